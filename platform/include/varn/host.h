@@ -1,0 +1,71 @@
+// Preparing a plain Linux machine: a root to run in, a database cluster of its own, the schema.
+//
+// These are the parts of the platform that a storage system brings along and a plain machine does
+// not. Programs that set up or check a system use them, and the tests.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "varn/export.h"
+
+namespace varn::host {
+
+// Success, or a message for a person: what failed, and what to do about it.
+class [[nodiscard]] Outcome {
+  public:
+    static Outcome Good() { return {}; }
+    static Outcome Problem(std::string message) { return Outcome(std::move(message)); }
+    explicit operator bool() const { return good_; }
+    const std::string &Message() const { return message_; }
+
+  private:
+    Outcome() = default;
+    explicit Outcome(std::string message) : good_(false), message_(std::move(message)) {}
+    bool good_ = true;
+    std::string message_;
+};
+
+// Creates what is missing below SystemRoot() and keeps what is there: the folders of the fixed
+// system paths, the accounts (root, Tonvale, admin, guest; the package account "Tonvale" takes the
+// ids of the host's account "Tonvale" or else, for root, of "postgres", and for anybody else those
+// of the process), the version file, the homes link, the package configuration, and a link to the
+// indexer, which is looked for in `programDir`. Without a root (a real installation) it fails.
+VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
+
+// Registers folders of music as shares, named after their last component (a number is appended to a
+// name that is taken), and adds them to the indexed folders. Folders that are there already stay.
+// Every folder must be readable; on failure nothing is registered.
+VARN_EXPORT Outcome AddMusicFolders(const std::vector<std::string> &folders);
+
+// The indexed folders, absolute, in the order of the file "/usr/varn/etc/index_folder.conf".
+VARN_EXPORT std::vector<std::string> IndexedFolders();
+
+enum class Durability {
+    kFull,
+    kNone,  // no fsync: for tests and measurements, whose data may be lost with the machine
+};
+
+// Creates the root's own PostgreSQL cluster where there is none, listening on the local socket
+// only, with the role "Tonvale" and the database "mediaserver"; the cluster is left stopped or
+// running as it was found. An interrupted creation is cleared away and done again.
+VARN_EXPORT Outcome CreateCluster(Durability durability);
+
+// True when the root has a cluster of its own.
+VARN_EXPORT bool HasCluster();
+
+// Starts the root's own cluster when it is not running (*started, which may be null, tells), and
+// waits until it answers.
+VARN_EXPORT Outcome StartCluster(bool *started);
+
+// Stops it (sessions are ended); a cluster that is not running is a success.
+VARN_EXPORT Outcome StopCluster();
+
+// Brings the schema of the library database to this version, one transaction a step; a schema of
+// this version is left alone, and one of a later version is refused.
+VARN_EXPORT Outcome MigrateSchema();
+
+// Good when the library database answers and has exactly this version's schema.
+VARN_EXPORT Outcome CheckSchema();
+
+}  // namespace varn::host

@@ -1,0 +1,55 @@
+// Child processes and the credentials of this one.
+//
+// Children are started from argument vectors, never through a shell. They get the default action of
+// every signal, an empty signal mask, and no descriptor but the standard three, of which standard
+// input is /dev/null unless it is the other end of a stream. They run with the
+// effective user of the moment as their real, effective and saved user where the process may set
+// that. Every call here that waits reaps the child.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdio>
+
+#include "varn/export.h"
+
+extern "C" {
+
+// Runs a program and waits. The arguments after `path` are the program's operands, ended by a null
+// pointer (none at all: VLIBCExec(path, nullptr, nullptr)); argv[0] is `path`. Returns the exit
+// status 0-255, 128+n when signal n ended the program, -1 when it could not be run (errno tells
+// why).
+VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__((sentinel));
+
+// Runs a program with the argument vector `argv` (argv[0] included, ended by a null pointer).
+// With `wait` non-zero the result is that of VLIBCExec; otherwise 0 once the program runs, in
+// a session of its own, with all three descriptors at /dev/null and nobody having to reap it; or
+// -1.
+VARN_EXPORT int VLIBCExecv(const char *path, char *const argv[], int wait);
+
+// Starts a program with its standard output ("r") or standard input ("w") at the other end of the
+// returned stream. Null, with errno set, when it cannot be run. Ended with VLIBCPclose.
+VARN_EXPORT FILE *VLIBCPopenv(const char *path, const char *mode, char *const argv[]);
+
+// Closes the stream first (so that a program that is still writing gets SIGPIPE and ends), then
+// waits for the program. Returns its wait status as waitpid(2) gives it, 0 exactly when it exited
+// with 0; -1 for a stream that VLIBCPopenv did not return.
+VARN_EXPORT int VLIBCPclose(FILE *stream);
+
+// Switches to the named account: its user id, group id and supplementary groups. With `effective`
+// only the effective ids change and any later switch, to another account or back to root, is still
+// possible; without it real, effective and saved ids change for good.
+// Returns 0, or -1 (unknown account, not permitted) with the ids as they were.
+// A process without root among its real, effective and saved user ids runs everything as its one
+// account: the call then succeeds and changes nothing.
+VARN_EXPORT int ResetCredentialsByName(const char *user, bool effective = true);
+
+// Switches only the effective user and group id, -1 meaning "as it is". 0, or -1 with errno set and
+// the ids as they were. Succeeds without doing anything where the process has no rights to switch.
+VARN_EXPORT int VLIBSetEffective(uid_t uid, gid_t gid);
+
+// The user id of an account, or (uid_t)-1 when there is none.
+VARN_EXPORT uid_t GetUserIdFromName(const char *user);
+
+}  // extern "C"

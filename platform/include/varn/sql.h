@@ -1,0 +1,118 @@
+// Values into SQL, checked at compile time.
+#pragma once
+
+#include <array>
+#include <concepts>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <type_traits>
+
+#include "varn/base.h"
+#include "varn/db.h"
+
+namespace varn {
+
+namespace sql_detail {
+
+enum class Slot { kText, kNumber };
+
+inline constexpr std::string_view kMark = "@VARN:";
+
+// The kind of the placeholder that `text` begins with; `length` becomes its length, or 0 when the
+// word after the mark is none of the four.
+consteval Slot SlotAt(std::string_view text, std::size_t &length) {
+    struct Word {
+        std::string_view name;
+        Slot slot;
+    };
+    constexpr std::array kWords = {Word{"@VARN:VAR", Slot::kText}, Word{"@VARN:INT", Slot::kNumber},
+                                   Word{"@VARN:NEVAR", Slot::kText},
+                                   Word{"@VARN:LVAR", Slot::kText}};
+    for (const Word &word : kWords) {
+        if (text.substr(0, word.name.size()) == word.name) {
+            length = word.name.size();
+            return word.slot;
+        }
+    }
+    length = 0;
+    return Slot::kText;
+}
+
+template <typename T>
+consteval Slot SlotOf() {
+    if constexpr (std::same_as<T, int>) {
+        return Slot::kNumber;
+    } else {
+        static_assert(std::convertible_to<T, const char *> || std::same_as<T, std::string>,
+                      "a value for SQL is an int or a text");
+        return Slot::kText;
+    }
+}
+
+// Not constexpr: calling one of these stops the compilation and names the mistake.
+void UnknownPlaceholder();
+void TooManyPlaceholders();
+void TooFewPlaceholders();
+void WrongTypeForPlaceholder();
+
+inline const char *Raw(const std::string &text) {
+    return text.c_str();
+}
+inline const char *Raw(const char *text) {
+    return text;
+}
+inline int Raw(int number) {
+    return number;
+}
+
+}  // namespace sql_detail
+
+// A statement text whose placeholders agree with the arguments, in number and kind. Anything else
+// does not compile.
+template <typename... Args>
+class SqlTemplate {
+  public:
+    template <std::size_t N>
+    consteval SqlTemplate(const char (&text)[N]) : text_(text) {  // NOLINT: converts on purpose
+        using namespace sql_detail;
+        constexpr std::array<Slot, sizeof...(Args)> kWanted = {SlotOf<Args>()...};
+        std::size_t used = 0;
+        std::string_view rest(text, N - 1);
+        for (std::size_t at = rest.find(kMark); at != rest.npos; at = rest.find(kMark)) {
+            std::size_t length = 0;
+            const Slot slot = SlotAt(rest.substr(at), length);
+            if (length == 0) {
+                UnknownPlaceholder();
+            }
+            if (used == kWanted.size()) {
+                TooManyPlaceholders();
+            } else if (kWanted[used] != slot) {
+                WrongTypeForPlaceholder();
+            }
+            ++used;
+            rest.remove_prefix(at + length);
+        }
+        if (used != kWanted.size()) {
+            TooFewPlaceholders();
+        }
+    }
+    const char *Text() const { return text_; }
+
+  private:
+    const char *text_;
+};
+
+// Fills the placeholders of a statement (VARNDBEscapeStringEX3) with ints and texts. Returns the
+// statement, or nothing, error state set, when it could not be built (a null text, one that is not
+// UTF-8, memory). Nothing must not become an empty condition, which would let every row through.
+template <typename... Args>
+[[nodiscard]] std::optional<std::string> Sql(
+    SqlTemplate<std::type_identity_t<std::decay_t<Args>>...> text, const Args &...args) {
+    const std::unique_ptr<char, decltype(&VLIBCStrPut)> filled(
+        VARNDBEscapeStringEX3(1, text.Text(), sql_detail::Raw(args)...), VLIBCStrPut);
+    return filled ? std::optional<std::string>(filled.get()) : std::nullopt;
+}
+
+}  // namespace varn

@@ -1,0 +1,45 @@
+// The fixed places of a Tonvale system, and the root in front of them.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "varn/export.h"
+
+// Puts the root in front of a fixed system path: the value of TONVALE_ROOT, without a trailing slash,
+// which is read once for the life of the process (secure_getenv(3), so a set-user-id program ignores
+// it). A relative one counts from the folder the process is in at that time. Without that variable the
+// path comes back unchanged: a real installation has no root. Shares, home folders and music are real
+// absolute paths and are never passed through here.
+VARN_EXPORT std::string SystemPath(std::string_view fixedPath);
+
+// The root itself, or "" on a real installation.
+VARN_EXPORT const std::string &SystemRoot();
+
+namespace varn::path {
+
+// Accounts; used only below a root, a real installation asks the system's own name service.
+inline constexpr std::string_view kPasswd = "/etc/passwd";
+inline constexpr std::string_view kGroup = "/etc/group";
+
+// Platform configuration.
+inline constexpr std::string_view kVersion = "/etc.defaults/VERSION";
+inline constexpr std::string_view kShares = "/usr/varn/etc/share.conf";
+inline constexpr std::string_view kIndexFolders = "/usr/varn/etc/index_folder.conf";
+inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";
+inline constexpr std::string_view kHomes = "/var/services/homes";
+inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
+
+// The package.
+inline constexpr std::string_view kPackageConf = "/var/packages/Tonvale/etc/audio.conf";
+inline constexpr std::string_view kPackageDefaultConf =
+    "/var/packages/Tonvale/target/etc/audio.conf";
+inline constexpr std::string_view kUsersFile = "/var/packages/Tonvale/etc/audio.users";
+
+// The library database.
+inline constexpr std::string_view kDatabaseSocketDir = "/var/run/Tonvale";
+inline constexpr std::string_view kDatabaseSocket = "/var/run/Tonvale/.s.PGSQL.5432";
+inline constexpr std::string_view kClusterData = "/var/lib/Tonvale/postgresql";
+inline constexpr std::string_view kClusterLog = "/var/log/Tonvale/postgresql.log";
+
+}  // namespace varn::path

@@ -1,0 +1,314 @@
+#include "varn/account.h"
+
+#include <grp.h>
+#include <pwd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <memory>
+#include <string_view>
+
+#include "linux/accounts.h"
+#include "linux/error.h"
+#include "linux/files.h"
+#include "linux/memory.h"
+#include "linux/pathtext.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
+
+namespace varn {
+
+namespace {
+
+constexpr std::size_t kFirstBuffer = 1024;
+constexpr std::size_t kLastBuffer = 16u << 20;  // a longer line is no account
+
+// (uid_t)-1 and its kin mean "leave as it is" to the calls that switch ids: nobody may have them.
+bool IsRealId(id_t id) {
+    return id != static_cast<id_t>(-1);
+}
+
+std::string Text(const char *text) {
+    return text != nullptr ? text : "";
+}
+
+Account Copied(const passwd &entry) {
+    return {Text(entry.pw_name), entry.pw_uid, entry.pw_gid, Text(entry.pw_dir)};
+}
+
+// Calls `read(buffer, size)`, which returns 0 or an errno value, with a buffer that grows for as
+// long as the answer is ERANGE. Returns what the last call returned.
+template <typename Read>
+int WithGrowingBuffer(std::vector<char> &buffer, const Read &read) {
+    buffer.resize(std::max(buffer.size(), kFirstBuffer));
+    int result = read(buffer.data(), buffer.size());
+    while (result == ERANGE && buffer.size() < kLastBuffer) {
+        buffer.resize(2 * buffer.size());
+        result = read(buffer.data(), buffer.size());
+    }
+    return result;
+}
+
+UniqueFile OpenAccounts(std::string_view fixedPath) {
+    UniqueFile stream(std::fopen(SystemPath(fixedPath).c_str(), "re"));
+    if (!stream) {
+        SetSystemError();
+    }
+    return stream;
+}
+
+// The first account of the root's file that `wanted` accepts.
+template <typename Wanted>
+std::optional<Account> FindInFile(const Wanted &wanted) {
+    const UniqueFile stream = OpenAccounts(path::kPasswd);
+    if (!stream) {
+        return std::nullopt;
+    }
+    std::vector<char> buffer;
+    passwd entry;
+    passwd *found = nullptr;
+    const auto next = [&](char *memory, std::size_t size) {
+        return fgetpwent_r(stream.get(), &entry, memory, size, &found);
+    };
+    int result = WithGrowingBuffer(buffer, next);
+    for (; result == 0 && found != nullptr; result = WithGrowingBuffer(buffer, next)) {
+        if (IsRealId(entry.pw_uid) && IsRealId(entry.pw_gid) && wanted(entry)) {
+            return Copied(entry);
+        }
+    }
+    varn::SetError(result == ENOENT ? VLIB_ERR_NOT_FOUND : VLIB_ERR_SYSTEM);
+    return std::nullopt;
+}
+
+// Asks the system's name service through `ask(entry, buffer, size, found)`.
+template <typename Ask>
+std::optional<Account> FindInSystem(const Ask &ask) {
+    std::vector<char> buffer;
+    passwd entry;
+    passwd *found = nullptr;
+    const int result = WithGrowingBuffer(
+        buffer, [&](char *memory, std::size_t size) { return ask(&entry, memory, size, &found); });
+    if (found == nullptr || !IsRealId(entry.pw_uid) || !IsRealId(entry.pw_gid)) {
+        varn::SetError(result == 0 ? VLIB_ERR_NOT_FOUND : VLIB_ERR_SYSTEM);
+        return std::nullopt;
+    }
+    return Copied(entry);
+}
+
+bool HasMember(const group &entry, const std::string &name) {
+    for (char **member = entry.gr_mem; member != nullptr && *member != nullptr; ++member) {
+        if (name == *member) {
+            return true;
+        }
+    }
+    return false;
+}
+
+std::optional<std::vector<gid_t>> GroupsInFile(const Account &account) {
+    const UniqueFile stream = OpenAccounts(path::kGroup);
+    if (!stream) {
+        return std::nullopt;
+    }
+    std::vector<gid_t> groups{account.gid};
+    std::vector<char> buffer;
+    group entry;
+    group *found = nullptr;
+    const auto next = [&](char *memory, std::size_t size) {
+        return fgetgrent_r(stream.get(), &entry, memory, size, &found);
+    };
+    int result = WithGrowingBuffer(buffer, next);
+    for (; result == 0 && found != nullptr; result = WithGrowingBuffer(buffer, next)) {
+        if (IsRealId(entry.gr_gid) && HasMember(entry, account.name)) {
+            groups.push_back(entry.gr_gid);
+        }
+    }
+    if (result != ENOENT) {
+        varn::SetError(VLIB_ERR_SYSTEM);
+        return std::nullopt;
+    }
+    std::sort(groups.begin(), groups.end());
+    groups.erase(std::unique(groups.begin(), groups.end()), groups.end());
+    return groups;
+}
+
+std::vector<gid_t> GroupsInSystem(const Account &account) {
+    std::vector<gid_t> groups(32);
+    int count = static_cast<int>(groups.size());
+    while (getgrouplist(account.name.c_str(), account.gid, groups.data(), &count) < 0) {
+        groups.resize(std::max<std::size_t>(count, 2 * groups.size()));
+        count = static_cast<int>(groups.size());
+    }
+    groups.resize(count);
+    return groups;
+}
+
+PVARN_USER MakeUser(const Account &account) {
+    auto name = CopyText(account.name);
+    auto home = CopyText(account.home);
+    auto user = std::make_unique<VARN_USER>();
+    *user = {name.release(), account.uid, account.gid, home.release()};
+    return user.release();
+}
+
+template <typename Key>
+int GetUser(const Key &key, PVARN_USER *out) {
+    return Guarded(-1, [&] {
+        const auto account = FindAccount(key);
+        if (!account) {
+            return -1;
+        }
+        *out = MakeUser(*account);
+        return 0;
+    });
+}
+
+// Empties the caller's buffer and checks a call's arguments.
+bool StartOutput(const char *name, char *out, std::size_t size) {
+    if (out != nullptr && size > 0) {
+        out[0] = '\0';
+    }
+    if (!NonEmptyStr(name) || out == nullptr || size == 0) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return false;
+    }
+    return true;
+}
+
+int WriteOutput(std::string_view text, char *out, std::size_t size) {
+    if (!CopyToBuffer(text, out, size)) {
+        varn::SetError(VLIB_ERR_TOO_LONG);
+        return -1;
+    }
+    return 0;
+}
+
+// True for a path of something inside a folder, not for the folder itself.
+bool LiesBelow(std::string_view folder, std::string_view path) {
+    const auto rest = PathBelow(folder, path);
+    return rest && !rest->empty();
+}
+
+}  // namespace
+
+std::optional<Account> FindAccount(const std::string &name) {
+    if (!SystemRoot().empty()) {
+        return FindInFile([&](const passwd &entry) { return name == entry.pw_name; });
+    }
+    return FindInSystem([&](passwd *entry, char *memory, std::size_t size, passwd **found) {
+        return getpwnam_r(name.c_str(), entry, memory, size, found);
+    });
+}
+
+std::optional<Account> FindAccount(uid_t uid) {
+    if (!SystemRoot().empty()) {
+        return FindInFile([&](const passwd &entry) { return uid == entry.pw_uid; });
+    }
+    return FindInSystem([&](passwd *entry, char *memory, std::size_t size, passwd **found) {
+        return getpwuid_r(uid, entry, memory, size, found);
+    });
+}
+
+std::optional<std::vector<gid_t>> GroupsOf(const Account &account) {
+    if (!SystemRoot().empty()) {
+        return GroupsInFile(account);
+    }
+    return GroupsInSystem(account);
+}
+
+}  // namespace varn
+
+int VARNUserGet(const char *name, PVARN_USER *out) {
+    if (out != nullptr) {
+        *out = nullptr;
+    }
+    if (!NonEmptyStr(name) || out == nullptr) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    return varn::GetUser(std::string(name), out);
+}
+
+int VARNUserGetByUID(uid_t uid, PVARN_USER *out) {
+    if (out == nullptr) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    *out = nullptr;
+    return varn::GetUser(uid, out);
+}
+
+void VARNUserFree(PVARN_USER user) {
+    const std::unique_ptr<VARN_USER> adopted(user);
+    if (adopted) {
+        const varn::MallocPtr<char> name(adopted->szName);
+        const varn::MallocPtr<char> home(adopted->szHomeDir);
+    }
+}
+
+int GetUserHomePath(const char *userName, char *out, size_t size) {
+    if (!varn::StartOutput(userName, out, size)) {
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        const auto account = varn::FindAccount(userName);
+        if (!account) {
+            return -1;
+        }
+        if (account->home.empty()) {
+            varn::SetError(VLIB_ERR_NOT_FOUND);
+            return -1;
+        }
+        return varn::WriteOutput(account->home, out, size);
+    });
+}
+
+int VARNUserPreferenceDirGet(const char *userName, char *out, size_t size) {
+    if (!varn::StartOutput(userName, out, size)) {
+        return -1;
+    }
+    const std::string_view name(userName);
+    if (name == "." || name == ".." || name.find('/') != name.npos) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        return varn::WriteOutput(SystemPath(varn::path::kPreferences).append("/").append(name), out,
+                                 size);
+    });
+}
+
+bool IsPersonalLibraryEnabled(void) {
+    return VARNAudioConfCheck("enable_personal_library", "yes", 0);
+}
+
+bool IsPersonalLibEnabled(const char *userName) {
+    if (!NonEmptyStr(userName) || !IsPersonalLibraryEnabled()) {
+        return false;
+    }
+    return varn::Guarded(false, [&] {
+        const auto account = varn::FindAccount(userName);
+        return account && !account->home.empty();
+    });
+}
+
+bool IsUnderPersonalLibPath(const char *home, const char *path) {
+    if (!NonEmptyStr(home) || !NonEmptyStr(path)) {
+        return false;
+    }
+    return varn::Guarded(false,
+                         [&] { return varn::LiesBelow(std::string(home) + "/music", path); });
+}
+
+bool IsPersonalLibraryPath(const char *path) {
+    if (!NonEmptyStr(path)) {
+        return false;
+    }
+    return varn::Guarded(false, [&] {
+        const varn::MallocPtr<char> homes(
+            realpath(SystemPath(varn::path::kHomes).c_str(), nullptr));
+        return homes && varn::LiesBelow(homes.get(), path);
+    });
+}

@@ -1,0 +1,161 @@
+#include "linux/credentials.h"
+
+#include <grp.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <string>
+#include <utility>
+
+#include "linux/accounts.h"
+#include "linux/error.h"
+#include "varn/process.h"
+
+namespace varn {
+
+namespace {
+
+constexpr uid_t kRootUid = 0;
+constexpr auto kSameUid = static_cast<uid_t>(-1);
+constexpr auto kSameGid = static_cast<gid_t>(-1);
+
+struct UserIds {
+    uid_t real, effective, saved;
+};
+
+UserIds CurrentUserIds() {
+    UserIds ids{};
+    getresuid(&ids.real, &ids.effective, &ids.saved);
+    return ids;
+}
+
+std::vector<gid_t> CurrentGroups() {
+    std::vector<gid_t> groups(static_cast<std::size_t>(getgroups(0, nullptr)));
+    groups.resize(
+        static_cast<std::size_t>(getgroups(static_cast<int>(groups.size()), groups.data())));
+    return groups;
+}
+
+bool BecomeEffectiveRoot() {
+    return setresuid(kSameUid, kRootUid, kSameUid) == 0;
+}
+
+// The ids of the process as they were: brought back on the way out unless the switch was kept. The
+// real and saved user ids change last in every switch, so that the way back is open until then.
+class IdsBefore {
+  public:
+    IdsBefore() : user_(CurrentUserIds()), groups_(CurrentGroups()) {
+        getresgid(&realGid_, &effectiveGid_, &savedGid_);
+    }
+    IdsBefore(const IdsBefore &) = delete;
+    IdsBefore &operator=(const IdsBefore &) = delete;
+    ~IdsBefore() {
+        if (!kept_) {
+            Restore();
+        }
+    }
+
+    uid_t EffectiveUser() const { return user_.effective; }
+    void Keep() { kept_ = true; }
+
+  private:
+    // Without root's rights, which they need, the groups have not been changed yet: only the user
+    // id can be left to put back.
+    void Restore() const {
+        const int saved = errno;
+        if (BecomeEffectiveRoot() && (setgroups(groups_.size(), groups_.data()) != 0 ||
+                                      setresgid(realGid_, effectiveGid_, savedGid_) != 0)) {
+            varn::SetError(VLIB_ERR_PERMISSION);
+        }
+        if (setresuid(user_.real, user_.effective, user_.saved) != 0) {
+            varn::SetError(VLIB_ERR_PERMISSION);
+        }
+        errno = saved;
+    }
+
+    UserIds user_;
+    gid_t realGid_ = 0, effectiveGid_ = 0, savedGid_ = 0;
+    std::vector<gid_t> groups_;
+    bool kept_ = false;
+};
+
+// Runs the steps of a switch as root; the ids are as they were when one of them fails.
+template <typename Steps>
+int Switch(const Steps &steps) {
+    if (!MaySwitchUser()) {
+        return 0;
+    }
+    IdsBefore before;
+    if (!BecomeEffectiveRoot() || !steps(before)) {
+        SetSystemError();
+        return -1;
+    }
+    before.Keep();
+    return 0;
+}
+
+int SwitchTo(const Identity &to, bool effectiveOnly) {
+    return Switch([&](const IdsBefore &) {
+        if (setgroups(to.groups.size(), to.groups.data()) != 0) {
+            return false;
+        }
+        if (effectiveOnly) {
+            return setresgid(kSameGid, to.gid, kSameGid) == 0 &&
+                   setresuid(kSameUid, to.uid, kSameUid) == 0;
+        }
+        return setresgid(to.gid, to.gid, to.gid) == 0 && setresuid(to.uid, to.uid, to.uid) == 0;
+    });
+}
+
+}  // namespace
+
+bool MaySwitchUser() {
+    const UserIds ids = CurrentUserIds();
+    return ids.real == kRootUid || ids.effective == kRootUid || ids.saved == kRootUid;
+}
+
+std::optional<Identity> IdentityOf(const char *userName) {
+    if (!NonEmptyStr(userName)) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return std::nullopt;
+    }
+    const auto account = FindAccount(std::string(userName));
+    if (!account) {
+        return std::nullopt;
+    }
+    auto groups = GroupsOf(*account);
+    if (!groups) {
+        return std::nullopt;
+    }
+    return Identity{account->uid, account->gid, *std::move(groups)};
+}
+
+}  // namespace varn
+
+int ResetCredentialsByName(const char *user, bool effective) {
+    return varn::Guarded(-1, [&] {
+        const auto identity = varn::IdentityOf(user);
+        return identity ? varn::SwitchTo(*identity, effective) : -1;
+    });
+}
+
+int VLIBSetEffective(uid_t uid, gid_t gid) {
+    return varn::Guarded(-1, [&] {
+        return varn::Switch([&](const varn::IdsBefore &before) {
+            const uid_t target = uid == varn::kSameUid ? before.EffectiveUser() : uid;
+            return setresgid(varn::kSameGid, gid, varn::kSameGid) == 0 &&
+                   setresuid(varn::kSameUid, target, varn::kSameUid) == 0;
+        });
+    });
+}
+
+uid_t GetUserIdFromName(const char *user) {
+    if (!NonEmptyStr(user)) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return static_cast<uid_t>(-1);
+    }
+    return varn::Guarded(static_cast<uid_t>(-1), [&] {
+        const auto account = varn::FindAccount(std::string(user));
+        return account ? account->uid : static_cast<uid_t>(-1);
+    });
+}

@@ -1,0 +1,106 @@
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string>
+#include <string_view>
+
+#include "linux/error.h"
+#include "linux/files.h"
+#include "linux/memory.h"
+#include "linux/pathtext.h"
+#include "varn/base.h"
+#include "varn/share.h"
+
+namespace {
+
+constexpr std::string_view kFolderName = "@eaDir";
+constexpr mode_t kEveryUser = 0777;
+
+struct SplitPath {
+    std::string folder;  // with a slash at its end; "" without a folder
+    std::string name;
+};
+
+SplitPath SplitLast(std::string_view path) {
+    path = varn::WithoutTrailingSlashes(path);
+    const std::size_t nameAt = path.rfind('/') + 1;  // 0 without a slash
+    return {std::string(path.substr(0, nameAt)), std::string(path.substr(nameAt))};
+}
+
+// True for what can be the name of a file, where "." and ".." name other places.
+bool IsFileName(const std::string &name) {
+    return !name.empty() && name != "." && name != "..";
+}
+
+// Opens a folder below `parent`, and makes it first where it is missing. Symbolic links are
+// refused: everybody may write where these folders stand, and could send root's new mode elsewhere
+// with one.
+varn::UniqueFd OpenOrMake(int parent, const std::string &name) {
+    constexpr int kFolderOnly = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    if (mkdirat(parent, name.c_str(), kEveryUser) != 0) {
+        return varn::UniqueFd(errno == EEXIST ? openat(parent, name.c_str(), O_PATH | kFolderOnly)
+                                              : -1);
+    }
+    varn::UniqueFd folder(openat(parent, name.c_str(), O_RDONLY | kFolderOnly));
+    if (folder && fchmod(folder.Get(), kEveryUser) != 0) {
+        return varn::UniqueFd();
+    }
+    return folder;
+}
+
+// Makes FOLDER/@eaDir/NAME, of which FOLDER exists. False with errno set.
+bool MakeFolders(const std::string &eaDir) {
+    const SplitPath last = SplitLast(eaDir);
+    const SplitPath middle = SplitLast(last.folder);
+    if (!IsFileName(last.name) || !IsFileName(middle.name) || middle.folder.empty()) {
+        errno = EINVAL;
+        return false;
+    }
+    const varn::UniqueFd folder(open(middle.folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) {
+        return false;
+    }
+    const varn::UniqueFd parent = OpenOrMake(folder.Get(), middle.name);
+    return parent && OpenOrMake(parent.Get(), last.name);
+}
+
+}  // namespace
+
+int VARNEADirPath(const char *path, char *out, size_t size) {
+    if (out != nullptr && size > 0) {
+        out[0] = '\0';
+    }
+    if (!NonEmptyStr(path) || out == nullptr || size == 0) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        const SplitPath split = SplitLast(path);
+        if (split.folder.empty() || !IsFileName(split.name)) {
+            varn::SetError(VLIB_ERR_BAD_PARAMETER);
+            return -1;
+        }
+        std::string eaDir = split.folder;
+        eaDir.append(kFolderName).append("/").append(split.name);
+        if (!varn::CopyToBuffer(eaDir, out, size)) {
+            varn::SetError(VLIB_ERR_TOO_LONG);
+            return -1;
+        }
+        return 0;
+    });
+}
+
+int VARNEAMKDir(const char *eaDir) {
+    if (!NonEmptyStr(eaDir)) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        if (!MakeFolders(eaDir)) {
+            varn::SetSystemError();
+            return -1;
+        }
+        return 0;
+    });
+}

@@ -1,0 +1,89 @@
+// Folders and files that are whole or not there, for preparing a root.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "linux/files.h"
+#include "varn/host.h"
+
+namespace varn::host {
+
+struct Owner {
+    uid_t uid;
+    gid_t gid;
+};
+
+// "cannot DOING PATH: " and the words of errno.
+inline Outcome Failed(std::string_view doing, const std::string &path) {
+    return Outcome::Problem("cannot " + std::string(doing) + " " + path + ": " +
+                            std::strerror(errno));
+}
+
+// Makes a folder, mode 0755 whatever the umask, and those above it. With an owner it belongs to him
+// afterwards, even if it was there before.
+inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = std::nullopt) {
+    struct stat info {};
+    if (stat(path.c_str(), &info) == 0) {
+        if (!S_ISDIR(info.st_mode)) {
+            return Outcome::Problem(path + " is in the way: it is a file, not a folder");
+        }
+    } else {
+        if (errno != ENOENT) {
+            return Failed("look at", path);
+        }
+        if (Outcome done = MakeFolder(std::filesystem::path(path).parent_path()); !done) {
+            return done;
+        }
+        // Another process may be preparing the same root.
+        if ((mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) || chmod(path.c_str(), 0755) != 0 ||
+            stat(path.c_str(), &info) != 0) {
+            return Failed("make the folder", path);
+        }
+    }
+    if (owner && (info.st_uid != owner->uid || info.st_gid != owner->gid) &&
+        chown(path.c_str(), owner->uid, owner->gid) != 0) {
+        return Failed("give away", path);
+    }
+    return Outcome::Good();
+}
+
+// Writes a file whole: a reader finds the old text or the new one, and a failure leaves the old.
+inline Outcome WriteFile(const std::string &path, std::string_view text, mode_t mode,
+                         std::optional<Owner> owner = std::nullopt) {
+    std::string temporary = path + ".tmpXXXXXX";
+    const UniqueFd fd(mkostemp(temporary.data(), O_CLOEXEC));
+    if (!fd) {
+        return Failed("write", path);
+    }
+    if (WriteAll(fd.Get(), text) && fchmod(fd.Get(), mode) == 0 &&
+        (!owner || fchown(fd.Get(), owner->uid, owner->gid) == 0) && fsync(fd.Get()) == 0 &&
+        rename(temporary.c_str(), path.c_str()) == 0) {
+        return Outcome::Good();
+    }
+    const Outcome failure = Failed("write", path);
+    unlink(temporary.c_str());
+    return failure;
+}
+
+// The text of a file from `offset` on. Empty with errno set; EFBIG for more than 16 MiB.
+inline std::optional<std::string> ReadTextFile(const std::string &path, off_t offset = 0) {
+    constexpr std::size_t kLimit = std::size_t{16} << 20;
+    const UniqueFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    std::string text;
+    if (!fd || lseek(fd.Get(), offset, SEEK_SET) < 0 || !ReadToEnd(fd.Get(), kLimit, text)) {
+        return std::nullopt;
+    }
+    return text;
+}
+
+}  // namespace varn::host

@@ -1,0 +1,310 @@
+#include <grp.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "linux/files.h"
+#include "linux/host_support.h"
+#include "varn/account.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace varn::host {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kHomesFolder[] = "/volume1/homes";
+
+constexpr char kVersionText[] = "buildnumber=\"5516\"\n";
+
+constexpr char kPackageConfText[] =
+    "enable_personal_library=\"yes\"\n"
+    "audio_show_virtual_library=\"yes\"\n"
+    "support_transcode_mp3=\"yes\"\n"
+    "prefer_using_html5=\"yes\"\n";
+
+constexpr gid_t kUsersGroup = 100;
+
+struct HomeAccount {
+    const char *name;
+    uid_t uid;
+};
+constexpr HomeAccount kHomeAccounts[] = {{"admin", 1024}, {"guest", 1025}};
+
+// The length at which the database's socket still fits into a socket address.
+constexpr std::size_t RootLimit() {
+    return sizeof(sockaddr_un::sun_path) - 1 - path::kDatabaseSocket.size();
+}
+
+// A colon ends a field of the accounts' file, the database splits its folders at commas, and its
+// start program puts the path between the double quotes of a shell.
+bool HasUnusableCharacter(const std::string &root) {
+    return std::any_of(root.begin(), root.end(), [](unsigned char c) {
+        return c < 0x20 || c == 0x7F || std::strchr(":,\"$`\\", c) != nullptr;
+    });
+}
+
+Outcome CheckRootName(const std::string &root) {
+    if (root.empty()) {
+        return Outcome::Problem(
+            "no root to prepare: name its folder with --root DIR or TONVALE_ROOT");
+    }
+    if (root.front() != '/') {
+        return Outcome::Problem("the root must be an absolute path, which " + root + " is not");
+    }
+    if (HasUnusableCharacter(root)) {
+        return Outcome::Problem(
+            "the root's path may hold no control characters and none of "
+            ": , \" $ ` \\ : " +
+            root);
+    }
+    if (root.size() > RootLimit()) {
+        return Outcome::Problem("the root's path may be " + std::to_string(RootLimit()) +
+                                " bytes long, so that a socket's address still holds the one " +
+                                "below it, but this one has " + std::to_string(root.size()) + ": " +
+                                root);
+    }
+    return Outcome::Good();
+}
+
+// The ids that the package account gets: those of an account of the host that the database server
+// agrees to run as, or this process's own.
+std::optional<Owner> HostIds() {
+    if (geteuid() != 0) {
+        return Owner{geteuid(), getegid()};
+    }
+    for (const char *name : {kPackageAccount, "postgres"}) {
+        const passwd *entry = getpwnam(name);
+        if (entry != nullptr && entry->pw_uid != 0) {
+            return Owner{entry->pw_uid, entry->pw_gid};
+        }
+    }
+    return std::nullopt;
+}
+
+// Writes a file unless there is one, be it an administrator's.
+Outcome WriteMissing(const std::string &path, std::string_view text,
+                     std::optional<Owner> owner = std::nullopt) {
+    struct stat info {};
+    if (lstat(path.c_str(), &info) == 0) {
+        return Outcome::Good();
+    }
+    return errno == ENOENT ? WriteFile(path, text, 0644, owner) : Failed("read", path);
+}
+
+// Makes a symbolic link unless something is there. A link that leads elsewhere is turned round when
+// `refresh` says so.
+Outcome MakeLink(const std::string &target, const std::string &path, bool refresh) {
+    std::error_code error;
+    const fs::file_status there = fs::symlink_status(path, error);
+    if (fs::exists(there)) {
+        if (!refresh || !fs::is_symlink(there) || fs::read_symlink(path, error) == target) {
+            return Outcome::Good();
+        }
+        if (unlink(path.c_str()) != 0) {
+            return Failed("replace", path);
+        }
+    }
+    // Another process may be preparing the same root.
+    if (symlink(target.c_str(), path.c_str()) != 0 && errno != EEXIST) {
+        return Failed("make the link", path);
+    }
+    return Outcome::Good();
+}
+
+// The account of a user id is the first that has it: the package account stands last, so that a
+// process that runs as user 1024 leaves that id to the administrator.
+std::string PasswdText(const std::string &root, const Owner &package) {
+    const auto entry = [](const std::string &name, const Owner &ids, const std::string &home) {
+        return name + ":x:" + std::to_string(ids.uid) + ":" + std::to_string(ids.gid) + ":" + name +
+               ":" + home + ":/usr/sbin/nologin\n";
+    };
+    std::string text = entry("root", {0, 0}, "/root");
+    for (const HomeAccount &account : kHomeAccounts) {
+        text += entry(account.name, {account.uid, kUsersGroup},
+                      root + kHomesFolder + "/" + account.name);
+    }
+    return text + entry(kPackageAccount, package, root + "/var/packages/Tonvale");
+}
+
+std::string GroupText(const Owner &package) {
+    return "root:x:0:\nusers:x:" + std::to_string(kUsersGroup) +
+           ":admin,guest\nadministrators:x:101:admin\n" + kPackageAccount +
+           ":x:" + std::to_string(package.gid) + ":\n";
+}
+
+// Writes the accounts, and checks those that were there: this process must be able to run as the
+// package account of the root.
+Outcome PrepareAccounts(const std::string &root) {
+    const std::optional<Owner> ids = HostIds();
+    if (!ids) {
+        return Outcome::Problem(
+            "the database needs an account to run as: install the package "
+            "postgresql-15, which brings one, or create an account Tonvale");
+    }
+    for (const auto &[fixed, text] :
+         {std::pair(path::kPasswd, PasswdText(root, *ids)), {path::kGroup, GroupText(*ids)}}) {
+        const std::string file = SystemPath(fixed);
+        if (Outcome done = MakeFolder(fs::path(file).parent_path()); !done) {
+            return done;
+        }
+        if (Outcome done = WriteMissing(file, text); !done) {
+            return done;
+        }
+    }
+    const uid_t package = GetUserIdFromName(kPackageAccount);
+    if (package == static_cast<uid_t>(-1)) {
+        return Outcome::Problem(SystemPath(path::kPasswd) + " has no account Tonvale: add it, or " +
+                                "remove the file to have it made anew");
+    }
+    if (geteuid() != 0 && package != geteuid()) {
+        return Outcome::Problem("the root " + root + " was prepared for the user id " +
+                                std::to_string(package) + ": run this as that user or as root, " +
+                                "or choose another root");
+    }
+    return Outcome::Good();
+}
+
+// The database server runs as the package account, which must be able to come to its folders.
+Outcome CheckPassable(const std::string &root) {
+    const AsPackageAccount account;
+    if (!account) {
+        return Outcome::Problem("cannot switch to the account Tonvale of " +
+                                SystemPath(path::kPasswd));
+    }
+    for (std::size_t end = root.find('/', 1);; end = root.find('/', end + 1)) {
+        const std::string folder = root.substr(0, end);
+        if (faccessat(AT_FDCWD, folder.c_str(), X_OK, AT_EACCESS) != 0) {
+            return Outcome::Problem("the database's account (user id " + std::to_string(geteuid()) +
+                                    ") cannot pass " + folder + ": " + std::strerror(errno) +
+                                    ". Allow it, or choose a root " +
+                                    "elsewhere, such as /var/lib/tonvale");
+        }
+        if (end == std::string::npos) {
+            return Outcome::Good();
+        }
+    }
+}
+
+Outcome MakeFolders(const std::string &root) {
+    for (const std::string_view fixed : {"/etc.defaults", "/usr/varn/etc", "/usr/varn/bin",
+                                         "/var/services", "/var/packages/Tonvale/target/etc"}) {
+        if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
+            return done;
+        }
+    }
+    for (const std::string_view fixed :
+         {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/lib/Tonvale"),
+          std::string_view("/var/log/Tonvale"), path::kPreferences, path::kDatabaseSocketDir}) {
+        if (Outcome done = MakeFolder(SystemPath(fixed), PackageOwner()); !done) {
+            return done;
+        }
+    }
+    for (const HomeAccount &account : kHomeAccounts) {
+        std::optional<Owner> owner;
+        if (geteuid() == 0) {
+            owner = Owner{account.uid, kUsersGroup};
+        }
+        if (Outcome done = MakeFolder(root + kHomesFolder + "/" + account.name, owner); !done) {
+            return done;
+        }
+    }
+    return Outcome::Good();
+}
+
+Outcome WriteFiles(const std::string &root) {
+    struct File {
+        std::string_view path;
+        std::string_view text;
+        std::optional<Owner> owner;
+    };
+    for (const File &file : {File{path::kVersion, kVersionText, std::nullopt},
+                             File{path::kPackageDefaultConf, kPackageConfText, std::nullopt},
+                             File{path::kPackageConf, kPackageConfText, PackageOwner()},
+                             File{path::kUsersFile, "{}\n", PackageOwner()}}) {
+        if (Outcome done = WriteMissing(SystemPath(file.path), file.text, file.owner); !done) {
+            return done;
+        }
+    }
+    return MakeLink(root + kHomesFolder, SystemPath(path::kHomes), false);
+}
+
+}  // namespace
+
+Outcome PrepareRoot(const std::string &programDir) {
+    const std::string &root = SystemRoot();
+    if (Outcome done = CheckRootName(root); !done) {
+        return done;
+    }
+    std::error_code error;
+    const bool fresh = !fs::exists(root, error);
+    if (Outcome done = MakeFolder(root); !done) {
+        return done;
+    }
+    if (Outcome done = PrepareAccounts(root); !done) {
+        return done;
+    }
+    if (Outcome done = CheckPassable(root); !done) {
+        if (fresh) {
+            fs::remove_all(root, error);
+        }
+        return done;
+    }
+    if (Outcome done = MakeFolders(root); !done) {
+        return done;
+    }
+    if (Outcome done = WriteFiles(root); !done) {
+        return done;
+    }
+    const std::string indexer = programDir + "/varnindex";
+    if (access(indexer.c_str(), X_OK) == 0) {
+        return MakeLink(indexer, SystemPath(path::kIndexer), true);
+    }
+    return Outcome::Good();
+}
+
+// ---- shared with the other parts ---------------------------------------------------------------
+
+std::optional<Owner> PackageOwner() {
+    PVARN_USER found = nullptr;
+    if (geteuid() != 0 || VARNUserGet(kPackageAccount, &found) != 0) {
+        return std::nullopt;
+    }
+    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> package(found, VARNUserFree);
+    return Owner{package->uid, package->gid};
+}
+
+std::string RootOption() {
+    return SystemRoot().empty() ? "" : " --root " + SystemRoot();
+}
+
+AsPackageAccount::AsPackageAccount() : uid_(geteuid()), gid_(getegid()) {
+    const int count = getgroups(0, nullptr);
+    groups_.resize(static_cast<std::size_t>(std::max(count, 0)));
+    if (count > 0 && getgroups(count, groups_.data()) != count) {
+        return;
+    }
+    good_ = ResetCredentialsByName(kPackageAccount) == 0;
+}
+
+AsPackageAccount::~AsPackageAccount() {
+    if (geteuid() == uid_ && getegid() == gid_) {
+        return;
+    }
+    // Only root may set the groups; the ids of before may be anybody's.
+    if (VLIBSetEffective(0, static_cast<gid_t>(-1)) != 0 ||
+        setgroups(groups_.size(), groups_.data()) != 0 || VLIBSetEffective(uid_, gid_) != 0) {
+        syslog(LOG_ERR, "cannot switch back to the user id %u: %s", static_cast<unsigned>(uid_),
+               std::strerror(errno));
+    }
+}
+
+}  // namespace varn::host

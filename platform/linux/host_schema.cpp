@@ -1,0 +1,163 @@
+// The library database's schema: what version it is, and bringing it to this one's.
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <memory>
+
+#include "linux/host_support.h"
+#include "linux/schema_steps.h"
+#include "varn/db.h"
+#include "varn/systempath.h"
+
+namespace varn::host {
+
+namespace {
+
+constexpr char kDatabase[] = "mediaserver";
+
+// Migrations that run at the same time wait for each other on this number.
+constexpr char kTakeTurns[] =
+    "SET client_min_messages = warning; SELECT pg_advisory_lock(7283461905)";
+
+constexpr char kVersionTable[] =
+    "CREATE TABLE IF NOT EXISTS schema_version ("
+    "version integer PRIMARY KEY, applied timestamptz NOT NULL DEFAULT now())";
+
+constexpr char kHasVersionTable[] = "SELECT 1 WHERE to_regclass('schema_version') IS NOT NULL";
+
+constexpr char kCurrentVersion[] =
+    "SELECT COALESCE(max(version), 0) AS version FROM schema_version";
+
+using Connection = std::unique_ptr<DBConnect_tag, decltype(&VARNDBClose)>;
+using Result = std::unique_ptr<VARNDB_RESULT, decltype(&VARNDBFreeResult)>;
+
+bool IsSocket(const std::string &path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode);
+}
+
+std::string DatabaseSays(const DBConnect_tag *conn) {
+    return std::string("\n  ") + VARNDBErrorGet(conn);
+}
+
+Outcome CannotConnect() {
+    if (HasCluster()) {
+        return Outcome::Problem("cannot reach the library database; if it does not run, " +
+                                ("'tonvale start" + RootOption()) + "' starts it, and its " +
+                                "pg_hba.conf and pg_ident.conf in " +
+                                SystemPath(path::kClusterData) +
+                                " say who may use it:" + DatabaseSays(nullptr));
+    }
+    return Outcome::Problem(
+        std::string("cannot reach the library database; check that the server named by PGHOST and "
+                    "PGPORT, or the machine's own, runs and lets the role \"") +
+        kPackageAccount + "\" into the database \"" + kDatabase + "\":" + DatabaseSays(nullptr));
+}
+
+// Connects as the library does, but never to another server in place of the root's own cluster.
+Outcome Connect(Connection &conn) {
+    const AsPackageAccount account;
+    const bool local = HasCluster() || IsSocket(SystemPath(path::kDatabaseSocket));
+    const std::string socketDir = SystemPath(path::kDatabaseSocketDir);
+    conn.reset(
+        VARNDBConnect(local ? socketDir.c_str() : nullptr, kPackageAccount, nullptr, kDatabase));
+    return conn ? Outcome::Good() : CannotConnect();
+}
+
+Outcome Refused(const char *doing, const DBConnect_tag *conn) {
+    return Outcome::Problem(std::string("cannot ") + doing +
+                            " of the library database:" + DatabaseSays(conn));
+}
+
+Outcome ReadVersion(DBConnect_tag *conn, int &version) {
+    version = 0;
+    const int exists = VARNDBExecute(conn, kHasVersionTable, nullptr);
+    if (exists == 0) {
+        return Outcome::Good();
+    }
+    VARNDB_RESULT *rows = nullptr;
+    if (exists < 0 || VARNDBExecute(conn, kCurrentVersion, &rows) < 0) {
+        return Refused("read the version", conn);
+    }
+    const Result owned(rows, VARNDBFreeResult);
+    const char *text = VARNDBFetchField(rows, 0, "version");
+    version = static_cast<int>(std::strtol(text != nullptr ? text : "", nullptr, 10));
+    return Outcome::Good();
+}
+
+Outcome MadeByLater(int version) {
+    return Outcome::Problem("the library database has schema " + std::to_string(version) +
+                            ", made by a later version of Tonvale; this one knows schema " +
+                            std::to_string(SchemaSteps().back().version) +
+                            ": use the later version");
+}
+
+// Runs one step and notes it, both or neither. After a failure the connection is not used again,
+// and closing it undoes the step.
+Outcome RunStep(DBConnect_tag *conn, const SchemaStep &step) {
+    const std::string note =
+        "INSERT INTO schema_version (version) VALUES (" + std::to_string(step.version) + ")";
+    for (const char *statement : {"BEGIN", step.text, note.c_str(), "COMMIT"}) {
+        if (VARNDBExecute(conn, statement, nullptr) < 0) {
+            return Outcome::Problem(
+                "step " + std::to_string(step.version) + " (" + step.name +
+                ") of the library database's schema failed:" + DatabaseSays(conn));
+        }
+    }
+    return Outcome::Good();
+}
+
+}  // namespace
+
+Outcome MigrateSchema() {
+    Connection conn(nullptr, VARNDBClose);
+    if (Outcome done = Connect(conn); !done) {
+        return done;
+    }
+    if (VARNDBExecute(conn.get(), kTakeTurns, nullptr) < 0) {
+        return Refused("lock the schema", conn.get());
+    }
+    int version = 0;
+    if (Outcome done = ReadVersion(conn.get(), version); !done) {
+        return done;
+    }
+    if (version > SchemaSteps().back().version) {
+        return MadeByLater(version);
+    }
+    if (version == 0 && VARNDBExecute(conn.get(), kVersionTable, nullptr) < 0) {
+        return Refused("create the schema", conn.get());
+    }
+    for (const SchemaStep &step : SchemaSteps()) {
+        if (step.version <= version) {
+            continue;
+        }
+        if (Outcome done = RunStep(conn.get(), step); !done) {
+            return done;
+        }
+    }
+    return Outcome::Good();
+}
+
+Outcome CheckSchema() {
+    Connection conn(nullptr, VARNDBClose);
+    if (Outcome done = Connect(conn); !done) {
+        return done;
+    }
+    int version = 0;
+    if (Outcome done = ReadVersion(conn.get(), version); !done) {
+        return done;
+    }
+    const int wanted = SchemaSteps().back().version;
+    if (version > wanted) {
+        return MadeByLater(version);
+    }
+    if (version < wanted) {
+        const std::string found =
+            version == 0 ? "no schema" : "the older schema " + std::to_string(version);
+        return Outcome::Problem("the library database has " + found + ": run 'tonvale init" +
+                                RootOption() + "'");
+    }
+    return Outcome::Good();
+}
+
+}  // namespace varn::host

@@ -1,0 +1,103 @@
+#include "varn/mediaindex.h"
+
+#include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <cstring>
+
+#include "linux/error.h"
+#include "linux/utf8.h"
+
+namespace {
+
+// One row of a result. A column that is not there reads as empty text.
+class Row {
+  public:
+    Row(const VARNDB_RESULT *result, int row) : result_(result), row_(row) {}
+
+    const char *Text(const char *column) const {
+        const char *text = VARNDBFetchField(result_, row_, column);
+        return text != nullptr ? text : "";
+    }
+
+    template <std::size_t Size>
+    void Copy(const char *column, char (&out)[Size]) const {
+        const char *text = Text(column);
+        const std::size_t length = varn::BoundedLength(text, Size - 1);
+        std::memcpy(out, text, length);
+        out[length] = '\0';
+    }
+
+    long long Number(const char *column, long long low, long long high) const {
+        return std::clamp(std::strtoll(Text(column), nullptr, 10), low, high);
+    }
+
+    int Int(const char *column) const { return static_cast<int>(Number(column, INT_MIN, INT_MAX)); }
+
+    uint32_t Unsigned(const char *column) const {
+        return static_cast<uint32_t>(Number(column, 0, UINT32_MAX));
+    }
+
+    bool Flag(const char *column) const { return *Text(column) == 't'; }
+
+  private:
+    const VARNDB_RESULT *result_;
+    int row_;
+};
+
+void ReadProperties(const Row &row, VARN_MEDIA_INFO &info) {
+    row.Copy("container", info.container);
+    row.Copy("codec", info.codec);
+    info.duration = std::strtof(row.Text("duration"), nullptr);
+    info.bitrate = row.Unsigned("bitrate");
+    info.frequency = row.Int("frequency");
+    info.channel = row.Int("channel");
+    info.filesize = row.Int("filesize");
+}
+
+void ReadTags(const Row &row, VARN_MEDIA_INFO &info) {
+    row.Copy("artist", info.artist);
+    row.Copy("album_artist", info.album_artist);
+    row.Copy("composer", info.composer);
+    row.Copy("genre", info.genre);
+    row.Copy("comment", info.comment);
+    info.year = row.Int("year");
+    info.disc = row.Int("disc");
+    info.track = row.Int("track");
+}
+
+void ReadTrack(const Row &row, VARN_MEDIA_INFO &info) {
+    ReadTags(row, info);
+    ReadProperties(row, info);
+    info.userid = row.Unsigned("userid");
+    if (row.Flag("is_virtual")) {
+        info.is_virtual = 1;
+        info.virtual_track = info.track;
+        info.virtual_start = row.Int("audio_offset");
+    }
+}
+
+}  // namespace
+
+int MediaInfoDBGet(MEDIA_DB_HANDLE *handle, VARN_MEDIA_INFO *out) {
+    if (handle == nullptr || out == nullptr) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    if (handle->cursor < 0 || handle->cursor >= VARNDBNumRows(handle->result)) {
+        return -1;
+    }
+    const Row row(handle->result, handle->cursor++);
+    *out = VARN_MEDIA_INFO{};
+    out->id = row.Unsigned("id");
+    row.Copy("path", out->path);
+    if (handle->tableType == VARN_TABLE_DIRECTORY) {
+        return 0;
+    }
+    row.Copy("title", out->title);
+    row.Copy("album", out->album);
+    if (handle->tableType == VARN_TABLE_MUSIC) {
+        ReadTrack(row, *out);
+    }
+    return 0;
+}

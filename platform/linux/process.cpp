@@ -1,0 +1,466 @@
+#include "varn/process.h"
+
+#include <fcntl.h>
+#include <grp.h>
+#include <poll.h>
+#include <pthread.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <csignal>
+#include <cstdarg>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "linux/error.h"
+#include "linux/files.h"
+#include "linux/spawn.h"
+
+namespace varn {
+
+namespace {
+
+constexpr int kStandardFds = 3;
+constexpr int kExecFailed = 127;  // never seen by a caller: the reason goes through a pipe
+
+bool MakePipe(UniqueFd &readEnd, UniqueFd &writeEnd) {
+    int ends[2];
+    if (pipe2(ends, O_CLOEXEC) != 0) {
+        return false;
+    }
+    readEnd.Reset(ends[0]);
+    writeEnd.Reset(ends[1]);
+    return true;
+}
+
+// Lifts a descriptor above the standard three, so that putting those in place in the child cannot
+// overwrite it.
+UniqueFd Lifted(int fd) {
+    return UniqueFd(fcntl(fd, F_DUPFD_CLOEXEC, kStandardFds));
+}
+
+UniqueFd StandardFd(int wanted, int number) {
+    if (wanted != kDevNull) {
+        UniqueFd fd = Lifted(wanted == kInherit ? number : wanted);
+        if (fd || wanted != kInherit || errno != EBADF) {
+            return fd;
+        }
+    }
+    const UniqueFd null(open("/dev/null", O_RDWR | O_CLOEXEC));
+    return null ? Lifted(null.Get()) : UniqueFd();
+}
+
+// This process's environment with entries added and replaced.
+std::vector<std::string> MergedEnvironment(const std::vector<std::string> &added) {
+    const auto nameOf = [](std::string_view entry) { return entry.substr(0, entry.find('=')); };
+    std::vector<std::string> merged;
+    for (char **entry = environ; entry != nullptr && *entry != nullptr; ++entry) {
+        const auto sameName = [&](const std::string &other) {
+            return nameOf(other) == nameOf(*entry);
+        };
+        if (std::none_of(added.begin(), added.end(), sameName)) {
+            merged.emplace_back(*entry);
+        }
+    }
+    merged.insert(merged.end(), added.begin(), added.end());
+    return merged;
+}
+
+std::vector<char *> NullEnded(std::vector<std::string> &texts) {
+    std::vector<char *> pointers;
+    pointers.reserve(texts.size() + 1);
+    for (std::string &text : texts) {
+        pointers.push_back(text.data());
+    }
+    pointers.push_back(nullptr);
+    return pointers;
+}
+
+// What the child does, worked out beforehand: between fork and exec it may neither allocate nor
+// touch anything else that a signal handler must not touch.
+class Child {
+  public:
+    explicit Child(const SpawnOptions &options)
+        : options_(options),
+          arguments_(options.argv.empty() ? std::vector<std::string>{options.path} : options.argv),
+          environment_(MergedEnvironment(options.environment)),
+          argv_(NullEnded(arguments_)),
+          envp_(NullEnded(environment_)),
+          maySwitch_(MaySwitchUser()),
+          hasIdentity_(maySwitch_ && options.identity.has_value()),
+          uid_(hasIdentity_ ? options.identity->uid : geteuid()),
+          gid_(hasIdentity_ ? options.identity->gid : getegid()) {}
+
+    // False with errno set.
+    bool OpenFds() {
+        const std::array wanted = {options_.stdinFd, options_.stdoutFd, options_.stderrFd};
+        for (int number = 0; number < kStandardFds; ++number) {
+            fds_[number] = StandardFd(wanted[number], number);
+            if (!fds_[number]) {
+                return false;
+            }
+        }
+        return true;
+    }
+
+    // Runs in the child. Whatever goes wrong is told through `report`, as an errno value.
+    [[noreturn]] void Run(int report) const {
+        if (!options_.detached || Detach()) {
+            ResetSignals();
+            if (PlaceFds() && TakeIds() && EnterFolder() && OpenToSignals()) {
+                execve(options_.path.c_str(), argv_.data(), envp_.data());
+            }
+        }
+        const int reason = errno;
+        // The parent ends at the closed pipe as well, should even this write fail.
+        [[maybe_unused]] const ssize_t told = write(report, &reason, sizeof reason);
+        _exit(kExecFailed);
+    }
+
+  private:
+    // A session of its own, in a grandchild that init adopts and reaps.
+    static bool Detach() {
+        if (setsid() < 0) {
+            return false;
+        }
+        const pid_t pid = fork();
+        if (pid > 0) {
+            _exit(0);
+        }
+        return pid == 0;
+    }
+
+    static void ResetSignals() {
+        struct sigaction standard = {};
+        standard.sa_handler = SIG_DFL;
+        for (int number = 1; number < NSIG; ++number) {
+            // Refused for SIGKILL and its like, which nobody can have changed.
+            sigaction(number, &standard, nullptr);
+        }
+    }
+
+    bool PlaceFds() const {
+        for (int number = 0; number < kStandardFds; ++number) {
+            if (dup2(fds_[number].Get(), number) < 0) {
+                return false;
+            }
+        }
+        // Closed by exec itself, so that the way to report a failure stays open until then.
+        return close_range(kStandardFds, ~0U, CLOSE_RANGE_CLOEXEC) == 0;
+    }
+
+    // For good: real, effective and saved ids.
+    bool TakeIds() const {
+        constexpr auto kSame = static_cast<uid_t>(-1);
+        if (maySwitch_ && setresuid(kSame, 0, kSame) != 0) {
+            return false;
+        }
+        if (hasIdentity_ &&
+            setgroups(options_.identity->groups.size(), options_.identity->groups.data()) != 0) {
+            return false;
+        }
+        return setresgid(gid_, gid_, gid_) == 0 && setresuid(uid_, uid_, uid_) == 0;
+    }
+
+    bool EnterFolder() const {
+        return options_.workingDirectory.empty() || chdir(options_.workingDirectory.c_str()) == 0;
+    }
+
+    static bool OpenToSignals() {
+        sigset_t none;
+        sigemptyset(&none);
+        return sigprocmask(SIG_SETMASK, &none, nullptr) == 0;
+    }
+
+    const SpawnOptions &options_;
+    std::vector<std::string> arguments_;
+    std::vector<std::string> environment_;
+    std::vector<char *> argv_;
+    std::vector<char *> envp_;
+    std::array<UniqueFd, kStandardFds> fds_;
+    bool maySwitch_;
+    bool hasIdentity_;
+    uid_t uid_;
+    gid_t gid_;
+};
+
+// Holds every signal back, so that none of this process's handlers runs in a child.
+class SignalsBlocked {
+  public:
+    SignalsBlocked() {
+        sigset_t all;
+        sigfillset(&all);
+        pthread_sigmask(SIG_SETMASK, &all, &before_);
+    }
+    SignalsBlocked(const SignalsBlocked &) = delete;
+    SignalsBlocked &operator=(const SignalsBlocked &) = delete;
+    ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+
+  private:
+    sigset_t before_;
+};
+
+// A process whose parent ignored SIGCHLD inherits that, and the kernel then throws the exit
+// statuses of its own children away.
+void KeepExitStatuses() {
+    struct sigaction action;
+    if (sigaction(SIGCHLD, nullptr, &action) == 0 && action.sa_handler == SIG_IGN) {
+        std::signal(SIGCHLD, SIG_DFL);
+    }
+}
+
+// Reads the errno value that a child reports, 0 when exec closed the pipe.
+int ReadReport(int fd) {
+    int reason = 0;
+    ssize_t got;
+    do {
+        got = read(fd, &reason, sizeof reason);
+    } while (got < 0 && errno == EINTR);
+    return got == static_cast<ssize_t>(sizeof reason) ? reason : 0;
+}
+
+pid_t SpawnChild(const Child &child, bool detached) {
+    UniqueFd reportIn;
+    UniqueFd reportOut;
+    if (!MakePipe(reportIn, reportOut)) {
+        return -1;
+    }
+    if (reportOut.Get() < kStandardFds) {
+        reportOut = Lifted(reportOut.Get());
+        if (!reportOut) {
+            return -1;
+        }
+    }
+    KeepExitStatuses();
+    pid_t pid;
+    {
+        const SignalsBlocked blocked;
+        pid = fork();
+        if (pid == 0) {
+            child.Run(reportOut.Get());
+        }
+    }
+    if (pid < 0) {
+        return -1;
+    }
+    reportOut.Reset();
+    const int reason = ReadReport(reportIn.Get());
+    if (reason != 0 || detached) {
+        WaitFor(pid);
+    }
+    if (reason != 0) {
+        errno = reason;
+        return -1;
+    }
+    return detached ? 0 : pid;
+}
+
+// Collects what a child writes, up to a limit and past it, until it closes its output or ends.
+// Returns its wait status.
+int Collect(pid_t pid, int fd, std::string &output) {
+    constexpr std::size_t kMostBytes = 1u << 20;
+    constexpr int kLookAgainMilliseconds = 100;
+    int status = 0;
+    bool ended = false;
+    while (!ended || output.size() < kMostBytes) {
+        pollfd waiting = {fd, POLLIN, 0};
+        if (poll(&waiting, 1, ended ? 0 : kLookAgainMilliseconds) > 0) {
+            char block[16384];
+            const ssize_t got = read(fd, block, sizeof block);
+            if (got == 0 || (got < 0 && errno != EINTR)) {
+                break;
+            }
+            const std::size_t room = kMostBytes - output.size();
+            output.append(block,
+                          std::min(room, static_cast<std::size_t>(std::max<ssize_t>(got, 0))));
+        } else if (ended) {
+            break;  // a program that this one left behind holds the output open
+        } else {
+            ended = waitpid(pid, &status, WNOHANG) == pid;
+        }
+    }
+    return ended ? status : WaitFor(pid);
+}
+
+// A stream of VLIBCPopenv and the process behind it. There are never more than a few.
+struct OpenStream {
+    std::FILE *stream;
+    pid_t pid;
+};
+
+std::vector<OpenStream> &OpenStreams() {
+    static std::vector<OpenStream> streams;
+    return streams;
+}
+
+int RunAndWait(const SpawnOptions &options) {
+    const pid_t pid = Spawn(options);
+    const int status = pid < 0 || options.detached ? pid : ExitStatusOf(WaitFor(pid));
+    if (status < 0) {
+        SetSystemError();
+    }
+    return status;
+}
+
+bool IsGoodProgram(const char *path, char *const argv[]) {
+    if (!NonEmptyStr(path) || argv == nullptr) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        errno = EINVAL;
+        return false;
+    }
+    return true;
+}
+
+SpawnOptions OptionsFor(const char *path, char *const argv[]) {
+    SpawnOptions options;
+    options.path = path;
+    for (; *argv != nullptr; ++argv) {
+        options.argv.emplace_back(*argv);
+    }
+    return options;
+}
+
+// Starts a program with one end of a pipe as its standard input or output. Null with errno set.
+std::FILE *SpawnWithStream(SpawnOptions &options, bool reading) {
+    UniqueFd readEnd;
+    UniqueFd writeEnd;
+    if (!MakePipe(readEnd, writeEnd)) {
+        return nullptr;
+    }
+    UniqueFd &own = reading ? readEnd : writeEnd;
+    (reading ? options.stdoutFd : options.stdinFd) = (reading ? writeEnd : readEnd).Get();
+    UniqueFile stream(fdopen(own.Get(), reading ? "r" : "w"));
+    if (!stream) {
+        return nullptr;
+    }
+    own.Release();
+    // Room for the entry first: once the program runs nothing may fail any more.
+    OpenStreams().reserve(OpenStreams().size() + 1);
+    const pid_t pid = Spawn(options);
+    if (pid < 0) {
+        return nullptr;
+    }
+    OpenStreams().push_back({stream.get(), pid});
+    return stream.release();
+}
+
+}  // namespace
+
+pid_t Spawn(const SpawnOptions &options) {
+    Child child(options);
+    return child.OpenFds() ? SpawnChild(child, options.detached) : -1;
+}
+
+int WaitFor(pid_t pid) {
+    int status = 0;
+    while (waitpid(pid, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return status;
+}
+
+int ExitStatusOf(int waitStatus) {
+    if (waitStatus < 0) {
+        return -1;
+    }
+    return WIFSIGNALED(waitStatus) ? 128 + WTERMSIG(waitStatus) : WEXITSTATUS(waitStatus);
+}
+
+Captured RunCaptured(SpawnOptions options) {
+    Captured captured;
+    UniqueFd readEnd;
+    UniqueFd writeEnd;
+    if (!MakePipe(readEnd, writeEnd)) {
+        return captured;
+    }
+    options.stdoutFd = writeEnd.Get();
+    options.stderrFd = writeEnd.Get();
+    const pid_t pid = Spawn(options);
+    if (pid < 0) {
+        return captured;
+    }
+    writeEnd.Reset();
+    captured.status = ExitStatusOf(Collect(pid, readEnd.Get(), captured.output));
+    return captured;
+}
+
+}  // namespace varn
+
+int VLIBCExec(const char *path, const char *arg1, ...) {
+    if (!NonEmptyStr(path)) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        errno = EINVAL;
+        return -1;
+    }
+    va_list rest;
+    va_start(rest, arg1);
+    const int status = varn::Guarded(-1, [&] {
+        varn::SpawnOptions options;
+        options.path = path;
+        options.argv.emplace_back(path);
+        for (const char *arg = arg1; arg != nullptr; arg = va_arg(rest, const char *)) {
+            options.argv.emplace_back(arg);
+        }
+        return varn::RunAndWait(options);
+    });
+    va_end(rest);
+    return status;
+}
+
+int VLIBCExecv(const char *path, char *const argv[], int wait) {
+    if (!varn::IsGoodProgram(path, argv)) {
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        varn::SpawnOptions options = varn::OptionsFor(path, argv);
+        if (wait == 0) {
+            // Whoever reads this process's output must not wait for the program as well.
+            options.detached = true;
+            options.stdoutFd = varn::kDevNull;
+            options.stderrFd = varn::kDevNull;
+        }
+        return varn::RunAndWait(options);
+    });
+}
+
+FILE *VLIBCPopenv(const char *path, const char *mode, char *const argv[]) {
+    if (!varn::IsGoodProgram(path, argv)) {
+        return nullptr;
+    }
+    const std::string_view direction(mode != nullptr ? mode : "");
+    if (direction != "r" && direction != "w") {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        errno = EINVAL;
+        return nullptr;
+    }
+    return varn::Guarded<FILE *>(nullptr, [&] {
+        varn::SpawnOptions options = varn::OptionsFor(path, argv);
+        FILE *stream = varn::SpawnWithStream(options, direction == "r");
+        if (stream == nullptr) {
+            varn::SetSystemError();
+        }
+        return stream;
+    });
+}
+
+int VLIBCPclose(FILE *stream) {
+    auto &streams = varn::OpenStreams();
+    const auto entry =
+        std::find_if(streams.begin(), streams.end(),
+                     [&](const varn::OpenStream &open) { return open.stream == stream; });
+    if (entry == streams.end()) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        errno = EINVAL;
+        return -1;
+    }
+    const pid_t pid = entry->pid;
+    streams.erase(entry);
+    std::fclose(stream);
+    return varn::WaitFor(pid);
+}

@@ -1,0 +1,204 @@
+#include "varn/account.h"
+
+#include <pwd.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+#include <string>
+
+#include "support/fixture.h"
+#include "varn/base.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct UserFree {
+    void operator()(PVARN_USER user) const { VARNUserFree(user); }
+};
+using User = std::unique_ptr<VARN_USER, UserFree>;
+
+User Find(const char *name) {
+    PVARN_USER user = nullptr;
+    const int result = VARNUserGet(name, &user);
+    EXPECT_EQ(result == 0, user != nullptr);
+    return User(user);
+}
+
+User Find(uid_t uid) {
+    PVARN_USER user = nullptr;
+    const int result = VARNUserGetByUID(uid, &user);
+    EXPECT_EQ(result == 0, user != nullptr);
+    return User(user);
+}
+
+constexpr char kWithoutRoot[] = "TONVALE_TEST_WITHOUT_ROOT";
+
+// The checks of a process without a root; 0 when all of them hold, else which one did not.
+int CheckSystemAccounts() {
+    const passwd *entry = getpwuid(getuid());
+    if (entry == nullptr) {
+        return 0;  // an id without a name: nothing to compare with
+    }
+    const User byName = Find(entry->pw_name);
+    const User byId = Find(getuid());
+    if (!SystemRoot().empty() || SystemPath("/etc/passwd") != "/etc/passwd") {
+        return 2;
+    }
+    if (!byName || byName->uid != getuid() || std::strcmp(byName->szHomeDir, entry->pw_dir) != 0) {
+        return 3;
+    }
+    if (!byId || std::strcmp(byId->szName, entry->pw_name) != 0) {
+        return 4;
+    }
+    if (Find("no such account") || Find(4000000000u) || Find(static_cast<uid_t>(-1))) {
+        return 5;
+    }
+    return ResetCredentialsByName(entry->pw_name) == 0 ? 0 : 6;
+}
+
+// A root is read once for the life of a process, and main() makes one. So the test of a system
+// without it runs this program again, which answers before it comes to that.
+[[maybe_unused]] const bool kIsTestProgram = [] {
+    if (std::getenv(kWithoutRoot) != nullptr) {
+        _exit(CheckSystemAccounts());
+    }
+    return true;
+}();
+
+class Accounts : public tonvale_test::SystemTest {
+  protected:
+    static std::string Home(const char *name, std::size_t size) {
+        std::string out(size, '#');
+        const int result = GetUserHomePath(name, out.data(), size);
+        EXPECT_EQ(result == 0, out[0] != '\0');
+        return out.c_str();
+    }
+};
+
+TEST_F(Accounts, AreThoseOfTheSystemWithoutARoot) {
+    const std::string self = fs::read_symlink("/proc/self/exe");
+    const std::string mark = std::string(kWithoutRoot) + "=1";
+    EXPECT_EQ(VLIBCExec("/usr/bin/env", "-u", "TONVALE_ROOT", mark.c_str(), self.c_str(), nullptr),
+              0);
+}
+
+TEST_F(Accounts, AreThoseOfTheRootsFile) {
+    const std::string longLine(100000, 'x');
+    WriteFile(varn::path::kPasswd,
+              "# comment\n\n::::::\nroot:x:0:0::/root:/bin/sh\nnothing\n"
+              "half:x:12\nwords:x:a:b::/h:/s\nminus:x:-1:1::/h:/s\n"
+              "wide:x:5000000000:1::/h:/s\nmost:x:4294967295:1::/h:/s\n"
+              "long:x:1040:100:" +
+                  longLine +
+                  ":/home/long:/s\n"
+                  "caf\xc3\xa9:x:1041:100::/v o/caf\xc3\xa9:/s\n"
+                  "alice:x:1030:100::/first:/s\nalice:x:1032:100::/second:/s\n"
+                  "homeless:x:1050:100:::\nlast:x:1060:100::/last:/s");
+    EXPECT_EQ(Find("alice")->uid, 1030);
+    EXPECT_STREQ(Find("alice")->szHomeDir, "/first");
+    EXPECT_STREQ(Find(1041u)->szName, "caf\xc3\xa9");
+    EXPECT_STREQ(Find("caf\xc3\xa9")->szHomeDir, "/v o/caf\xc3\xa9");
+    EXPECT_STREQ(Find("long")->szHomeDir, "/home/long");
+    EXPECT_EQ(Find("last")->gid, 100);
+    EXPECT_EQ(GetUserIdFromName("last"), 1060);
+    for (const char *name : {"nothing", "half", "words", "minus", "wide", "most", "ALICE", "ali",
+                             "", "alice:x", "# comment"}) {
+        EXPECT_EQ(Find(name), nullptr) << name;
+    }
+    for (const uid_t uid : {12u, 9999u, static_cast<uid_t>(-1), 705032704u}) {
+        EXPECT_EQ(Find(uid), nullptr) << uid;
+    }
+    EXPECT_EQ(VARNUserGet("alice", nullptr), -1);
+    EXPECT_EQ(VARNUserGetByUID(0, nullptr), -1);
+
+    EXPECT_EQ(Home("alice", 7), "/first");
+    EXPECT_EQ(Home("alice", 6), "");
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_TOO_LONG);
+    EXPECT_EQ(Home("homeless", 64), "");
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_NOT_FOUND);
+    EXPECT_EQ(Home("nosuch", 64), "");
+    fs::remove(At(varn::path::kPasswd));
+    EXPECT_EQ(Find("alice"), nullptr);
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_SYSTEM);
+}
+
+TEST_F(Accounts, HaveAPreferenceFolderThatStaysInItsPlace) {
+    char out[4096];
+    ASSERT_EQ(VARNUserPreferenceDirGet("o'brien \xc3\xa9", out, sizeof out), 0);
+    EXPECT_EQ(out, root().string() + "/usr/varn/etc/preference/o'brien \xc3\xa9");
+    EXPECT_EQ(VARNUserPreferenceDirGet("..a", out, sizeof out), 0);
+    const std::string tooLong(5000, 'x');
+    for (const char *name : {"", ".", "..", "../bob", "a/b", "/", tooLong.c_str()}) {
+        EXPECT_EQ(VARNUserPreferenceDirGet(name, out, sizeof out), -1) << name;
+        EXPECT_STREQ(out, "") << name;
+        std::strcpy(out, "old");
+    }
+    EXPECT_EQ(VARNUserPreferenceDirGet(nullptr, out, sizeof out), -1);
+    EXPECT_EQ(VARNUserPreferenceDirGet("alice", nullptr, 0), -1);
+}
+
+TEST_F(Accounts, HaveAPersonalLibraryWhenBothTheyAndTheSwitchAllow) {
+    WriteFile(varn::path::kPackageConf, "enable_personal_library=\"yes\"\n");
+    EXPECT_TRUE(IsPersonalLibraryEnabled());
+    EXPECT_TRUE(IsPersonalLibEnabled("alice"));
+    for (const char *name : {"nosuch", "", static_cast<const char *>(nullptr)}) {
+        EXPECT_FALSE(IsPersonalLibEnabled(name));
+    }
+    for (const char *conf : {"enable_personal_library=\"no\"\n", "enable_personal_library=yes!\n",
+                             "", "#enable_personal_library=yes\n"}) {
+        WriteFile(varn::path::kPackageConf, conf);
+        EXPECT_FALSE(IsPersonalLibraryEnabled()) << conf;
+        EXPECT_FALSE(IsPersonalLibEnabled("alice")) << conf;
+    }
+}
+
+TEST_F(Accounts, OwnThePathsBelowTheirMusicOnly) {
+    const std::string deep = "/homes/alice/music/" + std::string(4000, 'd') + "/a.mp3";
+    const std::pair<const char *, bool> cases[] = {
+        {"/homes/alice/music/a.mp3", true},
+        {"//homes/./alice//music/x/a.mp3", true},
+        {deep.c_str(), true},
+        {"/homes/alice/music/..a.mp3", true},
+        {"/homes/alice/music", false},
+        {"/homes/alice/music/", false},
+        {"/homes/alice/music2/a.mp3", false},
+        {"/homes/alice/a.mp3", false},
+        {"/homes/alice2/music/a.mp3", false},
+        {"/homes/alice/music/../../bob/music/a.mp3", false},
+        {"homes/alice/music/a.mp3", false},
+        {"", false},
+        {nullptr, false},
+    };
+    for (const auto &[path, expected] : cases) {
+        for (const char *home : {"/homes/alice", "/homes/alice/"}) {
+            EXPECT_EQ(IsUnderPersonalLibPath(home, path), expected) << (path ? path : "null");
+        }
+        EXPECT_FALSE(IsUnderPersonalLibPath("", path)) << "would be everybody's /music";
+        EXPECT_FALSE(IsUnderPersonalLibPath(nullptr, path));
+    }
+}
+
+TEST_F(Accounts, LiveInTheFolderThatTheHomesLinkNames) {
+    const fs::path homes = scratch() / "homes";
+    fs::create_directory(homes);
+    fs::remove_all(At(varn::path::kHomes));
+    fs::create_directories(At(varn::path::kHomes).parent_path());
+    fs::create_symlink(homes, At(varn::path::kHomes));
+    EXPECT_TRUE(IsPersonalLibraryPath((homes / "alice/music/a.mp3").c_str()));
+    EXPECT_FALSE(IsPersonalLibraryPath(homes.c_str()));
+    EXPECT_FALSE(IsPersonalLibraryPath((homes.string() + "2/a.mp3").c_str()));
+    EXPECT_FALSE(IsPersonalLibraryPath((homes / "../a.mp3").c_str()));
+    EXPECT_FALSE(IsPersonalLibraryPath("http://host/homes/a.mp3"));
+    EXPECT_FALSE(IsPersonalLibraryPath(""));
+    EXPECT_FALSE(IsPersonalLibraryPath(nullptr));
+    fs::remove(homes);
+    EXPECT_FALSE(IsPersonalLibraryPath((homes / "alice/a.mp3").c_str())) << "a link to nowhere";
+}
+
+}  // namespace

@@ -1,0 +1,212 @@
+#include <array>
+#include <cstring>
+#include <memory>
+
+#include "support/fixture.h"
+#include "varn/base.h"
+#include "varn/db.h"
+#include "varn/sql.h"
+#include "varn/systempath.h"
+
+namespace {
+
+class Database : public tonvale_test::DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        conn_ = VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr,
+                              "mediaserver");
+        ASSERT_NE(conn_, nullptr) << VARNDBErrorGet(nullptr);
+    }
+    void TearDown() override {
+        VARNDBFreeResult(result_);
+        VARNDBClose(conn_);
+        DatabaseTest::TearDown();
+    }
+    int Execute(const char *sql) {
+        VARNDBFreeResult(result_);
+        return VARNDBExecute(conn_, sql, &result_);
+    }
+    int Page(const char *sql, int limit, int offset) {
+        VARNDBFreeResult(result_);
+        return VARNDBSelectLimit(conn_, sql, limit, offset, &result_);
+    }
+
+    DBConnect_tag *conn_ = nullptr;
+    VARNDB_RESULT *result_ = nullptr;
+};
+
+TEST_F(Database, RowsAndFields) {
+    ASSERT_EQ(Execute("SELECT n, NULL AS nothing, 'x' AS n FROM generate_series(1, 3) n"), 3);
+    EXPECT_EQ(VARNDBNumRows(result_), 3);
+    std::string seen;
+    for (int row = -1; VARNDBFetchRow(result_, &row) == 0;) {
+        seen += VARNDBFetchField(result_, row, "n");
+    }
+    EXPECT_EQ(seen, "123") << "of two columns with one name the first";
+    int row = 7;
+    EXPECT_EQ(VARNDBFetchRow(result_, &row), -1) << "at the end it stays";
+    EXPECT_STREQ(VARNDBFetchField(result_, 0, "nothing"), "");
+    EXPECT_EQ(VARNDBFetchField(result_, 0, "no_such"), nullptr);
+    EXPECT_EQ(VARNDBFetchField(result_, 3, "n"), nullptr);
+    EXPECT_EQ(VARNDBFetchField(result_, -1, "n"), nullptr);
+    EXPECT_STREQ(VARNDBFetchFieldAt(result_, 0, 2), "x");
+    EXPECT_EQ(VARNDBFetchFieldAt(result_, 0, 3), nullptr);
+
+    // The rows outlive their connection.
+    VARNDBClose(conn_);
+    conn_ = nullptr;
+    EXPECT_STREQ(VARNDBFetchField(result_, 2, "n"), "3");
+    EXPECT_EQ(VARNDBNumRows(nullptr), 0);
+    EXPECT_EQ(VARNDBFetchRow(nullptr, &row), -1);
+}
+
+TEST_F(Database, StatementsThatReturnNoRows) {
+    EXPECT_EQ(Execute("CREATE TEMP TABLE t (a int); INSERT INTO t VALUES (1), (2), (3)"), 3);
+    EXPECT_EQ(VARNDBNumRows(result_), 0);
+    EXPECT_EQ(VARNDBExecute(conn_, "UPDATE t SET a = 9 WHERE a > 1", nullptr), 2);
+    EXPECT_EQ(Execute("DELETE FROM t WHERE a = 77"), 0);
+}
+
+TEST_F(Database, FailuresTellWhy) {
+    EXPECT_EQ(Execute("SELECT * FROM no_such_table"), -1);
+    EXPECT_EQ(result_, nullptr);
+    EXPECT_NE(std::strstr(VARNDBErrorGet(conn_), "no_such_table"), nullptr);
+    EXPECT_NE(VARNDBErrorGet(conn_)[std::strlen(VARNDBErrorGet(conn_)) - 1], '\n');
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_DATABASE);
+    EXPECT_NE(std::strstr(VLIBCErrFile(), "db.cpp"), nullptr);
+    EXPECT_EQ(Execute("SELECT 1 AS good"), 1) << "the connection is still good";
+    EXPECT_EQ(Execute(nullptr), -1);
+    EXPECT_EQ(VARNDBExecute(nullptr, "SELECT 1", &result_), -1);
+    EXPECT_EQ(Execute("COPY track FROM STDIN"), -1) << "rows are for VARNDBCopyIn";
+    EXPECT_EQ(Execute("SELECT 1 AS good"), 1);
+
+    EXPECT_EQ(VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "no such role", nullptr,
+                            "mediaserver"),
+              nullptr);
+    EXPECT_NE(std::strstr(VARNDBErrorGet(nullptr), "no such role"), nullptr);
+    EXPECT_EQ(Execute("SELECT pg_terminate_backend(pg_backend_pid())"), -1);
+    EXPECT_EQ(Execute("SELECT 1"), -1) << "a server that went away";
+}
+
+TEST_F(Database, Pages) {
+    const char *sql = "SELECT n FROM generate_series(1, 10) n ORDER BY n";
+    EXPECT_EQ(Page(sql, 3, 4), 3);
+    EXPECT_STREQ(VARNDBFetchField(result_, 0, "n"), "5");
+    EXPECT_EQ(Page(sql, 0, 0), 10);
+    EXPECT_EQ(Page(sql, 0, 8), 2);
+    EXPECT_EQ(Page(sql, 5, 10), 0);
+    EXPECT_EQ(Page(sql, 5, -1), -1);
+    EXPECT_EQ(Page(nullptr, 1, 0), -1);
+}
+
+TEST_F(Database, CopiesRowsInOrNone) {
+    ASSERT_EQ(Execute("CREATE TEMP TABLE t (a int, b text)"), 0);
+    const std::string rows = "1\tO'Brien\\\\\\t\\n\n2\t\\N\n";
+    EXPECT_EQ(VARNDBCopyIn(conn_, "COPY t FROM STDIN", rows.data(), rows.size()), 2);
+    EXPECT_EQ(Execute("SELECT b, b IS NULL AS missing FROM t ORDER BY a"), 2);
+    EXPECT_STREQ(VARNDBFetchField(result_, 0, "b"), "O'Brien\\\t\n");
+    EXPECT_STREQ(VARNDBFetchField(result_, 1, "missing"), "t");
+
+    const std::string bad = "3\tgood\nfour\tbad\n";
+    EXPECT_EQ(VARNDBCopyIn(conn_, "COPY t FROM STDIN", bad.data(), bad.size()), -1);
+    EXPECT_NE(std::strstr(VARNDBErrorGet(conn_), "four"), nullptr);
+    EXPECT_EQ(VARNDBCopyIn(conn_, "COPY no_such FROM STDIN", "", 0), -1);
+    EXPECT_EQ(VARNDBCopyIn(conn_, "SELECT 1", "", 0), -1);
+    EXPECT_EQ(Execute("SELECT * FROM t"), 2) << "and the connection is still good";
+
+    std::string many;
+    for (int n = 0; n < 300000; ++n) {
+        many += std::to_string(n) + "\tsome text\n";
+    }
+    EXPECT_EQ(VARNDBCopyIn(conn_, "COPY t FROM STDIN", many.data(), many.size()), 300000);
+}
+
+TEST_F(Database, DeletedTracksTakeTheirSideRowsAlong) {
+    using tonvale_test::TrackRow;
+    for (int id = 1; id <= 2; ++id) {
+        TrackRow row;
+        row.id = id;
+        row.path = "/m/" + std::to_string(id);
+        row.genres = {"A", "B"};
+        Query(tonvale_test::InsertSql(row));
+        Query("INSERT INTO rating_track VALUES (0, " + std::to_string(id) + ", 3)");
+    }
+    Query("DELETE FROM track WHERE id = 1");
+    EXPECT_EQ(Value("SELECT (SELECT COUNT(*) FROM album_track) + (SELECT COUNT(*) FROM "
+                    "artist_track) + (SELECT COUNT(*) FROM composer_track) + (SELECT COUNT(*) "
+                    "FROM genre_track) + (SELECT COUNT(*) FROM rating_track)"),
+              "6");
+}
+
+TEST(Placeholders, EachKind) {
+    const auto fill = [](auto... arguments) {
+        const std::unique_ptr<char, decltype(&VLIBCStrPut)> text(
+            VARNDBEscapeStringEX3(1, arguments...), VLIBCStrPut);
+        return std::string(text ? text.get() : "(null)");
+    };
+    EXPECT_EQ(fill("a = '@VARN:VAR'", "O'Br\\ien%_"), "a = 'O''Br\\ien%_'");
+    EXPECT_EQ(fill("a = @VARN:INT AND b = @VARN:INT", -5, 0), "a = -5 AND b = 0");
+    EXPECT_EQ(fill("@VARN:NEVAR ilike '%%@VARN:NEVAR%%'", "title", "O''Brien"),
+              "title ilike '%O''Brien%'");
+    EXPECT_EQ(fill("path like '@VARN:LVAR/%%'", "/m/a_b%\\'"), "path like '/m/a\\_b\\%\\\\''/%'");
+    EXPECT_EQ(fill("100% %%% @VARN @VARN:"), "100% %% @VARN @VARN:");
+    EXPECT_EQ(fill("'@VARN:VAR' '@VARN:VAR'", "@VARN:INT %%", "x"), "'@VARN:INT %%' 'x'")
+        << "an argument is not a template";
+    EXPECT_EQ(fill("@VARN:VARX", "v"), "vX");
+    for (const char *bad :
+         {"\xFF", "a\xC3", "\xC0\xAF", "\xED\xA0\x80", "\xF4\x90\x80\x80", "\xE2\x82"}) {
+        EXPECT_EQ(fill("'@VARN:VAR'", bad), "(null)");
+    }
+    EXPECT_EQ(fill("'@VARN:VAR'", "\xF0\x9F\x8E\xB5 \xED\x9F\xBF"),
+              "'\xF0\x9F\x8E\xB5 \xED\x9F\xBF'");
+    EXPECT_EQ(fill("'@VARN:VAR'", static_cast<const char *>(nullptr)), "(null)");
+    EXPECT_EQ(VARNDBEscapeStringEX3(1, nullptr), nullptr);
+    EXPECT_EQ(VARNDBEscapeStringEX3(2, "x"), nullptr);
+}
+
+TEST(Escaping, IntoBuffers) {
+    std::array<char, 16> out = {};
+    EXPECT_EQ(VARNDBEscapeString("a'b''", out.data(), out.size()), 8);
+    EXPECT_STREQ(out.data(), "a''b''''");
+    EXPECT_EQ(VARNDBEscapeBackslash("a\\'", out.data(), out.size()), 4);
+    EXPECT_STREQ(out.data(), "a\\\\'");
+    EXPECT_EQ(VARNDBEscapeString("'''", out.data(), 7), 6);
+    EXPECT_EQ(VARNDBEscapeString("'''", out.data(), 6), -1);
+    EXPECT_STREQ(out.data(), "");
+    EXPECT_EQ(VARNDBEscapeString(nullptr, out.data(), 6), -1);
+    EXPECT_EQ(VARNDBEscapeBackslash("a", nullptr, 0), -1);
+}
+
+TEST(Escaping, OnlyPatternsOfAFinishedCondition) {
+    struct Case {
+        const char *in, *out;
+    };
+    for (const Case &c : {
+             Case{"", ""},
+             Case{"a = 'x\\y'", "a = 'x\\y'"},
+             Case{"a LIKE 'x\\y'", "a LIKE 'x\\\\y'"},
+             Case{"a not iLike\n( 'x\\y''z\\' ) and b = '\\'",
+                  "a not iLike\n( 'x\\\\y''z\\\\' ) and b = '\\'"},
+             Case{"\"like\" = 'x\\y'", "\"like\" = 'x\\y'"},
+             Case{"like_it = 'x\\y' or a like b", "like_it = 'x\\y' or a like b"},
+             Case{"a = 'like' || 'x\\y'", "a = 'like' || 'x\\y'"},
+             Case{"a LIKE 'x\\' || 'y\\'", "a LIKE 'x\\\\' || 'y\\'"},
+             Case{"a LIKE E'x\\\\y'", "a LIKE E'x\\\\y'"},
+         }) {
+        SCOPED_TRACE(c.in);
+        std::string buffer(std::strlen(c.in) * 2 + 1, '\0');
+        std::memcpy(buffer.data(), c.in, std::strlen(c.in));
+        EXPECT_EQ(EscapeConditionEX(buffer.data(), buffer.size()), 0);
+        EXPECT_STREQ(buffer.c_str(), c.out);
+    }
+    std::array<char, 12> small = {"a LIKE '\\'"};
+    EXPECT_EQ(EscapeConditionEX(small.data(), 11), -1);
+    EXPECT_STREQ(small.data(), "a LIKE '\\'");
+    EXPECT_EQ(EscapeConditionEX(small.data(), 12), 0);
+    std::array<char, 32> open = {"a LIKE 'open''"};
+    EXPECT_EQ(EscapeConditionEX(open.data(), open.size()), -1);
+    EXPECT_EQ(EscapeConditionEX(nullptr, 0), -1);
+}
+
+}  // namespace

@@ -1,0 +1,344 @@
+#include "varn/keyfile.h"
+
+#include <fcntl.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "platform/child.h"
+#include "support/fixture.h"
+#include "varn/base.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::EndedWell;
+using tonvale_test::HoldsInChild;
+using tonvale_test::StartInChild;
+
+class KeyFile : public tonvale_test::SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        file_ = scratch() / "test.conf";
+    }
+    void Put(const std::string &text) const { std::ofstream(file_, std::ios::binary) << text; }
+    std::string Content() const { return ReadFile(file_); }
+    int Set(const std::string &key, const std::string &value) const {
+        return VLIBCFileSetKeyValue(file_.c_str(), key.c_str(), value.c_str());
+    }
+    int Remove(const std::string &key) const {
+        return VLIBCFileRemoveKey(file_.c_str(), key.c_str());
+    }
+    // The whole value, or nothing.
+    std::optional<std::string> Get(const std::string &key) const {
+        std::vector<char> out(2 << 20, 'x');
+        const int length = VLIBCFileGetKeyValue(file_.c_str(), key.c_str(), out.data(),
+                                                static_cast<int>(out.size()));
+        EXPECT_EQ(out[static_cast<std::size_t>(std::max(length, 0))], '\0');
+        return length < 0
+                   ? std::nullopt
+                   : std::optional(std::string(out.data(), static_cast<std::size_t>(length)));
+    }
+    // Nothing but the file itself may be in the folder.
+    void ExpectAlone() const {
+        for (const auto &entry : fs::directory_iterator(scratch())) {
+            EXPECT_EQ(entry.path(), file_);
+        }
+    }
+
+    fs::path file_;
+};
+
+TEST_F(KeyFile, ReadsEveryFormOfALine) {
+    struct Case {
+        std::string text, key;
+        std::optional<std::string> value;
+    };
+    const Case cases[] = {
+        {"a=b", "a", "b"},
+        {"a=b\r\n", "a", "b"},
+        {" a\t=  b c \n", "a", "b c"},
+        {"a=\"b\"\n", "a", "b"},
+        {"a = \" b \" \n", "a", " b "},
+        {"a=\n", "a", ""},
+        {"a=\"\"\n", "a", ""},
+        {"a", "a", std::nullopt},
+        {"#a=b\n", "a", std::nullopt},
+        {"#a=b\n", "#a", std::nullopt},
+        {"  # a=b\n", "# a", std::nullopt},
+        {"=b\n", "a", std::nullopt},
+        {"a=1\na=2\n", "a", "1"},
+        {"10=ten\n1=one\n", "1", "one"},
+        {"10=ten\n", "1", std::nullopt},
+        {"A=b\n", "a", std::nullopt},
+        {"a=b=c\n", "a", "b=c"},
+        {"a=b\\n\"c\"\n", "a", "b\\n\"c\""},
+        {R"(a="\"\\\x\n")", "a", "\"\\x\n"},
+        {"a=\"b", "a", "b"},
+        {"a=\"b\\", "a", "b\\"},
+        {"a=\"b\" c\n", "a", "b"},
+        {"\n\n\nx\na=b", "a", "b"},
+        {std::string("a=b\0c\n", 6), "a", "b"},
+        {"\xff\xfe\xfd\na=\xff\n", "a", "\xff"},
+        {"", "a", std::nullopt},
+    };
+    for (const Case &test : cases) {
+        Put(test.text);
+        EXPECT_EQ(Get(test.key), test.value) << test.text;
+    }
+}
+
+TEST_F(KeyFile, CutsAValueToTheBuffer) {
+    Put("key=12345\n");
+    char out[8];
+    for (const auto &[size, value] : {std::pair(8, "12345"), {6, "12345"}, {5, "1234"}, {1, ""}}) {
+        std::fill(std::begin(out), std::end(out), '#');
+        EXPECT_EQ(VLIBCFileGetKeyValue(file_.c_str(), "key", out, size), std::strlen(value));
+        EXPECT_STREQ(out, value);
+    }
+    EXPECT_EQ(VLIBCFileGetKeyValue(file_.c_str(), "key", out, 0), -1);
+    EXPECT_EQ(VLIBCFileGetKeyValue(file_.c_str(), "key", nullptr, 8), -1);
+}
+
+TEST_F(KeyFile, ForgetsAnOldBufferWhenThereIsNoValue) {
+    const std::string tooLong = "/" + std::string(5000, 'x');
+    const std::string folder = scratch();
+    for (const char *path :
+         {file_.c_str(), tooLong.c_str(), folder.c_str(), "/dev/full", "", "/"}) {
+        char out[4] = "old";
+        EXPECT_EQ(VLIBCFileGetKeyValue(path, "key", out, sizeof out), -1) << path;
+        EXPECT_STREQ(out, "") << path;
+    }
+    char out[4] = "old";
+    EXPECT_EQ(VLIBCFileGetKeyValue(nullptr, "key", out, sizeof out), -1);
+    EXPECT_STREQ(out, "");
+}
+
+TEST_F(KeyFile, GivesBackEveryValueByteForByte) {
+    std::string everyByte;
+    for (int byte = 1; byte < 256; ++byte) {
+        everyByte += static_cast<char>(byte);
+    }
+    const std::string values[] = {
+        "",
+        "plain",
+        " both ends ",
+        "\ttab\t",
+        "\"quoted\"",
+        "\"",
+        "\\",
+        "trailing\\",
+        "\\n",
+        "two\nlines\n",
+        "crlf\r\n",
+        "a=b",
+        "#hash",
+        "Sigur R\xc3\xb3s",
+        "\xff\xfe",
+        everyByte,
+        std::string(1 << 20, '"'),
+    };
+    int number = 0;
+    for (const std::string &value : values) {
+        ASSERT_EQ(Set("key" + std::to_string(number++), value), 0);
+    }
+    number = 0;
+    for (const std::string &value : values) {
+        EXPECT_TRUE(Get("key" + std::to_string(number)) == value) << number << value.substr(0, 99);
+        ++number;
+    }
+}
+
+TEST_F(KeyFile, ChangesOneLineAndKeepsTheRest) {
+    const std::string before = "# c\r\n\nnoise\n 1 = \"x\" # y\n10=ten\n1=again\nend=1";
+    Put(before);
+    ASSERT_EQ(Set("1", "one"), 0);
+    EXPECT_EQ(Content(), "# c\r\n\nnoise\n1=\"one\"\n10=ten\n1=again\nend=1");
+    ASSERT_EQ(Set("new", "n"), 0);
+    EXPECT_EQ(Content(), "# c\r\n\nnoise\n1=\"one\"\n10=ten\n1=again\nend=1\nnew=\"n\"\n");
+    ASSERT_EQ(Remove("1"), 0);
+    EXPECT_EQ(Content(), "# c\r\n\nnoise\n10=ten\nend=1\nnew=\"n\"\n");
+    ExpectAlone();
+}
+
+TEST_F(KeyFile, LeavesNothingBehindTheLastKey) {
+    EXPECT_EQ(Remove("a"), 0);
+    EXPECT_FALSE(fs::exists(file_)) << "removing from a missing file must not create it";
+    ASSERT_EQ(Set("a", "1"), 0);
+    EXPECT_EQ(Remove("b"), 0);
+    EXPECT_EQ(Remove("a"), 0);
+    EXPECT_EQ(fs::file_size(file_), 0);
+    ExpectAlone();
+}
+
+TEST_F(KeyFile, RefusesKeysThatALineCannotHold) {
+    Put("a=b\n");
+    for (const char *key : {"", "#a", "a=b", "a\nb", "a\rb", " a", "a ", "\ta", "=", "\n"}) {
+        EXPECT_EQ(Set(key, "x"), -1) << key;
+        EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_BAD_PARAMETER);
+        EXPECT_EQ(Remove(key), -1) << key;
+    }
+    EXPECT_EQ(VLIBCFileSetKeyValue(file_.c_str(), nullptr, "x"), -1);
+    EXPECT_EQ(VLIBCFileSetKeyValue(file_.c_str(), "a", nullptr), -1);
+    EXPECT_EQ(VLIBCFileSetKeyValue(nullptr, "a", "x"), -1);
+    EXPECT_EQ(VLIBCFileSetKeyValue("", "a", "x"), -1);
+    EXPECT_EQ(Content(), "a=b\n");
+}
+
+TEST_F(KeyFile, KeepsModeAndOwner) {
+    const mode_t before = umask(077);
+    ASSERT_EQ(Set("a", "1"), 0);
+    umask(before);
+    struct stat status;
+    ASSERT_EQ(stat(file_.c_str(), &status), 0);
+    EXPECT_EQ(status.st_mode & 07777, 0644);
+    ASSERT_EQ(chmod(file_.c_str(), 0640), 0);
+    if (IsRoot()) {
+        ASSERT_EQ(chown(file_.c_str(), kAlice, 100), 0);
+    }
+    ASSERT_EQ(Set("a", "2"), 0);
+    struct stat after;
+    ASSERT_EQ(stat(file_.c_str(), &after), 0);
+    EXPECT_EQ(after.st_mode & 07777, 0640);
+    EXPECT_EQ(after.st_uid, IsRoot() ? kAlice : getuid());
+    EXPECT_NE(after.st_ino, status.st_ino) << "a reader of the old file would see it change";
+}
+
+TEST_F(KeyFile, WritesBehindSymbolicLinks) {
+    fs::create_directory(scratch() / "real");
+    fs::create_symlink("real/middle.conf", file_);
+    fs::create_symlink("there.conf", scratch() / "real/middle.conf");
+    ASSERT_EQ(Set("a", "1"), 0) << "a link whose target is still to come";
+    ASSERT_EQ(Set("a", "2"), 0);
+    EXPECT_TRUE(fs::is_symlink(file_));
+    EXPECT_EQ(ReadFile(scratch() / "real/there.conf"), "a=\"2\"\n");
+    fs::remove(file_);
+    fs::create_symlink("test.conf", file_);
+    EXPECT_EQ(Set("a", "1"), -1) << "a link to itself";
+}
+
+TEST_F(KeyFile, RefusesWhatIsNoRegularFile) {
+    ASSERT_EQ(mkfifo(file_.c_str(), 0666), 0);
+    EXPECT_EQ(Set("a", "1"), -1);
+    EXPECT_EQ(Get("a"), std::nullopt) << "and does not wait for a writer";
+    EXPECT_TRUE(fs::is_fifo(file_));
+    ExpectAlone();
+    EXPECT_EQ(VLIBCFileSetKeyValue("/dev/full", "a", "1"), -1);
+    EXPECT_EQ(VLIBCFileSetKeyValue(scratch().c_str(), "a", "1"), -1);
+    EXPECT_EQ(VLIBCFileSetKeyValue((scratch() / "none/x.conf").c_str(), "a", "1"), -1);
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_SYSTEM);
+}
+
+TEST_F(KeyFile, IsUntouchedWhenTheDiskIsFull) {
+    Put("a=1\n");
+    EXPECT_TRUE(HoldsInChild([&] {
+        // A file may grow to 64 bytes and no further: the write stops half way.
+        std::signal(SIGXFSZ, SIG_IGN);
+        const rlimit limit = {64, 64};
+        setrlimit(RLIMIT_FSIZE, &limit);
+        EXPECT_EQ(Set("b", std::string(100, 'x')), -1);
+        EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_SYSTEM);
+        file_ += "2";
+        EXPECT_EQ(Set("b", std::string(100, 'x')), -1);
+    }));
+    EXPECT_EQ(Content(), "a=1\n");
+    ExpectAlone();
+}
+
+TEST_F(KeyFile, IsUntouchedByWhoMayNotWrite) {
+    Put("a=1\n");
+    fs::permissions(file_, fs::perms(0644));
+    fs::permissions(scratch(), fs::perms(0755));
+    EXPECT_TRUE(HoldsInChild([&] {
+        if (IsRoot()) {
+            ASSERT_EQ(setresuid(65534, 65534, 65534), 0);
+        } else {
+            fs::permissions(file_, fs::perms(0444));
+        }
+        EXPECT_EQ(Set("a", "2"), -1);
+        EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_PERMISSION);
+    }));
+    EXPECT_EQ(Content(), "a=1\n");
+    ExpectAlone();
+}
+
+TEST_F(KeyFile, IsNeverSeenHalfWritten) {
+    const std::string values[] = {std::string(20000, 'a'), std::string(50000, 'b')};
+    ASSERT_EQ(Set("key", values[0]), 0);
+    const pid_t writer = StartInChild([&] {
+        for (int turn = 0; turn < 100; ++turn) {
+            EXPECT_EQ(Set("key", values[turn % 2]), 0);
+        }
+    });
+    int status = 0;
+    while (waitpid(writer, &status, WNOHANG) == 0) {
+        const auto value = Get("key");
+        ASSERT_TRUE(value == values[0] || value == values[1]);
+    }
+    EXPECT_EQ(status, 0);
+}
+
+TEST_F(KeyFile, LosesNoKeyOfWritersAtTheSameTime) {
+    constexpr int kWriters = 4;
+    constexpr int kKeys = 20;
+    const auto name = [](int writer, int key) {
+        return std::to_string(writer) + "." + std::to_string(key);
+    };
+    std::vector<pid_t> writers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        writers.push_back(StartInChild([&] {
+            for (int key = 0; key < kKeys; ++key) {
+                EXPECT_EQ(Set(name(writer, key), "x"), 0);
+            }
+        }));
+    }
+    for (const pid_t writer : writers) {
+        EXPECT_TRUE(EndedWell(writer));
+    }
+    for (int number = 0; number < kWriters * kKeys; ++number) {
+        EXPECT_EQ(Get(name(number / kKeys, number % kKeys)), "x") << number;
+    }
+    ExpectAlone();
+}
+
+using PackageConf = tonvale_test::SystemTest;
+
+TEST_F(PackageConf, ComparesWholeValuesAndFallsBackOnlyWhenAbsent) {
+    WriteFile(varn::path::kPackageConf, "on=\"yes\"\nempty=\nlong=yes indeed\n");
+    WriteFile(varn::path::kPackageDefaultConf, "on=no\n");
+    struct Case {
+        const char *key, *value;
+        int byDefault;
+        bool expected;
+    };
+    const Case cases[] = {
+        {"on", "yes", 0, true},   {"on", "YES", 1, false},    {"long", "yes", 1, false},
+        {"empty", "", 0, true},   {"empty", "yes", 1, false}, {"none", "yes", 0, false},
+        {"none", "yes", 1, true}, {nullptr, "yes", 1, true},  {"on", nullptr, 0, false},
+    };
+    for (const Case &test : cases) {
+        EXPECT_EQ(VARNAudioConfCheck(test.key, test.value, test.byDefault), test.expected)
+            << (test.key != nullptr ? test.key : "null");
+    }
+    EXPECT_TRUE(VARNAudioDefaultConfCheck("on", "no", 0));
+    EXPECT_EQ(VARNAudioConfSet("on", "no"), 0);
+    EXPECT_TRUE(VARNAudioConfCheck("on", "no", 0));
+    char out[8];
+    EXPECT_EQ(VARNAudioConfGet("long", out, sizeof out), 7);
+    EXPECT_STREQ(out, "yes ind");
+    EXPECT_EQ(VARNAudioConfGet("none", out, sizeof out), -1);
+    EXPECT_STREQ(out, "");
+}
+
+}  // namespace

@@ -1,0 +1,130 @@
+#include <array>
+#include <climits>
+#include <cstring>
+
+#include "support/fixture.h"
+#include "varn/mediaindex.h"
+#include "varn/systempath.h"
+
+namespace {
+
+class MediaIndex : public tonvale_test::DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        handle_.conn = VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr,
+                                     "mediaserver");
+        ASSERT_NE(handle_.conn, nullptr);
+    }
+    void TearDown() override {
+        VARNDBFreeResult(handle_.result);
+        VARNDBClose(handle_.conn);
+        DatabaseTest::TearDown();
+    }
+    void Select(const std::string &sql, int tableType = VARN_TABLE_MUSIC) {
+        VARNDBFreeResult(handle_.result);
+        handle_.rowCount = VARNDBExecute(handle_.conn, sql.c_str(), &handle_.result);
+        ASSERT_GE(handle_.rowCount, 0) << VARNDBErrorGet(handle_.conn);
+        handle_.cursor = 0;
+        handle_.tableType = tableType;
+    }
+    int Read() {
+        std::memset(&info_, 'x', sizeof(info_));
+        return MediaInfoDBGet(&handle_, &info_);
+    }
+
+    MEDIA_DB_HANDLE handle_ = {};
+    VARN_MEDIA_INFO info_;
+};
+
+TEST_F(MediaIndex, EveryFieldOfATrack) {
+    Select(
+        "SELECT 4294967295 AS id, '/m/a.flac' AS path, 'T' AS title, 'Al' AS album, 'Ar' AS "
+        "artist, 'AA' AS album_artist, 'Co' AS composer, 'G, H' AS genre, 'C' AS comment, "
+        "'flac' AS container, 'flac2' AS codec, 1999 AS year, 2 AS disc, 3 AS track, -120.5 AS "
+        "duration, 4000000000 AS bitrate, 44100 AS frequency, 6 AS channel, 5000000000 AS "
+        "filesize, true AS is_virtual, 61 AS audio_offset, 1030 AS userid");
+    ASSERT_EQ(Read(), 0);
+    EXPECT_EQ(info_.id, 4294967295U);
+    EXPECT_STREQ(info_.path, "/m/a.flac");
+    EXPECT_STREQ(info_.title, "T");
+    EXPECT_STREQ(info_.album, "Al");
+    EXPECT_STREQ(info_.artist, "Ar");
+    EXPECT_STREQ(info_.album_artist, "AA");
+    EXPECT_STREQ(info_.composer, "Co");
+    EXPECT_STREQ(info_.genre, "G, H");
+    EXPECT_STREQ(info_.comment, "C");
+    EXPECT_STREQ(info_.container, "flac");
+    EXPECT_STREQ(info_.codec, "flac2");
+    EXPECT_EQ(info_.year, 1999);
+    EXPECT_EQ(info_.disc, 2);
+    EXPECT_EQ(info_.track, 3);
+    EXPECT_FLOAT_EQ(info_.duration, -120.5F);
+    EXPECT_EQ(info_.bitrate, 4000000000U);
+    EXPECT_EQ(info_.frequency, 44100);
+    EXPECT_EQ(info_.channel, 6);
+    EXPECT_EQ(info_.filesize, INT_MAX);
+    EXPECT_EQ(info_.is_virtual, 1);
+    EXPECT_EQ(info_.virtual_track, 3);
+    EXPECT_EQ(info_.virtual_start, 61);
+    EXPECT_EQ(info_.userid, 1030U);
+    const std::array<char, sizeof(info_.reserved)> zeros = {};
+    EXPECT_EQ(std::memcmp(info_.reserved, zeros.data(), zeros.size()), 0);
+    EXPECT_EQ(std::memcmp(info_.title + 1, zeros.data(), sizeof(info_.title) - 1), 0)
+        << "queue files hold the bytes behind the text too";
+}
+
+TEST_F(MediaIndex, MissingColumnsAndNullsAreZero) {
+    Select("SELECT 7 AS id, NULL AS title, NULL AS year, 'f' AS is_virtual, 9 AS track");
+    ASSERT_EQ(Read(), 0);
+    VARN_MEDIA_INFO expected = {};
+    expected.id = 7;
+    expected.track = 9;
+    EXPECT_EQ(std::memcmp(&info_, &expected, sizeof(info_)), 0);
+}
+
+TEST_F(MediaIndex, ListsAndFoldersFillTheirFewFields) {
+    const char *row = "SELECT 7 AS id, '/p' AS path, 'T' AS title, 'A' AS album, 1999 AS year";
+    Select(row, VARN_TABLE_PLAYLIST);
+    ASSERT_EQ(Read(), 0);
+    EXPECT_STREQ(info_.title, "T");
+    EXPECT_STREQ(info_.album, "A");
+    EXPECT_EQ(info_.year, 0);
+    Select(row, VARN_TABLE_DIRECTORY);
+    ASSERT_EQ(Read(), 0);
+    EXPECT_STREQ(info_.path, "/p");
+    EXPECT_STREQ(info_.title, "");
+}
+
+TEST_F(MediaIndex, TextsAreCutBetweenCharacters) {
+    Select(
+        "SELECT repeat('x', 254) || U&'\\00DF' AS title, repeat('x', 255) || 'y' AS album, "
+        "repeat('x', 253) || U&'\\20AC' AS artist, repeat(U&'\\+01F3B5', 64) AS composer, "
+        "repeat('/a', 2048) AS path, repeat('x', 63) AS codec");
+    ASSERT_EQ(Read(), 0);
+    EXPECT_EQ(std::strlen(info_.title), 254U);
+    EXPECT_EQ(std::strlen(info_.album), 255U);
+    EXPECT_EQ(std::strlen(info_.artist), 253U);
+    EXPECT_EQ(std::strlen(info_.composer), 252U);
+    EXPECT_EQ(std::strlen(info_.path), 4095U);
+    EXPECT_EQ(std::strlen(info_.codec), 63U);
+}
+
+TEST_F(MediaIndex, WalksTheRowsOnce) {
+    Select("SELECT n AS id FROM generate_series(1, 3) n");
+    int row = 0;
+    EXPECT_EQ(VARNDBFetchRow(handle_.result, &row), 0) << "a cursor of its own";
+    for (unsigned id = 1; id <= 3; ++id) {
+        ASSERT_EQ(Read(), 0);
+        EXPECT_EQ(info_.id, id);
+    }
+    EXPECT_EQ(Read(), -1);
+    EXPECT_EQ(info_.title[0], 'x') << "left as it was at the end";
+    EXPECT_EQ(handle_.cursor, 3);
+    handle_.cursor = -1;
+    EXPECT_EQ(Read(), -1);
+    EXPECT_EQ(MediaInfoDBGet(nullptr, &info_), -1);
+    EXPECT_EQ(MediaInfoDBGet(&handle_, nullptr), -1);
+}
+
+}  // namespace

@@ -1,0 +1,274 @@
+#include "varn/process.h"
+
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "platform/child.h"
+#include "support/fixture.h"
+#include "varn/base.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::HoldsInChild;
+
+constexpr char kShell[] = "/bin/sh";
+
+// An argument vector of texts.
+class Arguments {
+  public:
+    Arguments(std::vector<std::string> texts) : texts_(std::move(texts)) {
+        for (std::string &text : texts_) {
+            pointers_.push_back(text.data());
+        }
+        pointers_.push_back(nullptr);
+    }
+    char *const *Get() const { return pointers_.data(); }
+
+  private:
+    std::vector<std::string> texts_;
+    std::vector<char *> pointers_;
+};
+
+FILE *Open(const char *path, const char *mode, const std::vector<std::string> &argv) {
+    return VLIBCPopenv(path, mode, Arguments(argv).Get());
+}
+
+std::string ReadAll(FILE *stream) {
+    std::string text;
+    for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) {
+        text += static_cast<char>(c);
+    }
+    return text;
+}
+
+// What a shell prints; the test fails unless it ends well.
+std::string ShellOutput(const std::string &script) {
+    FILE *stream = Open(kShell, "r", {"sh", "-c", script});
+    if (stream == nullptr) {
+        ADD_FAILURE() << script;
+        return {};
+    }
+    std::string text = ReadAll(stream);
+    EXPECT_EQ(VLIBCPclose(stream), 0) << script;
+    return text;
+}
+
+using Process = tonvale_test::SystemTest;
+
+TEST_F(Process, GivesTheExitStatus) {
+    const std::pair<const char *, int> cases[] = {
+        {"exit 0", 0},
+        {"exit 1", 1},
+        {"exit 255", 255},
+        {"kill -9 $$", 128 + SIGKILL},
+        {"kill -15 $$", 128 + SIGTERM},
+    };
+    for (const auto &[script, status] : cases) {
+        EXPECT_EQ(VLIBCExec(kShell, "-c", script, nullptr), status) << script;
+        EXPECT_EQ(VLIBCExecv(kShell, Arguments({"sh", "-c", script}).Get(), 1), status) << script;
+    }
+    // A parent that ignored SIGCHLD, as some web servers do, must not cost the status.
+    EXPECT_TRUE(HoldsInChild([] {
+        std::signal(SIGCHLD, SIG_IGN);
+        EXPECT_EQ(VLIBCExec(kShell, "-c", "exit 3", nullptr), 3);
+    }));
+}
+
+TEST_F(Process, TellsWhyAProgramCannotBeRun) {
+    const fs::path plain = scratch() / "plain";
+    const fs::path noFormat = scratch() / "no-format";
+    std::ofstream(plain) << "text\n";
+    std::ofstream(noFormat) << "text\n";
+    fs::permissions(noFormat, fs::perms(0755));
+    const std::pair<std::string, int> cases[] = {
+        {"/nonexistent/program", ENOENT},
+        {"true", ENOENT},  // nothing is looked for along PATH
+        {plain, EACCES},
+        {scratch(), EACCES},
+        {noFormat, ENOEXEC},
+        {"/" + std::string(5000, 'x'), ENAMETOOLONG},
+        {"", EINVAL},
+    };
+    for (const auto &[path, reason] : cases) {
+        VLIBCErrSetEx(VLIB_ERR_NONE, "", 0);
+        const char *program = path.c_str();
+        const Arguments argv({"x"});
+        const auto failsWith = [&](auto &&call) {
+            errno = 0;
+            return call() && errno == reason;
+        };
+        EXPECT_TRUE(failsWith([&] { return VLIBCExec(program, "x", nullptr) == -1; })) << path;
+        EXPECT_TRUE(failsWith([&] { return VLIBCExecv(program, argv.Get(), 1) == -1; })) << path;
+        EXPECT_TRUE(failsWith([&] { return VLIBCExecv(program, argv.Get(), 0) == -1; })) << path;
+        EXPECT_TRUE(failsWith([&] { return VLIBCPopenv(program, "r", argv.Get()) == nullptr; }))
+            << path;
+        EXPECT_NE(VLIBCErrGet(), VLIB_ERR_NONE) << path;
+    }
+    EXPECT_EQ(VLIBCExec(nullptr, nullptr, nullptr), -1);
+    EXPECT_EQ(VLIBCExecv(kShell, nullptr, 1), -1);
+    for (const char *mode : {"", "rw", "x", static_cast<const char *>(nullptr)}) {
+        EXPECT_EQ(VLIBCPopenv(kShell, mode, Arguments({"sh"}).Get()), nullptr);
+    }
+}
+
+TEST_F(Process, PassesArgumentsThroughNoShell) {
+    const std::vector<std::string> hostile = {
+        "",  "a b",  "$(touch evil)", "`id`", "'\"", "\\",
+        "*", "\xff", "two\nlines",    "-n",   ";",   std::string(100000, 'x'),
+    };
+    std::vector<std::string> argv = {"printf", "%s\\n"};
+    std::string expected;
+    for (const std::string &text : hostile) {
+        argv.push_back(text);
+        expected += text + "\n";
+    }
+    FILE *stream = Open("/usr/bin/printf", "r", argv);
+    ASSERT_NE(stream, nullptr);
+    EXPECT_EQ(ReadAll(stream), expected);
+    EXPECT_EQ(VLIBCPclose(stream), 0);
+}
+
+TEST_F(Process, NamesTheProgramAsAsked) {
+    const std::string out = scratch() / "out";
+    const std::string script = "echo \"$0\" > " + out;
+    EXPECT_EQ(VLIBCExec(kShell, "-c", script.c_str(), nullptr), 0);
+    EXPECT_EQ(ReadFile(out), "/bin/sh\n");
+    EXPECT_EQ(VLIBCExecv(kShell, Arguments({"other", "-c", script}).Get(), 1), 0);
+    EXPECT_EQ(ReadFile(out), "other\n");
+    EXPECT_EQ(VLIBCExecv("/bin/true", Arguments({}).Get(), 1), 0);
+}
+
+TEST_F(Process, DetachesAProgramThatNobodyWaitsFor) {
+    const std::string go = scratch() / "go";
+    const std::string out = scratch() / "out";
+    const std::string script = "readlink /proc/self/fd/0 /proc/self/fd/1 /proc/self/fd/2 > " + out +
+                               ".new; cut -d' ' -f6 /proc/self/stat >> " + out +
+                               ".new; while [ ! -e " + go + " ]; do sleep 0.01; done; mv " + out +
+                               ".new " + out;
+    ASSERT_EQ(VLIBCExecv(kShell, Arguments({"sh", "-c", script}).Get(), 0), 0);
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "somebody would have to reap it";
+    std::ofstream(go).close();
+    for (int tries = 0; tries < 500 && !fs::exists(out); ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    std::ifstream lines(out);
+    std::string in, standardOut, error, session;
+    std::getline(lines, in);
+    std::getline(lines, standardOut);
+    std::getline(lines, error);
+    std::getline(lines, session);
+    EXPECT_EQ(in, "/dev/null");
+    EXPECT_EQ(error, "/dev/null") << "readers of this process's output would wait for it";
+    EXPECT_NE(session, std::to_string(getsid(0)));
+}
+
+TEST_F(Process, WritesAndGivesTheWaitStatus) {
+    const std::string out = scratch() / "out";
+    FILE *stream = Open(kShell, "w", {"sh", "-c", "cat > " + out + "; exit 3"});
+    ASSERT_NE(stream, nullptr);
+    const std::string text(200000, 'x');
+    EXPECT_EQ(std::fwrite(text.data(), 1, text.size(), stream), text.size());
+    const int status = VLIBCPclose(stream);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 3) << status;
+    EXPECT_EQ(ReadFile(out), text);
+}
+
+TEST_F(Process, EndsAProgramThatIsStillWriting) {
+    // Even where this process ignores the signal that ends it.
+    EXPECT_TRUE(HoldsInChild([] {
+        std::signal(SIGPIPE, SIG_IGN);
+        alarm(30);
+        FILE *stream = Open("/usr/bin/yes", "r", {"yes"});
+        FILE *other = Open("/usr/bin/yes", "r", {"yes"});
+        ASSERT_TRUE(stream != nullptr && other != nullptr);
+        EXPECT_EQ(std::fgetc(stream), 'y');
+        for (FILE *each : {stream, other}) {
+            const int status = VLIBCPclose(each);
+            EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == SIGPIPE) << status;
+        }
+    }));
+}
+
+TEST_F(Process, ClosesOnlyItsOwnStreams) {
+    FILE *foreign = std::fopen("/dev/null", "re");
+    EXPECT_EQ(VLIBCPclose(foreign), -1);
+    EXPECT_EQ(std::fclose(foreign), 0) << "it was not ours to close";
+    EXPECT_EQ(VLIBCPclose(nullptr), -1);
+}
+
+TEST_F(Process, LeaksNoDescriptorIntoChildren) {
+    const int leaky = open("/etc/hostname", O_RDONLY);  // without close-on-exec
+    const int high = fcntl(leaky, F_DUPFD, 900);
+    FILE *stream = Open("/bin/cat", "w", {"cat"});
+    ASSERT_NE(stream, nullptr);
+    EXPECT_TRUE(fcntl(fileno(stream), F_GETFD) & FD_CLOEXEC);
+    for (const int fd : {leaky, high, fileno(stream)}) {
+        const std::string link = "/proc/self/fd/" + std::to_string(fd);
+        EXPECT_EQ(VLIBCExec("/usr/bin/readlink", link.c_str(), nullptr), 1) << fd;
+    }
+    EXPECT_EQ(VLIBCPclose(stream), 0);
+    close(leaky);
+    close(high);
+}
+
+TEST_F(Process, GivesChildrenCleanSignals) {
+    EXPECT_TRUE(HoldsInChild([] {
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_SETMASK, &all, nullptr);
+        for (const int number : {SIGPIPE, SIGINT, SIGTERM, SIGUSR1}) {
+            std::signal(number, SIG_IGN);
+        }
+        EXPECT_EQ(ShellOutput("grep -cE '^Sig(Blk|Ign):.0000000000000000' /proc/self/status"),
+                  "2\n");
+        sigset_t after;
+        sigprocmask(SIG_BLOCK, nullptr, &after);
+        EXPECT_TRUE(sigismember(&after, SIGTERM)) << "this process's own mask stays";
+    }));
+}
+
+TEST_F(Process, RunsWithStandardDescriptorsClosed) {
+    EXPECT_TRUE(HoldsInChild([] {
+        const char *script =
+            "for fd in 0 1 2; do test /proc/self/fd/$fd -ef /dev/null || exit 1; done";
+        for (int fd = 0; fd < 3; ++fd) {
+            close(fd);
+        }
+        EXPECT_EQ(VLIBCExec(kShell, "-c", script, nullptr), 0);
+        EXPECT_EQ(ShellOutput("echo out"), "out\n") << "a pipe that took a standard number";
+    }));
+}
+
+TEST_F(Process, RunsAsTheEffectiveUserForGood) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root";
+    }
+    const std::string ids = "grep -E '^(Uid|Gid):' /proc/self/status | tr -s '\\t\\n' ' '";
+    EXPECT_TRUE(HoldsInChild([&] {
+        ASSERT_EQ(ResetCredentialsByName("alice"), 0);
+        EXPECT_EQ(ShellOutput(ids), "Uid: 1030 1030 1030 1030 Gid: 100 100 100 100 ");
+        ASSERT_EQ(ResetCredentialsByName("root"), 0);
+        EXPECT_EQ(ShellOutput(ids), "Uid: 0 0 0 0 Gid: 0 0 0 0 ");
+    }));
+    const fs::path secret = scratch() / "secret";
+    fs::copy_file("/bin/true", secret);
+    fs::permissions(secret, fs::perms(0700));
+    EXPECT_TRUE(HoldsInChild([&] {
+        ASSERT_EQ(ResetCredentialsByName("alice"), 0);
+        EXPECT_EQ(VLIBCExec(secret.c_str(), nullptr, nullptr), -1);
+        EXPECT_EQ(errno, EACCES) << "root's program was run for alice";
+    }));
+}
+
+}  // namespace

@@ -1,0 +1,200 @@
+#include "varn/share.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+
+#include "support/fixture.h"
+#include "varn/base.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct ShareFree {
+    void operator()(PVARN_SHARE share) const { VARNShareFree(share); }
+};
+
+class Shares : public tonvale_test::SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        WriteFile(varn::path::kShares,
+                  "# shares\nmusic=\"/volume1/music\"\nlive = /volume1/music/live/\n"
+                  "O'Brien \xc3\xa9=\"/volume2/a \\\"b\\\"\"\nrelative=volume1/other\nempty=\n"
+                  "whole=/\nsame=/volume1/music\nmusic=/volume9/second\nnoise\n");
+    }
+    // "NAME PATH", or "" after a failure.
+    static std::string Holding(const char *path, std::size_t nameSize = 64,
+                               std::size_t pathSize = 64) {
+        std::string name(64, '#');
+        std::string sharePath(64, '#');
+        if (VARNShareNamePathGet(path, name.data(), nameSize, sharePath.data(), pathSize) != 0) {
+            EXPECT_STREQ(name.c_str(), "");
+            EXPECT_STREQ(sharePath.c_str(), "");
+            return "";
+        }
+        return std::string(name.c_str()) + " " + sharePath.c_str();
+    }
+};
+
+TEST_F(Shares, AreFoundByName) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"music", "/volume1/music"},
+        {"live", "/volume1/music/live"},
+        {"O'Brien \xc3\xa9", "/volume2/a \"b\""},
+        {"relative", nullptr},
+        {"empty", nullptr},
+        {"whole", nullptr},
+        {"Music", nullptr},
+        {"# shares", nullptr},
+        {"", nullptr},
+        {nullptr, nullptr},
+    };
+    for (const auto &[name, path] : cases) {
+        PVARN_SHARE found = nullptr;
+        const int result = VARNShareGet(name, &found);
+        const std::unique_ptr<VARN_SHARE, ShareFree> share(found);
+        ASSERT_EQ(result, path != nullptr ? 0 : -1) << (name ? name : "null");
+        ASSERT_EQ(share != nullptr, path != nullptr);
+        if (share) {
+            EXPECT_STREQ(share->szName, name);
+            EXPECT_STREQ(share->szPath, path);
+        }
+    }
+    EXPECT_EQ(VARNShareGet("music", nullptr), -1);
+    VARNShareFree(nullptr);
+}
+
+TEST_F(Shares, HoldAPathByItsLongestWholeComponents) {
+    const std::string deep = "/volume1/music/" + std::string(4081, 'd');
+    const std::pair<const char *, const char *> cases[] = {
+        {"/volume1/music", "music /volume1/music"},
+        {"/volume1/music/", "music /volume1/music"},
+        {"/volume1/music/a.mp3", "music /volume1/music"},
+        {"/volume1/music///./a.mp3", "music /volume1/music"},
+        {"//volume1/music/a.mp3", ""},  // callers cut by the length of the share's path
+        {"/volume1//music/a.mp3", ""},
+        {"/./volume1/music/a.mp3", ""},
+        {deep.c_str(), "music /volume1/music"},
+        {"/volume1/music/live", "live /volume1/music/live"},
+        {"/volume1/music/live/x/a.mp3", "live /volume1/music/live"},
+        {"/volume1/music/lively/a.mp3", "music /volume1/music"},
+        {"/volume2/a \"b\"/c", "O'Brien \xc3\xa9 /volume2/a \"b\""},
+        {"/volume1/music2/a.mp3", ""},
+        {"/volume1", ""},
+        {"/", ""},
+        {"/volume1/other/a.mp3", ""},
+        {"volume1/music/a.mp3", ""},
+        {"/volume1/music/../secret", ""},
+        {"/volume1/music/..", ""},
+        {"", ""},
+        {nullptr, ""},
+    };
+    for (const auto &[path, expected] : cases) {
+        EXPECT_EQ(Holding(path), expected) << (path ? path : "null");
+    }
+}
+
+TEST_F(Shares, GiveBothOutputsOrNone) {
+    EXPECT_EQ(Holding("/volume1/music/a", 6, 15), "music /volume1/music");
+    EXPECT_EQ(Holding("/volume1/music/a", 5, 15), "");
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_TOO_LONG);
+    EXPECT_EQ(Holding("/volume1/music/a", 6, 14), "");
+    char out[8];
+    EXPECT_EQ(VARNShareNamePathGet("/volume1/music/a", nullptr, 8, out, 8), -1);
+    EXPECT_EQ(VARNShareNamePathGet("/volume1/music/a", out, 8, nullptr, 8), -1);
+    EXPECT_EQ(VARNShareNamePathGet("/volume1/music/a", out, 0, out, 8), -1);
+    fs::remove(At(varn::path::kShares));
+    EXPECT_EQ(Holding("/volume1/music/a"), "");
+}
+
+using EaDirs = tonvale_test::SystemTest;
+
+TEST_F(EaDirs, StandBesideTheirFile) {
+    const std::pair<const char *, const char *> cases[] = {
+        {"/a/b.mp3", "/a/@eaDir/b.mp3"},
+        {"/b.mp3", "/@eaDir/b.mp3"},
+        {"/a/folder/", "/a/@eaDir/folder"},
+        {"a/b", "a/@eaDir/b"},
+        {"/a/\xff \n'", "/a/@eaDir/\xff \n'"},
+        {"b.mp3", ""},
+        {"/", ""},
+        {"//", ""},
+        {"/a/..", ""},
+        {"/a/.", ""},
+        {"", ""},
+        {nullptr, ""},
+    };
+    for (const auto &[path, expected] : cases) {
+        char out[64] = "old";
+        EXPECT_EQ(VARNEADirPath(path, out, sizeof out), *expected ? 0 : -1);
+        EXPECT_STREQ(out, expected) << (path ? path : "null");
+    }
+    char out[16] = "old";
+    EXPECT_EQ(VARNEADirPath("/a/b.mp3", out, 16), 0);
+    EXPECT_EQ(VARNEADirPath("/a/b.mp3", out, 15), -1);
+    EXPECT_STREQ(out, "");
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_TOO_LONG);
+    EXPECT_EQ(VARNEADirPath("/a/b.mp3", nullptr, 16), -1);
+}
+
+TEST_F(EaDirs, AreMadeForEveryUser) {
+    const fs::path eaDir = scratch() / "@eaDir/a.mp3";
+    const mode_t before = umask(077);
+    EXPECT_EQ(VARNEAMKDir(eaDir.c_str()), 0);
+    umask(before);
+    for (const fs::path &made : {eaDir, eaDir.parent_path()}) {
+        EXPECT_EQ(fs::status(made).permissions(), fs::perms(0777)) << made;
+    }
+    // One that is there keeps the mode that its owner gave it.
+    fs::permissions(eaDir, fs::perms(0700));
+    EXPECT_EQ(VARNEAMKDir((eaDir.string() + "/").c_str()), 0);
+    EXPECT_EQ(fs::status(eaDir).permissions(), fs::perms(0700));
+}
+
+TEST_F(EaDirs, AreRefusedWhereTheyCannotBe) {
+    std::ofstream(scratch() / "file") << "x";
+    fs::create_directories(scratch() / "@eaDir");
+    std::ofstream(scratch() / "@eaDir/taken") << "x";
+    const std::string tooLong = (scratch() / "@eaDir" / std::string(256, 'x')).string();
+    const std::string cases[] = {
+        "",
+        "/",
+        "name",
+        "/name",
+        scratch() / "none/@eaDir/a.mp3",
+        scratch() / "file/@eaDir/a.mp3",
+        scratch() / "@eaDir/taken",
+        scratch() / "@eaDir/..",
+        tooLong,
+    };
+    for (const std::string &path : cases) {
+        VLIBCErrSetEx(VLIB_ERR_NONE, "", 0);
+        EXPECT_EQ(VARNEAMKDir(path.c_str()), -1) << path;
+        EXPECT_NE(VLIBCErrGet(), VLIB_ERR_NONE) << path;
+    }
+    EXPECT_EQ(VARNEAMKDir(nullptr), -1);
+    EXPECT_FALSE(fs::exists(scratch() / "none"));
+}
+
+TEST_F(EaDirs, FollowNoLinkThatAnotherUserLaid) {
+    const fs::path target = scratch() / "target";
+    fs::create_directory(target);
+    fs::permissions(target, fs::perms(0700));
+    fs::create_directory(scratch() / "@eaDir");
+    fs::create_directory_symlink(target, scratch() / "@eaDir/a.mp3");
+    EXPECT_EQ(VARNEAMKDir((scratch() / "@eaDir/a.mp3").c_str()), -1);
+    fs::create_directory(scratch() / "music");
+    fs::create_directory_symlink(target, scratch() / "music/@eaDir");
+    EXPECT_EQ(VARNEAMKDir((scratch() / "music/@eaDir/a.mp3").c_str()), -1);
+    EXPECT_EQ(fs::status(target).permissions(), fs::perms(0700));
+    EXPECT_TRUE(fs::is_empty(target));
+}
+
+}  // namespace

@@ -1,0 +1,317 @@
+#include "support/fixture.h"
+
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <regex>
+#include <sstream>
+#include <thread>
+
+#include "support/environment.h"
+#include "varn/host.h"
+#include "varn/sql.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+namespace fs = std::filesystem;
+
+namespace {
+
+constexpr char kAdmin[] = "varnadmin";
+constexpr char kRole[] = "Tonvale";
+constexpr char kTemplate[] = "tonvale_template";
+
+struct Closer {
+    void operator()(DBConnect_tag *conn) const { VARNDBClose(conn); }
+};
+using Connection = std::unique_ptr<DBConnect_tag, Closer>;
+
+Connection Connect(const char *role, const char *database) {
+    const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
+    Connection conn(VARNDBConnect(directory.c_str(), role, nullptr, database));
+    EXPECT_TRUE(conn) << VARNDBErrorGet(nullptr);
+    return conn;
+}
+
+std::vector<std::vector<std::string>> RunSql(DBConnect_tag *conn, const std::string &sql) {
+    std::vector<std::vector<std::string>> rows;
+    VARNDB_RESULT *result = nullptr;
+    EXPECT_GE(VARNDBExecute(conn, sql.c_str(), &result), 0) << sql << "\n" << VARNDBErrorGet(conn);
+    for (int row = 0; VARNDBFetchRow(result, &row) == 0;) {
+        rows.emplace_back();
+        for (int column = 0;; ++column) {
+            const char *field = VARNDBFetchFieldAt(result, row, column);
+            if (field == nullptr) {
+                break;
+            }
+            rows.back().emplace_back(field);
+        }
+    }
+    VARNDBFreeResult(result);
+    return rows;
+}
+
+// The first database of this process becomes the template of all that follow.
+void MakeTemplate() {
+    static bool made = false;
+    if (made) {
+        return;
+    }
+    namespace host = varn::host;
+    for (const host::Outcome &outcome : {host::CreateCluster(host::Durability::kNone),
+                                         host::StartCluster(nullptr), host::MigrateSchema()}) {
+        ASSERT_TRUE(outcome) << outcome.Message();
+    }
+    const Connection admin = Connect(kAdmin, "postgres");
+    RunSql(admin.get(), std::string("ALTER DATABASE mediaserver RENAME TO ") + kTemplate);
+    made = true;
+}
+
+// A template's settings do not come along with its contents.
+void CopySettings(DBConnect_tag *admin) {
+    const auto settings = RunSql(
+        admin, std::string("SELECT unnest(setconfig) FROM pg_db_role_setting JOIN pg_database "
+                           "ON pg_database.oid = setdatabase WHERE datname = '") +
+                   kTemplate + "'");
+    ASSERT_FALSE(settings.empty());
+    for (const auto &row : settings) {
+        RunSql(admin, "ALTER DATABASE mediaserver SET " + row.front());
+    }
+}
+
+std::vector<std::string> OpenDescriptors() {
+    std::vector<std::string> open;
+    for (const auto &entry : fs::directory_iterator("/proc/self/fd")) {
+        std::error_code gone;  // the iterator's own descriptor
+        const fs::path target = fs::read_symlink(entry.path(), gone);
+        if (!gone && target.string().find("/fd") == std::string::npos) {
+            open.push_back(entry.path().filename().string() + " " + target.string());
+        }
+    }
+    std::sort(open.begin(), open.end());
+    return open;
+}
+
+// Everything but the cluster, which all tests of a process share.
+void EmptyRoot(const fs::path &root) {
+    for (const char *kept : {"var/lib/Tonvale", "var/run/Tonvale", "var/log/Tonvale"}) {
+        fs::create_directories(root / kept);
+    }
+    const auto isKept = [](const fs::path &path) { return path.filename() == "Tonvale"; };
+    for (const auto &entry : fs::directory_iterator(root)) {
+        if (entry.path().filename() != "var") {
+            fs::remove_all(entry.path());
+        }
+    }
+    for (const auto &entry : fs::directory_iterator(root / "var")) {
+        const std::string name = entry.path().filename().string();
+        if (name != "lib" && name != "run" && name != "log") {
+            fs::remove_all(entry.path());
+            continue;
+        }
+        for (const auto &inner : fs::directory_iterator(entry.path())) {
+            if (!isKept(inner.path())) {
+                fs::remove_all(inner.path());
+            }
+        }
+    }
+}
+
+void AddUser(const fs::path &root, const std::string &name, unsigned uid) {
+    const fs::path home = root / "volume1/homes" / name;
+    fs::create_directories(home / "music");
+    std::ofstream(root / "etc/passwd", std::ios::app)
+        << name << ":x:" << uid << ":100::" << home.string() << ":/bin/false\n";
+}
+
+}  // namespace
+
+CapturedStderr::CapturedStderr()
+    : memory_(memfd_create("stderr", MFD_CLOEXEC)), saved_(fcntl(2, F_DUPFD_CLOEXEC, 3)) {
+    dup2(memory_, 2);
+}
+
+CapturedStderr::~CapturedStderr() {
+    dup2(saved_, 2);
+    close(saved_);
+    close(memory_);
+}
+
+std::string CapturedStderr::Text() const {
+    std::string text(static_cast<std::size_t>(lseek(memory_, 0, SEEK_END)), '\0');
+    const ssize_t got = pread(memory_, text.data(), text.size(), 0);
+    text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    return text;
+}
+
+const fs::path &SystemTest::root() {
+    static const fs::path path = Environment::Folder() / "root";
+    return path;
+}
+
+const fs::path &SystemTest::scratch() {
+    static const fs::path path = Environment::Folder() / "scratch";
+    return path;
+}
+
+fs::path SystemTest::At(std::string_view fixedPath) {
+    return SystemPath(fixedPath);
+}
+
+void SystemTest::WriteFile(std::string_view fixedPath, std::string_view text) {
+    const fs::path path = At(fixedPath);
+    fs::create_directories(path.parent_path());
+    std::ofstream(path, std::ios::binary) << text;
+}
+
+std::string SystemTest::ReadFile(const fs::path &path) {
+    std::ostringstream text;
+    text << std::ifstream(path, std::ios::binary).rdbuf();
+    return text.str();
+}
+
+void SystemTest::SetUp() {
+    EmptyRoot(root());
+    fs::remove_all(scratch());
+    fs::create_directories(scratch());
+    const varn::host::Outcome prepared = varn::host::PrepareRoot(TONVALE_PROGRAM_DIR);
+    ASSERT_TRUE(prepared) << prepared.Message();
+    AddUser(root(), "alice", kAlice);
+    AddUser(root(), "bob", kBob);
+    descriptors_ = OpenDescriptors();
+    stderr_ = std::make_unique<CapturedStderr>();
+    logStart_ = 0;
+}
+
+void SystemTest::TearDown() {
+    const std::string text = stderr_ ? stderr_->Text() : "";
+    stderr_.reset();
+    if (HasFailure()) {
+        std::cerr << text;
+    }
+    EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "a child was left behind";
+    EXPECT_EQ(OpenDescriptors(), descriptors_) << "a descriptor was left open";
+    for (const auto &entry :
+         fs::recursive_directory_iterator(root(), fs::directory_options::skip_permission_denied)) {
+        const std::string name = entry.path().filename().string();
+        EXPECT_TRUE(name.find(".tmp") == std::string::npos &&
+                    name.find(".new") == std::string::npos)
+            << "a temporary file was left behind: " << entry.path();
+    }
+}
+
+std::vector<std::string> SystemTest::Log() const {
+    std::istringstream text(stderr_->Text().substr(logStart_));
+    std::vector<std::string> lines;
+    for (std::string line; std::getline(text, line);) {
+        lines.push_back(line);
+    }
+    return lines;
+}
+
+void SystemTest::ClearLog() {
+    logStart_ = stderr_->Text().size();
+}
+
+bool SystemTest::Logged(const std::string &pattern) const {
+    const std::regex expression(pattern);
+    for (const std::string &line : Log()) {
+        if (std::regex_search(line, expression)) {
+            return true;
+        }
+    }
+    return false;
+}
+
+bool SystemTest::IsRoot() {
+    return geteuid() == 0;
+}
+
+void DatabaseTest::SetUp() {
+    SystemTest::SetUp();
+    MakeTemplate();
+    if (HasFatalFailure()) {
+        return;
+    }
+    const Connection admin = Connect(kAdmin, "postgres");
+    RunSql(admin.get(), "DROP DATABASE IF EXISTS mediaserver WITH (FORCE)");
+    RunSql(admin.get(),
+           std::string("CREATE DATABASE mediaserver OWNER \"Tonvale\" TEMPLATE ") + kTemplate);
+    CopySettings(admin.get());
+    ClearLog();
+}
+
+void DatabaseTest::TearDown() {
+    {
+        const Connection admin = Connect(kAdmin, "postgres");
+        std::string left;
+        // A backend goes a moment after its client.
+        for (int tries = 0; tries < 50; ++tries) {
+            const Rows rows = RunSql(
+                admin.get(), "SELECT COUNT(*) FROM pg_stat_activity WHERE datname = 'mediaserver'");
+            left = rows.empty() ? "an unknown number" : rows.front().front();
+            if (left == "0") {
+                break;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        EXPECT_EQ(left, "0") << "a connection was left open";
+    }
+    SystemTest::TearDown();
+}
+
+DatabaseTest::Rows DatabaseTest::Query(const std::string &sql) {
+    const Connection conn = Connect(kRole, "mediaserver");
+    return conn ? RunSql(conn.get(), sql) : Rows();
+}
+
+std::string DatabaseTest::Value(const std::string &sql) {
+    const Rows rows = Query(sql);
+    return rows.empty() || rows.front().empty() ? "" : rows.front().front();
+}
+
+std::string InsertSql(const TrackRow &row) {
+    using varn::Sql;
+    std::string genres;
+    for (const std::string &genre : row.genres) {
+        genres += (genres.empty() ? "" : ", ") + genre;
+    }
+    std::string sql = *Sql(
+        "INSERT INTO track (id, userid, path, title, title_sort, year, track, is_virtual, "
+        "has_virtual, agg_genre, agg_genre_sort) VALUES (@VARN:INT, @VARN:INT, '@VARN:VAR', "
+        "'@VARN:VAR', '@VARN:VAR', @VARN:INT, @VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR', "
+        "'@VARN:VAR');",
+        row.id, static_cast<int>(row.userid), row.path, row.title, row.title, row.year, row.track,
+        row.is_virtual ? "t" : "f", row.has_virtual ? "t" : "f", genres, genres);
+    sql += *Sql(
+        "INSERT INTO album_track (track, album, album_sort, album_artist, "
+        "album_artist_sort) VALUES (@VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR', "
+        "'@VARN:VAR');",
+        row.id, row.album, row.album, row.album_artist, row.album_artist);
+    sql += *Sql(
+        "INSERT INTO artist_track (track, artist, artist_sort, has_album_artist) VALUES "
+        "(@VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR');",
+        row.id, row.artist, row.artist, row.album_artist.empty() ? "f" : "t");
+    sql += *Sql(
+        "INSERT INTO composer_track (track, composer, composer_sort) VALUES (@VARN:INT, "
+        "'@VARN:VAR', '@VARN:VAR');",
+        row.id, row.composer, row.composer);
+    const std::vector<std::string> none = {""};
+    for (const std::string &genre : row.genres.empty() ? none : row.genres) {
+        sql += *Sql(
+            "INSERT INTO genre_track (track, genre, genre_sort) VALUES (@VARN:INT, "
+            "'@VARN:VAR', '@VARN:VAR');",
+            row.id, genre, genre);
+    }
+    return sql;
+}
+
+}  // namespace tonvale_test

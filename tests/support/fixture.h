@@ -1,0 +1,101 @@
+// What every test stands on: a fresh root, captured log lines, a private database.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "varn/db.h"
+
+namespace tonvale_test {
+
+// Standard error of this process, into memory, for the length of a scope.
+class CapturedStderr {
+  public:
+    CapturedStderr();
+    ~CapturedStderr();
+    CapturedStderr(const CapturedStderr &) = delete;
+    CapturedStderr &operator=(const CapturedStderr &) = delete;
+    std::string Text() const;
+
+  private:
+    int memory_;
+    int saved_;
+};
+
+// A fresh root before each test: the folders, accounts and configuration that PrepareRoot makes,
+// and two users with homes and personal libraries, alice (1030) and bob (1031). After the test it
+// must have left no child, no descriptor and no temporary file.
+class SystemTest : public testing::Test {
+  protected:
+    static constexpr unsigned kAlice = 1030;
+    static constexpr unsigned kBob = 1031;
+
+    void SetUp() override;
+    void TearDown() override;
+
+    // The root; the same folder for all tests of this process.
+    static const std::filesystem::path &root();
+    // Where a fixed system path lies below the root.
+    static std::filesystem::path At(std::string_view fixedPath);
+    // Writes a file, making its folders. The path is a fixed system path.
+    static void WriteFile(std::string_view fixedPath, std::string_view text);
+    static std::string ReadFile(const std::filesystem::path &path);
+    // A folder for the test's own files, outside the root, empty at the start of each test.
+    static const std::filesystem::path &scratch();
+
+    // The lines that were logged since the test began or the log was last cleared.
+    std::vector<std::string> Log() const;
+    void ClearLog();
+    // True when a logged line matches the regular expression (ECMAScript) somewhere.
+    bool Logged(const std::string &pattern) const;
+
+    // For tests of a process that has no rights, or all of them.
+    static bool IsRoot();
+
+  private:
+    std::unique_ptr<CapturedStderr> stderr_;
+    std::size_t logStart_ = 0;
+    std::vector<std::string> descriptors_;
+};
+
+// A SystemTest with a running cluster and a fresh, migrated, empty database. After the test it must
+// have left no connection.
+class DatabaseTest : public SystemTest {
+  protected:
+    using Rows = std::vector<std::vector<std::string>>;
+
+    void SetUp() override;
+    void TearDown() override;
+
+    // Runs a statement as the package's role and returns the rows as text, NULL as "". A failure
+    // fails the test.
+    static Rows Query(const std::string &sql);
+    // The first field of the first row.
+    static std::string Value(const std::string &sql);
+};
+
+// One track with its side rows; what is not set is empty.
+struct TrackRow {
+    int id = 0;
+    unsigned userid = 0;
+    std::string path = {};
+    std::string title = {};
+    std::string album = {};
+    std::string artist = {};
+    std::string album_artist = {};
+    std::string composer = {};
+    std::vector<std::string> genres = {};
+    int year = 0;
+    int track = 0;
+    bool is_virtual = false;
+    bool has_virtual = false;
+};
+
+// The statements that store one track as the indexer would.
+std::string InsertSql(const TrackRow &row);
+
+}  // namespace tonvale_test
