@@ -1,0 +1,41 @@
+#include <sys/stat.h>
+
+#include "musiclib/source.h"
+#include "support/boundary.h"
+#include "support/log.h"
+#include "support/package_user.h"
+#include "tonvale/library.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using Tonvale::musiclib::kSource;
+
+constexpr char kRole[] = "Tonvale";
+constexpr char kDatabase[] = "mediaserver";
+
+bool IsSocket(const std::string &path) {
+    struct stat status = {};
+    return stat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
+}
+
+DBConnect_tag *Connect() {
+    const Tonvale::support::AsPackageUser asPackageUser;
+    if (IsSocket(SystemPath(varn::path::kDatabaseSocket))) {
+        const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
+        DBConnect_tag *conn = VARNDBConnect(directory.c_str(), kRole, nullptr, kDatabase);
+        if (conn != nullptr) {
+            return conn;
+        }
+        // The next attempt would cover this reason with its own.
+        LOG_ERROR(kSource, "Failed to connect over the local socket (%s)", VARNDBErrorGet(nullptr));
+    }
+    return VARNDBConnect(nullptr, kRole, nullptr, kDatabase);
+}
+
+}  // namespace
+
+DBConnect_tag *AudioInfoDBConnect(void) noexcept {
+    using Tonvale::support::Guarded;
+    return Guarded(kSource, static_cast<DBConnect_tag *>(nullptr), Connect);
+}

@@ -1,0 +1,113 @@
+#include "musiclib/query.h"
+#include "musiclib/source.h"
+#include "support/boundary.h"
+#include "support/handles.h"
+#include "support/log.h"
+#include "varn/base.h"
+
+namespace Tonvale::musiclib {
+
+namespace {
+
+constexpr char kRandom[] = "RANDOM()";
+
+// Every side table but the virtual info.
+constexpr JoinFlags kListJoins = {1, 1, 1, 1, 0, 1, 1};
+
+constexpr char kPage[] = "SELECT %s FROM %s %s %s %s";
+constexpr char kPageWithCount[] = "SELECT %s, COUNT(*) OVER() AS result_count FROM %s %s %s %s";
+
+// The caller's part of a query.
+struct Request {
+    Source source;
+    const char *columns;
+    const char *condition;
+    const char *groupBy;
+    const char *orderBy;
+    int offset;
+    int limit;
+    bool withResultCount;
+};
+
+// The condition that really applies: the caller's, or the random sample inside the library's
+// filter.
+std::string Condition(const Request &request, const std::string &libraryFilter) {
+    const std::string order = request.orderBy != nullptr ? request.orderBy : "";
+    if (order != kRandom) {
+        return request.condition != nullptr ? request.condition : "";
+    }
+    return "id IN (SELECT id FROM track " + libraryFilter + " ORDER BY RANDOM() LIMIT " +
+           std::to_string(request.limit) + ")";
+}
+
+// The whole statement; null, with a log line, when it cannot be built.
+support::Text Statement(const Request &request) {
+    TableText view;
+    std::string where;
+    if (!BuildTableOrLog(request.source, kListJoins, GenreRows::kJoined, view) ||
+        !WhereClause(request.source, kListJoins, Condition(request, view.where), where)) {
+        return nullptr;
+    }
+    const char *columns = NonEmptyStr(request.columns) ? request.columns : "*";
+    const std::string grouping = Clause("GROUP BY", request.groupBy);
+    const std::string order = Clause("ORDER BY", request.orderBy);
+    support::Text statement(VLIBCStrGet(request.withResultCount ? kPageWithCount : kPage, columns,
+                                        view.table.c_str(), where.c_str(), grouping.c_str(),
+                                        order.c_str()));
+    if (!statement) {
+        LogFailedText();
+    }
+    return statement;
+}
+
+int Run(MEDIA_DB_HANDLE &handle, const char *statement, const Request &request) {
+    if (request.limit < 0) {
+        return VARNDBExecute(handle.conn, statement, &handle.result);
+    }
+    return VARNDBSelectLimit(handle.conn, statement, request.limit, request.offset, &handle.result);
+}
+
+MEDIA_DB_HANDLE *Open(const Request &request) {
+    Handle handle = NewHandle(request.source.tableType);
+    if (!handle) {
+        LOG_ERROR(kSource, "Failed to malloc.");
+        return nullptr;
+    }
+    const support::Text statement = Statement(request);
+    if (!statement || !Connect(*handle)) {
+        return nullptr;
+    }
+    if (Run(*handle, statement.get(), request) == -1) {
+        LogFailedStatement(statement.get(), *handle);
+        return nullptr;
+    }
+    handle->rowCount = VARNDBNumRows(handle->result);
+    return handle.release();
+}
+
+}  // namespace
+
+}  // namespace Tonvale::musiclib
+
+MEDIA_DB_HANDLE *AudioInfoDBOpen(const char *library, uid_t uid, int tableType, const char *columns,
+                                 const char *condition, const char *groupBy, const char *orderBy,
+                                 int offset, int limit, int withResultCount) noexcept {
+    using namespace Tonvale::musiclib;
+    if (library == nullptr || uid == kNoUser) {
+        LOG_ERROR(kSource, "Bad parameters.");
+        return nullptr;
+    }
+    const Request request = {
+        {library, uid, tableType}, columns, condition, groupBy, orderBy, offset, limit,
+        withResultCount != 0};
+    return Tonvale::support::Guarded(kSource, static_cast<MEDIA_DB_HANDLE *>(nullptr),
+                                     [&] { return Open(request); });
+}
+
+void AudioInfoDBClose(MEDIA_DB_HANDLE *handle) noexcept {
+    const std::unique_ptr<MEDIA_DB_HANDLE> owned(handle);
+    if (owned) {
+        VARNDBFreeResult(owned->result);
+        VARNDBClose(owned->conn);
+    }
+}

@@ -1,0 +1,65 @@
+#include "musiclib/query.h"
+
+#include <new>
+
+#include "musiclib/source.h"
+#include "support/log.h"
+#include "varn/base.h"
+
+namespace Tonvale::musiclib {
+
+Handle NewHandle(int tableType) {
+    Handle handle(new (std::nothrow) MEDIA_DB_HANDLE{});
+    if (handle) {
+        handle->tableType = tableType;
+    }
+    return handle;
+}
+
+bool Connect(MEDIA_DB_HANDLE &handle) {
+    handle.conn = AudioInfoDBConnect();
+    if (handle.conn == nullptr) {
+        LOG_ERROR(kSource, "Failed to connect to database");
+        return false;
+    }
+    return true;
+}
+
+bool BuildTableOrLog(const Source &source, const JoinFlags &flags, GenreRows genres,
+                     TableText &out) {
+    if (!BuildTable(source, flags.data(), genres, out)) {
+        LOG_ERROR(kSource, "Generate table string failed. library:[%s], uid:[%d] TableType:[%d]",
+                  source.library, static_cast<int>(source.uid), source.tableType);
+        return false;
+    }
+    return true;
+}
+
+bool WhereClause(const Source &source, const JoinFlags &flags, const std::string &condition,
+                 std::string &out) {
+    if (condition.find("genre") == std::string::npos) {
+        out = Clause("WHERE", condition.c_str());
+        return true;
+    }
+    TableText perGenre;
+    if (!BuildTableOrLog(source, flags, GenreRows::kOnePerGenre, perGenre)) {
+        return false;
+    }
+    out = "WHERE id IN (SELECT id FROM " + perGenre.table + " WHERE " + condition + ")";
+    return true;
+}
+
+std::string Clause(const char *keyword, const char *text) {
+    return NonEmptyStr(text) ? std::string(keyword) + " " + text : std::string();
+}
+
+void LogFailedText() {
+    LOG_ERROR(kSource, "Failed to VLIBCStrGet() [0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrFile(),
+              VLIBCErrLine());
+}
+
+void LogFailedStatement(const char *statement, const MEDIA_DB_HANDLE &handle) {
+    LOG_ERROR(kSource, "Failed to exec [%s] (%s)", statement, VARNDBErrorGet(handle.conn));
+}
+
+}  // namespace Tonvale::musiclib

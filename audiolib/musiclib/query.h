@@ -1,0 +1,40 @@
+// What opening and counting share: the pieces of a statement and the handle that runs it.
+#pragma once
+
+#include <memory>
+#include <string>
+
+#include "musiclib/track_view.h"
+#include "tonvale/library.h"
+
+namespace Tonvale::musiclib {
+
+struct HandleCloser {
+    void operator()(MEDIA_DB_HANDLE *handle) const noexcept { AudioInfoDBClose(handle); }
+};
+using Handle = std::unique_ptr<MEDIA_DB_HANDLE, HandleCloser>;
+
+// A zeroed handle; null when memory is short.
+Handle NewHandle(int tableType);
+
+// Connects a handle. False, with a log line, when that fails.
+bool Connect(MEDIA_DB_HANDLE &handle);
+
+// BuildTable with the line that callers of a failed one log.
+bool BuildTableOrLog(const Source &source, const JoinFlags &flags, GenreRows genres,
+                     TableText &out);
+
+// Sets `out` to "WHERE ..." for a condition, or to "" for none. A condition that contains "genre"
+// is tested in a view with one row per genre and picks tracks by id, so that each comes once.
+// False, with a log line, when that view cannot be built.
+bool WhereClause(const Source &source, const JoinFlags &flags, const std::string &condition,
+                 std::string &out);
+
+// "KEYWORD text", or "" for a null or empty text.
+std::string Clause(const char *keyword, const char *text);
+
+// Logs a failed string build, or a failed statement with the server's words.
+void LogFailedText();
+void LogFailedStatement(const char *statement, const MEDIA_DB_HANDLE &handle);
+
+}  // namespace Tonvale::musiclib

@@ -1,0 +1,163 @@
+// Queries on the music library.
+//
+// Every read goes through one frame: the caller names a library kind, a user, a table type, columns,
+// a condition, a grouping, an order and a page; the frame builds the view of the tracks which that
+// user may see, wraps the caller's pieces round it and runs the statement.
+//
+// Library kinds, exactly these nine:
+//   all, personal, shared                      real tracks that no cue sheet splits, and virtual
+//                                              tracks in place of a file that one splits
+//   actual, actual_personal, actual_shared     real tracks only
+//   virtual, virtual_personal, virtual_shared  virtual tracks only
+// The first of each three means shared tracks (user 0) and the user's own, a "personal" kind the
+// user's own. For user 0 "personal" means everybody's, and of playlists and folders so do all three
+// personal kinds. A user who has virtual tracks switched off (AudioFileGetUserShowVirtualLib) gets
+// the "actual" kinds for the first three.
+//
+// Conditions, column lists, groupings and orders are SQL and go into the statement as they are:
+// values belong into them through varn::Sql (varn/sql.h) only, and a name that came from outside
+// only after it was found in a closed table. An empty condition means every row: do not pass on a
+// condition that could not be built.
+//
+// Failures are reported by the result and, unless a call says otherwise, logged with syslog(3) at
+// error level. Nothing throws. The calls switch the effective user of the process while they
+// connect, and keep no state between calls: they are for single-threaded processes. Afterwards the
+// effective ids and the groups are those of the account that the effective user had before.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+
+#include "tonvale/export.h"
+#include "varn/mediaindex.h"
+
+extern "C" {
+
+// A new connection to the library database "mediaserver" as role "Tonvale": over the local socket
+// in "/var/run/Tonvale" when there is one, otherwise, or when that fails, over the database
+// client's defaults. Runs as the package's account while it connects, and switches back. Null on
+// failure, the last reason in VARNDBErrorGet(null); the caller closes it with VARNDBClose.
+TONVALE_EXPORT DBConnect_tag *AudioInfoDBConnect(void) noexcept;
+
+// Runs a query and returns a handle over its rows, which owns its own connection; released with
+// AudioInfoDBClose. Null on failure.
+//   library          one of the nine kinds, taken as it is: whether the user may browse it is asked
+//                    with NormalizeLibraryKind first
+//   uid              the user; need not be known, 4294967295 is refused
+//   tableType        VARN_TABLE_MUSIC, VARN_TABLE_PLAYLIST or VARN_TABLE_DIRECTORY
+//   columns          column list; null or empty: all
+//   condition        null or empty: none. One that contains the word "genre", be it in a value, is
+//                    tested against each single genre of a track; a track still comes once
+//   groupBy          null or empty: none
+//   orderBy          null or empty: none. Exactly "RANDOM()" draws a random sample of `limit` tracks
+//                    from the library kind, in place of the condition: `limit` must be positive
+//   offset, limit    the page; limit 0 or below means no limit, below 0 the offset is ignored too
+//   withResultCount  not 0: each row carries, in "result_count", the number of rows without the
+//                    page. The server then reads every row of the view; a page without it and one
+//                    AudioInfoDBGetCount are many times faster
+TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpen(const char *library, uid_t uid, int tableType,
+                                                const char *columns, const char *condition,
+                                                const char *groupBy, const char *orderBy,
+                                                int offset, int limit,
+                                                int withResultCount) noexcept;
+
+// Frees the rows, closes the connection and frees the handle; null is accepted.
+TONVALE_EXPORT void AudioInfoDBClose(MEDIA_DB_HANDLE *handle) noexcept;
+
+// Counts rows: COUNT(countExpression) over the view of the kind that NormalizeLibraryKind gives. Only
+// the side tables that the condition names are joined; the count expression and the grouping are not
+// looked at ("DISTINCT artist" needs a condition that names artist). With a grouping the result is
+// the first group's count.
+// escapeCondition 1 doubles the backslashes in the condition's LIKE patterns first; it is not for
+// patterns that @VARN:LVAR made safe already.
+// Returns the count, or -1; without a log line for a personal kind that the user may not browse, and
+// for a grouping without any group.
+TONVALE_EXPORT int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int tableType,
+                                           const char *countExpression, const char *condition,
+                                           const char *groupBy, int escapeCondition) noexcept;
+
+// Which side tables a track view joins: not 0 to join. The order is that of these indexes.
+enum VARN_JOIN_TABLE {
+    VARN_JOIN_ALBUM,
+    VARN_JOIN_ARTIST,
+    VARN_JOIN_GENRE,
+    VARN_JOIN_COMPOSER,
+    VARN_JOIN_VIRTUAL_INFO,
+    VARN_JOIN_STAR,
+    VARN_JOIN_REPLAY_GAIN,
+    VARN_JOIN_TABLES,  // how many there are
+};
+
+// Builds what stands behind FROM for a library kind, a user and a table type: for tracks the view
+// "(SELECT ...) music", for playlists and folders the table or the union of the shared and the
+// personal one. `whereOut` becomes the view's own filter for tracks, and "" for the others.
+// `joinFlags` has VARN_JOIN_TABLES entries. genreJoin not 0 gives a row for each genre of a track,
+// otherwise a track has one row with its genres joined.
+// 0, or -1 (a null argument, bad uid, unknown kind or table type, a text that does not fit) with both
+// outputs as "".
+TONVALE_EXPORT int GenerateTableString(const char *library, uid_t uid, int tableType,
+                                       char *tableOut, size_t tableOutSize, char *whereOut,
+                                       size_t whereOutSize, const int *joinFlags,
+                                       int genreJoin) noexcept;
+
+// Writes the track view for a filter (null: none), cut to outSize-1 bytes. Returns the length of the
+// whole text, as snprintf(3) does, or -1 for null `out` or `joinFlags`.
+TONVALE_EXPORT int CreateString(char *out, size_t outSize, const int *joinFlags, uid_t uid,
+                                const char *whereClause, int genreJoin) noexcept;
+
+// Sets (never clears) the flag of each side table whose word stands in the text: artist, album,
+// composer, genre, star. "album_artist" sets two. A null argument changes nothing.
+TONVALE_EXPORT void UpdateJoinTableArgs(int *joinFlags, const char *text) noexcept;
+
+// Completes an order: the primary text, if any, then each of album, disc, track, title, artist,
+// genre, year, path, duration, star that the primary text does not begin with. The result is bounded
+// at 1023 bytes, whatever is cut off, and gets a blank at both ends. Returns its length; `out` holds
+// at most outSize-1 bytes of it. -1 for null `out`.
+TONVALE_EXPORT int GenerateOrderString(const char *primary, char *out, size_t outSize) noexcept;
+
+}  // extern "C"
+
+// The library kind that a user's request really means: for a user whose personal library is switched
+// off "all", "actual" and "virtual" become their shared forms. 0, or -1 with `out` unchanged for a
+// personal kind that is switched off (not logged), an unknown user, or a null library. A text that
+// is no library kind stays as it is.
+TONVALE_EXPORT int NormalizeLibraryKind(const char *library, uid_t uid, std::string &out) noexcept;
+
+namespace Tonvale {
+
+// A library connection for the length of a scope, made when it is first asked for.
+class TONVALE_EXPORT DBConnetWrapper {
+  public:
+    DBConnetWrapper() = default;
+    ~DBConnetWrapper();
+    DBConnetWrapper(const DBConnetWrapper &) = delete;
+    DBConnetWrapper &operator=(const DBConnetWrapper &) = delete;
+
+    // The connection, owned by this object. Null, with a log line, when connecting failed; the next
+    // call tries again.
+    DBConnect_tag *Get() noexcept;
+
+  private:
+    DBConnect_tag *conn_ = nullptr;
+};
+
+// A result for the length of a scope.
+class TONVALE_EXPORT DBResultWrapper {
+  public:
+    DBResultWrapper() = default;
+    ~DBResultWrapper();
+    DBResultWrapper(const DBResultWrapper &) = delete;
+    DBResultWrapper &operator=(const DBResultWrapper &) = delete;
+
+    VARNDB_RESULT *Get() const noexcept { return result_; }
+    // Where VARNDBExecute and VARNDBSelectLimit write; a result held before is freed.
+    VARNDB_RESULT **Receive() noexcept;
+
+  private:
+    VARNDB_RESULT *result_ = nullptr;
+};
+
+}  // namespace Tonvale

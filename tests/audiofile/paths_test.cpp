@@ -1,0 +1,122 @@
+#include "tonvale/paths.h"
+#include "support/fixture.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using namespace AudioFile;
+
+class Paths : public tonvale_test::SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        WriteFile(varn::path::kShares,
+                  "music=\"/volume1/music\"\n"
+                  "music2=\"/volume2/disk/music2\"\n"
+                  "one=\"/one\"\n"
+                  "O'Brien \xC3\x9F=\"/volume1/O'Brien \xC3\x9F\"\n");
+    }
+    std::string Home(const char *user) const { return (root() / "volume1/homes" / user).string(); }
+
+    std::string full_, name_, volume_, base_;
+    bool Resolve(const std::string &path, const std::string &user = "alice") {
+        full_ = name_ = volume_ = base_ = "?";
+        return FullPathGet(path.c_str(), full_, name_, volume_, base_, user);
+    }
+};
+
+TEST_F(Paths, ShareRelativeToVolume) {
+    struct Case {
+        const char *path, *full, *name, *volume, *base;
+    };
+    for (const Case &c : {
+             Case{"/music/x.mp3", "/volume1/music/x.mp3", "music", "/volume1", "/volume1/music"},
+             Case{"/music", "/volume1/music", "music", "/volume1", "/volume1/music"},
+             Case{"/music/", "/volume1/music/", "music", "/volume1", "/volume1/music"},
+             Case{"/music2/a/b%_'\\.mp3", "/volume2/disk/music2/a/b%_'\\.mp3", "music2", "/volume2",
+                  "/volume2/disk/music2"},
+             Case{"/one/a", "/one/a", "one", "/one", "/one"},
+             Case{"/O'Brien \xC3\x9F/a", "/volume1/O'Brien \xC3\x9F/a", "O'Brien \xC3\x9F",
+                  "/volume1", "/volume1/O'Brien \xC3\x9F"},
+             // Without the leading slash the character after the share's name is lost.
+             Case{"music/x.mp3", "/volume1/musicx.mp3", "music", "/volume1", "/volume1/music"},
+         }) {
+        SCOPED_TRACE(c.path);
+        EXPECT_TRUE(Resolve(c.path));
+        EXPECT_EQ(full_, c.full);
+        EXPECT_EQ(name_, c.name);
+        EXPECT_EQ(volume_, c.volume);
+        EXPECT_EQ(base_, c.base);
+    }
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(Paths, HomeIsTheNamedUsers) {
+    EXPECT_TRUE(Resolve("/home/music/a.mp3", "bob"));
+    EXPECT_EQ(full_, Home("bob") + "/music/a.mp3");
+    EXPECT_EQ(name_, "home");
+    EXPECT_EQ(base_, Home("bob"));
+
+    EXPECT_FALSE(Resolve("/home/music/a.mp3", "nobody-here"));
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ GetUserHomePath fail$"));
+    // Only with the slash behind it: this is a share of that name, and there is none.
+    EXPECT_FALSE(Resolve("/home"));
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ VARNShareGet fail$"));
+}
+
+TEST_F(Paths, RefusedWithAWord) {
+    struct Case {
+        const char *path, *user, *line;
+    };
+    for (const Case &c : {
+             Case{"", "alice", "audiolib/audiofile:[0-9]+ Bad parameters\\.$"},
+             Case{"/music/a", "", "audiolib/audiofile:[0-9]+ Bad parameters\\.$"},
+             Case{"music", "alice", "audiolib/audiofile\\([0-9]+\\): bad path name=music$"},
+             Case{"/", "alice", "audiolib/audiofile\\([0-9]+\\) error path$"},
+             Case{"//", "alice", "audiolib/audiofile:[0-9]+ GetTokOfPath fail$"},
+             Case{"/video/a", "alice", "audiolib/audiofile:[0-9]+ VARNShareGet fail$"},
+         }) {
+        SCOPED_TRACE(c.path);
+        ClearLog();
+        EXPECT_FALSE(Resolve(c.path, c.user));
+        EXPECT_EQ(full_, "?");
+        EXPECT_TRUE(Logged(c.line));
+    }
+    EXPECT_FALSE(FullPathGet(nullptr, full_, name_, volume_, base_, "alice"));
+    EXPECT_FALSE(Resolve("/" + std::string(5000, 'a') + "/x"));
+    // The share's name is within what is read, the rest is as long as it likes.
+    EXPECT_TRUE(Resolve("/music/" + std::string(5000, 'a')));
+    EXPECT_EQ(full_.size(), std::string("/volume1/music/").size() + 5000);
+}
+
+TEST_F(Paths, VolumeToShareRelative) {
+    EXPECT_EQ(GetSharePathByVolPath("/volume1/music/a/b.mp3"), "/music/a/b.mp3");
+    EXPECT_EQ(GetSharePathByVolPath("/volume1/music"), "/music");
+    EXPECT_EQ(GetSharePathByVolPath("/volume2/disk/music2/x"), "/music2/x");
+    EXPECT_TRUE(Log().empty());
+    for (const char *outside :
+         {"/volume1/music2/a", "/volume1", "/", "", "relative/a", "//volume1/music/a",
+          "/volume1//music/a", "/./volume1/music/a", "/volume1/music/../x"}) {
+        ClearLog();
+        EXPECT_EQ(GetSharePathByVolPath(outside), "") << outside;
+        EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to get share path$"));
+    }
+    EXPECT_EQ(GetSharePathByVolPath(nullptr), "");
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Bad parameter$"));
+}
+
+TEST_F(Paths, HomeMusicFolder) {
+    const std::string alice = std::filesystem::canonical(Home("alice")).string();
+    EXPECT_EQ(GetHomeMusicPath("alice"), alice + "/music");
+    std::filesystem::rename(Home("bob"), scratch() / "moved");
+    EXPECT_EQ(GetHomeMusicPath("bob"), Home("bob") + "/music") << "a home that is not there";
+    std::filesystem::create_symlink(scratch() / "moved", Home("bob"));
+    EXPECT_EQ(GetHomeMusicPath("bob"),
+              std::filesystem::canonical(scratch() / "moved").string() + "/music");
+    EXPECT_EQ(GetHomeMusicPath("nobody-here"), "");
+    EXPECT_TRUE(Log().empty());
+    EXPECT_EQ(GetHomeMusicPath(""), "");
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Bad parameters$"));
+}
+
+}  // namespace

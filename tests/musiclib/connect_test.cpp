@@ -1,0 +1,133 @@
+// Which server the library talks to, and as whom.
+#include <grp.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <functional>
+
+#include "support/fixture.h"
+#include "tonvale/library.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class LibraryConnect : public tonvale_test::DatabaseTest {
+  protected:
+    // Moves the server's socket elsewhere for the length of a scope.
+    struct SocketElsewhere {
+        const fs::path from = At(varn::path::kDatabaseSocket);
+        const fs::path to = from.parent_path() / "elsewhere" / from.filename();
+        SocketElsewhere() {
+            fs::create_directories(to.parent_path());
+            fs::permissions(to.parent_path(), fs::perms::all);
+            fs::rename(from, to);
+        }
+        ~SocketElsewhere() {
+            std::error_code ignored;
+            fs::remove(from, ignored);
+            fs::rename(to, from);
+            fs::remove(to.parent_path());
+            setenv("PGHOST", "/nonexistent", 1);
+        }
+    };
+
+    static bool Connects() {
+        DBConnect_tag *conn = AudioInfoDBConnect();
+        const bool good = conn != nullptr && VARNDBExecute(conn, "SELECT 1", nullptr) == 1;
+        VARNDBClose(conn);
+        return good;
+    }
+};
+
+TEST_F(LibraryConnect, LocalSocketThenTheClientsDefaults) {
+    EXPECT_TRUE(Connects());
+    SocketElsewhere elsewhere;
+    EXPECT_FALSE(Connects());
+    setenv("PGHOST", elsewhere.to.parent_path().c_str(), 1);
+    EXPECT_TRUE(Connects()) << "no socket: the defaults";
+    WriteFile(varn::path::kDatabaseSocket, "not a socket");
+    EXPECT_TRUE(Connects()) << "something else under its name: the defaults";
+}
+
+TEST_F(LibraryConnect, NoVariableLeadsPastTheLocalSocket) {
+    for (const char *variable : {"PGHOSTADDR", "PGSERVICE", "PGPORT"}) {
+        setenv(variable, "127.0.0.1", 1);
+        EXPECT_TRUE(Connects()) << variable;
+        EXPECT_STREQ(getenv(variable), "127.0.0.1");
+        unsetenv(variable);
+    }
+}
+
+TEST_F(LibraryConnect, ASocketNobodyListensOnFallsBackToo) {
+    SocketElsewhere elsewhere;
+    setenv("PGHOST", elsewhere.to.parent_path().c_str(), 1);
+    const int deaf = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {AF_UNIX, {}};
+    elsewhere.from.string().copy(address.sun_path, sizeof(address.sun_path) - 1);
+    ASSERT_EQ(bind(deaf, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+    EXPECT_TRUE(Connects());
+    EXPECT_TRUE(Logged(
+        "audiolib/musiclib:[0-9]+ Failed to connect over the local socket \\(.*\\.s\\.PGSQL"));
+    close(deaf);
+}
+
+TEST_F(LibraryConnect, ADatabaseThatIsDownIsReportedEachTime) {
+    SocketElsewhere elsewhere;
+    Tonvale::DBConnetWrapper connection;
+    EXPECT_EQ(connection.Get(), nullptr);
+    EXPECT_TRUE(Logged("audiolib/db_library:[0-9]+ Failed to connect to database$"));
+    EXPECT_NE(std::string(VARNDBErrorGet(nullptr)).find("/nonexistent"), std::string::npos);
+    EXPECT_EQ(AudioInfoDBOpen("all", kAlice, 0, "", "", "", "", 0, 0, 0), nullptr);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Failed to connect to database$"));
+    EXPECT_EQ(AudioInfoDBGetCount("all", kAlice, 0, "*", "", "", 0), -1);
+    setenv("PGHOST", elsewhere.to.parent_path().c_str(), 1);
+    EXPECT_NE(connection.Get(), nullptr) << "it tries again";
+}
+
+// Runs a check in a child, whose ids it may change for good.
+bool InChild(const std::function<bool()> &check) {
+    const pid_t child = fork();
+    if (child == 0) {
+        _exit(check() ? 0 : 1);
+    }
+    int status = 1;
+    waitpid(child, &status, 0);
+    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
+}
+
+TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
+    EXPECT_TRUE(Connects());
+    EXPECT_EQ(geteuid(), getuid());
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root to be somebody else";
+    }
+    fs::permissions(root(), fs::perms(0755));
+    EXPECT_TRUE(InChild([] {  // an account of the root that is neither root nor the package's
+        return ResetCredentialsByName("alice", true) == 0 && geteuid() == kAlice && Connects() &&
+               geteuid() == kAlice && getuid() == 0;
+    }));
+    EXPECT_TRUE(InChild([] {  // a user without a name could not be switched back to: no switch
+        return seteuid(4242) == 0 && !Connects() && geteuid() == 4242;
+    }));
+    EXPECT_TRUE(InChild([] {  // already the package's account
+        const uid_t package = GetUserIdFromName("Tonvale");
+        return ResetCredentialsByName("Tonvale", true) == 0 && Connects() && geteuid() == package;
+    }));
+    EXPECT_TRUE(InChild([] {  // no rights at all: as whoever it is, whom the server refuses
+        return setgroups(0, nullptr) == 0 && setresgid(65534, 65534, 65534) == 0 &&
+               setresuid(65534, 65534, 65534) == 0 && !Connects() && geteuid() == 65534;
+    }));
+}
+
+TEST_F(LibraryConnect, WithoutAPackageAccountItGoesOn) {
+    WriteFile(varn::path::kPasswd, "root:x:0:0::/root:/bin/sh\nalice:x:1030:100::/a:/bin/false\n");
+    EXPECT_TRUE(Connects()) << VARNDBErrorGet(nullptr);
+}
+
+}  // namespace

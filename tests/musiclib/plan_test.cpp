@@ -1,0 +1,113 @@
+// The indexes that the common statements rest on are really used.
+#include <array>
+#include <chrono>
+#include <regex>
+#include <thread>
+
+#include "support/fixture.h"
+#include "tonvale/library.h"
+
+namespace {
+
+class LibraryPlan : public tonvale_test::DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        Query(ReadFile(TONVALE_SOURCE_DIR "/bench/generated_library.sql") +
+              "; SELECT pg_temp.generate_library(20000)");
+        Settle();
+    }
+
+    // Statistics, and a visibility map without which no index can answer alone. A page counts as
+    // visible only when no transaction is left from before it, be it one of autovacuum.
+    static void Settle() {
+        for (int tries = 0; tries < 100; ++tries) {
+            Query(
+                "VACUUM ANALYZE track, album_track, artist_track, composer_track, genre_track, "
+                "virtual_info_track, rating_track");
+            if (Value("SELECT relallvisible >= relpages FROM pg_class WHERE relname = 'track'") ==
+                "t") {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(50));
+        }
+        ADD_FAILURE() << "the visibility map is not complete";
+    }
+
+    // The FROM part that the frame puts in front of a condition.
+    static std::string View(const char *library, std::array<int, VARN_JOIN_TABLES> flags) {
+        std::array<char, 4096> table = {};
+        std::array<char, 1024> where = {};
+        EXPECT_EQ(GenerateTableString(library, kAlice, VARN_TABLE_MUSIC, table.data(), table.size(),
+                                      where.data(), where.size(), flags.data(), 0),
+                  0);
+        return table.data();
+    }
+    static std::string Page(const char *library, const std::string &rest) {
+        return "SELECT * FROM " + View(library, {1, 1, 1, 1, 0, 1, 1}) + " " + rest;
+    }
+    static std::string Count(const char *library, const char *condition) {
+        std::array<int, VARN_JOIN_TABLES> flags = {};
+        UpdateJoinTableArgs(flags.data(), condition);
+        return "SELECT COUNT(*) as result_count FROM " + View(library, flags) + " " +
+               (*condition != '\0' ? std::string("WHERE ") + condition : "");
+    }
+    static std::string Plan(const std::string &statement) {
+        std::string plan;
+        for (const auto &row : Query("EXPLAIN " + statement)) {
+            plan += row.front() + "\n";
+        }
+        return plan;
+    }
+};
+
+TEST_F(LibraryPlan, CommonStatementsUseTheirIndex) {
+    struct Case {
+        std::string statement;
+        const char *uses;  // regular expression
+    };
+    const std::string path = "/volume1/music/Artist 9/Album 27/270.mp3";
+    for (const Case &c : {
+             Case{Page("all", "WHERE  id=17 "), "Index Scan using track_pkey"},
+             Case{Page("all", "WHERE id IN (17, 18, 19)"),
+                  "(Index|Bitmap Index) Scan.* track_pkey"},
+             Case{Page("all", "WHERE path like '" + path + "'"),
+                  "(Index Scan using|Bitmap Index Scan on) track_path"},
+             Case{Page("actual", "WHERE path = '" + path + "'"),
+                  "(Index Scan using|Bitmap Index Scan on) track_path"},
+             Case{Page("actual", "WHERE path like '/volume1/music/Artist 9/%'"),
+                  "track_path_below"},
+             Case{Page("all", "ORDER BY lower(title) LIMIT 100 OFFSET 0"),
+                  "Index Scan using track_title_lower"},
+             Case{Page("all",
+                       "ORDER BY title_sort COLLATE \"en_US_varnel\", album, disc, track "
+                       "LIMIT 100 OFFSET 300"),
+                  "Index Scan using track_title on"},
+             Case{Page("shared", "WHERE artist_search = UPPER('artist 9') LIMIT 100"),
+                  "artist_track_search"},
+             Case{Page("shared", "WHERE album = 'Album 27' LIMIT 100"), "album_track_album"},
+             Case{Page("all", "WHERE id IN (SELECT id FROM " + View("all", {1, 1, 0, 1, 0, 1, 1}) +
+                                  " WHERE id = 5)"),
+                  "track_pkey"},
+             Case{Count("actual_shared", ""), "Index Only Scan using track_owner"},
+             Case{Count("all", "artist_search = UPPER('artist 9')"), "artist_track_search"},
+             Case{Count("all", "album = 'Album 27'"), "album_track_album"},
+             Case{Count("all", "composer = 'Composer 7'"), "composer_track_composer"},
+         }) {
+        const std::string plan = Plan(c.statement);
+        EXPECT_TRUE(std::regex_search(plan, std::regex(c.uses))) << c.uses << " is not used by\n"
+                                                                 << c.statement << "\n"
+                                                                 << plan;
+    }
+}
+
+TEST_F(LibraryPlan, UnusedSideTablesAreNotRead) {
+    const std::string plan =
+        Plan("SELECT id, title FROM " + View("all", {1, 1, 1, 1, 1, 1, 1}) + " LIMIT 10");
+    for (const char *table : {"album_track", "artist_track", "composer_track", "virtual_info_track",
+                              "rating_track", "replaygain_track"}) {
+        EXPECT_EQ(plan.find(table), std::string::npos) << plan;
+    }
+}
+
+}  // namespace

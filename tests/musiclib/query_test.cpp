@@ -1,0 +1,337 @@
+// Queries over a small library that has one of everything.
+#include <algorithm>
+#include <memory>
+#include <set>
+
+#include "support/fixture.h"
+#include "tonvale/library.h"
+#include "varn/packageconf.h"
+#include "varn/sql.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using tonvale_test::InsertSql;
+using tonvale_test::TrackRow;
+
+struct Closer {
+    void operator()(MEDIA_DB_HANDLE *handle) const { AudioInfoDBClose(handle); }
+};
+using Handle = std::unique_ptr<MEDIA_DB_HANDLE, Closer>;
+using Titles = std::vector<std::string>;
+
+// Titles: s/a/b + r(eal) | f(ile that is split) | v(irtual), for shared, alice's and bob's; o is a
+// virtual track whose file is not marked as split.
+class LibraryQuery : public tonvale_test::DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        Add(0, "/m/sr.mp3", "sr");
+        Add(0, "/m/sf.flac", "sf", 0, false, true);
+        Add(0, "/m/sf.flac", "sv1", 1, true);
+        Add(0, "/m/sf.flac", "sv2", 2, true);
+        Add(0, "/m/orphan.flac", "o", 1, true);
+        Add(kAlice, "/h/alice/ar.mp3", "ar");
+        Add(kAlice, "/h/alice/af.flac", "af", 0, false, true);
+        Add(kAlice, "/h/alice/af.flac", "av", 1, true);
+        Add(kBob, "/h/bob/br.mp3", "br");
+    }
+
+    void Add(unsigned uid, const char *path, const char *title, int track = 0,
+             bool isVirtual = false, bool hasVirtual = false) {
+        TrackRow row;
+        row.id = ++last_;
+        row.userid = uid;
+        row.path = path;
+        row.title = title;
+        row.track = track;
+        row.is_virtual = isVirtual;
+        row.has_virtual = hasVirtual;
+        Query(InsertSql(row));
+    }
+    // Adds a row with the next id.
+    int Add(TrackRow row) {
+        row.id = ++last_;
+        Query(InsertSql(row));
+        return row.id;
+    }
+
+    static Titles Read(const Handle &handle) {
+        Titles titles;
+        for (VARN_MEDIA_INFO info; handle && MediaInfoDBGet(handle.get(), &info) == 0;) {
+            titles.emplace_back(info.title);
+        }
+        return titles;
+    }
+    static Titles List(const char *library, uid_t uid, const char *condition = nullptr,
+                       const char *order = "title", int offset = 0, int limit = -1) {
+        return Read(Handle(AudioInfoDBOpen(library, uid, VARN_TABLE_MUSIC, nullptr, condition,
+                                           nullptr, order, offset, limit, 0)));
+    }
+    static int64_t Count(const char *library, uid_t uid, const char *condition = nullptr,
+                         const char *expression = "*", const char *groupBy = nullptr,
+                         int escape = 0) {
+        return AudioInfoDBGetCount(library, uid, VARN_TABLE_MUSIC, expression, condition, groupBy,
+                                   escape);
+    }
+
+    int last_ = 0;
+};
+
+TEST_F(LibraryQuery, KindsTimesUsersTimesPreference) {
+    struct Case {
+        const char *library;
+        Titles alice, bob, root;
+        Titles hidden;  // for alice without virtual tracks
+    };
+    const std::vector<Case> cases = {
+        {"all",
+         {"ar", "av", "sr", "sv1", "sv2"},
+         {"br", "sr", "sv1", "sv2"},
+         {"sr", "sv1", "sv2"},
+         {"af", "ar", "sf", "sr"}},
+        {"personal", {"ar", "av"}, {"br"}, {"ar", "av", "br"}, {"af", "ar"}},
+        {"shared", {"sr", "sv1", "sv2"}, {"sr", "sv1", "sv2"}, {"sr", "sv1", "sv2"}, {"sf", "sr"}},
+        {"actual",
+         {"af", "ar", "sf", "sr"},
+         {"br", "sf", "sr"},
+         {"sf", "sr"},
+         {"af", "ar", "sf", "sr"}},
+        {"actual_personal", {"af", "ar"}, {"br"}, {"sf", "sr"}, {"af", "ar"}},
+        {"actual_shared", {"sf", "sr"}, {"sf", "sr"}, {"sf", "sr"}, {"sf", "sr"}},
+        {"virtual", {"av", "sv1", "sv2"}, {"sv1", "sv2"}, {"sv1", "sv2"}, {"av", "sv1", "sv2"}},
+        {"virtual_personal", {"av"}, {}, {"sv1", "sv2"}, {"av"}},
+        {"virtual_shared", {"sv1", "sv2"}, {"sv1", "sv2"}, {"sv1", "sv2"}, {"sv1", "sv2"}},
+    };
+    const auto expect = [](const char *library, uid_t uid, const Titles &titles) {
+        EXPECT_EQ(List(library, uid), titles);
+        EXPECT_EQ(Count(library, uid), static_cast<int64_t>(titles.size()));
+    };
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.library);
+        expect(c.library, kAlice, c.alice);
+        expect(c.library, kBob, c.bob);
+        expect(c.library, 0, c.root);
+    }
+    EXPECT_TRUE(Log().empty());
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"audio_show_virtual_library": false}})");
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.library);
+        expect(c.library, kAlice, c.hidden);
+        expect(c.library, kBob, c.bob);
+    }
+}
+
+TEST_F(LibraryQuery, PagesAndTheirTotal) {
+    EXPECT_EQ(List("actual_shared", kAlice, nullptr, "title desc", 1, 1), Titles({"sf"}));
+    EXPECT_EQ(List("all", kAlice, nullptr, "title", 2, 2), Titles({"sr", "sv1"}));
+    EXPECT_EQ(List("all", kAlice, nullptr, "title", 3, 0), Titles({"sv1", "sv2"}))
+        << "limit 0 is no limit, and the offset counts";
+    EXPECT_EQ(List("all", kAlice, nullptr, "title", 3, -1).size(), 5U) << "no page at all";
+    EXPECT_TRUE(List("all", kAlice, nullptr, "title", 99, 10).empty());
+
+    const Handle handle(
+        AudioInfoDBOpen("all", kAlice, 0, "title", nullptr, nullptr, "title", 1, 2, 1));
+    ASSERT_TRUE(handle);
+    EXPECT_EQ(handle->rowCount, 2);
+    EXPECT_EQ(handle->tableType, VARN_TABLE_MUSIC);
+    EXPECT_EQ(handle->cursor, 0);
+    EXPECT_STREQ(VARNDBFetchField(handle->result, 0, "result_count"), "5");
+    EXPECT_EQ(Read(handle), Titles({"av", "sr"})) << "asking for the total moved the cursor";
+
+    const Handle without(AudioInfoDBOpen("all", kAlice, 0, "", "", "", "", 0, 1, 0));
+    ASSERT_TRUE(without);
+    EXPECT_EQ(VARNDBFetchField(without->result, 0, "result_count"), nullptr);
+    EXPECT_NE(VARNDBFetchField(without->result, 0, "rg_album_peak"), nullptr);
+    EXPECT_EQ(VARNDBFetchField(without->result, 0, "audio_offset"), nullptr);
+}
+
+TEST_F(LibraryQuery, GroupsAndCounts) {
+    const Handle groups(AudioInfoDBOpen("actual", kAlice, 0, "userid, COUNT(*) AS n", nullptr,
+                                        "userid", "userid", 0, -1, 1));
+    ASSERT_TRUE(groups);
+    EXPECT_EQ(groups->rowCount, 2);
+    EXPECT_STREQ(VARNDBFetchField(groups->result, 1, "n"), "2");
+    EXPECT_STREQ(VARNDBFetchField(groups->result, 1, "result_count"), "2");
+
+    EXPECT_EQ(Count("all", kAlice, "track > 0"), 3);
+    EXPECT_EQ(Count("all", kAlice, nullptr, "DISTINCT path"), 4);
+    EXPECT_EQ(Count("actual", kAlice, "userid > 0", "*", "userid"), 2) << "of the first group";
+    EXPECT_EQ(Count("actual", kAlice, "userid > 7000", "*", "userid"), -1) << "no group at all";
+    EXPECT_EQ(Count("all", kAlice, "artist = ''", "DISTINCT artist"), 1);
+    EXPECT_TRUE(Log().empty());
+    EXPECT_EQ(Count("all", kAlice, nullptr, "DISTINCT artist"), -1) << "artist is not joined";
+    EXPECT_TRUE(
+        Logged("audiolib/musiclib:[0-9]+ Failed to exec \\[SELECT COUNT\\(DISTINCT artist\\)"
+               " as result_count FROM .*"));
+    EXPECT_EQ(Count("all", kAlice, nullptr, ""), -1);
+    EXPECT_EQ(Count("all", 7777), -1);
+    EXPECT_TRUE(Logged("Fail to get user by id \\[7777\\]\\.$"));
+    EXPECT_EQ(Count("nothing", kAlice), -1);
+    EXPECT_TRUE(
+        Logged("Generate table string failed\\. library:\\[nothing\\], uid:\\[1030\\] "
+               "TableType:\\[0\\]$"));
+}
+
+TEST_F(LibraryQuery, WithoutAPersonalLibraryTheSharedOneIsCounted) {
+    VARNAudioConfSet("enable_personal_library", "no");
+    for (const char *refused : {"personal", "actual_personal", "virtual_personal"}) {
+        EXPECT_EQ(Count(refused, kAlice), -1) << refused;
+    }
+    EXPECT_EQ(Count("all", kAlice), Count("shared", kAlice));
+    EXPECT_EQ(Count("actual", kAlice), Count("actual_shared", kAlice));
+    EXPECT_EQ(Count("virtual", kAlice), Count("virtual_shared", kAlice));
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(LibraryQuery, RandomSampleReplacesTheCondition) {
+    std::set<Titles> seen;
+    for (int round = 0; round < 40; ++round) {
+        const Titles sample = List("all", kAlice, "title = 'none'", "RANDOM()", 0, 2);
+        ASSERT_EQ(sample.size(), 2U);
+        for (const std::string &title : sample) {
+            EXPECT_NE(title, "br") << "outside the library kind";
+            EXPECT_NE(title, "af");
+        }
+        seen.insert(sample);
+    }
+    EXPECT_GT(seen.size(), 1U);
+    EXPECT_EQ(List("all", kAlice, nullptr, "random()", 0, 9).size(), 5U)
+        << "another spelling is an ordinary order";
+    EXPECT_TRUE(List("all", kAlice, nullptr, "RANDOM()", 0, 0).empty());
+}
+
+TEST_F(LibraryQuery, AConditionOnGenreIsAskedOfEachGenre) {
+    TrackRow row;
+    row.path = "/m/g.mp3";
+    row.title = "two genres";
+    row.genres = {"Jazz", "Rock"};
+    Add(row);
+    EXPECT_EQ(List("all", kAlice, "genre = 'Rock'"), Titles({"two genres"}));
+    EXPECT_EQ(List("all", kAlice, "genre IN ('Rock', 'Jazz')"), Titles({"two genres"})) << "once";
+    EXPECT_TRUE(List("all", kAlice, "genre = 'Jazz, Rock'").empty());
+    EXPECT_EQ(Count("all", kAlice, "genre IN ('Rock', 'Jazz')"), 1);
+    EXPECT_EQ(List("all", kAlice, "title = 'genre'").size(), 0U) << "also inside a value";
+    const Handle handle(
+        AudioInfoDBOpen("all", kAlice, 0, "*", "genre = 'Jazz'", nullptr, nullptr, 0, 0, 0));
+    ASSERT_TRUE(handle);
+    EXPECT_STREQ(VARNDBFetchField(handle->result, 0, "genre"), "Jazz, Rock");
+    EXPECT_STREQ(VARNDBFetchField(handle->result, 0, "genre_search"), "JAZZ, ROCK");
+}
+
+TEST_F(LibraryQuery, StarsAreTheAskingUsers) {
+    Query("INSERT INTO rating_track (userid, track, star) VALUES (1030, 1, 5), (1031, 1, 2)");
+    const auto star = [](uid_t uid) {
+        const Handle handle(AudioInfoDBOpen("shared", uid, 0, "*", "id = 1", "", "", 0, 0, 0));
+        return std::string(handle ? VARNDBFetchField(handle->result, 0, "star") : "?");
+    };
+    EXPECT_EQ(star(kAlice), "5");
+    EXPECT_EQ(star(kBob), "2");
+    EXPECT_EQ(star(0), "0");
+    EXPECT_EQ(Count("shared", kAlice, "star > 3"), 1);
+    EXPECT_EQ(Count("shared", kBob, "star > 3"), 0);
+}
+
+TEST_F(LibraryQuery, HostileValuesThroughPlaceholders) {
+    const std::vector<std::string> titles = {"O'Brien",
+                                             "100%",
+                                             "a_b",
+                                             "a\\b",
+                                             "'; DROP TABLE track; --",
+                                             "\\'",
+                                             "\xC3\x9F",
+                                             "%%",
+                                             "axb",
+                                             "line\r\nend",
+                                             "@VARN:VAR",
+                                             "genre",
+                                             std::string(255, 'x')};
+    for (const std::string &title : titles) {
+        TrackRow row;
+        row.path = "/m/" + title;
+        row.title = title;
+        Add(row);
+    }
+    for (const std::string &title : titles) {
+        SCOPED_TRACE(title);
+        const std::string is = *varn::Sql("title = '@VARN:VAR'", title);
+        EXPECT_EQ(List("all", kAlice, is.c_str()), Titles({title}));
+        EXPECT_EQ(Count("all", kAlice, is.c_str()), 1);
+        const std::string path = *varn::Sql("path like '@VARN:LVAR'", "/m/" + title);
+        EXPECT_EQ(List("all", kAlice, path.c_str()), Titles({title}));
+        const std::string contains = *varn::Sql("title ilike '%%@VARN:LVAR%%'", title);
+        const Titles found = List("all", kAlice, contains.c_str());
+        EXPECT_TRUE(std::find(found.begin(), found.end(), title) != found.end());
+        EXPECT_EQ(found.size(), title == "\\'" ? 1U : found.size());
+    }
+    EXPECT_EQ(List("all", kAlice, varn::Sql("title like '@VARN:LVAR'", "a_b")->c_str()).size(), 1U);
+    EXPECT_EQ(varn::Sql("title = '@VARN:VAR'", "\xC3"), std::nullopt) << "not UTF-8";
+}
+
+TEST_F(LibraryQuery, CountEscapesPatternsOnlyWhenAsked) {
+    TrackRow row;
+    row.title = "a\\b";
+    row.path = "/m/backslash";
+    Add(row);
+    EXPECT_EQ(Count("all", kAlice, "title LIKE 'a\\b'", "*", nullptr, 0), 0);
+    EXPECT_EQ(Count("all", kAlice, "title LIKE 'a\\b'", "*", nullptr, 1), 1);
+    EXPECT_EQ(Count("all", kAlice, "title = 'a\\b' AND path ilike '%SLASH'", "*", nullptr, 1), 1);
+    EXPECT_EQ(Count("all", kAlice, "title LIKE 'open", "*", nullptr, 1), -1);
+    EXPECT_TRUE(
+        Logged("audiolib/musiclib:[0-9]+ Failed to escape condition \\[title LIKE 'open\\]\\.$"));
+    EXPECT_EQ(Count("all", kAlice, "", "*", nullptr, 1), 6);
+}
+
+TEST_F(LibraryQuery, PlaylistsAndFolders) {
+    Query("INSERT INTO playlist (id, path, title, album) VALUES (1, '/m/a.m3u', 'A', 'm')");
+    Query(
+        "INSERT INTO personal_playlist (userid, id, path, title, album) VALUES (1030, 2, "
+        "'/h/alice/b.m3u', 'B', 'alice'), (1031, 3, '/h/bob/c.m3u', 'C', 'bob')");
+    Query("INSERT INTO directory (id, path, title) VALUES (1, '/m', 'm')");
+    const auto titles = [](const char *library, uid_t uid) {
+        return Read(
+            Handle(AudioInfoDBOpen(library, uid, VARN_TABLE_PLAYLIST, "*", "path NOT ILIKE '%.cue'",
+                                   nullptr, "lower(title)", 0, -1, 1)));
+    };
+    EXPECT_EQ(titles("all", kAlice), Titles({"A", "B"}));
+    EXPECT_EQ(titles("personal", kBob), Titles({"C"}));
+    EXPECT_EQ(titles("personal", 0), Titles({"B", "C"}));
+    EXPECT_EQ(titles("shared", kBob), Titles({"A"}));
+    EXPECT_EQ(AudioInfoDBGetCount("all", kAlice, VARN_TABLE_PLAYLIST, "*", "", "", 0), 2);
+    const Handle folder(AudioInfoDBOpen("shared", kAlice, VARN_TABLE_DIRECTORY, "*", " id=1 ",
+                                        nullptr, nullptr, 0, 0, 0));
+    VARN_MEDIA_INFO info;
+    ASSERT_TRUE(folder);
+    ASSERT_EQ(MediaInfoDBGet(folder.get(), &info), 0);
+    EXPECT_STREQ(info.path, "/m");
+}
+
+TEST_F(LibraryQuery, FailuresLeaveNoConnection) {
+    EXPECT_EQ(AudioInfoDBOpen(nullptr, kAlice, 0, "", "", "", "", 0, 0, 0), nullptr);
+    EXPECT_EQ(AudioInfoDBOpen("all", 4294967295U, 0, "", "", "", "", 0, 0, 0), nullptr);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameters\\.$"));
+    EXPECT_EQ(AudioInfoDBOpen("all", kAlice, 2, "", "", "", "", 0, 0, 0), nullptr);
+    EXPECT_TRUE(Logged("Wrong table type \\[2\\]$"));
+    EXPECT_TRUE(
+        Logged("Generate table string failed\\. library:\\[all\\], uid:\\[1030\\] "
+               "TableType:\\[2\\]$"));
+    EXPECT_EQ(AudioInfoDBOpen("all", kAlice, 0, "", "no such column = 1", "", "", 0, -1, 0),
+              nullptr);
+    EXPECT_TRUE(Logged("Failed to exec \\[SELECT \\* FROM \\(SELECT .*\\) music WHERE no such"));
+    EXPECT_EQ(List("all", kAlice, nullptr, "RANDOM()", 0, -1).size(), 0U);
+    EXPECT_TRUE(Logged("LIMIT must not be negative"));
+    AudioInfoDBClose(nullptr);
+}
+
+TEST_F(LibraryQuery, Wrappers) {
+    Tonvale::DBConnetWrapper connection;
+    Tonvale::DBResultWrapper result;
+    DBConnect_tag *first = connection.Get();
+    ASSERT_NE(first, nullptr);
+    EXPECT_EQ(connection.Get(), first);
+    EXPECT_EQ(VARNDBExecute(first, "SELECT 1 AS a", result.Receive()), 1);
+    EXPECT_EQ(VARNDBExecute(first, "SELECT 2 AS a", result.Receive()), 1);
+    EXPECT_STREQ(VARNDBFetchField(result.Get(), 0, "a"), "2");
+}
+
+}  // namespace

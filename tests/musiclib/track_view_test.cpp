@@ -1,0 +1,223 @@
+// The texts that the query frame is made of.
+#include <array>
+
+#include "support/fixture.h"
+#include "tonvale/library.h"
+#include "tonvale/settings.h"
+#include "varn/systempath.h"
+
+namespace {
+
+class TrackView : public tonvale_test::SystemTest {
+  protected:
+    std::array<char, 4096> table_ = {};
+    std::array<char, 1024> where_ = {};
+    std::array<int, VARN_JOIN_TABLES> flags_ = {};
+
+    int Generate(const char *library, uid_t uid, int type = VARN_TABLE_MUSIC, int genreJoin = 0) {
+        return GenerateTableString(library, uid, type, table_.data(), table_.size(), where_.data(),
+                                   where_.size(), flags_.data(), genreJoin);
+    }
+    std::string Order(const char *primary) {
+        std::array<char, 2048> out = {};
+        const int length = GenerateOrderString(primary, out.data(), out.size());
+        EXPECT_EQ(static_cast<std::size_t>(length), std::string(out.data()).size());
+        return out.data();
+    }
+};
+
+const std::string kSplit =
+    "LEFT JOIN (SELECT path FROM track WHERE has_virtual = 'TRUE') tmp ON track.path = tmp.path ";
+const std::string kAny = kSplit +
+                         "WHERE ((is_virtual = 'FALSE' AND has_virtual = 'FALSE') OR "
+                         "(is_virtual = 'TRUE' AND tmp.path IS NOT NULL)) AND ";
+const std::string kReal = "WHERE is_virtual = 'FALSE' AND ";
+const std::string kVirtual = kSplit + "WHERE is_virtual = 'TRUE' AND tmp.path IS NOT NULL AND ";
+
+TEST_F(TrackView, FilterOfEachKind) {
+    struct Case {
+        const char *library;
+        uid_t uid;
+        std::string where;
+    };
+    const std::string both = "(track.userid = 0 OR track.userid = 1030)";
+    for (const Case &c : {
+             Case{"all", kAlice, kAny + both},
+             Case{"all", 0, kAny + "(track.userid = 0 OR track.userid = 0)"},
+             Case{"personal", kAlice, kAny + "track.userid = 1030"},
+             Case{"personal", 0, kAny + "track.userid != 0"},
+             Case{"shared", kAlice, kAny + "track.userid = 0"},
+             Case{"actual", kAlice, kReal + both},
+             Case{"actual_personal", kAlice, kReal + "track.userid = 1030"},
+             Case{"actual_personal", 0, kReal + "track.userid = 0"},
+             Case{"actual_shared", kAlice, kReal + "track.userid = 0"},
+             Case{"virtual", kAlice, kVirtual + both},
+             Case{"virtual_personal", 4294967294U, kVirtual + "track.userid = 4294967294"},
+             Case{"virtual_shared", kAlice, kVirtual + "track.userid = 0"},
+         }) {
+        SCOPED_TRACE(c.library);
+        EXPECT_EQ(Generate(c.library, c.uid), 0);
+        EXPECT_EQ(where_.data(), c.where);
+        EXPECT_NE(std::string(table_.data()).find(c.where + ") music"), std::string::npos);
+    }
+}
+
+TEST_F(TrackView, WithoutVirtualTracksThePlainKindsAreTheActualOnes) {
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"audio_show_virtual_library": false}})");
+    for (const std::string suffix : {"", "_personal", "_shared"}) {
+        const std::string plain = suffix.empty() ? "all" : suffix.substr(1);
+        ASSERT_EQ(Generate(("actual" + suffix).c_str(), kAlice), 0);
+        const std::string actual = table_.data();
+        ASSERT_EQ(Generate(plain.c_str(), kAlice), 0);
+        EXPECT_EQ(table_.data(), actual) << plain;
+        ASSERT_EQ(Generate(plain.c_str(), kBob), 0);
+        EXPECT_NE(where_.data(), std::string_view(kReal)) << "bob sees them";
+        EXPECT_NE(std::string(where_.data()).find("tmp.path"), std::string::npos);
+    }
+    ASSERT_EQ(Generate("virtual", kAlice), 0);
+    EXPECT_NE(std::string(where_.data()).find("is_virtual = 'TRUE'"), std::string::npos);
+}
+
+TEST_F(TrackView, PlaylistsAndFolders) {
+    struct Case {
+        const char *library;
+        uid_t uid;
+        const char *table;
+    };
+    for (const Case &c : {
+             Case{"all", kAlice,
+                  "(SELECT '1' AS userid, *, '1' AS updated FROM playlist UNION ALL  SELECT * "
+                  "FROM personal_playlist WHERE userid = 1030) playlist"},
+             Case{"virtual", 0,
+                  "(SELECT '1' AS userid, *, '1' AS updated FROM playlist UNION ALL  SELECT * "
+                  "FROM personal_playlist WHERE userid = 0) playlist"},
+             Case{"personal", 0, "(SELECT * FROM personal_playlist) playlist"},
+             Case{"actual_personal", kBob,
+                  "(SELECT * FROM personal_playlist WHERE userid = 1031) playlist"},
+             Case{"virtual_personal", 0, "(SELECT * FROM personal_playlist) playlist"},
+             Case{"shared", kAlice, "playlist"},
+             Case{"actual_shared", kAlice, "playlist"},
+         }) {
+        SCOPED_TRACE(c.library);
+        EXPECT_EQ(Generate(c.library, c.uid, VARN_TABLE_PLAYLIST), 0);
+        EXPECT_EQ(table_.data(), std::string_view(c.table));
+        EXPECT_STREQ(where_.data(), "");
+    }
+    EXPECT_EQ(Generate("personal", kBob, VARN_TABLE_DIRECTORY), 0);
+    EXPECT_STREQ(table_.data(), "(SELECT * FROM personal_directory WHERE userid = 1031) directory");
+}
+
+TEST_F(TrackView, SideTablesInTheirOrder) {
+    const std::string bare =
+        "(SELECT track.userid, track.id, track.path, track.title, track.title_sort, "
+        "track.title_search, track.filesize, track.year, track.frequency, track.channel, "
+        "track.bitrate, track.duration, track.comment, track.track, track.disc, "
+        "track.container, track.codec, track.is_virtual, track.has_virtual, track.covercount, "
+        "track.date, track.mdate  FROM track  WHERE 1=1) music";
+    std::array<char, 4096> out = {};
+    EXPECT_EQ(CreateString(out.data(), out.size(), flags_.data(), 7, "WHERE 1=1", 0),
+              static_cast<int>(bare.size()));
+    EXPECT_EQ(out.data(), bare);
+    EXPECT_EQ(CreateString(out.data(), 8, flags_.data(), 7, "WHERE 1=1", 0),
+              static_cast<int>(bare.size()));
+    EXPECT_STREQ(out.data(), "(SELECT");
+
+    flags_.fill(1);
+    CreateString(out.data(), out.size(), flags_.data(), 7, "", 1);
+    const std::string full = out.data();
+    std::size_t at = 0;
+    for (const char *piece :
+         {"track.mdate , album, album_sort, album_search, album_artist, album_artist_sort, "
+          "album_artist_search , artist, artist_sort, artist_search, has_album_artist , composer, "
+          "composer_sort, composer_search , genre, genre_sort, genre_search , audio_offset, "
+          "cue_sheet_path , COALESCE(rating_track.star, 0) as star , rg_track_gain, "
+          "rg_track_peak, rg_album_gain, rg_album_peak  FROM track LEFT JOIN album_track ON "
+          "track.id = album_track.track LEFT JOIN artist_track ON track.id = artist_track.track "
+          "LEFT JOIN composer_track ON track.id = composer_track.track LEFT JOIN genre_track ON "
+          "track.id = genre_track.track LEFT JOIN virtual_info_track ON track.id = "
+          "virtual_info_track.track LEFT JOIN rating_track ON track.id = rating_track.track AND "
+          "rating_track.userid = 7 LEFT JOIN replaygain_track ON track.id = "
+          "replaygain_track.track  ) music"}) {
+        at = full.find(piece, at);
+        ASSERT_NE(at, std::string::npos) << piece << "\nin\n" << full;
+    }
+    CreateString(out.data(), out.size(), flags_.data(), 7, "", 0);
+    EXPECT_EQ(std::string(out.data()).find("genre_track"), std::string::npos);
+    EXPECT_NE(std::string(out.data())
+                  .find(", agg_genre AS genre, agg_genre_sort AS genre_sort, "
+                        "agg_genre_search AS genre_search , audio_offset"),
+              std::string::npos);
+}
+
+TEST_F(TrackView, WhatItRefuses) {
+    struct Case {
+        const char *library;
+        uid_t uid;
+        int type;
+        const char *line;
+    };
+    for (const Case &c : {
+             Case{nullptr, kAlice, 0, "audiolib/musiclib:[0-9]+ Bad parameters\\.$"},
+             Case{"all", 4294967295U, 0, "Bad parameters\\.$"},
+             Case{"nothing", kAlice, 1, "Wrong table type \\[1\\]$"},
+             Case{"All", kAlice, 0, "Wrong library type \\[All\\]$"},
+             Case{"", kAlice, 3, "Wrong library type \\[\\]$"},
+             Case{"shared'; DROP TABLE track", kAlice, 4, "Wrong library type \\[shared'; DROP"},
+         }) {
+        SCOPED_TRACE(c.line);
+        ClearLog();
+        table_.fill('x');
+        where_.fill('x');
+        EXPECT_EQ(Generate(c.library, c.uid, c.type), -1);
+        EXPECT_STREQ(table_.data(), "");
+        EXPECT_STREQ(where_.data(), "");
+        EXPECT_TRUE(Logged(c.line));
+    }
+    // A statement that is cut would be another statement.
+    std::array<char, 40> small = {};
+    EXPECT_EQ(GenerateTableString("all", 0, 0, small.data(), small.size(), where_.data(),
+                                  where_.size(), flags_.data(), 0),
+              -1);
+    EXPECT_EQ(GenerateTableString("all", 0, 0, table_.data(), table_.size(), small.data(),
+                                  small.size(), flags_.data(), 0),
+              -1);
+    EXPECT_STREQ(table_.data(), "");
+}
+
+TEST_F(TrackView, JoinFlagsFromAText) {
+    const auto flagsOf = [](const char *text) {
+        std::array<int, VARN_JOIN_TABLES> flags = {};
+        UpdateJoinTableArgs(flags.data(), text);
+        return flags;
+    };
+    using Flags = std::array<int, VARN_JOIN_TABLES>;
+    EXPECT_EQ(flagsOf(nullptr), Flags({}));
+    EXPECT_EQ(flagsOf("title = 'x' AND year > 3"), Flags({}));
+    EXPECT_EQ(flagsOf("album_artist = ''"), Flags({1, 1, 0, 0, 0, 0, 0}));
+    EXPECT_EQ(flagsOf("agg_genre, composer, stars"), Flags({0, 0, 1, 1, 0, 1, 0}));
+    EXPECT_EQ(flagsOf("ARTIST"), Flags({})) << "names are in lower case";
+    Flags kept = {0, 0, 0, 0, 1, 0, 1};
+    UpdateJoinTableArgs(kept.data(), "artist");
+    EXPECT_EQ(kept, Flags({0, 1, 0, 0, 1, 0, 1})) << "set, never cleared";
+}
+
+TEST_F(TrackView, OrderIsCompleted) {
+    const char *all = " album, disc, track, title, artist, genre, year, path, duration, star ";
+    EXPECT_EQ(Order(nullptr), all);
+    EXPECT_EQ(Order(""), all);
+    EXPECT_EQ(Order("title desc"),
+              " title desc, album, disc, track, artist, genre, year, path, duration, star ");
+    EXPECT_EQ(Order("album_artist"),
+              " album_artist, disc, track, title, artist, genre, year, "
+              "path, duration, star ");
+    EXPECT_EQ(Order("lower(title)"),
+              " lower(title), album, disc, track, title, artist, genre, "
+              "year, path, duration, star ");
+    EXPECT_EQ(Order(std::string(3000, 'x').c_str()), " " + std::string(1023, 'x') + " ");
+    std::array<char, 4> small = {};
+    EXPECT_EQ(GenerateOrderString("", small.data(), small.size()),
+              static_cast<int>(std::string(all).size()));
+    EXPECT_STREQ(small.data(), " al");
+}
+
+}  // namespace
