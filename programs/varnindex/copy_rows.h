@@ -1,0 +1,40 @@
+// Songs as the text that COPY reads.
+#pragma once
+
+#include <array>
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "song.h"
+
+namespace varnindex {
+
+inline constexpr const char kTrackColumns[] =
+    "id, path, title, title_sort, filesize, year, frequency, channel, bitrate, duration, comment,"
+    " track, disc, container, codec, mdate, agg_genre, agg_genre_sort";
+
+// The side tables with a row of each song, and replay gain and genres with none or several.
+enum Side { kAlbum, kArtist, kComposer, kGenre, kReplayGain, kSideCount };
+
+inline constexpr std::array<const char *, kSideCount> kCopySide = {
+    "COPY album_track (track, album, album_sort, album_artist, album_artist_sort) FROM STDIN",
+    "COPY artist_track (track, artist, artist_sort, has_album_artist) FROM STDIN",
+    "COPY composer_track (track, composer, composer_sort) FROM STDIN",
+    "COPY genre_track (track, genre, genre_sort) FROM STDIN",
+    "COPY replaygain_track (track, rg_track_gain, rg_track_peak, rg_album_gain, rg_album_peak)"
+    " FROM STDIN"};
+
+using SideRows = std::array<std::string, kSideCount>;
+
+// Appends a song's row of the track table (kTrackColumns), and its rows of each side table.
+void AppendTrackRow(std::string &rows, int id, const Song &song);
+void AppendSideRows(SideRows &rows, int id, const Song &song);
+
+// A modification time that the library can hold: within the years 1 to 9999.
+std::int64_t StorableTime(std::int64_t microseconds);
+
+// Escapes one value of a COPY in text format.
+void AppendEscaped(std::string &out, std::string_view value);
+
+}  // namespace varnindex

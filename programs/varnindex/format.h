@@ -1,0 +1,31 @@
+// The audio formats: which names are music, and how TagLib opens each of them.
+#pragma once
+
+#include <taglib/tfile.h>
+#include <taglib/tiostream.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace varnindex {
+
+// An opened file. `codec` is in lower case; "" when the format holds no codec that is known.
+struct OpenedFile {
+    std::unique_ptr<TagLib::File> file;
+    std::string codec;
+};
+
+struct Format {
+    std::string_view extension;  // lower case, without the dot
+    std::string_view container;
+    OpenedFile (*open)(TagLib::IOStream &stream);
+};
+
+// The format of a file name by its extension, in any case; null when that is no music.
+const Format *FormatOfName(std::string_view name);
+
+// True when FormatOfName knows the name. The walk's filter.
+bool IsMusicName(std::string_view name);
+
+}  // namespace varnindex

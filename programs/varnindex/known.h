@@ -1,0 +1,46 @@
+// What the library knows already.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "database.h"
+
+namespace varnindex {
+
+struct KnownRow {
+    int id = 0;
+    std::string path;
+    std::int64_t size = 0;      // bytes
+    std::int64_t modified = 0;  // microseconds since 1970, UTC
+};
+
+// Which rows a scan answers for.
+enum class Scope {
+    kWholeLibrary,  // all shared songs, those below no folder of the scan included
+    kFoldersOnly,   // those below the folders of the scan
+};
+
+// The shared songs that are real files, in the byte order of their paths, read block by block. Rows
+// written after the construction do not appear.
+class KnownRows {
+  public:
+    KnownRows(Database &database, Scope scope, const std::vector<std::string> &folders);
+
+    // The row at the front, null at the end. Throws DatabaseError.
+    const KnownRow *Front();
+    void Pop();
+
+  private:
+    void Fetch();
+
+    Database &database_;
+    std::optional<Rows> block_;
+    int next_ = 0;  // row of the block after the front
+    bool ended_ = false;
+    std::optional<KnownRow> front_;
+};
+
+}  // namespace varnindex

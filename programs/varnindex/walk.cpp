@@ -1,0 +1,211 @@
+#include "walk.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstring>
+#include <filesystem>
+#include <memory>
+
+#include "names.h"
+
+namespace varnindex {
+namespace {
+
+struct CloseDir {
+    void operator()(DIR *dir) const { ::closedir(dir); }
+};
+using DirPtr = std::unique_ptr<DIR, CloseDir>;
+
+bool IsPassedOver(std::string_view name) {
+    static constexpr std::array<std::string_view, 2> kServiceFolders = {"@eaDir", "#recycle"};
+    return name.starts_with('.') ||
+           std::find(kServiceFolders.begin(), kServiceFolders.end(), name) != kServiceFolders.end();
+}
+
+std::int64_t Microseconds(const timespec &time) {
+    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000 + time.tv_nsec / 1000;
+}
+
+DirPtr OpenFolder(const std::string &path) {
+    const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+    if (fd < 0) {
+        return nullptr;
+    }
+    DirPtr dir(::fdopendir(fd));
+    if (!dir) {
+        ::close(fd);
+    }
+    return dir;
+}
+
+// A link that leads nowhere is no fault of the folder: the disk that it leads to may be away.
+bool LeadsNowhere(int error) {
+    return error == ENOENT || error == ENOTDIR || error == ELOOP;
+}
+
+std::string ErrorText(int error) {
+    return std::generic_category().message(error);
+}
+
+Found Blocked(std::string path, int error) {
+    Found found;
+    found.kind = Found::Kind::kBlocked;
+    found.path = std::move(path);
+    found.reason = ErrorText(error);
+    return found;
+}
+
+}  // namespace
+
+std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders) {
+    std::vector<std::string> ordered;
+    for (const std::string &folder : folders) {
+        std::string path = std::filesystem::absolute(folder).lexically_normal().string();
+        if (!path.ends_with('/')) {
+            path += '/';
+        }
+        ordered.push_back(std::move(path));
+    }
+    std::sort(ordered.begin(), ordered.end());
+    std::vector<std::string> result;
+    for (const std::string &path : ordered) {
+        if (result.empty() || !path.starts_with(result.back())) {
+            result.push_back(path);
+        }
+    }
+    for (std::string &path : result) {
+        if (path.size() > 1) {
+            path.pop_back();
+        }
+    }
+    return result;
+}
+
+Walk::Walk(std::vector<std::string> folders, NameFilter wanted)
+    : folders_(std::move(folders)), wanted_(wanted) {
+    std::reverse(folders_.begin(), folders_.end());
+}
+
+std::optional<Found> Walk::Next() {
+    for (;;) {
+        std::optional<Found> found;
+        if (levels_.empty()) {
+            if (folders_.empty()) {
+                return std::nullopt;
+            }
+            const std::string folder = std::move(folders_.back());
+            folders_.pop_back();
+            found = EnterRoot(folder == "/" ? folder : folder + "/");
+        } else if (levels_.back().entries.empty()) {
+            levels_.pop_back();
+        } else {
+            Entry entry = std::move(levels_.back().entries.back());
+            levels_.back().entries.pop_back();
+            found = Take(std::move(entry));
+        }
+        if (found) {
+            return found;
+        }
+    }
+}
+
+std::optional<Found> Walk::EnterRoot(const std::string &path) {
+    if (!IsUtf8(path)) {
+        return Found{Found::Kind::kBlocked, path, 0, 0, "the name is not UTF-8"};
+    }
+    return Enter(path, true);
+}
+
+// Goes down into a folder. A folder that cannot be read to its end is not entered at all: half of
+// its entries would look as if the others had been deleted.
+std::optional<Found> Walk::Enter(const std::string &path, bool isRoot) {
+    const DirPtr dir = OpenFolder(path);
+    struct stat info {};
+    if (!dir || ::fstat(::dirfd(dir.get()), &info) != 0) {
+        return Blocked(path, errno);
+    }
+    if (IsOnTheWay(info.st_dev, info.st_ino)) {
+        return std::nullopt;
+    }
+    Level level{path, info.st_dev, info.st_ino, {}};
+    bool hasNames = false;
+    for (;;) {
+        errno = 0;
+        const dirent *const entry = ::readdir(dir.get());
+        if (entry == nullptr) {
+            break;
+        }
+        if (!IsPassedOver(entry->d_name)) {
+            hasNames = true;
+            AddEntry(::dirfd(dir.get()), entry->d_name, entry->d_type, level);
+        }
+    }
+    if (errno != 0) {
+        return Blocked(path, errno);
+    }
+    std::sort(level.entries.begin(), level.entries.end(),
+              [](const Entry &a, const Entry &b) { return a.key > b.key; });
+    levels_.push_back(std::move(level));
+    if (isRoot && !hasNames) {
+        return Found{Found::Kind::kAbsent, path, 0, 0, "the folder is empty"};
+    }
+    return std::nullopt;
+}
+
+bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
+    return std::any_of(levels_.begin(), levels_.end(), [&](const Level &level) {
+        return level.device == device && level.inode == inode;
+    });
+}
+
+void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &level) const {
+    const bool wanted = wanted_(name);
+    if (type == DT_DIR) {
+        level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}});
+        return;
+    }
+    if (type != DT_LNK && type != DT_UNKNOWN && !(type == DT_REG && wanted)) {
+        return;
+    }
+    struct stat info {};
+    if (::fstatat(folder, name, &info, 0) != 0) {
+        const int error = errno;
+        if (type == DT_REG && error == ENOENT) {
+            return;  // deleted since the folder was read
+        }
+        const auto kind = LeadsNowhere(error) ? Found::Kind::kAbsent : Found::Kind::kBlocked;
+        // It may have been a file or a folder. The two stand at different places of the order; one
+        // of them is enough to be told.
+        level.entries.push_back({name, kind, 0, 0, ErrorText(error)});
+        level.entries.push_back(
+            {std::string(name) + "/", Found::Kind::kAbsent, 0, 0, ErrorText(error)});
+    } else if (S_ISDIR(info.st_mode)) {
+        level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}});
+    } else if (S_ISREG(info.st_mode) && wanted) {
+        level.entries.push_back(
+            {name, Found::Kind::kFile, info.st_size, Microseconds(info.st_mtim), {}});
+    }
+}
+
+std::optional<Found> Walk::Take(Entry entry) {
+    const std::string path = levels_.back().path + entry.key;
+    if (!IsUtf8(entry.key)) {
+        return Found{Found::Kind::kRefused, path, 0, 0, "the name is not UTF-8"};
+    }
+    if (path.size() >= PATH_MAX) {
+        return Found{Found::Kind::kRefused, path, 0, 0, "the path is too long"};
+    }
+    if (!entry.kind) {
+        return Enter(path, false);
+    }
+    return Found{*entry.kind, path, entry.size, entry.modified, std::move(entry.reason)};
+}
+
+}  // namespace varnindex

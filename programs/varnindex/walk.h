@@ -1,0 +1,76 @@
+// The walk over the indexed folders.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace varnindex {
+
+// One find of the walk.
+struct Found {
+    enum class Kind {
+        kFile,     // a regular file of a wanted name
+        kBlocked,  // what is at `path` could not be looked at
+        kAbsent,   // a link leads nowhere, or an indexed folder has nothing in it
+        kRefused,  // a name that the library cannot hold
+    };
+
+    Kind kind = Kind::kFile;
+    std::string path;           // with "/" at its end: everything below that folder
+    std::int64_t size = 0;      // bytes
+    std::int64_t modified = 0;  // microseconds since 1970, UTC
+    std::string reason;         // for a person, of all kinds but kFile
+};
+
+// True for a file name, without its folder, that the caller wants to see.
+using NameFilter = bool (*)(std::string_view name);
+
+// Absolute paths without "." and "..", double slashes and a slash at the end, each once, without
+// those that lie below another one, in the order in which the walk takes them. Links stay as they
+// are: the library knows files by the configured path.
+std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders);
+
+// Walks folders depth first. The finds come in the byte order of their paths, over all folders, as
+// long as the folders come from OrderedFolders. Links are followed, but not into a folder that the
+// walk is in already. Names that begin with "." and the folders of recycle bins and extended
+// attributes are passed over; of anything else only regular files and folders are ever opened.
+// Only the entries of the folders on the way down are held in memory, and no descriptor stays open.
+class Walk {
+  public:
+    Walk(std::vector<std::string> folders, NameFilter wanted);
+
+    // The next find; none at the end.
+    std::optional<Found> Next();
+
+  private:
+    struct Entry {
+        std::string key;  // the name, of a folder with "/" behind it: the order of the walk
+        std::optional<Found::Kind> kind;  // none: a folder to go down into
+        std::int64_t size = 0;
+        std::int64_t modified = 0;
+        std::string reason;
+    };
+    struct Level {
+        std::string path;  // with "/" at its end
+        dev_t device;
+        ino_t inode;
+        std::vector<Entry> entries;  // the next one at the back
+    };
+
+    std::optional<Found> EnterRoot(const std::string &path);
+    std::optional<Found> Enter(const std::string &path, bool isRoot);
+    bool IsOnTheWay(dev_t device, ino_t inode) const;
+    void AddEntry(int folder, const char *name, unsigned char type, Level &level) const;
+    std::optional<Found> Take(Entry entry);
+
+    std::vector<std::string> folders_;  // the next one at the back
+    NameFilter wanted_;
+    std::vector<Level> levels_;
+};
+
+}  // namespace varnindex

@@ -1,0 +1,97 @@
+#include "varnindex/names.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <utility>
+#include <vector>
+
+namespace {
+
+using namespace std::string_literals;
+using namespace varnindex;
+
+using Cases = std::vector<std::pair<std::string, std::string>>;
+
+TEST(Names, ForeignBytesBecomeOneCleanLine) {
+    const Cases cases = {
+        {"Déjà vu 夜 \U0001F3B5", "Déjà vu 夜 \U0001F3B5"},
+        {"  two\r\nlines\t", "two  lines"},
+        {"a\0b"s, "a b"},
+        {"\x01\x02", ""},
+        {"\xC2\x85next", "next"},              // a control character of two bytes
+        {"lat\xEFn", "lat\uFFFDn"},            // another encoding
+        {"cut \xE5\xA4", "cut \uFFFD\uFFFD"},  // a character without its end
+        {"\xC0\x80", "\uFFFD\uFFFD"},          // overlong forms
+        {"\xE0\x80\xAF", "\uFFFD\uFFFD\uFFFD"},
+        {"\xED\xA0\x80", "\uFFFD\uFFFD\uFFFD"},            // a surrogate
+        {"\xF4\x90\x80\x80", "\uFFFD\uFFFD\uFFFD\uFFFD"},  // behind the last character
+    };
+    for (const auto &[raw, clean] : cases) {
+        EXPECT_EQ(CleanName(raw), clean);
+        EXPECT_TRUE(IsUtf8(CleanName(raw)));
+        EXPECT_EQ(IsUtf8(raw), clean.find("\uFFFD") == clean.npos);
+    }
+}
+
+TEST(Names, WhatIsTooLongEndsWithAWholeCharacter) {
+    std::string longName;
+    for (int i = 0; i < 300; ++i) {
+        longName += "é";
+    }
+    EXPECT_EQ(CleanName(longName), longName.substr(0, 2 * 255));
+    EXPECT_EQ(CleanName(std::string(254, 'x') + " y"), std::string(254, 'x'));
+    EXPECT_EQ(CleanComment(std::string(4094, 'x') + "é"), std::string(4094, 'x'));
+    EXPECT_EQ(CleanComment(std::string(5000, 'x')).size(), 4095U);
+}
+
+TEST(Names, SortNamesLoseTheirArticle) {
+    const Cases cases = {{"The Wall", "Wall"},   {"tHE  Wall", "Wall"},
+                         {"A Day", "Day"},       {"an Hour", "Hour"},
+                         {"The", "The"},         {"A", "A"},
+                         {"Theatre", "Theatre"}, {"A-ha", "A-ha"},
+                         {"The The", "The"},     {"", ""},
+                         {"Ang Lee", "Ang Lee"}};
+    for (const auto &[name, sorted] : cases) {
+        EXPECT_EQ(SortName(name), sorted);
+    }
+}
+
+TEST(Names, GenresAreSplitAndUnique) {
+    using List = std::vector<std::string>;
+    EXPECT_EQ(CleanGenres({"Rock; Jazz;;", "Rock", " R&B/Soul ", ";", ""}),
+              (List{"Rock", "Jazz", "R&B/Soul"}));
+    // Genres that differ only behind the bound are the same row of the library.
+    const std::string longName(300, 'g');
+    EXPECT_EQ(CleanGenres({longName + "1", longName + "2"}).size(), 1U);
+    List many;
+    for (int i = 0; i < 1000; ++i) {
+        many.push_back("genre " + std::to_string(i));
+    }
+    EXPECT_EQ(CleanGenres(many).size(), 64U);
+    EXPECT_EQ(JoinGenres({"Rock", "Jazz"}), "Rock, Jazz");
+    EXPECT_LE(JoinGenres(CleanGenres(many)).size(), 255U);
+}
+
+TEST(Names, NumbersAreReadFromTheirDigitsOnly) {
+    const std::vector<std::pair<std::string, int>> cases = {
+        {"3/12", 3}, {" 07", 7},  {"2003-05-01", 2003},     {"", 0},
+        {"-4", 0},   {"four", 0}, {"99999999999999999", 0}, {"2147483647", 2147483647}};
+    for (const auto &[text, number] : cases) {
+        EXPECT_EQ(LeadingNumber(text), number) << text;
+    }
+}
+
+TEST(Names, Utf16WithBrokenPairsIsStillText) {
+    EXPECT_EQ(Utf8FromUtf16(L"a\u00e9\u591c"), "aé夜");
+    const std::wstring pair = {0xD83C, 0xDFB5};
+    EXPECT_EQ(Utf8FromUtf16(pair), "\U0001F3B5");
+    const std::wstring broken = {0xD83C, L'x', 0xDFB5, 0xD83C};
+    EXPECT_EQ(Utf8FromUtf16(broken), "\uFFFDx\uFFFD\uFFFD");
+}
+
+TEST(Names, PathsOfWarningsArePrintable) {
+    EXPECT_EQ(Printable("/m/夜\xFF\n\xC2\x9B[1m"), "/m/夜\\xFF\\x0A\\xC2\\x9B[1m");
+}
+
+}  // namespace

@@ -1,0 +1,144 @@
+#include "varnindex/walk.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace varnindex;
+using Kind = Found::Kind;
+using Names = std::vector<std::string>;
+
+bool IsMp3(std::string_view name) {
+    return name.ends_with(".mp3");
+}
+
+class WalkTest : public tonvale_test::SystemTest {
+  protected:
+    // Makes files below the scratch folder, with their folders.
+    static void Make(const Names &files) {
+        for (const std::string &file : files) {
+            const fs::path path = scratch() / file;
+            fs::create_directories(path.parent_path());
+            std::ofstream(path) << file;
+        }
+    }
+
+    // The finds of one kind, or of all but the files, as paths below the scratch folder.
+    static Names Finds(const Names &folders, Kind kind) {
+        Names roots;
+        for (const std::string &folder : folders) {
+            roots.push_back((scratch() / folder).string());
+        }
+        Walk walk(OrderedFolders(roots), IsMp3);
+        Names names;
+        while (const auto found = walk.Next()) {
+            if (found->kind == kind) {
+                names.push_back(found->path.substr(scratch().string().size() + 1));
+            }
+        }
+        return names;
+    }
+};
+
+TEST_F(WalkTest, PathsComeInByteOrder) {
+    // Neighbours of "/" in the order of bytes are what a walk by names gets wrong.
+    const Names files = {"m/a b/x.mp3",  "m/a!.mp3",  "m/a-b/x.mp3", "m/a.mp3",   "m/a/x.mp3",
+                         "m/a/x/y.mp3",  "m/a0.mp3",  "m/é.mp3",     "m/Z/1.mp3", "m/b\\c.mp3",
+                         "m/a.mp3x.mp3", "m-2/1.mp3", "m.d/1.mp3"};
+    Make(files);
+    Names expected = files;
+    std::sort(expected.begin(), expected.end());
+    EXPECT_EQ(Finds({"m", "m.d", "m-2"}, Kind::kFile), expected);
+}
+
+TEST_F(WalkTest, FoldersOfAListAreTakenOnce) {
+    EXPECT_EQ(OrderedFolders({"/m/b/", "/m//a/../b/c", "/m/b", "/m-2", "/m/bc"}),
+              (Names{"/m-2", "/m/b", "/m/bc"}));
+    EXPECT_EQ(OrderedFolders({"/m", "/"}), (Names{"/"}));
+    EXPECT_EQ(OrderedFolders({"x"}), (Names{(fs::current_path() / "x").string()}));
+}
+
+TEST_F(WalkTest, FilesCarryTheirSizeAndTime) {
+    Make({"m/a.mp3"});
+    const timespec times[2] = {{0, 0}, {-2, 1'234'567}};
+    ASSERT_EQ(utimensat(AT_FDCWD, (scratch() / "m/a.mp3").c_str(), times, 0), 0);
+    Walk walk({(scratch() / "m").string()}, IsMp3);
+    const auto found = walk.Next();
+    ASSERT_TRUE(found);
+    EXPECT_EQ(found->size, 7);
+    EXPECT_EQ(found->modified, -2'000'000 + 1234);
+    EXPECT_FALSE(walk.Next());
+}
+
+TEST_F(WalkTest, LinksAreFollowedButNotInCircles) {
+    Make({"m/a/1.mp3", "other/2.mp3"});
+    fs::create_symlink("..", scratch() / "m/a/up");
+    fs::create_symlink(scratch() / "m", scratch() / "m/self");
+    fs::create_symlink("../other", scratch() / "m/out");
+    fs::create_symlink("a/1.mp3", scratch() / "m/one.mp3");
+    fs::create_symlink(scratch() / "m", scratch() / "other/back");
+    EXPECT_EQ(Finds({"m"}, Kind::kFile), (Names{"m/a/1.mp3", "m/one.mp3", "m/out/2.mp3"}));
+    EXPECT_EQ(Finds({"m"}, Kind::kBlocked), Names{});
+}
+
+TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {
+    Make({"m/ok.mp3", "m/.hidden.mp3", "m/.git/1.mp3", "m/@eaDir/1.mp3", "m/#recycle/1.mp3",
+          "m/notes.txt", "m/folder.mp3/notes.txt"});
+    ASSERT_EQ(mkfifo((scratch() / "m/pipe.mp3").c_str(), 0600), 0);
+    fs::create_symlink("/dev/zero", scratch() / "m/zero.mp3");
+    fs::create_symlink("pipe.mp3", scratch() / "m/to-pipe.mp3");
+    sockaddr_un address{AF_UNIX, {}};
+    const std::string path = (scratch() / "m/socket.mp3").string();
+    ASSERT_LT(path.size(), sizeof address.sun_path);
+    path.copy(address.sun_path, path.size());
+    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    close(fd);
+    EXPECT_EQ(Finds({"m"}, Kind::kFile), Names{"m/ok.mp3"});
+}
+
+TEST_F(WalkTest, WhatCannotBeSeenIsTold) {
+    Make({"plain-file", "deep/1.mp3", "hidden-only/.x.mp3"});
+    fs::create_directory(scratch() / "empty");
+    fs::create_symlink("nowhere.mp3", scratch() / "deep/lost.mp3");
+    fs::create_symlink("loop", scratch() / "deep/loop");
+    EXPECT_EQ(Finds({"missing", "plain-file"}, Kind::kBlocked), (Names{"missing/", "plain-file/"}));
+    EXPECT_EQ(Finds({"empty", "hidden-only"}, Kind::kAbsent), (Names{"empty/", "hidden-only/"}));
+    EXPECT_EQ(Finds({"deep"}, Kind::kAbsent),
+              (Names{"deep/loop", "deep/loop/", "deep/lost.mp3", "deep/lost.mp3/"}));
+    EXPECT_EQ(Finds({"deep"}, Kind::kFile), Names{"deep/1.mp3"});
+}
+
+TEST_F(WalkTest, AFolderWithoutPermissionIsBlockedAndTheRestIsWalked) {
+    Make({"m/a/1.mp3", "m/b/2.mp3", "m/c/3.mp3"});
+    fs::permissions(scratch() / "m/b", fs::perms::none);
+    // Permissions stop everybody but root.
+    const bool switched = IsRoot() && seteuid(kAlice) == 0;
+    EXPECT_EQ(Finds({"m"}, Kind::kBlocked), Names{"m/b/"});
+    EXPECT_EQ(Finds({"m"}, Kind::kFile), (Names{"m/a/1.mp3", "m/c/3.mp3"}));
+    EXPECT_TRUE(!switched || seteuid(0) == 0);
+    fs::permissions(scratch() / "m/b", fs::perms::owner_all);
+}
+
+TEST_F(WalkTest, NamesThatTheLibraryCannotHoldAreRefused) {
+    Make({"m/bad\xFF.mp3", "m/bad\xFF/1.mp3", "m/good.mp3"});
+    EXPECT_EQ(Finds({"m"}, Kind::kRefused), (Names{"m/bad\xFF.mp3", "m/bad\xFF/"}));
+    EXPECT_EQ(Finds({"m"}, Kind::kFile), Names{"m/good.mp3"});
+    EXPECT_EQ(Finds({"m/bad\xFF"}, Kind::kBlocked), Names{"m/bad\xFF/"});
+}
+
+}  // namespace
