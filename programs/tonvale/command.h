@@ -1,0 +1,25 @@
+// What a verb of the command line is to the rest of the program.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <functional>
+
+namespace tonvale_cli {
+
+// Exit statuses.
+inline constexpr int kDone = 0;
+inline constexpr int kFailed = 1;  // it could not do its work
+inline constexpr int kUsage = 2;   // it was asked for something that does not exist
+
+// What to do once the whole command line is read; the result is the exit status.
+using Action = std::function<int()>;
+
+// Each adds its verb, which sets the action when it is chosen.
+void AddInit(CLI::App &app, Action &action);
+void AddIndex(CLI::App &app, Action &action);
+void AddSongs(CLI::App &app, Action &action);
+void AddStart(CLI::App &app, Action &action);
+void AddStop(CLI::App &app, Action &action);
+
+}  // namespace tonvale_cli

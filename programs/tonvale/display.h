@@ -1,0 +1,43 @@
+// Text for a terminal: what it may hold, and how wide it is there.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tonvale_cli {
+
+// Valid UTF-8 in place of any bytes: U+FFFD stands for every byte that belongs to no character.
+std::string ValidUtf8(std::string_view text);
+
+// Text that a terminal only shows: U+FFFD also stands for control characters, line breaks included,
+// and for those that turn the direction of writing.
+std::string Printable(std::string_view text);
+
+// A table of texts, aligned by their width on a terminal.
+class Table {
+  public:
+    struct Column {
+        std::string head;
+        bool right = false;     // numbers stand on the right
+        bool flexible = false;  // may be cut where the table is too wide
+    };
+    explicit Table(std::vector<Column> columns);
+
+    // The cells of a row, made printable.
+    void AddRow(std::vector<std::string> cells);
+
+    // The table with its heads, cut to `width` columns; 0 cuts nothing.
+    std::string Text(int width) const;
+
+  private:
+    std::vector<int> Widths(int width) const;
+
+    std::vector<Column> columns_;
+    std::vector<std::vector<std::string>> rows_;
+};
+
+// The width of the terminal that the standard output is, or 0 when it is none.
+int TerminalWidth();
+
+}  // namespace tonvale_cli

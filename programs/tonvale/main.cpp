@@ -1,0 +1,85 @@
+// tonvale: prepares a place to run in, indexes it, and shows what its library answers.
+#include <syslog.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <optional>
+#include <string>
+
+#include "tonvale/command.h"
+#include "tonvale/database.h"
+
+namespace {
+
+using namespace tonvale_cli;
+
+// Must come before anything asks for a system path. The root is named by its true path whatever the
+// caller called it, because it goes into the accounts, links and settings below it.
+bool SetRoot(const std::string &root) {
+    std::error_code error;
+    const std::filesystem::path full =
+        std::filesystem::weakly_canonical(std::filesystem::absolute(root, error), error);
+    if (root.empty() || error) {
+        Complain("the root '" + root + "' cannot be a folder's name");
+        return false;
+    }
+    setenv("TONVALE_ROOT", full.c_str(), 1);
+    return true;
+}
+
+// A reader that went away ends the program quietly; any other failure to write is told.
+int FlushOutput(int status) {
+    if (std::fflush(stdout) == 0 && !std::ferror(stdout)) {
+        return status;
+    }
+    if (errno != EPIPE) {
+        Complain(std::string("cannot write the output: ") + std::strerror(errno));
+    }
+    return kFailed;
+}
+
+int Run(int argc, char **argv) {
+    CLI::App app("Tonvale: an audio server's library", "tonvale");
+    std::optional<std::string> root;
+    Action action;
+    app.set_version_flag("--version", "tonvale " TONVALE_VERSION);
+    app.add_option("--root", root, "The system to work on, a folder (else TONVALE_ROOT)")
+        ->type_name("DIR");
+    app.require_subcommand(0, 1);
+    app.fallthrough();
+    for (const auto add : {AddInit, AddIndex, AddSongs, AddStart, AddStop}) {
+        add(app, action);
+    }
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? FlushOutput(kDone) : kUsage;
+    }
+    if (!action) {
+        Complain(
+            "name what to do: init, index, songs, start or stop ('tonvale --help' tells more)");
+        return kUsage;
+    }
+    const char *fromEnvironment = secure_getenv("TONVALE_ROOT");
+    if (!root && fromEnvironment != nullptr && *fromEnvironment != '\0') {
+        root = fromEnvironment;
+    }
+    if (root && !SetRoot(*root)) {
+        return kUsage;
+    }
+    return FlushOutput(action());
+}
+
+}  // namespace
+
+int main(int argc, char **argv) {
+    openlog("tonvale", LOG_PERROR, LOG_USER);
+    try {
+        return Run(argc, argv);
+    } catch (const std::exception &error) {
+        Complain(error.what());
+        return kFailed;
+    }
+}

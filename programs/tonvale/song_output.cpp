@@ -1,0 +1,99 @@
+#include "tonvale/song_output.h"
+
+#include <json/json.h>
+
+#include <cinttypes>
+#include <cmath>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+
+#include "tonvale/display.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+// Zero stands for a number that is not known.
+std::string NumberText(int64_t number) {
+    return number > 0 ? std::to_string(number) : "";
+}
+
+std::string LengthText(float seconds) {
+    if (!(seconds > 0)) {
+        return "";
+    }
+    const long whole = std::lround(seconds);
+    char text[32];
+    std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
+    return text;
+}
+
+Json::Value JsonOf(const VARN_MEDIA_INFO &song) {
+    Json::Value json(Json::objectValue);
+    const std::pair<const char *, const char *> texts[] = {
+        {"title", song.title},         {"artist", song.artist},
+        {"album", song.album},         {"album_artist", song.album_artist},
+        {"composer", song.composer},   {"genre", song.genre},
+        {"container", song.container}, {"codec", song.codec},
+        {"path", song.path},           {"comment", song.comment}};
+    for (const auto &[name, text] : texts) {
+        json[name] = ValidUtf8(text);
+    }
+    json["id"] = song.id;
+    json["year"] = song.year;
+    json["track"] = song.track;
+    json["disc"] = song.disc;
+    json["duration"] = song.duration;
+    json["bitrate"] = song.bitrate;
+    json["frequency"] = song.frequency;
+    json["channel"] = song.channel;
+    json["filesize"] = song.filesize;
+    return json;
+}
+
+std::unique_ptr<Json::StreamWriter> JsonWriter() {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    builder["precision"] = 7;  // what the length's 32-bit number holds
+    return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
+}
+
+}  // namespace
+
+void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
+    Table table({{"ID", true, false},
+                 {"TITLE", false, true},
+                 {"ARTIST", false, true},
+                 {"ALBUM", false, true},
+                 {"YEAR", true, false},
+                 {"LENGTH", true, false}});
+    const auto song = std::make_unique<VARN_MEDIA_INFO>();
+    int64_t shown = 0;
+    for (; MediaInfoDBGet(rows, song.get()) == 0; ++shown) {
+        table.AddRow({std::to_string(song->id), song->title, song->artist, song->album,
+                      NumberText(song->year), LengthText(song->duration)});
+    }
+    const char *noun = total == 1 ? "track" : "tracks";
+    if (shown == 0) {
+        std::printf("0 of %" PRId64 " %s\n", total, noun);
+        return;
+    }
+    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    std::printf("%" PRId64 "-%" PRId64 " of %" PRId64 " %s\n", int64_t{offset} + 1, offset + shown,
+                total, noun);
+}
+
+void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
+    const std::unique_ptr<Json::StreamWriter> writer = JsonWriter();
+    const auto song = std::make_unique<VARN_MEDIA_INFO>();
+    std::cout << "{\"offset\":" << offset << ",\"songs\":[";
+    for (bool first = true; MediaInfoDBGet(rows, song.get()) == 0; first = false) {
+        std::cout << (first ? "" : ",");
+        writer->write(JsonOf(*song), &std::cout);
+    }
+    std::cout << "],\"total\":" << total << "}\n";
+}
+
+}  // namespace tonvale_cli

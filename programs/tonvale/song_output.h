@@ -1,0 +1,18 @@
+// A page of songs on the standard output.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "varn/mediaindex.h"
+
+namespace tonvale_cli {
+
+// Reads the rows of a query to its end and prints a table of them, and a line that tells which of
+// the `total` they are.
+void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
+
+// The same as one JSON object: "offset", "songs" and "total". A song is written as it is read.
+void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
+
+}  // namespace tonvale_cli

@@ -1,0 +1,24 @@
+#include "tonvale/command.h"
+#include "tonvale/database.h"
+
+namespace tonvale_cli {
+
+void AddStop(CLI::App &app, Action &action) {
+    CLI::App *verb = app.add_subcommand("stop", "Stop the root's own database");
+    verb->callback([&action] {
+        action = [] {
+            if (!varn::host::HasCluster()) {
+                Complain("there is no database of its own to stop; name its root with --root DIR");
+                return kFailed;
+            }
+            if (auto done = varn::host::StopCluster(); !done) {
+                Complain(done.Message());
+                return kFailed;
+            }
+            std::puts("The database is stopped.");
+            return kDone;
+        };
+    });
+}
+
+}  // namespace tonvale_cli

@@ -1,0 +1,274 @@
+#include <json/json.h>
+#include <unistd.h>
+
+#include <clocale>
+#include <cwchar>
+#include <memory>
+#include <sstream>
+
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "varn/host.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class CommandLineTest : public DatabaseTest {
+  protected:
+    static TrackRow Track(int id, const std::string &title) {
+        TrackRow row;
+        row.id = id;
+        row.path = "/music/" + std::to_string(id);
+        row.title = title;
+        return row;
+    }
+    static void Store(const TrackRow &row) { Query(InsertSql(row)); }
+
+    // Runs "songs" with --json and returns the object that it prints.
+    static Json::Value Songs(std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), "songs");
+        arguments.emplace_back("--json");
+        const Finished songs = Tonvale(arguments);
+        EXPECT_EQ(songs.status, 0) << songs.err;
+        Json::CharReaderBuilder strict;
+        Json::CharReaderBuilder::strictMode(&strict.settings_);
+        const std::unique_ptr<Json::CharReader> reader(strict.newCharReader());
+        Json::Value root;
+        std::string error;
+        const char *text = songs.out.data();
+        EXPECT_TRUE(reader->parse(text, text + songs.out.size(), &root, &error))
+            << error << songs.out;
+        EXPECT_TRUE(songs.out.ends_with("}\n")) << songs.out;
+        return root;
+    }
+
+    // The ids of the songs, in their order.
+    static std::vector<int> Ids(const std::vector<std::string> &arguments) {
+        const Json::Value page = Songs(arguments);
+        std::vector<int> ids;
+        for (const Json::Value &song : page["songs"]) {
+            ids.push_back(song["id"].asInt());
+        }
+        return ids;
+    }
+};
+
+TEST_F(CommandLineTest, AnswersAndRefuses) {
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        const char *message;  // on the standard output after success, else on the error
+    } kCases[] = {
+        {{"--help"}, 0, "songs"},
+        {{"songs", "--help"}, 0, "--sort-direction"},
+        {{"--version"}, 0, "tonvale 0."},
+        {{}, 2, "init, index, songs, start or stop"},
+        {{"sing"}, 2, "sing"},
+        {{"songs", "--library", "mine"}, 2, "virtual_shared"},
+        {{"songs", "--user", "nobody"}, 2, "admin, guest, Tonvale, alice, bob"},
+        {{"songs", "--sort-by", "title_sort"}, 2, "album_artist"},
+        {{"songs", "--sort-direction", "up"}, 2, "desc"},
+        {{"songs", "--limit", "-1"}, 2, "from 0 to 2147483647"},
+        {{"songs", "--limit", "0x10"}, 2, "from 0 to 2147483647"},
+        {{"songs", "--limit", ""}, 2, "from 0 to 2147483647"},
+        {{"songs", "--offset", "2147483648"}, 2, "from 0 to 2147483647"},
+        {{"songs", "--title", "caf\xE9"}, 2, "UTF-8"},
+        {{"songs", "--sort-by", "random", "--artist", "A"}, 2, "no filter"},
+        {{"songs", "--sort-by", "random", "--limit", "0"}, 2, "1 or more"},
+        {{"songs", "--root", ""}, 2, "root"},
+        {{"songs", "--root", "/nonexistent"}, 1, "run 'tonvale init --root /nonexistent'"},
+        {{"stop", "--root", "/nonexistent"}, 1, "no database of its own"},
+        {{"init", "--database", "external"}, 1, "has a database of its own already"},
+        {{"init", "--music", "/nonexistent"}, 1, "/nonexistent"},
+    };
+    for (const auto &[arguments, status, message] : kCases) {
+        const Finished run = Tonvale(arguments);
+        EXPECT_EQ(run.status, status) << message << "\n" << run.err;
+        EXPECT_TRUE(Contains(status == 0 ? run.out : run.err, message)) << run.out << run.err;
+        EXPECT_TRUE(status == 0 || run.out.empty()) << run.out;
+    }
+}
+
+TEST_F(CommandLineTest, FiltersMatchHostileTextAndNothingElse) {
+    const std::vector<std::string> kTexts = {
+        "O'Brien",   "100%",           "a_b",           "a\\b", "'; DROP TABLE track; --",
+        "@VARN:VAR", "Ænima ’n’ 静か", "genre \"x\" %s"};
+    const std::vector<std::string> kDecoys = {"OBrien", "100x", "axb", "ab", "ß", "", "\\"};
+    std::string all;
+    int id = 0;
+    for (const auto *texts : {&kTexts, &kDecoys}) {
+        for (const std::string &text : *texts) {
+            ++id;
+            TrackRow row = Track(id, text);
+            row.album = row.artist = row.album_artist = row.composer = text;
+            row.genres = {text, "Other"};
+            all += InsertSql(row);
+        }
+    }
+    Query(all);
+    for (const char *filter :
+         {"--title", "--artist", "--album", "--album-artist", "--composer", "--genre"}) {
+        for (std::size_t i = 0; i < kTexts.size(); ++i) {
+            const Json::Value page = Songs({filter, kTexts[i]});
+            ASSERT_EQ(page["songs"].size(), 1u) << filter << " " << kTexts[i];
+            EXPECT_EQ(page["songs"][0]["id"].asInt(), static_cast<int>(i) + 1);
+            EXPECT_EQ(page["songs"][0]["title"].asString(), kTexts[i]);
+            EXPECT_EQ(page["total"].asInt(), 1);
+        }
+    }
+    EXPECT_EQ(Ids({"--artist", "o'bRIEN", "--title", "'br", "--genre", "Other"}),
+              std::vector<int>{1});
+    EXPECT_EQ(Ids({"--artist", "O'Brien", "--title", "100"}), std::vector<int>());
+    EXPECT_EQ(Songs({"--genre", "Other"})["total"].asInt(), id);
+}
+
+TEST_F(CommandLineTest, SortsInBothDirections) {
+    const struct {
+        const char *title;
+        const char *album;
+        const char *artist;
+        const char *path;
+        int year;
+        int track;
+    } kRows[] = {{"éa", "X", "Z", "/b", 2001, 2},
+                 {"Eb", "y", "a", "/a", 1999, 3},
+                 {"f", "W", "M", "/c", 2010, 1}};
+    for (int id = 0; const auto &[title, album, artist, path, year, track] : kRows) {
+        TrackRow row = Track(++id, title);
+        row.album = album;
+        row.artist = artist;
+        row.path = path;
+        row.year = year;
+        row.track = track;
+        Store(row);
+    }
+    const struct {
+        const char *sortBy;
+        std::vector<int> ids;
+    } kCases[] = {{"title", {1, 2, 3}}, {"artist", {2, 3, 1}}, {"album", {3, 1, 2}},
+                  {"year", {2, 1, 3}},  {"track", {3, 1, 2}},  {"path", {2, 1, 3}}};
+    for (auto [sortBy, ids] : kCases) {
+        EXPECT_EQ(Ids({"--sort-by", sortBy}), ids) << sortBy;
+        std::reverse(ids.begin(), ids.end());
+        EXPECT_EQ(Ids({"--sort-by", sortBy, "--sort-direction", "desc"}), ids) << sortBy;
+    }
+    for (const char *sortBy :
+         {"album_artist", "composer", "genre", "disc", "duration", "bitrate", "date", "random"}) {
+        EXPECT_EQ(Ids({"--sort-by", sortBy, "--limit", "2"}).size(), 2u) << sortBy;
+    }
+}
+
+TEST_F(CommandLineTest, ShowsEachUserHisLibrary) {
+    Store(Track(1, "shared"));
+    TrackRow hers = Track(2, "hers");
+    hers.userid = kAlice;
+    Store(hers);
+    using Ints = std::vector<int>;
+    EXPECT_EQ(Ids({"--user", "alice"}), (Ints{2, 1}));
+    EXPECT_EQ(Ids({"--user", "alice", "--library", "personal"}), Ints{2});
+    EXPECT_EQ(Ids({"--user", "alice", "--library", "shared"}), Ints{1});
+    EXPECT_EQ(Ids({"--user", "bob"}), Ints{1});
+    EXPECT_EQ(Songs({"--user", "bob", "--library", "personal"})["total"].asInt(), 0);
+
+    // With personal libraries switched off, page and total agree on the shared one.
+    WriteFile(varn::path::kPackageConf, "enable_personal_library=\"no\"\n");
+    const Json::Value page = Songs({"--user", "alice"});
+    EXPECT_EQ(page["songs"].size(), 1u);
+    EXPECT_EQ(page["total"].asInt(), 1);
+    const Finished personal = Tonvale({"songs", "--user", "alice", "--library", "actual_personal"});
+    EXPECT_EQ(personal.status, 2);
+    EXPECT_TRUE(Contains(personal.err, "actual_shared")) << personal.err;
+}
+
+TEST_F(CommandLineTest, PagesThroughTheLibrary) {
+    std::string all;
+    for (int id = 1; id <= 5; ++id) {
+        all += InsertSql(Track(id, "t" + std::to_string(id)));
+    }
+    Query(all);
+    EXPECT_EQ(Ids({"--offset", "1", "--limit", "02"}), (std::vector<int>{2, 3}));
+    EXPECT_EQ(Ids({"--offset", "3", "--limit", "0"}), (std::vector<int>{4, 5}));
+    const Json::Value past = Songs({"--offset", "2147483647"});
+    EXPECT_TRUE(past["songs"].isArray());
+    EXPECT_EQ(past["songs"].size(), 0u);
+    EXPECT_EQ(past["offset"].asInt(), 2147483647);
+    EXPECT_EQ(past["total"].asInt(), 5);
+    EXPECT_TRUE(
+        Tonvale({"songs", "--offset", "1", "--limit", "2"}).out.ends_with("\n2-3 of 5 tracks\n"));
+    EXPECT_EQ(Tonvale({"songs", "--offset", "5"}).out, "0 of 5 tracks\n");
+}
+
+TEST_F(CommandLineTest, TableStaysAlignedAndHarmless) {
+    constexpr char kWild[] = "\x1B[2J\r\n\t\xE2\x80\xAE";
+    // The third has a combining accent, the last would clear a screen and turn what follows.
+    for (int id = 0; const char *title : {"plain", "静かな夜", "e\xCC\x81", kWild}) {
+        TrackRow row = Track(++id, title);
+        row.artist = "Artist";
+        Store(row);
+    }
+    const Finished songs = Tonvale({"songs"});
+    ASSERT_EQ(songs.status, 0) << songs.err;
+    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
+    std::istringstream lines(songs.out);
+    int rows = 0;
+    std::string head;
+    std::getline(lines, head);
+    for (std::string line; std::getline(lines, line) && !Contains(line, " of ");) {
+        ++rows;
+        const std::size_t at = line.find("Artist");
+        ASSERT_NE(at, std::string::npos) << line;
+        wchar_t wide[256];
+        const std::size_t length = std::mbstowcs(wide, line.substr(0, at).c_str(), 256);
+        EXPECT_EQ(wcswidth(wide, length), static_cast<int>(head.find("ARTIST"))) << line;
+    }
+    EXPECT_EQ(rows, 4);
+    EXPECT_EQ(songs.out.find_first_of("\x1B\r\t"), std::string::npos);
+    EXPECT_FALSE(Contains(songs.out, "\xE2\x80\xAE"));
+    // JSON keeps them.
+    EXPECT_EQ(Songs({"--title", "[2J"})["songs"][0]["title"].asString(), kWild);
+}
+
+TEST_F(CommandLineTest, StartsADatabaseThatIsStopped) {
+    Store(Track(1, "t"));
+    ASSERT_EQ(Tonvale({"stop"}).status, 0);
+    const Finished first = Tonvale({"songs"});
+    EXPECT_EQ(first.status, 0) << first.err;
+    EXPECT_TRUE(Contains(first.err, "'tonvale stop --root " + root().string() + "' stops it"))
+        << first.err;
+    EXPECT_TRUE(first.out.ends_with("1-1 of 1 track\n")) << first.out;
+    const Finished second = Tonvale({"songs"});
+    EXPECT_EQ(second.err, "");
+    EXPECT_EQ(second.out, first.out);
+    EXPECT_EQ(Tonvale({"start"}).status, 0);
+}
+
+TEST_F(CommandLineTest, TellsWhenItsOutputIsLost) {
+    Store(Track(1, "t"));
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"songs"}, {"songs", "--json"}, {"--help"}}) {
+        const Finished full = Command(arguments, "/dev/full").Wait();
+        EXPECT_EQ(full.status, 1);
+        EXPECT_TRUE(Contains(full.err, "No space left on device")) << full.err;
+    }
+}
+
+TEST_F(CommandLineTest, IndexBecomesTheIndexer) {
+    const fs::path music = scratch() / "music";
+    fs::create_directory(music);
+    ASSERT_EQ(Tonvale({"init", "--music", music}).status, 0);
+    const Finished index = Tonvale({"index"});
+    EXPECT_EQ(index.status, 0) << index.err;
+    EXPECT_NE(Tonvale({"index", scratch() / "missing"}).status, 0);
+    fs::remove(At(varn::path::kIndexer));
+    const Finished missing = Tonvale({"index"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(Contains(missing.err, "cannot run the indexer")) << missing.err;
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

@@ -1,0 +1,358 @@
+#include "varn/host.h"
+
+#include <signal.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "varn/account.h"
+#include "varn/keyfile.h"
+#include "varn/process.h"
+#include "varn/share.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+namespace host = varn::host;
+
+class RootTest : public SystemTest {
+  protected:
+    static std::string ShareOf(const fs::path &path) {
+        char name[256];
+        char share[4096];
+        VARNShareNamePathGet(path.c_str(), name, sizeof name, share, sizeof share);
+        return path == share ? name : "";
+    }
+};
+
+TEST_F(RootTest, PreparingAgainKeepsWhatWasEdited) {
+    const std::string passwd = ReadFile(At(varn::path::kPasswd)) + "# by hand\n";
+    WriteFile(varn::path::kPasswd, passwd);
+    for (const std::string_view file :
+         {varn::path::kGroup, varn::path::kVersion, varn::path::kPackageConf,
+          varn::path::kPackageDefaultConf, varn::path::kUsersFile, varn::path::kIndexFolders}) {
+        WriteFile(file, "buildnumber=\"7\"\n");
+    }
+    fs::remove(At(varn::path::kHomes));
+    fs::create_symlink("/elsewhere", At(varn::path::kHomes));
+
+    ASSERT_TRUE(host::PrepareRoot(TONVALE_PROGRAM_DIR));
+    EXPECT_EQ(ReadFile(At(varn::path::kPasswd)), passwd);
+    for (const std::string_view file :
+         {varn::path::kGroup, varn::path::kVersion, varn::path::kPackageConf,
+          varn::path::kPackageDefaultConf, varn::path::kUsersFile, varn::path::kIndexFolders}) {
+        EXPECT_EQ(ReadFile(At(file)), "buildnumber=\"7\"\n") << file;
+    }
+    EXPECT_EQ(fs::read_symlink(At(varn::path::kHomes)), "/elsewhere");
+}
+
+TEST_F(RootTest, PreparingCompletesWhatIsMissingOrBelongsToTheWrongAccount) {
+    fs::remove_all(At(varn::path::kPreferences));
+    fs::remove_all(At("/etc.defaults"));
+    fs::remove(At(varn::path::kHomes));
+    fs::remove(At(varn::path::kIndexer));
+    fs::create_symlink("/nowhere/varnindex", At(varn::path::kIndexer));
+    if (IsRoot()) {
+        ASSERT_EQ(chown(At(varn::path::kDatabaseSocketDir).c_str(), 0, 0), 0);
+    }
+    const mode_t mask = umask(0077);
+    const host::Outcome done = host::PrepareRoot(TONVALE_PROGRAM_DIR);
+    umask(mask);
+    ASSERT_TRUE(done) << done.Message();
+
+    char number[32];
+    EXPECT_GT(VLIBCFileGetKeyValue(At(varn::path::kVersion).c_str(), "buildnumber", number,
+                                   sizeof number),
+              0);
+    EXPECT_GT(std::stoi(number), 5515);
+    EXPECT_TRUE(IsPersonalLibEnabled("admin"));
+    EXPECT_TRUE(IsPersonalLibraryPath((root() / "volume1/homes/admin/music/a.mp3").c_str()));
+    EXPECT_EQ(fs::read_symlink(At(varn::path::kIndexer)), TONVALE_PROGRAM_DIR "/varnindex");
+    const uid_t package = GetUserIdFromName("Tonvale");
+    for (const std::string_view folder : {varn::path::kPreferences, varn::path::kDatabaseSocketDir,
+                                          std::string_view("/var/log/Tonvale")}) {
+        struct stat info {};
+        ASSERT_EQ(stat(At(folder).c_str(), &info), 0) << folder;
+        EXPECT_EQ(info.st_uid, package) << folder;
+        EXPECT_EQ(info.st_mode & 0777, 0755u) << folder;
+    }
+}
+
+TEST_F(RootTest, RefusesAccountsThatItCannotRunAs) {
+    WriteFile(varn::path::kPasswd, "root:x:0:0::/root:/bin/sh\n");
+    const host::Outcome done = host::PrepareRoot(TONVALE_PROGRAM_DIR);
+    ASSERT_FALSE(done);
+    EXPECT_TRUE(Contains(done.Message(), "no account Tonvale")) << done.Message();
+}
+
+TEST_F(RootTest, NamesSharesAfterTheirFolders) {
+    const struct {
+        const char *folder;
+        const char *share;
+    } kCases[] = {{"one/Music", "Music"},   {"two/Music", "Music-2"}, {"home", "home-2"},
+                  {"homes", "homes-2"},     {"a=b", "a_b"},           {"say \"hi\"", "say _hi_"},
+                  {"#hidden ", "_hidden_"}, {"Größe", "Größe"}};
+    std::vector<std::string> folders;
+    for (const auto &[folder, share] : kCases) {
+        fs::create_directories(scratch() / folder);
+        folders.push_back(scratch() / folder);
+    }
+    const host::Outcome done = host::AddMusicFolders(folders);
+    ASSERT_TRUE(done) << done.Message();
+    for (const auto &[folder, share] : kCases) {
+        EXPECT_EQ(ShareOf(scratch() / folder), share);
+    }
+    EXPECT_EQ(host::IndexedFolders(), folders);
+}
+
+TEST_F(RootTest, AddsAFolderOnce) {
+    const fs::path music = scratch() / "music";
+    fs::create_directories(music / "below");
+    fs::create_directory_symlink(music, scratch() / "alias");
+    WriteFile(varn::path::kIndexFolders, "# mine\n\n/somewhere/else/");  // no line break at its end
+    ASSERT_TRUE(host::AddMusicFolders({music, music.string() + "/", scratch() / "alias"}));
+    ASSERT_TRUE(host::AddMusicFolders({music / "below/.."}));
+    EXPECT_EQ(host::IndexedFolders(), (std::vector<std::string>{"/somewhere/else", music}));
+    EXPECT_EQ(ReadFile(At(varn::path::kIndexFolders)).find("# mine\n"), 0u);
+    EXPECT_EQ(ShareOf(music), "music");
+}
+
+TEST_F(RootTest, OneBadFolderRegistersNone) {
+    fs::create_directory(scratch() / "good");
+    std::ofstream(scratch() / "file") << "no folder";
+    fs::create_directory(scratch() / "line\nbreak");
+    std::vector<std::string> bad = {scratch() / "missing", scratch() / "file",
+                                    scratch() / "line\nbreak", "/"};
+    if (!IsRoot()) {
+        fs::create_directory(scratch() / "closed");
+        fs::permissions(scratch() / "closed", fs::perms::none);
+        bad.push_back(scratch() / "closed");
+    }
+    for (const std::string &folder : bad) {
+        const host::Outcome done = host::AddMusicFolders({scratch() / "good", folder});
+        ASSERT_FALSE(done) << folder;
+        EXPECT_TRUE(Contains(done.Message(), folder)) << done.Message();
+    }
+    std::error_code ignored;
+    fs::permissions(scratch() / "closed", fs::perms::owner_all, ignored);
+    // A failure after the shares were written takes them back.
+    fs::create_directory(At(varn::path::kIndexFolders));
+    EXPECT_FALSE(host::AddMusicFolders({scratch() / "good"}));
+    EXPECT_EQ(ShareOf(scratch() / "good"), "");
+    fs::remove(At(varn::path::kIndexFolders));
+    EXPECT_TRUE(host::IndexedFolders().empty());
+}
+
+// Each root in a process of its own, because a process reads its root once.
+TEST_F(RootTest, SaysWhatIsWrongWithARoot) {
+    std::ofstream(scratch() / "file") << "in the way";
+    fs::create_directory(scratch() / "closed");
+    fs::permissions(scratch() / "closed", fs::perms::owner_all);
+    if (!IsRoot()) {
+        fs::permissions(scratch() / "closed", fs::perms::owner_read | fs::perms::owner_exec);
+    }
+    const struct {
+        fs::path root;
+        const char *message;
+    } kCases[] = {
+        {scratch() / "file", "is a file, not a folder"},
+        {scratch() / "file/below", "Not a directory"},
+        {scratch() / std::string(90, 'x'), "the root's path may be 77 bytes long"},
+        {scratch() / "with,comma", "may hold no control characters"},
+        {scratch() / "closed/root", IsRoot() ? "choose a root elsewhere" : "Permission denied"},
+    };
+    for (const auto &[path, message] : kCases) {
+        const Finished init = Tonvale({"init", "--root", path});
+        EXPECT_EQ(init.status, 1) << path;
+        EXPECT_TRUE(Contains(init.err, message)) << init.err;
+        EXPECT_TRUE(init.err.find('\n') == init.err.size() - 1) << init.err;
+        EXPECT_FALSE(fs::is_directory(path)) << path;
+    }
+    fs::permissions(scratch() / "closed", fs::perms::owner_all);
+}
+
+class ClusterTest : public SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        // As long as a root may be: the socket's path must still fit.
+        own_ = scratch().string() + "/";
+        own_.resize(77, 'r');
+    }
+    void TearDown() override {
+        Tonvale({"stop", "--root", own_});
+        SystemTest::TearDown();
+    }
+    fs::path Data() const { return own_ + std::string(varn::path::kClusterData); }
+    std::string ServersFile() const { return ReadFile(Data() / "postmaster.pid"); }
+
+    // A process of the server's account that is no server.
+    static pid_t StartStranger() {
+        const pid_t pid = fork();
+        if (pid == 0) {
+            ResetCredentialsByName("Tonvale", false);
+            pause();
+            _exit(0);
+        }
+        while (IsRoot() && OwnerOf(pid) == 0) {
+            usleep(1000);
+        }
+        return pid;
+    }
+    static uid_t OwnerOf(pid_t pid) {
+        struct stat info {};
+        EXPECT_EQ(stat(("/proc/" + std::to_string(pid)).c_str(), &info), 0);
+        return info.st_uid;
+    }
+
+    // Ends the server as a crash of the machine does, with a number in its files that belongs to
+    // `pid` by now.
+    void Crash(pid_t pid) {
+        const std::string before = ServersFile();
+        const pid_t server = std::stoi(before);
+        ASSERT_EQ(kill(server, SIGKILL), 0);
+        const std::string after = std::to_string(pid) + before.substr(before.find('\n'));
+        std::ofstream(Data() / "postmaster.pid") << after;
+        const std::string lock = own_ + std::string(varn::path::kDatabaseSocket) + ".lock";
+        std::ofstream(lock) << after;
+    }
+
+    std::string own_;
+};
+
+TEST_F(ClusterTest, IsCreatedOnceAndComesUpAgain) {
+    // What an interrupted creation leaves, to be found by two creations at once.
+    ASSERT_EQ(Tonvale({"init", "--root", own_, "--database", "external"}).status, 1);
+    fs::create_directory(Data().string() + ".new");
+    std::ofstream(Data().string() + ".new/PG_VERSION") << "15\n";
+    {
+        Command one({"init", "--root", own_});
+        Command two({"init", "--root", own_});
+        for (Command *command : {&one, &two}) {
+            const Finished init = command->Wait();
+            EXPECT_EQ(init.status, 0) << init.err;
+        }
+    }
+    EXPECT_FALSE(fs::exists(Data().string() + ".new"));
+
+    const pid_t stranger = StartStranger();
+    Crash(stranger);
+    const Finished songs = Tonvale({"songs", "--root", own_});
+    kill(stranger, SIGKILL);
+    waitpid(stranger, nullptr, 0);
+    EXPECT_EQ(songs.status, 0) << songs.err;
+    EXPECT_EQ(songs.out, "0 of 0 tracks\n");
+
+    // A server that cannot start tells why in the message.
+    ASSERT_EQ(Tonvale({"stop", "--root", own_}).status, 0);
+    EXPECT_EQ(Tonvale({"stop", "--root", own_}).status, 0);
+    std::ofstream(Data() / "postgresql.conf", std::ios::app) << "nonsense = 1\n";
+    const Finished start = Tonvale({"start", "--root", own_});
+    EXPECT_EQ(start.status, 1);
+    EXPECT_TRUE(Contains(start.err, "\"nonsense\"")) << start.err;
+}
+
+class SchemaTest : public DatabaseTest {
+  protected:
+    static constexpr char kEmpty[] = "DROP SCHEMA public CASCADE; CREATE SCHEMA public";
+
+    static void ExpectProblem(const host::Outcome &done, const std::string &part) {
+        EXPECT_FALSE(done);
+        EXPECT_TRUE(Contains(done.Message(), part)) << done.Message();
+    }
+
+    static void AsAdministrator(const char *sql) {
+        const std::unique_ptr<DBConnect_tag, decltype(&VARNDBClose)> conn(
+            VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "varnadmin", nullptr,
+                          "postgres"),
+            VARNDBClose);
+        ASSERT_TRUE(conn) << VARNDBErrorGet(nullptr);
+        ASSERT_GE(VARNDBExecute(conn.get(), sql, nullptr), 0) << VARNDBErrorGet(conn.get());
+    }
+};
+
+TEST_F(SchemaTest, TwoMigrationsFromNothingMakeOneSchema) {
+    Query(kEmpty);
+    ExpectProblem(host::CheckSchema(), "run 'tonvale init --root " + root().string() + "'");
+    {
+        Command one({"init"});
+        Command two({"init"});
+        for (Command *command : {&one, &two}) {
+            const Finished init = command->Wait();
+            EXPECT_EQ(init.status, 0) << init.err;
+        }
+    }
+    EXPECT_TRUE(host::CheckSchema());
+    EXPECT_EQ(Value("SELECT string_agg(version::text, ',' ORDER BY version) FROM schema_version"),
+              Value("SELECT string_agg(n::text, ',' ORDER BY n) FROM "
+                    "generate_series(1, (SELECT max(version) FROM schema_version)) n"));
+    // A schema of this version is left alone, rows and all.
+    Query("INSERT INTO track (path, title) VALUES ('/music/a.mp3', 'kept')");
+    EXPECT_TRUE(host::MigrateSchema());
+    EXPECT_EQ(Value("SELECT title FROM track"), "kept");
+    EXPECT_EQ(geteuid(), getuid());
+}
+
+TEST_F(SchemaTest, AnExternalServerStaysChosen) {
+    const std::string other = scratch() / "other";
+    setenv("PGHOST", At(varn::path::kDatabaseSocketDir).c_str(), 1);
+    EXPECT_EQ(Tonvale({"init", "--root", other, "--database", "external"}).status, 0);
+    EXPECT_EQ(Tonvale({"init", "--root", other}).status, 0);
+    const Finished songs = Tonvale({"songs", "--root", other});
+    EXPECT_EQ(songs.out, "0 of 0 tracks\n") << songs.err;
+    EXPECT_FALSE(fs::exists(other + std::string(varn::path::kClusterData)));
+    setenv("PGHOST", "/nonexistent", 1);
+    const Finished down = Tonvale({"songs", "--root", other});
+    EXPECT_EQ(down.status, 1);
+    EXPECT_TRUE(Contains(down.err, "/nonexistent")) << down.err;
+}
+
+TEST_F(SchemaTest, AStepThatFailsLeavesNothing) {
+    Query(kEmpty);
+    Query("CREATE TABLE playlist (mine integer)");
+    ExpectProblem(host::MigrateSchema(), "already exists");
+    EXPECT_EQ(Value("SELECT to_regclass('track')"), "");
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM schema_version"), "0");
+    // The step itself works now, but cannot be noted.
+    Query("DROP TABLE playlist; ALTER TABLE schema_version ADD CONSTRAINT never CHECK (false)");
+    ExpectProblem(host::MigrateSchema(), "never");
+    EXPECT_EQ(Value("SELECT to_regclass('track')"), "");
+    Query("ALTER TABLE schema_version DROP CONSTRAINT never");
+    EXPECT_TRUE(host::MigrateSchema());
+    EXPECT_TRUE(host::CheckSchema());
+}
+
+TEST_F(SchemaTest, RefusesALaterVersion) {
+    Query("INSERT INTO schema_version (version) VALUES (1000)");
+    ExpectProblem(host::CheckSchema(), "made by a later version");
+    ExpectProblem(host::MigrateSchema(), "made by a later version");
+    const Finished songs = Tonvale({"songs"});
+    EXPECT_EQ(songs.status, 1);
+    EXPECT_TRUE(Contains(songs.err, "schema 1000")) << songs.err;
+}
+
+TEST_F(SchemaTest, SaysWhatToDoAboutAServerThatIsDownOrRefuses) {
+    AsAdministrator("ALTER ROLE \"Tonvale\" NOLOGIN");
+    ExpectProblem(host::CheckSchema(), "not permitted to log in");
+    AsAdministrator("ALTER ROLE \"Tonvale\" LOGIN");
+
+    ASSERT_TRUE(host::StopCluster());
+    ExpectProblem(host::CheckSchema(), "'tonvale start --root " + root().string() + "'");
+    ExpectProblem(host::MigrateSchema(), "'tonvale start");
+    bool started = false;
+    ASSERT_TRUE(host::StartCluster(&started));
+    EXPECT_TRUE(started);
+    EXPECT_TRUE(host::CheckSchema());
+    ASSERT_TRUE(host::StartCluster(&started));
+    EXPECT_FALSE(started);
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
