@@ -1,0 +1,76 @@
+# shellcheck shell=bash disable=SC2034
+# Debian packages, for the scripts that source this: what is missing is installed, nothing else is
+# touched.
+
+build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
+                postgresql-15 ffmpeg)
+test_packages=(libgtest-dev)
+
+as_root() {
+    if ((EUID == 0)); then
+        "$@"
+    else
+        sudo "$@"
+    fi
+}
+
+# The server's package would make and start a cluster for the whole machine, which nobody here asks
+# for. It reads this folder before it does.
+cluster_settings=/etc/postgresql-common/createcluster.d/tonvale.conf
+
+hold_back_system_cluster() {
+    as_root mkdir -p "${cluster_settings%/*}"
+    echo 'create_main_cluster = false' | as_root tee "$cluster_settings" >/dev/null
+}
+
+# An administrator who installs another server later shall find the machine's own defaults.
+release_system_cluster() {
+    as_root rm -f "$cluster_settings"
+}
+
+is_installed() {
+    [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# install_packages NAME...
+install_packages() (
+    if ! command -v dpkg-query >/dev/null; then
+        echo "This needs Debian 12 or a system like it (dpkg-query was not found)." >&2
+        exit 1
+    fi
+    missing=()
+    for package in "$@"; do
+        is_installed "$package" || missing+=("$package")
+    done
+    if ((${#missing[@]} == 0)); then
+        exit 0
+    fi
+    if ((EUID != 0)) && ! command -v sudo >/dev/null; then
+        echo "Packages are missing, and neither root's rights nor sudo are here to install" >&2
+        echo "them. Have an administrator run: apt-get install ${missing[*]}" >&2
+        exit 1
+    fi
+    echo "Installing ${missing[*]}"
+    if [[ " ${missing[*]} " == *" postgresql-15 "* ]]; then
+        trap release_system_cluster EXIT
+        hold_back_system_cluster
+    fi
+    as_root apt-get update -qq
+    as_root env DEBIAN_FRONTEND=noninteractive \
+        apt-get install -y -qq --no-install-recommends "${missing[@]}"
+)
+
+# build_preset SOURCE_DIR PRESET: configures when that was not done yet for this folder, and
+# builds what has changed.
+build_preset() {
+    local source=$1 preset=$2 quiet=()
+    local folder=$source/build/$preset
+    if [[ ! -f $folder/build.ninja ]] ||
+        ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$source" "$folder/CMakeCache.txt"; then
+        echo "Configuring $preset"
+        cmake -S "$source" --preset "$preset" --fresh --log-level=WARNING >/dev/null
+    fi
+    [[ -t 1 ]] || quiet=(-- --quiet)
+    echo "Building $preset"
+    cmake --build "$folder" -j "$(nproc)" "${quiet[@]}"
+}
