@@ -1,0 +1,118 @@
+// What the query frame costs: a page through AudioInfoDBOpen and the row reader, against the same
+// statement through the database's own client library, in turn. Each side connects, runs the
+// statement, reads every field of every row, and closes.
+//
+// Needs TONVALE_ROOT with a running database; bench/run prepares one.
+#include <benchmark/benchmark.h>
+#include <libpq-fe.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <string>
+
+#include "tonvale/library.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr uid_t kUser = 1030;
+constexpr int kPage = 100;
+
+struct Case {
+    const char *name;
+    const char *condition;
+    const char *order;
+};
+
+constexpr std::array kCases = {
+    Case{"by title", "", "lower(title)"},
+    Case{"one artist", "artist_search = UPPER('Artist 77')", "album, disc, track"},
+    Case{"one id", " id=4711 ", ""},
+};
+
+[[noreturn]] void Die(const char *what) {
+    std::fprintf(stderr, "page-bench: %s; start it through bench/run\n", what);
+    std::exit(1);
+}
+
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The statement that the frame makes of a case.
+std::string Statement(const Case &c) {
+    const std::array<int, VARN_JOIN_TABLES> flags = {1, 1, 1, 1, 0, 1, 1};
+    std::array<char, 4096> table = {};
+    std::array<char, 1024> where = {};
+    if (GenerateTableString("all", kUser, VARN_TABLE_MUSIC, table.data(), table.size(),
+                            where.data(), where.size(), flags.data(), 0) != 0) {
+        Die("no track view");
+    }
+    const std::string condition = *c.condition != '\0' ? std::string("WHERE ") + c.condition : "";
+    const std::string order = *c.order != '\0' ? std::string("ORDER BY ") + c.order : "";
+    return "SELECT * FROM " + std::string(table.data()) + " " + condition + "  " + order +
+           " LIMIT " + std::to_string(kPage) + " OFFSET 0";
+}
+
+double Baseline(const std::string &statement) {
+    const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
+    const std::string settings =
+        "host=" + directory + " port=5432 user=Tonvale dbname=mediaserver client_encoding=UTF8";
+    const Clock::time_point start = Clock::now();
+    PGconn *conn = PQconnectdb(settings.c_str());
+    PGresult *result = PQexec(conn, statement.c_str());
+    if (PQresultStatus(result) != PGRES_TUPLES_OK) {
+        Die(PQerrorMessage(conn));
+    }
+    for (int row = 0; row < PQntuples(result); ++row) {
+        for (int column = 0; column < PQnfields(result); ++column) {
+            benchmark::DoNotOptimize(PQgetvalue(result, row, column));
+        }
+    }
+    PQclear(result);
+    PQfinish(conn);
+    return SecondsSince(start);
+}
+
+double Frame(const Case &c) {
+    const Clock::time_point start = Clock::now();
+    MEDIA_DB_HANDLE *handle =
+        AudioInfoDBOpen("all", kUser, VARN_TABLE_MUSIC, "*", c.condition, "", c.order, 0, kPage, 0);
+    if (handle == nullptr) {
+        Die("the page could not be opened");
+    }
+    for (VARN_MEDIA_INFO info; MediaInfoDBGet(handle, &info) == 0;) {
+        benchmark::DoNotOptimize(info);
+    }
+    AudioInfoDBClose(handle);
+    return SecondsSince(start);
+}
+
+void Page(benchmark::State &state) {
+    const Case &c = kCases[static_cast<std::size_t>(state.range(0))];
+    const std::string statement = Statement(c);
+    double baseline = 0;
+    double measured = 0;
+    for (auto _ : state) {
+        baseline += Baseline(statement);
+        const double seconds = Frame(c);
+        measured += seconds;
+        state.SetIterationTime(seconds);
+    }
+    state.SetLabel(c.name);
+    state.counters["ratio"] = measured / baseline;
+}
+
+BENCHMARK(Page)
+    ->DenseRange(0, static_cast<int>(kCases.size()) - 1)
+    ->UseManualTime()
+    ->Iterations(300)
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();
