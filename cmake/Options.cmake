@@ -13,7 +13,7 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 add_compile_options(
   -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion -Wformat=2
   -Wimplicit-fallthrough -Wnon-virtual-dtor -Woverloaded-virtual -Werror
-  -Wno-restrict  # false alarms of g++ 12 on std::string in optimised builds
+  $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # false alarms of g++ 12 in optimised builds
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 
 if(TONVALE_SANITIZE)

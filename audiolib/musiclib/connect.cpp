@@ -11,9 +11,6 @@ namespace {
 
 using Tonvale::musiclib::kSource;
 
-constexpr char kRole[] = "Tonvale";
-constexpr char kDatabase[] = "mediaserver";
-
 bool IsSocket(const std::string &path) {
     struct stat status = {};
     return stat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
@@ -23,14 +20,15 @@ DBConnect_tag *Connect() {
     const Tonvale::support::AsPackageUser asPackageUser;
     if (IsSocket(SystemPath(varn::path::kDatabaseSocket))) {
         const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
-        DBConnect_tag *conn = VARNDBConnect(directory.c_str(), kRole, nullptr, kDatabase);
+        DBConnect_tag *conn = VARNDBConnect(directory.c_str(), varn::kPackageAccount, nullptr,
+                                            varn::kLibraryDatabase);
         if (conn != nullptr) {
             return conn;
         }
         // The next attempt would cover this reason with its own.
         LOG_ERROR(kSource, "Failed to connect over the local socket (%s)", VARNDBErrorGet(nullptr));
     }
-    return VARNDBConnect(nullptr, kRole, nullptr, kDatabase);
+    return VARNDBConnect(nullptr, varn::kPackageAccount, nullptr, varn::kLibraryDatabase);
 }
 
 }  // namespace

@@ -5,18 +5,18 @@
 #include "support/handles.h"
 #include "support/log.h"
 #include "varn/process.h"
+#include "varn/systempath.h"
 
 namespace Tonvale::support {
 
 namespace {
 
 constexpr char kSource[] = "audiolib/support";
-constexpr char kPackageUser[] = "Tonvale";
 
 }  // namespace
 
 AsPackageUser::AsPackageUser() {
-    const User package = UserByName(kPackageUser);
+    const User package = UserByName(varn::kPackageAccount);
     if (!package || package->uid == geteuid()) {
         return;
     }
@@ -24,11 +24,11 @@ AsPackageUser::AsPackageUser() {
     if (!previous) {
         return;
     }
-    if (ResetCredentialsByName(kPackageUser, true) != 0) {
-        LOG_ERROR(kSource, "Failed to switch to %s.", kPackageUser);
-        return;
-    }
     previous_ = previous->szName;
+    if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
+        LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
+        previous_.clear();
+    }
 }
 
 AsPackageUser::~AsPackageUser() {

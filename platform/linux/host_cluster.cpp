@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <pwd.h>
 #include <signal.h>
-#include <sys/file.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -29,8 +28,6 @@ using std::chrono::steady_clock;
 
 constexpr int kOldestVersion = 15;
 constexpr char kPatienceSeconds[] = "60";  // for a start or a stop, recovery after a crash included
-constexpr std::chrono::seconds kPatience{60};
-constexpr std::chrono::milliseconds kPollInterval{20};
 
 constexpr char kSettingsFile[] = "tonvale.conf";
 
@@ -162,27 +159,6 @@ Outcome ProgramFailed(const std::string &doing, const Captured &run) {
     return Outcome::Problem("cannot " + doing + " " + DataDir() + ":" + LastLines(run.output));
 }
 
-// ---- one at a time -----------------------------------------------------------------------------
-
-// Keeps other processes from creating, starting or stopping the cluster for the length of a scope.
-// The lock is on the folder itself, so nothing is left behind.
-class ClusterLock {
-  public:
-    ClusterLock()
-        : folder_(
-              open(fs::path(DataDir()).parent_path().c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)),
-          held_(folder_ && flock(folder_.Get(), LOCK_EX) == 0) {}
-    explicit operator bool() const { return held_; }
-
-  private:
-    UniqueFd folder_;
-    bool held_;
-};
-
-Outcome NoLock() {
-    return Failed("lock", fs::path(DataDir()).parent_path());
-}
-
 // ---- the server's state ------------------------------------------------------------------------
 
 struct Postmaster {
@@ -206,13 +182,15 @@ Postmaster ReadPostmaster() {
     return server;
 }
 
-// True when the process that the server's file names is a server. After a crash of the machine the
-// number may be somebody else's, and a server that was killed may wait as a zombie, which has no
-// command line, for a parent that never asks.
+// True when the process that the server's file names is this cluster's server, which works in its data
+// folder. After a crash of the machine the number may be somebody else's, another cluster's server
+// included; a server that was killed may wait as a zombie, which has no folder, for a parent that
+// never asks.
 bool IsAlive(const Postmaster &server) {
-    const std::string commandLine =
-        ReadTextFile("/proc/" + std::to_string(server.pid) + "/cmdline").value_or("");
-    return server.pid > 0 && fs::path(commandLine.c_str()).filename() == "postgres";
+    const AsPackageAccount account;  // root alone may not be shown another account's folder
+    std::error_code error;
+    return server.pid > 0 &&
+           fs::equivalent("/proc/" + std::to_string(server.pid) + "/cwd", DataDir(), error);
 }
 
 bool SocketAnswers() {
@@ -251,20 +229,23 @@ Outcome DisownStaleFiles(const Postmaster &server) {
     return Outcome::Good();
 }
 
-// Waits for a server that somebody else has started a moment ago.
-Outcome WaitUntilReady() {
+// Waits for a server that somebody else has started or stopped a moment ago, until it answers or is
+// gone (`up` tells).
+Outcome WaitForServer(bool &up) {
     const auto deadline = steady_clock::now() + kPatience;
-    while (!(ReadPostmaster().ready && SocketAnswers())) {
-        if (steady_clock::now() > deadline) {
-            return Outcome::Problem("the database of " + DataDir() + " runs as process " +
-                                    std::to_string(ReadPostmaster().pid) +
-                                    " but does not answer; see " + SystemPath(path::kClusterLog) +
-                                    ", or remove postmaster.pid there if that " +
-                                    "process is not the database");
+    for (;; std::this_thread::sleep_for(kPollInterval)) {
+        const Postmaster server = ReadPostmaster();
+        up = IsAlive(server);
+        if (!up || (server.ready && SocketAnswers())) {
+            return Outcome::Good();
         }
-        std::this_thread::sleep_for(kPollInterval);
+        if (steady_clock::now() > deadline) {
+            return Outcome::Problem(
+                "the database of " + DataDir() + " runs as process " + std::to_string(server.pid) +
+                " but does not answer; see " + SystemPath(path::kClusterLog) +
+                ", or remove postmaster.pid there if that " + "process is not the database");
+        }
     }
-    return Outcome::Good();
 }
 
 // The folder of the programs that fit the cluster's own version, which is not the newest for ever.
@@ -384,9 +365,9 @@ Outcome CreateCluster(Durability durability) {
     if (SystemRoot().empty()) {
         return Outcome::Problem("a database cluster of its own needs a root (--root DIR)");
     }
-    const ClusterLock lock;
+    const RootLock lock;
     if (!lock) {
-        return NoLock();
+        return lock.Problem();
     }
     if (HasCluster()) {
         return Outcome::Good();
@@ -424,19 +405,19 @@ Outcome StartCluster(bool *started) {
         return Outcome::Problem("there is no database in " + DataDir() + ": run 'tonvale init" +
                                 RootOption() + "' first");
     }
-    const ClusterLock lock;
+    const RootLock lock;
     if (!lock) {
-        return NoLock();
+        return lock.Problem();
     }
     std::string programs;
     if (Outcome done = FindOwnPrograms(programs); !done) {
         return done;
     }
-    const Postmaster server = ReadPostmaster();
-    if (IsAlive(server)) {
-        return WaitUntilReady();
+    bool up = false;
+    if (Outcome done = WaitForServer(up); !done || up) {
+        return done;
     }
-    if (Outcome done = DisownStaleFiles(server); !done) {
+    if (Outcome done = DisownStaleFiles(ReadPostmaster()); !done) {
         return done;
     }
     const std::string log = SystemPath(path::kClusterLog);
@@ -459,9 +440,9 @@ Outcome StopCluster() {
     if (!HasCluster()) {
         return Outcome::Good();
     }
-    const ClusterLock lock;
+    const RootLock lock;
     if (!lock) {
-        return NoLock();
+        return lock.Problem();
     }
     std::string programs;
     if (Outcome done = FindOwnPrograms(programs); !done) {

@@ -29,9 +29,10 @@ inline Outcome Failed(std::string_view doing, const std::string &path) {
                             std::strerror(errno));
 }
 
-// Makes a folder, mode 0755 whatever the umask, and those above it. With an owner it belongs to him
-// afterwards, even if it was there before.
-inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = std::nullopt) {
+// Makes a folder, with its mode whatever the umask, and those above it with 0755. With an owner it
+// belongs to him afterwards, unless it was there before and is another account's already.
+inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = std::nullopt,
+                          mode_t mode = 0755) {
     struct stat info {};
     if (stat(path.c_str(), &info) == 0) {
         if (!S_ISDIR(info.st_mode)) {
@@ -45,12 +46,12 @@ inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = 
             return done;
         }
         // Another process may be preparing the same root.
-        if ((mkdir(path.c_str(), 0755) != 0 && errno != EEXIST) || chmod(path.c_str(), 0755) != 0 ||
+        if ((mkdir(path.c_str(), mode) != 0 && errno != EEXIST) || chmod(path.c_str(), mode) != 0 ||
             stat(path.c_str(), &info) != 0) {
             return Failed("make the folder", path);
         }
     }
-    if (owner && (info.st_uid != owner->uid || info.st_gid != owner->gid) &&
+    if (owner && info.st_uid == 0 && owner->uid != 0 &&
         chown(path.c_str(), owner->uid, owner->gid) != 0) {
         return Failed("give away", path);
     }
@@ -58,8 +59,13 @@ inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = 
 }
 
 // Writes a file whole: a reader finds the old text or the new one, and a failure leaves the old.
+// Without an owner a file that was there stays its owner's.
 inline Outcome WriteFile(const std::string &path, std::string_view text, mode_t mode,
                          std::optional<Owner> owner = std::nullopt) {
+    struct stat before {};
+    if (!owner && geteuid() == 0 && stat(path.c_str(), &before) == 0) {
+        owner = Owner{before.st_uid, before.st_gid};
+    }
     std::string temporary = path + ".tmpXXXXXX";
     const UniqueFd fd(mkostemp(temporary.data(), O_CLOEXEC));
     if (!fd) {

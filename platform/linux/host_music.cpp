@@ -13,6 +13,7 @@
 #include "linux/host_support.h"
 #include "linux/memory.h"
 #include "linux/pathtext.h"
+#include "linux/utf8.h"
 #include "varn/host.h"
 #include "varn/keyfile.h"
 #include "varn/share.h"
@@ -34,6 +35,9 @@ Outcome CheckMusicFolder(const std::string &folder, std::string &path) {
         return Failed("find the music folder", folder);
     }
     path = real.get();
+    if (!IsUtf8(path)) {
+        return Outcome::Problem("the library cannot hold names that are not UTF-8; rename " + path);
+    }
     if (path.find_first_of("\r\n") != std::string::npos) {
         return Outcome::Problem("a music folder's path may hold no line break: " + path);
     }
@@ -129,6 +133,10 @@ Outcome AddMusicFolders(const std::vector<std::string> &folders) {
         if (Outcome done = CheckMusicFolder(folders[i], paths[i]); !done) {
             return done;
         }
+    }
+    const RootLock lock;  // over the choice of names and the rewriting of both files
+    if (!lock) {
+        return lock.Problem();
     }
     std::vector<std::string> added;
     Outcome done = AddShares(paths, added);

@@ -1,13 +1,17 @@
 #include <grp.h>
 #include <pwd.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cctype>
+#include <chrono>
 #include <cstring>
 #include <filesystem>
+#include <thread>
 
 #include "linux/files.h"
 #include "linux/host_support.h"
@@ -32,6 +36,8 @@ constexpr char kPackageConfText[] =
     "prefer_using_html5=\"yes\"\n";
 
 constexpr gid_t kUsersGroup = 100;
+
+constexpr std::string_view kLockedFolder = "/var/lib/Tonvale";
 
 struct HomeAccount {
     const char *name;
@@ -202,11 +208,14 @@ Outcome MakeFolders(const std::string &root) {
         }
     }
     for (const std::string_view fixed :
-         {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/lib/Tonvale"),
-          std::string_view("/var/log/Tonvale"), path::kPreferences, path::kDatabaseSocketDir}) {
+         {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/log/Tonvale"),
+          path::kPreferences, path::kDatabaseSocketDir}) {
         if (Outcome done = MakeFolder(SystemPath(fixed), PackageOwner()); !done) {
             return done;
         }
+    }
+    if (Outcome done = MakeFolder(SystemPath(kLockedFolder), PackageOwner(), 0700); !done) {
+        return done;
     }
     for (const HomeAccount &account : kHomeAccounts) {
         std::optional<Owner> owner;
@@ -283,7 +292,43 @@ std::optional<Owner> PackageOwner() {
 }
 
 std::string RootOption() {
-    return SystemRoot().empty() ? "" : " --root " + SystemRoot();
+    const std::string &root = SystemRoot();
+    if (root.empty()) {
+        return "";
+    }
+    const bool plain = std::all_of(root.begin(), root.end(), [](unsigned char c) {
+        return std::isalnum(c) != 0 || std::strchr("/._+-@%", c) != nullptr;
+    });
+    if (plain) {
+        return " --root " + root;
+    }
+    std::string quoted = " --root '";
+    for (const char c : root) {
+        quoted += c == '\'' ? "'\\''" : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+RootLock::RootLock()
+    : folder_(open(SystemPath(kLockedFolder).c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC)) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (folder_ && !held_) {
+        held_ = flock(folder_.Get(), LOCK_EX | LOCK_NB) == 0;
+        if (held_ || errno != EWOULDBLOCK || std::chrono::steady_clock::now() > deadline) {
+            break;
+        }
+        std::this_thread::sleep_for(kPollInterval);
+    }
+    error_ = errno;
+}
+
+Outcome RootLock::Problem() const {
+    if (error_ == EWOULDBLOCK) {
+        return Outcome::Problem("another process is preparing, starting or stopping " +
+                                SystemRoot() + "; try again when it is done");
+    }
+    errno = error_;
+    return Failed("lock", SystemPath(kLockedFolder));
 }
 
 AsPackageAccount::AsPackageAccount() : uid_(geteuid()), gid_(getegid()) {

@@ -1,19 +1,25 @@
 // The library database's schema: what version it is, and bringing it to this one's.
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
 #include "linux/host_support.h"
 #include "linux/schema_steps.h"
 #include "varn/db.h"
+#include "varn/packageconf.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
 
 namespace {
 
-constexpr char kDatabase[] = "mediaserver";
+// The package configuration's key for the choice of the server, and its values.
+constexpr char kDatabaseKey[] = "database";
+constexpr char kPrivate[] = "private";
+constexpr char kExternal[] = "external";
 
 // Migrations that run at the same time wait for each other on this number.
 constexpr char kTakeTurns[] =
@@ -51,16 +57,25 @@ Outcome CannotConnect() {
     return Outcome::Problem(
         std::string("cannot reach the library database; check that the server named by PGHOST and "
                     "PGPORT, or the machine's own, runs and lets the role \"") +
-        kPackageAccount + "\" into the database \"" + kDatabase + "\":" + DatabaseSays(nullptr));
+        kPackageAccount + "\" into the database \"" + kLibraryDatabase +
+        "\":" + DatabaseSays(nullptr));
 }
 
 // Connects as the library does, but never to another server in place of the root's own cluster.
 Outcome Connect(Connection &conn) {
+    if (!SystemRoot().empty() && !HasCluster() && ChosenDatabase() == DatabaseKind::kPrivate) {
+        const std::string data = SystemPath(path::kClusterData);
+        if (access(data.c_str(), F_OK) != 0 && errno != ENOENT) {
+            return Failed("look at", data);
+        }
+        return Outcome::Problem("there is no database in " + data + " yet: run 'tonvale init" +
+                                RootOption() + "'");
+    }
     const AsPackageAccount account;
     const bool local = HasCluster() || IsSocket(SystemPath(path::kDatabaseSocket));
     const std::string socketDir = SystemPath(path::kDatabaseSocketDir);
-    conn.reset(
-        VARNDBConnect(local ? socketDir.c_str() : nullptr, kPackageAccount, nullptr, kDatabase));
+    conn.reset(VARNDBConnect(local ? socketDir.c_str() : nullptr, kPackageAccount, nullptr,
+                             kLibraryDatabase));
     return conn ? Outcome::Good() : CannotConnect();
 }
 
@@ -108,6 +123,21 @@ Outcome RunStep(DBConnect_tag *conn, const SchemaStep &step) {
 }
 
 }  // namespace
+
+DatabaseKind ChosenDatabase() {
+    return VARNAudioConfCheck(kDatabaseKey, kExternal, 0) ? DatabaseKind::kExternal
+                                                          : DatabaseKind::kPrivate;
+}
+
+Outcome ChooseDatabase(DatabaseKind kind) {
+    if (kind == ChosenDatabase()) {
+        return Outcome::Good();
+    }
+    const char *name = kind == DatabaseKind::kExternal ? kExternal : kPrivate;
+    return VARNAudioConfSet(kDatabaseKey, name) == 0
+               ? Outcome::Good()
+               : Failed("write", SystemPath(path::kPackageConf));
+}
 
 Outcome MigrateSchema() {
     Connection conn(nullptr, VARNDBClose);

@@ -1,8 +1,9 @@
-// The package's account, for the parts of varn/host.h.
+// What the parts of varn/host.h share: the package's account, and taking turns.
 #pragma once
 
 #include <sys/types.h>
 
+#include <chrono>
 #include <optional>
 #include <string>
 #include <vector>
@@ -11,14 +12,13 @@
 
 namespace varn::host {
 
-inline constexpr char kPackageAccount[] = "Tonvale";
+// How long to wait for another process, a server's recovery after a crash included.
+inline constexpr std::chrono::seconds kPatience{60};
+inline constexpr std::chrono::milliseconds kPollInterval{20};
 
 // Whom a file of the package account belongs to: empty unless this process is root, because nobody
 // else can give files away, and needs to.
 std::optional<Owner> PackageOwner();
-
-// The options that name this root on a command line: " --root DIR", or "" without a root.
-std::string RootOption();
 
 // Runs as the package's account, where the process may, for the length of a scope.
 class AsPackageAccount {
@@ -36,6 +36,22 @@ class AsPackageAccount {
     gid_t gid_;
     std::vector<gid_t> groups_;
     bool good_ = false;
+};
+
+// Keeps other processes from changing the root's settings and its cluster for the length of a scope.
+// The lock is on a folder that only the package's account and root can open, so nothing is left
+// behind and nobody else can hold it.
+class RootLock {
+  public:
+    RootLock();
+    // False when it could not be had in time; Problem() tells why.
+    explicit operator bool() const { return held_; }
+    Outcome Problem() const;
+
+  private:
+    UniqueFd folder_;
+    bool held_ = false;
+    int error_ = 0;
 };
 
 }  // namespace varn::host

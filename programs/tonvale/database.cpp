@@ -1,21 +1,24 @@
-#include "tonvale/database.h"
+#include "database.h"
 
 #include <unistd.h>
 
 #include <cstdio>
+#include <filesystem>
 
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
 
 using varn::host::Outcome;
+using varn::host::RootOption;
 
 void Complain(const std::string &message) {
     std::fprintf(stderr, "tonvale: %s\n", message.c_str());
 }
 
-std::string RootOption() {
-    return SystemRoot().empty() ? "" : " --root " + SystemRoot();
+std::string ProgramDir() {
+    std::error_code error;
+    return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
 }
 
 Outcome CheckRoot() {

@@ -10,8 +10,8 @@ namespace tonvale_cli {
 // Prints a failure's message on the standard error.
 void Complain(const std::string &message);
 
-// " --root DIR" for hints, or "" without a root.
-std::string RootOption();
+// The folder of this program, where the indexer is installed too.
+std::string ProgramDir();
 
 // Good for a root that was prepared, and for no root at all.
 varn::host::Outcome CheckRoot();

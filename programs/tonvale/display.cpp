@@ -1,4 +1,4 @@
-#include "tonvale/display.h"
+#include "display.h"
 
 #include <sys/ioctl.h>
 #include <unistd.h>

@@ -1,27 +1,57 @@
 #include <unistd.h>
 
+#include <array>
 #include <cstring>
 #include <memory>
 
-#include "tonvale/command.h"
-#include "tonvale/database.h"
+#include "command.h"
+#include "database.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
 
 namespace {
 
+// What is handed on to the indexer as it is.
+struct IndexerFlag {
+    const char *names;
+    const char *name;
+    const char *description;
+};
+constexpr std::array kIndexerFlags = {
+    IndexerFlag{"-v,--verbose", "--verbose", "Show every warning, not only the first 20"},
+};
+
+struct IndexOptions {
+    std::array<bool, kIndexerFlags.size()> flags = {};
+    std::vector<std::string> paths;
+};
+
+// The indexer beside this program, which is as trustworthy as this program is, whoever the root
+// belongs to; or the one that an installation put into its place.
+std::string Indexer() {
+    const std::string beside = ProgramDir() + "/varnindex";
+    return access(beside.c_str(), X_OK) == 0 ? beside : std::string(varn::path::kIndexer);
+}
+
 // Becomes the indexer, so that its progress, its signals and its exit status are this command's.
-int BecomeIndexer(std::vector<std::string> &paths) {
-    std::string indexer = SystemPath(varn::path::kIndexer);
-    std::vector<char *> arguments = {indexer.data()};
-    for (std::string &path : paths) {
-        arguments.push_back(path.data());
+int BecomeIndexer(const IndexOptions &options) {
+    std::vector<std::string> words = {Indexer()};
+    for (std::size_t flag = 0; flag < kIndexerFlags.size(); ++flag) {
+        if (options.flags[flag]) {
+            words.emplace_back(kIndexerFlags[flag].name);
+        }
+    }
+    words.emplace_back("--");
+    words.insert(words.end(), options.paths.begin(), options.paths.end());
+    std::vector<char *> arguments;
+    for (std::string &word : words) {
+        arguments.push_back(word.data());
     }
     arguments.push_back(nullptr);
-    execv(indexer.c_str(), arguments.data());
-    Complain("cannot run the indexer " + indexer + ": " + std::strerror(errno) + "; 'tonvale init" +
-             RootOption() + "' links it where it is installed");
+    execv(arguments.front(), arguments.data());
+    Complain("cannot run the indexer " + words.front() + ": " + std::strerror(errno) +
+             "; it is installed beside this program");
     return kFailed;
 }
 
@@ -29,16 +59,21 @@ int BecomeIndexer(std::vector<std::string> &paths) {
 
 void AddIndex(CLI::App &app, Action &action) {
     CLI::App *verb = app.add_subcommand("index", "Bring the library up to date with the folders");
-    const auto paths = std::make_shared<std::vector<std::string>>();
-    verb->add_option("PATH", *paths, "Folders to index; without one, all that are registered")
+    const auto options = std::make_shared<IndexOptions>();
+    for (std::size_t flag = 0; flag < kIndexerFlags.size(); ++flag) {
+        verb->add_flag(kIndexerFlags[flag].names, options->flags[flag],
+                       kIndexerFlags[flag].description);
+    }
+    verb->add_option("PATH", options->paths,
+                     "Folders to index; without one, all that are registered")
         ->type_name("");
-    verb->callback([paths, &action] {
-        action = [paths] {
+    verb->callback([options, &action] {
+        action = [options] {
             if (auto done = EnsureDatabase(); !done) {
                 Complain(done.Message());
                 return kFailed;
             }
-            return BecomeIndexer(*paths);
+            return BecomeIndexer(*options);
         };
     });
 }

@@ -1,58 +1,45 @@
 #include <filesystem>
 #include <memory>
 
-#include "tonvale/command.h"
-#include "tonvale/database.h"
-#include "varn/packageconf.h"
+#include "command.h"
+#include "database.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
 
 namespace {
 
+using varn::host::DatabaseKind;
 using varn::host::Outcome;
+
+constexpr char kPrivate[] = "private";
+constexpr char kExternal[] = "external";
 
 struct InitOptions {
     std::vector<std::string> music;
     std::string database;  // "": as the root has it
 };
 
-// The folder of this program, where the indexer is installed too.
-std::string ProgramDir() {
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-}
-
-// Which server the root uses, kept in the package configuration: a later init without the option must
-// not give a root with an external one a cluster of its own.
-constexpr char kDatabaseKey[] = "database";
-constexpr char kPrivate[] = "private";
-constexpr char kExternal[] = "external";
-
-std::string DatabaseKind(const std::string &asked) {
-    if (!asked.empty()) {
-        return asked;
-    }
-    return VARNAudioConfCheck(kDatabaseKey, kExternal, 0) ? kExternal : kPrivate;
-}
-
-Outcome RememberDatabase(const std::string &kind) {
-    if (VARNAudioConfCheck(kDatabaseKey, kind.c_str(), kind == kPrivate) ||
-        VARNAudioConfSet(kDatabaseKey, kind.c_str()) == 0) {
-        return Outcome::Good();
-    }
-    return Outcome::Problem("cannot write " + SystemPath(varn::path::kPackageConf));
-}
-
-Outcome PrepareDatabase(const std::string &kind) {
-    if (kind == kPrivate) {
-        if (Outcome done = varn::host::CreateCluster(varn::host::Durability::kFull); !done) {
-            return done;
-        }
-    } else if (varn::host::HasCluster()) {
+// An explicit choice is kept before anything can fail: a later init without the option must not give
+// a root with an external server a cluster of its own.
+Outcome ChooseDatabase(const std::string &asked) {
+    if (asked == kExternal && varn::host::HasCluster()) {
         return Outcome::Problem("the root " + SystemRoot() +
                                 " has a database of its own already: "
                                 "choose another root for an external one");
+    }
+    if (asked.empty()) {
+        return Outcome::Good();
+    }
+    return varn::host::ChooseDatabase(asked == kExternal ? DatabaseKind::kExternal
+                                                         : DatabaseKind::kPrivate);
+}
+
+Outcome PrepareDatabase() {
+    if (varn::host::ChosenDatabase() == DatabaseKind::kPrivate) {
+        if (Outcome done = varn::host::CreateCluster(varn::host::Durability::kFull); !done) {
+            return done;
+        }
     }
     if (Outcome done = StartDatabase(); !done) {
         return done;
@@ -64,14 +51,13 @@ Outcome Init(const InitOptions &options) {
     if (Outcome done = varn::host::PrepareRoot(ProgramDir()); !done) {
         return done;
     }
+    if (Outcome done = ChooseDatabase(options.database); !done) {
+        return done;
+    }
     if (Outcome done = varn::host::AddMusicFolders(options.music); !done) {
         return done;
     }
-    const std::string database = DatabaseKind(options.database);
-    if (Outcome done = PrepareDatabase(database); !done) {
-        return done;
-    }
-    return RememberDatabase(database);
+    return PrepareDatabase();
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // tonvale: prepares a place to run in, indexes it, and shows what its library answers.
 #include <syslog.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -8,8 +9,8 @@
 #include <optional>
 #include <string>
 
-#include "tonvale/command.h"
-#include "tonvale/database.h"
+#include "command.h"
+#include "database.h"
 
 namespace {
 
@@ -21,12 +22,24 @@ bool SetRoot(const std::string &root) {
     std::error_code error;
     const std::filesystem::path full =
         std::filesystem::weakly_canonical(std::filesystem::absolute(root, error), error);
-    if (root.empty() || error) {
-        Complain("the root '" + root + "' cannot be a folder's name");
+    if (root.empty() || error || full == full.root_path()) {
+        Complain("the root '" + root +
+                 "' cannot be used: " + (error ? error.message() : "name a folder below /"));
         return false;
     }
     setenv("TONVALE_ROOT", full.c_str(), 1);
     return true;
+}
+
+// True on a machine where the system is installed without a root. Anywhere else a root has to be named.
+bool HasInstalledSystem() {
+    if (access("/var/packages/Tonvale", F_OK) == 0) {
+        return true;
+    }
+    Complain(
+        "no system is installed on this machine; name a folder to work in with --root DIR or "
+        "TONVALE_ROOT");
+    return false;
 }
 
 // A reader that went away ends the program quietly; any other failure to write is told.
@@ -66,7 +79,7 @@ int Run(int argc, char **argv) {
     if (!root && fromEnvironment != nullptr && *fromEnvironment != '\0') {
         root = fromEnvironment;
     }
-    if (root && !SetRoot(*root)) {
+    if (root ? !SetRoot(*root) : !HasInstalledSystem()) {
         return kUsage;
     }
     return FlushOutput(action());

@@ -1,4 +1,4 @@
-#include "tonvale/number.h"
+#include "number.h"
 
 #include <charconv>
 #include <limits>

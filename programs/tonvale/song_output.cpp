@@ -1,4 +1,4 @@
-#include "tonvale/song_output.h"
+#include "song_output.h"
 
 #include <json/json.h>
 
@@ -8,7 +8,7 @@
 #include <iostream>
 #include <memory>
 
-#include "tonvale/display.h"
+#include "display.h"
 
 namespace tonvale_cli {
 

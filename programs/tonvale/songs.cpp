@@ -6,11 +6,11 @@
 #include <memory>
 #include <optional>
 
-#include "tonvale/command.h"
-#include "tonvale/database.h"
+#include "command.h"
+#include "database.h"
+#include "number.h"
+#include "song_output.h"
 #include "tonvale/library.h"
-#include "tonvale/number.h"
-#include "tonvale/song_output.h"
 #include "varn/account.h"
 #include "varn/mediaindex.h"
 #include "varn/sql.h"

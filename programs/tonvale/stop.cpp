@@ -1,5 +1,5 @@
-#include "tonvale/command.h"
-#include "tonvale/database.h"
+#include "command.h"
+#include "database.h"
 
 namespace tonvale_cli {
 

@@ -123,6 +123,28 @@ TEST_F(RootTest, AddsAFolderOnce) {
     EXPECT_EQ(ShareOf(music), "music");
 }
 
+TEST_F(RootTest, SeveralAtOnceLoseNone) {
+    const std::string other = scratch() / "other";
+    std::vector<std::unique_ptr<Command>> commands;
+    for (int number = 0; number < 6; ++number) {
+        const fs::path folder = scratch() / std::to_string(number) / "Same";
+        fs::create_directories(folder);
+        commands.push_back(std::make_unique<Command>(std::vector<std::string>{
+            "init", "--root", other, "--database", "external", "--music", folder}));
+    }
+    for (const auto &command : commands) {
+        command->Wait();  // there is no server to end well with
+    }
+    for (const std::string_view fixed : {varn::path::kIndexFolders, varn::path::kShares}) {
+        const std::string text = ReadFile(other + std::string(fixed));
+        int entries = 0;
+        for (std::size_t at = 0; (at = text.find("/Same", at)) != text.npos; ++at) {
+            ++entries;
+        }
+        EXPECT_EQ(entries, 6) << text;
+    }
+}
+
 TEST_F(RootTest, OneBadFolderRegistersNone) {
     fs::create_directory(scratch() / "good");
     std::ofstream(scratch() / "file") << "no folder";
@@ -228,7 +250,7 @@ class ClusterTest : public SystemTest {
 
 TEST_F(ClusterTest, IsCreatedOnceAndComesUpAgain) {
     // What an interrupted creation leaves, to be found by two creations at once.
-    ASSERT_EQ(Tonvale({"init", "--root", own_, "--database", "external"}).status, 1);
+    ASSERT_EQ(Tonvale({"init", "--root", own_, "--music", "/nonexistent"}).status, 1);
     fs::create_directory(Data().string() + ".new");
     std::ofstream(Data().string() + ".new/PG_VERSION") << "15\n";
     {
@@ -248,6 +270,16 @@ TEST_F(ClusterTest, IsCreatedOnceAndComesUpAgain) {
     waitpid(stranger, nullptr, 0);
     EXPECT_EQ(songs.status, 0) << songs.err;
     EXPECT_EQ(songs.out, "0 of 0 tracks\n");
+
+    // The number may also be that of another root's server.
+    const std::string other = scratch().string() + "/other";
+    ASSERT_EQ(Tonvale({"init", "--root", other}).status, 0);
+    const pid_t others = std::stoi(ReadFile(other + "/var/lib/Tonvale/postgresql/postmaster.pid"));
+    Crash(others);
+    EXPECT_EQ(Tonvale({"stop", "--root", own_}).status, 0);
+    EXPECT_EQ(kill(others, 0), 0) << "the other root's server was stopped";
+    EXPECT_EQ(Tonvale({"songs", "--root", own_}).out, "0 of 0 tracks\n");
+    EXPECT_EQ(Tonvale({"stop", "--root", other}).status, 0);
 
     // A server that cannot start tells why in the message.
     ASSERT_EQ(Tonvale({"stop", "--root", own_}).status, 0);
@@ -299,10 +331,25 @@ TEST_F(SchemaTest, TwoMigrationsFromNothingMakeOneSchema) {
     EXPECT_EQ(geteuid(), getuid());
 }
 
+TEST_F(SchemaTest, AMissingClusterIsNoReasonToGoElsewhere) {
+    const std::string other = scratch() / "other";
+    ASSERT_EQ(Tonvale({"init", "--root", other}).status, 0);
+    ASSERT_EQ(Tonvale({"stop", "--root", other}).status, 0);
+    fs::remove_all(other + std::string(varn::path::kClusterData));
+    setenv("PGHOST", At(varn::path::kDatabaseSocketDir).c_str(), 1);
+    for (const char *verb : {"songs", "index"}) {
+        const Finished done = Tonvale({verb, "--root", other});
+        EXPECT_EQ(done.status, 1) << verb;
+        EXPECT_TRUE(Contains(done.err, "run 'tonvale init --root " + other + "'")) << done.err;
+    }
+    setenv("PGHOST", "/nonexistent", 1);
+}
+
 TEST_F(SchemaTest, AnExternalServerStaysChosen) {
     const std::string other = scratch() / "other";
+    // Chosen even where the server does not answer yet.
+    EXPECT_EQ(Tonvale({"init", "--root", other, "--database", "external"}).status, 1);
     setenv("PGHOST", At(varn::path::kDatabaseSocketDir).c_str(), 1);
-    EXPECT_EQ(Tonvale({"init", "--root", other, "--database", "external"}).status, 0);
     EXPECT_EQ(Tonvale({"init", "--root", other}).status, 0);
     const Finished songs = Tonvale({"songs", "--root", other});
     EXPECT_EQ(songs.out, "0 of 0 tracks\n") << songs.err;

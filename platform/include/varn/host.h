@@ -41,6 +41,17 @@ VARN_EXPORT Outcome AddMusicFolders(const std::vector<std::string> &folders);
 // The indexed folders, absolute, in the order of the file "/usr/varn/etc/index_folder.conf".
 VARN_EXPORT std::vector<std::string> IndexedFolders();
 
+// " --root DIR", quoted for a shell where needed, or "" without a root: for hints in messages.
+VARN_EXPORT std::string RootOption();
+
+// Which server a root's library database is on: a cluster of its own below the root, or the one that
+// the database client's variables (PGHOST and its kin) name.
+enum class DatabaseKind { kPrivate, kExternal };
+
+// The root's choice, kept in the package configuration; private as long as nothing was chosen.
+VARN_EXPORT DatabaseKind ChosenDatabase();
+VARN_EXPORT Outcome ChooseDatabase(DatabaseKind kind);
+
 enum class Durability {
     kFull,
     kNone,  // no fsync: for tests and measurements, whose data may be lost with the machine
@@ -65,7 +76,8 @@ VARN_EXPORT Outcome StopCluster();
 // this version is left alone, and one of a later version is refused.
 VARN_EXPORT Outcome MigrateSchema();
 
-// Good when the library database answers and has exactly this version's schema.
+// Good when the library database answers and has exactly this version's schema. Neither of the two
+// goes to another server in place of a root's own cluster, be it missing.
 VARN_EXPORT Outcome CheckSchema();
 
 }  // namespace varn::host

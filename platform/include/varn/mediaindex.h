@@ -30,7 +30,7 @@ typedef struct _VARN_MEDIA_INFO_ {
     int filesize;          // bytes; 2147483647 for anything larger
     int is_virtual;        // 1: one track of a cue sheet
     int virtual_track;     // its number in the sheet
-    int virtual_start;     // where it starts in the file, seconds
+    int virtual_start;     // where it starts in the file, seconds; 0 for rows without audio_offset
     uint32_t userid;       // owner; 0: shared
     char reserved[1804];
 } VARN_MEDIA_INFO;

@@ -16,6 +16,14 @@ VARN_EXPORT std::string SystemPath(std::string_view fixedPath);
 // The root itself, or "" on a real installation.
 VARN_EXPORT const std::string &SystemRoot();
 
+namespace varn {
+
+// The package's account, which is also its role in the database, and the library database.
+inline constexpr char kPackageAccount[] = "Tonvale";
+inline constexpr char kLibraryDatabase[] = "mediaserver";
+
+}  // namespace varn
+
 namespace varn::path {
 
 // Accounts; used only below a root, a real installation asks the system's own name service.
