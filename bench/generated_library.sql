@@ -1,7 +1,7 @@
 -- A library of any size for tests of plans and for measurements: generate_library(tracks).
 --
--- Ten tracks an album, three albums an artist, twenty genres of which every tenth track has two, one
--- track in fifty virtual (a file of its own, split into four), one in seven rated by user 1030.
+-- Ten tracks an album, three albums an artist, twenty genres of which every tenth track has two,
+-- one track in fifty virtual (a file of its own, split into four), one in seven rated by user 1030.
 CREATE OR REPLACE FUNCTION pg_temp.generate_library(tracks integer) RETURNS void
 LANGUAGE plpgsql AS $$
 BEGIN

@@ -1,8 +1,8 @@
 // Queries on the music library.
 //
-// Every read goes through one frame: the caller names a library kind, a user, a table type, columns,
-// a condition, a grouping, an order and a page; the frame builds the view of the tracks which that
-// user may see, wraps the caller's pieces round it and runs the statement.
+// Every read goes through one frame: the caller names a library kind, a user, a table type,
+// columns, a condition, a grouping, an order and a page; the frame builds the view of the tracks
+// which that user may see, wraps the caller's pieces round it and runs the statement.
 //
 // Library kinds, exactly these nine:
 //   all, personal, shared                      real tracks that no cue sheet splits, and virtual
@@ -52,8 +52,9 @@ TONVALE_EXPORT DBConnect_tag *AudioInfoDBConnect(void) noexcept;
 //   condition        null or empty: none. One that contains the word "genre", be it in a value, is
 //                    tested against each single genre of a track; a track still comes once
 //   groupBy          null or empty: none
-//   orderBy          null or empty: none. Exactly "RANDOM()" draws a random sample of `limit` tracks
-//                    from the library kind, in place of the condition: `limit` must be positive
+//   orderBy          null or empty: none. Exactly "RANDOM()" draws a random sample of `limit`
+//                    tracks from the library kind, in place of the condition: `limit` must be
+//                    positive
 //   offset, limit    the page; limit 0 or below means no limit, below 0 the offset is ignored too
 //   withResultCount  not 0: each row carries, in "result_count", the number of rows without the
 //                    page. The server then reads every row of the view; a page without it and one
@@ -67,14 +68,14 @@ TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpen(const char *library, uid_t uid, 
 // Frees the rows, closes the connection and frees the handle; null is accepted.
 TONVALE_EXPORT void AudioInfoDBClose(MEDIA_DB_HANDLE *handle) noexcept;
 
-// Counts rows: COUNT(countExpression) over the view of the kind that NormalizeLibraryKind gives. Only
-// the side tables that the condition names are joined; the count expression and the grouping are not
-// looked at ("DISTINCT artist" needs a condition that names artist). With a grouping the result is
-// the first group's count.
+// Counts rows: COUNT(countExpression) over the view of the kind that NormalizeLibraryKind gives.
+// Only the side tables that the condition names are joined; the count expression and the grouping
+// are not looked at ("DISTINCT artist" needs a condition that names artist). With a grouping the
+// result is the first group's count.
 // escapeCondition 1 doubles the backslashes in the condition's LIKE patterns first; it is not for
 // patterns that @VARN:LVAR made safe already.
-// Returns the count, or -1; without a log line for a personal kind that the user may not browse, and
-// for a grouping without any group.
+// Returns the count, or -1; without a log line for a personal kind that the user may not browse,
+// and for a grouping without any group.
 TONVALE_EXPORT int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int tableType,
                                            const char *countExpression, const char *condition,
                                            const char *groupBy, int escapeCondition) noexcept;
@@ -96,15 +97,15 @@ enum VARN_JOIN_TABLE {
 // personal one. `whereOut` becomes the view's own filter for tracks, and "" for the others.
 // `joinFlags` has VARN_JOIN_TABLES entries. genreJoin not 0 gives a row for each genre of a track,
 // otherwise a track has one row with its genres joined.
-// 0, or -1 (a null argument, bad uid, unknown kind or table type, a text that does not fit) with both
-// outputs as "".
+// 0, or -1 (a null argument, bad uid, unknown kind or table type, a text that does not fit) with
+// both outputs as "".
 TONVALE_EXPORT int GenerateTableString(const char *library, uid_t uid, int tableType,
                                        char *tableOut, size_t tableOutSize, char *whereOut,
                                        size_t whereOutSize, const int *joinFlags,
                                        int genreJoin) noexcept;
 
-// Writes the track view for a filter (null: none), cut to outSize-1 bytes. Returns the length of the
-// whole text, as snprintf(3) does, or -1 for null `out` or `joinFlags`.
+// Writes the track view for a filter (null: none), cut to outSize-1 bytes. Returns the length of
+// the whole text, as snprintf(3) does, or -1 for null `out` or `joinFlags`.
 TONVALE_EXPORT int CreateString(char *out, size_t outSize, const int *joinFlags, uid_t uid,
                                 const char *whereClause, int genreJoin) noexcept;
 
@@ -113,17 +114,17 @@ TONVALE_EXPORT int CreateString(char *out, size_t outSize, const int *joinFlags,
 TONVALE_EXPORT void UpdateJoinTableArgs(int *joinFlags, const char *text) noexcept;
 
 // Completes an order: the primary text, if any, then each of album, disc, track, title, artist,
-// genre, year, path, duration, star that the primary text does not begin with. The result is bounded
-// at 1023 bytes, whatever is cut off, and gets a blank at both ends. Returns its length; `out` holds
-// at most outSize-1 bytes of it. -1 for null `out`.
+// genre, year, path, duration, star that the primary text does not begin with. The result is
+// bounded at 1023 bytes, whatever is cut off, and gets a blank at both ends. Returns its length;
+// `out` holds at most outSize-1 bytes of it. -1 for null `out`.
 TONVALE_EXPORT int GenerateOrderString(const char *primary, char *out, size_t outSize) noexcept;
 
 }  // extern "C"
 
-// The library kind that a user's request really means: for a user whose personal library is switched
-// off "all", "actual" and "virtual" become their shared forms. 0, or -1 with `out` unchanged for a
-// personal kind that is switched off (not logged), an unknown user, or a null library. A text that
-// is no library kind stays as it is.
+// The library kind that a user's request really means: for a user whose personal library is
+// switched off "all", "actual" and "virtual" become their shared forms. 0, or -1 with `out`
+// unchanged for a personal kind that is switched off (not logged), an unknown user, or a null
+// library. A text that is no library kind stays as it is.
 TONVALE_EXPORT int NormalizeLibraryKind(const char *library, uid_t uid, std::string &out) noexcept;
 
 namespace Tonvale {

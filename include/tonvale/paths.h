@@ -11,10 +11,10 @@
 
 namespace AudioFile {
 
-// Turns a share-relative path into a volume path. The path must begin with "/" + share name, with one
-// slash: the volume path is put together by the length of the share's name, so that a path without
-// the slash loses the character after the name, and one with two leads out of the share. ".." is not
-// resolved. Check a path that came from outside before, or the result after.
+// Turns a share-relative path into a volume path. The path must begin with "/" + share name, with
+// one slash: the volume path is put together by the length of the share's name, so that a path
+// without the slash loses the character after the name, and one with two leads out of the share.
+// ".." is not resolved. Check a path that came from outside before, or the result after.
 //   sharePath     e.g. "/music/a/b.mp3", at most 4095 bytes of it are read for the share name
 //   fullPath      out: "/volume1/music/a/b.mp3"
 //   shareName     out: "music"; "home" for the user's home folder
@@ -26,8 +26,8 @@ TONVALE_EXPORT bool FullPathGet(const char *sharePath, std::string &fullPath,
                                 std::string &shareName, std::string &volume,
                                 std::string &shareVolPath, const std::string &userName) noexcept;
 
-// The share-relative path of a volume path, or "" when no share holds it or it is not written in the
-// share's own way ("//", "/./" or ".." in it).
+// The share-relative path of a volume path, or "" when no share holds it or it is not written in
+// the share's own way ("//", "/./" or ".." in it).
 TONVALE_EXPORT std::string GetSharePathByVolPath(const char *volPath) noexcept;
 
 // The user's home folder with links resolved, followed by "/music"; "" for an unknown user. The

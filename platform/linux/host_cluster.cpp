@@ -182,10 +182,10 @@ Postmaster ReadPostmaster() {
     return server;
 }
 
-// True when the process that the server's file names is this cluster's server, which works in its data
-// folder. After a crash of the machine the number may be somebody else's, another cluster's server
-// included; a server that was killed may wait as a zombie, which has no folder, for a parent that
-// never asks.
+// True when the process that the server's file names is this cluster's server, which works in its
+// data folder. After a crash of the machine the number may be somebody else's, another cluster's
+// server included; a server that was killed may wait as a zombie, which has no folder, for a
+// parent that never asks.
 bool IsAlive(const Postmaster &server) {
     const AsPackageAccount account;  // root alone may not be shown another account's folder
     std::error_code error;

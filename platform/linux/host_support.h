@@ -38,9 +38,9 @@ class AsPackageAccount {
     bool good_ = false;
 };
 
-// Keeps other processes from changing the root's settings and its cluster for the length of a scope.
-// The lock is on a folder that only the package's account and root can open, so nothing is left
-// behind and nobody else can hold it.
+// Keeps other processes from changing the root's settings and its cluster for the length of a
+// scope. The lock is on a folder that only the package's account and root can open, so nothing is
+// left behind and nobody else can hold it.
 class RootLock {
   public:
     RootLock();

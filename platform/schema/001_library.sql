@@ -2,9 +2,9 @@
 --
 -- Side tables hold at most one row per track (genre_track: one per track and genre) under a unique
 -- key, so that the planner drops the join of a side table that a statement does not use. No column
--- of a side table is called id, path, is_virtual or has_virtual: statements over the joins use those
--- names unqualified. There are no foreign keys, whose checks would cost every row of a bulk load; a
--- trigger on deletion keeps the side tables in step instead.
+-- of a side table is called id, path, is_virtual or has_virtual: statements over the joins use
+-- those names unqualified. There are no foreign keys, whose checks would cost every row of a bulk
+-- load; a trigger on deletion keeps the side tables in step instead.
 --
 -- Texts are bounded by the indexer (255 characters; comments 4095 bytes), so that every index row
 -- fits. Paths are not, hence their hash and SP-GiST indexes, which have no size limit.
@@ -181,7 +181,8 @@ CREATE INDEX pin_order ON pin (user_id, sort_key);
 CREATE INDEX playlist_sharing_owner ON playlist_sharing (user_id, playlist_id);
 CREATE INDEX playlist_sharing_path ON playlist_sharing USING hash (path);
 
--- ---- side tables follow their track --------------------------------------------------------------
+-- ---- side tables follow their track
+-- --------------------------------------------------------------
 
 CREATE FUNCTION drop_side_rows() RETURNS trigger LANGUAGE plpgsql AS $$
 BEGIN

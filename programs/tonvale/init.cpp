@@ -20,8 +20,8 @@ struct InitOptions {
     std::string database;  // "": as the root has it
 };
 
-// An explicit choice is kept before anything can fail: a later init without the option must not give
-// a root with an external server a cluster of its own.
+// An explicit choice is kept before anything can fail: a later init without the option must not
+// give a root with an external server a cluster of its own.
 Outcome ChooseDatabase(const std::string &asked) {
     if (asked == kExternal && varn::host::HasCluster()) {
         return Outcome::Problem("the root " + SystemRoot() +

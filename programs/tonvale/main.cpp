@@ -31,7 +31,8 @@ bool SetRoot(const std::string &root) {
     return true;
 }
 
-// True on a machine where the system is installed without a root. Anywhere else a root has to be named.
+// True on a machine where the system is installed without a root. Anywhere else a root has to be
+// named.
 bool HasInstalledSystem() {
     if (access("/var/packages/Tonvale", F_OK) == 0) {
         return true;

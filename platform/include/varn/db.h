@@ -14,11 +14,12 @@ typedef struct VARNDB_RESULT_tag VARNDB_RESULT;  // the rows of a statement, ind
 
 extern "C" {
 
-// Connects. `socketDir` is the folder of the server's local socket, an absolute path without commas;
-// the client library's variables (PGHOST, PGSERVICE and their kin) do not lead past it. Null leaves
-// host and port to them and the client library's own defaults. `password` may be null. Waiting for a
-// server ends after 10 seconds unless PGCONNECT_TIMEOUT says otherwise.
-// Returns the connection, closed with VARNDBClose; or null, with the reason in VARNDBErrorGet(null).
+// Connects. `socketDir` is the folder of the server's local socket, an absolute path without
+// commas; the client library's variables (PGHOST, PGSERVICE and their kin) do not lead past it.
+// Null leaves host and port to them and the client library's own defaults. `password` may be null.
+// Waiting for a server ends after 10 seconds unless PGCONNECT_TIMEOUT says otherwise.
+// Returns the connection, closed with VARNDBClose; or null, with the reason in
+// VARNDBErrorGet(null).
 VARN_EXPORT DBConnect_tag *VARNDBConnect(const char *socketDir, const char *user,
                                          const char *password, const char *database);
 VARN_EXPORT void VARNDBClose(DBConnect_tag *conn);
@@ -77,11 +78,11 @@ VARN_EXPORT char *VARNDBEscapeStringEX3(int mode, const char *tmpl, ...);
 VARN_EXPORT int VARNDBEscapeString(const char *in, char *out, size_t outSize);
 VARN_EXPORT int VARNDBEscapeBackslash(const char *in, char *out, size_t outSize);
 
-// Doubles, in place, the backslashes inside the string literals that directly follow LIKE or ILIKE in
-// a finished condition, so that they match themselves; all else stays. It is not for patterns that
-// @VARN:LVAR made safe already. Plain literals and quoted names are understood; literals with escapes
-// (E'...'), dollar quotes and comments are not. `size` is the buffer's size; twice the condition's
-// length plus one always suffices.
+// Doubles, in place, the backslashes inside the string literals that directly follow LIKE or ILIKE
+// in a finished condition, so that they match themselves; all else stays. It is not for patterns
+// that @VARN:LVAR made safe already. Plain literals and quoted names are understood; literals with
+// escapes (E'...'), dollar quotes and comments are not. `size` is the buffer's size; twice the
+// condition's length plus one always suffices.
 // 0, or -1 with the condition unchanged (null, a buffer too small, a quote that is not closed).
 VARN_EXPORT int EscapeConditionEX(char *condition, size_t size);
 

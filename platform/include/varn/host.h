@@ -44,8 +44,8 @@ VARN_EXPORT std::vector<std::string> IndexedFolders();
 // " --root DIR", quoted for a shell where needed, or "" without a root: for hints in messages.
 VARN_EXPORT std::string RootOption();
 
-// Which server a root's library database is on: a cluster of its own below the root, or the one that
-// the database client's variables (PGHOST and its kin) name.
+// Which server a root's library database is on: a cluster of its own below the root, or the one
+// that the database client's variables (PGHOST and its kin) name.
 enum class DatabaseKind { kPrivate, kExternal };
 
 // The root's choice, kept in the package configuration; private as long as nothing was chosen.

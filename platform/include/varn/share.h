@@ -20,10 +20,10 @@ typedef struct _VARN_SHARE_ {
 VARN_EXPORT int VARNShareGet(const char *name, PVARN_SHARE *out);
 VARN_EXPORT void VARNShareFree(PVARN_SHARE share);
 
-// Finds the share that holds `path`: the share with the longest volume path that is `path` itself or a
-// folder above it, compared by whole components. Writes the share's name and volume path, which stands
-// at the front of `path` byte by byte: a path that writes the folder in another way ("//", "/./"), or
-// has a ".." component, is in no share.
+// Finds the share that holds `path`: the share with the longest volume path that is `path` itself
+// or a folder above it, compared by whole components. Writes the share's name and volume path,
+// which stands at the front of `path` byte by byte: a path that writes the folder in another way
+// ("//", "/./"), or has a ".." component, is in no share.
 // 0, or -1 with both outputs as "" (no such share, or one of them does not fit).
 VARN_EXPORT int VARNShareNamePathGet(const char *path, char *name, size_t nameSize, char *sharePath,
                                      size_t sharePathSize);

@@ -6,11 +6,11 @@
 
 #include "varn/export.h"
 
-// Puts the root in front of a fixed system path: the value of TONVALE_ROOT, without a trailing slash,
-// which is read once for the life of the process (secure_getenv(3), so a set-user-id program ignores
-// it). A relative one counts from the folder the process is in at that time. Without that variable the
-// path comes back unchanged: a real installation has no root. Shares, home folders and music are real
-// absolute paths and are never passed through here.
+// Puts the root in front of a fixed system path: the value of TONVALE_ROOT, without a trailing
+// slash, which is read once for the life of the process (secure_getenv(3), so a set-user-id
+// program ignores it). A relative one counts from the folder the process is in at that time.
+// Without that variable the path comes back unchanged: a real installation has no root. Shares,
+// home folders and music are real absolute paths and are never passed through here.
 VARN_EXPORT std::string SystemPath(std::string_view fixedPath);
 
 // The root itself, or "" on a real installation.
