@@ -165,6 +165,7 @@ CREATE INDEX track_owner ON track (userid, is_virtual, has_virtual);
 CREATE INDEX track_split ON track USING hash (path) WHERE has_virtual;
 CREATE INDEX track_title ON track (title_sort COLLATE "en_US_varnel");
 CREATE INDEX track_title_lower ON track (lower(title));
+CREATE INDEX track_title_text ON track USING gin (title gin_trgm_ops);
 CREATE INDEX album_track_album ON album_track (album);
 CREATE INDEX album_track_artist ON album_track (album_artist_search);
 CREATE INDEX artist_track_search ON artist_track (artist_search);
