@@ -8,8 +8,8 @@ struct ErrorState {
     int line = 0;
 };
 
-// One for the process: programs of this system have one thread.
-ErrorState g_lastError;
+// Each thread has its own: the indexer reads files on several.
+thread_local ErrorState g_lastError;
 
 }  // namespace
 

@@ -1,5 +1,6 @@
 // Folders of music: shared, and indexed.
 #include <fcntl.h>
+#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -125,6 +126,50 @@ Outcome AddIndexedFolders(const std::vector<std::string> &paths) {
     return known.size() == before ? Outcome::Good() : WriteFile(file, text, 0644);
 }
 
+// Calls `each` with every account; false when they cannot be read to the end.
+template <typename Each>
+bool ForEachAccount(const Each &each) {
+    if (SystemRoot().empty()) {
+        setpwent();
+        errno = 0;
+        while (const passwd *const entry = getpwent()) {
+            each(*entry);
+            errno = 0;
+        }
+        const bool whole = errno == 0 || errno == ENOENT;
+        endpwent();
+        return whole;
+    }
+    const UniqueFile file(std::fopen(SystemPath(path::kPasswd).c_str(), "re"));
+    if (!file) {
+        return false;
+    }
+    errno = 0;
+    while (const passwd *const entry = fgetpwent(file.get())) {
+        each(*entry);
+        errno = 0;
+    }
+    return std::ferror(file.get()) == 0;
+}
+
+// The folder of all homes, as the link names it and with all links resolved; both are the same
+// where the disk that it leads to is away.
+std::vector<std::string> HomesFolders() {
+    const fs::path link = SystemPath(path::kHomes);
+    std::error_code error;
+    fs::path named = fs::read_symlink(link, error);
+    if (error) {
+        named = fs::is_directory(link, error) ? link : fs::path();
+    } else if (named.is_relative()) {
+        named = (link.parent_path() / named).lexically_normal();
+    }
+    if (named.empty()) {
+        return {};
+    }
+    const MallocPtr<char> real(realpath(link.c_str(), nullptr));
+    return {link.string(), named.string(), real ? real.get() : named.string()};
+}
+
 }  // namespace
 
 Outcome AddMusicFolders(const std::vector<std::string> &folders) {
@@ -160,6 +205,24 @@ std::vector<std::string> IndexedFolders() {
         }
     }
     return folders;
+}
+
+std::optional<std::vector<HomeOwner>> HomeOwners() {
+    const std::vector<std::string> homes = HomesFolders();
+    if (homes.empty()) {
+        return std::nullopt;
+    }
+    std::vector<HomeOwner> accounts;
+    const bool whole = ForEachAccount([&](const passwd &entry) {
+        const auto holds = [&](const std::string &folder) {
+            const auto below = PathBelow(folder, entry.pw_dir);
+            return below && !below->empty();
+        };
+        if (std::any_of(homes.begin(), homes.end(), holds)) {
+            accounts.push_back({entry.pw_name, entry.pw_uid});
+        }
+    });
+    return whole ? std::optional(std::move(accounts)) : std::nullopt;
 }
 
 }  // namespace varn::host

@@ -209,7 +209,7 @@ Outcome MakeFolders(const std::string &root) {
     }
     for (const std::string_view fixed :
          {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/log/Tonvale"),
-          path::kPreferences, path::kDatabaseSocketDir}) {
+          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir}) {
         if (Outcome done = MakeFolder(SystemPath(fixed), PackageOwner()); !done) {
             return done;
         }

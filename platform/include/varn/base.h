@@ -24,7 +24,7 @@ enum VLIB_ERROR {
     VLIB_ERR_DATABASE = 0x0B00,    // the database refused; VARNDBErrorGet tells why
 };
 
-// The code, source path and line of the last failure in this process; VLIB_ERR_NONE, "" and 0
+// The code, source path and line of the last failure in this thread; VLIB_ERR_NONE, "" and 0
 // before the first one. A success does not reset them.
 VARN_EXPORT int VLIBCErrGet(void);
 VARN_EXPORT const char *VLIBCErrFile(void);

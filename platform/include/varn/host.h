@@ -4,6 +4,9 @@
 // not. Programs that set up or check a system use them, and the tests.
 #pragma once
 
+#include <sys/types.h>
+
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -40,6 +43,16 @@ VARN_EXPORT Outcome AddMusicFolders(const std::vector<std::string> &folders);
 
 // The indexed folders, absolute, in the order of the file "/usr/varn/etc/index_folder.conf".
 VARN_EXPORT std::vector<std::string> IndexedFolders();
+
+struct HomeOwner {
+    std::string name;
+    uid_t uid;
+};
+
+// The accounts whose home folder lies below the folder of all homes, the target of the link
+// "/var/services/homes", whether those folders are there or not. None when the accounts or the link
+// cannot be read, which is not the same as an empty list: there may be such accounts.
+VARN_EXPORT std::optional<std::vector<HomeOwner>> HomeOwners();
 
 // " --root DIR", quoted for a shell where needed, or "" without a root: for hints in messages.
 VARN_EXPORT std::string RootOption();

@@ -44,6 +44,11 @@ inline constexpr std::string_view kPackageDefaultConf =
     "/var/packages/Tonvale/target/etc/audio.conf";
 inline constexpr std::string_view kUsersFile = "/var/packages/Tonvale/etc/audio.users";
 
+// The indexer's notices (varn/notify.h).
+inline constexpr std::string_view kSpoolDir = "/var/spool/Tonvale";
+inline constexpr std::string_view kNotifySpool = "/var/spool/Tonvale/notify";
+inline constexpr std::string_view kNotifySocket = "/var/run/Tonvale/varnindex.sock";
+
 // The library database.
 inline constexpr std::string_view kDatabaseSocketDir = "/var/run/Tonvale";
 inline constexpr std::string_view kDatabaseSocket = "/var/run/Tonvale/.s.PGSQL.5432";

@@ -1,0 +1,244 @@
+#include "varn/notify.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/stat.h>
+#include <sys/un.h>
+#include <unistd.h>
+
+#include <array>
+#include <climits>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "linux/files.h"
+#include "platform/child.h"
+#include "support/fixture.h"
+#include "varn/base.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using varn::notify::Notice;
+using varn::notify::ParseLine;
+
+// Paths that a line-based file could come to grief over.
+std::vector<std::string> HostilePaths() {
+    return {"/music/a b.mp3",
+            "/music/two\nlines\r\n",
+            "/music/tab\there\\n\\",
+            "/music/\xFF\xFE not utf-8",
+            "/*",
+            "/" + std::string(PATH_MAX - 2, 'p'),
+            "/" + std::string(PATH_MAX - 2, '\n')};
+}
+
+class NotifyTest : public tonvale_test::SystemTest {
+  protected:
+    static fs::path Spool() { return At(varn::path::kNotifySpool); }
+
+    // What the spool holds; a line that is no notice fails the test.
+    static std::vector<Notice> Spooled() {
+        std::vector<Notice> notices;
+        std::istringstream text(ReadFile(Spool()));
+        for (std::string line; std::getline(text, line);) {
+            const auto notice = ParseLine(line);
+            EXPECT_TRUE(notice) << line;
+            notices.push_back(notice.value_or(Notice()));
+        }
+        return notices;
+    }
+
+    static varn::UniqueFd Listen() {
+        varn::UniqueFd listener(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        const std::string path = At(varn::path::kNotifySocket);
+        path.copy(address.sun_path, sizeof address.sun_path - 1);
+        unlink(path.c_str());
+        EXPECT_EQ(bind(listener.Get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        return listener;
+    }
+
+    static std::vector<Notice> Received(const varn::UniqueFd &listener) {
+        std::vector<Notice> notices;
+        std::array<char, varn::notify::kMaxLine> line;
+        for (ssize_t got = 0; (got = recv(listener.Get(), line.data(), line.size(), 0)) >= 0;) {
+            const auto notice = ParseLine({line.data(), static_cast<std::size_t>(got)});
+            EXPECT_TRUE(notice);
+            notices.push_back(notice.value_or(Notice()));
+        }
+        return notices;
+    }
+
+    void TearDown() override {
+        fs::remove(At(varn::path::kNotifySocket));
+        SystemTest::TearDown();
+    }
+};
+
+TEST_F(NotifyTest, HostilePathsArriveAsTheyWereSent) {
+    std::vector<Notice> received;
+    varn::UniqueFd listener;
+    const auto receive = [&] {
+        for (const Notice &notice : Received(listener)) {
+            received.push_back(notice);
+        }
+    };
+    const auto sendAll = [&] {
+        for (const std::string &path : HostilePaths()) {
+            EXPECT_EQ(VLIBVRNotify(path.c_str(), nullptr, VLIB_NOTIFY_CREATED), 0);
+            EXPECT_EQ(VLIBVRNotify(path.c_str(), "", VLIB_NOTIFY_CHANGED), 0);
+            EXPECT_EQ(VLIBVRNotify(path.c_str(), path.c_str(), VLIB_NOTIFY_MOVED), 0);
+            receive();
+        }
+        EXPECT_EQ(VLIBVRNotify("4711", nullptr, VLIB_NOTIFY_DELETED), 0);
+        receive();
+    };
+    const auto expectAll = [](const std::vector<Notice> &notices) {
+        const auto paths = HostilePaths();
+        ASSERT_EQ(notices.size(), 3 * paths.size() + 1);
+        for (std::size_t i = 0; i < paths.size(); ++i) {
+            const Notice &moved = notices[3 * i + 2];
+            EXPECT_EQ(notices[3 * i].code, VLIB_NOTIFY_CREATED);
+            EXPECT_EQ(notices[3 * i].pathOrId, paths[i]);
+            EXPECT_EQ(notices[3 * i + 1].code, VLIB_NOTIFY_CHANGED);
+            EXPECT_EQ(moved.code, VLIB_NOTIFY_MOVED);
+            EXPECT_EQ(moved.pathOrId, paths[i]);
+            EXPECT_EQ(moved.oldPath, paths[i]);
+        }
+        EXPECT_EQ(notices.back().code, VLIB_NOTIFY_DELETED);
+        EXPECT_EQ(notices.back().pathOrId, "4711");
+    };
+    sendAll();
+    expectAll(Spooled());
+    fs::remove(Spool());
+    listener = Listen();
+    sendAll();
+    expectAll(received);
+    EXPECT_FALSE(fs::exists(Spool()));
+}
+
+TEST_F(NotifyTest, WhatCannotBeANoticeIsRefused) {
+    struct Case {
+        std::string path;
+        std::string oldPath;
+        int code;
+    };
+    const std::string tooLong = "/" + std::string(PATH_MAX - 1, 'p');
+    for (const Case &bad :
+         {Case{"", "", 2}, Case{"relative", "", 64}, Case{"/a/../b", "", 2}, Case{tooLong, "", 2},
+          Case{"/a", "/b", 64}, Case{"/a", "", 256}, Case{"/a", "b", 256}, Case{"/a", tooLong, 256},
+          Case{"/a", "", 128}, Case{"", "", 128}, Case{"-1", "", 128}, Case{"1 ", "", 128},
+          Case{"99999999999", "", 128}, Case{"/a", "", 0}, Case{"/a", "", 66}}) {
+        EXPECT_EQ(VLIBVRNotify(bad.path.c_str(), bad.oldPath.c_str(), bad.code), -1) << bad.path;
+        EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_BAD_PARAMETER);
+    }
+    EXPECT_EQ(VLIBVRNotify(nullptr, nullptr, VLIB_NOTIFY_CHANGED), -1);
+    EXPECT_FALSE(fs::exists(Spool()));
+    for (const char *line : {"", "64", "64\t/a", "64\t/a\t\t", "x\t/a\t", "64\t/a\\\t",
+                             "64\t/a\\x\t", "64\trelative\t", " 64\t/a\t", "64 \t/a\t", "**"}) {
+        EXPECT_FALSE(ParseLine(line)) << line;
+    }
+}
+
+// Nothing gets lost between the two ways when the listener is slow, and nothing waits for it.
+TEST_F(NotifyTest, WhatAListenerDoesNotTakeIsSpooled) {
+    constexpr int kMost = 5000;
+    varn::UniqueFd listener = Listen();
+    int sent = 0;
+    while (!fs::exists(Spool()) && sent < kMost) {
+        ASSERT_EQ(VLIBVRNotify(("/music/" + std::to_string(sent)).c_str(), nullptr, 2), 0);
+        ++sent;
+    }
+    ASSERT_LT(sent, kMost);
+    EXPECT_EQ(Received(listener).size() + Spooled().size(), static_cast<std::size_t>(sent));
+    listener.Reset();  // its file stays, as after a crash
+    ASSERT_EQ(VLIBVRNotify("/music/late", nullptr, 2), 0);
+    EXPECT_EQ(Spooled().back().pathOrId, "/music/late");
+}
+
+TEST_F(NotifyTest, AFullSpoolAsksForEverything) {
+    ASSERT_EQ(VLIBVRNotify("/music/first", nullptr, 2), 0);
+    fs::resize_file(Spool(), (4U << 20) - 5);
+    ASSERT_EQ(VLIBVRNotify("/music/too much", nullptr, 2), 0);
+    ASSERT_EQ(VLIBVRNotify("/music/after", nullptr, 2), 0);
+    const auto notices = Spooled();
+    ASSERT_EQ(notices.size(), 2U);
+    EXPECT_TRUE(notices[0].everything);
+    EXPECT_EQ(notices[1].pathOrId, "/music/after");
+}
+
+TEST_F(NotifyTest, OnlyAPlainFileOfItsOwnIsWritten) {
+    const fs::path victim = scratch() / "victim";
+    std::ofstream(victim) << "precious\n";
+    const auto expectRefused = [&](const char *what) {
+        EXPECT_EQ(VLIBVRNotify("/music/a", nullptr, 2), -1) << what;
+        EXPECT_NE(VLIBCErrGet(), VLIB_ERR_BAD_PARAMETER);
+        EXPECT_EQ(ReadFile(victim), "precious\n");
+        fs::remove(Spool());
+    };
+    fs::create_symlink(victim, Spool());
+    expectRefused("a symbolic link");
+    fs::create_hard_link(victim, Spool());
+    expectRefused("a hard link");
+    ASSERT_EQ(mkfifo(Spool().c_str(), 0600), 0);
+    expectRefused("a FIFO");
+    fs::create_directory(Spool());
+    expectRefused("a folder");
+    fs::remove(Spool().parent_path());
+    EXPECT_EQ(VLIBVRNotify("/music/a", nullptr, 2), -1);
+}
+
+TEST_F(NotifyTest, ALockThatIsNeverReleasedIsNotWaitedFor) {
+    ASSERT_EQ(VLIBVRNotify("/music/a", nullptr, 2), 0);
+    const varn::UniqueFd holder(open(Spool().c_str(), O_RDONLY | O_CLOEXEC));
+    ASSERT_EQ(flock(holder.Get(), LOCK_EX), 0);
+    EXPECT_EQ(VLIBVRNotify("/music/b", nullptr, 2), -1);
+    EXPECT_EQ(Spooled().size(), 1U);
+}
+
+TEST_F(NotifyTest, RootAndThePackageShareTheSpool) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root";
+    }
+    const auto asPackage = [] {
+        ASSERT_EQ(ResetCredentialsByName("Tonvale", false), 0);
+        EXPECT_EQ(VLIBVRNotify("/music/package", nullptr, 2), 0);
+    };
+    ASSERT_EQ(VLIBVRNotify("/music/root", nullptr, 2), 0);
+    EXPECT_TRUE(tonvale_test::HoldsInChild(asPackage));
+    fs::remove(Spool());
+    EXPECT_TRUE(tonvale_test::HoldsInChild(asPackage));
+    EXPECT_EQ(VLIBVRNotify("/music/root", nullptr, 2), 0);
+    EXPECT_EQ(Spooled().size(), 2U);
+}
+
+// Lines of several writers at once stay whole.
+TEST_F(NotifyTest, WritersDoNotMixTheirLines) {
+    constexpr int kWriters = 4;
+    constexpr int kEach = 200;
+    std::vector<pid_t> writers;
+    for (int writer = 0; writer < kWriters; ++writer) {
+        writers.push_back(tonvale_test::StartInChild([&] {
+            const std::string path = "/music/" + std::string(1000, static_cast<char>('a' + writer));
+            for (int i = 0; i < kEach; ++i) {
+                // A crowd may be too much for the time that a caller waits.
+                while (VLIBVRNotify(path.c_str(), nullptr, 2) != 0) {
+                }
+            }
+        }));
+    }
+    for (const pid_t writer : writers) {
+        EXPECT_TRUE(tonvale_test::EndedWell(writer));
+    }
+    EXPECT_EQ(Spooled().size(), std::size_t{kWriters} * kEach);
+}
+
+}  // namespace
