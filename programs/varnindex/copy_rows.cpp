@@ -40,9 +40,10 @@ class Line {
     }
 
     Line &AddOptional(const std::optional<float> &number) {
-        if (number) {
-            return AddNumber(*number);
-        }
+        return number ? AddNumber(*number) : AddNull();
+    }
+
+    Line &AddNull() {
         Separate();
         out_ += "\\N";
         return *this;
@@ -60,6 +61,12 @@ class Line {
     bool first_ = true;
 };
 
+}  // namespace
+
+std::int64_t StorableTime(std::int64_t microseconds) {
+    return std::clamp(microseconds, kYear1, kYear10000 - 1);
+}
+
 std::string Timestamp(std::int64_t microseconds) {
     std::int64_t seconds = microseconds / kSecond;
     std::int64_t fraction = microseconds % kSecond;
@@ -75,12 +82,6 @@ std::string Timestamp(std::int64_t microseconds) {
                                      utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour,
                                      utc.tm_min, utc.tm_sec, static_cast<int>(fraction));
     return {text.data(), static_cast<std::size_t>(length)};
-}
-
-}  // namespace
-
-std::int64_t StorableTime(std::int64_t microseconds) {
-    return std::clamp(microseconds, kYear1, kYear10000 - 1);
 }
 
 void AppendEscaped(std::string &out, std::string_view value) {
@@ -104,7 +105,7 @@ void AppendEscaped(std::string &out, std::string_view value) {
     }
 }
 
-void AppendTrackRow(std::string &rows, int id, const Song &song) {
+void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind) {
     const std::string genres = JoinGenres(song.genres);
     Line line(rows);
     line.AddNumber(id).Add(song.path).Add(song.title).Add(song.titleSort);
@@ -113,6 +114,18 @@ void AppendTrackRow(std::string &rows, int id, const Song &song) {
     line.Add(song.comment).AddNumber(song.track).AddNumber(song.disc);
     line.Add(song.container).Add(song.codec).Add(Timestamp(song.modified));
     line.Add(genres).Add(SortName(genres));
+    line.AddNumber(song.userid).AddNumber(song.pictures);
+    line.Add(kind == RowKind::kTrack ? "t" : "f").Add(kind == RowKind::kSplit ? "t" : "f");
+    // A track is moved with its file, and never by itself.
+    if (kind == RowKind::kTrack) {
+        line.AddNull().AddNumber(0);
+    } else {
+        line.AddNumber(song.fingerprint).AddNumber(song.sheetStamp);
+    }
+}
+
+void AppendOffsetRow(std::string &rows, int id, int offset, const std::string &sheetPath) {
+    Line(rows).AddNumber(id).AddNumber(offset).Add(sheetPath);
 }
 
 void AppendSideRows(SideRows &rows, int id, const Song &song) {

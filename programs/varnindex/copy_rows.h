@@ -12,7 +12,8 @@ namespace varnindex {
 
 inline constexpr const char kTrackColumns[] =
     "id, path, title, title_sort, filesize, year, frequency, channel, bitrate, duration, comment,"
-    " track, disc, container, codec, mdate, agg_genre, agg_genre_sort";
+    " track, disc, container, codec, mdate, agg_genre, agg_genre_sort, userid, covercount,"
+    " is_virtual, has_virtual, fingerprint, sheet_stamp";
 
 // The side tables with a row of each song, and replay gain and genres with none or several.
 enum Side { kAlbum, kArtist, kComposer, kGenre, kReplayGain, kSideCount };
@@ -27,12 +28,24 @@ inline constexpr std::array<const char *, kSideCount> kCopySide = {
 
 using SideRows = std::array<std::string, kSideCount>;
 
+enum class RowKind {
+    kWhole,  // a file
+    kSplit,  // a file that a cue sheet makes tracks of
+    kTrack,  // one of them
+};
+
 // Appends a song's row of the track table (kTrackColumns), and its rows of each side table.
-void AppendTrackRow(std::string &rows, int id, const Song &song);
+void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind);
 void AppendSideRows(SideRows &rows, int id, const Song &song);
+
+// Appends a row of virtual_info_track.
+void AppendOffsetRow(std::string &rows, int id, int offset, const std::string &sheetPath);
 
 // A modification time that the library can hold: within the years 1 to 9999.
 std::int64_t StorableTime(std::int64_t microseconds);
+
+// The same as the database writes it.
+std::string Timestamp(std::int64_t microseconds);
 
 // Escapes one value of a COPY in text format.
 void AppendEscaped(std::string &out, std::string_view value);

@@ -18,6 +18,10 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <vector>
 
 namespace varnindex {
 namespace {
@@ -60,8 +64,55 @@ OpenedFile OpenOgg(TagLib::IOStream &stream) {
     return {Open<TagLib::Ogg::Vorbis::File>(stream), "vorbis"};
 }
 
+// Where the atoms within an atom of this name begin; none for one that holds none.
+std::optional<long> OffsetOfInner(const TagLib::ByteVector &name) {
+    static const std::array<TagLib::ByteVector, 9> kContainers = {
+        "moov", "udta", "mdia", "ilst", "stbl", "minf", "moof", "traf", "trak"};
+    if (name == "meta" || name == "stsd") {
+        return name == "meta" ? 12 : 16;
+    }
+    const bool holds = std::find(kContainers.begin(), kContainers.end(), name) != kContainers.end();
+    return holds ? std::optional(8L) : std::nullopt;
+}
+
+// TagLib reads atoms within atoms recursively.
+bool IsNestedTooDeep(TagLib::IOStream &stream) {
+    constexpr std::size_t kDeepest = 32;
+    std::vector<long> ends = {stream.length()};
+    for (long at = 0; at + 8 <= ends.front();) {
+        while (ends.size() > 1 && at >= ends.back()) {
+            ends.pop_back();
+        }
+        stream.seek(at);
+        const TagLib::ByteVector header = stream.readBlock(16);
+        if (header.size() < 8) {
+            return false;
+        }
+        long long length = header.toUInt(0U);
+        if (length == 1 && header.size() == 16) {
+            length = header.toLongLong(8U);
+        }
+        if (length < 8 || length > ends.front() - at) {
+            return false;
+        }
+        const auto inner = OffsetOfInner(header.mid(4, 4));
+        if (inner) {
+            ends.push_back(at + static_cast<long>(length));
+        }
+        if (ends.size() > kDeepest) {
+            return true;
+        }
+        at += inner.value_or(static_cast<long>(length));
+    }
+    return false;
+}
+
 OpenedFile OpenMp4(TagLib::IOStream &stream) {
     using TagLib::MP4::Properties;
+    if (IsNestedTooDeep(stream)) {
+        throw std::runtime_error("its atoms are nested too deep");
+    }
+    stream.seek(0);
     auto file = Open<TagLib::MP4::File>(stream);
     const auto *audio = file->audioProperties();
     const auto codec = audio != nullptr ? audio->codec() : Properties::Unknown;
@@ -131,19 +182,27 @@ constexpr std::array kFormats = {
     Format{"wv", "wv", OpenWavPack},  Format{"tta", "tta", OpenTrueAudio},
 };
 
+constexpr std::array<std::string_view, 5> kLists = {"m3u", "m3u8", "pls", "wpl", "cue"};
+
 constexpr std::size_t kLongestExtension = 4;
 
-}  // namespace
-
-const Format *FormatOfName(std::string_view name) {
+// The extension of a name in lower case; "" for one that is none of ours by its length.
+std::string Extension(std::string_view name) {
     const std::size_t dot = name.rfind('.');
     if (dot == std::string_view::npos || name.size() - dot - 1 > kLongestExtension) {
-        return nullptr;
+        return {};
     }
     std::string extension(name.substr(dot + 1));
     for (char &c : extension) {
         c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
     }
+    return extension;
+}
+
+}  // namespace
+
+const Format *FormatOfName(std::string_view name) {
+    const std::string extension = Extension(name);
     const auto *const found =
         std::find_if(kFormats.begin(), kFormats.end(),
                      [&](const Format &format) { return format.extension == extension; });
@@ -152,6 +211,18 @@ const Format *FormatOfName(std::string_view name) {
 
 bool IsMusicName(std::string_view name) {
     return FormatOfName(name) != nullptr;
+}
+
+bool IsListName(std::string_view name) {
+    return std::find(kLists.begin(), kLists.end(), Extension(name)) != kLists.end();
+}
+
+bool IsSheetName(std::string_view name) {
+    return Extension(name) == "cue";
+}
+
+bool IsIndexedName(std::string_view name) {
+    return IsMusicName(name) || IsListName(name);
 }
 
 }  // namespace varnindex

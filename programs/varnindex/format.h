@@ -19,13 +19,21 @@ struct OpenedFile {
 struct Format {
     std::string_view extension;  // lower case, without the dot
     std::string_view container;
+    // Throws std::runtime_error for a file that would exhaust TagLib.
     OpenedFile (*open)(TagLib::IOStream &stream);
 };
 
 // The format of a file name by its extension, in any case; null when that is no music.
 const Format *FormatOfName(std::string_view name);
 
-// True when FormatOfName knows the name. The walk's filter.
+// True when FormatOfName knows the name.
 bool IsMusicName(std::string_view name);
+
+// True for the names of playlists (M3U, M3U8, PLS, WPL) and cue sheets, and of cue sheets alone.
+bool IsListName(std::string_view name);
+bool IsSheetName(std::string_view name);
+
+// Music and lists: the filter of the walk.
+bool IsIndexedName(std::string_view name);
 
 }  // namespace varnindex

@@ -9,12 +9,14 @@ namespace {
 // ^@ is "begins with": no character of a path means anything to it.
 constexpr const char kDeclare[] =
     "DECLARE known_track NO SCROLL CURSOR WITH HOLD FOR"
-    " SELECT id, path, filesize, (extract(epoch FROM mdate) * 1000000)::bigint AS modified"
-    " FROM track WHERE userid = 0 AND NOT is_virtual AND (@VARN:NEVAR)"
+    " SELECT id, path, filesize, (extract(epoch FROM mdate) * 1000000)::bigint AS modified,"
+    " userid, sheet_stamp, has_virtual FROM track WHERE NOT is_virtual AND (@VARN:NEVAR)"
     " ORDER BY path COLLATE \"C\", id";
 constexpr const char *kFetch = "FETCH 5000 FROM known_track";
 
-std::string ScopeCondition(Scope scope, const std::vector<std::string> &folders) {
+}  // namespace
+
+std::string ScopeCondition(Scope scope, const std::vector<std::string> &folders, bool alsoFolders) {
     if (scope == Scope::kWholeLibrary) {
         return "true";
     }
@@ -22,20 +24,29 @@ std::string ScopeCondition(Scope scope, const std::vector<std::string> &folders)
     for (const std::string &folder : folders) {
         const std::string prefix = folder == "/" ? folder : folder + "/";
         condition += Made(varn::Sql(" OR path ^@ '@VARN:VAR'", prefix));
+        if (alsoFolders) {
+            condition += Made(varn::Sql(" OR path = '@VARN:VAR'", folder));
+        }
     }
     return condition;
 }
 
-}  // namespace
-
 KnownRows::KnownRows(Database &database, Scope scope, const std::vector<std::string> &folders)
     : database_(database) {
     Transaction transaction(database_);
-    database_.Execute(Made(varn::Sql(kDeclare, ScopeCondition(scope, folders))));
+    database_.Execute(Made(varn::Sql(kDeclare, ScopeCondition(scope, folders, false))));
     transaction.Commit();
 }
 
-const KnownRow *KnownRows::Front() {
+// A connection that is lost has no cursor any more.
+KnownRows::~KnownRows() {
+    try {
+        database_.Execute("CLOSE known_track");
+    } catch (const std::exception &) {
+    }
+}
+
+KnownRow *KnownRows::Front() {
     if (!front_ && !ended_) {
         Fetch();
     }
@@ -55,9 +66,14 @@ void KnownRows::Fetch() {
         ended_ = true;
         return;
     }
-    front_.emplace(KnownRow{static_cast<int>(block_->Number(next_, "id")),
-                            block_->Field(next_, "path"), block_->Number(next_, "filesize"),
-                            block_->Number(next_, "modified")});
+    KnownRow &row = front_.emplace();
+    row.id = static_cast<int>(block_->Number(next_, "id"));
+    row.path = block_->Field(next_, "path");
+    row.size = block_->Number(next_, "filesize");
+    row.modified = block_->Number(next_, "modified");
+    row.userid = static_cast<unsigned>(block_->Number(next_, "userid"));
+    row.sheetStamp = block_->Number(next_, "sheet_stamp");
+    row.isSplit = *block_->Field(next_, "has_virtual") == 't';
     ++next_;
 }
 

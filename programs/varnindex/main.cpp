@@ -3,30 +3,45 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <filesystem>
 #include <iostream>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "database.h"
+#include "folders.h"
+#include "format.h"
+#include "inspect.h"
+#include "names.h"
+#include "notices.h"
+#include "remove.h"
 #include "reporter.h"
 #include "scan.h"
 #include "tags.h"
 #include "varn/host.h"
 #include "walk.h"
+#include "watch.h"
 
 namespace {
 
 using varnindex::Counts;
+using varnindex::Folders;
 using varnindex::Reporter;
-using varnindex::Scope;
 
 constexpr const char *kAbout =
-    "Brings the library database in step with the indexed folders, or with the given ones.\n"
-    "Given folders should lie within indexed ones: a run without PATH removes songs that do not.";
+    "Brings the library database in step with the indexed folders and the users' home music\n"
+    "folders, or with the given files and folders alone.";
+
+constexpr int kUsageError = 2;
 
 struct Options {
     std::vector<std::string> paths;
     bool verbose = false;
+    bool watch = false;
+    std::string removedId;
+    std::string inspected;
+    varnindex::ScanOptions scan;
 };
 
 int Complain(const std::string &message) {
@@ -35,41 +50,116 @@ int Complain(const std::string &message) {
 }
 
 bool PrintSummary(const Counts &counts) {
-    std::cout << "added " << counts.added << ", changed " << counts.changed << ", removed "
-              << counts.removed << ", unchanged " << counts.unchanged << ", failed "
-              << counts.failed << std::endl;
+    std::cout << "added " << counts.added << ", changed " << counts.changed << ", moved "
+              << counts.moved << ", removed " << counts.removed << ", unchanged "
+              << counts.unchanged << ", failed " << counts.failed << std::endl;
     return std::cout.good();
 }
 
-int Index(const std::vector<std::string> &folders, Scope scope, Reporter &reporter) {
+// Works off what the library asked for while nobody listened: a scan of everything does the paths.
+Counts IndexAll(varnindex::Database &database, const Folders &folders,
+                const varnindex::ScanOptions &options, Reporter &reporter) {
+    if (options.dryRun) {
+        return IndexLibrary(database, folders, options, reporter);
+    }
+    varnindex::SpooledNotices notices = varnindex::TakeSpooledNotices();
+    for (const std::string &text : notices.RemovedIds()) {
+        if (const auto id = varnindex::ParseRowId(text)) {
+            varnindex::RemovePlaylist(database, *id);
+        }
+    }
+    const Counts counts = IndexLibrary(database, folders, options, reporter);
+    notices.Done();
+    return counts;
+}
+
+int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter) {
     varnindex::Database database;
     if (!database.TakeIndexLock()) {
         return Complain("another indexer is at work on this library; try again when it is done");
     }
-    varnindex::Scan scan(database, folders, scope, reporter);
-    scan.Run();
+    if (options.scan.dryRun && options.verbose) {
+        reporter.ListChanges(std::cout);
+    }
+    const Counts counts =
+        options.paths.empty()
+            ? IndexAll(database, folders, options.scan, reporter)
+            : IndexPaths(database, folders, options.paths, options.scan, reporter);
     reporter.Finish();
-    const bool printed = PrintSummary(scan.Result());
-    return printed && !scan.HeldBack() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return PrintSummary(counts) && !counts.heldBack ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-int Run(const Options &options) {
-    const bool given = !options.paths.empty();
-    const auto folders =
-        varnindex::OrderedFolders(given ? options.paths : varn::host::IndexedFolders());
-    if (folders.empty()) {
-        // An empty list is more likely a lost configuration than the wish for an empty library.
+// Every job of the watcher asks for the configuration anew, and leaves the library to others behind
+// it.
+int WatchFolders(const varnindex::ScanOptions &first, Reporter &reporter) {
+    const auto withDatabase = [&reporter](const auto &job) {
+        varnindex::Database database;
+        if (!database.TakeIndexLock()) {
+            return false;
+        }
+        job(database, Folders::Configured());
+        reporter.Finish();
+        return true;
+    };
+    // What the first scan was asked for once is not for every later one: a disk that goes away would
+    // be purged.
+    varnindex::ScanOptions later = first;
+    later.full = false;
+    later.purge = false;
+    varnindex::WatchJobs jobs;
+    jobs.folders = [] { return Folders::Configured().Roots(); };
+    jobs.wanted = varnindex::IsIndexedName;
+    jobs.indexPaths = [&](const std::vector<std::string> &paths) {
+        return withDatabase([&](varnindex::Database &database, const Folders &folders) {
+            IndexPaths(database, folders, paths, later, reporter);
+        });
+    };
+    jobs.indexAll = [&] {
+        return withDatabase([&](varnindex::Database &database, const Folders &folders) {
+            // An empty list is more likely a lost configuration than the wish for an empty library.
+            if (!folders.Empty()) {
+                IndexLibrary(database, folders, later, reporter);
+            }
+        });
+    };
+    return Watch(jobs);
+}
+
+// The library knows files by the configured folders: a path that leads there by a link is taken for
+// where it leads. None for a path in none of them.
+std::optional<std::string> ConfiguredPath(const Folders &folders, const std::string &given) {
+    std::error_code error;
+    const auto real = std::filesystem::weakly_canonical(given, error).string();
+    for (const std::string &path : {given, error ? given : real}) {
+        const std::string absolute = varnindex::OrderedFolders({path}).front();
+        if (folders.Of(absolute) != nullptr) {
+            return absolute;
+        }
+    }
+    return std::nullopt;
+}
+
+int Index(Options options) {
+    const Folders folders = Folders::Configured();
+    for (std::string &path : options.paths) {
+        const auto configured = ConfiguredPath(folders, path);
+        if (!configured) {
+            return Complain(varnindex::Printable(path) +
+                            " is in no indexed folder; register one "
+                            "with \"tonvale init --music DIR\"");
+        }
+        path = *configured;
+    }
+    if (folders.Empty() && options.paths.empty()) {
         return Complain(
             "no folder is indexed; register one with \"tonvale init --music DIR\", or name one");
-    }
-    if (const auto schema = varn::host::CheckSchema(); !schema) {
-        return Complain(schema.Message());
     }
     varnindex::SilenceTagLib();
     Reporter reporter(std::cerr, isatty(STDERR_FILENO) == 1,
                       options.verbose ? Reporter::Detail::kAll : Reporter::Detail::kBrief);
     try {
-        return Index(folders, given ? Scope::kFoldersOnly : Scope::kWholeLibrary, reporter);
+        const int status = IndexOnce(options, folders, reporter);
+        return options.watch ? WatchFolders(options.scan, reporter) : status;
     } catch (const varnindex::DatabaseError &error) {
         reporter.Finish();
         return Complain(std::string("the database refused: ") + error.what() +
@@ -78,15 +168,55 @@ int Run(const Options &options) {
     }
 }
 
+int Run(const Options &options) {
+    if (!options.inspected.empty()) {
+        varnindex::SilenceTagLib();
+        return varnindex::Inspect(options.inspected);
+    }
+    for (const std::string &path : options.paths) {
+        if (!varnindex::IsUtf8(path)) {
+            return Complain(varnindex::Printable(path) + ": the name is not UTF-8");
+        }
+    }
+    if (const auto schema = varn::host::CheckSchema(); !schema) {
+        return Complain(schema.Message());
+    }
+    return options.removedId.empty() ? Index(options)
+                                     : varnindex::RemovePlaylistRow(options.removedId);
+}
+
+void AddOptions(CLI::App &app, Options &options) {
+    auto *const paths = app.add_option("PATH", options.paths, "Files and folders to index alone");
+    app.add_flag("--full", options.scan.full, "Read every file again, changed or not");
+    app.add_flag("--purge", options.scan.purge,
+                 "Remove the songs of folders that are empty, missing or unreadable, too");
+    auto *const dry =
+        app.add_flag("--dry-run", options.scan.dryRun, "Count the changes, and write nothing");
+    app.add_flag("--watch", options.watch, "Go on with every change until stopped")
+        ->excludes(paths)
+        ->excludes(dry);
+    app.add_flag("-v,--verbose", options.verbose,
+                 "Show every warning, not only the first 20, and with --dry-run every path");
+    app.add_option("-d", options.removedId, "Remove the playlist row with this id, nothing else")
+        ->type_name("ID")
+        ->excludes(paths);
+    CLI::App *const inspect =
+        app.add_subcommand("inspect", "Show what is read from a file, or why it is skipped");
+    inspect->add_option("FILE", options.inspected)->required();
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     openlog("varnindex", LOG_PERROR | LOG_PID, LOG_USER);
     Options options;
     CLI::App app(kAbout, "varnindex");
-    app.add_option("PATH", options.paths, "Folders to index instead of all indexed folders");
-    app.add_flag("-v,--verbose", options.verbose, "Show every warning, not only the first 20");
-    CLI11_PARSE(app, argc, argv);
+    AddOptions(app, options);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::ParseError &error) {
+        return app.exit(error) == 0 ? EXIT_SUCCESS : kUsageError;
+    }
     try {
         return Run(options);
     } catch (const std::exception &error) {

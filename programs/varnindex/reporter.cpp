@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <sstream>
 
+#include "names.h"
+
 namespace varnindex {
 namespace {
 
@@ -32,6 +34,13 @@ void Reporter::Warn(std::string_view text) {
     if (detail_ == Detail::kAll || warnings_ <= kBriefWarnings) {
         ClearBar();
         out_ << "varnindex: " << text << '\n' << std::flush;
+    }
+}
+
+void Reporter::Tell(std::string_view what, std::string_view path) {
+    if (list_ != nullptr) {
+        ClearBar();
+        *list_ << what << ' ' << Printable(path) << '\n';
     }
 }
 

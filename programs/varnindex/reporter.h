@@ -26,6 +26,11 @@ class Reporter {
 
     void Warn(std::string_view text);
 
+    // From now on each change is a line "what path" in `list`, which outlives the reporter.
+    void ListChanges(std::ostream &list) { list_ = &list; }
+    bool ListsChanges() const { return list_ != nullptr; }
+    void Tell(std::string_view what, std::string_view path);
+
     // Starts a phase of `total` files; 0 when that is not known.
     void StartPhase(std::string_view name, std::size_t total);
     // Counts one file. Draws now and then.
@@ -41,6 +46,7 @@ class Reporter {
     void ClearBar();
 
     std::ostream &out_;
+    std::ostream *list_ = nullptr;
     bool isTerminal_;
     Detail detail_;
     std::size_t warnings_ = 0;

@@ -1,131 +1,345 @@
 #include "scan.h"
 
+#include <optional>
+#include <string_view>
+#include <thread>
 #include <utility>
 
-#include "copy_rows.h"
-#include "format.h"
+#include "gone.h"
+#include "merge.h"
 #include "names.h"
-#include "tags.h"
+#include "places.h"
+#include "readers.h"
+#include "store.h"
+#include "varn/sql.h"
+#include "walk.h"
 
 namespace varnindex {
 namespace {
 
-// For the rest time of the progress bar.
-std::size_t CountFiles(const std::vector<std::string> &folders, Reporter &reporter) {
-    reporter.StartPhase("Counting", 0);
-    Walk walk(folders, IsMusicName);
-    std::size_t files = 0;
-    while (const auto found = walk.Next()) {
-        if (found->kind == Found::Kind::kFile) {
-            ++files;
-            reporter.Step();
-        }
-    }
-    return files;
+// Above this many files to read the folders are walked a second time in place of remembering them.
+constexpr std::size_t kMostRemembered = 4096;
+
+// A connection on which a scan has failed may hold its temporary tables.
+Database &WithoutLeftovers(Database &database) {
+    database.Execute("DISCARD TEMP");
+    return database;
 }
 
-// True when a row's path is the one that the walk could not look at, or below it.
-bool Covers(const std::string &gap, const std::string &path) {
-    return gap.ends_with('/') ? path.starts_with(gap) : path == gap;
-}
+// One scan, in two passes: the first finds out what has changed, and so which rows have lost their
+// file before the first new file is read; the second reads and writes.
+class Scan {
+  public:
+    Scan(Database &database, const Folders &folders, std::vector<std::string> roots, Scope scope,
+         const ScanOptions &options, Reporter &reporter)
+        : database_(database),
+          folders_(folders),
+          roots_(std::move(roots)),
+          scope_(scope),
+          options_(options),
+          reporter_(reporter),
+          places_(WithoutLeftovers(database), folders),
+          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
 
-}  // namespace
+    Counts Run();
 
-Scan::Scan(Database &database, std::vector<std::string> folders, Scope scope, Reporter &reporter)
-    : folders_(std::move(folders)),
-      reporter_(reporter),
-      known_(database, scope, folders_),
-      store_(database) {}
+  private:
+    void Survey();
+    void SurveySong(Event event);
+    void SurveyGap(Event event);
+    void HoldBack(const Found &gap, std::size_t kept);
+    void HoldBackEmptied();
+    bool NeedsReading(const Work &work) const;
+    void ReadAll();
+    void ReadSurveyed(Readers &readers);
+    void Read(Readers &readers, Work work, bool isLast);
+    void Take(Readers &readers, bool isLast);
+    void TakeAll(Readers &readers, bool isLast);
+    void StoreRead(ReadWork read, bool isLast);
+    void StoreNew(ReadWork read, bool isLast);
+    void RemoveLeft();
+    void CountUnseen(unsigned userid);
+    void WarnOfUnseen();
 
-void Scan::Run() {
-    const std::size_t total = reporter_.ShowsProgress() ? CountFiles(folders_, reporter_) : 0;
-    reporter_.StartPhase("Indexing", total);
-    Walk walk(folders_, IsMusicName);
-    while (const auto found = walk.Next()) {
-        RemoveKnownBefore(found->path);
-        switch (found->kind) {
-            case Found::Kind::kFile:
-                HandleFile(*found);
-                reporter_.Step();
-                break;
-            case Found::Kind::kBlocked:
-            case Found::Kind::kAbsent:
-                HandleGap(*found);
-                break;
-            case Found::Kind::kRefused:
-                ++counts_.failed;
-                reporter_.Warn(Printable(found->path) + ": skipped, " + found->reason);
-                break;
-        }
+    Database &database_;
+    const Folders &folders_;
+    std::vector<std::string> roots_;
+    Scope scope_;
+    ScanOptions options_;
+    Reporter &reporter_;
+    Places places_;
+    Store store_;
+    GoneRows gone_;
+    Counts counts_;
+    std::size_t toRead_ = 0;
+    std::vector<Work> remembered_;
+    std::vector<Found> emptied_;    // folders that have rows and nothing else
+    std::vector<Work> later_;       // new files that may get a row which others do not want
+    std::size_t unseenShared_ = 0;  // rows that stay because nobody knows where they belong
+    std::size_t unseenHomes_ = 0;
+};
+
+Counts Scan::Run() {
+    Survey();
+    gone_.Prepare(database_);
+    if (toRead_ > 0) {
+        ReadAll();
     }
-    while (known_.Front() != nullptr) {
-        RemoveFront();
-    }
+    HoldBackEmptied();
+    RemoveLeft();
     store_.Flush();
+    if (!options_.dryRun) {
+        places_.Store(scope_, roots_, options_.purge);
+    }
     // The planner picks its indexes by statistics, which the server would renew minutes later only.
-    if (10 * (counts_.added + counts_.changed + counts_.removed) > counts_.unchanged) {
+    if (10 * (counts_.added + counts_.changed + counts_.moved + counts_.removed) >
+        counts_.unchanged) {
         store_.RenewStatistics();
     }
+    return counts_;
 }
 
-// Rows that the walk has passed without finding their file.
-void Scan::RemoveKnownBefore(const std::string &path) {
-    while (known_.Front() != nullptr && known_.Front()->path < path) {
-        RemoveFront();
+void Scan::Survey() {
+    reporter_.StartPhase("Looking", 0);
+    Merge merge(database_, scope_, folders_, roots_, options_.purge);
+    while (auto event = merge.Next()) {
+        switch (event->kind) {
+            case Event::Kind::kSong:
+                SurveySong(std::move(*event));
+                reporter_.Step();
+                break;
+            case Event::Kind::kList:
+                places_.NoteList(event->work.path, event->work.modified, event->work.userid);
+                break;
+            case Event::Kind::kGone:
+                gone_.Add(event->work.known, std::nullopt);
+                break;
+            case Event::Kind::kEmptied:
+                gone_.Add(event->work.known, emptied_.size());
+                break;
+            case Event::Kind::kKept:
+                CountUnseen(event->work.known.userid);
+                places_.NoteFile(event->work.known.path, event->work.known.userid);
+                break;
+            case Event::Kind::kGap:
+                SurveyGap(std::move(*event));
+                break;
+            case Event::Kind::kRefused:
+                ++counts_.failed;
+                reporter_.Warn(Printable(event->found.path) + ": skipped, " + event->found.reason);
+                break;
+        }
     }
+    WarnOfUnseen();
 }
 
-void Scan::RemoveFront() {
-    store_.Remove(known_.Front()->id);
-    known_.Pop();
-    ++counts_.removed;
+bool Scan::NeedsReading(const Work &work) const {
+    const std::int64_t stamp = work.sheets ? work.sheets->Stamp() : 0;
+    return options_.full || work.known.id == 0 || work.known.size != work.size ||
+           work.known.modified != work.modified || work.known.userid != work.userid ||
+           work.known.sheetStamp != stamp;
 }
 
-void Scan::HandleFile(const Found &found) {
-    const std::int64_t modified = StorableTime(found.modified);
-    const KnownRow *const front = known_.Front();
-    int id = 0;
-    bool same = false;
-    if (front != nullptr && front->path == found.path) {
-        id = front->id;
-        same = front->size == found.size && front->modified == modified;
-        known_.Pop();
-    }
-    if (same) {
+void Scan::SurveySong(Event event) {
+    Work &work = event.work;
+    if (!NeedsReading(work)) {
+        places_.NoteFile(work.path, work.userid);
         ++counts_.unchanged;
         return;
     }
-    ReadResult read = ReadSong(found.path, found.size, modified);
-    if (!read.song) {
-        // A known song keeps its row: the file may be half-way through being written.
-        ++counts_.failed;
-        reporter_.Warn(Printable(found.path) + ": " + read.problem);
-    } else if (id != 0) {
-        store_.Change(id, std::move(*read.song));
-        ++counts_.changed;
-    } else {
-        store_.Add(std::move(*read.song));
-        ++counts_.added;
+    if (work.known.id == 0) {
+        gone_.AddNew(work.path, work.size);
+    }
+    ++toRead_;
+    if (toRead_ <= kMostRemembered) {
+        remembered_.push_back(std::move(work));
     }
 }
 
 // Something could not be looked at, a disk that is not mounted for example: what the library knows
-// about it stays. A link that leads nowhere is worth a word only when songs came through it.
-void Scan::HandleGap(const Found &found) {
-    std::size_t kept = 0;
-    while (known_.Front() != nullptr && Covers(found.path, known_.Front()->path)) {
-        known_.Pop();
-        ++kept;
-    }
-    if (kept == 0 && found.kind == Found::Kind::kAbsent) {
+// about it stays. A link that leads nowhere is worth a word only when songs came through it. Whether
+// a folder is worth one that was emptied is known when the moves are.
+void Scan::SurveyGap(Event event) {
+    const bool isBlocked = event.found.kind == Found::Kind::kBlocked;
+    if (event.kept == 0 && !isBlocked) {
         return;
     }
-    heldBack_ = true;
-    std::string text = Printable(found.path) + ": " + found.reason;
+    if (event.found.kind == Found::Kind::kEmpty) {
+        emptied_.push_back(std::move(event.found));
+    } else {
+        HoldBack(event.found, event.kept);
+    }
+}
+
+void Scan::HoldBack(const Found &gap, std::size_t kept) {
+    if (!options_.purge) {
+        places_.Keep(gap.path);
+        counts_.heldBack = true;
+    }
+    std::string text = Printable(gap.path) + ": " + gap.reason;
     if (kept > 0) {
         text += "; its songs stay in the library: " + std::to_string(kept);
     }
     reporter_.Warn(text);
+}
+
+void Scan::HoldBackEmptied() {
+    const std::vector<std::size_t> left = gone_.LeftOfEmptied(emptied_.size());
+    for (std::size_t i = 0; i < left.size(); ++i) {
+        if (left[i] > 0) {
+            places_.NoteFile(emptied_[i].path, folders_.OwnerOf(emptied_[i].path));
+            HoldBack(emptied_[i], left[i]);
+        }
+    }
+}
+
+// Rows of a gap have a warning of their own.
+void Scan::CountUnseen(unsigned userid) {
+    if (folders_.IsUnseen(userid)) {
+        ++(userid == 0 ? unseenShared_ : unseenHomes_);
+    }
+}
+
+void Scan::WarnOfUnseen() {
+    const auto warn = [this](std::string_view reason, std::size_t rows) {
+        if (rows > 0) {
+            counts_.heldBack = true;
+            reporter_.Warn(std::string(reason) +
+                           "; the songs stay in the library: " + std::to_string(rows));
+        }
+    };
+    warn("no shared folder is indexed", unseenShared_);
+    warn("the home music folder of some users is not there", unseenHomes_);
+}
+
+void Scan::ReadAll() {
+    reporter_.StartPhase("Indexing", toRead_);
+    const auto pictures = options_.dryRun ? Pictures::kCount : Pictures::kStore;
+    Readers readers(std::thread::hardware_concurrency(), pictures);
+    ReadSurveyed(readers);
+    TakeAll(readers, false);
+    for (Work &work : std::exchange(later_, {})) {
+        Read(readers, std::move(work), true);
+    }
+    TakeAll(readers, true);
+}
+
+void Scan::ReadSurveyed(Readers &readers) {
+    std::vector<Work> remembered = std::exchange(remembered_, {});
+    if (toRead_ <= kMostRemembered) {
+        for (Work &work : remembered) {
+            Read(readers, std::move(work), false);
+        }
+        return;
+    }
+    Merge merge(database_, scope_, folders_, roots_, options_.purge);
+    while (auto event = merge.Next()) {
+        if (event->kind == Event::Kind::kSong) {
+            gone_.Forget(event->work.known.id);  // it is there again since the first pass
+            if (NeedsReading(event->work)) {
+                Read(readers, std::move(event->work), false);
+            }
+        }
+    }
+}
+
+void Scan::Read(Readers &readers, Work work, bool isLast) {
+    while (readers.IsFull()) {
+        Take(readers, isLast);
+    }
+    readers.Add(std::move(work));
+}
+
+void Scan::TakeAll(Readers &readers, bool isLast) {
+    while (!readers.IsEmpty()) {
+        Take(readers, isLast);
+    }
+}
+
+void Scan::Take(Readers &readers, bool isLast) {
+    ReadWork read = readers.Take();
+    for (const std::string &warning : read.warnings) {
+        reporter_.Warn(warning);
+    }
+    reporter_.Step();
+    StoreRead(std::move(read), isLast);
+}
+
+void Scan::StoreRead(ReadWork read, bool isLast) {
+    const Work &work = read.work;
+    if (!read.result.song) {
+        // A known song keeps its row: the file may be half-way through being written.
+        ++counts_.failed;
+        reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
+        if (work.known.id != 0) {
+            places_.NoteFile(work.path, work.known.userid);
+        }
+        return;
+    }
+    if (work.known.id == 0) {
+        return StoreNew(std::move(read), isLast);
+    }
+    if (!read.result.warning.empty()) {
+        reporter_.Warn(Printable(work.path) + ": " + read.result.warning);
+    }
+    places_.NoteFile(work.path, work.userid);
+    const KnownRow &known = work.known;
+    const bool isSame = known.size == work.size && known.modified == work.modified &&
+                        known.userid == work.userid && !options_.full;
+    if (isSame && !known.isSplit && read.tracks.empty()) {
+        store_.Restamp(known.id, read.result.song->sheetStamp);  // the sheets were about others
+        ++counts_.unchanged;
+        return;
+    }
+    reporter_.Tell("changed", work.path);
+    store_.Change(known.id, std::move(*read.result.song), std::move(read.tracks));
+    ++counts_.changed;
+}
+
+void Scan::StoreNew(ReadWork read, bool isLast) {
+    const GoneRows::Claim claim = gone_.ClaimFor(*read.result.song, isLast);
+    if (claim.isLater) {
+        later_.push_back(std::move(read.work));
+        return;
+    }
+    if (!read.result.warning.empty()) {
+        reporter_.Warn(Printable(read.work.path) + ": " + read.result.warning);
+    }
+    places_.NoteFile(read.work.path, read.work.userid);
+    reporter_.Tell(claim.id != 0 ? "moved to" : "added", read.work.path);
+    if (claim.id != 0) {
+        store_.Change(claim.id, std::move(*read.result.song), std::move(read.tracks));
+        ++counts_.moved;
+    } else {
+        store_.Add(std::move(*read.result.song), std::move(read.tracks));
+        ++counts_.added;
+    }
+}
+
+void Scan::RemoveLeft() {
+    for (const int id : gone_.Left()) {
+        if (reporter_.ListsChanges()) {
+            const Rows row =
+                database_.Query(Made(varn::Sql("SELECT path FROM track WHERE id = @VARN:INT", id)));
+            reporter_.Tell("removed", row.Count() > 0 ? row.Field(0, "path") : "");
+        }
+        store_.Remove(id);
+        ++counts_.removed;
+    }
+}
+
+}  // namespace
+
+Counts IndexLibrary(Database &database, const Folders &folders, const ScanOptions &options,
+                    Reporter &reporter) {
+    return Scan(database, folders, folders.Roots(), Scope::kWholeLibrary, options, reporter).Run();
+}
+
+Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
+                  const ScanOptions &options, Reporter &reporter) {
+    return Scan(database, folders, FoldersToWalk(folders, paths), Scope::kFoldersOnly, options,
+                reporter)
+        .Run();
 }
 
 }  // namespace varnindex

@@ -1,5 +1,4 @@
-// Brings the library in step with the folders: one pass over the walk and the known rows, both in
-// the order of their paths.
+// Brings the library in step with the folders.
 #pragma once
 
 #include <cstddef>
@@ -7,46 +6,38 @@
 #include <vector>
 
 #include "database.h"
+#include "folders.h"
 #include "known.h"
 #include "reporter.h"
-#include "store.h"
-#include "walk.h"
 
 namespace varnindex {
 
 struct Counts {
     std::size_t added = 0;
     std::size_t changed = 0;
+    std::size_t moved = 0;
     std::size_t removed = 0;
     std::size_t unchanged = 0;
     std::size_t failed = 0;  // damaged files, and names that the library cannot hold
-};
-
-class Scan {
-  public:
-    // `folders` as OrderedFolders gives them.
-    Scan(Database &database, std::vector<std::string> folders, Scope scope, Reporter &reporter);
-
-    // Throws DatabaseError; what was written before stays.
-    void Run();
-
-    const Counts &Result() const { return counts_; }
-
     // True when a folder could not be looked at, and its songs were kept as they are.
-    bool HeldBack() const { return heldBack_; }
-
-  private:
-    void RemoveKnownBefore(const std::string &path);
-    void HandleFile(const Found &found);
-    void HandleGap(const Found &found);
-    void RemoveFront();
-
-    std::vector<std::string> folders_;
-    Reporter &reporter_;
-    KnownRows known_;
-    Store store_;
-    Counts counts_;
-    bool heldBack_ = false;
+    bool heldBack = false;
 };
+
+struct ScanOptions {
+    bool full = false;    // reads every file again
+    bool purge = false;   // removes what cannot be looked at, too
+    bool dryRun = false;  // writes nothing
+};
+
+// Indexes all configured folders, and removes the rows of what lies in none of them. Throws
+// DatabaseError; what was written before stays, and the next scan goes on from there.
+Counts IndexLibrary(Database &database, const Folders &folders, const ScanOptions &options,
+                    Reporter &reporter);
+
+// Indexes the given folders, for a file the folder that it is in, and for what is gone the nearest
+// folder above it that is still there. Songs that were moved between them keep their rows. Throws as
+// above.
+Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
+                  const ScanOptions &options, Reporter &reporter);
 
 }  // namespace varnindex

@@ -22,6 +22,10 @@ struct Song {
     std::string path;
     std::int64_t size = 0;      // bytes
     std::int64_t modified = 0;  // microseconds since 1970, UTC
+    unsigned userid = 0;        // owner; 0: shared
+    std::int64_t fingerprint = 0;
+    std::int64_t sheetStamp = 0;  // of the folder's cue sheets; 0: there are none
+    int pictures = 0;             // embedded ones
 
     std::string title;
     std::string titleSort;

@@ -1,9 +1,11 @@
 #include "store.h"
 
 #include <algorithm>
+#include <map>
 #include <string>
+#include <utility>
 
-#include "copy_rows.h"
+#include "readers.h"
 #include "varn/sql.h"
 
 namespace varnindex {
@@ -22,53 +24,65 @@ constexpr const char *kUpdateTracks =
     " year = c.year, frequency = c.frequency, channel = c.channel, bitrate = c.bitrate,"
     " duration = c.duration, comment = c.comment, track = c.track, disc = c.disc,"
     " container = c.container, codec = c.codec, mdate = c.mdate, agg_genre = c.agg_genre,"
-    " agg_genre_sort = c.agg_genre_sort"
-    " FROM changed_track c WHERE track.id = c.id";
+    " agg_genre_sort = c.agg_genre_sort, path = c.path, userid = c.userid,"
+    " covercount = c.covercount, has_virtual = c.has_virtual, fingerprint = c.fingerprint,"
+    " sheet_stamp = c.sheet_stamp FROM changed_track c WHERE track.id = c.id";
 
 constexpr const char *kDeleteSides =
     "DELETE FROM album_track USING changed_track c WHERE album_track.track = c.id;"
     "DELETE FROM artist_track USING changed_track c WHERE artist_track.track = c.id;"
     "DELETE FROM composer_track USING changed_track c WHERE composer_track.track = c.id;"
     "DELETE FROM genre_track USING changed_track c WHERE genre_track.track = c.id;"
-    "DELETE FROM replaygain_track USING changed_track c WHERE replaygain_track.track = c.id";
+    "DELETE FROM replaygain_track USING changed_track c WHERE replaygain_track.track = c.id;"
+    "DELETE FROM virtual_info_track USING changed_track c WHERE virtual_info_track.track = c.id";
+
+constexpr const char *kCopyOffsets =
+    "COPY virtual_info_track (track, audio_offset, cue_sheet_path) FROM STDIN";
+
+// Tracks of a cue sheet are found by their file's path and owner.
+constexpr const char kDeleteTracks[] =
+    "DELETE FROM track v USING track f WHERE f.id = ANY ('{@VARN:NEVAR}') AND f.has_virtual"
+    " AND v.is_virtual AND v.path = f.path AND v.userid = f.userid";
+constexpr const char kKnownTracks[] =
+    "SELECT f.id AS file, v.track AS number, v.id FROM track f JOIN track v ON v.path = f.path"
+    " AND v.userid = f.userid AND v.is_virtual"
+    " WHERE f.id = ANY ('{@VARN:NEVAR}') AND f.has_virtual ORDER BY v.id";
 
 constexpr const char *kRenewStatistics =
-    "ANALYZE track, album_track, artist_track, composer_track, genre_track, replaygain_track";
+    "ANALYZE track, album_track, artist_track, composer_track, genre_track, replaygain_track,"
+    " virtual_info_track, directory, personal_directory, playlist, personal_playlist";
 
 std::string CopyInto(const char *table) {
     return std::string("COPY ") + table + " (" + kTrackColumns + ") FROM STDIN";
 }
 
-std::size_t TextBytes(const Song &song) {
-    std::size_t bytes = song.path.size() + song.comment.size();
-    for (const std::string *text : {&song.title, &song.titleSort, &song.album, &song.albumSort,
-                                    &song.artist, &song.artistSort, &song.albumArtist,
-                                    &song.albumArtistSort, &song.composer, &song.composerSort}) {
-        bytes += text->size();
-    }
-    for (const std::string &genre : song.genres) {
-        bytes += 2 * genre.size();
-    }
-    return bytes;
+void AddId(std::string &list, int id) {
+    list += (list.empty() ? "" : ",") + std::to_string(id);
 }
 
 }  // namespace
 
-Store::Store(Database &database) : database_(database) {
+Store::Store(Database &database, Writes writes) : database_(database), writes_(writes) {
     database_.Execute(kCreateStaging);
 }
 
-void Store::Add(Song song) {
-    Keep({0, std::move(song)});
+void Store::Add(Song song, std::vector<VirtualSong> tracks) {
+    Keep(0, std::move(song), std::move(tracks));
 }
 
-void Store::Change(int id, Song song) {
-    Keep({id, std::move(song)});
+void Store::Change(int id, Song song, std::vector<VirtualSong> tracks) {
+    Keep(id, std::move(song), std::move(tracks));
 }
 
-void Store::Keep(Item item) {
-    bytes_ += TextBytes(item.song);
-    items_.push_back(std::move(item));
+void Store::Keep(int id, Song song, std::vector<VirtualSong> tracks) {
+    bytes_ += TextBytes(song, tracks);
+    Item &item = items_.emplace_back();
+    item.id = id;
+    item.song = std::move(song);
+    for (VirtualSong &track : tracks) {
+        track.song.userid = item.song.userid;
+        item.tracks.push_back({std::move(track), 0});
+    }
     FlushIfFull();
 }
 
@@ -77,27 +91,37 @@ void Store::Remove(int id) {
     FlushIfFull();
 }
 
+void Store::Restamp(int id, std::int64_t sheetStamp) {
+    stamps_ += (stamps_.empty() ? "(" : ",(") + std::to_string(id) + ",'" +
+               std::to_string(sheetStamp) + "'::bigint)";
+    FlushIfFull();
+}
+
 void Store::FlushIfFull() {
-    if (items_.size() + removed_.size() >= kBatchRows || bytes_ >= kBatchBytes) {
+    if (items_.size() + removed_.size() >= kBatchRows || bytes_ + stamps_.size() >= kBatchBytes) {
         Flush();
     }
 }
 
 void Store::Flush() {
-    if (items_.empty() && removed_.empty()) {
-        return;
+    const bool isEmpty = items_.empty() && removed_.empty() && stamps_.empty();
+    if (!isEmpty && writes_ == Writes::kAll) {
+        Transaction transaction(database_);
+        RemoveRows();
+        WriteSongs();
+        WriteStamps();
+        transaction.Commit();
     }
-    Transaction transaction(database_);
-    RemoveRows();
-    WriteSongs();
-    transaction.Commit();
     items_.clear();
     removed_.clear();
+    stamps_.clear();
     bytes_ = 0;
 }
 
 void Store::RenewStatistics() {
-    database_.Execute(kRenewStatistics);
+    if (writes_ == Writes::kAll) {
+        database_.Execute(kRenewStatistics);
+    }
 }
 
 void Store::RemoveRows() {
@@ -106,48 +130,112 @@ void Store::RemoveRows() {
     }
     std::string ids;
     for (const int id : removed_) {
-        ids += ids.empty() ? "" : ",";
-        ids += std::to_string(id);
+        AddId(ids, id);
     }
+    database_.Execute(Made(varn::Sql(kDeleteTracks, ids)));
     database_.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
 }
 
-// Ids of the new rows, fetched at once.
-std::vector<int> Store::NewIds() {
-    const auto isNew = [](const Item &item) { return item.id == 0; };
-    const auto count = static_cast<int>(std::count_if(items_.begin(), items_.end(), isNew));
-    const Rows rows = database_.Query(Made(varn::Sql(
-        "SELECT nextval('track_id_seq') AS id FROM generate_series(1, @VARN:INT)", count)));
+// Gives the tracks of changed files the rows that they had before, by their number, and removes the
+// rows of those that are no more.
+void Store::MatchTracks() {
+    std::string files;
+    std::map<int, Item *> items;
+    for (Item &item : items_) {
+        if (item.id != 0) {
+            AddId(files, item.id);
+            items.emplace(item.id, &item);
+        }
+    }
+    if (files.empty()) {
+        return;
+    }
+    const Rows known = database_.Query(Made(varn::Sql(kKnownTracks, files)));
+    std::string surplus;
+    for (int row = 0; row < known.Count(); ++row) {
+        const int id = static_cast<int>(known.Number(row, "id"));
+        std::vector<Track> &tracks = items.at(static_cast<int>(known.Number(row, "file")))->tracks;
+        const auto match = std::find_if(tracks.begin(), tracks.end(), [&](const Track &track) {
+            return track.id == 0 && track.virtualSong.song.track == known.Number(row, "number");
+        });
+        if (match != tracks.end()) {
+            match->id = id;
+        } else {
+            AddId(surplus, id);
+        }
+    }
+    if (!surplus.empty()) {
+        database_.Execute("DELETE FROM track WHERE id = ANY ('{" + surplus + "}')");
+    }
+}
+
+// Ids of new rows, fetched at once.
+std::vector<int> Store::NewIds(std::size_t count) const {
     std::vector<int> ids;
-    for (int row = 0; row < rows.Count(); ++row) {
-        ids.push_back(static_cast<int>(rows.Number(row, "id")));
+    if (count > 0) {
+        const Rows rows = database_.Query(Made(
+            varn::Sql("SELECT nextval('track_id_seq') AS id FROM generate_series(1, @VARN:INT)",
+                      static_cast<int>(count))));
+        for (int row = 0; row < rows.Count(); ++row) {
+            ids.push_back(static_cast<int>(rows.Number(row, "id")));
+        }
     }
     return ids;
 }
 
-void Store::WriteSongs() {
-    const std::vector<int> newIds = NewIds();
-    auto newId = newIds.begin();
-    std::string added;
-    std::string changed;
-    SideRows sides;
+Store::Batch Store::MakeBatch() {
+    std::size_t count = 0;
     for (const Item &item : items_) {
-        const int id = item.id != 0 ? item.id : *newId++;
-        AppendTrackRow(item.id != 0 ? changed : added, id, item.song);
-        AppendSideRows(sides, id, item.song);
+        count += item.id == 0 ? 1 : 0;
+        for (const Track &track : item.tracks) {
+            count += track.id == 0 ? 1 : 0;
+        }
     }
-    if (!added.empty()) {
-        database_.CopyIn(CopyInto("track").c_str(), added);
+    const std::vector<int> newIds = NewIds(count);
+    auto newId = newIds.begin();
+    Batch batch;
+    const auto append = [&](int id, const Song &song, RowKind kind) {
+        std::string &rows = id != 0 ? batch.changed : batch.added;
+        id = id != 0 ? id : *newId++;
+        AppendTrackRow(rows, id, song, kind);
+        AppendSideRows(batch.sides, id, song);
+        return id;
+    };
+    for (const Item &item : items_) {
+        append(item.id, item.song, item.tracks.empty() ? RowKind::kWhole : RowKind::kSplit);
+        for (const auto &[track, known] : item.tracks) {
+            const int id = append(known, track.song, RowKind::kTrack);
+            AppendOffsetRow(batch.offsets, id, track.offset, track.sheetPath);
+        }
     }
-    if (!changed.empty()) {
-        database_.CopyIn(CopyInto("changed_track").c_str(), changed);
+    return batch;
+}
+
+void Store::WriteSongs() {
+    MatchTracks();
+    const Batch batch = MakeBatch();
+    if (!batch.added.empty()) {
+        database_.CopyIn(CopyInto("track").c_str(), batch.added);
+    }
+    if (!batch.changed.empty()) {
+        database_.CopyIn(CopyInto("changed_track").c_str(), batch.changed);
         database_.Execute(kUpdateTracks);
         database_.Execute(kDeleteSides);
     }
-    for (std::size_t side = 0; side < sides.size(); ++side) {
-        if (!sides[side].empty()) {
-            database_.CopyIn(kCopySide[side], sides[side]);
+    for (std::size_t side = 0; side < batch.sides.size(); ++side) {
+        if (!batch.sides[side].empty()) {
+            database_.CopyIn(kCopySide[side], batch.sides[side]);
         }
+    }
+    if (!batch.offsets.empty()) {
+        database_.CopyIn(kCopyOffsets, batch.offsets);
+    }
+}
+
+void Store::WriteStamps() {
+    if (!stamps_.empty()) {
+        database_.Execute("UPDATE track SET sheet_stamp = s.stamp FROM (VALUES " + stamps_ +
+                          ") AS s(id, stamp) WHERE track.id = s.id");
     }
 }
 

@@ -3,39 +3,66 @@
 #pragma once
 
 #include <cstddef>
+#include <cstdint>
+#include <string>
 #include <vector>
 
+#include "copy_rows.h"
 #include "database.h"
 #include "song.h"
+#include "split.h"
 
 namespace varnindex {
 
 class Store {
   public:
-    explicit Store(Database &database);
+    enum class Writes { kAll, kNone };
 
-    // All of these may write the batch out, and throw DatabaseError.
-    void Add(Song song);             // a new row
-    void Change(int id, Song song);  // keeps the row's id and the date of its arrival
-    void Remove(int id);             // the song and its rating, replay gain and the like
-    void Flush();                    // writes what is left
-    void RenewStatistics();          // of the tables that a scan writes
+    // With kNone everything below does nothing.
+    Store(Database &database, Writes writes);
+
+    // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
+    // makes of the song; those that it made before keep their rows by their number.
+    void Add(Song song, std::vector<VirtualSong> tracks);  // a new row
+    // Keeps the row's id and the date of its arrival; the path and the owner may be new.
+    void Change(int id, Song song, std::vector<VirtualSong> tracks);
+    void Remove(int id);                            // the song, its tracks, ratings and the like
+    void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
+    void Flush();                                   // writes what is left
+    void RenewStatistics();                         // of the tables that a scan writes
 
   private:
+    struct Track {
+        VirtualSong virtualSong;
+        int id = 0;  // 0: a new row
+    };
     struct Item {
-        int id;  // 0: a new row
+        int id = 0;  // 0: a new row
         Song song;
+        std::vector<Track> tracks;
+    };
+    // What a batch gives to the tables, as COPY reads it.
+    struct Batch {
+        std::string added;    // rows of track
+        std::string changed;  // the same of rows that are there
+        std::string offsets;  // rows of virtual_info_track
+        SideRows sides;
     };
 
-    void Keep(Item item);
+    void Keep(int id, Song song, std::vector<VirtualSong> tracks);
     void FlushIfFull();
-    std::vector<int> NewIds();
-    void WriteSongs();
     void RemoveRows();
+    void MatchTracks();
+    std::vector<int> NewIds(std::size_t count) const;
+    Batch MakeBatch();
+    void WriteSongs();
+    void WriteStamps();
 
     Database &database_;
+    Writes writes_;
     std::vector<Item> items_;
     std::vector<int> removed_;
+    std::string stamps_;  // rows of a VALUES list
     std::size_t bytes_ = 0;
 };
 

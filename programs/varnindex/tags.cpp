@@ -1,24 +1,23 @@
 #include "tags.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <taglib/asffile.h>
 #include <taglib/mp4file.h>
 #include <taglib/tag.h>
 #include <taglib/tdebuglistener.h>
-#include <taglib/tfilestream.h>
 #include <taglib/tpropertymap.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <charconv>
 #include <cmath>
 #include <limits>
-#include <system_error>
 
+#include "cue.h"
+#include "fingerprint.h"
 #include "format.h"
 #include "names.h"
+#include "pictures.h"
+#include "stream.h"
 
 namespace varnindex {
 namespace {
@@ -170,30 +169,20 @@ void ReadAudio(const TagLib::AudioProperties &audio, Song &song) {
     song.channels = std::max(audio.channels(), 0);
 }
 
-// Opens for reading only, and nothing but a regular file: the name may have become a FIFO since the
-// walk, and opening that would wait for a writer.
-std::unique_ptr<TagLib::FileStream> OpenStream(const std::string &path, std::string &problem) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY);
-    struct stat info {};
-    if (fd < 0 || ::fstat(fd, &info) != 0) {
-        problem = std::generic_category().message(errno);
-    } else if (!S_ISREG(info.st_mode)) {
-        problem = "not a regular file";
-    } else {
-        return std::make_unique<TagLib::FileStream>(fd, true);
-    }
-    if (fd >= 0) {
-        ::close(fd);
-    }
-    return nullptr;
+// A sheet of absurd size is none.
+std::string EmbeddedCue(const PropertyMap &tags) {
+    std::string text = First(tags, "CUESHEET");
+    return text.size() <= kMaxCueBytes ? text : std::string();
 }
 
-std::optional<Song> ReadOpened(const Format &format, TagLib::IOStream &stream, Song song) {
+void ReadOpened(const Format &format, BoundedStream &stream, Pictures pictures, Song song,
+                ReadResult &result) {
     const OpenedFile opened = format.open(stream);
     const TagLib::AudioProperties *const audio =
         opened.file->isValid() ? opened.file->audioProperties() : nullptr;
     if (audio == nullptr || audio->sampleRate() <= 0 || audio->channels() <= 0) {
-        return std::nullopt;
+        result.problem = "not audio or damaged";
+        return;
     }
     ReadAudio(*audio, song);
     song.container = format.container;
@@ -206,7 +195,15 @@ std::optional<Song> ReadOpened(const Format &format, TagLib::IOStream &stream, S
     }
     FillFromPath(song);
     ReadSortNames(tags, song);
-    return song;
+    result.embeddedCue = EmbeddedCue(tags);
+    song.pictures = pictures == Pictures::kStore
+                        ? StorePictures(*opened.file, song.path, result.warning)
+                        : static_cast<int>(ListPictures(*opened.file).size());
+    song.fingerprint = Fingerprint(*opened.file, stream);
+    if (stream.WasCutShort()) {
+        result.warning = "its tags are too large to be read";
+    }
+    result.song = std::move(song);
 }
 
 class Silence : public TagLib::DebugListener {
@@ -221,7 +218,8 @@ void SilenceTagLib() {
     TagLib::setDebugListener(&silence);
 }
 
-ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified) {
+ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
+                    Pictures pictures) {
     ReadResult result;
     const Format *const format = FormatOfName(path);
     if (format == nullptr) {
@@ -237,9 +235,9 @@ ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t mod
     song.size = size;
     song.modified = modified;
     try {
-        result.song = ReadOpened(*format, *stream, std::move(song));
-        result.problem = result.song ? "" : "not audio or damaged";
+        ReadOpened(*format, *stream, pictures, std::move(song), result);
     } catch (const std::exception &error) {  // sizes in a damaged tag can ask for absurd memory
+        result.song.reset();
         result.problem = std::string("cannot be read: ") + error.what();
     }
     return result;

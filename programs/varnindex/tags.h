@@ -1,6 +1,7 @@
 // Reads one audio file.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 
@@ -13,12 +14,21 @@ void SilenceTagLib();
 
 struct ReadResult {
     std::optional<Song> song;
-    std::string problem;  // for a person, when there is no song
+    std::string problem;      // for a person: why there is no song
+    std::string warning;      // for a person, where the song is there but not all of it
+    std::string embeddedCue;  // the cue sheet in the tags; "" when there is none
+};
+
+enum class Pictures {
+    kStore,  // in the extended-attribute folder of the file
+    kCount,
 };
 
 // Reads tags and audio properties of a file with a music name (format.h). A damaged tag gives the
 // song with what can be read; a file without tags gets its name as title and its folder's name as
-// album. `size` and `modified` are what the walk saw and go into the song as they are.
-ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified);
+// album. `size` and `modified` are what the walk saw and go into the song as they are. Different
+// files may be read by several threads at once.
+ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
+                    Pictures pictures = Pictures::kCount);
 
 }  // namespace varnindex

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "format.h"
 #include "names.h"
 
 namespace varnindex {
@@ -120,21 +121,22 @@ std::optional<Found> Walk::EnterRoot(const std::string &path) {
     if (!IsUtf8(path)) {
         return Found{Found::Kind::kBlocked, path, 0, 0, "the name is not UTF-8"};
     }
-    return Enter(path, true);
+    return Enter(path, false);
 }
 
 // Goes down into a folder. A folder that cannot be read to its end is not entered at all: half of
 // its entries would look as if the others had been deleted.
-std::optional<Found> Walk::Enter(const std::string &path, bool isRoot) {
+std::optional<Found> Walk::Enter(const std::string &path, bool throughLink) {
     const DirPtr dir = OpenFolder(path);
     struct stat info {};
     if (!dir || ::fstat(::dirfd(dir.get()), &info) != 0) {
         return Blocked(path, errno);
     }
-    if (IsOnTheWay(info.st_dev, info.st_ino)) {
+    if (IsOnTheWay(info.st_dev, info.st_ino) ||
+        (throughLink && !linked_.emplace(info.st_dev, info.st_ino).second)) {
         return std::nullopt;
     }
-    Level level{path, info.st_dev, info.st_ino, {}};
+    Level level{path, info.st_dev, info.st_ino, {}, nullptr};
     bool hasNames = false;
     for (;;) {
         errno = 0;
@@ -152,11 +154,34 @@ std::optional<Found> Walk::Enter(const std::string &path, bool isRoot) {
     }
     std::sort(level.entries.begin(), level.entries.end(),
               [](const Entry &a, const Entry &b) { return a.key > b.key; });
-    levels_.push_back(std::move(level));
-    if (isRoot && !hasNames) {
-        return Found{Found::Kind::kAbsent, path, 0, 0, "the folder is empty"};
+    if (!hasNames) {
+        return Found{Found::Kind::kEmpty, path, 0, 0, "the folder is empty"};
     }
+    level.sheets = SheetsAmong(level.entries, path);
+    levels_.push_back(std::move(level));
     return std::nullopt;
+}
+
+std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entries,
+                                                const std::string &folder) {
+    std::vector<SheetFile> sheets;
+    for (const Entry &entry : entries) {
+        if (entry.kind == Found::Kind::kFile && IsSheetName(entry.key)) {
+            sheets.push_back({entry.key, entry.size, entry.modified});
+        }
+    }
+    if (sheets.empty()) {
+        return nullptr;
+    }
+    std::vector<std::string> songs;
+    for (const Entry &entry : entries) {
+        if (entry.kind == Found::Kind::kFile && IsMusicName(entry.key) && IsUtf8(entry.key)) {
+            songs.push_back(entry.key);
+        }
+    }
+    std::reverse(sheets.begin(), sheets.end());  // the entries stand in reverse order
+    std::reverse(songs.begin(), songs.end());
+    return std::make_shared<FolderSheets>(folder, std::move(sheets), std::move(songs));
 }
 
 bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
@@ -187,7 +212,7 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
         level.entries.push_back(
             {std::string(name) + "/", Found::Kind::kAbsent, 0, 0, ErrorText(error)});
     } else if (S_ISDIR(info.st_mode)) {
-        level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}});
+        level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}, type == DT_LNK});
     } else if (S_ISREG(info.st_mode) && wanted) {
         level.entries.push_back(
             {name, Found::Kind::kFile, info.st_size, Microseconds(info.st_mtim), {}});
@@ -203,9 +228,10 @@ std::optional<Found> Walk::Take(Entry entry) {
         return Found{Found::Kind::kRefused, path, 0, 0, "the path is too long"};
     }
     if (!entry.kind) {
-        return Enter(path, false);
+        return Enter(path, entry.isLink);
     }
-    return Found{*entry.kind, path, entry.size, entry.modified, std::move(entry.reason)};
+    return Found{*entry.kind,          path, entry.size, entry.modified, std::move(entry.reason),
+                 levels_.back().sheets};
 }
 
 }  // namespace varnindex

@@ -4,10 +4,15 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <memory>
 #include <optional>
+#include <set>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
+
+#include "sheets.h"
 
 namespace varnindex {
 
@@ -16,15 +21,17 @@ struct Found {
     enum class Kind {
         kFile,     // a regular file of a wanted name
         kBlocked,  // what is at `path` could not be looked at
-        kAbsent,   // a link leads nowhere, or an indexed folder has nothing in it
+        kAbsent,   // a link leads nowhere
+        kEmpty,    // a folder has nothing in it; a disk may be missing there
         kRefused,  // a name that the library cannot hold
     };
 
     Kind kind = Kind::kFile;
-    std::string path;           // with "/" at its end: everything below that folder
-    std::int64_t size = 0;      // bytes
-    std::int64_t modified = 0;  // microseconds since 1970, UTC
-    std::string reason;         // for a person, of all kinds but kFile
+    std::string path;                           // with "/" at its end: everything below that folder
+    std::int64_t size = 0;                      // bytes
+    std::int64_t modified = 0;                  // microseconds since 1970, UTC
+    std::string reason;                         // for a person, of all kinds but kFile
+    std::shared_ptr<FolderSheets> sheets = {};  // beside a file; null where there are none
 };
 
 // True for a file name, without its folder, that the caller wants to see.
@@ -37,7 +44,8 @@ std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders)
 
 // Walks folders depth first. The finds come in the byte order of their paths, over all folders, as
 // long as the folders come from OrderedFolders. Links are followed, but not into a folder that the
-// walk is in already. Names that begin with "." and the folders of recycle bins and extended
+// walk is in already or that another link has led to: folders that link to each other would be
+// walked in every order. Names that begin with "." and the folders of recycle bins and extended
 // attributes are passed over; of anything else only regular files and folders are ever opened.
 // Only the entries of the folders on the way down are held in memory, and no descriptor stays open.
 class Walk {
@@ -54,16 +62,20 @@ class Walk {
         std::int64_t size = 0;
         std::int64_t modified = 0;
         std::string reason;
+        bool isLink = false;
     };
     struct Level {
         std::string path;  // with "/" at its end
         dev_t device;
         ino_t inode;
         std::vector<Entry> entries;  // the next one at the back
+        std::shared_ptr<FolderSheets> sheets = {};
     };
 
     std::optional<Found> EnterRoot(const std::string &path);
-    std::optional<Found> Enter(const std::string &path, bool isRoot);
+    std::optional<Found> Enter(const std::string &path, bool throughLink);
+    static std::shared_ptr<FolderSheets> SheetsAmong(const std::vector<Entry> &entries,
+                                                     const std::string &folder);
     bool IsOnTheWay(dev_t device, ino_t inode) const;
     void AddEntry(int folder, const char *name, unsigned char type, Level &level) const;
     std::optional<Found> Take(Entry entry);
@@ -71,6 +83,7 @@ class Walk {
     std::vector<std::string> folders_;  // the next one at the back
     NameFilter wanted_;
     std::vector<Level> levels_;
+    std::set<std::pair<dev_t, ino_t>> linked_;  // folders that a link has led to
 };
 
 }  // namespace varnindex

@@ -9,6 +9,7 @@
 #include <taglib/textidentificationframe.h>
 #include <taglib/tpropertymap.h>
 
+#include <cstdint>
 #include <filesystem>
 #include <fstream>
 #include <random>
@@ -253,6 +254,33 @@ TEST_F(TagsTest, FlippedBytesNeverGiveTextThatCannotBeStored) {
             EXPECT_GE(song.bitRate, 0);
         }
     }
+}
+
+// Each of these ended the process, or kept it busy for minutes.
+TEST_F(TagsTest, FilesThatExhaustTheirReader) {
+    const auto number = [](std::uint32_t value) {
+        return std::string{static_cast<char>(value >> 24), static_cast<char>(value >> 16),
+                           static_cast<char>(value >> 8), static_cast<char>(value)};
+    };
+    std::string atoms;
+    for (std::uint32_t depth = 60'000; depth > 0; --depth) {
+        atoms += number(depth * 8) + "moov";
+    }
+    std::string chapters;
+    for (std::uint32_t depth = 20'000; depth > 0; --depth) {
+        chapters +=
+            "CHAP" + number(depth * 28 - 10) + std::string(2, '\0') + "x" + std::string(17, '\0');
+    }
+    const auto size = static_cast<std::uint32_t>(chapters.size());
+    const std::string tag = std::string("ID3\3\0\0", 6) +
+                            number((size >> 21) << 24 | (size >> 14 & 127) << 16 |
+                                   (size >> 7 & 127) << 8 | (size & 127)) +
+                            chapters;
+    const fs::path zeros = Write("zeros.mp3", "x");
+    fs::resize_file(zeros, std::uintmax_t{4} << 30);
+    EXPECT_NE(Read(Write("atoms.m4a", atoms)).problem, "");
+    EXPECT_NE(Read(Write("chapters.mp3", tag + ReadFile(Samples() / "plain.mp3"))).warning, "");
+    EXPECT_NE(Read(zeros).problem, "");
 }
 
 }  // namespace

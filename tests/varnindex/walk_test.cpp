@@ -95,6 +95,20 @@ TEST_F(WalkTest, LinksAreFollowedButNotInCircles) {
     EXPECT_EQ(Finds({"m"}, Kind::kBlocked), Names{});
 }
 
+TEST_F(WalkTest, FoldersThatLinkToEachOtherAreWalkedFewTimes) {
+    constexpr int kFolders = 12;
+    Make({"m/0/1.mp3"});
+    for (int i = 0; i < kFolders; ++i) {
+        fs::create_directories(scratch() / "m" / std::to_string(i));
+        for (int j = 0; j < kFolders; ++j) {
+            fs::create_directory_symlink(
+                "../" + std::to_string(j),
+                scratch() / "m" / std::to_string(i) / ("to" + std::to_string(j)));
+        }
+    }
+    EXPECT_LE(Finds({"m"}, Kind::kFile).size(), 2U);
+}
+
 TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {
     Make({"m/ok.mp3", "m/.hidden.mp3", "m/.git/1.mp3", "m/@eaDir/1.mp3", "m/#recycle/1.mp3",
           "m/notes.txt", "m/folder.mp3/notes.txt"});
@@ -117,7 +131,7 @@ TEST_F(WalkTest, WhatCannotBeSeenIsTold) {
     fs::create_symlink("nowhere.mp3", scratch() / "deep/lost.mp3");
     fs::create_symlink("loop", scratch() / "deep/loop");
     EXPECT_EQ(Finds({"missing", "plain-file"}, Kind::kBlocked), (Names{"missing/", "plain-file/"}));
-    EXPECT_EQ(Finds({"empty", "hidden-only"}, Kind::kAbsent), (Names{"empty/", "hidden-only/"}));
+    EXPECT_EQ(Finds({"empty", "hidden-only"}, Kind::kEmpty), (Names{"empty/", "hidden-only/"}));
     EXPECT_EQ(Finds({"deep"}, Kind::kAbsent),
               (Names{"deep/loop", "deep/loop/", "deep/lost.mp3", "deep/lost.mp3/"}));
     EXPECT_EQ(Finds({"deep"}, Kind::kFile), Names{"deep/1.mp3"});

@@ -1,0 +1,16 @@
+// Text files that say nothing about how they are encoded.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+namespace varnindex {
+
+// The text of a small file (a cue sheet, a playlist) as UTF-8 with "\n" at the end of its lines,
+// whether these ended with CR LF, LF or CR. A byte order mark decides (UTF-8, UTF-16 LE or BE) and
+// is not part of the text; bytes that are UTF-8 are taken as such; everything else is read in the
+// Windows code page that makes the most plausible text of it. Always gives valid UTF-8: what cannot
+// be read becomes U+FFFD.
+std::string ToUtf8(std::string_view bytes);
+
+}  // namespace varnindex

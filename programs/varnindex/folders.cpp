@@ -1,0 +1,131 @@
+#include "folders.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <system_error>
+
+#include "tonvale/paths.h"
+#include "varn/account.h"
+#include "varn/host.h"
+#include "walk.h"
+
+namespace varnindex {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Normal(const std::string &path) {
+    const auto ordered = OrderedFolders({path});
+    return ordered.front();
+}
+
+// What to walk for one path. Outside the configured folders nobody knows how far to go up.
+fs::path FolderToWalk(const OwnedFolder *configured, fs::path path) {
+    std::error_code error;
+    if (configured == nullptr) {
+        return fs::is_regular_file(path, error) ? path.parent_path() : path;
+    }
+    while (path != configured->path && !fs::is_directory(path, error)) {
+        path = path.parent_path();
+    }
+    return path;
+}
+
+}  // namespace
+
+Folders::Folders(const std::vector<std::string> &shared, std::vector<OwnedFolder> homes,
+                 std::vector<unsigned> unseen)
+    : folders_(std::move(homes)), unseen_(std::move(unseen)), sharedUnknown_(shared.empty()) {
+    for (const std::string &path : shared) {
+        folders_.push_back({path, 0});
+    }
+    for (OwnedFolder &folder : folders_) {
+        folder.path = Normal(folder.path);
+    }
+    // A home that is registered as a shared folder, too, stays its user's: the homes come first.
+    std::stable_sort(folders_.begin(), folders_.end(),
+                     [](const auto &a, const auto &b) { return a.path < b.path; });
+    const auto same = [](const auto &a, const auto &b) { return a.path == b.path; };
+    folders_.erase(std::unique(folders_.begin(), folders_.end(), same), folders_.end());
+}
+
+Folders Folders::Configured() {
+    std::vector<OwnedFolder> homes;
+    std::vector<unsigned> unseen;
+    bool unknown = false;
+    if (IsPersonalLibraryEnabled()) {
+        const auto accounts = varn::host::HomeOwners();
+        unknown = !accounts;
+        for (const auto &account : accounts.value_or(std::vector<varn::host::HomeOwner>())) {
+            std::string path = AudioFile::GetHomeMusicPath(account.name);
+            std::error_code error;
+            const fs::file_status status = fs::status(path, error);
+            if (path.empty() || status.type() == fs::file_type::not_found) {
+                unseen.push_back(account.uid);
+            } else {
+                homes.push_back({std::move(path), account.uid});
+            }
+        }
+    }
+    Folders folders(varn::host::IndexedFolders(), std::move(homes), std::move(unseen));
+    folders.accountsUnknown_ = unknown;
+    return folders;
+}
+
+std::vector<std::string> Folders::Roots() const {
+    std::vector<std::string> paths;
+    for (const OwnedFolder &folder : folders_) {
+        paths.push_back(folder.path);
+    }
+    return OrderedFolders(paths);
+}
+
+const OwnedFolder *Folders::Of(const std::string &path) const {
+    const auto isPath = [](const OwnedFolder &folder, const std::string &text) {
+        return folder.path < text;
+    };
+    std::string above = path;
+    while (!above.empty()) {
+        const auto found = std::lower_bound(folders_.begin(), folders_.end(), above, isPath);
+        if (found != folders_.end() && found->path == above) {
+            return &*found;
+        }
+        const std::size_t slash = above.rfind('/');
+        above.resize(slash == 0 && above.size() > 1 ? 1 : slash == std::string::npos ? 0 : slash);
+    }
+    return nullptr;
+}
+
+unsigned Folders::OwnerOf(const std::string &path) const {
+    const OwnedFolder *const folder = Of(path);
+    return folder != nullptr ? folder->userid : 0;
+}
+
+bool Folders::IsUnseen(unsigned userid) const {
+    if (userid == 0) {
+        return sharedUnknown_;
+    }
+    return accountsUnknown_ || std::find(unseen_.begin(), unseen_.end(), userid) != unseen_.end();
+}
+
+std::string Folders::UnseenCondition() const {
+    std::string condition = sharedUnknown_ ? "userid = 0" : "false";
+    condition += accountsUnknown_ ? " OR userid <> 0" : "";
+    for (const unsigned userid : unseen_) {
+        condition += " OR userid = " + std::to_string(userid);
+    }
+    return "(" + condition + ")";
+}
+
+std::vector<std::string> FoldersToWalk(const Folders &folders,
+                                       const std::vector<std::string> &paths) {
+    std::vector<std::string> result;
+    for (const std::string &given : paths) {
+        const std::string path = Normal(given);
+        result.push_back(FolderToWalk(folders.Of(path), path).string());
+    }
+    return OrderedFolders(result);
+}
+
+}  // namespace varnindex

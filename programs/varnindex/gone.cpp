@@ -1,0 +1,120 @@
+#include "gone.h"
+
+#include <algorithm>
+
+#include "hash.h"
+
+namespace varnindex {
+namespace {
+
+constexpr std::size_t kBatch = 5000;
+
+std::int64_t NameHash(const std::string &path) {
+    return Hasher().Add(std::string_view(path).substr(path.rfind('/') + 1)).Value();
+}
+
+std::int64_t Mixed(std::int64_t a, std::int64_t b, std::int64_t c = 0) {
+    return Hasher().Add(a).Add(b).Add(c).Value();
+}
+
+}  // namespace
+
+void GoneRows::Add(const KnownRow &row, std::optional<std::size_t> emptied) {
+    rows_.emplace(row.id, Row{NameHash(row.path), rows_.size(), emptied});
+}
+
+void GoneRows::AddNew(const std::string &path, std::int64_t size) {
+    newNames_.push_back(Mixed(size, NameHash(path)));
+}
+
+void GoneRows::Prepare(Database &database) {
+    if (newNames_.empty()) {
+        return;
+    }
+    std::sort(newNames_.begin(), newNames_.end());
+    std::vector<int> ids;
+    for (const auto &[id, row] : rows_) {
+        ids.push_back(id);
+    }
+    for (std::size_t i = 0; i < ids.size(); i += kBatch) {
+        std::string list;
+        for (std::size_t j = i; j < std::min(i + kBatch, ids.size()); ++j) {
+            list += (list.empty() ? "" : ",") + std::to_string(ids[j]);
+        }
+        const Rows found = database.Query(
+            "SELECT id, fingerprint, filesize FROM track WHERE fingerprint IS NOT NULL"
+            " AND id = ANY ('{" +
+            list + "}')");
+        for (int row = 0; row < found.Count(); ++row) {
+            Index(static_cast<int>(found.Number(row, "id")), found.Number(row, "fingerprint"),
+                  found.Number(row, "filesize"));
+        }
+    }
+}
+
+void GoneRows::Index(int id, std::int64_t fingerprint, std::int64_t size) {
+    const Row &row = rows_.at(id);
+    const Place place{fingerprint, size, row.order};
+    byPlace_.emplace(place, id);
+    byName_.emplace(Mixed(fingerprint, size, row.nameHash), place);
+}
+
+// A new file that is not read yet has the row's name, and may be what became of it.
+bool GoneRows::IsReserved(std::int64_t size, int id) const {
+    return std::binary_search(newNames_.begin(), newNames_.end(),
+                              Mixed(size, rows_.at(id).nameHash));
+}
+
+GoneRows::Claim GoneRows::ClaimFor(const Song &song, bool isLast) {
+    const auto take = [this](std::map<Place, int>::iterator place) {
+        const int id = place->second;
+        byPlace_.erase(place);
+        rows_.erase(id);
+        return Claim{id};
+    };
+    const std::int64_t name = Mixed(song.fingerprint, song.size, NameHash(song.path));
+    for (auto same = byName_.find(name); same != byName_.end() && same->first == name;) {
+        const auto place = byPlace_.find(same->second);
+        same = byName_.erase(same);
+        if (place != byPlace_.end() && rows_.contains(place->second)) {
+            return take(place);
+        }
+    }
+    bool isLater = false;
+    for (auto place = byPlace_.lower_bound({song.fingerprint, song.size, 0});
+         place != byPlace_.end() && std::get<0>(place->first) == song.fingerprint &&
+         std::get<1>(place->first) == song.size;) {
+        if (!rows_.contains(place->second)) {
+            place = byPlace_.erase(place);
+        } else if (isLast || !IsReserved(song.size, place->second)) {
+            return take(place);
+        } else {
+            isLater = true;
+            ++place;
+        }
+    }
+    return {0, isLater};
+}
+
+std::vector<int> GoneRows::Left() const {
+    std::vector<int> ids;
+    for (const auto &[id, row] : rows_) {
+        if (!row.emptied) {
+            ids.push_back(id);
+        }
+    }
+    std::sort(ids.begin(), ids.end());
+    return ids;
+}
+
+std::vector<std::size_t> GoneRows::LeftOfEmptied(std::size_t count) const {
+    std::vector<std::size_t> left(count);
+    for (const auto &[id, row] : rows_) {
+        if (row.emptied) {
+            ++left.at(*row.emptied);
+        }
+    }
+    return left;
+}
+
+}  // namespace varnindex

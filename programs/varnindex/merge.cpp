@@ -1,0 +1,100 @@
+#include "merge.h"
+
+#include <utility>
+
+#include "copy_rows.h"
+#include "format.h"
+
+namespace varnindex {
+namespace {
+
+// True when a row's path is the one that the walk could not look at, or below it.
+bool Covers(const std::string &gap, const std::string &path) {
+    return gap.ends_with('/') ? path.starts_with(gap) : path == gap;
+}
+
+bool IsGap(const Found &found) {
+    return found.kind == Found::Kind::kBlocked || found.kind == Found::Kind::kAbsent ||
+           found.kind == Found::Kind::kEmpty;
+}
+
+}  // namespace
+
+Merge::Merge(Database &database, Scope scope, const Folders &folders,
+             std::vector<std::string> roots, bool purge)
+    : folders_(folders),
+      purge_(purge),
+      walk_(roots, IsIndexedName),
+      known_(database, scope, roots) {}
+
+std::optional<Event> Merge::Next() {
+    if (!found_ && !walkEnded_) {
+        found_ = walk_.Next();
+        walkEnded_ = !found_;
+        kept_ = 0;
+    }
+    const KnownRow *const front = known_.Front();
+    if (!found_) {
+        return front != nullptr ? std::optional(WithoutFile(Event::Kind::kGone)) : std::nullopt;
+    }
+    if (front != nullptr && front->path < found_->path) {
+        return WithoutFile(Event::Kind::kGone);
+    }
+    if (IsGap(*found_)) {
+        return NextOfGap();
+    }
+    Found found = *std::exchange(found_, std::nullopt);
+    if (found.kind == Found::Kind::kRefused) {
+        return Event{Event::Kind::kRefused, {}, std::move(found)};
+    }
+    return OfFile(std::move(found));
+}
+
+std::optional<Event> Merge::NextOfGap() {
+    const KnownRow *const front = known_.Front();
+    if (front != nullptr && Covers(found_->path, front->path)) {
+        ++kept_;
+        return WithoutFile(purge_                                ? Event::Kind::kGone
+                           : found_->kind == Found::Kind::kEmpty ? Event::Kind::kEmptied
+                                                                 : Event::Kind::kKept);
+    }
+    Event event{Event::Kind::kGap, {}, *std::exchange(found_, std::nullopt)};
+    event.kept = purge_ ? 0 : kept_;
+    return event;
+}
+
+Event Merge::WithoutFile(Event::Kind kind) {
+    Event event{kind};
+    event.work.known = std::move(*known_.Front());
+    known_.Pop();
+    if (kind == Event::Kind::kGone && !purge_ && folders_.IsUnseen(event.work.known.userid)) {
+        event.kind = Event::Kind::kKept;
+    }
+    return event;
+}
+
+Event Merge::OfFile(Found found) {
+    Event event{IsMusicName(found.path) ? Event::Kind::kSong : Event::Kind::kList};
+    event.work.size = found.size;
+    event.work.modified = StorableTime(found.modified);
+    event.work.userid = OwnerOf(found.path);
+    event.work.sheets = std::move(found.sheets);
+    event.work.path = std::move(found.path);
+    KnownRow *const front = known_.Front();
+    if (front != nullptr && front->path == event.work.path && event.kind == Event::Kind::kSong) {
+        event.work.known = std::move(*front);
+        known_.Pop();
+    }
+    return event;
+}
+
+unsigned Merge::OwnerOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    if (path.compare(0, slash, lastFolder_) != 0) {
+        lastFolder_ = path.substr(0, slash);
+        lastOwner_ = folders_.OwnerOf(lastFolder_.empty() ? "/" : lastFolder_);
+    }
+    return lastOwner_;
+}
+
+}  // namespace varnindex

@@ -1,0 +1,61 @@
+// Puts what lies in the folders beside what the library knows, one pass over both in the byte order
+// of their paths.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "folders.h"
+#include "known.h"
+#include "readers.h"
+#include "walk.h"
+
+namespace varnindex {
+
+struct Event {
+    enum class Kind {
+        kSong,     // `work`, with the row that the library has for it
+        kList,     // a playlist or cue sheet: `work` without a row
+        kGone,     // `work.known` has no file any more
+        kKept,     // `work.known` has to stay: its folder could not be looked at
+        kEmptied,  // the same, but its folder was there with nothing in it
+        kGap,      // what could not be looked at, behind its rows: `found`
+        kRefused,  // `found`
+    };
+    Kind kind;
+    Work work = {};
+    Found found = {};
+    std::size_t kept = 0;  // of a gap: how many rows stay
+};
+
+class Merge {
+  public:
+    // `roots` as OrderedFolders gives them. With `purge` rows without a file are gone whatever the
+    // reason.
+    Merge(Database &database, Scope scope, const Folders &folders, std::vector<std::string> roots,
+          bool purge);
+
+    // The next event; none at the end. Throws DatabaseError.
+    std::optional<Event> Next();
+
+  private:
+    std::optional<Event> NextOfGap();
+    Event WithoutFile(Event::Kind kind);
+    Event OfFile(Found found);
+    unsigned OwnerOf(const std::string &path);
+
+    const Folders &folders_;
+    bool purge_;
+    Walk walk_;
+    KnownRows known_;
+    std::optional<Found> found_;
+    bool walkEnded_ = false;
+    std::size_t kept_ = 0;    // of the gap at hand
+    std::string lastFolder_;  // and its owner, because most files are in the same one
+    unsigned lastOwner_ = 0;
+};
+
+}  // namespace varnindex

@@ -1,0 +1,179 @@
+#include "places.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "copy_rows.h"
+#include "names.h"
+#include "varn/sql.h"
+
+namespace varnindex {
+namespace {
+
+constexpr std::size_t kFullBytes = 1U << 20;
+
+constexpr const char kCreate[] =
+    "CREATE TEMP TABLE found_place (is_list boolean, userid integer, path text, title text,"
+    " album text, mdate timestamp);"
+    "CREATE TEMP TABLE kept_place (path text)";
+
+constexpr const char kCopyFound[] =
+    "COPY found_place (is_list, userid, path, title, album, mdate) FROM STDIN";
+constexpr const char kCopyKept[] = "COPY kept_place (path) FROM STDIN";
+
+// Two roots may note the same folder above them.
+constexpr const char kPrepare[] =
+    "CREATE TEMP TABLE place AS SELECT DISTINCT ON (is_list, userid, path) * FROM found_place"
+    " ORDER BY is_list, userid, path, mdate;"
+    "ANALYZE place";
+constexpr const char kDropPrepared[] = "DROP TABLE place; DROP TABLE found_place, kept_place";
+
+// One of the four tables. The shared ones have no owner.
+struct Table {
+    const char *name;
+    bool isList;
+    bool isPersonal;
+};
+constexpr Table kTables[] = {{"directory", false, false},
+                             {"personal_directory", false, true},
+                             {"playlist", true, false},
+                             {"personal_playlist", true, true}};
+
+// The wanted rows of a table, as "p".
+std::string Wanted(const Table &table) {
+    return std::string(table.isList ? "p.is_list" : "NOT p.is_list") + " AND p.userid " +
+           (table.isPersonal ? "<> 0" : "= 0");
+}
+
+std::string SameRow(const Table &table) {
+    return table.isPersonal ? "p.path = t.path AND p.userid = t.userid" : "p.path = t.path";
+}
+
+// The shared tables have no column for their owner.
+std::string DeleteSql(const Table &table, const std::string &scope, const std::string &unseen) {
+    const char *const owner = table.isPersonal ? "userid" : "0 AS userid";
+    return std::string("DELETE FROM ") + table.name +
+           " WHERE id IN (SELECT id FROM (SELECT id, path, " + owner + " FROM " + table.name +
+           ") t WHERE (" + scope + ") AND NOT " + unseen +
+           " AND NOT EXISTS (SELECT FROM place p WHERE " + Wanted(table) +
+           " AND p.path = t.path AND p.userid = t.userid)"
+           " AND NOT EXISTS (SELECT FROM kept_place k WHERE t.path = k.path"
+           " OR (k.path LIKE '%/' AND t.path || '/' ^@ k.path)))";
+}
+
+// A row keeps its id and date; that a list has changed is told by its time.
+std::string UpdateSql(const Table &table) {
+    return std::string("UPDATE ") + table.name +
+           " t SET title = p.title, album = p.album, mdate = p.mdate" +
+           (table.isPersonal ? ", updated = true" : "") + " FROM place p WHERE " + Wanted(table) +
+           " AND " + SameRow(table) +
+           " AND (t.title, t.album, t.mdate) IS DISTINCT FROM (p.title, p.album, p.mdate)";
+}
+
+std::string InsertSql(const Table &table) {
+    const std::string columns = std::string(table.isPersonal ? "userid, " : "") + "path, title" +
+                                (table.isList ? ", album, mdate" : "");
+    return std::string("INSERT INTO ") + table.name + " (" + columns + ") SELECT " + columns +
+           " FROM place p WHERE " + Wanted(table) + " AND NOT EXISTS (SELECT FROM " + table.name +
+           " t WHERE " + SameRow(table) + ") ORDER BY path";
+}
+
+std::string NameOf(const std::string &path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
+std::string FolderOf(const std::string &path) {
+    return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+}
+
+void AddField(std::string &rows, const std::string &text, char end) {
+    AppendEscaped(rows, text);
+    rows += end;
+}
+
+}  // namespace
+
+Places::Places(Database &database, const Folders &folders)
+    : database_(database), folders_(folders) {
+    database_.Execute(kCreate);
+}
+
+void Places::NoteFile(const std::string &path, unsigned userid) {
+    const std::string folder = FolderOf(path);
+    if (folder != lastFolder_) {
+        NoteFolder(folder, userid);
+    }
+}
+
+void Places::NoteList(const std::string &path, std::int64_t modified, unsigned userid) {
+    NoteFile(path, userid);
+    const std::string name = NameOf(path);
+    rows_ += "t\t" + std::to_string(userid) + '\t';
+    AddField(rows_, path, '\t');
+    AddField(rows_, CleanName(name.substr(0, name.rfind('.'))), '\t');
+    AddField(rows_, CleanName(NameOf(FolderOf(path))), '\t');
+    rows_ += Timestamp(modified) + '\n';
+    FlushIfFull();
+}
+
+// What the last folder and this one of the same owner have above them in common is noted already.
+void Places::NoteFolder(const std::string &path, unsigned userid) {
+    const std::string last = std::exchange(lastFolder_, path) + "/";
+    const bool isSameOwner = std::exchange(lastOwner_, userid) == userid;
+    for (std::string folder = path;; folder = FolderOf(folder)) {
+        const OwnedFolder *const configured = folders_.Of(folder);
+        if (configured == nullptr || configured->userid != userid ||
+            (isSameOwner && last.starts_with(folder + "/"))) {
+            return;
+        }
+        rows_ += "f\t" + std::to_string(userid) + '\t';
+        AddField(rows_, folder, '\t');
+        AddField(rows_, CleanName(NameOf(folder)), '\t');
+        rows_ += "\t\\N\n";
+        FlushIfFull();
+        if (folder == "/") {
+            return;
+        }
+    }
+}
+
+void Places::Keep(const std::string &path) {
+    AddField(kept_, path, '\n');
+    FlushIfFull();
+}
+
+void Places::FlushIfFull() {
+    if (rows_.size() + kept_.size() >= kFullBytes) {
+        Flush();
+    }
+}
+
+void Places::Flush() {
+    if (!rows_.empty()) {
+        database_.CopyIn(kCopyFound, rows_);
+    }
+    if (!kept_.empty()) {
+        database_.CopyIn(kCopyKept, kept_);
+    }
+    rows_.clear();
+    kept_.clear();
+}
+
+void Places::Store(Scope scope, const std::vector<std::string> &roots, bool purge) {
+    Flush();
+    const std::string condition = ScopeCondition(scope, roots, true);
+    const std::string unseen = purge ? "false" : folders_.UnseenCondition();
+    Transaction transaction(database_);
+    database_.Execute(kPrepare);
+    for (const Table &table : kTables) {
+        database_.Execute(DeleteSql(table, condition, unseen));
+        if (table.isList) {
+            database_.Execute(UpdateSql(table));
+        }
+        database_.Execute(InsertSql(table));
+    }
+    database_.Execute(kDropPrepared);
+    transaction.Commit();
+}
+
+}  // namespace varnindex

@@ -1,0 +1,64 @@
+// The cue sheets of one folder, and which audio files they split.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "cue.h"
+#include "song.h"
+#include "split.h"
+
+namespace varnindex {
+
+struct SheetFile {
+    std::string name;
+    std::int64_t size = 0;      // bytes
+    std::int64_t modified = 0;  // microseconds since 1970, UTC
+};
+
+// The sheets are read when the first song of the folder asks. All calls but the constructor may
+// come from several threads.
+class FolderSheets {
+  public:
+    // `folder` with "/" at its end, `songs` the names of its audio files, both lists in order.
+    FolderSheets(std::string folder, std::vector<SheetFile> sheets, std::vector<std::string> songs);
+
+    // A number that changes with the sheets and with the files that they may mean; never 0.
+    std::int64_t Stamp() const { return stamp_; }
+
+    // The tracks that a sheet makes of a song; none when no sheet splits it.
+    std::vector<VirtualSong> Split(const Song &song);
+
+    // What is wrong with the sheets, for a person; each is handed out once.
+    std::vector<std::string> TakeProblems();
+
+  private:
+    struct Use {
+        std::shared_ptr<const CueSheet> sheet;
+        std::size_t file;  // of the sheet's files
+        std::string path;  // of the sheet
+    };
+
+    void ReadAll();
+    void ReadOne(const SheetFile &file);
+
+    std::string folder_;
+    std::vector<SheetFile> sheets_;
+    std::vector<std::string> songs_;
+    std::int64_t stamp_;
+    std::once_flag read_;
+    std::map<std::string, Use> uses_;  // by a song's name; written by ReadAll only
+    std::mutex guard_;
+    std::vector<std::string> problems_;
+};
+
+// The tracks that an embedded sheet makes of a song; `problem` tells when it is of no use.
+std::vector<VirtualSong> SplitByEmbedded(const Song &song, const std::string &text,
+                                         std::string &problem);
+
+}  // namespace varnindex

@@ -1,0 +1,63 @@
+// Audio files as TagLib reads them: for reading only, and within bounds.
+#pragma once
+
+#include <taglib/tiostream.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "descriptor.h"
+
+namespace varnindex {
+
+// What is in a file decides how much TagLib reads, and how deep it nests. This stream seems to end
+// where a file asks for too much, and lets only one thread at a time hold a large block, so that
+// neither the memory nor the time of a scan depends on what its files hold. It cannot write, and
+// reads with few system calls, where TagLib's own makes several for each block.
+class BoundedStream : public TagLib::IOStream {
+  public:
+    BoundedStream(Descriptor descriptor, std::string path, long length)
+        : descriptor_(std::move(descriptor)), path_(std::move(path)), length_(length) {}
+
+    TagLib::FileName name() const override { return path_.c_str(); }
+    TagLib::ByteVector readBlock(unsigned long length) override;
+    void seek(long offset, Position from) override;
+    long tell() const override { return position_; }
+    long length() override { return length_; }
+    bool readOnly() const override { return true; }
+    bool isOpen() const override { return true; }
+
+    void writeBlock(const TagLib::ByteVector & /*data*/) override {}
+    void insert(const TagLib::ByteVector & /*data*/, unsigned long /*start*/,
+                unsigned long /*replaced*/) override {}
+    void removeBlock(unsigned long /*start*/, unsigned long /*length*/) override {}
+    void truncate(long /*length*/) override {}
+
+    // True when it has ended early.
+    bool WasCutShort() const { return cutShort_; }
+
+  private:
+    bool IsWithinBounds(unsigned long wanted);
+    TagLib::ByteVector ReadThroughWindow(unsigned long wanted);
+    unsigned long ReadAt(long position, char *out, unsigned long wanted) const;
+
+    Descriptor descriptor_;
+    std::string path_;
+    long length_;
+    long position_ = 0;
+    std::vector<char> window_;  // the file around the last small block
+    long windowStart_ = 0;
+    unsigned long searched_ = 0;  // bytes of small blocks
+    unsigned long loaded_ = 0;    // bytes of the others
+    bool cutShort_ = false;
+    std::unique_lock<std::mutex> turn_;
+};
+
+// Opens nothing but a regular file: the name may have become a FIFO since the walk, and opening
+// that would wait for a writer. Null with a problem for a person.
+std::unique_ptr<BoundedStream> OpenStream(const std::string &path, std::string &problem);
+
+}  // namespace varnindex

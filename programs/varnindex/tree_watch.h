@@ -1,0 +1,77 @@
+// Watches whole trees of folders through inotify(7), and tells which paths changed.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "descriptor.h"
+#include "walk.h"
+
+struct inotify_event;
+
+namespace varnindex {
+
+class TreeWatch {
+  public:
+    // `wanted` is asked for names of files. Throws std::system_error when the system gives no
+    // inotify instance.
+    explicit TreeWatch(NameFilter wanted);
+
+    // To poll for reading.
+    int Get() const { return inotify_.Get(); }
+
+    // Watches these trees and no others; links to folders are followed as the walk follows them.
+    // Returns the roots that are new, or whose folder is another one than before: a disk that was
+    // mounted for example.
+    std::vector<std::string> SetRoots(const std::vector<std::string> &roots);
+
+    // Adds one file or folder outside the trees whose every change counts, under its own path. The
+    // folder that holds it must exist; false when it cannot be watched.
+    bool AddFile(const std::string &path);
+
+    // Reads the events that have arrived and adds the changed paths: a file, or a folder whose whole
+    // content may have changed.
+    void Read(std::set<std::string> &changed);
+
+    // The outermost folders that could not be watched because the system allows no more watches.
+    const std::set<std::string> &Unwatched() const { return unwatched_; }
+
+    // Tries again to watch those.
+    void RetryUnwatched();
+
+  private:
+    struct Identity {
+        dev_t device = 0;
+        ino_t inode = 0;
+        bool operator==(const Identity &) const = default;
+    };
+
+    static Identity IdentityOf(const std::string &path);
+    void AddTree(const std::string &path);
+    void AddTree(const std::string &path, std::vector<Identity> &onTheWay);
+    bool AddFolder(const std::string &path);
+    void RemoveTree(const std::string &path);
+    void Forget(int watch);
+    void RebuildAfterOverflow(std::set<std::string> &changed);
+    void Handle(const inotify_event &event, std::string_view name, std::set<std::string> &changed);
+    void HandleIn(const std::string &folder, std::string_view name, std::uint32_t mask,
+                  std::set<std::string> &changed);
+
+    NameFilter wanted_;
+    Descriptor inotify_;
+    std::map<std::string, Identity> roots_;
+    // One folder has one watch, through however many links it is reached.
+    std::map<int, std::set<std::string>> paths_;
+    std::map<std::string, int> watches_;
+    std::set<std::string> files_;
+    std::map<int, std::string> fileFolders_;
+    std::set<std::string> unwatched_;
+};
+
+}  // namespace varnindex

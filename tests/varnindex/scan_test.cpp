@@ -1,0 +1,476 @@
+// What a scan makes of moves, homes, cue sheets, folders and lists.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <taglib/flacfile.h>
+#include <taglib/tpropertymap.h>
+
+#include <algorithm>
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "varn/packageconf.h"
+#include "varnindex/database.h"
+#include "varnindex/folders.h"
+#include "varnindex/index_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::Ended;
+using tonvale_test::Samples;
+
+class ScanTest : public tonvale_test::IndexTest {
+  protected:
+    static fs::path Home(const std::string &user) { return root() / "volume1/homes" / user; }
+
+    static void EnableHomes(bool on) {
+        ASSERT_EQ(VARNAudioConfSet("enable_personal_library", on ? "yes" : "no"), 0);
+    }
+
+    static void Rate(const std::string &condition, int star) {
+        Query("INSERT INTO rating_track SELECT 0, id, " + std::to_string(star) +
+              " FROM track WHERE " + condition);
+    }
+
+    static void Write(const std::string &name, const std::string &text) {
+        const fs::path path = Music() / name;
+        fs::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << text;
+    }
+
+    static std::string Sheet(const std::string &file, const std::string &first = "One") {
+        return "PERFORMER \"Band\"\nTITLE \"Disc\"\nFILE \"" + file +
+               "\" WAVE\n  TRACK 01 AUDIO\n    TITLE \"" + first +
+               "\"\n    INDEX 01 00:00:00\n  TRACK 02 AUDIO\n    TITLE \"Two\"\n"
+               "    PERFORMER \"Guest\"\n    INDEX 01 00:00:50\n";
+    }
+
+    // Paths below the music folder.
+    static Rows Ratings() {
+        return Query("SELECT substr(path, " + std::to_string(Music().string().size() + 2) +
+                     "), track.track, star FROM track JOIN rating_track r ON r.track = id"
+                     " ORDER BY path, track.track");
+    }
+
+    // Runs a statement for each table of the library: %1$s is its name, %2$s the names of its columns
+    // that can be written.
+    static void ForEveryTable(const std::string &statement) {
+        Query("DO $do$ DECLARE s text; BEGIN FOR s IN SELECT format('" + statement +
+              "', table_name, string_agg(column_name, ', ')) FROM information_schema.columns"
+              " WHERE table_schema = 'public' AND is_generated = 'NEVER'"
+              " AND (table_name LIKE '%track' OR table_name LIKE '%playlist'"
+              " OR table_name LIKE '%directory') AND table_name NOT LIKE 'saved%'"
+              " GROUP BY table_name ORDER BY table_name DESC LOOP EXECUTE s; END LOOP; END $do$");
+    }
+
+    // The server needs a moment to find out that its client was killed; until then it holds the lock.
+    static void WaitForItsServerProcess() {
+        for (int i = 0; i < 500; ++i) {
+            varnindex::Database probe;
+            if (probe.TakeIndexLock()) {
+                return;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        ADD_FAILURE() << "the lock of a killed indexer stays";
+    }
+
+    static void EmbedSheet(const fs::path &path, const std::string &sheet) {
+        TagLib::FLAC::File file(path.c_str());
+        TagLib::PropertyMap tags = file.properties();
+        tags.replace("CUESHEET", TagLib::StringList({sheet, TagLib::String::UTF8}));
+        file.setProperties(tags);
+        ASSERT_TRUE(file.save());
+    }
+
+    // The library without ids and dates: what two ways to the same folders must agree on.
+    static Rows Content() {
+        Rows rows = Query(
+            "SELECT t.userid, t.path, t.title, t.filesize, t.mdate, t.track, is_virtual,"
+            " has_virtual, fingerprint, sheet_stamp, agg_genre, album, album_artist, artist, "
+            "composer, genre,"
+            " audio_offset, star FROM (SELECT track.*, id AS song FROM track) t"
+            " LEFT JOIN (SELECT track AS song, album, album_artist FROM album_track) a USING (song)"
+            " LEFT JOIN (SELECT track AS song, artist FROM artist_track) b USING (song)"
+            " LEFT JOIN (SELECT track AS song, composer FROM composer_track) c USING (song)"
+            " LEFT JOIN (SELECT track AS song, genre FROM genre_track) g USING (song)"
+            " LEFT JOIN (SELECT track AS song, audio_offset FROM virtual_info_track) v USING (song)"
+            " LEFT JOIN (SELECT track AS song, star FROM rating_track) r USING (song)"
+            " ORDER BY t.path, is_virtual, t.track, genre");
+        for (const char *table : {"directory", "playlist"}) {
+            const Rows more =
+                Query(std::string("SELECT path, title FROM ") + table + " ORDER BY path");
+            rows.insert(rows.end(), more.begin(), more.end());
+        }
+        return rows;
+    }
+};
+
+TEST_F(ScanTest, MovedSongsKeepTheirRows) {
+    PutTagged("a/1.mp3", "First", "Rock");
+    PutTagged("a/2.mp3", "Second", "Rock");
+    PutTagged("b/3.mp3", "Third of another length", "Jazz");
+    Index();
+    Rate("true", 4);
+    const Rows before = Query("SELECT title, id, date FROM track ORDER BY title");
+    fs::rename(Music() / "a", Music() / "c");                    // a folder
+    fs::rename(Music() / "b/3.mp3", Music() / "b/renamed.mp3");  // a file
+    Expect(Index(), 0, "added 0, changed 0, moved 3, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT title, id, date FROM track ORDER BY title"), before);
+    EXPECT_EQ(Ratings(),
+              (Rows{{"b/renamed.mp3", "0", "4"}, {"c/1.mp3", "0", "4"}, {"c/2.mp3", "0", "4"}}));
+    EXPECT_EQ(SideRows(), "12");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 3, failed 0");
+}
+
+TEST_F(ScanTest, EqualFilesArePairedByNameThenByOrder) {
+    for (const char *name : {"x/a.mp3", "x/b.mp3", "x/c.mp3"}) {
+        PutTagged(name, "Same", "Rock");
+    }
+    Index();
+    Rate("path LIKE '%/a.mp3'", 1);
+    Rate("path LIKE '%/b.mp3'", 2);
+    Rate("path LIKE '%/c.mp3'", 3);
+    // "1.mp3" comes first, but the row of "b.mp3" belongs to the file of that name.
+    fs::create_directories(Music() / "y");
+    fs::rename(Music() / "x/a.mp3", Music() / "y/1.mp3");
+    fs::rename(Music() / "x/b.mp3", Music() / "y/b.mp3");
+    fs::rename(Music() / "x/c.mp3", Music() / "y/2.mp3");
+    PutTagged("x/keeps the folder.mp3", "Another", "Jazz");
+    Expect(Index(), 0, "added 1, changed 0, moved 3, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(),
+              (Rows{{"y/1.mp3", "0", "1"}, {"y/2.mp3", "0", "3"}, {"y/b.mp3", "0", "2"}}));
+}
+
+TEST_F(ScanTest, OneRowGoesToOneFile) {
+    PutTagged("a.mp3", "Same", "Rock");
+    Index();
+    Rate("true", 5);
+    fs::rename(Music() / "a.mp3", Music() / "b.mp3");
+    fs::copy_file(Music() / "b.mp3", Music() / "c.mp3");
+    PutTagged("d.mp3", "Sama", "Rock");  // the same size and audio, but other tags: it is third
+    Expect(Index(), 0, "added 2, changed 0, moved 1, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"b.mp3", "0", "5"}}));
+}
+
+TEST_F(ScanTest, AMoveIsFoundBetweenGivenPaths) {
+    PutTagged("a/1.mp3", "First");
+    PutTagged("b/2.mp3", "Second");
+    Index();
+    Rate("title = 'First'", 5);
+    fs::rename(Music() / "a/1.mp3", Music() / "b/1.mp3");
+    fs::remove(Music() / "a");
+    Expect(Index({(Music() / "a/1.mp3").string(), (Music() / "b/1.mp3").string()}), 0,
+           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"b/1.mp3", "0", "5"}}));
+}
+
+TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
+    PutTagged("disk/1.mp3", "First");
+    PutTagged("here/2.mp3", "Second");
+    Index();
+    const std::string id = Value("SELECT id FROM track WHERE title = 'First'");
+    fs::rename(Music() / "disk/1.mp3", scratch() / "1.mp3");
+    const Ended empty = Index();
+    Expect(empty, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_NE(empty.err.find("disk/: the folder is empty; its songs stay in the library: 1\n"),
+              empty.err.npos);
+    EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/disk'"), "1");
+    fs::rename(scratch() / "1.mp3", Music() / "here/1.mp3");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/disk'"), "0");
+    EXPECT_EQ(Value("SELECT id FROM track WHERE path LIKE '%/here/1.mp3'"), id);
+    fs::remove(Music() / "here/1.mp3");
+    fs::remove(Music() / "here/2.mp3");
+    Expect(Index({"--purge", "--dry-run", "-v"}), 0,
+           "removed " + (Music() / "here/1.mp3").string() + "\nremoved " +
+               (Music() / "here/2.mp3").string() +
+               "\nadded 0, changed 0, moved 0, removed 2, unchanged 0, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "2");
+    Expect(Index({"--purge"}), 0, "added 0, changed 0, moved 0, removed 2, unchanged 0, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM directory"), "0");
+}
+
+TEST_F(ScanTest, FullReadsEveryFileAgain) {
+    PutTagged("1.mp3", "Right");
+    Index();
+    Query("UPDATE track SET title = 'Wrong'");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    Expect(Index({"--full"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Value("SELECT title FROM track"), "Right");
+}
+
+TEST_F(ScanTest, FoldersAndLists) {
+    Put("rock/one/1.mp3");
+    Put("rock/one/2.mp3");
+    Put("rock-live/3.mp3");
+    Write("lists/Best of.M3U8", "#EXTM3U\n");
+    Write("lists/empty/notes.txt", "no music");
+    const auto paths = [](const char *table) {
+        Rows rows = Query(std::string("SELECT path FROM ") + table + " ORDER BY path");
+        for (auto &row : rows) {
+            row.front().erase(0, scratch().string().size() + 1);
+        }
+        return rows;
+    };
+    Index();
+    EXPECT_EQ(
+        paths("directory"),
+        (Rows{
+            {"music"}, {"music/lists"}, {"music/rock"}, {"music/rock-live"}, {"music/rock/one"}}));
+    EXPECT_EQ(Query("SELECT title, album FROM playlist"), (Rows{{"Best of", "lists"}}));
+    const Rows ids = Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist");
+    Index();
+    EXPECT_EQ(Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist"), ids);
+    fs::remove_all(Music() / "rock-live");
+    fs::remove(Music() / "lists/Best of.M3U8");
+    Index({(Music() / "rock").string()});  // which is not where they were
+    EXPECT_EQ(paths("directory").size(), 5U);
+    Index();
+    EXPECT_EQ(paths("directory"), (Rows{{"music"}, {"music/rock"}, {"music/rock/one"}}));
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
+}
+
+TEST_F(ScanTest, HomesBelongToTheirUsers) {
+    Put("shared.mp3");
+    fs::copy_file(Samples() / "tone.flac", Home("alice") / "music/a.flac");
+    std::ofstream(Home("bob") / "music/mine.pls") << "[playlist]\n";
+    EnableHomes(false);
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EnableHomes(true);
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Query("SELECT userid, title FROM track ORDER BY userid"),
+              (Rows{{"0", "The Tóne"}, {"1030", "The Tóne"}}));
+    EXPECT_EQ(Query("SELECT userid, path FROM personal_directory ORDER BY userid"),
+              (Rows{{"1030", (Home("alice") / "music").string()},
+                    {"1031", (Home("bob") / "music").string()}}));
+    EXPECT_EQ(Query("SELECT userid, title, album FROM personal_playlist"),
+              (Rows{{"1031", "mine", "music"}}));
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
+    // A home that is away keeps its songs, one that is switched off does not.
+    fs::rename(Home("alice"), scratch() / "alice");
+    const Ended away = Index();
+    Expect(away, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_NE(away.err.find("home music folder"), away.err.npos);
+    EXPECT_EQ(Value("SELECT count(*) FROM track t, personal_directory WHERE t.userid = 1030"), "2");
+    fs::rename(scratch() / "alice", Home("alice"));
+    EnableHomes(false);
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM personal_directory"), "0");
+    EXPECT_EQ(Value("SELECT count(*) FROM personal_playlist"), "0");
+}
+
+TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
+    fs::copy_file(Samples() / "plain.mp3", Home("alice") / "music/a.mp3");
+    fs::copy_file(Samples() / "plain.mp3", Home("alice") / "b.mp3");
+    Register({root() / "volume1"});
+    EnableHomes(true);
+    Index();
+    EXPECT_EQ(Query("SELECT userid, title FROM track ORDER BY title"),
+              (Rows{{"1030", "a"}, {"0", "b"}}));
+    EXPECT_EQ(Query("SELECT title FROM directory ORDER BY title"),
+              (Rows{{"alice"}, {"homes"}, {"volume1"}}));
+    EXPECT_EQ(Query("SELECT title FROM personal_directory"), (Rows{{"music"}}));
+    EnableHomes(false);  // a song that changes its owner keeps its row
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 0"), "2");
+}
+
+TEST_F(ScanTest, ASheetSplitsItsFile) {
+    Put("disc/album.flac", "tone.flac");
+    Write("disc/album.cue", Sheet("album.wav"));
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    const std::string tracks =
+        "SELECT t.track, title, artist, album, album_artist, audio_offset,"
+        " round(duration::numeric, 2), has_virtual, cue_sheet_path LIKE '%/album.cue'"
+        " FROM track t JOIN artist_track a ON a.track = id JOIN album_track b ON b.track = id"
+        " LEFT JOIN virtual_info_track v ON v.track = id ORDER BY is_virtual, t.track";
+    EXPECT_EQ(Query(tracks),
+              (Rows{{"3", "The Tóne", "O'Brien", "A Test", "The Band", "", "1.00", "t", ""},
+                    {"1", "One", "Band", "Disc", "Band", "0", "0.67", "f", "t"},
+                    {"2", "Two", "Guest", "Disc", "Band", "0", "0.33", "f", "t"}}));
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    // A changed sheet updates its tracks' rows, and a moved album takes them along.
+    Rate("is_virtual", 3);
+    const Rows ids = Query("SELECT id FROM track ORDER BY id");
+    Write("disc/album.cue", Sheet("album.wav", "Another one"));
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Value("SELECT title FROM track WHERE is_virtual AND track = 1"), "Another one");
+    fs::rename(Music() / "disc", Music() / "moved");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"moved/album.flac", "1", "3"}, {"moved/album.flac", "2", "3"}}));
+    EXPECT_EQ(Query("SELECT id FROM track ORDER BY id"), ids);
+    fs::remove(Music() / "moved/album.cue");
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT title, has_virtual FROM track"), (Rows{{"The Tóne", "f"}}));
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
+    EXPECT_EQ(SideRows(), "5");
+}
+
+TEST_F(ScanTest, ASplitFileThatGoesTakesItsTracksAlong) {
+    Put("album.flac", "tone.flac");
+    Put("other.mp3");
+    Write("album.cue", Sheet("album.flac"));
+    Index();
+    fs::remove(Music() / "album.flac");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "1");
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
+}
+
+TEST_F(ScanTest, SheetsThatSplitNothing) {
+    Put("split/01.mp3");
+    Put("split/02.mp3", "plain.mp3");
+    Write("split/album.cue", Sheet("album.wav"));
+    Write("split/tracks.cue",
+          "FILE \"01.mp3\" MP3\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+          "FILE \"02.mp3\" MP3\n  TRACK 02 AUDIO\n    INDEX 01 00:00:00\n");
+    Put("bad/1.flac", "tone.flac");
+    Write("bad/1.cue",
+          "FILE \"1.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:50\n"
+          "  TRACK 02 AUDIO\n    INDEX 01 00:00:20\n");
+    const Ended run = Index();
+    Expect(run, 0, "added 3, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_NE(run.err.find("bad/1.cue: not used, "), run.err.npos) << run.err;
+    EXPECT_NE(run.err.find("album.cue: no use for its file \"album.wav\""), run.err.npos);
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual OR has_virtual"), "0");
+    // A song beside a sheet that is not about it is not counted as changed.
+    Put("split/03.mp3");
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 3, failed 0");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 4, failed 0");
+}
+
+TEST_F(ScanTest, OfTwoSheetsOneIsUsed) {
+    Put("album.flac", "tone.flac");
+    Write("a.cue", Sheet("album.flac", "By name order"));
+    Index();
+    EXPECT_EQ(Value("SELECT title FROM track WHERE is_virtual AND track = 1"), "By name order");
+    Write("album.flac.cue", Sheet("album.flac", "By its name"));
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT title FROM track WHERE is_virtual AND track = 1"),
+              (Rows{{"By its name"}}));
+}
+
+TEST_F(ScanTest, AnEmbeddedSheetCountsWhereNoneIsBeside) {
+    const fs::path path = Put("album.flac", "tone.flac");
+    EmbedSheet(path, Sheet("CDImage.wav", "Inside"));
+    Index();
+    EXPECT_EQ(Query("SELECT title, cue_sheet_path FROM track t JOIN virtual_info_track v"
+                    " ON v.track = id ORDER BY t.track"),
+              (Rows{{"Inside", path.string()}, {"Two", path.string()}}));
+    Write("album.cue", Sheet("album.flac", "Beside"));
+    Index();
+    EXPECT_EQ(Value("SELECT string_agg(title, ',' ORDER BY track) FROM track WHERE is_virtual"),
+              "Beside,Two");
+}
+
+// Whatever the moment, what a killed scan leaves is a whole library, and the next scan makes of it
+// what it would have been without the accident.
+TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
+    constexpr int kSongs = 2500;
+    const auto name = [](int i) {
+        return "d" + std::to_string(i % 9) + "/" + std::to_string(i) + ".mp3";
+    };
+    for (int i = 0; i < kSongs; ++i) {
+        PutTagged(name(i), "Song " + std::to_string(i), i % 2 == 0 ? "Rock;Pop" : "");
+    }
+    Put("disc/album.flac", "tone.flac");
+    Write("disc/album.cue", Sheet("album.flac"));
+    Index();
+    Rate("is_virtual OR title LIKE '%7'", 4);
+    ForEveryTable("CREATE TABLE saved_%1$s AS SELECT %2$s FROM %1$s");
+    fs::rename(Music() / "d1", Music() / "moved");
+    fs::rename(Music() / "disc", Music() / "disc moved");
+    for (int i = 0; i + 2 < kSongs; i += 18) {
+        fs::remove(Music() / name(i));
+        PutTagged(name(i + 2), "Changed " + std::to_string(i), "Jazz");
+        PutTagged("new/" + name(i), "New " + std::to_string(i));
+    }
+    const auto start = std::chrono::steady_clock::now();
+    Index();
+    const auto whole = std::chrono::steady_clock::now() - start;
+    const Rows expected = Content();
+    for (int i = 0; i < 25; ++i) {
+        ForEveryTable("DELETE FROM %1$s");
+        ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");
+        const pid_t child = Start();
+        std::this_thread::sleep_for(whole * i / 25);
+        kill(child, SIGKILL);
+        waitpid(child, nullptr, 0);
+        WaitForItsServerProcess();
+        EXPECT_EQ(Value("SELECT count(*) FROM track LEFT JOIN album_track a ON a.track = id"
+                        " WHERE a.track IS NULL"),
+                  "0");
+        const Ended next = Index();
+        EXPECT_EQ(next.status, 0) << next.err;
+        const Rows content = Content();
+        ASSERT_EQ(content.size(), expected.size()) << "killed at " << i << "/25";
+        for (std::size_t row = 0; row < content.size(); ++row) {
+            ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/25";
+        }
+    }
+}
+
+// Readers see whole batches and wait for none.
+TEST_F(ScanTest, TheLibraryIsReadWhileAScanRuns) {
+    for (int i = 0; i < 4000; ++i) {
+        PutTagged("d" + std::to_string(i % 20) + "/" + std::to_string(i) + ".mp3",
+                  "Song " + std::to_string(i));
+    }
+    const pid_t child = Start();
+    int pages = 0;
+    int status = 0;
+    while (waitpid(child, &status, WNOHANG) == 0) {
+        const Rows page = Query(
+            "SELECT t.id, a.track, r.track, g.track FROM track t"
+            " LEFT JOIN album_track a ON a.track = id"
+            " LEFT JOIN artist_track r ON r.track = id"
+            " LEFT JOIN genre_track g ON g.track = id"
+            " ORDER BY lower(title) LIMIT 100");
+        for (const auto &row : page) {
+            ASSERT_EQ(std::count(row.begin(), row.end(), row.front()), 4) << "a half-written song";
+        }
+        ++pages;
+    }
+    EXPECT_EQ(status, 0);
+    EXPECT_GT(pages, 5);
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "4000");
+}
+
+TEST_F(ScanTest, GivenPathsAreThoseOfTheIndexedFolders) {
+    Put("a/1.mp3");
+    fs::create_directory_symlink(Music(), scratch() / "link");
+    Expect(Index({(scratch() / "link/a").string()}), 0,
+           "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    for (const std::string &path : {scratch().string(), Music().string() + "/\xFF"}) {
+        const Ended refused = Index({path});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_EQ(refused.out, "");
+        EXPECT_EQ(refused.err.find("database"), refused.err.npos) << refused.err;
+    }
+    EXPECT_EQ(Index({"--no-such-option"}).status, 2);
+}
+
+TEST(Folders, OwnersAndWhatToWalk) {
+    const fs::path base = fs::temp_directory_path();  // the nearest folder that exists
+    const std::string top = base.string();
+    const varnindex::Folders folders({top, top + "/none/shared//x/"}, {{top + "/none/home", 7}},
+                                     {8});
+    EXPECT_EQ(folders.Roots(), std::vector<std::string>{top});
+    EXPECT_EQ(folders.OwnerOf(top + "/none/home"), 7U);
+    EXPECT_EQ(folders.OwnerOf(top + "/none/home/a/b"), 7U);
+    EXPECT_EQ(folders.OwnerOf(top + "/none/homes"), 0U);
+    EXPECT_EQ(folders.Of("/"), nullptr);
+    EXPECT_TRUE(folders.IsUnseen(8));
+    EXPECT_FALSE(folders.IsUnseen(0));
+    using Paths = std::vector<std::string>;
+    EXPECT_EQ(FoldersToWalk(folders, {top + "/none/a/b.mp3"}), Paths{top});
+    EXPECT_EQ(FoldersToWalk(folders, {top + "/none/home/b.mp3"}), Paths{top + "/none/home"});
+    EXPECT_EQ(FoldersToWalk(folders, {"/nowhere/at/all"}), Paths{"/nowhere/at/all"});
+}
+
+}  // namespace

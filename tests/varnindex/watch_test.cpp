@@ -1,0 +1,455 @@
+#include "varnindex/watch.h"
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sched.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
+
+#include <algorithm>
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <sstream>
+#include <thread>
+
+#include "platform/child.h"
+#include "support/fixture.h"
+#include "varn/notify.h"
+#include "varn/systempath.h"
+#include "varnindex/database.h"
+#include "varnindex/format.h"
+#include "varnindex/remove.h"
+#include "varnindex/samples.h"
+#include "varnindex/tree_watch.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::Samples;
+using Words = std::vector<std::string>;
+
+// Waits for a condition, bounded so that a failure ends the test.
+template <typename Condition>
+bool Eventually(const Condition &condition) {
+    for (int tries = 0; tries < 1500; ++tries) {
+        if (condition()) {
+            return true;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return false;
+}
+
+// ---- the watcher alone -------------------------------------------------------------------------
+
+// A watcher in a process of its own, whose jobs write down what they are asked for.
+class WatchTest : public tonvale_test::SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        fs::create_directories(Music());
+        SetFolders({Music()});
+    }
+    void TearDown() override {
+        if (watcher_ > 0) {
+            EXPECT_TRUE(Stop());
+        }
+        SystemTest::TearDown();
+    }
+
+    static fs::path Music() { return scratch() / "music"; }
+    static fs::path Socket() { return At(varn::path::kNotifySocket); }
+    static fs::path Spool() { return At(varn::path::kNotifySpool); }
+    static fs::path Asked() { return scratch() / "asked"; }
+
+    static void SetFolders(const std::vector<fs::path> &folders) {
+        std::string text;
+        for (const fs::path &folder : folders) {
+            text += folder.string() + "\n";
+        }
+        WriteFile(varn::path::kIndexFolders, text);
+    }
+
+    static varnindex::WatchJobs Jobs() {
+        const auto note = [](const std::string &line) {
+            // A job that the test holds up: the database or another indexer is in its way.
+            if (fs::exists(scratch() / "database away")) {
+                throw varnindex::DatabaseError("gone for a while");
+            }
+            std::ofstream(Asked(), std::ios::app) << line << "\n";
+            return !fs::exists(scratch() / "indexer busy");
+        };
+        varnindex::WatchJobs jobs;
+        jobs.folders = [] { return Lines(At(varn::path::kIndexFolders)); };
+        jobs.indexAll = [note] { return note("everything"); };
+        jobs.indexPaths = [note](const Words &paths) {
+            std::string line;
+            for (const std::string &path : paths) {
+                line += path + "|";
+            }
+            return note(line);
+        };
+        jobs.wanted = varnindex::IsIndexedName;
+        return jobs;
+    }
+
+    static Words Lines(const fs::path &path) {
+        Words lines;
+        std::istringstream text(ReadFile(path));
+        for (std::string line; std::getline(text, line);) {
+            lines.push_back(line);
+        }
+        return lines;
+    }
+
+    // Returns when the watcher has had its first look.
+    void Start() {
+        watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
+        ASSERT_TRUE(Eventually([] { return WasAsked(Music().string()); }));
+        fs::remove(Asked());
+    }
+
+    // True when it ended well.
+    bool Stop(int signal = SIGTERM) {
+        kill(watcher_, signal);
+        return tonvale_test::EndedWell(std::exchange(watcher_, 0));
+    }
+
+    // True when the watcher asked for a path, or for everything.
+    static bool WasAsked(const std::string &path) {
+        for (const std::string &line : Lines(Asked())) {
+            if (line == path || ("|" + line).find("|" + path + "|") != std::string::npos) {
+                return true;
+            }
+        }
+        return false;
+    }
+    static testing::AssertionResult Asks(const fs::path &path) {
+        const bool asked = Eventually([&] { return WasAsked(path); });
+        return asked ? testing::AssertionSuccess()
+                     : testing::AssertionFailure() << path << " not in " << ReadFile(Asked());
+    }
+
+    static void Write(const fs::path &path) {
+        fs::create_directories(path.parent_path());
+        std::ofstream(path) << "x";
+    }
+
+    pid_t watcher_ = 0;
+};
+
+TEST_F(WatchTest, EveryKindOfChangeIsSeen) {
+    Write(Music() / "old" / "kept.mp3");
+    Write(Music() / "old" / "gone.mp3");
+    Write(Music() / "old" / "moved.mp3");
+    fs::create_directories(scratch() / "outside" / "deep");
+    Write(scratch() / "outside" / "deep" / "in.flac");
+    Start();
+    const fs::path old = Music() / "old";
+    Write(old / "new.mp3");
+    EXPECT_TRUE(Asks(old / "new.mp3"));
+    Write(old / "kept.mp3");
+    EXPECT_TRUE(Asks(old / "kept.mp3"));
+    fs::remove(old / "gone.mp3");
+    EXPECT_TRUE(Asks(old / "gone.mp3"));
+    fs::create_hard_link(old / "kept.mp3", old / "linked.mp3");
+    EXPECT_TRUE(Asks(old / "linked.mp3"));
+    fs::rename(scratch() / "outside", Music() / "inside");
+    EXPECT_TRUE(Asks(Music() / "inside"));
+    Write(Music() / "inside" / "deep" / "later.m3u");
+    EXPECT_TRUE(Asks(Music() / "inside" / "deep" / "later.m3u"));
+    fs::create_directories(Music() / "a" / "b" / "c");
+    EXPECT_TRUE(Asks(Music() / "a"));
+    Write(Music() / "a" / "b" / "c" / "deep.cue");
+    EXPECT_TRUE(Asks(Music() / "a" / "b" / "c" / "deep.cue"));
+    fs::create_directory_symlink(scratch() / "linked", Music() / "link");
+    fs::create_directories(scratch() / "linked");
+    fs::rename(Music() / "link", Music() / "link2");
+    EXPECT_TRUE(Asks(Music() / "link2"));
+    Write(scratch() / "linked" / "through.mp3");
+    EXPECT_TRUE(Asks(Music() / "link2" / "through.mp3"));
+    fs::remove(Music() / "link2");
+    fs::remove_all(Music() / "inside");
+    EXPECT_TRUE(Asks(Music() / "inside"));
+}
+
+TEST_F(WatchTest, BothEndsOfAMoveAreOneRequest) {
+    Write(Music() / "from" / "song.mp3");
+    fs::create_directories(Music() / "to");
+    Start();
+    fs::rename(Music() / "from" / "song.mp3", Music() / "to" / "song.mp3");
+    EXPECT_TRUE(Asks(Music() / "to" / "song.mp3"));
+    fs::rename(Music() / "from", Music() / "to" / "from");
+    EXPECT_TRUE(Asks(Music() / "to" / "from"));
+    const Words lines = Lines(Asked());
+    ASSERT_EQ(lines.size(), 2U) << ReadFile(Asked());
+    EXPECT_NE(lines[0].find((Music() / "from" / "song.mp3").string()), std::string::npos);
+    EXPECT_NE(lines[1].find((Music() / "from|").string()), std::string::npos);
+}
+
+// What a name can tell that the library has no use for is not worth a look, and neither is what the
+// indexer writes itself.
+TEST_F(WatchTest, WhatTheLibraryDoesNotHoldIsNotAskedFor) {
+    Start();
+    Write(Music() / "@eaDir" / "song.mp3" / "APIC.jpg");
+    Write(Music() / ".hidden.mp3");
+    Write(Music() / "#recycle" / "song.mp3");
+    Write(Music() / "notes.txt");
+    Write(Music() / "last.mp3");
+    EXPECT_TRUE(Asks(Music() / "last.mp3"));
+    EXPECT_EQ(Lines(Asked()), Words{(Music() / "last.mp3").string() + "|"});
+}
+
+TEST_F(WatchTest, NoticesAreWorkedOffOnceAndSpooledOnesFirst) {
+    const auto notify = [](const fs::path &path, int code, const char *old = nullptr) {
+        EXPECT_EQ(VLIBVRNotify(path.c_str(), old, code), 0);
+    };
+    const std::string hostile = Music() / "two\\n tab\t.mp3";
+    notify(hostile, VLIB_NOTIFY_CREATED);
+    notify("/elsewhere/not ours.mp3", VLIB_NOTIFY_CREATED);
+    ASSERT_TRUE(fs::exists(Spool()));
+    watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
+    ASSERT_TRUE(Asks(hostile));
+    EXPECT_TRUE(Eventually([] { return !fs::exists(Spool().string() + ".taken"); }));
+    EXPECT_EQ(fs::file_size(Spool()), 0U);
+    notify(Music() / "sent.m3u", VLIB_NOTIFY_CHANGED);
+    EXPECT_TRUE(Asks(Music() / "sent.m3u"));
+    notify(Music() / "b.m3u", VLIB_NOTIFY_MOVED, (Music() / "a.m3u").c_str());
+    EXPECT_TRUE(Asks(Music() / "a.m3u") && Asks(Music() / "b.m3u"));
+    EXPECT_FALSE(WasAsked("/elsewhere/not ours.mp3"));
+    // A sender that found the watcher too busy.
+    std::ofstream(Spool(), std::ios::app) << "2\t" << (Music() / "late.m3u").string() << "\t\n";
+    EXPECT_TRUE(Asks(Music() / "late.m3u"));
+    std::ofstream(Spool(), std::ios::app) << "*\n";
+    EXPECT_TRUE(Asks("everything"));
+}
+
+TEST_F(WatchTest, WhatCannotBeDoneIsKept) {
+    Start();
+    std::ofstream(scratch() / "database away") << "";
+    Write(Music() / "a.mp3");
+    EXPECT_TRUE(Eventually([&] { return Logged("gone for a while"); }));
+    fs::remove(scratch() / "database away");
+    EXPECT_TRUE(Asks(Music() / "a.mp3"));
+    EXPECT_TRUE(Eventually([&] { return Logged("database is back"); }));
+    fs::remove(Asked());
+    std::ofstream(scratch() / "indexer busy") << "";
+    Write(Music() / "b.mp3");
+    EXPECT_TRUE(Eventually([&] { return Lines(Asked()).size() >= 2; })) << "tried again";
+    fs::remove(scratch() / "indexer busy");
+    EXPECT_TRUE(Asks(Music() / "b.mp3"));
+    const auto lines = Log();
+    EXPECT_EQ(std::count_if(lines.begin(), lines.end(),
+                            [](const std::string &line) {
+                                return line.find("gone for a while") != std::string::npos;
+                            }),
+              1);
+}
+
+TEST_F(WatchTest, AChangedConfigurationIsFollowed) {
+    fs::create_directories(scratch() / "more");
+    Start();
+    SetFolders({Music(), scratch() / "more"});
+    EXPECT_TRUE(Asks("everything"));
+    Write(scratch() / "more" / "song.mp3");
+    EXPECT_TRUE(Asks(scratch() / "more" / "song.mp3"));
+    SetFolders({scratch() / "more"});
+    EXPECT_TRUE(Eventually([] {
+        const Words lines = Lines(Asked());
+        return std::count(lines.begin(), lines.end(), "everything") == 2;
+    }));
+    fs::remove(Asked());
+    Write(Music() / "left.mp3");
+    Write(scratch() / "more" / "last.mp3");
+    EXPECT_TRUE(Asks(scratch() / "more" / "last.mp3"));
+    EXPECT_FALSE(WasAsked((Music() / "left.mp3").string()));
+}
+
+// The limit is that of a user namespace of the test's own.
+TEST_F(WatchTest, FoldersBeyondTheLimitOfTheSystemAreNamed) {
+    for (const char *name : {"a", "b", "c"}) {
+        fs::create_directories(Music() / name);
+    }
+    const auto withLimit = [] {
+        if (unshare(CLONE_NEWUSER) != 0) {
+            return;
+        }
+        const auto setLimit = [](const char *limit) {
+            std::ofstream file("/proc/sys/user/max_inotify_watches");
+            return static_cast<bool>(file << limit << std::flush);
+        };
+        if (!setLimit("2")) {
+            return;
+        }
+        std::ofstream(scratch() / "limited") << "";
+        varnindex::TreeWatch tree(varnindex::IsIndexedName);
+        EXPECT_EQ(tree.SetRoots({Music()}), Words{Music()});
+        const std::set<std::string> expected = {Music() / "a", Music() / "b", Music() / "c"};
+        EXPECT_EQ(tree.Unwatched().size(), 2U);
+        EXPECT_TRUE(std::includes(expected.begin(), expected.end(), tree.Unwatched().begin(),
+                                  tree.Unwatched().end()));
+        EXPECT_TRUE(setLimit("100"));
+        tree.RetryUnwatched();
+        EXPECT_TRUE(tree.Unwatched().empty());
+        std::set<std::string> changed;
+        for (const std::string &folder : expected) {
+            Write(folder + "/song.mp3");
+            changed.clear();
+            tree.Read(changed);
+            EXPECT_EQ(changed, std::set{folder + "/song.mp3"});
+        }
+    };
+    EXPECT_TRUE(tonvale_test::HoldsInChild(withLimit));
+    if (!fs::exists(scratch() / "limited")) {
+        GTEST_SKIP() << "the limit cannot be set here";
+    }
+}
+
+TEST_F(WatchTest, LostEventsAreMadeUpFor) {
+    std::ifstream text("/proc/sys/fs/inotify/max_queued_events");
+    unsigned queue = 0;
+    text >> queue;
+    ASSERT_TRUE(queue > 0 && queue <= 100'000);
+    varnindex::TreeWatch tree(varnindex::IsIndexedName);
+    tree.SetRoots({Music()});
+    for (unsigned i = 0; i <= queue; ++i) {
+        // Two different events in turn, which the system does not merge.
+        std::ofstream(Music() / (i % 2 == 0 ? "even.txt" : "odd.txt")) << "";
+    }
+    fs::create_directories(Music() / "missed");
+    std::set<std::string> changed;
+    tree.Read(changed);
+    EXPECT_TRUE(changed.contains(Music()));
+    changed.clear();
+    Write(Music() / "missed" / "song.mp3");
+    tree.Read(changed);
+    EXPECT_EQ(changed, std::set{(Music() / "missed" / "song.mp3").string()});
+}
+
+TEST_F(WatchTest, OneWatcherAtATimeAndNothingLeftBehind) {
+    Start();
+    EXPECT_TRUE(tonvale_test::HoldsInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 1); }));
+    EXPECT_TRUE(Logged("another process watches"));
+    EXPECT_TRUE(fs::exists(Socket()));
+    EXPECT_TRUE(Stop(SIGINT));
+    EXPECT_FALSE(fs::exists(Socket()));
+    // After a crash the socket's file is there, and does not stand in the way.
+    Start();
+    kill(watcher_, SIGKILL);
+    EXPECT_FALSE(tonvale_test::EndedWell(std::exchange(watcher_, 0)));
+    EXPECT_TRUE(fs::exists(Socket()));
+    Start();
+    EXPECT_EQ(VLIBVRNotify((Music() / "sent.m3u").c_str(), nullptr, VLIB_NOTIFY_CHANGED), 0);
+    EXPECT_TRUE(Asks(Music() / "sent.m3u"));
+}
+
+// ---- with the library --------------------------------------------------------------------------
+
+class LibraryWatchTest : public tonvale_test::DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        Samples();
+        fs::create_directories(Music());
+        WriteFile(varn::path::kIndexFolders, Music().string() + "\n");
+        Put("first.mp3", "tone.mp3");
+    }
+    void TearDown() override {
+        if (indexer_ > 0) {
+            kill(indexer_, SIGKILL);
+            waitpid(indexer_, nullptr, 0);
+        }
+        DatabaseTest::TearDown();
+    }
+
+    static fs::path Music() { return scratch() / "music"; }
+
+    static void Put(const fs::path &name, const std::string &sample) {
+        fs::copy_file(Samples() / sample, Music() / name, fs::copy_options::overwrite_existing);
+    }
+
+    void Start() {
+        const fs::path log = scratch() / "log.txt";
+        indexer_ = fork();
+        if (indexer_ == 0) {
+            const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
+            dup2(fd, STDOUT_FILENO);
+            dup2(fd, STDERR_FILENO);
+            execl(TONVALE_PROGRAM_DIR "/varnindex", "varnindex", "--watch", nullptr);
+            _exit(127);
+        }
+        ASSERT_TRUE(Eventually([] { return fs::exists(At(varn::path::kNotifySocket)); }))
+            << ReadFile(log);
+    }
+
+    // True when it ended well.
+    bool Stop() {
+        kill(indexer_, SIGTERM);
+        return tonvale_test::EndedWell(std::exchange(indexer_, 0));
+    }
+
+    // The name, title and id of every song.
+    static std::string Songs() {
+        return Value(
+            "SELECT string_agg(regexp_replace(path, '^.*/', '') || '=' || title, ','"
+            " ORDER BY path) FROM track");
+    }
+    static testing::AssertionResult Becomes(const std::string &songs) {
+        return Eventually([&] { return Songs() == songs; })
+                   ? testing::AssertionSuccess()
+                   : testing::AssertionFailure() << Songs() << "\n"
+                                                 << ReadFile(scratch() / "log.txt");
+    }
+
+    pid_t indexer_ = 0;
+};
+
+TEST_F(LibraryWatchTest, TheLibraryFollowsTheFolders) {
+    Start();
+    EXPECT_TRUE(Becomes("first.mp3=The Tóne"));
+    Put("second.mp3", "plain.mp3");
+    EXPECT_TRUE(Becomes("first.mp3=The Tóne,second.mp3=second"));
+    Put("second.mp3", "tone.mp3");
+    EXPECT_TRUE(Becomes("first.mp3=The Tóne,second.mp3=The Tóne"));
+    Put("second.mp3", "tone.flac");  // damaged: no MP3
+    fs::remove(Music() / "second.mp3");
+    EXPECT_TRUE(Becomes("first.mp3=The Tóne"));
+    const std::string id = Value("SELECT id FROM track");
+    fs::create_directory(Music() / "album");
+    fs::rename(Music() / "first.mp3", Music() / "album" / "moved.mp3");
+    EXPECT_TRUE(Becomes("moved.mp3=The Tóne"));
+    EXPECT_EQ(Value("SELECT id FROM track"), id);
+    fs::create_directories(scratch() / "outside" / "deep");
+    fs::copy_file(Samples() / "plain.mp3", scratch() / "outside" / "deep" / "came.mp3");
+    fs::rename(scratch() / "outside", Music() / "inside");
+    EXPECT_TRUE(Becomes("moved.mp3=The Tóne,came.mp3=came"));
+    Query("INSERT INTO playlist (id, path) VALUES (77, '/gone/a.m3u')");
+    EXPECT_EQ(VLIBVRNotify("77", nullptr, VLIB_NOTIFY_DELETED), 0);
+    EXPECT_TRUE(
+        Eventually([] { return Value("SELECT count(*) FROM playlist WHERE id = 77") == "0"; }));
+    EXPECT_TRUE(Stop());
+    EXPECT_FALSE(fs::exists(At(varn::path::kNotifySocket)));
+}
+
+TEST_F(LibraryWatchTest, APlaylistRowIsRemovedByItsId) {
+    Query("INSERT INTO playlist (id, path) VALUES (5, '/a.m3u'), (50, '/b.m3u')");
+    Query("INSERT INTO personal_playlist (userid, id, path) VALUES (1030, 7, '/c.m3u')");
+    const auto left = [] {
+        return Value(
+            "SELECT string_agg(id::text, ',' ORDER BY id) FROM (SELECT id FROM playlist"
+            " UNION ALL SELECT id FROM personal_playlist) AS rows");
+    };
+    for (const char *bad : {"", "-5", "+5", "5 ", " 5", "0", "5x", "0x5", "5 OR true", "6",
+                            "4294967301", "99999999999999999999"}) {
+        EXPECT_EQ(varnindex::RemovePlaylistRow(bad), 1) << bad;
+    }
+    EXPECT_EQ(left(), "5,7,50");
+    EXPECT_TRUE(Logged("no playlist with the id 6"));
+    EXPECT_EQ(varnindex::RemovePlaylistRow("5"), 0);
+    EXPECT_EQ(varnindex::RemovePlaylistRow("007"), 0);
+    EXPECT_EQ(left(), "50");
+    EXPECT_EQ(varnindex::RemovePlaylistRow("5"), 1);
+}
+
+}  // namespace
