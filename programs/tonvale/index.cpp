@@ -19,6 +19,11 @@ struct IndexerFlag {
     const char *description;
 };
 constexpr std::array kIndexerFlags = {
+    IndexerFlag{"--full", "--full", "Read every file again, changed or not"},
+    IndexerFlag{"--purge", "--purge",
+                "Remove the songs of folders that are empty, missing or unreadable, too"},
+    IndexerFlag{"--dry-run", "--dry-run", "Count the changes, and write nothing"},
+    IndexerFlag{"--watch", "--watch", "Go on with every change until stopped"},
     IndexerFlag{"-v,--verbose", "--verbose", "Show every warning, not only the first 20"},
 };
 
