@@ -120,8 +120,8 @@ bool Send(std::string_view line) {
                             sizeof address) == static_cast<ssize_t>(line.size());
 }
 
-// The package's account owns the folder and could put a link to another file there: root must not be
-// led to it. Fails with errno set.
+// The package's account owns the folder and could put a link to another file there: root must not
+// be led to it. Fails with errno set.
 bool IsOwnPlainFile(int fd) {
     struct stat info {};
     if (fstat(fd, &info) != 0) {
