@@ -8,6 +8,7 @@
 #include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/host.h"
+#include "varn/packageconf.h"
 #include "walk.h"
 
 namespace varnindex {
@@ -54,9 +55,13 @@ Folders Folders::Configured() {
     std::vector<OwnedFolder> homes;
     std::vector<unsigned> unseen;
     bool unknown = false;
-    if (IsPersonalLibraryEnabled()) {
+    if (!IsPersonalLibraryEnabled()) {
+        // Switched off is what somebody wrote; a configuration that is lost says nothing.
+        char value[8];
+        unknown = VARNAudioConfGet("enable_personal_library", value, sizeof value) < 0;
+    } else {
         const auto accounts = varn::host::HomeOwners();
-        unknown = !accounts;
+        unknown = !accounts || accounts->empty();
         for (const auto &account : accounts.value_or(std::vector<varn::host::HomeOwner>())) {
             std::string path = AudioFile::GetHomeMusicPath(account.name);
             std::error_code error;

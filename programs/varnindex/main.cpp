@@ -39,8 +39,8 @@ struct Options {
     std::vector<std::string> paths;
     bool verbose = false;
     bool watch = false;
-    std::string removedId;
-    std::string inspected;
+    std::optional<std::string> removedId;
+    std::optional<std::string> inspected;
     varnindex::ScanOptions scan;
 };
 
@@ -56,20 +56,33 @@ bool PrintSummary(const Counts &counts) {
     return std::cout.good();
 }
 
+// A spool that cannot be read stops nobody: a scan of everything does what it asks for.
+std::optional<varnindex::SpooledNotices> TakeNotices(Reporter &reporter) {
+    try {
+        return varnindex::TakeSpooledNotices();
+    } catch (const std::system_error &error) {
+        reporter.Warn(std::string("the library's notices cannot be read: ") + error.what() +
+                      "; remove it, nothing is lost by that");
+        return std::nullopt;
+    }
+}
+
 // Works off what the library asked for while nobody listened: a scan of everything does the paths.
 Counts IndexAll(varnindex::Database &database, const Folders &folders,
                 const varnindex::ScanOptions &options, Reporter &reporter) {
     if (options.dryRun) {
         return IndexLibrary(database, folders, options, reporter);
     }
-    varnindex::SpooledNotices notices = varnindex::TakeSpooledNotices();
-    for (const std::string &text : notices.RemovedIds()) {
+    auto notices = TakeNotices(reporter);
+    for (const std::string &text : notices ? notices->RemovedIds() : std::vector<std::string>()) {
         if (const auto id = varnindex::ParseRowId(text)) {
             varnindex::RemovePlaylist(database, *id);
         }
     }
     const Counts counts = IndexLibrary(database, folders, options, reporter);
-    notices.Done();
+    if (notices) {
+        notices->Done();
+    }
     return counts;
 }
 
@@ -101,8 +114,8 @@ int WatchFolders(const varnindex::ScanOptions &first, Reporter &reporter) {
         reporter.Finish();
         return true;
     };
-    // What the first scan was asked for once is not for every later one: a disk that goes away would
-    // be purged.
+    // What the first scan was asked for once is not for every later one: a disk that goes away
+    // would be purged.
     varnindex::ScanOptions later = first;
     later.full = false;
     later.purge = false;
@@ -169,9 +182,9 @@ int Index(Options options) {
 }
 
 int Run(const Options &options) {
-    if (!options.inspected.empty()) {
+    if (options.inspected) {
         varnindex::SilenceTagLib();
-        return varnindex::Inspect(options.inspected);
+        return varnindex::Inspect(*options.inspected);
     }
     for (const std::string &path : options.paths) {
         if (!varnindex::IsUtf8(path)) {
@@ -181,25 +194,30 @@ int Run(const Options &options) {
     if (const auto schema = varn::host::CheckSchema(); !schema) {
         return Complain(schema.Message());
     }
-    return options.removedId.empty() ? Index(options)
-                                     : varnindex::RemovePlaylistRow(options.removedId);
+    return options.removedId ? varnindex::RemovePlaylistRow(*options.removedId) : Index(options);
 }
 
 void AddOptions(CLI::App &app, Options &options) {
     auto *const paths = app.add_option("PATH", options.paths, "Files and folders to index alone");
-    app.add_flag("--full", options.scan.full, "Read every file again, changed or not");
-    app.add_flag("--purge", options.scan.purge,
-                 "Remove the songs of folders that are empty, missing or unreadable, too");
+    auto *const full =
+        app.add_flag("--full", options.scan.full, "Read every file again, changed or not");
+    auto *const purge =
+        app.add_flag("--purge", options.scan.purge,
+                     "Remove the songs of folders that are empty, missing or unreadable, too");
     auto *const dry =
         app.add_flag("--dry-run", options.scan.dryRun, "Count the changes, and write nothing");
-    app.add_flag("--watch", options.watch, "Go on with every change until stopped")
-        ->excludes(paths)
-        ->excludes(dry);
+    auto *const watch =
+        app.add_flag("--watch", options.watch, "Go on with every change until stopped")
+            ->excludes(paths)
+            ->excludes(dry);
     app.add_flag("-v,--verbose", options.verbose,
                  "Show every warning, not only the first 20, and with --dry-run every path");
-    app.add_option("-d", options.removedId, "Remove the playlist row with this id, nothing else")
-        ->type_name("ID")
-        ->excludes(paths);
+    auto *const remove = app.add_option("-d", options.removedId,
+                                        "Remove the playlist row with this id, nothing else")
+                             ->type_name("ID");
+    for (CLI::Option *const other : {paths, full, purge, dry, watch}) {
+        remove->excludes(other);
+    }
     CLI::App *const inspect =
         app.add_subcommand("inspect", "Show what is read from a file, or why it is skipped");
     inspect->add_option("FILE", options.inspected)->required();

@@ -127,28 +127,32 @@ void TreeWatch::AddTree(const std::string &path) {
             onTheWay.push_back(IdentityOf(path.substr(0, end)));
         }
     }
-    AddTree(path, onTheWay);
+    AddTree(path, Reached::kDirectly, onTheWay);
 }
 
-void TreeWatch::AddTree(const std::string &path, std::vector<Identity> &onTheWay) {
+void TreeWatch::AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay) {
     const Identity identity = IdentityOf(path);
     if (path.size() >= PATH_MAX || identity == Identity() ||
         std::find(onTheWay.begin(), onTheWay.end(), identity) != onTheWay.end()) {
         return;
     }
     // Watched first and listed then, so that nothing made in between is missed.
-    if (!AddFolder(path)) {
+    if (!AddFolder(path, reached)) {
         return;
     }
     onTheWay.push_back(identity);
     for (const std::string &name : Subfolders(path)) {
-        AddTree(path + "/" + name, onTheWay);
+        const std::string below = path + "/" + name;
+        std::error_code gone;
+        const bool isLink = std::filesystem::is_symlink(below, gone);
+        AddTree(below, isLink ? Reached::kThroughLink : Reached::kDirectly, onTheWay);
     }
     onTheWay.pop_back();
 }
 
-// False when there is nothing to look for below the folder, either.
-bool TreeWatch::AddFolder(const std::string &path) {
+// False when there is nothing to look for below the folder, either. A link to a folder that is
+// watched already adds nothing: folders that link to each other have no end of paths.
+bool TreeWatch::AddFolder(const std::string &path, Reached reached) {
     // Added to what a file of this folder is watched for.
     const int watch = ::inotify_add_watch(inotify_.Get(), path.c_str(), kFolderMask | IN_MASK_ADD);
     if (watch < 0) {
@@ -158,7 +162,11 @@ bool TreeWatch::AddFolder(const std::string &path) {
         }
         return false;
     }
-    paths_[watch].insert(path);
+    std::set<std::string> &paths = paths_[watch];
+    if (reached == Reached::kThroughLink && !paths.empty() && !paths.contains(path)) {
+        return false;
+    }
+    paths.insert(path);
     watches_[path] = watch;
     return true;
 }

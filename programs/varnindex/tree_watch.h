@@ -35,8 +35,8 @@ class TreeWatch {
     // folder that holds it must exist; false when it cannot be watched.
     bool AddFile(const std::string &path);
 
-    // Reads the events that have arrived and adds the changed paths: a file, or a folder whose whole
-    // content may have changed.
+    // Reads the events that have arrived and adds the changed paths: a file, or a folder whose
+    // whole content may have changed.
     void Read(std::set<std::string> &changed);
 
     // The outermost folders that could not be watched because the system allows no more watches.
@@ -52,10 +52,12 @@ class TreeWatch {
         bool operator==(const Identity &) const = default;
     };
 
+    enum class Reached { kDirectly, kThroughLink };
+
     static Identity IdentityOf(const std::string &path);
     void AddTree(const std::string &path);
-    void AddTree(const std::string &path, std::vector<Identity> &onTheWay);
-    bool AddFolder(const std::string &path);
+    void AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay);
+    bool AddFolder(const std::string &path, Reached reached);
     void RemoveTree(const std::string &path);
     void Forget(int watch);
     void RebuildAfterOverflow(std::set<std::string> &changed);

@@ -9,7 +9,9 @@
 #include <vector>
 
 #include "support/fixture.h"
+#include "varn/packageconf.h"
 #include "varn/systempath.h"
+#include "varnindex/index_fixture.h"
 
 namespace {
 
@@ -62,6 +64,45 @@ TEST_F(SpooledNoticesTest, ADamagedLineAsksForEverything) {
     EXPECT_EQ(ReadFile(scratch() / "victim"), "2\t/music/a\t\n");
     EXPECT_TRUE(fs::remove(Spool()));
     fs::remove(Spool().string() + ".taken");
+}
+
+using NoticesIndexTest = tonvale_test::IndexTest;
+
+TEST_F(NoticesIndexTest, ASpoolThatCannotBeReadStopsNobody) {
+    Put("a.mp3");
+    const fs::path spool = At(varn::path::kNotifySpool);
+    fs::create_directories(spool);
+    const auto run = Index();
+    Expect(run, 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_NE(run.err.find("remove it"), std::string::npos) << run.err;
+    fs::remove(spool);
+}
+
+TEST_F(NoticesIndexTest, AnEmptyOrMixedCommandDoesNothing) {
+    Query("INSERT INTO playlist (id, path) VALUES (7, '/nowhere/a.m3u')");
+    Put("a.mp3");
+    EXPECT_EQ(Index({"--dry-run", "-d", "7"}).status, 2);
+    EXPECT_NE(Index({"-d", ""}).status, 0);
+    EXPECT_NE(Index({"inspect", ""}).status, 0);
+    EXPECT_EQ(Value("SELECT (SELECT count(*) FROM playlist) - (SELECT count(*) FROM track)"), "1");
+}
+
+TEST_F(NoticesIndexTest, ALostConfigurationTakesNoPersonalSongs) {
+    const fs::path song = root() / "volume1/homes/alice/music/a.mp3";
+    fs::create_directories(song.parent_path());
+    fs::copy_file(tonvale_test::Samples() / "tone.mp3", song);
+    Put("b.mp3");
+    ASSERT_EQ(Index().status, 0);
+    const auto personal = [] { return Value("SELECT count(*) FROM track WHERE userid = 1030"); };
+    ASSERT_EQ(personal(), "1");
+    const std::string configuration = ReadFile(At(varn::path::kPackageConf));
+    fs::remove(At(varn::path::kPackageConf));
+    Index();
+    EXPECT_EQ(personal(), "1") << "nobody switched them off";
+    WriteFile(varn::path::kPackageConf, configuration);
+    VARNAudioConfSet("enable_personal_library", "no");
+    Index();
+    EXPECT_EQ(personal(), "0");
 }
 
 }  // namespace

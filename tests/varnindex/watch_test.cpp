@@ -10,6 +10,7 @@
 #include <chrono>
 #include <csignal>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <thread>
 
@@ -39,6 +40,29 @@ bool Eventually(const Condition &condition) {
         std::this_thread::sleep_for(std::chrono::milliseconds(20));
     }
     return false;
+}
+
+// ---- the trees alone ----------------------------------------------------------------------------
+
+class TreeWatchTest : public tonvale_test::SystemTest {};
+
+TEST_F(TreeWatchTest, FoldersThatLinkToEachOtherHaveAnEnd) {
+    constexpr int kFolders = 12;  // more paths without repetition than anybody can walk
+    const fs::path music = scratch() / "mesh";
+    const auto folder = [&](int number) { return music / std::to_string(number); };
+    for (int from = 0; from < kFolders; ++from) {
+        fs::create_directories(folder(from));
+        for (int to = 0; to < kFolders; ++to) {
+            fs::create_symlink(folder(to), folder(from) / ("l" + std::to_string(to)));
+        }
+    }
+    varnindex::TreeWatch watch(varnindex::IsIndexedName);
+    watch.SetRoots({music.string()});
+    std::ofstream(folder(7) / "a.mp3") << "x";
+    std::set<std::string> changed;
+    watch.Read(changed);
+    EXPECT_TRUE(changed.contains((folder(7) / "a.mp3").string()));
+    EXPECT_LT(changed.size(), 10U);
 }
 
 // ---- the watcher alone -------------------------------------------------------------------------
