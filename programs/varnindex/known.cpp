@@ -16,12 +16,12 @@ constexpr const char *kFetch = "FETCH 5000 FROM known_track";
 
 }  // namespace
 
-std::string ScopeCondition(Scope scope, const std::vector<std::string> &folders, bool alsoFolders) {
-    if (scope == Scope::kWholeLibrary) {
+std::string ScopeCondition(const Scope &scope, bool alsoFolders) {
+    if (!scope.folders) {
         return "true";
     }
     std::string condition = "false";
-    for (const std::string &folder : folders) {
+    for (const std::string &folder : *scope.folders) {
         const std::string prefix = folder == "/" ? folder : folder + "/";
         condition += Made(varn::Sql(" OR path ^@ '@VARN:VAR'", prefix));
         if (alsoFolders) {
@@ -31,10 +31,9 @@ std::string ScopeCondition(Scope scope, const std::vector<std::string> &folders,
     return condition;
 }
 
-KnownRows::KnownRows(Database &database, Scope scope, const std::vector<std::string> &folders)
-    : database_(database) {
+KnownRows::KnownRows(Database &database, const Scope &scope) : database_(database) {
     Transaction transaction(database_);
-    database_.Execute(Made(varn::Sql(kDeclare, ScopeCondition(scope, folders, false))));
+    database_.Execute(Made(varn::Sql(kDeclare, ScopeCondition(scope, false))));
     transaction.Commit();
 }
 

@@ -4,6 +4,7 @@
 #include <cstdint>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "database.h"
@@ -20,21 +21,25 @@ struct KnownRow {
     bool isSplit = false;  // a cue sheet has made tracks of it
 };
 
-// Which rows a scan answers for.
-enum class Scope {
-    kWholeLibrary,  // all songs, those below no folder of the scan included
-    kFoldersOnly,   // those below the folders of the scan
+// Which rows a scan answers for: all, or those below some folders.
+struct Scope {
+    static Scope WholeLibrary() { return {}; }
+    explicit Scope(std::vector<std::string> below) : folders(std::move(below)) {}
+    std::optional<std::vector<std::string>> folders;  // none: all rows
+
+  private:
+    Scope() = default;
 };
 
-// The condition, on the column "path", for the rows that a scan of these folders answers for: those
-// below them, and the folders themselves where `alsoFolders` says so.
-std::string ScopeCondition(Scope scope, const std::vector<std::string> &folders, bool alsoFolders);
+// The condition, on the column "path", for the rows that a scan answers for: those below the
+// folders, and the folders themselves where `alsoFolders` says so.
+std::string ScopeCondition(const Scope &scope, bool alsoFolders);
 
 // The songs that are real files, in the byte order of their paths, read block by block. Rows
 // written after the construction do not appear. One such object at a time on a connection.
 class KnownRows {
   public:
-    KnownRows(Database &database, Scope scope, const std::vector<std::string> &folders);
+    KnownRows(Database &database, const Scope &scope);
     ~KnownRows();
     KnownRows(const KnownRows &) = delete;
     KnownRows &operator=(const KnownRows &) = delete;

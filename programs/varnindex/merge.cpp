@@ -20,12 +20,9 @@ bool IsGap(const Found &found) {
 
 }  // namespace
 
-Merge::Merge(Database &database, Scope scope, const Folders &folders,
-             std::vector<std::string> roots, bool purge)
-    : folders_(folders),
-      purge_(purge),
-      walk_(roots, IsIndexedName),
-      known_(database, scope, roots) {}
+Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
+             const std::vector<std::string> &roots, bool purge)
+    : folders_(folders), purge_(purge), walk_(roots, IsIndexedName), known_(database, scope) {}
 
 std::optional<Event> Merge::Next() {
     if (!found_ && !walkEnded_) {

@@ -35,8 +35,8 @@ class Merge {
   public:
     // `roots` as OrderedFolders gives them. With `purge` rows without a file are gone whatever the
     // reason.
-    Merge(Database &database, Scope scope, const Folders &folders, std::vector<std::string> roots,
-          bool purge);
+    Merge(Database &database, const Scope &scope, const Folders &folders,
+          const std::vector<std::string> &roots, bool purge);
 
     // The next event; none at the end. Throws DatabaseError.
     std::optional<Event> Next();

@@ -159,9 +159,9 @@ void Places::Flush() {
     kept_.clear();
 }
 
-void Places::Store(Scope scope, const std::vector<std::string> &roots, bool purge) {
+void Places::Store(const Scope &scope, bool purge) {
     Flush();
-    const std::string condition = ScopeCondition(scope, roots, true);
+    const std::string condition = ScopeCondition(scope, true);
     const std::string unseen = purge ? "false" : folders_.UnseenCondition();
     Transaction transaction(database_);
     database_.Execute(kPrepare);

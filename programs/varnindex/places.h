@@ -28,7 +28,7 @@ class Places {
 
     // Rows in the scope that were not noted go; with `purge` even those of owners whose folders
     // cannot be seen. Throws DatabaseError.
-    void Store(Scope scope, const std::vector<std::string> &roots, bool purge);
+    void Store(const Scope &scope, bool purge);
 
   private:
     void NoteFolder(const std::string &path, unsigned userid);

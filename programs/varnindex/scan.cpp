@@ -8,9 +8,12 @@
 #include "gone.h"
 #include "merge.h"
 #include "names.h"
+#include "own_folders.h"
 #include "places.h"
 #include "readers.h"
 #include "store.h"
+#include "unreadable.h"
+#include "varn/host.h"
 #include "varn/sql.h"
 #include "walk.h"
 
@@ -35,10 +38,11 @@ class Scan {
         : database_(database),
           folders_(folders),
           roots_(std::move(roots)),
-          scope_(scope),
+          scope_(std::move(scope)),
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
+          unreadable_(database, scope_),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
 
     Counts Run();
@@ -50,6 +54,8 @@ class Scan {
     void HoldBack(const Found &gap, std::size_t kept);
     void HoldBackEmptied();
     bool NeedsReading(const Work &work) const;
+    bool IsUnreadable(const Work &work) const;
+    void CountUnreadable(const Work &work);
     void ReadAll();
     void ReadSurveyed(Readers &readers);
     void Read(Readers &readers, Work work, bool isLast);
@@ -68,10 +74,12 @@ class Scan {
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
+    Unreadable unreadable_;
     Store store_;
     GoneRows gone_;
     Counts counts_;
     std::size_t toRead_ = 0;
+    std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
     std::vector<Found> emptied_;    // folders that have rows and nothing else
     std::vector<Work> later_;       // new files that may get a row which others do not want
@@ -89,7 +97,8 @@ Counts Scan::Run() {
     RemoveLeft();
     store_.Flush();
     if (!options_.dryRun) {
-        places_.Store(scope_, roots_, options_.purge);
+        places_.Store(scope_, options_.purge);
+        unreadable_.Store(scope_);
     }
     // The planner picks its indexes by statistics, which the server would renew minutes later only.
     if (10 * (counts_.added + counts_.changed + counts_.moved + counts_.removed) >
@@ -131,6 +140,11 @@ void Scan::Survey() {
         }
     }
     WarnOfUnseen();
+    if (unreadableAsBefore_ > 0) {
+        reporter_.Warn(std::to_string(unreadableAsBefore_) +
+                       (unreadableAsBefore_ == 1 ? " file" : " files") +
+                       " could not be read, as before; --full reads them again");
+    }
 }
 
 bool Scan::NeedsReading(const Work &work) const {
@@ -140,12 +154,29 @@ bool Scan::NeedsReading(const Work &work) const {
            work.known.sheetStamp != stamp;
 }
 
+bool Scan::IsUnreadable(const Work &work) const {
+    return !options_.full && unreadable_.Has(work.path, work.size, work.modified);
+}
+
+// A known song keeps its row: the file may be half-way through being written.
+void Scan::CountUnreadable(const Work &work) {
+    ++counts_.failed;
+    if (work.known.id != 0) {
+        places_.NoteFile(work.path, work.known.userid);
+    }
+}
+
 void Scan::SurveySong(Event event) {
     Work &work = event.work;
     if (!NeedsReading(work)) {
         places_.NoteFile(work.path, work.userid);
         ++counts_.unchanged;
         return;
+    }
+    if (IsUnreadable(work)) {
+        unreadable_.Note(work.path, work.size, work.modified);
+        ++unreadableAsBefore_;
+        return CountUnreadable(work);
     }
     if (work.known.id == 0) {
         gone_.AddNew(work.path, work.size);
@@ -157,8 +188,8 @@ void Scan::SurveySong(Event event) {
 }
 
 // Something could not be looked at, a disk that is not mounted for example: what the library knows
-// about it stays. A link that leads nowhere is worth a word only when songs came through it. Whether
-// a folder is worth one that was emptied is known when the moves are.
+// about it stays. A link that leads nowhere is worth a word only when songs came through it.
+// Whether a folder is worth one that was emptied is known when the moves are.
 void Scan::SurveyGap(Event event) {
     const bool isBlocked = event.found.kind == Found::Kind::kBlocked;
     if (event.kept == 0 && !isBlocked) {
@@ -236,7 +267,7 @@ void Scan::ReadSurveyed(Readers &readers) {
     while (auto event = merge.Next()) {
         if (event->kind == Event::Kind::kSong) {
             gone_.Forget(event->work.known.id);  // it is there again since the first pass
-            if (NeedsReading(event->work)) {
+            if (NeedsReading(event->work) && !IsUnreadable(event->work)) {
                 Read(readers, std::move(event->work), false);
             }
         }
@@ -268,13 +299,11 @@ void Scan::Take(Readers &readers, bool isLast) {
 void Scan::StoreRead(ReadWork read, bool isLast) {
     const Work &work = read.work;
     if (!read.result.song) {
-        // A known song keeps its row: the file may be half-way through being written.
-        ++counts_.failed;
         reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
-        if (work.known.id != 0) {
-            places_.NoteFile(work.path, work.known.userid);
+        if (read.result.isDamaged) {
+            unreadable_.Note(work.path, work.size, work.modified);
         }
-        return;
+        return CountUnreadable(work);
     }
     if (work.known.id == 0) {
         return StoreNew(std::move(read), isLast);
@@ -332,14 +361,28 @@ void Scan::RemoveLeft() {
 
 Counts IndexLibrary(Database &database, const Folders &folders, const ScanOptions &options,
                     Reporter &reporter) {
-    return Scan(database, folders, folders.Roots(), Scope::kWholeLibrary, options, reporter).Run();
+    if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
+        return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(), options, reporter)
+            .Run();
+    }
+    const OwnFolders own(folders);
+    if (options.dryRun) {
+        return Scan(database, folders, folders.Roots(), own.Answered(), options, reporter).Run();
+    }
+    own.Remember(reporter);
+    const Counts counts =
+        Scan(database, folders, folders.Roots(), own.Answered(), options, reporter).Run();
+    own.ForgetRemoved(database, options.purge, reporter);
+    return counts;
 }
 
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter) {
-    return Scan(database, folders, FoldersToWalk(folders, paths), Scope::kFoldersOnly, options,
-                reporter)
-        .Run();
+    if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
+        OwnFolders(folders).Remember(reporter);
+    }
+    const std::vector<std::string> roots = FoldersToWalk(folders, paths);
+    return Scan(database, folders, roots, Scope(roots), options, reporter).Run();
 }
 
 }  // namespace varnindex

@@ -29,14 +29,16 @@ struct ScanOptions {
     bool dryRun = false;  // writes nothing
 };
 
-// Indexes all configured folders, and removes the rows of what lies in none of them. Throws
-// DatabaseError; what was written before stays, and the next scan goes on from there.
+// Indexes all configured folders, and removes the rows of what lies in none of them; on a server
+// that other roots may use, only where this root had a folder before. Throws DatabaseError, and
+// std::system_error when that cannot be found out; what was written before stays, and the next scan
+// goes on from there.
 Counts IndexLibrary(Database &database, const Folders &folders, const ScanOptions &options,
                     Reporter &reporter);
 
 // Indexes the given folders, for a file the folder that it is in, and for what is gone the nearest
-// folder above it that is still there. Songs that were moved between them keep their rows. Throws as
-// above.
+// folder above it that is still there. Songs that were moved between them keep their rows. Throws
+// as above.
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter);
 

@@ -87,12 +87,13 @@ TagLib::ByteVector BoundedStream::ReadThroughWindow(unsigned long wanted) {
     return {window_.data() + offset, static_cast<unsigned>(size)};
 }
 
-unsigned long BoundedStream::ReadAt(long position, char *out, unsigned long wanted) const {
+unsigned long BoundedStream::ReadAt(long position, char *out, unsigned long wanted) {
     unsigned long done = 0;
     while (done < wanted) {
         const ssize_t got = ::pread(descriptor_.Get(), out + done, wanted - done,
                                     position + static_cast<long>(done));
         if (got == 0 || (got < 0 && errno != EINTR)) {
+            failed_ = failed_ || got < 0;
             break;  // what cannot be read is missing, as in a damaged file
         }
         done += static_cast<unsigned long>(std::max<ssize_t>(got, 0));

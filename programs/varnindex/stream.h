@@ -39,10 +39,13 @@ class BoundedStream : public TagLib::IOStream {
     // True when it has ended early.
     bool WasCutShort() const { return cutShort_; }
 
+    // True when the disk has refused to give a part of it.
+    bool HasFailed() const { return failed_; }
+
   private:
     bool IsWithinBounds(unsigned long wanted);
     TagLib::ByteVector ReadThroughWindow(unsigned long wanted);
-    unsigned long ReadAt(long position, char *out, unsigned long wanted) const;
+    unsigned long ReadAt(long position, char *out, unsigned long wanted);
 
     Descriptor descriptor_;
     std::string path_;
@@ -53,6 +56,7 @@ class BoundedStream : public TagLib::IOStream {
     unsigned long searched_ = 0;  // bytes of small blocks
     unsigned long loaded_ = 0;    // bytes of the others
     bool cutShort_ = false;
+    bool failed_ = false;
     std::unique_lock<std::mutex> turn_;
 };
 

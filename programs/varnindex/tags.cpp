@@ -182,6 +182,7 @@ void ReadOpened(const Format &format, BoundedStream &stream, Pictures pictures, 
         opened.file->isValid() ? opened.file->audioProperties() : nullptr;
     if (audio == nullptr || audio->sampleRate() <= 0 || audio->channels() <= 0) {
         result.problem = "not audio or damaged";
+        result.isDamaged = !stream.HasFailed();
         return;
     }
     ReadAudio(*audio, song);

@@ -53,6 +53,8 @@ inline constexpr std::string_view kNotifySocket = "/var/run/Tonvale/varnindex.so
 inline constexpr std::string_view kDatabaseSocketDir = "/var/run/Tonvale";
 inline constexpr std::string_view kDatabaseSocket = "/var/run/Tonvale/.s.PGSQL.5432";
 inline constexpr std::string_view kClusterData = "/var/lib/Tonvale/postgresql";
+// The folders that were registered at the last whole scan, one a line; on an external server only.
+inline constexpr std::string_view kIndexedList = "/var/lib/Tonvale/indexed";
 inline constexpr std::string_view kClusterLog = "/var/log/Tonvale/postgresql.log";
 
 }  // namespace varn::path
