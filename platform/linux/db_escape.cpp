@@ -13,31 +13,15 @@
 #include "linux/utf8.h"
 #include "varn/base.h"
 #include "varn/db.h"
+#include "varn/sql.h"
 
 namespace {
 
 using varn::Guarded;
 using varn::SetError;
 
-enum class Slot { kVar, kInt, kNever, kPattern };
-
-struct Word {
-    std::string_view name;
-    Slot slot;
-};
-
-constexpr std::array kWords = {Word{"@VARN:VAR", Slot::kVar}, Word{"@VARN:INT", Slot::kInt},
-                               Word{"@VARN:NEVAR", Slot::kNever},
-                               Word{"@VARN:LVAR", Slot::kPattern}};
-
-const Word *PlaceholderAt(std::string_view text) {
-    for (const Word &word : kWords) {
-        if (text.substr(0, word.name.size()) == word.name) {
-            return &word;
-        }
-    }
-    return nullptr;
-}
+using varn::sql_detail::Form;
+using varn::sql_detail::PlaceholderAt;
 
 // `text` with every character of `special` preceded by `mark`, or doubled where `mark` is NUL.
 std::string Marked(std::string_view text, std::string_view special, char mark) {
@@ -57,8 +41,8 @@ std::string QuotesDoubled(std::string_view text) {
 }
 
 // The next argument as the placeholder wants it. False for a text that cannot be used.
-bool AppendArgument(Slot slot, std::va_list *arguments, std::string &out) {
-    if (slot == Slot::kInt) {
+bool AppendArgument(Form form, std::va_list *arguments, std::string &out) {
+    if (form == Form::kNumber) {
         out += std::to_string(va_arg(*arguments, int));
         return true;
     }
@@ -66,9 +50,9 @@ bool AppendArgument(Slot slot, std::va_list *arguments, std::string &out) {
     if (text == nullptr || !varn::IsUtf8(text)) {
         return false;
     }
-    if (slot == Slot::kNever) {
+    if (form == Form::kAsItIs) {
         out += text;
-    } else if (slot == Slot::kVar) {
+    } else if (form == Form::kQuotesDoubled) {
         out += QuotesDoubled(text);
     } else {
         out += QuotesDoubled(Marked(text, "\\%_", '\\'));
@@ -78,8 +62,8 @@ bool AppendArgument(Slot slot, std::va_list *arguments, std::string &out) {
 
 bool Fill(std::string_view rest, std::va_list *arguments, std::string &out) {
     while (!rest.empty()) {
-        if (const Word *word = PlaceholderAt(rest)) {
-            if (!AppendArgument(word->slot, arguments, out)) {
+        if (const auto *word = PlaceholderAt(rest)) {
+            if (!AppendArgument(word->form, arguments, out)) {
                 return false;
             }
             rest.remove_prefix(word->name.size());

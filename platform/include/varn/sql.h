@@ -18,26 +18,29 @@ namespace sql_detail {
 
 enum class Slot { kText, kNumber };
 
+// How a placeholder's argument is put into the statement (varn/db.h).
+enum class Form { kQuotesDoubled, kNumber, kAsItIs, kPattern };
+
+struct Placeholder {
+    std::string_view name;
+    Form form;
+    constexpr Slot Takes() const { return form == Form::kNumber ? Slot::kNumber : Slot::kText; }
+};
+
 inline constexpr std::string_view kMark = "@VARN:";
 
-// The kind of the placeholder that `text` begins with; `length` becomes its length, or 0 when the
-// word after the mark is none of the four.
-consteval Slot SlotAt(std::string_view text, std::size_t &length) {
-    struct Word {
-        std::string_view name;
-        Slot slot;
-    };
-    constexpr std::array kWords = {Word{"@VARN:VAR", Slot::kText}, Word{"@VARN:INT", Slot::kNumber},
-                                   Word{"@VARN:NEVAR", Slot::kText},
-                                   Word{"@VARN:LVAR", Slot::kText}};
-    for (const Word &word : kWords) {
-        if (text.substr(0, word.name.size()) == word.name) {
-            length = word.name.size();
-            return word.slot;
+inline constexpr std::array kPlaceholders = {
+    Placeholder{"@VARN:VAR", Form::kQuotesDoubled}, Placeholder{"@VARN:INT", Form::kNumber},
+    Placeholder{"@VARN:NEVAR", Form::kAsItIs}, Placeholder{"@VARN:LVAR", Form::kPattern}};
+
+// The placeholder that `text` begins with; null when the word after the mark is none of them.
+constexpr const Placeholder *PlaceholderAt(std::string_view text) {
+    for (const Placeholder &placeholder : kPlaceholders) {
+        if (text.substr(0, placeholder.name.size()) == placeholder.name) {
+            return &placeholder;
         }
     }
-    length = 0;
-    return Slot::kText;
+    return nullptr;
 }
 
 template <typename T>
@@ -81,18 +84,17 @@ class SqlTemplate {
         std::size_t used = 0;
         std::string_view rest(text, N - 1);
         for (std::size_t at = rest.find(kMark); at != rest.npos; at = rest.find(kMark)) {
-            std::size_t length = 0;
-            const Slot slot = SlotAt(rest.substr(at), length);
-            if (length == 0) {
+            const Placeholder *placeholder = PlaceholderAt(rest.substr(at));
+            if (placeholder == nullptr) {
                 UnknownPlaceholder();
             }
             if (used == kWanted.size()) {
                 TooManyPlaceholders();
-            } else if (kWanted[used] != slot) {
+            } else if (kWanted[used] != placeholder->Takes()) {
                 WrongTypeForPlaceholder();
             }
             ++used;
-            rest.remove_prefix(at + length);
+            rest.remove_prefix(at + placeholder->name.size());
         }
         if (used != kWanted.size()) {
             TooFewPlaceholders();
