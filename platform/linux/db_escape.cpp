@@ -62,7 +62,7 @@ bool AppendArgument(Form form, std::va_list *arguments, std::string &out) {
 
 bool Fill(std::string_view rest, std::va_list *arguments, std::string &out) {
     while (!rest.empty()) {
-        if (const auto *word = PlaceholderAt(rest)) {
+        if (const auto word = PlaceholderAt(rest)) {
             if (!AppendArgument(word->form, arguments, out)) {
                 return false;
             }

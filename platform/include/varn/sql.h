@@ -33,14 +33,15 @@ inline constexpr std::array kPlaceholders = {
     Placeholder{"@VARN:VAR", Form::kQuotesDoubled}, Placeholder{"@VARN:INT", Form::kNumber},
     Placeholder{"@VARN:NEVAR", Form::kAsItIs}, Placeholder{"@VARN:LVAR", Form::kPattern}};
 
-// The placeholder that `text` begins with; null when the word after the mark is none of them.
-constexpr const Placeholder *PlaceholderAt(std::string_view text) {
+// The placeholder that `text` begins with; nothing when the word after the mark is none of them. By
+// value: under its undefined-behaviour sanitizer g++ takes no address of a table for a constant.
+constexpr std::optional<Placeholder> PlaceholderAt(std::string_view text) {
     for (const Placeholder &placeholder : kPlaceholders) {
         if (text.substr(0, placeholder.name.size()) == placeholder.name) {
-            return &placeholder;
+            return placeholder;
         }
     }
-    return nullptr;
+    return std::nullopt;
 }
 
 template <typename T>
@@ -84,8 +85,8 @@ class SqlTemplate {
         std::size_t used = 0;
         std::string_view rest(text, N - 1);
         for (std::size_t at = rest.find(kMark); at != rest.npos; at = rest.find(kMark)) {
-            const Placeholder *placeholder = PlaceholderAt(rest.substr(at));
-            if (placeholder == nullptr) {
+            const std::optional<Placeholder> placeholder = PlaceholderAt(rest.substr(at));
+            if (!placeholder) {
                 UnknownPlaceholder();
             }
             if (used == kWanted.size()) {
