@@ -30,6 +30,10 @@ bool BuildTableOrLog(const Source &source, const JoinFlags &flags, GenreRows gen
 bool WhereClause(const Source &source, const JoinFlags &flags, const std::string &condition,
                  std::string &out);
 
+// Connects the handle and runs the statement: all of it when `limit` is below 0, else the page.
+// Returns the handle with its rows, or null, with a log line.
+Handle RunPage(Handle handle, const char *statement, int offset, int limit);
+
 // "KEYWORD text", or "" for a null or empty text.
 std::string Clause(const char *keyword, const char *text);
 

@@ -80,6 +80,61 @@ TONVALE_EXPORT int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int t
                                            const char *countExpression, const char *condition,
                                            const char *groupBy, int escapeCondition) noexcept;
 
+// ---- lists of groups ---------------------------------------------------------------------------
+//
+// One row for each artist, album, or value of a column, in the tracks that the condition lets
+// through. The library kind is taken as it is: ask NormalizeLibraryKind first. `condition` and
+// `orderBy` are SQL over the track view, null or empty for none; those side tables are joined that
+// their words name (UpdateJoinTableArgs). Where that is the genre, a track counts once for each of
+// its genres, in the star averages too. A limit of 0 or below means no limit, below 0 the offset is
+// ignored too.
+//
+// The rows are read with VARNDBFetchRow and VARNDBFetchField (varn/db.h) from the handle's result;
+// each has "path" and "title", the name of the group; "star", the average of this user's stars for
+// its rated tracks, 0 without one (a number that may have a fraction: read it in base 10); and
+// "result_count", the number of groups without the page. Null on failure.
+//
+// The condition is put behind others with AND: set brackets round one that has an OR.
+
+// Artists, with "artist" and "artist_sort". A track with an album artist counts for that artist,
+// another for its own; one name (without regard to case) and sort name is one row. A condition that
+// begins with " ILIKE " (exactly so) is a pattern for the name alone: it finds artists and album
+// artists without asking which of the two a track counts for. Conditions are limited to about 980
+// bytes: a longer one fails, with a log line.
+TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpenWithArtistList(const char *library, uid_t uid,
+                                                              const char *condition,
+                                                              const char *orderBy, int offset,
+                                                              int limit) noexcept;
+
+// The number of artists by their names, two sort names of one name being one artist; or -1.
+TONVALE_EXPORT int64_t AudioInfoDBGetCountWithArtistList(const char *library, uid_t uid,
+                                                         const char *condition) noexcept;
+
+// Albums, which are told apart by name and album artist, with "album", "album_artist",
+// "album_sort", "album_artist_sort", "create_date" (when the newest track came into the library)
+// and "year" (0 unless all tracks agree). An order is completed by album_sort, and one by
+// album_sort by album_artist_sort.
+TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpenWithAlbumList(const char *library, uid_t uid,
+                                                             const char *condition,
+                                                             const char *orderBy, int offset,
+                                                             int limit) noexcept;
+
+// The number of albums by name and album artist, or -1.
+TONVALE_EXPORT int64_t AudioInfoDBGetCountWithAlbumList(const char *library, uid_t uid,
+                                                        const char *condition) noexcept;
+
+// The values of a column that has a sort column beside it: "genre", "composer", "artist", "album",
+// "album_artist" or "title", with the column itself and COLUMN_sort. Null, with a log line, for a
+// null or empty column or one of more than 31 bytes; any other text goes into the statement. By
+// genre, a track counts for each of its genres.
+TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpenWithContainerList(const char *library, uid_t uid,
+                                                                 const char *column,
+                                                                 const char *condition,
+                                                                 const char *orderBy, int offset,
+                                                                 int limit) noexcept;
+
+// ---- the pieces of a statement -----------------------------------------------------------------
+
 // Which side tables a track view joins: not 0 to join. The order is that of these indexes.
 enum VARN_JOIN_TABLE {
     VARN_JOIN_ALBUM,
