@@ -32,6 +32,7 @@
 #include <string>
 
 #include "tonvale/export.h"
+#include "varn/base.h"
 #include "varn/mediaindex.h"
 
 extern "C" {
@@ -132,6 +133,80 @@ TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpenWithContainerList(const char *lib
                                                                  const char *condition,
                                                                  const char *orderBy, int offset,
                                                                  int limit) noexcept;
+
+// ---- songs and folders -------------------------------------------------------------------------
+//
+// Lists of songs (PLAYLIST_REC, varn/mediaindex.h) belong to the caller and are freed whole with
+// VARNPlaylistRecFree; null for none.
+
+// Reads the row of an id, from the kind that NormalizeLibraryKind gives. `tableType` is that of a
+// VARN_TABLE_TYPE. With `fillHash` not null, what SetSongHashValueByDBHandler keeps of the row goes
+// into it. The id text, at most 8186 bytes, goes into the statement unchanged: pass digits only.
+// 0, or -1 (bad argument, no such row, no such library for this user, the library does not answer)
+// with the record unchanged.
+TONVALE_EXPORT int VARNMusicGetOneById(const char *library, uid_t uid, int tableType,
+                                       VARN_MEDIA_INFO *recordOut, PVLIBSZHASH *fillHash,
+                                       const char *idText) noexcept;
+
+// Writes the path of an indexed folder. Only the kinds "personal" and "shared" are taken. With
+// escapeForLike 1 the characters that mean something in a LIKE pattern have a backslash before them
+// and quotes are doubled, so that the text can stand in a literal. The id text goes into the
+// statement unchanged: pass digits only. 0, or -1 with pathOut as "", also for a path that does not
+// fit.
+TONVALE_EXPORT int VARNMusicGetPathById(const char *library, uid_t uid, char *pathOut,
+                                        size_t pathSize, const char *idText,
+                                        int escapeForLike) noexcept;
+
+// Reads the first row with exactly this path; of a file that a cue sheet splits, any of the rows
+// that the kind shows. 0, or -1 with the record unchanged.
+TONVALE_EXPORT int AudioInfoDBGetOneByPath(const char *library, uid_t uid, int tableType,
+                                           const char *path, VARN_MEDIA_INFO *recordOut) noexcept;
+
+// Lists the songs of some ids, decimal and separated by commas, as far as the user's browse library
+// (VARNAudioWebapiUtilsGetBrowseLibraryByUid) has them: in the order of the ids, one that comes
+// twice twice. Anything but digits and commas is refused. The number of songs, or -1 with *listOut
+// null.
+TONVALE_EXPORT int VARNMusicListGetByID(uid_t uid, const char *idList,
+                                        PLAYLIST_REC **listOut) noexcept;
+
+// Lists a page of songs, of all or of those with a keyword in their texts.
+//   library     taken as it is, see AudioInfoDBOpen
+//   keyword     null or empty: all songs. Found without regard to case, anywhere in the text; "%"
+//               and "_" stand for any text and any character. One of nothing else is refused, and
+//               one that is not UTF-8
+//   field       where to look: "title", "artist", "album", "genre" or "composer"; null or anything
+//               else: in those and the album artist
+//   orderKey    null or empty: by title without regard to case. "random": a random sample of
+//               `limit` songs, the keyword having no effect. Anything else goes into the statement
+//               as an order and is completed by GenerateOrderString
+//   descending  not 0: the order's first column from its end
+//   countOut    the number of songs without the page, 0 where the page is empty; unchanged on
+//               failure. Null spares the server reading every row of the library
+// The number of songs listed, or -1 with *listOut null.
+TONVALE_EXPORT int VARNMusicListAll(const char *library, uid_t uid, const char *keyword,
+                                    const char *field, const char *orderKey, int descending,
+                                    int offset, int limit, PLAYLIST_REC **listOut,
+                                    int *countOut) noexcept;
+
+// The older way to list songs, from the kind that NormalizeLibraryKind gives: condition, order and
+// page as in AudioInfoDBOpen. The number of songs, or -1 with *listOut null. The second form lists
+// the first song alone: 0, or -1 when there is none.
+TONVALE_EXPORT int VARNMusicBrowse(const char *library, uid_t uid, const char *condition,
+                                   const char *orderBy, int offset, int limit,
+                                   PLAYLIST_REC **listOut) noexcept;
+TONVALE_EXPORT int VARNMusicBrowseOne(const char *library, uid_t uid, const char *condition,
+                                      const char *orderBy, PLAYLIST_REC **listOut) noexcept;
+
+// True when personal libraries are switched on and the record's path begins with the target of the
+// link "/var/services/homes". Nothing is logged.
+TONVALE_EXPORT bool VARNMusicIsPersonalLibrary(const VARN_MEDIA_INFO *record) noexcept;
+
+// Turns an order by a name into one by its sort name: a text that begins, blanks and case aside,
+// with title, album_artist, album, artist, composer or genre comes back without the blanks round it
+// and with "_sort" behind that word ("Title desc" as "title_sort desc", but "albums" as
+// "album_sorts"); any other as it is. 0, or -1 (null, a text that does not fit) with `out` as "".
+TONVALE_EXPORT int VARNGetIgnoredOrderString(const char *orderText, char *out,
+                                             size_t outSize) noexcept;
 
 // ---- the pieces of a statement -----------------------------------------------------------------
 
