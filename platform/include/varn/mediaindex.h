@@ -3,6 +3,7 @@
 
 #include <cstdint>
 
+#include "varn/base.h"
 #include "varn/db.h"
 #include "varn/export.h"
 
@@ -37,6 +38,20 @@ typedef struct _VARN_MEDIA_INFO_ {
 
 static_assert(sizeof(VARN_MEDIA_INFO) == 11712, "the layout of queue files");
 static_assert(alignof(VARN_MEDIA_INFO) == 4, "the layout of queue files");
+
+// One song of a list, singly linked.
+typedef struct _PLAYLIST_REC_ {
+    VARN_MEDIA_INFO info;
+    struct _PLAYLIST_REC_ *next;  // null at the end
+} PLAYLIST_REC;
+
+// Replay gain of a song: gains in decibels, peaks as a fraction of full scale.
+typedef struct {
+    float track_gain;
+    float track_peak;
+    float album_gain;
+    float album_peak;
+} _REPLAYGAIN_METADATA_;
 
 // Table types of a query.
 enum VARN_TABLE_TYPE {
