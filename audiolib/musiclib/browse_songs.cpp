@@ -2,7 +2,6 @@
 #include <string>
 
 #include "musiclib/query.h"
-#include "musiclib/records.h"
 #include "musiclib/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
@@ -20,9 +19,13 @@ int Browse(const char *library, uid_t uid, const char *condition, const char *or
     }
     const Handle handle(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, "*", condition,
                                         nullptr, orderBy, offset, limit, 0));
-    Records songs;
-    const int count = handle ? ReadRecords(*handle, songs) : -1;
-    *listOut = songs.release();
+    if (!handle) {
+        return -1;
+    }
+    support::SongList songs(kSource);
+    ReadSongs(*handle, songs);
+    const int count = songs.Size();
+    *listOut = songs.Release();
     return count;
 }
 

@@ -1,12 +1,12 @@
 // Songs by a keyword.
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
 
 #include "musiclib/query.h"
-#include "musiclib/records.h"
 #include "musiclib/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
@@ -88,24 +88,27 @@ int Total(const MEDIA_DB_HANDLE &rows) {
     return static_cast<int>(std::strtol(count != nullptr ? count : "", nullptr, 10));
 }
 
-int List(const Search &search, Records &out, int *countOut) {
+bool List(const Search &search, support::SongList &out, int *countOut) {
     std::optional<std::string> condition = "";
     if (NonEmptyStr(search.keyword)) {
         condition = KeywordCondition(search.keyword, search.field);
     }
     if (!condition) {
         LOG_ERROR_OLD(kSource, "Failed to escape condition.");
-        return -1;
+        return false;
     }
     const Handle handle(AudioInfoDBOpen(search.library, search.uid, VARN_TABLE_MUSIC, "*",
                                         condition->c_str(), nullptr,
                                         Order(search.orderKey, search.descending).c_str(),
                                         search.offset, search.limit, countOut != nullptr ? 1 : 0));
-    const int count = handle ? ReadRecords(*handle, out) : -1;
-    if (count >= 0 && countOut != nullptr) {
+    if (!handle) {
+        return false;
+    }
+    ReadSongs(*handle, out);
+    if (countOut != nullptr) {
         *countOut = Total(*handle);
     }
-    return count;
+    return true;
 }
 
 }  // namespace
@@ -122,11 +125,13 @@ int VARNMusicListAll(const char *library, uid_t uid, const char *keyword, const 
     }
     *listOut = nullptr;
     return Tonvale::support::Guarded(kSource, -1, [&] {
-        Records songs;
-        const int count =
-            List({library, uid, keyword, field, orderKey, descending != 0, offset, limit}, songs,
-                 countOut);
-        *listOut = songs.release();
+        Tonvale::support::SongList songs(kSource);
+        if (!List({library, uid, keyword, field, orderKey, descending != 0, offset, limit}, songs,
+                  countOut)) {
+            return -1;
+        }
+        const int count = songs.Size();
+        *listOut = songs.Release();
         return count;
     });
 }

@@ -64,6 +64,12 @@ Handle RunPage(Handle handle, const char *statement, int offset, int limit) {
     return handle;
 }
 
+void ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out) {
+    while (rows.cursor < rows.rowCount) {
+        MediaInfoDBGet(&rows, &out.Append().info);
+    }
+}
+
 std::string Clause(const char *keyword, const char *text) {
     return NonEmptyStr(text) ? std::string(keyword) + " " + text : std::string();
 }

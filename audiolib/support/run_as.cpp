@@ -1,0 +1,52 @@
+#include "support/run_as.h"
+
+#include <syslog.h>
+#include <unistd.h>
+
+#include "support/log.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace Tonvale::support {
+
+namespace {
+
+constexpr char kTag[] = "IF_RUN_AS";
+constexpr char kRoot[] = "root";
+
+void SwitchByName(const char *source, int line, const char *account) {
+    if (ResetCredentialsByName(account, true) != 0) {
+        LogLine(errno, "%s:%d Failed to switch to %s.", source, line, account);
+    }
+}
+
+}  // namespace
+
+RunAs::RunAs(const char *source, uid_t uid, gid_t gid, int line)
+    : source_(source),
+      line_(line),
+      uidBefore_(geteuid()),
+      gidBefore_(getegid()),
+      switched_(VLIBSetEffective(uid, gid) == 0) {
+    if (!switched_) {
+        syslog(LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, kTag, static_cast<int>(uid),
+               static_cast<int>(gid));
+    }
+}
+
+RunAs::~RunAs() {
+    if (switched_ && VLIBSetEffective(uidBefore_, gidBefore_) != 0) {
+        syslog(LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kTag,
+               static_cast<int>(uidBefore_), static_cast<int>(gidBefore_));
+    }
+}
+
+RootThenPackage::RootThenPackage(const char *source, int line) : source_(source), line_(line) {
+    SwitchByName(source_, line_, kRoot);
+}
+
+RootThenPackage::~RootThenPackage() {
+    SwitchByName(source_, line_, varn::kPackageAccount);
+}
+
+}  // namespace Tonvale::support

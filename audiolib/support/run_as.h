@@ -1,0 +1,48 @@
+// Running as somebody else for the length of a scope.
+#pragma once
+
+#include <sys/types.h>
+
+namespace Tonvale::support {
+
+// Switches the effective user and group, and back at the end of the scope. A switch that fails is
+// logged at critical level, with `source` and the line, as one of IF_RUN_AS.
+class RunAs {
+  public:
+    RunAs(const char *source, uid_t uid, gid_t gid, int line = __builtin_LINE());
+    ~RunAs();
+    RunAs(const RunAs &) = delete;
+    RunAs &operator=(const RunAs &) = delete;
+
+    // False when the process runs as it did.
+    explicit operator bool() const { return switched_; }
+
+  private:
+    const char *source_;
+    int line_;
+    uid_t uidBefore_;
+    gid_t gidBefore_;
+    bool switched_;
+};
+
+// Root for the length of a scope.
+class RunAsRoot : public RunAs {
+  public:
+    explicit RunAsRoot(const char *source, int line = __builtin_LINE())
+        : RunAs(source, 0, 0, line) {}
+};
+
+// Switches to root, and at the end of the scope to the package's account, whoever it was before.
+class RootThenPackage {
+  public:
+    RootThenPackage(const char *source, int line = __builtin_LINE());
+    ~RootThenPackage();
+    RootThenPackage(const RootThenPackage &) = delete;
+    RootThenPackage &operator=(const RootThenPackage &) = delete;
+
+  private:
+    const char *source_;
+    int line_;
+};
+
+}  // namespace Tonvale::support
