@@ -19,6 +19,10 @@ using Action = std::function<int()>;
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
+void AddSearch(CLI::App &app, Action &action);
+void AddGroups(CLI::App &app, Action &action);  // albums, artists, genres and composers
+void AddFolders(CLI::App &app, Action &action);
+void AddRate(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);
 
