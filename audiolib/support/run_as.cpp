@@ -3,6 +3,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include "support/handles.h"
 #include "support/log.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -38,6 +39,20 @@ RunAs::~RunAs() {
     if (switched_ && VLIBSetEffective(uidBefore_, gidBefore_) != 0) {
         syslog(LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kTag,
                static_cast<int>(uidBefore_), static_cast<int>(gidBefore_));
+    }
+}
+
+RootThenPrevious::RootThenPrevious(const char *source, int line) : source_(source), line_(line) {
+    const User previous = UserByUid(geteuid());
+    if (previous) {
+        previous_ = previous->szName;
+        SwitchByName(source_, line_, kRoot);
+    }
+}
+
+RootThenPrevious::~RootThenPrevious() {
+    if (!previous_.empty()) {
+        SwitchByName(source_, line_, previous_.c_str());
     }
 }
 

@@ -3,6 +3,8 @@
 
 #include <sys/types.h>
 
+#include <string>
+
 namespace Tonvale::support {
 
 // Switches the effective user and group, and back at the end of the scope. A switch that fails is
@@ -30,6 +32,21 @@ class RunAsRoot : public RunAs {
   public:
     explicit RunAsRoot(const char *source, int line = __builtin_LINE())
         : RunAs(source, 0, 0, line) {}
+};
+
+// Root for the length of a scope, then the account of the previous effective user id, by its name. A
+// user without a name to switch back to stays what it is.
+class RootThenPrevious {
+  public:
+    RootThenPrevious(const char *source, int line = __builtin_LINE());
+    ~RootThenPrevious();
+    RootThenPrevious(const RootThenPrevious &) = delete;
+    RootThenPrevious &operator=(const RootThenPrevious &) = delete;
+
+  private:
+    const char *source_;
+    int line_;
+    std::string previous_;  // "": nothing was switched
 };
 
 // Switches to root, and at the end of the scope to the package's account, whoever it was before.
