@@ -13,6 +13,8 @@
 #include "support/boundary.h"
 #include "support/fd.h"
 #include "support/log.h"
+#include "support/song_list.h"
+#include "tonvale/library.h"
 #include "tonvale/playlists.h"
 
 PlaylistInfo::PlaylistInfo() : state_(new __tag_PlayerInfo__{{0, 1, 0, 0, 0, 0}}) {}
@@ -139,6 +141,27 @@ std::unique_ptr<PlaylistInfo> Load(const char *path, int start, int count) {
     return queue;
 }
 
+// Random songs of a library kind; empty, with a log line by whoever failed, when there are none.
+Tonvale::support::OwnedSongs RandomSongs(uid_t uid, const char *library, int count) {
+    PLAYLIST_REC *songs = nullptr;
+    VARNMusicListAll(library, uid, nullptr, nullptr, "random", 0, 0, count, &songs, nullptr);
+    return Tonvale::support::OwnedSongs(songs);
+}
+
+bool CreateRandom(uid_t uid, const char *library, const char *path, int count) {
+    unlink(path);  // the old queue is gone whatever comes of the new one
+    const auto songs = RandomSongs(uid, library, count);
+    PlaylistInfo queue;
+    for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
+        queue.addSong(song->info);
+    }
+    if (PlaylistFileSave(path, &queue) != 0) {
+        LOG_ERROR(kSource, "Failed to create playlist %s", path);
+        return false;
+    }
+    return true;
+}
+
 }  // namespace
 
 int PlaylistFileSave(const char *path, const PlaylistInfo *queue) noexcept {
@@ -162,6 +185,14 @@ PlaylistInfo *PlaylistFileLoad(const char *path, int start, int count) noexcept 
     }
     return Guarded(kSource, static_cast<PlaylistInfo *>(nullptr),
                    [&] { return Load(path, start, count).release(); });
+}
+
+bool PlaylistRandomCreate(uid_t uid, const char *library, const char *path, int count) noexcept {
+    if (path == nullptr || library == nullptr || count < 1) {
+        LOG_ERROR(kSource, "Bad parameters.");
+        return false;
+    }
+    return Guarded(kSource, false, [&] { return CreateRandom(uid, library, path, count); });
 }
 
 }  // namespace AudioFile
