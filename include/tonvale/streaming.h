@@ -66,3 +66,45 @@ TONVALE_EXPORT int ParseMPEG(MPEG_READER *reader, int64_t *position,
 // junk are passed over. With more frames than the file has: the place at which the walk ended. 0
 // when the file cannot be read.
 TONVALE_EXPORT int64_t GetSeekOffset(const char *path, int frames) noexcept;
+
+// ---- songs and streams on standard output ------------------------------------------------------
+
+// The calls below write one CGI answer (RFC 3875, 6.2), header and body, to standard output: the
+// output of the encoder "/var/packages/Tonvale/target/bin/ffmpeg", which they start as root and
+// end. They return 0, or -1: the answer is then cut short or, when nothing could be started, not
+// begun. A reader that goes away is such a failure for a process that ignores SIGPIPE; it ends any
+// other. The effective user of the process changes while the encoder is started.
+//
+// For a song whose duration is known the length is announced, as an estimate from bit rate and
+// duration that is never exceeded, and a byte range of the request (HTTPFileOutputer::SeekHttpRange
+// of varn/webapi.h) is answered with 206: the encoder is started again at a whole second before the
+// range.
+//
+// A virtual song's start in its file is added to the seek; without audio_offset in the record it is
+// looked up in the library.
+
+extern "C" {
+
+// The sampling rate, in Hz, that a song is resampled to: 48000 for multiples of it, else 44100.
+TONVALE_EXPORT int VARNAudioCalcOutputSampleRate(int rate) noexcept;
+
+// Streams a song as "mp3" or "wav" (16-bit stereo) from `seek` seconds on. `bitRate` is that of the
+// MP3 in bits per second, 0 for 128000; it does not count for WAV. Any other format, and null
+// arguments, are refused with nothing written. The header of a WAV answer holds the lengths of what
+// is announced for the whole answer.
+TONVALE_EXPORT int VARNAudioTranscodeSong(const VARN_MEDIA_INFO *song, const char *format,
+                                          int64_t seek, int64_t bitRate) noexcept;
+
+// Streams a song from `seek` seconds on as it is, without encoding it again. The encoder is asked
+// for a format named like the file's extension and may not know one. There is a Content-Type for
+// mp3 and wav only; the length is estimated from the song's own bit rate.
+TONVALE_EXPORT int VARNAudioSeekSong(const VARN_MEDIA_INFO *song, int seek) noexcept;
+
+// Streams what the encoder finds at a URL as "mp3" or "flv", from `seek` seconds on; no length, no
+// ranges. The encoder opens whatever the text names, files of this machine and addresses of its
+// network included: check it first. Refused with nothing written: null arguments, another format,
+// a URL that takes 4096 bytes or more when it is quoted for a shell.
+TONVALE_EXPORT int VARNAudioTranscodeUrl(const char *url, const char *format,
+                                         int64_t seek) noexcept;
+
+}  // extern "C"

@@ -201,8 +201,9 @@ Outcome CheckPassable(const std::string &root) {
 }
 
 Outcome MakeFolders(const std::string &root) {
-    for (const std::string_view fixed : {"/etc.defaults", "/usr/varn/etc", "/usr/varn/bin",
-                                         "/var/services", "/var/packages/Tonvale/target/etc"}) {
+    for (const std::string_view fixed :
+         {"/etc.defaults", "/usr/varn/etc", "/usr/varn/bin", "/var/services",
+          "/var/packages/Tonvale/target/etc", "/var/packages/Tonvale/target/bin"}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
             return done;
         }
@@ -246,6 +247,21 @@ Outcome WriteFiles(const std::string &root) {
     return MakeLink(root + kHomesFolder, SystemPath(path::kHomes), false);
 }
 
+// Links the programs that have fixed places; one that `programDir` does not have is left out.
+Outcome LinkPrograms(const std::string &programDir) {
+    for (const auto &[name, fixed] :
+         {std::pair("/varnindex", path::kIndexer), {"/tonvale-encoder", path::kEncoder}}) {
+        const std::string program = programDir + name;
+        if (access(program.c_str(), X_OK) != 0) {
+            continue;
+        }
+        if (Outcome done = MakeLink(program, SystemPath(fixed), true); !done) {
+            return done;
+        }
+    }
+    return Outcome::Good();
+}
+
 }  // namespace
 
 Outcome PrepareRoot(const std::string &programDir) {
@@ -273,11 +289,7 @@ Outcome PrepareRoot(const std::string &programDir) {
     if (Outcome done = WriteFiles(root); !done) {
         return done;
     }
-    const std::string indexer = programDir + "/varnindex";
-    if (access(indexer.c_str(), X_OK) == 0) {
-        return MakeLink(indexer, SystemPath(path::kIndexer), true);
-    }
-    return Outcome::Good();
+    return LinkPrograms(programDir);
 }
 
 // ---- shared with the other parts ---------------------------------------------------------------

@@ -34,6 +34,7 @@ inline constexpr std::string_view kGroup = "/etc/group";
 inline constexpr std::string_view kVersion = "/etc.defaults/VERSION";
 inline constexpr std::string_view kShares = "/usr/varn/etc/share.conf";
 inline constexpr std::string_view kIndexFolders = "/usr/varn/etc/index_folder.conf";
+inline constexpr std::string_view kServiceAnswers = "/usr/varn/etc/webapi";
 inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";
 inline constexpr std::string_view kHomes = "/var/services/homes";
 inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
@@ -42,6 +43,7 @@ inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
 inline constexpr std::string_view kPackageConf = "/var/packages/Tonvale/etc/audio.conf";
 inline constexpr std::string_view kPackageDefaultConf =
     "/var/packages/Tonvale/target/etc/audio.conf";
+inline constexpr std::string_view kEncoder = "/var/packages/Tonvale/target/bin/ffmpeg";
 inline constexpr std::string_view kUsersFile = "/var/packages/Tonvale/etc/audio.users";
 
 // The indexer's notices (varn/notify.h).
