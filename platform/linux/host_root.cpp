@@ -203,14 +203,16 @@ Outcome CheckPassable(const std::string &root) {
 Outcome MakeFolders(const std::string &root) {
     for (const std::string_view fixed :
          {"/etc.defaults", "/usr/varn/etc", "/usr/varn/bin", "/var/services",
-          "/var/packages/Tonvale/target/etc", "/var/packages/Tonvale/target/bin"}) {
+          "/var/packages/Tonvale/target/etc", "/var/packages/Tonvale/target/bin",
+          "/var/packages/Tonvale/target/www/webapi"}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
             return done;
         }
     }
     for (const std::string_view fixed :
          {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/log/Tonvale"),
-          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir}) {
+          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir, path::kWebTemporary,
+          path::kEncoderSlots}) {
         if (Outcome done = MakeFolder(SystemPath(fixed), PackageOwner()); !done) {
             return done;
         }
@@ -249,8 +251,9 @@ Outcome WriteFiles(const std::string &root) {
 
 // Links the programs that have fixed places; one that `programDir` does not have is left out.
 Outcome LinkPrograms(const std::string &programDir) {
-    for (const auto &[name, fixed] :
-         {std::pair("/varnindex", path::kIndexer), {"/tonvale-encoder", path::kEncoder}}) {
+    for (const auto &[name, fixed] : {std::pair("/varnindex", path::kIndexer),
+                                      {"/tonvale-encoder", path::kEncoder},
+                                      {"/entry.cgi", path::kWebApi}}) {
         const std::string program = programDir + name;
         if (access(program.c_str(), X_OK) != 0) {
             continue;

@@ -18,6 +18,7 @@ using Action = std::function<int()>;
 // Each adds its verb, which sets the action when it is chosen.
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
+void AddServe(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);

@@ -46,6 +46,17 @@ inline constexpr std::string_view kPackageDefaultConf =
 inline constexpr std::string_view kEncoder = "/var/packages/Tonvale/target/bin/ffmpeg";
 inline constexpr std::string_view kUsersFile = "/var/packages/Tonvale/etc/audio.users";
 
+// The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, its
+// configuration, and where encoders that run take their turn.
+inline constexpr std::string_view kWebRoot = "/var/packages/Tonvale/target/www";
+inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
+inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";
+inline constexpr std::string_view kInitialLogin = "/etc/initial-login";
+inline constexpr std::string_view kWebConf = "/var/run/Tonvale/lighttpd.conf";
+inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale/web";
+inline constexpr std::string_view kEncoderSlots = "/var/run/Tonvale/encoders";
+inline constexpr std::string_view kLogDir = "/var/log/Tonvale";
+
 // The indexer's notices (varn/notify.h).
 inline constexpr std::string_view kSpoolDir = "/var/spool/Tonvale";
 inline constexpr std::string_view kNotifySpool = "/var/spool/Tonvale/notify";
