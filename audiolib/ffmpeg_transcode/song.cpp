@@ -8,6 +8,7 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/streaming.h"
+#include "tonvale/webapi.h"
 
 namespace {
 
@@ -75,14 +76,9 @@ int Transcode(const VARN_MEDIA_INFO &song, const Format &format, int64_t seek, i
     return Serve(std::move(job));
 }
 
-std::string ExtensionOf(std::string_view path) {
-    const std::size_t dot = path.rfind('.');
-    return dot == path.npos ? "" : std::string(path.substr(dot + 1));
-}
-
 int SeekIn(const VARN_MEDIA_INFO &song, int seek) {
     Job job;
-    job.format = ExtensionOf(song.path);
+    job.format = VARNAudioWebapiUtilsGetFileExt(song.path);
     job.duration = DurationOf(song);
     job.seek = seek;
     job.bitRate = song.bitrate;
