@@ -18,9 +18,13 @@ using Action = std::function<int()>;
 // Each adds its verb, which sets the action when it is chosen.
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
+void AddPermission(CLI::App &app, Action &action);
+void AddPreference(CLI::App &app, Action &action);
 void AddServe(CLI::App &app, Action &action);
+void AddSmart(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);
+void AddUserVerb(CLI::App &app, Action &action);
 
 }  // namespace tonvale_cli
