@@ -75,8 +75,7 @@ int Run(int argc, char **argv) {
     if (!action) {
         Complain(
             "name what to do: init, index, serve, songs, smart, user, permission, preference, "
-            "start or "
-            "stop ('tonvale --help' tells more)");
+            "start or stop ('tonvale --help' tells more)");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");
