@@ -62,6 +62,9 @@ std::string Places() {
            "\nauth.backend.htpasswd.userfile = " + Place(varn::path::kLogins) + "\n";
 }
 
+// A client that closes its side has left: its handler is ended, even one that waits for an encoder
+// and would not notice.
+//
 // A login is asked for everywhere but on the public pages of a share link. Answers go through in
 // small pieces: a stream is as long as its listener lets it be. Queries, which may hold the names of
 // shares, are not logged. A password is checked once in ten minutes, because checking one is slow on
@@ -78,6 +81,7 @@ server.stream-response-body = 2
 accesslog.format = "%h %u %t \"%m %U\" %s %b"
 cgi.assign = ( "/webapi/entry.cgi" => "" )
 cgi.x-sendfile = "enable"
+cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
 static-file.exclude-extensions = ( ".cgi" )
 auth.backend = "htpasswd"
 auth.cache = ( "max-age" => "600" )
