@@ -3,7 +3,7 @@
 # touched.
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
-                libicu-dev libssl-dev postgresql-15 ffmpeg)
+                libicu-dev libssl-dev postgresql-15 ffmpeg lighttpd)
 test_packages=(libgtest-dev)
 
 as_root() {
@@ -32,6 +32,20 @@ is_installed() {
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
 }
 
+# Nor does the web server's package start a server for the whole machine: nothing that is installed
+# meanwhile may start (invoke-rc.d(8)), and this one does not start with the machine either.
+start_policy=/usr/sbin/policy-rc.d
+
+hold_back_web_server() {
+    [[ -e $start_policy ]] || printf '#!/bin/sh\nexit 101\n' |
+        as_root install -m 755 /dev/stdin "$start_policy"
+}
+
+release_web_server() {
+    as_root rm -f "$start_policy"
+    as_root update-rc.d lighttpd disable >/dev/null 2>&1 || true
+}
+
 # install_packages NAME...
 install_packages() (
     if ! command -v dpkg-query >/dev/null; then
@@ -51,9 +65,16 @@ install_packages() (
         exit 1
     fi
     echo "Installing ${missing[*]}"
+    local undo=:
     if [[ " ${missing[*]} " == *" postgresql-15 "* ]]; then
-        trap release_system_cluster EXIT
+        undo+="; release_system_cluster"
+        trap "$undo" EXIT
         hold_back_system_cluster
+    fi
+    if [[ " ${missing[*]} " == *" lighttpd "* && ! -e $start_policy ]]; then
+        undo+="; release_web_server"
+        trap "$undo" EXIT
+        hold_back_web_server
     fi
     as_root apt-get update -qq
     as_root env DEBIAN_FRONTEND=noninteractive \

@@ -207,14 +207,17 @@ Outcome MakeFolders(const std::string &root) {
     for (const std::string_view fixed :
          {std::string_view("/etc.defaults"), path::kAppPrivileges,
           std::string_view("/usr/varn/bin"), std::string_view("/var/services"),
-          std::string_view("/var/packages/Tonvale/target/etc")}) {
+          std::string_view("/var/packages/Tonvale/target/etc"),
+          std::string_view("/var/packages/Tonvale/target/bin"),
+          std::string_view("/var/packages/Tonvale/target/www/webapi")}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
             return done;
         }
     }
     for (const std::string_view fixed :
          {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/log/Tonvale"),
-          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir}) {
+          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir, path::kWebTemporary,
+          path::kEncoderSlots}) {
         if (Outcome done = MakeFolder(SystemPath(fixed), PackageOwner()); !done) {
             return done;
         }
@@ -258,6 +261,22 @@ Outcome WriteFiles(const std::string &root) {
     return MakeLink(root + kHomesFolder, SystemPath(path::kHomes), false);
 }
 
+// Links the programs that have fixed places; one that `programDir` does not have is left out.
+Outcome LinkPrograms(const std::string &programDir) {
+    for (const auto &[name, fixed] : {std::pair("/varnindex", path::kIndexer),
+                                      {"/tonvale-encoder", path::kEncoder},
+                                      {"/entry.cgi", path::kWebApi}}) {
+        const std::string program = programDir + name;
+        if (access(program.c_str(), X_OK) != 0) {
+            continue;
+        }
+        if (Outcome done = MakeLink(program, SystemPath(fixed), true); !done) {
+            return done;
+        }
+    }
+    return Outcome::Good();
+}
+
 }  // namespace
 
 Outcome PrepareRoot(const std::string &programDir) {
@@ -285,11 +304,7 @@ Outcome PrepareRoot(const std::string &programDir) {
     if (Outcome done = WriteFiles(root); !done) {
         return done;
     }
-    const std::string indexer = programDir + "/varnindex";
-    if (access(indexer.c_str(), X_OK) == 0) {
-        return MakeLink(indexer, SystemPath(path::kIndexer), true);
-    }
-    return Outcome::Good();
+    return LinkPrograms(programDir);
 }
 
 // ---- shared with the other parts ---------------------------------------------------------------

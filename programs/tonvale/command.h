@@ -20,6 +20,7 @@ void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
 void AddPermission(CLI::App &app, Action &action);
 void AddPreference(CLI::App &app, Action &action);
+void AddServe(CLI::App &app, Action &action);
 void AddSmart(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
 void AddSearch(CLI::App &app, Action &action);
