@@ -3,7 +3,7 @@
 # touched.
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
-                libicu-dev libcurl4-openssl-dev libxml2-dev postgresql-15 ffmpeg)
+                libicu-dev libcurl4-openssl-dev libxml2-dev postgresql-15 ffmpeg imagemagick)
 test_packages=(libgtest-dev)
 
 as_root() {

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <chrono>
 #include <cstring>
@@ -34,6 +35,19 @@ constexpr char kPackageConfText[] =
     "audio_show_virtual_library=\"yes\"\n"
     "support_transcode_mp3=\"yes\"\n"
     "prefer_using_html5=\"yes\"\n";
+
+// Extension and type of what a library of music holds.
+constexpr char kMimeTypesText[] =
+    "aac audio/aac\naif audio/aiff\naiff audio/aiff\nape audio/x-monkeys-audio\n"
+    "flac audio/flac\nm3u audio/x-mpegurl\nm3u8 audio/x-mpegurl\nm4a audio/mp4\n"
+    "m4b audio/mp4\nmp2 audio/mpeg\nmp3 audio/mpeg\nmpc audio/x-musepack\noga audio/ogg\n"
+    "ogg audio/ogg\nopus audio/ogg\npls audio/x-scpls\ntta audio/x-tta\nwav audio/wav\n"
+    "wma audio/x-ms-wma\nwpl application/vnd.ms-wpl\nwv audio/x-wavpack\n"
+    "bmp image/bmp\ngif image/gif\njpeg image/jpeg\njpg image/jpeg\npng image/png\n"
+    "webp image/webp\n";
+
+// Programs of the host that are run under a path below the root.
+constexpr std::array kHostPrograms = {path::kConvert};
 
 constexpr gid_t kUsersGroup = 100;
 
@@ -201,8 +215,9 @@ Outcome CheckPassable(const std::string &root) {
 }
 
 Outcome MakeFolders(const std::string &root) {
-    for (const std::string_view fixed : {"/etc.defaults", "/usr/varn/etc", "/usr/varn/bin",
-                                         "/var/services", "/var/packages/Tonvale/target/etc"}) {
+    for (const std::string_view fixed :
+         {"/etc.defaults", "/usr/bin", "/usr/varn/etc", "/usr/varn/etc.defaults", "/usr/varn/bin",
+          "/var/services", "/var/packages/Tonvale/target/etc"}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
             return done;
         }
@@ -236,6 +251,7 @@ Outcome WriteFiles(const std::string &root) {
         std::optional<Owner> owner;
     };
     for (const File &file : {File{path::kVersion, kVersionText, std::nullopt},
+                             File{path::kMimeTypes, kMimeTypesText, std::nullopt},
                              File{path::kPackageDefaultConf, kPackageConfText, std::nullopt},
                              File{path::kPackageConf, kPackageConfText, PackageOwner()},
                              File{path::kUsersFile, "{}\n", PackageOwner()}}) {
@@ -272,6 +288,11 @@ Outcome PrepareRoot(const std::string &programDir) {
     }
     if (Outcome done = WriteFiles(root); !done) {
         return done;
+    }
+    for (const std::string_view program : kHostPrograms) {
+        if (Outcome done = MakeLink(std::string(program), SystemPath(program), false); !done) {
+            return done;
+        }
     }
     const std::string indexer = programDir + "/varnindex";
     if (access(indexer.c_str(), X_OK) == 0) {

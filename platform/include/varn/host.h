@@ -32,8 +32,9 @@ class [[nodiscard]] Outcome {
 // Creates what is missing below SystemRoot() and keeps what is there: the folders of the fixed
 // system paths, the accounts (root, Tonvale, admin, guest; the package account "Tonvale" takes the
 // ids of the host's account "Tonvale" or else, for root, of "postgres", and for anybody else those
-// of the process), the version file, the homes link, the package configuration, and a link to the
-// indexer, which is looked for in `programDir`. Without a root (a real installation) it fails.
+// of the process), the version file, the list of MIME types, the homes link, the package
+// configuration, and links to the host's picture converter and to the indexer, which is looked for
+// in `programDir`. Without a root (a real installation) it fails.
 VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 
 // Registers folders of music as shares, named after their last component (a number is appended to a

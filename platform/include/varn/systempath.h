@@ -36,6 +36,8 @@ inline constexpr std::string_view kShares = "/usr/varn/etc/share.conf";
 inline constexpr std::string_view kIndexFolders = "/usr/varn/etc/index_folder.conf";
 inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";
 inline constexpr std::string_view kHomes = "/var/services/homes";
+inline constexpr std::string_view kMimeTypes = "/usr/varn/etc.defaults/mimetypes.txt";
+inline constexpr std::string_view kConvert = "/usr/bin/convert";  // makes covers smaller
 inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
 
 // The package.
