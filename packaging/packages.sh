@@ -4,7 +4,7 @@
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
                 libicu-dev libcurl4-openssl-dev libxml2-dev postgresql-15 ffmpeg imagemagick)
-test_packages=(libgtest-dev)
+test_packages=(libgtest-dev lighttpd lighttpd-mod-openssl openssl)
 
 as_root() {
     if ((EUID == 0)); then
