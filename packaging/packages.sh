@@ -3,7 +3,8 @@
 # touched.
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
-                libicu-dev libcurl4-openssl-dev libxml2-dev postgresql-15 ffmpeg imagemagick)
+                libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev postgresql-15 ffmpeg
+                imagemagick)
 test_packages=(libgtest-dev lighttpd lighttpd-mod-openssl openssl)
 
 as_root() {

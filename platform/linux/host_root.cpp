@@ -36,6 +36,9 @@ constexpr char kPackageConfText[] =
     "support_transcode_mp3=\"yes\"\n"
     "prefer_using_html5=\"yes\"\n";
 
+// The writers of these files keep what a file has, and there must be one.
+constexpr char kNoSettings[] = "{}\n";
+
 // Extension and type of what a library of music holds.
 constexpr char kMimeTypesText[] =
     "aac audio/aac\naif audio/aiff\naiff audio/aiff\nape audio/x-monkeys-audio\n"
@@ -112,12 +115,12 @@ std::optional<Owner> HostIds() {
 
 // Writes a file unless there is one, be it an administrator's.
 Outcome WriteMissing(const std::string &path, std::string_view text,
-                     std::optional<Owner> owner = std::nullopt) {
+                     std::optional<Owner> owner = std::nullopt, mode_t mode = 0644) {
     struct stat info {};
     if (lstat(path.c_str(), &info) == 0) {
         return Outcome::Good();
     }
-    return errno == ENOENT ? WriteFile(path, text, 0644, owner) : Failed("read", path);
+    return errno == ENOENT ? WriteFile(path, text, mode, owner) : Failed("read", path);
 }
 
 // Makes a symbolic link unless something is there. A link that leads elsewhere is turned round when
@@ -216,8 +219,10 @@ Outcome CheckPassable(const std::string &root) {
 
 Outcome MakeFolders(const std::string &root) {
     for (const std::string_view fixed :
-         {"/etc.defaults", "/usr/bin", "/usr/varn/etc", "/usr/varn/etc.defaults", "/usr/varn/bin",
-          "/var/services", "/var/packages/Tonvale/target/etc"}) {
+         {std::string_view("/etc.defaults"), std::string_view("/usr/bin"), path::kAppPrivileges,
+          std::string_view("/usr/varn/etc.defaults"), std::string_view("/usr/varn/bin"),
+          std::string_view("/var/services"),
+          std::string_view("/var/packages/Tonvale/target/etc")}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
             return done;
         }
@@ -248,14 +253,21 @@ Outcome WriteFiles(const std::string &root) {
     struct File {
         std::string_view path;
         std::string_view text;
-        std::optional<Owner> owner;
+        std::optional<Owner> owner = std::nullopt;
+        mode_t mode = 0644;
     };
-    for (const File &file : {File{path::kVersion, kVersionText, std::nullopt},
-                             File{path::kMimeTypes, kMimeTypesText, std::nullopt},
-                             File{path::kPackageDefaultConf, kPackageConfText, std::nullopt},
-                             File{path::kPackageConf, kPackageConfText, PackageOwner()},
-                             File{path::kUsersFile, "{}\n", PackageOwner()}}) {
-        if (Outcome done = WriteMissing(SystemPath(file.path), file.text, file.owner); !done) {
+    const std::optional<Owner> package = PackageOwner();
+    const std::string privileges =
+        std::string(path::kAppPrivileges) + "/VARN.XDK.Tonvale.Application";
+    for (const File &file :
+         {File{path::kVersion, kVersionText}, File{path::kMimeTypes, kMimeTypesText},
+          File{path::kPackageDefaultConf, kPackageConfText},
+          File{path::kPackageConf, kPackageConfText, package},
+          File{path::kPasswords, kNoSettings, package, 0600},
+          File{path::kMultiAirplay, kNoSettings, package},
+          File{path::kMultiBluetooth, kNoSettings, package}, File{privileges, "*=\"allow\"\n"}}) {
+        const std::string full = SystemPath(file.path);
+        if (Outcome done = WriteMissing(full, file.text, file.owner, file.mode); !done) {
             return done;
         }
     }
