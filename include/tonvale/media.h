@@ -80,8 +80,8 @@ TONVALE_EXPORT int VARNAudioGetMimetype(const char *extension, char *destination
 
 // ---- programs and volumes ----------------------------------------------------------------------
 
-// Runs a program with all three standard descriptors at /dev/null. `argv` begins with the program's
-// own name and ends with a null pointer; `path` is not searched for.
+// Runs a program with all three standard descriptors at /dev/null and no others. `argv` begins with
+// the program's own name and ends with a null pointer; `path` is not searched for.
 // With `wait` not 0 the result is the exit status, 0 to 255 (255 too when the program could not be
 // run), or -1 when a signal ended it or it could not be waited for. Otherwise the result is 0 at
 // once, and the caller has to reap the child (waitpid(2), or a SIGCHLD action that makes it

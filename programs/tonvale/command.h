@@ -19,6 +19,7 @@ using Action = std::function<int()>;
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
+void AddCover(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);
 
