@@ -3,8 +3,9 @@
 # touched.
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
-                libicu-dev libssl-dev postgresql-15 ffmpeg lighttpd)
-test_packages=(libgtest-dev)
+                libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev postgresql-15 ffmpeg
+                imagemagick lighttpd)
+test_packages=(libgtest-dev lighttpd-mod-openssl openssl)
 
 as_root() {
     if ((EUID == 0)); then

@@ -64,9 +64,8 @@ int Run(int argc, char **argv) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     for (const auto add :
-         {AddInit, AddIndex, AddSongs, AddSearch, AddGroups, AddFolders, AddRate,
-          AddSmart, AddUserVerb, AddPermission, AddPreference, AddServe,
-          AddStart, AddStop}) {
+         {AddInit, AddIndex, AddSongs, AddSearch, AddGroups, AddFolders, AddRate, AddSmart,
+          AddUserVerb, AddPermission, AddPreference, AddCover, AddServe, AddStart, AddStop}) {
         add(app, action);
     }
     try {

@@ -40,6 +40,8 @@ inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";
 // Who may use an application: a key-value file for each, in the folder (varn/account.h).
 inline constexpr std::string_view kAppPrivileges = "/usr/varn/etc/app_privilege";
 inline constexpr std::string_view kHomes = "/var/services/homes";
+inline constexpr std::string_view kMimeTypes = "/usr/varn/etc.defaults/mimetypes.txt";
+inline constexpr std::string_view kConvert = "/usr/bin/convert";  // makes covers smaller
 inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
 
 // The package.
