@@ -44,6 +44,20 @@ inline constexpr std::string_view kPackageDefaultConf =
     "/var/packages/Tonvale/target/etc/audio.conf";
 inline constexpr std::string_view kUsersFile = "/var/packages/Tonvale/etc/audio.users";
 
+// The player and the sound cards. Cards have a digit behind the names of their devices (none for
+// card 0), and their number behind the name of their folder.
+inline constexpr std::string_view kSystemEqualizer =
+    "/var/packages/Tonvale/target/etc/equalizer.system";
+inline constexpr std::string_view kUserEqualizer = "/var/packages/Tonvale/etc/equalizer.user";
+inline constexpr std::string_view kMixerDevice = "/dev/mixer";
+inline constexpr std::string_view kAudioDevice = "/dev/dsp";
+inline constexpr std::string_view kSoundCard = "/proc/asound/card";
+inline constexpr std::string_view kKernelVolume = "/proc/asound/varn_audio_volume";
+
+inline constexpr std::string_view kPlayerSocket = "/var/run/Tonvale/player.sock";
+inline constexpr std::string_view kCheckSupport =
+    "/var/packages/Tonvale/target/pkgbin/audio_check_support";
+
 // The indexer's notices (varn/notify.h).
 inline constexpr std::string_view kSpoolDir = "/var/spool/Tonvale";
 inline constexpr std::string_view kNotifySpool = "/var/spool/Tonvale/notify";
