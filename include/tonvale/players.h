@@ -4,8 +4,6 @@
 // error level. Nothing throws, and no state is kept between calls.
 #pragma once
 
-#include <sys/types.h>
-
 #include "tonvale/export.h"
 
 // ---- commands to the player daemon -------------------------------------------------------------
@@ -184,3 +182,45 @@ TONVALE_EXPORT int VARNAudioCheckHardwareMixer(void) noexcept;
 TONVALE_EXPORT int VARNAudioCheckHardwareSupportHighRes(void) noexcept;
 
 }  // extern "C"
+
+// ---- AirPlay speakers --------------------------------------------------------------------------
+
+// What a speaker answers to an RTSP request (RFC 2326). Each question may take up to 5 seconds, or
+// 10 for TestPassword, which may ask twice. The host and port go into the request's address as they
+// are: names from outside have to be looked at first. Different threads may ask at once.
+namespace Tonvale::airplay {
+
+enum AIRPLAY_STATUS : int {
+    AIRPLAY_REACHABLE = 0,  // it took the request
+    AIRPLAY_PASSWORD = 1,   // it asks for a password, or for another one
+    AIRPLAY_BUSY = 2,       // somebody else is playing on it
+    AIRPLAY_FAILED = 3,     // it did not answer, or something else
+};
+
+// The meaning of an RTSP status code: 200, 401 and 453, in the order above; any other is logged and
+// counts as failed.
+class TONVALE_EXPORT AirplayStatus {
+  public:
+    explicit AirplayStatus(int rtspCode) noexcept;
+    int Get() const noexcept { return status_; }
+
+  private:
+    int status_ = AIRPLAY_FAILED;
+};
+
+struct PasswordNeed {
+    bool known;   // the speaker answered
+    bool needed;  // it asks for a password; false when that is not known
+};
+
+// Asks a speaker whether it wants a password. A busy one is not known to.
+TONVALE_EXPORT PasswordNeed IsNeedPassword(const char *host, const char *port) noexcept;
+
+// Tries a password: AIRPLAY_REACHABLE when it is right or none is needed, AIRPLAY_PASSWORD when it
+// is wrong, else what keeps it from being tried. A null password fails where one is asked for. It
+// goes out as a digest (RFC 2069) for the user "iTunes" and is never logged; a speaker that is not
+// the one it pretends to be can try passwords against that digest at leisure. Of realm and nonce
+// 255 bytes count, and of a password what fits into 1023 bytes with the user and the realm.
+TONVALE_EXPORT int TestPassword(const char *host, const char *port, const char *password) noexcept;
+
+}  // namespace Tonvale::airplay
