@@ -12,6 +12,7 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/players.h"
+#include "varn/base.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -110,7 +111,8 @@ bool BindFrom(const Socket &listener, int &port) {
 }  // namespace
 
 int DomainSocketCreate(const char *path, int backlog) noexcept {
-    if (path == nullptr) {
+    // An empty address would be a nameless socket of the whole machine, without mode or owner.
+    if (!NonEmptyStr(path)) {
         LOG_ERROR(kSocket, "Bad parameter");
         return -1;
     }
