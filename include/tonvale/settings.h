@@ -7,8 +7,6 @@
 #include <json/value.h>
 #include <sys/types.h>
 
-#include <string>
-
 #include "tonvale/export.h"
 
 // Writes a document to a file, on one line (RFC 8259; characters beyond ASCII as \u escapes). The
@@ -21,11 +19,6 @@ TONVALE_EXPORT int VARNAudioJsonSave(const char *path, const Json::Value &json) 
 // Reads a file into a document, comments allowed. 0, or -1 (the file cannot be opened or parsed);
 // the document may then be partly filled and means nothing.
 TONVALE_EXPORT int VARNAudioJsonLoad(const char *path, Json::Value &json) noexcept;
-
-// The MD5 digest (RFC 1321) of a text as 32 hexadecimal digits, in upper case when `upperCase` is not
-// 0. It proves nothing about a text: it is for protocols that ask for it. 0, or -1 with `out` as ""
-// (a null text, or a system whose policy forbids MD5).
-TONVALE_EXPORT int VARNAudioGetMd5(const char *text, std::string &out, int upperCase) noexcept;
 
 // Which library a user browses.
 enum _tag_BROWSE_LIBRARY_TYPE : int {
