@@ -3,7 +3,7 @@
 # touched.
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
-                libicu-dev postgresql-15 ffmpeg)
+                libicu-dev libssl-dev postgresql-15 ffmpeg)
 test_packages=(libgtest-dev)
 
 as_root() {

@@ -28,9 +28,9 @@ __attribute__((format(printf, 1, 2))) std::string Text(const char *format, ...) 
 }
 
 std::string Md5(const std::string &text, bool upperCase) {
-    std::string digest;
-    VARNAudioGetMd5(text.c_str(), digest, upperCase ? 1 : 0);  // a failure leaves it empty
-    return digest;
+    std::array<char, 33> digest{};
+    VARNAudioGetMd5(text.c_str(), digest.data(), upperCase);  // a failure leaves it empty
+    return digest.data();
 }
 
 }  // namespace

@@ -218,6 +218,29 @@ std::optional<std::vector<gid_t>> GroupsOf(const Account &account) {
     return GroupsInSystem(account);
 }
 
+std::optional<gid_t> FindGroup(const std::string &name) {
+    UniqueFile stream;
+    if (!SystemRoot().empty() && !(stream = OpenAccounts(path::kGroup))) {
+        return std::nullopt;
+    }
+    std::vector<char> buffer;
+    group entry;
+    group *found = nullptr;
+    const auto next = [&](char *memory, std::size_t size) {
+        return stream ? fgetgrent_r(stream.get(), &entry, memory, size, &found)
+                      : getgrnam_r(name.c_str(), &entry, memory, size, &found);
+    };
+    int result = WithGrowingBuffer(buffer, next);
+    while (stream && result == 0 && (name != entry.gr_name || !IsRealId(entry.gr_gid))) {
+        result = WithGrowingBuffer(buffer, next);
+    }
+    if (result != 0 || found == nullptr || !IsRealId(entry.gr_gid)) {
+        varn::SetError(result == 0 || result == ENOENT ? VLIB_ERR_NOT_FOUND : VLIB_ERR_SYSTEM);
+        return std::nullopt;
+    }
+    return entry.gr_gid;
+}
+
 }  // namespace varn
 
 int VARNUserGet(const char *name, PVARN_USER *out) {

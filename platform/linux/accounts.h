@@ -24,4 +24,7 @@ std::optional<Account> FindAccount(uid_t uid);
 // they cannot be read.
 std::optional<std::vector<gid_t>> GroupsOf(const Account &account);
 
+// The id of a group by its name. Empty, with the error state set, when there is none.
+std::optional<gid_t> FindGroup(const std::string &name);
+
 }  // namespace varn

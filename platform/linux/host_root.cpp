@@ -35,6 +35,9 @@ constexpr char kPackageConfText[] =
     "support_transcode_mp3=\"yes\"\n"
     "prefer_using_html5=\"yes\"\n";
 
+// The writers of these files keep what a file has, and there must be one.
+constexpr char kNoSettings[] = "{}\n";
+
 constexpr gid_t kUsersGroup = 100;
 
 constexpr std::string_view kLockedFolder = "/var/lib/Tonvale";
@@ -98,12 +101,12 @@ std::optional<Owner> HostIds() {
 
 // Writes a file unless there is one, be it an administrator's.
 Outcome WriteMissing(const std::string &path, std::string_view text,
-                     std::optional<Owner> owner = std::nullopt) {
+                     std::optional<Owner> owner = std::nullopt, mode_t mode = 0644) {
     struct stat info {};
     if (lstat(path.c_str(), &info) == 0) {
         return Outcome::Good();
     }
-    return errno == ENOENT ? WriteFile(path, text, 0644, owner) : Failed("read", path);
+    return errno == ENOENT ? WriteFile(path, text, mode, owner) : Failed("read", path);
 }
 
 // Makes a symbolic link unless something is there. A link that leads elsewhere is turned round when
@@ -201,8 +204,10 @@ Outcome CheckPassable(const std::string &root) {
 }
 
 Outcome MakeFolders(const std::string &root) {
-    for (const std::string_view fixed : {"/etc.defaults", "/usr/varn/etc", "/usr/varn/bin",
-                                         "/var/services", "/var/packages/Tonvale/target/etc"}) {
+    for (const std::string_view fixed :
+         {std::string_view("/etc.defaults"), path::kAppPrivileges,
+          std::string_view("/usr/varn/bin"), std::string_view("/var/services"),
+          std::string_view("/var/packages/Tonvale/target/etc")}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
             return done;
         }
@@ -233,13 +238,20 @@ Outcome WriteFiles(const std::string &root) {
     struct File {
         std::string_view path;
         std::string_view text;
-        std::optional<Owner> owner;
+        std::optional<Owner> owner = std::nullopt;
+        mode_t mode = 0644;
     };
-    for (const File &file : {File{path::kVersion, kVersionText, std::nullopt},
-                             File{path::kPackageDefaultConf, kPackageConfText, std::nullopt},
-                             File{path::kPackageConf, kPackageConfText, PackageOwner()},
-                             File{path::kUsersFile, "{}\n", PackageOwner()}}) {
-        if (Outcome done = WriteMissing(SystemPath(file.path), file.text, file.owner); !done) {
+    const std::optional<Owner> package = PackageOwner();
+    const std::string privileges =
+        std::string(path::kAppPrivileges) + "/VARN.XDK.Tonvale.Application";
+    for (const File &file :
+         {File{path::kVersion, kVersionText}, File{path::kPackageDefaultConf, kPackageConfText},
+          File{path::kPackageConf, kPackageConfText, package},
+          File{path::kPasswords, kNoSettings, package, 0600},
+          File{path::kMultiAirplay, kNoSettings, package},
+          File{path::kMultiBluetooth, kNoSettings, package}, File{privileges, "*=\"allow\"\n"}}) {
+        const std::string full = SystemPath(file.path);
+        if (Outcome done = WriteMissing(full, file.text, file.owner, file.mode); !done) {
             return done;
         }
     }

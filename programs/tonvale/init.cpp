@@ -1,8 +1,13 @@
+#include <syslog.h>
+#include <unistd.h>
+
 #include <filesystem>
 #include <memory>
 
 #include "command.h"
 #include "database.h"
+#include "tonvale/settings.h"
+#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -35,6 +40,25 @@ Outcome ChooseDatabase(const std::string &asked) {
                                                          : DatabaseKind::kPrivate);
 }
 
+// Makes the users file, as the account that its writers run as.
+Outcome PrepareUsersFile() {
+    const bool switched = geteuid() == 0;
+    if (switched && ResetCredentialsByName(varn::kPackageAccount) != 0) {
+        return Outcome::Problem(std::string("cannot switch to the account ") +
+                                varn::kPackageAccount);
+    }
+    // The preferences of the first entries are asked for in the file that is being made.
+    const int previous = setlogmask(LOG_UPTO(LOG_CRIT));
+    const bool made = AudioUsers::InitUserPermission();
+    setlogmask(previous);
+    if (switched && ResetCredentialsByName("root") != 0) {
+        return Outcome::Problem("cannot switch back to root");
+    }
+    return made ? Outcome::Good()
+                : Outcome::Problem("cannot write " + SystemPath(varn::path::kUsersFile) +
+                                   ": see that the account Tonvale may write to its folder");
+}
+
 Outcome PrepareDatabase() {
     if (varn::host::ChosenDatabase() == DatabaseKind::kPrivate) {
         if (Outcome done = varn::host::CreateCluster(varn::host::Durability::kFull); !done) {
@@ -49,6 +73,9 @@ Outcome PrepareDatabase() {
 
 Outcome Init(const InitOptions &options) {
     if (Outcome done = varn::host::PrepareRoot(ProgramDir()); !done) {
+        return done;
+    }
+    if (Outcome done = PrepareUsersFile(); !done) {
         return done;
     }
     if (Outcome done = ChooseDatabase(options.database); !done) {

@@ -28,8 +28,8 @@ ScriptedSpeaker::Script Asking(const std::string &headers) {
 }
 
 std::string Md5(const std::string &text, bool upper) {
-    std::string digest;
-    EXPECT_EQ(VARNAudioGetMd5(text.c_str(), digest, upper ? 1 : 0), 0);
+    char digest[33];
+    EXPECT_EQ(VARNAudioGetMd5(text.c_str(), digest, upper), 0);
     return digest;
 }
 

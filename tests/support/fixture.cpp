@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
+#include <sys/stat.h>
 #include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -125,6 +126,12 @@ void EmptyRoot(const fs::path &root) {
     }
 }
 
+void GiveToOwnerOfFolder(const fs::path &file) {
+    struct stat folder {};
+    ASSERT_EQ(stat(file.parent_path().c_str(), &folder), 0);
+    ASSERT_EQ(chown(file.c_str(), folder.st_uid, folder.st_gid), 0);
+}
+
 void AddUser(const fs::path &root, const std::string &name, unsigned uid) {
     const fs::path home = root / "volume1/homes" / name;
     fs::create_directories(home / "music");
@@ -184,6 +191,8 @@ void SystemTest::SetUp() {
     fs::create_directories(scratch());
     const varn::host::Outcome prepared = varn::host::PrepareRoot(TONVALE_PROGRAM_DIR);
     ASSERT_TRUE(prepared) << prepared.Message();
+    WriteFile(varn::path::kUsersFile, "{}\n");
+    GiveToOwnerOfFolder(At(varn::path::kUsersFile));
     AddUser(root(), "alice", kAlice);
     AddUser(root(), "bob", kBob);
     descriptors_ = OpenDescriptors();

@@ -36,6 +36,18 @@ VARN_EXPORT int GetUserHomePath(const char *userName, char *out, size_t size);
 // slash; a path that does not fit).
 VARN_EXPORT int VARNUserPreferenceDirGet(const char *userName, char *out, size_t size);
 
+// Whether a user may use an application: 1 when he may, 0 when he may not, -1 for a null or empty
+// argument or an application's name with a slash. `ip` is the address that he comes from, "0.0.0.0"
+// for any; privileges here are the same for all addresses.
+// They stand in the key-value file of the application's name in "/usr/varn/etc/app_privilege": the
+// user's name as key, or "*" for users without a line, and "allow" or anything else as value.
+// Without a file nobody may.
+VARN_EXPORT int VLIBAppPrivUserHas(const char *userName, const char *application, const char *ip);
+
+// Whether a user is in the group "administrators": 1 or 0; -1 for an unknown user, a null or empty
+// name, or groups that cannot be read. `flag` is 0.
+VARN_EXPORT int VLIBGroupIsAdminGroupMem(const char *userName, int flag);
+
 // True when the package configuration switches personal libraries on ("enable_personal_library" is
 // "yes").
 VARN_EXPORT bool IsPersonalLibraryEnabled(void);

@@ -35,6 +35,8 @@ inline constexpr std::string_view kVersion = "/etc.defaults/VERSION";
 inline constexpr std::string_view kShares = "/usr/varn/etc/share.conf";
 inline constexpr std::string_view kIndexFolders = "/usr/varn/etc/index_folder.conf";
 inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";
+// Who may use an application: a key-value file for each, in the folder (varn/account.h).
+inline constexpr std::string_view kAppPrivileges = "/usr/varn/etc/app_privilege";
 inline constexpr std::string_view kHomes = "/var/services/homes";
 inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
 
@@ -43,6 +45,15 @@ inline constexpr std::string_view kPackageConf = "/var/packages/Tonvale/etc/audi
 inline constexpr std::string_view kPackageDefaultConf =
     "/var/packages/Tonvale/target/etc/audio.conf";
 inline constexpr std::string_view kUsersFile = "/var/packages/Tonvale/etc/audio.users";
+inline constexpr std::string_view kCustomKeys = "/var/packages/Tonvale/etc/custom_key.json";
+inline constexpr std::string_view kPasswords = "/var/packages/Tonvale/etc/password.json";
+inline constexpr std::string_view kMultiAirplay = "/var/packages/Tonvale/etc/multiairplay.json";
+inline constexpr std::string_view kMultiBluetooth = "/var/packages/Tonvale/etc/multibluetooth.json";
+
+// The shared smart playlists (varn/playlistsvc.h), and the key of the platform's string encryption
+// (varn/crypt.h).
+inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
+inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
 
 // The player and the sound cards. Cards have a digit behind the names of their devices (none for
 // card 0), and their number behind the name of their folder.

@@ -1,0 +1,8 @@
+#pragma once
+
+namespace Tonvale::webapi {
+
+// The module's name in log lines.
+inline constexpr char kUtilsSource[] = "audiolib/webapi_utils";
+
+}  // namespace Tonvale::webapi

@@ -1,0 +1,11 @@
+// The state block of the player daemon, as queue files carry it.
+#pragma once
+
+#include <cstdint>
+
+// Six words whose meaning is the daemon's; whoever stores it copies it whole.
+struct __tag_PlayerInfo__ {  // NOLINT(bugprone-reserved-identifier): the daemon's name for it
+    int32_t word[6];
+};
+
+static_assert(sizeof(__tag_PlayerInfo__) == 24, "the layout of queue files");
