@@ -7,7 +7,7 @@
 #include <string_view>
 #include <vector>
 
-#include "varnindex/charset.h"
+#include "varn/text.h"
 #include "varnindex/cue.h"
 #include "varnindex/names.h"
 #include "varnindex/split.h"
@@ -63,7 +63,7 @@ void CheckName(const std::string &name) {
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     constexpr std::size_t kMostFiles = 8;  // every one takes a look at several names
     const std::string_view bytes(reinterpret_cast<const char *>(data), size);
-    const std::string text = ToUtf8(bytes);
+    const std::string text = varn::ToUtf8(bytes);
     Require(IsUtf8(text) && text.find('\r') == std::string::npos, "a text is clean UTF-8");
     const CueResult result = ParseCue(bytes);
     Require(result.sheet.has_value() == result.problem.empty(), "a refusal has a reason");

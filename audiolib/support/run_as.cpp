@@ -1,33 +1,67 @@
 #include "support/run_as.h"
 
+#include <syslog.h>
 #include <unistd.h>
 
-#include <cerrno>
-
+#include "support/handles.h"
+#include "support/log.h"
 #include "varn/process.h"
+#include "varn/systempath.h"
 
 namespace Tonvale::support {
 
-RunAs::RunAs(const char *source, uid_t uid, gid_t gid, int priority, int line) noexcept
+namespace {
+
+constexpr char kTag[] = "IF_RUN_AS";
+constexpr char kRoot[] = "root";
+
+void SwitchByName(const char *source, int line, const char *account) {
+    if (ResetCredentialsByName(account, true) != 0) {
+        LogLine(errno, "%s:%d Failed to switch to %s.", source, line, account);
+    }
+}
+
+}  // namespace
+
+RunAs::RunAs(const char *source, uid_t uid, gid_t gid, int line)
     : source_(source),
-      priority_(priority),
       line_(line),
-      uid_(geteuid()),
-      gid_(getegid()),
-      good_(VLIBSetEffective(uid, gid) == 0) {
-    if (!good_) {
-        syslog(priority_, "%s:%d ERROR: %s(%d, %d)", source_, line_, "IF_RUN_AS",
-               static_cast<int>(uid), static_cast<int>(gid));
+      uidBefore_(geteuid()),
+      gidBefore_(getegid()),
+      switched_(VLIBSetEffective(uid, gid) == 0) {
+    if (!switched_) {
+        syslog(LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, kTag, static_cast<int>(uid),
+               static_cast<int>(gid));
     }
 }
 
 RunAs::~RunAs() {
-    const int savedErrno = errno;  // what the scope failed with is still to be told
-    if (good_ && VLIBSetEffective(uid_, gid_) != 0) {
-        syslog(priority_, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, "IF_RUN_AS",
-               static_cast<int>(uid_), static_cast<int>(gid_));
+    if (switched_ && VLIBSetEffective(uidBefore_, gidBefore_) != 0) {
+        syslog(LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kTag,
+               static_cast<int>(uidBefore_), static_cast<int>(gidBefore_));
     }
-    errno = savedErrno;
+}
+
+RootThenPrevious::RootThenPrevious(const char *source, int line) : source_(source), line_(line) {
+    const User previous = UserByUid(geteuid());
+    if (previous) {
+        previous_ = previous->szName;
+        SwitchByName(source_, line_, kRoot);
+    }
+}
+
+RootThenPrevious::~RootThenPrevious() {
+    if (!previous_.empty()) {
+        SwitchByName(source_, line_, previous_.c_str());
+    }
+}
+
+RootThenPackage::RootThenPackage(const char *source, int line) : source_(source), line_(line) {
+    SwitchByName(source_, line_, kRoot);
+}
+
+RootThenPackage::~RootThenPackage() {
+    SwitchByName(source_, line_, varn::kPackageAccount);
 }
 
 }  // namespace Tonvale::support

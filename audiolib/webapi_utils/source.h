@@ -1,8 +1,8 @@
 #pragma once
 
-namespace Tonvale::webapi {
+namespace Tonvale::webapi_utils {
 
 // The module's name in log lines.
-inline constexpr char kUtilsSource[] = "audiolib/webapi_utils";
+inline constexpr char kSource[] = "audiolib/webapi_utils";
 
-}  // namespace Tonvale::webapi
+}  // namespace Tonvale::webapi_utils

@@ -239,14 +239,14 @@ TONVALE_EXPORT int VARNPlaylistSmartListSongs(uid_t uid, PLAYLIST_REC **listOut,
 
 }  // extern "C"
 
-// The library kind that a user browses: "shared" for one whose personal library is switched off,
-// "personal" for one who prefers that, otherwise "all". "" for an unknown user, with a log line.
+// The library kind that a user browses: "shared" for one whose personal library is switched off and
+// for an unknown user, "personal" for one who prefers that, otherwise "all".
 TONVALE_EXPORT std::string VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid_t uid) noexcept;
 
 // Makes the two conditions that find a range of a playlist's entries in the library: `real` those
-// of files, `virtualCondition` those of virtual songs; "" for one that no entry needs. *limit is
-// set to what is left of the list behind *offset. 0, or -1 with both "" (null argument, a text that
-// cannot go into a statement).
+// of files, `virtualCondition` those of virtual songs; "" for one that no entry needs. A *limit that
+// goes beyond the end of the list is set to what is left of it. 0, or -1 with both conditions ""
+// (null argument, memory).
 TONVALE_EXPORT int VARNAudioWebapiUtilsGetDBQueryByCandidateList(
     const VLIBSZLIST *candidates, int *offset, int *limit, std::string &real,
     std::string &virtualCondition) noexcept;

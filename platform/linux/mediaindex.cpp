@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 
 #include "linux/error.h"
 #include "linux/utf8.h"
@@ -22,10 +21,7 @@ class Row {
 
     template <std::size_t Size>
     void Copy(const char *column, char (&out)[Size]) const {
-        const char *text = Text(column);
-        const std::size_t length = varn::BoundedLength(text, Size - 1);
-        std::memcpy(out, text, length);
-        out[length] = '\0';
+        varn::CopyCut(Text(column), out);
     }
 
     long long Number(const char *column, long long low, long long high) const {

@@ -54,11 +54,6 @@ int64_t StoredStart(uint32_t id) {
     return start != nullptr ? Number(start).value_or(0) : 0;
 }
 
-template <std::size_t Size>
-void CopyCut(std::string_view text, char (&out)[Size]) {
-    varn::CopyToBuffer(text.substr(0, varn::BoundedLength(text, Size - 1)), out, Size);
-}
-
 }  // namespace
 
 bool IsVirtualPath(const char *text, char *pathOut, size_t size, int *trackOut) {
@@ -89,10 +84,8 @@ bool IsVirtualPath(const char *text, char *pathOut, size_t size, int *trackOut) 
 
 void SetMediaPathTitle(const char *path, VARN_MEDIA_INFO *record) {
     if (path != nullptr && record != nullptr) {
-        CopyCut(FileName(path), record->title);
-        if (path != record->path) {
-            CopyCut(path, record->path);
-        }
+        varn::CopyCut(FileName(path), record->title);
+        varn::CopyCut(path, record->path);
     }
 }
 

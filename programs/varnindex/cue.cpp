@@ -5,8 +5,8 @@
 #include <charconv>
 #include <utility>
 
-#include "charset.h"
 #include "names.h"
+#include "varn/text.h"
 
 // A parser of our own, where libcue would be at hand: sheets are written by people and by many
 // programs, and libcue 2.2.1 refuses a sheet for one line that it does not know, lets an open quote
@@ -334,7 +334,7 @@ CueResult ParseCue(std::string_view bytes) {
     if (bytes.size() > kMaxCueBytes) {
         return {std::nullopt, "larger than 1 MiB"};
     }
-    return Parser().Parse(ToUtf8(bytes));
+    return Parser().Parse(varn::ToUtf8(bytes));
 }
 
 }  // namespace varnindex

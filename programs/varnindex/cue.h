@@ -40,7 +40,7 @@ struct CueResult {
     std::string problem;  // for a person, when there is no sheet: "no FILE line"
 };
 
-// Reads a sheet in any encoding that ToUtf8 (charset.h) knows. Lines that it does not know are
+// Reads a sheet in any encoding that varn::ToUtf8 knows. Lines that it does not know are
 // passed over, data tracks left out. A sheet that would split a file at wrong places is refused.
 // May be called by several threads at once.
 CueResult ParseCue(std::string_view bytes);

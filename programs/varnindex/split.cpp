@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <string_view>
 
-#include "charset.h"
 #include "names.h"
+#include "varn/text.h"
 
 namespace varnindex {
 namespace {
@@ -66,7 +66,7 @@ std::string Folded(std::string_view name) {
     if (U_FAILURE(error)) {
         return std::string(name);
     }
-    icu::UnicodeString units = icu::UnicodeString::fromUTF8(ToUtf8(name));
+    icu::UnicodeString units = icu::UnicodeString::fromUTF8(varn::ToUtf8(name));
     units = decompose->normalize(units, error);
     units = compose->normalize(units.foldCase(), error);
     std::string folded;

@@ -7,7 +7,7 @@
 #include <utility>
 #include <vector>
 
-#include "varnindex/charset.h"
+#include "varn/text.h"
 #include "varnindex/names.h"
 #include "varnindex/split.h"
 
@@ -15,6 +15,7 @@ namespace {
 
 using namespace std::string_literals;
 using namespace varnindex;
+using varn::ToUtf8;
 
 // The sheet, shortened to what a test compares: "file: number title/performer/composer@start; ...".
 std::string Shown(const CueResult &result) {

@@ -5,7 +5,7 @@
 
 #include <unicode/unistr.h>
 
-namespace varnindex {
+namespace varn {
 
 // The text of `bytes` read in an encoding that ICU knows by this name, with U+FFFD for what means
 // nothing in it; bogus when the machine's ICU does not know it.
@@ -17,4 +17,4 @@ icu::UnicodeString Decode(std::string_view bytes, const char *encoding);
 // is the Western page.
 const char *LikelyCodePage(std::string_view bytes);
 
-}  // namespace varnindex
+}  // namespace varn

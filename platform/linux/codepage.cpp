@@ -1,4 +1,4 @@
-#include "codepage.h"
+#include "linux/codepage.h"
 
 #include <unicode/normalizer2.h>
 #include <unicode/uchar.h>
@@ -17,7 +17,7 @@
 // or Russian for Western letters. Here every byte that makes sense counts about +1, every one that
 // makes none about -1.
 
-namespace varnindex {
+namespace varn {
 namespace {
 
 constexpr std::size_t kEnoughBytes = 16384;  // beyond ASCII, to be sure
@@ -293,4 +293,4 @@ const char *LikelyCodePage(std::string_view bytes) {
     return best;
 }
 
-}  // namespace varnindex
+}  // namespace varn

@@ -1,0 +1,218 @@
+#include "playlist/parse.h"
+
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstdlib>
+#include <memory>
+#include <new>
+#include <string_view>
+#include <unordered_map>
+#include <utility>
+#include <vector>
+
+#include "playlist/source.h"
+#include "support/boundary.h"
+#include "support/log.h"
+#include "support/remote_path.h"
+#include "support/virtual_name.h"
+#include "tonvale/playlists.h"
+#include "varn/playlistsvc.h"
+#include "webapi_utils/song_query.h"
+
+namespace Tonvale::playlist {
+
+namespace {
+
+// Positions of entries, and which of them are not given back.
+struct Range {
+    std::int64_t begin;
+    std::int64_t end;
+};
+
+Range RangeOf(const ParseRequest &request, int count) {
+    std::int64_t end = count;
+    if (request.limit != 0) {
+        end = std::min<std::int64_t>(end, std::int64_t{request.offset} + request.limit);
+    }
+    const std::int64_t begin = std::max(request.offset, 0);
+    return {begin, std::max(begin, end)};
+}
+
+// The entries that wait for a row of the library, by the name that they have in the playlist.
+class Waiting {
+  public:
+    void Add(std::string_view name, PLAYLIST_REC &entry) {
+        const auto [known, isNew] = first_.try_emplace(name, links_.size());
+        links_.push_back({&entry, isNew ? kNone : known->second});
+        known->second = links_.size() - 1;
+    }
+
+    // Gives a row to all entries of a name. Rows that come later for that name are not wanted.
+    void Fill(std::string_view name, const VARN_MEDIA_INFO &row) {
+        const auto known = first_.find(name);
+        if (known == first_.end()) {
+            return;
+        }
+        for (std::size_t at = known->second; at != kNone; at = links_[at].next) {
+            links_[at].entry->info = row;
+        }
+        first_.erase(known);
+    }
+
+  private:
+    static constexpr std::size_t kNone = SIZE_MAX;
+    struct Link {
+        PLAYLIST_REC *entry;
+        std::size_t next;
+    };
+    std::unordered_map<std::string_view, std::size_t> first_;
+    std::vector<Link> links_;
+};
+
+void SetPath(std::string_view path, VARN_MEDIA_INFO &info) {
+    const std::size_t length = std::min(path.size(), sizeof info.path - 1);
+    path.copy(info.path, length);
+    info.path[length] = '\0';
+}
+
+// Takes the record of a remote entry out of the list, which ascends; without one, a title is made
+// of the URL.
+void FillRemote(std::int64_t position, const char *url, const PLAYLIST_REC *&remote,
+                VARN_MEDIA_INFO &info) {
+    while (remote != nullptr && remote->info.id < position) {
+        remote = remote->next;
+    }
+    if (remote == nullptr || remote->info.id != position) {
+        SetMediaPathTitle(url, &info);
+        return;
+    }
+    info = remote->info;
+    info.id = 0;  // there it was the position
+    SetPath(url, info);
+    remote = remote->next;
+}
+
+// A list whose records take more than half of the machine's memory would end in the process being
+// killed instead of a message.
+bool FitsMemory(std::int64_t records) {
+    const std::int64_t wanted = records * static_cast<std::int64_t>(sizeof(PLAYLIST_REC));
+    const std::int64_t memory =
+        std::int64_t{sysconf(_SC_PHYS_PAGES)} * std::int64_t{sysconf(_SC_PAGESIZE)};
+    if (wanted > memory / 2) {
+        LOG_ERROR(kSource, "Failed to alloc %zd", static_cast<ssize_t>(wanted));
+        return false;
+    }
+    return true;
+}
+
+struct Conditions {
+    std::string real;
+    std::string virtualSongs;
+};
+
+bool Fetch(const ParseRequest &request, const std::string &condition, Waiting &waiting) {
+    if (condition.empty()) {
+        return true;
+    }
+    const bool read = webapi_utils::VisitSongs(
+        {request.uid, condition.c_str(), request.columns, request.actualOnly, request.hash},
+        [&](const VARN_MEDIA_INFO &row) { waiting.Fill(support::NameInPlaylist(row), row); });
+    if (!read) {
+        LOG_ERROR(kSource, "Failed to get playlist by db query.");
+    }
+    return read;
+}
+
+void AppendEntries(const Entries &entries, Range range, support::SongList &songs, Waiting &real,
+                   Waiting &virtualSongs) {
+    const PLAYLIST_REC *remote = entries.remote.get();
+    for (std::int64_t i = range.begin; i < range.end; ++i) {
+        const char *const text = VLIBCSzListGet(entries.candidates.get(), static_cast<int>(i));
+        PLAYLIST_REC &entry = songs.Append();
+        SetPath(text, entry.info);
+        if (support::IsRemotePath(text)) {
+            FillRemote(i, text, remote, entry.info);
+        } else {
+            (IsVirtualPath(text, nullptr, 0, nullptr) ? virtualSongs : real).Add(text, entry);
+        }
+    }
+}
+
+PLAYLIST_REC *Parse(const char *path, const ParseRequest &request, int *countOut) {
+    Entries entries;
+    support::SongList songs(kSource);
+    if (!ReadEntries(RealPath(path), entries)) {
+        return nullptr;
+    }
+    const int count = entries.candidates->nItem;
+    if (!LookUp(std::move(entries), request, songs)) {
+        return nullptr;
+    }
+    if (countOut != nullptr) {
+        *countOut = count;
+    }
+    return songs.Release();
+}
+
+}  // namespace
+
+std::string RealPath(const char *path) {
+    const std::unique_ptr<char, support::Releaser<std::free>> real(realpath(path, nullptr));
+    return real ? real.get() : path;
+}
+
+bool ReadEntries(const std::string &path, Entries &entries) {
+    PVLIBSZLIST candidates = nullptr;
+    PLAYLIST_REC *remote = nullptr;
+    const int count = GetCandidateListByPlaylistParse(path.c_str(), &candidates, &remote);
+    entries.candidates.reset(candidates);
+    entries.remote.reset(remote);
+    if (count < 0) {
+        LOG_ERROR(kSource, "Failed to get candidate list by playlist.");
+        return false;
+    }
+    return true;
+}
+
+bool LookUp(Entries entries, ParseRequest request, support::SongList &songs) {
+    Conditions conditions;
+    if (VARNAudioWebapiUtilsGetDBQueryByCandidateList(entries.candidates.get(), &request.offset,
+                                                      &request.limit, conditions.real,
+                                                      conditions.virtualSongs) != 0) {
+        LOG_ERROR(kSource, "Failed to get db query by candidate list.");
+        return false;
+    }
+    const Range range = RangeOf(request, entries.candidates->nItem);
+    if (!FitsMemory(range.end - range.begin)) {
+        return false;
+    }
+    Waiting real;
+    Waiting virtualSongs;
+    AppendEntries(entries, range, songs, real, virtualSongs);
+    return Fetch(request, conditions.virtualSongs, virtualSongs) &&
+           Fetch(request, conditions.real, real);
+}
+
+bool ReadWhole(uid_t uid, const char *path, support::SongList &songs) {
+    Entries entries;
+    return ReadEntries(RealPath(path), entries) &&
+           LookUp(std::move(entries), {uid, nullptr, 0, 0, "*", false}, songs);
+}
+
+}  // namespace Tonvale::playlist
+
+PLAYLIST_REC *VARNPlaylistParseByPath(uid_t uid, const char *path, PVLIBSZHASH *fillExtra,
+                                      int *countOut, int offset, int limit, const char *columns,
+                                      int actualOnly) noexcept {
+    using namespace Tonvale::playlist;
+    if (path == nullptr) {
+        LOG_ERROR(kSource, "Bad parameter.");
+        return nullptr;
+    }
+    const ParseRequest request = {uid, fillExtra, offset, limit, columns, actualOnly != 0};
+    return Tonvale::support::Guarded(kSource, static_cast<PLAYLIST_REC *>(nullptr),
+                                     [&] { return Parse(path, request, countOut); });
+}

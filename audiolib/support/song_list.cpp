@@ -1,0 +1,32 @@
+#include "support/song_list.h"
+
+#include <cstdlib>
+#include <new>
+
+#include "support/log.h"
+
+namespace Tonvale::support {
+
+OwnedSongs NewSong(const char *source) {
+    OwnedSongs entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
+    if (!entry) {
+        LOG_ERROR(source, "Failed to alloc %zd", sizeof(PLAYLIST_REC));
+        throw std::bad_alloc();
+    }
+    return entry;
+}
+
+PLAYLIST_REC &SongList::Append() {
+    OwnedSongs entry = NewSong(source_);
+    PLAYLIST_REC *const added = entry.release();
+    if (last_ != nullptr) {
+        last_->next = added;
+    } else {
+        head_.reset(added);
+    }
+    last_ = added;
+    ++size_;
+    return *added;
+}
+
+}  // namespace Tonvale::support

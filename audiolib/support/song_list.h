@@ -1,0 +1,46 @@
+// A list of songs while it is being made.
+#pragma once
+
+#include <memory>
+
+#include "support/handles.h"
+#include "varn/mediaindex.h"
+
+namespace Tonvale::support {
+
+using OwnedSongs = std::unique_ptr<PLAYLIST_REC, Releaser<VARNPlaylistRecFree>>;
+
+// A zeroed entry. Throws std::bad_alloc, with a log line under `source`, when memory is short.
+OwnedSongs NewSong(const char *source);
+
+// Owns its entries until they are released.
+class SongList {
+  public:
+    explicit SongList(const char *source = "audiolib/support") : source_(source) {}
+
+    // Adds a zeroed entry, or a copy of a record, at the end. The entry stays where it is.
+    PLAYLIST_REC &Append();
+    PLAYLIST_REC &Append(const VARN_MEDIA_INFO &song) {
+        PLAYLIST_REC &entry = Append();
+        entry.info = song;
+        return entry;
+    }
+
+    int Size() const { return size_; }
+    PLAYLIST_REC *Head() const { return head_.get(); }
+
+    // The caller's from now on; null when there is none.
+    PLAYLIST_REC *Release() {
+        last_ = nullptr;
+        size_ = 0;
+        return head_.release();
+    }
+
+  private:
+    const char *source_;
+    OwnedSongs head_;
+    PLAYLIST_REC *last_ = nullptr;
+    int size_ = 0;
+};
+
+}  // namespace Tonvale::support

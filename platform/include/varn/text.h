@@ -1,0 +1,19 @@
+// Text files that say nothing about how they are encoded.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "varn/export.h"
+
+namespace varn {
+
+// The text of a file (a cue sheet, a playlist) as UTF-8 with "\n" at the end of its lines, whether
+// these ended with CR LF, LF or CR. A byte order mark decides (UTF-8, UTF-16 LE or BE) and is not
+// part of the text; without one, bytes that are UTF-8 are taken as such, and two first characters
+// with NULs between them as UTF-16; everything else is read in the Windows code page that makes the
+// most plausible text of it. Always gives valid UTF-8: what cannot be read becomes U+FFFD. Throws
+// std::bad_alloc alone.
+VARN_EXPORT std::string ToUtf8(std::string_view bytes);
+
+}  // namespace varn

@@ -1,0 +1,243 @@
+#include "linux/playlist_format.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "linux/playlist_wpl.h"
+#include "varn/text.h"
+
+namespace varn::playlist {
+
+namespace {
+
+constexpr std::string_view kBlanks = " \t";
+
+char Lower(char c) {
+    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+}
+
+bool StartsWithIgnoringCase(std::string_view text, std::string_view lower) {
+    return text.size() >= lower.size() && std::equal(lower.begin(), lower.end(), text.begin(),
+                                                     [](char a, char b) { return a == Lower(b); });
+}
+
+std::string_view TakeLine(std::string_view &text) {
+    const std::string_view line = text.substr(0, text.find('\n'));
+    text.remove_prefix(std::min(text.size(), line.size() + 1));
+    return line;
+}
+
+bool IsBlank(std::string_view text) {
+    return text.find_first_not_of(kBlanks) == text.npos;
+}
+
+std::string_view Trimmed(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
+}
+
+// The number that a text begins with; 0 for none, one below 0 and one that is out of range.
+int LeadingNumber(std::string_view text) {
+    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
+    int number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    return error == std::errc() ? std::max(number, 0) : 0;
+}
+
+// ---- m3u ----------------------------------------------------------------------------------------
+
+// "LENGTH,TITLE"; attributes, whose values may hold commas between quotes, can stand behind the
+// length.
+void ReadInfo(std::string_view value, Tags &tags) {
+    tags.duration = LeadingNumber(value);
+    bool quoted = false;
+    const auto *const comma = std::find_if(value.begin(), value.end(), [&](char c) {
+        quoted = quoted != (c == '"');
+        return c == ',' && !quoted;
+    });
+    // A quote that is not closed belongs to the title.
+    const std::size_t at =
+        comma != value.end() ? static_cast<std::size_t>(comma - value.begin()) : value.find(',');
+    tags.title = at < value.size() ? value.substr(at + 1) : std::string_view();
+}
+
+struct TextLine {
+    std::string_view name;
+    std::string_view Tags::*field;
+};
+constexpr std::array kTextLines = {TextLine{"#extinfartist:", &Tags::artist},
+                                   TextLine{"#extinfalbum:", &Tags::album},
+                                   TextLine{"#extinfgenre:", &Tags::genre}};
+
+struct NumberLine {
+    std::string_view name;
+    int Tags::*field;
+};
+constexpr std::array kNumberLines = {NumberLine{"#extinfyear:", &Tags::year},
+                                     NumberLine{"#extinfdisc:", &Tags::disc},
+                                     NumberLine{"#extinftrack:", &Tags::track}};
+
+constexpr std::string_view kInfoLine = "#extinf:";
+constexpr std::string_view kHeaderLine = "#extm3u";
+
+// True for a line that tells something about the next entry, or about the list.
+bool ReadTag(std::string_view line, Tags &tags) {
+    if (StartsWithIgnoringCase(line, kInfoLine)) {
+        ReadInfo(line.substr(kInfoLine.size()), tags);
+        return true;
+    }
+    for (const TextLine &known : kTextLines) {
+        if (StartsWithIgnoringCase(line, known.name)) {
+            tags.*known.field = line.substr(known.name.size());
+            return true;
+        }
+    }
+    for (const NumberLine &known : kNumberLines) {
+        if (StartsWithIgnoringCase(line, known.name)) {
+            tags.*known.field = LeadingNumber(line.substr(known.name.size()));
+            return true;
+        }
+    }
+    return StartsWithIgnoringCase(line, kHeaderLine);
+}
+
+void ParseM3u(std::string_view text, const Sink &sink) {
+    Tags tags;
+    while (!text.empty()) {
+        const std::string_view line = TakeLine(text);
+        if (IsBlank(line)) {
+            continue;
+        }
+        if (line.front() != '#') {
+            sink({line, tags, false});
+            tags = Tags();
+        } else if (!ReadTag(line, tags)) {
+            sink({line, Tags(), true});
+        }
+    }
+}
+
+// ---- pls ----------------------------------------------------------------------------------------
+
+struct Numbered {
+    std::uint64_t number;
+    std::string_view value;
+};
+
+enum class Key { kFile, kTitle, kLength };
+
+struct KeyName {
+    std::string_view name;
+    Key key;
+};
+constexpr std::array kKeyNames = {KeyName{"file", Key::kFile}, KeyName{"title", Key::kTitle},
+                                  KeyName{"length", Key::kLength}};
+
+using Columns = std::array<std::vector<Numbered>, kKeyNames.size()>;
+
+// The number of a key. One that is missing or too large comes behind all others.
+std::uint64_t KeyNumber(std::string_view digits) {
+    std::uint64_t number = UINT64_MAX;
+    std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    return number;
+}
+
+void ReadPair(std::string_view line, Columns &columns) {
+    const std::size_t sign = line.find('=');
+    if (sign == line.npos || IsBlank(line.substr(sign + 1))) {
+        return;
+    }
+    const std::string_view key = Trimmed(line.substr(0, sign));
+    for (const KeyName &known : kKeyNames) {
+        const std::string_view digits = key.substr(std::min(known.name.size(), key.size()));
+        if (StartsWithIgnoringCase(key, known.name) &&
+            digits.find_first_not_of("0123456789") == digits.npos) {
+            columns[static_cast<std::size_t>(known.key)].push_back(
+                {KeyNumber(digits), line.substr(sign + 1)});
+        }
+    }
+}
+
+// The value of a number in a sorted column, whose numbers are asked for in ascending order.
+std::string_view ValueFor(std::uint64_t number, const std::vector<Numbered> &column,
+                          std::size_t &at) {
+    while (at < column.size() && column[at].number < number) {
+        ++at;
+    }
+    const bool found = at < column.size() && column[at].number == number && number != UINT64_MAX;
+    return found ? column[at].value : std::string_view();
+}
+
+void ParsePls(std::string_view text, const Sink &sink) {
+    Columns columns;
+    while (!text.empty()) {
+        ReadPair(TakeLine(text), columns);
+    }
+    for (auto &column : columns) {
+        std::stable_sort(column.begin(), column.end(),
+                         [](const Numbered &a, const Numbered &b) { return a.number < b.number; });
+    }
+    const auto &[files, titles, lengths] = columns;
+    std::size_t title = 0;
+    std::size_t length = 0;
+    for (const Numbered &file : files) {
+        Tags tags;
+        tags.title = ValueFor(file.number, titles, title);
+        tags.duration = LeadingNumber(ValueFor(file.number, lengths, length));
+        sink({file.value, tags, false});
+    }
+}
+
+// No path has a NUL in it.
+void ReplaceNuls(std::string &text) {
+    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
+    if (text.find('\0') == text.npos) {
+        return;
+    }
+    std::string replaced;
+    for (const char c : text) {
+        replaced += c == '\0' ? kReplacement : std::string_view(&c, 1);
+    }
+    text = std::move(replaced);
+}
+
+}  // namespace
+
+std::optional<Format> FormatOf(std::string_view path) {
+    struct Known {
+        std::string_view extension;
+        Format format;
+    };
+    constexpr std::array kKnown = {Known{"m3u", Format::kM3u}, Known{"m3u8", Format::kM3u},
+                                   Known{"pls", Format::kPls}, Known{"wpl", Format::kWpl}};
+    const std::string_view name = path.substr(path.rfind('/') + 1);
+    const std::size_t dot = name.rfind('.');
+    const std::string_view extension = dot == name.npos ? "" : name.substr(dot + 1);
+    for (const Known &known : kKnown) {
+        if (extension.size() == known.extension.size() &&
+            StartsWithIgnoringCase(extension, known.extension)) {
+            return known.format;
+        }
+    }
+    return std::nullopt;
+}
+
+void ParseEntries(Format format, std::string_view bytes, const Sink &sink) {
+    std::string text = ToUtf8(bytes);
+    ReplaceNuls(text);
+    switch (format) {
+        case Format::kM3u:
+            return ParseM3u(text, sink);
+        case Format::kPls:
+            return ParsePls(text, sink);
+        case Format::kWpl:
+            return ParseWpl(text, sink);
+    }
+}
+
+}  // namespace varn::playlist

@@ -1,0 +1,40 @@
+// The three formats of playlists, as text.
+#pragma once
+
+#include <functional>
+#include <optional>
+#include <string_view>
+
+namespace varn::playlist {
+
+enum class Format { kM3u, kPls, kWpl };
+
+// The format of a file by the extension of its name; m3u8 is an m3u.
+std::optional<Format> FormatOf(std::string_view path);
+
+// What a playlist tells about an entry; "" and 0 for what it does not.
+struct Tags {
+    std::string_view title;
+    std::string_view artist;
+    std::string_view album;
+    std::string_view genre;
+    int duration = 0;  // seconds
+    int year = 0;
+    int disc = 0;
+    int track = 0;
+};
+
+struct Entry {
+    std::string_view text;  // as it is written, XML entities decoded
+    Tags tags;
+    bool mayBeComment = false;  // a line of an m3u that begins with "#"
+};
+
+// Takes the entries one after the other; their texts are valid during the call alone.
+using Sink = std::function<void(const Entry &entry)>;
+
+// Reads the entries of a playlist. Any bytes are a playlist, if perhaps an empty one; no entry is
+// empty or has a line break or NUL in it.
+void ParseEntries(Format format, std::string_view bytes, const Sink &sink);
+
+}  // namespace varn::playlist

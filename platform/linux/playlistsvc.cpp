@@ -1,0 +1,231 @@
+#include "varn/playlistsvc.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <climits>
+#include <memory>
+#include <new>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "linux/credentials.h"
+#include "linux/error.h"
+#include "linux/files.h"
+#include "linux/memory.h"
+#include "linux/pathtext.h"
+#include "linux/playlist_format.h"
+#include "linux/playlist_places.h"
+#include "linux/utf8.h"
+#include "varn/host.h"
+#include "varn/process.h"
+
+namespace varn::playlist {
+
+namespace {
+
+constexpr std::size_t kMostBytes = std::size_t{256} << 20;
+constexpr int kMostRemote = 100000;
+
+// Root's rights for a playlist that only root may read.
+class AsRoot {
+  public:
+    AsRoot() : uid_(geteuid()), gid_(getegid()) {}
+    ~AsRoot() {
+        if (switched_) {
+            VLIBSetEffective(uid_, gid_);  // what the process was it may become again
+        }
+    }
+    AsRoot(const AsRoot &) = delete;
+    AsRoot &operator=(const AsRoot &) = delete;
+
+    bool Switch() {
+        switched_ = uid_ != 0 && MaySwitchUser() && VLIBSetEffective(0, 0) == 0;
+        return switched_;
+    }
+
+  private:
+    uid_t uid_;
+    gid_t gid_;
+    bool switched_ = false;
+};
+
+std::string RealPath(const std::string &path) {
+    const MallocPtr<char> real(realpath(path.c_str(), nullptr));
+    return real ? real.get() : "";
+}
+
+// Never waits for the other end of a FIFO.
+UniqueFd Open(const std::string &path) {
+    return UniqueFd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
+// A link in a shared folder must not make root show another file: what it leads to has to be a
+// playlist by its name, too.
+UniqueFd OpenAsRoot(const std::string &path, AsRoot &root) {
+    if (!root.Switch()) {
+        return UniqueFd();
+    }
+    const std::string real = RealPath(path);
+    return FormatOf(real) ? UniqueFd(open(real.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY |
+                                                            O_NOFOLLOW | O_CLOEXEC))
+                          : UniqueFd();
+}
+
+// False with the error state set.
+bool ReadFile(const std::string &path, AsRoot &root, std::string &bytes) {
+    UniqueFd file = Open(path);
+    if (!file && (errno == EACCES || errno == EPERM)) {
+        file = OpenAsRoot(path, root);
+        errno = file ? errno : EACCES;
+    }
+    struct stat info {};
+    if (!file || fstat(file.Get(), &info) != 0) {
+        SetSystemError();
+        return false;
+    }
+    if (!S_ISREG(info.st_mode)) {
+        errno = S_ISDIR(info.st_mode) ? EISDIR : EINVAL;
+        SetSystemError();
+        return false;
+    }
+    bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), kMostBytes));
+    if (!ReadToEnd(file.Get(), kMostBytes, bytes)) {
+        SetSystemError();
+        return false;
+    }
+    return true;
+}
+
+// The library knows files by the configured folder, also where that is a link.
+std::string AsConfigured(const std::string &folder, const std::vector<std::string> &roots) {
+    for (const std::string &root : roots) {
+        const std::string real = RealPath(root);
+        if (real.empty() || real == root) {
+            continue;
+        }
+        if (const auto rest = PathBelow(real, folder)) {
+            return root + std::string(*rest);
+        }
+    }
+    return folder;
+}
+
+std::string FolderOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    if (slash == std::string::npos) {
+        return RealPath(".");
+    }
+    const std::string folder = path.substr(0, slash);
+    return folder.starts_with('/') || slash == 0 ? folder : RealPath(folder);
+}
+
+struct ListFreer {
+    void operator()(PVLIBSZLIST list) const noexcept { VLIBCSzListFree(list); }
+};
+struct RecFreer {
+    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
+};
+
+// What the caller gets, gathered entry by entry.
+class Candidates {
+  public:
+    Candidates() : paths_(VLIBCSzListAlloc(0)) {
+        if (!paths_) {
+            throw std::bad_alloc();
+        }
+    }
+
+    void Add(const std::string &path, const Tags &tags) {
+        const bool isRemote = path.starts_with("http://") || path.starts_with("https://");
+        if (isRemote && remoteCount_ < kMostRemote) {
+            AddRemote(path, tags);
+        }
+        PVLIBSZLIST list = paths_.get();
+        if (VLIBCSzListPush(&list, path.c_str()) < 0) {
+            throw std::bad_alloc();
+        }
+    }
+
+    int Release(PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
+        *paths = paths_.release();
+        *remote = remote_.release();
+        return (*paths)->nItem;
+    }
+
+  private:
+    void AddRemote(const std::string &url, const Tags &tags) {
+        auto *const entry = static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC)));
+        if (entry == nullptr) {
+            throw std::bad_alloc();
+        }
+        (last_ != nullptr ? last_->next : first_) = entry;
+        if (last_ == nullptr) {
+            remote_.reset(first_);
+        }
+        last_ = entry;
+        ++remoteCount_;
+        VARN_MEDIA_INFO &info = entry->info;
+        info.id = static_cast<uint32_t>(paths_->nItem);
+        CopyCut(url, info.path);
+        CopyCut(tags.title, info.title);
+        CopyCut(tags.artist, info.artist);
+        CopyCut(tags.album, info.album);
+        CopyCut(tags.genre, info.genre);
+        info.duration = static_cast<float>(tags.duration);
+        info.year = tags.year;
+        info.disc = tags.disc;
+        info.track = tags.track;
+    }
+
+    std::unique_ptr<VLIBSZLIST, ListFreer> paths_;
+    std::unique_ptr<PLAYLIST_REC, RecFreer> remote_;
+    PLAYLIST_REC *first_ = nullptr;
+    PLAYLIST_REC *last_ = nullptr;
+    int remoteCount_ = 0;
+};
+
+int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
+    const auto format = FormatOf(path);
+    if (!format) {
+        SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    AsRoot root;
+    std::string bytes;
+    if (!ReadFile(path, root, bytes)) {
+        return -1;
+    }
+    const std::vector<std::string> roots = host::IndexedFolders();
+    Places places(AsConfigured(FolderOf(path), roots), roots);
+    Candidates candidates;
+    ParseEntries(*format, bytes, [&](const Entry &entry) {
+        if (!entry.mayBeComment || places.IsThere(entry.text)) {
+            candidates.Add(places.Resolve(entry.text), entry.tags);
+        }
+    });
+    return candidates.Release(paths, remote);
+}
+
+}  // namespace
+
+}  // namespace varn::playlist
+
+int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
+                                    PLAYLIST_REC **remote) {
+    if (candidates != nullptr) {
+        *candidates = nullptr;
+    }
+    if (remote != nullptr) {
+        *remote = nullptr;
+    }
+    if (!NonEmptyStr(path) || candidates == nullptr || remote == nullptr) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    return varn::Guarded(-1, [&] { return varn::playlist::Read(path, candidates, remote); });
+}
