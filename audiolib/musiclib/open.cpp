@@ -1,3 +1,5 @@
+#include <utility>
+
 #include "musiclib/query.h"
 #include "musiclib/source.h"
 #include "support/boundary.h"
@@ -60,13 +62,6 @@ support::Text Statement(const Request &request) {
     return statement;
 }
 
-int Run(MEDIA_DB_HANDLE &handle, const char *statement, const Request &request) {
-    if (request.limit < 0) {
-        return VARNDBExecute(handle.conn, statement, &handle.result);
-    }
-    return VARNDBSelectLimit(handle.conn, statement, request.limit, request.offset, &handle.result);
-}
-
 MEDIA_DB_HANDLE *Open(const Request &request) {
     Handle handle = NewHandle(request.source.tableType);
     if (!handle) {
@@ -74,15 +69,10 @@ MEDIA_DB_HANDLE *Open(const Request &request) {
         return nullptr;
     }
     const support::Text statement = Statement(request);
-    if (!statement || !Connect(*handle)) {
+    if (!statement) {
         return nullptr;
     }
-    if (Run(*handle, statement.get(), request) == -1) {
-        LogFailedStatement(statement.get(), *handle);
-        return nullptr;
-    }
-    handle->rowCount = VARNDBNumRows(handle->result);
-    return handle.release();
+    return RunPage(std::move(handle), statement.get(), request.offset, request.limit).release();
 }
 
 }  // namespace

@@ -49,6 +49,27 @@ bool WhereClause(const Source &source, const JoinFlags &flags, const std::string
     return true;
 }
 
+Handle RunPage(Handle handle, const char *statement, int offset, int limit) {
+    if (!Connect(*handle)) {
+        return nullptr;
+    }
+    const int rows =
+        limit < 0 ? VARNDBExecute(handle->conn, statement, &handle->result)
+                  : VARNDBSelectLimit(handle->conn, statement, limit, offset, &handle->result);
+    if (rows == -1) {
+        LogFailedStatement(statement, *handle);
+        return nullptr;
+    }
+    handle->rowCount = VARNDBNumRows(handle->result);
+    return handle;
+}
+
+void ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out) {
+    while (rows.cursor < rows.rowCount) {
+        MediaInfoDBGet(&rows, &out.Append().info);
+    }
+}
+
 std::string Clause(const char *keyword, const char *text) {
     return NonEmptyStr(text) ? std::string(keyword) + " " + text : std::string();
 }

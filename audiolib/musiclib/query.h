@@ -5,6 +5,7 @@
 #include <string>
 
 #include "musiclib/track_view.h"
+#include "support/song_list.h"
 #include "tonvale/library.h"
 
 namespace Tonvale::musiclib {
@@ -29,6 +30,13 @@ bool BuildTableOrLog(const Source &source, const JoinFlags &flags, GenreRows gen
 // False, with a log line, when that view cannot be built.
 bool WhereClause(const Source &source, const JoinFlags &flags, const std::string &condition,
                  std::string &out);
+
+// Connects the handle and runs the statement: all of it when `limit` is below 0, else the page.
+// Returns the handle with its rows, or null, with a log line.
+Handle RunPage(Handle handle, const char *statement, int offset, int limit);
+
+// Appends a record of each row that has not been read yet.
+void ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out);
 
 // "KEYWORD text", or "" for a null or empty text.
 std::string Clause(const char *keyword, const char *text);

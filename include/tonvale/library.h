@@ -32,6 +32,7 @@
 #include <string>
 
 #include "tonvale/export.h"
+#include "varn/base.h"
 #include "varn/mediaindex.h"
 
 extern "C" {
@@ -79,6 +80,135 @@ TONVALE_EXPORT void AudioInfoDBClose(MEDIA_DB_HANDLE *handle) noexcept;
 TONVALE_EXPORT int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int tableType,
                                            const char *countExpression, const char *condition,
                                            const char *groupBy, int escapeCondition) noexcept;
+
+// ---- lists of groups ---------------------------------------------------------------------------
+//
+// One row for each artist, album, or value of a column, in the tracks that the condition lets
+// through. The library kind is taken as it is: ask NormalizeLibraryKind first. `condition` and
+// `orderBy` are SQL over the track view, null or empty for none; those side tables are joined that
+// their words name (UpdateJoinTableArgs). Where that is the genre, a track counts once for each of
+// its genres, in the star averages too. A limit of 0 or below means no limit, below 0 the offset is
+// ignored too.
+//
+// The rows are read with VARNDBFetchRow and VARNDBFetchField (varn/db.h) from the handle's result;
+// each has "path" and "title", the name of the group; "star", the average of this user's stars for
+// its rated tracks, 0 without one (a number that may have a fraction: read it in base 10); and
+// "result_count", the number of groups without the page. Null on failure.
+//
+// The condition is put behind others with AND: set brackets round one that has an OR.
+
+// Artists, with "artist" and "artist_sort". A track with an album artist counts for that artist,
+// another for its own; one name (without regard to case) and sort name is one row. A condition that
+// begins with " ILIKE " (exactly so) is a pattern for the name alone: it finds artists and album
+// artists without asking which of the two a track counts for. Conditions are limited to about 980
+// bytes: a longer one fails, with a log line.
+TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpenWithArtistList(const char *library, uid_t uid,
+                                                              const char *condition,
+                                                              const char *orderBy, int offset,
+                                                              int limit) noexcept;
+
+// The number of artists by their names, two sort names of one name being one artist; or -1.
+TONVALE_EXPORT int64_t AudioInfoDBGetCountWithArtistList(const char *library, uid_t uid,
+                                                         const char *condition) noexcept;
+
+// Albums, which are told apart by name and album artist, with "album", "album_artist",
+// "album_sort", "album_artist_sort", "create_date" (when the newest track came into the library)
+// and "year" (0 unless all tracks agree). An order is completed by album_sort, and one by
+// album_sort by album_artist_sort.
+TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpenWithAlbumList(const char *library, uid_t uid,
+                                                             const char *condition,
+                                                             const char *orderBy, int offset,
+                                                             int limit) noexcept;
+
+// The number of albums by name and album artist, or -1.
+TONVALE_EXPORT int64_t AudioInfoDBGetCountWithAlbumList(const char *library, uid_t uid,
+                                                        const char *condition) noexcept;
+
+// The values of a column that has a sort column beside it: "genre", "composer", "artist", "album",
+// "album_artist" or "title", with the column itself and COLUMN_sort. Null, with a log line, for a
+// null or empty column or one of more than 31 bytes; any other text goes into the statement. By
+// genre, a track counts for each of its genres.
+TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpenWithContainerList(const char *library, uid_t uid,
+                                                                 const char *column,
+                                                                 const char *condition,
+                                                                 const char *orderBy, int offset,
+                                                                 int limit) noexcept;
+
+// ---- songs and folders -------------------------------------------------------------------------
+//
+// Lists of songs (PLAYLIST_REC, varn/mediaindex.h) belong to the caller and are freed whole with
+// VARNPlaylistRecFree; null for none.
+
+// Reads the row of an id, from the kind that NormalizeLibraryKind gives. `tableType` is that of a
+// VARN_TABLE_TYPE. With `fillHash` not null, what SetSongHashValueByDBHandler keeps of the row goes
+// into it. The id text, at most 8186 bytes, goes into the statement unchanged: pass digits only.
+// 0, or -1 (bad argument, no such row, no such library for this user, the library does not answer)
+// with the record unchanged.
+TONVALE_EXPORT int VARNMusicGetOneById(const char *library, uid_t uid, int tableType,
+                                       VARN_MEDIA_INFO *recordOut, PVLIBSZHASH *fillHash,
+                                       const char *idText) noexcept;
+
+// Writes the path of an indexed folder. Only the kinds "personal" and "shared" are taken. With
+// escapeForLike 1 the characters that mean something in a LIKE pattern have a backslash before them
+// and quotes are doubled, so that the text can stand in a literal. The id text goes into the
+// statement unchanged: pass digits only. 0, or -1 with pathOut as "", also for a path that does not
+// fit.
+TONVALE_EXPORT int VARNMusicGetPathById(const char *library, uid_t uid, char *pathOut,
+                                        size_t pathSize, const char *idText,
+                                        int escapeForLike) noexcept;
+
+// Reads the first row with exactly this path; of a file that a cue sheet splits, any of the rows
+// that the kind shows. 0, or -1 with the record unchanged.
+TONVALE_EXPORT int AudioInfoDBGetOneByPath(const char *library, uid_t uid, int tableType,
+                                           const char *path, VARN_MEDIA_INFO *recordOut) noexcept;
+
+// Lists the songs of some ids, decimal and separated by commas, as far as the user's browse library
+// (VARNAudioWebapiUtilsGetBrowseLibraryByUid) has them: in the order of the ids, one that comes
+// twice twice. Anything but digits and commas is refused. The number of songs, or -1 with *listOut
+// null.
+TONVALE_EXPORT int VARNMusicListGetByID(uid_t uid, const char *idList,
+                                        PLAYLIST_REC **listOut) noexcept;
+
+// Lists a page of songs, of all or of those with a keyword in their texts.
+//   library     taken as it is, see AudioInfoDBOpen
+//   keyword     null or empty: all songs. Found without regard to case, anywhere in the text; "%"
+//               and "_" stand for any text and any character. One of nothing else is refused, and
+//               one that is not UTF-8
+//   field       where to look: "title", "artist", "album", "genre" or "composer"; null or anything
+//               else: in those and the album artist
+//   orderKey    null or empty: by title without regard to case. "random": a random sample of
+//               `limit` songs, the keyword having no effect. Anything else goes into the statement
+//               as an order and is completed by GenerateOrderString
+//   descending  not 0: the order's first column from its end
+//   countOut    the number of songs without the page, 0 where the page is empty; unchanged on
+//               failure. Null spares the server reading every row of the library
+// The number of songs listed, or -1 with *listOut null.
+TONVALE_EXPORT int VARNMusicListAll(const char *library, uid_t uid, const char *keyword,
+                                    const char *field, const char *orderKey, int descending,
+                                    int offset, int limit, PLAYLIST_REC **listOut,
+                                    int *countOut) noexcept;
+
+// The older way to list songs, from the kind that NormalizeLibraryKind gives: condition, order and
+// page as in AudioInfoDBOpen. The number of songs, or -1 with *listOut null. The second form lists
+// the first song alone: 0, or -1 when there is none.
+TONVALE_EXPORT int VARNMusicBrowse(const char *library, uid_t uid, const char *condition,
+                                   const char *orderBy, int offset, int limit,
+                                   PLAYLIST_REC **listOut) noexcept;
+TONVALE_EXPORT int VARNMusicBrowseOne(const char *library, uid_t uid, const char *condition,
+                                      const char *orderBy, PLAYLIST_REC **listOut) noexcept;
+
+// True when personal libraries are switched on and the record's path begins with the target of the
+// link "/var/services/homes". Nothing is logged.
+TONVALE_EXPORT bool VARNMusicIsPersonalLibrary(const VARN_MEDIA_INFO *record) noexcept;
+
+// Turns an order by a name into one by its sort name: a text that begins, blanks and case aside,
+// with title, album_artist, album, artist, composer or genre comes back without the blanks round it
+// and with "_sort" behind that word ("Title desc" as "title_sort desc", but "albums" as
+// "album_sorts"); any other as it is. 0, or -1 (null, a text that does not fit) with `out` as "".
+TONVALE_EXPORT int VARNGetIgnoredOrderString(const char *orderText, char *out,
+                                             size_t outSize) noexcept;
+
+// ---- the pieces of a statement -----------------------------------------------------------------
 
 // Which side tables a track view joins: not 0 to join. The order is that of these indexes.
 enum VARN_JOIN_TABLE {

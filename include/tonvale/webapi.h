@@ -22,6 +22,8 @@
 
 #include <cstddef>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "tonvale/export.h"
 #include "varn/mediaindex.h"
@@ -223,6 +225,79 @@ TONVALE_EXPORT std::string VARNAudioWebapiUtilsGetFileName(const std::string &pa
 
 // The text behind the last "." of a path, be it in a folder's name; "" without one.
 TONVALE_EXPORT std::string VARNAudioWebapiUtilsGetFileExt(const std::string &path) noexcept;
+
+// ---- conditions of song lists ------------------------------------------------------------------
+
+namespace Tonvale::webapi::playlist {
+
+// A text as it may stand between single quotes in SQL.
+class TONVALE_EXPORT EscapedKeyword {
+  public:
+    explicit EscapedKeyword(const std::string &value) noexcept;
+    ~EscapedKeyword();
+    EscapedKeyword(const EscapedKeyword &) = delete;
+    EscapedKeyword &operator=(const EscapedKeyword &) = delete;
+
+    // Owned by this object; null for a text that is not UTF-8, or when memory was short.
+    const char *Get() const noexcept { return text_; }
+
+  private:
+    char *text_;
+};
+
+// The tags that a song list is narrowed by. The first of each pair tells whether the filter is
+// given; a given one with an empty text asks for songs without that tag.
+class TONVALE_EXPORT ListTrackCondition {
+  public:
+    // The condition for one column, which goes into the text as it is; "" for an empty one.
+    // "artist" asks for the artist and the album artist, without regard to case, any other column
+    // for exactly the value. A value that cannot be escaped leaves the condition open behind the
+    // first quote, which makes the statement fail.
+    static std::string GetSingleCondition(const std::string &column,
+                                          const std::string &value) noexcept;
+
+    // All given filters, joined with AND; "" for none.
+    std::string GetConditionString() const noexcept;
+
+    std::pair<bool, std::string> album;
+    std::pair<bool, std::string> albumArtist;
+    std::pair<bool, std::string> artist;
+    std::pair<bool, std::string> composer;
+    std::pair<bool, std::string> genre;
+};
+
+}  // namespace Tonvale::webapi::playlist
+
+// ---- ratings -----------------------------------------------------------------------------------
+//
+// A rating is kept twice: as a row of "rating_track", which the lists read, and in the file
+// VARNAUDIO_SONG_RATING of the song's extended-attribute folder (of a track of a cue sheet under
+// its virtual name, PATH_NUMBER), which outlives the database. That file is a key-value file with
+// the user's id as key and the stars as value.
+
+// Rates songs for a user, 0 to 5 stars. Identifiers of anything but songs with a row id are passed
+// over. Whether the user may browse the songs is not asked. Ends with the process running as the
+// package's account when a song was rated.
+// 1, also when none of the identifiers is a song's or a file could not be written, which is
+// logged; 0 for no identifiers, user id 4294967295, more stars (none of these is logged), or a
+// database that could not be written, with no file written then.
+TONVALE_EXPORT int VARNAudioWebapiSetSongRating(unsigned uid,
+                                                const std::vector<std::string> &identifiers,
+                                                unsigned star) noexcept;
+
+// Writes the table's rows over the connection of `database`, and sets `paths` to the path or
+// virtual name of each song that was rated. An id that the library does not have is passed over. A
+// rating of 0 is kept as a row too. 1, or 0 (an id that is not made of digits, a statement that
+// failed) with `paths` unchanged; the songs that had a rating may have the new one then.
+TONVALE_EXPORT int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
+                                             std::vector<std::string> &paths,
+                                             MEDIA_DB_HANDLE *database, unsigned uid,
+                                             unsigned star) noexcept;
+
+// Writes one user's rating into a song's file; 0 removes it, and the file with its last line. Runs
+// as root, and leaves the process running as the package's account, unless the arguments are
+// refused (null, user id 4294967295, more than 5 stars). 1, or 0.
+TONVALE_EXPORT int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcept;
 
 // ---- playlist pages ----------------------------------------------------------------------------
 

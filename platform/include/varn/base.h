@@ -91,6 +91,13 @@ VARN_EXPORT void VLIBCStrPut(char *text);
 // null for a null argument.
 VARN_EXPORT char *VLIBCStrTrimSpace(char *text);
 
+// ---- code page ---------------------------------------------------------------------------------
+
+// Writes the number of the code page that a selector names; the only one is 1, the system's: the
+// key "codepage" of "/etc/varninfo.conf", 0 (Unicode) without it. 0, or -1 with *codePage unchanged
+// (another selector, null, a value that is not a number from 0 to 65535).
+VARN_EXPORT int VLIBCCodePageGet(int selector, int *codePage);
+
 static inline bool NonEmptyStr(const char *text) {
     return text != nullptr && *text != '\0';
 }

@@ -32,6 +32,7 @@ inline constexpr std::string_view kGroup = "/etc/group";
 
 // Platform configuration.
 inline constexpr std::string_view kVersion = "/etc.defaults/VERSION";
+inline constexpr std::string_view kSystemInfo = "/etc/varninfo.conf";
 inline constexpr std::string_view kShares = "/usr/varn/etc/share.conf";
 inline constexpr std::string_view kIndexFolders = "/usr/varn/etc/index_folder.conf";
 inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";

@@ -1,0 +1,96 @@
+// The rating record that is kept with a song's file.
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <string>
+
+#include "support/boundary.h"
+#include "support/log.h"
+#include "tonvale/webapi.h"
+#include "varn/keyfile.h"
+#include "varn/process.h"
+#include "varn/share.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using Tonvale::support::Guarded;
+
+constexpr char kSource[] = "audiolib/misc";
+constexpr char kRecordName[] = "VARNAUDIO_SONG_RATING";
+constexpr uid_t kNoUser = 4294967295U;
+constexpr unsigned kMostStars = 5;
+
+// At the end of the scope the process runs as the package's account, whatever it was before.
+class ThenPackageUser {
+  public:
+    ThenPackageUser() = default;
+    ~ThenPackageUser() {
+        if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
+            LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
+        }
+    }
+    ThenPackageUser(const ThenPackageUser &) = delete;
+    ThenPackageUser &operator=(const ThenPackageUser &) = delete;
+};
+
+// One user's line of a record, as text.
+struct Line {
+    std::string user;
+    std::string star;
+    const char *songPath;
+};
+
+bool SetLine(const std::string &file, const Line &line) {
+    if (VLIBCFileSetKeyValue(file.c_str(), line.user.c_str(), line.star.c_str()) != 0) {
+        LOG_ERROR(kSource, "Failed to save song rating in file [uid=%s, star=%s, path=%s]",
+                  line.user.c_str(), line.star.c_str(), line.songPath);
+        return false;
+    }
+    return true;
+}
+
+// Removes a line, and the file with the last one.
+bool RemoveLine(const std::string &file, const Line &line) {
+    struct stat status = {};
+    if (stat(file.c_str(), &status) != 0) {
+        return true;
+    }
+    if (VLIBCFileRemoveKey(file.c_str(), line.user.c_str()) != 0) {
+        LOG_ERROR(kSource, "Failed to remove song rating in file [uid=%s, star=%s, path=%s]",
+                  line.user.c_str(), line.star.c_str(), line.songPath);
+        return false;
+    }
+    const bool isEmpty = stat(file.c_str(), &status) == 0 && status.st_size == 0;
+    if (isEmpty && unlink(file.c_str()) != 0) {
+        LOG_ERROR(kSource, "Failed to remove %s: %m", file.c_str());
+    }
+    return true;
+}
+
+bool SetRating(const char *path, uid_t uid, unsigned star) {
+    const ThenPackageUser thenPackageUser;
+    std::array<char, 4095> directory = {};
+    if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
+        LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", path);
+        return false;
+    }
+    if (ResetCredentialsByName("root", true) != 0 || VARNEAMKDir(directory.data()) != 0) {
+        LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", path);
+        return false;
+    }
+    const std::string file = std::string(directory.data()) + "/" + kRecordName;
+    const Line line = {std::to_string(uid), std::to_string(star), path};
+    return star > 0 ? SetLine(file, line) : RemoveLine(file, line);
+}
+
+}  // namespace
+
+int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcept {
+    if (path == nullptr || uid == kNoUser || star > kMostStars) {
+        LOG_ERROR(kSource, "Bad parameter.");
+        return 0;
+    }
+    return Guarded(kSource, 0, [&] { return SetRating(path, uid, star) ? 1 : 0; });
+}

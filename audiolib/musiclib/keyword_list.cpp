@@ -1,0 +1,137 @@
+// Songs by a keyword.
+#include <algorithm>
+#include <array>
+#include <cstdlib>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "musiclib/query.h"
+#include "musiclib/source.h"
+#include "support/boundary.h"
+#include "support/log.h"
+#include "varn/base.h"
+#include "varn/sql.h"
+
+namespace Tonvale::musiclib {
+
+namespace {
+
+constexpr char kRandomKey[] = "random";
+constexpr char kRandomOrder[] = "RANDOM()";
+constexpr char kDefaultOrder[] = "lower(title)";
+constexpr char kWildcards[] = "%_";
+
+constexpr std::array<std::string_view, 5> kFields = {"title", "artist", "album", "genre",
+                                                     "composer"};
+
+// What to list, from where.
+struct Search {
+    const char *library;
+    uid_t uid;
+    const char *keyword;
+    const char *field;
+    const char *orderKey;
+    bool descending;
+    int offset;
+    int limit;
+};
+
+// A keyword as it may stand in a quoted pattern: "%" and "_" stay wildcards. Nothing for one that
+// has no other character, which would be a slow way to ask for everything.
+std::optional<std::string> EscapedKeyword(const std::string &keyword) {
+    if (keyword.find_first_not_of(kWildcards) == keyword.npos) {
+        return std::nullopt;
+    }
+    std::string quoted(keyword.size() * 2 + 1, '\0');
+    const int quotedLength = VARNDBEscapeString(keyword.c_str(), quoted.data(), quoted.size());
+    std::string escaped(quoted.size() * 2 + 1, '\0');
+    const int length = VARNDBEscapeBackslash(quoted.c_str(), escaped.data(), escaped.size());
+    if (quotedLength < 0 || length < 0) {
+        return std::nullopt;
+    }
+    escaped.resize(static_cast<std::size_t>(length));
+    return escaped;
+}
+
+std::optional<std::string> KeywordCondition(const std::string &keyword, const char *field) {
+    const std::optional<std::string> escaped = EscapedKeyword(keyword);
+    if (!escaped) {
+        return std::nullopt;
+    }
+    const std::string &word = *escaped;
+    if (field != nullptr && std::find(kFields.begin(), kFields.end(), field) != kFields.end()) {
+        return varn::Sql("@VARN:NEVAR ilike '%%@VARN:NEVAR%%'", field, word);
+    }
+    return varn::Sql(
+        "(title ilike '%%@VARN:NEVAR%%' or artist ilike '%%@VARN:NEVAR%%' or "
+        "album ilike '%%@VARN:NEVAR%%' or album_artist ilike '%%@VARN:NEVAR%%' or "
+        "composer ilike '%%@VARN:NEVAR%%' or genre ilike '%%@VARN:NEVAR%%')",
+        word, word, word, word, word, word);
+}
+
+std::string Order(const char *key, bool descending) {
+    if (!NonEmptyStr(key)) {
+        return kDefaultOrder;
+    }
+    if (std::string_view(key) == kRandomKey) {
+        return kRandomOrder;
+    }
+    const std::string primary = std::string(key) + " " + (descending ? "desc" : "asc");
+    std::array<char, 1024> order = {};
+    GenerateOrderString(primary.c_str(), order.data(), order.size());
+    return order.data();
+}
+
+int Total(const MEDIA_DB_HANDLE &rows) {
+    const char *count = VARNDBFetchField(rows.result, 0, "result_count");
+    return static_cast<int>(std::strtol(count != nullptr ? count : "", nullptr, 10));
+}
+
+bool List(const Search &search, support::SongList &out, int *countOut) {
+    std::optional<std::string> condition = "";
+    if (NonEmptyStr(search.keyword)) {
+        condition = KeywordCondition(search.keyword, search.field);
+    }
+    if (!condition) {
+        LOG_ERROR_OLD(kSource, "Failed to escape condition.");
+        return false;
+    }
+    const Handle handle(AudioInfoDBOpen(search.library, search.uid, VARN_TABLE_MUSIC, "*",
+                                        condition->c_str(), nullptr,
+                                        Order(search.orderKey, search.descending).c_str(),
+                                        search.offset, search.limit, countOut != nullptr ? 1 : 0));
+    if (!handle) {
+        return false;
+    }
+    ReadSongs(*handle, out);
+    if (countOut != nullptr) {
+        *countOut = Total(*handle);
+    }
+    return true;
+}
+
+}  // namespace
+
+}  // namespace Tonvale::musiclib
+
+int VARNMusicListAll(const char *library, uid_t uid, const char *keyword, const char *field,
+                     const char *orderKey, int descending, int offset, int limit,
+                     PLAYLIST_REC **listOut, int *countOut) noexcept {
+    using namespace Tonvale::musiclib;
+    if (library == nullptr || listOut == nullptr) {
+        LOG_ERROR(kSource, "Bad parameter.");
+        return -1;
+    }
+    *listOut = nullptr;
+    return Tonvale::support::Guarded(kSource, -1, [&] {
+        Tonvale::support::SongList songs(kSource);
+        if (!List({library, uid, keyword, field, orderKey, descending != 0, offset, limit}, songs,
+                  countOut)) {
+            return -1;
+        }
+        const int count = songs.Size();
+        *listOut = songs.Release();
+        return count;
+    });
+}

@@ -1,0 +1,298 @@
+// Single songs, folders and keyword lists.
+#include <array>
+#include <filesystem>
+
+#include "musiclib/library_rows.h"
+#include "tonvale/playlists.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using tonvale_test::kDecoys;
+using tonvale_test::kHostile;
+using tonvale_test::List;
+using tonvale_test::Texts;
+using tonvale_test::TrackRow;
+
+class LibrarySongs : public tonvale_test::LibraryRows {
+  protected:
+    // What there is to ask of a keyword list.
+    struct Wish {
+        std::string keyword = {};
+        const char *field = nullptr;
+        const char *order = nullptr;
+        bool descending = false;
+        int offset = 0;
+        int limit = -1;
+    };
+    static Texts Find(const Wish &wish, int expected = -2) {
+        PLAYLIST_REC *list = nullptr;
+        const int count =
+            VARNMusicListAll("all", kAlice, wish.keyword.c_str(), wish.field, wish.order,
+                             wish.descending ? 1 : 0, wish.offset, wish.limit, &list, nullptr);
+        const List owned(list);
+        const Texts titles = Titles(owned);
+        EXPECT_EQ(count, expected == -2 ? static_cast<int>(titles.size()) : expected);
+        return titles;
+    }
+};
+
+TEST_F(LibrarySongs, OneById) {
+    Add({.title = "first", .artist = "A", .genres = {"Jazz", "Rock"}, .year = 1999});
+    Add({.userid = kAlice, .title = "hers"});
+    Rate(kAlice, 1, 4);
+    Query("INSERT INTO playlist (id, path, title) VALUES (7, '/m/p.m3u', 'p')");
+    VARN_MEDIA_INFO song = {};
+    PVLIBSZHASH hash = VLIBCSzHashAlloc(0);
+    ASSERT_EQ(VARNMusicGetOneById("all", kAlice, 0, &song, &hash, "1"), 0);
+    EXPECT_STREQ(song.title, "first");
+    EXPECT_STREQ(song.genre, "Jazz, Rock");
+    EXPECT_EQ(song.year, 1999);
+    PLAYLIST_REC entry = {};
+    entry.info = song;
+    std::string rating;
+    EXPECT_EQ(GetSongHashValue(&hash, &entry, rating, nullptr), 0);
+    EXPECT_EQ(rating, "4");
+    VLIBCSzHashFree(hash);
+    ASSERT_EQ(VARNMusicGetOneById("shared", kBob, VARN_TABLE_PLAYLIST, &song, nullptr, "7"), 0);
+    EXPECT_STREQ(song.path, "/m/p.m3u");
+    EXPECT_TRUE(Log().empty());
+
+    const auto get = [&](const char *library, uid_t uid, const std::string &id) {
+        return VARNMusicGetOneById(library, uid, 0, &song, nullptr, id.c_str());
+    };
+    EXPECT_EQ(get("all", kBob, "2"), -1);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Failed to get song of id=2$"));
+    for (const char *id : {"x", "1,2", "'", "1e", "--"}) {
+        ClearLog();
+        EXPECT_EQ(get("all", kAlice, id), -1) << id;
+        EXPECT_TRUE(
+            Logged("audiolib/musiclib \\([0-9]+\\) Failed to open media database \\(all\\)\\.$"))
+            << id;
+    }
+    ClearLog();
+    EXPECT_EQ(get(nullptr, kAlice, "1"), -1);
+    EXPECT_EQ(get("all", kAlice, ""), -1);
+    EXPECT_EQ(get("all", kAlice, std::string(8192, '1')), -1);
+    EXPECT_EQ(Log().size(), 3U);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameter\\.$"));
+    EXPECT_EQ(get("all", 7777, "1"), -1) << "an unknown user";
+    EXPECT_STREQ(song.path, "/m/p.m3u") << "a failure wrote the record";
+
+    EXPECT_EQ(get("all", kAlice, "2"), 0);
+    VARNAudioConfSet("enable_personal_library", "no");
+    EXPECT_EQ(get("all", kAlice, "2"), -1);
+    EXPECT_EQ(get("personal", kAlice, "2"), -1);
+}
+
+TEST_F(LibrarySongs, FolderPathsById) {
+    Query("INSERT INTO directory (id, path) VALUES (1, '/m/it''s 100%_\\')");
+    Query("INSERT INTO personal_directory (userid, id, path) VALUES (1030, 2, '/h/alice/music')");
+    std::array<char, 32> path = {};
+    const auto get = [&](const char *library, const char *id, int escape, std::size_t size = 32) {
+        path.fill('?');
+        return VARNMusicGetPathById(library, kAlice, path.data(), size, id, escape);
+    };
+    EXPECT_EQ(get("shared", "1", 0), 0);
+    EXPECT_STREQ(path.data(), "/m/it's 100%_\\");
+    EXPECT_EQ(get("shared", "1", 1), 0);
+    EXPECT_STREQ(path.data(), "/m/it''s 100\\%\\_\\\\");
+    EXPECT_EQ(get("personal", "2", 2), 0) << "only 1 escapes";
+    EXPECT_STREQ(path.data(), "/h/alice/music");
+    EXPECT_TRUE(Log().empty());
+
+    for (const auto &[library, id, size] : {std::tuple{"personal", "1", 32},
+                                            {"shared", "2", 32},
+                                            {"shared", "1", 14},
+                                            {"shared", "x", 32},
+                                            {"all", "1", 32},
+                                            {"actual_shared", "1", 32},
+                                            {"shared", "", 32}}) {
+        EXPECT_EQ(get(library, id, 0, static_cast<std::size_t>(size)), -1) << library << id;
+        EXPECT_STREQ(path.data(), "");
+    }
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Wrong library type\\.$"));
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameter\\.$"));
+    EXPECT_EQ(VARNMusicGetPathById("shared", kAlice, nullptr, 9, "1", 0), -1);
+}
+
+TEST_F(LibrarySongs, OneByPath) {
+    Texts names = kHostile;
+    names.push_back(std::string(4095 - 3, 'n'));
+    for (const Texts *texts : {&std::as_const(names), &kDecoys}) {
+        for (const std::string &name : *texts) {
+            Add({.path = "/m/" + name, .title = name.substr(0, 200)});
+        }
+    }
+    VARN_MEDIA_INFO song = {};
+    for (const std::string &name : names) {
+        const std::string path = "/m/" + name;
+        ASSERT_EQ(AudioInfoDBGetOneByPath("all", kAlice, 0, path.c_str(), &song), 0) << name;
+        EXPECT_EQ(song.path, path);
+    }
+    EXPECT_EQ(AudioInfoDBGetOneByPath("all", kAlice, 0, "/m/%", &song), -1);
+    EXPECT_EQ(AudioInfoDBGetOneByPath("personal", kAlice, 0, "/m/ab", &song), -1);
+    EXPECT_TRUE(Log().empty());
+    EXPECT_EQ(AudioInfoDBGetOneByPath("all", kAlice, 0, "/m/\xFF", &song), -1);
+    EXPECT_TRUE(Logged("Failed to VLIBCStrGetEx\\(\\)\\[0x0D00 .*db_escape.cpp:[0-9]+\\]$"));
+    ClearLog();
+    EXPECT_EQ(AudioInfoDBGetOneByPath("all", 4294967295U, 0, "/m/ab", &song), -1);
+    EXPECT_EQ(AudioInfoDBGetOneByPath("all", kAlice, 0, nullptr, &song), -1);
+    EXPECT_EQ(AudioInfoDBGetOneByPath("all", kAlice, 0, "/m/ab", nullptr), -1);
+    EXPECT_EQ(Log().size(), 3U);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameters\\.$"));
+}
+
+TEST_F(LibrarySongs, KeywordsInEachField) {
+    Add({.title = "Title one", .artist = "A", .genres = {"Jazz", "Rock"}});
+    Add({.title = "two", .album = "ONE album", .album_artist = "Guest"});
+    Add({.title = "three", .artist = "Someone", .composer = "Bach"});
+    Add({.userid = kBob, .title = "one of bob"});
+    EXPECT_EQ(Find({.keyword = "ONE"}), Texts({"three", "Title one", "two"}));
+    EXPECT_EQ(Find({.keyword = "one", .field = "title"}), Texts({"Title one"}));
+    EXPECT_EQ(Find({.keyword = "one", .field = "artist"}), Texts({"three"}));
+    EXPECT_EQ(Find({.keyword = "one", .field = "album"}), Texts({"two"}));
+    EXPECT_EQ(Find({.keyword = "bac", .field = "composer"}), Texts({"three"}));
+    EXPECT_EQ(Find({.keyword = "ock", .field = "genre"}), Texts({"Title one"}));
+    EXPECT_EQ(Find({.keyword = "z, R"}), Texts()) << "each genre is looked at alone";
+    EXPECT_EQ(Find({.keyword = "Guest"}), Texts({"two"}));
+    // No other text names a field.
+    for (const char *field : {"", "album_artist", "path", "1=1 or title", "TITLE"}) {
+        EXPECT_EQ(Find({.keyword = "guest", .field = field}), Texts({"two"})) << field;
+    }
+    EXPECT_EQ(Find({.keyword = "t_o", .field = "title"}), Texts({"two"})) << "a wildcard";
+    EXPECT_EQ(Find({.keyword = "t%e", .field = "title"}), Texts({"three", "Title one"}));
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(LibrarySongs, OrdersAndPagesOfKeywordLists) {
+    for (const auto &[title, artist] : {std::tuple{"b", "X"}, {"C", "Y"}, {"a", "Z"}}) {
+        Add({.title = title, .artist = artist});
+    }
+    EXPECT_EQ(Find({}), Texts({"a", "b", "C"}));
+    EXPECT_EQ(Find({.order = "artist"}), Texts({"b", "C", "a"}));
+    EXPECT_EQ(Find({.order = "artist", .descending = true}), Texts({"a", "C", "b"}));
+    EXPECT_EQ(Find({.offset = 1, .limit = 1}), Texts({"b"}));
+    EXPECT_EQ(Find({.keyword = "no such", .order = "random", .limit = 2}).size(), 2U);
+    EXPECT_TRUE(Find({.order = "no_such_column"}, -1).empty());
+    EXPECT_TRUE(Find({.order = "title; DROP TABLE track"}, -1).empty());
+    EXPECT_EQ(Find({}).size(), 3U);
+
+    PLAYLIST_REC *list = nullptr;
+    int total = -7;
+    EXPECT_EQ(VARNMusicListAll("all", kAlice, "", "", "", 0, 1, 1, &list, &total), 1);
+    EXPECT_EQ(total, 3);
+    VARNPlaylistRecFree(list);
+    EXPECT_EQ(VARNMusicListAll("nothing", kAlice, "", "", "", 0, 1, 1, &list, &total), -1);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_EQ(total, 3) << "unchanged";
+    EXPECT_EQ(VARNMusicListAll("all", kAlice, "", "", "", 0, 9, 1, &list, &total), 0);
+    EXPECT_EQ(total, 0);
+    EXPECT_EQ(VARNMusicListAll(nullptr, kAlice, "", "", "", 0, 0, 0, &list, nullptr), -1);
+    EXPECT_EQ(VARNMusicListAll("all", kAlice, "", "", "", 0, 0, 0, nullptr, nullptr), -1);
+}
+
+TEST_F(LibrarySongs, HostileKeywords) {
+    for (const std::string &text : kHostile) {
+        Add({.title = text});
+    }
+    Add({.title = "decoy"});
+    for (const std::string &text : kHostile) {
+        if (text == "%%") {
+            continue;
+        }
+        for (const char *field : {"", "title"}) {
+            // "_" stands for any character.
+            const Texts expected = text == "a_b" ? Texts({"a\\b", "a_b"}) : Texts({text});
+            EXPECT_EQ(Find({.keyword = text, .field = field}), expected) << field;
+        }
+    }
+    EXPECT_TRUE(Find({.keyword = std::string(10000, 'x')}).empty());
+    EXPECT_TRUE(Find({.keyword = std::string(10000, '\'')}).empty());
+    EXPECT_TRUE(Log().empty());
+    for (const char *keyword : {"%", "_", "%_%%", "\xFF", "caf\xE9"}) {
+        ClearLog();
+        EXPECT_TRUE(Find({.keyword = keyword}, -1).empty()) << keyword;
+        EXPECT_TRUE(Logged("audiolib/musiclib \\([0-9]+\\) Failed to escape condition\\.$"));
+    }
+}
+
+TEST_F(LibrarySongs, TheOlderBrowseCalls) {
+    for (const char *title : {"b", "a"}) {
+        Add({.title = title});
+    }
+    Add({.userid = kAlice, .title = "c"});
+    PLAYLIST_REC *list = nullptr;
+    EXPECT_EQ(VARNMusicBrowse("all", kAlice, "title != 'a'", "title", 0, -1, &list), 2);
+    EXPECT_EQ(Titles(List(list)), Texts({"b", "c"}));
+    EXPECT_EQ(VARNMusicBrowse("all", kAlice, nullptr, "title", 1, 1, &list), 1);
+    EXPECT_EQ(Titles(List(list)), Texts({"b"}));
+    EXPECT_EQ(VARNMusicBrowseOne("all", kAlice, nullptr, "title desc", &list), 0);
+    EXPECT_EQ(Titles(List(list)), Texts({"c"}));
+    EXPECT_EQ(VARNMusicBrowseOne("all", kAlice, "title = 'x'", nullptr, &list), -1);
+    VARNAudioConfSet("enable_personal_library", "no");
+    EXPECT_EQ(VARNMusicBrowse("all", kAlice, "", "title", 0, 0, &list), 2) << "the shared songs";
+    VARNPlaylistRecFree(list);
+    EXPECT_EQ(VARNMusicBrowse("personal", kAlice, "", "title", 0, 0, &list), -1);
+    EXPECT_EQ(list, nullptr);
+    EXPECT_TRUE(Log().empty());
+    EXPECT_EQ(VARNMusicBrowse(nullptr, kAlice, "", "", 0, 0, &list), -1);
+    EXPECT_EQ(VARNMusicBrowseOne("all", kAlice, "", "", nullptr), -1);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameter\\.$"));
+}
+
+TEST_F(LibrarySongs, OrdersBySortNames) {
+    const struct {
+        const char *order;
+        const char *expected;
+    } kCases[] = {
+        {"title", "title_sort"},
+        {"  Album_Artist asc\t", "album_artist_sort asc"},
+        {"albums", "album_sorts"},
+        {"ARTIST DESC, album", "artist_sort DESC, album"},
+        {"composer", "composer_sort"},
+        {"genre,x", "genre_sort,x"},
+        {"title_sort", "title_sort_sort"},
+        {" year desc ", " year desc "},
+        {"lower(title)", "lower(title)"},
+        {"  ", "  "},
+        {"", ""},
+    };
+    std::array<char, 32> out = {};
+    for (const auto &[order, expected] : kCases) {
+        EXPECT_EQ(VARNGetIgnoredOrderString(order, out.data(), out.size()), 0);
+        EXPECT_STREQ(out.data(), expected);
+    }
+    EXPECT_EQ(VARNGetIgnoredOrderString("title", out.data(), 10), -1) << "cut, it could still run";
+    EXPECT_STREQ(out.data(), "");
+    EXPECT_EQ(VARNGetIgnoredOrderString("title", out.data(), 11), 0);
+    ClearLog();
+    EXPECT_EQ(VARNGetIgnoredOrderString(nullptr, out.data(), out.size()), -1);
+    EXPECT_EQ(VARNGetIgnoredOrderString("title", nullptr, 1), -1);
+    EXPECT_EQ(Log().size(), 2U);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameters\\.$"));
+}
+
+TEST_F(LibrarySongs, WhoseLibraryAPathIsIn) {
+    namespace fs = std::filesystem;
+    VARN_MEDIA_INFO song = {};
+    const auto isPersonal = [&song](const std::string &path) {
+        song.path[path.copy(song.path, sizeof song.path - 1)] = '\0';
+        return VARNMusicIsPersonalLibrary(&song);
+    };
+    const fs::path link = At(varn::path::kHomes);
+    fs::remove(link);
+    EXPECT_FALSE(isPersonal("/volume1/homes/alice/a.mp3")) << "no link";
+    fs::create_symlink("/volume1/homes", link);
+    EXPECT_TRUE(isPersonal("/volume1/homes/alice/music/a.mp3"));
+    EXPECT_TRUE(isPersonal("/volume1/homes2/a.mp3")) << "bytes are compared";
+    EXPECT_FALSE(isPersonal("/volume1/music/a.mp3"));
+    EXPECT_FALSE(isPersonal("/volume1/home"));
+    EXPECT_FALSE(VARNMusicIsPersonalLibrary(nullptr));
+    VARNAudioConfSet("enable_personal_library", "no");
+    EXPECT_FALSE(isPersonal("/volume1/homes/alice/music/a.mp3"));
+    EXPECT_TRUE(Log().empty());
+}
+
+}  // namespace
