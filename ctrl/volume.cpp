@@ -6,10 +6,10 @@
 #include <string>
 
 #include "ctrl/mixer.h"
-#include "ctrl/root_identity.h"
 #include "ctrl/source.h"
 #include "support/boundary.h"
 #include "support/handles.h"
+#include "support/run_as.h"
 #include "tonvale/players.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
@@ -55,8 +55,8 @@ std::optional<CardVolume> OpenCardVolume() {
 }
 
 int KernelVolume() {
-    const RootIdentity root;
-    const std::optional<CardVolume> card = root ? OpenCardVolume() : std::nullopt;
+    const support::RootThenPackage root(kCtrl);
+    const std::optional<CardVolume> card = OpenCardVolume();
     if (!card || card->channel == Mixer::kUnreadable) {
         return -1;
     }
@@ -85,8 +85,8 @@ int SetKernelVolume(int volume) {
 }
 
 int CheckHardwareMixer() {
-    const RootIdentity root;
-    const std::optional<CardVolume> card = root ? OpenCardVolume() : std::nullopt;
+    const support::RootThenPackage root(kCtrl);
+    const std::optional<CardVolume> card = OpenCardVolume();
     if (!card || card->channel == Mixer::kUnreadable) {
         return -1;
     }

@@ -9,6 +9,7 @@
 
 #include "answers.h"
 #include "mpd.h"
+#include "queue.h"
 #include "tonvale/players.h"
 
 namespace varnplayer {
@@ -159,6 +160,14 @@ Json::Value SetRefresh(Player &player, const Mpd &, Payload) {
     return Nothing();
 }
 
+Json::Value OutputPlaylist(Player &, const Mpd &mpd, Payload payload) {
+    return WriteQueueFile(mpd, payload);
+}
+
+Json::Value AddFromFile(Player &, const Mpd &mpd, Payload payload) {
+    return AddQueueFile(mpd, payload);
+}
+
 struct Entry {
     VARN_AUDIO_COMMAND command;
     Work work;
@@ -181,6 +190,8 @@ constexpr Entry kCommands[] = {
     {VARN_AUDIO_LIST_PLAYLIST, ListPlaylist},
     {VARN_AUDIO_RESET_REFRESH, ResetRefresh},
     {VARN_AUDIO_SET_REFRESH, SetRefresh},
+    {VARN_AUDIO_OUTPUT_PLAYLIST, OutputPlaylist},
+    {VARN_AUDIO_ADD_FROM_FILE, AddFromFile},
     {VARN_AUDIO_PLAYER_INFO_BY_UDN, InfoByUdn},
     {VARN_AUDIO_PLAYER_INFO_BY_INDEX, InfoByIndex},
 };
