@@ -18,7 +18,9 @@ using Action = std::function<int()>;
 // Each adds its verb, which sets the action when it is chosen.
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
+void AddPlayer(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
+void AddSpeaker(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);
 

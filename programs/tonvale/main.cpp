@@ -63,7 +63,7 @@ int Run(int argc, char **argv) {
         ->type_name("DIR");
     app.require_subcommand(0, 1);
     app.fallthrough();
-    for (const auto add : {AddInit, AddIndex, AddSongs, AddStart, AddStop}) {
+    for (const auto add : {AddInit, AddIndex, AddPlayer, AddSongs, AddSpeaker, AddStart, AddStop}) {
         add(app, action);
     }
     try {
@@ -73,7 +73,8 @@ int Run(int argc, char **argv) {
     }
     if (!action) {
         Complain(
-            "name what to do: init, index, songs, start or stop ('tonvale --help' tells more)");
+            "name what to do: init, index, player, songs, speaker, start or stop "
+            "('tonvale --help' tells more)");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");

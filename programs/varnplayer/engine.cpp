@@ -21,7 +21,7 @@ constexpr char kProgram[] = "/usr/bin/mpd";
 // Nobody else may come to the socket: who can, has every file read that the package can read.
 constexpr char kFolder[] = "/var/run/Tonvale/player";
 constexpr mode_t kFolderMode = 0700;
-constexpr std::chrono::seconds kPatience{10};
+constexpr std::chrono::seconds kPatience{30};
 constexpr std::chrono::milliseconds kPause{50};
 
 // No music folder and no database of its own: songs are named by their paths.

@@ -14,6 +14,7 @@
 #include <memory>
 #include <thread>
 
+#include "programs/command.h"
 #include "support/fixture.h"
 #include "tonvale/players.h"
 #include "tonvale/playlists.h"
@@ -37,7 +38,8 @@ class PlayerTest : public tonvale_test::SystemTest {
         posix_spawn_file_actions_addopen(&files, 2, log.c_str(), O_WRONLY | O_CREAT, 0644);
         EXPECT_EQ(posix_spawn(&pid_, program.c_str(), &files, nullptr, argv, environ), 0);
         posix_spawn_file_actions_destroy(&files);
-        for (int tries = 0; tries < 500 && !Ask(VARNAudioPlayerInfo)["success"].asBool(); ++tries) {
+        for (int tries = 0; tries < 1500 && !Ask(VARNAudioPlayerInfo)["success"].asBool();
+             ++tries) {
             ASSERT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << ReadFile(log);
             std::this_thread::sleep_for(std::chrono::milliseconds(20));
         }
@@ -204,6 +206,34 @@ TEST_F(PlayerTest, TellsOfRenderersAndRefusals) {
     const std::string missing = scratch() / "missing";
     VARNAudioAddFromFile(missing.c_str());
     EXPECT_FALSE(fs::exists(missing)) << "made by looking for it";
+}
+
+TEST_F(PlayerTest, TheCommandLineControlsIt) {
+    using tonvale_test::Contains;
+    using tonvale_test::Tonvale;
+    const std::string file = scratch() / "queue";
+    PlaylistInfo queue;
+    AddSong(queue, MakeSong("one.wav", 30));
+    AddSong(queue, MakeSong("two\x1B[2J.wav", 30));
+    ASSERT_EQ(AudioFile::PlaylistFileSave(file.c_str(), &queue), 0);
+    for (const std::vector<std::string> &words : {std::vector<std::string>{"add", file},
+                                                  {"volume", "20"},
+                                                  {"mode", "repeat"},
+                                                  {"play", "1"},
+                                                  {"delete", "0"}}) {
+        std::vector<std::string> arguments = {"player"};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        EXPECT_EQ(Tonvale(arguments).status, 0) << words[0];
+    }
+    const auto info = Tonvale({"player", "info"});
+    EXPECT_TRUE(Contains(info.out, "state: play\nindex: 0\n")) << info.out;
+    EXPECT_TRUE(Contains(info.out, "volume: 20\nmode: 1\n")) << info.out;
+    EXPECT_EQ(info.out.find('\x1B'), std::string::npos) << "a name that clears the screen";
+    const auto list = Tonvale({"player", "queue", "--json"});
+    EXPECT_TRUE(Contains(list.out, "\"total\":1")) << list.out;
+    EXPECT_TRUE(Contains(Tonvale({"player", "renderers"}).out, "output:0"));
+    EXPECT_EQ(Tonvale({"player", "clear"}).status, 0);
+    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 0);
 }
 
 TEST_F(PlayerTest, IsForThePackageAlone) {
