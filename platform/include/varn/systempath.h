@@ -70,6 +70,19 @@ inline constexpr std::string_view kWebConf = "/var/run/Tonvale/lighttpd.conf";
 inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale/web";
 inline constexpr std::string_view kEncoderSlots = "/var/run/Tonvale/encoders";
 inline constexpr std::string_view kLogDir = "/var/log/Tonvale";
+// The player and the sound cards. Cards have a digit behind the names of their devices (none for
+// card 0), and their number behind the name of their folder.
+inline constexpr std::string_view kSystemEqualizer =
+    "/var/packages/Tonvale/target/etc/equalizer.system";
+inline constexpr std::string_view kUserEqualizer = "/var/packages/Tonvale/etc/equalizer.user";
+inline constexpr std::string_view kMixerDevice = "/dev/mixer";
+inline constexpr std::string_view kAudioDevice = "/dev/dsp";
+inline constexpr std::string_view kSoundCard = "/proc/asound/card";
+inline constexpr std::string_view kKernelVolume = "/proc/asound/varn_audio_volume";
+
+inline constexpr std::string_view kPlayerSocket = "/var/run/Tonvale/player.sock";
+inline constexpr std::string_view kCheckSupport =
+    "/var/packages/Tonvale/target/pkgbin/audio_check_support";
 
 // The indexer's notices (varn/notify.h).
 inline constexpr std::string_view kSpoolDir = "/var/spool/Tonvale";
