@@ -12,12 +12,16 @@ inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1;  // it could not do its work
 inline constexpr int kUsage = 2;   // it was asked for something that does not exist
 
+// The verb that works on other machines and needs no system of its own.
+inline constexpr char kMediaServer[] = "mediaserver";
+
 // What to do once the whole command line is read; the result is the exit status.
 using Action = std::function<int()>;
 
 // Each adds its verb, which sets the action when it is chosen.
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
+void AddMediaServer(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);

@@ -63,7 +63,7 @@ int Run(int argc, char **argv) {
         ->type_name("DIR");
     app.require_subcommand(0, 1);
     app.fallthrough();
-    for (const auto add : {AddInit, AddIndex, AddSongs, AddStart, AddStop}) {
+    for (const auto add : {AddInit, AddIndex, AddSongs, AddMediaServer, AddStart, AddStop}) {
         add(app, action);
     }
     try {
@@ -73,14 +73,16 @@ int Run(int argc, char **argv) {
     }
     if (!action) {
         Complain(
-            "name what to do: init, index, songs, start or stop ('tonvale --help' tells more)");
+            "name what to do: init, index, songs, mediaserver, start or stop ('tonvale --help' "
+            "tells "
+            "more)");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");
     if (!root && fromEnvironment != nullptr && *fromEnvironment != '\0') {
         root = fromEnvironment;
     }
-    if (root ? !SetRoot(*root) : !HasInstalledSystem()) {
+    if (root ? !SetRoot(*root) : !app.got_subcommand(kMediaServer) && !HasInstalledSystem()) {
         return kUsage;
     }
     return FlushOutput(action());
