@@ -4,7 +4,7 @@
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
                 libicu-dev libcurl4-openssl-dev libxml2-dev postgresql-15 ffmpeg)
-test_packages=(libgtest-dev)
+test_packages=(libgtest-dev minidlna rygel gstreamer1.0-plugins-good)
 
 as_root() {
     if ((EUID == 0)); then
@@ -26,6 +26,23 @@ hold_back_system_cluster() {
 # An administrator who installs another server later shall find the machine's own defaults.
 release_system_cluster() {
     as_root rm -f "$cluster_settings"
+}
+
+# A media server's package would serve the whole machine, now and after every boot. The tests start
+# their own. Debian's scripts ask this file before they start anything.
+start_policy=/usr/sbin/policy-rc.d
+
+hold_back_media_server() {
+    [[ -e $start_policy ]] || {
+        printf '#!/bin/sh\nexit 101\n' | as_root tee "$start_policy" >/dev/null
+        as_root chmod 755 "$start_policy"
+        held_back=$start_policy
+    }
+}
+
+release_media_server() {
+    [[ -z ${held_back-} ]] || as_root rm -f "$held_back"
+    ! is_installed minidlna || as_root update-rc.d minidlna disable >/dev/null 2>&1 || true
 }
 
 is_installed() {
@@ -51,9 +68,16 @@ install_packages() (
         exit 1
     fi
     echo "Installing ${missing[*]}"
+    # What was held back is released whatever comes; the parentheses are a shell of their own.
+    release=:
+    trap 'eval "$release"' EXIT
     if [[ " ${missing[*]} " == *" postgresql-15 "* ]]; then
-        trap release_system_cluster EXIT
+        release+="; release_system_cluster"
         hold_back_system_cluster
+    fi
+    if [[ " ${missing[*]} " == *" minidlna "* ]]; then
+        release+="; release_media_server"
+        hold_back_media_server
     fi
     as_root apt-get update -qq
     as_root env DEBIAN_FRONTEND=noninteractive \

@@ -115,7 +115,7 @@ TEST_F(MediaServerTest, ListsWhatAnswers) {
     const ScriptedHttp web([](const HttpRequest &request) {
         const std::map<std::string, HttpReply> kPages = {
             {"/a.xml", Reply(Description(Device("Bob's \x1B & <\xC3\xA4>", "uuid:a", "")))},
-            {"/dir/b.xml", Reply(Description(Device("Béta & \"Co\"", "uuid:b",
+            {"/dir/b.xml", Reply(Description(Device("Béta &amp; &quot;Co&quot;", "uuid:b",
                                                     Service("ContentDirectory:3", "ctl?x=1"))))},
             {"/c.xml",
              Reply(Description(
@@ -190,7 +190,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         return Reply(
             "<s:Envelope xmlns:s=\"s\"><s:Body><s:Fault><faultstring>UPnPError"
             "</faultstring><detail><UPnPError xmlns=\"u\"><errorCode>701</errorCode>"
-            "<errorDescription>No \x1Bsuch object</errorDescription></UPnPError></detail>"
+            "<errorDescription>No \xE2\x80\xAE such object</errorDescription></UPnPError></detail>"
             "</s:Fault></s:Body></s:Envelope>",
             "500 Internal Server Error");
     });
@@ -214,7 +214,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         {{"browse", "http://" + gone.address() + "/"}, 1, "connect"},
         {{"browse", page.Url()}, 1, "no ContentDirectory"},
         {{"browse", broken.Url()}, 1, "no well-formed document"},
-        {{"browse", fault.Url(), "64$1"}, 1, "'64$1': UPnPError"},
+        {{"browse", fault.Url(), "64$1"}, 1, "'64$1': 701 No \xEF\xBF\xBD such object\n"},
     };
     for (const auto &[arguments, status, message] : kCases) {
         std::vector<std::string> words = {"mediaserver"};
@@ -238,7 +238,7 @@ TEST_F(MediaServerTest, PagesAndDescends) {
         const int count = std::min(40, std::stoi(Asked(request, "RequestedCount")));
         for (int i = start; i < std::min(start + count, 250); ++i) {
             didl += i == 0 ? std::string(
-                                 "<container id=\"a&amp;b&lt;c\"><title>\x7F</title>"
+                                 "<container id=\"a&amp;amp;b&amp;lt;c\"><title>\x7F</title>"
                                  "</container>")
                            : "<item id=\"" + std::to_string(i) + "\"/>";
         }

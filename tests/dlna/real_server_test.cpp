@@ -1,5 +1,6 @@
 #include <json/json.h>
 
+#include <regex>
 #include <set>
 
 #include "dlna/media_server.h"
@@ -120,7 +121,19 @@ TEST_P(RealServerTest, ShowsItsTracks) {
         EXPECT_EQ(track.getValueByKey(key), value) << key;
     }
     EXPECT_GT(std::stoi(track.getValueByKey("size")), 1000);
-    EXPECT_GT(std::stoi(track.getValueByKey("bitrate")), 1000);
+    // Every attribute that the server gives its resource, whichever these are.
+    std::smatch resource;
+    ASSERT_TRUE(
+        std::regex_search(browse.response(), resource, std::regex("<res ([^>]*)>([^<]*)</res>")));
+    std::map<std::string, std::string> attributes = {{"res", resource[2]}};
+    const std::string text = resource[1];
+    const std::regex attribute("(\\w+)=\"([^\"]*)\"");
+    for (std::sregex_iterator each(text.begin(), text.end(), attribute), end; each != end; ++each) {
+        attributes[(*each)[1]] = (*each)[2];
+    }
+    EXPECT_GE(attributes.size(), 6u);
+    ASSERT_TRUE(track.children);
+    EXPECT_EQ(track.children->nodes().front()->values, attributes);
     EXPECT_TRUE(track.getValueByKey("duration").starts_with("0:00:01"));
     EXPECT_TRUE(track.getValueByKey("protocolInfo").starts_with("http-get:*:audio/mpeg:"));
     EXPECT_TRUE(track.getValueByKey("res").starts_with("http://127.0.0.1:"));
@@ -164,7 +177,7 @@ TEST_P(RealServerTest, IsShownByTheCommandLine) {
 }
 
 INSTANTIATE_TEST_SUITE_P(Servers, RealServerTest, testing::ValuesIn(kMediaServers),
-                         [](const auto &info) { return std::string(info.param.name); });
+                         [](const auto &kind) { return std::string(kind.param.name); });
 
 }  // namespace
 
