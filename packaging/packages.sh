@@ -5,7 +5,8 @@
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
                 libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev libmpdclient-dev postgresql-15
                 ffmpeg imagemagick lighttpd)
-test_packages=(libgtest-dev lighttpd-mod-openssl openssl shairport-sync mpd)
+test_packages=(libgtest-dev lighttpd-mod-openssl openssl shairport-sync mpd minidlna rygel
+               gstreamer1.0-plugins-good)
 
 as_root() {
     if ((EUID == 0)); then
@@ -32,7 +33,7 @@ release_system_cluster() {
 # What these packages would start on the machine, now and at every boot. Here they are programs that
 # `tonvale serve`, the player and tests run for themselves; one that was installed before goes on as it
 # is.
-services=(lighttpd shairport-sync avahi-daemon mpd)
+services=(lighttpd shairport-sync avahi-daemon mpd minidlna)
 service_policy=/usr/sbin/policy-rc.d
 
 hold_back_services() {

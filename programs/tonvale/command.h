@@ -12,6 +12,9 @@ inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1;  // it could not do its work
 inline constexpr int kUsage = 2;   // it was asked for something that does not exist
 
+// The verb that works on other machines and needs no system of its own.
+inline constexpr char kMediaServer[] = "mediaserver";
+
 // What to do once the whole command line is read; the result is the exit status.
 using Action = std::function<int()>;
 
@@ -21,6 +24,7 @@ void AddFolders(CLI::App &app, Action &action);
 void AddGroups(CLI::App &app, Action &action);  // albums, artists, genres and composers
 void AddIndex(CLI::App &app, Action &action);
 void AddInit(CLI::App &app, Action &action);
+void AddMediaServer(CLI::App &app, Action &action);
 void AddPermission(CLI::App &app, Action &action);
 void AddPlayer(CLI::App &app, Action &action);
 void AddPreference(CLI::App &app, Action &action);

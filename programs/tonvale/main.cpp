@@ -65,7 +65,7 @@ int Run(int argc, char **argv) {
     app.fallthrough();
     for (const auto add : {AddInit, AddIndex, AddSongs, AddSearch, AddGroups, AddFolders, AddRate,
                            AddSmart, AddUserVerb, AddPermission, AddPreference, AddCover, AddPlayer,
-                           AddSpeaker, AddServe, AddStart, AddStop}) {
+                           AddSpeaker, AddMediaServer, AddServe, AddStart, AddStop}) {
         add(app, action);
     }
     try {
