@@ -12,6 +12,7 @@
 #include "places.h"
 #include "readers.h"
 #include "store.h"
+#include "successors.h"
 #include "unreadable.h"
 #include "varn/host.h"
 #include "varn/sql.h"
@@ -64,6 +65,7 @@ class Scan {
     void StoreRead(ReadWork read, bool isLast);
     void StoreNew(ReadWork read, bool isLast);
     void RemoveLeft();
+    void GiveToCopies(const std::vector<int> &left);
     void CountUnseen(unsigned userid);
     void WarnOfUnseen();
 
@@ -94,6 +96,7 @@ Counts Scan::Run() {
         ReadAll();
     }
     HoldBackEmptied();
+    store_.Flush();
     RemoveLeft();
     store_.Flush();
     if (!options_.dryRun) {
@@ -346,6 +349,7 @@ void Scan::StoreNew(ReadWork read, bool isLast) {
 }
 
 void Scan::RemoveLeft() {
+    GiveToCopies(gone_.Left());
     for (const int id : gone_.Left()) {
         if (reporter_.ListsChanges()) {
             const Rows row =
@@ -354,6 +358,19 @@ void Scan::RemoveLeft() {
         }
         store_.Remove(id);
         ++counts_.removed;
+    }
+}
+
+// What became of a row may be in the library since an earlier scan: a slow move is a copy first.
+void Scan::GiveToCopies(const std::vector<int> &left) {
+    const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
+    if (!options_.dryRun) {
+        Succeed(database_, successions);
+    }
+    for (const Succession &succession : successions) {
+        reporter_.Tell("moved to", succession.path);
+        gone_.Forget(succession.gone);
+        ++counts_.moved;
     }
 }
 

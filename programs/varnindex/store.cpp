@@ -42,7 +42,9 @@ constexpr const char *kCopyOffsets =
 // Tracks of a cue sheet are found by their file's path and owner.
 constexpr const char kDeleteTracks[] =
     "DELETE FROM track v USING track f WHERE f.id = ANY ('{@VARN:NEVAR}') AND f.has_virtual"
-    " AND v.is_virtual AND v.path = f.path AND v.userid = f.userid";
+    " AND v.is_virtual AND v.path = f.path AND v.userid = f.userid AND NOT EXISTS (SELECT"
+    " FROM track o WHERE o.path = f.path AND o.userid = f.userid AND NOT o.is_virtual"
+    " AND o.id <> ALL ('{@VARN:NEVAR}'))";
 constexpr const char kKnownTracks[] =
     "SELECT f.id AS file, v.track AS number, v.id FROM track f JOIN track v ON v.path = f.path"
     " AND v.userid = f.userid AND v.is_virtual"
@@ -61,6 +63,11 @@ void AddId(std::string &list, int id) {
 }
 
 }  // namespace
+
+void DeleteSongs(Database &database, const std::string &ids) {
+    database.Execute(Made(varn::Sql(kDeleteTracks, ids, ids)));
+    database.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+}
 
 Store::Store(Database &database, Writes writes) : database_(database), writes_(writes) {
     database_.Execute(kCreateStaging);
@@ -132,8 +139,7 @@ void Store::RemoveRows() {
     for (const int id : removed_) {
         AddId(ids, id);
     }
-    database_.Execute(Made(varn::Sql(kDeleteTracks, ids)));
-    database_.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+    DeleteSongs(database_, ids);
 }
 
 // Gives the tracks of changed files the rows that they had before, by their number, and removes the

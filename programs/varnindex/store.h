@@ -14,6 +14,10 @@
 
 namespace varnindex {
 
+// Removes the rows of songs, with the tracks that cue sheets have made of them: `ids` in decimal,
+// with commas between them. Tracks that another row of the same file has stay. Throws DatabaseError.
+void DeleteSongs(Database &database, const std::string &ids);
+
 class Store {
   public:
     enum class Writes { kAll, kNone };

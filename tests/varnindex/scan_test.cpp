@@ -168,6 +168,39 @@ TEST_F(ScanTest, AMoveIsFoundBetweenGivenPaths) {
     EXPECT_EQ(Ratings(), (Rows{{"b/1.mp3", "0", "5"}}));
 }
 
+// The copy has been in the library for a while when its original goes.
+TEST_F(ScanTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
+    PutTagged("a/1.mp3", "First");
+    PutTagged("a/2.mp3", "Second song");
+    Put("a/disc/album.flac", "tone.flac");
+    Write("a/disc/album.cue", Sheet("album.flac"));
+    Index();
+    Rate("title = 'First'", 5);
+    Rate("is_virtual AND track = 2", 3);
+    const Rows before = Query("SELECT id, date FROM track ORDER BY id");
+    fs::copy(Music() / "a", Music() / "b", fs::copy_options::recursive);
+    fs::copy_file(Music() / "b/1.mp3", Music() / "b/0.mp3");  // another copy, of another name
+    PutTagged("keeps/3.mp3", "Third of another length");
+    Expect(Index({(Music() / "b").string()}), 0,
+           "added 4, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    Rate("path LIKE '%/b/2.mp3'", 1);  // somebody likes the copy: it stays what it is
+    fs::remove_all(Music() / "a");
+    const std::string summary = "added 1, changed 0, moved 2, removed 1, unchanged 4, failed 0";
+    Expect(Index({"--dry-run"}), 0, summary);
+    Expect(Index(), 0, summary);
+    EXPECT_EQ(
+        Ratings(),
+        (Rows{{"b/1.mp3", "0", "5"}, {"b/2.mp3", "0", "1"}, {"b/disc/album.flac", "2", "3"}}));
+    EXPECT_EQ(Query("SELECT id, date FROM track WHERE path NOT LIKE '%/b/_.mp3'"
+                    " AND path NOT LIKE '%/keeps/%' OR path LIKE '%/b/1.mp3' ORDER BY id"),
+              (Rows{before[0], before[2], before[3], before[4]}));
+    EXPECT_EQ(SideRows(), "31");
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track JOIN track ON id ="
+                    " virtual_info_track.track"),
+              "2");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
+}
+
 TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
     PutTagged("disk/1.mp3", "First");
     PutTagged("here/2.mp3", "Second");
