@@ -24,6 +24,13 @@ namespace {
 // Above this many files to read the folders are walked a second time in place of remembering them.
 constexpr std::size_t kMostRemembered = 4096;
 
+// Files are read in rounds, because a row goes to the file that it fits best.
+enum class Round {
+    kAll,     // every file; those that may get a row which others do not want wait
+    kClaims,  // those that waited
+    kRest,    // those whose path is known, with other audio, and that got no row elsewhere
+};
+
 // A connection on which a scan has failed may hold its temporary tables.
 Database &WithoutLeftovers(Database &database) {
     database.Execute("DISCARD TEMP");
@@ -59,11 +66,14 @@ class Scan {
     void CountUnreadable(const Work &work);
     void ReadAll();
     void ReadSurveyed(Readers &readers);
-    void Read(Readers &readers, Work work, bool isLast);
-    void Take(Readers &readers, bool isLast);
-    void TakeAll(Readers &readers, bool isLast);
-    void StoreRead(ReadWork read, bool isLast);
-    void StoreNew(ReadWork read, bool isLast);
+    void RememberTracksOfLater();
+    void Read(Readers &readers, Work work, Round round);
+    void Take(Readers &readers, Round round);
+    void TakeAll(Readers &readers, Round round);
+    void StoreRead(ReadWork read, Round round);
+    bool IsAtItsPath(const ReadWork &read, Round round);
+    void StoreAtItsPath(ReadWork read);
+    void StoreElsewhere(ReadWork read, Round round);
     void RemoveLeft();
     void GiveToCopies(const std::vector<int> &left);
     void CountUnseen(unsigned userid);
@@ -84,7 +94,7 @@ class Scan {
     std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
     std::vector<Found> emptied_;    // folders that have rows and nothing else
-    std::vector<Work> later_;       // new files that may get a row which others do not want
+    std::vector<Work> later_;       // for the next round
     std::size_t unseenShared_ = 0;  // rows that stay because nobody knows where they belong
     std::size_t unseenHomes_ = 0;
 };
@@ -183,6 +193,8 @@ void Scan::SurveySong(Event event) {
     }
     if (work.known.id == 0) {
         gone_.AddNew(work.path, work.size);
+    } else if (work.known.size != work.size || work.known.modified != work.modified) {
+        gone_.AddChanged(work.known, work.size);
     }
     ++toRead_;
     if (toRead_ <= kMostRemembered) {
@@ -251,18 +263,32 @@ void Scan::ReadAll() {
     const auto pictures = options_.dryRun ? Pictures::kCount : Pictures::kStore;
     Readers readers(std::thread::hardware_concurrency(), pictures);
     ReadSurveyed(readers);
-    TakeAll(readers, false);
-    for (Work &work : std::exchange(later_, {})) {
-        Read(readers, std::move(work), true);
+    TakeAll(readers, Round::kAll);
+    RememberTracksOfLater();
+    for (const Round round : {Round::kClaims, Round::kRest}) {
+        for (Work &work : std::exchange(later_, {})) {
+            Read(readers, std::move(work), round);
+        }
+        TakeAll(readers, round);
     }
-    TakeAll(readers, true);
+}
+
+void Scan::RememberTracksOfLater() {
+    std::vector<int> split;
+    for (const Work &work : later_) {
+        if (work.known.isSplit) {
+            split.push_back(work.known.id);
+        }
+    }
+    store_.Flush();
+    store_.RememberTracks(split);
 }
 
 void Scan::ReadSurveyed(Readers &readers) {
     std::vector<Work> remembered = std::exchange(remembered_, {});
     if (toRead_ <= kMostRemembered) {
         for (Work &work : remembered) {
-            Read(readers, std::move(work), false);
+            Read(readers, std::move(work), Round::kAll);
         }
         return;
     }
@@ -271,46 +297,60 @@ void Scan::ReadSurveyed(Readers &readers) {
         if (event->kind == Event::Kind::kSong) {
             gone_.Forget(event->work.known.id);  // it is there again since the first pass
             if (NeedsReading(event->work) && !IsUnreadable(event->work)) {
-                Read(readers, std::move(event->work), false);
+                Read(readers, std::move(event->work), Round::kAll);
             }
         }
     }
 }
 
-void Scan::Read(Readers &readers, Work work, bool isLast) {
+void Scan::Read(Readers &readers, Work work, Round round) {
     while (readers.IsFull()) {
-        Take(readers, isLast);
+        Take(readers, round);
     }
     readers.Add(std::move(work));
 }
 
-void Scan::TakeAll(Readers &readers, bool isLast) {
+void Scan::TakeAll(Readers &readers, Round round) {
     while (!readers.IsEmpty()) {
-        Take(readers, isLast);
+        Take(readers, round);
     }
 }
 
-void Scan::Take(Readers &readers, bool isLast) {
+void Scan::Take(Readers &readers, Round round) {
     ReadWork read = readers.Take();
     for (const std::string &warning : read.warnings) {
         reporter_.Warn(warning);
     }
     reporter_.Step();
-    StoreRead(std::move(read), isLast);
+    StoreRead(std::move(read), round);
 }
 
-void Scan::StoreRead(ReadWork read, bool isLast) {
+void Scan::StoreRead(ReadWork read, Round round) {
     const Work &work = read.work;
     if (!read.result.song) {
         reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
         if (read.result.isDamaged) {
             unreadable_.Note(work.path, work.size, work.modified);
         }
+        gone_.Forget(work.known.id);
         return CountUnreadable(work);
     }
-    if (work.known.id == 0) {
-        return StoreNew(std::move(read), isLast);
+    if (IsAtItsPath(read, round)) {
+        StoreAtItsPath(std::move(read));
+    } else {
+        StoreElsewhere(std::move(read), round);
     }
+}
+
+// True when the song belongs to the row that its path has.
+bool Scan::IsAtItsPath(const ReadWork &read, Round round) {
+    const int id = read.work.known.id;
+    return id != 0 && ((round == Round::kAll && gone_.StaysWith(id, *read.result.song)) ||
+                       (round == Round::kRest && gone_.TakeBack(id)));
+}
+
+void Scan::StoreAtItsPath(ReadWork read) {
+    const Work &work = read.work;
     if (!read.result.warning.empty()) {
         reporter_.Warn(Printable(work.path) + ": " + read.result.warning);
     }
@@ -328,8 +368,17 @@ void Scan::StoreRead(ReadWork read, bool isLast) {
     ++counts_.changed;
 }
 
-void Scan::StoreNew(ReadWork read, bool isLast) {
-    const GoneRows::Claim claim = gone_.ClaimFor(*read.result.song, isLast);
+// Gives a song the row of a file that is gone or another one now, else a new one; a path that has a
+// row waits first for what becomes of that.
+void Scan::StoreElsewhere(ReadWork read, Round round) {
+    const bool isKnown = read.work.known.id != 0;
+    GoneRows::Claim claim;
+    if (round == Round::kAll && isKnown) {
+        claim.isLater = true;
+    } else if (round != Round::kRest) {
+        claim = gone_.ClaimFor(*read.result.song, round == Round::kClaims);
+        claim.isLater |= isKnown && claim.id == 0;
+    }
     if (claim.isLater) {
         later_.push_back(std::move(read.work));
         return;

@@ -131,48 +131,96 @@ void Store::RenewStatistics() {
     }
 }
 
-void Store::RemoveRows() {
-    if (removed_.empty()) {
-        return;
+void Store::RememberTracks(const std::vector<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        AddId(list, id);
     }
+    if (!list.empty()) {
+        KnownTracks known = ReadTracks(list);
+        for (const int id : ids) {
+            remembered_[id] = std::move(known[id]);
+        }
+    }
+}
+
+Store::KnownTracks Store::ReadTracks(const std::string &ids) {
+    KnownTracks known;
+    const Rows rows = database_.Query(Made(varn::Sql(kKnownTracks, ids)));
+    for (int row = 0; row < rows.Count(); ++row) {
+        known[static_cast<int>(rows.Number(row, "file"))].push_back(
+            {rows.Number(row, "number"), static_cast<int>(rows.Number(row, "id"))});
+    }
+    return known;
+}
+
+// The tracks of some files, remembered or as the library has them.
+Store::KnownTracks Store::TracksOf(const std::vector<int> &ids) {
+    KnownTracks known;
+    std::string list;
+    for (const int id : ids) {
+        if (auto remembered = remembered_.extract(id)) {
+            known.insert(std::move(remembered));
+        } else {
+            AddId(list, id);
+        }
+    }
+    if (!list.empty()) {
+        known.merge(ReadTracks(list));
+    }
+    return known;
+}
+
+void Store::RemoveRows() {
     std::string ids;
+    std::string tracks;
     for (const int id : removed_) {
         AddId(ids, id);
+        if (const auto remembered = remembered_.extract(id)) {
+            for (const KnownTrack &track : remembered.mapped()) {
+                AddId(tracks, track.id);
+            }
+        }
     }
-    DeleteSongs(database_, ids);
+    if (!ids.empty()) {
+        DeleteSongs(database_, ids);
+    }
+    DeleteRows(tracks);
+}
+
+void Store::DeleteRows(const std::string &ids) {
+    if (!ids.empty()) {
+        database_.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+    }
 }
 
 // Gives the tracks of changed files the rows that they had before, by their number, and removes the
 // rows of those that are no more.
 void Store::MatchTracks() {
-    std::string files;
+    std::vector<int> files;
     std::map<int, Item *> items;
     for (Item &item : items_) {
         if (item.id != 0) {
-            AddId(files, item.id);
+            files.push_back(item.id);
             items.emplace(item.id, &item);
         }
     }
-    if (files.empty()) {
-        return;
-    }
-    const Rows known = database_.Query(Made(varn::Sql(kKnownTracks, files)));
     std::string surplus;
-    for (int row = 0; row < known.Count(); ++row) {
-        const int id = static_cast<int>(known.Number(row, "id"));
-        std::vector<Track> &tracks = items.at(static_cast<int>(known.Number(row, "file")))->tracks;
-        const auto match = std::find_if(tracks.begin(), tracks.end(), [&](const Track &track) {
-            return track.id == 0 && track.virtualSong.song.track == known.Number(row, "number");
-        });
-        if (match != tracks.end()) {
-            match->id = id;
-        } else {
-            AddId(surplus, id);
+    for (const auto &[file, known] : TracksOf(files)) {
+        std::vector<Track> &tracks = items.at(file)->tracks;
+        for (const auto &[number, id] : known) {
+            const auto match =
+                std::find_if(tracks.begin(), tracks.end(), [wanted = number](const Track &track) {
+                    return track.id == 0 && track.virtualSong.song.track == wanted;
+                });
+            if (match != tracks.end()) {
+                match->id = id;
+            } else {
+                AddId(surplus, id);
+            }
         }
     }
-    if (!surplus.empty()) {
-        database_.Execute("DELETE FROM track WHERE id = ANY ('{" + surplus + "}')");
-    }
+    DeleteRows(surplus);
 }
 
 // Ids of new rows, fetched at once.

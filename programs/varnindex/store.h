@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -30,6 +31,9 @@ class Store {
     void Add(Song song, std::vector<VirtualSong> tracks);  // a new row
     // Keeps the row's id and the date of its arrival; the path and the owner may be new.
     void Change(int id, Song song, std::vector<VirtualSong> tracks);
+    // Which tracks cue sheets have made of these files, which are about to get other paths: another
+    // row may have theirs first.
+    void RememberTracks(const std::vector<int> &ids);
     void Remove(int id);                            // the song, its tracks, ratings and the like
     void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
     void Flush();                                   // writes what is left
@@ -53,9 +57,19 @@ class Store {
         SideRows sides;
     };
 
+    // A track's number in its sheet, and its row.
+    struct KnownTrack {
+        std::int64_t number;
+        int id;
+    };
+    using KnownTracks = std::map<int, std::vector<KnownTrack>>;  // by the file's row
+
+    KnownTracks ReadTracks(const std::string &ids);
+    KnownTracks TracksOf(const std::vector<int> &ids);
     void Keep(int id, Song song, std::vector<VirtualSong> tracks);
     void FlushIfFull();
     void RemoveRows();
+    void DeleteRows(const std::string &ids);
     void MatchTracks();
     std::vector<int> NewIds(std::size_t count) const;
     Batch MakeBatch();
@@ -66,6 +80,7 @@ class Store {
     Writes writes_;
     std::vector<Item> items_;
     std::vector<int> removed_;
+    KnownTracks remembered_;
     std::string stamps_;  // rows of a VALUES list
     std::size_t bytes_ = 0;
 };

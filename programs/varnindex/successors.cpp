@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <map>
 #include <set>
 #include <string_view>
@@ -22,19 +23,22 @@ constexpr const char kIsRated[] =
     "EXISTS (SELECT FROM track v JOIN rating_track r ON r.track = v.id AND r.star > 0"
     " WHERE v.path = t.path AND v.userid = t.userid)";
 
+constexpr const char kColumns[] =
+    "id, fingerprint, filesize, userid, path, (extract(epoch FROM date) * 1000000)::bigint AS came";
+
 // There is no index of fingerprints, which would cost every new row more than this look at all rows
 // costs a scan that has lost some.
 constexpr const char kSuccessors[] =
     "WITH gone AS MATERIALIZED (SELECT id, fingerprint, filesize FROM track"
     " WHERE id = ANY ('{@VARN:NEVAR}') AND fingerprint IS NOT NULL)"
-    " SELECT id, fingerprint, filesize, userid, path FROM track t WHERE NOT is_virtual"
+    " SELECT @VARN:NEVAR FROM track t WHERE NOT is_virtual"
     " AND (fingerprint, filesize) IN (SELECT fingerprint, filesize FROM gone)"
-    " AND id > (SELECT min(id) FROM gone) AND id NOT IN (SELECT id FROM gone)"
+    " AND id NOT IN (SELECT id FROM gone)"
     " AND NOT @VARN:NEVAR";
 
 constexpr const char kPredecessors[] =
-    "SELECT id, fingerprint, filesize, userid, path FROM track t"
-    " WHERE id = ANY ('{@VARN:NEVAR}') AND (fingerprint, filesize) IN"
+    "SELECT @VARN:NEVAR FROM track t WHERE id = ANY ('{@VARN:NEVAR}') AND (fingerprint, filesize) "
+    "IN"
     " (SELECT fingerprint, filesize FROM track WHERE id = ANY ('{@VARN:NEVAR}'))"
     " ORDER BY @VARN:NEVAR DESC, id";
 
@@ -84,7 +88,7 @@ class Choice {
         const int id = static_cast<int>(rows.Number(row, "id"));
         paths_[id] = rows.Field(row, "path");
         for (const std::int64_t key : Keys(rows, row)) {
-            ids_[key].insert(id);
+            arrivals_[key].insert({rows.Number(row, "came"), id});
         }
     }
 
@@ -100,11 +104,12 @@ class Choice {
     // Takes what fits a row best and came later; without a successor when there is nothing.
     Succession TakeFor(const Rows &rows, int row) {
         const int gone = static_cast<int>(rows.Number(row, "id"));
+        const Arrival came = {rows.Number(row, "came"), std::numeric_limits<int>::max()};
         for (const std::int64_t key : Keys(rows, row)) {
-            std::set<int> &ids = ids_[key];
-            for (auto at = ids.upper_bound(gone); at != ids.end(); at = ids.erase(at)) {
-                if (const auto path = paths_.find(*at); path != paths_.end()) {
-                    const Succession found{gone, *at, std::move(path->second)};
+            std::set<Arrival> &later = arrivals_[key];
+            for (auto at = later.upper_bound(came); at != later.end(); at = later.erase(at)) {
+                if (const auto path = paths_.find(at->second); path != paths_.end()) {
+                    const Succession found{gone, at->second, std::move(path->second)};
                     paths_.erase(path);
                     return found;
                 }
@@ -114,8 +119,10 @@ class Choice {
     }
 
   private:
+    using Arrival = std::pair<std::int64_t, int>;  // when it came, and its id
+
     std::map<int, std::string> paths_;
-    std::map<std::int64_t, std::set<int>> ids_;  // by key; those without a path are taken
+    std::map<std::int64_t, std::set<Arrival>> arrivals_;  // by key; without a path: taken
 };
 
 void AddPair(std::string &pairs, int oldId, int newId) {
@@ -164,7 +171,7 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     }
     const std::string goneIds = IdList(gone);
     Choice choice;
-    const Rows found = database.Query(Made(varn::Sql(kSuccessors, goneIds, kIsRated)));
+    const Rows found = database.Query(Made(varn::Sql(kSuccessors, goneIds, kColumns, kIsRated)));
     for (int row = 0; row < found.Count(); ++row) {
         if (folders.Of(found.Field(row, "path")) != nullptr) {
             choice.Add(found, row);
@@ -175,7 +182,7 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
         return successions;
     }
     const Rows rows =
-        database.Query(Made(varn::Sql(kPredecessors, goneIds, IdList(ids), kIsRated)));
+        database.Query(Made(varn::Sql(kPredecessors, kColumns, goneIds, IdList(ids), kIsRated)));
     for (int row = 0; row < rows.Count(); ++row) {
         if (Succession next = choice.TakeFor(rows, row); next.successor != 0) {
             successions.push_back(std::move(next));

@@ -201,6 +201,80 @@ TEST_F(ScanTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
 }
 
+// Known names, and other songs behind them.
+TEST_F(ScanTest, SongsRenamedOverEachOtherKeepTheirRows) {
+    const auto song = [](int i) { return std::string(static_cast<std::size_t>(i), 'x'); };
+    for (int i = 1; i <= 4; ++i) {
+        // Audio of its own: the tags are in front of it, and do not count.
+        const fs::path path = PutTagged(std::to_string(i) + ".mp3", song(i));
+        std::ofstream(path, std::ios::app | std::ios::binary)
+            << ReadFile(path).substr(3000, i * 500);
+    }
+    Put("a/album.flac", "tone.flac");
+    Put("b/album.ogg", "tone.ogg");
+    Write("a/album.cue", Sheet("album.flac", "Flac"));
+    Write("b/album.cue", Sheet("album.ogg", "Ogg"));
+    Index();
+    for (int i = 1; i <= 4; ++i) {
+        Rate("title = '" + song(i) + "'", i);
+    }
+    Rate("is_virtual AND title = 'Ogg'", 5);
+    const Rows ids = Query("SELECT title, id FROM track ORDER BY id");
+    // An album is renumbered from its second song on, and the last one takes the first one's name.
+    for (int i = 4; i >= 1; --i) {
+        fs::rename(Music() / (std::to_string(i) + ".mp3"),
+                   Music() / (std::to_string(i + 1) + ".mp3"));
+    }
+    fs::rename(Music() / "5.mp3", Music() / "1.mp3");
+    fs::rename(Music() / "a", Music() / "c");
+    fs::rename(Music() / "b", Music() / "a");
+    fs::rename(Music() / "c", Music() / "b");
+    const std::string summary = "added 0, changed 0, moved 6, removed 0, unchanged 0, failed 0";
+    Expect(Index({"--dry-run"}), 0, summary);
+    Expect(Index(), 0, summary);
+    EXPECT_EQ(Query("SELECT title, id FROM track ORDER BY id"), ids);
+    EXPECT_EQ(Ratings(), (Rows{{"1.mp3", "0", "4"},
+                               {"2.mp3", "0", "1"},
+                               {"3.mp3", "0", "2"},
+                               {"4.mp3", "0", "3"},
+                               {"a/album.ogg", "1", "5"}}));
+    // Over a name whose own song is gone: one row moves, the other goes.
+    fs::rename(Music() / "3.mp3", Music() / "4.mp3");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 1, unchanged 4, failed 0");
+    EXPECT_EQ(Value("SELECT star FROM rating_track r JOIN track ON id = r.track"
+                    " WHERE path LIKE '%/4.mp3'"),
+              "2");
+    // Another sound that nobody knows, or that is a copy: the row stays with its path.
+    std::ofstream(Music() / "4.mp3", std::ios::app | std::ios::binary) << song(700);
+    fs::copy_file(Music() / "2.mp3", Music() / "1.mp3", fs::copy_options::overwrite_existing);
+    Expect(Index(), 0, "added 0, changed 2, moved 0, removed 0, unchanged 3, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"1.mp3", "0", "4"},
+                               {"2.mp3", "0", "1"},
+                               {"4.mp3", "0", "2"},
+                               {"a/album.ogg", "1", "5"}}));
+}
+
+TEST_F(ScanTest, SplitFilesOfOneNameChangePlaces) {
+    for (const char *name : {"a", "b"}) {
+        Put(std::string(name) + "/album.wav", "tone.wav");
+        Write(std::string(name) + "/album.cue", Sheet("album.wav", name));
+    }
+    std::ofstream(Music() / "b/album.wav", std::ios::app | std::ios::binary)
+        << std::string(5000, 'x');
+    Index();
+    Rate("is_virtual AND path LIKE '%/a/%'", 5);
+    const Rows tracks = Query("SELECT id, title, track FROM track ORDER BY id");
+    fs::rename(Music() / "a", Music() / "c");
+    fs::rename(Music() / "b", Music() / "a");
+    fs::rename(Music() / "c", Music() / "b");
+    Expect(Index(), 0, "added 0, changed 0, moved 2, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT id, title, track FROM track ORDER BY id"), tracks);
+    EXPECT_EQ(Ratings(), (Rows{{"b/album.wav", "1", "5"}, {"b/album.wav", "2", "5"}}));
+    fs::rename(Music() / "b/album.wav", Music() / "a/album.wav");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 1, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"a/album.wav", "1", "5"}, {"a/album.wav", "2", "5"}}));
+}
+
 TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
     PutTagged("disk/1.mp3", "First");
     PutTagged("here/2.mp3", "Second");
