@@ -76,6 +76,7 @@ Event Merge::OfFile(Found found) {
     event.work.modified = StorableTime(found.modified);
     event.work.userid = OwnerOf(found.path);
     event.work.sheets = std::move(found.sheets);
+    event.work.hasAttributes = found.hasAttributes;
     event.work.path = std::move(found.path);
     KnownRow *const front = known_.Front();
     if (front != nullptr && front->path == event.work.path && event.kind == Event::Kind::kSong) {

@@ -25,7 +25,8 @@ struct Work {
     std::int64_t modified = 0;  // as the library stores it
     unsigned userid = 0;
     std::shared_ptr<FolderSheets> sheets = {};
-    KnownRow known = {};  // id 0: none
+    bool hasAttributes = false;  // an extended-attribute folder is beside it
+    KnownRow known = {};         // id 0: none
 };
 
 struct ReadWork {

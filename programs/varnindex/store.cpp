@@ -249,9 +249,12 @@ Store::Batch Store::MakeBatch() {
     auto newId = newIds.begin();
     Batch batch;
     const auto append = [&](int id, const Song &song, RowKind kind) {
-        std::string &rows = id != 0 ? batch.changed : batch.added;
-        id = id != 0 ? id : *newId++;
-        AppendTrackRow(rows, id, song, kind);
+        const bool isNew = id == 0;
+        id = isNew ? *newId++ : id;
+        AppendTrackRow(isNew ? batch.added : batch.changed, id, song, kind);
+        if (isNew) {
+            AppendStarRows(batch.stars, id, song);
+        }
         AppendSideRows(batch.sides, id, song);
         return id;
     };
@@ -283,6 +286,9 @@ void Store::WriteSongs() {
     }
     if (!batch.offsets.empty()) {
         database_.CopyIn(kCopyOffsets, batch.offsets);
+    }
+    if (!batch.stars.empty()) {
+        database_.CopyIn(kCopyStars, batch.stars);
     }
 }
 

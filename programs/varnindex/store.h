@@ -16,7 +16,8 @@
 namespace varnindex {
 
 // Removes the rows of songs, with the tracks that cue sheets have made of them: `ids` in decimal,
-// with commas between them. Tracks that another row of the same file has stay. Throws DatabaseError.
+// with commas between them. Tracks that another row of the same file has stay. Throws
+// DatabaseError.
 void DeleteSongs(Database &database, const std::string &ids);
 
 class Store {
@@ -54,6 +55,7 @@ class Store {
         std::string added;    // rows of track
         std::string changed;  // the same of rows that are there
         std::string offsets;  // rows of virtual_info_track
+        std::string stars;    // rows of rating_track, of new songs
         SideRows sides;
     };
 

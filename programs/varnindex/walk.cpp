@@ -24,8 +24,11 @@ struct CloseDir {
 };
 using DirPtr = std::unique_ptr<DIR, CloseDir>;
 
+constexpr std::string_view kAttributeFolder = "@eaDir";
+
 bool IsPassedOver(std::string_view name) {
-    static constexpr std::array<std::string_view, 2> kServiceFolders = {"@eaDir", "#recycle"};
+    static constexpr std::array<std::string_view, 2> kServiceFolders = {kAttributeFolder,
+                                                                        "#recycle"};
     return name.starts_with('.') ||
            std::find(kServiceFolders.begin(), kServiceFolders.end(), name) != kServiceFolders.end();
 }
@@ -136,7 +139,7 @@ std::optional<Found> Walk::Enter(const std::string &path, bool throughLink) {
         (throughLink && !linked_.emplace(info.st_dev, info.st_ino).second)) {
         return std::nullopt;
     }
-    Level level{path, info.st_dev, info.st_ino, {}, nullptr};
+    Level level{path, info.st_dev, info.st_ino, {}};
     bool hasNames = false;
     for (;;) {
         errno = 0;
@@ -147,6 +150,8 @@ std::optional<Found> Walk::Enter(const std::string &path, bool throughLink) {
         if (!IsPassedOver(entry->d_name)) {
             hasNames = true;
             AddEntry(::dirfd(dir.get()), entry->d_name, entry->d_type, level);
+        } else if (entry->d_name == kAttributeFolder) {
+            level.hasAttributes = true;
         }
     }
     if (errno != 0) {
@@ -230,8 +235,13 @@ std::optional<Found> Walk::Take(Entry entry) {
     if (!entry.kind) {
         return Enter(path, entry.isLink);
     }
-    return Found{*entry.kind,          path, entry.size, entry.modified, std::move(entry.reason),
-                 levels_.back().sheets};
+    return Found{*entry.kind,
+                 path,
+                 entry.size,
+                 entry.modified,
+                 std::move(entry.reason),
+                 levels_.back().sheets,
+                 levels_.back().hasAttributes};
 }
 
 }  // namespace varnindex

@@ -32,6 +32,7 @@ struct Found {
     std::int64_t modified = 0;                  // microseconds since 1970, UTC
     std::string reason;                         // for a person, of all kinds but kFile
     std::shared_ptr<FolderSheets> sheets = {};  // beside a file; null where there are none
+    bool hasAttributes = false;                 // an extended-attribute folder is beside a file
 };
 
 // True for a file name, without its folder, that the caller wants to see.
@@ -70,6 +71,7 @@ class Walk {
         ino_t inode;
         std::vector<Entry> entries;  // the next one at the back
         std::shared_ptr<FolderSheets> sheets = {};
+        bool hasAttributes = false;
     };
 
     std::optional<Found> EnterRoot(const std::string &path);
