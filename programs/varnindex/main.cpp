@@ -52,7 +52,12 @@ int Complain(const std::string &message) {
 bool PrintSummary(const Counts &counts) {
     std::cout << "added " << counts.added << ", changed " << counts.changed << ", moved "
               << counts.moved << ", removed " << counts.removed << ", unchanged "
-              << counts.unchanged << ", failed " << counts.failed << std::endl;
+              << counts.unchanged << ", failed " << counts.failed;
+    if (const varnindex::ListCounts &lists = counts.lists; lists.Any()) {
+        std::cout << "; playlists: added " << lists.added << ", changed " << lists.changed
+                  << ", removed " << lists.removed << ", unchanged " << lists.unchanged;
+    }
+    std::cout << std::endl;
     return std::cout.good();
 }
 

@@ -37,6 +37,18 @@ Database &WithoutLeftovers(Database &database) {
     return database;
 }
 
+// "songs stay in the library: 3"; "" for nothing.
+std::string StayText(Kept kept) {
+    const std::string stay = " stay in the library: ";
+    if (kept.songs > 0 && kept.lists > 0) {
+        return "songs and playlists" + stay + std::to_string(kept.songs) + " and " +
+               std::to_string(kept.lists);
+    }
+    return kept.songs > 0   ? "songs" + stay + std::to_string(kept.songs)
+           : kept.lists > 0 ? "playlists" + stay + std::to_string(kept.lists)
+                            : "";
+}
+
 // One scan, in two passes: the first finds out what has changed, and so which rows have lost their
 // file before the first new file is read; the second reads and writes.
 class Scan {
@@ -59,7 +71,9 @@ class Scan {
     void Survey();
     void SurveySong(Event event);
     void SurveyGap(Event event);
-    void HoldBack(const Found &gap, std::size_t kept);
+    void SurveyList(const Work &work);
+    void SurveyGone(const KnownRow &row);
+    void HoldBack(const Found &gap, Kept kept);
     void HoldBackEmptied();
     bool NeedsReading(const Work &work) const;
     bool IsUnreadable(const Work &work) const;
@@ -76,7 +90,7 @@ class Scan {
     void StoreElsewhere(ReadWork read, Round round);
     void RemoveLeft();
     void GiveToCopies(const std::vector<int> &left);
-    void CountUnseen(unsigned userid);
+    void CountUnseen(const KnownRow &row);
     void WarnOfUnseen();
 
     Database &database_;
@@ -93,10 +107,14 @@ class Scan {
     std::size_t toRead_ = 0;
     std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
-    std::vector<Found> emptied_;    // folders that have rows and nothing else
+    struct Emptied {
+        Found folder;
+        Kept rows;
+    };
+    std::vector<Emptied> emptied_;  // folders that have rows and nothing else
     std::vector<Work> later_;       // for the next round
-    std::size_t unseenShared_ = 0;  // rows that stay because nobody knows where they belong
-    std::size_t unseenHomes_ = 0;
+    Kept unseenShared_;             // rows that stay because nobody knows where they belong
+    Kept unseenHomes_;
 };
 
 Counts Scan::Run() {
@@ -131,16 +149,18 @@ void Scan::Survey() {
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
-                places_.NoteList(event->work.path, event->work.modified, event->work.userid);
+                SurveyList(event->work);
                 break;
             case Event::Kind::kGone:
-                gone_.Add(event->work.known, std::nullopt);
+                SurveyGone(event->work.known);
                 break;
             case Event::Kind::kEmptied:
-                gone_.Add(event->work.known, emptied_.size());
+                if (!event->work.known.isList) {
+                    gone_.Add(event->work.known, emptied_.size());
+                }
                 break;
             case Event::Kind::kKept:
-                CountUnseen(event->work.known.userid);
+                CountUnseen(event->work.known);
                 places_.NoteFile(event->work.known.path, event->work.known.userid);
                 break;
             case Event::Kind::kGap:
@@ -202,56 +222,79 @@ void Scan::SurveySong(Event event) {
     }
 }
 
+void Scan::SurveyList(const Work &work) {
+    places_.NoteList(work.path, work.modified, work.userid);
+    ListCounts &counts = counts_.lists;
+    if (work.known.id == 0) {
+        reporter_.Tell("added", work.path);
+        ++counts.added;
+    } else if (work.known.modified != work.modified) {
+        reporter_.Tell("changed", work.path);
+        ++counts.changed;
+    } else {
+        ++counts.unchanged;
+    }
+}
+
+void Scan::SurveyGone(const KnownRow &row) {
+    if (row.isList) {
+        reporter_.Tell("removed", row.path);
+        ++counts_.lists.removed;
+    } else {
+        gone_.Add(row, std::nullopt);
+    }
+}
+
 // Something could not be looked at, a disk that is not mounted for example: what the library knows
-// about it stays. A link that leads nowhere is worth a word only when songs came through it.
+// about it stays. A link that leads nowhere is worth a word only when something came through it.
 // Whether a folder is worth one that was emptied is known when the moves are.
 void Scan::SurveyGap(Event event) {
     const bool isBlocked = event.found.kind == Found::Kind::kBlocked;
-    if (event.kept == 0 && !isBlocked) {
+    if (!event.kept.Any() && !isBlocked) {
         return;
     }
     if (event.found.kind == Found::Kind::kEmpty) {
-        emptied_.push_back(std::move(event.found));
+        emptied_.push_back({std::move(event.found), event.kept});
     } else {
         HoldBack(event.found, event.kept);
     }
 }
 
-void Scan::HoldBack(const Found &gap, std::size_t kept) {
+void Scan::HoldBack(const Found &gap, Kept kept) {
     if (!options_.purge) {
         places_.Keep(gap.path);
         counts_.heldBack = true;
     }
-    std::string text = Printable(gap.path) + ": " + gap.reason;
-    if (kept > 0) {
-        text += "; its songs stay in the library: " + std::to_string(kept);
-    }
-    reporter_.Warn(text);
+    reporter_.Warn(Printable(gap.path) + ": " + gap.reason + (kept.Any() ? "; its " : "") +
+                   StayText(kept));
 }
 
+// Where the songs of a folder have gone, its lists have been thrown away or gone with them.
 void Scan::HoldBackEmptied() {
     const std::vector<std::size_t> left = gone_.LeftOfEmptied(emptied_.size());
     for (std::size_t i = 0; i < left.size(); ++i) {
-        if (left[i] > 0) {
-            places_.NoteFile(emptied_[i].path, folders_.OwnerOf(emptied_[i].path));
-            HoldBack(emptied_[i], left[i]);
+        const auto &[folder, rows] = emptied_[i];
+        if (left[i] > 0 || rows.songs == 0) {
+            places_.NoteFile(folder.path, folders_.OwnerOf(folder.path));
+            HoldBack(folder, {left[i], rows.lists});
+        } else {
+            counts_.lists.removed += rows.lists;
         }
     }
 }
 
 // Rows of a gap have a warning of their own.
-void Scan::CountUnseen(unsigned userid) {
-    if (folders_.IsUnseen(userid)) {
-        ++(userid == 0 ? unseenShared_ : unseenHomes_);
+void Scan::CountUnseen(const KnownRow &row) {
+    if (folders_.IsUnseen(row.userid)) {
+        (row.userid == 0 ? unseenShared_ : unseenHomes_).Count(row);
     }
 }
 
 void Scan::WarnOfUnseen() {
-    const auto warn = [this](std::string_view reason, std::size_t rows) {
-        if (rows > 0) {
+    const auto warn = [this](std::string_view reason, Kept rows) {
+        if (rows.Any()) {
             counts_.heldBack = true;
-            reporter_.Warn(std::string(reason) +
-                           "; the songs stay in the library: " + std::to_string(rows));
+            reporter_.Warn(std::string(reason) + "; the " + StayText(rows));
         }
     };
     warn("no shared folder is indexed", unseenShared_);

@@ -12,6 +12,16 @@
 
 namespace varnindex {
 
+// Of playlists and cue sheets.
+struct ListCounts {
+    std::size_t added = 0;
+    std::size_t changed = 0;
+    std::size_t removed = 0;
+    std::size_t unchanged = 0;
+
+    bool Any() const { return added + changed + removed + unchanged > 0; }
+};
+
 struct Counts {
     std::size_t added = 0;
     std::size_t changed = 0;
@@ -19,6 +29,7 @@ struct Counts {
     std::size_t removed = 0;
     std::size_t unchanged = 0;
     std::size_t failed = 0;  // damaged files, and names that the library cannot hold
+    ListCounts lists;
     // True when a folder could not be looked at, and its songs were kept as they are.
     bool heldBack = false;
 };
