@@ -120,7 +120,10 @@ void Readers::Read(ReadWork &read) const {
             read.warnings = work.sheets->TakeProblems();
         }
         if (read.tracks.empty() && !read.result.embeddedCue.empty()) {
-            read.tracks = SplitByEmbedded(song, read.result.embeddedCue, read.result.warning);
+            std::string problem;
+            read.tracks = SplitByEmbedded(song, read.result.embeddedCue, problem);
+            read.isOwnSheetUnusable = !problem.empty();
+            read.result.warning = read.isOwnSheetUnusable ? problem : read.result.warning;
         }
         read.result.embeddedCue.clear();
         if (work.hasAttributes) {

@@ -14,6 +14,7 @@
 #include "store.h"
 #include "successors.h"
 #include "unreadable.h"
+#include "used_sheet.h"
 #include "varn/host.h"
 #include "varn/sql.h"
 #include "walk.h"
@@ -87,6 +88,8 @@ class Scan {
     void StoreRead(ReadWork read, Round round);
     bool IsAtItsPath(const ReadWork &read, Round round);
     void StoreAtItsPath(ReadWork read);
+    void Change(int id, ReadWork read, const UsedSheet &kept);
+    UsedSheet SheetToKeep(const ReadWork &read, int id);
     void StoreElsewhere(ReadWork read, Round round);
     void RemoveLeft();
     void GiveToCopies(const std::vector<int> &left);
@@ -225,6 +228,11 @@ void Scan::SurveySong(Event event) {
 void Scan::SurveyList(const Work &work) {
     places_.NoteList(work.path, work.modified, work.userid);
     ListCounts &counts = counts_.lists;
+    if (work.sheets && work.known.modified != work.modified) {
+        for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
+            reporter_.Warn(problem);
+        }
+    }
     if (work.known.id == 0) {
         reporter_.Tell("added", work.path);
         ++counts.added;
@@ -399,16 +407,54 @@ void Scan::StoreAtItsPath(ReadWork read) {
     }
     places_.NoteFile(work.path, work.userid);
     const KnownRow &known = work.known;
+    const UsedSheet kept = known.isSplit ? SheetToKeep(read, known.id) : UsedSheet();
     const bool isSame = known.size == work.size && known.modified == work.modified &&
                         known.userid == work.userid && !options_.full;
-    if (isSame && !known.isSplit && read.tracks.empty()) {
+    if (isSame && !kept.path.empty()) {
+        ++counts_.unchanged;
+        return;  // with its old stamp, so that it is looked at again
+    }
+    const bool hasTracks =
+        known.isSplit ? HasTracks(database_, known.id, read.tracks) : read.tracks.empty();
+    if (isSame && hasTracks) {
         store_.Restamp(known.id, read.result.song->sheetStamp);  // the sheets were about others
         ++counts_.unchanged;
         return;
     }
     reporter_.Tell("changed", work.path);
-    store_.Change(known.id, std::move(*read.result.song), std::move(read.tracks));
+    Change(known.id, std::move(read), kept);
     ++counts_.changed;
+}
+
+// The sheet whose tracks a row keeps, because it cannot be used just now; without a path when there
+// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings.
+UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
+    const auto &sheets = read.work.sheets;
+    if (options_.purge || !(read.isOwnSheetUnusable || (sheets && sheets->HasUnusable()))) {
+        return {};
+    }
+    UsedSheet used = ReadUsedSheet(database_, id);
+    const bool isUnusable =
+        used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name());
+    if (used.path.empty() || !isUnusable) {
+        return {};
+    }
+    counts_.heldBack = true;
+    reporter_.Warn(Printable(read.work.path) +
+                   ": its tracks stay in the library, whose cue sheet cannot be used");
+    return used;
+}
+
+// With kept tracks the stamp is none that a folder has, so that the song is looked at again.
+void Scan::Change(int id, ReadWork read, const UsedSheet &kept) {
+    Song &song = *read.result.song;
+    if (kept.path.empty()) {
+        store_.Change(id, std::move(song), std::move(read.tracks));
+    } else {
+        const std::string sheet = kept.Beside(song.path);
+        song.sheetStamp = ~song.sheetStamp;
+        store_.ChangeWithTracks(id, std::move(song), sheet);
+    }
 }
 
 // Gives a song the row of a file that is gone or another one now, else a new one; a path that has a
@@ -432,7 +478,8 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
     places_.NoteFile(read.work.path, read.work.userid);
     reporter_.Tell(claim.id != 0 ? "moved to" : "added", read.work.path);
     if (claim.id != 0) {
-        store_.Change(claim.id, std::move(*read.result.song), std::move(read.tracks));
+        const UsedSheet kept = SheetToKeep(read, claim.id);
+        Change(claim.id, std::move(read), kept);
         ++counts_.moved;
     } else {
         store_.Add(std::move(*read.result.song), std::move(read.tracks));

@@ -81,6 +81,12 @@ void Store::Change(int id, Song song, std::vector<VirtualSong> tracks) {
     Keep(id, std::move(song), std::move(tracks));
 }
 
+void Store::ChangeWithTracks(int id, Song song, const std::string &sheetPath) {
+    bytes_ += TextBytes(song) + sheetPath.size();
+    items_.push_back({id, std::move(song), {}, sheetPath});
+    FlushIfFull();
+}
+
 void Store::Keep(int id, Song song, std::vector<VirtualSong> tracks) {
     bytes_ += TextBytes(song, tracks);
     Item &item = items_.emplace_back();
@@ -200,7 +206,7 @@ void Store::MatchTracks() {
     std::vector<int> files;
     std::map<int, Item *> items;
     for (Item &item : items_) {
-        if (item.id != 0) {
+        if (item.id != 0 && item.keptSheet.empty()) {
             files.push_back(item.id);
             items.emplace(item.id, &item);
         }
@@ -221,6 +227,33 @@ void Store::MatchTracks() {
         }
     }
     DeleteRows(surplus);
+}
+
+// The tracks that stay go where their song goes.
+void Store::MoveKeptTracks() {
+    std::map<int, const Item *> items;
+    std::vector<int> files;
+    for (const Item &item : items_) {
+        if (!item.keptSheet.empty()) {
+            files.push_back(item.id);
+            items.emplace(item.id, &item);
+        }
+    }
+    for (const auto &[file, known] : TracksOf(files)) {
+        const Item &item = *items.at(file);
+        std::string ids;
+        for (const KnownTrack &track : known) {
+            AddId(ids, track.id);
+        }
+        database_.Execute(
+            Made(varn::Sql("UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT"
+                           " WHERE id = ANY ('{@VARN:NEVAR}')",
+                           item.song.path, static_cast<int>(item.song.userid), ids)));
+        database_.Execute(
+            Made(varn::Sql("UPDATE virtual_info_track SET cue_sheet_path ="
+                           " '@VARN:VAR' WHERE track = ANY ('{@VARN:NEVAR}')",
+                           item.keptSheet, ids)));
+    }
 }
 
 // Ids of new rows, fetched at once.
@@ -259,7 +292,8 @@ Store::Batch Store::MakeBatch() {
         return id;
     };
     for (const Item &item : items_) {
-        append(item.id, item.song, item.tracks.empty() ? RowKind::kWhole : RowKind::kSplit);
+        const bool isWhole = item.tracks.empty() && item.keptSheet.empty();
+        append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
         for (const auto &[track, known] : item.tracks) {
             const int id = append(known, track.song, RowKind::kTrack);
             AppendOffsetRow(batch.offsets, id, track.offset, track.sheetPath);
@@ -270,6 +304,7 @@ Store::Batch Store::MakeBatch() {
 
 void Store::WriteSongs() {
     MatchTracks();
+    MoveKeptTracks();
     const Batch batch = MakeBatch();
     if (!batch.added.empty()) {
         database_.CopyIn(CopyInto("track").c_str(), batch.added);

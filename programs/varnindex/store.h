@@ -32,6 +32,9 @@ class Store {
     void Add(Song song, std::vector<VirtualSong> tracks);  // a new row
     // Keeps the row's id and the date of its arrival; the path and the owner may be new.
     void Change(int id, Song song, std::vector<VirtualSong> tracks);
+    // The same, with the tracks that the song has: they get its path and owner, and `sheetPath` as
+    // that of their sheet.
+    void ChangeWithTracks(int id, Song song, const std::string &sheetPath);
     // Which tracks cue sheets have made of these files, which are about to get other paths: another
     // row may have theirs first.
     void RememberTracks(const std::vector<int> &ids);
@@ -49,6 +52,7 @@ class Store {
         int id = 0;  // 0: a new row
         Song song;
         std::vector<Track> tracks;
+        std::string keptSheet = {};  // not "": of the tracks that stay
     };
     // What a batch gives to the tables, as COPY reads it.
     struct Batch {
@@ -73,6 +77,7 @@ class Store {
     void RemoveRows();
     void DeleteRows(const std::string &ids);
     void MatchTracks();
+    void MoveKeptTracks();
     std::vector<int> NewIds(std::size_t count) const;
     Batch MakeBatch();
     void WriteSongs();

@@ -171,8 +171,8 @@ std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entrie
                                                 const std::string &folder) {
     std::vector<SheetFile> sheets;
     for (const Entry &entry : entries) {
-        if (entry.kind == Found::Kind::kFile && IsSheetName(entry.key)) {
-            sheets.push_back({entry.key, entry.size, entry.modified});
+        if (entry.kind && IsSheetName(entry.key)) {
+            sheets.push_back({entry.key, entry.size, entry.modified, entry.reason});
         }
     }
     if (sheets.empty()) {

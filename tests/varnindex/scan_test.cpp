@@ -510,6 +510,117 @@ TEST_F(ScanTest, OfTwoSheetsOneIsUsed) {
               (Rows{{"By its name"}}));
 }
 
+// Whatever has become of the sheet: the tracks and their ratings stay until somebody says otherwise.
+TEST_F(ScanTest, TracksStayWhileTheirSheetCannotBeUsed) {
+    const std::string unchanged = "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0";
+    Put("disc/album.flac", "tone.flac");
+    Put("disc/other.mp3");
+    Write("../disk/album.cue", Sheet("album.flac"));
+    fs::create_symlink(scratch() / "disk/album.cue", Music() / "disc/album.cue");
+    Index();
+    Rate("is_virtual", 3);
+    const auto tracks = [] { return Query("SELECT * FROM track WHERE is_virtual ORDER BY id"); };
+    const Rows before = tracks();
+    const auto stays = [&](const Ended &run, const std::string &reason) {
+        EXPECT_NE(run.err.find("album.cue: " + reason), run.err.npos) << run.err;
+        EXPECT_NE(run.err.find("album.flac: its tracks stay"), run.err.npos) << run.err;
+        EXPECT_EQ(tracks(), before);
+        EXPECT_EQ(Ratings().size(), 2U);
+    };
+    fs::rename(scratch() / "disk", scratch() / "unplugged");
+    for (int i = 0; i < 2; ++i) {
+        const Ended away = Index();
+        Expect(away, 1, unchanged);
+        stays(away, "not used, No such file");
+    }
+    fs::rename(scratch() / "unplugged", scratch() / "disk");
+    Expect(Index(), 0, unchanged);
+    Write("../disk/album.cue", "FILE album.flac WAVE\nTRACK 01 AUDIO\n  INDEX 01 rubbish\n");
+    const Ended broken = Index();
+    Expect(broken, 1, unchanged);
+    stays(broken, "not used, ");
+    Write("../disk/album.cue", Sheet("of another disc.flac"));
+    Put("disc/album.mp3", "plain.mp3");  // the sheet's own name means two files now
+    stays(Index(), "no use for its file");
+    // The song goes on changing and moving with its tracks.
+    fs::remove(Music() / "disc/album.mp3");
+    fs::remove(scratch() / "disk/album.cue");
+    EmbedSheet(Music() / "disc/album.flac", "");
+    Expect(Index(), 1, "added 0, changed 1, moved 0, removed 1, unchanged 1, failed 0");
+    fs::rename(Music() / "disc", Music() / "moved");
+    Expect(Index(), 1, "added 0, changed 0, moved 2, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"moved/album.flac", "1", "3"}, {"moved/album.flac", "2", "3"}}));
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track WHERE cue_sheet_path = '" +
+                    (Music() / "moved/album.cue").string() + "'"),
+              "2");
+    Expect(Index(), 1, unchanged);
+    Write("../disk/album.cue", Sheet("album.flac", "Back"));
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Ratings().size(), 2U);
+    EXPECT_EQ(Value("SELECT id FROM track WHERE title = 'Back'"), before.front().front());
+    fs::remove(scratch() / "disk/album.cue");
+    Expect(Index({"--purge"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual OR has_virtual"), "0");
+}
+
+TEST_F(ScanTest, ASheetBesideASplitFileThatIsAboutOthersChangesNothing) {
+    const fs::path embedded = Put("tagged/album.flac", "tone.flac");
+    EmbedSheet(embedded, Sheet("x", "Inside"));
+    Put("disc/album.ogg", "tone.ogg");
+    Write("disc/album.cue", Sheet("album.ogg"));
+    Index();
+    const std::string unchanged = "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0";
+    for (const char *name : {"disc/zzz.cue", "tagged/zzz.cue"}) {
+        Write(name, "FILE nowhere.wav WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\n");
+    }
+    Expect(Index(), 0, unchanged);
+    Expect(Index(), 0, unchanged);
+    EmbedSheet(embedded, "FILE x WAVE\nTRACK 01 AUDIO\nTITLE broken\n");
+    const Ended broken = Index();
+    Expect(broken, 1, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual"), "4");
+    // An index that moves by less than a second is a change all the same.
+    std::string sheet = Sheet("album.ogg");
+    sheet.replace(sheet.find("00:00:50"), 8, "00:00:49");
+    Write("disc/album.cue", sheet);
+    Expect(Index(), 1, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+}
+
+TEST_F(ScanTest, ASheetWithoutSongsIsNamedOnce) {
+    Put("here/1.mp3");
+    Write("lone/album.cue", Sheet("album.wav"));
+    Write("lone/bad.cue", "no sheet");
+    const Ended first = Index();
+    EXPECT_NE(first.err.find("lone/album.cue: no use for its file \"album.wav\""), first.err.npos);
+    EXPECT_NE(first.err.find("lone/bad.cue: not used"), first.err.npos) << first.err;
+    EXPECT_EQ(Index().err, "");
+}
+
+// The time of a folder grows with its songs and sheets, not with their product.
+TEST_F(ScanTest, AFolderOfManySheetsAndFilesIsNoTrap) {
+    std::string sheet;
+    for (int i = 0; i < 450; ++i) {
+        sheet += "FILE \"Missing " + std::to_string(i) +
+                 ".wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 02 AUDIO\n"
+                 "INDEX 01 00:00:01\n";
+    }
+    const fs::path song = Put("0.mp3");
+    for (int i = 1; i < 3000; ++i) {
+        fs::create_hard_link(song, Music() / ("Song " + std::to_string(i) + ".mp3"));
+    }
+    for (int i = 0; i < 1005; ++i) {
+        Write(std::to_string(i) + ".cue", i < 30 ? sheet : "");
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const Ended run = Index({"-v"});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    Expect(run, 0, "added 3000, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    for (const char *word : {"0.cue: no use for its file \"Missing 0.wav\" and 449 more",
+                             "too many FILE lines", "only the first 1000 of its 1005 cue sheets"}) {
+        EXPECT_NE(run.err.find(word), run.err.npos) << run.err.substr(0, 2000);
+    }
+}
+
 TEST_F(ScanTest, AnEmbeddedSheetCountsWhereNoneIsBeside) {
     const fs::path path = Put("album.flac", "tone.flac");
     EmbedSheet(path, Sheet("CDImage.wav", "Inside"));
