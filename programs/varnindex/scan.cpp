@@ -69,6 +69,7 @@ class Scan {
     Counts Run();
 
   private:
+    void StopIfAsked() const;
     void Survey();
     void SurveySong(Event event);
     void SurveyGap(Event event);
@@ -128,8 +129,10 @@ Counts Scan::Run() {
     }
     HoldBackEmptied();
     store_.Flush();
+    StopIfAsked();
     RemoveLeft();
     store_.Flush();
+    StopIfAsked();
     if (!options_.dryRun) {
         places_.Store(scope_, options_.purge);
         unreadable_.Store(scope_);
@@ -142,10 +145,17 @@ Counts Scan::Run() {
     return counts_;
 }
 
+void Scan::StopIfAsked() const {
+    if (options_.isStopped != nullptr && options_.isStopped()) {
+        throw Stopped();
+    }
+}
+
 void Scan::Survey() {
     reporter_.StartPhase("Looking", 0);
     Merge merge(database_, scope_, folders_, roots_, options_.purge);
     while (auto event = merge.Next()) {
+        StopIfAsked();
         switch (event->kind) {
             case Event::Kind::kSong:
                 SurveySong(std::move(*event));
@@ -345,6 +355,7 @@ void Scan::ReadSurveyed(Readers &readers) {
     }
     Merge merge(database_, scope_, folders_, roots_, options_.purge);
     while (auto event = merge.Next()) {
+        StopIfAsked();
         if (event->kind == Event::Kind::kSong) {
             gone_.Forget(event->work.known.id);  // it is there again since the first pass
             if (NeedsReading(event->work) && !IsUnreadable(event->work)) {
@@ -368,6 +379,7 @@ void Scan::TakeAll(Readers &readers, Round round) {
 }
 
 void Scan::Take(Readers &readers, Round round) {
+    StopIfAsked();
     ReadWork read = readers.Take();
     for (const std::string &warning : read.warnings) {
         reporter_.Warn(warning);
@@ -490,6 +502,7 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
 void Scan::RemoveLeft() {
     GiveToCopies(gone_.Left());
     for (const int id : gone_.Left()) {
+        StopIfAsked();
         if (reporter_.ListsChanges()) {
             const Rows row =
                 database_.Query(Made(varn::Sql("SELECT path FROM track WHERE id = @VARN:INT", id)));

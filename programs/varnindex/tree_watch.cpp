@@ -65,8 +65,8 @@ bool IsFolder(const std::string &path) {
 
 }  // namespace
 
-TreeWatch::TreeWatch(NameFilter wanted)
-    : wanted_(wanted), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+TreeWatch::TreeWatch(NameFilter wanted, bool (*isStopped)())
+    : wanted_(wanted), isStopped_(isStopped), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     if (!inotify_) {
         throw SystemError("the system gives no means to watch (fs.inotify.max_user_instances)");
     }
@@ -131,6 +131,9 @@ void TreeWatch::AddTree(const std::string &path) {
 }
 
 void TreeWatch::AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay) {
+    if (isStopped_ != nullptr && isStopped_()) {
+        return;
+    }
     const Identity identity = IdentityOf(path);
     if (path.size() >= PATH_MAX || identity == Identity() ||
         std::find(onTheWay.begin(), onTheWay.end(), identity) != onTheWay.end()) {

@@ -65,6 +65,20 @@ TEST_F(TreeWatchTest, FoldersThatLinkToEachOtherHaveAnEnd) {
     EXPECT_LT(changed.size(), 10U);
 }
 
+TEST_F(TreeWatchTest, NothingMoreIsWatchedOnceItIsStopped) {
+    fs::create_directories(scratch() / "a/b/c");
+    static int asked;
+    asked = 0;
+    varnindex::TreeWatch watch(varnindex::IsIndexedName, [] { return ++asked > 2; });
+    watch.SetRoots({(scratch() / "a").string()});
+    for (const char *name : {"a/1.mp3", "a/b/2.mp3", "a/b/c/3.mp3"}) {
+        std::ofstream(scratch() / name) << "x";
+    }
+    std::set<std::string> changed;
+    watch.Read(changed);
+    EXPECT_EQ(changed, (std::set<std::string>{scratch() / "a/1.mp3", scratch() / "a/b/2.mp3"}));
+}
+
 // ---- the watcher alone -------------------------------------------------------------------------
 
 // A watcher in a process of its own, whose jobs write down what they are asked for.
@@ -130,7 +144,7 @@ class WatchTest : public tonvale_test::SystemTest {
     // Returns when the watcher has had its first look.
     void Start() {
         watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
-        ASSERT_TRUE(Eventually([] { return WasAsked(Music().string()); }));
+        ASSERT_TRUE(Eventually([] { return WasAsked("everything"); }));
         fs::remove(Asked());
     }
 
@@ -225,7 +239,7 @@ TEST_F(WatchTest, WhatTheLibraryDoesNotHoldIsNotAskedFor) {
     EXPECT_EQ(Lines(Asked()), Words{(Music() / "last.mp3").string() + "|"});
 }
 
-TEST_F(WatchTest, NoticesAreWorkedOffOnceAndSpooledOnesFirst) {
+TEST_F(WatchTest, NoticesAreWorkedOffOnce) {
     const auto notify = [](const fs::path &path, int code, const char *old = nullptr) {
         EXPECT_EQ(VLIBVRNotify(path.c_str(), old, code), 0);
     };
@@ -234,8 +248,11 @@ TEST_F(WatchTest, NoticesAreWorkedOffOnceAndSpooledOnesFirst) {
     notify("/elsewhere/not ours.mp3", VLIB_NOTIFY_CREATED);
     ASSERT_TRUE(fs::exists(Spool()));
     watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
-    ASSERT_TRUE(Asks(hostile));
+    ASSERT_TRUE(Asks("everything"));
     EXPECT_TRUE(Eventually([] { return !fs::exists(Spool().string() + ".taken"); }));
+    std::ofstream(Spool(), std::ios::app)
+        << "64\t" << (Music() / "two\\\\n tab\\t.mp3").string() << "\t\n";
+    EXPECT_TRUE(Asks(hostile));
     EXPECT_EQ(fs::file_size(Spool()), 0U);
     notify(Music() / "sent.m3u", VLIB_NOTIFY_CHANGED);
     EXPECT_TRUE(Asks(Music() / "sent.m3u"));
@@ -245,6 +262,7 @@ TEST_F(WatchTest, NoticesAreWorkedOffOnceAndSpooledOnesFirst) {
     // A sender that found the watcher too busy.
     std::ofstream(Spool(), std::ios::app) << "2\t" << (Music() / "late.m3u").string() << "\t\n";
     EXPECT_TRUE(Asks(Music() / "late.m3u"));
+    fs::remove(Asked());
     std::ofstream(Spool(), std::ios::app) << "*\n";
     EXPECT_TRUE(Asks("everything"));
 }
@@ -393,14 +411,16 @@ class LibraryWatchTest : public tonvale_test::DatabaseTest {
         fs::copy_file(Samples() / sample, Music() / name, fs::copy_options::overwrite_existing);
     }
 
-    void Start() {
-        const fs::path log = scratch() / "log.txt";
+    static fs::path LogFile() { return scratch() / "log.txt"; }
+
+    void Start(const char *option = "--watch") {
+        const fs::path log = LogFile();
         indexer_ = fork();
         if (indexer_ == 0) {
             const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
             dup2(fd, STDOUT_FILENO);
             dup2(fd, STDERR_FILENO);
-            execl(TONVALE_PROGRAM_DIR "/varnindex", "varnindex", "--watch", nullptr);
+            execl(TONVALE_PROGRAM_DIR "/varnindex", "varnindex", "--watch", option, nullptr);
             _exit(127);
         }
         ASSERT_TRUE(Eventually([] { return fs::exists(At(varn::path::kNotifySocket)); }))
@@ -454,6 +474,42 @@ TEST_F(LibraryWatchTest, TheLibraryFollowsTheFolders) {
         Eventually([] { return Value("SELECT count(*) FROM playlist WHERE id = 77") == "0"; }));
     EXPECT_TRUE(Stop());
     EXPECT_FALSE(fs::exists(At(varn::path::kNotifySocket)));
+}
+
+// A stop in the middle of a scan leaves the rest to the next start.
+TEST_F(LibraryWatchTest, ALongScanStopsAtOnceAndIsMadeUpFor) {
+    constexpr int kSongs = 20'000;
+    for (int i = 1; i < kSongs; ++i) {
+        const fs::path folder = Music() / std::to_string(i % 100);
+        fs::create_directories(folder);
+        fs::create_hard_link(Music() / "first.mp3", folder / (std::to_string(i) + ".mp3"));
+    }
+    const auto songs = [] { return std::stoi(Value("SELECT count(*) FROM track")); };
+    Start();
+    ASSERT_TRUE(Eventually([&] { return songs() > 0; }));
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_TRUE(Stop()) << ReadFile(LogFile());
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(2));
+    EXPECT_LT(songs(), kSongs);
+    EXPECT_FALSE(fs::exists(At(varn::path::kNotifySocket)));
+    Start();
+    EXPECT_TRUE(Eventually([&] { return songs() == kSongs; })) << ReadFile(LogFile());
+}
+
+TEST_F(LibraryWatchTest, WhatAnotherIndexerStandsInTheWayOfIsDoneBehindIt) {
+    Start();
+    ASSERT_TRUE(Becomes("first.mp3=The Tóne"));
+    EXPECT_TRUE(Stop());
+    Query("UPDATE track SET title = 'Wrong'");
+    {
+        varnindex::Database other;
+        ASSERT_TRUE(other.TakeIndexLock());
+        Start("--full");
+        EXPECT_TRUE(Eventually([] {
+            return ReadFile(LogFile()).find("another indexer is at work") != std::string::npos;
+        }));
+    }
+    EXPECT_TRUE(Becomes("first.mp3=The Tóne"));
 }
 
 TEST_F(LibraryWatchTest, APlaylistRowIsRemovedByItsId) {
