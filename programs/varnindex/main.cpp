@@ -14,6 +14,7 @@
 #include "folders.h"
 #include "format.h"
 #include "inspect.h"
+#include "links.h"
 #include "names.h"
 #include "notices.h"
 #include "remove.h"
@@ -176,6 +177,12 @@ int Index(Options options) {
                             "with \"tonvale init --music DIR\"");
         }
         path = *configured;
+        const varnindex::LinkedFolders library(folders.Roots());
+        const auto part = varnindex::PassedOverPart(*library.RootOf(path), path);
+        if (!part.empty()) {
+            return Complain(varnindex::Printable(path) + " is passed over, because of \"" +
+                            varnindex::Printable(part) + "\" in its path");
+        }
     }
     if (folders.Empty() && options.paths.empty()) {
         return Complain(

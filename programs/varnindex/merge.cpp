@@ -21,8 +21,11 @@ bool IsGap(const Found &found) {
 }  // namespace
 
 Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
-             const std::vector<std::string> &roots, bool purge)
-    : folders_(folders), purge_(purge), walk_(roots, IsIndexedName), known_(database, scope) {}
+             const std::vector<std::string> &roots, LinkedFolders *library, bool purge)
+    : folders_(folders),
+      purge_(purge),
+      walk_(roots, IsIndexedName, library),
+      known_(database, scope) {}
 
 std::optional<Event> Merge::Next() {
     if (!found_ && !walkEnded_) {

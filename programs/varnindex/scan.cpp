@@ -54,11 +54,13 @@ std::string StayText(Kept kept) {
 // file before the first new file is read; the second reads and writes.
 class Scan {
   public:
+    // `library` where the roots are parts of it.
     Scan(Database &database, const Folders &folders, std::vector<std::string> roots, Scope scope,
-         const ScanOptions &options, Reporter &reporter)
+         const ScanOptions &options, Reporter &reporter, LinkedFolders *library = nullptr)
         : database_(database),
           folders_(folders),
           roots_(std::move(roots)),
+          library_(library),
           scope_(std::move(scope)),
           options_(options),
           reporter_(reporter),
@@ -100,6 +102,7 @@ class Scan {
     Database &database_;
     const Folders &folders_;
     std::vector<std::string> roots_;
+    LinkedFolders *library_;
     Scope scope_;
     ScanOptions options_;
     Reporter &reporter_;
@@ -153,7 +156,7 @@ void Scan::StopIfAsked() const {
 
 void Scan::Survey() {
     reporter_.StartPhase("Looking", 0);
-    Merge merge(database_, scope_, folders_, roots_, options_.purge);
+    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge);
     while (auto event = merge.Next()) {
         StopIfAsked();
         switch (event->kind) {
@@ -353,7 +356,7 @@ void Scan::ReadSurveyed(Readers &readers) {
         }
         return;
     }
-    Merge merge(database_, scope_, folders_, roots_, options_.purge);
+    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge);
     while (auto event = merge.Next()) {
         StopIfAsked();
         if (event->kind == Event::Kind::kSong) {
@@ -550,8 +553,15 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
     if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
         OwnFolders(folders).Remember(reporter);
     }
-    const std::vector<std::string> roots = FoldersToWalk(folders, paths);
-    return Scan(database, folders, roots, Scope(roots), options, reporter).Run();
+    LinkedFolders library(folders.Roots());
+    std::vector<std::string> all = paths;
+    for (const std::string &path : paths) {
+        if (auto elsewhere = library.LibraryPath(OrderedFolders({path}).front())) {
+            all.push_back(std::move(*elsewhere));
+        }
+    }
+    const std::vector<std::string> roots = FoldersToWalk(folders, all);
+    return Scan(database, folders, roots, Scope(roots), options, reporter, &library).Run();
 }
 
 }  // namespace varnindex

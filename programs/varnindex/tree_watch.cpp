@@ -13,6 +13,8 @@
 #include <memory>
 #include <utility>
 
+#include "format.h"
+
 namespace varnindex {
 namespace {
 
@@ -22,15 +24,6 @@ constexpr std::uint32_t kFolderMask = IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | I
 struct CloseDir {
     void operator()(DIR *dir) const { ::closedir(dir); }
 };
-
-// What the walk passes over, too.
-bool IsPassedOver(std::string_view name) {
-    return name.starts_with('.') || name == "@eaDir" || name == "#recycle";
-}
-
-bool IsBelow(std::string_view folder, std::string_view path) {
-    return path.starts_with(folder) && path.substr(folder.size()).starts_with('/');
-}
 
 // The names of the folders in a folder, links to folders included.
 std::vector<std::string> Subfolders(const std::string &path) {
@@ -47,6 +40,9 @@ std::vector<std::string> Subfolders(const std::string &path) {
             names.emplace_back(entry->d_name);
         }
     }
+    // The walk takes the first of several links.
+    std::sort(names.begin(), names.end(),
+              [](const std::string &a, const std::string &b) { return a + "/" < b + "/"; });
     return names;
 }
 
@@ -175,9 +171,7 @@ bool TreeWatch::AddFolder(const std::string &path, Reached reached) {
 }
 
 void TreeWatch::RemoveTree(const std::string &path) {
-    const auto isIn = [&](const std::string &folder) {
-        return folder == path || IsBelow(path, folder);
-    };
+    const auto isIn = [&](const std::string &folder) { return IsBelow(path, folder); };
     for (auto at = watches_.lower_bound(path);
          at != watches_.end() && at->first.starts_with(path);) {
         if (!isIn(at->first)) {

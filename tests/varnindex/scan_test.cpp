@@ -722,6 +722,42 @@ TEST_F(ScanTest, GivenPathsAreThoseOfTheIndexedFolders) {
     EXPECT_EQ(Index({"--no-such-option"}).status, 2);
 }
 
+TEST_F(ScanTest, GivenPathsMeanWhatAScanOfEverythingMakesOfThem) {
+    PutTagged("../disk/1.mp3", "First");
+    PutTagged("real/2.mp3", "Second");
+    PutTagged("#recycle/3.mp3", "Third");
+    PutTagged("real/.4.mp3", "Fourth");
+    for (const char *link : {"link1", "link2"}) {
+        fs::create_directory_symlink(scratch() / "disk", Music() / link);
+    }
+    fs::create_directory_symlink("real", Music() / "same");
+    Index();
+    const Rows whole = Query("SELECT id, path FROM track ORDER BY path");
+    ASSERT_EQ(whole.size(), 2U);
+    for (const char *path : {"link2", "link2/1.mp3", "same", "same/2.mp3"}) {
+        Expect(Index({(Music() / path).string()}), 0,
+               "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+        EXPECT_EQ(Query("SELECT id, path FROM track ORDER BY path"), whole) << path;
+    }
+    for (const char *path : {"#recycle", "#recycle/3.mp3", "real/.4.mp3"}) {
+        const Ended refused = Index({(Music() / path).string()});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_NE(refused.err.find("is passed over"), refused.err.npos) << refused.err;
+    }
+    EXPECT_NE(Index({"inspect", (Music() / "#recycle/3.mp3").string()}).out.find("passed over"),
+              std::string::npos);
+    // A mount point with a stray file in it, where a disk is registered.
+    fs::rename(Music(), scratch() / "away");
+    fs::create_directory(Music());
+    std::ofstream(Music() / "README.txt") << "mount the disk here";
+    const Ended unmounted = Index();
+    Expect(unmounted, 1, "added 0, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_NE(unmounted.err.find("neither music nor a folder is in it; its songs stay in the"),
+              unmounted.err.npos)
+        << unmounted.err;
+    EXPECT_EQ(Query("SELECT id, path FROM track ORDER BY path"), whole);
+}
+
 TEST(Folders, OwnersAndWhatToWalk) {
     const fs::path base = fs::temp_directory_path();  // the nearest folder that exists
     const std::string top = base.string();
