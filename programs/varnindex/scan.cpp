@@ -1,11 +1,11 @@
 #include "scan.h"
 
 #include <optional>
-#include <string_view>
 #include <thread>
 #include <utility>
 
 #include "gone.h"
+#include "held_back.h"
 #include "merge.h"
 #include "names.h"
 #include "own_folders.h"
@@ -38,18 +38,6 @@ Database &WithoutLeftovers(Database &database) {
     return database;
 }
 
-// "songs stay in the library: 3"; "" for nothing.
-std::string StayText(Kept kept) {
-    const std::string stay = " stay in the library: ";
-    if (kept.songs > 0 && kept.lists > 0) {
-        return "songs and playlists" + stay + std::to_string(kept.songs) + " and " +
-               std::to_string(kept.lists);
-    }
-    return kept.songs > 0   ? "songs" + stay + std::to_string(kept.songs)
-           : kept.lists > 0 ? "playlists" + stay + std::to_string(kept.lists)
-                            : "";
-}
-
 // One scan, in two passes: the first finds out what has changed, and so which rows have lost their
 // file before the first new file is read; the second reads and writes.
 class Scan {
@@ -65,6 +53,7 @@ class Scan {
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
+          heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
 
@@ -74,11 +63,8 @@ class Scan {
     void StopIfAsked() const;
     void Survey();
     void SurveySong(Event event);
-    void SurveyGap(Event event);
     void SurveyList(const Work &work);
     void SurveyGone(const KnownRow &row);
-    void HoldBack(const Found &gap, Kept kept);
-    void HoldBackEmptied();
     bool NeedsReading(const Work &work) const;
     bool IsUnreadable(const Work &work) const;
     void CountUnreadable(const Work &work);
@@ -96,8 +82,6 @@ class Scan {
     void StoreElsewhere(ReadWork read, Round round);
     void RemoveLeft();
     void GiveToCopies(const std::vector<int> &left);
-    void CountUnseen(const KnownRow &row);
-    void WarnOfUnseen();
 
     Database &database_;
     const Folders &folders_;
@@ -107,6 +91,7 @@ class Scan {
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
+    HeldBack heldBack_;
     Unreadable unreadable_;
     Store store_;
     GoneRows gone_;
@@ -114,14 +99,7 @@ class Scan {
     std::size_t toRead_ = 0;
     std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
-    struct Emptied {
-        Found folder;
-        Kept rows;
-    };
-    std::vector<Emptied> emptied_;  // folders that have rows and nothing else
-    std::vector<Work> later_;       // for the next round
-    Kept unseenShared_;             // rows that stay because nobody knows where they belong
-    Kept unseenHomes_;
+    std::vector<Work> later_;  // for the next round
 };
 
 Counts Scan::Run() {
@@ -130,7 +108,7 @@ Counts Scan::Run() {
     if (toRead_ > 0) {
         ReadAll();
     }
-    HoldBackEmptied();
+    counts_.lists.removed += heldBack_.SettleEmptied(gone_.LeftOfEmptied(heldBack_.NextEmptied()));
     store_.Flush();
     StopIfAsked();
     RemoveLeft();
@@ -145,6 +123,7 @@ Counts Scan::Run() {
         counts_.unchanged) {
         store_.RenewStatistics();
     }
+    counts_.heldBack = heldBack_.Any();
     return counts_;
 }
 
@@ -172,15 +151,15 @@ void Scan::Survey() {
                 break;
             case Event::Kind::kEmptied:
                 if (!event->work.known.isList) {
-                    gone_.Add(event->work.known, emptied_.size());
+                    gone_.Add(event->work.known, heldBack_.NextEmptied());
                 }
                 break;
             case Event::Kind::kKept:
-                CountUnseen(event->work.known);
+                heldBack_.AddUnseen(event->work.known);
                 places_.NoteFile(event->work.known.path, event->work.known.userid);
                 break;
             case Event::Kind::kGap:
-                SurveyGap(std::move(*event));
+                heldBack_.AddGap(std::move(event->found), event->kept);
                 break;
             case Event::Kind::kRefused:
                 ++counts_.failed;
@@ -188,7 +167,7 @@ void Scan::Survey() {
                 break;
         }
     }
-    WarnOfUnseen();
+    heldBack_.WarnOfUnseen();
     if (unreadableAsBefore_ > 0) {
         reporter_.Warn(std::to_string(unreadableAsBefore_) +
                        (unreadableAsBefore_ == 1 ? " file" : " files") +
@@ -264,62 +243,6 @@ void Scan::SurveyGone(const KnownRow &row) {
     } else {
         gone_.Add(row, std::nullopt);
     }
-}
-
-// Something could not be looked at, a disk that is not mounted for example: what the library knows
-// about it stays. A link that leads nowhere is worth a word only when something came through it.
-// Whether a folder is worth one that was emptied is known when the moves are.
-void Scan::SurveyGap(Event event) {
-    const bool isBlocked = event.found.kind == Found::Kind::kBlocked;
-    if (!event.kept.Any() && !isBlocked) {
-        return;
-    }
-    if (event.found.kind == Found::Kind::kEmpty) {
-        emptied_.push_back({std::move(event.found), event.kept});
-    } else {
-        HoldBack(event.found, event.kept);
-    }
-}
-
-void Scan::HoldBack(const Found &gap, Kept kept) {
-    if (!options_.purge) {
-        places_.Keep(gap.path);
-        counts_.heldBack = true;
-    }
-    reporter_.Warn(Printable(gap.path) + ": " + gap.reason + (kept.Any() ? "; its " : "") +
-                   StayText(kept));
-}
-
-// Where the songs of a folder have gone, its lists have been thrown away or gone with them.
-void Scan::HoldBackEmptied() {
-    const std::vector<std::size_t> left = gone_.LeftOfEmptied(emptied_.size());
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        const auto &[folder, rows] = emptied_[i];
-        if (left[i] > 0 || rows.songs == 0) {
-            places_.NoteFile(folder.path, folders_.OwnerOf(folder.path));
-            HoldBack(folder, {left[i], rows.lists});
-        } else {
-            counts_.lists.removed += rows.lists;
-        }
-    }
-}
-
-// Rows of a gap have a warning of their own.
-void Scan::CountUnseen(const KnownRow &row) {
-    if (folders_.IsUnseen(row.userid)) {
-        (row.userid == 0 ? unseenShared_ : unseenHomes_).Count(row);
-    }
-}
-
-void Scan::WarnOfUnseen() {
-    const auto warn = [this](std::string_view reason, Kept rows) {
-        if (rows.Any()) {
-            counts_.heldBack = true;
-            reporter_.Warn(std::string(reason) + "; the " + StayText(rows));
-        }
-    };
-    warn("no shared folder is indexed", unseenShared_);
-    warn("the home music folder of some users is not there", unseenHomes_);
 }
 
 void Scan::ReadAll() {
@@ -454,9 +377,7 @@ UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
     if (used.path.empty() || !isUnusable) {
         return {};
     }
-    counts_.heldBack = true;
-    reporter_.Warn(Printable(read.work.path) +
-                   ": its tracks stay in the library, whose cue sheet cannot be used");
+    heldBack_.AddTracks(read.work.path);
     return used;
 }
 
