@@ -20,9 +20,8 @@ namespace varnindex {
 
 // A file that was moved has the size and the audio of a row whose own file is gone. Of several such
 // rows it gets the one with its name, otherwise the first by path that no other new file has the
-// name of. A file that was renamed over a known name has its row and its audio elsewhere: its path's
-// row stays with the path only where it belongs nowhere else. Holds some numbers per row, never
-// their paths.
+// name of. A file that was renamed over a known name has its row elsewhere: the row of its path
+// stays with the path only where it belongs nowhere else. Holds some numbers per row, never paths.
 class GoneRows {
   public:
     // `emptied` is a number of the caller's for a folder that is there with nothing in it. Its disk

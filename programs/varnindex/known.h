@@ -36,8 +36,8 @@ struct Scope {
 // folders, and the folders themselves where `alsoFolders` says so.
 std::string ScopeCondition(const Scope &scope, bool alsoFolders);
 
-// The songs and lists that are real files, in the byte order of their paths, read block by block. Rows
-// written after the construction do not appear. One such object at a time on a connection.
+// The songs and lists that are real files, in the byte order of their paths, read block by block.
+// Rows written after the construction do not appear. One such object at a time on a connection.
 class KnownRows {
   public:
     KnownRows(Database &database, const Scope &scope);

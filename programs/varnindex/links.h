@@ -1,5 +1,5 @@
-// Which links to folders are followed. A folder is in the library once, whatever links lead to it: at
-// its own place, where it has one below the indexed folders, else behind the first link.
+// Which links to folders are followed. A folder is in the library once, whatever links lead to it:
+// at its own place, where it has one below the indexed folders, else behind the first link.
 #pragma once
 
 #include <sys/types.h>

@@ -41,8 +41,8 @@ struct Event {
 
 class Merge {
   public:
-    // `roots` as OrderedFolders gives them; with `library` they are parts of it (walk.h). With `purge` rows without a file are gone whatever the
-    // reason.
+    // `roots` as OrderedFolders gives them; with `library` they are parts of it (walk.h). With
+    // `purge` rows without a file are gone whatever the reason.
     Merge(Database &database, const Scope &scope, const Folders &folders,
           const std::vector<std::string> &roots, LinkedFolders *library, bool purge);
 

@@ -1,4 +1,5 @@
-// Reads audio files on all cores, and hands the songs out in the order in which they were asked for.
+// Reads audio files on all cores, and hands the songs out in the order in which they were asked
+// for.
 #pragma once
 
 #include <condition_variable>

@@ -155,7 +155,8 @@ bool TreeWatch::AddFolder(const std::string &path, Reached reached) {
     // Added to what a file of this folder is watched for.
     const int watch = ::inotify_add_watch(inotify_.Get(), path.c_str(), kFolderMask | IN_MASK_ADD);
     if (watch < 0) {
-        // An unreadable folder tells by its attributes when it becomes readable; its parent sees it.
+        // An unreadable folder tells by its attributes when it becomes readable; its parent sees
+        // it.
         if (errno == ENOSPC || errno == ENOMEM) {
             unwatched_.insert(path);
         }

@@ -132,8 +132,8 @@ bool Walk::IsLinkedRoot(const std::string &path) {
     return library_ != nullptr && library_->IsBehindLink(NameOfFolder(path));
 }
 
-// A folder that somebody has registered is where a disk is mounted, if anywhere. A stray file in the
-// mount point does not tell that its songs were thrown away.
+// A folder that somebody has registered is where a disk is mounted, if anywhere. A stray file in
+// the mount point does not tell that its songs were thrown away.
 bool Walk::IsWholeRoot(const std::string &path) const {
     const std::string folder = NameOfFolder(path);
     const std::string *const root = library_ != nullptr ? library_->RootOf(folder) : nullptr;

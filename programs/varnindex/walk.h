@@ -51,8 +51,8 @@ std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders)
 // Only the entries of the folders on the way down are held in memory, and no descriptor stays open.
 class Walk {
   public:
-    // With `library` the folders are parts of it, and are walked as a walk of all of it would: not at
-    // all where that does not go. It outlives the walk.
+    // With `library` the folders are parts of it, and are walked as a walk of all of it would: not
+    // at all where that does not go. It outlives the walk.
     Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library = nullptr);
 
     // The next find; none at the end.

@@ -9,8 +9,9 @@
 
 namespace varnindex {
 
-// What the watcher has done by others. Each of these may throw DatabaseError: the work is then tried
-// again with growing pauses. Those that index throw Stopped (scan.h) when IsStopRequested() says so.
+// What the watcher has done by others. Each of these may throw DatabaseError: the work is then
+// tried again with growing pauses. Those that index throw Stopped (scan.h) when IsStopRequested()
+// says so.
 struct WatchJobs {
     // All folders that the library holds files of, the personal ones included: absolute paths as
     // OrderedFolders gives them. Asked for again whenever the configuration changes.

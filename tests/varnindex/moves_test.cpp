@@ -71,6 +71,7 @@ TEST_F(MovesTest, AMoveIsFoundBetweenGivenPaths) {
     EXPECT_EQ(Ratings(), (Rows{{"b/1.mp3", "0", "5"}}));
 }
 
+// The copy has been in the library for a while when its original goes.
 TEST_F(MovesTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
     PutTagged("a/1.mp3", "First");
     PutTagged("a/2.mp3", "Second song");
@@ -103,6 +104,7 @@ TEST_F(MovesTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
 }
 
+// Known names, and other songs behind them.
 TEST_F(MovesTest, SongsRenamedOverEachOtherKeepTheirRows) {
     const auto song = [](int i) { return std::string(static_cast<std::size_t>(i), 'x'); };
     for (int i = 1; i <= 4; ++i) {

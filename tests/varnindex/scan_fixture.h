@@ -51,8 +51,8 @@ class ScanTest : public IndexTest {
                      " ORDER BY path, track.track");
     }
 
-    // Runs a statement for each table of the library: %1$s is its name, %2$s the names of its columns
-    // that can be written.
+    // Runs a statement for each table of the library: %1$s is its name, %2$s the names of its
+    // columns that can be written.
     static void ForEveryTable(const std::string &statement) {
         Query("DO $do$ DECLARE s text; BEGIN FOR s IN SELECT format('" + statement +
               "', table_name, string_agg(column_name, ', ')) FROM information_schema.columns"
@@ -62,7 +62,8 @@ class ScanTest : public IndexTest {
               " GROUP BY table_name ORDER BY table_name DESC LOOP EXECUTE s; END LOOP; END $do$");
     }
 
-    // The server needs a moment to find out that its client was killed; until then it holds the lock.
+    // The server needs a moment to find out that its client was killed; until then it holds the
+    // lock.
     static void WaitForItsServerProcess() {
         for (int i = 0; i < 500; ++i) {
             varnindex::Database probe;

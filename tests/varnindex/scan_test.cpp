@@ -19,8 +19,6 @@ using tonvale_test::Ended;
 using tonvale_test::Samples;
 using tonvale_test::ScanTest;
 
-// The copy has been in the library for a while when its original goes.
-// Known names, and other songs behind them.
 TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
     PutTagged("disk/1.mp3", "First");
     PutTagged("here/2.mp3", "Second");
@@ -181,8 +179,6 @@ TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 0"), "2");
 }
 
-// Whatever has become of the sheet: the tracks and their ratings stay until somebody says otherwise.
-// The time of a folder grows with its songs and sheets, not with their product.
 // Whatever the moment, what a killed scan leaves is a whole library, and the next scan makes of it
 // what it would have been without the accident.
 TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
@@ -195,11 +191,31 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     }
     Put("disc/album.flac", "tone.flac");
     Write("disc/album.cue", Sheet("album.flac"));
+    // Songs with audio of their own, to be renamed over each other and to be deleted behind a copy.
+    const auto own = [](const std::string &folder, int i) {
+        return Music() / folder / (std::to_string(i) + ".mp3");
+    };
+    for (int i = 0; i < 500; ++i) {
+        PutTagged("swap/" + std::to_string(i) + ".mp3", "Own " + std::to_string(i));
+        std::ofstream(own("swap", i), std::ios::app) << i;
+    }
+    fs::create_directory(Music() / "late");
+    for (int i = 0; i < 100; ++i) {
+        fs::rename(own("swap", i), own("late", i));
+    }
     Index();
     Rate("is_virtual OR title LIKE '%7'", 4);
+    fs::copy(Music() / "late", Music() / "late copy");
+    Index();
     ForEveryTable("CREATE TABLE saved_%1$s AS SELECT %2$s FROM %1$s");
     fs::rename(Music() / "d1", Music() / "moved");
     fs::rename(Music() / "disc", Music() / "disc moved");
+    fs::remove_all(Music() / "late");
+    for (int i = 100; i < 500; i += 2) {
+        fs::rename(own("swap", i), Music() / "swap/other");
+        fs::rename(own("swap", i + 1), own("swap", i));
+        fs::rename(Music() / "swap/other", own("swap", i + 1));
+    }
     for (int i = 0; i + 2 < kSongs; i += 18) {
         fs::remove(Music() / name(i));
         PutTagged(name(i + 2), "Changed " + std::to_string(i), "Jazz");
@@ -209,6 +225,8 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     Index();
     const auto whole = std::chrono::steady_clock::now() - start;
     const Rows expected = Content();
+    EXPECT_EQ(Value("SELECT count(*) FROM rating_track"),
+              Value("SELECT count(*) FROM saved_rating_track"));
     for (int i = 0; i < 25; ++i) {
         ForEveryTable("DELETE FROM %1$s");
         ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");

@@ -89,6 +89,8 @@ TEST_F(SheetsTest, OfTwoSheetsOneIsUsed) {
               (Rows{{"By its name"}}));
 }
 
+// Whatever has become of the sheet: the tracks and their ratings stay until somebody says
+// otherwise.
 TEST_F(SheetsTest, TracksStayWhileTheirSheetCannotBeUsed) {
     const std::string unchanged = "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0";
     Put("disc/album.flac", "tone.flac");
@@ -174,6 +176,7 @@ TEST_F(SheetsTest, ASheetWithoutSongsIsNamedOnce) {
     EXPECT_EQ(Index().err, "");
 }
 
+// The time of a folder grows with its songs and sheets, not with their product.
 TEST_F(SheetsTest, AFolderOfManySheetsAndFilesIsNoTrap) {
     std::string sheet;
     for (int i = 0; i < 450; ++i) {
