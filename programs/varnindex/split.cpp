@@ -1,19 +1,13 @@
 #include "split.h"
 
-#include <unicode/normalizer2.h>
-#include <unicode/unistr.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <string_view>
 
 #include "names.h"
 #include "varn/text.h"
 
 namespace varnindex {
 namespace {
-
-// --- songs of a file -------------------------------------------------------------------------
 
 // Puts a name of the sheet in the place of the file's, together with what it is sorted by.
 void Override(std::string &name, std::string &sorted, const std::string &fromSheet) {
@@ -53,6 +47,7 @@ double Seconds(int frames) {
     return static_cast<double>(frames) / kCueFramesPerSecond;
 }
 
+<<<<<<< HEAD
 // --- the file of a FILE line -----------------------------------------------------------------
 
 using Names = std::vector<std::string>;
@@ -109,6 +104,8 @@ Search FindOnly(const Names &names, const Matches &matches) {
     return {only ? std::optional(*first) : std::nullopt, true};
 }
 
+=======
+>>>>>>> i3
 }  // namespace
 
 std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std::size_t fileIndex,
@@ -133,33 +130,6 @@ std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std:
         songs.push_back(std::move(song));
     }
     return songs;
-}
-
-std::optional<std::string> FindAudioFile(const std::string &entryName, const Names &names,
-                                         const std::string &sheetName) {
-    const std::string_view base = WithoutFolders(entryName);
-    // A backslash may be part of a name here, too.
-    for (const std::string_view exact : {std::string_view(entryName), base}) {
-        if (std::find(names.begin(), names.end(), exact) != names.end()) {
-            return std::string(exact);
-        }
-    }
-    const std::string name = Folded(base);
-    const std::string stem = Folded(WithoutExtension(base));
-    const std::string sheetStem = Folded(WithoutExtension(sheetName));
-    const auto isName = [&](const std::string &other) { return Folded(other) == name; };
-    const auto isConverted = [&](const std::string &other) {
-        const std::string otherStem = Folded(WithoutExtension(other));
-        return otherStem == stem || otherStem == name;
-    };
-    const auto isSheets = [&](const std::string &other) {
-        // "album.cue", or "album.flac.cue"
-        return Folded(WithoutExtension(other)) == sheetStem || Folded(other) == sheetStem;
-    };
-    Search search = FindOnly(names, isName);
-    search = search.ended ? search : FindOnly(names, isConverted);
-    search = search.ended ? search : FindOnly(names, isSheets);
-    return search.found;
 }
 
 }  // namespace varnindex
