@@ -19,6 +19,8 @@ using Action = std::function<int()>;
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
+void AddPlaylist(CLI::App &app, Action &action);
+void AddPlaylists(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);
 

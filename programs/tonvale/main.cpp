@@ -63,7 +63,8 @@ int Run(int argc, char **argv) {
         ->type_name("DIR");
     app.require_subcommand(0, 1);
     app.fallthrough();
-    for (const auto add : {AddInit, AddIndex, AddSongs, AddStart, AddStop}) {
+    for (const auto add :
+         {AddInit, AddIndex, AddSongs, AddPlaylists, AddPlaylist, AddStart, AddStop}) {
         add(app, action);
     }
     try {
@@ -73,7 +74,8 @@ int Run(int argc, char **argv) {
     }
     if (!action) {
         Complain(
-            "name what to do: init, index, songs, start or stop ('tonvale --help' tells more)");
+            "name what to do: init, index, songs, playlists, playlist, start or stop ('tonvale "
+            "--help' tells more)");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");

@@ -1,6 +1,3 @@
-#include <pwd.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <memory>
@@ -11,10 +8,9 @@
 #include "number.h"
 #include "song_output.h"
 #include "tonvale/library.h"
-#include "varn/account.h"
+#include "user.h"
 #include "varn/mediaindex.h"
 #include "varn/sql.h"
-#include "varn/systempath.h"
 
 namespace tonvale_cli {
 
@@ -82,35 +78,16 @@ std::vector<std::string> SortNames() {
     return names;
 }
 
-// The accounts of the root, for a message; a real installation's may be too many to list.
-std::string KnownUsers() {
-    if (SystemRoot().empty()) {
-        return "";
-    }
-    const std::unique_ptr<FILE, decltype(&fclose)> file(
-        fopen(SystemPath(varn::path::kPasswd).c_str(), "re"), fclose);
-    std::string names;
-    for (const passwd *entry = nullptr; file && (entry = fgetpwent(file.get())) != nullptr;) {
-        names += (names.empty() ? "" : ", ") + std::string(entry->pw_name);
-    }
-    return names.empty() ? "" : "; the users are " + names;
-}
-
 // The user's id. Empty, with a message, for a user or a library that does not exist.
 std::optional<uid_t> ResolveUser(SongsOptions &options) {
-    PVARN_USER found = nullptr;
-    if (VARNUserGet(options.user.c_str(), &found) != 0) {
-        Complain("there is no user '" + options.user + "'" + KnownUsers());
-        return std::nullopt;
-    }
-    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
+    const std::optional<uid_t> uid = FindUser(options.user);
     // The count looks at the kind that this gives; the page must show the same.
-    if (NormalizeLibraryKind(options.library.c_str(), user->uid, options.library) != 0) {
+    if (uid && NormalizeLibraryKind(options.library.c_str(), *uid, options.library) != 0) {
         Complain("the user '" + options.user + "' has no personal library; the libraries are " +
                  "all, shared, actual, actual_shared, virtual, virtual_shared");
         return std::nullopt;
     }
-    return user->uid;
+    return uid;
 }
 
 // The condition of all filters together. Empty when one of them is not UTF-8.
