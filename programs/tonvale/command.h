@@ -27,6 +27,8 @@ void AddInit(CLI::App &app, Action &action);
 void AddMediaServer(CLI::App &app, Action &action);
 void AddPermission(CLI::App &app, Action &action);
 void AddPlayer(CLI::App &app, Action &action);
+void AddPlaylist(CLI::App &app, Action &action);
+void AddPlaylists(CLI::App &app, Action &action);
 void AddPreference(CLI::App &app, Action &action);
 void AddRate(CLI::App &app, Action &action);
 void AddSearch(CLI::App &app, Action &action);

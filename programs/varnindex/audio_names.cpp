@@ -6,7 +6,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "charset.h"
+#include "varn/text.h"
+
 
 namespace varnindex {
 namespace {
@@ -20,7 +21,7 @@ std::string Folded(std::string_view name) {
     if (U_FAILURE(error)) {
         return std::string(name);
     }
-    icu::UnicodeString units = icu::UnicodeString::fromUTF8(ToUtf8(name));
+    icu::UnicodeString units = icu::UnicodeString::fromUTF8(varn::ToUtf8(name));
     units = decompose->normalize(units, error);
     units = compose->normalize(units.foldCase(), error);
     std::string folded;

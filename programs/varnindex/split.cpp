@@ -47,65 +47,6 @@ double Seconds(int frames) {
     return static_cast<double>(frames) / kCueFramesPerSecond;
 }
 
-<<<<<<< HEAD
-// --- the file of a FILE line -----------------------------------------------------------------
-
-using Names = std::vector<std::string>;
-
-// What is the same for two spellings of one name. A name that is not UTF-8 was left by a system
-// with a code page.
-std::string Folded(std::string_view name) {
-    UErrorCode error = U_ZERO_ERROR;
-    const icu::Normalizer2 *const decompose = icu::Normalizer2::getNFDInstance(error);
-    const icu::Normalizer2 *const compose = icu::Normalizer2::getNFCInstance(error);
-    if (U_FAILURE(error)) {
-        return std::string(name);
-    }
-    icu::UnicodeString units = icu::UnicodeString::fromUTF8(varn::ToUtf8(name));
-    units = decompose->normalize(units, error);
-    units = compose->normalize(units.foldCase(), error);
-    std::string folded;
-    units.toUTF8String(folded);
-    return U_SUCCESS(error) ? folded : std::string(name);
-}
-
-std::string_view WithoutFolders(std::string_view path) {
-    return path.substr(path.find_last_of("/\\") + 1);
-}
-
-// "01. Intro.flac" -> "01. Intro"; a dot within a title is not the begin of an extension.
-std::string_view WithoutExtension(std::string_view name) {
-    constexpr std::size_t kLongest = 5;
-    const std::size_t dot = name.rfind('.');
-    if (dot == std::string_view::npos || dot == 0) {
-        return name;
-    }
-    const std::string_view extension = name.substr(dot + 1);
-    const bool usual =
-        !extension.empty() && extension.size() <= kLongest &&
-        std::all_of(extension.begin(), extension.end(), [](char c) {
-            return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
-        });
-    return usual ? name.substr(0, dot) : name;
-}
-
-struct Search {
-    std::optional<std::string> found;
-    bool ended = false;  // found, or several match equally well
-};
-
-template <typename Matches>
-Search FindOnly(const Names &names, const Matches &matches) {
-    const auto first = std::find_if(names.begin(), names.end(), matches);
-    if (first == names.end()) {
-        return {};
-    }
-    const bool only = std::find_if(first + 1, names.end(), matches) == names.end();
-    return {only ? std::optional(*first) : std::nullopt, true};
-}
-
-=======
->>>>>>> i3
 }  // namespace
 
 std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std::size_t fileIndex,

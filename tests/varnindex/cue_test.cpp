@@ -7,12 +7,8 @@
 #include <utility>
 #include <vector>
 
-<<<<<<< HEAD
 #include "varn/text.h"
-=======
 #include "varnindex/audio_names.h"
-#include "varnindex/charset.h"
->>>>>>> i3
 #include "varnindex/names.h"
 #include "varnindex/split.h"
 
