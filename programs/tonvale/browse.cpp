@@ -60,8 +60,9 @@ std::string Line(const ItemNode &node, bool isContainer) {
 // What a server may call its values is not ours to choose: the names below win.
 Json::Value JsonOf(const ItemNode &node, const char *kind) {
     Json::Value json(Json::objectValue);
-    for (const auto &[key, value] : node.values) {
-        json[key] = value;
+    for (std::size_t i = 0; i < node.values.size(); ++i) {
+        const auto [key, value] = node.values.at(i);
+        json[std::string(key)] = std::string(value);
     }
     json.removeMember("children");
     if (kind != nullptr) {

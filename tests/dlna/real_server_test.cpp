@@ -4,6 +4,7 @@
 #include <set>
 
 #include "dlna/media_server.h"
+#include "dlna/values.h"
 #include "programs/command.h"
 #include "support/environment.h"
 #include "support/fixture.h"
@@ -133,7 +134,7 @@ TEST_P(RealServerTest, ShowsItsTracks) {
     }
     EXPECT_GE(attributes.size(), 6u);
     ASSERT_TRUE(track.children);
-    EXPECT_EQ(track.children->nodes().front()->values, attributes);
+    EXPECT_EQ(ValuesOf(*track.children->nodes().front()), attributes);
     EXPECT_TRUE(track.getValueByKey("duration").starts_with("0:00:01"));
     EXPECT_TRUE(track.getValueByKey("protocolInfo").starts_with("http-get:*:audio/mpeg:"));
     EXPECT_TRUE(track.getValueByKey("res").starts_with("http://127.0.0.1:"));
