@@ -167,7 +167,8 @@ class Browser {
 
     // What is in an object, `depth` levels of it. False, with a message, when that is not all.
     bool Children(const std::string &id, int level, int offset, int limit) {
-        const int64_t end = limit > 0 ? int64_t{offset} + limit : std::numeric_limits<int>::max();
+        constexpr int64_t kMost = std::numeric_limits<int>::max();
+        const int64_t end = limit > 0 ? std::min(int64_t{offset} + limit, kMost) : kMost;
         std::string previous;
         for (int64_t start = offset; start < end;) {
             DMAParser page;
