@@ -17,33 +17,52 @@ using Tonvale::dlna::IsElement;
 using Tonvale::dlna::NameOf;
 using Tonvale::support::Guarded;
 
-// The first value of a key stays.
-void Store(ItemNode &node, std::string_view key, const xmlNode *firstChild) {
+// The values of one element, before they are put in order. Used again and again.
+using Entries = std::vector<ItemValues::Entry>;
+
+void Add(Entries &entries, std::string_view key, const xmlNode *firstChild) {
     const char *text = FirstText(firstChild);
-    node.values.try_emplace(std::string(key), text != nullptr ? text : "");
+    entries.emplace_back(key, text != nullptr ? text : "");
 }
 
-void AddItem(ItemList &list, const xmlNode &element) {
-    auto node = std::make_unique<ItemNode>();
+// Orders by key; of several values of one key the first stays.
+void Settle(Entries &entries) {
+    std::stable_sort(entries.begin(), entries.end(),
+                     [](const auto &a, const auto &b) { return a.first < b.first; });
+    const auto end = std::unique(entries.begin(), entries.end(),
+                                 [](const auto &a, const auto &b) { return a.first == b.first; });
+    entries.erase(end, entries.end());
+}
+
+ItemValues ValuesOf(const xmlNode &element, Entries &entries, std::pmr::memory_resource &memory) {
+    entries.clear();
     for (const xmlAttr *attribute = element.properties; attribute != nullptr;
          attribute = attribute->next) {
-        Store(*node, NameOf(*attribute), attribute->children);
+        Add(entries, NameOf(*attribute), attribute->children);
     }
     if (NameOf(element) == kResource && element.children != nullptr) {
-        Store(*node, kResource, element.children);
+        Add(entries, kResource, element.children);
     }
     for (const xmlNode *child = element.children; child != nullptr; child = child->next) {
-        if (!IsElement(*child)) {
-            continue;
+        if (IsElement(*child) && NameOf(*child) != kResource) {
+            Add(entries, NameOf(*child), child->children);
         }
-        if (NameOf(*child) != kResource) {
-            Store(*node, NameOf(*child), child->children);
-            continue;
+    }
+    Settle(entries);
+    return ItemValues(entries, memory);
+}
+
+void AddItem(ItemList &list, const xmlNode &element, Entries &entries,
+             std::pmr::memory_resource &memory) {
+    auto node = std::make_unique<ItemNode>();
+    node->values = ValuesOf(element, entries, memory);
+    for (const xmlNode *child = element.children; child != nullptr; child = child->next) {
+        if (IsElement(*child) && NameOf(*child) == kResource) {
+            if (!node->children) {
+                node->children = std::make_unique<ItemList>();
+            }
+            AddItem(*node->children, *child, entries, memory);
         }
-        if (!node->children) {
-            node->children = std::make_unique<ItemList>();
-        }
-        AddItem(*node->children, *child);
     }
     list.nodes().push_back(std::move(node));
 }
@@ -56,23 +75,23 @@ int CountOf(const char *text) {
 }
 
 // libxml2 nests documents 256 deep at most, and so do the calls here.
-void Walk(DMAParser &parser, const xmlNode *node) {
+void Walk(DMAParser &parser, const xmlNode *node, Entries &entries) {
     for (; node != nullptr; node = node->next) {
         if (!IsElement(*node)) {
             continue;
         }
         const std::string_view name = NameOf(*node);
         if (name == "container") {
-            AddItem(parser.containers, *node);
+            AddItem(parser.containers, *node, entries, parser.containers.memory());
         } else if (name == "item") {
-            AddItem(parser.items, *node);
+            AddItem(parser.items, *node, entries, parser.items.memory());
         } else if (name == "TotalMatches" || name == "NumberReturned") {
             // One field for both.
             if (const char *text = FirstText(node->children)) {
                 parser.count = CountOf(text);
             }
         } else {
-            Walk(parser, node->children);
+            Walk(parser, node->children, entries);
         }
     }
 }
@@ -90,7 +109,8 @@ int DMAParser::Parse(const char *buffer, int size) noexcept {
             return -1;
         }
         count = 0;
-        Walk(*this, document.root());
+        Entries entries;
+        Walk(*this, document.root(), entries);
         return 0;
     });
 }
@@ -104,7 +124,8 @@ int DMAParser::Parse(DMABrowse *browse) noexcept {
 
 void DMAParser::prcXMLNode(_xmlNode *node) noexcept {
     Guarded(kSource, false, [&] {
-        Walk(*this, node);
+        Entries entries;
+        Walk(*this, node, entries);
         return true;
     });
 }
@@ -114,7 +135,8 @@ void DMAParser::prcItem(ItemList *list, _xmlNode *node) noexcept {
         return;
     }
     Guarded(kSource, false, [&] {
-        AddItem(*list, *node);
+        Entries entries;
+        AddItem(*list, *node, entries, list->memory());
         return true;
     });
 }

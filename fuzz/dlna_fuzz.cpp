@@ -44,9 +44,11 @@ std::string Decoded(std::string_view text) {
 
 void CheckNodes(const ItemList &list) {
     for (const auto &node : list.nodes()) {
-        for (const auto &[key, value] : node->values) {
+        for (std::size_t i = 0; i < node->values.size(); ++i) {
+            const auto [key, value] = node->values.at(i);
+            Require(i == 0 || node->values.at(i - 1).first < key, "keys rise");
             Require(!key.empty(), "a key has a name");
-            Require(value.empty() || node->getValueByKey(key) == value,
+            Require(value.empty() || node->getValueByKey(std::string(key)) == value,
                     "its own value comes first");
         }
         if (node->children) {

@@ -16,9 +16,13 @@
 #pragma once
 
 #include <cstddef>
-#include <map>
+#include <cstdint>
 #include <memory>
+#include <memory_resource>
+#include <span>
 #include <string>
+#include <string_view>
+#include <utility>
 #include <vector>
 
 #include "tonvale/export.h"
@@ -117,6 +121,31 @@ class TONVALE_EXPORT DMAGet : public DMAgent {
 
 class ItemList;
 
+// A map from text to text, in the order of its keys (by bytes). An answer holds many small ones, so
+// that all of a list lie together in memory that the list owns.
+class TONVALE_EXPORT ItemValues {
+  public:
+    using Entry = std::pair<std::string_view, std::string_view>;  // key and value
+
+    ItemValues() noexcept = default;
+    // Copies the entries, of which no two have the same key and each is less than the next, into
+    // memory that must outlive the map. Their texts are shorter than 4 GiB together.
+    ItemValues(std::span<const Entry> entries, std::pmr::memory_resource &memory);
+
+    std::size_t size() const noexcept { return size_; }
+    // The entry of an index below size().
+    Entry at(std::size_t index) const noexcept;
+    // The value of a key, or "" when there is none.
+    std::string_view find(std::string_view key) const noexcept;
+
+  private:
+    std::string_view Part(std::size_t part) const noexcept;
+
+    // Where each of key, value, key, value ... ends; their text follows.
+    const uint32_t *ends_ = nullptr;
+    std::size_t size_ = 0;
+};
+
 // A container, an item or a resource: its attributes and simple child elements by their local names
 // ("id", "title", "albumArtURI", "class"), and a child node for each of its "res" elements
 // ("protocolInfo", "size", "duration", "bitrate" and so on, and the URL under "res").
@@ -137,8 +166,8 @@ class TONVALE_EXPORT ItemNode {
     // Writes every key and value to the standard output, for debugging.
     void PrintContent() const noexcept;
 
-    std::map<std::string, std::string> values;  // the first of several values of one key
-    std::unique_ptr<ItemList> children;         // null until there is one
+    ItemValues values;                   // the first of several values of one key
+    std::unique_ptr<ItemList> children;  // null until there is one
 };
 
 // Nodes in the order of the document.
@@ -152,11 +181,14 @@ class TONVALE_EXPORT ItemList {
     // The nodes, which belong to the list.
     std::vector<std::unique_ptr<ItemNode>> &nodes() noexcept { return nodes_; }
     const std::vector<std::unique_ptr<ItemNode>> &nodes() const noexcept { return nodes_; }
+    // Where the values of the nodes, and of those below them, are kept.
+    std::pmr::memory_resource &memory() noexcept { return memory_; }
 
     // ItemNode::PrintContent of every node.
     void PrintContent() const noexcept;
 
   private:
+    std::pmr::monotonic_buffer_resource memory_;
     std::vector<std::unique_ptr<ItemNode>> nodes_;
 };
 

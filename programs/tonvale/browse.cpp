@@ -60,8 +60,9 @@ std::string Line(const ItemNode &node, bool isContainer) {
 // What a server may call its values is not ours to choose: the names below win.
 Json::Value JsonOf(const ItemNode &node, const char *kind) {
     Json::Value json(Json::objectValue);
-    for (const auto &[key, value] : node.values) {
-        json[key] = value;
+    for (std::size_t i = 0; i < node.values.size(); ++i) {
+        const auto [key, value] = node.values.at(i);
+        json[std::string(key)] = std::string(value);
     }
     json.removeMember("children");
     if (kind != nullptr) {
@@ -166,7 +167,8 @@ class Browser {
 
     // What is in an object, `depth` levels of it. False, with a message, when that is not all.
     bool Children(const std::string &id, int level, int offset, int limit) {
-        const int64_t end = limit > 0 ? int64_t{offset} + limit : std::numeric_limits<int>::max();
+        constexpr int64_t kMost = std::numeric_limits<int>::max();
+        const int64_t end = limit > 0 ? std::min(int64_t{offset} + limit, kMost) : kMost;
         std::string previous;
         for (int64_t start = offset; start < end;) {
             DMAParser page;

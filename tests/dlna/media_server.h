@@ -36,7 +36,6 @@ inline int FreePort() {
 
 // What is particular to one program.
 struct MediaServerKind {
-    const char *name;
     const char *program;
     std::vector<std::string> (*prepare)(const std::filesystem::path &home,
                                         const std::filesystem::path &music, int port);
@@ -49,8 +48,7 @@ inline std::vector<std::string> PrepareMinidlna(const std::filesystem::path &hom
     std::ofstream(home / "minidlna.conf")
         << "port=" << port << "\nnetwork_interface=lo\nmedia_dir=A," << music.string()
         << "\ndb_dir=" << home.string() << "\nlog_dir=" << home.string()
-        << "\ninotify=no\nfriendly_name=Tones & <more>\nminissdpdsocket=" << home.string()
-        << "/none\n";
+        << "\ninotify=no\nfriendly_name=Tones\nminissdpdsocket=" << home.string() << "/none\n";
     return {"-S", "-f", home / "minidlna.conf", "-P", home / "pid"};
 }
 
@@ -59,20 +57,16 @@ inline std::vector<std::string> PrepareRygel(const std::filesystem::path &home,
     std::ofstream(home / "rygel.conf")
         << "[general]\nipv6=false\nenable-transcoding=false\nallow-upload=false\n"
         << "allow-deletion=false\nacl-fallback-policy=true\nmedia-engine=librygel-media-engine-"
-        << "gst.so\n[MediaExport]\nenabled=true\ntitle=Tones & <more>\nuris=" << music.string()
+        << "gst.so\n[MediaExport]\nenabled=true\ntitle=Tones\nuris=" << music.string()
         << "\nextract-metadata=true\nmonitor-changes=false\nvirtual-folders=true\n"
         << "[Playbin]\nenabled=false\n[MPRIS]\nenabled=false\n[External]\nenabled=false\n";
     return {"-n", "lo", "-p", std::to_string(port)};
 }
 
-inline const MediaServerKind kMediaServers[] = {
-    {"minidlna", "/usr/sbin/minidlnad", PrepareMinidlna, "/ctl/ContentDir", {"Music", "All Music"}},
-    {"rygel",
-     "/usr/bin/rygel",
-     PrepareRygel,
-     "/Control/MediaExport/RygelContentDirectory",
-     {"Music", "All"}},
-};
+inline const MediaServerKind kMinidlna = {
+    "/usr/sbin/minidlnad", PrepareMinidlna, "/ctl/ContentDir", {"Music", "All Music"}};
+inline const MediaServerKind kRygel = {
+    "/usr/bin/rygel", PrepareRygel, "/Control/MediaExport/RygelContentDirectory", {"Music", "All"}};
 
 class MediaServer {
   public:
@@ -81,7 +75,8 @@ class MediaServer {
         : kind_(kind), home_(home), port_(FreePort()) {
         std::filesystem::create_directories(home);
         std::vector<std::string> words = kind.prepare(home, music, port_);
-        words.insert(words.begin(), kind.program);
+        // A server does not outlive this process, however it ends.
+        words.insert(words.begin(), {"/usr/bin/setpriv", "--pdeathsig", "KILL", kind.program});
         std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
         for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
                                      "XDG_RUNTIME_DIR", "TMPDIR"}) {
@@ -96,7 +91,7 @@ class MediaServer {
         posix_spawnattr_t attributes;  // a group, because a server has helpers
         posix_spawnattr_init(&attributes);
         posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-        EXPECT_EQ(posix_spawn(&pid_, kind.program, &files, &attributes, Pointers(words).data(),
+        EXPECT_EQ(posix_spawn(&pid_, words[0].c_str(), &files, &attributes, Pointers(words).data(),
                               Pointers(environment).data()),
                   0)
             << kind.program;
@@ -116,9 +111,12 @@ class MediaServer {
         return "http://127.0.0.1:" + std::to_string(port_) + kind_.controlPath;
     }
 
-    // The container of all tracks. Waits until there are that many in it; "" when that never is.
+    // The container of all tracks. Waits until there are that many in it; "" when that never is. A
+    // server may read its files only while nothing else runs, which can take minutes on a busy
+    // machine.
     std::string AllTracks(std::size_t count) const {
-        for (int tries = 0; tries < 600; ++tries) {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(6);
+        while (std::chrono::steady_clock::now() < end) {
             const std::string container = Container();
             DMAParser page;
             if (!container.empty() && Children(container, static_cast<int>(count) - 1, 1, page) &&

@@ -1,5 +1,6 @@
 #include <limits>
 
+#include "dlna/values.h"
 #include "support/fixture.h"
 #include "support/scripted_http.h"
 #include "tonvale/dlna.h"
@@ -9,7 +10,6 @@ namespace tonvale_test {
 namespace {
 
 using ParserTest = SystemTest;
-using Values = std::map<std::string, std::string>;
 
 // A Browse answer as it is after decoding.
 std::string Answer(const std::string &didl, const std::string &counts = "") {
@@ -56,19 +56,19 @@ TEST_F(ParserTest, ReadsATrack) {
         "sampleFrequency=\"44100\" bitsPerSample=\"16\" nrAudioChannels=\"2\">http://a/1?b&amp;c"
         "</res><res protocolInfo=\"http-get:*:audio/mpeg:*\" bitrate=\"16000\" "
         "resolution=\"\" album=\"of the resource\"/></item>");
-    EXPECT_EQ(item.values, (Values{{"id", "1$4&0"},
-                                   {"parentID", "1$4"},
-                                   {"restricted", "1"},
-                                   {"title", "静か & <O'Brien> & \"%s\""},
-                                   {"artist", "First"},
-                                   {"album", ""},
-                                   {"genre", ""},
-                                   {"date", "2003<&>"},
-                                   {"desc", ""},
-                                   {"class", "object"}}));
+    EXPECT_EQ(ValuesOf(item), (Values{{"id", "1$4&0"},
+                                      {"parentID", "1$4"},
+                                      {"restricted", "1"},
+                                      {"title", "静か & <O'Brien> & \"%s\""},
+                                      {"artist", "First"},
+                                      {"album", ""},
+                                      {"genre", ""},
+                                      {"date", "2003<&>"},
+                                      {"desc", ""},
+                                      {"class", "object"}}));
     ASSERT_TRUE(item.children);
     ASSERT_EQ(item.children->nodes().size(), 2u);
-    EXPECT_EQ(item.children->nodes()[0]->values,
+    EXPECT_EQ(ValuesOf(*item.children->nodes()[0]),
               (Values{{"protocolInfo", "http-get:*:audio/flac:*"},
                       {"size", "17"},
                       {"duration", "0:03:01.5"},
@@ -128,8 +128,8 @@ TEST_F(ParserTest, NestsResources) {
     ASSERT_TRUE(item.children);
     const auto &resources = item.children->nodes();
     ASSERT_EQ(resources.size(), 2u);
-    EXPECT_EQ(resources[0]->values, (Values{{"res", "attribute"}}));
-    EXPECT_EQ(resources[1]->values, Values());
+    EXPECT_EQ(ValuesOf(*resources[0]), (Values{{"res", "attribute"}}));
+    EXPECT_EQ(ValuesOf(*resources[1]), Values());
     EXPECT_FALSE(resources[1]->children);
     EXPECT_EQ(item.getValueByKey("deep"), "yes");
     EXPECT_EQ(item.getValueByKey("id"), "1");
@@ -202,7 +202,7 @@ TEST_F(ParserTest, ExpandsNoEntityOfTheDocument) {
     DMAParser parser;
     ASSERT_EQ(Parse(parser, text), 0);
     ASSERT_EQ(parser.items.nodes().size(), 1u);
-    EXPECT_EQ(parser.items.nodes()[0]->values,
+    EXPECT_EQ(ValuesOf(*parser.items.nodes()[0]),
               (Values{{"id", "1"}, {"title", ""}, {"album", "x"}}));
     EXPECT_EQ(parser.count, 0);
 }
