@@ -47,7 +47,10 @@ class AirplayTest : public tonvale_test::SystemTest {
   protected:
     // libcurl makes what it keeps for the length of the process, before descriptors are counted.
     void SetUp() override {
-        IsNeedPassword("", "");
+        {
+            const tonvale_test::CapturedStderr quiet;
+            IsNeedPassword("", "");
+        }
         SystemTest::SetUp();
     }
     void ExpectNeed(const ScriptedSpeaker &speaker, bool known, bool needed) {

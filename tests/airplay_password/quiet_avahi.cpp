@@ -8,13 +8,18 @@ int nothing;
 }  // namespace
 
 #define EXPORTED __attribute__((visibility("default")))
-#define MAKES(name) \
-    EXPORTED void *name() { return &nothing; }
-#define SUCCEEDS(name) \
-    EXPORTED int name() { return 0; }
+#define MAKES(name)         \
+    EXPORTED void *name() { \
+        return &nothing;    \
+    }
+#define SUCCEEDS(name)    \
+    EXPORTED int name() { \
+        return 0;         \
+    }
 
 extern "C" {
 
+// clang-format off
 MAKES(avahi_threaded_poll_new)
 MAKES(avahi_threaded_poll_get)
 MAKES(avahi_client_new)
@@ -27,5 +32,6 @@ SUCCEEDS(avahi_threaded_poll_free)
 SUCCEEDS(avahi_client_free)
 SUCCEEDS(avahi_client_errno)
 SUCCEEDS(avahi_service_browser_free)
+// clang-format on
 
 }  // extern "C"
