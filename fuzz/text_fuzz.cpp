@@ -1,5 +1,5 @@
-// Trimming and escaping: nothing is read or written beside the buffers, and nothing but what it says
-// is changed.
+// Trimming and escaping: nothing is read or written beside the buffers, and nothing is changed but
+// what is meant to be.
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>

@@ -159,8 +159,9 @@ class TONVALE_EXPORT DataDownload {
     int CurlExec(const char *path) noexcept;
 
     // What the last success told; empty or -1 before, and after a failure. The length is the one
-    // that the server announced, -1 when it did not; the type is in lower case, with its parameters;
-    // the file name is the effective URL's text behind its last "/" and before its first "?".
+    // that the server announced, -1 when it did not; the type is in lower case, with its
+    // parameters; the file name is the effective URL's text behind its last "/" and before its
+    // first "?".
     double ContentLength() const noexcept { return contentLength_; }
     const char *ContentType() const noexcept { return contentType_.data(); }
     const char *FileName() const noexcept { return fileName_.data(); }
@@ -201,9 +202,9 @@ class TONVALE_EXPORT ImageDownload {
     // True for a URL that begins with "http://" or "https://", in any case.
     static bool IsValidUrlPrefix(const std::string &url) noexcept;
 
-    // True when what was fetched says that it is a picture: by the type "image/jpeg" or "image/png",
-    // without parameters, or else by the extension "jpg" or "png" of the file name. What the bytes
-    // are is not looked at.
+    // True when what was fetched says that it is a picture: by the type "image/jpeg" or
+    // "image/png", without parameters, or else by the extension "jpg" or "png" of the file name.
+    // What the bytes are is not looked at.
     bool IsImageType() noexcept;
 
     // True when an announced length is within the limit of the last Download. A length that was not

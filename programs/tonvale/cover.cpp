@@ -45,18 +45,25 @@ struct Report {
 
 using PathBuffer = std::array<char, 4352>;
 
-// What one of the library's look-ups answers; "" for nothing. They leave the process as the
+// Runs a call of the library and becomes the caller again: such calls leave the process as the
 // package's account, which need not be able to look at the folder next.
 template <typename Call>
-std::string Found(const Call &call) {
+auto AsCaller(const Call &call) {
     const uid_t user = geteuid();
     const gid_t group = getegid();
-    PathBuffer path = {};
-    const bool found = call(path.data(), static_cast<int>(path.size())) == 0;
+    const auto result = call();
     if (VLIBSetEffective(user, group) != 0) {
         Complain(std::string("cannot become the caller again: ") + std::strerror(errno));
     }
-    return found ? path.data() : "";
+    return result;
+}
+
+// What one of the library's look-ups answers; "" for nothing.
+template <typename Call>
+std::string Found(const Call &call) {
+    PathBuffer path = {};
+    const int result = AsCaller([&] { return call(path.data(), static_cast<int>(path.size())); });
+    return result == 0 ? path.data() : "";
 }
 
 // Why a song has no embedded picture.
@@ -100,7 +107,8 @@ void AddScaled(const CoverOptions &options, Report &report) {
     if (stat(path.c_str(), &info) != 0) {
         report.places.push_back({"small copy", "", "not made yet; --scale makes it"});
     } else {
-        const bool isNew = VARNAudioCheckScaleArt(report.chosen.c_str(), path.c_str()) == 1;
+        const bool isNew = AsCaller(
+            [&] { return VARNAudioCheckScaleArt(report.chosen.c_str(), path.c_str()) == 1; });
         report.places.push_back({"small copy", path, isNew ? "ready" : "older than the picture"});
     }
 }
