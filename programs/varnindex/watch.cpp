@@ -82,8 +82,10 @@ class StopSignals {
             sigaction(kStopSignals[i], &action, &handlersBefore[i]);
         }
     }
-    // The handlers go back first: one that comes now ends the process as it would have before.
+    // What Requested() has seen is let in while the handlers are ours. Then they go back: one that
+    // comes now ends the process as it would have before.
     ~StopSignals() {
+        pthread_sigmask(SIG_SETMASK, &open_, nullptr);
         for (std::size_t i = 0; i < kStopSignals.size(); ++i) {
             sigaction(kStopSignals[i], &handlersBefore[i], nullptr);
         }

@@ -77,7 +77,7 @@ class WatchTest : public tonvale_test::SystemTest {
     }
     void TearDown() override {
         if (watcher_ > 0) {
-            EXPECT_TRUE(Stop());
+            EXPECT_TRUE(Stop()) << testing::PrintToString(Log());
         }
         SystemTest::TearDown();
     }
