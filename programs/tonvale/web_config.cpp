@@ -78,6 +78,7 @@ server.max-request-size = 1024
 server.max-connections = 256
 server.max-keep-alive-idle = 15
 server.stream-response-body = 2
+server.feature-flags = ( "server.h2proto" => "disable" )
 accesslog.format = "%h %u %t \"%m %U\" %s %b"
 cgi.assign = ( "/webapi/entry.cgi" => "" )
 cgi.x-sendfile = "enable"
