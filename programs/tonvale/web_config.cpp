@@ -66,9 +66,9 @@ std::string Places() {
 // and would not notice.
 //
 // A login is asked for everywhere but on the public pages of a share link. Answers go through in
-// small pieces: a stream is as long as its listener lets it be. Queries, which may hold the names of
-// shares, are not logged. A password is checked once in ten minutes, because checking one is slow on
-// purpose.
+// small pieces: a stream is as long as its listener lets it be. Queries, which may hold the names
+// of shares, are not logged. A password is checked once in ten minutes, because checking one is
+// slow on purpose.
 // clang-format off: it would set the text, too
 constexpr std::string_view kFixed = R"conf(server.modules = (
     "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi", "mod_accesslog"

@@ -33,13 +33,14 @@ class [[nodiscard]] Outcome {
 // system paths, the accounts (root, Tonvale, admin, guest; the package account "Tonvale" takes the
 // ids of the host's account "Tonvale" or else, for root, of "postgres", and for anybody else those
 // of the process), the version file, the homes link, the package configuration, and links to the
-// indexer and the encoder, which are looked for in `programDir`. Without a root (a real installation) it fails.
+// indexer, the encoder and the web API, which are looked for in `programDir`. Without a root (a
+// real installation) it fails.
 VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 
 // Makes the first login of the web server where there are no logins yet: the account "admin" with a
-// random password, which is kept in clear text in "/etc/initial-login" (NAME:PASSWORD, for its owner
-// alone), and as a hash (crypt(5), SHA-512) where the web server looks. *made, which may be null,
-// becomes the text of that file when it was made now, and "" otherwise.
+// random password, which is kept in clear text in "/etc/initial-login" (NAME:PASSWORD, for its
+// owner alone), and as a hash (crypt(5), SHA-512) where the web server looks. *made, which may be
+// null, becomes that text when it was made now, and "" otherwise.
 VARN_EXPORT Outcome PrepareLogin(std::string *made);
 
 // Registers folders of music as shares, named after their last component (a number is appended to a
