@@ -26,8 +26,8 @@ class Parameters {
     std::map<std::string, std::string> values_;
 };
 
-// The values of one parameter: a JSON array of texts and numbers, or text separated by commas. Empty
-// for an array of anything else, or for more than `most` values.
+// The values of one parameter: a JSON array of texts and whole numbers, or text separated by commas.
+// Empty for an array of anything else, and for more than `most` values.
 std::optional<std::vector<std::string>> SplitValues(const std::string &text, std::size_t most);
 
 // A whole number in decimal. Empty for anything else, or outside low to high.

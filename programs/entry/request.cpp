@@ -46,7 +46,7 @@ std::string ReadForm() {
     std::string body(static_cast<std::size_t>(*length), '\0');
     for (std::size_t place = 0; place < body.size();) {
         const ssize_t got = read(STDIN_FILENO, body.data() + place, body.size() - place);
-        if (got <= 0 && errno != EINTR) {
+        if (got == 0 || (got < 0 && errno != EINTR)) {
             throw Refusal{Code::kBadParameter};
         }
         place += static_cast<std::size_t>(std::max<ssize_t>(got, 0));

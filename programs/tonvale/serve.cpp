@@ -1,3 +1,5 @@
+#include <unistd.h>
+
 #include <memory>
 
 #include "command.h"
@@ -44,9 +46,22 @@ int Failed(const Outcome &outcome) {
     return kFailed;
 }
 
+// What init makes for the web, which a root of an earlier version does not have.
+Outcome CheckWeb() {
+    for (const std::string_view file : {varn::path::kLogins, varn::path::kWebApi}) {
+        if (access(SystemPath(file).c_str(), F_OK) != 0) {
+            return Outcome::Problem("there is no " + SystemPath(file) + ": run 'tonvale init" +
+                                    varn::host::RootOption() + "'");
+        }
+    }
+    return Outcome::Good();
+}
+
 int Serve(const WebOptions &options) {
-    if (const Outcome done = CheckRoot(); !done) {
-        return Failed(done);
+    for (const auto check : {CheckRoot, CheckWeb}) {
+        if (const Outcome done = check(); !done) {
+            return Failed(done);
+        }
     }
     ServedDatabase database;
     if (const Outcome done = database.Start(); !done) {

@@ -66,9 +66,9 @@ std::string Places() {
 // and would not notice.
 //
 // A login is asked for everywhere but on the public pages of a share link. Answers go through in
-// small pieces: a stream is as long as its listener lets it be. Queries, which may hold the names of
-// shares, are not logged. A password is checked once in ten minutes, because checking one is slow on
-// purpose.
+// small pieces: a stream is as long as its listener lets it be. Queries, which may hold the names
+// of shares, are not logged. A password is checked once in ten minutes, because checking one is
+// slow on purpose.
 // clang-format off: it would set the text, too
 constexpr std::string_view kFixed = R"conf(server.modules = (
     "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi", "mod_accesslog"
@@ -78,6 +78,7 @@ server.max-request-size = 1024
 server.max-connections = 256
 server.max-keep-alive-idle = 15
 server.stream-response-body = 2
+server.feature-flags = ( "server.h2proto" => "disable" )
 accesslog.format = "%h %u %t \"%m %U\" %s %b"
 cgi.assign = ( "/webapi/entry.cgi" => "" )
 cgi.x-sendfile = "enable"

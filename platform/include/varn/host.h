@@ -38,9 +38,9 @@ class [[nodiscard]] Outcome {
 VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 
 // Makes the first login of the web server where there are no logins yet: the account "admin" with a
-// random password, which is kept in clear text in "/etc/initial-login" (NAME:PASSWORD, for its owner
-// alone), and as a hash (crypt(5), SHA-512) where the web server looks. *made, which may be null,
-// becomes the text of that file when it was made now, and "" otherwise.
+// random password, which is kept in clear text in "/etc/initial-login" (NAME:PASSWORD, for its
+// owner alone), and as a hash (crypt(5), SHA-512) where the web server looks. *made, which may be
+// null, becomes that text when it was made now, and "" otherwise.
 VARN_EXPORT Outcome PrepareLogin(std::string *made);
 
 // Registers folders of music as shares, named after their last component (a number is appended to a

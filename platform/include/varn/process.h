@@ -38,9 +38,9 @@ VARN_EXPORT FILE *VLIBCPopenv(const char *path, const char *mode, char *const ar
 // with 0; -1 for a stream that VLIBCPopenv did not return.
 VARN_EXPORT int VLIBCPclose(FILE *stream);
 
-// Quotes a text so that a shell (POSIX, 2.2.2) reads it as one word. 0, or -1 with `out` as "" (a
-// null argument, a text that does not fit with its quotes). For texts that are shown or handed to a
-// shell by others: nothing here starts one.
+// Quotes a text so that a shell (POSIX, 2.2.2) reads it as one word. 0, or -1 (a null argument, or,
+// with `out` as "", a text that does not fit with its quotes). It is for texts that are shown, or
+// handed to a shell by others: nothing here starts one.
 VARN_EXPORT int VLIBCEncShParam(const char *in, char *out, size_t outSize);
 
 // Switches to the named account: its user id, group id and supplementary groups. With `effective`
