@@ -18,10 +18,15 @@ using Action = std::function<int()>;
 // Each adds its verb, which sets the action when it is chosen.
 void AddInit(CLI::App &app, Action &action);
 void AddIndex(CLI::App &app, Action &action);
+void AddPlaylist(CLI::App &app, Action &action);
 void AddPermission(CLI::App &app, Action &action);
 void AddPreference(CLI::App &app, Action &action);
 void AddSmart(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
+void AddSearch(CLI::App &app, Action &action);
+void AddGroups(CLI::App &app, Action &action);  // albums, artists, genres and composers
+void AddFolders(CLI::App &app, Action &action);
+void AddRate(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);
 void AddUserVerb(CLI::App &app, Action &action);

@@ -54,6 +54,16 @@ int FlushOutput(int status) {
     return kFailed;
 }
 
+// "init, index or stop", of all verbs.
+std::string VerbNames(const CLI::App &app) {
+    std::string names;
+    const std::vector<const CLI::App *> verbs = app.get_subcommands(nullptr);
+    for (const CLI::App *verb : verbs) {
+        names += (names.empty() ? "" : verb == verbs.back() ? " or " : ", ") + verb->get_name();
+    }
+    return names;
+}
+
 int Run(int argc, char **argv) {
     CLI::App app("Tonvale: an audio server's library", "tonvale");
     std::optional<std::string> root;
@@ -63,8 +73,9 @@ int Run(int argc, char **argv) {
         ->type_name("DIR");
     app.require_subcommand(0, 1);
     app.fallthrough();
-    for (const auto add : {AddInit, AddIndex, AddSongs, AddSmart, AddUserVerb, AddPermission,
-                           AddPreference, AddStart, AddStop}) {
+    for (const auto add :
+         {AddInit, AddIndex, AddSongs, AddSearch, AddGroups, AddFolders, AddRate, AddPlaylist,
+          AddSmart, AddUserVerb, AddPermission, AddPreference, AddStart, AddStop}) {
         add(app, action);
     }
     try {
@@ -73,9 +84,7 @@ int Run(int argc, char **argv) {
         return app.exit(error) == 0 ? FlushOutput(kDone) : kUsage;
     }
     if (!action) {
-        Complain(
-            "name what to do: init, index, songs, smart, user, permission, preference, start or "
-            "stop ('tonvale --help' tells more)");
+        Complain("name what to do: " + VerbNames(app) + " ('tonvale --help' tells more)");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");

@@ -10,6 +10,7 @@
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "user.h"
 #include "varn/playlistsvc.h"
 #include "varn/systempath.h"
 
@@ -38,11 +39,11 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
         return SystemPath(varn::path::kSmartPlaylists);
     }
     status = kUsage;
-    const auto account = FindAccount(options.user);
-    if (!account) {
+    const std::optional<uid_t> uid = FindUser(options.user);
+    if (!uid) {
         return std::nullopt;
     }
-    return PreferenceFolder(account->name) + "/playlists/smart.playlist";
+    return PreferenceFolder(options.user) + "/playlists/smart.playlist";
 }
 
 // What it holds. Empty, with a message and the exit status set.
