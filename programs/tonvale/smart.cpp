@@ -1,10 +1,12 @@
 // Smart playlists: which there are, what their rules select by, and what is wrong with them.
 #include <json/json.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 #include "accounts.h"
 #include "command.h"
@@ -136,20 +138,22 @@ int Check(const SmartOptions &options) {
     if (!read) {
         return status;
     }
-    std::size_t broken = IsBroken(read->notes) ? 1 : 0;
-    for (const varn::SmartPlaylistNote &note : read->notes) {
+    std::vector<varn::SmartPlaylistNote> notes = read->notes;
+    for (const varn::SmartPlaylist &playlist : read->playlists) {
+        notes.insert(notes.end(), playlist.notes.begin(), playlist.notes.end());
+    }
+    std::sort(notes.begin(), notes.end(), [](const auto &one, const auto &other) {
+        return std::tie(one.line, one.column) < std::tie(other.line, other.column);
+    });
+    for (const varn::SmartPlaylistNote &note : notes) {
         Tell(file, note);
     }
-    for (const varn::SmartPlaylist &playlist : read->playlists) {
-        for (const varn::SmartPlaylistNote &note : playlist.notes) {
-            Tell(file, note);
-        }
-        broken += IsBroken(playlist.notes) ? 1 : 0;
+    const bool broken = IsBroken(notes);
+    if (!broken) {
+        const std::size_t count = read->playlists.size();
+        std::printf("%zu %s, all good\n", count, count == 1 ? "playlist" : "playlists");
     }
-    if (broken == 0) {
-        std::printf("%zu playlists, all good\n", read->playlists.size());
-    }
-    return broken == 0 ? kDone : kFailed;
+    return broken ? kFailed : kDone;
 }
 
 }  // namespace

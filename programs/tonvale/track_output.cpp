@@ -77,6 +77,7 @@ CLI::Option *AddAdditions(CLI::App &verb, Additions &additions) {
                     "Print the web API's track objects, with these: song_tag, song_audio, "
                     "song_rating")
         ->delimiter(',')
+        ->allow_extra_args(false)
         ->check(CLI::IsMember(names))
         ->type_name("NAMES");
 }
