@@ -3,21 +3,11 @@
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 
 #include "varn/host.h"
 
 namespace tonvale_cli {
-
-struct Account {
-    std::string name;
-    uid_t uid;
-};
-
-// An account by its name. Empty, with a message that tells which there are, for one that does not
-// exist.
-std::optional<Account> FindAccount(const std::string &name);
 
 // The name of a user id, "" when no account has it.
 std::string AccountName(uid_t uid);

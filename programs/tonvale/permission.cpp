@@ -12,6 +12,7 @@
 #include "database.h"
 #include "display.h"
 #include "tonvale/settings.h"
+#include "user.h"
 #include "varn/host.h"
 #include "varn/systempath.h"
 
@@ -145,11 +146,11 @@ int ShowPermission(const PermissionOptions &options) {
     if (!ReadUsers(users)) {
         return kFailed;
     }
-    const auto account = FindAccount(options.user);
-    if (!account) {
+    const std::optional<uid_t> uid = FindUser(options.user);
+    if (!uid) {
         return kUsage;
     }
-    const unsigned mask = AudioUsers::GetUserPermission(account->name);
+    const unsigned mask = AudioUsers::GetUserPermission(options.user);
     if (options.json) {
         PrintLine(RightsJson(mask));
         return kDone;
@@ -177,8 +178,8 @@ int SetPermission(const PermissionOptions &options) {
     if (!ReadUsers(users)) {
         return kFailed;
     }
-    const auto account = FindAccount(options.user);
-    if (!account) {
+    const std::optional<uid_t> uid = FindUser(options.user);
+    if (!uid) {
         return kUsage;
     }
     if (auto done = BecomePackageAccount(); !done) {
@@ -186,11 +187,11 @@ int SetPermission(const PermissionOptions &options) {
         return kFailed;
     }
     // Setting rights resets what the user browses; an administrator here changes rights alone.
-    const auto browsed = AudioFile::GetUserBrowsePersonalLibraryType(account->uid);
-    AudioUsers::SetUser(users, account->uid, MaskOf(options.rights));
+    const auto browsed = AudioFile::GetUserBrowsePersonalLibraryType(*uid);
+    AudioUsers::SetUser(users, *uid, MaskOf(options.rights));
     if (!AudioUsers::Save(users, UsersFile()) ||
         (browsed != BROWSE_LIBRARY_ALL &&
-         !AudioFile::SetUserBrowsePersonalLibraryType(account->uid, browsed))) {
+         !AudioFile::SetUserBrowsePersonalLibraryType(*uid, browsed))) {
         Complain("the users file " + UsersFile() + " cannot be written");
         return kFailed;
     }

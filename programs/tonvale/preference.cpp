@@ -11,6 +11,7 @@
 #include "database.h"
 #include "display.h"
 #include "tonvale/settings.h"
+#include "user.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -50,31 +51,31 @@ const char *Browsed(uid_t uid) {
                                                                                        : kAll;
 }
 
-std::optional<Account> PreparedAccount(const std::string &name, int &status) {
+std::optional<uid_t> PreparedUser(const std::string &name, int &status) {
     if (auto done = CheckRoot(); !done) {
         Complain(done.Message());
         status = kFailed;
         return std::nullopt;
     }
     status = kUsage;
-    return FindAccount(name);
+    return FindUser(name);
 }
 
 int Show(const PreferenceOptions &options) {
     int status = kDone;
-    const auto account = PreparedAccount(options.user, status);
-    if (!account) {
+    const std::optional<uid_t> uid = PreparedUser(options.user, status);
+    if (!uid) {
         return status;
     }
     Table table({{"PREFERENCE", false, false}, {"", false, false}, {"MEANING", false, true}});
     Json::Value json(Json::objectValue);
     for (const Switch &one : kSwitches) {
-        const bool on = one.get(account->uid);
+        const bool on = one.get(*uid);
         json[one.name] = on;
         table.AddRow({one.name, on ? kYes : kNo, one.meaning});
     }
-    json[kBrowse] = Browsed(account->uid);
-    table.AddRow({kBrowse, Browsed(account->uid), "the library that is browsed"});
+    json[kBrowse] = Browsed(*uid);
+    table.AddRow({kBrowse, Browsed(*uid), "the library that is browsed"});
     if (options.json) {
         Json::StreamWriterBuilder builder;
         builder["indentation"] = "";
@@ -104,15 +105,15 @@ std::optional<bool> SetValue(uid_t uid, const std::string &name, const std::stri
 
 int Set(const PreferenceOptions &options) {
     int status = kDone;
-    const auto account = PreparedAccount(options.user, status);
-    if (!account) {
+    const std::optional<uid_t> uid = PreparedUser(options.user, status);
+    if (!uid) {
         return status;
     }
     if (auto done = BecomePackageAccount(); !done) {
         Complain(done.Message());
         return kFailed;
     }
-    const auto set = SetValue(account->uid, options.name, options.value);
+    const auto set = SetValue(*uid, options.name, options.value);
     if (!set) {
         Complain(options.name + " is set to " +
                  (options.name == kBrowse ? "all or personal" : "yes or no"));

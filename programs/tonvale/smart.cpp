@@ -1,15 +1,18 @@
 // Smart playlists: which there are, what their rules select by, and what is wrong with them.
 #include <json/json.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 #include <optional>
+#include <tuple>
 
 #include "accounts.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "user.h"
 #include "varn/playlistsvc.h"
 #include "varn/systempath.h"
 
@@ -38,11 +41,11 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
         return SystemPath(varn::path::kSmartPlaylists);
     }
     status = kUsage;
-    const auto account = FindAccount(options.user);
-    if (!account) {
+    const std::optional<uid_t> uid = FindUser(options.user);
+    if (!uid) {
         return std::nullopt;
     }
-    return PreferenceFolder(account->name) + "/playlists/smart.playlist";
+    return PreferenceFolder(options.user) + "/playlists/smart.playlist";
 }
 
 // What it holds. Empty, with a message and the exit status set.
@@ -135,20 +138,22 @@ int Check(const SmartOptions &options) {
     if (!read) {
         return status;
     }
-    std::size_t broken = IsBroken(read->notes) ? 1 : 0;
-    for (const varn::SmartPlaylistNote &note : read->notes) {
+    std::vector<varn::SmartPlaylistNote> notes = read->notes;
+    for (const varn::SmartPlaylist &playlist : read->playlists) {
+        notes.insert(notes.end(), playlist.notes.begin(), playlist.notes.end());
+    }
+    std::sort(notes.begin(), notes.end(), [](const auto &one, const auto &other) {
+        return std::tie(one.line, one.column) < std::tie(other.line, other.column);
+    });
+    for (const varn::SmartPlaylistNote &note : notes) {
         Tell(file, note);
     }
-    for (const varn::SmartPlaylist &playlist : read->playlists) {
-        for (const varn::SmartPlaylistNote &note : playlist.notes) {
-            Tell(file, note);
-        }
-        broken += IsBroken(playlist.notes) ? 1 : 0;
+    const bool broken = IsBroken(notes);
+    if (!broken) {
+        const std::size_t count = read->playlists.size();
+        std::printf("%zu %s, all good\n", count, count == 1 ? "playlist" : "playlists");
     }
-    if (broken == 0) {
-        std::printf("%zu playlists, all good\n", read->playlists.size());
-    }
-    return broken == 0 ? kDone : kFailed;
+    return broken ? kFailed : kDone;
 }
 
 }  // namespace

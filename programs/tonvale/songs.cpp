@@ -8,6 +8,7 @@
 #include "library_options.h"
 #include "song_output.h"
 #include "tonvale/library.h"
+#include "track_output.h"
 #include "varn/mediaindex.h"
 #include "varn/sql.h"
 
@@ -35,6 +36,10 @@ constexpr SortColumn kSortColumns[] = {
     {"duration", "duration"},
     {"bitrate", "bitrate"},
     {"date", "date"},
+};
+
+struct SongsOptions : LibraryOptions {
+    Additions additions;
 };
 
 struct SearchOptions : LibraryOptions {
@@ -83,7 +88,9 @@ bool AsksTooMuchOfRandom(const LibraryOptions &options, const std::string &condi
            (!condition.empty() || options.offset > 0 || options.limit == 0);
 }
 
-int PrintPage(LibraryOptions &options, const std::string &condition) {
+// With `additions` the page is one of track objects.
+int PrintPage(LibraryOptions &options, const std::string &condition,
+              const Additions *additions = nullptr) {
     int status = kDone;
     const std::optional<uid_t> uid = OpenLibrary(options, status);
     if (!uid) {
@@ -95,11 +102,16 @@ int PrintPage(LibraryOptions &options, const std::string &condition) {
         AudioInfoDBGetCount(library, *uid, VARN_TABLE_MUSIC, "*", condition.c_str(), nullptr, 0);
     const Handle rows(total < 0
                           ? nullptr
-                          : AudioInfoDBOpen(library, *uid, VARN_TABLE_MUSIC, kColumns,
+                          : AudioInfoDBOpen(library, *uid, VARN_TABLE_MUSIC,
+                                            additions != nullptr ? "*" : kColumns,
                                             condition.c_str(), nullptr, Order(options).c_str(),
                                             options.offset, options.limit, 0));
     if (!rows) {
         return NoAnswer();
+    }
+    if (additions != nullptr) {
+        const Tonvale::webapi::WebapiLibrary writer = TrackWriter(*uid, options.user, *additions);
+        return PrintTracks(rows.get(), writer, options.offset, total) ? kDone : NoAnswer();
     }
     if (options.json) {
         PrintJson(rows.get(), options.offset, total);
@@ -109,7 +121,7 @@ int PrintPage(LibraryOptions &options, const std::string &condition) {
     return kDone;
 }
 
-int Songs(LibraryOptions &options) {
+int Songs(SongsOptions &options) {
     const std::optional<std::string> condition = Condition(options.filters);
     if (!condition) {
         return kUsage;
@@ -120,7 +132,7 @@ int Songs(LibraryOptions &options) {
             "and a --limit of 1 or more");
         return kUsage;
     }
-    return PrintPage(options, *condition);
+    return PrintPage(options, *condition, options.additions.empty() ? nullptr : &options.additions);
 }
 
 int Search(SearchOptions &options) {
@@ -142,10 +154,11 @@ int Search(SearchOptions &options) {
 
 void AddSongs(CLI::App &app, Action &action) {
     CLI::App *verb = app.add_subcommand("songs", "List the library's tracks, a page at a time");
-    const auto options = std::make_shared<LibraryOptions>();
+    const auto options = std::make_shared<SongsOptions>();
     AddLibrary(*verb, *options);
     AddFilters(*verb, options->filters);
     AddPage(*verb, *options, kSortColumns, "tracks", kRandom);
+    AddAdditions(*verb, options->additions)->needs("--json");
     verb->callback([options, &action] { action = [options] { return Songs(*options); }; });
 }
 

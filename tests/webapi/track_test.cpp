@@ -254,6 +254,31 @@ class List {
     PLAYLIST_REC **end_ = &first_;
 };
 
+TEST_F(Tracks, SongsOfOneFolderAreEachInTheirOwnShare) {
+    WriteFile(varn::path::kShares, "music=\"/volume1/music\"\ndeep=\"/volume1/music/a/deep\"\n");
+    const std::pair<const char *, const char *> songs[] = {
+        {"/volume1/music/a/1.mp3", "/music/a/1.mp3"},
+        {"/volume1/music/a/2.mp3", "/music/a/2.mp3"},
+        {"/volume1/music/a/deep/3.mp3", "/deep/3.mp3"},
+        {"/volume1/music/a/4.mp3", "/music/a/4.mp3"},
+        {"/volume1/music/a/..", "//volume1/music/a/.."},
+        {"/elsewhere/5.mp3", "//elsewhere/5.mp3"},
+        {"/elsewhere/6.mp3", "//elsewhere/6.mp3"},
+        {"7.mp3", "/7.mp3"},
+        {"8.mp3", "/8.mp3"},
+        {"/volume1/music/9.mp3", "/music/9.mp3"}};
+    List list;
+    for (const auto &[path, shown] : songs) {
+        list.Add(0, path);
+    }
+    Json::Value tracks(Json::arrayValue);
+    WebapiLibrary(kAlice, "alice", "").GetTrackJson(nullptr, list.First(), tracks);
+    for (Json::ArrayIndex i = 0; i < std::size(songs); ++i) {
+        EXPECT_EQ(tracks[i]["path"].asString(), songs[i].second);
+    }
+    EXPECT_EQ(Log().size(), 5U) << "each song outside of all shares is told of";
+}
+
 class TracksOfLibrary : public tonvale_test::DatabaseTest {};
 
 TEST_F(TracksOfLibrary, RatingsAndReplayGainOfAList) {
