@@ -79,11 +79,19 @@ void Unlink(PLAYLIST_REC *&list, const std::vector<bool> &gone) {
 
 }  // namespace
 
-bool RemoveDuplicates(const PLAYLIST_REC *list, PLAYLIST_REC *&other, bool failOnDuplicate) {
+Records PointersTo(const PLAYLIST_REC *list) {
+    Records records;
+    for (; list != nullptr; list = list->next) {
+        records.push_back(&list->info);
+    }
+    return records;
+}
+
+bool RemoveDuplicates(const Records &songs, PLAYLIST_REC *&other, bool failOnDuplicate) {
     Positions positions(other);
     std::vector<bool> gone(positions.Count());
-    for (; list != nullptr; list = list->next) {
-        const std::size_t position = positions.Take(list->info);
+    for (const VARN_MEDIA_INFO *const song : songs) {
+        const std::size_t position = positions.Take(*song);
         if (position == SIZE_MAX) {
             continue;
         }
@@ -104,6 +112,7 @@ int VARNPlaylistRemoveDuplicateSongs(const PLAYLIST_REC *list, PLAYLIST_REC **ot
     if (list == nullptr || other == nullptr) {
         return 0;
     }
-    return Tonvale::support::Guarded(
-        kSource, -1, [&] { return RemoveDuplicates(list, *other, failOnDuplicate != 0) ? 0 : -1; });
+    return Tonvale::support::Guarded(kSource, -1, [&] {
+        return RemoveDuplicates(PointersTo(list), *other, failOnDuplicate != 0) ? 0 : -1;
+    });
 }

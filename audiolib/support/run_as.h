@@ -6,6 +6,8 @@
 
 #include <string>
 
+#include <string>
+
 namespace Tonvale::support {
 
 // Saves the effective user and group, switches to the given ones, and switches back at the end of

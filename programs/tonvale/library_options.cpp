@@ -1,15 +1,12 @@
 #include "library_options.h"
 
-#include <pwd.h>
-
 #include <vector>
 
 #include "command.h"
 #include "database.h"
 #include "number.h"
-#include "varn/account.h"
+#include "user.h"
 #include "varn/sql.h"
-#include "varn/systempath.h"
 
 namespace tonvale_cli {
 
@@ -18,20 +15,6 @@ namespace {
 const std::vector<std::string> kLibraries = {"all",     "personal",         "shared",
                                              "actual",  "actual_personal",  "actual_shared",
                                              "virtual", "virtual_personal", "virtual_shared"};
-
-// The accounts of the root, for a message; a real installation's may be too many to list.
-std::string KnownUsers() {
-    if (SystemRoot().empty()) {
-        return "";
-    }
-    const std::unique_ptr<FILE, decltype(&fclose)> file(
-        fopen(SystemPath(varn::path::kPasswd).c_str(), "re"), fclose);
-    std::string names;
-    for (const passwd *entry = nullptr; file && (entry = fgetpwent(file.get())) != nullptr;) {
-        names += (names.empty() ? "" : ", ") + std::string(entry->pw_name);
-    }
-    return names.empty() ? "" : "; the users are " + names;
-}
 
 }  // namespace
 
@@ -86,19 +69,14 @@ void AddPage(CLI::App &verb, LibraryOptions &options, std::span<const SortColumn
 }
 
 std::optional<uid_t> ResolveUser(LibraryOptions &options) {
-    PVARN_USER found = nullptr;
-    if (VARNUserGet(options.user.c_str(), &found) != 0) {
-        Complain("there is no user '" + options.user + "'" + KnownUsers());
-        return std::nullopt;
-    }
-    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
+    const std::optional<uid_t> uid = FindUser(options.user);
     // The count looks at the kind that this gives; the page must show the same.
-    if (NormalizeLibraryKind(options.library.c_str(), user->uid, options.library) != 0) {
+    if (uid && NormalizeLibraryKind(options.library.c_str(), *uid, options.library) != 0) {
         Complain("the user '" + options.user + "' has no personal library; the libraries are " +
                  "all, shared, actual, actual_shared, virtual, virtual_shared");
         return std::nullopt;
     }
-    return user->uid;
+    return uid;
 }
 
 std::optional<uid_t> OpenLibrary(LibraryOptions &options, int &status) {

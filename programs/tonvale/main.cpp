@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "command.h"
 #include "database.h"
@@ -54,6 +55,16 @@ int FlushOutput(int status) {
     return kFailed;
 }
 
+// "init, index or stop"
+std::string VerbNames(const CLI::App &app) {
+    const std::vector<const CLI::App *> verbs = app.get_subcommands(nullptr);
+    std::string names;
+    for (std::size_t i = 0; i < verbs.size(); ++i) {
+        names += (i == 0 ? "" : i + 1 == verbs.size() ? " or " : ", ") + verbs[i]->get_name();
+    }
+    return names;
+}
+
 int Run(int argc, char **argv) {
     CLI::App app("Tonvale: an audio server's library", "tonvale");
     std::optional<std::string> root;
@@ -64,7 +75,7 @@ int Run(int argc, char **argv) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     for (const auto add : {AddInit, AddIndex, AddSongs, AddSearch, AddGroups, AddFolders, AddRate,
-                           AddStart, AddStop}) {
+                           AddPlaylists, AddPlaylist, AddStart, AddStop}) {
         add(app, action);
     }
     try {
@@ -73,10 +84,7 @@ int Run(int argc, char **argv) {
         return app.exit(error) == 0 ? FlushOutput(kDone) : kUsage;
     }
     if (!action) {
-        Complain(
-            "name what to do: init, index, songs, albums, artists, genres, composers, folders, "
-            "search, "
-            "rate, start or stop ('tonvale --help' tells more)");
+        Complain("name what to do: " + VerbNames(app) + " ('tonvale --help' tells more)");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");

@@ -66,7 +66,7 @@ TEST_F(CommandLineTest, AnswersAndRefuses) {
         {{"--help"}, 0, "songs"},
         {{"songs", "--help"}, 0, "--sort-direction"},
         {{"--version"}, 0, "tonvale 0."},
-        {{}, 2, "init, index, songs, albums"},
+        {{}, 2, "name what to do: init, index, songs, search, "},
         {{"sing"}, 2, "sing"},
         {{"songs", "--library", "mine"}, 2, "virtual_shared"},
         {{"songs", "--user", "nobody"}, 2, "admin, guest, Tonvale, alice, bob"},

@@ -1,0 +1,80 @@
+#include <fcntl.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <csignal>
+
+#include "tonvale/media.h"
+
+namespace {
+
+constexpr int kStandardFds = 3;
+constexpr int kNotRun = -1;  // 255 for whoever waits
+
+// With SA_NOCLDWAIT the kernel would throw the exit status away before it is asked for.
+class KeptExitStatus {
+  public:
+    KeptExitStatus() {
+        changed_ =
+            sigaction(SIGCHLD, nullptr, &before_) == 0 && (before_.sa_flags & SA_NOCLDWAIT) != 0;
+        if (changed_) {
+            struct sigaction without = before_;
+            without.sa_flags &= ~SA_NOCLDWAIT;
+            sigaction(SIGCHLD, &without, nullptr);
+        }
+    }
+    ~KeptExitStatus() {
+        if (changed_) {
+            sigaction(SIGCHLD, &before_, nullptr);
+        }
+    }
+    KeptExitStatus(const KeptExitStatus &) = delete;
+    KeptExitStatus &operator=(const KeptExitStatus &) = delete;
+
+  private:
+    struct sigaction before_ {};
+    bool changed_ = false;
+};
+
+// Between fork and exec nothing but what a signal handler may do, too.
+[[noreturn]] void RunChild(const char *path, char *const argv[]) {
+    const int null = open("/dev/null", O_RDWR);
+    if (null >= 0) {
+        for (int fd = 0; fd < kStandardFds; ++fd) {
+            dup2(null, fd);
+        }
+        if (null >= kStandardFds) {
+            close(null);
+        }
+    }
+    execv(path, argv);
+    _exit(kNotRun);
+}
+
+int ExitStatus(pid_t child) {
+    int status = 0;
+    while (waitpid(child, &status, 0) < 0) {
+        if (errno != EINTR) {
+            return -1;
+        }
+    }
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+}  // namespace
+
+int VARNExec(const char *path, char *const argv[], int wait) noexcept {
+    if (path == nullptr || argv == nullptr) {
+        return -1;
+    }
+    const KeptExitStatus kept;
+    const pid_t child = fork();
+    if (child == 0) {
+        RunChild(path, argv);
+    }
+    if (child < 0) {
+        return -1;
+    }
+    return wait != 0 ? ExitStatus(child) : 0;
+}

@@ -1,0 +1,33 @@
+// What the files of the catalogue share.
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "support/handles.h"
+#include "tonvale/playlists.h"
+
+namespace Tonvale::playlist {
+
+inline constexpr char kShared[] = "shared";
+inline constexpr char kPersonal[] = "personal";
+
+// A user's own playlists, below the folder of the preferences.
+inline constexpr char kOwnFolder[] = "/playlists";
+
+using OwnedPlaylists = std::unique_ptr<VARN_PLAYLIST, support::Releaser<VARNPlayListFree>>;
+
+// Puts a zeroed record in front of a list. Throws std::bad_alloc, with a log line, when memory is
+// short; the list is then as it was.
+VARN_PLAYLIST &Prepend(OwnedPlaylists &list);
+
+// Copies a text into a field or buffer, cut where it does not fit.
+void CopyText(std::string_view text, char *out, std::size_t size);
+
+// The number that an id begins with; 0, which no row has, for anything else.
+int RowNumber(const char *idText);
+
+}  // namespace Tonvale::playlist

@@ -1,0 +1,76 @@
+#include "playlist/entry_path.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "playlist/source.h"
+#include "support/log.h"
+#include "support/remote_path.h"
+
+namespace Tonvale::playlist {
+
+namespace {
+
+std::vector<std::string_view> Components(std::string_view path) {
+    std::vector<std::string_view> components;
+    while (!path.empty()) {
+        const std::string_view component = path.substr(0, path.find('/'));
+        path.remove_prefix(std::min(path.size(), component.size() + 1));
+        if (!component.empty()) {
+            components.push_back(component);
+        }
+    }
+    return components;
+}
+
+void AppendComponent(std::string &path, std::string_view component) {
+    path += path.empty() ? "" : "/";
+    path += component;
+}
+
+}  // namespace
+
+EntryPaths::EntryPaths(std::string playlistPath)
+    : playlistPath_(std::move(playlistPath)), components_(Components(playlistPath_)) {}
+
+std::optional<std::string> EntryPaths::Of(const std::string &songPath) {
+    if (playlistPath_.empty() || songPath.empty() || support::IsRemotePath(songPath)) {
+        return songPath;
+    }
+    if (songPath.front() == '/' && usb_.Holds(songPath)) {
+        return songPath;
+    }
+    if (playlistPath_.front() != '/' || songPath.front() != '/') {
+        LOG_ERROR(kSource, "Given path is not a absolute path. pls path [%s], song path [%s]",
+                  playlistPath_.c_str(), songPath.c_str());
+        return std::nullopt;
+    }
+    return Relative(songPath);
+}
+
+std::optional<std::string> EntryPaths::Relative(const std::string &songPath) const {
+    const std::vector<std::string_view> song = Components(songPath);
+    const std::size_t folders = components_.empty() ? 0 : components_.size() - 1;
+    const std::size_t most = std::min(folders, song.size());
+    std::size_t common = 0;
+    while (common < most && components_[common] == song[common]) {
+        ++common;
+    }
+    std::string relative;
+    for (std::size_t i = common; i < folders; ++i) {
+        AppendComponent(relative, "..");
+    }
+    for (std::size_t i = common; i < song.size(); ++i) {
+        AppendComponent(relative, song[i]);
+    }
+    if (relative.empty()) {
+        LOG_ERROR(kSource,
+                  "Failed to converse from absolute path to relative path. pls path [%s], song "
+                  "path [%s]",
+                  playlistPath_.c_str(), songPath.c_str());
+        return std::nullopt;
+    }
+    return relative;
+}
+
+}  // namespace Tonvale::playlist

@@ -1,0 +1,72 @@
+// Playlists that are a condition instead of a file.
+#include <cstdlib>
+#include <memory>
+#include <string>
+
+#include "musiclib/query.h"
+#include "playlist/source.h"
+#include "support/boundary.h"
+#include "support/log.h"
+#include "support/song_list.h"
+#include "tonvale/library.h"
+#include "tonvale/playlists.h"
+#include "varn/sql.h"
+
+namespace Tonvale::playlist {
+
+namespace {
+
+constexpr char kCollation[] = "COLLATE \"en_US_varnel\"";
+
+// The total stands on every row.
+int ResultCount(const MEDIA_DB_HANDLE &rows) {
+    const char *const count = VARNDBFetchField(rows.result, 0, "result_count");
+    return count != nullptr ? static_cast<int>(std::strtol(count, nullptr, 10)) : 0;
+}
+
+int ReadRows(MEDIA_DB_HANDLE *rows, PVLIBSZHASH *hash, PLAYLIST_REC **listOut) {
+    support::SongList songs(kSource);
+    const auto song = std::make_unique<VARN_MEDIA_INFO>();
+    while (MediaInfoDBGet(rows, song.get()) == 0) {
+        if (hash != nullptr && SetSongHashValueByDBHandler(hash, rows, song.get()) != 0) {
+            LOG_ERROR(kSource, "Failed to keep the rating of song [%lu]",
+                      static_cast<unsigned long>(song->id));
+        }
+        songs.Append(*song);
+    }
+    const int count = songs.Size();
+    *listOut = songs.Release();
+    return count;
+}
+
+}  // namespace
+
+}  // namespace Tonvale::playlist
+
+int VARNPlaylistSmartListSongs(uid_t uid, PLAYLIST_REC **listOut, PVLIBSZHASH *hash,
+                               const char *rules, int *countOut, int offset, int limit,
+                               const char *library) noexcept {
+    using namespace Tonvale::playlist;
+    if (listOut != nullptr) {
+        *listOut = nullptr;
+    }
+    // Without rules every song would be in it.
+    if (listOut == nullptr || !NonEmptyStr(rules) || library == nullptr) {
+        LOG_ERROR(kSource, "Bad parameter.");
+        return -1;
+    }
+    return Tonvale::support::Guarded(kSource, -1, [&] {
+        const auto order = varn::Sql("album @VARN:NEVAR, disc, track, path", kCollation);
+        const Tonvale::musiclib::Handle rows(
+            order ? AudioInfoDBOpen(library, uid, VARN_TABLE_MUSIC, "*", rules, nullptr,
+                                    order->c_str(), offset, limit, 1)
+                  : nullptr);
+        if (!rows) {
+            return -1;
+        }
+        if (countOut != nullptr) {
+            *countOut = ResultCount(*rows);
+        }
+        return ReadRows(rows.get(), hash, listOut);
+    });
+}
