@@ -70,11 +70,8 @@ void AddPage(CLI::App &verb, LibraryOptions &options, std::span<const SortColumn
 
 std::optional<uid_t> ResolveUser(LibraryOptions &options) {
     const std::optional<uid_t> uid = FindUser(options.user);
-    if (!uid) {
-        return std::nullopt;
-    }
     // The count looks at the kind that this gives; the page must show the same.
-    if (NormalizeLibraryKind(options.library.c_str(), *uid, options.library) != 0) {
+    if (uid && NormalizeLibraryKind(options.library.c_str(), *uid, options.library) != 0) {
         Complain("the user '" + options.user + "' has no personal library; the libraries are " +
                  "all, shared, actual, actual_shared, virtual, virtual_shared");
         return std::nullopt;
