@@ -42,6 +42,9 @@ inline constexpr std::string_view kAppPrivileges = "/usr/varn/etc/app_privilege"
 inline constexpr std::string_view kHomes = "/var/services/homes";
 inline constexpr std::string_view kMimeTypes = "/usr/varn/etc.defaults/mimetypes.txt";
 inline constexpr std::string_view kConvert = "/usr/bin/convert";  // makes covers smaller
+inline constexpr std::string_view kVarnInfo = "/etc/varninfo.conf";  // the outside address
+inline constexpr std::string_view kDynamicDns = "/usr/varn/sbin/varnddnsinfo";
+inline constexpr std::string_view kRelayDaemon = "/usr/varn/sbin/varnrelayd";
 inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
 
 // The package.
