@@ -17,9 +17,9 @@ extern "C" {
 TONVALE_EXPORT int VARNExec(const char *path, char *const argv[], int wait) noexcept;
 
 // 1 when the path lies on a removable volume: below "/volumeUSB" and a number, or on a mounted file
-// system, other than the root's, whose block device, or the disk of which that is a partition, is on
-// a USB bus or marked removable. Links in the path are not followed, and it need not exist. 0 for
-// everything else; -1 for a null or relative path.
+// system, other than the root's, whose block device, or the disk of which that is a partition, is
+// on a USB bus or marked removable. Links in the path are not followed, and it need not exist. 0
+// for everything else; -1 for a null or relative path.
 TONVALE_EXPORT int VARNAudioIsUSBVolume(const char *path) noexcept;
 
 }  // extern "C"
