@@ -77,10 +77,12 @@ std::optional<std::string> FileToOpen(const std::string &path) {
     return real.get();
 }
 
-// Made or emptied. Nothing but a regular file is written to, and a FIFO is not waited for.
+// Made or emptied. Nothing but a regular file is written to, and a FIFO is not waited for. Another
+// writer, which is going to give up, may empty the file once more: what comes then is appended, so
+// that whole lines are left and no hole.
 support::Fd Open(const std::string &path) {
     constexpr int kFlags =
-        O_WRONLY | O_CREAT | O_TRUNC | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+        O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const auto file = FileToOpen(path);
     support::Fd fd(file ? open(file->c_str(), kFlags, kMode) : -1);
     struct stat info {};
@@ -181,7 +183,9 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
     }
     int result = 0;
     const Layout *const layout = LayoutOf(path);
-    if (layout != nullptr && !WriteAll(next, path, *layout, file.Get())) {
+    // Emptied once more: somebody else may have written a whole list before the lock was ours.
+    if (ftruncate(file.Get(), 0) != 0 ||
+        (layout != nullptr && !WriteAll(next, path, *layout, file.Get()))) {
         LOG_ERROR_OLD(kSource, "Failed to write %s. %m", path.c_str());
         result = -1;
     }

@@ -35,8 +35,8 @@ class RunAsRoot : public RunAs {
         : RunAs(source, 0, 0, line) {}
 };
 
-// Root for the length of a scope, then the account of the previous effective user id, by its name. A
-// user without a name to switch back to stays what it is.
+// Root for the length of a scope, then the account of the previous effective user id, by its name.
+// A user without a name to switch back to stays what it is.
 class RootThenPrevious {
   public:
     RootThenPrevious(const char *source, int line = __builtin_LINE());

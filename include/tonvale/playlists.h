@@ -244,9 +244,9 @@ TONVALE_EXPORT int VARNPlaylistSmartListSongs(uid_t uid, PLAYLIST_REC **listOut,
 TONVALE_EXPORT std::string VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid_t uid) noexcept;
 
 // Makes the two conditions that find a range of a playlist's entries in the library: `real` those
-// of files, `virtualCondition` those of virtual songs; "" for one that no entry needs. A *limit that
-// goes beyond the end of the list is set to what is left of it. 0, or -1 with both conditions ""
-// (null argument, memory).
+// of files, `virtualCondition` those of virtual songs; "" for one that no entry needs. A *limit
+// that goes beyond the end of the list is set to what is left of it. 0, or -1 with both conditions
+// "" (null argument, memory).
 TONVALE_EXPORT int VARNAudioWebapiUtilsGetDBQueryByCandidateList(
     const VLIBSZLIST *candidates, int *offset, int *limit, std::string &real,
     std::string &virtualCondition) noexcept;

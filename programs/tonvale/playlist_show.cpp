@@ -4,6 +4,7 @@
 #include <string>
 
 #include "accounts.h"
+#include "database.h"
 #include "number.h"
 #include "playlist_output.h"
 #include "playlist_target.h"

@@ -54,8 +54,6 @@ Json::Value SongJson(const VARN_MEDIA_INFO &song) {
     return json;
 }
 
-}  // namespace
-
 void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
     Table table({{"ID", true, false},
                  {"TITLE", false, true},

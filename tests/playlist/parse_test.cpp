@@ -111,6 +111,29 @@ TEST_F(PlaylistParse, OnlyTheUsersOwnLibraryIsLookedIn) {
     EXPECT_EQ(VARNAudioWebapiUtilsGetBrowseLibraryByUid(4242), "shared");
 }
 
+// Few names and many go into the statements in different forms.
+TEST_F(PlaylistParse, ManySongsAndTracks) {
+    constexpr int kSongs = 2500;
+    Query("INSERT INTO track (id, path, is_virtual, track) SELECT n, '" + music().string() +
+          "/' || n || '.mp3', false, 0 FROM generate_series(1, 2500) n");
+    Query("INSERT INTO track (id, path, has_virtual) VALUES (9000, '" + In("cue.flac") +
+          "', true)");
+    Query("INSERT INTO track (id, path, is_virtual, track) SELECT 9000 + n, '" + In("cue.flac") +
+          "', true, n FROM generate_series(1, 150) n");
+    std::string text;
+    for (int i = kSongs; i > 0; --i) {
+        text += std::to_string(i) + ".mp3\n";
+        text += i <= 150 ? "cue.flac_" + std::to_string(i) + "\n" : "";
+    }
+    const Songs songs = Read(List(text));
+    unsigned wanted = kSongs;
+    for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
+        ASSERT_EQ(song->info.id, wanted);
+        wanted = wanted > 9000 ? wanted - 9001 : wanted <= 150 ? wanted + 9000 : wanted - 1;
+    }
+    EXPECT_EQ(wanted, 0U);
+}
+
 TEST_F(PlaylistParse, RatingsComeBeside) {
     const int id = AddSong({.path = In("a.mp3")});
     Query("INSERT INTO rating_track (userid, track, star) VALUES (1030, 1, 5)");

@@ -23,10 +23,10 @@ extern "C" {
 //
 // A relative entry counts from the playlist's folder, "." and ".." removed. Where that file is not
 // there, these are looked for in turn: the entry without blanks at its ends; percent signs decoded;
-// backslashes as slashes; the Unicode normal forms of each component; and for paths of Windows, with
-// a drive or a server's name, the longest tail that is there below an indexed folder. An entry for
-// which none of them is there stays as it is. Lists within lists are entries like others. In an m3u a
-// line that begins with "#" is an entry only when a file of that name is there.
+// backslashes as slashes; the Unicode normal forms of each component; and for paths of Windows,
+// with a drive or a server's name, the longest tail that is there below an indexed folder. An entry
+// for which none of them is there stays as it is. Lists within lists are entries like others. In an
+// m3u a line that begins with "#" is an entry only when a file of that name is there.
 //
 // The number of entries, or -1 with both outputs null and the error state set: a file that is
 // missing, not a regular one, larger than 256 MiB or not to be read, an unknown extension.
