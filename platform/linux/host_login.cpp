@@ -35,9 +35,10 @@ std::string RandomText(std::size_t length) {
 std::string Hashed(const std::string &password) {
     const std::string salt = RandomText(kSaltLength);
     const auto scratch = std::make_unique<crypt_data>();
-    const char *hash =
-        salt.empty() ? nullptr : crypt_r(password.c_str(), ("$6$" + salt).c_str(), scratch.get());
-    return hash != nullptr && *hash == '$' ? hash : "";
+    const char *hash = salt.empty() ? nullptr
+                                    : crypt_rn(password.c_str(), ("$6$" + salt).c_str(),
+                                               scratch.get(), sizeof *scratch);
+    return hash != nullptr ? hash : "";
 }
 
 Outcome MakeLogin(std::string &made) {

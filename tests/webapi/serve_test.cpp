@@ -13,6 +13,7 @@
 #include "varn/host.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
+#include "webapi/cgi.h"
 #include "webapi/http.h"
 
 namespace tonvale_test {
@@ -52,13 +53,17 @@ class Served : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();
+        const auto scratch = std::make_unique<crypt_data>();
+        const char *hash = crypt_rn("pass word", "$6$salt", scratch.get(), sizeof *scratch);
+        ASSERT_NE(hash, nullptr);
         std::string hashes;
         for (const char *name : {"alice", "bob", "ghost"}) {
-            hashes += std::string(name) + ":" + crypt("pass word", "$6$salt") + "\n";
+            hashes += std::string(name) + ":" + hash + "\n";
         }
         WriteFile(varn::path::kLogins, hashes);
         chmod(At(varn::path::kLogins).c_str(), 0644);
         port_ = FreePort();
+        UseHandlerSanitizer();
     }
     void TearDown() override {
         Stop();
