@@ -114,8 +114,8 @@ bool ReadQueue(int fd, off_t start, off_t count, PlaylistInfo &queue) {
     }
     queue.setPlayerInfo(state);
     const off_t songs = std::max<off_t>(size - kHeaderSize, 0) / kRecordSize;
-    const off_t end = start < 0 ? 0 : std::min(songs, start + std::max<off_t>(count, 0));
-    for (off_t i = start; i < end; ++i) {
+    const off_t end = std::min(songs, start + std::max<off_t>(count, 0));
+    for (off_t i = start; start >= 0 && i < end; ++i) {
         const auto song = std::make_unique<VARN_MEDIA_INFO>();
         if (!ReadAt(fd, song.get(), sizeof *song, kHeaderSize + i * kRecordSize)) {
             return false;

@@ -1,12 +1,10 @@
 #include "misc/usb_volume.h"
 
-#include <sys/stat.h>
-#include <sys/sysmacros.h>
-
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <memory>
-#include <string_view>
+#include <sstream>
 
 #include "misc/source.h"
 #include "support/boundary.h"
@@ -25,21 +23,8 @@ bool HasMountPrefix(std::string_view path) {
         return false;
     }
     path.remove_prefix(kMountPrefix.size());
-    const std::size_t digits = path.find_first_not_of("0123456789");
-    return digits > 0 && !path.empty() && (digits == path.npos || path[digits] == '/');
-}
-
-// The device of a path, or of the nearest folder above it that is there.
-dev_t DeviceOf(std::string path) {
-    struct stat info {};
-    while (stat(path.c_str(), &info) != 0) {
-        const std::size_t slash = path.rfind('/');
-        if (slash == std::string::npos || slash == 0) {
-            return stat("/", &info) == 0 ? info.st_dev : 0;
-        }
-        path.resize(slash);
-    }
-    return info.st_dev;
+    const std::size_t digits = std::min(path.find_first_not_of("0123456789"), path.size());
+    return digits > 0 && (digits == path.size() || path[digits] == '/');
 }
 
 bool IsMarkedRemovable(const std::string &disk) {
@@ -47,35 +32,71 @@ bool IsMarkedRemovable(const std::string &disk) {
     return std::ifstream(disk + "/removable").get(mark) && mark == '1';
 }
 
+// By what the kernel tells of a block device, "MAJOR:MINOR": the bus it hangs on, and whether its
+// disk, which for a partition is the folder above, can be taken out.
+bool IsRemovable(const std::string &device) {
+    const std::unique_ptr<char, support::Releaser<std::free>> real(
+        realpath(("/sys/dev/block/" + device).c_str(), nullptr));
+    const std::string place = real ? real.get() : "";
+    return !place.empty() && (place.find("/usb") != place.npos || IsMarkedRemovable(place) ||
+                              IsMarkedRemovable(place + "/.."));
+}
+
+// A folder as proc(5) writes it, with blanks and their like as three octal digits.
+std::string Unescaped(std::string_view text) {
+    constexpr std::size_t kDigits = 3;
+    std::string plain;
+    while (!text.empty()) {
+        if (text.front() == '\\' && text.size() > kDigits) {
+            plain += static_cast<char>(
+                std::strtol(std::string(text.substr(1, kDigits)).c_str(), nullptr, 8));
+            text.remove_prefix(1 + kDigits);
+        } else {
+            plain += text.front();
+            text.remove_prefix(1);
+        }
+    }
+    return plain;
+}
+
+bool IsBelow(std::string_view folder, std::string_view path) {
+    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
+}
+
 }  // namespace
 
-bool UsbVolumes::Holds(const std::string &path) {
+UsbVolumes::UsbVolumes() {
+    std::ifstream file("/proc/self/mountinfo");
+    for (std::string line; std::getline(file, line);) {
+        std::istringstream fields(line);
+        std::string skipped;
+        std::string device;
+        std::string folder;
+        fields >> skipped >> skipped >> device >> skipped >> folder;
+        // The root's own device cannot be taken out, whatever it is.
+        if (folder != "/") {
+            mounts_.push_back({Unescaped(folder), IsRemovable(device)});
+        }
+    }
+    if (std::none_of(mounts_.begin(), mounts_.end(),
+                     [](const Mount &mount) { return mount.removable; })) {
+        mounts_.clear();
+    }
+}
+
+bool UsbVolumes::Holds(std::string_view path) const {
     if (HasMountPrefix(path)) {
         return true;
     }
-    const std::string folder = path.substr(0, path.rfind('/'));
-    const auto [known, isNew] = folders_.try_emplace(folder, false);
-    if (isNew) {
-        known->second = IsRemovable(DeviceOf(path));
+    const Mount *innermost = nullptr;
+    for (const Mount &mount : mounts_) {
+        // Of two mounts on one folder the later one hides the other.
+        if (IsBelow(mount.folder, path) &&
+            (innermost == nullptr || mount.folder.size() >= innermost->folder.size())) {
+            innermost = &mount;
+        }
     }
-    return known->second;
-}
-
-// By what the kernel tells of the block device: the bus it hangs on, and whether its disk, which
-// for a partition is the folder above, can be taken out. The root's own disk cannot.
-bool UsbVolumes::IsRemovable(dev_t device) {
-    const auto [known, isNew] = devices_.try_emplace(device, false);
-    if (isNew && device != DeviceOf("/")) {
-        const std::string link =
-            "/sys/dev/block/" + std::to_string(major(device)) + ":" + std::to_string(minor(device));
-        const std::unique_ptr<char, support::Releaser<std::free>> real(
-            realpath(link.c_str(), nullptr));
-        const std::string place = real ? real.get() : "";
-        known->second =
-            !place.empty() && (place.find("/usb") != place.npos || IsMarkedRemovable(place) ||
-                               IsMarkedRemovable(place + "/.."));
-    }
-    return known->second;
+    return innermost != nullptr && innermost->removable;
 }
 
 }  // namespace Tonvale::misc

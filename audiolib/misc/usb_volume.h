@@ -1,24 +1,26 @@
 // Volumes that somebody can unplug.
 #pragma once
 
-#include <sys/types.h>
-
 #include <string>
-#include <unordered_map>
+#include <string_view>
+#include <vector>
 
 namespace Tonvale::misc {
 
-// Tells whether paths lie on removable volumes. It remembers the folders and devices that it has
-// seen, so that a long list of songs asks the system for each folder once.
+// Tells whether paths lie on removable volumes, as they were mounted when this was made. Links are
+// not followed.
 class UsbVolumes {
   public:
-    bool Holds(const std::string &path);
+    UsbVolumes();
+
+    bool Holds(std::string_view path) const;
 
   private:
-    bool IsRemovable(dev_t device);
-
-    std::unordered_map<std::string, bool> folders_;
-    std::unordered_map<dev_t, bool> devices_;
+    struct Mount {
+        std::string folder;
+        bool removable;
+    };
+    std::vector<Mount> mounts_;  // empty when none of them is removable
 };
 
 }  // namespace Tonvale::misc

@@ -20,39 +20,55 @@ namespace {
 // Paths in the library are shorter than this.
 constexpr std::size_t kPathSize = 4096;
 
-void Add(std::string &list, const std::optional<std::string> &value) {
-    // A path that is not UTF-8 is in no library.
-    if (value) {
-        list += (list.empty() ? "" : ", ") + *value;
-    }
-}
+// A list of names for a statement. The server finds a few of them one by one in the index; many it
+// compares with every row, unless they are a table of values, which it hashes.
+struct Names {
+    const char *columns;
+    const char *kind;  // of their rows: is_virtual
+    std::size_t few;
+    std::string list = {};
+    std::size_t count = 0;
 
-void AddCandidate(const char *text, std::string &real, std::string &virtualSongs) {
-    std::array<char, kPathSize> file{};
-    int track = 0;
-    if (IsVirtualPath(text, file.data(), file.size(), &track)) {
-        Add(virtualSongs, varn::Sql("('@VARN:VAR', @VARN:INT)", file.data(), track));
-    } else {
-        Add(real, varn::Sql("('@VARN:VAR')", text));
-    }
-}
-
-// Tables of values: the server finds a few of them one by one in the index, and hashes many.
-void BuildConditions(const VLIBSZLIST *candidates, std::int64_t begin, std::int64_t end,
-                     std::string &real, std::string &virtualSongs) {
-    std::unordered_set<std::string_view> seen;
-    for (std::int64_t i = begin; i < end; ++i) {
-        const std::string_view text = VLIBCSzListGet(candidates, static_cast<int>(i));
-        if (text.starts_with('/') && text.size() < kPathSize && seen.insert(text).second) {
-            AddCandidate(text.data(), real, virtualSongs);
+    void Add(const std::optional<std::string> &name) {
+        // A path that is not UTF-8 is in no library.
+        if (name) {
+            list += (list.empty() ? "" : ", ") + *name;
+            ++count;
         }
     }
-    if (!real.empty()) {
-        real = "path IN (VALUES " + real + ") AND is_virtual = 'FALSE'";
+    std::string Condition() const {
+        if (list.empty()) {
+            return "";
+        }
+        return std::string(columns) + " IN (" + (count > few ? "VALUES " : "") + list +
+               ") AND is_virtual = '" + kind + "'";
     }
-    if (!virtualSongs.empty()) {
-        virtualSongs = "(path, track) IN (VALUES " + virtualSongs + ") AND is_virtual = 'TRUE'";
+};
+
+struct Conditions {
+    std::string real;
+    std::string virtualSongs;
+};
+
+Conditions BuildConditions(const VLIBSZLIST *candidates, std::int64_t begin, std::int64_t end) {
+    Names files = {"path", "FALSE", 2000};
+    Names tracks = {"(path, track)", "TRUE", 100};
+    std::unordered_set<std::string_view> seen;
+    std::array<char, kPathSize> file{};
+    for (std::int64_t i = begin; i < end; ++i) {
+        const char *const text = VLIBCSzListGet(candidates, static_cast<int>(i));
+        const std::string_view name(text);
+        if (!name.starts_with('/') || name.size() >= kPathSize || !seen.insert(name).second) {
+            continue;
+        }
+        int track = 0;
+        if (IsVirtualPath(text, file.data(), file.size(), &track)) {
+            tracks.Add(varn::Sql("('@VARN:VAR', @VARN:INT)", file.data(), track));
+        } else {
+            files.Add(varn::Sql("('@VARN:VAR')", text));
+        }
     }
+    return {files.Condition(), tracks.Condition()};
 }
 
 }  // namespace
@@ -79,11 +95,9 @@ int VARNAudioWebapiUtilsGetDBQueryByCandidateList(const VLIBSZLIST *candidates, 
         if (*limit > 0 && *offset >= 0 && begin < end) {
             *limit = static_cast<int>(end - begin);
         }
-        std::string realMade;
-        std::string virtualMade;
-        BuildConditions(candidates, begin, end, realMade, virtualMade);
-        real = std::move(realMade);
-        virtualCondition = std::move(virtualMade);
+        Conditions made = BuildConditions(candidates, begin, end);
+        real = std::move(made.real);
+        virtualCondition = std::move(made.virtualSongs);
         return 0;
     });
 }

@@ -16,10 +16,10 @@ extern "C" {
 // SIGCHLD action.
 TONVALE_EXPORT int VARNExec(const char *path, char *const argv[], int wait) noexcept;
 
-// 1 when the file or folder lies on a removable volume: a mounted file system other than the root's
-// whose block device, or the disk of which it is a partition, is on a USB bus or marked removable,
-// or one mounted below "/volumeUSB" followed by a number. The path itself need not exist, then the
-// folder above it counts. 0 for everything else; -1 for a null or relative path.
+// 1 when the path lies on a removable volume: below "/volumeUSB" and a number, or on a mounted file
+// system, other than the root's, whose block device, or the disk of which that is a partition, is on
+// a USB bus or marked removable. Links in the path are not followed, and it need not exist. 0 for
+// everything else; -1 for a null or relative path.
 TONVALE_EXPORT int VARNAudioIsUSBVolume(const char *path) noexcept;
 
 }  // extern "C"

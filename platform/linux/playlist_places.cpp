@@ -126,6 +126,25 @@ std::string_view PathOfUrl(std::string_view rest) {
     return rest;
 }
 
+// A URL of a whole path; "file:name" is a name like others.
+bool IsFileUrl(std::string_view text) {
+    if (!StartsWithIgnoringCase(text, kFileScheme)) {
+        return false;
+    }
+    const std::string_view path = PathOfUrl(text.substr(kFileScheme.size()));
+    return path.starts_with('/') || HasDrive(path);
+}
+
+// Whoever looks for streams knows "http" and "https" alone.
+std::string WithLowerScheme(std::string_view url) {
+    std::string lower(url);
+    const auto end = lower.begin() + static_cast<std::ptrdiff_t>(lower.find(':'));
+    std::transform(lower.begin(), end, lower.begin(), [](char c) {
+        return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    });
+    return lower;
+}
+
 struct Variant {
     std::string text;
     bool isForeign;  // a path from the root of another machine's volume
@@ -135,7 +154,7 @@ struct Variant {
 std::vector<Variant> Variants(std::string_view entry) {
     const std::string_view trimmed = Trimmed(entry);
     std::vector<std::string> texts;
-    if (StartsWithIgnoringCase(trimmed, kFileScheme)) {
+    if (IsFileUrl(trimmed)) {
         const std::string_view path = PathOfUrl(trimmed.substr(kFileScheme.size()));
         texts = {PercentDecoded(path), std::string(path)};
     } else {
@@ -183,13 +202,13 @@ std::string Places::Absolute(std::string_view path) const {
 
 std::string Places::Resolve(std::string_view entry) {
     const std::string_view trimmed = Trimmed(entry);
-    if (HasScheme(trimmed) && !StartsWithIgnoringCase(trimmed, kFileScheme)) {
-        return std::string(trimmed);
+    const bool isFileUrl = IsFileUrl(trimmed);
+    if (HasScheme(trimmed) && !isFileUrl) {
+        return WithLowerScheme(trimmed);
     }
     std::string plain = Absolute(entry);
-    const bool isUrl = StartsWithIgnoringCase(trimmed, kFileScheme) &&
-                       PathOfUrl(trimmed.substr(kFileScheme.size())).starts_with('/');
-    if (plain.size() >= PATH_MAX || (!isUrl && !IsAmbiguous(entry)) || Exists(plain, Kind::kFile)) {
+    if (plain.size() >= PATH_MAX || (!isFileUrl && !IsAmbiguous(entry)) ||
+        Exists(plain, Kind::kFile)) {
         return plain;
     }
     const std::vector<Variant> variants = Variants(entry);
@@ -198,7 +217,8 @@ std::string Places::Resolve(std::string_view entry) {
             return *std::move(found);
         }
     }
-    return isUrl ? Absolute(variants.front().text) : plain;
+    const bool isPath = isFileUrl && !variants.front().isForeign;
+    return isPath ? Absolute(variants.front().text) : plain;
 }
 
 bool Places::IsThere(std::string_view entry) const {

@@ -126,7 +126,7 @@ bool EndsValue(std::string_view rest) {
 std::string_view TakeValue(std::string_view &text) {
     const char quote = text.front();
     if (quote != '"' && quote != '\'') {
-        const std::string_view word = text.substr(0, text.find_first_of(" \t\n>"));
+        const std::string_view word = text.substr(0, text.find_first_of(" \t\n<>"));
         text.remove_prefix(word.size());
         return word;
     }

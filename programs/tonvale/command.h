@@ -27,6 +27,7 @@ void AddSearch(CLI::App &app, Action &action);
 void AddGroups(CLI::App &app, Action &action);  // albums, artists, genres and composers
 void AddFolders(CLI::App &app, Action &action);
 void AddRate(CLI::App &app, Action &action);
+void AddPlaylists(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);
 void AddUserVerb(CLI::App &app, Action &action);

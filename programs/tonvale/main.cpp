@@ -74,8 +74,8 @@ int Run(int argc, char **argv) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     for (const auto add :
-         {AddInit, AddIndex, AddSongs, AddSearch, AddGroups, AddFolders, AddRate, AddPlaylist,
-          AddSmart, AddUserVerb, AddPermission, AddPreference, AddStart, AddStop}) {
+         {AddInit, AddIndex, AddSongs, AddSearch, AddGroups, AddFolders, AddRate, AddPlaylists,
+          AddPlaylist, AddSmart, AddUserVerb, AddPermission, AddPreference, AddStart, AddStop}) {
         add(app, action);
     }
     try {

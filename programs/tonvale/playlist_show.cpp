@@ -1,15 +1,13 @@
 #include "playlist_show.h"
 
-#include <memory>
 #include <optional>
 #include <string>
 
 #include "accounts.h"
+#include "command.h"
 #include "database.h"
-#include "number.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
-#include "track_output.h"
 #include "user.h"
 
 namespace tonvale_cli {
@@ -19,18 +17,9 @@ namespace {
 using Tonvale::webapi::playlist::PlaylistLibrary;
 using Tonvale::webapi::playlist::PlaylistResult;
 
-struct ShowOptions {
-    std::string id;
-    std::string user = "admin";
-    Additions additions;
-    int offset = 0;
-    int limit = 100;
-    bool json = false;
-};
-
 // The playlist's length, its page in `tracks`; -1 for a playlist that cannot be read.
 int ReadPage(const PlaylistLibrary &library, const PlaylistResult &playlist,
-             const ShowOptions &options, Json::Value &tracks) {
+             const TracksOptions &options, Json::Value &tracks) {
     const int type = playlist.personal ? PLAYLIST_TYPE_PERSONAL : PLAYLIST_TYPE_SHARED;
     if (!playlist.smart) {
         return library.GetTrackFromNormalPlaylist(playlist.path, type, options.offset,
@@ -41,14 +30,15 @@ int ReadPage(const PlaylistLibrary &library, const PlaylistResult &playlist,
                                              options.offset, options.limit, tracks);
 }
 
-int Show(const ShowOptions &options) {
+}  // namespace
+
+bool IsPlaylistId(const std::string &text) {
+    return text.starts_with("playlist_") && text.find('/') != std::string::npos &&
+           !PlaylistResult(text).GetId().empty();
+}
+
+int ShowTracks(const TracksOptions &options) {
     const PlaylistResult playlist(options.id);
-    if (playlist.GetId().empty()) {
-        Complain("'" + options.id + "' is no playlist: name it as playlist_shared_normal/ID, " +
-                 "playlist_personal_normal/KEY, playlist_shared_smart/NAME or " +
-                 "playlist_personal_smart/NAME");
-        return kUsage;
-    }
     if (auto done = CheckRoot(); !done) {
         Complain(done.Message());
         return kFailed;
@@ -72,20 +62,6 @@ int Show(const ShowOptions &options) {
     }
     (options.json ? PrintTracksJson : PrintTracksTable)(tracks, options.offset, total);
     return kDone;
-}
-
-}  // namespace
-
-void AddPlaylistShow(CLI::App &playlist, Action &action) {
-    CLI::App *verb = playlist.add_subcommand("show", "List a playlist's tracks, a page at a time");
-    const auto options = std::make_shared<ShowOptions>();
-    verb->add_option("ID", options->id, "The playlist's identifier")->required();
-    verb->add_option("--user", options->user, "Who asks")->type_name("NAME")->capture_default_str();
-    AddNumber(*verb, "--offset", options->offset, 0, "How many tracks to pass over");
-    AddNumber(*verb, "--limit", options->limit, 0, "How many tracks to list; 0: all");
-    verb->add_flag("--json", options->json, "Print JSON instead of a table");
-    AddAdditions(*verb, options->additions)->needs("--json");
-    verb->callback([options, &action] { action = [options] { return Show(*options); }; });
 }
 
 }  // namespace tonvale_cli

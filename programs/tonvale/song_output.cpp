@@ -19,6 +19,8 @@ std::string NumberText(int64_t number) {
     return number > 0 ? std::to_string(number) : "";
 }
 
+}  // namespace
+
 std::string LengthText(float seconds) {
     if (!(seconds > 0)) {
         return "";
@@ -29,7 +31,7 @@ std::string LengthText(float seconds) {
     return text;
 }
 
-Json::Value JsonOf(const VARN_MEDIA_INFO &song) {
+Json::Value SongJson(const VARN_MEDIA_INFO &song) {
     Json::Value json(Json::objectValue);
     const std::pair<const char *, const char *> texts[] = {
         {"title", song.title},         {"artist", song.artist},
@@ -51,8 +53,6 @@ Json::Value JsonOf(const VARN_MEDIA_INFO &song) {
     json["filesize"] = song.filesize;
     return json;
 }
-
-}  // namespace
 
 void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
     Table table({{"ID", true, false},
@@ -76,7 +76,7 @@ void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
     std::cout << "{\"offset\":" << offset << ",\"songs\":[";
     for (bool first = true; MediaInfoDBGet(rows, song.get()) == 0; first = false) {
         std::cout << (first ? "" : ",");
-        writer->write(JsonOf(*song), &std::cout);
+        writer->write(SongJson(*song), &std::cout);
     }
     std::cout << "],\"total\":" << total << "}\n";
 }

@@ -1,0 +1,220 @@
+// What playlists cost: reading one, against its two statements through the database's own client
+// library; writing one, against the same write calls; asking whether a song is in it, against
+// looking a song up by its id.
+//
+// Needs TONVALE_ROOT with a running database of generated_library.sql; bench/run prepares one.
+#include <benchmark/benchmark.h>
+#include <fcntl.h>
+#include <libpq-fe.h>
+#include <unistd.h>
+
+#include <array>
+#include <chrono>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tonvale/library.h"
+#include "tonvale/playlists.h"
+#include "varn/playlistsvc.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr uid_t kUser = 1030;
+constexpr int kLibrary = 100000;
+
+[[noreturn]] void Die(const char *what) {
+    std::fprintf(stderr, "playlist-bench: %s; start it through bench/run\n", what);
+    std::exit(1);
+}
+
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+struct Freer {
+    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
+    void operator()(PVLIBSZLIST list) const noexcept { VLIBCSzListFree(list); }
+};
+using Songs = std::unique_ptr<PLAYLIST_REC, Freer>;
+
+// The name in a playlist of a song of the generated library.
+std::string NameOf(int id) {
+    const int album = id / 10;
+    const std::string folder = "/volume1/music/Artist " + std::to_string(id / 30) + "/Album " +
+                               std::to_string(album) + "/";
+    const bool isVirtual = id % 50 >= 1 && id % 50 <= 4;
+    return folder + std::to_string(isVirtual ? id / 50 * 50 : id) + ".mp3" +
+           (isVirtual ? "_" + std::to_string(id % 10 + 1) : "");
+}
+
+// A playlist of songs from all over the library, one in fifty of them unknown.
+std::string MakeList(int entries) {
+    const std::string path = SystemPath("/bench.m3u");
+    std::ofstream file(path);
+    file << "#EXTM3U\r\n";
+    for (int i = 0; i < entries; ++i) {
+        const int id = static_cast<int>(static_cast<long long>(i) * 7919 % kLibrary);
+        file << (i % 50 == 49 ? "/volume1/gone/" + std::to_string(i) + ".mp3" : NameOf(id))
+             << "\r\n";
+    }
+    return path;
+}
+
+std::string Statement(const std::string &condition) {
+    const std::array<int, VARN_JOIN_TABLES> flags = {1, 1, 1, 1, 0, 1, 1};
+    std::array<char, 4096> table = {};
+    std::array<char, 1024> where = {};
+    const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(kUser);
+    if (GenerateTableString(library.c_str(), kUser, VARN_TABLE_MUSIC, table.data(), table.size(),
+                            where.data(), where.size(), flags.data(), 0) != 0) {
+        Die("no track view");
+    }
+    return std::string("SELECT * FROM ") + table.data() + " WHERE " + condition;
+}
+
+// The statements that a playlist comes to.
+std::array<std::string, 2> Statements(const std::string &path) {
+    PVLIBSZLIST list = nullptr;
+    PLAYLIST_REC *remote = nullptr;
+    if (GetCandidateListByPlaylistParse(path.c_str(), &list, &remote) < 0) {
+        Die("the playlist cannot be read");
+    }
+    const std::unique_ptr<VLIBSZLIST, Freer> owned(list);
+    const Songs none(remote);
+    int offset = 0;
+    int limit = 0;
+    std::string real;
+    std::string virtualSongs;
+    VARNAudioWebapiUtilsGetDBQueryByCandidateList(list, &offset, &limit, real, virtualSongs);
+    return {Statement(real), Statement(virtualSongs)};
+}
+
+template <std::size_t Count>
+double RunStatements(const std::array<std::string, Count> &statements) {
+    const std::string settings = "host=" + SystemPath(varn::path::kDatabaseSocketDir) +
+                                 " port=5432 user=Tonvale dbname=mediaserver client_encoding=UTF8";
+    const Clock::time_point start = Clock::now();
+    for (const std::string &statement : statements) {
+        PGconn *conn = PQconnectdb(settings.c_str());
+        PGresult *result = PQexec(conn, statement.c_str());
+        if (PQresultStatus(result) != PGRES_TUPLES_OK) {
+            Die(PQerrorMessage(conn));
+        }
+        for (int row = 0; row < PQntuples(result); ++row) {
+            for (int column = 0; column < PQnfields(result); ++column) {
+                benchmark::DoNotOptimize(PQgetvalue(result, row, column));
+            }
+        }
+        PQclear(result);
+        PQfinish(conn);
+    }
+    return SecondsSince(start);
+}
+
+Songs ReadList(const std::string &path) {
+    Songs songs(VARNPlaylistParseByPath(kUser, path.c_str(), nullptr, nullptr, 0, 0, "*", 0));
+    if (!songs) {
+        Die("the playlist could not be parsed");
+    }
+    return songs;
+}
+
+// Measures `work` and `baseline` in turn.
+template <typename Work, typename Baseline>
+void Compare(benchmark::State &state, const Work &work, const Baseline &baseline) {
+    double base = 0;
+    double measured = 0;
+    for (auto _ : state) {
+        base += baseline();
+        const Clock::time_point start = Clock::now();
+        work();
+        const double seconds = SecondsSince(start);
+        measured += seconds;
+        state.SetIterationTime(seconds);
+    }
+    state.counters["ratio"] = measured / base;
+}
+
+void Parse(benchmark::State &state) {
+    const std::string path = MakeList(static_cast<int>(state.range(0)));
+    const auto statements = Statements(path);
+    Compare(
+        state, [&] { const Songs songs = ReadList(path); },
+        [&] { return RunStatements(statements); });
+}
+
+// The same lines with a write call each and nothing else.
+double WriteLines(const std::string &text, const std::string &path) {
+    const Clock::time_point start = Clock::now();
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::size_t line = rest.find('\n') + 1;
+        if (write(fd, rest.data(), line) != static_cast<ssize_t>(line)) {
+            Die("the disk is full");
+        }
+        rest.remove_prefix(line);
+    }
+    close(fd);
+    return SecondsSince(start);
+}
+
+std::string ReadText(const std::string &path) {
+    std::ifstream file(path, std::ios::binary);
+    return {std::istreambuf_iterator<char>(file), {}};
+}
+
+void Write(benchmark::State &state) {
+    const Songs songs = ReadList(MakeList(static_cast<int>(state.range(0))));
+    const std::string path = SystemPath("/written.m3u");
+    // Made now: writing leaves the process running as the package's account.
+    std::ofstream(path + ".base").flush();
+    std::filesystem::permissions(path + ".base", std::filesystem::perms::all);
+    VARNWriteMusicPlaylist(songs.get(), path.c_str());
+    const std::string text = ReadText(path);
+    Compare(
+        state, [&] { VARNWriteMusicPlaylist(songs.get(), path.c_str()); },
+        [&] { return WriteLines(text, path + ".base"); });
+    ResetCredentialsByName("root", true);
+}
+
+void Membership(benchmark::State &state) {
+    const int entries = static_cast<int>(state.range(0));
+    const std::string path = MakeList(entries);
+    const std::string last =
+        NameOf(static_cast<int>(static_cast<long long>(entries - 2) * 7919 % kLibrary));
+    if (VARNPlaylistCheckSong(kUser, path.c_str(), last.c_str()) != 0) {
+        Die("the song is not found");
+    }
+    Compare(
+        state, [&] { VARNPlaylistCheckSong(kUser, path.c_str(), last.c_str()); },
+        [&] { return RunStatements(std::array{Statement("id = 4711")}); });
+}
+
+BENCHMARK(Parse)->RangeMultiplier(10)->Range(10, 10000)->UseManualTime()->Iterations(20)->Unit(
+    benchmark::kMillisecond);
+BENCHMARK(Write)
+    ->RangeMultiplier(10)
+    ->Range(100, 10000)
+    ->UseManualTime()
+    ->Iterations(50)
+    ->Unit(benchmark::kMillisecond);
+BENCHMARK(Membership)
+    ->RangeMultiplier(10)
+    ->Range(10, 10000)
+    ->UseManualTime()
+    ->Iterations(20)
+    ->Unit(benchmark::kMillisecond);
+
+}  // namespace
+
+BENCHMARK_MAIN();

@@ -1,0 +1,11 @@
+[Playlist]
+Length3=5
+File3=c
+Title1=A
+File1=a
+File99999999999999999999999=z
+File18446744073709551615=y
+File=x
+File1=again
+=
+File2=

@@ -1,0 +1,5 @@
+[playlist]
+File1=a.mp3
+File2=http://r/x
+NumberOfEntries=2
+Version=2

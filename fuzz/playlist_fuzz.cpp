@@ -1,0 +1,60 @@
+// Any bytes as a playlist, in each format: entries are clean and come in a bounded number.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <string_view>
+
+#include "linux/playlist_format.h"
+#include "linux/playlist_places.h"
+#include "linux/utf8.h"
+
+#ifndef PLAYLIST_FORMAT
+#error "one program for each format"
+#endif
+
+namespace {
+
+using namespace varn::playlist;
+
+void Require(bool holds, const char *what) {
+    if (!holds) {
+        std::fprintf(stderr, "broken: %s\n", what);
+        std::abort();
+    }
+}
+
+void CheckText(std::string_view text) {
+    Require(varn::IsUtf8(text), "a text is UTF-8");
+    Require(text.find_first_of(std::string_view("\r\n\0", 3)) == text.npos, "a text is one line");
+}
+
+void CheckTags(const Tags &tags) {
+    for (const std::string_view text : {tags.title, tags.artist, tags.album, tags.genre}) {
+        CheckText(text);
+    }
+    Require(std::min({tags.duration, tags.year, tags.disc, tags.track}) >= 0, "numbers count");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    const std::string_view bytes(reinterpret_cast<const char *>(data), size);
+    Places places("/nonexistent/lists", {"/nonexistent"});
+    std::size_t entries = 0;
+    ParseEntries(Format::PLAYLIST_FORMAT, bytes, [&](const Entry &entry) {
+        ++entries;
+        Require(!entry.text.empty(), "an entry is not empty");
+        CheckText(entry.text);
+        CheckTags(entry.tags);
+        Require(entry.mayBeComment ==
+                    (Format::PLAYLIST_FORMAT == Format::kM3u && entry.text.front() == '#'),
+                "only lines of an m3u can be comments");
+        const std::string path = places.Resolve(entry.text);
+        Require(path.find("/../") == path.npos || path.find("://") != path.npos,
+                "a path has no step up");
+    });
+    Require(entries <= size, "no more entries than bytes");
+    return 0;
+}

@@ -1,0 +1,100 @@
+// The verbs of the command line that work on playlists.
+#include <json/json.h>
+
+#include "playlist/playlist_test.h"
+#include "programs/command.h"
+#include "varn/packageconf.h"
+
+namespace {
+
+using tonvale_test::Command;
+using tonvale_test::Finished;
+using tonvale_test::Texts;
+
+class PlaylistCommand : public tonvale_test::PlaylistTest {
+  protected:
+    struct Case {
+        Texts arguments;
+        int status;
+        std::string says;  // a part of what is printed, or complained
+    };
+    static Finished Run(const Texts &arguments) { return Command(arguments).Wait(); }
+    static void RunAll(const std::vector<Case> &cases, const Texts &more = {}) {
+        for (Case run : cases) {
+            run.arguments.insert(run.arguments.end(), more.begin(), more.end());
+            const Finished finished = Run(run.arguments);
+            EXPECT_EQ(finished.status, run.status) << run.arguments[1] << finished.err;
+            const std::string &text = run.status == 0 ? finished.out : finished.err + finished.out;
+            EXPECT_NE(text.find(run.says), std::string::npos)
+                << run.arguments[1] << ": " << finished.out << finished.err;
+        }
+    }
+    // The paths of a playlist's entries below the folder of music.
+    static Texts Paths(const std::string &playlist, const Texts &more = {}) {
+        Texts arguments = {"playlist", "show", playlist, "--json"};
+        arguments.insert(arguments.end(), more.begin(), more.end());
+        Json::Value json;
+        EXPECT_TRUE(Json::Reader().parse(Run(arguments).out, json));
+        Texts paths;
+        for (const Json::Value &entry : json["entries"]) {
+            const std::string path = entry["path"].asString();
+            paths.push_back(path.substr(path.rfind('/') + 1));
+        }
+        return paths;
+    }
+};
+
+TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
+    AddSong({.path = In("a.mp3"), .title = "A"});
+    AddSong({.path = In("it's.mp3"), .title = "B"});
+    AddSong({.path = In("cue.flac"), .has_virtual = true});
+    AddSong({.path = In("cue.flac"), .title = "Three", .track = 3, .is_virtual = true});
+    const std::string list = "O'Brien & 100%";
+    const std::vector<Case> making = {
+        {{"playlist", "create", list, "1", In("it's.mp3"), In("cue.flac_3")}, 0, ""},
+        {{"playlist", "create", list}, 2, "already a playlist"},
+        {{"playlist", "show", list}, 0, "1-3 of 3 entries"},
+        {{"playlist", "check", list, "4", "1"}, 0, "yes " + In("cue.flac_3")},
+        {{"playlist", "add", list, "1", "http://r/x", "--skip-duplicates"}, 0, ""}};
+    const std::vector<Case> changing = {
+        {{"playlist", "remove", list, "0,2"}, 0, ""},
+        {{"playlist", "check", list, "1"}, 1, "no  " + In("a.mp3")},
+        {{"playlist", "replace", list, "1", "--start", "9"}, 1, "failed"},
+        {{"playlist", "replace", list, "4", "--start", "1", "--length", "1"}, 0, ""},
+        {{"playlist", "missing", list}, 0, ""},
+        {{"playlist", "rename", list, "New"}, 0, ""},
+        {{"playlist", "rename", "New", "../x"}, 2, "no slash"},
+        {{"playlist", "show", list}, 2, "there is no"},
+        {{"playlists"}, 0, "1-1 of 1 playlist"},
+        {{"playlist", "add", "New", "999"}, 2, "no song with the id 999"},
+        {{"playlist", "add", "New", "no such file"}, 2, "is no song's id"}};
+    const auto goThrough = [&](const Texts &more) {
+        RunAll(making, more);
+        EXPECT_EQ(Paths(list, more), (Texts{"a.mp3", "it's.mp3", "cue.flac", "x"}));
+        RunAll(changing, more);
+        EXPECT_EQ(Paths("New", more), (Texts{"it's.mp3", "cue.flac"}));
+        RunAll({{{"playlist", "delete", "New"}, 0, ""}, {{"playlists"}, 0, "0 of 0 playlists"}},
+               more);
+    };
+    goThrough({});
+    goThrough({"--user", "alice", "--personal"});
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    goThrough({"--user", "alice", "--personal"});
+    RunAll({{{"playlist", "create", "x", "--format", "pls"}, 2, "own playlists are m3u"}},
+           {"--user", "alice", "--personal"});
+}
+
+TEST_F(PlaylistCommand, TwoOfOneTitle) {
+    Touch(In("a/x.m3u"));
+    Touch(In("b/x.pls"));
+    const std::string first = AddRow(In("a/x.m3u"), "x", "a");
+    const std::string second = AddRow(In("b/x.pls"), "x", "b");
+    RunAll({{{"playlist", "show", "x"}, 2, "by its id"},
+            {{"playlist", "show", second}, 0, "0 of 0 entries"},
+            {{"playlists", "--limit", "1", "--offset", "1"}, 0, "2-2 of 2 playlists"},
+            {{"playlist", "delete", first}, 0, ""},
+            {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
+    EXPECT_FALSE(std::filesystem::exists(In("a/x.m3u")));
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+// The player's queue files.
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/resource.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <cstring>
+#include <set>
+
+#include "platform/child.h"
+#include "playlist/playlist_test.h"
+
+namespace {
+
+using tonvale_test::HoldsInChild;
+
+class QueueFile : public tonvale_test::PlaylistTest {
+  protected:
+    static std::string Path() { return (scratch() / "queue").string(); }
+
+    static std::unique_ptr<PlaylistInfo> Load(int start, int count) {
+        return std::unique_ptr<PlaylistInfo>(
+            AudioFile::PlaylistFileLoad(Path().c_str(), start, count));
+    }
+    static std::string Ids(const PlaylistInfo &queue) {
+        std::string ids;
+        for (const auto &song : queue.songs()) {
+            ids += std::to_string(song->id);
+        }
+        return ids;
+    }
+};
+
+TEST_F(QueueFile, StateAndRecordsAsTheyStandInMemory) {
+    PlaylistInfo queue;
+    EXPECT_EQ(queue.playerInfo().word[1], 1);
+    queue.setPlayerInfo({{1, 2, 3, 4, 5, 6}});
+    for (unsigned id = 1; id <= 3; ++id) {
+        queue.addSong(Record(id, "/m/" + std::to_string(id)));
+    }
+    ASSERT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), 0);
+    const std::string text = ReadFile(Path());
+    ASSERT_EQ(text.size(), 24U + 3 * 11712);
+    EXPECT_EQ(std::memcmp(text.data(), &queue.playerInfo(), 24), 0);
+    EXPECT_EQ(std::memcmp(text.data() + 24 + 11712, queue.songs()[1].get(), 11712), 0);
+    struct Case {
+        int start;
+        int count;
+        const char *ids;
+    };
+    for (const Case &page :
+         {Case{0, 9, "123"}, Case{1, 1, "2"}, Case{2, 5, "3"}, Case{3, 1, ""}, Case{-1, 2, ""},
+          Case{0, -1, ""}, Case{0, 0, ""}, Case{2147483647, 2147483647, ""}}) {
+        const auto loaded = Load(page.start, page.count);
+        ASSERT_NE(loaded, nullptr);
+        EXPECT_EQ(Ids(*loaded), page.ids) << page.start;
+        EXPECT_EQ(loaded->playerInfo().word[5], 6);
+    }
+    std::filesystem::resize_file(Path(), 24 + 2 * 11712 - 1);
+    EXPECT_EQ(Ids(*Load(0, 9)), "1") << "whole records only";
+    std::filesystem::resize_file(Path(), 10);
+    EXPECT_EQ(Load(0, 9)->playerInfo().word[1], 2);
+    EXPECT_EQ(Load(0, 9)->playerInfo().word[4], 0) << "what is not there is zero";
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(QueueFile, AMissingFileIsMade) {
+    const auto queue = Load(0, 9);
+    ASSERT_NE(queue, nullptr);
+    EXPECT_EQ(Ids(*queue), "");
+    EXPECT_EQ(queue->playerInfo().word[1], 0);
+    EXPECT_EQ(std::filesystem::file_size(Path()), 0U);
+}
+
+TEST_F(QueueFile, NobodyWaitsForALock) {
+    const PlaylistInfo queue;
+    ASSERT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), 0);
+    const int fd = open(Path().c_str(), O_RDONLY | O_CLOEXEC);
+    ASSERT_EQ(flock(fd, LOCK_EX), 0);
+    EXPECT_EQ(Load(0, 9), nullptr);
+    EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), -1);
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to lock file\\."));
+    EXPECT_FALSE(std::filesystem::exists(Path()));
+    close(fd);
+}
+
+TEST_F(QueueFile, AFailureLeavesNoFile) {
+    const PlaylistInfo queue;
+    ASSERT_EQ(mkfifo(Path().c_str(), 0666), 0);
+    EXPECT_EQ(Load(0, 9), nullptr);
+    EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), -1);
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to open .*queue\\."));
+    EXPECT_FALSE(std::filesystem::exists(Path()));
+    EXPECT_EQ(AudioFile::PlaylistFileSave(nullptr, &queue), -1);
+    EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), nullptr), -1);
+    EXPECT_TRUE(HoldsInChild([&] {
+        signal(SIGXFSZ, SIG_IGN);
+        openlog("test", 0, LOG_USER);  // the log of this process is a file, too
+        const rlimit limit = {5000, 5000};
+        ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &limit), 0);
+        PlaylistInfo one;
+        one.addSong(Record(1, "/a"));
+        EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &one), -1);
+        EXPECT_FALSE(std::filesystem::exists(Path()));
+    }));
+}
+
+TEST_F(QueueFile, RandomSongs) {
+    for (int i = 0; i < 30; ++i) {
+        AddSong({.path = In(std::to_string(i))});
+    }
+    AddSong({.userid = kBob, .path = In("his")});
+    PlaylistInfo old;
+    ASSERT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &old), 0);
+    ASSERT_TRUE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str(), 10));
+    const auto queue = Load(0, 99);
+    std::set<unsigned> ids;
+    for (const auto &song : queue->songs()) {
+        ids.insert(song->id);
+        EXPECT_EQ(song->userid, 0U);
+    }
+    EXPECT_EQ(ids.size(), 10U);
+    ASSERT_TRUE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str()));
+    EXPECT_EQ(Load(0, 999)->songs().size(), 30U);
+    EXPECT_FALSE(AudioFile::PlaylistRandomCreate(kAlice, "all", nullptr));
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Bad parameters\\."));
+    EXPECT_FALSE(
+        AudioFile::PlaylistRandomCreate(kAlice, "all", (scratch() / "no/queue").c_str(), 1));
+    EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to create playlist .*no/queue"));
+}
+
+}  // namespace
