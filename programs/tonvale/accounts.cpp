@@ -1,8 +1,11 @@
 #include "accounts.h"
 
+#include <unistd.h>
+
 #include <array>
 #include <memory>
 
+#include "database.h"
 #include "varn/account.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -31,12 +34,17 @@ std::string PreferenceFolder(const std::string &name) {
     return folder.data();
 }
 
-varn::host::Outcome BecomePackageAccount() {
-    using varn::host::Outcome;
-    return ResetCredentialsByName(varn::kPackageAccount) == 0
-               ? Outcome::Good()
-               : Outcome::Problem(std::string("cannot switch to the account ") +
-                                  varn::kPackageAccount);
+AsPackageAccount::AsPackageAccount()
+    : wasRoot_(geteuid() == 0), good_(ResetCredentialsByName(varn::kPackageAccount) == 0) {
+    if (!good_) {
+        Complain(std::string("cannot switch to the account ") + varn::kPackageAccount);
+    }
+}
+
+AsPackageAccount::~AsPackageAccount() {
+    if (wasRoot_ && good_ && ResetCredentialsByName("root") != 0) {
+        Complain("cannot switch back to root");
+    }
 }
 
 }  // namespace tonvale_cli

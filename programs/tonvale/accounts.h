@@ -5,8 +5,6 @@
 
 #include <string>
 
-#include "varn/host.h"
-
 namespace tonvale_cli {
 
 // The name of a user id, "" when no account has it.
@@ -15,8 +13,21 @@ std::string AccountName(uid_t uid);
 // A user's preference folder, "" for a name that can have none.
 std::string PreferenceFolder(const std::string &name);
 
-// Runs as the package's account from here on, where the process may switch: what is written then
-// stays its own.
-varn::host::Outcome BecomePackageAccount();
+// Runs as the package's account for the length of a scope, where the process may switch: what is
+// written then is that account's own.
+class AsPackageAccount {
+  public:
+    AsPackageAccount();
+    ~AsPackageAccount();
+    AsPackageAccount(const AsPackageAccount &) = delete;
+    AsPackageAccount &operator=(const AsPackageAccount &) = delete;
+
+    // False, with a message, when the switch failed.
+    explicit operator bool() const { return good_; }
+
+  private:
+    bool wasRoot_;
+    bool good_;
+};
 
 }  // namespace tonvale_cli

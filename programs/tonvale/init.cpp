@@ -1,13 +1,12 @@
 #include <syslog.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <memory>
 
+#include "accounts.h"
 #include "command.h"
 #include "database.h"
 #include "tonvale/settings.h"
-#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -42,18 +41,11 @@ Outcome ChooseDatabase(const std::string &asked) {
 
 // Makes the users file, as the account that its writers run as.
 Outcome PrepareUsersFile() {
-    const bool switched = geteuid() == 0;
-    if (switched && ResetCredentialsByName(varn::kPackageAccount) != 0) {
-        return Outcome::Problem(std::string("cannot switch to the account ") +
-                                varn::kPackageAccount);
-    }
+    const AsPackageAccount package;
     // The preferences of the first entries are asked for in the file that is being made.
     const int previous = setlogmask(LOG_UPTO(LOG_CRIT));
-    const bool made = AudioUsers::InitUserPermission();
+    const bool made = package && AudioUsers::InitUserPermission();
     setlogmask(previous);
-    if (switched && ResetCredentialsByName("root") != 0) {
-        return Outcome::Problem("cannot switch back to root");
-    }
     return made ? Outcome::Good()
                 : Outcome::Problem("cannot write " + SystemPath(varn::path::kUsersFile) +
                                    ": see that the account Tonvale may write to its folder");

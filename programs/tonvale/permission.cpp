@@ -123,8 +123,8 @@ int SyncUsers() {
     if (!ReadUsers(before)) {
         return kFailed;
     }
-    if (auto done = BecomePackageAccount(); !done) {
-        Complain(done.Message());
+    const AsPackageAccount package;
+    if (!package) {
         return kFailed;
     }
     AudioUsers::SyncUsers();
@@ -182,8 +182,8 @@ int SetPermission(const PermissionOptions &options) {
     if (!uid) {
         return kUsage;
     }
-    if (auto done = BecomePackageAccount(); !done) {
-        Complain(done.Message());
+    const AsPackageAccount package;
+    if (!package) {
         return kFailed;
     }
     // Setting rights resets what the user browses; an administrator here changes rights alone.

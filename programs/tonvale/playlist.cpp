@@ -5,6 +5,7 @@
 #include "database.h"
 #include "number.h"
 #include "playlist_edit.h"
+#include "playlist_output.h"
 #include "playlist_show.h"
 #include "playlist_target.h"
 
@@ -21,10 +22,27 @@ struct PlaylistOptions {
     std::vector<int> positions;
     int start = 0;
     int length = 1;
+    int offset = 0;
+    int limit = 0;
     bool skipDuplicates = false;
+    bool json = false;
+    Additions additions;
 };
 
 using Options = const PlaylistOptions &;
+
+int Show(Options options, const Playlist &playlist) {
+    int total = -1;
+    const SongRecords page(VARNPlaylistParseByPath(options.collection.uid, playlist.path.c_str(),
+                                                   nullptr, &total, options.offset, options.limit,
+                                                   "*", 0));
+    if (total < 0) {
+        Complain("the playlist cannot be read; the lines above tell why");
+        return kFailed;
+    }
+    PrintEntries(page.get(), options.offset, total, options.json);
+    return kDone;
+}
 
 // With the songs of the command line.
 template <typename Do>
@@ -98,6 +116,21 @@ int OnPlaylist(PlaylistOptions &options, Act act) {
     return playlist ? act(options, *playlist) : kUsage;
 }
 
+// An identifier names a playlist of any kind, and its entries are track objects.
+int ShowAny(PlaylistOptions &options) {
+    if (IsPlaylistId(options.name)) {
+        return ShowTracks({options.name, options.collection.user, options.additions, options.offset,
+                           options.limit, options.json});
+    }
+    if (!options.additions.empty()) {
+        Complain("--additional is for identifiers: name the playlist as " +
+                 std::string("playlist_shared_normal/ID, playlist_personal_normal/KEY, ") +
+                 "playlist_shared_smart/NAME or playlist_personal_smart/NAME");
+        return kUsage;
+    }
+    return OnPlaylist(options, Show);
+}
+
 // ---- the command line ---------------------------------------------------------------------------
 
 constexpr char kSongs[] = "Songs by id, path, virtual name (PATH_TRACK) or http address";
@@ -109,7 +142,8 @@ enum Takes : unsigned {
     kPositions = 2,
     kRange = 4,
     kNewName = 8,
-    kDuplicates = 16,
+    kPage = 16,
+    kDuplicates = 32,
 };
 
 struct Verb {
@@ -120,6 +154,7 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
+    {"show", "List the entries of a playlist", Show, kPage},
     {"add", "Add songs at the end", Add, kSomeSongs | kDuplicates},
     {"replace", "Put songs in the place of others", Replace, kSomeSongs | kRange},
     {"remove", "Remove the entries at some positions", Remove, kPositions},
@@ -155,6 +190,12 @@ void AddTaken(CLI::App &verb, unsigned takes, PlaylistOptions &options) {
     if ((takes & kNewName) != 0) {
         verb.add_option("NAME", options.newName, "The new name")->required();
     }
+    if ((takes & kPage) != 0) {
+        AddNumber(verb, "--offset", options.offset, 0, "How many entries to pass over");
+        AddNumber(verb, "--limit", options.limit, 0, "How many entries to list; 0: all");
+        verb.add_flag("--json", options.json, "Print JSON instead of a table");
+        AddAdditions(verb, options.additions)->needs("--json");
+    }
     if ((takes & kDuplicates) != 0) {
         verb.add_flag("--skip-duplicates", options.skipDuplicates,
                       "Leave out songs that the playlist has already");
@@ -179,16 +220,19 @@ void AddCreate(CLI::App &group, Action &action) {
 void AddPlaylist(CLI::App &app, Action &action) {
     CLI::App *group = app.add_subcommand("playlist", "Show and change a playlist");
     group->require_subcommand(1);
-    AddPlaylistShow(*group, action);
     AddCreate(*group, action);
     for (const Verb &known : kVerbs) {
         CLI::App *verb = group->add_subcommand(known.name, known.description);
         const auto options = std::make_shared<PlaylistOptions>();
-        verb->add_option("PLAYLIST", options->name, "Its id or title")->required();
+        verb->add_option("PLAYLIST", options->name,
+                         known.act == Show ? "Its id, title or identifier" : "Its id or title")
+            ->required();
         AddTaken(*verb, known.takes, *options);
         AddCollection(*verb, *options);
         verb->callback([options, act = known.act, &action] {
-            action = [options, act] { return OnPlaylist(*options, act); };
+            action = [options, act] {
+                return act == Show ? ShowAny(*options) : OnPlaylist(*options, act);
+            };
         });
     }
 }

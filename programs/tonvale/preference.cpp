@@ -109,8 +109,8 @@ int Set(const PreferenceOptions &options) {
     if (!uid) {
         return status;
     }
-    if (auto done = BecomePackageAccount(); !done) {
-        Complain(done.Message());
+    const AsPackageAccount package;
+    if (!package) {
         return kFailed;
     }
     const auto set = SetValue(*uid, options.name, options.value);

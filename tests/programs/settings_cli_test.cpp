@@ -74,7 +74,7 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         {{"smart", "check", "/no/such\n/file"}, 0, ""},
         {{"smart", "check", "/proc/self/mem"}, 1, "cannot be read"},
         {{"smart", "list", "--user", "nobody"}, 2, "no user 'nobody'"},
-        {{"playlist", "show", "12"}, 2, "there is no"},
+        {{"playlist", "show", "12", "--json", "--additional", "song_tag"}, 2, "shared_normal/ID"},
         {{"playlist", "show", "playlist_shared_normal/12"}, 1, "cannot be read for the user"},
         {{"playlist", "show", "playlist_shared_smart/good", "--additional", "all"}, 2, "song_tag"},
         {{"songs", "--additional", "song_tag"}, 2, "--json"},
