@@ -75,6 +75,7 @@ int64_t StartOfFrames(MPEG_READER &reader) {
 int64_t EndOfFrame(MPEG_READER &reader, const MPEG_FRAME_HEADER &header) {
     int64_t end = header.position + header.frameLength;
     if (end < reader.fileSize) {
+        ByteAt(reader, end);  // a buffer from here on serves the next header, too
         for (int64_t next = end + 1; next < reader.fileSize && ByteAt(reader, next) == 0; ++next) {
             ++end;
         }
