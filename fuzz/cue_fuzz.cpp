@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "varn/text.h"
+#include "varnindex/audio_names.h"
 #include "varnindex/cue.h"
 #include "varnindex/names.h"
 #include "varnindex/split.h"
@@ -52,10 +53,10 @@ void CheckSongs(const CueSheet &sheet, std::size_t index, float duration) {
 
 void CheckName(const std::string &name) {
     const std::vector<std::string> names = {"image.flac", "Image.FLAC", "other.flac"};
-    const auto found = FindAudioFile(name, names, name);
+    const auto found = AudioNames(names).Find(name, name);
     Require(!found || *found == names[0] || *found == names[1] || *found == names[2],
             "what is found is there");
-    Require(FindAudioFile(name, {"other.flac", name}, "") == name, "a file of this name is found");
+    Require(AudioNames({"other.flac", name}).Find(name, "") == name, "a file of this name is found");
 }
 
 }  // namespace

@@ -48,6 +48,8 @@ class KeptExitStatus {
             close(null);
         }
     }
+    // What this process has open, such as a client's connection, is not the program's business.
+    close_range(kStandardFds, ~0U, CLOSE_RANGE_CLOEXEC);
     execv(path, argv);
     _exit(kNotRun);
 }

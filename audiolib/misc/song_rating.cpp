@@ -7,11 +7,10 @@
 
 #include "support/boundary.h"
 #include "support/log.h"
+#include "support/run_as.h"
 #include "tonvale/webapi.h"
 #include "varn/keyfile.h"
-#include "varn/process.h"
 #include "varn/share.h"
-#include "varn/systempath.h"
 
 namespace {
 
@@ -21,19 +20,6 @@ constexpr char kSource[] = "audiolib/misc";
 constexpr char kRecordName[] = "VARNAUDIO_SONG_RATING";
 constexpr uid_t kNoUser = 4294967295U;
 constexpr unsigned kMostStars = 5;
-
-// At the end of the scope the process runs as the package's account, whatever it was before.
-class ThenPackageUser {
-  public:
-    ThenPackageUser() = default;
-    ~ThenPackageUser() {
-        if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
-            LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
-        }
-    }
-    ThenPackageUser(const ThenPackageUser &) = delete;
-    ThenPackageUser &operator=(const ThenPackageUser &) = delete;
-};
 
 // One user's line of a record, as text.
 struct Line {
@@ -70,13 +56,13 @@ bool RemoveLine(const std::string &file, const Line &line) {
 }
 
 bool SetRating(const char *path, uid_t uid, unsigned star) {
-    const ThenPackageUser thenPackageUser;
+    const Tonvale::support::RootThenPackage root(kSource);
     std::array<char, 4095> directory = {};
     if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
         LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", path);
         return false;
     }
-    if (ResetCredentialsByName("root", true) != 0 || VARNEAMKDir(directory.data()) != 0) {
+    if (VARNEAMKDir(directory.data()) != 0) {
         LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", path);
         return false;
     }

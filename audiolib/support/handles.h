@@ -7,6 +7,7 @@
 #include <cstdio>
 #include <memory>
 
+#include "tonvale/library.h"
 #include "varn/account.h"
 #include "varn/base.h"
 #include "varn/db.h"
@@ -29,6 +30,7 @@ using Text = std::unique_ptr<char, Releaser<VLIBCStrPut>>;
 using StringList = std::unique_ptr<VLIBSZLIST, Releaser<VLIBCSzListFree>>;
 using User = std::unique_ptr<VARN_USER, Releaser<VARNUserFree>>;
 using Share = std::unique_ptr<VARN_SHARE, Releaser<VARNShareFree>>;
+using MediaHandle = std::unique_ptr<MEDIA_DB_HANDLE, Releaser<AudioInfoDBClose>>;
 using File = std::unique_ptr<std::FILE, Releaser<std::fclose>>;
 
 // A file descriptor. Closing it leaves errno alone.

@@ -1,5 +1,6 @@
 #include "support/run_as.h"
 
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
@@ -13,6 +14,7 @@ namespace Tonvale::support {
 
 namespace {
 
+constexpr char kTag[] = "IF_RUN_AS";
 constexpr char kRoot[] = "root";
 
 void SwitchByName(const char *source, int line, const char *account) {
@@ -23,24 +25,23 @@ void SwitchByName(const char *source, int line, const char *account) {
 
 }  // namespace
 
-RunAs::RunAs(const char *source, uid_t uid, gid_t gid, int priority, int line) noexcept
+RunAs::RunAs(const char *source, uid_t uid, gid_t gid, int line)
     : source_(source),
-      priority_(priority),
       line_(line),
-      uid_(geteuid()),
-      gid_(getegid()),
-      good_(VLIBSetEffective(uid, gid) == 0) {
-    if (!good_) {
-        syslog(priority_, "%s:%d ERROR: %s(%d, %d)", source_, line_, "IF_RUN_AS",
+      uidBefore_(geteuid()),
+      gidBefore_(getegid()),
+      switched_(VLIBSetEffective(uid, gid) == 0) {
+    if (!switched_) {
+        syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, kTag,
                static_cast<int>(uid), static_cast<int>(gid));
     }
 }
 
 RunAs::~RunAs() {
     const int savedErrno = errno;  // what the scope failed with is still to be told
-    if (good_ && VLIBSetEffective(uid_, gid_) != 0) {
-        syslog(priority_, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, "IF_RUN_AS",
-               static_cast<int>(uid_), static_cast<int>(gid_));
+    if (switched_ && VLIBSetEffective(uidBefore_, gidBefore_) != 0) {
+        syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kTag,
+               static_cast<int>(uidBefore_), static_cast<int>(gidBefore_));
     }
     errno = savedErrno;
 }

@@ -1,45 +1,38 @@
-// Running as root, or as other ids, for the length of a scope.
+// Running as somebody else for the length of a scope.
 #pragma once
 
 #include <sys/types.h>
-#include <syslog.h>
-
-#include <string>
 
 #include <string>
 
 namespace Tonvale::support {
 
-// Saves the effective user and group, switches to the given ones, and switches back at the end of
-// the scope. A switch that is refused is logged as
-// "%s:%d ERROR: IF_RUN_AS(uid, gid)", one back as "%s:%d ERROR: ~IF_RUN_AS(uid, gid)", under the
-// module's source path and the line of the scope; what follows from it is the caller's to say.
+// Switches the effective user and group, and back at the end of the scope. A switch that fails is
+// logged at critical level for the authorisation facility, with `source` and the line, as one of
+// IF_RUN_AS.
 class RunAs {
   public:
-    RunAs(const char *source, uid_t uid, gid_t gid, int priority = LOG_CRIT,
-          int line = __builtin_LINE()) noexcept;
+    RunAs(const char *source, uid_t uid, gid_t gid, int line = __builtin_LINE());
     ~RunAs();
     RunAs(const RunAs &) = delete;
     RunAs &operator=(const RunAs &) = delete;
 
-    // False when the switch was refused, and everything is as it was.
-    explicit operator bool() const noexcept { return good_; }
+    // False when the process runs as it did.
+    explicit operator bool() const { return switched_; }
 
   private:
     const char *source_;
-    int priority_;
     int line_;
-    uid_t uid_;
-    gid_t gid_;
-    bool good_;
+    uid_t uidBefore_;
+    gid_t gidBefore_;
+    bool switched_;
 };
 
-// As root.
+// Root for the length of a scope.
 class RunAsRoot : public RunAs {
   public:
-    explicit RunAsRoot(const char *source, int priority = LOG_CRIT,
-                       int line = __builtin_LINE()) noexcept
-        : RunAs(source, 0, 0, priority, line) {}
+    explicit RunAsRoot(const char *source, int line = __builtin_LINE())
+        : RunAs(source, 0, 0, line) {}
 };
 
 // Root for the length of a scope, then the account of the previous effective user id, by its name.

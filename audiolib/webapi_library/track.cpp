@@ -3,6 +3,7 @@
 #include <cstdlib>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <utility>
 
 #include "support/boundary.h"
@@ -43,10 +44,36 @@ class Listener {
         return *hasPersonalLibrary_;
     }
 
+    // The share-relative path of a file. Songs come by albums: what is in the folder of the one
+    // before is in the same share, which is then not looked up anew. No song is a share itself.
+    std::string SharePath(const char *volPath) {
+        const std::string_view path = volPath;
+        const std::string_view folder = path.substr(0, path.rfind('/') + 1);
+        const std::string_view name = path.substr(folder.size());
+        const bool plain = !folder.empty() && !name.empty() && name != "." && name != "..";
+        if (plain && folder == folder_) {
+            return (shownFolder_ + std::string(name)).substr(0, PathBuffer().size() - 1);
+        }
+        PathBuffer out = {};
+        if (VARNAudioWebapiUtilsGetSharePathByVolPath(volPath, out.data(), out.size()) == 0) {
+            LOG_ERROR(kLibrarySource, "Failed to get share path of [%s]", volPath);
+            return volPath;
+        }
+        const std::string_view shown = out.data();
+        const bool inShare = shown.size() <= path.size() || shown.substr(1) != path;
+        if (plain && inShare && shown.ends_with(name)) {
+            folder_ = folder;
+            shownFolder_ = shown.substr(0, shown.size() - name.size());
+        }
+        return out.data();
+    }
+
   private:
     const WebapiLibrary &library_;
     std::string home_;
     std::optional<bool> hasPersonalLibrary_;
+    std::string folder_;  // with a slash at its end; "" before the first
+    std::string shownFolder_;
 };
 
 // A cue sheet's last track has no end in the sheet: its duration is known once somebody asks.
@@ -79,16 +106,11 @@ std::string SongId(VARN_MEDIA_INFO &record, Listener &listener) {
     return id.substr(0, PathBuffer().size() - 1);
 }
 
-std::string ShownPath(const VARN_MEDIA_INFO &record) {
-    if (record.id == 0 && IsRemotePath(record.path)) {
+std::string ShownPath(const VARN_MEDIA_INFO &record, Listener &listener) {
+    if (IsRemotePath(record.path)) {
         return record.path;
     }
-    PathBuffer path = {};
-    if (VARNAudioWebapiUtilsGetSharePathByVolPath(record.path, path.data(), path.size()) == 0) {
-        LOG_ERROR(kLibrarySource, "Failed to get share path of [%s]", record.path);
-        return record.path;
-    }
-    return path.data();
+    return listener.SharePath(record.path);
 }
 
 // May end within a character, as clients know it.
@@ -102,7 +124,7 @@ std::string Title(const VARN_MEDIA_INFO &record, const std::string &path) {
 
 void FillTrack(const WebapiLibrary &library, Listener &listener, VARN_MEDIA_INFO &record,
                unsigned rating, const _REPLAYGAIN_METADATA_ *gain, Json::Value &track) {
-    const std::string path = ShownPath(record);
+    const std::string path = ShownPath(record, listener);
     track["id"] = SongId(record, listener);
     track["title"] = Title(record, path);
     track["path"] = path;

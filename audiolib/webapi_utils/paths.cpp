@@ -19,7 +19,7 @@ namespace {
 
 using Tonvale::support::Guarded;
 using Tonvale::support::IsRemotePath;
-using Tonvale::webapi::kUtilsSource;
+using Tonvale::webapi_utils::kSource;
 
 using PathBuffer = std::array<char, 4096>;
 
@@ -31,7 +31,7 @@ void WriteSharePath(const char *volPath, char *out, std::size_t size) {
     PathBuffer name = {};
     PathBuffer base = {};
     if (VARNShareNamePathGet(volPath, name.data(), name.size(), base.data(), base.size()) != 0) {
-        LOG_ERROR(kUtilsSource, "Failed to get share path of [%s]", volPath);
+        LOG_ERROR(kSource, "Failed to get share path of [%s]", volPath);
         name[0] = '\0';
         base[0] = '\0';
     }
@@ -51,21 +51,21 @@ std::string FullPath(const std::string &encoded, const std::string &userName) {
     try {
         decoded.resize((encoded.size() + 3) / 4 * 3 + 1);
     } catch (const std::bad_alloc &) {
-        LOG_ERROR(kUtilsSource, "Failed to malloc.");
+        LOG_ERROR(kSource, "Failed to malloc.");
         return "";
     }
     const char *text = reinterpret_cast<const char *>(decoded.data());
     const std::string standard = StandardBase64(encoded);
     std::size_t length = 0;
     if (VLIBCBase64Decode(standard.c_str(), decoded.data(), decoded.size() - 1, &length) != 0) {
-        LOG_ERROR(kUtilsSource, "failed to do base64 decode of string: %s to %s len %zd",
+        LOG_ERROR(kSource, "failed to do base64 decode of string: %s to %s len %zd",
                   standard.c_str(), text, static_cast<ssize_t>(length));
         return "";
     }
     decoded[length] = '\0';
     std::string full, share, volume, shareVolPath;
     if (!AudioFile::FullPathGet(text, full, share, volume, shareVolPath, userName)) {
-        LOG_ERROR(kUtilsSource, "Failed to get full path from [%s].", text);
+        LOG_ERROR(kSource, "Failed to get full path from [%s].", text);
         return "";
     }
     return full;
@@ -78,14 +78,14 @@ int VARNAudioWebapiUtilsGetSharePathByVolPath(const char *volPath, char *out,
     if (volPath == nullptr || out == nullptr || size == 0) {
         return 0;
     }
-    return Guarded(kUtilsSource, 0, [&] {
+    return Guarded(kSource, 0, [&] {
         WriteSharePath(volPath, out, size);
         return 1;
     });
 }
 
 std::string VARNAudioWebapiUtilsGetFileName(const std::string &path, bool cutExtension) noexcept {
-    return Guarded(kUtilsSource, std::string(), [&] {
+    return Guarded(kSource, std::string(), [&] {
         const std::size_t slash = path.rfind('/');
         const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
         const std::size_t dot = path.rfind('.');
@@ -98,14 +98,14 @@ std::string VARNAudioWebapiUtilsGetFileName(const std::string &path, bool cutExt
 }
 
 std::string VARNAudioWebapiUtilsGetFileExt(const std::string &path) noexcept {
-    return Guarded(kUtilsSource, std::string(), [&] {
+    return Guarded(kSource, std::string(), [&] {
         const std::size_t dot = path.rfind('.');
         return dot == std::string::npos ? "" : path.substr(dot + 1);
     });
 }
 
 std::string VARNAudioWebapiUtilsGetStringFromFloat(float number) noexcept {
-    return Guarded(kUtilsSource, std::string(), [&] {
+    return Guarded(kSource, std::string(), [&] {
         constexpr int kSignificantDigits = 6;
         std::array<char, 32> text;
         const auto end = std::to_chars(text.begin(), text.end(), number, std::chars_format::general,
@@ -116,15 +116,15 @@ std::string VARNAudioWebapiUtilsGetStringFromFloat(float number) noexcept {
 
 std::string VARNAudioGetFullPathFromEncSong(const std::string &encoded,
                                             const std::string &userName) noexcept {
-    return Guarded(kUtilsSource, std::string(), [&] { return FullPath(encoded, userName); });
+    return Guarded(kSource, std::string(), [&] { return FullPath(encoded, userName); });
 }
 
 namespace Tonvale {
 
 UrlParser::UrlParser(const std::string &url) noexcept {
-    Guarded(kUtilsSource, 0, [&] {
+    Guarded(kSource, 0, [&] {
         if (!WebUtils::ParseURL(url, scheme, host, path)) {
-            LOG_ERROR(kUtilsSource, "Failed to parse url [%s].", url.c_str());
+            LOG_ERROR(kSource, "Failed to parse url [%s].", url.c_str());
         }
         return 1;
     });

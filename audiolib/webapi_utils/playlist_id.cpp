@@ -10,7 +10,7 @@
 namespace {
 
 using Tonvale::support::Guarded;
-using Tonvale::webapi::kUtilsSource;
+using Tonvale::webapi_utils::kSource;
 using namespace Tonvale::webapi::playlist_words;
 
 // The word at `index` of a text that is split at every "_".
@@ -42,9 +42,9 @@ bool Parse(const std::string &id, bool &shared, bool &smart, std::string &key) {
 
 int VARNAudioWebapiUtilsParsePlaylistId(const std::string &id, bool &shared, bool &smart,
                                         std::string &key) noexcept {
-    return Guarded(kUtilsSource, 0, [&] {
+    return Guarded(kSource, 0, [&] {
         if (!Parse(id, shared, smart, key)) {
-            LOG_ERROR(kUtilsSource, "Invalid plsylist id.");  // spelled as operators know it
+            LOG_ERROR(kSource, "Invalid plsylist id.");  // spelled as operators know it
             return 0;
         }
         return 1;
@@ -54,7 +54,7 @@ int VARNAudioWebapiUtilsParsePlaylistId(const std::string &id, bool &shared, boo
 namespace Tonvale::webapi::playlist {
 
 PlaylistResult::PlaylistResult(const std::string &id) noexcept {
-    Guarded(kUtilsSource, 0, [&] {
+    Guarded(kSource, 0, [&] {
         bool isShared = false;
         bool isSmart = false;
         std::string key;
@@ -71,7 +71,7 @@ PlaylistResult::PlaylistResult(const std::string &id) noexcept {
 PlaylistResult::PlaylistResult(const std::string &playlistName, const std::string &key,
                                bool isPersonal) noexcept
     : personal(isPersonal) {
-    Guarded(kUtilsSource, 0, [&] {
+    Guarded(kSource, 0, [&] {
         name = playlistName;
         path = key;
         return 1;
@@ -80,14 +80,14 @@ PlaylistResult::PlaylistResult(const std::string &playlistName, const std::strin
 
 PlaylistResult::PlaylistResult(const std::string &playlistName, bool isPersonal) noexcept
     : personal(isPersonal), smart(true) {
-    Guarded(kUtilsSource, 0, [&] {
+    Guarded(kSource, 0, [&] {
         name = playlistName;
         return 1;
     });
 }
 
 std::string PlaylistResult::GetId() const noexcept {
-    return Guarded(kUtilsSource, std::string(), [&]() -> std::string {
+    return Guarded(kSource, std::string(), [&]() -> std::string {
         const std::string &key = smart ? name : path;
         if (key.empty()) {
             return "";

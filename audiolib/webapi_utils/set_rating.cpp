@@ -8,12 +8,14 @@
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
+#include "webapi_utils/source.h"
 
 namespace {
 
 using Tonvale::support::Guarded;
 
-constexpr char kSource[] = "audiolib/webapi_utils";
+using Tonvale::webapi_utils::kSource;
+
 constexpr unsigned kNoUser = 4294967295U;
 constexpr unsigned kMostStars = 5;
 

@@ -17,7 +17,7 @@ using Tonvale::support::Guarded;
 using Tonvale::support::IntOf;
 using Tonvale::support::TextOf;
 using Tonvale::support::WholeSeconds;
-using Tonvale::webapi::kUtilsSource;
+using Tonvale::webapi_utils::kSource;
 
 constexpr std::string_view kMusicPrefix = "music_";
 constexpr std::string_view kRadioPrefix = "radio_";
@@ -53,7 +53,7 @@ Json::Value ParseObject(const std::string &text) {
 std::size_t BlankBeforeUrl(const std::string &id) {
     const std::size_t blank = id.rfind(' ');
     if (blank == std::string::npos) {
-        LOG_ERROR(kUtilsSource, "Invalid radio id.");
+        LOG_ERROR(kSource, "Invalid radio id.");
     }
     return blank;
 }
@@ -61,7 +61,7 @@ std::size_t BlankBeforeUrl(const std::string &id) {
 }  // namespace
 
 int VARNAudioWebapiUtilsParseSongId(const std::string &id, std::string &number) noexcept {
-    return Guarded(kUtilsSource, -1, [&] {
+    return Guarded(kSource, -1, [&] {
         if (!id.starts_with(kMusicPrefix)) {
             return -1;
         }
@@ -76,7 +76,7 @@ int VARNAudioWebapiUtilsParseSongId(const std::string &id, std::string &number) 
 
 int VARNAudioWebapiUtilsParseRadioId(const std::string &id, std::string &name,
                                      std::string &url) noexcept {
-    return Guarded(kUtilsSource, 0, [&] {
+    return Guarded(kSource, 0, [&] {
         const std::size_t blank = BlankBeforeUrl(id);
         if (blank == std::string::npos) {
             return 0;
@@ -92,7 +92,7 @@ int VARNAudioWebapiUtilsParseRadioId(const std::string &id, std::string &name,
 int VARNAudioWebapiUtilsParseRemoteId(const std::string &id, std::string &title, std::string &url,
                                       std::string &artist, std::string &album, std::string &cover,
                                       int &duration) noexcept {
-    return Guarded(kUtilsSource, 0, [&] {
+    return Guarded(kSource, 0, [&] {
         const std::size_t blank = BlankBeforeUrl(id);
         if (blank == std::string::npos) {
             return 0;
@@ -115,7 +115,7 @@ int VARNAudioWebapiUtilsParseRemoteId(const std::string &id, std::string &title,
 }
 
 std::string VARNAudioWebapiUtilsGetInfoJsonStringByInfo(const VARN_MEDIA_INFO *record) noexcept {
-    return Guarded(kUtilsSource, std::string(), [&]() -> std::string {
+    return Guarded(kSource, std::string(), [&]() -> std::string {
         if (record == nullptr) {
             return "";
         }
@@ -130,7 +130,7 @@ std::string VARNAudioWebapiUtilsGetInfoJsonStringByInfo(const VARN_MEDIA_INFO *r
 }
 
 std::string VARNAudioWebapiUtilsGetInfoJsonStringByJson(const Json::Value &json) noexcept {
-    return Guarded(kUtilsSource, std::string(), [&] {
+    return Guarded(kSource, std::string(), [&] {
         const Json::Value empty(Json::objectValue);
         const Json::Value &from = json.isObject() ? json : empty;
         Json::Value tags(Json::objectValue);

@@ -6,10 +6,3 @@ namespace Tonvale::webapi_utils {
 inline constexpr char kSource[] = "audiolib/webapi_utils";
 
 }  // namespace Tonvale::webapi_utils
-
-namespace Tonvale::webapi {
-
-// The module's name in log lines.
-inline constexpr char kUtilsSource[] = "audiolib/webapi_utils";
-
-}  // namespace Tonvale::webapi

@@ -10,6 +10,7 @@
 #include "tonvale/webapi.h"
 #include "varn/base.h"
 #include "varn/db.h"
+#include "webapi_utils/source.h"
 
 namespace {
 
@@ -17,7 +18,7 @@ using Tonvale::support::Guarded;
 using Tonvale::support::Result;
 using Tonvale::support::Text;
 
-constexpr char kSource[] = "audiolib/webapi_utils";
+using Tonvale::webapi_utils::kSource;
 
 constexpr char kSelect[] =
     "SELECT id, path, star, track.track AS track, is_virtual FROM track LEFT JOIN rating_track "

@@ -18,19 +18,19 @@ namespace {
 using Tonvale::DBResultWrapper;
 using Tonvale::support::Connection;
 using Tonvale::support::Guarded;
-using Tonvale::webapi::kUtilsSource;
+using Tonvale::webapi_utils::kSource;
 
 using Statement = std::optional<std::string>;
 
 // Runs a statement, if it could be built; false with a log line otherwise.
 bool Run(DBConnect_tag *conn, const Statement &sql, VARNDB_RESULT **result) {
     if (!sql) {
-        LOG_ERROR(kUtilsSource, "Failed to VLIBCStrGet() [0x%04X %s:%d]",
+        LOG_ERROR(kSource, "Failed to VLIBCStrGet() [0x%04X %s:%d]",
                   static_cast<unsigned>(VLIBCErrGet()), VLIBCErrFile(), VLIBCErrLine());
         return false;
     }
     if (VARNDBExecute(conn, sql->c_str(), result) < 0) {
-        LOG_ERROR(kUtilsSource, "Failed to exec [%s] (%s)", sql->c_str(), VARNDBErrorGet(conn));
+        LOG_ERROR(kSource, "Failed to exec [%s] (%s)", sql->c_str(), VARNDBErrorGet(conn));
         return false;
     }
     return true;
@@ -39,7 +39,7 @@ bool Run(DBConnect_tag *conn, const Statement &sql, VARNDB_RESULT **result) {
 int Correct(VARN_MEDIA_INFO &record) {
     const Connection conn(AudioInfoDBConnect());
     if (!conn) {
-        LOG_ERROR(kUtilsSource, "Failed to connect to database");
+        LOG_ERROR(kSource, "Failed to connect to database");
         return 0;
     }
     DBResultWrapper rows;
@@ -52,7 +52,7 @@ int Correct(VARN_MEDIA_INFO &record) {
     }
     int row = 0;
     if (VARNDBFetchRow(rows.Get(), &row) != 0) {
-        LOG_ERROR(kUtilsSource, "Failed to fetch row");
+        LOG_ERROR(kSource, "Failed to fetch row");
         return 0;
     }
     const char *whole = VARNDBFetchField(rows.Get(), row, "duration");
@@ -81,5 +81,5 @@ int VARNAudioWebapiCorrectVirtualMusicDuration(VARN_MEDIA_INFO *record) noexcept
     if (record == nullptr) {
         return 0;
     }
-    return Guarded(kUtilsSource, 0, [&] { return Correct(*record); });
+    return Guarded(kSource, 0, [&] { return Correct(*record); });
 }

@@ -7,6 +7,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <chrono>
 #include <cstring>
@@ -37,6 +38,19 @@ constexpr char kPackageConfText[] =
 
 // The writers of these files keep what a file has, and there must be one.
 constexpr char kNoSettings[] = "{}\n";
+
+// Extension and type of what a library of music holds.
+constexpr char kMimeTypesText[] =
+    "aac audio/aac\naif audio/aiff\naiff audio/aiff\nape audio/x-monkeys-audio\n"
+    "flac audio/flac\nm3u audio/x-mpegurl\nm3u8 audio/x-mpegurl\nm4a audio/mp4\n"
+    "m4b audio/mp4\nmp2 audio/mpeg\nmp3 audio/mpeg\nmpc audio/x-musepack\noga audio/ogg\n"
+    "ogg audio/ogg\nopus audio/ogg\npls audio/x-scpls\ntta audio/x-tta\nwav audio/wav\n"
+    "wma audio/x-ms-wma\nwpl application/vnd.ms-wpl\nwv audio/x-wavpack\n"
+    "bmp image/bmp\ngif image/gif\njpeg image/jpeg\njpg image/jpeg\npng image/png\n"
+    "webp image/webp\n";
+
+// Programs of the host that are run under a path below the root.
+constexpr std::array kHostPrograms = {path::kConvert};
 
 constexpr gid_t kUsersGroup = 100;
 
@@ -205,16 +219,20 @@ Outcome CheckPassable(const std::string &root) {
 
 Outcome MakeFolders(const std::string &root) {
     for (const std::string_view fixed :
-         {std::string_view("/etc.defaults"), path::kAppPrivileges,
-          std::string_view("/usr/varn/bin"), std::string_view("/var/services"),
-          std::string_view("/var/packages/Tonvale/target/etc")}) {
+         {std::string_view("/etc.defaults"), std::string_view("/usr/bin"), path::kAppPrivileges,
+          std::string_view("/usr/varn/etc.defaults"), std::string_view("/usr/varn/bin"),
+          std::string_view("/var/services"),
+          std::string_view("/var/packages/Tonvale/target/etc"),
+          std::string_view("/var/packages/Tonvale/target/bin"),
+          std::string_view("/var/packages/Tonvale/target/www/webapi")}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
             return done;
         }
     }
     for (const std::string_view fixed :
          {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/log/Tonvale"),
-          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir}) {
+          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir, path::kWebTemporary,
+          path::kEncoderSlots}) {
         if (Outcome done = MakeFolder(SystemPath(fixed), PackageOwner()); !done) {
             return done;
         }
@@ -245,7 +263,8 @@ Outcome WriteFiles(const std::string &root) {
     const std::string privileges =
         std::string(path::kAppPrivileges) + "/VARN.XDK.Tonvale.Application";
     for (const File &file :
-         {File{path::kVersion, kVersionText}, File{path::kPackageDefaultConf, kPackageConfText},
+         {File{path::kVersion, kVersionText}, File{path::kMimeTypes, kMimeTypesText},
+          File{path::kPackageDefaultConf, kPackageConfText},
           File{path::kPackageConf, kPackageConfText, package},
           File{path::kPasswords, kNoSettings, package, 0600},
           File{path::kMultiAirplay, kNoSettings, package},
@@ -256,6 +275,22 @@ Outcome WriteFiles(const std::string &root) {
         }
     }
     return MakeLink(root + kHomesFolder, SystemPath(path::kHomes), false);
+}
+
+// Links the programs that have fixed places; one that `programDir` does not have is left out.
+Outcome LinkPrograms(const std::string &programDir) {
+    for (const auto &[name, fixed] : {std::pair("/varnindex", path::kIndexer),
+                                      {"/tonvale-encoder", path::kEncoder},
+                                      {"/entry.cgi", path::kWebApi}}) {
+        const std::string program = programDir + name;
+        if (access(program.c_str(), X_OK) != 0) {
+            continue;
+        }
+        if (Outcome done = MakeLink(program, SystemPath(fixed), true); !done) {
+            return done;
+        }
+    }
+    return Outcome::Good();
 }
 
 }  // namespace
@@ -285,11 +320,12 @@ Outcome PrepareRoot(const std::string &programDir) {
     if (Outcome done = WriteFiles(root); !done) {
         return done;
     }
-    const std::string indexer = programDir + "/varnindex";
-    if (access(indexer.c_str(), X_OK) == 0) {
-        return MakeLink(indexer, SystemPath(path::kIndexer), true);
+    for (const std::string_view program : kHostPrograms) {
+        if (Outcome done = MakeLink(std::string(program), SystemPath(program), false); !done) {
+            return done;
+        }
     }
-    return Outcome::Good();
+    return LinkPrograms(programDir);
 }
 
 // ---- shared with the other parts ---------------------------------------------------------------

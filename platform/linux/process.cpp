@@ -4,6 +4,7 @@
 #include <grp.h>
 #include <poll.h>
 #include <pthread.h>
+#include <sys/prctl.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -111,7 +112,7 @@ class Child {
     [[noreturn]] void Run(int report) const {
         if (!options_.detached || Detach()) {
             ResetSignals();
-            if (PlaceFds() && TakeIds() && EnterFolder() && OpenToSignals()) {
+            if (PlaceFds() && TakeIds() && EndWithParent() && EnterFolder() && OpenToSignals()) {
                 execve(options_.path.c_str(), argv_.data(), envp_.data());
             }
         }
@@ -166,6 +167,12 @@ class Child {
         return setresgid(gid_, gid_, gid_) == 0 && setresuid(uid_, uid_, uid_) == 0;
     }
 
+    // After the ids, whose change takes the wish back. The parent may be gone by then already.
+    bool EndWithParent() const {
+        return !options_.endsWithParent ||
+               (prctl(PR_SET_PDEATHSIG, SIGKILL) == 0 && getppid() == parent_);
+    }
+
     bool EnterFolder() const {
         return options_.workingDirectory.empty() || chdir(options_.workingDirectory.c_str()) == 0;
     }
@@ -186,6 +193,7 @@ class Child {
     bool hasIdentity_;
     uid_t uid_;
     gid_t gid_;
+    pid_t parent_ = getpid();
 };
 
 // Holds every signal back, so that none of this process's handlers runs in a child.
@@ -441,6 +449,7 @@ FILE *VLIBCPopenv(const char *path, const char *mode, char *const argv[]) {
     }
     return varn::Guarded<FILE *>(nullptr, [&] {
         varn::SpawnOptions options = varn::OptionsFor(path, argv);
+        options.endsWithParent = true;
         FILE *stream = varn::SpawnWithStream(options, direction == "r");
         if (stream == nullptr) {
             varn::SetSystemError();

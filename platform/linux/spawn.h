@@ -32,6 +32,8 @@ struct SpawnOptions {
     int stdoutFd = kInherit;
     int stderrFd = kInherit;
 
+    bool endsWithParent = false;  // killed when the thread that started it ends first
+
     bool detached = false;  // in a session of its own and not a child of this process
 };
 

@@ -2,10 +2,12 @@
 #include <cstdarg>
 #include <cstdio>
 #include <cstring>
+#include <string>
 #include <string_view>
 
 #include "linux/error.h"
 #include "linux/memory.h"
+#include "varn/process.h"
 
 char *VLIBCStrGet(const char *format, ...) {
     if (format == nullptr) {
@@ -42,4 +44,23 @@ char *VLIBCStrTrimSpace(char *text) {
     std::memmove(text, text + begin, length);
     text[length] = '\0';
     return text;
+}
+
+int VLIBCEncShParam(const char *in, char *out, size_t outSize) {
+    if (in == nullptr || out == nullptr || outSize == 0) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        std::string quoted = "'";
+        for (const char *c = in; *c != '\0'; ++c) {
+            quoted += *c == '\'' ? "'\\''" : std::string(1, *c);
+        }
+        quoted += '\'';
+        if (!varn::CopyToBuffer(quoted, out, outSize)) {
+            varn::SetError(VLIB_ERR_TOO_LONG);
+            return -1;
+        }
+        return 0;
+    });
 }

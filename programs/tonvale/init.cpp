@@ -87,6 +87,17 @@ Outcome Init(const InitOptions &options) {
     return PrepareDatabase();
 }
 
+// The login is shown once: afterwards it stands in its file only.
+Outcome PrepareLogin() {
+    std::string made;
+    Outcome done = varn::host::PrepareLogin(&made);
+    if (done && !made.empty()) {
+        std::printf("The login for the web is %s (kept in %s).\n", made.c_str(),
+                    SystemPath(varn::path::kInitialLogin).c_str());
+    }
+    return done;
+}
+
 }  // namespace
 
 void AddInit(CLI::App &app, Action &action) {
@@ -104,6 +115,10 @@ void AddInit(CLI::App &app, Action &action) {
     verb->callback([options, &action] {
         action = [options] {
             if (Outcome done = Init(*options); !done) {
+                Complain(done.Message());
+                return kFailed;
+            }
+            if (Outcome done = PrepareLogin(); !done) {
                 Complain(done.Message());
                 return kFailed;
             }

@@ -63,8 +63,10 @@ int Run(int argc, char **argv) {
         ->type_name("DIR");
     app.require_subcommand(0, 1);
     app.fallthrough();
-    for (const auto add :
-         {AddInit, AddIndex, AddSongs, AddPlaylists, AddPlaylist, AddStart, AddStop}) {
+    for (const auto add : {AddInit,     AddIndex,       AddSongs,      AddSearch, AddGroups,
+                           AddFolders,  AddPlaylists,   AddPlaylist,   AddRate,   AddSmart,
+                           AddUserVerb, AddPermission,  AddPreference, AddCover,  AddPlayer,
+                           AddSpeaker,  AddMediaServer, AddServe,      AddStart,  AddStop}) {
         add(app, action);
     }
     try {
@@ -73,9 +75,7 @@ int Run(int argc, char **argv) {
         return app.exit(error) == 0 ? FlushOutput(kDone) : kUsage;
     }
     if (!action) {
-        Complain(
-            "name what to do: init, index, songs, playlists, playlist, start or stop ('tonvale "
-            "--help' tells more)");
+        Complain("name what to do ('tonvale --help' lists it)");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");

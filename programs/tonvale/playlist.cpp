@@ -5,7 +5,7 @@
 #include "database.h"
 #include "number.h"
 #include "playlist_edit.h"
-#include "playlist_output.h"
+#include "playlist_show.h"
 #include "playlist_target.h"
 #include "user.h"
 
@@ -22,26 +22,10 @@ struct PlaylistOptions {
     std::vector<int> positions;
     int start = 0;
     int length = 1;
-    int offset = 0;
-    int limit = 0;
     bool skipDuplicates = false;
-    bool json = false;
 };
 
 using Options = const PlaylistOptions &;
-
-int Show(Options options, const Playlist &playlist) {
-    int total = -1;
-    const SongRecords page(VARNPlaylistParseByPath(options.collection.uid, playlist.path.c_str(),
-                                                   nullptr, &total, options.offset, options.limit,
-                                                   "*", 0));
-    if (total < 0) {
-        Complain("the playlist cannot be read; the lines above tell why");
-        return kFailed;
-    }
-    PrintEntries(page.get(), options.offset, total, options.json);
-    return kDone;
-}
 
 // With the songs of the command line.
 template <typename Do>
@@ -128,8 +112,7 @@ enum Takes : unsigned {
     kPositions = 2,
     kRange = 4,
     kNewName = 8,
-    kPage = 16,
-    kDuplicates = 32,
+    kDuplicates = 16,
 };
 
 struct Verb {
@@ -140,7 +123,6 @@ struct Verb {
 };
 
 constexpr Verb kVerbs[] = {
-    {"show", "List the entries of a playlist", Show, kPage},
     {"add", "Add songs at the end", Add, kSomeSongs | kDuplicates},
     {"replace", "Put songs in the place of others", Replace, kSomeSongs | kRange},
     {"remove", "Remove the entries at some positions", Remove, kPositions},
@@ -176,11 +158,6 @@ void AddTaken(CLI::App &verb, unsigned takes, PlaylistOptions &options) {
     if ((takes & kNewName) != 0) {
         verb.add_option("NAME", options.newName, "The new name")->required();
     }
-    if ((takes & kPage) != 0) {
-        AddNumber(verb, "--offset", options.offset, 0, "How many entries to pass over");
-        AddNumber(verb, "--limit", options.limit, 0, "How many entries to list; 0: all");
-        verb.add_flag("--json", options.json, "Print JSON instead of a table");
-    }
     if ((takes & kDuplicates) != 0) {
         verb.add_flag("--skip-duplicates", options.skipDuplicates,
                       "Leave out songs that the playlist has already");
@@ -205,6 +182,7 @@ void AddCreate(CLI::App &group, Action &action) {
 void AddPlaylist(CLI::App &app, Action &action) {
     CLI::App *group = app.add_subcommand("playlist", "Show and change a playlist");
     group->require_subcommand(1);
+    AddPlaylistShow(*group, action);
     AddCreate(*group, action);
     for (const Verb &known : kVerbs) {
         CLI::App *verb = group->add_subcommand(known.name, known.description);

@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "display.h"
+#include "page_output.h"
 #include "song_output.h"
 
 namespace tonvale_cli {

@@ -2,13 +2,13 @@
 
 #include <json/json.h>
 
-#include <cinttypes>
 #include <cmath>
 #include <cstdio>
 #include <iostream>
 #include <memory>
 
 #include "display.h"
+#include "page_output.h"
 
 namespace tonvale_cli {
 
@@ -54,14 +54,6 @@ Json::Value SongJson(const VARN_MEDIA_INFO &song) {
     return json;
 }
 
-std::unique_ptr<Json::StreamWriter> JsonWriter() {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    builder["precision"] = 7;  // what the length's 32-bit number holds
-    return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
-}
-
 void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
     Table table({{"ID", true, false},
                  {"TITLE", false, true},
@@ -75,14 +67,7 @@ void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
         table.AddRow({std::to_string(song->id), song->title, song->artist, song->album,
                       NumberText(song->year), LengthText(song->duration)});
     }
-    const char *noun = total == 1 ? "track" : "tracks";
-    if (shown == 0) {
-        std::printf("0 of %" PRId64 " %s\n", total, noun);
-        return;
-    }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
-    std::printf("%" PRId64 "-%" PRId64 " of %" PRId64 " %s\n", int64_t{offset} + 1, offset + shown,
-                total, noun);
+    PrintPage(table, offset, shown, total, {"track", "tracks"});
 }
 
 void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {

@@ -2,10 +2,8 @@
 #pragma once
 
 #include <json/value.h>
-#include <json/writer.h>
 
 #include <cstdint>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -20,9 +18,8 @@ void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
 // The same as one JSON object: "offset", "songs" and "total". A song is written as it is read.
 void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
 
-// A song as an object, and what writes objects on one line.
+// A song as an object.
 Json::Value SongJson(const VARN_MEDIA_INFO &song);
-std::unique_ptr<Json::StreamWriter> JsonWriter();
 
 // Minutes and seconds; "" for a length that is not known.
 std::string LengthText(float seconds);

@@ -128,6 +128,12 @@ void AppendOffsetRow(std::string &rows, int id, int offset, const std::string &s
     Line(rows).AddNumber(id).AddNumber(offset).Add(sheetPath);
 }
 
+void AppendStarRows(std::string &rows, int id, const Song &song) {
+    for (const Star &star : song.stars) {
+        Line(rows).AddNumber(id).AddNumber(star.userid).AddNumber(star.stars);
+    }
+}
+
 void AppendSideRows(SideRows &rows, int id, const Song &song) {
     Line(rows[kAlbum])
         .AddNumber(id)

@@ -26,6 +26,8 @@ inline constexpr std::array<const char *, kSideCount> kCopySide = {
     "COPY replaygain_track (track, rg_track_gain, rg_track_peak, rg_album_gain, rg_album_peak)"
     " FROM STDIN"};
 
+inline constexpr const char kCopyStars[] = "COPY rating_track (track, userid, star) FROM STDIN";
+
 using SideRows = std::array<std::string, kSideCount>;
 
 enum class RowKind {
@@ -37,6 +39,9 @@ enum class RowKind {
 // Appends a song's row of the track table (kTrackColumns), and its rows of each side table.
 void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind);
 void AppendSideRows(SideRows &rows, int id, const Song &song);
+
+// Appends a song's rows of rating_track.
+void AppendStarRows(std::string &rows, int id, const Song &song);
 
 // Appends a row of virtual_info_track.
 void AppendOffsetRow(std::string &rows, int id, int offset, const std::string &sheetPath);

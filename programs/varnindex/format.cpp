@@ -225,4 +225,26 @@ bool IsIndexedName(std::string_view name) {
     return IsMusicName(name) || IsListName(name);
 }
 
+bool IsPassedOver(std::string_view name) {
+    return name.starts_with('.') || name == kAttributeFolder || name == "#recycle";
+}
+
+bool IsBelow(std::string_view folder, std::string_view path) {
+    return folder == "/" || (path.starts_with(folder) &&
+                             (path.size() == folder.size() || path[folder.size()] == '/'));
+}
+
+std::string_view PassedOverPart(std::string_view folder, std::string_view path) {
+    std::string_view rest = path.substr(folder.size());
+    while (!rest.empty()) {
+        rest.remove_prefix(rest.front() == '/' ? 1 : 0);
+        const std::string_view name = rest.substr(0, rest.find('/'));
+        if (IsPassedOver(name)) {
+            return name;
+        }
+        rest.remove_prefix(name.size());
+    }
+    return {};
+}
+
 }  // namespace varnindex

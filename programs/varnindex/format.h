@@ -33,6 +33,19 @@ bool IsMusicName(std::string_view name);
 bool IsListName(std::string_view name);
 bool IsSheetName(std::string_view name);
 
+// True for names that are passed over wherever they are: those that begin with a dot, and the
+// folders of recycle bins and extended attributes.
+bool IsPassedOver(std::string_view name);
+
+// The folder of extended attributes.
+inline constexpr std::string_view kAttributeFolder = "@eaDir";
+
+// True when `path` is `folder` or lies below it; neither has a slash at its end, but for "/".
+bool IsBelow(std::string_view folder, std::string_view path);
+
+// The first such name in the part of `path` that lies below `folder`; "" when there is none.
+std::string_view PassedOverPart(std::string_view folder, std::string_view path);
+
 // Music and lists: the filter of the walk.
 bool IsIndexedName(std::string_view name);
 

@@ -25,13 +25,21 @@ void GoneRows::Add(const KnownRow &row, std::optional<std::size_t> emptied) {
 
 void GoneRows::AddNew(const std::string &path, std::int64_t size) {
     newNames_.push_back(Mixed(size, NameHash(path)));
+    sizes_.push_back(size);
+}
+
+void GoneRows::AddChanged(const KnownRow &row, std::int64_t size) {
+    Add(row, std::nullopt);
+    rows_.at(row.id).state = State::kChanged;
+    sizes_.push_back(size);
 }
 
 void GoneRows::Prepare(Database &database) {
-    if (newNames_.empty()) {
+    if (sizes_.empty()) {
         return;
     }
     std::sort(newNames_.begin(), newNames_.end());
+    std::sort(sizes_.begin(), sizes_.end());
     std::vector<int> ids;
     for (const auto &[id, row] : rows_) {
         ids.push_back(id);
@@ -53,7 +61,9 @@ void GoneRows::Prepare(Database &database) {
 }
 
 void GoneRows::Index(int id, std::int64_t fingerprint, std::int64_t size) {
-    const Row &row = rows_.at(id);
+    Row &row = rows_.at(id);
+    row.fingerprint = fingerprint;
+    row.size = size;
     const Place place{fingerprint, size, row.order};
     byPlace_.emplace(place, id);
     byName_.emplace(Mixed(fingerprint, size, row.nameHash), place);
@@ -65,29 +75,73 @@ bool GoneRows::IsReserved(std::int64_t size, int id) const {
                               Mixed(size, rows_.at(id).nameHash));
 }
 
-GoneRows::Claim GoneRows::ClaimFor(const Song &song, bool isLast) {
-    const auto take = [this](std::map<Place, int>::iterator place) {
-        const int id = place->second;
-        byPlace_.erase(place);
-        rows_.erase(id);
-        return Claim{id};
-    };
+// A file of this size may be what became of the row.
+bool GoneRows::IsWantedByOthers(const Row &row, std::int64_t ownSize) const {
+    const auto [first, last] = std::equal_range(sizes_.begin(), sizes_.end(), row.size);
+    return last - first > (ownSize == row.size ? 1 : 0);
+}
+
+bool GoneRows::HasRowFor(const Song &song) const {
+    const auto place = byPlace_.lower_bound({song.fingerprint, song.size, 0});
+    return place != byPlace_.end() && std::get<0>(place->first) == song.fingerprint &&
+           std::get<1>(place->first) == song.size;
+}
+
+bool GoneRows::StaysWith(int id, const Song &song) {
+    const auto found = rows_.find(id);
+    if (found == rows_.end()) {
+        return true;
+    }
+    Row &row = found->second;
+    const bool isSame = !row.fingerprint || *row.fingerprint == song.fingerprint;
+    if (isSame || !(IsWantedByOthers(row, song.size) || HasRowFor(song))) {
+        rows_.erase(found);
+        return true;
+    }
+    row.state = State::kReplaced;
+    return false;
+}
+
+GoneRows::Claim GoneRows::Take(Places::iterator place) {
+    const int id = place->second;
+    byPlace_.erase(place);
+    rows_.erase(id);
+    return {id};
+}
+
+// The row of the same name; nothing when there is none.
+std::optional<GoneRows::Claim> GoneRows::ClaimByName(const Song &song, bool isLast) {
     const std::int64_t name = Mixed(song.fingerprint, song.size, NameHash(song.path));
-    for (auto same = byName_.find(name); same != byName_.end() && same->first == name;) {
+    auto same = byName_.lower_bound(name);
+    while (same != byName_.end() && same->first == name) {
         const auto place = byPlace_.find(same->second);
-        same = byName_.erase(same);
-        if (place != byPlace_.end() && rows_.contains(place->second)) {
-            return take(place);
+        const auto row = place != byPlace_.end() ? rows_.find(place->second) : rows_.end();
+        if (row != rows_.end() && row->second.state != State::kGone && !isLast) {
+            return Claim{0, true};
         }
+        same = byName_.erase(same);
+        if (row != rows_.end() && row->second.state != State::kChanged) {
+            return Take(place);
+        }
+    }
+    return std::nullopt;
+}
+
+GoneRows::Claim GoneRows::ClaimFor(const Song &song, bool isLast) {
+    if (const auto claim = ClaimByName(song, isLast)) {
+        return *claim;
     }
     bool isLater = false;
     for (auto place = byPlace_.lower_bound({song.fingerprint, song.size, 0});
          place != byPlace_.end() && std::get<0>(place->first) == song.fingerprint &&
          std::get<1>(place->first) == song.size;) {
-        if (!rows_.contains(place->second)) {
+        const auto row = rows_.find(place->second);
+        if (row == rows_.end() || (isLast && row->second.state == State::kChanged)) {
             place = byPlace_.erase(place);
+        } else if (row->second.state != State::kGone && !isLast) {
+            return {0, true};
         } else if (isLast || !IsReserved(song.size, place->second)) {
-            return take(place);
+            return Take(place);
         } else {
             isLater = true;
             ++place;
@@ -99,7 +153,7 @@ GoneRows::Claim GoneRows::ClaimFor(const Song &song, bool isLast) {
 std::vector<int> GoneRows::Left() const {
     std::vector<int> ids;
     for (const auto &[id, row] : rows_) {
-        if (!row.emptied) {
+        if (!row.emptied && row.state != State::kChanged) {
             ids.push_back(id);
         }
     }

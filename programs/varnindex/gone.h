@@ -1,4 +1,5 @@
-// Rows without a file, and the new files that they may have become.
+// Rows without a file, rows whose file may be another one now, and the files that they may have
+// become.
 #pragma once
 
 #include <cstddef>
@@ -19,24 +20,35 @@ namespace varnindex {
 
 // A file that was moved has the size and the audio of a row whose own file is gone. Of several such
 // rows it gets the one with its name, otherwise the first by path that no other new file has the
-// name of. Holds some numbers per row, never their paths.
+// name of. A file that was renamed over a known name has its row elsewhere: the row of its path
+// stays with the path only where it belongs nowhere else. Holds some numbers per row, never paths.
 class GoneRows {
   public:
     // `emptied` is a number of the caller's for a folder that is there with nothing in it. Its disk
     // may be missing, so its rows stay unless their files are found elsewhere.
     void Add(const KnownRow &row, std::optional<std::size_t> emptied);
     void AddNew(const std::string &path, std::int64_t size);
+    // A row whose file has changed, and what its size is now.
+    void AddChanged(const KnownRow &row, std::int64_t size);
 
     // Reads the fingerprints; behind all of the above, before all of the below. Throws
     // DatabaseError.
     void Prepare(Database &database);
 
-    // The row's file is there again.
+    // The row's file is there again, or nobody knows what is in it.
     void Forget(int id) { rows_.erase(id); }
+
+    // True when a row stays with its path, where `song` was read: the audio is the same, or there
+    // is no other row for the song and no other file for the row. Otherwise the song may claim
+    // another row when all files have been read, and others this one.
+    bool StaysWith(int id, const Song &song);
+
+    // Takes back a row that nobody has claimed; false when somebody has.
+    bool TakeBack(int id) { return rows_.erase(id) > 0; }
 
     struct Claim {
         int id = 0;            // 0: none
-        bool isLater = false;  // ask again when all other new files have been asked for
+        bool isLater = false;  // ask again when all other files have been asked for
     };
     // Gives a row away.
     Claim ClaimFor(const Song &song, bool isLast);
@@ -50,18 +62,32 @@ class GoneRows {
   private:
     // Fingerprint, size, and the place in the order of Add.
     using Place = std::tuple<std::int64_t, std::int64_t, std::size_t>;
+    using Places = std::map<Place, int>;
+    enum class State {
+        kGone,
+        kChanged,   // its file is not read yet
+        kReplaced,  // its file is another one
+    };
     struct Row {
         std::int64_t nameHash;
         std::size_t order;
         std::optional<std::size_t> emptied;
+        State state = State::kGone;
+        std::optional<std::int64_t> fingerprint = {};  // by Prepare
+        std::int64_t size = 0;                         // the same
     };
 
     bool IsReserved(std::int64_t size, int id) const;
+    bool IsWantedByOthers(const Row &row, std::int64_t ownSize) const;
+    bool HasRowFor(const Song &song) const;
     void Index(int id, std::int64_t fingerprint, std::int64_t size);
+    std::optional<Claim> ClaimByName(const Song &song, bool isLast);
+    Claim Take(Places::iterator place);
 
     std::unordered_map<int, Row> rows_;
     std::vector<std::int64_t> newNames_;         // hashes of size and name, sorted by Prepare
-    std::map<Place, int> byPlace_;               // ids
+    std::vector<std::int64_t> sizes_;            // of new and changed files, sorted by Prepare
+    Places byPlace_;                             // ids
     std::multimap<std::int64_t, Place> byName_;  // by hash of fingerprint, size and name
 };
 

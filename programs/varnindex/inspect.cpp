@@ -14,7 +14,9 @@
 #include <sstream>
 #include <system_error>
 
+#include "folders.h"
 #include "format.h"
+#include "links.h"
 #include "names.h"
 #include "pictures.h"
 #include "sheets.h"
@@ -65,11 +67,10 @@ std::string ReasonToSkip(const std::string &path, struct stat &info) {
     if (path.size() >= PATH_MAX) {
         return "the path is too long";
     }
-    for (const fs::path &part : fs::path(path)) {
-        const std::string text = part;
-        if (text.starts_with('.') || text == "@eaDir" || text == "#recycle") {
-            return "hidden, or in a folder that is passed over: " + text;
-        }
+    const LinkedFolders library(Folders::Configured().Roots());
+    const std::string *const root = library.RootOf(path);
+    if (const auto part = PassedOverPart(root != nullptr ? *root : "/", path); !part.empty()) {
+        return "hidden, or in a folder that is passed over: " + std::string(part);
     }
     if (!IsMusicName(name)) {
         return IsListName(name) ? "a playlist or cue sheet, not an audio file"
@@ -157,7 +158,7 @@ FolderSheets SheetsBeside(const std::string &path) {
     for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
         const std::string name = at->path().filename();
         std::error_code gone;
-        if (name.starts_with('.') || !IsUtf8(name) || !at->is_regular_file(gone)) {
+        if (IsPassedOver(name) || !IsUtf8(name) || !at->is_regular_file(gone)) {
             continue;
         }
         if (IsSheetName(name)) {

@@ -8,11 +8,14 @@ namespace {
 // The cursor outlives its transaction, so that the batches of the scan can commit while it is read.
 // ^@ is "begins with": no character of a path means anything to it.
 constexpr const char kDeclare[] =
-    "DECLARE known_track NO SCROLL CURSOR WITH HOLD FOR"
-    " SELECT id, path, filesize, (extract(epoch FROM mdate) * 1000000)::bigint AS modified,"
-    " userid, sheet_stamp, has_virtual FROM track WHERE NOT is_virtual AND (@VARN:NEVAR)"
-    " ORDER BY path COLLATE \"C\", id";
-constexpr const char *kFetch = "FETCH 5000 FROM known_track";
+    "DECLARE known_file NO SCROLL CURSOR WITH HOLD FOR SELECT *,"
+    " (extract(epoch FROM mdate) * 1000000)::bigint AS modified FROM ("
+    " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, false AS is_list"
+    " FROM track WHERE NOT is_virtual AND (@VARN:NEVAR) UNION ALL"
+    " SELECT id, path, 0, mdate, 0, 0, false, true FROM playlist WHERE @VARN:NEVAR UNION ALL"
+    " SELECT id, path, 0, mdate, userid, 0, false, true FROM personal_playlist WHERE @VARN:NEVAR"
+    ") f ORDER BY path COLLATE \"C\", id";
+constexpr const char *kFetch = "FETCH 5000 FROM known_file";
 
 }  // namespace
 
@@ -33,14 +36,15 @@ std::string ScopeCondition(const Scope &scope, bool alsoFolders) {
 
 KnownRows::KnownRows(Database &database, const Scope &scope) : database_(database) {
     Transaction transaction(database_);
-    database_.Execute(Made(varn::Sql(kDeclare, ScopeCondition(scope, false))));
+    const std::string condition = ScopeCondition(scope, false);
+    database_.Execute(Made(varn::Sql(kDeclare, condition, condition, condition)));
     transaction.Commit();
 }
 
 // A connection that is lost has no cursor any more.
 KnownRows::~KnownRows() {
     try {
-        database_.Execute("CLOSE known_track");
+        database_.Execute("CLOSE known_file");
     } catch (const std::exception &) {
     }
 }
@@ -73,6 +77,7 @@ void KnownRows::Fetch() {
     row.userid = static_cast<unsigned>(block_->Number(next_, "userid"));
     row.sheetStamp = block_->Number(next_, "sheet_stamp");
     row.isSplit = *block_->Field(next_, "has_virtual") == 't';
+    row.isList = *block_->Field(next_, "is_list") == 't';
     ++next_;
 }
 

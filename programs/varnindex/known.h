@@ -19,6 +19,7 @@ struct KnownRow {
     unsigned userid = 0;
     std::int64_t sheetStamp = 0;
     bool isSplit = false;  // a cue sheet has made tracks of it
+    bool isList = false;   // no song, but a playlist or cue sheet: the size is not known
 };
 
 // Which rows a scan answers for: all, or those below some folders.
@@ -35,8 +36,8 @@ struct Scope {
 // folders, and the folders themselves where `alsoFolders` says so.
 std::string ScopeCondition(const Scope &scope, bool alsoFolders);
 
-// The songs that are real files, in the byte order of their paths, read block by block. Rows
-// written after the construction do not appear. One such object at a time on a connection.
+// The songs and lists that are real files, in the byte order of their paths, read block by block.
+// Rows written after the construction do not appear. One such object at a time on a connection.
 class KnownRows {
   public:
     KnownRows(Database &database, const Scope &scope);

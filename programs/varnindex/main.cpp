@@ -7,12 +7,14 @@
 #include <iostream>
 #include <optional>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "database.h"
 #include "folders.h"
 #include "format.h"
 #include "inspect.h"
+#include "links.h"
 #include "names.h"
 #include "notices.h"
 #include "remove.h"
@@ -52,7 +54,12 @@ int Complain(const std::string &message) {
 bool PrintSummary(const Counts &counts) {
     std::cout << "added " << counts.added << ", changed " << counts.changed << ", moved "
               << counts.moved << ", removed " << counts.removed << ", unchanged "
-              << counts.unchanged << ", failed " << counts.failed << std::endl;
+              << counts.unchanged << ", failed " << counts.failed;
+    if (const varnindex::ListCounts &lists = counts.lists; lists.Any()) {
+        std::cout << "; playlists: added " << lists.added << ", changed " << lists.changed
+                  << ", removed " << lists.removed << ", unchanged " << lists.unchanged;
+    }
+    std::cout << std::endl;
     return std::cout.good();
 }
 
@@ -104,7 +111,7 @@ int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter
 
 // Every job of the watcher asks for the configuration anew, and leaves the library to others behind
 // it.
-int WatchFolders(const varnindex::ScanOptions &first, Reporter &reporter) {
+int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     const auto withDatabase = [&reporter](const auto &job) {
         varnindex::Database database;
         if (!database.TakeIndexLock()) {
@@ -114,11 +121,14 @@ int WatchFolders(const varnindex::ScanOptions &first, Reporter &reporter) {
         reporter.Finish();
         return true;
     };
+    varnindex::ScanOptions first = given;
+    first.isStopped = varnindex::IsStopRequested;
     // What the first scan was asked for once is not for every later one: a disk that goes away
     // would be purged.
     varnindex::ScanOptions later = first;
     later.full = false;
     later.purge = false;
+    bool isFirst = true;
     varnindex::WatchJobs jobs;
     jobs.folders = [] { return Folders::Configured().Roots(); };
     jobs.wanted = varnindex::IsIndexedName;
@@ -130,8 +140,13 @@ int WatchFolders(const varnindex::ScanOptions &first, Reporter &reporter) {
     jobs.indexAll = [&] {
         return withDatabase([&](varnindex::Database &database, const Folders &folders) {
             // An empty list is more likely a lost configuration than the wish for an empty library.
-            if (!folders.Empty()) {
-                IndexLibrary(database, folders, later, reporter);
+            if (folders.Empty()) {
+                return;
+            }
+            const Counts counts =
+                IndexLibrary(database, folders, isFirst ? first : later, reporter);
+            if (std::exchange(isFirst, false)) {
+                PrintSummary(counts);
             }
         });
     };
@@ -162,6 +177,12 @@ int Index(Options options) {
                             "with \"tonvale init --music DIR\"");
         }
         path = *configured;
+        const varnindex::LinkedFolders library(folders.Roots());
+        const auto part = varnindex::PassedOverPart(*library.RootOf(path), path);
+        if (!part.empty()) {
+            return Complain(varnindex::Printable(path) + " is passed over, because of \"" +
+                            varnindex::Printable(part) + "\" in its path");
+        }
     }
     if (folders.Empty() && options.paths.empty()) {
         return Complain(
@@ -171,8 +192,8 @@ int Index(Options options) {
     Reporter reporter(std::cerr, isatty(STDERR_FILENO) == 1,
                       options.verbose ? Reporter::Detail::kAll : Reporter::Detail::kBrief);
     try {
-        const int status = IndexOnce(options, folders, reporter);
-        return options.watch ? WatchFolders(options.scan, reporter) : status;
+        return options.watch ? WatchFolders(options.scan, reporter)
+                             : IndexOnce(options, folders, reporter);
     } catch (const varnindex::DatabaseError &error) {
         reporter.Finish();
         return Complain(std::string("the database refused: ") + error.what() +

@@ -21,14 +21,17 @@ bool IsGap(const Found &found) {
 }  // namespace
 
 Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
-             const std::vector<std::string> &roots, bool purge)
-    : folders_(folders), purge_(purge), walk_(roots, IsIndexedName), known_(database, scope) {}
+             const std::vector<std::string> &roots, LinkedFolders *library, bool purge)
+    : folders_(folders),
+      purge_(purge),
+      walk_(roots, IsIndexedName, library),
+      known_(database, scope) {}
 
 std::optional<Event> Merge::Next() {
     if (!found_ && !walkEnded_) {
         found_ = walk_.Next();
         walkEnded_ = !found_;
-        kept_ = 0;
+        kept_ = {};
     }
     const KnownRow *const front = known_.Front();
     if (!found_) {
@@ -50,13 +53,13 @@ std::optional<Event> Merge::Next() {
 std::optional<Event> Merge::NextOfGap() {
     const KnownRow *const front = known_.Front();
     if (front != nullptr && Covers(found_->path, front->path)) {
-        ++kept_;
+        kept_.Count(*front);
         return WithoutFile(purge_                                ? Event::Kind::kGone
                            : found_->kind == Found::Kind::kEmpty ? Event::Kind::kEmptied
                                                                  : Event::Kind::kKept);
     }
     Event event{Event::Kind::kGap, {}, *std::exchange(found_, std::nullopt)};
-    event.kept = purge_ ? 0 : kept_;
+    event.kept = purge_ ? Kept() : kept_;
     return event;
 }
 
@@ -76,9 +79,13 @@ Event Merge::OfFile(Found found) {
     event.work.modified = StorableTime(found.modified);
     event.work.userid = OwnerOf(found.path);
     event.work.sheets = std::move(found.sheets);
+    event.work.hasAttributes = found.hasAttributes;
     event.work.path = std::move(found.path);
     KnownRow *const front = known_.Front();
-    if (front != nullptr && front->path == event.work.path && event.kind == Event::Kind::kSong) {
+    const bool isList = event.kind == Event::Kind::kList;
+    // A list that changes its owner changes its table, too.
+    if (front != nullptr && front->path == event.work.path && front->isList == isList &&
+        (!isList || front->userid == event.work.userid)) {
         event.work.known = std::move(*front);
         known_.Pop();
     }

@@ -15,10 +15,18 @@
 
 namespace varnindex {
 
+struct Kept {
+    std::size_t songs = 0;
+    std::size_t lists = 0;
+
+    bool Any() const { return songs > 0 || lists > 0; }
+    void Count(const KnownRow &row) { ++(row.isList ? lists : songs); }
+};
+
 struct Event {
     enum class Kind {
         kSong,     // `work`, with the row that the library has for it
-        kList,     // a playlist or cue sheet: `work` without a row
+        kList,     // a playlist or cue sheet: the same
         kGone,     // `work.known` has no file any more
         kKept,     // `work.known` has to stay: its folder could not be looked at
         kEmptied,  // the same, but its folder was there with nothing in it
@@ -28,15 +36,15 @@ struct Event {
     Kind kind;
     Work work = {};
     Found found = {};
-    std::size_t kept = 0;  // of a gap: how many rows stay
+    Kept kept = {};  // of a gap: how many rows stay
 };
 
 class Merge {
   public:
-    // `roots` as OrderedFolders gives them. With `purge` rows without a file are gone whatever the
-    // reason.
+    // `roots` as OrderedFolders gives them; with `library` they are parts of it (walk.h). With
+    // `purge` rows without a file are gone whatever the reason.
     Merge(Database &database, const Scope &scope, const Folders &folders,
-          const std::vector<std::string> &roots, bool purge);
+          const std::vector<std::string> &roots, LinkedFolders *library, bool purge);
 
     // The next event; none at the end. Throws DatabaseError.
     std::optional<Event> Next();
@@ -53,7 +61,7 @@ class Merge {
     KnownRows known_;
     std::optional<Found> found_;
     bool walkEnded_ = false;
-    std::size_t kept_ = 0;    // of the gap at hand
+    Kept kept_;               // of the gap at hand
     std::string lastFolder_;  // and its owner, because most files are in the same one
     unsigned lastOwner_ = 0;
 };

@@ -5,12 +5,24 @@
 #include <utility>
 
 #include "names.h"
+#include "stars.h"
 
 namespace varnindex {
 namespace {
 
 // A song holds some hundred bytes, but a cue sheet with a hundred tracks and long texts millions.
 constexpr std::size_t kMostDoneBytes = 8U << 20;
+
+// Of a song and the tracks that may get a new row.
+void AddStars(ReadWork &read) {
+    Song &song = *read.result.song;
+    if (read.work.known.id == 0) {
+        song.stars = ReadStars(song.path);
+    }
+    for (VirtualSong &track : read.tracks) {
+        track.song.stars = ReadStars(TrackRecordPath(song.path, track.song.track));
+    }
+}
 
 }  // namespace
 
@@ -24,7 +36,7 @@ std::size_t TextBytes(const Song &song) {
     for (const std::string &genre : song.genres) {
         bytes += 2 * genre.size();
     }
-    return bytes;
+    return bytes + song.stars.size() * sizeof(Star);
 }
 
 std::size_t TextBytes(const Song &song, const std::vector<VirtualSong> &tracks) {
@@ -108,9 +120,15 @@ void Readers::Read(ReadWork &read) const {
             read.warnings = work.sheets->TakeProblems();
         }
         if (read.tracks.empty() && !read.result.embeddedCue.empty()) {
-            read.tracks = SplitByEmbedded(song, read.result.embeddedCue, read.result.warning);
+            std::string problem;
+            read.tracks = SplitByEmbedded(song, read.result.embeddedCue, problem);
+            read.isOwnSheetUnusable = !problem.empty();
+            read.result.warning = read.isOwnSheetUnusable ? problem : read.result.warning;
         }
         read.result.embeddedCue.clear();
+        if (work.hasAttributes) {
+            AddStars(read);
+        }
     } catch (const std::exception &error) {  // memory, at the most
         read.tracks.clear();
         read.result.song.reset();

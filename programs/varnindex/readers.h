@@ -1,4 +1,5 @@
-// Reads audio files on all cores, and hands the songs out in the order in which they were asked for.
+// Reads audio files on all cores, and hands the songs out in the order in which they were asked
+// for.
 #pragma once
 
 #include <condition_variable>
@@ -25,7 +26,8 @@ struct Work {
     std::int64_t modified = 0;  // as the library stores it
     unsigned userid = 0;
     std::shared_ptr<FolderSheets> sheets = {};
-    KnownRow known = {};  // id 0: none
+    bool hasAttributes = false;  // an extended-attribute folder is beside it
+    KnownRow known = {};         // id 0: none
 };
 
 struct ReadWork {
@@ -33,6 +35,7 @@ struct ReadWork {
     ReadResult result;
     std::vector<VirtualSong> tracks;    // of a cue sheet
     std::vector<std::string> warnings;  // for a person, of the folder's cue sheets
+    bool isOwnSheetUnusable = false;    // the one in the song's tags
 };
 
 class Readers {

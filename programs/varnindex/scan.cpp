@@ -1,18 +1,20 @@
 #include "scan.h"
 
 #include <optional>
-#include <string_view>
 #include <thread>
 #include <utility>
 
 #include "gone.h"
+#include "held_back.h"
 #include "merge.h"
 #include "names.h"
 #include "own_folders.h"
 #include "places.h"
 #include "readers.h"
 #include "store.h"
+#include "successors.h"
 #include "unreadable.h"
+#include "used_sheet.h"
 #include "varn/host.h"
 #include "varn/sql.h"
 #include "walk.h"
@@ -22,6 +24,13 @@ namespace {
 
 // Above this many files to read the folders are walked a second time in place of remembering them.
 constexpr std::size_t kMostRemembered = 4096;
+
+// Files are read in rounds, because a row goes to the file that it fits best.
+enum class Round {
+    kAll,     // every file; those that may get a row which others do not want wait
+    kClaims,  // those that waited
+    kRest,    // those whose path is known, with other audio, and that got no row elsewhere
+};
 
 // A connection on which a scan has failed may hold its temporary tables.
 Database &WithoutLeftovers(Database &database) {
@@ -33,47 +42,56 @@ Database &WithoutLeftovers(Database &database) {
 // file before the first new file is read; the second reads and writes.
 class Scan {
   public:
+    // `library` where the roots are parts of it.
     Scan(Database &database, const Folders &folders, std::vector<std::string> roots, Scope scope,
-         const ScanOptions &options, Reporter &reporter)
+         const ScanOptions &options, Reporter &reporter, LinkedFolders *library = nullptr)
         : database_(database),
           folders_(folders),
           roots_(std::move(roots)),
+          library_(library),
           scope_(std::move(scope)),
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
+          heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
 
     Counts Run();
 
   private:
+    void StopIfAsked() const;
     void Survey();
     void SurveySong(Event event);
-    void SurveyGap(Event event);
-    void HoldBack(const Found &gap, std::size_t kept);
-    void HoldBackEmptied();
+    void SurveyList(const Work &work);
+    void SurveyGone(const KnownRow &row);
     bool NeedsReading(const Work &work) const;
     bool IsUnreadable(const Work &work) const;
     void CountUnreadable(const Work &work);
     void ReadAll();
     void ReadSurveyed(Readers &readers);
-    void Read(Readers &readers, Work work, bool isLast);
-    void Take(Readers &readers, bool isLast);
-    void TakeAll(Readers &readers, bool isLast);
-    void StoreRead(ReadWork read, bool isLast);
-    void StoreNew(ReadWork read, bool isLast);
+    void RememberTracksOfLater();
+    void Read(Readers &readers, Work work, Round round);
+    void Take(Readers &readers, Round round);
+    void TakeAll(Readers &readers, Round round);
+    void StoreRead(ReadWork read, Round round);
+    bool IsAtItsPath(const ReadWork &read, Round round);
+    void StoreAtItsPath(ReadWork read);
+    void Change(int id, ReadWork read, const UsedSheet &kept);
+    UsedSheet SheetToKeep(const ReadWork &read, int id);
+    void StoreElsewhere(ReadWork read, Round round);
     void RemoveLeft();
-    void CountUnseen(unsigned userid);
-    void WarnOfUnseen();
+    void GiveToCopies(const std::vector<int> &left);
 
     Database &database_;
     const Folders &folders_;
     std::vector<std::string> roots_;
+    LinkedFolders *library_;
     Scope scope_;
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
+    HeldBack heldBack_;
     Unreadable unreadable_;
     Store store_;
     GoneRows gone_;
@@ -81,10 +99,7 @@ class Scan {
     std::size_t toRead_ = 0;
     std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
-    std::vector<Found> emptied_;    // folders that have rows and nothing else
-    std::vector<Work> later_;       // new files that may get a row which others do not want
-    std::size_t unseenShared_ = 0;  // rows that stay because nobody knows where they belong
-    std::size_t unseenHomes_ = 0;
+    std::vector<Work> later_;  // for the next round
 };
 
 Counts Scan::Run() {
@@ -93,9 +108,12 @@ Counts Scan::Run() {
     if (toRead_ > 0) {
         ReadAll();
     }
-    HoldBackEmptied();
+    counts_.lists.removed += heldBack_.SettleEmptied(gone_.LeftOfEmptied(heldBack_.NextEmptied()));
+    store_.Flush();
+    StopIfAsked();
     RemoveLeft();
     store_.Flush();
+    StopIfAsked();
     if (!options_.dryRun) {
         places_.Store(scope_, options_.purge);
         unreadable_.Store(scope_);
@@ -105,33 +123,43 @@ Counts Scan::Run() {
         counts_.unchanged) {
         store_.RenewStatistics();
     }
+    counts_.heldBack = heldBack_.Any();
     return counts_;
+}
+
+void Scan::StopIfAsked() const {
+    if (options_.isStopped != nullptr && options_.isStopped()) {
+        throw Stopped();
+    }
 }
 
 void Scan::Survey() {
     reporter_.StartPhase("Looking", 0);
-    Merge merge(database_, scope_, folders_, roots_, options_.purge);
+    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge);
     while (auto event = merge.Next()) {
+        StopIfAsked();
         switch (event->kind) {
             case Event::Kind::kSong:
                 SurveySong(std::move(*event));
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
-                places_.NoteList(event->work.path, event->work.modified, event->work.userid);
+                SurveyList(event->work);
                 break;
             case Event::Kind::kGone:
-                gone_.Add(event->work.known, std::nullopt);
+                SurveyGone(event->work.known);
                 break;
             case Event::Kind::kEmptied:
-                gone_.Add(event->work.known, emptied_.size());
+                if (!event->work.known.isList) {
+                    gone_.Add(event->work.known, heldBack_.NextEmptied());
+                }
                 break;
             case Event::Kind::kKept:
-                CountUnseen(event->work.known.userid);
+                heldBack_.AddUnseen(event->work.known);
                 places_.NoteFile(event->work.known.path, event->work.known.userid);
                 break;
             case Event::Kind::kGap:
-                SurveyGap(std::move(*event));
+                heldBack_.AddGap(std::move(event->found), event->kept);
                 break;
             case Event::Kind::kRefused:
                 ++counts_.failed;
@@ -139,7 +167,7 @@ void Scan::Survey() {
                 break;
         }
     }
-    WarnOfUnseen();
+    heldBack_.WarnOfUnseen();
     if (unreadableAsBefore_ > 0) {
         reporter_.Warn(std::to_string(unreadableAsBefore_) +
                        (unreadableAsBefore_ == 1 ? " file" : " files") +
@@ -180,6 +208,8 @@ void Scan::SurveySong(Event event) {
     }
     if (work.known.id == 0) {
         gone_.AddNew(work.path, work.size);
+    } else if (work.known.size != work.size || work.known.modified != work.modified) {
+        gone_.AddChanged(work.known, work.size);
     }
     ++toRead_;
     if (toRead_ <= kMostRemembered) {
@@ -187,60 +217,32 @@ void Scan::SurveySong(Event event) {
     }
 }
 
-// Something could not be looked at, a disk that is not mounted for example: what the library knows
-// about it stays. A link that leads nowhere is worth a word only when songs came through it.
-// Whether a folder is worth one that was emptied is known when the moves are.
-void Scan::SurveyGap(Event event) {
-    const bool isBlocked = event.found.kind == Found::Kind::kBlocked;
-    if (event.kept == 0 && !isBlocked) {
-        return;
+void Scan::SurveyList(const Work &work) {
+    places_.NoteList(work.path, work.modified, work.userid);
+    ListCounts &counts = counts_.lists;
+    if (work.sheets && work.known.modified != work.modified) {
+        for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
+            reporter_.Warn(problem);
+        }
     }
-    if (event.found.kind == Found::Kind::kEmpty) {
-        emptied_.push_back(std::move(event.found));
+    if (work.known.id == 0) {
+        reporter_.Tell("added", work.path);
+        ++counts.added;
+    } else if (work.known.modified != work.modified) {
+        reporter_.Tell("changed", work.path);
+        ++counts.changed;
     } else {
-        HoldBack(event.found, event.kept);
+        ++counts.unchanged;
     }
 }
 
-void Scan::HoldBack(const Found &gap, std::size_t kept) {
-    if (!options_.purge) {
-        places_.Keep(gap.path);
-        counts_.heldBack = true;
+void Scan::SurveyGone(const KnownRow &row) {
+    if (row.isList) {
+        reporter_.Tell("removed", row.path);
+        ++counts_.lists.removed;
+    } else {
+        gone_.Add(row, std::nullopt);
     }
-    std::string text = Printable(gap.path) + ": " + gap.reason;
-    if (kept > 0) {
-        text += "; its songs stay in the library: " + std::to_string(kept);
-    }
-    reporter_.Warn(text);
-}
-
-void Scan::HoldBackEmptied() {
-    const std::vector<std::size_t> left = gone_.LeftOfEmptied(emptied_.size());
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        if (left[i] > 0) {
-            places_.NoteFile(emptied_[i].path, folders_.OwnerOf(emptied_[i].path));
-            HoldBack(emptied_[i], left[i]);
-        }
-    }
-}
-
-// Rows of a gap have a warning of their own.
-void Scan::CountUnseen(unsigned userid) {
-    if (folders_.IsUnseen(userid)) {
-        ++(userid == 0 ? unseenShared_ : unseenHomes_);
-    }
-}
-
-void Scan::WarnOfUnseen() {
-    const auto warn = [this](std::string_view reason, std::size_t rows) {
-        if (rows > 0) {
-            counts_.heldBack = true;
-            reporter_.Warn(std::string(reason) +
-                           "; the songs stay in the library: " + std::to_string(rows));
-        }
-    };
-    warn("no shared folder is indexed", unseenShared_);
-    warn("the home music folder of some users is not there", unseenHomes_);
 }
 
 void Scan::ReadAll() {
@@ -248,85 +250,160 @@ void Scan::ReadAll() {
     const auto pictures = options_.dryRun ? Pictures::kCount : Pictures::kStore;
     Readers readers(std::thread::hardware_concurrency(), pictures);
     ReadSurveyed(readers);
-    TakeAll(readers, false);
-    for (Work &work : std::exchange(later_, {})) {
-        Read(readers, std::move(work), true);
+    TakeAll(readers, Round::kAll);
+    RememberTracksOfLater();
+    for (const Round round : {Round::kClaims, Round::kRest}) {
+        for (Work &work : std::exchange(later_, {})) {
+            Read(readers, std::move(work), round);
+        }
+        TakeAll(readers, round);
     }
-    TakeAll(readers, true);
+}
+
+void Scan::RememberTracksOfLater() {
+    std::vector<int> split;
+    for (const Work &work : later_) {
+        if (work.known.isSplit) {
+            split.push_back(work.known.id);
+        }
+    }
+    store_.Flush();
+    store_.RememberTracks(split);
 }
 
 void Scan::ReadSurveyed(Readers &readers) {
     std::vector<Work> remembered = std::exchange(remembered_, {});
     if (toRead_ <= kMostRemembered) {
         for (Work &work : remembered) {
-            Read(readers, std::move(work), false);
+            Read(readers, std::move(work), Round::kAll);
         }
         return;
     }
-    Merge merge(database_, scope_, folders_, roots_, options_.purge);
+    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge);
     while (auto event = merge.Next()) {
+        StopIfAsked();
         if (event->kind == Event::Kind::kSong) {
             gone_.Forget(event->work.known.id);  // it is there again since the first pass
             if (NeedsReading(event->work) && !IsUnreadable(event->work)) {
-                Read(readers, std::move(event->work), false);
+                Read(readers, std::move(event->work), Round::kAll);
             }
         }
     }
 }
 
-void Scan::Read(Readers &readers, Work work, bool isLast) {
+void Scan::Read(Readers &readers, Work work, Round round) {
     while (readers.IsFull()) {
-        Take(readers, isLast);
+        Take(readers, round);
     }
     readers.Add(std::move(work));
 }
 
-void Scan::TakeAll(Readers &readers, bool isLast) {
+void Scan::TakeAll(Readers &readers, Round round) {
     while (!readers.IsEmpty()) {
-        Take(readers, isLast);
+        Take(readers, round);
     }
 }
 
-void Scan::Take(Readers &readers, bool isLast) {
+void Scan::Take(Readers &readers, Round round) {
+    StopIfAsked();
     ReadWork read = readers.Take();
     for (const std::string &warning : read.warnings) {
         reporter_.Warn(warning);
     }
     reporter_.Step();
-    StoreRead(std::move(read), isLast);
+    StoreRead(std::move(read), round);
 }
 
-void Scan::StoreRead(ReadWork read, bool isLast) {
+void Scan::StoreRead(ReadWork read, Round round) {
     const Work &work = read.work;
     if (!read.result.song) {
         reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
         if (read.result.isDamaged) {
             unreadable_.Note(work.path, work.size, work.modified);
         }
+        gone_.Forget(work.known.id);
         return CountUnreadable(work);
     }
-    if (work.known.id == 0) {
-        return StoreNew(std::move(read), isLast);
+    if (IsAtItsPath(read, round)) {
+        StoreAtItsPath(std::move(read));
+    } else {
+        StoreElsewhere(std::move(read), round);
     }
+}
+
+// True when the song belongs to the row that its path has.
+bool Scan::IsAtItsPath(const ReadWork &read, Round round) {
+    const int id = read.work.known.id;
+    return id != 0 && ((round == Round::kAll && gone_.StaysWith(id, *read.result.song)) ||
+                       (round == Round::kRest && gone_.TakeBack(id)));
+}
+
+void Scan::StoreAtItsPath(ReadWork read) {
+    const Work &work = read.work;
     if (!read.result.warning.empty()) {
         reporter_.Warn(Printable(work.path) + ": " + read.result.warning);
     }
     places_.NoteFile(work.path, work.userid);
     const KnownRow &known = work.known;
+    const UsedSheet kept = known.isSplit ? SheetToKeep(read, known.id) : UsedSheet();
     const bool isSame = known.size == work.size && known.modified == work.modified &&
                         known.userid == work.userid && !options_.full;
-    if (isSame && !known.isSplit && read.tracks.empty()) {
+    if (isSame && !kept.path.empty()) {
+        ++counts_.unchanged;
+        return;  // with its old stamp, so that it is looked at again
+    }
+    const bool hasTracks =
+        known.isSplit ? HasTracks(database_, known.id, read.tracks) : read.tracks.empty();
+    if (isSame && hasTracks) {
         store_.Restamp(known.id, read.result.song->sheetStamp);  // the sheets were about others
         ++counts_.unchanged;
         return;
     }
     reporter_.Tell("changed", work.path);
-    store_.Change(known.id, std::move(*read.result.song), std::move(read.tracks));
+    Change(known.id, std::move(read), kept);
     ++counts_.changed;
 }
 
-void Scan::StoreNew(ReadWork read, bool isLast) {
-    const GoneRows::Claim claim = gone_.ClaimFor(*read.result.song, isLast);
+// The sheet whose tracks a row keeps, because it cannot be used just now; without a path when there
+// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings.
+UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
+    const auto &sheets = read.work.sheets;
+    if (options_.purge || !(read.isOwnSheetUnusable || (sheets && sheets->HasUnusable()))) {
+        return {};
+    }
+    UsedSheet used = ReadUsedSheet(database_, id);
+    const bool isUnusable =
+        used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name());
+    if (used.path.empty() || !isUnusable) {
+        return {};
+    }
+    heldBack_.AddTracks(read.work.path);
+    return used;
+}
+
+// With kept tracks the stamp is none that a folder has, so that the song is looked at again.
+void Scan::Change(int id, ReadWork read, const UsedSheet &kept) {
+    Song &song = *read.result.song;
+    if (kept.path.empty()) {
+        store_.Change(id, std::move(song), std::move(read.tracks));
+    } else {
+        const std::string sheet = kept.Beside(song.path);
+        song.sheetStamp = ~song.sheetStamp;
+        store_.ChangeWithTracks(id, std::move(song), sheet);
+    }
+}
+
+// Gives a song the row of a file that is gone or another one now, else a new one; a path that has a
+// row waits first for what becomes of that.
+void Scan::StoreElsewhere(ReadWork read, Round round) {
+    const bool isKnown = read.work.known.id != 0;
+    GoneRows::Claim claim;
+    if (round == Round::kAll && isKnown) {
+        claim.isLater = true;
+    } else if (round != Round::kRest) {
+        claim = gone_.ClaimFor(*read.result.song, round == Round::kClaims);
+        claim.isLater |= isKnown && claim.id == 0;
+    }
     if (claim.isLater) {
         later_.push_back(std::move(read.work));
         return;
@@ -337,7 +414,8 @@ void Scan::StoreNew(ReadWork read, bool isLast) {
     places_.NoteFile(read.work.path, read.work.userid);
     reporter_.Tell(claim.id != 0 ? "moved to" : "added", read.work.path);
     if (claim.id != 0) {
-        store_.Change(claim.id, std::move(*read.result.song), std::move(read.tracks));
+        const UsedSheet kept = SheetToKeep(read, claim.id);
+        Change(claim.id, std::move(read), kept);
         ++counts_.moved;
     } else {
         store_.Add(std::move(*read.result.song), std::move(read.tracks));
@@ -346,7 +424,9 @@ void Scan::StoreNew(ReadWork read, bool isLast) {
 }
 
 void Scan::RemoveLeft() {
+    GiveToCopies(gone_.Left());
     for (const int id : gone_.Left()) {
+        StopIfAsked();
         if (reporter_.ListsChanges()) {
             const Rows row =
                 database_.Query(Made(varn::Sql("SELECT path FROM track WHERE id = @VARN:INT", id)));
@@ -354,6 +434,19 @@ void Scan::RemoveLeft() {
         }
         store_.Remove(id);
         ++counts_.removed;
+    }
+}
+
+// What became of a row may be in the library since an earlier scan: a slow move is a copy first.
+void Scan::GiveToCopies(const std::vector<int> &left) {
+    const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
+    if (!options_.dryRun) {
+        Succeed(database_, successions);
+    }
+    for (const Succession &succession : successions) {
+        reporter_.Tell("moved to", succession.path);
+        gone_.Forget(succession.gone);
+        ++counts_.moved;
     }
 }
 
@@ -381,8 +474,15 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
     if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
         OwnFolders(folders).Remember(reporter);
     }
-    const std::vector<std::string> roots = FoldersToWalk(folders, paths);
-    return Scan(database, folders, roots, Scope(roots), options, reporter).Run();
+    LinkedFolders library(folders.Roots());
+    std::vector<std::string> all = paths;
+    for (const std::string &path : paths) {
+        if (auto elsewhere = library.LibraryPath(OrderedFolders({path}).front())) {
+            all.push_back(std::move(*elsewhere));
+        }
+    }
+    const std::vector<std::string> roots = FoldersToWalk(folders, all);
+    return Scan(database, folders, roots, Scope(roots), options, reporter, &library).Run();
 }
 
 }  // namespace varnindex

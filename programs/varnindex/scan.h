@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <exception>
 #include <string>
 #include <vector>
 
@@ -12,6 +13,16 @@
 
 namespace varnindex {
 
+// Of playlists and cue sheets.
+struct ListCounts {
+    std::size_t added = 0;
+    std::size_t changed = 0;
+    std::size_t removed = 0;
+    std::size_t unchanged = 0;
+
+    bool Any() const { return added + changed + removed + unchanged > 0; }
+};
+
 struct Counts {
     std::size_t added = 0;
     std::size_t changed = 0;
@@ -19,14 +30,23 @@ struct Counts {
     std::size_t removed = 0;
     std::size_t unchanged = 0;
     std::size_t failed = 0;  // damaged files, and names that the library cannot hold
+    ListCounts lists;
     // True when a folder could not be looked at, and its songs were kept as they are.
     bool heldBack = false;
+};
+
+// A scan was asked to stop. What was written before stays, and the next scan goes on from there.
+class Stopped : public std::exception {
+  public:
+    const char *what() const noexcept override { return "stopped"; }
 };
 
 struct ScanOptions {
     bool full = false;    // reads every file again
     bool purge = false;   // removes what cannot be looked at, too
     bool dryRun = false;  // writes nothing
+    // Asked at every file; null: never. The scan then throws Stopped.
+    bool (*isStopped)() = nullptr;
 };
 
 // Indexes all configured folders, and removes the rows of what lies in none of them; on a server
@@ -37,8 +57,9 @@ Counts IndexLibrary(Database &database, const Folders &folders, const ScanOption
                     Reporter &reporter);
 
 // Indexes the given folders, for a file the folder that it is in, and for what is gone the nearest
-// folder above it that is still there. Songs that were moved between them keep their rows. Throws
-// as above.
+// folder above it that is still there. What a scan of all folders passes over or takes at another
+// path is treated so here, too. Songs that were moved between the paths keep their rows. Throws as
+// above.
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter);
 

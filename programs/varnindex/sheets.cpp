@@ -11,6 +11,11 @@
 namespace varnindex {
 namespace {
 
+// More in one folder is no music.
+constexpr std::size_t kMostSheets = 1000;
+constexpr std::size_t kMostFiles = 10'000;
+constexpr std::size_t kMostBytes = 16U << 20;
+
 std::string_view BaseName(std::string_view name) {
     return name.substr(0, name.rfind('.'));
 }
@@ -26,11 +31,20 @@ bool Splits(const CueFile &file) {
     return file.tracks.size() > 1;
 }
 
-CueResult ReadSheet(const std::string &path) {
+// Takes what it reads from `bytesLeft`.
+CueResult ReadSheet(const std::string &path, std::size_t &bytesLeft) {
     CueResult result;
     const auto stream = OpenStream(path, result.problem);
-    if (stream) {
-        const TagLib::ByteVector bytes = stream->readBlock(kMaxCueBytes + 1);
+    if (!stream) {
+        return result;
+    }
+    const TagLib::ByteVector bytes = stream->readBlock(kMaxCueBytes + 1);
+    if (stream->HasFailed()) {
+        result.problem = "it cannot be read";
+    } else if (bytes.size() > bytesLeft) {
+        result.problem = "the cue sheets of its folder are too large";
+    } else {
+        bytesLeft -= bytes.size();
         result = ParseCue(std::string_view(bytes.data(), bytes.size()));
     }
     return result;
@@ -40,6 +54,9 @@ std::int64_t StampOf(const std::vector<SheetFile> &sheets, const std::vector<std
     Hasher hash;
     for (const SheetFile &sheet : sheets) {
         hash.Add(sheet.name).Add(sheet.size).Add(sheet.modified);
+        if (!sheet.problem.empty()) {
+            hash.Add(sheet.problem);
+        }
     }
     for (const std::string &song : songs) {
         hash.Add(song);
@@ -54,16 +71,32 @@ FolderSheets::FolderSheets(std::string folder, std::vector<SheetFile> sheets,
     : folder_(std::move(folder)),
       sheets_(std::move(sheets)),
       songs_(std::move(songs)),
-      stamp_(StampOf(sheets_, songs_)) {}
+      stamp_(StampOf(sheets_, songs_)),
+      bytesLeft_(kMostBytes),
+      filesLeft_(kMostFiles) {}
+
+void FolderSheets::ReadOnce() {
+    std::call_once(read_, [this] { ReadAll(); });
+}
 
 std::vector<VirtualSong> FolderSheets::Split(const Song &song) {
-    std::call_once(read_, [this] { ReadAll(); });
+    ReadOnce();
     const auto found = uses_.find(song.path.substr(song.path.rfind('/') + 1));
     if (found == uses_.end()) {
         return {};
     }
-    const Use &use = found->second;
-    return SplitSong(song, *use.sheet, use.file, use.path);
+    const Part &part = found->second;
+    return SplitSong(song, *part.sheet, part.file, folder_ + part.name);
+}
+
+bool FolderSheets::IsUnusable(const std::string &sheetName) {
+    ReadOnce();
+    return unusable_.contains(sheetName);
+}
+
+bool FolderSheets::HasUnusable() {
+    ReadOnce();
+    return !unusable_.empty();
 }
 
 std::vector<std::string> FolderSheets::TakeProblems() {
@@ -71,39 +104,75 @@ std::vector<std::string> FolderSheets::TakeProblems() {
     return std::exchange(problems_, {});
 }
 
+std::vector<std::string> FolderSheets::TakeProblemsWithoutSongs() {
+    if (!songs_.empty()) {
+        return {};
+    }
+    ReadOnce();
+    return TakeProblems();
+}
+
 void FolderSheets::ReadAll() {
     const std::lock_guard lock(guard_);
-    for (const SheetFile &file : sheets_) {
-        ReadOne(file);
+    const AudioNames names(songs_);
+    for (std::size_t i = 0; i < sheets_.size(); ++i) {
+        if (i < kMostSheets) {
+            ReadOne(sheets_[i], names);
+        } else {
+            unusable_.insert(sheets_[i].name);
+        }
+    }
+    if (sheets_.size() > kMostSheets) {
+        problems_.push_back(Printable(folder_) + ": only the first " + std::to_string(kMostSheets) +
+                            " of its " + std::to_string(sheets_.size()) + " cue sheets are used");
+    }
+}
+
+void FolderSheets::Refuse(const SheetFile &file, const std::string &problem) {
+    unusable_.insert(file.name);
+    problems_.push_back(Printable(folder_ + file.name) + ": " + problem);
+}
+
+void FolderSheets::ReadOne(const SheetFile &file, const AudioNames &names) {
+    if (!file.problem.empty()) {
+        return Refuse(file, "not used, " + file.problem);
+    }
+    CueResult result = ReadSheet(folder_ + file.name, bytesLeft_);
+    if (!result.sheet) {
+        return Refuse(file, "not used, " + result.problem);
+    }
+    if (result.sheet->files.size() > filesLeft_) {
+        return Refuse(file, "not used, the cue sheets of its folder have too many FILE lines");
+    }
+    filesLeft_ -= result.sheet->files.size();
+    const auto sheet = std::make_shared<const CueSheet>(std::move(*result.sheet));
+    std::string missing;
+    std::size_t missingFiles = 0;
+    for (std::size_t i = 0; i < sheet->files.size(); ++i) {
+        const std::string &entry = sheet->files[i].name;
+        if (!Splits(sheet->files[i])) {
+            continue;
+        }
+        if (const auto song = names.Find(entry, file.name)) {
+            Use({sheet, i, file.name}, *song);
+        } else if (missingFiles++ == 0) {
+            missing = entry;
+        }
+    }
+    if (missingFiles > 0) {
+        const std::size_t more = missingFiles - 1;
+        Refuse(file, "no use for its file \"" + Printable(missing) + "\"" +
+                         (more > 0 ? " and " + std::to_string(more) + " more" : "") +
+                         (more > 0 ? ", which are not beside it" : ", which is not beside it"));
     }
 }
 
 // Several sheets for one song: the one that is named after it, else the first by name.
-void FolderSheets::ReadOne(const SheetFile &file) {
-    const std::string path = folder_ + file.name;
-    CueResult result = ReadSheet(path);
-    if (!result.sheet) {
-        problems_.push_back(Printable(path) + ": not used, " + result.problem);
-        return;
-    }
-    const auto sheet = std::make_shared<const CueSheet>(std::move(*result.sheet));
-    for (std::size_t i = 0; i < sheet->files.size(); ++i) {
-        if (!Splits(sheet->files[i])) {
-            continue;
-        }
-        const auto song = FindAudioFile(sheet->files[i].name, songs_, file.name);
-        if (!song) {
-            problems_.push_back(Printable(path) + ": no use for its file \"" +
-                                Printable(sheet->files[i].name) + "\", which is not beside it");
-            continue;
-        }
-        const auto known = uses_.find(*song);
-        if (known == uses_.end()) {
-            uses_.emplace(*song, Use{sheet, i, path});
-        } else if (IsNamedAfter(file.name, *song) && known->second.path != path &&
-                   !IsNamedAfter(known->second.path.substr(folder_.size()), *song)) {
-            known->second = {sheet, i, path};
-        }
+void FolderSheets::Use(const Part &part, const std::string &song) {
+    const auto [known, isFirst] = uses_.try_emplace(song, part);
+    if (!isFirst && known->second.name != part.name && IsNamedAfter(part.name, song) &&
+        !IsNamedAfter(known->second.name, song)) {
+        known->second = part;
     }
 }
 

@@ -6,9 +6,11 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <set>
 #include <string>
 #include <vector>
 
+#include "audio_names.h"
 #include "cue.h"
 #include "song.h"
 #include "split.h"
@@ -19,10 +21,12 @@ struct SheetFile {
     std::string name;
     std::int64_t size = 0;      // bytes
     std::int64_t modified = 0;  // microseconds since 1970, UTC
+    std::string problem = {};   // why it cannot be looked at; then it has no size and time
 };
 
-// The sheets are read when the first song of the folder asks. All calls but the constructor may
-// come from several threads.
+// The sheets are read when somebody first asks for what is in them: the first thousand of a folder,
+// within bounds for their bytes and FILE lines. All calls but the constructor may come from several
+// threads.
 class FolderSheets {
   public:
     // `folder` with "/" at its end, `songs` the names of its audio files, both lists in order.
@@ -34,25 +38,39 @@ class FolderSheets {
     // The tracks that a sheet makes of a song; none when no sheet splits it.
     std::vector<VirtualSong> Split(const Song &song);
 
+    // True for the name of a sheet that cannot be used, or not for all files that it names: what it
+    // has split before may still be so.
+    bool IsUnusable(const std::string &sheetName);
+    bool HasUnusable();
+
     // What is wrong with the sheets, for a person; each is handed out once.
     std::vector<std::string> TakeProblems();
 
+    // The same where no song will ask for the sheets; nothing where one will.
+    std::vector<std::string> TakeProblemsWithoutSongs();
+
   private:
-    struct Use {
+    struct Part {
         std::shared_ptr<const CueSheet> sheet;
         std::size_t file;  // of the sheet's files
-        std::string path;  // of the sheet
+        std::string name;  // of the sheet
     };
 
+    void ReadOnce();
     void ReadAll();
-    void ReadOne(const SheetFile &file);
+    void ReadOne(const SheetFile &file, const AudioNames &names);
+    void Use(const Part &part, const std::string &song);
+    void Refuse(const SheetFile &file, const std::string &problem);
 
     std::string folder_;
     std::vector<SheetFile> sheets_;
     std::vector<std::string> songs_;
     std::int64_t stamp_;
     std::once_flag read_;
-    std::map<std::string, Use> uses_;  // by a song's name; written by ReadAll only
+    std::map<std::string, Part> uses_;  // by a song's name; written by ReadAll only
+    std::set<std::string> unusable_;    // names of sheets; the same
+    std::size_t bytesLeft_;             // that ReadAll may read; the same
+    std::size_t filesLeft_;             // FILE lines; the same
     std::mutex guard_;
     std::vector<std::string> problems_;
 };

@@ -17,6 +17,12 @@ struct ReplayGain {
     bool IsTagged() const { return trackGain || trackPeak || albumGain || albumPeak; }
 };
 
+// A user's rating.
+struct Star {
+    int userid = 0;
+    int stars = 0;  // 1 to 5
+};
+
 // All texts are clean (names.h); an absent tag is "" or 0.
 struct Song {
     std::string path;
@@ -50,6 +56,7 @@ struct Song {
     int sampleRate = 0;  // samples per second
     int channels = 0;
     ReplayGain gain;
+    std::vector<Star> stars;  // of its record (stars.h), for a new row
 };
 
 }  // namespace varnindex

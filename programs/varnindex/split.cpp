@@ -1,19 +1,13 @@
 #include "split.h"
 
-#include <unicode/normalizer2.h>
-#include <unicode/unistr.h>
-
 #include <algorithm>
 #include <cstdio>
-#include <string_view>
 
 #include "names.h"
 #include "varn/text.h"
 
 namespace varnindex {
 namespace {
-
-// --- songs of a file -------------------------------------------------------------------------
 
 // Puts a name of the sheet in the place of the file's, together with what it is sorted by.
 void Override(std::string &name, std::string &sorted, const std::string &fromSheet) {
@@ -53,62 +47,6 @@ double Seconds(int frames) {
     return static_cast<double>(frames) / kCueFramesPerSecond;
 }
 
-// --- the file of a FILE line -----------------------------------------------------------------
-
-using Names = std::vector<std::string>;
-
-// What is the same for two spellings of one name. A name that is not UTF-8 was left by a system
-// with a code page.
-std::string Folded(std::string_view name) {
-    UErrorCode error = U_ZERO_ERROR;
-    const icu::Normalizer2 *const decompose = icu::Normalizer2::getNFDInstance(error);
-    const icu::Normalizer2 *const compose = icu::Normalizer2::getNFCInstance(error);
-    if (U_FAILURE(error)) {
-        return std::string(name);
-    }
-    icu::UnicodeString units = icu::UnicodeString::fromUTF8(varn::ToUtf8(name));
-    units = decompose->normalize(units, error);
-    units = compose->normalize(units.foldCase(), error);
-    std::string folded;
-    units.toUTF8String(folded);
-    return U_SUCCESS(error) ? folded : std::string(name);
-}
-
-std::string_view WithoutFolders(std::string_view path) {
-    return path.substr(path.find_last_of("/\\") + 1);
-}
-
-// "01. Intro.flac" -> "01. Intro"; a dot within a title is not the begin of an extension.
-std::string_view WithoutExtension(std::string_view name) {
-    constexpr std::size_t kLongest = 5;
-    const std::size_t dot = name.rfind('.');
-    if (dot == std::string_view::npos || dot == 0) {
-        return name;
-    }
-    const std::string_view extension = name.substr(dot + 1);
-    const bool usual =
-        !extension.empty() && extension.size() <= kLongest &&
-        std::all_of(extension.begin(), extension.end(), [](char c) {
-            return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
-        });
-    return usual ? name.substr(0, dot) : name;
-}
-
-struct Search {
-    std::optional<std::string> found;
-    bool ended = false;  // found, or several match equally well
-};
-
-template <typename Matches>
-Search FindOnly(const Names &names, const Matches &matches) {
-    const auto first = std::find_if(names.begin(), names.end(), matches);
-    if (first == names.end()) {
-        return {};
-    }
-    const bool only = std::find_if(first + 1, names.end(), matches) == names.end();
-    return {only ? std::optional(*first) : std::nullopt, true};
-}
-
 }  // namespace
 
 std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std::size_t fileIndex,
@@ -133,33 +71,6 @@ std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std:
         songs.push_back(std::move(song));
     }
     return songs;
-}
-
-std::optional<std::string> FindAudioFile(const std::string &entryName, const Names &names,
-                                         const std::string &sheetName) {
-    const std::string_view base = WithoutFolders(entryName);
-    // A backslash may be part of a name here, too.
-    for (const std::string_view exact : {std::string_view(entryName), base}) {
-        if (std::find(names.begin(), names.end(), exact) != names.end()) {
-            return std::string(exact);
-        }
-    }
-    const std::string name = Folded(base);
-    const std::string stem = Folded(WithoutExtension(base));
-    const std::string sheetStem = Folded(WithoutExtension(sheetName));
-    const auto isName = [&](const std::string &other) { return Folded(other) == name; };
-    const auto isConverted = [&](const std::string &other) {
-        const std::string otherStem = Folded(WithoutExtension(other));
-        return otherStem == stem || otherStem == name;
-    };
-    const auto isSheets = [&](const std::string &other) {
-        // "album.cue", or "album.flac.cue"
-        return Folded(WithoutExtension(other)) == sheetStem || Folded(other) == sheetStem;
-    };
-    Search search = FindOnly(names, isName);
-    search = search.ended ? search : FindOnly(names, isConverted);
-    search = search.ended ? search : FindOnly(names, isSheets);
-    return search.found;
 }
 
 }  // namespace varnindex

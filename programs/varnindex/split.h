@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -24,14 +23,5 @@ struct VirtualSong {
 // files gives none.
 std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std::size_t fileIndex,
                                    const std::string &sheetPath);
-
-// Finds the audio file that a FILE line means among `names`, the audio files in the sheet's folder;
-// `sheetName` is the sheet's own name. Looks for the name as it is (without the path of another
-// system), then in another case or Unicode normal form, then with another extension, as after a
-// conversion, and last for the only file that has the sheet's own base name. Several files that
-// match equally well are no answer.
-std::optional<std::string> FindAudioFile(const std::string &entryName,
-                                         const std::vector<std::string> &names,
-                                         const std::string &sheetName);
 
 }  // namespace varnindex

@@ -42,7 +42,9 @@ constexpr const char *kCopyOffsets =
 // Tracks of a cue sheet are found by their file's path and owner.
 constexpr const char kDeleteTracks[] =
     "DELETE FROM track v USING track f WHERE f.id = ANY ('{@VARN:NEVAR}') AND f.has_virtual"
-    " AND v.is_virtual AND v.path = f.path AND v.userid = f.userid";
+    " AND v.is_virtual AND v.path = f.path AND v.userid = f.userid AND NOT EXISTS (SELECT"
+    " FROM track o WHERE o.path = f.path AND o.userid = f.userid AND NOT o.is_virtual"
+    " AND o.id <> ALL ('{@VARN:NEVAR}'))";
 constexpr const char kKnownTracks[] =
     "SELECT f.id AS file, v.track AS number, v.id FROM track f JOIN track v ON v.path = f.path"
     " AND v.userid = f.userid AND v.is_virtual"
@@ -62,6 +64,11 @@ void AddId(std::string &list, int id) {
 
 }  // namespace
 
+void DeleteSongs(Database &database, const std::string &ids) {
+    database.Execute(Made(varn::Sql(kDeleteTracks, ids, ids)));
+    database.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+}
+
 Store::Store(Database &database, Writes writes) : database_(database), writes_(writes) {
     database_.Execute(kCreateStaging);
 }
@@ -72,6 +79,12 @@ void Store::Add(Song song, std::vector<VirtualSong> tracks) {
 
 void Store::Change(int id, Song song, std::vector<VirtualSong> tracks) {
     Keep(id, std::move(song), std::move(tracks));
+}
+
+void Store::ChangeWithTracks(int id, Song song, const std::string &sheetPath) {
+    bytes_ += TextBytes(song) + sheetPath.size();
+    items_.push_back({id, std::move(song), {}, sheetPath});
+    FlushIfFull();
 }
 
 void Store::Keep(int id, Song song, std::vector<VirtualSong> tracks) {
@@ -124,48 +137,122 @@ void Store::RenewStatistics() {
     }
 }
 
-void Store::RemoveRows() {
-    if (removed_.empty()) {
-        return;
+void Store::RememberTracks(const std::vector<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        AddId(list, id);
     }
+    if (!list.empty()) {
+        KnownTracks known = ReadTracks(list);
+        for (const int id : ids) {
+            remembered_[id] = std::move(known[id]);
+        }
+    }
+}
+
+Store::KnownTracks Store::ReadTracks(const std::string &ids) {
+    KnownTracks known;
+    const Rows rows = database_.Query(Made(varn::Sql(kKnownTracks, ids)));
+    for (int row = 0; row < rows.Count(); ++row) {
+        known[static_cast<int>(rows.Number(row, "file"))].push_back(
+            {rows.Number(row, "number"), static_cast<int>(rows.Number(row, "id"))});
+    }
+    return known;
+}
+
+// The tracks of some files, remembered or as the library has them.
+Store::KnownTracks Store::TracksOf(const std::vector<int> &ids) {
+    KnownTracks known;
+    std::string list;
+    for (const int id : ids) {
+        if (auto remembered = remembered_.extract(id)) {
+            known.insert(std::move(remembered));
+        } else {
+            AddId(list, id);
+        }
+    }
+    if (!list.empty()) {
+        known.merge(ReadTracks(list));
+    }
+    return known;
+}
+
+void Store::RemoveRows() {
     std::string ids;
+    std::string tracks;
     for (const int id : removed_) {
         AddId(ids, id);
+        if (const auto remembered = remembered_.extract(id)) {
+            for (const KnownTrack &track : remembered.mapped()) {
+                AddId(tracks, track.id);
+            }
+        }
     }
-    database_.Execute(Made(varn::Sql(kDeleteTracks, ids)));
-    database_.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+    if (!ids.empty()) {
+        DeleteSongs(database_, ids);
+    }
+    DeleteRows(tracks);
+}
+
+void Store::DeleteRows(const std::string &ids) {
+    if (!ids.empty()) {
+        database_.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+    }
 }
 
 // Gives the tracks of changed files the rows that they had before, by their number, and removes the
 // rows of those that are no more.
 void Store::MatchTracks() {
-    std::string files;
+    std::vector<int> files;
     std::map<int, Item *> items;
     for (Item &item : items_) {
-        if (item.id != 0) {
-            AddId(files, item.id);
+        if (item.id != 0 && item.keptSheet.empty()) {
+            files.push_back(item.id);
             items.emplace(item.id, &item);
         }
     }
-    if (files.empty()) {
-        return;
-    }
-    const Rows known = database_.Query(Made(varn::Sql(kKnownTracks, files)));
     std::string surplus;
-    for (int row = 0; row < known.Count(); ++row) {
-        const int id = static_cast<int>(known.Number(row, "id"));
-        std::vector<Track> &tracks = items.at(static_cast<int>(known.Number(row, "file")))->tracks;
-        const auto match = std::find_if(tracks.begin(), tracks.end(), [&](const Track &track) {
-            return track.id == 0 && track.virtualSong.song.track == known.Number(row, "number");
-        });
-        if (match != tracks.end()) {
-            match->id = id;
-        } else {
-            AddId(surplus, id);
+    for (const auto &[file, known] : TracksOf(files)) {
+        std::vector<Track> &tracks = items.at(file)->tracks;
+        for (const auto &[number, id] : known) {
+            const auto match =
+                std::find_if(tracks.begin(), tracks.end(), [wanted = number](const Track &track) {
+                    return track.id == 0 && track.virtualSong.song.track == wanted;
+                });
+            if (match != tracks.end()) {
+                match->id = id;
+            } else {
+                AddId(surplus, id);
+            }
         }
     }
-    if (!surplus.empty()) {
-        database_.Execute("DELETE FROM track WHERE id = ANY ('{" + surplus + "}')");
+    DeleteRows(surplus);
+}
+
+// The tracks that stay go where their song goes.
+void Store::MoveKeptTracks() {
+    std::map<int, const Item *> items;
+    std::vector<int> files;
+    for (const Item &item : items_) {
+        if (!item.keptSheet.empty()) {
+            files.push_back(item.id);
+            items.emplace(item.id, &item);
+        }
+    }
+    for (const auto &[file, known] : TracksOf(files)) {
+        const Item &item = *items.at(file);
+        std::string ids;
+        for (const KnownTrack &track : known) {
+            AddId(ids, track.id);
+        }
+        database_.Execute(
+            Made(varn::Sql("UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT"
+                           " WHERE id = ANY ('{@VARN:NEVAR}')",
+                           item.song.path, static_cast<int>(item.song.userid), ids)));
+        database_.Execute(
+            Made(varn::Sql("UPDATE virtual_info_track SET cue_sheet_path ="
+                           " '@VARN:VAR' WHERE track = ANY ('{@VARN:NEVAR}')",
+                           item.keptSheet, ids)));
     }
 }
 
@@ -195,14 +282,18 @@ Store::Batch Store::MakeBatch() {
     auto newId = newIds.begin();
     Batch batch;
     const auto append = [&](int id, const Song &song, RowKind kind) {
-        std::string &rows = id != 0 ? batch.changed : batch.added;
-        id = id != 0 ? id : *newId++;
-        AppendTrackRow(rows, id, song, kind);
+        const bool isNew = id == 0;
+        id = isNew ? *newId++ : id;
+        AppendTrackRow(isNew ? batch.added : batch.changed, id, song, kind);
+        if (isNew) {
+            AppendStarRows(batch.stars, id, song);
+        }
         AppendSideRows(batch.sides, id, song);
         return id;
     };
     for (const Item &item : items_) {
-        append(item.id, item.song, item.tracks.empty() ? RowKind::kWhole : RowKind::kSplit);
+        const bool isWhole = item.tracks.empty() && item.keptSheet.empty();
+        append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
         for (const auto &[track, known] : item.tracks) {
             const int id = append(known, track.song, RowKind::kTrack);
             AppendOffsetRow(batch.offsets, id, track.offset, track.sheetPath);
@@ -213,6 +304,7 @@ Store::Batch Store::MakeBatch() {
 
 void Store::WriteSongs() {
     MatchTracks();
+    MoveKeptTracks();
     const Batch batch = MakeBatch();
     if (!batch.added.empty()) {
         database_.CopyIn(CopyInto("track").c_str(), batch.added);
@@ -229,6 +321,9 @@ void Store::WriteSongs() {
     }
     if (!batch.offsets.empty()) {
         database_.CopyIn(kCopyOffsets, batch.offsets);
+    }
+    if (!batch.stars.empty()) {
+        database_.CopyIn(kCopyStars, batch.stars);
     }
 }
 

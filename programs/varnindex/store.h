@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -13,6 +14,11 @@
 #include "split.h"
 
 namespace varnindex {
+
+// Removes the rows of songs, with the tracks that cue sheets have made of them: `ids` in decimal,
+// with commas between them. Tracks that another row of the same file has stay. Throws
+// DatabaseError.
+void DeleteSongs(Database &database, const std::string &ids);
 
 class Store {
   public:
@@ -26,6 +32,12 @@ class Store {
     void Add(Song song, std::vector<VirtualSong> tracks);  // a new row
     // Keeps the row's id and the date of its arrival; the path and the owner may be new.
     void Change(int id, Song song, std::vector<VirtualSong> tracks);
+    // The same, with the tracks that the song has: they get its path and owner, and `sheetPath` as
+    // that of their sheet.
+    void ChangeWithTracks(int id, Song song, const std::string &sheetPath);
+    // Which tracks cue sheets have made of these files, which are about to get other paths: another
+    // row may have theirs first.
+    void RememberTracks(const std::vector<int> &ids);
     void Remove(int id);                            // the song, its tracks, ratings and the like
     void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
     void Flush();                                   // writes what is left
@@ -40,19 +52,32 @@ class Store {
         int id = 0;  // 0: a new row
         Song song;
         std::vector<Track> tracks;
+        std::string keptSheet = {};  // not "": of the tracks that stay
     };
     // What a batch gives to the tables, as COPY reads it.
     struct Batch {
         std::string added;    // rows of track
         std::string changed;  // the same of rows that are there
         std::string offsets;  // rows of virtual_info_track
+        std::string stars;    // rows of rating_track, of new songs
         SideRows sides;
     };
 
+    // A track's number in its sheet, and its row.
+    struct KnownTrack {
+        std::int64_t number;
+        int id;
+    };
+    using KnownTracks = std::map<int, std::vector<KnownTrack>>;  // by the file's row
+
+    KnownTracks ReadTracks(const std::string &ids);
+    KnownTracks TracksOf(const std::vector<int> &ids);
     void Keep(int id, Song song, std::vector<VirtualSong> tracks);
     void FlushIfFull();
     void RemoveRows();
+    void DeleteRows(const std::string &ids);
     void MatchTracks();
+    void MoveKeptTracks();
     std::vector<int> NewIds(std::size_t count) const;
     Batch MakeBatch();
     void WriteSongs();
@@ -62,6 +87,7 @@ class Store {
     Writes writes_;
     std::vector<Item> items_;
     std::vector<int> removed_;
+    KnownTracks remembered_;
     std::string stamps_;  // rows of a VALUES list
     std::size_t bytes_ = 0;
 };

@@ -13,6 +13,8 @@
 #include <memory>
 #include <utility>
 
+#include "format.h"
+
 namespace varnindex {
 namespace {
 
@@ -22,15 +24,6 @@ constexpr std::uint32_t kFolderMask = IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | I
 struct CloseDir {
     void operator()(DIR *dir) const { ::closedir(dir); }
 };
-
-// What the walk passes over, too.
-bool IsPassedOver(std::string_view name) {
-    return name.starts_with('.') || name == "@eaDir" || name == "#recycle";
-}
-
-bool IsBelow(std::string_view folder, std::string_view path) {
-    return path.starts_with(folder) && path.substr(folder.size()).starts_with('/');
-}
 
 // The names of the folders in a folder, links to folders included.
 std::vector<std::string> Subfolders(const std::string &path) {
@@ -47,6 +40,9 @@ std::vector<std::string> Subfolders(const std::string &path) {
             names.emplace_back(entry->d_name);
         }
     }
+    // The walk takes the first of several links.
+    std::sort(names.begin(), names.end(),
+              [](const std::string &a, const std::string &b) { return a + "/" < b + "/"; });
     return names;
 }
 
@@ -65,8 +61,8 @@ bool IsFolder(const std::string &path) {
 
 }  // namespace
 
-TreeWatch::TreeWatch(NameFilter wanted)
-    : wanted_(wanted), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+TreeWatch::TreeWatch(NameFilter wanted, bool (*isStopped)())
+    : wanted_(wanted), isStopped_(isStopped), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     if (!inotify_) {
         throw SystemError("the system gives no means to watch (fs.inotify.max_user_instances)");
     }
@@ -131,6 +127,9 @@ void TreeWatch::AddTree(const std::string &path) {
 }
 
 void TreeWatch::AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay) {
+    if (isStopped_ != nullptr && isStopped_()) {
+        return;
+    }
     const Identity identity = IdentityOf(path);
     if (path.size() >= PATH_MAX || identity == Identity() ||
         std::find(onTheWay.begin(), onTheWay.end(), identity) != onTheWay.end()) {
@@ -156,7 +155,8 @@ bool TreeWatch::AddFolder(const std::string &path, Reached reached) {
     // Added to what a file of this folder is watched for.
     const int watch = ::inotify_add_watch(inotify_.Get(), path.c_str(), kFolderMask | IN_MASK_ADD);
     if (watch < 0) {
-        // An unreadable folder tells by its attributes when it becomes readable; its parent sees it.
+        // An unreadable folder tells by its attributes when it becomes readable; its parent sees
+        // it.
         if (errno == ENOSPC || errno == ENOMEM) {
             unwatched_.insert(path);
         }
@@ -172,9 +172,7 @@ bool TreeWatch::AddFolder(const std::string &path, Reached reached) {
 }
 
 void TreeWatch::RemoveTree(const std::string &path) {
-    const auto isIn = [&](const std::string &folder) {
-        return folder == path || IsBelow(path, folder);
-    };
+    const auto isIn = [&](const std::string &folder) { return IsBelow(path, folder); };
     for (auto at = watches_.lower_bound(path);
          at != watches_.end() && at->first.starts_with(path);) {
         if (!isIn(at->first)) {

@@ -19,9 +19,10 @@ namespace varnindex {
 
 class TreeWatch {
   public:
-    // `wanted` is asked for names of files. Throws std::system_error when the system gives no
-    // inotify instance.
-    explicit TreeWatch(NameFilter wanted);
+    // `wanted` is asked for names of files, `isStopped` at every folder (null: never): nothing more
+    // is watched when it says so. Throws std::system_error when the system gives no inotify
+    // instance.
+    explicit TreeWatch(NameFilter wanted, bool (*isStopped)() = nullptr);
 
     // To poll for reading.
     int Get() const { return inotify_.Get(); }
@@ -66,6 +67,7 @@ class TreeWatch {
                   std::set<std::string> &changed);
 
     NameFilter wanted_;
+    bool (*isStopped_)();
     Descriptor inotify_;
     std::map<std::string, Identity> roots_;
     // One folder has one watch, through however many links it is reached.

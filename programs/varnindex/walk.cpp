@@ -24,12 +24,6 @@ struct CloseDir {
 };
 using DirPtr = std::unique_ptr<DIR, CloseDir>;
 
-bool IsPassedOver(std::string_view name) {
-    static constexpr std::array<std::string_view, 2> kServiceFolders = {"@eaDir", "#recycle"};
-    return name.starts_with('.') ||
-           std::find(kServiceFolders.begin(), kServiceFolders.end(), name) != kServiceFolders.end();
-}
-
 std::int64_t Microseconds(const timespec &time) {
     return static_cast<std::int64_t>(time.tv_sec) * 1'000'000 + time.tv_nsec / 1000;
 }
@@ -53,6 +47,11 @@ bool LeadsNowhere(int error) {
 
 std::string ErrorText(int error) {
     return std::generic_category().message(error);
+}
+
+// Without the slash at its end.
+std::string NameOfFolder(const std::string &path) {
+    return path.size() > 1 ? path.substr(0, path.size() - 1) : path;
 }
 
 Found Blocked(std::string path, int error) {
@@ -89,8 +88,8 @@ std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders)
     return result;
 }
 
-Walk::Walk(std::vector<std::string> folders, NameFilter wanted)
-    : folders_(std::move(folders)), wanted_(wanted) {
+Walk::Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library)
+    : folders_(std::move(folders)), roots_(folders_), wanted_(wanted), library_(library) {
     std::reverse(folders_.begin(), folders_.end());
 }
 
@@ -121,22 +120,68 @@ std::optional<Found> Walk::EnterRoot(const std::string &path) {
     if (!IsUtf8(path)) {
         return Found{Found::Kind::kBlocked, path, 0, 0, "the name is not UTF-8"};
     }
-    return Enter(path, false);
+    const std::string folder = NameOfFolder(path);
+    const std::string *const root = library_ != nullptr ? library_->RootOf(folder) : nullptr;
+    if (root != nullptr && !PassedOverPart(*root, folder).empty()) {
+        return std::nullopt;
+    }
+    return Enter(path, Reached::kAsRoot);
+}
+
+bool Walk::IsLinkedRoot(const std::string &path) {
+    return library_ != nullptr && library_->IsBehindLink(NameOfFolder(path));
+}
+
+// A folder that somebody has registered is where a disk is mounted, if anywhere. A stray file in
+// the mount point does not tell that its songs were thrown away.
+bool Walk::IsWholeRoot(const std::string &path) const {
+    const std::string folder = NameOfFolder(path);
+    const std::string *const root = library_ != nullptr ? library_->RootOf(folder) : nullptr;
+    return levels_.empty() && (library_ == nullptr || (root != nullptr && *root == folder));
+}
+
+// True when a folder behind a link is in the library there.
+bool Walk::GoesBehindLink(const std::string &path, Reached reached, dev_t device, ino_t inode) {
+    const std::string folder = NameOfFolder(path);
+    if (library_ != nullptr) {
+        return !library_->LeavesOut(folder) && seen_.emplace(device, inode).second;
+    }
+    if (!realRoots_) {
+        realRoots_.emplace(roots_);
+    }
+    std::error_code error;
+    const std::string real = reached == Reached::kThroughLink
+                                 ? std::filesystem::canonical(folder, error).string()
+                                 : std::string();
+    const bool isElsewhere =
+        realRoots_->IsRoot(device, inode) || (!real.empty() && realRoots_->DirectPath(real));
+    if (isElsewhere || !seen_.emplace(device, inode).second) {
+        links_.leftOut.insert(folder);
+        return false;
+    }
+    if (!real.empty()) {
+        links_.taken.emplace(folder, real);
+    }
+    return true;
 }
 
 // Goes down into a folder. A folder that cannot be read to its end is not entered at all: half of
 // its entries would look as if the others had been deleted.
-std::optional<Found> Walk::Enter(const std::string &path, bool throughLink) {
+std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     const DirPtr dir = OpenFolder(path);
     struct stat info {};
     if (!dir || ::fstat(::dirfd(dir.get()), &info) != 0) {
         return Blocked(path, errno);
     }
-    if (IsOnTheWay(info.st_dev, info.st_ino) ||
-        (throughLink && !linked_.emplace(info.st_dev, info.st_ino).second)) {
+    const bool isLinked =
+        reached == Reached::kThroughLink ||
+        (reached == Reached::kAsRoot ? IsLinkedRoot(path) : levels_.back().isLinked);
+    if ((isLinked && !GoesBehindLink(path, reached, info.st_dev, info.st_ino)) ||
+        IsOnTheWay(info.st_dev, info.st_ino)) {
         return std::nullopt;
     }
-    Level level{path, info.st_dev, info.st_ino, {}, nullptr};
+    Level level{path, info.st_dev, info.st_ino, {}};
+    level.isLinked = isLinked;
     bool hasNames = false;
     for (;;) {
         errno = 0;
@@ -147,6 +192,8 @@ std::optional<Found> Walk::Enter(const std::string &path, bool throughLink) {
         if (!IsPassedOver(entry->d_name)) {
             hasNames = true;
             AddEntry(::dirfd(dir.get()), entry->d_name, entry->d_type, level);
+        } else if (entry->d_name == kAttributeFolder) {
+            level.hasAttributes = true;
         }
     }
     if (errno != 0) {
@@ -157,6 +204,9 @@ std::optional<Found> Walk::Enter(const std::string &path, bool throughLink) {
     if (!hasNames) {
         return Found{Found::Kind::kEmpty, path, 0, 0, "the folder is empty"};
     }
+    if (level.entries.empty() && IsWholeRoot(path)) {
+        return Found{Found::Kind::kEmpty, path, 0, 0, "neither music nor a folder is in it"};
+    }
     level.sheets = SheetsAmong(level.entries, path);
     levels_.push_back(std::move(level));
     return std::nullopt;
@@ -166,8 +216,8 @@ std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entrie
                                                 const std::string &folder) {
     std::vector<SheetFile> sheets;
     for (const Entry &entry : entries) {
-        if (entry.kind == Found::Kind::kFile && IsSheetName(entry.key)) {
-            sheets.push_back({entry.key, entry.size, entry.modified});
+        if (entry.kind && IsSheetName(entry.key)) {
+            sheets.push_back({entry.key, entry.size, entry.modified, entry.reason});
         }
     }
     if (sheets.empty()) {
@@ -228,10 +278,15 @@ std::optional<Found> Walk::Take(Entry entry) {
         return Found{Found::Kind::kRefused, path, 0, 0, "the path is too long"};
     }
     if (!entry.kind) {
-        return Enter(path, entry.isLink);
+        return Enter(path, entry.isLink ? Reached::kThroughLink : Reached::kDirectly);
     }
-    return Found{*entry.kind,          path, entry.size, entry.modified, std::move(entry.reason),
-                 levels_.back().sheets};
+    return Found{*entry.kind,
+                 path,
+                 entry.size,
+                 entry.modified,
+                 std::move(entry.reason),
+                 levels_.back().sheets,
+                 levels_.back().hasAttributes};
 }
 
 }  // namespace varnindex

@@ -12,6 +12,7 @@
 #include <utility>
 #include <vector>
 
+#include "links.h"
 #include "sheets.h"
 
 namespace varnindex {
@@ -32,6 +33,7 @@ struct Found {
     std::int64_t modified = 0;                  // microseconds since 1970, UTC
     std::string reason;                         // for a person, of all kinds but kFile
     std::shared_ptr<FolderSheets> sheets = {};  // beside a file; null where there are none
+    bool hasAttributes = false;                 // an extended-attribute folder is beside a file
 };
 
 // True for a file name, without its folder, that the caller wants to see.
@@ -43,17 +45,21 @@ using NameFilter = bool (*)(std::string_view name);
 std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders);
 
 // Walks folders depth first. The finds come in the byte order of their paths, over all folders, as
-// long as the folders come from OrderedFolders. Links are followed, but not into a folder that the
-// walk is in already or that another link has led to: folders that link to each other would be
-// walked in every order. Names that begin with "." and the folders of recycle bins and extended
-// attributes are passed over; of anything else only regular files and folders are ever opened.
+// long as the folders come from OrderedFolders. Links are followed, but not into what lies in these
+// folders anyway or what another link has led to. Names that are passed over (format.h) are not
+// looked at; of anything else only regular files and folders are ever opened.
 // Only the entries of the folders on the way down are held in memory, and no descriptor stays open.
 class Walk {
   public:
-    Walk(std::vector<std::string> folders, NameFilter wanted);
+    // With `library` the folders are parts of it, and are walked as a walk of all of it would: not
+    // at all where that does not go. It outlives the walk.
+    Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library = nullptr);
 
     // The next find; none at the end.
     std::optional<Found> Next();
+
+    // Behind the last find of a walk of all folders.
+    LinkChoices TakeLinks() { return std::move(links_); }
 
   private:
     struct Entry {
@@ -70,10 +76,16 @@ class Walk {
         ino_t inode;
         std::vector<Entry> entries;  // the next one at the back
         std::shared_ptr<FolderSheets> sheets = {};
+        bool hasAttributes = false;
+        bool isLinked = false;  // behind a link
     };
+    enum class Reached { kAsRoot, kDirectly, kThroughLink };
 
     std::optional<Found> EnterRoot(const std::string &path);
-    std::optional<Found> Enter(const std::string &path, bool throughLink);
+    std::optional<Found> Enter(const std::string &path, Reached reached);
+    bool GoesBehindLink(const std::string &path, Reached reached, dev_t device, ino_t inode);
+    bool IsLinkedRoot(const std::string &path);
+    bool IsWholeRoot(const std::string &path) const;
     static std::shared_ptr<FolderSheets> SheetsAmong(const std::vector<Entry> &entries,
                                                      const std::string &folder);
     bool IsOnTheWay(dev_t device, ino_t inode) const;
@@ -81,9 +93,13 @@ class Walk {
     std::optional<Found> Take(Entry entry);
 
     std::vector<std::string> folders_;  // the next one at the back
+    std::vector<std::string> roots_;    // of the library
     NameFilter wanted_;
+    LinkedFolders *library_;
+    std::optional<RealRoots> realRoots_;  // once there is a link
     std::vector<Level> levels_;
-    std::set<std::pair<dev_t, ino_t>> linked_;  // folders that a link has led to
+    std::set<std::pair<dev_t, ino_t>> seen_;  // folders behind links
+    LinkChoices links_;
 };
 
 }  // namespace varnindex

@@ -16,6 +16,7 @@
 #include "names.h"
 #include "notices.h"
 #include "remove.h"
+#include "scan.h"
 #include "tree_watch.h"
 #include "varn/systempath.h"
 
@@ -81,8 +82,10 @@ class StopSignals {
             sigaction(kStopSignals[i], &action, &handlersBefore[i]);
         }
     }
-    // The handlers go back first: one that comes now ends the process as it would have before.
+    // What Requested() has seen is let in while the handlers are ours. Then they go back: one that
+    // comes now ends the process as it would have before.
     ~StopSignals() {
+        pthread_sigmask(SIG_SETMASK, &open_, nullptr);
         for (std::size_t i = 0; i < kStopSignals.size(); ++i) {
             sigaction(kStopSignals[i], &handlersBefore[i], nullptr);
         }
@@ -91,7 +94,14 @@ class StopSignals {
     StopSignals(const StopSignals &) = delete;
     StopSignals &operator=(const StopSignals &) = delete;
 
-    static bool Requested() { return stopRequested != 0; }
+    // A signal that is held back counts, too.
+    static bool Requested() {
+        sigset_t pending;
+        return stopRequested != 0 ||
+               (sigpending(&pending) == 0 &&
+                std::any_of(kStopSignals.begin(), kStopSignals.end(),
+                            [&](int signal) { return sigismember(&pending, signal) == 1; }));
+    }
 
     // The mask with which the signals come in.
     const sigset_t &Open() const { return open_; }
@@ -175,7 +185,10 @@ class Pauses {
 class Watcher {
   public:
     Watcher(const WatchJobs &jobs, NoticeSocket &socket, const StopSignals &signals)
-        : jobs_(jobs), socket_(socket), signals_(signals), tree_(jobs.wanted) {}
+        : jobs_(jobs),
+          socket_(socket),
+          signals_(signals),
+          tree_(jobs.wanted, StopSignals::Requested) {}
 
     void Run();
 
@@ -204,6 +217,7 @@ class Watcher {
     std::optional<SpooledNotices> spooled_;  // part of the batch
     Pauses pauses_;
     bool databaseAway_ = false;
+    bool indexerBusy_ = false;
     bool limitTold_ = false;
     std::string spoolProblem_;
     Clock::time_point nextCheck_;
@@ -232,6 +246,7 @@ void Watcher::Start() {
                 "; looking at it every " + std::to_string(kCheckEvery.count()) + " seconds");
         }
     }
+    batch_.AddEverything();
     Check();
 }
 
@@ -366,6 +381,11 @@ void Watcher::Work() {
         if (std::exchange(databaseAway_, false)) {
             Say("the database is back");
         }
+        if (!done && !std::exchange(indexerBusy_, true)) {
+            Say("another indexer is at work on this library; this one goes on when it is done");
+        }
+    } catch (const Stopped &) {
+        done = false;
     } catch (const DatabaseError &error) {
         if (!std::exchange(databaseAway_, true)) {
             Say(std::string("the database refuses, and is tried again from time to time: ") +
@@ -377,6 +397,7 @@ void Watcher::Work() {
         pauses_.Begin();
         return;
     }
+    indexerBusy_ = false;
     pauses_.End();
     if (!StopSignals::Requested()) {
         FinishSpooled();
@@ -412,6 +433,10 @@ bool Watcher::Do(const Batch &batch) {
 }
 
 }  // namespace
+
+bool IsStopRequested() {
+    return StopSignals::Requested();
+}
 
 int Watch(const WatchJobs &jobs) {
     try {

@@ -9,8 +9,9 @@
 
 namespace varnindex {
 
-// What the watcher has done by others. Each of these may throw DatabaseError: the work is then tried
-// again with growing pauses.
+// What the watcher has done by others. Each of these may throw DatabaseError: the work is then
+// tried again with growing pauses. Those that index throw Stopped (scan.h) when IsStopRequested()
+// says so.
 struct WatchJobs {
     // All folders that the library holds files of, the personal ones included: absolute paths as
     // OrderedFolders gives them. Asked for again whenever the configuration changes.
@@ -27,10 +28,14 @@ struct WatchJobs {
     NameFilter wanted = nullptr;
 };
 
+// True when a signal has come that ends the watcher.
+bool IsStopRequested();
+
 // Watches the folders and the library's notices until SIGTERM or SIGINT. Begins with a look at all
-// folders, for what changed before they were watched, and at the spooled notices; what cannot be done
-// is kept until it can. A handler of these signals that is set when it
-// is called is called, too, so that a job that asks for it ends early. Messages go to standard error.
+// folders, for what changed before they were watched, and at the spooled notices; what cannot be
+// done is kept until it can. What is not done when a signal comes is left to the next start, which
+// begins in this way, too. A handler of these signals that is set when it is called is called, too.
+// Messages go to standard error.
 // Returns the exit status of the program: EXIT_FAILURE when another process watches already or the
 // system refuses to watch anything.
 int Watch(const WatchJobs &jobs);

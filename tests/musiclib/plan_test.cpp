@@ -35,11 +35,12 @@ class LibraryPlan : public tonvale_test::DatabaseTest {
     }
 
     // The FROM part that the frame puts in front of a condition.
-    static std::string View(const char *library, std::array<int, VARN_JOIN_TABLES> flags) {
+    static std::string View(const char *library, std::array<int, VARN_JOIN_TABLES> flags,
+                            int genreJoin = 0) {
         std::array<char, 4096> table = {};
         std::array<char, 1024> where = {};
         EXPECT_EQ(GenerateTableString(library, kAlice, VARN_TABLE_MUSIC, table.data(), table.size(),
-                                      where.data(), where.size(), flags.data(), 0),
+                                      where.data(), where.size(), flags.data(), genreJoin),
                   0);
         return table.data();
     }
@@ -51,6 +52,14 @@ class LibraryPlan : public tonvale_test::DatabaseTest {
         UpdateJoinTableArgs(flags.data(), condition);
         return "SELECT COUNT(*) as result_count FROM " + View(library, flags) + " " +
                (*condition != '\0' ? std::string("WHERE ") + condition : "");
+    }
+    // What a list of groups does with a condition.
+    static std::string Groups(const char *column, const std::string &condition) {
+        std::array<int, VARN_JOIN_TABLES> flags = {0, 0, 0, 0, 0, 1, 0};
+        UpdateJoinTableArgs(flags.data(), column);
+        UpdateJoinTableArgs(flags.data(), condition.c_str());
+        return std::string("SELECT ") + column + ", AVG(star) FROM " + View("all", flags, 1) +
+               " WHERE " + condition + " GROUP BY " + column;
     }
     static std::string Plan(const std::string &statement) {
         std::string plan;
@@ -94,6 +103,19 @@ TEST_F(LibraryPlan, CommonStatementsUseTheirIndex) {
              Case{Count("all", "album = 'Album 27'"), "album_track_album"},
              Case{Count("all", "title ilike '%of 17771%'"), "track_title_text"},
              Case{Count("all", "composer = 'Composer 7'"), "composer_track_composer"},
+             Case{Groups("album", "album ILIKE '%um 1777%'"), "album_track_album_text"},
+             Case{Groups("album_artist", "album_artist ILIKE '%st 177%'"),
+                  "album_track_artist_text"},
+             Case{Groups("artist", "artist ILIKE '%st 177%'"), "artist_track_text"},
+             Case{Groups("composer", "composer ILIKE '%er 77%'"), "composer_track_text"},
+             Case{Groups("genre", "genre ILIKE '%re 17%'"), "genre_track_text"},
+             Case{Groups("album", "artist_search = UPPER('artist 9')"), "artist_track_search"},
+             Case{Groups("composer", "genre = 'Genre 7' AND album = 'Album 7'"),
+                  "album_track_album "},
+             Case{"SELECT id, path, star, track.track AS track, is_virtual FROM track LEFT JOIN "
+                  "rating_track ON track.id = rating_track.track AND rating_track.userid = 1030 "
+                  "WHERE id IN ( 17, 18, 19 )",
+                  "track_pkey(.|\\n)*rating_track_pkey|rating_track_pkey(.|\\n)*track_pkey"},
          }) {
         const std::string plan = Plan(c.statement);
         EXPECT_TRUE(std::regex_search(plan, std::regex(c.uses))) << c.uses << " is not used by\n"

@@ -144,6 +144,38 @@ TEST_F(LibrarySongs, OneByPath) {
     EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameters\\.$"));
 }
 
+TEST_F(LibrarySongs, ListsById) {
+    for (const char *title : {"one", "two", "three"}) {
+        Add({.title = title});
+    }
+    Add({.userid = kBob, .title = "his"});
+    const auto list = [](const std::string &ids, int expected) {
+        PLAYLIST_REC *songs = nullptr;
+        EXPECT_EQ(VARNMusicListGetByID(kAlice, ids.c_str(), &songs), expected) << ids;
+        return Titles(List(songs));
+    };
+    EXPECT_EQ(list("3,1,2", 3), Texts({"three", "one", "two"}));
+    EXPECT_EQ(list("2,77,4,2,002", 3), Texts({"two", "two", "two"})) << "unknown, and bob's";
+    EXPECT_EQ(list("99999999999999999999999", 0), Texts());
+    std::string many = "3";
+    for (int id = 100000; id > 0; --id) {
+        many += "," + std::to_string(id);
+    }
+    EXPECT_EQ(list(many, 4), Texts({"three", "three", "two", "one"}));
+    EXPECT_TRUE(Log().empty());
+    for (const char *bad : {"", "x", "1;2", "1,-2", "1) OR (1=1", " 1", "1,2\n", "0x1"}) {
+        ClearLog();
+        list(bad, -1);
+        EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Bad parameter\\.$")) << bad;
+    }
+    ClearLog();
+    list("1,,2", -1);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Failed to open media database \\(all\\)\\.$"));
+    EXPECT_EQ(VARNMusicListGetByID(kAlice, "1", nullptr), -1);
+    PLAYLIST_REC *songs = nullptr;
+    EXPECT_EQ(VARNMusicListGetByID(4294967295U, "1", &songs), -1);
+}
+
 TEST_F(LibrarySongs, KeywordsInEachField) {
     Add({.title = "Title one", .artist = "A", .genres = {"Jazz", "Rock"}});
     Add({.title = "two", .album = "ONE album", .album_artist = "Guest"});

@@ -271,4 +271,48 @@ TEST_F(Process, RunsAsTheEffectiveUserForGood) {
     }));
 }
 
+TEST_F(Process, QuotesForAShell) {
+    const std::vector<std::string> texts = {
+        "", "plain", "a b", "it's", "'''", "$(id)`id`\\\"*", "two\nlines", "\xff\xc3", "-n",
+    };
+    for (const std::string &text : texts) {
+        char quoted[256];
+        ASSERT_EQ(VLIBCEncShParam(text.c_str(), quoted, sizeof quoted), 0) << text;
+        EXPECT_EQ(ShellOutput("printf %s " + std::string(quoted)), text);
+    }
+    char small[8] = "before";
+    EXPECT_EQ(VLIBCEncShParam("12345", small, sizeof small), 0);
+    EXPECT_STREQ(small, "'12345'");
+    for (const char *text : {"123456", "'''"}) {
+        EXPECT_EQ(VLIBCEncShParam(text, small, sizeof small), -1);
+        EXPECT_STREQ(small, "");
+    }
+    EXPECT_EQ(VLIBCEncShParam(nullptr, small, sizeof small), -1);
+    EXPECT_EQ(VLIBCEncShParam("x", nullptr, 8), -1);
+    EXPECT_EQ(VLIBCEncShParam("x", small, 0), -1);
+}
+
+TEST_F(Process, EndsAStreamsProgramWithItsParent) {
+    // It neither reads nor writes, so that no closed pipe would end it.
+    const std::string pidFile = scratch() / "pid";
+    EXPECT_TRUE(HoldsInChild([&] {
+        EXPECT_NE(Open(kShell, "r", {"sh", "-c", "echo $$ >" + pidFile + "; exec sleep 1000"}),
+                  nullptr);
+        while (!ReadFile(pidFile).ends_with('\n')) {
+            usleep(1000);
+        }
+    }));
+    const std::string pid = ReadFile(pidFile);
+    std::string state;
+    for (int tries = 0; tries < 200; ++tries) {
+        // What nobody has reaped yet is dead all the same.
+        state = ReadFile("/proc/" + pid.substr(0, pid.size() - 1) + "/stat");
+        if (state.empty() || state.find(") Z ") != state.npos) {
+            return;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(10));
+    }
+    ADD_FAILURE() << "still there: " << state;
+}
+
 }  // namespace

@@ -8,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <string>
 #include <vector>
 
@@ -49,6 +50,24 @@ class Command {
     }
     Command(const Command &) = delete;
     Command &operator=(const Command &) = delete;
+
+    // Waits until the program's standard output has a text; false when it has not in 30 seconds.
+    bool WaitForOutput(const std::string &part) {
+        for (int tries = 0; tries < 1500; ++tries) {
+            if (TextOf(out_).find(part) != std::string::npos) {
+                return true;
+            }
+            usleep(20000);
+        }
+        return false;
+    }
+
+    Finished Signal(int number) {
+        if (pid_ > 0) {
+            kill(pid_, number);
+        }
+        return Wait();
+    }
 
     Finished Wait() {
         Finished finished;

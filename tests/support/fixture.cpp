@@ -17,6 +17,7 @@
 
 #include "support/environment.h"
 #include "varn/host.h"
+#include "varn/process.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
 
@@ -201,6 +202,7 @@ void SystemTest::SetUp() {
 }
 
 void SystemTest::TearDown() {
+    BackToRoot();
     const std::string text = stderr_ ? stderr_->Text() : "";
     stderr_.reset();
     if (HasFailure()) {
@@ -242,6 +244,12 @@ bool SystemTest::Logged(const std::string &pattern) const {
 
 bool SystemTest::IsRoot() {
     return geteuid() == 0;
+}
+
+void SystemTest::BackToRoot() {
+    if (getuid() == 0) {
+        EXPECT_EQ(ResetCredentialsByName("root", true), 0);
+    }
 }
 
 void DatabaseTest::SetUp() {

@@ -55,6 +55,8 @@ class SystemTest : public testing::Test {
 
     // For tests of a process that has no rights, or all of them.
     static bool IsRoot();
+    // Some calls leave the process running as the package's account; every test ends as it began.
+    static void BackToRoot();
 
   private:
     std::unique_ptr<CapturedStderr> stderr_;

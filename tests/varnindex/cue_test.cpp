@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "varn/text.h"
+#include "varnindex/audio_names.h"
 #include "varnindex/names.h"
 #include "varnindex/split.h"
 
@@ -346,7 +347,7 @@ TEST(Split, SongsLieWithinTheFile) {
     EXPECT_TRUE(SplitSong(ImageFile(), sheet, 1, "").empty());
 }
 
-TEST(FindAudioFile, KnowsTheFileByItsOtherNames) {
+TEST(AudioNames, KnowTheFileByItsOtherNames) {
     struct Case {
         std::string entry;
         std::vector<std::string> names;
@@ -374,10 +375,10 @@ TEST(FindAudioFile, KnowsTheFileByItsOtherNames) {
         {"", {}, ""},
     };
     for (const Case &row : cases) {
-        EXPECT_EQ(FindAudioFile(row.entry, row.names, "album.cue").value_or(""), row.found)
+        EXPECT_EQ(AudioNames(row.names).Find(row.entry, "album.cue").value_or(""), row.found)
             << row.entry << ", " << row.names.size();
     }
-    EXPECT_EQ(FindAudioFile("Range.wav", {"x.flac"}, "x.flac.cue").value_or(""), "x.flac");
+    EXPECT_EQ(AudioNames({"x.flac"}).Find("Range.wav", "x.flac.cue").value_or(""), "x.flac");
 }
 
 }  // namespace

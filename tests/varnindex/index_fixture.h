@@ -69,9 +69,12 @@ class IndexTest : public DatabaseTest {
     static Path Out() { return scratch() / "out.txt"; }
     static Path Err() { return scratch() / "err.txt"; }
 
+    // `summary` may leave out what the line tells of playlists.
     static void Expect(const Ended &run, int status, const std::string &summary) {
         EXPECT_EQ(run.status, status) << run.err;
-        EXPECT_EQ(run.out, summary + "\n") << run.err;
+        const bool withLists = summary.find(';') != summary.npos;
+        const std::size_t end = withLists ? run.out.npos : run.out.find(';');
+        EXPECT_EQ(run.out.substr(0, end), summary + (end == run.out.npos ? "\n" : "")) << run.err;
     }
 
     // A copy of a sample below the music folder.

@@ -1,8 +1,6 @@
-// What a scan makes of moves, homes, cue sheets, folders and lists.
+// What a scan makes of homes, folders and lists, of a kill and of readers.
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <taglib/flacfile.h>
-#include <taglib/tpropertymap.h>
 
 #include <algorithm>
 #include <chrono>
@@ -11,162 +9,15 @@
 #include <string>
 #include <thread>
 
-#include "varn/packageconf.h"
-#include "varnindex/database.h"
 #include "varnindex/folders.h"
-#include "varnindex/index_fixture.h"
+#include "varnindex/scan_fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
 using tonvale_test::Ended;
 using tonvale_test::Samples;
-
-class ScanTest : public tonvale_test::IndexTest {
-  protected:
-    static fs::path Home(const std::string &user) { return root() / "volume1/homes" / user; }
-
-    static void EnableHomes(bool on) {
-        ASSERT_EQ(VARNAudioConfSet("enable_personal_library", on ? "yes" : "no"), 0);
-    }
-
-    static void Rate(const std::string &condition, int star) {
-        Query("INSERT INTO rating_track SELECT 0, id, " + std::to_string(star) +
-              " FROM track WHERE " + condition);
-    }
-
-    static void Write(const std::string &name, const std::string &text) {
-        const fs::path path = Music() / name;
-        fs::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << text;
-    }
-
-    static std::string Sheet(const std::string &file, const std::string &first = "One") {
-        return "PERFORMER \"Band\"\nTITLE \"Disc\"\nFILE \"" + file +
-               "\" WAVE\n  TRACK 01 AUDIO\n    TITLE \"" + first +
-               "\"\n    INDEX 01 00:00:00\n  TRACK 02 AUDIO\n    TITLE \"Two\"\n"
-               "    PERFORMER \"Guest\"\n    INDEX 01 00:00:50\n";
-    }
-
-    // Paths below the music folder.
-    static Rows Ratings() {
-        return Query("SELECT substr(path, " + std::to_string(Music().string().size() + 2) +
-                     "), track.track, star FROM track JOIN rating_track r ON r.track = id"
-                     " ORDER BY path, track.track");
-    }
-
-    // Runs a statement for each table of the library: %1$s is its name, %2$s the names of its columns
-    // that can be written.
-    static void ForEveryTable(const std::string &statement) {
-        Query("DO $do$ DECLARE s text; BEGIN FOR s IN SELECT format('" + statement +
-              "', table_name, string_agg(column_name, ', ')) FROM information_schema.columns"
-              " WHERE table_schema = 'public' AND is_generated = 'NEVER'"
-              " AND (table_name LIKE '%track' OR table_name LIKE '%playlist'"
-              " OR table_name LIKE '%directory') AND table_name NOT LIKE 'saved%'"
-              " GROUP BY table_name ORDER BY table_name DESC LOOP EXECUTE s; END LOOP; END $do$");
-    }
-
-    // The server needs a moment to find out that its client was killed; until then it holds the lock.
-    static void WaitForItsServerProcess() {
-        for (int i = 0; i < 500; ++i) {
-            varnindex::Database probe;
-            if (probe.TakeIndexLock()) {
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        ADD_FAILURE() << "the lock of a killed indexer stays";
-    }
-
-    static void EmbedSheet(const fs::path &path, const std::string &sheet) {
-        TagLib::FLAC::File file(path.c_str());
-        TagLib::PropertyMap tags = file.properties();
-        tags.replace("CUESHEET", TagLib::StringList({sheet, TagLib::String::UTF8}));
-        file.setProperties(tags);
-        ASSERT_TRUE(file.save());
-    }
-
-    // The library without ids and dates: what two ways to the same folders must agree on.
-    static Rows Content() {
-        Rows rows = Query(
-            "SELECT t.userid, t.path, t.title, t.filesize, t.mdate, t.track, is_virtual,"
-            " has_virtual, fingerprint, sheet_stamp, agg_genre, album, album_artist, artist, "
-            "composer, genre,"
-            " audio_offset, star FROM (SELECT track.*, id AS song FROM track) t"
-            " LEFT JOIN (SELECT track AS song, album, album_artist FROM album_track) a USING (song)"
-            " LEFT JOIN (SELECT track AS song, artist FROM artist_track) b USING (song)"
-            " LEFT JOIN (SELECT track AS song, composer FROM composer_track) c USING (song)"
-            " LEFT JOIN (SELECT track AS song, genre FROM genre_track) g USING (song)"
-            " LEFT JOIN (SELECT track AS song, audio_offset FROM virtual_info_track) v USING (song)"
-            " LEFT JOIN (SELECT track AS song, star FROM rating_track) r USING (song)"
-            " ORDER BY t.path, is_virtual, t.track, genre");
-        for (const char *table : {"directory", "playlist"}) {
-            const Rows more =
-                Query(std::string("SELECT path, title FROM ") + table + " ORDER BY path");
-            rows.insert(rows.end(), more.begin(), more.end());
-        }
-        return rows;
-    }
-};
-
-TEST_F(ScanTest, MovedSongsKeepTheirRows) {
-    PutTagged("a/1.mp3", "First", "Rock");
-    PutTagged("a/2.mp3", "Second", "Rock");
-    PutTagged("b/3.mp3", "Third of another length", "Jazz");
-    Index();
-    Rate("true", 4);
-    const Rows before = Query("SELECT title, id, date FROM track ORDER BY title");
-    fs::rename(Music() / "a", Music() / "c");                    // a folder
-    fs::rename(Music() / "b/3.mp3", Music() / "b/renamed.mp3");  // a file
-    Expect(Index(), 0, "added 0, changed 0, moved 3, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Query("SELECT title, id, date FROM track ORDER BY title"), before);
-    EXPECT_EQ(Ratings(),
-              (Rows{{"b/renamed.mp3", "0", "4"}, {"c/1.mp3", "0", "4"}, {"c/2.mp3", "0", "4"}}));
-    EXPECT_EQ(SideRows(), "12");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 3, failed 0");
-}
-
-TEST_F(ScanTest, EqualFilesArePairedByNameThenByOrder) {
-    for (const char *name : {"x/a.mp3", "x/b.mp3", "x/c.mp3"}) {
-        PutTagged(name, "Same", "Rock");
-    }
-    Index();
-    Rate("path LIKE '%/a.mp3'", 1);
-    Rate("path LIKE '%/b.mp3'", 2);
-    Rate("path LIKE '%/c.mp3'", 3);
-    // "1.mp3" comes first, but the row of "b.mp3" belongs to the file of that name.
-    fs::create_directories(Music() / "y");
-    fs::rename(Music() / "x/a.mp3", Music() / "y/1.mp3");
-    fs::rename(Music() / "x/b.mp3", Music() / "y/b.mp3");
-    fs::rename(Music() / "x/c.mp3", Music() / "y/2.mp3");
-    PutTagged("x/keeps the folder.mp3", "Another", "Jazz");
-    Expect(Index(), 0, "added 1, changed 0, moved 3, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Ratings(),
-              (Rows{{"y/1.mp3", "0", "1"}, {"y/2.mp3", "0", "3"}, {"y/b.mp3", "0", "2"}}));
-}
-
-TEST_F(ScanTest, OneRowGoesToOneFile) {
-    PutTagged("a.mp3", "Same", "Rock");
-    Index();
-    Rate("true", 5);
-    fs::rename(Music() / "a.mp3", Music() / "b.mp3");
-    fs::copy_file(Music() / "b.mp3", Music() / "c.mp3");
-    PutTagged("d.mp3", "Sama", "Rock");  // the same size and audio, but other tags: it is third
-    Expect(Index(), 0, "added 2, changed 0, moved 1, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Ratings(), (Rows{{"b.mp3", "0", "5"}}));
-}
-
-TEST_F(ScanTest, AMoveIsFoundBetweenGivenPaths) {
-    PutTagged("a/1.mp3", "First");
-    PutTagged("b/2.mp3", "Second");
-    Index();
-    Rate("title = 'First'", 5);
-    fs::rename(Music() / "a/1.mp3", Music() / "b/1.mp3");
-    fs::remove(Music() / "a");
-    Expect(Index({(Music() / "a/1.mp3").string(), (Music() / "b/1.mp3").string()}), 0,
-           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
-    EXPECT_EQ(Ratings(), (Rows{{"b/1.mp3", "0", "5"}}));
-}
+using tonvale_test::ScanTest;
 
 TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
     PutTagged("disk/1.mp3", "First");
@@ -234,6 +85,55 @@ TEST_F(ScanTest, FoldersAndLists) {
     EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
 }
 
+TEST_F(ScanTest, ListsAreCountedAndKeptLikeSongs) {
+    const std::string songs = "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0";
+    const auto lists = [&](const std::string &counts) { return songs + "; playlists: " + counts; };
+    Put("here/1.mp3");
+    Write("lists/a.m3u", "#EXTM3U\n");
+    Write("../disk/c.pls", "[playlist]\n");
+    fs::create_symlink(scratch() / "disk/c.pls", Music() / "here/c.pls");
+    Expect(Index(), 0,
+           "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0;"
+           " playlists: added 2, changed 0, removed 0, unchanged 0");
+    const Rows ids = Query("SELECT id, path FROM playlist ORDER BY id");
+    Expect(Index(), 0, lists("added 0, changed 0, removed 0, unchanged 2"));
+    fs::rename(Music() / "lists/a.m3u", scratch() / "a.m3u");
+    fs::rename(scratch() / "disk", scratch() / "unplugged");
+    for (int i = 0; i < 2; ++i) {
+        const Ended away = Index();
+        Expect(away, 1, songs);
+        for (const char *word :
+             {"lists/: the folder is empty; its playlists stay in the library: 1",
+              "c.pls: No such file or directory; its playlists stay"}) {
+            EXPECT_NE(away.err.find(word), away.err.npos) << away.err;
+        }
+        EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
+        EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/lists'"), "1");
+    }
+    fs::rename(scratch() / "unplugged", scratch() / "disk");
+    fs::rename(scratch() / "a.m3u", Music() / "lists/a.m3u");
+    Expect(Index(), 0, lists("added 0, changed 0, removed 0, unchanged 2"));
+    fs::remove(Music() / "lists/a.m3u");
+    const std::string removed = lists("added 0, changed 0, removed 1, unchanged 1");
+    Expect(Index({"--purge", "--dry-run"}), 0, removed);
+    EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
+    Expect(Index({"--purge"}), 0, removed);
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "1");
+    // Lists of a folder whose songs have moved go with them.
+    Put("album/2.flac", "tone.flac");
+    Write("album/2.m3u", "2.flac\n");
+    Index();
+    fs::rename(Music() / "album/2.flac", Music() / "here/2.flac");
+    fs::rename(Music() / "album/2.m3u", Music() / "here/2.m3u");
+    Expect(Index(), 0,
+           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0;"
+           " playlists: added 1, changed 0, removed 1, unchanged 1");
+    Write("here/2.m3u", "#EXTM3U\n2.flac\n");
+    Expect(Index(), 0,
+           "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0;"
+           " playlists: added 0, changed 1, removed 0, unchanged 1");
+}
+
 TEST_F(ScanTest, HomesBelongToTheirUsers) {
     Put("shared.mp3");
     fs::copy_file(Samples() / "tone.flac", Home("alice") / "music/a.flac");
@@ -279,94 +179,6 @@ TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 0"), "2");
 }
 
-TEST_F(ScanTest, ASheetSplitsItsFile) {
-    Put("disc/album.flac", "tone.flac");
-    Write("disc/album.cue", Sheet("album.wav"));
-    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    const std::string tracks =
-        "SELECT t.track, title, artist, album, album_artist, audio_offset,"
-        " round(duration::numeric, 2), has_virtual, cue_sheet_path LIKE '%/album.cue'"
-        " FROM track t JOIN artist_track a ON a.track = id JOIN album_track b ON b.track = id"
-        " LEFT JOIN virtual_info_track v ON v.track = id ORDER BY is_virtual, t.track";
-    EXPECT_EQ(Query(tracks),
-              (Rows{{"3", "The Tóne", "O'Brien", "A Test", "The Band", "", "1.00", "t", ""},
-                    {"1", "One", "Band", "Disc", "Band", "0", "0.67", "f", "t"},
-                    {"2", "Two", "Guest", "Disc", "Band", "0", "0.33", "f", "t"}}));
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    // A changed sheet updates its tracks' rows, and a moved album takes them along.
-    Rate("is_virtual", 3);
-    const Rows ids = Query("SELECT id FROM track ORDER BY id");
-    Write("disc/album.cue", Sheet("album.wav", "Another one"));
-    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Value("SELECT title FROM track WHERE is_virtual AND track = 1"), "Another one");
-    fs::rename(Music() / "disc", Music() / "moved");
-    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Ratings(), (Rows{{"moved/album.flac", "1", "3"}, {"moved/album.flac", "2", "3"}}));
-    EXPECT_EQ(Query("SELECT id FROM track ORDER BY id"), ids);
-    fs::remove(Music() / "moved/album.cue");
-    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Query("SELECT title, has_virtual FROM track"), (Rows{{"The Tóne", "f"}}));
-    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
-    EXPECT_EQ(SideRows(), "5");
-}
-
-TEST_F(ScanTest, ASplitFileThatGoesTakesItsTracksAlong) {
-    Put("album.flac", "tone.flac");
-    Put("other.mp3");
-    Write("album.cue", Sheet("album.flac"));
-    Index();
-    fs::remove(Music() / "album.flac");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), "1");
-    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
-}
-
-TEST_F(ScanTest, SheetsThatSplitNothing) {
-    Put("split/01.mp3");
-    Put("split/02.mp3", "plain.mp3");
-    Write("split/album.cue", Sheet("album.wav"));
-    Write("split/tracks.cue",
-          "FILE \"01.mp3\" MP3\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-          "FILE \"02.mp3\" MP3\n  TRACK 02 AUDIO\n    INDEX 01 00:00:00\n");
-    Put("bad/1.flac", "tone.flac");
-    Write("bad/1.cue",
-          "FILE \"1.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:50\n"
-          "  TRACK 02 AUDIO\n    INDEX 01 00:00:20\n");
-    const Ended run = Index();
-    Expect(run, 0, "added 3, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_NE(run.err.find("bad/1.cue: not used, "), run.err.npos) << run.err;
-    EXPECT_NE(run.err.find("album.cue: no use for its file \"album.wav\""), run.err.npos);
-    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual OR has_virtual"), "0");
-    // A song beside a sheet that is not about it is not counted as changed.
-    Put("split/03.mp3");
-    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 3, failed 0");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 4, failed 0");
-}
-
-TEST_F(ScanTest, OfTwoSheetsOneIsUsed) {
-    Put("album.flac", "tone.flac");
-    Write("a.cue", Sheet("album.flac", "By name order"));
-    Index();
-    EXPECT_EQ(Value("SELECT title FROM track WHERE is_virtual AND track = 1"), "By name order");
-    Write("album.flac.cue", Sheet("album.flac", "By its name"));
-    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Query("SELECT title FROM track WHERE is_virtual AND track = 1"),
-              (Rows{{"By its name"}}));
-}
-
-TEST_F(ScanTest, AnEmbeddedSheetCountsWhereNoneIsBeside) {
-    const fs::path path = Put("album.flac", "tone.flac");
-    EmbedSheet(path, Sheet("CDImage.wav", "Inside"));
-    Index();
-    EXPECT_EQ(Query("SELECT title, cue_sheet_path FROM track t JOIN virtual_info_track v"
-                    " ON v.track = id ORDER BY t.track"),
-              (Rows{{"Inside", path.string()}, {"Two", path.string()}}));
-    Write("album.cue", Sheet("album.flac", "Beside"));
-    Index();
-    EXPECT_EQ(Value("SELECT string_agg(title, ',' ORDER BY track) FROM track WHERE is_virtual"),
-              "Beside,Two");
-}
-
 // Whatever the moment, what a killed scan leaves is a whole library, and the next scan makes of it
 // what it would have been without the accident.
 TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
@@ -379,11 +191,31 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     }
     Put("disc/album.flac", "tone.flac");
     Write("disc/album.cue", Sheet("album.flac"));
+    // Songs with audio of their own, to be renamed over each other and to be deleted behind a copy.
+    const auto own = [](const std::string &folder, int i) {
+        return Music() / folder / (std::to_string(i) + ".mp3");
+    };
+    for (int i = 0; i < 500; ++i) {
+        PutTagged("swap/" + std::to_string(i) + ".mp3", "Own " + std::to_string(i));
+        std::ofstream(own("swap", i), std::ios::app) << i;
+    }
+    fs::create_directory(Music() / "late");
+    for (int i = 0; i < 100; ++i) {
+        fs::rename(own("swap", i), own("late", i));
+    }
     Index();
     Rate("is_virtual OR title LIKE '%7'", 4);
+    fs::copy(Music() / "late", Music() / "late copy");
+    Index();
     ForEveryTable("CREATE TABLE saved_%1$s AS SELECT %2$s FROM %1$s");
     fs::rename(Music() / "d1", Music() / "moved");
     fs::rename(Music() / "disc", Music() / "disc moved");
+    fs::remove_all(Music() / "late");
+    for (int i = 100; i < 500; i += 2) {
+        fs::rename(own("swap", i), Music() / "swap/other");
+        fs::rename(own("swap", i + 1), own("swap", i));
+        fs::rename(Music() / "swap/other", own("swap", i + 1));
+    }
     for (int i = 0; i + 2 < kSongs; i += 18) {
         fs::remove(Music() / name(i));
         PutTagged(name(i + 2), "Changed " + std::to_string(i), "Jazz");
@@ -393,6 +225,8 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     Index();
     const auto whole = std::chrono::steady_clock::now() - start;
     const Rows expected = Content();
+    EXPECT_EQ(Value("SELECT count(*) FROM rating_track"),
+              Value("SELECT count(*) FROM saved_rating_track"));
     for (int i = 0; i < 25; ++i) {
         ForEveryTable("DELETE FROM %1$s");
         ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");
@@ -453,6 +287,42 @@ TEST_F(ScanTest, GivenPathsAreThoseOfTheIndexedFolders) {
         EXPECT_EQ(refused.err.find("database"), refused.err.npos) << refused.err;
     }
     EXPECT_EQ(Index({"--no-such-option"}).status, 2);
+}
+
+TEST_F(ScanTest, GivenPathsMeanWhatAScanOfEverythingMakesOfThem) {
+    PutTagged("../disk/1.mp3", "First");
+    PutTagged("real/2.mp3", "Second");
+    PutTagged("#recycle/3.mp3", "Third");
+    PutTagged("real/.4.mp3", "Fourth");
+    for (const char *link : {"link1", "link2"}) {
+        fs::create_directory_symlink(scratch() / "disk", Music() / link);
+    }
+    fs::create_directory_symlink("real", Music() / "same");
+    Index();
+    const Rows whole = Query("SELECT id, path FROM track ORDER BY path");
+    ASSERT_EQ(whole.size(), 2U);
+    for (const char *path : {"link2", "link2/1.mp3", "same", "same/2.mp3"}) {
+        Expect(Index({(Music() / path).string()}), 0,
+               "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+        EXPECT_EQ(Query("SELECT id, path FROM track ORDER BY path"), whole) << path;
+    }
+    for (const char *path : {"#recycle", "#recycle/3.mp3", "real/.4.mp3"}) {
+        const Ended refused = Index({(Music() / path).string()});
+        EXPECT_EQ(refused.status, 1);
+        EXPECT_NE(refused.err.find("is passed over"), refused.err.npos) << refused.err;
+    }
+    EXPECT_NE(Index({"inspect", (Music() / "#recycle/3.mp3").string()}).out.find("passed over"),
+              std::string::npos);
+    // A mount point with a stray file in it, where a disk is registered.
+    fs::rename(Music(), scratch() / "away");
+    fs::create_directory(Music());
+    std::ofstream(Music() / "README.txt") << "mount the disk here";
+    const Ended unmounted = Index();
+    Expect(unmounted, 1, "added 0, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_NE(unmounted.err.find("neither music nor a folder is in it; its songs stay in the"),
+              unmounted.err.npos)
+        << unmounted.err;
+    EXPECT_EQ(Query("SELECT id, path FROM track ORDER BY path"), whole);
 }
 
 TEST(Folders, OwnersAndWhatToWalk) {

@@ -10,7 +10,9 @@
 #include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/fixture.h"
@@ -107,6 +109,53 @@ TEST_F(WalkTest, FoldersThatLinkToEachOtherAreWalkedFewTimes) {
         }
     }
     EXPECT_LE(Finds({"m"}, Kind::kFile).size(), 2U);
+}
+
+// One folder, many ways to it: a walk of a part takes the way that a walk of everything does.
+TEST_F(WalkTest, AFolderIsTakenOnceHoweverItIsReached) {
+    Make({"m/own/1.mp3", "m/own/.hidden/2.mp3", "n/3.mp3", "disk/4.mp3", "disk/sub/5.mp3",
+          "disk/sub/.git/6.mp3"});
+    const std::vector<std::pair<std::string, std::string>> links = {
+        {"m/a-same", "m/own"},          {"m/b-other-root", "n"}, {"m/c-hidden", "m/own/.hidden"},
+        {"m/d-sub", "disk/sub"},        {"m/e-disk", "disk"},    {"m/f-disk-again", "disk"},
+        {"m/g-sub-again", "disk/sub"},  {"m/h-above", "."},      {"disk/i-back", "m/own"},
+        {"disk/sub/j-loop", "disk/sub"}};
+    for (const auto &[link, target] : links) {
+        fs::create_directory_symlink(scratch() / target, scratch() / link);
+    }
+    const Names all = {"m/c-hidden/2.mp3", "m/d-sub/5.mp3", "m/e-disk/4.mp3", "m/own/1.mp3",
+                       "n/3.mp3"};
+    // What lies above everything is reached by the last link, without what was taken before.
+    EXPECT_EQ(Finds({"m", "n"}, Kind::kFile), all);
+    for (const std::string part :
+         {"m/own", "m/own/.hidden", "m/a-same", "m/b-other-root", "m/c-hidden", "m/d-sub",
+          "m/d-sub/.git", "m/e-disk", "m/e-disk/sub", "m/e-disk/i-back", "m/f-disk-again",
+          "m/f-disk-again/sub", "m/g-sub-again", "m/h-above/m", "m/h-above/disk/sub",
+          "m/d-sub/j-loop", "m/.none", "n"}) {
+        Names expected;
+        std::copy_if(all.begin(), all.end(), std::back_inserter(expected),
+                     [&](const std::string &path) { return path.starts_with(part + "/"); });
+        LinkedFolders library({(scratch() / "m").string(), (scratch() / "n").string()});
+        Walk walk({(scratch() / part).string()}, IsMp3, &library);
+        Names found;
+        while (const auto next = walk.Next()) {
+            if (next->kind == Kind::kFile) {
+                found.push_back(next->path.substr(scratch().string().size() + 1));
+            }
+        }
+        EXPECT_EQ(found, expected) << part;
+    }
+    LinkedFolders library({(scratch() / "m").string(), (scratch() / "n").string()});
+    const std::vector<std::pair<std::string, std::string>> places = {
+        {"m/a-same/1.mp3", "m/own/1.mp3"}, {"m/b-other-root", "n"},
+        {"m/f-disk-again", "m/e-disk"},    {"m/f-disk-again/sub/5.mp3", "m/d-sub/5.mp3"},
+        {"m/g-sub-again/x", "m/d-sub/x"},  {"m/e-disk/sub", "m/d-sub"},
+        {"m/e-disk/i-back/x", "m/own/x"},  {"m/own/1.mp3", ""},
+        {"m/c-hidden/2.mp3", ""},          {"m/none/1.mp3", ""}};
+    for (const auto &[path, place] : places) {
+        const auto found = library.LibraryPath((scratch() / path).string());
+        EXPECT_EQ(found.value_or(""), place.empty() ? "" : (scratch() / place).string()) << path;
+    }
 }
 
 TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {

@@ -12,35 +12,21 @@
 #include <fstream>
 #include <set>
 #include <sstream>
-#include <thread>
 
 #include "platform/child.h"
 #include "support/fixture.h"
 #include "varn/notify.h"
 #include "varn/systempath.h"
 #include "varnindex/database.h"
+#include "varnindex/eventually.h"
 #include "varnindex/format.h"
-#include "varnindex/remove.h"
-#include "varnindex/samples.h"
 #include "varnindex/tree_watch.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Samples;
+using tonvale_test::Eventually;
 using Words = std::vector<std::string>;
-
-// Waits for a condition, bounded so that a failure ends the test.
-template <typename Condition>
-bool Eventually(const Condition &condition) {
-    for (int tries = 0; tries < 1500; ++tries) {
-        if (condition()) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
-}
 
 // ---- the trees alone ----------------------------------------------------------------------------
 
@@ -65,6 +51,20 @@ TEST_F(TreeWatchTest, FoldersThatLinkToEachOtherHaveAnEnd) {
     EXPECT_LT(changed.size(), 10U);
 }
 
+TEST_F(TreeWatchTest, NothingMoreIsWatchedOnceItIsStopped) {
+    fs::create_directories(scratch() / "a/b/c");
+    static int asked;
+    asked = 0;
+    varnindex::TreeWatch watch(varnindex::IsIndexedName, [] { return ++asked > 2; });
+    watch.SetRoots({(scratch() / "a").string()});
+    for (const char *name : {"a/1.mp3", "a/b/2.mp3", "a/b/c/3.mp3"}) {
+        std::ofstream(scratch() / name) << "x";
+    }
+    std::set<std::string> changed;
+    watch.Read(changed);
+    EXPECT_EQ(changed, (std::set<std::string>{scratch() / "a/1.mp3", scratch() / "a/b/2.mp3"}));
+}
+
 // ---- the watcher alone -------------------------------------------------------------------------
 
 // A watcher in a process of its own, whose jobs write down what they are asked for.
@@ -77,7 +77,7 @@ class WatchTest : public tonvale_test::SystemTest {
     }
     void TearDown() override {
         if (watcher_ > 0) {
-            EXPECT_TRUE(Stop());
+            EXPECT_TRUE(Stop()) << testing::PrintToString(Log());
         }
         SystemTest::TearDown();
     }
@@ -130,7 +130,7 @@ class WatchTest : public tonvale_test::SystemTest {
     // Returns when the watcher has had its first look.
     void Start() {
         watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
-        ASSERT_TRUE(Eventually([] { return WasAsked(Music().string()); }));
+        ASSERT_TRUE(Eventually([] { return WasAsked("everything"); }));
         fs::remove(Asked());
     }
 
@@ -225,7 +225,7 @@ TEST_F(WatchTest, WhatTheLibraryDoesNotHoldIsNotAskedFor) {
     EXPECT_EQ(Lines(Asked()), Words{(Music() / "last.mp3").string() + "|"});
 }
 
-TEST_F(WatchTest, NoticesAreWorkedOffOnceAndSpooledOnesFirst) {
+TEST_F(WatchTest, NoticesAreWorkedOffOnce) {
     const auto notify = [](const fs::path &path, int code, const char *old = nullptr) {
         EXPECT_EQ(VLIBVRNotify(path.c_str(), old, code), 0);
     };
@@ -234,8 +234,11 @@ TEST_F(WatchTest, NoticesAreWorkedOffOnceAndSpooledOnesFirst) {
     notify("/elsewhere/not ours.mp3", VLIB_NOTIFY_CREATED);
     ASSERT_TRUE(fs::exists(Spool()));
     watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
-    ASSERT_TRUE(Asks(hostile));
+    ASSERT_TRUE(Asks("everything"));
     EXPECT_TRUE(Eventually([] { return !fs::exists(Spool().string() + ".taken"); }));
+    std::ofstream(Spool(), std::ios::app)
+        << "64\t" << (Music() / "two\\\\n tab\\t.mp3").string() << "\t\n";
+    EXPECT_TRUE(Asks(hostile));
     EXPECT_EQ(fs::file_size(Spool()), 0U);
     notify(Music() / "sent.m3u", VLIB_NOTIFY_CHANGED);
     EXPECT_TRUE(Asks(Music() / "sent.m3u"));
@@ -245,6 +248,7 @@ TEST_F(WatchTest, NoticesAreWorkedOffOnceAndSpooledOnesFirst) {
     // A sender that found the watcher too busy.
     std::ofstream(Spool(), std::ios::app) << "2\t" << (Music() / "late.m3u").string() << "\t\n";
     EXPECT_TRUE(Asks(Music() / "late.m3u"));
+    fs::remove(Asked());
     std::ofstream(Spool(), std::ios::app) << "*\n";
     EXPECT_TRUE(Asks("everything"));
 }
@@ -366,114 +370,6 @@ TEST_F(WatchTest, OneWatcherAtATimeAndNothingLeftBehind) {
     Start();
     EXPECT_EQ(VLIBVRNotify((Music() / "sent.m3u").c_str(), nullptr, VLIB_NOTIFY_CHANGED), 0);
     EXPECT_TRUE(Asks(Music() / "sent.m3u"));
-}
-
-// ---- with the library --------------------------------------------------------------------------
-
-class LibraryWatchTest : public tonvale_test::DatabaseTest {
-  protected:
-    void SetUp() override {
-        DatabaseTest::SetUp();
-        Samples();
-        fs::create_directories(Music());
-        WriteFile(varn::path::kIndexFolders, Music().string() + "\n");
-        Put("first.mp3", "tone.mp3");
-    }
-    void TearDown() override {
-        if (indexer_ > 0) {
-            kill(indexer_, SIGKILL);
-            waitpid(indexer_, nullptr, 0);
-        }
-        DatabaseTest::TearDown();
-    }
-
-    static fs::path Music() { return scratch() / "music"; }
-
-    static void Put(const fs::path &name, const std::string &sample) {
-        fs::copy_file(Samples() / sample, Music() / name, fs::copy_options::overwrite_existing);
-    }
-
-    void Start() {
-        const fs::path log = scratch() / "log.txt";
-        indexer_ = fork();
-        if (indexer_ == 0) {
-            const int fd = open(log.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);
-            dup2(fd, STDOUT_FILENO);
-            dup2(fd, STDERR_FILENO);
-            execl(TONVALE_PROGRAM_DIR "/varnindex", "varnindex", "--watch", nullptr);
-            _exit(127);
-        }
-        ASSERT_TRUE(Eventually([] { return fs::exists(At(varn::path::kNotifySocket)); }))
-            << ReadFile(log);
-    }
-
-    // True when it ended well.
-    bool Stop() {
-        kill(indexer_, SIGTERM);
-        return tonvale_test::EndedWell(std::exchange(indexer_, 0));
-    }
-
-    // The name, title and id of every song.
-    static std::string Songs() {
-        return Value(
-            "SELECT string_agg(regexp_replace(path, '^.*/', '') || '=' || title, ','"
-            " ORDER BY path) FROM track");
-    }
-    static testing::AssertionResult Becomes(const std::string &songs) {
-        return Eventually([&] { return Songs() == songs; })
-                   ? testing::AssertionSuccess()
-                   : testing::AssertionFailure() << Songs() << "\n"
-                                                 << ReadFile(scratch() / "log.txt");
-    }
-
-    pid_t indexer_ = 0;
-};
-
-TEST_F(LibraryWatchTest, TheLibraryFollowsTheFolders) {
-    Start();
-    EXPECT_TRUE(Becomes("first.mp3=The Tóne"));
-    Put("second.mp3", "plain.mp3");
-    EXPECT_TRUE(Becomes("first.mp3=The Tóne,second.mp3=second"));
-    Put("second.mp3", "tone.mp3");
-    EXPECT_TRUE(Becomes("first.mp3=The Tóne,second.mp3=The Tóne"));
-    Put("second.mp3", "tone.flac");  // damaged: no MP3
-    fs::remove(Music() / "second.mp3");
-    EXPECT_TRUE(Becomes("first.mp3=The Tóne"));
-    const std::string id = Value("SELECT id FROM track");
-    fs::create_directory(Music() / "album");
-    fs::rename(Music() / "first.mp3", Music() / "album" / "moved.mp3");
-    EXPECT_TRUE(Becomes("moved.mp3=The Tóne"));
-    EXPECT_EQ(Value("SELECT id FROM track"), id);
-    fs::create_directories(scratch() / "outside" / "deep");
-    fs::copy_file(Samples() / "plain.mp3", scratch() / "outside" / "deep" / "came.mp3");
-    fs::rename(scratch() / "outside", Music() / "inside");
-    EXPECT_TRUE(Becomes("moved.mp3=The Tóne,came.mp3=came"));
-    Query("INSERT INTO playlist (id, path) VALUES (77, '/gone/a.m3u')");
-    EXPECT_EQ(VLIBVRNotify("77", nullptr, VLIB_NOTIFY_DELETED), 0);
-    EXPECT_TRUE(
-        Eventually([] { return Value("SELECT count(*) FROM playlist WHERE id = 77") == "0"; }));
-    EXPECT_TRUE(Stop());
-    EXPECT_FALSE(fs::exists(At(varn::path::kNotifySocket)));
-}
-
-TEST_F(LibraryWatchTest, APlaylistRowIsRemovedByItsId) {
-    Query("INSERT INTO playlist (id, path) VALUES (5, '/a.m3u'), (50, '/b.m3u')");
-    Query("INSERT INTO personal_playlist (userid, id, path) VALUES (1030, 7, '/c.m3u')");
-    const auto left = [] {
-        return Value(
-            "SELECT string_agg(id::text, ',' ORDER BY id) FROM (SELECT id FROM playlist"
-            " UNION ALL SELECT id FROM personal_playlist) AS rows");
-    };
-    for (const char *bad : {"", "-5", "+5", "5 ", " 5", "0", "5x", "0x5", "5 OR true", "6",
-                            "4294967301", "99999999999999999999"}) {
-        EXPECT_EQ(varnindex::RemovePlaylistRow(bad), 1) << bad;
-    }
-    EXPECT_EQ(left(), "5,7,50");
-    EXPECT_TRUE(Logged("no playlist with the id 6"));
-    EXPECT_EQ(varnindex::RemovePlaylistRow("5"), 0);
-    EXPECT_EQ(varnindex::RemovePlaylistRow("007"), 0);
-    EXPECT_EQ(left(), "50");
-    EXPECT_EQ(varnindex::RemovePlaylistRow("5"), 1);
 }
 
 }  // namespace

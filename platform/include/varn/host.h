@@ -32,9 +32,16 @@ class [[nodiscard]] Outcome {
 // Creates what is missing below SystemRoot() and keeps what is there: the folders of the fixed
 // system paths, the accounts (root, Tonvale, admin, guest; the package account "Tonvale" takes the
 // ids of the host's account "Tonvale" or else, for root, of "postgres", and for anybody else those
-// of the process), the version file, the homes link, the package configuration, and a link to the
-// indexer, which is looked for in `programDir`. Without a root (a real installation) it fails.
+// of the process), the version file, the list of MIME types, the homes link, the package
+// configuration, and links to the host's picture converter, to the indexer and to the encoder; the
+// last two are looked for in `programDir`. Without a root (a real installation) it fails.
 VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
+
+// Makes the first login of the web server where there are no logins yet: the account "admin" with a
+// random password, which is kept in clear text in "/etc/initial-login" (NAME:PASSWORD, for its
+// owner alone), and as a hash (crypt(5), SHA-512) where the web server looks. *made, which may be
+// null, becomes that text when it was made now, and "" otherwise.
+VARN_EXPORT Outcome PrepareLogin(std::string *made);
 
 // Registers folders of music as shares, named after their last component (a number is appended to a
 // name that is taken), and adds them to the indexed folders. Folders that are there already stay.

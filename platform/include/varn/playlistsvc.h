@@ -1,5 +1,10 @@
-// The playlist parser: what the entries of a playlist file name.
+// The playlist parser: what the entries of a playlist file name; and the smart playlists.
 #pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
 
 #include "varn/base.h"
 #include "varn/export.h"
@@ -28,4 +33,51 @@ extern "C" {
 VARN_EXPORT int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
                                                 PLAYLIST_REC **remote);
 
+// True when a file holds a smart playlist of that name, be its rule broken.
+VARN_EXPORT bool IsiTunesPlaylistExistByFilename(const char *file, const char *name);
+
 }  // extern "C"
+
+// Smart playlists: named rules in a text file, one for all users, "/etc/mt-daapd.playlist", and one
+// for each, "playlists/smart.playlist" in the preference folder. docs/smart-playlists.md tells how
+// they are written. A rule becomes an SQL condition on the track view (tonvale/library.h): texts
+// are escaped, and fields come from a closed table.
+class VarnAudioUtils {
+  public:
+    // The condition of a playlist, of the shared file or of any; "" with the error state set when
+    // the file cannot be read, there is no such playlist or its rule is broken.
+    VARN_EXPORT static std::string LoadSmartPlsRules(const std::string &name);
+    VARN_EXPORT static std::string LoadSmartPlsRulesByFilename(const std::string &file,
+                                                               const std::string &name);
+};
+
+namespace varn {
+
+// Something about a file of smart playlists that its writer should know.
+struct SmartPlaylistNote {
+    int line;        // from 1
+    int column;      // from 1, in characters
+    bool isWarning;  // the rule counts all the same
+    std::string text;
+};
+
+struct SmartPlaylist {
+    std::string name;
+    int line;               // of the name
+    std::string condition;  // "" when the rule is broken
+    std::vector<SmartPlaylistNote> notes;
+};
+
+struct SmartPlaylistFile {
+    std::vector<SmartPlaylist> playlists;  // in the file's order; of two of one name the first
+    std::vector<SmartPlaylistNote> notes;  // on what stands between them
+};
+
+// The playlists that a text holds. Throws std::bad_alloc alone.
+VARN_EXPORT SmartPlaylistFile ParseSmartPlaylists(std::string_view text);
+
+// The same of a file of at most 1 MiB. Empty with the error state set when it cannot be read; a
+// file that is missing has no playlists.
+VARN_EXPORT std::optional<SmartPlaylistFile> ReadSmartPlaylists(const std::string &file);
+
+}  // namespace varn

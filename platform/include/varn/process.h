@@ -29,13 +29,19 @@ VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__
 VARN_EXPORT int VLIBCExecv(const char *path, char *const argv[], int wait);
 
 // Starts a program with its standard output ("r") or standard input ("w") at the other end of the
-// returned stream. Null, with errno set, when it cannot be run. Ended with VLIBCPclose.
+// returned stream. Null, with errno set, when it cannot be run. Ended with VLIBCPclose; a program
+// whose parent ends without that is killed.
 VARN_EXPORT FILE *VLIBCPopenv(const char *path, const char *mode, char *const argv[]);
 
 // Closes the stream first (so that a program that is still writing gets SIGPIPE and ends), then
 // waits for the program. Returns its wait status as waitpid(2) gives it, 0 exactly when it exited
 // with 0; -1 for a stream that VLIBCPopenv did not return.
 VARN_EXPORT int VLIBCPclose(FILE *stream);
+
+// Quotes a text so that a shell (POSIX, 2.2.2) reads it as one word. 0, or -1 (a null argument, or,
+// with `out` as "", a text that does not fit with its quotes). It is for texts that are shown, or
+// handed to a shell by others: nothing here starts one.
+VARN_EXPORT int VLIBCEncShParam(const char *in, char *out, size_t outSize);
 
 // Switches to the named account: its user id, group id and supplementary groups. With `effective`
 // only the effective ids change and any later switch, to another account or back to root, is still

@@ -35,16 +35,23 @@ inline constexpr std::string_view kVersion = "/etc.defaults/VERSION";
 inline constexpr std::string_view kSystemInfo = "/etc/varninfo.conf";
 inline constexpr std::string_view kShares = "/usr/varn/etc/share.conf";
 inline constexpr std::string_view kIndexFolders = "/usr/varn/etc/index_folder.conf";
+inline constexpr std::string_view kServiceAnswers = "/usr/varn/etc/webapi";
 inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";
 // Who may use an application: a key-value file for each, in the folder (varn/account.h).
 inline constexpr std::string_view kAppPrivileges = "/usr/varn/etc/app_privilege";
 inline constexpr std::string_view kHomes = "/var/services/homes";
+inline constexpr std::string_view kMimeTypes = "/usr/varn/etc.defaults/mimetypes.txt";
+inline constexpr std::string_view kConvert = "/usr/bin/convert";  // makes covers smaller
+inline constexpr std::string_view kVarnInfo = "/etc/varninfo.conf";  // the outside address
+inline constexpr std::string_view kDynamicDns = "/usr/varn/sbin/varnddnsinfo";
+inline constexpr std::string_view kRelayDaemon = "/usr/varn/sbin/varnrelayd";
 inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
 
 // The package.
 inline constexpr std::string_view kPackageConf = "/var/packages/Tonvale/etc/audio.conf";
 inline constexpr std::string_view kPackageDefaultConf =
     "/var/packages/Tonvale/target/etc/audio.conf";
+inline constexpr std::string_view kEncoder = "/var/packages/Tonvale/target/bin/ffmpeg";
 inline constexpr std::string_view kUsersFile = "/var/packages/Tonvale/etc/audio.users";
 inline constexpr std::string_view kCustomKeys = "/var/packages/Tonvale/etc/custom_key.json";
 inline constexpr std::string_view kPasswords = "/var/packages/Tonvale/etc/password.json";
@@ -55,6 +62,30 @@ inline constexpr std::string_view kMultiBluetooth = "/var/packages/Tonvale/etc/m
 // (varn/crypt.h).
 inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
 inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
+
+// The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, its
+// configuration, and where encoders that run take their turn.
+inline constexpr std::string_view kWebRoot = "/var/packages/Tonvale/target/www";
+inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
+inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";
+inline constexpr std::string_view kInitialLogin = "/etc/initial-login";
+inline constexpr std::string_view kWebConf = "/var/run/Tonvale/lighttpd.conf";
+inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale/web";
+inline constexpr std::string_view kEncoderSlots = "/var/run/Tonvale/encoders";
+inline constexpr std::string_view kLogDir = "/var/log/Tonvale";
+// The player and the sound cards. Cards have a digit behind the names of their devices (none for
+// card 0), and their number behind the name of their folder.
+inline constexpr std::string_view kSystemEqualizer =
+    "/var/packages/Tonvale/target/etc/equalizer.system";
+inline constexpr std::string_view kUserEqualizer = "/var/packages/Tonvale/etc/equalizer.user";
+inline constexpr std::string_view kMixerDevice = "/dev/mixer";
+inline constexpr std::string_view kAudioDevice = "/dev/dsp";
+inline constexpr std::string_view kSoundCard = "/proc/asound/card";
+inline constexpr std::string_view kKernelVolume = "/proc/asound/varn_audio_volume";
+
+inline constexpr std::string_view kPlayerSocket = "/var/run/Tonvale/player.sock";
+inline constexpr std::string_view kCheckSupport =
+    "/var/packages/Tonvale/target/pkgbin/audio_check_support";
 
 // The indexer's notices (varn/notify.h).
 inline constexpr std::string_view kSpoolDir = "/var/spool/Tonvale";

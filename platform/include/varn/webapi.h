@@ -1,6 +1,9 @@
-// Requests of the web API.
+// The web API: requests, answers, and calls of other services' APIs.
 #pragma once
 
+#include <json/forwards.h>
+
+#include <cstdint>
 #include <string>
 #include <utility>
 
@@ -25,6 +28,21 @@ class APIRequest {
     std::string preferenceDir_;
 };
 
+// Calls of the web API from inside.
+class APIRunner {
+  public:
+    // Runs a method of another service's API in the name of the account `asUser`. The answer is an
+    // object: {"success": true, "data": ...}, or {"success": false, "error": {"code": n}} with 102
+    // for an API that this system does not have, 405 for a method that the API does not have, and
+    // 500 for one that failed. An answer that is not of this form becomes 500.
+    //
+    // Plain Linux has no such services. What one of them would answer can be configured in the file
+    // API.json of the folder "/usr/varn/etc/webapi", an object with the answer of each method:
+    // {"get": {"success": true, "data": {}}}. Version, parameters and account are not looked at.
+    VARN_EXPORT static void Exec(Json::Value &answer, const char *api, int version,
+                                 const char *method, const Json::Value &params, const char *asUser);
+};
+
 }  // namespace VARN
 
 class WebUtils {
@@ -35,4 +53,39 @@ class WebUtils {
     // unchanged (no scheme, no host, a control character or a blank in it).
     VARN_EXPORT static bool ParseURL(const std::string &url, std::string &scheme, std::string &host,
                                      std::string &path);
+};
+
+// The answer of a request, on standard output.
+class VARN_EXPORT WebMan {
+  public:
+    // `readable` sets JSON in lines and indents it, for people; otherwise it is one line.
+    explicit WebMan(bool readable);
+
+    // Writes header lines (RFC 3875, 6.2), separated by line feeds with or without a carriage
+    // return, each ended by CR LF, and the empty line behind them. Null or "" stands for a JSON
+    // answer in UTF-8. Called once, before the body.
+    void WriteHeader(const char *header);
+
+    // Writes a JSON text (RFC 8259) in ASCII, a line feed at its end, and hands it on. What is not
+    // UTF-8 becomes U+FFFD. False when standard output did not take everything.
+    bool WriteBody(const Json::Value &body);
+
+  private:
+    bool readable_;
+};
+
+// A range of the bytes of an answer, both ends included. Released with free(3).
+struct _tag_HTTP_RANGE_SEGMENT {
+    int64_t first;
+    int64_t last;
+};
+
+class HTTPFileOutputer {
+  public:
+    // The range that the request asks for (RFC 9110, 14.2: HTTP_RANGE in the CGI environment) of an
+    // answer of `total` bytes. 1 with *segment newly allocated, 0 <= first <= last < total; or 0
+    // with *segment null, which means the whole answer: no range, one that is not understood or not
+    // satisfiable, several, a length that is not known (total 0 or below), a method other than GET,
+    // or a range under a condition (If-Range), because these answers have no validators.
+    VARN_EXPORT static int SeekHttpRange(_tag_HTTP_RANGE_SEGMENT **segment, long long total);
 };

@@ -1,0 +1,112 @@
+#include "airplay_password/rtsp.h"
+
+#include <curl/curl.h>
+
+#include "airplay_password/source.h"
+#include "support/boundary.h"
+#include "support/log.h"
+
+namespace Tonvale::airplay {
+
+namespace {
+
+constexpr long kTimeoutSeconds = 5;
+
+std::size_t OnHeader(char *line, std::size_t size, std::size_t count, void *challenge) noexcept {
+    return support::Guarded(kSource, size * count, [&] {
+        ReadHeader({line, size * count}, *static_cast<Challenge *>(challenge));
+        return size * count;
+    });
+}
+
+// An answer's body is nobody's; libcurl would write it to the standard output.
+std::size_t Discard(char *, std::size_t size, std::size_t count, void *) noexcept {
+    return size * count;
+}
+
+}  // namespace
+
+struct RtspClient::List {
+    curl_slist *lines = nullptr;
+    ~List() { curl_slist_free_all(lines); }
+};
+
+RtspClient::RtspClient(const std::string &host, const std::string &port)
+    : url_("rtsp://" + host + ":" + port), handle_(curl_easy_init()) {
+    if (handle_ == nullptr) {
+        LOG_ERROR(kSource, "Failed to init curl.");
+    }
+}
+
+RtspClient::~RtspClient() {
+    curl_easy_cleanup(handle_);
+}
+
+bool RtspClient::Prepare(Challenge &challenge) {
+    CURLcode code = curl_easy_setopt(handle_, CURLOPT_URL, url_.c_str());
+    if (code != CURLE_OK) {
+        LOG_ERROR(kSource, "Failed to set curl url, code=%d, [%s]", code, url_.c_str());
+        return false;
+    }
+    code = curl_easy_setopt(handle_, CURLOPT_HEADERFUNCTION, OnHeader);
+    if (code == CURLE_OK) {
+        code = curl_easy_setopt(handle_, CURLOPT_HEADERDATA, &challenge);
+    }
+    if (code == CURLE_OK) {
+        code = curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Discard);
+    }
+    if (code != CURLE_OK) {
+        LOG_ERROR(kSource, "Failed to set head function, code=%d", code);
+        return false;
+    }
+    return true;
+}
+
+bool RtspClient::AddHeader(const std::string &line) {
+    list_ = std::make_unique<List>();
+    list_->lines = curl_slist_append(nullptr, line.c_str());
+    if (list_->lines == nullptr) {
+        LOG_ERROR(kSource, "Failed to set append curl slist, code=%d", CURLE_OUT_OF_MEMORY);
+        return false;
+    }
+    const CURLcode code = curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, list_->lines);
+    if (code != CURLE_OK) {
+        LOG_ERROR(kSource, "Failed to set http header, code=%d", code);
+        return false;
+    }
+    return true;
+}
+
+int RtspClient::Perform() {
+    CURLcode code = curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+    if (code != CURLE_OK) {
+        LOG_ERROR(kSource, "Failed to set curl NOSIGNAL, code=%d", code);
+        return 0;
+    }
+    curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, kTimeoutSeconds);
+    curl_easy_setopt(handle_, CURLOPT_TIMEOUT, kTimeoutSeconds);
+    code = curl_easy_perform(handle_);
+    if (code != CURLE_OK) {
+        LOG_ERROR(kSource, "Failed to curl_easy_perform, code=%d, url[%s]", code, url_.c_str());
+        return 0;
+    }
+    long status = 0;
+    code = curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
+    if (code != CURLE_OK) {
+        LOG_ERROR(kSource, "Failed to curl_easy_getinfo, code=%d", code);
+        return 0;
+    }
+    return static_cast<int>(status);
+}
+
+int RtspClient::Options(const std::string &headerLine, Challenge &challenge) {
+    if (!Prepare(challenge) || (!headerLine.empty() && !AddHeader(headerLine))) {
+        return 0;
+    }
+    const int status = Perform();
+    curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, nullptr);
+    list_.reset();
+    return status;
+}
+
+}  // namespace Tonvale::airplay

@@ -1,0 +1,130 @@
+#include "data_download/transfer.h"
+
+#include <curl/curl.h>
+
+#include <exception>
+#include <thread>
+
+namespace Tonvale::download {
+
+namespace {
+
+constexpr char kUserAgent[] = "Tonvale/5.7.0 (Varnel)";
+constexpr int kAttempts = 3;
+constexpr long kMostRedirects = 30;
+
+bool PassesByItself(CURLcode code) {
+    return code == CURLE_OPERATION_TIMEDOUT || code == CURLE_COULDNT_RESOLVE_PROXY ||
+           code == CURLE_COULDNT_RESOLVE_HOST;
+}
+
+std::string OrEmpty(const char *text) {
+    return text != nullptr ? text : "";
+}
+
+}  // namespace
+
+// What comes in from libcurl. It knows of a limit only where a length is announced, so that the
+// bytes are counted here.
+struct Transfer::Receiver {
+    Sink &sink;
+    std::size_t limit;  // 0: none
+    std::size_t received = 0;
+    bool tooLarge = false;
+    std::exception_ptr thrown = {};
+
+    static std::size_t Take(char *bytes, std::size_t size, std::size_t count,
+                            void *receiver) noexcept {
+        return static_cast<Receiver *>(receiver)->Take({bytes, size * count});
+    }
+
+    // Any other number than that of the bytes ends the transfer.
+    std::size_t Take(std::string_view bytes) noexcept {
+        received += bytes.size();
+        tooLarge = limit > 0 && received > limit;
+        try {
+            return !tooLarge && sink.Write(bytes) ? bytes.size() : bytes.size() + 1;
+        } catch (...) {
+            thrown = std::current_exception();
+            return bytes.size() + 1;
+        }
+    }
+};
+
+Transfer::Transfer(const Patience &patience) noexcept : patience_(patience), handle_(nullptr) {
+    if (curl_global_init(CURL_GLOBAL_ALL) != CURLE_OK) {
+        return;
+    }
+    handle_ = curl_easy_init();
+    if (handle_ == nullptr) {
+        curl_global_cleanup();
+    }
+}
+
+Transfer::~Transfer() {
+    if (handle_ != nullptr) {
+        curl_easy_cleanup(handle_);
+        curl_global_cleanup();
+    }
+}
+
+Outcome Transfer::Run(const std::string &url, int maxSize, Sink &sink) {
+    curl_easy_setopt(handle_, CURLOPT_URL, url.c_str());
+    curl_easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
+    curl_easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
+    curl_easy_setopt(handle_, CURLOPT_MAXREDIRS, kMostRedirects);
+    curl_easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    // Servers in a home have certificates that nobody has signed.
+    curl_easy_setopt(handle_, CURLOPT_SSL_VERIFYPEER, 0L);
+    curl_easy_setopt(handle_, CURLOPT_SSL_VERIFYHOST, 0L);
+    curl_easy_setopt(handle_, CURLOPT_TIMEOUT_MS, static_cast<long>(patience_.total.count()));
+    curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT_MS,
+                     static_cast<long>(patience_.connect.count()));
+    curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION,
+                     static_cast<curl_write_callback>(&Receiver::Take));
+    if (maxSize > 0) {
+        curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE, static_cast<long>(maxSize));
+    }
+    for (int attempt = 1;; ++attempt) {
+        Receiver receiver{sink, maxSize > 0 ? static_cast<std::size_t>(maxSize) : 0};
+        bool mayRepeat = false;
+        const Outcome outcome = Attempt(receiver, mayRepeat);
+        if (!mayRepeat || attempt == kAttempts) {
+            return outcome;
+        }
+        std::this_thread::sleep_for(patience_.pause);
+    }
+}
+
+Outcome Transfer::Attempt(Receiver &receiver, bool &mayRepeat) {
+    if (!receiver.sink.Restart()) {
+        return Outcome::kNotStarted;
+    }
+    curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &receiver);
+    const CURLcode code = curl_easy_perform(handle_);
+    if (receiver.thrown) {
+        std::rethrow_exception(receiver.thrown);
+    }
+    mayRepeat = PassesByItself(code);
+    if (receiver.tooLarge || code == CURLE_FILESIZE_EXCEEDED) {
+        return Outcome::kTooLarge;
+    }
+    return code == CURLE_OK ? Outcome::kAnswered : Outcome::kFailed;
+}
+
+Answer Transfer::Tell() const {
+    Answer answer;
+    curl_off_t length = -1;
+    const char *type = nullptr;
+    const char *url = nullptr;
+    curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &answer.responseCode);
+    curl_easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    curl_easy_getinfo(handle_, CURLINFO_CONTENT_TYPE, &type);
+    curl_easy_getinfo(handle_, CURLINFO_EFFECTIVE_URL, &url);
+    answer.contentLength = static_cast<double>(length);
+    answer.contentType = OrEmpty(type);
+    answer.effectiveUrl = OrEmpty(url);
+    return answer;
+}
+
+}  // namespace Tonvale::download

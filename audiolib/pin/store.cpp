@@ -1,0 +1,258 @@
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <utility>
+
+#include "pin/source.h"
+#include "support/boundary.h"
+#include "support/log.h"
+#include "support/statement.h"
+#include "tonvale/library.h"
+#include "tonvale/pins.h"
+#include "varn/sql.h"
+
+namespace Tonvale {
+
+namespace {
+
+using pin::kSource;
+using support::Field;
+using support::Guarded;
+
+constexpr char kCountOfUser[] = "SELECT COUNT(id) FROM pin WHERE user_id = %d";
+constexpr char kById[] = "SELECT * FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
+constexpr char kByView[] =
+    "SELECT * FROM pin WHERE user_id = @VARN:INT AND type = '@VARN:VAR' AND criteria = "
+    "'@VARN:VAR'";
+constexpr char kPage[] = "SELECT * FROM pin WHERE user_id = %d ORDER BY sort_key OFFSET %d %s";
+constexpr char kLastKey[] = "SELECT MAX(sort_key) FROM pin WHERE user_id = @VARN:INT";
+constexpr char kInsert[] =
+    "INSERT INTO pin (user_id, type, name, criteria, sort_key) VALUES (@VARN:INT, '@VARN:VAR', "
+    "'@VARN:VAR', '@VARN:VAR', @VARN:INT)";
+constexpr char kDelete[] = "DELETE FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
+constexpr char kRename[] =
+    "UPDATE pin SET name = '@VARN:VAR' WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
+
+// A statement of numbers and fixed words.
+std::optional<std::string> Formatted(const support::Text &text) {
+    return text ? std::optional<std::string>(text.get()) : std::nullopt;
+}
+
+// The compact writer and the lenient reader set the form in which criteria are stored and compared.
+#pragma GCC diagnostic push
+#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
+
+std::string CriteriaText(const Json::Value &criteria) {
+    std::string text = Json::FastWriter().write(criteria);
+    text.pop_back();  // the writer's line end
+    return text;
+}
+
+Json::Value ParsedCriteria(const std::string &text) {
+    Json::Value criteria;
+    try {
+        if (Json::Reader().parse(text, criteria)) {
+            return criteria;
+        }
+    } catch (const Json::Exception &) {  // nested too deep
+    }
+    return Json::Value();
+}
+
+#pragma GCC diagnostic pop
+
+PinData ReadRow(const support::Result &rows, int row) {
+    PinData pin;
+    pin.id = Field(rows, row, "id");
+    pin.type = Field(rows, row, "type");
+    pin.name = Field(rows, row, "name");
+    pin.user_id = static_cast<int>(support::NumberField(rows, row, "user_id"));
+    pin.sort_key = static_cast<int>(support::NumberField(rows, row, "sort_key"));
+    pin.criteria = ParsedCriteria(Field(rows, row, "criteria"));
+    return pin;
+}
+
+bool Query(DBConnect_tag *conn, const std::optional<std::string> &statement,
+           support::Result *rows) {
+    return conn != nullptr && support::Execute(kSource, conn, statement, rows);
+}
+
+}  // namespace
+
+const std::set<std::string> PinData::ALLOWED_PIN_TYPE = {
+    FOLDER, ALBUM, ARTIST, COMPOSER, GENRE, PLAYLIST, RECENTLY_ADDED, RANDOM_100};
+const std::set<std::string> PinData::ALLOWED_PIN_CRITERIA = {
+    FOLDER, ALBUM, ARTIST, ALBUM_ARTIST, COMPOSER, GENRE, GENRE_FILTER, PLAYLIST};
+
+PinManager::PinManager(unsigned int uid, const std::string &userName) noexcept
+    : uid_(uid), userName_(userName) {}
+
+bool PinManager::CheckType(const std::string &type) noexcept {
+    return Guarded(kSource, false, [&] {
+        return PinData::ALLOWED_PIN_TYPE.contains(type) || Fail(PIN_ERROR_TYPE);
+    });
+}
+
+bool PinManager::CheckCriteria(const std::vector<std::string> &keys) noexcept {
+    return Guarded(kSource, false, [&] {
+        for (const std::string &key : keys) {
+            if (!PinData::ALLOWED_PIN_CRITERIA.contains(key)) {
+                return Fail(PIN_ERROR_CRITERIA);
+            }
+        }
+        return true;
+    });
+}
+
+bool PinManager::Fail(int code) {
+    error_ = code;
+    return false;
+}
+
+bool PinManager::Run(const std::optional<std::string> &statement) {
+    return Query(Get(), statement, nullptr) || Fail(PIN_ERROR_DATABASE);
+}
+
+bool PinManager::ReadPins(const std::optional<std::string> &statement, std::vector<PinData> &pins) {
+    support::Result rows;
+    if (!Query(Get(), statement, &rows)) {
+        return Fail(PIN_ERROR_DATABASE);
+    }
+    while (const auto row = support::NextRow(rows)) {
+        pins.push_back(ReadRow(rows, *row));
+        ShowCriteria(pins.back());
+    }
+    return true;
+}
+
+bool PinManager::ReadNumber(const std::optional<std::string> &statement, const char *column,
+                            int &number) {
+    support::Result rows;
+    if (!Query(Get(), statement, &rows)) {
+        return Fail(PIN_ERROR_DATABASE);
+    }
+    const auto row = support::NextRow(rows);
+    number = row ? static_cast<int>(support::NumberField(rows, *row, column)) : 0;
+    return true;
+}
+
+void PinManager::ShowCriteria(PinData &pin) {
+    if (pin.type == PinData::FOLDER) {
+        ConvertFolderPathToID(pin.criteria);
+    } else if (pin.type == PinData::PLAYLIST) {
+        ConvertPlaylistPathToID(pin.criteria);
+    }
+    // A view that is gone is still a pin: it can be listed, renamed and removed.
+    error_ = PIN_ERROR_NONE;
+}
+
+bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &out) {
+    std::vector<PinData> pins;
+    if (!ReadPins(statement, pins)) {
+        return false;
+    }
+    if (pins.empty()) {
+        return Fail(PIN_ERROR_NOT_FOUND);
+    }
+    out = std::move(pins.front());
+    return true;
+}
+
+int PinManager::GetPinTotalByUser() noexcept {
+    error_ = PIN_ERROR_NONE;
+    return Guarded(kSource, -1, [&] {
+        const support::Text statement(VLIBCStrGet(kCountOfUser, static_cast<int>(uid_)));
+        int total = 0;
+        return ReadNumber(Formatted(statement), "count", total) ? total : -1;
+    });
+}
+
+bool PinManager::GetPinByUserId(const std::string &id, PinData &out) noexcept {
+    error_ = PIN_ERROR_NONE;
+    return Guarded(kSource, false,
+                   [&] { return ReadOne(varn::Sql(kById, static_cast<int>(uid_), id), out); });
+}
+
+bool PinManager::GetPinByUserTypeCriteria(const std::string &type, const std::string &criteriaJson,
+                                          PinData &out) noexcept {
+    error_ = PIN_ERROR_NONE;
+    return Guarded(kSource, false, [&] {
+        return ReadOne(varn::Sql(kByView, static_cast<int>(uid_), type, criteriaJson), out);
+    });
+}
+
+bool PinManager::ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept {
+    error_ = PIN_ERROR_NONE;
+    return Guarded(kSource, false, [&] {
+        const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
+        const support::Text statement(
+            VLIBCStrGet(kPage, static_cast<int>(uid_), offset, limitClause.c_str()));
+        return ReadPins(Formatted(statement), out);
+    });
+}
+
+bool PinManager::StoredCriteria(const std::string &type, Json::Value criteria, std::string &text) {
+    if (type == PinData::RECENTLY_ADDED || type == PinData::RANDOM_100) {
+        text = "{}";
+        return true;
+    }
+    if (!criteria.isObject() && !criteria.isNull()) {
+        return Fail(PIN_ERROR_CRITERIA);
+    }
+    if (!CheckCriteria(criteria.getMemberNames()) ||
+        (type == PinData::FOLDER && !ConvertFolderIdToPath(criteria)) ||
+        (type == PinData::PLAYLIST && !ConvertPlaylistIdToPath(criteria))) {
+        return false;
+    }
+    text = CriteriaText(criteria);
+    return true;
+}
+
+bool PinManager::Insert(const std::string &type, const std::string &name,
+                        const std::string &criteria) {
+    const int user = static_cast<int>(uid_);
+    int last = 0;
+    if (!ReadNumber(varn::Sql(kLastKey, user), "max", last)) {
+        return false;
+    }
+    return Run(varn::Sql(kInsert, user, type, name, criteria, last + 1));
+}
+
+bool PinManager::Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
+                     PinData &out) noexcept {
+    error_ = PIN_ERROR_NONE;
+    return Guarded(kSource, false, [&] {
+        std::string text;
+        if (!CheckType(type) || !StoredCriteria(type, criteria, text)) {
+            return false;
+        }
+        PinData pin;
+        if (GetPinByUserTypeCriteria(type, text, pin)) {
+            return Fail(PIN_ERROR_EXISTS);
+        }
+        if (error_ != PIN_ERROR_NOT_FOUND) {
+            return false;
+        }
+        error_ = PIN_ERROR_NONE;
+        if (!Insert(type, name, text)) {
+            return false;
+        }
+        return GetPinByUserTypeCriteria(type, text, out) || Fail(PIN_ERROR_DATABASE);
+    });
+}
+
+bool PinManager::Unpin(const std::string &id) noexcept {
+    return Guarded(kSource, false, [&] {
+        PinData pin;
+        return GetPinByUserId(id, pin) && Run(varn::Sql(kDelete, static_cast<int>(uid_), id));
+    });
+}
+
+bool PinManager::Rename(const std::string &id, const std::string &name) noexcept {
+    return Guarded(kSource, false, [&] {
+        PinData pin;
+        return GetPinByUserId(id, pin) && Run(varn::Sql(kRename, name, static_cast<int>(uid_), id));
+    });
+}
+
+}  // namespace Tonvale

@@ -1,0 +1,73 @@
+#include "sharing/sharing.h"
+#include "support/boundary.h"
+#include "support/log.h"
+#include "support/statement.h"
+#include "tonvale/sharing.h"
+#include "varn/sql.h"
+
+namespace Tonvale {
+
+namespace {
+
+using sharing::kSource;
+using support::Guarded;
+
+constexpr char kNormalRenamed[] =
+    "UPDATE playlist_sharing SET playlist_id = '@VARN:VAR', path = '@VARN:VAR' WHERE path = "
+    "'@VARN:VAR'";
+constexpr char kSmartRenamed[] =
+    "UPDATE playlist_sharing SET playlist_id = '@VARN:VAR' WHERE playlist_id = '@VARN:VAR'";
+constexpr char kDeleted[] = "DELETE FROM playlist_sharing WHERE playlist_id = '@VARN:VAR'";
+constexpr char kPersonalLibrariesChanged[] =
+    "DELETE FROM playlist_sharing WHERE playlist_id LIKE 'playlist_personal_normal/%'";
+constexpr char kPrivilegeLost[] = "DELETE FROM playlist_sharing WHERE user_id = @VARN:INT";
+
+bool Given(bool good) {
+    if (!good) {
+        LOG_ERROR(kSource, "Bad parameter.");
+    }
+    return good;
+}
+
+}  // namespace
+
+bool SharingManager::HandleNormalPlaylistRename(std::string newPlaylistId, std::string newPath,
+                                                std::string oldPath) noexcept {
+    return Guarded(kSource, false, [&] {
+        return Given(!newPlaylistId.empty() && !newPath.empty() && !oldPath.empty()) &&
+               Connected() &&
+               support::Execute(kSource, conn_,
+                                varn::Sql(kNormalRenamed, newPlaylistId, newPath, oldPath));
+    });
+}
+
+bool SharingManager::HandleSmartPlaylistRename(std::string newPlaylistId,
+                                               std::string oldPlaylistId) noexcept {
+    return Guarded(kSource, false, [&] {
+        return Given(!newPlaylistId.empty() && !oldPlaylistId.empty()) && Connected() &&
+               support::Execute(kSource, conn_,
+                                varn::Sql(kSmartRenamed, newPlaylistId, oldPlaylistId));
+    });
+}
+
+bool SharingManager::HandlePlaylistDelete(std::string playlistId) noexcept {
+    return Guarded(kSource, false, [&] {
+        return Given(!playlistId.empty()) && Connected() &&
+               support::Execute(kSource, conn_, varn::Sql(kDeleted, playlistId));
+    });
+}
+
+bool SharingManager::HandlePersonalLibChange() noexcept {
+    return Guarded(kSource, false, [&] {
+        return Connected() && support::Execute(kSource, conn_, kPersonalLibrariesChanged);
+    });
+}
+
+bool SharingManager::HandleDeleteUserPrivilege(unsigned int uid) noexcept {
+    return Guarded(kSource, false, [&] {
+        return Given(uid != sharing::kNoUser) && Connected() &&
+               support::Execute(kSource, conn_, varn::Sql(kPrivilegeLost, static_cast<int>(uid)));
+    });
+}
+
+}  // namespace Tonvale

@@ -1,0 +1,224 @@
+#include <utility>
+
+#include "sharing/sharing.h"
+#include "support/boundary.h"
+#include "support/log.h"
+#include "support/statement.h"
+#include "tonvale/library.h"
+#include "tonvale/settings.h"
+#include "tonvale/sharing.h"
+#include "varn/sql.h"
+
+namespace Tonvale {
+
+namespace {
+
+using sharing::kNoUser;
+using sharing::kSource;
+using support::Field;
+using support::Guarded;
+
+constexpr unsigned kSharingPermission = 0x20;
+
+constexpr char kIdInUse[] = "SELECT id FROM playlist_sharing WHERE id = '@VARN:VAR'";
+constexpr char kInsert[] =
+    "INSERT INTO playlist_sharing(id, user_id, user_name, playlist_id, path, avail_date, exp_date, "
+    "status) VALUES ('@VARN:VAR', @VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR', '@VARN:VAR', "
+    "'@VARN:VAR', '@VARN:VAR')";
+constexpr char kUpdate[] =
+    "UPDATE playlist_sharing SET avail_date = '@VARN:VAR', exp_date = '@VARN:VAR', status = "
+    "'@VARN:VAR' WHERE user_id = @VARN:INT AND playlist_id = '@VARN:VAR'";
+constexpr char kDelete[] =
+    "DELETE FROM playlist_sharing WHERE user_id = @VARN:INT AND playlist_id = '@VARN:VAR'";
+constexpr char kById[] =
+    "SELECT id, user_name, user_id, playlist_id, avail_date, exp_date, path FROM playlist_sharing "
+    "WHERE id = '@VARN:VAR'";
+constexpr char kByOwner[] =
+    "SELECT id, user_name, avail_date, exp_date, path FROM playlist_sharing WHERE user_id = "
+    "@VARN:INT AND playlist_id = '@VARN:VAR'";
+
+// True when `rec` names a user's playlist.
+bool NamesPlaylist(const SharingData &rec) {
+    if (rec.user_id != kNoUser && !rec.playlist_id.empty()) {
+        return true;
+    }
+    LOG_ERROR(kSource, "Bad parameter.");
+    return false;
+}
+
+// Half a range of dates is none.
+void DefaultDates(SharingData &rec) {
+    if (rec.avail_date.empty() || rec.exp_date.empty()) {
+        rec.avail_date = SharingManager::DATE_DEFAULT;
+        rec.exp_date = SharingManager::DATE_DEFAULT;
+    }
+}
+
+// The row's columns that every look-up selects.
+void ReadRow(const support::Result &rows, int row, SharingData &rec) {
+    rec.id = Field(rows, row, "id");
+    rec.avail_date = Field(rows, row, "avail_date");
+    rec.exp_date = Field(rows, row, "exp_date");
+    rec.path = Field(rows, row, "path");
+    rec.user_name = Field(rows, row, "user_name");
+    rec.status = sharing::Status(rec.avail_date, rec.exp_date);
+}
+
+}  // namespace
+
+void SharingData::Reset() noexcept {
+    for (std::string *text :
+         {&id, &playlist_id, &user_name, &path, &avail_date, &exp_date, &status}) {
+        text->clear();
+    }
+    user_id = kNoUser;
+}
+
+SharingManager::~SharingManager() {
+    VARNDBClose(conn_);
+}
+
+bool SharingManager::GetDBConnection(DBConnect_tag *&out) noexcept {
+    if (!Connected()) {
+        return false;
+    }
+    out = conn_;
+    return true;
+}
+
+bool SharingManager::Connected() {
+    if (conn_ == nullptr) {
+        conn_ = AudioInfoDBConnect();
+    }
+    if (conn_ == nullptr) {
+        LOG_ERROR(kSource, "Failed to connect to database");
+    }
+    return conn_ != nullptr;
+}
+
+bool SharingManager::IsUserAllowSharing(const unsigned int &uid) noexcept {
+    return Guarded(kSource, false, [&] {
+        const support::User user = support::UserByUid(uid);
+        if (!user) {
+            LOG_ERROR(kSource, "Fail to get user by id.");
+            return false;
+        }
+        return (AudioUsers::GetUserPermission(user->szName) & kSharingPermission) != 0;
+    });
+}
+
+bool SharingManager::CheckSharingIdExist(std::string id) noexcept {
+    return Guarded(kSource, true, [&] {
+        if (id.empty()) {
+            LOG_ERROR(kSource, "Bad parameter.");
+            return true;
+        }
+        support::Result rows;
+        if (!Connected() || !support::Execute(kSource, conn_, varn::Sql(kIdInUse, id), &rows)) {
+            return true;
+        }
+        return !support::NextRow(rows);
+    });
+}
+
+bool SharingManager::AddSharingRecord(SharingData &rec) noexcept {
+    return Guarded(kSource, false, [&] {
+        if (!NamesPlaylist(rec)) {
+            return false;
+        }
+        DefaultDates(rec);
+        if (rec.id.empty()) {
+            rec.id = GetSharingHashString();
+        }
+        if (!Connected() ||
+            !support::Execute(
+                kSource, conn_,
+                varn::Sql(kInsert, rec.id, static_cast<int>(rec.user_id), rec.user_name,
+                          rec.playlist_id, rec.path, rec.avail_date, rec.exp_date, rec.status))) {
+            return false;
+        }
+        rec.status = sharing::Status(rec.avail_date, rec.exp_date);
+        return true;
+    });
+}
+
+bool SharingManager::UpdateSharingRecord(SharingData &rec) noexcept {
+    return Guarded(kSource, false, [&] {
+        if (!NamesPlaylist(rec)) {
+            return false;
+        }
+        DefaultDates(rec);
+        rec.status.clear();  // the stored one is of no account: readers look at the dates
+        if (!Connected() ||
+            !support::Execute(kSource, conn_,
+                              varn::Sql(kUpdate, rec.avail_date, rec.exp_date, rec.status,
+                                        static_cast<int>(rec.user_id), rec.playlist_id))) {
+            return false;
+        }
+        rec.status = sharing::Status(rec.avail_date, rec.exp_date);
+        return true;
+    });
+}
+
+bool SharingManager::DeleteSharingRecord(SharingData &rec) noexcept {
+    return Guarded(kSource, false, [&] {
+        if (!NamesPlaylist(rec) || !Connected() ||
+            !support::Execute(kSource, conn_,
+                              varn::Sql(kDelete, static_cast<int>(rec.user_id), rec.playlist_id))) {
+            return false;
+        }
+        rec.id.clear();
+        rec.avail_date = DATE_DEFAULT;
+        rec.exp_date = DATE_DEFAULT;
+        rec.status = "none";
+        return true;
+    });
+}
+
+bool SharingManager::GetSharingRecord(SharingData &rec, bool onlyValid) noexcept {
+    return Guarded(kSource, false, [&] {
+        const bool byId = !rec.id.empty();
+        if (!byId && !NamesPlaylist(rec)) {
+            return false;
+        }
+        if (!(byId && rec.user_id == kNoUser) && !IsUserAllowSharing(rec.user_id)) {
+            return false;
+        }
+        const auto statement =
+            byId ? varn::Sql(kById, rec.id)
+                 : varn::Sql(kByOwner, static_cast<int>(rec.user_id), rec.playlist_id);
+        support::Result rows;
+        if (!Connected() || !support::Execute(kSource, conn_, statement, &rows)) {
+            return false;
+        }
+        const auto row = support::NextRow(rows);
+        if (!row) {
+            return false;
+        }
+        if (byId) {
+            const auto owner = static_cast<uint32_t>(support::NumberField(rows, *row, "user_id"));
+            if (!IsUserAllowSharing(owner)) {
+                return false;
+            }
+            rec.user_id = owner;
+            rec.playlist_id = Field(rows, *row, "playlist_id");
+        }
+        ReadRow(rows, *row, rec);
+        CheckAndUpdateRecord(rec.playlist_id, rec.path);
+        return !onlyValid || rec.status == "valid";
+    });
+}
+
+void SharingManager::ConvertSharingInfoObj(const SharingData &rec, Json::Value &out) noexcept {
+    Guarded(kSource, 0, [&] {
+        out = Json::Value(Json::objectValue);
+        out["id"] = rec.id;
+        out["url"] = GetUrl(rec.id);
+        out["date_available"] = sharing::ShownDate(rec.avail_date);
+        out["date_expired"] = sharing::ShownDate(rec.exp_date);
+        out["status"] = rec.status;
+        return 0;
+    });
+}
+
+}  // namespace Tonvale

@@ -1,0 +1,25 @@
+// Statements on a connection, with the log lines that the modules share.
+#pragma once
+
+#include <optional>
+#include <string>
+
+#include "support/handles.h"
+
+namespace Tonvale::support {
+
+// Runs a statement and, where `rows` is not null, hands its rows over. False, with a line of the
+// module `source`, when it fails or when there is no text (varn::Sql could not build it).
+bool Execute(const char *source, DBConnect_tag *conn, const std::optional<std::string> &statement,
+             Result *rows = nullptr, int line = __builtin_LINE());
+
+// The next row of a result; nothing at its end.
+std::optional<int> NextRow(const Result &rows);
+
+// A field as text; "" for NULL.
+std::string Field(const Result &rows, int row, const char *column);
+
+// A field as a number in base 10; 0 for NULL.
+long long NumberField(const Result &rows, int row, const char *column);
+
+}  // namespace Tonvale::support

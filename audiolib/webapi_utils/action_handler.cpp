@@ -1,0 +1,52 @@
+#include "support/boundary.h"
+#include "tonvale/action.h"
+#include "varn/base.h"
+
+namespace {
+
+constexpr char kSource[] = "audiolib/webapi_utils";
+
+using Tonvale::support::Guarded;
+
+Json::Value TextOrEmpty(const char *text) {
+    return text != nullptr ? Json::Value(text) : Json::Value("");
+}
+
+}  // namespace
+
+ActionHandler::ActionHandler() : web_(false) {}
+
+ActionHandler::~ActionHandler() = default;
+
+bool ActionHandler::PrintResponse(Json::Value reply, const char *header) noexcept {
+    return Guarded(kSource, false, [&] {
+        web_.WriteHeader(header);
+        return web_.WriteBody(reply);
+    });
+}
+
+void ActionHandler::SetSuccess(Json::Value &reply, bool ok) noexcept {
+    Guarded(kSource, false, [&] {
+        reply["success"] = ok;
+        return true;
+    });
+}
+
+void ActionHandler::SetWebapiFormatError(Json::Value &reply, int code) noexcept {
+    Guarded(kSource, false, [&] {
+        reply["error"]["code"] = code;
+        reply["success"] = false;
+        return true;
+    });
+}
+
+void ActionHandler::SetError(Json::Value &reply, const char *section, const char *key,
+                             int line) noexcept {
+    Guarded(kSource, false, [&] {
+        Json::Value &place = reply["errno"];
+        place["section"] = TextOrEmpty(section);
+        place["key"] = TextOrEmpty(key);
+        place["line"] = line;
+        return true;
+    });
+}

@@ -1,0 +1,39 @@
+// The one place that calls libcurl.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "tonvale/dlna.h"
+
+using CURL = void;
+
+namespace Tonvale::dlna {
+
+using HeaderList = std::unique_ptr<curl_slist, HeaderListFree>;
+
+// Appends a line; without memory the list stays as it was.
+void AddLine(HeaderList &list, const std::string &line) noexcept;
+
+// A POST request.
+class Post {
+  public:
+    Post() noexcept;
+    ~Post();
+    Post(const Post &) = delete;
+    Post &operator=(const Post &) = delete;
+
+    // False when there is no memory for a request.
+    explicit operator bool() const noexcept { return handle_ != nullptr; }
+
+    // Sends `body` and appends what comes back to `answer`, which must outlive the call like all
+    // other arguments. Returns libcurl's result.
+    int Send(const std::string &url, const HeaderList &headers, std::string_view body,
+             std::string &answer) noexcept;
+
+  private:
+    CURL *handle_;
+};
+
+}  // namespace Tonvale::dlna

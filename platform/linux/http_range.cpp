@@ -1,0 +1,116 @@
+#include "linux/http_range.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <cstring>
+#include <limits>
+
+#include "linux/error.h"
+#include "linux/memory.h"
+#include "varn/webapi.h"
+
+namespace varn {
+
+namespace {
+
+constexpr std::string_view kUnit = "bytes=";
+constexpr int64_t kHuge = std::numeric_limits<int64_t>::max();
+
+std::string_view WithoutBlanks(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t";
+    const std::size_t begin = std::min(text.find_first_not_of(kBlanks), text.size());
+    return text.substr(begin, text.find_last_not_of(kBlanks) + 1 - begin);
+}
+
+// A number in decimal digits, the largest there is where it is too large. Empty for anything else.
+std::optional<int64_t> Position(std::string_view digits) {
+    if (digits.empty() || digits.find_first_not_of("0123456789") != digits.npos) {
+        return std::nullopt;
+    }
+    int64_t number = 0;
+    for (const char digit : digits) {
+        if (__builtin_mul_overflow(number, 10, &number) ||
+            __builtin_add_overflow(number, digit - '0', &number)) {
+            return kHuge;
+        }
+    }
+    return number;
+}
+
+// The only element of a list that may have empty ones (RFC 9110, 5.6.1.2); "" for none or several.
+std::string_view OnlyElement(std::string_view list) {
+    std::string_view only;
+    while (!list.empty()) {
+        const std::size_t comma = std::min(list.find(','), list.size());
+        const std::string_view element = WithoutBlanks(list.substr(0, comma));
+        list.remove_prefix(std::min(comma + 1, list.size()));
+        if (element.empty()) {
+            continue;
+        }
+        if (!only.empty()) {
+            return "";
+        }
+        only = element;
+    }
+    return only;
+}
+
+std::optional<ByteRange> Suffix(int64_t length, int64_t total) {
+    if (length == 0) {
+        return std::nullopt;
+    }
+    return ByteRange{total - std::min(length, total), total - 1};
+}
+
+}  // namespace
+
+std::optional<ByteRange> ParseRange(std::string_view field, int64_t total) {
+    if (total <= 0 || field.size() < kUnit.size() ||
+        strncasecmp(field.data(), kUnit.data(), kUnit.size()) != 0) {
+        return std::nullopt;
+    }
+    const std::string_view range = OnlyElement(field.substr(kUnit.size()));
+    const std::size_t dash = range.find('-');
+    if (dash == range.npos) {
+        return std::nullopt;
+    }
+    const std::string_view lastDigits = range.substr(dash + 1);
+    const auto first = Position(range.substr(0, dash));
+    const auto last = Position(lastDigits);
+    if (dash == 0) {
+        return last ? Suffix(*last, total) : std::nullopt;
+    }
+    if (!first || *first >= total || (!last && !lastDigits.empty()) || (last && *last < *first)) {
+        return std::nullopt;
+    }
+    return ByteRange{*first, std::min(last.value_or(kHuge), total - 1)};
+}
+
+}  // namespace varn
+
+int HTTPFileOutputer::SeekHttpRange(_tag_HTTP_RANGE_SEGMENT **segment, long long total) {
+    if (segment == nullptr) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        return 0;
+    }
+    *segment = nullptr;
+    const char *const field = std::getenv("HTTP_RANGE");
+    const char *const method = std::getenv("REQUEST_METHOD");
+    if (field == nullptr || std::getenv("HTTP_IF_RANGE") != nullptr ||
+        (method != nullptr && std::strcmp(method, "GET") != 0)) {
+        return 0;
+    }
+    const auto range = varn::ParseRange(field, total);
+    if (!range) {
+        return 0;
+    }
+    *segment = static_cast<_tag_HTTP_RANGE_SEGMENT *>(std::malloc(sizeof **segment));
+    if (*segment == nullptr) {
+        varn::SetError(VLIB_ERR_OUT_OF_MEMORY);
+        return 0;
+    }
+    **segment = {range->first, range->last};
+    return 1;
+}

@@ -1,0 +1,82 @@
+// What the actions of entry.cgi have in common, and how they are found.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string_view>
+
+#include "request.h"
+#include "tonvale/action.h"
+
+namespace tonvale_entry {
+
+// An action that answers with data, or with the code of its refusal.
+class Action : public ActionHandler {
+  public:
+    explicit Action(const Request &request) : request_(request) {}
+
+    // Answers; true when the answer could be written.
+    bool Process() override;
+
+  protected:
+    // The "data" of the answer. Throws a Refusal.
+    virtual Json::Value Data() = 0;
+
+    const Request &Asked() const { return request_; }
+
+  private:
+    const Request &request_;
+};
+
+// An action that writes an HTTP answer of its own; a refusal has an HTTP status.
+class MediaAction : public ActionHandler {
+  public:
+    explicit MediaAction(const Request &request) : request_(request) {}
+    bool Process() override;
+
+  protected:
+    // Throws a Refusal as long as nothing has been written. True when all of the answer went out.
+    virtual bool Send() = 0;
+
+    const Request &Asked() const { return request_; }
+
+  private:
+    const Request &request_;
+};
+
+// The answer to a request that no action was found for.
+class RefusedAction : public ActionHandler {
+  public:
+    explicit RefusedAction(Code code) : code_(code) {}
+    bool Process() override;
+
+  private:
+    Code code_;
+};
+
+// A method of an API, of version 1 as long as there is only one.
+struct Method {
+    std::string_view name;
+    std::unique_ptr<ActionHandler> (*make)(const Request &request);
+};
+
+template <typename Made>
+std::unique_ptr<ActionHandler> Make(const Request &request) {
+    return std::make_unique<Made>(request);
+}
+
+// An API: one file, with the table of its methods.
+struct Api {
+    std::string_view name;
+    std::span<const Method> methods;
+    bool isPublic = false;  // answers without a login
+};
+
+// The action of a request; a RefusedAction when there is none, or nobody may ask for it.
+std::unique_ptr<ActionHandler> FindAction(const Request &request);
+
+extern const Api kInfoApi;
+extern const Api kSongApi;
+extern const Api kStreamApi;
+
+}  // namespace tonvale_entry

@@ -1,0 +1,162 @@
+#include "parameters.h"
+
+#include <json/reader.h>
+
+#include <algorithm>
+#include <charconv>
+#include <memory>
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr std::size_t kMostParameters = 256;
+
+int HexDigit(char c) {
+    if (c >= '0' && c <= '9') {
+        return c - '0';
+    }
+    const char lower = static_cast<char>(c | 0x20);
+    return lower >= 'a' && lower <= 'f' ? lower - 'a' + 10 : -1;
+}
+
+std::optional<std::string> Decoded(std::string_view text) {
+    std::string decoded;
+    for (std::size_t i = 0; i < text.size(); ++i) {
+        if (text[i] != '%') {
+            decoded += text[i] == '+' ? ' ' : text[i];
+            continue;
+        }
+        const int high = i + 2 < text.size() ? HexDigit(text[i + 1]) : -1;
+        const int low = i + 2 < text.size() ? HexDigit(text[i + 2]) : -1;
+        if (high < 0 || low < 0) {
+            return std::nullopt;
+        }
+        decoded += static_cast<char>(high * 16 + low);
+        i += 2;
+    }
+    return decoded;
+}
+
+// The length of the UTF-8 character (RFC 3629, 4) at the start of a text, 0 when there is none.
+std::size_t CharacterLength(std::string_view text) {
+    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
+    const unsigned char lead = byte(0);
+    const std::size_t length = lead < 0x80                    ? 1
+                               : lead >= 0xC2 && lead <= 0xDF ? 2
+                               : (lead & 0xF0) == 0xE0        ? 3
+                               : lead >= 0xF0 && lead <= 0xF4 ? 4
+                                                              : 0;
+    if (length == 0 || length > text.size()) {
+        return 0;
+    }
+    for (std::size_t i = 1; i < length; ++i) {
+        if ((byte(i) & 0xC0) != 0x80) {
+            return 0;
+        }
+    }
+    // Overlong forms, surrogates and what lies beyond the last plane.
+    const bool bad =
+        length > 2 && ((lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) > 0x9F) ||
+                       (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) > 0x8F));
+    return bad ? 0 : length;
+}
+
+bool IsCleanText(std::string_view text) {
+    while (!text.empty()) {
+        const char c = text.front();
+        const bool control =
+            (c >= 0 && c < 0x20 && c != '\t' && c != '\n' && c != '\r') || c == 0x7F;
+        const std::size_t length = control ? 0 : CharacterLength(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
+std::optional<std::vector<std::string>> FromJson(const std::string &text) {
+    Json::CharReaderBuilder builder;
+    builder["stackLimit"] = 8;
+    builder["failIfExtra"] = true;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value list;
+    try {
+        if (!reader->parse(text.data(), text.data() + text.size(), &list, nullptr)) {
+            return std::nullopt;
+        }
+    } catch (const Json::Exception &) {  // nested too deep
+        return std::nullopt;
+    }
+    std::vector<std::string> values;
+    for (const Json::Value &value : list) {
+        if (!value.isString() && !value.isIntegral()) {
+            return std::nullopt;
+        }
+        values.push_back(value.asString());
+        // An escape can hold what the text itself may not.
+        if (!IsCleanText(values.back())) {
+            return std::nullopt;
+        }
+    }
+    return values;
+}
+
+std::vector<std::string> FromCommas(std::string_view text) {
+    std::vector<std::string> values;
+    while (!text.empty()) {
+        const std::size_t comma = std::min(text.find(','), text.size());
+        if (comma > 0) {
+            values.emplace_back(text.substr(0, comma));
+        }
+        text.remove_prefix(std::min(comma + 1, text.size()));
+    }
+    return values;
+}
+
+}  // namespace
+
+std::optional<Parameters> Parameters::Parse(std::string_view query, std::string_view form) {
+    Parameters parameters;
+    for (std::string_view rest : {query, form}) {
+        while (!rest.empty()) {
+            const std::size_t end = std::min(rest.find('&'), rest.size());
+            if (end > 0 && !parameters.Add(rest.substr(0, end))) {
+                return std::nullopt;
+            }
+            rest.remove_prefix(std::min(end + 1, rest.size()));
+        }
+    }
+    return parameters;
+}
+
+bool Parameters::Add(std::string_view encoded) {
+    const std::size_t equals = std::min(encoded.find('='), encoded.size());
+    auto name = Decoded(encoded.substr(0, equals));
+    auto value = Decoded(encoded.substr(std::min(equals + 1, encoded.size())));
+    return name && value && IsCleanText(*name) && IsCleanText(*value) &&
+           values_.size() < kMostParameters &&
+           values_.emplace(*std::move(name), *std::move(value)).second;
+}
+
+const std::string *Parameters::Find(const std::string &name) const {
+    const auto found = values_.find(name);
+    return found != values_.end() ? &found->second : nullptr;
+}
+
+std::optional<std::vector<std::string>> SplitValues(const std::string &text, std::size_t most) {
+    auto values = text.starts_with('[') ? FromJson(text) : FromCommas(text);
+    return values && values->size() <= most ? std::move(values) : std::nullopt;
+}
+
+std::optional<long long> ParseNumber(std::string_view text, long long low, long long high) {
+    long long number = 0;
+    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+    if (error != std::errc() || end != text.data() + text.size() || number < low || number > high) {
+        return std::nullopt;
+    }
+    return number;
+}
+
+}  // namespace tonvale_entry

@@ -1,0 +1,36 @@
+// The parameters of a request.
+#pragma once
+
+#include <map>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace tonvale_entry {
+
+// Names and values in the form of application/x-www-form-urlencoded, decoded.
+class Parameters {
+  public:
+    // Reads the query and the form together. Empty for what no client of ours writes: a name that
+    // comes twice, a bad escape, text that is not UTF-8 or has control characters other than tab
+    // and line ends, more than 256 parameters.
+    static std::optional<Parameters> Parse(std::string_view query, std::string_view form);
+
+    // Null when it was not given.
+    const std::string *Find(const std::string &name) const;
+
+  private:
+    bool Add(std::string_view encoded);
+
+    std::map<std::string, std::string> values_;
+};
+
+// The values of one parameter: a JSON array of texts and whole numbers, or text separated by commas.
+// Empty for an array of anything else, and for more than `most` values.
+std::optional<std::vector<std::string>> SplitValues(const std::string &text, std::size_t most);
+
+// A whole number in decimal. Empty for anything else, or outside low to high.
+std::optional<long long> ParseNumber(std::string_view text, long long low, long long high);
+
+}  // namespace tonvale_entry

@@ -1,0 +1,23 @@
+// Why a request gets no data.
+#pragma once
+
+namespace tonvale_entry {
+
+// The codes of docs/webapi.md.
+enum class Code : int {
+    kNoSuchApi = 102,
+    kBadParameter = 400,
+    kNotPermitted = 403,
+    kNoSuchItem = 404,
+    kNoSuchMethod = 405,
+    kExistsAlready = 409,
+    kFailed = 500,
+    kBusy = 503,
+};
+
+// Thrown by an action before it has written anything; caught where it was started.
+struct Refusal {
+    Code code;
+};
+
+}  // namespace tonvale_entry

@@ -1,0 +1,160 @@
+#include "request.h"
+
+#include <strings.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
+#include <cstdlib>
+#include <memory>
+#include <string_view>
+
+#include "tonvale/settings.h"
+#include "varn/account.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr long long kMostBody = 1 << 20;
+constexpr std::size_t kMostValues = 1000;
+constexpr std::string_view kForm = "application/x-www-form-urlencoded";
+
+std::string Variable(const char *name) {
+    const char *value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// A media type without its parameters, in any case.
+bool IsForm(std::string_view type) {
+    type = type.substr(0, std::min(type.find(';'), type.size()));
+    while (type.ends_with(' ')) {
+        type.remove_suffix(1);
+    }
+    return type.size() == kForm.size() && strncasecmp(type.data(), kForm.data(), kForm.size()) == 0;
+}
+
+// The body of a POST. One that ends before its announced length is no request.
+std::string ReadForm() {
+    const std::string announced = Variable("CONTENT_LENGTH");
+    const auto length = announced.empty() ? 0 : ParseNumber(announced, 0, kMostBody);
+    if (!length || (*length > 0 && !IsForm(Variable("CONTENT_TYPE")))) {
+        throw Refusal{Code::kBadParameter};
+    }
+    std::string body(static_cast<std::size_t>(*length), '\0');
+    for (std::size_t place = 0; place < body.size();) {
+        const ssize_t got = read(STDIN_FILENO, body.data() + place, body.size() - place);
+        if (got == 0 || (got < 0 && errno != EINTR)) {
+            throw Refusal{Code::kBadParameter};
+        }
+        place += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+    }
+    return body;
+}
+
+std::string PreferenceDirOf(const std::string &name) {
+    std::array<char, PATH_MAX> folder{};
+    VARNUserPreferenceDirGet(name.c_str(), folder.data(), folder.size());
+    return folder.data();
+}
+
+// An account that the web server knows and this system does not is nobody.
+std::optional<VARN::APIRequest> LoggedIn() {
+    const std::string name = Variable("REMOTE_USER");
+    PVARN_USER found = nullptr;
+    if (name.empty() || VARNUserGet(name.c_str(), &found) != 0) {
+        return std::nullopt;
+    }
+    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
+    return VARN::APIRequest(user->uid, user->szName, PreferenceDirOf(name));
+}
+
+}  // namespace
+
+Request Request::Read() {
+    const std::string method = Variable("REQUEST_METHOD");
+    const bool isPost = method == "POST";
+    if (!isPost && method != "GET" && method != "HEAD") {
+        throw Refusal{Code::kNoSuchMethod};
+    }
+    auto parameters = Parameters::Parse(Variable("QUERY_STRING"), isPost ? ReadForm() : "");
+    if (!parameters) {
+        throw Refusal{Code::kBadParameter};
+    }
+    auto user = LoggedIn();
+    const bool isLoggedIn = user.has_value();
+    return Request(user.value_or(VARN::APIRequest(UINT_MAX, "", "")), isLoggedIn,
+                   *std::move(parameters), method == "HEAD");
+}
+
+unsigned Request::Rights() const {
+    if (!rights_) {
+        rights_ = isLoggedIn_ ? AudioUsers::GetUserPermission(user_.GetLoginUserName()) : 0;
+    }
+    return *rights_;
+}
+
+void Request::Require(unsigned right) const {
+    if ((Rights() & right) != right) {
+        throw Refusal{Code::kNotPermitted};
+    }
+}
+
+std::string Request::Text(const std::string &name, const std::string &otherwise) const {
+    const std::string *value = parameters_.Find(name);
+    return value != nullptr ? *value : otherwise;
+}
+
+std::string Request::RequiredText(const std::string &name) const {
+    const std::string *value = parameters_.Find(name);
+    if (value == nullptr || value->empty()) {
+        throw Refusal{Code::kBadParameter};
+    }
+    return *value;
+}
+
+long long Request::Number(const std::string &name, long long otherwise, long long low,
+                          long long high) const {
+    const std::string *value = parameters_.Find(name);
+    if (value == nullptr) {
+        return otherwise;
+    }
+    const auto number = ParseNumber(*value, low, high);
+    if (!number) {
+        throw Refusal{Code::kBadParameter};
+    }
+    return *number;
+}
+
+std::vector<std::string> Request::Values(const std::string &name) const {
+    auto values = SplitValues(RequiredText(name), kMostValues);
+    if (!values || values->empty()) {
+        throw Refusal{Code::kBadParameter};
+    }
+    return *std::move(values);
+}
+
+std::vector<std::string> Request::Names(const std::string &name,
+                                        const std::vector<std::string> &known) const {
+    auto values = SplitValues(Text(name), kMostValues);
+    const auto isKnown = [&](const std::string &value) {
+        return std::find(known.begin(), known.end(), value) != known.end();
+    };
+    if (!values || !std::all_of(values->begin(), values->end(), isKnown)) {
+        throw Refusal{Code::kBadParameter};
+    }
+    return *std::move(values);
+}
+
+std::string Request::Choice(const std::string &name, const std::vector<std::string> &known,
+                            const std::string &otherwise) const {
+    const std::string value = Text(name, otherwise);
+    if (std::find(known.begin(), known.end(), value) == known.end()) {
+        throw Refusal{Code::kBadParameter};
+    }
+    return value;
+}
+
+}  // namespace tonvale_entry

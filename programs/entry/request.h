@@ -1,0 +1,60 @@
+// One request: who asks, and for what.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "parameters.h"
+#include "refusal.h"
+#include "varn/webapi.h"
+
+namespace tonvale_entry {
+
+class Request {
+  public:
+    // Reads the CGI environment (RFC 3875) and the form on standard input. Throws a Refusal for a
+    // method other than GET, HEAD and POST, a body that is no form or too large, and parameters
+    // that cannot be read.
+    static Request Read();
+
+    // The account that logged in, "" when nobody did; and the rights of its entry in the users
+    // file (tonvale/settings.h), 0 for somebody who may not use the server.
+    const VARN::APIRequest &User() const { return user_; }
+    bool IsLoggedIn() const { return isLoggedIn_; }
+    unsigned Rights() const;
+    // Throws a Refusal unless the account has the right.
+    void Require(unsigned right) const;
+
+    // True when only the header of the answer is wanted.
+    bool WantsHeaderOnly() const { return headerOnly_; }
+
+    // The parameters below throw a Refusal where a value is not what is asked for.
+    std::string Text(const std::string &name, const std::string &otherwise = "") const;
+    std::string RequiredText(const std::string &name) const;
+    long long Number(const std::string &name, long long otherwise, long long low,
+                     long long high) const;
+    // At least one value, at most 1000.
+    std::vector<std::string> Values(const std::string &name) const;
+    // Any number of values, each of them one of the known names.
+    std::vector<std::string> Names(const std::string &name,
+                                   const std::vector<std::string> &known) const;
+    // One of the known names.
+    std::string Choice(const std::string &name, const std::vector<std::string> &known,
+                       const std::string &otherwise) const;
+
+  private:
+    Request(VARN::APIRequest user, bool isLoggedIn, Parameters parameters, bool headerOnly)
+        : user_(std::move(user)),
+          isLoggedIn_(isLoggedIn),
+          headerOnly_(headerOnly),
+          parameters_(std::move(parameters)) {}
+
+    VARN::APIRequest user_;
+    bool isLoggedIn_;
+    bool headerOnly_;
+    Parameters parameters_;
+    mutable std::optional<unsigned> rights_;
+};
+
+}  // namespace tonvale_entry

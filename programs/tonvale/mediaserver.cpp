@@ -1,0 +1,149 @@
+#include "mediaserver/search.h"
+
+#include <json/json.h>
+#include <netdb.h>
+
+#include <cstdio>
+#include <cstring>
+#include <iostream>
+#include <memory>
+#include <optional>
+
+#include "browse.h"
+#include "command.h"
+#include "database.h"
+#include "display.h"
+#include "number.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+using mediaserver::SearchOptions;
+using mediaserver::SearchResult;
+using mediaserver::Server;
+
+constexpr char kSearchPort[] = "1900";
+constexpr int kDeepest = 32;
+constexpr int kLongestWait = 60;
+
+struct ListOptions {
+    std::optional<std::string> address;
+    int wait = 3;
+    bool json = false;
+};
+
+std::optional<sockaddr_in> ResolveAddress(const std::string &text) {
+    const std::size_t colon = text.rfind(':');
+    const std::string host = text.substr(0, colon);
+    const std::string port = colon == text.npos ? kSearchPort : text.substr(colon + 1);
+    addrinfo hints{};
+    hints.ai_family = AF_INET;
+    hints.ai_socktype = SOCK_DGRAM;
+    hints.ai_flags = AI_NUMERICSERV;
+    addrinfo *found = nullptr;
+    const int failure = getaddrinfo(host.c_str(), port.c_str(), &hints, &found);
+    if (host.empty() || failure != 0) {
+        Complain("the address '" + text + "' cannot be used: " +
+                 (failure != 0 ? gai_strerror(failure) : "name a machine, or MACHINE:PORT"));
+        return std::nullopt;
+    }
+    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
+    sockaddr_in address{};
+    std::memcpy(&address, found->ai_addr, sizeof address);
+    return address;
+}
+
+void PrintServers(const std::vector<Server> &servers) {
+    Table table({{"NAME", false, true}, {"MODEL", false, true}, {"URL TO BROWSE", false, false}});
+    for (const Server &server : servers) {
+        table.AddRow({server.name, server.model, server.controlUrl});
+    }
+    if (!servers.empty()) {
+        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    }
+    std::printf("%zu media %s\n", servers.size(), servers.size() == 1 ? "server" : "servers");
+}
+
+void PrintServersJson(const std::vector<Server> &servers) {
+    Json::Value json(Json::objectValue);
+    json["servers"] = Json::arrayValue;
+    for (const Server &server : servers) {
+        Json::Value one(Json::objectValue);
+        one["name"] = server.name;
+        one["model"] = server.model;
+        one["udn"] = server.udn;
+        one["url"] = server.controlUrl;
+        json["servers"].append(one);
+    }
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = true;
+    std::cout << Json::writeString(builder, json) << "\n";
+}
+
+int List(const ListOptions &options) {
+    if (options.wait > kLongestWait) {
+        Complain("--wait takes " + std::to_string(kLongestWait) + " seconds at most");
+        return kUsage;
+    }
+    SearchOptions search;
+    search.wait = std::chrono::seconds(options.wait);
+    if (options.address && !(search.address = ResolveAddress(*options.address))) {
+        return kUsage;
+    }
+    const SearchResult result = mediaserver::Search(search);
+    for (const std::string &problem : result.problems) {
+        Complain(Printable(problem));
+    }
+    if (!result.searched) {
+        Complain("nothing could be asked; name a machine with --address");
+        return kFailed;
+    }
+    options.json ? PrintServersJson(result.servers) : PrintServers(result.servers);
+    return kDone;
+}
+
+void AddList(CLI::App &parent, Action &action) {
+    CLI::App *verb = parent.add_subcommand("list", "Search the network for media servers");
+    const auto options = std::make_shared<ListOptions>();
+    verb->add_option("--address", options->address,
+                     "Ask this machine alone, where the network passes no multicast")
+        ->type_name("HOST[:PORT]");
+    AddNumber(*verb, "--wait", options->wait, 1, "How many seconds to wait for answers");
+    verb->add_flag("--json", options->json, "Print JSON instead of a table");
+    verb->callback([options, &action] { action = [options] { return List(*options); }; });
+}
+
+void AddBrowse(CLI::App &parent, Action &action) {
+    CLI::App *verb = parent.add_subcommand("browse", "Show the objects of a media server");
+    const auto options = std::make_shared<BrowseOptions>();
+    verb->add_option("URL", options->url, "The server, as 'list' shows it")->required();
+    verb->add_option("ID", options->id, "The object to begin at")->capture_default_str();
+    verb->add_flag("--metadata", options->metadata, "The object itself, not what is in it");
+    AddNumber(*verb, "--depth", options->depth, 1, "How many levels of containers to open");
+    AddNumber(*verb, "--offset", options->offset, 0, "How many objects to pass over");
+    AddNumber(*verb, "--limit", options->limit, 0, "How many objects to show; 0: all");
+    verb->add_flag("--json", options->json, "Print JSON instead of a tree");
+    verb->callback([options, &action] {
+        action = [options] {
+            if (options->depth > kDeepest) {
+                Complain("--depth goes down to " + std::to_string(kDeepest));
+                return kUsage;
+            }
+            return Browse(*options);
+        };
+    });
+}
+
+}  // namespace
+
+void AddMediaServer(CLI::App &app, Action &action) {
+    CLI::App *verb =
+        app.add_subcommand(kMediaServer, "Find and browse other media servers on the network");
+    verb->require_subcommand(1);
+    AddList(*verb, action);
+    AddBrowse(*verb, action);
+}
+
+}  // namespace tonvale_cli

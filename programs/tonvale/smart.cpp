@@ -1,0 +1,182 @@
+// Smart playlists: which there are, what their rules select by, and what is wrong with them.
+#include <json/json.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <iostream>
+#include <memory>
+#include <optional>
+#include <tuple>
+
+#include "accounts.h"
+#include "command.h"
+#include "database.h"
+#include "display.h"
+#include "user.h"
+#include "varn/playlistsvc.h"
+#include "varn/systempath.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+struct SmartOptions {
+    std::string user;  // "": the shared playlists
+    std::string name;
+    std::string file;  // "": the store's
+    bool json = false;
+};
+
+// The file of the playlists that are asked for. Empty, with a message and the exit status set.
+std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
+    if (!options.file.empty()) {
+        return options.file;
+    }
+    status = kFailed;
+    if (auto done = CheckRoot(); !done) {
+        Complain(done.Message());
+        return std::nullopt;
+    }
+    if (options.user.empty()) {
+        return SystemPath(varn::path::kSmartPlaylists);
+    }
+    status = kUsage;
+    const std::optional<uid_t> uid = FindUser(options.user);
+    if (!uid) {
+        return std::nullopt;
+    }
+    return PreferenceFolder(options.user) + "/playlists/smart.playlist";
+}
+
+// What it holds. Empty, with a message and the exit status set.
+std::optional<varn::SmartPlaylistFile> Read(const SmartOptions &options, std::string &file,
+                                            int &status) {
+    const auto store = StoreFile(options, status);
+    if (!store) {
+        return std::nullopt;
+    }
+    file = *store;
+    auto read = varn::ReadSmartPlaylists(file);
+    if (!read) {
+        Complain(file + " cannot be read, or is larger than 1 MiB");
+        status = kFailed;
+    }
+    return read;
+}
+
+void Tell(const std::string &file, const varn::SmartPlaylistNote &note) {
+    std::fprintf(stderr, "%s:%d:%d: %s%s\n", file.c_str(), note.line, note.column,
+                 note.isWarning ? "warning: " : "", note.text.c_str());
+}
+
+bool IsBroken(const std::vector<varn::SmartPlaylistNote> &notes) {
+    for (const varn::SmartPlaylistNote &note : notes) {
+        if (!note.isWarning) {
+            return true;
+        }
+    }
+    return false;
+}
+
+int List(const SmartOptions &options) {
+    std::string file;
+    int status = kDone;
+    const auto read = Read(options, file, status);
+    if (!read) {
+        return status;
+    }
+    Table table({{"NAME", false, true}, {"LINE", true, false}, {"RULE", false, false}});
+    Json::Value list(Json::arrayValue);
+    for (const varn::SmartPlaylist &playlist : read->playlists) {
+        const bool good = !playlist.condition.empty();
+        table.AddRow({playlist.name, std::to_string(playlist.line), good ? "good" : "broken"});
+        Json::Value entry(Json::objectValue);
+        entry["name"] = ValidUtf8(playlist.name);
+        entry["line"] = playlist.line;
+        entry["good"] = good;
+        list.append(entry);
+    }
+    if (options.json) {
+        Json::StreamWriterBuilder builder;
+        builder["indentation"] = "";
+        builder["emitUTF8"] = true;
+        std::cout << Json::writeString(builder, list) << "\n";
+    } else {
+        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    }
+    return kDone;
+}
+
+int Show(const SmartOptions &options) {
+    std::string file;
+    int status = kDone;
+    const auto read = Read(options, file, status);
+    if (!read) {
+        return status;
+    }
+    for (const varn::SmartPlaylist &playlist : read->playlists) {
+        if (playlist.name != options.name) {
+            continue;
+        }
+        for (const varn::SmartPlaylistNote &note : playlist.notes) {
+            Tell(file, note);
+        }
+        if (playlist.condition.empty()) {
+            return kFailed;
+        }
+        std::printf("%s\n", playlist.condition.c_str());
+        return kDone;
+    }
+    Complain("there is no smart playlist '" + options.name + "' in " + file);
+    return kUsage;
+}
+
+int Check(const SmartOptions &options) {
+    std::string file;
+    int status = kDone;
+    const auto read = Read(options, file, status);
+    if (!read) {
+        return status;
+    }
+    std::vector<varn::SmartPlaylistNote> notes = read->notes;
+    for (const varn::SmartPlaylist &playlist : read->playlists) {
+        notes.insert(notes.end(), playlist.notes.begin(), playlist.notes.end());
+    }
+    std::sort(notes.begin(), notes.end(), [](const auto &one, const auto &other) {
+        return std::tie(one.line, one.column) < std::tie(other.line, other.column);
+    });
+    for (const varn::SmartPlaylistNote &note : notes) {
+        Tell(file, note);
+    }
+    const bool broken = IsBroken(notes);
+    if (!broken) {
+        const std::size_t count = read->playlists.size();
+        std::printf("%zu %s, all good\n", count, count == 1 ? "playlist" : "playlists");
+    }
+    return broken ? kFailed : kDone;
+}
+
+}  // namespace
+
+void AddSmart(CLI::App &app, Action &action) {
+    CLI::App *smart = app.add_subcommand("smart", "Look at smart playlists and their rules");
+    smart->require_subcommand(1);
+    const auto options = std::make_shared<SmartOptions>();
+    const auto add = [&](const char *name, const char *description,
+                         int (*run)(const SmartOptions &)) {
+        CLI::App *verb = smart->add_subcommand(name, description);
+        verb->add_option("--user", options->user, "This user's own playlists, not the shared ones")
+            ->type_name("NAME");
+        verb->callback([=, &action] { action = [=] { return run(*options); }; });
+        return verb;
+    };
+    add("list", "List the playlists", List)
+        ->add_flag("--json", options->json, "Print JSON instead of a table");
+    add("show", "Print the SQL condition that a playlist's rule becomes", Show)
+        ->add_option("NAME", options->name, "The playlist's name")
+        ->required();
+    add("check", "Tell the line and column of what is wrong", Check)
+        ->add_option("FILE", options->file, "A file of playlists, in place of the system's");
+}
+
+}  // namespace tonvale_cli

@@ -1,0 +1,119 @@
+#include "web_config.h"
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <fstream>
+#include <string_view>
+
+#include "varn/systempath.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+using varn::host::Outcome;
+
+// What the handlers find in their environment besides the request: where the system is, and where
+// an external database is.
+constexpr const char *kHandedOn[] = {"TONVALE_ROOT", "PGHOST",    "PGPORT",       "PGPASSFILE",
+                                     "PGSSLMODE",    "PGOPTIONS", "ASAN_OPTIONS", "UBSAN_OPTIONS"};
+
+// A text between the double quotes of the server's configuration.
+std::string Quoted(std::string_view text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+    }
+    return quoted + "\"";
+}
+
+std::string Place(std::string_view fixedPath) {
+    return Quoted(SystemPath(fixedPath));
+}
+
+std::string Log(std::string_view name) {
+    return Quoted(SystemPath(varn::path::kLogDir) + "/" + std::string(name));
+}
+
+std::string Environment() {
+    std::string entries;
+    for (const char *name : kHandedOn) {
+        const char *value = std::getenv(name);
+        if (value != nullptr && *value != '\0' && std::strpbrk(value, "\r\n") == nullptr) {
+            entries += "    " + Quoted(name) + " => " + Quoted(value) + ",\n";
+        }
+    }
+    return "setenv.add-environment = (\n" + entries + ")\n";
+}
+
+std::string Address(const WebOptions &options) {
+    const std::string bind =
+        options.listen.find(':') != std::string::npos ? "[" + options.listen + "]" : options.listen;
+    return "server.bind = " + Quoted(bind) + "\nserver.port = " + std::to_string(options.port) +
+           "\n";
+}
+
+std::string Places() {
+    return "server.document-root = " + Place(varn::path::kWebRoot) + "\nserver.upload-dirs = ( " +
+           Place(varn::path::kWebTemporary) + " )\nserver.errorlog = " + Log("web-error.log") +
+           "\nserver.breakagelog = " + Log("web-handlers.log") +
+           "\naccesslog.filename = " + Log("web-access.log") +
+           "\nauth.backend.htpasswd.userfile = " + Place(varn::path::kLogins) + "\n";
+}
+
+// A client that closes its side has left: its handler is ended, even one that waits for an encoder
+// and would not notice.
+//
+// A login is asked for everywhere but on the public pages of a share link. Answers go through in
+// small pieces: a stream is as long as its listener lets it be. Queries, which may hold the names
+// of shares, are not logged. A password is checked once in ten minutes, because checking one is
+// slow on purpose.
+// clang-format off: it would set the text, too
+constexpr std::string_view kFixed = R"conf(server.modules = (
+    "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi", "mod_accesslog"
+)
+server.tag = "Tonvale"
+server.max-request-size = 1024
+server.max-connections = 256
+server.max-keep-alive-idle = 15
+server.stream-response-body = 2
+server.feature-flags = ( "server.h2proto" => "disable" )
+accesslog.format = "%h %u %t \"%m %U\" %s %b"
+cgi.assign = ( "/webapi/entry.cgi" => "" )
+cgi.x-sendfile = "enable"
+cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
+static-file.exclude-extensions = ( ".cgi" )
+auth.backend = "htpasswd"
+auth.cache = ( "max-age" => "600" )
+$HTTP["url"] !~ "^/as/sharing/" {
+    $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
+        auth.require = ( "/" => (
+            "method" => "basic", "realm" => "Tonvale", "require" => "valid-user"
+        ) )
+    }
+}
+)conf";
+// clang-format on
+
+}  // namespace
+
+std::string WebAddress(const WebOptions &options) {
+    const bool isIpv6 = options.listen.find(':') != std::string::npos;
+    return (isIpv6 ? "[" + options.listen + "]" : options.listen) + ":" +
+           std::to_string(options.port);
+}
+
+Outcome WriteWebConfig(const WebOptions &options) {
+    const std::string path = SystemPath(varn::path::kWebConf);
+    std::ofstream file(path, std::ios::trunc);
+    file << "# Written by 'tonvale serve' each time it starts.\n"
+         << kFixed << Address(options) << Places() << Environment();
+    file.close();
+    if (!file) {
+        return Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
+    }
+    return Outcome::Good();
+}
+
+}  // namespace tonvale_cli

@@ -1,0 +1,60 @@
+// Rows that stay because what they are about cannot be looked at, and what is said of them.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "folders.h"
+#include "merge.h"
+#include "places.h"
+#include "reporter.h"
+
+namespace varnindex {
+
+class HeldBack {
+  public:
+    // All of these outlive it. With `purge` nothing stays.
+    HeldBack(const Folders &folders, Places &places, Reporter &reporter, bool purge)
+        : folders_(folders), places_(places), reporter_(reporter), purge_(purge) {}
+
+    // What could not be looked at, behind its rows. A link that leads nowhere is worth a word only
+    // when something came through it. Whether a folder is worth one that was emptied is known when
+    // the moves are.
+    void AddGap(Found gap, Kept rows);
+
+    // The number that the next folder gets which was emptied.
+    std::size_t NextEmptied() const { return emptied_.size(); }
+
+    // A row that stays because nobody knows where it belongs, if it is one; and, behind all of
+    // them, what is said of these.
+    void AddUnseen(const KnownRow &row);
+    void WarnOfUnseen();
+
+    // Tracks of a cue sheet that cannot be used.
+    void AddTracks(const std::string &songPath);
+
+    // `left` songs of each emptied folder have not been found elsewhere. Where all have been, its
+    // lists have been thrown away or gone with them: returns how many lists that are.
+    std::size_t SettleEmptied(const std::vector<std::size_t> &left);
+
+    bool Any() const { return any_; }
+
+  private:
+    struct Emptied {
+        Found folder;
+        Kept rows;
+    };
+
+    void Hold(const Found &gap, Kept rows);
+
+    const Folders &folders_;
+    Places &places_;
+    Reporter &reporter_;
+    bool purge_;
+    std::vector<Emptied> emptied_;
+    Kept unseenShared_;
+    Kept unseenHomes_;
+    bool any_ = false;
+};
+
+}  // namespace varnindex

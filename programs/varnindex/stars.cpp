@@ -1,0 +1,98 @@
+#include "stars.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <climits>
+#include <optional>
+#include <string_view>
+#include <unordered_set>
+
+#include "descriptor.h"
+#include "varn/share.h"
+
+namespace varnindex {
+namespace {
+
+constexpr std::string_view kRecordName = "VARNAUDIO_SONG_RATING";
+constexpr std::size_t kMaxRecordBytes = 64U << 10;
+constexpr int kMostStars = 5;
+
+std::string ReadRecord(const std::string &file) {
+    const Descriptor fd(
+        ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    struct stat info {};
+    if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return {};
+    }
+    const auto size = static_cast<std::size_t>(std::max<off_t>(info.st_size, 0));
+    std::string text(std::min(size, kMaxRecordBytes), '\0');
+    const ssize_t got = ::read(fd.Get(), text.data(), text.size());
+    text.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+    return text;
+}
+
+std::string_view Trimmed(std::string_view text) {
+    constexpr std::string_view kBlanks = " \t\r";
+    const std::size_t first = text.find_first_not_of(kBlanks);
+    return first == text.npos ? std::string_view()
+                              : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
+}
+
+// Digits alone; none for what is not in the range of the library's columns.
+std::optional<int> Number(std::string_view digits) {
+    int number = 0;
+    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
+    const bool isNumber = !digits.empty() && digits.front() != '-' && error == std::errc() &&
+                          end == digits.data() + digits.size();
+    return isNumber ? std::optional(number) : std::nullopt;
+}
+
+// A line key=value or key="value".
+std::optional<Star> ParseLine(std::string_view line) {
+    const std::size_t equals = line.find('=');
+    if (equals == line.npos) {
+        return std::nullopt;
+    }
+    std::string_view value = Trimmed(line.substr(equals + 1));
+    if (value.starts_with('"')) {
+        value = Trimmed(value.substr(1, value.find('"', 1) - 1));
+    }
+    const auto user = Number(Trimmed(line.substr(0, equals)));
+    const auto stars = Number(value);
+    if (!user || !stars || *stars < 1 || *stars > kMostStars) {
+        return std::nullopt;
+    }
+    return Star{*user, *stars};
+}
+
+}  // namespace
+
+std::string TrackRecordPath(const std::string &path, int track) {
+    return path + "_" + std::to_string(track);
+}
+
+std::vector<Star> ReadStars(const std::string &path) {
+    std::vector<Star> stars;
+    std::array<char, PATH_MAX> folder;
+    if (VARNEADirPath(path.c_str(), folder.data(), folder.size()) != 0) {
+        return stars;
+    }
+    const std::string text = ReadRecord(std::string(folder.data()).append("/").append(kRecordName));
+    std::unordered_set<int> users;
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::string_view line = rest.substr(0, rest.find('\n'));
+        rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+        const auto star = ParseLine(line);
+        if (star && users.insert(star->userid).second) {
+            stars.push_back(*star);
+        }
+    }
+    return stars;
+}
+
+}  // namespace varnindex

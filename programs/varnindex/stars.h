@@ -1,0 +1,19 @@
+// The stars of a song as its record keeps them, which outlives the library.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "song.h"
+
+namespace varnindex {
+
+// The path that the record of a cue sheet's track is kept under.
+std::string TrackRecordPath(const std::string &path, int track);
+
+// The stars in the record of `path`, which lies in the extended-attribute folder of that name. A
+// record that is missing or cannot be read has none, and whatever is in it that is no user's star
+// count means nothing: everybody may write there. At most 64 KiB are read, of a plain file only.
+std::vector<Star> ReadStars(const std::string &path);
+
+}  // namespace varnindex

@@ -1,0 +1,207 @@
+#include "successors.h"
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <map>
+#include <set>
+#include <string_view>
+#include <unordered_set>
+#include <utility>
+
+#include "hash.h"
+#include "store.h"
+#include "varn/sql.h"
+
+namespace varnindex {
+namespace {
+
+constexpr std::size_t kBatchPairs = 1000;
+
+// A rating of the file or of one of its tracks; no star is none.
+constexpr const char kIsRated[] =
+    "EXISTS (SELECT FROM track v JOIN rating_track r ON r.track = v.id AND r.star > 0"
+    " WHERE v.path = t.path AND v.userid = t.userid)";
+
+constexpr const char kColumns[] =
+    "id, fingerprint, filesize, userid, path, (extract(epoch FROM date) * 1000000)::bigint AS came";
+
+// There is no index of fingerprints, which would cost every new row more than this look at all rows
+// costs a scan that has lost some.
+constexpr const char kSuccessors[] =
+    "WITH gone AS MATERIALIZED (SELECT id, fingerprint, filesize FROM track"
+    " WHERE id = ANY ('{@VARN:NEVAR}') AND fingerprint IS NOT NULL)"
+    " SELECT @VARN:NEVAR FROM track t WHERE NOT is_virtual"
+    " AND (fingerprint, filesize) IN (SELECT fingerprint, filesize FROM gone)"
+    " AND id NOT IN (SELECT id FROM gone)"
+    " AND NOT @VARN:NEVAR";
+
+constexpr const char kPredecessors[] =
+    "SELECT @VARN:NEVAR FROM track t WHERE id = ANY ('{@VARN:NEVAR}') AND (fingerprint, filesize) "
+    "IN"
+    " (SELECT fingerprint, filesize FROM track WHERE id = ANY ('{@VARN:NEVAR}'))"
+    " ORDER BY @VARN:NEVAR DESC, id";
+
+// Tracks of cue sheets are found by their file's path and owner.
+constexpr const char kTrackPairs[] =
+    "SELECT o.id AS old, n.id AS new FROM (VALUES @VARN:NEVAR) p(old, new)"
+    " JOIN track g ON g.id = p.old AND g.has_virtual JOIN track s ON s.id = p.new AND s.has_virtual"
+    " JOIN track o ON o.path = g.path AND o.userid = g.userid AND o.is_virtual"
+    " JOIN track n ON n.path = s.path AND n.userid = s.userid AND n.is_virtual"
+    " WHERE n.track = o.track AND (g.path, g.userid) <> (s.path, s.userid) ORDER BY o.id, n.id";
+
+// Before the old rows go.
+constexpr const char kInherit[] =
+    "DELETE FROM rating_track r USING pair WHERE r.track = pair.new;"
+    "UPDATE rating_track r SET track = pair.new FROM pair WHERE r.track = pair.old;"
+    "UPDATE track t SET date = g.date FROM pair JOIN track g ON g.id = pair.old"
+    " WHERE t.id = pair.new";
+
+constexpr std::array kSideTables = {"album_track",       "artist_track",     "composer_track",
+                                    "genre_track",       "replaygain_track", "rating_track",
+                                    "virtual_info_track"};
+
+std::string IdList(const std::vector<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ",") + std::to_string(id);
+    }
+    return list;
+}
+
+// What a file is looked for by: from the most that two rows may have in common to the least.
+std::array<std::int64_t, 3> Keys(const Rows &rows, int row) {
+    Hasher audio;
+    audio.Add(rows.Number(row, "fingerprint")).Add(rows.Number(row, "filesize"));
+    Hasher owned = audio;
+    owned.Add(rows.Number(row, "userid"));
+    const std::string_view path = rows.Field(row, "path");
+    Hasher named = owned;
+    named.Add(path.substr(path.rfind('/') + 1));
+    return {named.Value(), owned.Value(), audio.Value()};
+}
+
+// The files that nobody has chosen yet.
+class Choice {
+  public:
+    void Add(const Rows &rows, int row) {
+        const int id = static_cast<int>(rows.Number(row, "id"));
+        paths_[id] = rows.Field(row, "path");
+        for (const std::int64_t key : Keys(rows, row)) {
+            arrivals_[key].insert({rows.Number(row, "came"), id});
+        }
+    }
+
+    // The ids of those that are left, in order.
+    std::vector<int> Ids() const {
+        std::vector<int> ids;
+        for (const auto &[id, path] : paths_) {
+            ids.push_back(id);
+        }
+        return ids;
+    }
+
+    // Takes what fits a row best and came later; without a successor when there is nothing.
+    Succession TakeFor(const Rows &rows, int row) {
+        const int gone = static_cast<int>(rows.Number(row, "id"));
+        const Arrival came = {rows.Number(row, "came"), std::numeric_limits<int>::max()};
+        for (const std::int64_t key : Keys(rows, row)) {
+            std::set<Arrival> &later = arrivals_[key];
+            for (auto at = later.upper_bound(came); at != later.end(); at = later.erase(at)) {
+                if (const auto path = paths_.find(at->second); path != paths_.end()) {
+                    const Succession found{gone, at->second, std::move(path->second)};
+                    paths_.erase(path);
+                    return found;
+                }
+            }
+        }
+        return {};
+    }
+
+  private:
+    using Arrival = std::pair<std::int64_t, int>;  // when it came, and its id
+
+    std::map<int, std::string> paths_;
+    std::map<std::int64_t, std::set<Arrival>> arrivals_;  // by key; without a path: taken
+};
+
+void AddPair(std::string &pairs, int oldId, int newId) {
+    pairs +=
+        (pairs.empty() ? "(" : ",(") + std::to_string(oldId) + "," + std::to_string(newId) + ")";
+}
+
+// The pairs of the tracks that the songs of both rows are split into, each track once.
+std::string TrackPairs(Database &database, const std::string &songs) {
+    const Rows rows = database.Query(Made(varn::Sql(kTrackPairs, songs)));
+    std::unordered_set<int> used;
+    std::string pairs;
+    for (int row = 0; row < rows.Count(); ++row) {
+        const int oldId = static_cast<int>(rows.Number(row, "old"));
+        const int newId = static_cast<int>(rows.Number(row, "new"));
+        if (!used.contains(oldId) && !used.contains(newId)) {
+            used.insert({oldId, newId});
+            AddPair(pairs, oldId, newId);
+        }
+    }
+    return pairs;
+}
+
+void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs) {
+    Transaction transaction(database);
+    const std::string tracks = TrackPairs(database, songs);
+    database.Execute("CREATE TEMP TABLE pair ON COMMIT DROP AS SELECT * FROM (VALUES " + songs +
+                     (tracks.empty() ? "" : ",") + tracks + ") p(old, new)");
+    database.Execute(kInherit);
+    DeleteSongs(database, IdList(gone));
+    database.Execute("UPDATE track t SET id = pair.old FROM pair WHERE t.id = pair.new");
+    for (const char *table : kSideTables) {
+        database.Execute(std::string("UPDATE ") + table +
+                         " t SET track = pair.old FROM pair WHERE t.track = pair.new");
+    }
+    transaction.Commit();
+}
+
+}  // namespace
+
+std::vector<Succession> FindSuccessors(Database &database, const Folders &folders,
+                                       const std::vector<int> &gone) {
+    std::vector<Succession> successions;
+    if (gone.empty()) {
+        return successions;
+    }
+    const std::string goneIds = IdList(gone);
+    Choice choice;
+    const Rows found = database.Query(Made(varn::Sql(kSuccessors, goneIds, kColumns, kIsRated)));
+    for (int row = 0; row < found.Count(); ++row) {
+        if (folders.Of(found.Field(row, "path")) != nullptr) {
+            choice.Add(found, row);
+        }
+    }
+    const std::vector<int> ids = choice.Ids();
+    if (ids.empty()) {
+        return successions;
+    }
+    const Rows rows =
+        database.Query(Made(varn::Sql(kPredecessors, kColumns, goneIds, IdList(ids), kIsRated)));
+    for (int row = 0; row < rows.Count(); ++row) {
+        if (Succession next = choice.TakeFor(rows, row); next.successor != 0) {
+            successions.push_back(std::move(next));
+        }
+    }
+    return successions;
+}
+
+void Succeed(Database &database, const std::vector<Succession> &successions) {
+    for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
+        const std::size_t end = std::min(start + kBatchPairs, successions.size());
+        std::string songs;
+        std::vector<int> gone;
+        for (std::size_t i = start; i < end; ++i) {
+            AddPair(songs, successions[i].gone, successions[i].successor);
+            gone.push_back(successions[i].gone);
+        }
+        SucceedBatch(database, gone, songs);
+    }
+}
+
+}  // namespace varnindex

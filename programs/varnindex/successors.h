@@ -1,0 +1,30 @@
+// Files that were copied, indexed, and deleted at their old place later.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "database.h"
+#include "folders.h"
+
+namespace varnindex {
+
+// A row without a file, and the newer row of a file that is what became of it.
+struct Succession {
+    int gone = 0;
+    int successor = 0;
+    std::string path;  // of the successor
+};
+
+// Looks through the library for files of the same size and audio as the given rows without a file,
+// which came at a later date, lie in a configured folder and are not rated. Rated rows choose
+// first, each the file of its name and owner, else one of its owner, else any. A file goes to one
+// row. Throws DatabaseError.
+std::vector<Succession> FindSuccessors(Database &database, const Folders &folders,
+                                       const std::vector<int> &gone);
+
+// Gives the files the old rows' ids, dates and ratings, with those of the tracks of cue sheets by
+// their numbers, and removes what else was theirs. In short transactions; throws DatabaseError.
+void Succeed(Database &database, const std::vector<Succession> &successions);
+
+}  // namespace varnindex

@@ -1,0 +1,30 @@
+// What the library holds of the tracks that a cue sheet has made of a song.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "database.h"
+#include "split.h"
+
+namespace varnindex {
+
+struct UsedSheet {
+    std::string path;         // "": the song has no tracks
+    bool isEmbedded = false;  // the path is the song's own
+
+    // The sheet's name without its folder; "" for an embedded one.
+    std::string Name() const;
+
+    // Where it is when it has moved together with the song.
+    std::string Beside(const std::string &songPath) const;
+};
+
+// By the id of a song's row. Throws DatabaseError.
+UsedSheet ReadUsedSheet(Database &database, int id);
+
+// True when the tracks of that song are these already, as far as a sheet tells of them. Throws
+// DatabaseError.
+bool HasTracks(Database &database, int id, const std::vector<VirtualSong> &tracks);
+
+}  // namespace varnindex

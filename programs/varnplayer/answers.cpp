@@ -1,0 +1,141 @@
+#include "answers.h"
+
+#include <algorithm>
+#include <array>
+#include <vector>
+
+namespace varnplayer {
+
+namespace {
+
+constexpr unsigned kLargestPage = 500;
+constexpr std::array kStateNames = {"unknown", "stop", "play", "pause"};
+
+struct ModeFlags {
+    bool random, repeat, single;
+};
+constexpr std::array<ModeFlags, 4> kModes = {
+    {{false, false, false}, {false, true, false}, {false, true, true}, {true, true, false}}};
+
+const char *StateName(mpd_state state) {
+    const auto index = static_cast<std::size_t>(state);
+    return kStateNames[index < kStateNames.size() ? index : 0];
+}
+
+// JSON is UTF-8, and so is all that the daemon tells but paths, which may be any bytes.
+Json::Value SongObject(const mpd_song *song) {
+    const auto tag = [&](mpd_tag_type type) {
+        const char *text = mpd_song_get_tag(song, type, 0);
+        return Json::Value(text != nullptr ? text : "");
+    };
+    Json::Value object(Json::objectValue);
+    object["index"] = mpd_song_get_pos(song);
+    object["path"] = mpd_song_get_uri(song);
+    object["title"] = tag(MPD_TAG_TITLE);
+    object["artist"] = tag(MPD_TAG_ARTIST);
+    object["album"] = tag(MPD_TAG_ALBUM);
+    object["duration"] = mpd_song_get_duration(song);
+    return object;
+}
+
+Json::Value OutputObject(const mpd_output *output) {
+    Json::Value object(Json::objectValue);
+    object["udn"] = "output:" + std::to_string(mpd_output_get_id(output));
+    object["name"] = mpd_output_get_name(output);
+    object["enabled"] = mpd_output_get_enabled(output);
+    return object;
+}
+
+std::vector<Json::Value> Outputs(const Mpd &mpd) {
+    mpd.Require(mpd_send_outputs(mpd.Get()));
+    std::vector<Json::Value> objects;
+    for (MpdOutput output(mpd_recv_output(mpd.Get())); output;
+         output.reset(mpd_recv_output(mpd.Get()))) {
+        objects.push_back(OutputObject(output.get()));
+    }
+    mpd.Require(mpd_response_finish(mpd.Get()));
+    return objects;
+}
+
+Json::Value PageHead(unsigned offset, std::size_t total) {
+    Json::Value page(Json::objectValue);
+    page["offset"] = offset;
+    page["total"] = static_cast<Json::UInt64>(total);
+    return page;
+}
+
+}  // namespace
+
+Mode ModeOf(const mpd_status *status) {
+    if (mpd_status_get_random(status)) {
+        return Mode::kShuffle;
+    }
+    if (!mpd_status_get_repeat(status)) {
+        return Mode::kOnce;
+    }
+    return mpd_status_get_single(status) ? Mode::kRepeatOne : Mode::kRepeat;
+}
+
+void SetMode(const Mpd &mpd, Mode mode) {
+    const ModeFlags &flags = kModes[static_cast<std::size_t>(mode)];
+    mpd.Require(mpd_run_random(mpd.Get(), flags.random));
+    mpd.Require(mpd_run_repeat(mpd.Get(), flags.repeat));
+    mpd.Require(mpd_run_single(mpd.Get(), flags.single));
+}
+
+Json::Value InfoAnswer(const Mpd &mpd) {
+    const MpdStatus status = mpd.Status();
+    Json::Value info(Json::objectValue);
+    info["state"] = StateName(mpd_status_get_state(status.get()));
+    info["volume"] = mpd_status_get_volume(status.get());
+    info["mode"] = static_cast<int>(ModeOf(status.get()));
+    info["index"] = mpd_status_get_song_pos(status.get());
+    info["position"] = mpd_status_get_elapsed_ms(status.get()) / 1000;
+    info["total"] = mpd_status_get_queue_length(status.get());
+    const MpdSong song(mpd_run_current_song(mpd.Get()));
+    mpd.Require(song != nullptr || mpd_connection_get_error(mpd.Get()) == MPD_ERROR_SUCCESS);
+    info["song"] = song ? SongObject(song.get()) : Json::Value();
+    return info;
+}
+
+Json::Value QueueAnswer(const Mpd &mpd, unsigned offset, unsigned limit) {
+    const unsigned total = mpd_status_get_queue_length(mpd.Status().get());
+    Json::Value page = PageHead(offset, total);
+    page["songs"] = Json::Value(Json::arrayValue);
+    const unsigned count = std::min({limit, kLargestPage, total - std::min(offset, total)});
+    if (count == 0) {
+        return page;
+    }
+    mpd.Require(mpd_send_list_queue_range_meta(mpd.Get(), offset, offset + count));
+    for (MpdSong song(mpd_recv_song(mpd.Get())); song; song.reset(mpd_recv_song(mpd.Get()))) {
+        page["songs"].append(SongObject(song.get()));
+    }
+    mpd.Require(mpd_response_finish(mpd.Get()));
+    return page;
+}
+
+Json::Value OutputsAnswer(const Mpd &mpd, unsigned offset, unsigned limit) {
+    const std::vector<Json::Value> outputs = Outputs(mpd);
+    Json::Value page = PageHead(offset, outputs.size());
+    page["renderers"] = Json::Value(Json::arrayValue);
+    for (std::size_t i = offset; i < outputs.size() && i - offset < limit; ++i) {
+        page["renderers"].append(outputs[i]);
+    }
+    return page;
+}
+
+Json::Value OutputAnswer(const Mpd &mpd, unsigned index) {
+    const std::vector<Json::Value> outputs = Outputs(mpd);
+    return index < outputs.size() ? outputs[index] : Json::Value();
+}
+
+Json::Value OutputAnswer(const Mpd &mpd, const std::string &udn) {
+    for (const Json::Value &output : Outputs(mpd)) {
+        if (output["udn"].asString() == udn) {
+            return output;
+        }
+    }
+    return {};
+}
+
+}  // namespace varnplayer

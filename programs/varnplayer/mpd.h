@@ -1,0 +1,50 @@
+// The music player daemon, which does the playing. The one place that includes its client library.
+#pragma once
+
+#include <mpd/client.h>
+
+#include <memory>
+#include <stdexcept>
+#include <string>
+
+namespace varnplayer {
+
+// What keeps a command from being done, for the answer.
+class Refused : public std::runtime_error {
+  public:
+    using std::runtime_error::runtime_error;
+};
+
+template <auto Release>
+struct MpdReleaser {
+    template <typename T>
+    void operator()(T *handle) const noexcept {
+        Release(handle);
+    }
+};
+using MpdStatus = std::unique_ptr<mpd_status, MpdReleaser<mpd_status_free>>;
+using MpdSong = std::unique_ptr<mpd_song, MpdReleaser<mpd_song_free>>;
+using MpdOutput = std::unique_ptr<mpd_output, MpdReleaser<mpd_output_free>>;
+
+// A connection, made for one command: the daemon ends those that are silent for a minute.
+class Mpd {
+  public:
+    // A path is that of a local socket, through which alone files may be named by absolute paths.
+    // Throws Refused when nobody answers.
+    explicit Mpd(const std::string &address);
+
+    mpd_connection *Get() const { return connection_.get(); }
+
+    // Throws Refused with the daemon's reason when a call failed.
+    void Require(bool succeeded) const;
+
+    // False for what the daemon refused; the connection can go on. Throws when it was lost.
+    bool Accepted(bool succeeded) const;
+
+    MpdStatus Status() const;
+
+  private:
+    std::unique_ptr<mpd_connection, MpdReleaser<mpd_connection_free>> connection_;
+};
+
+}  // namespace varnplayer

@@ -1,0 +1,256 @@
+#include <chrono>
+
+#include "airplay_password/real_speaker.h"
+#include "airplay_password/scripted_speaker.h"
+#include "support/fixture.h"
+#include "tonvale/players.h"
+#include "tonvale/settings.h"
+
+namespace {
+
+using namespace Tonvale::airplay;
+using tonvale_test::ListenOnLoopback;
+using tonvale_test::RealSpeaker;
+using tonvale_test::ScriptedSpeaker;
+using Clock = std::chrono::steady_clock;
+
+constexpr char kHost[] = "127.0.0.1";
+constexpr char kUnauthorized[] = "401 Unauthorized";
+constexpr char kChallenge[] = "WWW-Authenticate: Digest realm=\"raop\", nonce=\"0a1b\"\r\n";
+
+std::string Answer(const std::string &status, const std::string &headers = "") {
+    return "RTSP/1.0 " + status + "\r\nCSeq: CSEQ\r\n" + headers + "\r\n";
+}
+
+// A speaker that asks for a password and then takes any.
+ScriptedSpeaker::Script Asking(const std::string &headers) {
+    return [=](int n) { return n == 0 ? Answer(kUnauthorized, headers) : Answer("200 OK"); };
+}
+
+std::string Md5(const std::string &text, bool upper) {
+    char digest[33];
+    EXPECT_EQ(VARNAudioGetMd5(text.c_str(), digest, upper), 0);
+    return digest;
+}
+
+// The line that a request must hold, put together once more.
+std::string Expected(const std::string &realm, const std::string &nonce,
+                     const std::string &password, bool upper) {
+    const std::string ha1 = Md5(("iTunes:" + realm + ":" + password).substr(0, 1023), upper);
+    const std::string ha2 = Md5("OPTIONS:*", upper);
+    return "\r\nAuthorization: Digest username=\"iTunes\", realm=\"" + realm + "\", nonce=\"" +
+           nonce + "\", uri=\"*\", response=\"" + Md5(ha1 + ":" + nonce + ":" + ha2, upper) +
+           "\"\r\n";
+}
+
+class AirplayTest : public tonvale_test::SystemTest {
+  protected:
+    // libcurl makes what it keeps for the length of the process, before descriptors are counted.
+    void SetUp() override {
+        {
+            const tonvale_test::CapturedStderr quiet;
+            IsNeedPassword("", "");
+        }
+        SystemTest::SetUp();
+    }
+    void ExpectNeed(const ScriptedSpeaker &speaker, bool known, bool needed) {
+        const PasswordNeed need = IsNeedPassword(kHost, speaker.Port().c_str());
+        EXPECT_EQ(need.known, known);
+        EXPECT_EQ(need.needed, needed);
+    }
+};
+
+TEST_F(AirplayTest, ARealSpeakerWithoutAPassword) {
+    const RealSpeaker speaker(scratch(), "");
+    const PasswordNeed need = IsNeedPassword(kHost, speaker.Port().c_str());
+    EXPECT_TRUE(need.known);
+    EXPECT_FALSE(need.needed);
+    EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), "any"), AIRPLAY_REACHABLE);
+    EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), nullptr), AIRPLAY_REACHABLE);
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(AirplayTest, ARealSpeakerKnowsItsPassword) {
+    const std::string password = "s3cret 'q\" \xC3\xA9%s";
+    const RealSpeaker speaker(scratch(), password);
+    const std::string port = speaker.Port();
+    const PasswordNeed need = IsNeedPassword(kHost, port.c_str());
+    EXPECT_TRUE(need.known);
+    EXPECT_TRUE(need.needed);
+    EXPECT_EQ(TestPassword(kHost, port.c_str(), password.c_str()), AIRPLAY_REACHABLE);
+    for (const std::string &wrong : {std::string(), std::string("S3cret"), password + " "}) {
+        EXPECT_EQ(TestPassword(kHost, port.c_str(), wrong.c_str()), AIRPLAY_PASSWORD);
+    }
+    EXPECT_TRUE(Log().empty());
+    EXPECT_EQ(TestPassword(kHost, port.c_str(), nullptr), AIRPLAY_FAILED);
+    EXPECT_TRUE(Logged("audiolib/airplay_password:\\d+ Failed to GetAuthorizationString$"));
+}
+
+TEST_F(AirplayTest, EveryStatusHasItsMeaning) {
+    const struct {
+        const char *status;
+        bool known, needed;
+        int tried;
+        const char *log;  // of TestPassword
+    } kCases[] = {
+        {"200 OK", true, false, 0, ""},
+        {kUnauthorized, true, true, 1, ""},
+        {"453 Not Enough Bandwidth", false, false, 2, "\\] due to busy$"},
+        {"404 Not Found", false, false, 3, "Unhandled http code \\[404\\]$"},
+        {"500 Broken", false, false, 3, "Failed to get the status of airplay \\[127.*:\\d+\\]$"},
+    };
+    for (const auto &[status, known, needed, tried, log] : kCases) {
+        ScriptedSpeaker speaker(Answer(status));
+        ClearLog();
+        ExpectNeed(speaker, known, needed);
+        EXPECT_EQ(Logged("Failed to get the status of airplay \\[127.0.0.1:" + speaker.Port() +
+                         "\\] \\[[23]\\]$"),
+                  !known)
+            << status;
+        EXPECT_EQ(speaker.TakeRequests().size(), 1U);
+        ClearLog();
+        EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), "pass word"), tried) << status;
+        EXPECT_EQ(speaker.TakeRequests().size(), tried == 1 ? 2U : 1U) << status;
+        EXPECT_EQ(Log().empty(), *log == '\0') << status;
+        EXPECT_TRUE(*log == '\0' || Logged(log)) << status;
+        EXPECT_FALSE(Logged("pass word"));
+    }
+    ClearLog();
+    EXPECT_EQ(AirplayStatus(0).Get(), 3);
+    EXPECT_TRUE(Logged("^.*audiolib/airplay_password:\\d+ Unhandled http code \\[0\\]$"));
+}
+
+TEST_F(AirplayTest, BusyOnlyWhenItIsTried) {
+    ScriptedSpeaker speaker([](int n) {
+        return Answer(n == 0 ? kUnauthorized : "453 Not Enough Bandwidth", kChallenge);
+    });
+    EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), "p"), AIRPLAY_BUSY);
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(AirplayTest, TheDigestFollowsTheChallenge) {
+    const std::string longest(255, 'r');
+    const std::string nonce1023(1023, 'n');
+    const std::string jack = "aPPLE-jACK-sTATUS: connected; type=analog\r\n";
+    const std::string head = "WWW-Authenticate: Digest ";
+    const struct {
+        const char *what;
+        std::string headers, realm, nonce;
+        bool upper = false;
+    } kCases[] = {
+        {"plain", kChallenge, "raop", "0a1b"},
+        {"a jack after it", kChallenge + jack, "raop", "0a1b", true},
+        {"a jack before it", "Audio-Jack-Status: connected\r\n" + std::string(kChallenge), "raop",
+         "0a1b", true},
+        {"a challenge in a jack's line",
+         "Audio-Jack-Status: realm=\"a\", nonce=\"b\"\r\n" + std::string(kChallenge), "raop",
+         "0a1b", true},
+        {"no challenge", "", "", ""},
+        {"other order", head + "nonce=\"x\", stale=\"no\", realm=\"y z\"\r\n", "y z", "x"},
+        {"empty values", head + "realm=\"\", nonce=\"\"\r\n", "", ""},
+        {"nonce without quotes", head + "realm=\"raop\", nonce=0a1b\r\n", "", ""},
+        {"nonce without an end", head + "realm=\"raop\", nonce=\"0a1b\r\n", "", ""},
+        {"no realm", head + "nonce=\"0a1b\"\r\n", "", ""},
+        {"another case of the name", "Www-Authenticate: Digest realm=\"a\", nonce=\"b\"\r\n", "",
+         ""},
+        {"another case of the key", head + "Realm=\"a\", nonce=\"b\"\r\n", "", ""},
+        {"blanks round the sign", head + "realm = \"a\", nonce=\"b\"\r\n", "", ""},
+        {"the last good one", std::string(kChallenge) + head + "realm=\"a\", nonce=\"b\"\r\n", "a",
+         "b"},
+        {"kept by a bad one", std::string(kChallenge) + head + "realm=\"a\"\r\n", "raop", "0a1b"},
+        {"cut values", head + "realm=\"" + longest + "xyz\", nonce=\"" + nonce1023 + "\"\r\n",
+         longest, nonce1023.substr(0, 255)},
+        {"a value too long", head + "realm=\"raop\", nonce=\"" + nonce1023 + "n\"\r\n", "", ""},
+        {"values of 10,000 characters",
+         head + "realm=\"" + std::string(10000, 'a') + "\", nonce=\"" + std::string(10000, 'b') +
+             "\"\r\n",
+         "", ""},
+        {"not text", head + "realm=\"%s%n\xFF\xC3\", nonce=\"\\\"\r\n", "%s%n\xFF\xC3", "\\"},
+    };
+    for (const auto &[what, headers, realm, nonce, upper] : kCases) {
+        for (const std::string &password :
+             {std::string("p%s:w"), std::string(), std::string(5000, 'p')}) {
+            ScriptedSpeaker speaker(Asking(headers));
+            EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), password.c_str()),
+                      AIRPLAY_REACHABLE)
+                << what;
+            const auto requests = speaker.TakeRequests();
+            ASSERT_EQ(requests.size(), 2U) << what;
+            EXPECT_TRUE(requests[0].starts_with("OPTIONS * RTSP/1.0\r\n")) << requests[0];
+            EXPECT_EQ(requests[0].find("Authorization"), std::string::npos) << what;
+            EXPECT_TRUE(requests[1].starts_with("OPTIONS * RTSP/1.0\r\n")) << requests[1];
+            EXPECT_NE(requests[1].find(Expected(realm, nonce, password, upper)), std::string::npos)
+                << what << "\n"
+                << requests[1] << Expected(realm, nonce, password, upper);
+        }
+    }
+    EXPECT_TRUE(Log().empty());
+}
+
+// Computed with another program: md5sum over each step's text.
+TEST_F(AirplayTest, TheDigestIsTheProtocols) {
+    const struct {
+        std::string headers;
+        const char *response;
+    } kCases[] = {{kChallenge, "2d8dd5347c46ec9f794884b1e7943ecd"},
+                  {std::string("Audio-Jack-Status: connected\r\n") + kChallenge,
+                   "CB4DDC5A9647DED21CE490F0DC3F0171"}};
+    for (const auto &[headers, response] : kCases) {
+        ScriptedSpeaker speaker(Asking(headers));
+        EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), "secret"), 0);
+        const auto requests = speaker.TakeRequests();
+        ASSERT_EQ(requests.size(), 2U);
+        EXPECT_NE(requests[1].find(std::string("response=\"") + response + "\"\r\n"),
+                  std::string::npos)
+            << requests[1];
+    }
+}
+
+TEST_F(AirplayTest, AnswersThatAreNone) {
+    const struct {
+        const char *what;
+        std::string answer;
+    } kCases[] = {
+        {"no number", "RTSP/1.0 200 OK\r\n\r\n"},
+        {"another number", "RTSP/1.0 200 OK\r\nCSeq: 4711\r\n\r\n"},
+        {"another protocol", "SSH-2.0-speaker\r\n\r\n"},
+        {"no status", "RTSP/1.0\r\nCSeq: CSEQ\r\n\r\n"},
+    };
+    for (const auto &[what, answer] : kCases) {
+        auto speaker = std::make_unique<ScriptedSpeaker>(answer);
+        const std::string port = speaker->Port();
+        ClearLog();
+        EXPECT_EQ(TestPassword(kHost, port.c_str(), "p"), AIRPLAY_FAILED) << what;
+        EXPECT_TRUE(Logged(
+            "Failed to curl_easy_perform, code=\\d+, url\\[rtsp://127.0.0.1:" + port + "\\]$"))
+            << what;
+        EXPECT_TRUE(Logged("Unhandled http code \\[0\\]$")) << what;
+    }
+    int port = 0;
+    close(ListenOnLoopback(port));
+    const auto start = Clock::now();
+    EXPECT_EQ(TestPassword(kHost, std::to_string(port).c_str(), "p"), AIRPLAY_FAILED);
+    EXPECT_EQ(TestPassword("", "", "p"), AIRPLAY_FAILED);
+    EXPECT_EQ(TestPassword(nullptr, nullptr, "p"), AIRPLAY_FAILED);
+    EXPECT_EQ(TestPassword(kHost, "70000", "p"), AIRPLAY_FAILED);
+    EXPECT_FALSE(IsNeedPassword("two words\r\nX: y", "1").known);
+    EXPECT_LT(Clock::now() - start, std::chrono::seconds(3));
+}
+
+TEST_F(AirplayTest, ASilentSpeakerIsGivenFiveSeconds) {
+    ScriptedSpeaker speaker("");
+    const auto start = Clock::now();
+    EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), "p"), AIRPLAY_FAILED);
+    const auto took = Clock::now() - start;
+    EXPECT_GE(took, std::chrono::milliseconds(4900));
+    EXPECT_LT(took, std::chrono::seconds(8));
+}
+
+TEST_F(AirplayTest, AnAnswersBodyGoesNowhere) {
+    ScriptedSpeaker speaker(Answer("200 OK", "Content-Length: 4\r\n") + "body");
+    testing::internal::CaptureStdout();
+    ExpectNeed(speaker, true, false);
+    EXPECT_EQ(testing::internal::GetCapturedStdout(), "");
+}
+
+}  // namespace

@@ -1,0 +1,324 @@
+#include <unistd.h>
+
+#include <climits>
+
+#include "platform/child.h"
+#include "support/fixture.h"
+#include "tonvale/players.h"
+#include "varn/mixer.h"
+#include "varn/packageconf.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::HoldsInChild;
+
+class SoundTest : public tonvale_test::SystemTest {
+  protected:
+    static constexpr int kPcm = 1 << 4;
+
+    static std::string MixerPath(int card) {
+        return "/dev/mixer" + (card == 0 ? std::string() : std::to_string(card));
+    }
+    // A plain file in a mixer's place.
+    static void PlugIn(int card, int devices, int channel, int level) {
+        WriteFile(MixerPath(card), "devices=" + std::to_string(devices) + "\nlevel" +
+                                       std::to_string(channel) + "=" + std::to_string(level) +
+                                       "\n");
+    }
+    static bool HasLevel(int card, int channel, int level) {
+        const std::string text = ReadFile(At(MixerPath(card)));
+        return text.find("level" + std::to_string(channel) + "=\"" + std::to_string(level) +
+                         "\"\n") != std::string::npos;
+    }
+    // A device that opens and knows nothing of mixers.
+    static void PlugInDeaf(int card) {
+        fs::create_directories(At("/dev"));
+        fs::create_symlink("/dev/null", At(MixerPath(card)));
+    }
+    static void Configure(const std::string &text) { WriteFile(varn::path::kPackageConf, text); }
+
+    // What reading as root gives; it leaves the process as somebody else.
+    static void ExpectInChild(int (*call)() noexcept, int expected, const char *what) {
+        EXPECT_TRUE(HoldsInChild([&] { EXPECT_EQ(call(), expected) << what; }));
+    }
+};
+
+TEST_F(SoundTest, EqualizerProfiles) {
+    const std::string on = "audio_enable_equalizer=\"yes\"\naudio_default_equalizer=\"Rock2\"\n";
+    const std::string longLine = std::string(1100, 'x') + ":1\nRock2:2\n";
+    constexpr char kMissing[] = "missing";
+    const struct {
+        const char *what;
+        std::string conf, system, user;
+        int result;
+        const char *values;  // what the buffer holds
+        const char *log;     // "" for a silent answer
+    } kCases[] = {
+        {"off by default", "audio_default_equalizer=Rock2\n", "Rock2:1\n", "", 0, "before", ""},
+        {"not exactly yes", "audio_enable_equalizer=YES\naudio_default_equalizer=Rock2\n",
+         "Rock2:1\n", "", 0, "before", ""},
+        {"nothing selected", "audio_enable_equalizer=yes\n", kMissing, "", 0, "before", ""},
+        {"an empty selection", "audio_enable_equalizer=yes\naudio_default_equalizer=\n", ":1\n", "",
+         0, "before", ""},
+        {"system before user", on, "Pop:9\nRock2: 1 2 -3.5 \t\r\n", "Rock2:8\n", 1, "1 2 -3.5", ""},
+        {"user", on, "Pop:9\n", "Rock2:8", 1, "8", ""},
+        {"nowhere", on, "Pop:9\n", "Jazz:8\n", 0, "before", ""},
+        {"empty files", on, "", "", 0, "before", ""},
+        {"a name that begins it", on, "Rock:1\nRock2:2\n", "", 1, "1", ""},
+        {"a name that goes beyond it", on, "Rock23:1\nRock2:2\n", "", 1, "2", ""},
+        {"the empty name", on, ":1\nRock2:2\n", "", 1, "1", ""},
+        {"the last colon", on, "Rock2:a:1\nRock2:2\n", "", 1, "2", ""},
+        {"nothing behind the colon", on, "Rock2:  \n", "", 1, "", ""},
+        {"letter case", on, "rock2:1\n", "", 0, "before", ""},
+        {"cut to the buffer", on, "Rock2:123456789012345678901234567890\n", "", 1,
+         "123456789012345", ""},
+        {"cut, then trimmed", on, "Rock2:    12345   89012     567890\n", "", 1, "12345   890", ""},
+        {"a line without a colon", on, "Pop\nRock2:2\n", "Rock2:3\n", -1, "before",
+         "The EQ profile \\[Pop\\] is illegal\\."},
+        {"a blank line", on, "\nRock2:2\n", "", -1, "before",
+         "The EQ profile \\[\\] is illegal\\."},
+        {"behind the profile", on, "Rock2:2\nPop\n", "", 1, "2", ""},
+        {"a line beyond the limit", on, longLine, "", -1, "before", "The EQ profile \\[x{1023}\\]"},
+        {"no colon in the user's", on, "Pop:1\n", "Rock2\n", -1, "before",
+         "The EQ profile \\[Rock2\\] is illegal\\."},
+        {"no system file", on, kMissing, "Rock2:3\n", -1, "before",
+         "Failed to open the system EQ profile \\[.*/equalizer\\.system\\]\\."},
+        {"no user file", on, "Pop:1\n", kMissing, -1, "before", ""},
+    };
+    for (const auto &[what, conf, system, user, result, values, log] : kCases) {
+        Configure(conf);
+        for (const auto &[path, text] : {std::pair(varn::path::kSystemEqualizer, &system),
+                                         std::pair(varn::path::kUserEqualizer, &user)}) {
+            fs::remove(At(path));
+            if (*text != kMissing) {
+                WriteFile(path, *text);
+            }
+        }
+        ClearLog();
+        char out[16] = "before";
+        EXPECT_EQ(VARNAudioGetEqualizer(out, sizeof out), result) << what;
+        EXPECT_STREQ(out, values) << what;
+        EXPECT_EQ(Log().empty(), *log == '\0') << what;
+        EXPECT_TRUE(Logged(*log != '\0' ? std::string("ctrl:\\d+ ") + log : "") || Log().empty())
+            << what;
+    }
+    EXPECT_EQ(VARNAudioGetEqualizer(nullptr, 8), -1);
+    char out[1] = {'#'};
+    EXPECT_EQ(VARNAudioGetEqualizer(out, 0), -1);
+    EXPECT_EQ(out[0], '#');
+}
+
+TEST_F(SoundTest, ASystemFileThatIsAFolderIsNoFile) {
+    Configure("audio_enable_equalizer=yes\naudio_default_equalizer=Rock\n");
+    fs::create_directories(At(varn::path::kSystemEqualizer));
+    WriteFile(varn::path::kUserEqualizer, "Rock:1\n");
+    char out[8] = "before";
+    EXPECT_EQ(VARNAudioGetEqualizer(out, sizeof out), -1);
+    EXPECT_TRUE(Logged("Failed to open the system EQ profile"));
+}
+
+TEST_F(SoundTest, TheHighestCardIsTheCard) {
+    char mixer[16] = "before";
+    char dsp[16] = "before";
+    EXPECT_EQ(VARNAudioCardGet(mixer, sizeof mixer, dsp, sizeof dsp), -1);
+    EXPECT_STREQ(mixer, "before");
+    const struct {
+        int card;
+        const char *mixer;
+        const char *dsp;
+    } kCases[] = {{0, "/dev/mixer", "/dev/dsp"},
+                  {1, "/dev/mixer1", "/dev/dsp1"},
+                  {7, "/dev/mixer7", "/dev/dsp7"}};
+    PlugIn(8, kPcm, 4, 0);
+    for (const auto &expected : kCases) {
+        PlugIn(expected.card, kPcm, 4, 0);
+        EXPECT_EQ(VARNAudioCardGet(mixer, sizeof mixer, dsp, sizeof dsp), expected.card);
+        EXPECT_STREQ(mixer, expected.mixer);
+        EXPECT_STREQ(dsp, expected.dsp);
+    }
+    EXPECT_EQ(VARNAudioCardGet(nullptr, 16, nullptr, 16), 7);
+    EXPECT_EQ(VARNAudioCardGet(mixer, 5, dsp, 0), 7);
+    EXPECT_STREQ(mixer, "/dev");
+    EXPECT_STREQ(dsp, "/dev/dsp7");
+}
+
+TEST_F(SoundTest, ConfiguredVolume) {
+    const struct {
+        const char *conf;
+        int volume;
+    } kCases[] = {{"", -1},
+                  {"audio_volume=\n", -1},
+                  {"audio_volume=loud\n", -1},
+                  {"audio_volume=42\n", 42},
+                  {"audio_volume=\" 7%\"\n", 7},
+                  {"audio_volume=-5\n", 0},
+                  {"audio_volume=150\n", 100},
+                  {"audio_volume=00000000000000042\n", 0}};
+    for (const auto &[conf, volume] : kCases) {
+        Configure(conf);
+        EXPECT_EQ(VARNAudioConfVolumeGet(), volume) << conf;
+    }
+    for (const auto &[set, stored] : {std::pair(150, "100"),
+                                      {-5, "0"},
+                                      {0, "0"},
+                                      {55, "55"},
+                                      {INT_MAX, "100"},
+                                      {INT_MIN, "0"}}) {
+        EXPECT_EQ(VARNAudioConfVolumeSet(set), 0);
+        char text[8];
+        EXPECT_GE(VARNAudioConfGet("audio_volume", text, sizeof text), 1);
+        EXPECT_STREQ(text, stored);
+    }
+    fs::remove_all(At(varn::path::kPackageConf).parent_path());
+    EXPECT_EQ(VARNAudioConfVolumeSet(5), -1);
+}
+
+TEST_F(SoundTest, SettingReachesEveryMixer) {
+    EXPECT_EQ(VARNAudioKernelVolumeSet(50), -1) << "no card";
+    PlugInDeaf(5);
+    EXPECT_EQ(VARNAudioKernelVolumeSet(50), -1) << "a device that refuses";
+    PlugIn(6, 0, 4, 1);
+    EXPECT_EQ(VARNAudioKernelVolumeSet(50), -1) << "no channel";
+    PlugIn(0, kPcm | 1, 4, 0);
+    PlugIn(3, 1 << 24 | 1 << 6, 6, 0);
+    const struct {
+        int volume;
+        int level;
+    } kCases[] = {{50, 50 * 257}, {150, 100 * 257}, {-5, 0}, {100, 100 * 257}, {INT_MIN, 0}};
+    for (const auto &[volume, level] : kCases) {
+        EXPECT_EQ(VARNAudioKernelVolumeSet(volume), 0);
+        EXPECT_TRUE(HasLevel(0, 4, level)) << volume;
+        EXPECT_TRUE(HasLevel(3, 6, level)) << volume;
+    }
+}
+
+TEST_F(SoundTest, ReadingAsksTheHighestCard) {
+    const struct {
+        const char *what;
+        int devices, channel, level, volume, hasMixer;
+    } kCases[] = {{"both sides", kPcm, 4, 80 << 8 | 40, 60, 1},
+                  {"rounded down", kPcm, 4, 1 << 8 | 2, 1, 1},
+                  {"beyond the scale", kPcm, 4, 0xFFFF, 100, 1},
+                  {"more than two sides", kPcm, 4, 0x7F0000 | 10 << 8 | 10, 10, 1},
+                  {"the channel for PCM first", kPcm | 1, 4, 30 << 8 | 30, 30, 1},
+                  {"else the lowest", 1 << 9 | 1 << 24, 9, 20 << 8 | 20, 20, 1},
+                  {"the last of them", 1 << 24, 24, 5 << 8 | 5, 5, 1},
+                  {"none that is known", 1 << 25, 25, 5 << 8 | 5, 0, 0},
+                  {"none at all", 0, 4, 5 << 8 | 5, 0, 0},
+                  {"a level that cannot be read", kPcm, 5, 5, -1, 1}};
+    ExpectInChild(VARNAudioKernelVolumeGet, -1, "no card");
+    ExpectInChild(VARNAudioCheckHardwareMixer, -1, "no card");
+    PlugIn(1, kPcm, 4, 99 << 8 | 99);
+    for (const auto &[what, devices, channel, level, volume, hasMixer] : kCases) {
+        PlugIn(2, devices, channel, level);
+        ExpectInChild(VARNAudioKernelVolumeGet, volume, what);
+        ExpectInChild(VARNAudioCheckHardwareMixer, hasMixer, what);
+    }
+    PlugInDeaf(3);
+    ExpectInChild(VARNAudioKernelVolumeGet, -1, "a device that refuses");
+    ExpectInChild(VARNAudioCheckHardwareMixer, -1, "a device that refuses");
+}
+
+TEST_F(SoundTest, ReadingRunsAsRootAndEndsAsThePackage) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root's rights";
+    }
+    PlugIn(2, kPcm, 4, 50 << 8 | 50);
+    fs::permissions(At(MixerPath(2)), fs::perms(0600));
+    const uid_t package = GetUserIdFromName("Tonvale");
+    for (const auto call : {VARNAudioKernelVolumeGet, VARNAudioCheckHardwareMixer}) {
+        for (const char *caller : {"Tonvale", "alice"}) {
+            EXPECT_TRUE(HoldsInChild([&] {
+                ASSERT_EQ(ResetCredentialsByName(caller), 0);
+                EXPECT_GT(call(), 0);
+                EXPECT_EQ(geteuid(), package);
+            })) << caller;
+        }
+    }
+    // Also where there is nothing to read.
+    fs::remove(At(MixerPath(2)));
+    EXPECT_TRUE(HoldsInChild([&] {
+        EXPECT_EQ(VARNAudioKernelVolumeGet(), -1);
+        EXPECT_EQ(geteuid(), package);
+    }));
+}
+
+TEST_F(SoundTest, VolumesAreKeptInStep) {
+    EXPECT_EQ(VARNAudioVolumeSyncConf(), -1) << "no kernel volume";
+    EXPECT_EQ(VARNAudioVolumeSyncKernel(), -1) << "no configured volume";
+    const struct {
+        const char *kernel;
+        int volume;
+    } kCases[] = {{"37\n", 37},  {" 12 of 100\n88\n", 12}, {"250\n", 100}, {"-3\n", 0},
+                  {"mute\n", 0}, {"0000000055\n", 0},      {"\n", 0}};
+    for (const auto &[kernel, volume] : kCases) {
+        WriteFile(varn::path::kKernelVolume, kernel);
+        EXPECT_EQ(VARNAudioVolumeSyncConf(), 0) << kernel;
+        EXPECT_EQ(VARNAudioConfVolumeGet(), volume) << kernel;
+    }
+    WriteFile(varn::path::kKernelVolume, "");
+    EXPECT_EQ(VARNAudioVolumeSyncConf(), -1) << "an empty file";
+
+    Configure("audio_volume=66\n");
+    EXPECT_EQ(VARNAudioVolumeSyncKernel(), -1) << "no card";
+    PlugIn(0, kPcm, 4, 0);
+    EXPECT_EQ(VARNAudioVolumeSyncKernel(), 0);
+    EXPECT_TRUE(HasLevel(0, 4, 66 * 257));
+}
+
+TEST_F(SoundTest, HighResolution) {
+    EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1) << "no card";
+    const std::string far(61, ' ');
+    const struct {
+        std::string text;
+        int result;
+    } kCases[] = {{"  Format: S16_LE\n", -1},
+                  {"  Format: S16_LE\n  Format: S24_3LE\n", 0},
+                  {"  Format: S32_LE\n", 0},
+                  {"  Rates: 24000, 32000\n  Format: S16_LE\n", -1},
+                  {"  format: S32_LE\n", -1},
+                  {"Format" + far + "24\n", 0},
+                  {"Format" + std::string(56, ' ') + "24\n", -1},  // parted by the reader's line
+                  {"", -1}};
+    for (const auto &[text, result] : kCases) {
+        WriteFile("/proc/asound/card1/stream0", text);
+        EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), result) << text;
+    }
+    WriteFile("/proc/asound/card1/stream0", "Format: S32_LE\n");
+    WriteFile("/proc/asound/card0/stream0", "Format: S16_LE\n");
+    EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), 0);
+    fs::create_directories(At("/proc/asound/card4"));
+    EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1) << "the highest card has no stream";
+    // More than a pipe holds, answered by its first line.
+    std::string many;
+    for (int i = 0; i < 20000; ++i) {
+        many += "Format: S24_LE\n";
+    }
+    WriteFile("/proc/asound/card7/stream0", many);
+    EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), 0);
+}
+
+TEST_F(SoundTest, TheDeviceCallsRefuseWhatIsNoMixer) {
+    int value = 5;
+    EXPECT_EQ(VARNMixerOpen(nullptr), -1);
+    EXPECT_EQ(VARNMixerOpen(At("/dev/mixer").c_str()), -1);
+    EXPECT_EQ(VARNMixerDevices(-1, &value), -1);
+    PlugIn(0, kPcm, 4, 0);
+    const int mixer = VARNMixerOpen(At("/dev/mixer").c_str());
+    for (const int channel : {-1, 25, 31}) {
+        EXPECT_EQ(VARNMixerRead(mixer, channel, &value), -1);
+        EXPECT_EQ(VARNMixerWrite(mixer, channel, 0), -1);
+    }
+    EXPECT_EQ(value, 5);
+    close(mixer);
+    WriteFile("/dev/mixer", "devices=0x10\n");
+    const int damaged = VARNMixerOpen(At("/dev/mixer").c_str());
+    EXPECT_EQ(VARNMixerDevices(damaged, &value), -1);
+    EXPECT_EQ(value, 5);
+    close(damaged);
+}
+
+}  // namespace

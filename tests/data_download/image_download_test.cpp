@@ -1,0 +1,156 @@
+#include <csignal>
+#include <fstream>
+#include <thread>
+
+#include "support/fixture.h"
+#include "support/scripted_http.h"
+#include "tonvale/media.h"
+#include "varn/process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace tonvale_test;
+using Tonvale::ImageDownload;
+
+class ImageTest : public SystemTest {
+  protected:
+    // Fetches and returns the extension; "" after a failure, of which no file may stay.
+    static std::string Fetch(const std::string &url, long maxSize = 0) {
+        const fs::path path = scratch() / "image";
+        ImageDownload image(url.c_str());
+        const bool fetched = image.Download(path.c_str(), maxSize);
+        EXPECT_EQ(fs::exists(path), fetched) << url;
+        EXPECT_EQ(*image.Extension() != '\0', fetched) << url;
+        fs::remove(path);
+        return image.Extension();
+    }
+};
+
+TEST_F(ImageTest, TakesWebUrlsAlone) {
+    const std::pair<const char *, bool> cases[] = {
+        {"http://a/b", true}, {"https://a/b", true}, {"HtTpS://a", true}, {"http://", true},
+        {"ftp://a/b", false}, {"file:///a", false},  {"http:/a", false},  {" http://a", false},
+        {"httpx://a", false}, {"", false},           {"https:", false},   {"//a/b", false},
+    };
+    for (const auto &[url, isWeb] : cases) {
+        EXPECT_EQ(ImageDownload::IsValidUrlPrefix(url), isWeb) << url;
+    }
+    std::ofstream(scratch() / "local.jpg") << "x";
+    EXPECT_EQ(Fetch("file://" + (scratch() / "local.jpg").string()), "");
+    EXPECT_EQ(Fetch("ftp://127.0.0.1:1/a.jpg"), "");
+    EXPECT_FALSE(ImageDownload(nullptr).Download((scratch() / "image").c_str(), 0));
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(ImageTest, GoesByTheTypeAndThenByTheName) {
+    const struct {
+        const char *type;  // "": none is sent
+        const char *target;
+        const char *extension;
+    } kCases[] = {
+        {"image/jpeg", "/a", "jpg"},
+        {"IMAGE/PNG", "/a.jpg", "png"},
+        {"text/html", "/a.png", "png"},
+        {"", "/x/cover.png?size=1", "png"},
+        {"", "/cover.tar.jpg", "jpg"},
+        {"image/jpeg; charset=x", "/a", ""},
+        {"image/gif", "/a.gif", ""},
+        {"image/jpg", "/a", ""},
+        {"", "/a.jpeg", ""},
+        {"", "/a.PNG", ""},
+        {"", "/a.png.html", ""},
+        {"", "/png", ""},
+        {"", "/", ""},
+        {"text/html", "/index.html", ""},
+    };
+    for (const auto &c : kCases) {
+        const ScriptedHttp server([&](const HttpRequest &) {
+            const std::string type(c.type);
+            return Reply("x", "200 OK", type.empty() ? "" : "Content-Type: " + type + "\r\n");
+        });
+        EXPECT_EQ(Fetch(server.Url(c.target)), c.extension) << c.type << " " << c.target;
+    }
+}
+
+TEST_F(ImageTest, KeepsToItsLimit) {
+    const ScriptedHttp server([](const HttpRequest &request) {
+        return request.target == "/chunked.png" ? ChunkedReply("12345", 2) : Reply("12345");
+    });
+    const struct {
+        const char *target;
+        long most;
+        const char *extension;
+    } kCases[] = {
+        {"/a.jpg", 5, "jpg"},        {"/a.jpg", 4, ""},
+        {"/a.jpg", 0, "jpg"},        {"/a.jpg", -1, "jpg"},
+        {"/a.jpg", 1L << 40, "jpg"}, {"/chunked.png", 5, ""},
+        {"/chunked.png", 0, "png"},  {"/chunked.png", 1L << 40, ""},
+    };
+    for (const auto &c : kCases) {
+        EXPECT_EQ(Fetch(server.Url(c.target), c.most), c.extension) << c.target << " " << c.most;
+    }
+    EXPECT_TRUE(ImageDownload(server.Url("/a.jpg").c_str()).Download(nullptr, 0));
+}
+
+// A web server with a certificate for another name that nobody has signed.
+class TlsServer {
+  public:
+    explicit TlsServer(const fs::path &folder) {
+        const std::string key = folder / "server.pem";
+        EXPECT_EQ(VLIBCExec("/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes",
+                            "-subj", "/CN=somebody.example", "-days", "1", "-keyout", key.c_str(),
+                            "-out", (key + ".crt").c_str(), nullptr),
+                  0);
+        std::ofstream(folder / "lighttpd.conf")
+            << "server.document-root = \"" << folder.string() << "\"\n"
+            << "server.bind = \"127.0.0.1\"\nserver.modules = (\"mod_openssl\")\n"
+            << "server.pid-file = \"" << (folder / "pid").string() << "\"\n"
+            << "server.errorlog = \"" << (folder / "log").string() << "\"\n"
+            << "server.port = " << Port() << "\nssl.engine = \"enable\"\n"
+            << "ssl.pemfile = \"" << key << ".crt\"\nssl.privkey = \"" << key << "\"\n"
+            << "mimetype.assign = (\".jpg\" => \"image/jpeg\", \"\" => \"text/plain\")\n";
+        // It goes on in the background once it listens.
+        EXPECT_EQ(
+            VLIBCExec("/usr/sbin/lighttpd", "-f", (folder / "lighttpd.conf").c_str(), nullptr), 0);
+        std::ifstream(folder / "pid") >> pid_;
+    }
+    ~TlsServer() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+        }
+    }
+    TlsServer(const TlsServer &) = delete;
+    TlsServer &operator=(const TlsServer &) = delete;
+
+    std::string Url(const std::string &path) const {
+        return "https://127.0.0.1:" + std::to_string(port_) + path;
+    }
+
+  private:
+    int Port() {
+        // One that was free a moment ago.
+        port_ = ScriptedHttp([](const HttpRequest &) { return Reply(""); }).port();
+        return port_;
+    }
+
+    int port_ = 0;
+    pid_t pid_ = 0;
+};
+
+TEST_F(ImageTest, AsksForNoCertificateThatSomebodyKnows) {
+    std::string text = "a picture";
+    std::ofstream(scratch() / "cover.jpg") << text;
+    std::ofstream(scratch() / "page") << text;
+    const TlsServer server(scratch());
+    EXPECT_EQ(Fetch(server.Url("/cover.jpg"), 9), "jpg");
+    EXPECT_EQ(Fetch(server.Url("/cover.jpg"), 8), "");
+    EXPECT_EQ(Fetch(server.Url("/page")), "");
+    EXPECT_EQ(Fetch(server.Url("/missing.jpg")), "");
+    EXPECT_TRUE(Logged("ResponseCode=404$"));
+    Tonvale::DataDownload download(server.Url("/page").c_str());
+    EXPECT_EQ(download.Download(text), Tonvale::DataDownload::kSuccess);
+    EXPECT_EQ(text, "a picture");
+}
+
+}  // namespace

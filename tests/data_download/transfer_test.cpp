@@ -1,0 +1,108 @@
+#include "data_download/transfer.h"
+
+#include <chrono>
+#include <cstdlib>
+
+#include "support/fixture.h"
+#include "support/scripted_http.h"
+
+namespace {
+
+using namespace std::chrono_literals;
+using Tonvale::download::Outcome;
+using Tonvale::download::Patience;
+using Tonvale::download::Transfer;
+using tonvale_test::HttpRequest;
+using tonvale_test::Reply;
+using tonvale_test::ScriptedHttp;
+
+class CountingSink : public Tonvale::download::Sink {
+  public:
+    bool Restart() override {
+        ++attempts;
+        text.clear();
+        return true;
+    }
+    bool Write(std::string_view bytes) override {
+        text += bytes;
+        return true;
+    }
+    int attempts = 0;
+    std::string text;
+};
+
+using TransferTest = tonvale_test::SystemTest;
+
+TEST_F(TransferTest, TriesAgainAfterATimeOut) {
+    constexpr Patience kShort = {400ms, 400ms, 300ms};
+    const struct {
+        std::size_t slow;  // answers that come too late
+        Outcome outcome;
+        int attempts;
+    } kCases[] = {
+        {0, Outcome::kAnswered, 1},
+        {1, Outcome::kAnswered, 2},
+        {2, Outcome::kAnswered, 3},
+        {3, Outcome::kFailed, 3},
+    };
+    for (const auto &c : kCases) {
+        std::size_t count = 0;
+        const ScriptedHttp server([&](const HttpRequest &) {
+            const auto reply = Reply("the body, whole");
+            // A part of the body comes in time, and the server is free for the next attempt.
+            return ++count > c.slow ? reply
+                                    : SlowReply(CutReply(reply, 7, tonvale_test::Ending::kClose),
+                                                reply.bytes.size(), 500ms);
+        });
+        Transfer transfer(kShort);
+        CountingSink sink;
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(transfer.Run(server.Url(), 0, sink), c.outcome) << c.slow;
+        EXPECT_GE(std::chrono::steady_clock::now() - start, (c.attempts - 1) * kShort.pause);
+        EXPECT_EQ(sink.attempts, c.attempts);
+        EXPECT_EQ(sink.text, c.outcome == Outcome::kAnswered ? "the body, whole" : "the body")
+            << "each attempt begins anew";
+    }
+}
+
+TEST_F(TransferTest, TriesAgainWhenANameIsNotResolved) {
+    constexpr Patience kShort = {10s, 10s, 1ms};
+    setenv("no_proxy", "*", 1);
+    CountingSink host;
+    EXPECT_EQ(Transfer(kShort).Run("http://nowhere.invalid/", 0, host), Outcome::kFailed);
+    EXPECT_EQ(host.attempts, 3);
+    unsetenv("no_proxy");
+    setenv("http_proxy", "http://proxy.invalid:3128", 1);
+    CountingSink proxy;
+    EXPECT_EQ(Transfer(kShort).Run("http://127.0.0.1:1/", 0, proxy), Outcome::kFailed);
+    EXPECT_EQ(proxy.attempts, 3);
+    unsetenv("http_proxy");
+}
+
+TEST_F(TransferTest, TriesNothingElseAgain) {
+    const ScriptedHttp server([](const HttpRequest &request) {
+        if (request.target == "/cut") {
+            return CutReply(Reply("body"), 2, tonvale_test::Ending::kClose);
+        }
+        return CutReply(Reply("body"), 2, tonvale_test::Ending::kReset);
+    });
+    setenv("no_proxy", "*", 1);
+    for (const std::string &url :
+         {server.Url("/cut"), server.Url("/reset"), std::string("http://127.0.0.1:1/"),
+          std::string("http://"), std::string(""), std::string("nonsense://x/")}) {
+        CountingSink sink;
+        EXPECT_EQ(Transfer().Run(url, 0, sink), Outcome::kFailed) << url;
+        EXPECT_EQ(sink.attempts, 1) << url;
+    }
+}
+
+TEST_F(TransferTest, HandsOnWhatASinkThrows) {
+    class ThrowingSink : public CountingSink {
+        bool Write(std::string_view) override { throw std::bad_alloc(); }
+    };
+    const ScriptedHttp server([](const HttpRequest &) { return Reply("body"); });
+    ThrowingSink sink;
+    EXPECT_THROW(Transfer().Run(server.Url(), 0, sink), std::bad_alloc);
+}
+
+}  // namespace

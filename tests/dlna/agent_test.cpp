@@ -1,0 +1,223 @@
+#include <curl/curl.h>
+
+#include "support/fixture.h"
+#include "support/scripted_http.h"
+#include "tonvale/dlna.h"
+
+namespace tonvale_test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+using AgentTest = SystemTest;
+
+const std::string kNul(1, '\0');
+
+DMABrowse &Ask(DMABrowse &browse) {
+    browse.objectId = "0";
+    browse.requestedCount = 100;
+    return browse;
+}
+
+// What the agent makes of an answer.
+std::string Decoded(const std::string &answer) {
+    const ScriptedHttp server([&](const HttpRequest &) { return Reply(answer); });
+    DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
+    EXPECT_EQ(Ask(browse).Perform(), 0);
+    return browse.response();
+}
+
+std::size_t CountOf(const HttpRequest &request, const std::string &header) {
+    return static_cast<std::size_t>(
+        std::count_if(request.headers.begin(), request.headers.end(),
+                      [&](const auto &line) { return line.first == header; }));
+}
+
+TEST_F(AgentTest, SendsTheRequestToTheByte) {
+    const ScriptedHttp server([](const HttpRequest &) { return Reply(""); });
+    DMABrowse children(static_cast<DMAGENT_BROWSETYPE>(7), server.Url("/ctl?a=b"));
+    children.objectId = "64$a&b<c>%s'\"\xC3\xA4";
+    children.startingIndex = 200;
+    children.requestedCount = 100;
+    ASSERT_EQ(children.Perform(), 0);
+    DMABrowse metadata(DMAGENT_BROWSE_METADATA, server.Url());
+    ASSERT_EQ(metadata.Perform(), 0);
+    DMAGet get(DMAGENT_GET_SYSTEM_UPDATE_ID, server.Url());
+    ASSERT_EQ(get.Perform(), 0);
+    const std::vector<HttpRequest> asked = server.Requests();
+    ASSERT_EQ(asked.size(), 3u);
+
+    const std::string open =
+        "<?xml version=\"1.0\"?>\r\n"
+        "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\" \r\n"
+        "\t\ts:encodingStyle=\"http://schemas.xmlsoap.org/soap/encoding/\">\r\n"
+        "\t<s:Body>\r\n";
+    const std::string close = "\t</s:Body>\r\n</s:Envelope>";
+    const auto browseBody = [&](const std::string &id, const std::string &flag,
+                                const std::string &start, const std::string &count) {
+        return open +
+               "\t\t<u:Browse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">\r\n"
+               "\t\t\t<ObjectID>" +
+               id + "</ObjectID>\r\n\t\t\t<BrowseFlag>" + flag +
+               "</BrowseFlag>\r\n"
+               "\t\t\t<Filter>res,res@resolution,res@protocolInfo,res@size,res@duration,"
+               "res@bitrate,res@sampleFrequency,res@bitsPerSample,res@nrAudioChannels,dc:creator,"
+               "dc:date,upnp:genre,upnp:album,upnp:originalTrackNumber,upnp:channelNr,"
+               "upnp:scheduledStartTime,upnp:scheduledEndTime,upnp:icon,upnp:albumArtURI,"
+               "upnp:artist,upnp:author,upnp:albumArtist,@childCount</Filter>\r\n"
+               "\t\t\t<StartingIndex>" +
+               start + "</StartingIndex>\r\n\t\t\t<RequestedCount>" + count +
+               "</RequestedCount>\r\n\t\t\t<SortCriteria></SortCriteria>\r\n\t\t</u:Browse>\r\n" +
+               close;
+    };
+    EXPECT_EQ(asked[0].method, "POST");
+    EXPECT_EQ(asked[0].target, "/ctl?a=b");
+    EXPECT_EQ(asked[0].body,
+              browseBody("64$a&b<c>%s'\"\xC3\xA4", "BrowseDirectChildren", "200", "100"));
+    EXPECT_EQ(asked[1].body, browseBody("", "BrowseMetadata", "0", "0"));
+    EXPECT_EQ(asked[2].body, open +
+                                 "\t\t<u:GetSystemUpdateID "
+                                 "xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\">\r\n"
+                                 "\t\t</u:GetSystemUpdateID>\r\n" +
+                                 close);
+    for (const HttpRequest &request : asked) {
+        EXPECT_EQ(request.Header("Content-Type"), "text/xml; charset=\"utf-8\"");
+        EXPECT_EQ(request.Header("User-Agent"), "Tonvale/2.0 UPnP/1.0 DLNADOC/1.50");
+        EXPECT_EQ(request.Header("Content-Length"), std::to_string(request.body.size()));
+        EXPECT_EQ(CountOf(request, "Content-Length"), 1u);
+    }
+}
+
+TEST_F(AgentTest, NamesItsAction) {
+    const ScriptedHttp server([](const HttpRequest &) { return Reply(""); });
+    const std::pair<int, std::string> kNames[] = {{0, "Browse"},
+                                                  {1, "GetSearchCapabilities"},
+                                                  {2, "GetSortCapabilities"},
+                                                  {3, "GetSystemUpdateID"},
+                                                  {4, ""},
+                                                  {-1, ""}};
+    for (const auto &[action, name] : kNames) {
+        DMAGet get(static_cast<DMAGENT_ACTION>(action), server.Url());
+        get.addHeader("X-Test", "a: b");
+        ASSERT_EQ(get.Perform(), 0);
+        const HttpRequest asked = server.Requests().back();
+        EXPECT_EQ(asked.Header("SOAPACTION"),
+                  "\"urn:schemas-upnp-org:service:ContentDirectory:1#" + name + "\"");
+        EXPECT_EQ(asked.Header("X-Test"), "a: b");
+        EXPECT_NE(asked.body.find("</u:" + name + ">"), std::string::npos);
+    }
+}
+
+TEST_F(AgentTest, CutsRequestsThatDoNotFit) {
+    const ScriptedHttp server([](const HttpRequest &) { return Reply(""); });
+    for (const std::size_t size : {3000, 5000}) {
+        DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
+        browse.objectId = std::string(size, 'x');
+        ASSERT_EQ(browse.Perform(), 0);
+    }
+    const std::vector<HttpRequest> asked = server.Requests();
+    ASSERT_EQ(asked.size(), 2u);
+    EXPECT_TRUE(asked[0].body.ends_with("</s:Envelope>"));
+    EXPECT_EQ(asked[1].body.size(), 4095u);
+    EXPECT_TRUE(asked[1].body.ends_with("xxx"));
+}
+
+TEST_F(AgentTest, RepeatsTheLengthInASecondRequest) {
+    const ScriptedHttp server([](const HttpRequest &) { return Reply("&lt;"); });
+    DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
+    for (std::size_t lengths = 1; lengths <= 2; ++lengths) {
+        ASSERT_EQ(browse.Perform(), 0);
+        EXPECT_EQ(CountOf(server.Requests().back(), "Content-Length"), lengths);
+        EXPECT_EQ(browse.response(), "<");
+    }
+}
+
+TEST_F(AgentTest, DecodesEntities) {
+    const std::pair<std::string, std::string> kCases[] = {
+        {"", ""},
+        {"a&apos;b&quot;c&nbsp;d&lt;e&gt;f&amp;g", "a'b\"c d<e>f&g"},
+        {"&lt;&gt;", "<>"},
+        {"&gt;&lt;&apos;&amp;&quot;", "><'&\""},
+        {"&amp;amp;&amp;lt;&amp;amp;lt;", "&amp;&lt;&amp;lt;"},
+        {"&amp;&amp;&amp;", "&&&"},
+        {"&", "&"},
+        {"a & b &&amp;& &", "a & b &&& &"},
+        {"&uuml;&#38;&#x26;&#34;", "&uuml;&#38;&#x26;&#34;"},
+        {"&LT;&lt &l&lt;t;", "&LT;&lt &l<t;"},
+        {"cut &am", "cut &am"},
+        {"\xC3\xA4&lt;\xFF\xFE&gt;\r\n\t", "\xC3\xA4<\xFF\xFE>\r\n\t"},
+        {"a" + kNul + "&lt;" + kNul, "a" + kNul + "<" + kNul},
+    };
+    for (const auto &[answer, decoded] : kCases) {
+        EXPECT_EQ(Decoded(answer), decoded) << answer;
+    }
+}
+
+TEST_F(AgentTest, TakesAnswersHoweverTheyCome) {
+    std::string big;
+    for (int i = 0; big.size() < (10u << 20); ++i) {
+        big += "<a>" + std::to_string(i) + "</a>\r\n";
+    }
+    const struct {
+        const char *name;
+        HttpReply reply;
+        int result;
+        std::string response;
+    } kCases[] = {
+        {"whole", Reply("<a/>"), CURLE_OK, "<a/>"},
+        {"empty", Reply(""), CURLE_OK, ""},
+        {"big", Reply(big), CURLE_OK, big},
+        {"one byte a chunk", ChunkedReply("<a>&amp;b</a>", 1), CURLE_OK, "<a>&b</a>"},
+        {"big chunks", ChunkedReply(big, 70000), CURLE_OK, big},
+        {"slow", SlowReply(Reply("<a>&lt;</a>"), 20, 5ms), CURLE_OK, "<a><</a>"},
+        {"fault", Reply("<fault/>", "500 Internal Server Error"), CURLE_OK, "<fault/>"},
+        {"moved", Reply("there", "302 Found", "Location: /elsewhere\r\n"), CURLE_OK, "there"},
+        {"without a length", {"HTTP/1.1 200 OK\r\n\r\n&quot;"}, CURLE_OK, "\""},
+        {"ends early", CutReply(Reply("&lt;0123456789"), 8, Ending::kClose), CURLE_PARTIAL_FILE,
+         "<01"},
+        {"chunk ends early", CutReply(ChunkedReply("0123456789", 5), 12, Ending::kClose),
+         CURLE_PARTIAL_FILE, "01234"},
+        {"bad chunk",
+         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"},
+         CURLE_RECV_ERROR,
+         ""},
+        {"nothing", {""}, CURLE_GOT_NOTHING, ""},
+        {"reset", CutReply(Reply(""), 1000, Ending::kReset), CURLE_RECV_ERROR, ""},
+    };
+    for (const auto &[name, reply, result, response] : kCases) {
+        const ScriptedHttp server([&reply = reply](const HttpRequest &) { return reply; });
+        DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
+        EXPECT_EQ(Ask(browse).Perform(), result) << name;
+        EXPECT_EQ(browse.response().size(), response.size()) << name;
+        EXPECT_TRUE(browse.response() == response) << name << browse.response().substr(0, 100);
+        EXPECT_EQ(server.Requests().size(), 1u) << name;
+    }
+}
+
+TEST_F(AgentTest, TellsWhyNoAnswerCame) {
+    std::string closed;
+    {
+        const ScriptedHttp server([](const HttpRequest &) { return Reply("old"); });
+        closed = server.Url();
+        DMAGet get(DMAGENT_GET_SORT_CAPABILITIES, closed);
+        ASSERT_EQ(get.Perform(), 0);
+        EXPECT_EQ(get.response(), "old");
+    }
+    const std::pair<std::string, int> kCases[] = {
+        {closed, CURLE_COULDNT_CONNECT},
+        {"", CURLE_URL_MALFORMAT},
+        {"http://name.invalid/", CURLE_COULDNT_RESOLVE_HOST},
+        {"nosuch://127.0.0.1/", CURLE_UNSUPPORTED_PROTOCOL},
+    };
+    for (const auto &[url, result] : kCases) {
+        DMAGet get(DMAGENT_GET_SORT_CAPABILITIES, url);
+        EXPECT_EQ(get.Perform(), result) << url;
+        EXPECT_EQ(get.response(), "");
+    }
+    EXPECT_TRUE(Log().empty());
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

@@ -1,0 +1,178 @@
+// Real media servers from Debian on loopback, each with its files in a folder of the test.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "tonvale/dlna.h"
+
+namespace tonvale_test {
+
+inline int FreePort() {
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof address;
+    auto *plain = reinterpret_cast<sockaddr *>(&address);
+    EXPECT_TRUE(bind(fd, plain, length) == 0 && getsockname(fd, plain, &length) == 0);
+    close(fd);
+    return ntohs(address.sin_port);
+}
+
+// What is particular to one program.
+struct MediaServerKind {
+    const char *program;
+    std::vector<std::string> (*prepare)(const std::filesystem::path &home,
+                                        const std::filesystem::path &music, int port);
+    const char *controlPath;             // of its ContentDirectory
+    std::vector<std::string> allTracks;  // the titles that lead to a container of every track
+};
+
+inline std::vector<std::string> PrepareMinidlna(const std::filesystem::path &home,
+                                                const std::filesystem::path &music, int port) {
+    std::ofstream(home / "minidlna.conf")
+        << "port=" << port << "\nnetwork_interface=lo\nmedia_dir=A," << music.string()
+        << "\ndb_dir=" << home.string() << "\nlog_dir=" << home.string()
+        << "\ninotify=no\nfriendly_name=Tones\nminissdpdsocket=" << home.string() << "/none\n";
+    return {"-S", "-f", home / "minidlna.conf", "-P", home / "pid"};
+}
+
+inline std::vector<std::string> PrepareRygel(const std::filesystem::path &home,
+                                             const std::filesystem::path &music, int port) {
+    std::ofstream(home / "rygel.conf")
+        << "[general]\nipv6=false\nenable-transcoding=false\nallow-upload=false\n"
+        << "allow-deletion=false\nacl-fallback-policy=true\nmedia-engine=librygel-media-engine-"
+        << "gst.so\n[MediaExport]\nenabled=true\ntitle=Tones\nuris=" << music.string()
+        << "\nextract-metadata=true\nmonitor-changes=false\nvirtual-folders=true\n"
+        << "[Playbin]\nenabled=false\n[MPRIS]\nenabled=false\n[External]\nenabled=false\n";
+    return {"-n", "lo", "-p", std::to_string(port)};
+}
+
+inline const MediaServerKind kMinidlna = {
+    "/usr/sbin/minidlnad", PrepareMinidlna, "/ctl/ContentDir", {"Music", "All Music"}};
+inline const MediaServerKind kRygel = {
+    "/usr/bin/rygel", PrepareRygel, "/Control/MediaExport/RygelContentDirectory", {"Music", "All"}};
+
+class MediaServer {
+  public:
+    MediaServer(const MediaServerKind &kind, const std::filesystem::path &home,
+                const std::filesystem::path &music)
+        : kind_(kind), home_(home), port_(FreePort()) {
+        std::filesystem::create_directories(home);
+        std::vector<std::string> words = kind.prepare(home, music, port_);
+        // A server does not outlive this process, however it ends.
+        words.insert(words.begin(), {"/usr/bin/setpriv", "--pdeathsig", "KILL", kind.program});
+        std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
+        for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
+                                     "XDG_RUNTIME_DIR", "TMPDIR"}) {
+            environment.push_back(variable + ("=" + home.string()));
+        }
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
+        posix_spawn_file_actions_addopen(&files, 1, (home / "log").c_str(),
+                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
+        posix_spawn_file_actions_adddup2(&files, 1, 2);
+        posix_spawnattr_t attributes;  // a group, because a server has helpers
+        posix_spawnattr_init(&attributes);
+        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
+        EXPECT_EQ(posix_spawn(&pid_, words[0].c_str(), &files, &attributes, Pointers(words).data(),
+                              Pointers(environment).data()),
+                  0)
+            << kind.program;
+        posix_spawnattr_destroy(&attributes);
+        posix_spawn_file_actions_destroy(&files);
+    }
+    ~MediaServer() {
+        if (pid_ > 0) {
+            kill(-pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    MediaServer(const MediaServer &) = delete;
+    MediaServer &operator=(const MediaServer &) = delete;
+
+    std::string ControlUrl() const {
+        return "http://127.0.0.1:" + std::to_string(port_) + kind_.controlPath;
+    }
+
+    // The container of all tracks. Waits until there are that many in it; "" when that never is. A
+    // server may read its files only while nothing else runs, which can take minutes on a busy
+    // machine.
+    std::string AllTracks(std::size_t count) const {
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(6);
+        while (std::chrono::steady_clock::now() < end) {
+            const std::string container = Container();
+            DMAParser page;
+            if (!container.empty() && Children(container, static_cast<int>(count) - 1, 1, page) &&
+                page.items.nodes().size() == 1) {
+                return container;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(100));
+        }
+        std::ostringstream log;
+        log << std::ifstream(home_ / "log").rdbuf();
+        ADD_FAILURE() << kind_.program << " does not answer:\n" << log.str();
+        return "";
+    }
+
+    // One page. False when the server does not answer it.
+    bool Children(const std::string &id, int start, int count, DMAParser &page) const {
+        DMABrowse browse(DMAGENT_BROWSE_CHILDREN, ControlUrl());
+        browse.objectId = id;
+        browse.startingIndex = start;
+        browse.requestedCount = count;
+        return browse.Perform() == 0 && browse.response().starts_with("<?xml") &&
+               page.Parse(&browse) == 0;
+    }
+
+  private:
+    std::string Container() const {
+        std::string id = "0";
+        for (const std::string &title : kind_.allTracks) {
+            DMAParser page;
+            std::string next;
+            if (Children(id, 0, 0, page)) {
+                for (const auto &node : page.containers.nodes()) {
+                    next = node->getValueByKey("title") == title ? node->getValueByKey("id") : next;
+                }
+            }
+            if (next.empty()) {
+                return "";
+            }
+            id = next;
+        }
+        return id;
+    }
+
+    static std::vector<char *> Pointers(std::vector<std::string> &words) {
+        std::vector<char *> pointers;
+        for (std::string &word : words) {
+            pointers.push_back(word.data());
+        }
+        pointers.push_back(nullptr);
+        return pointers;
+    }
+
+    const MediaServerKind &kind_;
+    std::filesystem::path home_;
+    int port_;
+    pid_t pid_ = -1;
+};
+
+}  // namespace tonvale_test

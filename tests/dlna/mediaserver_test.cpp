@@ -1,0 +1,296 @@
+#include <json/json.h>
+#include <netinet/in.h>
+
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "support/scripted_http.h"
+
+namespace tonvale_test {
+
+namespace {
+
+// Answers every datagram with the texts it was given, on a port of its own.
+class ScriptedSsdp {
+  public:
+    explicit ScriptedSsdp(std::vector<std::string> answers)
+        : answers_(std::move(answers)),
+          fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
+          stop_(eventfd(0, EFD_CLOEXEC)) {
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+        socklen_t length = sizeof address;
+        auto *plain = reinterpret_cast<sockaddr *>(&address);
+        EXPECT_TRUE(bind(fd_, plain, length) == 0 && getsockname(fd_, plain, &length) == 0);
+        address_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        thread_ = std::thread([this] { Serve(); });
+    }
+    ~ScriptedSsdp() { Stop(); }
+    ScriptedSsdp(const ScriptedSsdp &) = delete;
+    ScriptedSsdp &operator=(const ScriptedSsdp &) = delete;
+
+    const std::string &address() const { return address_; }
+    // The last question; nothing is answered any more.
+    std::string Stop() {
+        if (thread_.joinable()) {
+            eventfd_write(stop_, 1);
+            thread_.join();
+            close(stop_);
+            close(fd_);
+        }
+        return question_;
+    }
+
+  private:
+    void Serve() {
+        pollfd waits[] = {{fd_, POLLIN, 0}, {stop_, POLLIN, 0}};
+        while (poll(waits, 2, -1) > 0 && waits[1].revents == 0) {
+            char block[4096];
+            sockaddr_in from{};
+            socklen_t length = sizeof from;
+            auto *plain = reinterpret_cast<sockaddr *>(&from);
+            const ssize_t got = recvfrom(fd_, block, sizeof block, 0, plain, &length);
+            question_.assign(block, got > 0 ? static_cast<std::size_t>(got) : 0);
+            for (const std::string &answer : answers_) {
+                sendto(fd_, answer.data(), answer.size(), 0, plain, length);
+            }
+        }
+    }
+
+    std::vector<std::string> answers_;
+    int fd_;
+    int stop_;
+    std::string address_;
+    std::string question_;
+    std::thread thread_;
+};
+
+std::string Found(const std::string &location,
+                  const std::string &target = "urn:schemas-upnp-org:service:ContentDirectory:1") {
+    return "HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age=1800\r\nLocation:  " + location +
+           " \r\nEXT:\r\nst: " + target + "\r\nUSN: uuid:1\r\n\r\n";
+}
+
+std::string Device(const std::string &name, const std::string &udn, const std::string &inner) {
+    return "<device><friendlyName> " + name + " </friendlyName><modelName>M</modelName><UDN>" +
+           udn + "</UDN>" + inner + "</device>";
+}
+
+std::string Service(const std::string &type, const std::string &control) {
+    return "<serviceList><service><serviceType>urn:schemas-upnp-org:service:Other:1</serviceType>"
+           "<controlURL>/other</controlURL></service><service><serviceType>urn:schemas-upnp-org:"
+           "service:" +
+           type + "</serviceType><controlURL>" + control + "</controlURL></service></serviceList>";
+}
+
+std::string Description(const std::string &device, const std::string &base = "") {
+    return "<?xml version=\"1.0\"?><root xmlns=\"urn:schemas-upnp-org:device-1-0\">" + base +
+           device + "</root>";
+}
+
+std::string Browsed(const std::string &didl) {
+    return "<?xml version=\"1.0\"?><u:BrowseResponse xmlns:u=\"u\"><Result>" + didl +
+           "</Result></u:BrowseResponse>";
+}
+
+Json::Value Parsed(const std::string &text) {
+    Json::Value json;
+    Json::CharReaderBuilder strict;
+    Json::CharReaderBuilder::strictMode(&strict.settings_);
+    std::string error;
+    std::istringstream stream(text);
+    EXPECT_TRUE(Json::parseFromStream(strict, stream, &json, &error)) << error << text;
+    return json;
+}
+
+// The text of an element of a request.
+std::string Asked(const HttpRequest &request, const std::string &name) {
+    const std::size_t from = request.body.find("<" + name + ">") + name.size() + 2;
+    return request.body.substr(from, request.body.find("</" + name + ">") - from);
+}
+
+using MediaServerTest = SystemTest;
+
+TEST_F(MediaServerTest, ListsWhatAnswers) {
+    const ScriptedHttp web([](const HttpRequest &request) {
+        const std::map<std::string, HttpReply> kPages = {
+            {"/a.xml", Reply(Description(Device("Bob's \x1B & <\xC3\xA4>", "uuid:a", "")))},
+            {"/dir/b.xml", Reply(Description(Device("Béta &amp; &quot;Co&quot;", "uuid:b",
+                                                    Service("ContentDirectory:3", "ctl?x=1"))))},
+            {"/c.xml",
+             Reply(Description(
+                 Device("no list", "uuid:c",
+                        "<deviceList>" +
+                            Device("alpha", "uuid:d", Service("ContentDirectory:1", "/c/../ctl")) +
+                            "</deviceList>"),
+                 "<URLBase>http://127.0.0.1:1/base/</URLBase>"))},
+            {"/again.xml", Reply(Description(Device("Béta twice", "uuid:b",
+                                                    Service("ContentDirectory:1", "/else"))))},
+            {"/file.xml", Reply(Description(Device("file", "uuid:e",
+                                                   Service("ContentDirectory:1", "file:///x"))))},
+            {"/broken.xml", Reply("<root><device>")},
+            {"/big.xml", Reply(std::string((1u << 20) + 1, ' '))},
+            {"/reset.xml", CutReply(Reply(""), 1000, Ending::kReset)},
+            {"/moved.xml", Reply("", "302 Found", "Location: /dir/b.xml\r\n")}};
+        const auto page = kPages.find(request.target);
+        return page != kPages.end() ? page->second : Reply("", "404 Not Found");
+    });
+    std::vector<std::string> answers = {
+        Found(web.Url("/dir/b.xml")),
+        "",
+        "\r\n",
+        "HTTP/1.1 200 OK\r\n",
+        "HTTP/1.1 404 Not Found\r\nLocation: http://127.0.0.1:1/\r\n\r\n",
+        "NOTIFY * HTTP/1.1\r\nLocation: http://127.0.0.1:1/\r\n\r\n",
+        Found("file:///etc/passwd"),
+        Found(web.Url("/other"), "upnp:rootdevice"),
+        std::string("\0\xFF\0", 3),
+        Found(web.Url("/dir/b.xml"))};
+    for (const char *page : {"/a.xml", "/c.xml", "/again.xml", "/file.xml", "/broken.xml",
+                             "/big.xml", "/reset.xml", "/moved.xml", "/missing.xml"}) {
+        answers.push_back(Found(web.Url(page)));
+    }
+    ScriptedSsdp responder(answers);
+    const std::vector<std::string> list = {"mediaserver", "list",      "--wait",
+                                           "1",           "--address", responder.address()};
+    const Finished table = Tonvale(list);
+    EXPECT_EQ(table.status, 0);
+    EXPECT_TRUE(table.out.ends_with("\n2 media servers\n")) << table.out;
+    std::vector<std::string> json = list;
+    json.emplace_back("--json");
+    const Json::Value servers = Parsed(Tonvale(json).out)["servers"];
+    ASSERT_EQ(servers.size(), 2u) << servers;
+    EXPECT_EQ(servers[0]["name"], "Béta & \"Co\"");
+    EXPECT_EQ(servers[0]["url"], web.Url("/dir/ctl?x=1"));
+    EXPECT_EQ(servers[0]["udn"], "uuid:b");
+    EXPECT_EQ(servers[1]["name"], "alpha");
+    EXPECT_EQ(servers[1]["url"], "http://127.0.0.1:1/ctl");
+    for (const char *problem :
+         {"/a.xml: describes no media server", "/file.xml: describes no media server",
+          "/broken.xml: describes no media server", "/big.xml: more than a mebibyte",
+          "/reset.xml: ", "/moved.xml: status 302", "/missing.xml: status 404"}) {
+        EXPECT_TRUE(Contains(table.err, problem)) << problem << "\n" << table.err;
+    }
+    const std::vector<HttpRequest> asked = web.Requests();
+    EXPECT_EQ(std::count_if(asked.begin(), asked.end(),
+                            [](const auto &request) { return request.target == "/dir/b.xml"; }),
+              2);  // once a run
+    EXPECT_EQ(responder.Stop(), "M-SEARCH * HTTP/1.1\r\nHOST: " + responder.address() +
+                                    "\r\nMAN: \"ssdp:discover\"\r\nMX: 1\r\nST: "
+                                    "urn:schemas-upnp-org:service:ContentDirectory:1\r\n\r\n");
+}
+
+TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
+    ScriptedSsdp gone({});
+    gone.Stop();
+    const ScriptedHttp page([](const HttpRequest &) { return Reply("<html/>"); });
+    const ScriptedHttp broken(
+        [](const HttpRequest &) { return Reply("<BrowseResponse><item></BrowseResponse>"); });
+    const ScriptedHttp fault([](const HttpRequest &) {
+        return Reply(
+            "<s:Envelope xmlns:s=\"s\"><s:Body><s:Fault><faultstring>UPnPError"
+            "</faultstring><detail><UPnPError xmlns=\"u\"><errorCode>701</errorCode>"
+            "<errorDescription>No \xE2\x80\xAE such object</errorDescription></UPnPError></detail>"
+            "</s:Fault></s:Body></s:Envelope>",
+            "500 Internal Server Error");
+    });
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        std::string message;
+    } kCases[] = {
+        {{}, 2, "subcommand"},
+        {{"list", "--wait", "0"}, 2, "from 1"},
+        {{"list", "--wait", "61"}, 2, "60"},
+        {{"list", "--address", ""}, 2, "address"},
+        {{"list", "--address", "name.invalid"}, 2, "name.invalid"},
+        {{"list", "--address", "127.0.0.1:http"}, 2, "127.0.0.1:http"},
+        {{"list", "--wait", "1", "--address", gone.address()}, 0, "refused"},
+        {{"browse"}, 2, "URL"},
+        {{"browse", "file:///etc/passwd"}, 2, "http://"},
+        {{"browse", "127.0.0.1"}, 2, "http://"},
+        {{"browse", page.Url(), std::string(3001, 'x')}, 2, "3000 bytes"},
+        {{"browse", page.Url(), "--depth", "33"}, 2, "32"},
+        {{"browse", "http://" + gone.address() + "/"}, 1, "connect"},
+        {{"browse", page.Url()}, 1, "no ContentDirectory"},
+        {{"browse", broken.Url()}, 1, "no well-formed document"},
+        {{"browse", fault.Url(), "64$1"}, 1, "'64$1': 701 No \xEF\xBF\xBD such object\n"},
+    };
+    for (const auto &[arguments, status, message] : kCases) {
+        std::vector<std::string> words = {"mediaserver"};
+        words.insert(words.end(), arguments.begin(), arguments.end());
+        const Finished run = Tonvale(words);
+        EXPECT_EQ(run.status, status) << message << "\n" << run.err;
+        EXPECT_TRUE(Contains(run.err, message)) << message << "\n" << run.err;
+    }
+}
+
+TEST_F(MediaServerTest, PagesAndDescends) {
+    // 250 objects in "0"; the server gives 40 at most, the first one is a container of one item.
+    const ScriptedHttp server([](const HttpRequest &request) {
+        if (Asked(request, "ObjectID") == "a&amp;b&lt;c") {
+            return Reply(Browsed(Asked(request, "StartingIndex") == "0"
+                                     ? "<item id=\"in\" children=\"x\" kind=\"y\" title=\"inner\"/>"
+                                     : ""));
+        }
+        std::string didl;
+        const int start = std::stoi(Asked(request, "StartingIndex"));
+        const int count = std::min(40, std::stoi(Asked(request, "RequestedCount")));
+        for (int i = start; i < std::min(start + count, 250); ++i) {
+            didl += i == 0 ? std::string(
+                                 "<container id=\"a&amp;amp;b&amp;lt;c\"><title>\x7F</title>"
+                                 "</container>")
+                           : "<item id=\"" + std::to_string(i) + "\"/>";
+        }
+        return Reply(Browsed(didl));
+    });
+    const std::vector<std::string> browse = {"mediaserver", "browse", server.Url()};
+    const struct {
+        std::vector<std::string> options;
+        unsigned count;
+        std::string first;
+    } kCases[] = {{{}, 250, "a&b<c"},
+                  {{"0", "--limit", "7"}, 7, "a&b<c"},
+                  {{"0", "--limit", "100", "--offset", "3"}, 100, "3"},
+                  {{"0", "--offset", "249"}, 1, "249"},
+                  {{"0", "--offset", "2147483647"}, 0, ""}};
+    for (const auto &[options, count, first] : kCases) {
+        std::vector<std::string> words = browse;
+        words.insert(words.end(), options.begin(), options.end());
+        words.emplace_back("--json");
+        const Finished run = Tonvale(words);
+        EXPECT_EQ(run.status, 0) << run.err;
+        const Json::Value objects = Parsed(run.out)["objects"];
+        EXPECT_EQ(objects.size(), count);
+        EXPECT_EQ(count > 0 ? objects[0]["id"].asString() : "", first);
+        EXPECT_FALSE(count > 0 && objects[0].isMember("children"));
+    }
+    std::vector<std::string> deep = browse;
+    deep.insert(deep.end(), {"--depth", "2", "--limit", "2"});
+    const Finished tree = Tonvale(deep);
+    EXPECT_EQ(tree.out, "\xEF\xBF\xBD/  [a&b<c]\n  inner  [in]\n(untitled)  [1]\n3 objects\n");
+    deep.emplace_back("--json");
+    const Json::Value objects = Parsed(Tonvale(deep).out)["objects"];
+    ASSERT_EQ(objects.size(), 2u);
+    EXPECT_EQ(objects[0]["children"][0]["kind"], "item");
+    EXPECT_FALSE(objects[0]["children"][0].isMember("children"));
+    EXPECT_EQ(objects[1]["id"], "1");
+}
+
+TEST_F(MediaServerTest, EndsWithAServerThatDoesNot) {
+    const ScriptedHttp server([](const HttpRequest &request) {
+        return Reply(Browsed(Asked(request, "BrowseFlag") == "BrowseMetadata"
+                                 ? "<container id=\"0\"/><item id=\"more\"/>"
+                                 : "<item id=\"same\"/><item id=\"other\"/>"));
+    });
+    const Finished pages = Tonvale({"mediaserver", "browse", server.Url(), "--json"});
+    EXPECT_EQ(pages.status, 1);
+    EXPECT_TRUE(Contains(pages.err, "the same objects")) << pages.err;
+    EXPECT_EQ(Parsed(pages.out)["objects"].size(), 2u);
+    const Finished one = Tonvale({"mediaserver", "browse", server.Url(), "0", "--metadata"});
+    EXPECT_EQ(one.out, "(untitled)/  [0]\n1 object\n");
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

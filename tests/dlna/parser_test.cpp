@@ -1,0 +1,256 @@
+#include <limits>
+
+#include "dlna/values.h"
+#include "support/fixture.h"
+#include "support/scripted_http.h"
+#include "tonvale/dlna.h"
+
+namespace tonvale_test {
+
+namespace {
+
+using ParserTest = SystemTest;
+
+// A Browse answer as it is after decoding.
+std::string Answer(const std::string &didl, const std::string &counts = "") {
+    return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\r\n"
+           "<s:Envelope xmlns:s=\"http://schemas.xmlsoap.org/soap/envelope/\"><s:Body>"
+           "<u:BrowseResponse xmlns:u=\"urn:schemas-upnp-org:service:ContentDirectory:1\"><Result>"
+           "<DIDL-Lite xmlns=\"urn:schemas-upnp-org:metadata-1-0/DIDL-Lite/\" "
+           "xmlns:dc=\"http://purl.org/dc/elements/1.1/\" "
+           "xmlns:upnp=\"urn:schemas-upnp-org:metadata-1-0/upnp/\">" +
+           didl + "</DIDL-Lite></Result>" + counts +
+           "</u:BrowseResponse></s:Body></s:Envelope>\r\n";
+}
+
+int Parse(DMAParser &parser, const std::string &text) {
+    return parser.Parse(text.data(), static_cast<int>(text.size()));
+}
+
+// The first item of a list that an answer with these elements gives.
+const ItemNode &FirstItem(DMAParser &parser, const std::string &didl) {
+    static const ItemNode none;
+    EXPECT_EQ(Parse(parser, Answer(didl)), 0) << didl;
+    EXPECT_FALSE(parser.items.nodes().empty()) << didl;
+    return parser.items.nodes().empty() ? none : *parser.items.nodes().front();
+}
+
+std::vector<std::string> Titles(const ItemList &list) {
+    std::vector<std::string> titles;
+    for (const auto &node : list.nodes()) {
+        titles.push_back(node->getValueByKey("title"));
+    }
+    return titles;
+}
+
+TEST_F(ParserTest, ReadsATrack) {
+    DMAParser parser;
+    const ItemNode &item = FirstItem(
+        parser,
+        "\r\n <item id=\"1$4&amp;0\" parentID=\"1$4\" restricted=\"1\"><!-- a song -->\r\n"
+        "<dc:title>静か &amp; &lt;O'Brien&gt; &#38; &quot;%s&quot;</dc:title>"
+        "<upnp:artist role=\"Performer\">First</upnp:artist><upnp:artist>Second</upnp:artist>"
+        "<upnp:album/><upnp:genre></upnp:genre><dc:date><![CDATA[2003<&>]]></dc:date>"
+        "<desc><x>inner</x>tail</desc><upnp:class>object<!-- cut -->.item</upnp:class>"
+        "<res protocolInfo=\"http-get:*:audio/flac:*\" size=\"17\" duration=\"0:03:01.5\" "
+        "sampleFrequency=\"44100\" bitsPerSample=\"16\" nrAudioChannels=\"2\">http://a/1?b&amp;c"
+        "</res><res protocolInfo=\"http-get:*:audio/mpeg:*\" bitrate=\"16000\" "
+        "resolution=\"\" album=\"of the resource\"/></item>");
+    EXPECT_EQ(ValuesOf(item), (Values{{"id", "1$4&0"},
+                                      {"parentID", "1$4"},
+                                      {"restricted", "1"},
+                                      {"title", "静か & <O'Brien> & \"%s\""},
+                                      {"artist", "First"},
+                                      {"album", ""},
+                                      {"genre", ""},
+                                      {"date", "2003<&>"},
+                                      {"desc", ""},
+                                      {"class", "object"}}));
+    ASSERT_TRUE(item.children);
+    ASSERT_EQ(item.children->nodes().size(), 2u);
+    EXPECT_EQ(ValuesOf(*item.children->nodes()[0]),
+              (Values{{"protocolInfo", "http-get:*:audio/flac:*"},
+                      {"size", "17"},
+                      {"duration", "0:03:01.5"},
+                      {"sampleFrequency", "44100"},
+                      {"bitsPerSample", "16"},
+                      {"nrAudioChannels", "2"},
+                      {"res", "http://a/1?b&c"}}));
+    const std::pair<const char *, const char *> kLookups[] = {
+        {"title", "静か & <O'Brien> & \"%s\""},
+        {"protocolInfo", "http-get:*:audio/flac:*"},  // the first resource's
+        {"bitrate", "16000"},                         // the second's, as the first has none
+        {"res", "http://a/1?b&c"},
+        {"album", "of the resource"},  // an empty value falls through
+        {"genre", ""},
+        {"resolution", ""},
+        {"dc:title", ""},
+        {"", ""},
+    };
+    for (const auto &[key, value] : kLookups) {
+        EXPECT_EQ(item.getValueByKey(key), value) << key;
+    }
+}
+
+TEST_F(ParserTest, KeepsTheOrderAndTheFirstOfAKey) {
+    const struct {
+        const char *didl;
+        std::vector<std::string> containers;
+        std::vector<std::string> items;
+    } kCases[] = {
+        {"<item><dc:title>b</dc:title></item><container><title>c</title></container>"
+         "<item title=\"a\"/>",
+         {"c"},
+         {"b", "a"}},
+        {"<x><y><item title=\"deep\"/></y></x><item title=\"flat\"/>", {}, {"deep", "flat"}},
+        // An attribute comes before a child of its name; nothing is searched inside.
+        {"<item title=\"attribute\"><dc:title>child</dc:title></item>", {}, {"attribute"}},
+        {"<container title=\"outer\"><container title=\"inner\"/><item title=\"i\"/></container>",
+         {"outer"},
+         {}},
+        {"<dc:container title=\"prefixed\"/><Item title=\"case\"/>", {"prefixed"}, {}},
+        {"", {}, {}},
+    };
+    for (const auto &[didl, containers, items] : kCases) {
+        DMAParser parser;
+        EXPECT_EQ(Parse(parser, Answer(didl)), 0);
+        EXPECT_EQ(Titles(parser.containers), containers) << didl;
+        EXPECT_EQ(Titles(parser.items), items) << didl;
+    }
+}
+
+TEST_F(ParserTest, NestsResources) {
+    DMAParser parser;
+    const ItemNode &item = FirstItem(
+        parser,
+        "<item><res res=\"attribute\">text<res id=\"1\"><res id=\"2\" deep=\"yes\"/></res>"
+        "</res><res/></item>");
+    ASSERT_TRUE(item.children);
+    const auto &resources = item.children->nodes();
+    ASSERT_EQ(resources.size(), 2u);
+    EXPECT_EQ(ValuesOf(*resources[0]), (Values{{"res", "attribute"}}));
+    EXPECT_EQ(ValuesOf(*resources[1]), Values());
+    EXPECT_FALSE(resources[1]->children);
+    EXPECT_EQ(item.getValueByKey("deep"), "yes");
+    EXPECT_EQ(item.getValueByKey("id"), "1");
+}
+
+TEST_F(ParserTest, TakesTheLastCount) {
+    const std::pair<const char *, int> kCases[] = {
+        {"<TotalMatches>120</TotalMatches><NumberReturned>50</NumberReturned>", 50},
+        {"<NumberReturned>50</NumberReturned><TotalMatches>120</TotalMatches>", 120},
+        {"<TotalMatches>120</TotalMatches><NumberReturned/>", 120},
+        {"<NumberReturned> 12 of them</NumberReturned>", 12},
+        {"<NumberReturned>-3</NumberReturned>", -3},
+        {"<NumberReturned>many</NumberReturned>", 0},
+        {"<NumberReturned>99999999999999999999</NumberReturned>", std::numeric_limits<int>::max()},
+        {"<NumberReturned>-4294967296</NumberReturned>", std::numeric_limits<int>::min()},
+        {"<numberreturned>4</numberreturned>", 0},
+        {"", 0},
+    };
+    for (const auto &[counts, expected] : kCases) {
+        DMAParser parser;
+        parser.count = 7;
+        EXPECT_EQ(Parse(parser, Answer("", counts)), 0);
+        EXPECT_EQ(parser.count, expected) << counts;
+    }
+}
+
+TEST_F(ParserTest, RefusesWhatIsNoDocument) {
+    std::string deep;
+    for (int i = 0; i < 300; ++i) {
+        deep += "<res>";
+    }
+    const std::string whole = Answer("<item id=\"1\"><dc:title>t</dc:title></item>");
+    const std::string kCases[] = {
+        "",
+        " ",
+        "not XML",
+        "<?xml version=\"1.0\"?>",
+        whole.substr(0, whole.size() - 20),
+        whole + "<more/>",
+        whole.substr(0, 100) + std::string(1, '\0') + whole.substr(100),
+        "\n" + whole,
+        Answer("<item id=\"1\"><dc:title>t</title></item>"),
+        Answer("<item id=\"1\" id=\"2\"/>"),
+        Answer("<item id=&#34;1&#34;/>"),  // escaped by number, which is not undone
+        Answer("<item id=\"1\"/><item><title>a & b</title></item>"),
+        Answer("<item><title>&unknown;</title></item>"),
+        Answer("<item><title>\xFF\xFE</title></item>"),
+        Answer("<item id=\"1\"/><item>" + deep),
+        Answer("<?xml version=\"1.0\"?><item/>"),
+    };
+    for (const std::string &text : kCases) {
+        DMAParser parser;
+        EXPECT_EQ(Parse(parser, text), -1) << text;
+        EXPECT_TRUE(parser.items.nodes().empty() && parser.containers.nodes().empty()) << text;
+    }
+    DMAParser parser;
+    EXPECT_EQ(parser.Parse(nullptr, 10), -1);
+    EXPECT_EQ(parser.Parse(whole.data(), -1), -1);
+    EXPECT_EQ(parser.Parse(nullptr), -1);
+    EXPECT_EQ(Parse(parser, whole), 0);  // and goes on afterwards
+    EXPECT_EQ(Titles(parser.items), std::vector<std::string>{"t"});
+}
+
+TEST_F(ParserTest, ExpandsNoEntityOfTheDocument) {
+    const std::string text =
+        "<!DOCTYPE r [<!ENTITY a \"0123456789\"><!ENTITY b \"&a;&a;&a;&a;\">"
+        "<!ENTITY item \"<item id='x'><title>in</title></item>\">"
+        "<!ENTITY TotalMatches \"9\">]>"
+        "<r>&item;&TotalMatches;<item id='1'><title>&b;</title><album>x&b;</album></item></r>";
+    DMAParser parser;
+    ASSERT_EQ(Parse(parser, text), 0);
+    ASSERT_EQ(parser.items.nodes().size(), 1u);
+    EXPECT_EQ(ValuesOf(*parser.items.nodes()[0]),
+              (Values{{"id", "1"}, {"title", ""}, {"album", "x"}}));
+    EXPECT_EQ(parser.count, 0);
+}
+
+TEST_F(ParserTest, ReadsABrowsedAnswer) {
+    std::string didl;
+    constexpr std::size_t kItems = 40000;
+    for (std::size_t i = 0; i < kItems; ++i) {
+        didl += "&lt;item id=&quot;" + std::to_string(i) +
+                "&quot;&gt;&lt;dc:title&gt;Tone &amp;amp; Echo " + std::to_string(i) +
+                "&lt;/dc:title&gt;&lt;upnp:album&gt;A &amp;lt;Test&amp;gt; with a name that takes "
+                "some room, so that the answer is a big one&lt;/upnp:album&gt;&lt;res size="
+                "&apos;1&apos; protocolInfo=&apos;http-get:*:audio/mpeg:*&apos;&gt;http://a/" +
+                std::to_string(i) + "&lt;/res&gt;&lt;/item&gt;";
+    }
+    ASSERT_GT(didl.size(), 10'000'000u);
+    const std::string answer = Answer(didl, "<NumberReturned>40000</NumberReturned>");
+    const ScriptedHttp server([&](const HttpRequest &) { return ChunkedReply(answer, 30011); });
+    DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
+    ASSERT_EQ(browse.Perform(), 0);
+    DMAParser parser;
+    ASSERT_EQ(parser.Parse(&browse), 0);
+    EXPECT_EQ(parser.count, static_cast<int>(kItems));
+    ASSERT_EQ(parser.items.nodes().size(), kItems);
+    const ItemNode &last = *parser.items.nodes().back();
+    EXPECT_EQ(last.getValueByKey("title"), "Tone & Echo 39999");
+    EXPECT_EQ(last.getValueByKey("res"), "http://a/39999");
+    EXPECT_TRUE(last.getValueByKey("album").starts_with("A <Test> with"));
+}
+
+TEST_F(ParserTest, PrintsForDebugging) {
+    DMAParser parser;
+    FirstItem(parser, "<item id=\"1\"><title>100% \\n</title><res size=\"2\">u</res></item>");
+    parser.prcXMLNode(nullptr);
+    parser.prcItem(&parser.items, nullptr);
+    testing::internal::CaptureStdout();
+    parser.items.PrintContent();
+    EXPECT_EQ(testing::internal::GetCapturedStdout(),
+              "[id]:1\n[title]:100% \\n\n-- child item --\n[res]:u\n[size]:2\n");
+    ItemNode node;
+    EXPECT_FALSE(node.children);
+    node.iniChildList();
+    const ItemList *made = node.children.get();
+    ASSERT_NE(made, nullptr);
+    node.iniChildList();
+    EXPECT_EQ(node.children.get(), made);
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

@@ -1,0 +1,199 @@
+#include <json/json.h>
+
+#include <regex>
+#include <set>
+
+#include "dlna/media_server.h"
+#include "dlna/values.h"
+#include "programs/command.h"
+#include "support/environment.h"
+#include "support/fixture.h"
+#include "varnindex/samples.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kTracks = 230;
+
+void Append(std::string &bytes, std::size_t number, int width, int bits) {
+    for (int i = width - 1; i >= 0; --i) {
+        bytes += static_cast<char>(number >> (i * bits) & ((1u << bits) - 1));
+    }
+}
+
+// An ID3v2.3 tag with texts in UTF-16.
+std::string Tag(const std::vector<std::pair<std::string, std::u16string>> &texts) {
+    std::string frames;
+    for (const auto &[name, text] : texts) {
+        frames += name;
+        Append(frames, 3 + 2 * text.size(), 4, 8);
+        frames += std::string("\0\0\1\xFF\xFE", 5);
+        for (const char16_t unit : text) {
+            frames += static_cast<char>(unit & 0xFF);
+            frames += static_cast<char>(unit >> 8);
+        }
+    }
+    std::string tag("ID3\3\0\0", 6);
+    Append(tag, frames.size(), 4, 7);
+    return tag + frames;
+}
+
+std::u16string Title(int track) {
+    const std::string number = std::to_string(track);
+    return u"Tóne <" + std::u16string(number.begin(), number.end()) + u"> & 静か \"%s\"";
+}
+
+std::string Utf8Title(int track) {
+    return "Tóne <" + std::to_string(track) + "> & 静か \"%s\"";
+}
+
+// A folder of tones, made once per run.
+const fs::path &Music() {
+    static const fs::path folder = [] {
+        const fs::path path = Environment::Folder() / "tones";
+        fs::create_directory(path);
+        MakeTone(path / "tone.mp3", "libmp3lame", false);
+        std::ifstream stream(path / "tone.mp3", std::ios::binary);
+        const std::string tone((std::istreambuf_iterator<char>(stream)), {});
+        for (int track = 1; track <= kTracks; ++track) {
+            std::ofstream(path / (std::to_string(track) + ".mp3"), std::ios::binary)
+                << Tag({{"TIT2", Title(track)},
+                        {"TPE1", u"O'Brien & Sons"},
+                        {"TALB", u"A <Test>"},
+                        {"TCON", u"Jazz"},
+                        {"TRCK", u"7"}})
+                << tone;
+        }
+        fs::remove(path / "tone.mp3");
+        return path;
+    }();
+    return folder;
+}
+
+using RealServerTest = SystemTest;
+
+void ShowsItsContainers(const MediaServer &server) {
+    DMAParser root;
+    ASSERT_TRUE(server.Children("0", 0, 0, root));
+    EXPECT_TRUE(root.items.nodes().empty());
+    EXPECT_GE(root.containers.nodes().size(), 2u);
+    for (const auto &container : root.containers.nodes()) {
+        EXPECT_EQ(container->getValueByKey("parentID"), "0");
+        EXPECT_TRUE(container->getValueByKey("class").starts_with("object.container"));
+    }
+}
+
+// Gives the id of the first track.
+void ShowsItsTracksInPages(const MediaServer &server, const std::string &all, std::string &first) {
+    std::set<std::string> titles;
+    std::vector<std::size_t> pages;
+    for (int start = 0; start < kTracks; start += 100) {
+        DMAParser page;
+        ASSERT_TRUE(server.Children(all, start, 100, page));
+        pages.push_back(page.items.nodes().size());
+        for (const auto &item : page.items.nodes()) {
+            titles.insert(item->getValueByKey("title"));
+            first = first.empty() ? item->getValueByKey("id") : first;
+        }
+    }
+    EXPECT_EQ(pages, (std::vector<std::size_t>{100, 100, 30}));
+    EXPECT_EQ(titles.size(), static_cast<std::size_t>(kTracks));
+    EXPECT_TRUE(titles.contains(Utf8Title(1)) && titles.contains(Utf8Title(kTracks)))
+        << *titles.begin();
+}
+
+void DescribesATrack(const MediaServer &server, const std::string &id) {
+    DMABrowse browse(DMAGENT_BROWSE_METADATA, server.ControlUrl());
+    browse.objectId = id;
+    DMAParser metadata;
+    ASSERT_EQ(browse.Perform(), 0);
+    ASSERT_EQ(metadata.Parse(&browse), 0) << browse.response();
+    EXPECT_EQ(metadata.count, 1);
+    ASSERT_EQ(metadata.items.nodes().size(), 1u);
+    const ItemNode &track = *metadata.items.nodes().front();
+    EXPECT_EQ(track.getValueByKey("id"), id);
+    const std::pair<const char *, const char *> kValues[] = {
+        {"artist", "O'Brien & Sons"}, {"album", "A <Test>"},        {"genre", "Jazz"},
+        {"originalTrackNumber", "7"}, {"sampleFrequency", "48000"}, {"nrAudioChannels", "2"}};
+    for (const auto &[key, value] : kValues) {
+        EXPECT_EQ(track.getValueByKey(key), value) << key;
+    }
+    EXPECT_GT(std::stoi(track.getValueByKey("size")), 1000);
+    // Every attribute that the server gives its resource, whichever these are.
+    std::smatch resource;
+    ASSERT_TRUE(
+        std::regex_search(browse.response(), resource, std::regex("<res ([^>]*)>([^<]*)</res>")));
+    std::map<std::string, std::string> attributes = {{"res", resource[2]}};
+    const std::string text = resource[1];
+    const std::regex attribute("(\\w+)=\"([^\"]*)\"");
+    for (std::sregex_iterator each(text.begin(), text.end(), attribute), end; each != end; ++each) {
+        attributes[(*each)[1]] = (*each)[2];
+    }
+    EXPECT_GE(attributes.size(), 6u);
+    ASSERT_TRUE(track.children);
+    EXPECT_EQ(ValuesOf(*track.children->nodes().front()), attributes);
+    EXPECT_TRUE(track.getValueByKey("duration").starts_with("0:00:01"));
+    EXPECT_TRUE(track.getValueByKey("protocolInfo").starts_with("http-get:*:audio/mpeg:"));
+    EXPECT_TRUE(track.getValueByKey("res").starts_with("http://127.0.0.1:"));
+}
+
+void AnswersAndRefuses(const MediaServer &server) {
+    const std::pair<DMAGENT_ACTION, const char *> kActions[] = {
+        {DMAGENT_GET_SEARCH_CAPABILITIES, "<SearchCaps>"},
+        {DMAGENT_GET_SORT_CAPABILITIES, "<SortCaps>"},
+        {DMAGENT_GET_SYSTEM_UPDATE_ID, "<Id>"}};
+    for (const auto &[action, answer] : kActions) {
+        DMAGet get(action, server.ControlUrl());
+        EXPECT_EQ(get.Perform(), 0);
+        EXPECT_TRUE(Contains(get.response(), answer)) << get.response();
+    }
+    DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.ControlUrl());
+    browse.objectId = "no such object";
+    EXPECT_EQ(browse.Perform(), 0);
+    DMAParser parser;
+    EXPECT_EQ(parser.Parse(&browse), 0);
+    EXPECT_TRUE(parser.items.nodes().empty() && parser.containers.nodes().empty());
+    EXPECT_TRUE(Contains(browse.response(), "<errorCode>701</errorCode>")) << browse.response();
+}
+
+void IsShownByTheCommandLine(const MediaServer &server, const std::string &all) {
+    const Finished browse =
+        Tonvale({"mediaserver", "browse", server.ControlUrl(), all, "--offset", "20", "--json"});
+    EXPECT_EQ(browse.status, 0) << browse.err;
+    Json::Value page;
+    std::istringstream(browse.out) >> page;
+    ASSERT_EQ(page["objects"].size(), kTracks - 20u);
+    EXPECT_TRUE(page["objects"][0]["resources"][0]["res"].asString().starts_with("http://"));
+    const Finished tree = Tonvale({"mediaserver", "browse", server.ControlUrl(), "--depth", "3"});
+    EXPECT_EQ(tree.status, 0) << tree.err;
+    EXPECT_TRUE(Contains(tree.out, "\nMusic/  [")) << tree.out.substr(0, 500);
+    EXPECT_TRUE(Contains(tree.out, "\n    " + Utf8Title(kTracks) + " - O'Brien & Sons (0:00:01"));
+}
+
+// All of it in one test: a server takes its time to start.
+void Browse(const MediaServerKind &kind, const fs::path &home) {
+    const MediaServer server(kind, home, Music());
+    const std::string all = server.AllTracks(kTracks);
+    ASSERT_NE(all, "");
+    ShowsItsContainers(server);
+    std::string first;
+    ShowsItsTracksInPages(server, all, first);
+    DescribesATrack(server, first);
+    AnswersAndRefuses(server);
+    IsShownByTheCommandLine(server, all);
+}
+
+TEST_F(RealServerTest, Minidlna) {
+    Browse(kMinidlna, scratch() / "home");
+}
+
+TEST_F(RealServerTest, Rygel) {
+    Browse(kRygel, scratch() / "home");
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

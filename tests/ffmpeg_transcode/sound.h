@@ -1,0 +1,93 @@
+// Calls of the streamer, and encoders for it to call.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "support/fixture.h"
+#include "support/stdout.h"
+#include "tonvale/streaming.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+// One answer of the streamer.
+struct Answered {
+    int result = 0;
+    std::string header;  // with the empty line
+    std::string body;
+};
+
+class StreamTest : public SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        unsetenv("HTTP_RANGE");
+    }
+    void TearDown() override {
+        unsetenv("HTTP_RANGE");
+        SystemTest::TearDown();
+    }
+
+    // Puts a shell script in the encoder's place. It can write the file $SOUND from the second on
+    // that the encoder is asked for, a second having $RATE bytes, with `sound`.
+    static void UseEncoder(const std::string &script) {
+        const std::filesystem::path path = At(varn::path::kEncoder);
+        std::filesystem::remove(path);
+        std::ofstream(path) << "#!/bin/sh\n"
+                            << "SOUND=" << SoundFile() << "\n"
+                            << "printf '%s|' \"$@\" >>" << ArgumentFile() << "\n"
+                            << "echo >>" << ArgumentFile() << "\n"
+                            << "START=$4\n"
+                            << "sound() { exec tail -c +$((START * RATE + 1)) \"$SOUND\"; }\n"
+                            << script << "\n";
+        chmod(path.c_str(), 0755);
+    }
+    // What the encoder was asked for, in words ended by "|", a line for each time.
+    static std::string Asked() { return ReadFile(ArgumentFile()); }
+
+    // Bytes that differ wherever one looks.
+    static std::string MakeSound(std::size_t size) {
+        std::string sound(size, '\0');
+        uint32_t state = 12345;
+        for (char &byte : sound) {
+            state = state * 1664525 + 1013904223;
+            byte = static_cast<char>(state >> 24);
+        }
+        std::ofstream(SoundFile(), std::ios::binary) << sound;
+        return sound;
+    }
+
+    // What a call writes; with a range when there is one.
+    template <typename Call>
+    static Answered Stream(Call &&call, const std::string &range = "") {
+        range.empty() ? unsetenv("HTTP_RANGE") : setenv("HTTP_RANGE", range.c_str(), 1);
+        Answered answered;
+        const CapturedStdout out;
+        answered.result = call();
+        const std::string text = out.Text();
+        const std::size_t end = text.find("\r\n\r\n");
+        answered.header = text.substr(0, end == text.npos ? end : end + 4);
+        answered.body = end == text.npos ? "" : text.substr(end + 4);
+        return answered;
+    }
+
+    static VARN_MEDIA_INFO Song(const std::string &path, float duration) {
+        VARN_MEDIA_INFO song{};
+        std::strcpy(song.path, path.c_str());
+        song.duration = duration;
+        song.frequency = 44100;
+        song.bitrate = 128000;
+        return song;
+    }
+
+    static std::string SoundFile() { return scratch() / "sound"; }
+    static std::string ArgumentFile() { return scratch() / "arguments"; }
+};
+
+}  // namespace tonvale_test

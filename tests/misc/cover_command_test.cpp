@@ -1,0 +1,78 @@
+#include <json/json.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "misc/cover_fixture.h"
+#include "programs/command.h"
+
+namespace tonvale_test {
+
+namespace {
+
+class CoverCommandTest : public CoverTest {
+  protected:
+    static Json::Value Cover(const std::string &file) {
+        const Finished run = Tonvale({"cover", "--json", file});
+        EXPECT_EQ(run.status, 0) << run.err;
+        Json::Value root;
+        std::istringstream(run.out) >> root;
+        return root;
+    }
+    static std::string Results(const Json::Value &root) {
+        std::string all;
+        for (const Json::Value &place : root["places"]) {
+            all += place["place"].asString() + ": " + place["result"].asString() + "\n";
+        }
+        return all;
+    }
+};
+
+TEST_F(CoverCommandTest, TellsWhichPictureAndWhy) {
+    const Path song = Put(Music() / "al\xC3\xA9 [1]" / "song.mp3");
+    const Path folder = song.parent_path();
+    EXPECT_TRUE(Cover(song)["cover"].isNull());
+    EXPECT_TRUE(Contains(Results(Cover(song)), "folder: no cover.jpg, folder.jpg or albumart.jpg"));
+    EXPECT_TRUE(Contains(Results(Cover(song)), "tags: no file *APIC* in " + EaDir(song).string()));
+
+    Put(folder / "Cover.jpg");
+    EXPECT_EQ(Cover(song)["cover"].asString(), (folder / "Cover.jpg").string());
+    EXPECT_EQ(Cover(folder)["cover"].asString(), (folder / "Cover.jpg").string());
+    EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: not made yet"));
+
+    const Path mark = Put(folder / "song.no_image");
+    EXPECT_TRUE(Contains(Results(Cover(song)), "marked as having none by " + mark.string()));
+    EXPECT_TRUE(Cover(song)["cover"].isNull());
+
+    Put(EaDir(song) / "APIC.jpg");
+    EXPECT_EQ(Cover(song)["cover"].asString(), (EaDir(song) / "APIC.jpg").string());
+}
+
+TEST_F(CoverCommandTest, MakesTheSmallCopy) {
+    const Path song = Put(Music() / "song.mp3");
+    Put(Music() / "cover.jpg", "no picture");
+    const Finished failed = Tonvale({"cover", "--scale", song});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(Contains(failed.err, "could not be made")) << failed.err;
+    const std::string cover = Music() / "cover.jpg";
+    ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x900", "xc:red", cover.c_str(), nullptr),
+              0);
+    const Finished made = Tonvale({"cover", "--scale", song});
+    EXPECT_EQ(made.status, 0) << made.err;
+    EXPECT_TRUE(Contains(made.out, "VARNAUDIO_ART_NBAUDIO.jpg")) << made.out;
+    EXPECT_TRUE(std::filesystem::exists(EaDir(song) / "VARNAUDIO_ART_NBAUDIO.jpg"));
+    EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: ready"));
+    SetTime(EaDir(song) / "VARNAUDIO_ART_NBAUDIO.jpg", 0);
+    EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: older than the picture"));
+}
+
+TEST_F(CoverCommandTest, RefusesWhatIsNotThere) {
+    const Finished missing = Tonvale({"cover", Music() / "missing.mp3"});
+    EXPECT_EQ(missing.status, 1);
+    EXPECT_TRUE(Contains(missing.err, "there is no such file")) << missing.err;
+    EXPECT_EQ(Tonvale({"cover"}).status, 2);
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

@@ -1,0 +1,92 @@
+// Songs and covers in a folder that the package's account cannot come at by itself.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "support/fixture.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+class CoverTest : public SystemTest {
+  protected:
+    using Path = std::filesystem::path;
+
+    void SetUp() override {
+        SystemTest::SetUp();
+        isRoot_ = IsRoot();
+        std::filesystem::create_directory(Music());
+        std::filesystem::permissions(Music(), std::filesystem::perms(0700));
+    }
+
+    static Path Music() { return scratch() / "music"; }
+
+    static Path Put(const Path &path, std::string_view text = "x") {
+        std::filesystem::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << text;
+        return path;
+    }
+
+    static Path EaDir(const Path &song) { return song.parent_path() / "@eaDir" / song.filename(); }
+
+    // A modification time, in seconds and nanoseconds since 2001.
+    static void SetTime(const Path &path, long seconds, long nanoseconds = 0) {
+        const timespec time = {1'000'000'000 + seconds, nanoseconds};
+        const timespec times[] = {time, time};
+        ASSERT_EQ(utimensat(AT_FDCWD, path.c_str(), times, 0), 0) << path;
+    }
+
+    // Runs a call as the package's account, which must leave whom the process is and where as they
+    // were.
+    template <typename Call>
+    auto AsPackage(const Call &call) const {
+        EXPECT_EQ(ResetCredentialsByName(varn::kPackageAccount), 0);
+        const State before;
+        auto result = call();
+        const State after;
+        EXPECT_EQ(before.ids, after.ids);
+        EXPECT_EQ(before.groups, after.groups);
+        EXPECT_EQ(before.folder, after.folder);
+        EXPECT_EQ(ResetCredentialsByName("root"), 0);
+        EXPECT_EQ(geteuid() == 0, isRoot_);
+        return result;
+    }
+
+    // Runs a call that fills a buffer. Its path, or "none"; the buffer must be as it was then.
+    template <typename Call>
+    std::string PathOf(const Call &call) const {
+        std::array<char, 4096> buffer = {'?'};
+        const int result =
+            AsPackage([&] { return call(buffer.data(), static_cast<int>(buffer.size())); });
+        if (result == 0) {
+            return buffer.data();
+        }
+        EXPECT_EQ(result, -1);
+        EXPECT_STREQ(buffer.data(), "?");
+        return "none";
+    }
+
+    bool isRoot_ = false;
+
+  private:
+    struct State {
+        State() : folder(std::filesystem::current_path()), groups(1024) {
+            getresuid(&ids[0], &ids[1], &ids[2]);
+            getresgid(&ids[3], &ids[4], &ids[5]);
+            groups.resize(static_cast<std::size_t>(getgroups(1024, groups.data())));
+        }
+        Path folder;
+        std::array<unsigned, 6> ids = {};
+        std::vector<gid_t> groups;
+    };
+};
+
+}  // namespace tonvale_test

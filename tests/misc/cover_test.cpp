@@ -1,0 +1,249 @@
+#include <fcntl.h>
+
+#include "misc/cover_fixture.h"
+#include "platform/child.h"
+#include "tonvale/media.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+// Names that a pattern, a printf or a shell would read in its own way.
+const std::vector<std::string> kHostileNames = {
+    "[a]*?",   "back\\slash",  "100%d%s%n", "q'uo\"te", "two\r\nlines",
+    "caf\xE9", "\xE5\x90\x8D", "-flag~",    "{a,b}",    "$(id)`id`",
+};
+
+class CoverPathTest : public tonvale_test::CoverTest {
+  protected:
+    std::string Embedded(const std::string &song) const {
+        return PathOf([&](char *buffer, int size) {
+            return VARNAudioGetEmbeddedCoverPath(song.c_str(), buffer, size);
+        });
+    }
+    std::string Folder(const std::string &path) const {
+        return PathOf([&](char *buffer, int size) {
+            return VARNAudioGetFolderCoverPath(path.c_str(), buffer, size);
+        });
+    }
+};
+
+TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
+    const struct {
+        std::vector<std::string> files;
+        const char *found;
+    } kCases[] = {
+        {{"APIC.jpg"}, "APIC.jpg"},
+        {{"old_APIC_3.png", "cover.jpg"}, "old_APIC_3.png"},
+        {{"B_APIC.jpg", "A_APIC.jpg", "APIC.png"}, "APIC.png"},
+        {{"apic.jpg", "VARNAUDIO_ART_NBAUDIO.jpg", ".APIC.jpg"}, nullptr},
+        {{}, nullptr},
+    };
+    const fs::path song = Put(Music() / "song.mp3");
+    for (const auto &c : kCases) {
+        fs::remove_all(EaDir(song));
+        fs::create_directories(EaDir(song));
+        for (const std::string &file : c.files) {
+            Put(EaDir(song) / file);
+        }
+        const std::string expected = c.found ? (EaDir(song) / c.found).string() : "none";
+        EXPECT_EQ(Embedded(song), expected);
+    }
+    fs::remove_all(song.parent_path() / "@eaDir");
+    EXPECT_EQ(Embedded(song), "none");
+    EXPECT_TRUE(Log().empty()) << "a song without pictures is nothing to tell of";
+    for (const char *bad : {"song.mp3", "", "/"}) {
+        ClearLog();
+        EXPECT_EQ(Embedded(bad), "none") << bad;
+        EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[" +
+                           std::string(bad) +
+                           "\\]\\.\\[0x0D00 .*platform/linux/eadir.cpp:[0-9]+\\]$"));
+    }
+    EXPECT_EQ(Embedded("/" + std::string(4096, 'a')), "none");
+    EXPECT_TRUE(Logged("\\[0x0300 "));
+}
+
+TEST_F(CoverPathTest, FindsTheFolderPicture) {
+    const struct {
+        std::vector<std::string> files;
+        const char *found;
+    } kCases[] = {
+        {{"Cover.JPG", "folder.jpg"}, "Cover.JPG"},
+        {{"AlbumArt.jpg", "FOLDER.jpG"}, "FOLDER.jpG"},
+        {{"ALBUMART.JPG"}, "ALBUMART.JPG"},
+        {{"cover.jpg", "Cover.jpg", "COVER.JPG"}, "COVER.JPG"},
+        {{"cover.jpg.bak", "my cover.jpg", "coverXjpg", "cover.jpeg", "cover.png"}, nullptr},
+    };
+    const fs::path folder = Music() / "album";
+    for (const auto &c : kCases) {
+        fs::remove_all(folder);
+        const fs::path song = Put(folder / "song.mp3");
+        for (const std::string &file : c.files) {
+            Put(folder / file);
+        }
+        const std::string expected = c.found ? (folder / c.found).string() : "none";
+        EXPECT_EQ(Folder(song), expected);
+        EXPECT_EQ(Folder(folder), expected);
+        EXPECT_EQ(Folder(folder / "not there.mp3"), expected) << "a track of a cue sheet";
+    }
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(CoverPathTest, TakesNoNameForAPattern) {
+    for (const std::string &name : kHostileNames) {
+        SCOPED_TRACE(name);
+        const fs::path song = Put(Music() / name / (name + ".mp3"));
+        Put(Music() / name / "cover.jpg");
+        Put(EaDir(song) / "APIC.jpg");
+        EXPECT_EQ(Embedded(song), EaDir(song) / "APIC.jpg");
+        EXPECT_EQ(Folder(song), Music() / name / "cover.jpg");
+    }
+    // What a pattern of the folder's name would find.
+    Put(Music() / "a" / "cover.jpg");
+    fs::create_directory(Music() / "[ab]");
+    EXPECT_EQ(Folder(Music() / "[ab]"), "none");
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(CoverPathTest, KeepsToTheMarkOfASongWithoutCover) {
+    const fs::path folder = Music() / "b";
+    const fs::path song = Put(folder / "song.live.mp3");
+    Put(folder / "cover.jpg");
+    const fs::path mark = folder / "song.live.no_image";
+    fs::create_directory(mark);
+    EXPECT_EQ(Folder(song), folder / "cover.jpg") << "a folder is no mark";
+    fs::remove(mark);
+    Put(mark);
+    EXPECT_EQ(Folder(song), "none");
+    EXPECT_EQ(Folder(Put(folder / "other.mp3")), folder / "cover.jpg");
+    EXPECT_EQ(Folder(folder), folder / "cover.jpg");
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(CoverPathTest, RefusesPathsThatCannotBeTakenApart) {
+    fs::create_directory(Music() / "dir");
+    Put(Music() / "dir" / "noextension");
+    for (const std::string &path :
+         {std::string("plain.mp3"), std::string(""), (Music() / "missing").string() + "/"}) {
+        ClearLog();
+        EXPECT_EQ(Folder(path), "none") << path;
+        EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Invalid path: " + path + "$"));
+    }
+    ClearLog();
+    EXPECT_EQ(Folder(Music() / "missing" / "song.mp3"), "none");
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to chdir \\[.*/missing\\],$"));
+    // A name without an extension in a place without a dot.
+    const fs::path plain = Put(Music() / "plain");
+    ASSERT_EQ(plain.string().find('.'), std::string::npos);
+    ClearLog();
+    EXPECT_EQ(Folder(plain), "none");
+    EXPECT_TRUE(Logged("Invalid path: " + plain.string() + "$"));
+}
+
+TEST_F(CoverPathTest, ChecksItsArgumentsAndKeepsToTheBuffer) {
+    const fs::path song = Put(Music() / "song.mp3");
+    Put(Music() / "cover.jpg");
+    Put(EaDir(song) / "APIC.jpg");
+    for (const auto call : {VARNAudioGetEmbeddedCoverPath, VARNAudioGetFolderCoverPath}) {
+        char buffer[] = "0123456789";
+        EXPECT_EQ(call(nullptr, buffer, 5), -1);
+        EXPECT_EQ(call(song.c_str(), nullptr, 5), -1);
+        EXPECT_EQ(call(song.c_str(), buffer, -1), -1);
+        EXPECT_EQ(Log().size(), 3U);
+        EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Bad parameters\\.$"));
+        EXPECT_EQ(AsPackage([&] { return call(song.c_str(), buffer, 0); }), 0);
+        EXPECT_STREQ(buffer, "0123456789");
+        EXPECT_EQ(AsPackage([&] { return call(song.c_str(), buffer, 5); }), 0);
+        EXPECT_EQ(buffer, song.string().substr(0, 4));
+        EXPECT_EQ(std::string_view(buffer + 5, 5), "56789");
+        ClearLog();
+    }
+}
+
+TEST_F(CoverPathTest, NeedsAFolderToComeBackTo) {
+    const fs::path song = Put(Music() / "song.mp3");
+    Put(EaDir(song) / "APIC.jpg");
+    EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+        fs::create_directory(scratch() / "gone");
+        fs::current_path(scratch() / "gone");
+        fs::remove(scratch() / "gone");
+        char buffer[4096];
+        EXPECT_EQ(VARNAudioGetEmbeddedCoverPath(song.c_str(), buffer, sizeof buffer), -1);
+        EXPECT_NE(geteuid(), 0U) << "still root";
+    }));
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get current directory$"));
+}
+
+TEST_F(CoverPathTest, PrefersThePictureOfTheSongItself) {
+    using Tonvale::CoverPlace;
+    const fs::path song = Put(Music() / "song.mp3");
+    const auto find = [&] { return AsPackage([&] { return Tonvale::FindCover(song.c_str()); }); };
+    EXPECT_EQ(find().place, CoverPlace::kNone);
+    EXPECT_EQ(find().path, "");
+    Put(Music() / "folder.jpg");
+    EXPECT_EQ(find().place, CoverPlace::kFolder);
+    EXPECT_EQ(find().path, Music() / "folder.jpg");
+    Put(EaDir(song) / "APIC.png");
+    EXPECT_EQ(find().place, CoverPlace::kEmbedded);
+    EXPECT_EQ(find().path, EaDir(song) / "APIC.png");
+    EXPECT_EQ(Tonvale::FindCover(nullptr).place, CoverPlace::kNone);
+}
+
+TEST_F(CoverPathTest, OpensPicturesAndNothingElse) {
+    const fs::path picture = Put(Music() / "cover.jpg", "picture");
+    struct stat info = {};
+    const int fd = AsPackage([&] { return Tonvale::OpenCover(picture.c_str(), &info); });
+    ASSERT_GE(fd, 0) << "the folder is root's alone";
+    EXPECT_EQ(info.st_size, 7);
+    EXPECT_TRUE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
+    close(fd);
+    fs::create_symlink("/etc/passwd", Music() / "link.jpg");
+    fs::create_directory(Music() / "folder.jpg");
+    ASSERT_EQ(mkfifo((Music() / "fifo.jpg").c_str(), 0600), 0);
+    for (const char *name : {"link.jpg", "folder.jpg", "fifo.jpg", "missing.jpg"}) {
+        const std::string path = Music() / name;
+        EXPECT_EQ(AsPackage([&] { return Tonvale::OpenCover(path.c_str(), &info); }), -1) << name;
+    }
+}
+
+TEST_F(CoverPathTest, TellsWhetherAPictureChanged) {
+    struct stat info = {};
+    info.st_ino = 1;
+    info.st_size = 2;
+    info.st_mtim = {784111777, 5};
+    const Tonvale::Validators now = Tonvale::ValidatorsOf(info);
+    EXPECT_EQ(now.lastModified, "Sun, 06 Nov 1994 08:49:37 GMT");
+    for (auto change : {+[](struct stat &s) { ++s.st_ino; }, +[](struct stat &s) { ++s.st_size; },
+                        +[](struct stat &s) { ++s.st_mtim.tv_sec; },
+                        +[](struct stat &s) { ++s.st_mtim.tv_nsec; }}) {
+        struct stat other = info;
+        change(other);
+        EXPECT_NE(Tonvale::ValidatorsOf(other).etag, now.etag);
+    }
+    const std::string tag = now.etag;
+    const char *date = now.lastModified.c_str();
+    const struct {
+        std::string ifNoneMatch;
+        const char *ifModifiedSince;
+        bool unchanged;
+    } kCases[] = {
+        {tag, nullptr, true},
+        {"W/" + tag, nullptr, true},
+        {"\"a\" ,\t" + tag + " , \"b\"", nullptr, true},
+        {"*", nullptr, true},
+        {"\"a\", \"b\"", date, false},
+        {tag.substr(1), nullptr, false},
+        {",,", nullptr, false},
+        {"", date, true},
+        {"", "Sun, 06 Nov 1994 08:49:36 GMT", false},
+        {"", "", false},
+        {"", nullptr, false},
+    };
+    for (const auto &c : kCases) {
+        EXPECT_EQ(Tonvale::IsUnchanged(now, c.ifNoneMatch.c_str(), c.ifModifiedSince), c.unchanged)
+            << c.ifNoneMatch;
+    }
+    EXPECT_FALSE(Tonvale::IsUnchanged({}, nullptr, ""));
+}
+
+}  // namespace

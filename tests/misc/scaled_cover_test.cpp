@@ -1,0 +1,338 @@
+#include <cstdlib>
+#include <cstring>
+
+#include "misc/cover_fixture.h"
+#include "tonvale/media.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using Words = std::vector<std::string>;
+
+// Runs a program of the host and returns what it prints.
+std::string Output(Words words) {
+    std::vector<char *> argv;
+    for (std::string &word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    FILE *stream = VLIBCPopenv(argv.front(), "r", argv.data());
+    if (stream == nullptr) {
+        ADD_FAILURE() << words.front() << ": " << std::strerror(errno);
+        return "";
+    }
+    std::string output;
+    for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) {
+        output += static_cast<char>(c);
+    }
+    EXPECT_EQ(VLIBCPclose(stream), 0) << words.front();
+    return output;
+}
+
+void Draw(const std::string &size, const fs::path &path) {
+    Output({"/usr/bin/convert", "-size", size, "xc:red", path});
+}
+
+std::string Identify(const fs::path &path) {
+    return Output({"/usr/bin/identify", "-format", "%m %wx%h", path});
+}
+
+class ScaledCoverTest : public tonvale_test::CoverTest {
+  protected:
+    static constexpr char kName[] = "VARNAUDIO_ART_NBAUDIO.jpg";
+
+    void SetUp() override {
+        CoverTest::SetUp();
+        song_ = Put(Music() / "song.mp3");
+        source_ = Music() / "cover.jpg";
+        scaled_ = EaDir(song_) / kName;
+    }
+
+    // Puts a script in the converter's place. "$7" is the result that it is asked for.
+    static void SetConverter(const std::string &script) {
+        const fs::path converter = At(varn::path::kConvert);
+        fs::remove(converter);  // a link to the host's
+        std::ofstream(converter) << "#!/bin/sh\necho x >> " << (scratch() / "runs").string() << "\n"
+                                 << script << "\n";
+        fs::permissions(converter, fs::perms(0755));
+    }
+    static std::size_t Runs() { return ReadFile(scratch() / "runs").size() / 2; }
+
+    std::string Scaled(const fs::path &song, const fs::path &source) const {
+        return PathOf([&](char *buffer, int size) {
+            return VARNAudioGetScaleCoverPath(song.c_str(), source.c_str(), buffer, size);
+        });
+    }
+    std::string Scaled() const { return Scaled(song_, source_); }
+
+    int Scale(const fs::path &source, const fs::path &target) const {
+        return AsPackage([&] { return VARNAudioScaleImage(source.c_str(), target.c_str()); });
+    }
+
+    // Without root's rights nothing can be given away, which is logged and no failure.
+    static bool IsAboutOwner(const std::string &line) {
+        return line.find("Failed to chown") != std::string::npos;
+    }
+    std::size_t Complaints() const {
+        const std::vector<std::string> lines = Log();
+        return lines.size() -
+               (isRoot_ ? 0 : std::count_if(lines.begin(), lines.end(), IsAboutOwner));
+    }
+
+    fs::path song_, source_, scaled_;
+};
+
+TEST_F(ScaledCoverTest, ComparesTimesStrictly) {
+    const fs::path source = Put(Music() / "a");
+    const fs::path scaled = Put(Music() / "b");
+    const struct {
+        timespec from, to;
+        int later;
+    } kCases[] = {
+        {{100, 0}, {100, 0}, 0}, {{100, 5}, {100, 6}, 1}, {{100, 6}, {100, 5}, 0},
+        {{100, 9}, {101, 0}, 1}, {{101, 0}, {100, 9}, 0},
+    };
+    const auto check = [&](const fs::path &from, const fs::path &to) {
+        return AsPackage([&] { return VARNAudioCheckScaleArt(from.c_str(), to.c_str()); });
+    };
+    for (const auto &c : kCases) {
+        SetTime(source, c.from.tv_sec, c.from.tv_nsec);
+        SetTime(scaled, c.to.tv_sec, c.to.tv_nsec);
+        EXPECT_EQ(check(source, scaled), c.later);
+    }
+    EXPECT_EQ(check(Music() / "missing", scaled), 0);
+    EXPECT_EQ(check(source, Music() / "missing"), 0);
+    EXPECT_EQ(VARNAudioCheckScaleArt(nullptr, "b"), 0);
+    EXPECT_EQ(VARNAudioCheckScaleArt("a", nullptr), 0);
+}
+
+TEST_F(ScaledCoverTest, MakesTheCopyOnceForEachVersionOfTheSource) {
+    SetConverter("echo new > \"$6\"");
+    SetTime(Put(source_), 100);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(Runs(), 1U);
+    SetTime(scaled_, 100);
+    EXPECT_EQ(Scaled(), scaled_) << "of equal times nobody knows which came first";
+    EXPECT_EQ(Runs(), 2U);
+    Put(scaled_, "old");
+    SetTime(scaled_, 99);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(Runs(), 3U);
+    EXPECT_EQ(ReadFile(scaled_), "new\n");
+    EXPECT_EQ(Complaints(), 0U);
+}
+
+TEST_F(ScaledCoverTest, TakesOverCopiesOfEarlierVersions) {
+    SetConverter("echo new > \"$6\"");
+    SetTime(Put(source_), 100);
+    const fs::path first = EaDir(song_) / "ART_NBAUDIO.jpg";
+    const fs::path second = EaDir(song_) / "ART:NBAUDIO.jpg";
+    SetTime(Put(first), 50);
+    SetTime(Put(second), 101);
+    EXPECT_EQ(Scaled(), second);
+    EXPECT_FALSE(fs::exists(first)) << "out of date";
+    SetTime(Put(first), 101);
+    EXPECT_EQ(Scaled(), first);
+    EXPECT_EQ(Runs(), 0U);
+    SetTime(source_, 200);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_FALSE(fs::exists(first) || fs::exists(second));
+    EXPECT_EQ(Runs(), 1U);
+}
+
+TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
+    const std::string out = scratch() / "arguments";
+    SetConverter("printf '%s\\n' \"$@\" $MAGICK_TIME_LIMIT > " + out + "; echo new > \"$6\"");
+    Put(source_);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(ReadFile(out), "-size\n480x480>\n-thumbnail\n480x480>\n" + source_.string() + "\n" +
+                                 scaled_.string() + "\n60\n");
+    EXPECT_EQ(std::getenv("MAGICK_TIME_LIMIT"), nullptr);
+    setenv("MAGICK_TIME_LIMIT", "7", 1);
+    SetTime(scaled_, 0);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_TRUE(ReadFile(out).ends_with("\n7\n")) << "what an administrator has set";
+    EXPECT_STREQ(std::getenv("MAGICK_TIME_LIMIT"), "7");
+    unsetenv("MAGICK_TIME_LIMIT");
+    struct stat info = {};
+    ASSERT_EQ(stat(scaled_.c_str(), &info), 0);
+    EXPECT_EQ(info.st_mode & 07777, 0777U);
+    if (isRoot_) {
+        EXPECT_EQ(info.st_uid, 1024U);
+        EXPECT_EQ(info.st_gid, 100U);
+    } else {
+        EXPECT_TRUE(
+            Logged("audiolib/misc:[0-9]+ Failed to chown \\[.*\\] Operation not permitted"));
+    }
+}
+
+TEST_F(ScaledCoverTest, LeavesNothingOfAFailure) {
+    Put(source_);
+    const struct {
+        const char *script;
+        const char *line;
+    } kCases[] = {
+        {"exit 1", "Failed to convert file"},
+        {"echo part > \"$6\"; exit 1", "Failed to convert file"},
+        {"echo part > \"$6\"; kill -HUP $$", "Failed to convert file"},
+        {"echo part > \"$6\"; kill -KILL $$", "Failed to convert file"},
+        {"exit 0", "file not exists"},
+    };
+    for (const auto &c : kCases) {
+        SCOPED_TRACE(c.script);
+        SetConverter(c.script);
+        for (const bool stale : {false, true}) {
+            if (stale) {
+                SetTime(Put(scaled_, "earlier"), 0);
+            }
+            ClearLog();
+            const bool succeeds = stale && std::string_view(c.script) == "exit 0";
+            EXPECT_EQ(Scaled(), succeeds ? scaled_.string() : "none");
+            EXPECT_EQ(Complaints(), succeeds ? 0U : 1U);
+            EXPECT_TRUE(succeeds ||
+                        Logged(std::string("audiolib/misc:[0-9]+ ") + c.line + " \\[.*\\]$"));
+            if (!succeeds && fs::exists(scaled_)) {
+                EXPECT_EQ(ReadFile(scaled_), "earlier") << "a part of a picture stayed";
+            }
+            fs::remove(scaled_);
+        }
+    }
+    fs::remove(At(varn::path::kConvert));
+    ClearLog();
+    EXPECT_EQ(Scaled(), "none");
+    EXPECT_TRUE(Logged("Failed to convert file \\[" + source_.string() + "\\] to \\["));
+}
+
+TEST_F(ScaledCoverTest, ScalesRealPictures) {
+    const struct {
+        const char *size;
+        const char *name;
+        const char *scaled;
+    } kCases[] = {
+        {"800x600", "a.jpg", "JPEG 480x360"}, {"100x4000", "b.png", "JPEG 12x480"},
+        {"64x64", "c.jpg", "JPEG 64x64"},     {"1x1", "d.png", "JPEG 1x1"},
+        {"480x480", "e.gif", "JPEG 480x480"},
+    };
+    for (const auto &c : kCases) {
+        const fs::path source = Music() / c.name;
+        const fs::path song = Put(Music() / (std::string(c.name) + ".mp3"));
+        Draw(c.size, source);
+        ASSERT_EQ(Scaled(song, source), EaDir(song) / kName) << c.name;
+        EXPECT_EQ(Identify(EaDir(song) / kName), c.scaled) << c.name;
+    }
+    EXPECT_EQ(Complaints(), 0U);
+}
+
+TEST_F(ScaledCoverTest, WritesWhereItIsAskedTo) {
+    // The converter has a meaning of its own for most of these.
+    Draw("600x600", source_);
+    std::size_t files = 0;
+    for (const char *name :
+         {"x%d", "x%%d", "x%03d", "%%%", "x%[fname:a]", "100%", "x[1]", "x*", "jpg:x", "@x", "-x",
+          "back\\slash", "q'\"", "x{a,b}", "caf\xE9", "two\nlines"}) {
+        SCOPED_TRACE(name);
+        const fs::path song = Put(Music() / "songs" / name);
+        EXPECT_EQ(Scaled(song, source_), EaDir(song) / kName);
+        EXPECT_EQ(fs::exists(EaDir(song) / kName) ? Identify(source_) : "", "JPEG 600x600");
+        ++files;
+    }
+    for (const auto &entry : fs::recursive_directory_iterator(Music() / "songs" / "@eaDir")) {
+        files -= entry.is_regular_file() ? 1 : 0;
+    }
+    EXPECT_EQ(files, 0U);
+    const fs::path odd = Music() / "100%d [x]" / "cover.jpg";
+    fs::create_directory(odd.parent_path());
+    fs::copy_file(source_, odd);
+    EXPECT_EQ(Scaled(song_, odd), scaled_) << "read from there, too";
+}
+
+TEST_F(ScaledCoverTest, TakesTheFirstFrameOfAnAnimation) {
+    const fs::path animation = Music() / "a.gif";
+    Output({"/usr/bin/convert", "-size", "50x40", "xc:red", "xc:blue", "xc:green", animation});
+    EXPECT_EQ(Scaled(song_, animation), scaled_);
+    EXPECT_EQ(Identify(scaled_), "JPEG 50x40");
+    EXPECT_EQ(std::distance(fs::directory_iterator(EaDir(song_)), fs::directory_iterator()), 1);
+}
+
+TEST_F(ScaledCoverTest, RefusesWhatIsNoPicture) {
+    // A picture's head with another size in it: 20,000 by 20,000.
+    Draw("8x8", source_);
+    std::string huge = ReadFile(source_);
+    const std::size_t frame = huge.find("\xFF\xC0");
+    ASSERT_NE(frame, std::string::npos);
+    huge.replace(frame + 5, 4, "\x4E\x20\x4E\x20");
+    for (const std::string &content :
+         {std::string("x"), std::string(), std::string("\xFF\xD8\xFF"), huge,
+          std::string("push graphic-context\nimage over 0,0 0,0 \"/etc/passwd\"\n"),
+          std::string(100'000, '\xFF')}) {
+        Put(source_, content);
+        ClearLog();
+        EXPECT_EQ(Scaled(), "none") << content.size();
+        EXPECT_FALSE(fs::exists(scaled_));
+        EXPECT_TRUE(Logged("Failed to convert file"));
+    }
+}
+
+TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
+    Draw("600x600", source_);
+    const fs::path victim = Put(scratch() / "victim", "precious");
+    fs::permissions(victim, fs::perms(0600));
+    for (const auto link :
+         {+[](const fs::path &to, const fs::path &at) { fs::create_symlink(to, at); },
+          +[](const fs::path &to, const fs::path &at) { fs::create_hard_link(to, at); }}) {
+        fs::create_directories(EaDir(song_));
+        fs::remove(scaled_);
+        link(victim, scaled_);
+        SetTime(victim, 0);
+        EXPECT_EQ(Scaled(), scaled_);
+        EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(scaled_)));
+        EXPECT_EQ(ReadFile(victim), "precious");
+        EXPECT_EQ(fs::status(victim).permissions(), fs::perms(0600));
+    }
+}
+
+TEST_F(ScaledCoverTest, TellsWhyThereIsNoPlaceForTheCopy) {
+    Put(source_);
+    EXPECT_EQ(Scaled("song.mp3", source_), "none");
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[song.mp3\\]\\.\\[0x"));
+    EXPECT_EQ(Scaled(Music() / "missing" / "song.mp3", source_), "none");
+    EXPECT_TRUE(
+        Logged("audiolib/misc:[0-9]+ Failed to create eaDir \\[.*/missing/@eaDir/song.mp3\\]\\."
+               "\\[0x0900 .*platform/linux/eadir.cpp:[0-9]+\\]$"));
+    char buffer[8];
+    ClearLog();
+    EXPECT_EQ(VARNAudioGetScaleCoverPath(nullptr, "b", buffer, 8), -1);
+    EXPECT_EQ(VARNAudioGetScaleCoverPath("a", nullptr, buffer, 8), -1);
+    EXPECT_EQ(VARNAudioGetScaleCoverPath("a", "b", nullptr, 8), -1);
+    EXPECT_EQ(VARNAudioGetScaleCoverPath("a", "b", buffer, -1), -1);
+    EXPECT_EQ(VARNAudioScaleImage(nullptr, "b"), -1);
+    EXPECT_EQ(VARNAudioScaleImage("a", nullptr), -1);
+    VARNAudioRemoveFilesByGlob(nullptr);
+    EXPECT_EQ(Log().size(), 7U);
+}
+
+TEST_F(ScaledCoverTest, RemovesWhatAPatternMatches) {
+    for (const char *name : {"a1.jpg", "a2.jpg", "b1.jpg", "a[1].jpg"}) {
+        Put(Music() / name);
+    }
+    fs::create_directory(Music() / "a3.jpg");
+    const auto remove = [&](const std::string &name) {
+        AsPackage([&] {
+            VARNAudioRemoveFilesByGlob((Music() / name).c_str());
+            return 0;
+        });
+    };
+    remove("a\\[1\\].jpg");
+    EXPECT_FALSE(fs::exists(Music() / "a[1].jpg"));
+    EXPECT_TRUE(fs::exists(Music() / "a1.jpg"));
+    remove("nothing*");
+    EXPECT_TRUE(Log().empty());
+    remove("a?.jpg");
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to unlink \\[.*/a3.jpg\\] Is a directory$"));
+    EXPECT_EQ(Log().size(), 1U);
+    EXPECT_FALSE(fs::exists(Music() / "a1.jpg") || fs::exists(Music() / "a2.jpg"));
+    EXPECT_TRUE(fs::exists(Music() / "b1.jpg"));
+}
+
+}  // namespace

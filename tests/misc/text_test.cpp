@@ -1,0 +1,151 @@
+#include <algorithm>
+#include <fstream>
+
+#include "support/fixture.h"
+#include "tonvale/media.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using Text = tonvale_test::SystemTest;
+
+TEST_F(Text, TrimsBothEnds) {
+    const std::pair<const char *, const char *> cases[] = {
+        {" a b \n", "a b"}, {" \t \t", ""},       {"", ""},           {"\r\n\t a", "a"}, {"a", "a"},
+        {"\va\f", "\va\f"}, {"\xA0 a", "\xA0 a"}, {" a\nb ", "a\nb"},
+    };
+    for (const auto &[text, expected] : cases) {
+        std::string buffer = text;
+        strstrip(buffer.data());
+        EXPECT_STREQ(buffer.c_str(), expected);
+    }
+    strstrip(nullptr);
+}
+
+TEST_F(Text, EscapesForHtml) {
+    const struct {
+        std::string source;
+        std::size_t size;
+        std::string result;  // "unchanged": nothing is written
+    } kCases[] = {
+        {"a<b", 18, "a&lt;b"},
+        {"a<b", 17, "unchanged"},
+        {"&\"<>'", 100, "&amp;&quot;&lt;&gt;'"},
+        {"&amp;", 100, "&amp;amp;"},
+        {"\xE5\x90\x8D\xFF\n", 100, "\xE5\x90\x8D\xFF\n"},
+        {"\"\"\"", 19, "&quot;&quot;&quot;"},
+        {"\"\"\"", 18, "&quot;&quot;&quot"},
+        {"", 100, "unchanged"},
+        {"a", 0, "unchanged"},
+    };
+    for (const auto &c : kCases) {
+        std::string room = "unchanged";
+        room.resize(128, '#');
+        room[9] = '\0';
+        const std::string behind = room.substr(c.size);
+        VARNHtmlSpecialChar(c.source.c_str(), room.data(), c.size);
+        EXPECT_EQ(room.c_str(), c.result) << c.source;
+        EXPECT_EQ(room.substr(c.size), behind) << c.source;
+    }
+    char room[] = "unchanged";
+    VARNHtmlSpecialChar(nullptr, room, sizeof room);
+    VARNHtmlSpecialChar("a", nullptr, 100);
+    EXPECT_STREQ(room, "unchanged");
+}
+
+class PageNav : public tonvale_test::SystemTest {
+  protected:
+    static std::string Print(int page, int pages) {
+        testing::internal::CaptureStdout();
+        result_ = VARNAudioPrintPageNav(page, pages, "Page", "of", "prev", "first", "next", "last");
+        return testing::internal::GetCapturedStdout();
+    }
+    static int result_;
+};
+int PageNav::result_;
+
+TEST_F(PageNav, PrintsWhatLeadsSomewhere) {
+    const std::string first =
+        "<a href=\"javascript:ChangePageNo(null, 1);\"><img src=\"images/first_page.png\" "
+        "alt=\"first\" border=0></a>&nbsp;";
+    const std::string previous =
+        "<a href=\"javascript:ChangePageNo(null, 2);\"><img src=\"images/previous_page.png\" "
+        "alt=\"prev\" border=0></a>";
+    const std::string next =
+        "<a href=\"javascript:ChangePageNo(null, 4);\"><img src=\"images/next_page.png\" "
+        "alt=\"next\" border=0></a>&nbsp;";
+    const std::string last =
+        "<a href=\"javascript:ChangePageNo(null, 5);\"><img src=\"images/last_page.png\" "
+        "alt=\"last\" border=0></a>";
+    const auto box = [](int page, const char *disabled) {
+        return "&nbsp;&nbsp;<span class=\"search_text\">Page</span> <input type=\"text\" "
+               "id=\"newPageNo\" size=\"3\" value=\"" +
+               std::to_string(page) +
+               "\" style=\"text-align:center\" onKeyPress=\"ChangePageNo(event, -1);\" " +
+               disabled + ">";
+    };
+    const auto of = [](int pages) {
+        return " , <span class=\"search_text\">of " + std::to_string(pages) +
+               "&nbsp;&nbsp;</span>\n";
+    };
+    EXPECT_EQ(Print(1, 1), box(1, "disabled") + of(1));
+    EXPECT_EQ(result_, static_cast<int>(of(1).size()));
+    EXPECT_EQ(Print(3, 5), first + previous + box(3, "") + of(5) + next + last);
+    EXPECT_EQ(result_, static_cast<int>(last.size()));
+    EXPECT_EQ(Print(3, 3), first + previous + box(3, "") + of(3));
+    EXPECT_EQ(Print(0, 0), box(0, "disabled") + of(0));
+    testing::internal::CaptureStdout();
+    VARNAudioPrintPageNav(1, 1, nullptr, nullptr, nullptr, nullptr, nullptr, nullptr);
+    EXPECT_EQ(testing::internal::GetCapturedStdout().find("null"), std::string::npos);
+}
+
+class MimeType : public tonvale_test::SystemTest {
+  protected:
+    static std::string Of(const char *extension) {
+        char type[64] = "?";
+        EXPECT_EQ(VARNAudioGetMimetype(extension, type, sizeof type), 0);
+        return type;
+    }
+};
+
+TEST_F(MimeType, TakesTheLastPairOfAnExtension) {
+    const std::string longWord(10'000, 'x');
+    WriteFile(varn::path::kMimeTypes,
+              "mp3 audio/first\n  FLAC\taudio/flac\r\njpg\nimage/jpeg mp3 " +
+                  std::string("audio/mpeg\nlone"));
+    const std::pair<const char *, const char *> cases[] = {
+        {"mp3", "audio/mpeg"},
+        {"Mp3", "audio/mpeg"},
+        {"flac", "audio/flac"},
+        {"jpg", "image/jpeg"},
+        {"lone", "application/octet-stream"},
+        {"mp", "application/octet-stream"},
+        {"", "application/octet-stream"},
+        {"%s%n", "application/octet-stream"},
+        {nullptr, "application/octet-stream"},
+    };
+    for (const auto &[extension, type] : cases) {
+        EXPECT_EQ(Of(extension), type);
+    }
+    char cut[6] = "?????";
+    EXPECT_EQ(VARNAudioGetMimetype("mp3", cut, sizeof cut), 0);
+    EXPECT_STREQ(cut, "audio");
+    EXPECT_EQ(VARNAudioGetMimetype("mp3", cut, 0), 0);
+    EXPECT_EQ(VARNAudioGetMimetype("mp3", nullptr, 6), 0);
+    WriteFile(varn::path::kMimeTypes, "a " + longWord + "\n" + longWord + " b\nmp3 audio/mpeg\n");
+    EXPECT_EQ(Of("a").size(), 63U) << "a word longer than any buffer";
+    EXPECT_TRUE(Log().empty());
+    std::filesystem::remove(At(varn::path::kMimeTypes));
+    EXPECT_EQ(Of("mp3"), "application/octet-stream");
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Could not open the mimetype file .*/mimetypes.txt$"));
+}
+
+TEST_F(MimeType, KnowsMusicOnAFreshSystem) {
+    for (const char *extension : {"mp3", "flac", "ogg", "m4a", "wav", "aiff", "wma", "ape"}) {
+        EXPECT_TRUE(Of(extension).starts_with("audio/")) << extension;
+    }
+    EXPECT_EQ(Of("JPG"), "image/jpeg");
+    EXPECT_EQ(Of("exe"), "application/octet-stream");
+}
+
+}  // namespace

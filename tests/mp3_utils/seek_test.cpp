@@ -1,0 +1,281 @@
+#include <cmath>
+#include <cstdlib>
+#include <fstream>
+#include <memory>
+#include <sstream>
+
+#include "support/fixture.h"
+#include "tonvale/streaming.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+struct Closer {
+    void operator()(std::FILE *file) const { std::fclose(file); }
+};
+
+// A file with given contents, opened for the reader.
+class Opened {
+  public:
+    explicit Opened(const fs::path &path) : file_(std::fopen(path.c_str(), "rbe")) {
+        context->stream = file_.get();
+        context->fileSize = static_cast<int64_t>(fs::file_size(path));
+    }
+    std::unique_ptr<MPEG_READER> context = std::make_unique<MPEG_READER>();
+
+  private:
+    std::unique_ptr<std::FILE, Closer> file_;
+};
+
+class MpegFile : public tonvale_test::SystemTest {
+  protected:
+    static fs::path Write(const std::string &bytes) {
+        const fs::path path = scratch() / "song.mp3";
+        std::ofstream(path, std::ios::binary) << bytes;
+        return path;
+    }
+
+    // Parses the header at the start of a file that goes on with `rest` bytes of noise.
+    static int Parse(const std::string &start, MPEG_FRAME_HEADER &header, int64_t &position,
+                     std::size_t rest = 1000) {
+        const Opened opened(Write(start + std::string(rest, 'x')));
+        return ParseMPEG(opened.context.get(), &position, &header);
+    }
+};
+
+std::string Bytes(std::initializer_list<int> bytes) {
+    std::string text;
+    for (const int byte : bytes) {
+        text += static_cast<char>(byte);
+    }
+    return text;
+}
+
+// A frame of MPEG-1 layer 3, 128 kbit/s at 44100 Hz: 417 bytes, or 418 with padding.
+std::string Frame(bool padded = false) {
+    const std::size_t length = padded ? 418 : 417;
+    return Bytes({0xFF, 0xFB, padded ? 0x92 : 0x90, 0x44}) + std::string(length - 4, 'f');
+}
+
+std::string Tag(std::initializer_list<int> size) {
+    return "ID3" + Bytes({4, 0, 0}) + Bytes(size);
+}
+
+TEST_F(MpegFile, ReadsFrameHeaders) {
+    struct Case {
+        std::initializer_list<int> bytes;
+        int version, layer, isProtected, bitRate, sampleRate, frameLength;
+    };
+    const Case cases[] = {
+        {{0xFF, 0xFB, 0x90, 0x00}, 1, 3, 0, 128, 44100, 417},
+        {{0xFF, 0xFA, 0x92, 0x00}, 1, 3, 1, 128, 44100, 418},
+        {{0xFF, 0xFB, 0xE8, 0x00}, 1, 3, 0, 320, 32000, 1440},
+        {{0xFF, 0xFB, 0x14, 0x00}, 1, 3, 0, 32, 48000, 96},
+        {{0xFF, 0xFD, 0xA4, 0x00}, 1, 2, 0, 192, 48000, 576},
+        {{0xFF, 0xFF, 0x92, 0x00}, 1, 1, 0, 288, 44100, 313 + 4},
+        {{0xFF, 0xFF, 0xE4, 0x00}, 1, 1, 0, 448, 48000, 448},
+        {{0xFF, 0xF3, 0x80, 0x00}, 2, 3, 0, 64, 22050, 208},
+        {{0xFF, 0xF3, 0xEA, 0x00}, 2, 3, 0, 160, 16000, 721},
+        {{0xFF, 0xF5, 0x84, 0x00}, 2, 2, 0, 64, 24000, 192},
+        {{0xFF, 0xF7, 0xC6, 0x00}, 2, 1, 0, 192, 24000, 196},
+    };
+    for (const Case &expected : cases) {
+        MPEG_FRAME_HEADER header{};
+        int64_t position = 0;
+        const std::string name = testing::PrintToString(std::vector<int>(expected.bytes));
+        EXPECT_EQ(Parse(Bytes(expected.bytes), header, position), 1) << name;
+        EXPECT_EQ(position, 0) << name;
+        EXPECT_EQ(header.position, 0) << name;
+        EXPECT_EQ(header.version, expected.version) << name;
+        EXPECT_EQ(header.layer, expected.layer) << name;
+        EXPECT_EQ(header.isProtected, expected.isProtected) << name;
+        EXPECT_EQ(header.bitRate, expected.bitRate) << name;
+        EXPECT_EQ(header.bitsPerSecond, expected.bitRate * 1000) << name;
+        EXPECT_EQ(header.sampleRate, expected.sampleRate) << name;
+        EXPECT_EQ(header.frameLength, expected.frameLength) << name;
+        EXPECT_DOUBLE_EQ(header.duration, 1004 * 8.0 / (expected.bitRate * 1000)) << name;
+    }
+    EXPECT_TRUE(Log().empty());
+}
+
+TEST_F(MpegFile, ReadsTheModeBits) {
+    MPEG_FRAME_HEADER header{};
+    int64_t position = 0;
+    ASSERT_EQ(Parse(Bytes({0xFF, 0xFB, 0x90, 0x6E}), header, position), 1);
+    EXPECT_EQ(header.channelMode, 1);
+    EXPECT_EQ(header.modeExtension, 2);
+    EXPECT_EQ(header.copyRestricted, 1);
+    EXPECT_EQ(header.firstCopy, 1);
+    EXPECT_EQ(header.emphasis, 2);
+    ASSERT_EQ(Parse(Bytes({0xFF, 0xFB, 0x90, 0xF1}), header, position), 1);
+    EXPECT_EQ(header.channelMode, 3);
+    EXPECT_EQ(header.modeExtension, -1);
+    EXPECT_EQ(header.copyRestricted, 0);
+    EXPECT_EQ(header.firstCopy, 0);
+    EXPECT_EQ(header.emphasis, 1);
+}
+
+TEST_F(MpegFile, StopsAtWhatIsNoHeader) {
+    struct Case {
+        const char *name;
+        std::initializer_list<int> bytes;
+    };
+    const Case cases[] = {
+        {"reserved version", {0xFF, 0xEB, 0x90, 0x00}}, {"MPEG-2.5", {0xFF, 0xE3, 0x80, 0x00}},
+        {"reserved layer", {0xFF, 0xF9, 0x90, 0x00}},   {"bit rate 15", {0xFF, 0xFB, 0xF0, 0x00}},
+        {"reserved rate", {0xFF, 0xFB, 0x9C, 0x00}},    {"free format", {0xFF, 0xFB, 0x00, 0x00}},
+    };
+    for (const Case &bad : cases) {
+        MPEG_FRAME_HEADER header{};
+        int64_t position = 0;
+        // A good frame behind it is the next call's.
+        EXPECT_EQ(Parse("junk" + Bytes(bad.bytes) + Frame(), header, position), 0) << bad.name;
+        EXPECT_EQ(position, 4) << bad.name;
+        EXPECT_EQ(header.position, 4) << bad.name;
+        ++position;
+        EXPECT_EQ(Parse("junk" + Bytes(bad.bytes) + Frame(), header, position), 1) << bad.name;
+        EXPECT_EQ(position, 8) << bad.name;
+    }
+    EXPECT_TRUE(Log().empty());
+    // Free format with padding has the padding's length.
+    MPEG_FRAME_HEADER header{};
+    int64_t position = 0;
+    EXPECT_EQ(Parse(Bytes({0xFF, 0xFB, 0x02, 0x00}), header, position), 1);
+    EXPECT_EQ(header.frameLength, 1);
+    EXPECT_TRUE(std::isinf(header.duration));
+}
+
+TEST_F(MpegFile, LooksNotIntoTheLastTenBytes) {
+    MPEG_FRAME_HEADER header{};
+    int64_t position = 0;
+    EXPECT_EQ(Parse("xx" + Bytes({0xFF, 0xFB, 0x90, 0x00}), header, position, 7), 1);
+    EXPECT_EQ(position, 2);
+    position = 0;
+    EXPECT_EQ(Parse("xx" + Bytes({0xFF, 0xFB, 0x90, 0x00}), header, position, 6), 0);
+    EXPECT_EQ(position, 2);
+    EXPECT_TRUE(Logged(R"(audiolib/mp3_utils \(\d+\) MPEG Header not found$)"));
+    for (std::size_t size = 0; size <= 11; ++size) {
+        ClearLog();
+        const fs::path path = Write(std::string(size, '\xFF'));
+        EXPECT_EQ(GetSeekOffset(path.c_str(), 1), size > 10 ? 1 : 0) << size;
+        const Opened opened(path);
+        position = 0;
+        EXPECT_EQ(ParseMPEG(opened.context.get(), &position, &header), 0) << size;
+        EXPECT_EQ(Log().size(), size > 10 ? 0U : 1U) << size;
+    }
+}
+
+TEST_F(MpegFile, ReadsBytesThroughTheBuffer) {
+    std::string bytes;
+    for (int i = 0; i < 40000; ++i) {
+        bytes += static_cast<char>(i * 7 % 251);
+    }
+    const Opened opened(Write(bytes));
+    for (const int64_t offset : {0, 16383, 16384, 39999, 5, 20000, 36383, 36384, 39998, 19999}) {
+        EXPECT_EQ(GetByte(opened.context.get(), offset), offset * 7 % 251) << offset;
+        EXPECT_LE(opened.context->rangeStart, offset);
+        EXPECT_GT(opened.context->rangeEnd, offset);
+    }
+    for (const int64_t offset : {int64_t{40000}, int64_t{1} << 40, int64_t{-1}, INT64_MIN}) {
+        EXPECT_EQ(GetByte(opened.context.get(), offset), 17) << offset;
+    }
+    EXPECT_EQ(GetByte(opened.context.get(), 7), 49);
+}
+
+TEST_F(MpegFile, WalksFrames) {
+    const std::string zeros(5, '\0');
+    struct Case {
+        const char *name;
+        std::string bytes;
+        int frames;
+        int64_t offset;
+    };
+    const Case cases[] = {
+        {"none asked for", Frame() + Frame(), 0, 0},
+        {"fewer than none", Frame() + Frame(), -1, 0},
+        {"one", Frame() + Frame(), 1, 417},
+        {"padding", Frame(true) + Frame() + Frame(), 2, 835},
+        {"more than there are", Frame() + Frame(), 9, 834},
+        {"a last frame cut short", Frame() + Frame().substr(0, 100), 2, 834},
+        {"junk before", "junk" + Frame() + Frame(), 1, 421},
+        {"junk between", Frame() + "junk" + Frame() + Frame(), 2, 838},
+        {"an MPEG-2.5 file", Bytes({0xFF, 0xE3, 0x80, 0}) + std::string(100, 'x'), 1, 95},
+        {"no frame", std::string(100, 'x'), 1, 91},
+        // The byte right behind a frame is not looked at, and the last zero is not passed over.
+        {"zeros between", Frame() + zeros + Frame() + Frame(), 1, 417 + 4},
+        {"zeros between, on", Frame() + zeros + Frame() + Frame(), 2, 417 + 5 + 417},
+        {"zeros at the end", Frame() + zeros, 1, 417 + 4},
+        {"a tag of size 0", Tag({0, 0, 0, 0}) + Frame() + Frame(), 1, 427},
+        {"a tag, nothing asked for", Tag({0, 0, 7, 0x68}) + std::string(2000, 't'), 0, 1010},
+        {"a tag", Tag({0, 0, 1, 2}) + std::string(130, '\xFF') + Frame() + Frame(), 1, 557},
+        {"top bits count", Tag({0, 0, 0, 0x82}) + std::string(130, 't') + Frame() + Frame(), 0,
+         140},
+        {"a tag larger than the file", Tag({0x7F, 0x7F, 0x7F, 0x7F}) + Frame(), 1, 268435465},
+        {"a tag cut short", "ID3", 0, (17LL << 21 | 17 << 14 | 17 << 7 | 17) + 10},
+    };
+    for (const Case &walk : cases) {
+        EXPECT_EQ(GetSeekOffset(Write(walk.bytes).c_str(), walk.frames), walk.offset) << walk.name;
+    }
+}
+
+TEST_F(MpegFile, SaysWhatCannotBeRead) {
+    EXPECT_EQ(GetSeekOffset(nullptr, 1), 0);
+    EXPECT_TRUE(Logged(R"(audiolib/mp3_utils \(\d+\) Bad parameter\.$)"));
+    for (const std::string &path :
+         {(scratch() / "a\"%s'\\none.mp3").string(), scratch().string()}) {
+        ClearLog();
+        EXPECT_EQ(GetSeekOffset(path.c_str(), 1), 0);
+        ASSERT_EQ(Log().size(), 1U);
+        EXPECT_NE(Log().front().find(") Unable to open " + path + " "), std::string::npos);
+    }
+    ClearLog();
+    int64_t position = 5;
+    MPEG_FRAME_HEADER header{};
+    MPEG_READER reader{};
+    EXPECT_EQ(ParseMPEG(nullptr, &position, &header), 0);
+    EXPECT_EQ(ParseMPEG(&reader, nullptr, &header), 0);
+    EXPECT_EQ(ParseMPEG(&reader, &position, nullptr), 0);
+    EXPECT_EQ(Log().size(), 3U);
+    EXPECT_EQ(GetByte(nullptr, 0), 17);
+    EXPECT_EQ(GetByte(&reader, 0), 17);
+}
+
+// The places of packets that another reader found in a file.
+std::vector<int64_t> PacketPlaces(const fs::path &path) {
+    const std::string command =
+        "ffprobe -v error -show_entries packet=pos -of csv=p=0 '" + path.string() + "'";
+    std::vector<int64_t> places;
+    std::unique_ptr<std::FILE, int (*)(std::FILE *)> pipe(popen(command.c_str(), "re"), pclose);
+    for (char line[64]; std::fgets(line, sizeof line, pipe.get()) != nullptr;) {
+        places.push_back(std::atoll(line));
+    }
+    return places;
+}
+
+TEST_F(MpegFile, AgreesWithAnotherReaderOnRealFiles) {
+    const char *const encodings[] = {
+        "-ar 44100 -c:a libmp3lame -b:a 128k -id3v2_version 3 -write_xing 0 -f mp3",
+        "-ar 48000 -c:a libmp3lame -q:a 4 -id3v2_version 0 -write_xing 0 -f mp3",
+        "-ar 22050 -c:a libmp3lame -b:a 64k -id3v2_version 4 -write_xing 0 -f mp3",
+        "-ar 44100 -c:a mp2 -b:a 192k -f mp2",
+    };
+    for (const char *encoding : encodings) {
+        const fs::path path = scratch() / "real";
+        const std::string command =
+            "ffmpeg -v error -y -f lavfi -i sine=duration=3 -metadata title=x " +
+            std::string(encoding) + " '" + path.string() + "'";
+        ASSERT_EQ(std::system(command.c_str()), 0) << encoding;
+        const std::vector<int64_t> places = PacketPlaces(path);
+        ASSERT_GT(places.size(), 50U) << encoding;
+        for (std::size_t frame = 0; frame < places.size(); ++frame) {
+            ASSERT_EQ(GetSeekOffset(path.c_str(), static_cast<int>(frame)), places[frame])
+                << encoding << " frame " << frame;
+        }
+        EXPECT_EQ(GetSeekOffset(path.c_str(), static_cast<int>(places.size())),
+                  static_cast<int64_t>(fs::file_size(path)))
+            << encoding;
+    }
+}
+
+}  // namespace

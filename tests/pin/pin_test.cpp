@@ -1,0 +1,291 @@
+#include <json/writer.h>
+
+#include <optional>
+
+#include "support/fixture.h"
+#include "tonvale/pins.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using Tonvale::PinData;
+using Tonvale::PinManager;
+
+class Pins : public tonvale_test::DatabaseTest {
+  protected:
+    static Json::Value Object(
+        std::initializer_list<std::pair<const char *, const char *>> members) {
+        Json::Value object(Json::objectValue);
+        for (const auto &[key, value] : members) {
+            object[key] = value;
+        }
+        return object;
+    }
+    // Pins a view and returns its id; "" with the error code in `error`.
+    std::string Pin(const char *type, const Json::Value &criteria, const std::string &name = "n") {
+        PinData pin;
+        return alice().Pin(type, criteria, name, pin) ? pin.id : "";
+    }
+    static std::vector<PinData> List(PinManager &manager, int offset = 0, int limit = -1) {
+        std::vector<PinData> pins;
+        EXPECT_TRUE(manager.ListPinByUser(offset, limit, pins));
+        return pins;
+    }
+    static std::vector<std::string> Names(const std::vector<PinData> &pins) {
+        std::vector<std::string> names;
+        for (const PinData &pin : pins) {
+            names.push_back(pin.name);
+        }
+        return names;
+    }
+    static std::string Stored(const std::string &id) {
+        return Value("SELECT criteria FROM pin WHERE id = '" + id + "'");
+    }
+
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        alice_.emplace(kAlice, "alice");
+        bob_.emplace(kBob, "bob");
+    }
+    void TearDown() override {
+        alice_.reset();
+        bob_.reset();
+        DatabaseTest::TearDown();
+    }
+    PinManager &alice() { return *alice_; }
+    PinManager &bob() { return *bob_; }
+
+  private:
+    std::optional<PinManager> alice_;
+    std::optional<PinManager> bob_;
+};
+
+TEST_F(Pins, RefusesWhatIsNoView) {
+    const struct {
+        const char *type;
+        Json::Value criteria;
+        int error;
+    } cases[] = {
+        {"album_artist", Object({{"artist", "x"}}), 2},
+        {"genre_filter", Object({}), 2},
+        {"Album", Object({}), 2},
+        {"", Object({}), 2},
+        {"album", Object({{"album", "x"}, {"year", "1999"}}), 3},
+        {"album", Object({{"path", "/x"}}), 3},
+        {"album", Json::Value("text"), 3},
+        {"album", Json::Value(Json::arrayValue), 3},
+        {"album", Json::Value(7), 3},
+        {"folder", Object({{"album", "x"}}), 1},
+        {"folder", Object({{"folder", "dir_4711"}}), 6},
+        {"folder", Object({{"folder", "dir_1 OR 1=1"}}), 6},
+        {"folder", Object({{"folder", "dir_"}}), 6},
+        {"folder", Object({{"folder", ""}}), 6},
+        {"folder", Object({{"folder", "dir_p"}}), 6},
+        {"playlist", Object({}), 1},
+        {"playlist", Json::Value(), 1},
+        {"playlist", Object({{"playlist", "nonsense"}}), 1},
+        {"playlist", Object({{"playlist", "playlist_shared_normal/../x"}}), 1},
+        {"playlist", Object({{"playlist", "playlist_shared_normal/4711"}}), 7},
+        {"playlist", Object({{"playlist", "playlist_personal_normal/none"}}), 7},
+        {"playlist", Object({{"playlist", "playlist_shared_smart/none"}}), 7},
+    };
+    for (const auto &[type, criteria, error] : cases) {
+        PinData pin;
+        pin.name = "untouched";
+        EXPECT_FALSE(alice().Pin(type, criteria, "name", pin)) << type << criteria;
+        EXPECT_EQ(alice().GetErrorCode(), error) << type << criteria;
+        EXPECT_EQ(pin.name, "untouched");
+    }
+    Json::Value number;
+    number["folder"] = 12;
+    EXPECT_EQ(Pin("folder", number), "");
+    EXPECT_EQ(alice().GetErrorCode(), 1);
+    EXPECT_EQ(alice().GetPinTotalByUser(), 0);
+    EXPECT_EQ(alice().GetErrorCode(), 0);
+}
+
+TEST_F(Pins, KeepsViewsInTheirOrder) {
+    EXPECT_NE(Pin("album", Object({{"album", "It's"}, {"album_artist", "\u00df"}}), "one"), "");
+    EXPECT_NE(Pin("random_100", Object({{"year", "x"}}), "two"), "");
+    EXPECT_NE(Pin("recently_added", Json::Value(7), "three"), "");
+    EXPECT_NE(Pin("genre", Json::Value(), "four"), "");
+    EXPECT_NE(Pin("artist", Object({}), std::string(10000, '\'')), "");
+    PinData bobs;
+    ASSERT_TRUE(bob().Pin("random_100", Json::Value(), "bob's", bobs));
+    EXPECT_EQ(bobs.sort_key, 1);
+    EXPECT_EQ(bobs.user_id, static_cast<int>(kBob));
+
+    const std::vector<PinData> pins = List(alice());
+    ASSERT_EQ(pins.size(), 5U);
+    EXPECT_EQ(pins[0].criteria, Object({{"album", "It's"}, {"album_artist", "\u00df"}}));
+    EXPECT_EQ(pins[1].criteria, Object({}));
+    EXPECT_EQ(Stored(pins[3].id), "null");
+    EXPECT_EQ(pins[4].name.size(), 10000U);
+    for (int i = 0; i < 5; ++i) {
+        EXPECT_EQ(pins[static_cast<std::size_t>(i)].sort_key, i + 1);
+    }
+    EXPECT_EQ(Names(List(alice(), 2, 2)), (std::vector<std::string>{"three", "four"}));
+    EXPECT_TRUE(List(alice(), 5, 1).empty());
+    EXPECT_TRUE(List(alice(), 0, 0).empty());
+    EXPECT_EQ(alice().GetPinTotalByUser(), 5);
+    EXPECT_EQ(bob().GetPinTotalByUser(), 1);
+
+    // The same view twice: criteria of the lists without any are all the same.
+    EXPECT_EQ(Pin("random_100", Object({{"album", "other"}})), "");
+    EXPECT_EQ(alice().GetErrorCode(), 4);
+    EXPECT_EQ(Pin("album", Object({{"album_artist", "\u00df"}, {"album", "It's"}})), "");
+    EXPECT_EQ(alice().GetErrorCode(), 4);
+    EXPECT_NE(Pin("composer", Object({{"album", "It's"}, {"album_artist", "\u00df"}})), "");
+}
+
+TEST_F(Pins, BelongToOneUser) {
+    const std::string mine = Pin("genre", Object({{"genre", "Rock"}}), "mine");
+    for (const std::string &id : {mine, std::string("x"), std::string(),
+                                  std::string("1' OR '1'='1"), std::string(10000, '9')}) {
+        PinData pin;
+        EXPECT_FALSE(bob().GetPinByUserId(id, pin));
+        EXPECT_EQ(bob().GetErrorCode(), 5);
+        EXPECT_FALSE(bob().Unpin(id));
+        EXPECT_EQ(bob().GetErrorCode(), 5);
+        EXPECT_FALSE(bob().Rename(id, "stolen"));
+        EXPECT_EQ(bob().GetErrorCode(), 5);
+    }
+    EXPECT_FALSE(bob().Unpin("\xff"));
+    EXPECT_EQ(bob().GetErrorCode(), 8);
+    EXPECT_TRUE(alice().Rename(mine, "it's \\ 100%"));
+    EXPECT_EQ(Names(List(alice())), std::vector<std::string>{"it's \\ 100%"});
+    EXPECT_TRUE(alice().Unpin(mine));
+    EXPECT_FALSE(alice().Unpin(mine));
+    EXPECT_EQ(alice().GetErrorCode(), 5);
+}
+
+// Folders and playlists are found again after the library was indexed anew.
+TEST_F(Pins, FollowTheLibraryByPath) {
+    const std::string share = (scratch() / "share").string();
+    std::filesystem::create_directories(share);
+    WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
+    const std::string folder = share + "/It's 100%";
+    const std::string list = share + "/a_b.m3u";
+    const auto index = [&](int id) {
+        const std::string quoted = share + "/It''s 100%";
+        const std::string n = std::to_string(id);
+        Query("DELETE FROM directory");
+        Query("DELETE FROM playlist");
+        Query("DELETE FROM personal_directory");
+        Query("INSERT INTO directory(id, path) VALUES (" + n + ", '" + quoted + "')");
+        Query("INSERT INTO personal_directory(userid, id, path) VALUES (1030, 5" + n +
+              ", '/homes/alice/music')");
+        Query("INSERT INTO playlist(id, path, title) VALUES (" + n + ", '" + list + "', 'A & B')");
+    };
+    index(12);
+    const std::string folderPin = Pin("folder", Object({{"folder", "dir_12"}}));
+    const std::string homePin = Pin("folder", Object({{"folder", "dir_p_512"}}));
+    const std::string listPin =
+        Pin("playlist", Object({{"playlist", "playlist_shared_normal/12"}}));
+    ASSERT_NE(folderPin, "");
+    ASSERT_NE(homePin, "");
+    ASSERT_NE(listPin, "");
+    EXPECT_EQ(Stored(folderPin), R"({"folder":"shared","path":")" + folder + "\"}");
+    EXPECT_EQ(Stored(homePin), R"({"folder":"personal","path":"/homes/alice/music"})");
+    EXPECT_EQ(Stored(listPin), R"({"path":")" + list + R"(","playlist":"shared"})");
+    EXPECT_EQ(Pin("folder", Object({{"folder", "dir_12"}})), "");
+    EXPECT_EQ(alice().GetErrorCode(), 4);
+
+    index(34);
+    std::vector<PinData> pins = List(alice());
+    ASSERT_EQ(pins.size(), 3U);
+    EXPECT_EQ(pins[0].criteria, Object({{"folder", "dir_34"}, {"path", "/music/It's 100%"}}));
+    EXPECT_EQ(pins[1].criteria["folder"], "dir_p_534");
+    EXPECT_EQ(pins[2].criteria, Object({{"library", "shared"},
+                                        {"type", "normal"},
+                                        {"name", "A & B"},
+                                        {"path", "/music/a_b.m3u"},
+                                        {"playlist", "playlist_shared_normal/34"}}));
+
+    // What is gone keeps its pin, in the form in which it is stored.
+    Query("DELETE FROM directory");
+    Query("DELETE FROM playlist");
+    pins = List(alice());
+    ASSERT_EQ(pins.size(), 3U);
+    EXPECT_EQ(alice().GetErrorCode(), 0);
+    EXPECT_EQ(pins[0].criteria, Object({{"folder", "shared"}, {"path", folder.c_str()}}));
+    EXPECT_TRUE(alice().Rename(folderPin, "gone"));
+    EXPECT_TRUE(alice().Unpin(listPin));
+}
+
+TEST_F(Pins, KeepPlaylistsWithoutARowByIdentifier) {
+    const std::string shared = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
+    ASSERT_NE(Pin("playlist", Object({{"playlist", shared.c_str()}})), "");
+    WriteFile(varn::path::kPackageConf, "enable_personal_library=\"no\"\n");
+    WriteFile("/usr/varn/etc/preference/alice/playlists/It's.m3u", "");
+    ASSERT_NE(Pin("playlist", Object({{"playlist", "playlist_personal_normal/It's"}})), "");
+    const std::vector<PinData> pins = List(alice());
+    ASSERT_EQ(pins.size(), 2U);
+    EXPECT_EQ(pins[0].criteria,
+              Object({{"library", "personal"}, {"type", "normal"}, {"playlist", shared.c_str()}}));
+    EXPECT_EQ(pins[1].criteria, Object({{"library", "personal"},
+                                        {"type", "normal"},
+                                        {"name", "It's"},
+                                        {"playlist", "playlist_personal_normal/It's"}}));
+    for (const auto &[id, library] : {std::pair("playlist_shared_smart/Top/25", "shared"),
+                                      std::pair("playlist_personal_smart/Top/25", "personal")}) {
+        Json::Value criteria = Object({{"playlist", id}});
+        EXPECT_TRUE(alice().ConvertPlaylistPathToID(criteria));
+        EXPECT_EQ(
+            criteria,
+            Object(
+                {{"library", library}, {"type", "smart"}, {"name", "Top/25"}, {"playlist", id}}));
+    }
+}
+
+class PinOrder : public Pins {
+  protected:
+    // Three pins "a", "b", "c" of alice with the keys 4, 7 and 9, and one of bob().
+    void SetUp() override {
+        Pins::SetUp();
+        for (const char *name : {"a", "b", "c"}) {
+            ids.push_back(Pin("album", Object({{"album", name}}), name));
+        }
+        Query("UPDATE pin SET sort_key = CASE name WHEN 'a' THEN 4 WHEN 'b' THEN 7 ELSE 9 END");
+        PinData pin;
+        ASSERT_TRUE(bob().Pin("random_100", Json::Value(), "bob's", pin));
+        bobs = pin.id;
+    }
+    static std::string Keys() {
+        return Value(
+            "SELECT string_agg(name || sort_key, ' ' ORDER BY name) FROM pin WHERE "
+            "user_id = 1030");
+    }
+    std::vector<std::string> ids;
+    std::string bobs;
+};
+
+TEST_F(PinOrder, NumbersAPageFromItsFirstKey) {
+    EXPECT_TRUE(alice().Reorder({ids[2], ids[0], ids[1]}, 0, -1));
+    EXPECT_EQ(Keys(), "a5 b6 c4");
+    EXPECT_TRUE(alice().Reorder({ids[1], ids[0]}, 1, 2));
+    EXPECT_EQ(Keys(), "a6 b5 c4");
+    EXPECT_TRUE(alice().Reorder({}, 9, 5));
+    EXPECT_EQ(Keys(), "a6 b5 c4");
+}
+
+TEST_F(PinOrder, TakesExactlyThePagesPins) {
+    const std::vector<std::string> wrong[] = {
+        {},
+        {ids[0], ids[1]},
+        {ids[0], ids[1], ids[1]},
+        {ids[0], ids[1], ids[2], ids[2]},
+        {ids[0], ids[1], bobs},
+        {ids[0], ids[1], "'; DROP TABLE pin; --"},
+    };
+    for (const auto &order : wrong) {
+        EXPECT_FALSE(alice().Reorder(order, 0, -1));
+        EXPECT_EQ(alice().GetErrorCode(), 1);
+    }
+    EXPECT_FALSE(alice().Reorder({ids[0], ids[1], ids[2]}, 0, 2));
+    EXPECT_FALSE(alice().Reorder({ids[0]}, -1, 1));
+    EXPECT_EQ(alice().GetErrorCode(), 8);
+    EXPECT_EQ(Keys(), "a4 b7 c9");
+}
+
+}  // namespace

@@ -1,0 +1,134 @@
+// The verbs of users, rights, preferences, smart playlists and a playlist's page.
+#include <json/json.h>
+
+#include <memory>
+
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "tonvale/settings.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+namespace {
+
+Json::Value Parsed(const std::string &text) {
+    Json::CharReaderBuilder strict;
+    Json::CharReaderBuilder::strictMode(&strict.settings_);
+    const std::unique_ptr<Json::CharReader> reader(strict.newCharReader());
+    Json::Value json;
+    std::string error;
+    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &json, &error)) << text;
+    return json;
+}
+
+class SettingsVerbs : public DatabaseTest {
+  protected:
+    static void ExpectDone(const std::vector<std::string> &arguments) {
+        const Finished done = Tonvale(arguments);
+        EXPECT_EQ(done.status, 0) << done.err;
+    }
+};
+
+TEST_F(SettingsVerbs, RightsAreSetWithoutTouchingPreferences) {
+    ExpectDone({"preference", "set", "alice", "browse_personal_library", "personal"});
+    ExpectDone({"preference", "set", "alice", "prefer_using_html5", "no"});
+    ExpectDone({"permission", "set", "alice", "usb", "sharing"});
+    EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 35U);
+    ExpectDone({"permission", "set", "alice", "none"});
+    EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 2U);
+    const Json::Value shown = Parsed(Tonvale({"preference", "show", "alice", "--json"}).out);
+    EXPECT_EQ(shown["browse_personal_library"].asString(), "personal");
+    EXPECT_FALSE(shown["prefer_using_html5"].asBool());
+    EXPECT_TRUE(shown["support_transcode_mp3"].asBool());
+
+    ExpectDone({"permission", "set", "bob", "all"});
+    const Json::Value rights = Parsed(Tonvale({"permission", "show", "bob", "--json"}).out);
+    EXPECT_TRUE(rights.size() == 6 && rights["upnp"].asBool());
+    std::string accounts = ReadFile(At(varn::path::kPasswd));
+    WriteFile(varn::path::kPasswd, accounts.substr(0, accounts.find("bob:")));
+    EXPECT_TRUE(Contains(Tonvale({"user", "list"}).out, "(gone)"));
+    EXPECT_EQ(Tonvale({"user", "sync"}).out, "Removed the entry of user id 1031.\n");
+    const Json::Value users = Parsed(Tonvale({"user", "list", "--json"}).out);
+    ASSERT_EQ(users.size(), 1U);
+    EXPECT_EQ(users[0]["name"].asString(), "alice");
+}
+
+TEST_F(SettingsVerbs, WhatIsRefused) {
+    WriteFile(varn::path::kSmartPlaylists, "\"good\" { year > 1 limit 3 }\n\"bad\" { year }\n");
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        const char *message;  // on the standard error
+    } kCases[] = {
+        {{"user"}, 2, "subcommand"},
+        {{"permission", "show", "nobody"}, 2, "alice, bob"},
+        {{"permission", "set", "alice", "everything"}, 2, "editsong"},
+        {{"permission", "set", "alice"}, 2, "RIGHT"},
+        {{"preference", "set", "alice", "colour", "yes"}, 2, "prefer_using_html5"},
+        {{"preference", "set", "alice", "prefer_using_html5", "true"}, 2, "yes or no"},
+        {{"preference", "set", "alice", "browse_personal_library", "no"}, 2, "all or personal"},
+        {{"smart", "show", "other"}, 2, "no smart playlist 'other'"},
+        {{"smart", "show", "bad"}, 1, ".playlist:2:14: after 'year' comes"},
+        {{"smart", "check"}, 1, ".playlist:1:19: warning: the limit is not kept"},
+        {{"smart", "check", "/no/such\n/file"}, 0, ""},
+        {{"smart", "check", "/proc/self/mem"}, 1, "cannot be read"},
+        {{"smart", "list", "--user", "nobody"}, 2, "no user 'nobody'"},
+        {{"playlist", "show", "12"}, 2, "there is no"},
+        {{"playlist", "show", "playlist_shared_normal/12"}, 1, "cannot be read for the user"},
+        {{"playlist", "show", "playlist_shared_smart/good", "--additional", "all"}, 2, "song_tag"},
+        {{"songs", "--additional", "song_tag"}, 2, "--json"},
+    };
+    for (const auto &c : kCases) {
+        const Finished done = Tonvale(c.arguments);
+        EXPECT_EQ(done.status, c.status) << c.arguments.back() << done.err;
+        EXPECT_TRUE(Contains(done.err, c.message)) << c.arguments.back() << ": " << done.err;
+    }
+    WriteFile(varn::path::kUsersFile, "nonsense");
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"user", "list"},
+          {"permission", "set", "alice", "all"},
+          {"user", "sync"},
+          {"preference", "set", "alice", "prefer_using_html5", "yes"}}) {
+        const Finished done = Tonvale(arguments);
+        EXPECT_EQ(done.status, 1);
+        EXPECT_TRUE(Contains(done.err, "audio.users")) << done.err;
+        EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), "nonsense");
+    }
+}
+
+TEST_F(SettingsVerbs, TrackObjectsOfSongsAndPlaylists) {
+    std::string songs;
+    for (int id = 1; id <= 600; ++id) {  // more than are held at a time
+        songs += InsertSql({.id = id, .path = "/v/" + std::to_string(id) + ".mp3", .year = id});
+    }
+    Query(songs);
+    Query("INSERT INTO rating_track VALUES (1030, 300, 4)");
+    WriteFile(varn::path::kSmartPlaylists, "\"good\" { year > 298 and year < 303 }\n");
+
+    const Json::Value page =
+        Parsed(Tonvale({"songs", "--user", "alice", "--sort-by", "year", "--limit", "0", "--json",
+                        "--additional", "song_rating,song_audio"})
+                   .out);
+    ASSERT_EQ(page["songs"].size(), 600U);
+    EXPECT_EQ(page["total"].asInt(), 600);
+    for (Json::ArrayIndex i = 0; i < 600; ++i) {
+        const Json::Value &song = page["songs"][i];
+        ASSERT_EQ(song["id"].asString(), "music_" + std::to_string(i + 1));
+        ASSERT_EQ(song["additional"]["song_rating"]["rating"].asInt(), i == 299 ? 4 : 0);
+        ASSERT_FALSE(song["additional"].isMember("song_tag"));
+    }
+    const Finished table = Tonvale(
+        {"playlist", "show", "playlist_shared_smart/good", "--limit", "2", "--offset", "1"});
+    EXPECT_TRUE(Contains(table.out, "2-3 of 4 tracks")) << table.out << table.err;
+    const Json::Value list =
+        Parsed(Tonvale({"playlist", "show", "playlist_shared_smart/good", "--user", "alice",
+                        "--json", "--additional", "song_rating"})
+                   .out);
+    EXPECT_EQ(list["total"].asInt(), 4);
+    EXPECT_EQ(list["songs"][1]["additional"]["song_rating"]["rating"].asInt(), 4);
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

@@ -1,0 +1,197 @@
+#include "sharing/sharing_fixture.h"
+
+namespace {
+
+using namespace tonvale_test;
+using Tonvale::SharingData;
+using Tonvale::SharingManager;
+
+class SharingRecords : public SharingTest {};
+
+TEST_F(SharingRecords, ALinkLives) {
+    SharingManager manager;
+    SharingData made = Link(kAlice);
+    made.avail_date = "2024-01-01";  // half a range is none
+    ASSERT_TRUE(manager.AddSharingRecord(made));
+    EXPECT_EQ(made.status, "valid");
+    EXPECT_EQ(made.avail_date, "1970-01-01");
+    EXPECT_EQ(made.exp_date, "1970-01-01");
+    ASSERT_EQ(made.id.size(), SharingManager::SHARING_ID_SIZE);
+    EXPECT_TRUE(std::all_of(made.id.begin(), made.id.end(), [](unsigned char c) {
+        return std::isalnum(c) != 0;
+    })) << made.id;
+    EXPECT_FALSE(manager.CheckSharingIdExist(made.id));
+    EXPECT_TRUE(manager.CheckSharingIdExist("forged'--"));
+
+    SharingData byId;
+    byId.id = made.id;
+    ASSERT_TRUE(manager.GetSharingRecord(byId, true));
+    EXPECT_EQ(byId.user_id, kAlice);
+    EXPECT_EQ(byId.user_name, "alice");
+    EXPECT_EQ(byId.playlist_id, kList);
+    EXPECT_EQ(byId.path, kFile);
+
+    const FixedClock clock(LocalTime(2024, 7, 1, 12, 0, 0));
+    byId.avail_date = "2024-06-01";
+    byId.exp_date = "2024-06-30";
+    ASSERT_TRUE(manager.UpdateSharingRecord(byId));
+    EXPECT_EQ(byId.status, "expired");
+    EXPECT_EQ(Value("SELECT status FROM playlist_sharing"), "");
+
+    SharingData byOwner = Link(kAlice);
+    EXPECT_FALSE(manager.GetSharingRecord(byOwner, true));
+    EXPECT_TRUE(manager.GetSharingRecord(byOwner, false));
+    EXPECT_EQ(byOwner.id, made.id);
+    EXPECT_EQ(byOwner.exp_date, "2024-06-30");
+
+    ASSERT_TRUE(manager.DeleteSharingRecord(byOwner));
+    EXPECT_EQ(byOwner.id, "");
+    EXPECT_EQ(byOwner.exp_date, "1970-01-01");
+    EXPECT_EQ(byOwner.status, "none");
+    EXPECT_FALSE(manager.GetSharingRecord(byId, false));
+}
+
+TEST_F(SharingRecords, OnlyOwnersWithThePermissionHaveLinks) {
+    SharingManager manager;
+    SharingData made = Link(kBob);
+    ASSERT_TRUE(manager.AddSharingRecord(made));
+    SharingData byId;
+    byId.id = made.id;
+    EXPECT_FALSE(manager.GetSharingRecord(byId, false));
+    SharingData byOwner = Link(kBob);
+    EXPECT_FALSE(manager.GetSharingRecord(byOwner, false));
+
+    // A link belongs to its owner; who asks must have the permission as well.
+    SharingData alices = Link(kAlice);
+    alices.id = "abcdefgh";
+    ASSERT_TRUE(manager.AddSharingRecord(alices));
+    SharingData asked;
+    asked.id = alices.id;
+    asked.user_id = kBob;
+    EXPECT_FALSE(manager.GetSharingRecord(asked, false));
+    asked.user_id = 4999;
+    EXPECT_FALSE(manager.GetSharingRecord(asked, false));
+    EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Fail to get user by id\\."));
+}
+
+TEST_F(SharingRecords, RefusesHalfARecord) {
+    SharingManager manager;
+    SharingData noUser = Link(UINT32_MAX);
+    SharingData noPlaylist = Link(kAlice, "");
+    for (SharingData *rec : {&noUser, &noPlaylist}) {
+        ClearLog();
+        EXPECT_FALSE(manager.AddSharingRecord(*rec));
+        EXPECT_FALSE(manager.UpdateSharingRecord(*rec));
+        EXPECT_FALSE(manager.DeleteSharingRecord(*rec));
+        EXPECT_FALSE(manager.GetSharingRecord(*rec, false));
+        EXPECT_EQ(Log().size(), 4U);
+        EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Bad parameter\\."));
+    }
+    EXPECT_TRUE(manager.CheckSharingIdExist(""));
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "0");
+}
+
+TEST_F(SharingRecords, KeepsHostileTextsAndRefusesWhatIsNoText) {
+    SharingManager manager;
+    SharingData long_ = Link(kAlice, "playlist_personal_normal/" + std::string(10000, '\''),
+                             "/v/'; DROP TABLE pin; --\\%_\r\nß\u65e5");
+    ASSERT_TRUE(manager.AddSharingRecord(long_));
+    SharingData read = Link(kAlice, long_.playlist_id);
+    ASSERT_TRUE(manager.GetSharingRecord(read, false));
+    EXPECT_EQ(read.path, long_.path);
+
+    SharingData broken = Link(kAlice, "\xff\xfe");
+    broken.id = "abcdefgh";
+    EXPECT_FALSE(manager.AddSharingRecord(broken));
+    EXPECT_FALSE(manager.GetSharingRecord(broken, false));
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "1");
+}
+
+// A link works from the first moment of its first day to the last of its last, where the server is.
+TEST_F(SharingRecords, StatusFollowsTheLocalDay) {
+    SharingManager manager;
+    SharingData rec = Link(kAlice);
+    rec.avail_date = "2024-03-31";
+    rec.exp_date = "2024-10-27";  // both are days on which European clocks change
+    ASSERT_TRUE(manager.AddSharingRecord(rec));
+    for (const char *zone : {"UTC0", "Europe/Berlin", "America/New_York", "Asia/Tokyo",
+                             "Pacific/Kiritimati", "CET-1CEST,M3.5.0,M10.5.0/3"}) {
+        SCOPED_TRACE(zone);
+        const TimeZone here(zone);
+        const struct {
+            time_t now;
+            const char *status;
+        } cases[] = {{LocalTime(2024, 3, 30, 23, 59, 59), "invalid"},
+                     {LocalTime(2024, 3, 31, 0, 0, 0), "valid"},
+                     {LocalTime(2024, 7, 1, 12, 0, 0), "valid"},
+                     {LocalTime(2024, 10, 27, 23, 59, 59), "valid"},
+                     {LocalTime(2024, 10, 28, 0, 0, 0), "expired"}};
+        for (const auto &[now, status] : cases) {
+            const FixedClock clock(now);
+            SharingData read = Link(kAlice);
+            const bool works = manager.GetSharingRecord(read, true);
+            EXPECT_EQ(works, read.status == "valid");
+            EXPECT_EQ(read.status, status) << now;
+        }
+    }
+}
+
+TEST_F(SharingRecords, DatesThatAreNoneMakeItValid) {
+    const FixedClock clock(LocalTime(2024, 7, 1, 12, 0, 0));
+    SharingManager manager;
+    const struct {
+        const char *first, *last;
+        bool logged;
+    } cases[] = {{"1970-01-01", "2020-01-01", false}, {"2030-01-01", "1970-01-01", false},
+                 {"2020/01/01", "2020-02-01", true},  {"2020-01-01", "soon", true},
+                 {"2020-13-01", "2020-02-01", true},  {"2020-01-01", "2020-02-01 12:00", true}};
+    for (const auto &[first, last, logged] : cases) {
+        SCOPED_TRACE(std::string(first) + " " + last);
+        SharingData rec = Link(kAlice, "playlist_shared_normal/" + std::string(first) + last);
+        rec.id = std::string(first) + last;
+        rec.avail_date = first;
+        rec.exp_date = last;
+        ClearLog();
+        ASSERT_TRUE(manager.AddSharingRecord(rec));
+        EXPECT_EQ(rec.status, "valid");
+        EXPECT_EQ(Logged("strptime fails\\. \\["), logged);
+    }
+}
+
+// Identifiers come from the second of the time of day: the second one of a second has to wait.
+TEST_F(SharingRecords, WaitsForAFreeIdentifier) {
+    SharingManager manager;
+    FixedClock clock(1700000000);
+    SharingData first = Link(kAlice);
+    ASSERT_TRUE(manager.AddSharingRecord(first));
+    clock.Set(1700000000);
+    SharingData second = Link(kAlice, "playlist_shared_normal/13");
+    ASSERT_TRUE(manager.AddSharingRecord(second));
+    EXPECT_NE(second.id, first.id);
+    EXPECT_EQ(clock.Waits(), std::vector<unsigned>{1000});
+
+    const FixedClock stopped(1700000000, false);
+    SharingData third = Link(kAlice, "playlist_shared_normal/14");
+    EXPECT_FALSE(manager.AddSharingRecord(third));
+    EXPECT_EQ(third.id, first.id);
+    EXPECT_EQ(stopped.Waits(), std::vector<unsigned>(5, 1000));
+}
+
+TEST_F(SharingRecords, ClientsSeeNoDateAsZero) {
+    SharingManager manager;
+    SharingData rec = Link(kAlice);
+    rec.id = "abcdefgh";
+    rec.avail_date = "1970-01-01";
+    rec.exp_date = "2024-02-29";
+    rec.status = "valid";
+    Json::Value shown("anything");
+    manager.ConvertSharingInfoObj(rec, shown);
+    EXPECT_EQ(shown["id"], "abcdefgh");
+    EXPECT_EQ(shown["date_available"], "0");
+    EXPECT_EQ(shown["date_expired"], "2024-02-29");
+    EXPECT_EQ(shown["status"], "valid");
+    EXPECT_TRUE(shown["url"].asString().ends_with("/as/sharing/abcdefgh")) << shown["url"];
+    EXPECT_EQ(shown.size(), 5U);
+}
+
+}  // namespace

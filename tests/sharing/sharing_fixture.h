@@ -1,0 +1,38 @@
+// Users with and without the sharing permission, and one clock.
+#pragma once
+
+#include <string>
+
+#include <json/writer.h>
+#include "support/clock.h"
+
+#include "support/fixture.h"
+#include "tonvale/sharing.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+// alice may share, bob may not.
+class SharingTest : public DatabaseTest {
+  protected:
+    static constexpr char kList[] = "playlist_shared_normal/12";
+    static constexpr char kFile[] = "/volume1/music/playlists/It's 100%_a\\b.m3u";
+
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        WriteFile(varn::path::kUsersFile,
+                  R"({"1030": {"sharing": true}, "1031": {"sharing": false}})");
+    }
+
+    static Tonvale::SharingData Link(unsigned user, const std::string &playlist = kList,
+                                     const std::string &path = kFile) {
+        Tonvale::SharingData rec;
+        rec.user_id = user;
+        rec.user_name = user == kAlice ? "alice" : "bob";
+        rec.playlist_id = playlist;
+        rec.path = path;
+        return rec;
+    }
+};
+
+}  // namespace tonvale_test

@@ -1,0 +1,35 @@
+// The time of day and the waits of this process, for tests that link tests/support/clock.cpp.
+#pragma once
+
+#include <ctime>
+#include <vector>
+
+namespace tonvale_test {
+
+// Sets what time(2) answers, for the library too, for the length of a scope. sleep(3) returns at
+// once and is written down; `advance` moves the clock by what was asked.
+class FixedClock {
+  public:
+    explicit FixedClock(time_t now, bool advance = true);
+    ~FixedClock();
+    FixedClock(const FixedClock &) = delete;
+    FixedClock &operator=(const FixedClock &) = delete;
+
+    void Set(time_t now);
+    // The seconds of each wait.
+    const std::vector<unsigned> &Waits() const;
+};
+
+// The local time zone for the length of a scope.
+class TimeZone {
+  public:
+    explicit TimeZone(const char *name);
+    ~TimeZone();
+    TimeZone(const TimeZone &) = delete;
+    TimeZone &operator=(const TimeZone &) = delete;
+};
+
+// A moment of local time.
+time_t LocalTime(int year, int month, int day, int hour, int minute, int second);
+
+}  // namespace tonvale_test

@@ -1,0 +1,181 @@
+// Songs that were moved, copied and renamed keep their rows.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "varnindex/scan_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+class MovesTest : public tonvale_test::ScanTest {};
+
+TEST_F(MovesTest, MovedSongsKeepTheirRows) {
+    PutTagged("a/1.mp3", "First", "Rock");
+    PutTagged("a/2.mp3", "Second", "Rock");
+    PutTagged("b/3.mp3", "Third of another length", "Jazz");
+    Index();
+    Rate("true", 4);
+    const Rows before = Query("SELECT title, id, date FROM track ORDER BY title");
+    fs::rename(Music() / "a", Music() / "c");                    // a folder
+    fs::rename(Music() / "b/3.mp3", Music() / "b/renamed.mp3");  // a file
+    Expect(Index(), 0, "added 0, changed 0, moved 3, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT title, id, date FROM track ORDER BY title"), before);
+    EXPECT_EQ(Ratings(),
+              (Rows{{"b/renamed.mp3", "0", "4"}, {"c/1.mp3", "0", "4"}, {"c/2.mp3", "0", "4"}}));
+    EXPECT_EQ(SideRows(), "12");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 3, failed 0");
+}
+
+TEST_F(MovesTest, EqualFilesArePairedByNameThenByOrder) {
+    for (const char *name : {"x/a.mp3", "x/b.mp3", "x/c.mp3"}) {
+        PutTagged(name, "Same", "Rock");
+    }
+    Index();
+    Rate("path LIKE '%/a.mp3'", 1);
+    Rate("path LIKE '%/b.mp3'", 2);
+    Rate("path LIKE '%/c.mp3'", 3);
+    // "1.mp3" comes first, but the row of "b.mp3" belongs to the file of that name.
+    fs::create_directories(Music() / "y");
+    fs::rename(Music() / "x/a.mp3", Music() / "y/1.mp3");
+    fs::rename(Music() / "x/b.mp3", Music() / "y/b.mp3");
+    fs::rename(Music() / "x/c.mp3", Music() / "y/2.mp3");
+    PutTagged("x/keeps the folder.mp3", "Another", "Jazz");
+    Expect(Index(), 0, "added 1, changed 0, moved 3, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(),
+              (Rows{{"y/1.mp3", "0", "1"}, {"y/2.mp3", "0", "3"}, {"y/b.mp3", "0", "2"}}));
+}
+
+TEST_F(MovesTest, OneRowGoesToOneFile) {
+    PutTagged("a.mp3", "Same", "Rock");
+    Index();
+    Rate("true", 5);
+    fs::rename(Music() / "a.mp3", Music() / "b.mp3");
+    fs::copy_file(Music() / "b.mp3", Music() / "c.mp3");
+    PutTagged("d.mp3", "Sama", "Rock");  // the same size and audio, but other tags: it is third
+    Expect(Index(), 0, "added 2, changed 0, moved 1, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"b.mp3", "0", "5"}}));
+}
+
+TEST_F(MovesTest, AMoveIsFoundBetweenGivenPaths) {
+    PutTagged("a/1.mp3", "First");
+    PutTagged("b/2.mp3", "Second");
+    Index();
+    Rate("title = 'First'", 5);
+    fs::rename(Music() / "a/1.mp3", Music() / "b/1.mp3");
+    fs::remove(Music() / "a");
+    Expect(Index({(Music() / "a/1.mp3").string(), (Music() / "b/1.mp3").string()}), 0,
+           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"b/1.mp3", "0", "5"}}));
+}
+
+// The copy has been in the library for a while when its original goes.
+TEST_F(MovesTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
+    PutTagged("a/1.mp3", "First");
+    PutTagged("a/2.mp3", "Second song");
+    Put("a/disc/album.flac", "tone.flac");
+    Write("a/disc/album.cue", Sheet("album.flac"));
+    Index();
+    Rate("title = 'First'", 5);
+    Rate("is_virtual AND track = 2", 3);
+    const Rows before = Query("SELECT id, date FROM track ORDER BY id");
+    fs::copy(Music() / "a", Music() / "b", fs::copy_options::recursive);
+    fs::copy_file(Music() / "b/1.mp3", Music() / "b/0.mp3");  // another copy, of another name
+    PutTagged("keeps/3.mp3", "Third of another length");
+    Expect(Index({(Music() / "b").string()}), 0,
+           "added 4, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    Rate("path LIKE '%/b/2.mp3'", 1);  // somebody likes the copy: it stays what it is
+    fs::remove_all(Music() / "a");
+    const std::string summary = "added 1, changed 0, moved 2, removed 1, unchanged 4, failed 0";
+    Expect(Index({"--dry-run"}), 0, summary);
+    Expect(Index(), 0, summary);
+    EXPECT_EQ(
+        Ratings(),
+        (Rows{{"b/1.mp3", "0", "5"}, {"b/2.mp3", "0", "1"}, {"b/disc/album.flac", "2", "3"}}));
+    EXPECT_EQ(Query("SELECT id, date FROM track WHERE path NOT LIKE '%/b/_.mp3'"
+                    " AND path NOT LIKE '%/keeps/%' OR path LIKE '%/b/1.mp3' ORDER BY id"),
+              (Rows{before[0], before[2], before[3], before[4]}));
+    EXPECT_EQ(SideRows(), "31");
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track JOIN track ON id ="
+                    " virtual_info_track.track"),
+              "2");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
+}
+
+// Known names, and other songs behind them.
+TEST_F(MovesTest, SongsRenamedOverEachOtherKeepTheirRows) {
+    const auto song = [](int i) { return std::string(static_cast<std::size_t>(i), 'x'); };
+    for (int i = 1; i <= 4; ++i) {
+        // Audio of its own: the tags are in front of it, and do not count.
+        const fs::path path = PutTagged(std::to_string(i) + ".mp3", song(i));
+        std::ofstream(path, std::ios::app | std::ios::binary)
+            << ReadFile(path).substr(3000, i * 500);
+    }
+    Put("a/album.flac", "tone.flac");
+    Put("b/album.ogg", "tone.ogg");
+    Write("a/album.cue", Sheet("album.flac", "Flac"));
+    Write("b/album.cue", Sheet("album.ogg", "Ogg"));
+    Index();
+    for (int i = 1; i <= 4; ++i) {
+        Rate("title = '" + song(i) + "'", i);
+    }
+    Rate("is_virtual AND title = 'Ogg'", 5);
+    const Rows ids = Query("SELECT title, id FROM track ORDER BY id");
+    // An album is renumbered from its second song on, and the last one takes the first one's name.
+    for (int i = 4; i >= 1; --i) {
+        fs::rename(Music() / (std::to_string(i) + ".mp3"),
+                   Music() / (std::to_string(i + 1) + ".mp3"));
+    }
+    fs::rename(Music() / "5.mp3", Music() / "1.mp3");
+    fs::rename(Music() / "a", Music() / "c");
+    fs::rename(Music() / "b", Music() / "a");
+    fs::rename(Music() / "c", Music() / "b");
+    const std::string summary = "added 0, changed 0, moved 6, removed 0, unchanged 0, failed 0";
+    Expect(Index({"--dry-run"}), 0, summary);
+    Expect(Index(), 0, summary);
+    EXPECT_EQ(Query("SELECT title, id FROM track ORDER BY id"), ids);
+    EXPECT_EQ(Ratings(), (Rows{{"1.mp3", "0", "4"},
+                               {"2.mp3", "0", "1"},
+                               {"3.mp3", "0", "2"},
+                               {"4.mp3", "0", "3"},
+                               {"a/album.ogg", "1", "5"}}));
+    // Over a name whose own song is gone: one row moves, the other goes.
+    fs::rename(Music() / "3.mp3", Music() / "4.mp3");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 1, unchanged 4, failed 0");
+    EXPECT_EQ(Value("SELECT star FROM rating_track r JOIN track ON id = r.track"
+                    " WHERE path LIKE '%/4.mp3'"),
+              "2");
+    // Another sound that nobody knows, or that is a copy: the row stays with its path.
+    std::ofstream(Music() / "4.mp3", std::ios::app | std::ios::binary) << song(700);
+    fs::copy_file(Music() / "2.mp3", Music() / "1.mp3", fs::copy_options::overwrite_existing);
+    Expect(Index(), 0, "added 0, changed 2, moved 0, removed 0, unchanged 3, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"1.mp3", "0", "4"},
+                               {"2.mp3", "0", "1"},
+                               {"4.mp3", "0", "2"},
+                               {"a/album.ogg", "1", "5"}}));
+}
+
+TEST_F(MovesTest, SplitFilesOfOneNameChangePlaces) {
+    for (const char *name : {"a", "b"}) {
+        Put(std::string(name) + "/album.wav", "tone.wav");
+        Write(std::string(name) + "/album.cue", Sheet("album.wav", name));
+    }
+    std::ofstream(Music() / "b/album.wav", std::ios::app | std::ios::binary)
+        << std::string(5000, 'x');
+    Index();
+    Rate("is_virtual AND path LIKE '%/a/%'", 5);
+    const Rows tracks = Query("SELECT id, title, track FROM track ORDER BY id");
+    fs::rename(Music() / "a", Music() / "c");
+    fs::rename(Music() / "b", Music() / "a");
+    fs::rename(Music() / "c", Music() / "b");
+    Expect(Index(), 0, "added 0, changed 0, moved 2, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT id, title, track FROM track ORDER BY id"), tracks);
+    EXPECT_EQ(Ratings(), (Rows{{"b/album.wav", "1", "5"}, {"b/album.wav", "2", "5"}}));
+    fs::rename(Music() / "b/album.wav", Music() / "a/album.wav");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 1, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"a/album.wav", "1", "5"}, {"a/album.wav", "2", "5"}}));
+}
+
+}  // namespace

@@ -1,0 +1,217 @@
+// What a scan makes of cue sheets.
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "varnindex/scan_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::Ended;
+class SheetsTest : public tonvale_test::ScanTest {};
+
+TEST_F(SheetsTest, ASheetSplitsItsFile) {
+    Put("disc/album.flac", "tone.flac");
+    Write("disc/album.cue", Sheet("album.wav"));
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    const std::string tracks =
+        "SELECT t.track, title, artist, album, album_artist, audio_offset,"
+        " round(duration::numeric, 2), has_virtual, cue_sheet_path LIKE '%/album.cue'"
+        " FROM track t JOIN artist_track a ON a.track = id JOIN album_track b ON b.track = id"
+        " LEFT JOIN virtual_info_track v ON v.track = id ORDER BY is_virtual, t.track";
+    EXPECT_EQ(Query(tracks),
+              (Rows{{"3", "The Tóne", "O'Brien", "A Test", "The Band", "", "1.00", "t", ""},
+                    {"1", "One", "Band", "Disc", "Band", "0", "0.67", "f", "t"},
+                    {"2", "Two", "Guest", "Disc", "Band", "0", "0.33", "f", "t"}}));
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    // A changed sheet updates its tracks' rows, and a moved album takes them along.
+    Rate("is_virtual", 3);
+    const Rows ids = Query("SELECT id FROM track ORDER BY id");
+    Write("disc/album.cue", Sheet("album.wav", "Another one"));
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Value("SELECT title FROM track WHERE is_virtual AND track = 1"), "Another one");
+    fs::rename(Music() / "disc", Music() / "moved");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"moved/album.flac", "1", "3"}, {"moved/album.flac", "2", "3"}}));
+    EXPECT_EQ(Query("SELECT id FROM track ORDER BY id"), ids);
+    fs::remove(Music() / "moved/album.cue");
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT title, has_virtual FROM track"), (Rows{{"The Tóne", "f"}}));
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
+    EXPECT_EQ(SideRows(), "5");
+}
+
+TEST_F(SheetsTest, ASplitFileThatGoesTakesItsTracksAlong) {
+    Put("album.flac", "tone.flac");
+    Put("other.mp3");
+    Write("album.cue", Sheet("album.flac"));
+    Index();
+    fs::remove(Music() / "album.flac");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "1");
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
+}
+
+TEST_F(SheetsTest, SheetsThatSplitNothing) {
+    Put("split/01.mp3");
+    Put("split/02.mp3", "plain.mp3");
+    Write("split/album.cue", Sheet("album.wav"));
+    Write("split/tracks.cue",
+          "FILE \"01.mp3\" MP3\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+          "FILE \"02.mp3\" MP3\n  TRACK 02 AUDIO\n    INDEX 01 00:00:00\n");
+    Put("bad/1.flac", "tone.flac");
+    Write("bad/1.cue",
+          "FILE \"1.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:50\n"
+          "  TRACK 02 AUDIO\n    INDEX 01 00:00:20\n");
+    const Ended run = Index();
+    Expect(run, 0, "added 3, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_NE(run.err.find("bad/1.cue: not used, "), run.err.npos) << run.err;
+    EXPECT_NE(run.err.find("album.cue: no use for its file \"album.wav\""), run.err.npos);
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual OR has_virtual"), "0");
+    // A song beside a sheet that is not about it is not counted as changed.
+    Put("split/03.mp3");
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 3, failed 0");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 4, failed 0");
+}
+
+TEST_F(SheetsTest, OfTwoSheetsOneIsUsed) {
+    Put("album.flac", "tone.flac");
+    Write("a.cue", Sheet("album.flac", "By name order"));
+    Index();
+    EXPECT_EQ(Value("SELECT title FROM track WHERE is_virtual AND track = 1"), "By name order");
+    Write("album.flac.cue", Sheet("album.flac", "By its name"));
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT title FROM track WHERE is_virtual AND track = 1"),
+              (Rows{{"By its name"}}));
+}
+
+// Whatever has become of the sheet: the tracks and their ratings stay until somebody says
+// otherwise.
+TEST_F(SheetsTest, TracksStayWhileTheirSheetCannotBeUsed) {
+    const std::string unchanged = "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0";
+    Put("disc/album.flac", "tone.flac");
+    Put("disc/other.mp3");
+    Write("../disk/album.cue", Sheet("album.flac"));
+    fs::create_symlink(scratch() / "disk/album.cue", Music() / "disc/album.cue");
+    Index();
+    Rate("is_virtual", 3);
+    const auto tracks = [] { return Query("SELECT * FROM track WHERE is_virtual ORDER BY id"); };
+    const Rows before = tracks();
+    const auto stays = [&](const Ended &run, const std::string &reason) {
+        EXPECT_NE(run.err.find("album.cue: " + reason), run.err.npos) << run.err;
+        EXPECT_NE(run.err.find("album.flac: its tracks stay"), run.err.npos) << run.err;
+        EXPECT_EQ(tracks(), before);
+        EXPECT_EQ(Ratings().size(), 2U);
+    };
+    fs::rename(scratch() / "disk", scratch() / "unplugged");
+    for (int i = 0; i < 2; ++i) {
+        const Ended away = Index();
+        Expect(away, 1, unchanged);
+        stays(away, "not used, No such file");
+    }
+    fs::rename(scratch() / "unplugged", scratch() / "disk");
+    Expect(Index(), 0, unchanged);
+    Write("../disk/album.cue", "FILE album.flac WAVE\nTRACK 01 AUDIO\n  INDEX 01 rubbish\n");
+    const Ended broken = Index();
+    Expect(broken, 1, unchanged);
+    stays(broken, "not used, ");
+    Write("../disk/album.cue", Sheet("of another disc.flac"));
+    Put("disc/album.mp3", "plain.mp3");  // the sheet's own name means two files now
+    stays(Index(), "no use for its file");
+    // The song goes on changing and moving with its tracks.
+    fs::remove(Music() / "disc/album.mp3");
+    fs::remove(scratch() / "disk/album.cue");
+    EmbedSheet(Music() / "disc/album.flac", "");
+    Expect(Index(), 1, "added 0, changed 1, moved 0, removed 1, unchanged 1, failed 0");
+    fs::rename(Music() / "disc", Music() / "moved");
+    Expect(Index(), 1, "added 0, changed 0, moved 2, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"moved/album.flac", "1", "3"}, {"moved/album.flac", "2", "3"}}));
+    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track WHERE cue_sheet_path = '" +
+                    (Music() / "moved/album.cue").string() + "'"),
+              "2");
+    Expect(Index(), 1, unchanged);
+    Write("../disk/album.cue", Sheet("album.flac", "Back"));
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Ratings().size(), 2U);
+    EXPECT_EQ(Value("SELECT id FROM track WHERE title = 'Back'"), before.front().front());
+    fs::remove(scratch() / "disk/album.cue");
+    Expect(Index({"--purge"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual OR has_virtual"), "0");
+}
+
+TEST_F(SheetsTest, ASheetBesideASplitFileThatIsAboutOthersChangesNothing) {
+    const fs::path embedded = Put("tagged/album.flac", "tone.flac");
+    EmbedSheet(embedded, Sheet("x", "Inside"));
+    Put("disc/album.ogg", "tone.ogg");
+    Write("disc/album.cue", Sheet("album.ogg"));
+    Index();
+    const std::string unchanged = "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0";
+    for (const char *name : {"disc/zzz.cue", "tagged/zzz.cue"}) {
+        Write(name, "FILE nowhere.wav WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\n");
+    }
+    Expect(Index(), 0, unchanged);
+    Expect(Index(), 0, unchanged);
+    EmbedSheet(embedded, "FILE x WAVE\nTRACK 01 AUDIO\nTITLE broken\n");
+    const Ended broken = Index();
+    Expect(broken, 1, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual"), "4");
+    // An index that moves by less than a second is a change all the same.
+    std::string sheet = Sheet("album.ogg");
+    sheet.replace(sheet.find("00:00:50"), 8, "00:00:49");
+    Write("disc/album.cue", sheet);
+    Expect(Index(), 1, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
+}
+
+TEST_F(SheetsTest, ASheetWithoutSongsIsNamedOnce) {
+    Put("here/1.mp3");
+    Write("lone/album.cue", Sheet("album.wav"));
+    Write("lone/bad.cue", "no sheet");
+    const Ended first = Index();
+    EXPECT_NE(first.err.find("lone/album.cue: no use for its file \"album.wav\""), first.err.npos);
+    EXPECT_NE(first.err.find("lone/bad.cue: not used"), first.err.npos) << first.err;
+    EXPECT_EQ(Index().err, "");
+}
+
+// The time of a folder grows with its songs and sheets, not with their product.
+TEST_F(SheetsTest, AFolderOfManySheetsAndFilesIsNoTrap) {
+    std::string sheet;
+    for (int i = 0; i < 450; ++i) {
+        sheet += "FILE \"Missing " + std::to_string(i) +
+                 ".wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 02 AUDIO\n"
+                 "INDEX 01 00:00:01\n";
+    }
+    const fs::path song = Put("0.mp3");
+    for (int i = 1; i < 3000; ++i) {
+        fs::create_hard_link(song, Music() / ("Song " + std::to_string(i) + ".mp3"));
+    }
+    for (int i = 0; i < 1005; ++i) {
+        Write(std::to_string(i) + ".cue", i < 30 ? sheet : "");
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const Ended run = Index({"-v"});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
+    Expect(run, 0, "added 3000, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    for (const char *word : {"0.cue: no use for its file \"Missing 0.wav\" and 449 more",
+                             "too many FILE lines", "only the first 1000 of its 1005 cue sheets"}) {
+        EXPECT_NE(run.err.find(word), run.err.npos) << run.err.substr(0, 2000);
+    }
+}
+
+TEST_F(SheetsTest, AnEmbeddedSheetCountsWhereNoneIsBeside) {
+    const fs::path path = Put("album.flac", "tone.flac");
+    EmbedSheet(path, Sheet("CDImage.wav", "Inside"));
+    Index();
+    EXPECT_EQ(Query("SELECT title, cue_sheet_path FROM track t JOIN virtual_info_track v"
+                    " ON v.track = id ORDER BY t.track"),
+              (Rows{{"Inside", path.string()}, {"Two", path.string()}}));
+    Write("album.cue", Sheet("album.flac", "Beside"));
+    Index();
+    EXPECT_EQ(Value("SELECT string_agg(title, ',' ORDER BY track) FROM track WHERE is_virtual"),
+              "Beside,Two");
+}
+
+}  // namespace

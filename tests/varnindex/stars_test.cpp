@@ -1,0 +1,105 @@
+// Ratings outlive the library in the record of each song.
+#include <gtest/gtest.h>
+#include <sys/stat.h>
+
+#include <climits>
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "varn/keyfile.h"
+#include "varn/share.h"
+#include "varnindex/index_fixture.h"
+#include "varnindex/stars.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class StarsTest : public tonvale_test::IndexTest {
+  protected:
+    // The record of a name below the music folder; its folder is made.
+    static fs::path Record(const std::string &name) {
+        char folder[PATH_MAX];
+        EXPECT_EQ(VARNEADirPath((Music() / name).c_str(), folder, sizeof folder), 0);
+        fs::create_directories(folder);
+        return fs::path(folder) / "VARNAUDIO_SONG_RATING";
+    }
+
+    static void Rate(const std::string &name, const std::string &user, const std::string &stars) {
+        EXPECT_EQ(VLIBCFileSetKeyValue(Record(name).c_str(), user.c_str(), stars.c_str()), 0);
+    }
+
+    static std::string StarsOf(const std::string &name, const std::string &text) {
+        std::ofstream(Record(name), std::ios::binary) << text;
+        std::string stars;
+        for (const auto &[user, count] : varnindex::ReadStars((Music() / name).string())) {
+            stars += std::to_string(user) + ":" + std::to_string(count) + " ";
+        }
+        return stars;
+    }
+
+    static Rows Ratings() {
+        return Query(
+            "SELECT title, userid, star FROM (SELECT id AS track, title FROM track) t"
+            " JOIN rating_track USING (track) ORDER BY title, userid");
+    }
+};
+
+TEST_F(StarsTest, ALibraryRebuiltFromNothingHasThem) {
+    PutTagged("it's 100%_\\ \xC3\xA9.mp3", "Liked");
+    PutTagged("plain/2.mp3", "Unknown");
+    Put("disc/album.flac", "tone.flac");
+    std::ofstream(Music() / "disc/album.cue")
+        << "FILE \"album.flac\" WAVE\n  TRACK 01 AUDIO\n    TITLE \"One\"\n    INDEX 01 00:00:00\n"
+           "  TRACK 12 AUDIO\n    TITLE \"Twelve\"\n    INDEX 01 00:00:50\n";
+    Rate("it's 100%_\\ \xC3\xA9.mp3", "1030", "4");
+    Rate("it's 100%_\\ \xC3\xA9.mp3", "1031", "1");
+    Rate("disc/album.flac", "1030", "2");
+    Rate("disc/album.flac_12", "1031", "5");
+    Index();
+    const Rows all = {{"Liked", "1030", "4"},
+                      {"Liked", "1031", "1"},
+                      {"The T\xC3\xB3ne", "1030", "2"},
+                      {"Twelve", "1031", "5"}};
+    EXPECT_EQ(Ratings(), all);
+    // What the library knows counts more than the record.
+    Query("UPDATE rating_track SET star = 3");
+    Query("DELETE FROM rating_track WHERE userid = 1031");
+    const Rows changed = Ratings();
+    Expect(Index({"--full"}), 0, "added 0, changed 3, moved 0, removed 0, unchanged 0, failed 0");
+    fs::rename(Music() / "disc", Music() / "moved");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 2, failed 0");
+    EXPECT_EQ(Ratings(), changed);
+    Query("DELETE FROM track");
+    Expect(Index(), 0, "added 3, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), all);
+    // A sheet that comes later makes new tracks of a known song.
+    fs::rename(Music() / "moved/album.cue", scratch() / "album.cue");
+    Index();
+    fs::rename(scratch() / "album.cue", Music() / "moved/album.cue");
+    Index();
+    EXPECT_EQ(Ratings(), all);
+}
+
+TEST_F(StarsTest, WhatIsNoStarCountMeansNothing) {
+    EXPECT_EQ(StarsOf("1.mp3", "1030=\"4\"\n 1031 = 5 \r\n0=1\n"), "1030:4 1031:5 0:1 ");
+    EXPECT_EQ(StarsOf("1.mp3",
+                      "1030=0\n1031=6\n1032=-1\n-5=3\n+6=3\nbob=3\n=3\n1033\n1034=\n"
+                      "1035=3x\n1036=\"3\n4294967295=3\n99999999999999999999=3\n#7=3\n"
+                      "8=\"3\"junk\n\n9 9=3"),
+              "1036:3 8:3 ");
+    EXPECT_EQ(StarsOf("1.mp3", "7=1\n7=2\n"), "7:1 ");
+    EXPECT_EQ(StarsOf("1.mp3", std::string(70'000, '\n') + "7=1\n"), "");
+    EXPECT_EQ(StarsOf("1.mp3", std::string("\0\xFF=3\n7=2", 8)), "7:2 ");
+    // Nothing but a plain file of its own.
+    const fs::path record = Record("2.mp3");
+    ASSERT_EQ(mkfifo(record.c_str(), 0600), 0);
+    EXPECT_TRUE(varnindex::ReadStars((Music() / "2.mp3").string()).empty());
+    fs::remove(record);
+    fs::create_symlink(Record("1.mp3"), record);
+    EXPECT_TRUE(varnindex::ReadStars((Music() / "2.mp3").string()).empty());
+    EXPECT_TRUE(varnindex::ReadStars((Music() / "none.mp3").string()).empty());
+}
+
+}  // namespace

@@ -1,0 +1,272 @@
+// The player daemon with a real music player daemon behind it, which plays to nowhere.
+#include <fcntl.h>
+#include <json/json.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <cstring>
+#include <fstream>
+#include <memory>
+#include <thread>
+
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "tonvale/players.h"
+#include "tonvale/playlists.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class PlayerTest : public tonvale_test::SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        std::string program = TONVALE_PROGRAM_DIR "/varnplayer";
+        std::string output = "--output=null";
+        char *const argv[] = {program.data(), output.data(), nullptr};
+        const std::string log = scratch() / "varnplayer.log";
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_addopen(&files, 2, log.c_str(), O_WRONLY | O_CREAT, 0644);
+        EXPECT_EQ(posix_spawn(&pid_, program.c_str(), &files, nullptr, argv, environ), 0);
+        posix_spawn_file_actions_destroy(&files);
+        for (int tries = 0; tries < 1500 && !Ask(VARNAudioPlayerInfo)["success"].asBool();
+             ++tries) {
+            ASSERT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << ReadFile(log);
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        ASSERT_TRUE(Ask(VARNAudioPlayerInfo)["success"].asBool()) << ReadFile(log);
+    }
+
+    void TearDown() override {
+        int status = -1;
+        kill(pid_, SIGTERM);
+        EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
+        EXPECT_EQ(status, 0) << ReadFile(scratch() / "varnplayer.log");
+        EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
+        EXPECT_FALSE(fs::exists(At("/var/run/Tonvale/player/mpd.sock"))) << "mpd was left running";
+        SystemTest::TearDown();
+    }
+
+    // The answer to a call that has a buffer; null when the daemon could not be asked.
+    template <typename Call>
+    static Json::Value Ask(const Call &call) {
+        std::string out(1 << 20, '\0');
+        const int length = call(out.data(), static_cast<int>(out.size()));
+        Json::Value answer;
+        const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+        if (length >= 0) {
+            std::string error;
+            EXPECT_TRUE(reader->parse(out.data(), out.data() + length, &answer, &error)) << error;
+        }
+        return answer.isObject() ? answer : Json::Value(Json::objectValue);
+    }
+    static Json::Value Info() { return Ask(VARNAudioPlayerInfo); }
+    static Json::Value Songs(int offset, int limit) {
+        return Ask(
+            [=](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); });
+    }
+
+    // The player has reached a state, for what it does in its own time.
+    template <typename Holds>
+    static bool Comes(const Holds &holds) {
+        for (int tries = 0; tries < 250; ++tries) {
+            if (holds(Info())) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return false;
+    }
+
+    // Silence of 8-bit mono at 8 kHz.
+    static std::string MakeSong(const std::string &name, unsigned seconds) {
+        const unsigned size = 8000 * seconds;
+        const auto word = [](unsigned value, int bytes) {
+            return std::string(reinterpret_cast<const char *>(&value),
+                               static_cast<std::size_t>(bytes));
+        };
+        const std::string path = scratch() / name;
+        std::ofstream(path, std::ios::binary)
+            << "RIFF" << word(36 + size, 4) << "WAVEfmt " << word(16, 4) << word(1, 2) << word(1, 2)
+            << word(8000, 4) << word(8000, 4) << word(1, 2) << word(8, 2) << "data" << word(size, 4)
+            << std::string(size, '\x80');
+        return path;
+    }
+
+    static void AddSong(PlaylistInfo &queue, const std::string &path) {
+        VARN_MEDIA_INFO song = {};
+        path.copy(song.path, sizeof song.path - 1);
+        queue.addSong(song);
+    }
+
+    pid_t pid_ = -1;
+};
+
+TEST_F(PlayerTest, PlaysAQueue) {
+    const std::string queueFile = scratch() / "queue";
+    PlaylistInfo queue;
+    for (const char *name : {"first.wav", "Ænima \"q' #%41.wav", "last.wav"}) {
+        AddSong(queue, MakeSong(name, 30));
+    }
+    AddSong(queue, scratch() / "missing.wav");
+    AddSong(queue, "");
+    AddSong(queue, "/a\nclear\n.wav");
+    VARN_MEDIA_INFO part = {};
+    (MakeSong("album.wav", 60) + "_2").copy(part.path, sizeof part.path - 1);
+    part.is_virtual = 1;
+    part.virtual_track = 2;
+    part.virtual_start = 20;
+    part.duration = 15;
+    queue.addSong(part);
+    ASSERT_EQ(AudioFile::PlaylistFileSave(queueFile.c_str(), &queue), 0);
+
+    EXPECT_GT(VARNAudioAddFromFile(queueFile.c_str()), 0);
+    const Json::Value all = Songs(0, 100);
+    ASSERT_EQ(all["total"].asInt(), 4) << all;
+    EXPECT_EQ(all["songs"][1]["path"].asString(), queue.songs()[1]->path);
+    EXPECT_EQ(all["songs"][3]["path"].asString(), scratch() / "album.wav");
+    EXPECT_EQ(all["songs"][3]["duration"].asInt(), 15);
+    const Json::Value page = Songs(1, 2);
+    ASSERT_EQ(page["songs"].size(), 2U);
+    EXPECT_EQ(page["songs"][0]["index"].asInt(), 1);
+    EXPECT_EQ(Songs(4, 2)["songs"].size(), 0U);
+    EXPECT_FALSE(Songs(-1, 2)["success"].asBool());
+
+    VARNAudioJump(1);
+    EXPECT_TRUE(Comes([](const Json::Value &info) {
+        return info["state"] == "play" && info["index"] == 1;
+    })) << Info();
+    VARNAudioSeek(20);
+    EXPECT_TRUE(Comes([](const Json::Value &info) { return info["position"].asInt() >= 20; }));
+    for (const auto &[volume, heard] : {std::pair(33, 33), {150, 100}, {-7, 0}}) {
+        VARNAudioSetVolume(volume);
+        EXPECT_TRUE(Comes([=](const Json::Value &info) { return info["volume"] == heard; }))
+            << Info();
+    }
+    for (const int mode : {3, 2, 1, 0}) {
+        VARNAudioSetMode(mode);
+        EXPECT_EQ(Info()["mode"].asInt(), mode);
+    }
+    VARNAudioSetMode(4);
+    EXPECT_EQ(Info()["mode"].asInt(), 0);
+    VARNAudioSetIndex(2);
+    EXPECT_TRUE(Comes(
+        [](const Json::Value &info) { return info["index"] == 2 && info["state"] == "play"; }));
+    VARNAudioDelete(2);
+    VARNAudioDelete(99);
+    EXPECT_EQ(Songs(0, 100)["total"].asInt(), 3);
+
+    // What is written can be added again.
+    const fs::path folder = scratch() / "written";
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::all);
+    const std::string written = folder / "queue";
+    EXPECT_GT(VARNAudioOutputPlaylist(written.c_str()), 0);
+    VARNAudioDeleteAll();
+    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 0);
+    VARNAudioAddFromFile(written.c_str());
+    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 3);
+    EXPECT_EQ(Songs(1, 1)["songs"][0]["path"].asString(), queue.songs()[1]->path);
+    VARNAudioSetIndex(0);
+    EXPECT_TRUE(Comes(
+        [](const Json::Value &info) { return info["index"] == 0 && info["state"] == "stop"; }));
+}
+
+TEST_F(PlayerTest, TellsOfRenderersAndRefusals) {
+    const Json::Value list =
+        Ask([](char *out, int size) { return VARNAudioListRenderer(0, 10, out, size); });
+    ASSERT_EQ(list["renderers"].size(), 1U);
+    const std::string udn = list["renderers"][0]["udn"].asString();
+    const auto byUdn = [&](const char *name) {
+        return Ask([=](char *out, int size) { return VARNAudioPlayerInfoByUDN(name, out, size); });
+    };
+    const auto byIndex = [&](int index) {
+        return Ask(
+            [=](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); });
+    };
+    EXPECT_EQ(byUdn(udn.c_str())["renderer"]["udn"].asString(), udn);
+    EXPECT_EQ(byIndex(0)["renderer"]["udn"].asString(), udn);
+    for (const Json::Value &refusal : {byUdn("output:7"), byUdn(""), byIndex(1), byIndex(-1)}) {
+        EXPECT_FALSE(refusal["success"].asBool());
+        EXPECT_FALSE(refusal["error"].asString().empty());
+    }
+    VARNAudioSetRefresh();
+    EXPECT_TRUE(Info()["refresh"].asBool());
+    VARNAudioResetRefresh();
+    EXPECT_FALSE(Info()["refresh"].asBool());
+    const std::string missing = scratch() / "missing";
+    VARNAudioAddFromFile(missing.c_str());
+    EXPECT_FALSE(fs::exists(missing)) << "made by looking for it";
+}
+
+TEST_F(PlayerTest, TheCommandLineControlsIt) {
+    using tonvale_test::Contains;
+    using tonvale_test::Tonvale;
+    const std::string file = scratch() / "queue";
+    PlaylistInfo queue;
+    AddSong(queue, MakeSong("one.wav", 30));
+    AddSong(queue, MakeSong("two\x1B[2J.wav", 30));
+    ASSERT_EQ(AudioFile::PlaylistFileSave(file.c_str(), &queue), 0);
+    for (const std::vector<std::string> &words : {std::vector<std::string>{"add", file},
+                                                  {"volume", "20"},
+                                                  {"mode", "repeat"},
+                                                  {"play", "1"},
+                                                  {"delete", "0"}}) {
+        std::vector<std::string> arguments = {"player"};
+        arguments.insert(arguments.end(), words.begin(), words.end());
+        EXPECT_EQ(Tonvale(arguments).status, 0) << words[0];
+    }
+    const auto info = Tonvale({"player", "info"});
+    EXPECT_TRUE(Contains(info.out, "state: play\nindex: 0\n")) << info.out;
+    EXPECT_TRUE(Contains(info.out, "volume: 20\nmode: 1\n")) << info.out;
+    EXPECT_EQ(info.out.find('\x1B'), std::string::npos) << "a name that clears the screen";
+    const auto list = Tonvale({"player", "queue", "--json"});
+    EXPECT_TRUE(Contains(list.out, "\"total\":1")) << list.out;
+    EXPECT_TRUE(Contains(Tonvale({"player", "renderers"}).out, "output:0"));
+    EXPECT_EQ(Tonvale({"player", "clear"}).status, 0);
+    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 0);
+}
+
+TEST_F(PlayerTest, IsForThePackageAlone) {
+    const std::string path = At(varn::path::kPlayerSocket);
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root's rights";
+    }
+    const auto connectAs = [&](const char *user) {
+        const pid_t child = fork();
+        if (child == 0) {
+            int result = ResetCredentialsByName(user, false);
+            sockaddr_un address = {};
+            address.sun_family = AF_UNIX;
+            path.copy(address.sun_path, sizeof address.sun_path - 1);
+            const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
+            result |= connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
+            _exit(result == 0 ? 0 : 1);
+        }
+        int status = -1;
+        waitpid(child, &status, 0);
+        return status == 0;
+    };
+    EXPECT_TRUE(connectAs("Tonvale"));
+    EXPECT_FALSE(connectAs("alice"));
+    // A client that says half a message, or nothing, holds the others up for a moment only.
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    path.copy(address.sun_path, sizeof address.sun_path - 1);
+    const int silent = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    ASSERT_EQ(connect(silent, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(send(silent, "half", 4, MSG_NOSIGNAL), 4);
+    EXPECT_TRUE(Info()["success"].asBool());
+    close(silent);
+}
+
+}  // namespace

@@ -1,0 +1,71 @@
+// entry.cgi, run as a web server runs it.
+#pragma once
+
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <spawn.h>
+#include <sys/mman.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <map>
+#include <string>
+#include <vector>
+
+namespace tonvale_test {
+
+// A process that has changed its user is not let look for its own leaks; other reports stay.
+inline void UseHandlerSanitizer() {
+    setenv("ASAN_OPTIONS", "detect_leaks=0", 1);
+}
+
+using Variables = std::map<std::string, std::string>;
+
+// What entry.cgi writes in an environment of the given variables and this process's root.
+inline std::string RunCgi(Variables variables, const std::string &input = "") {
+    UseHandlerSanitizer();
+    for (const char *name : {"TONVALE_ROOT", "PGHOST", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
+        if (const char *value = std::getenv(name); value != nullptr) {
+            variables.emplace(name, value);
+        }
+    }
+    std::vector<std::string> entries;
+    for (const auto &[name, value] : variables) {
+        entries.push_back(name + "=" + value);
+    }
+    std::vector<char *> environment;
+    for (std::string &entry : entries) {
+        environment.push_back(entry.data());
+    }
+    environment.push_back(nullptr);
+
+    const int in = memfd_create("in", MFD_CLOEXEC);
+    const int out = memfd_create("out", MFD_CLOEXEC);
+    EXPECT_EQ(pwrite(in, input.data(), input.size(), 0), static_cast<ssize_t>(input.size()));
+    posix_spawn_file_actions_t files;
+    posix_spawn_file_actions_init(&files);
+    posix_spawn_file_actions_adddup2(&files, in, 0);
+    posix_spawn_file_actions_adddup2(&files, out, 1);
+    std::string program = TONVALE_PROGRAM_DIR "/entry.cgi";
+    char *arguments[] = {program.data(), nullptr};
+    pid_t child = -1;
+    EXPECT_EQ(posix_spawn(&child, program.c_str(), &files, nullptr, arguments, environment.data()),
+              0);
+    posix_spawn_file_actions_destroy(&files);
+    int status = -1;
+    EXPECT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_EQ(status, 0);
+    std::string text(static_cast<std::size_t>(lseek(out, 0, SEEK_END)), '\0');
+    EXPECT_EQ(pread(out, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+    close(in);
+    close(out);
+    return text;
+}
+
+// The same for a GET of alice's.
+inline std::string GetCgi(const std::string &query) {
+    return RunCgi({{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}, {"REMOTE_USER", "alice"}});
+}
+
+}  // namespace tonvale_test

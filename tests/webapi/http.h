@@ -1,0 +1,113 @@
+// A small client for a web server of this machine.
+#pragma once
+
+#include <arpa/inet.h>
+#include <gtest/gtest.h>
+#include <netinet/in.h>
+#include <poll.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <optional>
+#include <string>
+
+namespace tonvale_test {
+
+struct HttpAnswer {
+    std::string header;  // status line and fields, with the empty line
+    std::string body;
+
+    int Status() const { return header.size() > 12 ? std::atoi(header.c_str() + 9) : 0; }
+    bool Has(const std::string &line) const {
+        return header.find("\r\n" + line + "\r\n") != header.npos;
+    }
+};
+
+inline sockaddr_in LocalAddress(int port) {
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_port = htons(static_cast<uint16_t>(port));
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    return address;
+}
+
+// A port of this machine that nobody listens on.
+inline int FreePort() {
+    sockaddr_in address = LocalAddress(0);
+    socklen_t size = sizeof address;
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    EXPECT_EQ(getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size), 0);
+    close(fd);
+    return ntohs(address.sin_port);
+}
+
+// One connection for one request, whose answer ends with the connection.
+class HttpClient {
+  public:
+    explicit HttpClient(int port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        const sockaddr_in address = LocalAddress(port);
+        EXPECT_EQ(connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+    }
+    ~HttpClient() { close(fd_); }
+    HttpClient(const HttpClient &) = delete;
+    HttpClient &operator=(const HttpClient &) = delete;
+
+    void Send(const std::string &text) {
+        EXPECT_EQ(send(fd_, text.data(), text.size(), MSG_NOSIGNAL),
+                  static_cast<ssize_t>(text.size()));
+    }
+
+    // Reads until so many bytes are there or the connection ends; false after ten seconds without
+    // any.
+    bool Read(std::size_t atLeast, std::string &text) {
+        while (text.size() < atLeast) {
+            pollfd waiting = {fd_, POLLIN, 0};
+            if (poll(&waiting, 1, 10000) <= 0) {
+                return false;
+            }
+            char block[65536];
+            const ssize_t got = recv(fd_, block, sizeof block, 0);
+            if (got <= 0) {
+                return true;
+            }
+            text.append(block, static_cast<std::size_t>(got));
+        }
+        return true;
+    }
+
+    HttpAnswer Answer() {
+        std::string text;
+        EXPECT_TRUE(Read(std::string::npos, text)) << "the server hangs";
+        const std::size_t end = text.find("\r\n\r\n");
+        if (end == text.npos) {
+            return {text, ""};
+        }
+        HttpAnswer answer{text.substr(0, end + 4), text.substr(end + 4)};
+        if (answer.Has("Transfer-Encoding: chunked")) {
+            answer.body = Unchunked(answer.body);
+        }
+        return answer;
+    }
+
+  private:
+    // RFC 9112, 7.1. What is cut short ends where it ends.
+    static std::string Unchunked(const std::string &body) {
+        std::string text;
+        for (std::size_t place = 0; place < body.size();) {
+            const std::size_t size = std::strtoul(body.c_str() + place, nullptr, 16);
+            const std::size_t data = body.find("\r\n", place);
+            if (size == 0 || data == body.npos) {
+                break;
+            }
+            text += body.substr(data + 2, size);
+            place = data + 2 + size + 2;
+        }
+        return text;
+    }
+
+    int fd_;
+};
+
+}  // namespace tonvale_test

@@ -1,0 +1,236 @@
+// Playlist pages: of files and of rules, with a personal library and without.
+#include <gtest/gtest.h>
+#include <json/value.h>
+#include <unistd.h>
+
+#include <fstream>
+
+#include "support/fixture.h"
+#include "tonvale/webapi.h"
+#include "varn/account.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+using Tonvale::webapi::playlist::PlaylistLibrary;
+using tonvale_test::InsertSql;
+
+constexpr char kPreferences[] = "/usr/varn/etc/preference/alice";
+
+class Playlists : public tonvale_test::DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        WriteFile(varn::path::kShares, "music=\"" + Music() + "\"\n");
+        std::string songs;
+        for (int id = 1; id <= 5; ++id) {
+            songs += InsertSql({.id = id,
+                                .path = Music() + "/" + std::to_string(id) + ".mp3",
+                                .title = "Song " + std::to_string(id),
+                                .album = "Album",
+                                .year = 2000 + id,
+                                .track = id});
+        }
+        Query(songs);
+        Query("INSERT INTO rating_track VALUES (1030, 2, 5)");
+        WriteList(Music() + "/shared.m3u");
+        Query("INSERT INTO playlist (id, path, title) VALUES (11, '" + Music() +
+              "/shared.m3u', 'The \"shared\" one')");
+        WriteList(Own() + "/own.m3u");
+        Query("INSERT INTO personal_playlist (userid, id, path, title) VALUES (1030, 12, '" +
+              Own() + "/own.m3u', 'Mine')");
+        ClearLog();
+    }
+
+    static std::string Music() { return scratch().string() + "/music"; }
+    static std::string Own() { return root().string() + "/volume1/homes/alice/music"; }
+    static std::string Preferences() { return At(kPreferences); }
+
+    // Songs 5 to 1, of which number 4 is not in the library, and a stream.
+    static void WriteList(const std::string &file) {
+        std::filesystem::create_directories(std::filesystem::path(file).parent_path());
+        std::string text = "#EXTM3U\r\nhttp://radio/x\r\n";
+        for (const char *name : {"5", "4", "unknown", "2", "1"}) {
+            text += Music() + "/" + name + ".mp3\r\n";
+        }
+        std::ofstream(file) << text;
+    }
+    static void PersonalLibraries(const char *enabled) {
+        WriteFile(varn::path::kPackageConf,
+                  "enable_personal_library=\"" + std::string(enabled) + "\"\n");
+    }
+    static PlaylistLibrary Alice() {
+        PlaylistLibrary library(kAlice, "alice", Preferences());
+        library.addSongRating = true;
+        return library;
+    }
+    // "id:stars" of each track.
+    static std::string Summary(const Json::Value &tracks) {
+        std::string all;
+        for (const Json::Value &track : tracks) {
+            all += (all.empty() ? "" : " ") +
+                   track["id"].asString().substr(0, track["id"].asString().find('{')) + ":" +
+                   track["additional"]["song_rating"]["rating"].asString();
+        }
+        return all;
+    }
+};
+
+TEST_F(Playlists, PagesOfANormalPlaylist) {
+    struct Case {
+        int offset;
+        int limit;
+        std::string tracks;
+    };
+    const std::string unknown = "music_" + Music() + "/unknown.mp3:0";
+    for (const Case &c :
+         {Case{0, 0, "remote_:0 music_5:0 music_4:0 " + unknown + " music_2:5 music_1:0"},
+          Case{1, 2, "music_5:0 music_4:0"}, Case{4, 100, "music_2:5 music_1:0"}, Case{6, 10, ""},
+          Case{1000, 0, ""}, Case{0, -1, ""}}) {
+        Json::Value tracks(Json::arrayValue);
+        EXPECT_EQ(Alice().GetTrackFromNormalPlaylist("11", 1, c.offset, c.limit, tracks), 6);
+        EXPECT_EQ(Summary(tracks), c.tracks) << c.offset << " " << c.limit;
+    }
+}
+
+TEST_F(Playlists, WhereANormalPlaylistIsFound) {
+    WriteList(Preferences() + "/playlists/7 O'B.m3u");
+    struct Case {
+        const char *personalLibraries;
+        const char *key;
+        int type;
+        int total;
+    };
+    for (const Case &c :
+         {Case{"yes", "11", 1, 6}, Case{"no", "11", 1, 6}, Case{"yes", "12", 0, 6},
+          Case{"yes", "12", 2, 6}, Case{"yes", "11xyz", 1, 6},  // leading digits count
+          Case{"no", "7 O'B", 0, 6}, Case{"yes", "7 O'B", 0, -1}, Case{"no", "12", 0, -1},
+          Case{"yes", "11", 0, -1}, Case{"yes", "12", 1, -1}, Case{"yes", "", 1, -1},
+          Case{"yes", "99999999999999999999", 1, -1}, Case{"yes", "4294967307", 1, -1},
+          Case{"no", "../../other", 0, -1}}) {
+        SCOPED_TRACE(std::string(c.personalLibraries) + " " + c.key);
+        PersonalLibraries(c.personalLibraries);
+        const uid_t before = geteuid();
+        Json::Value tracks(Json::arrayValue);
+        EXPECT_EQ(Alice().GetTrackFromNormalPlaylist(c.key, c.type, 0, 1, tracks), c.total);
+        EXPECT_EQ(tracks.size(), c.total < 0 ? 0U : 1U);
+        EXPECT_EQ(geteuid(), before);
+    }
+    EXPECT_TRUE(Logged("audiolib/webapi_library:[0-9]+ Failed to get playlist path\\.$"));
+    std::filesystem::remove_all(Preferences());
+    PersonalLibraries("no");
+    ClearLog();
+    Json::Value tracks(Json::arrayValue);
+    EXPECT_EQ(Alice().GetTrackFromNormalPlaylist("7 O'B", 0, 0, 1, tracks), -1);
+    EXPECT_TRUE(Logged("audiolib/webapi_library:[0-9]+ Failed to get playlist path\\.$"));
+}
+
+TEST_F(Playlists, PagesOfASmartPlaylist) {
+    WriteFile(varn::path::kSmartPlaylists,
+              "\"all\" { year > 2001 }\n\"none\" { year > 3000 }\n"
+              "\"broken\" { year }\n");
+    WriteFile(std::string(kPreferences) + "/playlists/smart.playlist",
+              "\"mine\" { rating is 5 }\n");
+    struct Case {
+        const char *name;
+        int type;
+        int offset;
+        int limit;
+        int total;
+        const char *tracks;
+    };
+    for (const Case &c : {Case{"all", 1, 0, 2, 4, "music_2:5 music_3:0"},
+                          Case{"all", 7, 3, 10, 4, "music_5:0"}, Case{"all", 1, 9, 10, 4, ""},
+                          Case{"none", 1, 0, 10, 0, ""}, Case{"mine", 0, 0, 10, 1, "music_2:5"},
+                          Case{"mine", 1, 0, 10, -1, ""}, Case{"all", 0, 0, 10, -1, ""},
+                          Case{"broken", 1, 0, 10, -1, ""}, Case{"", 1, 0, 10, -1, ""}}) {
+        SCOPED_TRACE(c.name);
+        ClearLog();
+        Json::Value tracks(Json::arrayValue);
+        EXPECT_EQ(
+            Alice().GetTrackFromSmartPlaylist(c.name, c.type, "all", c.offset, c.limit, tracks),
+            c.total);
+        EXPECT_EQ(Summary(tracks), c.tracks);
+        EXPECT_EQ(Logged("audiolib/webapi_library:[0-9]+ Failed to get smart playlist by the name "
+                         "\\[" +
+                         std::string(c.name) + "\\]$"),
+                  c.total < 0);
+    }
+    Json::Value tracks(Json::arrayValue);
+    EXPECT_EQ(Alice().GetTrackFromSmartPlaylist("all", 1, "no kind", 0, 10, tracks), -1);
+    EXPECT_TRUE(Logged("Fail to get number of tracks in the smart playlist \\[all\\]$"));
+    EXPECT_EQ(Alice().GetTotalFromSmartPlaylist("year > 2003", "shared"), 2);
+    EXPECT_EQ(Alice().GetTotalFromSmartPlaylist("not SQL", "all"), -1);
+    EXPECT_EQ(Alice().GetTotalFromSmartPlaylist("", "all"), -1) << "no rules are not every song";
+}
+
+TEST_F(Playlists, WhoMayEditSharedPlaylists) {
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"playlist": true}, "1031": {"sharing": true}})");
+    EXPECT_TRUE(Alice().GetSharedPlaylistPrivilege());
+    EXPECT_FALSE(PlaylistLibrary(kBob, "bob", "").GetSharedPlaylistPrivilege());
+    EXPECT_FALSE(PlaylistLibrary(kAlice, "", "").GetSharedPlaylistPrivilege());
+    EXPECT_TRUE(PlaylistLibrary(VARN::APIRequest(0, "admin", "")).GetSharedPlaylistPrivilege());
+}
+
+TEST_F(Playlists, NamesAndFilesOfIdentifiers) {
+    WriteList(Preferences() + "/playlists/mine.m3u");
+    WriteFile(varn::path::kSmartPlaylists, "\"smart\" { year > 2001 }\n");
+    WriteFile(std::string(kPreferences) + "/playlists/smart.playlist", "\"own\" { broken }\n");
+    struct Case {
+        const char *id;
+        bool byRecordNumber;
+        const char *name;  // null: not found
+        std::string path;
+        const char *log = nullptr;
+    };
+    for (const Case &c :
+         {Case{"playlist_shared_normal/11", false, "The \"shared\" one", Music() + "/shared.m3u"},
+          Case{"playlist_shared_normal/11 x", true, "The \"shared\" one", Music() + "/shared.m3u"},
+          Case{"playlist_personal_normal/12", true, "Mine", Own() + "/own.m3u"},
+          Case{"playlist_personal_normal/mine", false, "mine",
+               Preferences() + "/playlists/mine.m3u"},
+          Case{"playlist_shared_smart/smart", true, "smart", At(varn::path::kSmartPlaylists)},
+          Case{"playlist_personal_smart/own", false, "own",
+               Preferences() + "/playlists/smart.playlist"},
+          Case{"playlist_shared_normal/12", false, nullptr, "", "Failed to get playlist\\.$"},
+          Case{"playlist_personal_normal/mine", true, nullptr, "", "Failed to get playlist\\.$"},
+          Case{"playlist_personal_normal/gone", false, nullptr, "",
+               "Failed to get playlist\\. name=.*/playlists/gone\\.m3u$"},
+          Case{"playlist_shared_smart/own", false, nullptr, "",
+               "Failed to get iTunes's playlist\\. name=own$"},
+          Case{"playlist_shared_smart", false, nullptr, "", "Invalid plsylist id\\.$"}}) {
+        SCOPED_TRACE(c.id);
+        ClearLog();
+        std::string name = "before";
+        std::string path = "before";
+        EXPECT_EQ(VARNAudioWebapiUtilsGetPlaylistNamePath(c.id, kAlice, Preferences(),
+                                                          c.byRecordNumber, name, path),
+                  c.name != nullptr ? 1 : 0);
+        EXPECT_EQ(name, c.name != nullptr ? c.name : "before");
+        EXPECT_EQ(path, c.name != nullptr ? c.path : "before");
+        if (c.log != nullptr) {
+            EXPECT_TRUE(Logged(std::string("audiolib/webapi_utils:[0-9]+ ") + c.log));
+        }
+        ResetCredentialsByName("root", true);
+    }
+}
+
+TEST_F(Playlists, LookingForAFileLeavesTheIdsAsItIsKnownTo) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "a process without rights runs as one account";
+    }
+    WriteList(Preferences() + "/playlists/mine.m3u");
+    const uid_t package = GetUserIdFromName(varn::kPackageAccount);
+    std::string name, path;
+    EXPECT_EQ(VARNAudioWebapiUtilsGetPlaylistNamePath("playlist_personal_normal/mine", kAlice,
+                                                      Preferences(), false, name, path),
+              1);
+    EXPECT_EQ(geteuid(), package);
+    EXPECT_EQ(VARNAudioWebapiUtilsGetPlaylistNamePath("playlist_personal_normal/gone", kAlice,
+                                                      Preferences(), false, name, path),
+              0);
+    EXPECT_EQ(geteuid(), 0U) << "the early return does not switch back";
+}
+
+}  // namespace

@@ -1,0 +1,355 @@
+// The web API over real HTTP.
+#include <crypt.h>
+#include <sys/stat.h>
+
+#include <chrono>
+#include <csignal>
+#include <fstream>
+#include <functional>
+#include <thread>
+
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "varn/host.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
+#include "webapi/cgi.h"
+#include "webapi/http.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
+
+std::string Base64(const std::string &text) {
+    constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
+    std::string encoded;
+    for (std::size_t i = 0; i < text.size(); i += 3) {
+        uint32_t bits = 0;
+        for (std::size_t k = 0; k < 3; ++k) {
+            bits = bits << 8 | (i + k < text.size() ? static_cast<unsigned char>(text[i + k]) : 0);
+        }
+        for (std::size_t k = 0; k < 4; ++k) {
+            encoded += i + k > text.size() ? '=' : kDigits[bits >> (18 - 6 * k) & 63];
+        }
+    }
+    return encoded;
+}
+
+// True as soon as something holds, within a second.
+bool Soon(const std::function<bool()> &holds) {
+    for (int tries = 0; tries < 50; ++tries) {
+        if (holds()) {
+            return true;
+        }
+        std::this_thread::sleep_for(20ms);
+    }
+    return false;
+}
+
+class Served : public DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        const auto scratch = std::make_unique<crypt_data>();
+        const char *hash = crypt_rn("pass word", "$6$salt", scratch.get(), sizeof *scratch);
+        ASSERT_NE(hash, nullptr);
+        std::string hashes;
+        for (const char *name : {"alice", "bob", "ghost"}) {
+            hashes += std::string(name) + ":" + hash + "\n";
+        }
+        WriteFile(varn::path::kLogins, hashes);
+        chmod(At(varn::path::kLogins).c_str(), 0644);
+        port_ = FreePort();
+        UseHandlerSanitizer();
+    }
+    void TearDown() override {
+        Stop();
+        // The handlers log there; a sanitizer's report counts as a failure.
+        const std::string log = ReadFile(At(varn::path::kLogDir) / "web-handlers.log");
+        EXPECT_EQ(log.find("ERROR: "), log.npos) << log;
+        DatabaseTest::TearDown();
+    }
+
+    void Serve() {
+        server_ = std::make_unique<Command>(
+            std::vector<std::string>{"serve", "--port", std::to_string(port_)});
+        ASSERT_TRUE(server_->WaitForOutput("Serving at http://127.0.0.1:" + std::to_string(port_)))
+            << server_->Signal(SIGTERM).err;
+    }
+    Finished Stop() {
+        Finished finished;
+        if (server_) {
+            finished = server_->Signal(SIGTERM);
+            server_.reset();
+        }
+        return finished;
+    }
+
+    static std::string Login(const std::string &user, const std::string &password = "pass word") {
+        return "Authorization: Basic " + Base64(user + ":" + password) + "\r\n";
+    }
+    static std::string Path(const std::string &api, const std::string &rest) {
+        return "/webapi/entry.cgi?version=1&api=VARN.Tonvale." + api + "&method=" + rest;
+    }
+    std::string Request(const std::string &path, const std::string &fields) const {
+        return "GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + fields +
+               "\r\n";
+    }
+    HttpAnswer Get(const std::string &path, const std::string &fields = Login("alice")) const {
+        HttpClient client(port_);
+        client.Send(Request(path, fields));
+        return client.Answer();
+    }
+    HttpAnswer Stream(const std::string &rest, const std::string &range = "") const {
+        return Get(Path("Stream", "stream&id=music_1" + rest),
+                   Login("alice") + (range.empty() ? "" : "Range: bytes=" + range + "\r\n"));
+    }
+
+    // A song of ten seconds that anybody may hear.
+    fs::path AddSong() const {
+        const fs::path path = scratch() / "O'B 100% #1 \xC3\xA9.flac";
+        const std::string command =
+            "ffmpeg -v error -y -f lavfi -i anoisesrc=seed=1:sample_rate=44100:duration=10 -ac 2 "
+            "\"" +
+            path.string() + "\"";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        Query(InsertSql({.id = 1, .path = path, .title = "song"}) +
+              "UPDATE track SET duration = 10, frequency = 44100, bitrate = 900000");
+        return path;
+    }
+    // The same, longer than all the buffers on the way to a client.
+    void AddLongSong() const {
+        AddSong();
+        Query("UPDATE track SET duration = 100000");
+    }
+    // Puts a script in the encoder's place, which notes its process id first.
+    static void UseEncoder(const std::string &script) {
+        const fs::path path = At(varn::path::kEncoder);
+        fs::remove(path);
+        std::ofstream(path) << "#!/bin/sh\necho $$ >" << PidFile().string() << "\n"
+                            << script << "\n";
+        chmod(path.c_str(), 0755);
+    }
+    static fs::path PidFile() { return scratch() / "pid"; }
+    static bool EncoderRuns() {
+        const std::string pid = ReadFile(PidFile());
+        return !pid.empty() && kill(std::stoi(pid), 0) == 0;
+    }
+
+    int port_ = 0;
+    std::unique_ptr<Command> server_;
+};
+
+TEST_F(Served, AsksForALogin) {
+    std::string made;
+    fs::remove(At(varn::path::kLogins));
+    ASSERT_TRUE(varn::host::PrepareLogin(&made));
+    EXPECT_TRUE(made.starts_with("admin:")) << made;
+    EXPECT_EQ(ReadFile(At(varn::path::kInitialLogin)), made + "\n");
+    for (const auto file : {varn::path::kInitialLogin, varn::path::kLogins}) {
+        EXPECT_EQ(fs::status(At(file)).permissions(), fs::perms(0600));
+    }
+    EXPECT_EQ(ReadFile(At(varn::path::kLogins)).find(made.substr(6)), std::string::npos);
+    std::string again = "x";
+    ASSERT_TRUE(varn::host::PrepareLogin(&again));
+    EXPECT_EQ(again, "");
+
+    Serve();
+    const std::string info = Path("Info", "get");
+    const std::string password = made.substr(6);
+    EXPECT_EQ(Get(info, Login("admin", password)).Status(), 200);
+    EXPECT_TRUE(Contains(Get(info, Login("admin", password)).body, "\"name\":\"admin\""));
+    for (const std::string &fields :
+         {std::string(), Login("admin", "wrong"), Login("alice", password), Login("", ""),
+          std::string("Remote-User: admin\r\n"), std::string("Authorization: Bearer x\r\n")}) {
+        for (const std::string &path : {info, std::string("/"), std::string("/webapi/entry.cgi")}) {
+            EXPECT_EQ(Get(path, fields).Status(), 401) << path << " " << fields;
+        }
+    }
+    // A page that needs no login gets at nothing that does.
+    for (const std::string &rest : {std::string(), std::string("&api=VARN.Tonvale.Info"),
+                                    std::string("&%61pi=VARN.Tonvale.Info")}) {
+        const HttpAnswer page =
+            Get("/webapi/entry.cgi?version=1&method=get&"
+                "api=VARN.Tonvale.Sharing.Page" +
+                    rest,
+                "");
+        EXPECT_FALSE(Contains(page.body, "\"success\":true")) << page.body;
+    }
+    EXPECT_EQ(Get("/../../etc/initial-login", Login("admin", password)).body.find("admin:"),
+              std::string::npos);
+}
+
+TEST_F(Served, AnswersRequests) {
+    AddSong();
+    Serve();
+    const HttpAnswer list = Get(Path("Song", "list"));
+    EXPECT_EQ(list.Status(), 200);
+    EXPECT_TRUE(list.Has("Content-Type: application/json; charset=utf-8")) << list.header;
+    EXPECT_TRUE(Contains(list.body, "\"title\":\"song\"")) << list.body;
+    EXPECT_EQ(Get(Path("Info", "get"), Login("ghost")).body,
+              "{\"error\":{\"code\":403},\"success\":false}\n");
+    EXPECT_EQ(Get(Path("Info", "set")).body, "{\"error\":{\"code\":405},\"success\":false}\n");
+
+    HttpClient large(port_);
+    large.Send(
+        "POST /webapi/entry.cgi HTTP/1.0\r\n" + Login("alice") +
+        "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: 104857600\r\n\r\n");
+    EXPECT_EQ(large.Answer().Status(), 413);
+    EXPECT_EQ(Get("/webapi/entry.cgi?" + std::string(100000, 'x')).Status(), 431);
+    // Nothing tells where this system lies, or what it asks the database.
+    for (const char *path : {"/", "/webapi/", "/webapi/entry.cgi/../x", "/entry.cgi", "/x.cgi"}) {
+        const HttpAnswer other = Get(path);
+        EXPECT_GE(other.Status(), 400) << path;
+        EXPECT_FALSE(Contains(other.body, root().string())) << path;
+    }
+}
+
+TEST_F(Served, SendsFilesWithRanges) {
+    const std::string file = ReadFile(AddSong());
+    const std::string size = std::to_string(file.size());
+    Serve();
+    const HttpAnswer whole = Stream("");
+    EXPECT_EQ(whole.Status(), 200);
+    EXPECT_TRUE(whole.Has("Content-Type: audio/flac")) << whole.header;
+    EXPECT_TRUE(whole.Has("Content-Length: " + size)) << whole.header;
+    EXPECT_TRUE(whole.body == file);
+    EXPECT_FALSE(Contains(whole.header, "X-Sendfile")) << whole.header;
+    struct Case {
+        std::string range;
+        std::size_t first, last;
+    };
+    for (const Case &part :
+         {Case{"0-9", 0, 9},
+          {"1000-1999", 1000, 1999},
+          {"-10", file.size() - 10, file.size() - 1},
+          {"5-", 5, file.size() - 1},
+          {size.substr(0, 1) + "-" + size + "0", std::stoul(size.substr(0, 1)), file.size() - 1}}) {
+        const HttpAnswer answer = Stream("", part.range);
+        EXPECT_EQ(answer.Status(), 206) << part.range;
+        EXPECT_TRUE(answer.Has("Content-Range: bytes " + std::to_string(part.first) + "-" +
+                               std::to_string(part.last) + "/" + size))
+            << answer.header;
+        EXPECT_TRUE(answer.body == file.substr(part.first, part.last - part.first + 1));
+    }
+    EXPECT_EQ(Stream("", size + "-").Status(), 416);
+    fs::remove(scratch() / "O'B 100% #1 \xC3\xA9.flac");
+    EXPECT_EQ(Stream("").Status(), 404);
+}
+
+TEST_F(Served, TranscodesWithRanges) {
+    AddSong();
+    Serve();
+    const std::size_t total = 10 * 176400 + 44;
+    const HttpAnswer whole = Stream("&format=wav");
+    EXPECT_EQ(whole.Status(), 200);
+    EXPECT_TRUE(whole.Has("Content-Type: audio/x-wav")) << whole.header;
+    EXPECT_TRUE(whole.Has("Content-Length: " + std::to_string(total))) << whole.header;
+    ASSERT_EQ(whole.body.size(), total);
+    struct Case {
+        const char *range;
+        std::size_t first, last;
+    };
+    for (const Case &part : {Case{"0-", 0, total - 1},
+                             {"0-43", 0, 43},
+                             {"800000-900000", 800000, 900000},
+                             {"-1000", total - 1000, total - 1},
+                             {"1700000-9999999", 1700000, total - 1}}) {
+        const HttpAnswer answer = Stream("&format=wav", part.range);
+        EXPECT_EQ(answer.Status(), 206) << part.range;
+        EXPECT_TRUE(answer.Has("Content-Range: bytes " + std::to_string(part.first) + "-" +
+                               std::to_string(part.last) + "/" + std::to_string(total)))
+            << answer.header;
+        EXPECT_TRUE(answer.Has("Content-Length: " + std::to_string(part.last - part.first + 1)));
+        EXPECT_TRUE(answer.body == whole.body.substr(part.first, part.last - part.first + 1))
+            << part.range;
+    }
+    EXPECT_EQ(Stream("&format=wav", std::to_string(total) + "-").Status(), 200);
+    const HttpAnswer mp3 = Stream("&format=mp3&position=4&bitrate=192000");
+    EXPECT_TRUE(mp3.Has("Content-Type: audio/mpeg")) << mp3.header;
+    EXPECT_TRUE(mp3.Has("Content-Length: 144000")) << mp3.header;
+    EXPECT_LE(mp3.body.size(), 144000U);
+    EXPECT_GT(mp3.body.size(), 143000U);
+}
+
+TEST_F(Served, EndsTheEncoderOfAClientThatLeaves) {
+    AddLongSong();
+    Serve();
+    // One that writes without end, one that has written and waits, one that never writes.
+    for (const char *script : {"exec yes", "printf sound; exec sleep 1000", "exec sleep 1000"}) {
+        UseEncoder(script);
+        fs::remove(PidFile());
+        {
+            HttpClient client(port_);
+            client.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
+            EXPECT_TRUE(Soon(EncoderRuns)) << script;
+            std::string some;
+            EXPECT_TRUE(client.Read(20, some)) << script;
+            EXPECT_TRUE(EncoderRuns()) << script;
+        }
+        EXPECT_TRUE(Soon([] { return !EncoderRuns(); })) << script;
+    }
+}
+
+TEST_F(Served, BoundsTheEncoders) {
+    AddLongSong();
+    ASSERT_EQ(VARNAudioConfSet("max_encoders", "1"), 0);
+    chmod(At(varn::path::kPackageConf).c_str(), 0644);
+    UseEncoder("exec yes");
+    Serve();
+    {
+        // A reader that does not read holds its turn, and no more than that.
+        HttpClient slow(port_);
+        slow.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
+        EXPECT_TRUE(Soon(EncoderRuns));
+        const HttpAnswer busy = Stream("&format=mp3");
+        EXPECT_EQ(busy.Status(), 503);
+        EXPECT_TRUE(busy.Has("Retry-After: 5")) << busy.header;
+        EXPECT_TRUE(busy.body == "{\"error\":{\"code\":503},\"success\":false}\n");
+        EXPECT_EQ(Stream("").Status(), 200) << "files need no encoder";
+    }
+    EXPECT_TRUE(Soon([] { return !EncoderRuns(); }));
+    UseEncoder("exit 0");
+    EXPECT_TRUE(Soon([this] { return Stream("&format=mp3").Status() == 200; }));
+}
+
+TEST_F(Served, StopsWithAllThatItStarted) {
+    AddLongSong();
+    UseEncoder("exec sleep 1000");
+    Serve();
+    HttpClient client(port_);
+    client.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
+    EXPECT_TRUE(Soon(EncoderRuns));
+    // The port is taken, and a second server says so.
+    const Finished second = Tonvale({"serve", "--port", std::to_string(port_)});
+    EXPECT_EQ(second.status, 1);
+    EXPECT_TRUE(Contains(second.err, "--port")) << second.err;
+    const Finished stopped = Stop();
+    EXPECT_EQ(stopped.status, 0) << stopped.err;
+    EXPECT_TRUE(Contains(stopped.out, At(varn::path::kInitialLogin))) << stopped.out;
+    EXPECT_FALSE(EncoderRuns());
+    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    const sockaddr_in address = LocalAddress(port_);
+    EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), -1);
+    close(fd);
+    // It did not start the database, and left it running.
+    EXPECT_TRUE(varn::host::CheckSchema());
+}
+
+TEST_F(Served, StartsAndStopsTheDatabaseWhereItIsDown) {
+    ASSERT_TRUE(varn::host::StopCluster());
+    Serve();
+    EXPECT_TRUE(varn::host::CheckSchema());
+    EXPECT_EQ(Stop().status, 0);
+    EXPECT_FALSE(varn::host::CheckSchema());
+    ASSERT_TRUE(varn::host::StartCluster(nullptr));
+    EXPECT_EQ(Tonvale({"serve", "--listen", "nowhere"}).status, 1);
+    EXPECT_EQ(Tonvale({"serve", "--port", "0"}).status, 2);
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

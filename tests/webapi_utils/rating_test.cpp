@@ -1,0 +1,187 @@
+// Ratings in the table and beside the files.
+#include <unistd.h>
+
+#include <array>
+#include <filesystem>
+
+#include "musiclib/library_rows.h"
+#include "tonvale/webapi.h"
+#include "varn/keyfile.h"
+#include "varn/process.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::Texts;
+using tonvale_test::TrackRow;
+
+class SongRating : public tonvale_test::LibraryRows {
+  protected:
+    // A rating ends with the process as the package's account.
+    void TearDown() override {
+        EXPECT_EQ(VLIBSetEffective(getuid(), getgid()), 0);
+        LibraryRows::TearDown();
+    }
+
+    // A song whose folder exists.
+    int AddSong(const std::string &name, bool isVirtual = false, int track = 0) {
+        TrackRow row;
+        row.path = (scratch() / name).string();
+        row.title = name;
+        row.is_virtual = isVirtual;
+        row.track = track;
+        return Add(row);
+    }
+    static fs::path Record(const std::string &name) {
+        return scratch() / "@eaDir" / name / "VARNAUDIO_SONG_RATING";
+    }
+    // One user's stars beside a file, "" for none.
+    static std::string Kept(const std::string &name, unsigned uid = kAlice) {
+        std::array<char, 16> star = {};
+        VLIBCFileGetKeyValue(Record(name).c_str(), std::to_string(uid).c_str(), star.data(),
+                             star.size());
+        return star.data();
+    }
+    // The rows of the table: "track user star", in order.
+    static Texts Table() {
+        Texts rows;
+        for (const auto &row :
+             Query("SELECT track, userid, star FROM rating_track ORDER BY 1, 2")) {
+            rows.push_back(row[0] + " " + row[1] + " " + row[2]);
+        }
+        return rows;
+    }
+};
+
+TEST_F(SongRating, BothStoresAgree) {
+    AddSong("a.mp3");
+    AddSong("b.mp3");
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1", "music_p_2"}, 4), 1);
+    EXPECT_EQ(Table(), Texts({"1 1030 4", "2 1030 4"}));
+    EXPECT_EQ(Kept("a.mp3") + Kept("b.mp3"), "44");
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1", "music_1"}, 2), 1) << "again";
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kBob, {"music_1"}, 5), 1);
+    EXPECT_EQ(Table(), Texts({"1 1030 2", "1 1031 5", "2 1030 4"}));
+    EXPECT_EQ(ReadFile(Record("a.mp3")), "1030=\"2\"\n1031=\"5\"\n");
+
+    // No stars: the row stays, the record goes with its last user.
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 0), 1);
+    EXPECT_EQ(Kept("a.mp3"), "");
+    EXPECT_EQ(Kept("a.mp3", kBob), "5");
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kBob, {"music_1"}, 0), 1);
+    EXPECT_FALSE(fs::exists(Record("a.mp3")));
+    EXPECT_EQ(Table(), Texts({"1 1030 0", "1 1031 0", "2 1030 4"}));
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kBob, {"music_2"}, 0), 1) << "never rated by bob";
+    EXPECT_EQ(Table().size(), 4U);
+    EXPECT_TRUE(Log().empty());
+    if (IsRoot()) {
+        EXPECT_NE(geteuid(), 0U);
+    }
+}
+
+TEST_F(SongRating, VirtualTracksKeepTheirsUnderTheirName) {
+    AddSong("cue.flac", true, 3);
+    AddSong("cue.flac", true, 12);
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_v_1", "music_p_v_2"}, 3), 1);
+    EXPECT_EQ(Kept("cue.flac_3") + Kept("cue.flac_12"), "33");
+    EXPECT_FALSE(fs::exists(Record("cue.flac")));
+}
+
+TEST_F(SongRating, WhatIsNoSongIsPassedOver) {
+    AddSong("a.mp3");
+    for (const char *hostile :
+         {"music_/volume1/a.mp3", "remote_{} http://x/", "radio_x http://y/", "", "music_", "1",
+          "music_x", "music_1;DROP TABLE rating_track", "music_1 OR 1=1", "music_-1"}) {
+        EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {hostile}, 3), 1) << hostile;
+    }
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_9", "music_99999999999999999999"}, 3), 1)
+        << "songs that are not there";
+    EXPECT_EQ(Table(), Texts());
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_/v/x.mp3", "music_1"}, 3), 1);
+    EXPECT_EQ(Table(), Texts({"1 1030 3"}));
+    EXPECT_TRUE(Log().empty());
+
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {}, 3), 0);
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(4294967295U, {"music_1"}, 3), 0);
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 6), 0);
+    EXPECT_TRUE(Log().empty()) << "refused without a word";
+    EXPECT_EQ(Table(), Texts({"1 1030 3"}));
+}
+
+TEST_F(SongRating, RowsAreWrittenAtOnce) {
+    // Counts the statements that write the table.
+    Query(
+        "CREATE TABLE writes (kind text); CREATE FUNCTION note_write() RETURNS trigger LANGUAGE "
+        "plpgsql AS $$ BEGIN INSERT INTO writes VALUES (TG_OP); RETURN NULL; END $$; "
+        "CREATE TRIGGER note AFTER INSERT OR UPDATE ON rating_track FOR EACH STATEMENT EXECUTE "
+        "FUNCTION note_write()");
+    Query(
+        "INSERT INTO track (path, title) SELECT '/m/' || n, n FROM generate_series(1, 1000) n; "
+        "INSERT INTO rating_track SELECT 1030, id, 1 FROM track WHERE id <= 400");
+    Query("DELETE FROM writes");
+    Texts ids;
+    for (int id = 1; id <= 100000; ++id) {
+        ids.push_back(std::to_string(id));
+    }
+    MEDIA_DB_HANDLE database = {};
+    database.conn = AudioInfoDBConnect();
+    Texts paths;
+    EXPECT_EQ(VARNAudioWebapiSaveDBStar(ids, paths, &database, kAlice, 4), 1);
+    EXPECT_EQ(paths.size(), 1000U);
+    EXPECT_EQ(Value("SELECT string_agg(kind, ' ' ORDER BY kind) FROM writes"), "INSERT UPDATE");
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM rating_track WHERE star = 4"), "1000");
+
+    // A rating that the table refuses changes neither it nor the paths.
+    const Texts before = paths;
+    EXPECT_EQ(VARNAudioWebapiSaveDBStar({"1"}, paths, &database, kAlice, 6), 0);
+    EXPECT_TRUE(
+        Logged("audiolib/webapi_utils:[0-9]+ Failed to exec \\[UPDATE rating_track SET "
+               "star = 6 WHERE userid = 1030 AND track IN \\( 1 \\)\\] \\(ERROR"));
+    for (const Texts &bad : {Texts{}, Texts{"1", "x"}, Texts{"1) OR (1=1"}, Texts{""}}) {
+        EXPECT_EQ(VARNAudioWebapiSaveDBStar(bad, paths, &database, kAlice, 3), 0);
+    }
+    EXPECT_EQ(paths, before);
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM rating_track WHERE star = 4"), "1000");
+    VARNDBClose(database.conn);
+}
+
+TEST_F(SongRating, ADatabaseThatCannotBeWrittenLeavesTheFilesAlone) {
+    AddSong("a.mp3");
+    Query("ALTER TABLE rating_track RENAME TO away");
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 3), 0);
+    EXPECT_TRUE(Logged("audiolib/webapi_utils:[0-9]+ Failed to exec \\[SELECT id, path, star"));
+    EXPECT_TRUE(Logged("audiolib/webapi_utils:[0-9]+ Failed to save star of tracks$"));
+    EXPECT_FALSE(fs::exists(scratch() / "@eaDir"));
+}
+
+TEST_F(SongRating, FilesThatCannotBeWritten) {
+    const std::string song = (scratch() / "O'Brien 100%_ä.mp3").string();
+    EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 5), 1) << "the song need not exist";
+    EXPECT_EQ(Kept("O'Brien 100%_ä.mp3"), "5");
+    EXPECT_TRUE(Log().empty());
+
+    EXPECT_EQ(VARNSetSongRatingToEA(nullptr, kAlice, 5), 0);
+    EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), 4294967295U, 5), 0);
+    EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 6), 0);
+    EXPECT_EQ(Log().size(), 3U);
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Bad parameter\\.$"));
+    for (const std::string &path :
+         {std::string("no folder"), std::string(""), "/" + std::string(4094, 'x')}) {
+        ClearLog();
+        EXPECT_EQ(VARNSetSongRatingToEA(path.c_str(), kAlice, 1), 0);
+        EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get @eaDir \\[path=.*\\]$"));
+    }
+    EXPECT_EQ(VARNSetSongRatingToEA((scratch() / "gone" / "a.mp3").c_str(), kAlice, 1), 0);
+    EXPECT_TRUE(Logged("Failed to create song ratting file under @eaDir \\[path=.*gone/a.mp3\\]$"));
+
+    // A folder, or a link, in the record's place.
+    const std::string other = (scratch() / "b.mp3").string();
+    fs::create_directories(Record("b.mp3") / "x");
+    EXPECT_EQ(VARNSetSongRatingToEA(other.c_str(), kAlice, 1), 0);
+    EXPECT_TRUE(Logged("Failed to save song rating in file \\[uid=1030, star=1, path=.*b.mp3\\]$"));
+    EXPECT_EQ(VARNSetSongRatingToEA(other.c_str(), kAlice, 0), 0);
+    EXPECT_TRUE(
+        Logged("Failed to remove song rating in file \\[uid=1030, star=0, path=.*b.mp3\\]$"));
+}
+
+}  // namespace
