@@ -18,6 +18,12 @@ namespace {
 
 using namespace varn::playlist;
 
+constexpr Format kFormat = Format::PLAYLIST_FORMAT;
+
+constexpr bool IsM3u(Format format) {
+    return format == Format::kM3u;
+}
+
 void Require(bool holds, const char *what) {
     if (!holds) {
         std::fprintf(stderr, "broken: %s\n", what);
@@ -43,13 +49,12 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string_view bytes(reinterpret_cast<const char *>(data), size);
     Places places("/nonexistent/lists", {"/nonexistent"});
     std::size_t entries = 0;
-    ParseEntries(Format::PLAYLIST_FORMAT, bytes, [&](const Entry &entry) {
+    ParseEntries(kFormat, bytes, [&](const Entry &entry) {
         ++entries;
         Require(!entry.text.empty(), "an entry is not empty");
         CheckText(entry.text);
         CheckTags(entry.tags);
-        Require(entry.mayBeComment ==
-                    (Format::PLAYLIST_FORMAT == Format::kM3u && entry.text.front() == '#'),
+        Require(!entry.mayBeComment || (IsM3u(kFormat) && entry.text.front() == '#'),
                 "only lines of an m3u can be comments");
         const std::string path = places.Resolve(entry.text);
         Require(path.find("/../") == path.npos || path.find("://") != path.npos,

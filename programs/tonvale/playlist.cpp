@@ -8,6 +8,7 @@
 #include "playlist_output.h"
 #include "playlist_show.h"
 #include "playlist_target.h"
+#include "user.h"
 
 namespace tonvale_cli {
 
@@ -52,6 +53,7 @@ int WithSongs(Options options, const Do &what) {
 }
 
 int Create(PlaylistOptions &options) {
+    const SameAccountAfter account;
     if (const int status = Prepare(options.collection); status != kDone) {
         return status;
     }
@@ -109,6 +111,7 @@ int Check(Options options, const Playlist &playlist) {
 using Act = int (*)(Options options, const Playlist &playlist);
 
 int OnPlaylist(PlaylistOptions &options, Act act) {
+    const SameAccountAfter account;
     if (const int status = Prepare(options.collection); status != kDone) {
         return status;
     }

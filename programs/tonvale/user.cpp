@@ -1,12 +1,14 @@
 #include "user.h"
 
 #include <pwd.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
 
 #include "database.h"
 #include "varn/account.h"
+#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -37,6 +39,14 @@ std::optional<uid_t> FindUser(const std::string &name) {
     }
     const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
     return user->uid;
+}
+
+SameAccountAfter::SameAccountAfter() : uid_(geteuid()), gid_(getegid()) {}
+
+SameAccountAfter::~SameAccountAfter() {
+    if (geteuid() != uid_ && VLIBSetEffective(uid_, gid_) != 0) {
+        Complain("cannot go back to the account that this was started with");
+    }
 }
 
 }  // namespace tonvale_cli
