@@ -192,7 +192,7 @@ TEST_F(NotifyTest, OnlyAPlainFileOfItsOwnIsWritten) {
     expectRefused("a FIFO");
     fs::create_directory(Spool());
     expectRefused("a folder");
-    fs::remove(Spool().parent_path());
+    fs::remove_all(Spool().parent_path());
     EXPECT_EQ(VLIBVRNotify("/music/a", nullptr, 2), -1);
 }
 

@@ -247,7 +247,7 @@ bool SystemTest::IsRoot() {
 }
 
 void SystemTest::BackToRoot() {
-    if (getuid() == 0) {
+    if (getuid() == 0 && geteuid() != 0) {
         EXPECT_EQ(ResetCredentialsByName("root", true), 0);
     }
 }
