@@ -3,16 +3,21 @@
 // statement, reads every field of every row, and closes.
 //
 // Needs TONVALE_ROOT with a running database; bench/run prepares one. With --statements the
-// statements are printed instead, a name and a statement a line, for a look at their plans.
+// statements are printed instead, a name and a statement a line. With --plans each is run under
+// other settings of the planner, each of which rules something out, and the best is shown.
 #include <benchmark/benchmark.h>
 #include <libpq-fe.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <fstream>
 #include <functional>
+#include <limits>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -163,6 +168,72 @@ std::string Named(const char *column, const char *keyword) {
     return std::string(column) + " ILIKE '%" + keyword + "%'";
 }
 
+// ---- other plans -------------------------------------------------------------------------------
+
+// A connection whose server process tells how long it has been running, which other work on the
+// machine does not change. Parallel workers would not be counted.
+class Server {
+  public:
+    explicit Server(const std::string &settings) {
+        const std::string where = "host=" + SystemPath(varn::path::kDatabaseSocketDir) +
+                                  " port=5432 user=Tonvale dbname=mediaserver";
+        conn_ = PQconnectdb(where.c_str());
+        Run("SET max_parallel_workers_per_gather = 0" + settings);
+    }
+    ~Server() { PQfinish(conn_); }
+    Server(const Server &) = delete;
+    Server &operator=(const Server &) = delete;
+
+    // Milliseconds of the shortest of some runs.
+    double Shortest(const std::string &statement) {
+        double shortest = 0;
+        for (int run = 0; run < 2; ++run) {
+            const double before = Milliseconds();
+            Run(statement);
+            const double took = Milliseconds() - before;
+            shortest = run == 0 ? took : std::min(shortest, took);
+        }
+        return shortest;
+    }
+
+  private:
+    void Run(const std::string &statement) {
+        PGresult *result = PQexec(conn_, statement.c_str());
+        const ExecStatusType status = PQresultStatus(result);
+        PQclear(result);
+        if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
+            Die(PQerrorMessage(conn_));
+        }
+    }
+    double Milliseconds() const {
+        const std::string path = "/proc/" + std::to_string(PQbackendPID(conn_)) + "/schedstat";
+        double nanoseconds = 0;
+        if (!(std::ifstream(path) >> nanoseconds)) {
+            Die("cannot read " + path);
+        }
+        return nanoseconds / 1e6;
+    }
+
+    PGconn *conn_;
+};
+
+struct Planner {
+    const char *name;
+    const char *settings;
+};
+constexpr Planner kPlanners[] = {
+    {"as it is", ""},
+    {"more memory", "; SET work_mem = '64MB'"},
+    {"no nested loops", "; SET enable_nestloop = off"},
+    {"no merge joins", "; SET enable_mergejoin = off"},
+    {"no hash joins", "; SET enable_hashjoin = off"},
+    {"no sorting", "; SET enable_sort = off"},
+    {"no hash groups", "; SET enable_hashagg = off"},
+    {"no whole tables", "; SET enable_seqscan = off"},
+    {"no indexes",
+     "; SET enable_indexscan = off; SET enable_bitmapscan = off; SET enable_indexonlyscan = off"},
+};
+
 // ---- both sides --------------------------------------------------------------------------------
 
 struct Case {
@@ -310,6 +381,28 @@ std::vector<Case> Cases() {
 
 #undef BY
 
+// Each statement's shortest time as it is, and the shortest of all. The settings take turns,
+// because the machine's caches are not always as quick.
+void ShowPlans(const std::vector<Case> &cases) {
+    std::vector<std::unique_ptr<Server>> servers;
+    for (const Planner &planner : kPlanners) {
+        servers.push_back(std::make_unique<Server>(planner.settings));
+    }
+    std::printf("%-28s %8s %8s %6s\n", "", "ms", "best", "ratio");
+    for (const Case &c : cases) {
+        std::vector<double> times(servers.size(), std::numeric_limits<double>::max());
+        for (int round = 0; round < 4; ++round) {
+            for (std::size_t i = 0; i < servers.size(); ++i) {
+                times[i] = std::min(times[i], servers[i]->Shortest(c.statement));
+            }
+        }
+        const auto best = std::min_element(times.begin(), times.end());
+        std::printf("%-28s %8.1f %8.1f %6.2f  %s\n", c.name.c_str(), times[0], *best,
+                    times[0] / *best, kPlanners[best - times.begin()].name);
+        std::fflush(stdout);
+    }
+}
+
 void Browse(benchmark::State &state, const Case &c) {
     double baseline = 0;
     double measured = 0;
@@ -336,6 +429,10 @@ int main(int argc, char **argv) {
         for (const Case &c : cases) {
             std::printf("%s\t%s\n", c.name.c_str(), c.statement.c_str());
         }
+        return 0;
+    }
+    if (argc > 1 && std::strcmp(argv[1], "--plans") == 0) {
+        ShowPlans(cases);
         return 0;
     }
     for (const Case &c : cases) {
