@@ -8,6 +8,7 @@
 #include <cstring>
 #include <memory>
 #include <optional>
+#include <span>
 
 #include "audiofile/source.h"
 #include "support/boundary.h"
@@ -77,7 +78,7 @@ bool WriteQueue(int fd, const PlaylistInfo &queue) {
 }
 
 bool Save(const char *path, const PlaylistInfo &queue) {
-    const Fd file = Open(path, O_WRONLY | O_TRUNC);
+    Fd file = Open(path, O_WRONLY | O_TRUNC);
     if (!file || !Lock(file.Get()) || !WriteQueue(file.Get(), queue)) {
         return false;
     }
@@ -85,7 +86,24 @@ bool Save(const char *path, const PlaylistInfo &queue) {
         LOG_ERROR(kSource, "Failed to unlock file.");
         return false;
     }
+    // A full disk far away may show only now.
+    if (close(file.Release()) != 0) {
+        LOG_ERROR(kSource, "Failed to write the playlist to file.(%s)", std::strerror(errno));
+        return false;
+    }
     return true;
+}
+
+// The texts of a record come from a file that may be damaged.
+void EndTexts(VARN_MEDIA_INFO &song) {
+    for (const std::span<char> text :
+         {std::span<char>(song.path), std::span<char>(song.title), std::span<char>(song.album),
+          std::span<char>(song.artist), std::span<char>(song.album_artist),
+          std::span<char>(song.composer), std::span<char>(song.genre),
+          std::span<char>(song.comment), std::span<char>(song.container),
+          std::span<char>(song.codec)}) {
+        text.back() = '\0';
+    }
 }
 
 // Reads a block at its place; what the file ends before stays as it is. False with errno set.
@@ -120,6 +138,7 @@ bool ReadQueue(int fd, off_t start, off_t count, PlaylistInfo &queue) {
         if (!ReadAt(fd, song.get(), sizeof *song, kHeaderSize + i * kRecordSize)) {
             return false;
         }
+        EndTexts(*song);
         queue.addSong(*song);
     }
     return true;

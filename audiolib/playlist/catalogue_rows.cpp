@@ -59,7 +59,7 @@ bool IsKnownKind(const char *library) {
 }
 
 // The indexer has rights on the database that this process may lack.
-void RunIndexer(const char *playlistId) {
+bool RunIndexer(const char *playlistId) {
     std::string program = SystemPath(varn::path::kIndexer);
     std::string option = "-d";
     std::string id = playlistId;
@@ -69,17 +69,16 @@ void RunIndexer(const char *playlistId) {
         LOG_ERROR(kSource, "Failed to remove playlist [%s] with %s (%d)", playlistId,
                   program.c_str(), status);
     }
+    return status == 0;
 }
 
 int Delete(std::string_view library, const char *playlistId) {
     const bool isShared = library == kShared;
     const int deleted = isShared ? MediaInfoDBDelete(VARN_TABLE_PLAYLIST, playlistId)
                                  : PersonalLibraryInfoDBDelete(VARN_TABLE_PLAYLIST, playlistId);
-    if (isShared && deleted != 0) {
-        RunIndexer(playlistId);
-    }
+    const bool isGone = deleted == 0 || (isShared && RunIndexer(playlistId));
     Notify(playlistId, nullptr, VLIB_NOTIFY_DELETED);
-    return deleted;
+    return isGone ? 0 : -1;
 }
 
 // An option of the indexer is no id.
@@ -130,7 +129,9 @@ int VARNPlaylistDBDelete(const char *library, const char *playlistId) noexcept {
 }
 
 int VARNPlayListUnlink(const char *library, const char *path, const char *playlistId) noexcept {
-    if (library == nullptr || path == nullptr || playlistId == nullptr) {
+    // The file must not go for a row that cannot.
+    if (!IsKnownKind(library) || path == nullptr || playlistId == nullptr ||
+        !IsDecimal(playlistId)) {
         LOG_ERROR(kSource, "Bad parameters.");
         return -1;
     }

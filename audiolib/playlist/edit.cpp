@@ -2,8 +2,8 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <climits>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -70,11 +70,11 @@ bool ExistsForRoot(const std::string &path) {
 
 enum class Duplicates { kKept, kLeftOut, kRefused };
 
-constexpr int kEnd = INT_MAX;
+constexpr std::optional<int> kEnd = std::nullopt;
 
 struct Replacement {
-    int start;   // kEnd: behind the last entry
-    int length;  // below 0: to the end
+    std::optional<int> start;  // kEnd: behind the last entry
+    int length;                // below 0: to the end
     const PLAYLIST_REC *songs;
     Duplicates duplicates;
 };
@@ -102,7 +102,7 @@ int Replace(uid_t uid, const std::string &path, const Replacement &change) {
     }
     Records records = PointersTo(songs.Head());
     const int count = VARNPlaylistRecCount(songs.Head());
-    const int start = change.start == kEnd ? count : change.start;
+    const int start = change.start.value_or(count);
     if (start < 0 || start > count) {
         LOG_ERROR(kSource, "Bad parameters. Start[%d] > TotalRow[%d]", start, count);
         return -1;
@@ -177,6 +177,10 @@ support::StringList SelectedPositions(const char *selection) {
     if (!positions || VLIBCStrTok(selection, ",", &list) < 0 ||
         VLIBCSzListSort(positions.get()) != 0) {
         LOG_ERROR_OLD(kSource, "Failed to malloc list.");
+        return nullptr;
+    }
+    if (positions->nItem == 0) {
+        LOG_ERROR_OLD(kSource, "There is no selected item.");
         return nullptr;
     }
     return positions;
@@ -352,7 +356,11 @@ int VARNPersonalPlaylistRemoveMissing(uid_t uid, const char *playlistPath) noexc
 
 int VARNPersonalPlaylistRemoveSongByPath(uid_t uid, const char *playlistPath,
                                          const char *songPath) noexcept {
-    if (IsBadFile(uid, playlistPath) || songPath == nullptr) {
+    if (IsBadFile(uid, playlistPath)) {
+        return -1;
+    }
+    if (songPath == nullptr) {
+        LOG_ERROR(kSource, "Bad parameter.");
         return -1;
     }
     return Guarded(kSource, -1, [&] { return RemoveByPath(uid, playlistPath, songPath); });

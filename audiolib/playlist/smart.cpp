@@ -10,13 +10,12 @@
 #include "support/song_list.h"
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
+#include "tonvale/webapi.h"
 #include "varn/sql.h"
 
 namespace Tonvale::playlist {
 
 namespace {
-
-constexpr char kCollation[] = "COLLATE \"en_US_varnel\"";
 
 // The total stands on every row.
 int ResultCount(const MEDIA_DB_HANDLE &rows) {
@@ -56,7 +55,8 @@ int VARNPlaylistSmartListSongs(uid_t uid, PLAYLIST_REC **listOut, PVLIBSZHASH *h
         return -1;
     }
     return Tonvale::support::Guarded(kSource, -1, [&] {
-        const auto order = varn::Sql("album @VARN:NEVAR, disc, track, path", kCollation);
+        const auto order = varn::Sql("album @VARN:NEVAR, disc, track, path",
+                                     Tonvale::webapi::WebapiLibrary::GetCollationSort("album"));
         const Tonvale::musiclib::Handle rows(
             order ? AudioInfoDBOpen(library, uid, VARN_TABLE_MUSIC, "*", rules, nullptr,
                                     order->c_str(), offset, limit, 1)

@@ -19,6 +19,7 @@
 #include "support/handles.h"
 #include "support/log.h"
 #include "support/run_as.h"
+#include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 
 namespace Tonvale::playlist {
@@ -149,7 +150,7 @@ bool WriteEntry(const VARN_MEDIA_INFO &song, const Layout &layout, int number, E
     std::string line = layout.before;
     line += layout.numbered ? std::to_string(number) + "=" : "";
     line += *path;
-    line += IsVirtualMusic(&song) ? "_" + std::to_string(song.virtual_track) : "";
+    line += support::HasVirtualName(song) ? "_" + std::to_string(song.virtual_track) : "";
     line += layout.after;
     lines.Write(line);
     return true;
@@ -189,6 +190,11 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
         LOG_ERROR_OLD(kSource, "Failed to write %s. %m", path.c_str());
         result = -1;
     }
+    // Every user's programs may write it, whatever the umask made of the mode at first. By the
+    // descriptor: somebody else may have put a link at the path meanwhile.
+    if (fchmod(file.Get(), kMode) != 0) {
+        LOG_ERROR(kSource, "Failed to chmod [%s] %m", path.c_str());
+    }
     if (flock(file.Get(), LOCK_UN) != 0) {
         LOG_ERROR_OLD(kSource, "Failed to unlock file.");
         result = -1;
@@ -196,10 +202,6 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
     if (close(file.Release()) != 0) {
         LOG_ERROR_OLD(kSource, "Failed to write %s. %m", path.c_str());
         result = -1;
-    }
-    // Every user's programs may write it, whatever the umask made of the mode at first.
-    if (chmod(path.c_str(), kMode) != 0) {
-        LOG_ERROR(kSource, "Failed to chmod [%s] %m", path.c_str());
     }
     return result;
 }

@@ -16,7 +16,7 @@ OwnedSongs NewSong(const char *source);
 // Owns its entries until they are released.
 class SongList {
   public:
-    explicit SongList(const char *source = "audiolib/support") : source_(source) {}
+    explicit SongList(const char *source) : source_(source) {}
 
     // Adds a zeroed entry, or a copy of a record, at the end. The entry stays where it is.
     PLAYLIST_REC &Append();

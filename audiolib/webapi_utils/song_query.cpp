@@ -32,7 +32,7 @@ std::string ActualOnly(std::string_view library) {
 }
 
 int ListSongs(const SongQuery &query, PLAYLIST_REC **listOut) {
-    support::SongList songs;
+    support::SongList songs(kSource);
     const bool read = VisitSongs(query, [&](const VARN_MEDIA_INFO &song) { songs.Append(song); });
     if (!read) {
         return -1;

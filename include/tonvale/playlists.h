@@ -204,8 +204,8 @@ TONVALE_EXPORT int VARNPlaylistDBUpdate(const char *library, uid_t uid,
                                         const char *oldPath) noexcept;
 
 // Removes a playlist's row and tells the indexer, whether there was such a row or not. A shared row
-// that could not be removed is left to the indexer, which runs and is waited for. 0 when the row
-// was removed here, otherwise -1.
+// that could not be removed is left to the indexer, which runs and is waited for. 0 when the row was
+// removed, here or by the indexer, otherwise -1.
 TONVALE_EXPORT int VARNPlaylistDBDelete(const char *library, const char *playlistId) noexcept;
 
 // Removes a playlist's file, as root, and its row with VARNPlaylistDBDelete, whether there was a

@@ -222,7 +222,12 @@ std::string Places::Resolve(std::string_view entry) {
 }
 
 bool Places::IsThere(std::string_view entry) const {
-    return Exists(Absolute(entry), Kind::kFile);
+    const std::string path = Absolute(entry);
+    std::string file(path.size() + 1, '\0');
+    int track = 0;
+    return Exists(path, Kind::kFile) ||
+           (IsVirtualPath(path.c_str(), file.data(), file.size(), &track) &&
+            Exists(file.c_str(), Kind::kFile));
 }
 
 // The longest tail of a path that is there below one of the roots.

@@ -153,6 +153,12 @@ TEST_F(PlaylistCatalogue, ARowThatIsGoneIsLeftToTheIndexer) {
     }
     EXPECT_FALSE(std::filesystem::exists(root() / "seen"));
     EXPECT_EQ(Notices(), "128\t4711\t\n");
+    WriteFile(varn::path::kIndexer, "#!/bin/sh\nexit 0\n");
+    EXPECT_EQ(VARNPlaylistDBDelete("shared", "4711"), 0) << "the indexer has seen to it";
+    Touch(In("kept.m3u"), "a\n");
+    EXPECT_EQ(VARNPlayListUnlink("neither", In("kept.m3u").c_str(), "4711"), -1);
+    EXPECT_EQ(VARNPlayListUnlink("shared", In("kept.m3u").c_str(), "1;2"), -1);
+    EXPECT_TRUE(std::filesystem::exists(In("kept.m3u")));
 }
 
 TEST_F(PlaylistCatalogue, UnlinkTakesFileAndRow) {
