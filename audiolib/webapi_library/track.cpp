@@ -124,8 +124,8 @@ std::string Title(const VARN_MEDIA_INFO &record, const std::string &path) {
 
 void FillTrack(const WebapiLibrary &library, Listener &listener, VARN_MEDIA_INFO &record,
                unsigned rating, const _REPLAYGAIN_METADATA_ *gain, Json::Value &track) {
-    const std::string path = ShownPath(record, listener);
     track["id"] = SongId(record, listener);
+    const std::string path = ShownPath(record, listener);
     track["title"] = Title(record, path);
     track["path"] = path;
     track["type"] = record.id == 0 && IsRemotePath(record.path) ? "remote" : "file";

@@ -55,7 +55,7 @@ bool FromFolder(const std::string &key, const std::string &userDir, Playlist &fo
     }
     struct stat status;
     if (stat(file.c_str(), &status) != 0) {
-        // Callers rely on being root after this, so that they can make the file.
+        // The process stays root: given behaviour, which callers have to see to.
         LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
         return false;
     }

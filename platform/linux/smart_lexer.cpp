@@ -7,7 +7,7 @@ namespace varn::smart {
 namespace {
 
 constexpr std::size_t kMostTextBytes = 1024;
-constexpr std::size_t kMostDigits = 15;
+constexpr std::ptrdiff_t kMostDigits = 15;
 
 constexpr std::string_view kByteOrderMark = "\xEF\xBB\xBF";
 constexpr std::string_view kSymbols[] = {"&&", "||", "!=", "<=", ">=", "==", "{", "}",
@@ -150,7 +150,8 @@ Token Lexer::Number(Token token) {
         Advance(CountWhile(IsWordPart, 0));
         return Bad(std::move(token), "a number has nothing but digits");
     }
-    return length > kMostDigits + 1 ? Bad(std::move(token), "this number is too long") : token;
+    const auto digits = std::count_if(token.text.begin(), token.text.end(), IsDigit);
+    return digits > kMostDigits ? Bad(std::move(token), "this number is too long") : token;
 }
 
 Token Lexer::Word(Token token) {

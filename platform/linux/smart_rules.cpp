@@ -393,7 +393,8 @@ std::string Parser::Ago(const Field &field) {
     const Token word = Take();
     int count = 0;
     const char *end = number.text.data() + number.text.size();
-    const bool whole = std::from_chars(number.text.data(), end, count).ptr == end;
+    const auto [stop, error] = std::from_chars(number.text.data(), end, count);
+    const bool whole = error == std::errc() && stop == end;
     for (const Unit &unit : kUnits) {
         if (!word.Is(unit.name) && !word.Is(unit.plural)) {
             continue;

@@ -55,7 +55,7 @@ bool ReadUsers(Json::Value &users) {
         Complain(done.Message());
         return false;
     }
-    if (!AudioUsers::Read(users, UsersFile())) {
+    if (!AudioUsers::Read(users, UsersFile()) || !users.isObject()) {
         Complain("the users file " + UsersFile() +
                  " cannot be read; correct it, or remove it and "
                  "run 'tonvale init" +
@@ -173,6 +173,20 @@ unsigned MaskOf(const std::vector<std::string> &names) {
     return mask;
 }
 
+// Puts back what an entry had beside its rights.
+void KeepPreferences(const Json::Value &before, Json::Value &entry) {
+    if (!before.isObject()) {
+        return;
+    }
+    for (const std::string &key : before.getMemberNames()) {
+        const bool isRight = std::any_of(std::begin(kRights), std::end(kRights),
+                                         [&](const Right &right) { return key == right.name; });
+        if (!isRight) {
+            entry[key] = before[key];
+        }
+    }
+}
+
 int SetPermission(const PermissionOptions &options) {
     Json::Value users;
     if (!ReadUsers(users)) {
@@ -186,12 +200,12 @@ int SetPermission(const PermissionOptions &options) {
     if (!package) {
         return kFailed;
     }
-    // Setting rights resets what the user browses; an administrator here changes rights alone.
-    const auto browsed = AudioFile::GetUserBrowsePersonalLibraryType(*uid);
+    // A new entry is made of rights and of what the configuration offers; an administrator here
+    // changes rights alone.
+    const Json::Value before = users[std::to_string(*uid)];
     AudioUsers::SetUser(users, *uid, MaskOf(options.rights));
-    if (!AudioUsers::Save(users, UsersFile()) ||
-        (browsed != BROWSE_LIBRARY_ALL &&
-         !AudioFile::SetUserBrowsePersonalLibraryType(*uid, browsed))) {
+    KeepPreferences(before, users[std::to_string(*uid)]);
+    if (!AudioUsers::Save(users, UsersFile())) {
         Complain("the users file " + UsersFile() + " cannot be written");
         return kFailed;
     }

@@ -1,8 +1,11 @@
 // Smart playlists: which there are, what their rules select by, and what is wrong with them.
 #include <json/json.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
+#include <cstring>
 #include <iostream>
 #include <memory>
 #include <optional>
@@ -30,7 +33,13 @@ struct SmartOptions {
 // The file of the playlists that are asked for. Empty, with a message and the exit status set.
 std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
     if (!options.file.empty()) {
-        return options.file;
+        // The store may be missing, a file that was named may not.
+        if (access(options.file.c_str(), F_OK) == 0) {
+            return options.file;
+        }
+        Complain(options.file + ": " + std::strerror(errno));
+        status = kUsage;
+        return std::nullopt;
     }
     status = kFailed;
     if (auto done = CheckRoot(); !done) {
