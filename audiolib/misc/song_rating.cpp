@@ -55,11 +55,21 @@ bool RemoveLine(const std::string &file, const Line &line) {
     return true;
 }
 
+// The folder belongs to every user, and root writes here: a link that somebody put in the record's
+// place is not followed.
+bool IsNoPlainFile(const std::string &file) {
+    struct stat status = {};
+    return lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
 bool SetRating(const char *path, uid_t uid, unsigned star) {
-    const Tonvale::support::RootThenPackage root(kSource);
     std::array<char, 4095> directory = {};
-    if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
+    const bool isPlaced = VARNEADirPath(path, directory.data(), directory.size()) == 0;
+    if (!isPlaced) {
         LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", path);
+    }
+    const Tonvale::support::RootThenPackage root(kSource);
+    if (!isPlaced) {
         return false;
     }
     if (VARNEAMKDir(directory.data()) != 0) {
@@ -67,6 +77,10 @@ bool SetRating(const char *path, uid_t uid, unsigned star) {
         return false;
     }
     const std::string file = std::string(directory.data()) + "/" + kRecordName;
+    if (IsNoPlainFile(file)) {
+        LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", path);
+        return false;
+    }
     const Line line = {std::to_string(uid), std::to_string(star), path};
     return star > 0 ? SetLine(file, line) : RemoveLine(file, line);
 }

@@ -88,12 +88,14 @@ PinManager::PinManager(unsigned int uid, const std::string &userName) noexcept
     : uid_(uid), userName_(userName) {}
 
 bool PinManager::CheckType(const std::string &type) noexcept {
+    error_ = PIN_ERROR_NONE;
     return Guarded(kSource, false, [&] {
         return PinData::ALLOWED_PIN_TYPE.contains(type) || Fail(PIN_ERROR_TYPE);
     });
 }
 
 bool PinManager::CheckCriteria(const std::vector<std::string> &keys) noexcept {
+    error_ = PIN_ERROR_NONE;
     return Guarded(kSource, false, [&] {
         for (const std::string &key : keys) {
             if (!PinData::ALLOWED_PIN_CRITERIA.contains(key)) {

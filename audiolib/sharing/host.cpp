@@ -1,5 +1,8 @@
+#include <unistd.h>
+
 #include <cstdio>
 #include <cstdlib>
+#include <optional>
 
 #include "sharing/address.h"
 #include "sharing/sharing.h"
@@ -33,7 +36,10 @@ std::string FirstLine(std::string_view fixedPath, const char *operand, int &stat
 }
 
 std::string DynamicDnsName() {
-    const support::RootThenPrevious asRoot(kSource);
+    std::optional<support::RootThenPrevious> asRoot;
+    if (geteuid() != 0) {
+        asRoot.emplace(kSource);
+    }
     int status = 0;
     const std::string line = FirstLine(varn::path::kDynamicDns, "--get-hostname", status);
     return line.substr(0, line.find(' '));

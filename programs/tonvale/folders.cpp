@@ -39,7 +39,11 @@ bool AddBelow(const FolderOptions &options, uid_t uid, std::string &condition) {
     }
     const Handle rows = Open(options, uid, *varn::Sql("id = @VARN:INT", options.below), "", 0, 1);
     const auto folder = std::make_unique<VARN_MEDIA_INFO>();
-    if (!rows || MediaInfoDBGet(rows.get(), folder.get()) != 0) {
+    if (!rows) {
+        NoAnswer();
+        return false;
+    }
+    if (MediaInfoDBGet(rows.get(), folder.get()) != 0) {
         Complain("there is no folder " + std::to_string(options.below) +
                  " in this library; 'tonvale folders' lists them");
         return false;

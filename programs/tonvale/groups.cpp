@@ -45,8 +45,9 @@ struct Group {
     const char *verb;
     const char *description;
     Noun noun;
-    const char *column;  // what the group has in common
-    std::span<const SortColumn> sorts;
+    const char *column;                 // what the group has in common
+    std::span<const SortColumn> sorts;  // the first is the name
+    const char *ties;                   // orders groups of one name as it is sorted
     bool isAlbum;
     Handle (*open)(const GroupOptions &options, uid_t uid, const std::string &condition,
                    const std::string &order, int offset, int limit);
@@ -82,6 +83,9 @@ Handle OpenValues(const GroupOptions &options, uid_t uid, const std::string &con
         options.library.c_str(), uid, Column, condition.c_str(), order.c_str(), offset, limit));
 }
 
+// The library takes 1023 bytes for the condition of an artist's name; a name's own marks double.
+constexpr std::size_t kLongestName = 400;
+
 constexpr char kGenre[] = "genre";
 constexpr char kComposer[] = "composer";
 
@@ -91,6 +95,7 @@ constexpr Group kGroups[] = {
      {"album", "albums"},
      "album",
      kAlbumSorts,
+     "album_artist_sort, album, album_artist",
      true,
      OpenAlbums,
      [](const std::string &name) { return varn::Sql("album ILIKE '%%@VARN:LVAR%%'", name); }},
@@ -100,6 +105,7 @@ constexpr Group kGroups[] = {
      {"artist", "artists"},
      "artist",
      kArtistSorts,
+     "artist",
      false,
      OpenArtists,
      [](const std::string &name) { return varn::Sql(" ILIKE '%%@VARN:LVAR%%'", name); }},
@@ -108,6 +114,7 @@ constexpr Group kGroups[] = {
      {"genre", "genres"},
      kGenre,
      kGenreSorts,
+     kGenre,
      false,
      OpenValues<kGenre>,
      [](const std::string &name) { return varn::Sql("genre ILIKE '%%@VARN:LVAR%%'", name); }},
@@ -116,6 +123,7 @@ constexpr Group kGroups[] = {
      {"composer", "composers"},
      kComposer,
      kComposerSorts,
+     kComposer,
      false,
      OpenValues<kComposer>,
      [](const std::string &name) { return varn::Sql("composer ILIKE '%%@VARN:LVAR%%'", name); }},
@@ -132,6 +140,10 @@ std::optional<std::string> GroupCondition(const Group &group, const GroupOptions
         Complain("--name looks for an artist in both roles, and takes no filter beside it");
         return std::nullopt;
     }
+    if (options.name->size() > kLongestName) {
+        Complain("--name takes at most " + std::to_string(kLongestName) + " bytes");
+        return std::nullopt;
+    }
     if (!AddCondition(*condition, group.named(*options.name))) {
         Complain("a filter's text must be UTF-8");
         return std::nullopt;
@@ -139,11 +151,13 @@ std::optional<std::string> GroupCondition(const Group &group, const GroupOptions
     return condition;
 }
 
-// An order that is the same each time: groups of equal stars come by their names.
+// An order that is the same each time: equal groups come by their names as they are sorted, and
+// then as they are written.
 std::string Order(const Group &group, const GroupOptions &options) {
-    const std::string primary = PrimaryOrder(options, group.sorts);
-    const bool isByName = options.sortBy == group.sorts.front().name;
-    return isByName || group.isAlbum ? primary : primary + ", " + group.sorts.front().expression;
+    const SortColumn &name = group.sorts.front();
+    return PrimaryOrder(options, group.sorts) +
+           (options.sortBy == name.name ? "" : std::string(", ") + name.expression) + ", " +
+           group.ties;
 }
 
 void PrintTable(const Group &group, const Rows &rows, int offset, int64_t total) {
