@@ -14,6 +14,7 @@
 #include "number.h"
 #include "page_output.h"
 #include "tonvale/webapi.h"
+#include "user.h"
 #include "varn/mediaindex.h"
 
 namespace tonvale_cli {
@@ -90,6 +91,7 @@ void Print(const RateOptions &options, const std::set<int> &ids) {
 }
 
 int Rate(RateOptions &options) {
+    const SameAccountAfter account;
     std::optional<std::string> condition = Condition(options.filters);
     if (!condition) {
         return kUsage;

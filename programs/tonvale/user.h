@@ -11,8 +11,8 @@ namespace tonvale_cli {
 // The user's id. Empty, with a message that names the known users, when there is no such user.
 std::optional<uid_t> FindUser(const std::string &name);
 
-// Brings the effective ids back at the end of a scope: calls that write playlists leave the process
-// running as the package's account.
+// Brings the effective ids back at the end of a scope: calls that write playlists or ratings leave the
+// process running as the package's account.
 class SameAccountAfter {
   public:
     SameAccountAfter();
