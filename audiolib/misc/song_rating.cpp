@@ -28,8 +28,16 @@ struct Line {
     const char *songPath;
 };
 
+// The folder belongs to every user, and root writes here: a link that somebody put in the record's
+// place is not followed.
+bool IsNoPlainFile(const std::string &file) {
+    struct stat status = {};
+    return lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
+}
+
 bool SetLine(const std::string &file, const Line &line) {
-    if (VLIBCFileSetKeyValue(file.c_str(), line.user.c_str(), line.star.c_str()) != 0) {
+    if (IsNoPlainFile(file) ||
+        VLIBCFileSetKeyValue(file.c_str(), line.user.c_str(), line.star.c_str()) != 0) {
         LOG_ERROR(kSource, "Failed to save song rating in file [uid=%s, star=%s, path=%s]",
                   line.user.c_str(), line.star.c_str(), line.songPath);
         return false;
@@ -40,10 +48,10 @@ bool SetLine(const std::string &file, const Line &line) {
 // Removes a line, and the file with the last one.
 bool RemoveLine(const std::string &file, const Line &line) {
     struct stat status = {};
-    if (stat(file.c_str(), &status) != 0) {
+    if (lstat(file.c_str(), &status) != 0) {
         return true;
     }
-    if (VLIBCFileRemoveKey(file.c_str(), line.user.c_str()) != 0) {
+    if (IsNoPlainFile(file) || VLIBCFileRemoveKey(file.c_str(), line.user.c_str()) != 0) {
         LOG_ERROR(kSource, "Failed to remove song rating in file [uid=%s, star=%s, path=%s]",
                   line.user.c_str(), line.star.c_str(), line.songPath);
         return false;
@@ -53,13 +61,6 @@ bool RemoveLine(const std::string &file, const Line &line) {
         LOG_ERROR(kSource, "Failed to remove %s: %m", file.c_str());
     }
     return true;
-}
-
-// The folder belongs to every user, and root writes here: a link that somebody put in the record's
-// place is not followed.
-bool IsNoPlainFile(const std::string &file) {
-    struct stat status = {};
-    return lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
 }
 
 bool SetRating(const char *path, uid_t uid, unsigned star) {
@@ -77,10 +78,6 @@ bool SetRating(const char *path, uid_t uid, unsigned star) {
         return false;
     }
     const std::string file = std::string(directory.data()) + "/" + kRecordName;
-    if (IsNoPlainFile(file)) {
-        LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", path);
-        return false;
-    }
     const Line line = {std::to_string(uid), std::to_string(star), path};
     return star > 0 ? SetLine(file, line) : RemoveLine(file, line);
 }

@@ -71,7 +71,7 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         {{"smart", "show", "other"}, 2, "no smart playlist 'other'"},
         {{"smart", "show", "bad"}, 1, ".playlist:2:14: after 'year' comes"},
         {{"smart", "check"}, 1, ".playlist:1:19: warning: the limit is not kept"},
-        {{"smart", "check", "/no/such\n/file"}, 0, ""},
+        {{"smart", "check", "/no/such"}, 2, "/no/such: No such file"},
         {{"smart", "check", "/proc/self/mem"}, 1, "cannot be read"},
         {{"smart", "list", "--user", "nobody"}, 2, "no user 'nobody'"},
         {{"playlist", "show", "12", "--json", "--additional", "song_tag"}, 2, "shared_normal/ID"},

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <filesystem>
+#include <fstream>
 
 #include "musiclib/library_rows.h"
 #include "tonvale/webapi.h"
@@ -182,6 +183,16 @@ TEST_F(SongRating, FilesThatCannotBeWritten) {
     EXPECT_EQ(VARNSetSongRatingToEA(other.c_str(), kAlice, 0), 0);
     EXPECT_TRUE(
         Logged("Failed to remove song rating in file \\[uid=1030, star=0, path=.*b.mp3\\]$"));
+
+    BackToRoot();
+    const fs::path victim = scratch() / "victim";
+    std::ofstream(victim) << "1030=5\n";
+    fs::create_directories(Record("c.mp3").parent_path());
+    fs::create_symlink(victim, Record("c.mp3"));
+    const std::string third = (scratch() / "c.mp3").string();
+    EXPECT_EQ(VARNSetSongRatingToEA(third.c_str(), kAlice, 1), 0);
+    EXPECT_EQ(VARNSetSongRatingToEA(third.c_str(), kAlice, 0), 0);
+    EXPECT_EQ(ReadFile(victim), "1030=5\n");
 }
 
 }  // namespace
