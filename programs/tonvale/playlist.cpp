@@ -1,4 +1,5 @@
 #include <functional>
+#include <limits>
 #include <memory>
 
 #include "command.h"
@@ -184,7 +185,7 @@ void AddTaken(CLI::App &verb, unsigned takes, PlaylistOptions &options) {
         verb.add_option("POSITION", options.positions, "Positions, from 0, as 'show' tells them")
             ->required()
             ->delimiter(',')
-            ->check(CLI::NonNegativeNumber);
+            ->check(CLI::Range(0, std::numeric_limits<int>::max()));
     }
     if ((takes & kRange) != 0) {
         AddNumber(verb, "--start", options.start, 0, "The first entry to replace, from 0");
