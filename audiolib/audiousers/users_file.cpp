@@ -13,7 +13,7 @@
 
 #include "audiousers/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
+#include "support/fd.h"
 #include "support/log.h"
 #include "tonvale/settings.h"
 
@@ -23,7 +23,7 @@ namespace {
 
 using Tonvale::support::Guarded;
 using Tonvale::support::LogLine;
-using Tonvale::support::OwnedFd;
+using Tonvale::support::Fd;
 
 constexpr off_t kMostBytes = 1024 * 1024;
 constexpr mode_t kMode = 0644;
@@ -55,7 +55,7 @@ std::string Indented(const Json::Value &json) {
 #pragma GCC diagnostic pop
 
 bool ReadFile(Json::Value &json, const std::string &path) {
-    const OwnedFd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
     if (!fd) {
         LOG_ERROR_OLD(kSource, "Failed to open %s. (%s)", path.c_str(), std::strerror(errno));
         return false;
@@ -86,7 +86,7 @@ bool ReadFile(Json::Value &json, const std::string &path) {
 
 // A write that failed leaves what it wrote in the temporary file, for a look at what went wrong.
 bool WriteFile(const std::string &path, const std::string &text) {
-    const OwnedFd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
+    const Fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
     if (!fd) {
         LOG_ERROR_OLD(kSource, "Failed to open %s. (%s)", path.c_str(), std::strerror(errno));
         return false;

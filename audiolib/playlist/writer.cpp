@@ -18,6 +18,7 @@
 #include "support/fd.h"
 #include "support/handles.h"
 #include "support/log.h"
+#include "support/numbers.h"
 #include "support/run_as.h"
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
@@ -119,15 +120,10 @@ class Lines {
     bool failed_ = false;
 };
 
-int WholeSeconds(float duration) {
-    constexpr float kMost = 2147483520.0F;  // the largest that an int holds
-    return duration == duration ? static_cast<int>(std::clamp(duration, -kMost, kMost)) : 0;
-}
-
 void WriteTags(const VARN_MEDIA_INFO &song, Lines &lines) {
     if (NonEmptyStr(song.title)) {
-        lines.Write("#EXTINF:" + std::to_string(WholeSeconds(song.duration)) + "," + song.title +
-                    "\r\n");
+        lines.Write("#EXTINF:" + std::to_string(support::WholeSeconds(song.duration)) + "," +
+                    song.title + "\r\n");
     }
     lines.WriteText("#EXTINFARTIST", song.artist);
     lines.WriteText("#EXTINFALBUM", song.album);

@@ -1,9 +1,6 @@
 // Owners for the handles of the platform's plain functions.
 #pragma once
 
-#include <unistd.h>
-
-#include <cerrno>
 #include <cstdio>
 #include <memory>
 
@@ -32,27 +29,6 @@ using User = std::unique_ptr<VARN_USER, Releaser<VARNUserFree>>;
 using Share = std::unique_ptr<VARN_SHARE, Releaser<VARNShareFree>>;
 using MediaHandle = std::unique_ptr<MEDIA_DB_HANDLE, Releaser<AudioInfoDBClose>>;
 using File = std::unique_ptr<std::FILE, Releaser<std::fclose>>;
-
-// A file descriptor. Closing it leaves errno alone.
-class OwnedFd {
-  public:
-    explicit OwnedFd(int fd) noexcept : fd_(fd) {}
-    ~OwnedFd() {
-        if (fd_ >= 0) {
-            const int savedErrno = errno;
-            close(fd_);
-            errno = savedErrno;
-        }
-    }
-    OwnedFd(const OwnedFd &) = delete;
-    OwnedFd &operator=(const OwnedFd &) = delete;
-
-    explicit operator bool() const noexcept { return fd_ >= 0; }
-    int Get() const noexcept { return fd_; }
-
-  private:
-    int fd_;
-};
 
 inline User UserByName(const char *name) {
     PVARN_USER user = nullptr;
