@@ -86,9 +86,9 @@ TONVALE_EXPORT int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int t
 // One row for each artist, album, or value of a column, in the tracks that the condition lets
 // through. The library kind is taken as it is: ask NormalizeLibraryKind first. `condition` and
 // `orderBy` are SQL over the track view, null or empty for none; those side tables are joined that
-// the condition's words name (UpdateJoinTableArgs), not those of the order. Where that is the genre, a track counts once for each of
-// its genres, in the star averages too. A limit of 0 or below means no limit, below 0 the offset is
-// ignored too.
+// the condition's words name (UpdateJoinTableArgs), not those of the order. When the genre is
+// joined, a track counts once for each of its genres, in the star averages too. A limit of 0 or
+// below means no limit, below 0 the offset is ignored too.
 //
 // The rows are read with VARNDBFetchRow and VARNDBFetchField (varn/db.h) from the handle's result;
 // each has "path" and "title", the name of the group; "star", the average of this user's stars for

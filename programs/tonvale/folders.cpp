@@ -32,23 +32,26 @@ Handle Open(const FolderOptions &options, uid_t uid, const std::string &conditio
                                   order.c_str(), offset, limit, 0));
 }
 
-// Adds the condition for what lies below the folder that was named. False, with a message.
-bool AddBelow(const FolderOptions &options, uid_t uid, std::string &condition) {
+// Adds the condition for what lies below the folder that was named. 0, or the exit status, with a
+// message.
+int AddBelow(const FolderOptions &options, uid_t uid, std::string &condition) {
     if (options.below == 0) {
-        return true;
+        return kDone;
     }
     const Handle rows = Open(options, uid, *varn::Sql("id = @VARN:INT", options.below), "", 0, 1);
     const auto folder = std::make_unique<VARN_MEDIA_INFO>();
     if (!rows) {
-        NoAnswer();
-        return false;
+        return NoAnswer();
     }
     if (MediaInfoDBGet(rows.get(), folder.get()) != 0) {
         Complain("there is no folder " + std::to_string(options.below) +
                  " in this library; 'tonvale folders' lists them");
-        return false;
+        return kUsage;
     }
-    return AddCondition(condition, varn::Sql("path LIKE '@VARN:LVAR/%%'", folder->path));
+    // A path that is not UTF-8 cannot stand in a statement.
+    return AddCondition(condition, varn::Sql("path LIKE '@VARN:LVAR/%%'", folder->path))
+               ? kDone
+               : NoAnswer();
 }
 
 std::string Text(const Handle &rows, int row, const char *column) {
@@ -93,8 +96,8 @@ int Folders(FolderOptions &options) {
     if (!uid) {
         return status;
     }
-    if (!AddBelow(options, *uid, condition)) {
-        return kUsage;
+    if (status = AddBelow(options, *uid, condition); status != kDone) {
+        return status;
     }
     const int64_t total = AudioInfoDBGetCount(options.library.c_str(), *uid, VARN_TABLE_DIRECTORY,
                                               "*", condition.c_str(), nullptr, 0);
