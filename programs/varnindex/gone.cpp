@@ -34,6 +34,13 @@ void GoneRows::AddChanged(const KnownRow &row, std::int64_t size) {
     sizes_.push_back(size);
 }
 
+void GoneRows::ThereAgain(int id) {
+    const auto row = rows_.find(id);
+    if (row != rows_.end() && row->second.state == State::kGone) {
+        rows_.erase(row);
+    }
+}
+
 void GoneRows::Prepare(Database &database) {
     if (sizes_.empty()) {
         return;

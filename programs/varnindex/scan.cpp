@@ -283,7 +283,7 @@ void Scan::ReadSurveyed(Readers &readers) {
     while (auto event = merge.Next()) {
         StopIfAsked();
         if (event->kind == Event::Kind::kSong) {
-            gone_.Forget(event->work.known.id);  // it is there again since the first pass
+            gone_.ThereAgain(event->work.known.id);  // since the first pass
             if (NeedsReading(event->work) && !IsUnreadable(event->work)) {
                 Read(readers, std::move(event->work), Round::kAll);
             }

@@ -363,6 +363,9 @@ void Watcher::TakeSpool() {
         if (!notices.Empty()) {
             Add(Requests{notices.Everything(), notices.Paths(), notices.RemovedIds()});
             spooled_ = std::move(notices);
+            if (batch_.Empty()) {
+                FinishSpooled();  // none of them was ours: nothing is to be done for them
+            }
         }
         spoolProblem_.clear();
     } catch (const std::system_error &error) {
