@@ -131,17 +131,16 @@ std::string_view TakeValue(std::string_view &text) {
         return word;
     }
     text.remove_prefix(1);
-    const std::size_t line = std::min(text.find('\n'), text.size());
-    const std::string_view here = text.substr(0, line);
-    for (std::size_t at = here.find(quote); at != here.npos; at = here.find(quote, at + 1)) {
-        if (EndsValue(text.substr(at + 1))) {
-            const std::string_view value = text.substr(0, at);
-            text.remove_prefix(at + 1);
-            return value;
-        }
+    // Never farther than the value goes: a whole list may stand on one line.
+    const std::string_view stops = quote == '"' ? "\"\n" : "'\n";
+    std::size_t at = text.find_first_of(stops);
+    while (at != text.npos && text[at] == quote && !EndsValue(text.substr(at + 1))) {
+        at = text.find_first_of(stops, at + 1);
     }
-    text.remove_prefix(line);
-    return here;
+    const std::string_view value = text.substr(0, at);
+    const bool isClosed = at != text.npos && text[at] == quote;
+    text.remove_prefix(value.size() + (isClosed ? 1 : 0));
+    return value;
 }
 
 // Takes the attributes of an element off the front of `text` and returns the source among them.

@@ -97,7 +97,7 @@ int Check(Options options, const Playlist &playlist) {
         int status = kDone;
         for (; songs != nullptr; songs = songs->next) {
             std::string name = songs->info.path;
-            if (IsVirtualMusic(&songs->info)) {
+            if (IsVirtualMusic(&songs->info) && songs->info.virtual_track > 0) {
                 name += "_" + std::to_string(songs->info.virtual_track);
             }
             const bool found = VARNPlaylistCheckSong(options.collection.uid, playlist.path.c_str(),

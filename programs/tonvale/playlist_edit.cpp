@@ -173,9 +173,13 @@ int RemovePositions(const Collection &collection, const Playlist &playlist,
     }
     // From the end, so that the positions before stay what they are.
     const std::set<int, std::greater<>> fromEnd(positions.begin(), positions.end());
-    int count = 0;
+    int count = -1;
     const SongRecords none(VARNPlaylistParseByPath(collection.uid, playlist.path.c_str(), nullptr,
                                                    &count, 0, -1, "*", 0));
+    if (count < 0) {
+        Complain("the playlist cannot be read; the lines above tell why");
+        return kFailed;
+    }
     for (const int position : fromEnd) {
         if (position < count && ReplaceSongs(collection, playlist, position, 1, nullptr) != kDone) {
             return kFailed;
