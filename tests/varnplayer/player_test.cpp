@@ -75,10 +75,10 @@ class PlayerTest : public tonvale_test::SystemTest {
             [=](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); });
     }
 
-    // The player has reached a state, for what it does in its own time.
+    // The player reaches a state within half a minute, for what it does in its own time.
     template <typename Holds>
     static bool Comes(const Holds &holds) {
-        for (int tries = 0; tries < 250; ++tries) {
+        for (int tries = 0; tries < 1500; ++tries) {
             if (holds(Info())) {
                 return true;
             }
@@ -145,8 +145,11 @@ TEST_F(PlayerTest, PlaysAQueue) {
     EXPECT_TRUE(Comes([](const Json::Value &info) {
         return info["state"] == "play" && info["index"] == 1;
     })) << Info();
-    VARNAudioSeek(20);
-    EXPECT_TRUE(Comes([](const Json::Value &info) { return info["position"].asInt() >= 20; }));
+    // A song that is just being opened cannot be sought in yet: it is asked again.
+    EXPECT_TRUE(Comes([](const Json::Value &info) {
+        VARNAudioSeek(20);
+        return info["position"].asInt() >= 20;
+    }));
     for (const auto &[volume, heard] : {std::pair(33, 33), {150, 100}, {-7, 0}}) {
         VARNAudioSetVolume(volume);
         EXPECT_TRUE(Comes([=](const Json::Value &info) { return info["volume"] == heard; }))
