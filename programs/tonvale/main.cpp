@@ -82,7 +82,7 @@ int Run(int argc, char **argv) {
     if (!root && fromEnvironment != nullptr && *fromEnvironment != '\0') {
         root = fromEnvironment;
     }
-    if (root ? !SetRoot(*root) : !HasInstalledSystem()) {
+    if (root ? !SetRoot(*root) : !app.got_subcommand(kMediaServer) && !HasInstalledSystem()) {
         return kUsage;
     }
     return FlushOutput(action());

@@ -1,6 +1,8 @@
 #include <json/json.h>
 #include <netinet/in.h>
 
+#include <cstdlib>
+
 #include "programs/command.h"
 #include "support/fixture.h"
 #include "support/scripted_http.h"
@@ -223,6 +225,16 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         EXPECT_EQ(run.status, status) << message << "\n" << run.err;
         EXPECT_TRUE(Contains(run.err, message)) << message << "\n" << run.err;
     }
+}
+
+// Other machines' servers can be asked where no system of ours is installed.
+TEST_F(MediaServerTest, NeedsNoRoot) {
+    const std::string root = getenv("TONVALE_ROOT");
+    unsetenv("TONVALE_ROOT");
+    const Finished run = Tonvale({"mediaserver", "browse", "ftp://x"});
+    setenv("TONVALE_ROOT", root.c_str(), 1);
+    EXPECT_EQ(run.status, 2);
+    EXPECT_TRUE(Contains(run.err, "http:// or https://")) << run.err;
 }
 
 TEST_F(MediaServerTest, PagesAndDescends) {
