@@ -36,27 +36,60 @@ const char *StatusOf(Code code) {
     }
 }
 
+// Does the work; a refusal, and a failure of the shared answers as the refusal that it is, goes to
+// `refused`.
+template <typename Work, typename Refused>
+bool Try(const Work &work, const Refused &refused) {
+    try {
+        return work();
+    } catch (const Refusal &refusal) {
+        return refused(refusal.code);
+    } catch (const tonvale_answers::Failure &failure) {
+        return refused(RefusalOf(failure).code);
+    }
+}
+
 }  // namespace
+
+Refusal RefusalOf(const tonvale_answers::Failure &failure) {
+    using tonvale_answers::Reason;
+    switch (failure.Why()) {
+        case Reason::kBad:
+            return {Code::kBadParameter};
+        case Reason::kNotPermitted:
+            return {Code::kNotPermitted};
+        case Reason::kNotFound:
+            return {Code::kNoSuchItem};
+        case Reason::kExists:
+            return {Code::kExistsAlready};
+        case Reason::kFailed:
+            break;
+    }
+    return {Code::kFailed};
+}
 
 bool Action::Process() {
     Json::Value reply(Json::objectValue);
-    try {
-        reply["data"] = Data();
-        SetSuccess(reply, true);
-    } catch (const Refusal &refusal) {
-        reply = RefusalReply(*this, refusal.code);
-    }
+    Try(
+        [&] {
+            reply["data"] = Data();
+            SetSuccess(reply, true);
+            return true;
+        },
+        [&](Code code) {
+            reply = RefusalReply(*this, code);
+            return true;
+        });
     return PrintResponse(reply, nullptr);
 }
 
 bool MediaAction::Process() {
-    try {
-        return Send();
-    } catch (const Refusal &refusal) {
-        const std::string header =
-            std::string(StatusOf(refusal.code)) + "Content-Type: application/json; charset=utf-8";
-        return PrintResponse(RefusalReply(*this, refusal.code), header.c_str());
-    }
+    return Try([&] { return Send(); },
+               [&](Code code) {
+                   const std::string header = std::string(StatusOf(code)) +
+                                              "Content-Type: application/json; charset=utf-8";
+                   return PrintResponse(RefusalReply(*this, code), header.c_str());
+               });
 }
 
 bool RefusedAction::Process() {

@@ -1,6 +1,6 @@
 // VARN.Tonvale.Info: who is logged in, and what there is for them.
 #include "action.h"
-#include "library_kinds.h"
+#include "answers/kinds.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_entry {
@@ -22,10 +22,11 @@ class Get : public Action {
 
   protected:
     Json::Value Data() override {
+        const uid_t uid = Asked().User().GetLoginUID();
         Json::Value data(Json::objectValue);
         data["version"] = TONVALE_VERSION;
         Json::Value &user = data["user"];
-        user["uid"] = Asked().User().GetLoginUID();
+        user["uid"] = uid;
         user["name"] = Asked().User().GetLoginUserName();
         user["permissions"] = Json::Value(Json::arrayValue);
         for (const Right &right : kRights) {
@@ -34,9 +35,9 @@ class Get : public Action {
             }
         }
         Json::Value &library = data["library"];
-        library["default"] = DefaultKind(Asked());
+        library["default"] = tonvale_answers::DefaultKind(uid);
         library["kinds"] = Json::Value(Json::arrayValue);
-        for (const std::string &kind : BrowsableKinds(Asked())) {
+        for (const std::string &kind : tonvale_answers::BrowsableKinds(uid)) {
             library["kinds"].append(kind);
         }
         return data;

@@ -1,6 +1,8 @@
 // Why a request gets no data.
 #pragma once
 
+#include "answers/failure.h"
+
 namespace tonvale_entry {
 
 // The codes of docs/webapi.md.
@@ -19,5 +21,8 @@ enum class Code : int {
 struct Refusal {
     Code code;
 };
+
+// What a failure of the shared answers is to a client.
+Refusal RefusalOf(const tonvale_answers::Failure &failure);
 
 }  // namespace tonvale_entry

@@ -4,7 +4,7 @@
 #include <optional>
 
 #include "action.h"
-#include "library_kinds.h"
+#include "answers/kinds.h"
 #include "song_records.h"
 #include "tonvale/webapi.h"
 #include "varn/sql.h"
@@ -129,7 +129,7 @@ class List : public Action {
   protected:
     Json::Value Data() override {
         const unsigned uid = Asked().User().GetLoginUID();
-        const std::string kind = ChosenKind(Asked());
+        const std::string kind = tonvale_answers::ChosenKind(Asked().Text("library"), uid);
         const std::string condition = Condition(Asked());
         const Tracks tracks(Asked());
         const auto offset = static_cast<int>(Asked().Number("offset", 0, 0, INT_MAX));

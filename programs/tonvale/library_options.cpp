@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "answers/kinds.h"
 #include "command.h"
 #include "database.h"
 #include "number.h"
@@ -10,17 +11,9 @@
 
 namespace tonvale_cli {
 
-namespace {
-
-const std::vector<std::string> kLibraries = {"all",     "personal",         "shared",
-                                             "actual",  "actual_personal",  "actual_shared",
-                                             "virtual", "virtual_personal", "virtual_shared"};
-
-}  // namespace
-
 void AddLibrary(CLI::App &verb, LibraryOptions &options) {
     verb.add_option("--library", options.library, "Which part of the library")
-        ->check(CLI::IsMember(kLibraries))
+        ->check(CLI::IsMember(tonvale_answers::AllKinds()))
         ->type_name("")
         ->capture_default_str();
     verb.add_option("--user", options.user, "Whose library")

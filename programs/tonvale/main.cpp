@@ -9,6 +9,7 @@
 #include <optional>
 #include <string>
 
+#include "answers/failure.h"
 #include "command.h"
 #include "database.h"
 
@@ -94,6 +95,9 @@ int main(int argc, char **argv) {
     openlog("tonvale", LOG_PERROR, LOG_USER);
     try {
         return Run(argc, argv);
+    } catch (const tonvale_answers::Failure &failure) {
+        Complain(failure.what());
+        return failure.Why() == tonvale_answers::Reason::kFailed ? kFailed : kUsage;
     } catch (const std::exception &error) {
         Complain(error.what());
         return kFailed;

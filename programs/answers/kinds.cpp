@@ -1,11 +1,12 @@
-#include "library_kinds.h"
+#include "kinds.h"
 
+#include <algorithm>
+
+#include "failure.h"
 #include "tonvale/library.h"
 #include "tonvale/settings.h"
 
-namespace tonvale_entry {
-
-namespace {
+namespace tonvale_answers {
 
 const std::vector<std::string> &AllKinds() {
     static const std::vector<std::string> kinds = {"all",     "personal",         "shared",
@@ -14,10 +15,7 @@ const std::vector<std::string> &AllKinds() {
     return kinds;
 }
 
-}  // namespace
-
-std::vector<std::string> BrowsableKinds(const Request &request) {
-    const unsigned uid = request.User().GetLoginUID();
+std::vector<std::string> BrowsableKinds(uid_t uid) {
     const bool showsVirtual = AudioFileGetUserShowVirtualLib(uid);
     std::vector<std::string> kinds;
     for (const std::string &kind : AllKinds()) {
@@ -30,8 +28,7 @@ std::vector<std::string> BrowsableKinds(const Request &request) {
     return kinds;
 }
 
-std::string DefaultKind(const Request &request) {
-    const unsigned uid = request.User().GetLoginUID();
+std::string DefaultKind(uid_t uid) {
     const bool personal =
         AudioFile::GetUserBrowsePersonalLibraryType(uid) == BROWSE_LIBRARY_PERSONAL;
     std::string meant;
@@ -41,13 +38,18 @@ std::string DefaultKind(const Request &request) {
     return NormalizeLibraryKind("all", uid, meant) == 0 ? meant : "shared";
 }
 
-std::string ChosenKind(const Request &request) {
-    const std::string asked = request.Choice("library", AllKinds(), DefaultKind(request));
+std::string ChosenKind(const std::string &asked, uid_t uid) {
+    const std::string kind = asked.empty() ? DefaultKind(uid) : asked;
+    if (std::find(AllKinds().begin(), AllKinds().end(), kind) == AllKinds().end()) {
+        throw Failure(Reason::kBad, "there is no library '" + kind + "'");
+    }
     std::string meant;
-    if (NormalizeLibraryKind(asked.c_str(), request.User().GetLoginUID(), meant) != 0) {
-        throw Refusal{Code::kNotPermitted};
+    if (NormalizeLibraryKind(kind.c_str(), uid, meant) != 0) {
+        throw Failure(Reason::kNotPermitted,
+                      "the user has no personal library; the libraries are all, shared, actual, "
+                      "actual_shared, virtual, virtual_shared");
     }
     return meant;
 }
 
-}  // namespace tonvale_entry
+}  // namespace tonvale_answers
