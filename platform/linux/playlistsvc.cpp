@@ -115,13 +115,15 @@ std::string AsConfigured(const std::string &folder, const std::vector<std::strin
     return folder;
 }
 
+// The folder that a playlist is really in; one that is not there is where its folder is.
 std::string FolderOf(const std::string &path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return RealPath(".");
+    if (const std::string real = RealPath(path); !real.empty()) {
+        return real.substr(0, real.rfind('/'));
     }
-    const std::string folder = path.substr(0, slash);
-    return folder.starts_with('/') || slash == 0 ? folder : RealPath(folder);
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
+    const std::string real = RealPath(folder.empty() ? "/" : folder);
+    return real.empty() ? folder : real;
 }
 
 struct ListFreer {
@@ -214,6 +216,11 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
 }  // namespace
 
 }  // namespace varn::playlist
+
+std::string varn::PlaylistFolder(const std::string &playlist) {
+    return varn::playlist::AsConfigured(varn::playlist::FolderOf(playlist),
+                                        varn::host::IndexedFolders());
+}
 
 int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
                                     PLAYLIST_REC **remote) {
