@@ -146,6 +146,8 @@ TONVALE_EXPORT int VARNPersonalPlaylistRemoveSongByPath(uid_t uid, const char *p
                                                         const char *songPath) noexcept;
 
 // Removes the entries that the library does not know, but remote ones and those on USB volumes.
+// What the library has and this user does not browse stays: songs of others, tracks of split files
+// for a user who does not see them, the split files themselves.
 TONVALE_EXPORT int VARNPlaylistRemoveMissing(const char *library, uid_t uid,
                                              const char *playlistId) noexcept;
 TONVALE_EXPORT int VARNPersonalPlaylistRemoveMissing(uid_t uid, const char *playlistPath) noexcept;
