@@ -217,8 +217,15 @@ int RenamePlaylist(const Collection &collection, const Playlist &playlist,
     SetPath(to.string(), row);
     name.copy(row.title, sizeof row.title - 1);
     playlist.album.copy(row.album, sizeof row.album - 1);
-    return Report(VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, from.c_str()),
-                  "renaming " + Quoted(playlist) + " in the library");
+    const int updated =
+        VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, from.c_str());
+    // The library still has the old path: there the file has to be.
+    if (updated != 0 &&
+        renameat2(AT_FDCWD, to.c_str(), AT_FDCWD, from.c_str(), RENAME_NOREPLACE) != 0) {
+        Complain("cannot rename " + to.string() + " back to " + from.string() + ": " +
+                 std::strerror(errno));
+    }
+    return Report(updated, "renaming " + Quoted(playlist) + " in the library");
 }
 
 int DeletePlaylist(const Collection &collection, const Playlist &playlist) {

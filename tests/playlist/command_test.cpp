@@ -84,6 +84,23 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
            {"--user", "alice", "--personal"});
 }
 
+// A renaming that the library refuses changes nothing.
+TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
+    const std::string home = (root() / "volume1/homes/alice/music/b.m3u").string();
+    Touch(In("a.m3u"));
+    Touch(home);
+    AddRow(In("a.m3u"), "a", "m");
+    AddRow(home, "b", "m", kAlice);
+    Query(
+        "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
+        "CREATE TRIGGER t BEFORE UPDATE ON playlist EXECUTE FUNCTION refuse(); "
+        "CREATE TRIGGER t BEFORE UPDATE ON personal_playlist EXECUTE FUNCTION refuse()");
+    RunAll({{{"playlist", "rename", "a", "new"}, 1, "renaming the playlist 'a' in the library"},
+            {{"playlist", "show", "a"}, 0, "0 of 0 entries"},
+            {{"playlist", "rename", "b", "new", "--user", "alice", "--personal"}, 1, "failed"},
+            {{"playlist", "show", "b", "--user", "alice", "--personal"}, 0, "0 of 0 entries"}});
+}
+
 TEST_F(PlaylistCommand, TwoOfOneTitle) {
     Touch(In("a/x.m3u"));
     Touch(In("b/x.pls"));
