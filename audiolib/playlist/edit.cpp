@@ -89,9 +89,11 @@ bool WithoutDuplicates(const Records &staying, const Replacement &change,
     for (const PLAYLIST_REC *song = change.songs; song != nullptr; song = song->next) {
         copy.Append(song->info);
     }
-    PLAYLIST_REC *rest = copy.Release();
+    added.reset(copy.Release());
+    PLAYLIST_REC *rest = added.get();
     const bool accepted =
         RemoveDuplicates(staying, rest, change.duplicates == Duplicates::kRefused);
+    added.release();  // its first entries may be gone
     added.reset(rest);
     return accepted;
 }
