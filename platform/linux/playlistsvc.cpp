@@ -207,7 +207,8 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     Candidates candidates;
     ParseEntries(*format, bytes, [&](const Entry &entry) {
         if (!entry.mayBeComment || places.IsThere(entry.text)) {
-            candidates.Add(places.Resolve(entry.text), entry.tags);
+            const bool isText = entry.otherwise.empty() || places.IsThere(entry.text);
+            candidates.Add(places.Resolve(isText ? entry.text : entry.otherwise), entry.tags);
         }
     });
     return candidates.Release(paths, remote);
