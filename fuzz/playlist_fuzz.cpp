@@ -53,12 +53,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         ++entries;
         Require(!entry.text.empty(), "an entry is not empty");
         CheckText(entry.text);
+        CheckText(entry.otherwise);
         CheckTags(entry.tags);
         Require(!entry.mayBeComment || (IsM3u(kFormat) && entry.text.front() == '#'),
                 "only lines of an m3u can be comments");
-        const std::string path = places.Resolve(entry.text);
-        Require(path.find("/../") == path.npos || path.find("://") != path.npos,
-                "a path has no step up");
+        for (const std::string_view text : {entry.text, entry.otherwise}) {
+            const std::string path = places.Resolve(text);
+            Require(path.find("/../") == path.npos || path.find("://") != path.npos,
+                    "a path has no step up");
+        }
     });
     Require(entries <= size, "no more entries than bytes");
     return 0;

@@ -12,16 +12,25 @@ namespace {
 constexpr int kStandardFds = 3;
 constexpr int kNotRun = -1;  // 255 for whoever waits
 
-// With SA_NOCLDWAIT the kernel would throw the exit status away before it is asked for.
+// With SA_NOCLDWAIT the kernel would throw the exit status away before it is asked for, and so it
+// would for a process that ignores SIGCHLD.
 class KeptExitStatus {
   public:
-    KeptExitStatus() {
-        changed_ =
-            sigaction(SIGCHLD, nullptr, &before_) == 0 && (before_.sa_flags & SA_NOCLDWAIT) != 0;
+    explicit KeptExitStatus(bool isAskedFor) {
+        if (sigaction(SIGCHLD, nullptr, &before_) != 0) {
+            return;
+        }
+        const bool hasFlag = (before_.sa_flags & SA_NOCLDWAIT) != 0;
+        const bool isIgnored =
+            (before_.sa_flags & SA_SIGINFO) == 0 && before_.sa_handler == SIG_IGN && isAskedFor;
+        changed_ = hasFlag || isIgnored;
         if (changed_) {
-            struct sigaction without = before_;
-            without.sa_flags &= ~SA_NOCLDWAIT;
-            sigaction(SIGCHLD, &without, nullptr);
+            struct sigaction kept = before_;
+            kept.sa_flags &= ~SA_NOCLDWAIT;
+            if (isIgnored) {
+                kept.sa_handler = SIG_DFL;
+            }
+            sigaction(SIGCHLD, &kept, nullptr);
         }
     }
     ~KeptExitStatus() {
@@ -70,7 +79,7 @@ int VARNExec(const char *path, char *const argv[], int wait) noexcept {
     if (path == nullptr || argv == nullptr) {
         return -1;
     }
-    const KeptExitStatus kept;
+    const KeptExitStatus kept(wait != 0);
     const pid_t child = fork();
     if (child == 0) {
         RunChild(path, argv);

@@ -1,11 +1,9 @@
 // The rating record that is kept with a song's file.
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <array>
 #include <string>
 
 #include "support/boundary.h"
+#include "support/fd.h"
 #include "support/log.h"
 #include "support/run_as.h"
 #include "tonvale/webapi.h"
@@ -28,16 +26,10 @@ struct Line {
     const char *songPath;
 };
 
-// The folder belongs to every user, and root writes here: a link that somebody put in the record's
-// place is not followed.
-bool IsNoPlainFile(const std::string &file) {
-    struct stat status = {};
-    return lstat(file.c_str(), &status) == 0 && !S_ISREG(status.st_mode);
-}
-
-bool SetLine(const std::string &file, const Line &line) {
-    if (IsNoPlainFile(file) ||
-        VLIBCFileSetKeyValue(file.c_str(), line.user.c_str(), line.star.c_str()) != 0) {
+// The record's folder belongs to every user, and root writes here: by its descriptor, so that
+// nobody leads the writing elsewhere.
+bool SetLine(int folder, const Line &line) {
+    if (VLIBCFileSetKeyValueAt(folder, kRecordName, line.user.c_str(), line.star.c_str()) != 0) {
         LOG_ERROR(kSource, "Failed to save song rating in file [uid=%s, star=%s, path=%s]",
                   line.user.c_str(), line.star.c_str(), line.songPath);
         return false;
@@ -46,19 +38,11 @@ bool SetLine(const std::string &file, const Line &line) {
 }
 
 // Removes a line, and the file with the last one.
-bool RemoveLine(const std::string &file, const Line &line) {
-    struct stat status = {};
-    if (lstat(file.c_str(), &status) != 0) {
-        return true;
-    }
-    if (IsNoPlainFile(file) || VLIBCFileRemoveKey(file.c_str(), line.user.c_str()) != 0) {
+bool RemoveLine(int folder, const Line &line) {
+    if (VLIBCFileRemoveKeyAt(folder, kRecordName, line.user.c_str()) != 0) {
         LOG_ERROR(kSource, "Failed to remove song rating in file [uid=%s, star=%s, path=%s]",
                   line.user.c_str(), line.star.c_str(), line.songPath);
         return false;
-    }
-    const bool isEmpty = stat(file.c_str(), &status) == 0 && status.st_size == 0;
-    if (isEmpty && unlink(file.c_str()) != 0) {
-        LOG_ERROR(kSource, "Failed to remove %s: %m", file.c_str());
     }
     return true;
 }
@@ -73,13 +57,13 @@ bool SetRating(const char *path, uid_t uid, unsigned star) {
     if (!isPlaced) {
         return false;
     }
-    if (VARNEAMKDir(directory.data()) != 0) {
+    const Tonvale::support::Fd folder(VARNEAOpenDir(directory.data()));
+    if (!folder) {
         LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", path);
         return false;
     }
-    const std::string file = std::string(directory.data()) + "/" + kRecordName;
     const Line line = {std::to_string(uid), std::to_string(star), path};
-    return star > 0 ? SetLine(file, line) : RemoveLine(file, line);
+    return star > 0 ? SetLine(folder.Get(), line) : RemoveLine(folder.Get(), line);
 }
 
 }  // namespace

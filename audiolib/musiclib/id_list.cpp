@@ -1,6 +1,10 @@
 // Songs by their ids.
+#include <algorithm>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
+#include <string>
+#include <string_view>
 #include <unordered_map>
 
 #include "musiclib/query.h"
@@ -14,6 +18,7 @@ namespace Tonvale::musiclib {
 namespace {
 
 constexpr int kIdListBytes = 1024;
+constexpr int kBatch = 5000;
 
 unsigned long Number(const char *text) {
     return std::strtoul(text != nullptr ? text : "", nullptr, 10);
@@ -46,13 +51,14 @@ support::StringList SplitIds(const char *idList) {
     return ids;
 }
 
-bool ListByIds(uid_t uid, const char *idList, support::SongList &out) {
-    const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid);
-    const support::StringList ids = SplitIds(idList);
-    if (library.empty() || !ids) {
+// The songs of some ids.
+bool ListBatch(uid_t uid, const std::string &library, const std::string &idList,
+               support::SongList &out) {
+    const support::StringList ids = SplitIds(idList.c_str());
+    if (!ids || !support::SongsFitMemory(kSource, std::int64_t{out.Size()} + ids->nItem)) {
         return false;
     }
-    const std::string condition = std::string("id in (") + idList + ")";
+    const std::string condition = "id in (" + idList + ")";
     const Handle handle(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
                                         condition.c_str(), nullptr, nullptr, 0, -1, 0));
     if (!handle) {
@@ -61,6 +67,33 @@ bool ListByIds(uid_t uid, const char *idList, support::SongList &out) {
     }
     Arrange(*handle, *ids, out);
     return true;
+}
+
+// The length of the text's first ids, without the comma behind them.
+std::size_t BatchLength(std::string_view idList) {
+    std::size_t end = idList.find(',');
+    for (int ids = 1; ids < kBatch && end != idList.npos; ++ids) {
+        end = idList.find(',', end + 1);
+    }
+    return std::min(end, idList.size());
+}
+
+// A batch at a time: the rows of a long list are not all in memory beside their records.
+bool ListByIds(uid_t uid, std::string_view idList, support::SongList &out) {
+    const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid);
+    if (library.empty()) {
+        return false;
+    }
+    for (;;) {
+        const std::size_t length = BatchLength(idList);
+        if (!ListBatch(uid, library, std::string(idList.substr(0, length)), out)) {
+            return false;
+        }
+        if (length == idList.size()) {
+            return true;
+        }
+        idList.remove_prefix(length + 1);
+    }
 }
 
 }  // namespace

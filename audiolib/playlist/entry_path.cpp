@@ -6,6 +6,7 @@
 #include "playlist/source.h"
 #include "support/log.h"
 #include "support/remote_path.h"
+#include "varn/playlistsvc.h"
 
 namespace Tonvale::playlist {
 
@@ -31,7 +32,9 @@ void AppendComponent(std::string &path, std::string_view component) {
 }  // namespace
 
 EntryPaths::EntryPaths(std::string playlistPath)
-    : playlistPath_(std::move(playlistPath)), components_(Components(playlistPath_)) {}
+    : playlistPath_(std::move(playlistPath)),
+      folder_(playlistPath_.starts_with('/') ? varn::PlaylistFolder(playlistPath_) : ""),
+      folders_(Components(folder_)) {}
 
 std::optional<std::string> EntryPaths::Of(const std::string &songPath) {
     if (playlistPath_.empty() || songPath.empty() || support::IsRemotePath(songPath)) {
@@ -50,14 +53,13 @@ std::optional<std::string> EntryPaths::Of(const std::string &songPath) {
 
 std::optional<std::string> EntryPaths::Relative(const std::string &songPath) const {
     const std::vector<std::string_view> song = Components(songPath);
-    const std::size_t folders = components_.empty() ? 0 : components_.size() - 1;
-    const std::size_t most = std::min(folders, song.size());
+    const std::size_t most = std::min(folders_.size(), song.size());
     std::size_t common = 0;
-    while (common < most && components_[common] == song[common]) {
+    while (common < most && folders_[common] == song[common]) {
         ++common;
     }
     std::string relative;
-    for (std::size_t i = common; i < folders; ++i) {
+    for (std::size_t i = common; i < folders_.size(); ++i) {
         AppendComponent(relative, "..");
     }
     for (std::size_t i = common; i < song.size(); ++i) {

@@ -10,10 +10,13 @@
 
 namespace Tonvale::playlist {
 
-// Paths as seen from the folder of one playlist.
+// Paths as seen from the folder of one playlist, which is the folder that they are read from again:
+// a playlist that a link leads to is at the link's end.
 class EntryPaths {
   public:
     explicit EntryPaths(std::string playlistPath);
+    EntryPaths(const EntryPaths &) = delete;
+    EntryPaths &operator=(const EntryPaths &) = delete;
 
     // The path of a song's file in the playlist: relative, but for remote songs and those on
     // removable volumes. Empty, with a log line, for a song that has none.
@@ -23,7 +26,8 @@ class EntryPaths {
     std::optional<std::string> Relative(const std::string &songPath) const;
 
     std::string playlistPath_;
-    std::vector<std::string_view> components_;  // of it
+    std::string folder_;
+    std::vector<std::string_view> folders_;  // its components
     misc::UsbVolumes usb_;
 };
 

@@ -1,7 +1,5 @@
 #include "playlist/parse.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -95,19 +93,6 @@ void FillRemote(std::int64_t position, const char *url, const PLAYLIST_REC *&rem
     remote = remote->next;
 }
 
-// A list whose records take more than half of the machine's memory would end in the process being
-// killed instead of a message.
-bool FitsMemory(std::int64_t records) {
-    const std::int64_t wanted = records * static_cast<std::int64_t>(sizeof(PLAYLIST_REC));
-    const std::int64_t memory =
-        std::int64_t{sysconf(_SC_PHYS_PAGES)} * std::int64_t{sysconf(_SC_PAGESIZE)};
-    if (wanted > memory / 2) {
-        LOG_ERROR(kSource, "Failed to alloc %zd", static_cast<ssize_t>(wanted));
-        return false;
-    }
-    return true;
-}
-
 struct Conditions {
     std::string real;
     std::string virtualSongs;
@@ -186,7 +171,7 @@ bool LookUp(Entries entries, ParseRequest request, support::SongList &songs) {
         return false;
     }
     const Range range = RangeOf(request, entries.candidates->nItem);
-    if (!FitsMemory(range.end - range.begin)) {
+    if (!support::SongsFitMemory(kSource, range.end - range.begin)) {
         return false;
     }
     Waiting real;

@@ -1,5 +1,7 @@
 #include "support/song_list.h"
 
+#include <unistd.h>
+
 #include <cstdlib>
 #include <new>
 
@@ -14,6 +16,17 @@ OwnedSongs NewSong(const char *source) {
         throw std::bad_alloc();
     }
     return entry;
+}
+
+bool SongsFitMemory(const char *source, std::int64_t count) {
+    const std::int64_t wanted = count * static_cast<std::int64_t>(sizeof(PLAYLIST_REC));
+    const std::int64_t memory =
+        std::int64_t{sysconf(_SC_PHYS_PAGES)} * std::int64_t{sysconf(_SC_PAGESIZE)};
+    if (wanted > memory / 2) {
+        LOG_ERROR(source, "Failed to alloc %zd", static_cast<ssize_t>(wanted));
+        return false;
+    }
+    return true;
 }
 
 PLAYLIST_REC &SongList::Append() {

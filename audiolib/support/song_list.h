@@ -1,6 +1,7 @@
 // A list of songs while it is being made.
 #pragma once
 
+#include <cstdint>
 #include <memory>
 
 #include "support/handles.h"
@@ -12,6 +13,10 @@ using OwnedSongs = std::unique_ptr<PLAYLIST_REC, Releaser<VARNPlaylistRecFree>>;
 
 // A zeroed entry. Throws std::bad_alloc, with a log line under `source`, when memory is short.
 OwnedSongs NewSong(const char *source);
+
+// False, with a log line under `source`, for a list whose records take more than half of the
+// machine's memory: it would end in the process being killed instead of a message.
+bool SongsFitMemory(const char *source, std::int64_t count);
 
 // Owns its entries until they are released.
 class SongList {

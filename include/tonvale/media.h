@@ -86,7 +86,7 @@ TONVALE_EXPORT int VARNAudioGetMimetype(const char *extension, char *destination
 // run), or -1 when a signal ended it or it could not be waited for. Otherwise the result is 0 at
 // once, and the caller has to reap the child (waitpid(2), or a SIGCHLD action that makes it
 // unnecessary). -1 when no child could be made. While it runs the call clears SA_NOCLDWAIT of the
-// SIGCHLD action.
+// SIGCHLD action, and while it waits an ignored SIGCHLD has its default action.
 TONVALE_EXPORT int VARNExec(const char *path, char *const argv[], int wait) noexcept;
 
 // 1 when the path lies on a removable volume: below "/volumeUSB" and a number, or on a mounted file

@@ -51,8 +51,9 @@ TONVALE_EXPORT PLAYLIST_REC *VARNPlaylistParseByPath(uid_t uid, const char *path
                                                      int offset, int limit, const char *columns,
                                                      int actualOnly) noexcept;
 
-// Looks a song up in the user's browse library by its path or virtual name. 0, or -1 with the
-// record unchanged (no such song, unknown user, the library does not answer).
+// Looks a song up in the user's browse library by its path or virtual name. A path alone never finds
+// one of the tracks that a cue sheet makes of the file. 0, or -1 with the record unchanged (no such
+// song, unknown user, the library does not answer).
 TONVALE_EXPORT int VARNPlaylistGetOneByPath(uid_t uid, const char *songPath,
                                             VARN_MEDIA_INFO *recordOut) noexcept;
 
@@ -146,6 +147,8 @@ TONVALE_EXPORT int VARNPersonalPlaylistRemoveSongByPath(uid_t uid, const char *p
                                                         const char *songPath) noexcept;
 
 // Removes the entries that the library does not know, but remote ones and those on USB volumes.
+// What the library has and this user does not browse stays: songs of others, tracks of split files
+// for a user who does not see them, the split files themselves.
 TONVALE_EXPORT int VARNPlaylistRemoveMissing(const char *library, uid_t uid,
                                              const char *playlistId) noexcept;
 TONVALE_EXPORT int VARNPersonalPlaylistRemoveMissing(uid_t uid, const char *playlistPath) noexcept;

@@ -49,20 +49,20 @@ varn::UniqueFd OpenOrMake(int parent, const std::string &name) {
     return folder;
 }
 
-// Makes FOLDER/@eaDir/NAME, of which FOLDER exists. False with errno set.
-bool MakeFolders(const std::string &eaDir) {
+// Opens FOLDER/@eaDir/NAME, of which FOLDER exists, and makes the rest. Empty with errno set.
+varn::UniqueFd OpenOrMakeAll(const std::string &eaDir) {
     const SplitPath last = SplitLast(eaDir);
     const SplitPath middle = SplitLast(last.folder);
     if (!IsFileName(last.name) || !IsFileName(middle.name) || middle.folder.empty()) {
         errno = EINVAL;
-        return false;
+        return varn::UniqueFd();
     }
     const varn::UniqueFd folder(open(middle.folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!folder) {
-        return false;
+        return varn::UniqueFd();
     }
     const varn::UniqueFd parent = OpenOrMake(folder.Get(), middle.name);
-    return parent && OpenOrMake(parent.Get(), last.name);
+    return parent ? OpenOrMake(parent.Get(), last.name) : varn::UniqueFd();
 }
 
 }  // namespace
@@ -91,16 +91,20 @@ int VARNEADirPath(const char *path, char *out, size_t size) {
     });
 }
 
-int VARNEAMKDir(const char *eaDir) {
+int VARNEAOpenDir(const char *eaDir) {
     if (!NonEmptyStr(eaDir)) {
         varn::SetError(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
     return varn::Guarded(-1, [&] {
-        if (!MakeFolders(eaDir)) {
+        varn::UniqueFd folder = OpenOrMakeAll(eaDir);
+        if (!folder) {
             varn::SetSystemError();
-            return -1;
         }
-        return 0;
+        return folder.Release();
     });
+}
+
+int VARNEAMKDir(const char *eaDir) {
+    return varn::UniqueFd(VARNEAOpenDir(eaDir)) ? 0 : -1;
 }

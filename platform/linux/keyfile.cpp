@@ -1,15 +1,18 @@
 #include "linux/keyfile.h"
 
 #include <fcntl.h>
+#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <climits>
+#include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
+#include <thread>
 
 #include "linux/error.h"
 #include "linux/files.h"
@@ -24,17 +27,18 @@ namespace {
 constexpr std::size_t kMostBytes = 16u << 20;  // settings; anything larger is some other file
 constexpr mode_t kNewFileMode = 0644;
 
+bool IsRegular(const struct stat &status) {
+    if (S_ISREG(status.st_mode)) {
+        return true;
+    }
+    errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
+    return false;
+}
+
 // Reads an open key file. A descriptor of anything but a regular file might never end.
 bool ReadRegular(int fd, std::string &text) {
     struct stat status;
-    if (fstat(fd, &status) != 0) {
-        return false;
-    }
-    if (!S_ISREG(status.st_mode)) {
-        errno = S_ISDIR(status.st_mode) ? EISDIR : EINVAL;
-        return false;
-    }
-    return ReadToEnd(fd, kMostBytes, text);
+    return fstat(fd, &status) == 0 && IsRegular(status) && ReadToEnd(fd, kMostBytes, text);
 }
 
 // The folder of a file, with a slash at its end.
@@ -60,25 +64,66 @@ std::string BehindLinks(std::string file) {
     return {};
 }
 
+// A key file to edit.
+struct Place {
+    int folder;  // that the name counts from, as of openat(2)
+    std::string name;
+    // Others may write to the folder: nobody may lead the edit elsewhere with a link, or hold it up.
+    bool isGuarded;
+};
+
+// When an edit gives up waiting for others. Whoever may only read a file can lock it, too.
+class Deadline {
+  public:
+    explicit Deadline(const Place &place)
+        : end_(Clock::now() + std::chrono::seconds(place.isGuarded ? 2 : 30)) {}
+
+    // True, with errno set, when the time is over.
+    bool IsOver() const {
+        if (Clock::now() < end_) {
+            return false;
+        }
+        errno = ETIMEDOUT;
+        return true;
+    }
+
+  private:
+    using Clock = std::chrono::steady_clock;
+    Clock::time_point end_;
+};
+
 // A file on its way to replacing another one: removed again unless that happens.
 class TemporaryFile {
   public:
-    explicit TemporaryFile(const std::string &folder) : path_(folder + ".keyfile.tmpXXXXXX") {
-        fd_.Reset(mkostemp(path_.data(), O_CLOEXEC));
+    // In the folder of the file that it is going to replace.
+    explicit TemporaryFile(const Place &place) : folder_(place.folder) {
+        const std::size_t slash = place.name.rfind('/');
+        const std::string before = place.name.substr(0, slash == std::string::npos ? 0 : slash + 1);
+        for (int tries = 0; tries < kMostTries && !fd_; ++tries) {
+            std::uint64_t number = 0;
+            if (getrandom(&number, sizeof number, 0) != sizeof number) {
+                return;
+            }
+            name_ = before + ".keyfile.tmp" + std::to_string(number);
+            fd_.Reset(openat(folder_, name_.c_str(), kFlags, 0600));
+            if (!fd_ && errno != EEXIST) {
+                return;
+            }
+        }
     }
     TemporaryFile(const TemporaryFile &) = delete;
     TemporaryFile &operator=(const TemporaryFile &) = delete;
     ~TemporaryFile() {
         if (fd_ && !moved_) {
             const int saved = errno;
-            unlink(path_.c_str());
+            unlinkat(folder_, name_.c_str(), 0);
             errno = saved;
         }
     }
 
     // Fills it, with the owner and mode of the file it replaces, if there is one; all of it is on
     // the disk afterwards. False with errno set.
-    bool Fill(std::string_view text, const struct stat *like) {
+    bool Fill(std::string_view text, const struct stat *like, mode_t modeBits) {
         if (!fd_ || !WriteAll(fd_.Get(), text)) {
             return false;
         }
@@ -86,22 +131,25 @@ class TemporaryFile {
         if (like != nullptr && !TakeOwner(*like)) {
             return false;
         }
-        const mode_t mode = like != nullptr ? like->st_mode & 07777 : kNewFileMode;
+        const mode_t mode = like != nullptr ? like->st_mode & modeBits : kNewFileMode;
         return fchmod(fd_.Get(), mode) == 0 && fsync(fd_.Get()) == 0;
     }
 
     // Takes the place of `file`; with `onlyNew` never that of a file that is there (EEXIST).
     bool MoveTo(const std::string &file, bool onlyNew) {
         const unsigned flags = onlyNew ? RENAME_NOREPLACE : 0;
-        moved_ = renameat2(AT_FDCWD, path_.c_str(), AT_FDCWD, file.c_str(), flags) == 0;
+        moved_ = renameat2(folder_, name_.c_str(), folder_, file.c_str(), flags) == 0;
         if (!moved_ && onlyNew && (errno == EINVAL || errno == ENOSYS)) {
             // A file system without that flag: two first writers may then lose one of the keys.
-            moved_ = rename(path_.c_str(), file.c_str()) == 0;
+            moved_ = renameat(folder_, name_.c_str(), folder_, file.c_str()) == 0;
         }
         return moved_;
     }
 
   private:
+    static constexpr int kMostTries = 100;
+    static constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+
     bool TakeOwner(const struct stat &like) {
         struct stat own;
         if (fstat(fd_.Get(), &own) != 0) {
@@ -111,7 +159,8 @@ class TemporaryFile {
                fchown(fd_.Get(), like.st_uid, like.st_gid) == 0;
     }
 
-    std::string path_;
+    int folder_;
+    std::string name_;
     UniqueFd fd_;
     bool moved_ = false;
 };
@@ -119,53 +168,72 @@ class TemporaryFile {
 enum class Step { kDone, kFailed, kAgain };
 
 // Puts a text in the place of a file, or of none (`like` null; kAgain when there is one by now).
-Step Replace(const std::string &file, std::string_view text, const struct stat *like) {
+Step Replace(const Place &place, std::string_view text, const struct stat *like) {
     if (text.size() > kMostBytes) {
         errno = EFBIG;  // nothing is written that could not be read back
         return Step::kFailed;
     }
-    TemporaryFile temporary(FolderOf(file));
-    if (temporary.Fill(text, like) && temporary.MoveTo(file, like == nullptr)) {
+    TemporaryFile temporary(place);
+    // Root must not make a program of what somebody else has put there.
+    const mode_t modeBits = place.isGuarded ? 0777 : 07777;
+    if (temporary.Fill(text, like, modeBits) && temporary.MoveTo(place.name, like == nullptr)) {
         return Step::kDone;
     }
     return like == nullptr && errno == EEXIST ? Step::kAgain : Step::kFailed;
 }
 
-// Locks an open key file against other writers. kAgain: it was replaced while this one waited.
-Step LockCurrent(int fd, const std::string &file, struct stat &status) {
-    // A lock that takes write access, so that somebody who may only read cannot hold writers up.
+// Waits for a lock against other writers. False with errno set.
+bool Lock(int fd, const Deadline &deadline) {
     struct flock lock = {};
     lock.l_type = F_WRLCK;
     lock.l_whence = SEEK_SET;
-    while (fcntl(fd, F_OFD_SETLKW, &lock) != 0) {
-        if (errno != EINTR) {
-            return Step::kFailed;
+    while (fcntl(fd, F_OFD_SETLK, &lock) != 0) {
+        if ((errno != EAGAIN && errno != EACCES && errno != EINTR) || deadline.IsOver()) {
+            return false;
         }
+        std::this_thread::sleep_for(std::chrono::milliseconds(5));
     }
-    struct stat now;
-    if (fstat(fd, &status) != 0) {
+    return true;
+}
+
+// Locks an open key file against other writers. kAgain: it was replaced while this one waited.
+Step LockCurrent(int fd, const Place &place, const Deadline &deadline, struct stat &status) {
+    if (fstat(fd, &status) != 0 || !IsRegular(status) || !Lock(fd, deadline) ||
+        fstat(fd, &status) != 0) {
         return Step::kFailed;
     }
-    if (stat(file.c_str(), &now) != 0) {
+    struct stat now;
+    if (fstatat(place.folder, place.name.c_str(), &now,
+                place.isGuarded ? AT_SYMLINK_NOFOLLOW : 0) != 0) {
         return errno == ENOENT ? Step::kAgain : Step::kFailed;
     }
     const bool same = now.st_dev == status.st_dev && now.st_ino == status.st_ino;
     return same ? Step::kDone : Step::kAgain;
 }
 
+Step Unlink(const Place &place) {
+    const bool isGone = unlinkat(place.folder, place.name.c_str(), 0) == 0 || errno == ENOENT;
+    return isGone ? Step::kDone : Step::kFailed;
+}
+
 // Reads, edits and replaces a key file once. Every writer locks the file that it is about to
-// replace, so that no key set by another one in the meantime is lost.
+// replace, so that no key set by another one in the meantime is lost. One that is missing is made
+// when `edit` makes a text of nothing; where there are others, one without a text is removed.
 template <typename Edit>
-Step EditOnce(const std::string &file, bool create, const Edit &edit) {
-    const UniqueFd fd(open(file.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
+Step EditOnce(const Place &place, const Deadline &deadline, const Edit &edit) {
+    const int follow = place.isGuarded ? O_NOFOLLOW : 0;
+    const UniqueFd fd(openat(place.folder, place.name.c_str(),
+                             O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY | follow));
     if (!fd) {
         if (errno != ENOENT) {
             return Step::kFailed;
         }
-        return create ? Replace(file, edit(std::string()), nullptr) : Step::kDone;
+        const std::string made = edit(std::string());
+        return made.empty() ? Step::kDone : Replace(place, made, nullptr);
     }
     struct stat status;
-    if (const Step locked = LockCurrent(fd.Get(), file, status); locked != Step::kDone) {
+    const Step locked = LockCurrent(fd.Get(), place, deadline, status);
+    if (locked != Step::kDone) {
         return locked;
     }
     std::string text;
@@ -173,32 +241,56 @@ Step EditOnce(const std::string &file, bool create, const Edit &edit) {
         return Step::kFailed;
     }
     const std::string edited = edit(text);
-    return edited == text ? Step::kDone : Replace(file, edited, &status);
+    if (edited.empty() && place.isGuarded) {
+        return Unlink(place);
+    }
+    return edited == text ? Step::kDone : Replace(place, edited, &status);
 }
 
 template <typename Edit>
-int EditFile(const char *path, bool create, const Edit &edit) {
-    return Guarded(-1, [&] {
-        const std::string file = BehindLinks(path);
-        Step step = file.empty() ? Step::kFailed : Step::kAgain;
-        while (step == Step::kAgain) {
-            step = EditOnce(file, create, edit);
-        }
-        if (step == Step::kFailed) {
-            SetSystemError();
-            return -1;
-        }
-        return 0;
-    });
+int EditPlace(const Place &place, const Edit &edit) {
+    const Deadline deadline(place);
+    Step step = place.name.empty() ? Step::kFailed : Step::kAgain;
+    while (step == Step::kAgain) {
+        step = deadline.IsOver() ? Step::kFailed : EditOnce(place, deadline, edit);
+    }
+    if (step == Step::kFailed) {
+        SetSystemError();
+        return -1;
+    }
+    return 0;
+}
+
+template <typename Edit>
+int EditFile(const char *path, const Edit &edit) {
+    return Guarded(-1, [&] { return EditPlace({AT_FDCWD, BehindLinks(path), false}, edit); });
+}
+
+template <typename Edit>
+int EditAt(int folder, const char *name, const Edit &edit) {
+    return Guarded(-1, [&] { return EditPlace({folder, name, true}, edit); });
+}
+
+// False, with errno and the error state set, for what a caller should not have passed.
+bool Check(bool isGood) {
+    if (!isGood) {
+        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+        errno = EINVAL;
+    }
+    return isGood;
 }
 
 bool IsGoodKey(const char *file, const char *key) {
-    if (!NonEmptyStr(file) || key == nullptr || !keytext::IsValidKey(key)) {
-        varn::SetError(VLIB_ERR_BAD_PARAMETER);
-        errno = EINVAL;
-        return false;
-    }
-    return true;
+    return Check(NonEmptyStr(file) && key != nullptr && keytext::IsValidKey(key));
+}
+
+bool IsGoodValue(const char *value) {
+    return Check(value != nullptr);
+}
+
+// A name with a slash would lead into other folders.
+bool IsGoodName(std::string_view name) {
+    return Check(name.find('/') == name.npos && name != "." && name != "..");
 }
 
 }  // namespace
@@ -249,15 +341,11 @@ int VLIBCFileGetKeyValue(const char *file, const char *key, char *out, int outSi
 }
 
 int VLIBCFileSetKeyValue(const char *file, const char *key, const char *value) {
-    if (!varn::IsGoodKey(file, key)) {
-        return -1;
-    }
-    if (value == nullptr) {
-        varn::SetError(VLIB_ERR_BAD_PARAMETER);
+    if (!varn::IsGoodKey(file, key) || !varn::IsGoodValue(value)) {
         return -1;
     }
     return varn::EditFile(
-        file, true, [&](const std::string &text) { return varn::keytext::Set(text, key, value); });
+        file, [&](const std::string &text) { return varn::keytext::Set(text, key, value); });
 }
 
 int VLIBCFileRemoveKey(const char *file, const char *key) {
@@ -265,5 +353,22 @@ int VLIBCFileRemoveKey(const char *file, const char *key) {
         return -1;
     }
     return varn::EditFile(
-        file, false, [&](const std::string &text) { return varn::keytext::Remove(text, key); });
+        file, [&](const std::string &text) { return varn::keytext::Remove(text, key); });
+}
+
+int VLIBCFileSetKeyValueAt(int folder, const char *name, const char *key, const char *value) {
+    if (!varn::IsGoodKey(name, key) || !varn::IsGoodValue(value) || !varn::IsGoodName(name)) {
+        return -1;
+    }
+    return varn::EditAt(folder, name, [&](const std::string &text) {
+        return varn::keytext::Set(text, key, value);
+    });
+}
+
+int VLIBCFileRemoveKeyAt(int folder, const char *name, const char *key) {
+    if (!varn::IsGoodKey(name, key) || !varn::IsGoodName(name)) {
+        return -1;
+    }
+    return varn::EditAt(folder, name,
+                        [&](const std::string &text) { return varn::keytext::Remove(text, key); });
 }

@@ -28,6 +28,8 @@ struct Entry {
     std::string_view text;  // as it is written, XML entities decoded
     Tags tags;
     bool mayBeComment = false;  // a line of an m3u that begins with "#"
+    // What the entry says where no file has the name `text`; "" when there is but one reading.
+    std::string_view otherwise = {};
 };
 
 // Takes the entries one after the other; their texts are valid during the call alone.

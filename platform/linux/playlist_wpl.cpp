@@ -15,6 +15,7 @@ namespace varn::playlist {
 namespace {
 
 constexpr std::string_view kSpace = " \t\n";
+constexpr std::string_view kElement = "media";
 
 // The lists that this system writes: one element a line, paths as they are.
 constexpr std::string_view kOwnHeader =
@@ -164,28 +165,14 @@ std::string_view TakeSource(std::string_view &text) {
     return source;
 }
 
-void Offer(std::string_view path, const Sink &sink) {
+void Offer(std::string_view path, const Sink &sink, const std::string &otherwise = "") {
     if (path.find_first_not_of(kSpace) != path.npos) {
-        sink({path, Tags(), false});
-    }
-}
-
-void ParseOwn(std::string_view text, const Sink &sink) {
-    while (!text.empty()) {
-        std::string_view line = text.substr(0, text.find('\n'));
-        text.remove_prefix(std::min(text.size(), line.size() + 1));
-        if (line.starts_with(kOwnBefore) && line.ends_with(kOwnAfter) &&
-            line.size() >= kOwnBefore.size() + kOwnAfter.size()) {
-            line.remove_prefix(kOwnBefore.size());
-            line.remove_suffix(kOwnAfter.size());
-            Offer(line, sink);
-        }
+        sink({path, Tags(), false, otherwise});
     }
 }
 
 void ParseForeign(std::string_view text, const Sink &sink) {
     constexpr std::string_view kComment = "<!--";
-    constexpr std::string_view kElement = "media";
     bool commentsEnd = true;
     for (std::size_t at = text.find('<'); at != text.npos; at = text.find('<')) {
         text.remove_prefix(at);
@@ -205,6 +192,42 @@ void ParseForeign(std::string_view text, const Sink &sink) {
             Offer(path, sink);
         }
     }
+}
+
+bool IsOwn(std::string_view line) {
+    return line.starts_with(kOwnBefore) && line.ends_with(kOwnAfter) &&
+           line.size() >= kOwnBefore.size() + kOwnAfter.size();
+}
+
+// An element as this system writes it. A quote in it belongs to the path, or begins the attributes
+// that another program has put behind the source.
+void OfferOwn(std::string_view line, const Sink &sink) {
+    std::string_view attributes = line.substr(1 + kElement.size());
+    const std::string_view source = TakeSource(attributes);
+    line.remove_prefix(kOwnBefore.size());
+    line.remove_suffix(kOwnAfter.size());
+    const bool isWhole =
+        source.size() == line.size() || source.find_first_not_of(kSpace) == source.npos;
+    Offer(line, sink, isWhole ? "" : Decoded(source));
+}
+
+// What this system wrote, one element a line, and what another program has put between that.
+void ParseOwn(std::string_view text, const Sink &sink) {
+    std::size_t foreign = 0;  // what was not read before the line
+    for (std::size_t at = 0; at < text.size();) {
+        const std::size_t end = text.find('\n', at);
+        const std::string_view line = text.substr(at, end - at);
+        const std::size_t next = end == text.npos ? text.size() : end + 1;
+        if (IsOwn(line)) {
+            ParseForeign(text.substr(foreign, at - foreign), sink);
+            OfferOwn(line, sink);
+            foreign = next;
+        } else if (end == text.npos) {
+            text = text.substr(0, at);  // a line that was not written to its end
+        }
+        at = next;
+    }
+    ParseForeign(text.substr(std::min(foreign, text.size())), sink);
 }
 
 }  // namespace

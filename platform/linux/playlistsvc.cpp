@@ -115,13 +115,15 @@ std::string AsConfigured(const std::string &folder, const std::vector<std::strin
     return folder;
 }
 
+// The folder that a playlist is really in; one that is not there is where its folder is.
 std::string FolderOf(const std::string &path) {
-    const std::size_t slash = path.rfind('/');
-    if (slash == std::string::npos) {
-        return RealPath(".");
+    if (const std::string real = RealPath(path); !real.empty()) {
+        return real.substr(0, real.rfind('/'));
     }
-    const std::string folder = path.substr(0, slash);
-    return folder.starts_with('/') || slash == 0 ? folder : RealPath(folder);
+    const std::size_t slash = path.rfind('/');
+    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
+    const std::string real = RealPath(folder.empty() ? "/" : folder);
+    return real.empty() ? folder : real;
 }
 
 struct ListFreer {
@@ -205,7 +207,8 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     Candidates candidates;
     ParseEntries(*format, bytes, [&](const Entry &entry) {
         if (!entry.mayBeComment || places.IsThere(entry.text)) {
-            candidates.Add(places.Resolve(entry.text), entry.tags);
+            const bool isText = entry.otherwise.empty() || places.IsThere(entry.text);
+            candidates.Add(places.Resolve(isText ? entry.text : entry.otherwise), entry.tags);
         }
     });
     return candidates.Release(paths, remote);
@@ -214,6 +217,11 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
 }  // namespace
 
 }  // namespace varn::playlist
+
+std::string varn::PlaylistFolder(const std::string &playlist) {
+    return varn::playlist::AsConfigured(varn::playlist::FolderOf(playlist),
+                                        varn::host::IndexedFolders());
+}
 
 int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
                                     PLAYLIST_REC **remote) {

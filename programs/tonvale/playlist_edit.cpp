@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <set>
 #include <string_view>
+#include <utility>
 
 #include "command.h"
 #include "database.h"
@@ -84,6 +85,21 @@ bool FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_
     }
     SetPath(path, record);
     return true;
+}
+
+// Takes the entries at some positions out of a list.
+void RemoveEntries(SongRecords &songs, const std::set<int> &positions) {
+    PLAYLIST_REC *list = songs.release();
+    PLAYLIST_REC **link = &list;
+    for (int position = 0; *link != nullptr; ++position) {
+        if (positions.contains(position)) {
+            const SongRecords removed(*link);
+            *link = std::exchange(removed->next, nullptr);
+        } else {
+            link = &(*link)->next;
+        }
+    }
+    songs.reset(list);
 }
 
 std::string Quoted(const Playlist &playlist) {
@@ -171,21 +187,15 @@ int RemovePositions(const Collection &collection, const Playlist &playlist,
                                               playlist.id.c_str(), selection.c_str()),
                       "removing from " + Quoted(playlist));
     }
-    // From the end, so that the positions before stay what they are.
-    const std::set<int, std::greater<>> fromEnd(positions.begin(), positions.end());
     int count = -1;
-    const SongRecords none(VARNPlaylistParseByPath(collection.uid, playlist.path.c_str(), nullptr,
-                                                   &count, 0, -1, "*", 0));
+    SongRecords songs(VARNPlaylistParseByPath(collection.uid, playlist.path.c_str(), nullptr,
+                                              &count, 0, 0, "*", 0));
     if (count < 0) {
         Complain("the playlist cannot be read; the lines above tell why");
         return kFailed;
     }
-    for (const int position : fromEnd) {
-        if (position < count && ReplaceSongs(collection, playlist, position, 1, nullptr) != kDone) {
-            return kFailed;
-        }
-    }
-    return kDone;
+    RemoveEntries(songs, std::set<int>(positions.begin(), positions.end()));
+    return ReplaceSongs(collection, playlist, 0, -1, songs.get());
 }
 
 int RemoveMissing(const Collection &collection, const Playlist &playlist) {
@@ -217,8 +227,15 @@ int RenamePlaylist(const Collection &collection, const Playlist &playlist,
     SetPath(to.string(), row);
     name.copy(row.title, sizeof row.title - 1);
     playlist.album.copy(row.album, sizeof row.album - 1);
-    return Report(VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, from.c_str()),
-                  "renaming " + Quoted(playlist) + " in the library");
+    const int updated =
+        VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, from.c_str());
+    // The library still has the old path: there the file has to be.
+    if (updated != 0 &&
+        renameat2(AT_FDCWD, to.c_str(), AT_FDCWD, from.c_str(), RENAME_NOREPLACE) != 0) {
+        Complain("cannot rename " + to.string() + " back to " + from.string() + ": " +
+                 std::strerror(errno));
+    }
+    return Report(updated, "renaming " + Quoted(playlist) + " in the library");
 }
 
 int DeletePlaylist(const Collection &collection, const Playlist &playlist) {

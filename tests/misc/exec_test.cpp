@@ -99,6 +99,20 @@ TEST_F(ExecTest, KeepsTheExitStatusWhateverIsSaidOfChildren) {
         EXPECT_EQ(ChildFlags(), SA_NOCLDWAIT);
     }));
     EXPECT_EQ(ChildFlags(), 0);
+    // As a server may that never looks after its children.
+    EXPECT_TRUE(HoldsInChild([] {
+        for (const int flags : {0, SA_NOCLDWAIT}) {
+            struct sigaction action = {};
+            action.sa_handler = SIG_IGN;
+            action.sa_flags = flags;
+            ASSERT_EQ(sigaction(SIGCHLD, &action, nullptr), 0);
+            EXPECT_EQ(Shell("exit 5"), 5);
+            EXPECT_EQ(Shell("exit 5", 0), 0);
+            EXPECT_EQ(ChildFlags(), flags);
+            ASSERT_EQ(sigaction(SIGCHLD, nullptr, &action), 0);
+            EXPECT_EQ(action.sa_handler, SIG_IGN) << "as it was";
+        }
+    }));
     // A signal on the way interrupts nothing.
     EXPECT_TRUE(HoldsInChild([] {
         struct sigaction action = {};

@@ -162,7 +162,19 @@ TEST_F(LibrarySongs, ListsById) {
         many += "," + std::to_string(id);
     }
     EXPECT_EQ(list(many, 4), Texts({"three", "three", "two", "one"}));
+    many.clear();
+    Texts titles;
+    for (int i = 0; i < 12000; ++i) {
+        many += (i == 0 ? "" : ",") + std::to_string(i % 5 + 1);
+        for (const auto &[id, title] :
+             {std::pair(1, "one"), std::pair(2, "two"), std::pair(3, "three")}) {
+            titles.insert(titles.end(), i % 5 + 1 == id ? 1 : 0, title);
+        }
+    }
+    EXPECT_EQ(list(many, 7200), titles) << "read in pieces, in one order";
     EXPECT_TRUE(Log().empty());
+    ClearLog();
+    EXPECT_EQ(list(many + ",", -1), Texts());
     for (const char *bad : {"", "x", "1;2", "1,-2", "1) OR (1=1", " 1", "1,2\n", "0x1"}) {
         ClearLog();
         list(bad, -1);

@@ -3,8 +3,10 @@
 #include <fcntl.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
 #include <filesystem>
@@ -310,6 +312,110 @@ TEST_F(KeyFile, LosesNoKeyOfWritersAtTheSameTime) {
         EXPECT_EQ(Get(name(number / kKeys, number % kKeys)), "x") << number;
     }
     ExpectAlone();
+}
+
+// ---- in a folder that others write to -----------------------------------------------------------
+
+class SharedKeyFile : public KeyFile {
+  protected:
+    void SetUp() override {
+        KeyFile::SetUp();
+        folder_ = open(scratch().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC);
+    }
+    void TearDown() override {
+        close(folder_);
+        KeyFile::TearDown();
+    }
+    int SetAt(const char *key, const char *value, const char *name = "test.conf") const {
+        return VLIBCFileSetKeyValueAt(folder_, name, key, value);
+    }
+    int RemoveAt(const char *key, const char *name = "test.conf") const {
+        return VLIBCFileRemoveKeyAt(folder_, name, key);
+    }
+
+    int folder_ = -1;
+};
+
+TEST_F(SharedKeyFile, GoesWithItsLastKey) {
+    EXPECT_EQ(RemoveAt("a"), 0) << "nothing is made";
+    EXPECT_FALSE(fs::exists(file_));
+    ASSERT_EQ(SetAt("a", "1"), 0);
+    ASSERT_EQ(SetAt("b", "2"), 0);
+    // The folder is the one that was opened, whatever is at its path by now.
+    const fs::path moved = scratch().string() + "-moved";
+    fs::rename(scratch(), moved);
+    fs::create_directory(scratch());
+    ASSERT_EQ(RemoveAt("a"), 0);
+    EXPECT_EQ(ReadFile(moved / "test.conf"), "b=\"2\"\n");
+    ASSERT_EQ(RemoveAt("b"), 0);
+    EXPECT_TRUE(fs::is_empty(moved));
+    EXPECT_TRUE(fs::is_empty(scratch()));
+    fs::remove(scratch());
+    fs::rename(moved, scratch());
+    Put("");
+    EXPECT_EQ(RemoveAt("b"), 0);
+    EXPECT_FALSE(fs::exists(file_)) << "an empty one, too";
+    Put("# mine\na=1\n");
+    EXPECT_EQ(RemoveAt("a"), 0);
+    EXPECT_EQ(Content(), "# mine\n");
+}
+
+TEST_F(SharedKeyFile, OnlyPlainFilesAreEdited) {
+    const fs::path victim = scratch() / "victim";
+    std::ofstream(victim) << "a=1\n";
+    fs::create_symlink(victim, scratch() / "link");
+    fs::create_symlink("nowhere", scratch() / "dangling");
+    fs::create_directory(scratch() / "folder");
+    ASSERT_EQ(mkfifo((scratch() / "fifo").c_str(), 0666), 0);
+    for (const char *name : {"link", "dangling", "folder", "fifo", "folder/x", "../x", "..", ""}) {
+        EXPECT_EQ(SetAt("a", "2", name), -1) << name;
+        EXPECT_EQ(RemoveAt("a", name), -1) << name;
+    }
+    EXPECT_EQ(ReadFile(victim), "a=1\n");
+    EXPECT_FALSE(fs::exists(scratch() / "nowhere"));
+    EXPECT_TRUE(fs::is_empty(scratch() / "folder"));
+
+    ASSERT_EQ(chmod(victim.c_str(), 06755), 0);
+    ASSERT_EQ(SetAt("a", "2", "victim"), 0);
+    EXPECT_EQ(fs::status(victim).permissions(), fs::perms(0755)) << "no program of root's";
+}
+
+// Whoever may read the file can keep it locked.
+TEST_F(SharedKeyFile, NobodyHoldsAnEditUpForLong) {
+    for (const short kind : {short{F_RDLCK}, short{F_WRLCK}}) {
+        Put("a=1\n");
+        const int fd = open(file_.c_str(), kind == F_RDLCK ? O_RDONLY : O_RDWR);
+        struct flock lock = {};
+        lock.l_type = kind;
+        ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &lock), 0);
+        EXPECT_TRUE(HoldsInChild([&] {
+            alarm(20);
+            EXPECT_EQ(SetAt("a", "2"), -1);
+            EXPECT_EQ(errno, ETIMEDOUT);
+        }));
+        EXPECT_EQ(Content(), "a=1\n");
+        ExpectAlone();
+        close(fd);
+        EXPECT_EQ(SetAt("a", "2"), 0);
+    }
+}
+
+TEST_F(SharedKeyFile, LosesNoKeyWhileTheFileComesAndGoes) {
+    std::vector<pid_t> writers;
+    for (const char *key : {"1", "2", "3"}) {
+        writers.push_back(StartInChild([&] {
+            for (int turn = 0; turn < 60; ++turn) {
+                EXPECT_EQ(SetAt(key, "x"), 0);
+                EXPECT_EQ(Get(key), "x");
+                EXPECT_EQ(RemoveAt(key), 0);
+                EXPECT_EQ(Get(key), std::nullopt);
+            }
+        }));
+    }
+    for (const pid_t writer : writers) {
+        EXPECT_TRUE(EndedWell(writer));
+    }
+    EXPECT_TRUE(fs::is_empty(scratch()));
 }
 
 using PackageConf = tonvale_test::SystemTest;

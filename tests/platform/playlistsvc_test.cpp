@@ -121,6 +121,43 @@ TEST_F(PlaylistParser, FilesMadeByHandAndByOtherPrograms) {
     }
 }
 
+// A list that this system wrote and another program added to.
+TEST_F(PlaylistParser, OwnWplListsThatOthersEdited) {
+    const std::string head =
+        "<?wpl version=\"1.0\"?>\r\n<smil>\r\n<head></head>\r\n<body>\r\n<seq>\r\n";
+    const std::string tail = "</seq>\r\n</body>\r\n</smil>\n\n";
+    Touch(music() / "lists" / "say \"x\" y=\"z\".mp3");
+    struct Case {
+        std::string line;
+        std::string means;  // "": nothing
+    };
+    for (const Case &edit :
+         {Case{"<media src=\"R&amp;B.mp3\"/>", "R&amp;B.mp3"},
+          Case{"<media src=\"so \"it\" &amp; is.mp3\"/>", "so \"it\" &amp; is.mp3"},
+          Case{"<media src=\"a.mp3\" cid=\"{1}\" tid=\"\"/>", "a.mp3"},
+          Case{"<media src=\"R&amp;B.mp3\" cid=\"{1}\"/>", "R&B.mp3"},
+          Case{"<media src=\"say \"x\" y=\"z\".mp3\"/>", "say \"x\" y=\"z\".mp3"},
+          Case{"<media src=\"say \"x\" y=\"no.mp3\"/>", "say \"x"},
+          Case{"<media src=\"\" cid=\"1\"/>", "\" cid=\"1"},
+          Case{"    <media src=\"a.mp3\"/>", "a.mp3"}, Case{"<media src=\"a.mp3\" />", "a.mp3"},
+          Case{"<media cid='x' src='R&amp;B.mp3'>", "R&B.mp3"},
+          Case{"<media\r\n src=\"a.mp3\"\r\n/>", "a.mp3"},
+          Case{"<media src=\"a.mp3\"></media>", "a.mp3"}, Case{"<!-- <media src='x'> -->", ""}}) {
+        Texts expected = {"lists/1.mp3", "lists/2.mp3"};
+        if (!edit.means.empty()) {
+            expected.insert(expected.begin() + 1, "lists/" + edit.means);
+        }
+        EXPECT_EQ(Entries(head + "<media src=\"1.mp3\"/>\r\n" + edit.line +
+                              "\r\n<media src=\"2.mp3\"/>\r\n" + tail,
+                          "l.wpl"),
+                  expected)
+            << edit.line;
+    }
+    EXPECT_EQ(Entries(head + "<media src=\"1.mp3\"/>\r\n<media src=\"2.m", "l.wpl"),
+              Texts{"lists/1.mp3"})
+        << "cut short";
+}
+
 TEST_F(PlaylistParser, CodePages) {
     EXPECT_EQ(Entries("Beyonc\xE9/D\xE9j\xE0 vu.mp3\r\n"), Texts{"lists/Beyoncé/Déjà vu.mp3"});
     EXPECT_EQ(Entries("\xCA\xE8\xED\xEE/\xC7\xE2\xE5\xE7\xE4\xE0.mp3\r\n"),

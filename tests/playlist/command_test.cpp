@@ -1,5 +1,10 @@
 // The verbs of the command line that work on playlists.
 #include <json/json.h>
+#include <sys/inotify.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
 
 #include "playlist/playlist_test.h"
 #include "programs/command.h"
@@ -42,6 +47,18 @@ class PlaylistCommand : public tonvale_test::PlaylistTest {
         }
         return paths;
     }
+    static int Writings(int watch) {
+        alignas(inotify_event) std::array<char, 65536> events{};
+        const ssize_t size = read(watch, events.data(), events.size());
+        int writings = 0;
+        for (ssize_t at = 0; at < size;) {
+            inotify_event event{};
+            std::memcpy(&event, events.data() + at, sizeof event);
+            writings += (event.mask & IN_CLOSE_WRITE) != 0 ? 1 : 0;
+            at += static_cast<ssize_t>(sizeof event + event.len);
+        }
+        return writings;
+    }
 };
 
 TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
@@ -82,6 +99,41 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
     goThrough({"--user", "alice", "--personal"});
     RunAll({{{"playlist", "create", "x", "--format", "pls"}, 2, "own playlists are m3u"}},
            {"--user", "alice", "--personal"});
+}
+
+// A renaming that the library refuses changes nothing.
+TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
+    const std::string home = (root() / "volume1/homes/alice/music/b.m3u").string();
+    Touch(In("a.m3u"));
+    Touch(home);
+    AddRow(In("a.m3u"), "a", "m");
+    AddRow(home, "b", "m", kAlice);
+    Query(
+        "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
+        "CREATE TRIGGER t BEFORE UPDATE ON playlist EXECUTE FUNCTION refuse(); "
+        "CREATE TRIGGER t BEFORE UPDATE ON personal_playlist EXECUTE FUNCTION refuse()");
+    RunAll({{{"playlist", "rename", "a", "new"}, 1, "renaming the playlist 'a' in the library"},
+            {{"playlist", "show", "a"}, 0, "0 of 0 entries"},
+            {{"playlist", "rename", "b", "new", "--user", "alice", "--personal"}, 1, "failed"},
+            {{"playlist", "show", "b", "--user", "alice", "--personal"}, 0, "0 of 0 entries"}});
+}
+
+// Each writing of a playlist is a moment in which it can be lost.
+TEST_F(PlaylistCommand, SeveralEntriesAreRemovedAtOnce) {
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    const Texts alice = {"--user", "alice", "--personal"};
+    for (const char *name : {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}) {
+        AddSong({.path = In(name)});
+    }
+    RunAll({{{"playlist", "create", "x", "1", "2", "http://r/x", "3", "4"}, 0, ""}}, alice);
+    const std::string folder = SystemPath("/usr/varn/etc/preference/alice/playlists");
+    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
+    // Openings too: events of one kind after each other are reported as one.
+    ASSERT_GE(inotify_add_watch(watch, folder.c_str(), IN_CLOSE_WRITE | IN_OPEN), 0);
+    RunAll({{{"playlist", "remove", "x", "4,0,9,2,0"}, 0, ""}}, alice);
+    EXPECT_EQ(Writings(watch), 1);
+    EXPECT_EQ(Paths("x", alice), (Texts{"b.mp3", "c.mp3"}));
+    close(watch);
 }
 
 TEST_F(PlaylistCommand, TwoOfOneTitle) {

@@ -148,6 +148,34 @@ TEST_F(PlaylistEdit, MissingSongs) {
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Bad parameter\\."));
 }
 
+// What somebody does not browse is not missing.
+TEST_F(PlaylistEdit, HiddenSongsAreNotMissing) {
+    AddSong({.path = In("shared.mp3")});
+    AddSong({.userid = kAlice, .path = In("hers.mp3")});
+    AddSong({.userid = kBob, .path = In("bobs.mp3")});
+    AddSong({.path = In("it's.flac"), .has_virtual = true});
+    AddSong({.path = In("it's.flac"), .track = 3, .is_virtual = true});
+    Touch(In("not indexed.mp3"));
+    const std::string all = "shared.mp3\nit's.flac\nhers.mp3\nbobs.mp3\nit's.flac_3\n";
+    const std::string kept =
+        "#EXTM3U\r\nshared.mp3\r\nit's.flac\r\nhers.mp3\r\nbobs.mp3\r\n"
+        "it's.flac_3\r\n";
+    const std::string path = In("l.m3u");
+    const std::string id = AddRow(path, "l", "m");
+    for (const char *settings :
+         {R"("audio_show_virtual_library": true)", R"("audio_show_virtual_library": false)",
+          R"("browse_personal_library": "personal")"}) {
+        SCOPED_TRACE(settings);
+        WriteFile(varn::path::kUsersFile, "{\"1030\": {" + std::string(settings) + "}}");
+        Touch(path, all + "it's.flac_4\ngone.mp3\nnot indexed.mp3\n");
+        EXPECT_EQ(Done(VARNPlaylistRemoveMissing("shared", kAlice, id.c_str())), 0);
+        EXPECT_EQ(ReadFile(path), kept);
+        Touch(path, all + "gone.mp3\n");
+        EXPECT_EQ(Done(VARNPersonalPlaylistRemoveMissing(kAlice, path.c_str())), 0);
+        EXPECT_EQ(ReadFile(path), kept);
+    }
+}
+
 TEST_F(PlaylistEdit, AUsersOwnFile) {
     Make("ab2", "own.m3u");
     const std::string path = In("own.m3u");

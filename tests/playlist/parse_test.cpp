@@ -208,6 +208,27 @@ TEST_F(PlaylistParse, FirstSong) {
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Fail to get user by id \\[4242\\]\\."));
 }
 
+// The path of a file that is split is that of all its tracks, and means none of them.
+TEST_F(PlaylistParse, ASplitFileIsNoneOfItsTracks) {
+    const int file = AddSong({.path = In("cue.flac"), .has_virtual = true});
+    const int track = AddSong({.path = In("cue.flac"), .track = 1, .is_virtual = true});
+    VARN_MEDIA_INFO record = Record(77, "as it was");
+    EXPECT_EQ(VARNPlaylistGetOneByPath(kAlice, In("cue.flac").c_str(), &record), -1);
+    EXPECT_EQ(record.id, 77U);
+    const std::string list = List("cue.flac\n");
+    EXPECT_EQ(VARNPlaylistGetFirstSong(list.c_str(), kAlice, &record, nullptr, 0), -1);
+    EXPECT_EQ(record.id, 77U);
+    EXPECT_EQ(VARNPlaylistGetOneByPath(kAlice, In("cue.flac_1").c_str(), &record), 0);
+    EXPECT_EQ(record.id, static_cast<unsigned>(track));
+
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"audio_show_virtual_library": false}})");
+    EXPECT_EQ(VARNPlaylistGetOneByPath(kAlice, In("cue.flac").c_str(), &record), 0);
+    EXPECT_EQ(record.id, static_cast<unsigned>(file)) << "whoever hides tracks sees the file";
+    EXPECT_EQ(VARNPlaylistGetFirstSong(list.c_str(), kAlice, &record, nullptr, 0), 0);
+    EXPECT_EQ(record.id, static_cast<unsigned>(file));
+    EXPECT_EQ(VARNPlaylistGetOneByPath(kAlice, In("cue.flac_1").c_str(), &record), -1);
+}
+
 TEST_F(PlaylistParse, WhatIsNoPlaylist) {
     std::filesystem::create_directory(In("folder.m3u"));
     ASSERT_EQ(mkfifo(In("fifo.m3u").c_str(), 0666), 0);

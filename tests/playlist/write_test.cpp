@@ -290,6 +290,35 @@ TEST_P(PlaylistRoundTrip, EveryKindOfEntry) {
     EXPECT_EQ(ReadFile(list), text) << "and so on, for ever";
 }
 
+// However a list is reached, its songs are the same: entries count from the folder that it is in.
+TEST_P(PlaylistRoundTrip, ListsBehindLinks) {
+    namespace fs = std::filesystem;
+    const std::string name = std::string("list.") + GetParam();
+    const std::string configured = (scratch() / "by/a/longer/way").string();
+    fs::create_directories(In("real/deep"));
+    fs::create_directories(fs::path(configured).parent_path());
+    fs::create_directory_symlink(music(), configured);
+    fs::create_directory_symlink(In("real/deep"), In("linked"));
+    fs::create_directory_symlink("real", In("next"));
+    Touch(In("real/deep/" + name));
+    fs::create_symlink("real/deep/" + name, In(name));
+    fs::create_symlink(name, In("second-" + name));
+    for (const std::string &root : {music().string(), configured}) {
+        WriteFile(varn::path::kIndexFolders, root + "\n");
+        const Songs songs = MakeSongs({Record(0, root + "/a.mp3"), Record(0, root + "/real/b.mp3"),
+                                       Record(0, root + "/real/deep/c.mp3"),
+                                       Record(0, (scratch() / "d.mp3").string())});
+        for (const std::string &list :
+             {In(name), In("second-" + name), In("linked/" + name), In("next/deep/" + name),
+              In("next/new-" + name), configured + "/" + name, configured + "/new-" + name}) {
+            ASSERT_EQ(Write(songs.get(), list), 0) << list;
+            EXPECT_EQ(Shown(Read(list)), Shown(songs)) << list;
+        }
+        EXPECT_EQ(Shown(Read(In("real/deep/" + name))), Shown(songs)) << "without any link, too";
+        EXPECT_NE(ReadFile(In("real/deep/" + name)).find("../../a.mp3"), std::string::npos);
+    }
+}
+
 TEST_P(PlaylistRoundTrip, TagsOfRemoteEntries) {
     const std::string list = In(std::string("list.") + GetParam());
     VARN_MEDIA_INFO radio = Record(0, "https://radio.example/live");

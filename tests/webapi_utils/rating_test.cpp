@@ -1,11 +1,14 @@
 // Ratings in the table and beside the files.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <array>
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
 #include "musiclib/library_rows.h"
+#include "platform/child.h"
 #include "tonvale/webapi.h"
 #include "varn/keyfile.h"
 #include "varn/process.h"
@@ -13,6 +16,8 @@
 namespace {
 
 namespace fs = std::filesystem;
+using tonvale_test::HoldsInChild;
+using tonvale_test::StartInChild;
 using tonvale_test::Texts;
 using tonvale_test::TrackRow;
 
@@ -153,6 +158,49 @@ TEST_F(SongRating, ADatabaseThatCannotBeWrittenLeavesTheFilesAlone) {
     EXPECT_TRUE(Logged("audiolib/webapi_utils:[0-9]+ Failed to exec \\[SELECT id, path, star"));
     EXPECT_TRUE(Logged("audiolib/webapi_utils:[0-9]+ Failed to save star of tracks$"));
     EXPECT_FALSE(fs::exists(scratch() / "@eaDir"));
+}
+
+// Every user may write where the records lie: what somebody does there while root rates touches
+// nothing else, and keeps nobody waiting.
+TEST_F(SongRating, WhatOthersDoBesideTheRecord) {
+    const std::string song = (scratch() / "a.mp3").string();
+    ASSERT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 5), 1);
+    BackToRoot();
+    const fs::path victim = scratch() / "victim";
+    std::ofstream(victim) << "kept\n";
+    const pid_t quick = StartInChild([&] {
+        alarm(60);
+        const std::string record = Record("a.mp3");
+        for (;;) {
+            unlink(record.c_str());
+            symlink(victim.c_str(), record.c_str());
+        }
+    });
+    std::string left = "kept\n";
+    for (int i = 0; i < 3000 && left == "kept\n"; ++i) {
+        VARNSetSongRatingToEA(song.c_str(), kAlice, i % 2 == 0 ? 5 : 0);
+        BackToRoot();
+        left = ReadFile(victim);
+    }
+    EXPECT_EQ(left, "kept\n");
+    kill(quick, SIGKILL);
+    waitpid(quick, nullptr, 0);
+
+    fs::remove(Record("a.mp3"));
+    std::ofstream(Record("a.mp3")) << "1030=1\n";
+    const int fd = open(Record("a.mp3").c_str(), O_RDONLY | O_CLOEXEC);
+    struct flock lock = {};
+    lock.l_type = F_RDLCK;
+    ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &lock), 0);
+    ClearLog();
+    EXPECT_TRUE(HoldsInChild([&] {
+        alarm(30);
+        EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 5), 0);
+        EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 0), 0);
+    }));
+    close(fd);
+    EXPECT_EQ(Kept("a.mp3"), "1");
+    EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 5), 1);
 }
 
 TEST_F(SongRating, FilesThatCannotBeWritten) {

@@ -19,7 +19,8 @@ VARN_EXPORT int VLIBCFileGetKeyValue(const char *file, const char *key, char *ou
 
 // Sets one key, keeping every other line; a file that is missing is created (mode 0644). The file
 // is replaced whole by rename(2), with the mode and owner it had, so that a reader never sees half
-// of it and a failure leaves it as it was; writers at the same time wait for each other. A file
+// of it and a failure leaves it as it was; writers at the same time wait for each other, for 30
+// seconds at most. A file
 // that the process may not write, that is no regular file or is larger than 16 MiB is refused. A
 // key may not be empty, begin with # or contain "=", a line break or blanks at its ends. 0 or -1.
 VARN_EXPORT int VLIBCFileSetKeyValue(const char *file, const char *key, const char *value);
@@ -27,5 +28,14 @@ VARN_EXPORT int VLIBCFileSetKeyValue(const char *file, const char *key, const ch
 // Removes every line of one key, in the same way. Removing the last line leaves a file of 0 bytes.
 // An absent key or file is a success. 0 or -1.
 VARN_EXPORT int VLIBCFileRemoveKey(const char *file, const char *key);
+
+// The same for a file in a folder that others may write to. `folder` is a descriptor of it (O_PATH
+// will do) and stays the caller's, `name` a name in it without a slash. Only a regular file is
+// edited, never what a symbolic link leads to, and set-id bits do not go over to the new file.
+// Whoever else holds the file's lock is waited for 2 seconds at most (ETIMEDOUT). Removing the last
+// line removes the file, so that no writer sees it empty. 0 or -1.
+VARN_EXPORT int VLIBCFileSetKeyValueAt(int folder, const char *name, const char *key,
+                                       const char *value);
+VARN_EXPORT int VLIBCFileRemoveKeyAt(int folder, const char *name, const char *key);
 
 }  // extern "C"

@@ -21,7 +21,7 @@ extern "C" {
 //               all entries, from 0, as id, the URL and the tags that stand before it; released
 //               with VARNPlaylistRecFree. Behind the first 100,000 they are left out
 //
-// A relative entry counts from the playlist's folder, "." and ".." removed. Where that file is not
+// A relative entry counts from varn::PlaylistFolder, "." and ".." removed. Where that file is not
 // there, these are looked for in turn: the entry without blanks at its ends; percent signs decoded;
 // backslashes as slashes; the Unicode normal forms of each component; and for paths of Windows,
 // with a drive or a server's name, the longest tail that is there below an indexed folder. An entry
@@ -52,6 +52,13 @@ class VarnAudioUtils {
 };
 
 namespace varn {
+
+// The absolute folder that the relative entries of a playlist count from, for whoever reads or
+// writes them: the one that the file is in with all links followed, under the path by which an
+// indexed folder was configured where it is in one. A playlist that is not there counts from its
+// folder, and from that folder as it is written when that is not there either. Throws
+// std::bad_alloc alone.
+VARN_EXPORT std::string PlaylistFolder(const std::string &playlist);
 
 // Something about a file of smart playlists that its writer should know.
 struct SmartPlaylistNote {

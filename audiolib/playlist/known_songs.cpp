@@ -1,0 +1,59 @@
+#include "playlist/known_songs.h"
+
+#include "playlist/source.h"
+#include "support/handles.h"
+#include "support/log.h"
+#include "support/statement.h"
+#include "tonvale/library.h"
+#include "tonvale/playlists.h"
+
+namespace Tonvale::playlist {
+
+namespace {
+
+constexpr char kSelect[] = "SELECT path, is_virtual, track FROM track WHERE ";
+
+bool AddNames(DBConnect_tag *conn, const std::string &condition,
+              std::unordered_set<std::string> &names) {
+    support::Result rows;
+    if (!support::Execute(kSource, conn, kSelect + condition, &rows)) {
+        return false;
+    }
+    while (const auto row = support::NextRow(rows)) {
+        const bool isVirtual = support::Field(rows, *row, "is_virtual") == "t";
+        names.insert(support::Field(rows, *row, "path") +
+                     (isVirtual ? "_" + support::Field(rows, *row, "track") : ""));
+    }
+    return true;
+}
+
+}  // namespace
+
+std::optional<std::unordered_set<std::string>> KnownSongs(const VLIBSZLIST *names) {
+    int offset = 0;
+    int limit = 0;
+    std::string real;
+    std::string virtualSongs;
+    if (VARNAudioWebapiUtilsGetDBQueryByCandidateList(names, &offset, &limit, real, virtualSongs) !=
+        0) {
+        LOG_ERROR(kSource, "Failed to get db query by candidate list.");
+        return std::nullopt;
+    }
+    std::unordered_set<std::string> known;
+    if (real.empty() && virtualSongs.empty()) {
+        return known;
+    }
+    const support::Connection conn(AudioInfoDBConnect());
+    if (!conn) {
+        LOG_ERROR(kSource, "Failed to connect to database");
+        return std::nullopt;
+    }
+    for (const std::string &condition : {real, virtualSongs}) {
+        if (!condition.empty() && !AddNames(conn.get(), condition, known)) {
+            return std::nullopt;
+        }
+    }
+    return known;
+}
+
+}  // namespace Tonvale::playlist
