@@ -1,12 +1,15 @@
 #include "dlna/post.h"
 
-#include <curl/curl.h>
-
 #include <exception>
+
+#include "support/curl.h"
 
 namespace Tonvale::dlna {
 
 namespace {
+
+using support::Curl;
+using support::HasCurl;
 
 constexpr char kUserAgent[] = "Tonvale/2.0 UPnP/1.0 DLNADOC/1.50";
 
@@ -22,39 +25,40 @@ std::size_t Append(char *data, std::size_t size, std::size_t count, void *answer
 }  // namespace
 
 void HeaderListFree::operator()(curl_slist *list) const noexcept {
-    curl_slist_free_all(list);
+    Curl().slist_free_all(list);
 }
 
 void AddLine(HeaderList &list, const std::string &line) noexcept {
-    if (curl_slist *longer = curl_slist_append(list.get(), line.c_str())) {
+    curl_slist *longer = HasCurl() ? Curl().slist_append(list.get(), line.c_str()) : nullptr;
+    if (longer != nullptr) {
         static_cast<void>(list.release());
         list.reset(longer);
     }
 }
 
-Post::Post() noexcept : handle_(curl_easy_init()) {
+Post::Post() noexcept : handle_(HasCurl() ? Curl().easy_init() : nullptr) {
     if (handle_ != nullptr) {
-        curl_global_init(CURL_GLOBAL_ALL);
+        Curl().global_init(CURL_GLOBAL_ALL);
     }
 }
 
 Post::~Post() {
     if (handle_ != nullptr) {
-        curl_easy_cleanup(handle_);
-        curl_global_cleanup();
+        Curl().easy_cleanup(handle_);
+        Curl().global_cleanup();
     }
 }
 
 int Post::Send(const std::string &url, const HeaderList &headers, std::string_view body,
                std::string &answer) noexcept {
-    curl_easy_setopt(handle_, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
-    curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, headers.get());
-    curl_easy_setopt(handle_, CURLOPT_POSTFIELDS, body.data());
-    curl_easy_setopt(handle_, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-    curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Append);
-    curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &answer);
-    return curl_easy_perform(handle_);
+    Curl().easy_setopt(handle_, CURLOPT_URL, url.c_str());
+    Curl().easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
+    Curl().easy_setopt(handle_, CURLOPT_HTTPHEADER, headers.get());
+    Curl().easy_setopt(handle_, CURLOPT_POSTFIELDS, body.data());
+    Curl().easy_setopt(handle_, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    Curl().easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Append);
+    Curl().easy_setopt(handle_, CURLOPT_WRITEDATA, &answer);
+    return Curl().easy_perform(handle_);
 }
 
 }  // namespace Tonvale::dlna

@@ -1,4 +1,4 @@
-// The one place that calls libcurl.
+// The one place of this module that calls libcurl.
 #pragma once
 
 #include <memory>
@@ -13,7 +13,7 @@ namespace Tonvale::dlna {
 
 using HeaderList = std::unique_ptr<curl_slist, HeaderListFree>;
 
-// Appends a line; without memory the list stays as it was.
+// Appends a line; without memory, or libcurl, the list stays as it was.
 void AddLine(HeaderList &list, const std::string &line) noexcept;
 
 // A POST request.
@@ -24,7 +24,7 @@ class Post {
     Post(const Post &) = delete;
     Post &operator=(const Post &) = delete;
 
-    // False when there is no memory for a request.
+    // False when there is no memory for a request, or no libcurl.
     explicit operator bool() const noexcept { return handle_ != nullptr; }
 
     // Sends `body` and appends what comes back to `answer`, which must outlive the call like all

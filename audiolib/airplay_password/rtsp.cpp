@@ -1,14 +1,15 @@
 #include "airplay_password/rtsp.h"
 
-#include <curl/curl.h>
-
 #include "airplay_password/source.h"
 #include "support/boundary.h"
+#include "support/curl.h"
 #include "support/log.h"
 
 namespace Tonvale::airplay {
 
 namespace {
+
+using support::Curl;
 
 constexpr long kTimeoutSeconds = 5;
 
@@ -28,32 +29,35 @@ std::size_t Discard(char *, std::size_t size, std::size_t count, void *) noexcep
 
 struct RtspClient::List {
     curl_slist *lines = nullptr;
-    ~List() { curl_slist_free_all(lines); }
+    ~List() { Curl().slist_free_all(lines); }
 };
 
 RtspClient::RtspClient(const std::string &host, const std::string &port)
-    : url_("rtsp://" + host + ":" + port), handle_(curl_easy_init()) {
+    : url_("rtsp://" + host + ":" + port),
+      handle_(support::HasCurl() ? Curl().easy_init() : nullptr) {
     if (handle_ == nullptr) {
         LOG_ERROR(kSource, "Failed to init curl.");
     }
 }
 
 RtspClient::~RtspClient() {
-    curl_easy_cleanup(handle_);
+    if (handle_ != nullptr) {
+        Curl().easy_cleanup(handle_);
+    }
 }
 
 bool RtspClient::Prepare(Challenge &challenge) {
-    CURLcode code = curl_easy_setopt(handle_, CURLOPT_URL, url_.c_str());
+    CURLcode code = Curl().easy_setopt(handle_, CURLOPT_URL, url_.c_str());
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set curl url, code=%d, [%s]", code, url_.c_str());
         return false;
     }
-    code = curl_easy_setopt(handle_, CURLOPT_HEADERFUNCTION, OnHeader);
+    code = Curl().easy_setopt(handle_, CURLOPT_HEADERFUNCTION, OnHeader);
     if (code == CURLE_OK) {
-        code = curl_easy_setopt(handle_, CURLOPT_HEADERDATA, &challenge);
+        code = Curl().easy_setopt(handle_, CURLOPT_HEADERDATA, &challenge);
     }
     if (code == CURLE_OK) {
-        code = curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Discard);
+        code = Curl().easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Discard);
     }
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set head function, code=%d", code);
@@ -64,12 +68,12 @@ bool RtspClient::Prepare(Challenge &challenge) {
 
 bool RtspClient::AddHeader(const std::string &line) {
     list_ = std::make_unique<List>();
-    list_->lines = curl_slist_append(nullptr, line.c_str());
+    list_->lines = Curl().slist_append(nullptr, line.c_str());
     if (list_->lines == nullptr) {
         LOG_ERROR(kSource, "Failed to set append curl slist, code=%d", CURLE_OUT_OF_MEMORY);
         return false;
     }
-    const CURLcode code = curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, list_->lines);
+    const CURLcode code = Curl().easy_setopt(handle_, CURLOPT_HTTPHEADER, list_->lines);
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set http header, code=%d", code);
         return false;
@@ -78,20 +82,20 @@ bool RtspClient::AddHeader(const std::string &line) {
 }
 
 int RtspClient::Perform() {
-    CURLcode code = curl_easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+    CURLcode code = Curl().easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set curl NOSIGNAL, code=%d", code);
         return 0;
     }
-    curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, kTimeoutSeconds);
-    curl_easy_setopt(handle_, CURLOPT_TIMEOUT, kTimeoutSeconds);
-    code = curl_easy_perform(handle_);
+    Curl().easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, kTimeoutSeconds);
+    Curl().easy_setopt(handle_, CURLOPT_TIMEOUT, kTimeoutSeconds);
+    code = Curl().easy_perform(handle_);
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to curl_easy_perform, code=%d, url[%s]", code, url_.c_str());
         return 0;
     }
     long status = 0;
-    code = curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
+    code = Curl().easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to curl_easy_getinfo, code=%d", code);
         return 0;
@@ -104,7 +108,7 @@ int RtspClient::Options(const std::string &headerLine, Challenge &challenge) {
         return 0;
     }
     const int status = Perform();
-    curl_easy_setopt(handle_, CURLOPT_HTTPHEADER, nullptr);
+    Curl().easy_setopt(handle_, CURLOPT_HTTPHEADER, nullptr);
     list_.reset();
     return status;
 }

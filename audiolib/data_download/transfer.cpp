@@ -1,13 +1,15 @@
 #include "data_download/transfer.h"
 
-#include <curl/curl.h>
-
 #include <exception>
 #include <thread>
+
+#include "support/curl.h"
 
 namespace Tonvale::download {
 
 namespace {
+
+using support::Curl;
 
 constexpr char kUserAgent[] = "Tonvale/5.7.0 (Varnel)";
 constexpr int kAttempts = 3;
@@ -52,38 +54,38 @@ struct Transfer::Receiver {
 };
 
 Transfer::Transfer(const Patience &patience) noexcept : patience_(patience), handle_(nullptr) {
-    if (curl_global_init(CURL_GLOBAL_ALL) != CURLE_OK) {
+    if (!support::HasCurl() || Curl().global_init(CURL_GLOBAL_ALL) != CURLE_OK) {
         return;
     }
-    handle_ = curl_easy_init();
+    handle_ = Curl().easy_init();
     if (handle_ == nullptr) {
-        curl_global_cleanup();
+        Curl().global_cleanup();
     }
 }
 
 Transfer::~Transfer() {
     if (handle_ != nullptr) {
-        curl_easy_cleanup(handle_);
-        curl_global_cleanup();
+        Curl().easy_cleanup(handle_);
+        Curl().global_cleanup();
     }
 }
 
 Outcome Transfer::Run(const std::string &url, int maxSize, Sink &sink) {
-    curl_easy_setopt(handle_, CURLOPT_URL, url.c_str());
-    curl_easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
-    curl_easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
-    curl_easy_setopt(handle_, CURLOPT_MAXREDIRS, kMostRedirects);
-    curl_easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    Curl().easy_setopt(handle_, CURLOPT_URL, url.c_str());
+    Curl().easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
+    Curl().easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
+    Curl().easy_setopt(handle_, CURLOPT_MAXREDIRS, kMostRedirects);
+    Curl().easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     // Servers in a home have certificates that nobody has signed.
-    curl_easy_setopt(handle_, CURLOPT_SSL_VERIFYPEER, 0L);
-    curl_easy_setopt(handle_, CURLOPT_SSL_VERIFYHOST, 0L);
-    curl_easy_setopt(handle_, CURLOPT_TIMEOUT_MS, static_cast<long>(patience_.total.count()));
-    curl_easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT_MS,
-                     static_cast<long>(patience_.connect.count()));
-    curl_easy_setopt(handle_, CURLOPT_WRITEFUNCTION,
-                     static_cast<curl_write_callback>(&Receiver::Take));
+    Curl().easy_setopt(handle_, CURLOPT_SSL_VERIFYPEER, 0L);
+    Curl().easy_setopt(handle_, CURLOPT_SSL_VERIFYHOST, 0L);
+    Curl().easy_setopt(handle_, CURLOPT_TIMEOUT_MS, static_cast<long>(patience_.total.count()));
+    Curl().easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT_MS,
+                       static_cast<long>(patience_.connect.count()));
+    Curl().easy_setopt(handle_, CURLOPT_WRITEFUNCTION,
+                       static_cast<curl_write_callback>(&Receiver::Take));
     if (maxSize > 0) {
-        curl_easy_setopt(handle_, CURLOPT_MAXFILESIZE, static_cast<long>(maxSize));
+        Curl().easy_setopt(handle_, CURLOPT_MAXFILESIZE, static_cast<long>(maxSize));
     }
     for (int attempt = 1;; ++attempt) {
         Receiver receiver{sink, maxSize > 0 ? static_cast<std::size_t>(maxSize) : 0};
@@ -100,8 +102,8 @@ Outcome Transfer::Attempt(Receiver &receiver, bool &mayRepeat) {
     if (!receiver.sink.Restart()) {
         return Outcome::kNotStarted;
     }
-    curl_easy_setopt(handle_, CURLOPT_WRITEDATA, &receiver);
-    const CURLcode code = curl_easy_perform(handle_);
+    Curl().easy_setopt(handle_, CURLOPT_WRITEDATA, &receiver);
+    const CURLcode code = Curl().easy_perform(handle_);
     if (receiver.thrown) {
         std::rethrow_exception(receiver.thrown);
     }
@@ -117,10 +119,10 @@ Answer Transfer::Tell() const {
     curl_off_t length = -1;
     const char *type = nullptr;
     const char *url = nullptr;
-    curl_easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &answer.responseCode);
-    curl_easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    curl_easy_getinfo(handle_, CURLINFO_CONTENT_TYPE, &type);
-    curl_easy_getinfo(handle_, CURLINFO_EFFECTIVE_URL, &url);
+    Curl().easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &answer.responseCode);
+    Curl().easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    Curl().easy_getinfo(handle_, CURLINFO_CONTENT_TYPE, &type);
+    Curl().easy_getinfo(handle_, CURLINFO_EFFECTIVE_URL, &url);
     answer.contentLength = static_cast<double>(length);
     answer.contentType = OrEmpty(type);
     answer.effectiveUrl = OrEmpty(url);

@@ -1,11 +1,17 @@
 #include "ffmpeg_transcode/encoder.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <new>
+#include <thread>
 
 #include "ffmpeg_transcode/source.h"
+#include "support/fd.h"
 #include "support/log.h"
 #include "support/run_as.h"
 #include "varn/systempath.h"
@@ -15,6 +21,10 @@ namespace Tonvale::transcode {
 namespace {
 
 constexpr std::size_t kDiscardBlock = 262144;
+constexpr std::size_t kMostMoved = 1 << 20;
+constexpr int kPipeSize = 1 << 20;
+constexpr ssize_t kLargePiece = 64 * 1024;
+constexpr std::chrono::milliseconds kMoment{1};
 
 // The argument vector in the form of exec(3). Empty, logged, when memory is short.
 std::vector<char *> ArgumentVector(const std::string &program, const Arguments &arguments) {
@@ -36,6 +46,38 @@ std::vector<char *> ArgumentVector(const std::string &program, const Arguments &
     return vector;
 }
 
+// Makes room in a pipe, so that the programs at its ends take turns less often. Anything else stays
+// as it is, and so does a pipe whose owner has used his share of the system's.
+void Widen(int pipe) {
+    const int errnoBefore = errno;
+    if (fcntl(pipe, F_GETPIPE_SZ) < kPipeSize) {
+        fcntl(pipe, F_SETPIPE_SZ, kPipeSize);
+    }
+    errno = errnoBefore;
+}
+
+bool OutputFailed(std::size_t put) {
+    LOG_ERROR(kSource, "fwrite() wrong, [%zu] %m", put);
+    return false;
+}
+
+// Hands what the encoder has written on to standard output without a copy of it. Returns its size,
+// 0 when the encoder has ended, or -1 with errno set.
+ssize_t Move(int encoder, std::size_t most) {
+    ssize_t moved;
+    do {
+        moved = splice(encoder, nullptr, STDOUT_FILENO, nullptr, most, SPLICE_F_MOVE);
+    } while (moved < 0 && errno == EINTR);
+    return moved;
+}
+
+// The same by a copy, of a whole block unless the encoder ends before.
+ssize_t CopyBlock(std::FILE *encoder, std::size_t size) {
+    std::array<unsigned char, kCopyBlock> block;
+    const std::size_t got = std::fread(block.data(), 1, size, encoder);
+    return support::WriteAll(STDOUT_FILENO, block.data(), got) ? static_cast<ssize_t>(got) : -1;
+}
+
 }  // namespace
 
 Encoder Launch(const Arguments &arguments) {
@@ -49,7 +91,13 @@ Encoder Launch(const Arguments &arguments) {
         LOG_ERROR(kSource, "Failed to run as root.");
         return nullptr;
     }
-    return Encoder(VLIBCPopenv(program.c_str(), "r", vector.data()));
+    Encoder encoder(VLIBCPopenv(program.c_str(), "r", vector.data()));
+    if (encoder) {
+        // Nothing may wait in a buffer here while the rest is handed on past it.
+        std::setvbuf(encoder.get(), nullptr, _IONBF, 0);
+        Widen(fileno(encoder.get()));
+    }
+    return encoder;
 }
 
 bool ReadWhole(std::FILE *encoder, std::span<unsigned char> block) {
@@ -77,31 +125,37 @@ bool Discard(std::FILE *encoder, int64_t bytes) {
 }
 
 bool CopyToOutput(std::FILE *encoder, int64_t limit) {
-    std::array<unsigned char, kCopyBlock> block;
+    if (!FlushOutput()) {
+        return false;
+    }
+    Widen(STDOUT_FILENO);
+    const auto within = [&limit](std::size_t size) {
+        return limit < 0 ? size : std::min(size, static_cast<std::size_t>(limit));
+    };
+    bool canMove = true;
     while (limit != 0) {
-        std::size_t size = block.size();
-        if (limit > 0) {
-            size = static_cast<std::size_t>(std::min(limit, static_cast<int64_t>(size)));
+        const ssize_t sent = canMove ? Move(fileno(encoder), within(kMostMoved))
+                                     : CopyBlock(encoder, within(kCopyBlock));
+        if (sent < 0 && canMove && errno == EINVAL) {
+            canMove = false;  // an output of a kind that takes nothing but writes
+            continue;
         }
-        const std::size_t got = std::fread(block.data(), 1, size, encoder);
-        if (got == 0) {
-            break;
+        if (sent <= 0) {
+            return sent == 0 || OutputFailed(0);
         }
-        if (!WriteOutput(std::span(block).first(got))) {
-            return false;
+        limit -= limit > 0 ? sent : 0;
+        // The first bytes went on at once. Behind them the encoder's packets are many and small:
+        // a moment later a few of them go the way through all the other programs as one.
+        if (canMove && sent < kLargePiece) {
+            std::this_thread::sleep_for(kMoment);
         }
-        limit -= limit > 0 ? static_cast<int64_t>(got) : 0;
     }
     return true;
 }
 
 bool WriteOutput(std::span<const unsigned char> block) {
     const std::size_t put = std::fwrite(block.data(), 1, block.size(), stdout);
-    if (put != block.size()) {
-        LOG_ERROR(kSource, "fwrite() wrong, [%zu] %m", put);
-        return false;
-    }
-    return true;
+    return put == block.size() || OutputFailed(put);
 }
 
 bool FlushOutput() {

@@ -13,7 +13,7 @@
 
 namespace Tonvale::transcode {
 
-// What is read and written at a time.
+// What is read and written at a time, where it is not moved as it is.
 inline constexpr std::size_t kCopyBlock = 4096;
 
 // The encoder's arguments, its own name not among them.
@@ -31,8 +31,8 @@ bool ReadWhole(std::FILE *encoder, std::span<unsigned char> block);
 // Reads and drops bytes. False, with a log line, when the encoder ends before.
 bool Discard(std::FILE *encoder, int64_t bytes);
 
-// Copies to standard output until the encoder ends or, with a limit that is not negative, so many
-// bytes are through. False, with a log line, when standard output takes no more.
+// Copies to standard output, past its buffer, until the encoder ends or, with a limit that is not
+// negative, so many bytes are through. False, with a log line, when standard output takes no more.
 bool CopyToOutput(std::FILE *encoder, int64_t limit);
 
 // Writes to standard output. False, with a log line, when it does not take everything.

@@ -1,7 +1,6 @@
-// The database client over libpq, the only file that knows it.
+// The database client over libpq, the only file that calls it.
 #include "varn/db.h"
 
-#include <libpq-fe.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -15,18 +14,20 @@
 #include <vector>
 
 #include "linux/error.h"
+#include "linux/libpq.h"
 #include "varn/base.h"
 
 namespace {
 
 using varn::Guarded;
+using varn::Pq;
 using varn::SetError;
 
 struct ConnectionCloser {
-    void operator()(PGconn *conn) const noexcept { PQfinish(conn); }
+    void operator()(PGconn *conn) const noexcept { Pq().finish(conn); }
 };
 struct ResultCloser {
-    void operator()(PGresult *result) const noexcept { PQclear(result); }
+    void operator()(PGresult *result) const noexcept { Pq().clear(result); }
 };
 using PgConnection = std::unique_ptr<PGconn, ConnectionCloser>;
 using PgResult = std::unique_ptr<PGresult, ResultCloser>;
@@ -59,7 +60,7 @@ struct DBConnect_tag {
 
     // Keeps the words of the failure that just happened.
     int Fail(const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
-        error = WithoutLineBreak(PQerrorMessage(pg.get()));
+        error = WithoutLineBreak(Pq().errorMessage(pg.get()));
         if (error.empty()) {  // the server had nothing against it, but this is not the call for it
             error = "a statement that is empty, or that sends or fetches rows by COPY";
         }
@@ -79,10 +80,10 @@ struct VARNDB_RESULT_tag {
     int nextRow = 0;
 
     explicit VARNDB_RESULT_tag(PgResult result) : pg(std::move(result)) {
-        const int count = PQnfields(pg.get());
+        const int count = Pq().nfields(pg.get());
         columns.reserve(static_cast<std::size_t>(count));
         for (int index = 0; index < count; ++index) {
-            columns.push_back({PQfname(pg.get(), index), index});
+            columns.push_back({Pq().fname(pg.get(), index), index});
         }
         std::stable_sort(columns.begin(), columns.end(),
                          [](const Column &a, const Column &b) { return a.name < b.name; });
@@ -145,12 +146,12 @@ PgConnection Connect(const char *socketDir, const char *user, const char *passwo
                                                 program_invocation_short_name,
                                                 nullptr};
     if (!isLocal) {
-        return PgConnection(PQconnectdbParams(keys.data(), values.data(), 0));
+        return PgConnection(Pq().connectdbParams(keys.data(), values.data(), 0));
     }
     // These two would lead past the folder that is asked for, and no setting overrides them.
     const WithoutVariable noAddress("PGHOSTADDR");
     const WithoutVariable noService("PGSERVICE");
-    return PgConnection(PQconnectdbParams(keys.data(), values.data(), 0));
+    return PgConnection(Pq().connectdbParams(keys.data(), values.data(), 0));
 }
 
 // A folder that the client library would take for something else, a host's name or a list.
@@ -159,15 +160,16 @@ bool IsUsableFolder(std::string_view socketDir) {
 }
 
 int AffectedRows(const PGresult *result) {
-    if (PQresultStatus(result) == PGRES_TUPLES_OK) {
-        return PQntuples(result);
+    if (Pq().resultStatus(result) == PGRES_TUPLES_OK) {
+        return Pq().ntuples(result);
     }
-    return static_cast<int>(std::strtol(PQcmdTuples(const_cast<PGresult *>(result)), nullptr, 10));
+    return static_cast<int>(
+        std::strtol(Pq().cmdTuples(const_cast<PGresult *>(result)), nullptr, 10));
 }
 
 int Execute(DBConnect_tag &conn, const char *sql, VARNDB_RESULT **result) {
-    PgResult rows(PQexec(conn.pg.get(), sql));
-    const ExecStatusType status = PQresultStatus(rows.get());
+    PgResult rows(Pq().exec(conn.pg.get(), sql));
+    const ExecStatusType status = Pq().resultStatus(rows.get());
     if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
         return conn.Fail();
     }
@@ -183,9 +185,9 @@ int Execute(DBConnect_tag &conn, const char *sql, VARNDB_RESULT **result) {
 long long FinishCopy(DBConnect_tag &conn) {
     long long stored = 0;
     bool good = true;
-    while (const PgResult result{PQgetResult(conn.pg.get())}) {
-        if (PQresultStatus(result.get()) == PGRES_COMMAND_OK) {
-            stored = std::strtoll(PQcmdTuples(result.get()), nullptr, 10);
+    while (const PgResult result{Pq().getResult(conn.pg.get())}) {
+        if (Pq().resultStatus(result.get()) == PGRES_COMMAND_OK) {
+            stored = std::strtoll(Pq().cmdTuples(result.get()), nullptr, 10);
         } else {
             good = false;
             conn.Fail();
@@ -195,20 +197,20 @@ long long FinishCopy(DBConnect_tag &conn) {
 }
 
 long long CopyIn(DBConnect_tag &conn, const char *statement, std::string_view rows) {
-    const PgResult started(PQexec(conn.pg.get(), statement));
-    if (PQresultStatus(started.get()) != PGRES_COPY_IN) {
+    const PgResult started(Pq().exec(conn.pg.get(), statement));
+    if (Pq().resultStatus(started.get()) != PGRES_COPY_IN) {
         return conn.Fail();
     }
     bool sent = true;
     while (sent && !rows.empty()) {
         const std::string_view chunk = rows.substr(0, kCopyChunk);
-        sent = PQputCopyData(conn.pg.get(), chunk.data(), static_cast<int>(chunk.size())) == 1;
+        sent = Pq().putCopyData(conn.pg.get(), chunk.data(), static_cast<int>(chunk.size())) == 1;
         rows.remove_prefix(chunk.size());
     }
-    sent = sent && PQputCopyEnd(conn.pg.get(), nullptr) == 1;
+    sent = sent && Pq().putCopyEnd(conn.pg.get(), nullptr) == 1;
     if (!sent) {
         conn.Fail();
-        PQputCopyEnd(conn.pg.get(), "the rows could not be sent");
+        Pq().putCopyEnd(conn.pg.get(), "the rows could not be sent");
         FinishCopy(conn);
         return -1;
     }
@@ -225,14 +227,19 @@ DBConnect_tag *VARNDBConnect(const char *socketDir, const char *user, const char
             SetError(VLIB_ERR_BAD_PARAMETER);
             return nullptr;
         }
+        if (!Pq()) {
+            ConnectError() = Pq().Problem();
+            SetError(VLIB_ERR_DATABASE);
+            return nullptr;
+        }
         auto conn = std::make_unique<DBConnect_tag>();
         conn->pg = Connect(socketDir, user, password, database);
-        if (PQstatus(conn->pg.get()) != CONNECTION_OK) {
+        if (Pq().status(conn->pg.get()) != CONNECTION_OK) {
             conn->Fail();
             ConnectError() = conn->error;
             return nullptr;
         }
-        PQsetNoticeProcessor(conn->pg.get(), ToSystemLog, nullptr);
+        Pq().setNoticeProcessor(conn->pg.get(), ToSystemLog, nullptr);
         return conn.release();
     });
 }
@@ -273,7 +280,7 @@ long long VARNDBCopyIn(DBConnect_tag *conn, const char *statement, const char *r
 }
 
 int VARNDBNumRows(const VARNDB_RESULT *result) {
-    return result != nullptr ? PQntuples(result->pg.get()) : 0;
+    return result != nullptr ? Pq().ntuples(result->pg.get()) : 0;
 }
 
 int VARNDBFetchRow(VARNDB_RESULT *result, int *row) {
@@ -293,8 +300,8 @@ const char *VARNDBFetchField(const VARNDB_RESULT *result, int row, const char *c
 
 const char *VARNDBFetchFieldAt(const VARNDB_RESULT *result, int row, int column) {
     const bool inside = result != nullptr && row >= 0 && row < VARNDBNumRows(result) &&
-                        column >= 0 && column < PQnfields(result->pg.get());
-    return inside ? PQgetvalue(result->pg.get(), row, column) : nullptr;
+                        column >= 0 && column < Pq().nfields(result->pg.get());
+    return inside ? Pq().getvalue(result->pg.get(), row, column) : nullptr;
 }
 
 void VARNDBFreeResult(VARNDB_RESULT *result) {

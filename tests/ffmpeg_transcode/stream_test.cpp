@@ -2,6 +2,8 @@
 
 #include <csignal>
 #include <functional>
+#include <iterator>
+#include <thread>
 #include <vector>
 
 #include "varn/process.h"
@@ -344,15 +346,12 @@ TEST_F(Streaming, SurvivesEncodersThatFail) {
     EXPECT_TRUE(Logged(R"(:\d+ Failed to popen \[http://x/%s\] No such file or directory$)"));
 }
 
-// Runs a call with a standard output that nobody reads.
-int ToNobody(const std::function<int()> &call) {
-    int ends[2];
-    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
-    close(ends[0]);
+// Runs a call with a descriptor, which is closed, as standard output.
+int Into(int fd, const std::function<int()> &call) {
     const int saved = fcntl(1, F_DUPFD_CLOEXEC, 3);
     std::fflush(stdout);
-    dup2(ends[1], 1);
-    close(ends[1]);
+    dup2(fd, 1);
+    close(fd);
     const auto before = std::signal(SIGPIPE, SIG_IGN);
     const int result = call();
     std::fflush(stdout);
@@ -361,6 +360,64 @@ int ToNobody(const std::function<int()> &call) {
     close(saved);
     std::clearerr(stdout);
     return result;
+}
+
+int ToNobody(const std::function<int()> &call) {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    close(ends[0]);
+    return Into(ends[1], call);
+}
+
+// What a web server reads through a pipe.
+std::string ThroughPipe(const std::function<int()> &call) {
+    int ends[2];
+    EXPECT_EQ(pipe2(ends, O_CLOEXEC), 0);
+    std::string text;
+    std::thread reader([&] {
+        char block[777];
+        for (ssize_t got; (got = read(ends[0], block, sizeof block)) > 0;) {
+            text.append(block, static_cast<std::size_t>(got));
+        }
+    });
+    EXPECT_EQ(Into(ends[1], call), 0);
+    reader.join();
+    close(ends[0]);
+    return text;
+}
+
+// Pages move into a pipe, and into a file unless it is one that is appended to.
+TEST_F(Streaming, WritesTheSameToEveryOutput) {
+    const std::string sound = MakeSound(330000);
+    const VARN_MEDIA_INFO song = Song("/music/a.flac", 20);
+    UseEncoder("RATE=16000; head -c 3 $SOUND; sleep 0.1; START=0; tail -c +4 $SOUND");
+    const auto call = [&] { return VARNAudioTranscodeSong(&song, "mp3", 0, 0); };
+    const Answered answered = Stream(call);
+    EXPECT_TRUE(answered.body == sound.substr(0, 320000));
+    const std::string whole = answered.header + answered.body;
+    EXPECT_TRUE(ThroughPipe(call) == whole);
+    const fs::path appended = scratch() / "appended";
+    std::ofstream(appended) << "before ";
+    EXPECT_EQ(Into(open(appended.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC), call), 0);
+    std::ifstream file(appended, std::ios::binary);
+    EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(file), {}) == "before " + whole);
+    if (const int full = open("/dev/full", O_WRONLY | O_CLOEXEC); full >= 0) {
+        EXPECT_EQ(Into(full, call), -1);
+        EXPECT_TRUE(Logged("No space left on device$"));
+    }
+}
+
+// A listener hears the first sound while the encoder still works on the next.
+TEST_F(Streaming, PassesTheFirstBytesOnAtOnce) {
+    const VARN_MEDIA_INFO song = Song("/music/a.flac", 0);
+    const fs::path out = scratch() / "out";
+    UseEncoder("printf first; for i in $(seq 100); do grep -q first '" + out.string() +
+               "' && { printf ' heard'; exit; }; sleep 0.05; done");
+    EXPECT_EQ(Into(open(out.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600),
+                   [&] { return VARNAudioTranscodeSong(&song, "mp3", 0, 0); }),
+              0);
+    std::ifstream file(out);
+    EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(file), {}).ends_with("first heard"));
 }
 
 TEST_F(Streaming, EndsTheEncoderOfAReaderThatWentAway) {

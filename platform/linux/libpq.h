@@ -1,0 +1,39 @@
+// The database's client library. It comes with some twenty others, for ways to log in that a socket
+// of this machine does not use, and is therefore loaded with a process's first connection.
+#pragma once
+
+#include <libpq-fe.h>
+
+#include "varn/late_library.h"
+
+namespace varn {
+
+struct Libpq : LateLibrary {
+    Libpq() : LateLibrary("libpq.so.5") {}
+
+    decltype(&::PQconnectdbParams) connectdbParams = Find("PQconnectdbParams");
+    decltype(&::PQfinish) finish = Find("PQfinish");
+    decltype(&::PQstatus) status = Find("PQstatus");
+    decltype(&::PQerrorMessage) errorMessage = Find("PQerrorMessage");
+    decltype(&::PQsetNoticeProcessor) setNoticeProcessor = Find("PQsetNoticeProcessor");
+    decltype(&::PQexec) exec = Find("PQexec");
+    decltype(&::PQgetResult) getResult = Find("PQgetResult");
+    decltype(&::PQclear) clear = Find("PQclear");
+    decltype(&::PQresultStatus) resultStatus = Find("PQresultStatus");
+    decltype(&::PQntuples) ntuples = Find("PQntuples");
+    decltype(&::PQnfields) nfields = Find("PQnfields");
+    decltype(&::PQfname) fname = Find("PQfname");
+    decltype(&::PQgetvalue) getvalue = Find("PQgetvalue");
+    decltype(&::PQcmdTuples) cmdTuples = Find("PQcmdTuples");
+    decltype(&::PQputCopyData) putCopyData = Find("PQputCopyData");
+    decltype(&::PQputCopyEnd) putCopyEnd = Find("PQputCopyEnd");
+};
+
+// Loads the library the first time. Whether that worked is asked before a connection is made; who
+// has a connection or a result need not ask again.
+inline const Libpq &Pq() {
+    static const Libpq library;
+    return library;
+}
+
+}  // namespace varn
