@@ -5,6 +5,7 @@
 #include "support/boundary.h"
 #include "support/handles.h"
 #include "support/log.h"
+#include "support/run_as.h"
 #include "tonvale/library.h"
 #include "tonvale/paths.h"
 #include "tonvale/pins.h"
@@ -176,6 +177,8 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         const bool personalLibrary = IsPersonalLibEnabled(userName_.c_str());
         std::string name;
         std::string path;
+        // The look-up of a file leaves the process as root or as the package's account.
+        const support::SameAccount account(kSource);
         if (VARNAudioWebapiUtilsGetPlaylistNamePath(*id, uid_, preferences, personalLibrary, name,
                                                     path) != 1) {
             return Fail(PIN_ERROR_PLAYLIST);
