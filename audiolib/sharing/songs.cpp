@@ -126,8 +126,10 @@ bool SharingManager::GetPredefinedSharingRecord(const std::string &user,
         }
         rec.playlist_id = std::string("playlist_personal_normal/") + kSharedSongs;
         rec.user_id = GetUserIdFromName(user.c_str());
-        if (GetSharingRecord(rec, false)) {
-            return true;
+        // Only a link that is surely not there is made: with it comes an empty list of songs.
+        const Lookup found = FindRecord(rec);
+        if (found != Lookup::kNone) {
+            return found == Lookup::kFound;
         }
         rec.path = path;
         rec.user_name = user;

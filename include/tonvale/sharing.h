@@ -102,8 +102,9 @@ class TONVALE_EXPORT SharingManager {
     // The playlist file of a user's single shared songs, or "".
     std::string GetPredefinedSharingPlsPath(const std::string &user) noexcept;
 
-    // The link of those songs. It is made, with an empty playlist and without dates, when there is
-    // none yet.
+    // The link of those songs, into a fresh `rec` (an id in it is looked up instead). It is made,
+    // with an empty playlist and without dates, when there is none yet. False, with nothing made,
+    // for a user without the sharing permission and while the database does not answer.
     bool GetPredefinedSharingRecord(const std::string &user, SharingData &rec) noexcept;
 
     // Adds a song to those songs, or removes it. A song that is there already stays once; one that
@@ -174,7 +175,12 @@ class TONVALE_EXPORT SharingManager {
     bool HandleDeleteUserPrivilege(unsigned int uid) noexcept;
 
   private:
+    enum class Lookup { kFound, kNone, kFailed };
+
     bool Connected();
+    // Fills `rec` as GetSharingRecord does, and tells a link that is not there from one that could
+    // not be asked for or may not be shown.
+    Lookup FindRecord(SharingData &rec);
 
     DBConnect_tag *conn_ = nullptr;
     Json::Value cache_;

@@ -1,0 +1,67 @@
+#include <filesystem>
+#include <string>
+
+#include "sharing/sharing_fixture.h"
+
+namespace {
+
+using namespace tonvale_test;
+using Tonvale::SharingData;
+using Tonvale::SharingManager;
+
+// The user's list of single songs, when something is in the way.
+class SharedSongsFailures : public SharingTest {
+  protected:
+    static constexpr char kFolder[] = "/usr/varn/etc/preference/alice";
+
+    static std::string File() { return At(kFolder).string() + "/__VARN_AUDIO_SHARED_SONGS__.m3u"; }
+    static std::string Rows() { return Value("SELECT COUNT(*) FROM playlist_sharing"); }
+    static bool Get(SharingManager &manager) {
+        SharingData rec;
+        const bool got = manager.GetPredefinedSharingRecord("alice", rec);
+        BackToRoot();
+        return got;
+    }
+    static void Permit(bool allowed) {
+        WriteFile(varn::path::kUsersFile,
+                  std::string(R"({"1030": {"sharing": )") + (allowed ? "true" : "false") + "}}");
+    }
+};
+
+// The list must not be made anew, and so emptied, when its link could merely not be read.
+TEST_F(SharedSongsFailures, AListOnceMadeIsKept) {
+    SharingManager manager;
+    std::filesystem::create_directories(At(kFolder));
+    ASSERT_TRUE(Get(manager));
+    WriteFile(std::string(kFolder) + "/__VARN_AUDIO_SHARED_SONGS__.m3u", "/music/a.mp3\r\n");
+
+    Permit(false);
+    EXPECT_FALSE(Get(manager));
+    Permit(true);
+    Query("ALTER TABLE playlist_sharing RENAME avail_date TO elsewhere");
+    EXPECT_FALSE(Get(manager));
+    EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Failed to exec \\[SELECT id, user_name"));
+    Query("ALTER TABLE playlist_sharing RENAME elsewhere TO avail_date");
+
+    EXPECT_TRUE(Get(manager));
+    EXPECT_EQ(Rows(), "1");
+    EXPECT_EQ(ReadFile(File()), "/music/a.mp3\r\n");
+}
+
+TEST_F(SharedSongsFailures, WithoutThePermissionNothingIsMade) {
+    SharingManager manager;
+    Permit(false);
+    EXPECT_FALSE(Get(manager));
+    SharingData nobody;
+    EXPECT_FALSE(manager.GetPredefinedSharingRecord("nobody-here", nobody));
+    EXPECT_EQ(Rows(), "0");
+    EXPECT_FALSE(std::filesystem::exists(At(kFolder)));
+    for (const char *user : {"", ".", "..", "alice/../bob"}) {
+        SharingData rec;
+        ClearLog();
+        EXPECT_FALSE(manager.GetPredefinedSharingRecord(user, rec)) << user;
+        EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ cannot get preference dir, user name="));
+    }
+}
+
+}  // namespace
