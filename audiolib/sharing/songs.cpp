@@ -1,9 +1,13 @@
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <optional>
 
 #include "sharing/sharing.h"
 #include "support/boundary.h"
-#include "support/song_list.h"
 #include "support/log.h"
+#include "support/package_user.h"
+#include "support/song_list.h"
 #include "tonvale/playlists.h"
 #include "tonvale/sharing.h"
 #include "tonvale/webapi.h"
@@ -20,6 +24,7 @@ using sharing::kSource;
 using support::Guarded;
 
 constexpr std::size_t kPathSize = 4096;
+constexpr mode_t kFolderMode = 0755;
 
 // The user's single shared songs.
 constexpr char kSharedSongs[] = "__VARN_AUDIO_SHARED_SONGS__";
@@ -93,6 +98,32 @@ bool FirstOfNormal(const SharingData &rec, std::string &songId) {
     return true;
 }
 
+// The user's preference folder, which belongs to the package's account. True when it is there.
+bool MakeFolderOf(const std::string &path) {
+    const support::AsPackageUser package;
+    const std::string folder = path.substr(0, path.rfind('/'));
+    if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+        LOG_ERROR(kSource, "Failed to make %s: %m", folder.c_str());
+        return false;
+    }
+    return true;
+}
+
+// True only when there is surely no such file: what is there may hold songs.
+bool IsMissing(const std::string &path) {
+    struct stat status;
+    return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
+// Makes the playlist, empty, and its folder.
+bool MakeSharedSongs(const std::string &path) {
+    if (!MakeFolderOf(path) || VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
+        LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
+        return false;
+    }
+    return true;
+}
+
 // The song's row, by its path or virtual name; nothing when the text cannot be a path.
 std::optional<std::string> SongCondition(const std::string &song) {
     char file[kPathSize] = "";
@@ -128,19 +159,18 @@ bool SharingManager::GetPredefinedSharingRecord(const std::string &user,
         rec.user_id = GetUserIdFromName(user.c_str());
         // Only a link that is surely not there is made: with it comes an empty list of songs.
         const Lookup found = FindRecord(rec);
-        if (found != Lookup::kNone) {
-            return found == Lookup::kFound;
+        if (found == Lookup::kFailed) {
+            return false;
+        }
+        if (found == Lookup::kFound) {
+            if (rec.path == path && IsMissing(path)) {
+                MakeSharedSongs(path);
+            }
+            return true;
         }
         rec.path = path;
         rec.user_name = user;
-        if (!AddSharingRecord(rec)) {
-            return false;
-        }
-        if (VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
-            LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
-            return false;
-        }
-        return true;
+        return MakeFolderOf(path) && AddSharingRecord(rec) && MakeSharedSongs(path);
     });
 }
 

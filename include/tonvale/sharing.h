@@ -103,7 +103,8 @@ class TONVALE_EXPORT SharingManager {
     std::string GetPredefinedSharingPlsPath(const std::string &user) noexcept;
 
     // The link of those songs, into a fresh `rec` (an id in it is looked up instead). It is made,
-    // with an empty playlist and without dates, when there is none yet. False, with nothing made,
+    // with an empty playlist and without dates, when there is none yet, and so are the user's
+    // preference folder and the playlist's file when they are missing. False, with nothing made,
     // for a user without the sharing permission and while the database does not answer.
     bool GetPredefinedSharingRecord(const std::string &user, SharingData &rec) noexcept;
 

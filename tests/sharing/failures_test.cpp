@@ -1,7 +1,10 @@
+#include <sys/stat.h>
+
 #include <filesystem>
 #include <string>
 
 #include "sharing/sharing_fixture.h"
+#include "varn/process.h"
 
 namespace {
 
@@ -31,7 +34,6 @@ class SharedSongsFailures : public SharingTest {
 // The list must not be made anew, and so emptied, when its link could merely not be read.
 TEST_F(SharedSongsFailures, AListOnceMadeIsKept) {
     SharingManager manager;
-    std::filesystem::create_directories(At(kFolder));
     ASSERT_TRUE(Get(manager));
     WriteFile(std::string(kFolder) + "/__VARN_AUDIO_SHARED_SONGS__.m3u", "/music/a.mp3\r\n");
 
@@ -62,6 +64,41 @@ TEST_F(SharedSongsFailures, WithoutThePermissionNothingIsMade) {
         EXPECT_FALSE(manager.GetPredefinedSharingRecord(user, rec)) << user;
         EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ cannot get preference dir, user name="));
     }
+}
+
+TEST_F(SharedSongsFailures, FolderAndFileAreMadeWhenTheyAreMissing) {
+    SharingManager manager;
+    ASSERT_FALSE(std::filesystem::exists(At(kFolder)));
+    ASSERT_TRUE(Get(manager));
+    struct stat folder {};
+    ASSERT_EQ(stat(At(kFolder).c_str(), &folder), 0);
+    EXPECT_EQ(folder.st_uid, GetUserIdFromName(varn::kPackageAccount));
+    EXPECT_EQ(folder.st_mode & 0777, 0755U);
+    const std::string empty = ReadFile(File());
+
+    // The link is there and its list is not: as after a failure, or a restored database.
+    std::filesystem::remove_all(At(kFolder));
+    EXPECT_TRUE(Get(manager));
+    EXPECT_EQ(ReadFile(File()), empty);
+    EXPECT_TRUE(std::filesystem::exists(File()));
+    EXPECT_EQ(Rows(), "1");
+
+    // A link that leads to another file makes none there.
+    const std::string other = (scratch() / "other.m3u").string();
+    Query("UPDATE playlist_sharing SET path = '" + other + "'");
+    EXPECT_TRUE(Get(manager));
+    EXPECT_FALSE(std::filesystem::exists(other));
+}
+
+TEST_F(SharedSongsFailures, NoRowIsAddedForAListThatCannotBe) {
+    SharingManager manager;
+    std::filesystem::remove_all(At(varn::path::kPreferences));
+    EXPECT_FALSE(Get(manager));
+    EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Failed to make .*/preference/alice: "));
+    EXPECT_EQ(Rows(), "0");
+    std::filesystem::create_directories(At(kFolder));
+    EXPECT_TRUE(Get(manager));
+    EXPECT_TRUE(std::filesystem::exists(File()));
 }
 
 }  // namespace
