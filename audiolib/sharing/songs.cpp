@@ -226,8 +226,12 @@ bool SharingManager::CheckSongAllowSharing(const SharingData &rec,
             return VARNPlaylistCheckSong(rec.user_id, rec.path.c_str(), song.c_str()) == 0;
         }
         const std::string rules = Rules(rec, key->text);
-        const auto condition = rules.empty() ? std::nullopt : SongCondition(song);
+        if (rules.empty()) {
+            return false;
+        }
+        const auto condition = SongCondition(song);
         if (!condition) {
+            LOG_ERROR(kSource, "Failed to escape string [%s]", song.c_str());
             return false;
         }
         const auto first = FirstSong(rec, "(" + rules + ")" + *condition);
