@@ -1,8 +1,8 @@
 #include <algorithm>
 #include <memory>
 
+#include "pin/operation.h"
 #include "pin/source.h"
-#include "support/boundary.h"
 #include "support/handles.h"
 #include "support/log.h"
 #include "support/run_as.h"
@@ -19,7 +19,7 @@ namespace Tonvale {
 namespace {
 
 using pin::kSource;
-using support::Guarded;
+using pin::Operation;
 
 constexpr int kPathSize = 4096;
 constexpr char kShared[] = "shared";
@@ -110,8 +110,7 @@ bool DescribeKeptId(const std::string &id, Json::Value &criteria) {
 }  // namespace
 
 bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto id = Member(criteria, PinData::FOLDER);
         if (!id) {
             return Fail(PIN_ERROR_PARAMETER);
@@ -133,8 +132,7 @@ bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
 }
 
 bool PinManager::ConvertFolderPathToID(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto library = Member(criteria, PinData::FOLDER);
         const auto path = Member(criteria, PinData::PATH);
         if (!library || !path) {
@@ -158,8 +156,7 @@ bool PinManager::ConvertFolderPathToID(Json::Value &criteria) noexcept {
 }
 
 bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto id = Member(criteria, PinData::PLAYLIST);
         bool shared = false;
         bool smart = false;
@@ -193,8 +190,7 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
 }
 
 bool PinManager::ConvertPlaylistPathToID(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto value = Member(criteria, PinData::PLAYLIST);
         if (!value) {
             return Fail(PIN_ERROR_PARAMETER);
