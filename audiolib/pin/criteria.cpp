@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <memory>
+#include <utility>
 
 #include "pin/operation.h"
 #include "pin/source.h"
@@ -33,12 +34,14 @@ constexpr std::string_view kSharedSongs = "playlist_personal_normal/__VARN_AUDIO
 constexpr std::string_view kSharedSmart = "playlist_shared_smart";
 constexpr std::string_view kPersonalSmart = "playlist_personal_smart";
 
-// A member as text; nothing when it is missing or no text.
+// A member as text; nothing when it is missing, no text, or one that the functions for plain texts
+// would cut at a NUL.
 std::optional<std::string> Member(const Json::Value &criteria, const char *key) {
     if (!criteria.isObject() || !criteria.isMember(key) || !criteria[key].isString()) {
         return std::nullopt;
     }
-    return criteria[key].asString();
+    std::string text = criteria[key].asString();
+    return text.find('\0') == text.npos ? std::optional(std::move(text)) : std::nullopt;
 }
 
 std::string AfterFirstSlash(const std::string &text) {

@@ -29,6 +29,11 @@ constexpr mode_t kFolderMode = 0755;
 // The user's single shared songs.
 constexpr char kSharedSongs[] = "__VARN_AUDIO_SHARED_SONGS__";
 
+// A text that the functions for plain texts would cut.
+bool HasNul(const std::string &text) {
+    return text.find('\0') != std::string::npos;
+}
+
 struct Key {
     bool smart = false;
     std::string text;
@@ -139,7 +144,8 @@ std::optional<std::string> SongCondition(const std::string &song) {
 std::string SharingManager::GetPredefinedSharingPlsPath(const std::string &user) noexcept {
     return Guarded(kSource, std::string(), [&] {
         char directory[kPathSize - 1] = "";
-        if (VARNUserPreferenceDirGet(user.c_str(), directory, sizeof(directory)) != 0) {
+        if (HasNul(user) ||
+            VARNUserPreferenceDirGet(user.c_str(), directory, sizeof(directory)) != 0) {
             LOG_ERROR(kSource, "cannot get preference dir, user name=%s", user.c_str());
             return std::string();
         }
@@ -177,6 +183,10 @@ bool SharingManager::GetPredefinedSharingRecord(const std::string &user,
 bool SharingManager::ShareSingleSong(bool add, const std::string &user, const std::string &songId,
                                      const std::string &songPath) noexcept {
     return Guarded(kSource, false, [&] {
+        if (HasNul(user) || HasNul(songId) || HasNul(songPath)) {
+            LOG_ERROR(kSource, "Bad parameter.");
+            return false;
+        }
         const uid_t uid = GetUserIdFromName(user.c_str());
         SharingData rec;
         if (!GetPredefinedSharingRecord(user, rec)) {
@@ -218,6 +228,10 @@ bool SharingManager::GetFirstSongIdInPlaylist(const SharingData &rec,
 bool SharingManager::CheckSongAllowSharing(const SharingData &rec,
                                            const std::string &song) noexcept {
     return Guarded(kSource, false, [&] {
+        if (HasNul(song)) {
+            LOG_ERROR(kSource, "Bad parameter.");
+            return false;
+        }
         const auto key = ParsePlaylist(rec);
         if (!key) {
             return false;

@@ -106,6 +106,24 @@ TEST_F(PinFailures, CodesAreSetAndCleared) {
     EXPECT_EQ(alice().GetErrorCode(), 5) << "compared as the stored text";
 }
 
+TEST_F(PinFailures, TextsWithANulAreRefused) {
+    using namespace std::string_literals;
+    const std::string id = Pin("genre", Object({}), "mine");
+    const std::string forged = id + "\0x"s;
+    PinData pin;
+    EXPECT_FALSE(alice().GetPinByUserId(forged, pin));
+    EXPECT_FALSE(alice().Unpin(forged));
+    EXPECT_FALSE(alice().Rename(forged, "x"));
+    EXPECT_FALSE(alice().Reorder({forged}, 0, -1));
+    EXPECT_FALSE(alice().Rename(id, "short\0ened"s));
+    EXPECT_EQ(Pin("album", Object({}), "short\0ened"s), "");
+    Json::Value playlist;
+    playlist["playlist"] = "playlist_personal_normal/mine\0x"s;
+    EXPECT_EQ(Pin("playlist", playlist), "");
+    EXPECT_EQ(alice().GetErrorCode(), 1);
+    EXPECT_EQ(Names(List(alice())), std::vector<std::string>{"mine"});
+}
+
 // A database that others wrote into: no key is counted past the largest one.
 TEST_F(PinFailures, KeysThatHaveNoSuccessor) {
     const std::string first = Pin("genre", Object({}), "first");

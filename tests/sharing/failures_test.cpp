@@ -1,5 +1,6 @@
 #include <sys/stat.h>
 
+#include <array>
 #include <filesystem>
 #include <string>
 
@@ -99,6 +100,34 @@ TEST_F(SharedSongsFailures, NoRowIsAddedForAListThatCannotBe) {
     std::filesystem::create_directories(At(kFolder));
     EXPECT_TRUE(Get(manager));
     EXPECT_TRUE(std::filesystem::exists(File()));
+}
+
+// What stands behind a NUL must not be lost: it is another user's name, song or link.
+TEST_F(SharedSongsFailures, TextsWithANulAreRefused) {
+    using namespace std::string_literals;
+    SharingManager manager;
+    ASSERT_TRUE(Get(manager));
+    WriteFile(std::string(kFolder) + "/__VARN_AUDIO_SHARED_SONGS__.m3u", "/music/a.mp3\r\n");
+    SharingData rec;
+    EXPECT_FALSE(manager.GetPredefinedSharingRecord("alice\0x"s, rec));
+    for (const auto &[user, id, path] : {std::array{"alice\0x"s, "music_1"s, "/music/a.mp3"s},
+                                         std::array{"alice"s, "music_1\0x"s, "/music/a.mp3"s},
+                                         std::array{"alice"s, "music_1"s, "/music/a.mp3\0x"s}}) {
+        EXPECT_FALSE(manager.ShareSingleSong(true, user, id, path));
+        EXPECT_FALSE(manager.ShareSingleSong(false, user, id, path));
+    }
+    BackToRoot();
+    EXPECT_EQ(ReadFile(File()), "/music/a.mp3\r\n");
+
+    ASSERT_TRUE(manager.GetPredefinedSharingRecord("alice", rec));
+    EXPECT_TRUE(manager.CheckSongAllowSharing(rec, "/music/a.mp3"));
+    EXPECT_FALSE(manager.CheckSongAllowSharing(rec, "/music/a.mp3\0x"s));
+    const std::string id = rec.id;
+    rec.id += "\0x"s;
+    EXPECT_FALSE(manager.GetSharingRecord(rec, false));
+    rec.playlist_id += "\0x"s;
+    EXPECT_FALSE(manager.DeleteSharingRecord(rec));
+    EXPECT_EQ(Value("SELECT id FROM playlist_sharing"), id);
 }
 
 }  // namespace
