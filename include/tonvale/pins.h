@@ -2,7 +2,7 @@
 //
 // A pin is a row of the table "pin". Folders and playlists are stored by path, because their
 // identifiers change when the library is indexed anew, and are turned into identifiers again when
-// pins are read. Nothing throws.
+// pins are read. Texts are UTF-8 without a NUL; others are refused. Nothing throws.
 //
 // Every call that asks the library or looks for a file switches the effective user of the process
 // meanwhile, and back before it returns: pins are for single-threaded processes.
