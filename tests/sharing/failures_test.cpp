@@ -2,6 +2,7 @@
 
 #include <array>
 #include <filesystem>
+#include <random>
 #include <string>
 
 #include "sharing/sharing_fixture.h"
@@ -100,6 +101,24 @@ TEST_F(SharedSongsFailures, NoRowIsAddedForAListThatCannotBe) {
     std::filesystem::create_directories(At(kFolder));
     EXPECT_TRUE(Get(manager));
     EXPECT_TRUE(std::filesystem::exists(File()));
+}
+
+// A name that is long and that the server cannot make shorter.
+TEST_F(SharedSongsFailures, PlaylistsWithEndlessNamesHaveLinks) {
+    std::minstd_rand random(1);
+    std::string name;
+    while (name.size() < 10000) {
+        name += static_cast<char>('!' + random() % 90);
+    }
+    SharingManager manager;
+    SharingData rec = Link(kAlice, "playlist_personal_smart/" + name, "/v/" + name);
+    rec.id = "abcdefgh";
+    ASSERT_TRUE(manager.AddSharingRecord(rec));
+    SharingData read = Link(kAlice, rec.playlist_id);
+    ASSERT_TRUE(manager.GetSharingRecord(read, true));
+    EXPECT_EQ(read.id, "abcdefgh");
+    EXPECT_TRUE(manager.DeleteSharingRecord(read));
+    EXPECT_EQ(Rows(), "0");
 }
 
 // What stands behind a NUL must not be lost: it is another user's name, song or link.
