@@ -1,10 +1,12 @@
 #include <algorithm>
 #include <memory>
+#include <utility>
 
+#include "pin/operation.h"
 #include "pin/source.h"
-#include "support/boundary.h"
 #include "support/handles.h"
 #include "support/log.h"
+#include "support/run_as.h"
 #include "tonvale/library.h"
 #include "tonvale/paths.h"
 #include "tonvale/pins.h"
@@ -18,7 +20,7 @@ namespace Tonvale {
 namespace {
 
 using pin::kSource;
-using support::Guarded;
+using pin::Operation;
 
 constexpr int kPathSize = 4096;
 constexpr char kShared[] = "shared";
@@ -32,12 +34,14 @@ constexpr std::string_view kSharedSongs = "playlist_personal_normal/__VARN_AUDIO
 constexpr std::string_view kSharedSmart = "playlist_shared_smart";
 constexpr std::string_view kPersonalSmart = "playlist_personal_smart";
 
-// A member as text; nothing when it is missing or no text.
+// A member as text; nothing when it is missing, no text, or one that the functions for plain texts
+// would cut at a NUL.
 std::optional<std::string> Member(const Json::Value &criteria, const char *key) {
     if (!criteria.isObject() || !criteria.isMember(key) || !criteria[key].isString()) {
         return std::nullopt;
     }
-    return criteria[key].asString();
+    std::string text = criteria[key].asString();
+    return text.find('\0') == text.npos ? std::optional(std::move(text)) : std::nullopt;
 }
 
 std::string AfterFirstSlash(const std::string &text) {
@@ -109,8 +113,7 @@ bool DescribeKeptId(const std::string &id, Json::Value &criteria) {
 }  // namespace
 
 bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto id = Member(criteria, PinData::FOLDER);
         if (!id) {
             return Fail(PIN_ERROR_PARAMETER);
@@ -132,8 +135,7 @@ bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
 }
 
 bool PinManager::ConvertFolderPathToID(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto library = Member(criteria, PinData::FOLDER);
         const auto path = Member(criteria, PinData::PATH);
         if (!library || !path) {
@@ -157,8 +159,7 @@ bool PinManager::ConvertFolderPathToID(Json::Value &criteria) noexcept {
 }
 
 bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto id = Member(criteria, PinData::PLAYLIST);
         bool shared = false;
         bool smart = false;
@@ -176,6 +177,8 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         const bool personalLibrary = IsPersonalLibEnabled(userName_.c_str());
         std::string name;
         std::string path;
+        // The look-up of a file leaves the process as root or as the package's account.
+        const support::SameAccount account(kSource);
         if (VARNAudioWebapiUtilsGetPlaylistNamePath(*id, uid_, preferences, personalLibrary, name,
                                                     path) != 1) {
             return Fail(PIN_ERROR_PLAYLIST);
@@ -190,8 +193,7 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
 }
 
 bool PinManager::ConvertPlaylistPathToID(Json::Value &criteria) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         const auto value = Member(criteria, PinData::PLAYLIST);
         if (!value) {
             return Fail(PIN_ERROR_PARAMETER);

@@ -1,7 +1,8 @@
+#include <climits>
 #include <set>
 
+#include "pin/operation.h"
 #include "pin/source.h"
-#include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/pins.h"
 #include "varn/sql.h"
@@ -11,11 +12,15 @@ namespace Tonvale {
 namespace {
 
 using pin::kSource;
-using support::Guarded;
+using pin::Operation;
 
 // The statement that numbers the pins from `base` in the order of `ids`; nothing, with a log line,
-// when an id cannot go into one.
+// when an id cannot go into one or there are not as many numbers.
 std::optional<std::string> Renumber(const std::vector<std::string> &ids, int base, unsigned uid) {
+    if (ids.size() - 1 > static_cast<std::size_t>(INT_MAX - static_cast<long long>(base))) {
+        LOG_ERROR(kSource, "No place for %zu pins from sort key %d", ids.size(), base);
+        return std::nullopt;
+    }
     std::string cases;
     std::string list;
     for (std::size_t i = 0; i < ids.size(); ++i) {
@@ -54,10 +59,9 @@ bool AreTheSame(const std::vector<std::string> &ids, const std::vector<PinData> 
 }  // namespace
 
 bool PinManager::Reorder(const std::vector<std::string> &ids, int offset, int limit) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         std::vector<PinData> pins;
-        if (!ListPinByUser(offset, limit, pins)) {
+        if (!ReadPage(offset, limit, pins)) {
             return false;
         }
         if (!AreTheSame(ids, pins)) {
@@ -67,7 +71,7 @@ bool PinManager::Reorder(const std::vector<std::string> &ids, int offset, int li
             return true;
         }
         const auto statement = Renumber(ids, pins.front().sort_key, uid_);
-        return statement && Run(statement);
+        return statement ? Run(statement) : Fail(PIN_ERROR_DATABASE);
     });
 }
 

@@ -1,10 +1,12 @@
 #include <json/reader.h>
 #include <json/writer.h>
 
+#include <climits>
+#include <iterator>
 #include <utility>
 
+#include "pin/operation.h"
 #include "pin/source.h"
-#include "support/boundary.h"
 #include "support/log.h"
 #include "support/statement.h"
 #include "tonvale/library.h"
@@ -16,8 +18,8 @@ namespace Tonvale {
 namespace {
 
 using pin::kSource;
+using pin::Operation;
 using support::Field;
-using support::Guarded;
 
 constexpr char kCountOfUser[] = "SELECT COUNT(id) FROM pin WHERE user_id = %d";
 constexpr char kById[] = "SELECT * FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
@@ -72,9 +74,9 @@ PinData ReadRow(const support::Result &rows, int row) {
     return pin;
 }
 
-bool Query(DBConnect_tag *conn, const std::optional<std::string> &statement,
-           support::Result *rows) {
-    return conn != nullptr && support::Execute(kSource, conn, statement, rows);
+bool Query(DBConnect_tag *conn, const std::optional<std::string> &statement, support::Result *rows,
+           int line) {
+    return conn != nullptr && support::Execute(kSource, conn, statement, rows, line);
 }
 
 }  // namespace
@@ -84,19 +86,21 @@ const std::set<std::string> PinData::ALLOWED_PIN_TYPE = {
 const std::set<std::string> PinData::ALLOWED_PIN_CRITERIA = {
     FOLDER, ALBUM, ARTIST, ALBUM_ARTIST, COMPOSER, GENRE, GENRE_FILTER, PLAYLIST};
 
-PinManager::PinManager(unsigned int uid, const std::string &userName) noexcept
-    : uid_(uid), userName_(userName) {}
+PinManager::PinManager(unsigned int uid, const std::string &userName) noexcept : uid_(uid) {
+    support::Guarded(kSource, 0, [&] {
+        userName_ = userName;
+        return 0;
+    });
+}
 
 bool PinManager::CheckType(const std::string &type) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         return PinData::ALLOWED_PIN_TYPE.contains(type) || Fail(PIN_ERROR_TYPE);
     });
 }
 
 bool PinManager::CheckCriteria(const std::vector<std::string> &keys) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         for (const std::string &key : keys) {
             if (!PinData::ALLOWED_PIN_CRITERIA.contains(key)) {
                 return Fail(PIN_ERROR_CRITERIA);
@@ -111,26 +115,26 @@ bool PinManager::Fail(int code) {
     return false;
 }
 
-bool PinManager::Run(const std::optional<std::string> &statement) {
-    return Query(Get(), statement, nullptr) || Fail(PIN_ERROR_DATABASE);
+bool PinManager::Run(const std::optional<std::string> &statement, int line) {
+    return Query(Get(), statement, nullptr, line) || Fail(PIN_ERROR_DATABASE);
 }
 
-bool PinManager::ReadPins(const std::optional<std::string> &statement, std::vector<PinData> &pins) {
+bool PinManager::ReadStored(const std::optional<std::string> &statement, std::vector<PinData> &pins,
+                            int line) {
     support::Result rows;
-    if (!Query(Get(), statement, &rows)) {
+    if (!Query(Get(), statement, &rows, line)) {
         return Fail(PIN_ERROR_DATABASE);
     }
     while (const auto row = support::NextRow(rows)) {
         pins.push_back(ReadRow(rows, *row));
-        ShowCriteria(pins.back());
     }
     return true;
 }
 
 bool PinManager::ReadNumber(const std::optional<std::string> &statement, const char *column,
-                            int &number) {
+                            int &number, int line) {
     support::Result rows;
-    if (!Query(Get(), statement, &rows)) {
+    if (!Query(Get(), statement, &rows, line)) {
         return Fail(PIN_ERROR_DATABASE);
     }
     const auto row = support::NextRow(rows);
@@ -148,21 +152,21 @@ void PinManager::ShowCriteria(PinData &pin) {
     error_ = PIN_ERROR_NONE;
 }
 
-bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &out) {
+bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &out, int line) {
     std::vector<PinData> pins;
-    if (!ReadPins(statement, pins)) {
+    if (!ReadStored(statement, pins, line)) {
         return false;
     }
     if (pins.empty()) {
         return Fail(PIN_ERROR_NOT_FOUND);
     }
+    ShowCriteria(pins.front());
     out = std::move(pins.front());
     return true;
 }
 
 int PinManager::GetPinTotalByUser() noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, -1, [&] {
+    return Operation(*this, -1, [&] {
         const support::Text statement(VLIBCStrGet(kCountOfUser, static_cast<int>(uid_)));
         int total = 0;
         return ReadNumber(Formatted(statement), "count", total) ? total : -1;
@@ -170,26 +174,36 @@ int PinManager::GetPinTotalByUser() noexcept {
 }
 
 bool PinManager::GetPinByUserId(const std::string &id, PinData &out) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false,
-                   [&] { return ReadOne(varn::Sql(kById, static_cast<int>(uid_), id), out); });
+    return Operation(*this, false,
+                     [&] { return ReadOne(varn::Sql(kById, static_cast<int>(uid_), id), out); });
 }
 
 bool PinManager::GetPinByUserTypeCriteria(const std::string &type, const std::string &criteriaJson,
                                           PinData &out) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         return ReadOne(varn::Sql(kByView, static_cast<int>(uid_), type, criteriaJson), out);
     });
 }
 
+bool PinManager::ReadPage(int offset, int limit, std::vector<PinData> &pins) {
+    const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
+    const support::Text statement(
+        VLIBCStrGet(kPage, static_cast<int>(uid_), offset, limitClause.c_str()));
+    return ReadStored(Formatted(statement), pins);
+}
+
 bool PinManager::ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
-        const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
-        const support::Text statement(
-            VLIBCStrGet(kPage, static_cast<int>(uid_), offset, limitClause.c_str()));
-        return ReadPins(Formatted(statement), out);
+    return Operation(*this, false, [&] {
+        std::vector<PinData> page;
+        if (!ReadPage(offset, limit, page)) {
+            return false;
+        }
+        for (PinData &pin : page) {
+            ShowCriteria(pin);
+        }
+        out.insert(out.end(), std::make_move_iterator(page.begin()),
+                   std::make_move_iterator(page.end()));
+        return true;
     });
 }
 
@@ -217,13 +231,16 @@ bool PinManager::Insert(const std::string &type, const std::string &name,
     if (!ReadNumber(varn::Sql(kLastKey, user), "max", last)) {
         return false;
     }
+    if (last == INT_MAX) {
+        LOG_ERROR(kSource, "No place behind the pin with sort key %d", last);
+        return Fail(PIN_ERROR_DATABASE);
+    }
     return Run(varn::Sql(kInsert, user, type, name, criteria, last + 1));
 }
 
 bool PinManager::Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
                      PinData &out) noexcept {
-    error_ = PIN_ERROR_NONE;
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         std::string text;
         if (!CheckType(type) || !StoredCriteria(type, criteria, text)) {
             return false;
@@ -244,14 +261,14 @@ bool PinManager::Pin(const std::string &type, const Json::Value &criteria, const
 }
 
 bool PinManager::Unpin(const std::string &id) noexcept {
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         PinData pin;
         return GetPinByUserId(id, pin) && Run(varn::Sql(kDelete, static_cast<int>(uid_), id));
     });
 }
 
 bool PinManager::Rename(const std::string &id, const std::string &name) noexcept {
-    return Guarded(kSource, false, [&] {
+    return Operation(*this, false, [&] {
         PinData pin;
         return GetPinByUserId(id, pin) && Run(varn::Sql(kRename, name, static_cast<int>(uid_), id));
     });

@@ -38,7 +38,7 @@ std::string FirstLine(std::string_view fixedPath, const char *operand, int &stat
 std::string DynamicDnsName() {
     std::optional<support::RootThenPrevious> asRoot;
     if (geteuid() != 0) {
-        asRoot.emplace(kSource);
+        asRoot.emplace(kSource, __LINE__);
     }
     int status = 0;
     const std::string line = FirstLine(varn::path::kDynamicDns, "--get-hostname", status);

@@ -175,37 +175,41 @@ bool SharingManager::DeleteSharingRecord(SharingData &rec) noexcept {
     });
 }
 
+SharingManager::Lookup SharingManager::FindRecord(SharingData &rec) {
+    const bool byId = !rec.id.empty();
+    if (!byId && !NamesPlaylist(rec)) {
+        return Lookup::kFailed;
+    }
+    if (!(byId && rec.user_id == kNoUser) && !IsUserAllowSharing(rec.user_id)) {
+        return Lookup::kFailed;
+    }
+    const auto statement =
+        byId ? varn::Sql(kById, rec.id)
+             : varn::Sql(kByOwner, static_cast<int>(rec.user_id), rec.playlist_id);
+    support::Result rows;
+    if (!Connected() || !support::Execute(kSource, conn_, statement, &rows)) {
+        return Lookup::kFailed;
+    }
+    const auto row = support::NextRow(rows);
+    if (!row) {
+        return Lookup::kNone;
+    }
+    if (byId) {
+        const auto owner = static_cast<uint32_t>(support::NumberField(rows, *row, "user_id"));
+        if (!IsUserAllowSharing(owner)) {
+            return Lookup::kFailed;
+        }
+        rec.user_id = owner;
+        rec.playlist_id = Field(rows, *row, "playlist_id");
+    }
+    ReadRow(rows, *row, rec);
+    CheckAndUpdateRecord(rec.playlist_id, rec.path);
+    return Lookup::kFound;
+}
+
 bool SharingManager::GetSharingRecord(SharingData &rec, bool onlyValid) noexcept {
     return Guarded(kSource, false, [&] {
-        const bool byId = !rec.id.empty();
-        if (!byId && !NamesPlaylist(rec)) {
-            return false;
-        }
-        if (!(byId && rec.user_id == kNoUser) && !IsUserAllowSharing(rec.user_id)) {
-            return false;
-        }
-        const auto statement =
-            byId ? varn::Sql(kById, rec.id)
-                 : varn::Sql(kByOwner, static_cast<int>(rec.user_id), rec.playlist_id);
-        support::Result rows;
-        if (!Connected() || !support::Execute(kSource, conn_, statement, &rows)) {
-            return false;
-        }
-        const auto row = support::NextRow(rows);
-        if (!row) {
-            return false;
-        }
-        if (byId) {
-            const auto owner = static_cast<uint32_t>(support::NumberField(rows, *row, "user_id"));
-            if (!IsUserAllowSharing(owner)) {
-                return false;
-            }
-            rec.user_id = owner;
-            rec.playlist_id = Field(rows, *row, "playlist_id");
-        }
-        ReadRow(rows, *row, rec);
-        CheckAndUpdateRecord(rec.playlist_id, rec.path);
-        return !onlyValid || rec.status == "valid";
+        return FindRecord(rec) == Lookup::kFound && (!onlyValid || rec.status == "valid");
     });
 }
 

@@ -1,9 +1,13 @@
+#include <sys/stat.h>
+
+#include <cerrno>
 #include <optional>
 
 #include "sharing/sharing.h"
 #include "support/boundary.h"
-#include "support/song_list.h"
 #include "support/log.h"
+#include "support/package_user.h"
+#include "support/song_list.h"
 #include "tonvale/playlists.h"
 #include "tonvale/sharing.h"
 #include "tonvale/webapi.h"
@@ -20,9 +24,15 @@ using sharing::kSource;
 using support::Guarded;
 
 constexpr std::size_t kPathSize = 4096;
+constexpr mode_t kFolderMode = 0755;
 
 // The user's single shared songs.
 constexpr char kSharedSongs[] = "__VARN_AUDIO_SHARED_SONGS__";
+
+// A text that the functions for plain texts would cut.
+bool HasNul(const std::string &text) {
+    return text.find('\0') != std::string::npos;
+}
 
 struct Key {
     bool smart = false;
@@ -93,6 +103,32 @@ bool FirstOfNormal(const SharingData &rec, std::string &songId) {
     return true;
 }
 
+// The user's preference folder, which belongs to the package's account. True when it is there.
+bool MakeFolderOf(const std::string &path) {
+    const support::AsPackageUser package;
+    const std::string folder = path.substr(0, path.rfind('/'));
+    if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+        LOG_ERROR(kSource, "Failed to make %s: %m", folder.c_str());
+        return false;
+    }
+    return true;
+}
+
+// True only when there is surely no such file: what is there may hold songs.
+bool IsMissing(const std::string &path) {
+    struct stat status;
+    return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
+}
+
+// Makes the playlist, empty, and its folder.
+bool MakeSharedSongs(const std::string &path) {
+    if (!MakeFolderOf(path) || VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
+        LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
+        return false;
+    }
+    return true;
+}
+
 // The song's row, by its path or virtual name; nothing when the text cannot be a path.
 std::optional<std::string> SongCondition(const std::string &song) {
     char file[kPathSize] = "";
@@ -108,7 +144,8 @@ std::optional<std::string> SongCondition(const std::string &song) {
 std::string SharingManager::GetPredefinedSharingPlsPath(const std::string &user) noexcept {
     return Guarded(kSource, std::string(), [&] {
         char directory[kPathSize - 1] = "";
-        if (VARNUserPreferenceDirGet(user.c_str(), directory, sizeof(directory)) != 0) {
+        if (HasNul(user) ||
+            VARNUserPreferenceDirGet(user.c_str(), directory, sizeof(directory)) != 0) {
             LOG_ERROR(kSource, "cannot get preference dir, user name=%s", user.c_str());
             return std::string();
         }
@@ -126,25 +163,30 @@ bool SharingManager::GetPredefinedSharingRecord(const std::string &user,
         }
         rec.playlist_id = std::string("playlist_personal_normal/") + kSharedSongs;
         rec.user_id = GetUserIdFromName(user.c_str());
-        if (GetSharingRecord(rec, false)) {
+        // Only a link that is surely not there is made: with it comes an empty list of songs.
+        const Lookup found = FindRecord(rec);
+        if (found == Lookup::kFailed) {
+            return false;
+        }
+        if (found == Lookup::kFound) {
+            if (rec.path == path && IsMissing(path)) {
+                MakeSharedSongs(path);
+            }
             return true;
         }
         rec.path = path;
         rec.user_name = user;
-        if (!AddSharingRecord(rec)) {
-            return false;
-        }
-        if (VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
-            LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
-            return false;
-        }
-        return true;
+        return MakeFolderOf(path) && AddSharingRecord(rec) && MakeSharedSongs(path);
     });
 }
 
 bool SharingManager::ShareSingleSong(bool add, const std::string &user, const std::string &songId,
                                      const std::string &songPath) noexcept {
     return Guarded(kSource, false, [&] {
+        if (HasNul(user) || HasNul(songId) || HasNul(songPath)) {
+            LOG_ERROR(kSource, "Bad parameter.");
+            return false;
+        }
         const uid_t uid = GetUserIdFromName(user.c_str());
         SharingData rec;
         if (!GetPredefinedSharingRecord(user, rec)) {
@@ -186,6 +228,10 @@ bool SharingManager::GetFirstSongIdInPlaylist(const SharingData &rec,
 bool SharingManager::CheckSongAllowSharing(const SharingData &rec,
                                            const std::string &song) noexcept {
     return Guarded(kSource, false, [&] {
+        if (HasNul(song)) {
+            LOG_ERROR(kSource, "Bad parameter.");
+            return false;
+        }
         const auto key = ParsePlaylist(rec);
         if (!key) {
             return false;
@@ -194,8 +240,12 @@ bool SharingManager::CheckSongAllowSharing(const SharingData &rec,
             return VARNPlaylistCheckSong(rec.user_id, rec.path.c_str(), song.c_str()) == 0;
         }
         const std::string rules = Rules(rec, key->text);
-        const auto condition = rules.empty() ? std::nullopt : SongCondition(song);
+        if (rules.empty()) {
+            return false;
+        }
+        const auto condition = SongCondition(song);
         if (!condition) {
+            LOG_ERROR(kSource, "Failed to escape string [%s]", song.c_str());
             return false;
         }
         const auto first = FirstSong(rec, "(" + rules + ")" + *condition);

@@ -60,6 +60,26 @@ RootThenPrevious::~RootThenPrevious() {
     }
 }
 
+SameAccount::SameAccount(const char *source, int line)
+    : source_(source), line_(line), uid_(geteuid()), gid_(getegid()) {}
+
+SameAccount::~SameAccount() {
+    const auto same = [this] { return geteuid() == uid_ && getegid() == gid_; };
+    if (same()) {
+        return;
+    }
+    const int savedErrno = errno;
+    // By the name first, which brings the groups back as well.
+    if (const User account = UserByUid(uid_)) {
+        SwitchByName(source_, line_, account->szName);
+    }
+    if (!same() && VLIBSetEffective(uid_, gid_) != 0) {
+        LogLine(errno, "%s:%d Failed to switch back to user %d.", source_, line_,
+                static_cast<int>(uid_));
+    }
+    errno = savedErrno;
+}
+
 RootThenPackage::RootThenPackage(const char *source, int line) : source_(source), line_(line) {
     SwitchByName(source_, line_, kRoot);
 }

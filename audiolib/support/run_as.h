@@ -50,6 +50,22 @@ class RootThenPrevious {
     std::string previous_;  // "": nothing was switched
 };
 
+// For calls that may leave the process as somebody else: at the end of the scope it runs as at the
+// beginning, with the groups of its account where the effective user has a name.
+class SameAccount {
+  public:
+    explicit SameAccount(const char *source, int line = __builtin_LINE());
+    ~SameAccount();
+    SameAccount(const SameAccount &) = delete;
+    SameAccount &operator=(const SameAccount &) = delete;
+
+  private:
+    const char *source_;
+    int line_;
+    uid_t uid_;
+    gid_t gid_;
+};
+
 // Switches to root, and at the end of the scope to the package's account, whoever it was before.
 class RootThenPackage {
   public:

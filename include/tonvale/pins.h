@@ -2,7 +2,10 @@
 //
 // A pin is a row of the table "pin". Folders and playlists are stored by path, because their
 // identifiers change when the library is indexed anew, and are turned into identifiers again when
-// pins are read. Nothing throws.
+// pins are read. Texts are UTF-8 without a NUL; others are refused. Nothing throws.
+//
+// Every call that asks the library or looks for a file switches the effective user of the process
+// meanwhile, and back before it returns: pins are for single-threaded processes.
 #pragma once
 
 #include <json/value.h>
@@ -65,6 +68,8 @@ enum PIN_ERROR : int {
 // The pins of one user. Every operation clears the error code first and sets it when it fails.
 class TONVALE_EXPORT PinManager : public DBConnetWrapper {
   public:
+    // Without memory for the name, which is logged, the user has no preference folder (error 9)
+    // and no personal library.
     PinManager(unsigned int uid, const std::string &userName) noexcept;
 
     void SetErrorCode(int code) noexcept { error_ = code; }
@@ -79,8 +84,9 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     int GetPinTotalByUser() noexcept;
 
     // Pins a view behind the others. The same type and criteria can be pinned once.
-    //   criteria  an object with members of PinData; null and an empty object select everything.
-    //             They are ignored, and may be anything, for recently_added and random_100
+    //   criteria  an object with members of PinData; null and an empty object select everything,
+    //             and are error 1 for a folder or playlist, which have to be named. They are
+    //             ignored, and may be anything, for recently_added and random_100
     //   out       the new pin as the readers return it; unchanged after a failure
     bool Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
              PinData &out) noexcept;
@@ -93,7 +99,7 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     bool GetPinByUserTypeCriteria(const std::string &type, const std::string &criteriaJson,
                                   PinData &out) noexcept;
 
-    // Appends the user's pins to `out` in their order. A negative limit means no limit, a negative
+    // Appends the user's pins to `out` in their order, nothing after a failure. A negative limit means no limit, a negative
     // offset is an error of the database.
     bool ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept;
 
@@ -117,13 +123,19 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
   private:
     // Sets the error code; false, for the caller's result.
     bool Fail(int code);
-    // Run a statement: without rows, for pins, which are appended to `pins`, or for the number in a
-    // column of its only row. A failure is error 8.
-    bool Run(const std::optional<std::string> &statement);
-    bool ReadPins(const std::optional<std::string> &statement, std::vector<PinData> &pins);
-    bool ReadNumber(const std::optional<std::string> &statement, const char *column, int &number);
+    // Run a statement: without rows, for pins with the stored form of their criteria, which are
+    // appended to `pins`, or for the number in a column of its only row. A failure is error 8,
+    // logged under `line`.
+    bool Run(const std::optional<std::string> &statement, int line = __builtin_LINE());
+    bool ReadStored(const std::optional<std::string> &statement, std::vector<PinData> &pins,
+                    int line = __builtin_LINE());
+    bool ReadNumber(const std::optional<std::string> &statement, const char *column, int &number,
+                    int line = __builtin_LINE());
     // Reads one pin; none is error 5.
-    bool ReadOne(const std::optional<std::string> &statement, PinData &out);
+    bool ReadOne(const std::optional<std::string> &statement, PinData &out,
+                 int line = __builtin_LINE());
+    // Reads a page of the user's pins, with the stored form of their criteria.
+    bool ReadPage(int offset, int limit, std::vector<PinData> &pins);
     // Turns stored criteria into those of clients, where the view is still there.
     void ShowCriteria(PinData &pin);
     // The text under which the criteria of a new pin are stored.

@@ -7,8 +7,12 @@
 //
 // Failures are logged with syslog(3) at error level and answered with false or ""; nothing throws.
 // The database is connected when it is first needed and stays connected for the life of the object.
-// Some calls switch the effective user of the process for a while: they are for single-threaded
-// processes.
+// Texts are UTF-8 without a NUL; others are refused.
+//
+// Calls switch the effective user of the process, and back before they return: they are for
+// single-threaded processes. Only those that write the list of single shared songs
+// (GetPredefinedSharingRecord, ShareSingleSong) leave the process running as the package's account,
+// whoever it was before.
 #pragma once
 
 #include <json/value.h>
@@ -102,8 +106,10 @@ class TONVALE_EXPORT SharingManager {
     // The playlist file of a user's single shared songs, or "".
     std::string GetPredefinedSharingPlsPath(const std::string &user) noexcept;
 
-    // The link of those songs. It is made, with an empty playlist and without dates, when there is
-    // none yet.
+    // The link of those songs, into a fresh `rec` (an id in it is looked up instead). It is made,
+    // with an empty playlist and without dates, when there is none yet, and so are the user's
+    // preference folder and the playlist's file when they are missing. False, with nothing made,
+    // for a user without the sharing permission and while the database does not answer.
     bool GetPredefinedSharingRecord(const std::string &user, SharingData &rec) noexcept;
 
     // Adds a song to those songs, or removes it. A song that is there already stays once; one that
@@ -149,8 +155,10 @@ class TONVALE_EXPORT SharingManager {
                                    Json::Value &out) noexcept;
 
     // Moves the link of the file `path` to the identifier of a shared normal playlist, whose row id
-    // changes when the library is indexed anew; in what was read and in the table. False when there
-    // is no such link or playlistId is of another kind.
+    // changes when the library is indexed anew; in what was read and, for the links of all users to
+    // that file, in the table. False when there is no such link, or when playlistId does not contain
+    // "playlist_shared_normal": whether it names a playlist, of that kind and in that file, is the
+    // caller's to know, of GetSharingRecordFromCache too.
     bool CheckAndUpdateCacheRecord(const std::string &playlistId, const std::string &path) noexcept;
 
     // The same in the table alone: looks the playlist's present row id up by its path. True when
@@ -165,6 +173,8 @@ class TONVALE_EXPORT SharingManager {
     // A normal playlist has a new name, and so a new identifier and file.
     bool HandleNormalPlaylistRename(std::string newPlaylistId, std::string newPath,
                                     std::string oldPath) noexcept;
+    // Both go by the identifier alone, for the links of all users: the personal playlists of two
+    // users that have the same name, or number, have the same identifier.
     bool HandleSmartPlaylistRename(std::string newPlaylistId, std::string oldPlaylistId) noexcept;
     bool HandlePlaylistDelete(std::string playlistId) noexcept;
     // Personal libraries were switched on or off: the links of all users' personal normal playlists
@@ -174,7 +184,12 @@ class TONVALE_EXPORT SharingManager {
     bool HandleDeleteUserPrivilege(unsigned int uid) noexcept;
 
   private:
+    enum class Lookup { kFound, kNone, kFailed };
+
     bool Connected();
+    // Fills `rec` as GetSharingRecord does, and tells a link that is not there from one that could
+    // not be asked for or may not be shown.
+    Lookup FindRecord(SharingData &rec);
 
     DBConnect_tag *conn_ = nullptr;
     Json::Value cache_;

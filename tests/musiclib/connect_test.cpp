@@ -9,6 +9,7 @@
 #include <functional>
 
 #include "support/fixture.h"
+#include "support/socket_elsewhere.h"
 #include "tonvale/library.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -17,26 +18,10 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using tonvale_test::SocketElsewhere;
+
 class LibraryConnect : public tonvale_test::DatabaseTest {
   protected:
-    // Moves the server's socket elsewhere for the length of a scope.
-    struct SocketElsewhere {
-        const fs::path from = At(varn::path::kDatabaseSocket);
-        const fs::path to = from.parent_path() / "elsewhere" / from.filename();
-        SocketElsewhere() {
-            fs::create_directories(to.parent_path());
-            fs::permissions(to.parent_path(), fs::perms::all);
-            fs::rename(from, to);
-        }
-        ~SocketElsewhere() {
-            std::error_code ignored;
-            fs::remove(from, ignored);
-            fs::rename(to, from);
-            fs::remove(to.parent_path());
-            setenv("PGHOST", "/nonexistent", 1);
-        }
-    };
-
     static bool Connects() {
         DBConnect_tag *conn = AudioInfoDBConnect();
         const bool good = conn != nullptr && VARNDBExecute(conn, "SELECT 1", nullptr) == 1;

@@ -1,64 +1,14 @@
-#include <json/writer.h>
+#include <string>
+#include <vector>
 
-#include <optional>
-
-#include "support/fixture.h"
-#include "tonvale/pins.h"
+#include "pin/pin_fixture.h"
 #include "varn/systempath.h"
 
 namespace {
 
 using Tonvale::PinData;
 using Tonvale::PinManager;
-
-class Pins : public tonvale_test::DatabaseTest {
-  protected:
-    static Json::Value Object(
-        std::initializer_list<std::pair<const char *, const char *>> members) {
-        Json::Value object(Json::objectValue);
-        for (const auto &[key, value] : members) {
-            object[key] = value;
-        }
-        return object;
-    }
-    // Pins a view and returns its id; "" with the error code in `error`.
-    std::string Pin(const char *type, const Json::Value &criteria, const std::string &name = "n") {
-        PinData pin;
-        return alice().Pin(type, criteria, name, pin) ? pin.id : "";
-    }
-    static std::vector<PinData> List(PinManager &manager, int offset = 0, int limit = -1) {
-        std::vector<PinData> pins;
-        EXPECT_TRUE(manager.ListPinByUser(offset, limit, pins));
-        return pins;
-    }
-    static std::vector<std::string> Names(const std::vector<PinData> &pins) {
-        std::vector<std::string> names;
-        for (const PinData &pin : pins) {
-            names.push_back(pin.name);
-        }
-        return names;
-    }
-    static std::string Stored(const std::string &id) {
-        return Value("SELECT criteria FROM pin WHERE id = '" + id + "'");
-    }
-
-    void SetUp() override {
-        DatabaseTest::SetUp();
-        alice_.emplace(kAlice, "alice");
-        bob_.emplace(kBob, "bob");
-    }
-    void TearDown() override {
-        alice_.reset();
-        bob_.reset();
-        DatabaseTest::TearDown();
-    }
-    PinManager &alice() { return *alice_; }
-    PinManager &bob() { return *bob_; }
-
-  private:
-    std::optional<PinManager> alice_;
-    std::optional<PinManager> bob_;
-};
+using tonvale_test::Pins;
 
 TEST_F(Pins, RefusesWhatIsNoView) {
     const struct {
