@@ -10,7 +10,12 @@ namespace {
 constexpr int kVersion = 1;
 
 const auto &Apis() {
-    static const std::array apis = {&kInfoApi, &kSongApi, &kStreamApi};
+    static const std::array apis = {
+        // One a line, in order.
+        &kInfoApi,
+        &kSongApi,
+        &kStreamApi,
+    };
     return apis;
 }
 
@@ -113,6 +118,12 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
                                      [&](const Method &known) { return known.name == wanted; });
     if (method == methods.end() || request.Text("version") != std::to_string(kVersion)) {
         return refused(Code::kNoSuchMethod);
+    }
+    if (method->changes && request.WantsHeaderOnly()) {
+        return refused(Code::kNoSuchMethod);
+    }
+    if (method->changes && request.IsFromElsewhere()) {
+        return refused(Code::kNotPermitted);
     }
     return method->make(request);
 }

@@ -58,6 +58,7 @@ class RefusedAction : public ActionHandler {
 struct Method {
     std::string_view name;
     std::unique_ptr<ActionHandler> (*make)(const Request &request);
+    bool changes = false;  // something: never for a HEAD, nor for a page of another site
 };
 
 template <typename Made>
