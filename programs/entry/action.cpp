@@ -12,9 +12,7 @@ constexpr int kVersion = 1;
 const auto &Apis() {
     static const std::array apis = {
         // One a line, in order.
-        &kInfoApi,
-        &kSongApi,
-        &kStreamApi,
+        &kInfoApi, &kPinApi, &kSharingApi, &kSharingPageApi, &kSongApi, &kStreamApi,
     };
     return apis;
 }

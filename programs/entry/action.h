@@ -77,6 +77,9 @@ struct Api {
 std::unique_ptr<ActionHandler> FindAction(const Request &request);
 
 extern const Api kInfoApi;
+extern const Api kPinApi;
+extern const Api kSharingApi;
+extern const Api kSharingPageApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
 
