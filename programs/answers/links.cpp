@@ -3,16 +3,19 @@
 #include <sys/random.h>
 
 #include <cstdlib>
+#include <filesystem>
 #include <optional>
 #include <string_view>
 #include <utility>
 
 #include "failure.h"
 #include "song_id.h"
+#include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
-#include "varn/account.h"
 #include "varn/db.h"
+#include "varn/process.h"
 #include "varn/sql.h"
+#include "varn/systempath.h"
 
 namespace tonvale_answers {
 
@@ -272,9 +275,24 @@ void Links::Delete(const LinkName &name) {
     }
 }
 
+// The library makes the list together with the link, in a folder that need not be there yet; and a
+// list that got lost is an empty one.
+void Links::PrepareSongsList(bool hasLink) {
+    const std::filesystem::path path = manager_.GetPredefinedSharingPlsPath(user_);
+    std::error_code error;
+    if (ResetCredentialsByName(varn::kPackageAccount, true) == 0) {
+        std::filesystem::create_directories(path.parent_path(), error);
+    }
+    if (hasLink && !std::filesystem::exists(path, error) &&
+        VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
+        ThrowFailed();
+    }
+}
+
 // The link of the single songs; made, like its list, when there is none.
 Json::Value Links::SharedSongs() {
     const auto rows = RowsWith(Good(varn::Sql("playlist_id = '@VARN:VAR'", kSharedSongsId)));
+    PrepareSongsList(!rows.empty());
     if (rows.empty()) {
         SharingData record;
         record.id = NewId();

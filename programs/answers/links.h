@@ -64,6 +64,7 @@ class Links {
     // The row for an operation that names it by its playlist.
     Tonvale::SharingData Keyed(const Row &row);
     Json::Value Shown(const Row &row);
+    void PrepareSongsList(bool hasLink);
     Json::Value SharedSongs();
     Json::Value ChangeSong(bool add, const std::string &songId);
     std::string NewId();
