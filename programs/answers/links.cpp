@@ -8,8 +8,9 @@
 #include <string_view>
 #include <utility>
 
+#include "browsed_song.h"
 #include "failure.h"
-#include "song_id.h"
+#include "list.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/db.h"
@@ -36,10 +37,6 @@ constexpr char kLinks[] =
     "s.user_id)) AS title FROM playlist_sharing s WHERE user_id = @VARN:INT AND @VARN:NEVAR";
 
 constexpr char kCount[] = "SELECT COUNT(*) FROM playlist_sharing WHERE user_id = @VARN:INT";
-
-[[noreturn]] void ThrowFailed() {
-    throw Failure(Reason::kFailed, "the library does not answer; the lines above tell why");
-}
 
 // A condition or a statement whose texts came from outside.
 std::string Good(const std::optional<std::string> &sql) {
@@ -83,7 +80,7 @@ Links::Result Links::Read(const std::string &statement) {
     VARNDB_RESULT *read = nullptr;
     if (!manager_.GetDBConnection(database) ||
         VARNDBExecute(database, statement.c_str(), &read) < 0) {
-        ThrowFailed();
+        NoAnswer();
     }
     return {read, VARNDBFreeResult};
 }
@@ -178,7 +175,7 @@ Json::Value Links::Shown(const Row &row) {
     SharingData record;
     record.id = row.id;
     if (!manager_.GetSharingRecord(record, false)) {
-        ThrowFailed();
+        NoAnswer();
     }
     Json::Value shown;
     manager_.ConvertSharingInfoObj(record, shown);
@@ -224,7 +221,7 @@ std::string Links::NewId() {
             return id;
         }
     }
-    ThrowFailed();
+    NoAnswer();
 }
 
 Json::Value Links::Create(const std::string &playlistId, const Days &days) {
@@ -252,7 +249,7 @@ Json::Value Links::Create(const std::string &playlistId, const Days &days) {
     record.avail_date = days.first;
     record.exp_date = days.last;
     if (!manager_.AddSharingRecord(record)) {
-        ThrowFailed();
+        NoAnswer();
     }
     return Get({record.id, ""});
 }
@@ -263,7 +260,7 @@ Json::Value Links::Update(const LinkName &name, const Days &days) {
     record.avail_date = days.first;
     record.exp_date = days.last;
     if (!manager_.UpdateSharingRecord(record)) {
-        ThrowFailed();
+        NoAnswer();
     }
     return Get({row.id, ""});
 }
@@ -271,7 +268,7 @@ Json::Value Links::Update(const LinkName &name, const Days &days) {
 void Links::Delete(const LinkName &name) {
     SharingData record = Keyed(Find(name));
     if (!manager_.DeleteSharingRecord(record)) {
-        ThrowFailed();
+        NoAnswer();
     }
 }
 
@@ -285,7 +282,7 @@ void Links::PrepareSongsList(bool hasLink) {
     }
     if (hasLink && !std::filesystem::exists(path, error) &&
         VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
-        ThrowFailed();
+        NoAnswer();
     }
 }
 
@@ -297,7 +294,7 @@ Json::Value Links::SharedSongs() {
         SharingData record;
         record.id = NewId();
         if (!manager_.GetPredefinedSharingRecord(user_, record)) {
-            ThrowFailed();
+            NoAnswer();
         }
     }
     return Get({"", kSharedSongsId});

@@ -1,7 +1,11 @@
 #include "action.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <exception>
 
 namespace tonvale_entry {
 
@@ -84,6 +88,35 @@ bool Action::Process() {
             return true;
         });
     return PrintResponse(reply, nullptr);
+}
+
+bool ListAction::Process() {
+    std::unique_ptr<tonvale_answers::Page> page;
+    Json::Value first;
+    Code code = Code::kFailed;
+    // What fails does so before anything is written, or else breaks the answer off.
+    const bool isThere = Try(
+        [&] {
+            page = Open();
+            first = page->Next();
+            return true;
+        },
+        [&](Code why) {
+            code = why;
+            return false;
+        });
+    if (!isThere) {
+        return PrintResponse(RefusalReply(*this, code), nullptr);
+    }
+    WebMan(false).WriteHeader(nullptr);
+    try {
+        return std::fputs("{\"data\":", stdout) >= 0 &&
+               WritePage(*page, std::move(first), tonvale_answers::Letters::kAscii, stdout) &&
+               std::fputs(",\"success\":true}\n", stdout) >= 0 && std::fflush(stdout) == 0;
+    } catch (const std::exception &error) {
+        syslog(LOG_ERR, "A list is broken off: %s", error.what());
+        return false;
+    }
 }
 
 bool MediaAction::Process() {

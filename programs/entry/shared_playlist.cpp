@@ -6,9 +6,10 @@
 #include <memory>
 #include <thread>
 
+#include "answers/browsed_song.h"
 #include "answers/failure.h"
 #include "answers/named_playlist.h"
-#include "answers/song_id.h"
+#include "answers/songs.h"
 #include "refusal.h"
 #include "song_sound.h"
 #include "tonvale/playlists.h"

@@ -1,8 +1,7 @@
 // VARN.Tonvale.Sharing: the share links of the user who asks.
-#include <climits>
-
 #include "action.h"
 #include "answers/links.h"
+#include "list_request.h"
 
 namespace tonvale_entry {
 
@@ -12,9 +11,6 @@ using tonvale_answers::CheckedDays;
 using tonvale_answers::Days;
 using tonvale_answers::LinkName;
 using tonvale_answers::Links;
-
-constexpr long long kMostLinks = 1000;
-constexpr long long kUsualLinks = 100;
 
 // An action on the links of the user who asks, who must have the right to share.
 class LinkAction : public Action {
@@ -61,9 +57,8 @@ class List : public LinkAction {
 
   protected:
     Json::Value Do(Links &links) override {
-        const auto offset = static_cast<int>(Asked().Number("offset", 0, 0, INT_MAX));
-        const auto limit = static_cast<int>(Asked().Number("limit", kUsualLinks, 1, kMostLinks));
-        return links.Page(offset, limit);
+        const PageWanted page = PageOf(Asked());
+        return links.Page(page.offset, page.limit);
     }
 };
 

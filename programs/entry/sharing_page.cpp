@@ -3,6 +3,7 @@
 #include <cstdio>
 
 #include "action.h"
+#include "list_request.h"
 #include "page_html.h"
 #include "picture.h"
 #include "shared_playlist.h"
@@ -12,7 +13,6 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr long long kMostSongs = 1000;
 constexpr char kLink[] = "sharing_id";
 constexpr char kId[] = "id";
 
@@ -22,13 +22,12 @@ class Get : public Action {
 
   protected:
     Json::Value Data() override {
-        const auto offset = static_cast<int>(Asked().Number("offset", 0, 0, INT_MAX));
-        const auto limit = static_cast<int>(Asked().Number("limit", kSongsOfPage, 1, kMostSongs));
+        const PageWanted wanted = PageOf(Asked());
         const SharedPlaylist playlist(Asked().Text(kLink));
-        const SharedPage page = playlist.Songs(offset, limit);
+        const SharedPage page = playlist.Songs(wanted.offset, wanted.limit);
         Json::Value data(Json::objectValue);
         data["name"] = playlist.Name();
-        data["offset"] = offset;
+        data["offset"] = wanted.offset;
         data["total"] = page.total;
         Json::Value &songs = data["songs"] = Json::Value(Json::arrayValue);
         for (const SharedSong &shared : page.songs) {

@@ -1,7 +1,6 @@
 #include "song_records.h"
 
-#include "answers/song_id.h"
-#include "tonvale/webapi.h"
+#include "answers/songs.h"
 #include "varn/sql.h"
 
 namespace tonvale_entry {

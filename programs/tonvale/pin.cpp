@@ -1,6 +1,5 @@
 // Pins: the views that a user keeps on the start page.
 #include <cstdio>
-#include <iostream>
 #include <map>
 #include <memory>
 
@@ -33,11 +32,6 @@ using Options = const PinOptions &;
 
 int Limit(Options options) {
     return options.limit > 0 ? options.limit : -1;
-}
-
-void PrintJson(const Json::Value &data) {
-    JsonWriter()->write(data, &std::cout);
-    std::cout << "\n";
 }
 
 // "album=Blue artist=Mitchell"

@@ -1,6 +1,5 @@
 // Share links.
 #include <cstdio>
-#include <iostream>
 #include <memory>
 
 #include "answers/failure.h"
@@ -34,11 +33,6 @@ struct ShareOptions {
 };
 
 using Options = const ShareOptions &;
-
-void PrintJson(const Json::Value &data) {
-    JsonWriter()->write(data, &std::cout);
-    std::cout << "\n";
-}
 
 std::string Day(const Json::Value &day) {
     return day == "0" ? "" : day.asString();
