@@ -1,7 +1,11 @@
 #include "action.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <exception>
 
 namespace tonvale_entry {
 
@@ -10,7 +14,10 @@ namespace {
 constexpr int kVersion = 1;
 
 const auto &Apis() {
-    static const std::array apis = {&kInfoApi, &kSongApi, &kStreamApi};
+    static const std::array apis = {
+        // One a line, in order.
+        &kInfoApi, &kPinApi, &kSharingApi, &kSharingPageApi, &kSongApi, &kStreamApi,
+    };
     return apis;
 }
 
@@ -83,6 +90,35 @@ bool Action::Process() {
     return PrintResponse(reply, nullptr);
 }
 
+bool ListAction::Process() {
+    std::unique_ptr<tonvale_answers::Page> page;
+    Json::Value first;
+    Code code = Code::kFailed;
+    // What fails does so before anything is written, or else breaks the answer off.
+    const bool isThere = Try(
+        [&] {
+            page = Open();
+            first = page->Next();
+            return true;
+        },
+        [&](Code why) {
+            code = why;
+            return false;
+        });
+    if (!isThere) {
+        return PrintResponse(RefusalReply(*this, code), nullptr);
+    }
+    WebMan(false).WriteHeader(nullptr);
+    try {
+        return std::fputs("{\"data\":", stdout) >= 0 &&
+               WritePage(*page, std::move(first), tonvale_answers::Letters::kAscii, stdout) &&
+               std::fputs(",\"success\":true}\n", stdout) >= 0 && std::fflush(stdout) == 0;
+    } catch (const std::exception &error) {
+        syslog(LOG_ERR, "A list is broken off: %s", error.what());
+        return false;
+    }
+}
+
 bool MediaAction::Process() {
     return Try([&] { return Send(); },
                [&](Code code) {
@@ -113,6 +149,12 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
                                      [&](const Method &known) { return known.name == wanted; });
     if (method == methods.end() || request.Text("version") != std::to_string(kVersion)) {
         return refused(Code::kNoSuchMethod);
+    }
+    if (method->changes && request.WantsHeaderOnly()) {
+        return refused(Code::kNoSuchMethod);
+    }
+    if (method->changes && request.IsFromElsewhere()) {
+        return refused(Code::kNotPermitted);
     }
     return method->make(request);
 }

@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "answers/page.h"
 #include "request.h"
 #include "tonvale/action.h"
 
@@ -21,6 +22,24 @@ class Action : public ActionHandler {
   protected:
     // The "data" of the answer. Throws a Refusal.
     virtual Json::Value Data() = 0;
+
+    const Request &Asked() const { return request_; }
+
+  private:
+    const Request &request_;
+};
+
+// An action whose data is a list, written as it is read.
+class ListAction : public ActionHandler {
+  public:
+    explicit ListAction(const Request &request) : request_(request) {}
+
+    // Answers; true when all of the answer could be written.
+    bool Process() override;
+
+  protected:
+    // Throws a Refusal.
+    virtual std::unique_ptr<tonvale_answers::Page> Open() = 0;
 
     const Request &Asked() const { return request_; }
 
@@ -58,6 +77,7 @@ class RefusedAction : public ActionHandler {
 struct Method {
     std::string_view name;
     std::unique_ptr<ActionHandler> (*make)(const Request &request);
+    bool changes = false;  // something: never for a HEAD, nor for a page of another site
 };
 
 template <typename Made>
@@ -76,6 +96,9 @@ struct Api {
 std::unique_ptr<ActionHandler> FindAction(const Request &request);
 
 extern const Api kInfoApi;
+extern const Api kPinApi;
+extern const Api kSharingApi;
+extern const Api kSharingPageApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
 

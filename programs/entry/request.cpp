@@ -96,6 +96,21 @@ unsigned Request::Rights() const {
     return *rights_;
 }
 
+bool Request::IsFromElsewhere() const {
+    // Fetch Metadata, which browsers send over TLS and on loopback, is the better witness: a server
+    // in between may change Host.
+    if (const std::string site = Variable("HTTP_SEC_FETCH_SITE"); !site.empty()) {
+        return site != "same-origin";  // a link in a letter is "none"
+    }
+    if (const std::string origin = Variable("HTTP_ORIGIN"); !origin.empty()) {
+        const std::string host = Variable("HTTP_HOST");
+        return host.empty() || (strcasecmp(origin.c_str(), ("http://" + host).c_str()) != 0 &&
+                                strcasecmp(origin.c_str(), ("https://" + host).c_str()) != 0);
+    }
+    // Neither comes with the GET of an image over plain HTTP. Every browser calls itself so.
+    return Variable("HTTP_USER_AGENT").starts_with("Mozilla/");
+}
+
 void Request::Require(unsigned right) const {
     if ((Rights() & right) != right) {
         throw Refusal{Code::kNotPermitted};
@@ -113,6 +128,11 @@ std::string Request::RequiredText(const std::string &name) const {
         throw Refusal{Code::kBadParameter};
     }
     return *value;
+}
+
+std::optional<std::string> Request::Given(const std::string &name) const {
+    const std::string *value = parameters_.Find(name);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
 }
 
 long long Request::Number(const std::string &name, long long otherwise, long long low,

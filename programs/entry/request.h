@@ -29,9 +29,15 @@ class Request {
     // True when only the header of the answer is wanted.
     bool WantsHeaderOnly() const { return headerOnly_; }
 
+    // True when a browser sends it for a page of another site, which can make it do so with the
+    // login that it keeps; and when a browser does not tell for which.
+    bool IsFromElsewhere() const;
+
     // The parameters below throw a Refusal where a value is not what is asked for.
     std::string Text(const std::string &name, const std::string &otherwise = "") const;
     std::string RequiredText(const std::string &name) const;
+    // Empty when it was not given.
+    std::optional<std::string> Given(const std::string &name) const;
     long long Number(const std::string &name, long long otherwise, long long low,
                      long long high) const;
     // At least one value, at most 1000.

@@ -64,10 +64,11 @@ int Run(int argc, char **argv) {
         ->type_name("DIR");
     app.require_subcommand(0, 1);
     app.fallthrough();
-    for (const auto add : {AddInit,     AddIndex,       AddSongs,      AddSearch, AddGroups,
-                           AddFolders,  AddPlaylists,   AddPlaylist,   AddRate,   AddSmart,
-                           AddUserVerb, AddPermission,  AddPreference, AddCover,  AddPlayer,
-                           AddSpeaker,  AddMediaServer, AddServe,      AddStart,  AddStop}) {
+    for (const auto add :
+         {AddInit,        AddIndex,      AddSongs,      AddSearch, AddGroups, AddFolders,
+          AddPlaylists,   AddPlaylist,   AddRate,       AddSmart,  AddShare,  AddPin,
+          AddUserVerb,    AddPermission, AddPreference, AddCover,  AddPlayer, AddSpeaker,
+          AddMediaServer, AddServe,      AddStart,      AddStop}) {
         add(app, action);
     }
     try {

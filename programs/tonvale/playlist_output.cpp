@@ -32,7 +32,7 @@ Json::Value PlaylistJson(const VARN_PLAYLIST &list) {
 // Writes the objects that `object` makes of a list's nodes, one by one.
 template <typename Node, typename Object>
 void PrintJson(const Node *list, int offset, int total, const char *name, const Object &object) {
-    const auto writer = JsonWriter();
+    const auto writer = tonvale_answers::JsonWriter(tonvale_answers::Letters::kUtf8);
     std::cout << "{\"" << name << "\":[";
     for (const Node *node = list; node != nullptr; node = node->next) {
         std::cout << (node == list ? "" : ",");

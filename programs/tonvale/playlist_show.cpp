@@ -4,6 +4,7 @@
 #include <string>
 
 #include "accounts.h"
+#include "answers/tracks.h"
 #include "command.h"
 #include "database.h"
 #include "tonvale/playlists.h"
@@ -52,7 +53,7 @@ int ShowTracks(const TracksOptions &options) {
         return kFailed;
     }
     PlaylistLibrary library(*uid, options.user, PreferenceFolder(options.user));
-    Apply(options.additions, library);
+    tonvale_answers::Apply(options.additions, library);
     Json::Value tracks(Json::arrayValue);
     const int total = ReadPage(library, playlist, options, tracks);
     if (total < 0) {

@@ -70,15 +70,4 @@ void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
     PrintPage(table, offset, shown, total, {"track", "tracks"});
 }
 
-void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
-    const std::unique_ptr<Json::StreamWriter> writer = JsonWriter();
-    const auto song = std::make_unique<VARN_MEDIA_INFO>();
-    std::cout << "{\"offset\":" << offset << ",\"songs\":[";
-    for (bool first = true; MediaInfoDBGet(rows, song.get()) == 0; first = false) {
-        std::cout << (first ? "" : ",");
-        writer->write(SongJson(*song), &std::cout);
-    }
-    std::cout << "],\"total\":" << total << "}\n";
-}
-
 }  // namespace tonvale_cli

@@ -15,9 +15,6 @@ namespace tonvale_cli {
 // the `total` they are.
 void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
 
-// The same as one JSON object: "offset", "songs" and "total". A song is written as it is read.
-void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
-
 // A song as an object.
 Json::Value SongJson(const VARN_MEDIA_INFO &song);
 

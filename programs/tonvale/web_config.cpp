@@ -65,13 +65,14 @@ std::string Places() {
 // A client that closes its side has left: its handler is ended, even one that waits for an encoder
 // and would not notice.
 //
-// A login is asked for everywhere but on the public pages of a share link. Answers go through in
-// small pieces: a stream is as long as its listener lets it be. Queries, which may hold the names
-// of shares, are not logged. A password is checked once in ten minutes, because checking one is
-// slow on purpose.
+// A login is asked for everywhere but on the public pages of a share link. Those are the handler's:
+// the link, the reference to a song and the page go on to it, and whatever is none of these goes on
+// as a link that does not exist. Answers go through in small pieces: a stream is as long as its
+// listener lets it be. Queries, which may hold the names of shares, are not logged. A password is
+// checked once in ten minutes, because checking one is slow on purpose.
 // clang-format off: it would set the text, too
 constexpr std::string_view kFixed = R"conf(server.modules = (
-    "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi", "mod_accesslog"
+    "mod_rewrite", "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi", "mod_accesslog"
 )
 server.tag = "Tonvale"
 server.max-request-size = 1024
@@ -84,14 +85,23 @@ cgi.assign = ( "/webapi/entry.cgi" => "" )
 cgi.x-sendfile = "enable"
 cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
 static-file.exclude-extensions = ( ".cgi" )
+url.rewrite-once = (
+    "^/as/sharing/([0-9A-Za-z]+)\?offset=([0-9]{1,9})$" =>
+        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page&sharing_id=$1&offset=$2",
+    "^/as/sharing/([0-9A-Za-z]+)(\?.*)?$" =>
+        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page&sharing_id=$1",
+    "^/as/sharing/([0-9A-Za-z]+)/([0-9A-Za-z_=%-]+)(\?.*)?$" =>
+        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page&sharing_id=$1&song=$2",
+    "^/as/sharing/" =>
+        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page"
+)
+setenv.set-response-header = ( "X-Content-Type-Options" => "nosniff" )
 auth.backend = "htpasswd"
 auth.cache = ( "max-age" => "600" )
-$HTTP["url"] !~ "^/as/sharing/" {
-    $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
-        auth.require = ( "/" => (
-            "method" => "basic", "realm" => "Tonvale", "require" => "valid-user"
-        ) )
-    }
+$HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
+    auth.require = ( "/" => (
+        "method" => "basic", "realm" => "Tonvale", "require" => "valid-user"
+    ) )
 }
 )conf";
 // clang-format on
@@ -102,6 +112,29 @@ std::string WebAddress(const WebOptions &options) {
     const bool isIpv6 = options.listen.find(':') != std::string::npos;
     return (isIpv6 ? "[" + options.listen + "]" : options.listen) + ":" +
            std::to_string(options.port);
+}
+
+std::optional<WebOptions> ReadWebConfig() {
+    constexpr std::string_view kBind = "server.bind = \"";
+    constexpr std::string_view kPort = "server.port = ";
+    std::ifstream file(SystemPath(varn::path::kWebConf));
+    WebOptions options;
+    options.listen.clear();
+    options.port = 0;
+    for (std::string line; std::getline(file, line);) {
+        if (line.starts_with(kBind)) {
+            options.listen = line.substr(kBind.size(), line.rfind('"') - kBind.size());
+        } else if (line.starts_with(kPort)) {
+            options.port = std::atoi(line.c_str() + kPort.size());
+        }
+    }
+    if (options.listen.empty() || options.port == 0) {
+        return std::nullopt;
+    }
+    if (options.listen.starts_with('[') && options.listen.ends_with(']')) {
+        options.listen = options.listen.substr(1, options.listen.size() - 2);
+    }
+    return options;
 }
 
 Outcome WriteWebConfig(const WebOptions &options) {

@@ -1,6 +1,7 @@
 // The configuration of the web server.
 #pragma once
 
+#include <optional>
 #include <string>
 
 #include "varn/host.h"
@@ -14,6 +15,9 @@ struct WebOptions {
 
 // "ADDRESS:PORT", an IPv6 address in brackets.
 std::string WebAddress(const WebOptions &options);
+
+// What the web server was last started with; empty when it never was.
+std::optional<WebOptions> ReadWebConfig();
 
 // Writes the configuration to "/var/run/Tonvale/lighttpd.conf".
 varn::host::Outcome WriteWebConfig(const WebOptions &options);

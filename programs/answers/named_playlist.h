@@ -1,0 +1,27 @@
+// Playlists by their identifiers.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace tonvale_answers {
+
+// A playlist of an identifier (tonvale/webapi.h).
+struct NamedPlaylist {
+    std::string id;
+    std::string name;
+    std::string path;  // its file, or the file of smart playlists
+    bool isSmart = false;
+};
+
+// The identifier of the list of a user's single shared songs, and what it is called.
+inline constexpr char kSharedSongsId[] = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
+inline constexpr char kSharedSongsName[] = "Shared songs";
+
+// The playlist of an identifier, as a user sees it. Throws a Failure for a text that is no identifier
+// in the very form in which they are given out, and for a playlist that is not there. Leaves the
+// process as the package's account, where it may switch.
+NamedPlaylist FindNamedPlaylist(uid_t uid, const std::string &user, const std::string &id);
+
+}  // namespace tonvale_answers

@@ -1,0 +1,106 @@
+#include "pins.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace tonvale_answers {
+
+namespace {
+
+using namespace Tonvale;
+
+struct Meaning {
+    int code;
+    Reason reason;
+    const char *message;
+};
+
+constexpr Meaning kMeanings[] = {
+    {PIN_ERROR_PARAMETER, Reason::kBad,
+     "the criteria lack what this type needs, or the pins named are not exactly those of the page"},
+    {PIN_ERROR_TYPE, Reason::kBad,
+     "there is no such type; the types are album, artist, composer, folder, genre, playlist, "
+     "random_100, recently_added"},
+    {PIN_ERROR_CRITERIA, Reason::kBad,
+     "the criteria are an object with any of album, album_artist, artist, composer, folder, genre, "
+     "genre_filter, playlist"},
+    {PIN_ERROR_EXISTS, Reason::kExists, "that is pinned already"},
+    {PIN_ERROR_NOT_FOUND, Reason::kNotFound,
+     "the user has no such pin; 'tonvale pin list' lists them"},
+    {PIN_ERROR_FOLDER, Reason::kNotFound, "there is no such folder"},
+    {PIN_ERROR_PLAYLIST, Reason::kNotFound, "there is no such playlist"},
+    {PIN_ERROR_DATABASE, Reason::kFailed, "the library does not answer; the lines above tell why"},
+    {PIN_ERROR_PREFERENCE_DIR, Reason::kFailed, "the user has no preference folder"},
+};
+
+const Meaning &MeaningOf(int code) {
+    const auto *const known =
+        std::find_if(std::begin(kMeanings), std::end(kMeanings),
+                     [&](const Meaning &meaning) { return meaning.code == code; });
+    static constexpr Meaning kOther = {0, Reason::kFailed, "it failed; the lines above tell why"};
+    return known != std::end(kMeanings) ? *known : kOther;
+}
+
+Json::Value Shown(const PinData &pin) {
+    Json::Value shown(Json::objectValue);
+    shown["id"] = pin.id;
+    shown["type"] = pin.type;
+    shown["name"] = pin.name;
+    shown["criteria"] = pin.criteria;
+    return shown;
+}
+
+}  // namespace
+
+PinFailure::PinFailure(int code)
+    : Failure(MeaningOf(code).reason, MeaningOf(code).message), code_(code) {}
+
+void Pins::Check(bool done) const {
+    if (!done) {
+        throw PinFailure(manager_.GetErrorCode());
+    }
+}
+
+Json::Value Pins::Page(int offset, int limit) {
+    const int total = manager_.GetPinTotalByUser();
+    Check(total >= 0);
+    std::vector<PinData> pins;
+    Check(manager_.ListPinByUser(offset, limit, pins));
+    Json::Value data(Json::objectValue);
+    data["offset"] = offset;
+    data["total"] = total;
+    Json::Value &list = data["pins"] = Json::Value(Json::arrayValue);
+    for (const PinData &pin : pins) {
+        list.append(Shown(pin));
+    }
+    return data;
+}
+
+Json::Value Pins::Add(const std::string &type, const Json::Value &criteria,
+                      const std::string &name) {
+    PinData pin;
+    const bool pinned = manager_.Pin(type, criteria, name, pin);
+    // Looking for a playlist that is not there may leave the process running as root.
+    if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
+        throw Failure(Reason::kFailed, "cannot switch to the package's account");
+    }
+    Check(pinned);
+    return Shown(pin);
+}
+
+void Pins::Remove(const std::string &id) {
+    Check(manager_.Unpin(id));
+}
+
+void Pins::Rename(const std::string &id, const std::string &name) {
+    Check(manager_.Rename(id, name));
+}
+
+void Pins::Reorder(const std::vector<std::string> &ids, int offset, int limit) {
+    Check(manager_.Reorder(ids, offset, limit));
+}
+
+}  // namespace tonvale_answers

@@ -1,0 +1,142 @@
+#include "page_html.h"
+
+#include <sys/random.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <stdexcept>
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr char kStyle[] =
+    "body{font:16px/1.4 sans-serif;max-width:44rem;margin:2rem auto;padding:0 1rem}"
+    "li{margin:0 0 1rem}audio{display:block;width:100%;margin-top:.3rem}"
+    "img{float:right;max-width:10rem;max-height:10rem}small{color:#555}";
+
+// A fresh value that lets the page's own style in, and no other.
+std::string Nonce() {
+    std::array<unsigned char, 16> bytes{};
+    if (getrandom(bytes.data(), bytes.size(), 0) != static_cast<ssize_t>(bytes.size())) {
+        throw std::runtime_error("the system gives no random numbers");
+    }
+    std::string nonce;
+    for (const unsigned char byte : bytes) {
+        char digits[3] = "";
+        std::snprintf(digits, sizeof digits, "%02x", byte);
+        nonce += digits;
+    }
+    return nonce;
+}
+
+// A link is as good as a password: nobody keeps the page, and no other site learns its address.
+std::string Answer(const char *statusLine, const std::string &title, const std::string &body) {
+    const std::string nonce = Nonce();
+    const std::string text =
+        "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
+        "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
+        title + "</title>\n<style nonce=\"" + nonce + "\">" + kStyle +
+        "</style>\n</head>\n<body>\n" + body + "</body>\n</html>\n";
+    return std::string(statusLine) +
+           "\r\nContent-Type: text/html; charset=utf-8\r\nContent-Length: " +
+           std::to_string(text.size()) +
+           "\r\nCache-Control: no-store\r\nContent-Security-Policy: default-src 'none'; style-src "
+           "'nonce-" +
+           nonce +
+           "'; img-src 'self'; media-src 'self'; base-uri 'none'; form-action 'none'; "
+           "frame-ancestors 'none'\r\nReferrer-Policy: no-referrer\r\nX-Content-Type-Options: "
+           "nosniff\r\nX-Robots-Tag: noindex, nofollow\r\n\r\n" +
+           text;
+}
+
+std::string Minutes(int seconds) {
+    if (seconds <= 0) {
+        return "";
+    }
+    char text[24] = "";
+    std::snprintf(text, sizeof text, "%d:%02d", seconds / 60, seconds % 60);
+    return text;
+}
+
+// Where a method of this API is, as seen from the page; escaped.
+std::string Address(const LinkPage &page, const char *method, const std::string &songId) {
+    return std::string(page.isOneSong ? "../" : "") +
+           "../../webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&amp;version=1&amp;method=" +
+           method + "&amp;sharing_id=" + EscapedHtml(page.linkId) +
+           "&amp;id=" + EscapedHtml(songId);
+}
+
+std::string Entry(const LinkPage &page, const SharedSong &song) {
+    std::string about = EscapedHtml(song.artist);
+    about += !about.empty() && !song.album.empty() ? " \xC2\xB7 " : "";
+    about += EscapedHtml(song.album);
+    const std::string length = Minutes(song.duration);
+    about += !about.empty() && !length.empty() ? " \xC2\xB7 " : "";
+    return "<li>" + EscapedHtml(song.title) + "<br><small>" + about + length +
+           "</small>\n<audio controls preload=\"none\" src=\"" + Address(page, "stream", song.id) +
+           (song.playsEverywhere ? "" : "&amp;format=mp3") + "\"></audio></li>\n";
+}
+
+std::string Turn(int offset, const char *label) {
+    return "<a rel=\"nofollow\" href=\"?offset=" + std::to_string(offset) + "\">" + label +
+           "</a>\n";
+}
+
+}  // namespace
+
+std::string EscapedHtml(const std::string &text) {
+    std::string escaped;
+    for (const char c : text) {
+        switch (c) {
+            case '&':
+                escaped += "&amp;";
+                break;
+            case '<':
+                escaped += "&lt;";
+                break;
+            case '>':
+                escaped += "&gt;";
+                break;
+            case '"':
+                escaped += "&quot;";
+                break;
+            case '\'':
+                escaped += "&#39;";
+                break;
+            default:
+                escaped += (c >= 0 && c < 0x20) || c == 0x7F ? ' ' : c;
+        }
+    }
+    return escaped;
+}
+
+std::string PageAnswer(const LinkPage &page) {
+    const std::string name = EscapedHtml(page.name);
+    const std::vector<SharedSong> &songs = page.songs.songs;
+    std::string body = "<h1>" + name + "</h1>\n";
+    if (!songs.empty()) {
+        body += "<img alt=\"\" src=\"" + Address(page, "cover", songs.front().id) + "\">\n";
+    }
+    body += "<ol start=\"" + std::to_string(page.offset + 1) + "\">\n";
+    for (const SharedSong &song : songs) {
+        body += Entry(page, song);
+    }
+    body += songs.empty() ? "</ol>\n<p>There are no songs here.</p>\n" : "</ol>\n";
+    if (page.offset > 0) {
+        body += Turn(std::max(0, page.offset - kSongsOfPage), "Back");
+    }
+    if (page.songs.total - page.offset > kSongsOfPage) {
+        body += Turn(page.offset + kSongsOfPage, "More");
+    }
+    return Answer("Status: 200 OK", name, body);
+}
+
+std::string RefusedPageAnswer(const char *statusLine) {
+    return Answer(statusLine, "No such link",
+                  "<h1>This link does not work</h1>\n<p>Ask whoever gave it to you for another "
+                  "one.</p>\n");
+}
+
+}  // namespace tonvale_entry

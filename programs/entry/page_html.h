@@ -1,0 +1,31 @@
+// The public page of a share link, as HTML.
+#pragma once
+
+#include <string>
+
+#include "shared_playlist.h"
+
+namespace tonvale_entry {
+
+struct LinkPage {
+    std::string linkId;
+    std::string name;
+    SharedPage songs;
+    int offset = 0;
+    bool isOneSong = false;  // the page of a single song, one folder deeper
+};
+
+// Songs of one page.
+inline constexpr int kSongsOfPage = 100;
+
+// A whole CGI answer, header and all. It needs no script, loads nothing from anywhere else, and
+// addresses everything relative to itself, whatever the request says of the host.
+std::string PageAnswer(const LinkPage &page);
+
+// The answer to everything that is no link that works.
+std::string RefusedPageAnswer(const char *statusLine);
+
+// A text between tags or double quotes. Control characters become blanks.
+std::string EscapedHtml(const std::string &text);
+
+}  // namespace tonvale_entry

@@ -1,0 +1,166 @@
+#include "shared_playlist.h"
+
+#include <algorithm>
+#include <cctype>
+#include <chrono>
+#include <memory>
+#include <thread>
+
+#include "answers/browsed_song.h"
+#include "answers/failure.h"
+#include "answers/named_playlist.h"
+#include "answers/songs.h"
+#include "refusal.h"
+#include "song_sound.h"
+#include "tonvale/playlists.h"
+#include "tonvale/webapi.h"
+#include "varn/playlistsvc.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+using namespace std::chrono_literals;
+using std::chrono::steady_clock;
+
+// Longer than any refusal takes to be found out.
+constexpr auto kRefusalTime = 300ms;
+const steady_clock::time_point kStart = steady_clock::now();
+
+struct SongsFreer {
+    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
+};
+using SongList = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
+
+bool IsLinkId(const std::string &id) {
+    return id.size() == Tonvale::SharingManager::SHARING_ID_SIZE &&
+           std::all_of(id.begin(), id.end(),
+                       [](unsigned char c) { return c < 0x80 && std::isalnum(c) != 0; });
+}
+
+bool IsSmart(const Tonvale::SharingData &link) {
+    return Tonvale::webapi::playlist::PlaylistResult(link.playlist_id).smart;
+}
+
+std::string Key(const Tonvale::SharingData &link) {
+    return link.playlist_id.substr(link.playlist_id.find('/') + 1);
+}
+
+// A page of the playlist's entries; `total` below 0 when it cannot be read.
+SongList ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+    total = -1;
+    return SongList(VARNPlaylistParseByPath(link.user_id, link.path.c_str(), nullptr, &total,
+                                            offset, limit, "*", 0));
+}
+
+SongList ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+    const std::string rules = VarnAudioUtils::LoadSmartPlsRulesByFilename(link.path, Key(link));
+    const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(link.user_id);
+    PLAYLIST_REC *list = nullptr;
+    total = -1;
+    if (rules.empty() || VARNPlaylistSmartListSongs(link.user_id, &list, nullptr, rules.c_str(),
+                                                    &total, offset, limit, library.c_str()) < 0) {
+        total = -1;
+    }
+    return SongList(list);
+}
+
+}  // namespace
+
+void RefuseLink() {
+    // At the same distance from the start, or at a multiple of it on a machine that is busy.
+    const auto passed = steady_clock::now() - kStart;
+    std::this_thread::sleep_until(kStart + (passed / kRefusalTime + 1) * kRefusalTime);
+    throw Refusal{Code::kNoSuchItem};
+}
+
+SharedPlaylist::SharedPlaylist(const std::string &linkId) {
+    link_.id = linkId;
+    if (!IsLinkId(linkId) || !manager_.GetSharingRecord(link_, true)) {
+        RefuseLink();
+    }
+}
+
+std::string SharedPlaylist::Name() const {
+    if (link_.playlist_id == tonvale_answers::kSharedSongsId) {
+        return tonvale_answers::kSharedSongsName;
+    }
+    if (IsSmart(link_)) {
+        return Key(link_);
+    }
+    char title[4096] = "";
+    return VARNPlaylistTitleGetByPath(link_.path.c_str(), title, sizeof title, link_.user_id) ==
+                       0 &&
+                   title[0] != '\0'
+               ? title
+               : VARNAudioWebapiUtilsGetFileName(link_.path, true);
+}
+
+std::vector<SharedSong> SharedPlaylist::Shown(PLAYLIST_REC *list) const {
+    Tonvale::webapi::WebapiLibrary library(link_.user_id, link_.user_name, "");
+    library.addSongTag = true;
+    library.addSongAudio = true;
+    Tonvale::webapi::HashRating ratings;
+    Json::Value tracks(Json::arrayValue);
+    library.GetTrackJson(ratings.Get(), list, tracks);
+    std::vector<SharedSong> songs;
+    for (const Json::Value &track : tracks) {
+        const auto id = tonvale_answers::ParseSongId(track["id"].asString());
+        if (!id) {
+            continue;  // an address, or a file that the library does not have
+        }
+        const Json::Value &tag = track["additional"]["song_tag"];
+        const bool isKnown =
+            std::string_view(MediaTypeOf(track["path"].asCString())) != kUnknownMedia;
+        songs.push_back({track["id"].asString(), track["title"].asString(),
+                         tag["artist"].asString(), tag["album"].asString(),
+                         track["additional"]["song_audio"]["duration"].asInt(),
+                         isKnown && !id->isVirtual});
+    }
+    return songs;
+}
+
+SharedPage SharedPlaylist::Songs(int offset, int limit) const {
+    int total = -1;
+    const SongList list = IsSmart(link_) ? ReadSmart(link_, offset, limit, total)
+                                         : ReadNormal(link_, offset, limit, total);
+    if (total < 0) {
+        RefuseLink();
+    }
+    return {total, Shown(list.get())};
+}
+
+void SharedPlaylist::Check(const VARN_MEDIA_INFO &song) {
+    if (!manager_.CheckSongAllowSharing(link_, tonvale_answers::NameInPlaylist(song))) {
+        RefuseLink();
+    }
+}
+
+VARN_MEDIA_INFO SharedPlaylist::Song(const std::string &id) {
+    try {
+        const VARN_MEDIA_INFO song = tonvale_answers::FindBrowsedSong(link_.user_id, id);
+        Check(song);
+        return song;
+    } catch (const tonvale_answers::Failure &) {
+        RefuseLink();
+    }
+}
+
+SharedSong SharedPlaylist::ReferredSong(const std::string &reference) {
+    const std::string name = VARNAudioGetFullPathFromEncSong(reference, link_.user_name);
+    const SongList entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
+    if (!entry) {
+        throw std::bad_alloc();
+    }
+    if (name.empty() || VARNPlaylistGetOneByPath(link_.user_id, name.c_str(), &entry->info) != 0) {
+        RefuseLink();
+    }
+    Check(entry->info);
+    const std::vector<SharedSong> songs = Shown(entry.get());
+    if (songs.empty()) {
+        RefuseLink();
+    }
+    return songs.front();
+}
+
+}  // namespace tonvale_entry

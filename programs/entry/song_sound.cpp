@@ -1,0 +1,93 @@
+#include "song_sound.h"
+
+#include <strings.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <string_view>
+
+#include "tonvale/streaming.h"
+#include "tonvale/webapi.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr long long kLeastBitRate = 8000;
+constexpr long long kMostBitRate = 320000;
+
+struct MediaType {
+    std::string_view extension;
+    const char *type;
+};
+constexpr MediaType kMediaTypes[] = {
+    {"mp3", "audio/mpeg"},    {"mp2", "audio/mpeg"},     {"flac", "audio/flac"},
+    {"ogg", "audio/ogg"},     {"oga", "audio/ogg"},      {"opus", "audio/ogg"},
+    {"m4a", "audio/mp4"},     {"m4b", "audio/mp4"},      {"mp4", "audio/mp4"},
+    {"aac", "audio/aac"},     {"wav", "audio/x-wav"},    {"aif", "audio/x-aiff"},
+    {"aiff", "audio/x-aiff"}, {"wma", "audio/x-ms-wma"}, {"mka", "audio/x-matroska"},
+};
+
+// A path in the form of a URL's (RFC 3986, 2.1), which the web server decodes.
+std::string Escaped(std::string_view path) {
+    constexpr char kHex[] = "0123456789ABCDEF";
+    std::string escaped;
+    for (const unsigned char c : path) {
+        if (c > 0x20 && c < 0x7F && c != '%' && c != '?' && c != '#') {
+            escaped += static_cast<char>(c);
+        } else {
+            escaped += {'%', kHex[c >> 4], kHex[c & 15]};
+        }
+    }
+    return escaped;
+}
+
+// True when there is such a file, as far as this account can tell.
+bool IsThere(const char *path) {
+    struct stat info {};
+    return stat(path, &info) == 0 ? S_ISREG(info.st_mode) : errno == EACCES;
+}
+
+// The web server sends the file, ranges and all.
+bool SendFile(const char *path) {
+    std::printf("Status: 200 OK\r\nContent-Type: %s\r\nX-Sendfile: %s\r\n\r\n", MediaTypeOf(path),
+                Escaped(path).c_str());
+    return std::fflush(stdout) == 0;
+}
+
+}  // namespace
+
+const char *MediaTypeOf(const char *path) {
+    const std::string extension = VARNAudioWebapiUtilsGetFileExt(path);
+    for (const MediaType &known : kMediaTypes) {
+        if (strcasecmp(extension.c_str(), known.extension.data()) == 0) {
+            return known.type;
+        }
+    }
+    return kUnknownMedia;
+}
+
+Sound SongAction::AskedSound() const {
+    return {Asked().Choice("format", {"raw", "mp3", "wav"}, "raw"),
+            static_cast<int>(Asked().Number("position", 0, 0, kLongestSong)),
+            Asked().Number("bitrate", 0, kLeastBitRate, kMostBitRate)};
+}
+
+bool SongAction::SendSong(const VARN_MEDIA_INFO &song, const Sound &sound) {
+    if (!IsThere(song.path)) {
+        throw Refusal{Code::kNoSuchItem};
+    }
+    if (sound.format != "raw") {
+        return SendEncoded(sound.format == "mp3" ? "audio/mpeg" : "audio/x-wav", [&] {
+            return VARNAudioTranscodeSong(&song, sound.format.c_str(), sound.position,
+                                          sound.bitRate);
+        });
+    }
+    if (sound.position > 0 || IsVirtualMusic(&song)) {
+        return SendEncoded(MediaTypeOf(song.path),
+                           [&] { return VARNAudioSeekSong(&song, sound.position); });
+    }
+    return SendFile(song.path);
+}
+
+}  // namespace tonvale_entry

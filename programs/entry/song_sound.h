@@ -1,0 +1,60 @@
+// The sound of songs, as an answer.
+#pragma once
+
+#include <cstdio>
+#include <string>
+
+#include "action.h"
+#include "encoder_slot.h"
+#include "varn/mediaindex.h"
+
+namespace tonvale_entry {
+
+inline constexpr long long kLongestSong = 30 * 24 * 3600;  // seconds
+
+// An answer that an encoder makes.
+class EncodedAction : public MediaAction {
+  public:
+    using MediaAction::MediaAction;
+
+  protected:
+    // Runs `encode`, which writes the whole answer, when there is a turn for its encoder.
+    template <typename Encode>
+    bool SendEncoded(const char *type, const Encode &encode) {
+        if (Asked().WantsHeaderOnly()) {
+            std::printf("Status: 200 OK\r\nContent-Type: %s\r\n\r\n", type);
+            return std::fflush(stdout) == 0;
+        }
+        const EncoderSlot slot;
+        if (!slot) {
+            throw Refusal{Code::kBusy};
+        }
+        return encode() == 0;
+    }
+};
+
+// How a song is to sound: the parameters format, position and bitrate.
+struct Sound {
+    std::string format;
+    int position;  // seconds
+    long long bitRate;
+};
+
+// The sound of one song.
+class SongAction : public EncodedAction {
+  public:
+    using EncodedAction::EncodedAction;
+
+  protected:
+    // Throws a Refusal for parameters that are not what they should be.
+    Sound AskedSound() const;
+    // Throws a Refusal when the song's file is not there.
+    bool SendSong(const VARN_MEDIA_INFO &song, const Sound &sound);
+};
+
+// The media type of a song's file, by its extension; kUnknownMedia for one that browsers do not
+// know.
+inline constexpr char kUnknownMedia[] = "application/octet-stream";
+const char *MediaTypeOf(const char *path);
+
+}  // namespace tonvale_entry

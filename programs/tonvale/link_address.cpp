@@ -1,0 +1,64 @@
+#include "link_address.h"
+
+#include <unistd.h>
+
+#include <climits>
+#include <cstdlib>
+#include <string_view>
+
+#include "web_config.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+constexpr std::string_view kHttps = "https://";
+constexpr std::string_view kHttp = "http://";
+
+// CLI11 takes a message for a refusal.
+std::string CheckAddress(const std::string &text) {
+    std::string_view host = text;
+    for (const std::string_view scheme : {kHttps, kHttp}) {
+        host.remove_prefix(host.starts_with(scheme) ? scheme.size() : 0);
+    }
+    const bool good = !host.empty() && host.find_first_not_of(
+                                           "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ"
+                                           "0123456789.-_:[]") == host.npos;
+    return good ? "" : "'" + text + "' is no address: write HOST, HOST:PORT or https://HOST:PORT";
+}
+
+std::string HostName() {
+    char name[HOST_NAME_MAX + 1] = "";
+    gethostname(name, sizeof name - 1);
+    return name;
+}
+
+std::string ServedAddress() {
+    WebOptions served = ReadWebConfig().value_or(WebOptions{"0.0.0.0"});
+    if (served.listen == "0.0.0.0" || served.listen == "::") {
+        served.listen = HostName();
+    }
+    return WebAddress(served);
+}
+
+}  // namespace
+
+void AddAddress(CLI::App &verb, std::string &address) {
+    verb.add_option("--address", address,
+                    "How others reach this server, unless its settings say so: HOST:PORT, or "
+                    "https://HOST:PORT")
+        ->type_name("ADDRESS")
+        ->check(CheckAddress);
+}
+
+void UseAddress(const std::string &address) {
+    std::string host = address.empty() ? ServedAddress() : address;
+    const bool isHttps = host.starts_with(kHttps);
+    host.erase(0, isHttps ? kHttps.size() : host.starts_with(kHttp) ? kHttp.size() : 0);
+    setenv("HTTP_HOST", host.c_str(), 1);
+    setenv("HTTPS", isHttps ? "on" : "off", 1);
+    setenv("REQUEST_URI", "/webapi/entry.cgi", 1);
+    unsetenv("SERVER_PORT");
+}
+
+}  // namespace tonvale_cli

@@ -1,0 +1,18 @@
+// The address that links have when no request tells one.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+namespace tonvale_cli {
+
+// --address.
+void AddAddress(CLI::App &verb, std::string &address);
+
+// Makes it the one by which this server is reached (SharingManager::GetRemoteAddr): "HOST",
+// "HOST:PORT", with "https://" in front or "http://". For "" it is where 'tonvale serve' listened
+// last; all addresses are those of this machine's name.
+void UseAddress(const std::string &address);
+
+}  // namespace tonvale_cli

@@ -1,0 +1,226 @@
+// Share links.
+#include <cstdio>
+#include <memory>
+
+#include "answers/failure.h"
+#include "answers/links.h"
+#include "command.h"
+#include "database.h"
+#include "link_address.h"
+#include "number.h"
+#include "page_output.h"
+#include "playlist_show.h"
+#include "playlist_target.h"
+#include "user.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+using tonvale_answers::CheckedDays;
+using tonvale_answers::LinkName;
+using tonvale_answers::Links;
+
+struct ShareOptions {
+    Collection collection;  // whose links, and among which playlists a name is looked for
+    std::string name;       // of a playlist, a link or a song
+    std::string from;
+    std::string until;
+    std::string address;
+    int offset = 0;
+    int limit = 100;
+    bool json = false;
+};
+
+using Options = const ShareOptions &;
+
+std::string Day(const Json::Value &day) {
+    return day == "0" ? "" : day.asString();
+}
+
+// The link's address on a line of its own, to be handed on.
+void PrintLink(Options options, const Json::Value &sharing, const char *url = "url") {
+    if (!options.json) {
+        std::printf("%s\n", Printable(sharing[url].asString()).c_str());
+        return;
+    }
+    Json::Value data(Json::objectValue);
+    data["sharing"] = sharing;
+    PrintJson(data);
+}
+
+void List(Options options, Links &links) {
+    const Json::Value data = links.Page(options.offset, options.limit);
+    if (options.json) {
+        PrintJson(data);
+        return;
+    }
+    Table table({{"LINK"},
+                 {"PLAYLIST", false, true},
+                 {"FROM"},
+                 {"UNTIL"},
+                 {"STATUS"},
+                 {"URL", false, true}});
+    for (const Json::Value &sharing : data["sharings"]) {
+        table.AddRow({sharing["id"].asString(), sharing["name"].asString(),
+                      Day(sharing["date_available"]), Day(sharing["date_expired"]),
+                      sharing["status"].asString(), sharing["url"].asString()});
+    }
+    PrintPage(table, options.offset, data["sharings"].size(), data["total"].asInt64(),
+              {"link", "links"});
+}
+
+// A link's own identifier, or its playlist's.
+LinkName Named(const std::string &name) {
+    return IsPlaylistId(name) ? LinkName{"", name} : LinkName{name, ""};
+}
+
+// The identifier of a playlist that is named by that, or by its id or title.
+std::optional<std::string> PlaylistId(Options options) {
+    if (IsPlaylistId(options.name)) {
+        return options.name;
+    }
+    const auto playlist = FindPlaylist(options.collection, options.name);
+    if (!playlist) {
+        return std::nullopt;
+    }
+    return std::string("playlist_") + options.collection.Library() + "_normal/" +
+           (options.collection.isFolder ? playlist->title : playlist->id);
+}
+
+// A song's identifier; the number that lists show is that of a file or of a track.
+std::vector<std::string> SongIds(const std::string &name) {
+    const bool isNumber = name.find_first_not_of("0123456789") == name.npos;
+    return isNumber ? std::vector{"music_" + name, "music_v_" + name} : std::vector{name};
+}
+
+// Does something with the song of the first identifier that there is one for.
+Json::Value WithSong(Options options, Links &links,
+                     Json::Value (Links::*change)(const std::string &)) {
+    const std::vector<std::string> ids = SongIds(options.name);
+    try {
+        return (links.*change)(ids.front());
+    } catch (const tonvale_answers::Failure &failure) {
+        if (ids.size() == 1 || failure.Why() != tonvale_answers::Reason::kNotFound) {
+            throw;
+        }
+        return (links.*change)(ids.back());
+    }
+}
+
+int Create(Options options, Links &links) {
+    const auto days = CheckedDays(options.from, options.until);
+    const auto playlist = PlaylistId(options);
+    if (!playlist) {
+        return kUsage;
+    }
+    PrintLink(options, links.Create(*playlist, days));
+    return kDone;
+}
+
+int Update(Options options, Links &links) {
+    const auto days = CheckedDays(options.from, options.until);
+    PrintLink(options, links.Update(Named(options.name), days));
+    return kDone;
+}
+
+int Delete(Options options, Links &links) {
+    links.Delete(Named(options.name));
+    if (options.json) {
+        PrintJson(Json::Value(Json::objectValue));
+    }
+    return kDone;
+}
+
+int ShareSong(Options options, Links &links) {
+    PrintLink(options, WithSong(options, links, &Links::ShareSong), "song_url");
+    return kDone;
+}
+
+int UnshareSong(Options options, Links &links) {
+    const Json::Value sharing = WithSong(options, links, &Links::UnshareSong);
+    if (options.json) {
+        PrintLink(options, sharing);
+    }
+    return kDone;
+}
+
+using Act = int (*)(Options options, Links &links);
+
+int Run(ShareOptions &options, Act act) {
+    const SameAccountAfter account;
+    if (const int status = Prepare(options.collection); status != kDone) {
+        return status;
+    }
+    UseAddress(options.address);
+    Links links(options.collection.uid, options.collection.user);
+    return act(options, links);
+}
+
+// ---- the command line ---------------------------------------------------------------------------
+
+struct Verb {
+    const char *name;
+    const char *description;
+    Act act;
+    const char *operand;  // null: none
+    const char *meaning;
+    bool hasDays;
+};
+
+constexpr char kLink[] = "The link, as 'tonvale share list' shows it, or its playlist's identifier";
+constexpr char kSong[] = "The song's id, as 'tonvale songs' shows it, or its identifier";
+
+constexpr Verb kVerbs[] = {
+    {"create", "Share a playlist, and print the link's address", Create, "PLAYLIST",
+     "Its id, title or identifier", true},
+    {"update", "Change the days on which a link works; without any it always does", Update, "LINK",
+     kLink, true},
+    {"delete", "Take a link away; the playlist stays", Delete, "LINK", kLink, false},
+    {"song", "Share a single song, and print its address", ShareSong, "SONG", kSong, false},
+    {"unsong", "Share a single song no longer", UnshareSong, "SONG", kSong, false},
+};
+
+CLI::App *AddVerb(CLI::App &group, Action &action, const char *name, const char *description,
+                  const std::shared_ptr<ShareOptions> &options, Act act) {
+    CLI::App *verb = group.add_subcommand(name, description);
+    verb->add_option("--user", options->collection.user, "Whose links")
+        ->type_name("NAME")
+        ->capture_default_str();
+    verb->add_flag("--json", options->json, "Print JSON");
+    AddAddress(*verb, options->address);
+    verb->callback([=, &action] { action = [=] { return Run(*options, act); }; });
+    return verb;
+}
+
+}  // namespace
+
+void AddShare(CLI::App &app, Action &action) {
+    CLI::App *group = app.add_subcommand("share", "Publish playlists and songs under links");
+    group->require_subcommand(1);
+    const auto listed = std::make_shared<ShareOptions>();
+    CLI::App *list = AddVerb(*group, action, "list", "List the links, a page at a time", listed,
+                             [](Options options, Links &links) {
+                                 List(options, links);
+                                 return kDone;
+                             });
+    AddNumber(*list, "--offset", listed->offset, 0, "How many links to pass over");
+    AddNumber(*list, "--limit", listed->limit, 1, "How many links to list");
+    for (const Verb &known : kVerbs) {
+        const auto options = std::make_shared<ShareOptions>();
+        CLI::App *verb = AddVerb(*group, action, known.name, known.description, options, known.act);
+        verb->add_option(known.operand, options->name, known.meaning)->required();
+        if (known.act == Create) {
+            verb->add_flag("--personal", options->collection.personal,
+                           "One of the user's own playlists instead of a shared one");
+        }
+        if (known.hasDays) {
+            verb->add_option("--from", options->from, "The first day, YYYY-MM-DD (else today)")
+                ->type_name("DAY");
+            verb->add_option("--until", options->until, "The last day (else without an end)")
+                ->type_name("DAY");
+        }
+    }
+}
+
+}  // namespace tonvale_cli

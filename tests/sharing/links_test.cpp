@@ -1,0 +1,240 @@
+// Share links as the command line and the web API answer them.
+#include "answers/links.h"
+#include "answers/failure.h"
+#include "sharing/shared_library.h"
+#include "support/clock.h"
+
+namespace {
+
+using namespace tonvale_test;
+using tonvale_answers::CheckedDays;
+using tonvale_answers::Days;
+using tonvale_answers::Failure;
+using tonvale_answers::Links;
+using tonvale_answers::Reason;
+
+constexpr char kNone[] = "1970-01-01";
+
+// Why something is refused; nothing when it is not.
+template <typename Call>
+std::optional<Reason> Refused(const Call &call) {
+    try {
+        call();
+    } catch (const Failure &failure) {
+        EXPECT_STRNE(failure.what(), "");
+        return failure.Why();
+    }
+    return std::nullopt;
+}
+
+TEST(LinkDays, AreDaysOfTheCalendar) {
+    const TimeZone zone("Pacific/Kiritimati");
+    const FixedClock clock(LocalTime(2024, 2, 29, 0, 0, 1));
+    const struct {
+        const char *first, *last, *storedFirst, *storedLast;
+    } good[] = {
+        {"", "", kNone, kNone},
+        {"0", "1970-01-01", kNone, kNone},
+        {"2024-02-29", "2024-02-29", "2024-02-29", "2024-02-29"},
+        {"1970-01-02", "9999-12-31", "1970-01-02", "9999-12-31"},
+        {"", "2024-03-01", "2024-02-29", "2024-03-01"},
+        {"2000-02-29", "2001-12-31", "2000-02-29", "2001-12-31"},
+    };
+    for (const auto &[first, last, storedFirst, storedLast] : good) {
+        const Days days = CheckedDays(first, last);
+        EXPECT_EQ(days.first, storedFirst) << first << " " << last;
+        EXPECT_EQ(days.last, storedLast) << first << " " << last;
+    }
+    for (const char *day :
+         {"2023-02-29",  "1900-02-29", "2024-02-30",  "2024-04-31",  "2024-13-01",
+          "2024-00-01",  "2024-01-00", "2024-01-32",  "1969-12-31",  "2024-1-1",
+          "2024/01/01",  "24-01-01",   "2024-01-01 ", " 2024-01-01", "2024-01-01 12:00",
+          "10000-01-01", "2024-01-0x", "soon",        "-024-01-01",  "2024-01-01' OR 1=1"}) {
+        EXPECT_EQ(Refused([&] { CheckedDays(day, "2030-01-01"); }), Reason::kBad) << day;
+        EXPECT_EQ(Refused([&] { CheckedDays("2020-01-01", day); }), Reason::kBad) << day;
+    }
+    EXPECT_EQ(Refused([] { CheckedDays("2024-01-02", "2024-01-01"); }), Reason::kBad);
+    EXPECT_EQ(Refused([] { CheckedDays("2024-01-02", ""); }), Reason::kBad)
+        << "it would count as no limit";
+    EXPECT_EQ(Refused([] { CheckedDays("", "2024-02-28"); }), Reason::kBad) << "over already";
+}
+
+class ShareLinks : public SharedLibraryTest {
+  protected:
+    static constexpr char kList[] = "playlist_shared_normal/12";
+    const Days always = {kNone, kNone};
+
+    static Links Alice() { return {kAlice, "alice"}; }
+    void TearDown() override {
+        BackToRoot();
+        SharedLibraryTest::TearDown();
+    }
+};
+
+TEST_F(ShareLinks, LiveFromTheirFirstDayToTheirLast) {
+    FixedClock clock(LocalTime(2024, 6, 30, 23, 59, 59));
+    Links links(kAlice, "alice");
+    const Json::Value made = links.Create(kList, CheckedDays("2024-07-01", "2024-07-02"));
+    const std::string id = made["id"].asString();
+    EXPECT_EQ(made["name"], "A \"list\"");
+    EXPECT_EQ(made["playlist_id"], kList);
+    EXPECT_EQ(made["status"], "invalid");
+    EXPECT_TRUE(made["url"].asString().ends_with("/as/sharing/" + id));
+    for (const auto &[now, status] : {std::pair(LocalTime(2024, 7, 1, 0, 0, 0), "valid"),
+                                      std::pair(LocalTime(2024, 7, 2, 23, 59, 59), "valid"),
+                                      std::pair(LocalTime(2024, 7, 3, 0, 0, 0), "expired")}) {
+        clock.Set(now);
+        EXPECT_EQ(links.Get({id, ""})["status"], status);
+        EXPECT_EQ(links.Get({"", kList})["status"], status);
+    }
+    EXPECT_EQ(links.Update({"", kList}, CheckedDays("", "2024-07-03"))["status"], "valid");
+    EXPECT_EQ(links.Update({id, ""}, always)["date_expired"], "0");
+    EXPECT_EQ(Refused([&] { links.Create(kList, always); }), Reason::kExists);
+    links.Delete({id, ""});
+    EXPECT_EQ(Refused([&] { links.Get({id, ""}); }), Reason::kNotFound);
+    EXPECT_EQ(Refused([&] { links.Delete({"", kList}); }), Reason::kNotFound);
+    EXPECT_NE(links.Create(kList, always)["id"], id) << "a link that was taken away stays dead";
+}
+
+// Links are made at once, however many there are of a second, and do not tell each other.
+TEST_F(ShareLinks, NeedNotWaitForEachOther) {
+    const FixedClock clock(1700000000, false);
+    Links links(kAlice, "alice");
+    std::set<std::string> ids;
+    for (int number = 100; number < 120; ++number) {
+        const std::string row = std::to_string(number);
+        Query("INSERT INTO playlist (id, path) VALUES (" + row + ", '" + In(row) + ".m3u')");
+        ids.insert(links.Create("playlist_shared_normal/" + row, always)["id"].asString());
+    }
+    ids.insert(links.ShareSong(Name(rock_))["id"].asString());
+    EXPECT_EQ(ids.size(), 21U);
+    EXPECT_TRUE(clock.Waits().empty());
+
+    const Json::Value page = links.Page(19, 5);
+    EXPECT_EQ(page["total"], 21);
+    ASSERT_EQ(page["sharings"].size(), 2U);
+    EXPECT_EQ(page["sharings"][1]["id"], *ids.rbegin());
+    EXPECT_TRUE(links.Page(21, 5)["sharings"].empty());
+}
+
+TEST_F(ShareLinks, AreOfPlaylistsThatTheUserSees) {
+    Touch(In("bobs.m3u"));
+    const std::string bobs = "playlist_personal_normal/" + AddRow(In("bobs.m3u"), "b", "", kBob);
+    Links links(kAlice, "alice");
+    const struct {
+        std::string playlist;
+        Reason reason;
+    } cases[] = {
+        {bobs, Reason::kNotFound},
+        {"playlist_shared_normal/4711", Reason::kNotFound},
+        {"playlist_shared_smart/none", Reason::kNotFound},
+        {"playlist_shared_normal/012", Reason::kBad},
+        {"playlist_shared_normal/12 OR 1=1", Reason::kBad},
+        {"playlist_shared_normal/99999999999", Reason::kBad},
+        {"playlist_shared_normal/", Reason::kBad},
+        {"playlist_shared_normal/../../etc/passwd", Reason::kBad},
+        {"x_shared_normal/12", Reason::kBad},
+        {"playlist_other_normal/12", Reason::kBad},
+        {"playlist_shared_smart/", Reason::kBad},
+        {"12", Reason::kBad},
+        {"", Reason::kBad},
+    };
+    for (const auto &[playlist, reason] : cases) {
+        EXPECT_EQ(Refused([&] { links.Create(playlist, always); }), reason) << playlist;
+    }
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    for (const char *key : {"..", ".", "a/b", "/etc/passwd", "a/../b", "not there"}) {
+        EXPECT_TRUE(Refused([&] {
+            links.Create(std::string("playlist_personal_normal/") + key, always);
+        })) << key;
+    }
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "0");
+    const std::string own = "It's 100%_\\";
+    WriteFile("/usr/varn/etc/preference/alice/playlists/" + own + ".m3u", "");
+    EXPECT_EQ(links.Create("playlist_personal_normal/" + own, always)["name"], own);
+    EXPECT_EQ(links.Create(kSharedSmart, always)["name"], "Rock & Roll");
+    EXPECT_EQ(links.Create(kSongs, CheckedDays("", "2999-01-01"))["date_expired"], "2999-01-01");
+    EXPECT_EQ(Refused([&] { links.Create(kSongs, always); }), Reason::kExists);
+}
+
+TEST_F(ShareLinks, BelongToOneUserWithTheRight) {
+    EXPECT_EQ(Refused([] { Links(kBob, "bob"); }), Reason::kNotPermitted);
+    EXPECT_EQ(Refused([] { Links(4999, "nobody"); }), Reason::kNotPermitted);
+    Links alices(kAlice, "alice");
+    const std::string id = alices.Create(kList, always)["id"].asString();
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}, "1031": {"sharing": true}})");
+    Links bobs(kBob, "bob");
+    for (const tonvale_answers::LinkName &name :
+         {tonvale_answers::LinkName{id, ""}, {"", kList}, {"aaaaaaaa", ""}, {"' OR '1'='1", ""}}) {
+        EXPECT_EQ(Refused([&] { bobs.Get(name); }), Reason::kNotFound);
+        EXPECT_EQ(Refused([&] { bobs.Update(name, always); }), Reason::kNotFound);
+        EXPECT_EQ(Refused([&] { bobs.Delete(name); }), Reason::kNotFound);
+    }
+    EXPECT_EQ(Refused([&] { bobs.Get({"\xff", ""}); }), Reason::kBad);
+    EXPECT_EQ(bobs.Page(0, 10)["total"], 0);
+    EXPECT_NE(bobs.Create(kList, always)["id"], id) << "a shared playlist can have two links";
+    bobs.Delete({"", kList});
+    EXPECT_EQ(alices.Get({id, ""})["status"], "valid");
+}
+
+// Playlists change numbers with each other when a library is indexed anew, and some go.
+TEST_F(ShareLinks, FollowPlaylistsToOtherNumbers) {
+    Query(
+        "INSERT INTO playlist (id, path, title) VALUES (13, '/v/13', 'thirteen'), "
+        "(14, '/v/14', 'fourteen')");
+    Links links(kAlice, "alice");
+    std::map<std::string, std::string> ids;
+    for (const char *row : {"12", "13", "14"}) {
+        ids[row] =
+            links.Create(std::string("playlist_shared_normal/") + row, always)["id"].asString();
+    }
+    Query(
+        "UPDATE playlist SET id = id + 100; DELETE FROM playlist WHERE path = '/v/14'; "
+        "UPDATE playlist SET id = CASE path WHEN '/v/13' THEN 12 ELSE 14 END");
+    const auto shown = [&](const std::string &row) {
+        const Json::Value link = links.Get({"", "playlist_shared_normal/" + row});
+        return link["id"].asString() + " " + link["name"].asString();
+    };
+    EXPECT_EQ(shown("12"), ids["13"] + " thirteen");
+    EXPECT_EQ(shown("14"), ids["12"] + " A \"list\"");
+    // Neither is the one that is gone, whose number another one has.
+    EXPECT_EQ(links.Update({"", "playlist_shared_normal/14"}, {"2020-01-01", "2020-01-02"})["id"],
+              ids["12"]);
+    EXPECT_EQ(links.Get({ids["14"], ""})["status"], "valid");
+    links.Delete({"", "playlist_shared_normal/14"});
+    EXPECT_EQ(links.Page(0, 10)["total"], 2);
+    EXPECT_EQ(links.Get({ids["14"], ""})["name"], "14");
+    // It comes back under a third number.
+    Query("INSERT INTO playlist (id, path, title) VALUES (90, '/v/14', 'back')");
+    EXPECT_EQ(shown("90"), ids["14"] + " back");
+    EXPECT_EQ(links.Get({ids["14"], ""})["playlist_id"], "playlist_shared_normal/90");
+    links.Delete({ids["14"], ""});
+    EXPECT_EQ(Value("SELECT id FROM playlist_sharing"), ids["13"]);
+}
+
+TEST_F(ShareLinks, ShareSingleSongs) {
+    setenv("HTTP_HOST", "nas", 1);
+    Links links(kAlice, "alice");
+    EXPECT_EQ(Refused([&] { links.UnshareSong(Name(rock_)); }), Reason::kNotFound);
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "0");
+    const Json::Value shared = links.ShareSong(TrackName(track1_));
+    // "/music/cue.flac_1"
+    EXPECT_EQ(shared["song_url"], shared["url"].asString() + "/L211c2ljL2N1ZS5mbGFjXzE=");
+    for (const std::string &id :
+         {Name(track1_), TrackName(rock_), Name(bobs_), std::string("music_4711")}) {
+        EXPECT_EQ(Refused([&] { links.ShareSong(id); }), Reason::kNotFound) << id;
+    }
+    for (const char *id : {"", "music_", "music_1 OR 1=1", "music_0", "radio_x http://y", "1"}) {
+        EXPECT_EQ(Refused([&] { links.ShareSong(id); }), Reason::kBad) << id;
+    }
+    // A list that was lost is made again.
+    std::filesystem::remove(Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice"));
+    EXPECT_EQ(links.ShareSong(Name(rock_))["id"], shared["id"]);
+    EXPECT_FALSE(links.UnshareSong(Name(rock_)).isMember("song_url"));
+    BackToRoot();
+    EXPECT_TRUE(
+        Shown(Read(Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice"))).empty());
+    unsetenv("HTTP_HOST");
+}
+
+}  // namespace

@@ -1,0 +1,120 @@
+// Which songs a link publishes.
+#include "sharing/shared_library.h"
+
+namespace {
+
+using namespace tonvale_test;
+using Tonvale::SharingData;
+using Tonvale::SharingManager;
+
+class SharingSongs : public SharedLibraryTest {
+  protected:
+    // Those of the songs that a link publishes, by the names that playlists know them by.
+    static Texts Allowed(const SharingData &link) {
+        SharingManager manager;
+        Texts allowed;
+        for (const char *name : {"it's 100%_a\\b.mp3", "pop.mp3", "cue.flac_1", "cue.flac_2",
+                                 "cue.flac_3", "it's 100 a\\b.mp3", "IT'S 100%_a\\b.mp3"}) {
+            if (manager.CheckSongAllowSharing(link, In(name))) {
+                allowed.emplace_back(name);
+            }
+        }
+        for (const std::string &name :
+             {std::string(), std::string("/etc/passwd"), In("../music/pop.mp3"),
+              In("pop.mp3' OR '1'='1"), In("\xff")}) {
+            EXPECT_FALSE(manager.CheckSongAllowSharing(link, name)) << name;
+        }
+        return allowed;
+    }
+    static std::string First(const SharingData &link) {
+        std::string id = "none";
+        return SharingManager().GetFirstSongIdInPlaylist(link, id) ? id : "";
+    }
+    SharingData Smart() const { return Link(kSharedSmart, At(varn::path::kSmartPlaylists)); }
+};
+
+TEST_F(SharingSongs, AreThoseOfThePlaylist) {
+    const SharingData list = Link("playlist_shared_normal/12", List());
+    EXPECT_EQ(Allowed(list), (Texts{"it's 100%_a\\b.mp3", "cue.flac_2"}));
+    EXPECT_EQ(First(list), Name(rock_));
+    EXPECT_EQ(Allowed(Smart()), (Texts{"it's 100%_a\\b.mp3", "cue.flac_1"}));
+
+    Touch(In("tracks.m3u"), "cue.flac_2\n");
+    EXPECT_EQ(First(Link("playlist_shared_normal/13", In("tracks.m3u"))), TrackName(track2_));
+    Touch(In("empty.m3u"), "");
+    EXPECT_EQ(First(Link("playlist_shared_normal/14", In("empty.m3u"))), "");
+
+    // The playlist changes, and the link with it.
+    Touch(List(), "pop.mp3\n");
+    EXPECT_EQ(Allowed(list), Texts{"pop.mp3"});
+    EXPECT_EQ(First(list), Name(pop_));
+    WriteFile(varn::path::kSmartPlaylists, "\"Rock & Roll\" { genre is \"Pop\" }\n");
+    EXPECT_EQ(Allowed(Smart()), (Texts{"pop.mp3", "cue.flac_2"}));
+    WriteFile(varn::path::kSmartPlaylists, "\"Rock & Roll\" { title is \"track 1\" }\n");
+    EXPECT_EQ(First(Smart()), TrackName(track1_));
+}
+
+TEST_F(SharingSongs, AreThoseThatTheOwnerBrowses) {
+    // Two of a personal library, one of them somebody else's.
+    const std::string home = (root() / "volume1/homes/alice/music/own.mp3").string();
+    const int own = AddSong({.userid = kAlice, .path = home, .genres = {"Own"}});
+    AddSong({.userid = kBob, .path = In("bob.mp3"), .genres = {"Own"}});
+    WriteFile(varn::path::kSmartPlaylists, "\"Rock & Roll\" { genre is \"Own\" }\n");
+    SharingManager manager;
+    EXPECT_EQ(First(Smart()), "music_p_" + std::to_string(own));
+    EXPECT_TRUE(manager.CheckSongAllowSharing(Smart(), home));
+    EXPECT_FALSE(manager.CheckSongAllowSharing(Smart(), In("bob.mp3")));
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    EXPECT_FALSE(manager.CheckSongAllowSharing(Smart(), home));
+    EXPECT_EQ(First(Smart()), "");
+}
+
+TEST_F(SharingSongs, AreNoneWithoutAPlaylist) {
+    const struct {
+        SharingData link;
+        const char *line;
+    } cases[] = {
+        {Link("nonsense", List()), "Failed to parse playlist info by id\\."},
+        {Link("playlist_shared_normal/../x", List()), "Failed to parse playlist info by id\\."},
+        {Link("playlist_shared_smart/other", Smart().path),
+         "Fail to load smart playlist rules \\["},
+        {Link(kSharedSmart, In("none")), "Fail to load smart playlist rules \\["},
+        {Link("playlist_shared_normal/12", In("none.m3u")), "audiolib/playlist"},
+    };
+    for (const auto &[link, line] : cases) {
+        ClearLog();
+        EXPECT_TRUE(Allowed(link).empty()) << link.playlist_id;
+        EXPECT_TRUE(Logged(line)) << link.playlist_id;
+        EXPECT_EQ(First(link), "") << link.playlist_id;
+    }
+}
+
+TEST_F(SharingSongs, SingleOnesHaveALinkOfTheirOwn) {
+    std::filesystem::create_directories(At("/usr/varn/etc/preference/alice"));
+    SharingManager manager;
+    const std::string rock = In("it's 100%_a\\b.mp3");
+    ASSERT_TRUE(manager.ShareSingleSong(true, "alice", Name(rock_), rock));
+    ASSERT_TRUE(manager.ShareSingleSong(true, "alice", TrackName(track1_), In("cue.flac_1")));
+    ASSERT_TRUE(manager.ShareSingleSong(true, "alice", Name(rock_), rock));
+    SharingData link;
+    ASSERT_TRUE(manager.GetPredefinedSharingRecord("alice", link));
+    EXPECT_EQ(link.playlist_id, kSongs);
+    EXPECT_EQ(link.path, manager.GetPredefinedSharingPlsPath("alice"));
+    EXPECT_EQ(Allowed(link), (Texts{"it's 100%_a\\b.mp3", "cue.flac_1"}));
+    BackToRoot();
+    EXPECT_EQ(Shown(Read(link.path)).size(), 2U) << "a song comes once";
+
+    EXPECT_FALSE(manager.ShareSingleSong(true, "alice", "music_4711", In("pop.mp3")));
+    EXPECT_TRUE(Logged("Failed to get MediaInfo list by song id\\.\\[music_4711\\]"));
+    EXPECT_FALSE(manager.ShareSingleSong(true, "alice", Name(bobs_), In("bobs.mp3")));
+    EXPECT_TRUE(manager.ShareSingleSong(false, "alice", "", rock));
+    EXPECT_TRUE(manager.ShareSingleSong(false, "alice", "", rock));
+    EXPECT_EQ(Allowed(link), Texts{"cue.flac_1"});
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "1");
+
+    EXPECT_FALSE(manager.ShareSingleSong(true, "nobody at all", Name(rock_), rock));
+    EXPECT_FALSE(manager.ShareSingleSong(true, "a/b", Name(rock_), rock));
+    EXPECT_TRUE(Logged("cannot get preference dir, user name=a/b"));
+}
+
+}  // namespace

@@ -1,0 +1,245 @@
+// Share links and pins through the CGI environment.
+#include <json/reader.h>
+#include <json/writer.h>
+
+#include <memory>
+
+#include "sharing/shared_library.h"
+#include "webapi/cgi.h"
+
+namespace tonvale_test {
+
+namespace {
+
+// A value as it stands in a form.
+std::string Encoded(const std::string &text) {
+    constexpr char kHex[] = "0123456789ABCDEF";
+    std::string encoded;
+    for (const unsigned char c : text) {
+        encoded += {'%', kHex[c >> 4], kHex[c & 15]};
+    }
+    return encoded;
+}
+
+Json::Value Parsed(const std::string &answer) {
+    const std::string text = answer.substr(answer.find("\r\n\r\n") + 4);
+    Json::Value json;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &json, nullptr)) << answer;
+    return json;
+}
+
+class WebMethods : public SharedLibraryTest {
+  protected:
+    using Form = std::vector<std::pair<std::string, std::string>>;
+
+    // The answer to a form that somebody posts.
+    static Json::Value Post(const std::string &user, const std::string &api,
+                            const std::string &method, const Form &form,
+                            const Variables &more = {}) {
+        std::string body = "version=1&api=VARN.Tonvale." + api + "&method=" + method;
+        for (const auto &[name, value] : form) {
+            body += "&" + name + "=" + Encoded(value);
+        }
+        Variables variables = {{"REQUEST_METHOD", "POST"},
+                               {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
+                               {"CONTENT_LENGTH", std::to_string(body.size())},
+                               {"REQUEST_URI", "/webapi/entry.cgi"},
+                               {"HTTP_HOST", "nas:8480"}};
+        for (const auto &[name, value] : more) {
+            variables[name] = value;
+        }
+        if (!user.empty()) {
+            variables["REMOTE_USER"] = user;
+        }
+        return Parsed(RunCgi(variables, body));
+    }
+    static Json::Value Alice(const std::string &api, const std::string &method,
+                             const Form &form = {}) {
+        const Json::Value answer = Post("alice", api, method, form);
+        EXPECT_TRUE(answer["success"].asBool()) << answer;
+        return answer["data"];
+    }
+    // The code of a refusal, 0 for none.
+    static int Code(const std::string &user, const std::string &api, const std::string &method,
+                    const Form &form = {}, const Variables &more = {}) {
+        const Json::Value answer = Post(user, api, method, form, more);
+        return answer["success"].asBool() ? 0 : answer["error"]["code"].asInt();
+    }
+};
+
+TEST_F(WebMethods, ShareAPlaylist) {
+    const Json::Value made =
+        Alice("Sharing", "create", {{"playlist_id", "playlist_shared_normal/12"}})["sharing"];
+    const std::string id = made["id"].asString();
+    EXPECT_EQ(made["url"], "http://nas:8480/as/sharing/" + id);
+    EXPECT_EQ(made["name"], "A \"list\"");
+    const Json::Value dated = Alice("Sharing", "update",
+                                    {{"playlist_id", "playlist_shared_normal/12"},
+                                     {"date_available", "2020-01-01"},
+                                     {"date_expired", "2020-12-31"}})["sharing"];
+    EXPECT_EQ(dated["id"], id);
+    EXPECT_EQ(dated["status"], "expired");
+    EXPECT_EQ(Alice("Sharing", "get", {{"id", id}})["sharing"], dated);
+    const Json::Value song = Alice("Sharing", "share_song", {{"id", Name(rock_)}})["sharing"];
+    EXPECT_TRUE(song["song_url"].asString().starts_with(song["url"].asString() + "/")) << song;
+    EXPECT_EQ(Alice("Sharing", "list")["total"], 2);
+    EXPECT_EQ(Alice("Sharing", "list", {{"offset", "1"}, {"limit", "1"}})["sharings"].size(), 1U);
+    Alice("Sharing", "unshare_song", {{"id", Name(rock_)}});
+    EXPECT_EQ(Alice("Sharing", "delete", {{"id", id}}), Json::Value(Json::objectValue));
+
+    const struct {
+        const char *method;
+        Form form;
+        int code;
+    } cases[] = {
+        {"get", {}, 400},
+        {"get", {{"id", id}, {"playlist_id", "playlist_shared_normal/12"}}, 400},
+        {"get", {{"id", id}}, 404},
+        {"get", {{"id", "' OR '1'='1"}}, 404},
+        {"update", {{"id", id}, {"date_expired", "2020-02-30"}}, 400},
+        {"delete", {{"id", id}}, 404},
+        {"create", {}, 400},
+        {"create", {{"playlist_id", "playlist_shared_normal/4711"}}, 404},
+        {"create", {{"playlist_id", "playlist_shared_normal/" + std::string(10000, '\'')}}, 400},
+        {"create", {{"playlist_id", kSongs}}, 409},
+        {"create", {{"playlist_id", kSharedSmart}, {"date_expired", "never"}}, 400},
+        {"create", {{"playlist_id", kSharedSmart}, {"date_available", "2030-01-01"}}, 400},
+        {"share_song", {}, 400},
+        {"share_song", {{"id", "music_1 OR 1=1"}}, 400},
+        {"share_song", {{"id", Name(bobs_)}}, 404},
+        {"list", {{"limit", "0"}}, 400},
+        {"publish", {}, 405},
+    };
+    for (const auto &[method, form, code] : cases) {
+        EXPECT_EQ(Code("alice", "Sharing", method, form), code) << method;
+    }
+}
+
+TEST_F(WebMethods, ShareForUsersWithTheRightAndFromTheirOwnPages) {
+    const Form list = {{"playlist_id", "playlist_shared_normal/12"}};
+    const std::string id = Alice("Sharing", "create", list)["sharing"]["id"].asString();
+    for (const char *user : {"bob", "ghost", ""}) {
+        for (const char *method :
+             {"get", "list", "create", "update", "delete", "share_song", "unshare_song"}) {
+            EXPECT_EQ(Code(user, "Sharing", method, {{"id", id}}), 403) << user << method;
+        }
+    }
+    const Variables elsewhere = {{"HTTP_SEC_FETCH_SITE", "cross-site"}};
+    for (const char *method : {"create", "update", "delete", "share_song", "unshare_song"}) {
+        EXPECT_EQ(Code("alice", "Sharing", method, {{"id", id}}, elsewhere), 403) << method;
+    }
+    for (const char *method : {"pin", "unpin", "rename", "reorder"}) {
+        EXPECT_EQ(Code("alice", "Pin", method, {{"id", "1"}}, elsewhere), 403) << method;
+    }
+    EXPECT_EQ(Code("alice", "Sharing", "get", {{"id", id}}, elsewhere), 0);
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}, "1031": {"sharing": true}})");
+    for (const char *method : {"get", "update", "delete"}) {
+        EXPECT_EQ(Code("bob", "Sharing", method, {{"id", id}}), 404) << method;
+    }
+    EXPECT_EQ(Alice("Sharing", "get", {{"id", id}})["sharing"]["status"], "valid");
+}
+
+TEST_F(WebMethods, PinViews) {
+    const std::string long_ = std::string(9999, '\'') + "\\";
+    const std::string first = Alice("Pin", "pin",
+                                    {{"type", "album"},
+                                     {"name", long_},
+                                     {"criteria", R"({"album": "It's \"\u00df\""})"}})["pin"]["id"]
+                                  .asString();
+    const std::string second =
+        Alice("Pin", "pin", {{"type", "random_100"}, {"name", "x"}})["pin"]["id"].asString();
+    const std::string third =
+        Alice("Pin", "pin",
+              {{"type", "playlist"},
+               {"name", "<b>"},
+               {"criteria", R"({"playlist": "playlist_shared_normal/12"})"}})["pin"]["id"]
+            .asString();
+    Alice("Pin", "rename", {{"id", third}, {"name", "list"}});
+    Alice("Pin", "reorder", {{"ids", third + "," + second}, {"offset", "1"}});
+    const Json::Value pins = Alice("Pin", "list")["pins"];
+    ASSERT_EQ(pins.size(), 3U);
+    EXPECT_EQ(pins[0]["name"], long_);
+    EXPECT_EQ(pins[0]["criteria"]["album"], "It's \"\xC3\x9F\"");
+    EXPECT_EQ(pins[1]["name"], "list");
+    EXPECT_EQ(pins[1]["criteria"]["name"], "A \"list\"");
+    const Json::Value page = Alice("Pin", "list", {{"offset", "2"}, {"limit", "5"}});
+    EXPECT_EQ(page["total"], 3);
+    EXPECT_EQ(page["pins"][0]["id"], second);
+
+    const struct {
+        const char *user, *method;
+        Form form;
+        int code;
+    } cases[] = {
+        {"alice", "pin", {{"type", "year"}, {"name", "n"}}, 2},
+        {"alice", "pin", {{"name", "n"}}, 2},
+        {"alice", "pin", {{"type", "album"}}, 400},
+        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "[]"}}, 3},
+        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "\"album\""}}, 3},
+        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "{\"year\":1}"}}, 3},
+        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "{"}}, 400},
+        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "{} x"}}, 400},
+        {"alice",
+         "pin",
+         {{"type", "album"}, {"name", "n"}, {"criteria", std::string(100000, '[')}},
+         400},
+        {"alice", "pin", {{"type", "random_100"}, {"name", "again"}}, 4},
+        {"alice", "pin", {{"type", "folder"}, {"name", "n"}}, 1},
+        {"alice",
+         "pin",
+         {{"type", "folder"}, {"name", "n"}, {"criteria", "{\"folder\":\"dir_99\"}"}},
+         6},
+        {"alice",
+         "pin",
+         {{"type", "playlist"},
+          {"name", "n"},
+          {"criteria", "{\"playlist\":\"playlist_personal_normal/99\"}"}},
+         7},
+        {"bob", "unpin", {{"id", first}}, 5},
+        {"bob", "rename", {{"id", first}, {"name", "stolen"}}, 5},
+        {"bob", "reorder", {{"ids", first + "," + second}}, 1},
+        {"alice", "rename", {{"id", first}}, 400},
+        {"alice", "reorder", {{"ids", first + "," + first + "," + second}}, 1},
+        {"alice", "reorder", {{"ids", first + "," + second}}, 1},
+        {"alice", "reorder", {{"ids", first}, {"limit", "0"}}, 400},
+        {"alice", "list", {{"offset", "-1"}}, 400},
+        {"ghost", "list", {}, 403},
+    };
+    for (const auto &[user, method, form, code] : cases) {
+        EXPECT_EQ(Code(user, "Pin", method, form), code)
+            << method << " " << (form.empty() ? "" : form.back().second.substr(0, 50));
+    }
+    EXPECT_EQ(Alice("Pin", "list")["pins"], pins) << "what is refused changes nothing";
+    Alice("Pin", "unpin", {{"id", first}});
+    EXPECT_EQ(Alice("Pin", "list")["total"], 2);
+    EXPECT_EQ(Post("bob", "Pin", "list", {})["data"]["total"], 0);
+}
+
+// The host of a link is the request's up to a colon or a slash, where nothing better is configured.
+TEST_F(WebMethods, AddressLinksByTheLibrarysRules) {
+    const std::string id =
+        Alice("Sharing", "create", {{"playlist_id", "playlist_shared_normal/12"}})["sharing"]["id"]
+            .asString();
+    const auto url = [&](const Variables &variables) {
+        const std::string text =
+            Post("alice", "Sharing", "get", {{"id", id}}, variables)["data"]["sharing"]["url"]
+                .asString();
+        EXPECT_TRUE(text.ends_with("/as/sharing/" + id)) << text;
+        return text.substr(0, text.size() - id.size() - 12);
+    };
+    for (const auto &[host, address] :
+         {std::pair("nas", "http://nas"), std::pair("nas:1/../x", "http://nas:1"),
+          std::pair("[::1]:5", "http://[::1]:5"), std::pair("a\"b<script>", "http://a\"b<script>"),
+          std::pair("evil/webapi", "http://evil"), std::pair("", "http://")}) {
+        EXPECT_EQ(url({{"HTTP_HOST", host}}), address);
+    }
+    EXPECT_EQ(url({{"HTTPS", "on"}}), "https://nas:8480");
+    WriteFile(varn::path::kVarnInfo,
+              "external_host_ip=\"music.example.org\"\nexternal_port_kos_https=\"443\"\n");
+    EXPECT_EQ(url({{"HTTPS", "on"}}), "https://music.example.org:443");
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

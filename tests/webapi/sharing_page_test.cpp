@@ -1,0 +1,254 @@
+// The public page of a share link, over real HTTP and without a login.
+#include <chrono>
+#include <regex>
+
+#include "tonvale/sharing.h"
+#include "varn/process.h"
+#include "webapi/served.h"
+
+namespace tonvale_test {
+
+namespace {
+
+using std::chrono::steady_clock;
+
+class PublicPage : public Served {
+  protected:
+    static constexpr char kLink[] = "abcDEF12";
+    static constexpr char kMethod[] =
+        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=";
+
+    void SetUp() override {
+        Served::SetUp();
+        WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}, "1031": {}})");
+        WriteFile(varn::path::kShares, "music=\"" + scratch().string() + "\"\n");
+        AddSong();
+        std::filesystem::copy(scratch() / "O'B 100% #1 \xC3\xA9.flac", scratch() / "other.flac");
+        std::filesystem::copy(scratch() / "other.flac", scratch() / "cue.flac");
+        Query(InsertSql({.id = 2, .path = scratch() / "other.flac", .title = "not shared"}) +
+              InsertSql({.id = 3, .path = scratch() / "cue.flac", .has_virtual = true}) +
+              InsertSql({.id = 4,
+                         .path = scratch() / "cue.flac",
+                         .title = "track",
+                         .track = 1,
+                         .is_virtual = true}) +
+              "UPDATE track SET title = '<script>alert(1)</script> \" '' & \x01' WHERE id = 1;"
+              "UPDATE track SET duration = 10, frequency = 44100;"
+              "INSERT INTO playlist (id, path, title) VALUES (12, '" +
+              List() + "', '</title><b>\"Mine\"')");
+        WriteList("O'B 100% #1 \xC3\xA9.flac\ncue.flac_1\n/etc/passwd\nhttp://radio.example/key\n");
+        AddLink(kLink, kAlice, "1970-01-01", "1970-01-01");
+    }
+
+    static std::string List() { return scratch() / "list.m3u"; }
+    static void WriteList(const std::string &entries) { std::ofstream(List()) << entries; }
+    static void AddLink(const std::string &id, unsigned user, const std::string &first,
+                        const std::string &last) {
+        Query(
+            "INSERT INTO playlist_sharing (id, user_id, user_name, playlist_id, path, avail_date, "
+            "exp_date) VALUES ('" +
+            id + "', " + std::to_string(user) + ", '" + (user == kAlice ? "alice" : "bob") +
+            "', 'playlist_shared_normal/12', '" + List() + "', '" + first + "', '" + last + "')");
+    }
+
+    // Without a login.
+    HttpAnswer Open(const std::string &path, const std::string &fields = "") const {
+        return Get(path, fields);
+    }
+    HttpAnswer Page(const std::string &rest) const { return Open("/as/sharing/" + rest); }
+    HttpAnswer Ask(const std::string &method, const std::string &link, const std::string &rest = "",
+                   const std::string &fields = "") const {
+        return Open(kMethod + method + "&sharing_id=" + link + rest, fields);
+    }
+    // Without what differs from answer to answer: how the web server sends it depends on how the
+    // handler's last bytes came.
+    static std::string Bare(const HttpAnswer &answer) {
+        return std::regex_replace(
+            std::regex_replace(answer.header + answer.body, std::regex("[0-9a-f]{32}"), "NONCE"),
+            std::regex("\r\n(Date|Transfer-Encoding|Content-Length|Accept-Ranges): [^\r]*"), "");
+    }
+};
+
+TEST_F(PublicPage, ShowsThePlaylistAndNothingElse) {
+    Serve();
+    const HttpAnswer page = Page(kLink);
+    EXPECT_EQ(page.Status(), 200);
+    EXPECT_TRUE(page.Has("Content-Type: text/html; charset=utf-8")) << page.header;
+    for (const char *field :
+         {"Cache-Control: no-store", "Referrer-Policy: no-referrer",
+          "X-Content-Type-Options: nosniff", "X-Robots-Tag: noindex, nofollow"}) {
+        EXPECT_TRUE(page.Has(field)) << field;
+    }
+    EXPECT_TRUE(Contains(page.header, "Content-Security-Policy: default-src 'none';"));
+    EXPECT_TRUE(Contains(page.body, "<h1>&lt;/title&gt;&lt;b&gt;&quot;Mine&quot;</h1>"))
+        << page.body;
+    EXPECT_TRUE(
+        Contains(page.body, "&lt;script&gt;alert(1)&lt;/script&gt; &quot; &#39; &amp;  <br>"));
+    for (const char *bad : {"<script", "<b>", "passwd", "radio.example", "not shared",
+                            "http:", "//", "alice", "list.m3u", "music_3\"", "music_2\""}) {
+        EXPECT_FALSE(Contains(page.body, bad)) << bad;
+    }
+    EXPECT_FALSE(Contains(page.body, scratch().string()));
+
+    // What the page itself names can be had, seen from where it is.
+    std::smatch source;
+    std::vector<std::string> sources;
+    for (std::string rest = page.body;
+         std::regex_search(rest, source, std::regex("<audio[^>]* src=\"../../([^\"]*)\""));
+         rest = source.suffix()) {
+        sources.push_back("/" + std::regex_replace(source[1].str(), std::regex("&amp;"), "&"));
+    }
+    ASSERT_EQ(sources.size(), 2U);
+    const HttpAnswer sound = Open(sources[0], "Range: bytes=0-3\r\n");
+    EXPECT_EQ(sound.Status(), 206);
+    EXPECT_EQ(sound.body, "fLaC");
+    EXPECT_TRUE(Open(sources[1]).Has("Content-Type: audio/mpeg")) << sources[1];
+
+    const std::string json = Ask("get", kLink).body;
+    EXPECT_TRUE(Contains(json, "\"total\":4")) << json;
+    EXPECT_TRUE(Contains(json, "\"id\":\"music_v_4\"")) << json;
+    EXPECT_FALSE(Contains(json, "path")) << json;
+    EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=1&limit=1").body, "\"songs\":[{"));
+    EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=9").body, "\"songs\":[]"));
+}
+
+TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
+    std::ofstream(scratch() / "cover.jpg") << "\xFF\xD8\xFF\xE0picture";
+    Serve();
+    EXPECT_EQ(Ask("stream", kLink, "&id=music_1").Status(), 200);
+    EXPECT_TRUE(Ask("stream", kLink, "&id=music_1&format=wav").Has("Content-Type: audio/x-wav"));
+    EXPECT_EQ(Ask("stream", kLink, "&id=music_v_4&format=mp3&position=1").Status(), 200);
+    EXPECT_EQ(Ask("cover", kLink, "&id=music_1&size=original").body, "\xFF\xD8\xFF\xE0picture");
+    EXPECT_TRUE(Ask("cover", kLink, "&id=music_1&size=original").Has("Content-Type: image/jpeg"));
+    for (const char *method : {"stream", "cover"}) {
+        for (const char *id :
+             {"music_2", "music_3", "music_4", "music_v_1", "music_v_3", "music_0", "music_", "",
+              "music_1%20OR%201=1", "/etc/passwd", "..%2F..%2Fetc%2Fpasswd", "music_99"}) {
+            const HttpAnswer refused = Ask(method, kLink, std::string("&id=") + id);
+            EXPECT_EQ(refused.Status(), 404) << id;
+            EXPECT_EQ(refused.body, "{\"error\":{\"code\":404},\"success\":false}\n") << id;
+        }
+    }
+    EXPECT_EQ(Ask("stream", kLink, "&id=music_1&format=exe").Status(), 400);
+    // A song that leaves the playlist is not there any more.
+    WriteList("other.flac\n");
+    EXPECT_EQ(Ask("stream", kLink, "&id=music_1").Status(), 404);
+    EXPECT_EQ(Ask("stream", kLink, "&id=music_2").Status(), 200);
+    // The page is for everybody; the other methods are not.
+    EXPECT_EQ(Get("/webapi/entry.cgi?api=VARN.Tonvale.Sharing&version=1&method=list", "").Status(),
+              401);
+    EXPECT_EQ(Open("/as/sharing/../../webapi/entry.cgi").Status(), 401);
+    EXPECT_EQ(Open("/as/").Status(), 401);
+}
+
+TEST_F(PublicPage, BoundsItsEncoders) {
+    Query("UPDATE track SET duration = 100000");
+    ASSERT_EQ(VARNAudioConfSet("max_encoders", "1"), 0);
+    chmod(At(varn::path::kPackageConf).c_str(), 0644);
+    UseEncoder("exec yes");
+    Serve();
+    HttpClient slow(port_);
+    slow.Send(
+        Request(std::string(kMethod) + "stream&format=mp3&id=music_1&sharing_id=" + kLink, ""));
+    EXPECT_TRUE(Soon(EncoderRuns));
+    EXPECT_EQ(Ask("stream", kLink, "&id=music_1&format=mp3").Status(), 503);
+    EXPECT_EQ(Ask("stream", kLink, "&id=music_1").Status(), 200) << "files need no encoder";
+}
+
+// One song of a shared playlist has an address of its own.
+TEST_F(PublicPage, ShowsASingleSong) {
+    Serve();
+    // "/music/cue.flac_1", "/music/other.flac", "/music/../../etc/passwd"
+    const HttpAnswer page = Page(std::string(kLink) + "/L211c2ljL2N1ZS5mbGFjXzE=");
+    EXPECT_EQ(page.Status(), 200);
+    EXPECT_TRUE(Contains(page.body, "<h1>track</h1>")) << page.body;
+    EXPECT_TRUE(Contains(page.body, "src=\"../../../webapi/entry.cgi?")) << page.body;
+    EXPECT_FALSE(Contains(page.body, "music_1"));
+    EXPECT_EQ(Page(std::string(kLink) + "/L211c2ljL2N1ZS5mbGFjXzE%3D?utm=x").Status(), 200);
+    const std::string none = Bare(Page("AAAAAAAA"));
+    for (const char *reference : {"L211c2ljL290aGVyLmZsYWM=", "L211c2ljLy4uLy4uL2V0Yy9wYXNzd2Q=",
+                                  "L2V0Yy9wYXNzd2Q=", "x", "L_8=", "%26offset=9", "L211c2lj/x"}) {
+        EXPECT_EQ(Bare(Page(std::string(kLink) + "/" + reference)), none) << reference;
+    }
+}
+
+// Nobody learns from the answer why a link does not work, or that there is one.
+TEST_F(PublicPage, RefusesAlikeWhateverIsWrong) {
+    AddLink("expired1", kAlice, "2020-01-01", "2020-01-02");
+    AddLink("notyet12", kAlice, "2990-01-01", "2990-01-02");
+    AddLink("noright1", kBob, "1970-01-01", "1970-01-01");
+    AddLink("noowner1", 4999, "1970-01-01", "1970-01-01");
+    AddLink("gone1234", kAlice, "1970-01-01", "1970-01-01");
+    Query(
+        "UPDATE playlist_sharing SET path = '/gone.m3u', playlist_id = "
+        "'playlist_shared_normal/13' WHERE id = 'gone1234'");
+    Serve();
+    const char *const links[] = {"expired1", "notyet12", "noright1",  "noowner1",
+                                 "gone1234", "x",        "aaaaaaaaa", "abcDEF1%27"};
+    const struct {
+        const char *method, *rest;
+    } methods[] = {{"get", ""}, {"stream", "&id=music_1"}, {"cover", "&id=music_1"}, {"page", ""}};
+    for (const auto &[method, rest] : methods) {
+        const std::string unknown = Bare(Ask(method, "AAAAAAAA", rest));
+        EXPECT_TRUE(Contains(unknown, "404")) << unknown;
+        for (const char *link : links) {
+            const auto start = steady_clock::now();
+            EXPECT_EQ(Bare(Ask(method, link, rest)), unknown) << link;
+            EXPECT_GT(steady_clock::now() - start, std::chrono::milliseconds(300)) << link;
+        }
+    }
+    const std::string unknown = Bare(Page("AAAAAAAA"));
+    EXPECT_TRUE(unknown.starts_with("HTTP/1.1 404 Not Found\r\n")) << unknown;
+    for (const std::string path :
+         {"expired1", "notyet12", "noright1", "gone1234", "", "a/b/c", "abcDEF12/", "%3Cscript%3E",
+          "AAAAAAAA?api=VARN.Tonvale.Info", "abcDEF12%26method=get", "expired1?offset=9"}) {
+        EXPECT_EQ(Bare(Page(path)), unknown) << path;
+    }
+    // A link that is taken away, and one whose owner may not share any more.
+    EXPECT_EQ(Page(kLink).Status(), 200);
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": false}, "1031": {}})");
+    EXPECT_EQ(Bare(Page(kLink)), unknown);
+}
+
+TEST_F(PublicPage, TurnsPages) {
+    std::string entries;
+    for (int i = 0; i < 250; ++i) {
+        entries += "other.flac\n";
+    }
+    WriteList(entries);
+    Serve();
+    const std::string link = kLink;
+    const std::pair<const char *, const char *> cases[] = {{"", "<ol start=\"1\">"},
+                                                           {"?offset=100", "<ol start=\"101\">"},
+                                                           {"?offset=200", "<ol start=\"201\">"},
+                                                           {"?x=1", "<ol start=\"1\">"}};
+    for (const auto &[query, start] : cases) {
+        const HttpAnswer page = Page(link + query);
+        EXPECT_TRUE(Contains(page.body, start)) << query;
+        EXPECT_EQ(Contains(page.body, ">More<"), std::string(query) != "?offset=200") << query;
+    }
+    EXPECT_TRUE(Contains(Page(link + "?offset=200").body, "href=\"?offset=100\""));
+    EXPECT_EQ(Page(link + "?offset=999999999").Status(), 200);
+}
+
+// The page is the same whatever the request says of the host.
+TEST_F(PublicPage, TakesNothingFromTheHost) {
+    Serve();
+    const std::string usual = Bare(Page(kLink));
+    for (const char *host : {"evil.example", "evil.example:99", "[::1]:1", "a.b.c", "127.0.0.1"}) {
+        HttpClient client(port_);
+        client.Send("GET /as/sharing/" + std::string(kLink) + " HTTP/1.1\r\nHost: " + host +
+                    "\r\nConnection: close\r\n\r\n");
+        EXPECT_EQ(Bare(client.Answer()), usual) << host;
+    }
+    for (const char *host : {"a\"b", "<script>", "a b", "evil/x"}) {
+        HttpClient client(port_);
+        client.Send("GET /as/sharing/" + std::string(kLink) + " HTTP/1.1\r\nHost: " + host +
+                    "\r\nConnection: close\r\n\r\n");
+        EXPECT_EQ(client.Answer().Status(), 400) << host;
+    }
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
