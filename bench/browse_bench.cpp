@@ -6,13 +6,10 @@
 // statements are printed instead, a name and a statement a line. With --plans each is run under
 // other settings of the planner, each of which rules something out, and the best is shown.
 #include <benchmark/benchmark.h>
-#include <libpq-fe.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <functional>
@@ -21,13 +18,18 @@
 #include <string>
 #include <vector>
 
+#include "baseline.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 #include "varn/systempath.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using tonvale_bench::Clock;
+using tonvale_bench::Connection;
+using tonvale_bench::Die;
+using tonvale_bench::RunStatement;
+using tonvale_bench::SecondsSince;
 using Flags = std::array<int, VARN_JOIN_TABLES>;
 
 constexpr uid_t kUser = 1030;
@@ -40,15 +42,6 @@ constexpr char kCommon[] = "1 of";
 // The same for names of artists and albums.
 constexpr char kRareName[] = "st 777";
 constexpr char kCommonName[] = "1";
-
-[[noreturn]] void Die(const std::string &what) {
-    std::fprintf(stderr, "browse-bench: %s; start it through bench/run\n", what.c_str());
-    std::exit(1);
-}
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // ---- statements --------------------------------------------------------------------------------
 
@@ -172,17 +165,13 @@ std::string Named(const char *column, const char *keyword) {
 
 // A connection whose server process tells how long it has been running, which other work on the
 // machine does not change. Parallel workers would not be counted.
-class Server {
+class Server : private Connection {
   public:
     explicit Server(const std::string &settings) {
-        const std::string where = "host=" + SystemPath(varn::path::kDatabaseSocketDir) +
-                                  " port=5432 user=Tonvale dbname=mediaserver";
-        conn_ = PQconnectdb(where.c_str());
         Run("SET max_parallel_workers_per_gather = 0" + settings);
+        path_ = "/proc/" + std::string(PQgetvalue(Run("SELECT pg_backend_pid()").get(), 0, 0)) +
+                "/schedstat";
     }
-    ~Server() { PQfinish(conn_); }
-    Server(const Server &) = delete;
-    Server &operator=(const Server &) = delete;
 
     // Milliseconds of the shortest of some runs.
     double Shortest(const std::string &statement) {
@@ -197,24 +186,15 @@ class Server {
     }
 
   private:
-    void Run(const std::string &statement) {
-        PGresult *result = PQexec(conn_, statement.c_str());
-        const ExecStatusType status = PQresultStatus(result);
-        PQclear(result);
-        if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
-            Die(PQerrorMessage(conn_));
-        }
-    }
     double Milliseconds() const {
-        const std::string path = "/proc/" + std::to_string(PQbackendPID(conn_)) + "/schedstat";
         double nanoseconds = 0;
-        if (!(std::ifstream(path) >> nanoseconds)) {
-            Die("cannot read " + path);
+        if (!(std::ifstream(path_) >> nanoseconds)) {
+            Die("cannot read " + path_);
         }
         return nanoseconds / 1e6;
     }
 
-    PGconn *conn_;
+    std::string path_;
 };
 
 struct Planner {
@@ -264,25 +244,6 @@ double Library(const Case &c) {
     } else if (c.count() < 0) {
         Die("the count failed");
     }
-    return SecondsSince(start);
-}
-
-double Baseline(const std::string &statement) {
-    const std::string settings = "host=" + SystemPath(varn::path::kDatabaseSocketDir) +
-                                 " port=5432 user=Tonvale dbname=mediaserver client_encoding=UTF8";
-    const Clock::time_point start = Clock::now();
-    PGconn *conn = PQconnectdb(settings.c_str());
-    PGresult *result = PQexec(conn, statement.c_str());
-    if (PQresultStatus(result) != PGRES_TUPLES_OK) {
-        Die(PQerrorMessage(conn));
-    }
-    for (int row = 0; row < PQntuples(result); ++row) {
-        for (int column = 0; column < PQnfields(result); ++column) {
-            benchmark::DoNotOptimize(PQgetvalue(result, row, column));
-        }
-    }
-    PQclear(result);
-    PQfinish(conn);
     return SecondsSince(start);
 }
 
@@ -410,7 +371,7 @@ void Browse(benchmark::State &state, const Case &c) {
     for (auto _ : state) {
         // In turn, so that neither side always finds what the other has warmed.
         double seconds = libraryFirst ? Library(c) : 0;
-        baseline += Baseline(c.statement);
+        baseline += RunStatement(c.statement);
         if (!libraryFirst) {
             seconds = Library(c);
         }

@@ -6,15 +6,14 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <string>
 #include <vector>
 
+#include "timing.h"
 #include "tonvale/media.h"
 #include "varn/process.h"
 #include "varn/share.h"
@@ -23,16 +22,9 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Clock = std::chrono::steady_clock;
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
-[[noreturn]] void Die(const char *what) {
-    std::fprintf(stderr, "cover-bench: %s; start it through bench/run\n", what);
-    std::exit(1);
-}
+using tonvale_bench::Clock;
+using tonvale_bench::Die;
+using tonvale_bench::SecondsSince;
 
 bool Convert(const std::string &source, const std::string &target) {
     std::array<std::string, 7> words = {"convert",  "-size", "480x480>", "-thumbnail",

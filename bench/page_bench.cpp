@@ -4,20 +4,20 @@
 //
 // Needs TONVALE_ROOT with a running database; bench/run prepares one.
 #include <benchmark/benchmark.h>
-#include <libpq-fe.h>
 
 #include <array>
-#include <chrono>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
+#include "baseline.h"
 #include "tonvale/library.h"
 #include "varn/systempath.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using tonvale_bench::Clock;
+using tonvale_bench::Die;
+using tonvale_bench::RunStatement;
+using tonvale_bench::SecondsSince;
 
 constexpr uid_t kUser = 1030;
 constexpr int kPage = 100;
@@ -34,15 +34,6 @@ constexpr std::array kCases = {
     Case{"one id", " id=4711 ", ""},
 };
 
-[[noreturn]] void Die(const char *what) {
-    std::fprintf(stderr, "page-bench: %s; start it through bench/run\n", what);
-    std::exit(1);
-}
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
-
 // The statement that the frame makes of a case.
 std::string Statement(const Case &c) {
     const std::array<int, VARN_JOIN_TABLES> flags = {1, 1, 1, 1, 0, 1, 1};
@@ -56,26 +47,6 @@ std::string Statement(const Case &c) {
     const std::string order = *c.order != '\0' ? std::string("ORDER BY ") + c.order : "";
     return "SELECT * FROM " + std::string(table.data()) + " " + condition + "  " + order +
            " LIMIT " + std::to_string(kPage) + " OFFSET 0";
-}
-
-double Baseline(const std::string &statement) {
-    const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
-    const std::string settings =
-        "host=" + directory + " port=5432 user=Tonvale dbname=mediaserver client_encoding=UTF8";
-    const Clock::time_point start = Clock::now();
-    PGconn *conn = PQconnectdb(settings.c_str());
-    PGresult *result = PQexec(conn, statement.c_str());
-    if (PQresultStatus(result) != PGRES_TUPLES_OK) {
-        Die(PQerrorMessage(conn));
-    }
-    for (int row = 0; row < PQntuples(result); ++row) {
-        for (int column = 0; column < PQnfields(result); ++column) {
-            benchmark::DoNotOptimize(PQgetvalue(result, row, column));
-        }
-    }
-    PQclear(result);
-    PQfinish(conn);
-    return SecondsSince(start);
 }
 
 double Frame(const Case &c) {
@@ -98,7 +69,7 @@ void Page(benchmark::State &state) {
     double baseline = 0;
     double measured = 0;
     for (auto _ : state) {
-        baseline += Baseline(statement);
+        baseline += RunStatement(statement);
         const double seconds = Frame(c);
         measured += seconds;
         state.SetIterationTime(seconds);

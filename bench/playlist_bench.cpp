@@ -5,13 +5,10 @@
 // Needs TONVALE_ROOT with a running database of generated_library.sql; bench/run prepares one.
 #include <benchmark/benchmark.h>
 #include <fcntl.h>
-#include <libpq-fe.h>
 #include <unistd.h>
 
 #include <array>
-#include <chrono>
 #include <cstdio>
-#include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
@@ -19,6 +16,7 @@
 #include <string>
 #include <string_view>
 
+#include "baseline.h"
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
 #include "varn/playlistsvc.h"
@@ -27,19 +25,13 @@
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using tonvale_bench::Clock;
+using tonvale_bench::Die;
+using tonvale_bench::RunStatement;
+using tonvale_bench::SecondsSince;
 
 constexpr uid_t kUser = 1030;
 constexpr int kLibrary = 100000;
-
-[[noreturn]] void Die(const char *what) {
-    std::fprintf(stderr, "playlist-bench: %s; start it through bench/run\n", what);
-    std::exit(1);
-}
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 struct Freer {
     void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
@@ -101,24 +93,11 @@ std::array<std::string, 2> Statements(const std::string &path) {
 
 template <std::size_t Count>
 double RunStatements(const std::array<std::string, Count> &statements) {
-    const std::string settings = "host=" + SystemPath(varn::path::kDatabaseSocketDir) +
-                                 " port=5432 user=Tonvale dbname=mediaserver client_encoding=UTF8";
-    const Clock::time_point start = Clock::now();
+    double seconds = 0;
     for (const std::string &statement : statements) {
-        PGconn *conn = PQconnectdb(settings.c_str());
-        PGresult *result = PQexec(conn, statement.c_str());
-        if (PQresultStatus(result) != PGRES_TUPLES_OK) {
-            Die(PQerrorMessage(conn));
-        }
-        for (int row = 0; row < PQntuples(result); ++row) {
-            for (int column = 0; column < PQnfields(result); ++column) {
-                benchmark::DoNotOptimize(PQgetvalue(result, row, column));
-            }
-        }
-        PQclear(result);
-        PQfinish(conn);
+        seconds += RunStatement(statement);
     }
-    return SecondsSince(start);
+    return seconds;
 }
 
 Songs ReadList(const std::string &path) {

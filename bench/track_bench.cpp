@@ -3,23 +3,25 @@
 #include <benchmark/benchmark.h>
 #include <json/value.h>
 #include <json/writer.h>
-#include <libpq-fe.h>
 
-#include <chrono>
-#include <cstdio>
 #include <cstdlib>
 #include <iterator>
 #include <string>
 
+#include "baseline.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 #include "varn/systempath.h"
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
 using Tonvale::webapi::HashRating;
 using Tonvale::webapi::WebapiLibrary;
+using tonvale_bench::Clock;
+using tonvale_bench::Connection;
+using tonvale_bench::Die;
+using tonvale_bench::PgResult;
+using tonvale_bench::SecondsSince;
 
 constexpr uid_t kUser = 1024;
 constexpr char kUserName[] = "admin";
@@ -40,15 +42,6 @@ constexpr const char *kTexts[] = {"path",     "title", "album",     "artist", "a
                                   "composer", "genre", "container", "codec",  "comment"};
 constexpr const char *kNumbers[] = {"id",      "disc",      "track",   "year",     "duration",
                                     "bitrate", "frequency", "channel", "filesize", "star"};
-
-[[noreturn]] void Die(const char *what) {
-    std::fprintf(stderr, "track-bench: %s; start it through bench/run\n", what);
-    std::exit(1);
-}
-
-double SecondsSince(Clock::time_point start) {
-    return std::chrono::duration<double>(Clock::now() - start).count();
-}
 
 // The statement that the page's reader runs.
 std::string Statement(const Case &c) {
@@ -71,28 +64,26 @@ std::string Written(const Json::Value &json) {
 }
 
 double Baseline(const std::string &statement) {
-    const std::string settings = "host=" + SystemPath(varn::path::kDatabaseSocketDir) +
-                                 " port=5432 user=Tonvale dbname=mediaserver client_encoding=UTF8";
     const Clock::time_point start = Clock::now();
-    PGconn *conn = PQconnectdb(settings.c_str());
-    PGresult *result = PQexec(conn, statement.c_str());
-    if (PQresultStatus(result) != PGRES_TUPLES_OK || PQntuples(result) != kPage) {
-        Die(PQerrorMessage(conn));
-    }
-    Json::Value tracks(Json::arrayValue);
-    for (int row = 0; row < PQntuples(result); ++row) {
-        Json::Value track(Json::objectValue);
-        for (const char *name : kTexts) {
-            track[name] = PQgetvalue(result, row, PQfnumber(result, name));
+    {
+        Connection connection;
+        const PgResult rows = connection.Run(statement);
+        if (PQntuples(rows.get()) != kPage) {
+            Die("the library is too small");
         }
-        for (const char *name : kNumbers) {
-            track[name] = std::atoi(PQgetvalue(result, row, PQfnumber(result, name)));
+        Json::Value tracks(Json::arrayValue);
+        for (int row = 0; row < PQntuples(rows.get()); ++row) {
+            Json::Value track(Json::objectValue);
+            for (const char *name : kTexts) {
+                track[name] = PQgetvalue(rows.get(), row, PQfnumber(rows.get(), name));
+            }
+            for (const char *name : kNumbers) {
+                track[name] = std::atoi(PQgetvalue(rows.get(), row, PQfnumber(rows.get(), name)));
+            }
+            tracks.append(std::move(track));
         }
-        tracks.append(std::move(track));
+        benchmark::DoNotOptimize(Written(tracks));
     }
-    benchmark::DoNotOptimize(Written(tracks));
-    PQclear(result);
-    PQfinish(conn);
     return SecondsSince(start);
 }
 

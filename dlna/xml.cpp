@@ -3,13 +3,36 @@
 #include <libxml/parser.h>
 #include <libxml/xmlversion.h>
 
+#include "support/log.h"
+#include "varn/late_library.h"
+
 namespace Tonvale::dlna {
 
 namespace {
 
+// Loaded with the first document: hardly a process ever reads one.
+struct Libxml : varn::LateLibrary {
+    Libxml() noexcept : LateLibrary("libxml2.so.2") {}
+
+    decltype(&::xmlCheckVersion) checkVersion = Find("xmlCheckVersion");
+    decltype(&::xmlReadMemory) readMemory = Find("xmlReadMemory");
+    decltype(&::xmlDocGetRootElement) docGetRootElement = Find("xmlDocGetRootElement");
+    decltype(&::xmlFreeDoc) freeDoc = Find("xmlFreeDoc");
+    decltype(&::xmlCleanupParser) cleanupParser = Find("xmlCleanupParser");
+};
+
+const Libxml &Xml() noexcept {
+    static const Libxml library;
+    return library;
+}
+
 xmlDoc *Read(const char *buffer, int size) {
-    LIBXML_TEST_VERSION
-    return xmlReadMemory(buffer, size, "noname.xml", nullptr, 0);
+    if (!Xml()) {
+        LOG_ERROR("dlna/parser", "Failed to load libxml2 (%s)", Xml().Problem());
+        return nullptr;
+    }
+    Xml().checkVersion(LIBXML_VERSION);
+    return Xml().readMemory(buffer, size, "noname.xml", nullptr, 0);
 }
 
 }  // namespace
@@ -17,12 +40,14 @@ xmlDoc *Read(const char *buffer, int size) {
 XmlDocument::XmlDocument(const char *buffer, int size) noexcept : document_(Read(buffer, size)) {}
 
 XmlDocument::~XmlDocument() {
-    xmlFreeDoc(document_);
-    xmlCleanupParser();
+    if (Xml()) {
+        Xml().freeDoc(document_);
+        Xml().cleanupParser();
+    }
 }
 
 xmlNode *XmlDocument::root() const noexcept {
-    return document_ != nullptr ? xmlDocGetRootElement(document_) : nullptr;
+    return document_ != nullptr ? Xml().docGetRootElement(document_) : nullptr;
 }
 
 const char *FirstText(const xmlNode *firstChild) noexcept {

@@ -18,7 +18,7 @@ enum { TONVALE_MPEG_TAIL = 10 };
 // A file that is read byte by byte through a buffer. Zero it, then set `stream` and `fileSize`; the
 // rest is the reader's own. Whoever opened the stream closes it.
 typedef struct _MPEG_READER_ {
-    FILE *stream;      // opened with mode "rb"; an unbuffered one is read fastest
+    FILE *stream;      // opened with mode "rb"; its position is not kept
     int64_t fileSize;  // bytes
     unsigned char buffer[16384];
     int64_t rangeStart;  // the bytes of the file that the buffer holds,
