@@ -4,8 +4,11 @@
 #include <filesystem>
 #include <random>
 #include <string>
+#include <utility>
 
 #include "sharing/sharing_fixture.h"
+#include "support/socket_elsewhere.h"
+#include "varn/db.h"
 #include "varn/process.h"
 
 namespace {
@@ -13,6 +16,105 @@ namespace {
 using namespace tonvale_test;
 using Tonvale::SharingData;
 using Tonvale::SharingManager;
+
+class SharingFailures : public SharingTest {
+  protected:
+    static SharingData Row(const std::string &id, const std::string &playlist = kList) {
+        SharingData rec = Link(kAlice, playlist);
+        rec.id = id;
+        return rec;
+    }
+    // What needs the database, each with the answer of a failure.
+    static bool EveryCallFails(SharingManager &manager) {
+        SharingData add = Row("abcdefgh");
+        SharingData update = Link(kAlice);
+        SharingData drop = Link(kAlice);
+        SharingData byId = Row("abcdefgh");
+        SharingData byOwner = Link(kAlice);
+        return manager.CheckSharingIdExist("abcdefgh") && !manager.AddSharingRecord(add) &&
+               !manager.UpdateSharingRecord(update) && !manager.DeleteSharingRecord(drop) &&
+               !manager.GetSharingRecord(byId, false) &&
+               !manager.GetSharingRecord(byOwner, false) && !manager.PrepareSharingCache(kAlice) &&
+               !manager.CheckAndUpdateRecord(kList, kFile) && !manager.UpdatePlsId(kList, kFile) &&
+               !manager.HandleNormalPlaylistRename(kList, kFile, kFile) &&
+               !manager.HandleSmartPlaylistRename("x", "y") && !manager.HandlePlaylistDelete("x") &&
+               !manager.HandlePersonalLibChange() && !manager.HandleDeleteUserPrivilege(kAlice);
+    }
+};
+
+TEST_F(SharingFailures, ADatabaseThatIsDown) {
+    SharingManager manager;
+    DBConnect_tag *conn = nullptr;
+    {
+        const SocketElsewhere down;
+        EXPECT_FALSE(manager.GetDBConnection(conn));
+        EXPECT_EQ(conn, nullptr);
+        EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Failed to connect to database$"));
+        EXPECT_TRUE(EveryCallFails(manager));
+    }
+    ASSERT_TRUE(manager.GetDBConnection(conn)) << "asked again";
+    DBConnect_tag *again = nullptr;
+    ASSERT_TRUE(manager.GetDBConnection(again));
+    EXPECT_EQ(again, conn);
+    EXPECT_EQ(VARNDBExecute(conn, "SELECT 1", nullptr), 1);
+}
+
+TEST_F(SharingFailures, StatementsThatFail) {
+    SharingManager manager;
+    Query("ALTER TABLE playlist_sharing RENAME TO elsewhere");
+    Query("ALTER TABLE playlist RENAME TO elsewhere_too");
+    ClearLog();
+    EXPECT_TRUE(EveryCallFails(manager));
+    std::size_t told = 0;
+    for (const std::string &line : Log()) {
+        told += line.find(" Failed to exec [") != std::string::npos ? 1 : 0;
+    }
+    EXPECT_EQ(told, 14U) << "one line each";
+}
+
+TEST_F(SharingFailures, RowsAreChangedAsTheyAreGiven) {
+    SharingManager manager;
+    SharingData rec = Row("abcdefgh");
+    rec.status = "as it came";
+    ASSERT_TRUE(manager.AddSharingRecord(rec));
+    EXPECT_EQ(rec.status, "valid");
+    EXPECT_EQ(Value("SELECT status FROM playlist_sharing"), "as it came");
+
+    SharingData twice = Row("abcdefgh", "playlist_shared_normal/13");
+    twice.status = "mine";
+    EXPECT_FALSE(manager.AddSharingRecord(twice));
+    EXPECT_EQ(twice.id, "abcdefgh");
+    EXPECT_EQ(twice.avail_date, "1970-01-01");
+    EXPECT_EQ(twice.status, "mine");
+
+    SharingData half = Link(kAlice);
+    half.exp_date = "2020-01-01";
+    ASSERT_TRUE(manager.UpdateSharingRecord(half));
+    EXPECT_EQ(half.exp_date, "1970-01-01") << "half a range is none";
+    EXPECT_EQ(Value("SELECT avail_date || exp_date FROM playlist_sharing"), "1970-01-011970-01-01");
+
+    // Another user's link of that name, and one that is not there, are none of alice's.
+    for (SharingData other : {Link(kBob), Link(kAlice, "playlist_shared_normal/13")}) {
+        other.avail_date = other.exp_date = "2020-01-01";
+        EXPECT_TRUE(manager.UpdateSharingRecord(other));
+        EXPECT_TRUE(manager.DeleteSharingRecord(other));
+    }
+    EXPECT_EQ(Value("SELECT id || exp_date FROM playlist_sharing"), "abcdefgh1970-01-01");
+    half.Reset();
+    EXPECT_FALSE(manager.DeleteSharingRecord(half));
+    EXPECT_EQ(half.path + half.user_name + half.avail_date + half.status, "");
+}
+
+// Other systems of the same kind make the same identifiers: they follow from the second alone.
+TEST_F(SharingFailures, IdentifiersFollowFromTheSecond) {
+    SharingManager manager;
+    for (const auto &[now, id] :
+         {std::pair(1700000000, "7h1nFnpQ"), std::pair(1700001000, "0mFYHHVn")}) {
+        const FixedClock clock(now);
+        EXPECT_EQ(manager.GetSharingHashString(), id);
+        EXPECT_TRUE(clock.Waits().empty());
+    }
+}
 
 // The user's list of single songs, when something is in the way.
 class SharedSongsFailures : public SharingTest {

@@ -11,8 +11,12 @@ std::size_t refused = std::numeric_limits<std::size_t>::max();
 }  // namespace
 
 // In place of those of the C++ library, for the libraries of this process too.
+void *operator new(std::size_t size, const std::nothrow_t &) noexcept {
+    return size < refused ? std::malloc(size != 0 ? size : 1) : nullptr;
+}
+
 void *operator new(std::size_t size) {
-    void *const block = size < refused ? std::malloc(size != 0 ? size : 1) : nullptr;
+    void *const block = operator new(size, std::nothrow);
     if (block == nullptr) {
         throw std::bad_alloc();
     }
@@ -24,6 +28,10 @@ void operator delete(void *block) noexcept {
 }
 
 void operator delete(void *block, std::size_t) noexcept {
+    std::free(block);
+}
+
+void operator delete(void *block, const std::nothrow_t &) noexcept {
     std::free(block);
 }
 
