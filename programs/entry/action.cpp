@@ -16,9 +16,8 @@ constexpr int kVersion = 1;
 const auto &Apis() {
     static const std::array apis = {
         // One a line, in order.
-        &kInfoApi,
-        &kSongApi,
-        &kStreamApi,
+        &kAlbumApi, &kArtistApi, &kComposerApi, &kFolderApi,
+        &kGenreApi, &kInfoApi,   &kSongApi,     &kStreamApi,
     };
     return apis;
 }
