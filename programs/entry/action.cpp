@@ -14,11 +14,20 @@ namespace {
 constexpr int kVersion = 1;
 
 const auto &Apis() {
+    // One a line, in order.
+    // clang-format off
     static const std::array apis = {
-        // One a line, in order.
-        &kAlbumApi, &kArtistApi, &kComposerApi, &kFolderApi,
-        &kGenreApi, &kInfoApi,   &kSongApi,     &kStreamApi,
+        &kAlbumApi,
+        &kArtistApi,
+        &kComposerApi,
+        &kFolderApi,
+        &kGenreApi,
+        &kInfoApi,
+        &kPlaylistApi,
+        &kSongApi,
+        &kStreamApi,
     };
+    // clang-format on
     return apis;
 }
 
