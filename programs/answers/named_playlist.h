@@ -19,9 +19,8 @@ struct NamedPlaylist {
 inline constexpr char kSharedSongsId[] = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
 inline constexpr char kSharedSongsName[] = "Shared songs";
 
-// The playlist of an identifier, as a user sees it. Throws a Failure for a text that is no identifier
-// in the very form in which they are given out, and for a playlist that is not there. Leaves the
-// process as the package's account, where it may switch.
+// The playlist of an identifier, as a user sees it. Throws a Failure for a text that is no
+// identifier, and for a playlist that is not there.
 NamedPlaylist FindNamedPlaylist(uid_t uid, const std::string &user, const std::string &id);
 
 }  // namespace tonvale_answers

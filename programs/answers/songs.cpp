@@ -177,6 +177,18 @@ std::optional<SongId> ParseSongId(std::string_view id) {
     return std::nullopt;
 }
 
+std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids) {
+    std::map<SongId, VARN_MEDIA_INFO> songs;
+    const auto record = std::make_unique<VARN_MEDIA_INFO>();
+    for (const auto &[isVirtual, wanted] : ByKind(ids)) {
+        const Handle rows = OpenRows(WholeKind(isVirtual, uid), kSongColumns, IdCondition(wanted));
+        while (MediaInfoDBGet(rows.get(), record.get()) == 0) {
+            songs.emplace(SongId{static_cast<int>(record->id), isVirtual}, *record);
+        }
+    }
+    return songs;
+}
+
 std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
     std::string condition = Condition(request.filters);
     if (!wanted.empty()) {
@@ -201,7 +213,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
 }
 
 Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const WebapiLibrary &writer) {
-    std::map<std::pair<bool, int>, Json::Value> tracks;
+    std::map<SongId, Json::Value> tracks;
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
         Handle rows =
             OpenRows(WholeKind(isVirtual, uid), TrackColumns(writer), IdCondition(wanted));
@@ -213,14 +225,13 @@ Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const Weba
         auto next = found.begin();
         for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
             for (Json::Value &track : part) {
-                tracks[{isVirtual, *next++}] = std::move(track);
+                tracks[{*next++, isVirtual}] = std::move(track);
             }
         }
     }
     Json::Value songs(Json::arrayValue);
     for (const std::string &id : ids) {
-        const auto song = ParseSongId(id);
-        const auto found = tracks.find({song->isVirtual, song->row});
+        const auto found = tracks.find(*ParseSongId(id));
         if (found != tracks.end()) {
             songs.append(found->second);
         }

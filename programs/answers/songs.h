@@ -1,8 +1,13 @@
 // Lists of songs, searches for them, and their ratings.
 #pragma once
 
+#include <compare>
+#include <map>
+#include <memory>
+#include <optional>
 #include <set>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "list.h"
@@ -32,6 +37,7 @@ std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::str
 struct SongId {
     int row;
     bool isVirtual;
+    auto operator<=>(const SongId &) const = default;
 };
 
 // Empty for any text but the four forms of a song's identifier that have a row id.
@@ -41,6 +47,10 @@ std::optional<SongId> ParseSongId(std::string_view id);
 // is another user's, is left out. Throws a Failure for a text that is no song's identifier.
 Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids,
                       const Tonvale::webapi::WebapiLibrary &writer);
+
+// The records of the songs with these identifiers, as far as they are there for the user. Throws a
+// Failure for a text that is no song's identifier.
+std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids);
 
 // The rows of a kind that a condition lets through; with `wanted`, those of them. Throws a Failure
 // for an empty condition without wanted rows, and for a wanted row that is not there.

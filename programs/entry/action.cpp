@@ -14,10 +14,23 @@ namespace {
 constexpr int kVersion = 1;
 
 const auto &Apis() {
+    // One a line, in order.
+    // clang-format off
     static const std::array apis = {
-        // One a line, in order.
-        &kInfoApi, &kPinApi, &kSharingApi, &kSharingPageApi, &kSongApi, &kStreamApi,
+        &kAlbumApi,
+        &kArtistApi,
+        &kComposerApi,
+        &kFolderApi,
+        &kGenreApi,
+        &kInfoApi,
+        &kPinApi,
+        &kPlaylistApi,
+        &kSharingApi,
+        &kSharingPageApi,
+        &kSongApi,
+        &kStreamApi,
     };
+    // clang-format on
     return apis;
 }
 

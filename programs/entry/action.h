@@ -95,8 +95,14 @@ struct Api {
 // The action of a request; a RefusedAction when there is none, or nobody may ask for it.
 std::unique_ptr<ActionHandler> FindAction(const Request &request);
 
+extern const Api kAlbumApi;
+extern const Api kArtistApi;
+extern const Api kComposerApi;
+extern const Api kFolderApi;
+extern const Api kGenreApi;
 extern const Api kInfoApi;
 extern const Api kPinApi;
+extern const Api kPlaylistApi;
 extern const Api kSharingApi;
 extern const Api kSharingPageApi;
 extern const Api kSongApi;

@@ -26,6 +26,7 @@ void AddIndex(CLI::App &app, Action &action);
 void AddInit(CLI::App &app, Action &action);
 void AddMediaServer(CLI::App &app, Action &action);
 void AddPermission(CLI::App &app, Action &action);
+void AddPersonal(CLI::App &app, Action &action);
 void AddPin(CLI::App &app, Action &action);
 void AddPlayer(CLI::App &app, Action &action);
 void AddPlaylist(CLI::App &app, Action &action);

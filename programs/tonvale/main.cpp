@@ -65,10 +65,10 @@ int Run(int argc, char **argv) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     for (const auto add :
-         {AddInit,        AddIndex,      AddSongs,      AddSearch, AddGroups, AddFolders,
-          AddPlaylists,   AddPlaylist,   AddRate,       AddSmart,  AddShare,  AddPin,
-          AddUserVerb,    AddPermission, AddPreference, AddCover,  AddPlayer, AddSpeaker,
-          AddMediaServer, AddServe,      AddStart,      AddStop}) {
+         {AddInit,      AddIndex,       AddSongs,    AddSearch,     AddGroups, AddFolders,
+          AddPlaylists, AddPlaylist,    AddRate,     AddSmart,      AddShare,  AddPin,
+          AddUserVerb,  AddPermission,  AddPersonal, AddPreference, AddCover,  AddPlayer,
+          AddSpeaker,   AddMediaServer, AddServe,    AddStart,      AddStop}) {
         add(app, action);
     }
     try {

@@ -4,13 +4,13 @@
 
 #include "answers/failure.h"
 #include "answers/links.h"
+#include "answers/playlists.h"
 #include "command.h"
 #include "database.h"
 #include "link_address.h"
 #include "number.h"
 #include "page_output.h"
-#include "playlist_show.h"
-#include "playlist_target.h"
+#include "playlist_options.h"
 #include "user.h"
 
 namespace tonvale_cli {
@@ -18,12 +18,13 @@ namespace tonvale_cli {
 namespace {
 
 using tonvale_answers::CheckedDays;
+using tonvale_answers::IsPlaylistId;
 using tonvale_answers::LinkName;
 using tonvale_answers::Links;
 
-struct ShareOptions {
-    Collection collection;  // whose links, and among which playlists a name is looked for
-    std::string name;       // of a playlist, a link or a song
+// The collection tells whose links, and among which playlists a name is looked for.
+struct ShareOptions : CollectionOptions {
+    std::string name;  // of a playlist, a link or a song
     std::string from;
     std::string until;
     std::string address;
@@ -76,16 +77,11 @@ LinkName Named(const std::string &name) {
 }
 
 // The identifier of a playlist that is named by that, or by its id or title.
-std::optional<std::string> PlaylistId(Options options) {
-    if (IsPlaylistId(options.name)) {
-        return options.name;
-    }
-    const auto playlist = FindPlaylist(options.collection, options.name);
-    if (!playlist) {
-        return std::nullopt;
-    }
-    return std::string("playlist_") + options.collection.Library() + "_normal/" +
-           (options.collection.isFolder ? playlist->title : playlist->id);
+std::string PlaylistId(Options options) {
+    using namespace tonvale_answers;
+    return IsPlaylistId(options.name)
+               ? options.name
+               : AsAny(options.collection, FindPlaylist(options.collection, options.name)).id;
 }
 
 // A song's identifier; the number that lists show is that of a file or of a track.
@@ -110,11 +106,7 @@ Json::Value WithSong(Options options, Links &links,
 
 int Create(Options options, Links &links) {
     const auto days = CheckedDays(options.from, options.until);
-    const auto playlist = PlaylistId(options);
-    if (!playlist) {
-        return kUsage;
-    }
-    PrintLink(options, links.Create(*playlist, days));
+    PrintLink(options, links.Create(PlaylistId(options), days));
     return kDone;
 }
 
@@ -149,7 +141,7 @@ using Act = int (*)(Options options, Links &links);
 
 int Run(ShareOptions &options, Act act) {
     const SameAccountAfter account;
-    if (const int status = Prepare(options.collection); status != kDone) {
+    if (const int status = Prepare(options); status != kDone) {
         return status;
     }
     UseAddress(options.address);

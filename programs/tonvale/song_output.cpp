@@ -1,10 +1,7 @@
 #include "song_output.h"
 
-#include <json/json.h>
-
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 
 #include "display.h"
@@ -29,29 +26,6 @@ std::string LengthText(float seconds) {
     char text[32];
     std::snprintf(text, sizeof text, "%ld:%02ld", whole / 60, whole % 60);
     return text;
-}
-
-Json::Value SongJson(const VARN_MEDIA_INFO &song) {
-    Json::Value json(Json::objectValue);
-    const std::pair<const char *, const char *> texts[] = {
-        {"title", song.title},         {"artist", song.artist},
-        {"album", song.album},         {"album_artist", song.album_artist},
-        {"composer", song.composer},   {"genre", song.genre},
-        {"container", song.container}, {"codec", song.codec},
-        {"path", song.path},           {"comment", song.comment}};
-    for (const auto &[name, text] : texts) {
-        json[name] = ValidUtf8(text);
-    }
-    json["id"] = song.id;
-    json["year"] = song.year;
-    json["track"] = song.track;
-    json["disc"] = song.disc;
-    json["duration"] = song.duration;
-    json["bitrate"] = song.bitrate;
-    json["frequency"] = song.frequency;
-    json["channel"] = song.channel;
-    json["filesize"] = song.filesize;
-    return json;
 }
 
 void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {

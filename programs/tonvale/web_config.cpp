@@ -72,7 +72,8 @@ std::string Places() {
 // checked once in ten minutes, because checking one is slow on purpose.
 // clang-format off: it would set the text, too
 constexpr std::string_view kFixed = R"conf(server.modules = (
-    "mod_rewrite", "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi", "mod_accesslog"
+    "mod_extforward", "mod_rewrite", "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi",
+    "mod_accesslog"
 )
 server.tag = "Tonvale"
 server.max-request-size = 1024
@@ -85,6 +86,7 @@ cgi.assign = ( "/webapi/entry.cgi" => "" )
 cgi.x-sendfile = "enable"
 cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
 static-file.exclude-extensions = ( ".cgi" )
+extforward.forwarder = ( "127.0.0.1" => "trust", "::1" => "trust" )
 url.rewrite-once = (
     "^/as/sharing/([0-9A-Za-z]+)\?offset=([0-9]{1,9})$" =>
         "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page&sharing_id=$1&offset=$2",

@@ -46,6 +46,11 @@ TEST_F(Pins, RefusesWhatIsNoView) {
         EXPECT_EQ(alice().GetErrorCode(), error) << type << criteria;
         EXPECT_EQ(pin.name, "untouched");
     }
+    PinData pin;
+    PinManager nowhere(kAlice, "..");
+    EXPECT_FALSE(
+        nowhere.Pin("playlist", Object({{"playlist", "playlist_shared_normal/1"}}), "n", pin));
+    EXPECT_EQ(nowhere.GetErrorCode(), 9);
     Json::Value number;
     number["folder"] = 12;
     EXPECT_EQ(Pin("folder", number), "");
@@ -161,6 +166,35 @@ TEST_F(Pins, FollowTheLibraryByPath) {
     EXPECT_EQ(pins[0].criteria, Object({{"folder", "shared"}, {"path", folder.c_str()}}));
     EXPECT_TRUE(alice().Rename(folderPin, "gone"));
     EXPECT_TRUE(alice().Unpin(listPin));
+}
+
+// What is found by its tags or its name is the same before and after.
+TEST_F(Pins, OfTagsAndNamesStayAsTheyAre) {
+    WriteFile(varn::path::kSmartPlaylists, "\"Rock\" { genre is \"Rock\" }\n");
+    const std::pair<const char *, Json::Value> views[] = {
+        {"album", Object({{"album", "A"}, {"album_artist", "B"}})},
+        {"artist", Object({{"artist", "A"}, {"genre_filter", "G"}})},
+        {"composer", Object({{"composer", "O'C"}})},
+        {"genre", Object({{"genre", "100%"}})},
+        {"recently_added", Object({})},
+        {"random_100", Object({})},
+    };
+    for (const auto &[type, criteria] : views) {
+        EXPECT_NE(Pin(type, criteria, type), "") << type;
+    }
+    EXPECT_NE(Pin("playlist", Object({{"playlist", "playlist_shared_smart/Rock"}}), "smart"), "");
+    Query(
+        "INSERT INTO directory (id, path) VALUES (7, '/v'); DELETE FROM directory; "
+        "INSERT INTO directory (id, path) VALUES (8, '/v')");
+    const std::vector<PinData> pins = List(alice());
+    ASSERT_EQ(pins.size(), 7U);
+    for (std::size_t i = 0; i < std::size(views); ++i) {
+        EXPECT_EQ(pins[i].criteria, views[i].second) << pins[i].type;
+    }
+    EXPECT_EQ(pins[6].criteria, Object({{"library", "shared"},
+                                        {"type", "smart"},
+                                        {"name", "Rock"},
+                                        {"playlist", "playlist_shared_smart/Rock"}}));
 }
 
 TEST_F(Pins, KeepPlaylistsWithoutARowByIdentifier) {

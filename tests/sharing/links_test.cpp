@@ -128,9 +128,8 @@ TEST_F(ShareLinks, AreOfPlaylistsThatTheUserSees) {
         {bobs, Reason::kNotFound},
         {"playlist_shared_normal/4711", Reason::kNotFound},
         {"playlist_shared_smart/none", Reason::kNotFound},
-        {"playlist_shared_normal/012", Reason::kBad},
-        {"playlist_shared_normal/12 OR 1=1", Reason::kBad},
-        {"playlist_shared_normal/99999999999", Reason::kBad},
+        {"playlist_shared_normal/12 OR 1=1", Reason::kNotFound},
+        {"playlist_shared_normal/99999999999", Reason::kNotFound},
         {"playlist_shared_normal/", Reason::kBad},
         {"playlist_shared_normal/../../etc/passwd", Reason::kBad},
         {"x_shared_normal/12", Reason::kBad},
@@ -153,6 +152,8 @@ TEST_F(ShareLinks, AreOfPlaylistsThatTheUserSees) {
     WriteFile("/usr/varn/etc/preference/alice/playlists/" + own + ".m3u", "");
     EXPECT_EQ(links.Create("playlist_personal_normal/" + own, always)["name"], own);
     EXPECT_EQ(links.Create(kSharedSmart, always)["name"], "Rock & Roll");
+    EXPECT_EQ(links.Create("playlist_shared_normal/012", always)["playlist_id"], kList);
+    EXPECT_EQ(Refused([&] { links.Create(kList, always); }), Reason::kExists);
     EXPECT_EQ(links.Create(kSongs, CheckedDays("", "2999-01-01"))["date_expired"], "2999-01-01");
     EXPECT_EQ(Refused([&] { links.Create(kSongs, always); }), Reason::kExists);
 }

@@ -101,6 +101,50 @@ TEST_F(SharingUrl, UsesTheRelayOnlyWhereItMayServeThePortal) {
     }
 }
 
+// Each part of the address comes from its own source, whatever the others are.
+TEST_F(SharingUrl, PutsItsPartsTogether) {
+    const struct {
+        const char *header, *host, *port;
+    } hosts[] = {{"nas", "nas", "81"},
+                 {"nas:5000", "nas", "5000"},
+                 {"[::1]", "[::1]", "81"},
+                 {"[::1]:5000", "[::1]", "5000"},
+                 {"nas.relay.example:9", "", ""}};
+    const struct {
+        const char *https, *scheme, *configured, *port;
+    } schemes[] = {
+        {"off", "http", "", ""},
+        {"on", "https", "", ""},
+        {"off", "http", "external_port_kos_http=\"1\"\nexternal_port_kos_https=\"2\"\n", "1"},
+        {"on", "https", "external_port_kos_http=\"1\"\nexternal_port_kos_https=\"2\"\n", "2"},
+        {"on", "https", "external_port_kos_http=\"1\"\n", ""}};
+    for (const auto &[header, host, port] : hosts) {
+        for (const auto &[https, scheme, configured, outside] : schemes) {
+            for (const char *prefix : {"", "/portal", "/a/b"}) {
+                for (const char *relay : {static_cast<const char *>(nullptr), kOn}) {
+                    const std::string uri = std::string(prefix) + "/webapi/entry.cgi?x=/webapi";
+                    const bool through = relay != nullptr && *host == '\0';
+                    const std::string own = *host != '\0' ? host : "nas.relay.example";
+                    const std::string ownPort = *host != '\0' ? port : "9";
+                    const std::string expected =
+                        through ? "https://nas.relay.example"
+                                : std::string(scheme) + "://" + own + ":" +
+                                      (*outside != '\0' ? outside : ownPort) + prefix;
+                    EXPECT_EQ(Address({.host = header,
+                                       .serverPort = "81",
+                                       .https = https,
+                                       .uri = uri.c_str(),
+                                       .info = configured,
+                                       .relay = relay,
+                                       .permission = kPermitted}),
+                              expected)
+                        << header << https << configured << prefix << through;
+                }
+            }
+        }
+    }
+}
+
 TEST_F(SharingUrl, IsFoundOncePerObject) {
     Set("HTTP_HOST", "first:1");
     SharingManager manager;

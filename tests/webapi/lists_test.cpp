@@ -1,6 +1,9 @@
 // The web API's lists of the library, and its ratings.
 #include <filesystem>
 
+#include "programs/command.h"
+#include "varn/host.h"
+#include "varn/sql.h"
 #include "webapi/api.h"
 
 namespace tonvale_test {
@@ -206,6 +209,160 @@ TEST_F(SongApi, ChangesNothingForAnotherSite) {
                                      {"REMOTE_USER", "alice"},
                                      {"HTTP_SEC_FETCH_SITE", "cross-site"}});
     EXPECT_NE(list.find("\"success\":true"), list.npos) << "reading changes nothing";
+}
+
+class GroupApi : public ApiTest {
+  protected:
+    void SetUp() override {
+        ApiTest::SetUp();
+        Query(InsertSql({.id = 1,
+                         .album = "Gold",
+                         .artist = "Abba",
+                         .composer = "B",
+                         .genres = {"Pop", "Rock"},
+                         .year = 1992}) +
+              InsertSql({.id = 2,
+                         .album = "Gold",
+                         .artist = "Guest",
+                         .album_artist = "Zo\xC3\xAB",
+                         .genres = {"Rock"},
+                         .year = 2001}) +
+              InsertSql({.id = 3,
+                         .userid = kAlice,
+                         .album = "Hers",
+                         .artist = "\xC3\xA1"
+                                   "bel"}) +
+              InsertSql({.id = 4, .userid = kBob, .album = "His", .artist = "Bob"}) +
+              "INSERT INTO rating_track VALUES (1030, 2, 4), (1031, 1, 5)");
+    }
+};
+
+TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
+    const struct {
+        const char *api;
+        const char *list;
+        Given parameters;
+        Texts names;
+    } kCases[] = {
+        {"Album", "albums", {}, {"Gold", "Gold", "Hers"}},
+        {"Album", "albums", {{"library", "personal"}}, {"Hers"}},
+        {"Album",
+         "albums",
+         {{"sort_by", "year"}, {"sort_direction", "DESC"}, {"limit", "1"}},
+         {"Gold"}},
+        {"Album", "albums", {{"keyword", "ER"}}, {"Hers"}},
+        {"Album", "albums", {{"keyword", "%"}}, {}},
+        {"Album", "albums", {{"artist", "guest"}}, {"Gold"}},
+        {"Artist",
+         "artists",
+         {},
+         {"Abba",
+          "\xC3\xA1"
+          "bel",
+          "Zo\xC3\xAB"}},
+        {"Artist",
+         "artists",
+         {{"sort_by", "star"}, {"sort_direction", "DESC"}, {"limit", "1"}},
+         {"Zo\xC3\xAB"}},
+        {"Artist", "artists", {{"keyword", "ues"}}, {"Guest"}},
+        {"Artist", "artists", {{"genre", "Pop"}}, {"Abba"}},
+        {"Genre", "genres", {{"library", "shared"}}, {"Pop", "Rock"}},
+        {"Genre", "genres", {{"album_artist", "Zo\xC3\xAB"}}, {"Rock"}},
+        {"Composer", "composers", {{"genre", "Pop"}}, {"B"}},
+        {"Composer", "composers", {{"offset", "9"}}, {}},
+    };
+    for (const auto &c : kCases) {
+        const Json::Value page = Ask(c.api, "list", c.parameters);
+        EXPECT_EQ(Each(page[c.list], "name"), c.names) << c.api << QueryOf("", "", c.parameters);
+    }
+    const Json::Value albums =
+        Ask("Album", "list", {{"sort_by", "year"}, {"sort_direction", "DESC"}, {"limit", "1"}});
+    EXPECT_EQ(albums["total"].asInt(), 3);
+    const Json::Value &gold = albums["albums"][0];
+    EXPECT_EQ(gold["album_artist"].asString(), "Zo\xC3\xAB");
+    EXPECT_EQ(gold["year"].asInt(), 2001);
+    EXPECT_EQ(gold["star"].asDouble(), 4.0) << "the user's own stars";
+    EXPECT_EQ(Ask("Genre", "list", {{"offset", "9"}})["total"].asInt(), 3);
+}
+
+TEST_F(GroupApi, RefusesWhatItCannotList) {
+    const struct {
+        const char *api;
+        Given parameters;
+    } kCases[] = {
+        {"Album", {{"sort_by", "album_sort; DROP TABLE track"}}},
+        {"Artist", {{"sort_by", "year"}}},
+        {"Artist", {{"keyword", "a"}, {"genre", "Pop"}}},
+        {"Artist", {{"genre", std::string(2000, 'x')}}},
+        {"Genre", {{"keyword", std::string(401, 'x')}}},
+        {"Composer", {{"library", "nobody's"}}},
+        {"Composer", {{"limit", "5001"}}},
+        {"Folder", {{"id", "dir_"}}},
+        {"Folder", {{"id", "dir_0"}}},
+        {"Folder", {{"id", "dir_-1"}}},
+        {"Folder", {{"id", "dir_1 OR true"}}},
+        {"Folder", {{"id", "dir_99999999999"}}},
+        {"Folder", {{"id", "../../etc"}}},
+        {"Folder", {{"id", "1"}}},
+    };
+    for (const auto &c : kCases) {
+        EXPECT_EQ(CodeOf(c.api, "list", c.parameters), 400) << QueryOf("", "", c.parameters);
+    }
+}
+
+using FolderApi = ApiTest;
+
+TEST_F(FolderApi, ShowsFoldersAndThenSongs) {
+    const std::filesystem::path music = scratch() / "a_b%";
+    std::filesystem::create_directory(music);
+    ASSERT_TRUE(varn::host::AddMusicFolders({music}));
+    const auto folder = [](int id, const std::string &path) {
+        return *varn::Sql(
+            "INSERT INTO directory (id, path, title) VALUES (@VARN:INT, '@VARN:VAR', "
+            "'@VARN:VAR');",
+            id, path, path.substr(path.rfind('/') + 1));
+    };
+    Query(
+        folder(1, music) + folder(2, music / "Z") + folder(3, music / "a'") +
+        folder(4, music / "Z/deep") + folder(5, scratch() / "aXb%") +
+        folder(6, scratch() / "aXb%/no") +
+        "INSERT INTO personal_directory (userid, id, path, title) VALUES (1031, 7, '/h/b', 'b');" +
+        InsertSql({.id = 1, .path = music / "2.mp3"}) +
+        InsertSql({.id = 2, .path = music / "1.mp3"}) +
+        InsertSql({.id = 3, .path = music / "Z/3.mp3"}) +
+        InsertSql({.id = 4, .userid = kBob, .path = music / "his.mp3"}));
+    const Json::Value roots = Ask("Folder", "list");
+    EXPECT_EQ(Each(roots["folders"]), Texts{"dir_1"});
+    EXPECT_EQ(roots["folders"][0]["path"].asString(), "/a_b%");
+    EXPECT_TRUE(roots["songs"].isArray() && roots["songs"].empty());
+    EXPECT_EQ(roots["total"].asInt(), 1);
+
+    const struct {
+        Given page;
+        Texts folders;
+        Texts songs;
+    } kCases[] = {
+        {{}, {"dir_3", "dir_2"}, {"music_2", "music_1"}},
+        {{{"limit", "1"}}, {"dir_3"}, {}},
+        {{{"limit", "2"}}, {"dir_3", "dir_2"}, {}},
+        {{{"limit", "3"}}, {"dir_3", "dir_2"}, {"music_2"}},
+        {{{"offset", "1"}, {"limit", "2"}}, {"dir_2"}, {"music_2"}},
+        {{{"offset", "3"}}, {}, {"music_1"}},
+        {{{"offset", "4"}}, {}, {}},
+    };
+    for (const auto &c : kCases) {
+        Given parameters = c.page;
+        parameters.emplace_back("id", "dir_1");
+        const Json::Value inside = Ask("Folder", "list", parameters);
+        EXPECT_EQ(Each(inside["folders"]), c.folders) << QueryOf("", "", c.page);
+        EXPECT_EQ(Each(inside["songs"]), c.songs) << QueryOf("", "", c.page);
+        EXPECT_EQ(inside["total"].asInt(), 4);
+    }
+    EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_7"}}), 404) << "bob's";
+    EXPECT_EQ(Each(Ask("Folder", "list", {{"id", "dir_7"}}, "bob")["folders"]), Texts());
+    EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_99"}}), 404);
+    const Finished table = Tonvale({"folders", "--in", "1", "--user", "alice", "--limit", "3"});
+    EXPECT_TRUE(table.out.ends_with("\n1-3 of 4 folders and songs\n")) << table.out << table.err;
 }
 
 }  // namespace

@@ -101,7 +101,7 @@ TEST_F(WebMethods, ShareAPlaylist) {
         {"delete", {{"id", id}}, 404},
         {"create", {}, 400},
         {"create", {{"playlist_id", "playlist_shared_normal/4711"}}, 404},
-        {"create", {{"playlist_id", "playlist_shared_normal/" + std::string(10000, '\'')}}, 400},
+        {"create", {{"playlist_id", "playlist_shared_normal/" + std::string(10000, '\'')}}, 404},
         {"create", {{"playlist_id", kSongs}}, 409},
         {"create", {{"playlist_id", kSharedSmart}, {"date_expired", "never"}}, 400},
         {"create", {{"playlist_id", kSharedSmart}, {"date_available", "2030-01-01"}}, 400},

@@ -1,0 +1,27 @@
+// What happens to share links when something else changes. To be called when the change is done;
+// each throws a Failure when the links could not follow.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace tonvale_answers {
+
+// A normal playlist has another name, and so another identifier or file: its links go on.
+void LinksFollowRename(const std::string &playlistId, const std::string &path,
+                       const std::string &oldPath);
+
+// A normal playlist is gone: so are its links, whoever's they are. It is named by its file, because
+// its identifier may have been another playlist's before.
+void LinksFollowDeletion(const std::string &path);
+
+// Users lost the right to share.
+void LinksFollowLostRight(uid_t uid);
+
+// Switches personal libraries on or off, in the package's configuration; when that changes anything,
+// the links of all users' personal playlists and single songs go with what they were of. True when
+// it changed something.
+bool SwitchPersonalLibraries(bool on);
+
+}  // namespace tonvale_answers

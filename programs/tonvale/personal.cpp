@@ -1,0 +1,59 @@
+// Whether users have libraries of their own.
+#include <cstdio>
+#include <memory>
+
+#include "accounts.h"
+#include "answers/link_hooks.h"
+#include "command.h"
+#include "database.h"
+#include "varn/account.h"
+#include "varn/host.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+constexpr char kOn[] = "on";
+constexpr char kOff[] = "off";
+
+int Show() {
+    if (auto done = CheckRoot(); !done) {
+        Complain(done.Message());
+        return kFailed;
+    }
+    std::printf("%s\n", IsPersonalLibraryEnabled() ? kOn : kOff);
+    return kDone;
+}
+
+int Switch(const std::string &wanted) {
+    if (auto done = EnsureDatabase(); !done) {
+        Complain(done.Message());
+        return kFailed;
+    }
+    const AsPackageAccount package;
+    if (!package) {
+        return kFailed;
+    }
+    if (tonvale_answers::SwitchPersonalLibraries(wanted == kOn)) {
+        std::printf("Run 'tonvale index%s' now, which %s the songs of users' homes.\n",
+                    varn::host::RootOption().c_str(), wanted == kOn ? "adds" : "removes");
+    }
+    return kDone;
+}
+
+}  // namespace
+
+void AddPersonal(CLI::App &app, Action &action) {
+    CLI::App *verb = app.add_subcommand("personal-libraries",
+                                        "Show or switch whether users have libraries of their own");
+    const auto wanted = std::make_shared<std::string>();
+    verb->add_option("SWITCH", *wanted,
+                     "on, or off; links of personal playlists and single songs end with either")
+        ->check(CLI::IsMember({kOn, kOff}))
+        ->type_name("");
+    verb->callback([wanted, &action] {
+        action = [wanted] { return wanted->empty() ? Show() : Switch(*wanted); };
+    });
+}
+
+}  // namespace tonvale_cli

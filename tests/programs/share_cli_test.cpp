@@ -1,0 +1,121 @@
+// The verbs share and pin.
+#include "programs/command.h"
+#include "sharing/shared_library.h"
+
+namespace tonvale_test {
+
+namespace {
+
+class ShareVerbs : public SharedLibraryTest {
+  protected:
+    static Finished As(const char *user, std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin() + 2, {"--user", user});
+        return Tonvale(std::move(arguments));
+    }
+    // The output of a verb of alice's, without its line end.
+    static std::string Alice(std::vector<std::string> arguments) {
+        const Finished done = As("alice", std::move(arguments));
+        EXPECT_EQ(done.status, 0) << done.err;
+        return done.out.substr(0, done.out.find_last_not_of('\n') + 1);
+    }
+};
+
+TEST_F(ShareVerbs, PrintTheAddressOfALink) {
+    WriteFile(varn::path::kWebConf, "server.bind = \"127.0.0.1\"\nserver.port = 8123\n");
+    const std::string url = Alice({"share", "create", "A \"list\"", "--until", "2999-12-31"});
+    ASSERT_TRUE(url.starts_with("http://127.0.0.1:8123/as/sharing/")) << url;
+    const std::string id = url.substr(url.rfind('/') + 1);
+    EXPECT_EQ(Alice({"share", "update", id, "--address", "https://music.example.org:444"}),
+              "https://music.example.org:444/as/sharing/" + id);
+    WriteFile(varn::path::kWebConf, "server.bind = \"[::1]\"\nserver.port = 80\n");
+    EXPECT_EQ(Alice({"share", "update", "playlist_shared_normal/12"}),
+              "http://[::1]:80/as/sharing/" + id);
+    WriteFile(varn::path::kVarnInfo, "external_host_ip=\"nas.example.org\"\n");
+    const std::string table = Alice({"share", "list"});
+    EXPECT_TRUE(Contains(table, id + "  A \"list\"")) << table;
+    EXPECT_TRUE(Contains(table, "http://nas.example.org:80/as/sharing/" + id)) << table;
+    EXPECT_TRUE(Contains(table, "1-1 of 1 link")) << table;
+    EXPECT_TRUE(Contains(Alice({"share", "list", "--json"}), "\"total\":1"));
+
+    const std::string song = Alice({"share", "song", std::to_string(track1_)});
+    EXPECT_TRUE(Contains(song, "/L211c2lj")) << song;
+    EXPECT_TRUE(Contains(Alice({"share", "unsong", TrackName(track1_), "--json"}), "\"sharing\":"));
+    EXPECT_EQ(Alice({"share", "delete", id}), "");
+
+    const struct {
+        const char *user;
+        std::vector<std::string> arguments;
+        const char *message;
+    } cases[] = {
+        {"bob", {"share", "list"}, "may not share"},
+        {"bob", {"share", "create", "12"}, "may not share"},
+        {"nobody", {"share", "list"}, "there is no user 'nobody'"},
+        {"alice", {"share", "delete", id}, "no such link"},
+        {"alice", {"share", "create", "unknown"}, "there is no shared playlist 'unknown'"},
+        {"alice", {"share", "create", "12", "--until", "2024-02-30"}, "no day"},
+        {"alice", {"share", "create", "12", "--from", "2999-01-01"}, "last one"},
+        {"alice", {"share", "song", "4711"}, "no song"},
+        {"alice", {"share", "song", "x"}, "no song's identifier"},
+        {"alice", {"share", "list", "--address", "http://a/b"}, "no address"},
+        {"alice", {"share", "list", "--address", "a b"}, "no address"},
+    };
+    for (const auto &[user, arguments, message] : cases) {
+        const Finished done = As(user, arguments);
+        EXPECT_EQ(done.status, 2) << message;
+        EXPECT_TRUE(Contains(done.err, message)) << done.err;
+        EXPECT_EQ(done.out, "") << message;
+    }
+}
+
+TEST_F(ShareVerbs, ShareOwnPlaylists) {
+    Touch(In("own.m3u"));
+    AddRow(In("own.m3u"), "Own", "", kAlice);
+    EXPECT_TRUE(Contains(Alice({"share", "create", "Own", "--personal", "--json"}),
+                         "\"playlist_id\":\"playlist_personal_normal/"));
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    std::filesystem::permissions(At(varn::path::kPackageConf), std::filesystem::perms(0644));
+    WriteFile("/usr/varn/etc/preference/alice/playlists/It's 1.m3u", "");
+    EXPECT_TRUE(Contains(Alice({"share", "create", "It's 1", "--personal", "--json"}),
+                         "\"playlist_id\":\"playlist_personal_normal/It's 1\""));
+}
+
+TEST_F(ShareVerbs, KeepPins) {
+    const std::string first = Alice({"pin", "add", "album", "It's \"mine\"", "album=A=B"});
+    const std::string second = Alice({"pin", "add", "random_100", "Random"});
+    const std::string third =
+        Alice({"pin", "add", "playlist", "List", "playlist=playlist_shared_normal/12"});
+    EXPECT_EQ(Alice({"pin", "rename", second, "\x1B[31mred"}), "");
+    EXPECT_EQ(Alice({"pin", "reorder", third, second, first}), "");
+    const std::string table = Alice({"pin", "list", "--limit", "2"});
+    EXPECT_TRUE(Contains(table, "playlist=playlist_shared_normal/12")) << table;
+    EXPECT_TRUE(Contains(table, "1-2 of 3 pins")) << table;
+    EXPECT_FALSE(Contains(table, "\x1B")) << "a name does not reach the terminal as it is";
+    EXPECT_LT(table.find("List"), table.find("red"));
+    EXPECT_EQ(Alice({"pin", "remove", second}), "");
+    EXPECT_TRUE(Contains(Alice({"pin", "list", "--json"}), R"({"album":"A=B"})"));
+
+    const struct {
+        const char *user;
+        std::vector<std::string> arguments;
+        const char *message;
+    } cases[] = {
+        {"alice", {"pin", "add", "year", "n"}, "there is no such type"},
+        {"alice", {"pin", "add", "album", "n", "year=1"}, "the criteria are"},
+        {"alice", {"pin", "add", "album", "n", "album"}, "KEY=VALUE"},
+        {"alice", {"pin", "add", "album", "n", "album=1", "album=2"}, "KEY=VALUE"},
+        {"alice", {"pin", "add", "album", "n", "album=A=B"}, "pinned already"},
+        {"alice", {"pin", "add", "folder", "n", "folder=dir_9"}, "there is no such folder"},
+        {"alice", {"pin", "reorder", first}, "exactly those of the page"},
+        {"bob", {"pin", "remove", first}, "no such pin"},
+        {"bob", {"pin", "rename", first, "stolen"}, "no such pin"},
+    };
+    for (const auto &[user, arguments, message] : cases) {
+        const Finished done = As(user, arguments);
+        EXPECT_NE(done.status, 0) << message;
+        EXPECT_TRUE(Contains(done.err, message)) << done.err;
+    }
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
