@@ -70,7 +70,6 @@ class Scan {
     void CountUnreadable(const Work &work);
     void ReadAll();
     void ReadSurveyed(Readers &readers);
-    void RememberTracksOfLater();
     void Read(Readers &readers, Work work, Round round);
     void Take(Readers &readers, Round round);
     void TakeAll(Readers &readers, Round round);
@@ -251,24 +250,12 @@ void Scan::ReadAll() {
     Readers readers(std::thread::hardware_concurrency(), pictures);
     ReadSurveyed(readers);
     TakeAll(readers, Round::kAll);
-    RememberTracksOfLater();
     for (const Round round : {Round::kClaims, Round::kRest}) {
         for (Work &work : std::exchange(later_, {})) {
             Read(readers, std::move(work), round);
         }
         TakeAll(readers, round);
     }
-}
-
-void Scan::RememberTracksOfLater() {
-    std::vector<int> split;
-    for (const Work &work : later_) {
-        if (work.known.isSplit) {
-            split.push_back(work.known.id);
-        }
-    }
-    store_.Flush();
-    store_.RememberTracks(split);
 }
 
 void Scan::ReadSurveyed(Readers &readers) {

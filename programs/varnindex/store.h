@@ -16,8 +16,7 @@
 namespace varnindex {
 
 // Removes the rows of songs, with the tracks that cue sheets have made of them: `ids` in decimal,
-// with commas between them. Tracks that another row of the same file has stay. Throws
-// DatabaseError.
+// with commas between them. Throws DatabaseError.
 void DeleteSongs(Database &database, const std::string &ids);
 
 class Store {
@@ -35,9 +34,6 @@ class Store {
     // The same, with the tracks that the song has: they get its path and owner, and `sheetPath` as
     // that of their sheet.
     void ChangeWithTracks(int id, Song song, const std::string &sheetPath);
-    // Which tracks cue sheets have made of these files, which are about to get other paths: another
-    // row may have theirs first.
-    void RememberTracks(const std::vector<int> &ids);
     void Remove(int id);                            // the song, its tracks, ratings and the like
     void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
     void Flush();                                   // writes what is left
@@ -70,8 +66,7 @@ class Store {
     };
     using KnownTracks = std::map<int, std::vector<KnownTrack>>;  // by the file's row
 
-    KnownTracks ReadTracks(const std::string &ids);
-    KnownTracks TracksOf(const std::vector<int> &ids);
+    KnownTracks TracksOf(const std::vector<int> &files);
     void Keep(int id, Song song, std::vector<VirtualSong> tracks);
     void FlushIfFull();
     void RemoveRows();
@@ -87,7 +82,6 @@ class Store {
     Writes writes_;
     std::vector<Item> items_;
     std::vector<int> removed_;
-    KnownTracks remembered_;
     std::string stamps_;  // rows of a VALUES list
     std::size_t bytes_ = 0;
 };

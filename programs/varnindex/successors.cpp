@@ -20,8 +20,8 @@ constexpr std::size_t kBatchPairs = 1000;
 
 // A rating of the file or of one of its tracks; no star is none.
 constexpr const char kIsRated[] =
-    "EXISTS (SELECT FROM track v JOIN rating_track r ON r.track = v.id AND r.star > 0"
-    " WHERE v.path = t.path AND v.userid = t.userid)";
+    "EXISTS (SELECT FROM rating_track r WHERE r.star > 0 AND (r.track = t.id OR r.track IN"
+    " (SELECT i.track FROM virtual_info_track i WHERE i.file_track = t.id)))";
 
 constexpr const char kColumns[] =
     "id, fingerprint, filesize, userid, path, (extract(epoch FROM date) * 1000000)::bigint AS came";
@@ -42,13 +42,11 @@ constexpr const char kPredecessors[] =
     " (SELECT fingerprint, filesize FROM track WHERE id = ANY ('{@VARN:NEVAR}'))"
     " ORDER BY @VARN:NEVAR DESC, id";
 
-// Tracks of cue sheets are found by their file's path and owner.
 constexpr const char kTrackPairs[] =
     "SELECT o.id AS old, n.id AS new FROM (VALUES @VARN:NEVAR) p(old, new)"
-    " JOIN track g ON g.id = p.old AND g.has_virtual JOIN track s ON s.id = p.new AND s.has_virtual"
-    " JOIN track o ON o.path = g.path AND o.userid = g.userid AND o.is_virtual"
-    " JOIN track n ON n.path = s.path AND n.userid = s.userid AND n.is_virtual"
-    " WHERE n.track = o.track AND (g.path, g.userid) <> (s.path, s.userid) ORDER BY o.id, n.id";
+    " JOIN virtual_info_track oi ON oi.file_track = p.old JOIN track o ON o.id = oi.track"
+    " JOIN virtual_info_track ni ON ni.file_track = p.new JOIN track n ON n.id = ni.track"
+    " WHERE n.track = o.track ORDER BY o.id, n.id";
 
 // Before the old rows go.
 constexpr const char kInherit[] =
@@ -154,6 +152,9 @@ void SucceedBatch(Database &database, const std::vector<int> &gone, const std::s
     database.Execute(kInherit);
     DeleteSongs(database, IdList(gone));
     database.Execute("UPDATE track t SET id = pair.old FROM pair WHERE t.id = pair.new");
+    database.Execute(
+        "UPDATE virtual_info_track t SET file_track = pair.old FROM pair"
+        " WHERE t.file_track = pair.new");
     for (const char *table : kSideTables) {
         database.Execute(std::string("UPDATE ") + table +
                          " t SET track = pair.old FROM pair WHERE t.track = pair.new");

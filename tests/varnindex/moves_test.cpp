@@ -206,4 +206,83 @@ TEST_F(MovesTest, SplitFilesOfOneNameChangePlaces) {
     EXPECT_EQ(Ratings(), (Rows{{"a/album.wav", "1", "5"}, {"a/album.wav", "2", "5"}}));
 }
 
+// What the old song's tracks have goes to its copy, and not what the new one's have, which are at
+// the same path by then.
+TEST_F(MovesTest, ASplitFileWhosePathIsTakenLivesOnInItsCopy) {
+    for (const char *name : {"b", "a"}) {
+        Put(std::string(name) + "/album.wav", "tone.wav");
+        Write(std::string(name) + "/album.cue", Sheet("album.wav", name));
+        Index();
+        std::ofstream(Music() / name / "album.wav", std::ios::app) << std::string(5000, *name);
+    }
+    Index();
+    Rate("is_virtual AND track = 1 AND path LIKE '%/a/%'", 5);
+    Rate("is_virtual AND track = 2 AND path LIKE '%/b/%'", 3);
+    const Rows ids = Query("SELECT id, track FROM track ORDER BY id");
+    fs::copy(Music() / "a", Music() / "copy");
+    Index();
+    fs::rename(Music() / "b/album.wav", Music() / "a/album.wav");
+    Expect(Index(), 0, "added 0, changed 0, moved 2, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Query("SELECT id, track FROM track ORDER BY id"), ids);
+    EXPECT_EQ(Ratings(), (Rows{{"a/album.wav", "2", "3"}, {"copy/album.wav", "1", "5"}}));
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
+}
+
+// Stopped wherever between its batches: which tracks belong to which of two songs at one path is
+// in the library.
+TEST_F(MovesTest, SplitFilesThatChangePlacesSurviveAStop) {
+    constexpr int kPairs = 10;
+    const std::string comment(4000, 'x');  // a batch holds some songs alone
+    const auto path = [](const char *folder, int i, const char *extension) {
+        return std::string(folder) + "/" + std::to_string(i) + extension;
+    };
+    for (int i = 0; i < kPairs; ++i) {
+        for (const char *folder : {"a", "b"}) {
+            std::string sheet = "REM COMMENT \"" + comment + "\"\nFILE \"" +
+                                path("", i, ".wav").substr(1) + "\" WAVE\n";
+            for (int track = 10; track < 74; ++track) {
+                sheet += "TRACK " + std::to_string(track) + " AUDIO\nTITLE \"" + folder +
+                         std::to_string(i) + "\"\nINDEX 01 00:00:" + std::to_string(track) + "\n";
+            }
+            Write(path(folder, i, ".cue"), sheet);
+            Put(path(folder, i, ".wav"), "tone.wav");
+            std::ofstream(Music() / path(folder, i, ".wav"), std::ios::app)
+                << std::string(static_cast<std::size_t>(1000 + i), *folder);
+        }
+    }
+    Index();
+    Rate("is_virtual", 5);
+    Query(
+        "UPDATE rating_track SET star = 3 FROM track WHERE id = rating_track.track"
+        " AND path LIKE '%/b/%'");
+    const Rows tracks = Query("SELECT id, title, track FROM track ORDER BY id");
+    ForEveryTable("CREATE TABLE saved_%1$s AS SELECT %2$s FROM %1$s");
+    fs::rename(Music() / "a", Music() / "c");
+    fs::rename(Music() / "b", Music() / "a");
+    fs::rename(Music() / "c", Music() / "b");
+    static int questions;
+    int betweenBatches = 0;
+    for (int stopAt = 70; stopAt < 86; stopAt += 3) {
+        ForEveryTable("DELETE FROM %1$s");
+        ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");
+        questions = stopAt;
+        varnindex::ScanOptions options;
+        options.isStopped = [] { return --questions <= 0; };
+        ScanInProcess(options);
+        const std::string moved = Value(
+            "SELECT count(*) FROM track f JOIN virtual_info_track ON file_track = f.id"
+            " JOIN track v ON v.id = virtual_info_track.track AND v.track = 10"
+            " WHERE (f.path LIKE '%/b/%') = (v.title LIKE 'a%')");
+        betweenBatches += moved != "0" && moved != "20" ? 1 : 0;
+        WaitForItsServerProcess();
+        ASSERT_EQ(Index().status, 0) << stopAt;
+        ASSERT_EQ(Query("SELECT id, title, track FROM track ORDER BY id"), tracks) << stopAt;
+        ASSERT_EQ(Value("SELECT count(*) FROM rating_track JOIN track ON id = rating_track.track"
+                        " WHERE (star = 5) = (title LIKE 'a%')"),
+                  Value("SELECT count(*) FROM track WHERE is_virtual"))
+            << stopAt;
+    }
+    EXPECT_GT(betweenBatches, 0);
+}
+
 }  // namespace

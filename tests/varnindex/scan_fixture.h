@@ -7,12 +7,16 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
 
 #include "varn/packageconf.h"
 #include "varnindex/database.h"
+#include "varnindex/folders.h"
 #include "varnindex/index_fixture.h"
+#include "varnindex/reporter.h"
+#include "varnindex/scan.h"
 
 namespace tonvale_test {
 
@@ -81,6 +85,19 @@ class ScanTest : public IndexTest {
         tags.replace("CUESHEET", TagLib::StringList({sheet, TagLib::String::UTF8}));
         file.setProperties(tags);
         ASSERT_TRUE(file.save());
+    }
+
+    // A scan of everything; false when it was stopped.
+    static bool ScanInProcess(const varnindex::ScanOptions &options) {
+        std::ostringstream warnings;
+        varnindex::Reporter reporter(warnings, false, varnindex::Reporter::Detail::kAll);
+        varnindex::Database database;
+        try {
+            IndexLibrary(database, varnindex::Folders::Configured(), options, reporter);
+            return true;
+        } catch (const varnindex::Stopped &) {
+            return false;
+        }
     }
 
     // The library without ids and dates: what two ways to the same folders must agree on.
