@@ -10,6 +10,7 @@
 #include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "varn/packageconf.h"
 #include "varnindex/database.h"
@@ -87,13 +88,16 @@ class ScanTest : public IndexTest {
         ASSERT_TRUE(file.save());
     }
 
-    // A scan of everything; false when it was stopped.
-    static bool ScanInProcess(const varnindex::ScanOptions &options) {
+    // A scan of some paths, without any of everything; false when it was stopped.
+    static bool ScanInProcess(const varnindex::ScanOptions &options,
+                              const std::vector<std::string> &paths = {}) {
         std::ostringstream warnings;
         varnindex::Reporter reporter(warnings, false, varnindex::Reporter::Detail::kAll);
         varnindex::Database database;
         try {
-            IndexLibrary(database, varnindex::Folders::Configured(), options, reporter);
+            const varnindex::Folders folders = varnindex::Folders::Configured();
+            paths.empty() ? IndexLibrary(database, folders, options, reporter)
+                          : IndexPaths(database, folders, paths, options, reporter);
             return true;
         } catch (const varnindex::Stopped &) {
             return false;

@@ -163,6 +163,20 @@ TEST_F(ScanTest, HomesBelongToTheirUsers) {
     EXPECT_EQ(Value("SELECT count(*) FROM personal_playlist"), "0");
 }
 
+// The watcher was told of the change while the home was indexed.
+TEST_F(ScanTest, APathThatIsNotIndexedAnyMoreIsPassedOver) {
+    const fs::path song = Home("alice") / "music/a.mp3";
+    fs::copy_file(Samples() / "plain.mp3", song);
+    Put("shared.mp3");
+    EnableHomes(true);
+    Index();
+    const Rows before = Everything();
+    EnableHomes(false);
+    fs::copy_file(song, Home("alice") / "music/new.mp3");
+    EXPECT_TRUE(ScanInProcess({}, {song.parent_path().string(), song.string()}));
+    EXPECT_EQ(Everything(), before);
+}
+
 TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     fs::copy_file(Samples() / "plain.mp3", Home("alice") / "music/a.mp3");
     fs::copy_file(Samples() / "plain.mp3", Home("alice") / "b.mp3");
@@ -340,7 +354,7 @@ TEST(Folders, OwnersAndWhatToWalk) {
     using Paths = std::vector<std::string>;
     EXPECT_EQ(FoldersToWalk(folders, {top + "/none/a/b.mp3"}), Paths{top});
     EXPECT_EQ(FoldersToWalk(folders, {top + "/none/home/b.mp3"}), Paths{top + "/none/home"});
-    EXPECT_EQ(FoldersToWalk(folders, {"/nowhere/at/all"}), Paths{"/nowhere/at/all"});
+    EXPECT_EQ(FoldersToWalk(folders, {"/nowhere/at/all", top}), Paths{top});
 }
 
 }  // namespace
