@@ -1,7 +1,5 @@
 #include "stars.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -13,25 +11,22 @@
 #include <unordered_set>
 
 #include "descriptor.h"
+#include "ea_folder.h"
 #include "varn/share.h"
 
 namespace varnindex {
 namespace {
 
-constexpr std::string_view kRecordName = "VARNAUDIO_SONG_RATING";
+constexpr const char kRecordName[] = "VARNAUDIO_SONG_RATING";
 constexpr std::size_t kMaxRecordBytes = 64U << 10;
+constexpr std::size_t kMostUsers = 1000;
 constexpr int kMostStars = 5;
 
-std::string ReadRecord(const std::string &file) {
-    const Descriptor fd(
-        ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    struct stat info {};
-    if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        return {};
-    }
-    const auto size = static_cast<std::size_t>(std::max<off_t>(info.st_size, 0));
-    std::string text(std::min(size, kMaxRecordBytes), '\0');
-    const ssize_t got = ::read(fd.Get(), text.data(), text.size());
+std::string ReadRecord(const std::string &eaDir) {
+    const Descriptor folder = OpenEaFolder(eaDir);
+    const Descriptor file = folder ? OpenEaFile(folder, kRecordName) : Descriptor();
+    std::string text(file ? kMaxRecordBytes : 0, '\0');
+    const ssize_t got = file ? ::read(file.Get(), text.data(), text.size()) : 0;
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     return text;
 }
@@ -82,9 +77,9 @@ std::vector<Star> ReadStars(const std::string &path) {
     if (VARNEADirPath(path.c_str(), folder.data(), folder.size()) != 0) {
         return stars;
     }
-    const std::string text = ReadRecord(std::string(folder.data()).append("/").append(kRecordName));
+    const std::string text = ReadRecord(folder.data());
     std::unordered_set<int> users;
-    for (std::string_view rest = text; !rest.empty();) {
+    for (std::string_view rest = text; !rest.empty() && users.size() < kMostUsers;) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(rest.size(), line.size() + 1));
         const auto star = ParseLine(line);

@@ -100,6 +100,17 @@ TEST_F(StarsTest, WhatIsNoStarCountMeansNothing) {
     fs::create_symlink(Record("1.mp3"), record);
     EXPECT_TRUE(varnindex::ReadStars((Music() / "2.mp3").string()).empty());
     EXPECT_TRUE(varnindex::ReadStars((Music() / "none.mp3").string()).empty());
+    fs::remove_all(record.parent_path());
+    fs::create_directory_symlink(Record("1.mp3").parent_path(), record.parent_path());
+    EXPECT_TRUE(varnindex::ReadStars((Music() / "2.mp3").string()).empty());
+    fs::create_directory_symlink(Music() / "@eaDir", scratch() / "@eaDir");
+    EXPECT_TRUE(varnindex::ReadStars((scratch() / "1.mp3").string()).empty());
+    std::string many;
+    for (int user = 1; user <= 2000; ++user) {
+        many += std::to_string(user) + "=1\n";
+    }
+    StarsOf("1.mp3", many);
+    EXPECT_EQ(varnindex::ReadStars((Music() / "1.mp3").string()).size(), 1000U);
 }
 
 }  // namespace
