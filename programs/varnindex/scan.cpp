@@ -55,7 +55,7 @@ class Scan {
           places_(WithoutLeftovers(database), folders),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
-          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
+          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, reporter) {}
 
     Counts Run();
 
@@ -428,7 +428,7 @@ void Scan::RemoveLeft() {
 void Scan::GiveToCopies(const std::vector<int> &left) {
     const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
     if (!options_.dryRun) {
-        Succeed(database_, successions);
+        Succeed(database_, successions, reporter_);
     }
     for (const Succession &succession : successions) {
         reporter_.Tell("moved to", succession.path);

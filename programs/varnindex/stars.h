@@ -17,4 +17,8 @@ std::string TrackRecordPath(const std::string &path, int track);
 // a plain file in folders that are no links.
 std::vector<Star> ReadStars(const std::string &path);
 
+// Makes these stars the record of `path`: the file is replaced whole, or removed where there are
+// none. A path whose own folder is gone keeps none, which is no failure. False with errno set.
+bool StoreStars(const std::string &path, const std::vector<Star> &stars);
+
 }  // namespace varnindex

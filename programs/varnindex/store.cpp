@@ -64,7 +64,8 @@ void DeleteSongs(Database &database, const std::string &ids) {
     database.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
 }
 
-Store::Store(Database &database, Writes writes) : database_(database), writes_(writes) {
+Store::Store(Database &database, Writes writes, Reporter &reporter)
+    : database_(database), writes_(writes), reporter_(reporter) {
     database_.Execute(kCreateStaging);
 }
 
@@ -221,6 +222,31 @@ void Store::MoveKeptTracks() {
     }
 }
 
+// The songs that are about to get other paths.
+std::vector<MovedSong> Store::Moved() {
+    std::vector<MovedSong> songs;
+    std::vector<int> ids;
+    for (const Item &item : items_) {
+        if (item.id != 0) {
+            songs.push_back({item.id, "", item.song.path});
+            for (const Track &track : item.tracks) {
+                songs.back().numbers.insert(track.virtualSong.song.track);
+            }
+        }
+    }
+    songs = OnlyMoved(database_, std::move(songs));
+    for (const MovedSong &song : songs) {
+        ids.push_back(song.id);
+    }
+    KnownTracks known = TracksOf(ids);
+    for (MovedSong &song : songs) {
+        for (const KnownTrack &track : known[song.id]) {
+            song.numbers.insert(static_cast<int>(track.number));
+        }
+    }
+    return songs;
+}
+
 // Ids of new rows, fetched at once.
 std::vector<int> Store::NewIds(std::size_t count) const {
     std::vector<int> ids;
@@ -268,6 +294,7 @@ Store::Batch Store::MakeBatch() {
 }
 
 void Store::WriteSongs() {
+    const std::vector<MovedSong> moved = Moved();
     MatchTracks();
     MoveKeptTracks();
     const Batch batch = MakeBatch();
@@ -289,6 +316,9 @@ void Store::WriteSongs() {
     }
     if (!batch.stars.empty()) {
         database_.CopyIn(kCopyStars, batch.stars);
+    }
+    for (const std::string &problem : MoveRecords(database_, moved)) {
+        reporter_.Warn(problem);
     }
 }
 

@@ -10,6 +10,8 @@
 
 #include "copy_rows.h"
 #include "database.h"
+#include "records.h"
+#include "reporter.h"
 #include "song.h"
 #include "split.h"
 
@@ -23,8 +25,8 @@ class Store {
   public:
     enum class Writes { kAll, kNone };
 
-    // With kNone everything below does nothing.
-    Store(Database &database, Writes writes);
+    // With kNone everything below does nothing. Both outlive it.
+    Store(Database &database, Writes writes, Reporter &reporter);
 
     // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
     // makes of the song; those that it made before keep their rows by their number.
@@ -73,6 +75,7 @@ class Store {
     void DeleteRows(const std::string &ids);
     void MatchTracks();
     void MoveKeptTracks();
+    std::vector<MovedSong> Moved();
     std::vector<int> NewIds(std::size_t count) const;
     Batch MakeBatch();
     void WriteSongs();
@@ -80,6 +83,7 @@ class Store {
 
     Database &database_;
     Writes writes_;
+    Reporter &reporter_;
     std::vector<Item> items_;
     std::vector<int> removed_;
     std::string stamps_;  // rows of a VALUES list

@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "hash.h"
+#include "records.h"
 #include "store.h"
 #include "varn/sql.h"
 
@@ -144,8 +145,27 @@ std::string TrackPairs(Database &database, const std::string &songs) {
     return pairs;
 }
 
-void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs) {
+// Of the tracks that the old rows have, and so those that their successors get.
+void AddNumbers(Database &database, std::vector<MovedSong> &songs, const std::vector<int> &gone) {
+    std::map<int, std::set<int>> numbers;
+    const Rows rows = database.Query(
+        "SELECT file_track, t.track FROM virtual_info_track i JOIN track t ON t.id = i.track"
+        " WHERE file_track = ANY ('{" +
+        IdList(gone) + "}')");
+    for (int row = 0; row < rows.Count(); ++row) {
+        numbers[static_cast<int>(rows.Number(row, "file_track"))].insert(
+            static_cast<int>(rows.Number(row, "track")));
+    }
+    for (MovedSong &song : songs) {
+        song.numbers = std::move(numbers[song.id]);
+    }
+}
+
+void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs,
+                  std::vector<MovedSong> moved, Reporter &reporter) {
     Transaction transaction(database);
+    moved = OnlyMoved(database, std::move(moved));
+    AddNumbers(database, moved, gone);
     const std::string tracks = TrackPairs(database, songs);
     database.Execute("CREATE TEMP TABLE pair ON COMMIT DROP AS SELECT * FROM (VALUES " + songs +
                      (tracks.empty() ? "" : ",") + tracks + ") p(old, new)");
@@ -158,6 +178,9 @@ void SucceedBatch(Database &database, const std::vector<int> &gone, const std::s
     for (const char *table : kSideTables) {
         database.Execute(std::string("UPDATE ") + table +
                          " t SET track = pair.old FROM pair WHERE t.track = pair.new");
+    }
+    for (const std::string &problem : MoveRecords(database, moved)) {
+        reporter.Warn(problem);
     }
     transaction.Commit();
 }
@@ -192,16 +215,18 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     return successions;
 }
 
-void Succeed(Database &database, const std::vector<Succession> &successions) {
+void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter) {
     for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
         const std::size_t end = std::min(start + kBatchPairs, successions.size());
         std::string songs;
         std::vector<int> gone;
+        std::vector<MovedSong> moved;
         for (std::size_t i = start; i < end; ++i) {
             AddPair(songs, successions[i].gone, successions[i].successor);
             gone.push_back(successions[i].gone);
+            moved.push_back({successions[i].gone, "", successions[i].path});
         }
-        SucceedBatch(database, gone, songs);
+        SucceedBatch(database, gone, songs, std::move(moved), reporter);
     }
 }
 

@@ -6,6 +6,7 @@
 
 #include "database.h"
 #include "folders.h"
+#include "reporter.h"
 
 namespace varnindex {
 
@@ -25,6 +26,6 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
 
 // Gives the files the old rows' ids, dates and ratings, with those of the tracks of cue sheets by
 // their numbers, and removes what else was theirs. In short transactions; throws DatabaseError.
-void Succeed(Database &database, const std::vector<Succession> &successions);
+void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter);
 
 }  // namespace varnindex
