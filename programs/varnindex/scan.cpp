@@ -206,7 +206,7 @@ void Scan::SurveySong(Event event) {
         return CountUnreadable(work);
     }
     if (work.known.id == 0) {
-        gone_.AddNew(work.path, work.size);
+        gone_.AddNew(work.path, work.size, work.userid);
     } else if (work.known.size != work.size || work.known.modified != work.modified) {
         gone_.AddChanged(work.known, work.size);
     }

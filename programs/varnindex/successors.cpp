@@ -2,9 +2,13 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <limits>
 #include <map>
+#include <optional>
 #include <set>
+#include <sstream>
+#include <string>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
@@ -24,8 +28,13 @@ constexpr const char kIsRated[] =
     "EXISTS (SELECT FROM rating_track r WHERE r.star > 0 AND (r.track = t.id OR r.track IN"
     " (SELECT i.track FROM virtual_info_track i WHERE i.file_track = t.id)))";
 
+// With all stars of the file and its tracks, as words that compare.
 constexpr const char kColumns[] =
-    "id, fingerprint, filesize, userid, path, (extract(epoch FROM date) * 1000000)::bigint AS came";
+    "id, fingerprint, filesize, userid, path, (extract(epoch FROM date) * 1000000)::bigint AS came,"
+    " (SELECT coalesce(string_agg(concat_ws(':', s.number, r.userid, r.star), ' '), '') FROM"
+    " (SELECT t.id, -1 AS number UNION ALL SELECT v.id, v.track FROM virtual_info_track i"
+    " JOIN track v ON v.id = i.track WHERE i.file_track = t.id) s JOIN rating_track r"
+    " ON r.track = s.id AND r.star > 0) AS stars";
 
 // There is no index of fingerprints, which would cost every new row more than this look at all rows
 // costs a scan that has lost some.
@@ -34,8 +43,7 @@ constexpr const char kSuccessors[] =
     " WHERE id = ANY ('{@VARN:NEVAR}') AND fingerprint IS NOT NULL)"
     " SELECT @VARN:NEVAR FROM track t WHERE NOT is_virtual"
     " AND (fingerprint, filesize) IN (SELECT fingerprint, filesize FROM gone)"
-    " AND id NOT IN (SELECT id FROM gone)"
-    " AND NOT @VARN:NEVAR";
+    " AND id NOT IN (SELECT id FROM gone)";
 
 constexpr const char kPredecessors[] =
     "SELECT @VARN:NEVAR FROM track t WHERE id = ANY ('{@VARN:NEVAR}') AND (fingerprint, filesize) "
@@ -69,15 +77,21 @@ std::string IdList(const std::vector<int> &ids) {
 }
 
 // What a file is looked for by: from the most that two rows may have in common to the least.
-std::array<std::int64_t, 3> Keys(const Rows &rows, int row) {
-    Hasher audio;
-    audio.Add(rows.Number(row, "fingerprint")).Add(rows.Number(row, "filesize"));
-    Hasher owned = audio;
+std::array<std::int64_t, 2> Keys(const Rows &rows, int row) {
+    Hasher owned;
+    owned.Add(rows.Number(row, "fingerprint")).Add(rows.Number(row, "filesize"));
     owned.Add(rows.Number(row, "userid"));
     const std::string_view path = rows.Field(row, "path");
     Hasher named = owned;
     named.Add(path.substr(path.rfind('/') + 1));
-    return {named.Value(), owned.Value(), audio.Value()};
+    return {named.Value(), owned.Value()};
+}
+
+using Stars = std::set<std::string>;  // "TRACK:USER:STARS"
+
+Stars StarsOf(const Rows &rows, int row) {
+    std::istringstream words(rows.Field(row, "stars"));
+    return {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
 }
 
 // The files that nobody has chosen yet.
@@ -87,7 +101,7 @@ class Choice {
         const int id = static_cast<int>(rows.Number(row, "id"));
         paths_[id] = rows.Field(row, "path");
         for (const std::int64_t key : Keys(rows, row)) {
-            arrivals_[key].insert({rows.Number(row, "came"), id});
+            arrivals_[key][StarsOf(rows, row)].insert({rows.Number(row, "came"), id});
         }
     }
 
@@ -102,16 +116,19 @@ class Choice {
 
     // Takes what fits a row best and came later; without a successor when there is nothing.
     Succession TakeFor(const Rows &rows, int row) {
-        const int gone = static_cast<int>(rows.Number(row, "id"));
         const Arrival came = {rows.Number(row, "came"), std::numeric_limits<int>::max()};
+        const Stars own = StarsOf(rows, row);
         for (const std::int64_t key : Keys(rows, row)) {
-            std::set<Arrival> &later = arrivals_[key];
-            for (auto at = later.upper_bound(came); at != later.end(); at = later.erase(at)) {
-                if (const auto path = paths_.find(at->second); path != paths_.end()) {
-                    const Succession found{gone, at->second, std::move(path->second)};
-                    paths_.erase(path);
-                    return found;
+            std::optional<Arrival> first;
+            for (auto &[stars, arrivals] : arrivals_[key]) {
+                if (std::includes(own.begin(), own.end(), stars.begin(), stars.end())) {
+                    const auto next = FirstBehind(came, arrivals);
+                    first = next && (!first || *next < *first) ? next : first;
                 }
+            }
+            if (first) {
+                const auto path = paths_.extract(first->second);
+                return {static_cast<int>(rows.Number(row, "id")), first->second, path.mapped()};
             }
         }
         return {};
@@ -120,8 +137,18 @@ class Choice {
   private:
     using Arrival = std::pair<std::int64_t, int>;  // when it came, and its id
 
+    std::optional<Arrival> FirstBehind(const Arrival &came, std::set<Arrival> &arrivals) const {
+        for (auto at = arrivals.upper_bound(came); at != arrivals.end(); at = arrivals.erase(at)) {
+            if (paths_.contains(at->second)) {
+                return *at;
+            }
+        }
+        return std::nullopt;
+    }
+
     std::map<int, std::string> paths_;
-    std::map<std::int64_t, std::set<Arrival>> arrivals_;  // by key; without a path: taken
+    // By key and stars; without a path: taken.
+    std::map<std::int64_t, std::map<Stars, std::set<Arrival>>> arrivals_;
 };
 
 void AddPair(std::string &pairs, int oldId, int newId) {
@@ -195,7 +222,7 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     }
     const std::string goneIds = IdList(gone);
     Choice choice;
-    const Rows found = database.Query(Made(varn::Sql(kSuccessors, goneIds, kColumns, kIsRated)));
+    const Rows found = database.Query(Made(varn::Sql(kSuccessors, goneIds, kColumns)));
     for (int row = 0; row < found.Count(); ++row) {
         if (folders.Of(found.Field(row, "path")) != nullptr) {
             choice.Add(found, row);

@@ -18,9 +18,9 @@ struct Succession {
 };
 
 // Looks through the library for files of the same size and audio as the given rows without a file,
-// which came at a later date, lie in a configured folder and are not rated. Rated rows choose
-// first, each the file of its name and owner, else one of its owner, else any. A file goes to one
-// row. Throws DatabaseError.
+// which came at a later date, lie in a configured folder, belong to the same owner and have no stars
+// of their own: none, or such as the row has, too, which came along in the copied record. Rated rows
+// choose first, each the file of its name, else any. A file goes to one row. Throws DatabaseError.
 std::vector<Succession> FindSuccessors(Database &database, const Folders &folders,
                                        const std::vector<int> &gone);
 

@@ -1,15 +1,20 @@
 // Songs that were moved, copied and renamed keep their rows.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
+#include "varnindex/gone.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using tonvale_test::Samples;
 class MovesTest : public tonvale_test::ScanTest {};
 
 TEST_F(MovesTest, MovedSongsKeepTheirRows) {
@@ -69,6 +74,78 @@ TEST_F(MovesTest, AMoveIsFoundBetweenGivenPaths) {
     Expect(Index({(Music() / "a/1.mp3").string(), (Music() / "b/1.mp3").string()}), 0,
            "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
     EXPECT_EQ(Ratings(), (Rows{{"b/1.mp3", "0", "5"}}));
+}
+
+// A row tells its owner's taste, and is nobody else's; nor does it become everybody's.
+TEST_F(MovesTest, NoRowGoesToAnotherOwner) {
+    EnableHomes(true);
+    const fs::path alice = Home("alice") / "music";
+    const fs::path bob = Home("bob") / "music";
+    for (const char *name : {"claimed.mp3", "late.mp3"}) {
+        const fs::path path = PutTagged(name, name);
+        std::ofstream(path, std::ios::app) << std::string(1000, *name);  // audio of its own
+        fs::rename(path, alice / name);
+    }
+    Put("shared.mp3");
+    fs::copy_file(Samples() / "plain.mp3", alice / "stays.mp3");
+    fs::copy_file(Samples() / "plain.mp3", bob / "stays.mp3");
+    Index();
+    fs::copy_file(alice / "late.mp3", Music() / "late.mp3");
+    fs::copy_file(Music() / "shared.mp3", bob / "shared.mp3");
+    Index();
+    const std::string owners = "SELECT id, userid FROM track ORDER BY id";
+    Rows before = Query(owners);
+    fs::rename(alice / "claimed.mp3", bob / "claimed.mp3");
+    fs::remove(alice / "late.mp3");
+    fs::remove(Music() / "shared.mp3");
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 3, unchanged 4, failed 0");
+    EXPECT_EQ(Query("SELECT id, userid FROM track WHERE title <> 'claimed.mp3' ORDER BY id").size(),
+              4U);
+    const Rows after = Query(owners);
+    for (const auto &row : after) {
+        const bool isOld = std::stoi(row[0]) <= std::stoi(before.back()[0]);
+        EXPECT_TRUE(!isOld || std::find(before.begin(), before.end(), row) != before.end())
+            << "row " << row[0] << " has come to " << row[1];
+    }
+}
+
+// New files without a name that is known wait for those that have one: each is asked for once.
+TEST_F(MovesTest, ThousandsOfEqualFilesAreNoTrap) {
+    constexpr int kMany = 20'000;
+    Query(
+        "INSERT INTO track (path, filesize, fingerprint) SELECT '/m/' || n || '.mp3', 7, 9"
+        " FROM generate_series(1, " +
+        std::to_string(kMany) + ") n");
+    varnindex::Database database;
+    varnindex::GoneRows gone;
+    const auto path = [](const char *folder, int i) { return folder + std::to_string(i) + ".mp3"; };
+    for (const auto &row : Query("SELECT id, path FROM track ORDER BY id")) {
+        varnindex::KnownRow known;
+        known.id = std::stoi(row[0]);
+        known.path = row[1];
+        gone.Add(known, std::nullopt);
+    }
+    for (int i = 1; i <= kMany; ++i) {
+        gone.AddNew(path("/a/copy ", i), 7, 0);
+        gone.AddNew(path("/b/", i), 7, 0);
+    }
+    gone.Prepare(database);
+    varnindex::Song song;
+    song.size = 7;
+    song.fingerprint = 9;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 1; i <= kMany; ++i) {
+        song.path = path("/a/copy ", i);
+        ASSERT_TRUE(gone.ClaimFor(song, false).isLater);
+    }
+    song.path = path("/b/", kMany);
+    EXPECT_EQ(gone.ClaimFor(song, false).id, kMany);
+    for (int i = 1; i < kMany; ++i) {
+        song.path = path("/a/copy ", i);
+        ASSERT_EQ(gone.ClaimFor(song, true).id, i);
+    }
+    EXPECT_EQ(gone.ClaimFor(song, true).id, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 // The copy has been in the library for a while when its original goes.
