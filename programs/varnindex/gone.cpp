@@ -38,11 +38,13 @@ void GoneRows::AddChanged(const KnownRow &row, std::int64_t size) {
     sizes_.push_back(size);
 }
 
-void GoneRows::ThereAgain(int id) {
+bool GoneRows::ThereAgain(int id) {
     const auto row = rows_.find(id);
-    if (row != rows_.end() && row->second.state == State::kGone) {
+    const bool wasGone = row != rows_.end() && row->second.state == State::kGone;
+    if (wasGone) {
         rows_.erase(row);
     }
+    return wasGone;
 }
 
 void GoneRows::Prepare(Database &database) {

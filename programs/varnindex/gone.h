@@ -38,9 +38,9 @@ class GoneRows {
     // Nobody knows what is in the row's file, or somebody has taken the row.
     void Forget(int id) { rows_.erase(id); }
 
-    // The row's path is there. A row that was gone is not any more; one whose file has changed waits
-    // for what is in it.
-    void ThereAgain(int id);
+    // The row's path is there. True for a row that was gone, and is not any more; one whose file has
+    // changed waits for what is in it.
+    bool ThereAgain(int id);
 
     // True when a row stays with its path, where `song` was read: the audio is the same, or there
     // is no other row for the song and no other file for the row. Otherwise the song may claim

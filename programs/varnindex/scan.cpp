@@ -270,9 +270,12 @@ void Scan::ReadSurveyed(Readers &readers) {
     while (auto event = merge.Next()) {
         StopIfAsked();
         if (event->kind == Event::Kind::kSong) {
-            gone_.ThereAgain(event->work.known.id);  // since the first pass
+            const bool isBack = gone_.ThereAgain(event->work.known.id);  // since the first pass
             if (NeedsReading(event->work) && !IsUnreadable(event->work)) {
                 Read(readers, std::move(event->work), Round::kAll);
+            } else if (isBack && !NeedsReading(event->work)) {
+                places_.NoteFile(event->work.path, event->work.userid);
+                ++counts_.unchanged;
             }
         }
     }

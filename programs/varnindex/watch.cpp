@@ -11,6 +11,7 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "names.h"
@@ -205,7 +206,9 @@ class Watcher {
     bool IsOurs(const std::string &path) const;
     void Work();
     void FinishSpooled();
-    bool Do(const Batch &batch);
+    JobResult Do(const Batch &batch);
+    bool Try(const Batch &batch);
+    void SayOnce(const std::string &text);
     Clock::time_point NextWork() const { return std::max(batch_.Due(), pauses_.Until()); }
 
     const WatchJobs &jobs_;
@@ -217,7 +220,7 @@ class Watcher {
     std::optional<SpooledNotices> spooled_;  // part of the batch
     Pauses pauses_;
     bool databaseAway_ = false;
-    bool indexerBusy_ = false;
+    std::string hindrance_;  // what was said last of why the batch is not done
     bool limitTold_ = false;
     std::string spoolProblem_;
     Clock::time_point nextCheck_;
@@ -378,32 +381,45 @@ void Watcher::TakeSpool() {
 // The batch is put aside, so that it is whole again when it cannot be worked off.
 void Watcher::Work() {
     Batch batch = std::exchange(batch_, Batch());
-    bool done = false;
+    if (!Try(batch)) {
+        batch_ = std::move(batch);
+        pauses_.Begin();
+        return;
+    }
+    hindrance_.clear();
+    pauses_.End();
+    if (!StopSignals::Requested()) {
+        FinishSpooled();
+    }
+}
+
+bool Watcher::Try(const Batch &batch) {
     try {
-        done = Do(batch);
+        const JobResult result = Do(batch);
         if (std::exchange(databaseAway_, false)) {
             Say("the database is back");
         }
-        if (!done && !std::exchange(indexerBusy_, true)) {
-            Say("another indexer is at work on this library; this one goes on when it is done");
+        if (result == JobResult::kIndexerBusy) {
+            SayOnce("another indexer is at work on this library; this one goes on when it is done");
+        } else if (result == JobResult::kNothingIndexed) {
+            SayOnce("no folder is indexed; what has changed is looked at when one is");
         }
+        return result == JobResult::kDone;
     } catch (const Stopped &) {
-        done = false;
     } catch (const DatabaseError &error) {
         if (!std::exchange(databaseAway_, true)) {
             Say(std::string("the database refuses, and is tried again from time to time: ") +
                 error.what());
         }
+    } catch (const std::system_error &error) {
+        SayOnce(std::string("cannot index, and tries again from time to time: ") + error.what());
     }
-    if (!done) {
-        batch_ = std::move(batch);
-        pauses_.Begin();
-        return;
-    }
-    indexerBusy_ = false;
-    pauses_.End();
-    if (!StopSignals::Requested()) {
-        FinishSpooled();
+    return false;
+}
+
+void Watcher::SayOnce(const std::string &text) {
+    if (std::exchange(hindrance_, text) != text) {
+        Say(text);
     }
 }
 
@@ -419,8 +435,7 @@ void Watcher::FinishSpooled() {
     }
 }
 
-// False when another indexer is at work.
-bool Watcher::Do(const Batch &batch) {
+JobResult Watcher::Do(const Batch &batch) {
     const SignalsLetIn letIn(signals_);
     if (!batch.Ids().empty()) {
         Database database;
@@ -432,7 +447,8 @@ bool Watcher::Do(const Batch &batch) {
     if (batch.Everything()) {
         return jobs_.indexAll();
     }
-    return batch.Paths().empty() || jobs_.indexPaths({batch.Paths().begin(), batch.Paths().end()});
+    return batch.Paths().empty() ? JobResult::kDone
+                                 : jobs_.indexPaths({batch.Paths().begin(), batch.Paths().end()});
 }
 
 }  // namespace

@@ -262,6 +262,32 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     }
 }
 
+// Gone at the first look at the folders, and there at the second.
+TEST_F(ScanTest, AFolderThatIsBackAtOnceKeepsItsRow) {
+    PutTagged("0/1.mp3", "Back");
+    const fs::path other = Put("many/0.mp3");
+    Index();
+    const std::string folder = "SELECT id FROM directory WHERE path LIKE '%/0'";
+    const std::string id = Value(folder);
+    constexpr int kMany = 4200;  // more than are remembered between the two
+    for (int i = 1; i < kMany; ++i) {
+        fs::create_hard_link(other, other.parent_path() / (std::to_string(i) + ".mp3"));
+    }
+    fs::rename(Music() / "0", scratch() / "away");
+    static int questions;
+    questions = 0;
+    varnindex::ScanOptions options;
+    options.isStopped = [] {
+        if (++questions == kMany / 2) {
+            fs::rename(scratch() / "away", Music() / "0");
+        }
+        return false;
+    };
+    EXPECT_TRUE(ScanInProcess(options));
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), std::to_string(kMany + 1));
+    EXPECT_EQ(Value(folder), id);
+}
+
 // Readers see whole batches and wait for none.
 TEST_F(ScanTest, TheLibraryIsReadWhileAScanRuns) {
     for (int i = 0; i < 4000; ++i) {

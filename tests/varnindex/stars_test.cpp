@@ -158,7 +158,9 @@ TEST_F(StarsTest, ACopyWithItsRecordOutlivesTheOriginal) {
     Query(
         "INSERT INTO rating_track (userid, track, star) SELECT 1031, id, 2 FROM track"
         " WHERE path LIKE '%/a/1.mp3'");
-    Query("UPDATE rating_track SET star = 1 FROM track WHERE id = rating_track.track AND path LIKE '%/b/2.mp3'");
+    Query(
+        "UPDATE rating_track SET star = 1 FROM track WHERE id = rating_track.track AND path LIKE "
+        "'%/b/2.mp3'");
     const auto rows = [](const std::string &folder) {
         return Query(
             "SELECT id, userid, star FROM (SELECT id, id AS track, path FROM track) t"

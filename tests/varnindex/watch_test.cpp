@@ -12,6 +12,7 @@
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <system_error>
 
 #include "platform/child.h"
 #include "support/fixture.h"
@@ -101,8 +102,12 @@ class WatchTest : public tonvale_test::SystemTest {
             if (fs::exists(scratch() / "database away")) {
                 throw varnindex::DatabaseError("gone for a while");
             }
+            if (fs::exists(scratch() / "list unreadable")) {
+                throw std::system_error(EIO, std::generic_category(), "the list of folders");
+            }
             std::ofstream(Asked(), std::ios::app) << line << "\n";
-            return !fs::exists(scratch() / "indexer busy");
+            return fs::exists(scratch() / "indexer busy") ? varnindex::JobResult::kIndexerBusy
+                                                          : varnindex::JobResult::kDone;
         };
         varnindex::WatchJobs jobs;
         jobs.folders = [] { return Lines(At(varn::path::kIndexFolders)); };
@@ -261,6 +266,11 @@ TEST_F(WatchTest, WhatCannotBeDoneIsKept) {
     fs::remove(scratch() / "database away");
     EXPECT_TRUE(Asks(Music() / "a.mp3"));
     EXPECT_TRUE(Eventually([&] { return Logged("database is back"); }));
+    std::ofstream(scratch() / "list unreadable") << "";
+    Write(Music() / "c.mp3");
+    EXPECT_TRUE(Eventually([&] { return Logged("the list of folders: Input/output error"); }));
+    fs::remove(scratch() / "list unreadable");
+    EXPECT_TRUE(Asks(Music() / "c.mp3"));
     fs::remove(Asked());
     std::ofstream(scratch() / "indexer busy") << "";
     Write(Music() / "b.mp3");
