@@ -1,5 +1,6 @@
 #include "watch.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 
@@ -14,6 +15,7 @@
 #include <system_error>
 #include <utility>
 
+#include "descriptor.h"
 #include "names.h"
 #include "notices.h"
 #include "remove.h"
@@ -189,13 +191,14 @@ class Watcher {
         : jobs_(jobs),
           socket_(socket),
           signals_(signals),
-          tree_(jobs.wanted, StopSignals::Requested) {}
+          tree_(jobs.wanted, StopSignals::Requested),
+          mounts_(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) {}
 
     void Run();
 
   private:
     void Start();
-    void Wait() const;
+    void Wait();
     void ReadEvents();
     void ReadNotices();
     void Check();
@@ -215,10 +218,12 @@ class Watcher {
     NoticeSocket &socket_;
     const StopSignals &signals_;
     TreeWatch tree_;
+    Descriptor mounts_;  // polled for the changes of the system's table of mounts
     std::vector<std::string> roots_;
     Batch batch_;
     std::optional<SpooledNotices> spooled_;  // part of the batch
     Pauses pauses_;
+    bool mountsChanged_ = false;
     bool databaseAway_ = false;
     std::string hindrance_;  // what was said last of why the batch is not done
     bool limitTold_ = false;
@@ -254,21 +259,28 @@ void Watcher::Start() {
 }
 
 // Until something arrives, is due or ends the watcher.
-void Watcher::Wait() const {
+void Watcher::Wait() {
     const auto until = batch_.Empty() ? nextCheck_ : std::min(nextCheck_, NextWork());
     const auto rest = std::max<Clock::duration>(until - Clock::now(), 0ns);
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
     const timespec timeout = {seconds.count(), std::chrono::nanoseconds(rest - seconds).count()};
-    std::array<pollfd, 2> sources = {pollfd{tree_.Get(), POLLIN, 0},
-                                     pollfd{socket_.Get(), POLLIN, 0}};
-    if (::ppoll(sources.data(), sources.size(), &timeout, &signals_.Open()) < 0 && errno != EINTR) {
+    std::array<pollfd, 3> sources = {pollfd{tree_.Get(), POLLIN, 0},
+                                     pollfd{socket_.Get(), POLLIN, 0},
+                                     pollfd{mounts_.Get(), POLLPRI, 0}};
+    const int ready = ::ppoll(sources.data(), sources.size(), &timeout, &signals_.Open());
+    if (ready < 0 && errno != EINTR) {
         throw SystemError("cannot wait for changes");
     }
+    mountsChanged_ = mountsChanged_ || (ready > 0 && (sources[2].revents & POLLPRI) != 0);
 }
 
 void Watcher::ReadEvents() {
     std::set<std::string> changed;
     tree_.Read(changed);
+    if (std::exchange(mountsChanged_, false)) {
+        tree_.CheckMounts(changed);
+        nextCheck_ = Clock::now();  // a root may be another folder, too
+    }
     for (const std::string &path : changed) {
         if (path == SystemPath(varn::path::kIndexFolders) ||
             path == SystemPath(varn::path::kNotifySpool)) {

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -341,6 +342,46 @@ TEST_F(WatchTest, FoldersBeyondTheLimitOfTheSystemAreNamed) {
     EXPECT_TRUE(tonvale_test::HoldsInChild(withLimit));
     if (!fs::exists(scratch() / "limited")) {
         GTEST_SKIP() << "the limit cannot be set here";
+    }
+}
+
+// Gives the process mounts of its own, which needs root's rights.
+bool HasOwnMounts() {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+TEST_F(WatchTest, ADiskThatComesAndGoesInsideAWatchedFolderIsWatched) {
+    const fs::path disk = Music() / "a" / "disk";
+    fs::create_directories(disk);
+    const auto withDisk = [&] {
+        if (!HasOwnMounts()) {
+            return;
+        }
+        std::ofstream(scratch() / "mounted") << "";
+        const pid_t watcher =
+            tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
+        EXPECT_TRUE(Asks("everything"));
+        for (int i = 0; i < 3; ++i) {
+            fs::remove(Asked());
+            EXPECT_EQ(mount("none", disk.c_str(), "tmpfs", 0, nullptr), 0);
+            EXPECT_TRUE(Asks(disk));
+            Write(disk / "deep" / "1.mp3");
+            EXPECT_TRUE(Asks(disk / "deep"));
+            Write(disk / "deep" / "2.mp3");
+            EXPECT_TRUE(Asks(disk / "deep" / "2.mp3"));
+            fs::remove(Asked());
+            EXPECT_EQ(umount(disk.c_str()), 0);
+            EXPECT_TRUE(Asks(disk));
+            Write(disk / "below.mp3");
+            EXPECT_TRUE(Asks(disk / "below.mp3"));
+        }
+        kill(watcher, SIGTERM);
+        EXPECT_TRUE(tonvale_test::EndedWell(watcher));
+    };
+    EXPECT_TRUE(tonvale_test::HoldsInChild(withDisk));
+    if (!fs::exists(scratch() / "mounted")) {
+        GTEST_SKIP() << "nothing can be mounted here";
     }
 }
 
