@@ -242,8 +242,10 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     return successions;
 }
 
-void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter) {
+void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter,
+             StopQuestion isStopped) {
     for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
+        StopIfAsked(isStopped);
         const std::size_t end = std::min(start + kBatchPairs, successions.size());
         std::string songs;
         std::vector<int> gone;

@@ -17,7 +17,7 @@ enum class JobResult {
 
 // What the watcher has done by others. Each of these may throw DatabaseError or std::system_error:
 // the work is then tried again with growing pauses, and so is what is not done. Those that index
-// throw Stopped (scan.h) when IsStopRequested()
+// throw Stopped (stop.h) when IsStopRequested()
 // says so.
 struct WatchJobs {
     // All folders that the library holds files of, the personal ones included: absolute paths as
