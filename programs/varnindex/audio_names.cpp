@@ -8,7 +8,6 @@
 
 #include "varn/text.h"
 
-
 namespace varnindex {
 namespace {
 

@@ -124,8 +124,9 @@ void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind) {
     }
 }
 
-void AppendOffsetRow(std::string &rows, int id, int offset, const std::string &sheetPath) {
-    Line(rows).AddNumber(id).AddNumber(offset).Add(sheetPath);
+void AppendOffsetRow(std::string &rows, int id, int file, int offset,
+                     const std::string &sheetPath) {
+    Line(rows).AddNumber(id).AddNumber(file).AddNumber(offset).Add(sheetPath);
 }
 
 void AppendStarRows(std::string &rows, int id, const Song &song) {

@@ -43,8 +43,8 @@ void AppendSideRows(SideRows &rows, int id, const Song &song);
 // Appends a song's rows of rating_track.
 void AppendStarRows(std::string &rows, int id, const Song &song);
 
-// Appends a row of virtual_info_track.
-void AppendOffsetRow(std::string &rows, int id, int offset, const std::string &sheetPath);
+// Appends a row of virtual_info_track, for a track of the file that has the row `file`.
+void AppendOffsetRow(std::string &rows, int id, int file, int offset, const std::string &sheetPath);
 
 // A modification time that the library can hold: within the years 1 to 9999.
 std::int64_t StorableTime(std::int64_t microseconds);

@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "dsd.h"
 #include "hash.h"
 
 namespace varnindex {
@@ -20,6 +21,9 @@ struct Range {
 
 // Tags of an MP3 file stand in front (ID3v2) and behind (APE, ID3v1).
 Range AudioRange(TagLib::File &file, TagLib::IOStream &stream) {
+    if (const auto *const dsd = dynamic_cast<DsdFile *>(&file)) {
+        return {dsd->Audio().begin, dsd->Audio().end};
+    }
     Range range{0, stream.length()};
     auto *const mpeg = dynamic_cast<TagLib::MPEG::File *>(&file);
     if (mpeg == nullptr) {

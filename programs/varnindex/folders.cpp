@@ -21,13 +21,10 @@ std::string Normal(const std::string &path) {
     return ordered.front();
 }
 
-// What to walk for one path. Outside the configured folders nobody knows how far to go up.
-fs::path FolderToWalk(const OwnedFolder *configured, fs::path path) {
+// What to walk for one path.
+fs::path FolderToWalk(const OwnedFolder &configured, fs::path path) {
     std::error_code error;
-    if (configured == nullptr) {
-        return fs::is_regular_file(path, error) ? path.parent_path() : path;
-    }
-    while (path != configured->path && !fs::is_directory(path, error)) {
+    while (path != configured.path && !fs::is_directory(path, error)) {
         path = path.parent_path();
     }
     return path;
@@ -128,7 +125,9 @@ std::vector<std::string> FoldersToWalk(const Folders &folders,
     std::vector<std::string> result;
     for (const std::string &given : paths) {
         const std::string path = Normal(given);
-        result.push_back(FolderToWalk(folders.Of(path), path).string());
+        if (const OwnedFolder *const configured = folders.Of(path)) {
+            result.push_back(FolderToWalk(*configured, path).string());
+        }
     }
     return OrderedFolders(result);
 }

@@ -52,7 +52,8 @@ class Folders {
 
 // What to walk for a list of files and folders, which need not exist any more: each existing folder
 // itself, and for anything else the nearest folder above it that exists, but none above the
-// configured folder that it lies in.
+// configured folder that it lies in. What lies in no configured folder is left out: somebody's home
+// may have been configured when its change was told, and its songs must not become everybody's.
 std::vector<std::string> FoldersToWalk(const Folders &folders,
                                        const std::vector<std::string> &paths);
 

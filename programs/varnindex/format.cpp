@@ -23,6 +23,8 @@
 #include <string>
 #include <vector>
 
+#include "dsd.h"
+
 namespace varnindex {
 namespace {
 
@@ -168,18 +170,36 @@ OpenedFile OpenTrueAudio(TagLib::IOStream &stream) {
     return {OpenWithFrames<TagLib::TrueAudio::File>(stream), "tta"};
 }
 
-// Everything that TagLib 1.13 reads audio properties of. MP4 files named .mp4 are films, and it
+template <DsdFile::Kind kind>
+OpenedFile OpenDsd(TagLib::IOStream &stream) {
+    auto file = std::make_unique<DsdFile>(stream, kind);
+    const bool isCompressed = file->Audio().isCompressed;
+    return {std::move(file), isCompressed ? "dst" : "dsd"};
+}
+
+// Everything that TagLib 1.13 reads audio properties of, and DSD. MP4 files named .mp4 are films, and it
 // does not find its way in a raw AAC stream.
 constexpr std::array kFormats = {
-    Format{"mp3", "mp3", OpenMpeg},   Format{"mp2", "mp3", OpenMpeg},
-    Format{"flac", "flac", OpenFlac}, Format{"ogg", "ogg", OpenOgg},
-    Format{"oga", "ogg", OpenOgg},    Format{"opus", "ogg", OpenOgg},
-    Format{"spx", "ogg", OpenOgg},    Format{"m4a", "mp4", OpenMp4},
-    Format{"m4b", "mp4", OpenMp4},    Format{"wav", "wav", OpenWav},
-    Format{"aif", "aiff", OpenAiff},  Format{"aiff", "aiff", OpenAiff},
-    Format{"aifc", "aiff", OpenAiff}, Format{"wma", "asf", OpenAsf},
-    Format{"ape", "ape", OpenApe},    Format{"mpc", "mpc", OpenMusepack},
-    Format{"wv", "wv", OpenWavPack},  Format{"tta", "tta", OpenTrueAudio},
+    Format{"mp3", "mp3", OpenMpeg},
+    Format{"mp2", "mp3", OpenMpeg},
+    Format{"flac", "flac", OpenFlac},
+    Format{"ogg", "ogg", OpenOgg},
+    Format{"oga", "ogg", OpenOgg},
+    Format{"opus", "ogg", OpenOgg},
+    Format{"spx", "ogg", OpenOgg},
+    Format{"m4a", "mp4", OpenMp4},
+    Format{"m4b", "mp4", OpenMp4},
+    Format{"wav", "wav", OpenWav},
+    Format{"aif", "aiff", OpenAiff},
+    Format{"aiff", "aiff", OpenAiff},
+    Format{"aifc", "aiff", OpenAiff},
+    Format{"wma", "asf", OpenAsf},
+    Format{"ape", "ape", OpenApe},
+    Format{"mpc", "mpc", OpenMusepack},
+    Format{"wv", "wv", OpenWavPack},
+    Format{"tta", "tta", OpenTrueAudio},
+    Format{"dsf", "dsf", OpenDsd<DsdFile::Kind::kDsf>},
+    Format{"dff", "dff", OpenDsd<DsdFile::Kind::kDsdiff>},
 };
 
 constexpr std::array<std::string_view, 5> kLists = {"m3u", "m3u8", "pls", "wpl", "cue"};

@@ -17,14 +17,18 @@ std::int64_t Mixed(std::int64_t a, std::int64_t b, std::int64_t c = 0) {
     return Hasher().Add(a).Add(b).Add(c).Value();
 }
 
+std::int64_t AudioOf(const Song &song) {
+    return Mixed(song.fingerprint, song.size, song.userid);
+}
+
 }  // namespace
 
 void GoneRows::Add(const KnownRow &row, std::optional<std::size_t> emptied) {
-    rows_.emplace(row.id, Row{NameHash(row.path), rows_.size(), emptied});
+    rows_.emplace(row.id, Row{NameHash(row.path), row.userid, rows_.size(), emptied});
 }
 
-void GoneRows::AddNew(const std::string &path, std::int64_t size) {
-    newNames_.push_back(Mixed(size, NameHash(path)));
+void GoneRows::AddNew(const std::string &path, std::int64_t size, unsigned userid) {
+    newNames_.push_back(Mixed(size, NameHash(path), userid));
     sizes_.push_back(size);
 }
 
@@ -34,11 +38,13 @@ void GoneRows::AddChanged(const KnownRow &row, std::int64_t size) {
     sizes_.push_back(size);
 }
 
-void GoneRows::ThereAgain(int id) {
+bool GoneRows::ThereAgain(int id) {
     const auto row = rows_.find(id);
-    if (row != rows_.end() && row->second.state == State::kGone) {
+    const bool wasGone = row != rows_.end() && row->second.state == State::kGone;
+    if (wasGone) {
         rows_.erase(row);
     }
+    return wasGone;
 }
 
 void GoneRows::Prepare(Database &database) {
@@ -71,15 +77,12 @@ void GoneRows::Index(int id, std::int64_t fingerprint, std::int64_t size) {
     Row &row = rows_.at(id);
     row.fingerprint = fingerprint;
     row.size = size;
-    const Place place{fingerprint, size, row.order};
+    const std::int64_t audio = Mixed(fingerprint, size, row.userid);
+    const bool isReserved = std::binary_search(newNames_.begin(), newNames_.end(),
+                                               Mixed(size, row.nameHash, row.userid));
+    const Place place{audio, isReserved, row.order};
     byPlace_.emplace(place, id);
-    byName_.emplace(Mixed(fingerprint, size, row.nameHash), place);
-}
-
-// A new file that is not read yet has the row's name, and may be what became of it.
-bool GoneRows::IsReserved(std::int64_t size, int id) const {
-    return std::binary_search(newNames_.begin(), newNames_.end(),
-                              Mixed(size, rows_.at(id).nameHash));
+    byName_.emplace(Mixed(audio, row.nameHash), place);
 }
 
 // A file of this size may be what became of the row.
@@ -89,9 +92,9 @@ bool GoneRows::IsWantedByOthers(const Row &row, std::int64_t ownSize) const {
 }
 
 bool GoneRows::HasRowFor(const Song &song) const {
-    const auto place = byPlace_.lower_bound({song.fingerprint, song.size, 0});
-    return place != byPlace_.end() && std::get<0>(place->first) == song.fingerprint &&
-           std::get<1>(place->first) == song.size;
+    const std::int64_t audio = AudioOf(song);
+    const auto place = byPlace_.lower_bound({audio, false, 0});
+    return place != byPlace_.end() && std::get<0>(place->first) == audio;
 }
 
 bool GoneRows::StaysWith(int id, const Song &song) {
@@ -118,7 +121,7 @@ GoneRows::Claim GoneRows::Take(Places::iterator place) {
 
 // The row of the same name; nothing when there is none.
 std::optional<GoneRows::Claim> GoneRows::ClaimByName(const Song &song, bool isLast) {
-    const std::int64_t name = Mixed(song.fingerprint, song.size, NameHash(song.path));
+    const std::int64_t name = Mixed(AudioOf(song), NameHash(song.path));
     auto same = byName_.lower_bound(name);
     while (same != byName_.end() && same->first == name) {
         const auto place = byPlace_.find(same->second);
@@ -134,27 +137,37 @@ std::optional<GoneRows::Claim> GoneRows::ClaimByName(const Song &song, bool isLa
     return std::nullopt;
 }
 
+// The first row of some audio that can still be claimed; the end when there is none.
+GoneRows::Places::iterator GoneRows::First(std::int64_t audio, bool isReserved, bool isLast) {
+    auto place = byPlace_.lower_bound({audio, isReserved, 0});
+    while (place != byPlace_.end() && std::get<0>(place->first) == audio &&
+           std::get<1>(place->first) == isReserved) {
+        const auto row = rows_.find(place->second);
+        if (row != rows_.end() && !(isLast && row->second.state == State::kChanged)) {
+            return place;
+        }
+        place = byPlace_.erase(place);
+    }
+    return byPlace_.end();
+}
+
 GoneRows::Claim GoneRows::ClaimFor(const Song &song, bool isLast) {
     if (const auto claim = ClaimByName(song, isLast)) {
         return *claim;
     }
-    bool isLater = false;
-    for (auto place = byPlace_.lower_bound({song.fingerprint, song.size, 0});
-         place != byPlace_.end() && std::get<0>(place->first) == song.fingerprint &&
-         std::get<1>(place->first) == song.size;) {
-        const auto row = rows_.find(place->second);
-        if (row == rows_.end() || (isLast && row->second.state == State::kChanged)) {
-            place = byPlace_.erase(place);
-        } else if (row->second.state != State::kGone && !isLast) {
-            return {0, true};
-        } else if (isLast || !IsReserved(song.size, place->second)) {
-            return Take(place);
-        } else {
-            isLater = true;
-            ++place;
-        }
+    const auto none = byPlace_.end();
+    const auto reserved = First(AudioOf(song), true, isLast);
+    const auto open = First(AudioOf(song), false, isLast);
+    if (!isLast) {
+        const bool isFree = open != none && rows_.at(open->second).state == State::kGone;
+        return isFree ? Take(open) : Claim{0, open != none || reserved != none};
     }
-    return {0, isLater};
+    if (open == none && reserved == none) {
+        return {};
+    }
+    const bool isOpenFirst = reserved == none || (open != none && std::get<2>(open->first) <
+                                                                      std::get<2>(reserved->first));
+    return Take(isOpenFirst ? open : reserved);
 }
 
 std::vector<int> GoneRows::Left() const {

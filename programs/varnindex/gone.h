@@ -18,7 +18,7 @@
 
 namespace varnindex {
 
-// A file that was moved has the size and the audio of a row whose own file is gone. Of several such
+// A file that was moved has the owner, size and audio of a row whose own file is gone. Of several such
 // rows it gets the one with its name, otherwise the first by path that no other new file has the
 // name of. A file that was renamed over a known name has its row elsewhere: the row of its path
 // stays with the path only where it belongs nowhere else. Holds some numbers per row, never paths.
@@ -27,7 +27,7 @@ class GoneRows {
     // `emptied` is a number of the caller's for a folder that is there with nothing in it. Its disk
     // may be missing, so its rows stay unless their files are found elsewhere.
     void Add(const KnownRow &row, std::optional<std::size_t> emptied);
-    void AddNew(const std::string &path, std::int64_t size);
+    void AddNew(const std::string &path, std::int64_t size, unsigned userid);
     // A row whose file has changed, and what its size is now.
     void AddChanged(const KnownRow &row, std::int64_t size);
 
@@ -38,9 +38,9 @@ class GoneRows {
     // Nobody knows what is in the row's file, or somebody has taken the row.
     void Forget(int id) { rows_.erase(id); }
 
-    // The row's path is there. A row that was gone is not any more; one whose file has changed waits
-    // for what is in it.
-    void ThereAgain(int id);
+    // The row's path is there. True for a row that was gone, and is not any more; one whose file has
+    // changed waits for what is in it.
+    bool ThereAgain(int id);
 
     // True when a row stays with its path, where `song` was read: the audio is the same, or there
     // is no other row for the song and no other file for the row. Otherwise the song may claim
@@ -64,8 +64,9 @@ class GoneRows {
     std::vector<std::size_t> LeftOfEmptied(std::size_t count) const;
 
   private:
-    // Fingerprint, size, and the place in the order of Add.
-    using Place = std::tuple<std::int64_t, std::int64_t, std::size_t>;
+    // A hash of fingerprint, size and owner, whether a new file that is not read yet has the row's
+    // name and may be what became of it, and the place in the order of Add.
+    using Place = std::tuple<std::int64_t, bool, std::size_t>;
     using Places = std::map<Place, int>;
     enum class State {
         kGone,
@@ -74,6 +75,7 @@ class GoneRows {
     };
     struct Row {
         std::int64_t nameHash;
+        unsigned userid;
         std::size_t order;
         std::optional<std::size_t> emptied;
         State state = State::kGone;
@@ -81,18 +83,18 @@ class GoneRows {
         std::int64_t size = 0;                         // the same
     };
 
-    bool IsReserved(std::int64_t size, int id) const;
     bool IsWantedByOthers(const Row &row, std::int64_t ownSize) const;
     bool HasRowFor(const Song &song) const;
     void Index(int id, std::int64_t fingerprint, std::int64_t size);
     std::optional<Claim> ClaimByName(const Song &song, bool isLast);
+    Places::iterator First(std::int64_t audio, bool isReserved, bool isLast);
     Claim Take(Places::iterator place);
 
     std::unordered_map<int, Row> rows_;
-    std::vector<std::int64_t> newNames_;         // hashes of size and name, sorted by Prepare
-    std::vector<std::int64_t> sizes_;            // of new and changed files, sorted by Prepare
-    Places byPlace_;                             // ids
-    std::multimap<std::int64_t, Place> byName_;  // by hash of fingerprint, size and name
+    std::vector<std::int64_t> newNames_;  // hashes of size, owner and name, sorted by Prepare
+    std::vector<std::int64_t> sizes_;     // of new and changed files, sorted by Prepare
+    Places byPlace_;                      // ids
+    std::multimap<std::int64_t, Place> byName_;  // by hash of fingerprint, size, owner and name
 };
 
 }  // namespace varnindex

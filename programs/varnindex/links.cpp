@@ -123,7 +123,8 @@ std::optional<std::string> LinkedFolders::Elsewhere(const std::string &real) {
 const LinkChoices &LinkedFolders::Choices() {
     if (!choices_) {
         // Folders alone: no file is looked at.
-        Walk walk(roots_, [](std::string_view /*name*/) { return false; });
+        Walk walk(
+            roots_, [](std::string_view /*name*/) { return false; }, nullptr, isStopped_);
         while (walk.Next()) {
         }
         choices_ = walk.TakeLinks();

@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "stop.h"
+
 namespace varnindex {
 
 // What a walk of all folders has made of the links. No path has a slash at its end.
@@ -41,7 +43,9 @@ class RealRoots {
 // is looked at before somebody asks about a link.
 class LinkedFolders {
   public:
-    explicit LinkedFolders(std::vector<std::string> roots) : roots_(std::move(roots)) {}
+    // Calls that look at folders throw Stopped when `isStopped` says so.
+    explicit LinkedFolders(std::vector<std::string> roots, StopQuestion isStopped = nullptr)
+        : roots_(std::move(roots)), isStopped_(isStopped) {}
 
     // The root that a path lies in; none outside.
     const std::string *RootOf(const std::string &path) const;
@@ -63,6 +67,7 @@ class LinkedFolders {
     std::optional<std::string> Elsewhere(const std::string &real);
 
     std::vector<std::string> roots_;
+    StopQuestion isStopped_;
     std::optional<LinkChoices> choices_;
     std::unordered_map<std::string, bool> isLink_;
 };

@@ -113,13 +113,17 @@ int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter
 // it.
 int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     const auto withDatabase = [&reporter](const auto &job) {
+        const Folders folders = Folders::Configured();
+        if (folders.Empty()) {
+            return varnindex::JobResult::kNothingIndexed;
+        }
         varnindex::Database database;
         if (!database.TakeIndexLock()) {
-            return false;
+            return varnindex::JobResult::kIndexerBusy;
         }
-        job(database, Folders::Configured());
+        job(database, folders);
         reporter.Finish();
-        return true;
+        return varnindex::JobResult::kDone;
     };
     varnindex::ScanOptions first = given;
     first.isStopped = varnindex::IsStopRequested;
@@ -139,12 +143,9 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     };
     jobs.indexAll = [&] {
         return withDatabase([&](varnindex::Database &database, const Folders &folders) {
-            // An empty list is more likely a lost configuration than the wish for an empty library.
-            if (folders.Empty()) {
-                return;
-            }
-            const Counts counts =
-                IndexLibrary(database, folders, isFirst ? first : later, reporter);
+            const varnindex::ScanOptions options = isFirst ? first : later;
+            first.purge = false;  // should it not come to its end: who knows when the next does
+            const Counts counts = IndexLibrary(database, folders, options, reporter);
             if (std::exchange(isFirst, false)) {
                 PrintSummary(counts);
             }

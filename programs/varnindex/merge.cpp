@@ -21,10 +21,11 @@ bool IsGap(const Found &found) {
 }  // namespace
 
 Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
-             const std::vector<std::string> &roots, LinkedFolders *library, bool purge)
+             const std::vector<std::string> &roots, LinkedFolders *library, bool purge,
+             StopQuestion isStopped)
     : folders_(folders),
       purge_(purge),
-      walk_(roots, IsIndexedName, library),
+      walk_(roots, IsIndexedName, library, isStopped),
       known_(database, scope) {}
 
 std::optional<Event> Merge::Next() {

@@ -44,9 +44,10 @@ class Merge {
     // `roots` as OrderedFolders gives them; with `library` they are parts of it (walk.h). With
     // `purge` rows without a file are gone whatever the reason.
     Merge(Database &database, const Scope &scope, const Folders &folders,
-          const std::vector<std::string> &roots, LinkedFolders *library, bool purge);
+          const std::vector<std::string> &roots, LinkedFolders *library, bool purge,
+          StopQuestion isStopped);
 
-    // The next event; none at the end. Throws DatabaseError.
+    // The next event; none at the end. Throws DatabaseError, and Stopped as the walk does.
     std::optional<Event> Next();
 
   private:

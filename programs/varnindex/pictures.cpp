@@ -1,6 +1,5 @@
 #include "pictures.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
 #include <taglib/apefile.h>
 #include <taglib/apetag.h>
@@ -22,6 +21,7 @@
 #include <string_view>
 
 #include "descriptor.h"
+#include "ea_folder.h"
 #include "names.h"
 #include "varn/share.h"
 
@@ -122,29 +122,10 @@ std::string CoverName(const std::string &extension) {
     return "APIC." + extension;
 }
 
-// Every user may write where these folders stand: no link in place of one is followed. None, with
-// errno set, when it cannot be opened.
-Descriptor OpenEaFolder(const std::string &eaDir) {
-    constexpr int kFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
-    const std::size_t last = eaDir.rfind('/');
-    const std::size_t middle = eaDir.rfind('/', last - 1);
-    const Descriptor base(::open(eaDir.substr(0, middle + 1).c_str(), kFolder));
-    if (!base) {
-        return Descriptor();
-    }
-    const std::string parentName = eaDir.substr(middle + 1, last - middle - 1);
-    const Descriptor parent(::openat(base.Get(), parentName.c_str(), kFolder | O_NOFOLLOW));
-    if (!parent) {
-        return Descriptor();
-    }
-    return Descriptor(::openat(parent.Get(), eaDir.c_str() + last + 1, kFolder | O_NOFOLLOW));
-}
-
 bool HasContent(const Descriptor &folder, const std::string &name, const TagLib::ByteVector &data) {
-    const Descriptor file(
-        ::openat(folder.Get(), name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    const Descriptor file = OpenEaFile(folder, name);
     struct stat info {};
-    if (!file || ::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode) ||
+    if (!file || ::fstat(file.Get(), &info) != 0 ||
         info.st_size != static_cast<off_t>(data.size())) {
         return false;
     }
@@ -158,36 +139,6 @@ bool HasContent(const Descriptor &folder, const std::string &name, const TagLib:
         at += static_cast<unsigned>(got);
     }
     return true;
-}
-
-bool WriteAll(int fd, std::string_view data) {
-    while (!data.empty()) {
-        const ssize_t put = ::write(fd, data.data(), data.size());
-        if (put < 0 && errno != EINTR) {
-            return false;
-        }
-        data.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(put, 0)));
-    }
-    return true;
-}
-
-// Writes a file beside the old one and puts it in its place. One process works on a song at a time,
-// so that a temporary file that is there was left by one that crashed. False with errno set.
-bool Write(const Descriptor &folder, const std::string &name, const TagLib::ByteVector &data) {
-    ::unlinkat(folder.Get(), kTemporary, 0);
-    const Descriptor file(::openat(folder.Get(), kTemporary,
-                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!file) {
-        return false;
-    }
-    if (WriteAll(file.Get(), {data.data(), data.size()}) && ::fchmod(file.Get(), 0644) == 0 &&
-        ::renameat(folder.Get(), kTemporary, folder.Get(), name.c_str()) == 0) {
-        return true;
-    }
-    const int error = errno;
-    ::unlinkat(folder.Get(), kTemporary, 0);
-    errno = error;
-    return false;
 }
 
 // Removes the covers of other formats than `kept`. False with errno set.
@@ -215,7 +166,10 @@ bool BringInStep(const std::string &eaDir, const Picture *cover) {
     }
     const std::string extension = PictureExtension(cover->data);
     const std::string name = CoverName(extension);
-    return folder && (HasContent(folder, name, cover->data) || Write(folder, name, cover->data)) &&
+    const TagLib::ByteVector &data = cover->data;
+    return folder &&
+           (HasContent(folder, name, data) ||
+            WriteEaFile(folder, name, kTemporary, {data.data(), data.size()})) &&
            RemoveOthers(folder, extension);
 }
 

@@ -2,9 +2,11 @@
 
 #include <optional>
 #include <thread>
+#include <unordered_set>
 #include <utility>
 
 #include "gone.h"
+#include "hash.h"
 #include "held_back.h"
 #include "merge.h"
 #include "names.h"
@@ -24,6 +26,10 @@ namespace {
 
 // Above this many files to read the folders are walked a second time in place of remembering them.
 constexpr std::size_t kMostRemembered = 4096;
+
+std::int64_t HashOf(const std::string &path) {
+    return Hasher().Add(path).Value();
+}
 
 // Files are read in rounds, because a row goes to the file that it fits best.
 enum class Round {
@@ -55,12 +61,11 @@ class Scan {
           places_(WithoutLeftovers(database), folders),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
-          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
+          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, reporter) {}
 
     Counts Run();
 
   private:
-    void StopIfAsked() const;
     void Survey();
     void SurveySong(Event event);
     void SurveyList(const Work &work);
@@ -70,7 +75,8 @@ class Scan {
     void CountUnreadable(const Work &work);
     void ReadAll();
     void ReadSurveyed(Readers &readers);
-    void RememberTracksOfLater();
+    void PutOff(Work work);
+    void ReadPutOff(Readers &readers, Round round);
     void Read(Readers &readers, Work work, Round round);
     void Take(Readers &readers, Round round);
     void TakeAll(Readers &readers, Round round);
@@ -99,7 +105,8 @@ class Scan {
     std::size_t toRead_ = 0;
     std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
-    std::vector<Work> later_;  // for the next round
+    std::vector<Work> putOff_;                      // to the next round
+    std::unordered_set<std::int64_t> putOffPaths_;  // hashes: where there are too many of them
 };
 
 Counts Scan::Run() {
@@ -110,10 +117,10 @@ Counts Scan::Run() {
     }
     counts_.lists.removed += heldBack_.SettleEmptied(gone_.LeftOfEmptied(heldBack_.NextEmptied()));
     store_.Flush();
-    StopIfAsked();
+    StopIfAsked(options_.isStopped);
     RemoveLeft();
     store_.Flush();
-    StopIfAsked();
+    StopIfAsked(options_.isStopped);
     if (!options_.dryRun) {
         places_.Store(scope_, options_.purge);
         unreadable_.Store(scope_);
@@ -127,17 +134,11 @@ Counts Scan::Run() {
     return counts_;
 }
 
-void Scan::StopIfAsked() const {
-    if (options_.isStopped != nullptr && options_.isStopped()) {
-        throw Stopped();
-    }
-}
-
 void Scan::Survey() {
     reporter_.StartPhase("Looking", 0);
-    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge);
+    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge, options_.isStopped);
     while (auto event = merge.Next()) {
-        StopIfAsked();
+        StopIfAsked(options_.isStopped);
         switch (event->kind) {
             case Event::Kind::kSong:
                 SurveySong(std::move(*event));
@@ -207,7 +208,7 @@ void Scan::SurveySong(Event event) {
         return CountUnreadable(work);
     }
     if (work.known.id == 0) {
-        gone_.AddNew(work.path, work.size);
+        gone_.AddNew(work.path, work.size, work.userid);
     } else if (work.known.size != work.size || work.known.modified != work.modified) {
         gone_.AddChanged(work.known, work.size);
     }
@@ -251,24 +252,40 @@ void Scan::ReadAll() {
     Readers readers(std::thread::hardware_concurrency(), pictures);
     ReadSurveyed(readers);
     TakeAll(readers, Round::kAll);
-    RememberTracksOfLater();
     for (const Round round : {Round::kClaims, Round::kRest}) {
-        for (Work &work : std::exchange(later_, {})) {
-            Read(readers, std::move(work), round);
-        }
+        ReadPutOff(readers, round);
         TakeAll(readers, round);
     }
 }
 
-void Scan::RememberTracksOfLater() {
-    std::vector<int> split;
-    for (const Work &work : later_) {
-        if (work.known.isSplit) {
-            split.push_back(work.known.id);
-        }
+// For the next round.
+void Scan::PutOff(Work work) {
+    if (putOffPaths_.empty() && putOff_.size() < kMostRemembered) {
+        putOff_.push_back(std::move(work));
+        return;
+    }
+    for (const Work &other : std::exchange(putOff_, {})) {
+        putOffPaths_.insert(HashOf(other.path));
+    }
+    putOffPaths_.insert(HashOf(work.path));
+}
+
+void Scan::ReadPutOff(Readers &readers, Round round) {
+    for (Work &work : std::exchange(putOff_, {})) {
+        Read(readers, std::move(work), round);
+    }
+    const std::unordered_set<std::int64_t> paths = std::exchange(putOffPaths_, {});
+    if (paths.empty()) {
+        return;
     }
     store_.Flush();
-    store_.RememberTracks(split);
+    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge, options_.isStopped);
+    while (auto event = merge.Next()) {
+        StopIfAsked(options_.isStopped);
+        if (event->kind == Event::Kind::kSong && paths.contains(HashOf(event->work.path))) {
+            Read(readers, std::move(event->work), round);
+        }
+    }
 }
 
 void Scan::ReadSurveyed(Readers &readers) {
@@ -279,13 +296,16 @@ void Scan::ReadSurveyed(Readers &readers) {
         }
         return;
     }
-    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge);
+    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge, options_.isStopped);
     while (auto event = merge.Next()) {
-        StopIfAsked();
+        StopIfAsked(options_.isStopped);
         if (event->kind == Event::Kind::kSong) {
-            gone_.ThereAgain(event->work.known.id);  // since the first pass
+            const bool isBack = gone_.ThereAgain(event->work.known.id);  // since the first pass
             if (NeedsReading(event->work) && !IsUnreadable(event->work)) {
                 Read(readers, std::move(event->work), Round::kAll);
+            } else if (isBack && !NeedsReading(event->work)) {
+                places_.NoteFile(event->work.path, event->work.userid);
+                ++counts_.unchanged;
             }
         }
     }
@@ -305,10 +325,12 @@ void Scan::TakeAll(Readers &readers, Round round) {
 }
 
 void Scan::Take(Readers &readers, Round round) {
-    StopIfAsked();
+    StopIfAsked(options_.isStopped);
     ReadWork read = readers.Take();
-    for (const std::string &warning : read.warnings) {
-        reporter_.Warn(warning);
+    if (round == Round::kAll) {
+        for (const std::string &warning : read.warnings) {
+            reporter_.Warn(warning);
+        }
     }
     reporter_.Step();
     StoreRead(std::move(read), round);
@@ -405,7 +427,7 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
         claim.isLater |= isKnown && claim.id == 0;
     }
     if (claim.isLater) {
-        later_.push_back(std::move(read.work));
+        PutOff(std::move(read.work));
         return;
     }
     if (!read.result.warning.empty()) {
@@ -425,8 +447,9 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
 
 void Scan::RemoveLeft() {
     GiveToCopies(gone_.Left());
+    StopIfAsked(options_.isStopped);
     for (const int id : gone_.Left()) {
-        StopIfAsked();
+        StopIfAsked(options_.isStopped);
         if (reporter_.ListsChanges()) {
             const Rows row =
                 database_.Query(Made(varn::Sql("SELECT path FROM track WHERE id = @VARN:INT", id)));
@@ -441,7 +464,7 @@ void Scan::RemoveLeft() {
 void Scan::GiveToCopies(const std::vector<int> &left) {
     const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
     if (!options_.dryRun) {
-        Succeed(database_, successions);
+        Succeed(database_, successions, reporter_, options_.isStopped);
     }
     for (const Succession &succession : successions) {
         reporter_.Tell("moved to", succession.path);
@@ -474,7 +497,7 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
     if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
         OwnFolders(folders).Remember(reporter);
     }
-    LinkedFolders library(folders.Roots());
+    LinkedFolders library(folders.Roots(), options.isStopped);
     std::vector<std::string> all = paths;
     for (const std::string &path : paths) {
         if (auto elsewhere = library.LibraryPath(OrderedFolders({path}).front())) {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstddef>
-#include <exception>
 #include <string>
 #include <vector>
 
@@ -10,6 +9,7 @@
 #include "folders.h"
 #include "known.h"
 #include "reporter.h"
+#include "stop.h"
 
 namespace varnindex {
 
@@ -35,18 +35,12 @@ struct Counts {
     bool heldBack = false;
 };
 
-// A scan was asked to stop. What was written before stays, and the next scan goes on from there.
-class Stopped : public std::exception {
-  public:
-    const char *what() const noexcept override { return "stopped"; }
-};
-
 struct ScanOptions {
     bool full = false;    // reads every file again
     bool purge = false;   // removes what cannot be looked at, too
     bool dryRun = false;  // writes nothing
-    // Asked at every file; null: never. The scan then throws Stopped.
-    bool (*isStopped)() = nullptr;
+    // Asked at every file. The scan then throws Stopped.
+    StopQuestion isStopped = nullptr;
 };
 
 // Indexes all configured folders, and removes the rows of what lies in none of them; on a server
@@ -57,7 +51,7 @@ Counts IndexLibrary(Database &database, const Folders &folders, const ScanOption
                     Reporter &reporter);
 
 // Indexes the given folders, for a file the folder that it is in, and for what is gone the nearest
-// folder above it that is still there. What a scan of all folders passes over or takes at another
+// folder above it that is still there. Paths in no configured folder are passed over. What a scan of all folders passes over or takes at another
 // path is treated so here, too. Songs that were moved between the paths keep their rows. Throws as
 // above.
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,

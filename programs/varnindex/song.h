@@ -1,6 +1,7 @@
 // One audio file as the library keeps it.
 #pragma once
 
+#include <compare>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -21,6 +22,8 @@ struct ReplayGain {
 struct Star {
     int userid = 0;
     int stars = 0;  // 1 to 5
+
+    auto operator<=>(const Star &) const = default;
 };
 
 // All texts are clean (names.h); an absent tag is "" or 0.

@@ -1,7 +1,5 @@
 #include "stars.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -9,31 +7,54 @@
 #include <charconv>
 #include <climits>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <unordered_set>
 
 #include "descriptor.h"
+#include "ea_folder.h"
 #include "varn/share.h"
 
 namespace varnindex {
 namespace {
 
-constexpr std::string_view kRecordName = "VARNAUDIO_SONG_RATING";
+constexpr const char kRecordName[] = "VARNAUDIO_SONG_RATING";
 constexpr std::size_t kMaxRecordBytes = 64U << 10;
+constexpr std::size_t kMostUsers = 1000;
 constexpr int kMostStars = 5;
+constexpr const char kTemporary[] = ".rating.tmp";
 
-std::string ReadRecord(const std::string &file) {
-    const Descriptor fd(
-        ::open(file.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    struct stat info {};
-    if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
-        return {};
-    }
-    const auto size = static_cast<std::size_t>(std::max<off_t>(info.st_size, 0));
-    std::string text(std::min(size, kMaxRecordBytes), '\0');
-    const ssize_t got = ::read(fd.Get(), text.data(), text.size());
+std::string ReadRecord(const std::string &eaDir) {
+    const Descriptor folder = OpenEaFolder(eaDir);
+    const Descriptor file = folder ? OpenEaFile(folder, kRecordName) : Descriptor();
+    std::string text(file ? kMaxRecordBytes : 0, '\0');
+    const ssize_t got = file ? ::read(file.Get(), text.data(), text.size()) : 0;
     text.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
     return text;
+}
+
+// None for a path that is too long to have one.
+std::optional<std::string> EaDirOf(const std::string &path) {
+    std::array<char, PATH_MAX> folder;
+    if (VARNEADirPath(path.c_str(), folder.data(), folder.size()) != 0) {
+        return std::nullopt;
+    }
+    return folder.data();
+}
+
+// Where there is no such folder there is no record.
+bool RemoveRecord(const std::string &eaDir) {
+    const Descriptor folder = OpenEaFolder(eaDir);
+    if (!folder) {
+        return errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
+    }
+    return ::unlinkat(folder.Get(), kRecordName, 0) == 0 || errno == ENOENT;
+}
+
+bool HasStars(const std::string &path, const std::vector<Star> &wanted) {
+    const std::vector<Star> stars = ReadStars(path);
+    const std::set<Star> known(stars.begin(), stars.end());
+    return known == std::set<Star>(wanted.begin(), wanted.end());
 }
 
 std::string_view Trimmed(std::string_view text) {
@@ -78,13 +99,10 @@ std::string TrackRecordPath(const std::string &path, int track) {
 
 std::vector<Star> ReadStars(const std::string &path) {
     std::vector<Star> stars;
-    std::array<char, PATH_MAX> folder;
-    if (VARNEADirPath(path.c_str(), folder.data(), folder.size()) != 0) {
-        return stars;
-    }
-    const std::string text = ReadRecord(std::string(folder.data()).append("/").append(kRecordName));
+    const std::optional<std::string> eaDir = EaDirOf(path);
+    const std::string text = eaDir ? ReadRecord(*eaDir) : "";
     std::unordered_set<int> users;
-    for (std::string_view rest = text; !rest.empty();) {
+    for (std::string_view rest = text; !rest.empty() && users.size() < kMostUsers;) {
         const std::string_view line = rest.substr(0, rest.find('\n'));
         rest.remove_prefix(std::min(rest.size(), line.size() + 1));
         const auto star = ParseLine(line);
@@ -93,6 +111,29 @@ std::vector<Star> ReadStars(const std::string &path) {
         }
     }
     return stars;
+}
+
+bool StoreStars(const std::string &path, const std::vector<Star> &stars) {
+    const std::optional<std::string> eaDir = EaDirOf(path);
+    if (!eaDir) {
+        errno = ENAMETOOLONG;
+        return stars.empty();
+    }
+    if (stars.empty()) {
+        return RemoveRecord(*eaDir);
+    }
+    if (HasStars(path, stars)) {
+        return true;
+    }
+    std::string text;
+    for (const Star &star : stars) {
+        text += std::to_string(star.userid) + "=\"" + std::to_string(star.stars) + "\"\n";
+    }
+    if (VARNEAMKDir(eaDir->c_str()) != 0) {
+        return errno == ENOENT;
+    }
+    const Descriptor folder = OpenEaFolder(*eaDir);
+    return folder && WriteEaFile(folder, kRecordName, kTemporary, text);
 }
 
 }  // namespace varnindex

@@ -37,18 +37,14 @@ constexpr const char *kDeleteSides =
     "DELETE FROM virtual_info_track USING changed_track c WHERE virtual_info_track.track = c.id";
 
 constexpr const char *kCopyOffsets =
-    "COPY virtual_info_track (track, audio_offset, cue_sheet_path) FROM STDIN";
+    "COPY virtual_info_track (track, file_track, audio_offset, cue_sheet_path) FROM STDIN";
 
-// Tracks of a cue sheet are found by their file's path and owner.
-constexpr const char kDeleteTracks[] =
-    "DELETE FROM track v USING track f WHERE f.id = ANY ('{@VARN:NEVAR}') AND f.has_virtual"
-    " AND v.is_virtual AND v.path = f.path AND v.userid = f.userid AND NOT EXISTS (SELECT"
-    " FROM track o WHERE o.path = f.path AND o.userid = f.userid AND NOT o.is_virtual"
-    " AND o.id <> ALL ('{@VARN:NEVAR}'))";
+constexpr const char kDeleteSongs[] =
+    "DELETE FROM track WHERE id IN (SELECT unnest('{@VARN:NEVAR}'::integer[]) UNION ALL SELECT"
+    " track FROM virtual_info_track WHERE file_track = ANY ('{@VARN:NEVAR}'))";
 constexpr const char kKnownTracks[] =
-    "SELECT f.id AS file, v.track AS number, v.id FROM track f JOIN track v ON v.path = f.path"
-    " AND v.userid = f.userid AND v.is_virtual"
-    " WHERE f.id = ANY ('{@VARN:NEVAR}') AND f.has_virtual ORDER BY v.id";
+    "SELECT i.file_track AS file, v.track AS number, v.id FROM virtual_info_track i"
+    " JOIN track v ON v.id = i.track WHERE i.file_track = ANY ('{@VARN:NEVAR}') ORDER BY v.id";
 
 constexpr const char *kRenewStatistics =
     "ANALYZE track, album_track, artist_track, composer_track, genre_track, replaygain_track,"
@@ -65,11 +61,11 @@ void AddId(std::string &list, int id) {
 }  // namespace
 
 void DeleteSongs(Database &database, const std::string &ids) {
-    database.Execute(Made(varn::Sql(kDeleteTracks, ids, ids)));
-    database.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+    database.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
 }
 
-Store::Store(Database &database, Writes writes) : database_(database), writes_(writes) {
+Store::Store(Database &database, Writes writes, Reporter &reporter)
+    : database_(database), writes_(writes), reporter_(reporter) {
     database_.Execute(kCreateStaging);
 }
 
@@ -137,21 +133,15 @@ void Store::RenewStatistics() {
     }
 }
 
-void Store::RememberTracks(const std::vector<int> &ids) {
-    std::string list;
-    for (const int id : ids) {
-        AddId(list, id);
-    }
-    if (!list.empty()) {
-        KnownTracks known = ReadTracks(list);
-        for (const int id : ids) {
-            remembered_[id] = std::move(known[id]);
-        }
-    }
-}
-
-Store::KnownTracks Store::ReadTracks(const std::string &ids) {
+Store::KnownTracks Store::TracksOf(const std::vector<int> &files) {
     KnownTracks known;
+    if (files.empty()) {
+        return known;
+    }
+    std::string ids;
+    for (const int id : files) {
+        AddId(ids, id);
+    }
     const Rows rows = database_.Query(Made(varn::Sql(kKnownTracks, ids)));
     for (int row = 0; row < rows.Count(); ++row) {
         known[static_cast<int>(rows.Number(row, "file"))].push_back(
@@ -160,38 +150,14 @@ Store::KnownTracks Store::ReadTracks(const std::string &ids) {
     return known;
 }
 
-// The tracks of some files, remembered or as the library has them.
-Store::KnownTracks Store::TracksOf(const std::vector<int> &ids) {
-    KnownTracks known;
-    std::string list;
-    for (const int id : ids) {
-        if (auto remembered = remembered_.extract(id)) {
-            known.insert(std::move(remembered));
-        } else {
-            AddId(list, id);
-        }
-    }
-    if (!list.empty()) {
-        known.merge(ReadTracks(list));
-    }
-    return known;
-}
-
 void Store::RemoveRows() {
     std::string ids;
-    std::string tracks;
     for (const int id : removed_) {
         AddId(ids, id);
-        if (const auto remembered = remembered_.extract(id)) {
-            for (const KnownTrack &track : remembered.mapped()) {
-                AddId(tracks, track.id);
-            }
-        }
     }
     if (!ids.empty()) {
         DeleteSongs(database_, ids);
     }
-    DeleteRows(tracks);
 }
 
 void Store::DeleteRows(const std::string &ids) {
@@ -256,6 +222,31 @@ void Store::MoveKeptTracks() {
     }
 }
 
+// The songs that are about to get other paths.
+std::vector<MovedSong> Store::Moved() {
+    std::vector<MovedSong> songs;
+    std::vector<int> ids;
+    for (const Item &item : items_) {
+        if (item.id != 0) {
+            songs.push_back({item.id, "", item.song.path});
+            for (const Track &track : item.tracks) {
+                songs.back().numbers.insert(track.virtualSong.song.track);
+            }
+        }
+    }
+    songs = OnlyMoved(database_, std::move(songs));
+    for (const MovedSong &song : songs) {
+        ids.push_back(song.id);
+    }
+    KnownTracks known = TracksOf(ids);
+    for (MovedSong &song : songs) {
+        for (const KnownTrack &track : known[song.id]) {
+            song.numbers.insert(static_cast<int>(track.number));
+        }
+    }
+    return songs;
+}
+
 // Ids of new rows, fetched at once.
 std::vector<int> Store::NewIds(std::size_t count) const {
     std::vector<int> ids;
@@ -293,16 +284,17 @@ Store::Batch Store::MakeBatch() {
     };
     for (const Item &item : items_) {
         const bool isWhole = item.tracks.empty() && item.keptSheet.empty();
-        append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
+        const int file = append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
         for (const auto &[track, known] : item.tracks) {
             const int id = append(known, track.song, RowKind::kTrack);
-            AppendOffsetRow(batch.offsets, id, track.offset, track.sheetPath);
+            AppendOffsetRow(batch.offsets, id, file, track.offset, track.sheetPath);
         }
     }
     return batch;
 }
 
 void Store::WriteSongs() {
+    const std::vector<MovedSong> moved = Moved();
     MatchTracks();
     MoveKeptTracks();
     const Batch batch = MakeBatch();
@@ -324,6 +316,9 @@ void Store::WriteSongs() {
     }
     if (!batch.stars.empty()) {
         database_.CopyIn(kCopyStars, batch.stars);
+    }
+    for (const std::string &problem : MoveRecords(database_, moved)) {
+        reporter_.Warn(problem);
     }
 }
 

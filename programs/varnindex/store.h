@@ -10,22 +10,23 @@
 
 #include "copy_rows.h"
 #include "database.h"
+#include "records.h"
+#include "reporter.h"
 #include "song.h"
 #include "split.h"
 
 namespace varnindex {
 
 // Removes the rows of songs, with the tracks that cue sheets have made of them: `ids` in decimal,
-// with commas between them. Tracks that another row of the same file has stay. Throws
-// DatabaseError.
+// with commas between them. Throws DatabaseError.
 void DeleteSongs(Database &database, const std::string &ids);
 
 class Store {
   public:
     enum class Writes { kAll, kNone };
 
-    // With kNone everything below does nothing.
-    Store(Database &database, Writes writes);
+    // With kNone everything below does nothing. Both outlive it.
+    Store(Database &database, Writes writes, Reporter &reporter);
 
     // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
     // makes of the song; those that it made before keep their rows by their number.
@@ -35,9 +36,6 @@ class Store {
     // The same, with the tracks that the song has: they get its path and owner, and `sheetPath` as
     // that of their sheet.
     void ChangeWithTracks(int id, Song song, const std::string &sheetPath);
-    // Which tracks cue sheets have made of these files, which are about to get other paths: another
-    // row may have theirs first.
-    void RememberTracks(const std::vector<int> &ids);
     void Remove(int id);                            // the song, its tracks, ratings and the like
     void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
     void Flush();                                   // writes what is left
@@ -70,14 +68,14 @@ class Store {
     };
     using KnownTracks = std::map<int, std::vector<KnownTrack>>;  // by the file's row
 
-    KnownTracks ReadTracks(const std::string &ids);
-    KnownTracks TracksOf(const std::vector<int> &ids);
+    KnownTracks TracksOf(const std::vector<int> &files);
     void Keep(int id, Song song, std::vector<VirtualSong> tracks);
     void FlushIfFull();
     void RemoveRows();
     void DeleteRows(const std::string &ids);
     void MatchTracks();
     void MoveKeptTracks();
+    std::vector<MovedSong> Moved();
     std::vector<int> NewIds(std::size_t count) const;
     Batch MakeBatch();
     void WriteSongs();
@@ -85,9 +83,9 @@ class Store {
 
     Database &database_;
     Writes writes_;
+    Reporter &reporter_;
     std::vector<Item> items_;
     std::vector<int> removed_;
-    KnownTracks remembered_;
     std::string stamps_;  // rows of a VALUES list
     std::size_t bytes_ = 0;
 };

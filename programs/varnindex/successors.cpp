@@ -2,14 +2,19 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <limits>
 #include <map>
+#include <optional>
 #include <set>
+#include <sstream>
+#include <string>
 #include <string_view>
 #include <unordered_set>
 #include <utility>
 
 #include "hash.h"
+#include "records.h"
 #include "store.h"
 #include "varn/sql.h"
 
@@ -20,11 +25,16 @@ constexpr std::size_t kBatchPairs = 1000;
 
 // A rating of the file or of one of its tracks; no star is none.
 constexpr const char kIsRated[] =
-    "EXISTS (SELECT FROM track v JOIN rating_track r ON r.track = v.id AND r.star > 0"
-    " WHERE v.path = t.path AND v.userid = t.userid)";
+    "EXISTS (SELECT FROM rating_track r WHERE r.star > 0 AND (r.track = t.id OR r.track IN"
+    " (SELECT i.track FROM virtual_info_track i WHERE i.file_track = t.id)))";
 
+// With all stars of the file and its tracks, as words that compare.
 constexpr const char kColumns[] =
-    "id, fingerprint, filesize, userid, path, (extract(epoch FROM date) * 1000000)::bigint AS came";
+    "id, fingerprint, filesize, userid, path, (extract(epoch FROM date) * 1000000)::bigint AS came,"
+    " (SELECT coalesce(string_agg(concat_ws(':', s.number, r.userid, r.star), ' '), '') FROM"
+    " (SELECT t.id, -1 AS number UNION ALL SELECT v.id, v.track FROM virtual_info_track i"
+    " JOIN track v ON v.id = i.track WHERE i.file_track = t.id) s JOIN rating_track r"
+    " ON r.track = s.id AND r.star > 0) AS stars";
 
 // There is no index of fingerprints, which would cost every new row more than this look at all rows
 // costs a scan that has lost some.
@@ -33,8 +43,7 @@ constexpr const char kSuccessors[] =
     " WHERE id = ANY ('{@VARN:NEVAR}') AND fingerprint IS NOT NULL)"
     " SELECT @VARN:NEVAR FROM track t WHERE NOT is_virtual"
     " AND (fingerprint, filesize) IN (SELECT fingerprint, filesize FROM gone)"
-    " AND id NOT IN (SELECT id FROM gone)"
-    " AND NOT @VARN:NEVAR";
+    " AND id NOT IN (SELECT id FROM gone)";
 
 constexpr const char kPredecessors[] =
     "SELECT @VARN:NEVAR FROM track t WHERE id = ANY ('{@VARN:NEVAR}') AND (fingerprint, filesize) "
@@ -42,13 +51,11 @@ constexpr const char kPredecessors[] =
     " (SELECT fingerprint, filesize FROM track WHERE id = ANY ('{@VARN:NEVAR}'))"
     " ORDER BY @VARN:NEVAR DESC, id";
 
-// Tracks of cue sheets are found by their file's path and owner.
 constexpr const char kTrackPairs[] =
     "SELECT o.id AS old, n.id AS new FROM (VALUES @VARN:NEVAR) p(old, new)"
-    " JOIN track g ON g.id = p.old AND g.has_virtual JOIN track s ON s.id = p.new AND s.has_virtual"
-    " JOIN track o ON o.path = g.path AND o.userid = g.userid AND o.is_virtual"
-    " JOIN track n ON n.path = s.path AND n.userid = s.userid AND n.is_virtual"
-    " WHERE n.track = o.track AND (g.path, g.userid) <> (s.path, s.userid) ORDER BY o.id, n.id";
+    " JOIN virtual_info_track oi ON oi.file_track = p.old JOIN track o ON o.id = oi.track"
+    " JOIN virtual_info_track ni ON ni.file_track = p.new JOIN track n ON n.id = ni.track"
+    " WHERE n.track = o.track ORDER BY o.id, n.id";
 
 // Before the old rows go.
 constexpr const char kInherit[] =
@@ -70,15 +77,21 @@ std::string IdList(const std::vector<int> &ids) {
 }
 
 // What a file is looked for by: from the most that two rows may have in common to the least.
-std::array<std::int64_t, 3> Keys(const Rows &rows, int row) {
-    Hasher audio;
-    audio.Add(rows.Number(row, "fingerprint")).Add(rows.Number(row, "filesize"));
-    Hasher owned = audio;
+std::array<std::int64_t, 2> Keys(const Rows &rows, int row) {
+    Hasher owned;
+    owned.Add(rows.Number(row, "fingerprint")).Add(rows.Number(row, "filesize"));
     owned.Add(rows.Number(row, "userid"));
     const std::string_view path = rows.Field(row, "path");
     Hasher named = owned;
     named.Add(path.substr(path.rfind('/') + 1));
-    return {named.Value(), owned.Value(), audio.Value()};
+    return {named.Value(), owned.Value()};
+}
+
+using Stars = std::set<std::string>;  // "TRACK:USER:STARS"
+
+Stars StarsOf(const Rows &rows, int row) {
+    std::istringstream words(rows.Field(row, "stars"));
+    return {std::istream_iterator<std::string>(words), std::istream_iterator<std::string>()};
 }
 
 // The files that nobody has chosen yet.
@@ -88,7 +101,7 @@ class Choice {
         const int id = static_cast<int>(rows.Number(row, "id"));
         paths_[id] = rows.Field(row, "path");
         for (const std::int64_t key : Keys(rows, row)) {
-            arrivals_[key].insert({rows.Number(row, "came"), id});
+            arrivals_[key][StarsOf(rows, row)].insert({rows.Number(row, "came"), id});
         }
     }
 
@@ -103,16 +116,19 @@ class Choice {
 
     // Takes what fits a row best and came later; without a successor when there is nothing.
     Succession TakeFor(const Rows &rows, int row) {
-        const int gone = static_cast<int>(rows.Number(row, "id"));
         const Arrival came = {rows.Number(row, "came"), std::numeric_limits<int>::max()};
+        const Stars own = StarsOf(rows, row);
         for (const std::int64_t key : Keys(rows, row)) {
-            std::set<Arrival> &later = arrivals_[key];
-            for (auto at = later.upper_bound(came); at != later.end(); at = later.erase(at)) {
-                if (const auto path = paths_.find(at->second); path != paths_.end()) {
-                    const Succession found{gone, at->second, std::move(path->second)};
-                    paths_.erase(path);
-                    return found;
+            std::optional<Arrival> first;
+            for (auto &[stars, arrivals] : arrivals_[key]) {
+                if (std::includes(own.begin(), own.end(), stars.begin(), stars.end())) {
+                    const auto next = FirstBehind(came, arrivals);
+                    first = next && (!first || *next < *first) ? next : first;
                 }
+            }
+            if (first) {
+                const auto path = paths_.extract(first->second);
+                return {static_cast<int>(rows.Number(row, "id")), first->second, path.mapped()};
             }
         }
         return {};
@@ -121,8 +137,18 @@ class Choice {
   private:
     using Arrival = std::pair<std::int64_t, int>;  // when it came, and its id
 
+    std::optional<Arrival> FirstBehind(const Arrival &came, std::set<Arrival> &arrivals) const {
+        for (auto at = arrivals.upper_bound(came); at != arrivals.end(); at = arrivals.erase(at)) {
+            if (paths_.contains(at->second)) {
+                return *at;
+            }
+        }
+        return std::nullopt;
+    }
+
     std::map<int, std::string> paths_;
-    std::map<std::int64_t, std::set<Arrival>> arrivals_;  // by key; without a path: taken
+    // By key and stars; without a path: taken.
+    std::map<std::int64_t, std::map<Stars, std::set<Arrival>>> arrivals_;
 };
 
 void AddPair(std::string &pairs, int oldId, int newId) {
@@ -146,17 +172,42 @@ std::string TrackPairs(Database &database, const std::string &songs) {
     return pairs;
 }
 
-void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs) {
+// Of the tracks that the old rows have, and so those that their successors get.
+void AddNumbers(Database &database, std::vector<MovedSong> &songs, const std::vector<int> &gone) {
+    std::map<int, std::set<int>> numbers;
+    const Rows rows = database.Query(
+        "SELECT file_track, t.track FROM virtual_info_track i JOIN track t ON t.id = i.track"
+        " WHERE file_track = ANY ('{" +
+        IdList(gone) + "}')");
+    for (int row = 0; row < rows.Count(); ++row) {
+        numbers[static_cast<int>(rows.Number(row, "file_track"))].insert(
+            static_cast<int>(rows.Number(row, "track")));
+    }
+    for (MovedSong &song : songs) {
+        song.numbers = std::move(numbers[song.id]);
+    }
+}
+
+void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs,
+                  std::vector<MovedSong> moved, Reporter &reporter) {
     Transaction transaction(database);
+    moved = OnlyMoved(database, std::move(moved));
+    AddNumbers(database, moved, gone);
     const std::string tracks = TrackPairs(database, songs);
     database.Execute("CREATE TEMP TABLE pair ON COMMIT DROP AS SELECT * FROM (VALUES " + songs +
                      (tracks.empty() ? "" : ",") + tracks + ") p(old, new)");
     database.Execute(kInherit);
     DeleteSongs(database, IdList(gone));
     database.Execute("UPDATE track t SET id = pair.old FROM pair WHERE t.id = pair.new");
+    database.Execute(
+        "UPDATE virtual_info_track t SET file_track = pair.old FROM pair"
+        " WHERE t.file_track = pair.new");
     for (const char *table : kSideTables) {
         database.Execute(std::string("UPDATE ") + table +
                          " t SET track = pair.old FROM pair WHERE t.track = pair.new");
+    }
+    for (const std::string &problem : MoveRecords(database, moved)) {
+        reporter.Warn(problem);
     }
     transaction.Commit();
 }
@@ -171,7 +222,7 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     }
     const std::string goneIds = IdList(gone);
     Choice choice;
-    const Rows found = database.Query(Made(varn::Sql(kSuccessors, goneIds, kColumns, kIsRated)));
+    const Rows found = database.Query(Made(varn::Sql(kSuccessors, goneIds, kColumns)));
     for (int row = 0; row < found.Count(); ++row) {
         if (folders.Of(found.Field(row, "path")) != nullptr) {
             choice.Add(found, row);
@@ -191,16 +242,20 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     return successions;
 }
 
-void Succeed(Database &database, const std::vector<Succession> &successions) {
+void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter,
+             StopQuestion isStopped) {
     for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
+        StopIfAsked(isStopped);
         const std::size_t end = std::min(start + kBatchPairs, successions.size());
         std::string songs;
         std::vector<int> gone;
+        std::vector<MovedSong> moved;
         for (std::size_t i = start; i < end; ++i) {
             AddPair(songs, successions[i].gone, successions[i].successor);
             gone.push_back(successions[i].gone);
+            moved.push_back({successions[i].gone, "", successions[i].path});
         }
-        SucceedBatch(database, gone, songs);
+        SucceedBatch(database, gone, songs, std::move(moved), reporter);
     }
 }
 

@@ -6,6 +6,8 @@
 
 #include "database.h"
 #include "folders.h"
+#include "reporter.h"
+#include "stop.h"
 
 namespace varnindex {
 
@@ -17,14 +19,16 @@ struct Succession {
 };
 
 // Looks through the library for files of the same size and audio as the given rows without a file,
-// which came at a later date, lie in a configured folder and are not rated. Rated rows choose
-// first, each the file of its name and owner, else one of its owner, else any. A file goes to one
-// row. Throws DatabaseError.
+// which came at a later date, lie in a configured folder, belong to the same owner and have no stars
+// of their own: none, or such as the row has, too, which came along in the copied record. Rated rows
+// choose first, each the file of its name, else any. A file goes to one row. Throws DatabaseError.
 std::vector<Succession> FindSuccessors(Database &database, const Folders &folders,
                                        const std::vector<int> &gone);
 
 // Gives the files the old rows' ids, dates and ratings, with those of the tracks of cue sheets by
-// their numbers, and removes what else was theirs. In short transactions; throws DatabaseError.
-void Succeed(Database &database, const std::vector<Succession> &successions);
+// their numbers, and removes what else was theirs. In short transactions; throws DatabaseError,
+// and Stopped between two of them.
+void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter,
+             StopQuestion isStopped);
 
 }  // namespace varnindex

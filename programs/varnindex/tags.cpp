@@ -13,6 +13,7 @@
 #include <limits>
 
 #include "cue.h"
+#include "dsd.h"
 #include "fingerprint.h"
 #include "format.h"
 #include "names.h"
@@ -186,6 +187,10 @@ void ReadOpened(const Format &format, BoundedStream &stream, Pictures pictures, 
         return;
     }
     ReadAudio(*audio, song);
+    // TagLib asks its own formats alone for more than whole seconds.
+    if (const auto *const dsd = dynamic_cast<const DsdFile *>(opened.file.get())) {
+        song.duration = static_cast<float>(dsd->Audio().milliseconds) / 1000.0F;
+    }
     song.container = format.container;
     song.codec = opened.codec;
     PropertyMap tags = opened.file->properties();

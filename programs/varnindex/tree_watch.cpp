@@ -136,7 +136,7 @@ void TreeWatch::AddTree(const std::string &path, Reached reached, std::vector<Id
         return;
     }
     // Watched first and listed then, so that nothing made in between is missed.
-    if (!AddFolder(path, reached)) {
+    if (!AddFolder(path, reached, identity)) {
         return;
     }
     onTheWay.push_back(identity);
@@ -151,7 +151,7 @@ void TreeWatch::AddTree(const std::string &path, Reached reached, std::vector<Id
 
 // False when there is nothing to look for below the folder, either. A link to a folder that is
 // watched already adds nothing: folders that link to each other have no end of paths.
-bool TreeWatch::AddFolder(const std::string &path, Reached reached) {
+bool TreeWatch::AddFolder(const std::string &path, Reached reached, const Identity &identity) {
     // Added to what a file of this folder is watched for.
     const int watch = ::inotify_add_watch(inotify_.Get(), path.c_str(), kFolderMask | IN_MASK_ADD);
     if (watch < 0) {
@@ -167,7 +167,7 @@ bool TreeWatch::AddFolder(const std::string &path, Reached reached) {
         return false;
     }
     paths.insert(path);
-    watches_[path] = watch;
+    watches_[path] = {watch, identity};
     return true;
 }
 
@@ -179,12 +179,13 @@ void TreeWatch::RemoveTree(const std::string &path) {
             ++at;
             continue;
         }
-        auto &paths = paths_[at->second];
+        const int watch = at->second.watch;
+        auto &paths = paths_[watch];
         paths.erase(at->first);
         if (paths.empty()) {
-            paths_.erase(at->second);
-            if (!fileFolders_.contains(at->second)) {
-                ::inotify_rm_watch(inotify_.Get(), at->second);
+            paths_.erase(watch);
+            if (!fileFolders_.contains(watch)) {
+                ::inotify_rm_watch(inotify_.Get(), watch);
             }
         }
         at = watches_.erase(at);
@@ -192,12 +193,16 @@ void TreeWatch::RemoveTree(const std::string &path) {
     std::erase_if(unwatched_, isIn);
 }
 
-// The system has ended a watch: its folder is gone, or what it was on was unmounted.
-void TreeWatch::Forget(int watch) {
+// The system has ended a watch: its folder is gone, or what it was on was unmounted. Returns the
+// paths that it was for.
+std::set<std::string> TreeWatch::Forget(int watch) {
     const auto found = paths_.find(watch);
+    std::set<std::string> paths;
     if (found != paths_.end()) {
-        for (const std::string &path : found->second) {
-            if (const auto at = watches_.find(path); at != watches_.end() && at->second == watch) {
+        paths = std::move(found->second);
+        for (const std::string &path : paths) {
+            if (const auto at = watches_.find(path);
+                at != watches_.end() && at->second.watch == watch) {
                 watches_.erase(at);
             }
             if (const auto root = roots_.find(path); root != roots_.end()) {
@@ -207,6 +212,33 @@ void TreeWatch::Forget(int watch) {
         paths_.erase(found);
     }
     fileFolders_.erase(watch);
+    return paths;
+}
+
+// What a disk was mounted on is there again, and another disk may be mounted on it. Of folders of
+// the disk nothing is left.
+void TreeWatch::AddMountPoints(const std::set<std::string> &paths, std::set<std::string> &changed) {
+    for (const std::string &path : paths) {
+        if (!roots_.contains(path) && IdentityOf(path) != Identity()) {
+            AddTree(path);
+            changed.insert(path);
+        }
+    }
+}
+
+void TreeWatch::CheckMounts(std::set<std::string> &changed) {
+    std::vector<std::string> others;
+    for (const auto &[path, watched] : watches_) {
+        const bool isBelowOne = !others.empty() && IsBelow(others.back(), path);
+        if (!isBelowOne && !roots_.contains(path) && IdentityOf(path) != watched.identity) {
+            others.push_back(path);
+        }
+    }
+    for (const std::string &path : others) {
+        RemoveTree(path);
+        AddTree(path);
+        changed.insert(path);
+    }
 }
 
 void TreeWatch::RetryUnwatched() {
@@ -267,8 +299,14 @@ void TreeWatch::Handle(const inotify_event &event, std::string_view name,
             HandleIn(folder, name, event.mask, changed);
         }
     }
+    if ((event.mask & IN_UNMOUNT) != 0) {
+        unmounted_.insert(event.wd);
+    }
     if ((event.mask & IN_IGNORED) != 0) {
-        Forget(event.wd);
+        const std::set<std::string> paths = Forget(event.wd);
+        if (unmounted_.erase(event.wd) > 0) {
+            AddMountPoints(paths, changed);
+        }
     }
 }
 

@@ -36,6 +36,11 @@ class TreeWatch {
     // folder that holds it must exist; false when it cannot be watched.
     bool AddFile(const std::string &path);
 
+    // Watches the folders that are others than before, because a disk was mounted or unmounted there,
+    // and adds their paths to what changed. The system tells nothing of these: to be called when its
+    // table of mounts has changed.
+    void CheckMounts(std::set<std::string> &changed);
+
     // Reads the events that have arrived and adds the changed paths: a file, or a folder whose
     // whole content may have changed.
     void Read(std::set<std::string> &changed);
@@ -58,9 +63,10 @@ class TreeWatch {
     static Identity IdentityOf(const std::string &path);
     void AddTree(const std::string &path);
     void AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay);
-    bool AddFolder(const std::string &path, Reached reached);
+    bool AddFolder(const std::string &path, Reached reached, const Identity &identity);
     void RemoveTree(const std::string &path);
-    void Forget(int watch);
+    std::set<std::string> Forget(int watch);
+    void AddMountPoints(const std::set<std::string> &paths, std::set<std::string> &changed);
     void RebuildAfterOverflow(std::set<std::string> &changed);
     void Handle(const inotify_event &event, std::string_view name, std::set<std::string> &changed);
     void HandleIn(const std::string &folder, std::string_view name, std::uint32_t mask,
@@ -70,9 +76,15 @@ class TreeWatch {
     bool (*isStopped_)();
     Descriptor inotify_;
     std::map<std::string, Identity> roots_;
+    struct Watched {
+        int watch;
+        Identity identity;
+    };
+
     // One folder has one watch, through however many links it is reached.
     std::map<int, std::set<std::string>> paths_;
-    std::map<std::string, int> watches_;
+    std::map<std::string, Watched> watches_;
+    std::set<int> unmounted_;  // watches that the system is about to end
     std::set<std::string> files_;
     std::map<int, std::string> fileFolders_;
     std::set<std::string> unwatched_;

@@ -10,16 +10,16 @@ namespace {
 
 constexpr const char kUsedSheet[] =
     "SELECT i.cue_sheet_path AS sheet, i.cue_sheet_path = f.path AS embedded FROM track f"
-    " JOIN track v ON v.path = f.path AND v.userid = f.userid AND v.is_virtual"
-    " JOIN virtual_info_track i ON i.track = v.id WHERE f.id = @VARN:INT ORDER BY v.id LIMIT 1";
+    " JOIN virtual_info_track i ON i.file_track = f.id WHERE f.id = @VARN:INT"
+    " ORDER BY i.track LIMIT 1";
 
 constexpr const char kTracks[] =
     "SELECT v.track, v.title, v.duration, v.agg_genre, v.comment, v.year, artist, composer, album,"
-    " album_artist, audio_offset, cue_sheet_path FROM track f"
-    " JOIN track v ON v.path = f.path AND v.userid = f.userid AND v.is_virtual"
-    " JOIN virtual_info_track i ON i.track = v.id JOIN album_track a ON a.track = v.id"
-    " JOIN artist_track r ON r.track = v.id JOIN composer_track c ON c.track = v.id"
-    " WHERE f.id = @VARN:INT ORDER BY v.track, v.id";
+    " album_artist, audio_offset, cue_sheet_path"
+    " FROM virtual_info_track i JOIN track v ON v.id = i.track"
+    " JOIN album_track a ON a.track = v.id JOIN artist_track r ON r.track = v.id"
+    " JOIN composer_track c ON c.track = v.id WHERE i.file_track = @VARN:INT ORDER BY v.track, "
+    "v.id";
 
 bool IsTrack(const Rows &rows, int row, const VirtualSong &track) {
     const Song &song = track.song;

@@ -88,8 +88,13 @@ std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders)
     return result;
 }
 
-Walk::Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library)
-    : folders_(std::move(folders)), roots_(folders_), wanted_(wanted), library_(library) {
+Walk::Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library,
+           StopQuestion isStopped)
+    : folders_(std::move(folders)),
+      roots_(folders_),
+      wanted_(wanted),
+      library_(library),
+      isStopped_(isStopped) {
     std::reverse(folders_.begin(), folders_.end());
 }
 
@@ -184,6 +189,7 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     level.isLinked = isLinked;
     bool hasNames = false;
     for (;;) {
+        StopIfAsked(isStopped_);
         errno = 0;
         const dirent *const entry = ::readdir(dir.get());
         if (entry == nullptr) {

@@ -14,6 +14,7 @@
 
 #include "links.h"
 #include "sheets.h"
+#include "stop.h"
 
 namespace varnindex {
 
@@ -53,9 +54,11 @@ class Walk {
   public:
     // With `library` the folders are parts of it, and are walked as a walk of all of it would: not
     // at all where that does not go. It outlives the walk.
-    Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library = nullptr);
+    Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library = nullptr,
+         StopQuestion isStopped = nullptr);
 
-    // The next find; none at the end.
+    // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of which
+    // are no finds: then Stopped is thrown.
     std::optional<Found> Next();
 
     // Behind the last find of a walk of all folders.
@@ -96,6 +99,7 @@ class Walk {
     std::vector<std::string> roots_;    // of the library
     NameFilter wanted_;
     LinkedFolders *library_;
+    StopQuestion isStopped_;
     std::optional<RealRoots> realRoots_;  // once there is a link
     std::vector<Level> levels_;
     std::set<std::pair<dev_t, ino_t>> seen_;  // folders behind links

@@ -1,5 +1,6 @@
 #include "watch.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <signal.h>
 
@@ -11,8 +12,10 @@
 #include <optional>
 #include <set>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
+#include "descriptor.h"
 #include "names.h"
 #include "notices.h"
 #include "remove.h"
@@ -188,13 +191,14 @@ class Watcher {
         : jobs_(jobs),
           socket_(socket),
           signals_(signals),
-          tree_(jobs.wanted, StopSignals::Requested) {}
+          tree_(jobs.wanted, StopSignals::Requested),
+          mounts_(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) {}
 
     void Run();
 
   private:
     void Start();
-    void Wait() const;
+    void Wait();
     void ReadEvents();
     void ReadNotices();
     void Check();
@@ -205,19 +209,23 @@ class Watcher {
     bool IsOurs(const std::string &path) const;
     void Work();
     void FinishSpooled();
-    bool Do(const Batch &batch);
+    JobResult Do(const Batch &batch);
+    bool Try(const Batch &batch);
+    void SayOnce(const std::string &text);
     Clock::time_point NextWork() const { return std::max(batch_.Due(), pauses_.Until()); }
 
     const WatchJobs &jobs_;
     NoticeSocket &socket_;
     const StopSignals &signals_;
     TreeWatch tree_;
+    Descriptor mounts_;  // polled for the changes of the system's table of mounts
     std::vector<std::string> roots_;
     Batch batch_;
     std::optional<SpooledNotices> spooled_;  // part of the batch
     Pauses pauses_;
+    bool mountsChanged_ = false;
     bool databaseAway_ = false;
-    bool indexerBusy_ = false;
+    std::string hindrance_;  // what was said last of why the batch is not done
     bool limitTold_ = false;
     std::string spoolProblem_;
     Clock::time_point nextCheck_;
@@ -251,21 +259,28 @@ void Watcher::Start() {
 }
 
 // Until something arrives, is due or ends the watcher.
-void Watcher::Wait() const {
+void Watcher::Wait() {
     const auto until = batch_.Empty() ? nextCheck_ : std::min(nextCheck_, NextWork());
     const auto rest = std::max<Clock::duration>(until - Clock::now(), 0ns);
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
     const timespec timeout = {seconds.count(), std::chrono::nanoseconds(rest - seconds).count()};
-    std::array<pollfd, 2> sources = {pollfd{tree_.Get(), POLLIN, 0},
-                                     pollfd{socket_.Get(), POLLIN, 0}};
-    if (::ppoll(sources.data(), sources.size(), &timeout, &signals_.Open()) < 0 && errno != EINTR) {
+    std::array<pollfd, 3> sources = {pollfd{tree_.Get(), POLLIN, 0},
+                                     pollfd{socket_.Get(), POLLIN, 0},
+                                     pollfd{mounts_.Get(), POLLPRI, 0}};
+    const int ready = ::ppoll(sources.data(), sources.size(), &timeout, &signals_.Open());
+    if (ready < 0 && errno != EINTR) {
         throw SystemError("cannot wait for changes");
     }
+    mountsChanged_ = mountsChanged_ || (ready > 0 && (sources[2].revents & POLLPRI) != 0);
 }
 
 void Watcher::ReadEvents() {
     std::set<std::string> changed;
     tree_.Read(changed);
+    if (std::exchange(mountsChanged_, false)) {
+        tree_.CheckMounts(changed);
+        nextCheck_ = Clock::now();  // a root may be another folder, too
+    }
     for (const std::string &path : changed) {
         if (path == SystemPath(varn::path::kIndexFolders) ||
             path == SystemPath(varn::path::kNotifySpool)) {
@@ -378,32 +393,45 @@ void Watcher::TakeSpool() {
 // The batch is put aside, so that it is whole again when it cannot be worked off.
 void Watcher::Work() {
     Batch batch = std::exchange(batch_, Batch());
-    bool done = false;
+    if (!Try(batch)) {
+        batch_ = std::move(batch);
+        pauses_.Begin();
+        return;
+    }
+    hindrance_.clear();
+    pauses_.End();
+    if (!StopSignals::Requested()) {
+        FinishSpooled();
+    }
+}
+
+bool Watcher::Try(const Batch &batch) {
     try {
-        done = Do(batch);
+        const JobResult result = Do(batch);
         if (std::exchange(databaseAway_, false)) {
             Say("the database is back");
         }
-        if (!done && !std::exchange(indexerBusy_, true)) {
-            Say("another indexer is at work on this library; this one goes on when it is done");
+        if (result == JobResult::kIndexerBusy) {
+            SayOnce("another indexer is at work on this library; this one goes on when it is done");
+        } else if (result == JobResult::kNothingIndexed) {
+            SayOnce("no folder is indexed; what has changed is looked at when one is");
         }
+        return result == JobResult::kDone;
     } catch (const Stopped &) {
-        done = false;
     } catch (const DatabaseError &error) {
         if (!std::exchange(databaseAway_, true)) {
             Say(std::string("the database refuses, and is tried again from time to time: ") +
                 error.what());
         }
+    } catch (const std::system_error &error) {
+        SayOnce(std::string("cannot index, and tries again from time to time: ") + error.what());
     }
-    if (!done) {
-        batch_ = std::move(batch);
-        pauses_.Begin();
-        return;
-    }
-    indexerBusy_ = false;
-    pauses_.End();
-    if (!StopSignals::Requested()) {
-        FinishSpooled();
+    return false;
+}
+
+void Watcher::SayOnce(const std::string &text) {
+    if (std::exchange(hindrance_, text) != text) {
+        Say(text);
     }
 }
 
@@ -419,8 +447,7 @@ void Watcher::FinishSpooled() {
     }
 }
 
-// False when another indexer is at work.
-bool Watcher::Do(const Batch &batch) {
+JobResult Watcher::Do(const Batch &batch) {
     const SignalsLetIn letIn(signals_);
     if (!batch.Ids().empty()) {
         Database database;
@@ -432,7 +459,8 @@ bool Watcher::Do(const Batch &batch) {
     if (batch.Everything()) {
         return jobs_.indexAll();
     }
-    return batch.Paths().empty() || jobs_.indexPaths({batch.Paths().begin(), batch.Paths().end()});
+    return batch.Paths().empty() ? JobResult::kDone
+                                 : jobs_.indexPaths({batch.Paths().begin(), batch.Paths().end()});
 }
 
 }  // namespace

@@ -9,8 +9,15 @@
 
 namespace varnindex {
 
-// What the watcher has done by others. Each of these may throw DatabaseError: the work is then
-// tried again with growing pauses. Those that index throw Stopped (scan.h) when IsStopRequested()
+enum class JobResult {
+    kDone,
+    kIndexerBusy,     // another one is at work
+    kNothingIndexed,  // no folder is: more likely a lost configuration than a wish
+};
+
+// What the watcher has done by others. Each of these may throw DatabaseError or std::system_error:
+// the work is then tried again with growing pauses, and so is what is not done. Those that index
+// throw Stopped (stop.h) when IsStopRequested()
 // says so.
 struct WatchJobs {
     // All folders that the library holds files of, the personal ones included: absolute paths as
@@ -18,11 +25,11 @@ struct WatchJobs {
     std::function<std::vector<std::string>()> folders;
 
     // Brings the library in step with these files and folders, which may be gone. What was moved
-    // stands in one list with both paths. False when another indexer is at work.
-    std::function<bool(const std::vector<std::string> &paths)> indexPaths;
+    // stands in one list with both paths.
+    std::function<JobResult(const std::vector<std::string> &paths)> indexPaths;
 
     // The same for all folders.
-    std::function<bool()> indexAll;
+    std::function<JobResult()> indexAll;
 
     // True for the names of files that the library has a use for.
     NameFilter wanted = nullptr;

@@ -11,6 +11,7 @@
 #include "platform/child.h"
 #include "support/fixture.h"
 #include "varn/notify.h"
+#include "varn/packageconf.h"
 #include "varn/systempath.h"
 #include "varnindex/database.h"
 #include "varnindex/eventually.h"
@@ -145,6 +146,40 @@ TEST_F(LibraryWatchTest, WhatAnotherIndexerStandsInTheWayOfIsDoneBehindIt) {
         }));
     }
     EXPECT_TRUE(Becomes("first.mp3=The Tóne"));
+}
+
+// A configuration that is lost, or written anew in more than one step.
+TEST_F(LibraryWatchTest, WhatChangesWhileNothingIsIndexedIsNotForgotten) {
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    Start();
+    ASSERT_TRUE(Becomes("first.mp3=The Tóne"));
+    WriteFile(varn::path::kIndexFolders, "");
+    Put("second.mp3", "plain.mp3");
+    EXPECT_TRUE(Eventually(
+        [] { return ReadFile(LogFile()).find("no folder is indexed") != std::string::npos; }));
+    EXPECT_EQ(Songs(), "first.mp3=The Tóne");
+    WriteFile(varn::path::kIndexFolders, Music().string() + "\n");
+    EXPECT_TRUE(Becomes("first.mp3=The Tóne,second.mp3=second"));
+    EXPECT_TRUE(Stop());
+}
+
+// Tried again when the database is back, hours later for example: a disk may be away by then.
+TEST_F(LibraryWatchTest, AScanThatWasToPurgeIsMadeUpForWithout) {
+    Put("second.mp3", "plain.mp3");
+    Start();
+    ASSERT_TRUE(Becomes("first.mp3=The Tóne,second.mp3=second"));
+    EXPECT_TRUE(Stop());
+    Query("ALTER TABLE playlist RENAME TO away");
+    fs::remove(Music() / "second.mp3");
+    Start("--purge");
+    EXPECT_TRUE(Eventually(
+        [] { return ReadFile(LogFile()).find("the database refuses") != std::string::npos; }));
+    fs::rename(Music() / "first.mp3", scratch() / "first.mp3");
+    Query("ALTER TABLE away RENAME TO playlist");
+    EXPECT_TRUE(Eventually(
+        [] { return ReadFile(LogFile()).find("songs stay in the library") != std::string::npos; }));
+    EXPECT_EQ(Songs(), "first.mp3=The Tóne,second.mp3=second");
+    EXPECT_TRUE(Stop());
 }
 
 TEST_F(LibraryWatchTest, APlaylistRowIsRemovedByItsId) {

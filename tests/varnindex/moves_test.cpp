@@ -1,15 +1,21 @@
 // Songs that were moved, copied and renamed keep their rows.
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <optional>
 #include <string>
 
+#include "varnindex/gone.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using tonvale_test::Ended;
+using tonvale_test::Samples;
 class MovesTest : public tonvale_test::ScanTest {};
 
 TEST_F(MovesTest, MovedSongsKeepTheirRows) {
@@ -69,6 +75,78 @@ TEST_F(MovesTest, AMoveIsFoundBetweenGivenPaths) {
     Expect(Index({(Music() / "a/1.mp3").string(), (Music() / "b/1.mp3").string()}), 0,
            "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
     EXPECT_EQ(Ratings(), (Rows{{"b/1.mp3", "0", "5"}}));
+}
+
+// A row tells its owner's taste, and is nobody else's; nor does it become everybody's.
+TEST_F(MovesTest, NoRowGoesToAnotherOwner) {
+    EnableHomes(true);
+    const fs::path alice = Home("alice") / "music";
+    const fs::path bob = Home("bob") / "music";
+    for (const char *name : {"claimed.mp3", "late.mp3"}) {
+        const fs::path path = PutTagged(name, name);
+        std::ofstream(path, std::ios::app) << std::string(1000, *name);  // audio of its own
+        fs::rename(path, alice / name);
+    }
+    Put("shared.mp3");
+    fs::copy_file(Samples() / "plain.mp3", alice / "stays.mp3");
+    fs::copy_file(Samples() / "plain.mp3", bob / "stays.mp3");
+    Index();
+    fs::copy_file(alice / "late.mp3", Music() / "late.mp3");
+    fs::copy_file(Music() / "shared.mp3", bob / "shared.mp3");
+    Index();
+    const std::string owners = "SELECT id, userid FROM track ORDER BY id";
+    Rows before = Query(owners);
+    fs::rename(alice / "claimed.mp3", bob / "claimed.mp3");
+    fs::remove(alice / "late.mp3");
+    fs::remove(Music() / "shared.mp3");
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 3, unchanged 4, failed 0");
+    EXPECT_EQ(Query("SELECT id, userid FROM track WHERE title <> 'claimed.mp3' ORDER BY id").size(),
+              4U);
+    const Rows after = Query(owners);
+    for (const auto &row : after) {
+        const bool isOld = std::stoi(row[0]) <= std::stoi(before.back()[0]);
+        EXPECT_TRUE(!isOld || std::find(before.begin(), before.end(), row) != before.end())
+            << "row " << row[0] << " has come to " << row[1];
+    }
+}
+
+// New files without a name that is known wait for those that have one: each is asked for once.
+TEST_F(MovesTest, ThousandsOfEqualFilesAreNoTrap) {
+    constexpr int kMany = 20'000;
+    Query(
+        "INSERT INTO track (path, filesize, fingerprint) SELECT '/m/' || n || '.mp3', 7, 9"
+        " FROM generate_series(1, " +
+        std::to_string(kMany) + ") n");
+    varnindex::Database database;
+    varnindex::GoneRows gone;
+    const auto path = [](const char *folder, int i) { return folder + std::to_string(i) + ".mp3"; };
+    for (const auto &row : Query("SELECT id, path FROM track ORDER BY id")) {
+        varnindex::KnownRow known;
+        known.id = std::stoi(row[0]);
+        known.path = row[1];
+        gone.Add(known, std::nullopt);
+    }
+    for (int i = 1; i <= kMany; ++i) {
+        gone.AddNew(path("/a/copy ", i), 7, 0);
+        gone.AddNew(path("/b/", i), 7, 0);
+    }
+    gone.Prepare(database);
+    varnindex::Song song;
+    song.size = 7;
+    song.fingerprint = 9;
+    const auto start = std::chrono::steady_clock::now();
+    for (int i = 1; i <= kMany; ++i) {
+        song.path = path("/a/copy ", i);
+        ASSERT_TRUE(gone.ClaimFor(song, false).isLater);
+    }
+    song.path = path("/b/", kMany);
+    EXPECT_EQ(gone.ClaimFor(song, false).id, kMany);
+    for (int i = 1; i < kMany; ++i) {
+        song.path = path("/a/copy ", i);
+        ASSERT_EQ(gone.ClaimFor(song, true).id, i);
+    }
+    EXPECT_EQ(gone.ClaimFor(song, true).id, 0);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
 // The copy has been in the library for a while when its original goes.
@@ -131,6 +209,29 @@ TEST_F(MovesTest, SwappedSongsKeepTheirRowsAmongManyNewFiles) {
                     " ON track.id = rating_track.track"),
               "2 1");
     EXPECT_EQ(Value("SELECT COUNT(*) FROM track"), std::to_string(kMany + 2));
+}
+
+// More than wait in memory for what becomes of their rows.
+TEST_F(MovesTest, ThousandsOfSongsRenamedOverEachOtherKeepTheirRows) {
+    constexpr int kMany = 4200;
+    const auto path = [](int i) { return Music() / (std::to_string(i) + ".mp3"); };
+    for (int i = 1; i <= kMany; ++i) {
+        PutTagged(path(i).filename(), std::to_string(10'000 + i));
+        // Audio of its own, and another size than the next one's, which may have the same time.
+        std::ofstream(path(i), std::ios::app) << 10'000 + i << (i % 2 == 0 ? "even" : "");
+    }
+    Write("0.cue", "no sheet");
+    Index();
+    const Rows ids = Query("SELECT id, title FROM track ORDER BY id");
+    for (int i = kMany; i >= 1; --i) {
+        fs::rename(path(i), path(i + 1));
+    }
+    fs::rename(path(kMany + 1), path(1));
+    const Ended run = Index();
+    Expect(run, 0, "added 0, changed 0, moved 4200, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(run.err.find("0.cue"), run.err.rfind("0.cue")) << "told twice: " << run.err;
+    EXPECT_EQ(Query("SELECT id, title FROM track ORDER BY id"), ids);
+    EXPECT_EQ(Value("SELECT path LIKE '%/2.mp3' FROM track WHERE title = '10001'"), "t");
 }
 
 TEST_F(MovesTest, SongsRenamedOverEachOtherKeepTheirRows) {
@@ -204,6 +305,89 @@ TEST_F(MovesTest, SplitFilesOfOneNameChangePlaces) {
     fs::rename(Music() / "b/album.wav", Music() / "a/album.wav");
     Expect(Index(), 0, "added 0, changed 0, moved 1, removed 1, unchanged 0, failed 0");
     EXPECT_EQ(Ratings(), (Rows{{"a/album.wav", "1", "5"}, {"a/album.wav", "2", "5"}}));
+}
+
+// What the old song's tracks have goes to its copy, and not what the new one's have, which are at
+// the same path by then.
+TEST_F(MovesTest, ASplitFileWhosePathIsTakenLivesOnInItsCopy) {
+    for (const char *name : {"b", "a"}) {
+        Put(std::string(name) + "/album.wav", "tone.wav");
+        Write(std::string(name) + "/album.cue", Sheet("album.wav", name));
+        Index();
+        std::ofstream(Music() / name / "album.wav", std::ios::app) << std::string(5000, *name);
+    }
+    Index();
+    Rate("is_virtual AND track = 1 AND path LIKE '%/a/%'", 5);
+    Rate("is_virtual AND track = 2 AND path LIKE '%/b/%'", 3);
+    const Rows ids = Query("SELECT id, track FROM track ORDER BY id");
+    fs::copy(Music() / "a", Music() / "copy");
+    Index();
+    fs::rename(Music() / "b/album.wav", Music() / "a/album.wav");
+    Expect(Index(), 0, "added 0, changed 0, moved 2, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Query("SELECT id, track FROM track ORDER BY id"), ids);
+    EXPECT_EQ(Ratings(), (Rows{{"a/album.wav", "2", "3"}, {"copy/album.wav", "1", "5"}}));
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
+}
+
+// Stopped wherever between its batches: which tracks belong to which of two songs at one path is
+// in the library.
+TEST_F(MovesTest, SplitFilesThatChangePlacesSurviveAStop) {
+    constexpr int kPairs = 10;
+    const std::string comment(4000, 'x');  // a batch holds some songs alone
+    const auto path = [](const char *folder, int i, const char *extension) {
+        return std::string(folder) + "/" + std::to_string(i) + extension;
+    };
+    for (int i = 0; i < kPairs; ++i) {
+        for (const char *folder : {"a", "b"}) {
+            std::string sheet = "REM COMMENT \"" + comment + "\"\nFILE \"" +
+                                path("", i, ".wav").substr(1) + "\" WAVE\n";
+            for (int track = 10; track < 74; ++track) {
+                sheet += "TRACK " + std::to_string(track) + " AUDIO\nTITLE \"" + folder +
+                         std::to_string(i) + "\"\nINDEX 01 00:00:" + std::to_string(track) + "\n";
+            }
+            Write(path(folder, i, ".cue"), sheet);
+            Put(path(folder, i, ".wav"), "tone.wav");
+            std::ofstream(Music() / path(folder, i, ".wav"), std::ios::app)
+                << std::string(static_cast<std::size_t>(1000 + i), *folder);
+        }
+    }
+    Index();
+    Rate("is_virtual", 5);
+    Query(
+        "UPDATE rating_track SET star = 3 FROM track WHERE id = rating_track.track"
+        " AND path LIKE '%/b/%'");
+    const Rows tracks = Query("SELECT id, title, track FROM track ORDER BY id");
+    ForEveryTable("CREATE TABLE saved_%1$s AS SELECT %2$s FROM %1$s");
+    fs::rename(Music() / "a", Music() / "c");
+    fs::rename(Music() / "b", Music() / "a");
+    fs::rename(Music() / "c", Music() / "b");
+    static int questions;
+    int betweenBatches = 0;
+    questions = 0;
+    varnindex::ScanOptions options;
+    options.isStopped = [] { return --questions == 0; };
+    ASSERT_TRUE(ScanInProcess(options));
+    const int asked = -questions;
+    for (int stopAt = asked - 15; stopAt < asked; stopAt += 3) {
+        WaitForItsServerProcess();
+        ForEveryTable("DELETE FROM %1$s");
+        ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");
+        questions = stopAt;
+        ScanInProcess(options);
+        const std::string moved = Value(
+            "SELECT count(*) FROM track f JOIN virtual_info_track ON file_track = f.id"
+            " JOIN track v ON v.id = virtual_info_track.track AND v.track = 10"
+            " WHERE (f.path LIKE '%/b/%') = (v.title LIKE 'a%')");
+        betweenBatches += moved != "0" && moved != "20" ? 1 : 0;
+        WaitForItsServerProcess();
+        ASSERT_EQ(Index().status, 0) << stopAt;
+        ASSERT_EQ(Query("SELECT id, title, track FROM track ORDER BY id"), tracks) << stopAt;
+        ASSERT_EQ(Value("SELECT count(*) FROM rating_track JOIN track ON id = rating_track.track"
+                        " WHERE (star = 5) = (title LIKE 'a%')"),
+                  Value("SELECT count(*) FROM track WHERE is_virtual"))
+            << stopAt;
+    }
+    EXPECT_GT(betweenBatches, 0);
 }
 
 }  // namespace

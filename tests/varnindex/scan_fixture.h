@@ -7,12 +7,17 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <thread>
+#include <vector>
 
 #include "varn/packageconf.h"
 #include "varnindex/database.h"
+#include "varnindex/folders.h"
 #include "varnindex/index_fixture.h"
+#include "varnindex/reporter.h"
+#include "varnindex/scan.h"
 
 namespace tonvale_test {
 
@@ -81,6 +86,22 @@ class ScanTest : public IndexTest {
         tags.replace("CUESHEET", TagLib::StringList({sheet, TagLib::String::UTF8}));
         file.setProperties(tags);
         ASSERT_TRUE(file.save());
+    }
+
+    // A scan of some paths, without any of everything; false when it was stopped.
+    static bool ScanInProcess(const varnindex::ScanOptions &options,
+                              const std::vector<std::string> &paths = {}) {
+        std::ostringstream warnings;
+        varnindex::Reporter reporter(warnings, false, varnindex::Reporter::Detail::kAll);
+        varnindex::Database database;
+        try {
+            const varnindex::Folders folders = varnindex::Folders::Configured();
+            paths.empty() ? IndexLibrary(database, folders, options, reporter)
+                          : IndexPaths(database, folders, paths, options, reporter);
+            return true;
+        } catch (const varnindex::Stopped &) {
+            return false;
+        }
     }
 
     // The library without ids and dates: what two ways to the same folders must agree on.

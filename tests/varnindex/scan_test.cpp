@@ -163,6 +163,20 @@ TEST_F(ScanTest, HomesBelongToTheirUsers) {
     EXPECT_EQ(Value("SELECT count(*) FROM personal_playlist"), "0");
 }
 
+// The watcher was told of the change while the home was indexed.
+TEST_F(ScanTest, APathThatIsNotIndexedAnyMoreIsPassedOver) {
+    const fs::path song = Home("alice") / "music/a.mp3";
+    fs::copy_file(Samples() / "plain.mp3", song);
+    Put("shared.mp3");
+    EnableHomes(true);
+    Index();
+    const Rows before = Everything();
+    EnableHomes(false);
+    fs::copy_file(song, Home("alice") / "music/new.mp3");
+    EXPECT_TRUE(ScanInProcess({}, {song.parent_path().string(), song.string()}));
+    EXPECT_EQ(Everything(), before);
+}
+
 TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     fs::copy_file(Samples() / "plain.mp3", Home("alice") / "music/a.mp3");
     fs::copy_file(Samples() / "plain.mp3", Home("alice") / "b.mp3");
@@ -246,6 +260,32 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
             ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/25";
         }
     }
+}
+
+// Gone at the first look at the folders, and there at the second.
+TEST_F(ScanTest, AFolderThatIsBackAtOnceKeepsItsRow) {
+    PutTagged("0/1.mp3", "Back");
+    const fs::path other = Put("many/0.mp3");
+    Index();
+    const std::string folder = "SELECT id FROM directory WHERE path LIKE '%/0'";
+    const std::string id = Value(folder);
+    constexpr int kMany = 4200;  // more than are remembered between the two
+    for (int i = 1; i < kMany; ++i) {
+        fs::create_hard_link(other, other.parent_path() / (std::to_string(i) + ".mp3"));
+    }
+    fs::rename(Music() / "0", scratch() / "away");
+    static int questions;
+    questions = 0;
+    varnindex::ScanOptions options;
+    options.isStopped = [] {
+        if (++questions == kMany / 2) {
+            fs::rename(scratch() / "away", Music() / "0");
+        }
+        return false;
+    };
+    EXPECT_TRUE(ScanInProcess(options));
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), std::to_string(kMany + 1));
+    EXPECT_EQ(Value(folder), id);
 }
 
 // Readers see whole batches and wait for none.
@@ -340,7 +380,7 @@ TEST(Folders, OwnersAndWhatToWalk) {
     using Paths = std::vector<std::string>;
     EXPECT_EQ(FoldersToWalk(folders, {top + "/none/a/b.mp3"}), Paths{top});
     EXPECT_EQ(FoldersToWalk(folders, {top + "/none/home/b.mp3"}), Paths{top + "/none/home"});
-    EXPECT_EQ(FoldersToWalk(folders, {"/nowhere/at/all"}), Paths{"/nowhere/at/all"});
+    EXPECT_EQ(FoldersToWalk(folders, {"/nowhere/at/all", top}), Paths{top});
 }
 
 }  // namespace

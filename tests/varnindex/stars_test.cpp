@@ -15,6 +15,7 @@
 namespace {
 
 namespace fs = std::filesystem;
+using tonvale_test::Ended;
 
 class StarsTest : public tonvale_test::IndexTest {
   protected:
@@ -73,6 +74,12 @@ TEST_F(StarsTest, ALibraryRebuiltFromNothingHasThem) {
     EXPECT_EQ(Ratings(), changed);
     Query("DELETE FROM track");
     Expect(Index(), 0, "added 3, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    // The record of what has moved is what the library knew of it.
+    EXPECT_EQ(Ratings(), (Rows{all[0], all[1], {"The T\xC3\xB3ne", "1030", "3"}}));
+    Rate("moved/album.flac", "1030", "2");
+    Rate("moved/album.flac_12", "1031", "5");
+    Query("DELETE FROM track");
+    Index();
     EXPECT_EQ(Ratings(), all);
     // A sheet that comes later makes new tracks of a known song.
     fs::rename(Music() / "moved/album.cue", scratch() / "album.cue");
@@ -80,6 +87,109 @@ TEST_F(StarsTest, ALibraryRebuiltFromNothingHasThem) {
     fs::rename(scratch() / "album.cue", Music() / "moved/album.cue");
     Index();
     EXPECT_EQ(Ratings(), all);
+}
+
+// One by one: what is beside the songs stays where it was.
+TEST_F(StarsTest, SongsThatMoveTakeTheirRecordsAlong) {
+    const auto put = [](const std::string &name, const std::string &title) {
+        const fs::path path = PutTagged(name, title);
+        std::ofstream(path, std::ios::app) << std::string(1000, title.front());  // its own audio
+    };
+    const auto move = [](const char *from, const char *to) {
+        fs::create_directories((Music() / to).parent_path());
+        fs::rename(Music() / from, Music() / to);
+    };
+    for (const char *name : {"a", "b", "c", "unrated", "stays", "origin"}) {
+        put(std::string(name) + ".mp3", name);
+    }
+    Put("album.flac", "tone.flac");
+    std::ofstream(Music() / "album.cue")
+        << "FILE \"album.flac\" WAVE\n  TRACK 01 AUDIO\n    TITLE \"One\"\n    INDEX 01 00:00:00\n"
+           "  TRACK 12 AUDIO\n    TITLE \"Twelve\"\n    INDEX 01 00:00:50\n";
+    int stars = 0;
+    for (const char *name : {"a.mp3", "b.mp3", "c.mp3", "album.flac", "album.flac_12"}) {
+        Rate(name, "1030", std::to_string(++stars));
+    }
+    Rate("origin.mp3", "1031", "4");
+    Index();
+    put("copy/origin.mp3", "origin");
+    Index();
+    const Rows all = Ratings();
+    ASSERT_EQ(all.size(), 6U);
+    // Round and round, over a rated name, and into other folders.
+    move("a.mp3", "other");
+    move("b.mp3", "a.mp3");
+    move("other", "b.mp3");
+    move("c.mp3", "it's/c.mp3");
+    move("unrated.mp3", "c.mp3");
+    move("album.flac", "disc/album.flac");
+    move("album.cue", "disc/album.cue");
+    fs::remove(Music() / "origin.mp3");
+    const Ended moved = Index();
+    Expect(moved, 0, "added 0, changed 0, moved 6, removed 0, unchanged 2, failed 0");
+    EXPECT_EQ(moved.err, "");
+    EXPECT_EQ(Ratings(), all);
+    // A new song under an old name has none of the old one's stars, and a library that is built
+    // anew gives everybody's own.
+    put("origin.mp3", "new");
+    Put("album.flac", "tone.ogg");
+    for (int i = 0; i < 2; ++i) {
+        Index();
+        EXPECT_EQ(Ratings(), all);
+        Query("DELETE FROM track");
+    }
+}
+
+// Stars that came with the copy are none that somebody gave it.
+TEST_F(StarsTest, ACopyWithItsRecordOutlivesTheOriginal) {
+    Put("a/1.mp3");
+    Put("a/2.mp3", "plain.mp3");
+    Put("a/album.flac", "tone.flac");
+    std::ofstream(Music() / "a/album.cue")
+        << "FILE \"album.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
+           "  TRACK 02 AUDIO\n    INDEX 01 00:00:50\n";
+    for (const char *name : {"a/1.mp3", "a/2.mp3", "a/album.flac_2"}) {
+        Rate(name, "1030", "4");
+    }
+    Index();
+    fs::copy(Music() / "a", Music() / "b", fs::copy_options::recursive);
+    PutTagged("keeps/3.mp3", "Another");
+    Index();
+    Query(
+        "INSERT INTO rating_track (userid, track, star) SELECT 1031, id, 2 FROM track"
+        " WHERE path LIKE '%/a/1.mp3'");
+    Query(
+        "UPDATE rating_track SET star = 1 FROM track WHERE id = rating_track.track AND path LIKE "
+        "'%/b/2.mp3'");
+    const auto rows = [](const std::string &folder) {
+        return Query(
+            "SELECT id, userid, star FROM (SELECT id, id AS track, path FROM track) t"
+            " LEFT JOIN rating_track USING (track) WHERE path LIKE '%/" +
+            folder + "' ORDER BY id, userid");
+    };
+    const Rows first = rows("a/1.mp3");
+    const Rows album = rows("a/album.flac");
+    const Rows second = rows("b/2.mp3");
+    fs::remove_all(Music() / "a");
+    Expect(Index(), 0, "added 0, changed 0, moved 2, removed 1, unchanged 4, failed 0");
+    EXPECT_EQ(rows("b/1.mp3"), first);
+    EXPECT_EQ(rows("b/album.flac"), album);
+    EXPECT_EQ(rows("b/2.mp3"), second);
+    EXPECT_EQ(varnindex::ReadStars((Music() / "b/1.mp3").string()).size(), 2U);
+}
+
+TEST_F(StarsTest, ARecordThatCannotBeKeptIsNamedAndStopsNothing) {
+    PutTagged("1.mp3", "First");
+    Rate("1.mp3", "1030", "4");
+    Index();
+    fs::create_directories(Music() / "to");
+    fs::create_directory_symlink(scratch(), Music() / "to/@eaDir");
+    fs::rename(Music() / "1.mp3", Music() / "to/1.mp3");
+    const Ended run = Index();
+    Expect(run, 0, "added 0, changed 0, moved 1, removed 0, unchanged 0, failed 0");
+    EXPECT_NE(run.err.find("its rating record cannot be kept"), run.err.npos) << run.err;
+    EXPECT_FALSE(fs::exists(scratch() / "1.mp3"));
+    EXPECT_EQ(Ratings(), (Rows{{"First", "1030", "4"}}));
 }
 
 TEST_F(StarsTest, WhatIsNoStarCountMeansNothing) {
@@ -100,6 +210,17 @@ TEST_F(StarsTest, WhatIsNoStarCountMeansNothing) {
     fs::create_symlink(Record("1.mp3"), record);
     EXPECT_TRUE(varnindex::ReadStars((Music() / "2.mp3").string()).empty());
     EXPECT_TRUE(varnindex::ReadStars((Music() / "none.mp3").string()).empty());
+    fs::remove_all(record.parent_path());
+    fs::create_directory_symlink(Record("1.mp3").parent_path(), record.parent_path());
+    EXPECT_TRUE(varnindex::ReadStars((Music() / "2.mp3").string()).empty());
+    fs::create_directory_symlink(Music() / "@eaDir", scratch() / "@eaDir");
+    EXPECT_TRUE(varnindex::ReadStars((scratch() / "1.mp3").string()).empty());
+    std::string many;
+    for (int user = 1; user <= 2000; ++user) {
+        many += std::to_string(user) + "=1\n";
+    }
+    StarsOf("1.mp3", many);
+    EXPECT_EQ(varnindex::ReadStars((Music() / "1.mp3").string()).size(), 1000U);
 }
 
 }  // namespace

@@ -204,4 +204,20 @@ TEST_F(WalkTest, NamesThatTheLibraryCannotHoldAreRefused) {
     EXPECT_EQ(Finds({"m/bad\xFF"}, Kind::kBlocked), Names{"m/bad\xFF/"});
 }
 
+// Folders without a find are no reason to go on for minutes.
+TEST_F(WalkTest, AStopIsHeardWhereNothingIsFound) {
+    for (int i = 0; i < 20; ++i) {
+        fs::create_directories(scratch() / "m" / std::to_string(i));
+    }
+    fs::create_directory_symlink(scratch() / "m/1", scratch() / "m/link");
+    static int questions;
+    questions = 0;
+    const auto isStopped = [] { return ++questions > 10; };
+    const auto nothing = [](std::string_view /*name*/) { return false; };
+    varnindex::Walk walk({(scratch() / "m").string()}, nothing, nullptr, isStopped);
+    EXPECT_THROW(while (walk.Next()){}, varnindex::Stopped);
+    LinkedFolders library({(scratch() / "m").string()}, isStopped);
+    EXPECT_THROW(library.LeavesOut((scratch() / "m/link").string()), varnindex::Stopped);
+}
+
 }  // namespace

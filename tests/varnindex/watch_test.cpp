@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
+#include <sys/mount.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 
@@ -12,6 +13,7 @@
 #include <fstream>
 #include <set>
 #include <sstream>
+#include <system_error>
 
 #include "platform/child.h"
 #include "support/fixture.h"
@@ -101,8 +103,12 @@ class WatchTest : public tonvale_test::SystemTest {
             if (fs::exists(scratch() / "database away")) {
                 throw varnindex::DatabaseError("gone for a while");
             }
+            if (fs::exists(scratch() / "list unreadable")) {
+                throw std::system_error(EIO, std::generic_category(), "the list of folders");
+            }
             std::ofstream(Asked(), std::ios::app) << line << "\n";
-            return !fs::exists(scratch() / "indexer busy");
+            return fs::exists(scratch() / "indexer busy") ? varnindex::JobResult::kIndexerBusy
+                                                          : varnindex::JobResult::kDone;
         };
         varnindex::WatchJobs jobs;
         jobs.folders = [] { return Lines(At(varn::path::kIndexFolders)); };
@@ -261,6 +267,11 @@ TEST_F(WatchTest, WhatCannotBeDoneIsKept) {
     fs::remove(scratch() / "database away");
     EXPECT_TRUE(Asks(Music() / "a.mp3"));
     EXPECT_TRUE(Eventually([&] { return Logged("database is back"); }));
+    std::ofstream(scratch() / "list unreadable") << "";
+    Write(Music() / "c.mp3");
+    EXPECT_TRUE(Eventually([&] { return Logged("the list of folders: Input/output error"); }));
+    fs::remove(scratch() / "list unreadable");
+    EXPECT_TRUE(Asks(Music() / "c.mp3"));
     fs::remove(Asked());
     std::ofstream(scratch() / "indexer busy") << "";
     Write(Music() / "b.mp3");
@@ -331,6 +342,46 @@ TEST_F(WatchTest, FoldersBeyondTheLimitOfTheSystemAreNamed) {
     EXPECT_TRUE(tonvale_test::HoldsInChild(withLimit));
     if (!fs::exists(scratch() / "limited")) {
         GTEST_SKIP() << "the limit cannot be set here";
+    }
+}
+
+// Gives the process mounts of its own, which needs root's rights.
+bool HasOwnMounts() {
+    return unshare(CLONE_NEWNS) == 0 &&
+           mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) == 0;
+}
+
+TEST_F(WatchTest, ADiskThatComesAndGoesInsideAWatchedFolderIsWatched) {
+    const fs::path disk = Music() / "a" / "disk";
+    fs::create_directories(disk);
+    const auto withDisk = [&] {
+        if (!HasOwnMounts()) {
+            return;
+        }
+        std::ofstream(scratch() / "mounted") << "";
+        const pid_t watcher =
+            tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
+        EXPECT_TRUE(Asks("everything"));
+        for (int i = 0; i < 3; ++i) {
+            fs::remove(Asked());
+            EXPECT_EQ(mount("none", disk.c_str(), "tmpfs", 0, nullptr), 0);
+            EXPECT_TRUE(Asks(disk));
+            Write(disk / "deep" / "1.mp3");
+            EXPECT_TRUE(Asks(disk / "deep"));
+            Write(disk / "deep" / "2.mp3");
+            EXPECT_TRUE(Asks(disk / "deep" / "2.mp3"));
+            fs::remove(Asked());
+            EXPECT_EQ(umount(disk.c_str()), 0);
+            EXPECT_TRUE(Asks(disk));
+            Write(disk / "below.mp3");
+            EXPECT_TRUE(Asks(disk / "below.mp3"));
+        }
+        kill(watcher, SIGTERM);
+        EXPECT_TRUE(tonvale_test::EndedWell(watcher));
+    };
+    EXPECT_TRUE(tonvale_test::HoldsInChild(withDisk));
+    if (!fs::exists(scratch() / "mounted")) {
+        GTEST_SKIP() << "nothing can be mounted here";
     }
 }
 

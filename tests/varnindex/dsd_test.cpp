@@ -1,0 +1,152 @@
+// Files of one-bit audio.
+#include "varnindex/dsd.h"
+
+#include <gtest/gtest.h>
+#include <taglib/attachedpictureframe.h>
+#include <taglib/id3v2tag.h>
+
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <random>
+#include <string>
+
+#include "support/fixture.h"
+#include "varnindex/tags.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using varnindex::ReadResult;
+
+constexpr std::uint32_t kRate = 2'822'400;
+
+std::string Little(std::uint64_t number, int bytes) {
+    std::string text;
+    for (int i = 0; i < bytes; ++i) {
+        text += static_cast<char>(number >> (8 * i));
+    }
+    return text;
+}
+
+std::string Big(std::uint64_t number, int bytes) {
+    const std::string text = Little(number, bytes);
+    return {text.rbegin(), text.rend()};
+}
+
+// A second of stereo.
+std::string Audio() {
+    std::string audio(2 * kRate / 8, 'i');
+    audio[5000] = 'x';
+    return audio;
+}
+
+std::string Tag(const std::string &title) {
+    TagLib::ID3v2::Tag tag;
+    tag.setTitle({title, TagLib::String::UTF8});
+    tag.setArtist("O'Brien");
+    tag.setTrack(3);
+    auto picture = std::make_unique<TagLib::ID3v2::AttachedPictureFrame>();
+    picture->setPicture("\x89PNG\r\n\x1A\n");
+    tag.addFrame(picture.release());  // the tag owns it
+    const TagLib::ByteVector bytes = tag.render();
+    return {bytes.data(), bytes.size()};
+}
+
+std::string Dsf(const std::string &audio, const std::string &tag) {
+    const std::uint64_t end = 92 + audio.size();
+    return "DSD " + Little(28, 8) + Little(end + tag.size(), 8) + Little(tag.empty() ? 0 : end, 8) +
+           "fmt " + Little(52, 8) + Little(1, 4) + Little(0, 4) + Little(2, 4) + Little(2, 4) +
+           Little(kRate, 4) + Little(1, 4) + Little(kRate, 8) + Little(4096, 4) + Little(0, 4) +
+           "data" + Little(audio.size() + 12, 8) + audio + tag;
+}
+
+std::string Chunk(const std::string &name, const std::string &content) {
+    return name + Big(content.size(), 8) + content + std::string(content.size() % 2, '\0');
+}
+
+std::string Dff(const std::string &sound, const std::string &compression, const std::string &tag) {
+    const std::string property = "SND " + Chunk("FS  ", Big(kRate, 4)) +
+                                 Chunk("CHNL", Big(2, 2) + "SLFTSRGT") +
+                                 Chunk("CMPR", compression + std::string("\x0Enot compressed"));
+    return Chunk("FRM8", "DSD " + Chunk("FVER", Big(0x01050000, 4)) + Chunk("PROP", property) +
+                             sound + (tag.empty() ? "" : Chunk("ID3 ", tag)));
+}
+
+class DsdTest : public tonvale_test::SystemTest {
+  protected:
+    static ReadResult Read(const std::string &name, const std::string &bytes) {
+        std::ofstream(scratch() / name, std::ios::binary) << bytes;
+        return varnindex::ReadSong((scratch() / name).string(), 12, 34);
+    }
+};
+
+TEST_F(DsdTest, BothFormatsTellOfTheirAudioAndTags) {
+    const std::string compressed =
+        Chunk("DST ", Chunk("FRTE", Big(75, 4) + Big(75, 2)) + Chunk("DSTF", Audio().substr(9)));
+    struct Case {
+        const char *name;
+        std::string bytes;
+        const char *codec;
+    };
+    const Case cases[] = {{"a.dsf", Dsf(Audio(), Tag("The Tóne")), "dsd"},
+                          {"a.dff", Dff(Chunk("DSD ", Audio()), "DSD ", Tag("The Tóne")), "dsd"},
+                          {"b.DFF", Dff(compressed, "DST ", Tag("The Tóne")), "dst"}};
+    for (const Case &c : cases) {
+        SCOPED_TRACE(c.name);
+        const ReadResult read = Read(c.name, c.bytes);
+        ASSERT_TRUE(read.song) << read.problem;
+        EXPECT_EQ(read.song->codec, c.codec);
+        EXPECT_EQ(read.song->sampleRate, static_cast<int>(kRate));
+        EXPECT_EQ(read.song->channels, 2);
+        EXPECT_NEAR(read.song->duration, 1.0, 0.001);
+        EXPECT_NEAR(read.song->bitRate, 2.0 * kRate, 10'000);
+        EXPECT_EQ(read.song->title, "The Tóne");
+        EXPECT_EQ(read.song->titleSort, "Tóne");
+        EXPECT_EQ(read.song->artist, "O'Brien");
+        EXPECT_EQ(read.song->track, 3);
+        EXPECT_EQ(read.song->pictures, 1);
+    }
+}
+
+// A file is known again by its audio, whatever stands in its tags.
+TEST_F(DsdTest, TagsDoNotCountAsAudio) {
+    const auto print = [](const std::string &name, const std::string &bytes) {
+        return Read(name, bytes).song->fingerprint;
+    };
+    std::string other = Audio();
+    other.front() = 'o';
+    const auto dsf = print("a.dsf", Dsf(Audio(), ""));
+    EXPECT_EQ(print("a.dsf", Dsf(Audio(), Tag("One"))), dsf);
+    EXPECT_EQ(print("a.dsf", Dsf(Audio(), Tag("Another one"))), dsf);
+    EXPECT_NE(print("a.dsf", Dsf(other, "")), dsf);
+    EXPECT_EQ(print("a.dff", Dff(Chunk("DSD ", Audio()), "DSD ", Tag("One"))),
+              print("a.dff", Dff(Chunk("DSD ", Audio()), "DSD ", "")));
+    EXPECT_EQ(Read("plain.dsf", Dsf(Audio(), "")).song->title, "plain");
+}
+
+TEST_F(DsdTest, DamagedHeadersAreNoTrap) {
+    const std::string audio(4096, 'i');
+    std::string empty = "FRM8" + Big(~0ULL, 8) + "DSD ";
+    for (int i = 0; i < 100'000; ++i) {
+        empty += Chunk("NONE", "");
+    }
+    EXPECT_NE(Read("empty.dff", empty).problem, "");
+    EXPECT_NE(Read("swapped.dsf", Dff(Chunk("DSD ", audio), "DSD ", "")).problem, "");
+    EXPECT_NE(Read("swapped.dff", Dsf(audio, "")).problem, "");
+    std::mt19937 random(7);
+    for (const auto &[name, whole] : {std::pair("a.dsf", Dsf(audio, Tag("One"))),
+                                      {"a.dff", Dff(Chunk("DSD ", audio), "DSD ", Tag("One"))}}) {
+        for (std::size_t length = 0; length < 160; ++length) {
+            const ReadResult cut = Read(name, whole.substr(0, length));
+            EXPECT_TRUE(cut.song || cut.isDamaged) << name << " " << length;
+            std::string damaged = whole;
+            damaged.replace(length, 1 + random() % 8, 1 + random() % 8, '\xFF');
+            const ReadResult read = Read(name, damaged);
+            EXPECT_TRUE(!read.song || (read.song->duration >= 0 && read.song->bitRate >= 0));
+        }
+    }
+}
+
+}  // namespace
