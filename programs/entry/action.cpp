@@ -10,7 +10,13 @@ namespace {
 constexpr int kVersion = 1;
 
 const auto &Apis() {
-    static const std::array apis = {&kInfoApi, &kSongApi, &kStreamApi};
+    static const std::array apis = {
+        // One a line, in order.
+        &kCoverApi,
+        &kInfoApi,
+        &kSongApi,
+        &kStreamApi,
+    };
     return apis;
 }
 

@@ -75,6 +75,7 @@ struct Api {
 // The action of a request; a RefusedAction when there is none, or nobody may ask for it.
 std::unique_ptr<ActionHandler> FindAction(const Request &request);
 
+extern const Api kCoverApi;
 extern const Api kInfoApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
