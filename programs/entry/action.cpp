@@ -12,10 +12,7 @@ constexpr int kVersion = 1;
 const auto &Apis() {
     static const std::array apis = {
         // One a line, in order.
-        &kCoverApi,
-        &kInfoApi,
-        &kSongApi,
-        &kStreamApi,
+        &kCoverApi, &kInfoApi, &kMediaServerApi, &kSongApi, &kStreamApi,
     };
     return apis;
 }

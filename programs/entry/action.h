@@ -77,6 +77,7 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request);
 
 extern const Api kCoverApi;
 extern const Api kInfoApi;
+extern const Api kMediaServerApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
 

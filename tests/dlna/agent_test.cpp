@@ -133,6 +133,26 @@ TEST_F(AgentTest, RepeatsTheLengthInASecondRequest) {
     }
 }
 
+TEST_F(AgentTest, KeepsToItsBounds) {
+    const std::string answer(10000, 'x');
+    const ScriptedHttp server([&](const HttpRequest &request) {
+        return request.target == "/slow" ? SlowReply(Reply(answer), 100, 100ms)
+                                         : ChunkedReply(answer, 700);
+    });
+    const auto send = [&](const char *path, int seconds, std::size_t bytes) {
+        DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url(path));
+        browse.setBounds(seconds, bytes);
+        const int result = browse.Perform();
+        EXPECT_LE(browse.response().size(), answer.size());
+        EXPECT_EQ(result == 0, browse.response() == answer);
+        return result;
+    };
+    EXPECT_EQ(send("/", 0, 0), 0);
+    EXPECT_EQ(send("/", 60, answer.size()), 0);
+    EXPECT_EQ(send("/", 0, answer.size() - 1), CURLE_WRITE_ERROR);
+    EXPECT_EQ(send("/slow", 1, 0), CURLE_OPERATION_TIMEDOUT);
+}
+
 TEST_F(AgentTest, DecodesEntities) {
     const std::pair<std::string, std::string> kCases[] = {
         {"", ""},
