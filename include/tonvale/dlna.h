@@ -185,7 +185,8 @@ class TONVALE_EXPORT ItemList {
     ItemList(const ItemList &) = delete;
     ItemList &operator=(const ItemList &) = delete;
 
-    // The nodes, which belong to the list.
+    // The nodes, which belong to the list. One that is moved out of it must not outlive it: its
+    // values stay in the list's memory.
     std::vector<std::unique_ptr<ItemNode>> &nodes() noexcept { return nodes_; }
     const std::vector<std::unique_ptr<ItemNode>> &nodes() const noexcept { return nodes_; }
     // Where the values of the nodes, and of those below them, are kept.
@@ -227,7 +228,11 @@ class TONVALE_EXPORT DMAParser {
 
     ItemList containers;
     ItemList items;
-    // What the answer's TotalMatches or NumberReturned says, whichever comes last: with most
-    // servers the number returned, with some the total. 0 without either.
+    // What the answer's TotalMatches or NumberReturned says, whichever comes last and is not empty:
+    // with most servers the number returned, with some the total. Numbers beyond an int are its
+    // least and greatest; text that begins with no number, and elements in its place, are 0. 0
+    // without either. A Parse that fails leaves it as it was.
     int count = 0;
+    // 0 after each Parse that succeeds; nothing else uses it.
+    int reserved = 0;
 };
