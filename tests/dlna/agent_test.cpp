@@ -153,6 +153,21 @@ TEST_F(AgentTest, KeepsToItsBounds) {
     EXPECT_EQ(send("/slow", 1, 0), CURLE_OPERATION_TIMEDOUT);
 }
 
+TEST_F(AgentTest, TakesARefusalForAnAnswer) {
+    const ScriptedHttp server([](const HttpRequest &) {
+        return Reply(
+            "<s:Envelope xmlns:s='s'><s:Body><s:Fault><detail>&lt;item/&gt;</detail>"
+            "</s:Fault></s:Body></s:Envelope>",
+            "500 Internal Server Error");
+    });
+    DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
+    EXPECT_EQ(browse.Send("<a/>"), 0) << "arguments of the caller's own";
+    EXPECT_NE(server.Requests().back().body.find("\r\n<a/>\t\t</u:Browse>\r\n"), std::string::npos);
+    DMAParser parser;
+    EXPECT_EQ(parser.Parse(&browse), 0);
+    EXPECT_EQ(parser.items.nodes().size(), 1U) << "what is escaped once becomes markup";
+}
+
 TEST_F(AgentTest, DecodesEntities) {
     const std::pair<std::string, std::string> kCases[] = {
         {"", ""},

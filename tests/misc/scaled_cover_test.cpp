@@ -141,6 +141,33 @@ TEST_F(ScaledCoverTest, TakesOverCopiesOfEarlierVersions) {
     EXPECT_EQ(Runs(), 1U);
 }
 
+TEST_F(ScaledCoverTest, RemovesEarlierCopiesOfAPictureThatIsGone) {
+    SetConverter("echo new > \"$6\"");
+    Put(EaDir(song_) / "ART_NBAUDIO.jpg");
+    Put(EaDir(song_) / "ART:NBAUDIO.jpg");
+    Put(scaled_, "kept");
+    EXPECT_EQ(Scaled(), "none");
+    EXPECT_EQ(std::distance(fs::directory_iterator(EaDir(song_)), fs::directory_iterator()), 1);
+    EXPECT_EQ(ReadFile(scaled_), "kept");
+    EXPECT_EQ(Runs(), 0U);
+}
+
+TEST_F(ScaledCoverTest, KeepsToTheBuffer) {
+    SetConverter("echo new > \"$6\"");
+    Put(source_);
+    char buffer[] = "0123456789";
+    const auto scale = [&](int size) {
+        return AsPackage([&] {
+            return VARNAudioGetScaleCoverPath(song_.c_str(), source_.c_str(), buffer, size);
+        });
+    };
+    EXPECT_EQ(scale(0), 0);
+    EXPECT_STREQ(buffer, "0123456789");
+    EXPECT_EQ(scale(5), 0);
+    EXPECT_EQ(buffer, scaled_.string().substr(0, 4));
+    EXPECT_EQ(std::string_view(buffer + 5, 5), "56789");
+}
+
 TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
     const std::string out = scratch() / "arguments";
     SetConverter("printf '%s\\n' \"$@\" $MAGICK_TIME_LIMIT > " + out + "; echo new > \"$6\"");
