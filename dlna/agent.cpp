@@ -77,12 +77,18 @@ void DMAgent::addHeader(std::string name, std::string value) noexcept {
     });
 }
 
+void DMAgent::setBounds(int seconds, std::size_t bytes) noexcept {
+    mostSeconds_ = seconds;
+    mostBytes_ = bytes;
+}
+
 int DMAgent::Send(const char *arguments) noexcept {
     return Guarded(kSource, -1, [&] {
         Tonvale::dlna::Post post;
         if (!post) {
             return -1;
         }
+        post.SetBounds(mostSeconds_, mostBytes_);
         response_.clear();
         const char *name = NameOf(action_);
         Buffer body;

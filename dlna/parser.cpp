@@ -87,8 +87,9 @@ void Walk(DMAParser &parser, const xmlNode *node, Entries &entries) {
             AddItem(parser.items, *node, entries, parser.items.memory());
         } else if (name == "TotalMatches" || name == "NumberReturned") {
             // One field for both.
-            if (const char *text = FirstText(node->children)) {
-                parser.count = CountOf(text);
+            if (node->children != nullptr) {
+                const char *text = FirstText(node->children);
+                parser.count = CountOf(text != nullptr ? text : "");
             }
         } else {
             Walk(parser, node->children, entries);
@@ -109,6 +110,7 @@ int DMAParser::Parse(const char *buffer, int size) noexcept {
             return -1;
         }
         count = 0;
+        reserved = 0;
         Entries entries;
         Walk(*this, document.root(), entries);
         return 0;

@@ -13,10 +13,19 @@ using support::HasCurl;
 
 constexpr char kUserAgent[] = "Tonvale/2.0 UPnP/1.0 DLNADOC/1.50";
 
-// A block that finds no memory is dropped; the transfer goes on.
-std::size_t Append(char *data, std::size_t size, std::size_t count, void *answer) noexcept {
+struct Receiver {
+    std::string &answer;
+    std::size_t mostBytes;  // 0: any number
+};
+
+// A block that finds no memory is dropped; the transfer goes on. One that is too much ends it.
+std::size_t Append(char *data, std::size_t size, std::size_t count, void *context) noexcept {
+    auto &[answer, mostBytes] = *static_cast<Receiver *>(context);
+    if (mostBytes > 0 && size * count > mostBytes - answer.size()) {
+        return 0;
+    }
     try {
-        static_cast<std::string *>(answer)->append(data, size * count);
+        answer.append(data, size * count);
     } catch (const std::exception &) {
     }
     return size * count;
@@ -49,15 +58,21 @@ Post::~Post() {
     }
 }
 
+void Post::SetBounds(int seconds, std::size_t bytes) noexcept {
+    Curl().easy_setopt(handle_, CURLOPT_TIMEOUT, static_cast<long>(seconds));
+    mostBytes_ = bytes;
+}
+
 int Post::Send(const std::string &url, const HeaderList &headers, std::string_view body,
                std::string &answer) noexcept {
+    Receiver receiver{answer, mostBytes_};
     Curl().easy_setopt(handle_, CURLOPT_URL, url.c_str());
     Curl().easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
     Curl().easy_setopt(handle_, CURLOPT_HTTPHEADER, headers.get());
     Curl().easy_setopt(handle_, CURLOPT_POSTFIELDS, body.data());
     Curl().easy_setopt(handle_, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
     Curl().easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Append);
-    Curl().easy_setopt(handle_, CURLOPT_WRITEDATA, &answer);
+    Curl().easy_setopt(handle_, CURLOPT_WRITEDATA, &receiver);
     return Curl().easy_perform(handle_);
 }
 

@@ -27,6 +27,9 @@ class Post {
     // False when there is no memory for a request, or no libcurl.
     explicit operator bool() const noexcept { return handle_ != nullptr; }
 
+    // The most seconds that Send takes, and the most bytes that it appends; 0 for any number.
+    void SetBounds(int seconds, std::size_t bytes) noexcept;
+
     // Sends `body` and appends what comes back to `answer`, which must outlive the call like all
     // other arguments. Returns libcurl's result.
     int Send(const std::string &url, const HeaderList &headers, std::string_view body,
@@ -34,6 +37,7 @@ class Post {
 
   private:
     CURL *handle_;
+    std::size_t mostBytes_ = 0;
 };
 
 }  // namespace Tonvale::dlna

@@ -32,13 +32,20 @@ struct DataDownload::Connection {
     download::Transfer transfer;
 };
 
-DataDownload::DataDownload(const char *url) : url_(url != nullptr ? url : "") {}
+DataDownload::DataDownload(const char *url) noexcept
+    : url_(Guarded(kSource, std::string(),
+                   [&] { return std::string(url != nullptr ? url : ""); })) {}
 
 DataDownload::~DataDownload() = default;
 
-bool DataDownload::CurlInit() {
-    connection_ = std::make_unique<Connection>();
-    return static_cast<bool>(connection_->transfer);
+bool DataDownload::CurlInit() noexcept {
+    return Guarded(kSource, false, [&] {
+        connection_ = std::make_unique<Connection>();
+        if (!connection_->transfer) {
+            connection_.reset();
+        }
+        return connection_ != nullptr;
+    });
 }
 
 void DataDownload::CurlUnint() noexcept {
@@ -52,12 +59,18 @@ void DataDownload::Forget() noexcept {
     result_.clear();
 }
 
-void DataDownload::CurlGetInfo() {
-    const download::Answer answer = connection_->transfer.Tell();
-    contentLength_ = answer.contentLength;
-    CopyCut(answer.contentType, contentType_);
-    ToLower(contentType_.data());
-    ParseUrl(answer.effectiveUrl);
+void DataDownload::CurlGetInfo() noexcept {
+    Guarded(kSource, false, [&] {
+        if (!connection_) {
+            return false;
+        }
+        const download::Answer answer = connection_->transfer.Tell();
+        contentLength_ = answer.contentLength;
+        CopyCut(answer.contentType, contentType_);
+        ToLower(contentType_.data());
+        ParseUrl(answer.effectiveUrl);
+        return true;
+    });
 }
 
 // The last slash of the whole URL counts, one of its query included.
@@ -68,7 +81,7 @@ void DataDownload::ParseUrl(const std::string &url) noexcept {
 }
 
 void DataDownload::ToLower(char *text) noexcept {
-    for (; *text != '\0'; ++text) {
+    for (; text != nullptr && *text != '\0'; ++text) {
         if (*text >= 'A' && *text <= 'Z') {
             *text = static_cast<char>(*text - 'A' + 'a');
         }

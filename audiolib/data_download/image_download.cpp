@@ -7,11 +7,14 @@
 #include <string_view>
 
 #include "data_download/sinks.h"
+#include "support/boundary.h"
 #include "tonvale/media.h"
 
 namespace Tonvale {
 
 namespace {
+
+constexpr char kSource[] = "audiolib/data_download";
 
 struct ImageType {
     std::string_view contentType;
@@ -39,7 +42,10 @@ std::string_view ExtensionOf(std::string_view contentType, std::string_view file
 
 }  // namespace
 
-ImageDownload::ImageDownload(const char *url) : url_(url != nullptr ? url : ""), download_(url) {}
+ImageDownload::ImageDownload(const char *url) noexcept
+    : url_(support::Guarded(kSource, std::string(),
+                            [&] { return std::string(url != nullptr ? url : ""); })),
+      download_(url) {}
 
 bool ImageDownload::IsValidUrlPrefix(const std::string &url) noexcept {
     return std::any_of(kWebPrefixes.begin(), kWebPrefixes.end(), [&](std::string_view prefix) {

@@ -50,10 +50,14 @@ int EmbeddedCover(const char *song, char *buffer, int size) {
                   VLIBCErrFile(), VLIBCErrLine());
         return -1;
     }
-    const RootThenPackageUser root;
-    const CurrentFolder here;
+    const ThenPackageUser afterwards;
+    if (!HasCurrentFolder()) {
+        return -1;
+    }
+    BecomeRoot();
     // A song without pictures has no such folder.
-    if (!here || chdir(eaDir.data()) != 0) {
+    const Visit visit(eaDir.data());
+    if (!visit) {
         return -1;
     }
     const Matches matches(kEmbedded);
@@ -114,12 +118,12 @@ int FolderCover(const char *path, char *buffer, int size) {
     if (!folder) {
         return -1;
     }
-    const CurrentFolder here;
-    if (!here) {
+    if (!HasCurrentFolder()) {
         return -1;
     }
     // Patterns are matched from inside, so that no character of the folder's name counts as one.
-    if (chdir(folder->c_str()) != 0) {
+    const Visit visit(folder->c_str());
+    if (!visit) {
         LOG_ERROR(kSource, "Failed to chdir [%s],", folder->c_str());
         return -1;
     }

@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -46,6 +47,17 @@ class KeptExitStatus {
     bool changed_ = false;
 };
 
+// For a kernel without close_range(2).
+void CloseEach() {
+    rlimit most{};
+    if (getrlimit(RLIMIT_NOFILE, &most) != 0) {
+        return;
+    }
+    for (rlim_t fd = kStandardFds; fd < most.rlim_cur; ++fd) {
+        close(static_cast<int>(fd));
+    }
+}
+
 // Between fork and exec nothing but what a signal handler may do, too.
 [[noreturn]] void RunChild(const char *path, char *const argv[]) {
     const int null = open("/dev/null", O_RDWR);
@@ -58,7 +70,9 @@ class KeptExitStatus {
         }
     }
     // What this process has open, such as a client's connection, is not the program's business.
-    close_range(kStandardFds, ~0U, CLOSE_RANGE_CLOEXEC);
+    if (close_range(kStandardFds, ~0U, CLOSE_RANGE_CLOEXEC) != 0) {
+        CloseEach();
+    }
     execv(path, argv);
     _exit(kNotRun);
 }

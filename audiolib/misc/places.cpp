@@ -26,36 +26,32 @@ void SwitchTo(const char *account) noexcept {
     errno = savedErrno;
 }
 
-// False for a folder that has been removed, which has no name to come back to.
-bool HasName() noexcept {
-    return std::unique_ptr<char, decltype(&std::free)>(getcwd(nullptr, 0), std::free) != nullptr;
-}
-
 }  // namespace
 
-RootThenPackageUser::RootThenPackageUser() noexcept {
+void BecomeRoot() noexcept {
     SwitchTo(kRoot);
 }
 
-RootThenPackageUser::~RootThenPackageUser() {
+ThenPackageUser::~ThenPackageUser() {
     SwitchTo(varn::kPackageAccount);
 }
 
-CurrentFolder::CurrentFolder() noexcept
-    : fd_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)), good_(fd_ >= 0 && HasName()) {
-    if (!good_) {
+// A folder that has been removed has no name to come back to.
+bool HasCurrentFolder() noexcept {
+    const std::unique_ptr<char, decltype(&std::free)> name(getcwd(nullptr, 0), std::free);
+    if (!name) {
         LOG_ERROR(kSource, "Failed to get current directory");
     }
+    return name != nullptr;
 }
 
-CurrentFolder::~CurrentFolder() {
-    if (fd_ < 0) {
-        return;
-    }
-    if (fchdir(fd_) != 0) {
+Visit::Visit(const char *folder) noexcept
+    : back_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)), there_(back_ && chdir(folder) == 0) {}
+
+Visit::~Visit() {
+    if (there_ && fchdir(back_.Get()) != 0) {
         LOG_ERROR(kSource, "Failed to change back to the current directory %m");
     }
-    close(fd_);
 }
 
 Matches::Matches(const char *pattern, int flags) noexcept {

@@ -5,33 +5,47 @@
 
 #include <span>
 
+#include "support/fd.h"
+
 namespace Tonvale::misc {
 
-// Runs as root from here on, and as the package's account at the end of the scope, whoever the
-// process ran as before. Where the process may not switch at all it stays what it is. A refused
-// switch is logged; what follows then shows as files that cannot be come at.
-class RootThenPackageUser {
+// Runs as root from here on, until somebody else is switched to. Where the process may not switch at
+// all it stays what it is. A refused switch is logged; what follows then shows as files that cannot
+// be come at.
+void BecomeRoot() noexcept;
+
+// Runs as the package's account at the end of the scope, whoever the process ran as before.
+class ThenPackageUser {
   public:
-    RootThenPackageUser() noexcept;
-    ~RootThenPackageUser();
-    RootThenPackageUser(const RootThenPackageUser &) = delete;
-    RootThenPackageUser &operator=(const RootThenPackageUser &) = delete;
+    ThenPackageUser() = default;
+    ~ThenPackageUser();
+    ThenPackageUser(const ThenPackageUser &) = delete;
+    ThenPackageUser &operator=(const ThenPackageUser &) = delete;
 };
 
-// Remembers the folder that the process is in, and brings it back there at the end of the scope.
-class CurrentFolder {
+// Both: as root for the length of the scope.
+class RootThenPackageUser : public ThenPackageUser {
   public:
-    CurrentFolder() noexcept;
-    ~CurrentFolder();
-    CurrentFolder(const CurrentFolder &) = delete;
-    CurrentFolder &operator=(const CurrentFolder &) = delete;
+    RootThenPackageUser() noexcept { BecomeRoot(); }
+};
 
-    // False when there is no folder to come back to; logged.
-    explicit operator bool() const noexcept { return good_; }
+// True when the process is in a folder that it can come back to; logged otherwise.
+bool HasCurrentFolder() noexcept;
+
+// Is in another folder for the length of a scope. Coming back needs the rights of going.
+class Visit {
+  public:
+    explicit Visit(const char *folder) noexcept;
+    ~Visit();
+    Visit(const Visit &) = delete;
+    Visit &operator=(const Visit &) = delete;
+
+    // False when the process stayed where it is.
+    explicit operator bool() const noexcept { return there_; }
 
   private:
-    int fd_;
-    bool good_;
+    support::Fd back_;
+    bool there_;
 };
 
 // The names that match a pattern of glob(3), in its order; none when it fails.

@@ -1,12 +1,15 @@
 // The small copy of a cover that is kept in the song's extended-attribute folder.
 #include <fcntl.h>
+#include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <initializer_list>
 #include <optional>
 #include <string>
@@ -15,6 +18,7 @@
 #include "misc/places.h"
 #include "misc/source.h"
 #include "support/boundary.h"
+#include "support/fd.h"
 #include "support/log.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
@@ -26,6 +30,7 @@ namespace Tonvale::misc {
 
 namespace {
 
+using support::Fd;
 using support::Guarded;
 
 using PathBuffer = std::array<char, 4096>;
@@ -62,13 +67,21 @@ void Remove(const char *path) {
 
 // ---- the converter -----------------------------------------------------------------------------
 
-// Ends a converter that does not come to an end: the time in seconds that it may take, in the
-// variable in which it looks for that, unless an administrator has set one.
+constexpr int kUsualSeconds = 60;
+constexpr int kMostSeconds = 3600;
+constexpr int kGrace = 2;  // what a converter that ends by itself may be late
+
+// Has the converter end by itself: the time in seconds that it may take, in the variable in which it
+// looks for that, unless an administrator has set one.
 class TimeLimit {
   public:
-    TimeLimit() : isOurs_(std::getenv(kVariable) == nullptr) {
+    TimeLimit() {
+        const char *set = std::getenv(kVariable);
+        isOurs_ = set == nullptr;
         if (isOurs_) {
-            setenv(kVariable, kSeconds, 0);
+            setenv(kVariable, std::to_string(kUsualSeconds).c_str(), 0);
+        } else if (const long seconds = std::strtol(set, nullptr, 10); seconds > 0) {
+            seconds_ = static_cast<int>(std::min<long>(seconds, kMostSeconds));
         }
     }
     ~TimeLimit() {
@@ -79,23 +92,24 @@ class TimeLimit {
     TimeLimit(const TimeLimit &) = delete;
     TimeLimit &operator=(const TimeLimit &) = delete;
 
+    int Seconds() const { return seconds_; }
+
   private:
     static constexpr char kVariable[] = "MAGICK_TIME_LIMIT";
-    static constexpr char kSeconds[] = "60";
     bool isOurs_;
+    int seconds_ = kUsualSeconds;
 };
 
-// The converter reads "%d" and its like in the name of what it writes as a frame's number, and
-// would write into another song's folder.
-std::string PlainName(const char *target) {
+// The converter reads "%d" and its like in the name of what it writes as a frame's number.
+std::string PlainName(std::string_view target) {
     std::string plain;
-    for (; *target != '\0'; ++target) {
-        plain.append(*target == '%' ? 2 : 1, *target);
+    for (const char c : target) {
+        plain.append(c == '%' ? 2 : 1, c);
     }
     return plain;
 }
 
-bool Convert(const char *source, const char *target) {
+bool Convert(const char *source, const std::string &target) {
     std::array<std::string, 7> words = {"convert", "-size",          kBox, "-thumbnail", kBox,
                                         source,    PlainName(target)};
     std::array<char *, words.size() + 1> argv = {};
@@ -103,72 +117,109 @@ bool Convert(const char *source, const char *target) {
         argv[i] = words[i].data();
     }
     const TimeLimit limit;
-    return VLIBCExecv(SystemPath(varn::path::kConvert).c_str(), argv.data(), 1) == 0;
+    return VLIBCExecvWithin(SystemPath(varn::path::kConvert).c_str(), argv.data(),
+                            limit.Seconds() + kGrace) == 0;
 }
 
-// The converter numbers the frames of an animation as "NAME-0.jpg", "NAME-1.jpg" and so on: the
-// first becomes the result, the others go. False when there is none.
-bool TakeFirstFrame(const std::string &target) {
+// A folder that nobody else may look into, gone at the end of the scope with all that is in it. The
+// converter writes there: where the result is to stand every user may write, and would have root
+// write through a link.
+class Workshop {
+  public:
+    Workshop() : path_(mkdtemp(name_.data()) != nullptr ? name_.data() : "") {}
+    ~Workshop() {
+        std::error_code ignored;
+        if (!path_.empty()) {
+            std::filesystem::remove_all(path_, ignored);
+        }
+    }
+    Workshop(const Workshop &) = delete;
+    Workshop &operator=(const Workshop &) = delete;
+
+    // "" when it could not be made.
+    const std::string &Path() const { return path_; }
+
+  private:
+    std::array<char, 32> name_ = {"/tmp/tonvale-cover-XXXXXX"};
+    std::string path_;
+};
+
+// What stands behind the last dot of a target's name, with the dot: it names the format.
+std::string ExtensionOf(std::string_view target) {
+    target.remove_prefix(target.rfind('/') + 1);
     const std::size_t dot = target.rfind('.');
-    if (dot == std::string::npos) {
-        return false;
-    }
-    const auto frame = [&](int number) {
-        return target.substr(0, dot) + "-" + std::to_string(number) + target.substr(dot);
-    };
-    const bool taken = rename(frame(0).c_str(), target.c_str()) == 0;
-    for (int number = 1; taken && unlink(frame(number).c_str()) == 0; ++number) {
-    }
-    return taken;
+    return std::string(dot != target.npos ? target.substr(dot) : "");
 }
 
-// Every user may write where the result stands: a link in its place would have root write through
-// it.
-void RemoveLink(const char *source, const char *target) {
-    struct stat info = {};
-    if (std::string_view(source) != target && lstat(target, &info) == 0 && !S_ISDIR(info.st_mode) &&
-        (S_ISLNK(info.st_mode) || info.st_nlink > 1)) {
-        Remove(target);
+// What the converter wrote as NAME + EXTENSION. It numbers the frames of an animation as "NAME-0.jpg",
+// "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither.
+Fd OpenResult(const std::string &name, const std::string &extension) {
+    for (const char *number : {"", "-0"}) {
+        if (Fd result(open((name + number + extension).c_str(), O_RDONLY | O_CLOEXEC)); result) {
+            return result;
+        }
     }
+    return Fd();
 }
 
-// What a converter that failed has begun to write does not stay; what it has not touched does.
-void RemovePartial(const char *target, const std::optional<struct stat> &before) {
-    const auto after = Look(target);
-    const bool same = before && after && before->st_ino == after->st_ino &&
-                      before->st_size == after->st_size &&
-                      !IsLater(after->st_mtim, before->st_mtim);
-    if (after && !same) {
-        Remove(target);
-    }
-}
-
-void GiveToEveryUser(const char *target) {
-    const int fd = open(target, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0 || fchmod(fd, kEveryUser) != 0) {
+void GiveToEveryUser(int fd, const char *target) {
+    if (fchmod(fd, kEveryUser) != 0) {
         LOG_ERROR(kSource, "Failed to chmod [%s] %m", target);
     }
-    if (fd < 0 || fchown(fd, kOwner, kOwnerGroup) != 0) {
+    if (fchown(fd, kOwner, kOwnerGroup) != 0) {
         LOG_ERROR(kSource, "Failed to chown [%s] %m", target);
     }
-    if (fd >= 0) {
-        close(fd);
+}
+
+bool CopyAll(int from, int to) {
+    constexpr std::size_t kBlock = std::size_t{1} << 20;
+    ssize_t copied = 0;
+    while ((copied = sendfile(to, from, nullptr, kBlock)) > 0) {
     }
+    return copied == 0;
+}
+
+// Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part of
+// it, and a link is replaced and not followed.
+bool Place(int result, const char *target) {
+    const std::string_view path(target);
+    std::string fresh(path.substr(0, path.rfind('/') + 1));
+    fresh += ".cover-XXXXXX";
+    const Fd file(mkostemp(fresh.data(), O_CLOEXEC));
+    if (!file) {
+        return false;
+    }
+    const bool copied = CopyAll(result, file.Get());
+    if (copied) {
+        GiveToEveryUser(file.Get(), target);
+    }
+    if (copied && rename(fresh.c_str(), target) == 0) {
+        return true;
+    }
+    Remove(fresh.c_str());
+    return false;
+}
+
+// A link is not a picture, and a pipe would keep the converter waiting.
+bool IsPlainFile(const char *source) {
+    const Fd file(open(source, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat info = {};
+    return file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 int Scale(const char *source, const char *target) {
-    RemoveLink(source, target);
-    const auto before = Look(target);
-    if (!Convert(source, target)) {
+    const Workshop workshop;
+    const std::string name = workshop.Path() + "/scaled";
+    const std::string extension = ExtensionOf(target);
+    if (workshop.Path().empty() || !IsPlainFile(source) || !Convert(source, name + extension)) {
         LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source, target);
-        RemovePartial(target, before);
         return -1;
     }
-    if (!Look(target) && !TakeFirstFrame(target)) {
+    const Fd result = OpenResult(name, extension);
+    if (!result || !Place(result.Get(), target)) {
         LOG_ERROR(kSource, "file not exists [%s]", target);
         return -1;
     }
-    GiveToEveryUser(target);
     return 0;
 }
 

@@ -70,10 +70,15 @@ class TONVALE_EXPORT DMAgent {
     // Adds the line "name: value" to the request's headers.
     void addHeader(std::string name, std::string value) noexcept;
 
+    // Bounds what a Send may take: seconds for the whole transfer, and bytes of the answer. 0 stands
+    // for no bound, which both are at first. A transfer that goes beyond fails with
+    // CURLE_OPERATION_TIMEDOUT (28) or CURLE_WRITE_ERROR (23), and the response holds what is within.
+    void setBounds(int seconds, std::size_t bytes) noexcept;
+
     // Posts the action with its arguments, a text of XML elements (null: none), and waits for the
-    // answer, which replaces the response and has its entities decoded. No time-out is set: a
-    // silent server blocks the call for as long as the connection stays open. The body holds 4095
-    // bytes at most; more of it is cut off.
+    // answer, which replaces the response and has its entities decoded. Without setBounds there is
+    // no time-out: a silent server blocks the call for as long as the connection stays open. The
+    // body holds 4095 bytes at most; more of it is cut off.
     //
     // 0, a CURLcode when the transfer failed, or -1 when it could not be set up. A status such as
     // 500 is no failure: the response is then the server's SOAP fault. After a failure the
@@ -93,6 +98,8 @@ class TONVALE_EXPORT DMAgent {
     std::string url_;
     std::string response_;
     std::unique_ptr<curl_slist, Tonvale::dlna::HeaderListFree> headers_;
+    int mostSeconds_ = 0;
+    std::size_t mostBytes_ = 0;
 };
 
 // The Browse action. `objectId` goes into the request unchanged: a caller escapes it for XML ("&"
@@ -178,7 +185,8 @@ class TONVALE_EXPORT ItemList {
     ItemList(const ItemList &) = delete;
     ItemList &operator=(const ItemList &) = delete;
 
-    // The nodes, which belong to the list.
+    // The nodes, which belong to the list. One that is moved out of it must not outlive it: its
+    // values stay in the list's memory.
     std::vector<std::unique_ptr<ItemNode>> &nodes() noexcept { return nodes_; }
     const std::vector<std::unique_ptr<ItemNode>> &nodes() const noexcept { return nodes_; }
     // Where the values of the nodes, and of those below them, are kept.
@@ -220,7 +228,11 @@ class TONVALE_EXPORT DMAParser {
 
     ItemList containers;
     ItemList items;
-    // What the answer's TotalMatches or NumberReturned says, whichever comes last: with most
-    // servers the number returned, with some the total. 0 without either.
+    // What the answer's TotalMatches or NumberReturned says, whichever comes last and is not empty:
+    // with most servers the number returned, with some the total. Numbers beyond an int are its
+    // least and greatest; text that begins with no number, and elements in its place, are 0. 0
+    // without either. A Parse that fails leaves it as it was.
     int count = 0;
+    // 0 after each Parse that succeeds; nothing else uses it.
+    int reserved = 0;
 };

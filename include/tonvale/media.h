@@ -44,9 +44,11 @@ TONVALE_EXPORT int VARNAudioGetScaleCoverPath(const char *song, const char *sour
 TONVALE_EXPORT int VARNAudioCheckScaleArt(const char *source, const char *scaled) noexcept;
 
 // Makes a copy of a picture that fits in 480 by 480 pixels; a smaller one keeps its size. Of an
-// animation the first frame is taken. The target's extension names its format. It is then every
-// user's to write (mode 0777) and belongs to user 1024 and group 100 where the process may give it
-// away. 0; or -1, and nothing of a result that was begun stays.
+// animation the first frame is taken. Anything but a regular file is refused. The target's
+// extension names its format; the copy takes its place when it is whole, is then every user's to
+// write (mode 0777) and belongs to user 1024 and group 100 where the process may give it away. 0; or
+// -1, with what had the target's name as it was. A converter that does not end is killed after a
+// minute, or two seconds after the time that the variable MAGICK_TIME_LIMIT gives it.
 TONVALE_EXPORT int VARNAudioScaleImage(const char *source, const char *target) noexcept;
 
 // Removes the files that match a pattern of glob(7).
@@ -132,7 +134,7 @@ TONVALE_EXPORT bool IsUnchanged(const Validators &now, const char *ifNoneMatch,
 
 // ---- downloads ---------------------------------------------------------------------------------
 
-// Fetches one resource over HTTP or HTTPS. Redirects to either are followed. Certificates are not
+// Fetches one resource over HTTP or HTTPS. Up to 30 redirects to either are followed. Certificates are not
 // checked. A transfer may take 120 seconds, of which 30 to connect; when it times out, or a name
 // cannot be resolved, it is tried again after a second, three times in all. The process's proxy
 // variables hold.
@@ -142,7 +144,8 @@ class TONVALE_EXPORT DataDownload {
     static constexpr int kTooLarge = 1;
     static constexpr int kFailure = 3;
 
-    explicit DataDownload(const char *url);
+    // Null stands for "". A URL for which there is no memory is "", which nothing can be fetched from.
+    explicit DataDownload(const char *url) noexcept;
     ~DataDownload();
     DataDownload(const DataDownload &) = delete;
     DataDownload &operator=(const DataDownload &) = delete;
@@ -155,7 +158,8 @@ class TONVALE_EXPORT DataDownload {
     int Download(std::string &out) noexcept;
 
     // Fetches into the file `path`, which is made or overwritten, and removed after a failure; or
-    // into memory for a null path.
+    // into memory for a null path. Behind a link, and in anything but a regular file, what had been
+    // written stays after a failure.
     int CurlExec(const char *path) noexcept;
 
     // What the last success told; empty or -1 before, and after a failure. The length is the one
@@ -166,15 +170,22 @@ class TONVALE_EXPORT DataDownload {
     const char *ContentType() const noexcept { return contentType_.data(); }
     const char *FileName() const noexcept { return fileName_.data(); }
 
+    // The steps of CurlExec. Sets libcurl and a connection up; false, and without one, where that
+    // cannot be done. CurlUnint takes both down again, and may be called without them.
+    bool CurlInit() noexcept;
+    void CurlUnint() noexcept;
+    // Takes what the connection's last answer told, and its file name, into the fields above; without
+    // a connection nothing.
+    void CurlGetInfo() noexcept;
+    // The file name that a URL ends in.
+    void ParseUrl(const std::string &url) noexcept;
+    // Makes the letters A to Z of a text small, in place.
+    static void ToLower(char *text) noexcept;
+
   private:
     struct Connection;
 
-    bool CurlInit();
-    void CurlUnint() noexcept;
     int Perform(const char *path);
-    void CurlGetInfo();
-    void ParseUrl(const std::string &url) noexcept;
-    static void ToLower(char *text) noexcept;
     void Forget() noexcept;
 
     std::string url_;
@@ -189,11 +200,12 @@ class TONVALE_EXPORT DataDownload {
 // Fetches a picture: JPEG or PNG, from a web URL, of a limited size.
 class TONVALE_EXPORT ImageDownload {
   public:
-    explicit ImageDownload(const char *url);
+    explicit ImageDownload(const char *url) noexcept;
 
     // Fetches into the file `path`, under the rules of DataDownload::CurlExec. True when that
-    // succeeded and the picture passes IsImageType and IsReasonableLength; otherwise there is no
-    // file. `maxSize` is in bytes, 0 or less for no limit.
+    // succeeded and the picture passes IsImageType and IsReasonableLength; otherwise the file is
+    // removed as there, and one that was there before a URL was refused for its beginning stays.
+    // `maxSize` is in bytes, 0 or less for no limit.
     bool Download(const char *path, long maxSize) noexcept;
 
     // "jpg" or "png" after a success.

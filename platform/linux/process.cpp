@@ -5,14 +5,17 @@
 #include <poll.h>
 #include <pthread.h>
 #include <sys/prctl.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <chrono>
 #include <csignal>
 #include <cstdarg>
+#include <optional>
 #include <string_view>
 #include <utility>
 #include <vector>
@@ -305,8 +308,34 @@ std::vector<OpenStream> &OpenStreams() {
     return streams;
 }
 
-int RunAndWait(const SpawnOptions &options) {
+// Kills a child that has not ended after a time.
+void EndAfter(pid_t pid, std::chrono::seconds time) {
+    using Clock = std::chrono::steady_clock;
+    const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
+    if (!process) {
+        return;
+    }
+    const Clock::time_point end = Clock::now() + time;
+    for (;;) {
+        const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
+        pollfd waiting = {process.Get(), POLLIN, 0};
+        if (left <= 0) {
+            kill(pid, SIGKILL);
+            return;
+        }
+        constexpr long kMostAtOnce = 1'000'000;
+        if (poll(&waiting, 1, static_cast<int>(std::min<long>(left, kMostAtOnce))) > 0) {
+            return;
+        }
+    }
+}
+
+// Runs a program; with a time, not for longer.
+int RunAndWait(const SpawnOptions &options, std::optional<std::chrono::seconds> time = {}) {
     const pid_t pid = Spawn(options);
+    if (pid > 0 && time) {
+        EndAfter(pid, *time);
+    }
     const int status = pid < 0 || options.detached ? pid : ExitStatusOf(WaitFor(pid));
     if (status < 0) {
         SetSystemError();
@@ -434,6 +463,15 @@ int VLIBCExecv(const char *path, char *const argv[], int wait) {
             options.stderrFd = varn::kDevNull;
         }
         return varn::RunAndWait(options);
+    });
+}
+
+int VLIBCExecvWithin(const char *path, char *const argv[], int seconds) {
+    if (!varn::IsGoodProgram(path, argv)) {
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        return varn::RunAndWait(varn::OptionsFor(path, argv), std::chrono::seconds(seconds));
     });
 }
 

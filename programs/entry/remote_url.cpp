@@ -103,17 +103,22 @@ bool IsPublicAddress(const sockaddr &address) {
     return false;
 }
 
-bool IsPermittedUrl(const std::string &url) {
+std::optional<std::string> HostOfUrl(const std::string &url) {
     std::string scheme;
     std::string authority;
     std::string path;
     if (url.size() > kLongest || HasDoubtfulCharacter(url) ||
         !WebUtils::ParseURL(url, scheme, authority, path) ||
         (scheme != "http" && scheme != "https")) {
-        return false;
+        return std::nullopt;
     }
-    return VARNAudioConfCheck("remote_local_addresses", "yes", 0) ||
-           HasOnlyPublicAddresses(HostOnly(authority));
+    return HostOnly(authority);
+}
+
+bool IsPermittedUrl(const std::string &url) {
+    const std::optional<std::string> host = HostOfUrl(url);
+    return host && (VARNAudioConfCheck("remote_local_addresses", "yes", 0) ||
+                    HasOnlyPublicAddresses(*host));
 }
 
 }  // namespace tonvale_entry

@@ -27,10 +27,15 @@ void Add(std::vector<Server> &servers, Server server) {
 
 SearchResult Search(const SearchOptions &options) {
     Found found = FindDevices(options.address, options.wait, kMostDevices);
+    const auto end = std::chrono::steady_clock::now() + options.read;
     SearchResult result;
     result.searched = found.asked;
     result.problems = std::move(found.problems);
     for (const std::string &location : found.locations) {
+        if (std::chrono::steady_clock::now() >= end) {
+            result.problems.push_back(location + ": there was no time to ask it");
+            continue;
+        }
         const Download description = Get(location);
         if (!description.problem.empty()) {
             result.problems.push_back(location + ": " + description.problem);

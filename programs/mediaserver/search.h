@@ -22,6 +22,8 @@ struct SearchOptions {
     // Without it every network that the machine is part of is searched, by multicast.
     std::optional<sockaddr_in> address;
     std::chrono::milliseconds wait{3000};  // how long answers are awaited
+    // How long their descriptions are read; a device that is late is named among the problems.
+    std::chrono::milliseconds read{200000};
 };
 
 struct SearchResult {

@@ -71,6 +71,12 @@ bool Ask(const Socket &socket, const sockaddr_in &to, Found &found, const std::s
     return true;
 }
 
+void AskOften(const Socket &socket, const sockaddr_in &to, Found &found,
+              const std::string &network) {
+    for (int i = 0; i < kRepeats && Ask(socket, to, found, network); ++i) {
+    }
+}
+
 // The addresses of this machine, one for each network.
 std::vector<in_addr> OwnAddresses() {
     ifaddrs *list = nullptr;
@@ -108,12 +114,12 @@ void AskNetworks(const Socket &socket, Found &found) {
             found.problems.push_back(network + ": " + std::strerror(errno));
             continue;
         }
-        for (int i = 0; i < kRepeats && Ask(socket, group, found, network); ++i) {
-        }
+        AskOften(socket, group, found, network);
     }
 }
 
-void Collect(const Socket &socket, Clock::time_point end, std::size_t most, Found &found) {
+void Collect(const Socket &socket, Clock::time_point end, std::size_t most,
+             const std::string &network, Found &found) {
     std::array<char, 65536> datagram;
     while (found.locations.size() < most) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
@@ -126,7 +132,8 @@ void Collect(const Socket &socket, Clock::time_point end, std::size_t most, Foun
             if (errno == EAGAIN || errno == EINTR) {
                 continue;
             }
-            found.problems.push_back(std::strerror(errno));  // nobody listens at that address
+            // Nobody listens at that address.
+            found.problems.push_back(network + ": " + std::strerror(errno));
             return;
         }
         const auto location = LocationOf({datagram.data(), static_cast<std::size_t>(size)});
@@ -188,18 +195,19 @@ Found FindDevices(const std::optional<sockaddr_in> &address, std::chrono::millis
         found.problems.push_back(std::strerror(errno));
         return found;
     }
+    const std::string network = address ? AddressText(*address) : "the network";
     if (address) {
         // Connected, so that a machine where nobody listens shows at once, and only it answers.
         if (connect(socket.fd(), reinterpret_cast<const sockaddr *>(&*address), sizeof *address)) {
-            found.problems.push_back(AddressText(*address) + ": " + std::strerror(errno));
+            found.problems.push_back(network + ": " + std::strerror(errno));
             return found;
         }
-        Ask(socket, *address, found, AddressText(*address));
+        AskOften(socket, *address, found, network);
     } else {
         AskNetworks(socket, found);
     }
     if (found.asked) {
-        Collect(socket, end, most, found);
+        Collect(socket, end, most, network, found);
     }
     return found;
 }

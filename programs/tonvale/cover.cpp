@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "answers/cover.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
@@ -26,6 +27,8 @@ namespace fs = std::filesystem;
 
 struct CoverOptions {
     std::string file;
+    std::string url;
+    std::string output;
     bool scale = false;
     bool json = false;
 };
@@ -43,19 +46,27 @@ struct Report {
     bool failed = false;
 };
 
+// The names that the library looks for, those of earlier versions last.
+constexpr std::array kSmallCopies = {"VARNAUDIO_ART_NBAUDIO.jpg", "ART_NBAUDIO.jpg",
+                                     "ART:NBAUDIO.jpg"};
+
 using PathBuffer = std::array<char, 4352>;
 
 // Runs a call of the library and becomes the caller again: such calls leave the process as the
 // package's account, which need not be able to look at the folder next.
 template <typename Call>
 auto AsCaller(const Call &call) {
-    const uid_t user = geteuid();
-    const gid_t group = getegid();
-    const auto result = call();
-    if (VLIBSetEffective(user, group) != 0) {
-        Complain(std::string("cannot become the caller again: ") + std::strerror(errno));
-    }
-    return result;
+    struct Back {
+        uid_t user = geteuid();
+        gid_t group = getegid();
+        ~Back() {
+            if (VLIBSetEffective(user, group) != 0) {
+                Complain(std::string("cannot become the caller again: ") + std::strerror(errno));
+            }
+        }
+    };
+    const Back back;
+    return call();
 }
 
 // What one of the library's look-ups answers; "" for nothing.
@@ -78,6 +89,9 @@ std::string WhyNotEmbedded(const std::string &file) {
 
 // Why there is no picture beside it.
 std::string WhyNotInFolder(const std::string &file, bool isFolder) {
+    if (!isFolder && file.find('.') == file.npos) {
+        return "not looked for: its path has no extension to put .no_image in place of";
+    }
     const std::string marker = file.substr(0, file.rfind('.')) + ".no_image";
     struct stat info = {};
     if (!isFolder && stat(marker.c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
@@ -85,6 +99,16 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
     }
     const std::string folder = isFolder ? file : file.substr(0, file.rfind('/'));
     return "no cover.jpg, folder.jpg or albumart.jpg in " + folder;
+}
+
+// True for a file that the library can open, whoever runs this.
+bool IsThere(const std::string &path) {
+    struct stat info = {};
+    const int fd = AsCaller([&] { return Tonvale::OpenCover(path.c_str(), &info); });
+    if (fd >= 0) {
+        close(fd);
+    }
+    return fd >= 0;
 }
 
 // The small copy: made when it is asked for, otherwise only looked at.
@@ -102,15 +126,20 @@ void AddScaled(const CoverOptions &options, Report &report) {
         report.places.push_back({"small copy", path, path.empty() ? "could not be made" : "ready"});
         return;
     }
-    const std::string path = std::string(folder.data()) + "/VARNAUDIO_ART_NBAUDIO.jpg";
-    struct stat info = {};
-    if (stat(path.c_str(), &info) != 0) {
-        report.places.push_back({"small copy", "", "not made yet; --scale makes it"});
-    } else {
+    Place copy = {"small copy", "", "not made yet; --scale makes it"};
+    for (const char *name : kSmallCopies) {
+        const std::string path = std::string(folder.data()) + "/" + name;
         const bool isNew = AsCaller(
             [&] { return VARNAudioCheckScaleArt(report.chosen.c_str(), path.c_str()) == 1; });
-        report.places.push_back({"small copy", path, isNew ? "ready" : "older than the picture"});
+        if (isNew) {
+            copy = {"small copy", path, "ready"};
+            break;
+        }
+        if (copy.picture.empty() && IsThere(path)) {
+            copy = {"small copy", path, "older than the picture"};
+        }
     }
+    report.places.push_back(copy);
 }
 
 Report LookForCover(const CoverOptions &options) {
@@ -167,9 +196,45 @@ void Print(const Report &report) {
                                       : ("Cover: " + Printable(report.chosen)).c_str());
 }
 
+// The whole path of a file that is there, as the file system reads it: "link/../x" is beside what the
+// link leads to. The name itself may be a link's.
+fs::path WholePath(std::string file, std::error_code &error) {
+    while (file.size() > 1 && file.back() == '/') {
+        file.pop_back();
+    }
+    const fs::path full = fs::absolute(file, error);
+    const fs::path name = full.filename();
+    if (error || name == "." || name == "..") {
+        return fs::canonical(full, error);
+    }
+    return fs::canonical(full.parent_path(), error) / name;
+}
+
+// Writes the picture that the web API would answer. False, with a message, when it cannot be written.
+bool WriteOutput(const std::string &output, const tonvale_answers::Picture &picture) {
+    const std::unique_ptr<std::FILE, tonvale_answers::FileCloser> file(
+        std::fopen(output.c_str(), "wbe"));
+    const auto write = [&](std::string_view bytes) {
+        return std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
+    };
+    if (!file || !tonvale_answers::CopyPicture(picture, write) || std::fflush(file.get()) != 0) {
+        Complain("cannot write " + Printable(output) + ": " + std::strerror(errno));
+        return false;
+    }
+    return true;
+}
+
+int FetchCover(const CoverOptions &options) {
+    if (options.output.empty() || !options.file.empty() || options.scale || options.json) {
+        Complain("--url goes with --output FILE and with nothing else");
+        return kUsage;
+    }
+    return WriteOutput(options.output, tonvale_answers::FetchCover(options.url)) ? kDone : kFailed;
+}
+
 int ShowCover(CoverOptions options) {
     std::error_code error;
-    const fs::path full = fs::absolute(options.file, error).lexically_normal();
+    const fs::path full = WholePath(options.file, error);
     if (error || !fs::exists(full, error)) {
         Complain("cannot look at " + Printable(options.file) + ": " +
                  (error ? error.message() : "there is no such file") +
@@ -181,8 +246,14 @@ int ShowCover(CoverOptions options) {
     options.json ? PrintJson(report) : Print(report);
     if (report.failed) {
         Complain("the small copy could not be made; the lines above tell why");
+        return kFailed;
     }
-    return report.failed ? kFailed : kDone;
+    using tonvale_answers::CoverSize;
+    const auto open = [&] {
+        return tonvale_answers::OpenCoverOf(
+            options.file, options.scale ? CoverSize::kScaled : CoverSize::kOriginal);
+    };
+    return options.output.empty() || WriteOutput(options.output, AsCaller(open)) ? kDone : kFailed;
 }
 
 }  // namespace
@@ -190,10 +261,22 @@ int ShowCover(CoverOptions options) {
 void AddCover(CLI::App &app, Action &action) {
     CLI::App *verb = app.add_subcommand("cover", "Show which picture is a song's cover, and why");
     const auto options = std::make_shared<CoverOptions>();
-    verb->add_option("FILE", options->file, "A song, or a folder")->required()->type_name("");
+    CLI::Option *file =
+        verb->add_option("FILE", options->file, "A song, or a folder")->type_name("");
+    verb->add_option("--url", options->url, "Fetch the picture of a station or podcast instead")
+        ->type_name("URL");
+    verb->add_option("--output", options->output, "Write the picture into this file")
+        ->type_name("FILE");
     verb->add_flag("--scale", options->scale, "Make the small copy, if it is not there");
     verb->add_flag("--json", options->json, "Print one JSON object instead of a table");
-    verb->callback([options, &action] { action = [options] { return ShowCover(*options); }; });
+    verb->callback([options, file, &action] {
+        if (file->empty() && options->url.empty()) {
+            throw CLI::RequiredError(file->get_name());
+        }
+        action = [options] {
+            return options->url.empty() ? ShowCover(*options) : FetchCover(*options);
+        };
+    });
 }
 
 }  // namespace tonvale_cli

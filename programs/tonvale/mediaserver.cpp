@@ -1,19 +1,17 @@
-#include "mediaserver/search.h"
-
 #include <json/json.h>
-#include <netdb.h>
 
 #include <cstdio>
-#include <cstring>
 #include <iostream>
 #include <memory>
 #include <optional>
 
+#include "answers/media_server.h"
 #include "browse.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
 #include "number.h"
+#include "page_output.h"
 
 namespace tonvale_cli {
 
@@ -23,36 +21,18 @@ using mediaserver::SearchOptions;
 using mediaserver::SearchResult;
 using mediaserver::Server;
 
-constexpr char kSearchPort[] = "1900";
 constexpr int kDeepest = 32;
 constexpr int kLongestWait = 60;
+
+struct BrowseOptions : tonvale_answers::BrowseQuestion {
+    bool json = false;
+};
 
 struct ListOptions {
     std::optional<std::string> address;
     int wait = 3;
     bool json = false;
 };
-
-std::optional<sockaddr_in> ResolveAddress(const std::string &text) {
-    const std::size_t colon = text.rfind(':');
-    const std::string host = text.substr(0, colon);
-    const std::string port = colon == text.npos ? kSearchPort : text.substr(colon + 1);
-    addrinfo hints{};
-    hints.ai_family = AF_INET;
-    hints.ai_socktype = SOCK_DGRAM;
-    hints.ai_flags = AI_NUMERICSERV;
-    addrinfo *found = nullptr;
-    const int failure = getaddrinfo(host.c_str(), port.c_str(), &hints, &found);
-    if (host.empty() || failure != 0) {
-        Complain("the address '" + text + "' cannot be used: " +
-                 (failure != 0 ? gai_strerror(failure) : "name a machine, or MACHINE:PORT"));
-        return std::nullopt;
-    }
-    const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(found, freeaddrinfo);
-    sockaddr_in address{};
-    std::memcpy(&address, found->ai_addr, sizeof address);
-    return address;
-}
 
 void PrintServers(const std::vector<Server> &servers) {
     Table table({{"NAME", false, true}, {"MODEL", false, true}, {"URL TO BROWSE", false, false}});
@@ -65,23 +45,6 @@ void PrintServers(const std::vector<Server> &servers) {
     std::printf("%zu media %s\n", servers.size(), servers.size() == 1 ? "server" : "servers");
 }
 
-void PrintServersJson(const std::vector<Server> &servers) {
-    Json::Value json(Json::objectValue);
-    json["servers"] = Json::arrayValue;
-    for (const Server &server : servers) {
-        Json::Value one(Json::objectValue);
-        one["name"] = server.name;
-        one["model"] = server.model;
-        one["udn"] = server.udn;
-        one["url"] = server.controlUrl;
-        json["servers"].append(one);
-    }
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    std::cout << Json::writeString(builder, json) << "\n";
-}
-
 int List(const ListOptions &options) {
     if (options.wait > kLongestWait) {
         Complain("--wait takes " + std::to_string(kLongestWait) + " seconds at most");
@@ -89,18 +52,19 @@ int List(const ListOptions &options) {
     }
     SearchOptions search;
     search.wait = std::chrono::seconds(options.wait);
-    if (options.address && !(search.address = ResolveAddress(*options.address))) {
-        return kUsage;
+    if (options.address) {
+        search.address = tonvale_answers::SearchAddress(*options.address);
     }
-    const SearchResult result = mediaserver::Search(search);
+    const SearchResult result = tonvale_answers::FindServers(search);
     for (const std::string &problem : result.problems) {
         Complain(Printable(problem));
     }
-    if (!result.searched) {
-        Complain("nothing could be asked; name a machine with --address");
-        return kFailed;
+    if (options.json) {
+        JsonWriter()->write(tonvale_answers::ServersData(result.servers), &std::cout);
+        std::cout << "\n";
+    } else {
+        PrintServers(result.servers);
     }
-    options.json ? PrintServersJson(result.servers) : PrintServers(result.servers);
     return kDone;
 }
 
@@ -131,7 +95,7 @@ void AddBrowse(CLI::App &parent, Action &action) {
                 Complain("--depth goes down to " + std::to_string(kDeepest));
                 return kUsage;
             }
-            return Browse(*options);
+            return Browse(*options, options->json);
         };
     });
 }

@@ -158,6 +158,44 @@ TEST_F(DownloadTest, WritesFiles) {
     EXPECT_EQ(download.CurlExec(path.c_str()), DataDownload::kSuccess) << "used again";
 }
 
+TEST_F(DownloadTest, ForgetsWhatAnEarlierRunTold) {
+    int runs = 0;
+    const ScriptedHttp server([&](const HttpRequest &) {
+        return ++runs == 1 ? Reply("content") : Reply("oops", "500 Internal Server Error");
+    });
+    DataDownload download(server.Url("/name").c_str());
+    EXPECT_EQ(download.CurlExec(nullptr), DataDownload::kSuccess);
+    EXPECT_STREQ(download.FileName(), "name");
+    EXPECT_EQ(download.CurlExec(nullptr), DataDownload::kFailure);
+    EXPECT_STREQ(download.FileName(), "");
+    EXPECT_STREQ(download.ContentType(), "");
+    EXPECT_EQ(download.ContentLength(), -1);
+}
+
+TEST_F(DownloadTest, IsPutTogetherOfSteps) {
+    DataDownload download("http://a/");
+    download.CurlUnint();
+    download.CurlGetInfo();
+    EXPECT_EQ(download.ContentLength(), -1);
+    EXPECT_TRUE(download.CurlInit());
+    EXPECT_TRUE(download.CurlInit()) << "again";
+    download.CurlGetInfo();
+    EXPECT_STREQ(download.ContentType(), "");
+    download.CurlUnint();
+    const std::pair<const char *, const char *> kNames[] = {
+        {"http://a/b/c.png?d=e", "c.png"}, {"http://a/b/?x", ""},  {"plain", "plain"},
+        {"http://a/c.png?d=e/f?g", "f"},   {"http://a/?b=/?", ""}, {"", ""},
+    };
+    for (const auto &[url, name] : kNames) {
+        download.ParseUrl(url);
+        EXPECT_STREQ(download.FileName(), name) << url;
+    }
+    char text[] = "AZ@[az\xC4";
+    DataDownload::ToLower(text);
+    EXPECT_STREQ(text, "az@[az\xC4");
+    DataDownload::ToLower(nullptr);
+}
+
 TEST_F(DownloadTest, KeepsToTheMaximumSize) {
     const fs::path path = scratch() / "file";
     const struct {

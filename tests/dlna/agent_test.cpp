@@ -133,6 +133,41 @@ TEST_F(AgentTest, RepeatsTheLengthInASecondRequest) {
     }
 }
 
+TEST_F(AgentTest, KeepsToItsBounds) {
+    const std::string answer(10000, 'x');
+    const ScriptedHttp server([&](const HttpRequest &request) {
+        return request.target == "/slow" ? SlowReply(Reply(answer), 100, 100ms)
+                                         : ChunkedReply(answer, 700);
+    });
+    const auto send = [&](const char *path, int seconds, std::size_t bytes) {
+        DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url(path));
+        browse.setBounds(seconds, bytes);
+        const int result = browse.Perform();
+        EXPECT_LE(browse.response().size(), answer.size());
+        EXPECT_EQ(result == 0, browse.response() == answer);
+        return result;
+    };
+    EXPECT_EQ(send("/", 0, 0), 0);
+    EXPECT_EQ(send("/", 60, answer.size()), 0);
+    EXPECT_EQ(send("/", 0, answer.size() - 1), CURLE_WRITE_ERROR);
+    EXPECT_EQ(send("/slow", 1, 0), CURLE_OPERATION_TIMEDOUT);
+}
+
+TEST_F(AgentTest, TakesARefusalForAnAnswer) {
+    const ScriptedHttp server([](const HttpRequest &) {
+        return Reply(
+            "<s:Envelope xmlns:s='s'><s:Body><s:Fault><detail>&lt;item/&gt;</detail>"
+            "</s:Fault></s:Body></s:Envelope>",
+            "500 Internal Server Error");
+    });
+    DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
+    EXPECT_EQ(browse.Send("<a/>"), 0) << "arguments of the caller's own";
+    EXPECT_NE(server.Requests().back().body.find("\r\n<a/>\t\t</u:Browse>\r\n"), std::string::npos);
+    DMAParser parser;
+    EXPECT_EQ(parser.Parse(&browse), 0);
+    EXPECT_EQ(parser.items.nodes().size(), 1U) << "what is escaped once becomes markup";
+}
+
 TEST_F(AgentTest, DecodesEntities) {
     const std::pair<std::string, std::string> kCases[] = {
         {"", ""},

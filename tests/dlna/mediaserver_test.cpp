@@ -1,99 +1,14 @@
 #include <json/json.h>
-#include <netinet/in.h>
 
 #include <cstdlib>
 
+#include "dlna/scripted_media_server.h"
 #include "programs/command.h"
 #include "support/fixture.h"
-#include "support/scripted_http.h"
 
 namespace tonvale_test {
 
 namespace {
-
-// Answers every datagram with the texts it was given, on a port of its own.
-class ScriptedSsdp {
-  public:
-    explicit ScriptedSsdp(std::vector<std::string> answers)
-        : answers_(std::move(answers)),
-          fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
-          stop_(eventfd(0, EFD_CLOEXEC)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto *plain = reinterpret_cast<sockaddr *>(&address);
-        EXPECT_TRUE(bind(fd_, plain, length) == 0 && getsockname(fd_, plain, &length) == 0);
-        address_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
-        thread_ = std::thread([this] { Serve(); });
-    }
-    ~ScriptedSsdp() { Stop(); }
-    ScriptedSsdp(const ScriptedSsdp &) = delete;
-    ScriptedSsdp &operator=(const ScriptedSsdp &) = delete;
-
-    const std::string &address() const { return address_; }
-    // The last question; nothing is answered any more.
-    std::string Stop() {
-        if (thread_.joinable()) {
-            eventfd_write(stop_, 1);
-            thread_.join();
-            close(stop_);
-            close(fd_);
-        }
-        return question_;
-    }
-
-  private:
-    void Serve() {
-        pollfd waits[] = {{fd_, POLLIN, 0}, {stop_, POLLIN, 0}};
-        while (poll(waits, 2, -1) > 0 && waits[1].revents == 0) {
-            char block[4096];
-            sockaddr_in from{};
-            socklen_t length = sizeof from;
-            auto *plain = reinterpret_cast<sockaddr *>(&from);
-            const ssize_t got = recvfrom(fd_, block, sizeof block, 0, plain, &length);
-            question_.assign(block, got > 0 ? static_cast<std::size_t>(got) : 0);
-            for (const std::string &answer : answers_) {
-                sendto(fd_, answer.data(), answer.size(), 0, plain, length);
-            }
-        }
-    }
-
-    std::vector<std::string> answers_;
-    int fd_;
-    int stop_;
-    std::string address_;
-    std::string question_;
-    std::thread thread_;
-};
-
-std::string Found(const std::string &location,
-                  const std::string &target = "urn:schemas-upnp-org:service:ContentDirectory:1") {
-    return "HTTP/1.1 200 OK\r\nCACHE-CONTROL: max-age=1800\r\nLocation:  " + location +
-           " \r\nEXT:\r\nst: " + target + "\r\nUSN: uuid:1\r\n\r\n";
-}
-
-std::string Device(const std::string &name, const std::string &udn, const std::string &inner) {
-    return "<device><friendlyName> " + name + " </friendlyName><modelName>M</modelName><UDN>" +
-           udn + "</UDN>" + inner + "</device>";
-}
-
-std::string Service(const std::string &type, const std::string &control) {
-    return "<serviceList><service><serviceType>urn:schemas-upnp-org:service:Other:1</serviceType>"
-           "<controlURL>/other</controlURL></service><service><serviceType>urn:schemas-upnp-org:"
-           "service:" +
-           type + "</serviceType><controlURL>" + control + "</controlURL></service></serviceList>";
-}
-
-std::string Description(const std::string &device, const std::string &base = "") {
-    return "<?xml version=\"1.0\"?><root xmlns=\"urn:schemas-upnp-org:device-1-0\">" + base +
-           device + "</root>";
-}
-
-std::string Browsed(const std::string &didl) {
-    return "<?xml version=\"1.0\"?><u:BrowseResponse xmlns:u=\"u\"><Result>" + didl +
-           "</Result></u:BrowseResponse>";
-}
 
 Json::Value Parsed(const std::string &text) {
     Json::Value json;
@@ -103,12 +18,6 @@ Json::Value Parsed(const std::string &text) {
     std::istringstream stream(text);
     EXPECT_TRUE(Json::parseFromStream(strict, stream, &json, &error)) << error << text;
     return json;
-}
-
-// The text of an element of a request.
-std::string Asked(const HttpRequest &request, const std::string &name) {
-    const std::size_t from = request.body.find("<" + name + ">") + name.size() + 2;
-    return request.body.substr(from, request.body.find("</" + name + ">") - from);
 }
 
 using MediaServerTest = SystemTest;
@@ -207,7 +116,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         {{"list", "--address", ""}, 2, "address"},
         {{"list", "--address", "name.invalid"}, 2, "name.invalid"},
         {{"list", "--address", "127.0.0.1:http"}, 2, "127.0.0.1:http"},
-        {{"list", "--wait", "1", "--address", gone.address()}, 0, "refused"},
+        {{"list", "--wait", "1", "--address", gone.address()}, 0, "127.0.0.1: Connection refused"},
         {{"browse"}, 2, "URL"},
         {{"browse", "file:///etc/passwd"}, 2, "http://"},
         {{"browse", "127.0.0.1"}, 2, "http://"},
@@ -272,21 +181,48 @@ TEST_F(MediaServerTest, PagesAndDescends) {
         words.emplace_back("--json");
         const Finished run = Tonvale(words);
         EXPECT_EQ(run.status, 0) << run.err;
-        const Json::Value objects = Parsed(run.out)["objects"];
-        EXPECT_EQ(objects.size(), count);
-        EXPECT_EQ(count > 0 ? objects[0]["id"].asString() : "", first);
-        EXPECT_FALSE(count > 0 && objects[0].isMember("children"));
+        const Json::Value data = Parsed(run.out);
+        EXPECT_EQ(data["number_returned"].asUInt(), count);
+        EXPECT_EQ(data["containers"].size() + data["items"].size(), count);
+        const bool isContainer = !data["containers"].empty();
+        const Json::Value &object = data[isContainer ? "containers" : "items"][0];
+        EXPECT_EQ(count > 0 ? object["id"].asString() : "", first);
+        EXPECT_FALSE(count > 0 && object.isMember("children"));
     }
     std::vector<std::string> deep = browse;
     deep.insert(deep.end(), {"--depth", "2", "--limit", "2"});
     const Finished tree = Tonvale(deep);
     EXPECT_EQ(tree.out, "\xEF\xBF\xBD/  [a&b<c]\n  inner  [in]\n(untitled)  [1]\n3 objects\n");
     deep.emplace_back("--json");
-    const Json::Value objects = Parsed(Tonvale(deep).out)["objects"];
-    ASSERT_EQ(objects.size(), 2u);
-    EXPECT_EQ(objects[0]["children"][0]["kind"], "item");
-    EXPECT_FALSE(objects[0]["children"][0].isMember("children"));
-    EXPECT_EQ(objects[1]["id"], "1");
+    const Json::Value data = Parsed(Tonvale(deep).out);
+    EXPECT_EQ(data["number_returned"], 2);
+    EXPECT_EQ(data["items"][0]["id"], "1");
+    const Json::Value &inside = data["containers"][0]["children"];
+    EXPECT_EQ(inside["number_returned"], 1);
+    ASSERT_EQ(inside["items"].size(), 1u);
+    EXPECT_EQ(inside["items"][0]["kind"], "item");
+    EXPECT_FALSE(inside["items"][0].isMember("children"));
+}
+
+// A server may call its values like ours.
+TEST_F(MediaServerTest, KeepsItsOwnNames) {
+    const ScriptedHttp server([](const HttpRequest &request) {
+        return Reply(Browsed(
+            Asked(request, "StartingIndex") != "0"
+                ? ""
+                : "<item id=\"1\" kind=\"k\" children=\"c\" resources=\"r\">"
+                  "<res kind=\"k\" children=\"c\" resources=\"r\">u<res resources=\"r\"/></res>"
+                  "<res resources=\"r\"/></item><item id=\"2\"/>"));
+    });
+    const Finished run = Tonvale({"mediaserver", "browse", server.Url(), "--json"});
+    EXPECT_EQ(run.status, 0) << run.err;
+    const Json::Value items = Parsed(run.out)["items"];
+    EXPECT_EQ(items[0]["kind"], "item");
+    ASSERT_EQ(items[0]["resources"].size(), 2u);
+    EXPECT_EQ(items[0]["resources"][0]["res"], "u");
+    EXPECT_EQ(items[0]["resources"][0]["resources"].size(), 1u);
+    EXPECT_FALSE(items[0]["resources"][1].isMember("resources"));
+    EXPECT_TRUE(items[1]["resources"].empty() && items[1]["resources"].isArray());
 }
 
 TEST_F(MediaServerTest, EndsWithAServerThatDoesNot) {
@@ -298,7 +234,7 @@ TEST_F(MediaServerTest, EndsWithAServerThatDoesNot) {
     const Finished pages = Tonvale({"mediaserver", "browse", server.Url(), "--json"});
     EXPECT_EQ(pages.status, 1);
     EXPECT_TRUE(Contains(pages.err, "the same objects")) << pages.err;
-    EXPECT_EQ(Parsed(pages.out)["objects"].size(), 2u);
+    EXPECT_EQ(Parsed(pages.out)["items"].size(), 2u);
     const Finished one = Tonvale({"mediaserver", "browse", server.Url(), "0", "--metadata"});
     EXPECT_EQ(one.out, "(untitled)/  [0]\n1 object\n");
 }

@@ -1,4 +1,8 @@
+#include <libxml/parser.h>
+#include <libxml/tree.h>
+
 #include <limits>
+#include <memory>
 
 #include "dlna/values.h"
 #include "support/fixture.h"
@@ -145,15 +149,75 @@ TEST_F(ParserTest, TakesTheLastCount) {
         {"<NumberReturned>many</NumberReturned>", 0},
         {"<NumberReturned>99999999999999999999</NumberReturned>", std::numeric_limits<int>::max()},
         {"<NumberReturned>-4294967296</NumberReturned>", std::numeric_limits<int>::min()},
+        {"<TotalMatches>120</TotalMatches><NumberReturned><x/>5</NumberReturned>", 0},
+        {"<TotalMatches>120</TotalMatches><NumberReturned><!--9-->5</NumberReturned>", 9},
         {"<numberreturned>4</numberreturned>", 0},
         {"", 0},
     };
     for (const auto &[counts, expected] : kCases) {
         DMAParser parser;
-        parser.count = 7;
+        parser.count = parser.reserved = 7;
+        EXPECT_EQ(Parse(parser, "<broken>"), -1);
+        EXPECT_EQ(parser.count, 7);
         EXPECT_EQ(Parse(parser, Answer("", counts)), 0);
+        EXPECT_EQ(parser.reserved, 0);
         EXPECT_EQ(parser.count, expected) << counts;
     }
+}
+
+TEST_F(ParserTest, AddsToItsListsWithEachAnswer) {
+    DMAParser parser;
+    EXPECT_EQ(Parse(parser, Answer("<item title=\"a\"/><container title=\"c\"/>",
+                                   "<NumberReturned>2</NumberReturned>")),
+              0);
+    EXPECT_EQ(Parse(parser, Answer("<item title=\"b\"/>")), 0);
+    EXPECT_EQ(Titles(parser.items), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(Titles(parser.containers), std::vector<std::string>{"c"});
+    EXPECT_EQ(parser.count, 0) << "each answer has its own count";
+}
+
+TEST_F(ParserTest, ReadsOtherEncodings) {
+    const std::pair<std::string, const char *> kCases[] = {
+        {"<?xml version=\"1.0\" encoding=\"ISO-8859-1\"?><r><item title=\"\xE4\"/></r>",
+         "\xC3\xA4"},
+        {"<?xml version=\"1.0\" encoding=\"iso-8859-15\"?><r><item title=\"\xA4\"/></r>",
+         "\xE2\x82\xAC"},
+        {"\xEF\xBB\xBF<r><item title=\"\xC3\xA4\"/></r>", "\xC3\xA4"},
+        {std::string("\xFF\xFE<\0i\0t\0e\0m\0 \0t\0i\0t\0l\0e\0=\0'\0\xE4\0'\0/\0>\0", 38),
+         "\xC3\xA4"},
+        // A prefix that nobody declared is part of the name.
+        {"<r><dc:item title=\"no\"/><item dc:title=\"no\" title=\"yes\"/></r>", "yes"},
+    };
+    for (const auto &[text, title] : kCases) {
+        DMAParser parser;
+        EXPECT_EQ(Parse(parser, text), 0) << text;
+        EXPECT_EQ(Titles(parser.items), std::vector<std::string>{title}) << text;
+    }
+}
+
+TEST_F(ParserTest, WalksADocumentOfItsCaller) {
+    const std::string text =
+        Answer("text<item title=\"a\"><res id=\"r\"/></item><item title=\"b\"/>",
+               "<TotalMatches>3</TotalMatches>");
+    const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
+        xmlReadMemory(text.data(), static_cast<int>(text.size()), "x.xml", nullptr, 0), xmlFreeDoc);
+    ASSERT_TRUE(document);
+    DMAParser parser;
+    parser.prcXMLNode(xmlDocGetRootElement(document.get()));
+    EXPECT_EQ(Titles(parser.items), (std::vector<std::string>{"a", "b"}));
+    EXPECT_EQ(parser.count, 3);
+    xmlNode *didl = xmlDocGetRootElement(document.get());
+    while (std::string_view(reinterpret_cast<const char *>(didl->name)) != "DIDL-Lite") {
+        didl = xmlFirstElementChild(didl);
+    }
+    ItemList list;
+    parser.prcItem(&list, didl->children);  // the text in front
+    parser.prcItem(nullptr, xmlFirstElementChild(didl));
+    EXPECT_TRUE(list.nodes().empty());
+    parser.prcItem(&list, xmlFirstElementChild(didl));
+    ASSERT_EQ(Titles(list), std::vector<std::string>{"a"}) << "no sibling";
+    EXPECT_EQ(list.nodes().front()->getValueByKey("id"), "r");
+    EXPECT_EQ(parser.items.nodes().size(), 2u);
 }
 
 TEST_F(ParserTest, RefusesWhatIsNoDocument) {

@@ -165,8 +165,8 @@ void IsShownByTheCommandLine(const MediaServer &server, const std::string &all) 
     EXPECT_EQ(browse.status, 0) << browse.err;
     Json::Value page;
     std::istringstream(browse.out) >> page;
-    ASSERT_EQ(page["objects"].size(), kTracks - 20u);
-    EXPECT_TRUE(page["objects"][0]["resources"][0]["res"].asString().starts_with("http://"));
+    ASSERT_EQ(page["items"].size(), kTracks - 20u);
+    EXPECT_TRUE(page["items"][0]["resources"][0]["res"].asString().starts_with("http://"));
     const Finished tree = Tonvale({"mediaserver", "browse", server.ControlUrl(), "--depth", "3"});
     EXPECT_EQ(tree.status, 0) << tree.err;
     EXPECT_TRUE(Contains(tree.out, "\nMusic/  [")) << tree.out.substr(0, 500);

@@ -66,6 +66,47 @@ TEST_F(CoverCommandTest, MakesTheSmallCopy) {
     EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: older than the picture"));
 }
 
+TEST_F(CoverCommandTest, LooksThroughTheEyesOfTheLibrary) {
+    // A small copy of an earlier version counts, and one that is new is preferred to an old one.
+    const Path song = Put(Music() / "song.mp3");
+    SetTime(Put(Music() / "cover.jpg"), 100);
+    SetTime(Put(EaDir(song) / "ART:NBAUDIO.jpg"), 200);
+    EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: ready"));
+    SetTime(Put(EaDir(song) / "VARNAUDIO_ART_NBAUDIO.jpg"), 50);
+    const Json::Value both = Cover(song);
+    EXPECT_EQ(both["places"][2]["picture"].asString(), (EaDir(song) / "ART:NBAUDIO.jpg").string());
+    SetTime(EaDir(song) / "ART:NBAUDIO.jpg", 50);
+    EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: older than the picture"));
+    // Without any dot in its path a song cannot be marked, and its folder is not looked into.
+    const Path plain = Put(Music() / "plain");
+    EXPECT_TRUE(Cover(plain)["cover"].isNull());
+    EXPECT_TRUE(
+        Contains(Results(Cover(plain)), "folder: not looked for: its path has no extension"));
+    // Names lead where the file system says.
+    std::filesystem::create_directory(scratch() / "far");
+    Put(scratch() / "far" / "cover.jpg");
+    std::filesystem::create_directory(scratch() / "far" / "inner");
+    std::filesystem::create_symlink(scratch() / "far" / "inner", Music() / "link");
+    const std::string far = (scratch() / "far" / "cover.jpg").string();
+    EXPECT_EQ(Cover(Music() / "link" / "..")["cover"].asString(), far);
+    EXPECT_EQ(Cover((scratch() / "far").string() + "//")["cover"].asString(), far);
+}
+
+TEST_F(CoverCommandTest, WritesThePicture) {
+    const Path song = Put(Music() / "song.mp3");
+    Put(Music() / "cover.jpg", "\xFF\xD8\xFF picture");
+    const Path out = scratch() / "out";
+    EXPECT_EQ(Tonvale({"cover", song, "--output", out}).status, 0);
+    EXPECT_EQ(ReadFile(out), ReadFile(Music() / "cover.jpg"));
+    const Finished full = Tonvale({"cover", song, "--output", "/dev/full"});
+    EXPECT_EQ(full.status, 1);
+    EXPECT_TRUE(Contains(full.err, "cannot write /dev/full: No space left")) << full.err;
+    Put(Music() / "cover.jpg", "<html>");
+    const Finished page = Tonvale({"cover", song, "--output", out});
+    EXPECT_NE(page.status, 0);
+    EXPECT_TRUE(Contains(page.err, "cover.jpg is no picture")) << page.err;
+}
+
 TEST_F(CoverCommandTest, RefusesWhatIsNotThere) {
     const Finished missing = Tonvale({"cover", Music() / "missing.mp3"});
     EXPECT_EQ(missing.status, 1);

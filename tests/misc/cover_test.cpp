@@ -1,5 +1,7 @@
 #include <fcntl.h>
 
+#include <functional>
+
 #include "misc/cover_fixture.h"
 #include "platform/child.h"
 #include "tonvale/media.h"
@@ -158,6 +160,41 @@ TEST_F(CoverPathTest, ChecksItsArgumentsAndKeepsToTheBuffer) {
         EXPECT_EQ(std::string_view(buffer + 5, 5), "56789");
         ClearLog();
     }
+}
+
+TEST_F(CoverPathTest, LeavesAnyAccountAsThePackage) {
+    if (!isRoot_) {
+        GTEST_SKIP() << "needs root's rights";
+    }
+    const fs::path song = Put(Music() / "song.mp3");
+    Put(Music() / "cover.jpg");
+    Put(EaDir(song) / "APIC.jpg");
+    // Its own folder of the moment may be one that the package cannot come at.
+    const fs::path own = scratch() / "own";
+    fs::create_directory(own);
+    ASSERT_EQ(chown(own.c_str(), kAlice, static_cast<gid_t>(-1)), 0);
+    fs::permissions(own, fs::perms(0700));
+    struct stat info = {};
+    std::array<char, 4096> path = {};
+    const std::string cover = Music() / "cover.jpg";
+    const std::function<bool()> calls[] = {
+        [&] { return VARNAudioGetEmbeddedCoverPath(song.c_str(), path.data(), 4096) == 0; },
+        [&] { return VARNAudioGetFolderCoverPath(song.c_str(), path.data(), 4096) == 0; },
+        [&] { return !Tonvale::FindCover(song.c_str()).path.empty(); },
+        [&] { return close(Tonvale::OpenCover(cover.c_str(), &info)) == 0; },
+        [] { return VARNAudioCheckScaleArt("/none", "/none") == 0; },
+        [&] { return VARNAudioScaleImage("/none", (cover + ".jpg").c_str()) == -1; },
+    };
+    const fs::path before = fs::current_path();
+    for (const auto &call : calls) {
+        fs::current_path(own);
+        ASSERT_EQ(ResetCredentialsByName("alice"), 0);
+        EXPECT_TRUE(call()) << &call - calls;
+        EXPECT_EQ(geteuid(), GetUserIdFromName(varn::kPackageAccount)) << &call - calls;
+        BackToRoot();
+        EXPECT_EQ(fs::current_path(), own) << &call - calls;
+    }
+    fs::current_path(before);
 }
 
 TEST_F(CoverPathTest, NeedsAFolderToComeBackTo) {

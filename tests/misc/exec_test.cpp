@@ -1,4 +1,5 @@
 #include <fcntl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -51,6 +52,25 @@ TEST_F(ExecTest, GivesTheExitStatus) {
     EXPECT_EQ(
         Exec({kShell, "-c", "printf '%s\\n' \"$@\" > " + out, "x", "$(id)", "a b", "", "\xFF"}), 0);
     EXPECT_EQ(ReadFile(out), "$(id)\na b\n\n\xFF\n");
+}
+
+TEST_F(ExecTest, RefusesNothingToRun) {
+    char *none[] = {nullptr};
+    EXPECT_EQ(VARNExec(nullptr, none, 1), -1);
+    EXPECT_EQ(VARNExec(kShell, nullptr, 1), -1);
+    // Where no process can be made that is told as well, and what was changed is put back.
+    EXPECT_TRUE(HoldsInChild([] {
+        const rlimit few = {0, 0};
+        if (geteuid() == 0 && setresuid(1030, 1030, 1030) != 0) {
+            return;
+        }
+        ASSERT_EQ(setrlimit(RLIMIT_NPROC, &few), 0);
+        struct sigaction action = {};
+        action.sa_flags = SA_NOCLDWAIT;
+        ASSERT_EQ(sigaction(SIGCHLD, &action, nullptr), 0);
+        EXPECT_EQ(Shell("exit 0"), -1);
+        EXPECT_EQ(ChildFlags(), SA_NOCLDWAIT);
+    }));
 }
 
 TEST_F(ExecTest, GivesNothingButDevNull) {

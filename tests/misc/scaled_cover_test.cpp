@@ -141,13 +141,42 @@ TEST_F(ScaledCoverTest, TakesOverCopiesOfEarlierVersions) {
     EXPECT_EQ(Runs(), 1U);
 }
 
+TEST_F(ScaledCoverTest, RemovesEarlierCopiesOfAPictureThatIsGone) {
+    SetConverter("echo new > \"$6\"");
+    Put(EaDir(song_) / "ART_NBAUDIO.jpg");
+    Put(EaDir(song_) / "ART:NBAUDIO.jpg");
+    Put(scaled_, "kept");
+    EXPECT_EQ(Scaled(), "none");
+    EXPECT_EQ(std::distance(fs::directory_iterator(EaDir(song_)), fs::directory_iterator()), 1);
+    EXPECT_EQ(ReadFile(scaled_), "kept");
+    EXPECT_EQ(Runs(), 0U);
+}
+
+TEST_F(ScaledCoverTest, KeepsToTheBuffer) {
+    SetConverter("echo new > \"$6\"");
+    Put(source_);
+    char buffer[] = "0123456789";
+    const auto scale = [&](int size) {
+        return AsPackage([&] {
+            return VARNAudioGetScaleCoverPath(song_.c_str(), source_.c_str(), buffer, size);
+        });
+    };
+    EXPECT_EQ(scale(0), 0);
+    EXPECT_STREQ(buffer, "0123456789");
+    EXPECT_EQ(scale(5), 0);
+    EXPECT_EQ(buffer, scaled_.string().substr(0, 4));
+    EXPECT_EQ(std::string_view(buffer + 5, 5), "56789");
+}
+
 TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
     const std::string out = scratch() / "arguments";
     SetConverter("printf '%s\\n' \"$@\" $MAGICK_TIME_LIMIT > " + out + "; echo new > \"$6\"");
     Put(source_);
     EXPECT_EQ(Scaled(), scaled_);
-    EXPECT_EQ(ReadFile(out), "-size\n480x480>\n-thumbnail\n480x480>\n" + source_.string() + "\n" +
-                                 scaled_.string() + "\n60\n");
+    const std::string expected =
+        "-size\n480x480>\n-thumbnail\n480x480>\n" + source_.string() + "\n";
+    EXPECT_EQ(ReadFile(out).substr(0, expected.size()), expected);
+    EXPECT_TRUE(ReadFile(out).ends_with("/scaled.jpg\n60\n")) << ReadFile(out);
     EXPECT_EQ(std::getenv("MAGICK_TIME_LIMIT"), nullptr);
     setenv("MAGICK_TIME_LIMIT", "7", 1);
     SetTime(scaled_, 0);
@@ -177,6 +206,8 @@ TEST_F(ScaledCoverTest, LeavesNothingOfAFailure) {
         {"echo part > \"$6\"; exit 1", "Failed to convert file"},
         {"echo part > \"$6\"; kill -HUP $$", "Failed to convert file"},
         {"echo part > \"$6\"; kill -KILL $$", "Failed to convert file"},
+        {"echo part > \"${6%.jpg}-0.jpg\"; echo part > \"${6%.jpg}-1.jpg\"; exit 1",
+         "Failed to convert file"},
         {"exit 0", "file not exists"},
     };
     for (const auto &c : kCases) {
@@ -187,15 +218,12 @@ TEST_F(ScaledCoverTest, LeavesNothingOfAFailure) {
                 SetTime(Put(scaled_, "earlier"), 0);
             }
             ClearLog();
-            const bool succeeds = stale && std::string_view(c.script) == "exit 0";
-            EXPECT_EQ(Scaled(), succeeds ? scaled_.string() : "none");
-            EXPECT_EQ(Complaints(), succeeds ? 0U : 1U);
-            EXPECT_TRUE(succeeds ||
-                        Logged(std::string("audiolib/misc:[0-9]+ ") + c.line + " \\[.*\\]$"));
-            if (!succeeds && fs::exists(scaled_)) {
-                EXPECT_EQ(ReadFile(scaled_), "earlier") << "a part of a picture stayed";
-            }
+            EXPECT_EQ(Scaled(), "none");
+            EXPECT_EQ(Complaints(), 1U);
+            EXPECT_TRUE(Logged(std::string("audiolib/misc:[0-9]+ ") + c.line + " \\[.*\\]$"));
+            EXPECT_EQ(stale ? ReadFile(scaled_) : "earlier", "earlier");
             fs::remove(scaled_);
+            EXPECT_TRUE(fs::is_empty(EaDir(song_))) << "a part of a picture stayed";
         }
     }
     fs::remove(At(varn::path::kConvert));
@@ -250,9 +278,63 @@ TEST_F(ScaledCoverTest, WritesWhereItIsAskedTo) {
 TEST_F(ScaledCoverTest, TakesTheFirstFrameOfAnAnimation) {
     const fs::path animation = Music() / "a.gif";
     Output({"/usr/bin/convert", "-size", "50x40", "xc:red", "xc:blue", "xc:green", animation});
+    // An old copy is not taken for the new one, and links under the names of frames lead nowhere.
+    const fs::path victim = Put(scratch() / "victim", "precious");
+    SetTime(Put(scaled_, "old"), 0);
+    for (const char *frame : {"VARNAUDIO_ART_NBAUDIO-0.jpg", "VARNAUDIO_ART_NBAUDIO-1.jpg"}) {
+        fs::create_symlink(victim, EaDir(song_) / frame);
+    }
     EXPECT_EQ(Scaled(song_, animation), scaled_);
     EXPECT_EQ(Identify(scaled_), "JPEG 50x40");
-    EXPECT_EQ(std::distance(fs::directory_iterator(EaDir(song_)), fs::directory_iterator()), 1);
+    EXPECT_EQ(ReadFile(victim), "precious");
+    EXPECT_EQ(std::distance(fs::directory_iterator(EaDir(song_)), fs::directory_iterator()), 3);
+    // Of a name in which "%d" stands, too.
+    const fs::path odd = Put(Music() / "100%d.mp3");
+    EXPECT_EQ(Scaled(odd, animation), EaDir(odd) / kName);
+    EXPECT_EQ(
+        Output({"/usr/bin/convert", EaDir(odd) / kName, "-format", "%[pixel:p{25,20}]", "info:-"})
+            .substr(0, 8),
+        "srgb(254");
+}
+
+TEST_F(ScaledCoverTest, ReadsFilesOnly) {
+    SetConverter("echo new > \"$6\"");
+    fs::create_symlink(Put(scratch() / "private.jpg"), Music() / "link.jpg");
+    fs::create_directory(Music() / "folder.jpg");
+    ASSERT_EQ(mkfifo((Music() / "fifo.jpg").c_str(), 0600), 0);
+    for (const char *name : {"link.jpg", "folder.jpg", "fifo.jpg", "missing.jpg"}) {
+        ClearLog();
+        EXPECT_EQ(Scaled(song_, Music() / name), "none") << name;
+        EXPECT_TRUE(Logged("Failed to convert file")) << name;
+        EXPECT_TRUE(fs::is_empty(EaDir(song_))) << name;
+    }
+    EXPECT_EQ(Runs(), 0U);
+}
+
+TEST_F(ScaledCoverTest, EndsAConverterThatDoesNotEnd) {
+    Put(source_);
+    SetConverter("exec sleep 1000");
+    setenv("MAGICK_TIME_LIMIT", "1", 1);
+    EXPECT_EQ(Scaled(), "none");
+    unsetenv("MAGICK_TIME_LIMIT");
+    EXPECT_TRUE(Logged("Failed to convert file"));
+}
+
+TEST_F(ScaledCoverTest, ScalesIntoAnyFile) {
+    Draw("900x600", source_);
+    const auto check = [&](const fs::path &target, const char *what) {
+        EXPECT_EQ(Scale(source_, target), 0) << target;
+        EXPECT_EQ(fs::exists(target) ? Identify(target) : "", what) << target;
+        EXPECT_EQ(fs::status(target).permissions(), fs::perms(0777)) << target;
+    };
+    check(Music() / "out.png", "PNG 480x320");
+    fs::create_directory(Music() / "dir.d");
+    check(Music() / "dir.d" / "plain", "JPEG 480x320");
+    check(source_, "JPEG 480x320");
+    EXPECT_EQ(Scale(source_, Music() / "missing" / "out.jpg"), -1);
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ file not exists \\[.*/missing/out.jpg\\]$"));
+    EXPECT_EQ(Scale(source_, Music() / "dir.d"), -1) << "a folder is no place for a picture";
+    EXPECT_EQ(std::distance(fs::directory_iterator(Music()), fs::directory_iterator()), 4);
 }
 
 TEST_F(ScaledCoverTest, RefusesWhatIsNoPicture) {
@@ -290,6 +372,12 @@ TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
         EXPECT_EQ(ReadFile(victim), "precious");
         EXPECT_EQ(fs::status(victim).permissions(), fs::perms(0600));
     }
+    // One that is put there while the converter runs.
+    fs::remove(scaled_);
+    SetConverter("ln -s '" + victim.string() + "' '" + scaled_.string() + "'; echo new > \"$6\"");
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(ReadFile(victim), "precious");
+    EXPECT_TRUE(fs::is_regular_file(fs::symlink_status(scaled_)));
 }
 
 TEST_F(ScaledCoverTest, TellsWhyThereIsNoPlaceForTheCopy) {

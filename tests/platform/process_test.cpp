@@ -85,6 +85,22 @@ TEST_F(Process, GivesTheExitStatus) {
     }));
 }
 
+TEST_F(Process, EndsAProgramThatTakesTooLong) {
+    const auto run = [](const std::string &script, int seconds) {
+        const auto start = std::chrono::steady_clock::now();
+        const int status = VLIBCExecvWithin(kShell, Arguments({"sh", "-c", script}).Get(), seconds);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30)) << script;
+        return status;
+    };
+    EXPECT_EQ(run("exit 7", 60), 7);
+    EXPECT_EQ(run("kill -15 $$", 60), 128 + SIGTERM);
+    EXPECT_EQ(run("exec sleep 1000", 1), 128 + SIGKILL);
+    EXPECT_EQ(run("trap '' TERM INT; while :; do :; done", 1), 128 + SIGKILL);
+    EXPECT_EQ(run("exec sleep 1000", 0), 128 + SIGKILL);
+    EXPECT_EQ(VLIBCExecvWithin("/nonexistent", Arguments({"x"}).Get(), 1), -1);
+    EXPECT_EQ(VLIBCExecvWithin(kShell, nullptr, 1), -1);
+}
+
 TEST_F(Process, TellsWhyAProgramCannotBeRun) {
     const fs::path plain = scratch() / "plain";
     const fs::path noFormat = scratch() / "no-format";

@@ -28,6 +28,11 @@ VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__
 // -1.
 VARN_EXPORT int VLIBCExecv(const char *path, char *const argv[], int wait);
 
+// VLIBCExecv with `wait`, for a program that may never end: after so many seconds it is killed, and
+// the result is 128+9. What it has started itself is not. On a kernel before 5.3 it is waited for
+// without an end.
+VARN_EXPORT int VLIBCExecvWithin(const char *path, char *const argv[], int seconds);
+
 // Starts a program with its standard output ("r") or standard input ("w") at the other end of the
 // returned stream. Null, with errno set, when it cannot be run. Ended with VLIBCPclose; a program
 // whose parent ends without that is killed.

@@ -1,0 +1,111 @@
+#include "cover.h"
+
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "failure.h"
+#include "tonvale/media.h"
+
+namespace tonvale_answers {
+
+namespace {
+
+constexpr std::size_t kHeadSize = 12;
+
+struct Format {
+    std::size_t place;
+    std::string_view mark;
+    std::string_view type;
+};
+// What every browser shows, and nothing that could be a page or a program to it.
+constexpr Format kFormats[] = {
+    {0, "\xFF\xD8\xFF", "image/jpeg"}, {0, "\x89PNG\r\n\x1A\n", "image/png"},
+    {0, "GIF87a", "image/gif"},        {0, "GIF89a", "image/gif"},
+    {8, "WEBP", "image/webp"},         {0, "BM", "image/bmp"},
+};
+
+std::string_view TypeOf(std::string_view head) {
+    for (const Format &format : kFormats) {
+        if (head.size() > format.place && head.substr(format.place).starts_with(format.mark)) {
+            return format.type;
+        }
+    }
+    return "";
+}
+
+// Takes a descriptor over. Empty of a type when it is no picture.
+Picture Opened(int fd, const struct stat &info) {
+    Picture picture{{}, info};
+    picture.file.reset(fdopen(fd, "rb"));
+    if (!picture.file) {
+        close(fd);
+        return picture;
+    }
+    std::array<char, kHeadSize> head{};
+    const std::size_t got = std::fread(head.data(), 1, head.size(), picture.file.get());
+    std::rewind(picture.file.get());
+    picture.type = TypeOf({head.data(), got});
+    return picture;
+}
+
+Picture OpenPicture(const std::string &path) {
+    struct stat info {};
+    const int fd = Tonvale::OpenCover(path.c_str(), &info);
+    return fd >= 0 ? Opened(fd, info) : Picture();
+}
+
+}  // namespace
+
+Picture OpenCoverOf(const std::string &path, CoverSize size) {
+    const std::string cover = Tonvale::FindCover(path.c_str()).path;
+    if (cover.empty()) {
+        throw Failure(Reason::kNotFound, "there is no cover");
+    }
+    std::array<char, 4352> scaled{};
+    if (size == CoverSize::kScaled &&
+        VARNAudioGetScaleCoverPath(path.c_str(), cover.c_str(), scaled.data(),
+                                   static_cast<int>(scaled.size())) == 0) {
+        if (Picture small = OpenPicture(scaled.data()); !small.type.empty()) {
+            return small;
+        }
+    }
+    Picture picture = OpenPicture(cover);
+    if (picture.type.empty()) {
+        throw Failure(Reason::kNotFound, cover + " is no picture");
+    }
+    return picture;
+}
+
+Picture FetchCover(const std::string &url) {
+    if (!Tonvale::ImageDownload::IsValidUrlPrefix(url)) {
+        throw Failure(Reason::kBad, "the address must begin with http:// or https://");
+    }
+    // A file without a name goes with this process, however that ends.
+    const int fd = memfd_create("cover", MFD_CLOEXEC);
+    struct stat info {};
+    if (fd < 0) {
+        throw Failure(Reason::kFailed, std::strerror(errno));
+    }
+    Picture picture = Opened(fd, info);
+    const std::string path = "/proc/self/fd/" + std::to_string(fd);
+    Tonvale::ImageDownload download(url.c_str());
+    if (!picture.file || !download.Download(path.c_str(), kMostCoverBytes) ||
+        fstat(fd, &info) != 0) {
+        throw Failure(Reason::kFailed,
+                      "there is no picture at " + url +
+                          ": it must be JPEG or PNG, of an announced length of at most 5 MiB");
+    }
+    const int again = dup(fd);
+    picture = again >= 0 ? Opened(again, info) : Picture();
+    if (picture.type.empty()) {
+        throw Failure(Reason::kFailed, "what is at " + url + " is no picture");
+    }
+    return picture;
+}
+
+}  // namespace tonvale_answers

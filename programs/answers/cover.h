@@ -1,0 +1,55 @@
+// The picture that is shown for a song.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace tonvale_answers {
+
+enum class CoverSize { kOriginal, kScaled };
+
+// What a picture of a station or podcast may have.
+inline constexpr long kMostCoverBytes = 5 << 20;
+
+struct FileCloser {
+    void operator()(std::FILE *file) const noexcept { std::fclose(file); }
+};
+
+// A picture that is open, at its beginning.
+struct Picture {
+    std::unique_ptr<std::FILE, FileCloser> file;
+    struct stat info = {};
+    std::string_view type = {};  // its MIME type, by what is in it
+};
+
+// The cover of a song, or of a folder. The small copy is made where it is missing; where that fails
+// the picture itself is answered, and the log tells why. Throws a Failure when there is none, or
+// what is there is no picture that a browser shows. Leaves the process as the package's account.
+Picture OpenCoverOf(const std::string &path, CoverSize size);
+
+// The picture at an address of http:// or https://, which must announce its length. Where the
+// address may lead is the caller's to check. Throws a Failure.
+Picture FetchCover(const std::string &url);
+
+// Hands the whole picture to `write`, block by block, as long as that returns true. True when all of
+// it was taken.
+template <typename Write>
+bool CopyPicture(const Picture &picture, const Write &write) {
+    char block[65536];
+    off_t left = picture.info.st_size;
+    while (left > 0) {
+        const std::size_t got = std::fread(block, 1, sizeof block, picture.file.get());
+        const std::string_view bytes(block, got < static_cast<std::size_t>(left) ? got : left);
+        if (bytes.empty() || !write(bytes)) {
+            return false;
+        }
+        left -= static_cast<off_t>(bytes.size());
+    }
+    return true;
+}
+
+}  // namespace tonvale_answers

@@ -1,0 +1,204 @@
+// VARN.Tonvale.Cover: the pictures of songs, albums, folders and stations.
+#include "answers/cover.h"
+
+#include <climits>
+#include <cstdlib>
+#include <optional>
+
+#include "action.h"
+#include "answers/kinds.h"
+#include "default_cover.h"
+#include "remote_url.h"
+#include "song_records.h"
+#include "tonvale/media.h"
+#include "tonvale/settings.h"
+#include "varn/sql.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+using Tonvale::Validators;
+using tonvale_answers::CoverSize;
+using tonvale_answers::Picture;
+
+// Of an album or a folder so many songs are looked at.
+constexpr int kMostSongs = 10;
+
+// A cover changes seldom; after this time it is asked for again, and mostly answered with 304.
+constexpr char kCacheFor[] = "Cache-Control: private, max-age=300\r\n";
+
+std::string Variable(const char *name) {
+    const char *value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+std::string Lines(const Validators &validators) {
+    std::string lines;
+    for (const auto &[name, value] : {std::pair("ETag: ", &validators.etag),
+                                      std::pair("Last-Modified: ", &validators.lastModified)}) {
+        lines += value->empty() ? "" : name + *value + "\r\n";
+    }
+    return lines;
+}
+
+bool Write(std::string_view text) {
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
+}
+
+// A number behind one of the prefixes, the longer ones first. Empty for any other text.
+std::optional<int> FolderId(std::string_view id) {
+    for (const std::string_view prefix : {"dir_p_", "dir_"}) {
+        if (id.starts_with(prefix)) {
+            const auto number = ParseNumber(id.substr(prefix.size()), 1, INT_MAX);
+            return number ? std::optional(static_cast<int>(*number)) : std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+class Get : public MediaAction {
+  public:
+    using MediaAction::MediaAction;
+
+  protected:
+    bool Send() override {
+        const bool isScaled =
+            Asked().Choice("size", {"original", "scaled"}, "original") == "scaled";
+        const std::string url = Asked().Text("url");
+        if (!url.empty()) {
+            return SendRemote(url);
+        }
+        const auto picture = Find(isScaled ? CoverSize::kScaled : CoverSize::kOriginal);
+        return picture ? SendPicture(*picture) : SendDefault();
+    }
+
+  private:
+    bool SendRemote(const std::string &url) const {
+        Asked().Require(RIGHT_STREAMING);
+        if (!Asked().Text("id").empty() || !Asked().Text("album").empty() || !IsPermittedUrl(url)) {
+            throw Refusal{Code::kBadParameter};
+        }
+        return SendPicture(tonvale_answers::FetchCover(url), false);
+    }
+
+    // Empty when what was asked for is there and has no cover.
+    std::optional<Picture> Find(CoverSize size) const {
+        for (const std::string &path : Songs()) {
+            try {
+                return tonvale_answers::OpenCoverOf(path, size);
+            } catch (const tonvale_answers::Failure &failure) {
+                if (failure.Why() != tonvale_answers::Reason::kNotFound) {
+                    throw;
+                }
+            }
+        }
+        return std::nullopt;
+    }
+
+    // The paths of songs that the user may see, at least one.
+    std::vector<std::string> Songs() const {
+        const std::string id = Asked().Text("id");
+        if (id.empty()) {
+            return Paths(AlbumCondition(), "disc, track, path");
+        }
+        if (id.starts_with("dir_")) {
+            return Paths(FolderCondition(id), "path");
+        }
+        return PathsOf(RowOfSong(Asked(), id, "path"));
+    }
+
+    std::string AlbumCondition() const {
+        const std::string artist = Asked().Text("album_artist");
+        auto condition = varn::Sql("album = '@VARN:VAR'", Asked().RequiredText("album"));
+        if (condition && !artist.empty()) {
+            const auto second = varn::Sql(" AND album_artist = '@VARN:VAR'", artist);
+            condition = second ? std::optional(*condition + *second) : std::nullopt;
+        }
+        return Checked(condition);
+    }
+
+    std::string FolderCondition(const std::string &id) const {
+        const auto folder = FolderId(id);
+        const std::string row =
+            Checked(folder ? varn::Sql("id = @VARN:INT", *folder) : std::nullopt);
+        const std::vector<std::string> paths =
+            PathsOf(Open(Kind("all"), VARN_TABLE_DIRECTORY, row, "", 1));
+        return Checked(varn::Sql("path LIKE '@VARN:LVAR/%%'", paths.front()));
+    }
+
+    static std::string Checked(const std::optional<std::string> &condition) {
+        if (!condition) {
+            throw Refusal{Code::kBadParameter};
+        }
+        return *condition;
+    }
+
+    std::string Kind(const std::string &otherwise) const {
+        const std::string asked = Asked().Text("library");
+        return tonvale_answers::ChosenKind(asked.empty() ? otherwise : asked,
+                                           Asked().User().GetLoginUID());
+    }
+
+    std::vector<std::string> Paths(const std::string &condition, const char *order) const {
+        return PathsOf(Open(Kind("all"), VARN_TABLE_MUSIC, condition, order, kMostSongs));
+    }
+
+    Handle Open(const std::string &kind, int table, const std::string &condition, const char *order,
+                int limit) const {
+        Handle rows(AudioInfoDBOpen(kind.c_str(), Asked().User().GetLoginUID(), table, "path",
+                                    condition.c_str(), nullptr, order, 0, limit, 0));
+        if (!rows) {
+            throw Refusal{Code::kFailed};
+        }
+        return rows;
+    }
+
+    static std::vector<std::string> PathsOf(const Handle &rows) {
+        std::vector<std::string> paths;
+        for (VARN_MEDIA_INFO song; MediaInfoDBGet(rows.get(), &song) == 0;) {
+            paths.emplace_back(song.path);
+        }
+        if (paths.empty()) {
+            throw Refusal{Code::kNoSuchItem};
+        }
+        return paths;
+    }
+
+    // The header of an answer. True when that is all: nothing changed, or no more was asked for.
+    bool SendHeader(const Validators &validators, std::string_view type, std::size_t size,
+                    const std::string &more) const {
+        const bool unchanged =
+            Tonvale::IsUnchanged(validators, Variable("HTTP_IF_NONE_MATCH").c_str(),
+                                 Variable("HTTP_IF_MODIFIED_SINCE").c_str());
+        const std::string about = unchanged
+                                      ? "Status: 304 Not Modified\r\n"
+                                      : "Status: 200 OK\r\nContent-Type: " + std::string(type) +
+                                            "\r\nContent-Length: " + std::to_string(size) + "\r\n";
+        Write(about + Lines(validators) + kCacheFor + more +
+              "X-Content-Type-Options: nosniff\r\n\r\n");
+        return unchanged || Asked().WantsHeaderOnly();
+    }
+
+    bool SendPicture(const Picture &picture, bool isKept = true) const {
+        const Validators validators =
+            isKept ? Tonvale::ValidatorsOf(picture.info) : Tonvale::Validators{};
+        const bool done = SendHeader(validators, picture.type,
+                                     static_cast<std::size_t>(picture.info.st_size), "");
+        return (done || tonvale_answers::CopyPicture(picture, Write)) && std::fflush(stdout) == 0;
+    }
+
+    bool SendDefault() const {
+        const bool done = SendHeader({kDefaultCoverTag, ""}, "image/svg+xml", kDefaultCover.size(),
+                                     "Content-Security-Policy: default-src 'none'\r\n");
+        return (done || Write(kDefaultCover)) && std::fflush(stdout) == 0;
+    }
+};
+
+constexpr Method kMethods[] = {{"get", Make<Get>}};
+
+}  // namespace
+
+const Api kCoverApi{"VARN.Tonvale.Cover", kMethods};
+
+}  // namespace tonvale_entry

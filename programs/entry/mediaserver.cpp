@@ -1,0 +1,77 @@
+// VARN.Tonvale.MediaServer: other media servers on the network.
+#include <chrono>
+#include <climits>
+
+#include "action.h"
+#include "answers/media_server.h"
+#include "server_url.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr int kMostObjects = 1000;
+constexpr int kUsualObjects = 100;
+constexpr int kMostWait = 10;  // seconds
+
+// A request is answered within this time, or refused. A server that sends more than this for a page
+// of 100 objects is none.
+constexpr int kMostSeconds = 20;
+constexpr std::size_t kMostPageBytes = std::size_t{4} << 20;
+
+class List : public Action {
+  public:
+    using Action::Action;
+
+  protected:
+    Json::Value Data() override {
+        mediaserver::SearchOptions search;
+        search.wait = std::chrono::seconds(Asked().Number("wait", 3, 1, kMostWait));
+        search.read = std::chrono::seconds(kMostSeconds - kMostWait);
+        const std::string address = Asked().Text("address");
+        if (!address.empty()) {
+            if (!IsServerAddress(address)) {
+                throw Refusal{Code::kBadParameter};
+            }
+            search.address = tonvale_answers::SearchAddress(address);
+        }
+        std::vector<mediaserver::Server> servers = tonvale_answers::FindServers(search).servers;
+        std::erase_if(servers, [](const mediaserver::Server &server) {
+            return !IsServerUrl(server.controlUrl);
+        });
+        return tonvale_answers::ServersData(servers);
+    }
+};
+
+class Browse : public Action {
+  public:
+    using Action::Action;
+
+  protected:
+    Json::Value Data() override {
+        tonvale_answers::BrowseQuestion question;
+        question.url = Asked().RequiredText("url");
+        question.id = Asked().Text("id", "0");
+        question.metadata =
+            Asked().Choice("what", {"children", "metadata"}, "children") == "metadata";
+        question.offset = static_cast<int>(Asked().Number("offset", 0, 0, INT_MAX));
+        question.limit = static_cast<int>(Asked().Number("limit", kUsualObjects, 1, kMostObjects));
+        question.pageSeconds = kMostSeconds;
+        question.seconds = kMostSeconds;
+        question.pageBytes = kMostPageBytes;
+        if (!IsServerUrl(question.url)) {
+            throw Refusal{Code::kBadParameter};
+        }
+        tonvale_answers::ObjectCollector objects(question.offset);
+        tonvale_answers::BrowseServer(question, objects);
+        return objects.Data();
+    }
+};
+
+constexpr Method kMethods[] = {{"list", Make<List>}, {"browse", Make<Browse>}};
+
+}  // namespace
+
+const Api kMediaServerApi{"VARN.Tonvale.MediaServer", kMethods};
+
+}  // namespace tonvale_entry

@@ -1,0 +1,252 @@
+// VARN.Tonvale.Cover through the CGI environment.
+#include <cstdlib>
+#include <fstream>
+#include <map>
+
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "support/scripted_http.h"
+#include "varn/packageconf.h"
+#include "varn/process.h"
+#include "varn/sql.h"
+#include "varn/systempath.h"
+#include "webapi/cgi.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kJpeg[] = "\xFF\xD8\xFF\xE0 one";
+constexpr char kPng[] = "\x89PNG\r\n\x1A\n two";
+
+struct Answer {
+    std::string header;
+    std::string body;
+
+    bool Has(const std::string &line) const { return Contains("\r\n" + header, "\r\n" + line); }
+    std::string Field(const std::string &name) const {
+        const std::size_t at = header.find("\r\n" + name + ": ");
+        return at != header.npos ? header.substr(at + name.size() + 4,
+                                                 header.find("\r\n", at + 2) - at - name.size() - 4)
+                                 : "";
+    }
+};
+
+class CoverApi : public DatabaseTest {
+  protected:
+    static void Put(const fs::path &path, std::string_view text) {
+        fs::create_directories(path.parent_path());
+        std::ofstream(path, std::ios::binary) << text;
+    }
+
+    // Alice's request for what `rest` names, with more variables of a web server.
+    static Answer Get(const std::string &rest, Variables more = {}) {
+        more.insert({{"REQUEST_METHOD", "GET"},
+                     {"QUERY_STRING", "version=1&api=VARN.Tonvale.Cover&method=get" + rest},
+                     {"REMOTE_USER", "alice"}});
+        const std::string text = RunCgi(more);
+        const std::size_t end = text.find("\r\n\r\n");
+        return {text.substr(0, end + 2), text.substr(end + 4)};
+    }
+    static std::string Body(const std::string &rest) { return Get(rest).body; }
+
+    // A song of everybody's, or of a user's, that need not be there itself.
+    static void AddSong(int id, const fs::path &path, const std::string &album = "",
+                        unsigned user = 0) {
+        fs::create_directories(path.parent_path());
+        Query(InsertSql({.id = id,
+                         .userid = user,
+                         .path = path,
+                         .album = album,
+                         .album_artist = "A'B",
+                         .track = id}));
+    }
+
+    static bool IsDefault(const Answer &answer) {
+        return answer.Has("Status: 200 OK\r\n") && answer.Has("Content-Type: image/svg+xml\r\n") &&
+               answer.body.starts_with("<svg ") && answer.body.ends_with("</svg>\n");
+    }
+};
+
+TEST_F(CoverApi, AnswersPicturesByWhatIsInThem) {
+    const fs::path music = scratch() / "O'B 100%";
+    AddSong(1, music / "a.mp3");
+    EXPECT_TRUE(IsDefault(Get("&id=music_1")));
+    const std::pair<std::string, const char *> cases[] = {
+        {kJpeg, "image/jpeg"},         {kPng, "image/png"},
+        {"GIF89a three", "image/gif"}, {std::string("RIFF\0\0\0\0WEBPVP8 ", 16), "image/webp"},
+        {"BM four", "image/bmp"},
+    };
+    for (const auto &[bytes, type] : cases) {
+        Put(music / "cover.jpg", bytes);
+        const Answer answer = Get("&id=music_1");
+        EXPECT_TRUE(answer.Has("Content-Type: " + std::string(type) + "\r\n")) << answer.header;
+        EXPECT_TRUE(answer.Has("Content-Length: " + std::to_string(bytes.size()) + "\r\n"));
+        EXPECT_TRUE(answer.Has("X-Content-Type-Options: nosniff\r\n"));
+        EXPECT_EQ(answer.body, bytes);
+    }
+    for (const char *bytes : {"", "<svg xmlns='http://www.w3.org/2000/svg'><script/></svg>",
+                              "<html>", "\xFF\xD8", "RIFF"}) {
+        Put(music / "cover.jpg", bytes);
+        EXPECT_TRUE(IsDefault(Get("&id=music_1"))) << bytes;
+    }
+    fs::remove(music / "cover.jpg");
+    Put(scratch() / "private.jpg", kJpeg);
+    fs::create_symlink(scratch() / "private.jpg", music / "cover.jpg");
+    EXPECT_TRUE(IsDefault(Get("&id=music_1"))) << "a link leads out of the music";
+    Put(music / "@eaDir" / "a.mp3" / "APIC.png", kPng);
+    EXPECT_EQ(Body("&id=music_1"), kPng) << "the song's own picture is the first";
+    std::string large(kJpeg);
+    large.append(1'000'000, '\0');
+    Put(music / "@eaDir" / "a.mp3" / "APIC.png", large);
+    EXPECT_TRUE(Body("&id=music_1") == large);
+}
+
+TEST_F(CoverApi, SavesWhatDidNotChange) {
+    AddSong(1, scratch() / "with" / "a.mp3");
+    AddSong(2, scratch() / "without" / "a.mp3");
+    Put(scratch() / "with" / "cover.jpg", kJpeg);
+    for (const char *id : {"&id=music_1", "&id=music_2"}) {
+        const Answer first = Get(id);
+        const std::string tag = first.Field("ETag");
+        ASSERT_NE(tag, "") << first.header;
+        EXPECT_TRUE(first.Has("Cache-Control: private, max-age=300\r\n")) << first.header;
+        const Answer again = Get(id, {{"HTTP_IF_NONE_MATCH", "\"x\", " + tag}});
+        EXPECT_TRUE(again.Has("Status: 304 Not Modified\r\n")) << again.header;
+        EXPECT_EQ(again.Field("ETag"), tag);
+        EXPECT_TRUE(again.Has("Cache-Control: private, max-age=300\r\n"));
+        EXPECT_EQ(again.body, "");
+        EXPECT_FALSE(Get(id, {{"HTTP_IF_NONE_MATCH", "\"x\""}}).body.empty());
+        const Answer head = Get(id, {{"REQUEST_METHOD", "HEAD"}});
+        EXPECT_EQ(head.header, first.header);
+        EXPECT_EQ(head.body, "");
+    }
+    const std::string date = Get("&id=music_1").Field("Last-Modified");
+    ASSERT_NE(date, "");
+    EXPECT_EQ(Get("&id=music_1", {{"HTTP_IF_MODIFIED_SINCE", date}}).body, "");
+    EXPECT_NE(
+        Get("&id=music_1", {{"HTTP_IF_MODIFIED_SINCE", date}, {"HTTP_IF_NONE_MATCH", "\"x\""}})
+            .body,
+        "");
+    const std::string tag = Get("&id=music_1").Field("ETag");
+    Put(scratch() / "with" / "cover.jpg", kPng);
+    EXPECT_EQ(Get("&id=music_1", {{"HTTP_IF_NONE_MATCH", tag}}).body, kPng);
+    // A cover that is new takes the place of the drawing.
+    const std::string drawing = Get("&id=music_2").Field("ETag");
+    Put(scratch() / "without" / "folder.jpg", kPng);
+    EXPECT_EQ(Get("&id=music_2", {{"HTTP_IF_NONE_MATCH", drawing}}).body, kPng);
+}
+
+TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
+    const fs::path home = scratch() / "bob";
+    AddSong(1, home / "own.mp3", "bob's", kBob);
+    AddSong(2, scratch() / "own" / "b.mp3", "alice's", kAlice);
+    Put(home / "cover.jpg", kJpeg);
+    Put(scratch() / "own" / "cover.jpg", kPng);
+    Query(*varn::Sql("INSERT INTO directory (id, path, title) VALUES (5, '@VARN:VAR', 'bob');",
+                     home.string()));
+    EXPECT_EQ(Body("&id=music_p_2"), kPng);
+    const std::pair<const char *, const char *> refused[] = {
+        {"&id=music_1", "404 Not Found"},
+        {"&id=music_p_1", "404 Not Found"},
+        {"&id=music_9", "404 Not Found"},
+        {"&id=dir_5", "404 Not Found"},
+        {"&id=dir_9", "404 Not Found"},
+        {"&album=bob%27s", "404 Not Found"},
+        {"&album=none", "404 Not Found"},
+        {"", "400 Bad Request"},
+        {"&album=", "400 Bad Request"},
+        {"&id=dir_", "400 Bad Request"},
+        {"&id=dir_1%20OR%201=1", "400 Bad Request"},
+        {"&id=/etc/passwd", "400 Bad Request"},
+        {"&id=music_1&size=huge", "400 Bad Request"},
+        {"&album=x&library=none", "400 Bad Request"},
+        {"&url=file:///etc/passwd", "400 Bad Request"},
+        {"&url=http://127.0.0.1/x.jpg", "400 Bad Request"},
+        {"&url=http://8.8.8.8/x.jpg&id=music_1", "400 Bad Request"},
+    };
+    for (const auto &[rest, status] : refused) {
+        EXPECT_TRUE(Get(rest).Has("Status: " + std::string(status) + "\r\n")) << rest;
+    }
+}
+
+TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
+    const fs::path music = scratch() / "100%_[x]";
+    AddSong(1, music / "1" / "a.mp3", "It's \"one\"");
+    AddSong(2, music / "2" / "b.mp3", "It's \"one\"");
+    AddSong(3, scratch() / "100xy[x]" / "c.mp3", "other");
+    Put(music / "2" / "cover.jpg", kJpeg);
+    Put(scratch() / "100xy[x]" / "cover.jpg", kPng);
+    Query(*varn::Sql("INSERT INTO directory (id, path, title) VALUES (5, '@VARN:VAR', 'd');",
+                     music.string()));
+    const std::string album = "&album=It%27s%20%22one%22";
+    EXPECT_EQ(Body(album), kJpeg) << "of the first song that has one";
+    EXPECT_EQ(Body(album + "&album_artist=A%27B"), kJpeg);
+    EXPECT_TRUE(Get(album + "&album_artist=nobody").Has("Status: 404 Not Found\r\n"));
+    EXPECT_EQ(Body("&id=dir_5"), kJpeg);
+    EXPECT_EQ(Body("&id=dir_p_5"), kJpeg);
+    fs::remove(music / "2" / "cover.jpg");
+    EXPECT_TRUE(IsDefault(Get(album)));
+    EXPECT_TRUE(IsDefault(Get("&id=dir_5")));
+}
+
+TEST_F(CoverApi, MakesTheSmallCopy) {
+    const fs::path cover = scratch() / "cover.jpg";
+    AddSong(1, scratch() / "a.mp3");
+    ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x600", "xc:red", cover.c_str(), nullptr),
+              0);
+    const Answer small = Get("&id=music_1&size=scaled");
+    EXPECT_EQ(small.body, ReadFile(scratch() / "@eaDir" / "a.mp3" / "VARNAUDIO_ART_NBAUDIO.jpg"));
+    EXPECT_NE(small.body, ReadFile(cover));
+    EXPECT_EQ(Get("&id=music_1&size=scaled", {{"HTTP_IF_NONE_MATCH", small.Field("ETag")}}).body,
+              "");
+    EXPECT_EQ(Body("&id=music_1&size=original"), ReadFile(cover));
+    fs::remove_all(scratch() / "@eaDir");
+    fs::remove(At(varn::path::kConvert));
+    EXPECT_EQ(Body("&id=music_1&size=scaled"), ReadFile(cover)) << "better than none";
+}
+
+TEST_F(CoverApi, FetchesPicturesOfStations) {
+    const ScriptedHttp server([](const HttpRequest &request) {
+        const auto typed = [](const std::string &body, const std::string &type) {
+            return Reply(body, "200 OK", "Content-Type: " + type + "\r\n");
+        };
+        const std::map<std::string, HttpReply> kPages = {
+            {"/a", typed(kPng, "image/png")},
+            {"/page", typed("<html>", "image/png")},
+            {"/text.jpg", typed("text", "text/plain")},
+            {"/text", typed(kPng, "text/plain")},
+            {"/chunked.png", ChunkedReply(kPng, 3)},
+            {"/big", typed(kPng + std::string(6 << 20, 'x'), "image/png")}};
+        const auto page = kPages.find(request.target);
+        return page != kPages.end() ? page->second : Reply("", "404 Not Found");
+    });
+    const auto url = [&](const std::string &path) { return "&url=" + server.Url(path); };
+    const Variables direct = {{"no_proxy", "*"}};
+    EXPECT_TRUE(Get(url("/a"), direct).Has("Status: 400 Bad Request\r\n"));
+    EXPECT_TRUE(server.Requests().empty()) << "an address of this machine";
+    ASSERT_EQ(VARNAudioConfSet("remote_local_addresses", "yes"), 0);
+    fs::permissions(At(varn::path::kPackageConf), fs::perms(0644));
+    const Answer picture = Get(url("/a"), direct);
+    EXPECT_EQ(picture.body, kPng) << picture.header;
+    EXPECT_TRUE(picture.Has("Content-Type: image/png\r\n"));
+    EXPECT_EQ(picture.Field("ETag"), "");
+    for (const char *path : {"/page", "/text.jpg", "/text", "/chunked.png", "/big", "/missing"}) {
+        EXPECT_TRUE(Get(url(path), direct).Has("Status: 500 Internal Server Error\r\n")) << path;
+    }
+    const fs::path out = scratch() / "out.png";
+    EXPECT_EQ(Tonvale({"cover", "--url", server.Url("/a"), "--output", out}).status, 0);
+    EXPECT_EQ(ReadFile(out), kPng);
+    const Finished failed = Tonvale({"cover", "--url", server.Url("/page"), "--output", out});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(Contains(failed.err, "is no picture")) << failed.err;
+    EXPECT_EQ(ReadFile(out), kPng) << "what was there stays";
+    EXPECT_EQ(Tonvale({"cover", "--url", "ftp://x/a.png", "--output", out}).status, 2);
+    EXPECT_EQ(Tonvale({"cover", "--url", server.Url("/a")}).status, 2);
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

@@ -1,0 +1,169 @@
+// VARN.Tonvale.MediaServer through the CGI environment.
+#include <json/json.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "dlna/scripted_media_server.h"
+#include "entry/server_url.h"
+#include "programs/command.h"
+#include "support/fixture.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
+#include "webapi/cgi.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class MediaServerApi : public SystemTest {
+  protected:
+    static Json::Value Ask(const std::string &rest) {
+        const std::string text =
+            RunCgi({{"REQUEST_METHOD", "GET"},
+                    {"QUERY_STRING", "version=1&api=VARN.Tonvale.MediaServer&method=" + rest},
+                    {"REMOTE_USER", "alice"},
+                    {"no_proxy", "*"}});
+        Json::Value reply;
+        std::istringstream(text.substr(text.find("\r\n\r\n") + 4)) >> reply;
+        return reply;
+    }
+    static int Refusal(const std::string &rest) { return Ask(rest)["error"]["code"].asInt(); }
+
+    static void PermitAnyAddress() {
+        ASSERT_EQ(VARNAudioConfSet("media_server_any_address", "yes"), 0);
+        fs::permissions(At(varn::path::kPackageConf), fs::perms(0644));
+    }
+};
+
+TEST_F(MediaServerApi, AsksOnlyMachinesOfTheLocalNetwork) {
+    using tonvale_entry::IsServerAddress;
+    using tonvale_entry::IsServerUrl;
+    for (const char *host : {"10.0.0.1", "172.16.0.1", "172.31.255.255", "192.168.1.2"}) {
+        EXPECT_TRUE(IsServerUrl("http://" + std::string(host) + ":8200/ctl")) << host;
+        EXPECT_TRUE(IsServerUrl("HTTPS://" + std::string(host))) << host;
+        EXPECT_TRUE(IsServerAddress(host)) << host;
+        EXPECT_TRUE(IsServerAddress(std::string(host) + ":1900")) << host;
+    }
+    const ScriptedHttp server([](const HttpRequest &) { return Reply(Browsed("")); });
+    for (const char *host : {"127.0.0.1",
+                             "localhost",
+                             "0.0.0.0",
+                             "8.8.8.8",
+                             "169.254.169.254",
+                             "172.15.0.1",
+                             "172.32.0.1",
+                             "11.0.0.1",
+                             "100.64.0.1",
+                             "224.0.0.1",
+                             "10.1",
+                             "0x0A000001",
+                             "167772161",
+                             "012.0.0.1",
+                             "router.local",
+                             "[::1]",
+                             "[fd00::1]",
+                             "10.0.0.1@127.0.0.1",
+                             "",
+                             "10.0.0.1\\@127.0.0.1",
+                             "10.0.0.1.nip.io"}) {
+        EXPECT_FALSE(IsServerUrl("http://" + std::string(host) + "/")) << host;
+        EXPECT_FALSE(IsServerAddress(host)) << host;
+    }
+    for (const char *url : {"", "10.0.0.1", "ftp://10.0.0.1/", "file:///etc/passwd", "http://"}) {
+        EXPECT_FALSE(IsServerUrl(url)) << url;
+    }
+    EXPECT_EQ(Refusal("browse&url=" + server.Url()), 400);
+    EXPECT_EQ(Refusal("browse&url=http://10.0.0.1%0d%0a/"), 400);
+    EXPECT_EQ(Refusal("list&wait=1&address=127.0.0.1"), 400);
+    EXPECT_TRUE(server.Requests().empty());
+    PermitAnyAddress();
+    EXPECT_FALSE(IsServerUrl("file:///etc/passwd"));
+    EXPECT_TRUE(Ask("browse&url=" + server.Url())["success"].asBool());
+}
+
+TEST_F(MediaServerApi, BrowsesInPages) {
+    const ScriptedHttp server([](const HttpRequest &request) {
+        if (Asked(request, "ObjectID") == "none") {
+            return Reply(
+                "<s:Envelope xmlns:s=\"s\"><s:Body><s:Fault><detail><UPnPError>"
+                "<errorCode>701</errorCode></UPnPError></detail></s:Fault></s:Body></s:Envelope>",
+                "500 Internal Server Error");
+        }
+        std::string didl;
+        const int start = std::stoi(Asked(request, "StartingIndex"));
+        const int count = std::min(60, std::stoi(Asked(request, "RequestedCount")));
+        for (int i = start; i < std::min(start + count, 2000); ++i) {
+            didl +=
+                i == 0 ? std::string("<container id=\"0\"><title>\xC3\xA4 \x7F</title></container>")
+                       : "<item id=\"" + std::to_string(i) + "\"/>";
+        }
+        return Reply(Browsed(didl));
+    });
+    PermitAnyAddress();
+    const std::string browse = "browse&url=" + server.Url("/ctl%3Fa=b");
+    const Json::Value page = Ask(browse)["data"];
+    EXPECT_EQ(page["offset"], 0);
+    EXPECT_EQ(page["number_returned"], 100);
+    EXPECT_EQ(page["containers"].size(), 1u);
+    EXPECT_EQ(page["containers"][0]["title"], "\xC3\xA4 \x7F");
+    EXPECT_EQ(page["items"].size(), 99u);
+    EXPECT_EQ(server.Requests().front().target, "/ctl?a=b");
+    const Json::Value last = Ask(browse + "&offset=1900&limit=1000&id=a%26b%3C%22")["data"];
+    EXPECT_EQ(last["offset"], 1900);
+    EXPECT_EQ(last["items"].size(), 100u);
+    EXPECT_EQ(last["items"][99]["id"], "1999");
+    EXPECT_EQ(Asked(server.Requests().back(), "ObjectID"), "a&amp;b&lt;\"");
+    // The command line prints the same.
+    Json::Value printed;
+    std::istringstream(
+        Tonvale({"mediaserver", "browse", server.Url(), "0", "--limit", "100", "--json"}).out) >>
+        printed;
+    EXPECT_EQ(printed, page);
+    const std::pair<std::string, int> refused[] = {
+        {"&id=none", 404},    {"&id=" + std::string(3001, 'x'), 400},
+        {"&limit=1001", 400}, {"&limit=0", 400},
+        {"&offset=-1", 400},  {"&what=everything", 400},
+    };
+    for (const auto &[rest, code] : refused) {
+        EXPECT_EQ(Refusal(browse + rest), code) << rest;
+    }
+    EXPECT_EQ(Refusal("browse"), 400);
+}
+
+TEST_F(MediaServerApi, BoundsWhatAServerSends) {
+    const ScriptedHttp server([](const HttpRequest &request) {
+        return request.target == "/large"  ? Reply(Browsed(std::string(5 << 20, ' ')))
+               : request.target == "/page" ? Reply("<html/>")
+                                           : Reply(Browsed("<item>"));
+    });
+    PermitAnyAddress();
+    for (const char *path : {"/large", "/page", "/broken"}) {
+        EXPECT_EQ(Refusal("browse&url=" + server.Url(path)), 500) << path;
+    }
+    EXPECT_EQ(Refusal("browse&url=http://127.0.0.1:1/"), 500);
+}
+
+TEST_F(MediaServerApi, ListsThoseThatCanBeBrowsed) {
+    const ScriptedHttp web([](const HttpRequest &request) {
+        return Reply(Description(Device("B\xC3\xA9ta " + request.target, "uuid:" + request.target,
+                                        Service("ContentDirectory:1", "/ctl"))));
+    });
+    ScriptedSsdp responder({Found(web.Url("/a"))});
+    const std::string list = "list&wait=1&address=" + responder.address();
+    EXPECT_EQ(Refusal(list), 400);
+    PermitAnyAddress();
+    const Json::Value servers = Ask(list)["data"]["servers"];
+    ASSERT_EQ(servers.size(), 1u);
+    EXPECT_EQ(servers[0]["name"], "B\xC3\xA9ta /a");
+    EXPECT_EQ(servers[0]["url"], web.Url("/ctl"));
+    for (const char *rest : {"list&wait=0", "list&wait=11", "list&wait=1&address=:1900"}) {
+        EXPECT_EQ(Refusal(rest), 400) << rest;
+    }
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
