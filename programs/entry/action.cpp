@@ -24,6 +24,7 @@ const auto &Apis() {
         &kGenreApi,
         &kInfoApi,
         &kPlaylistApi,
+        &kSettingApi,
         &kSongApi,
         &kStreamApi,
     };

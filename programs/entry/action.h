@@ -102,6 +102,7 @@ extern const Api kFolderApi;
 extern const Api kGenreApi;
 extern const Api kInfoApi;
 extern const Api kPlaylistApi;
+extern const Api kSettingApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
 
