@@ -25,6 +25,7 @@ const auto &Apis() {
         &kInfoApi,
         &kPinApi,
         &kPlaylistApi,
+        &kSettingApi,
         &kSharingApi,
         &kSharingPageApi,
         &kSongApi,

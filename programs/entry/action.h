@@ -103,6 +103,7 @@ extern const Api kGenreApi;
 extern const Api kInfoApi;
 extern const Api kPinApi;
 extern const Api kPlaylistApi;
+extern const Api kSettingApi;
 extern const Api kSharingApi;
 extern const Api kSharingPageApi;
 extern const Api kSongApi;
