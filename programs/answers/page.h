@@ -35,8 +35,16 @@ class Page {
 
 enum class Letters { kUtf8, kAscii };
 
-// Writes values on one line.
-std::unique_ptr<Json::StreamWriter> JsonWriter(Letters letters);
+// Values on one line each. What is not UTF-8 becomes U+FFFD.
+class JsonWriter {
+  public:
+    explicit JsonWriter(Letters letters);
+    std::string Text(const Json::Value &value) const;
+
+  private:
+    Letters letters_;
+    std::unique_ptr<Json::StreamWriter> writer_;
+};
 
 // Writes the object, the first of its parts given. False when `out` does not take all of it. What
 // Next throws comes out of here, with the object broken off.

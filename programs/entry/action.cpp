@@ -27,6 +27,7 @@ const auto &Apis() {
         &kMediaServerApi,
         &kPinApi,
         &kPlaylistApi,
+        &kSettingApi,
         &kSharingApi,
         &kSharingPageApi,
         &kSongApi,

@@ -105,6 +105,7 @@ extern const Api kInfoApi;
 extern const Api kMediaServerApi;
 extern const Api kPinApi;
 extern const Api kPlaylistApi;
+extern const Api kSettingApi;
 extern const Api kSharingApi;
 extern const Api kSharingPageApi;
 extern const Api kSongApi;

@@ -1,20 +1,11 @@
 // VARN.Tonvale.Info: who is logged in, and what there is for them.
 #include "action.h"
 #include "answers/kinds.h"
-#include "tonvale/settings.h"
+#include "answers/settings.h"
 
 namespace tonvale_entry {
 
 namespace {
-
-struct Right {
-    unsigned bit;
-    const char *name;
-};
-constexpr Right kRights[] = {
-    {RIGHT_USB, "usb"},   {RIGHT_STREAMING, "streaming"}, {RIGHT_PLAYLIST, "playlist"},
-    {RIGHT_UPNP, "upnp"}, {RIGHT_EDITSONG, "editsong"},   {RIGHT_SHARING, "sharing"},
-};
 
 class Get : public Action {
   public:
@@ -29,10 +20,8 @@ class Get : public Action {
         user["uid"] = uid;
         user["name"] = Asked().User().GetLoginUserName();
         user["permissions"] = Json::Value(Json::arrayValue);
-        for (const Right &right : kRights) {
-            if ((Asked().Rights() & right.bit) != 0) {
-                user["permissions"].append(right.name);
-            }
+        for (const std::string &name : tonvale_answers::RightNames(Asked().Rights())) {
+            user["permissions"].append(name);
         }
         Json::Value &library = data["library"];
         library["default"] = tonvale_answers::DefaultKind(uid);

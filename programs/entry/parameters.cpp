@@ -6,6 +6,8 @@
 #include <charconv>
 #include <memory>
 
+#include "answers/text.h"
+
 namespace tonvale_entry {
 
 namespace {
@@ -38,36 +40,12 @@ std::optional<std::string> Decoded(std::string_view text) {
     return decoded;
 }
 
-// The length of the UTF-8 character (RFC 3629, 4) at the start of a text, 0 when there is none.
-std::size_t CharacterLength(std::string_view text) {
-    const auto byte = [&](std::size_t i) { return static_cast<unsigned char>(text[i]); };
-    const unsigned char lead = byte(0);
-    const std::size_t length = lead < 0x80                    ? 1
-                               : lead >= 0xC2 && lead <= 0xDF ? 2
-                               : (lead & 0xF0) == 0xE0        ? 3
-                               : lead >= 0xF0 && lead <= 0xF4 ? 4
-                                                              : 0;
-    if (length == 0 || length > text.size()) {
-        return 0;
-    }
-    for (std::size_t i = 1; i < length; ++i) {
-        if ((byte(i) & 0xC0) != 0x80) {
-            return 0;
-        }
-    }
-    // Overlong forms, surrogates and what lies beyond the last plane.
-    const bool bad =
-        length > 2 && ((lead == 0xE0 && byte(1) < 0xA0) || (lead == 0xED && byte(1) > 0x9F) ||
-                       (lead == 0xF0 && byte(1) < 0x90) || (lead == 0xF4 && byte(1) > 0x8F));
-    return bad ? 0 : length;
-}
-
 bool IsCleanText(std::string_view text) {
     while (!text.empty()) {
         const char c = text.front();
         const bool control =
             (c >= 0 && c < 0x20 && c != '\t' && c != '\n' && c != '\r') || c == 0x7F;
-        const std::size_t length = control ? 0 : CharacterLength(text);
+        const std::size_t length = control ? 0 : tonvale_answers::CharacterLength(text);
         if (length == 0) {
             return false;
         }

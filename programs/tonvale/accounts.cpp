@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <array>
-#include <memory>
 
 #include "database.h"
 #include "varn/account.h"
@@ -11,22 +10,6 @@
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
-
-namespace {
-
-struct UserFree {
-    void operator()(PVARN_USER user) const noexcept { VARNUserFree(user); }
-};
-using User = std::unique_ptr<VARN_USER, UserFree>;
-
-}  // namespace
-
-std::string AccountName(uid_t uid) {
-    PVARN_USER found = nullptr;
-    VARNUserGetByUID(uid, &found);
-    const User user(found);
-    return user ? user->szName : "";
-}
 
 std::string PreferenceFolder(const std::string &name) {
     std::array<char, 4096> folder = {};

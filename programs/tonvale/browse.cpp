@@ -69,8 +69,7 @@ int Browse(const BrowseQuestion &question, bool json) {
         tonvale_answers::ObjectCollector objects(question.offset);
         const int status = Visit(question, objects);
         if (status != kUsage) {
-            JsonWriter()->write(objects.Data(), &std::cout);
-            std::cout << "\n";
+            PrintJson(objects.Data());
         }
         return status;
     }

@@ -71,15 +71,6 @@ std::string Cut(std::string_view text, int width) {
 
 }  // namespace
 
-std::string ValidUtf8(std::string_view text) {
-    std::string valid;
-    while (!text.empty()) {
-        const Character character = TakeCharacter(text);
-        valid += character.valid ? character.bytes : kReplacement;
-    }
-    return valid;
-}
-
 std::string Printable(std::string_view text) {
     std::string printable;
     while (!text.empty()) {

@@ -5,10 +5,11 @@
 #include <string_view>
 #include <vector>
 
+#include "answers/text.h"
+
 namespace tonvale_cli {
 
-// Valid UTF-8 in place of any bytes: U+FFFD stands for every byte that belongs to no character.
-std::string ValidUtf8(std::string_view text);
+using tonvale_answers::ValidUtf8;
 
 // Text that a terminal only shows: U+FFFD also stands for control characters, line breaks included,
 // and for those that turn the direction of writing.

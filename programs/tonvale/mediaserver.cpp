@@ -1,7 +1,6 @@
 #include <json/json.h>
 
 #include <cstdio>
-#include <iostream>
 #include <memory>
 #include <optional>
 
@@ -60,8 +59,7 @@ int List(const ListOptions &options) {
         Complain(Printable(problem));
     }
     if (options.json) {
-        JsonWriter()->write(tonvale_answers::ServersData(result.servers), &std::cout);
-        std::cout << "\n";
+        PrintJson(tonvale_answers::ServersData(result.servers));
     } else {
         PrintServers(result.servers);
     }

@@ -2,7 +2,6 @@
 
 #include <cinttypes>
 #include <cstdio>
-#include <iostream>
 
 namespace tonvale_cli {
 
@@ -26,8 +25,7 @@ void PrintJson(tonvale_answers::Page &page) {
 }
 
 void PrintJson(const Json::Value &json) {
-    tonvale_answers::JsonWriter(Letters::kUtf8)->write(json, &std::cout);
-    std::cout << std::endl;
+    std::fputs((tonvale_answers::JsonWriter(Letters::kUtf8).Text(json) + "\n").c_str(), stdout);
 }
 
 }  // namespace tonvale_cli

@@ -2,39 +2,24 @@
 #include <json/json.h>
 
 #include <algorithm>
-#include <array>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 
 #include "accounts.h"
+#include "answers/link_hooks.h"
+#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "page_output.h"
 #include "tonvale/settings.h"
 #include "user.h"
-#include "varn/host.h"
-#include "varn/systempath.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-using varn::host::RootOption;
-
-struct Right {
-    const char *name;
-    unsigned bit;
-    const char *meaning;
-};
-
-constexpr std::array kRights = {
-    Right{"usb", RIGHT_USB, "play through the server's own output"},
-    Right{"streaming", RIGHT_STREAMING, "stream to a browser or another client"},
-    Right{"playlist", RIGHT_PLAYLIST, "manage shared playlists"},
-    Right{"upnp", RIGHT_UPNP, "play to UPnP renderers"},
-    Right{"editsong", RIGHT_EDITSONG, "edit the tags of songs"},
-    Right{"sharing", RIGHT_SHARING, "make share links"}};
+using tonvale_answers::Right;
 
 constexpr char kAll[] = "all";
 constexpr char kNone[] = "none";
@@ -45,95 +30,70 @@ struct PermissionOptions {
     bool json = false;
 };
 
-std::string UsersFile() {
-    return SystemPath(varn::path::kUsersFile);
-}
-
-// The users file. False with a message.
-bool ReadUsers(Json::Value &users) {
-    if (auto done = CheckRoot(); !done) {
+// False, with a message, for a root that is not prepared.
+bool IsPrepared() {
+    const auto done = CheckRoot();
+    if (!done) {
         Complain(done.Message());
-        return false;
     }
-    if (!AudioUsers::Read(users, UsersFile()) || !users.isObject()) {
-        Complain("the users file " + UsersFile() +
-                 " cannot be read; correct it, or remove it and "
-                 "run 'tonvale init" +
-                 RootOption() + "'");
-        return false;
-    }
-    return true;
+    return static_cast<bool>(done);
 }
 
-std::string RightNames(unsigned mask) {
+// ---- user --------------------------------------------------------------------------------------
+
+std::string NamesOf(const Json::Value &rights) {
     std::string names;
-    for (const Right &right : kRights) {
-        if ((mask & right.bit) != 0) {
+    for (const Right &right : tonvale_answers::AllRights()) {
+        if (rights[right.name].asBool()) {
             names += (names.empty() ? "" : " ") + std::string(right.name);
         }
     }
     return names;
 }
 
-Json::Value RightsJson(unsigned mask) {
-    Json::Value rights(Json::objectValue);
-    for (const Right &right : kRights) {
-        rights[right.name] = (mask & right.bit) != 0;
-    }
-    return rights;
-}
-
-void PrintLine(const Json::Value &json) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    std::cout << Json::writeString(builder, json) << "\n";
-}
-
-// ---- user --------------------------------------------------------------------------------------
-
 int ListUsers(const PermissionOptions &options) {
-    Json::Value users;
-    if (!ReadUsers(users)) {
+    if (!IsPrepared()) {
         return kFailed;
     }
-    Table table({{"UID", true, false}, {"NAME", false, false}, {"RIGHTS", false, true}});
-    Json::Value list(Json::arrayValue);
-    for (const unsigned uid : AudioUsers::enumUsers(users)) {
-        const std::string name = AccountName(uid);
-        const unsigned mask = name.empty() ? 0 : AudioUsers::GetUserPermission(name);
-        table.AddRow({std::to_string(uid), name.empty() ? "(gone)" : name, RightNames(mask)});
-        Json::Value entry(Json::objectValue);
-        entry["uid"] = uid;
-        entry["name"] = ValidUtf8(name);
-        entry["rights"] = RightsJson(mask);
-        list.append(entry);
-    }
+    const Json::Value users = tonvale_answers::UserList();
     if (options.json) {
-        PrintLine(list);
-    } else {
-        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+        PrintJson(users);
+        return kDone;
     }
+    Table table({{"UID", true, false}, {"NAME", false, false}, {"RIGHTS", false, true}});
+    for (const Json::Value &user : users) {
+        const std::string name = user["name"].asString();
+        table.AddRow(
+            {user["uid"].asString(), name.empty() ? "(gone)" : name, NamesOf(user["rights"])});
+    }
+    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
     return kDone;
 }
 
+// The share links of users who may not share any more are taken away. Rights are recorded where the
+// database does not start, too.
+void StartForLinks() {
+    if (auto done = StartDatabase(); !done) {
+        Complain(done.Message());
+    }
+}
+
 int SyncUsers() {
-    Json::Value before;
-    Json::Value after;
-    if (!ReadUsers(before)) {
+    if (!IsPrepared()) {
         return kFailed;
     }
+    const Json::Value before = tonvale_answers::ReadUsers();
+    StartForLinks();
     const AsPackageAccount package;
     if (!package) {
         return kFailed;
     }
     AudioUsers::SyncUsers();
-    if (!ReadUsers(after)) {
-        return kFailed;
-    }
+    const Json::Value after = tonvale_answers::ReadUsers();
     for (const unsigned uid : AudioUsers::enumUsers(before)) {
         if (!after.isMember(std::to_string(uid))) {
             std::printf("Removed the entry of user id %u.\n", uid);
+            tonvale_answers::LinksFollowLostRight(uid);
         }
     }
     return kDone;
@@ -142,73 +102,43 @@ int SyncUsers() {
 // ---- permission --------------------------------------------------------------------------------
 
 int ShowPermission(const PermissionOptions &options) {
-    Json::Value users;
-    if (!ReadUsers(users)) {
+    if (!IsPrepared()) {
         return kFailed;
     }
-    const std::optional<uid_t> uid = FindUser(options.user);
-    if (!uid) {
+    tonvale_answers::ReadUsers();  // one that cannot be read would show as no rights
+    if (!FindUser(options.user)) {
         return kUsage;
     }
-    const unsigned mask = AudioUsers::GetUserPermission(options.user);
+    const Json::Value rights =
+        tonvale_answers::RightsObject(AudioUsers::GetUserPermission(options.user));
     if (options.json) {
-        PrintLine(RightsJson(mask));
+        PrintJson(rights);
         return kDone;
     }
     Table table({{"RIGHT", false, false}, {"", false, false}, {"MEANING", false, true}});
-    for (const Right &right : kRights) {
-        table.AddRow({right.name, (mask & right.bit) != 0 ? "yes" : "no", right.meaning});
+    for (const Right &right : tonvale_answers::AllRights()) {
+        table.AddRow({right.name, rights[right.name].asBool() ? "yes" : "no", right.meaning});
     }
     std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
     return kDone;
 }
 
-unsigned MaskOf(const std::vector<std::string> &names) {
-    unsigned mask = 0;
-    for (const std::string &name : names) {
-        for (const Right &right : kRights) {
-            mask |= name == right.name || name == kAll ? right.bit : 0;
-        }
-    }
-    return mask;
-}
-
-// Puts back what an entry had beside its rights.
-void KeepPreferences(const Json::Value &before, Json::Value &entry) {
-    if (!before.isObject()) {
-        return;
-    }
-    for (const std::string &key : before.getMemberNames()) {
-        const bool isRight = std::any_of(std::begin(kRights), std::end(kRights),
-                                         [&](const Right &right) { return key == right.name; });
-        if (!isRight) {
-            entry[key] = before[key];
-        }
-    }
-}
-
 int SetPermission(const PermissionOptions &options) {
-    Json::Value users;
-    if (!ReadUsers(users)) {
+    if (!IsPrepared()) {
         return kFailed;
     }
-    const std::optional<uid_t> uid = FindUser(options.user);
-    if (!uid) {
+    if (!FindUser(options.user)) {
         return kUsage;
     }
+    StartForLinks();
     const AsPackageAccount package;
     if (!package) {
         return kFailed;
     }
-    // A new entry is made of rights and of what the configuration offers; an administrator here
-    // changes rights alone.
-    const Json::Value before = users[std::to_string(*uid)];
-    AudioUsers::SetUser(users, *uid, MaskOf(options.rights));
-    KeepPreferences(before, users[std::to_string(*uid)]);
-    if (!AudioUsers::Save(users, UsersFile())) {
-        Complain("the users file " + UsersFile() + " cannot be written");
-        return kFailed;
-    }
+    const bool isAll =
+        std::find(options.rights.begin(), options.rights.end(), kAll) != options.rights.end();
+    tonvale_answers::SetPermission(options.user,
+                                   isAll ? RIGHT_ALL : tonvale_answers::MaskOf(options.rights));
     return kDone;
 }
 
@@ -245,8 +175,9 @@ void AddPermission(CLI::App &app, Action &action) {
         AddVerb(*permission, action, "set", "Record what a user may do", options, SetPermission);
     set->add_option("USER", options->user, "The user's name")->required();
     std::vector<std::string> names = {kAll, kNone};
-    std::transform(kRights.begin(), kRights.end(), std::back_inserter(names),
-                   [](const Right &right) { return right.name; });
+    for (const Right &right : tonvale_answers::AllRights()) {
+        names.emplace_back(right.name);
+    }
     set->add_option("RIGHT", options->rights, "The rights, all others being taken away")
         ->check(CLI::IsMember(names))
         ->required();

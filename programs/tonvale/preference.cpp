@@ -1,43 +1,24 @@
 // A user's preferences.
 #include <json/json.h>
 
-#include <array>
 #include <cstdio>
-#include <iostream>
 #include <memory>
+#include <optional>
 
 #include "accounts.h"
+#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
-#include "tonvale/settings.h"
+#include "page_output.h"
 #include "user.h"
-#include "varn/systempath.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-constexpr char kYes[] = "yes";
-constexpr char kNo[] = "no";
-constexpr char kBrowse[] = "browse_personal_library";
-constexpr char kAll[] = "all";
-constexpr char kPersonal[] = "personal";
-
-struct Switch {
-    const char *name;
-    bool (*get)(uid_t) noexcept;
-    bool (*set)(uid_t, bool) noexcept;
-    const char *meaning;
-};
-
-constexpr std::array kSwitches = {
-    Switch{"support_transcode_mp3", AudioFile::GetUserTranscodeMp3, AudioFile::SetUserTranscodeMp3,
-           "songs are transcoded to MP3"},
-    Switch{"prefer_using_html5", AudioFile::GetPreferHtml5, AudioFile::SetPreferHtml5,
-           "the HTML5 player is preferred"},
-    Switch{"audio_show_virtual_library", AudioFile::GetUserShowVirtualLib,
-           AudioFile::SetUserShowVirtualLib, "tracks of cue sheets are shown"}};
+using tonvale_answers::AllPreferences;
+using tonvale_answers::Preference;
 
 struct PreferenceOptions {
     std::string user;
@@ -45,11 +26,6 @@ struct PreferenceOptions {
     std::string value;
     bool json = false;
 };
-
-const char *Browsed(uid_t uid) {
-    return AudioFile::GetUserBrowsePersonalLibraryType(uid) == BROWSE_LIBRARY_PERSONAL ? kPersonal
-                                                                                       : kAll;
-}
 
 std::optional<uid_t> PreparedUser(const std::string &name, int &status) {
     if (auto done = CheckRoot(); !done) {
@@ -67,40 +43,20 @@ int Show(const PreferenceOptions &options) {
     if (!uid) {
         return status;
     }
-    Table table({{"PREFERENCE", false, false}, {"", false, false}, {"MEANING", false, true}});
-    Json::Value json(Json::objectValue);
-    for (const Switch &one : kSwitches) {
-        const bool on = one.get(*uid);
-        json[one.name] = on;
-        table.AddRow({one.name, on ? kYes : kNo, one.meaning});
-    }
-    json[kBrowse] = Browsed(*uid);
-    table.AddRow({kBrowse, Browsed(*uid), "the library that is browsed"});
+    const Json::Value preferences = tonvale_answers::PreferencesOf(*uid);
     if (options.json) {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        std::cout << Json::writeString(builder, json) << "\n";
-    } else {
-        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+        PrintJson(preferences);
+        return kDone;
     }
+    Table table({{"PREFERENCE", false, false}, {"", false, false}, {"MEANING", false, true}});
+    for (const Preference &known : AllPreferences()) {
+        const Json::Value &value = preferences[known.name];
+        const std::string text =
+            value.isBool() ? known.values[value.asBool() ? 0 : 1] : value.asString();
+        table.AddRow({known.name, text, known.meaning});
+    }
+    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
     return kDone;
-}
-
-// Sets a preference; empty for a value that it cannot have.
-std::optional<bool> SetValue(uid_t uid, const std::string &name, const std::string &value) {
-    if (name == kBrowse) {
-        if (value != kAll && value != kPersonal) {
-            return std::nullopt;
-        }
-        return AudioFile::SetUserBrowsePersonalLibraryType(
-            uid, value == kPersonal ? BROWSE_LIBRARY_PERSONAL : BROWSE_LIBRARY_ALL);
-    }
-    for (const Switch &one : kSwitches) {
-        if (name == one.name && (value == kYes || value == kNo)) {
-            return one.set(uid, value == kYes);
-        }
-    }
-    return std::nullopt;
 }
 
 int Set(const PreferenceOptions &options) {
@@ -113,20 +69,7 @@ int Set(const PreferenceOptions &options) {
     if (!package) {
         return kFailed;
     }
-    const auto set = SetValue(*uid, options.name, options.value);
-    if (!set) {
-        Complain(options.name + " is set to " +
-                 (options.name == kBrowse ? "all or personal" : "yes or no"));
-        return kUsage;
-    }
-    if (!*set) {
-        Complain("the preference was not set: see that " + SystemPath(varn::path::kUsersFile) +
-                 " is there and can be written" +
-                 (options.name == kSwitches[0].name
-                      ? ", and that the package offers transcoding (docs/system.md)"
-                      : ""));
-        return kFailed;
-    }
+    tonvale_answers::SetPreference(*uid, options.name, options.value);
     return kDone;
 }
 
@@ -142,9 +85,9 @@ void AddPreference(CLI::App &app, Action &action) {
     show->add_flag("--json", options->json, "Print JSON instead of a table");
     show->callback([options, &action] { action = [options] { return Show(*options); }; });
 
-    std::vector<std::string> names = {kBrowse};
-    for (const Switch &one : kSwitches) {
-        names.emplace_back(one.name);
+    std::vector<std::string> names;
+    for (const Preference &known : AllPreferences()) {
+        names.push_back(known.name);
     }
     CLI::App *set = preference->add_subcommand("set", "Set one of a user's preferences");
     set->add_option("USER", options->user, "The user's name")->required();

@@ -1,4 +1,6 @@
 // The verbs share and pin.
+#include <set>
+
 #include "programs/command.h"
 #include "sharing/shared_library.h"
 
@@ -77,6 +79,97 @@ TEST_F(ShareVerbs, ShareOwnPlaylists) {
     WriteFile("/usr/varn/etc/preference/alice/playlists/It's 1.m3u", "");
     EXPECT_TRUE(Contains(Alice({"share", "create", "It's 1", "--personal", "--json"}),
                          "\"playlist_id\":\"playlist_personal_normal/It's 1\""));
+}
+
+// What other verbs change, links follow.
+class LinksAfter : public ShareVerbs {
+  protected:
+    // A link of alice's and one of bob's, who may share too, for playlists of the same name.
+    void SetUp() override {
+        ShareVerbs::SetUp();
+        WriteFile(varn::path::kUsersFile,
+                  R"({"1030": {"sharing": true}, "1031": {"sharing": true, "usb": true}})");
+    }
+    static std::string Create(const char *user, std::vector<std::string> arguments) {
+        arguments.insert(arguments.begin(), {"share", "create"});
+        const Finished made = As(user, arguments);
+        EXPECT_EQ(made.status, 0) << made.err;
+        return made.out.substr(0, made.out.size() - 1).substr(made.out.rfind('/') + 1);
+    }
+    static void Do(const std::vector<std::string> &arguments) {
+        const Finished done = Tonvale(arguments);
+        EXPECT_EQ(done.status, 0) << done.err;
+    }
+    // The links that are left, by their identifiers.
+    static std::set<std::string> Left() {
+        std::set<std::string> ids;
+        for (const auto &row : Query("SELECT id FROM playlist_sharing")) {
+            ids.insert(row.front());
+        }
+        return ids;
+    }
+    static std::string PlaylistOf(const std::string &link) {
+        return Value("SELECT playlist_id || ' ' || path FROM playlist_sharing WHERE id = '" + link +
+                     "'");
+    }
+};
+
+TEST_F(LinksAfter, SharedPlaylistsChange) {
+    Touch(In("other.m3u"));
+    const std::string other = AddRow(In("other.m3u"), "other", "");
+    const std::string alices = Create("alice", {"12"});
+    const std::string bobs = Create("bob", {"12"});
+    const std::string kept = Create("bob", {other});
+    Do({"playlist", "rename", "12", "It's 100%_new"});
+    EXPECT_EQ(PlaylistOf(alices), "playlist_shared_normal/12 " + In("It's 100%_new.m3u"));
+    EXPECT_EQ(PlaylistOf(bobs), PlaylistOf(alices));
+    EXPECT_EQ(Tonvale({"playlist", "rename", "12", "a/b"}).status, 2);
+    EXPECT_EQ(PlaylistOf(bobs), PlaylistOf(alices));
+    // The other one's link is stored under this one's number, since the library was indexed anew.
+    Query("UPDATE playlist_sharing SET playlist_id = 'playlist_shared_normal/12' WHERE id = '" +
+          kept + "'");
+    Do({"playlist", "delete", "12"});
+    EXPECT_EQ(Left(), std::set<std::string>{kept});
+}
+
+TEST_F(LinksAfter, OwnPlaylistsOfTheSameNameChange) {
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    std::filesystem::permissions(At(varn::path::kPackageConf), std::filesystem::perms(0644));
+    for (const char *user : {"alice", "bob"}) {
+        Do({"playlist", "create", "mine", "--personal", "--user", user});
+    }
+    const std::string alices = Create("alice", {"mine", "--personal"});
+    const std::string bobs = Create("bob", {"mine", "--personal"});
+    Do({"playlist", "rename", "mine", "hers", "--personal", "--user", "alice"});
+    EXPECT_TRUE(PlaylistOf(alices).starts_with("playlist_personal_normal/hers /"));
+    EXPECT_TRUE(PlaylistOf(bobs).starts_with("playlist_personal_normal/mine /"));
+    Do({"playlist", "rename", "hers", "mine", "--personal", "--user", "alice"});
+    Do({"playlist", "delete", "mine", "--personal", "--user", "alice"});
+    EXPECT_EQ(Left(), std::set<std::string>{bobs});
+}
+
+TEST_F(LinksAfter, RightsAndPersonalLibrariesChange) {
+    Touch(In("own.m3u"));
+    AddRow(In("own.m3u"), "own", "", kBob);
+    Create("alice", {"12"});
+    const std::string shared = Create("bob", {"12"});
+    Create("bob", {"own", "--personal"});
+    EXPECT_EQ(As("bob", {"share", "song", std::to_string(rock_)}).status, 0);
+    Do({"permission", "set", "bob", "sharing", "streaming"});
+    EXPECT_EQ(Left().size(), 4U);
+    EXPECT_EQ(Tonvale({"personal-libraries"}).out, "on\n");
+    Do({"personal-libraries", "on"});
+    EXPECT_EQ(Left().size(), 4U) << "nothing was switched";
+    Do({"personal-libraries", "off"});
+    EXPECT_EQ(Tonvale({"personal-libraries"}).out, "off\n");
+    EXPECT_EQ(Left().size(), 2U);
+    Do({"permission", "set", "alice", "usb"});
+    EXPECT_EQ(Left(), std::set<std::string>{shared});
+    // Who gets the user id next does not get the links.
+    const std::string accounts = ReadFile(At(varn::path::kPasswd));
+    WriteFile(varn::path::kPasswd, accounts.substr(0, accounts.find("bob:")));
+    Do({"user", "sync"});
+    EXPECT_TRUE(Left().empty());
 }
 
 TEST_F(ShareVerbs, KeepPins) {

@@ -1,0 +1,251 @@
+#include "settings.h"
+
+#include <algorithm>
+#include <array>
+#include <memory>
+
+#include "failure.h"
+#include "link_hooks.h"
+#include "tonvale/settings.h"
+#include "varn/account.h"
+#include "varn/host.h"
+#include "varn/systempath.h"
+
+namespace tonvale_answers {
+
+namespace {
+
+constexpr Right kRights[] = {
+    {"usb", RIGHT_USB, "play through the server's own output"},
+    {"streaming", RIGHT_STREAMING, "stream to a browser or another client"},
+    {"playlist", RIGHT_PLAYLIST, "manage shared playlists"},
+    {"upnp", RIGHT_UPNP, "play to UPnP renderers"},
+    {"editsong", RIGHT_EDITSONG, "edit the tags of songs"},
+    {"sharing", RIGHT_SHARING, "make share links"}};
+
+constexpr char kYes[] = "yes";
+constexpr char kNo[] = "no";
+constexpr char kAll[] = "all";
+constexpr char kPersonal[] = "personal";
+constexpr char kBrowse[] = "browse_personal_library";
+
+struct Switch {
+    const char *name;
+    bool (*get)(uid_t) noexcept;
+    bool (*set)(uid_t, bool) noexcept;
+    const char *meaning;
+};
+constexpr std::array kSwitches = {
+    Switch{"support_transcode_mp3", AudioFile::GetUserTranscodeMp3, AudioFile::SetUserTranscodeMp3,
+           "songs are transcoded to MP3"},
+    Switch{"prefer_using_html5", AudioFile::GetPreferHtml5, AudioFile::SetPreferHtml5,
+           "the HTML5 player is preferred"},
+    Switch{"audio_show_virtual_library", AudioFile::GetUserShowVirtualLib,
+           AudioFile::SetUserShowVirtualLib, "tracks of cue sheets are shown"}};
+
+struct UserFree {
+    void operator()(PVARN_USER user) const noexcept { VARNUserFree(user); }
+};
+using User = std::unique_ptr<VARN_USER, UserFree>;
+
+std::string UsersFile() {
+    return SystemPath(varn::path::kUsersFile);
+}
+
+uid_t UidOf(const std::string &name) {
+    PVARN_USER found = nullptr;
+    VARNUserGet(name.c_str(), &found);
+    const User user(found);
+    if (!user) {
+        throw Failure(Reason::kNotFound, "there is no user '" + name + "'");
+    }
+    return user->uid;
+}
+
+// Puts back what an entry had beside its rights.
+void KeepPreferences(const Json::Value &before, Json::Value &entry) {
+    if (!before.isObject()) {
+        return;
+    }
+    for (const std::string &key : before.getMemberNames()) {
+        const bool isRight = std::any_of(std::begin(kRights), std::end(kRights),
+                                         [&](const Right &right) { return key == right.name; });
+        if (!isRight) {
+            entry[key] = before[key];
+        }
+    }
+}
+
+bool Store(uid_t uid, const std::string &name, const std::string &value) {
+    for (const Switch &one : kSwitches) {
+        if (name == one.name) {
+            return one.set(uid, value == kYes);
+        }
+    }
+    return AudioFile::SetUserBrowsePersonalLibraryType(
+        uid, value == kPersonal ? BROWSE_LIBRARY_PERSONAL : BROWSE_LIBRARY_ALL);
+}
+
+}  // namespace
+
+std::span<const Right> AllRights() {
+    return kRights;
+}
+
+std::vector<std::string> RightNames(unsigned mask) {
+    std::vector<std::string> names;
+    for (const Right &right : kRights) {
+        if ((mask & right.bit) != 0) {
+            names.emplace_back(right.name);
+        }
+    }
+    return names;
+}
+
+unsigned MaskOf(const std::vector<std::string> &names) {
+    unsigned mask = 0;
+    for (const Right &right : kRights) {
+        mask |= std::find(names.begin(), names.end(), right.name) != names.end() ? right.bit : 0;
+    }
+    return mask;
+}
+
+Json::Value RightsObject(unsigned mask) {
+    Json::Value rights(Json::objectValue);
+    for (const Right &right : kRights) {
+        rights[right.name] = (mask & right.bit) != 0;
+    }
+    return rights;
+}
+
+bool IsAdministrator(const std::string &user) {
+    return user == "admin" || VLIBGroupIsAdminGroupMem(user.c_str(), 0) == 1;
+}
+
+std::string AccountName(uid_t uid) {
+    PVARN_USER found = nullptr;
+    VARNUserGetByUID(uid, &found);
+    const User user(found);
+    return user ? user->szName : "";
+}
+
+Json::Value ReadUsers() {
+    Json::Value users;
+    if (!AudioUsers::Read(users, UsersFile()) || !users.isObject()) {
+        throw Failure(Reason::kFailed, "the users file " + UsersFile() +
+                                           " cannot be read; correct it, or remove it and run "
+                                           "'tonvale init" +
+                                           varn::host::RootOption() + "'");
+    }
+    return users;
+}
+
+Json::Value UserList() {
+    Json::Value list(Json::arrayValue);
+    for (const unsigned uid : AudioUsers::enumUsers(ReadUsers())) {
+        Json::Value entry(Json::objectValue);
+        const std::string name = AccountName(uid);
+        entry["uid"] = uid;
+        entry["name"] = name;
+        entry["rights"] = RightsObject(name.empty() ? 0 : AudioUsers::GetUserPermission(name));
+        list.append(std::move(entry));
+    }
+    return list;
+}
+
+void SetPermission(const std::string &user, unsigned mask) {
+    Json::Value users = ReadUsers();
+    const uid_t uid = UidOf(user);
+    // A new entry is made of rights and of what the configuration offers; an administrator here
+    // changes rights alone.
+    const Json::Value before = users[std::to_string(uid)];
+    AudioUsers::SetUser(users, uid, mask);
+    KeepPreferences(before, users[std::to_string(uid)]);
+    if (!AudioUsers::Save(users, UsersFile())) {
+        throw Failure(Reason::kFailed, "the users file " + UsersFile() + " cannot be written");
+    }
+    // Also where it was missing before: a call that could not reach the links may be repeated.
+    if ((mask & RIGHT_SHARING) == 0) {
+        LinksFollowLostRight(uid);
+    }
+}
+
+Json::Value PreferencesOf(uid_t uid) {
+    Json::Value preferences(Json::objectValue);
+    for (const Switch &one : kSwitches) {
+        preferences[one.name] = one.get(uid);
+    }
+    const bool isPersonal =
+        AudioFile::GetUserBrowsePersonalLibraryType(uid) == BROWSE_LIBRARY_PERSONAL;
+    preferences[kBrowse] = isPersonal ? kPersonal : kAll;
+    return preferences;
+}
+
+const std::vector<Preference> &AllPreferences() {
+    static const std::vector<Preference> preferences = [] {
+        std::vector<Preference> all;
+        for (const Switch &one : kSwitches) {
+            all.push_back({one.name, one.meaning, {kYes, kNo}});
+        }
+        all.push_back({kBrowse, "the library that is browsed", {kAll, kPersonal}});
+        return all;
+    }();
+    return preferences;
+}
+
+void CheckPreference(const std::string &name, const std::string &value) {
+    for (const Preference &known : AllPreferences()) {
+        if (name != known.name) {
+            continue;
+        }
+        if (std::find(known.values.begin(), known.values.end(), value) == known.values.end()) {
+            throw Failure(Reason::kBad, name + " is set to " + known.values.front() + " or " +
+                                            known.values.back());
+        }
+        return;
+    }
+    throw Failure(Reason::kBad, "there is no preference '" + name + "'");
+}
+
+void SetPreference(uid_t uid, const std::string &name, const std::string &value) {
+    CheckPreference(name, value);
+    if (!Store(uid, name, value)) {
+        throw Failure(Reason::kFailed,
+                      "the preference was not set: see that " + UsersFile() +
+                          " is there and can be written" +
+                          (name == kSwitches[0].name
+                               ? ", and that the package offers transcoding (docs/system.md)"
+                               : ""));
+    }
+}
+
+Json::Value CustomKeys() {
+    Json::Value keys(Json::arrayValue);
+    for (int index = 1; index <= kCustomKeys; ++index) {
+        std::string type;
+        std::string value;
+        std::string title;
+        if (VARNAudioCustomGet(index, type, value, title) != 0) {
+            throw Failure(Reason::kFailed, "the custom keys cannot be read");
+        }
+        Json::Value key(Json::objectValue);
+        key["index"] = index;
+        key["type"] = type;
+        key["value"] = value;
+        key["title"] = title;
+        keys.append(std::move(key));
+    }
+    return keys;
+}
+
+void SetCustomKey(int index, const std::string &type, const std::string &value,
+                  const std::string &title) {
+    if (index < 1 || index > kCustomKeys) {
+        throw Failure(Reason::kBad, "the custom keys are 1 to " + std::to_string(kCustomKeys));
+    }
+    if (VARNAudioCustomSet(index, type, value, title) != 0) {
+        throw Failure(Reason::kFailed, "the custom keys cannot be written");
+    }
+}
+
+}  // namespace tonvale_answers

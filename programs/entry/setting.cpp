@@ -1,0 +1,113 @@
+// VARN.Tonvale.Setting: preferences, and for administrators everybody's rights and the custom keys.
+#include "answers/settings.h"
+
+#include <utility>
+
+#include "action.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr std::size_t kLongestText = 4096;
+
+// What the asking user may know.
+Json::Value Settings(const Request &request) {
+    Json::Value data(Json::objectValue);
+    data["preferences"] = tonvale_answers::PreferencesOf(request.User().GetLoginUID());
+    if (tonvale_answers::IsAdministrator(request.User().GetLoginUserName())) {
+        data["users"] = tonvale_answers::UserList();
+        data["custom_keys"] = tonvale_answers::CustomKeys();
+    }
+    return data;
+}
+
+class Get : public Action {
+  public:
+    using Action::Action;
+
+  protected:
+    Json::Value Data() override { return Settings(Asked()); }
+};
+
+// Everything that is asked for is looked at before the first of it is written.
+class Set : public Action {
+  public:
+    using Action::Action;
+
+  protected:
+    Json::Value Data() override {
+        ReadPreferences();
+        const bool setsRights = Asked().Given("permissions").has_value();
+        const bool setsKey = Asked().Given("custom_key").has_value();
+        if (preferences_.empty() && !setsRights && !setsKey) {
+            throw Refusal{Code::kBadParameter};
+        }
+        if (setsRights || setsKey) {
+            RequireAdministrator();
+        }
+        const unsigned mask = setsRights ? Rights() : 0;
+        const std::string user = setsRights ? Asked().RequiredText("user") : "";
+        const auto key =
+            setsKey ? Asked().Number("custom_key", 0, 1, tonvale_answers::kCustomKeys) : 0;
+        const std::string type = ShortText("type");
+        const std::string value = ShortText("value");
+        const std::string title = ShortText("title");
+        if (setsRights) {
+            tonvale_answers::SetPermission(user, mask);
+        }
+        for (const auto &[name, chosen] : preferences_) {
+            tonvale_answers::SetPreference(Asked().User().GetLoginUID(), name, chosen);
+        }
+        if (setsKey) {
+            tonvale_answers::SetCustomKey(static_cast<int>(key), type, value, title);
+        }
+        return Settings(Asked());
+    }
+
+  private:
+    void ReadPreferences() {
+        for (const tonvale_answers::Preference &known : tonvale_answers::AllPreferences()) {
+            const auto given = Asked().Given(known.name);
+            if (!given) {
+                continue;
+            }
+            // Switches are told as JSON tells them.
+            const std::string value = *given == "true" ? "yes" : *given == "false" ? "no" : *given;
+            tonvale_answers::CheckPreference(known.name, value);
+            preferences_.emplace_back(known.name, value);
+        }
+    }
+
+    void RequireAdministrator() const {
+        if (!tonvale_answers::IsAdministrator(Asked().User().GetLoginUserName())) {
+            throw Refusal{Code::kNotPermitted};
+        }
+    }
+
+    unsigned Rights() const {
+        std::vector<std::string> known;
+        for (const tonvale_answers::Right &right : tonvale_answers::AllRights()) {
+            known.emplace_back(right.name);
+        }
+        return tonvale_answers::MaskOf(Asked().Names("permissions", known));
+    }
+
+    std::string ShortText(const std::string &name) const {
+        std::string text = Asked().Text(name);
+        if (text.size() > kLongestText) {
+            throw Refusal{Code::kBadParameter};
+        }
+        return text;
+    }
+
+    std::vector<std::pair<std::string, std::string>> preferences_;
+};
+
+constexpr Method kMethods[] = {{"get", Make<Get>}, {"set", Make<Set>, true}};
+
+}  // namespace
+
+const Api kSettingApi{"VARN.Tonvale.Setting", kMethods};
+
+}  // namespace tonvale_entry
