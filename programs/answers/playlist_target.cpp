@@ -64,7 +64,9 @@ std::string FolderOf(const Collection &collection) {
 // a link among them, is not followed: root is going to write there.
 void MakeFolder(const fs::path &folder) {
     std::error_code error;
-    fs::create_directories(folder.parent_path(), error);
+    if (folder.has_relative_path() && !fs::exists(folder.parent_path(), error)) {
+        MakeFolder(folder.parent_path());
+    }
     struct stat above {};
     if (stat(folder.parent_path().c_str(), &above) == 0 &&
         mkdir(folder.c_str(), above.st_mode & 0777) == 0 && geteuid() == 0 &&

@@ -99,6 +99,10 @@ AnyPlaylist AsAny(const Collection &collection, const Playlist &playlist) {
 }
 
 bool IsPlaylistId(const std::string &text) {
+    // A title is no identifier that somebody got wrong, which the library would log.
+    if (!text.starts_with("playlist_") || text.find('/') == text.npos) {
+        return false;
+    }
     const std::string id = PlaylistResult(text).GetId();
     return !id.empty() && id == text;
 }
