@@ -225,11 +225,11 @@ int Scale(const char *source, const char *target) {
 
 // ---- the copy of a song ------------------------------------------------------------------------
 
-// The folder for a song's copy, made where it is missing; "" with a log line.
-std::string FolderFor(const char *song) {
+// The folder for a song's copy of `source`, made where it is missing; "" with a log line.
+std::string FolderFor(const char *song, const char *source) {
     PathBuffer eaDir = {};
     if (VARNEADirPath(song, eaDir.data(), eaDir.size()) != 0) {
-        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", song, VLIBCErrGet(),
+        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", source, VLIBCErrGet(),
                   VLIBCErrFile(), VLIBCErrLine());
         return "";
     }
@@ -244,7 +244,7 @@ std::string FolderFor(const char *song) {
 // The path of a copy that is up to date, made if there is none; "" when it cannot be made. Copies
 // under earlier names that are out of date go.
 std::string ScaledCover(const char *song, const char *source) {
-    const std::string folder = FolderFor(song);
+    const std::string folder = FolderFor(song, source);
     if (folder.empty()) {
         return "";
     }
