@@ -71,8 +71,8 @@ constexpr int kUsualSeconds = 60;
 constexpr int kMostSeconds = 3600;
 constexpr int kGrace = 2;  // what a converter that ends by itself may be late
 
-// Has the converter end by itself: the time in seconds that it may take, in the variable in which it
-// looks for that, unless an administrator has set one.
+// Has the converter end by itself: the time in seconds that it may take, in the variable in which
+// it looks for that, unless an administrator has set one.
 class TimeLimit {
   public:
     TimeLimit() {
@@ -151,8 +151,8 @@ std::string ExtensionOf(std::string_view target) {
     return std::string(dot != target.npos ? target.substr(dot) : "");
 }
 
-// What the converter wrote as NAME + EXTENSION. It numbers the frames of an animation as "NAME-0.jpg",
-// "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither.
+// What the converter wrote as NAME + EXTENSION. It numbers the frames of an animation as
+// "NAME-0.jpg", "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither.
 Fd OpenResult(const std::string &name, const std::string &extension) {
     for (const char *number : {"", "-0"}) {
         if (Fd result(open((name + number + extension).c_str(), O_RDONLY | O_CLOEXEC)); result) {
@@ -179,8 +179,8 @@ bool CopyAll(int from, int to) {
     return copied == 0;
 }
 
-// Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part of
-// it, and a link is replaced and not followed.
+// Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part
+// of it, and a link is replaced and not followed.
 bool Place(int result, const char *target) {
     const std::string_view path(target);
     std::string fresh(path.substr(0, path.rfind('/') + 1));
