@@ -71,8 +71,8 @@ constexpr int kUsualSeconds = 60;
 constexpr int kMostSeconds = 3600;
 constexpr int kGrace = 2;  // what a converter that ends by itself may be late
 
-// Has the converter end by itself: the time in seconds that it may take, in the variable in which it
-// looks for that, unless an administrator has set one.
+// Has the converter end by itself: the time in seconds that it may take, in the variable in which
+// it looks for that, unless an administrator has set one.
 class TimeLimit {
   public:
     TimeLimit() {
@@ -151,8 +151,8 @@ std::string ExtensionOf(std::string_view target) {
     return std::string(dot != target.npos ? target.substr(dot) : "");
 }
 
-// What the converter wrote as NAME + EXTENSION. It numbers the frames of an animation as "NAME-0.jpg",
-// "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither.
+// What the converter wrote as NAME + EXTENSION. It numbers the frames of an animation as
+// "NAME-0.jpg", "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither.
 Fd OpenResult(const std::string &name, const std::string &extension) {
     for (const char *number : {"", "-0"}) {
         if (Fd result(open((name + number + extension).c_str(), O_RDONLY | O_CLOEXEC)); result) {
@@ -179,8 +179,8 @@ bool CopyAll(int from, int to) {
     return copied == 0;
 }
 
-// Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part of
-// it, and a link is replaced and not followed.
+// Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part
+// of it, and a link is replaced and not followed.
 bool Place(int result, const char *target) {
     const std::string_view path(target);
     std::string fresh(path.substr(0, path.rfind('/') + 1));
@@ -225,11 +225,11 @@ int Scale(const char *source, const char *target) {
 
 // ---- the copy of a song ------------------------------------------------------------------------
 
-// The folder for a song's copy, made where it is missing; "" with a log line.
-std::string FolderFor(const char *song) {
+// The folder for a song's copy of `source`, made where it is missing; "" with a log line.
+std::string FolderFor(const char *song, const char *source) {
     PathBuffer eaDir = {};
     if (VARNEADirPath(song, eaDir.data(), eaDir.size()) != 0) {
-        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", song, VLIBCErrGet(),
+        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", source, VLIBCErrGet(),
                   VLIBCErrFile(), VLIBCErrLine());
         return "";
     }
@@ -244,7 +244,7 @@ std::string FolderFor(const char *song) {
 // The path of a copy that is up to date, made if there is none; "" when it cannot be made. Copies
 // under earlier names that are out of date go.
 std::string ScaledCover(const char *song, const char *source) {
-    const std::string folder = FolderFor(song);
+    const std::string folder = FolderFor(song, source);
     if (folder.empty()) {
         return "";
     }

@@ -70,9 +70,10 @@ class TONVALE_EXPORT DMAgent {
     // Adds the line "name: value" to the request's headers.
     void addHeader(std::string name, std::string value) noexcept;
 
-    // Bounds what a Send may take: seconds for the whole transfer, and bytes of the answer. 0 stands
-    // for no bound, which both are at first. A transfer that goes beyond fails with
-    // CURLE_OPERATION_TIMEDOUT (28) or CURLE_WRITE_ERROR (23), and the response holds what is within.
+    // Bounds what a Send may take: seconds for the whole transfer, and bytes of the answer. 0
+    // stands for no bound, which both are at first. A transfer that goes beyond fails with
+    // CURLE_OPERATION_TIMEDOUT (28) or CURLE_WRITE_ERROR (23), and the response holds what is
+    // within.
     void setBounds(int seconds, std::size_t bytes) noexcept;
 
     // Posts the action with its arguments, a text of XML elements (null: none), and waits for the

@@ -46,8 +46,8 @@ TONVALE_EXPORT int VARNAudioCheckScaleArt(const char *source, const char *scaled
 // Makes a copy of a picture that fits in 480 by 480 pixels; a smaller one keeps its size. Of an
 // animation the first frame is taken. Anything but a regular file is refused. The target's
 // extension names its format; the copy takes its place when it is whole, is then every user's to
-// write (mode 0777) and belongs to user 1024 and group 100 where the process may give it away. 0; or
-// -1, with what had the target's name as it was. A converter that does not end is killed after a
+// write (mode 0777) and belongs to user 1024 and group 100 where the process may give it away. 0;
+// or -1, with what had the target's name as it was. A converter that does not end is killed after a
 // minute, or two seconds after the time that the variable MAGICK_TIME_LIMIT gives it.
 TONVALE_EXPORT int VARNAudioScaleImage(const char *source, const char *target) noexcept;
 
@@ -134,17 +134,18 @@ TONVALE_EXPORT bool IsUnchanged(const Validators &now, const char *ifNoneMatch,
 
 // ---- downloads ---------------------------------------------------------------------------------
 
-// Fetches one resource over HTTP or HTTPS. Up to 30 redirects to either are followed. Certificates are not
-// checked. A transfer may take 120 seconds, of which 30 to connect; when it times out, or a name
-// cannot be resolved, it is tried again after a second, three times in all. The process's proxy
-// variables hold.
+// Fetches one resource over HTTP or HTTPS. Up to 30 redirects to either are followed. Certificates
+// are not checked. A transfer may take 120 seconds, of which 30 to connect; when it times out, or a
+// name cannot be resolved, it is tried again after a second, three times in all. The process's
+// proxy variables hold.
 class TONVALE_EXPORT DataDownload {
   public:
     static constexpr int kSuccess = 0;
     static constexpr int kTooLarge = 1;
     static constexpr int kFailure = 3;
 
-    // Null stands for "". A URL for which there is no memory is "", which nothing can be fetched from.
+    // Null stands for "". A URL for which there is no memory is "", which nothing can be fetched
+    // from.
     explicit DataDownload(const char *url) noexcept;
     ~DataDownload();
     DataDownload(const DataDownload &) = delete;
@@ -174,8 +175,8 @@ class TONVALE_EXPORT DataDownload {
     // cannot be done. CurlUnint takes both down again, and may be called without them.
     bool CurlInit() noexcept;
     void CurlUnint() noexcept;
-    // Takes what the connection's last answer told, and its file name, into the fields above; without
-    // a connection nothing.
+    // Takes what the connection's last answer told, and its file name, into the fields above;
+    // without a connection nothing.
     void CurlGetInfo() noexcept;
     // The file name that a URL ends in.
     void ParseUrl(const std::string &url) noexcept;

@@ -35,8 +35,8 @@ Picture OpenCoverOf(const std::string &path, CoverSize size);
 // address may lead is the caller's to check. Throws a Failure.
 Picture FetchCover(const std::string &url);
 
-// Hands the whole picture to `write`, block by block, as long as that returns true. True when all of
-// it was taken.
+// Hands the whole picture to `write`, block by block, as long as that returns true. True when all
+// of it was taken.
 template <typename Write>
 bool CopyPicture(const Picture &picture, const Write &write) {
     char block[65536];

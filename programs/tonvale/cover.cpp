@@ -196,8 +196,8 @@ void Print(const Report &report) {
                                       : ("Cover: " + Printable(report.chosen)).c_str());
 }
 
-// The whole path of a file that is there, as the file system reads it: "link/../x" is beside what the
-// link leads to. The name itself may be a link's.
+// The whole path of a file that is there, as the file system reads it: "link/../x" is beside what
+// the link leads to. The name itself may be a link's.
 fs::path WholePath(std::string file, std::error_code &error) {
     while (file.size() > 1 && file.back() == '/') {
         file.pop_back();
@@ -210,7 +210,8 @@ fs::path WholePath(std::string file, std::error_code &error) {
     return fs::canonical(full.parent_path(), error) / name;
 }
 
-// Writes the picture that the web API would answer. False, with a message, when it cannot be written.
+// Writes the picture that the web API would answer. False, with a message, when it cannot be
+// written.
 bool WriteOutput(const std::string &output, const tonvale_answers::Picture &picture) {
     const std::unique_ptr<std::FILE, tonvale_answers::FileCloser> file(
         std::fopen(output.c_str(), "wbe"));

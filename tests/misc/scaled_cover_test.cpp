@@ -383,7 +383,8 @@ TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
 TEST_F(ScaledCoverTest, TellsWhyThereIsNoPlaceForTheCopy) {
     Put(source_);
     EXPECT_EQ(Scaled("song.mp3", source_), "none");
-    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[song.mp3\\]\\.\\[0x"));
+    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[" + source_.string() +
+                       "\\]\\.\\[0x"));
     EXPECT_EQ(Scaled(Music() / "missing" / "song.mp3", source_), "none");
     EXPECT_TRUE(
         Logged("audiolib/misc:[0-9]+ Failed to create eaDir \\[.*/missing/@eaDir/song.mp3\\]\\."
