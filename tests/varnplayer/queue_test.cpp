@@ -44,6 +44,10 @@ class QueueTest : public PlayerTest {
     Json::Value Add(const PlaylistInfo &queue) {
         return SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, SaveQueue(queue));
     }
+    void AddAll(const PlaylistInfo &queue) {
+        EXPECT_EQ(Add(queue)["success"], true);
+        EXPECT_TRUE(Comes([](const Json::Value &info) { return info["adding"] == false; }));
+    }
 };
 
 TEST_F(QueueTest, WhatIsNoCommandIsRefused) {
@@ -158,7 +162,7 @@ TEST_F(QueueTest, APageIsBounded) {
     for (int i = 0; i < 501; ++i) {
         AddSong(queue, folder + "/one.wav");
     }
-    ASSERT_EQ(Add(queue)["added"], 501);
+    AddAll(queue);
     const Json::Value page = Songs(0, 1000);
     EXPECT_EQ(page["total"], 501);
     EXPECT_GT(page["songs"].size(), 100U);
@@ -168,7 +172,7 @@ TEST_F(QueueTest, APageIsBounded) {
     for (int i = 0; i < 501; ++i) {
         AddSong(plain, scratch() / "one.wav");
     }
-    ASSERT_EQ(Add(plain)["added"], 501);
+    AddAll(plain);
     EXPECT_EQ(Songs(0, 1000)["songs"].size(), 500U);
     EXPECT_EQ(Songs(INT_MAX, INT_MAX)["songs"].size(), 0U);
 
@@ -181,7 +185,7 @@ TEST_F(QueueTest, APageIsBounded) {
     }
     const auto start = Clock::now();
     EXPECT_TRUE(Info()["success"].asBool());
-    EXPECT_LT(Clock::now() - start, 1500ms);
+    EXPECT_LT(Clock::now() - start, 3s);
     // And they are not kept for ever.
     char rest[100];
     for (const int client : clients) {
