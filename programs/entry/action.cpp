@@ -1,7 +1,11 @@
 #include "action.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdio>
+#include <exception>
 
 namespace tonvale_entry {
 
@@ -10,12 +14,20 @@ namespace {
 constexpr int kVersion = 1;
 
 const auto &Apis() {
+    // One a line, in order.
+    // clang-format off
     static const std::array apis = {
-        // One a line, in order.
+        &kAlbumApi,
+        &kArtistApi,
+        &kComposerApi,
+        &kFolderApi,
+        &kGenreApi,
         &kInfoApi,
+        &kPlaylistApi,
         &kSongApi,
         &kStreamApi,
     };
+    // clang-format on
     return apis;
 }
 
@@ -86,6 +98,35 @@ bool Action::Process() {
             return true;
         });
     return PrintResponse(reply, nullptr);
+}
+
+bool ListAction::Process() {
+    std::unique_ptr<tonvale_answers::Page> page;
+    Json::Value first;
+    Code code = Code::kFailed;
+    // What fails does so before anything is written, or else breaks the answer off.
+    const bool isThere = Try(
+        [&] {
+            page = Open();
+            first = page->Next();
+            return true;
+        },
+        [&](Code why) {
+            code = why;
+            return false;
+        });
+    if (!isThere) {
+        return PrintResponse(RefusalReply(*this, code), nullptr);
+    }
+    WebMan(false).WriteHeader(nullptr);
+    try {
+        return std::fputs("{\"data\":", stdout) >= 0 &&
+               WritePage(*page, std::move(first), tonvale_answers::Letters::kAscii, stdout) &&
+               std::fputs(",\"success\":true}\n", stdout) >= 0 && std::fflush(stdout) == 0;
+    } catch (const std::exception &error) {
+        syslog(LOG_ERR, "A list is broken off: %s", error.what());
+        return false;
+    }
 }
 
 bool MediaAction::Process() {

@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 
+#include "answers/page.h"
 #include "request.h"
 #include "tonvale/action.h"
 
@@ -21,6 +22,24 @@ class Action : public ActionHandler {
   protected:
     // The "data" of the answer. Throws a Refusal.
     virtual Json::Value Data() = 0;
+
+    const Request &Asked() const { return request_; }
+
+  private:
+    const Request &request_;
+};
+
+// An action whose data is a list, written as it is read.
+class ListAction : public ActionHandler {
+  public:
+    explicit ListAction(const Request &request) : request_(request) {}
+
+    // Answers; true when all of the answer could be written.
+    bool Process() override;
+
+  protected:
+    // Throws a Refusal.
+    virtual std::unique_ptr<tonvale_answers::Page> Open() = 0;
 
     const Request &Asked() const { return request_; }
 
@@ -76,7 +95,13 @@ struct Api {
 // The action of a request; a RefusedAction when there is none, or nobody may ask for it.
 std::unique_ptr<ActionHandler> FindAction(const Request &request);
 
+extern const Api kAlbumApi;
+extern const Api kArtistApi;
+extern const Api kComposerApi;
+extern const Api kFolderApi;
+extern const Api kGenreApi;
 extern const Api kInfoApi;
+extern const Api kPlaylistApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
 

@@ -130,6 +130,11 @@ std::string Request::RequiredText(const std::string &name) const {
     return *value;
 }
 
+std::optional<std::string> Request::Given(const std::string &name) const {
+    const std::string *value = parameters_.Find(name);
+    return value != nullptr ? std::optional(*value) : std::nullopt;
+}
+
 long long Request::Number(const std::string &name, long long otherwise, long long low,
                           long long high) const {
     const std::string *value = parameters_.Find(name);

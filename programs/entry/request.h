@@ -36,6 +36,8 @@ class Request {
     // The parameters below throw a Refusal where a value is not what is asked for.
     std::string Text(const std::string &name, const std::string &otherwise = "") const;
     std::string RequiredText(const std::string &name) const;
+    // Empty when it was not given.
+    std::optional<std::string> Given(const std::string &name) const;
     long long Number(const std::string &name, long long otherwise, long long low,
                      long long high) const;
     // At least one value, at most 1000.

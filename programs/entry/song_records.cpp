@@ -1,43 +1,12 @@
 #include "song_records.h"
 
-#include <climits>
-
-#include "tonvale/webapi.h"
+#include "answers/songs.h"
 #include "varn/sql.h"
 
 namespace tonvale_entry {
 
-namespace {
-
-// The row id and whether it is one of a cue sheet's. Empty for any text but the four forms.
-struct SongId {
-    int row;
-    bool isVirtual;
-};
-
-std::optional<SongId> ParseSongId(std::string_view id) {
-    struct Form {
-        std::string_view prefix;
-        bool isVirtual;
-    };
-    // The longer ones first.
-    constexpr Form kForms[] = {
-        {"music_p_v_", true}, {"music_v_", true}, {"music_p_", false}, {"music_", false}};
-    for (const Form &form : kForms) {
-        if (id.starts_with(form.prefix)) {
-            const std::string_view digits = id.substr(form.prefix.size());
-            const auto row = ParseNumber(digits, 1, INT_MAX);
-            return row ? std::optional(SongId{static_cast<int>(*row), form.isVirtual})
-                       : std::nullopt;
-        }
-    }
-    return std::nullopt;
-}
-
-}  // namespace
-
 Handle RowOfSong(const Request &request, const std::string &id, const std::string &columns) {
-    const auto song = ParseSongId(id);
+    const auto song = tonvale_answers::ParseSongId(id);
     const auto condition = song ? varn::Sql("id = @VARN:INT", song->row) : std::nullopt;
     if (!condition) {
         throw Refusal{Code::kBadParameter};

@@ -1,23 +1,16 @@
 // Songs of the library, as far as a user may see them.
 #pragma once
 
-#include <memory>
 #include <string>
 
+#include "answers/list.h"
+#include "answers/tracks.h"
 #include "request.h"
-#include "tonvale/library.h"
 
 namespace tonvale_entry {
 
-struct HandleCloser {
-    void operator()(MEDIA_DB_HANDLE *handle) const noexcept { AudioInfoDBClose(handle); }
-};
-using Handle = std::unique_ptr<MEDIA_DB_HANDLE, HandleCloser>;
-
-// What a record is read from.
-inline constexpr char kSongColumns[] =
-    "id, userid, path, title, artist, album, album_artist, composer, genre, year, track, disc, "
-    "duration, bitrate, frequency, channel, filesize, container, codec, comment, is_virtual";
+using tonvale_answers::Handle;
+using tonvale_answers::kSongColumns;
 
 // The rows, none or one, of the song with an identifier. Throws a Refusal for a text that is no
 // identifier of a song of the library; the song of another user's library has no row.

@@ -1,115 +1,78 @@
 // The folders that hold music.
+#include "answers/folders.h"
+
 #include <json/json.h>
 
-#include <iostream>
 #include <memory>
 #include <optional>
 
 #include "command.h"
-#include "database.h"
 #include "library_options.h"
 #include "number.h"
 #include "page_output.h"
-#include "varn/mediaindex.h"
-#include "varn/sql.h"
+#include "track_output.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-constexpr SortColumn kSortColumns[] = {
-    {"path", "path"}, {"name", "title COLLATE \"en_US_varnel\""}, {"date", "date"}};
+using tonvale_answers::FolderPage;
+using tonvale_answers::SongPage;
 
 struct FolderOptions : LibraryOptions {
     std::optional<std::string> name;
-    int below = 0;  // id of a folder; 0: none
+    int below = 0;              // id of a folder; 0: none
+    std::optional<int> inside;  // the same; 0: the indexed folders
+    Additions additions;
 };
 
-Handle Open(const FolderOptions &options, uid_t uid, const std::string &condition,
-            const std::string &order, int offset, int limit) {
-    return Handle(AudioInfoDBOpen(options.library.c_str(), uid, VARN_TABLE_DIRECTORY,
-                                  "id, path, title, date", condition.c_str(), nullptr,
-                                  order.c_str(), offset, limit, 0));
-}
-
-// Adds the condition for what lies below the folder that was named. 0, or the exit status, with a
-// message.
-int AddBelow(const FolderOptions &options, uid_t uid, std::string &condition) {
-    if (options.below == 0) {
-        return kDone;
-    }
-    const Handle rows = Open(options, uid, *varn::Sql("id = @VARN:INT", options.below), "", 0, 1);
-    const auto folder = std::make_unique<VARN_MEDIA_INFO>();
-    if (!rows) {
-        return NoAnswer();
-    }
-    if (MediaInfoDBGet(rows.get(), folder.get()) != 0) {
-        Complain("there is no folder " + std::to_string(options.below) +
-                 " in this library; 'tonvale folders' lists them");
-        return kUsage;
-    }
-    // A path that is not UTF-8 cannot stand in a statement.
-    return AddCondition(condition, varn::Sql("path LIKE '@VARN:LVAR/%%'", folder->path))
-               ? kDone
-               : NoAnswer();
-}
-
-std::string Text(const Handle &rows, int row, const char *column) {
-    const char *text = VARNDBFetchField(rows->result, row, column);
-    return text != nullptr ? text : "";
-}
-
-void PrintTable(const Handle &rows, int offset, int64_t total) {
+void PrintTable(const FolderPage &page) {
+    const tonvale_answers::Handle &rows = page.Rows();
     Table table({{"ID", true, false}, {"NAME", false, true}, {"PATH", false, true}});
     for (int row = 0; row < rows->rowCount; ++row) {
-        table.AddRow({Text(rows, row, "id"), Text(rows, row, "title"), Text(rows, row, "path")});
+        table.AddRow(
+            {FieldOf(rows, row, "id"), FieldOf(rows, row, "title"), FieldOf(rows, row, "path")});
     }
-    PrintPage(table, offset, rows->rowCount, total, {"folder", "folders"});
+    PrintPage(table, page.Offset(), rows->rowCount, page.Total(), {"folder", "folders"});
 }
 
-void PrintJson(const Handle &rows, int offset, int64_t total) {
-    Json::Value page(Json::objectValue);
-    page["offset"] = offset;
-    page["total"] = Json::Int64{total};
-    Json::Value &folders = page["folders"] = Json::Value(Json::arrayValue);
-    for (int row = 0; row < rows->rowCount; ++row) {
-        Json::Value folder(Json::objectValue);
-        folder["id"] = Json::Int64{std::strtoll(Text(rows, row, "id").c_str(), nullptr, 10)};
-        folder["name"] = ValidUtf8(Text(rows, row, "title"));
-        folder["path"] = ValidUtf8(Text(rows, row, "path"));
-        folder["date"] = Text(rows, row, "date");
-        folders.append(std::move(folder));
+void PrintTable(SongPage &page) {
+    Table table({{"ID", false, true}, {"NAME", false, true}, {"PATH", false, true}});
+    int64_t shown = 0;
+    const auto add = [&](const Json::Value &list, const char *name) {
+        for (const Json::Value &entry : list) {
+            table.AddRow(
+                {entry["id"].asString(), entry[name].asString(), entry["path"].asString()});
+            ++shown;
+        }
+    };
+    add(page.Head()["folders"], "name");
+    for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
+        add(part, "title");
     }
-    JsonWriter()->write(page, &std::cout);
-    std::cout << "\n";
+    PrintPage(table, page.Offset(), shown, page.Total(), {"folder or song", "folders and songs"});
+}
+
+template <typename AnyPage>
+int Print(const FolderOptions &options, AnyPage &page) {
+    if (options.json) {
+        PrintJson(page);
+    } else {
+        PrintTable(page);
+    }
+    return kDone;
 }
 
 int Folders(FolderOptions &options) {
-    std::string condition;
-    if (options.name &&
-        !AddCondition(condition, varn::Sql("title ILIKE '%%@VARN:LVAR%%'", *options.name))) {
-        Complain("a filter's text must be UTF-8");
-        return kUsage;
-    }
     int status = kDone;
-    const std::optional<uid_t> uid = OpenLibrary(options, status);
-    if (!uid) {
+    if (!OpenLibrary(options, status)) {
         return status;
     }
-    if (status = AddBelow(options, *uid, condition); status != kDone) {
-        return status;
+    if (!options.inside) {
+        return Print(options, *ListFolders(options, options.below, options.name));
     }
-    const int64_t total = AudioInfoDBGetCount(options.library.c_str(), *uid, VARN_TABLE_DIRECTORY,
-                                              "*", condition.c_str(), nullptr, 0);
-    // No two folders have one path.
-    const std::string order = PrimaryOrder(options, kSortColumns) + ", path";
-    const Handle rows(
-        total < 0 ? nullptr : Open(options, *uid, condition, order, options.offset, options.limit));
-    if (!rows) {
-        return NoAnswer();
-    }
-    (options.json ? PrintJson : PrintTable)(rows, options.offset, total);
-    return kDone;
+    return Print(options, *ListInside(options, *options.inside,
+                                      TrackWriter(options.uid, options.user, options.additions)));
 }
 
 }  // namespace
@@ -118,9 +81,18 @@ void AddFolders(CLI::App &app, Action &action) {
     CLI::App *verb = app.add_subcommand("folders", "List the folders that hold music");
     const auto options = std::make_shared<FolderOptions>();
     AddLibrary(*verb, *options);
-    verb->add_option("--name", options->name, "A part of the name, in any case")->type_name("TEXT");
-    AddNumber(*verb, "--below", options->below, 1, "Only folders below the one with this id");
-    AddPage(*verb, *options, kSortColumns, "folders");
+    CLI::Option *name =
+        verb->add_option("--name", options->name, "A part of the name, in any case");
+    name->type_name("TEXT");
+    CLI::Option *below =
+        AddNumber(*verb, "--below", options->below, 1, "Only folders below the one with this id");
+    AddPage(*verb, *options, tonvale_answers::FolderSortKeys(), "folders");
+    CLI::Option *inside =
+        verb->add_option("--in", options->inside,
+                         "What is in the folder with this id, songs too; 0: the indexed folders");
+    inside->check(CLI::NonNegativeNumber)->type_name("N")->excludes(name)->excludes(below);
+    inside->excludes(verb->get_option("--sort-by"));
+    AddAdditions(*verb, options->additions)->needs("--json")->needs(inside);
     verb->callback([options, &action] { action = [options] { return Folders(*options); }; });
 }
 

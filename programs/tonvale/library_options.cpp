@@ -1,13 +1,10 @@
 #include "library_options.h"
 
-#include <vector>
-
 #include "answers/kinds.h"
 #include "command.h"
 #include "database.h"
 #include "number.h"
 #include "user.h"
-#include "varn/sql.h"
 
 namespace tonvale_cli {
 
@@ -21,7 +18,7 @@ void AddLibrary(CLI::App &verb, LibraryOptions &options) {
         ->capture_default_str();
 }
 
-void AddFilters(CLI::App &verb, Filters &filters) {
+void AddFilters(CLI::App &verb, tonvale_answers::Filters &filters) {
     struct Filter {
         const char *name;
         std::optional<std::string> &value;
@@ -38,18 +35,11 @@ void AddFilters(CLI::App &verb, Filters &filters) {
     }
 }
 
-void AddPage(CLI::App &verb, LibraryOptions &options, std::span<const SortColumn> columns,
-             const std::string &noun, const char *more) {
-    std::vector<std::string> names;
-    for (const SortColumn &column : columns) {
-        names.emplace_back(column.name);
-    }
-    options.sortBy = names.front();
-    if (more != nullptr) {
-        names.emplace_back(more);
-    }
+void AddPage(CLI::App &verb, LibraryOptions &options, const std::vector<std::string> &keys,
+             const std::string &noun) {
+    options.sortBy = keys.front();
     verb.add_option("--sort-by", options.sortBy, "The order")
-        ->check(CLI::IsMember(names))
+        ->check(CLI::IsMember(keys))
         ->type_name("")
         ->capture_default_str();
     verb.add_option("--sort-direction", options.sortDirection, "Up or down")
@@ -61,90 +51,27 @@ void AddPage(CLI::App &verb, LibraryOptions &options, std::span<const SortColumn
     verb.add_flag("--json", options.json, "Print JSON instead of a table");
 }
 
-std::optional<uid_t> ResolveUser(LibraryOptions &options) {
-    const std::optional<uid_t> uid = FindUser(options.user);
-    // The count looks at the kind that this gives; the page must show the same.
-    if (uid && NormalizeLibraryKind(options.library.c_str(), *uid, options.library) != 0) {
-        Complain("the user '" + options.user + "' has no personal library; the libraries are " +
-                 "all, shared, actual, actual_shared, virtual, virtual_shared");
-        return std::nullopt;
-    }
-    return uid;
-}
-
-std::optional<uid_t> OpenLibrary(LibraryOptions &options, int &status) {
+bool OpenLibrary(LibraryOptions &options, int &status) {
     if (auto done = CheckRoot(); !done) {
         Complain(done.Message());
         status = kFailed;
-        return std::nullopt;
+        return false;
     }
-    const std::optional<uid_t> uid = ResolveUser(options);
+    const std::optional<uid_t> uid = FindUser(options.user);
     if (!uid) {
         status = kUsage;
-        return std::nullopt;
+        return false;
     }
+    options.uid = *uid;
+    // The count looks at the kind that this gives; the page must show the same.
+    options.library = tonvale_answers::ChosenKind(options.library, *uid);
+    options.descending = options.sortDirection == "desc";
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());
         status = kFailed;
-        return std::nullopt;
+        return false;
     }
-    return uid;
-}
-
-bool AddCondition(std::string &condition, const std::optional<std::string> &part) {
-    if (part) {
-        condition += (condition.empty() ? "" : " AND ") + *part;
-    }
-    return part.has_value();
-}
-
-std::optional<std::string> Condition(const Filters &filters) {
-    using varn::Sql;
-    std::vector<std::optional<std::string>> parts;
-    if (filters.artist) {
-        parts.push_back(
-            Sql("(artist_search = UPPER('@VARN:VAR') OR "
-                "album_artist_search = UPPER('@VARN:VAR'))",
-                *filters.artist, *filters.artist));
-    }
-    if (filters.album) {
-        parts.push_back(Sql("album = '@VARN:VAR'", *filters.album));
-    }
-    if (filters.albumArtist) {
-        parts.push_back(Sql("album_artist = '@VARN:VAR'", *filters.albumArtist));
-    }
-    if (filters.genre) {
-        parts.push_back(Sql("genre = '@VARN:VAR'", *filters.genre));
-    }
-    if (filters.composer) {
-        parts.push_back(Sql("composer = '@VARN:VAR'", *filters.composer));
-    }
-    if (filters.title) {
-        parts.push_back(Sql("title ILIKE '%%@VARN:LVAR%%'", *filters.title));
-    }
-    std::string condition;
-    for (const std::optional<std::string> &part : parts) {
-        if (!AddCondition(condition, part)) {
-            Complain("a filter's text must be UTF-8");
-            return std::nullopt;
-        }
-    }
-    return condition;
-}
-
-std::string PrimaryOrder(const LibraryOptions &options, std::span<const SortColumn> columns) {
-    std::string primary;
-    for (const SortColumn &column : columns) {
-        if (options.sortBy == column.name) {
-            primary = column.expression;
-        }
-    }
-    return options.sortDirection == "desc" ? primary + " DESC" : primary;
-}
-
-int NoAnswer() {
-    Complain("the library did not answer; the lines above tell why");
-    return kFailed;
+    return true;
 }
 
 }  // namespace tonvale_cli

@@ -2,8 +2,11 @@
 
 #include <cinttypes>
 #include <cstdio>
+#include <iostream>
 
 namespace tonvale_cli {
+
+using tonvale_answers::Letters;
 
 void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, const Noun &noun) {
     const char *name = total == 1 ? noun.one : noun.many;
@@ -16,12 +19,15 @@ void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, con
                 total, name);
 }
 
-std::unique_ptr<Json::StreamWriter> JsonWriter() {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    builder["precision"] = 7;  // what the length's 32-bit number holds
-    return std::unique_ptr<Json::StreamWriter>(builder.newStreamWriter());
+// That the output takes everything is looked at where the program ends.
+void PrintJson(tonvale_answers::Page &page) {
+    WritePage(page, page.Next(), Letters::kUtf8, stdout);
+    std::fputs("\n", stdout);
+}
+
+void PrintJson(const Json::Value &json) {
+    tonvale_answers::JsonWriter(Letters::kUtf8)->write(json, &std::cout);
+    std::cout << std::endl;
 }
 
 }  // namespace tonvale_cli

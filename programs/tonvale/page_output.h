@@ -1,11 +1,11 @@
 // What the pages of all lists look like.
 #pragma once
 
-#include <json/writer.h>
+#include <json/value.h>
 
 #include <cstdint>
-#include <memory>
 
+#include "answers/page.h"
 #include "display.h"
 
 namespace tonvale_cli {
@@ -19,7 +19,8 @@ struct Noun {
 // Prints a table of `shown` rows, and a line that tells which of the `total` they are.
 void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, const Noun &noun);
 
-// Writes values on one line, in UTF-8.
-std::unique_ptr<Json::StreamWriter> JsonWriter();
+// Prints a data object, or any value, on one line in UTF-8.
+void PrintJson(tonvale_answers::Page &page);
+void PrintJson(const Json::Value &json);
 
 }  // namespace tonvale_cli

@@ -1,22 +1,29 @@
+#include <json/json.h>
+
 #include <functional>
 #include <limits>
 #include <memory>
 
+#include "accounts.h"
+#include "answers/failure.h"
+#include "answers/playlist_edit.h"
+#include "answers/playlists.h"
+#include "answers/tracks.h"
 #include "command.h"
-#include "database.h"
 #include "number.h"
-#include "playlist_edit.h"
+#include "page_output.h"
+#include "playlist_options.h"
 #include "playlist_output.h"
-#include "playlist_show.h"
-#include "playlist_target.h"
+#include "track_output.h"
 #include "user.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-struct PlaylistOptions {
-    Collection collection;
+using namespace tonvale_answers;
+
+struct PlaylistOptions : CollectionOptions {
     std::string name;
     std::string newName;
     std::string format = "m3u";
@@ -33,106 +40,103 @@ struct PlaylistOptions {
 
 using Options = const PlaylistOptions &;
 
-int Show(Options options, const Playlist &playlist) {
-    int total = -1;
-    const SongRecords page(VARNPlaylistParseByPath(options.collection.uid, playlist.path.c_str(),
-                                                   nullptr, &total, options.offset, options.limit,
-                                                   "*", 0));
-    if (total < 0) {
-        Complain("the playlist cannot be read; the lines above tell why");
-        return kFailed;
+int Show(Options options, const AnyPlaylist &playlist) {
+    const std::string &user = options.collection.user;
+    Tonvale::webapi::playlist::PlaylistLibrary library(options.collection.uid, user,
+                                                       PreferenceFolder(user));
+    Apply(options.json ? options.additions : Additions{"song_tag", "song_audio"}, library);
+    const auto page = ListTracks(playlist, library, options.offset, options.limit);
+    if (options.json) {
+        PrintJson(*page);
+    } else {
+        PrintTable(*page);
     }
-    PrintEntries(page.get(), options.offset, total, options.json);
     return kDone;
 }
 
-// With the songs of the command line.
-template <typename Do>
-int WithSongs(Options options, const Do &what) {
-    const auto songs = FindSongs(options.collection, options.songs);
-    return songs ? what(songs->get()) : kUsage;
+// The songs of the command line.
+SongRecords Songs(Options options) {
+    return FindSongs(options.collection, options.songs);
 }
 
 int Create(PlaylistOptions &options) {
     const SameAccountAfter account;
-    if (const int status = Prepare(options.collection); status != kDone) {
+    if (const int status = Prepare(options); status != kDone) {
         return status;
     }
-    return WithSongs(options, [&](const PLAYLIST_REC *songs) {
-        return CreatePlaylist(options.collection, options.name, options.format, songs);
-    });
+    CreatePlaylist(options.collection, options.name, options.format, Songs(options).get());
+    return kDone;
 }
 
-int Add(Options options, const Playlist &playlist) {
-    return WithSongs(options, [&](const PLAYLIST_REC *songs) {
-        return AppendSongs(options.collection, playlist, songs, options.skipDuplicates);
-    });
+int Add(Options options, const AnyPlaylist &playlist) {
+    AppendSongs(playlist.collection, playlist.normal, Songs(options).get(), options.skipDuplicates);
+    return kDone;
 }
 
-int Replace(Options options, const Playlist &playlist) {
-    return WithSongs(options, [&](const PLAYLIST_REC *songs) {
-        return ReplaceSongs(options.collection, playlist, options.start, options.length, songs);
-    });
+int Replace(Options options, const AnyPlaylist &playlist) {
+    ReplaceSongs(playlist.collection, playlist.normal, options.start, options.length,
+                 Songs(options).get());
+    return kDone;
 }
 
-int Remove(Options options, const Playlist &playlist) {
-    return RemovePositions(options.collection, playlist, options.positions);
+int Remove(Options options, const AnyPlaylist &playlist) {
+    RemovePositions(playlist.collection, playlist.normal, options.positions);
+    return kDone;
 }
 
-int Missing(Options options, const Playlist &playlist) {
-    return RemoveMissing(options.collection, playlist);
+int Missing(Options, const AnyPlaylist &playlist) {
+    RemoveMissing(playlist.collection, playlist.normal);
+    return kDone;
 }
 
-int Rename(Options options, const Playlist &playlist) {
-    return RenamePlaylist(options.collection, playlist, options.newName);
+int Rename(Options options, const AnyPlaylist &playlist) {
+    RenamePlaylist(playlist.collection, playlist.normal, options.newName);
+    return kDone;
 }
 
-int Delete(Options options, const Playlist &playlist) {
-    return DeletePlaylist(options.collection, playlist);
+int Delete(Options, const AnyPlaylist &playlist) {
+    DeletePlaylist(playlist.collection, playlist.normal);
+    return kDone;
 }
 
 // 0 when all songs are in the playlist.
-int Check(Options options, const Playlist &playlist) {
-    return WithSongs(options, [&](const PLAYLIST_REC *songs) {
-        int status = kDone;
-        for (; songs != nullptr; songs = songs->next) {
-            std::string name = songs->info.path;
-            if (IsVirtualMusic(&songs->info) && songs->info.virtual_track > 0) {
-                name += "_" + std::to_string(songs->info.virtual_track);
-            }
-            const bool found = VARNPlaylistCheckSong(options.collection.uid, playlist.path.c_str(),
-                                                     name.c_str()) == 0;
-            std::printf("%s %s\n", found ? "yes" : "no ", name.c_str());
-            status = found ? status : kFailed;
+int Check(Options options, const AnyPlaylist &playlist) {
+    const SongRecords songs = Songs(options);
+    int status = kDone;
+    for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
+        std::string name = song->info.path;
+        if (IsVirtualMusic(&song->info) && song->info.virtual_track > 0) {
+            name += "_" + std::to_string(song->info.virtual_track);
         }
-        return status;
-    });
+        const bool found = VARNPlaylistCheckSong(options.collection.uid,
+                                                 playlist.normal.path.c_str(), name.c_str()) == 0;
+        std::printf("%s %s\n", found ? "yes" : "no ", name.c_str());
+        status = found ? status : kFailed;
+    }
+    return status;
 }
 
-using Act = int (*)(Options options, const Playlist &playlist);
+using Act = int (*)(Options options, const AnyPlaylist &playlist);
+
+// A playlist by its identifier, its row's id or its title.
+AnyPlaylist Find(Options options) {
+    const Collection &from = options.collection;
+    return IsPlaylistId(options.name) ? FindById(from.user, from.uid, options.name)
+                                      : AsAny(from, FindPlaylist(from, options.name));
+}
 
 int OnPlaylist(PlaylistOptions &options, Act act) {
     const SameAccountAfter account;
-    if (const int status = Prepare(options.collection); status != kDone) {
+    if (const int status = Prepare(options); status != kDone) {
         return status;
     }
-    const auto playlist = FindPlaylist(options.collection, options.name);
-    return playlist ? act(options, *playlist) : kUsage;
-}
-
-// An identifier names a playlist of any kind, and its entries are track objects.
-int ShowAny(PlaylistOptions &options) {
-    if (IsPlaylistId(options.name)) {
-        return ShowTracks({options.name, options.collection.user, options.additions, options.offset,
-                           options.limit, options.json});
+    const AnyPlaylist playlist = Find(options);
+    if (playlist.isSmart && act != Show) {
+        throw Failure(Reason::kBad,
+                      "a smart playlist has no songs of its own: its rules choose "
+                      "them ('tonvale smart --help')");
     }
-    if (!options.additions.empty()) {
-        Complain("--additional is for identifiers: name the playlist as " +
-                 std::string("playlist_shared_normal/ID, playlist_personal_normal/KEY, ") +
-                 "playlist_shared_smart/NAME or playlist_personal_smart/NAME");
-        return kUsage;
-    }
-    return OnPlaylist(options, Show);
+    return act(options, playlist);
 }
 
 // ---- the command line ---------------------------------------------------------------------------
@@ -168,14 +172,6 @@ constexpr Verb kVerbs[] = {
     {"check", "Tell whether songs are in a playlist; exits with 1 for one that is not", Check,
      kSomeSongs},
 };
-
-void AddCollection(CLI::App &verb, PlaylistOptions &options) {
-    verb.add_option("--user", options.collection.user, "For whom")
-        ->type_name("NAME")
-        ->capture_default_str();
-    verb.add_flag("--personal", options.collection.personal,
-                  "One of the user's own playlists instead of a shared one");
-}
 
 void AddTaken(CLI::App &verb, unsigned takes, PlaylistOptions &options) {
     if ((takes & kSomeSongs) != 0) {
@@ -215,7 +211,7 @@ void AddCreate(CLI::App &group, Action &action) {
         ->check(CLI::IsMember({"m3u", "pls", "wpl"}))
         ->type_name("")
         ->capture_default_str();
-    AddCollection(*verb, *options);
+    AddCollection(*verb, *options, "One of the user's own playlists instead of a shared one");
     verb->callback([options, &action] { action = [options] { return Create(*options); }; });
 }
 
@@ -228,15 +224,11 @@ void AddPlaylist(CLI::App &app, Action &action) {
     for (const Verb &known : kVerbs) {
         CLI::App *verb = group->add_subcommand(known.name, known.description);
         const auto options = std::make_shared<PlaylistOptions>();
-        verb->add_option("PLAYLIST", options->name,
-                         known.act == Show ? "Its id, title or identifier" : "Its id or title")
-            ->required();
+        verb->add_option("PLAYLIST", options->name, "Its id, title or identifier")->required();
         AddTaken(*verb, known.takes, *options);
-        AddCollection(*verb, *options);
+        AddCollection(*verb, *options, "One of the user's own playlists instead of a shared one");
         verb->callback([options, act = known.act, &action] {
-            action = [options, act] {
-                return act == Show ? ShowAny(*options) : OnPlaylist(*options, act);
-            };
+            action = [options, act] { return OnPlaylist(*options, act); };
         });
     }
 }

@@ -1,9 +1,8 @@
 #include "playlist_output.h"
 
-#include <cstdio>
-#include <iostream>
+#include <json/json.h>
 
-#include "display.h"
+#include "answers/songs.h"
 #include "page_output.h"
 #include "song_output.h"
 
@@ -11,90 +10,56 @@ namespace tonvale_cli {
 
 namespace {
 
-void PrintRange(int offset, int shown, int total, const char *one, const char *many) {
-    const char *const noun = total == 1 ? one : many;
-    if (shown == 0) {
-        std::printf("0 of %d %s\n", total, noun);
-    } else {
-        std::printf("%d-%d of %d %s\n", offset + 1, offset + shown, total, noun);
-    }
+// The row in the identifier of a normal playlist, "" for a file that has none.
+std::string RowOf(const std::string &id) {
+    const std::string key = id.substr(id.rfind('/') + 1);
+    return key.find_first_not_of("0123456789") == key.npos ? key : "";
 }
 
-Json::Value PlaylistJson(const VARN_PLAYLIST &list) {
-    Json::Value json(Json::objectValue);
-    json["id"] = list.id;
-    json["title"] = ValidUtf8(list.title);
-    json["folder"] = ValidUtf8(list.album);
-    json["path"] = ValidUtf8(list.path);
-    return json;
-}
-
-// Writes the objects that `object` makes of a list's nodes, one by one.
-template <typename Node, typename Object>
-void PrintJson(const Node *list, int offset, int total, const char *name, const Object &object) {
-    const auto writer = JsonWriter();
-    std::cout << "{\"" << name << "\":[";
-    for (const Node *node = list; node != nullptr; node = node->next) {
-        std::cout << (node == list ? "" : ",");
-        writer->write(object(*node), &std::cout);
-    }
-    std::cout << "],\"offset\":" << offset << ",\"total\":" << total << "}\n";
-}
-
-std::string Title(const VARN_MEDIA_INFO &song) {
-    const std::string_view path = song.path;
-    return *song.title != '\0' ? std::string(song.title)
-                               : std::string(path.substr(path.rfind('/') + 1));
+std::string RowOfSong(const std::string &id) {
+    const auto song = tonvale_answers::ParseSongId(id);
+    return song ? std::to_string(song->row) : "-";
 }
 
 }  // namespace
 
-void PrintPlaylists(const VARN_PLAYLIST *list, int offset, int total, bool json) {
-    if (json) {
-        PrintJson(list, offset, total, "playlists", PlaylistJson);
-        return;
-    }
-    Table table({{"ID", true, false},
+void PrintTable(tonvale_answers::PlaylistPage &page) {
+    Table table({{"ID", false, true},
                  {"TITLE", false, true},
-                 {"FOLDER", false, true},
+                 {"TYPE", false, false},
                  {"PATH", false, true}});
-    int shown = 0;
-    for (const VARN_PLAYLIST *node = list; node != nullptr; node = node->next, ++shown) {
-        table.AddRow(
-            {node->id != 0 ? std::to_string(node->id) : "", node->title, node->album, node->path});
+    int64_t shown = 0;
+    for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
+        for (const Json::Value &list : part) {
+            const bool isNormal = list["type"] == "normal";
+            const std::string id = list["id"].asString();
+            table.AddRow({isNormal ? RowOf(id) : id, list["name"].asString(),
+                          list["type"].asString(), list["path"].asString()});
+            ++shown;
+        }
     }
-    if (shown > 0) {
-        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
-    }
-    PrintRange(offset, shown, total, "playlist", "playlists");
+    PrintPage(table, page.Offset(), shown, page.Total(), {"playlist", "playlists"});
 }
 
-void PrintEntries(const PLAYLIST_REC *list, int offset, int total, bool json) {
-    if (json) {
-        int position = offset;
-        PrintJson(list, offset, total, "entries", [&](const PLAYLIST_REC &entry) {
-            Json::Value song = SongJson(entry.info);
-            song["position"] = position++;
-            return song;
-        });
-        return;
-    }
+void PrintTable(tonvale_answers::PlaylistTracks &page) {
     Table table({{"POS", true, false},
                  {"ID", true, false},
                  {"TITLE", false, true},
                  {"ARTIST", false, true},
                  {"LENGTH", true, false},
                  {"PATH", false, true}});
-    int shown = 0;
-    for (const PLAYLIST_REC *entry = list; entry != nullptr; entry = entry->next, ++shown) {
-        const VARN_MEDIA_INFO &song = entry->info;
-        table.AddRow({std::to_string(offset + shown), song.id != 0 ? std::to_string(song.id) : "-",
-                      Title(song), song.artist, LengthText(song.duration), song.path});
+    int64_t shown = 0;
+    for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
+        for (const Json::Value &song : part) {
+            const Json::Value &more = song["additional"];
+            table.AddRow({std::to_string(page.Offset() + shown), RowOfSong(song["id"].asString()),
+                          song["title"].asString(), more["song_tag"]["artist"].asString(),
+                          LengthText(more["song_audio"]["duration"].asFloat()),
+                          song["path"].asString()});
+            ++shown;
+        }
     }
-    if (shown > 0) {
-        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
-    }
-    PrintRange(offset, shown, total, "entry", "entries");
+    PrintPage(table, page.Offset(), shown, page.Total(), {"entry", "entries"});
 }
 
 }  // namespace tonvale_cli

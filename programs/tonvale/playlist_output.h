@@ -1,14 +1,14 @@
 // Playlists and their entries on the standard output.
 #pragma once
 
-#include "playlist_target.h"
+#include "answers/playlists.h"
 
 namespace tonvale_cli {
 
-// Prints a table or a JSON object of playlists, of which `total` are there.
-void PrintPlaylists(const VARN_PLAYLIST *list, int offset, int total, bool json);
+// Prints a table of playlists.
+void PrintTable(tonvale_answers::PlaylistPage &page);
 
-// The same for a playlist's entries, the first of which has the position `offset`.
-void PrintEntries(const PLAYLIST_REC *list, int offset, int total, bool json);
+// The same of a playlist's entries, whose objects have their tags and audio properties.
+void PrintTable(tonvale_answers::PlaylistTracks &page);
 
 }  // namespace tonvale_cli

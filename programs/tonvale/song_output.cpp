@@ -1,10 +1,7 @@
 #include "song_output.h"
 
-#include <json/json.h>
-
 #include <cmath>
 #include <cstdio>
-#include <iostream>
 #include <memory>
 
 #include "display.h"
@@ -31,29 +28,6 @@ std::string LengthText(float seconds) {
     return text;
 }
 
-Json::Value SongJson(const VARN_MEDIA_INFO &song) {
-    Json::Value json(Json::objectValue);
-    const std::pair<const char *, const char *> texts[] = {
-        {"title", song.title},         {"artist", song.artist},
-        {"album", song.album},         {"album_artist", song.album_artist},
-        {"composer", song.composer},   {"genre", song.genre},
-        {"container", song.container}, {"codec", song.codec},
-        {"path", song.path},           {"comment", song.comment}};
-    for (const auto &[name, text] : texts) {
-        json[name] = ValidUtf8(text);
-    }
-    json["id"] = song.id;
-    json["year"] = song.year;
-    json["track"] = song.track;
-    json["disc"] = song.disc;
-    json["duration"] = song.duration;
-    json["bitrate"] = song.bitrate;
-    json["frequency"] = song.frequency;
-    json["channel"] = song.channel;
-    json["filesize"] = song.filesize;
-    return json;
-}
-
 void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
     Table table({{"ID", true, false},
                  {"TITLE", false, true},
@@ -68,17 +42,6 @@ void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
                       NumberText(song->year), LengthText(song->duration)});
     }
     PrintPage(table, offset, shown, total, {"track", "tracks"});
-}
-
-void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total) {
-    const std::unique_ptr<Json::StreamWriter> writer = JsonWriter();
-    const auto song = std::make_unique<VARN_MEDIA_INFO>();
-    std::cout << "{\"offset\":" << offset << ",\"songs\":[";
-    for (bool first = true; MediaInfoDBGet(rows, song.get()) == 0; first = false) {
-        std::cout << (first ? "" : ",");
-        writer->write(SongJson(*song), &std::cout);
-    }
-    std::cout << "],\"total\":" << total << "}\n";
 }
 
 }  // namespace tonvale_cli

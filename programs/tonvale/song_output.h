@@ -1,11 +1,8 @@
 // A page of songs on the standard output.
 #pragma once
 
-#include <json/value.h>
-
 #include <cstdint>
 #include <string>
-#include <vector>
 
 #include "varn/mediaindex.h"
 
@@ -14,12 +11,6 @@ namespace tonvale_cli {
 // Reads the rows of a query to its end and prints a table of them, and a line that tells which of
 // the `total` they are.
 void PrintTable(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
-
-// The same as one JSON object: "offset", "songs" and "total". A song is written as it is read.
-void PrintJson(MEDIA_DB_HANDLE *rows, int offset, int64_t total);
-
-// A song as an object.
-Json::Value SongJson(const VARN_MEDIA_INFO &song);
 
 // Minutes and seconds; "" for a length that is not known.
 std::string LengthText(float seconds);

@@ -36,7 +36,7 @@ class PlaylistCommand : public tonvale_test::PlaylistTest {
         Json::Value json;
         EXPECT_TRUE(Json::Reader().parse(Run(arguments).out, json));
         Texts paths;
-        for (const Json::Value &entry : json["entries"]) {
+        for (const Json::Value &entry : json["songs"]) {
             const std::string path = entry["path"].asString();
             paths.push_back(path.substr(path.rfind('/') + 1));
         }
@@ -59,7 +59,7 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
     const std::vector<Case> changing = {
         {{"playlist", "remove", list, "0,2"}, 0, ""},
         {{"playlist", "check", list, "1"}, 1, "no  " + In("a.mp3")},
-        {{"playlist", "replace", list, "1", "--start", "9"}, 1, "failed"},
+        {{"playlist", "replace", list, "1", "--start", "9"}, 2, "no position 9"},
         {{"playlist", "replace", list, "4", "--start", "1", "--length", "1"}, 0, ""},
         {{"playlist", "missing", list}, 0, ""},
         {{"playlist", "rename", list, "New"}, 0, ""},

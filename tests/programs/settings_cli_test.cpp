@@ -74,8 +74,9 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         {{"smart", "check", "/no/such"}, 2, "/no/such: No such file"},
         {{"smart", "check", "/proc/self/mem"}, 1, "cannot be read"},
         {{"smart", "list", "--user", "nobody"}, 2, "no user 'nobody'"},
-        {{"playlist", "show", "12", "--json", "--additional", "song_tag"}, 2, "shared_normal/ID"},
-        {{"playlist", "show", "playlist_shared_normal/12"}, 1, "cannot be read for the user"},
+        {{"playlist", "show", "12", "--json", "--additional", "song_tag"}, 2, "playlist '12'"},
+        {{"playlist", "show", "playlist_shared_normal/12"}, 2, "no shared playlist '12'"},
+        {{"playlist", "rename", "playlist_shared_smart/good", "x"}, 2, "its rules choose"},
         {{"playlist", "show", "playlist_shared_smart/good", "--additional", "all"}, 2, "song_tag"},
         {{"songs", "--additional", "song_tag"}, 2, "--json"},
     };
@@ -120,7 +121,7 @@ TEST_F(SettingsVerbs, TrackObjectsOfSongsAndPlaylists) {
     }
     const Finished table = Tonvale(
         {"playlist", "show", "playlist_shared_smart/good", "--limit", "2", "--offset", "1"});
-    EXPECT_TRUE(Contains(table.out, "2-3 of 4 tracks")) << table.out << table.err;
+    EXPECT_TRUE(Contains(table.out, "2-3 of 4 entries")) << table.out << table.err;
     const Json::Value list =
         Parsed(Tonvale({"playlist", "show", "playlist_shared_smart/good", "--user", "alice",
                         "--json", "--additional", "song_rating"})

@@ -1,0 +1,159 @@
+#include "groups.h"
+
+#include <cstdlib>
+
+#include "failure.h"
+#include "varn/sql.h"
+
+namespace tonvale_answers {
+
+namespace {
+
+constexpr int kGroupsAtATime = 256;
+
+// The library takes 1023 bytes for the condition of an artist's name, and about 980 for any other
+// condition of artists; a name's own marks double.
+constexpr std::size_t kLongestName = 400;
+constexpr std::size_t kLongestArtistCondition = 980;
+
+// The order by sort names, which have no leading articles, and by the rules of the collation rather
+// than by bytes.
+#define BY_NAME(column) column "_sort COLLATE \"en_US_varnel\""
+
+constexpr char kGenre[] = "genre";
+constexpr char kComposer[] = "composer";
+
+constexpr SortColumn kAlbumSorts[] = {{"name", BY_NAME("album")},
+                                      {"artist", BY_NAME("album_artist")},
+                                      {"year", "year"},
+                                      {"date", "create_date"},
+                                      {"star", "star"}};
+constexpr SortColumn kArtistSorts[] = {{"name", BY_NAME("artist")}, {"star", "star"}};
+constexpr SortColumn kGenreSorts[] = {{"name", BY_NAME("genre")}, {"star", "star"}};
+constexpr SortColumn kComposerSorts[] = {{"name", BY_NAME("composer")}, {"star", "star"}};
+
+Handle OpenAlbums(const ListRequest &request, const std::string &condition,
+                  const std::string &order, int offset, int limit) {
+    return Handle(AudioInfoDBOpenWithAlbumList(request.library.c_str(), request.uid,
+                                               condition.c_str(), order.c_str(), offset, limit));
+}
+
+Handle OpenArtists(const ListRequest &request, const std::string &condition,
+                   const std::string &order, int offset, int limit) {
+    return Handle(AudioInfoDBOpenWithArtistList(request.library.c_str(), request.uid,
+                                                condition.c_str(), order.c_str(), offset, limit));
+}
+
+template <const char *Column>
+Handle OpenValues(const ListRequest &request, const std::string &condition,
+                  const std::string &order, int offset, int limit) {
+    return Handle(AudioInfoDBOpenWithContainerList(request.library.c_str(), request.uid, Column,
+                                                   condition.c_str(), order.c_str(), offset,
+                                                   limit));
+}
+
+// The condition of a page.
+std::string GroupCondition(const Group &group, const ListRequest &request,
+                           const std::optional<std::string> &name) {
+    std::string condition = Condition(request.filters);
+    const bool isArtists = group.open == OpenArtists;
+    if (isArtists && condition.size() > kLongestArtistCondition) {
+        throw Failure(Reason::kBad, "the filters of artists are too long");
+    }
+    if (!name) {
+        return condition;
+    }
+    if (isArtists && !condition.empty()) {
+        throw Failure(Reason::kBad,
+                      "the name is that of an artist in both roles, and takes no filter beside it");
+    }
+    if (name->size() > kLongestName) {
+        throw Failure(Reason::kBad,
+                      "a part of a name has at most " + std::to_string(kLongestName) + " bytes");
+    }
+    AddCondition(condition, group.named(*name));
+    return condition;
+}
+
+// An order that is the same each time: equal groups come by their names as they are sorted, and
+// then as they are written.
+std::string Order(const Group &group, const ListRequest &request) {
+    const SortColumn &chosen = ChosenColumn(request, group.sorts);
+    const SortColumn &name = group.sorts.front();
+    return std::string(chosen.expression) + " " + Direction(request) +
+           (chosen.name == name.name ? "" : std::string(", ") + name.expression) + ", " +
+           group.ties;
+}
+
+}  // namespace
+
+const Group kAlbums{
+    "albums",
+    "album",
+    kAlbumSorts,
+    "album_artist_sort, album, album_artist",
+    true,
+    OpenAlbums,
+    [](const std::string &name) { return varn::Sql("album ILIKE '%%@VARN:LVAR%%'", name); }};
+// Without the name of a column: the library asks for both roles of an artist then.
+const Group kArtists{
+    "artists", "artist", kArtistSorts, "artist", false, OpenArtists, [](const std::string &name) {
+        return varn::Sql(" ILIKE '%%@VARN:LVAR%%'", name);
+    }};
+const Group kGenres{
+    "genres", kGenre, kGenreSorts, kGenre, false, OpenValues<kGenre>, [](const std::string &name) {
+        return varn::Sql("genre ILIKE '%%@VARN:LVAR%%'", name);
+    }};
+const Group kComposers{
+    "composers",
+    kComposer,
+    kComposerSorts,
+    kComposer,
+    false,
+    OpenValues<kComposer>,
+    [](const std::string &name) { return varn::Sql("composer ILIKE '%%@VARN:LVAR%%'", name); }};
+
+GroupPage::GroupPage(const Group &group, Handle rows, int offset, int64_t total)
+    : Page(group.list, offset, total), group_(group), rows_(std::move(rows)) {}
+
+Json::Value GroupPage::Next() {
+    Json::Value groups(Json::arrayValue);
+    for (int count = 0; count < kGroupsAtATime && row_ < rows_->rowCount; ++count) {
+        groups.append(ObjectOf(row_++));
+    }
+    return groups;
+}
+
+Json::Value GroupPage::ObjectOf(int row) const {
+    Json::Value json(Json::objectValue);
+    json["name"] = FieldOf(rows_, row, group_.column);
+    json["star"] = std::strtod(FieldOf(rows_, row, "star").c_str(), nullptr);
+    if (group_.isAlbum) {
+        json["album_artist"] = FieldOf(rows_, row, "album_artist");
+        json["year"] = Json::Int64{NumberOf(rows_, row, "year")};
+        json["date"] = FieldOf(rows_, row, "create_date");
+    }
+    return json;
+}
+
+std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &request,
+                                      const std::optional<std::string> &name) {
+    const std::string condition = GroupCondition(group, request, name);
+    const std::string order = Order(group, request);
+    const auto open = [&](int offset, int limit) {
+        Handle rows = group.open(request, condition, order, offset, limit);
+        if (!rows) {
+            NoAnswer();
+        }
+        return rows;
+    };
+    Handle rows = open(request.offset, request.limit);
+    // Every row tells how many there are; a page behind the last one has none that could.
+    const bool isBehind = rows->rowCount == 0 && request.offset > 0;
+    const Handle first = isBehind ? open(0, 1) : nullptr;
+    const Handle &told = isBehind ? first : rows;
+    const int64_t total = told->rowCount > 0 ? NumberOf(told, 0, "result_count") : 0;
+    return std::make_unique<GroupPage>(group, std::move(rows), request.offset, total);
+}
+
+}  // namespace tonvale_answers

@@ -1,0 +1,328 @@
+#include "playlist_edit.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <iterator>
+#include <new>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "as_root.h"
+#include "failure.h"
+#include "songs.h"
+#include "tonvale/library.h"
+#include "tonvale/webapi.h"
+
+namespace tonvale_answers {
+
+namespace {
+
+constexpr std::size_t kLongestUrl = 2000;
+
+void Report(int result, const std::string &what) {
+    if (result != 0) {
+        throw Failure(Reason::kFailed, what + " failed; the lines above tell why");
+    }
+}
+
+bool IsNumber(const std::string &text) {
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+bool IsUrl(const std::string &text) {
+    return text.starts_with("http://") || text.starts_with("https://");
+}
+
+void SetPath(const std::string &path, VARN_MEDIA_INFO &record) {
+    path.copy(record.path, sizeof record.path - 1);
+}
+
+// A new entry at the end of a list, zeroed.
+PLAYLIST_REC &AddEntry(SongRecords &list, PLAYLIST_REC *&last) {
+    auto *const entry = static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC)));
+    if (entry == nullptr) {
+        throw std::bad_alloc();
+    }
+    if (last != nullptr) {
+        last->next = entry;
+    } else {
+        list.reset(entry);
+    }
+    last = entry;
+    return *entry;
+}
+
+void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_INFO &record) {
+    if (IsNumber(name)) {
+        PLAYLIST_REC *found = nullptr;
+        const int count = VARNMusicListGetByID(collection.uid, name.c_str(), &found);
+        const SongRecords owned(found);
+        if (count <= 0) {
+            throw Failure(Reason::kNotFound, "the user '" + collection.user +
+                                                 "' has no song with the id " + name +
+                                                 "; 'tonvale songs' lists them");
+        }
+        record = found->info;
+        return;
+    }
+    if (IsUrl(name)) {
+        SetMediaPathTitle(name.c_str(), &record);
+        return;
+    }
+    std::error_code error;
+    const std::string path = std::filesystem::absolute(name, error).lexically_normal().string();
+    if (VARNPlaylistGetOneByPath(collection.uid, path.c_str(), &record) == 0) {
+        return;
+    }
+    if (!std::filesystem::is_regular_file(path, error)) {
+        throw Failure(Reason::kBad,
+                      "'" + name + "' is no song's id, no file and no http or https address");
+    }
+    SetPath(path, record);
+}
+
+// Takes the entries at some positions out of a list.
+void RemoveEntries(SongRecords &songs, const std::set<int> &positions) {
+    PLAYLIST_REC *list = songs.release();
+    PLAYLIST_REC **link = &list;
+    for (int position = 0; *link != nullptr; ++position) {
+        if (positions.contains(position)) {
+            const SongRecords removed(*link);
+            *link = std::exchange(removed->next, nullptr);
+        } else {
+            link = &(*link)->next;
+        }
+    }
+    songs.reset(list);
+}
+
+// Texts of a request go into playlists as they are, where a line break begins an entry of its own
+// and a quote ends an address.
+bool IsPlain(const std::string &text) {
+    return std::none_of(text.begin(), text.end(),
+                        [](unsigned char c) { return c < ' ' || c == '"' || c == '\x7F'; });
+}
+
+// A stream or a radio station by its identifier, or by its address alone.
+void FillStream(const std::string &id, VARN_MEDIA_INFO &record) {
+    std::string title;
+    std::string url = id;
+    std::string artist;
+    std::string album;
+    std::string cover;
+    int duration = 0;
+    if (id.starts_with("remote_")) {
+        VARNAudioWebapiUtilsParseRemoteId(id, title, url, artist, album, cover, duration);
+    } else if (id.starts_with("radio_")) {
+        VARNAudioWebapiUtilsParseRadioId(id, title, url);
+    }
+    if (!IsUrl(url) || url.size() > kLongestUrl || url.find_first_of(" <>") != url.npos ||
+        !IsPlain(url + title + artist + album)) {
+        throw Failure(Reason::kBad, "'" + id + "' is no song's identifier");
+    }
+    SetMediaPathTitle(url.c_str(), &record);
+    if (!title.empty()) {
+        record.title[title.copy(record.title, sizeof record.title - 1)] = '\0';
+    }
+    artist.copy(record.artist, sizeof record.artist - 1);
+    album.copy(record.album, sizeof record.album - 1);
+    record.duration = static_cast<float>(duration);
+}
+
+// Gives a file another name that is free.
+void Move(const std::string &from, const std::string &to) {
+    const AsRoot root;
+    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+        throw Failure(errno == EEXIST ? Reason::kExists : Reason::kFailed,
+                      "cannot rename " + from + " to " + to + ": " + std::strerror(errno));
+    }
+}
+
+std::string Quoted(const Playlist &playlist) {
+    return "the playlist '" + playlist.title + "'";
+}
+
+// The entries of a playlist, limit 0 meaning all and below 0 none.
+SongRecords Read(const Collection &collection, const Playlist &playlist, int limit,
+                 int *countOut = nullptr) {
+    int count = -1;
+    SongRecords songs(VARNPlaylistParseByPath(collection.uid, playlist.path.c_str(), nullptr,
+                                              &count, 0, limit, "*", 0));
+    if (count < 0) {
+        throw Failure(Reason::kFailed, "the playlist cannot be read; the lines above tell why");
+    }
+    if (countOut != nullptr) {
+        *countOut = count;
+    }
+    return songs;
+}
+
+int CountEntries(const Collection &collection, const Playlist &playlist) {
+    int count = 0;
+    Read(collection, playlist, -1, &count);
+    return count;
+}
+
+}  // namespace
+
+SongRecords FindSongs(const Collection &collection, const std::vector<std::string> &names) {
+    SongRecords songs;
+    PLAYLIST_REC *last = nullptr;
+    for (const std::string &name : names) {
+        FillSong(collection, name, AddEntry(songs, last).info);
+    }
+    return songs;
+}
+
+SongRecords SongsOfIds(const Collection &collection, const std::vector<std::string> &ids) {
+    std::vector<std::string> known;
+    std::copy_if(ids.begin(), ids.end(), std::back_inserter(known),
+                 [](const std::string &id) { return ParseSongId(id).has_value(); });
+    const auto found = ReadSongs(collection.uid, known);
+    SongRecords songs;
+    PLAYLIST_REC *last = nullptr;
+    for (const std::string &id : ids) {
+        VARN_MEDIA_INFO &record = AddEntry(songs, last).info;
+        const auto song = ParseSongId(id);
+        const auto row = song ? found.find(*song) : found.end();
+        if (!song) {
+            FillStream(id, record);
+        } else if (row == found.end()) {
+            throw Failure(Reason::kNotFound, "there is no song " + id + " for the user");
+        } else {
+            record = row->second;
+        }
+    }
+    return songs;
+}
+
+Playlist CreatePlaylist(const Collection &collection, const std::string &name,
+                        const std::string &format, const PLAYLIST_REC *songs) {
+    if (collection.isFolder && format != "m3u") {
+        throw Failure(Reason::kBad, "the user '" + collection.user +
+                                        "' has no personal library: own playlists are m3u files");
+    }
+    const std::string path = PlaceForPlaylist(collection, name, format);
+    Report(VARNWriteMusicPlaylist(songs, path.c_str()), "writing " + path);
+    if (collection.isFolder) {
+        return {"0", name, path, ""};
+    }
+    VARN_MEDIA_INFO row = {};
+    SetPath(path, row);
+    name.copy(row.title, sizeof row.title - 1);
+    std::string_view("playlists").copy(row.album, sizeof row.album - 1);
+    const int saved = collection.personal ? VARNPlaylistDBUpdate(collection.Library(),
+                                                                 collection.uid, &row, nullptr)
+                                          : VARNPlaylistDBSave(&row);
+    Report(saved, "adding " + path + " to the library");
+    std::array<char, 16> id{};
+    Report(VARNPlaylistIDGet(path.c_str(), collection.uid, id.data(), id.size()),
+           "finding " + path + " in the library");
+    return {id.data(), name, path, row.album};
+}
+
+void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
+                  const PLAYLIST_REC *songs) {
+    if (const int count = CountEntries(collection, playlist); start > count) {
+        throw Failure(Reason::kBad, Quoted(playlist) + " has " + std::to_string(count) +
+                                        " entries, and no position " + std::to_string(start));
+    }
+    const int result = collection.isFolder
+                           ? VARNPersonalPlaylistUpdateSongs(collection.uid, playlist.path.c_str(),
+                                                             start, length, songs)
+                           : VARNPlaylistUpdateSongs(collection.Library(), collection.uid,
+                                                     playlist.id.c_str(), start, length, songs);
+    Report(result, "changing " + Quoted(playlist));
+}
+
+void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
+                 bool skipDuplicates) {
+    int result = 0;
+    if (collection.isFolder) {
+        result = VARNPersonalPlaylistAppendSongs(collection.uid, playlist.path.c_str(), songs,
+                                                 skipDuplicates ? 1 : 0);
+    } else if (!skipDuplicates) {
+        result = VARNPlaylistAppendSongs(collection.Library(), collection.uid, playlist.id.c_str(),
+                                         songs);
+    } else {
+        result =
+            VARNPlaylistUpdateSongsList(collection.Library(), collection.uid, playlist.id.c_str(),
+                                        CountEntries(collection, playlist), 0, songs, "true");
+    }
+    Report(result, "adding to " + Quoted(playlist));
+}
+
+void RemovePositions(const Collection &collection, const Playlist &playlist,
+                     const std::vector<int> &positions) {
+    if (!collection.isFolder) {
+        std::string selection;
+        for (const int position : positions) {
+            selection += (selection.empty() ? "" : ",") + std::to_string(position);
+        }
+        Report(VARNPlaylistRemoveSongs(collection.Library(), collection.uid, playlist.id.c_str(),
+                                       selection.c_str()),
+               "removing from " + Quoted(playlist));
+        return;
+    }
+    SongRecords songs = Read(collection, playlist, 0);
+    RemoveEntries(songs, std::set<int>(positions.begin(), positions.end()));
+    ReplaceSongs(collection, playlist, 0, -1, songs.get());
+}
+
+void RemoveMissing(const Collection &collection, const Playlist &playlist) {
+    const int result =
+        collection.isFolder
+            ? VARNPersonalPlaylistRemoveMissing(collection.uid, playlist.path.c_str())
+            : VARNPlaylistRemoveMissing(collection.Library(), collection.uid, playlist.id.c_str());
+    Report(result, "removing from " + Quoted(playlist));
+}
+
+Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,
+                        const std::string &name) {
+    CheckName(name);
+    namespace fs = std::filesystem;
+    const fs::path from = playlist.path;
+    const fs::path to = from.parent_path() / (name + from.extension().string());
+    Move(from, to);
+    const Playlist renamed = {playlist.id, name, to, playlist.album};
+    if (collection.isFolder) {
+        return renamed;
+    }
+    VARN_MEDIA_INFO row = {};
+    row.id = static_cast<uint32_t>(std::stoul(playlist.id));
+    SetPath(to.string(), row);
+    name.copy(row.title, sizeof row.title - 1);
+    playlist.album.copy(row.album, sizeof row.album - 1);
+    const int updated =
+        VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, from.c_str());
+    if (updated != 0) {
+        Move(to, from);  // the library still has the old path: there the file has to be
+    }
+    Report(updated, "renaming " + Quoted(playlist) + " in the library");
+    return renamed;
+}
+
+void DeletePlaylist(const Collection &collection, const Playlist &playlist) {
+    if (!collection.isFolder) {
+        Report(VARNPlayListUnlink(collection.Library(), playlist.path.c_str(), playlist.id.c_str()),
+               "deleting " + Quoted(playlist));
+        return;
+    }
+    const AsRoot root;
+    if (unlink(playlist.path.c_str()) != 0) {
+        throw Failure(Reason::kFailed,
+                      "cannot delete " + playlist.path + ": " + std::strerror(errno));
+    }
+}
+
+}  // namespace tonvale_answers

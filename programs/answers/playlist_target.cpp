@@ -1,0 +1,219 @@
+#include "playlist_target.h"
+
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <charconv>
+#include <cstring>
+#include <filesystem>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "as_root.h"
+#include "failure.h"
+#include "list.h"
+#include "tonvale/paths.h"
+#include "varn/account.h"
+#include "varn/host.h"
+#include "varn/sql.h"
+
+namespace tonvale_answers {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::size_t kPathSize = 4096;
+constexpr std::size_t kLongestName = 240;  // bytes, with room for an extension
+constexpr char kFolder[] = "playlists";
+
+bool IsNumber(const std::string &text) {
+    return !text.empty() &&
+           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+}
+
+Playlist Named(const VARN_PLAYLIST &record) {
+    return {std::to_string(record.id), record.title, record.path, record.album};
+}
+
+// The folder for new playlists of a collection.
+std::string FolderOf(const Collection &collection) {
+    if (collection.isFolder) {
+        std::array<char, kPathSize> folder{};
+        if (VARNUserPreferenceDirGet(collection.user.c_str(), folder.data(), folder.size()) == 0) {
+            return std::string(folder.data()) + "/" + kFolder;
+        }
+    } else if (collection.personal) {
+        return AudioFile::GetHomeMusicPath(collection.user) + "/" + kFolder;
+    } else {
+        const std::vector<std::string> folders = varn::host::IndexedFolders();
+        if (!folders.empty()) {
+            return folders.front() + "/" + kFolder;
+        }
+    }
+    throw Failure(Reason::kFailed,
+                  "there is no folder for playlists; register one with 'tonvale init --music DIR'");
+}
+
+// Makes a folder that belongs to whom the one above it does. What stands in its place and is none,
+// a link among them, is not followed: root is going to write there.
+void MakeFolder(const fs::path &folder) {
+    std::error_code error;
+    fs::create_directories(folder.parent_path(), error);
+    struct stat above {};
+    if (stat(folder.parent_path().c_str(), &above) == 0 &&
+        mkdir(folder.c_str(), above.st_mode & 0777) == 0 && geteuid() == 0 &&
+        lchown(folder.c_str(), above.st_uid, above.st_gid) != 0) {
+        syslog(LOG_ERR, "Failed to give %s to its owner: %m", folder.c_str());
+    }
+    if (!fs::is_directory(fs::symlink_status(folder, error))) {
+        throw Failure(Reason::kFailed, "cannot make the folder " + folder.string() + ": " +
+                                           (error ? error.message() : std::strerror(errno)));
+    }
+}
+
+Failure NotListed() {
+    return {Reason::kFailed, "the playlists cannot be listed; the lines above tell why"};
+}
+
+// Playlists whose ids or, among those without such an id, whose titles are the given name.
+std::vector<Playlist> Matching(const VARN_PLAYLIST *list, const std::string &name) {
+    std::vector<Playlist> byId;
+    std::vector<Playlist> byTitle;
+    for (; list != nullptr; list = list->next) {
+        if (list->id != 0 && std::to_string(list->id) == name) {
+            byId.push_back(Named(*list));
+        } else if (name == list->title) {
+            byTitle.push_back(Named(*list));
+        }
+    }
+    return byId.empty() ? byTitle : byId;
+}
+
+}  // namespace
+
+void Complete(Collection &collection) {
+    collection.isFolder = collection.personal && !IsPersonalLibEnabled(collection.user.c_str());
+}
+
+int CountPlaylists(const Collection &collection) {
+    const int total = collection.isFolder
+                          ? VARNPersonalPlaylistTotalGet(collection.user.c_str())
+                          : VARNPlaylistTotalGet(collection.Library(), collection.uid, 0);
+    return total >= 0 ? total : throw NotListed();
+}
+
+PlaylistRecords ListPlaylists(const Collection &collection, int offset, int limit) {
+    VARN_PLAYLIST *list = nullptr;
+    const int listed =
+        collection.isFolder
+            ? VARNPersonalPlaylistListAll(collection.user.c_str(), &list)
+            : VARNPlaylistListAll(collection.Library(), collection.uid, &list, offset, limit, 0);
+    PlaylistRecords records(list);
+    if (listed != 0) {
+        throw NotListed();
+    }
+    if (!collection.isFolder) {
+        return records;
+    }
+    // The folder is always read whole.
+    VARN_PLAYLIST **link = &list;
+    for (int i = 0; i < offset && *link != nullptr; ++i) {
+        link = &(*link)->next;
+    }
+    records.release();
+    PlaylistRecords page(std::exchange(*link, nullptr));
+    records.reset(link == &list ? nullptr : list);
+    VARN_PLAYLIST *last = page.get();
+    for (int i = 1; i < limit && last != nullptr; ++i) {
+        last = last->next;
+    }
+    if (limit > 0 && last != nullptr) {
+        const PlaylistRecords rest(std::exchange(last->next, nullptr));
+    }
+    return page;
+}
+
+Playlist FindPlaylist(const Collection &collection, const std::string &name) {
+    const PlaylistRecords list = ListPlaylists(collection, 0, 0);
+    const std::vector<Playlist> found = Matching(list.get(), name);
+    if (found.size() == 1) {
+        return found.front();
+    }
+    const std::string verb = std::string("'tonvale playlists") +
+                             (collection.personal ? " --personal" : "") + "' lists them";
+    if (found.empty()) {
+        throw Failure(Reason::kNotFound, "there is no " + std::string(collection.Library()) +
+                                             " playlist '" + name + "'; " + verb);
+    }
+    throw Failure(Reason::kBad,
+                  "several playlists are called '" + name + "': name one by its id; " + verb);
+}
+
+Playlist PlaylistOfKey(const Collection &collection, const std::string &key) {
+    const Failure none(Reason::kNotFound, "there is no " + std::string(collection.Library()) +
+                                              " playlist '" + key + "' for the user");
+    if (collection.isFolder) {
+        // A key becomes a part of a path: it has to be one of those that the folder has.
+        const PlaylistRecords list = ListPlaylists(collection, 0, 0);
+        for (const VARN_PLAYLIST *node = list.get(); node != nullptr; node = node->next) {
+            if (key == node->title) {
+                return Named(*node);
+            }
+        }
+        throw none;
+    }
+    int row = 0;
+    const auto [end, error] = std::from_chars(key.data(), key.data() + key.size(), row);
+    if (error != std::errc() || end != key.data() + key.size() || row <= 0) {
+        throw none;
+    }
+    // Cue sheets stand among the playlists, too.
+    const auto condition = varn::Sql("id = @VARN:INT AND path NOT ILIKE '%%.cue'", row);
+    const Handle rows(AudioInfoDBOpen(collection.Library(), collection.uid, VARN_TABLE_PLAYLIST,
+                                      "*", condition->c_str(), nullptr, nullptr, 0, 1, 0));
+    if (!rows) {
+        NoAnswer();
+    }
+    if (rows->rowCount == 0) {
+        throw none;
+    }
+    return {key, FieldOf(rows, 0, "title"), FieldOf(rows, 0, "path"), FieldOf(rows, 0, "album")};
+}
+
+std::string KeyOf(const Collection &collection, const Playlist &playlist) {
+    return collection.isFolder ? playlist.title : playlist.id;
+}
+
+void CheckName(const std::string &name) {
+    const bool good = !name.empty() && name.size() <= kLongestName && name.front() != '.' &&
+                      !IsNumber(name) && std::none_of(name.begin(), name.end(), [](char c) {
+                          return c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7F';
+                      });
+    if (!good) {
+        throw Failure(Reason::kBad,
+                      "a playlist's name has no slash and no control character, does not begin "
+                      "with a dot, is not a number alone and is not longer than 240 bytes");
+    }
+}
+
+std::string PlaceForPlaylist(const Collection &collection, const std::string &name,
+                             const std::string &format) {
+    CheckName(name);
+    const fs::path folder = FolderOf(collection);
+    const AsRoot root;
+    MakeFolder(folder);
+    std::error_code error;
+    const std::string path = folder.string() + "/" + name + "." + format;
+    if (fs::exists(fs::symlink_status(path, error))) {
+        throw Failure(Reason::kExists, "there is already a playlist " + path);
+    }
+    return path;
+}
+
+}  // namespace tonvale_answers

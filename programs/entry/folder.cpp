@@ -1,0 +1,29 @@
+// VARN.Tonvale.Folder: the library by its folders.
+#include "action.h"
+#include "answers/folders.h"
+#include "list_request.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+class List : public ListAction {
+  public:
+    using ListAction::ListAction;
+
+  protected:
+    std::unique_ptr<tonvale_answers::Page> Open() override {
+        const std::string id = Asked().Text("id");
+        return ListInside(ListRequestOf(Asked()),
+                          id.empty() ? 0 : tonvale_answers::ParseFolderId(id),
+                          TrackWriterOf(Asked()));
+    }
+};
+
+constexpr Method kMethods[] = {{"list", Make<List>}};
+
+}  // namespace
+
+const Api kFolderApi{"VARN.Tonvale.Folder", kMethods};
+
+}  // namespace tonvale_entry

@@ -1,0 +1,45 @@
+#include "list_request.h"
+
+#include <climits>
+
+#include "answers/kinds.h"
+#include "answers/tracks.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr long long kMostEntries = 5000;
+constexpr long long kUsualEntries = 100;
+
+}  // namespace
+
+PageWanted PageOf(const Request &request) {
+    return {static_cast<int>(request.Number("offset", 0, 0, INT_MAX)),
+            static_cast<int>(request.Number("limit", kUsualEntries, 1, kMostEntries))};
+}
+
+tonvale_answers::ListRequest ListRequestOf(const Request &request) {
+    tonvale_answers::ListRequest list;
+    list.uid = request.User().GetLoginUID();
+    list.library = tonvale_answers::ChosenKind(request.Text("library"), list.uid);
+    list.filters.artist = request.Given("artist");
+    list.filters.album = request.Given("album");
+    list.filters.albumArtist = request.Given("album_artist");
+    list.filters.genre = request.Given("genre");
+    list.filters.composer = request.Given("composer");
+    list.sortBy = request.Text("sort_by");
+    list.descending = request.Choice("sort_direction", {"ASC", "DESC"}, "ASC") == "DESC";
+    const PageWanted page = PageOf(request);
+    list.offset = page.offset;
+    list.limit = page.limit;
+    return list;
+}
+
+Tonvale::webapi::WebapiLibrary TrackWriterOf(const Request &request) {
+    Tonvale::webapi::WebapiLibrary writer(request.User());
+    tonvale_answers::Apply(request.Names("additional", tonvale_answers::AdditionNames()), writer);
+    return writer;
+}
+
+}  // namespace tonvale_entry

@@ -1,0 +1,36 @@
+#include "playlist_options.h"
+
+#include <optional>
+
+#include "command.h"
+#include "database.h"
+#include "user.h"
+
+namespace tonvale_cli {
+
+void AddCollection(CLI::App &verb, CollectionOptions &options, const std::string &personal) {
+    verb.add_option("--user", options.collection.user, "For whom")
+        ->type_name("NAME")
+        ->capture_default_str();
+    verb.add_flag("--personal", options.collection.personal, personal);
+}
+
+int Prepare(CollectionOptions &options) {
+    if (auto done = CheckRoot(); !done) {
+        Complain(done.Message());
+        return kFailed;
+    }
+    const std::optional<uid_t> uid = FindUser(options.collection.user);
+    if (!uid) {
+        return kUsage;
+    }
+    options.collection.uid = *uid;
+    Complete(options.collection);
+    if (auto done = EnsureDatabase(); !done) {
+        Complain(done.Message());
+        return kFailed;
+    }
+    return kDone;
+}
+
+}  // namespace tonvale_cli

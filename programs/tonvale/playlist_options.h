@@ -1,0 +1,24 @@
+// Whose playlists the verbs work on.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include <string>
+
+#include "answers/playlist_target.h"
+
+namespace tonvale_cli {
+
+struct CollectionOptions {
+    CollectionOptions() { collection.user = "admin"; }
+    tonvale_answers::Collection collection;
+};
+
+// --user and --personal.
+void AddCollection(CLI::App &verb, CollectionOptions &options, const std::string &personal);
+
+// Finds out whose collection is meant and makes the database ready. 0, or the exit status, with a
+// message.
+int Prepare(CollectionOptions &options);
+
+}  // namespace tonvale_cli

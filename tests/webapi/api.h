@@ -1,0 +1,98 @@
+// The web API through the CGI environment, with its answers read.
+#pragma once
+
+#include <json/json.h>
+
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "support/fixture.h"
+#include "tonvale/settings.h"
+#include "varn/systempath.h"
+#include "webapi/cgi.h"
+
+namespace tonvale_test {
+
+class ApiTest : public DatabaseTest {
+  protected:
+    using Texts = std::vector<std::string>;
+    using Given = std::vector<std::pair<std::string, std::string>>;
+
+    static std::string Encoded(const std::string &text) {
+        std::string encoded;
+        for (const unsigned char c : text) {
+            char digits[4];
+            std::snprintf(digits, sizeof digits, "%%%02X", c);
+            encoded += digits;
+        }
+        return encoded;
+    }
+
+    static std::string QueryOf(const std::string &api, const std::string &method,
+                               const Given &parameters) {
+        std::string query = "version=1&api=VARN.Tonvale." + api + "&method=" + method;
+        for (const auto &[name, value] : parameters) {
+            query += "&" + name + "=" + Encoded(value);
+        }
+        return query;
+    }
+
+    // The whole answer of a method to a user, by a POST.
+    static Json::Value Reply(const std::string &api, const std::string &method,
+                             const Given &parameters = {}, const std::string &user = "alice") {
+        const std::string form = QueryOf(api, method, parameters);
+        const std::string text = RunCgi({{"REQUEST_METHOD", "POST"},
+                                         {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
+                                         {"CONTENT_LENGTH", std::to_string(form.size())},
+                                         {"REMOTE_USER", user}},
+                                        form);
+        const std::string header = "Content-Type: application/json; charset=utf-8\r\n\r\n";
+        EXPECT_TRUE(text.starts_with(header)) << text;
+        Json::CharReaderBuilder strict;
+        Json::CharReaderBuilder::strictMode(&strict.settings_);
+        const std::unique_ptr<Json::CharReader> reader(strict.newCharReader());
+        Json::Value reply;
+        std::string error;
+        EXPECT_TRUE(reader->parse(text.data() + std::min(header.size(), text.size()),
+                                  text.data() + text.size(), &reply, &error))
+            << error << text;
+        return reply;
+    }
+
+    // The data of a method that must succeed.
+    static Json::Value Ask(const std::string &api, const std::string &method,
+                           const Given &parameters = {}, const std::string &user = "alice") {
+        const Json::Value reply = Reply(api, method, parameters, user);
+        EXPECT_TRUE(reply["success"].asBool()) << api << "." << method << " " << reply;
+        return reply["data"];
+    }
+
+    // The code of a method that must not; 0 when it did.
+    static int CodeOf(const std::string &api, const std::string &method,
+                      const Given &parameters = {}, const std::string &user = "alice") {
+        const Json::Value reply = Reply(api, method, parameters, user);
+        EXPECT_EQ(reply["success"].asBool(), reply.isMember("data")) << reply;
+        return reply["error"]["code"].asInt();
+    }
+
+    // One member of each object of a list.
+    static Texts Each(const Json::Value &list, const char *member = "id") {
+        Texts texts;
+        for (const Json::Value &object : list) {
+            texts.push_back(object[member].asString());
+        }
+        return texts;
+    }
+
+    static void Give(const std::string &user, unsigned uid, unsigned rights) {
+        Json::Value users;
+        const std::string file = SystemPath(varn::path::kUsersFile);
+        ASSERT_TRUE(AudioUsers::Read(users, file));
+        AudioUsers::SetUser(users, uid, rights);
+        ASSERT_TRUE(AudioUsers::Save(users, file));
+        ASSERT_EQ(AudioUsers::GetUserPermission(user), rights | RIGHT_STREAMING);
+    }
+};
+
+}  // namespace tonvale_test

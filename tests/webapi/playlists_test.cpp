@@ -1,0 +1,216 @@
+// The web API's playlists.
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+
+#include "programs/command.h"
+#include "varn/packageconf.h"
+#include "varn/sql.h"
+#include "webapi/api.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class PlaylistApi : public ApiTest {
+  protected:
+    void SetUp() override {
+        ApiTest::SetUp();
+        fs::create_directories(music());
+        WriteFile(varn::path::kIndexFolders, music().string() + "\n");
+        std::string songs;
+        for (const auto &[id, userid] :
+             {std::pair(1, 0U), {2, 0U}, {3, 0U}, {4, kAlice}, {5, kBob}}) {
+            const std::string path = music() / (std::to_string(id) + ".mp3");
+            std::ofstream(path) << "sound";
+            songs += InsertSql({.id = id, .userid = userid, .path = path, .title = path});
+        }
+        Query(songs);
+        Give("bob", kBob, RIGHT_PLAYLIST);
+    }
+    static fs::path music() { return scratch() / "music"; }
+
+    static Texts Names(const Given &parameters = {}, const std::string &user = "alice") {
+        return Each(Ask("Playlist", "list", parameters, user)["playlists"], "name");
+    }
+    static Texts Songs(const std::string &id, const std::string &user = "alice") {
+        return Each(Ask("Playlist", "get", {{"id", id}}, user)["songs"]);
+    }
+    // Makes a playlist and takes it through all that can be done with it.
+    static void GoThrough(const std::string &library, const std::string &user) {
+        const std::string name = "O'Brien & 100% \"x\" \xC3\xA9, y";
+        const Json::Value made =
+            Ask("Playlist", "create",
+                {{"library", library}, {"name", name}, {"songs", "music_1,music_2"}}, user);
+        const std::string id = made["id"].asString();
+        EXPECT_EQ(made["name"].asString(), name);
+        EXPECT_EQ(made["library"].asString(), library);
+        EXPECT_EQ(CodeOf("Playlist", "create", {{"library", library}, {"name", name}}, user), 409);
+        EXPECT_EQ(Names({{"library", library}}, user), Texts{name});
+
+        const auto change = [&](const char *method, Given parameters) {
+            parameters.emplace_back("id", id);
+            return Ask("Playlist", method, parameters, user);
+        };
+        change("add", {{"songs", "[\"music_1\",\"http://r.example/live?a=1,2\"]"}});
+        change("add", {{"songs", "music_3,music_1"}, {"skip_duplicate", "true"}});
+        const std::string stream =
+            "remote_{\"album\":\"\",\"artist\":\"\",\"cover\":\"\",\"duration\":0,"
+            "\"title\":\"live?a=1,2\"}\n http://r.example/live?a=1,2";
+        EXPECT_EQ(Songs(id, user), (Texts{"music_1", "music_2", "music_1", stream, "music_3"}));
+        change("remove", {{"position", "0,4"}});
+        EXPECT_EQ(Songs(id, user), (Texts{"music_2", "music_1", stream}));
+        change("replace", {{"position", "0"}, {"length", "2"}, {"songs", "music_3"}});
+        change("remove", {{"position", "1"}, {"length", "1"}});
+        EXPECT_EQ(Songs(id, user), Texts{"music_3"});
+        change("replace", {{"position", "1"}, {"length", "0"}, {"songs", "music_1,music_2"}});
+        Query("DELETE FROM track WHERE id = 2");
+        change("remove_missing", {});
+        EXPECT_EQ(Songs(id, user), (Texts{"music_3", "music_1"}));
+        const Json::Value page = change("get", {{"offset", "1"}, {"additional", "song_tag"}});
+        EXPECT_EQ(page["total"].asInt(), 2);
+        EXPECT_EQ(page["playlist"]["name"].asString(), name);
+        EXPECT_TRUE(page["songs"][0]["additional"].isMember("song_tag"));
+
+        EXPECT_EQ(CodeOf("Playlist", "replace",
+                         {{"id", id}, {"position", "3"}, {"songs", "music_1"}}, user),
+                  400);
+        const std::string renamed = change("rename", {{"name", "New"}})["id"].asString();
+        EXPECT_EQ(Names({{"library", library}}, user), Texts{"New"});
+        EXPECT_EQ(Songs(renamed, user), (Texts{"music_3", "music_1"}));
+        Ask("Playlist", "delete", {{"id", renamed}}, user);
+        EXPECT_EQ(Names({{"library", library}}, user), Texts());
+        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", renamed}}, user), 404);
+        Query(InsertSql({.id = 2, .path = music() / "2.mp3"}));
+    }
+};
+
+TEST_F(PlaylistApi, AreMadeChangedAndDeleted) {
+    GoThrough("shared", "bob");
+    GoThrough("personal", "alice");
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    GoThrough("personal", "alice");
+    EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "x"}, {"format", "pls"}}), 400);
+}
+
+TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
+    WriteFile(varn::path::kSmartPlaylists,
+              "\"good\" { year >= 0 }\n\"bad\" { year }\n\"../..\" { year > 1 }\n");
+    WriteFile("/usr/varn/etc/preference/alice/playlists/smart.playlist",
+              "\"her \xC3\xA9\" { year < 9 }\n");
+    Query(
+        "INSERT INTO playlist (path, title, album) VALUES ('/v/a.m3u', 'a', 'v'), "
+        "('/v/b.m3u', 'b', 'v'), ('/v/c.cue', 'c', 'v')");
+    Query(
+        "INSERT INTO personal_playlist (userid, path, title, album) VALUES "
+        "(1030, '/h/hers.m3u', 'hers', 'h'), (1031, '/h/his.m3u', 'his', 'h')");
+    const Texts all = {"hers", "her \xC3\xA9", "a", "b", "good", "../.."};
+    EXPECT_EQ(Names(), all);
+    EXPECT_EQ(Names({{"library", "personal"}}), (Texts{"hers", "her \xC3\xA9"}));
+    for (std::size_t offset = 0; offset < 7; ++offset) {
+        const Json::Value page =
+            Ask("Playlist", "list", {{"offset", std::to_string(offset)}, {"limit", "2"}});
+        const std::size_t end = std::min<std::size_t>(offset + 2, 6);
+        EXPECT_EQ(Each(page["playlists"], "name"),
+                  Texts(all.begin() + static_cast<long>(std::min(offset, end)),
+                        all.begin() + static_cast<long>(end)));
+        EXPECT_EQ(page["total"].asInt(), 6);
+    }
+    const Texts ids = Each(Ask("Playlist", "list")["playlists"]);
+    EXPECT_EQ(ids[1], "playlist_personal_smart/her \xC3\xA9");
+    EXPECT_EQ(Songs(ids[1]).size(), 4U);
+    EXPECT_EQ(Songs(ids[4]).size(), 4U);
+    EXPECT_EQ(Songs(ids[4], "bob").size(), 4U);
+    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", ids[1]}}, "bob"), 404);
+    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", "playlist_shared_smart/bad"}}), 404);
+    EXPECT_EQ(CodeOf("Playlist", "delete", {{"id", ids[4]}}, "bob"), 400);
+    const Finished table = Tonvale({"playlists", "--user", "alice", "--personal"});
+    EXPECT_TRUE(Contains(table.out, "1-2 of 2 playlists")) << table.out << table.err;
+}
+
+TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
+    const std::string shared =
+        Ask("Playlist", "create", {{"library", "shared"}, {"name", "all"}}, "bob")["id"].asString();
+    const std::string hers =
+        Ask("Playlist", "create", {{"name", "hers"}, {"songs", "music_4"}})["id"].asString();
+    for (const char *method : {"rename", "delete", "add", "remove", "replace", "remove_missing"}) {
+        const Given more = {{"name", "x"}, {"songs", "music_1"}, {"position", "0"}};
+        Given parameters = more;
+        parameters.emplace_back("id", shared);
+        EXPECT_EQ(CodeOf("Playlist", method, parameters), 403) << method << ": without the right";
+        parameters.back().second = hers;
+        EXPECT_EQ(CodeOf("Playlist", method, parameters, "bob"), 404) << method << ": alice's";
+    }
+    EXPECT_EQ(CodeOf("Playlist", "create", {{"library", "shared"}, {"name", "x"}}), 403);
+    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", hers}}, "bob"), 404);
+    EXPECT_EQ(Songs(hers), Texts{"music_4"});
+    EXPECT_EQ(Names(), (Texts{"hers", "all"}));
+
+    const struct {
+        const char *method;
+        Given parameters;
+        int code;
+    } kCases[] = {
+        {"create", {}, 400},
+        {"create", {{"name", "../x"}}, 400},
+        {"create", {{"name", ".hidden"}}, 400},
+        {"create", {{"name", "12"}}, 400},
+        {"create", {{"name", "a\nb"}}, 400},
+        {"create", {{"name", std::string(241, 'x')}}, 400},
+        {"create", {{"name", "x"}, {"format", "exe"}}, 400},
+        {"create", {{"name", "x"}, {"library", "all"}}, 400},
+        {"create", {{"name", "x"}, {"songs", "music_5"}}, 404},
+        {"create", {{"name", "x"}, {"songs", "/etc/passwd"}}, 400},
+        {"create", {{"name", "x"}, {"songs", "music_/etc/passwd"}}, 400},
+        {"create", {{"name", "x"}, {"songs", "file:///etc/passwd"}}, 400},
+        {"create", {{"name", "x"}, {"songs", "[\"http://r/\\n/etc/passwd\"]"}}, 400},
+        {"create",
+         {{"name", "x"}, {"songs", "[\"remote_{\\\"title\\\":\\\"a\\\\n/b\\\"} http://r/\"]"}},
+         400},
+        {"create", {{"name", "x"}, {"songs", "http://r/\"/><media src=\"x"}}, 400},
+        {"get", {}, 400},
+        {"get", {{"id", "1"}}, 400},
+        {"get", {{"id", "playlist_x_y/1"}}, 400},
+        {"get", {{"id", "playlist_shared_normal/"}}, 400},
+        {"get", {{"id", "playlist_shared_normal/1 OR true"}}, 404},
+        {"get", {{"id", "playlist_shared_normal/-1"}}, 404},
+        {"get", {{"id", "playlist_personal_normal/.."}}, 404},
+        {"get", {{"id", "playlist_personal_normal/../../x"}}, 400},
+        {"get", {{"id", hers}, {"limit", "5001"}}, 400},
+        {"list", {{"library", "virtual"}}, 400},
+        {"add", {{"id", hers}}, 400},
+        {"add", {{"id", hers}, {"songs", "music_1"}, {"skip_duplicate", "yes"}}, 400},
+        {"remove", {{"id", hers}, {"position", "-1"}}, 400},
+        {"remove", {{"id", hers}, {"position", "x"}, {"length", "1"}}, 400},
+        {"remove", {{"id", hers}}, 400},
+        {"rename", {{"id", hers}, {"name", "a/b"}}, 400},
+    };
+    const auto refuse = [&] {
+        for (const auto &c : kCases) {
+            EXPECT_EQ(CodeOf("Playlist", c.method, c.parameters), c.code)
+                << c.method << QueryOf("", "", c.parameters);
+        }
+    };
+    refuse();
+    EXPECT_EQ(Songs(hers), Texts{"music_4"});
+    EXPECT_EQ(Names({{"library", "personal"}}), Texts{"hers"});
+
+    // Without personal libraries a key is the name of a file.
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    Ask("Playlist", "create", {{"name", "own"}});
+    WriteFile("/usr/varn/etc/preference/alice/secret.m3u", "http://secret/\n");
+    for (const char *key : {"../secret", "playlists/../../secret", "..", "own/../own", "", "Own"}) {
+        EXPECT_NE(
+            CodeOf("Playlist", "get", {{"id", std::string("playlist_personal_normal/") + key}}), 0)
+            << key;
+    }
+    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", "playlist_personal_normal/own"}}, "bob"), 404);
+    EXPECT_EQ(Songs("playlist_personal_normal/own"), Texts());
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
