@@ -23,6 +23,7 @@ const auto &Apis() {
         &kFolderApi,
         &kGenreApi,
         &kInfoApi,
+        &kPlayerApi,
         &kPlaylistApi,
         &kSongApi,
         &kStreamApi,

@@ -101,6 +101,7 @@ extern const Api kComposerApi;
 extern const Api kFolderApi;
 extern const Api kGenreApi;
 extern const Api kInfoApi;
+extern const Api kPlayerApi;
 extern const Api kPlaylistApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
