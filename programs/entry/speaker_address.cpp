@@ -72,7 +72,7 @@ bool IsLocal(const in6_addr &address) {
     });
 }
 
-// The first address of an IPv4 network and its last one mean no machine.
+// Of the addresses of an IPv4 network the first one and the last one mean no machine.
 bool IsWholeNetwork(const in6_addr &address, const AttachedNetwork &network) {
     if (!IN6_IS_ADDR_V4MAPPED(&address) || network.bits >= kAllBits - 1) {
         return false;
@@ -157,10 +157,13 @@ bool IsNeighbour(const std::string &address, const std::vector<AttachedNetwork> 
     }
     bool isNear = false;
     for (const AttachedNetwork &network : networks) {
+        if (!HasPrefix(*parsed, network.own, network.bits)) {
+            continue;
+        }
         if (HasPrefix(*parsed, network.own, kAllBits) || IsWholeNetwork(*parsed, network)) {
             return false;
         }
-        isNear = isNear || HasPrefix(*parsed, network.own, network.bits);
+        isNear = true;
     }
     return isNear;
 }

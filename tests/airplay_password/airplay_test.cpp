@@ -129,6 +129,8 @@ TEST_F(AirplayTest, EveryStatusHasItsMeaning) {
     EXPECT_TRUE(Logged("^.*audiolib/airplay_password:\\d+ Unhandled http code \\[0\\]$"));
 }
 
+// Debian's receiver says 453 to whoever announces a stream while another one is playing, and 200 to
+// OPTIONS all the time: only a scripted one is busy here.
 TEST_F(AirplayTest, BusyOnlyWhenItIsTried) {
     ScriptedSpeaker speaker([](int n) {
         return Answer(n == 0 ? kUnauthorized : "453 Not Enough Bandwidth", kChallenge);
