@@ -229,4 +229,22 @@ TEST_F(ChannelTest, SharedMemoryIsSharedUntilItIsRemoved) {
     EXPECT_TRUE(Logged("shm:\\d+ Get shared memory fail\\. Might not exist\\.\\(No such file"));
 }
 
+TEST_F(ChannelTest, SharedMemoryOfAnotherAccountStays) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root's rights";
+    }
+    const int key = 0x54570000 | (getpid() & 0xFFFF);
+    void *segment = VARNAudioShmAttach(key, 100, 1);
+    ASSERT_NE(segment, nullptr);
+    EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+        ResetCredentialsByName("alice", false);
+        void *shared = VARNAudioShmAttach(key, 100, 0);
+        EXPECT_NE(shared, nullptr) << "segments are for every account";
+        EXPECT_EQ(VARNAudioShmRemove(key, 100), -1);
+    }));
+    EXPECT_TRUE(Logged("shm:\\d+ Failed to remove shared memory\\.\\(Operation not permitted"));
+    EXPECT_EQ(VARNAudioShmRemove(key, 100), 0);
+    EXPECT_EQ(VARNAudioShmDetach(segment), 0);
+}
+
 }  // namespace

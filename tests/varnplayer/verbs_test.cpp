@@ -92,6 +92,9 @@ TEST_F(VerbWithoutPlayerTest, ToldByWhy) {
     const Finished nobody = Player({"clear"});
     EXPECT_EQ(nobody.status, 1);
     EXPECT_TRUE(Contains(nobody.err, "'varnplayer' is one to start")) << nobody.err;
+    const Finished far = Tonvale({"--root", scratch() / std::string(120, 'r'), "player", "info"});
+    EXPECT_EQ(far.status, 1);
+    EXPECT_TRUE(Contains(far.err, "File name too long")) << far.err;
     const struct {
         std::string answer;
         int status;
