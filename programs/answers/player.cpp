@@ -99,10 +99,11 @@ Json::Value Ask(const Question &question, Reason bad) {
     if (!Parse(out.data(), out.data() + length, answer)) {
         throw Failure(Reason::kFailed, "the player's answer is not understood");
     }
-    const Json::Value &success = answer["success"];
-    if ((success.isBool() && !success.asBool()) || answer["error"].isString()) {
-        const Json::Value &why = answer["error"];
-        throw Failure(answer["reason"] == "bad" ? bad : Reason::kFailed,
+    const Json::Value &told = answer;  // through which no member is made by asking for it
+    const Json::Value &success = told["success"];
+    const Json::Value &why = told["error"];
+    if ((success.isBool() && !success.asBool()) || why.isString()) {
+        throw Failure(told["reason"] == "bad" ? bad : Reason::kFailed,
                       "the player refuses: " + (why.isString() ? why.asString() : "no reason"));
     }
     answer.removeMember("success");

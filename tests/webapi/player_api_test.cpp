@@ -74,6 +74,8 @@ TEST_F(PlayerApi, IsForThoseWhoMayPlayThere) {
 TEST_F(PlayerApi, CommandsReachThePlayer) {
     ScriptedDaemon daemon(kDone);
     OpenSocket();
+    EXPECT_EQ(Ask("Player", "control", {{"action", "clear"}}), Json::Value(Json::objectValue));
+    daemon.TakeMessages();
     const struct {
         const char *method;
         Given given;
