@@ -28,19 +28,18 @@ bool SetMixers(int volume) {
 
 Json::Value SoundCard() {
     Json::Value card(Json::objectValue);
-    {
-        const AsRoot root;
-        std::array<char, 64> mixer{};
-        std::array<char, 64> device{};
-        card["card"] =
-            Known(VARNAudioCardGet(mixer.data(), mixer.size(), device.data(), device.size()));
-        card["mixer"] = mixer.data();
-        card["device"] = device.data();
-        card["high_resolution"] = VARNAudioCheckHardwareSupportHighRes() == 0;
-    }
     card["usb"] = VARNAudioIsSupportUSB() == 1;
     card["bluetooth"] = VARNAudioIsSupportBlueTooth() == 1;
     card["volume"] = Known(VARNAudioConfVolumeGet());
+    // Some of these calls end as the package's account: the ids before come back in any case.
+    const AsRoot root;
+    std::array<char, 64> mixer{};
+    std::array<char, 64> device{};
+    card["card"] =
+        Known(VARNAudioCardGet(mixer.data(), mixer.size(), device.data(), device.size()));
+    card["mixer"] = mixer.data();
+    card["device"] = device.data();
+    card["high_resolution"] = VARNAudioCheckHardwareSupportHighRes() == 0;
     card["mixer_volume"] = Known(VARNAudioKernelVolumeGet());
     card["hardware_mixer"] = VARNAudioCheckHardwareMixer() == 1;
     return card;

@@ -5,7 +5,8 @@
 
 namespace tonvale_answers {
 
-// Every call throws a Failure, and may leave the process running as the package's account.
+// Every call but the first throws a Failure. Mixers are opened with root's rights, where there are
+// any.
 
 // Its number ("card", null when there is none) and devices, the volume that is configured
 // ("volume") and the one of its mixer ("mixer_volume"; null when they are not known), and what it
