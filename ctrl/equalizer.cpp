@@ -24,13 +24,14 @@ constexpr std::size_t kLineSize = 1024;
 // What a look for a profile ends with.
 enum Search { kError = -1, kAbsent = 0, kFound = 1 };
 
-// Writes a profile's values. The line's own copy is what a failure tells of.
-Search HandOut(const char *values, char *out, int size) {
-    std::snprintf(out, static_cast<std::size_t>(size), "%s", values);
-    if (VLIBCStrTrimSpace(out) == nullptr) {
-        LOG_ERROR(kCtrl, "Failed to trim [%s].", out);
+// Writes a profile's values: cut to the size first and trimmed then.
+Search HandOut(char *values, char *out, int size) {
+    values[strnlen(values, static_cast<std::size_t>(size) - 1)] = '\0';
+    if (VLIBCStrTrimSpace(values) == nullptr) {
+        LOG_ERROR(kCtrl, "Failed to trim [%s].", values);
         return kError;
     }
+    std::strcpy(out, values);
     return kFound;
 }
 
@@ -43,7 +44,7 @@ Search SearchFile(const std::string &path, std::string_view wanted, char *out, i
     }
     std::array<char, kLineSize> line;
     while (std::fgets(line.data(), line.size(), file.get()) != nullptr) {
-        const char *colon = std::strrchr(line.data(), ':');
+        char *colon = std::strrchr(line.data(), ':');
         if (colon == nullptr) {
             line[std::strcspn(line.data(), "\n")] = '\0';
             LOG_ERROR(kCtrl, "The EQ profile [%s] is illegal.", line.data());

@@ -1,3 +1,4 @@
+#include <fcntl.h>
 #include <netinet/in.h>
 #include <poll.h>
 #include <sys/socket.h>
@@ -5,6 +6,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <cstdio>
 #include <utility>
 
@@ -146,12 +148,17 @@ int SocketAccept(int listener) noexcept {
         LOG_ERROR(kSocket, "Bad parameter");
         return -1;
     }
+    // Somebody else who accepts from it may be quicker between the look and the taking.
+    const int flags = fcntl(listener, F_GETFL);
+    if (flags >= 0 && (flags & O_NONBLOCK) == 0) {
+        fcntl(listener, F_SETFL, flags | O_NONBLOCK);
+    }
     pollfd entry = {listener, POLLIN, 0};
     if (poll(&entry, 1, 0) <= 0 || (entry.revents & POLLIN) == 0) {
         return -1;
     }
     const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);
-    if (client < 0) {
+    if (client < 0 && errno != EAGAIN) {
         LOG_ERROR(kSocket, "Failed to accept client. [%m]");
     }
     return client;

@@ -89,6 +89,10 @@ int RtspClient::Perform() {
     }
     Curl().easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, kTimeoutSeconds);
     Curl().easy_setopt(handle_, CURLOPT_TIMEOUT, kTimeoutSeconds);
+    // Else a name server that is silent is waited for beyond that: the resolver's thread is joined.
+    Curl().easy_setopt(handle_, CURLOPT_QUICK_EXIT, 1L);
+    // A speaker stands in this network, whatever proxy the environment names for others.
+    Curl().easy_setopt(handle_, CURLOPT_PROXY, "");
     code = Curl().easy_perform(handle_);
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to curl_easy_perform, code=%d, url[%s]", code, url_.c_str());

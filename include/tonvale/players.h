@@ -111,7 +111,8 @@ TONVALE_EXPORT int DomainSocketCreate(const char *path, int backlog) noexcept;
 // last one that was tried.
 TONVALE_EXPORT int DACPSocketCreate(int *port, int backlog) noexcept;
 
-// Takes a pending connection of a listening socket; never waits. Returns its descriptor
+// Takes a pending connection of a listening socket; never waits, and sets the listener to
+// O_NONBLOCK for that, because others may accept from it too. Returns its descriptor
 // (close-on-exec), or -1, which is not logged when nobody was waiting.
 TONVALE_EXPORT int SocketAccept(int listener) noexcept;
 
@@ -153,8 +154,9 @@ TONVALE_EXPORT int VARNAudioGetEqualizer(char *out, int size) noexcept;
 // buffers, either of which may be null, cut to their sizes. -1, not logged, when there is none.
 TONVALE_EXPORT int VARNAudioCardGet(char *mixer, int mixerSize, char *dsp, int dspSize) noexcept;
 
-// The volume in the package configuration, 0-100 (a value outside is set or read as the nearer
-// end). Reading gives -1 when there is none or it is no number; setting gives 0 or -1.
+// The volume in the package configuration, 0-100. A value outside is set as the nearer end, and read
+// so too: the administrator's file may hold any number. Reading gives -1 when there is none or it
+// is no number; setting gives 0 or -1.
 TONVALE_EXPORT int VARNAudioConfVolumeGet(void) noexcept;
 TONVALE_EXPORT int VARNAudioConfVolumeSet(int volume) noexcept;
 

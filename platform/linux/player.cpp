@@ -136,6 +136,7 @@ int VARNAudioCtrlSend(const VARN_AUDIO_CTRL_MSG *message, char *reply, int reply
         errno = EINVAL;
         return -1;
     }
+    reply[0] = '\0';
     return varn::Guarded(-1, [&] {
         return varn::Converse(*message, reply, static_cast<std::size_t>(replySize) - 1);
     });

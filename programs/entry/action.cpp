@@ -26,6 +26,7 @@ const auto &Apis() {
         &kInfoApi,
         &kMediaServerApi,
         &kPinApi,
+        &kPlayerApi,
         &kPlaylistApi,
         &kSettingApi,
         &kSharingApi,

@@ -104,6 +104,7 @@ extern const Api kGenreApi;
 extern const Api kInfoApi;
 extern const Api kMediaServerApi;
 extern const Api kPinApi;
+extern const Api kPlayerApi;
 extern const Api kPlaylistApi;
 extern const Api kSettingApi;
 extern const Api kSharingApi;

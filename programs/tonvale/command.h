@@ -12,8 +12,9 @@ inline constexpr int kDone = 0;
 inline constexpr int kFailed = 1;  // it could not do its work
 inline constexpr int kUsage = 2;   // it was asked for something that does not exist
 
-// The verb that works on other machines and needs no system of its own.
+// The verbs that work on other machines and need no system of their own.
 inline constexpr char kMediaServer[] = "mediaserver";
+inline constexpr char kSpeaker[] = "speaker";
 
 // What to do once the whole command line is read; the result is the exit status.
 using Action = std::function<int()>;
@@ -38,6 +39,7 @@ void AddServe(CLI::App &app, Action &action);
 void AddShare(CLI::App &app, Action &action);
 void AddSmart(CLI::App &app, Action &action);
 void AddSongs(CLI::App &app, Action &action);
+void AddSoundCard(CLI::App &app, Action &action);
 void AddSpeaker(CLI::App &app, Action &action);
 void AddStart(CLI::App &app, Action &action);
 void AddStop(CLI::App &app, Action &action);

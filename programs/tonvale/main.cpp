@@ -12,6 +12,7 @@
 #include "answers/failure.h"
 #include "command.h"
 #include "database.h"
+#include "display.h"
 
 namespace {
 
@@ -65,10 +66,10 @@ int Run(int argc, char **argv) {
     app.require_subcommand(0, 1);
     app.fallthrough();
     for (const auto add :
-         {AddInit,      AddIndex,       AddSongs,    AddSearch,     AddGroups, AddFolders,
-          AddPlaylists, AddPlaylist,    AddRate,     AddSmart,      AddShare,  AddPin,
-          AddUserVerb,  AddPermission,  AddPersonal, AddPreference, AddCover,  AddPlayer,
-          AddSpeaker,   AddMediaServer, AddServe,    AddStart,      AddStop}) {
+         {AddInit,      AddIndex,      AddSongs,       AddSearch,     AddGroups, AddFolders,
+          AddPlaylists, AddPlaylist,   AddRate,        AddSmart,      AddShare,  AddPin,
+          AddUserVerb,  AddPermission, AddPersonal,    AddPreference, AddCover,  AddPlayer,
+          AddSoundCard, AddSpeaker,    AddMediaServer, AddServe,      AddStart,  AddStop}) {
         add(app, action);
     }
     try {
@@ -84,7 +85,8 @@ int Run(int argc, char **argv) {
     if (!root && fromEnvironment != nullptr && *fromEnvironment != '\0') {
         root = fromEnvironment;
     }
-    if (root ? !SetRoot(*root) : !app.got_subcommand(kMediaServer) && !HasInstalledSystem()) {
+    const bool needsSystem = !app.got_subcommand(kMediaServer) && !app.got_subcommand(kSpeaker);
+    if (root ? !SetRoot(*root) : needsSystem && !HasInstalledSystem()) {
         return kUsage;
     }
     return FlushOutput(action());
@@ -97,7 +99,7 @@ int main(int argc, char **argv) {
     try {
         return Run(argc, argv);
     } catch (const tonvale_answers::Failure &failure) {
-        Complain(failure.what());
+        Complain(Printable(failure.what()));
         return failure.Why() == tonvale_answers::Reason::kFailed ? kFailed : kUsage;
     } catch (const std::exception &error) {
         Complain(error.what());

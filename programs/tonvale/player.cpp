@@ -1,55 +1,28 @@
-#include <json/json.h>
+#include "answers/player.h"
 
-#include <array>
 #include <functional>
 #include <memory>
-#include <optional>
 
 #include "command.h"
-#include "database.h"
 #include "display.h"
 #include "number.h"
-#include "tonvale/players.h"
+#include "page_output.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-constexpr std::size_t kAnswerSize = 1 << 20;
-constexpr std::array kModes = {"once", "repeat", "repeat-one", "shuffle"};
+using namespace tonvale_answers;
 
 struct PlayerOptions {
-    int number = 0;
     int offset = 0;
     int limit = 100;
-    std::string mode;
+    std::vector<std::string> values;
+    std::string renderer;
     std::string path;
     bool json = false;
 };
-
-// A call that has the daemon's answer put into a buffer.
-using Question = std::function<int(char *, int)>;
-
-// The answer's object. Empty, with a message, when there is none or it is a refusal.
-std::optional<Json::Value> Ask(const Question &question) {
-    std::string out(kAnswerSize, '\0');
-    const int length = question(out.data(), static_cast<int>(out.size()));
-    if (length < 0) {
-        Complain("no player answers; 'varnplayer' is one to start");
-        return std::nullopt;
-    }
-    Json::Value answer;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    if (!reader->parse(out.data(), out.data() + length, &answer, nullptr) || !answer.isObject()) {
-        Complain("the player's answer is not understood");
-        return std::nullopt;
-    }
-    if (answer["error"].isString()) {
-        Complain("the player refuses: " + answer["error"].asString());
-        return std::nullopt;
-    }
-    return answer;
-}
+using Options = std::shared_ptr<PlayerOptions>;
 
 std::string Text(const Json::Value &object, const char *key) {
     const Json::Value &value = object[key];
@@ -74,143 +47,150 @@ void PrintRows(const Json::Value &answer, const char *list, const std::vector<co
 }
 
 void PrintInfo(const Json::Value &answer) {
-    for (const char *key : {"state", "index", "position", "total", "volume", "mode"}) {
+    for (const char *key : {"state", "index", "position", "total", "volume", "mode", "adding"}) {
         std::printf("%s: %s\n", key, Printable(Text(answer, key)).c_str());
     }
-    if (answer["song"].isObject()) {
-        std::printf("song: %s\n", Printable(Text(answer["song"], "path")).c_str());
+    for (const auto &[key, member] : {std::pair("song", "path"), {"renderer", "name"}}) {
+        if (answer[key].isObject()) {
+            std::printf("%s: %s\n", key, Printable(Text(answer[key], member)).c_str());
+        }
     }
 }
 
-void PrintJson(const Json::Value &answer) {
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    std::puts(Json::writeString(builder, answer).c_str());
-}
-
-// Asks, and prints the answer by `print` or as JSON.
-int Show(const PlayerOptions &options, const Question &question,
+int Show(const PlayerOptions &options, const Json::Value &answer,
          const std::function<void(const Json::Value &)> &print) {
-    const std::optional<Json::Value> answer = Ask(question);
-    if (!answer) {
-        return kFailed;
-    }
-    options.json ? PrintJson(*answer) : print(*answer);
+    options.json ? PrintJson(answer) : print(answer);
     return kDone;
 }
 
-// A command without an answer: only that it could be sent is known.
-int Tell(int result) {
-    if (result < 0) {
-        Complain("no player answers; 'varnplayer' is one to start");
-        return kFailed;
-    }
-    return kDone;
-}
-
-using Options = std::shared_ptr<PlayerOptions>;
-
-void AddQuestions(CLI::App &verb, const Options &options, Action &action) {
+void AddInfo(CLI::App &verb, const Options &options, Action &action) {
     CLI::App *info = verb.add_subcommand("info", "What is playing");
-    CLI::App *queue = verb.add_subcommand("queue", "The queue, a page at a time");
-    CLI::App *renderers = verb.add_subcommand("renderers", "What can be played on");
-    for (CLI::App *page : {queue, renderers}) {
-        AddNumber(*page, "--offset", options->offset, 0, "How many to pass over");
-        AddNumber(*page, "--limit", options->limit, 0, "How many to list");
-    }
-    for (CLI::App *question : {info, queue, renderers}) {
-        question->add_flag("--json", options->json, "Print JSON");
-    }
+    info->add_option("renderer", options->renderer, "A renderer, by its udn or number");
+    info->add_flag("--json", options->json, "Print JSON");
     info->callback([options, &action] {
-        action = [options] { return Show(*options, VARNAudioPlayerInfo, PrintInfo); };
-    });
-    queue->callback([options, &action] {
-        action = [options] {
-            return Show(
-                *options,
-                [&](char *out, int size) {
-                    return VARNAudioListPlaylist(options->offset, options->limit, out, size);
-                },
-                [](const Json::Value &answer) {
-                    PrintRows(answer, "songs", {"index", "title", "artist", "path"});
-                });
-        };
-    });
-    renderers->callback([options, &action] {
-        action = [options] {
-            return Show(
-                *options,
-                [&](char *out, int size) {
-                    return VARNAudioListRenderer(options->offset, options->limit, out, size);
-                },
-                [](const Json::Value &answer) {
-                    PrintRows(answer, "renderers", {"udn", "name", "enabled"});
-                });
-        };
+        action = [options] { return Show(*options, PlayerInfo(options->renderer), PrintInfo); };
     });
 }
 
-void AddNumbers(CLI::App &verb, const Options &options, Action &action) {
+void AddPages(CLI::App &verb, const Options &options, Action &action) {
     struct Entry {
         const char *name;
         const char *description;
-        int (*call)(int) noexcept;
+        Json::Value (*ask)(int, int);
+        const char *list;
+        std::vector<const char *> keys;
     };
-    constexpr Entry kEntries[] = {
-        {"play", "Play song N of the queue, from 0", VARNAudioJump},
-        {"select", "Make song N the current one", VARNAudioSetIndex},
-        {"delete", "Take song N off the queue", VARNAudioDelete},
-        {"seek", "Go to second N of the song", VARNAudioSeek},
-        {"volume", "Set the volume, 0-100", VARNAudioSetVolume},
+    const Entry kEntries[] = {
+        {"queue",
+         "The queue, a page at a time",
+         PlayerQueue,
+         "songs",
+         {"index", "title", "artist", "path"}},
+        {"renderers",
+         "What can be played on",
+         PlayerRenderers,
+         "renderers",
+         {"udn", "name", "enabled"}},
+        {"servers", "Media servers that were found", PlayerServers, "servers", {"udn", "name"}},
     };
     for (const Entry &entry : kEntries) {
-        CLI::App *command = verb.add_subcommand(entry.name, entry.description);
-        AddNumber(*command, "number", options->number, 0, entry.description)->required();
-        command->callback([options, &action, call = entry.call] {
-            action = [options, call] { return Tell(call(options->number)); };
+        CLI::App *page = verb.add_subcommand(entry.name, entry.description);
+        AddNumber(*page, "--offset", options->offset, 0, "How many to pass over");
+        AddNumber(*page, "--limit", options->limit, 0, "How many to list");
+        page->add_flag("--json", options->json, "Print JSON");
+        page->callback([options, &action, entry] {
+            action = [options, entry] {
+                return Show(
+                    *options, entry.ask(options->offset, options->limit),
+                    [&](const Json::Value &answer) { PrintRows(answer, entry.list, entry.keys); });
+            };
         });
     }
 }
 
-void AddOthers(CLI::App &verb, const Options &options, Action &action) {
-    CLI::App *clear = verb.add_subcommand("clear", "Empty the queue");
-    clear->callback([&action] { action = [] { return Tell(VARNAudioDeleteAll()); }; });
+void AddCommands(CLI::App &verb, const Options &options, Action &action) {
+    for (const PlayerCommand &command : PlayerCommands()) {
+        CLI::App *added = verb.add_subcommand(std::string(command.name), command.description);
+        if (command.takes != Takes::kNothing) {
+            const std::string name = command.takes == Takes::kMode ? "mode" : "number";
+            CLI::Option *value =
+                added->add_option(name, options->values, command.description)->required();
+            value->expected(
+                1, command.takes == Takes::kVolumes ? CLI::detail::expected_max_vector_size : 1);
+        }
+        added->callback([options, &action, &command] {
+            action = [options, &command] {
+                TellPlayer(command, options->values);
+                return kDone;
+            };
+        });
+    }
+}
 
-    CLI::App *mode = verb.add_subcommand("mode", "Set the way of playing");
-    mode->add_option("mode", options->mode, "once, repeat, repeat-one or shuffle")
-        ->check(CLI::IsMember(std::vector<std::string>(kModes.begin(), kModes.end())))
-        ->type_name("")
-        ->required();
-    mode->callback([options, &action] {
-        action = [options] {
-            const auto *found = std::find(kModes.begin(), kModes.end(), options->mode);
-            return Tell(VARNAudioSetMode(static_cast<int>(found - kModes.begin())));
-        };
-    });
+// Says what became of the songs, so that one who adds a thousand does not take them for lost.
+int Add(const PlayerOptions &options) {
+    const Json::Value answer = AddQueueFile(options.path);
+    const auto number = [&](const char *key) {
+        return answer[key].isIntegral() ? answer[key].asInt64() : 0;
+    };
+    if (number("skipped") > 0 || number("waiting") > 0) {
+        std::fprintf(stderr, "tonvale: %lld added, %lld cannot be played, %lld still to be added\n",
+                     static_cast<long long>(number("added")),
+                     static_cast<long long>(number("skipped")),
+                     static_cast<long long>(number("waiting")));
+    }
+    return kDone;
+}
 
+int Save(const PlayerOptions &options) {
+    SaveQueueFile(options.path);
+    return kDone;
+}
+
+void AddFiles(CLI::App &verb, const Options &options, Action &action) {
     struct Entry {
         const char *name;
         const char *description;
-        int (*call)(const char *) noexcept;
+        int (*call)(const PlayerOptions &);
     };
     constexpr Entry kEntries[] = {
-        {"add", "Add the songs of a queue file", VARNAudioAddFromFile},
-        {"save", "Write the queue to a queue file", VARNAudioOutputPlaylist},
+        {"add", "Add the songs of a queue file", Add},
+        {"save", "Write the queue to a queue file", Save},
     };
     for (const Entry &entry : kEntries) {
         CLI::App *command = verb.add_subcommand(entry.name, entry.description);
         command->add_option("file", options->path, "An absolute path")->required();
         command->callback([options, &action, call = entry.call] {
-            action = [options, call] {
-                if (!options->path.starts_with('/')) {
-                    Complain("the player has a folder of its own: name an absolute path");
-                    return kUsage;
-                }
-                return Tell(call(options->path.c_str()));
-            };
+            action = [options, call] { return call(*options); };
         });
     }
+}
+
+void PrintEqualizer(const Json::Value &selected) {
+    if (selected["name"].isNull()) {
+        std::puts("No profile is selected, or the equalizer is off.");
+        return;
+    }
+    std::printf("%s: %s\n", Printable(selected["name"].asString()).c_str(),
+                Printable(selected["values"].asString()).c_str());
+}
+
+void AddEqualizer(CLI::App &verb, const Options &options, Action &action) {
+    CLI::App *equalizer = verb.add_subcommand("equalizer", "The selected equalizer profile");
+    equalizer->require_subcommand(1);
+    CLI::App *show = equalizer->add_subcommand("show", "Its name and values");
+    show->add_flag("--json", options->json, "Print JSON");
+    show->callback([options, &action] {
+        action = [options] { return Show(*options, SelectedEqualizer(), PrintEqualizer); };
+    });
+    CLI::App *send = equalizer->add_subcommand("send", "Send it, or other gains, to the player");
+    send->add_option("gain", options->values, "Ten gains in dB, -24 to 24")->type_name("");
+    send->callback([options, &action] {
+        action = [options] {
+            SendEqualizer(options->values);
+            return kDone;
+        };
+    });
 }
 
 }  // namespace
@@ -219,9 +199,11 @@ void AddPlayer(CLI::App &app, Action &action) {
     CLI::App *verb = app.add_subcommand("player", "Show and control what the player daemon plays");
     verb->require_subcommand(1);
     const auto options = std::make_shared<PlayerOptions>();
-    AddQuestions(*verb, options, action);
-    AddNumbers(*verb, options, action);
-    AddOthers(*verb, options, action);
+    AddInfo(*verb, options, action);
+    AddPages(*verb, options, action);
+    AddCommands(*verb, options, action);
+    AddFiles(*verb, options, action);
+    AddEqualizer(*verb, options, action);
 }
 
 }  // namespace tonvale_cli

@@ -4,11 +4,14 @@
 #include <array>
 #include <vector>
 
+#include "text.h"
+
 namespace varnplayer {
 
 namespace {
 
 constexpr unsigned kLargestPage = 500;
+constexpr std::size_t kLongestPage = 512 << 10;  // bytes of JSON
 constexpr std::array kStateNames = {"unknown", "stop", "play", "pause"};
 
 struct ModeFlags {
@@ -22,15 +25,14 @@ const char *StateName(mpd_state state) {
     return kStateNames[index < kStateNames.size() ? index : 0];
 }
 
-// JSON is UTF-8, and so is all that the daemon tells but paths, which may be any bytes.
 Json::Value SongObject(const mpd_song *song) {
     const auto tag = [&](mpd_tag_type type) {
         const char *text = mpd_song_get_tag(song, type, 0);
-        return Json::Value(text != nullptr ? text : "");
+        return Json::Value(Utf8(text != nullptr ? text : ""));
     };
     Json::Value object(Json::objectValue);
     object["index"] = mpd_song_get_pos(song);
-    object["path"] = mpd_song_get_uri(song);
+    object["path"] = Utf8(mpd_song_get_uri(song));
     object["title"] = tag(MPD_TAG_TITLE);
     object["artist"] = tag(MPD_TAG_ARTIST);
     object["album"] = tag(MPD_TAG_ALBUM);
@@ -41,7 +43,7 @@ Json::Value SongObject(const mpd_song *song) {
 Json::Value OutputObject(const mpd_output *output) {
     Json::Value object(Json::objectValue);
     object["udn"] = "output:" + std::to_string(mpd_output_get_id(output));
-    object["name"] = mpd_output_get_name(output);
+    object["name"] = Utf8(mpd_output_get_name(output));
     object["enabled"] = mpd_output_get_enabled(output);
     return object;
 }
@@ -78,9 +80,10 @@ Mode ModeOf(const mpd_status *status) {
 
 void SetMode(const Mpd &mpd, Mode mode) {
     const ModeFlags &flags = kModes[static_cast<std::size_t>(mode)];
-    mpd.Require(mpd_run_random(mpd.Get(), flags.random));
-    mpd.Require(mpd_run_repeat(mpd.Get(), flags.repeat));
-    mpd.Require(mpd_run_single(mpd.Get(), flags.single));
+    mpd.Require(
+        mpd_command_list_begin(mpd.Get(), false) && mpd_send_random(mpd.Get(), flags.random) &&
+        mpd_send_repeat(mpd.Get(), flags.repeat) && mpd_send_single(mpd.Get(), flags.single) &&
+        mpd_command_list_end(mpd.Get()) && mpd_response_finish(mpd.Get()));
 }
 
 Json::Value InfoAnswer(const Mpd &mpd) {
@@ -107,8 +110,14 @@ Json::Value QueueAnswer(const Mpd &mpd, unsigned offset, unsigned limit) {
         return page;
     }
     mpd.Require(mpd_send_list_queue_range_meta(mpd.Get(), offset, offset + count));
+    std::size_t text = 0;
     for (MpdSong song(mpd_recv_song(mpd.Get())); song; song.reset(mpd_recv_song(mpd.Get()))) {
-        page["songs"].append(SongObject(song.get()));
+        const Json::Value object = SongObject(song.get());
+        text += JsonText(object).size();
+        if (text > kLongestPage) {
+            break;  // the rest is passed over
+        }
+        page["songs"].append(object);
     }
     mpd.Require(mpd_response_finish(mpd.Get()));
     return page;

@@ -16,7 +16,8 @@ void SetMode(const Mpd &mpd, Mode mode);
 // State, volume, mode and the current song.
 Json::Value InfoAnswer(const Mpd &mpd);
 
-// A page of the queue, or of the outputs. A page has 500 entries at most.
+// A page of the queue, or of the outputs. One of the queue has 500 songs at most, and fewer when
+// they would take more than half a MiB.
 Json::Value QueueAnswer(const Mpd &mpd, unsigned offset, unsigned limit);
 Json::Value OutputsAnswer(const Mpd &mpd, unsigned offset, unsigned limit);
 

@@ -1,20 +1,23 @@
 #include "commands.h"
 
-#include <json/writer.h>
 #include <syslog.h>
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
 #include <vector>
 
 #include "answers.h"
 #include "mpd.h"
 #include "queue.h"
+#include "text.h"
 #include "tonvale/players.h"
 
 namespace varnplayer {
 
 namespace {
+
+constexpr std::chrono::seconds kTimeForAdding{1};
 
 using Payload = const std::string &;
 
@@ -43,14 +46,14 @@ std::vector<int> Numbers(Payload payload, std::size_t count) {
         }
     }
     if (numbers.size() != count || at != end) {
-        throw Refused("whole numbers are missing");
+        throw Refused(Refused::kBad, "whole numbers are missing");
     }
     return numbers;
 }
 
 unsigned NotNegative(int number) {
     if (number < 0) {
-        throw Refused("a number is below 0");
+        throw Refused(Refused::kBad, "a number is below 0");
     }
     return static_cast<unsigned>(number);
 }
@@ -101,12 +104,13 @@ Json::Value ListPlaylist(Player &, const Mpd &mpd, Payload payload) {
 Json::Value Info(Player &player, const Mpd &mpd, Payload) {
     Json::Value info = InfoAnswer(mpd);
     info["refresh"] = player.refresh;
+    info["adding"] = !player.adder.IsDone();
     return info;
 }
 
 Json::Value InfoOf(Player &player, const Mpd &mpd, const Json::Value &output) {
     if (output.isNull()) {
-        throw Refused("there is no such renderer");
+        throw Refused(Refused::kBad, "there is no such renderer");
     }
     Json::Value info = Info(player, mpd, "");
     info["renderer"] = output;
@@ -126,7 +130,8 @@ Json::Value Delete(Player &, const Mpd &mpd, Payload payload) {
     return Nothing();
 }
 
-Json::Value DeleteAll(Player &, const Mpd &mpd, Payload) {
+Json::Value DeleteAll(Player &player, const Mpd &mpd, Payload) {
+    player.adder.Forget();
     mpd.Require(mpd_run_clear(mpd.Get()));
     return Nothing();
 }
@@ -144,7 +149,7 @@ Json::Value SetIndex(Player &, const Mpd &mpd, Payload payload) {
 Json::Value ChangeMode(Player &, const Mpd &mpd, Payload payload) {
     const unsigned mode = Number(payload);
     if (mode > static_cast<unsigned>(Mode::kShuffle)) {
-        throw Refused("there is no such mode");
+        throw Refused(Refused::kBad, "there is no such mode");
     }
     SetMode(mpd, static_cast<Mode>(mode));
     return Nothing();
@@ -164,8 +169,14 @@ Json::Value OutputPlaylist(Player &, const Mpd &mpd, Payload payload) {
     return WriteQueueFile(mpd, payload);
 }
 
-Json::Value AddFromFile(Player &, const Mpd &mpd, Payload payload) {
-    return AddQueueFile(mpd, payload);
+// What is not done in the time that a client may be kept waiting goes on behind its back.
+Json::Value AddFromFile(Player &player, const Mpd &mpd, Payload payload) {
+    const auto end = std::chrono::steady_clock::now() + kTimeForAdding;
+    player.adder.Read(payload);
+    while (!player.adder.IsDone() && std::chrono::steady_clock::now() < end) {
+        player.adder.Step(mpd);
+    }
+    return player.adder.State();
 }
 
 struct Entry {
@@ -200,7 +211,8 @@ Json::Value Do(Player &player, int32_t command, Payload payload) {
     const auto *entry = std::find_if(std::begin(kCommands), std::end(kCommands),
                                      [&](const Entry &one) { return one.command == command; });
     if (entry == std::end(kCommands)) {
-        throw Refused("this player does not know the command " + std::to_string(command));
+        throw Refused(Refused::kBad,
+                      "this player does not know the command " + std::to_string(command));
     }
     const Mpd mpd(player.mpdAddress);
     return entry->work(player, mpd, payload);
@@ -217,12 +229,10 @@ std::string Execute(Player &player, int32_t command, const std::string &payload)
         syslog(LOG_NOTICE, "command %d: %s", command, refused.what());
         answer = Nothing();
         answer["success"] = false;
-        answer["error"] = refused.what();
+        answer["error"] = Utf8(refused.what());
+        answer["reason"] = refused.IsBad() ? "bad" : "failed";
     }
-    Json::StreamWriterBuilder oneLine;
-    oneLine["indentation"] = "";
-    oneLine["emitUTF8"] = true;
-    return Json::writeString(oneLine, answer) + "\n";
+    return JsonText(answer) + "\n";
 }
 
 }  // namespace varnplayer

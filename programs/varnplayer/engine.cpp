@@ -1,43 +1,58 @@
 #include "engine.h"
 
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/prctl.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <fstream>
 #include <thread>
-#include <vector>
 
 #include "mpd.h"
-#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace varnplayer {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 constexpr char kProgram[] = "/usr/bin/mpd";
 // Nobody else may come to the socket: who can, has every file read that the package can read.
 constexpr char kFolder[] = "/var/run/Tonvale/player";
 constexpr mode_t kFolderMode = 0700;
-constexpr std::chrono::seconds kPatience{30};
+constexpr std::chrono::seconds kPatience{30};     // for coming up
+constexpr std::chrono::seconds kLastPatience{5};  // for ending
 constexpr std::chrono::milliseconds kPause{50};
+
+// A text of the settings: quotes and backslashes are written behind a backslash.
+std::string Quoted(const std::string &text) {
+    std::string quoted = "\"";
+    for (const char c : text) {
+        quoted += c == '"' || c == '\\' ? std::string{'\\', c} : std::string{c};
+    }
+    return quoted + "\"";
+}
 
 // No music folder and no database of its own: songs are named by their paths.
 std::string Settings(const std::string &socket, const std::string &output) {
-    return "bind_to_address \"" + socket +
-           "\"\n"
+    return "bind_to_address " + Quoted(socket) +
+           "\n"
            "zeroconf_enabled \"no\"\n"
            "max_playlist_length \"65536\"\n"
            "log_file \"syslog\"\n"
            "audio_output {\n"
-           "  type \"" +
-           output +
-           "\"\n"
-           "  name \"" +
-           output +
-           "\"\n"
+           "  type " +
+           Quoted(output) +
+           "\n"
+           "  name " +
+           Quoted(output) +
+           "\n"
            "  mixer_type \"software\"\n"
            "}\n";
 }
@@ -47,6 +62,38 @@ bool IsWord(const std::string &text) {
            text.find_first_not_of("abcdefghijklmnopqrstuvwxyz0123456789_") == std::string::npos;
 }
 
+// A folder of this account alone. One that somebody else made is not used.
+void MakeFolder(const std::string &folder) {
+    if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
+        throw Refused("cannot make " + folder + ": " + std::strerror(errno));
+    }
+    struct stat info {};
+    if (lstat(folder.c_str(), &info) != 0 || !S_ISDIR(info.st_mode) || info.st_uid != geteuid() ||
+        chmod(folder.c_str(), kFolderMode) != 0) {
+        throw Refused(folder + " is not a folder of this account; remove it");
+    }
+}
+
+// Starts the daemon with no signal blocked and none ignored. It ends when this process does.
+pid_t Start(const std::string &settings) {
+    const pid_t parent = getpid();
+    const pid_t child = fork();
+    if (child != 0) {
+        return child;
+    }
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
+    signal(SIGPIPE, SIG_DFL);
+    prctl(PR_SET_PDEATHSIG, SIGTERM);
+    const int nowhere = open("/dev/null", O_RDWR);
+    if (getppid() == parent && dup2(nowhere, STDIN_FILENO) >= 0 &&
+        dup2(nowhere, STDOUT_FILENO) >= 0) {
+        execl(kProgram, "mpd", "--no-daemon", settings.c_str(), nullptr);
+    }
+    _exit(127);
+}
+
 }  // namespace
 
 Engine::Engine(const std::string &output) : socket_(SystemPath(kFolder) + "/mpd.sock") {
@@ -54,59 +101,60 @@ Engine::Engine(const std::string &output) : socket_(SystemPath(kFolder) + "/mpd.
         throw Refused("'" + output + "' is no type of output");
     }
     const std::string folder = SystemPath(kFolder);
-    std::string settings = folder + "/mpd.conf";
-    if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
-        throw Refused("cannot make " + folder);
+    const std::string settings = folder + "/mpd.conf";
+    if (folder.find_first_of("\r\n") != std::string::npos) {
+        throw Refused("the root's name has a line end, which no settings can hold");
     }
+    if (access(kProgram, X_OK) != 0) {
+        throw Refused(std::string("cannot run ") + kProgram + "; install the package mpd");
+    }
+    MakeFolder(folder);
     if (!(std::ofstream(settings) << Settings(socket_, output)).flush()) {
         throw Refused("cannot write " + settings);
     }
     unlink(socket_.c_str());
-    std::string program = "mpd";
-    std::string foreground = "--no-daemon";
-    char *const argv[] = {program.data(), foreground.data(), settings.data(), nullptr};
-    process_ = VLIBCPopenv(kProgram, "w", argv);
-    if (process_ == nullptr) {
-        throw Refused("cannot run /usr/bin/mpd; install the package mpd");
+    process_ = Start(settings);
+    if (process_ < 0) {
+        throw Refused(std::string("cannot run ") + kProgram + ": " + std::strerror(errno));
     }
-    try {
-        WaitUntilItAnswers();
-    } catch (...) {
-        End();
-        throw;
+}
+
+bool Engine::WaitUntilItAnswers(const Signals &signals) {
+    const auto deadline = Clock::now() + kPatience;
+    while (!HasEnded() && Clock::now() < deadline) {
+        if (signals.EndIsAsked(kPause)) {
+            return false;
+        }
+        try {
+            const Mpd mpd(socket_);
+            return true;
+        } catch (const Refused &) {
+            // not yet
+        }
     }
+    throw Refused("the music player daemon did not come up; the system log tells why");
+}
+
+bool Engine::HasEnded() {
+    if (process_ > 0 && waitpid(process_, nullptr, WNOHANG) == process_) {
+        process_ = -1;
+    }
+    return process_ < 0;
 }
 
 Engine::~Engine() {
-    End();
-}
-
-void Engine::WaitUntilItAnswers() const {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    for (;;) {
-        try {
-            const Mpd mpd(socket_);
-            return;
-        } catch (const Refused &) {
-            if (std::chrono::steady_clock::now() > deadline) {
-                throw Refused("the music player daemon did not come up; the system log tells why");
-            }
+    if (!HasEnded()) {
+        kill(process_, SIGTERM);
+        kill(process_, SIGCONT);  // a stopped one would not heed it
+        const auto deadline = Clock::now() + kLastPatience;
+        while (!HasEnded() && Clock::now() < deadline) {
+            std::this_thread::sleep_for(kPause);
         }
-        std::this_thread::sleep_for(kPause);
     }
-}
-
-// It has no descriptor that it would miss, so it is told.
-void Engine::End() {
-    try {
-        const Mpd mpd(socket_);
-        if (mpd_send_command(mpd.Get(), "kill", nullptr)) {
-            mpd_response_finish(mpd.Get());  // until it hangs up: it heeds nobody who is gone
-        }
-    } catch (const Refused &) {
-        // it is gone already
+    if (process_ > 0) {
+        kill(process_, SIGKILL);
+        waitpid(process_, nullptr, 0);
     }
-    VLIBCPclose(process_);
     unlink(socket_.c_str());
 }
 

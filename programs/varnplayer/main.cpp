@@ -2,7 +2,6 @@
 // player daemon do the playing.
 #include <signal.h>
 #include <syslog.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 
@@ -12,65 +11,50 @@
 
 #include "commands.h"
 #include "engine.h"
+#include "instance.h"
+#include "mpd.h"
 #include "server.h"
-#include "tonvale/players.h"
-#include "varn/account.h"
+#include "signals.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace {
 
+using namespace varnplayer;
+
 constexpr int kDone = 0;
 constexpr int kFailed = 1;
 constexpr int kUsage = 2;
-constexpr int kBacklog = 16;
 
-void Complain(const std::string &message) {
-    std::fprintf(stderr, "varnplayer: %s\n", message.c_str());
-}
-
-// The package's own group need not be the one of its user's number, which the socket gets.
-void GiveToPackage(const std::string &path) {
-    PVARN_USER package = nullptr;
-    if (geteuid() == 0 && VARNUserGet(varn::kPackageAccount, &package) == 0) {
-        if (chown(path.c_str(), package->uid, package->gid) != 0) {
-            syslog(LOG_ERR, "cannot give %s to %s: %m", path.c_str(), varn::kPackageAccount);
-        }
-        VARNUserFree(package);
-    }
-}
-
-int Play(const varnplayer::Descriptor &listener, const std::optional<std::string> &mpdAddress,
-         const std::string &output) {
-    const varnplayer::Descriptor end(varnplayer::EndSignals());
-    try {
-        std::optional<varnplayer::Engine> engine;
-        varnplayer::Player player;
-        player.mpdAddress = mpdAddress ? *mpdAddress : engine.emplace(output).Address();
-        varnplayer::Serve(listener.Get(), end.Get(), player);
+int Play(const ControlSocket &control, const Signals &signals,
+         const std::optional<std::string> &mpdAddress, const std::string &output) {
+    std::optional<Engine> engine;
+    Player player;
+    if (mpdAddress) {
+        player.mpdAddress = *mpdAddress;
+    } else if (!engine.emplace(output).WaitUntilItAnswers(signals)) {
         return kDone;
-    } catch (const std::exception &error) {
-        Complain(error.what());
-        return kFailed;
+    } else {
+        player.mpdAddress = engine->Address();
     }
+    const auto check = [&] {
+        if (engine && engine->HasEnded()) {
+            throw Refused("the music player daemon ended; the system log tells why");
+        }
+    };
+    Serve(control.Get(), signals, check, player);
+    return kDone;
 }
 
 int Run(const std::optional<std::string> &mpdAddress, const std::string &output) {
-    const std::string path = SystemPath(varn::path::kPlayerSocket);
-    const varnplayer::Descriptor listener(DomainSocketCreate(path.c_str(), kBacklog));
-    if (listener.Get() < 0) {
-        Complain("cannot listen at " + path + "; 'tonvale init' makes its folder");
-        return kFailed;
-    }
-    GiveToPackage(path);
-    if (ResetCredentialsByName(varn::kPackageAccount, false) != 0) {
-        Complain(std::string("cannot switch to the account ") + varn::kPackageAccount);
-        return kFailed;
-    }
+    const Signals signals;
     signal(SIGPIPE, SIG_IGN);
-    const int status = Play(listener, mpdAddress, output);
-    unlink(path.c_str());
-    return status;
+    const Lock lock;
+    const ControlSocket control;
+    if (ResetCredentialsByName(varn::kPackageAccount, false) != 0) {
+        throw Refused(std::string("cannot switch to the account ") + varn::kPackageAccount);
+    }
+    return Play(control, signals, mpdAddress, output);
 }
 
 }  // namespace
@@ -91,5 +75,10 @@ int main(int argc, char **argv) {
     } catch (const CLI::ParseError &error) {
         return app.exit(error) == 0 ? kDone : kUsage;
     }
-    return Run(mpdAddress, output);
+    try {
+        return Run(mpdAddress, output);
+    } catch (const std::exception &error) {
+        std::fprintf(stderr, "varnplayer: %s\n", error.what());
+        return kFailed;
+    }
 }

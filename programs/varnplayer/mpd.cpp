@@ -7,6 +7,15 @@ namespace {
 // Shorter than the time that a client of the control socket waits.
 constexpr unsigned kTimeoutMilliseconds = 3000;
 
+// True when the daemon was asked for something that it has not: a song, an output.
+bool IsForNothing(mpd_connection *connection) {
+    if (mpd_connection_get_error(connection) != MPD_ERROR_SERVER) {
+        return false;
+    }
+    const mpd_server_error error = mpd_connection_get_server_error(connection);
+    return error == MPD_SERVER_ERROR_ARG || error == MPD_SERVER_ERROR_NO_EXIST;
+}
+
 }  // namespace
 
 Mpd::Mpd(const std::string &address)
@@ -19,11 +28,14 @@ Mpd::Mpd(const std::string &address)
 }
 
 void Mpd::Require(bool succeeded) const {
-    if (!succeeded) {
-        throw Refused(mpd_connection_get_error(Get()) != MPD_ERROR_SUCCESS
-                          ? mpd_connection_get_error_message(Get())
-                          : "the music player daemon did not answer");
+    if (succeeded) {
+        return;
     }
+    if (mpd_connection_get_error(Get()) == MPD_ERROR_SUCCESS) {
+        throw Refused("the music player daemon did not answer");
+    }
+    throw Refused(IsForNothing(Get()) ? Refused::kBad : Refused::kFailed,
+                  mpd_connection_get_error_message(Get()));
 }
 
 bool Mpd::Accepted(bool succeeded) const {

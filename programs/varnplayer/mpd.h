@@ -12,7 +12,16 @@ namespace varnplayer {
 // What keeps a command from being done, for the answer.
 class Refused : public std::runtime_error {
   public:
-    using std::runtime_error::runtime_error;
+    enum Reason {
+        kFailed,  // it might be done at another time
+        kBad      // it asks for what does not exist
+    };
+    explicit Refused(const std::string &why) : Refused(kFailed, why) {}
+    Refused(Reason reason, const std::string &why) : std::runtime_error(why), reason_(reason) {}
+    bool IsBad() const { return reason_ == kBad; }
+
+  private:
+    Reason reason_;
 };
 
 template <auto Release>

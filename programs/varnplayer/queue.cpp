@@ -1,10 +1,13 @@
 #include "queue.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
 #include <array>
-#include <cstdio>
-#include <filesystem>
+#include <chrono>
 #include <memory>
 
+#include "queue_writer.h"
 #include "tonvale/playlists.h"
 #include "varn/mediaindex.h"
 
@@ -12,68 +15,103 @@ namespace varnplayer {
 
 namespace {
 
+using Clock = std::chrono::steady_clock;
+
 // Records of a queue file that are held at a time, some 3 MB.
 constexpr int kPage = 256;
+// As many as the music player daemon takes (engine.cpp).
+constexpr std::size_t kMostSongs = 65536;
+constexpr std::size_t kLongestUri = 4080;  // a line has 4096 bytes, with the command and quotes
+constexpr std::chrono::milliseconds kStep{100};
 
 bool IsRemote(const std::string &path) {
     return path.starts_with("http://") || path.starts_with("https://");
 }
 
-// Adds a song; of a virtual one, the part of its file that it is.
-bool Add(const Mpd &mpd, const VARN_MEDIA_INFO &song) {
-    std::string path(song.path);
-    if (path.empty() || path.find_first_of("\r\n") != std::string::npos) {
-        return false;  // the daemon's protocol is made of lines
-    }
-    std::array<char, sizeof song.path> file{};
-    int track = 0;
-    const bool isVirtual = IsVirtualMusic(&song);
-    if (isVirtual && IsVirtualPath(song.path, file.data(), file.size(), &track)) {
-        path = file.data();
-    }
-    const int id =
-        mpd_run_add_id(mpd.Get(), IsRemote(path) ? path.c_str() : ("file://" + path).c_str());
-    if (!mpd.Accepted(id != -1)) {
-        return false;
-    }
-    if (!isVirtual) {
-        return true;
-    }
-    const auto start = static_cast<float>(GetVirtualMusicStartPosition(&song));
-    const float end = song.duration > 0 ? start + song.duration : -1;
-    return mpd.Accepted(end > 0 ? mpd_run_range_id(mpd.Get(), static_cast<unsigned>(id), start, end)
-                                : true);
+// True for what fits into a line of the daemon's protocol. Its client library can not go on with
+// a connection after one that does not.
+bool FitsIntoALine(const std::string &uri) {
+    const auto escaped =
+        std::count_if(uri.begin(), uri.end(), [](char c) { return c == '"' || c == '\\'; });
+    return uri.size() + static_cast<std::size_t>(escaped) <= kLongestUri &&
+           uri.find_first_of("\r\n") == std::string::npos;
 }
 
-void CopyText(const char *text, char *out, std::size_t size) {
-    std::snprintf(out, size, "%s", text != nullptr ? text : "");
+// Of a virtual song, the part of its file that it is.
+QueuedSong Told(const VARN_MEDIA_INFO &song) {
+    QueuedSong told;
+    std::string path(song.path);
+    if (path.empty()) {
+        return told;
+    }
+    std::array<char, sizeof song.path> file{};
+    told.isPart = IsVirtualMusic(&song);
+    if (told.isPart) {
+        if (IsVirtualPath(song.path, file.data(), file.size(), nullptr)) {
+            path = file.data();
+        }
+        told.start = static_cast<float>(std::max<int64_t>(GetVirtualMusicStartPosition(&song), 0));
+        told.end = song.duration > 0 ? told.start + song.duration : -1;
+    }
+    told.uri = IsRemote(path) ? path : "file://" + path;
+    if (!FitsIntoALine(told.uri)) {
+        told.uri.clear();
+    }
+    return told;
+}
+
+// False, with nothing added, when the daemon refuses the song or its part.
+bool Add(const Mpd &mpd, const QueuedSong &song) {
+    if (song.uri.empty()) {
+        return false;
+    }
+    const int id = mpd_run_add_id(mpd.Get(), song.uri.c_str());
+    if (!mpd.Accepted(id != -1) || !song.isPart) {
+        return id != -1;
+    }
+    const auto added = static_cast<unsigned>(id);
+    if (mpd.Accepted(mpd_run_range_id(mpd.Get(), added, song.start, song.end))) {
+        return true;
+    }
+    mpd.Require(mpd_run_delete_id(mpd.Get(), added));
+    return false;
+}
+
+bool IsFile(const std::string &path) {
+    struct stat info {};
+    return stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode);
 }
 
 VARN_MEDIA_INFO Record(const mpd_song *song) {
     VARN_MEDIA_INFO record = {};
-    const char *uri = mpd_song_get_uri(song);
-    SetMediaPathTitle(uri, &record);
+    SetMediaPathTitle(mpd_song_get_uri(song), &record);
     const auto take = [&](mpd_tag_type type, char *out, std::size_t size) {
         if (const char *text = mpd_song_get_tag(song, type, 0)) {
-            CopyText(text, out, size);
+            out[std::string_view(text).copy(out, size - 1)] = '\0';
         }
     };
     take(MPD_TAG_TITLE, record.title, sizeof record.title);
     take(MPD_TAG_ARTIST, record.artist, sizeof record.artist);
     take(MPD_TAG_ALBUM, record.album, sizeof record.album);
     record.duration = static_cast<float>(mpd_song_get_duration_ms(song)) / 1000;
+    const unsigned start = mpd_song_get_start(song);
+    const unsigned end = mpd_song_get_end(song);
+    if (start != 0 || end != 0) {
+        // Which track of its sheet it is, nobody knows any more: it keeps its file's name.
+        record.is_virtual = 1;
+        record.virtual_start = static_cast<int>(start);
+        record.duration = end > start ? static_cast<float>(end - start) : 0;
+    }
     return record;
 }
 
 }  // namespace
 
-Json::Value AddQueueFile(const Mpd &mpd, const std::string &path) {
-    std::error_code error;
-    if (!std::filesystem::is_regular_file(path, error)) {
-        throw Refused("there is no queue file " + path);
+void QueueAdder::Read(const std::string &path) {
+    if (!IsFile(path)) {
+        throw Refused(Refused::kBad, "there is no queue file " + path);
     }
-    int added = 0;
-    int skipped = 0;
+    std::deque<QueuedSong> read;
     for (int start = 0;; start += kPage) {
         const std::unique_ptr<PlaylistInfo> queue(
             AudioFile::PlaylistFileLoad(path.c_str(), start, kPage));
@@ -81,30 +119,54 @@ Json::Value AddQueueFile(const Mpd &mpd, const std::string &path) {
             throw Refused("the queue file " + path + " cannot be read or is in use");
         }
         for (const auto &song : queue->songs()) {
-            Add(mpd, *song) ? ++added : ++skipped;
+            read.push_back(Told(*song));
+        }
+        if (songs_.size() + read.size() > kMostSongs) {
+            throw Refused(Refused::kBad, "more than " + std::to_string(kMostSongs) + " songs");
         }
         if (queue->songs().size() < kPage) {
             break;
         }
     }
-    Json::Value answer(Json::objectValue);
-    answer["added"] = added;
-    answer["skipped"] = skipped;
-    return answer;
+    if (IsDone()) {
+        added_ = 0;
+        skipped_ = 0;
+    }
+    std::move(read.begin(), read.end(), std::back_inserter(songs_));
+}
+
+void QueueAdder::Step(const Mpd &mpd) {
+    const auto end = Clock::now() + kStep;
+    while (!IsDone() && Clock::now() < end) {
+        const QueuedSong song = std::move(songs_.front());
+        songs_.pop_front();
+        Add(mpd, song) ? ++added_ : ++skipped_;
+    }
+}
+
+Json::Value QueueAdder::State() const {
+    Json::Value state(Json::objectValue);
+    state["added"] = added_;
+    state["skipped"] = skipped_;
+    state["waiting"] = static_cast<Json::UInt64>(songs_.size());
+    return state;
 }
 
 Json::Value WriteQueueFile(const Mpd &mpd, const std::string &path) {
-    PlaylistInfo queue;
-    mpd.Require(mpd_send_list_queue_meta(mpd.Get()));
-    for (MpdSong song(mpd_recv_song(mpd.Get())); song; song.reset(mpd_recv_song(mpd.Get()))) {
-        queue.addSong(Record(song.get()));
+    QueueWriter writer(path);
+    const unsigned total = mpd_status_get_queue_length(mpd.Status().get());
+    unsigned written = 0;
+    for (unsigned start = 0; start < total; start += kPage) {
+        mpd.Require(mpd_send_list_queue_range_meta(mpd.Get(), start, start + kPage));
+        for (MpdSong song(mpd_recv_song(mpd.Get())); song; song.reset(mpd_recv_song(mpd.Get()))) {
+            writer.Add(Record(song.get()));
+            ++written;
+        }
+        mpd.Require(mpd_response_finish(mpd.Get()));
     }
-    mpd.Require(mpd_response_finish(mpd.Get()));
-    if (AudioFile::PlaylistFileSave(path.c_str(), &queue) != 0) {
-        throw Refused("the queue file " + path + " cannot be written");
-    }
+    writer.Finish();
     Json::Value answer(Json::objectValue);
-    answer["written"] = static_cast<Json::UInt64>(queue.songs().size());
+    answer["written"] = written;
     return answer;
 }
 

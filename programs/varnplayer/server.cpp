@@ -1,16 +1,19 @@
 #include "server.h"
 
 #include <poll.h>
-#include <signal.h>
-#include <sys/signalfd.h>
 #include <sys/socket.h>
-#include <sys/time.h>
 #include <syslog.h>
-#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
 #include <cstring>
-#include <string_view>
+#include <memory>
+#include <system_error>
+#include <vector>
 
+#include "descriptor.h"
+#include "mpd.h"
 #include "tonvale/players.h"
 #include "varn/player.h"
 
@@ -18,62 +21,143 @@ namespace varnplayer {
 
 namespace {
 
-constexpr timeval kPatience = {2, 0};
+using Clock = std::chrono::steady_clock;
 
-void SendAll(int client, std::string_view text) {
-    while (!text.empty()) {
-        const ssize_t put = send(client, text.data(), text.size(), MSG_NOSIGNAL);
-        if (put <= 0) {
-            return;  // it has had enough, or went away
-        }
-        text.remove_prefix(static_cast<std::size_t>(put));
+constexpr std::chrono::seconds kPatience{2};
+constexpr std::size_t kMostClients = 64;  // more wait for their turn
+
+// One conversation: a message, and its answer.
+class Client {
+  public:
+    explicit Client(Descriptor socket) : socket_(std::move(socket)) {}
+
+    pollfd Wish() const {
+        return {socket_.Get(), static_cast<short>(isAnswered_ ? POLLOUT : POLLIN), 0};
     }
+    Clock::time_point Deadline() const { return deadline_; }
+
+    // Goes on as far as that is possible without waiting. False when it is over.
+    bool GoOn(Player &player) {
+        if (!isAnswered_ && !Receive(player)) {
+            return false;
+        }
+        return !isAnswered_ || Send();
+    }
+
+  private:
+    static bool IsForLater(ssize_t result) {
+        return result < 0 && (errno == EAGAIN || errno == EINTR);
+    }
+
+    bool Receive(Player &player) {
+        const ssize_t part = recv(socket_.Get(), reinterpret_cast<char *>(&message_) + got_,
+                                  sizeof message_ - got_, MSG_DONTWAIT);
+        if (IsForLater(part)) {
+            return true;
+        }
+        if (part <= 0) {
+            syslog(LOG_NOTICE, "a client went away before its message was there");
+            return false;
+        }
+        got_ += static_cast<std::size_t>(part);
+        if (got_ == sizeof message_) {
+            const std::size_t length = strnlen(message_.payload, sizeof message_.payload);
+            answer_ = Execute(player, message_.command, {message_.payload, length});
+            isAnswered_ = true;
+            deadline_ = Clock::now() + kPatience;
+        }
+        return true;
+    }
+
+    bool Send() {
+        const ssize_t part = send(socket_.Get(), answer_.data() + sent_, answer_.size() - sent_,
+                                  MSG_DONTWAIT | MSG_NOSIGNAL);
+        if (part < 0 && !IsForLater(part)) {
+            return false;  // it has had enough, or went away
+        }
+        sent_ += static_cast<std::size_t>(std::max<ssize_t>(part, 0));
+        return sent_ < answer_.size();
+    }
+
+    Descriptor socket_;
+    Clock::time_point deadline_ = Clock::now() + kPatience;
+    VARN_AUDIO_CTRL_MSG message_ = {};
+    std::size_t got_ = 0;
+    std::string answer_;
+    bool isAnswered_ = false;
+    std::size_t sent_ = 0;
+};
+
+using Clients = std::vector<std::unique_ptr<Client>>;
+
+// How long nothing need be done when nothing happens, for poll(2).
+int Patience(const Clients &clients, const Player &player) {
+    if (!player.adder.IsDone()) {
+        return 0;
+    }
+    auto left = std::chrono::milliseconds(-1);
+    for (const auto &client : clients) {
+        const auto its = std::max(
+            std::chrono::ceil<std::chrono::milliseconds>(client->Deadline() - Clock::now()),
+            std::chrono::milliseconds(0));
+        left = left.count() < 0 ? its : std::min(left, its);
+    }
+    return static_cast<int>(left.count());
 }
 
-void Talk(int client, Player &player) {
-    for (const int option : {SO_RCVTIMEO, SO_SNDTIMEO}) {
-        setsockopt(client, SOL_SOCKET, option, &kPatience, sizeof kPatience);
+// Goes on with each client that is ready, and forgets those that are done or too late: not one
+// that was ready while others were served.
+void GoOn(Clients &clients, const pollfd *entries, Player &player) {
+    Clients left;
+    for (auto &client : clients) {
+        const bool goesOn =
+            (entries++)->revents != 0 ? client->GoOn(player) : Clock::now() < client->Deadline();
+        if (goesOn) {
+            left.push_back(std::move(client));
+        }
     }
-    VARN_AUDIO_CTRL_MSG message = {};
-    if (recv(client, &message, sizeof message, MSG_WAITALL) !=
-        static_cast<ssize_t>(sizeof message)) {
-        syslog(LOG_NOTICE, "a client went away before its message was there");
-        return;
+    clients = std::move(left);
+}
+
+void Add(Player &player) {
+    try {
+        player.adder.Step(Mpd(player.mpdAddress));
+    } catch (const Refused &refused) {
+        syslog(LOG_ERR, "songs are not added any more: %s", refused.what());
+        player.adder.Forget();
     }
-    const std::string payload(message.payload, strnlen(message.payload, sizeof message.payload));
-    SendAll(client, Execute(player, message.command, payload));
 }
 
 }  // namespace
 
-Descriptor::~Descriptor() {
-    if (fd_ >= 0) {
-        close(fd_);
-    }
-}
-
-int EndSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGTERM);
-    sigaddset(&signals, SIGINT);
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
-    return signalfd(-1, &signals, SFD_CLOEXEC);
-}
-
-void Serve(int listener, int endSignals, Player &player) {
+void Serve(int listener, const Signals &signals, const std::function<void()> &check,
+           Player &player) {
+    Clients clients;
     for (;;) {
-        pollfd entries[] = {{listener, POLLIN, 0}, {endSignals, POLLIN, 0}};
-        if (poll(entries, std::size(entries), -1) < 0 && errno != EINTR) {
-            syslog(LOG_ERR, "cannot wait for clients: %m");
-            return;
+        const bool hasRoom = clients.size() < kMostClients;
+        std::vector<pollfd> entries = {{signals.Get(), POLLIN, 0},
+                                       {hasRoom ? listener : -1, POLLIN, 0}};
+        for (const auto &client : clients) {
+            entries.push_back(client->Wish());
         }
+        if (poll(entries.data(), entries.size(), Patience(clients, player)) < 0 && errno != EINTR) {
+            throw std::system_error(errno, std::generic_category(), "cannot wait for clients");
+        }
+        if (entries[0].revents != 0) {
+            if (signals.EndIsAsked()) {
+                return;
+            }
+            check();
+        }
+        GoOn(clients, entries.data() + 2, player);
         if (entries[1].revents != 0) {
-            return;
+            Descriptor client(SocketAccept(listener));
+            if (client.Get() >= 0) {
+                clients.push_back(std::make_unique<Client>(std::move(client)));
+            }
         }
-        const Descriptor client(SocketAccept(listener));
-        if (client.Get() >= 0) {
-            Talk(client.Get(), player);
+        if (!player.adder.IsDone()) {
+            Add(player);
         }
     }
 }

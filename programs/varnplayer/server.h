@@ -1,28 +1,18 @@
 // The control socket's other end.
 #pragma once
 
+#include <functional>
+
 #include "commands.h"
+#include "signals.h"
 
 namespace varnplayer {
 
-// A descriptor that closes itself.
-class Descriptor {
-  public:
-    explicit Descriptor(int fd) : fd_(fd) {}
-    ~Descriptor();
-    Descriptor(const Descriptor &) = delete;
-    Descriptor &operator=(const Descriptor &) = delete;
-    int Get() const { return fd_; }
-
-  private:
-    int fd_;
-};
-
-// A descriptor that becomes readable at SIGTERM or SIGINT, which do nothing else from then on.
-int EndSignals();
-
-// Answers the clients of a listening socket one after the other until `endSignals` is readable. A
-// client gets two seconds for its message and as many for taking the answer.
-void Serve(int listener, int endSignals, Player &player);
+// Answers the clients of a listening socket until the program is asked to end; what is left to add
+// to the queue is added meanwhile. Clients are listened to at once and their commands done one
+// after the other; each gets two seconds for its message and as many for taking the answer. Throws
+// what `check` throws, which is called whenever a signal has come.
+void Serve(int listener, const Signals &signals, const std::function<void()> &check,
+           Player &player);
 
 }  // namespace varnplayer

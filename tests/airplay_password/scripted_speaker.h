@@ -11,6 +11,7 @@
 #include <functional>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
@@ -37,8 +38,11 @@ class ScriptedSpeaker {
     // answer of "" is none at all.
     using Script = std::function<std::string(int n)>;
 
-    explicit ScriptedSpeaker(Script script)
+    enum Manner { kStays, kHangUp };  // after each answer
+
+    explicit ScriptedSpeaker(Script script, Manner manner = kStays)
         : script_(std::move(script)),
+          manner_(manner),
           listener_(ListenOnLoopback(port_)),
           thread_([this] { Serve(); }) {}
     explicit ScriptedSpeaker(const std::string &answer)
@@ -84,6 +88,9 @@ class ScriptedSpeaker {
                 text.append(block, static_cast<std::size_t>(got));
                 if (text.ends_with("\r\n\r\n")) {
                     Answer(client, std::exchange(text, {}));
+                    if (manner_ == kHangUp) {
+                        break;
+                    }
                 }
             }
             close(client);
@@ -101,10 +108,17 @@ class ScriptedSpeaker {
         if (const std::size_t place = answer.find("CSEQ"); place != std::string::npos) {
             answer.replace(place, 4, number);
         }
-        send(client, answer.data(), answer.size(), MSG_NOSIGNAL);
+        for (std::string_view rest = answer; !rest.empty() && !stop_;) {
+            const ssize_t put = send(client, rest.data(), rest.size(), MSG_NOSIGNAL);
+            if (put <= 0) {
+                break;
+            }
+            rest.remove_prefix(static_cast<std::size_t>(put));
+        }
     }
 
     Script script_;
+    Manner manner_;
     int port_ = 0;
     int listener_;
     int answered_ = 0;

@@ -78,6 +78,16 @@ TEST_F(CapabilityTest, FormatsAtTheEdge) {
     }
 }
 
+// What the machine can do is no choice of its administrator.
+TEST_F(CapabilityTest, DsdIsSettledByTheDefaultsAlone) {
+    WriteFile(varn::path::kPackageDefaultConf, "something_else=\"yes\"\n");
+    WriteFile(varn::path::kPackageConf, "support_dsd_decode=\"yes\"\n");
+    EXPECT_EQ(VARNAudioIsSupportFormat(3, "/m/a.dsf"), 0);
+    SwitchDsd("yes");
+    WriteFile(varn::path::kPackageConf, "support_dsd_decode=\"no\"\n");
+    EXPECT_EQ(VARNAudioIsSupportFormat(3, "/m/a.dsf"), 1);
+}
+
 TEST_F(CapabilityTest, TheCheckingProgramAnswersByItsStatus) {
     EXPECT_EQ(VARNAudioIsSupportUSB(), 0) << "without the program";
     const auto install = [](const std::string &body) {

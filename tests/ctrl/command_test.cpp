@@ -1,3 +1,6 @@
+#include <signal.h>
+#include <sys/time.h>
+
 #include <chrono>
 #include <cstring>
 #include <functional>
@@ -40,6 +43,9 @@ std::function<int(char *, int)> Tell(std::function<int()> call) {
 
 std::vector<Row> Rows() {
     constexpr float kGains[] = {0, 1.5, -3, 12, -12, 0.25, 0.05F, 100, -0.04F, 9.96F};
+    constexpr float kInfinite = std::numeric_limits<float>::infinity();
+    constexpr float kNone = std::numeric_limits<float>::quiet_NaN();
+    constexpr float kNoGains[] = {kInfinite, -kInfinite, kNone, 0, 0, 0, 0, 0, 0, -3.4e38F};
     constexpr int kLowest = std::numeric_limits<int>::min();
     const std::string path = "/volume1/\"q'\\%s%n_\r\n \xC3\xA9\xFF";
     return {
@@ -68,6 +74,16 @@ std::vector<Row> Rows() {
         {"SetRefresh", 34, "", Tell(VARNAudioSetRefresh)},
         {"SetEqualizer", 40, "0.0 1.5 -3.0 12.0 -12.0 0.2 0.1 100.0 -0.0 10.0",
          Tell([=] { return VARNAudioSetEqualizer(kGains); })},
+        {"SetEqualizer, no gains", 40,
+         "inf -inf nan 0.0 0.0 0.0 0.0 0.0 0.0 -339999995214436424907732413799364296704.0",
+         Tell([=] { return VARNAudioSetEqualizer(kNoGains); })},
+        {"SetMultipleVolumes, too long", 12, std::string(kPayloadSize - 1, '1'),
+         Tell([] { return VARNAudioSetMultipleVolumes(std::string(9000, '1').c_str()); })},
+        {"PlayerInfoByUDN, too long", 44, std::string(kPayloadSize - 1, 'u'),
+         [](char *out, int size) {
+             return VARNAudioPlayerInfoByUDN(std::string(9000, 'u').c_str(), out, size);
+         },
+         true},
         {"OutputPlaylist", 42, path, Tell([=] { return VARNAudioOutputPlaylist(path.c_str()); })},
         {"OutputPlaylist, too long", 42, std::string(kPayloadSize - 1, 'p'),
          Tell([] { return VARNAudioOutputPlaylist(std::string(9000, 'p').c_str()); })},
@@ -177,6 +193,18 @@ TEST_F(CommandTest, ADaemonThatEndsEarly) {
         });
         char out[32] = "";
         EXPECT_EQ(Ask(out, sizeof out), 13);
+        EXPECT_STREQ(out, "one two three");
+        // Signals that the caller is woken up by are no end of the conversation.
+        struct sigaction heard = {};
+        heard.sa_handler = [](int) {};
+        struct sigaction before = {};
+        sigaction(SIGALRM, &heard, &before);
+        const itimerval often = {{0, 3000}, {0, 3000}};
+        const itimerval never = {};
+        setitimer(ITIMER_REAL, &often, nullptr);
+        EXPECT_EQ(Ask(out, sizeof out), 13);
+        setitimer(ITIMER_REAL, &never, nullptr);
+        sigaction(SIGALRM, &before, nullptr);
         EXPECT_STREQ(out, "one two three");
     }
     // One that goes before it has read the message: the kernel tells of what was lost.

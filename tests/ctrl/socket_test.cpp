@@ -1,16 +1,20 @@
 #include <fcntl.h>
 #include <netinet/in.h>
+#include <sys/resource.h>
 #include <sys/shm.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <chrono>
 #include <cstring>
 #include <fstream>
+#include <future>
 #include <vector>
 
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "tonvale/players.h"
 #include "varn/process.h"
@@ -130,6 +134,66 @@ TEST_F(ChannelTest, AcceptRefusesWhatIsNoListener) {
     EXPECT_TRUE(Log().empty());
 }
 
+// One client, and several who would take it: whoever comes too late is told so.
+TEST_F(ChannelTest, AcceptNeverWaitsForTheNextClient) {
+    const std::string path = scratch() / "socket";
+    const int listener = DomainSocketCreate(path.c_str(), 10);
+    ClearLog();  // without root's rights nothing is given away
+    std::atomic<int> waiting = 0;
+    const auto take = [&] {
+        ++waiting;
+        while (waiting < 2) {
+        }
+        const int taken = SocketAccept(listener);
+        return taken >= 0 ? close(taken) + 1 : 0;
+    };
+    bool waited = false;
+    for (int round = 0; round < 100 && !waited; ++round) {
+        waiting = 0;
+        const int client = ConnectTo(path);
+        auto first = std::async(std::launch::async, take);
+        auto second = std::async(std::launch::async, take);
+        for (auto *one : {&first, &second}) {
+            if (one->wait_for(std::chrono::seconds(2)) != std::future_status::ready) {
+                waited = true;
+                close(ConnectTo(path));
+            }
+        }
+        EXPECT_EQ(first.get() + second.get(), waited ? 2 : 1);
+        close(client);
+    }
+    EXPECT_FALSE(waited);
+    EXPECT_TRUE(Log().empty());
+    close(listener);
+}
+
+TEST_F(ChannelTest, SocketsThatCannotBeHad) {
+    EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+        const std::string folder = scratch() / "folder";
+        fs::create_directory(folder);
+        EXPECT_EQ(DomainSocketCreate(folder.c_str(), 1), -1);
+        EXPECT_TRUE(fs::is_directory(folder));
+        EXPECT_TRUE(Logged("socket:\\d+ Failed to bind socket\\.$"));
+        int lowest = 0;  // of the ports that anybody may have
+        std::ifstream("/proc/sys/net/ipv4/ip_unprivileged_port_start") >> lowest;
+        if (IsRoot() && lowest > 80) {
+            ResetCredentialsByName("alice", false);
+            int port = 80;
+            EXPECT_EQ(DACPSocketCreate(&port, 1), -1);
+            EXPECT_EQ(port, 80) << "went on from a port that is not taken but forbidden";
+            EXPECT_TRUE(Logged("socket:\\d+ Failed to bind port 80\\.$"));
+        }
+        rlimit none = {0, 0};
+        setrlimit(RLIMIT_NOFILE, &none);
+        int port = 0;
+        EXPECT_EQ(DomainSocketCreate((scratch() / "socket").c_str(), 1), -1);
+        EXPECT_EQ(DACPSocketCreate(&port, 1), -1);
+    }));
+    // The child's lines went into the same log.
+    EXPECT_TRUE(Logged("socket:\\d+ Failed to connect socket\\.$"));
+    EXPECT_TRUE(Logged("socket:\\d+ Failed to chmod \\[.*/socket\\] No such file"));
+}
+
 TEST_F(ChannelTest, SharedMemoryIsSharedUntilItIsRemoved) {
     const int key = 0x54560000 | (getpid() & 0xFFFF);
     constexpr int kSize = 10000;
@@ -164,6 +228,24 @@ TEST_F(ChannelTest, SharedMemoryIsSharedUntilItIsRemoved) {
     EXPECT_TRUE(Logged("shm:\\d+ Failed to detach shared memory\\.$"));
     EXPECT_EQ(VARNAudioShmRemove(key, kSize), -1);
     EXPECT_TRUE(Logged("shm:\\d+ Get shared memory fail\\. Might not exist\\.\\(No such file"));
+}
+
+TEST_F(ChannelTest, SharedMemoryOfAnotherAccountStays) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root's rights";
+    }
+    const int key = 0x54570000 | (getpid() & 0xFFFF);
+    void *segment = VARNAudioShmAttach(key, 100, 1);
+    ASSERT_NE(segment, nullptr);
+    EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+        ResetCredentialsByName("alice", false);
+        void *shared = VARNAudioShmAttach(key, 100, 0);
+        EXPECT_NE(shared, nullptr) << "segments are for every account";
+        EXPECT_EQ(VARNAudioShmRemove(key, 100), -1);
+    }));
+    EXPECT_TRUE(Logged("shm:\\d+ Failed to remove shared memory\\.\\(Operation not permitted"));
+    EXPECT_EQ(VARNAudioShmRemove(key, 100), 0);
+    EXPECT_EQ(VARNAudioShmDetach(segment), 0);
 }
 
 }  // namespace

@@ -48,6 +48,7 @@ class SoundTest : public tonvale_test::SystemTest {
 
 TEST_F(SoundTest, EqualizerProfiles) {
     const std::string on = "audio_enable_equalizer=\"yes\"\naudio_default_equalizer=\"Rock2\"\n";
+    const std::string longName(1023, 'n');
     const std::string longLine = std::string(1100, 'x') + ":1\nRock2:2\n";
     constexpr char kMissing[] = "missing";
     const struct {
@@ -86,6 +87,9 @@ TEST_F(SoundTest, EqualizerProfiles) {
          "The EQ profile \\[Rock2\\] is illegal\\."},
         {"no system file", on, kMissing, "Rock2:3\n", -1, "before",
          "Failed to open the system EQ profile \\[.*/equalizer\\.system\\]\\."},
+        {"a name as long as names are",
+         "audio_enable_equalizer=\"yes\"\naudio_default_equalizer=\"" + longName + "\"\n",
+         longName.substr(0, 1020) + ":1\n", "", 1, "1", ""},
         {"no user file", on, "Pop:1\n", kMissing, -1, "before", ""},
     };
     for (const auto &[what, conf, system, user, result, values, log] : kCases) {
@@ -111,13 +115,21 @@ TEST_F(SoundTest, EqualizerProfiles) {
     EXPECT_EQ(out[0], '#');
 }
 
-TEST_F(SoundTest, ASystemFileThatIsAFolderIsNoFile) {
+TEST_F(SoundTest, AFolderIsNoProfileFile) {
     Configure("audio_enable_equalizer=yes\naudio_default_equalizer=Rock\n");
     fs::create_directories(At(varn::path::kSystemEqualizer));
     WriteFile(varn::path::kUserEqualizer, "Rock:1\n");
     char out[8] = "before";
     EXPECT_EQ(VARNAudioGetEqualizer(out, sizeof out), -1);
     EXPECT_TRUE(Logged("Failed to open the system EQ profile"));
+    fs::remove(At(varn::path::kSystemEqualizer));
+    fs::remove(At(varn::path::kUserEqualizer));
+    WriteFile(varn::path::kSystemEqualizer, "Pop:1\n");
+    fs::create_directories(At(varn::path::kUserEqualizer));
+    ClearLog();
+    EXPECT_EQ(VARNAudioGetEqualizer(out, sizeof out), -1);
+    EXPECT_STREQ(out, "before");
+    EXPECT_TRUE(Log().empty());
 }
 
 TEST_F(SoundTest, TheHighestCardIsTheCard) {

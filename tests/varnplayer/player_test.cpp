@@ -1,115 +1,18 @@
 // The player daemon with a real music player daemon behind it, which plays to nowhere.
-#include <fcntl.h>
-#include <json/json.h>
-#include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
-#include <cstring>
-#include <fstream>
-#include <memory>
-#include <thread>
-
 #include "programs/command.h"
-#include "support/fixture.h"
-#include "tonvale/players.h"
-#include "tonvale/playlists.h"
 #include "varn/process.h"
-#include "varn/systempath.h"
+#include "varnplayer/player_fixture.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-
-class PlayerTest : public tonvale_test::SystemTest {
-  protected:
-    void SetUp() override {
-        SystemTest::SetUp();
-        std::string program = TONVALE_PROGRAM_DIR "/varnplayer";
-        std::string output = "--output=null";
-        char *const argv[] = {program.data(), output.data(), nullptr};
-        const std::string log = scratch() / "varnplayer.log";
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_addopen(&files, 2, log.c_str(), O_WRONLY | O_CREAT, 0644);
-        EXPECT_EQ(posix_spawn(&pid_, program.c_str(), &files, nullptr, argv, environ), 0);
-        posix_spawn_file_actions_destroy(&files);
-        for (int tries = 0; tries < 1500 && !Ask(VARNAudioPlayerInfo)["success"].asBool();
-             ++tries) {
-            ASSERT_EQ(waitpid(pid_, nullptr, WNOHANG), 0) << ReadFile(log);
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        ASSERT_TRUE(Ask(VARNAudioPlayerInfo)["success"].asBool()) << ReadFile(log);
-    }
-
-    void TearDown() override {
-        int status = -1;
-        kill(pid_, SIGTERM);
-        EXPECT_EQ(waitpid(pid_, &status, 0), pid_);
-        EXPECT_EQ(status, 0) << ReadFile(scratch() / "varnplayer.log");
-        EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
-        EXPECT_FALSE(fs::exists(At("/var/run/Tonvale/player/mpd.sock"))) << "mpd was left running";
-        SystemTest::TearDown();
-    }
-
-    // The answer to a call that has a buffer; null when the daemon could not be asked.
-    template <typename Call>
-    static Json::Value Ask(const Call &call) {
-        std::string out(1 << 20, '\0');
-        const int length = call(out.data(), static_cast<int>(out.size()));
-        Json::Value answer;
-        const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-        if (length >= 0) {
-            std::string error;
-            EXPECT_TRUE(reader->parse(out.data(), out.data() + length, &answer, &error)) << error;
-        }
-        return answer.isObject() ? answer : Json::Value(Json::objectValue);
-    }
-    static Json::Value Info() { return Ask(VARNAudioPlayerInfo); }
-    static Json::Value Songs(int offset, int limit) {
-        return Ask(
-            [=](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); });
-    }
-
-    // The player reaches a state within half a minute, for what it does in its own time.
-    template <typename Holds>
-    static bool Comes(const Holds &holds) {
-        for (int tries = 0; tries < 1500; ++tries) {
-            if (holds(Info())) {
-                return true;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return false;
-    }
-
-    // Silence of 8-bit mono at 8 kHz.
-    static std::string MakeSong(const std::string &name, unsigned seconds) {
-        const unsigned size = 8000 * seconds;
-        const auto word = [](unsigned value, int bytes) {
-            return std::string(reinterpret_cast<const char *>(&value),
-                               static_cast<std::size_t>(bytes));
-        };
-        const std::string path = scratch() / name;
-        std::ofstream(path, std::ios::binary)
-            << "RIFF" << word(36 + size, 4) << "WAVEfmt " << word(16, 4) << word(1, 2) << word(1, 2)
-            << word(8000, 4) << word(8000, 4) << word(1, 2) << word(8, 2) << "data" << word(size, 4)
-            << std::string(size, '\x80');
-        return path;
-    }
-
-    static void AddSong(PlaylistInfo &queue, const std::string &path) {
-        VARN_MEDIA_INFO song = {};
-        path.copy(song.path, sizeof song.path - 1);
-        queue.addSong(song);
-    }
-
-    pid_t pid_ = -1;
-};
+using tonvale_test::AskPlayer;
+using tonvale_test::PlayerTest;
 
 TEST_F(PlayerTest, PlaysAQueue) {
     const std::string queueFile = scratch() / "queue";
@@ -189,14 +92,15 @@ TEST_F(PlayerTest, PlaysAQueue) {
 
 TEST_F(PlayerTest, TellsOfRenderersAndRefusals) {
     const Json::Value list =
-        Ask([](char *out, int size) { return VARNAudioListRenderer(0, 10, out, size); });
+        AskPlayer([](char *out, int size) { return VARNAudioListRenderer(0, 10, out, size); });
     ASSERT_EQ(list["renderers"].size(), 1U);
     const std::string udn = list["renderers"][0]["udn"].asString();
     const auto byUdn = [&](const char *name) {
-        return Ask([=](char *out, int size) { return VARNAudioPlayerInfoByUDN(name, out, size); });
+        return AskPlayer(
+            [=](char *out, int size) { return VARNAudioPlayerInfoByUDN(name, out, size); });
     };
     const auto byIndex = [&](int index) {
-        return Ask(
+        return AskPlayer(
             [=](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); });
     };
     EXPECT_EQ(byUdn(udn.c_str())["renderer"]["udn"].asString(), udn);

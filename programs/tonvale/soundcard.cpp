@@ -1,0 +1,69 @@
+#include <memory>
+
+#include "answers/sound_card.h"
+#include "command.h"
+#include "display.h"
+#include "number.h"
+#include "page_output.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+struct CardOptions {
+    int volume = 0;
+    bool json = false;
+};
+
+std::string Told(const Json::Value &value) {
+    if (value.isBool()) {
+        return value.asBool() ? "yes" : "no";
+    }
+    return value.isNull() || value == "" ? "-" : value.asString();
+}
+
+int Show(const CardOptions &options) {
+    const Json::Value card = tonvale_answers::SoundCard();
+    if (options.json) {
+        PrintJson(card);
+        return kDone;
+    }
+    for (const char *key : {"card", "mixer", "device", "volume", "mixer_volume", "hardware_mixer",
+                            "high_resolution", "usb", "bluetooth"}) {
+        std::printf("%s: %s\n", key, Printable(Told(card[key])).c_str());
+    }
+    return kDone;
+}
+
+}  // namespace
+
+void AddSoundCard(CLI::App &app, Action &action) {
+    CLI::App *verb = app.add_subcommand("soundcard", "Show the sound card and set its volume");
+    verb->require_subcommand(1);
+    const auto options = std::make_shared<CardOptions>();
+    CLI::App *show = verb->add_subcommand("show", "What it is, can do, and is set to");
+    show->add_flag("--json", options->json, "Print JSON");
+    show->callback([options, &action] { action = [options] { return Show(*options); }; });
+    CLI::App *volume =
+        verb->add_subcommand("volume", "Set the volume, in the configuration and the mixers");
+    AddNumber(*volume, "number", options->volume, 0, "The volume, 0-100")->required();
+    volume->callback([options, &action] {
+        action = [options] {
+            tonvale_answers::SetCardVolume(options->volume);
+            return kDone;
+        };
+    });
+    const auto add = [&](const char *name, const char *description, void (*call)()) {
+        verb->add_subcommand(name, description)->callback([&action, call] {
+            action = [call] {
+                call();
+                return kDone;
+            };
+        });
+    };
+    add("store", "Store the kernel's volume in the configuration",
+        tonvale_answers::StoreCardVolume);
+    add("restore", "Give the configured volume to the mixers", tonvale_answers::RestoreCardVolume);
+}
+
+}  // namespace tonvale_cli

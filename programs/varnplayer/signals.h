@@ -1,0 +1,25 @@
+// The signals that this program waits for.
+#pragma once
+
+#include <chrono>
+
+#include "descriptor.h"
+
+namespace varnplayer {
+
+// From its making on SIGTERM, SIGINT and SIGCHLD do nothing but make the descriptor readable.
+class Signals {
+  public:
+    Signals();
+
+    int Get() const { return fd_.Get(); }
+
+    // Takes what has come, waiting for it up to `patience`. True once the program is to end.
+    bool EndIsAsked(std::chrono::milliseconds patience = {}) const;
+
+  private:
+    Descriptor fd_;
+    mutable bool ended_ = false;
+};
+
+}  // namespace varnplayer

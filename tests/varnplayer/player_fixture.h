@@ -1,0 +1,199 @@
+// varnplayer with a real music player daemon behind it, which plays to nowhere.
+#pragma once
+
+#include <fcntl.h>
+#include <json/json.h>
+#include <signal.h>
+#include <spawn.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "support/fixture.h"
+#include "tonvale/players.h"
+#include "tonvale/playlists.h"
+#include "varn/player.h"
+#include "varn/systempath.h"
+
+namespace tonvale_test {
+
+namespace fs = std::filesystem;
+
+// A run of varnplayer on this process's root or another one.
+class PlayerProcess {
+  public:
+    explicit PlayerProcess(std::vector<std::string> arguments, std::string log,
+                           const std::string &root = "")
+        : log_(std::move(log)) {
+        std::string program = TONVALE_PROGRAM_DIR "/varnplayer";
+        std::vector<char *> argv = {program.data()};
+        for (std::string &argument : arguments) {
+            argv.push_back(argument.data());
+        }
+        argv.push_back(nullptr);
+        std::vector<char *> variables;
+        std::string other = "TONVALE_ROOT=" + root;
+        for (char **variable = environ; *variable != nullptr; ++variable) {
+            const bool isReplaced =
+                !root.empty() && std::string_view(*variable).starts_with("TONVALE_ROOT=");
+            variables.push_back(isReplaced ? other.data() : *variable);
+        }
+        variables.push_back(nullptr);
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_addopen(&files, 2, log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0644);
+        EXPECT_EQ(
+            posix_spawn(&pid_, program.c_str(), &files, nullptr, argv.data(), variables.data()), 0);
+        posix_spawn_file_actions_destroy(&files);
+    }
+    ~PlayerProcess() {
+        if (pid_ > 0) {
+            kill(pid_, SIGKILL);
+            waitpid(pid_, nullptr, 0);
+        }
+    }
+    PlayerProcess(const PlayerProcess &) = delete;
+    PlayerProcess &operator=(const PlayerProcess &) = delete;
+
+    pid_t Pid() const { return pid_; }
+
+    std::string Log() const {
+        std::ifstream file(log_);
+        return {std::istreambuf_iterator<char>(file), {}};
+    }
+
+    // The wait status, once it ended; -1 when it has not in 20 seconds.
+    int Wait() {
+        for (int tries = 0; tries < 1000; ++tries) {
+            int status = -1;
+            if (waitpid(pid_, &status, WNOHANG) == pid_) {
+                pid_ = -1;
+                return status;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return -1;
+    }
+    int Signal(int number) {
+        kill(pid_, number);
+        return Wait();
+    }
+
+    // The music player daemon that it started; -1 as long as there is none.
+    pid_t Engine() const {
+        const std::string pid = std::to_string(pid_);
+        std::ifstream file("/proc/" + pid + "/task/" + pid + "/children");
+        pid_t child = -1;
+        file >> child;
+        return child;
+    }
+
+  private:
+    std::string log_;
+    pid_t pid_ = -1;
+};
+
+// The answer to a call that has a buffer; an empty object when the daemon could not be asked.
+template <typename Call>
+Json::Value AskPlayer(const Call &call) {
+    std::string out(4 << 20, '\0');
+    const int length = call(out.data(), static_cast<int>(out.size()));
+    Json::Value answer;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    if (length >= 0) {
+        std::string error;
+        EXPECT_TRUE(reader->parse(out.data(), out.data() + length, &answer, &error)) << error;
+    }
+    return answer.isObject() ? answer : Json::Value(Json::objectValue);
+}
+
+// A command as it goes over the socket.
+inline Json::Value SendToPlayer(int command, const std::string &payload = "") {
+    VARN_AUDIO_CTRL_MSG message = {};
+    message.command = command;
+    payload.copy(message.payload, sizeof message.payload);
+    return AskPlayer([&](char *out, int size) { return VARNAudioCtrlSend(&message, out, size); });
+}
+
+class PlayerTest : public SystemTest {
+  protected:
+    void SetUp() override {
+        SystemTest::SetUp();
+        Start({"--output=null"});
+    }
+    void Start(std::vector<std::string> arguments) {
+        player_ = std::make_unique<PlayerProcess>(std::move(arguments), LogFile());
+        for (int tries = 0; tries < 1500 && !Info()["success"].asBool(); ++tries) {
+            ASSERT_EQ(waitpid(player_->Pid(), nullptr, WNOHANG), 0) << ReadFile(LogFile());
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        ASSERT_TRUE(Info()["success"].asBool()) << ReadFile(LogFile());
+    }
+
+    void TearDown() override {
+        if (player_) {
+            EXPECT_EQ(player_->Signal(SIGTERM), 0) << player_->Log();
+            player_.reset();
+        }
+        EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
+        EXPECT_FALSE(fs::exists(At("/var/run/Tonvale/player/mpd.sock"))) << "mpd was left running";
+        SystemTest::TearDown();
+    }
+    static std::string LogFile() { return scratch() / "varnplayer.log"; }
+
+    static Json::Value Info() { return AskPlayer(VARNAudioPlayerInfo); }
+    static Json::Value Songs(int offset, int limit) {
+        return AskPlayer(
+            [=](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); });
+    }
+
+    // The player reaches a state within half a minute, for what it does in its own time.
+    template <typename Holds>
+    static bool Comes(const Holds &holds) {
+        for (int tries = 0; tries < 1500; ++tries) {
+            if (holds(Info())) {
+                return true;
+            }
+            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        }
+        return false;
+    }
+
+    // Silence of 8-bit mono at 8 kHz.
+    static std::string MakeSong(const std::string &name, unsigned seconds) {
+        const unsigned size = 8000 * seconds;
+        const auto word = [](unsigned value, int bytes) {
+            return std::string(reinterpret_cast<const char *>(&value),
+                               static_cast<std::size_t>(bytes));
+        };
+        const std::string path = scratch() / name;
+        std::ofstream(path, std::ios::binary)
+            << "RIFF" << word(36 + size, 4) << "WAVEfmt " << word(16, 4) << word(1, 2) << word(1, 2)
+            << word(8000, 4) << word(8000, 4) << word(1, 2) << word(8, 2) << "data" << word(size, 4)
+            << std::string(size, '\x80');
+        return path;
+    }
+
+    static void AddSong(PlaylistInfo &queue, const std::string &path) {
+        VARN_MEDIA_INFO song = {};
+        path.copy(song.path, sizeof song.path - 1);
+        queue.addSong(song);
+    }
+
+    static std::string SaveQueue(const PlaylistInfo &queue) {
+        const std::string file = scratch() / "queue";
+        EXPECT_EQ(AudioFile::PlaylistFileSave(file.c_str(), &queue), 0);
+        return file;
+    }
+
+    std::unique_ptr<PlayerProcess> player_;
+};
+
+}  // namespace tonvale_test

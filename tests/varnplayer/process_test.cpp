@@ -1,0 +1,123 @@
+// varnplayer as a process: starting, ending, and what becomes of the music player daemon.
+#include <sys/stat.h>
+
+#include <cerrno>
+
+#include "programs/command.h"
+#include "varnplayer/player_fixture.h"
+
+namespace tonvale_test {
+
+namespace {
+
+constexpr auto kFailed = 1 << 8;  // a wait status
+
+bool IsGone(pid_t pid) {
+    for (int tries = 0; tries < 250 && kill(pid, 0) == 0; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    return kill(pid, 0) != 0 && errno == ESRCH;
+}
+
+class ProcessTest : public PlayerTest {
+  protected:
+    static void GiveToPackage(const fs::path &path) {
+        struct stat owner {};
+        EXPECT_EQ(stat(At("/var/run/Tonvale").c_str(), &owner), 0);
+        EXPECT_EQ(chown(path.c_str(), owner.st_uid, owner.st_gid), 0);
+    }
+};
+
+TEST_F(ProcessTest, ThereIsOneOnASystem) {
+    PlayerProcess second({"--output=null"}, scratch() / "second.log");
+    EXPECT_EQ(second.Wait(), kFailed);
+    EXPECT_TRUE(Contains(second.Log(), "another varnplayer runs on this system")) << second.Log();
+    EXPECT_TRUE(fs::exists(At(varn::path::kPlayerSocket)));
+    EXPECT_TRUE(fs::exists(At("/var/run/Tonvale/player/mpd.sock")));
+    EXPECT_TRUE(Info()["success"].asBool());
+    // Nor does it take away what somebody else put in its socket's place.
+    const fs::path socket = At(varn::path::kPlayerSocket);
+    fs::remove(socket);
+    std::ofstream(socket) << "another's";
+    EXPECT_EQ(player_->Signal(SIGINT), 0) << player_->Log();
+    player_.reset();
+    EXPECT_EQ(ReadFile(socket), "another's");
+    fs::remove(socket);
+    Start({"--output=null"});
+}
+
+TEST_F(ProcessTest, AStoppedMusicPlayerDaemonIsEnded) {
+    const pid_t engine = player_->Engine();
+    ASSERT_GT(engine, 0);
+    kill(engine, SIGSTOP);
+    EXPECT_EQ(player_->Signal(SIGTERM), 0) << player_->Log();
+    player_.reset();
+    EXPECT_TRUE(IsGone(engine));
+}
+
+TEST_F(ProcessTest, NeitherOutlivesTheOther) {
+    kill(player_->Engine(), SIGKILL);
+    EXPECT_EQ(player_->Wait(), kFailed);
+    EXPECT_TRUE(Contains(player_->Log(), "the music player daemon ended")) << player_->Log();
+    EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
+
+    Start({"--output=null"});
+    const pid_t engine = player_->Engine();
+    EXPECT_EQ(player_->Signal(SIGKILL), SIGKILL);
+    EXPECT_TRUE(IsGone(engine));
+    // What a killed one left behind is in nobody's way.
+    Start({"--output=null"});
+}
+
+TEST_F(ProcessTest, WhatCannotStartSaysSoAtOnce) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    player_.reset();
+    const fs::path folder = At("/var/run/Tonvale/player");
+    const auto run = [&](const std::string &output) {
+        const auto start = std::chrono::steady_clock::now();
+        PlayerProcess process({"--output=" + output}, LogFile());
+        EXPECT_EQ(process.Wait(), kFailed) << output;
+        EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10)) << output;
+        EXPECT_FALSE(fs::exists(At(varn::path::kPlayerSocket)));
+        return process.Log();
+    };
+    EXPECT_TRUE(Contains(run("nosuch"), "did not come up")) << ReadFile(LogFile());
+    EXPECT_TRUE(Contains(run("null\"\n"), "is no type of output")) << ReadFile(LogFile());
+    fs::remove_all(folder);
+    fs::create_directory_symlink(scratch(), folder);
+    EXPECT_TRUE(Contains(run("null"), "is not a folder of this account"));
+    fs::remove(folder);
+    if (IsRoot()) {
+        fs::create_directory(folder);
+        EXPECT_EQ(chown(folder.c_str(), kAlice, kAlice), 0);
+        EXPECT_TRUE(Contains(run("null"), "is not a folder of this account"));
+        fs::remove(folder);
+    }
+    // One of its own that others could enter is closed to them.
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::all);
+    GiveToPackage(folder);
+    Start({"--output=null"});
+    EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+}
+
+TEST_F(ProcessTest, ARootMayHaveAnyName) {
+    const fs::path other = scratch() / "a \"root\" \\ #1";
+    fs::create_directories(other / "etc");
+    fs::create_directories(other / "var/run/Tonvale");
+    for (const char *file : {"etc/passwd", "etc/group"}) {
+        fs::copy_file(root() / file, other / file);
+    }
+    GiveToPackage(other / "var/run/Tonvale");
+    PlayerProcess process({"--output=null"}, scratch() / "other.log", other);
+    const auto info = [&] { return Tonvale({"--root", other, "player", "info"}); };
+    for (int tries = 0; tries < 250 && info().status != 0; ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    EXPECT_EQ(info().status, 0) << process.Log();
+    EXPECT_EQ(process.Signal(SIGTERM), 0) << process.Log();
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

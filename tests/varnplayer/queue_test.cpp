@@ -1,0 +1,269 @@
+// Queues that are long, damaged or in use, and clients that behave badly.
+#include <sys/file.h>
+#include <sys/socket.h>
+#include <sys/un.h>
+
+#include <algorithm>
+#include <climits>
+
+#include "programs/command.h"
+#include "varnplayer/player_fixture.h"
+#include "varnplayer/scripted_mpd.h"
+
+namespace tonvale_test {
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+using namespace std::chrono_literals;
+
+class QueueTest : public PlayerTest {
+  protected:
+    // Somebody who asks, and then does no more.
+    static int Connect(int command, const std::string &payload, std::size_t bytes) {
+        VARN_AUDIO_CTRL_MSG message = {};
+        message.command = command;
+        payload.copy(message.payload, sizeof message.payload);
+        sockaddr_un address = {};
+        address.sun_family = AF_UNIX;
+        At(varn::path::kPlayerSocket).string().copy(address.sun_path, sizeof address.sun_path - 1);
+        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        EXPECT_EQ(send(fd, &message, bytes, MSG_NOSIGNAL), static_cast<ssize_t>(bytes));
+        return fd;
+    }
+    static VARN_MEDIA_INFO Part(const std::string &file, int track, int start, float duration) {
+        VARN_MEDIA_INFO part = {};
+        (file + "_" + std::to_string(track)).copy(part.path, sizeof part.path - 1);
+        part.is_virtual = 1;
+        part.virtual_track = track;
+        part.virtual_start = start;
+        part.duration = duration;
+        return part;
+    }
+    Json::Value Add(const PlaylistInfo &queue) {
+        return SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, SaveQueue(queue));
+    }
+    void AddAll(const PlaylistInfo &queue) {
+        EXPECT_EQ(Add(queue)["success"], true);
+        EXPECT_TRUE(Comes([](const Json::Value &info) { return info["adding"] == false; }));
+    }
+};
+
+TEST_F(QueueTest, WhatIsNoCommandIsRefused) {
+    const struct {
+        int command;
+        const char *payload;
+    } kCases[] = {
+        {0, ""},
+        {-1, ""},
+        {INT_MAX, ""},
+        {VARN_AUDIO_SET_EQUALIZER, "0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0"},
+        {VARN_AUDIO_SET_MULTIPLE_VOLUMES, "1,2"},
+        {VARN_AUDIO_REFRESH_LOG_LEVEL, ""},
+        {VARN_AUDIO_JUMP, ""},
+        {VARN_AUDIO_JUMP, "0"},  // the queue is empty
+        {VARN_AUDIO_JUMP, "1x"},
+        {VARN_AUDIO_JUMP, " 1"},
+        {VARN_AUDIO_JUMP, "99999999999"},
+        {VARN_AUDIO_SET_VOLUME, "\xFF"},
+        {VARN_AUDIO_LIST_PLAYLIST, "0"},
+        {VARN_AUDIO_LIST_PLAYLIST, "0  1"},
+        {VARN_AUDIO_LIST_PLAYLIST, "0 1 "},
+        {VARN_AUDIO_LIST_RENDERER, "0 -1"},
+        {VARN_AUDIO_LIST_SERVER, "-1 5"},
+        {VARN_AUDIO_ADD_FROM_FILE, ""},
+        {VARN_AUDIO_ADD_FROM_FILE, "/nothere\xFF\n"},
+        {VARN_AUDIO_OUTPUT_PLAYLIST, "/nothere/queue"},
+        {VARN_AUDIO_OUTPUT_PLAYLIST, "/"},
+    };
+    for (const auto &[command, payload] : kCases) {
+        const Json::Value answer = SendToPlayer(command, payload);
+        EXPECT_EQ(answer["success"], false) << command << " " << payload;
+        EXPECT_FALSE(answer["error"].asString().empty()) << command << " " << payload;
+    }
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_JUMP, "99")["reason"], "bad");
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, "/")["reason"], "failed");
+    // A text without its NUL ends where the message does.
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_PLAYER_INFO_BY_UDN, std::string(8192, 'u'))["success"],
+              false);
+}
+
+TEST_F(QueueTest, NamesThatAreNoTextAndPathsThatAreTooLong) {
+    PlaylistInfo queue;
+    AddSong(queue, "/" + std::string(4094, 'l'));
+    AddSong(queue, "/" + std::string(2100, '"'));  // each of which takes two bytes
+    AddSong(queue, MakeSong("\xC3\xA9 \xFF\xED\xA0\x80 \xF0\x9F\x8E\xB5.wav", 1));
+    AddSong(queue, MakeSong("good.wav", 1));
+    const Json::Value answer = Add(queue);
+    EXPECT_EQ(answer["added"], 2) << answer;
+    EXPECT_EQ(answer["skipped"], 2) << answer;
+    const std::string path = Songs(0, 1)["songs"][0]["path"].asString();
+    EXPECT_TRUE(
+        path.ends_with("/\xC3\xA9 \xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD\xEF\xBF\xBD "
+                       "\xF0\x9F\x8E\xB5.wav"))
+        << path;
+}
+
+TEST_F(QueueTest, APartStaysAPart) {
+    PlaylistInfo queue;
+    const std::string file = MakeSong("album.wav", 60);
+    queue.addSong(Part(file, 1, 0, 20));
+    queue.addSong(Part(file, 2, 20, 15));
+    queue.addSong(Part(file, 3, 35, 0));  // to the end
+    ASSERT_EQ(Add(queue)["added"], 3);
+    EXPECT_EQ(Songs(2, 1)["songs"][0]["duration"], 25);
+    const fs::path folder = scratch() / "written";
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::all);
+    const std::string written = folder / "queue";
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, written)["written"], 3);
+    SendToPlayer(VARN_AUDIO_DELETE_ALL);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, written)["added"], 3);
+    const Json::Value songs = Songs(0, 3)["songs"];
+    EXPECT_EQ(songs[0]["duration"], 20);
+    EXPECT_EQ(songs[1]["duration"], 15);
+    EXPECT_EQ(songs[2]["duration"], 25);
+}
+
+TEST_F(QueueTest, FilesThatAreInUseOrDamaged) {
+    PlaylistInfo queue;
+    AddSong(queue, MakeSong("one.wav", 1));
+    AddSong(queue, MakeSong("two.wav", 1));
+    const std::string file = SaveQueue(queue);
+    fs::permissions(scratch(), fs::perms::all);
+    fs::permissions(file, fs::perms::all);
+    {
+        const int locked = open(file.c_str(), O_RDONLY | O_CLOEXEC);
+        ASSERT_EQ(flock(locked, LOCK_EX), 0);
+        EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["success"], false);
+        const auto size = fs::file_size(file);
+        EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["success"], false);
+        ASSERT_TRUE(fs::exists(file)) << "a queue that somebody reads was taken away";
+        EXPECT_EQ(fs::file_size(file), size);
+        close(locked);
+    }
+    fs::resize_file(file, fs::file_size(file) - 1);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["added"], 1) << "half a record";
+    std::ofstream(file) << "no queue";
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["added"], 0);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, scratch())["success"], false);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["written"], 1);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["added"], 1);
+}
+
+TEST_F(QueueTest, APageIsBounded) {
+    PlaylistInfo queue;
+    const std::string folder =
+        scratch() / std::string(200, '\x01') / std::string(200, '\x02') / std::string(200, '\x03');
+    fs::create_directories(folder);
+    MakeSong("one.wav", 1);
+    fs::copy_file(scratch() / "one.wav", folder + "/one.wav");
+    for (int i = 0; i < 501; ++i) {
+        AddSong(queue, folder + "/one.wav");
+    }
+    AddAll(queue);
+    const Json::Value page = Songs(0, 1000);
+    EXPECT_EQ(page["total"], 501);
+    EXPECT_GT(page["songs"].size(), 100U);
+    EXPECT_LT(page["songs"].size(), 200U) << "of 4 kB each";
+    SendToPlayer(VARN_AUDIO_DELETE_ALL);
+    PlaylistInfo plain;
+    for (int i = 0; i < 501; ++i) {
+        AddSong(plain, scratch() / "one.wav");
+    }
+    AddAll(plain);
+    EXPECT_EQ(Songs(0, 1000)["songs"].size(), 500U);
+    EXPECT_EQ(Songs(INT_MAX, INT_MAX)["songs"].size(), 0U);
+
+    // Somebody who takes no more of such an answer than the kernel does by itself, and some who
+    // say nothing, hold nobody up.
+    const std::size_t whole = sizeof(VARN_AUDIO_CTRL_MSG);
+    std::vector<int> clients = {Connect(VARN_AUDIO_LIST_PLAYLIST, "0 500", whole)};
+    for (const std::size_t bytes : {std::size_t{0}, std::size_t{4}, whole - 1}) {
+        clients.push_back(Connect(VARN_AUDIO_JUMP, "0", bytes));
+    }
+    const auto start = Clock::now();
+    EXPECT_TRUE(Info()["success"].asBool());
+    EXPECT_LT(Clock::now() - start, 3s);
+    // And they are not kept for ever.
+    char rest[100];
+    for (const int client : clients) {
+        while (recv(client, rest, sizeof rest, 0) > 0) {
+        }
+        close(client);
+    }
+    EXPECT_LT(Clock::now() - start, 10s);
+}
+
+// A music player daemon that takes 20 ms for each song.
+TEST_F(QueueTest, AddingGoesOnBehindTheClientsBack) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    const std::string socket = scratch() / "mpd.sock";
+    ScriptedMpd mpd(socket, [](const std::string &line) {
+        if (line.starts_with("addid ")) {
+            std::this_thread::sleep_for(20ms);
+        }
+        return ScriptedMpd::Usual(line);
+    });
+    Start({"--mpd", socket});
+    PlaylistInfo queue;
+    for (int i = 0; i < 400; ++i) {
+        AddSong(queue, "/music/" + std::to_string(i) + ".flac");
+    }
+    auto start = Clock::now();
+    const Json::Value answer = Add(queue);
+    EXPECT_LT(Clock::now() - start, 3s);
+    EXPECT_EQ(answer["success"], true);
+    EXPECT_GT(answer["added"], 10);
+    EXPECT_GT(answer["waiting"], 100);
+    start = Clock::now();
+    EXPECT_EQ(Info()["adding"], true);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_SET_REFRESH)["success"], true);
+    EXPECT_LT(Clock::now() - start, 2s);
+    // It comes to its end without being asked, unless the queue is emptied meanwhile.
+    const auto added = [&] {
+        const auto lines = mpd.Lines();
+        return std::count_if(lines.begin(), lines.end(),
+                             [](const std::string &line) { return line.starts_with("addid "); });
+    };
+    const auto before = added();
+    std::this_thread::sleep_for(500ms);
+    EXPECT_GT(added(), before);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_DELETE_ALL)["success"], true);
+    EXPECT_EQ(Info()["adding"], false);
+    EXPECT_LT(added(), 400);
+    Add(queue);
+    start = Clock::now();
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    EXPECT_LT(Clock::now() - start, 2s);
+    player_.reset();
+}
+
+TEST_F(QueueTest, ARefusedPartIsTakenOffAgain) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    const std::string socket = scratch() / "mpd.sock";
+    ScriptedMpd mpd(socket, [](const std::string &line) {
+        return line.starts_with("rangeid ") && line.find("90.") != line.npos
+                   ? std::string("ACK [2@0] {rangeid} Bad range\n")
+                   : ScriptedMpd::Usual(line);
+    });
+    Start({"--mpd", socket});
+    PlaylistInfo queue;
+    queue.addSong(Part("/music/album.flac", 1, 0, 0));
+    queue.addSong(Part("/music/album.flac", 9, 90, 10));
+    const Json::Value answer = Add(queue);
+    EXPECT_EQ(answer["added"], 1) << answer;
+    EXPECT_EQ(answer["skipped"], 1) << answer;
+    const auto lines = mpd.Lines();
+    const auto has = [&](const std::string &start) {
+        return std::any_of(lines.begin(), lines.end(),
+                           [&](const std::string &line) { return line.starts_with(start); });
+    };
+    EXPECT_TRUE(has("rangeid \"7\" \"0.000:\"")) << "the whole file was queued";
+    EXPECT_TRUE(has("deleteid \"7\""));
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

@@ -1,0 +1,276 @@
+// The web API's player: who may use it, what reaches the player daemon, and which machines are
+// asked.
+#include <arpa/inet.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cstring>
+#include <filesystem>
+
+#include "airplay_password/scripted_speaker.h"
+#include "ctrl/scripted_daemon.h"
+#include "entry/speaker_address.h"
+#include "programs/command.h"
+#include "tonvale/playlists.h"
+#include "varn/player.h"
+#include "webapi/api.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_entry::AttachedNetwork;
+using tonvale_entry::IsNeighbour;
+using tonvale_entry::ParseSpeakerAddress;
+
+constexpr char kDone[] = "{\"success\": true}";
+
+class PlayerApi : public ApiTest {
+  protected:
+    void SetUp() override {
+        ApiTest::SetUp();
+        Give("alice", kAlice, RIGHT_USB);
+        Give("bob", kBob, RIGHT_ALL & ~RIGHT_USB);
+    }
+    // Handlers run as the package, which the socket is not for by itself.
+    static void OpenSocket() {
+        struct stat folder {};
+        EXPECT_EQ(stat(At("/var/run/Tonvale").c_str(), &folder), 0);
+        EXPECT_EQ(chown(At(varn::path::kPlayerSocket).c_str(), folder.st_uid, folder.st_gid), 0);
+    }
+    static std::pair<int, std::string> Told(const std::string &message) {
+        int command = -1;
+        std::memcpy(&command, message.data(), std::min(sizeof command, message.size()));
+        return {command, message.size() > sizeof command ? message.c_str() + sizeof command : ""};
+    }
+    static void Configure(const std::string &text) { WriteFile(varn::path::kPackageConf, text); }
+};
+
+TEST_F(PlayerApi, IsForThoseWhoMayPlayThere) {
+    ScriptedDaemon daemon(kDone);
+    OpenSocket();
+    for (const char *method :
+         {"list", "info", "control", "volume", "queue", "equalizer", "password_test"}) {
+        const Given values = {{"action", "play"}, {"value", "1"}, {"renderer", "192.168.1.1"}};
+        EXPECT_EQ(CodeOf("Player", method, values, "bob"), 403) << method;
+        EXPECT_EQ(CodeOf("Player", method, values, ""), 403) << method;
+        // What a page of another site makes a browser ask for.
+        const std::string answer = RunCgi({{"REQUEST_METHOD", "GET"},
+                                           {"QUERY_STRING", QueryOf("Player", method, {})},
+                                           {"HTTP_SEC_FETCH_SITE", "cross-site"},
+                                           {"REMOTE_USER", "alice"}});
+        const bool asksOnly =
+            std::string_view(method) == "list" || std::string_view(method) == "info";
+        EXPECT_EQ(Contains(answer, "\"code\":403"), !asksOnly) << method << answer;
+    }
+    for (const std::string &message : daemon.TakeMessages()) {
+        EXPECT_TRUE(Told(message).first == VARN_AUDIO_LIST_RENDERER ||
+                    Told(message).first == VARN_AUDIO_PLAYER_INFO)
+            << Told(message).first;
+    }
+}
+
+TEST_F(PlayerApi, CommandsReachThePlayer) {
+    ScriptedDaemon daemon(kDone);
+    OpenSocket();
+    EXPECT_EQ(Ask("Player", "control", {{"action", "clear"}}), Json::Value(Json::objectValue));
+    daemon.TakeMessages();
+    const struct {
+        const char *method;
+        Given given;
+        int command;  // 0: refused with `text` as the code
+        std::string text;
+    } kCases[] = {
+        {"control", {{"action", "play"}, {"value", "3"}}, 8, "3"},
+        {"control", {{"action", "seek"}, {"value", "2147483647"}}, 9, "2147483647"},
+        {"control", {{"action", "mode"}, {"value", "repeat-one"}}, 30, "2"},
+        {"control", {{"action", "refresh_done"}}, 33, ""},
+        {"control", {{"action", "airplay_refresh"}}, 18, ""},
+        {"volume", {{"action", "set"}, {"value", "100"}}, 11, "100"},
+        {"volume", {{"action", "set_group"}, {"value", "1,20,100"}}, 12, "1,20,100"},
+        {"queue", {{"action", "delete"}, {"value", "0"}}, 27, "0"},
+        {"queue", {{"action", "clear"}}, 28, ""},
+        {"equalizer",
+         {{"action", "send"}, {"value", "0,1.55,-3,24,-24,0,0,0,0,-0.04"}},
+         40,
+         "0.0 1.6 -3.0 24.0 -24.0 0.0 0.0 0.0 0.0 -0.0"},
+        {"info", {{"renderer", "uuid:a b%"}}, 44, "uuid:a b%"},
+        {"info", {{"renderer", "7"}}, 45, "7"},
+        {"list", {{"action", "servers"}, {"offset", "5"}, {"limit", "500"}}, 22, "5 500"},
+        {"control", {{"action", "play"}}, 0, "400"},
+        {"control", {{"action", "play"}, {"value", "-1"}}, 0, "400"},
+        {"control", {{"action", "play"}, {"value", "2147483648"}}, 0, "400"},
+        {"control", {{"action", "play"}, {"value", "1,2"}}, 0, "400"},
+        {"control", {{"action", "mode"}, {"value", "2"}}, 0, "400"},
+        {"control", {{"action", "add"}, {"value", "/etc/passwd"}}, 0, "400"},
+        {"control", {{"action", "clear"}, {"value", "1"}}, 0, "400"},
+        {"volume", {{"action", "set"}, {"value", "101"}}, 0, "400"},
+        {"volume", {{"action", "set_group"}, {"value", "1,x"}}, 0, "400"},
+        {"equalizer", {{"action", "send"}, {"value", "0,0,0,0,0,0,0,0,0"}}, 0, "400"},
+        {"equalizer", {{"action", "send"}, {"value", "0,0,0,0,0,0,0,0,0,nan"}}, 0, "400"},
+        {"equalizer", {{"action", "send"}, {"value", "0,0,0,0,0,0,0,0,0,24.1"}}, 0, "400"},
+        {"equalizer", {{"action", "send"}}, 0, "404"},
+        {"list", {{"limit", "501"}}, 0, "400"},
+        {"info", {{"renderer", std::string(5000, 'u')}}, 0, "404"},
+    };
+    for (const auto &[method, given, command, text] : kCases) {
+        const int code = CodeOf("Player", method, given);
+        const auto messages = daemon.TakeMessages();
+        EXPECT_EQ(messages.size(), command != 0 ? 1U : 0U) << method << " " << text;
+        if (command != 0 && messages.size() == 1) {
+            EXPECT_EQ(code, 0) << method << " " << text;
+            EXPECT_EQ(Told(messages[0]), std::pair(command, text));
+        } else if (command == 0) {
+            EXPECT_EQ(std::to_string(code), text) << method << " " << given.back().second;
+        }
+    }
+}
+
+TEST_F(PlayerApi, RefusalsAndSilenceHaveTheirCodes) {
+    EXPECT_EQ(CodeOf("Player", "info"), 500) << "nobody is there";
+    const struct {
+        const char *answer;
+        int code;
+    } kCases[] = {
+        {"{\"success\": false, \"error\": \"no such song\", \"reason\": \"bad\"}", 400},
+        {"{\"success\": false, \"error\": \"no output\", \"reason\": \"failed\"}", 500},
+        {"{\"success\": false}", 500},
+        {"[true]", 500},
+        {"\xFF", 500},
+        {"{\"success\": true", 500},
+        {"{\"success\": 7, \"error\": 7, \"reason\": []}", 0},
+    };
+    for (const auto &[answer, code] : kCases) {
+        ScriptedDaemon daemon{std::string(answer)};
+        OpenSocket();
+        EXPECT_EQ(CodeOf("Player", "control", {{"action", "play"}, {"value", "9"}}), code)
+            << answer;
+    }
+    ScriptedDaemon nested("{\"a\":" + std::string(2000, '[') + std::string(2000, ']') + "}");
+    OpenSocket();
+    EXPECT_EQ(CodeOf("Player", "info"), 500);
+}
+
+TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
+    Query(InsertSql({.id = 1, .path = "/music/one.flac", .title = "one"}) +
+          InsertSql({.id = 2, .userid = kAlice, .path = "/home/alice/two.flac", .title = "two"}) +
+          InsertSql({.id = 3, .userid = kBob, .path = "/home/bob/three.flac", .title = "three"}));
+    ScriptedDaemon *self = nullptr;
+    std::string file;
+    Texts queued;
+    ScriptedDaemon daemon([&](int client) {
+        file = Told(self->TakeMessages().back()).second;
+        const std::unique_ptr<PlaylistInfo> queue(AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
+        for (const auto &song : queue->songs()) {
+            queued.push_back(song->path);
+        }
+        ScriptedDaemon::Say(client, kDone);
+    });
+    self = &daemon;
+    OpenSocket();
+    const auto add = [](const std::string &songs) {
+        return CodeOf("Player", "queue", {{"action", "add"}, {"songs", songs}});
+    };
+    EXPECT_EQ(add("music_p_2,music_1,music_1"), 0);
+    EXPECT_EQ(queued, (Texts{"/home/alice/two.flac", "/music/one.flac", "/music/one.flac"}));
+    EXPECT_TRUE(file.starts_with(At(varn::path::kSpoolDir).string() + "/")) << file;
+    EXPECT_FALSE(fs::exists(file));
+    queued.clear();
+    for (const char *songs : {"music_1,music_p_3", "music_3", "music_99"}) {
+        EXPECT_EQ(add(songs), 404) << songs;
+    }
+    for (const char *songs : {"", "/etc/passwd", "music_1,/music/one.flac", "http://host/x.mp3",
+                              "music_1 OR true", "[\"music_1\",null]"}) {
+        EXPECT_EQ(add(songs), 400) << songs;
+    }
+    EXPECT_TRUE(queued.empty());
+}
+
+TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
+    ScriptedDaemon daemon(
+        "{\"success\": true, \"song\": {\"title\": \"\", \"path\": \"/home/bob/secret/a.mp3\"}, "
+        "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7], \"total\": 2}");
+    OpenSocket();
+    const Json::Value info = Ask("Player", "info");
+    EXPECT_EQ(info["song"]["title"], "a.mp3");
+    const Json::Value queue = Ask("Player", "queue");
+    EXPECT_EQ(queue["songs"][0]["title"], "t");
+    for (const Json::Value &data : {info["song"], queue["songs"][0]}) {
+        EXPECT_FALSE(data.isMember("path")) << data;
+    }
+}
+
+TEST_F(PlayerApi, TheSoundCard) {
+    WriteFile("/dev/mixer", "devices=16\nlevel4=12850\n");
+    EXPECT_EQ(Ask("Player", "volume", {{"action", "card"}})["mixer_volume"], 50);
+    const Json::Value card = Ask("Player", "volume", {{"action", "set_card"}, {"value", "30"}});
+    EXPECT_EQ(card["volume"], 30);
+    EXPECT_EQ(card["mixer_volume"], 30);
+    EXPECT_EQ(card["mixer"], "/dev/mixer");
+    EXPECT_EQ(CodeOf("Player", "volume", {{"action", "set_card"}, {"value", "101"}}), 400);
+    EXPECT_EQ(CodeOf("Player", "volume", {{"action", "set_card"}}), 400);
+    fs::remove(At("/dev/mixer"));
+    EXPECT_TRUE(Ask("Player", "volume", {{"action", "card"}})["card"].isNull());
+}
+
+TEST_F(PlayerApi, SpeakersOfThisNetworkOnlyAreAsked) {
+    ScriptedSpeaker speaker(
+        "RTSP/1.0 401 Unauthorized\r\nCSeq: CSEQ\r\n"
+        "WWW-Authenticate: Digest realm=\"r\", nonce=\"n\"\r\n\r\n");
+    const std::string here = "127.0.0.1:" + speaker.Port();
+    const auto ask = [](const std::string &renderer) {
+        return CodeOf("Player", "password_test", {{"renderer", renderer}});
+    };
+    EXPECT_EQ(ask(here), 403);
+    for (const char *renderer : {"8.8.8.8", "[::1]:5000", "224.0.0.1:5000", "0.0.0.0"}) {
+        EXPECT_EQ(ask(renderer), 403) << renderer;
+    }
+    for (const char *renderer :
+         {"", "localhost:5000", "127.1:5000", "2130706433:5000", "192.168.1.2:22",
+          "192.168.1.2:65536", "192.168.1.2:5000/x", "user@192.168.1.2", "[fe80::1%eth0]:5000",
+          "[::ffff:127.0.0.1]:5000", "192.168.1.2:5000\r\nX: y"}) {
+        EXPECT_EQ(ask(renderer), 400) << renderer;
+    }
+    EXPECT_TRUE(speaker.TakeRequests().empty());
+    Configure("speaker_any_address=\"yes\"\n");
+    const Given given = {{"renderer", here}};
+    EXPECT_EQ(Ask("Player", "password_test", given)["status"], "locked");
+    EXPECT_EQ(Ask("Player", "password_test", {{"renderer", here}, {"value", "s3cret"}})["status"],
+              "wrong");
+    EXPECT_EQ(speaker.TakeRequests().size(), 3U);
+}
+
+TEST(SpeakerAddress, IsANeighboursOrNot) {
+    const auto network = [](const char *own, int bits) {
+        AttachedNetwork one{{}, bits};
+        EXPECT_EQ(inet_pton(AF_INET6, own, &one.own), 1);
+        return one;
+    };
+    const std::vector<AttachedNetwork> networks = {
+        network("::ffff:192.168.1.10", 96 + 24), network("::ffff:10.0.0.1", 96 + 31),
+        network("::ffff:203.0.113.5", 96 + 24), network("fd00:1::5", 64), network("fe80::5", 64)};
+    for (const char *address :
+         {"192.168.1.1", "192.168.1.254", "10.0.0.0", "fd00:1::6", "fe80::6"}) {
+        EXPECT_TRUE(IsNeighbour(address, networks)) << address;
+    }
+    for (const char *address :
+         {"192.168.1.10", "192.168.1.255", "192.168.1.0", "192.168.2.1", "10.0.0.1", "10.0.0.2",
+          "127.0.0.1", "203.0.113.6", "8.8.8.8", "fd00:1::5", "fd00:2::6", "fe80::5", "::1",
+          "::", "ff02::1", "2001:db8::1", "", "speaker", "::ffff:192.168.1.1"}) {
+        EXPECT_FALSE(IsNeighbour(address, networks)) << address;
+    }
+    EXPECT_FALSE(IsNeighbour("192.168.1.1", {}));
+    // What this machine is in; at least it is not its own neighbour.
+    EXPECT_FALSE(IsNeighbour("127.0.0.1", tonvale_entry::AttachedNetworks()));
+
+    const auto both = ParseSpeakerAddress("[fd00::1]:7000");
+    ASSERT_TRUE(both);
+    EXPECT_EQ(both->host + " " + both->port, "fd00::1 7000");
+    EXPECT_EQ(ParseSpeakerAddress("fd00::1")->port, "5000");
+    EXPECT_EQ(ParseSpeakerAddress("192.168.1.2:1024")->port, "1024");
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
