@@ -19,9 +19,8 @@ void LinksFollowDeletion(const std::string &path);
 // Users lost the right to share.
 void LinksFollowLostRight(uid_t uid);
 
-// Switches personal libraries on or off, in the package's configuration; when that changes anything,
-// the links of all users' personal playlists and single songs go with what they were of. True when
-// it changed something.
+// Switches personal libraries on or off, in the package's configuration. True when that changes
+// anything; the links of all users' personal playlists and single songs are gone then.
 bool SwitchPersonalLibraries(bool on);
 
 }  // namespace tonvale_answers

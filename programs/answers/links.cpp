@@ -153,7 +153,7 @@ void Links::MoveOthersAway(const std::string &playlistId, const std::string &pat
     const auto others = RowsWith(
         Good(varn::Sql("playlist_id = '@VARN:VAR' AND path <> '@VARN:VAR'", playlistId, path)));
     for (const Row &other : others) {
-        // Rows are numbered from 1. A file that is known again gets its number when it is asked for.
+        // Rows are numbered from 1. A file that comes back gets its number when it is asked for.
         manager_.UpdatePlsId(
             other.playlistId != playlistId ? other.playlistId : std::string(kind) + "0",
             other.path);
