@@ -2,16 +2,15 @@
 
 #include <optional>
 #include <thread>
-#include <unordered_set>
 #include <utility>
 
 #include "gone.h"
-#include "hash.h"
 #include "held_back.h"
 #include "merge.h"
 #include "names.h"
 #include "own_folders.h"
 #include "places.h"
+#include "put_off.h"
 #include "readers.h"
 #include "store.h"
 #include "successors.h"
@@ -26,10 +25,6 @@ namespace {
 
 // Above this many files to read the folders are walked a second time in place of remembering them.
 constexpr std::size_t kMostRemembered = 4096;
-
-std::int64_t HashOf(const std::string &path) {
-    return Hasher().Add(path).Value();
-}
 
 // Files are read in rounds, because a row goes to the file that it fits best.
 enum class Round {
@@ -75,7 +70,6 @@ class Scan {
     void CountUnreadable(const Work &work);
     void ReadAll();
     void ReadSurveyed(Readers &readers);
-    void PutOff(Work work);
     void ReadPutOff(Readers &readers, Round round);
     void Read(Readers &readers, Work work, Round round);
     void Take(Readers &readers, Round round);
@@ -105,8 +99,7 @@ class Scan {
     std::size_t toRead_ = 0;
     std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
-    std::vector<Work> putOff_;                      // to the next round
-    std::unordered_set<std::int64_t> putOffPaths_;  // hashes: where there are too many of them
+    PutOff putOff_{kMostRemembered};  // to the next round
 };
 
 Counts Scan::Run() {
@@ -258,31 +251,19 @@ void Scan::ReadAll() {
     }
 }
 
-// For the next round.
-void Scan::PutOff(Work work) {
-    if (putOffPaths_.empty() && putOff_.size() < kMostRemembered) {
-        putOff_.push_back(std::move(work));
-        return;
-    }
-    for (const Work &other : std::exchange(putOff_, {})) {
-        putOffPaths_.insert(HashOf(other.path));
-    }
-    putOffPaths_.insert(HashOf(work.path));
-}
-
 void Scan::ReadPutOff(Readers &readers, Round round) {
-    for (Work &work : std::exchange(putOff_, {})) {
-        Read(readers, std::move(work), round);
-    }
-    const std::unordered_set<std::int64_t> paths = std::exchange(putOffPaths_, {});
-    if (paths.empty()) {
+    PutOff files = std::exchange(putOff_, PutOff(kMostRemembered));
+    if (files.HasWorks()) {
+        for (Work &work : files.Works()) {
+            Read(readers, std::move(work), round);
+        }
         return;
     }
     store_.Flush();
     Merge merge(database_, scope_, folders_, roots_, library_, options_.purge, options_.isStopped);
     while (auto event = merge.Next()) {
         StopIfAsked(options_.isStopped);
-        if (event->kind == Event::Kind::kSong && paths.contains(HashOf(event->work.path))) {
+        if (event->kind == Event::Kind::kSong && files.Has(event->work.path)) {
             Read(readers, std::move(event->work), round);
         }
     }
@@ -427,7 +408,7 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
         claim.isLater |= isKnown && claim.id == 0;
     }
     if (claim.isLater) {
-        PutOff(std::move(read.work));
+        putOff_.Add(std::move(read.work));
         return;
     }
     if (!read.result.warning.empty()) {

@@ -23,6 +23,10 @@ namespace {
 
 constexpr std::size_t kBatchPairs = 1000;
 
+// Equal files of which each has stars of its own in so many ways are no copies. The one without any
+// comes first.
+constexpr std::size_t kMostStarSets = 1000;
+
 // A rating of the file or of one of its tracks; no star is none.
 constexpr const char kIsRated[] =
     "EXISTS (SELECT FROM rating_track r WHERE r.star > 0 AND (r.track = t.id OR r.track IN"
@@ -120,7 +124,11 @@ class Choice {
         const Stars own = StarsOf(rows, row);
         for (const std::int64_t key : Keys(rows, row)) {
             std::optional<Arrival> first;
+            std::size_t looked = 0;
             for (auto &[stars, arrivals] : arrivals_[key]) {
+                if (looked++ == kMostStarSets) {
+                    break;
+                }
                 if (std::includes(own.begin(), own.end(), stars.begin(), stars.end())) {
                     const auto next = FirstBehind(came, arrivals);
                     first = next && (!first || *next < *first) ? next : first;

@@ -102,7 +102,7 @@ TEST_F(IndexTest, ManyBatchesOfAddedAndRemoved) {
     }
     Expect(Index(), 0, "added 6500, changed 0, moved 0, removed 0, unchanged 0, failed 0");
     EXPECT_EQ(Value("SELECT count(DISTINCT path) FROM track"), "6500");
-    Query("INSERT INTO rating_track SELECT 0, id, 3 FROM track");
+    Query("INSERT INTO rating_track SELECT id, id, 3 FROM track");  // nobody takes one for another
     for (int i = 1; i < kFiles; i += 2) {
         fs::remove(Music() / ("d" + std::to_string(i % 7)) / (std::to_string(i) + ".mp3"));
     }
