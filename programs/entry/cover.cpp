@@ -2,15 +2,13 @@
 #include "answers/cover.h"
 
 #include <climits>
-#include <cstdlib>
 #include <optional>
 
 #include "action.h"
 #include "answers/kinds.h"
-#include "default_cover.h"
+#include "picture.h"
 #include "remote_url.h"
 #include "song_records.h"
-#include "tonvale/media.h"
 #include "tonvale/settings.h"
 #include "varn/sql.h"
 
@@ -18,33 +16,11 @@ namespace tonvale_entry {
 
 namespace {
 
-using Tonvale::Validators;
 using tonvale_answers::CoverSize;
 using tonvale_answers::Picture;
 
 // Of an album or a folder so many songs are looked at.
 constexpr int kMostSongs = 10;
-
-// A cover changes seldom; after this time it is asked for again, and mostly answered with 304.
-constexpr char kCacheFor[] = "Cache-Control: private, max-age=300\r\n";
-
-std::string Variable(const char *name) {
-    const char *value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
-std::string Lines(const Validators &validators) {
-    std::string lines;
-    for (const auto &[name, value] : {std::pair("ETag: ", &validators.etag),
-                                      std::pair("Last-Modified: ", &validators.lastModified)}) {
-        lines += value->empty() ? "" : name + *value + "\r\n";
-    }
-    return lines;
-}
-
-bool Write(std::string_view text) {
-    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
-}
 
 // A number behind one of the prefixes, the longer ones first. Empty for any other text.
 std::optional<int> FolderId(std::string_view id) {
@@ -70,7 +46,8 @@ class Get : public MediaAction {
             return SendRemote(url);
         }
         const auto picture = Find(isScaled ? CoverSize::kScaled : CoverSize::kOriginal);
-        return picture ? SendPicture(*picture) : SendDefault();
+        const bool headerOnly = Asked().WantsHeaderOnly();
+        return picture ? SendPicture(*picture, headerOnly) : SendDefaultPicture(headerOnly);
     }
 
   private:
@@ -79,7 +56,7 @@ class Get : public MediaAction {
         if (!Asked().Text("id").empty() || !Asked().Text("album").empty() || !IsPermittedUrl(url)) {
             throw Refusal{Code::kBadParameter};
         }
-        return SendPicture(tonvale_answers::FetchCover(url), false);
+        return SendFetchedPicture(tonvale_answers::FetchCover(url), Asked().WantsHeaderOnly());
     }
 
     // Empty when what was asked for is there and has no cover.
@@ -163,35 +140,6 @@ class Get : public MediaAction {
             throw Refusal{Code::kNoSuchItem};
         }
         return paths;
-    }
-
-    // The header of an answer. True when that is all: nothing changed, or no more was asked for.
-    bool SendHeader(const Validators &validators, std::string_view type, std::size_t size,
-                    const std::string &more) const {
-        const bool unchanged =
-            Tonvale::IsUnchanged(validators, Variable("HTTP_IF_NONE_MATCH").c_str(),
-                                 Variable("HTTP_IF_MODIFIED_SINCE").c_str());
-        const std::string about = unchanged
-                                      ? "Status: 304 Not Modified\r\n"
-                                      : "Status: 200 OK\r\nContent-Type: " + std::string(type) +
-                                            "\r\nContent-Length: " + std::to_string(size) + "\r\n";
-        Write(about + Lines(validators) + kCacheFor + more +
-              "X-Content-Type-Options: nosniff\r\n\r\n");
-        return unchanged || Asked().WantsHeaderOnly();
-    }
-
-    bool SendPicture(const Picture &picture, bool isKept = true) const {
-        const Validators validators =
-            isKept ? Tonvale::ValidatorsOf(picture.info) : Tonvale::Validators{};
-        const bool done = SendHeader(validators, picture.type,
-                                     static_cast<std::size_t>(picture.info.st_size), "");
-        return (done || tonvale_answers::CopyPicture(picture, Write)) && std::fflush(stdout) == 0;
-    }
-
-    bool SendDefault() const {
-        const bool done = SendHeader({kDefaultCoverTag, ""}, "image/svg+xml", kDefaultCover.size(),
-                                     "Content-Security-Policy: default-src 'none'\r\n");
-        return (done || Write(kDefaultCover)) && std::fflush(stdout) == 0;
     }
 };
 

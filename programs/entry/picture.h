@@ -1,12 +1,20 @@
-// The pictures of songs, as an answer.
+// Pictures as answers, which clients may keep.
 #pragma once
 
-#include <string>
+#include "answers/cover.h"
 
 namespace tonvale_entry {
 
-// Sends a song's cover, or the copy of it that fits in 480 by 480 pixels, as a whole CGI answer.
-// Throws a Refusal when there is none. True when all of it went out.
-bool SendCover(const char *song, bool isSmall, bool headerOnly);
+// Each sends a whole CGI answer: the picture; or its header alone, or 304 where the client's copy is
+// still good (RFC 9110). True when all of it went out.
+
+// A picture of the library, with validators.
+bool SendPicture(const tonvale_answers::Picture &picture, bool headerOnly);
+
+// A picture from elsewhere, which may be another one the next time.
+bool SendFetchedPicture(const tonvale_answers::Picture &picture, bool headerOnly);
+
+// Our own drawing, for what has no picture.
+bool SendDefaultPicture(bool headerOnly);
 
 }  // namespace tonvale_entry

@@ -62,7 +62,10 @@ class Cover : public MediaAction {
     bool Send() override {
         const bool isSmall = Asked().Choice("size", {"original", "scaled"}, "scaled") == "scaled";
         const VARN_MEDIA_INFO song = SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId));
-        return SendCover(song.path, isSmall, Asked().WantsHeaderOnly());
+        const auto picture = tonvale_answers::OpenCoverOf(
+            song.path,
+            isSmall ? tonvale_answers::CoverSize::kScaled : tonvale_answers::CoverSize::kOriginal);
+        return SendPicture(picture, Asked().WantsHeaderOnly());
     }
 };
 
