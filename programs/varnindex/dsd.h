@@ -1,5 +1,5 @@
-// Files of one-bit audio (DSD), which TagLib does not read: DSF (Sony's DSF File Format
-// Specification 1.01) and DSDIFF (Philips' DSDIFF 1.5).
+// Files of one-bit audio (DSD), which TagLib does not read: DSF (Sony's DSF file format, version
+// 1.01) and DSDIFF (Philips' DSDIFF 1.5).
 #pragma once
 
 #include <taglib/audioproperties.h>
