@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "command.h"
+#include "database.h"
 
 namespace tonvale_cli {
 
@@ -26,13 +27,17 @@ int Ask(const SpeakerOptions &options) {
         "The password is right, or none is needed.",
         "The password is wrong.",
         "The speaker is in use.",
-        "The speaker does not tell.",
     };
     std::optional<std::string> password;
     if (options.passwordFromInput) {
         std::getline(std::cin, password.emplace());
     }
     const SpeakerStatus status = AskSpeaker(options.host, options.port, password);
+    if (status == SpeakerStatus::kUnknown) {
+        Complain("the speaker does not tell; is " + options.host + " one, and is its port " +
+                 options.port + "?");
+        return kFailed;
+    }
     std::puts(kMeanings.at(static_cast<std::size_t>(status)));
     return status <= SpeakerStatus::kRight ? kDone : kFailed;
 }

@@ -91,7 +91,6 @@ TEST_F(CommandLineTest, AnswersAndRefuses) {
         {{"player", "mode", "backwards"}, 2, "repeat-one"},
         {{"player", "add", "queue"}, 2, "absolute path"},
         {{"speaker"}, 2, "host"},
-        {{"speaker", "127.0.0.1", "--port", "1"}, 1, "does not tell"},
         {{"songs", "--root", ""}, 2, "root"},
         {{"songs", "--root", "/nonexistent"}, 1, "run 'tonvale init --root /nonexistent'"},
         {{"stop", "--root", "/nonexistent"}, 1, "no database of its own"},
