@@ -107,23 +107,6 @@ TEST_F(PinCriteria, PersonalPlaylistsFollowTheirFile) {
     EXPECT_EQ(alice().GetErrorCode(), 7);
 }
 
-TEST_F(PinCriteria, SmartPlaylistsAreKeptByIdentifier) {
-    WriteFile(std::string(kOwnFolder) + "/smart.playlist", R"("Top/25" { genre = "Rock" })"
-                                                           "\n");
-    WriteFile(varn::path::kSmartPlaylists, R"("All" { genre = "Rock" })"
-                                           "\n");
-    for (const auto &[id, library, name] :
-         {std::tuple("playlist_personal_smart/Top/25", "personal", "Top/25"),
-          std::tuple("playlist_shared_smart/All", "shared", "All")}) {
-        PinData made;
-        ASSERT_TRUE(alice().Pin("playlist", Playlist(id), "n", made)) << alice().GetErrorCode();
-        EXPECT_EQ(Stored(made.id), std::string(R"({"playlist":")") + id + "\"}");
-        EXPECT_EQ(
-            made.criteria,
-            Object({{"library", library}, {"type", "smart"}, {"name", name}, {"playlist", id}}));
-    }
-}
-
 // A failed conversion leaves the criteria as they came.
 TEST_F(PinCriteria, FailedConversionsChangeNothing) {
     using Conversion = bool (PinManager::*)(Json::Value &) noexcept;

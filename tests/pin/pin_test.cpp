@@ -1,4 +1,6 @@
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pin/pin_fixture.h"
@@ -7,7 +9,6 @@
 namespace {
 
 using Tonvale::PinData;
-using Tonvale::PinManager;
 using tonvale_test::Pins;
 
 TEST_F(Pins, RefusesWhatIsNoView) {
@@ -46,11 +47,6 @@ TEST_F(Pins, RefusesWhatIsNoView) {
         EXPECT_EQ(alice().GetErrorCode(), error) << type << criteria;
         EXPECT_EQ(pin.name, "untouched");
     }
-    PinData pin;
-    PinManager nowhere(kAlice, "..");
-    EXPECT_FALSE(
-        nowhere.Pin("playlist", Object({{"playlist", "playlist_shared_normal/1"}}), "n", pin));
-    EXPECT_EQ(nowhere.GetErrorCode(), 9);
     Json::Value number;
     number["folder"] = 12;
     EXPECT_EQ(Pin("folder", number), "");
@@ -59,38 +55,53 @@ TEST_F(Pins, RefusesWhatIsNoView) {
     EXPECT_EQ(alice().GetErrorCode(), 0);
 }
 
+// What is found by its tags is the same before and after.
 TEST_F(Pins, KeepsViewsInTheirOrder) {
-    EXPECT_NE(Pin("album", Object({{"album", "It's"}, {"album_artist", "\u00df"}}), "one"), "");
-    EXPECT_NE(Pin("random_100", Object({{"year", "x"}}), "two"), "");
-    EXPECT_NE(Pin("recently_added", Json::Value(7), "three"), "");
-    EXPECT_NE(Pin("genre", Json::Value(), "four"), "");
-    EXPECT_NE(Pin("artist", Object({}), std::string(10000, '\'')), "");
+    const Json::Value album = Object({{"album", "It's"}, {"album_artist", "\u00df"}});
+    const struct {
+        const char *type;
+        Json::Value criteria, kept;
+    } views[] = {
+        {"album", album, album},
+        {"random_100", Object({{"year", "x"}}), Object({})},
+        {"recently_added", Json::Value(7), Object({})},
+        {"genre", Json::Value(), Json::Value()},
+        {"composer", album, album},
+        {"artist", Object({{"artist", "A"}, {"genre_filter", "100%"}}),
+         Object({{"artist", "A"}, {"genre_filter", "100%"}})},
+    };
+    for (const auto &[type, criteria, kept] : views) {
+        EXPECT_NE(Pin(type, criteria, type), "") << type;
+    }
+    const std::string endless(10000, '\'');
+    EXPECT_NE(Pin("artist", Object({}), endless), "");
     PinData bobs;
     ASSERT_TRUE(bob().Pin("random_100", Json::Value(), "bob's", bobs));
     EXPECT_EQ(bobs.sort_key, 1);
     EXPECT_EQ(bobs.user_id, static_cast<int>(kBob));
 
     const std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 5U);
-    EXPECT_EQ(pins[0].criteria, Object({{"album", "It's"}, {"album_artist", "\u00df"}}));
-    EXPECT_EQ(pins[1].criteria, Object({}));
-    EXPECT_EQ(Stored(pins[3].id), "null");
-    EXPECT_EQ(pins[4].name.size(), 10000U);
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(pins[static_cast<std::size_t>(i)].sort_key, i + 1);
+    ASSERT_EQ(pins.size(), 7U);
+    for (std::size_t i = 0; i < std::size(views); ++i) {
+        EXPECT_EQ(pins[i].name, views[i].type);
+        EXPECT_EQ(pins[i].criteria, views[i].kept) << views[i].type;
+        EXPECT_EQ(pins[i].sort_key, static_cast<int>(i) + 1);
     }
-    EXPECT_EQ(Names(List(alice(), 2, 2)), (std::vector<std::string>{"three", "four"}));
-    EXPECT_TRUE(List(alice(), 5, 1).empty());
+    EXPECT_EQ(Stored(pins[3].id), "null");
+    EXPECT_EQ(pins[6].name, endless);
+    EXPECT_EQ(Names(List(alice(), 2, 2)), (std::vector<std::string>{"recently_added", "genre"}));
+    EXPECT_TRUE(List(alice(), 7, 1).empty());
     EXPECT_TRUE(List(alice(), 0, 0).empty());
-    EXPECT_EQ(alice().GetPinTotalByUser(), 5);
+    EXPECT_EQ(alice().GetPinTotalByUser(), 7);
     EXPECT_EQ(bob().GetPinTotalByUser(), 1);
 
     // The same view twice: criteria of the lists without any are all the same.
-    EXPECT_EQ(Pin("random_100", Object({{"album", "other"}})), "");
-    EXPECT_EQ(alice().GetErrorCode(), 4);
-    EXPECT_EQ(Pin("album", Object({{"album_artist", "\u00df"}, {"album", "It's"}})), "");
-    EXPECT_EQ(alice().GetErrorCode(), 4);
-    EXPECT_NE(Pin("composer", Object({{"album", "It's"}, {"album_artist", "\u00df"}})), "");
+    for (const auto &[type, criteria] :
+         {std::pair("random_100", Object({{"album", "other"}})),
+          std::pair("album", Object({{"album_artist", "\u00df"}, {"album", "It's"}}))}) {
+        EXPECT_EQ(Pin(type, criteria), "");
+        EXPECT_EQ(alice().GetErrorCode(), 4);
+    }
 }
 
 TEST_F(Pins, BelongToOneUser) {
@@ -168,57 +179,31 @@ TEST_F(Pins, FollowTheLibraryByPath) {
     EXPECT_TRUE(alice().Unpin(listPin));
 }
 
-// What is found by its tags or its name is the same before and after.
-TEST_F(Pins, OfTagsAndNamesStayAsTheyAre) {
-    WriteFile(varn::path::kSmartPlaylists, "\"Rock\" { genre is \"Rock\" }\n");
-    const std::pair<const char *, Json::Value> views[] = {
-        {"album", Object({{"album", "A"}, {"album_artist", "B"}})},
-        {"artist", Object({{"artist", "A"}, {"genre_filter", "G"}})},
-        {"composer", Object({{"composer", "O'C"}})},
-        {"genre", Object({{"genre", "100%"}})},
-        {"recently_added", Object({})},
-        {"random_100", Object({})},
-    };
-    for (const auto &[type, criteria] : views) {
-        EXPECT_NE(Pin(type, criteria, type), "") << type;
-    }
-    EXPECT_NE(Pin("playlist", Object({{"playlist", "playlist_shared_smart/Rock"}}), "smart"), "");
-    Query(
-        "INSERT INTO directory (id, path) VALUES (7, '/v'); DELETE FROM directory; "
-        "INSERT INTO directory (id, path) VALUES (8, '/v')");
-    const std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 7U);
-    for (std::size_t i = 0; i < std::size(views); ++i) {
-        EXPECT_EQ(pins[i].criteria, views[i].second) << pins[i].type;
-    }
-    EXPECT_EQ(pins[6].criteria, Object({{"library", "shared"},
-                                        {"type", "smart"},
-                                        {"name", "Rock"},
-                                        {"playlist", "playlist_shared_smart/Rock"}}));
-}
-
+// Playlists without a row keep their identifier, stored and shown.
 TEST_F(Pins, KeepPlaylistsWithoutARowByIdentifier) {
-    const std::string shared = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
-    ASSERT_NE(Pin("playlist", Object({{"playlist", shared.c_str()}})), "");
     WriteFile(varn::path::kPackageConf, "enable_personal_library=\"no\"\n");
     WriteFile("/usr/varn/etc/preference/alice/playlists/It's.m3u", "");
-    ASSERT_NE(Pin("playlist", Object({{"playlist", "playlist_personal_normal/It's"}})), "");
-    const std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 2U);
-    EXPECT_EQ(pins[0].criteria,
-              Object({{"library", "personal"}, {"type", "normal"}, {"playlist", shared.c_str()}}));
-    EXPECT_EQ(pins[1].criteria, Object({{"library", "personal"},
-                                        {"type", "normal"},
-                                        {"name", "It's"},
-                                        {"playlist", "playlist_personal_normal/It's"}}));
-    for (const auto &[id, library] : {std::pair("playlist_shared_smart/Top/25", "shared"),
-                                      std::pair("playlist_personal_smart/Top/25", "personal")}) {
-        Json::Value criteria = Object({{"playlist", id}});
-        EXPECT_TRUE(alice().ConvertPlaylistPathToID(criteria));
-        EXPECT_EQ(
-            criteria,
-            Object(
-                {{"library", library}, {"type", "smart"}, {"name", "Top/25"}, {"playlist", id}}));
+    WriteFile("/usr/varn/etc/preference/alice/playlists/smart.playlist",
+              "\"Top/25\" { genre = \"Rock\" }\n");
+    WriteFile(varn::path::kSmartPlaylists, "\"Top/25\" { genre = \"Rock\" }\n");
+    const struct {
+        const char *id, *library, *type, *name;
+    } cases[] = {
+        {"playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__", "personal", "normal", nullptr},
+        {"playlist_personal_normal/It's", "personal", "normal", "It's"},
+        {"playlist_personal_smart/Top/25", "personal", "smart", "Top/25"},
+        {"playlist_shared_smart/Top/25", "shared", "smart", "Top/25"},
+    };
+    for (const auto &[id, library, type, name] : cases) {
+        Json::Value shown = Object({{"library", library}, {"type", type}, {"playlist", id}});
+        if (name != nullptr) {
+            shown["name"] = name;
+        }
+        PinData made;
+        ASSERT_TRUE(alice().Pin("playlist", Object({{"playlist", id}}), "n", made)) << id;
+        EXPECT_EQ(Stored(made.id), std::string(R"({"playlist":")") + id + "\"}");
+        EXPECT_EQ(made.criteria, shown);
+        EXPECT_EQ(List(alice()).back().criteria, shown);
     }
 }
 
