@@ -27,7 +27,6 @@ TEST_F(Pins, RefusesWhatIsNoView) {
         {"album", Json::Value(Json::arrayValue), 3},
         {"album", Json::Value(7), 3},
         {"folder", Object({{"album", "x"}}), 1},
-        {"folder", Object({{"folder", "dir_4711"}}), 6},
         {"folder", Object({{"folder", "dir_1 OR 1=1"}}), 6},
         {"folder", Object({{"folder", "dir_"}}), 6},
         {"folder", Object({{"folder", ""}}), 6},
@@ -127,56 +126,75 @@ TEST_F(Pins, BelongToOneUser) {
 
 // Folders and playlists are found again after the library was indexed anew.
 TEST_F(Pins, FollowTheLibraryByPath) {
-    const std::string share = (scratch() / "share").string();
-    std::filesystem::create_directories(share);
-    WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
+    const std::string share = Share();
     const std::string folder = share + "/It's 100%";
     const std::string list = share + "/a_b.m3u";
-    const auto index = [&](int id) {
-        const std::string quoted = share + "/It''s 100%";
-        const std::string n = std::to_string(id);
-        Query("DELETE FROM directory");
-        Query("DELETE FROM playlist");
-        Query("DELETE FROM personal_directory");
-        Query("INSERT INTO directory(id, path) VALUES (" + n + ", '" + quoted + "')");
-        Query("INSERT INTO personal_directory(userid, id, path) VALUES (1030, 5" + n +
-              ", '/homes/alice/music')");
+    const auto index = [&](const std::string &n, const char *owner) {
+        Query(
+            "DELETE FROM directory; DELETE FROM playlist; DELETE FROM personal_directory; "
+            "DELETE FROM personal_playlist");
+        Query("INSERT INTO directory(id, path) VALUES (" + n + ", '" + share + "/It''s 100%')");
         Query("INSERT INTO playlist(id, path, title) VALUES (" + n + ", '" + list + "', 'A & B')");
+        Query("INSERT INTO personal_directory(userid, id, path) VALUES (" + std::string(owner) +
+              ", 5" + n + ", '/homes/alice/music')");
+        Query("INSERT INTO personal_playlist(userid, id, path, title) VALUES (" +
+              std::string(owner) + ", 6" + n + ", '" + share + "/It''s mine.m3u', '')");
     };
-    index(12);
-    const std::string folderPin = Pin("folder", Object({{"folder", "dir_12"}}));
-    const std::string homePin = Pin("folder", Object({{"folder", "dir_p_512"}}));
-    const std::string listPin =
-        Pin("playlist", Object({{"playlist", "playlist_shared_normal/12"}}));
-    ASSERT_NE(folderPin, "");
-    ASSERT_NE(homePin, "");
-    ASSERT_NE(listPin, "");
-    EXPECT_EQ(Stored(folderPin), R"({"folder":"shared","path":")" + folder + "\"}");
-    EXPECT_EQ(Stored(homePin), R"({"folder":"personal","path":"/homes/alice/music"})");
-    EXPECT_EQ(Stored(listPin), R"({"path":")" + list + R"(","playlist":"shared"})");
-    EXPECT_EQ(Pin("folder", Object({{"folder", "dir_12"}})), "");
-    EXPECT_EQ(alice().GetErrorCode(), 4);
-
-    index(34);
+    index("12", "1030");
+    const struct {
+        const char *type, *id;
+        Json::Value stored, shown;
+    } cases[] = {
+        {"folder", "dir_12", Object({{"folder", "shared"}, {"path", folder.c_str()}}),
+         Object({{"folder", "dir_34"}, {"path", "/music/It's 100%"}})},
+        {"playlist", "playlist_shared_normal/12",
+         Object({{"playlist", "shared"}, {"path", list.c_str()}}),
+         Object({{"library", "shared"},
+                 {"type", "normal"},
+                 {"name", "A & B"},
+                 {"path", "/music/a_b.m3u"},
+                 {"playlist", "playlist_shared_normal/34"}})},
+        {"folder", "dir_p_512", Object({{"folder", "personal"}, {"path", "/homes/alice/music"}}),
+         Json::Value()},
+        {"playlist", "playlist_personal_normal/612",
+         Object({{"playlist", "personal"}, {"path", (share + "/It's mine.m3u").c_str()}}),
+         Object({{"library", "personal"},
+                 {"type", "normal"},
+                 {"name", "It's mine"},  // without a title the file's
+                 {"path", "/music/It's mine.m3u"},
+                 {"playlist", "playlist_personal_normal/634"}})},
+    };
+    for (const auto &[type, id, stored, shown] : cases) {
+        PinData made;
+        EXPECT_TRUE(alice().Pin(type, Object({{type, id}}), "It's \n", made)) << id;
+        EXPECT_EQ(made.name + made.type, std::string("It's \n") + type);
+        EXPECT_EQ(made.criteria[type], id);
+        EXPECT_EQ(Pin(type, Object({{type, id}})), "");
+        EXPECT_EQ(alice().GetErrorCode(), 4) << id;
+    }
+    index("34", "1030");
     std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 3U);
-    EXPECT_EQ(pins[0].criteria, Object({{"folder", "dir_34"}, {"path", "/music/It's 100%"}}));
-    EXPECT_EQ(pins[1].criteria["folder"], "dir_p_534");
-    EXPECT_EQ(pins[2].criteria, Object({{"library", "shared"},
-                                        {"type", "normal"},
-                                        {"name", "A & B"},
-                                        {"path", "/music/a_b.m3u"},
-                                        {"playlist", "playlist_shared_normal/34"}}));
+    ASSERT_EQ(pins.size(), std::size(cases));
+    EXPECT_EQ(Stored(pins[0].id), R"({"folder":"shared","path":")" + folder + "\"}");
+    EXPECT_EQ(pins[2].criteria["folder"], "dir_p_534");
+    for (std::size_t i : {0, 1, 3}) {
+        EXPECT_EQ(pins[i].criteria, cases[i].shown);
+    }
 
-    // What is gone keeps its pin, in the form in which it is stored.
-    Query("DELETE FROM directory");
-    Query("DELETE FROM playlist");
+    // What is gone keeps its pin, in the form in which it is stored; another user's does not stand
+    // in for it.
+    index("56", "1031");
+    Query("DELETE FROM directory; DELETE FROM playlist");
     pins = List(alice());
-    ASSERT_EQ(pins.size(), 3U);
+    ASSERT_EQ(pins.size(), std::size(cases));
     EXPECT_EQ(alice().GetErrorCode(), 0);
-    EXPECT_EQ(pins[0].criteria, Object({{"folder", "shared"}, {"path", folder.c_str()}}));
-    EXPECT_TRUE(alice().Rename(folderPin, "gone"));
-    EXPECT_TRUE(alice().Unpin(listPin));
+    for (std::size_t i = 0; i < pins.size(); ++i) {
+        EXPECT_EQ(pins[i].criteria, cases[i].stored);
+    }
+    EXPECT_EQ(Pin("playlist", Object({{"playlist", "playlist_personal_normal/656"}})), "");
+    EXPECT_EQ(alice().GetErrorCode(), 7);
+    EXPECT_TRUE(alice().Rename(pins[0].id, "gone"));
+    EXPECT_TRUE(alice().Unpin(pins[1].id));
 }
 
 // Playlists without a row keep their identifier, stored and shown.
@@ -236,6 +254,14 @@ TEST_F(PinOrder, NumbersAPageFromItsFirstKey) {
     EXPECT_EQ(Keys(), "a6 b5 c4");
     EXPECT_TRUE(alice().Reorder({}, 9, 5));
     EXPECT_EQ(Keys(), "a6 b5 c4");
+}
+
+// A new pin stands behind the last one, wherever that is and however many there are.
+TEST_F(PinOrder, NewPinsComeLast) {
+    Query("UPDATE pin SET sort_key = 40 WHERE name = 'a'; DELETE FROM pin WHERE name = 'b'");
+    Query("UPDATE pin SET sort_key = 90 WHERE id = '" + bobs + "'");
+    EXPECT_NE(Pin("genre", Object({}), "d"), "");
+    EXPECT_EQ(Keys(), "a40 c9 d41");
 }
 
 TEST_F(PinOrder, TakesExactlyThePagesPins) {

@@ -168,6 +168,7 @@ TEST_F(SharedSongsFailures, FolderAndFileAreMadeWhenTheyAreMissing) {
     EXPECT_EQ(Rows(), "0") << "no row for a list that cannot be";
 
     std::filesystem::create_directories(At(varn::path::kPreferences));
+    std::filesystem::permissions(At(varn::path::kPreferences), std::filesystem::perms(0777));
     ASSERT_TRUE(Get(manager));
     struct stat folder {};
     ASSERT_EQ(stat(At(kFolder).c_str(), &folder), 0);

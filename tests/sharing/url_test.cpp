@@ -193,42 +193,31 @@ TEST_F(SharingUrl, ComesThroughTheRelay) {
 }
 
 TEST_F(SharingUrl, UsesTheRelayOnlyWhereItMayServeThePortal) {
-    const struct {
-        const char *host;
-        Text relay, permission;
-        bool used;
-    } cases[] = {
-        {"nas.relay.example", kOn, {}, true},  // a system without the permission service
-        {"nas.relay.example", kOn, kPermitted, true},
-        {"nas.relay.example", kOn, Services("[]"), false},
-        {"nas.relay.example", kOn, Services("7"), false},
-        {"nas.relay.example", kOn, Services(R"([{"id": "kos_portal", "enabled": false}])"), false},
-        {"nas.relay.example", kOn, Services(R"([{"id": "kos_portal", "enabled": "true"}])"), false},
-        {"nas.relay.example", kOn, Services(R"([{"id": "kos_portal"}])"), false},
-        {"nas.relay.example", kOn, Services(R"([7, null, {"id": 7, "enabled": true}])"), false},
-        {"nas.relay.example", kOn, Services(R"({"id": "kos_portal", "enabled": true})"), false},
-        {"nas.relay.example", kOn, Got("[]"), false},
-        {"nas.relay.example", kOn, kRefused, false},
-        {"nas.relay.example", Relay(R"("enabled": "yes")"), kPermitted, false},
-        {"nas.relay.example", Got("[]"), kPermitted, false},
-        {"nas.relay.example", kRefused, kPermitted, false},
-        {"nas.relay.example", "no json", kPermitted, false},
-        {"nas.relay.example", {}, kPermitted, false},
-        {"nas.relay.example",
-         Relay(R"("enabled": true, "domain": "relay.example", "server_alias": 7)"), kPermitted,
-         false},
-        // Every host has an empty domain; the name must still be this server's.
-        {"nas.any.example", Relay(R"("enabled": true, "domain": "", "server_alias": "nas")"),
-         kPermitted, true},
-        {"nas", Relay(R"("enabled": true, "server_alias": "nas")"), kPermitted, true},
-        {"other.any.example", Relay(R"("enabled": true, "domain": "", "server_alias": "nas")"),
-         kPermitted, false},
+    const auto used = [](const char *host, const Text &relay, const Text &permission) {
+        return Address({.host = host, .relay = relay, .permission = permission}) ==
+               "https://" + std::string(host);
     };
-    for (const auto &[host, relay, permission, used] : cases) {
-        EXPECT_EQ(Address({.host = host, .relay = relay, .permission = permission}),
-                  (used ? "https://" : "http://") + std::string(host))
-            << relay.value_or("") << permission.value_or("");
+    constexpr char kHost[] = "nas.relay.example";
+    EXPECT_TRUE(used(kHost, kOn, kPermitted));
+    EXPECT_TRUE(used(kHost, kOn, {})) << "a system without the permission service";
+    for (const std::string &permission :
+         {Services("[]"), Services("7"), Services(R"([{"id": "kos_portal", "enabled": false}])"),
+          Services(R"([{"id": "kos_portal", "enabled": "true"}])"),
+          Services(R"([{"id": "kos_portal"}])"),
+          Services(R"([7, null, {"id": 7, "enabled": true}])"),
+          Services(R"({"id": "kos_portal", "enabled": true})"), Got("[]"), kRefused}) {
+        EXPECT_FALSE(used(kHost, kOn, permission)) << permission;
     }
+    constexpr char kOdd[] = R"("enabled": true, "domain": "relay.example", "server_alias": 7)";
+    for (const Text &relay : {Text(), Text("no json"), Text(kRefused), Text(Got("[]")),
+                              Text(Relay(R"("enabled": "yes")")), Text(Relay(kOdd))}) {
+        EXPECT_FALSE(used(kHost, relay, kPermitted)) << relay.value_or("");
+    }
+    // Every host has an empty domain; the name must still be this server's.
+    const std::string any = Relay(R"("enabled": true, "domain": "", "server_alias": "nas")");
+    EXPECT_TRUE(used("nas.any.example", any, kPermitted));
+    EXPECT_TRUE(used("nas", Relay(R"("enabled": true, "server_alias": "nas")"), kPermitted));
+    EXPECT_FALSE(used("other.any.example", any, kPermitted));
 }
 
 TEST_F(SharingUrl, ToolsAreRunWithTheRightsTheyNeed) {
