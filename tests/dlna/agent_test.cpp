@@ -12,20 +12,13 @@ using namespace std::chrono_literals;
 
 using AgentTest = SystemTest;
 
-const std::string kNul(1, '\0');
-
-DMABrowse &Ask(DMABrowse &browse) {
-    browse.objectId = "0";
-    browse.requestedCount = 100;
-    return browse;
-}
-
-// What the agent makes of an answer.
-std::string Decoded(const std::string &answer) {
-    const ScriptedHttp server([&](const HttpRequest &) { return Reply(answer); });
+// What the agent makes of an answer, and of how it comes.
+std::pair<int, std::string> Received(const HttpReply &reply) {
+    const ScriptedHttp server([&](const HttpRequest &) { return reply; });
     DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
-    EXPECT_EQ(Ask(browse).Perform(), 0);
-    return browse.response();
+    const int result = browse.Perform();
+    EXPECT_EQ(server.Requests().size(), 1u);
+    return {result, browse.response()};
 }
 
 std::size_t CountOf(const HttpRequest &request, const std::string &header) {
@@ -182,10 +175,10 @@ TEST_F(AgentTest, DecodesEntities) {
         {"&LT;&lt &l&lt;t;", "&LT;&lt &l<t;"},
         {"cut &am", "cut &am"},
         {"\xC3\xA4&lt;\xFF\xFE&gt;\r\n\t", "\xC3\xA4<\xFF\xFE>\r\n\t"},
-        {"a" + kNul + "&lt;" + kNul, "a" + kNul + "<" + kNul},
+        {std::string("a\0&lt;\0", 7), std::string("a\0<\0", 4)},
     };
     for (const auto &[answer, decoded] : kCases) {
-        EXPECT_EQ(Decoded(answer), decoded) << answer;
+        EXPECT_EQ(Received(Reply(answer)), std::pair(0, decoded)) << answer;
     }
 }
 
@@ -200,13 +193,10 @@ TEST_F(AgentTest, TakesAnswersHoweverTheyCome) {
         int result;
         std::string response;
     } kCases[] = {
-        {"whole", Reply("<a/>"), CURLE_OK, "<a/>"},
-        {"empty", Reply(""), CURLE_OK, ""},
         {"big", Reply(big), CURLE_OK, big},
         {"one byte a chunk", ChunkedReply("<a>&amp;b</a>", 1), CURLE_OK, "<a>&b</a>"},
         {"big chunks", ChunkedReply(big, 70000), CURLE_OK, big},
         {"slow", SlowReply(Reply("<a>&lt;</a>"), 20, 5ms), CURLE_OK, "<a><</a>"},
-        {"fault", Reply("<fault/>", "500 Internal Server Error"), CURLE_OK, "<fault/>"},
         {"moved", Reply("there", "302 Found", "Location: /elsewhere\r\n"), CURLE_OK, "there"},
         {"without a length", {"HTTP/1.1 200 OK\r\n\r\n&quot;"}, CURLE_OK, "\""},
         {"ends early", CutReply(Reply("&lt;0123456789"), 8, Ending::kClose), CURLE_PARTIAL_FILE,
@@ -221,12 +211,9 @@ TEST_F(AgentTest, TakesAnswersHoweverTheyCome) {
         {"reset", CutReply(Reply(""), 1000, Ending::kReset), CURLE_RECV_ERROR, ""},
     };
     for (const auto &[name, reply, result, response] : kCases) {
-        const ScriptedHttp server([&reply = reply](const HttpRequest &) { return reply; });
-        DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
-        EXPECT_EQ(Ask(browse).Perform(), result) << name;
-        EXPECT_EQ(browse.response().size(), response.size()) << name;
-        EXPECT_TRUE(browse.response() == response) << name << browse.response().substr(0, 100);
-        EXPECT_EQ(server.Requests().size(), 1u) << name;
+        const auto [got, text] = Received(reply);
+        EXPECT_EQ(got, result) << name;
+        EXPECT_TRUE(text == response) << name << text.size() << text.substr(0, 100);
     }
 }
 
