@@ -107,19 +107,15 @@ TEST_F(MimeType, TakesTheLastPairOfAnExtension) {
     WriteFile(varn::path::kMimeTypes,
               "mp3 audio/first\n  FLAC\taudio/flac\r\njpg\nimage/jpeg mp3 " +
                   std::string("audio/mpeg\nlone"));
-    const std::pair<const char *, const char *> cases[] = {
-        {"mp3", "audio/mpeg"},
-        {"Mp3", "audio/mpeg"},
-        {"flac", "audio/flac"},
-        {"jpg", "image/jpeg"},
-        {"lone", "application/octet-stream"},
-        {"mp", "application/octet-stream"},
-        {"", "application/octet-stream"},
-        {"%s%n", "application/octet-stream"},
-        {nullptr, "application/octet-stream"},
-    };
+    const std::pair<const char *, const char *> cases[] = {{"mp3", "audio/mpeg"},
+                                                           {"Mp3", "audio/mpeg"},
+                                                           {"flac", "audio/flac"},
+                                                           {"jpg", "image/jpeg"}};
     for (const auto &[extension, type] : cases) {
         EXPECT_EQ(Of(extension), type);
+    }
+    for (const char *unknown : {"lone", "mp", "", "%s%n", static_cast<const char *>(nullptr)}) {
+        EXPECT_EQ(Of(unknown), "application/octet-stream");
     }
     char cut[6] = "?????";
     EXPECT_EQ(VARNAudioGetMimetype("mp3", cut, sizeof cut), 0);
