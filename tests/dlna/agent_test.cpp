@@ -102,28 +102,19 @@ TEST_F(AgentTest, NamesItsAction) {
     }
 }
 
-TEST_F(AgentTest, CutsRequestsThatDoNotFit) {
-    const ScriptedHttp server([](const HttpRequest &) { return Reply(""); });
-    for (const std::size_t size : {3000, 5000}) {
-        DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
-        browse.objectId = std::string(size, 'x');
-        ASSERT_EQ(browse.Perform(), 0);
-    }
-    const std::vector<HttpRequest> asked = server.Requests();
-    ASSERT_EQ(asked.size(), 2u);
-    EXPECT_TRUE(asked[0].body.ends_with("</s:Envelope>"));
-    EXPECT_EQ(asked[1].body.size(), 4095u);
-    EXPECT_TRUE(asked[1].body.ends_with("xxx"));
-}
-
-TEST_F(AgentTest, RepeatsTheLengthInASecondRequest) {
+TEST_F(AgentTest, CutsRequestsThatDoNotFitAndRepeatsTheLength) {
     const ScriptedHttp server([](const HttpRequest &) { return Reply("&lt;"); });
     DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.Url());
-    for (std::size_t lengths = 1; lengths <= 2; ++lengths) {
-        ASSERT_EQ(browse.Perform(), 0);
-        EXPECT_EQ(CountOf(server.Requests().back(), "Content-Length"), lengths);
-        EXPECT_EQ(browse.response(), "<");
-    }
+    browse.objectId = std::string(3000, 'x');
+    ASSERT_EQ(browse.Perform(), 0);
+    EXPECT_TRUE(server.Requests().back().body.ends_with("</s:Envelope>"));
+    browse.objectId = std::string(5000, 'x');
+    ASSERT_EQ(browse.Perform(), 0);
+    const HttpRequest second = server.Requests().back();
+    EXPECT_EQ(second.body.size(), 4095u);
+    EXPECT_TRUE(second.body.ends_with("xxx"));
+    EXPECT_EQ(CountOf(second, "Content-Length"), 2u);
+    EXPECT_EQ(browse.response(), "<") << "of the second answer alone";
 }
 
 TEST_F(AgentTest, KeepsToItsBounds) {
@@ -163,12 +154,9 @@ TEST_F(AgentTest, TakesARefusalForAnAnswer) {
 
 TEST_F(AgentTest, DecodesEntities) {
     const std::pair<std::string, std::string> kCases[] = {
-        {"", ""},
         {"a&apos;b&quot;c&nbsp;d&lt;e&gt;f&amp;g", "a'b\"c d<e>f&g"},
-        {"&lt;&gt;", "<>"},
         {"&gt;&lt;&apos;&amp;&quot;", "><'&\""},
         {"&amp;amp;&amp;lt;&amp;amp;lt;", "&amp;&lt;&amp;lt;"},
-        {"&amp;&amp;&amp;", "&&&"},
         {"&", "&"},
         {"a & b &&amp;& &", "a & b &&& &"},
         {"&uuml;&#38;&#x26;&#34;", "&uuml;&#38;&#x26;&#34;"},
