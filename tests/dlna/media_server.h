@@ -1,9 +1,7 @@
 // Real media servers from Debian on loopback, each with its files in a folder of the test.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
@@ -18,20 +16,16 @@
 #include <thread>
 #include <vector>
 
+#include "support/loopback.h"
 #include "tonvale/dlna.h"
 
 namespace tonvale_test {
 
 inline int FreePort() {
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    socklen_t length = sizeof address;
-    auto *plain = reinterpret_cast<sockaddr *>(&address);
-    EXPECT_TRUE(bind(fd, plain, length) == 0 && getsockname(fd, plain, &length) == 0);
+    const int port = BindToLoopback(fd);
     close(fd);
-    return ntohs(address.sin_port);
+    return port;
 }
 
 // What is particular to one program.
@@ -74,33 +68,31 @@ class MediaServer {
                 const std::filesystem::path &music)
         : kind_(kind), home_(home), port_(FreePort()) {
         std::filesystem::create_directories(home);
-        std::vector<std::string> words = kind.prepare(home, music, port_);
-        // A server does not outlive this process, however it ends.
-        words.insert(words.begin(), {"/usr/bin/setpriv", "--pdeathsig", "KILL", kind.program});
-        std::vector<std::string> environment = {"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
+        // In a group of its own, because a server has helpers; it does not outlive this process,
+        // however that ends.
+        std::vector<std::string> words = {
+            "/usr/bin/setsid",    "/usr/bin/setpriv", "--pdeathsig", "KILL", "/usr/bin/env", "-i",
+            "PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
         for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
                                      "XDG_RUNTIME_DIR", "TMPDIR"}) {
-            environment.push_back(variable + ("=" + home.string()));
+            words.push_back(variable + ("=" + home.string()));
         }
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_addopen(&files, 1, (home / "log").c_str(),
-                                         O_WRONLY | O_CREAT | O_TRUNC, 0644);
-        posix_spawn_file_actions_adddup2(&files, 1, 2);
-        posix_spawnattr_t attributes;  // a group, because a server has helpers
-        posix_spawnattr_init(&attributes);
-        posix_spawnattr_setflags(&attributes, POSIX_SPAWN_SETPGROUP);
-        EXPECT_EQ(posix_spawn(&pid_, words[0].c_str(), &files, &attributes, Pointers(words).data(),
-                              Pointers(environment).data()),
-                  0)
-            << kind.program;
-        posix_spawnattr_destroy(&attributes);
-        posix_spawn_file_actions_destroy(&files);
+        words.insert(words.end(),
+                     {"/bin/sh", "-c", "exec \"$0\" \"$@\" </dev/null >~/log 2>&1", kind.program});
+        for (const std::string &word : kind.prepare(home, music, port_)) {
+            words.push_back(word);
+        }
+        std::vector<char *> argv;
+        for (std::string &word : words) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+        EXPECT_EQ(posix_spawn(&pid_, argv[0], nullptr, nullptr, argv.data(), environ), 0);
     }
     ~MediaServer() {
         if (pid_ > 0) {
             kill(-pid_, SIGKILL);
+            kill(pid_, SIGKILL);  // which may not have its group yet
             waitpid(pid_, nullptr, 0);
         }
     }
@@ -158,15 +150,6 @@ class MediaServer {
             id = next;
         }
         return id;
-    }
-
-    static std::vector<char *> Pointers(std::vector<std::string> &words) {
-        std::vector<char *> pointers;
-        for (std::string &word : words) {
-            pointers.push_back(word.data());
-        }
-        pointers.push_back(nullptr);
-        return pointers;
     }
 
     const MediaServerKind &kind_;

@@ -20,6 +20,18 @@ Json::Value Parsed(const std::string &text) {
     return json;
 }
 
+Finished Verb(std::vector<std::string> words) {
+    words.insert(words.begin(), "mediaserver");
+    return Tonvale(std::move(words));
+}
+
+Json::Value Printed(std::vector<std::string> words) {
+    words.emplace_back("--json");
+    const Finished run = Verb(std::move(words));
+    EXPECT_EQ(run.status, 0) << run.err;
+    return Parsed(run.out);
+}
+
 using MediaServerTest = SystemTest;
 
 TEST_F(MediaServerTest, ListsWhatAnswers) {
@@ -62,14 +74,11 @@ TEST_F(MediaServerTest, ListsWhatAnswers) {
         answers.push_back(Found(web.Url(page)));
     }
     ScriptedSsdp responder(answers);
-    const std::vector<std::string> list = {"mediaserver", "list",      "--wait",
-                                           "1",           "--address", responder.address()};
-    const Finished table = Tonvale(list);
+    const std::vector<std::string> list = {"list", "--wait", "1", "--address", responder.address()};
+    const Finished table = Verb(list);
     EXPECT_EQ(table.status, 0);
     EXPECT_TRUE(table.out.ends_with("\n2 media servers\n")) << table.out;
-    std::vector<std::string> json = list;
-    json.emplace_back("--json");
-    const Json::Value servers = Parsed(Tonvale(json).out)["servers"];
+    const Json::Value servers = Printed(list)["servers"];
     ASSERT_EQ(servers.size(), 2u) << servers;
     EXPECT_EQ(servers[0]["name"], "Béta & \"Co\"");
     EXPECT_EQ(servers[0]["url"], web.Url("/dir/ctl?x=1"));
@@ -128,9 +137,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         {{"browse", fault.Url(), "64$1"}, 1, "'64$1': 701 No \xEF\xBF\xBD such object\n"},
     };
     for (const auto &[arguments, status, message] : kCases) {
-        std::vector<std::string> words = {"mediaserver"};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        const Finished run = Tonvale(words);
+        const Finished run = Verb(arguments);
         EXPECT_EQ(run.status, status) << message << "\n" << run.err;
         EXPECT_TRUE(Contains(run.err, message)) << message << "\n" << run.err;
     }
@@ -140,7 +147,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
 TEST_F(MediaServerTest, NeedsNoRoot) {
     const std::string root = getenv("TONVALE_ROOT");
     unsetenv("TONVALE_ROOT");
-    const Finished run = Tonvale({"mediaserver", "browse", "ftp://x"});
+    const Finished run = Verb({"browse", "ftp://x"});
     setenv("TONVALE_ROOT", root.c_str(), 1);
     EXPECT_EQ(run.status, 2);
     EXPECT_TRUE(Contains(run.err, "http:// or https://")) << run.err;
@@ -165,23 +172,19 @@ TEST_F(MediaServerTest, PagesAndDescends) {
         }
         return Reply(Browsed(didl));
     });
-    const std::vector<std::string> browse = {"mediaserver", "browse", server.Url()};
     const struct {
         std::vector<std::string> options;
         unsigned count;
         std::string first;
-    } kCases[] = {{{}, 250, "a&b<c"},
+    } kCases[] = {{{"0"}, 250, "a&b<c"},
                   {{"0", "--limit", "7"}, 7, "a&b<c"},
                   {{"0", "--limit", "100", "--offset", "3"}, 100, "3"},
                   {{"0", "--offset", "249"}, 1, "249"},
                   {{"0", "--offset", "2147483647"}, 0, ""}};
     for (const auto &[options, count, first] : kCases) {
-        std::vector<std::string> words = browse;
+        std::vector<std::string> words = {"browse", server.Url()};
         words.insert(words.end(), options.begin(), options.end());
-        words.emplace_back("--json");
-        const Finished run = Tonvale(words);
-        EXPECT_EQ(run.status, 0) << run.err;
-        const Json::Value data = Parsed(run.out);
+        const Json::Value data = Printed(words);
         EXPECT_EQ(data["number_returned"].asUInt(), count);
         EXPECT_EQ(data["containers"].size() + data["items"].size(), count);
         const bool isContainer = !data["containers"].empty();
@@ -189,12 +192,10 @@ TEST_F(MediaServerTest, PagesAndDescends) {
         EXPECT_EQ(count > 0 ? object["id"].asString() : "", first);
         EXPECT_FALSE(count > 0 && object.isMember("children"));
     }
-    std::vector<std::string> deep = browse;
-    deep.insert(deep.end(), {"--depth", "2", "--limit", "2"});
-    const Finished tree = Tonvale(deep);
+    const std::vector<std::string> deep = {"browse", server.Url(), "--depth", "2", "--limit", "2"};
+    const Finished tree = Verb(deep);
     EXPECT_EQ(tree.out, "\xEF\xBF\xBD/  [a&b<c]\n  inner  [in]\n(untitled)  [1]\n3 objects\n");
-    deep.emplace_back("--json");
-    const Json::Value data = Parsed(Tonvale(deep).out);
+    const Json::Value data = Printed(deep);
     EXPECT_EQ(data["number_returned"], 2);
     EXPECT_EQ(data["items"][0]["id"], "1");
     const Json::Value &inside = data["containers"][0]["children"];
@@ -214,9 +215,7 @@ TEST_F(MediaServerTest, KeepsItsOwnNames) {
                   "<res kind=\"k\" children=\"c\" resources=\"r\">u<res resources=\"r\"/></res>"
                   "<res resources=\"r\"/></item><item id=\"2\"/>"));
     });
-    const Finished run = Tonvale({"mediaserver", "browse", server.Url(), "--json"});
-    EXPECT_EQ(run.status, 0) << run.err;
-    const Json::Value items = Parsed(run.out)["items"];
+    const Json::Value items = Printed({"browse", server.Url()})["items"];
     EXPECT_EQ(items[0]["kind"], "item");
     ASSERT_EQ(items[0]["resources"].size(), 2u);
     EXPECT_EQ(items[0]["resources"][0]["res"], "u");
@@ -231,11 +230,11 @@ TEST_F(MediaServerTest, EndsWithAServerThatDoesNot) {
                                  ? "<container id=\"0\"/><item id=\"more\"/>"
                                  : "<item id=\"same\"/><item id=\"other\"/>"));
     });
-    const Finished pages = Tonvale({"mediaserver", "browse", server.Url(), "--json"});
+    const Finished pages = Verb({"browse", server.Url(), "--json"});
     EXPECT_EQ(pages.status, 1);
     EXPECT_TRUE(Contains(pages.err, "the same objects")) << pages.err;
     EXPECT_EQ(Parsed(pages.out)["items"].size(), 2u);
-    const Finished one = Tonvale({"mediaserver", "browse", server.Url(), "0", "--metadata"});
+    const Finished one = Verb({"browse", server.Url(), "0", "--metadata"});
     EXPECT_EQ(one.out, "(untitled)/  [0]\n1 object\n");
 }
 

@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 #include <netinet/in.h>
-#include <poll.h>
-#include <sys/eventfd.h>
 #include <sys/socket.h>
 #include <unistd.h>
 
@@ -13,6 +11,7 @@
 #include <utility>
 #include <vector>
 
+#include "support/loopback.h"
 #include "support/scripted_http.h"
 
 namespace tonvale_test {
@@ -21,16 +20,8 @@ namespace tonvale_test {
 class ScriptedSsdp {
   public:
     explicit ScriptedSsdp(std::vector<std::string> answers)
-        : answers_(std::move(answers)),
-          fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)),
-          stop_(eventfd(0, EFD_CLOEXEC)) {
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto *plain = reinterpret_cast<sockaddr *>(&address);
-        EXPECT_TRUE(bind(fd_, plain, length) == 0 && getsockname(fd_, plain, &length) == 0);
-        address_ = "127.0.0.1:" + std::to_string(ntohs(address.sin_port));
+        : answers_(std::move(answers)), fd_(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0)) {
+        address_ = "127.0.0.1:" + std::to_string(BindToLoopback(fd_));
         thread_ = std::thread([this] { Serve(); });
     }
     ~ScriptedSsdp() { Stop(); }
@@ -41,9 +32,8 @@ class ScriptedSsdp {
     // The last question; nothing is answered any more.
     std::string Stop() {
         if (thread_.joinable()) {
-            eventfd_write(stop_, 1);
+            shutdown(fd_, SHUT_RDWR);  // which ends the wait for a datagram
             thread_.join();
-            close(stop_);
             close(fd_);
         }
         return question_;
@@ -51,14 +41,13 @@ class ScriptedSsdp {
 
   private:
     void Serve() {
-        pollfd waits[] = {{fd_, POLLIN, 0}, {stop_, POLLIN, 0}};
-        while (poll(waits, 2, -1) > 0 && waits[1].revents == 0) {
-            char block[4096];
-            sockaddr_in from{};
-            socklen_t length = sizeof from;
-            auto *plain = reinterpret_cast<sockaddr *>(&from);
-            const ssize_t got = recvfrom(fd_, block, sizeof block, 0, plain, &length);
-            question_.assign(block, got > 0 ? static_cast<std::size_t>(got) : 0);
+        char block[4096];
+        sockaddr_in from{};
+        socklen_t length = sizeof from;
+        auto *plain = reinterpret_cast<sockaddr *>(&from);
+        ssize_t got = 0;
+        while ((got = recvfrom(fd_, block, sizeof block, 0, plain, &length)) > 0) {
+            question_.assign(block, static_cast<std::size_t>(got));
             for (const std::string &answer : answers_) {
                 sendto(fd_, answer.data(), answer.size(), 0, plain, length);
             }
@@ -67,7 +56,6 @@ class ScriptedSsdp {
 
     std::vector<std::string> answers_;
     int fd_;
-    int stop_;
     std::string address_;
     std::string question_;
     std::thread thread_;

@@ -94,24 +94,26 @@ TEST_F(CoverCommandTest, LooksThroughTheEyesOfTheLibrary) {
 
 TEST_F(CoverCommandTest, WritesThePicture) {
     const Path song = Put(Music() / "song.mp3");
-    Put(Music() / "cover.jpg", "\xFF\xD8\xFF picture");
+    const Path cover = Put(Music() / "cover.jpg", "\xFF\xD8\xFF picture");
+    const Path page = Put(scratch() / "page" / "cover.jpg", "<html>");
     const Path out = scratch() / "out";
     EXPECT_EQ(Tonvale({"cover", song, "--output", out}).status, 0);
-    EXPECT_EQ(ReadFile(out), ReadFile(Music() / "cover.jpg"));
-    const Finished full = Tonvale({"cover", song, "--output", "/dev/full"});
-    EXPECT_EQ(full.status, 1);
-    EXPECT_TRUE(Contains(full.err, "cannot write /dev/full: No space left")) << full.err;
-    Put(Music() / "cover.jpg", "<html>");
-    const Finished page = Tonvale({"cover", song, "--output", out});
-    EXPECT_NE(page.status, 0);
-    EXPECT_TRUE(Contains(page.err, "cover.jpg is no picture")) << page.err;
-}
-
-TEST_F(CoverCommandTest, RefusesWhatIsNotThere) {
-    const Finished missing = Tonvale({"cover", Music() / "missing.mp3"});
-    EXPECT_EQ(missing.status, 1);
-    EXPECT_TRUE(Contains(missing.err, "there is no such file")) << missing.err;
-    EXPECT_EQ(Tonvale({"cover"}).status, 2);
+    EXPECT_EQ(ReadFile(out), ReadFile(cover));
+    const struct {
+        std::vector<std::string> arguments;
+        int status;
+        const char *message;
+    } kCases[] = {
+        {{"cover", song, "--output", "/dev/full"}, 1, "cannot write /dev/full: No space left"},
+        {{"cover", page.parent_path(), "--output", out}, 2, "cover.jpg is no picture"},
+        {{"cover", Music() / "missing.mp3"}, 1, "there is no such file"},
+        {{"cover"}, 2, ""},
+    };
+    for (const auto &[arguments, status, message] : kCases) {
+        const Finished run = Tonvale(arguments);
+        EXPECT_EQ(run.status, status) << message;
+        EXPECT_TRUE(Contains(run.err, message)) << run.err;
+    }
 }
 
 }  // namespace

@@ -37,6 +37,15 @@ class CoverTest : public SystemTest {
 
     static Path EaDir(const Path &song) { return song.parent_path() / "@eaDir" / song.filename(); }
 
+    // A link, a folder, a pipe and nothing at all under the names of pictures.
+    static std::vector<Path> NoFiles() {
+        std::filesystem::create_symlink(Put(scratch() / "private.jpg"), Music() / "link.jpg");
+        std::filesystem::create_directory(Music() / "folder.jpg");
+        EXPECT_EQ(mkfifo((Music() / "fifo.jpg").c_str(), 0600), 0);
+        return {Music() / "link.jpg", Music() / "folder.jpg", Music() / "fifo.jpg",
+                Music() / "missing.jpg"};
+    }
+
     // A modification time, in seconds and nanoseconds since 2001.
     static void SetTime(const Path &path, long seconds, long nanoseconds = 0) {
         const timespec time = {1'000'000'000 + seconds, nanoseconds};

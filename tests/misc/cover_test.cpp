@@ -30,35 +30,33 @@ class CoverPathTest : public tonvale_test::CoverTest {
     }
 };
 
+// Which of a folder's files is found; nullptr for none.
+struct Found {
+    std::vector<std::string> files;
+    const char *found;
+
+    std::string In(const fs::path &folder) const { return found ? folder / found : "none"; }
+};
+
 TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
-    const struct {
-        std::vector<std::string> files;
-        const char *found;
-    } kCases[] = {
-        {{"APIC.jpg"}, "APIC.jpg"},
-        {{"old_APIC_3.png", "cover.jpg"}, "old_APIC_3.png"},
-        {{"B_APIC.jpg", "A_APIC.jpg", "APIC.png"}, "APIC.png"},
-        {{"apic.jpg", "VARNAUDIO_ART_NBAUDIO.jpg", ".APIC.jpg"}, nullptr},
-        {{}, nullptr},
-    };
     const fs::path song = Put(Music() / "song.mp3");
-    for (const auto &c : kCases) {
-        fs::remove_all(EaDir(song));
-        fs::create_directories(EaDir(song));
-        for (const std::string &file : c.files) {
+    for (const Found &each : {
+             Found{{"APIC.jpg"}, "APIC.jpg"},
+             {{"old_APIC_3.png", "cover.jpg"}, "old_APIC_3.png"},
+             {{"B_APIC.jpg", "A_APIC.jpg", "APIC.png"}, "APIC.png"},
+             {{"apic.jpg", "VARNAUDIO_ART_NBAUDIO.jpg", ".APIC.jpg"}, nullptr},
+             {{}, nullptr},
+         }) {
+        fs::remove_all(Music() / "@eaDir");
+        for (const std::string &file : each.files) {
             Put(EaDir(song) / file);
         }
-        const std::string expected = c.found ? (EaDir(song) / c.found).string() : "none";
-        EXPECT_EQ(Embedded(song), expected);
+        EXPECT_EQ(Embedded(song), each.In(EaDir(song)));
     }
-    fs::remove_all(song.parent_path() / "@eaDir");
-    EXPECT_EQ(Embedded(song), "none");
     EXPECT_TRUE(Log().empty()) << "a song without pictures is nothing to tell of";
-    for (const char *bad : {"song.mp3", "", "/"}) {
-        ClearLog();
+    for (const std::string &bad : {std::string("song.mp3"), std::string(), std::string("/")}) {
         EXPECT_EQ(Embedded(bad), "none") << bad;
-        EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[" +
-                           std::string(bad) +
+        EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get eaDir path of \\[" + bad +
                            "\\]\\.\\[0x0D00 .*platform/linux/eadir.cpp:[0-9]+\\]$"));
     }
     EXPECT_EQ(Embedded("/" + std::string(4096, 'a')), "none");
@@ -66,27 +64,22 @@ TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
 }
 
 TEST_F(CoverPathTest, FindsTheFolderPicture) {
-    const struct {
-        std::vector<std::string> files;
-        const char *found;
-    } kCases[] = {
-        {{"Cover.JPG", "folder.jpg"}, "Cover.JPG"},
-        {{"AlbumArt.jpg", "FOLDER.jpG"}, "FOLDER.jpG"},
-        {{"ALBUMART.JPG"}, "ALBUMART.JPG"},
-        {{"cover.jpg", "Cover.jpg", "COVER.JPG"}, "COVER.JPG"},
-        {{"cover.jpg.bak", "my cover.jpg", "coverXjpg", "cover.jpeg", "cover.png"}, nullptr},
-    };
     const fs::path folder = Music() / "album";
-    for (const auto &c : kCases) {
+    for (const Found &each : {
+             Found{{"Cover.JPG", "folder.jpg"}, "Cover.JPG"},
+             {{"AlbumArt.jpg", "FOLDER.jpG"}, "FOLDER.jpG"},
+             {{"ALBUMART.JPG"}, "ALBUMART.JPG"},
+             {{"cover.jpg", "Cover.jpg", "COVER.JPG"}, "COVER.JPG"},
+             {{"cover.jpg.bak", "my cover.jpg", "coverXjpg", "cover.jpeg", "cover.png"}, nullptr},
+         }) {
         fs::remove_all(folder);
         const fs::path song = Put(folder / "song.mp3");
-        for (const std::string &file : c.files) {
+        for (const std::string &file : each.files) {
             Put(folder / file);
         }
-        const std::string expected = c.found ? (folder / c.found).string() : "none";
-        EXPECT_EQ(Folder(song), expected);
-        EXPECT_EQ(Folder(folder), expected);
-        EXPECT_EQ(Folder(folder / "not there.mp3"), expected) << "a track of a cue sheet";
+        EXPECT_EQ(Folder(song), each.In(folder));
+        EXPECT_EQ(Folder(folder), each.In(folder));
+        EXPECT_EQ(Folder(folder / "not there.mp3"), each.In(folder)) << "a track of a cue sheet";
     }
     EXPECT_TRUE(Log().empty());
 }
@@ -123,31 +116,34 @@ TEST_F(CoverPathTest, KeepsToTheMarkOfASongWithoutCover) {
 }
 
 TEST_F(CoverPathTest, RefusesPathsThatCannotBeTakenApart) {
-    fs::create_directory(Music() / "dir");
-    Put(Music() / "dir" / "noextension");
+    // The last one has no extension, and no dot in its folder either.
+    const std::string plain = Put(Music() / "plain");
+    ASSERT_EQ(plain.find('.'), std::string::npos);
     for (const std::string &path :
-         {std::string("plain.mp3"), std::string(""), (Music() / "missing").string() + "/"}) {
+         {std::string("plain.mp3"), std::string(), (Music() / "missing").string() + "/", plain}) {
         ClearLog();
         EXPECT_EQ(Folder(path), "none") << path;
         EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Invalid path: " + path + "$"));
     }
-    ClearLog();
     EXPECT_EQ(Folder(Music() / "missing" / "song.mp3"), "none");
     EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to chdir \\[.*/missing\\],$"));
-    // A name without an extension in a place without a dot.
-    const fs::path plain = Put(Music() / "plain");
-    ASSERT_EQ(plain.string().find('.'), std::string::npos);
-    ClearLog();
-    EXPECT_EQ(Folder(plain), "none");
-    EXPECT_TRUE(Logged("Invalid path: " + plain.string() + "$"));
 }
 
-TEST_F(CoverPathTest, ChecksItsArgumentsAndKeepsToTheBuffer) {
+TEST_F(CoverPathTest, KeepsToTheBuffer) {
     const fs::path song = Put(Music() / "song.mp3");
-    Put(Music() / "cover.jpg");
+    const fs::path cover = Put(Music() / "cover.jpg");
     Put(EaDir(song) / "APIC.jpg");
-    for (const auto call : {VARNAudioGetEmbeddedCoverPath, VARNAudioGetFolderCoverPath}) {
+    SetTime(cover, 0);
+    Put(EaDir(song) / "VARNAUDIO_ART_NBAUDIO.jpg");  // a small copy that is new
+    const std::function<int(const char *, char *, int)> calls[] = {
+        VARNAudioGetEmbeddedCoverPath, VARNAudioGetFolderCoverPath,
+        [&](const char *path, char *buffer, int size) {
+            return VARNAudioGetScaleCoverPath(path, cover.c_str(), buffer, size);
+        }};
+    for (const auto &call : calls) {
+        SCOPED_TRACE(&call - calls);
         char buffer[] = "0123456789";
+        ClearLog();
         EXPECT_EQ(call(nullptr, buffer, 5), -1);
         EXPECT_EQ(call(song.c_str(), nullptr, 5), -1);
         EXPECT_EQ(call(song.c_str(), buffer, -1), -1);
@@ -158,7 +154,6 @@ TEST_F(CoverPathTest, ChecksItsArgumentsAndKeepsToTheBuffer) {
         EXPECT_EQ(AsPackage([&] { return call(song.c_str(), buffer, 5); }), 0);
         EXPECT_EQ(buffer, song.string().substr(0, 4));
         EXPECT_EQ(std::string_view(buffer + 5, 5), "56789");
-        ClearLog();
     }
 }
 
@@ -214,15 +209,15 @@ TEST_F(CoverPathTest, NeedsAFolderToComeBackTo) {
 TEST_F(CoverPathTest, PrefersThePictureOfTheSongItself) {
     using Tonvale::CoverPlace;
     const fs::path song = Put(Music() / "song.mp3");
-    const auto find = [&] { return AsPackage([&] { return Tonvale::FindCover(song.c_str()); }); };
-    EXPECT_EQ(find().place, CoverPlace::kNone);
-    EXPECT_EQ(find().path, "");
+    const auto find = [&] {
+        const Tonvale::Cover cover = AsPackage([&] { return Tonvale::FindCover(song.c_str()); });
+        return std::pair(cover.place, fs::path(cover.path));
+    };
+    EXPECT_EQ(find(), std::pair(CoverPlace::kNone, fs::path()));
     Put(Music() / "folder.jpg");
-    EXPECT_EQ(find().place, CoverPlace::kFolder);
-    EXPECT_EQ(find().path, Music() / "folder.jpg");
+    EXPECT_EQ(find(), std::pair(CoverPlace::kFolder, Music() / "folder.jpg"));
     Put(EaDir(song) / "APIC.png");
-    EXPECT_EQ(find().place, CoverPlace::kEmbedded);
-    EXPECT_EQ(find().path, EaDir(song) / "APIC.png");
+    EXPECT_EQ(find(), std::pair(CoverPlace::kEmbedded, EaDir(song) / "APIC.png"));
     EXPECT_EQ(Tonvale::FindCover(nullptr).place, CoverPlace::kNone);
 }
 
@@ -234,12 +229,8 @@ TEST_F(CoverPathTest, OpensPicturesAndNothingElse) {
     EXPECT_EQ(info.st_size, 7);
     EXPECT_TRUE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
     close(fd);
-    fs::create_symlink("/etc/passwd", Music() / "link.jpg");
-    fs::create_directory(Music() / "folder.jpg");
-    ASSERT_EQ(mkfifo((Music() / "fifo.jpg").c_str(), 0600), 0);
-    for (const char *name : {"link.jpg", "folder.jpg", "fifo.jpg", "missing.jpg"}) {
-        const std::string path = Music() / name;
-        EXPECT_EQ(AsPackage([&] { return Tonvale::OpenCover(path.c_str(), &info); }), -1) << name;
+    for (const fs::path &path : NoFiles()) {
+        EXPECT_EQ(AsPackage([&] { return Tonvale::OpenCover(path.c_str(), &info); }), -1) << path;
     }
 }
 
@@ -258,28 +249,19 @@ TEST_F(CoverPathTest, TellsWhetherAPictureChanged) {
         EXPECT_NE(Tonvale::ValidatorsOf(other).etag, now.etag);
     }
     const std::string tag = now.etag;
-    const char *date = now.lastModified.c_str();
-    const struct {
-        std::string ifNoneMatch;
-        const char *ifModifiedSince;
-        bool unchanged;
-    } kCases[] = {
-        {tag, nullptr, true},
-        {"W/" + tag, nullptr, true},
-        {"\"a\" ,\t" + tag + " , \"b\"", nullptr, true},
-        {"*", nullptr, true},
-        {"\"a\", \"b\"", date, false},
-        {tag.substr(1), nullptr, false},
-        {",,", nullptr, false},
-        {"", date, true},
-        {"", "Sun, 06 Nov 1994 08:49:36 GMT", false},
-        {"", "", false},
-        {"", nullptr, false},
-    };
-    for (const auto &c : kCases) {
-        EXPECT_EQ(Tonvale::IsUnchanged(now, c.ifNoneMatch.c_str(), c.ifModifiedSince), c.unchanged)
-            << c.ifNoneMatch;
+    const std::pair<std::string, bool> kCases[] = {
+        {tag, true},  {"W/" + tag, true},     {"\"a\" ,\t" + tag + " , \"b\"", true},
+        {"*", true},  {tag.substr(1), false}, {"\"a\", \"b\"", false},
+        {",,", false}};
+    for (const auto &[ifNoneMatch, unchanged] : kCases) {
+        EXPECT_EQ(Tonvale::IsUnchanged(now, ifNoneMatch.c_str(), nullptr), unchanged)
+            << ifNoneMatch;
     }
+    const char *date = now.lastModified.c_str();
+    EXPECT_TRUE(Tonvale::IsUnchanged(now, "", date));
+    EXPECT_FALSE(Tonvale::IsUnchanged(now, "\"a\"", date));
+    EXPECT_FALSE(Tonvale::IsUnchanged(now, "", "Sun, 06 Nov 1994 08:49:36 GMT"));
+    EXPECT_FALSE(Tonvale::IsUnchanged(now, "", nullptr));
     EXPECT_FALSE(Tonvale::IsUnchanged({}, nullptr, ""));
 }
 

@@ -109,30 +109,25 @@ TEST_F(ExecTest, DoesNotWaitUnlessAsked) {
 
 TEST_F(ExecTest, KeepsTheExitStatusWhateverIsSaidOfChildren) {
     EXPECT_TRUE(HoldsInChild([] {
-        struct sigaction action = {};
-        action.sa_handler = SIG_DFL;
-        action.sa_flags = SA_NOCLDWAIT | SA_RESTART;
-        ASSERT_EQ(sigaction(SIGCHLD, &action, nullptr), 0);
-        EXPECT_EQ(Shell("exit 5"), 5);
-        EXPECT_EQ(ChildFlags(), SA_NOCLDWAIT) << "as it was";
-        EXPECT_EQ(Shell("exit 5", 0), 0);
-        EXPECT_EQ(ChildFlags(), SA_NOCLDWAIT);
-    }));
-    EXPECT_EQ(ChildFlags(), 0);
-    // As a server may that never looks after its children.
-    EXPECT_TRUE(HoldsInChild([] {
-        for (const int flags : {0, SA_NOCLDWAIT}) {
+        const std::pair<sighandler_t, int> cases[] = {
+            {SIG_DFL, SA_NOCLDWAIT},
+            // As a server may that never looks after its children.
+            {SIG_IGN, 0},
+            {SIG_IGN, SA_NOCLDWAIT},
+        };
+        for (const auto &[handler, flags] : cases) {
             struct sigaction action = {};
-            action.sa_handler = SIG_IGN;
+            action.sa_handler = handler;
             action.sa_flags = flags;
             ASSERT_EQ(sigaction(SIGCHLD, &action, nullptr), 0);
             EXPECT_EQ(Shell("exit 5"), 5);
             EXPECT_EQ(Shell("exit 5", 0), 0);
-            EXPECT_EQ(ChildFlags(), flags);
+            EXPECT_EQ(ChildFlags(), flags) << "as it was";
             ASSERT_EQ(sigaction(SIGCHLD, nullptr, &action), 0);
-            EXPECT_EQ(action.sa_handler, SIG_IGN) << "as it was";
+            EXPECT_EQ(action.sa_handler, handler) << "as it was";
         }
     }));
+    EXPECT_EQ(ChildFlags(), 0);
     // A signal on the way interrupts nothing.
     EXPECT_TRUE(HoldsInChild([] {
         struct sigaction action = {};

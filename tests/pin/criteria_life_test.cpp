@@ -20,13 +20,6 @@ class PinCriteria : public Pins {
   protected:
     static constexpr char kOwnFolder[] = "/usr/varn/etc/preference/alice/playlists";
 
-    // A shared folder with music, its playlists below it.
-    static std::string Share() {
-        const std::string share = (scratch() / "share").string();
-        std::filesystem::create_directories(share);
-        WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
-        return share;
-    }
     static Json::Value Playlist(const std::string &id) {
         return Object({{"playlist", id.c_str()}});
     }
@@ -72,58 +65,6 @@ TEST_F(PinCriteria, LeaveTheProcessAsItWas) {
     BackToRoot();
 }
 
-// Personal playlists of the catalogue are rows too, and get other numbers; those of another user do
-// not stand in for them.
-TEST_F(PinCriteria, PersonalPlaylistsFollowTheirFile) {
-    const std::string list = Share() + "/It's mine.m3u";
-    const std::string quoted = Share() + "/It''s mine.m3u";
-    const auto index = [&](int id, unsigned owner, const char *title) {
-        Query("DELETE FROM personal_playlist");
-        Query("INSERT INTO personal_playlist(userid, id, path, title) VALUES (" +
-              std::to_string(owner) + ", " + std::to_string(id) + ", '" + quoted + "', '" + title +
-              "')");
-    };
-    index(7, kAlice, "Mine");
-    PinData made;
-    ASSERT_TRUE(alice().Pin("playlist", Playlist("playlist_personal_normal/7"), "It's \n", made));
-    EXPECT_EQ(Stored(made.id), R"({"path":")" + list + R"(","playlist":"personal"})");
-    EXPECT_EQ(made.type, "playlist");
-    EXPECT_EQ(made.name, "It's \n");
-    EXPECT_EQ(made.user_id, static_cast<int>(kAlice));
-    EXPECT_EQ(made.sort_key, 1);
-    EXPECT_EQ(made.criteria["playlist"], "playlist_personal_normal/7");
-
-    index(8, kAlice, "");
-    Json::Value shown = Object({{"library", "personal"},
-                                {"type", "normal"},
-                                {"name", "It's mine"},
-                                {"path", "/music/It's mine.m3u"},
-                                {"playlist", "playlist_personal_normal/8"}});
-    EXPECT_EQ(List(alice()).front().criteria, shown) << "without a title the file's name";
-    index(8, kBob, "Bobs");
-    EXPECT_EQ(List(alice()).front().criteria,
-              Object({{"path", list.c_str()}, {"playlist", "personal"}}));
-    EXPECT_EQ(Pin("playlist", Playlist("playlist_personal_normal/8")), "");
-    EXPECT_EQ(alice().GetErrorCode(), 7);
-}
-
-TEST_F(PinCriteria, SmartPlaylistsAreKeptByIdentifier) {
-    WriteFile(std::string(kOwnFolder) + "/smart.playlist", R"("Top/25" { genre = "Rock" })"
-                                                           "\n");
-    WriteFile(varn::path::kSmartPlaylists, R"("All" { genre = "Rock" })"
-                                           "\n");
-    for (const auto &[id, library, name] :
-         {std::tuple("playlist_personal_smart/Top/25", "personal", "Top/25"),
-          std::tuple("playlist_shared_smart/All", "shared", "All")}) {
-        PinData made;
-        ASSERT_TRUE(alice().Pin("playlist", Playlist(id), "n", made)) << alice().GetErrorCode();
-        EXPECT_EQ(Stored(made.id), std::string(R"({"playlist":")") + id + "\"}");
-        EXPECT_EQ(
-            made.criteria,
-            Object({{"library", library}, {"type", "smart"}, {"name", name}, {"playlist", id}}));
-    }
-}
-
 // A failed conversion leaves the criteria as they came.
 TEST_F(PinCriteria, FailedConversionsChangeNothing) {
     using Conversion = bool (PinManager::*)(Json::Value &) noexcept;
@@ -132,15 +73,12 @@ TEST_F(PinCriteria, FailedConversionsChangeNothing) {
         Json::Value criteria;
         int error;
     } cases[] = {
-        {&PinManager::ConvertFolderIdToPath, Object({{"path", "/x"}}), 1},
         {&PinManager::ConvertFolderIdToPath, Object({{"folder", "dir_p_12"}}), 6},
         {&PinManager::ConvertFolderPathToID, Object({{"folder", "shared"}}), 1},
         {&PinManager::ConvertFolderPathToID, Object({{"path", "/x"}}), 1},
         {&PinManager::ConvertFolderPathToID, Object({{"folder", "shared"}, {"path", "/x"}}), 6},
         {&PinManager::ConvertFolderPathToID, Object({{"folder", "nowhere"}, {"path", "/x"}}), 8},
         {&PinManager::ConvertFolderPathToID, Object({{"folder", "shared"}, {"path", "\xff"}}), 8},
-        {&PinManager::ConvertPlaylistIdToPath, Object({{"path", "/x"}}), 1},
-        {&PinManager::ConvertPlaylistIdToPath, Playlist("playlist_normal/x"), 1},
         {&PinManager::ConvertPlaylistIdToPath, Playlist("playlist_shared_normal/9"), 7},
         {&PinManager::ConvertPlaylistPathToID, Object({{"path", "/x"}}), 1},
         {&PinManager::ConvertPlaylistPathToID, Object({{"playlist", "shared"}, {"path", "/x"}}), 7},
@@ -202,22 +140,6 @@ TEST_F(PinCriteria, StoredTextsThatCannotBeRead) {
     }
     EXPECT_TRUE(alice().Rename(id, "x"));
     EXPECT_TRUE(alice().Unpin(id));
-}
-
-// A new pin stands behind the last one, wherever that is and however many there are.
-TEST_F(PinCriteria, NewPinsComeLast) {
-    for (const char *genre : {"a", "b", "c"}) {
-        ASSERT_NE(Pin("genre", Object({{"genre", genre}}), genre), "");
-    }
-    Query("UPDATE pin SET sort_key = 40 WHERE name = 'a'");
-    Query("DELETE FROM pin WHERE name = 'b'");
-    Query(
-        "INSERT INTO pin(user_id, type, name, criteria, sort_key) VALUES (1031, 'genre', 'x', "
-        "'{}', 90)");
-    PinData made;
-    ASSERT_TRUE(alice().Pin("genre", Object({{"genre", "d"}}), "d", made));
-    EXPECT_EQ(made.sort_key, 41);
-    EXPECT_EQ(Names(List(alice())), (std::vector<std::string>{"c", "a", "d"}));
 }
 
 }  // namespace

@@ -12,6 +12,7 @@
 
 #include "support/fixture.h"
 #include "tonvale/pins.h"
+#include "varn/systempath.h"
 
 namespace tonvale_test {
 
@@ -45,6 +46,14 @@ class Pins : public DatabaseTest {
     }
     static std::string Stored(const std::string &id) {
         return Value("SELECT criteria FROM pin WHERE id = '" + id + "'");
+    }
+
+    // A shared folder with music.
+    static std::string Share() {
+        const std::string share = (scratch() / "share").string();
+        std::filesystem::create_directories(share);
+        WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
+        return share;
     }
 
     void SetUp() override {

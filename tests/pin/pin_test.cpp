@@ -1,4 +1,6 @@
+#include <iterator>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "pin/pin_fixture.h"
@@ -7,7 +9,6 @@
 namespace {
 
 using Tonvale::PinData;
-using Tonvale::PinManager;
 using tonvale_test::Pins;
 
 TEST_F(Pins, RefusesWhatIsNoView) {
@@ -26,7 +27,6 @@ TEST_F(Pins, RefusesWhatIsNoView) {
         {"album", Json::Value(Json::arrayValue), 3},
         {"album", Json::Value(7), 3},
         {"folder", Object({{"album", "x"}}), 1},
-        {"folder", Object({{"folder", "dir_4711"}}), 6},
         {"folder", Object({{"folder", "dir_1 OR 1=1"}}), 6},
         {"folder", Object({{"folder", "dir_"}}), 6},
         {"folder", Object({{"folder", ""}}), 6},
@@ -46,11 +46,6 @@ TEST_F(Pins, RefusesWhatIsNoView) {
         EXPECT_EQ(alice().GetErrorCode(), error) << type << criteria;
         EXPECT_EQ(pin.name, "untouched");
     }
-    PinData pin;
-    PinManager nowhere(kAlice, "..");
-    EXPECT_FALSE(
-        nowhere.Pin("playlist", Object({{"playlist", "playlist_shared_normal/1"}}), "n", pin));
-    EXPECT_EQ(nowhere.GetErrorCode(), 9);
     Json::Value number;
     number["folder"] = 12;
     EXPECT_EQ(Pin("folder", number), "");
@@ -59,38 +54,53 @@ TEST_F(Pins, RefusesWhatIsNoView) {
     EXPECT_EQ(alice().GetErrorCode(), 0);
 }
 
+// What is found by its tags is the same before and after.
 TEST_F(Pins, KeepsViewsInTheirOrder) {
-    EXPECT_NE(Pin("album", Object({{"album", "It's"}, {"album_artist", "\u00df"}}), "one"), "");
-    EXPECT_NE(Pin("random_100", Object({{"year", "x"}}), "two"), "");
-    EXPECT_NE(Pin("recently_added", Json::Value(7), "three"), "");
-    EXPECT_NE(Pin("genre", Json::Value(), "four"), "");
-    EXPECT_NE(Pin("artist", Object({}), std::string(10000, '\'')), "");
+    const Json::Value album = Object({{"album", "It's"}, {"album_artist", "\u00df"}});
+    const struct {
+        const char *type;
+        Json::Value criteria, kept;
+    } views[] = {
+        {"album", album, album},
+        {"random_100", Object({{"year", "x"}}), Object({})},
+        {"recently_added", Json::Value(7), Object({})},
+        {"genre", Json::Value(), Json::Value()},
+        {"composer", album, album},
+        {"artist", Object({{"artist", "A"}, {"genre_filter", "100%"}}),
+         Object({{"artist", "A"}, {"genre_filter", "100%"}})},
+    };
+    for (const auto &[type, criteria, kept] : views) {
+        EXPECT_NE(Pin(type, criteria, type), "") << type;
+    }
+    const std::string endless(10000, '\'');
+    EXPECT_NE(Pin("artist", Object({}), endless), "");
     PinData bobs;
     ASSERT_TRUE(bob().Pin("random_100", Json::Value(), "bob's", bobs));
     EXPECT_EQ(bobs.sort_key, 1);
     EXPECT_EQ(bobs.user_id, static_cast<int>(kBob));
 
     const std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 5U);
-    EXPECT_EQ(pins[0].criteria, Object({{"album", "It's"}, {"album_artist", "\u00df"}}));
-    EXPECT_EQ(pins[1].criteria, Object({}));
-    EXPECT_EQ(Stored(pins[3].id), "null");
-    EXPECT_EQ(pins[4].name.size(), 10000U);
-    for (int i = 0; i < 5; ++i) {
-        EXPECT_EQ(pins[static_cast<std::size_t>(i)].sort_key, i + 1);
+    ASSERT_EQ(pins.size(), 7U);
+    for (std::size_t i = 0; i < std::size(views); ++i) {
+        EXPECT_EQ(pins[i].name, views[i].type);
+        EXPECT_EQ(pins[i].criteria, views[i].kept) << views[i].type;
+        EXPECT_EQ(pins[i].sort_key, static_cast<int>(i) + 1);
     }
-    EXPECT_EQ(Names(List(alice(), 2, 2)), (std::vector<std::string>{"three", "four"}));
-    EXPECT_TRUE(List(alice(), 5, 1).empty());
+    EXPECT_EQ(Stored(pins[3].id), "null");
+    EXPECT_EQ(pins[6].name, endless);
+    EXPECT_EQ(Names(List(alice(), 2, 2)), (std::vector<std::string>{"recently_added", "genre"}));
+    EXPECT_TRUE(List(alice(), 7, 1).empty());
     EXPECT_TRUE(List(alice(), 0, 0).empty());
-    EXPECT_EQ(alice().GetPinTotalByUser(), 5);
+    EXPECT_EQ(alice().GetPinTotalByUser(), 7);
     EXPECT_EQ(bob().GetPinTotalByUser(), 1);
 
     // The same view twice: criteria of the lists without any are all the same.
-    EXPECT_EQ(Pin("random_100", Object({{"album", "other"}})), "");
-    EXPECT_EQ(alice().GetErrorCode(), 4);
-    EXPECT_EQ(Pin("album", Object({{"album_artist", "\u00df"}, {"album", "It's"}})), "");
-    EXPECT_EQ(alice().GetErrorCode(), 4);
-    EXPECT_NE(Pin("composer", Object({{"album", "It's"}, {"album_artist", "\u00df"}})), "");
+    for (const auto &[type, criteria] :
+         {std::pair("random_100", Object({{"album", "other"}})),
+          std::pair("album", Object({{"album_artist", "\u00df"}, {"album", "It's"}}))}) {
+        EXPECT_EQ(Pin(type, criteria), "");
+        EXPECT_EQ(alice().GetErrorCode(), 4);
+    }
 }
 
 TEST_F(Pins, BelongToOneUser) {
@@ -116,109 +126,102 @@ TEST_F(Pins, BelongToOneUser) {
 
 // Folders and playlists are found again after the library was indexed anew.
 TEST_F(Pins, FollowTheLibraryByPath) {
-    const std::string share = (scratch() / "share").string();
-    std::filesystem::create_directories(share);
-    WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
+    const std::string share = Share();
     const std::string folder = share + "/It's 100%";
     const std::string list = share + "/a_b.m3u";
-    const auto index = [&](int id) {
-        const std::string quoted = share + "/It''s 100%";
-        const std::string n = std::to_string(id);
-        Query("DELETE FROM directory");
-        Query("DELETE FROM playlist");
-        Query("DELETE FROM personal_directory");
-        Query("INSERT INTO directory(id, path) VALUES (" + n + ", '" + quoted + "')");
-        Query("INSERT INTO personal_directory(userid, id, path) VALUES (1030, 5" + n +
-              ", '/homes/alice/music')");
+    const auto index = [&](const std::string &n, const char *owner) {
+        Query(
+            "DELETE FROM directory; DELETE FROM playlist; DELETE FROM personal_directory; "
+            "DELETE FROM personal_playlist");
+        Query("INSERT INTO directory(id, path) VALUES (" + n + ", '" + share + "/It''s 100%')");
         Query("INSERT INTO playlist(id, path, title) VALUES (" + n + ", '" + list + "', 'A & B')");
+        Query("INSERT INTO personal_directory(userid, id, path) VALUES (" + std::string(owner) +
+              ", 5" + n + ", '/homes/alice/music')");
+        Query("INSERT INTO personal_playlist(userid, id, path, title) VALUES (" +
+              std::string(owner) + ", 6" + n + ", '" + share + "/It''s mine.m3u', '')");
     };
-    index(12);
-    const std::string folderPin = Pin("folder", Object({{"folder", "dir_12"}}));
-    const std::string homePin = Pin("folder", Object({{"folder", "dir_p_512"}}));
-    const std::string listPin =
-        Pin("playlist", Object({{"playlist", "playlist_shared_normal/12"}}));
-    ASSERT_NE(folderPin, "");
-    ASSERT_NE(homePin, "");
-    ASSERT_NE(listPin, "");
-    EXPECT_EQ(Stored(folderPin), R"({"folder":"shared","path":")" + folder + "\"}");
-    EXPECT_EQ(Stored(homePin), R"({"folder":"personal","path":"/homes/alice/music"})");
-    EXPECT_EQ(Stored(listPin), R"({"path":")" + list + R"(","playlist":"shared"})");
-    EXPECT_EQ(Pin("folder", Object({{"folder", "dir_12"}})), "");
-    EXPECT_EQ(alice().GetErrorCode(), 4);
-
-    index(34);
+    index("12", "1030");
+    const struct {
+        const char *type, *id;
+        Json::Value stored, shown;
+    } cases[] = {
+        {"folder", "dir_12", Object({{"folder", "shared"}, {"path", folder.c_str()}}),
+         Object({{"folder", "dir_34"}, {"path", "/music/It's 100%"}})},
+        {"playlist", "playlist_shared_normal/12",
+         Object({{"playlist", "shared"}, {"path", list.c_str()}}),
+         Object({{"library", "shared"},
+                 {"type", "normal"},
+                 {"name", "A & B"},
+                 {"path", "/music/a_b.m3u"},
+                 {"playlist", "playlist_shared_normal/34"}})},
+        {"folder", "dir_p_512", Object({{"folder", "personal"}, {"path", "/homes/alice/music"}}),
+         Json::Value()},
+        {"playlist", "playlist_personal_normal/612",
+         Object({{"playlist", "personal"}, {"path", (share + "/It's mine.m3u").c_str()}}),
+         Object({{"library", "personal"},
+                 {"type", "normal"},
+                 {"name", "It's mine"},  // without a title the file's
+                 {"path", "/music/It's mine.m3u"},
+                 {"playlist", "playlist_personal_normal/634"}})},
+    };
+    for (const auto &[type, id, stored, shown] : cases) {
+        PinData made;
+        EXPECT_TRUE(alice().Pin(type, Object({{type, id}}), "It's \n", made)) << id;
+        EXPECT_EQ(made.name + made.type, std::string("It's \n") + type);
+        EXPECT_EQ(made.criteria[type], id);
+        EXPECT_EQ(Pin(type, Object({{type, id}})), "");
+        EXPECT_EQ(alice().GetErrorCode(), 4) << id;
+    }
+    index("34", "1030");
     std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 3U);
-    EXPECT_EQ(pins[0].criteria, Object({{"folder", "dir_34"}, {"path", "/music/It's 100%"}}));
-    EXPECT_EQ(pins[1].criteria["folder"], "dir_p_534");
-    EXPECT_EQ(pins[2].criteria, Object({{"library", "shared"},
-                                        {"type", "normal"},
-                                        {"name", "A & B"},
-                                        {"path", "/music/a_b.m3u"},
-                                        {"playlist", "playlist_shared_normal/34"}}));
+    ASSERT_EQ(pins.size(), std::size(cases));
+    EXPECT_EQ(Stored(pins[0].id), R"({"folder":"shared","path":")" + folder + "\"}");
+    EXPECT_EQ(pins[2].criteria["folder"], "dir_p_534");
+    for (std::size_t i : {0, 1, 3}) {
+        EXPECT_EQ(pins[i].criteria, cases[i].shown);
+    }
 
-    // What is gone keeps its pin, in the form in which it is stored.
-    Query("DELETE FROM directory");
-    Query("DELETE FROM playlist");
+    // What is gone keeps its pin, in the form in which it is stored; another user's does not stand
+    // in for it.
+    index("56", "1031");
+    Query("DELETE FROM directory; DELETE FROM playlist");
     pins = List(alice());
-    ASSERT_EQ(pins.size(), 3U);
+    ASSERT_EQ(pins.size(), std::size(cases));
     EXPECT_EQ(alice().GetErrorCode(), 0);
-    EXPECT_EQ(pins[0].criteria, Object({{"folder", "shared"}, {"path", folder.c_str()}}));
-    EXPECT_TRUE(alice().Rename(folderPin, "gone"));
-    EXPECT_TRUE(alice().Unpin(listPin));
+    for (std::size_t i = 0; i < pins.size(); ++i) {
+        EXPECT_EQ(pins[i].criteria, cases[i].stored);
+    }
+    EXPECT_EQ(Pin("playlist", Object({{"playlist", "playlist_personal_normal/656"}})), "");
+    EXPECT_EQ(alice().GetErrorCode(), 7);
+    EXPECT_TRUE(alice().Rename(pins[0].id, "gone"));
+    EXPECT_TRUE(alice().Unpin(pins[1].id));
 }
 
-// What is found by its tags or its name is the same before and after.
-TEST_F(Pins, OfTagsAndNamesStayAsTheyAre) {
-    WriteFile(varn::path::kSmartPlaylists, "\"Rock\" { genre is \"Rock\" }\n");
-    const std::pair<const char *, Json::Value> views[] = {
-        {"album", Object({{"album", "A"}, {"album_artist", "B"}})},
-        {"artist", Object({{"artist", "A"}, {"genre_filter", "G"}})},
-        {"composer", Object({{"composer", "O'C"}})},
-        {"genre", Object({{"genre", "100%"}})},
-        {"recently_added", Object({})},
-        {"random_100", Object({})},
-    };
-    for (const auto &[type, criteria] : views) {
-        EXPECT_NE(Pin(type, criteria, type), "") << type;
-    }
-    EXPECT_NE(Pin("playlist", Object({{"playlist", "playlist_shared_smart/Rock"}}), "smart"), "");
-    Query(
-        "INSERT INTO directory (id, path) VALUES (7, '/v'); DELETE FROM directory; "
-        "INSERT INTO directory (id, path) VALUES (8, '/v')");
-    const std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 7U);
-    for (std::size_t i = 0; i < std::size(views); ++i) {
-        EXPECT_EQ(pins[i].criteria, views[i].second) << pins[i].type;
-    }
-    EXPECT_EQ(pins[6].criteria, Object({{"library", "shared"},
-                                        {"type", "smart"},
-                                        {"name", "Rock"},
-                                        {"playlist", "playlist_shared_smart/Rock"}}));
-}
-
+// Playlists without a row keep their identifier, stored and shown.
 TEST_F(Pins, KeepPlaylistsWithoutARowByIdentifier) {
-    const std::string shared = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
-    ASSERT_NE(Pin("playlist", Object({{"playlist", shared.c_str()}})), "");
     WriteFile(varn::path::kPackageConf, "enable_personal_library=\"no\"\n");
     WriteFile("/usr/varn/etc/preference/alice/playlists/It's.m3u", "");
-    ASSERT_NE(Pin("playlist", Object({{"playlist", "playlist_personal_normal/It's"}})), "");
-    const std::vector<PinData> pins = List(alice());
-    ASSERT_EQ(pins.size(), 2U);
-    EXPECT_EQ(pins[0].criteria,
-              Object({{"library", "personal"}, {"type", "normal"}, {"playlist", shared.c_str()}}));
-    EXPECT_EQ(pins[1].criteria, Object({{"library", "personal"},
-                                        {"type", "normal"},
-                                        {"name", "It's"},
-                                        {"playlist", "playlist_personal_normal/It's"}}));
-    for (const auto &[id, library] : {std::pair("playlist_shared_smart/Top/25", "shared"),
-                                      std::pair("playlist_personal_smart/Top/25", "personal")}) {
-        Json::Value criteria = Object({{"playlist", id}});
-        EXPECT_TRUE(alice().ConvertPlaylistPathToID(criteria));
-        EXPECT_EQ(
-            criteria,
-            Object(
-                {{"library", library}, {"type", "smart"}, {"name", "Top/25"}, {"playlist", id}}));
+    WriteFile("/usr/varn/etc/preference/alice/playlists/smart.playlist",
+              "\"Top/25\" { genre = \"Rock\" }\n");
+    WriteFile(varn::path::kSmartPlaylists, "\"Top/25\" { genre = \"Rock\" }\n");
+    const struct {
+        const char *id, *library, *type, *name;
+    } cases[] = {
+        {"playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__", "personal", "normal", nullptr},
+        {"playlist_personal_normal/It's", "personal", "normal", "It's"},
+        {"playlist_personal_smart/Top/25", "personal", "smart", "Top/25"},
+        {"playlist_shared_smart/Top/25", "shared", "smart", "Top/25"},
+    };
+    for (const auto &[id, library, type, name] : cases) {
+        Json::Value shown = Object({{"library", library}, {"type", type}, {"playlist", id}});
+        if (name != nullptr) {
+            shown["name"] = name;
+        }
+        PinData made;
+        ASSERT_TRUE(alice().Pin("playlist", Object({{"playlist", id}}), "n", made)) << id;
+        EXPECT_EQ(Stored(made.id), std::string(R"({"playlist":")") + id + "\"}");
+        EXPECT_EQ(made.criteria, shown);
+        EXPECT_EQ(List(alice()).back().criteria, shown);
     }
 }
 
@@ -251,6 +254,14 @@ TEST_F(PinOrder, NumbersAPageFromItsFirstKey) {
     EXPECT_EQ(Keys(), "a6 b5 c4");
     EXPECT_TRUE(alice().Reorder({}, 9, 5));
     EXPECT_EQ(Keys(), "a6 b5 c4");
+}
+
+// A new pin stands behind the last one, wherever that is and however many there are.
+TEST_F(PinOrder, NewPinsComeLast) {
+    Query("UPDATE pin SET sort_key = 40 WHERE name = 'a'; DELETE FROM pin WHERE name = 'b'");
+    Query("UPDATE pin SET sort_key = 90 WHERE id = '" + bobs + "'");
+    EXPECT_NE(Pin("genre", Object({}), "d"), "");
+    EXPECT_EQ(Keys(), "a40 c9 d41");
 }
 
 TEST_F(PinOrder, TakesExactlyThePagesPins) {

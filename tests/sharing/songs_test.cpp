@@ -70,15 +70,13 @@ TEST_F(SharingSongs, AreThoseThatTheOwnerBrowses) {
 }
 
 TEST_F(SharingSongs, AreNoneWithoutAPlaylist) {
-    const struct {
-        SharingData link;
-        const char *line;
-    } cases[] = {
-        {Link("nonsense", List()), "Failed to parse playlist info by id\\."},
-        {Link("playlist_shared_normal/../x", List()), "Failed to parse playlist info by id\\."},
-        {Link("playlist_shared_smart/other", Smart().path),
-         "Fail to load smart playlist rules \\["},
-        {Link(kSharedSmart, In("none")), "Fail to load smart playlist rules \\["},
+    constexpr char kNoId[] = "Failed to parse playlist info by id\\.";
+    constexpr char kNoRules[] = "Fail to load smart playlist rules \\[";
+    const std::pair<SharingData, const char *> cases[] = {
+        {Link("nonsense", List()), kNoId},
+        {Link("playlist_shared_normal/../x", List()), kNoId},
+        {Link("playlist_shared_smart/other", Smart().path), kNoRules},
+        {Link(kSharedSmart, In("none")), kNoRules},
         {Link("playlist_shared_normal/12", In("none.m3u")), "audiolib/playlist"},
     };
     for (const auto &[link, line] : cases) {

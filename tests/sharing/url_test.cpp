@@ -1,21 +1,112 @@
-#include <filesystem>
-#include <string>
+// Where a link leads: what the request, the machine and its tools say of the outside address.
+#include <unistd.h>
 
-#include "sharing/url_fixture.h"
+#include <cstdlib>
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "sharing/sharing_fixture.h"
+#include "varn/process.h"
 
 namespace {
 
 using namespace tonvale_test;
 using Tonvale::SharingManager;
 
-TEST_F(SharingUrl, TakesTheRequestsOwnAddressWithoutABetterOne) {
-    const struct {
+using Text = std::optional<std::string>;
+
+struct Request {
+    const char *host = nullptr;
+    const char *serverPort = nullptr;
+    const char *https = nullptr;
+    const char *uri = nullptr;
+    Text info = "";        // /etc/varninfo.conf
+    Text relay = {};       // the relay service's answer
+    Text permission = {};  // the permission service's
+    Text ddns = {};        // the dynamic-DNS tool
+    Text daemon = {};      // the relay's
+};
+
+constexpr char kPorts[] = "external_port_kos_http=\"80\"\nexternal_port_kos_https=\"443\"\n";
+constexpr char kAlias[] = R"("enabled": true, "domain": "relay.example", "server_alias": "nas")";
+
+// A service's answer.
+std::string Got(const std::string &data) {
+    return R"({"get": {"success": true, "data": )" + data + "}}";
+}
+const std::string kRefused = R"({"get": {"success": false, "error": {"code": 105}}})";
+
+std::string Relay(const std::string &members) {
+    return Got("{" + members + "}");
+}
+const std::string kOn = Relay(kAlias);
+
+std::string Services(const std::string &services) {
+    return Got(R"({"services": )" + services + "}");
+}
+const std::string kPermitted =
+    Services(R"([{"id": "files", "enabled": false}, {"id": "kos_portal", "enabled": true}])");
+
+class SharingUrl : public SharingTest {
+  protected:
+    void TearDown() override {
+        for (const char *name : {"HTTP_HOST", "SERVER_PORT", "HTTPS", "REQUEST_URI"}) {
+            unsetenv(name);
+        }
+        SharingTest::TearDown();
+    }
+
+    static void Set(const char *name, const char *value) {
+        value != nullptr ? setenv(name, value, 1) : unsetenv(name);
+    }
+    static void File(std::string_view path, const Text &text) {
+        std::filesystem::remove(At(path));
+        if (text) {
+            WriteFile(path, *text);
+        }
+    }
+    static void Tool(std::string_view path, const Text &body) {
+        File(path, body ? "#!/bin/sh\n" + *body + "\n" : Text());
+        if (body) {
+            std::filesystem::permissions(At(path), std::filesystem::perms(0755));
+        }
+    }
+
+    static std::string Address(const Request &request) {
+        Set("HTTP_HOST", request.host);
+        Set("SERVER_PORT", request.serverPort);
+        Set("HTTPS", request.https);
+        Set("REQUEST_URI", request.uri);
+        File(varn::path::kVarnInfo, request.info);
+        File("/usr/varn/etc/webapi/VARN.Core.Farlink.json", request.relay);
+        File("/usr/varn/etc/webapi/VARN.Core.Farlink.Permission.json", request.permission);
+        Tool(varn::path::kDynamicDns, request.ddns);
+        Tool(varn::path::kRelayDaemon, request.daemon);
+        return SharingManager().GetRemoteAddr();
+    }
+
+    struct Case {
         Request request;
-        const char *address;
-    } cases[] = {
+        std::string address;
+    };
+    static void Check(const std::vector<Case> &cases) {
+        for (const Case &each : cases) {
+            EXPECT_EQ(Address(each.request), each.address) << "case " << &each - cases.data();
+        }
+    }
+};
+
+TEST_F(SharingUrl, TakesTheRequestsOwnAddressWithoutABetterOne) {
+    const std::string endless(5000, 'h');
+    Check({
         {{.host = "nas:5000", .uri = "/portal/webapi/entry.cgi"}, "http://nas:5000/portal"},
         {{.host = "nas:5000", .uri = "/webapi/entry.cgi"}, "http://nas:5000"},
+        {{.host = "nas", .uri = "/a/b/webapi/entry.cgi?x=/webapi"}, "http://nas/a/b"},
         {{.host = "nas", .serverPort = "8080"}, "http://nas:8080"},
+        {{.host = "nas:5000", .serverPort = "8080"}, "http://nas:5000"},
         {{.host = "nas", .https = "ON"}, "https://nas"},
         {{.host = "nas", .https = "1"}, "http://nas"},
         {{.host = "nas", .uri = "/other?x=1"}, "http://nas/other?x=1"},
@@ -26,123 +117,125 @@ TEST_F(SharingUrl, TakesTheRequestsOwnAddressWithoutABetterOne) {
         {{.host = "nas/evil:81"}, "http://nas"},
         {{.host = ""}, "http://"},
         {{}, "http://"},
-    };
-    for (const auto &[request, address] : cases) {
-        EXPECT_EQ(Address(request), address);
-    }
-    const std::string endless(5000, 'h');
-    EXPECT_EQ(Address({.host = endless.c_str()}), "http://" + std::string(4095, 'h'));
+        {{.host = endless.c_str()}, "http://" + std::string(4095, 'h')},
+    });
 }
 
 TEST_F(SharingUrl, PrefersWhatTheAdministratorConfigured) {
-    constexpr char kPorts[] = "external_port_kos_http=\"80\"\nexternal_port_kos_https=\"443\"\n";
-    EXPECT_EQ(Address({.host = "nas:5000", .info = kPorts}), "http://nas:80");
-    EXPECT_EQ(Address({.host = "nas:5001", .https = "on", .info = kPorts}), "https://nas:443");
-    EXPECT_EQ(Address({.host = "nas:5000", .info = "external_port_kos_http=\"\"\n"}),
-              "http://nas:5000");
-    EXPECT_EQ(Address({.host = "nas:5000",
-                       .info = "external_host_ip=\"203.0.113.5\"\n",
-                       .ddns = "printf 'home.example'"}),
-              "http://203.0.113.5:5000");
-    EXPECT_EQ(Address({.host = "nas:5000",
-                       .ddns = "[ \"$*\" = --get-hostname ] && printf 'home.example rest'"}),
-              "http://home.example:5000");
-    EXPECT_EQ(Address({.host = "nas:5000", .ddns = "exit 1"}), "http://nas:5000");
-    EXPECT_EQ(Address({.host = "nas:5000", .ddns = "yes x | head -c 100000 | tr -d '\\n'"}),
-              "http://" + std::string(1023, 'x') + ":5000");
+    const std::string outside = "external_host_ip=\"203.0.113.5\"\n";
+    Check({
+        {{.host = "nas:5000", .info = kPorts}, "http://nas:80"},
+        {{.host = "nas:5001", .https = "on", .info = kPorts}, "https://nas:443"},
+        {{.host = "nas:5000", .info = "external_port_kos_http=\"\"\n"}, "http://nas:5000"},
+        // The configured port of the other scheme says nothing of this one.
+        {{.host = "nas:5000", .info = "external_port_kos_https=\"443\"\n"}, "http://nas:5000"},
+        {{.host = "nas:1", .https = "on", .info = "external_port_kos_http=\"80\"\n"},
+         "https://nas:1"},
+        // A port is cut to 15 characters.
+        {{.host = "nas", .info = "external_port_kos_http=\"1234567890123456\"\n"},
+         "http://nas:123456789012345"},
+        {{.host = "nas:5000", .info = outside, .ddns = "printf home.example"},
+         "http://203.0.113.5:5000"},
+        {{.host = "[::1]:5000", .serverPort = "81", .uri = "/portal/webapi/x", .info = kPorts},
+         "http://[::1]:80/portal"},
+    });
 }
 
+TEST_F(SharingUrl, NamesOfToolsGoInAsTheyArePrinted) {
+    constexpr char kAsked[] = "[ \"$*\" = --get-hostname ] && printf 'home.example rest'";
+    constexpr char kEndless[] = "yes x | head -c 100000 | tr -d '\\n'";
+    const std::string off = Relay(R"("enabled": false)");
+    const auto relayed = [](const Text &ddns, const char *daemon) {
+        return Request{.host = "nas:5000",
+                       .relay = kOn,
+                       .permission = kPermitted,
+                       .ddns = ddns,
+                       .daemon = daemon};
+    };
+    Check({
+        {{.host = "nas:5000", .ddns = kAsked}, "http://home.example:5000"},
+        {{.host = "nas:5000", .ddns = "exit 1"}, "http://nas:5000"},
+        {{.host = "nas:5000", .ddns = kEndless}, "http://" + std::string(1023, 'x') + ":5000"},
+        {{.host = "nas", .ddns = "echo home.example"}, "http://home.example\n"},
+        {{.host = "nas", .ddns = "printf ' home.example'"}, "http://nas"},
+        {{.host = "nas", .ddns = "printf 'first\\nsecond'"}, "http://first\n"},
+        {relayed({}, "[ \"$*\" = -p ] && printf nas.relay.example"), "https://nas.relay.example"},
+        {relayed({}, "echo nas.other.example"), "http://nas.other.example\n:5000"},
+        {relayed({}, "printf other.example; exit 3"), "http://nas:5000"},
+        {relayed({}, "exit 0"), "http://nas:5000"},
+        // Dynamic DNS comes first, and a relay that is off is not asked.
+        {relayed("printf home.example", "printf nas.relay.example"), "http://home.example:5000"},
+        {{.host = "nas", .relay = off, .permission = kPermitted, .daemon = "printf a.b"},
+         "http://nas"},
+    });
+}
+
+// Through the relay's own name: its port, and the portal at its root.
 TEST_F(SharingUrl, ComesThroughTheRelay) {
-    // Through the relay's own name: its port, and the portal at its root.
-    const Request through = {.host = "nas.relay.example:5000",
-                             .uri = "/portal/webapi/entry.cgi",
-                             .info = "external_host_ip=\"203.0.113.5\"\n",
-                             .relay = kOn,
-                             .permission = kPermitted};
-    EXPECT_EQ(Address(through), "https://nas.relay.example");
-    // Not through it: the daemon's name, when it knows one.
-    Request beside = {.host = "nas:5000", .relay = kOn, .permission = kPermitted};
-    beside.daemon = "[ \"$*\" = -p ] && printf nas.relay.example";
-    EXPECT_EQ(Address(beside), "https://nas.relay.example");
-    beside.daemon = "printf other.example";
-    EXPECT_EQ(Address(beside), "http://other.example:5000");
-    beside.daemon = "printf other.example; exit 3";
-    EXPECT_EQ(Address(beside), "http://nas:5000");
-    // Another server's name under the relay.
-    Request other = through;
-    other.host = "else.relay.example";
-    other.info = "";
-    EXPECT_EQ(Address(other), "http://else.relay.example/portal");
-    other.host = "nas.relay.example.evil";
-    EXPECT_EQ(Address(other), "http://nas.relay.example.evil/portal");
+    const auto through = [](const char *host) {
+        return Request{.host = host,
+                       .serverPort = "81",
+                       .uri = "/portal/webapi/entry.cgi",
+                       .info = kPorts,
+                       .relay = kOn,
+                       .permission = kPermitted};
+    };
+    Request outside = through("nas.relay.example:5000");
+    outside.info = "external_host_ip=\"203.0.113.5\"\n";
+    Check({
+        {through("nas.relay.example:9"), "https://nas.relay.example"},
+        {outside, "https://nas.relay.example"},
+        // Another server's name under the relay, and names that only look like one.
+        {through("else.relay.example"), "http://else.relay.example:80/portal"},
+        {through("nas.relay.example.evil"), "http://nas.relay.example.evil:80/portal"},
+        {through("NAS.relay.example"), "http://NAS.relay.example:80/portal"},
+    });
 }
 
 TEST_F(SharingUrl, UsesTheRelayOnlyWhereItMayServeThePortal) {
-    const struct {
-        const char *relay, *permission;
-        bool used;
-    } cases[] = {
-        {kOn, nullptr, true},  // a system without the permission service
-        {kOn, kPermitted, true},
-        {kOn, R"({"get": {"success": true, "data": {"services": []}}})", false},
-        {kOn, R"({"get": {"success": true, "data": {"services": 7}}})", false},
-        {kOn, R"({"get": {"success": true, "data": []}})", false},
-        {kOn, R"({"get": {"success": false, "error": {"code": 105}}})", false},
-        {R"({"get": {"success": true, "data": {"enabled": "yes"}}})", kPermitted, false},
-        {R"({"get": {"success": true, "data": []}})", kPermitted, false},
-        {R"({"get": {"success": false, "error": {"code": 1}}})", kPermitted, false},
-        {"no json", kPermitted, false},
-        {nullptr, kPermitted, false},
+    const auto used = [](const char *host, const Text &relay, const Text &permission) {
+        return Address({.host = host, .relay = relay, .permission = permission}) ==
+               "https://" + std::string(host);
     };
-    for (const auto &[relay, permission, used] : cases) {
-        EXPECT_EQ(Address({.host = "nas.relay.example", .relay = relay, .permission = permission}),
-                  used ? "https://nas.relay.example" : "http://nas.relay.example")
-            << (relay != nullptr ? relay : "") << (permission != nullptr ? permission : "");
+    constexpr char kHost[] = "nas.relay.example";
+    EXPECT_TRUE(used(kHost, kOn, kPermitted));
+    EXPECT_TRUE(used(kHost, kOn, {})) << "a system without the permission service";
+    for (const std::string &permission :
+         {Services("[]"), Services("7"), Services(R"([{"id": "kos_portal", "enabled": false}])"),
+          Services(R"([{"id": "kos_portal", "enabled": "true"}])"),
+          Services(R"([{"id": "kos_portal"}])"),
+          Services(R"([7, null, {"id": 7, "enabled": true}])"),
+          Services(R"({"id": "kos_portal", "enabled": true})"), Got("[]"), kRefused}) {
+        EXPECT_FALSE(used(kHost, kOn, permission)) << permission;
     }
+    constexpr char kOdd[] = R"("enabled": true, "domain": "relay.example", "server_alias": 7)";
+    for (const Text &relay : {Text(), Text("no json"), Text(kRefused), Text(Got("[]")),
+                              Text(Relay(R"("enabled": "yes")")), Text(Relay(kOdd))}) {
+        EXPECT_FALSE(used(kHost, relay, kPermitted)) << relay.value_or("");
+    }
+    // Every host has an empty domain; the name must still be this server's.
+    const std::string any = Relay(R"("enabled": true, "domain": "", "server_alias": "nas")");
+    EXPECT_TRUE(used("nas.any.example", any, kPermitted));
+    EXPECT_TRUE(used("nas", Relay(R"("enabled": true, "server_alias": "nas")"), kPermitted));
+    EXPECT_FALSE(used("other.any.example", any, kPermitted));
 }
 
-// Each part of the address comes from its own source, whatever the others are.
-TEST_F(SharingUrl, PutsItsPartsTogether) {
-    const struct {
-        const char *header, *host, *port;
-    } hosts[] = {{"nas", "nas", "81"},
-                 {"nas:5000", "nas", "5000"},
-                 {"[::1]", "[::1]", "81"},
-                 {"[::1]:5000", "[::1]", "5000"},
-                 {"nas.relay.example:9", "", ""}};
-    const struct {
-        const char *https, *scheme, *configured, *port;
-    } schemes[] = {
-        {"off", "http", "", ""},
-        {"on", "https", "", ""},
-        {"off", "http", "external_port_kos_http=\"1\"\nexternal_port_kos_https=\"2\"\n", "1"},
-        {"on", "https", "external_port_kos_http=\"1\"\nexternal_port_kos_https=\"2\"\n", "2"},
-        {"on", "https", "external_port_kos_http=\"1\"\n", ""}};
-    for (const auto &[header, host, port] : hosts) {
-        for (const auto &[https, scheme, configured, outside] : schemes) {
-            for (const char *prefix : {"", "/portal", "/a/b"}) {
-                for (const char *relay : {static_cast<const char *>(nullptr), kOn}) {
-                    const std::string uri = std::string(prefix) + "/webapi/entry.cgi?x=/webapi";
-                    const bool through = relay != nullptr && *host == '\0';
-                    const std::string own = *host != '\0' ? host : "nas.relay.example";
-                    const std::string ownPort = *host != '\0' ? port : "9";
-                    const std::string expected =
-                        through ? "https://nas.relay.example"
-                                : std::string(scheme) + "://" + own + ":" +
-                                      (*outside != '\0' ? outside : ownPort) + prefix;
-                    EXPECT_EQ(Address({.host = header,
-                                       .serverPort = "81",
-                                       .https = https,
-                                       .uri = uri.c_str(),
-                                       .info = configured,
-                                       .relay = relay,
-                                       .permission = kPermitted}),
-                              expected)
-                        << header << https << configured << prefix << through;
-                }
-            }
-        }
+TEST_F(SharingUrl, ToolsAreRunWithTheRightsTheyNeed) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "a process without rights runs as one account";
     }
+    const std::string who = "printf %s \"$(id -u)\"";
+    Address({.host = "nas", .relay = kOn, .permission = kPermitted, .ddns = who, .daemon = who});
+    ASSERT_EQ(ResetCredentialsByName(varn::kPackageAccount, true), 0);
+    const uid_t package = geteuid();
+    EXPECT_EQ(SharingManager().GetRemoteAddr(), "http://0") << "the dynamic-DNS tool needs root";
+    EXPECT_EQ(geteuid(), package);
+    BackToRoot();
+    Tool(varn::path::kDynamicDns, {});
+    ASSERT_EQ(ResetCredentialsByName(varn::kPackageAccount, true), 0);
+    EXPECT_EQ(SharingManager().GetRemoteAddr(), "http://" + std::to_string(package));
+    EXPECT_EQ(geteuid(), package);
+    BackToRoot();
 }
 
 TEST_F(SharingUrl, IsFoundOncePerObject) {
@@ -158,15 +251,15 @@ TEST_F(SharingUrl, IsFoundOncePerObject) {
 
 TEST_F(SharingUrl, NamesAFileInTheAlphabetOfUrls) {
     Set("HTTP_HOST", "nas");
-    SharingManager manager;
     const std::string share = (scratch() / "share").string();
     std::filesystem::create_directories(share);
     WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
     // "/music/>>>???~~" and "/music/>" in base64 hold "+", "/" and "=".
-    EXPECT_EQ(manager.GetUrl("abcdefgh", share + "/>>>???~~"),
-              "http://nas/as/sharing/abcdefgh/L211c2ljLz4-Pj8_P35-");
-    EXPECT_EQ(manager.GetUrl("abcdefgh", share + "/>"),
-              "http://nas/as/sharing/abcdefgh/L211c2ljLz4=");
+    SharingManager manager;
+    const std::string link = "http://nas/as/sharing/abcdefgh/";
+    EXPECT_EQ(manager.GetUrl("abcdefgh", share + "/>>>???~~"), link + "L211c2ljLz4-Pj8_P35-");
+    EXPECT_EQ(manager.GetUrl("abcdefgh", share + "/>"), link + "L211c2ljLz4=");
+    EXPECT_EQ(manager.GetUrl("abcdefgh", "/etc/passwd"), link) << "in no share";
 }
 
 }  // namespace

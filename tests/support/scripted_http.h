@@ -2,7 +2,6 @@
 #pragma once
 
 #include <gtest/gtest.h>
-#include <netinet/in.h>
 #include <poll.h>
 #include <strings.h>
 #include <sys/eventfd.h>
@@ -20,6 +19,8 @@
 #include <thread>
 #include <utility>
 #include <vector>
+
+#include "support/loopback.h"
 
 namespace tonvale_test {
 
@@ -98,15 +99,8 @@ class ScriptedHttp {
           listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
           stop_(eventfd(0, EFD_CLOEXEC)) {
         setenv("no_proxy", "*", 1);  // whatever the caller's environment says
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof address;
-        auto *plain = reinterpret_cast<sockaddr *>(&address);
-        EXPECT_EQ(bind(listener_, plain, length), 0);
+        port_ = BindToLoopback(listener_);
         EXPECT_EQ(listen(listener_, 16), 0);
-        EXPECT_EQ(getsockname(listener_, plain, &length), 0);
-        port_ = ntohs(address.sin_port);
         thread_ = std::thread([this] { Serve(); });
     }
     ~ScriptedHttp() {
