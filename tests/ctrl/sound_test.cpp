@@ -139,8 +139,7 @@ TEST_F(SoundTest, TheHighestCardIsTheCard) {
     EXPECT_STREQ(mixer, "before");
     const struct {
         int card;
-        const char *mixer;
-        const char *dsp;
+        const char *mixer, *dsp;
     } kCases[] = {{0, "/dev/mixer", "/dev/dsp"},
                   {1, "/dev/mixer1", "/dev/dsp1"},
                   {7, "/dev/mixer7", "/dev/dsp7"}};
@@ -197,8 +196,7 @@ TEST_F(SoundTest, SettingReachesEveryMixer) {
     PlugIn(0, kPcm | 1, 4, 0);
     PlugIn(3, 1 << 24 | 1 << 6, 6, 0);
     const struct {
-        int volume;
-        int level;
+        int volume, level;
     } kCases[] = {{50, 50 * 257}, {150, 100 * 257}, {-5, 0}, {100, 100 * 257}, {INT_MIN, 0}};
     for (const auto &[volume, level] : kCases) {
         EXPECT_EQ(VARNAudioKernelVolumeSet(volume), 0);

@@ -75,11 +75,9 @@ class DownloadTest : public SystemTest {
 TEST_F(DownloadTest, FetchesAndTellsAboutIt) {
     const std::string longName = "/long/" + std::string(300, 'n');
     const struct {
-        std::string target;
-        std::string body;
+        std::string target, body;
         double length;
-        std::string type;
-        std::string name;
+        std::string type, name;
     } kCases[] = {
         {"/plain", "content", 7, "text/plain; charset=x", "plain"},
         {"/empty", "", 0, "text/xml", "empty"},
@@ -200,8 +198,7 @@ TEST_F(DownloadTest, KeepsToTheMaximumSize) {
     const fs::path path = scratch() / "file";
     const struct {
         const char *target;
-        int most;
-        int result;
+        int most, result;
     } kCases[] = {
         {"/plain", 7, DataDownload::kSuccess},   {"/plain", 6, DataDownload::kTooLarge},
         {"/chunked", 9, DataDownload::kSuccess}, {"/chunked", 8, DataDownload::kTooLarge},

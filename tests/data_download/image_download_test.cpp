@@ -46,8 +46,7 @@ TEST_F(ImageTest, TakesWebUrlsAlone) {
 TEST_F(ImageTest, GoesByTheTypeAndThenByTheName) {
     const struct {
         const char *type;  // "": none is sent
-        const char *target;
-        const char *extension;
+        const char *target, *extension;
     } kCases[] = {
         {"image/jpeg", "/a", "jpg"},
         {"IMAGE/PNG", "/a.jpg", "png"},

@@ -88,11 +88,10 @@ TEST(Lists, RefuseNullsAndWildHints) {
 }
 
 TEST(Tokens, SplitAtEveryDelimiterWithoutEmptyOnes) {
-    struct Case {
+    const struct {
         const char *text, *delims;
         std::vector<std::string> tokens;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"/music/a", "/", {"music", "a"}},
         {"/", "/", {}},
         {"", "/", {}},
@@ -101,7 +100,7 @@ TEST(Tokens, SplitAtEveryDelimiterWithoutEmptyOnes) {
         {"whole", "", {"whole"}},
         {"\xc3\xa9/\xff/ ", "/", {"\xc3\xa9", "\xff", " "}},
     };
-    for (const Case &test : cases) {
+    for (const auto &test : cases) {
         const List list = MakeList({"before"});
         PVLIBSZLIST raw = list.get();
         EXPECT_EQ(VLIBCStrTok(test.text, test.delims, &raw), test.tokens.size()) << test.text;

@@ -63,11 +63,10 @@ class KeyFile : public tonvale_test::SystemTest {
 };
 
 TEST_F(KeyFile, ReadsEveryFormOfALine) {
-    struct Case {
+    const struct {
         std::string text, key;
         std::optional<std::string> value;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"a=b", "a", "b"},
         {"a=b\r\n", "a", "b"},
         {" a\t=  b c \n", "a", "b c"},
@@ -95,7 +94,7 @@ TEST_F(KeyFile, ReadsEveryFormOfALine) {
         {"\xff\xfe\xfd\na=\xff\n", "a", "\xff"},
         {"", "a", std::nullopt},
     };
-    for (const Case &test : cases) {
+    for (const auto &test : cases) {
         Put(test.text);
         EXPECT_EQ(Get(test.key), test.value) << test.text;
     }
@@ -423,17 +422,16 @@ using PackageConf = tonvale_test::SystemTest;
 TEST_F(PackageConf, ComparesWholeValuesAndFallsBackOnlyWhenAbsent) {
     WriteFile(varn::path::kPackageConf, "on=\"yes\"\nempty=\nlong=yes indeed\n");
     WriteFile(varn::path::kPackageDefaultConf, "on=no\n");
-    struct Case {
+    const struct {
         const char *key, *value;
         int byDefault;
         bool expected;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"on", "yes", 0, true},   {"on", "YES", 1, false},    {"long", "yes", 1, false},
         {"empty", "", 0, true},   {"empty", "yes", 1, false}, {"none", "yes", 0, false},
         {"none", "yes", 1, true}, {nullptr, "yes", 1, true},  {"on", nullptr, 0, false},
     };
-    for (const Case &test : cases) {
+    for (const auto &test : cases) {
         EXPECT_EQ(VARNAudioConfCheck(test.key, test.value, test.byDefault), test.expected)
             << (test.key != nullptr ? test.key : "null");
     }

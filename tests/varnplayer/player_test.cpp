@@ -1,9 +1,7 @@
 // The player daemon with a real music player daemon behind it, which plays to nowhere.
-#include <sys/socket.h>
-#include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
+#include "platform/child.h"
 #include "programs/command.h"
 #include "varn/process.h"
 #include "varnplayer/player_fixture.h"
@@ -12,6 +10,8 @@ namespace {
 
 namespace fs = std::filesystem;
 using tonvale_test::AskPlayer;
+using tonvale_test::Connect;
+using tonvale_test::LocalAddress;
 using tonvale_test::PlayerTest;
 
 TEST_F(PlayerTest, PlaysAQueue) {
@@ -154,26 +154,16 @@ TEST_F(PlayerTest, IsForThePackageAlone) {
     const auto connectAs = [&](const char *user) {
         const pid_t child = fork();
         if (child == 0) {
-            int result = ResetCredentialsByName(user, false);
-            sockaddr_un address = {};
-            address.sun_family = AF_UNIX;
-            path.copy(address.sun_path, sizeof address.sun_path - 1);
             const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
-            result |= connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address);
-            _exit(result == 0 ? 0 : 1);
+            _exit(ResetCredentialsByName(user, false) == 0 && Connect(fd, LocalAddress(path)) ? 0
+                                                                                              : 1);
         }
-        int status = -1;
-        waitpid(child, &status, 0);
-        return status == 0;
+        return tonvale_test::EndedWell(child);
     };
     EXPECT_TRUE(connectAs("Tonvale"));
     EXPECT_FALSE(connectAs("alice"));
     // A client that says half a message, or nothing, holds the others up for a moment only.
-    sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    path.copy(address.sun_path, sizeof address.sun_path - 1);
-    const int silent = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_EQ(connect(silent, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    const int silent = tonvale_test::ConnectTo(path);
     EXPECT_EQ(send(silent, "half", 4, MSG_NOSIGNAL), 4);
     EXPECT_TRUE(Info()["success"].asBool());
     close(silent);

@@ -1,7 +1,5 @@
 // Queues that are long, damaged or in use, and clients that behave badly.
 #include <sys/file.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <climits>
@@ -24,11 +22,7 @@ class QueueTest : public PlayerTest {
         VARN_AUDIO_CTRL_MSG message = {};
         message.command = command;
         payload.copy(message.payload, sizeof message.payload);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        At(varn::path::kPlayerSocket).string().copy(address.sun_path, sizeof address.sun_path - 1);
-        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        const int fd = ConnectTo(At(varn::path::kPlayerSocket));
         EXPECT_EQ(send(fd, &message, bytes, MSG_NOSIGNAL), static_cast<ssize_t>(bytes));
         return fd;
     }

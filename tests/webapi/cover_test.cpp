@@ -22,8 +22,7 @@ constexpr char kJpeg[] = "\xFF\xD8\xFF\xE0 one";
 constexpr char kPng[] = "\x89PNG\r\n\x1A\n two";
 
 struct Answer {
-    std::string header;
-    std::string body;
+    std::string header, body;
 
     bool Has(const std::string &line) const { return Contains("\r\n" + header, "\r\n" + line); }
     std::string Field(const std::string &name) const {

@@ -239,8 +239,7 @@ class GroupApi : public ApiTest {
 
 TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
     const struct {
-        const char *api;
-        const char *list;
+        const char *api, *list;
         Given parameters;
         Texts names;
     } kCases[] = {

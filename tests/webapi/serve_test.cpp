@@ -196,8 +196,7 @@ TEST_F(Served, StopsWithAllThatItStarted) {
     EXPECT_TRUE(Contains(stopped.out, At(varn::path::kInitialLogin))) << stopped.out;
     EXPECT_FALSE(EncoderRuns());
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = LocalAddress(port_);
-    EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), -1);
+    EXPECT_FALSE(Connect(fd, LoopbackAddress(port_)));
     close(fd);
     // It did not start the database, and left it running.
     EXPECT_TRUE(varn::host::CheckSchema());

@@ -56,8 +56,7 @@ TEST_F(Tracks, IdPathAndType) {
         std::string path;
         bool isVirtual;
         const char *personal;  // enable_personal_library
-        std::string songId;
-        std::string shown;
+        std::string songId, shown;
         const char *type;
     };
     const std::string tags =
@@ -110,9 +109,7 @@ TEST_F(Tracks, LongPathsAreCut) {
 
 TEST_F(Tracks, Titles) {
     struct Case {
-        std::string path;
-        std::string title;
-        std::string shown;
+        std::string path, title, shown;
     };
     const std::string long255 = std::string(253, 'x') + "\xC3\xA9";
     for (const Case &c :
@@ -172,9 +169,7 @@ TEST_F(Tracks, AdditionsAsTheyAreAskedFor) {
 
 TEST_F(Tracks, HelpersOfPathsAndNumbers) {
     struct Name {
-        const char *path;
-        const char *whole;
-        const char *cut;
+        const char *path, *whole, *cut;
         const char *extension;
     };
     for (const Name &c :
