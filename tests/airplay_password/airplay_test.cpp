@@ -17,9 +17,9 @@
 namespace {
 
 using namespace Tonvale::airplay;
-using tonvale_test::FreePort;
 using tonvale_test::RealSpeaker;
 using tonvale_test::ScriptedSpeaker;
+using tonvale_test::UnusedPort;
 using Clock = std::chrono::steady_clock;
 
 constexpr char kHost[] = "127.0.0.1";
@@ -235,7 +235,7 @@ TEST_F(AirplayTest, AnswersThatAreNone) {
         EXPECT_TRUE(Logged("Unhandled http code \\[0\\]$")) << what;
     }
     const auto start = Clock::now();
-    EXPECT_EQ(TestPassword(kHost, std::to_string(FreePort()).c_str(), "p"), AIRPLAY_FAILED);
+    EXPECT_EQ(TestPassword(kHost, std::to_string(UnusedPort()).c_str(), "p"), AIRPLAY_FAILED);
     EXPECT_EQ(TestPassword("", "", "p"), AIRPLAY_FAILED);
     EXPECT_EQ(TestPassword(nullptr, nullptr, "p"), AIRPLAY_FAILED);
     EXPECT_EQ(TestPassword(kHost, "70000", "p"), AIRPLAY_FAILED);
@@ -312,7 +312,7 @@ TEST_F(AirplayTest, SpeakersThatStopInTheMiddle) {
 }
 
 TEST_F(AirplayTest, ProxiesAreForOthers) {
-    const std::string proxy = "http://127.0.0.1:" + std::to_string(FreePort());
+    const std::string proxy = "http://127.0.0.1:" + std::to_string(UnusedPort());
     ScriptedSpeaker speaker(Answer("200 OK"));
     for (const char *variable : {"all_proxy", "ALL_PROXY", "rtsp_proxy"}) {
         setenv(variable, proxy.c_str(), 1);

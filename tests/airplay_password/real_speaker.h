@@ -62,7 +62,7 @@ class RealSpeaker {
                       << std::ifstream(folder / "receiver.log").rdbuf();
     }
 
-    const int port_ = FreePort();
+    const int port_ = UnusedPort();
     pid_t pid_ = -1;
 };
 

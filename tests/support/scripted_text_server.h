@@ -95,9 +95,11 @@ class ScriptedTextServer {
         }
     }
 
+    // One who hangs up lets the end go out with the answer: no client takes it for one who stays.
     void Say(int client, std::string_view text) const {
+        const int flags = MSG_NOSIGNAL | (manners_.hangsUp ? MSG_MORE : 0);
         while (!text.empty() && !stop_) {
-            const ssize_t put = send(client, text.data(), text.size(), MSG_NOSIGNAL);
+            const ssize_t put = send(client, text.data(), text.size(), flags);
             if (put <= 0) {
                 return;
             }

@@ -50,7 +50,7 @@ inline int ListenOnLoopback(int &port) {
 }
 
 // A port of this machine that nobody listens on.
-inline int FreePort() {
+inline int UnusedPort() {
     int port = 0;
     close(ListenOnLoopback(port));
     return port;

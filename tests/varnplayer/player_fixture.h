@@ -180,6 +180,14 @@ class PlayerTest : public SystemTest {
         queue.addSong(song);
     }
 
+    // A folder that the player may write to.
+    static fs::path WritableFolder() {
+        const fs::path folder = scratch() / "written";
+        fs::create_directory(folder);
+        fs::permissions(folder, fs::perms::all);
+        return folder;
+    }
+
     static std::string SaveQueue(const PlaylistInfo &queue) {
         const std::string file = scratch() / "queue";
         EXPECT_EQ(AudioFile::PlaylistFileSave(file.c_str(), &queue), 0);
