@@ -93,7 +93,6 @@ TEST_F(Shares, GiveBothOutputsOrNone) {
     EXPECT_EQ(Holding("/volume1/music/a", 5, 15), "");
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_TOO_LONG);
     EXPECT_EQ(Holding("/volume1/music/a", 6, 14), "");
-    EXPECT_EQ(Holding("/volume1/music/a", 6, 0), "");
     fs::remove(At(varn::path::kShares));
     EXPECT_EQ(Holding("/volume1/music/a"), "");
 }
