@@ -1,5 +1,4 @@
 #include <net/if.h>
-#include <netinet/in.h>
 #include <sched.h>
 #include <sys/ioctl.h>
 #include <sys/mount.h>
@@ -18,9 +17,9 @@
 namespace {
 
 using namespace Tonvale::airplay;
-using tonvale_test::ListenOnLoopback;
 using tonvale_test::RealSpeaker;
 using tonvale_test::ScriptedSpeaker;
+using tonvale_test::UnusedPort;
 using Clock = std::chrono::steady_clock;
 
 constexpr char kHost[] = "127.0.0.1";
@@ -48,8 +47,7 @@ std::string Expected(const std::string &realm, const std::string &nonce,
     const std::string ha1 = Md5(("iTunes:" + realm + ":" + password).substr(0, 1023), upper);
     const std::string ha2 = Md5("OPTIONS:*", upper);
     return "\r\nAuthorization: Digest username=\"iTunes\", realm=\"" + realm + "\", nonce=\"" +
-           nonce + "\", uri=\"*\", response=\"" + Md5(ha1 + ":" + nonce + ":" + ha2, upper) +
-           "\"\r\n";
+           nonce + "\", uri=\"*\", response=\"" + Md5(ha1 + ":" + nonce + ":" + ha2, upper) + "\"";
 }
 
 class AirplayTest : public tonvale_test::SystemTest {
@@ -211,8 +209,7 @@ TEST_F(AirplayTest, TheDigestIsTheProtocols) {
         EXPECT_EQ(TestPassword(kHost, speaker.Port().c_str(), "secret"), 0);
         const auto requests = speaker.TakeRequests();
         ASSERT_EQ(requests.size(), 2U);
-        EXPECT_NE(requests[1].find(std::string("response=\"") + response + "\"\r\n"),
-                  std::string::npos)
+        EXPECT_NE(requests[1].find(std::string("response=\"") + response + "\""), std::string::npos)
             << requests[1];
     }
 }
@@ -237,10 +234,8 @@ TEST_F(AirplayTest, AnswersThatAreNone) {
             << what;
         EXPECT_TRUE(Logged("Unhandled http code \\[0\\]$")) << what;
     }
-    int port = 0;
-    close(ListenOnLoopback(port));
     const auto start = Clock::now();
-    EXPECT_EQ(TestPassword(kHost, std::to_string(port).c_str(), "p"), AIRPLAY_FAILED);
+    EXPECT_EQ(TestPassword(kHost, std::to_string(UnusedPort()).c_str(), "p"), AIRPLAY_FAILED);
     EXPECT_EQ(TestPassword("", "", "p"), AIRPLAY_FAILED);
     EXPECT_EQ(TestPassword(nullptr, nullptr, "p"), AIRPLAY_FAILED);
     EXPECT_EQ(TestPassword(kHost, "70000", "p"), AIRPLAY_FAILED);
@@ -252,10 +247,6 @@ TEST_F(AirplayTest, AnswersThatAreNone) {
 // a name server that never answers. The seconds that it took, 99 where such a child cannot be had.
 int SecondsWithASilentNameServer(const std::string &resolvConf) {
     std::ofstream(resolvConf) << "nameserver 127.0.0.1\n";
-    sockaddr_in address = {};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(53);
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
     ifreq loopback = {};
     std::strcpy(loopback.ifr_name, "lo");
     loopback.ifr_flags = IFF_UP;
@@ -266,7 +257,7 @@ int SecondsWithASilentNameServer(const std::string &resolvConf) {
     }
     const int server = socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0);
     if (ioctl(server, SIOCSIFFLAGS, &loopback) != 0 ||
-        bind(server, reinterpret_cast<sockaddr *>(&address), sizeof address) != 0) {
+        !tonvale_test::Bind(server, tonvale_test::LoopbackAddress(53))) {
         return 99;
     }
     const auto start = Clock::now();
@@ -321,11 +312,10 @@ TEST_F(AirplayTest, SpeakersThatStopInTheMiddle) {
 }
 
 TEST_F(AirplayTest, ProxiesAreForOthers) {
-    int port = 0;
-    close(ListenOnLoopback(port));
+    const std::string proxy = "http://127.0.0.1:" + std::to_string(UnusedPort());
     ScriptedSpeaker speaker(Answer("200 OK"));
     for (const char *variable : {"all_proxy", "ALL_PROXY", "rtsp_proxy"}) {
-        setenv(variable, ("http://127.0.0.1:" + std::to_string(port)).c_str(), 1);
+        setenv(variable, proxy.c_str(), 1);
         ExpectNeed(speaker, true, false);
         unsetenv(variable);
     }

@@ -1,10 +1,7 @@
 #include <fcntl.h>
-#include <netinet/in.h>
 #include <sys/resource.h>
 #include <sys/shm.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <atomic>
@@ -16,25 +13,19 @@
 
 #include "platform/child.h"
 #include "support/fixture.h"
+#include "support/sockets.h"
 #include "tonvale/players.h"
 #include "varn/process.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using tonvale_test::ConnectTo;
+using tonvale_test::HoldsInChild;
 
 class ChannelTest : public tonvale_test::SystemTest {
   protected:
     static bool ClosesOnExec(int fd) { return (fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0; }
-
-    static int ConnectTo(const std::string &path) {
-        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
-        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0) << path;
-        return fd;
-    }
 };
 
 TEST_F(ChannelTest, LocalSocketTakesThePlaceAndGetsItsOwner) {
@@ -168,7 +159,7 @@ TEST_F(ChannelTest, AcceptNeverWaitsForTheNextClient) {
 }
 
 TEST_F(ChannelTest, SocketsThatCannotBeHad) {
-    EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+    EXPECT_TRUE(HoldsInChild([&] {
         const std::string folder = scratch() / "folder";
         fs::create_directory(folder);
         EXPECT_EQ(DomainSocketCreate(folder.c_str(), 1), -1);
@@ -237,7 +228,7 @@ TEST_F(ChannelTest, SharedMemoryOfAnotherAccountStays) {
     const int key = 0x54570000 | (getpid() & 0xFFFF);
     void *segment = VARNAudioShmAttach(key, 100, 1);
     ASSERT_NE(segment, nullptr);
-    EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+    EXPECT_TRUE(HoldsInChild([&] {
         ResetCredentialsByName("alice", false);
         void *shared = VARNAudioShmAttach(key, 100, 0);
         EXPECT_NE(shared, nullptr) << "segments are for every account";

@@ -46,24 +46,21 @@ TEST_F(ImageTest, TakesWebUrlsAlone) {
 TEST_F(ImageTest, GoesByTheTypeAndThenByTheName) {
     const struct {
         const char *type;  // "": none is sent
-        const char *target;
-        const char *extension;
-    } kCases[] = {
-        {"image/jpeg", "/a", "jpg"},
-        {"IMAGE/PNG", "/a.jpg", "png"},
-        {"text/html", "/a.png", "png"},
-        {"", "/x/cover.png?size=1", "png"},
-        {"", "/cover.tar.jpg", "jpg"},
-        {"image/jpeg; charset=x", "/a", ""},
-        {"image/gif", "/a.gif", ""},
-        {"image/jpg", "/a", ""},
-        {"", "/a.jpeg", ""},
-        {"", "/a.PNG", ""},
-        {"", "/a.png.html", ""},
-        {"", "/png", ""},
-        {"", "/", ""},
-        {"text/html", "/index.html", ""},
-    };
+        const char *target, *extension;
+    } kCases[] = {{"image/jpeg", "/a", "jpg"},
+                  {"IMAGE/PNG", "/a.jpg", "png"},
+                  {"text/html", "/a.png", "png"},
+                  {"", "/x/cover.png?size=1", "png"},
+                  {"", "/cover.tar.jpg", "jpg"},
+                  {"image/jpeg; charset=x", "/a", ""},
+                  {"image/gif", "/a.gif", ""},
+                  {"image/jpg", "/a", ""},
+                  {"", "/a.jpeg", ""},
+                  {"", "/a.PNG", ""},
+                  {"", "/a.png.html", ""},
+                  {"", "/png", ""},
+                  {"", "/", ""},
+                  {"text/html", "/index.html", ""}};
     for (const auto &c : kCases) {
         const ScriptedHttp server([&](const HttpRequest &) {
             const std::string type(c.type);

@@ -1,5 +1,6 @@
 #include "data_download/transfer.h"
 
+#include <algorithm>
 #include <chrono>
 #include <cstdlib>
 
@@ -12,6 +13,7 @@ using namespace std::chrono_literals;
 using Tonvale::download::Outcome;
 using Tonvale::download::Patience;
 using Tonvale::download::Transfer;
+using tonvale_test::Ending;
 using tonvale_test::HttpRequest;
 using tonvale_test::Reply;
 using tonvale_test::ScriptedHttp;
@@ -35,32 +37,24 @@ using TransferTest = tonvale_test::SystemTest;
 
 TEST_F(TransferTest, TriesAgainAfterATimeOut) {
     constexpr Patience kShort = {400ms, 400ms, 300ms};
-    const struct {
-        std::size_t slow;  // answers that come too late
-        Outcome outcome;
-        int attempts;
-    } kCases[] = {
-        {0, Outcome::kAnswered, 1},
-        {1, Outcome::kAnswered, 2},
-        {2, Outcome::kAnswered, 3},
-        {3, Outcome::kFailed, 3},
-    };
-    for (const auto &c : kCases) {
-        std::size_t count = 0;
+    for (const int slow : {0, 1, 2, 3}) {  // answers that come too late
+        const int attempts = std::min(slow + 1, 3);
+        const Outcome outcome = slow < 3 ? Outcome::kAnswered : Outcome::kFailed;
+        int count = 0;
         const ScriptedHttp server([&](const HttpRequest &) {
             const auto reply = Reply("the body, whole");
             // A part of the body comes in time, and the server is free for the next attempt.
-            return ++count > c.slow ? reply
-                                    : SlowReply(CutReply(reply, 7, tonvale_test::Ending::kClose),
-                                                reply.bytes.size(), 500ms);
+            return ++count > slow
+                       ? reply
+                       : SlowReply(CutReply(reply, 7, Ending::kClose), reply.bytes.size(), 500ms);
         });
         Transfer transfer(kShort);
         CountingSink sink;
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(transfer.Run(server.Url(), 0, sink), c.outcome) << c.slow;
-        EXPECT_GE(std::chrono::steady_clock::now() - start, (c.attempts - 1) * kShort.pause);
-        EXPECT_EQ(sink.attempts, c.attempts);
-        EXPECT_EQ(sink.text, c.outcome == Outcome::kAnswered ? "the body, whole" : "the body")
+        EXPECT_EQ(transfer.Run(server.Url(), 0, sink), outcome) << slow;
+        EXPECT_GE(std::chrono::steady_clock::now() - start, (attempts - 1) * kShort.pause);
+        EXPECT_EQ(sink.attempts, attempts);
+        EXPECT_EQ(sink.text, outcome == Outcome::kAnswered ? "the body, whole" : "the body")
             << "each attempt begins anew";
     }
 }
@@ -81,10 +75,8 @@ TEST_F(TransferTest, TriesAgainWhenANameIsNotResolved) {
 
 TEST_F(TransferTest, TriesNothingElseAgain) {
     const ScriptedHttp server([](const HttpRequest &request) {
-        if (request.target == "/cut") {
-            return CutReply(Reply("body"), 2, tonvale_test::Ending::kClose);
-        }
-        return CutReply(Reply("body"), 2, tonvale_test::Ending::kReset);
+        return CutReply(Reply("body"), 2,
+                        request.target == "/cut" ? Ending::kClose : Ending::kReset);
     });
     setenv("no_proxy", "*", 1);
     for (const std::string &url :

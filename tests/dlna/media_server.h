@@ -16,7 +16,7 @@
 #include <thread>
 #include <vector>
 
-#include "support/loopback.h"
+#include "support/sockets.h"
 #include "tonvale/dlna.h"
 
 namespace tonvale_test {

@@ -11,7 +11,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/loopback.h"
+#include "support/sockets.h"
 #include "support/scripted_http.h"
 
 namespace tonvale_test {

@@ -48,8 +48,9 @@ TEST_F(Database, RowsAndFields) {
     EXPECT_EQ(VARNDBFetchRow(result_, &row), -1) << "at the end it stays";
     EXPECT_STREQ(VARNDBFetchField(result_, 0, "nothing"), "");
     EXPECT_EQ(VARNDBFetchField(result_, 0, "no_such"), nullptr);
-    EXPECT_EQ(VARNDBFetchField(result_, 3, "n"), nullptr);
-    EXPECT_EQ(VARNDBFetchField(result_, -1, "n"), nullptr);
+    for (const int outside : {-1, 3}) {
+        EXPECT_EQ(VARNDBFetchField(result_, outside, "n"), nullptr);
+    }
     EXPECT_STREQ(VARNDBFetchFieldAt(result_, 0, 2), "x");
     EXPECT_EQ(VARNDBFetchFieldAt(result_, 0, 3), nullptr);
 
@@ -57,8 +58,6 @@ TEST_F(Database, RowsAndFields) {
     VARNDBClose(conn_);
     conn_ = nullptr;
     EXPECT_STREQ(VARNDBFetchField(result_, 2, "n"), "3");
-    EXPECT_EQ(VARNDBNumRows(nullptr), 0);
-    EXPECT_EQ(VARNDBFetchRow(nullptr, &row), -1);
 }
 
 TEST_F(Database, StatementsThatReturnNoRows) {
@@ -76,8 +75,6 @@ TEST_F(Database, FailuresTellWhy) {
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_DATABASE);
     EXPECT_NE(std::strstr(VLIBCErrFile(), "db.cpp"), nullptr);
     EXPECT_EQ(Execute("SELECT 1 AS good"), 1) << "the connection is still good";
-    EXPECT_EQ(Execute(nullptr), -1);
-    EXPECT_EQ(VARNDBExecute(nullptr, "SELECT 1", &result_), -1);
     EXPECT_EQ(Execute("COPY track FROM STDIN"), -1) << "rows are for VARNDBCopyIn";
     EXPECT_EQ(Execute("SELECT 1 AS good"), 1);
 
@@ -97,7 +94,6 @@ TEST_F(Database, Pages) {
     EXPECT_EQ(Page(sql, 0, 8), 2);
     EXPECT_EQ(Page(sql, 5, 10), 0);
     EXPECT_EQ(Page(sql, 5, -1), -1);
-    EXPECT_EQ(Page(nullptr, 1, 0), -1);
 }
 
 TEST_F(Database, CopiesRowsInOrNone) {
@@ -174,31 +170,26 @@ TEST(Escaping, IntoBuffers) {
     EXPECT_EQ(VARNDBEscapeString("'''", out.data(), 7), 6);
     EXPECT_EQ(VARNDBEscapeString("'''", out.data(), 6), -1);
     EXPECT_STREQ(out.data(), "");
-    EXPECT_EQ(VARNDBEscapeString(nullptr, out.data(), 6), -1);
-    EXPECT_EQ(VARNDBEscapeBackslash("a", nullptr, 0), -1);
 }
 
 TEST(Escaping, OnlyPatternsOfAFinishedCondition) {
-    struct Case {
-        const char *in, *out;
+    const std::pair<const char *, const char *> cases[] = {
+        {"", ""},
+        {"a = 'x\\y'", "a = 'x\\y'"},
+        {"a LIKE 'x\\y'", "a LIKE 'x\\\\y'"},
+        {"a not iLike\n( 'x\\y''z\\' ) and b = '\\'",
+         "a not iLike\n( 'x\\\\y''z\\\\' ) and b = '\\'"},
+        {"\"like\" = 'x\\y'", "\"like\" = 'x\\y'"},
+        {"like_it = 'x\\y' or a like b", "like_it = 'x\\y' or a like b"},
+        {"a = 'like' || 'x\\y'", "a = 'like' || 'x\\y'"},
+        {"a LIKE 'x\\' || 'y\\'", "a LIKE 'x\\\\' || 'y\\'"},
+        {"a LIKE E'x\\\\y'", "a LIKE E'x\\\\y'"},
     };
-    for (const Case &c : {
-             Case{"", ""},
-             Case{"a = 'x\\y'", "a = 'x\\y'"},
-             Case{"a LIKE 'x\\y'", "a LIKE 'x\\\\y'"},
-             Case{"a not iLike\n( 'x\\y''z\\' ) and b = '\\'",
-                  "a not iLike\n( 'x\\\\y''z\\\\' ) and b = '\\'"},
-             Case{"\"like\" = 'x\\y'", "\"like\" = 'x\\y'"},
-             Case{"like_it = 'x\\y' or a like b", "like_it = 'x\\y' or a like b"},
-             Case{"a = 'like' || 'x\\y'", "a = 'like' || 'x\\y'"},
-             Case{"a LIKE 'x\\' || 'y\\'", "a LIKE 'x\\\\' || 'y\\'"},
-             Case{"a LIKE E'x\\\\y'", "a LIKE E'x\\\\y'"},
-         }) {
-        SCOPED_TRACE(c.in);
-        std::string buffer(std::strlen(c.in) * 2 + 1, '\0');
-        std::memcpy(buffer.data(), c.in, std::strlen(c.in));
-        EXPECT_EQ(EscapeConditionEX(buffer.data(), buffer.size()), 0);
-        EXPECT_STREQ(buffer.c_str(), c.out);
+    for (const auto &[in, expected] : cases) {
+        std::string buffer(in);
+        buffer.resize(2 * buffer.size() + 1);
+        EXPECT_EQ(EscapeConditionEX(buffer.data(), buffer.size()), 0) << in;
+        EXPECT_STREQ(buffer.c_str(), expected);
     }
     std::array<char, 12> small = {"a LIKE '\\'"};
     EXPECT_EQ(EscapeConditionEX(small.data(), 11), -1);
@@ -206,7 +197,6 @@ TEST(Escaping, OnlyPatternsOfAFinishedCondition) {
     EXPECT_EQ(EscapeConditionEX(small.data(), 12), 0);
     std::array<char, 32> open = {"a LIKE 'open''"};
     EXPECT_EQ(EscapeConditionEX(open.data(), open.size()), -1);
-    EXPECT_EQ(EscapeConditionEX(nullptr, 0), -1);
 }
 
 }  // namespace

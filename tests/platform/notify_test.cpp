@@ -3,9 +3,7 @@
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/file.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <array>
@@ -18,6 +16,7 @@
 #include "linux/files.h"
 #include "platform/child.h"
 #include "support/fixture.h"
+#include "support/sockets.h"
 #include "varn/base.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -57,12 +56,9 @@ class NotifyTest : public tonvale_test::SystemTest {
 
     static varn::UniqueFd Listen() {
         varn::UniqueFd listener(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
         const std::string path = At(varn::path::kNotifySocket);
-        path.copy(address.sun_path, sizeof address.sun_path - 1);
         unlink(path.c_str());
-        EXPECT_EQ(bind(listener.Get(), reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        EXPECT_TRUE(tonvale_test::Bind(listener.Get(), tonvale_test::LocalAddress(path)));
         return listener;
     }
 
@@ -127,8 +123,7 @@ TEST_F(NotifyTest, HostilePathsArriveAsTheyWereSent) {
 
 TEST_F(NotifyTest, WhatCannotBeANoticeIsRefused) {
     struct Case {
-        std::string path;
-        std::string oldPath;
+        std::string path, oldPath;
         int code;
     };
     const std::string tooLong = "/" + std::string(PATH_MAX - 1, 'p');

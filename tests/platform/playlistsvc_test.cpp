@@ -55,8 +55,7 @@ TEST_F(PlaylistParser, FilesMadeByHandAndByOtherPrograms) {
     const Texts two = {"lists/a.mp3", "b.mp3"};
     struct Case {
         const char *what;
-        std::string name;
-        std::string text;
+        std::string name, text;
         Texts entries;
     };
     const std::vector<Case> cases = {

@@ -93,12 +93,10 @@ TEST_F(Process, EndsAProgramThatTakesTooLong) {
         return status;
     };
     EXPECT_EQ(run("exit 7", 60), 7);
-    EXPECT_EQ(run("kill -15 $$", 60), 128 + SIGTERM);
     EXPECT_EQ(run("exec sleep 1000", 1), 128 + SIGKILL);
     EXPECT_EQ(run("trap '' TERM INT; while :; do :; done", 1), 128 + SIGKILL);
     EXPECT_EQ(run("exec sleep 1000", 0), 128 + SIGKILL);
     EXPECT_EQ(VLIBCExecvWithin("/nonexistent", Arguments({"x"}).Get(), 1), -1);
-    EXPECT_EQ(VLIBCExecvWithin(kShell, nullptr, 1), -1);
 }
 
 TEST_F(Process, TellsWhyAProgramCannotBeRun) {
@@ -131,8 +129,6 @@ TEST_F(Process, TellsWhyAProgramCannotBeRun) {
             << path;
         EXPECT_NE(VLIBCErrGet(), VLIB_ERR_NONE) << path;
     }
-    EXPECT_EQ(VLIBCExec(nullptr, nullptr, nullptr), -1);
-    EXPECT_EQ(VLIBCExecv(kShell, nullptr, 1), -1);
     for (const char *mode : {"", "rw", "x", static_cast<const char *>(nullptr)}) {
         EXPECT_EQ(VLIBCPopenv(kShell, mode, Arguments({"sh"}).Get()), nullptr);
     }
@@ -180,10 +176,7 @@ TEST_F(Process, DetachesAProgramThatNobodyWaitsFor) {
     }
     std::ifstream lines(out);
     std::string in, standardOut, error, session;
-    std::getline(lines, in);
-    std::getline(lines, standardOut);
-    std::getline(lines, error);
-    std::getline(lines, session);
+    lines >> in >> standardOut >> error >> session;
     EXPECT_EQ(in, "/dev/null");
     EXPECT_EQ(error, "/dev/null") << "readers of this process's output would wait for it";
     EXPECT_NE(session, std::to_string(getsid(0)));
@@ -220,7 +213,6 @@ TEST_F(Process, ClosesOnlyItsOwnStreams) {
     FILE *foreign = std::fopen("/dev/null", "re");
     EXPECT_EQ(VLIBCPclose(foreign), -1);
     EXPECT_EQ(std::fclose(foreign), 0) << "it was not ours to close";
-    EXPECT_EQ(VLIBCPclose(nullptr), -1);
 }
 
 TEST_F(Process, LeaksNoDescriptorIntoChildren) {
@@ -303,8 +295,6 @@ TEST_F(Process, QuotesForAShell) {
         EXPECT_EQ(VLIBCEncShParam(text, small, sizeof small), -1);
         EXPECT_STREQ(small, "");
     }
-    EXPECT_EQ(VLIBCEncShParam(nullptr, small, sizeof small), -1);
-    EXPECT_EQ(VLIBCEncShParam("x", nullptr, 8), -1);
     EXPECT_EQ(VLIBCEncShParam("x", small, 0), -1);
 }
 

@@ -142,6 +142,11 @@ void AddUser(const fs::path &root, const std::string &name, unsigned uid) {
 
 }  // namespace
 
+std::vector<std::string> Words(const std::string &text) {
+    std::istringstream stream(text);
+    return {std::istream_iterator<std::string>(stream), {}};
+}
+
 CapturedStderr::CapturedStderr()
     : memory_(memfd_create("stderr", MFD_CLOEXEC)), saved_(fcntl(2, F_DUPFD_CLOEXEC, 3)) {
     dup2(memory_, 2);

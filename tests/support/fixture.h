@@ -12,6 +12,9 @@
 
 namespace tonvale_test {
 
+// The words of a text, parted by blanks.
+std::vector<std::string> Words(const std::string &text);
+
 // Standard error of this process, into memory, for the length of a scope.
 class CapturedStderr {
   public:

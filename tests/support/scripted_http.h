@@ -1,12 +1,8 @@
 // A web server on loopback that answers as a test tells it to, rightly or wrongly.
 #pragma once
 
-#include <gtest/gtest.h>
-#include <poll.h>
 #include <strings.h>
 #include <sys/eventfd.h>
-#include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <charconv>
@@ -20,7 +16,7 @@
 #include <utility>
 #include <vector>
 
-#include "support/loopback.h"
+#include "support/sockets.h"
 
 namespace tonvale_test {
 
@@ -96,11 +92,9 @@ class ScriptedHttp {
 
     explicit ScriptedHttp(Script script)
         : script_(std::move(script)),
-          listener_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)),
+          listener_(ListenOnLoopback(port_)),
           stop_(eventfd(0, EFD_CLOEXEC)) {
         setenv("no_proxy", "*", 1);  // whatever the caller's environment says
-        port_ = BindToLoopback(listener_);
-        EXPECT_EQ(listen(listener_, 16), 0);
         thread_ = std::thread([this] { Serve(); });
     }
     ~ScriptedHttp() {
@@ -212,9 +206,9 @@ class ScriptedHttp {
     }
 
     Script script_;
+    int port_ = 0;
     int listener_;
     int stop_;
-    int port_ = 0;
     std::thread thread_;
     mutable std::mutex mutex_;
     std::vector<HttpRequest> requests_;

@@ -4,7 +4,6 @@
 #include <fcntl.h>
 #include <json/json.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -16,6 +15,8 @@
 #include <vector>
 
 #include "support/fixture.h"
+#include "support/sockets.h"
+#include "support/spawn.h"
 #include "tonvale/players.h"
 #include "tonvale/playlists.h"
 #include "varn/player.h"
@@ -31,27 +32,19 @@ class PlayerProcess {
     explicit PlayerProcess(std::vector<std::string> arguments, std::string log,
                            const std::string &root = "")
         : log_(std::move(log)) {
-        std::string program = TONVALE_PROGRAM_DIR "/varnplayer";
-        std::vector<char *> argv = {program.data()};
-        for (std::string &argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        std::vector<char *> variables;
-        std::string other = "TONVALE_ROOT=" + root;
+        std::vector<std::string> variables;
         for (char **variable = environ; *variable != nullptr; ++variable) {
-            const bool isReplaced =
-                !root.empty() && std::string_view(*variable).starts_with("TONVALE_ROOT=");
-            variables.push_back(isReplaced ? other.data() : *variable);
+            if (root.empty() || !std::string_view(*variable).starts_with("TONVALE_ROOT=")) {
+                variables.push_back(*variable);
+            }
         }
-        variables.push_back(nullptr);
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_addopen(&files, 2, log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
-                                         0644);
-        EXPECT_EQ(
-            posix_spawn(&pid_, program.c_str(), &files, nullptr, argv.data(), variables.data()), 0);
-        posix_spawn_file_actions_destroy(&files);
+        if (!root.empty()) {
+            variables.push_back("TONVALE_ROOT=" + root);
+        }
+        arguments.insert(arguments.begin(), "varnplayer");
+        const int file = open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+        pid_ = Spawn(TONVALE_PROGRAM_DIR "/varnplayer", arguments, variables, {{file, 2}});
+        close(file);
     }
     ~PlayerProcess() {
         if (pid_ > 0) {
@@ -185,6 +178,14 @@ class PlayerTest : public SystemTest {
         VARN_MEDIA_INFO song = {};
         path.copy(song.path, sizeof song.path - 1);
         queue.addSong(song);
+    }
+
+    // A folder that the player may write to.
+    static fs::path WritableFolder() {
+        const fs::path folder = scratch() / "written";
+        fs::create_directory(folder);
+        fs::permissions(folder, fs::perms::all);
+        return folder;
     }
 
     static std::string SaveQueue(const PlaylistInfo &queue) {

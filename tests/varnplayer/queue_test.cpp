@@ -1,7 +1,5 @@
 // Queues that are long, damaged or in use, and clients that behave badly.
 #include <sys/file.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 
 #include <algorithm>
 #include <climits>
@@ -24,11 +22,7 @@ class QueueTest : public PlayerTest {
         VARN_AUDIO_CTRL_MSG message = {};
         message.command = command;
         payload.copy(message.payload, sizeof message.payload);
-        sockaddr_un address = {};
-        address.sun_family = AF_UNIX;
-        At(varn::path::kPlayerSocket).string().copy(address.sun_path, sizeof address.sun_path - 1);
-        const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        EXPECT_EQ(connect(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+        const int fd = ConnectTo(At(varn::path::kPlayerSocket));
         EXPECT_EQ(send(fd, &message, bytes, MSG_NOSIGNAL), static_cast<ssize_t>(bytes));
         return fd;
     }
@@ -53,34 +47,28 @@ class QueueTest : public PlayerTest {
 TEST_F(QueueTest, WhatIsNoCommandIsRefused) {
     const struct {
         int command;
-        const char *payload;
+        std::vector<const char *> payloads;
     } kCases[] = {
-        {0, ""},
-        {-1, ""},
-        {INT_MAX, ""},
-        {VARN_AUDIO_SET_EQUALIZER, "0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0"},
-        {VARN_AUDIO_SET_MULTIPLE_VOLUMES, "1,2"},
-        {VARN_AUDIO_REFRESH_LOG_LEVEL, ""},
-        {VARN_AUDIO_JUMP, ""},
-        {VARN_AUDIO_JUMP, "0"},  // the queue is empty
-        {VARN_AUDIO_JUMP, "1x"},
-        {VARN_AUDIO_JUMP, " 1"},
-        {VARN_AUDIO_JUMP, "99999999999"},
-        {VARN_AUDIO_SET_VOLUME, "\xFF"},
-        {VARN_AUDIO_LIST_PLAYLIST, "0"},
-        {VARN_AUDIO_LIST_PLAYLIST, "0  1"},
-        {VARN_AUDIO_LIST_PLAYLIST, "0 1 "},
-        {VARN_AUDIO_LIST_RENDERER, "0 -1"},
-        {VARN_AUDIO_LIST_SERVER, "-1 5"},
-        {VARN_AUDIO_ADD_FROM_FILE, ""},
-        {VARN_AUDIO_ADD_FROM_FILE, "/nothere\xFF\n"},
-        {VARN_AUDIO_OUTPUT_PLAYLIST, "/nothere/queue"},
-        {VARN_AUDIO_OUTPUT_PLAYLIST, "/"},
+        {0, {""}},
+        {-1, {""}},
+        {INT_MAX, {""}},
+        {VARN_AUDIO_SET_EQUALIZER, {"0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0 0.0"}},
+        {VARN_AUDIO_SET_MULTIPLE_VOLUMES, {"1,2"}},
+        {VARN_AUDIO_REFRESH_LOG_LEVEL, {""}},
+        {VARN_AUDIO_JUMP, {"", "0", "1x", " 1", "99999999999"}},  // the queue is empty
+        {VARN_AUDIO_SET_VOLUME, {"\xFF"}},
+        {VARN_AUDIO_LIST_PLAYLIST, {"0", "0  1", "0 1 "}},
+        {VARN_AUDIO_LIST_RENDERER, {"0 -1"}},
+        {VARN_AUDIO_LIST_SERVER, {"-1 5"}},
+        {VARN_AUDIO_ADD_FROM_FILE, {"", "/nothere\xFF\n"}},
+        {VARN_AUDIO_OUTPUT_PLAYLIST, {"/nothere/queue", "/"}},
     };
-    for (const auto &[command, payload] : kCases) {
-        const Json::Value answer = SendToPlayer(command, payload);
-        EXPECT_EQ(answer["success"], false) << command << " " << payload;
-        EXPECT_FALSE(answer["error"].asString().empty()) << command << " " << payload;
+    for (const auto &[command, payloads] : kCases) {
+        for (const char *payload : payloads) {
+            const Json::Value answer = SendToPlayer(command, payload);
+            EXPECT_EQ(answer["success"], false) << command << " " << payload;
+            EXPECT_FALSE(answer["error"].asString().empty()) << command << " " << payload;
+        }
     }
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_JUMP, "99")["reason"], "bad");
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, "/")["reason"], "failed");
@@ -107,20 +95,18 @@ TEST_F(QueueTest, NamesThatAreNoTextAndPathsThatAreTooLong) {
 
 TEST_F(QueueTest, APartStaysAPart) {
     PlaylistInfo queue;
-    const std::string file = MakeSong("album.wav", 60);
+    const std::string file = MakeSong("\xC3\x86nima \"q' #%41.wav", 60);
     queue.addSong(Part(file, 1, 0, 20));
     queue.addSong(Part(file, 2, 20, 15));
     queue.addSong(Part(file, 3, 35, 0));  // to the end
     ASSERT_EQ(Add(queue)["added"], 3);
     EXPECT_EQ(Songs(2, 1)["songs"][0]["duration"], 25);
-    const fs::path folder = scratch() / "written";
-    fs::create_directory(folder);
-    fs::permissions(folder, fs::perms::all);
-    const std::string written = folder / "queue";
+    const std::string written = WritableFolder() / "queue";
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, written)["written"], 3);
     SendToPlayer(VARN_AUDIO_DELETE_ALL);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, written)["added"], 3);
     const Json::Value songs = Songs(0, 3)["songs"];
+    EXPECT_EQ(songs[0]["path"], file);
     EXPECT_EQ(songs[0]["duration"], 20);
     EXPECT_EQ(songs[1]["duration"], 15);
     EXPECT_EQ(songs[2]["duration"], 25);

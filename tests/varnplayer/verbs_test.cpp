@@ -1,9 +1,7 @@
 // The command line's verbs for players, speakers and the sound card.
-#include <sys/stat.h>
-#include <sys/wait.h>
-
 #include "airplay_password/scripted_speaker.h"
 #include "ctrl/scripted_daemon.h"
+#include "platform/child.h"
 #include "programs/command.h"
 #include "varn/process.h"
 #include "varnplayer/player_fixture.h"
@@ -60,32 +58,47 @@ TEST_F(VerbTest, RefusalsAreShown) {
 TEST_F(VerbTest, EveryCommandHasAWord) {
     PlaylistInfo queue;
     AddSong(queue, MakeSong("one.wav", 30));
-    AddSong(queue, MakeSong("two.wav", 30));
-    const fs::path folder = scratch() / "written";
-    fs::create_directory(folder);
-    fs::permissions(folder, fs::perms::all);
-    for (const std::vector<std::string> &words : {std::vector<std::string>{"add", SaveQueue(queue)},
-                                                  {"select", "1"},
-                                                  {"play", "1"},
-                                                  {"refresh"},
-                                                  {"search-servers"},
-                                                  {"search-renderers"},
-                                                  {"save", folder / "queue"}}) {
+    AddSong(queue, MakeSong("two\x1B[2J.wav", 30));
+    const std::string written = WritableFolder() / "queue";
+    const std::vector<std::string> kCommands[] = {
+        {"add", SaveQueue(queue)}, {"volume", "20"}, {"mode", "repeat"}, {"play", "0"},
+        {"select", "1"},           {"refresh"},      {"search-servers"}, {"search-renderers"},
+        {"save", written},         {"seek", "0"},
+    };
+    for (const auto &words : kCommands) {
         const Finished finished = Player(words);
         EXPECT_EQ(finished.status, 0) << words[0] << finished.err;
     }
+    EXPECT_TRUE(fs::exists(written));
     EXPECT_TRUE(Info()["refresh"].asBool());
     EXPECT_EQ(Player({"refresh-done"}).status, 0);
     EXPECT_FALSE(Info()["refresh"].asBool());
     EXPECT_TRUE(Comes([](const Json::Value &info) {
         return Player({"seek", "20"}).status == 0 && info["position"].asInt() >= 20;
     }));
-    EXPECT_TRUE(fs::exists(folder / "queue"));
-    const Finished table = Player({"queue"});
-    EXPECT_TRUE(Contains(table.out, "one.wav") && Contains(table.out, "two.wav")) << table.out;
-    EXPECT_TRUE(Contains(Player({"info", "output:0"}).out, "renderer: null\n"));
-    EXPECT_TRUE(Contains(Player({"info", "0", "--json"}).out, "\"udn\":\"output:0\""));
-    EXPECT_TRUE(Contains(Player({"servers", "--json"}).out, "\"servers\":[]"));
+    const struct {
+        std::vector<std::string> words;
+        const char *shown;
+    } kShown[] = {
+        {{"info"}, "state: play\nindex: 1\n"},
+        {{"info"}, "volume: 20\nmode: 1\n"},
+        {{"info", "output:0"}, "renderer: null\n"},
+        {{"info", "0", "--json"}, "\"udn\":\"output:0\""},
+        {{"renderers"}, "output:0"},
+        {{"servers", "--json"}, "\"servers\":[]"},
+        {{"queue"}, "one.wav"},
+        {{"queue"}, "two"},
+        {{"queue", "--json"}, "\"total\":2"},
+    };
+    for (const auto &[words, shown] : kShown) {
+        const std::string out = Player(words).out;
+        EXPECT_TRUE(Contains(out, shown)) << words[0] << ": " << out;
+        EXPECT_EQ(out.find('\x1B'), out.npos) << "a name that clears the screen";
+    }
+    EXPECT_EQ(Player({"delete", "0"}).status, 0);
+    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 1);
+    EXPECT_EQ(Player({"clear"}).status, 0);
+    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 0);
 }
 
 TEST_F(VerbWithoutPlayerTest, ToldByWhy) {
@@ -114,15 +127,12 @@ TEST_F(VerbWithoutPlayerTest, ToldByWhy) {
     }
     if (IsRoot()) {
         ScriptedDaemon daemon{std::string("{}")};
-        const pid_t child = fork();
-        if (child == 0) {
-            const bool switched = ResetCredentialsByName("alice", false) == 0;
+        EXPECT_TRUE(HoldsInChild([] {
+            EXPECT_EQ(ResetCredentialsByName("alice", false), 0);
             const Finished refused = Player({"info"});
-            _exit(switched && refused.status == 1 && Contains(refused.err, "this account") ? 0 : 1);
-        }
-        int status = -1;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        EXPECT_EQ(status, 0);
+            EXPECT_EQ(refused.status, 1);
+            EXPECT_TRUE(Contains(refused.err, "this account")) << refused.err;
+        }));
     }
 }
 

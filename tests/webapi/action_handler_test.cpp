@@ -52,11 +52,9 @@ TEST_F(Actions, LetNothingThrow) {
 }
 
 TEST_F(Actions, WriteHeaderAndBody) {
-    struct Case {
-        const char *header;
-        const char *written;
-    };
-    const Case cases[] = {
+    const struct {
+        const char *header, *written;
+    } cases[] = {
         {nullptr, "Content-Type: application/json; charset=utf-8\r\n\r\n"},
         {"", "Content-Type: application/json; charset=utf-8\r\n\r\n"},
         {"Status: 503 Busy\nRetry-After: 5", "Status: 503 Busy\r\nRetry-After: 5\r\n\r\n"},
@@ -64,7 +62,7 @@ TEST_F(Actions, WriteHeaderAndBody) {
     };
     Json::Value reply(Json::objectValue);
     reply["t"] = "\"\\\xC3\xA9\n\xF0\x9F\x8E\xB5</script>";
-    for (const Case &answer : cases) {
+    for (const auto &answer : cases) {
         const tonvale_test::CapturedStdout out;
         EXPECT_TRUE(Action().PrintResponse(reply, answer.header));
         EXPECT_EQ(out.Text(), std::string(answer.written) +
@@ -97,10 +95,9 @@ TEST_F(Actions, OfOtherServicesComeFromTheirConfiguration) {
                   "no": {"success": false, "error": {"code": 7}}, "odd": 5, "bad": {"success": 1}})");
     WriteFile("/usr/varn/etc/webapi/broken.json", "{");
     WriteFile("/usr/varn/etc/secret.json", R"({"get": {"success": true}})");
-    struct Case {
+    const struct {
         const char *api, *method, *answer;
-    };
-    const Case cases[] = {
+    } cases[] = {
         {"VARN.Core.Test", "get", R"({"data":{"a":1},"success":true})"},
         {"VARN.Core.Test", "no", R"({"error":{"code":7},"success":false})"},
         {"VARN.Core.Test", "set", R"({"error":{"code":405},"success":false})"},
@@ -112,7 +109,7 @@ TEST_F(Actions, OfOtherServicesComeFromTheirConfiguration) {
         {"", "get", R"({"error":{"code":102},"success":false})"},
         {nullptr, nullptr, R"({"error":{"code":102},"success":false})"},
     };
-    for (const Case &call : cases) {
+    for (const auto &call : cases) {
         Json::Value answer;
         VARN::APIRunner::Exec(answer, call.api, 1, call.method, Json::Value(), "admin");
         EXPECT_EQ(OneLine(answer), call.answer);

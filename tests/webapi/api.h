@@ -14,7 +14,8 @@
 
 namespace tonvale_test {
 
-class ApiTest : public DatabaseTest {
+// Questions to the web API, for a fixture with a root.
+class Api {
   protected:
     using Texts = std::vector<std::string>;
     using Given = std::vector<std::pair<std::string, std::string>>;
@@ -39,39 +40,47 @@ class ApiTest : public DatabaseTest {
     }
 
     // The whole answer of a method to a user, by a POST.
-    static Json::Value Reply(const std::string &api, const std::string &method,
-                             const Given &parameters = {}, const std::string &user = "alice") {
+    static Json::Value Answer(const std::string &api, const std::string &method,
+                              const Given &parameters = {}, const std::string &user = "alice",
+                              Variables more = {}) {
         const std::string form = QueryOf(api, method, parameters);
-        const std::string text = RunCgi({{"REQUEST_METHOD", "POST"},
-                                         {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
-                                         {"CONTENT_LENGTH", std::to_string(form.size())},
-                                         {"REMOTE_USER", user}},
-                                        form);
+        more.insert({{"REQUEST_METHOD", "POST"},
+                     {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
+                     {"CONTENT_LENGTH", std::to_string(form.size())},
+                     {"REMOTE_USER", user}});
+        const std::string text = RunCgi(more, form);
         const std::string header = "Content-Type: application/json; charset=utf-8\r\n\r\n";
         EXPECT_TRUE(text.starts_with(header)) << text;
+        return Parsed(text);
+    }
+
+    // The JSON behind an answer's header, read strictly.
+    static Json::Value Parsed(const std::string &text) {
         Json::CharReaderBuilder strict;
         Json::CharReaderBuilder::strictMode(&strict.settings_);
         const std::unique_ptr<Json::CharReader> reader(strict.newCharReader());
         Json::Value reply;
         std::string error;
-        EXPECT_TRUE(reader->parse(text.data() + std::min(header.size(), text.size()),
-                                  text.data() + text.size(), &reply, &error))
+        const std::size_t body = std::min(text.find("\r\n\r\n"), text.size() - 4) + 4;
+        EXPECT_TRUE(reader->parse(text.data() + body, text.data() + text.size(), &reply, &error))
             << error << text;
         return reply;
     }
 
     // The data of a method that must succeed.
     static Json::Value Ask(const std::string &api, const std::string &method,
-                           const Given &parameters = {}, const std::string &user = "alice") {
-        const Json::Value reply = Reply(api, method, parameters, user);
+                           const Given &parameters = {}, const std::string &user = "alice",
+                           const Variables &more = {}) {
+        const Json::Value reply = Answer(api, method, parameters, user, more);
         EXPECT_TRUE(reply["success"].asBool()) << api << "." << method << " " << reply;
         return reply["data"];
     }
 
     // The code of a method that must not; 0 when it did.
     static int CodeOf(const std::string &api, const std::string &method,
-                      const Given &parameters = {}, const std::string &user = "alice") {
-        const Json::Value reply = Reply(api, method, parameters, user);
+                      const Given &parameters = {}, const std::string &user = "alice",
+                      const Variables &more = {}) {
+        const Json::Value reply = Answer(api, method, parameters, user, more);
         EXPECT_EQ(reply["success"].asBool(), reply.isMember("data")) << reply;
         return reply["error"]["code"].asInt();
     }
@@ -84,7 +93,10 @@ class ApiTest : public DatabaseTest {
         }
         return texts;
     }
+};
 
+class ApiTest : public DatabaseTest, protected Api {
+  protected:
     static void Give(const std::string &user, unsigned uid, unsigned rights) {
         Json::Value users;
         const std::string file = SystemPath(varn::path::kUsersFile);

@@ -2,8 +2,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <spawn.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -12,6 +10,8 @@
 #include <map>
 #include <string>
 #include <vector>
+
+#include "support/spawn.h"
 
 namespace tonvale_test {
 
@@ -34,25 +34,11 @@ inline std::string RunCgi(Variables variables, const std::string &input = "") {
     for (const auto &[name, value] : variables) {
         entries.push_back(name + "=" + value);
     }
-    std::vector<char *> environment;
-    for (std::string &entry : entries) {
-        environment.push_back(entry.data());
-    }
-    environment.push_back(nullptr);
-
     const int in = memfd_create("in", MFD_CLOEXEC);
     const int out = memfd_create("out", MFD_CLOEXEC);
     EXPECT_EQ(pwrite(in, input.data(), input.size(), 0), static_cast<ssize_t>(input.size()));
-    posix_spawn_file_actions_t files;
-    posix_spawn_file_actions_init(&files);
-    posix_spawn_file_actions_adddup2(&files, in, 0);
-    posix_spawn_file_actions_adddup2(&files, out, 1);
-    std::string program = TONVALE_PROGRAM_DIR "/entry.cgi";
-    char *arguments[] = {program.data(), nullptr};
-    pid_t child = -1;
-    EXPECT_EQ(posix_spawn(&child, program.c_str(), &files, nullptr, arguments, environment.data()),
-              0);
-    posix_spawn_file_actions_destroy(&files);
+    const pid_t child =
+        Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"}, entries, {{in, 0}, {out, 1}});
     int status = -1;
     EXPECT_EQ(waitpid(child, &status, 0), child);
     EXPECT_EQ(status, 0);

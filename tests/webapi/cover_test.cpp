@@ -22,8 +22,7 @@ constexpr char kJpeg[] = "\xFF\xD8\xFF\xE0 one";
 constexpr char kPng[] = "\x89PNG\r\n\x1A\n two";
 
 struct Answer {
-    std::string header;
-    std::string body;
+    std::string header, body;
 
     bool Has(const std::string &line) const { return Contains("\r\n" + header, "\r\n" + line); }
     std::string Field(const std::string &name) const {
@@ -148,27 +147,15 @@ TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
     Query(*varn::Sql("INSERT INTO directory (id, path, title) VALUES (5, '@VARN:VAR', 'bob');",
                      home.string()));
     EXPECT_EQ(Body("&id=music_p_2"), kPng);
-    const std::pair<const char *, const char *> refused[] = {
-        {"&id=music_1", "404 Not Found"},
-        {"&id=music_p_1", "404 Not Found"},
-        {"&id=music_9", "404 Not Found"},
-        {"&id=dir_5", "404 Not Found"},
-        {"&id=dir_9", "404 Not Found"},
-        {"&album=bob%27s", "404 Not Found"},
-        {"&album=none", "404 Not Found"},
-        {"", "400 Bad Request"},
-        {"&album=", "400 Bad Request"},
-        {"&id=dir_", "400 Bad Request"},
-        {"&id=dir_1%20OR%201=1", "400 Bad Request"},
-        {"&id=/etc/passwd", "400 Bad Request"},
-        {"&id=music_1&size=huge", "400 Bad Request"},
-        {"&album=x&library=none", "400 Bad Request"},
-        {"&url=file:///etc/passwd", "400 Bad Request"},
-        {"&url=http://127.0.0.1/x.jpg", "400 Bad Request"},
-        {"&url=http://8.8.8.8/x.jpg&id=music_1", "400 Bad Request"},
-    };
-    for (const auto &[rest, status] : refused) {
-        EXPECT_TRUE(Get(rest).Has("Status: " + std::string(status) + "\r\n")) << rest;
+    for (const char *rest : {"&id=music_1", "&id=music_p_1", "&id=music_9", "&id=dir_5",
+                             "&id=dir_9", "&album=bob%27s", "&album=none"}) {
+        EXPECT_TRUE(Get(rest).Has("Status: 404 Not Found\r\n")) << rest;
+    }
+    for (const char *rest :
+         {"", "&album=", "&id=dir_", "&id=dir_1%20OR%201=1", "&id=/etc/passwd",
+          "&id=music_1&size=huge", "&album=x&library=none", "&url=file:///etc/passwd",
+          "&url=http://127.0.0.1/x.jpg", "&url=http://8.8.8.8/x.jpg&id=music_1"}) {
+        EXPECT_TRUE(Get(rest).Has("Status: 400 Bad Request\r\n")) << rest;
     }
 }
 

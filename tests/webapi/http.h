@@ -1,16 +1,10 @@
 // A small client for a web server of this machine.
 #pragma once
 
-#include <arpa/inet.h>
-#include <gtest/gtest.h>
-#include <netinet/in.h>
-#include <poll.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
 #include <cstdlib>
-#include <optional>
 #include <string>
+
+#include "support/sockets.h"
 
 namespace tonvale_test {
 
@@ -24,31 +18,11 @@ struct HttpAnswer {
     }
 };
 
-inline sockaddr_in LocalAddress(int port) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_port = htons(static_cast<uint16_t>(port));
-    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-    return address;
-}
-
-// A port of this machine that nobody listens on.
-inline int FreePort() {
-    sockaddr_in address = LocalAddress(0);
-    socklen_t size = sizeof address;
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    EXPECT_EQ(getsockname(fd, reinterpret_cast<sockaddr *>(&address), &size), 0);
-    close(fd);
-    return ntohs(address.sin_port);
-}
-
 // One connection for one request, whose answer ends with the connection.
 class HttpClient {
   public:
     explicit HttpClient(int port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        const sockaddr_in address = LocalAddress(port);
-        EXPECT_EQ(connect(fd_, reinterpret_cast<const sockaddr *>(&address), sizeof address), 0);
+        EXPECT_TRUE(Connect(fd_, LoopbackAddress(port)));
     }
     ~HttpClient() { close(fd_); }
     HttpClient(const HttpClient &) = delete;

@@ -144,25 +144,20 @@ TEST_F(SongApi, RatesWhatTheUserMayRate) {
     Ask("Song", "rate", {{"id", "[\"music_1\"]"}, {"rating", "2"}}, "bob");
     const std::string rated = "1030/1:5 1030/3:5 1030/4:5 1031/1:2";
     EXPECT_EQ(Stars(), rated);
+    EXPECT_EQ(CodeOf("Song", "rate", {{"id", "music_1"}}), 400);
+    EXPECT_EQ(CodeOf("Song", "rate", {{"rating", "1"}}), 400);
     const struct {
-        Given parameters;
+        const char *id, *rating;
         int code;
     } kCases[] = {
-        {{{"id", "music_1"}}, 400},
-        {{{"rating", "1"}}, 400},
-        {{{"id", "music_1"}, {"rating", "6"}}, 400},
-        {{{"id", "music_1"}, {"rating", "-1"}}, 400},
-        {{{"id", "music_1"}, {"rating", "1.5"}}, 400},
-        {{{"id", "music_1,music_1 OR true"}, {"rating", "1"}}, 400},
-        {{{"id", "music_/m/a_1"}, {"rating", "1"}}, 400},
-        {{{"id", "remote_{} http://x/_1"}, {"rating", "1"}}, 400},
-        {{{"id", "music_1,music_5"}, {"rating", "1"}}, 404},
-        {{{"id", "music_p_5"}, {"rating", "1"}}, 404},
-        {{{"id", "music_1,music_99"}, {"rating", "1"}}, 404},
-        {{{"id", "music_v_1"}, {"rating", "1"}}, 404},
+        {"music_1", "6", 400},          {"music_1", "-1", 400},
+        {"music_1", "1.5", 400},        {"music_1,music_1 OR true", "1", 400},
+        {"music_/m/a_1", "1", 400},     {"remote_{} http://x/_1", "1", 400},
+        {"music_1,music_5", "1", 404},  {"music_p_5", "1", 404},
+        {"music_1,music_99", "1", 404}, {"music_v_1", "1", 404},
     };
-    for (const auto &c : kCases) {
-        EXPECT_EQ(CodeOf("Song", "rate", c.parameters), c.code) << QueryOf("", "", c.parameters);
+    for (const auto &[id, rating, code] : kCases) {
+        EXPECT_EQ(CodeOf("Song", "rate", {{"id", id}, {"rating", rating}}), code) << id << rating;
     }
     EXPECT_EQ(Stars(), rated) << "nothing is written when one of the songs is refused";
 }
@@ -213,61 +208,43 @@ TEST_F(SongApi, ChangesNothingForAnotherSite) {
 
 class GroupApi : public ApiTest {
   protected:
+    static constexpr char kZoe[] = "Zo\u00EB";
+    static constexpr char kAbel[] = "\u00E1bel";
+
     void SetUp() override {
         ApiTest::SetUp();
-        Query(InsertSql({.id = 1,
-                         .album = "Gold",
-                         .artist = "Abba",
-                         .composer = "B",
-                         .genres = {"Pop", "Rock"},
-                         .year = 1992}) +
-              InsertSql({.id = 2,
-                         .album = "Gold",
-                         .artist = "Guest",
-                         .album_artist = "Zo\xC3\xAB",
-                         .genres = {"Rock"},
-                         .year = 2001}) +
-              InsertSql({.id = 3,
-                         .userid = kAlice,
-                         .album = "Hers",
-                         .artist = "\xC3\xA1"
-                                   "bel"}) +
+        TrackRow abba = {.id = 1, .album = "Gold", .artist = "Abba", .composer = "B", .year = 1992};
+        abba.genres = {"Pop", "Rock"};
+        TrackRow guest = {.id = 2, .album = "Gold", .artist = "Guest", .year = 2001};
+        guest.album_artist = kZoe;
+        guest.genres = {"Rock"};
+        Query(InsertSql(abba) + InsertSql(guest) +
+              InsertSql({.id = 3, .userid = kAlice, .album = "Hers", .artist = kAbel}) +
               InsertSql({.id = 4, .userid = kBob, .album = "His", .artist = "Bob"}) +
               "INSERT INTO rating_track VALUES (1030, 2, 4), (1031, 1, 5)");
     }
 };
 
 TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
+    const Given kLastYear = {{"sort_by", "year"}, {"sort_direction", "DESC"}, {"limit", "1"}};
+    const Given kMostStars = {{"sort_by", "star"}, {"sort_direction", "DESC"}, {"limit", "1"}};
     const struct {
-        const char *api;
-        const char *list;
+        const char *api, *list;
         Given parameters;
         Texts names;
     } kCases[] = {
         {"Album", "albums", {}, {"Gold", "Gold", "Hers"}},
         {"Album", "albums", {{"library", "personal"}}, {"Hers"}},
-        {"Album",
-         "albums",
-         {{"sort_by", "year"}, {"sort_direction", "DESC"}, {"limit", "1"}},
-         {"Gold"}},
+        {"Album", "albums", kLastYear, {"Gold"}},
         {"Album", "albums", {{"keyword", "ER"}}, {"Hers"}},
         {"Album", "albums", {{"keyword", "%"}}, {}},
         {"Album", "albums", {{"artist", "guest"}}, {"Gold"}},
-        {"Artist",
-         "artists",
-         {},
-         {"Abba",
-          "\xC3\xA1"
-          "bel",
-          "Zo\xC3\xAB"}},
-        {"Artist",
-         "artists",
-         {{"sort_by", "star"}, {"sort_direction", "DESC"}, {"limit", "1"}},
-         {"Zo\xC3\xAB"}},
+        {"Artist", "artists", {}, {"Abba", kAbel, kZoe}},
+        {"Artist", "artists", kMostStars, {kZoe}},
         {"Artist", "artists", {{"keyword", "ues"}}, {"Guest"}},
         {"Artist", "artists", {{"genre", "Pop"}}, {"Abba"}},
         {"Genre", "genres", {{"library", "shared"}}, {"Pop", "Rock"}},
-        {"Genre", "genres", {{"album_artist", "Zo\xC3\xAB"}}, {"Rock"}},
+        {"Genre", "genres", {{"album_artist", kZoe}}, {"Rock"}},
         {"Composer", "composers", {{"genre", "Pop"}}, {"B"}},
         {"Composer", "composers", {{"offset", "9"}}, {}},
     };
@@ -275,11 +252,10 @@ TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
         const Json::Value page = Ask(c.api, "list", c.parameters);
         EXPECT_EQ(Each(page[c.list], "name"), c.names) << c.api << QueryOf("", "", c.parameters);
     }
-    const Json::Value albums =
-        Ask("Album", "list", {{"sort_by", "year"}, {"sort_direction", "DESC"}, {"limit", "1"}});
+    const Json::Value albums = Ask("Album", "list", kLastYear);
     EXPECT_EQ(albums["total"].asInt(), 3);
     const Json::Value &gold = albums["albums"][0];
-    EXPECT_EQ(gold["album_artist"].asString(), "Zo\xC3\xAB");
+    EXPECT_EQ(gold["album_artist"].asString(), kZoe);
     EXPECT_EQ(gold["year"].asInt(), 2001);
     EXPECT_EQ(gold["star"].asDouble(), 4.0) << "the user's own stars";
     EXPECT_EQ(Ask("Genre", "list", {{"offset", "9"}})["total"].asInt(), 3);
@@ -297,16 +273,13 @@ TEST_F(GroupApi, RefusesWhatItCannotList) {
         {"Genre", {{"keyword", std::string(401, 'x')}}},
         {"Composer", {{"library", "nobody's"}}},
         {"Composer", {{"limit", "5001"}}},
-        {"Folder", {{"id", "dir_"}}},
-        {"Folder", {{"id", "dir_0"}}},
-        {"Folder", {{"id", "dir_-1"}}},
-        {"Folder", {{"id", "dir_1 OR true"}}},
-        {"Folder", {{"id", "dir_99999999999"}}},
-        {"Folder", {{"id", "../../etc"}}},
-        {"Folder", {{"id", "1"}}},
     };
     for (const auto &c : kCases) {
         EXPECT_EQ(CodeOf(c.api, "list", c.parameters), 400) << QueryOf("", "", c.parameters);
+    }
+    for (const char *id :
+         {"dir_", "dir_0", "dir_-1", "dir_1 OR true", "dir_99999999999", "../../etc", "1"}) {
+        EXPECT_EQ(CodeOf("Folder", "list", {{"id", id}}), 400) << id;
     }
 }
 

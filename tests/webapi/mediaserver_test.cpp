@@ -10,7 +10,7 @@
 #include "support/fixture.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
-#include "webapi/cgi.h"
+#include "webapi/api.h"
 
 namespace tonvale_test {
 
@@ -18,17 +18,13 @@ namespace {
 
 namespace fs = std::filesystem;
 
-class MediaServerApi : public SystemTest {
+class MediaServerApi : public SystemTest, protected Api {
   protected:
     static Json::Value Ask(const std::string &rest) {
-        const std::string text =
-            RunCgi({{"REQUEST_METHOD", "GET"},
-                    {"QUERY_STRING", "version=1&api=VARN.Tonvale.MediaServer&method=" + rest},
-                    {"REMOTE_USER", "alice"},
-                    {"no_proxy", "*"}});
-        Json::Value reply;
-        std::istringstream(text.substr(text.find("\r\n\r\n") + 4)) >> reply;
-        return reply;
+        return Parsed(RunCgi({{"REQUEST_METHOD", "GET"},
+                              {"QUERY_STRING", QueryOf("MediaServer", rest, {})},
+                              {"REMOTE_USER", "alice"},
+                              {"no_proxy", "*"}}));
     }
     static int Refusal(const std::string &rest) { return Ask(rest)["error"]["code"].asInt(); }
 
@@ -48,28 +44,13 @@ TEST_F(MediaServerApi, AsksOnlyMachinesOfTheLocalNetwork) {
         EXPECT_TRUE(IsServerAddress(std::string(host) + ":1900")) << host;
     }
     const ScriptedHttp server([](const HttpRequest &) { return Reply(Browsed("")); });
-    for (const char *host : {"127.0.0.1",
-                             "localhost",
-                             "0.0.0.0",
-                             "8.8.8.8",
-                             "169.254.169.254",
-                             "172.15.0.1",
-                             "172.32.0.1",
-                             "11.0.0.1",
-                             "100.64.0.1",
-                             "224.0.0.1",
-                             "10.1",
-                             "0x0A000001",
-                             "167772161",
-                             "012.0.0.1",
-                             "router.local",
-                             "[::1]",
-                             "[fd00::1]",
-                             "10.0.0.1@127.0.0.1",
-                             "",
-                             "10.0.0.1\\@127.0.0.1",
-                             "10.0.0.1.nip.io"}) {
-        EXPECT_FALSE(IsServerUrl("http://" + std::string(host) + "/")) << host;
+    std::vector<std::string> others = Words(
+        "127.0.0.1 localhost 0.0.0.0 8.8.8.8 169.254.169.254 172.15.0.1 172.32.0.1 11.0.0.1 "
+        "100.64.0.1 224.0.0.1 10.1 0x0A000001 167772161 012.0.0.1 router.local [::1] [fd00::1] "
+        "10.0.0.1@127.0.0.1 10.0.0.1\\@127.0.0.1 10.0.0.1.nip.io");
+    others.push_back("");
+    for (const std::string &host : others) {
+        EXPECT_FALSE(IsServerUrl("http://" + host + "/")) << host;
         EXPECT_FALSE(IsServerAddress(host)) << host;
     }
     for (const char *url : {"", "10.0.0.1", "ftp://10.0.0.1/", "file:///etc/passwd", "http://"}) {

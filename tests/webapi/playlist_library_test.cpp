@@ -79,8 +79,7 @@ class Playlists : public tonvale_test::DatabaseTest {
 
 TEST_F(Playlists, PagesOfANormalPlaylist) {
     struct Case {
-        int offset;
-        int limit;
+        int offset, limit;
         std::string tracks;
     };
     const std::string unknown = "music_" + Music() + "/unknown.mp3:0";
@@ -97,10 +96,8 @@ TEST_F(Playlists, PagesOfANormalPlaylist) {
 TEST_F(Playlists, WhereANormalPlaylistIsFound) {
     WriteList(Preferences() + "/playlists/7 O'B.m3u");
     struct Case {
-        const char *personalLibraries;
-        const char *key;
-        int type;
-        int total;
+        const char *personalLibraries, *key;
+        int type, total;
     };
     for (const Case &c :
          {Case{"yes", "11", 1, 6}, Case{"no", "11", 1, 6}, Case{"yes", "12", 0, 6},
@@ -134,9 +131,7 @@ TEST_F(Playlists, PagesOfASmartPlaylist) {
               "\"mine\" { rating is 5 }\n");
     struct Case {
         const char *name;
-        int type;
-        int offset;
-        int limit;
+        int type, offset, limit;
         int total;
         const char *tracks;
     };

@@ -34,13 +34,8 @@ TEST_F(Served, AsksForALogin) {
         }
     }
     // A page that needs no login gets at nothing that does.
-    for (const std::string &rest : {std::string(), std::string("&api=VARN.Tonvale.Info"),
-                                    std::string("&%61pi=VARN.Tonvale.Info")}) {
-        const HttpAnswer page =
-            Get("/webapi/entry.cgi?version=1&method=get&"
-                "api=VARN.Tonvale.Sharing.Page" +
-                    rest,
-                "");
+    for (const char *rest : {"", "&api=VARN.Tonvale.Info", "&%61pi=VARN.Tonvale.Info"}) {
+        const HttpAnswer page = Get(Path("Sharing.Page", "get") + rest, "");
         EXPECT_FALSE(Contains(page.body, "\"success\":true")) << page.body;
     }
     EXPECT_EQ(Get("/../../etc/initial-login", Login("admin", password)).body.find("admin:"),
@@ -72,7 +67,29 @@ TEST_F(Served, AnswersRequests) {
     }
 }
 
-TEST_F(Served, SendsFilesWithRanges) {
+struct Part {
+    std::string range;
+    std::size_t first, last;
+};
+
+class ServedSound : public Served {
+  protected:
+    // Each range of a stream is that part of the whole.
+    void ExpectRanges(const std::string &rest, const std::string &whole,
+                      const std::vector<Part> &parts) const {
+        for (const auto &[range, first, last] : parts) {
+            const HttpAnswer answer = Stream(rest, range);
+            EXPECT_EQ(answer.Status(), 206) << range;
+            EXPECT_TRUE(answer.Has("Content-Range: bytes " + std::to_string(first) + "-" +
+                                   std::to_string(last) + "/" + std::to_string(whole.size())))
+                << answer.header;
+            EXPECT_TRUE(answer.Has("Content-Length: " + std::to_string(last - first + 1)));
+            EXPECT_TRUE(answer.body == whole.substr(first, last - first + 1)) << range;
+        }
+    }
+};
+
+TEST_F(ServedSound, SendsFilesWithRanges) {
     const std::string file = ReadFile(AddSong());
     const std::string size = std::to_string(file.size());
     Serve();
@@ -82,29 +99,19 @@ TEST_F(Served, SendsFilesWithRanges) {
     EXPECT_TRUE(whole.Has("Content-Length: " + size)) << whole.header;
     EXPECT_TRUE(whole.body == file);
     EXPECT_FALSE(Contains(whole.header, "X-Sendfile")) << whole.header;
-    struct Case {
-        std::string range;
-        std::size_t first, last;
-    };
-    for (const Case &part :
-         {Case{"0-9", 0, 9},
-          {"1000-1999", 1000, 1999},
-          {"-10", file.size() - 10, file.size() - 1},
-          {"5-", 5, file.size() - 1},
-          {size.substr(0, 1) + "-" + size + "0", std::stoul(size.substr(0, 1)), file.size() - 1}}) {
-        const HttpAnswer answer = Stream("", part.range);
-        EXPECT_EQ(answer.Status(), 206) << part.range;
-        EXPECT_TRUE(answer.Has("Content-Range: bytes " + std::to_string(part.first) + "-" +
-                               std::to_string(part.last) + "/" + size))
-            << answer.header;
-        EXPECT_TRUE(answer.body == file.substr(part.first, part.last - part.first + 1));
-    }
+    const std::size_t first = std::stoul(size.substr(0, 1));
+    ExpectRanges("", file,
+                 {{"0-9", 0, 9},
+                  {"1000-1999", 1000, 1999},
+                  {"-10", file.size() - 10, file.size() - 1},
+                  {"5-", 5, file.size() - 1},
+                  {std::to_string(first) + "-" + size + "0", first, file.size() - 1}});
     EXPECT_EQ(Stream("", size + "-").Status(), 416);
     fs::remove(scratch() / "O'B 100% #1 \xC3\xA9.flac");
     EXPECT_EQ(Stream("").Status(), 404);
 }
 
-TEST_F(Served, TranscodesWithRanges) {
+TEST_F(ServedSound, TranscodesWithRanges) {
     AddSong();
     Serve();
     const std::size_t total = 10 * 176400 + 44;
@@ -113,24 +120,12 @@ TEST_F(Served, TranscodesWithRanges) {
     EXPECT_TRUE(whole.Has("Content-Type: audio/x-wav")) << whole.header;
     EXPECT_TRUE(whole.Has("Content-Length: " + std::to_string(total))) << whole.header;
     ASSERT_EQ(whole.body.size(), total);
-    struct Case {
-        const char *range;
-        std::size_t first, last;
-    };
-    for (const Case &part : {Case{"0-", 0, total - 1},
-                             {"0-43", 0, 43},
-                             {"800000-900000", 800000, 900000},
-                             {"-1000", total - 1000, total - 1},
-                             {"1700000-9999999", 1700000, total - 1}}) {
-        const HttpAnswer answer = Stream("&format=wav", part.range);
-        EXPECT_EQ(answer.Status(), 206) << part.range;
-        EXPECT_TRUE(answer.Has("Content-Range: bytes " + std::to_string(part.first) + "-" +
-                               std::to_string(part.last) + "/" + std::to_string(total)))
-            << answer.header;
-        EXPECT_TRUE(answer.Has("Content-Length: " + std::to_string(part.last - part.first + 1)));
-        EXPECT_TRUE(answer.body == whole.body.substr(part.first, part.last - part.first + 1))
-            << part.range;
-    }
+    ExpectRanges("&format=wav", whole.body,
+                 {{"0-", 0, total - 1},
+                  {"0-43", 0, 43},
+                  {"800000-900000", 800000, 900000},
+                  {"-1000", total - 1000, total - 1},
+                  {"1700000-9999999", 1700000, total - 1}});
     EXPECT_EQ(Stream("&format=wav", std::to_string(total) + "-").Status(), 200);
     const HttpAnswer mp3 = Stream("&format=mp3&position=4&bitrate=192000");
     EXPECT_TRUE(mp3.Has("Content-Type: audio/mpeg")) << mp3.header;
@@ -196,8 +191,7 @@ TEST_F(Served, StopsWithAllThatItStarted) {
     EXPECT_TRUE(Contains(stopped.out, At(varn::path::kInitialLogin))) << stopped.out;
     EXPECT_FALSE(EncoderRuns());
     const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const sockaddr_in address = LocalAddress(port_);
-    EXPECT_EQ(connect(fd, reinterpret_cast<const sockaddr *>(&address), sizeof address), -1);
+    EXPECT_FALSE(Connect(fd, LoopbackAddress(port_)));
     close(fd);
     // It did not start the database, and left it running.
     EXPECT_TRUE(varn::host::CheckSchema());

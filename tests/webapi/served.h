@@ -59,7 +59,7 @@ class Served : public DatabaseTest {
         }
         WriteFile(varn::path::kLogins, hashes);
         chmod(At(varn::path::kLogins).c_str(), 0644);
-        port_ = FreePort();
+        port_ = UnusedPort();
         UseHandlerSanitizer();
     }
     void TearDown() override {

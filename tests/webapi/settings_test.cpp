@@ -60,6 +60,7 @@ TEST_F(SettingApi, GivesAdministratorsTheOthersRights) {
 TEST_F(SettingApi, RefusesEverythingWhenOneThingIsBad) {
     Give("alice", kAlice, RIGHT_ALL);
     const std::string before = ReadFile(At(varn::path::kUsersFile));
+    const Given::value_type kFirst = {"prefer_using_html5", "false"};  // which is good
     const struct {
         Given parameters;
         const char *user;
@@ -68,18 +69,14 @@ TEST_F(SettingApi, RefusesEverythingWhenOneThingIsBad) {
         {{}, "alice", 400},
         {{{"colour", "red"}}, "alice", 400},
         {{{"prefer_using_html5", "perhaps"}}, "alice", 400},
-        {{{"prefer_using_html5", "false"}, {"browse_personal_library", "yes"}}, "alice", 400},
-        {{{"prefer_using_html5", "false"}, {"user", "alice"}, {"permissions", "usb"}},
-         "alice",
-         403},
-        {{{"prefer_using_html5", "false"}, {"custom_key", "1"}}, "alice", 403},
+        {{kFirst, {"browse_personal_library", "yes"}}, "alice", 400},
+        {{kFirst, {"user", "alice"}, {"permissions", "usb"}}, "alice", 403},
+        {{kFirst, {"custom_key", "1"}}, "alice", 403},
         {{{"user", "alice"}, {"permissions", "usb,everything"}}, "admin", 400},
         {{{"permissions", "usb"}}, "admin", 400},
-        {{{"user", "nobody"}, {"permissions", "usb"}, {"prefer_using_html5", "false"}},
-         "admin",
-         404},
+        {{{"user", "nobody"}, {"permissions", "usb"}, kFirst}, "admin", 404},
         {{{"user", "../alice"}, {"permissions", "usb"}}, "admin", 404},
-        {{{"custom_key", "0"}, {"prefer_using_html5", "false"}}, "admin", 400},
+        {{{"custom_key", "0"}, kFirst}, "admin", 400},
         {{{"custom_key", "5"}}, "admin", 400},
         {{{"custom_key", "1"}, {"title", std::string(4097, 'x')}}, "admin", 400},
     };

@@ -1,71 +1,20 @@
 // Share links and pins through the CGI environment.
-#include <json/reader.h>
-#include <json/writer.h>
-
-#include <memory>
-
 #include "sharing/shared_library.h"
-#include "webapi/cgi.h"
+#include "webapi/api.h"
 
 namespace tonvale_test {
 
 namespace {
 
-// A value as it stands in a form.
-std::string Encoded(const std::string &text) {
-    constexpr char kHex[] = "0123456789ABCDEF";
-    std::string encoded;
-    for (const unsigned char c : text) {
-        encoded += {'%', kHex[c >> 4], kHex[c & 15]};
-    }
-    return encoded;
-}
-
-Json::Value Parsed(const std::string &answer) {
-    const std::string text = answer.substr(answer.find("\r\n\r\n") + 4);
-    Json::Value json;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    EXPECT_TRUE(reader->parse(text.data(), text.data() + text.size(), &json, nullptr)) << answer;
-    return json;
-}
-
-class WebMethods : public SharedLibraryTest {
+class WebMethods : public SharedLibraryTest, protected Api {
   protected:
-    using Form = std::vector<std::pair<std::string, std::string>>;
-
-    // The answer to a form that somebody posts.
-    static Json::Value Post(const std::string &user, const std::string &api,
-                            const std::string &method, const Form &form,
-                            const Variables &more = {}) {
-        std::string body = "version=1&api=VARN.Tonvale." + api + "&method=" + method;
-        for (const auto &[name, value] : form) {
-            body += "&" + name + "=" + Encoded(value);
-        }
-        Variables variables = {{"REQUEST_METHOD", "POST"},
-                               {"CONTENT_TYPE", "application/x-www-form-urlencoded"},
-                               {"CONTENT_LENGTH", std::to_string(body.size())},
-                               {"REQUEST_URI", "/webapi/entry.cgi"},
-                               {"HTTP_HOST", "nas:8480"}};
-        for (const auto &[name, value] : more) {
-            variables[name] = value;
-        }
-        if (!user.empty()) {
-            variables["REMOTE_USER"] = user;
-        }
-        return Parsed(RunCgi(variables, body));
-    }
     static Json::Value Alice(const std::string &api, const std::string &method,
-                             const Form &form = {}) {
-        const Json::Value answer = Post("alice", api, method, form);
-        EXPECT_TRUE(answer["success"].asBool()) << answer;
-        return answer["data"];
+                             const Given &form = {}) {
+        return Ask(api, method, form, "alice", kHost);
     }
-    // The code of a refusal, 0 for none.
-    static int Code(const std::string &user, const std::string &api, const std::string &method,
-                    const Form &form = {}, const Variables &more = {}) {
-        const Json::Value answer = Post(user, api, method, form, more);
-        return answer["success"].asBool() ? 0 : answer["error"]["code"].asInt();
-    }
+
+    // What a link's address is made of.
+    static inline const Variables kHost = {{"HTTP_HOST", "nas:8480"}};
 };
 
 TEST_F(WebMethods, ShareAPlaylist) {
@@ -90,7 +39,7 @@ TEST_F(WebMethods, ShareAPlaylist) {
 
     const struct {
         const char *method;
-        Form form;
+        Given form;
         int code;
     } cases[] = {
         {"get", {}, 400},
@@ -112,30 +61,30 @@ TEST_F(WebMethods, ShareAPlaylist) {
         {"publish", {}, 405},
     };
     for (const auto &[method, form, code] : cases) {
-        EXPECT_EQ(Code("alice", "Sharing", method, form), code) << method;
+        EXPECT_EQ(CodeOf("Sharing", method, form, "alice"), code) << method;
     }
 }
 
 TEST_F(WebMethods, ShareForUsersWithTheRightAndFromTheirOwnPages) {
-    const Form list = {{"playlist_id", "playlist_shared_normal/12"}};
+    const Given list = {{"playlist_id", "playlist_shared_normal/12"}};
     const std::string id = Alice("Sharing", "create", list)["sharing"]["id"].asString();
     for (const char *user : {"bob", "ghost", ""}) {
         for (const char *method :
              {"get", "list", "create", "update", "delete", "share_song", "unshare_song"}) {
-            EXPECT_EQ(Code(user, "Sharing", method, {{"id", id}}), 403) << user << method;
+            EXPECT_EQ(CodeOf("Sharing", method, {{"id", id}}, user), 403) << user << method;
         }
     }
     const Variables elsewhere = {{"HTTP_SEC_FETCH_SITE", "cross-site"}};
     for (const char *method : {"create", "update", "delete", "share_song", "unshare_song"}) {
-        EXPECT_EQ(Code("alice", "Sharing", method, {{"id", id}}, elsewhere), 403) << method;
+        EXPECT_EQ(CodeOf("Sharing", method, {{"id", id}}, "alice", elsewhere), 403) << method;
     }
     for (const char *method : {"pin", "unpin", "rename", "reorder"}) {
-        EXPECT_EQ(Code("alice", "Pin", method, {{"id", "1"}}, elsewhere), 403) << method;
+        EXPECT_EQ(CodeOf("Pin", method, {{"id", "1"}}, "alice", elsewhere), 403) << method;
     }
-    EXPECT_EQ(Code("alice", "Sharing", "get", {{"id", id}}, elsewhere), 0);
+    EXPECT_EQ(CodeOf("Sharing", "get", {{"id", id}}, "alice", elsewhere), 0);
     WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}, "1031": {"sharing": true}})");
     for (const char *method : {"get", "update", "delete"}) {
-        EXPECT_EQ(Code("bob", "Sharing", method, {{"id", id}}), 404) << method;
+        EXPECT_EQ(CodeOf("Sharing", method, {{"id", id}}, "bob"), 404) << method;
     }
     EXPECT_EQ(Alice("Sharing", "get", {{"id", id}})["sharing"]["status"], "valid");
 }
@@ -169,33 +118,9 @@ TEST_F(WebMethods, PinViews) {
 
     const struct {
         const char *user, *method;
-        Form form;
+        Given form;
         int code;
     } cases[] = {
-        {"alice", "pin", {{"type", "year"}, {"name", "n"}}, 2},
-        {"alice", "pin", {{"name", "n"}}, 2},
-        {"alice", "pin", {{"type", "album"}}, 400},
-        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "[]"}}, 3},
-        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "\"album\""}}, 3},
-        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "{\"year\":1}"}}, 3},
-        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "{"}}, 400},
-        {"alice", "pin", {{"type", "album"}, {"name", "n"}, {"criteria", "{} x"}}, 400},
-        {"alice",
-         "pin",
-         {{"type", "album"}, {"name", "n"}, {"criteria", std::string(100000, '[')}},
-         400},
-        {"alice", "pin", {{"type", "random_100"}, {"name", "again"}}, 4},
-        {"alice", "pin", {{"type", "folder"}, {"name", "n"}}, 1},
-        {"alice",
-         "pin",
-         {{"type", "folder"}, {"name", "n"}, {"criteria", "{\"folder\":\"dir_99\"}"}},
-         6},
-        {"alice",
-         "pin",
-         {{"type", "playlist"},
-          {"name", "n"},
-          {"criteria", "{\"playlist\":\"playlist_personal_normal/99\"}"}},
-         7},
         {"bob", "unpin", {{"id", first}}, 5},
         {"bob", "rename", {{"id", first}, {"name", "stolen"}}, 5},
         {"bob", "reorder", {{"ids", first + "," + second}}, 1},
@@ -207,13 +132,36 @@ TEST_F(WebMethods, PinViews) {
         {"ghost", "list", {}, 403},
     };
     for (const auto &[user, method, form, code] : cases) {
-        EXPECT_EQ(Code(user, "Pin", method, form), code)
+        EXPECT_EQ(CodeOf("Pin", method, form, user), code)
             << method << " " << (form.empty() ? "" : form.back().second.substr(0, 50));
     }
+    const struct {
+        const char *type;
+        std::string criteria;
+        int code;
+    } pinned[] = {
+        {"year", "{}", 2},
+        {"album", "[]", 3},
+        {"album", "\"album\"", 3},
+        {"album", "{\"year\":1}", 3},
+        {"album", "{", 400},
+        {"album", "{} x", 400},
+        {"album", std::string(100000, '['), 400},
+        {"random_100", "{}", 4},
+        {"folder", "{}", 1},
+        {"folder", "{\"folder\":\"dir_99\"}", 6},
+        {"playlist", "{\"playlist\":\"playlist_personal_normal/99\"}", 7},
+    };
+    for (const auto &[type, criteria, code] : pinned) {
+        const Given form = {{"type", type}, {"name", "n"}, {"criteria", criteria}};
+        EXPECT_EQ(CodeOf("Pin", "pin", form), code) << type << criteria.substr(0, 50);
+    }
+    EXPECT_EQ(CodeOf("Pin", "pin", {{"name", "n"}}), 2);
+    EXPECT_EQ(CodeOf("Pin", "pin", {{"type", "album"}}), 400);
     EXPECT_EQ(Alice("Pin", "list")["pins"], pins) << "what is refused changes nothing";
     Alice("Pin", "unpin", {{"id", first}});
     EXPECT_EQ(Alice("Pin", "list")["total"], 2);
-    EXPECT_EQ(Post("bob", "Pin", "list", {})["data"]["total"], 0);
+    EXPECT_EQ(Ask("Pin", "list", {}, "bob")["total"], 0);
 }
 
 // The host of a link is the request's up to a colon or a slash, where nothing better is configured.
@@ -223,8 +171,7 @@ TEST_F(WebMethods, AddressLinksByTheLibrarysRules) {
             .asString();
     const auto url = [&](const Variables &variables) {
         const std::string text =
-            Post("alice", "Sharing", "get", {{"id", id}}, variables)["data"]["sharing"]["url"]
-                .asString();
+            Ask("Sharing", "get", {{"id", id}}, "alice", variables)["sharing"]["url"].asString();
         EXPECT_TRUE(text.ends_with("/as/sharing/" + id)) << text;
         return text.substr(0, text.size() - id.size() - 12);
     };
@@ -234,10 +181,10 @@ TEST_F(WebMethods, AddressLinksByTheLibrarysRules) {
           std::pair("evil/webapi", "http://evil"), std::pair("", "http://")}) {
         EXPECT_EQ(url({{"HTTP_HOST", host}}), address);
     }
-    EXPECT_EQ(url({{"HTTPS", "on"}}), "https://nas:8480");
+    EXPECT_EQ(url({{"HTTPS", "on"}, {"HTTP_HOST", "nas:8480"}}), "https://nas:8480");
     WriteFile(varn::path::kVarnInfo,
               "external_host_ip=\"music.example.org\"\nexternal_port_kos_https=\"443\"\n");
-    EXPECT_EQ(url({{"HTTPS", "on"}}), "https://music.example.org:443");
+    EXPECT_EQ(url({{"HTTPS", "on"}, {"HTTP_HOST", "nas:8480"}}), "https://music.example.org:443");
 }
 
 }  // namespace
