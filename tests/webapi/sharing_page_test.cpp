@@ -112,6 +112,36 @@ TEST_F(PublicPage, ShowsThePlaylistAndNothingElse) {
     EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=9").body, "\"songs\":[]"));
 }
 
+// What only some browsers play comes as MP3.
+TEST_F(PublicPage, NamesWhatEveryBrowserPlays) {
+    const struct {
+        const char *file, *codec;
+        bool isRaw;
+    } cases[] = {
+        {"a.MP3", "", true},      {"a.flac", "flac", true}, {"a.ogg", "vorbis", true},
+        {"a.opus", "opus", true}, {"a.wav", "pcm", true},   {"a.m4a", "aac", true},
+        {"b.m4a", "alac", false}, {"c.m4a", "", false},     {"a.wma", "wmav2", false},
+        {"a.aiff", "pcm", false}, {"a.mka", "flac", false}, {"a.ape", "ape", false},
+    };
+    std::string entries;
+    int id = 100;
+    for (const auto &[file, codec, isRaw] : cases) {
+        std::filesystem::copy(scratch() / "other.flac", scratch() / file);
+        ++id;
+        Query(InsertSql({.id = id, .path = scratch() / file}) + "UPDATE track SET codec = '" +
+              codec + "' WHERE id = " + std::to_string(id));
+        entries += std::string(file) + "\n";
+    }
+    WriteList(entries);
+    Serve();
+    const std::string page = Page(kLink).body;
+    id = 100;
+    for (const auto &[file, codec, isRaw] : cases) {
+        const std::string song = ";id=music_" + std::to_string(++id);
+        EXPECT_TRUE(Contains(page, song + (isRaw ? "\"" : "&amp;format=mp3\""))) << file << codec;
+    }
+}
+
 TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
     std::ofstream(scratch() / "cover.jpg") << "\xFF\xD8\xFF\xE0picture";
     Serve();
@@ -130,6 +160,16 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
         }
     }
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1&format=exe").Status(), 400);
+    // Nor does the time tell a song without a cover, or without its file, from others.
+    std::filesystem::remove(scratch() / "cover.jpg");
+    std::filesystem::rename(scratch() / "cue.flac", scratch() / "moved.flac");
+    const std::pair<const char *, const char *> missing[] = {{"cover", "&id=music_1"},
+                                                             {"stream", "&id=music_v_4"}};
+    for (const auto &[method, song] : missing) {
+        const auto start = steady_clock::now();
+        EXPECT_EQ(Ask(method, kLink, song).Status(), 404) << method;
+        EXPECT_GT(steady_clock::now() - start, std::chrono::milliseconds(300)) << method;
+    }
     // A song that leaves the playlist is not there any more.
     WriteList("other.flac\n");
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1").Status(), 404);
