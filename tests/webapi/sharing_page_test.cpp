@@ -1,5 +1,7 @@
 // The public page of a share link, over real HTTP and without a login.
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
 #include <regex>
 
 #include "tonvale/sharing.h"
@@ -179,6 +181,7 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
               401);
     EXPECT_EQ(Open("/as/sharing/../../webapi/entry.cgi").Status(), 401);
     EXPECT_EQ(Open("/as/").Status(), 401);
+    EXPECT_EQ(Open("/as/sharings").Status(), 401);
 }
 
 TEST_F(PublicPage, BoundsItsEncoders) {
@@ -244,6 +247,9 @@ TEST_F(PublicPage, RefusesAlikeWhateverIsWrong) {
           "AAAAAAAA?api=VARN.Tonvale.Info", "abcDEF12%26method=get", "expired1?offset=9"}) {
         EXPECT_EQ(Bare(Page(path)), unknown) << path;
     }
+    for (const char *path : {"/as/sharing", "/as/sharing?x=1"}) {
+        EXPECT_EQ(Bare(Open(path)), unknown) << path;
+    }
     // A link that is taken away, and one whose owner may not share any more.
     EXPECT_EQ(Page(kLink).Status(), 200);
     WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": false}, "1031": {}})");
@@ -268,7 +274,23 @@ TEST_F(PublicPage, TurnsPages) {
         EXPECT_EQ(Contains(page.body, ">More<"), std::string(query) != "?offset=200") << query;
     }
     EXPECT_TRUE(Contains(Page(link + "?offset=200").body, "href=\"?offset=100\""));
-    EXPECT_EQ(Page(link + "?offset=999999999").Status(), 200);
+    EXPECT_TRUE(Contains(Page(link + "?offset=999999999").body, "<ol start=\"1000000000\">"));
+    EXPECT_EQ(Ask("page", link, "&offset=999999999").Status(), 200);
+    EXPECT_EQ(Ask("page", link, "&offset=2147483647").Status(), 404);
+}
+
+// Days are those of the server that was started, as they are for the command line.
+TEST_F(PublicPage, FollowsTheTimeZone) {
+    ASSERT_EQ(setenv("TZ", "EAST-24", 1), 0);  // a day ahead of everybody else
+    tzset();
+    const time_t now = std::time(nullptr);
+    char tomorrow[16] = "";
+    std::strftime(tomorrow, sizeof tomorrow, "%Y-%m-%d", std::localtime(&now));
+    Serve();
+    unsetenv("TZ");
+    tzset();
+    AddLink("fromnow1", kAlice, tomorrow, "2999-12-31");
+    EXPECT_EQ(Page("fromnow1").Status(), 200);
 }
 
 // A server with TLS in front of this one tells how it was asked, and links say the same.
