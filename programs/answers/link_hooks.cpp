@@ -1,8 +1,15 @@
 #include "link_hooks.h"
 
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
 #include "failure.h"
+#include "settings.h"
+#include "tonvale/settings.h"
 #include "tonvale/sharing.h"
 #include "varn/account.h"
+#include "varn/db.h"
 #include "varn/packageconf.h"
 
 namespace tonvale_answers {
@@ -15,6 +22,35 @@ void Check(bool followed, const char *done) {
                                            ", but not its share links; the lines above tell why, "
                                            "and 'tonvale share' takes links away");
     }
+}
+
+std::vector<uid_t> OwnersOfLinks(Tonvale::SharingManager &manager) {
+    DBConnect_tag *database = nullptr;
+    VARNDB_RESULT *read = nullptr;
+    if (!manager.GetDBConnection(database) ||
+        VARNDBExecute(database, "SELECT DISTINCT user_id FROM playlist_sharing", &read) < 0) {
+        throw Failure(Reason::kFailed,
+                      "the share links cannot be read; the lines above tell why, and they stay "
+                      "until 'tonvale user sync' is run again");
+    }
+    const std::unique_ptr<VARNDB_RESULT, decltype(&VARNDBFreeResult)> result(read,
+                                                                             VARNDBFreeResult);
+    std::vector<uid_t> owners;
+    for (int row = 0; VARNDBFetchRow(result.get(), &row) == 0;) {
+        // The column is signed, the number is not.
+        owners.push_back(static_cast<uid_t>(
+            std::strtoll(VARNDBFetchField(result.get(), row, "user_id"), nullptr, 10)));
+    }
+    return owners;
+}
+
+// An administrator needs no entry.
+bool IsOnRecord(const Json::Value &users, uid_t uid) {
+    if (users.isMember(std::to_string(uid))) {
+        return true;
+    }
+    const std::string name = AccountName(uid);
+    return !name.empty() && IsAdministrator(name);
 }
 
 }  // namespace
@@ -39,16 +75,30 @@ void LinksFollowLostRight(uid_t uid) {
     Check(manager.HandleDeleteUserPrivilege(uid), "the right is taken away");
 }
 
-bool SwitchPersonalLibraries(bool on) {
-    if (IsPersonalLibraryEnabled() == on) {
-        return false;
+void LinksFollowLostUsers() {
+    const Json::Value users = ReadUsers();
+    Tonvale::SharingManager manager;
+    std::string left;
+    for (const uid_t uid : OwnersOfLinks(manager)) {
+        if (!IsOnRecord(users, uid) && !manager.HandleDeleteUserPrivilege(uid)) {
+            left += " " + std::to_string(uid);
+        }
     }
-    if (VARNAudioConfSet("enable_personal_library", on ? "yes" : "no") != 0) {
+    if (!left.empty()) {
+        throw Failure(Reason::kFailed,
+                      "the share links of these user ids are still there, to be "
+                      "taken away by another 'tonvale user sync':" +
+                          left);
+    }
+}
+
+void SwitchPersonalLibraries(bool on) {
+    if (IsPersonalLibraryEnabled() != on &&
+        VARNAudioConfSet("enable_personal_library", on ? "yes" : "no") != 0) {
         throw Failure(Reason::kFailed, "the package's configuration cannot be written");
     }
     Tonvale::SharingManager manager;
     Check(manager.HandlePersonalLibChange(), "personal libraries are switched");
-    return true;
 }
 
 }  // namespace tonvale_answers

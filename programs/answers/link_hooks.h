@@ -19,8 +19,14 @@ void LinksFollowDeletion(const std::string &path);
 // Users lost the right to share.
 void LinksFollowLostRight(uid_t uid);
 
-// Switches personal libraries on or off, in the package's configuration. True when that changes
-// anything; the links of all users' personal playlists and single songs are gone then.
-bool SwitchPersonalLibraries(bool on);
+// Users are gone: takes the links away whose owners have no entry among the users, and so no right
+// to share, before another account gets their user ids. Goes on when some cannot be taken away, and
+// then throws.
+void LinksFollowLostUsers();
+
+// Switches personal libraries on or off, in the package's configuration; the links of all users'
+// personal playlists and single songs are gone then. Also where it is so already: a call that could
+// not reach the links may be repeated.
+void SwitchPersonalLibraries(bool on);
 
 }  // namespace tonvale_answers

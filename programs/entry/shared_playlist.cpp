@@ -1,8 +1,11 @@
 #include "shared_playlist.h"
 
+#include <strings.h>
+
 #include <algorithm>
 #include <cctype>
 #include <chrono>
+#include <iterator>
 #include <memory>
 #include <thread>
 
@@ -11,7 +14,6 @@
 #include "answers/named_playlist.h"
 #include "answers/songs.h"
 #include "refusal.h"
-#include "song_sound.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/playlistsvc.h"
@@ -53,7 +55,7 @@ SongList ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int
                                             offset, limit, "*", 0));
 }
 
-SongList ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+SongList ListSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     const std::string rules = VarnAudioUtils::LoadSmartPlsRulesByFilename(link.path, Key(link));
     const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(link.user_id);
     PLAYLIST_REC *list = nullptr;
@@ -63,6 +65,33 @@ SongList ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int 
         total = -1;
     }
     return SongList(list);
+}
+
+// The count comes with the songs, and behind the last one there are none.
+SongList ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+    SongList list = ListSmart(link, offset, limit, total);
+    if (!list && total >= 0 && offset > 0) {
+        ListSmart(link, 0, 1, total);
+    }
+    return list;
+}
+
+// True for what every browser plays as it is. A container that holds other sound, too, needs the
+// name of its codec.
+bool PlaysEverywhere(const std::string &path, const std::string &codec) {
+    struct Format {
+        const char *extension;
+        const char *codec;  // null: any
+    };
+    static constexpr Format kFormats[] = {
+        {"aac", nullptr}, {"flac", nullptr}, {"m4a", "aac"},    {"mp3", nullptr}, {"mp4", "aac"},
+        {"oga", nullptr}, {"ogg", nullptr},  {"opus", nullptr}, {"wav", nullptr},
+    };
+    const std::string extension = VARNAudioWebapiUtilsGetFileExt(path);
+    return std::any_of(std::begin(kFormats), std::end(kFormats), [&](const Format &format) {
+        return strcasecmp(extension.c_str(), format.extension) == 0 &&
+               (format.codec == nullptr || codec == format.codec);
+    });
 }
 
 }  // namespace
@@ -110,12 +139,12 @@ std::vector<SharedSong> SharedPlaylist::Shown(PLAYLIST_REC *list) const {
             continue;  // an address, or a file that the library does not have
         }
         const Json::Value &tag = track["additional"]["song_tag"];
-        const bool isKnown =
-            std::string_view(MediaTypeOf(track["path"].asCString())) != kUnknownMedia;
+        const Json::Value &audio = track["additional"]["song_audio"];
         songs.push_back({track["id"].asString(), track["title"].asString(),
                          tag["artist"].asString(), tag["album"].asString(),
-                         track["additional"]["song_audio"]["duration"].asInt(),
-                         isKnown && !id->isVirtual});
+                         audio["duration"].asInt(),
+                         !id->isVirtual &&
+                             PlaysEverywhere(track["path"].asString(), audio["codec"].asString())});
     }
     return songs;
 }

@@ -16,7 +16,7 @@ struct SharedSong {
     std::string artist;
     std::string album;
     int duration = 0;             // seconds
-    bool playsEverywhere = true;  // browsers know the file's format
+    bool playsEverywhere = true;  // browsers play the file as it is
 };
 
 struct SharedPage {

@@ -1,8 +1,8 @@
 // VARN.Tonvale.Sharing.Page: what a share link publishes, for everybody who has it.
-#include <climits>
 #include <cstdio>
 
 #include "action.h"
+#include "answers/failure.h"
 #include "list_request.h"
 #include "page_html.h"
 #include "picture.h"
@@ -15,6 +15,26 @@ namespace {
 
 constexpr char kLink[] = "sharing_id";
 constexpr char kId[] = "id";
+
+// As many digits as the addresses of pages have, and a page more can be counted from there.
+constexpr long long kLastOffset = 999'999'999;
+
+// Does something with a song of the link's; what is not there is refused like a link.
+template <typename Work>
+bool OrRefused(const Work &work) {
+    Code code = Code::kFailed;
+    try {
+        return work();
+    } catch (const Refusal &refusal) {
+        code = refusal.code;
+    } catch (const tonvale_answers::Failure &failure) {
+        code = RefusalOf(failure).code;
+    }
+    if (code == Code::kNoSuchItem) {
+        RefuseLink();
+    }
+    throw Refusal{code};
+}
 
 class Get : public Action {
   public:
@@ -50,7 +70,8 @@ class Stream : public SongAction {
   protected:
     bool Send() override {
         const Sound sound = AskedSound();
-        return SendSong(SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId)), sound);
+        const VARN_MEDIA_INFO song = SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId));
+        return OrRefused([&] { return SendSong(song, sound); });
     }
 };
 
@@ -62,10 +83,12 @@ class Cover : public MediaAction {
     bool Send() override {
         const bool isSmall = Asked().Choice("size", {"original", "scaled"}, "scaled") == "scaled";
         const VARN_MEDIA_INFO song = SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId));
-        const auto picture = tonvale_answers::OpenCoverOf(
-            song.path,
-            isSmall ? tonvale_answers::CoverSize::kScaled : tonvale_answers::CoverSize::kOriginal);
-        return SendPicture(picture, Asked().WantsHeaderOnly());
+        using tonvale_answers::CoverSize;
+        const CoverSize size = isSmall ? CoverSize::kScaled : CoverSize::kOriginal;
+        return OrRefused([&] {
+            return SendPicture(tonvale_answers::OpenCoverOf(song.path, size),
+                               Asked().WantsHeaderOnly());
+        });
     }
 };
 
@@ -93,7 +116,7 @@ class Page : public ActionHandler {
         const std::string reference = request_.Text("song");
         LinkPage page;
         page.linkId = request_.Text(kLink);
-        page.offset = static_cast<int>(request_.Number("offset", 0, 0, INT_MAX));
+        page.offset = static_cast<int>(request_.Number("offset", 0, 0, kLastOffset));
         SharedPlaylist playlist(page.linkId);
         page.isOneSong = !reference.empty();
         if (page.isOneSong) {

@@ -93,9 +93,9 @@ int SyncUsers() {
     for (const unsigned uid : AudioUsers::enumUsers(before)) {
         if (!after.isMember(std::to_string(uid))) {
             std::printf("Removed the entry of user id %u.\n", uid);
-            tonvale_answers::LinksFollowLostRight(uid);
         }
     }
+    tonvale_answers::LinksFollowLostUsers();
     return kDone;
 }
 

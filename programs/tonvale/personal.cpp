@@ -34,10 +34,9 @@ int Switch(const std::string &wanted) {
     if (!package) {
         return kFailed;
     }
-    if (tonvale_answers::SwitchPersonalLibraries(wanted == kOn)) {
-        std::printf("Run 'tonvale index%s' now, which %s the songs of users' homes.\n",
-                    varn::host::RootOption().c_str(), wanted == kOn ? "adds" : "removes");
-    }
+    tonvale_answers::SwitchPersonalLibraries(wanted == kOn);
+    std::printf("Run 'tonvale index%s' now, which %s the songs of users' homes.\n",
+                varn::host::RootOption().c_str(), wanted == kOn ? "adds" : "removes");
     return kDone;
 }
 

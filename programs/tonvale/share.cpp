@@ -209,7 +209,7 @@ void AddShare(CLI::App &app, Action &action) {
         if (known.hasDays) {
             verb->add_option("--from", options->from, "The first day, YYYY-MM-DD (else today)")
                 ->type_name("DAY");
-            verb->add_option("--until", options->until, "The last day (else without an end)")
+            verb->add_option("--until", options->until, "The last day; needed with --from")
                 ->type_name("DAY");
         }
     }

@@ -14,10 +14,11 @@ namespace {
 
 using varn::host::Outcome;
 
-// What the handlers find in their environment besides the request: where the system is, and where
-// an external database is.
-constexpr const char *kHandedOn[] = {"TONVALE_ROOT", "PGHOST",    "PGPORT",       "PGPASSFILE",
-                                     "PGSSLMODE",    "PGOPTIONS", "ASAN_OPTIONS", "UBSAN_OPTIONS"};
+// What the handlers find in their environment besides the request: where the system is, where an
+// external database is, and when a day begins.
+constexpr const char *kHandedOn[] = {"TONVALE_ROOT", "TZ",           "PGHOST",
+                                     "PGPORT",       "PGPASSFILE",   "PGSSLMODE",
+                                     "PGOPTIONS",    "ASAN_OPTIONS", "UBSAN_OPTIONS"};
 
 // A text between the double quotes of the server's configuration.
 std::string Quoted(std::string_view text) {
@@ -87,15 +88,14 @@ cgi.x-sendfile = "enable"
 cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
 static-file.exclude-extensions = ( ".cgi" )
 extforward.forwarder = ( "127.0.0.1" => "trust", "::1" => "trust" )
+var.page = "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page"
 url.rewrite-once = (
     "^/as/sharing/([0-9A-Za-z]+)\?offset=([0-9]{1,9})$" =>
-        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page&sharing_id=$1&offset=$2",
-    "^/as/sharing/([0-9A-Za-z]+)(\?.*)?$" =>
-        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page&sharing_id=$1",
+        var.page + "&sharing_id=$1&offset=$2",
+    "^/as/sharing/([0-9A-Za-z]+)(\?.*)?$" => var.page + "&sharing_id=$1",
     "^/as/sharing/([0-9A-Za-z]+)/([0-9A-Za-z_=%-]+)(\?.*)?$" =>
-        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page&sharing_id=$1&song=$2",
-    "^/as/sharing/" =>
-        "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page"
+        var.page + "&sharing_id=$1&song=$2",
+    "^/as/sharing(/|\?|$)" => var.page
 )
 setenv.set-response-header = ( "X-Content-Type-Options" => "nosniff" )
 auth.backend = "htpasswd"

@@ -21,13 +21,6 @@
 
 namespace tonvale_test {
 
-inline int FreePort() {
-    const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    const int port = BindToLoopback(fd);
-    close(fd);
-    return port;
-}
-
 // What is particular to one program.
 struct MediaServerKind {
     const char *program;
@@ -66,7 +59,7 @@ class MediaServer {
   public:
     MediaServer(const MediaServerKind &kind, const std::filesystem::path &home,
                 const std::filesystem::path &music)
-        : kind_(kind), home_(home), port_(FreePort()) {
+        : kind_(kind), home_(home), port_(UnusedPort()) {
         std::filesystem::create_directories(home);
         // In a group of its own, because a server has helpers; it does not outlive this process,
         // however that ends.

@@ -108,6 +108,15 @@ class LinksAfter : public ShareVerbs {
         }
         return ids;
     }
+    // The database fails to delete the links of a condition.
+    static void RefuseDeletions(const std::string &condition) {
+        Query(
+            "CREATE OR REPLACE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$BEGIN "
+            "RAISE 'refused'; END$$;"
+            "DROP TRIGGER IF EXISTS refuse ON playlist_sharing;"
+            "CREATE TRIGGER refuse BEFORE DELETE ON playlist_sharing FOR EACH ROW WHEN (" +
+            condition + ") EXECUTE FUNCTION refuse()");
+    }
     static std::string PlaylistOf(const std::string &link) {
         return Value("SELECT playlist_id || ' ' || path FROM playlist_sharing WHERE id = '" + link +
                      "'");
@@ -158,11 +167,13 @@ TEST_F(LinksAfter, RightsAndPersonalLibrariesChange) {
     Do({"permission", "set", "bob", "sharing", "streaming"});
     EXPECT_EQ(Left().size(), 4U);
     EXPECT_EQ(Tonvale({"personal-libraries"}).out, "on\n");
-    Do({"personal-libraries", "on"});
-    EXPECT_EQ(Left().size(), 4U) << "nothing was switched";
-    Do({"personal-libraries", "off"});
+    RefuseDeletions("true");
+    EXPECT_EQ(Tonvale({"personal-libraries", "off"}).status, 1);
     EXPECT_EQ(Tonvale({"personal-libraries"}).out, "off\n");
-    EXPECT_EQ(Left().size(), 2U);
+    EXPECT_EQ(Left().size(), 4U);
+    RefuseDeletions("false");
+    Do({"personal-libraries", "off"});
+    EXPECT_EQ(Left().size(), 2U) << "what failed may be repeated";
     Do({"permission", "set", "alice", "usb"});
     EXPECT_EQ(Left(), std::set<std::string>{shared});
     // Who gets the user id next does not get the links.
@@ -170,6 +181,29 @@ TEST_F(LinksAfter, RightsAndPersonalLibrariesChange) {
     WriteFile(varn::path::kPasswd, accounts.substr(0, accounts.find("bob:")));
     Do({"user", "sync"});
     EXPECT_TRUE(Left().empty());
+}
+
+TEST_F(LinksAfter, UsersAreGone) {
+    const std::string alices = Create("alice", {"12"});
+    for (const char *owner : {"4998", "-4", "4997"}) {  // -4: 4294967292
+        Query("INSERT INTO playlist_sharing (id, user_id, playlist_id) VALUES ('of" +
+              std::string(owner) + "', " + owner + ", 'playlist_shared_normal/12')");
+    }
+    RefuseDeletions("OLD.user_id = 4998");
+    const Finished failed = Tonvale({"user", "sync"});
+    EXPECT_EQ(failed.status, 1);
+    EXPECT_TRUE(Contains(failed.err, "another 'tonvale user sync': 4998\n")) << failed.err;
+    EXPECT_EQ(Left(), (std::set<std::string>{alices, "of4998"}));
+    RefuseDeletions("false");
+    Do({"user", "sync"});
+    EXPECT_EQ(Left(), std::set<std::string>{alices});
+    // Administrators may share without an entry, others not.
+    const std::string bobs = Create("bob", {"12"});
+    WriteFile(varn::path::kUsersFile, "{}");
+    std::string groups = ReadFile(At(varn::path::kGroup));
+    WriteFile(varn::path::kGroup, groups.insert(groups.find(":101:admin") + 10, ",alice"));
+    Do({"user", "sync"});
+    EXPECT_EQ(Left(), std::set<std::string>{alices});
 }
 
 TEST_F(ShareVerbs, KeepPins) {

@@ -1,4 +1,6 @@
 // Share links and pins through the CGI environment.
+#include <set>
+
 #include "sharing/shared_library.h"
 #include "webapi/api.h"
 
@@ -62,6 +64,41 @@ TEST_F(WebMethods, ShareAPlaylist) {
     };
     for (const auto &[method, form, code] : cases) {
         EXPECT_EQ(CodeOf("Sharing", method, form, "alice"), code) << method;
+    }
+}
+
+TEST_F(WebMethods, PublishASmartPlaylist) {
+    const std::string link =
+        Alice("Sharing", "create", {{"playlist_id", kSharedSmart}})["sharing"]["id"].asString();
+    const Json::Value all = Ask("Sharing.Page", "get", {{"sharing_id", link}}, "");
+    EXPECT_EQ(all["name"], "Rock & Roll");
+    EXPECT_EQ(all["total"], 2) << all;
+    std::set<std::string> ids;
+    for (const Json::Value &song : all["songs"]) {
+        ids.insert(song["id"].asString());
+    }
+    EXPECT_EQ(ids, (std::set{Name(rock_), TrackName(track1_)}));
+    const Json::Value behind =
+        Ask("Sharing.Page", "get", {{"sharing_id", link}, {"offset", "7"}}, "");
+    EXPECT_EQ(behind["total"], 2);
+    EXPECT_TRUE(behind["songs"].empty());
+
+    Touch(In("it's 100%_a\\b.mp3"));
+    Touch(In("pop.mp3"));
+    Touch(In("cue.flac"));
+    const std::pair<std::string, const char *> songs[] = {{Name(rock_), "200 OK"},
+                                                          {TrackName(track1_), "200 OK"},
+                                                          {Name(pop_), "404 Not Found"},
+                                                          {TrackName(track2_), "404 Not Found"}};
+    for (const auto &[id, status] : songs) {
+        const std::string answer =
+            RunCgi({{"REQUEST_METHOD", "HEAD"},
+                    {"QUERY_STRING",
+                     "version=1&api=VARN.Tonvale.Sharing.Page&method=stream&format=mp3"
+                     "&sharing_id=" +
+                         link + "&id=" + id}},
+                   "");
+        EXPECT_TRUE(answer.starts_with(std::string("Status: ") + status)) << id << answer;
     }
 }
 

@@ -1,5 +1,7 @@
 // The public page of a share link, over real HTTP and without a login.
 #include <chrono>
+#include <cstdlib>
+#include <ctime>
 #include <regex>
 
 #include "tonvale/sharing.h"
@@ -112,6 +114,36 @@ TEST_F(PublicPage, ShowsThePlaylistAndNothingElse) {
     EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=9").body, "\"songs\":[]"));
 }
 
+// What only some browsers play comes as MP3.
+TEST_F(PublicPage, NamesWhatEveryBrowserPlays) {
+    const struct {
+        const char *file, *codec;
+        bool isRaw;
+    } cases[] = {
+        {"a.MP3", "", true},      {"a.flac", "flac", true}, {"a.ogg", "vorbis", true},
+        {"a.opus", "opus", true}, {"a.wav", "pcm", true},   {"a.m4a", "aac", true},
+        {"b.m4a", "alac", false}, {"c.m4a", "", false},     {"a.wma", "wmav2", false},
+        {"a.aiff", "pcm", false}, {"a.mka", "flac", false}, {"a.ape", "ape", false},
+    };
+    std::string entries;
+    int id = 100;
+    for (const auto &[file, codec, isRaw] : cases) {
+        std::filesystem::copy(scratch() / "other.flac", scratch() / file);
+        ++id;
+        Query(InsertSql({.id = id, .path = scratch() / file}) + "UPDATE track SET codec = '" +
+              codec + "' WHERE id = " + std::to_string(id));
+        entries += std::string(file) + "\n";
+    }
+    WriteList(entries);
+    Serve();
+    const std::string page = Page(kLink).body;
+    id = 100;
+    for (const auto &[file, codec, isRaw] : cases) {
+        const std::string song = ";id=music_" + std::to_string(++id);
+        EXPECT_TRUE(Contains(page, song + (isRaw ? "\"" : "&amp;format=mp3\""))) << file << codec;
+    }
+}
+
 TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
     std::ofstream(scratch() / "cover.jpg") << "\xFF\xD8\xFF\xE0picture";
     Serve();
@@ -130,6 +162,16 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
         }
     }
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1&format=exe").Status(), 400);
+    // Nor does the time tell a song without a cover, or without its file, from others.
+    std::filesystem::remove(scratch() / "cover.jpg");
+    std::filesystem::rename(scratch() / "cue.flac", scratch() / "moved.flac");
+    const std::pair<const char *, const char *> missing[] = {{"cover", "&id=music_1"},
+                                                             {"stream", "&id=music_v_4"}};
+    for (const auto &[method, song] : missing) {
+        const auto start = steady_clock::now();
+        EXPECT_EQ(Ask(method, kLink, song).Status(), 404) << method;
+        EXPECT_GT(steady_clock::now() - start, std::chrono::milliseconds(300)) << method;
+    }
     // A song that leaves the playlist is not there any more.
     WriteList("other.flac\n");
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1").Status(), 404);
@@ -139,6 +181,7 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
               401);
     EXPECT_EQ(Open("/as/sharing/../../webapi/entry.cgi").Status(), 401);
     EXPECT_EQ(Open("/as/").Status(), 401);
+    EXPECT_EQ(Open("/as/sharings").Status(), 401);
 }
 
 TEST_F(PublicPage, BoundsItsEncoders) {
@@ -204,6 +247,9 @@ TEST_F(PublicPage, RefusesAlikeWhateverIsWrong) {
           "AAAAAAAA?api=VARN.Tonvale.Info", "abcDEF12%26method=get", "expired1?offset=9"}) {
         EXPECT_EQ(Bare(Page(path)), unknown) << path;
     }
+    for (const char *path : {"/as/sharing", "/as/sharing?x=1"}) {
+        EXPECT_EQ(Bare(Open(path)), unknown) << path;
+    }
     // A link that is taken away, and one whose owner may not share any more.
     EXPECT_EQ(Page(kLink).Status(), 200);
     WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": false}, "1031": {}})");
@@ -228,7 +274,23 @@ TEST_F(PublicPage, TurnsPages) {
         EXPECT_EQ(Contains(page.body, ">More<"), std::string(query) != "?offset=200") << query;
     }
     EXPECT_TRUE(Contains(Page(link + "?offset=200").body, "href=\"?offset=100\""));
-    EXPECT_EQ(Page(link + "?offset=999999999").Status(), 200);
+    EXPECT_TRUE(Contains(Page(link + "?offset=999999999").body, "<ol start=\"1000000000\">"));
+    EXPECT_EQ(Ask("page", link, "&offset=999999999").Status(), 200);
+    EXPECT_EQ(Ask("page", link, "&offset=2147483647").Status(), 404);
+}
+
+// Days are those of the server that was started, as they are for the command line.
+TEST_F(PublicPage, FollowsTheTimeZone) {
+    ASSERT_EQ(setenv("TZ", "EAST-24", 1), 0);  // a day ahead of everybody else
+    tzset();
+    const time_t now = std::time(nullptr);
+    char tomorrow[16] = "";
+    std::strftime(tomorrow, sizeof tomorrow, "%Y-%m-%d", std::localtime(&now));
+    Serve();
+    unsetenv("TZ");
+    tzset();
+    AddLink("fromnow1", kAlice, tomorrow, "2999-12-31");
+    EXPECT_EQ(Page("fromnow1").Status(), 200);
 }
 
 // A server with TLS in front of this one tells how it was asked, and links say the same.
