@@ -51,6 +51,14 @@ TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
         const std::string expected = c.found ? (EaDir(song) / c.found).string() : "none";
         EXPECT_EQ(Embedded(song), expected);
     }
+    // A link leads to what is another user's.
+    Put(scratch() / "private" / "song.mp3" / "APIC.jpg");
+    fs::remove_all(EaDir(song));
+    fs::create_directory_symlink(scratch() / "private" / "song.mp3", EaDir(song));
+    EXPECT_EQ(Embedded(song), "none");
+    fs::remove_all(song.parent_path() / "@eaDir");
+    fs::create_directory_symlink(scratch() / "private", song.parent_path() / "@eaDir");
+    EXPECT_EQ(Embedded(song), "none");
     fs::remove_all(song.parent_path() / "@eaDir");
     EXPECT_EQ(Embedded(song), "none");
     EXPECT_TRUE(Log().empty()) << "a song without pictures is nothing to tell of";
@@ -281,6 +289,7 @@ TEST_F(CoverPathTest, TellsWhetherAPictureChanged) {
             << c.ifNoneMatch;
     }
     EXPECT_FALSE(Tonvale::IsUnchanged({}, nullptr, ""));
+    EXPECT_FALSE(Tonvale::IsUnchanged({}, ",,", nullptr)) << "no tag is not an empty one";
 }
 
 }  // namespace

@@ -333,6 +333,7 @@ TEST_F(ScaledCoverTest, FinishesForAClientThatHasLeft) {
                      result.string() + "; echo new > \"$6\"");
         const pid_t pid = fork();
         if (pid == 0) {
+            std::signal(signal, SIG_DFL);
             VARNAudioScaleImage(source_.c_str(), scaled_.c_str());
             _exit(0);
         }
