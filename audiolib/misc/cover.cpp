@@ -1,4 +1,5 @@
 // Finding a song's cover: the picture that the indexer extracted, or one in the song's folder.
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -10,6 +11,7 @@
 #include "misc/places.h"
 #include "misc/source.h"
 #include "support/boundary.h"
+#include "support/fd.h"
 #include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/media.h"
@@ -20,6 +22,7 @@ namespace Tonvale::misc {
 
 namespace {
 
+using support::Fd;
 using support::Guarded;
 using support::StringList;
 
@@ -43,6 +46,18 @@ int Answer(const char *folder, const char *name, char *buffer, int size) {
     return 0;
 }
 
+// Opens FOLDER/@eaDir/NAME. Every user may write where the last two stand, and a link there would
+// show root what is somebody else's.
+Fd OpenEaDir(const std::string &eaDir) {
+    constexpr int kFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
+    const std::size_t name = eaDir.rfind('/') + 1;
+    const std::size_t middle = eaDir.rfind('/', name - 2) + 1;
+    const Fd folder(open(eaDir.substr(0, middle).c_str(), kFolder));
+    const Fd parent(openat(folder.Get(), eaDir.substr(middle, name - 1 - middle).c_str(),
+                           kFolder | O_NOFOLLOW));
+    return Fd(openat(parent.Get(), eaDir.c_str() + name, kFolder | O_NOFOLLOW));
+}
+
 int EmbeddedCover(const char *song, char *buffer, int size) {
     PathBuffer eaDir = {};
     if (VARNEADirPath(song, eaDir.data(), eaDir.size()) != 0) {
@@ -56,7 +71,7 @@ int EmbeddedCover(const char *song, char *buffer, int size) {
     }
     BecomeRoot();
     // A song without pictures has no such folder.
-    const Visit visit(eaDir.data());
+    const Visit visit(OpenEaDir(eaDir.data()));
     if (!visit) {
         return -1;
     }

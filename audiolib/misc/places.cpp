@@ -48,6 +48,10 @@ bool HasCurrentFolder() noexcept {
 Visit::Visit(const char *folder) noexcept
     : back_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)), there_(back_ && chdir(folder) == 0) {}
 
+Visit::Visit(const support::Fd &folder) noexcept
+    : back_(open(".", O_PATH | O_DIRECTORY | O_CLOEXEC)),
+      there_(back_ && folder && fchdir(folder.Get()) == 0) {}
+
 Visit::~Visit() {
     if (there_ && fchdir(back_.Get()) != 0) {
         LOG_ERROR(kSource, "Failed to change back to the current directory %m");

@@ -36,6 +36,7 @@ bool HasCurrentFolder() noexcept;
 class Visit {
   public:
     explicit Visit(const char *folder) noexcept;
+    explicit Visit(const support::Fd &folder) noexcept;
     ~Visit();
     Visit(const Visit &) = delete;
     Visit &operator=(const Visit &) = delete;

@@ -1,5 +1,6 @@
 // The small copy of a cover that is kept in the song's extended-attribute folder.
 #include <fcntl.h>
+#include <pthread.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -7,6 +8,7 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -121,6 +123,26 @@ bool Convert(const char *source, const std::string &target) {
                             limit.Seconds() + kGrace) == 0;
 }
 
+// Holds the wishes to end back that a web server or a terminal sends: a client that no longer waits
+// costs neither the copy nor leaves a folder behind. The converter itself gets them all.
+class EndHeldBack {
+  public:
+    EndHeldBack() {
+        sigset_t ends;
+        sigemptyset(&ends);
+        for (const int signal : {SIGTERM, SIGHUP, SIGINT}) {
+            sigaddset(&ends, signal);
+        }
+        pthread_sigmask(SIG_BLOCK, &ends, &before_);
+    }
+    ~EndHeldBack() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
+    EndHeldBack(const EndHeldBack &) = delete;
+    EndHeldBack &operator=(const EndHeldBack &) = delete;
+
+  private:
+    sigset_t before_;
+};
+
 // A folder that nobody else may look into, gone at the end of the scope with all that is in it. The
 // converter writes there: where the result is to stand every user may write, and would have root
 // write through a link.
@@ -180,7 +202,7 @@ bool CopyAll(int from, int to) {
 }
 
 // Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part
-// of it, and a link is replaced and not followed.
+// of it, and a link is replaced and not followed. False with errno set.
 bool Place(int result, const char *target) {
     const std::string_view path(target);
     std::string fresh(path.substr(0, path.rfind('/') + 1));
@@ -196,7 +218,9 @@ bool Place(int result, const char *target) {
     if (copied && rename(fresh.c_str(), target) == 0) {
         return true;
     }
+    const int reason = errno;
     Remove(fresh.c_str());
+    errno = reason;
     return false;
 }
 
@@ -208,6 +232,7 @@ bool IsPlainFile(const char *source) {
 }
 
 int Scale(const char *source, const char *target) {
+    const EndHeldBack heldBack;  // until the workshop is gone
     const Workshop workshop;
     const std::string name = workshop.Path() + "/scaled";
     const std::string extension = ExtensionOf(target);
@@ -216,11 +241,14 @@ int Scale(const char *source, const char *target) {
         return -1;
     }
     const Fd result = OpenResult(name, extension);
-    if (!result || !Place(result.Get(), target)) {
-        LOG_ERROR(kSource, "file not exists [%s]", target);
-        return -1;
+    if (result && Place(result.Get(), target)) {
+        return 0;
     }
-    return 0;
+    if (result) {
+        LOG_ERROR(kSource, "Failed to place [%s] %m", target);
+    }
+    LOG_ERROR(kSource, "file not exists [%s]", target);
+    return -1;
 }
 
 // ---- the copy of a song ------------------------------------------------------------------------

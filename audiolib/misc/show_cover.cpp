@@ -56,7 +56,7 @@ bool Lists(std::string_view list, std::string_view etag) {
         if (entry.starts_with("W/")) {
             entry.remove_prefix(2);
         }
-        if (entry == etag || entry == "*") {
+        if ((!etag.empty() && entry == etag) || entry == "*") {
             return true;
         }
     }

@@ -115,7 +115,8 @@ class Child {
     [[noreturn]] void Run(int report) const {
         if (!options_.detached || Detach()) {
             ResetSignals();
-            if (PlaceFds() && TakeIds() && EndWithParent() && EnterFolder() && OpenToSignals()) {
+            if (JoinGroup() && PlaceFds() && TakeIds() && EndWithParent() && EnterFolder() &&
+                OpenToSignals()) {
                 execve(options_.path.c_str(), argv_.data(), envp_.data());
             }
         }
@@ -137,6 +138,8 @@ class Child {
         }
         return pid == 0;
     }
+
+    bool JoinGroup() const { return !options_.ownGroup || setpgid(0, 0) == 0; }
 
     static void ResetSignals() {
         struct sigaction standard = {};
@@ -308,7 +311,7 @@ std::vector<OpenStream> &OpenStreams() {
     return streams;
 }
 
-// Kills a child that has not ended after a time.
+// Kills a child that has not ended after a time, and what it has started, which is in its group.
 void EndAfter(pid_t pid, std::chrono::seconds time) {
     using Clock = std::chrono::steady_clock;
     const UniqueFd process(static_cast<int>(syscall(SYS_pidfd_open, pid, 0)));
@@ -320,7 +323,7 @@ void EndAfter(pid_t pid, std::chrono::seconds time) {
         const auto left = std::chrono::ceil<std::chrono::milliseconds>(end - Clock::now()).count();
         pollfd waiting = {process.Get(), POLLIN, 0};
         if (left <= 0) {
-            kill(pid, SIGKILL);
+            kill(-pid, SIGKILL);
             return;
         }
         constexpr long kMostAtOnce = 1'000'000;
@@ -471,7 +474,10 @@ int VLIBCExecvWithin(const char *path, char *const argv[], int seconds) {
         return -1;
     }
     return varn::Guarded(-1, [&] {
-        return varn::RunAndWait(varn::OptionsFor(path, argv), std::chrono::seconds(seconds));
+        varn::SpawnOptions options = varn::OptionsFor(path, argv);
+        options.endsWithParent = true;
+        options.ownGroup = true;
+        return varn::RunAndWait(options, std::chrono::seconds(seconds));
     });
 }
 

@@ -34,6 +34,8 @@ struct SpawnOptions {
 
     bool endsWithParent = false;  // killed when the thread that started it ends first
 
+    bool ownGroup = false;  // in a process group of its own, with all that it starts
+
     bool detached = false;  // in a session of its own and not a child of this process
 };
 

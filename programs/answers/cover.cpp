@@ -9,13 +9,18 @@
 #include <utility>
 
 #include "failure.h"
+#include "scaling_slot.h"
 #include "tonvale/media.h"
+#include "varn/share.h"
 
 namespace tonvale_answers {
 
 namespace {
 
 constexpr std::size_t kHeadSize = 12;
+
+constexpr std::string_view kJpeg = "image/jpeg";
+constexpr std::string_view kPng = "image/png";
 
 struct Format {
     std::size_t place;
@@ -24,9 +29,8 @@ struct Format {
 };
 // What every browser shows, and nothing that could be a page or a program to it.
 constexpr Format kFormats[] = {
-    {0, "\xFF\xD8\xFF", "image/jpeg"}, {0, "\x89PNG\r\n\x1A\n", "image/png"},
-    {0, "GIF87a", "image/gif"},        {0, "GIF89a", "image/gif"},
-    {8, "WEBP", "image/webp"},         {0, "BM", "image/bmp"},
+    {0, "\xFF\xD8\xFF", kJpeg}, {0, "\x89PNG\r\n\x1A\n", kPng}, {0, "GIF87a", "image/gif"},
+    {0, "GIF89a", "image/gif"}, {8, "WEBP", "image/webp"},      {0, "BM", "image/bmp"},
 };
 
 std::string_view TypeOf(std::string_view head) {
@@ -59,24 +63,47 @@ Picture OpenPicture(const std::string &path) {
     return fd >= 0 ? Opened(fd, info) : Picture();
 }
 
+using PathBuffer = std::array<char, 4352>;
+
+// The path of the small copy: one that is there already, or else made in turn. Empty when it cannot
+// be made, or too many are being made.
+std::string ScaledCopy(const std::string &path, const std::string &cover) {
+    PathBuffer scaled{};
+    if (VARNEADirPath(path.c_str(), scaled.data(), scaled.size()) != 0) {
+        return "";
+    }
+    const std::string ready = std::string(scaled.data()) + "/VARNAUDIO_ART_NBAUDIO.jpg";
+    if (VARNAudioCheckScaleArt(cover.c_str(), ready.c_str()) == 1) {
+        return ready;
+    }
+    const ScalingSlot slot;
+    const bool done = slot && VARNAudioGetScaleCoverPath(path.c_str(), cover.c_str(), scaled.data(),
+                                                         static_cast<int>(scaled.size())) == 0;
+    return done ? scaled.data() : "";
+}
+
 }  // namespace
+
+bool IsPicture(const std::string &path) {
+    return !OpenPicture(path).type.empty();
+}
 
 Picture OpenCoverOf(const std::string &path, CoverSize size) {
     const std::string cover = Tonvale::FindCover(path.c_str()).path;
     if (cover.empty()) {
         throw Failure(Reason::kNotFound, "there is no cover");
     }
-    std::array<char, 4352> scaled{};
-    if (size == CoverSize::kScaled &&
-        VARNAudioGetScaleCoverPath(path.c_str(), cover.c_str(), scaled.data(),
-                                   static_cast<int>(scaled.size())) == 0) {
-        if (Picture small = OpenPicture(scaled.data()); !small.type.empty()) {
-            return small;
-        }
-    }
+    // Looked at first: the converter reads much more than pictures, and does so as root.
     Picture picture = OpenPicture(cover);
     if (picture.type.empty()) {
         throw Failure(Reason::kNotFound, cover + " is no picture");
+    }
+    if (size == CoverSize::kScaled) {
+        if (const std::string scaled = ScaledCopy(path, cover); !scaled.empty()) {
+            if (Picture small = OpenPicture(scaled); !small.type.empty()) {
+                return small;
+            }
+        }
     }
     return picture;
 }
@@ -102,8 +129,8 @@ Picture FetchCover(const std::string &url) {
     }
     const int again = dup(fd);
     picture = again >= 0 ? Opened(again, info) : Picture();
-    if (picture.type.empty()) {
-        throw Failure(Reason::kFailed, "what is at " + url + " is no picture");
+    if (picture.type != kJpeg && picture.type != kPng) {
+        throw Failure(Reason::kFailed, "what is at " + url + " is no picture in JPEG or PNG");
     }
     return picture;
 }

@@ -26,12 +26,17 @@ struct Picture {
     std::string_view type = {};  // its MIME type, by what is in it
 };
 
-// The cover of a song, or of a folder. The small copy is made where it is missing; where that fails
-// the picture itself is answered, and the log tells why. Throws a Failure when there is none, or
+// True for a file that is a picture which a browser shows, by what is in it. Leaves the process as
+// the package's account.
+bool IsPicture(const std::string &path);
+
+// The cover of a song, or of a folder. The small copy is made where it is missing; where that fails,
+// and the log tells why, or as many as there are processors are being made, the picture itself is
+// answered. Throws a Failure when there is none, or
 // what is there is no picture that a browser shows. Leaves the process as the package's account.
 Picture OpenCoverOf(const std::string &path, CoverSize size);
 
-// The picture at an address of http:// or https://, which must announce its length. Where the
+// The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the
 // address may lead is the caller's to check. Throws a Failure.
 Picture FetchCover(const std::string &url);
 

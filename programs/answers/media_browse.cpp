@@ -80,11 +80,12 @@ class Browser {
             }
             const ItemNode &first =
                 *(page.items.nodes().empty() ? page.containers : page.items).nodes().front();
-            if (start > offset && first.getValueByKey("id") == previous) {
+            const std::string firstId = first.getValueByKey("id");
+            if (start > offset && !firstId.empty() && firstId == previous) {
                 throw Failure(Reason::kFailed,
                               "the server answers every page with the same objects");
             }
-            previous = first.getValueByKey("id");
+            previous = firstId;
             Visit(page, level, question_.depth, end - start);
             start += static_cast<int64_t>(got);
         }
@@ -104,7 +105,7 @@ class Browser {
     }
 
     void Ask(DMAGENT_BROWSETYPE type, const std::string &id, int start, int count,
-             DMAParser &page) const {
+             DMAParser &page) {
         DMABrowse browse(type, question_.url);
         browse.objectId = EscapedId(id, Reason::kFailed);
         browse.startingIndex = start;
@@ -113,6 +114,10 @@ class Browser {
         if (const int result = browse.Perform(); result != 0) {
             throw Failure(Reason::kFailed,
                           question_.url + ": " + mediaserver::TransferProblem(result));
+        }
+        received_ += browse.response().size();
+        if (question_.bytes != 0 && received_ > question_.bytes) {
+            throw Failure(Reason::kFailed, "the server sends too much; ask for fewer objects");
         }
         if (browse.response().find("BrowseResponse") == std::string::npos) {
             ThrowRefusal(id, browse.response());
@@ -161,6 +166,7 @@ class Browser {
     const BrowseQuestion &question_;
     ObjectVisitor &visitor_;
     Clock::time_point end_;
+    std::size_t received_ = 0;
 };
 
 // What a server may call its values is not ours to choose: the names below win.

@@ -31,7 +31,8 @@ struct BrowseQuestion {
         limit = 0;         // a part of the objects on the first level; a limit of 0 bounds nothing
     int pageSeconds = 60;  // how long the server may take over one of the pages
     int seconds = 0;       // and over all; 0 for any time
-    std::size_t pageBytes = std::size_t{64} << 20;
+    std::size_t pageBytes = std::size_t{64} << 20;  // and send for it
+    std::size_t bytes = 0;                          // and for all pages; 0 for any number
 };
 
 // Takes the objects as they come, so that a server of any size takes the memory of a page.

@@ -17,7 +17,9 @@ constexpr int kMostWait = 10;  // seconds
 // A request is answered within this time, or refused. A server that sends more than this for a page
 // of 100 objects is none.
 constexpr int kMostSeconds = 20;
+constexpr int kSpareSeconds = 3;  // a search may be late by so much
 constexpr std::size_t kMostPageBytes = std::size_t{4} << 20;
+constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // all of them are kept
 
 class List : public Action {
   public:
@@ -26,8 +28,9 @@ class List : public Action {
   protected:
     Json::Value Data() override {
         mediaserver::SearchOptions search;
-        search.wait = std::chrono::seconds(Asked().Number("wait", 3, 1, kMostWait));
-        search.read = std::chrono::seconds(kMostSeconds - kMostWait);
+        const auto wait = static_cast<int>(Asked().Number("wait", 3, 1, kMostWait));
+        search.wait = std::chrono::seconds(wait);
+        search.read = std::chrono::seconds(kMostSeconds - wait - kSpareSeconds);
         const std::string address = Asked().Text("address");
         if (!address.empty()) {
             if (!IsServerAddress(address)) {
@@ -59,6 +62,7 @@ class Browse : public Action {
         question.pageSeconds = kMostSeconds;
         question.seconds = kMostSeconds;
         question.pageBytes = kMostPageBytes;
+        question.bytes = kMostBytes;
         if (!IsServerUrl(question.url)) {
             throw Refusal{Code::kBadParameter};
         }

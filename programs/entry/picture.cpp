@@ -17,6 +17,7 @@ using tonvale_answers::Picture;
 
 // A cover changes seldom; after this time it is asked for again, and mostly answered with 304.
 constexpr char kCacheFor[] = "Cache-Control: private, max-age=300\r\n";
+constexpr char kCacheNever[] = "Cache-Control: no-store\r\n";
 
 std::string Variable(const char *name) {
     const char *value = std::getenv(name);
@@ -45,7 +46,8 @@ bool SendHeader(const Validators &validators, std::string_view type, std::size_t
                                   ? "Status: 304 Not Modified\r\n"
                                   : "Status: 200 OK\r\nContent-Type: " + std::string(type) +
                                         "\r\nContent-Length: " + std::to_string(size) + "\r\n";
-    Write(about + Lines(validators) + kCacheFor + more + "X-Content-Type-Options: nosniff\r\n\r\n");
+    const char *cache = validators.etag.empty() ? kCacheNever : kCacheFor;
+    Write(about + Lines(validators) + cache + more + "X-Content-Type-Options: nosniff\r\n\r\n");
     return !unchanged && !headerOnly;
 }
 

@@ -1,4 +1,4 @@
-// Pictures as answers, which clients may keep.
+// Pictures as answers, most of which clients may keep.
 #pragma once
 
 #include "answers/cover.h"
@@ -11,7 +11,7 @@ namespace tonvale_entry {
 // A picture of the library, with validators.
 bool SendPicture(const tonvale_answers::Picture &picture, bool headerOnly);
 
-// A picture from elsewhere, which may be another one the next time.
+// A picture from elsewhere, which may be another one the next time: it is not to be kept.
 bool SendFetchedPicture(const tonvale_answers::Picture &picture, bool headerOnly);
 
 // Our own drawing, for what has no picture.

@@ -71,10 +71,15 @@ bool Ask(const Socket &socket, const sockaddr_in &to, Found &found, const std::s
     return true;
 }
 
-void AskOften(const Socket &socket, const sockaddr_in &to, Found &found,
+// False when one of the questions was refused.
+bool AskOften(const Socket &socket, const sockaddr_in &to, Found &found,
               const std::string &network) {
-    for (int i = 0; i < kRepeats && Ask(socket, to, found, network); ++i) {
+    for (int i = 0; i < kRepeats; ++i) {
+        if (!Ask(socket, to, found, network)) {
+            return false;
+        }
     }
+    return true;
 }
 
 // The addresses of this machine, one for each network.
@@ -202,7 +207,9 @@ Found FindDevices(const std::optional<sockaddr_in> &address, std::chrono::millis
             found.problems.push_back(network + ": " + std::strerror(errno));
             return found;
         }
-        AskOften(socket, *address, found, network);
+        if (!AskOften(socket, *address, found, network)) {
+            return found;  // the answer to the first may be that nobody listens, and is told once
+        }
     } else {
         AskNetworks(socket, found);
     }

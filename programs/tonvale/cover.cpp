@@ -117,6 +117,12 @@ void AddScaled(const CoverOptions &options, Report &report) {
     if (VARNEADirPath(options.file.c_str(), folder.data(), folder.size()) != 0) {
         return;
     }
+    if (options.scale && !AsCaller([&] { return tonvale_answers::IsPicture(report.chosen); })) {
+        report.failed = true;
+        report.places.push_back(
+            {"small copy", "", "not made: " + report.chosen + " is no picture"});
+        return;
+    }
     if (options.scale) {
         const std::string path = Found([&](char *out, int size) {
             return VARNAudioGetScaleCoverPath(options.file.c_str(), report.chosen.c_str(), out,

@@ -1,5 +1,6 @@
 #include <json/json.h>
 
+#include <chrono>
 #include <cstdlib>
 
 #include "dlna/scripted_media_server.h"
@@ -141,6 +142,16 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         EXPECT_EQ(run.status, status) << message << "\n" << run.err;
         EXPECT_TRUE(Contains(run.err, message)) << message << "\n" << run.err;
     }
+}
+
+TEST_F(MediaServerTest, WaitsForNobodyWhereNobodyListens) {
+    ScriptedSsdp gone({});
+    gone.Stop();
+    const auto start = std::chrono::steady_clock::now();
+    const Finished run =
+        Tonvale({"mediaserver", "list", "--wait", "20", "--address", gone.address()});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
+    EXPECT_TRUE(Contains(run.err, "Connection refused")) << run.err;
 }
 
 // Other machines' servers can be asked where no system of ours is installed.

@@ -53,6 +53,16 @@ TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
         }
         EXPECT_EQ(Embedded(song), each.In(EaDir(song)));
     }
+    // A link leads to what is another user's.
+    Put(scratch() / "private" / "song.mp3" / "APIC.jpg");
+    fs::remove_all(EaDir(song));
+    fs::create_directory_symlink(scratch() / "private" / "song.mp3", EaDir(song));
+    EXPECT_EQ(Embedded(song), "none");
+    fs::remove_all(song.parent_path() / "@eaDir");
+    fs::create_directory_symlink(scratch() / "private", song.parent_path() / "@eaDir");
+    EXPECT_EQ(Embedded(song), "none");
+    fs::remove_all(song.parent_path() / "@eaDir");
+    EXPECT_EQ(Embedded(song), "none");
     EXPECT_TRUE(Log().empty()) << "a song without pictures is nothing to tell of";
     for (const std::string &bad : {std::string("song.mp3"), std::string(), std::string("/")}) {
         EXPECT_EQ(Embedded(bad), "none") << bad;
@@ -263,6 +273,7 @@ TEST_F(CoverPathTest, TellsWhetherAPictureChanged) {
     EXPECT_FALSE(Tonvale::IsUnchanged(now, "", "Sun, 06 Nov 1994 08:49:36 GMT"));
     EXPECT_FALSE(Tonvale::IsUnchanged(now, "", nullptr));
     EXPECT_FALSE(Tonvale::IsUnchanged({}, nullptr, ""));
+    EXPECT_FALSE(Tonvale::IsUnchanged({}, ",,", nullptr)) << "no tag is not an empty one";
 }
 
 }  // namespace

@@ -1,3 +1,6 @@
+#include <sys/wait.h>
+
+#include <csignal>
 #include <cstdlib>
 #include <cstring>
 #include <tuple>
@@ -269,6 +272,29 @@ TEST_F(ScaledCoverTest, ReadsFilesOnly) {
         EXPECT_TRUE(fs::is_empty(EaDir(song_))) << source;
     }
     EXPECT_EQ(Runs(), 0U);
+}
+
+TEST_F(ScaledCoverTest, FinishesForAClientThatHasLeft) {
+    Put(source_);
+    const fs::path result = scratch() / "result";
+    fs::create_directories(EaDir(song_));
+    for (const int signal : {SIGTERM, SIGHUP, SIGINT}) {
+        fs::remove(scaled_);
+        SetConverter("kill -" + std::to_string(signal) + " $PPID; sleep 0.2; printf %s \"$6\" > " +
+                     result.string() + "; echo new > \"$6\"");
+        const pid_t pid = fork();
+        if (pid == 0) {
+            std::signal(signal, SIG_DFL);
+            VARNAudioScaleImage(source_.c_str(), scaled_.c_str());
+            _exit(0);
+        }
+        int status = 0;
+        ASSERT_EQ(waitpid(pid, &status, 0), pid);
+        EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == signal) << "ends, but then";
+        EXPECT_TRUE(fs::exists(scaled_)) << signal;
+        ASSERT_NE(ReadFile(result), "");
+        EXPECT_FALSE(fs::exists(fs::path(ReadFile(result)).parent_path())) << "left behind";
+    }
 }
 
 TEST_F(ScaledCoverTest, ScalesIntoAnyFile) {

@@ -96,6 +96,23 @@ TEST_F(Process, EndsAProgramThatTakesTooLong) {
     EXPECT_EQ(run("exec sleep 1000", 1), 128 + SIGKILL);
     EXPECT_EQ(run("trap '' TERM INT; while :; do :; done", 1), 128 + SIGKILL);
     EXPECT_EQ(run("exec sleep 1000", 0), 128 + SIGKILL);
+    // What it started goes with it.
+    const fs::path started = scratch() / "started";
+    EXPECT_EQ(run("sleep 1000 & echo $! > '" + started.string() + "'; wait", 1), 128 + SIGKILL);
+    int delegate = 0;
+    ASSERT_TRUE(std::ifstream(started) >> delegate);
+    // Dead at once, and gone when its new parent has seen that.
+    const std::string state = "/proc/" + std::to_string(delegate) + "/stat";
+    std::string line;
+    for (int tries = 0; tries < 100; ++tries) {
+        std::ifstream status(state);
+        if (!std::getline(status, line) || line.find(") Z ") != line.npos) {
+            line.clear();
+            break;
+        }
+        std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    }
+    EXPECT_EQ(line, "");
     EXPECT_EQ(VLIBCExecvWithin("/nonexistent", Arguments({"x"}).Get(), 1), -1);
 }
 

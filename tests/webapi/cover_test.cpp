@@ -1,7 +1,13 @@
 // VARN.Tonvale.Cover through the CGI environment.
+#include <sys/file.h>
+
+#include <cstdio>
 #include <cstdlib>
 #include <fstream>
 #include <map>
+#include <memory>
+#include <thread>
+#include <vector>
 
 #include "programs/command.h"
 #include "support/fixture.h"
@@ -191,6 +197,32 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
               "");
     EXPECT_EQ(Body("&id=music_1&size=original"), ReadFile(cover));
     fs::remove_all(scratch() / "@eaDir");
+    {
+        // As many converters as there are processors run, and no more.
+        std::vector<std::unique_ptr<std::FILE, int (*)(std::FILE *)>> taken;
+        for (unsigned i = 0; i < std::max(1U, std::thread::hardware_concurrency()); ++i) {
+            const fs::path turn = At(varn::path::kEncoderSlots) / ("picture-" + std::to_string(i));
+            taken.emplace_back(std::fopen(turn.c_str(), "ae"), &std::fclose);
+            ASSERT_TRUE(taken.back() && flock(fileno(taken.back().get()), LOCK_EX) == 0);
+            fs::permissions(turn, fs::perms(0666));
+        }
+        EXPECT_EQ(Body("&id=music_1&size=scaled"), ReadFile(cover));
+        taken.pop_back();
+        EXPECT_EQ(Body("&id=music_1&size=scaled"), small.body);
+    }
+    fs::remove_all(scratch() / "@eaDir");
+    // The converter gets nothing that is no picture.
+    const fs::path ran = scratch() / "ran";
+    fs::remove(At(varn::path::kConvert));
+    std::ofstream(At(varn::path::kConvert)) << "#!/bin/sh\necho > '" << ran.string() << "'\n";
+    fs::permissions(At(varn::path::kConvert), fs::perms(0755));
+    const std::string picture = ReadFile(cover);
+    Put(cover, "push graphic-context\n");
+    EXPECT_TRUE(IsDefault(Get("&id=music_1&size=scaled")));
+    EXPECT_FALSE(fs::exists(ran));
+    EXPECT_EQ(Tonvale({"cover", "--scale", scratch() / "a.mp3"}).status, 1);
+    EXPECT_FALSE(fs::exists(ran));
+    Put(cover, picture);
     fs::remove(At(varn::path::kConvert));
     EXPECT_EQ(Body("&id=music_1&size=scaled"), ReadFile(cover)) << "better than none";
 }
@@ -203,6 +235,8 @@ TEST_F(CoverApi, FetchesPicturesOfStations) {
         const std::map<std::string, HttpReply> kPages = {
             {"/a", typed(kPng, "image/png")},
             {"/page", typed("<html>", "image/png")},
+            {"/gif", typed("GIF89a", "image/png")},
+            {"/letter.jpg", typed("BMarley", "image/jpeg")},
             {"/text.jpg", typed("text", "text/plain")},
             {"/text", typed(kPng, "text/plain")},
             {"/chunked.png", ChunkedReply(kPng, 3)},
@@ -220,7 +254,9 @@ TEST_F(CoverApi, FetchesPicturesOfStations) {
     EXPECT_EQ(picture.body, kPng) << picture.header;
     EXPECT_TRUE(picture.Has("Content-Type: image/png\r\n"));
     EXPECT_EQ(picture.Field("ETag"), "");
-    for (const char *path : {"/page", "/text.jpg", "/text", "/chunked.png", "/big", "/missing"}) {
+    EXPECT_EQ(picture.Field("Cache-Control"), "no-store");
+    for (const char *path : {"/page", "/gif", "/letter.jpg", "/text.jpg", "/text", "/chunked.png",
+                             "/big", "/missing"}) {
         EXPECT_TRUE(Get(url(path), direct).Has("Status: 500 Internal Server Error\r\n")) << path;
     }
     const fs::path out = scratch() / "out.png";

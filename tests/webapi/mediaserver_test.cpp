@@ -4,6 +4,8 @@
 #include <fstream>
 #include <sstream>
 
+#include "answers/failure.h"
+#include "answers/media_server.h"
 #include "dlna/scripted_media_server.h"
 #include "entry/server_url.h"
 #include "programs/command.h"
@@ -125,6 +127,26 @@ TEST_F(MediaServerApi, BoundsWhatAServerSends) {
         EXPECT_EQ(Refusal("browse&url=" + server.Url(path)), 500) << path;
     }
     EXPECT_EQ(Refusal("browse&url=http://127.0.0.1:1/"), 500);
+    // Each of its pages may be large, but not all of them.
+    const ScriptedHttp slow([](const HttpRequest &request) {
+        return Reply(Browsed("<item id=\"" + Asked(request, "StartingIndex") + "\">" +
+                             std::string(1000, ' ') + "</item>"));
+    });
+    tonvale_answers::BrowseQuestion question;
+    question.url = slow.Url();
+    question.limit = 3;
+    for (const auto &[bytes, fits] : {std::pair<std::size_t, bool>(10'000, true), {2000, false}}) {
+        question.bytes = bytes;
+        tonvale_answers::ObjectCollector objects(0);
+        try {
+            tonvale_answers::BrowseServer(question, objects);
+            EXPECT_TRUE(fits);
+        } catch (const tonvale_answers::Failure &failure) {
+            EXPECT_FALSE(fits) << failure.what();
+            EXPECT_EQ(failure.Why(), tonvale_answers::Reason::kFailed);
+            EXPECT_EQ(objects.Data()["number_returned"], 1) << "the first page fits";
+        }
+    }
 }
 
 TEST_F(MediaServerApi, ListsThoseThatCanBeBrowsed) {

@@ -64,7 +64,7 @@ inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
 inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
 
 // The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, its
-// configuration, and where encoders that run take their turn.
+// configuration, and where encoders and converters of pictures take their turn.
 inline constexpr std::string_view kWebRoot = "/var/packages/Tonvale/target/www";
 inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
 inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";
