@@ -41,6 +41,18 @@ Playlist Named(const VARN_PLAYLIST &record) {
     return {std::to_string(record.id), record.title, record.path, record.album};
 }
 
+// A registered folder or a home that is missing is a disk that is away: what is made in its place
+// would hide behind it, and look as if it were all that is left of it.
+std::string Present(const std::string &folder) {
+    std::error_code error;
+    if (!fs::is_directory(folder, error)) {
+        throw Failure(Reason::kFailed, "the folder " + folder +
+                                           " is not there; mount its disk, or "
+                                           "make it");
+    }
+    return folder;
+}
+
 // The folder for new playlists of a collection.
 std::string FolderOf(const Collection &collection) {
     if (collection.isFolder) {
@@ -49,11 +61,13 @@ std::string FolderOf(const Collection &collection) {
             return std::string(folder.data()) + "/" + kFolder;
         }
     } else if (collection.personal) {
-        return AudioFile::GetHomeMusicPath(collection.user) + "/" + kFolder;
+        const fs::path music = AudioFile::GetHomeMusicPath(collection.user);
+        Present(music.parent_path());
+        return music.string() + "/" + kFolder;
     } else {
         const std::vector<std::string> folders = varn::host::IndexedFolders();
         if (!folders.empty()) {
-            return folders.front() + "/" + kFolder;
+            return Present(folders.front()) + "/" + kFolder;
         }
     }
     throw Failure(Reason::kFailed,

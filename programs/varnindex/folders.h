@@ -25,6 +25,7 @@ class Folders {
     static Folders Configured();
 
     bool Empty() const { return folders_.empty(); }
+    const std::vector<OwnedFolder> &All() const { return folders_; }
 
     // Every folder once, in byte order, those within another one left out: the roots of a walk.
     std::vector<std::string> Roots() const;

@@ -49,6 +49,9 @@ std::size_t HeldBack::SettleEmptied(const std::vector<std::size_t> &left) {
         if (left[i] > 0 || rows.songs == 0) {
             places_.NoteFile(folder.path, folders_.OwnerOf(folder.path));
             Hold(folder, {left[i], rows.lists});
+        } else if (folder.isPassedOver) {
+            places_.Keep(
+                folder.path);  // the next scan finds no songs there, and looks at the lists
         } else {
             removedLists += rows.lists;
         }

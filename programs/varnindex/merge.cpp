@@ -1,9 +1,14 @@
 #include "merge.h"
 
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <set>
 #include <utility>
 
 #include "copy_rows.h"
 #include "format.h"
+#include "varn/sql.h"
 
 namespace varnindex {
 namespace {
@@ -18,6 +23,51 @@ bool IsGap(const Found &found) {
            found.kind == Found::Kind::kEmpty;
 }
 
+bool Exists(const std::string &path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0;
+}
+
+// True when the library has songs of a folder, and no music is anywhere in it. A few songs answer
+// for most folders, so that the folder is hardly ever walked.
+bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion isStopped) {
+    const Rows rows =
+        database.Query(Made(varn::Sql("SELECT path FROM track WHERE NOT is_virtual AND"
+                                      " path ^@ '@VARN:VAR' LIMIT 100",
+                                      folder == "/" ? folder : folder + "/")));
+    for (int row = 0; row < rows.Count(); ++row) {
+        if (Exists(rows.Field(row, "path"))) {
+            return false;
+        }
+    }
+    if (rows.Count() == 0) {
+        return false;
+    }
+    Walk walk({folder}, IsMusicName, nullptr, isStopped);
+    while (const auto found = walk.Next()) {
+        if (found->kind == Found::Kind::kFile) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The configured folders that have a part in the walk and whose disk is away, by all that can be
+// seen: what else lies in a mount point, as a folder of lists, does not tell of their songs.
+std::set<std::string> WithoutMusic(Database &database, const Folders &folders,
+                                   const std::vector<std::string> &roots, StopQuestion isStopped) {
+    std::set<std::string> without;
+    for (const OwnedFolder &folder : folders.All()) {
+        const bool isWalked = std::any_of(roots.begin(), roots.end(), [&](const auto &root) {
+            return IsBelow(root, folder.path) || IsBelow(folder.path, root);
+        });
+        if (isWalked && HasLostItsMusic(database, folder.path, isStopped)) {
+            without.insert(folder.path);
+        }
+    }
+    return without;
+}
+
 }  // namespace
 
 Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
@@ -26,7 +76,11 @@ Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
     : folders_(folders),
       purge_(purge),
       walk_(roots, IsIndexedName, library, isStopped),
-      known_(database, scope) {}
+      known_(database, scope) {
+    if (!purge) {
+        walk_.TakeForEmpty(WithoutMusic(database, folders, roots, isStopped));
+    }
+}
 
 std::optional<Event> Merge::Next() {
     if (!found_ && !walkEnded_) {

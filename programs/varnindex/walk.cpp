@@ -133,6 +133,15 @@ std::optional<Found> Walk::EnterRoot(const std::string &path) {
     return Enter(path, Reached::kAsRoot);
 }
 
+// Of the folders on the way down those above were asked before; a walk of a part begins below them.
+bool Walk::IsWithoutMusic(const std::string &path, Reached reached) const {
+    const std::string folder = NameOfFolder(path);
+    return withoutMusic_.contains(folder) ||
+           (reached == Reached::kAsRoot &&
+            std::any_of(withoutMusic_.begin(), withoutMusic_.end(),
+                        [&](const std::string &above) { return IsBelow(above, folder); }));
+}
+
 bool Walk::IsLinkedRoot(const std::string &path) {
     return library_ != nullptr && library_->IsBehindLink(NameOfFolder(path));
 }
@@ -213,6 +222,11 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     if (level.entries.empty() && IsWholeRoot(path)) {
         return Found{Found::Kind::kEmpty, path, 0, 0, "neither music nor a folder is in it"};
     }
+    if (IsWithoutMusic(path, reached)) {
+        Found found{Found::Kind::kEmpty, path, 0, 0, "none of its music is there"};
+        found.isPassedOver = true;
+        return found;
+    }
     level.sheets = SheetsAmong(level.entries, path);
     levels_.push_back(std::move(level));
     return std::nullopt;
@@ -222,7 +236,7 @@ std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entrie
                                                 const std::string &folder) {
     std::vector<SheetFile> sheets;
     for (const Entry &entry : entries) {
-        if (entry.kind && IsSheetName(entry.key)) {
+        if (entry.kind && IsSheetName(entry.key) && IsUtf8(entry.key)) {
             sheets.push_back({entry.key, entry.size, entry.modified, entry.reason});
         }
     }

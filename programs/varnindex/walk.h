@@ -35,6 +35,7 @@ struct Found {
     std::string reason;                         // for a person, of all kinds but kFile
     std::shared_ptr<FolderSheets> sheets = {};  // beside a file; null where there are none
     bool hasAttributes = false;                 // an extended-attribute folder is beside a file
+    bool isPassedOver = false;                  // of kEmpty: more may be in it than music
 };
 
 // True for a file name, without its folder, that the caller wants to see.
@@ -56,6 +57,9 @@ class Walk {
     // at all where that does not go. It outlives the walk.
     Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library = nullptr,
          StopQuestion isStopped = nullptr);
+
+    // Takes these folders for empty, with all that is in them, where they can be read. Before Next.
+    void TakeForEmpty(std::set<std::string> folders) { withoutMusic_ = std::move(folders); }
 
     // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of which
     // are no finds: then Stopped is thrown.
@@ -88,6 +92,7 @@ class Walk {
     std::optional<Found> Enter(const std::string &path, Reached reached);
     bool GoesBehindLink(const std::string &path, Reached reached, dev_t device, ino_t inode);
     bool IsLinkedRoot(const std::string &path);
+    bool IsWithoutMusic(const std::string &path, Reached reached) const;
     bool IsWholeRoot(const std::string &path) const;
     static std::shared_ptr<FolderSheets> SheetsAmong(const std::vector<Entry> &entries,
                                                      const std::string &folder);
@@ -104,6 +109,7 @@ class Walk {
     std::vector<Level> levels_;
     std::set<std::pair<dev_t, ino_t>> seen_;  // folders behind links
     LinkChoices links_;
+    std::set<std::string> withoutMusic_;
 };
 
 }  // namespace varnindex

@@ -45,6 +45,35 @@ TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
     EXPECT_EQ(Value("SELECT count(*) FROM directory"), "0");
 }
 
+// Whatever else is in a mount point without its disk, even a folder of lists that was made there.
+TEST_F(ScanTest, AMountPointWithoutItsDiskKeepsItsSongs) {
+    const std::string nothing = "added 0, changed 0, moved 0, removed 0, unchanged 0, failed 0";
+    Put("a/1.mp3");
+    Write("playlists/old.m3u", "#EXTM3U\n");
+    Index();
+    const std::string ids =
+        "SELECT string_agg(id || path, ',' ORDER BY id) FROM"
+        " (SELECT id, path FROM track UNION ALL SELECT id, path FROM playlist) r";
+    const std::string known = Value(ids);
+    fs::rename(Music(), scratch() / "unplugged");
+    Write("playlists/new.m3u", "#EXTM3U\n");
+    for (const Words &paths : {Words{}, Words{(Music() / "playlists").string()}}) {
+        const Ended away = Index(paths);
+        Expect(away, 1, nothing);
+        EXPECT_NE(away.err.find("none of its music is there; its "), away.err.npos) << away.err;
+        EXPECT_EQ(Value(ids), known);
+    }
+    fs::rename(Music(), scratch() / "mount");
+    fs::rename(scratch() / "unplugged", Music());
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value(ids), known);
+    fs::rename(Music(), scratch() / "unplugged");
+    fs::rename(scratch() / "mount", Music());
+    Expect(Index({"--purge"}), 0,
+           "added 0, changed 0, moved 0, removed 1, unchanged 0, failed 0;"
+           " playlists: added 1, changed 0, removed 1, unchanged 0");
+}
+
 TEST_F(ScanTest, FullReadsEveryFileAgain) {
     PutTagged("1.mp3", "Right");
     Index();

@@ -45,6 +45,15 @@ TEST_F(SheetsTest, ASheetSplitsItsFile) {
     EXPECT_EQ(SideRows(), "5");
 }
 
+TEST_F(SheetsTest, ASheetWhoseNameIsNotUtf8IsRefusedAndStopsNothing) {
+    Put("disc/album.flac", "tone.flac");
+    Write("disc/alb\xFFm.cue", Sheet("album.flac"));
+    const Ended run = Index();
+    Expect(run, 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 1");
+    EXPECT_NE(run.err.find("m.cue: skipped, the name is not UTF-8"), run.err.npos) << run.err;
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "1");
+}
+
 TEST_F(SheetsTest, ASplitFileThatGoesTakesItsTracksAlong) {
     Put("album.flac", "tone.flac");
     Put("other.mp3");
