@@ -153,8 +153,8 @@ Json::Value QueueAdder::State() const {
 }
 
 Json::Value WriteQueueFile(const Mpd &mpd, const std::string &path) {
-    QueueWriter writer(path);
     const unsigned total = mpd_status_get_queue_length(mpd.Status().get());
+    QueueWriter writer(path);
     unsigned written = 0;
     for (unsigned start = 0; start < total; start += kPage) {
         mpd.Require(mpd_send_list_queue_range_meta(mpd.Get(), start, start + kPage));

@@ -41,6 +41,8 @@ class QueueTest : public PlayerTest {
         part.duration = duration;
         return part;
     }
+    std::atomic<bool> isSilent_ = false;  // for a script
+
     Json::Value Add(const PlaylistInfo &queue) {
         return SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, SaveQueue(queue));
     }
@@ -194,6 +196,40 @@ TEST_F(QueueTest, APageIsBounded) {
         close(client);
     }
     EXPECT_LT(Clock::now() - start, 10s);
+}
+
+TEST_F(QueueTest, AFailedSaveLeavesTheSavedQueue) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    const std::string socket = scratch() / "mpd.sock";
+    std::string silentAt = "status";
+    ScriptedMpd mpd(socket, [&](const std::string &line) -> std::string {
+        if (isSilent_ && line.starts_with(silentAt)) {
+            return "";
+        }
+        return line == "status"                   ? "playlistlength: 1\nstate: stop\nOK\n"
+               : line.starts_with("playlistinfo") ? "file: /music/a.flac\nPos: 0\nId: 1\nOK\n"
+                                                  : ScriptedMpd::Usual(line);
+    });
+    Start({"--mpd", socket});
+    const fs::path folder = scratch() / "written";
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::all);
+    const std::string file = folder / "queue";
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["written"], 1);
+    fs::permissions(file, fs::perms::all);
+    const std::string saved = ReadFile(file);
+    for (const char *line : {"status", "playlistinfo"}) {
+        silentAt = line;
+        isSilent_ = true;
+        EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["success"], false) << line;
+        EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file + "2")["success"], false) << line;
+        isSilent_ = false;
+        ASSERT_TRUE(fs::exists(file)) << line;
+        EXPECT_EQ(ReadFile(file), saved) << line;
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1) << line;
+    }
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["written"], 1);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::all) << "who could read it no longer can";
 }
 
 // A music player daemon that takes 20 ms for each song.
