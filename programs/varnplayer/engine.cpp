@@ -126,8 +126,7 @@ bool Engine::WaitUntilItAnswers(const Signals &signals) {
             return false;
         }
         try {
-            const Mpd mpd(socket_);
-            return true;
+            return Mpd(socket_).Get() != nullptr;
         } catch (const Refused &) {
             // not yet
         }

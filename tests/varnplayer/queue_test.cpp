@@ -276,6 +276,63 @@ TEST_F(QueueTest, AddingGoesOnBehindTheClientsBack) {
     player_.reset();
 }
 
+// A music player daemon that does not answer at one song, and then at none.
+TEST_F(QueueTest, ASilentMusicPlayerDaemonCostsASong) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    const std::string socket = scratch() / "mpd.sock";
+    ScriptedMpd mpd(socket, [&](const std::string &line) -> std::string {
+        const bool isBad = line.find("/bad") != line.npos;
+        return line.starts_with("addid ") && (isBad || isSilent_) ? "" : ScriptedMpd::Usual(line);
+    });
+    Start({"--mpd", socket});
+    PlaylistInfo queue;
+    for (const char *path : {"/music/1", "/music/bad", "/music/2", "/music/3"}) {
+        AddSong(queue, path);
+    }
+    const Json::Value answer = Add(queue);
+    EXPECT_EQ(answer["success"], true) << "whoever tries again has the songs twice";
+    EXPECT_EQ(answer["skipped"], 1) << answer;
+    EXPECT_EQ(answer["waiting"], 2) << answer;
+    EXPECT_TRUE(Comes([](const Json::Value &info) { return info["adding"] == false; }));
+    const auto has = [&](const std::string &line) {
+        const auto lines = mpd.Lines();
+        return std::count(lines.begin(), lines.end(), line);
+    };
+    for (const char *line : {"addid \"file:///music/1\"", "addid \"file:///music/3\""}) {
+        EXPECT_EQ(has(line), 1) << line;
+    }
+    EXPECT_EQ(Info()["given_up"], 0);
+
+    isSilent_ = true;
+    for (int i = 0; i < 6; ++i) {
+        AddSong(queue, "/music/more");
+    }
+    EXPECT_EQ(Add(queue)["waiting"], 9);
+    EXPECT_TRUE(Comes([](const Json::Value &info) { return info["adding"] == false; }));
+    EXPECT_EQ(Info()["given_up"], 5);
+}
+
+// Where there is a database, it may be that it does not answer.
+TEST_F(QueueTest, NoSongWaitsForTheLibrary) {
+    const int database = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    At(varn::path::kDatabaseSocket).string().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(database, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(database, 8), 0);
+    fs::permissions(At(varn::path::kDatabaseSocket), fs::perms::all);
+    PlaylistInfo queue;
+    VARN_MEDIA_INFO first = Part(MakeSong("album.wav", 60), 1, 0, 20);
+    first.id = 7;
+    queue.addSong(first);
+    const auto start = Clock::now();
+    EXPECT_EQ(Add(queue)["added"], 1);
+    EXPECT_LT(Clock::now() - start, 3s);
+    EXPECT_EQ(Songs(0, 1)["songs"][0]["duration"], 20);
+    close(database);
+    fs::remove(At(varn::path::kDatabaseSocket));
+}
+
 TEST_F(QueueTest, ARefusedPartIsTakenOffAgain) {
     EXPECT_EQ(player_->Signal(SIGTERM), 0);
     const std::string socket = scratch() / "mpd.sock";
