@@ -113,6 +113,7 @@ TEST_F(PlayerApi, CommandsReachThePlayer) {
         {"equalizer", {{"action", "send"}}, 0, "404"},
         {"list", {{"limit", "501"}}, 0, "400"},
         {"info", {{"renderer", std::string(5000, 'u')}}, 0, "404"},
+        {"info", {{"renderer", "2147483648"}}, 0, "404"},
     };
     for (const auto &[method, given, command, text] : kCases) {
         const int code = CodeOf("Player", method, given);
@@ -155,15 +156,21 @@ TEST_F(PlayerApi, RefusalsAndSilenceHaveTheirCodes) {
 TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     Query(InsertSql({.id = 1, .path = "/music/one.flac", .title = "one"}) +
           InsertSql({.id = 2, .userid = kAlice, .path = "/home/alice/two.flac", .title = "two"}) +
-          InsertSql({.id = 3, .userid = kBob, .path = "/home/bob/three.flac", .title = "three"}));
+          InsertSql({.id = 3, .userid = kBob, .path = "/home/bob/three.flac", .title = "three"}) +
+          InsertSql({.id = 4, .path = "/music/four.flac", .has_virtual = true}) +
+          InsertSql({.id = 5, .path = "/music/four.flac", .track = 1, .is_virtual = true}) +
+          "; INSERT INTO virtual_info_track (track, file_track, audio_offset, cue_sheet_path) "
+          "VALUES (5, 4, 61, '/music/four.cue')");
     ScriptedDaemon *self = nullptr;
     std::string file;
     Texts queued;
+    int start = 0;
     ScriptedDaemon daemon([&](int client) {
         file = Told(self->TakeMessages().back()).second;
         const std::unique_ptr<PlaylistInfo> queue(AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
         for (const auto &song : queue->songs()) {
             queued.push_back(song->path);
+            start = song->virtual_start;
         }
         ScriptedDaemon::Say(client, kDone);
     });
@@ -176,6 +183,8 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     EXPECT_EQ(queued, (Texts{"/home/alice/two.flac", "/music/one.flac", "/music/one.flac"}));
     EXPECT_TRUE(file.starts_with(At(varn::path::kSpoolDir).string() + "/")) << file;
     EXPECT_FALSE(fs::exists(file));
+    EXPECT_EQ(add("music_v_5"), 0);
+    EXPECT_EQ(start, 61);
     queued.clear();
     for (const char *songs : {"music_1,music_p_3", "music_3", "music_99"}) {
         EXPECT_EQ(add(songs), 404) << songs;
@@ -185,6 +194,13 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
         EXPECT_EQ(add(songs), 400) << songs;
     }
     EXPECT_TRUE(queued.empty());
+}
+
+TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
+    ScriptedDaemon daemon(std::string("{\"success\": true}"));
+    OpenSocket();
+    EXPECT_FALSE(Ask("Player", "info").isMember("song"));
+    EXPECT_FALSE(Ask("Player", "queue").isMember("songs"));
 }
 
 TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
