@@ -79,13 +79,14 @@ int ListenAt(const char *path, int backlog) {
     return listener.Listen(backlog);
 }
 
-// The number of the package's user serves as a group: systems that this runs on give an account a
+// Neither goes through a link: the package may write to the folder. The number of the package's user
+// serves as a group: systems that this runs on give an account a
 // group of its own number.
 void HandOver(const char *path) {
-    if (chmod(path, kSocketMode) != 0) {
+    if (fchmodat(AT_FDCWD, path, kSocketMode, AT_SYMLINK_NOFOLLOW) != 0) {
         LOG_ERROR(kSocket, "Failed to chmod [%s] %m", path);
     }
-    if (chown(path, 0, GetUserIdFromName(varn::kPackageAccount)) != 0) {
+    if (lchown(path, 0, GetUserIdFromName(varn::kPackageAccount)) != 0) {
         LOG_ERROR(kSocket, "Failed to chown  [%s] %m", path);
     }
 }

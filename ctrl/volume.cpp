@@ -56,6 +56,9 @@ std::optional<CardVolume> OpenCardVolume() {
 
 int KernelVolume() {
     const support::RootThenPackage root(kCtrl);
+    if (!root) {
+        return -1;
+    }
     const std::optional<CardVolume> card = OpenCardVolume();
     if (!card || card->channel == Mixer::kUnreadable) {
         return -1;
@@ -86,6 +89,9 @@ int SetKernelVolume(int volume) {
 
 int CheckHardwareMixer() {
     const support::RootThenPackage root(kCtrl);
+    if (!root) {
+        return -1;
+    }
     const std::optional<CardVolume> card = OpenCardVolume();
     if (!card || card->channel == Mixer::kUnreadable) {
         return -1;

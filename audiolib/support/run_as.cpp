@@ -17,10 +17,12 @@ namespace {
 constexpr char kTag[] = "IF_RUN_AS";
 constexpr char kRoot[] = "root";
 
-void SwitchByName(const char *source, int line, const char *account) {
-    if (ResetCredentialsByName(account, true) != 0) {
-        LogLine(errno, "%s:%d Failed to switch to %s.", source, line, account);
+bool SwitchByName(const char *source, int line, const char *account) {
+    if (ResetCredentialsByName(account, true) == 0) {
+        return true;
     }
+    LogLine(errno, "%s:%d Failed to switch to %s.", source, line, account);
+    return false;
 }
 
 }  // namespace
@@ -80,12 +82,13 @@ SameAccount::~SameAccount() {
     errno = savedErrno;
 }
 
-RootThenPackage::RootThenPackage(const char *source, int line) : source_(source), line_(line) {
-    SwitchByName(source_, line_, kRoot);
-}
+RootThenPackage::RootThenPackage(const char *source, int line)
+    : source_(source), line_(line), switched_(SwitchByName(source_, line_, kRoot)) {}
 
 RootThenPackage::~RootThenPackage() {
-    SwitchByName(source_, line_, varn::kPackageAccount);
+    if (switched_) {
+        SwitchByName(source_, line_, varn::kPackageAccount);
+    }
 }
 
 }  // namespace Tonvale::support

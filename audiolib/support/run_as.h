@@ -66,7 +66,8 @@ class SameAccount {
     gid_t gid_;
 };
 
-// Switches to root, and at the end of the scope to the package's account, whoever it was before.
+// Switches to root, and at the end of the scope to the package's account, whoever it was before. What
+// could not be switched to root stays as it is.
 class RootThenPackage {
   public:
     RootThenPackage(const char *source, int line = __builtin_LINE());
@@ -74,9 +75,13 @@ class RootThenPackage {
     RootThenPackage(const RootThenPackage &) = delete;
     RootThenPackage &operator=(const RootThenPackage &) = delete;
 
+    // False when the process runs as it did.
+    explicit operator bool() const { return switched_; }
+
   private:
     const char *source_;
     int line_;
+    bool switched_;
 };
 
 }  // namespace Tonvale::support

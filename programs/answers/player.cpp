@@ -132,6 +132,16 @@ int WholeNumber(const std::string &text, int most) {
     return number;
 }
 
+// What is too large for a number is no renderer's.
+int RendererNumber(const std::string &digits) {
+    int number = 0;
+    const char *const end = digits.data() + digits.size();
+    if (std::from_chars(digits.data(), end, number).ec != std::errc()) {
+        throw Failure(Reason::kNotFound, "there is no such renderer");
+    }
+    return number;
+}
+
 std::string ModeNumber(const std::string &mode) {
     const auto &modes = PlayerModes();
     const auto found = std::find(modes.begin(), modes.end(), mode);
@@ -222,7 +232,7 @@ Json::Value PlayerInfo(const std::string &renderer) {
         throw Failure(Reason::kNotFound, "there is no such renderer");
     }
     if (renderer.find_first_not_of("0123456789") == renderer.npos) {
-        const int index = WholeNumber(renderer, INT_MAX);
+        const int index = RendererNumber(renderer);
         return Ask(
             [&](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); },
             Reason::kNotFound);

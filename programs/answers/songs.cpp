@@ -15,6 +15,10 @@ namespace {
 
 using Tonvale::webapi::WebapiLibrary;
 
+// Where a virtual song starts in its file: what is given away of it must be complete.
+constexpr char kStart[] =
+    ", (SELECT max(v.audio_offset) FROM virtual_info_track v WHERE v.track = id) AS audio_offset";
+
 // Where a keyword may be looked for.
 struct Field {
     const char *name;
@@ -181,7 +185,8 @@ std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::st
     std::map<SongId, VARN_MEDIA_INFO> songs;
     const auto record = std::make_unique<VARN_MEDIA_INFO>();
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
-        const Handle rows = OpenRows(WholeKind(isVirtual, uid), kSongColumns, IdCondition(wanted));
+        const std::string columns = kSongColumns + std::string(isVirtual ? kStart : "");
+        const Handle rows = OpenRows(WholeKind(isVirtual, uid), columns, IdCondition(wanted));
         while (MediaInfoDBGet(rows.get(), record.get()) == 0) {
             songs.emplace(SongId{static_cast<int>(record->id), isVirtual}, *record);
         }

@@ -81,7 +81,9 @@ class Info : public PlayerAction {
   protected:
     Json::Value Do() override {
         Json::Value info = PlayerInfo(Asked().Text("renderer"));
-        HidePath(info["song"]);
+        if (info.isMember("song")) {
+            HidePath(info["song"]);
+        }
         return info;
     }
 };
@@ -117,7 +119,8 @@ class Volume : public PlayerAction {
             return SoundCard();
         }
         Json::Value data(Json::objectValue);
-        data["volume"] = PlayerInfo("")["volume"];
+        const Json::Value info = PlayerInfo("");
+        data["volume"] = info["volume"];
         return data;
     }
 };
@@ -137,8 +140,10 @@ class Queue : public PlayerAction {
             return Tell(action);
         }
         Json::Value page = Page(PlayerQueue);
-        for (Json::Value &song : page["songs"]) {
-            HidePath(song);
+        if (page.isMember("songs")) {
+            for (Json::Value &song : page["songs"]) {
+                HidePath(song);
+            }
         }
         return page;
     }

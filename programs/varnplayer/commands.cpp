@@ -105,6 +105,7 @@ Json::Value Info(Player &player, const Mpd &mpd, Payload) {
     Json::Value info = InfoAnswer(mpd);
     info["refresh"] = player.refresh;
     info["adding"] = !player.adder.IsDone();
+    info["given_up"] = player.adder.GivenUp();
     return info;
 }
 
@@ -171,10 +172,11 @@ Json::Value OutputPlaylist(Player &, const Mpd &mpd, Payload payload) {
 
 // What is not done in the time that a client may be kept waiting goes on behind its back.
 Json::Value AddFromFile(Player &player, const Mpd &mpd, Payload payload) {
+    mpd.Get();  // who cannot even begin is told so, and has nothing added
     const auto end = std::chrono::steady_clock::now() + kTimeForAdding;
     player.adder.Read(payload);
-    while (!player.adder.IsDone() && std::chrono::steady_clock::now() < end) {
-        player.adder.Step(mpd);
+    while (!player.adder.IsDone() && std::chrono::steady_clock::now() < end &&
+           player.adder.Step(mpd)) {
     }
     return player.adder.State();
 }

@@ -126,8 +126,7 @@ bool Engine::WaitUntilItAnswers(const Signals &signals) {
             return false;
         }
         try {
-            const Mpd mpd(socket_);
-            return true;
+            return Mpd(socket_).Get() != nullptr;
         } catch (const Refused &) {
             // not yet
         }
@@ -136,8 +135,11 @@ bool Engine::WaitUntilItAnswers(const Signals &signals) {
 }
 
 bool Engine::HasEnded() {
-    if (process_ > 0 && waitpid(process_, nullptr, WNOHANG) == process_) {
-        process_ = -1;
+    if (process_ > 0) {
+        const pid_t ended = waitpid(process_, nullptr, WNOHANG);
+        if (ended == process_ || (ended < 0 && errno == ECHILD)) {
+            process_ = -1;
+        }
     }
     return process_ < 0;
 }

@@ -3,6 +3,7 @@
 
 #include <mpd/client.h>
 
+#include <chrono>
 #include <memory>
 #include <stdexcept>
 #include <string>
@@ -35,14 +36,19 @@ using MpdStatus = std::unique_ptr<mpd_status, MpdReleaser<mpd_status_free>>;
 using MpdSong = std::unique_ptr<mpd_song, MpdReleaser<mpd_song_free>>;
 using MpdOutput = std::unique_ptr<mpd_output, MpdReleaser<mpd_output_free>>;
 
-// A connection, made for one command: the daemon ends those that are silent for a minute.
+// A connection for one command, made when it is first needed: the daemon ends those that are silent
+// for a minute.
 class Mpd {
   public:
     // A path is that of a local socket, through which alone files may be named by absolute paths.
-    // Throws Refused when nobody answers.
     explicit Mpd(const std::string &address);
 
-    mpd_connection *Get() const { return connection_.get(); }
+    // The connection, for one call, which has what is left of the command's time. Throws Refused when
+    // nobody answers, or not in time.
+    mpd_connection *Get() const;
+
+    // Gives a command that is longer than others its time anew.
+    void StartAnew() const;
 
     // Throws Refused with the daemon's reason when a call failed.
     void Require(bool succeeded) const;
@@ -53,7 +59,13 @@ class Mpd {
     MpdStatus Status() const;
 
   private:
-    std::unique_ptr<mpd_connection, MpdReleaser<mpd_connection_free>> connection_;
+    using Connection = std::unique_ptr<mpd_connection, MpdReleaser<mpd_connection_free>>;
+
+    void Connect(unsigned milliseconds) const;
+
+    std::string address_;
+    mutable std::chrono::steady_clock::time_point deadline_;
+    mutable Connection connection_;
 };
 
 }  // namespace varnplayer

@@ -1,10 +1,10 @@
 #include "queue.h"
 
 #include <sys/stat.h>
+#include <syslog.h>
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <memory>
 
 #include "queue_writer.h"
@@ -23,6 +23,8 @@ constexpr int kPage = 256;
 constexpr std::size_t kMostSongs = 65536;
 constexpr std::size_t kLongestUri = 4080;  // a line has 4096 bytes, with the command and quotes
 constexpr std::chrono::milliseconds kStep{100};
+constexpr int kMostFailures = 5;  // in a row
+constexpr std::chrono::milliseconds kPause{500};
 
 bool IsRemote(const std::string &path) {
     return path.starts_with("http://") || path.starts_with("https://");
@@ -35,6 +37,14 @@ bool FitsIntoALine(const std::string &uri) {
         std::count_if(uri.begin(), uri.end(), [](char c) { return c == '"' || c == '\\'; });
     return uri.size() + static_cast<std::size_t>(escaped) <= kLongestUri &&
            uri.find_first_of("\r\n") == std::string::npos;
+}
+
+// Where a virtual song starts in its file. The record is to be complete: the library is not asked, by
+// which every song of a queue could take as long as the database does not answer.
+int64_t StartOf(const VARN_MEDIA_INFO &song) {
+    const int64_t start =
+        song.is_virtual != 0 ? song.virtual_start : GetVirtualMusicStartPosition(song.comment);
+    return std::max<int64_t>(start, 0);
 }
 
 // Of a virtual song, the part of its file that it is.
@@ -50,7 +60,7 @@ QueuedSong Told(const VARN_MEDIA_INFO &song) {
         if (IsVirtualPath(song.path, file.data(), file.size(), nullptr)) {
             path = file.data();
         }
-        told.start = static_cast<float>(std::max<int64_t>(GetVirtualMusicStartPosition(&song), 0));
+        told.start = static_cast<float>(StartOf(song));
         told.end = song.duration > 0 ? told.start + song.duration : -1;
     }
     told.uri = IsRemote(path) ? path : "file://" + path;
@@ -129,34 +139,58 @@ void QueueAdder::Read(const std::string &path) {
         }
     }
     if (IsDone()) {
-        added_ = 0;
-        skipped_ = 0;
+        *this = QueueAdder();
     }
     std::move(read.begin(), read.end(), std::back_inserter(songs_));
 }
 
-void QueueAdder::Step(const Mpd &mpd) {
+bool QueueAdder::Step(const Mpd &mpd) {
     const auto end = Clock::now() + kStep;
-    while (!IsDone() && Clock::now() < end) {
-        const QueuedSong song = std::move(songs_.front());
-        songs_.pop_front();
-        Add(mpd, song) ? ++added_ : ++skipped_;
+    try {
+        mpd.Get();  // no song is to blame when there is no connection
+        while (!IsDone() && Clock::now() < end) {
+            const QueuedSong song = std::move(songs_.front());
+            songs_.pop_front();
+            ++skipped_;  // until it is known to be added
+            if (Add(mpd, song)) {
+                --skipped_;
+                ++added_;
+            }
+            failures_ = 0;
+        }
+    } catch (const Refused &refused) {
+        Fail(refused.what());
+        return false;
     }
+    return true;
+}
+
+void QueueAdder::Fail(const char *why) {
+    nextTry_ = Clock::now() + kPause;
+    if (++failures_ < kMostFailures) {
+        syslog(LOG_NOTICE, "adding songs: %s", why);
+        return;
+    }
+    syslog(LOG_ERR, "%zu songs are not added any more: %s", songs_.size(), why);
+    givenUp_ = static_cast<int>(songs_.size());
+    Forget();
 }
 
 Json::Value QueueAdder::State() const {
     Json::Value state(Json::objectValue);
     state["added"] = added_;
     state["skipped"] = skipped_;
+    state["given_up"] = givenUp_;
     state["waiting"] = static_cast<Json::UInt64>(songs_.size());
     return state;
 }
 
 Json::Value WriteQueueFile(const Mpd &mpd, const std::string &path) {
-    QueueWriter writer(path);
     const unsigned total = mpd_status_get_queue_length(mpd.Status().get());
+    QueueWriter writer(path);
     unsigned written = 0;
     for (unsigned start = 0; start < total; start += kPage) {
+        mpd.StartAnew();  // writing a long queue may take the time of many commands
         mpd.Require(mpd_send_list_queue_range_meta(mpd.Get(), start, start + kPage));
         for (MpdSong song(mpd_recv_song(mpd.Get())); song; song.reset(mpd_recv_song(mpd.Get()))) {
             writer.Add(Record(song.get()));

@@ -3,6 +3,7 @@
 
 #include <json/value.h>
 
+#include <chrono>
 #include <deque>
 #include <string>
 
@@ -26,20 +27,30 @@ class QueueAdder {
     // use, and for more songs than the queue may have.
     void Read(const std::string &path);
 
-    // Adds songs for about a tenth of a second; when one of them fails they are passed over.
-    void Step(const Mpd &mpd);
+    // Adds songs for about a tenth of a second; those that cannot be played are passed over. False
+    // when the music player daemon failed: the song that it failed at is passed over, too, and it is
+    // to be tried with another connection, at NextTry(). After some failures in a row the songs that
+    // wait are given up.
+    bool Step(const Mpd &mpd);
 
     bool IsDone() const { return songs_.empty(); }
     void Forget() { songs_.clear(); }
+    std::chrono::steady_clock::time_point NextTry() const { return nextTry_; }
 
     // Since the adder last had nothing to do: how many were "added", could not be played and were
-    // "skipped", and are still "waiting".
+    // "skipped", were "given_up", and are still "waiting".
     Json::Value State() const;
+    int GivenUp() const { return givenUp_; }
 
   private:
+    void Fail(const char *why);
+
     std::deque<QueuedSong> songs_;
+    std::chrono::steady_clock::time_point nextTry_;
     int added_ = 0;
     int skipped_ = 0;
+    int givenUp_ = 0;
+    int failures_ = 0;  // in a row
 };
 
 // Writes the queue to a file. Throws Refused.

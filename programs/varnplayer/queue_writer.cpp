@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
+#include <cstdlib>
 #include <cstring>
+#include <utility>
 
 #include "mpd.h"
 #include "tonvale/playlists.h"
@@ -16,30 +19,52 @@ namespace varnplayer {
 namespace {
 
 constexpr mode_t kMode = 0644;
+constexpr char kTemporary[] = ".queue.XXXXXX";
 
-}  // namespace
-
-QueueWriter::QueueWriter(const std::string &path)
-    : path_(path),
-      file_(open(path.c_str(), O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode)) {
+// The queue file that is there, its lock held; nothing where there is none.
+Descriptor LockedQueue(const std::string &path) {
+    Descriptor file(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    if (file.Get() < 0 && errno == ENOENT) {
+        return file;
+    }
     struct stat info {};
-    if (file_.Get() < 0 || fstat(file_.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    if (file.Get() < 0 || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
         throw Refused("the queue file " + path + " cannot be written");
     }
     // The old queue goes only when nobody reads it.
-    if (flock(file_.Get(), LOCK_EX | LOCK_NB) != 0) {
+    if (flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
         throw Refused("the queue file " + path + " is in use");
     }
-    if (ftruncate(file_.Get(), 0) != 0) {
-        throw Refused("the queue file " + path + ": " + std::strerror(errno));
-    }
+    return file;
+}
+
+// What a file that takes another's place may be opened for is what the other could be.
+mode_t ModeLike(const Descriptor &before) {
+    struct stat info {};
+    return before.Get() >= 0 && fstat(before.Get(), &info) == 0 ? info.st_mode & 0777 : kMode;
+}
+
+}  // namespace
+
+QueueWriter::QueueWriter(const std::string &path) : QueueWriter(path, LockedQueue(path)) {
     const PlaylistInfo fresh;
     Write(&fresh.playerInfo(), sizeof(__tag_PlayerInfo__));
 }
 
+QueueWriter::QueueWriter(const std::string &path, Descriptor before)
+    : path_(path),
+      temporary_(path.substr(0, path.rfind('/') + 1) + kTemporary),
+      before_(std::move(before)),
+      file_(mkostemp(temporary_.data(), O_CLOEXEC)) {
+    if (file_.Get() < 0) {
+        throw Refused("no queue file can be written beside " + path + ": " + std::strerror(errno));
+    }
+    fchmod(file_.Get(), ModeLike(before_));
+}
+
 QueueWriter::~QueueWriter() {
-    if (!isWhole_) {
-        unlink(path_.c_str());
+    if (!temporary_.empty()) {
+        unlink(temporary_.c_str());
     }
 }
 
@@ -49,10 +74,10 @@ void QueueWriter::Add(const VARN_MEDIA_INFO &song) {
 
 void QueueWriter::Finish() {
     // A full disk far away may show only now.
-    if (close(file_.Release()) != 0) {
+    if (close(file_.Release()) != 0 || rename(temporary_.c_str(), path_.c_str()) != 0) {
         throw Refused("the queue file " + path_ + ": " + std::strerror(errno));
     }
-    isWhole_ = true;
+    temporary_.clear();
 }
 
 void QueueWriter::Write(const void *block, std::size_t size) {

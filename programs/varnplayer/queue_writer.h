@@ -8,8 +8,9 @@
 
 namespace varnplayer {
 
-// Makes or overwrites a queue file in the form of tonvale/playlists.h, with its lock held. What is
-// not finished is removed. Every call throws Refused when it fails.
+// Makes or replaces a queue file in the form of tonvale/playlists.h. The one that is there stays, its
+// lock held, until the new one is whole, which is written beside it. Every call throws Refused when it
+// fails.
 class QueueWriter {
   public:
     explicit QueueWriter(const std::string &path);
@@ -18,14 +19,18 @@ class QueueWriter {
     QueueWriter &operator=(const QueueWriter &) = delete;
 
     void Add(const VARN_MEDIA_INFO &song);
+
+    // Puts the file in its place. Without this nothing is left of it.
     void Finish();
 
   private:
+    QueueWriter(const std::string &path, Descriptor before);
     void Write(const void *block, std::size_t size);
 
     std::string path_;
+    std::string temporary_;  // in the same folder; "" once it is in its place
+    Descriptor before_;      // what is there until then, if anything is
     Descriptor file_;
-    bool isWhole_ = false;
 };
 
 }  // namespace varnplayer

@@ -92,17 +92,18 @@ using Clients = std::vector<std::unique_ptr<Client>>;
 
 // How long nothing need be done when nothing happens, for poll(2).
 int Patience(const Clients &clients, const Player &player) {
-    if (!player.adder.IsDone()) {
-        return 0;
-    }
-    auto left = std::chrono::milliseconds(-1);
+    auto next = Clock::time_point::max();
     for (const auto &client : clients) {
-        const auto its = std::max(
-            std::chrono::ceil<std::chrono::milliseconds>(client->Deadline() - Clock::now()),
-            std::chrono::milliseconds(0));
-        left = left.count() < 0 ? its : std::min(left, its);
+        next = std::min(next, client->Deadline());
     }
-    return static_cast<int>(left.count());
+    if (!player.adder.IsDone()) {
+        next = std::min(next, player.adder.NextTry());
+    }
+    if (next == Clock::time_point::max()) {
+        return -1;
+    }
+    const auto left = std::chrono::ceil<std::chrono::milliseconds>(next - Clock::now());
+    return static_cast<int>(std::max<int64_t>(left.count(), 0));
 }
 
 // Goes on with each client that is ready, and forgets those that are done or too late: not one
@@ -117,15 +118,6 @@ void GoOn(Clients &clients, const pollfd *entries, Player &player) {
         }
     }
     clients = std::move(left);
-}
-
-void Add(Player &player) {
-    try {
-        player.adder.Step(Mpd(player.mpdAddress));
-    } catch (const Refused &refused) {
-        syslog(LOG_ERR, "songs are not added any more: %s", refused.what());
-        player.adder.Forget();
-    }
 }
 
 }  // namespace
@@ -156,8 +148,8 @@ void Serve(int listener, const Signals &signals, const std::function<void()> &ch
                 clients.push_back(std::make_unique<Client>(std::move(client)));
             }
         }
-        if (!player.adder.IsDone()) {
-            Add(player);
+        if (!player.adder.IsDone() && Clock::now() >= player.adder.NextTry()) {
+            player.adder.Step(Mpd(player.mpdAddress));
         }
     }
 }

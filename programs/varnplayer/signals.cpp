@@ -19,6 +19,8 @@ int Listen() {
         sigaddset(&signals, number);
     }
     sigprocmask(SIG_BLOCK, &signals, nullptr);
+    // Whoever ignored it and started this program would have its children vanish unnoticed.
+    signal(SIGCHLD, SIG_DFL);
     return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }
 

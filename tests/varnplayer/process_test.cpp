@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <functional>
 
 #include "programs/command.h"
 #include "varnplayer/player_fixture.h"
@@ -21,6 +22,11 @@ bool IsGone(pid_t pid) {
 
 class ProcessTest : public PlayerTest {
   protected:
+    static uid_t OwnerOf(const fs::path &path) {
+        struct stat info {};
+        EXPECT_EQ(stat(path.c_str(), &info), 0) << path;
+        return info.st_uid;
+    }
     static void GiveToPackage(const fs::path &path) {
         struct stat owner {};
         EXPECT_EQ(stat(At("/var/run/Tonvale").c_str(), &owner), 0);
@@ -99,6 +105,45 @@ TEST_F(ProcessTest, WhatCannotStartSaysSoAtOnce) {
     GiveToPackage(folder);
     Start({"--output=null"});
     EXPECT_EQ(fs::status(folder).permissions(), fs::perms::owner_all);
+}
+
+// Whoever may write to the folder does not get another's file by it, nor keep a start waiting.
+TEST_F(ProcessTest, TheLockIsNobodyElsesFile) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    player_.reset();
+    const fs::path lock = At("/var/run/Tonvale/player.lock");
+    const fs::path other = root() / "another's";
+    std::ofstream(other) << "text";
+    const uid_t owner = OwnerOf(other);
+    const std::pair<const char *, std::function<void()>> kCases[] = {
+        {"a second name", [&] { fs::create_hard_link(other, lock); }},
+        {"a link", [&] { fs::create_symlink(other, lock); }},
+        {"a pipe", [&] { ASSERT_EQ(mkfifo(lock.c_str(), 0666), 0); }}};
+    for (const auto &[what, make] : kCases) {
+        fs::remove(lock);
+        make();
+        PlayerProcess process({"--output=null"}, LogFile());
+        EXPECT_EQ(process.Wait(), kFailed) << what;
+        EXPECT_EQ(OwnerOf(other), owner) << what;
+    }
+    fs::remove(lock);
+    Start({"--output=null"});
+    EXPECT_EQ(OwnerOf(lock), OwnerOf(At("/var/run/Tonvale")));
+    EXPECT_EQ(OwnerOf(At(varn::path::kPlayerSocket)), OwnerOf(lock));
+}
+
+TEST_F(ProcessTest, AnIgnoredEndIsNoticed) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    player_.reset();
+    const auto before = signal(SIGCHLD, SIG_IGN);  // what a program that is started keeps
+    PlayerProcess process({"--output=null"}, LogFile());
+    signal(SIGCHLD, before);
+    for (int tries = 0; tries < 500 && !Info()["success"].asBool(); ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    }
+    ASSERT_GT(process.Engine(), 0);
+    kill(process.Engine(), SIGKILL);
+    EXPECT_EQ(process.Wait(), kFailed);
 }
 
 TEST_F(ProcessTest, ARootMayHaveAnyName) {

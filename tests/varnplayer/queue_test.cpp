@@ -35,6 +35,8 @@ class QueueTest : public PlayerTest {
         part.duration = duration;
         return part;
     }
+    std::atomic<bool> isSilent_ = false;  // for a script
+
     Json::Value Add(const PlaylistInfo &queue) {
         return SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, SaveQueue(queue));
     }
@@ -182,6 +184,40 @@ TEST_F(QueueTest, APageIsBounded) {
     EXPECT_LT(Clock::now() - start, 10s);
 }
 
+TEST_F(QueueTest, AFailedSaveLeavesTheSavedQueue) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    const std::string socket = scratch() / "mpd.sock";
+    std::string silentAt = "status";
+    ScriptedMpd mpd(socket, [&](const std::string &line) -> std::string {
+        if (isSilent_ && line.starts_with(silentAt)) {
+            return "";
+        }
+        return line == "status"                   ? "playlistlength: 1\nstate: stop\nOK\n"
+               : line.starts_with("playlistinfo") ? "file: /music/a.flac\nPos: 0\nId: 1\nOK\n"
+                                                  : ScriptedMpd::Usual(line);
+    });
+    Start({"--mpd", socket});
+    const fs::path folder = scratch() / "written";
+    fs::create_directory(folder);
+    fs::permissions(folder, fs::perms::all);
+    const std::string file = folder / "queue";
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["written"], 1);
+    fs::permissions(file, fs::perms::all);
+    const std::string saved = ReadFile(file);
+    for (const char *line : {"status", "playlistinfo"}) {
+        silentAt = line;
+        isSilent_ = true;
+        EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["success"], false) << line;
+        EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file + "2")["success"], false) << line;
+        isSilent_ = false;
+        ASSERT_TRUE(fs::exists(file)) << line;
+        EXPECT_EQ(ReadFile(file), saved) << line;
+        EXPECT_EQ(std::distance(fs::directory_iterator(folder), {}), 1) << line;
+    }
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_OUTPUT_PLAYLIST, file)["written"], 1);
+    EXPECT_EQ(fs::status(file).permissions(), fs::perms::all) << "who could read it no longer can";
+}
+
 // A music player daemon that takes 20 ms for each song.
 TEST_F(QueueTest, AddingGoesOnBehindTheClientsBack) {
     EXPECT_EQ(player_->Signal(SIGTERM), 0);
@@ -224,6 +260,63 @@ TEST_F(QueueTest, AddingGoesOnBehindTheClientsBack) {
     EXPECT_EQ(player_->Signal(SIGTERM), 0);
     EXPECT_LT(Clock::now() - start, 2s);
     player_.reset();
+}
+
+// A music player daemon that does not answer at one song, and then at none.
+TEST_F(QueueTest, ASilentMusicPlayerDaemonCostsASong) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    const std::string socket = scratch() / "mpd.sock";
+    ScriptedMpd mpd(socket, [&](const std::string &line) -> std::string {
+        const bool isBad = line.find("/bad") != line.npos;
+        return line.starts_with("addid ") && (isBad || isSilent_) ? "" : ScriptedMpd::Usual(line);
+    });
+    Start({"--mpd", socket});
+    PlaylistInfo queue;
+    for (const char *path : {"/music/1", "/music/bad", "/music/2", "/music/3"}) {
+        AddSong(queue, path);
+    }
+    const Json::Value answer = Add(queue);
+    EXPECT_EQ(answer["success"], true) << "whoever tries again has the songs twice";
+    EXPECT_EQ(answer["skipped"], 1) << answer;
+    EXPECT_EQ(answer["waiting"], 2) << answer;
+    EXPECT_TRUE(Comes([](const Json::Value &info) { return info["adding"] == false; }));
+    const auto has = [&](const std::string &line) {
+        const auto lines = mpd.Lines();
+        return std::count(lines.begin(), lines.end(), line);
+    };
+    for (const char *line : {"addid \"file:///music/1\"", "addid \"file:///music/3\""}) {
+        EXPECT_EQ(has(line), 1) << line;
+    }
+    EXPECT_EQ(Info()["given_up"], 0);
+
+    isSilent_ = true;
+    for (int i = 0; i < 6; ++i) {
+        AddSong(queue, "/music/more");
+    }
+    EXPECT_EQ(Add(queue)["waiting"], 9);
+    EXPECT_TRUE(Comes([](const Json::Value &info) { return info["adding"] == false; }));
+    EXPECT_EQ(Info()["given_up"], 5);
+}
+
+// Where there is a database, it may be that it does not answer.
+TEST_F(QueueTest, NoSongWaitsForTheLibrary) {
+    const int database = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_un address = {};
+    address.sun_family = AF_UNIX;
+    At(varn::path::kDatabaseSocket).string().copy(address.sun_path, sizeof address.sun_path - 1);
+    ASSERT_EQ(bind(database, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
+    ASSERT_EQ(listen(database, 8), 0);
+    fs::permissions(At(varn::path::kDatabaseSocket), fs::perms::all);
+    PlaylistInfo queue;
+    VARN_MEDIA_INFO first = Part(MakeSong("album.wav", 60), 1, 0, 20);
+    first.id = 7;
+    queue.addSong(first);
+    const auto start = Clock::now();
+    EXPECT_EQ(Add(queue)["added"], 1);
+    EXPECT_LT(Clock::now() - start, 3s);
+    EXPECT_EQ(Songs(0, 1)["songs"][0]["duration"], 20);
+    close(database);
+    fs::remove(At(varn::path::kDatabaseSocket));
 }
 
 TEST_F(QueueTest, ARefusedPartIsTakenOffAgain) {

@@ -127,7 +127,9 @@ TEST_F(PlayerApi, CommandsReachThePlayer) {
     EXPECT_EQ(CodeOf("Player", "control", {{"action", "play"}}), 400);
     EXPECT_EQ(CodeOf("Player", "list", {{"limit", "501"}}), 400);
     EXPECT_EQ(CodeOf("Player", "equalizer", {{"action", "send"}}), 404);
-    EXPECT_EQ(CodeOf("Player", "info", {{"renderer", std::string(5000, 'u')}}), 404);
+    for (const std::string &renderer : {std::string(5000, 'u'), std::string("2147483648")}) {
+        EXPECT_EQ(CodeOf("Player", "info", {{"renderer", renderer}}), 404);
+    }
     EXPECT_TRUE(daemon.TakeMessages().empty());
 }
 
@@ -159,15 +161,21 @@ TEST_F(PlayerApi, RefusalsAndSilenceHaveTheirCodes) {
 TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     Query(InsertSql({.id = 1, .path = "/music/one.flac", .title = "one"}) +
           InsertSql({.id = 2, .userid = kAlice, .path = "/home/alice/two.flac", .title = "two"}) +
-          InsertSql({.id = 3, .userid = kBob, .path = "/home/bob/three.flac", .title = "three"}));
+          InsertSql({.id = 3, .userid = kBob, .path = "/home/bob/three.flac", .title = "three"}) +
+          InsertSql({.id = 4, .path = "/music/four.flac", .has_virtual = true}) +
+          InsertSql({.id = 5, .path = "/music/four.flac", .track = 1, .is_virtual = true}) +
+          "; INSERT INTO virtual_info_track (track, file_track, audio_offset, cue_sheet_path) "
+          "VALUES (5, 4, 61, '/music/four.cue')");
     ScriptedDaemon *self = nullptr;
     std::string file;
     Texts queued;
+    int start = 0;
     ScriptedDaemon daemon([&](int client) {
         file = Told(self->TakeMessages().back()).second;
         const std::unique_ptr<PlaylistInfo> queue(AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
         for (const auto &song : queue->songs()) {
             queued.push_back(song->path);
+            start = song->virtual_start;
         }
         ScriptedDaemon::Say(client, kDone);
     });
@@ -180,6 +188,8 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     EXPECT_EQ(queued, (Texts{"/home/alice/two.flac", "/music/one.flac", "/music/one.flac"}));
     EXPECT_TRUE(file.starts_with(At(varn::path::kSpoolDir).string() + "/")) << file;
     EXPECT_FALSE(fs::exists(file));
+    EXPECT_EQ(add("music_v_5"), 0);
+    EXPECT_EQ(start, 61);
     queued.clear();
     for (const char *songs : {"music_1,music_p_3", "music_3", "music_99"}) {
         EXPECT_EQ(add(songs), 404) << songs;
@@ -189,6 +199,13 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
         EXPECT_EQ(add(songs), 400) << songs;
     }
     EXPECT_TRUE(queued.empty());
+}
+
+TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
+    ScriptedDaemon daemon(std::string("{\"success\": true}"));
+    OpenSocket();
+    EXPECT_FALSE(Ask("Player", "info").isMember("song"));
+    EXPECT_FALSE(Ask("Player", "queue").isMember("songs"));
 }
 
 TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
