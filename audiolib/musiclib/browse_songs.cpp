@@ -23,7 +23,9 @@ int Browse(const char *library, uid_t uid, const char *condition, const char *or
         return -1;
     }
     support::SongList songs(kSource);
-    ReadSongs(*handle, songs);
+    if (!ReadSongs(*handle, songs)) {
+        return -1;
+    }
     const int count = songs.Size();
     *listOut = songs.Release();
     return count;

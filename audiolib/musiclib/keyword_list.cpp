@@ -101,10 +101,9 @@ bool List(const Search &search, support::SongList &out, int *countOut) {
                                         condition->c_str(), nullptr,
                                         Order(search.orderKey, search.descending).c_str(),
                                         search.offset, search.limit, countOut != nullptr ? 1 : 0));
-    if (!handle) {
+    if (!handle || !ReadSongs(*handle, out)) {
         return false;
     }
-    ReadSongs(*handle, out);
     if (countOut != nullptr) {
         *countOut = Total(*handle);
     }

@@ -1,5 +1,6 @@
 #include "musiclib/query.h"
 
+#include <cstdint>
 #include <new>
 
 #include "musiclib/source.h"
@@ -64,10 +65,14 @@ Handle RunPage(Handle handle, const char *statement, int offset, int limit) {
     return handle;
 }
 
-void ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out) {
+bool ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out) {
+    if (!support::SongsFitMemory(kSource, std::int64_t{out.Size()} + rows.rowCount - rows.cursor)) {
+        return false;
+    }
     while (rows.cursor < rows.rowCount) {
         MediaInfoDBGet(&rows, &out.Append().info);
     }
+    return true;
 }
 
 std::string Clause(const char *keyword, const char *text) {

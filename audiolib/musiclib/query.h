@@ -35,8 +35,9 @@ bool WhereClause(const Source &source, const JoinFlags &flags, const std::string
 // Returns the handle with its rows, or null, with a log line.
 Handle RunPage(Handle handle, const char *statement, int offset, int limit);
 
-// Appends a record of each row that has not been read yet.
-void ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out);
+// Appends a record of each row that has not been read yet. False, with a log line, when the list
+// would be too long for the memory.
+bool ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out);
 
 // "KEYWORD text", or "" for a null or empty text.
 std::string Clause(const char *keyword, const char *text);

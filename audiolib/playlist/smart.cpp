@@ -24,6 +24,9 @@ int ResultCount(const MEDIA_DB_HANDLE &rows) {
 }
 
 int ReadRows(MEDIA_DB_HANDLE *rows, PVLIBSZHASH *hash, PLAYLIST_REC **listOut) {
+    if (!support::SongsFitMemory(kSource, rows->rowCount)) {
+        return -1;
+    }
     support::SongList songs(kSource);
     const auto song = std::make_unique<VARN_MEDIA_INFO>();
     while (MediaInfoDBGet(rows, song.get()) == 0) {

@@ -94,13 +94,24 @@ support::Fd Open(const std::string &path) {
     return fd;
 }
 
+// As much of a line as may be written. A part of a character would make it one that is not UTF-8.
+std::size_t LengthToWrite(std::string_view line) {
+    constexpr std::size_t kMostFollowing = 3;
+    std::size_t length = std::min(line.size(), kLongestLine);
+    while (length < line.size() && kLongestLine - length < kMostFollowing &&
+           (static_cast<unsigned char>(line[length]) & 0xC0U) == 0x80U) {
+        --length;
+    }
+    return length;
+}
+
 // Writes lines until one fails.
 class Lines {
   public:
     explicit Lines(int fd) : fd_(fd) {}
 
     void Write(std::string_view line) {
-        line = line.substr(0, kLongestLine);
+        line = line.substr(0, LengthToWrite(line));
         failed_ = failed_ || !support::WriteAll(fd_, line.data(), line.size());
     }
     void WriteText(const char *name, const char *text) {

@@ -1,9 +1,13 @@
+#include "linux/charset.h"
+
 #include <unicode/ucnv.h>
 
+#include <algorithm>
 #include <array>
 #include <cstddef>
 #include <cstdint>
 #include <new>
+#include <optional>
 
 #include "linux/codepage.h"
 #include "linux/utf8.h"
@@ -80,7 +84,8 @@ const char *UnmarkedUtf16(std::string_view bytes) {
     return bytes[0] == 0 && isAscii(1) && bytes[2] == 0 && isAscii(3) ? "UTF-16BE" : nullptr;
 }
 
-std::string Interpret(std::string_view bytes) {
+// The text of bytes whose begin tells the encoding.
+std::optional<std::string> DecodedByBeginning(std::string_view bytes) {
     for (const Beginning &known : kMarks) {
         if (bytes.starts_with(known.mark)) {
             return Decoded(bytes.substr(known.mark.size()), known.encoding);
@@ -88,6 +93,13 @@ std::string Interpret(std::string_view bytes) {
     }
     if (const char *const encoding = UnmarkedUtf16(bytes)) {
         return Decoded(bytes, encoding);
+    }
+    return std::nullopt;
+}
+
+std::string Interpret(std::string_view bytes) {
+    if (auto text = DecodedByBeginning(bytes)) {
+        return *std::move(text);
     }
     if (IsUtf8(bytes)) {
         return std::string(bytes);
@@ -110,12 +122,56 @@ void UnifyLineEnds(std::string &text) {
     text.erase(out, text.end());
 }
 
+// A line with its end.
+std::string_view TakeLine(std::string_view &text) {
+    const std::string_view line = text.substr(0, std::min(text.find('\n'), text.size() - 1) + 1);
+    text.remove_prefix(line.size());
+    return line;
+}
+
+bool NeedsCodePage(std::string_view line) {
+    return !IsUtf8(line) && !IsNearlyUtf8(Decoded(line, "UTF-8"));
+}
+
+// The lines that are in a code page.
+std::string ForeignLines(std::string_view text) {
+    std::string foreign;
+    while (!text.empty()) {
+        const std::string_view line = TakeLine(text);
+        foreign += NeedsCodePage(line) ? line : std::string_view();
+    }
+    return foreign;
+}
+
 }  // namespace
 
 std::string ToUtf8(std::string_view bytes) {
     std::string text = Interpret(bytes);
     UnifyLineEnds(text);
     return text;
+}
+
+std::string LinesToUtf8(std::string_view bytes, bool onlyUtf8) {
+    std::optional<std::string> known = DecodedByBeginning(bytes);
+    std::string text = known ? *std::move(known) : std::string(bytes);
+    // No code page has a line end's byte within a character.
+    UnifyLineEnds(text);
+    if (IsUtf8(text)) {
+        return text;
+    }
+    const std::string foreign = onlyUtf8 ? "" : ForeignLines(text);
+    const char *const page = LikelyCodePage(foreign);
+    std::string utf8;
+    utf8.reserve(text.size());
+    for (std::string_view rest = text; !rest.empty();) {
+        const std::string_view line = TakeLine(rest);
+        if (IsUtf8(line)) {
+            utf8 += line;
+        } else {
+            utf8 += Decoded(line, !onlyUtf8 && NeedsCodePage(line) ? page : "UTF-8");
+        }
+    }
+    return utf8;
 }
 
 }  // namespace varn

@@ -8,6 +8,7 @@
 #include <string>
 #include <vector>
 
+#include "linux/charset.h"
 #include "linux/playlist_wpl.h"
 #include "varn/text.h"
 
@@ -157,8 +158,11 @@ void ReadPair(std::string_view line, Columns &columns) {
         const std::string_view digits = key.substr(std::min(known.name.size(), key.size()));
         if (StartsWithIgnoringCase(key, known.name) &&
             digits.find_first_not_of("0123456789") == digits.npos) {
-            columns[static_cast<std::size_t>(known.key)].push_back(
-                {KeyNumber(digits), line.substr(sign + 1)});
+            auto &column = columns[static_cast<std::size_t>(known.key)];
+            if (column.size() == kMostEntries) {
+                throw TooManyEntries();
+            }
+            column.push_back({KeyNumber(digits), line.substr(sign + 1)});
         }
     }
 }
@@ -206,6 +210,13 @@ void ReplaceNuls(std::string &text) {
     text = std::move(replaced);
 }
 
+// True for the playlists that no program writes in a code page.
+bool IsOnlyUtf8(Format format, std::string_view bytes) {
+    constexpr std::size_t kHead = 256;
+    return format == Format::kM3u8 ||
+           (format == Format::kWpl && IsOwnWpl(ToUtf8(bytes.substr(0, kHead))));
+}
+
 }  // namespace
 
 std::optional<Format> FormatOf(std::string_view path) {
@@ -213,7 +224,7 @@ std::optional<Format> FormatOf(std::string_view path) {
         std::string_view extension;
         Format format;
     };
-    constexpr std::array kKnown = {Known{"m3u", Format::kM3u}, Known{"m3u8", Format::kM3u},
+    constexpr std::array kKnown = {Known{"m3u", Format::kM3u}, Known{"m3u8", Format::kM3u8},
                                    Known{"pls", Format::kPls}, Known{"wpl", Format::kWpl}};
     const std::string_view name = path.substr(path.rfind('/') + 1);
     const std::size_t dot = name.rfind('.');
@@ -228,15 +239,23 @@ std::optional<Format> FormatOf(std::string_view path) {
 }
 
 void ParseEntries(Format format, std::string_view bytes, const Sink &sink) {
-    std::string text = ToUtf8(bytes);
+    std::string text = LinesToUtf8(bytes, IsOnlyUtf8(format, bytes));
     ReplaceNuls(text);
+    std::size_t count = 0;
+    const Sink bounded = [&](const Entry &entry) {
+        if (++count > kMostEntries) {
+            throw TooManyEntries();
+        }
+        sink(entry);
+    };
     switch (format) {
         case Format::kM3u:
-            return ParseM3u(text, sink);
+        case Format::kM3u8:
+            return ParseM3u(text, bounded);
         case Format::kPls:
-            return ParsePls(text, sink);
+            return ParsePls(text, bounded);
         case Format::kWpl:
-            return ParseWpl(text, sink);
+            return ParseWpl(text, bounded);
     }
 }
 

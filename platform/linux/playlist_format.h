@@ -1,15 +1,17 @@
 // The three formats of playlists, as text.
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 
 namespace varn::playlist {
 
-enum class Format { kM3u, kPls, kWpl };
+enum class Format { kM3u, kM3u8, kPls, kWpl };
 
-// The format of a file by the extension of its name; m3u8 is an m3u.
+// The format of a file by the extension of its name; m3u8 is an m3u that is UTF-8.
 std::optional<Format> FormatOf(std::string_view path);
 
 // What a playlist tells about an entry; "" and 0 for what it does not.
@@ -35,7 +37,14 @@ struct Entry {
 // Takes the entries one after the other; their texts are valid during the call alone.
 using Sink = std::function<void(const Entry &entry)>;
 
-// Reads the entries of a playlist. Any bytes are a playlist, if perhaps an empty one; no entry is
+// A file of a few bytes an entry would fill the memory with paths.
+inline constexpr std::size_t kMostEntries = 4'000'000;
+
+struct TooManyEntries : std::length_error {
+    TooManyEntries() : std::length_error("too many entries") {}
+};
+
+// Reads the entries of a playlist; throws TooManyEntries behind kMostEntries. Any bytes are a playlist, if perhaps an empty one; no entry is
 // empty or has a line break or NUL in it.
 void ParseEntries(Format format, std::string_view bytes, const Sink &sink);
 

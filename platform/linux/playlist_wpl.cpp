@@ -232,8 +232,12 @@ void ParseOwn(std::string_view text, const Sink &sink) {
 
 }  // namespace
 
+bool IsOwnWpl(std::string_view text) {
+    return text.starts_with(kOwnHeader);
+}
+
 void ParseWpl(std::string_view text, const Sink &sink) {
-    if (text.starts_with(kOwnHeader)) {
+    if (IsOwnWpl(text)) {
         ParseOwn(text.substr(kOwnHeader.size()), sink);
     } else {
         ParseForeign(text, sink);

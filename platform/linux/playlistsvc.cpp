@@ -235,5 +235,13 @@ int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
         varn::SetError(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    return varn::Guarded(-1, [&] { return varn::playlist::Read(path, candidates, remote); });
+    return varn::Guarded(-1, [&] {
+        try {
+            return varn::playlist::Read(path, candidates, remote);
+        } catch (const varn::playlist::TooManyEntries &) {
+            errno = EFBIG;
+            varn::SetSystemError();
+            return -1;
+        }
+    });
 }

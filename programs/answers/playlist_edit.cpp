@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <stdio.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -21,6 +22,7 @@
 #include "link_hooks.h"
 #include "playlists.h"
 #include "songs.h"
+#include "text.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 
@@ -46,7 +48,7 @@ bool IsUrl(const std::string &text) {
 }
 
 void SetPath(const std::string &path, VARN_MEDIA_INFO &record) {
-    path.copy(record.path, sizeof record.path - 1);
+    CopyCut(path, record.path);
 }
 
 // A new entry at the end of a list, zeroed.
@@ -64,6 +66,14 @@ PLAYLIST_REC &AddEntry(SongRecords &list, PLAYLIST_REC *&last) {
     return *entry;
 }
 
+// A playlist is one text: what is not UTF-8 must not get into it.
+void CheckUtf8(const std::string &text) {
+    if (!IsUtf8(text)) {
+        throw Failure(Reason::kBad,
+                      "'" + ValidUtf8(text) + "' is not UTF-8, and cannot stand in a playlist");
+    }
+}
+
 void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_INFO &record) {
     if (IsNumber(name)) {
         PLAYLIST_REC *found = nullptr;
@@ -77,12 +87,14 @@ void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_
         record = found->info;
         return;
     }
+    CheckUtf8(name);
     if (IsUrl(name)) {
         SetMediaPathTitle(name.c_str(), &record);
         return;
     }
     std::error_code error;
     const std::string path = std::filesystem::absolute(name, error).lexically_normal().string();
+    CheckUtf8(path);
     if (VARNPlaylistGetOneByPath(collection.uid, path.c_str(), &record) == 0) {
         return;
     }
@@ -130,25 +142,65 @@ void FillStream(const std::string &id, VARN_MEDIA_INFO &record) {
     }
     if (!IsUrl(url) || url.size() > kLongestUrl || url.find_first_of(" <>") != url.npos ||
         !IsPlain(url + title + artist + album)) {
-        throw Failure(Reason::kBad, "'" + id + "' is no song's identifier");
+        throw Failure(Reason::kBad, "'" + ValidUtf8(id) + "' is no song's identifier");
+    }
+    for (const std::string &text : {url, title, artist, album}) {
+        CheckUtf8(text);
     }
     SetMediaPathTitle(url.c_str(), &record);
     if (!title.empty()) {
-        record.title[title.copy(record.title, sizeof record.title - 1)] = '\0';
+        CopyCut(title, record.title);
     }
-    artist.copy(record.artist, sizeof record.artist - 1);
-    album.copy(record.album, sizeof record.album - 1);
+    CopyCut(artist, record.artist);
+    CopyCut(album, record.album);
     record.duration = static_cast<float>(duration);
 }
 
 // Gives a file another name that is free.
 void Move(const std::string &from, const std::string &to) {
     const AsRoot root;
-    if (renameat2(AT_FDCWD, from.c_str(), AT_FDCWD, to.c_str(), RENAME_NOREPLACE) != 0) {
+    const char *const file = from.c_str();
+    bool moved = renameat2(AT_FDCWD, file, AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
+    if (!moved && (errno == EINVAL || errno == ENOSYS)) {
+        // A file system without that flag: of two who give one name at once, one may lose a file.
+        struct stat info {};
+        errno = EEXIST;
+        moved = lstat(to.c_str(), &info) != 0 && rename(file, to.c_str()) == 0;
+    }
+    if (!moved) {
         throw Failure(errno == EEXIST ? Reason::kExists : Reason::kFailed,
                       "cannot rename " + from + " to " + to + ": " + std::strerror(errno));
     }
 }
+
+// Makes an empty file, which goes again unless it is kept: what a failure leaves would refuse the
+// next try. Only a file of its own making goes.
+class NewFile {
+  public:
+    explicit NewFile(const std::string &path) : path_(path) {
+        const AsRoot root;
+        const int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777);
+        if (fd < 0) {
+            throw Failure(errno == EEXIST ? Reason::kExists : Reason::kFailed,
+                          "cannot make " + path_ + ": " + std::strerror(errno));
+        }
+        close(fd);
+    }
+    ~NewFile() {
+        if (!kept_) {
+            const AsRoot root;
+            unlink(path_.c_str());
+        }
+    }
+    NewFile(const NewFile &) = delete;
+    NewFile &operator=(const NewFile &) = delete;
+
+    void Keep() { kept_ = true; }
+
+  private:
+    const std::string &path_;
+    bool kept_ = false;
+};
 
 std::string Quoted(const Playlist &playlist) {
     return "the playlist '" + playlist.title + "'";
@@ -215,18 +267,21 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
                                         "' has no personal library: own playlists are m3u files");
     }
     const std::string path = PlaceForPlaylist(collection, name, format);
+    NewFile file(path);
     Report(VARNWriteMusicPlaylist(songs, path.c_str()), "writing " + path);
     if (collection.isFolder) {
+        file.Keep();
         return {"0", name, path, ""};
     }
     VARN_MEDIA_INFO row = {};
     SetPath(path, row);
-    name.copy(row.title, sizeof row.title - 1);
+    CopyCut(name, row.title);
     std::string_view("playlists").copy(row.album, sizeof row.album - 1);
     const int saved = collection.personal ? VARNPlaylistDBUpdate(collection.Library(),
                                                                  collection.uid, &row, nullptr)
                                           : VARNPlaylistDBSave(&row);
     Report(saved, "adding " + path + " to the library");
+    file.Keep();
     std::array<char, 16> id{};
     Report(VARNPlaylistIDGet(path.c_str(), collection.uid, id.data(), id.size()),
            "finding " + path + " in the library");
@@ -295,8 +350,8 @@ void RenameRow(const Collection &collection, const Playlist &playlist, const Pla
     VARN_MEDIA_INFO row = {};
     row.id = static_cast<uint32_t>(std::stoul(playlist.id));
     SetPath(renamed.path, row);
-    renamed.title.copy(row.title, sizeof row.title - 1);
-    renamed.album.copy(row.album, sizeof row.album - 1);
+    CopyCut(renamed.title, row.title);
+    CopyCut(renamed.album, row.album);
     const int updated =
         VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, playlist.path.c_str());
     if (updated != 0) {

@@ -17,6 +17,7 @@
 #include "as_root.h"
 #include "failure.h"
 #include "list.h"
+#include "text.h"
 #include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/host.h"
@@ -207,14 +208,15 @@ std::string KeyOf(const Collection &collection, const Playlist &playlist) {
 }
 
 void CheckName(const std::string &name) {
-    const bool good = !name.empty() && name.size() <= kLongestName && name.front() != '.' &&
-                      !IsNumber(name) && std::none_of(name.begin(), name.end(), [](char c) {
+    const bool good = IsUtf8(name) && !name.empty() && name.size() <= kLongestName &&
+                      name.front() != '.' && !IsNumber(name) &&
+                      std::none_of(name.begin(), name.end(), [](char c) {
                           return c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7F';
                       });
     if (!good) {
         throw Failure(Reason::kBad,
-                      "a playlist's name has no slash and no control character, does not begin "
-                      "with a dot, is not a number alone and is not longer than 240 bytes");
+                      "a playlist's name is UTF-8, has no slash and no control character, does not "
+                      "begin with a dot, is not a number alone and is not longer than 240 bytes");
     }
 }
 

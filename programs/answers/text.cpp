@@ -35,4 +35,15 @@ std::string ValidUtf8(std::string_view text) {
     return valid;
 }
 
+bool IsUtf8(std::string_view text) {
+    while (!text.empty()) {
+        const std::size_t length = CharacterLength(text);
+        if (length == 0) {
+            return false;
+        }
+        text.remove_prefix(length);
+    }
+    return true;
+}
+
 }  // namespace tonvale_answers

@@ -163,6 +163,62 @@ TEST_F(PlaylistParser, CodePages) {
               Texts{"lists/Кино/Звезда.mp3"});
 }
 
+// Several programs may have written one list: a line that is not UTF-8 says nothing of the others.
+TEST_F(PlaylistParser, ABadLineLeavesTheOthersAlone) {
+    const std::string ownWpl =
+        "<?wpl version=\"1.0\"?>\r\n<smil>\r\n<head></head>\r\n<body>\r\n<seq>\r\n";
+    const auto media = [](const std::string &path) { return "<media src=\"" + path + "\"/>\r\n"; };
+    const std::string latin1 = "Caf\xE9.mp3";
+    struct Case {
+        const char *what;
+        std::string name;
+        std::string text;
+        Texts entries;
+    };
+    const std::vector<Case> cases = {
+        {"one of Latin-1",
+         "l.m3u",
+         "Dvořák.mp3\r\n" + latin1 + "\r\n日本.mp3\r\n",
+         {"lists/Dvořák.mp3", "lists/Café.mp3", "lists/日本.mp3"}},
+        {"more bad ones than good ones",
+         "l.m3u",
+         latin1 + "\n\xE9t\xE9.mp3\r\xE0.mp3\rDvořák.mp3",
+         {"lists/Café.mp3", "lists/été.mp3", "lists/à.mp3", "lists/Dvořák.mp3"}},
+        {"a tag cut inside a character",
+         "l.m3u",
+         "#EXTINF:1,Dvo\xC5\nDvořák.mp3\n",
+         {"lists/Dvořák.mp3"}},
+        {"pls",
+         "l.pls",
+         "File1=Dvořák.mp3\nFile2=" + latin1 + "\n",
+         {"lists/Dvořák.mp3", "lists/Café.mp3"}},
+        {"m3u8 has no code page",
+         "l.m3u8",
+         "Dvořák.mp3\n" + latin1,
+         {"lists/Dvořák.mp3", "lists/Caf\uFFFD.mp3"}},
+        {"nor has a list of this system's",
+         "l.wpl",
+         ownWpl + media("Dvořák.mp3") + media(latin1),
+         {"lists/Dvořák.mp3", "lists/Caf\uFFFD.mp3"}},
+        {"a wpl of another program's has",
+         "l.wpl",
+         media("Dvořák.mp3") + media(latin1),
+         {"lists/Dvořák.mp3", "lists/Café.mp3"}},
+    };
+    for (const Case &file : cases) {
+        EXPECT_EQ(Entries(file.text, file.name), file.entries) << file.what;
+    }
+}
+
+TEST_F(PlaylistParser, TooManyEntriesAreAnError) {
+    std::string text;
+    for (int i = 0; i <= 4000000; ++i) {
+        text += "File=x\n";
+    }
+    EXPECT_TRUE(Entries(text, "l.pls").empty());
+    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_SYSTEM);
+}
+
 // An entry is what it says, unless only something like it is there.
 TEST_F(PlaylistParser, WhatIsThereDecides) {
     for (const char *name :

@@ -13,8 +13,10 @@
 extern "C" {
 
 // Reads the entries of a playlist (m3u, m3u8, pls or wpl by its extension, in any case) as it is
-// written by whatever program, in any encoding that varn::ToUtf8 (varn/text.h) knows. A playlist
-// that this process may not read is read as root where the process may become root.
+// written by whatever program, in any encoding that varn::ToUtf8 (varn/text.h) knows. Without a
+// mark only those lines that are not UTF-8 are in a code page; in an m3u8, and in a wpl that this
+// system wrote, U+FFFD stands for what is not UTF-8. A playlist that this process may not read is
+// read as root where the process may become root.
 //   candidates  out: the entries in the file's order (of a pls in the order of their numbers), each
 //               an absolute path or the URL of a remote one; released with VLIBCSzListFree
 //   remote      out: the remote entries (http, https) in ascending order, with their position among
@@ -29,7 +31,8 @@ extern "C" {
 // m3u a line that begins with "#" is an entry only when a file of that name is there.
 //
 // The number of entries, or -1 with both outputs null and the error state set: a file that is
-// missing, not a regular one, larger than 256 MiB or not to be read, an unknown extension.
+// missing, not a regular one, larger than 256 MiB or not to be read, one of more than 4,000,000
+// entries (errno is EFBIG), an unknown extension.
 VARN_EXPORT int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
                                                 PLAYLIST_REC **remote);
 
