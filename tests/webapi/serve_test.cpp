@@ -104,6 +104,53 @@ TEST_F(Served, SendsFilesWithRanges) {
     EXPECT_EQ(Stream("").Status(), 404);
 }
 
+TEST_F(Served, PlaysLinksToTheOwnersMusicOnly) {
+    const fs::path music = scratch() / "music";
+    const fs::path home = root() / "volume1/homes/alice/music";
+    const fs::path other = root() / "volume1/homes/bob/music/song.flac";
+    fs::create_directory(music);
+    fs::create_directory_symlink(music, scratch() / "linked");
+    WriteFile(varn::path::kIndexFolders,
+              (scratch() / "linked").string() + "\n" + (root() / "volume1").string() + "\n");
+    const fs::path outside = AddSong();
+    for (const fs::path &copy : {music / "real.flac", home / "real.flac", other}) {
+        fs::copy(outside, copy);
+    }
+    const fs::path shared = scratch() / "linked/song.flac";
+    const fs::path own = home / "song.flac";
+    Query("DELETE FROM track;" + InsertSql({.id = 1, .path = shared}) +
+          InsertSql({.id = 2, .userid = kAlice, .path = own}) +
+          "UPDATE track SET duration = 10, frequency = 44100, bitrate = 900000");
+    Serve();
+    struct Case {
+        fs::path target;
+        int forShared, forOwn;  // status
+    };
+    for (const Case &link : {Case{music / "real.flac", 200, 200},
+                             {home / "real.flac", 404, 200},
+                             {other, 404, 404},
+                             {outside, 404, 404},
+                             {music, 404, 404},
+                             {"/nowhere", 404, 404}}) {
+        for (const fs::path &path : {shared, own}) {
+            fs::remove(path);
+            fs::create_symlink(link.target, path);
+        }
+        for (const char *rest : {"", "&format=wav", "&position=1"}) {
+            EXPECT_EQ(Stream(rest).Status(), link.forShared) << link.target << rest;
+            EXPECT_EQ(Get(Path("Stream", std::string("stream&id=music_2") + rest)).Status(),
+                      link.forOwn)
+                << link.target << rest;
+        }
+    }
+    // A user's music that is a link: nothing behind it is his.
+    fs::remove_all(home);
+    fs::create_directory(scratch() / "private");
+    fs::copy(outside, scratch() / "private/song.flac");
+    fs::create_directory_symlink(scratch() / "private", home);
+    EXPECT_EQ(Get(Path("Stream", "stream&id=music_2")).Status(), 404);
+}
+
 TEST_F(Served, TranscodesWithRanges) {
     AddSong();
     Serve();
