@@ -250,6 +250,39 @@ TEST_F(Served, StopsWithAllThatItStarted) {
     EXPECT_TRUE(varn::host::CheckSchema());
 }
 
+TEST_F(Served, LeavesNoDatabaseBehindWhenEndedWhileItStarts) {
+    ASSERT_TRUE(varn::host::StopCluster());
+    server_ = std::make_unique<Command>(
+        std::vector<std::string>{"serve", "--port", std::to_string(port_)});
+    const fs::path running = At(varn::path::kClusterData) / "postmaster.pid";
+    for (int tries = 0; tries < 5000 && !fs::exists(running); ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(Stop().status, 0);
+    EXPECT_FALSE(fs::exists(running));
+    ASSERT_TRUE(varn::host::StartCluster(nullptr));
+}
+
+TEST_F(Served, EndsBesideChildrenThatAreNotItsOwn) {
+    // A program that a shell has started and then become: it finds a child that it never made.
+    const std::string script = "sleep 60 & echo $! >'" + PidFile().string() + "'; exec '" +
+                               TONVALE_PROGRAM_DIR "/tonvale' serve --port " +
+                               std::to_string(port_) + " >'" + (scratch() / "out").string() + "'";
+    pid_t pid = -1;
+    char shell[] = "/bin/sh";
+    char option[] = "-c";
+    std::string text = script;
+    char *arguments[] = {shell, option, text.data(), nullptr};
+    ASSERT_EQ(posix_spawn(&pid, shell, nullptr, nullptr, arguments, environ), 0);
+    const auto isServing = [] { return Contains(ReadFile(scratch() / "out"), "Serving"); };
+    EXPECT_TRUE(Soon(isServing) || Soon(isServing) || Soon(isServing));
+    kill(pid, SIGTERM);
+    int status = -1;
+    EXPECT_TRUE(Soon([&] { return waitpid(pid, &status, WNOHANG) == pid; }));
+    EXPECT_EQ(status, 0);
+    kill(std::stoi(ReadFile(PidFile())), SIGKILL);
+}
+
 TEST_F(Served, StartsAndStopsTheDatabaseWhereItIsDown) {
     ASSERT_TRUE(varn::host::StopCluster());
     Serve();
