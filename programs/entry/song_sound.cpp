@@ -1,11 +1,10 @@
 #include "song_sound.h"
 
 #include <strings.h>
-#include <sys/stat.h>
 
-#include <cerrno>
 #include <string_view>
 
+#include "song_file.h"
 #include "tonvale/streaming.h"
 #include "tonvale/webapi.h"
 
@@ -42,12 +41,6 @@ std::string Escaped(std::string_view path) {
     return escaped;
 }
 
-// True when there is such a file, as far as this account can tell.
-bool IsThere(const char *path) {
-    struct stat info {};
-    return stat(path, &info) == 0 ? S_ISREG(info.st_mode) : errno == EACCES;
-}
-
 // The web server sends the file, ranges and all.
 bool SendFile(const char *path) {
     std::printf("Status: 200 OK\r\nContent-Type: %s\r\nX-Sendfile: %s\r\n\r\n", MediaTypeOf(path),
@@ -73,10 +66,11 @@ Sound SongAction::AskedSound() const {
             Asked().Number("bitrate", 0, kLeastBitRate, kMostBitRate)};
 }
 
-bool SongAction::SendSong(const VARN_MEDIA_INFO &song, const Sound &sound) {
-    if (!IsThere(song.path)) {
-        throw Refusal{Code::kNoSuchItem};
-    }
+bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
+    VARN_MEDIA_INFO song = asked;
+    const std::string path = RealSongFile(asked);
+    path.copy(song.path, path.size());
+    song.path[path.size()] = '\0';
     if (sound.format != "raw") {
         return SendEncoded(sound.format == "mp3" ? "audio/mpeg" : "audio/x-wav", [&] {
             return VARNAudioTranscodeSong(&song, sound.format.c_str(), sound.position,

@@ -48,8 +48,8 @@ class SongAction : public EncodedAction {
   protected:
     // Throws a Refusal for parameters that are not what they should be.
     Sound AskedSound() const;
-    // Throws a Refusal when the song's file is not there.
-    bool SendSong(const VARN_MEDIA_INFO &song, const Sound &sound);
+    // Throws a Refusal when the song's file is not there, or lies where it may not.
+    bool SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound);
 };
 
 // The media type of a song's file, by its extension; kUnknownMedia for one that browsers do not

@@ -58,14 +58,21 @@ Outcome CheckWeb() {
 }
 
 int Serve(const WebOptions &options) {
+    WebServer::HoldSignals();
     for (const auto check : {CheckRoot, CheckWeb}) {
         if (const Outcome done = check(); !done) {
             return Failed(done);
         }
     }
+    if (WebServer::IsAskedToEnd()) {
+        return kDone;
+    }
     ServedDatabase database;
     if (const Outcome done = database.Start(); !done) {
         return Failed(done);
+    }
+    if (WebServer::IsAskedToEnd()) {
+        return kDone;
     }
     WebServer server;
     if (const Outcome done = server.Start(options); !done) {

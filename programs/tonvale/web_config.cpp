@@ -3,8 +3,10 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <fstream>
 #include <string_view>
+#include <system_error>
 
 #include "varn/systempath.h"
 
@@ -33,6 +35,14 @@ std::string Place(std::string_view fixedPath) {
     return Quoted(SystemPath(fixedPath));
 }
 
+// The same with links resolved, where it is there.
+std::string RealPlace(std::string_view fixedPath) {
+    std::error_code error;
+    const std::string path = SystemPath(fixedPath);
+    const std::filesystem::path real = std::filesystem::canonical(path, error);
+    return Quoted(error ? path : real.native());
+}
+
 std::string Log(std::string_view name) {
     return Quoted(SystemPath(varn::path::kLogDir) + "/" + std::string(name));
 }
@@ -56,11 +66,21 @@ std::string Address(const WebOptions &options) {
 }
 
 std::string Places() {
-    return "server.document-root = " + Place(varn::path::kWebRoot) + "\nserver.upload-dirs = ( " +
-           Place(varn::path::kWebTemporary) + " )\nserver.errorlog = " + Log("web-error.log") +
+    return "server.document-root = " + RealPlace(varn::path::kWebRoot) +
+           "\nserver.upload-dirs = ( " + Place(varn::path::kWebTemporary) +
+           " )\nserver.errorlog = " + Log("web-error.log") +
            "\nserver.breakagelog = " + Log("web-handlers.log") +
            "\naccesslog.filename = " + Log("web-access.log") +
            "\nauth.backend.htpasswd.userfile = " + Place(varn::path::kLogins) + "\n";
+}
+
+// No file is sent through a link, which somebody may have put in a song's place a moment ago; the
+// handler, which is a link to the program, is named by where it really is.
+std::string Handler() {
+    const std::string program = RealPlace(varn::path::kWebApi);
+    return "server.follow-symlink = \"disable\"\ncgi.assign = ( " + program +
+           " => \"\" )\n$HTTP[\"url\"] =~ \"^/webapi/entry\\.cgi(/|$)\" {\n" +
+           "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n}\n";
 }
 
 // A client that closes its side has left: its handler is ended, even one that waits for an encoder
@@ -73,8 +93,8 @@ std::string Places() {
 // checked once in ten minutes, because checking one is slow on purpose.
 // clang-format off: it would set the text, too
 constexpr std::string_view kFixed = R"conf(server.modules = (
-    "mod_extforward", "mod_rewrite", "mod_setenv", "mod_auth", "mod_authn_file", "mod_cgi",
-    "mod_accesslog"
+    "mod_extforward", "mod_rewrite", "mod_alias", "mod_setenv", "mod_auth", "mod_authn_file",
+    "mod_cgi", "mod_accesslog"
 )
 server.tag = "Tonvale"
 server.max-request-size = 1024
@@ -83,7 +103,6 @@ server.max-keep-alive-idle = 15
 server.stream-response-body = 2
 server.feature-flags = ( "server.h2proto" => "disable" )
 accesslog.format = "%h %u %t \"%m %U\" %s %b"
-cgi.assign = ( "/webapi/entry.cgi" => "" )
 cgi.x-sendfile = "enable"
 cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
 static-file.exclude-extensions = ( ".cgi" )
@@ -143,7 +162,7 @@ Outcome WriteWebConfig(const WebOptions &options) {
     const std::string path = SystemPath(varn::path::kWebConf);
     std::ofstream file(path, std::ios::trunc);
     file << "# Written by 'tonvale serve' each time it starts.\n"
-         << kFixed << Address(options) << Places() << Environment();
+         << kFixed << Address(options) << Places() << Handler() << Environment();
     file.close();
     if (!file) {
         return Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));

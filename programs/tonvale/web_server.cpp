@@ -7,11 +7,13 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <chrono>
 #include <csignal>
 #include <cstring>
 #include <ctime>
+#include <iterator>
 #include <memory>
 #include <thread>
 
@@ -25,13 +27,17 @@ using varn::host::Outcome;
 
 constexpr char kServer[] = "/usr/sbin/lighttpd";
 constexpr std::chrono::seconds kPatience{20};
+constexpr std::chrono::seconds kPatienceWithHandlers{3};
 constexpr std::chrono::milliseconds kPollInterval{20};
+
+constexpr int kEndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
 // The signals that are waited for, and held back the rest of the time.
 sigset_t WatchedSignals() {
     sigset_t signals;
     sigemptyset(&signals);
-    for (const int number : {SIGTERM, SIGINT, SIGHUP, SIGCHLD}) {
+    sigaddset(&signals, SIGCHLD);
+    for (const int number : kEndingSignals) {
         sigaddset(&signals, number);
     }
     return signals;
@@ -99,6 +105,18 @@ class Address {
 
 }  // namespace
 
+void WebServer::HoldSignals() {
+    const sigset_t signals = WatchedSignals();
+    sigprocmask(SIG_BLOCK, &signals, nullptr);
+}
+
+bool WebServer::IsAskedToEnd() {
+    sigset_t pending;
+    return sigpending(&pending) == 0 &&
+           std::any_of(std::begin(kEndingSignals), std::end(kEndingSignals),
+                       [&](int number) { return sigismember(&pending, number) == 1; });
+}
+
 Outcome WebServer::Start(const WebOptions &options) {
     const Address address(options);
     if (Outcome done = address.Check(); !done) {
@@ -111,8 +129,7 @@ Outcome WebServer::Start(const WebOptions &options) {
     if (Outcome done = WriteWebConfig(options); !done) {
         return done;
     }
-    const sigset_t signals = WatchedSignals();
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+    HoldSignals();
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const std::string conf = SystemPath(varn::path::kWebConf);
     const pid_t parent = getpid();
@@ -149,9 +166,21 @@ bool WebServer::WaitForEnd() {
     const sigset_t signals = WatchedSignals();
     while (Reap()) {
         const int number = sigwaitinfo(&signals, nullptr);
-        if (number == SIGTERM || number == SIGINT || number == SIGHUP) {
+        if (number > 0 && number != SIGCHLD) {
             return true;
         }
+    }
+    return false;
+}
+
+bool WebServer::WaitForGroup(pid_t group) {
+    const auto deadline = std::chrono::steady_clock::now() + kPatienceWithHandlers;
+    while (std::chrono::steady_clock::now() < deadline) {
+        Reap();
+        if (kill(-group, 0) != 0 && errno == ESRCH) {
+            return true;
+        }
+        std::this_thread::sleep_for(kPollInterval);
     }
     return false;
 }
@@ -168,7 +197,9 @@ void WebServer::Stop() {
     }
     // The handlers, whose encoders end with them; and a server that does not listen.
     kill(-group, pid_ > 0 ? SIGKILL : SIGTERM);
-    while (waitpid(-1, nullptr, 0) > 0 || errno == EINTR) {
+    if (!WaitForGroup(group)) {
+        kill(-group, SIGKILL);
+        WaitForGroup(group);
     }
     pid_ = -1;
 }

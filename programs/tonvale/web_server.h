@@ -17,6 +17,13 @@ class WebServer {
     WebServer(const WebServer &) = delete;
     WebServer &operator=(const WebServer &) = delete;
 
+    // Holds the signals back that end the server, from here on, so that none of them ends this
+    // process between two steps of its start.
+    static void HoldSignals();
+
+    // True when such a signal has come meanwhile.
+    static bool IsAskedToEnd();
+
     // Starts it and waits until it takes connections.
     varn::host::Outcome Start(const WebOptions &options);
 
@@ -29,6 +36,10 @@ class WebServer {
   private:
     // Reaps whatever has ended. False when the server was among it.
     bool Reap();
+
+    // Waits until nobody of the server's process group is left; other children, as a process with
+    // the id 1 has, are no matter. False when somebody stays.
+    bool WaitForGroup(pid_t group);
 
     pid_t pid_ = -1;
 };

@@ -111,6 +111,53 @@ TEST_F(ServedSound, SendsFilesWithRanges) {
     EXPECT_EQ(Stream("").Status(), 404);
 }
 
+TEST_F(ServedSound, PlaysLinksToTheOwnersMusicOnly) {
+    const fs::path music = scratch() / "music";
+    const fs::path home = root() / "volume1/homes/alice/music";
+    const fs::path other = root() / "volume1/homes/bob/music/song.flac";
+    fs::create_directory(music);
+    fs::create_directory_symlink(music, scratch() / "linked");
+    WriteFile(varn::path::kIndexFolders,
+              (scratch() / "linked").string() + "\n" + (root() / "volume1").string() + "\n");
+    const fs::path outside = AddSong();
+    for (const fs::path &copy : {music / "real.flac", home / "real.flac", other}) {
+        fs::copy(outside, copy);
+    }
+    const fs::path shared = scratch() / "linked/song.flac";
+    const fs::path own = home / "song.flac";
+    Query("DELETE FROM track;" + InsertSql({.id = 1, .path = shared}) +
+          InsertSql({.id = 2, .userid = kAlice, .path = own}) +
+          "UPDATE track SET duration = 10, frequency = 44100, bitrate = 900000");
+    Serve();
+    struct Case {
+        fs::path target;
+        int forShared, forOwn;  // status
+    };
+    for (const Case &link : {Case{music / "real.flac", 200, 200},
+                             {home / "real.flac", 404, 200},
+                             {other, 404, 404},
+                             {outside, 404, 404},
+                             {music, 404, 404},
+                             {"/nowhere", 404, 404}}) {
+        for (const fs::path &path : {shared, own}) {
+            fs::remove(path);
+            fs::create_symlink(link.target, path);
+        }
+        for (const char *rest : {"", "&format=wav", "&position=1"}) {
+            EXPECT_EQ(Stream(rest).Status(), link.forShared) << link.target << rest;
+            EXPECT_EQ(Get(Path("Stream", std::string("stream&id=music_2") + rest)).Status(),
+                      link.forOwn)
+                << link.target << rest;
+        }
+    }
+    // A user's music that is a link: nothing behind it is his.
+    fs::remove_all(home);
+    fs::create_directory(scratch() / "private");
+    fs::copy(outside, scratch() / "private/song.flac");
+    fs::create_directory_symlink(scratch() / "private", home);
+    EXPECT_EQ(Get(Path("Stream", "stream&id=music_2")).Status(), 404);
+}
+
 TEST_F(ServedSound, TranscodesWithRanges) {
     AddSong();
     Serve();
@@ -195,6 +242,39 @@ TEST_F(Served, StopsWithAllThatItStarted) {
     close(fd);
     // It did not start the database, and left it running.
     EXPECT_TRUE(varn::host::CheckSchema());
+}
+
+TEST_F(Served, LeavesNoDatabaseBehindWhenEndedWhileItStarts) {
+    ASSERT_TRUE(varn::host::StopCluster());
+    server_ = std::make_unique<Command>(
+        std::vector<std::string>{"serve", "--port", std::to_string(port_)});
+    const fs::path running = At(varn::path::kClusterData) / "postmaster.pid";
+    for (int tries = 0; tries < 5000 && !fs::exists(running); ++tries) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    EXPECT_EQ(Stop().status, 0);
+    EXPECT_FALSE(fs::exists(running));
+    ASSERT_TRUE(varn::host::StartCluster(nullptr));
+}
+
+TEST_F(Served, EndsBesideChildrenThatAreNotItsOwn) {
+    // A program that a shell has started and then become: it finds a child that it never made.
+    const std::string script = "sleep 60 & echo $! >'" + PidFile().string() + "'; exec '" +
+                               TONVALE_PROGRAM_DIR "/tonvale' serve --port " +
+                               std::to_string(port_) + " >'" + (scratch() / "out").string() + "'";
+    pid_t pid = -1;
+    char shell[] = "/bin/sh";
+    char option[] = "-c";
+    std::string text = script;
+    char *arguments[] = {shell, option, text.data(), nullptr};
+    ASSERT_EQ(posix_spawn(&pid, shell, nullptr, nullptr, arguments, environ), 0);
+    const auto isServing = [] { return Contains(ReadFile(scratch() / "out"), "Serving"); };
+    EXPECT_TRUE(Soon(isServing) || Soon(isServing) || Soon(isServing));
+    kill(pid, SIGTERM);
+    int status = -1;
+    EXPECT_TRUE(Soon([&] { return waitpid(pid, &status, WNOHANG) == pid; }));
+    EXPECT_EQ(status, 0);
+    kill(std::stoi(ReadFile(PidFile())), SIGKILL);
 }
 
 TEST_F(Served, StartsAndStopsTheDatabaseWhereItIsDown) {

@@ -50,6 +50,7 @@ class Served : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();
+        WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
         const auto scratch = std::make_unique<crypt_data>();
         const char *hash = crypt_rn("pass word", "$6$salt", scratch.get(), sizeof *scratch);
         ASSERT_NE(hash, nullptr);
