@@ -101,9 +101,9 @@ bool IsPublic(const char *text) {
 using RemoteUrl = tonvale_test::SystemTest;
 
 TEST_F(RemoteUrl, LeadsToThePublicInternetOnly) {
-    for (const char *address :
-         {"1.1.1.1", "8.8.8.8", "172.15.0.1", "172.32.0.1", "192.167.1.1", "100.63.0.1",
-          "100.128.0.1", "223.255.255.255", "2606:4700::1111", "::ffff:8.8.8.8", "2001:200::1"}) {
+    for (const char *address : {"1.1.1.1", "8.8.8.8", "172.15.0.1", "172.32.0.1", "192.167.1.1",
+                                "100.63.0.1", "100.128.0.1", "223.255.255.255", "2606:4700::1111",
+                                "::ffff:8.8.8.8", "2001:200::1", "3fff:1000::1"}) {
         EXPECT_TRUE(IsPublic(address)) << address;
     }
     for (const char *address : {"0.0.0.0",
@@ -134,6 +134,7 @@ TEST_F(RemoteUrl, LeadsToThePublicInternetOnly) {
                                 "64:ff9b::7f00:1",
                                 "2002:7f00:1::",
                                 "2001:db8::1",
+                                "3fff:fff::1",
                                 "2001::1",
                                 "::127.0.0.1"}) {
         EXPECT_FALSE(IsPublic(address)) << address;
@@ -213,6 +214,20 @@ TEST_F(Cgi, RefusesWhatItDoesNotKnow) {
     };
     for (const auto &[query, code] : cases) {
         EXPECT_EQ(GetCgi(query), Refused(code)) << query;
+    }
+    // Media answers are refused with an HTTP status.
+    for (const char *media : {"Stream&method=stream", "Stream&method=remote", "Cover&method=get",
+                              "Sharing.Page&method=stream"}) {
+        EXPECT_EQ(GetCgi(std::string("version=1&api=VARN.Tonvale.") + media + "&x=%ff"),
+                  "Status: 400 Bad Request\r\n" + Refused(400))
+            << media;
+    }
+    for (const char *media : {"Stream&method=stream&id=music_1", "Cover&method=get&id=music_1"}) {
+        EXPECT_EQ(RunCgi({{"REQUEST_METHOD", "GET"},
+                          {"QUERY_STRING", std::string("version=1&api=VARN.Tonvale.") + media},
+                          {"REMOTE_USER", ""}}),
+                  "Status: 403 Forbidden\r\n" + Refused(403))
+            << media;
     }
     EXPECT_EQ(RunCgi({{"REQUEST_METHOD", "PUT"}, {"REMOTE_USER", "alice"}}), Refused(405));
     EXPECT_EQ(RunCgi({}), Refused(405));
