@@ -315,6 +315,7 @@ TEST_F(Cgi, ListsSongsInPages) {
 }
 
 TEST_F(Cgi, HandsFilesToTheWebServer) {
+    WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
     const std::filesystem::path file = scratch() / "O'B 100% #1?\xC3\xA9.FLAC";
     std::ofstream(file) << "sound";
     Query(InsertSql({.id = 1, .path = file}) + InsertSql({.id = 2, .path = "/gone\r\nX: y/a.mp3"}) +
