@@ -22,7 +22,7 @@ namespace {
 
 constexpr std::size_t kDiscardBlock = 262144;
 constexpr std::size_t kMostMoved = 1 << 20;
-constexpr int kPipeSize = 1 << 20;
+constexpr int kPipeSize = 1 << 18;
 constexpr ssize_t kLargePiece = 64 * 1024;
 constexpr std::chrono::milliseconds kMoment{1};
 
@@ -46,8 +46,9 @@ std::vector<char *> ArgumentVector(const std::string &program, const Arguments &
     return vector;
 }
 
-// Makes room in a pipe, so that the programs at its ends take turns less often. Anything else stays
-// as it is, and so does a pipe whose owner has used his share of the system's.
+// Makes room in a pipe, so that the programs at its ends take turns less often; a quarter of what an
+// account without rights may have for one, because all of its streams share what it may have for all
+// of them. Anything else stays as it is, and so does a pipe whose owner has used his share.
 void Widen(int pipe) {
     const int errnoBefore = errno;
     if (fcntl(pipe, F_GETPIPE_SZ) < kPipeSize) {

@@ -221,8 +221,7 @@ Outcome MakeFolders(const std::string &root) {
     for (const std::string_view fixed :
          {std::string_view("/etc.defaults"), std::string_view("/usr/bin"), path::kAppPrivileges,
           std::string_view("/usr/varn/etc.defaults"), std::string_view("/usr/varn/bin"),
-          std::string_view("/var/services"),
-          std::string_view("/var/packages/Tonvale/target/etc"),
+          std::string_view("/var/services"), std::string_view("/var/packages/Tonvale/target/etc"),
           std::string_view("/var/packages/Tonvale/target/bin"),
           std::string_view("/var/packages/Tonvale/target/www/webapi")}) {
         if (Outcome done = MakeFolder(SystemPath(fixed)); !done) {
@@ -294,6 +293,10 @@ Outcome LinkPrograms(const std::string &programDir) {
 }
 
 }  // namespace
+
+Outcome PrepareEncoderSlots() {
+    return MakeFolder(SystemPath(path::kEncoderSlots), PackageOwner());
+}
 
 Outcome PrepareRoot(const std::string &programDir) {
     const std::string &root = SystemRoot();

@@ -9,6 +9,7 @@
 #include "tonvale/settings.h"
 #include "varn/account.h"
 #include "varn/host.h"
+#include "varn/packageconf.h"
 #include "varn/systempath.h"
 
 namespace tonvale_answers {
@@ -202,6 +203,12 @@ void CheckPreference(const std::string &name, const std::string &value) {
             throw Failure(Reason::kBad, name + " is set to " + known.values.front() + " or " +
                                             known.values.back());
         }
+        if (name == kSwitches[0].name && !VARNAudioDefaultConfCheck(kSwitches[0].name, kYes, 0)) {
+            throw Failure(Reason::kFailed,
+                          name +
+                              " cannot be set: the package does not offer transcoding "
+                              "(docs/system.md)");
+        }
         return;
     }
     throw Failure(Reason::kBad, "there is no preference '" + name + "'");
@@ -210,12 +217,8 @@ void CheckPreference(const std::string &name, const std::string &value) {
 void SetPreference(uid_t uid, const std::string &name, const std::string &value) {
     CheckPreference(name, value);
     if (!Store(uid, name, value)) {
-        throw Failure(Reason::kFailed,
-                      "the preference was not set: see that " + UsersFile() +
-                          " is there and can be written" +
-                          (name == kSwitches[0].name
-                               ? ", and that the package offers transcoding (docs/system.md)"
-                               : ""));
+        throw Failure(Reason::kFailed, "the preference was not set: see that " + UsersFile() +
+                                           " is there and can be written");
     }
 }
 

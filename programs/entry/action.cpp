@@ -60,6 +60,36 @@ const char *StatusOf(Code code) {
     }
 }
 
+bool RefuseMedia(ActionHandler &handler, Code code) {
+    const std::string header =
+        std::string(StatusOf(code)) + "Content-Type: application/json; charset=utf-8";
+    return handler.PrintResponse(RefusalReply(handler, code), header.c_str());
+}
+
+const Api *FindApi(std::string_view name) {
+    const auto found = std::find_if(Apis().begin(), Apis().end(),
+                                    [&](const Api *known) { return known->name == name; });
+    return found != Apis().end() ? *found : nullptr;
+}
+
+const Method *FindMethod(const Api &api, std::string_view name) {
+    const auto found = std::find_if(api.methods.begin(), api.methods.end(),
+                                    [&](const Method &known) { return known.name == name; });
+    return found != api.methods.end() ? &*found : nullptr;
+}
+
+// The first value of a parameter, as it stands in a query.
+std::string_view RawValue(std::string_view query, std::string_view name) {
+    while (!query.empty()) {
+        const std::string_view pair = query.substr(0, query.find('&'));
+        if (pair.size() > name.size() && pair.starts_with(name) && pair[name.size()] == '=') {
+            return pair.substr(name.size() + 1);
+        }
+        query.remove_prefix(std::min(pair.size() + 1, query.size()));
+    }
+    return {};
+}
+
 // Does the work; a refusal, and a failure of the shared answers as the refusal that it is, goes to
 // `refused`.
 template <typename Work, typename Refused>
@@ -137,43 +167,44 @@ bool ListAction::Process() {
 }
 
 bool MediaAction::Process() {
-    return Try([&] { return Send(); },
-               [&](Code code) {
-                   const std::string header = std::string(StatusOf(code)) +
-                                              "Content-Type: application/json; charset=utf-8";
-                   return PrintResponse(RefusalReply(*this, code), header.c_str());
-               });
+    return Try([&] { return Send(); }, [&](Code code) { return RefuseMedia(*this, code); });
 }
 
 bool RefusedAction::Process() {
-    return PrintResponse(RefusalReply(*this, code_), nullptr);
+    return isMedia_ ? RefuseMedia(*this, code_)
+                    : PrintResponse(RefusalReply(*this, code_), nullptr);
 }
 
 std::unique_ptr<ActionHandler> FindAction(const Request &request) {
-    const auto refused = [](Code code) { return std::make_unique<RefusedAction>(code); };
-    const std::string name = request.Text("api");
-    const auto api = std::find_if(Apis().begin(), Apis().end(),
-                                  [&](const Api *known) { return known->name == name; });
-    if (api == Apis().end()) {
+    const Api *const api = FindApi(request.Text("api"));
+    const Method *const method =
+        api != nullptr ? FindMethod(*api, request.Text("method")) : nullptr;
+    const auto refused = [&](Code code) {
+        return std::make_unique<RefusedAction>(code, method != nullptr && method->isMedia);
+    };
+    if (api == nullptr) {
         return refused(Code::kNoSuchApi);
     }
-    if (!(*api)->isPublic && request.Rights() == 0) {
+    if (!api->isPublic && request.Rights() == 0) {
         return refused(Code::kNotPermitted);
     }
-    const std::string wanted = request.Text("method");
-    const auto &methods = (*api)->methods;
-    const auto method = std::find_if(methods.begin(), methods.end(),
-                                     [&](const Method &known) { return known.name == wanted; });
-    if (method == methods.end() || request.Text("version") != std::to_string(kVersion)) {
-        return refused(Code::kNoSuchMethod);
+    if (method == nullptr || request.Text("version") != std::to_string(kVersion)) {
+        return std::make_unique<RefusedAction>(Code::kNoSuchMethod);
     }
     if (method->changes && request.WantsHeaderOnly()) {
         return refused(Code::kNoSuchMethod);
     }
-    if (method->changes && request.IsFromElsewhere()) {
+    if ((method->changes || method->asksElsewhere) && request.IsFromElsewhere()) {
         return refused(Code::kNotPermitted);
     }
     return method->make(request);
+}
+
+RefusedAction RefuseUnread(std::string_view query, Code code) {
+    const Api *const api = FindApi(RawValue(query, "api"));
+    const Method *const method =
+        api != nullptr ? FindMethod(*api, RawValue(query, "method")) : nullptr;
+    return RefusedAction(code, code != Code::kNoSuchMethod && method != nullptr && method->isMedia);
 }
 
 }  // namespace tonvale_entry

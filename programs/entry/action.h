@@ -66,18 +66,22 @@ class MediaAction : public ActionHandler {
 // The answer to a request that no action was found for.
 class RefusedAction : public ActionHandler {
   public:
-    explicit RefusedAction(Code code) : code_(code) {}
+    // `isMedia`: what was asked for is a media answer, so that its refusal has an HTTP status.
+    explicit RefusedAction(Code code, bool isMedia = false) : code_(code), isMedia_(isMedia) {}
     bool Process() override;
 
   private:
     Code code_;
+    bool isMedia_;
 };
 
 // A method of an API, of version 1 as long as there is only one.
 struct Method {
     std::string_view name;
     std::unique_ptr<ActionHandler> (*make)(const Request &request);
-    bool changes = false;  // something: never for a HEAD, nor for a page of another site
+    bool changes = false;        // something: never for a HEAD, nor for a page of another site
+    bool asksElsewhere = false;  // has this machine ask others: not for a page of another site
+    bool isMedia = false;        // answers with an HTTP answer of its own
 };
 
 template <typename Made>
@@ -94,6 +98,9 @@ struct Api {
 
 // The action of a request; a RefusedAction when there is none, or nobody may ask for it.
 std::unique_ptr<ActionHandler> FindAction(const Request &request);
+
+// The answer to a request that cannot be read, with this query.
+RefusedAction RefuseUnread(std::string_view query, Code code);
 
 extern const Api kAlbumApi;
 extern const Api kArtistApi;

@@ -53,6 +53,9 @@ class Get : public MediaAction {
   private:
     bool SendRemote(const std::string &url) const {
         Asked().Require(RIGHT_STREAMING);
+        if (Asked().IsFromElsewhere()) {
+            throw Refusal{Code::kNotPermitted};
+        }
         if (!Asked().Text("id").empty() || !Asked().Text("album").empty() || !IsPermittedUrl(url)) {
             throw Refusal{Code::kBadParameter};
         }
@@ -143,7 +146,7 @@ class Get : public MediaAction {
     }
 };
 
-constexpr Method kMethods[] = {{"get", Make<Get>}};
+constexpr Method kMethods[] = {{.name = "get", .make = Make<Get>, .isMedia = true}};
 
 }  // namespace
 

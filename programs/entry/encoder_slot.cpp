@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "parameters.h"
+#include "refusal.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -38,7 +39,7 @@ EncoderSlot::EncoderSlot() {
         const int fd = open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600);
         if (fd < 0) {
             syslog(LOG_ERR, "Failed to open %s: %m", path.c_str());
-            return;
+            throw Refusal{Code::kFailed};
         }
         if (flock(fd, LOCK_EX | LOCK_NB) == 0) {
             fd_ = fd;

@@ -7,6 +7,7 @@ namespace tonvale_entry {
 // lock on a file, which the kernel gives back whatever becomes of its holder.
 class EncoderSlot {
   public:
+    // Throws a Refusal when that cannot be told.
     EncoderSlot();
     ~EncoderSlot();
     EncoderSlot(const EncoderSlot &) = delete;

@@ -14,6 +14,10 @@ class List : public ListAction {
   protected:
     std::unique_ptr<tonvale_answers::Page> Open() override {
         const std::string id = Asked().Text("id");
+        // The order is always the same: no key is known.
+        if (!Asked().Text("sort_by").empty()) {
+            throw Refusal{Code::kBadParameter};
+        }
         return ListInside(ListRequestOf(Asked()),
                           id.empty() ? 0 : tonvale_answers::ParseFolderId(id),
                           TrackWriterOf(Asked()));

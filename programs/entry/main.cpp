@@ -3,6 +3,7 @@
 
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 #include "action.h"
@@ -18,7 +19,8 @@ bool Answer() {
         const Request request = Request::Read();
         return FindAction(request)->Process();
     } catch (const Refusal &refusal) {
-        return RefusedAction(refusal.code).Process();
+        const char *const query = std::getenv("QUERY_STRING");
+        return RefuseUnread(query != nullptr ? query : "", refusal.code).Process();
     }
 }
 

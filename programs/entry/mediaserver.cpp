@@ -72,7 +72,10 @@ class Browse : public Action {
     }
 };
 
-constexpr Method kMethods[] = {{"list", Make<List>}, {"browse", Make<Browse>}};
+constexpr Method kMethods[] = {
+    {.name = "list", .make = Make<List>, .asksElsewhere = true},
+    {.name = "browse", .make = Make<Browse>, .asksElsewhere = true},
+};
 
 }  // namespace
 

@@ -51,7 +51,8 @@ bool IsPublic6(const uint8_t *bytes) {
     }
     const bool isSpecial = (bytes[0] == 0x20 && bytes[1] == 0x02) ||  // 6to4
                            (bytes[0] == 0x20 && bytes[1] == 0x01 && bytes[2] < 0x02) ||
-                           std::memcmp(bytes, "\x20\x01\x0D\xB8", 4) == 0;
+                           std::memcmp(bytes, "\x20\x01\x0D\xB8", 4) == 0 ||
+                           (bytes[0] == 0x3F && bytes[1] == 0xFF && bytes[2] < 0x10);
     return (bytes[0] & 0xE0) == 0x20 && !isSpecial;
 }
 

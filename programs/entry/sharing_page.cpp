@@ -135,8 +135,8 @@ class Page : public ActionHandler {
 
 constexpr Method kMethods[] = {
     {"get", Make<Get>},
-    {"stream", Make<Stream>},
-    {"cover", Make<Cover>},
+    {.name = "stream", .make = Make<Stream>, .isMedia = true},
+    {.name = "cover", .make = Make<Cover>, .isMedia = true},
     {"page", Make<Page>},
 };
 

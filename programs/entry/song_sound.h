@@ -1,6 +1,8 @@
 // The sound of songs, as an answer.
 #pragma once
 
+#include <stdio_ext.h>
+
 #include <cstdio>
 #include <string>
 
@@ -29,7 +31,14 @@ class EncodedAction : public MediaAction {
         if (!slot) {
             throw Refusal{Code::kBusy};
         }
-        return encode() == 0;
+        if (encode() == 0) {
+            return true;
+        }
+        // Standard output gets its buffer with the first byte.
+        if (__fbufsize(stdout) == 0) {
+            throw Refusal{Code::kFailed};
+        }
+        return false;
     }
 };
 

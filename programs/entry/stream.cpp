@@ -50,7 +50,10 @@ class Remote : public EncodedAction {
     }
 };
 
-constexpr Method kMethods[] = {{"stream", Make<Stream>}, {"remote", Make<Remote>}};
+constexpr Method kMethods[] = {
+    {.name = "stream", .make = Make<Stream>, .isMedia = true},
+    {.name = "remote", .make = Make<Remote>, .asksElsewhere = true, .isMedia = true},
+};
 
 }  // namespace
 

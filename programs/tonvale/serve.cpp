@@ -59,7 +59,7 @@ Outcome CheckWeb() {
 
 int Serve(const WebOptions &options) {
     WebServer::HoldSignals();
-    for (const auto check : {CheckRoot, CheckWeb}) {
+    for (const auto check : {CheckRoot, CheckWeb, varn::host::PrepareEncoderSlots}) {
         if (const Outcome done = check(); !done) {
             return Failed(done);
         }

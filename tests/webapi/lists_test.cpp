@@ -204,6 +204,22 @@ TEST_F(SongApi, ChangesNothingForAnotherSite) {
                                      {"REMOTE_USER", "alice"},
                                      {"HTTP_SEC_FETCH_SITE", "cross-site"}});
     EXPECT_NE(list.find("\"success\":true"), list.npos) << "reading changes nothing";
+    // Nor does it ask another machine.
+    Give("alice", kAlice, RIGHT_STREAMING);
+    for (const auto &[api, method] : {std::pair("MediaServer", "list"),
+                                      {"MediaServer", "browse"},
+                                      {"Cover", "get"},
+                                      {"Stream", "remote"}}) {
+        const std::string query = QueryOf(api, method, {{"url", "ftp://x/"}, {"address", "x"}});
+        for (const auto &[site, code] : {std::pair("cross-site", 403), {"same-origin", 400}}) {
+            const std::string answer = RunCgi({{"REQUEST_METHOD", "GET"},
+                                               {"QUERY_STRING", query},
+                                               {"REMOTE_USER", "alice"},
+                                               {"HTTP_SEC_FETCH_SITE", site}});
+            EXPECT_NE(answer.find("{\"code\":" + std::to_string(code) + "}"), answer.npos)
+                << api << answer;
+        }
+    }
 }
 
 class GroupApi : public ApiTest {
@@ -273,6 +289,7 @@ TEST_F(GroupApi, RefusesWhatItCannotList) {
         {"Genre", {{"keyword", std::string(401, 'x')}}},
         {"Composer", {{"library", "nobody's"}}},
         {"Composer", {{"limit", "5001"}}},
+        {"Folder", {{"sort_by", "name"}}},
     };
     for (const auto &c : kCases) {
         EXPECT_EQ(CodeOf(c.api, "list", c.parameters), 400) << QueryOf("", "", c.parameters);

@@ -101,9 +101,9 @@ bool IsPublic(const char *text) {
 using RemoteUrl = tonvale_test::SystemTest;
 
 TEST_F(RemoteUrl, LeadsToThePublicInternetOnly) {
-    for (const char *address :
-         {"1.1.1.1", "8.8.8.8", "172.15.0.1", "172.32.0.1", "192.167.1.1", "100.63.0.1",
-          "100.128.0.1", "223.255.255.255", "2606:4700::1111", "::ffff:8.8.8.8", "2001:200::1"}) {
+    for (const char *address : {"1.1.1.1", "8.8.8.8", "172.15.0.1", "172.32.0.1", "192.167.1.1",
+                                "100.63.0.1", "100.128.0.1", "223.255.255.255", "2606:4700::1111",
+                                "::ffff:8.8.8.8", "2001:200::1", "3fff:1000::1"}) {
         EXPECT_TRUE(IsPublic(address)) << address;
     }
     for (const std::string &address :
@@ -111,7 +111,7 @@ TEST_F(RemoteUrl, LeadsToThePublicInternetOnly) {
                "172.31.255.255 192.0.0.1 192.0.2.1 192.168.0.1 198.18.0.1 198.51.100.1 "
                "203.0.113.1 224.0.0.1 240.0.0.1 255.255.255.255 :: ::1 fe80::1 fc00::1 fd12::1 "
                "ff02::1 ::ffff:127.0.0.1 ::ffff:10.0.0.1 64:ff9b::7f00:1 2002:7f00:1:: "
-               "2001:db8::1 2001::1 ::127.0.0.1")) {
+               "2001:db8::1 3fff:fff::1 2001::1 ::127.0.0.1")) {
         EXPECT_FALSE(IsPublic(address.c_str())) << address;
     }
     using tonvale_entry::IsPermittedUrl;
@@ -215,6 +215,7 @@ TEST_F(Cgi, ReadsForms) {
 }
 
 TEST_F(Cgi, HandsFilesToTheWebServer) {
+    WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
     const std::filesystem::path file = scratch() / "O'B 100% #1?\xC3\xA9.FLAC";
     std::ofstream(file) << "sound";
     Query(InsertSql({.id = 1, .path = file}) + InsertSql({.id = 2, .path = "/gone\r\nX: y/a.mp3"}) +

@@ -205,6 +205,7 @@ TEST_F(Served, BoundsTheEncoders) {
     ASSERT_EQ(VARNAudioConfSet("max_encoders", "1"), 0);
     chmod(At(varn::path::kPackageConf).c_str(), 0644);
     UseEncoder("exec yes");
+    fs::remove_all(At(varn::path::kEncoderSlots));
     Serve();
     {
         // A reader that does not read holds its turn, and no more than that.
@@ -218,7 +219,13 @@ TEST_F(Served, BoundsTheEncoders) {
         EXPECT_EQ(Stream("").Status(), 200) << "files need no encoder";
     }
     EXPECT_TRUE(Soon([] { return !EncoderRuns(); }));
+    // One that cannot start, or turns that cannot be counted, are no matter of waiting.
+    fs::remove(At(varn::path::kEncoder));
+    EXPECT_EQ(Stream("&format=mp3").Status(), 500);
     UseEncoder("exit 0");
+    fs::rename(At(varn::path::kEncoderSlots), At(varn::path::kEncoderSlots).string() + "-");
+    EXPECT_EQ(Stream("&format=mp3").Status(), 500);
+    fs::rename(At(varn::path::kEncoderSlots).string() + "-", At(varn::path::kEncoderSlots));
     EXPECT_TRUE(Soon([this] { return Stream("&format=mp3").Status() == 200; }));
 }
 

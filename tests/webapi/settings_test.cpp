@@ -85,6 +85,13 @@ TEST_F(SettingApi, RefusesEverythingWhenOneThingIsBad) {
             << QueryOf("", "", c.parameters).substr(0, 200);
         EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), before);
     }
+    // A preference that the package does not offer keeps back what comes with it.
+    WriteFile(varn::path::kPackageDefaultConf, "");
+    EXPECT_EQ(CodeOf("Setting", "set",
+                     {{"user", "alice"}, {"permissions", "usb"}, {"support_transcode_mp3", "no"}},
+                     "admin"),
+              500);
+    EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), before);
     WriteFile(varn::path::kUsersFile, "nonsense");
     EXPECT_EQ(CodeOf("Setting", "set", {{"prefer_using_html5", "no"}}, "admin"), 500);
     EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), "nonsense");
