@@ -79,9 +79,8 @@ int ListenAt(const char *path, int backlog) {
     return listener.Listen(backlog);
 }
 
-// Neither goes through a link: the package may write to the folder. The number of the package's user
-// serves as a group: systems that this runs on give an account a
-// group of its own number.
+// Neither goes through a link: the package may write to the folder. The number of the package's
+// user serves as a group: systems that this runs on give an account a group of its own number.
 void HandOver(const char *path) {
     if (fchmodat(AT_FDCWD, path, kSocketMode, AT_SYMLINK_NOFOLLOW) != 0) {
         LOG_ERROR(kSocket, "Failed to chmod [%s] %m", path);

@@ -66,8 +66,8 @@ class SameAccount {
     gid_t gid_;
 };
 
-// Switches to root, and at the end of the scope to the package's account, whoever it was before. What
-// could not be switched to root stays as it is.
+// Switches to root, and at the end of the scope to the package's account, whoever it was before. A
+// process that cannot become root stays what it is.
 class RootThenPackage {
   public:
     RootThenPackage(const char *source, int line = __builtin_LINE());

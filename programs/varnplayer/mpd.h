@@ -43,8 +43,8 @@ class Mpd {
     // A path is that of a local socket, through which alone files may be named by absolute paths.
     explicit Mpd(const std::string &address);
 
-    // The connection, for one call, which has what is left of the command's time. Throws Refused when
-    // nobody answers, or not in time.
+    // The connection, for one call, which has what is left of the command's time. Throws Refused
+    // when nobody answers, or not in time.
     mpd_connection *Get() const;
 
     // Gives a command that is longer than others its time anew.

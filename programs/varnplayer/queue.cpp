@@ -39,8 +39,8 @@ bool FitsIntoALine(const std::string &uri) {
            uri.find_first_of("\r\n") == std::string::npos;
 }
 
-// Where a virtual song starts in its file. The record is to be complete: the library is not asked, by
-// which every song of a queue could take as long as the database does not answer.
+// Where a virtual song starts in its file. The record is to be complete: the library is not asked,
+// by which every song of a queue could take as long as the database does not answer.
 int64_t StartOf(const VARN_MEDIA_INFO &song) {
     const int64_t start =
         song.is_virtual != 0 ? song.virtual_start : GetVirtualMusicStartPosition(song.comment);

@@ -28,8 +28,8 @@ class QueueAdder {
     void Read(const std::string &path);
 
     // Adds songs for about a tenth of a second; those that cannot be played are passed over. False
-    // when the music player daemon failed: the song that it failed at is passed over, too, and it is
-    // to be tried with another connection, at NextTry(). After some failures in a row the songs that
+    // when the music player daemon failed: the song that it failed at is passed over, too, and the
+    // next is for another connection, at NextTry(). After some failures in a row the songs that
     // wait are given up.
     bool Step(const Mpd &mpd);
 

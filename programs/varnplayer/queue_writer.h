@@ -8,9 +8,9 @@
 
 namespace varnplayer {
 
-// Makes or replaces a queue file in the form of tonvale/playlists.h. The one that is there stays, its
-// lock held, until the new one is whole, which is written beside it. Every call throws Refused when it
-// fails.
+// Makes or replaces a queue file in the form of tonvale/playlists.h. The one that is there stays,
+// its lock held, until the new one is whole, which is written beside it. Every call throws Refused
+// when it fails.
 class QueueWriter {
   public:
     explicit QueueWriter(const std::string &path);

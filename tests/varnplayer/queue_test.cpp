@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <climits>
+#include <optional>
 
 #include "programs/command.h"
 #include "varnplayer/player_fixture.h"
@@ -296,6 +297,26 @@ TEST_F(QueueTest, ASilentMusicPlayerDaemonCostsASong) {
     EXPECT_EQ(Add(queue)["waiting"], 9);
     EXPECT_TRUE(Comes([](const Json::Value &info) { return info["adding"] == false; }));
     EXPECT_EQ(Info()["given_up"], 5);
+}
+
+TEST_F(QueueTest, ASlowOrMissingMusicPlayerDaemonKeepsNobodyWaiting) {
+    EXPECT_EQ(player_->Signal(SIGTERM), 0);
+    const std::string socket = scratch() / "mpd.sock";
+    std::optional<ScriptedMpd> mpd(std::in_place, socket, [&](const std::string &line) {
+        std::this_thread::sleep_for(isSilent_ ? 2s : 0s);
+        return ScriptedMpd::Usual(line);
+    });
+    Start({"--mpd", socket});
+    isSilent_ = true;
+    const auto start = Clock::now();
+    EXPECT_EQ(Info()["reason"], "failed") << "each of its questions in time, both of them not";
+    EXPECT_LT(Clock::now() - start, 3900ms);
+    mpd.reset();
+    PlaylistInfo queue;
+    AddSong(queue, "/music/1");
+    EXPECT_EQ(Add(queue)["reason"], "failed");
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_SET_REFRESH)["success"], true);
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_LIST_SERVER, "0 1")["success"], true);
 }
 
 // Where there is a database, it may be that it does not answer.
