@@ -155,6 +155,20 @@ TEST_F(PlaylistCommand, SeveralEntriesAreRemovedAtOnce) {
            alice);
 }
 
+TEST_F(PlaylistCommand, ALongListIsShownInGrowingParts) {
+    std::string text;
+    for (int i = 0; i < 9001; ++i) {
+        text += std::to_string(i) + ".mp3\n";
+    }
+    Touch(In("x.m3u"), text);
+    AddRow(In("x.m3u"), "x", "m");
+    const Texts shown = Paths("x", {"--offset", "1"});
+    ASSERT_EQ(shown.size(), 9000U);
+    for (int i = 0; i < 9000; ++i) {
+        ASSERT_EQ(shown[static_cast<std::size_t>(i)], std::to_string(i + 1) + ".mp3");
+    }
+}
+
 TEST_F(PlaylistCommand, TwoOfOneTitle) {
     Touch(In("a/x.m3u"));
     Touch(In("b/x.pls"));
