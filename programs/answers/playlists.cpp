@@ -1,5 +1,7 @@
 #include "playlists.h"
 
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
 #include <utility>
@@ -18,8 +20,8 @@ using Tonvale::webapi::playlist::PlaylistLibrary;
 using Tonvale::webapi::playlist::PlaylistResult;
 
 constexpr int kPlaylistsAtATime = 256;
-// Every part of a page reads the playlist's file anew.
 constexpr int kTracksAtATime = 2000;
+constexpr int kMostTracksAtATime = 32000;
 
 // The names of those whose rules are good.
 std::vector<std::string> SmartNames(const Collection &collection) {
@@ -75,6 +77,15 @@ int Read(const AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t of
         throw Failure(Reason::kFailed, "the playlist cannot be read; the lines above tell why");
     }
     return total;
+}
+
+// Every part of a page reads the playlist's file anew: the parts grow with what has been read, up to
+// a small share of the memory.
+int64_t TracksAtATime(int64_t read) {
+    constexpr int64_t kShare = 32;
+    const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
+    const int64_t most = memory / kShare / static_cast<int64_t>(sizeof(PLAYLIST_REC));
+    return std::clamp<int64_t>(std::min(read, most), kTracksAtATime, kMostTracksAtATime);
 }
 
 // Where a page ends that begins at an offset.
@@ -193,7 +204,7 @@ Json::Value PlaylistTracks::Next() {
     Json::Value tracks = std::exchange(next_, Json::Value(Json::arrayValue));
     if (tracks.empty() && place_ < end_) {
         Read(playlist_, library_, place_,
-             static_cast<int>(std::min<int64_t>(end_ - place_, kTracksAtATime)), tracks);
+             static_cast<int>(std::min(end_ - place_, TracksAtATime(place_ - Offset()))), tracks);
         place_ += tracks.size();
     }
     return tracks;

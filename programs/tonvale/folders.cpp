@@ -87,10 +87,11 @@ void AddFolders(CLI::App &app, Action &action) {
     CLI::Option *below =
         AddNumber(*verb, "--below", options->below, 1, "Only folders below the one with this id");
     AddPage(*verb, *options, tonvale_answers::FolderSortKeys(), "folders");
-    CLI::Option *inside =
-        verb->add_option("--in", options->inside,
-                         "What is in the folder with this id, songs too; 0: the indexed folders");
-    inside->check(CLI::NonNegativeNumber)->type_name("N")->excludes(name)->excludes(below);
+    CLI::Option *inside = verb->add_option_function<std::string>(
+        "--in",
+        [options](const std::string &text) { options->inside = ParseNumber(text, "--in", 0); },
+        "What is in the folder with this id, songs too; 0: the indexed folders");
+    inside->type_name("N")->excludes(name)->excludes(below);
     inside->excludes(verb->get_option("--sort-by"));
     AddAdditions(*verb, options->additions)->needs("--json")->needs(inside);
     verb->callback([options, &action] { action = [options] { return Folders(*options); }; });

@@ -1,7 +1,6 @@
 #include <json/json.h>
 
 #include <functional>
-#include <limits>
 #include <memory>
 
 #include "accounts.h"
@@ -178,10 +177,16 @@ void AddTaken(CLI::App &verb, unsigned takes, PlaylistOptions &options) {
         verb.add_option("SONG", options.songs, kSongs)->required((takes & kRange) == 0);
     }
     if ((takes & kPositions) != 0) {
-        verb.add_option("POSITION", options.positions, "Positions, from 0, as 'show' tells them")
+        const auto parse = [&positions = options.positions](const std::vector<std::string> &texts) {
+            for (const std::string &text : texts) {
+                positions.push_back(ParseNumber(text, "POSITION", 0));
+            }
+        };
+        verb.add_option_function<std::vector<std::string>>(
+                "POSITION", parse, "Positions, from 0, as 'show' tells them")
             ->required()
             ->delimiter(',')
-            ->check(CLI::Range(0, std::numeric_limits<int>::max()));
+            ->type_name("N");
     }
     if ((takes & kRange) != 0) {
         AddNumber(verb, "--start", options.start, 0, "The first entry to replace, from 0");

@@ -101,6 +101,17 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
            {"--user", "alice", "--personal"});
 }
 
+TEST_F(PlaylistCommand, WhatIsNotUtf8IsRefused) {
+    const std::string file = In("caf\xE9.mp3");
+    Touch(file);
+    RunAll({{{"playlist", "create", "x"}, 0, ""},
+            {{"playlist", "add", "x", file}, 2, "is not UTF-8"},
+            {{"playlist", "add", "x", "http://r/\xE9"}, 2, "is not UTF-8"},
+            {{"playlist", "create", "caf\xE9"}, 2, "name is UTF-8"},
+            {{"playlist", "rename", "x", "caf\xE9"}, 2, "name is UTF-8"},
+            {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
+}
+
 // A renaming that the library refuses changes nothing.
 TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
     const std::string home = (root() / "volume1/homes/alice/music/b.m3u").string();
@@ -116,6 +127,10 @@ TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
             {{"playlist", "show", "a"}, 0, "0 of 0 entries"},
             {{"playlist", "rename", "b", "new", "--user", "alice", "--personal"}, 1, "failed"},
             {{"playlist", "show", "b", "--user", "alice", "--personal"}, 0, "0 of 0 entries"}});
+    Query("CREATE TRIGGER i BEFORE INSERT ON playlist EXECUTE FUNCTION refuse()");
+    RunAll({{{"playlist", "create", "c"}, 1, "to the library"}});
+    Query("DROP TRIGGER i ON playlist");
+    RunAll({{{"playlist", "create", "c"}, 0, ""}});
 }
 
 // Each writing of a playlist is a moment in which it can be lost.
@@ -130,10 +145,28 @@ TEST_F(PlaylistCommand, SeveralEntriesAreRemovedAtOnce) {
     const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
     // Openings too: events of one kind after each other are reported as one.
     ASSERT_GE(inotify_add_watch(watch, folder.c_str(), IN_CLOSE_WRITE | IN_OPEN), 0);
-    RunAll({{{"playlist", "remove", "x", "4,0,9,2,0"}, 0, ""}}, alice);
+    RunAll({{{"playlist", "remove", "x", "4,00,9,2,0"}, 0, ""}}, alice);
     EXPECT_EQ(Writings(watch), 1);
     EXPECT_EQ(Paths("x", alice), (Texts{"b.mp3", "c.mp3"}));
     close(watch);
+    RunAll({{{"playlist", "remove", "x", "0x1"}, 2, "'0x1' is not a whole number from 0"},
+            {{"playlist", "remove", "x", "010"}, 0, ""},
+            {{"playlist", "show", "x"}, 0, "2 of 2 entries"}},
+           alice);
+}
+
+TEST_F(PlaylistCommand, ALongListIsShownInGrowingParts) {
+    std::string text;
+    for (int i = 0; i < 9001; ++i) {
+        text += std::to_string(i) + ".mp3\n";
+    }
+    Touch(In("x.m3u"), text);
+    AddRow(In("x.m3u"), "x", "m");
+    const Texts shown = Paths("x", {"--offset", "1"});
+    ASSERT_EQ(shown.size(), 9000U);
+    for (int i = 0; i < 9000; ++i) {
+        ASSERT_EQ(shown[static_cast<std::size_t>(i)], std::to_string(i + 1) + ".mp3");
+    }
 }
 
 TEST_F(PlaylistCommand, TwoOfOneTitle) {

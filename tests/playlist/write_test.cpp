@@ -101,6 +101,23 @@ TEST_F(PlaylistWrite, PathsAreRelativeToThePlaylist) {
     EXPECT_TRUE(Logged("Failed to converse from absolute path to relative path\\. pls path"));
 }
 
+TEST_F(PlaylistWrite, LinesAreCutBetweenCharacters) {
+    std::string list = In("");
+    for (int depth = 0; depth < 20; ++depth) {
+        list += "d/";
+    }
+    std::filesystem::create_directories(list);
+    for (const std::string song : {"/x/", "/xy/"}) {
+        std::string path = song;
+        while (path.size() < 4090) {
+            path += "é";
+        }
+        const std::string text = Written({Record(1, path)}, list + "p.m3u");
+        EXPECT_GE(text.size(), 9U + 4126U);
+        EXPECT_TRUE(text.ends_with("é")) << text.substr(text.size() - 4);
+    }
+}
+
 TEST_F(PlaylistWrite, LeftOutEntriesAreNotNumbered) {
     EXPECT_EQ(Written({Record(1, "bad"), Record(2, In("a.mp3")), Record(3, "bad")}, In("p.pls")),
               "[playlist]\r\nFile1=a.mp3\r\nNumberOfEntries=1\r\nVersion=2\r\n");
