@@ -460,8 +460,10 @@ void Scan::GiveToCopies(const std::vector<int> &left) {
 
 }  // namespace
 
-Counts IndexLibrary(Database &database, const Folders &folders, const ScanOptions &options,
+Counts IndexLibrary(Database &database, const Folders &configured, const ScanOptions &options,
                     Reporter &reporter) {
+    Folders folders = configured;
+    folders.AddUnlisted(OwnersOfRows(database));
     if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
         return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(), options, reporter)
             .Run();
