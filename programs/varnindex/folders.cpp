@@ -30,6 +30,13 @@ fs::path FolderToWalk(const OwnedFolder &configured, fs::path path) {
     return path;
 }
 
+bool HasAccount(unsigned userid) {
+    PVARN_USER user = nullptr;
+    const bool found = VARNUserGetByUID(userid, &user) == 0;
+    VARNUserFree(user);
+    return found;
+}
+
 }  // namespace
 
 Folders::Folders(const std::vector<std::string> &shared, std::vector<OwnedFolder> homes,
@@ -72,7 +79,19 @@ Folders Folders::Configured() {
     }
     Folders folders(varn::host::IndexedFolders(), std::move(homes), std::move(unseen));
     folders.accountsUnknown_ = unknown;
+    folders.hasHomes_ = IsPersonalLibraryEnabled();
     return folders;
+}
+
+void Folders::AddUnlisted(const std::vector<unsigned> &owners) {
+    for (const unsigned owner : owners) {
+        const bool isListed =
+            std::any_of(folders_.begin(), folders_.end(),
+                        [&](const auto &folder) { return folder.userid == owner; });
+        if (hasHomes_ && owner != 0 && !isListed && HasAccount(owner)) {
+            unseen_.push_back(owner);
+        }
+    }
 }
 
 std::vector<std::string> Folders::Roots() const {

@@ -24,6 +24,11 @@ class Folders {
     // folder.
     static Folders Configured();
 
+    // The accounts of a directory service are found one by one, but need not be listed: of these
+    // users, owners of rows, those that have an account and no folder here are unseen. Does nothing
+    // while homes are switched off.
+    void AddUnlisted(const std::vector<unsigned> &owners);
+
     bool Empty() const { return folders_.empty(); }
     const std::vector<OwnedFolder> &All() const { return folders_; }
 
@@ -49,6 +54,7 @@ class Folders {
     std::vector<unsigned> unseen_;
     bool sharedUnknown_ = false;
     bool accountsUnknown_ = false;
+    bool hasHomes_ = false;  // they are switched on
 };
 
 // What to walk for a list of files and folders, which need not exist any more: each existing folder

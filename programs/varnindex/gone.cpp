@@ -38,6 +38,23 @@ void GoneRows::AddChanged(const KnownRow &row, std::int64_t size) {
     sizes_.push_back(size);
 }
 
+void GoneRows::AddUnreadable(const KnownRow &row) {
+    Add(row, std::nullopt);
+    IsUnreadable(row.id);
+}
+
+void GoneRows::IsUnreadable(int id) {
+    if (const auto row = rows_.find(id); row != rows_.end()) {
+        row->second.state = State::kUnreadable;
+    }
+}
+
+void GoneRows::HasLostItsPath(int id) {
+    if (const auto row = rows_.find(id); row != rows_.end()) {
+        row->second.state = State::kGone;
+    }
+}
+
 bool GoneRows::ThereAgain(int id) {
     const auto row = rows_.find(id);
     const bool wasGone = row != rows_.end() && row->second.state == State::kGone;
@@ -173,7 +190,7 @@ GoneRows::Claim GoneRows::ClaimFor(const Song &song, bool isLast) {
 std::vector<int> GoneRows::Left() const {
     std::vector<int> ids;
     for (const auto &[id, row] : rows_) {
-        if (!row.emptied && row.state != State::kChanged) {
+        if (!row.emptied && row.state == State::kGone) {
             ids.push_back(id);
         }
     }

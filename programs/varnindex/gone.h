@@ -35,8 +35,16 @@ class GoneRows {
     // DatabaseError.
     void Prepare(Database &database);
 
-    // Nobody knows what is in the row's file, or somebody has taken the row.
+    // Somebody has taken the row.
     void Forget(int id) { rows_.erase(id); }
+
+    // Nobody can tell what is in the row's file: the row stays unless another file turns out to be
+    // what it was.
+    void AddUnreadable(const KnownRow &row);  // before Prepare
+    void IsUnreadable(int id);
+
+    // The file at the row's path was stored with another row.
+    void HasLostItsPath(int id);
 
     // The row's path is there. True for a row that was gone, and is not any more; one whose file has
     // changed waits for what is in it.
@@ -70,8 +78,9 @@ class GoneRows {
     using Places = std::map<Place, int>;
     enum class State {
         kGone,
-        kChanged,   // its file is not read yet
-        kReplaced,  // its file is another one
+        kChanged,     // its file is not read yet
+        kReplaced,    // its file is another one, which is not stored yet
+        kUnreadable,  // nobody knows what its file is
     };
     struct Row {
         std::int64_t nameHash;

@@ -35,7 +35,9 @@ void HeldBack::AddGap(Found gap, Kept rows) {
 
 void HeldBack::Hold(const Found &gap, Kept rows) {
     if (!purge_) {
-        places_.Keep(gap.path);
+        if (IsUtf8(gap.path)) {  // else the library has nothing of it
+            places_.Keep(gap.path);
+        }
         any_ = true;
     }
     reporter_.Warn(Printable(gap.path) + ": " + gap.reason + (rows.Any() ? "; its " : "") +

@@ -34,6 +34,17 @@ std::string ScopeCondition(const Scope &scope, bool alsoFolders) {
     return condition;
 }
 
+std::vector<unsigned> OwnersOfRows(Database &database) {
+    const Rows rows = database.Query(
+        "SELECT userid FROM track UNION SELECT userid FROM personal_directory"
+        " UNION SELECT userid FROM personal_playlist");
+    std::vector<unsigned> owners;
+    for (int row = 0; row < rows.Count(); ++row) {
+        owners.push_back(static_cast<unsigned>(rows.Number(row, "userid")));
+    }
+    return owners;
+}
+
 KnownRows::KnownRows(Database &database, const Scope &scope) : database_(database) {
     Transaction transaction(database_);
     const std::string condition = ScopeCondition(scope, false);

@@ -36,6 +36,9 @@ struct Scope {
 // folders, and the folders themselves where `alsoFolders` says so.
 std::string ScopeCondition(const Scope &scope, bool alsoFolders);
 
+// The users whose songs, folders or lists the library has; 0 among them for everybody's.
+std::vector<unsigned> OwnersOfRows(Database &database);
+
 // The songs and lists that are real files, in the byte order of their paths, read block by block.
 // Rows written after the construction do not appear. One such object at a time on a connection.
 class KnownRows {

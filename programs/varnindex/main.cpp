@@ -170,6 +170,7 @@ std::optional<std::string> ConfiguredPath(const Folders &folders, const std::str
 
 int Index(Options options) {
     const Folders folders = Folders::Configured();
+    std::error_code ignored;
     for (std::string &path : options.paths) {
         const auto configured = ConfiguredPath(folders, path);
         if (!configured) {
@@ -178,6 +179,11 @@ int Index(Options options) {
                             "with \"tonvale init --music DIR\"");
         }
         path = *configured;
+        const auto type = std::filesystem::status(path, ignored).type();
+        if (std::filesystem::exists(path, ignored) && type != std::filesystem::file_type::regular &&
+            type != std::filesystem::file_type::directory) {
+            return Complain(varnindex::Printable(path) + " is neither a file nor a folder");
+        }
         const varnindex::LinkedFolders library(folders.Roots());
         const auto part = varnindex::PassedOverPart(*library.RootOf(path), path);
         if (!part.empty()) {

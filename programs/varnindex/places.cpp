@@ -15,7 +15,9 @@ constexpr std::size_t kFullBytes = 1U << 20;
 constexpr const char kCreate[] =
     "CREATE TEMP TABLE found_place (is_list boolean, userid integer, path text, title text,"
     " album text, mdate timestamp);"
-    "CREATE TEMP TABLE kept_place (path text)";
+    "CREATE TEMP TABLE kept_place (path text);"
+    "CREATE TEMP TABLE known_list AS SELECT id, path FROM playlist UNION ALL"
+    " SELECT id, path FROM personal_playlist";
 
 constexpr const char kCopyFound[] =
     "COPY found_place (is_list, userid, path, title, album, mdate) FROM STDIN";
@@ -26,7 +28,8 @@ constexpr const char kPrepare[] =
     "CREATE TEMP TABLE place AS SELECT DISTINCT ON (is_list, userid, path) * FROM found_place"
     " ORDER BY is_list, userid, path, mdate;"
     "ANALYZE place";
-constexpr const char kDropPrepared[] = "DROP TABLE place; DROP TABLE found_place, kept_place";
+constexpr const char kDropPrepared[] =
+    "DROP TABLE place; DROP TABLE found_place, kept_place, known_list";
 
 // One of the four tables. The shared ones have no owner.
 struct Table {
@@ -55,6 +58,8 @@ std::string DeleteSql(const Table &table, const std::string &scope, const std::s
     return std::string("DELETE FROM ") + table.name +
            " WHERE id IN (SELECT id FROM (SELECT id, path, " + owner + " FROM " + table.name +
            ") t WHERE (" + scope + ") AND NOT " + unseen +
+           // What the library has made or renamed since the scan began may have been walked past.
+           (table.isList ? " AND (id, path) IN (SELECT id, path FROM known_list)" : "") +
            " AND NOT EXISTS (SELECT FROM place p WHERE " + Wanted(table) +
            " AND p.path = t.path AND p.userid = t.userid)"
            " AND NOT EXISTS (SELECT FROM kept_place k WHERE t.path = k.path"

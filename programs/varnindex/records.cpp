@@ -1,5 +1,7 @@
 #include "records.h"
 
+#include <sys/stat.h>
+
 #include <cerrno>
 #include <map>
 #include <system_error>
@@ -23,6 +25,11 @@ constexpr const char kStars[] =
     " FROM virtual_info_track i JOIN track v ON v.id = i.track"
     " WHERE i.file_track = ANY ('{@VARN:NEVAR}')) s"
     " JOIN rating_track r ON r.track = s.id WHERE r.star > 0 ORDER BY r.userid";
+
+constexpr const char kRecordsOf[] =
+    "SELECT path, -1 AS number FROM track WHERE id = ANY ('{@VARN:NEVAR}') UNION ALL"
+    " SELECT v.path, v.track FROM virtual_info_track i JOIN track v ON v.id = i.track"
+    " WHERE i.file_track = ANY ('{@VARN:NEVAR}')";
 
 // What there may be of records at a path.
 struct Place {
@@ -56,7 +63,9 @@ PlacesByPath PlacesOf(Database &database, const std::vector<MovedSong> &songs) {
 StarsOfRows StarsAt(Database &database, const PlacesByPath &places) {
     std::string ids;
     for (const auto &[path, place] : places) {
-        ids += (ids.empty() ? "" : ",") + std::to_string(place.id);
+        if (place.id != 0) {  // which tracks have that lost their file
+            ids += (ids.empty() ? "" : ",") + std::to_string(place.id);
+        }
     }
     StarsOfRows stars;
     const Rows rows = database.Query(Made(varn::Sql(kStars, ids, ids)));
@@ -67,6 +76,19 @@ StarsOfRows StarsAt(Database &database, const PlacesByPath &places) {
         stars[{number("song"), number("number")}].push_back({number("userid"), number("star")});
     }
     return stars;
+}
+
+void BringInStep(const std::string &path, const std::vector<Star> &wanted,
+                 std::vector<std::string> &problems) {
+    if (!StoreStars(path, wanted)) {
+        problems.push_back(Printable(path) + ": its rating record cannot be kept: " +
+                           std::generic_category().message(errno));
+    }
+}
+
+bool IsGone(const std::string &path) {
+    struct stat info {};
+    return ::lstat(path.c_str(), &info) != 0 && errno == ENOENT;
 }
 
 }  // namespace
@@ -102,16 +124,23 @@ std::vector<std::string> MoveRecords(Database &database, const std::vector<Moved
     }
     const PlacesByPath places = PlacesOf(database, songs);
     StarsOfRows stars = StarsAt(database, places);
-    const auto bringInStep = [&](const std::string &path, const std::vector<Star> &wanted) {
-        if (!StoreStars(path, wanted)) {
-            problems.push_back(Printable(path) + ": its rating record cannot be kept: " +
-                               std::generic_category().message(errno));
-        }
-    };
     for (const auto &[path, place] : places) {
-        bringInStep(path, stars[{place.id, kWhole}]);
+        BringInStep(path, stars[{place.id, kWhole}], problems);
         for (const int number : place.numbers) {
-            bringInStep(TrackRecordPath(path, number), stars[{place.id, number}]);
+            BringInStep(TrackRecordPath(path, number), stars[{place.id, number}], problems);
+        }
+    }
+    return problems;
+}
+
+std::vector<std::string> RemoveRecords(Database &database, const std::string &ids) {
+    std::vector<std::string> problems;
+    const Rows rows = database.Query(Made(varn::Sql(kRecordsOf, ids, ids)));
+    for (int row = 0; row < rows.Count(); ++row) {
+        const std::string path = rows.Field(row, "path");
+        const int number = static_cast<int>(rows.Number(row, "number"));
+        if (IsGone(path)) {
+            BringInStep(number == kWhole ? path : TrackRecordPath(path, number), {}, problems);
         }
     }
     return problems;

@@ -29,4 +29,8 @@ std::vector<MovedSong> OnlyMoved(Database &database, std::vector<MovedSong> song
 // for a person.
 std::vector<std::string> MoveRecords(Database &database, const std::vector<MovedSong> &songs);
 
+// Removes the records of rows that are about to go, and of their tracks, where the file is gone, too:
+// another song of that name must not take the stars. `ids` in decimal, with commas between them.
+std::vector<std::string> RemoveRecords(Database &database, const std::string &ids);
+
 }  // namespace varnindex

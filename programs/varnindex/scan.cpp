@@ -198,6 +198,9 @@ void Scan::SurveySong(Event event) {
     if (IsUnreadable(work)) {
         unreadable_.Note(work.path, work.size, work.modified);
         ++unreadableAsBefore_;
+        if (work.known.id != 0) {
+            gone_.AddUnreadable(work.known);
+        }
         return CountUnreadable(work);
     }
     if (work.known.id == 0) {
@@ -324,7 +327,7 @@ void Scan::StoreRead(ReadWork read, Round round) {
         if (read.result.isDamaged) {
             unreadable_.Note(work.path, work.size, work.modified);
         }
-        gone_.Forget(work.known.id);
+        gone_.IsUnreadable(work.known.id);
         return CountUnreadable(work);
     }
     if (IsAtItsPath(read, round)) {
@@ -415,6 +418,7 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
         reporter_.Warn(Printable(read.work.path) + ": " + read.result.warning);
     }
     places_.NoteFile(read.work.path, read.work.userid);
+    gone_.HasLostItsPath(read.work.known.id);
     reporter_.Tell(claim.id != 0 ? "moved to" : "added", read.work.path);
     if (claim.id != 0) {
         const UsedSheet kept = SheetToKeep(read, claim.id);
@@ -456,8 +460,10 @@ void Scan::GiveToCopies(const std::vector<int> &left) {
 
 }  // namespace
 
-Counts IndexLibrary(Database &database, const Folders &folders, const ScanOptions &options,
+Counts IndexLibrary(Database &database, const Folders &configured, const ScanOptions &options,
                     Reporter &reporter) {
+    Folders folders = configured;
+    folders.AddUnlisted(OwnersOfRows(database));
     if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
         return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(), options, reporter)
             .Run();

@@ -156,6 +156,9 @@ void Store::RemoveRows() {
         AddId(ids, id);
     }
     if (!ids.empty()) {
+        for (const std::string &problem : RemoveRecords(database_, ids)) {
+            reporter_.Warn(problem);
+        }
         DeleteSongs(database_, ids);
     }
 }

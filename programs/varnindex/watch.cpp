@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "descriptor.h"
+#include "format.h"
 #include "names.h"
 #include "notices.h"
 #include "remove.h"
@@ -322,9 +323,8 @@ void Watcher::Add(const Requests &requests) {
 }
 
 bool Watcher::IsOurs(const std::string &path) const {
-    return std::any_of(roots_.begin(), roots_.end(), [&](const std::string &root) {
-        return path == root || path.starts_with(root + "/");
-    });
+    return std::any_of(roots_.begin(), roots_.end(),
+                       [&](const std::string &root) { return IsBelow(root, path); });
 }
 
 void Watcher::Check() {

@@ -54,6 +54,18 @@ TEST_F(MovesTest, EqualFilesArePairedByNameThenByOrder) {
               (Rows{{"y/1.mp3", "0", "1"}, {"y/2.mp3", "0", "3"}, {"y/b.mp3", "0", "2"}}));
 }
 
+TEST_F(MovesTest, ADamagedFileAtTheOldNameKeepsNoRowOfTheRenamedSong) {
+    PutTagged("1.mp3", "Song");
+    Put("other.flac", "tone.flac");
+    Index();
+    const std::string id = Value("SELECT id FROM track WHERE title = 'Song'");
+    fs::rename(Music() / "1.mp3", Music() / "2.mp3");
+    std::ofstream(Music() / "1.mp3") << "no audio";
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 1");
+    EXPECT_EQ(Value("SELECT id FROM track WHERE path LIKE '%/2.mp3'"), id);
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "2");
+}
+
 TEST_F(MovesTest, OneRowGoesToOneFile) {
     PutTagged("a.mp3", "Same", "Rock");
     Index();

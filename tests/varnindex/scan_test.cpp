@@ -186,6 +186,15 @@ TEST_F(ScanTest, HomesBelongToTheirUsers) {
     EXPECT_NE(away.err.find("home music folder"), away.err.npos);
     EXPECT_EQ(Value("SELECT count(*) FROM track t, personal_directory WHERE t.userid = 1030"), "2");
     fs::rename(scratch() / "alice", Home("alice"));
+    // So does one of an account that is there, and not among those that are listed.
+    const std::string accounts = ReadFile(At(varn::path::kPasswd));
+    std::string changed = accounts;
+    const std::size_t home = changed.find("/homes/alice");
+    ASSERT_NE(home, changed.npos) << accounts;
+    WriteFile(varn::path::kPasswd, changed.replace(home, 6, "/other"));
+    Expect(Index(), 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 1030"), "1");
+    WriteFile(varn::path::kPasswd, accounts);
     EnableHomes(false);
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
     EXPECT_EQ(Value("SELECT count(*) FROM personal_directory"), "0");

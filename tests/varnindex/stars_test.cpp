@@ -90,6 +90,24 @@ TEST_F(StarsTest, ALibraryRebuiltFromNothingHasThem) {
 }
 
 // One by one: what is beside the songs stays where it was.
+TEST_F(StarsTest, ADeletedSongTakesItsRecordAlongAndOneOfAnUnregisteredFolderDoesNot) {
+    PutTagged("gone/1.mp3", "First");
+    PutTagged("kept/2.mp3", "Second");
+    PutTagged("kept/3.mp3", "Third");
+    for (const char *name : {"gone/1.mp3", "kept/2.mp3", "kept/3.mp3"}) {
+        Rate(name, "1030", "5");
+    }
+    Index();
+    fs::remove(Music() / "kept/3.mp3");
+    Index();
+    Register({Music() / "kept"});
+    Index();
+    Register({Music()});
+    PutTagged("kept/3.mp3", "Of the same name");
+    Index();
+    EXPECT_EQ(Ratings(), (Rows{{"First", "1030", "5"}, {"Second", "1030", "5"}}));
+}
+
 TEST_F(StarsTest, SongsThatMoveTakeTheirRecordsAlong) {
     const auto put = [](const std::string &name, const std::string &title) {
         const fs::path path = PutTagged(name, title);
