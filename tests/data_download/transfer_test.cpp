@@ -60,6 +60,7 @@ TEST_F(TransferTest, TriesAgainAfterATimeOut) {
         EXPECT_EQ(transfer.Run(server.Url(), 0, sink), c.outcome) << c.slow;
         EXPECT_GE(std::chrono::steady_clock::now() - start, (c.attempts - 1) * kShort.pause);
         EXPECT_EQ(sink.attempts, c.attempts);
+        EXPECT_EQ(server.Requests().size(), static_cast<std::size_t>(c.attempts));
         EXPECT_EQ(sink.text, c.outcome == Outcome::kAnswered ? "the body, whole" : "the body")
             << "each attempt begins anew";
     }
