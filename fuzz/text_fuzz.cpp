@@ -1,16 +1,20 @@
 // Trimming and escaping: nothing is read or written beside the buffers, and nothing is changed but
 // what is meant to be.
+#include <algorithm>
 #include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "tonvale/media.h"
 
 namespace {
 
 constexpr std::string_view kBlanks = " \n\r\t";
+constexpr std::size_t kLongestEscape = 6;
 
 void Check(bool holds) {
     if (!holds) {
@@ -37,6 +41,23 @@ std::string Unescaped(std::string_view text) {
     return plain;
 }
 
+// Escapes into so much room and no more.
+void CheckEscaped(const std::string &input, std::size_t room) {
+    std::vector<char> escaped(room, '\x01');
+    VARNHtmlSpecialChar(input.c_str(), escaped.data(), room);
+    if (input.empty() || room / kLongestEscape < input.size()) {
+        Check(std::all_of(escaped.begin(), escaped.end(), [](char c) { return c == '\x01'; }));
+        return;
+    }
+    const std::size_t length = strnlen(escaped.data(), room);
+    Check(length < room);
+    std::string text(escaped.data(), length);
+    Check(text.find_first_of("<>\"") == text.npos);
+    const bool isCut = input.find_first_not_of('"') == input.npos && room == text.size() + 1 &&
+                       room == input.size() * kLongestEscape;
+    Check(Unescaped(isCut ? text + ";" : text) == input);
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
@@ -49,12 +70,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
                               kBlanks.find(trimmed.back()) == kBlanks.npos));
     Check(input.find(trimmed) != input.npos);
 
-    std::string escaped(input.size() * 6 + 1, '\x01');
-    VARNHtmlSpecialChar(input.c_str(), escaped.data(), escaped.size());
-    if (!input.empty()) {
-        escaped.resize(std::strlen(escaped.c_str()));
-        Check(escaped.find_first_of("<>\"") == escaped.npos);
-        Check(Unescaped(escaped) == input);
-    }
+    const std::size_t enough = input.size() * kLongestEscape;
+    CheckEscaped(input, enough + 1);
+    CheckEscaped(input, enough);
+    CheckEscaped(input, enough > 0 ? enough - 1 : 0);
+    CheckEscaped(input, size > 0 ? data[0] : 0);
     return 0;
 }

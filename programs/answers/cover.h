@@ -30,10 +30,10 @@ struct Picture {
 // the package's account.
 bool IsPicture(const std::string &path);
 
-// The cover of a song, or of a folder. The small copy is made where it is missing; where that fails,
-// and the log tells why, or as many as there are processors are being made, the picture itself is
-// answered. Throws a Failure when there is none, or
-// what is there is no picture that a browser shows. Leaves the process as the package's account.
+// The cover of a song, or of a folder. The small copy is made where it is missing. Where that
+// fails, which the log tells, or too many are being made, the picture itself is answered. Throws a
+// Failure when there is none, or what is there is no picture that a browser shows. Leaves the
+// process as the package's account.
 Picture OpenCoverOf(const std::string &path, CoverSize size);
 
 // The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the

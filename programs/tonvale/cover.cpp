@@ -11,6 +11,7 @@
 #include <string>
 #include <vector>
 
+#include "answers/as_root.h"
 #include "answers/cover.h"
 #include "command.h"
 #include "database.h"
@@ -93,8 +94,12 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
         return "not looked for: its path has no extension to put .no_image in place of";
     }
     const std::string marker = file.substr(0, file.rfind('.')) + ".no_image";
-    struct stat info = {};
-    if (!isFolder && stat(marker.c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
+    const auto isMarked = [&] {
+        const tonvale_answers::AsRoot root;  // as the library looks
+        struct stat info = {};
+        return stat(marker.c_str(), &info) == 0 && S_ISREG(info.st_mode);
+    };
+    if (!isFolder && isMarked()) {
         return "marked as having none by " + marker;
     }
     const std::string folder = isFolder ? file : file.substr(0, file.rfind('/'));
@@ -216,15 +221,40 @@ fs::path WholePath(std::string file, std::error_code &error) {
     return fs::canonical(full.parent_path(), error) / name;
 }
 
-// Writes the picture that the web API would answer. False, with a message, when it cannot be
-// written.
-bool WriteOutput(const std::string &output, const tonvale_answers::Picture &picture) {
+// False with errno set.
+bool WriteFile(const std::string &path, const char *mode, const tonvale_answers::Picture &picture) {
     const std::unique_ptr<std::FILE, tonvale_answers::FileCloser> file(
-        std::fopen(output.c_str(), "wbe"));
+        std::fopen(path.c_str(), mode));
     const auto write = [&](std::string_view bytes) {
         return std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
     };
-    if (!file || !tonvale_answers::CopyPicture(picture, write) || std::fflush(file.get()) != 0) {
+    return file && tonvale_answers::CopyPicture(picture, write) && std::fflush(file.get()) == 0;
+}
+
+// Writes beside a file and puts the result in its place, so that what was there stays when that
+// fails. A device is written itself. False with errno set.
+bool ReplaceFile(const std::string &output, const tonvale_answers::Picture &picture) {
+    std::error_code error;
+    const fs::path target = fs::weakly_canonical(output, error);
+    if (error || (fs::exists(target, error) && !fs::is_regular_file(target, error))) {
+        return WriteFile(output, "wbe", picture);
+    }
+    const std::string fresh = target.string() + "." + std::to_string(getpid());
+    if (!WriteFile(fresh, "wbxe", picture) || rename(fresh.c_str(), target.c_str()) != 0) {
+        const int reason = errno;
+        if (reason != EEXIST) {
+            unlink(fresh.c_str());
+        }
+        errno = reason;
+        return false;
+    }
+    return true;
+}
+
+// Writes the picture that the web API would answer. False, with a message, when it cannot be
+// written.
+bool WriteOutput(const std::string &output, const tonvale_answers::Picture &picture) {
+    if (!ReplaceFile(output, picture)) {
         Complain("cannot write " + Printable(output) + ": " + std::strerror(errno));
         return false;
     }
@@ -249,6 +279,10 @@ int ShowCover(CoverOptions options) {
         return kFailed;
     }
     options.file = full.string();
+    if (options.scale && fs::is_directory(full, error)) {
+        Complain("--scale makes the small copy of a song; name one in the folder");
+        return kUsage;
+    }
     const Report report = LookForCover(options);
     options.json ? PrintJson(report) : Print(report);
     if (report.failed) {

@@ -1,4 +1,5 @@
 #include "data_download/transfer.h"
+#include "data_download/sinks.h"
 
 #include <algorithm>
 #include <chrono>
@@ -54,9 +55,27 @@ TEST_F(TransferTest, TriesAgainAfterATimeOut) {
         EXPECT_EQ(transfer.Run(server.Url(), 0, sink), outcome) << slow;
         EXPECT_GE(std::chrono::steady_clock::now() - start, (attempts - 1) * kShort.pause);
         EXPECT_EQ(sink.attempts, attempts);
+        EXPECT_EQ(server.Requests().size(), static_cast<std::size_t>(attempts));
         EXPECT_EQ(sink.text, outcome == Outcome::kAnswered ? "the body, whole" : "the body")
             << "each attempt begins anew";
     }
+}
+
+TEST_F(TransferTest, LeavesNothingOfAnEarlierAttempt) {
+    std::string text;
+    Tonvale::download::TextSink memory(text);
+    const std::string path = scratch() / "download";
+    Tonvale::download::FileSink file(path.c_str());
+    for (Tonvale::download::Sink *sink :
+         std::initializer_list<Tonvale::download::Sink *>{&memory, &file}) {
+        for (const char *bytes : {"a long first part", "short"}) {
+            ASSERT_TRUE(sink->Restart());
+            ASSERT_TRUE(sink->Write(bytes));
+        }
+    }
+    EXPECT_EQ(text, "short");
+    EXPECT_TRUE(file.Keep());
+    EXPECT_EQ(ReadFile(path), "short");
 }
 
 TEST_F(TransferTest, TriesAgainWhenANameIsNotResolved) {

@@ -60,6 +60,9 @@ TEST_F(CoverCommandTest, MakesTheSmallCopy) {
     const Finished made = Tonvale({"cover", "--scale", song});
     EXPECT_EQ(made.status, 0) << made.err;
     EXPECT_TRUE(Contains(made.out, "VARNAUDIO_ART_NBAUDIO.jpg")) << made.out;
+    const Finished folder = Tonvale({"cover", "--scale", Music()});
+    EXPECT_EQ(folder.status, 2) << "a folder has no small copy";
+    EXPECT_TRUE(Contains(folder.err, "--scale")) << folder.err;
     EXPECT_TRUE(std::filesystem::exists(EaDir(song) / "VARNAUDIO_ART_NBAUDIO.jpg"));
     EXPECT_TRUE(Contains(Results(Cover(song)), "small copy: ready"));
     SetTime(EaDir(song) / "VARNAUDIO_ART_NBAUDIO.jpg", 0);
@@ -114,6 +117,15 @@ TEST_F(CoverCommandTest, WritesThePicture) {
         EXPECT_EQ(run.status, status) << message;
         EXPECT_TRUE(Contains(run.err, message)) << run.err;
     }
+    // What was there is replaced as a whole, and not written over.
+    const Path earlier = Put(scratch() / "outputs" / "earlier", "earlier");
+    const Path replaced = scratch() / "outputs" / "replaced";
+    std::filesystem::create_hard_link(earlier, replaced);
+    EXPECT_EQ(Tonvale({"cover", song, "--output", replaced}).status, 0);
+    EXPECT_EQ(ReadFile(replaced), ReadFile(cover));
+    EXPECT_EQ(ReadFile(earlier), "earlier");
+    using Entries = std::filesystem::directory_iterator;
+    EXPECT_EQ(std::distance(Entries(earlier.parent_path()), Entries()), 2);
 }
 
 }  // namespace

@@ -111,7 +111,8 @@ TEST_F(StarsTest, ADeletedSongTakesItsRecordAlongAndOneOfAnUnregisteredFolderDoe
 TEST_F(StarsTest, SongsThatMoveTakeTheirRecordsAlong) {
     const auto put = [](const std::string &name, const std::string &title) {
         const fs::path path = PutTagged(name, title);
-        std::ofstream(path, std::ios::app) << std::string(1000, title.front());  // its own audio
+        // Audio of its own, of a size of its own: files may be of one time.
+        std::ofstream(path, std::ios::app) << std::string(title.front() * 10U, title.front());
     };
     const auto move = [](const char *from, const char *to) {
         fs::create_directories((Music() / to).parent_path());
