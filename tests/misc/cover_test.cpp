@@ -55,7 +55,7 @@ TEST_F(CoverPathTest, FindsTheEmbeddedPicture) {
     }
     // A link leads to what is another user's.
     Put(scratch() / "private" / "song.mp3" / "APIC.jpg");
-    fs::remove_all(EaDir(song));
+    fs::create_directories(EaDir(song).parent_path());
     fs::create_directory_symlink(scratch() / "private" / "song.mp3", EaDir(song));
     EXPECT_EQ(Embedded(song), "none");
     fs::remove_all(song.parent_path() / "@eaDir");
