@@ -32,7 +32,7 @@ TEST_F(VerbTest, RefusalsAreShown) {
         {{"add", "/nothere"}, 2, "there is no queue file /nothere"},
         {{"add", "nothere"}, 2, "absolute path"},
         {{"add", "/" + std::string(9000, 'p')}, 2, "more than the player can be told"},
-        {{"save", "/nothere/queue"}, 1, "cannot be written"},
+        {{"save", "/nothere/queue"}, 1, "no queue file can be written"},
         {{"play", "99"}, 2, "Bad song index"},
         {{"play", "1x"}, 2, "no whole number"},
         {{"select", "99"}, 2, "Bad song index"},
