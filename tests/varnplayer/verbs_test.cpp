@@ -66,7 +66,12 @@ TEST_F(VerbTest, EveryCommandHasAWord) {
         {"save", written},         {"seek", "0"},
     };
     for (const auto &words : kCommands) {
-        const Finished finished = Player(words);
+        // The music player daemon refuses some while it opens its output; an addition counts once.
+        Finished finished;
+        Comes([&](const Json::Value &) {
+            finished = Player(words);
+            return finished.status == 0 || words[0] == "add";
+        });
         EXPECT_EQ(finished.status, 0) << words[0] << finished.err;
     }
     EXPECT_TRUE(fs::exists(written));
@@ -95,10 +100,15 @@ TEST_F(VerbTest, EveryCommandHasAWord) {
         EXPECT_TRUE(Contains(out, shown)) << words[0] << ": " << out;
         EXPECT_EQ(out.find('\x1B'), out.npos) << "a name that clears the screen";
     }
-    EXPECT_EQ(Player({"delete", "0"}).status, 0);
-    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 1);
-    EXPECT_EQ(Player({"clear"}).status, 0);
-    EXPECT_EQ(Songs(0, 1)["total"].asInt(), 0);
+    // Now and then the music player daemon does what it is told once a song has ended, and the answer
+    // does not wait for that.
+    const auto holds = [](int songs) {
+        return Comes([&](const Json::Value &) { return Songs(0, 1)["total"] == songs; });
+    };
+    Player({"delete", "0"});
+    EXPECT_TRUE(holds(1));
+    Player({"clear"});
+    EXPECT_TRUE(holds(0));
 }
 
 TEST_F(VerbWithoutPlayerTest, ToldByWhy) {
