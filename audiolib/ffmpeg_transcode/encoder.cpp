@@ -24,7 +24,8 @@ constexpr std::size_t kDiscardBlock = 262144;
 constexpr std::size_t kMostMoved = 1 << 20;
 constexpr int kPipeSize = 1 << 18;
 constexpr ssize_t kLargePiece = 64 * 1024;
-constexpr std::chrono::milliseconds kMoment{1};
+// Short enough for a fast encoder not to fill the pipe meanwhile and wait.
+constexpr std::chrono::microseconds kMoment{300};
 
 // The argument vector in the form of exec(3). Empty, logged, when memory is short.
 std::vector<char *> ArgumentVector(const std::string &program, const Arguments &arguments) {
