@@ -21,6 +21,7 @@
 
 #include "tonvale/action.h"
 #include "tonvale/library.h"
+#include "varn/crypt.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
 
@@ -95,18 +96,9 @@ void Reap() {
 }
 
 std::string Base64(const std::string &text) {
-    constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string encoded;
-    for (std::size_t i = 0; i < text.size(); i += 3) {
-        uint32_t bits = 0;
-        for (std::size_t k = 0; k < 3; ++k) {
-            bits = bits << 8 | (i + k < text.size() ? static_cast<unsigned char>(text[i + k]) : 0);
-        }
-        for (std::size_t k = 0; k < 4; ++k) {
-            encoded += i + k > text.size() ? '=' : kDigits[bits >> (18 - 6 * k) & 63];
-        }
-    }
-    return encoded;
+    std::string encoded(text.size() * 2 + 8, '\0');
+    VLIBCBase64SzEncodeOneLine(text.c_str(), encoded.data(), encoded.size());
+    return encoded.c_str();
 }
 
 // Asks the web server and reads until there is a byte of the answer's body.

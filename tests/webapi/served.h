@@ -12,6 +12,7 @@
 
 #include "programs/command.h"
 #include "support/fixture.h"
+#include "varn/crypt.h"
 #include "varn/host.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
@@ -21,18 +22,9 @@
 namespace tonvale_test {
 
 inline std::string Base64(const std::string &text) {
-    constexpr char kDigits[] = "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789+/";
-    std::string encoded;
-    for (std::size_t i = 0; i < text.size(); i += 3) {
-        uint32_t bits = 0;
-        for (std::size_t k = 0; k < 3; ++k) {
-            bits = bits << 8 | (i + k < text.size() ? static_cast<unsigned char>(text[i + k]) : 0);
-        }
-        for (std::size_t k = 0; k < 4; ++k) {
-            encoded += i + k > text.size() ? '=' : kDigits[bits >> (18 - 6 * k) & 63];
-        }
-    }
-    return encoded;
+    std::string encoded(text.size() * 2 + 8, '\0');
+    VLIBCBase64SzEncodeOneLine(text.c_str(), encoded.data(), encoded.size());
+    return encoded.c_str();
 }
 
 // True as soon as something holds, within a second.
