@@ -84,6 +84,9 @@ struct Method {
     bool isMedia = false;        // answers with an HTTP answer of its own
 };
 
+// In a table of methods, that one changes something.
+inline constexpr bool kChanges = true;
+
 template <typename Made>
 std::unique_ptr<ActionHandler> Make(const Request &request) {
     return std::make_unique<Made>(request);

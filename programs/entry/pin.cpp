@@ -105,8 +105,6 @@ class Reorder : public PinAction {
     }
 };
 
-constexpr bool kChanges = true;
-
 constexpr Method kMethods[] = {
     {"list", Make<List>},
     {"pin", Make<Pin>, kChanges},

@@ -202,13 +202,13 @@ class PasswordTest : public PlayerAction {
 };
 
 constexpr Method kMethods[] = {
-    {"control", Make<Control>, true},
-    {"equalizer", Make<Equalizer>, true},
+    {"control", Make<Control>, kChanges},
+    {"equalizer", Make<Equalizer>, kChanges},
     {"info", Make<Info>},
     {"list", Make<List>},
-    {"password_test", Make<PasswordTest>, true},
-    {"queue", Make<Queue>, true},
-    {"volume", Make<Volume>, true},
+    {"password_test", Make<PasswordTest>, kChanges},
+    {"queue", Make<Queue>, kChanges},
+    {"volume", Make<Volume>, kChanges},
 };
 
 }  // namespace

@@ -202,13 +202,13 @@ class RemoveGone : public Edit {
 
 constexpr Method kMethods[] = {{"list", Make<List>},
                                {"get", Make<Get>},
-                               {"create", Make<Create>, true},
-                               {"rename", Make<Rename>, true},
-                               {"delete", Make<Delete>, true},
-                               {"add", Make<Add>, true},
-                               {"remove", Make<Remove>, true},
-                               {"replace", Make<Replace>, true},
-                               {"remove_missing", Make<RemoveGone>, true}};
+                               {"create", Make<Create>, kChanges},
+                               {"rename", Make<Rename>, kChanges},
+                               {"delete", Make<Delete>, kChanges},
+                               {"add", Make<Add>, kChanges},
+                               {"remove", Make<Remove>, kChanges},
+                               {"replace", Make<Replace>, kChanges},
+                               {"remove_missing", Make<RemoveGone>, kChanges}};
 
 }  // namespace
 

@@ -104,7 +104,7 @@ class Set : public Action {
     std::vector<std::pair<std::string, std::string>> preferences_;
 };
 
-constexpr Method kMethods[] = {{"get", Make<Get>}, {"set", Make<Set>, true}};
+constexpr Method kMethods[] = {{"get", Make<Get>}, {"set", Make<Set>, kChanges}};
 
 }  // namespace
 

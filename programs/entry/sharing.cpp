@@ -111,8 +111,6 @@ class UnshareSong : public LinkAction {
     }
 };
 
-constexpr bool kChanges = true;
-
 constexpr Method kMethods[] = {
     {"get", Make<Get>},
     {"list", Make<List>},

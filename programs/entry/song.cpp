@@ -69,8 +69,10 @@ class Rate : public Action {
     }
 };
 
-constexpr Method kMethods[] = {
-    {"list", Make<List>}, {"search", Make<Search>}, {"get", Make<Get>}, {"rate", Make<Rate>, true}};
+constexpr Method kMethods[] = {{"list", Make<List>},
+                               {"search", Make<Search>},
+                               {"get", Make<Get>},
+                               {"rate", Make<Rate>, kChanges}};
 
 }  // namespace
 
