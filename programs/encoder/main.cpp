@@ -2,7 +2,9 @@
 //
 // The library asks for a WAV header without tags, and names a container by the extension of its
 // files. Debian's build has no such switch, and other names for some containers; this program says
-// the same in its words and becomes it.
+// the same in its words and becomes it. It also keeps it to sound: left to itself ffmpeg goes by the
+// contents of a file, and a list of other files under the name of a song would make it read those,
+// with the rights that it was started with.
 #include <unistd.h>
 
 #include <strings.h>
@@ -14,6 +16,11 @@
 namespace {
 
 constexpr char kProgram[] = "/usr/bin/ffmpeg";
+
+// What a file of this machine may be: containers of sound, no lists and no descriptions of others.
+constexpr char kContainers[] =
+    "aac,ac3,aiff,amr,ape,asf,au,caf,dsf,dts,eac3,flac,flv,iff,loas,matroska,mov,mp3,mpc,mpc8,mpeg,"
+    "mpegts,ogg,shn,tak,tta,voc,w64,wav,wv";
 
 struct Phrase {
     std::string_view option;
@@ -46,12 +53,22 @@ const Phrase *Find(const char *option, const char *value) {
     return nullptr;
 }
 
+bool NamesLocalFile(const char *option, const char *value) {
+    return value != nullptr && std::string_view(option) == "-i" && value[0] == '/';
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     std::vector<char *> words = {const_cast<char *>(kProgram)};
     for (int i = 1; i < argc; ++i) {
         const Phrase *phrase = Find(argv[i], argv[i + 1]);
+        if (NamesLocalFile(argv[i], argv[i + 1])) {
+            for (const char *word :
+                 {"-protocol_whitelist", "file", "-format_whitelist", kContainers}) {
+                words.push_back(const_cast<char *>(word));
+            }
+        }
         if (phrase == nullptr) {
             words.push_back(argv[i]);
             continue;

@@ -112,4 +112,16 @@ TEST_F(RealEncoder, AnnouncesNoMoreThanItMaySend) {
     }
 }
 
+TEST_F(RealEncoder, ReadsNoOtherFileThanTheSong) {
+    const std::string hidden = fs::path(Make("hidden.wav", 1, "")).filename();
+    const std::pair<const char *, std::string> lists[] = {
+        {"concat.mp3", "ffconcat version 1.0\nfile " + hidden + "\n"},
+        {"hls.mp3", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" + hidden + "\n"},
+    };
+    for (const auto &[name, text] : lists) {
+        std::ofstream(scratch() / name) << text;
+        EXPECT_EQ(Transcode(Song(scratch() / name, 1), "mp3").body, "") << name;
+    }
+}
+
 }  // namespace
