@@ -2,13 +2,30 @@
 
 #include <libxml/parser.h>
 #include <libxml/tree.h>
+#include <syslog.h>
 
 #include <memory>
 #include <utility>
 
+#include "varn/late_library.h"
+
 namespace mediaserver {
 
 namespace {
+
+// Loaded with the first document: most runs of the programs read none.
+struct Libxml : varn::LateLibrary {
+    Libxml() noexcept : LateLibrary("libxml2.so.2") {}
+
+    decltype(&::xmlReadMemory) readMemory = Find("xmlReadMemory");
+    decltype(&::xmlDocGetRootElement) docGetRootElement = Find("xmlDocGetRootElement");
+    decltype(&::xmlFreeDoc) freeDoc = Find("xmlFreeDoc");
+};
+
+const Libxml &Xml() noexcept {
+    static const Libxml library;
+    return library;
+}
 
 std::optional<Element> ElementFrom(const xmlNode *node) {
     while (node != nullptr && node->type != XML_ELEMENT_NODE) {
@@ -70,14 +87,18 @@ std::optional<Element> Element::Find(std::string_view name) const {
 
 bool ReadXml(std::string_view text, const std::function<void(const Element &root)> &read) {
     constexpr int kQuiet = XML_PARSE_NOERROR | XML_PARSE_NOWARNING | XML_PARSE_NONET;
+    if (!Xml()) {
+        syslog(LOG_ERR, "Failed to load libxml2 (%s)", Xml().Problem());
+        return false;
+    }
     if (!std::in_range<int>(text.size())) {
         return false;
     }
     const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
-        xmlReadMemory(text.data(), static_cast<int>(text.size()), "description.xml", nullptr,
-                      kQuiet),
-        xmlFreeDoc);
-    const xmlNode *root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+        Xml().readMemory(text.data(), static_cast<int>(text.size()), "description.xml", nullptr,
+                         kQuiet),
+        Xml().freeDoc);
+    const xmlNode *root = document ? Xml().docGetRootElement(document.get()) : nullptr;
     if (root != nullptr) {
         read(Element(*root));
     }
