@@ -32,7 +32,7 @@ using tonvale_bench::RunStatement;
 using tonvale_bench::SecondsSince;
 using Flags = std::array<int, VARN_JOIN_TABLES>;
 
-constexpr uid_t kUser = 1030;
+constexpr uid_t kUser = 1024;  // the first account of a new system
 constexpr int kPage = 100;
 
 // Two keywords: one title has the first, and a tenth of all titles the second, which is in artists'

@@ -19,7 +19,7 @@ using tonvale_bench::Die;
 using tonvale_bench::RunStatement;
 using tonvale_bench::SecondsSince;
 
-constexpr uid_t kUser = 1030;
+constexpr uid_t kUser = 1024;  // the first account of a new system
 constexpr int kPage = 100;
 
 struct Case {

@@ -23,7 +23,7 @@ using tonvale_bench::Die;
 using tonvale_bench::PgResult;
 using tonvale_bench::SecondsSince;
 
-constexpr uid_t kUser = 1024;
+constexpr uid_t kUser = 1024;  // the first account of a new system
 constexpr char kUserName[] = "admin";
 constexpr int kPage = 1000;
 
