@@ -1,9 +1,9 @@
--- A library of any size for tests of plans and for measurements: generate_library(tracks).
+-- A library of any size for tests of plans and for measurements: generate_library(tracks, rater).
 --
 -- Ten tracks an album, three albums an artist, twenty genres of which every tenth track has two,
--- one track in fifty virtual (a file of its own, split into four), one in seven rated by user 1024,
--- the first account of a new system.
-CREATE OR REPLACE FUNCTION pg_temp.generate_library(tracks integer) RETURNS void
+-- one track in fifty virtual (a file of its own, split into four), one in seven rated by the user
+-- `rater`.
+CREATE OR REPLACE FUNCTION pg_temp.generate_library(tracks integer, rater integer) RETURNS void
 LANGUAGE plpgsql AS $$
 BEGIN
     CREATE TEMP TABLE generated ON COMMIT DROP AS
@@ -49,6 +49,6 @@ BEGIN
                                           id / 50 * 50)
       FROM generated WHERE is_virtual;
     INSERT INTO rating_track (userid, track, star)
-    SELECT 1024, id + 1, id % 6 FROM generated WHERE id % 7 = 0;
+    SELECT rater, id + 1, id % 6 FROM generated WHERE id % 7 = 0;
 END
 $$;

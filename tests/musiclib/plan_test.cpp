@@ -14,7 +14,7 @@ class LibraryPlan : public tonvale_test::DatabaseTest {
     void SetUp() override {
         DatabaseTest::SetUp();
         Query(ReadFile(TONVALE_SOURCE_DIR "/bench/generated_library.sql") +
-              "; SELECT pg_temp.generate_library(20000)");
+              "; SELECT pg_temp.generate_library(20000, " + std::to_string(kAlice) + ")");
         Settle();
     }
 

@@ -1,15 +1,12 @@
 // The catalogue of playlists, and what the indexer is told.
 #include <array>
-#include <csignal>
 #include <cstring>
 
-#include "platform/child.h"
 #include "playlist/playlist_test.h"
 #include "tonvale/media.h"
 
 namespace {
 
-using tonvale_test::HoldsInChild;
 using tonvale_test::Songs;
 using tonvale_test::Texts;
 
@@ -235,35 +232,7 @@ TEST_F(PlaylistCatalogue, SmartLists) {
     }
 }
 
-// ---- programs -----------------------------------------------------------------------------------
-
-TEST(Exec, StatusOfAProgram) {
-    const auto run = [](const char *script, int wait) {
-        std::string shell = "sh";
-        std::string option = "-c";
-        std::string text = script;
-        const std::array<char *, 4> argv = {shell.data(), option.data(), text.data(), nullptr};
-        return VARNExec("/bin/sh", argv.data(), wait);
-    };
-    EXPECT_EQ(run("exit 7", 1), 7);
-    EXPECT_EQ(run("kill -9 $$", 1), -1);
-    EXPECT_EQ(run("for f in 0 1 2; do [ /proc/self/fd/$f -ef /dev/null ] || exit 1; done", 1), 0);
-    std::string name = "none";
-    const std::array<char *, 2> argv = {name.data(), nullptr};
-    EXPECT_EQ(VARNExec("/no/such/program", argv.data(), 1), 255);
-    EXPECT_EQ(VARNExec(nullptr, argv.data(), 1), -1);
-    EXPECT_TRUE(HoldsInChild([&] {
-        struct sigaction action = {};
-        action.sa_handler = SIG_DFL;
-        action.sa_flags = SA_NOCLDWAIT;
-        sigaction(SIGCHLD, &action, nullptr);
-        EXPECT_EQ(run("exit 7", 1), 7) << "the status is kept";
-        sigaction(SIGCHLD, nullptr, &action);
-        EXPECT_NE(action.sa_flags & SA_NOCLDWAIT, 0) << "put back";
-    }));
-    EXPECT_EQ(run("exit 7", 0), 0);
-    EXPECT_GT(wait(nullptr), 0);
-}
+// ---- places -------------------------------------------------------------------------------------
 
 TEST(UsbVolumes, ByMountOrDevice) {
     struct Case {

@@ -2,7 +2,6 @@
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/resource.h>
-#include <sys/wait.h>
 #include <syslog.h>
 #include <unistd.h>
 
@@ -203,35 +202,6 @@ TEST_F(PlaylistWrite, TwoWritersAtOnce) {
     }
     ASSERT_EQ(Write(MakeSongs({Record(1, In("c"))}).get(), path), 0) << "nobody holds the lock";
     EXPECT_EQ(ReadFile(path), "[playlist]\r\nFile1=c\r\nNumberOfEntries=1\r\nVersion=2\r\n");
-}
-
-// Whatever a writer had done when it was killed reads as the begin of its list.
-TEST_F(PlaylistWrite, AKilledWriterLeavesABegin) {
-    for (const std::string name : {"k.m3u", "k.pls", "k.wpl"}) {
-        std::vector<VARN_MEDIA_INFO> records;
-        for (int i = 1000; i < 3000; ++i) {
-            records.push_back(Record(1, In(std::to_string(i))));
-        }
-        const Songs songs = MakeSongs(records);
-        for (int after : {0, 300, 3000, 9000}) {
-            const pid_t writer = StartInChild([&] {
-                for (;;) {
-                    Write(songs.get(), In(name));
-                }
-            });
-            usleep(after + 20000);
-            kill(writer, SIGKILL);
-            waitpid(writer, nullptr, 0);
-            int count = -1;
-            Read(In(name), &count, 0, -1);
-            EXPECT_GE(count, 0);
-            const Texts left = Shown(Read(In(name)));
-            for (std::size_t i = 0; i < left.size(); ++i) {
-                ASSERT_EQ(left[i], "0 " + In(std::to_string(1000 + i))) << name;
-            }
-            EXPECT_EQ(Write(songs.get(), In(name)), 0) << "its lock went with it";
-        }
-    }
 }
 
 TEST_F(PlaylistWrite, AFullDiskIsAFailure) {

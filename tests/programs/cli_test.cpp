@@ -138,64 +138,6 @@ TEST_F(CommandLineTest, FiltersMatchHostileTextAndNothingElse) {
     EXPECT_EQ(Songs({"--genre", "Other"})["total"].asInt(), id);
 }
 
-TEST_F(CommandLineTest, SortsInBothDirections) {
-    const struct {
-        const char *title;
-        const char *album;
-        const char *artist;
-        const char *path;
-        int year;
-        int track;
-    } kRows[] = {{"éa", "X", "Z", "/b", 2001, 2},
-                 {"Eb", "y", "a", "/a", 1999, 3},
-                 {"f", "W", "M", "/c", 2010, 1}};
-    for (int id = 0; const auto &[title, album, artist, path, year, track] : kRows) {
-        TrackRow row = Track(++id, title);
-        row.album = album;
-        row.artist = artist;
-        row.path = path;
-        row.year = year;
-        row.track = track;
-        Store(row);
-    }
-    const struct {
-        const char *sortBy;
-        std::vector<int> ids;
-    } kCases[] = {{"title", {1, 2, 3}}, {"artist", {2, 3, 1}}, {"album", {3, 1, 2}},
-                  {"year", {2, 1, 3}},  {"track", {3, 1, 2}},  {"path", {2, 1, 3}}};
-    for (auto [sortBy, ids] : kCases) {
-        EXPECT_EQ(Ids({"--sort-by", sortBy}), ids) << sortBy;
-        std::reverse(ids.begin(), ids.end());
-        EXPECT_EQ(Ids({"--sort-by", sortBy, "--sort-direction", "desc"}), ids) << sortBy;
-    }
-    for (const char *sortBy :
-         {"album_artist", "composer", "genre", "disc", "duration", "bitrate", "date", "random"}) {
-        EXPECT_EQ(Ids({"--sort-by", sortBy, "--limit", "2"}).size(), 2u) << sortBy;
-    }
-}
-
-TEST_F(CommandLineTest, ShowsEachUserHisLibrary) {
-    Store(Track(1, "shared"));
-    TrackRow hers = Track(2, "hers");
-    hers.userid = kAlice;
-    Store(hers);
-    using Ints = std::vector<int>;
-    EXPECT_EQ(Ids({"--user", "alice"}), (Ints{2, 1}));
-    EXPECT_EQ(Ids({"--user", "alice", "--library", "personal"}), Ints{2});
-    EXPECT_EQ(Ids({"--user", "alice", "--library", "shared"}), Ints{1});
-    EXPECT_EQ(Ids({"--user", "bob"}), Ints{1});
-    EXPECT_EQ(Songs({"--user", "bob", "--library", "personal"})["total"].asInt(), 0);
-
-    // With personal libraries switched off, page and total agree on the shared one.
-    WriteFile(varn::path::kPackageConf, "enable_personal_library=\"no\"\n");
-    const Json::Value page = Songs({"--user", "alice"});
-    EXPECT_EQ(page["songs"].size(), 1u);
-    EXPECT_EQ(page["total"].asInt(), 1);
-    const Finished personal = Tonvale({"songs", "--user", "alice", "--library", "actual_personal"});
-    EXPECT_EQ(personal.status, 2);
-    EXPECT_TRUE(Contains(personal.err, "actual_shared")) << personal.err;
-}
-
 TEST_F(CommandLineTest, PagesThroughTheLibrary) {
     std::string all;
     for (int id = 1; id <= 5; ++id) {
