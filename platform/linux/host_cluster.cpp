@@ -17,6 +17,7 @@
 #include "linux/credentials.h"
 #include "linux/host_support.h"
 #include "linux/spawn.h"
+#include "varn/as_package.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
@@ -187,7 +188,7 @@ Postmaster ReadPostmaster() {
 // server included; a server that was killed may wait as a zombie, which has no folder, for a
 // parent that never asks.
 bool IsAlive(const Postmaster &server) {
-    const AsPackageAccount account;  // root alone may not be shown another account's folder
+    const AsPackage account;  // root alone may not be shown another account's folder
     std::error_code error;
     return server.pid > 0 &&
            fs::equivalent("/proc/" + std::to_string(server.pid) + "/cwd", DataDir(), error);

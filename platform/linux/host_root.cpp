@@ -1,9 +1,7 @@
-#include <grp.h>
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/un.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -17,6 +15,7 @@
 #include "linux/files.h"
 #include "linux/host_support.h"
 #include "varn/account.h"
+#include "varn/as_package.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -198,7 +197,7 @@ Outcome PrepareAccounts(const std::string &root) {
 
 // The database server runs as the package account, which must be able to come to its folders.
 Outcome CheckPassable(const std::string &root) {
-    const AsPackageAccount account;
+    const AsPackage account;
     if (!account) {
         return Outcome::Problem("cannot switch to the account Tonvale of " +
                                 SystemPath(path::kPasswd));
@@ -380,27 +379,6 @@ Outcome RootLock::Problem() const {
     }
     errno = error_;
     return Failed("lock", SystemPath(kLockedFolder));
-}
-
-AsPackageAccount::AsPackageAccount() : uid_(geteuid()), gid_(getegid()) {
-    const int count = getgroups(0, nullptr);
-    groups_.resize(static_cast<std::size_t>(std::max(count, 0)));
-    if (count > 0 && getgroups(count, groups_.data()) != count) {
-        return;
-    }
-    good_ = ResetCredentialsByName(kPackageAccount) == 0;
-}
-
-AsPackageAccount::~AsPackageAccount() {
-    if (geteuid() == uid_ && getegid() == gid_) {
-        return;
-    }
-    // Only root may set the groups; the ids of before may be anybody's.
-    if (VLIBSetEffective(0, static_cast<gid_t>(-1)) != 0 ||
-        setgroups(groups_.size(), groups_.data()) != 0 || VLIBSetEffective(uid_, gid_) != 0) {
-        syslog(LOG_ERR, "cannot switch back to the user id %u: %s", static_cast<unsigned>(uid_),
-               std::strerror(errno));
-    }
 }
 
 }  // namespace varn::host

@@ -8,6 +8,7 @@
 
 #include "linux/host_support.h"
 #include "linux/schema_steps.h"
+#include "varn/as_package.h"
 #include "varn/db.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
@@ -71,7 +72,7 @@ Outcome Connect(Connection &conn) {
         return Outcome::Problem("there is no database in " + data + " yet: run 'tonvale init" +
                                 RootOption() + "'");
     }
-    const AsPackageAccount account;
+    const AsPackage account;
     const bool local = HasCluster() || IsSocket(SystemPath(path::kDatabaseSocket));
     const std::string socketDir = SystemPath(path::kDatabaseSocketDir);
     conn.reset(VARNDBConnect(local ? socketDir.c_str() : nullptr, kPackageAccount, nullptr,

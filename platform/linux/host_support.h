@@ -1,12 +1,9 @@
-// What the parts of varn/host.h share: the package's account, and taking turns.
+// What the parts of varn/host.h share: the owner of what they make, and taking turns.
 #pragma once
-
-#include <sys/types.h>
 
 #include <chrono>
 #include <optional>
 #include <string>
-#include <vector>
 
 #include "linux/host_files.h"
 
@@ -19,24 +16,6 @@ inline constexpr std::chrono::milliseconds kPollInterval{20};
 // Whom a file of the package account belongs to: empty unless this process is root, because nobody
 // else can give files away, and needs to.
 std::optional<Owner> PackageOwner();
-
-// Runs as the package's account, where the process may, for the length of a scope.
-class AsPackageAccount {
-  public:
-    AsPackageAccount();
-    ~AsPackageAccount();
-    AsPackageAccount(const AsPackageAccount &) = delete;
-    AsPackageAccount &operator=(const AsPackageAccount &) = delete;
-
-    // False when the account does not exist or the switch was refused.
-    explicit operator bool() const { return good_; }
-
-  private:
-    uid_t uid_;
-    gid_t gid_;
-    std::vector<gid_t> groups_;
-    bool good_ = false;
-};
 
 // Keeps other processes from changing the root's settings and its cluster for the length of a
 // scope. The lock is on a folder that only the package's account and root can open, so nothing is

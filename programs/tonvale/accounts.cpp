@@ -17,16 +17,9 @@ std::string PreferenceFolder(const std::string &name) {
     return folder.data();
 }
 
-AsPackageAccount::AsPackageAccount()
-    : wasRoot_(geteuid() == 0), good_(ResetCredentialsByName(varn::kPackageAccount) == 0) {
-    if (!good_) {
+AsPackageAccount::AsPackageAccount() {
+    if (!*this) {
         Complain(std::string("cannot switch to the account ") + varn::kPackageAccount);
-    }
-}
-
-AsPackageAccount::~AsPackageAccount() {
-    if (wasRoot_ && good_ && ResetCredentialsByName("root") != 0) {
-        Complain("cannot switch back to root");
     }
 }
 

@@ -3,26 +3,17 @@
 
 #include <string>
 
+#include "varn/as_package.h"
+
 namespace tonvale_cli {
 
 // A user's preference folder, "" for a name that can have none.
 std::string PreferenceFolder(const std::string &name);
 
-// Runs as the package's account for the length of a scope, where the process may switch: what is
-// written then is that account's own.
-class AsPackageAccount {
+// varn::AsPackage with a message when the switch failed.
+class AsPackageAccount : public varn::AsPackage {
   public:
     AsPackageAccount();
-    ~AsPackageAccount();
-    AsPackageAccount(const AsPackageAccount &) = delete;
-    AsPackageAccount &operator=(const AsPackageAccount &) = delete;
-
-    // False, with a message, when the switch failed.
-    explicit operator bool() const { return good_; }
-
-  private:
-    bool wasRoot_;
-    bool good_;
 };
 
 }  // namespace tonvale_cli

@@ -4,25 +4,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
 #include <cstdio>
 
 namespace varnindex {
-namespace {
-
-bool WriteAll(int fd, std::string_view data) {
-    while (!data.empty()) {
-        const ssize_t put = ::write(fd, data.data(), data.size());
-        if (put < 0 && errno != EINTR) {
-            return false;
-        }
-        data.remove_prefix(static_cast<std::size_t>(std::max<ssize_t>(put, 0)));
-    }
-    return true;
-}
-
-}  // namespace
 
 Descriptor OpenEaFolder(const std::string &eaDir) {
     constexpr int kFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
@@ -59,7 +44,7 @@ bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *
     if (!file) {
         return false;
     }
-    if (WriteAll(file.Get(), data) && ::fchmod(file.Get(), 0644) == 0 &&
+    if (varn::WriteAll(file.Get(), data) && ::fchmod(file.Get(), 0644) == 0 &&
         ::renameat(folder.Get(), temporary, folder.Get(), name.c_str()) == 0) {
         return true;
     }

@@ -8,12 +8,9 @@
 
 #include <algorithm>
 #include <array>
-#include <exception>
-#include <memory>
 #include <string_view>
 
-#include "varn/account.h"
-#include "varn/process.h"
+#include "varn/as_package.h"
 #include "varn/systempath.h"
 
 namespace varnindex {
@@ -72,13 +69,8 @@ std::string ReadWhole(const Descriptor &fd, const std::string &path) {
 }
 
 void WriteWhole(const Descriptor &fd, std::string_view text, const std::string &path) {
-    while (!text.empty()) {
-        const ssize_t put = ::write(fd.Get(), text.data(), text.size());
-        if (put >= 0) {
-            text.remove_prefix(static_cast<std::size_t>(put));
-        } else if (errno != EINTR) {
-            throw SystemError(path);
-        }
+    if (!varn::WriteAll(fd.Get(), text)) {
+        throw SystemError(path);
     }
 }
 
@@ -95,36 +87,10 @@ bool HasText(const std::string &path) {
     return ::lstat(path.c_str(), &info) == 0 && info.st_size > 0;
 }
 
-// Files that this makes belong to the package's account, as far as this process may: the library
-// sends as that account.
-class AsPackage {
-  public:
-    AsPackage() : uid_(::geteuid()), gid_(::getegid()) {
-        PVARN_USER found = nullptr;
-        if (VARNUserGet(kPackageAccount, &found) == 0) {
-            const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
-            switched_ = VLIBSetEffective(user->uid, user->gid) == 0;
-        }
-    }
-    // Going back is the one way that cannot be refused.
-    ~AsPackage() {
-        if (switched_ && VLIBSetEffective(uid_, gid_) != 0) {
-            std::terminate();
-        }
-    }
-    AsPackage(const AsPackage &) = delete;
-    AsPackage &operator=(const AsPackage &) = delete;
-
-  private:
-    uid_t uid_;
-    gid_t gid_;
-    bool switched_ = false;
-};
-
 // The file of the taken notices for this process alone; none when another one works on it.
 Descriptor OpenTaken() {
     for (;;) {
-        const AsPackage account;
+        const varn::AsPackage account;  // the library sends as that account
         Descriptor taken = OpenPlain(TakenPath(), O_RDWR | O_APPEND | O_CREAT);
         if (!taken) {
             throw SystemError(TakenPath());
@@ -237,7 +203,7 @@ void SpooledNotices::Done() {
 
 // The lock, not the socket's file, tells who listens: the file outlives a crash.
 NoticeSocket::NoticeSocket() {
-    const AsPackage account;
+    const varn::AsPackage account;
     lock_ = OpenPlain(LockPath(), O_RDONLY | O_CREAT);
     if (!lock_) {
         throw SystemError(LockPath());

@@ -27,7 +27,7 @@ constexpr int kBacklog = 16;
 // Started by root, what is made belongs to the package: it must be able to do the same. The
 // package's own group need not be the one of its user's number. Whatever the name leads to by now,
 // it is the opened file that is given away.
-void GiveToPackage(const Descriptor &file, const std::string &name) {
+void GiveToPackage(const varn::UniqueFd &file, const std::string &name) {
     PVARN_USER package = nullptr;
     if (geteuid() != 0 || VARNUserGet(varn::kPackageAccount, &package) != 0) {
         return;
@@ -62,7 +62,7 @@ Lock::Lock()
 ControlSocket::ControlSocket()
     : path_(SystemPath(varn::path::kPlayerSocket)),
       listener_(DomainSocketCreate(path_.c_str(), kBacklog)) {
-    const Descriptor file(open(path_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    const varn::UniqueFd file(open(path_.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
     struct stat made {};
     if (listener_.Get() < 0 || file.Get() < 0 || fstat(file.Get(), &made) != 0) {
         throw Refused("cannot listen at " + path_);

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "descriptor.h"
+#include "varn/descriptor.h"
 
 namespace varnplayer {
 
@@ -16,7 +16,7 @@ class Lock {
     Lock();
 
   private:
-    Descriptor file_;
+    varn::UniqueFd file_;
 };
 
 // The control socket, in the package's hands. Throws Refused when it cannot be made. At the end its
@@ -31,7 +31,7 @@ class ControlSocket {
 
   private:
     std::string path_;
-    Descriptor listener_;
+    varn::UniqueFd listener_;
     dev_t device_ = 0;
     ino_t inode_ = 0;
 };

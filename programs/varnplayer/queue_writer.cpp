@@ -22,8 +22,8 @@ constexpr mode_t kMode = 0644;
 constexpr char kTemporary[] = ".queue.XXXXXX";
 
 // The queue file that is there, its lock held; nothing where there is none.
-Descriptor LockedQueue(const std::string &path) {
-    Descriptor file(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+varn::UniqueFd LockedQueue(const std::string &path) {
+    varn::UniqueFd file(open(path.c_str(), O_WRONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     if (file.Get() < 0 && errno == ENOENT) {
         return file;
     }
@@ -39,7 +39,7 @@ Descriptor LockedQueue(const std::string &path) {
 }
 
 // What a file that takes another's place may be opened for is what the other could be.
-mode_t ModeLike(const Descriptor &before) {
+mode_t ModeLike(const varn::UniqueFd &before) {
     struct stat info {};
     return before.Get() >= 0 && fstat(before.Get(), &info) == 0 ? info.st_mode & 0777 : kMode;
 }
@@ -51,7 +51,7 @@ QueueWriter::QueueWriter(const std::string &path) : QueueWriter(path, LockedQueu
     Write(&fresh.playerInfo(), sizeof(__tag_PlayerInfo__));
 }
 
-QueueWriter::QueueWriter(const std::string &path, Descriptor before)
+QueueWriter::QueueWriter(const std::string &path, varn::UniqueFd before)
     : path_(path),
       temporary_(path.substr(0, path.rfind('/') + 1) + kTemporary),
       before_(std::move(before)),

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "descriptor.h"
+#include "varn/descriptor.h"
 #include "varn/mediaindex.h"
 
 namespace varnplayer {
@@ -24,13 +24,13 @@ class QueueWriter {
     void Finish();
 
   private:
-    QueueWriter(const std::string &path, Descriptor before);
+    QueueWriter(const std::string &path, varn::UniqueFd before);
     void Write(const void *block, std::size_t size);
 
     std::string path_;
     std::string temporary_;  // in the same folder; "" once it is in its place
-    Descriptor before_;      // what is there until then, if anything is
-    Descriptor file_;
+    varn::UniqueFd before_;  // what is there until then, if anything is
+    varn::UniqueFd file_;
 };
 
 }  // namespace varnplayer

@@ -12,9 +12,9 @@
 #include <system_error>
 #include <vector>
 
-#include "descriptor.h"
 #include "mpd.h"
 #include "tonvale/players.h"
+#include "varn/descriptor.h"
 #include "varn/player.h"
 
 namespace varnplayer {
@@ -29,7 +29,7 @@ constexpr std::size_t kMostClients = 64;  // more wait for their turn
 // One conversation: a message, and its answer.
 class Client {
   public:
-    explicit Client(Descriptor socket) : socket_(std::move(socket)) {}
+    explicit Client(varn::UniqueFd socket) : socket_(std::move(socket)) {}
 
     pollfd Wish() const {
         return {socket_.Get(), static_cast<short>(isAnswered_ ? POLLOUT : POLLIN), 0};
@@ -79,7 +79,7 @@ class Client {
         return sent_ < answer_.size();
     }
 
-    Descriptor socket_;
+    varn::UniqueFd socket_;
     Clock::time_point deadline_ = Clock::now() + kPatience;
     VARN_AUDIO_CTRL_MSG message_ = {};
     std::size_t got_ = 0;
@@ -143,7 +143,7 @@ void Serve(int listener, const Signals &signals, const std::function<void()> &ch
         }
         GoOn(clients, entries.data() + 2, player);
         if (entries[1].revents != 0) {
-            Descriptor client(SocketAccept(listener));
+            varn::UniqueFd client(SocketAccept(listener));
             if (client.Get() >= 0) {
                 clients.push_back(std::make_unique<Client>(std::move(client)));
             }

@@ -3,7 +3,7 @@
 
 #include <chrono>
 
-#include "descriptor.h"
+#include "varn/descriptor.h"
 
 namespace varnplayer {
 
@@ -18,7 +18,7 @@ class Signals {
     bool EndIsAsked(std::chrono::milliseconds patience = {}) const;
 
   private:
-    Descriptor fd_;
+    varn::UniqueFd fd_;
     mutable bool ended_ = false;
 };
 
