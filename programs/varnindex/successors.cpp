@@ -61,9 +61,15 @@ constexpr const char kTrackPairs[] =
     " JOIN virtual_info_track ni ON ni.file_track = p.new JOIN track n ON n.id = ni.track"
     " WHERE n.track = o.track ORDER BY o.id, n.id";
 
-// Before the old rows go.
+// Whoever gives a star meanwhile waits: it would go to a row that is on its way to another id.
+constexpr const char kLockStars[] = "LOCK TABLE rating_track IN SHARE ROW EXCLUSIVE MODE";
+
+// Before the old rows go. What the copy has of stars besides the same ones was given since it was
+// chosen, and counts more than the stars of a row whose file is gone.
 constexpr const char kInherit[] =
-    "DELETE FROM rating_track r USING pair WHERE r.track = pair.new;"
+    "DELETE FROM rating_track r USING pair WHERE r.track = pair.new AND r.star = 0;"
+    "DELETE FROM rating_track r USING pair, rating_track n WHERE r.track = pair.old"
+    " AND n.track = pair.new AND n.userid = r.userid;"
     "UPDATE rating_track r SET track = pair.new FROM pair WHERE r.track = pair.old;"
     "UPDATE track t SET date = g.date FROM pair JOIN track g ON g.id = pair.old"
     " WHERE t.id = pair.new";
@@ -199,6 +205,7 @@ void AddNumbers(Database &database, std::vector<MovedSong> &songs, const std::ve
 void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs,
                   std::vector<MovedSong> moved, Reporter &reporter) {
     Transaction transaction(database);
+    database.Execute(kLockStars);
     moved = OnlyMoved(database, std::move(moved));
     AddNumbers(database, moved, gone);
     const std::string tracks = TrackPairs(database, songs);

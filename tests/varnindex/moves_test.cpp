@@ -6,10 +6,13 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "varnindex/gone.h"
 #include "varnindex/scan_fixture.h"
+#include "varnindex/successors.h"
 
 namespace {
 
@@ -192,6 +195,36 @@ TEST_F(MovesTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
                     " virtual_info_track.track"),
               "2");
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
+}
+
+// Somebody rates the copies while the scan is at work that has found their originals gone.
+TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
+    PutTagged("a/1.mp3", "First");
+    PutTagged("a/2.mp3", "Second song");
+    Index();
+    Rate("true", 5);
+    fs::copy(Music() / "a", Music() / "b");
+    Index();
+    const auto ids = [](const std::string &folder) {
+        std::vector<int> found;
+        for (const auto &row :
+             Query("SELECT id FROM track WHERE path LIKE '%/" + folder + "/%' ORDER BY path")) {
+            found.push_back(std::stoi(row[0]));
+        }
+        return found;
+    };
+    const std::vector<int> originals = ids("a");
+    varnindex::Database database;
+    std::ostringstream warnings;
+    varnindex::Reporter reporter(warnings, false, varnindex::Reporter::Detail::kAll);
+    const auto pairs = FindSuccessors(database, varnindex::Folders::Configured(), originals);
+    Rate("path LIKE '%/b/1.mp3'", 2);
+    Query("INSERT INTO rating_track SELECT 1031, id, 3 FROM track WHERE path LIKE '%/b/2.mp3'");
+    Succeed(database, pairs, reporter, nullptr);
+    EXPECT_EQ(ids("b"), originals);
+    EXPECT_EQ(Query("SELECT title, r.userid, star FROM (SELECT id, title FROM track) t"
+                    " JOIN rating_track r ON r.track = id ORDER BY title, star"),
+              (Rows{{"First", "0", "2"}, {"Second song", "1031", "3"}, {"Second song", "0", "5"}}));
 }
 
 // Known names, and other songs behind them.
