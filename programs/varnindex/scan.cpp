@@ -371,15 +371,20 @@ void Scan::StoreAtItsPath(ReadWork read) {
 }
 
 // The sheet whose tracks a row keeps, because it cannot be used just now; without a path when there
-// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings.
+// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings. So they have
+// while the file is copied over itself, and too short for them.
 UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
     const auto &sheets = read.work.sheets;
-    if (options_.purge || !(read.isOwnSheetUnusable || (sheets && sheets->HasUnusable()))) {
+    const bool isTooShort = HasAnyTrack(database_, id, read.behindEnd);
+    const bool isAnyUnusable =
+        isTooShort || read.isOwnSheetUnusable || (sheets && sheets->HasUnusable());
+    if (options_.purge || !isAnyUnusable) {
         return {};
     }
     UsedSheet used = ReadUsedSheet(database_, id);
     const bool isUnusable =
-        used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name());
+        isTooShort ||
+        (used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name()));
     if (used.path.empty() || !isUnusable) {
         return {};
     }
