@@ -64,8 +64,8 @@ void DeleteSongs(Database &database, const std::string &ids) {
     database.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
 }
 
-Store::Store(Database &database, Writes writes, Reporter &reporter)
-    : database_(database), writes_(writes), reporter_(reporter) {
+Store::Store(Database &database, Writes writes, SharedLists &lists, Reporter &reporter)
+    : database_(database), writes_(writes), lists_(lists), reporter_(reporter) {
     database_.Execute(kCreateStaging);
 }
 
@@ -156,9 +156,7 @@ void Store::RemoveRows() {
         AddId(ids, id);
     }
     if (!ids.empty()) {
-        for (const std::string &problem : RemoveRecords(database_, ids)) {
-            reporter_.Warn(problem);
-        }
+        reporter_.WarnOfAll(RemoveRecords(database_, ids));
         DeleteSongs(database_, ids);
     }
 }
@@ -320,9 +318,8 @@ void Store::WriteSongs() {
     if (!batch.stars.empty()) {
         database_.CopyIn(kCopyStars, batch.stars);
     }
-    for (const std::string &problem : MoveRecords(database_, moved)) {
-        reporter_.Warn(problem);
-    }
+    reporter_.WarnOfAll(MoveRecords(database_, moved));
+    reporter_.WarnOfAll(lists_.Move(moved));
 }
 
 void Store::WriteStamps() {

@@ -203,7 +203,7 @@ void AddNumbers(Database &database, std::vector<MovedSong> &songs, const std::ve
 }
 
 void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs,
-                  std::vector<MovedSong> moved, Reporter &reporter) {
+                  std::vector<MovedSong> moved, SharedLists &lists, Reporter &reporter) {
     Transaction transaction(database);
     database.Execute(kLockStars);
     moved = OnlyMoved(database, std::move(moved));
@@ -221,9 +221,8 @@ void SucceedBatch(Database &database, const std::vector<int> &gone, const std::s
         database.Execute(std::string("UPDATE ") + table +
                          " t SET track = pair.old FROM pair WHERE t.track = pair.new");
     }
-    for (const std::string &problem : MoveRecords(database, moved)) {
-        reporter.Warn(problem);
-    }
+    reporter.WarnOfAll(MoveRecords(database, moved));
+    reporter.WarnOfAll(lists.Move(moved));
     transaction.Commit();
 }
 
@@ -257,8 +256,8 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     return successions;
 }
 
-void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter,
-             StopQuestion isStopped) {
+void Succeed(Database &database, const std::vector<Succession> &successions, SharedLists &lists,
+             Reporter &reporter, StopQuestion isStopped) {
     for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
         StopIfAsked(isStopped);
         const std::size_t end = std::min(start + kBatchPairs, successions.size());
@@ -270,7 +269,7 @@ void Succeed(Database &database, const std::vector<Succession> &successions, Rep
             gone.push_back(successions[i].gone);
             moved.push_back({successions[i].gone, "", successions[i].path});
         }
-        SucceedBatch(database, gone, songs, std::move(moved), reporter);
+        SucceedBatch(database, gone, songs, std::move(moved), lists, reporter);
     }
 }
 
