@@ -67,6 +67,9 @@ void DeleteSongs(Database &database, const std::string &ids) {
 Store::Store(Database &database, Writes writes, SharedLists &lists, Reporter &reporter)
     : database_(database), writes_(writes), lists_(lists), reporter_(reporter) {
     database_.Execute(kCreateStaging);
+    if (writes_ == Writes::kAll) {
+        reporter_.WarnOfAll(SettleRecords(database_));  // of a scan that was killed
+    }
 }
 
 void Store::Add(Song song, std::vector<VirtualSong> tracks) {
@@ -120,6 +123,7 @@ void Store::Flush() {
         WriteSongs();
         WriteStamps();
         transaction.Commit();
+        reporter_.WarnOfAll(SettleRecords(database_));
     }
     items_.clear();
     removed_.clear();
@@ -156,7 +160,7 @@ void Store::RemoveRows() {
         AddId(ids, id);
     }
     if (!ids.empty()) {
-        reporter_.WarnOfAll(RemoveRecords(database_, ids));
+        NoteRemoved(database_, ids);
         DeleteSongs(database_, ids);
     }
 }
@@ -318,7 +322,7 @@ void Store::WriteSongs() {
     if (!batch.stars.empty()) {
         database_.CopyIn(kCopyStars, batch.stars);
     }
-    reporter_.WarnOfAll(MoveRecords(database_, moved));
+    NoteMoved(database_, moved);
     reporter_.WarnOfAll(lists_.Move(moved));
 }
 

@@ -221,9 +221,10 @@ void SucceedBatch(Database &database, const std::vector<int> &gone, const std::s
         database.Execute(std::string("UPDATE ") + table +
                          " t SET track = pair.old FROM pair WHERE t.track = pair.new");
     }
-    reporter.WarnOfAll(MoveRecords(database, moved));
+    NoteMoved(database, moved);
     reporter.WarnOfAll(lists.Move(moved));
     transaction.Commit();
+    reporter.WarnOfAll(SettleRecords(database));
 }
 
 }  // namespace
