@@ -40,8 +40,9 @@ void CheckFile(const CueFile &file) {
 void CheckSongs(const CueSheet &sheet, std::size_t index, float duration) {
     Song file;
     file.duration = duration;
-    const auto songs = SplitSong(file, sheet, index, "sheet.cue");
-    Require(songs.size() <= sheet.files[index].tracks.size(), "no song without a track");
+    const auto [songs, behindEnd] = SplitSong(file, sheet, index, "sheet.cue");
+    Require(songs.size() + behindEnd.size() == sheet.files[index].tracks.size(),
+            "each track is a song or behind the end");
     for (std::size_t i = 0; i < songs.size(); ++i) {
         Require(!songs[i].song.title.empty(), "a song has a title");
         const bool open = duration <= 0 && i + 1 == songs.size();
@@ -56,7 +57,8 @@ void CheckName(const std::string &name) {
     const auto found = AudioNames(names).Find(name, name);
     Require(!found || *found == names[0] || *found == names[1] || *found == names[2],
             "what is found is there");
-    Require(AudioNames({"other.flac", name}).Find(name, "") == name, "a file of this name is found");
+    Require(AudioNames({"other.flac", name}).Find(name, "") == name,
+            "a file of this name is found");
 }
 
 }  // namespace

@@ -20,7 +20,7 @@ struct Range {
 };
 
 // Tags of an MP3 file stand in front (ID3v2) and behind (APE, ID3v1).
-Range AudioRange(TagLib::File &file, TagLib::IOStream &stream) {
+Range AudioRange(TagLib::File &file, BoundedStream &stream) {
     if (const auto *const dsd = dynamic_cast<DsdFile *>(&file)) {
         return {dsd->Audio().begin, dsd->Audio().end};
     }
@@ -29,19 +29,21 @@ Range AudioRange(TagLib::File &file, TagLib::IOStream &stream) {
     if (mpeg == nullptr) {
         return range;
     }
+    stream.AllowSearch();  // again for what it has found once
     range.begin = std::max(mpeg->firstFrameOffset(), 0L);
     if (mpeg->hasID3v1Tag()) {
         range.end -= 128;
     }
     if (mpeg->hasAPETag() || range.end < range.begin) {
-        range.end = std::max(mpeg->lastFrameOffset(), range.begin);
+        const long last = mpeg->lastFrameOffset();  // none behind a tag that is too large
+        range.end = last > range.begin ? last : std::max(stream.length(), range.begin);
     }
     return range;
 }
 
 }  // namespace
 
-std::int64_t Fingerprint(TagLib::File &file, TagLib::IOStream &stream) {
+std::int64_t Fingerprint(TagLib::File &file, BoundedStream &stream) {
     Hasher hash;
     // The encoder of FLAC has stored a checksum of all samples.
     if (auto *const flac = dynamic_cast<TagLib::FLAC::File *>(&file);
@@ -56,9 +58,10 @@ std::int64_t Fingerprint(TagLib::File &file, TagLib::IOStream &stream) {
     const long length = range.end - range.begin;
     hash.Add(length);
     for (const long offset : {0L, length / 3, 2 * (length / 3), length - kBlock}) {
-        stream.seek(range.begin + std::max(offset, 0L));
-        const long wanted = std::min(kBlock, length - std::max(offset, 0L));
-        const TagLib::ByteVector block = stream.readBlock(std::max(wanted, 0L));
+        const long start = std::max(offset, 0L);
+        const long wanted = std::clamp(length - start, 0L, kBlock);
+        const TagLib::ByteVector block =
+            stream.BlockAt(range.begin + start, static_cast<unsigned long>(wanted));
         hash.Add(std::string_view(block.data(), block.size()));
     }
     return hash.Value();

@@ -3,12 +3,15 @@
 #include <algorithm>
 #include <cerrno>
 #include <filesystem>
+#include <set>
 #include <system_error>
 
+#include "format.h"
 #include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/host.h"
 #include "varn/packageconf.h"
+#include "varn/systempath.h"
 #include "walk.h"
 
 namespace varnindex {
@@ -35,6 +38,45 @@ bool HasAccount(unsigned userid) {
     const bool found = VARNUserGetByUID(userid, &user) == 0;
     VARNUserFree(user);
     return found;
+}
+
+// Whose a home music folder is that no listed account has.
+unsigned OwnerOfUnlisted(const std::string &name, const fs::path &music) {
+    PVARN_USER user = nullptr;
+    const bool found =
+        AudioFile::GetHomeMusicPath(name) == music && VARNUserGet(name.c_str(), &user) == 0;
+    const unsigned owner = found ? user->uid : kNobody;
+    VARNUserFree(user);
+    return owner;
+}
+
+// A shared folder around all homes makes nobody's music everybody's: not that of an account which
+// is found by its name alone, nor what was left behind by one that is gone, as long as nothing in
+// that home is registered itself.
+void AddUnlistedHomes(const std::vector<std::string> &shared, std::vector<OwnedFolder> &homes) {
+    std::error_code error;
+    const fs::path all = fs::canonical(SystemPath(varn::path::kHomes), error);
+    const auto isAnyShared = [&](auto is) { return std::any_of(shared.begin(), shared.end(), is); };
+    const bool isShared = !error && isAnyShared([&](const std::string &folder) {
+        return IsBelow(Normal(folder), all.native());
+    });
+    std::set<std::string> listed;
+    for (const OwnedFolder &home : homes) {
+        listed.insert(home.path);
+    }
+    if (!isShared) {
+        return;
+    }
+    for (fs::directory_iterator at(all, error), end; !error && at != end; at.increment(error)) {
+        const fs::path music = at->path() / "music";
+        const bool isRegistered = isAnyShared([&](const std::string &folder) {
+            return IsBelow(at->path().native(), Normal(folder));
+        });
+        std::error_code missing;
+        if (!listed.contains(music) && !isRegistered && fs::is_directory(music, missing)) {
+            homes.push_back({music, OwnerOfUnlisted(at->path().filename(), music)});
+        }
+    }
 }
 
 }  // namespace
@@ -77,7 +119,11 @@ Folders Folders::Configured() {
             }
         }
     }
-    Folders folders(varn::host::IndexedFolders(), std::move(homes), std::move(unseen));
+    const std::vector<std::string> shared = varn::host::IndexedFolders();
+    if (IsPersonalLibraryEnabled()) {
+        AddUnlistedHomes(shared, homes);
+    }
+    Folders folders(shared, std::move(homes), std::move(unseen));
     folders.accountsUnknown_ = unknown;
     folders.hasHomes_ = IsPersonalLibraryEnabled();
     return folders;

@@ -176,13 +176,13 @@ FolderSheets SheetsBeside(const std::string &path) {
 
 void PrintSheet(const Song &song, const std::string &embedded) {
     FolderSheets beside = SheetsBeside(song.path);
-    auto tracks = beside.Split(song);
+    auto tracks = beside.Split(song).songs;
     for (const std::string &problem : beside.TakeProblems()) {
         Print("cue sheet problem", problem);
     }
     if (!embedded.empty()) {
         std::string problem;
-        auto own = SplitByEmbedded(song, embedded, problem);
+        auto own = SplitByEmbedded(song, embedded, problem).songs;
         PrintSome("cue sheet problem", problem);
         tracks = tracks.empty() ? std::move(own) : std::move(tracks);
     }

@@ -83,10 +83,13 @@ Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
 }
 
 std::optional<Event> Merge::Next() {
-    if (!found_ && !walkEnded_) {
+    while (!found_ && !walkEnded_) {
         found_ = walk_.Next();
         walkEnded_ = !found_;
         kept_ = {};
+        if (found_ && found_->kind == Found::Kind::kFile && OwnerOf(found_->path) == kNobody) {
+            found_.reset();
+        }
     }
     const KnownRow *const front = known_.Front();
     if (!found_) {
@@ -122,7 +125,10 @@ Event Merge::WithoutFile(Event::Kind kind) {
     Event event{kind};
     event.work.known = std::move(*known_.Front());
     known_.Pop();
-    if (kind == Event::Kind::kGone && !purge_ && folders_.IsUnseen(event.work.known.userid)) {
+    const KnownRow &row = event.work.known;
+    const bool isKept =
+        folders_.IsUnseen(row.userid) || (row.userid != 0 && OwnerOf(row.path) == kNobody);
+    if (kind == Event::Kind::kGone && !purge_ && isKept) {
         event.kind = Event::Kind::kKept;
     }
     return event;

@@ -13,6 +13,30 @@ namespace {
 // A song holds some hundred bytes, but a cue sheet with a hundred tracks and long texts millions.
 constexpr std::size_t kMostDoneBytes = 8U << 20;
 
+// By a sheet beside the song, or else the one in its tags.
+void AddTracks(ReadWork &read) {
+    const Song &song = *read.result.song;
+    ReadResult &result = read.result;
+    SplitSongs split;
+    if (read.work.sheets) {
+        split = read.work.sheets->Split(song);
+        read.warnings = read.work.sheets->TakeProblems();
+    }
+    if (split.songs.empty() && split.behindEnd.empty() && !result.embeddedCue.empty()) {
+        std::string problem;
+        split = SplitByEmbedded(song, result.embeddedCue, problem);
+        read.isOwnSheetUnusable = !problem.empty();
+        result.warning = read.isOwnSheetUnusable ? problem : result.warning;
+    }
+    if (!split.behindEnd.empty()) {
+        result.warning = "it ends before track " + std::to_string(split.behindEnd.front()) +
+                         " of its cue sheet begins";
+    }
+    result.embeddedCue.clear();
+    read.tracks = std::move(split.songs);
+    read.behindEnd = std::move(split.behindEnd);
+}
+
 // Of a song and the tracks that may get a new row.
 void AddStars(ReadWork &read) {
     Song &song = *read.result.song;
@@ -116,16 +140,8 @@ void Readers::Read(ReadWork &read) const {
         song.userid = work.userid;
         if (work.sheets) {
             song.sheetStamp = work.sheets->Stamp();
-            read.tracks = work.sheets->Split(song);
-            read.warnings = work.sheets->TakeProblems();
         }
-        if (read.tracks.empty() && !read.result.embeddedCue.empty()) {
-            std::string problem;
-            read.tracks = SplitByEmbedded(song, read.result.embeddedCue, problem);
-            read.isOwnSheetUnusable = !problem.empty();
-            read.result.warning = read.isOwnSheetUnusable ? problem : read.result.warning;
-        }
-        read.result.embeddedCue.clear();
+        AddTracks(read);
         if (work.hasAttributes) {
             AddStars(read);
         }

@@ -34,6 +34,7 @@ struct ReadWork {
     Work work;
     ReadResult result;
     std::vector<VirtualSong> tracks;    // of a cue sheet
+    std::vector<int> behindEnd = {};    // numbers of those for which the file is too short
     std::vector<std::string> warnings;  // for a person, of the folder's cue sheets
     bool isOwnSheetUnusable = false;    // the one in the song's tags
 };

@@ -7,6 +7,7 @@
 #include <system_error>
 #include <utility>
 
+#include "copy_rows.h"
 #include "names.h"
 #include "stars.h"
 #include "varn/sql.h"
@@ -16,8 +17,19 @@ namespace {
 
 constexpr int kWhole = -1;  // in place of a track's number: the song itself
 
-constexpr const char kRowsAt[] =
-    "SELECT id, path FROM track WHERE NOT is_virtual AND path IN (@VARN:NEVAR)";
+constexpr const char kCopyDue[] = "COPY due_record (path, number, song, is_moved) FROM STDIN";
+constexpr const char kNoteRemoved[] =
+    "INSERT INTO due_record (path, number, song, is_moved)"
+    " SELECT path, -1, 0, false FROM track WHERE id = ANY ('{@VARN:NEVAR}') UNION ALL"
+    " SELECT v.path, v.track, 0, false FROM virtual_info_track i JOIN track v ON v.id = i.track"
+    " WHERE i.file_track = ANY ('{@VARN:NEVAR}')";
+
+// With the row that is at the path: another one may be there, too, that is going to leave.
+constexpr const char kDue[] =
+    "SELECT d.path, d.number, coalesce(max(m.id), max(t.id), 0) AS song,"
+    " bool_or(d.is_moved) AS is_moved FROM due_record d"
+    " LEFT JOIN track t ON t.path = d.path AND NOT t.is_virtual"
+    " LEFT JOIN track m ON m.id = d.song AND m.path = d.path GROUP BY d.path, d.number";
 
 constexpr const char kStars[] =
     "SELECT s.song, s.number, r.userid, r.star FROM (SELECT id, id AS song, -1 AS number FROM track"
@@ -26,46 +38,12 @@ constexpr const char kStars[] =
     " WHERE i.file_track = ANY ('{@VARN:NEVAR}')) s"
     " JOIN rating_track r ON r.track = s.id WHERE r.star > 0 ORDER BY r.userid";
 
-constexpr const char kRecordsOf[] =
-    "SELECT path, -1 AS number FROM track WHERE id = ANY ('{@VARN:NEVAR}') UNION ALL"
-    " SELECT v.path, v.track FROM virtual_info_track i JOIN track v ON v.id = i.track"
-    " WHERE i.file_track = ANY ('{@VARN:NEVAR}')";
-
-// What there may be of records at a path.
-struct Place {
-    int id = 0;             // the row that is there; 0: none
-    std::set<int> numbers;  // of tracks
-};
-
-using PlacesByPath = std::map<std::string, Place>;
 using StarsOfRows = std::map<std::pair<int, int>, std::vector<Star>>;  // by id and number
 
-PlacesByPath PlacesOf(Database &database, const std::vector<MovedSong> &songs) {
-    PlacesByPath places;
-    std::string paths;
-    for (const MovedSong &song : songs) {
-        for (const std::string *path : {&song.from, &song.to}) {
-            places[*path].numbers.insert(song.numbers.begin(), song.numbers.end());
-        }
-        paths += (paths.empty() ? "" : ",") + Made(varn::Sql("'@VARN:VAR'", song.from));
-    }
-    const Rows rows = database.Query(Made(varn::Sql(kRowsAt, paths)));
-    for (int row = 0; row < rows.Count(); ++row) {
-        places.at(rows.Field(row, "path")).id = static_cast<int>(rows.Number(row, "id"));
-    }
-    // Another row may be there yet that is going to leave.
-    for (const MovedSong &song : songs) {
-        places.at(song.to).id = song.id;
-    }
-    return places;
-}
-
-StarsOfRows StarsAt(Database &database, const PlacesByPath &places) {
+StarsOfRows StarsOf(Database &database, const std::set<int> &songs) {
     std::string ids;
-    for (const auto &[path, place] : places) {
-        if (place.id != 0) {  // which tracks have that lost their file
-            ids += (ids.empty() ? "" : ",") + std::to_string(place.id);
-        }
+    for (const int id : songs) {
+        ids += (ids.empty() ? "" : ",") + std::to_string(id);
     }
     StarsOfRows stars;
     const Rows rows = database.Query(Made(varn::Sql(kStars, ids, ids)));
@@ -76,6 +54,11 @@ StarsOfRows StarsAt(Database &database, const PlacesByPath &places) {
         stars[{number("song"), number("number")}].push_back({number("userid"), number("star")});
     }
     return stars;
+}
+
+void AppendDue(std::string &rows, const std::string &path, int number, int song) {
+    AppendEscaped(rows, path);
+    rows += '\t' + std::to_string(number) + '\t' + std::to_string(song) + "\tt\n";
 }
 
 void BringInStep(const std::string &path, const std::vector<Star> &wanted,
@@ -117,32 +100,47 @@ std::vector<MovedSong> OnlyMoved(Database &database, std::vector<MovedSong> song
     return moved;
 }
 
-std::vector<std::string> MoveRecords(Database &database, const std::vector<MovedSong> &songs) {
-    std::vector<std::string> problems;
-    if (songs.empty()) {
-        return problems;
-    }
-    const PlacesByPath places = PlacesOf(database, songs);
-    StarsOfRows stars = StarsAt(database, places);
-    for (const auto &[path, place] : places) {
-        BringInStep(path, stars[{place.id, kWhole}], problems);
-        for (const int number : place.numbers) {
-            BringInStep(TrackRecordPath(path, number), stars[{place.id, number}], problems);
+void NoteMoved(Database &database, const std::vector<MovedSong> &songs) {
+    std::string rows;
+    for (const MovedSong &song : songs) {
+        std::set<int> numbers = song.numbers;
+        numbers.insert(kWhole);
+        for (const int number : numbers) {
+            AppendDue(rows, song.from, number, 0);
+            AppendDue(rows, song.to, number, song.id);
         }
     }
-    return problems;
+    if (!rows.empty()) {
+        database.CopyIn(kCopyDue, rows);
+    }
 }
 
-std::vector<std::string> RemoveRecords(Database &database, const std::string &ids) {
+void NoteRemoved(Database &database, const std::string &ids) {
+    database.Execute(Made(varn::Sql(kNoteRemoved, ids, ids)));
+}
+
+std::vector<std::string> SettleRecords(Database &database) {
     std::vector<std::string> problems;
-    const Rows rows = database.Query(Made(varn::Sql(kRecordsOf, ids, ids)));
-    for (int row = 0; row < rows.Count(); ++row) {
-        const std::string path = rows.Field(row, "path");
-        const int number = static_cast<int>(rows.Number(row, "number"));
-        if (IsGone(path)) {
-            BringInStep(number == kWhole ? path : TrackRecordPath(path, number), {}, problems);
+    const Rows due = database.Query(kDue);
+    if (due.Count() == 0) {
+        return problems;
+    }
+    std::set<int> songs;
+    for (int row = 0; row < due.Count(); ++row) {
+        songs.insert(static_cast<int>(due.Number(row, "song")));
+    }
+    StarsOfRows stars = StarsOf(database, songs);
+    for (int row = 0; row < due.Count(); ++row) {
+        const std::string path = due.Field(row, "path");
+        const int number = static_cast<int>(due.Number(row, "number"));
+        const int song = static_cast<int>(due.Number(row, "song"));
+        const bool isMoved = *due.Field(row, "is_moved") == 't';
+        if (isMoved || IsGone(path)) {
+            BringInStep(number == kWhole ? path : TrackRecordPath(path, number),
+                        isMoved ? stars[{song, number}] : std::vector<Star>(), problems);
         }
     }
+    database.Execute("DELETE FROM due_record");
     return problems;
 }
 

@@ -22,15 +22,25 @@ struct MovedSong {
 // what has not moved is left out. Throws DatabaseError, as below.
 std::vector<MovedSong> OnlyMoved(Database &database, std::vector<MovedSong> songs);
 
-// Makes the records at the old and new paths, and those of the tracks, what the library knows of
-// the rows that are there, whatever came along with a file: a song that takes a name must not take
-// the stars of the one before. To be called in the transaction that gives the rows their new paths,
-// behind that: a scan that is killed before its end does all of it again. Returns what went wrong,
-// for a person.
-std::vector<std::string> MoveRecords(Database &database, const std::vector<MovedSong> &songs);
+// A rating record lies beside its song, on a disk that may be slow or asleep, and files take no part in
+// a transaction. So what has to be done to records is written into the library together with what is
+// done to the rows, and done when that is committed: a rollback leaves the records as they are, and
+// what a killed scan has not done any more is known to the next one. All of these throw
+// DatabaseError.
 
-// Removes the records of rows that are about to go, and of their tracks, where the file is gone, too:
-// another song of that name must not take the stars. `ids` in decimal, with commas between them.
-std::vector<std::string> RemoveRecords(Database &database, const std::string &ids);
+// Notes the records at the old and new paths of these, and those of the tracks. To be called in the
+// transaction that gives the rows their new paths.
+void NoteMoved(Database &database, const std::vector<MovedSong> &songs);
+
+// Notes the records of rows that are about to go, and of their tracks. `ids` in decimal, with commas
+// between them. To be called in the transaction that removes the rows, before that.
+void NoteRemoved(Database &database, const std::string &ids);
+
+// Makes the noted records what the library knows of the rows that are there, whatever came along
+// with a file: a song that takes a name must not take the stars of the one before. Those of rows that
+// are no more go where the file is gone, too. Doing it twice does no harm. To be called outside of a
+// transaction, after one that has noted something, and before a scan. Returns what went wrong, for a
+// person.
+std::vector<std::string> SettleRecords(Database &database);
 
 }  // namespace varnindex

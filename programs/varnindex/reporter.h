@@ -6,6 +6,7 @@
 #include <ostream>
 #include <string>
 #include <string_view>
+#include <vector>
 
 namespace varnindex {
 
@@ -25,6 +26,7 @@ class Reporter {
     bool ShowsProgress() const { return isTerminal_; }
 
     void Warn(std::string_view text);
+    void WarnOfAll(const std::vector<std::string> &texts);
 
     // From now on each change is a line "what path" in `list`, which outlives the reporter.
     void ListChanges(std::ostream &list) { list_ = &list; }

@@ -12,6 +12,7 @@
 #include "places.h"
 #include "put_off.h"
 #include "readers.h"
+#include "shared_lists.h"
 #include "store.h"
 #include "successors.h"
 #include "unreadable.h"
@@ -56,7 +57,9 @@ class Scan {
           places_(WithoutLeftovers(database), folders),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
-          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, reporter) {}
+          lists_(database),
+          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, lists_,
+                 reporter) {}
 
     Counts Run();
 
@@ -93,6 +96,7 @@ class Scan {
     Places places_;
     HeldBack heldBack_;
     Unreadable unreadable_;
+    SharedLists lists_;
     Store store_;
     GoneRows gone_;
     Counts counts_;
@@ -371,15 +375,20 @@ void Scan::StoreAtItsPath(ReadWork read) {
 }
 
 // The sheet whose tracks a row keeps, because it cannot be used just now; without a path when there
-// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings.
+// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings. So they have
+// while the file is copied over itself, and too short for them.
 UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
     const auto &sheets = read.work.sheets;
-    if (options_.purge || !(read.isOwnSheetUnusable || (sheets && sheets->HasUnusable()))) {
+    const bool isTooShort = HasAnyTrack(database_, id, read.behindEnd);
+    const bool isAnyUnusable =
+        isTooShort || read.isOwnSheetUnusable || (sheets && sheets->HasUnusable());
+    if (options_.purge || !isAnyUnusable) {
         return {};
     }
     UsedSheet used = ReadUsedSheet(database_, id);
     const bool isUnusable =
-        used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name());
+        isTooShort ||
+        (used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name()));
     if (used.path.empty() || !isUnusable) {
         return {};
     }
@@ -449,7 +458,7 @@ void Scan::RemoveLeft() {
 void Scan::GiveToCopies(const std::vector<int> &left) {
     const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
     if (!options_.dryRun) {
-        Succeed(database_, successions, reporter_, options_.isStopped);
+        Succeed(database_, successions, lists_, reporter_, options_.isStopped);
     }
     for (const Succession &succession : successions) {
         reporter_.Tell("moved to", succession.path);

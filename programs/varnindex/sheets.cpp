@@ -79,7 +79,7 @@ void FolderSheets::ReadOnce() {
     std::call_once(read_, [this] { ReadAll(); });
 }
 
-std::vector<VirtualSong> FolderSheets::Split(const Song &song) {
+SplitSongs FolderSheets::Split(const Song &song) {
     ReadOnce();
     const auto found = uses_.find(song.path.substr(song.path.rfind('/') + 1));
     if (found == uses_.end()) {
@@ -176,8 +176,7 @@ void FolderSheets::Use(const Part &part, const std::string &song) {
     }
 }
 
-std::vector<VirtualSong> SplitByEmbedded(const Song &song, const std::string &text,
-                                         std::string &problem) {
+SplitSongs SplitByEmbedded(const Song &song, const std::string &text, std::string &problem) {
     const CueResult result = ParseCue(text);
     if (!result.sheet) {
         problem = "its cue sheet is not used, " + result.problem;
@@ -189,7 +188,7 @@ std::vector<VirtualSong> SplitByEmbedded(const Song &song, const std::string &te
         return {};
     }
     return Splits(result.sheet->files.front()) ? SplitSong(song, *result.sheet, 0, song.path)
-                                               : std::vector<VirtualSong>();
+                                               : SplitSongs();
 }
 
 }  // namespace varnindex

@@ -36,7 +36,7 @@ class FolderSheets {
     std::int64_t Stamp() const { return stamp_; }
 
     // The tracks that a sheet makes of a song; none when no sheet splits it.
-    std::vector<VirtualSong> Split(const Song &song);
+    SplitSongs Split(const Song &song);
 
     // True for the name of a sheet that cannot be used, or not for all files that it names: what it
     // has split before may still be so.
@@ -76,7 +76,6 @@ class FolderSheets {
 };
 
 // The tracks that an embedded sheet makes of a song; `problem` tells when it is of no use.
-std::vector<VirtualSong> SplitByEmbedded(const Song &song, const std::string &text,
-                                         std::string &problem);
+SplitSongs SplitByEmbedded(const Song &song, const std::string &text, std::string &problem);
 
 }  // namespace varnindex

@@ -49,18 +49,19 @@ double Seconds(int frames) {
 
 }  // namespace
 
-std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std::size_t fileIndex,
-                                   const std::string &sheetPath) {
-    std::vector<VirtualSong> songs;
+SplitSongs SplitSong(const Song &file, const CueSheet &sheet, std::size_t fileIndex,
+                     const std::string &sheetPath) {
+    SplitSongs split;
     if (fileIndex >= sheet.files.size()) {
-        return songs;
+        return split;
     }
     const std::vector<CueTrack> &tracks = sheet.files[fileIndex].tracks;
     const double length = file.duration;
     for (std::size_t i = 0; i < tracks.size(); ++i) {
         const double start = Seconds(tracks[i].start);
         if (length > 0 && start >= length) {
-            break;
+            split.behindEnd.push_back(tracks[i].number);
+            continue;
         }
         const bool last = i + 1 == tracks.size();
         double end = last ? std::max(length, 0.0) : Seconds(tracks[i + 1].start);
@@ -68,9 +69,9 @@ std::vector<VirtualSong> SplitSong(const Song &file, const CueSheet &sheet, std:
         VirtualSong song{Describe(file, sheet, tracks[i]), tracks[i].start / kCueFramesPerSecond,
                          sheetPath};
         song.song.duration = static_cast<float>(end - start);
-        songs.push_back(std::move(song));
+        split.songs.push_back(std::move(song));
     }
-    return songs;
+    return split;
 }
 
 }  // namespace varnindex

@@ -64,9 +64,12 @@ void DeleteSongs(Database &database, const std::string &ids) {
     database.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
 }
 
-Store::Store(Database &database, Writes writes, Reporter &reporter)
-    : database_(database), writes_(writes), reporter_(reporter) {
+Store::Store(Database &database, Writes writes, SharedLists &lists, Reporter &reporter)
+    : database_(database), writes_(writes), lists_(lists), reporter_(reporter) {
     database_.Execute(kCreateStaging);
+    if (writes_ == Writes::kAll) {
+        reporter_.WarnOfAll(SettleRecords(database_));  // of a scan that was killed
+    }
 }
 
 void Store::Add(Song song, std::vector<VirtualSong> tracks) {
@@ -120,6 +123,7 @@ void Store::Flush() {
         WriteSongs();
         WriteStamps();
         transaction.Commit();
+        reporter_.WarnOfAll(SettleRecords(database_));
     }
     items_.clear();
     removed_.clear();
@@ -156,9 +160,7 @@ void Store::RemoveRows() {
         AddId(ids, id);
     }
     if (!ids.empty()) {
-        for (const std::string &problem : RemoveRecords(database_, ids)) {
-            reporter_.Warn(problem);
-        }
+        NoteRemoved(database_, ids);
         DeleteSongs(database_, ids);
     }
 }
@@ -320,9 +322,8 @@ void Store::WriteSongs() {
     if (!batch.stars.empty()) {
         database_.CopyIn(kCopyStars, batch.stars);
     }
-    for (const std::string &problem : MoveRecords(database_, moved)) {
-        reporter_.Warn(problem);
-    }
+    NoteMoved(database_, moved);
+    reporter_.WarnOfAll(lists_.Move(moved));
 }
 
 void Store::WriteStamps() {

@@ -12,6 +12,7 @@
 #include "database.h"
 #include "records.h"
 #include "reporter.h"
+#include "shared_lists.h"
 #include "song.h"
 #include "split.h"
 
@@ -25,8 +26,8 @@ class Store {
   public:
     enum class Writes { kAll, kNone };
 
-    // With kNone everything below does nothing. Both outlive it.
-    Store(Database &database, Writes writes, Reporter &reporter);
+    // With kNone everything below does nothing. All of these outlive it.
+    Store(Database &database, Writes writes, SharedLists &lists, Reporter &reporter);
 
     // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
     // makes of the song; those that it made before keep their rows by their number.
@@ -83,6 +84,7 @@ class Store {
 
     Database &database_;
     Writes writes_;
+    SharedLists &lists_;
     Reporter &reporter_;
     std::vector<Item> items_;
     std::vector<int> removed_;

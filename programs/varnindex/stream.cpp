@@ -41,7 +41,11 @@ bool HasTooManyChapters(const TagLib::ByteVector &block) {
 bool BoundedStream::IsWithinBounds(unsigned long wanted) {
     unsigned long &sum = wanted <= kSmallBlock ? searched_ : loaded_;
     const unsigned long most = wanted <= kSmallBlock ? kMostSearched : kMostLoaded;
-    if (wanted > kLargestBlock || sum + wanted > most) {
+    if (wanted > kLargestBlock) {
+        return false;
+    }
+    if (sum + wanted > most) {
+        sum = most;  // nor anything smaller: a search would find what it has not looked for
         return false;
     }
     sum += wanted;
@@ -72,6 +76,12 @@ TagLib::ByteVector BoundedStream::readBlock(unsigned long length) {
     return block;
 }
 
+TagLib::ByteVector BoundedStream::BlockAt(long position, unsigned long length) {
+    TagLib::ByteVector block(static_cast<unsigned>(std::min(length, kSmallBlock)), 0);
+    block.resize(static_cast<unsigned>(ReadAt(position, block.data(), block.size())));
+    return block;
+}
+
 TagLib::ByteVector BoundedStream::ReadThroughWindow(unsigned long wanted) {
     const long end = position_ + static_cast<long>(wanted);
     if (position_ < windowStart_ || end > windowStart_ + static_cast<long>(window_.size())) {
@@ -93,7 +103,7 @@ unsigned long BoundedStream::ReadAt(long position, char *out, unsigned long want
         const ssize_t got = ::pread(descriptor_.Get(), out + done, wanted - done,
                                     position + static_cast<long>(done));
         if (got == 0 || (got < 0 && errno != EINTR)) {
-            failed_ = failed_ || got < 0;
+            failed_ = failed_ || got < 0 || position + static_cast<long>(done) < length_;
             break;  // what cannot be read is missing, as in a damaged file
         }
         done += static_cast<unsigned long>(std::max<ssize_t>(got, 0));

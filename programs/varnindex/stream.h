@@ -36,10 +36,16 @@ class BoundedStream : public TagLib::IOStream {
     void removeBlock(unsigned long /*start*/, unsigned long /*length*/) override {}
     void truncate(long /*length*/) override {}
 
+    // At most 4096 bytes from anywhere, which no bound counts: for a few blocks of a file.
+    TagLib::ByteVector BlockAt(long position, unsigned long length);
+
+    // From here on TagLib may search as far as in a stream that was just opened.
+    void AllowSearch() { searched_ = 0; }
+
     // True when it has ended early.
     bool WasCutShort() const { return cutShort_; }
 
-    // True when the disk has refused to give a part of it.
+    // True when the disk has refused to give a part of it, or the file has become shorter.
     bool HasFailed() const { return failed_; }
 
   private:

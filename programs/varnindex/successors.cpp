@@ -61,9 +61,15 @@ constexpr const char kTrackPairs[] =
     " JOIN virtual_info_track ni ON ni.file_track = p.new JOIN track n ON n.id = ni.track"
     " WHERE n.track = o.track ORDER BY o.id, n.id";
 
-// Before the old rows go.
+// Whoever gives a star meanwhile waits: it would go to a row that is on its way to another id.
+constexpr const char kLockStars[] = "LOCK TABLE rating_track IN SHARE ROW EXCLUSIVE MODE";
+
+// Before the old rows go. What the copy has of stars besides the same ones was given since it was
+// chosen, and counts more than the stars of a row whose file is gone.
 constexpr const char kInherit[] =
-    "DELETE FROM rating_track r USING pair WHERE r.track = pair.new;"
+    "DELETE FROM rating_track r USING pair WHERE r.track = pair.new AND r.star = 0;"
+    "DELETE FROM rating_track r USING pair, rating_track n WHERE r.track = pair.old"
+    " AND n.track = pair.new AND n.userid = r.userid;"
     "UPDATE rating_track r SET track = pair.new FROM pair WHERE r.track = pair.old;"
     "UPDATE track t SET date = g.date FROM pair JOIN track g ON g.id = pair.old"
     " WHERE t.id = pair.new";
@@ -197,8 +203,9 @@ void AddNumbers(Database &database, std::vector<MovedSong> &songs, const std::ve
 }
 
 void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs,
-                  std::vector<MovedSong> moved, Reporter &reporter) {
+                  std::vector<MovedSong> moved, SharedLists &lists, Reporter &reporter) {
     Transaction transaction(database);
+    database.Execute(kLockStars);
     moved = OnlyMoved(database, std::move(moved));
     AddNumbers(database, moved, gone);
     const std::string tracks = TrackPairs(database, songs);
@@ -214,10 +221,10 @@ void SucceedBatch(Database &database, const std::vector<int> &gone, const std::s
         database.Execute(std::string("UPDATE ") + table +
                          " t SET track = pair.old FROM pair WHERE t.track = pair.new");
     }
-    for (const std::string &problem : MoveRecords(database, moved)) {
-        reporter.Warn(problem);
-    }
+    NoteMoved(database, moved);
+    reporter.WarnOfAll(lists.Move(moved));
     transaction.Commit();
+    reporter.WarnOfAll(SettleRecords(database));
 }
 
 }  // namespace
@@ -250,8 +257,8 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     return successions;
 }
 
-void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter,
-             StopQuestion isStopped) {
+void Succeed(Database &database, const std::vector<Succession> &successions, SharedLists &lists,
+             Reporter &reporter, StopQuestion isStopped) {
     for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
         StopIfAsked(isStopped);
         const std::size_t end = std::min(start + kBatchPairs, successions.size());
@@ -263,7 +270,7 @@ void Succeed(Database &database, const std::vector<Succession> &successions, Rep
             gone.push_back(successions[i].gone);
             moved.push_back({successions[i].gone, "", successions[i].path});
         }
-        SucceedBatch(database, gone, songs, std::move(moved), reporter);
+        SucceedBatch(database, gone, songs, std::move(moved), lists, reporter);
     }
 }
 

@@ -7,6 +7,7 @@
 #include "database.h"
 #include "folders.h"
 #include "reporter.h"
+#include "shared_lists.h"
 #include "stop.h"
 
 namespace varnindex {
@@ -26,9 +27,9 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
                                        const std::vector<int> &gone);
 
 // Gives the files the old rows' ids, dates and ratings, with those of the tracks of cue sheets by
-// their numbers, and removes what else was theirs. In short transactions; throws DatabaseError,
-// and Stopped between two of them.
-void Succeed(Database &database, const std::vector<Succession> &successions, Reporter &reporter,
-             StopQuestion isStopped);
+// their numbers, and removes what else was theirs. Stars that a file was given since it was found
+// stay. In short transactions; throws DatabaseError, and Stopped between two of them.
+void Succeed(Database &database, const std::vector<Succession> &successions, SharedLists &lists,
+             Reporter &reporter, StopQuestion isStopped);
 
 }  // namespace varnindex

@@ -176,14 +176,17 @@ std::string EmbeddedCue(const PropertyMap &tags) {
     return text.size() <= kMaxCueBytes ? text : std::string();
 }
 
+// Not damaged for good: the disk fails, or somebody is at work on the file.
+constexpr const char kNotWhole[] = "cannot be read to its end";
+
 void ReadOpened(const Format &format, BoundedStream &stream, Pictures pictures, Song song,
                 ReadResult &result) {
     const OpenedFile opened = format.open(stream);
     const TagLib::AudioProperties *const audio =
         opened.file->isValid() ? opened.file->audioProperties() : nullptr;
     if (audio == nullptr || audio->sampleRate() <= 0 || audio->channels() <= 0) {
-        result.problem = "not audio or damaged";
         result.isDamaged = !stream.HasFailed();
+        result.problem = result.isDamaged ? "not audio or damaged" : kNotWhole;
         return;
     }
     ReadAudio(*audio, song);
@@ -201,11 +204,16 @@ void ReadOpened(const Format &format, BoundedStream &stream, Pictures pictures, 
     }
     FillFromPath(song);
     ReadSortNames(tags, song);
+    song.fingerprint = Fingerprint(*opened.file, stream);
+    // Nor does a part of the tags take the place of what the library has of all of them.
+    if (stream.HasFailed()) {
+        result.problem = kNotWhole;
+        return;
+    }
     result.embeddedCue = EmbeddedCue(tags);
     song.pictures = pictures == Pictures::kStore
                         ? StorePictures(*opened.file, song.path, result.warning)
                         : static_cast<int>(ListPictures(*opened.file).size());
-    song.fingerprint = Fingerprint(*opened.file, stream);
     if (stream.WasCutShort()) {
         result.warning = "its tags are too large to be read";
     }

@@ -21,6 +21,10 @@ constexpr const char kTracks[] =
     " JOIN composer_track c ON c.track = v.id WHERE i.file_track = @VARN:INT ORDER BY v.track, "
     "v.id";
 
+constexpr const char kNumbered[] =
+    "SELECT FROM virtual_info_track i JOIN track v ON v.id = i.track"
+    " WHERE i.file_track = @VARN:INT AND v.track = ANY ('{@VARN:NEVAR}') LIMIT 1";
+
 bool IsTrack(const Rows &rows, int row, const VirtualSong &track) {
     const Song &song = track.song;
     const auto is = [&](const char *column, const std::string &text) {
@@ -50,6 +54,14 @@ UsedSheet ReadUsedSheet(Database &database, int id) {
     const Rows rows = database.Query(Made(varn::Sql(kUsedSheet, id)));
     return rows.Count() == 0 ? UsedSheet()
                              : UsedSheet{rows.Field(0, "sheet"), *rows.Field(0, "embedded") == 't'};
+}
+
+bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers) {
+    std::string list;
+    for (const int number : numbers) {
+        list += (list.empty() ? "" : ",") + std::to_string(number);
+    }
+    return !numbers.empty() && database.Query(Made(varn::Sql(kNumbered, id, list))).Count() > 0;
 }
 
 bool HasTracks(Database &database, int id, const std::vector<VirtualSong> &tracks) {

@@ -23,6 +23,9 @@ struct UsedSheet {
 // By the id of a song's row. Throws DatabaseError.
 UsedSheet ReadUsedSheet(Database &database, int id);
 
+// True when that song has a track of one of these numbers. Throws DatabaseError.
+bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers);
+
 // True when the tracks of that song are these already, as far as a sheet tells of them. Throws
 // DatabaseError.
 bool HasTracks(Database &database, int id, const std::vector<VirtualSong> &tracks);

@@ -294,7 +294,7 @@ const std::string kThree =
     "PERFORMER \"A Guest\"\nINDEX 01 00:20:74\nTRACK 03 AUDIO\nINDEX 01 01:40:00\n";
 
 TEST(Split, SongsTakeFromTheSheetAndThenFromTheFile) {
-    const auto bare = SplitSong(ImageFile(), *ParseCue(kThree).sheet, 0, "/music/i.cue");
+    const auto bare = SplitSong(ImageFile(), *ParseCue(kThree).sheet, 0, "/music/i.cue").songs;
     ASSERT_EQ(bare.size(), 3U);
     EXPECT_EQ(bare[0].song.title + '|' + bare[0].song.titleSort, "The One|One");
     EXPECT_EQ(bare[1].song.title + '|' + bare[1].song.titleSort, "Track 02|Track 02");
@@ -314,7 +314,8 @@ TEST(Split, SongsTakeFromTheSheetAndThenFromTheFile) {
                                           "\"Rock; Pop\"\nREM DATE 1999\nREM COMMENT c\n" +
                                           kThree)
                                      .sheet,
-                                0, "");
+                                0, "")
+                          .songs;
     ASSERT_EQ(full.size(), 3U);
     EXPECT_EQ(full[0].song.artist + '|' + full[0].song.artistSort, "The Band|Band");
     EXPECT_EQ(full[1].song.artist, "A Guest");
@@ -331,7 +332,7 @@ TEST(Split, SongsLieWithinTheFile) {
         Song file = ImageFile();
         file.duration = duration;
         Spans all;
-        for (const VirtualSong &song : SplitSong(file, sheet, 0, "")) {
+        for (const VirtualSong &song : SplitSong(file, sheet, 0, "").songs) {
             all.emplace_back(song.offset, song.song.duration);
         }
         return all;
@@ -344,7 +345,10 @@ TEST(Split, SongsLieWithinTheFile) {
     EXPECT_EQ(spans(10), (Spans{{0, 10}}));
     EXPECT_EQ(spans(0), (Spans{{0, kFirst}, {20, kSecond}, {100, -100}}));
     EXPECT_EQ(spans(-1), spans(0));
-    EXPECT_TRUE(SplitSong(ImageFile(), sheet, 1, "").empty());
+    EXPECT_TRUE(SplitSong(ImageFile(), sheet, 1, "").songs.empty());
+    Song half = ImageFile();
+    half.duration = 10;
+    EXPECT_EQ(SplitSong(half, sheet, 0, "").behindEnd, (std::vector<int>{2, 3}));
 }
 
 TEST(AudioNames, KnowTheFileByItsOtherNames) {

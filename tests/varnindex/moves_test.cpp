@@ -6,10 +6,14 @@
 #include <filesystem>
 #include <fstream>
 #include <optional>
+#include <sstream>
 #include <string>
+#include <vector>
 
 #include "varnindex/gone.h"
 #include "varnindex/scan_fixture.h"
+#include "varnindex/shared_lists.h"
+#include "varnindex/successors.h"
 
 namespace {
 
@@ -192,6 +196,104 @@ TEST_F(MovesTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
                     " virtual_info_track.track"),
               "2");
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
+}
+
+// Somebody rates the copies while the scan is at work that has found their originals gone.
+TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
+    PutTagged("a/1.mp3", "First");
+    PutTagged("a/2.mp3", "Second song");
+    Index();
+    Rate("true", 5);
+    fs::copy(Music() / "a", Music() / "b");
+    Index();
+    const auto ids = [](const std::string &folder) {
+        std::vector<int> found;
+        for (const auto &row :
+             Query("SELECT id FROM track WHERE path LIKE '%/" + folder + "/%' ORDER BY path")) {
+            found.push_back(std::stoi(row[0]));
+        }
+        return found;
+    };
+    const std::vector<int> originals = ids("a");
+    varnindex::Database database;
+    std::ostringstream warnings;
+    varnindex::Reporter reporter(warnings, false, varnindex::Reporter::Detail::kAll);
+    const auto pairs = FindSuccessors(database, varnindex::Folders::Configured(), originals);
+    Rate("path LIKE '%/b/1.mp3'", 2);
+    Query("INSERT INTO rating_track SELECT 1031, id, 3 FROM track WHERE path LIKE '%/b/2.mp3'");
+    varnindex::SharedLists lists(database);
+    Succeed(database, pairs, lists, reporter, nullptr);
+    EXPECT_EQ(ids("b"), originals);
+    EXPECT_EQ(Query("SELECT title, r.userid, star FROM (SELECT id, title FROM track) t"
+                    " JOIN rating_track r ON r.track = id ORDER BY title, star"),
+              (Rows{{"First", "0", "2"}, {"Second song", "1031", "3"}, {"Second song", "0", "5"}}));
+}
+
+// A link to single songs publishes the same songs wherever they are.
+TEST_F(MovesTest, ListsOfSharedSongsFollowThem) {
+    const fs::path folder = root() / "usr/varn/etc/preference/o'hara";
+    const fs::path list = folder / "__VARN_AUDIO_SHARED_SONGS__.m3u";
+    fs::create_directories(folder);
+    Query(
+        "INSERT INTO playlist_sharing (id, user_id, playlist_id, path) VALUES ('aaaaaaaa', 1030,"
+        " 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__', '" +
+        folder.parent_path().string() + "/o''hara/" + list.filename().string() +
+        "'), ('bbbbbbbb', 1031, 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__', '/no/x')");
+    for (const char *name : {"1", "2", "3", "original", "stays"}) {
+        PutTagged(std::string("a/") + name + ".mp3", name);
+        std::ofstream(Music() / "a" / (name + std::string(".mp3")), std::ios::app) << name;
+    }
+    Put("disc/album.flac", "tone.flac");
+    Write("disc/album.cue", Sheet("album.flac"));
+    Index();
+    fs::copy_file(Music() / "a/original.mp3", Music() / "copy.mp3");
+    Index();
+    const auto relative = [&](const std::string &name) {
+        return fs::relative(Music(), folder).string() + "/" + name;
+    };
+    std::ofstream(list, std::ios::binary)
+        << "#EXTM3U\r\n"
+        << relative("a/1.mp3") << "\r\n#EXTINF:1,Two\r\n"
+        << relative("a/2.mp3") << "\r\n"
+        << (Music() / "a/3.mp3").string() << "\n"
+        << relative("disc/album.flac_2") << "\r\n"
+        << relative("a/original.mp3") << "\r\nhttp://radio.example/a/1.mp3\r\n"
+        << relative("a/stays.mp3");
+    fs::rename(Music() / "a/3.mp3", Music() / "a/4.mp3");
+    fs::rename(Music() / "a/2.mp3", Music() / "a/3.mp3");  // in the place of another one
+    fs::rename(Music() / "a/1.mp3", Music() / "a/%20 #.mp3");
+    fs::rename(Music() / "disc", Music() / "moved");
+    fs::remove(Music() / "a/original.mp3");
+    EXPECT_EQ(Index({"--dry-run"}).status, 0);
+    EXPECT_NE(ReadFile(list).find(relative("a/1.mp3")), std::string::npos);
+    const Ended run = Index();
+    Expect(run, 0, "added 0, changed 0, moved 5, removed 0, unchanged 2, failed 0");
+    EXPECT_EQ(run.err, "");
+    const auto at = [](const char *name) { return (Music() / name).string(); };
+    EXPECT_EQ(ReadFile(list), "#EXTM3U\r\n" + at("a/%20 #.mp3") + "\r\n#EXTINF:1,Two\r\n" +
+                                  at("a/3.mp3") + "\r\n" + at("a/4.mp3") + "\n" +
+                                  at("moved/album.flac_2") + "\r\n" + at("copy.mp3") +
+                                  "\r\nhttp://radio.example/a/1.mp3\r\n" + relative("a/stays.mp3"));
+    EXPECT_EQ(fs::status(list).permissions(), fs::perms::all);
+}
+
+// Entries that one batch has renamed are not renamed by the next one, to whose song the path belonged.
+TEST_F(MovesTest, ListsOfSharedSongsBearSongsThatFollowEachOther) {
+    Query(
+        "INSERT INTO playlist_sharing (id, user_id, playlist_id, path) VALUES ('aaaaaaaa', 1030,"
+        " 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__', '" +
+        (Music() / "list.m3u").string() + "')");
+    Write("list.m3u", "1.mp3\n2.mp3\n");
+    varnindex::Database database;
+    varnindex::SharedLists lists(database);
+    const auto at = [](const char *name) { return (Music() / name).string(); };
+    EXPECT_TRUE(lists.Move({{1, at("1.mp3"), at("2.mp3")}}).empty());
+    EXPECT_TRUE(lists.Move({{2, at("2.mp3"), at("3.mp3")}}).empty());
+    EXPECT_TRUE(lists.Move({{3, at("3.mp3"), at("4.mp3")}}).empty());
+    const std::string text = ReadFile(Music() / "list.m3u");
+    EXPECT_TRUE(text == at("2.mp3") + "\n" + at("3.mp3") + "\n" ||
+                text == at("3.mp3") + "\n" + at("2.mp3") + "\n")
+        << text;
 }
 
 // Known names, and other songs behind them.

@@ -226,6 +226,29 @@ TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     EXPECT_EQ(Query("SELECT title FROM directory ORDER BY title"),
               (Rows{{"alice"}, {"homes"}, {"volume1"}}));
     EXPECT_EQ(Query("SELECT title FROM personal_directory"), (Rows{{"music"}}));
+    // Nor is it everybody's when its account is found by its name alone, or by nothing.
+    const std::string accounts = ReadFile(At(varn::path::kPasswd));
+    const std::string home = Home("alice").string() + ":";
+    std::string changed = accounts;
+    ASSERT_NE(changed.find(home), changed.npos) << accounts;
+    changed.replace(changed.find(home), home.size(), (scratch() / "elsewhere").string() + ":");
+    fs::create_directory_symlink(Home("alice"), scratch() / "elsewhere");
+    WriteFile(varn::path::kPasswd, changed);
+    fs::copy_file(Samples() / "tone.flac", Home("alice") / "music/unlisted.flac");
+    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 2, failed 0");
+    const std::size_t entry = accounts.rfind('\n', accounts.find(home)) + 1;
+    changed = accounts;
+    WriteFile(varn::path::kPasswd, changed.erase(entry, accounts.find('\n', entry) + 1 - entry));
+    fs::copy_file(Samples() / "tone.ogg", Home("alice") / "music/later.ogg");
+    const std::string rows = "SELECT userid, path FROM track ORDER BY path";
+    const Rows before = Query(rows);
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Query(rows), before);
+    EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 1030"), "2");
+    fs::remove(Home("alice") / "music/later.ogg");
+    fs::remove(Home("alice") / "music/unlisted.flac");
+    WriteFile(varn::path::kPasswd, accounts);
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 2, failed 0");
     EnableHomes(false);  // a song that changes its owner keeps its row
     Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 0"), "2");

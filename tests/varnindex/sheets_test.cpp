@@ -12,6 +12,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using tonvale_test::Ended;
+using tonvale_test::Samples;
 class SheetsTest : public tonvale_test::ScanTest {};
 
 TEST_F(SheetsTest, ASheetSplitsItsFile) {
@@ -150,6 +151,37 @@ TEST_F(SheetsTest, TracksStayWhileTheirSheetCannotBeUsed) {
     fs::remove(scratch() / "disk/album.cue");
     Expect(Index({"--purge"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE is_virtual OR has_virtual"), "0");
+}
+
+// A file that is copied over the old one ends early for a while.
+TEST_F(SheetsTest, TracksStayWhileTheirFileIsTooShort) {
+    std::string audio = ReadFile(Samples() / "plain.mp3");
+    audio.erase(0, audio.find("\xFF\xFB", audio.find("Info")));  // the length is told there
+    Write("album.mp3", audio);
+    Write("album.cue", Sheet("album.mp3"));
+    Index();
+    Rate("is_virtual", 3);
+    const std::string tracks =
+        "SELECT t.*, v.* FROM track t JOIN virtual_info_track v"
+        " ON v.track = id ORDER BY id";
+    const Rows before = Query(tracks);
+    ASSERT_EQ(before.size(), 2U);
+    Write("album.mp3", audio.substr(0, audio.size() / 2));
+    const Ended half = Index();
+    Expect(half, 1, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_NE(half.err.find("album.mp3: it ends before track 2 of its"), half.err.npos) << half.err;
+    EXPECT_EQ(Query(tracks), before);
+    Expect(Index(), 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
+    Write("album.mp3", audio);
+    Expect(Index(), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Query("SELECT id, track FROM track WHERE is_virtual ORDER BY id").size(), 2U);
+    EXPECT_EQ(Ratings(), (Rows{{"album.mp3", "1", "3"}, {"album.mp3", "2", "3"}}));
+    EXPECT_EQ(Value("SELECT id FROM track WHERE is_virtual AND track = 2"), before[1][0]);
+    // One that stays short has its tracks removed by --purge alone, and none that it never had kept.
+    Write("album.mp3", audio.substr(0, audio.size() / 2));
+    Expect(Index({"--purge"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Ratings(), (Rows{{"album.mp3", "1", "3"}}));
+    Expect(Index({"--full"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
 }
 
 TEST_F(SheetsTest, ASheetBesideASplitFileThatIsAboutOthersChangesNothing) {

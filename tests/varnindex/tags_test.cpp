@@ -2,16 +2,22 @@
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <sys/syscall.h>
+#include <taglib/apetag.h>
 #include <taglib/id3v1tag.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mpegfile.h>
 #include <taglib/textidentificationframe.h>
 #include <taglib/tpropertymap.h>
+#include <unistd.h>
 
+#include <algorithm>
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <random>
 #include <string>
 #include <vector>
@@ -20,6 +26,36 @@
 #include "varnindex/format.h"
 #include "varnindex/names.h"
 #include "varnindex/samples.h"
+
+namespace {
+
+off_t readableEnd = std::numeric_limits<off_t>::max();
+int errorBehind = 0;
+
+// While it lives, no byte behind the first `readable` ones of a file can be read: they are gone, or
+// with an error number refused.
+class BrokenDisk {
+  public:
+    BrokenDisk(off_t readable, int error) {
+        readableEnd = readable;
+        errorBehind = error;
+    }
+    ~BrokenDisk() { readableEnd = std::numeric_limits<off_t>::max(); }
+    BrokenDisk(const BrokenDisk &) = delete;
+    BrokenDisk &operator=(const BrokenDisk &) = delete;
+};
+
+}  // namespace
+
+// Found before that of the C library.
+extern "C" ssize_t pread(int file, void *out, size_t size, off_t position) {
+    if (position >= readableEnd) {
+        errno = errorBehind;
+        return errorBehind != 0 ? -1 : 0;
+    }
+    const auto left = static_cast<size_t>(readableEnd - position);
+    return syscall(SYS_pread64, file, out, std::min(size, left), position);
+}
 
 namespace {
 
@@ -254,6 +290,47 @@ TEST_F(TagsTest, FlippedBytesNeverGiveTextThatCannotBeStored) {
             EXPECT_GE(song.bitRate, 0);
         }
     }
+}
+
+// The tags alone are no reason to forget what the library has of the song.
+TEST_F(TagsTest, AFileThatCannotBeReadToItsEndIsNoSong) {
+    for (const char *name : {"tone.mp3", "tone.flac", "tone.ogg", "tone.m4a", "tone.wv"}) {
+        const std::string bytes = ReadFile(Samples() / name);
+        const fs::path path = Write(name, bytes);
+        for (const int error : {EIO, 0}) {
+            for (const std::size_t part : {std::size_t{0}, bytes.size() / 2, bytes.size() - 1}) {
+                const BrokenDisk disk(static_cast<off_t>(part), error);
+                const ReadResult read = Read(path);
+                EXPECT_FALSE(read.song) << name << " " << part;
+                EXPECT_EQ(read.problem, "cannot be read to its end") << name << " " << part;
+                EXPECT_FALSE(read.isDamaged);
+            }
+        }
+        EXPECT_TRUE(Read(path).song) << name;
+    }
+}
+
+// However far TagLib has to look for its beginning and its end.
+TEST_F(TagsTest, OtherAudioHasAnotherFingerprint) {
+    std::string audio = ReadFile(Samples() / "plain.mp3");
+    audio.erase(0, audio.find("\xFF\xFB"));  // a tag would tell where it begins
+    std::string other = audio;
+    other[3000] = static_cast<char>(~other[3000]);
+    const std::string front(1'800'000, '\0');
+    const std::string back(5'000'000, '\0');
+    const auto song = [&](const std::string &sound, bool isTagged) {
+        const fs::path path = Write("song.mp3", isTagged ? sound + back : front + sound);
+        if (isTagged) {
+            TagLib::MPEG::File file(path.c_str());
+            file.APETag(true)->setTitle("Behind");
+            EXPECT_TRUE(file.save());
+        }
+        const ReadResult read = Read(path);
+        EXPECT_TRUE(read.song) << read.problem;
+        return read.song.value_or(Song()).fingerprint;
+    };
+    EXPECT_NE(song(audio, false), song(other, false));
+    EXPECT_NE(song(audio, true), song(other, true));
 }
 
 // Each of these ended the process, or kept it busy for minutes.
