@@ -9,23 +9,13 @@
 #include <vector>
 
 #include "linux/charset.h"
+#include "linux/playlist_text.h"
 #include "linux/playlist_wpl.h"
 #include "varn/text.h"
 
 namespace varn::playlist {
 
 namespace {
-
-constexpr std::string_view kBlanks = " \t";
-
-char Lower(char c) {
-    return c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-}
-
-bool StartsWithIgnoringCase(std::string_view text, std::string_view lower) {
-    return text.size() >= lower.size() && std::equal(lower.begin(), lower.end(), text.begin(),
-                                                     [](char a, char b) { return a == Lower(b); });
-}
 
 std::string_view TakeLine(std::string_view &text) {
     const std::string_view line = text.substr(0, text.find('\n'));
@@ -35,11 +25,6 @@ std::string_view TakeLine(std::string_view &text) {
 
 bool IsBlank(std::string_view text) {
     return text.find_first_not_of(kBlanks) == text.npos;
-}
-
-std::string_view Trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    return text.substr(0, text.find_last_not_of(kBlanks) + 1);
 }
 
 // The number that a text begins with; 0 for none, one below 0 and one that is out of range.

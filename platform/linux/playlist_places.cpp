@@ -9,6 +9,7 @@
 
 #include "linux/normal_form.h"
 #include "linux/pathtext.h"
+#include "linux/playlist_text.h"
 #include "varn/mediaindex.h"
 
 namespace varn::playlist {
@@ -37,13 +38,6 @@ bool IsAscii(std::string_view text) {
                        [](char c) { return (static_cast<unsigned char>(c) & 0x80U) == 0; });
 }
 
-bool StartsWithIgnoringCase(std::string_view text, std::string_view lower) {
-    return text.size() >= lower.size() &&
-           std::equal(lower.begin(), lower.end(), text.begin(), [](char a, char b) {
-               return a == (b >= 'A' && b <= 'Z' ? static_cast<char>(b - 'A' + 'a') : b);
-           });
-}
-
 // "mms://" and its like: not a path at all.
 bool HasScheme(std::string_view text) {
     const std::size_t end = text.find("://");
@@ -56,11 +50,6 @@ bool HasScheme(std::string_view text) {
 
 bool HasDrive(std::string_view text) {
     return text.size() >= 2 && IsAsciiLetter(text[0]) && text[1] == ':';
-}
-
-std::string_view Trimmed(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(" \t"), text.size()));
-    return text.substr(0, text.find_last_not_of(" \t") + 1);
 }
 
 std::string WithSlashes(std::string_view text) {

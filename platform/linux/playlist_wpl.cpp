@@ -7,6 +7,8 @@
 #include <optional>
 #include <string>
 
+#include "linux/playlist_text.h"
+
 // A scanner of our own: an XML parser stops at the first bare ampersand, which many programs write,
 // this system's among them.
 
@@ -22,12 +24,6 @@ constexpr std::string_view kOwnHeader =
     "<?wpl version=\"1.0\"?>\n<smil>\n<head></head>\n<body>\n<seq>\n";
 constexpr std::string_view kOwnBefore = "<media src=\"";
 constexpr std::string_view kOwnAfter = "\"/>";
-
-bool EqualsIgnoringCase(std::string_view text, std::string_view lower) {
-    return std::equal(text.begin(), text.end(), lower.begin(), lower.end(), [](char a, char b) {
-        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
-    });
-}
 
 void SkipSpace(std::string_view &text) {
     text.remove_prefix(std::min(text.find_first_not_of(kSpace), text.size()));
