@@ -1,6 +1,9 @@
 #include "places.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "copy_rows.h"
@@ -81,6 +84,11 @@ std::string InsertSql(const Table &table) {
     return std::string("INSERT INTO ") + table.name + " (" + columns + ") SELECT " + columns +
            " FROM place p WHERE " + Wanted(table) + " AND NOT EXISTS (SELECT FROM " + table.name +
            " t WHERE " + SameRow(table) + ") ORDER BY path";
+}
+
+bool IsGone(const std::string &path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
 std::string NameOf(const std::string &path) {
@@ -164,6 +172,16 @@ void Places::Flush() {
     kept_.clear();
 }
 
+// The library takes a list's file away first and then its row. So a row that it has deleted since
+// the walk, and that was added again by this, has no file any more.
+void Places::TakeBackDeleted(const std::string &table, const Rows &added) {
+    for (int row = 0; row < added.Count(); ++row) {
+        if (IsGone(added.Field(row, "path"))) {
+            database_.Execute("DELETE FROM " + table + " WHERE id = " + added.Field(row, "id"));
+        }
+    }
+}
+
 void Places::Store(const Scope &scope, bool purge) {
     Flush();
     const std::string condition = ScopeCondition(scope, true);
@@ -175,7 +193,11 @@ void Places::Store(const Scope &scope, bool purge) {
         if (table.isList) {
             database_.Execute(UpdateSql(table));
         }
-        database_.Execute(InsertSql(table));
+        if (table.isList) {
+            TakeBackDeleted(table.name, database_.Query(InsertSql(table) + " RETURNING id, path"));
+        } else {
+            database_.Execute(InsertSql(table));
+        }
     }
     database_.Execute(kDropPrepared);
     transaction.Commit();

@@ -32,6 +32,7 @@ class Places {
 
   private:
     void NoteFolder(const std::string &path, unsigned userid);
+    void TakeBackDeleted(const std::string &table, const Rows &added);
     void FlushIfFull();
     void Flush();
 

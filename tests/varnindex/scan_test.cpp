@@ -10,6 +10,7 @@
 #include <thread>
 
 #include "varnindex/folders.h"
+#include "varnindex/places.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {
@@ -298,6 +299,19 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
             ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/25";
         }
     }
+}
+
+// The library has deleted one of them since its folder was looked at.
+TEST_F(ScanTest, AListThatIsDeletedMeanwhileStaysDeleted) {
+    Write("here.m3u", "#EXTM3U\n");
+    const varnindex::Folders folders({Music()}, {}, {});
+    varnindex::Database database;
+    varnindex::Places places(database, folders);
+    for (const char *name : {"gone.m3u", "here.m3u"}) {
+        places.NoteList(Music() / name, 0, 0);
+    }
+    places.Store(varnindex::Scope::WholeLibrary(), false);
+    EXPECT_EQ(Query("SELECT title FROM playlist"), (Rows{{"here"}}));
 }
 
 // Gone at the first look at the folders, and there at the second.
