@@ -4,6 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
 #include <string>
@@ -45,6 +46,11 @@ class GoneRows {
 
     // The file at the row's path was stored with another row.
     void HasLostItsPath(int id);
+
+    // Asks for the path of each row that is to be removed, unless another has it now, whether its
+    // file is there again: then the row is not gone. Throws DatabaseError.
+    void KeepThoseBack(Database &database,
+                       const std::function<bool(const std::string &path)> &isBack);
 
     // The row's path is there. True for a row that was gone, and is not any more; one whose file has
     // changed waits for what is in it.
@@ -88,6 +94,7 @@ class GoneRows {
         std::size_t order;
         std::optional<std::size_t> emptied;
         State state = State::kGone;
+        bool hasItsPath = true;
         std::optional<std::int64_t> fingerprint = {};  // by Prepare
         std::int64_t size = 0;                         // the same
     };

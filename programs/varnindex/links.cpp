@@ -106,6 +106,14 @@ std::optional<std::string> LinkedFolders::LibraryPath(const std::string &path) {
     return error ? std::nullopt : Elsewhere(Transplanted(path, leftOut, real));
 }
 
+bool LinkedFolders::IsThere(const std::string &path) {
+    struct stat info {};
+    const std::string *const root = RootOf(path);
+    return root != nullptr && ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+           IsIndexedName(path.substr(path.rfind('/') + 1)) &&
+           PassedOverPart(*root, path).empty() && !LeavesOut(path.substr(0, path.rfind('/')));
+}
+
 std::optional<std::string> LinkedFolders::Elsewhere(const std::string &real) {
     if (auto direct = RealRoots(roots_).DirectPath(real)) {
         return direct;

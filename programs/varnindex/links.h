@@ -61,6 +61,9 @@ class LinkedFolders {
     // or nowhere.
     std::optional<std::string> LibraryPath(const std::string &path);
 
+    // True when a walk of all folders comes to a file of that path now, music or a list.
+    bool IsThere(const std::string &path);
+
   private:
     const LinkChoices &Choices();
     bool IsLink(const std::string &path);

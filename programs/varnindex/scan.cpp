@@ -50,6 +50,7 @@ class Scan {
           folders_(folders),
           roots_(std::move(roots)),
           library_(library),
+          now_(folders.Roots(), options.isStopped),
           scope_(std::move(scope)),
           options_(options),
           reporter_(reporter),
@@ -81,12 +82,14 @@ class Scan {
     UsedSheet SheetToKeep(const ReadWork &read, int id);
     void StoreElsewhere(ReadWork read, Round round);
     void RemoveLeft();
+    void KeepThoseBack();
     void GiveToCopies(const std::vector<int> &left);
 
     Database &database_;
     const Folders &folders_;
     std::vector<std::string> roots_;
     LinkedFolders *library_;
+    LinkedFolders now_;  // for a second look
     Scope scope_;
     ScanOptions options_;
     Reporter &reporter_;
@@ -430,9 +433,24 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
     }
 }
 
+// Files whose folder was looked at in the moment between their removal and their return: an editor
+// puts a new one in place of the old, a disk is mounted. The next scan looks what has become of them.
+void Scan::KeepThoseBack() {
+    gone_.KeepThoseBack(database_, [this](const std::string &path) {
+        StopIfAsked(options_.isStopped);
+        const bool isBack = now_.IsThere(path);
+        if (isBack) {
+            places_.NoteFile(path, folders_.OwnerOf(path));
+            ++counts_.unchanged;
+        }
+        return isBack;
+    });
+}
+
 void Scan::RemoveLeft() {
+    KeepThoseBack();
     GiveToCopies(gone_.Left());
-    StopIfAsked(options_.isStopped);
+    KeepThoseBack();
     for (const int id : gone_.Left()) {
         StopIfAsked(options_.isStopped);
         if (reporter_.ListsChanges()) {

@@ -314,6 +314,31 @@ TEST_F(ScanTest, AListThatIsDeletedMeanwhileStaysDeleted) {
     EXPECT_EQ(Query("SELECT title FROM playlist"), (Rows{{"here"}}));
 }
 
+// Away when its folder is looked at, and there before its row goes.
+TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
+    PutTagged("a/1.mp3", "Edited");
+    for (int i = 0; i < 50; ++i) {
+        Put("b/" + std::to_string(i) + ".mp3");
+    }
+    Index();
+    const Rows before = Everything();
+    fs::rename(Music() / "a/1.mp3", scratch() / "1.mp3");
+    Put("a/2.mp3", "plain.mp3");
+    static int questions;
+    questions = 0;
+    varnindex::ScanOptions options;
+    options.isStopped = [] {
+        if (++questions == 40) {  // behind the folder "a"
+            fs::rename(scratch() / "1.mp3", Music() / "a/1.mp3");
+        }
+        return false;
+    };
+    EXPECT_TRUE(ScanInProcess(options));
+    fs::remove(Music() / "a/2.mp3");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 51, failed 0");
+    EXPECT_EQ(Everything(), before);
+}
+
 // Gone at the first look at the folders, and there at the second.
 TEST_F(ScanTest, AFolderThatIsBackAtOnceKeepsItsRow) {
     PutTagged("0/1.mp3", "Back");
