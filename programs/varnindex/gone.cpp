@@ -87,6 +87,9 @@ bool GoneRows::ThereAgain(int id) {
     const auto row = rows_.find(id);
     const bool wasGone = row != rows_.end() && row->second.state == State::kGone;
     if (wasGone) {
+        if (row->second.emptied) {
+            back_.insert(*row->second.emptied);
+        }
         rows_.erase(row);
     }
     return wasGone;
@@ -222,12 +225,15 @@ std::vector<int> GoneRows::Left() const {
     return ids;
 }
 
-std::vector<std::size_t> GoneRows::LeftOfEmptied(std::size_t count) const {
-    std::vector<std::size_t> left(count);
+std::vector<EmptiedFolder> GoneRows::LeftOfEmptied(std::size_t count) const {
+    std::vector<EmptiedFolder> left(count);
     for (const auto &[id, row] : rows_) {
         if (row.emptied) {
-            ++left.at(*row.emptied);
+            ++left.at(*row.emptied).songs;
         }
+    }
+    for (const std::size_t folder : back_) {
+        left.at(folder).isBack = true;
     }
     return left;
 }

@@ -110,8 +110,8 @@ bool LinkedFolders::IsThere(const std::string &path) {
     struct stat info {};
     const std::string *const root = RootOf(path);
     return root != nullptr && ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
-           IsIndexedName(path.substr(path.rfind('/') + 1)) &&
-           PassedOverPart(*root, path).empty() && !LeavesOut(path.substr(0, path.rfind('/')));
+           IsIndexedName(path.substr(path.rfind('/') + 1)) && PassedOverPart(*root, path).empty() &&
+           !LeavesOut(path.substr(0, path.rfind('/')));
 }
 
 std::optional<std::string> LinkedFolders::Elsewhere(const std::string &real) {

@@ -57,7 +57,7 @@ bool PrintSummary(const Counts &counts) {
               << counts.unchanged << ", failed " << counts.failed;
     if (const varnindex::ListCounts &lists = counts.lists; lists.Any()) {
         std::cout << "; playlists: added " << lists.added << ", changed " << lists.changed
-                  << ", removed " << lists.removed << ", unchanged " << lists.unchanged;
+                  << ", moved " << lists.moved << ", removed " << lists.removed << ", unchanged " << lists.unchanged;
     }
     std::cout << std::endl;
     return std::cout.good();

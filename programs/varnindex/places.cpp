@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "copy_rows.h"
+#include "moved_lists.h"
 #include "names.h"
 #include "varn/sql.h"
 
@@ -17,22 +18,38 @@ constexpr std::size_t kFullBytes = 1U << 20;
 
 constexpr const char kCreate[] =
     "CREATE TEMP TABLE found_place (is_list boolean, userid integer, path text, title text,"
-    " album text, mdate timestamp);"
+    " album text, mdate timestamp, contents bigint);"
     "CREATE TEMP TABLE kept_place (path text);"
-    "CREATE TEMP TABLE known_list AS SELECT id, path FROM playlist UNION ALL"
-    " SELECT id, path FROM personal_playlist";
+    "CREATE TEMP TABLE known_list AS SELECT * FROM (SELECT id, path, 0 AS userid, mdate FROM "
+    "playlist"
+    " UNION ALL SELECT id, path, userid, mdate FROM personal_playlist) l"
+    " LEFT JOIN list_contents USING (id);"
+    "CREATE TEMP TABLE gone_list (id integer, emptied integer);"
+    "CREATE TEMP TABLE moved_list (id integer, emptied integer, old text, new text)";
 
 constexpr const char kCopyFound[] =
-    "COPY found_place (is_list, userid, path, title, album, mdate) FROM STDIN";
+    "COPY found_place (is_list, userid, path, title, album, mdate, contents) FROM STDIN";
 constexpr const char kCopyKept[] = "COPY kept_place (path) FROM STDIN";
+constexpr const char kCopyGone[] = "COPY gone_list (id, emptied) FROM STDIN";
 
 // Two roots may note the same folder above them.
 constexpr const char kPrepare[] =
     "CREATE TEMP TABLE place AS SELECT DISTINCT ON (is_list, userid, path) * FROM found_place"
     " ORDER BY is_list, userid, path, mdate;"
     "ANALYZE place";
+constexpr const char kForgetContents[] =
+    "DELETE FROM list_contents c WHERE NOT EXISTS (SELECT FROM playlist t WHERE t.id = c.id)"
+    " AND NOT EXISTS (SELECT FROM personal_playlist t WHERE t.id = c.id) OR EXISTS"
+    " (SELECT FROM known_list JOIN place p USING (path, userid) WHERE known_list.id = c.id"
+    " AND p.is_list AND p.contents IS NULL)";
+constexpr const char kStoreContents[] =
+    "INSERT INTO list_contents SELECT t.id, p.contents FROM (SELECT id, path, 0 AS userid FROM"
+    " playlist UNION ALL SELECT id, path, userid FROM personal_playlist) t"
+    " JOIN place p USING (path, userid) WHERE p.is_list AND p.contents IS NOT NULL"
+    " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents"
+    " WHERE list_contents.contents <> excluded.contents";
 constexpr const char kDropPrepared[] =
-    "DROP TABLE place; DROP TABLE found_place, kept_place, known_list";
+    "DROP TABLE place; DROP TABLE found_place, kept_place, known_list, gone_list, moved_list";
 
 // One of the four tables. The shared ones have no owner.
 struct Table {
@@ -118,15 +135,38 @@ void Places::NoteFile(const std::string &path, unsigned userid) {
     }
 }
 
-void Places::NoteList(const std::string &path, std::int64_t modified, unsigned userid) {
+void Places::NoteList(const std::string &path, std::int64_t modified, unsigned userid,
+                      std::int64_t contents) {
     NoteFile(path, userid);
     const std::string name = NameOf(path);
     rows_ += "t\t" + std::to_string(userid) + '\t';
     AddField(rows_, path, '\t');
     AddField(rows_, CleanName(name.substr(0, name.rfind('.'))), '\t');
     AddField(rows_, CleanName(NameOf(FolderOf(path))), '\t');
-    rows_ += Timestamp(modified) + '\n';
+    rows_ += Timestamp(modified) + '\t' +
+             (contents != 0 ? std::to_string(contents) : std::string("\\N")) + '\n';
     FlushIfFull();
+}
+
+void Places::NoteGoneList(int id, std::optional<std::size_t> emptied) {
+    gone_ += std::to_string(id) + '\t' + (emptied ? std::to_string(*emptied) : "\\N") + '\n';
+    FlushIfFull();
+}
+
+void Places::ForgetGoneLists(const std::vector<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ",") + std::to_string(id);
+    }
+    if (!list.empty()) {
+        database_.Execute("DELETE FROM gone_list WHERE id = ANY ('{" + list + "}')");
+    }
+}
+
+Rows Places::GoneLists() {
+    return database_.Query(
+        "SELECT id, path, COALESCE(emptied, -1) AS emptied FROM gone_list"
+        " JOIN known_list USING (id) ORDER BY path COLLATE \"C\"");
 }
 
 // What the last folder and this one of the same owner have above them in common is noted already.
@@ -142,7 +182,7 @@ void Places::NoteFolder(const std::string &path, unsigned userid) {
         rows_ += "f\t" + std::to_string(userid) + '\t';
         AddField(rows_, folder, '\t');
         AddField(rows_, CleanName(NameOf(folder)), '\t');
-        rows_ += "\t\\N\n";
+        rows_ += "\t\\N\t\\N\n";
         FlushIfFull();
         if (folder == "/") {
             return;
@@ -156,7 +196,7 @@ void Places::Keep(const std::string &path) {
 }
 
 void Places::FlushIfFull() {
-    if (rows_.size() + kept_.size() >= kFullBytes) {
+    if (rows_.size() + kept_.size() + gone_.size() >= kFullBytes) {
         Flush();
     }
 }
@@ -168,8 +208,12 @@ void Places::Flush() {
     if (!kept_.empty()) {
         database_.CopyIn(kCopyKept, kept_);
     }
+    if (!gone_.empty()) {
+        database_.CopyIn(kCopyGone, gone_);
+    }
     rows_.clear();
     kept_.clear();
+    gone_.clear();
 }
 
 // The library takes a list's file away first and then its row. So a row that it has deleted since
@@ -188,6 +232,7 @@ void Places::Store(const Scope &scope, bool purge) {
     const std::string unseen = purge ? "false" : folders_.UnseenCondition();
     Transaction transaction(database_);
     database_.Execute(kPrepare);
+    MoveLists(database_);
     for (const Table &table : kTables) {
         database_.Execute(DeleteSql(table, condition, unseen));
         if (table.isList) {
@@ -199,6 +244,8 @@ void Places::Store(const Scope &scope, bool purge) {
             database_.Execute(InsertSql(table));
         }
     }
+    database_.Execute(kForgetContents);
+    database_.Execute(kStoreContents);
     database_.Execute(kDropPrepared);
     transaction.Commit();
 }

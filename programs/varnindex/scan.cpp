@@ -55,6 +55,7 @@ class Scan {
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
+          lists_(database, folders, now_, places_, reporter),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, reporter) {}
@@ -64,8 +65,7 @@ class Scan {
   private:
     void Survey();
     void SurveySong(Event event);
-    void SurveyList(const Work &work);
-    void SurveyGone(const KnownRow &row);
+    void SurveyGone(const KnownRow &row, std::optional<std::size_t> emptied);
     bool NeedsReading(const Work &work) const;
     bool IsUnreadable(const Work &work) const;
     void CountUnreadable(const Work &work);
@@ -94,6 +94,7 @@ class Scan {
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
+    Lists lists_;
     HeldBack heldBack_;
     Unreadable unreadable_;
     Store store_;
@@ -111,7 +112,10 @@ Counts Scan::Run() {
     if (toRead_ > 0) {
         ReadAll();
     }
-    counts_.lists.removed += heldBack_.SettleEmptied(gone_.LeftOfEmptied(heldBack_.NextEmptied()));
+    auto emptied = gone_.LeftOfEmptied(heldBack_.NextEmptied());
+    lists_.Settle(emptied);
+    counts_.lists = lists_.Counts();
+    counts_.lists.removed += heldBack_.SettleEmptied(emptied);
     store_.Flush();
     StopIfAsked(options_.isStopped);
     RemoveLeft();
@@ -141,15 +145,13 @@ void Scan::Survey() {
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
-                SurveyList(event->work);
+                lists_.Found(event->work);
                 break;
             case Event::Kind::kGone:
-                SurveyGone(event->work.known);
+                SurveyGone(event->work.known, std::nullopt);
                 break;
             case Event::Kind::kEmptied:
-                if (!event->work.known.isList) {
-                    gone_.Add(event->work.known, heldBack_.NextEmptied());
-                }
+                SurveyGone(event->work.known, heldBack_.NextEmptied());
                 break;
             case Event::Kind::kKept:
                 heldBack_.AddUnseen(event->work.known);
@@ -217,31 +219,11 @@ void Scan::SurveySong(Event event) {
     }
 }
 
-void Scan::SurveyList(const Work &work) {
-    places_.NoteList(work.path, work.modified, work.userid);
-    ListCounts &counts = counts_.lists;
-    if (work.sheets && work.known.modified != work.modified) {
-        for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
-            reporter_.Warn(problem);
-        }
-    }
-    if (work.known.id == 0) {
-        reporter_.Tell("added", work.path);
-        ++counts.added;
-    } else if (work.known.modified != work.modified) {
-        reporter_.Tell("changed", work.path);
-        ++counts.changed;
-    } else {
-        ++counts.unchanged;
-    }
-}
-
-void Scan::SurveyGone(const KnownRow &row) {
+void Scan::SurveyGone(const KnownRow &row, std::optional<std::size_t> emptied) {
     if (row.isList) {
-        reporter_.Tell("removed", row.path);
-        ++counts_.lists.removed;
+        lists_.Gone(row, emptied);
     } else {
-        gone_.Add(row, std::nullopt);
+        gone_.Add(row, emptied);
     }
 }
 

@@ -72,7 +72,7 @@ TEST_F(ScanTest, AMountPointWithoutItsDiskKeepsItsSongs) {
     fs::rename(scratch() / "mount", Music());
     Expect(Index({"--purge"}), 0,
            "added 0, changed 0, moved 0, removed 1, unchanged 0, failed 0;"
-           " playlists: added 1, changed 0, removed 1, unchanged 0");
+           " playlists: added 1, changed 0, moved 0, removed 1, unchanged 0");
 }
 
 TEST_F(ScanTest, FullReadsEveryFileAgain) {
@@ -124,9 +124,9 @@ TEST_F(ScanTest, ListsAreCountedAndKeptLikeSongs) {
     fs::create_symlink(scratch() / "disk/c.pls", Music() / "here/c.pls");
     Expect(Index(), 0,
            "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0;"
-           " playlists: added 2, changed 0, removed 0, unchanged 0");
+           " playlists: added 2, changed 0, moved 0, removed 0, unchanged 0");
     const Rows ids = Query("SELECT id, path FROM playlist ORDER BY id");
-    Expect(Index(), 0, lists("added 0, changed 0, removed 0, unchanged 2"));
+    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
     fs::rename(Music() / "lists/a.m3u", scratch() / "a.m3u");
     fs::rename(scratch() / "disk", scratch() / "unplugged");
     for (int i = 0; i < 2; ++i) {
@@ -142,9 +142,9 @@ TEST_F(ScanTest, ListsAreCountedAndKeptLikeSongs) {
     }
     fs::rename(scratch() / "unplugged", scratch() / "disk");
     fs::rename(scratch() / "a.m3u", Music() / "lists/a.m3u");
-    Expect(Index(), 0, lists("added 0, changed 0, removed 0, unchanged 2"));
+    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
     fs::remove(Music() / "lists/a.m3u");
-    const std::string removed = lists("added 0, changed 0, removed 1, unchanged 1");
+    const std::string removed = lists("added 0, changed 0, moved 0, removed 1, unchanged 1");
     Expect(Index({"--purge", "--dry-run"}), 0, removed);
     EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
     Expect(Index({"--purge"}), 0, removed);
@@ -157,11 +157,11 @@ TEST_F(ScanTest, ListsAreCountedAndKeptLikeSongs) {
     fs::rename(Music() / "album/2.m3u", Music() / "here/2.m3u");
     Expect(Index(), 0,
            "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0;"
-           " playlists: added 1, changed 0, removed 1, unchanged 1");
+           " playlists: added 0, changed 0, moved 1, removed 0, unchanged 1");
     Write("here/2.m3u", "#EXTM3U\n2.flac\n");
     Expect(Index(), 0,
            "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0;"
-           " playlists: added 0, changed 1, removed 0, unchanged 1");
+           " playlists: added 0, changed 1, moved 0, removed 0, unchanged 1");
 }
 
 TEST_F(ScanTest, HomesBelongToTheirUsers) {
@@ -308,7 +308,7 @@ TEST_F(ScanTest, AListThatIsDeletedMeanwhileStaysDeleted) {
     varnindex::Database database;
     varnindex::Places places(database, folders);
     for (const char *name : {"gone.m3u", "here.m3u"}) {
-        places.NoteList(Music() / name, 0, 0);
+        places.NoteList(Music() / name, 0, 0, 0);
     }
     places.Store(varnindex::Scope::WholeLibrary(), false);
     EXPECT_EQ(Query("SELECT title FROM playlist"), (Rows{{"here"}}));
@@ -339,30 +339,36 @@ TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
     EXPECT_EQ(Everything(), before);
 }
 
-// Gone at the first look at the folders, and there at the second.
-TEST_F(ScanTest, AFolderThatIsBackAtOnceKeepsItsRow) {
+// Gone at the first look at the folders, and there at the second: a folder, and what was in one.
+TEST_F(ScanTest, WhatIsBackAtOnceKeepsItsRow) {
     PutTagged("0/1.mp3", "Back");
+    PutTagged("1/2.mp3", "Back");
+    Write("1/list.m3u", "2.mp3\n");
     const fs::path other = Put("many/0.mp3");
     Index();
-    const std::string folder = "SELECT id FROM directory WHERE path LIKE '%/0'";
-    const std::string id = Value(folder);
+    const std::string rows =
+        "SELECT id, path FROM directory UNION ALL SELECT id, path FROM playlist ORDER BY path";
+    const Rows before = Query(rows);
     constexpr int kMany = 4200;  // more than are remembered between the two
     for (int i = 1; i < kMany; ++i) {
         fs::create_hard_link(other, other.parent_path() / (std::to_string(i) + ".mp3"));
     }
     fs::rename(Music() / "0", scratch() / "away");
+    fs::rename(Music() / "1", scratch() / "full");
+    fs::create_directory(Music() / "1");
     static int questions;
     questions = 0;
     varnindex::ScanOptions options;
     options.isStopped = [] {
         if (++questions == kMany / 2) {
             fs::rename(scratch() / "away", Music() / "0");
+            fs::rename(scratch() / "full", Music() / "1");
         }
         return false;
     };
     EXPECT_TRUE(ScanInProcess(options));
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), std::to_string(kMany + 1));
-    EXPECT_EQ(Value(folder), id);
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), std::to_string(kMany + 2));
+    EXPECT_EQ(Query(rows), before);
 }
 
 // Readers see whole batches and wait for none.
