@@ -37,6 +37,17 @@ std::string ScopeCondition(const Scope &scope, bool alsoFolders) {
     return condition;
 }
 
+bool HasRows(Database &database, const std::string &path) {
+    return database
+               .Query("SELECT FROM (SELECT path FROM track UNION ALL SELECT path FROM directory"
+                      " UNION ALL SELECT path FROM personal_directory"
+                      " UNION ALL SELECT path FROM playlist"
+                      " UNION ALL SELECT path FROM personal_playlist"
+                      " UNION ALL SELECT path FROM unreadable_file) t WHERE " +
+                      ScopeCondition(Scope({path}), true) + " LIMIT 1")
+               .Count() > 0;
+}
+
 std::vector<unsigned> OwnersOfRows(Database &database) {
     const Rows rows = database.Query(
         "SELECT userid FROM track UNION SELECT userid FROM personal_directory"

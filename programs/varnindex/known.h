@@ -37,6 +37,9 @@ struct Scope {
 // folders, and the folders themselves where `alsoFolders` says so.
 std::string ScopeCondition(const Scope &scope, bool alsoFolders);
 
+// True when the library has something of a path, or below it.
+bool HasRows(Database &database, const std::string &path);
+
 // The users whose songs, folders or lists the library has; 0 among them for everybody's.
 std::vector<unsigned> OwnersOfRows(Database &database);
 

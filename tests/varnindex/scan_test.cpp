@@ -409,6 +409,15 @@ TEST_F(ScanTest, GivenPathsAreThoseOfTheIndexedFolders) {
         EXPECT_EQ(refused.out, "");
         EXPECT_EQ(refused.err.find("database"), refused.err.npos) << refused.err;
     }
+    // What the library does not have, either, is a slip; the others are done.
+    const std::string removed = Put("a/2.mp3");
+    Index({removed});
+    fs::remove(removed);
+    const std::string slip = (Music() / "a/3.mp3").string();
+    const Ended misspelt = Index({slip, removed});
+    Expect(misspelt, 1, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
+    EXPECT_NE(misspelt.err.find(slip + " does not exist"), misspelt.err.npos) << misspelt.err;
+    EXPECT_EQ(Index({slip}).out, "");
     EXPECT_EQ(Index({"--no-such-option"}).status, 2);
 }
 
