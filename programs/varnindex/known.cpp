@@ -39,12 +39,13 @@ std::string ScopeCondition(const Scope &scope, bool alsoFolders) {
 
 bool HasRows(Database &database, const std::string &path) {
     return database
-               .Query("SELECT FROM (SELECT path FROM track UNION ALL SELECT path FROM directory"
-                      " UNION ALL SELECT path FROM personal_directory"
-                      " UNION ALL SELECT path FROM playlist"
-                      " UNION ALL SELECT path FROM personal_playlist"
-                      " UNION ALL SELECT path FROM unreadable_file) t WHERE " +
-                      ScopeCondition(Scope({path}), true) + " LIMIT 1")
+               .Query(
+                   "SELECT FROM (SELECT path FROM track UNION ALL SELECT path FROM directory"
+                   " UNION ALL SELECT path FROM personal_directory"
+                   " UNION ALL SELECT path FROM playlist"
+                   " UNION ALL SELECT path FROM personal_playlist"
+                   " UNION ALL SELECT path FROM unreadable_file) t WHERE " +
+                   ScopeCondition(Scope({path}), true) + " LIMIT 1")
                .Count() > 0;
 }
 

@@ -59,7 +59,8 @@ bool PrintSummary(const Counts &counts) {
               << counts.unchanged << ", failed " << counts.failed;
     if (const varnindex::ListCounts &lists = counts.lists; lists.Any()) {
         std::cout << "; playlists: added " << lists.added << ", changed " << lists.changed
-                  << ", moved " << lists.moved << ", removed " << lists.removed << ", unchanged " << lists.unchanged;
+                  << ", moved " << lists.moved << ", removed " << lists.removed << ", unchanged "
+                  << lists.unchanged;
     }
     std::cout << std::endl;
     return std::cout.good();
@@ -99,7 +100,7 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
 // likely. Where a link leads counts, too.
 std::vector<std::string> TakeUnknown(varnindex::Database &database, const Folders &folders,
                                      std::vector<std::string> &paths) {
-    varnindex::LinkedFolders library(folders.Roots());
+    varnindex::LinkedFolders library(folders);
     const auto isKnown = [&](const std::string &path) {
         std::error_code ignored;
         if (std::filesystem::symlink_status(path, ignored).type() !=

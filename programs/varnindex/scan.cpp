@@ -50,7 +50,7 @@ class Scan {
           folders_(folders),
           roots_(std::move(roots)),
           library_(library),
-          now_(folders.Roots(), options.isStopped),
+          now_(folders, options.isStopped),
           scope_(std::move(scope)),
           options_(options),
           reporter_(reporter),
@@ -484,7 +484,7 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
     if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
         OwnFolders(folders).Remember(reporter);
     }
-    LinkedFolders library(folders.Roots(), options.isStopped);
+    LinkedFolders library(folders, options.isStopped);
     std::vector<std::string> all = paths;
     for (const std::string &path : paths) {
         if (auto elsewhere = library.LibraryPath(OrderedFolders({path}).front())) {

@@ -196,6 +196,13 @@ TEST_F(ScanTest, HomesBelongToTheirUsers) {
     Expect(Index(), 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 1030"), "1");
     WriteFile(varn::path::kPasswd, accounts);
+    // Another's songs do not become one's own by a link.
+    fs::rename(Home("bob") / "music", scratch() / "bob");
+    fs::create_directory_symlink(Home("alice") / "music", Home("bob") / "music");
+    const Ended linked = Index();
+    Expect(linked, 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 1");
+    EXPECT_NE(linked.err.find("bob/music/: skipped, a link"), linked.err.npos) << linked.err;
+    EXPECT_EQ(Value("SELECT count(*) FROM personal_playlist"), "0");
     EnableHomes(false);
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
     EXPECT_EQ(Value("SELECT count(*) FROM personal_directory"), "0");
