@@ -48,6 +48,11 @@ constexpr const char kStoreContents[] =
     " JOIN place p USING (path, userid) WHERE p.is_list AND p.contents IS NOT NULL"
     " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents"
     " WHERE list_contents.contents <> excluded.contents";
+constexpr const char kRemoveEmpty[] =
+    "DELETE FROM @VARN:NEVARdirectory WHERE path = '@VARN:VAR'@VARN:NEVAR AND NOT EXISTS"
+    " (SELECT FROM track WHERE path ^@ '@VARN:VAR/' AND userid = @VARN:INT) AND NOT EXISTS"
+    " (SELECT FROM @VARN:NEVARdirectory WHERE path ^@ '@VARN:VAR/'@VARN:NEVAR) AND NOT EXISTS"
+    " (SELECT FROM @VARN:NEVARplaylist WHERE path ^@ '@VARN:VAR/'@VARN:NEVAR)";
 constexpr const char kDropPrepared[] =
     "DROP TABLE place; DROP TABLE found_place, kept_place, known_list, gone_list, moved_list";
 
@@ -226,6 +231,25 @@ void Places::TakeBackDeleted(const std::string &table, const Rows &added) {
     }
 }
 
+// Folders above the given ones, in which nothing is left.
+void Places::RemoveEmptyAbove(const std::vector<std::string> &scope) {
+    for (const std::string &given : scope) {
+        const OwnedFolder *configured = folders_.Of(given);
+        for (std::string folder = given; configured != nullptr && folder != configured->path;) {
+            folder = FolderOf(folder);
+            const bool isPersonal = configured->userid != 0;
+            const std::string owner =
+                isPersonal ? " AND userid = " + std::to_string(configured->userid) : "";
+            const std::string kind = isPersonal ? "personal_" : "";
+            if (database_.Execute(Made(varn::Sql(kRemoveEmpty, kind, folder, owner, folder,
+                                                 static_cast<int>(configured->userid), kind, folder,
+                                                 owner, kind, folder, owner))) == 0) {
+                break;
+            }
+        }
+    }
+}
+
 void Places::Store(const Scope &scope, bool purge) {
     Flush();
     const std::string condition = ScopeCondition(scope, true);
@@ -244,6 +268,7 @@ void Places::Store(const Scope &scope, bool purge) {
             database_.Execute(InsertSql(table));
         }
     }
+    RemoveEmptyAbove(scope.folders.value_or(std::vector<std::string>()));
     database_.Execute(kForgetContents);
     database_.Execute(kStoreContents);
     database_.Execute(kDropPrepared);

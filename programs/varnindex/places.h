@@ -46,6 +46,7 @@ class Places {
   private:
     void NoteFolder(const std::string &path, unsigned userid);
     void TakeBackDeleted(const std::string &table, const Rows &added);
+    void RemoveEmptyAbove(const std::vector<std::string> &scope);
     void FlushIfFull();
 
     Database &database_;

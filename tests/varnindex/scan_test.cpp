@@ -21,19 +21,24 @@ using tonvale_test::Samples;
 using tonvale_test::ScanTest;
 
 TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
-    PutTagged("disk/1.mp3", "First");
+    const Path song = PutTagged("disk/album/1.mp3", "First");
     PutTagged("here/2.mp3", "Second");
     Index();
     const std::string id = Value("SELECT id FROM track WHERE title = 'First'");
-    fs::rename(Music() / "disk/1.mp3", scratch() / "1.mp3");
-    const Ended empty = Index();
-    Expect(empty, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_NE(empty.err.find("disk/: the folder is empty; its songs stay in the library: 1\n"),
-              empty.err.npos);
-    EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/disk'"), "1");
-    fs::rename(scratch() / "1.mp3", Music() / "here/1.mp3");
+    const std::string folders = "SELECT count(*) FROM directory WHERE path LIKE '%/disk%'";
+    fs::rename(song.parent_path(), scratch() / "album");
+    for (const Words &paths : {Words{}, Words{song.string()}, Words{song.parent_path().string()}}) {
+        const Ended empty = Index(paths);
+        Expect(empty, 1,
+               "added 0, changed 0, moved 0, removed 0, unchanged " +
+                   std::string(paths.empty() ? "1" : "0") + ", failed 0");
+        EXPECT_NE(empty.err.find("disk/: the folder is empty; its songs stay in the library: 1\n"),
+                  empty.err.npos);
+        EXPECT_EQ(Value(folders), "2");
+    }
+    fs::rename(scratch() / "album/1.mp3", Music() / "here/1.mp3");
     Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/disk'"), "0");
+    EXPECT_EQ(Value(folders), "0");
     EXPECT_EQ(Value("SELECT id FROM track WHERE path LIKE '%/here/1.mp3'"), id);
     fs::remove(Music() / "here/1.mp3");
     fs::remove(Music() / "here/2.mp3");
@@ -113,6 +118,14 @@ TEST_F(ScanTest, FoldersAndLists) {
     Index();
     EXPECT_EQ(paths("directory"), (Rows{{"music"}, {"music/rock"}, {"music/rock/one"}}));
     EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
+    Put("4.mp3");
+    Write("rock/one/cover.txt", "no music");
+    Index();
+    for (const char *song : {"1.mp3", "2.mp3"}) {
+        fs::remove(Music() / "rock/one" / song);
+    }
+    Index({(Music() / "rock/one").string()});
+    EXPECT_EQ(paths("directory"), Rows{{"music"}});
 }
 
 TEST_F(ScanTest, ListsAreCountedAndKeptLikeSongs) {
