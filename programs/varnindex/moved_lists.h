@@ -1,4 +1,4 @@
-// Playlists and cue sheets that were moved or renamed: they keep their rows, with what hangs on them.
+// Playlists and cue sheets that were moved or renamed keep their rows, with what hangs on them.
 #pragma once
 
 #include <cstddef>

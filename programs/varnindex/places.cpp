@@ -20,10 +20,9 @@ constexpr const char kCreate[] =
     "CREATE TEMP TABLE found_place (is_list boolean, userid integer, path text, title text,"
     " album text, mdate timestamp, contents bigint);"
     "CREATE TEMP TABLE kept_place (path text);"
-    "CREATE TEMP TABLE known_list AS SELECT * FROM (SELECT id, path, 0 AS userid, mdate FROM "
-    "playlist"
-    " UNION ALL SELECT id, path, userid, mdate FROM personal_playlist) l"
-    " LEFT JOIN list_contents USING (id);"
+    "CREATE TEMP TABLE known_list AS SELECT * FROM"
+    " (SELECT id, path, 0 AS userid, mdate FROM playlist UNION ALL"
+    " SELECT id, path, userid, mdate FROM personal_playlist) l LEFT JOIN list_contents USING (id);"
     "CREATE TEMP TABLE gone_list (id integer, emptied integer);"
     "CREATE TEMP TABLE moved_list (id integer, emptied integer, old text, new text)";
 
@@ -50,9 +49,9 @@ constexpr const char kStoreContents[] =
     " WHERE list_contents.contents <> excluded.contents";
 constexpr const char kRemoveEmpty[] =
     "DELETE FROM @VARN:NEVARdirectory WHERE path = '@VARN:VAR'@VARN:NEVAR AND NOT EXISTS"
-    " (SELECT FROM track WHERE path ^@ '@VARN:VAR/' AND userid = @VARN:INT) AND NOT EXISTS"
-    " (SELECT FROM @VARN:NEVARdirectory WHERE path ^@ '@VARN:VAR/'@VARN:NEVAR) AND NOT EXISTS"
-    " (SELECT FROM @VARN:NEVARplaylist WHERE path ^@ '@VARN:VAR/'@VARN:NEVAR)";
+    " (SELECT FROM track WHERE path ^@ '@VARN:VAR' AND userid = @VARN:INT) AND NOT EXISTS"
+    " (SELECT FROM @VARN:NEVARdirectory WHERE path ^@ '@VARN:VAR'@VARN:NEVAR) AND NOT EXISTS"
+    " (SELECT FROM @VARN:NEVARplaylist WHERE path ^@ '@VARN:VAR'@VARN:NEVAR)";
 constexpr const char kDropPrepared[] =
     "DROP TABLE place; DROP TABLE found_place, kept_place, known_list, gone_list, moved_list";
 
@@ -241,9 +240,10 @@ void Places::RemoveEmptyAbove(const std::vector<std::string> &scope) {
             const std::string owner =
                 isPersonal ? " AND userid = " + std::to_string(configured->userid) : "";
             const std::string kind = isPersonal ? "personal_" : "";
-            if (database_.Execute(Made(varn::Sql(kRemoveEmpty, kind, folder, owner, folder,
-                                                 static_cast<int>(configured->userid), kind, folder,
-                                                 owner, kind, folder, owner))) == 0) {
+            const std::string below = folder == "/" ? folder : folder + "/";
+            if (database_.Execute(Made(varn::Sql(kRemoveEmpty, kind, folder, owner, below,
+                                                 static_cast<int>(configured->userid), kind, below,
+                                                 owner, kind, below, owner))) == 0) {
                 break;
             }
         }
@@ -261,8 +261,6 @@ void Places::Store(const Scope &scope, bool purge) {
         database_.Execute(DeleteSql(table, condition, unseen));
         if (table.isList) {
             database_.Execute(UpdateSql(table));
-        }
-        if (table.isList) {
             TakeBackDeleted(table.name, database_.Query(InsertSql(table) + " RETURNING id, path"));
         } else {
             database_.Execute(InsertSql(table));

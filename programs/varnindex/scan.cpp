@@ -416,7 +416,8 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
 }
 
 // Files whose folder was looked at in the moment between their removal and their return: an editor
-// puts a new one in place of the old, a disk is mounted. The next scan looks what has become of them.
+// puts a new one in place of the old, a disk is mounted. What has become of them is for the next
+// scan to find out.
 void Scan::KeepThoseBack() {
     gone_.KeepThoseBack(database_, [this](const std::string &path) {
         StopIfAsked(options_.isStopped);
