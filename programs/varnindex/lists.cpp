@@ -79,7 +79,7 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
     std::vector<int> back;
     for (int row = 0; row < rows.Count(); ++row) {
         const std::string path = rows.Field(row, "path");
-        if (!now_.IsThere(path)) {
+        if (!secondLook_.IsBack(path)) {
             continue;
         }
         const auto folder = NumberOrNone(rows.Number(row, "emptied"));
@@ -89,7 +89,6 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
         } else {
             ++counts_.unchanged;
             places_.Keep(path);
-            places_.NoteFile(path, folders_.OwnerOf(path));
         }
         back.push_back(static_cast<int>(rows.Number(row, "id")));
     }

@@ -9,13 +9,12 @@
 #include <vector>
 
 #include "database.h"
-#include "folders.h"
 #include "gone.h"
 #include "known.h"
-#include "links.h"
 #include "places.h"
 #include "readers.h"
 #include "reporter.h"
+#include "second_look.h"
 
 namespace varnindex {
 
@@ -31,10 +30,9 @@ struct ListCounts {
 
 class Lists {
   public:
-    // All of these outlive it. `now` is for a second look.
-    Lists(Database &database, const Folders &folders, LinkedFolders &now, Places &places,
-          Reporter &reporter)
-        : database_(database), folders_(folders), now_(now), places_(places), reporter_(reporter) {}
+    // All of these outlive it.
+    Lists(Database &database, Places &places, SecondLook &secondLook, Reporter &reporter)
+        : database_(database), places_(places), secondLook_(secondLook), reporter_(reporter) {}
 
     void Found(const Work &work);
 
@@ -53,9 +51,8 @@ class Lists {
     void SettleLeft(std::vector<EmptiedFolder> &emptied);
 
     Database &database_;
-    const Folders &folders_;
-    LinkedFolders &now_;
     Places &places_;
+    SecondLook &secondLook_;
     Reporter &reporter_;
     ListCounts counts_;
     std::set<std::string> added_;  // while the changes are listed

@@ -12,6 +12,7 @@
 #include "places.h"
 #include "put_off.h"
 #include "readers.h"
+#include "second_look.h"
 #include "store.h"
 #include "successors.h"
 #include "unreadable.h"
@@ -50,12 +51,12 @@ class Scan {
           folders_(folders),
           roots_(std::move(roots)),
           library_(library),
-          now_(folders, options.isStopped),
           scope_(std::move(scope)),
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
-          lists_(database, folders, now_, places_, reporter),
+          secondLook_(folders, places_, options.isStopped),
+          foundLists_(database, places_, secondLook_, reporter),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, reporter) {}
@@ -82,19 +83,18 @@ class Scan {
     UsedSheet SheetToKeep(const ReadWork &read, int id);
     void StoreElsewhere(ReadWork read, Round round);
     void RemoveLeft();
-    void KeepThoseBack();
     void GiveToCopies(const std::vector<int> &left);
 
     Database &database_;
     const Folders &folders_;
     std::vector<std::string> roots_;
     LinkedFolders *library_;
-    LinkedFolders now_;  // for a second look
     Scope scope_;
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
-    Lists lists_;
+    SecondLook secondLook_;
+    Lists foundLists_;
     HeldBack heldBack_;
     Unreadable unreadable_;
     Store store_;
@@ -113,8 +113,8 @@ Counts Scan::Run() {
         ReadAll();
     }
     auto emptied = gone_.LeftOfEmptied(heldBack_.NextEmptied());
-    lists_.Settle(emptied);
-    counts_.lists = lists_.Counts();
+    foundLists_.Settle(emptied);
+    counts_.lists = foundLists_.Counts();
     counts_.lists.removed += heldBack_.SettleEmptied(emptied);
     store_.Flush();
     StopIfAsked(options_.isStopped);
@@ -145,7 +145,7 @@ void Scan::Survey() {
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
-                lists_.Found(event->work);
+                foundLists_.Found(event->work);
                 break;
             case Event::Kind::kGone:
                 SurveyGone(event->work.known, std::nullopt);
@@ -221,7 +221,7 @@ void Scan::SurveySong(Event event) {
 
 void Scan::SurveyGone(const KnownRow &row, std::optional<std::size_t> emptied) {
     if (row.isList) {
-        lists_.Gone(row, emptied);
+        foundLists_.Gone(row, emptied);
     } else {
         gone_.Add(row, emptied);
     }
@@ -415,25 +415,10 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
     }
 }
 
-// Files whose folder was looked at in the moment between their removal and their return: an editor
-// puts a new one in place of the old, a disk is mounted. What has become of them is for the next
-// scan to find out.
-void Scan::KeepThoseBack() {
-    gone_.KeepThoseBack(database_, [this](const std::string &path) {
-        StopIfAsked(options_.isStopped);
-        const bool isBack = now_.IsThere(path);
-        if (isBack) {
-            places_.NoteFile(path, folders_.OwnerOf(path));
-            ++counts_.unchanged;
-        }
-        return isBack;
-    });
-}
-
 void Scan::RemoveLeft() {
-    KeepThoseBack();
+    counts_.unchanged += secondLook_.KeepThoseBack(database_, gone_);
     GiveToCopies(gone_.Left());
-    KeepThoseBack();
+    counts_.unchanged += secondLook_.KeepThoseBack(database_, gone_);
     for (const int id : gone_.Left()) {
         StopIfAsked(options_.isStopped);
         if (reporter_.ListsChanges()) {

@@ -10,7 +10,6 @@
 #include <thread>
 
 #include "varnindex/folders.h"
-#include "varnindex/places.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {
@@ -87,94 +86,6 @@ TEST_F(ScanTest, FullReadsEveryFileAgain) {
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
     Expect(Index({"--full"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
     EXPECT_EQ(Value("SELECT title FROM track"), "Right");
-}
-
-TEST_F(ScanTest, FoldersAndLists) {
-    Put("rock/one/1.mp3");
-    Put("rock/one/2.mp3");
-    Put("rock-live/3.mp3");
-    Write("lists/Best of.M3U8", "#EXTM3U\n");
-    Write("lists/empty/notes.txt", "no music");
-    const auto paths = [](const char *table) {
-        Rows rows = Query(std::string("SELECT path FROM ") + table + " ORDER BY path");
-        for (auto &row : rows) {
-            row.front().erase(0, scratch().string().size() + 1);
-        }
-        return rows;
-    };
-    Index();
-    EXPECT_EQ(
-        paths("directory"),
-        (Rows{
-            {"music"}, {"music/lists"}, {"music/rock"}, {"music/rock-live"}, {"music/rock/one"}}));
-    EXPECT_EQ(Query("SELECT title, album FROM playlist"), (Rows{{"Best of", "lists"}}));
-    const Rows ids = Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist");
-    Index();
-    EXPECT_EQ(Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist"), ids);
-    fs::remove_all(Music() / "rock-live");
-    fs::remove(Music() / "lists/Best of.M3U8");
-    Index({(Music() / "rock").string()});  // which is not where they were
-    EXPECT_EQ(paths("directory").size(), 5U);
-    Index();
-    EXPECT_EQ(paths("directory"), (Rows{{"music"}, {"music/rock"}, {"music/rock/one"}}));
-    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
-    Put("4.mp3");
-    Write("rock/one/cover.txt", "no music");
-    Index();
-    for (const char *song : {"1.mp3", "2.mp3"}) {
-        fs::remove(Music() / "rock/one" / song);
-    }
-    Index({(Music() / "rock/one").string()});
-    EXPECT_EQ(paths("directory"), Rows{{"music"}});
-}
-
-TEST_F(ScanTest, ListsAreCountedAndKeptLikeSongs) {
-    const std::string songs = "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0";
-    const auto lists = [&](const std::string &counts) { return songs + "; playlists: " + counts; };
-    Put("here/1.mp3");
-    Write("lists/a.m3u", "#EXTM3U\n");
-    Write("../disk/c.pls", "[playlist]\n");
-    fs::create_symlink(scratch() / "disk/c.pls", Music() / "here/c.pls");
-    Expect(Index(), 0,
-           "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0;"
-           " playlists: added 2, changed 0, moved 0, removed 0, unchanged 0");
-    const Rows ids = Query("SELECT id, path FROM playlist ORDER BY id");
-    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
-    fs::rename(Music() / "lists/a.m3u", scratch() / "a.m3u");
-    fs::rename(scratch() / "disk", scratch() / "unplugged");
-    for (int i = 0; i < 2; ++i) {
-        const Ended away = Index();
-        Expect(away, 1, songs);
-        for (const char *word :
-             {"lists/: the folder is empty; its playlists stay in the library: 1",
-              "c.pls: No such file or directory; its playlists stay"}) {
-            EXPECT_NE(away.err.find(word), away.err.npos) << away.err;
-        }
-        EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
-        EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/lists'"), "1");
-    }
-    fs::rename(scratch() / "unplugged", scratch() / "disk");
-    fs::rename(scratch() / "a.m3u", Music() / "lists/a.m3u");
-    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
-    fs::remove(Music() / "lists/a.m3u");
-    const std::string removed = lists("added 0, changed 0, moved 0, removed 1, unchanged 1");
-    Expect(Index({"--purge", "--dry-run"}), 0, removed);
-    EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
-    Expect(Index({"--purge"}), 0, removed);
-    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "1");
-    // Lists of a folder whose songs have moved go with them.
-    Put("album/2.flac", "tone.flac");
-    Write("album/2.m3u", "2.flac\n");
-    Index();
-    fs::rename(Music() / "album/2.flac", Music() / "here/2.flac");
-    fs::rename(Music() / "album/2.m3u", Music() / "here/2.m3u");
-    Expect(Index(), 0,
-           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0;"
-           " playlists: added 0, changed 0, moved 1, removed 0, unchanged 1");
-    Write("here/2.m3u", "#EXTM3U\n2.flac\n");
-    Expect(Index(), 0,
-           "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0;"
-           " playlists: added 0, changed 1, moved 0, removed 0, unchanged 1");
 }
 
 TEST_F(ScanTest, HomesBelongToTheirUsers) {
@@ -319,19 +230,6 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
             ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/25";
         }
     }
-}
-
-// The library has deleted one of them since its folder was looked at.
-TEST_F(ScanTest, AListThatIsDeletedMeanwhileStaysDeleted) {
-    Write("here.m3u", "#EXTM3U\n");
-    const varnindex::Folders folders({Music()}, {}, {});
-    varnindex::Database database;
-    varnindex::Places places(database, folders);
-    for (const char *name : {"gone.m3u", "here.m3u"}) {
-        places.NoteList(Music() / name, 0, 0, 0);
-    }
-    places.Store(varnindex::Scope::WholeLibrary(), false);
-    EXPECT_EQ(Query("SELECT title FROM playlist"), (Rows{{"here"}}));
 }
 
 // Away when its folder is looked at, and there before its row goes.
