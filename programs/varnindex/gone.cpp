@@ -21,6 +21,18 @@ std::int64_t AudioOf(const Song &song) {
     return Mixed(song.fingerprint, song.size, song.userid);
 }
 
+// Calls `job` with some of the ids at a time, in decimal with commas between them.
+template <typename Job>
+void ForBatches(const std::vector<int> &ids, const Job &job) {
+    for (std::size_t i = 0; i < ids.size(); i += kBatch) {
+        std::string list;
+        for (std::size_t j = i; j < std::min(i + kBatch, ids.size()); ++j) {
+            list += (list.empty() ? "" : ",") + std::to_string(ids[j]);
+        }
+        job(list);
+    }
+}
+
 }  // namespace
 
 void GoneRows::Add(const KnownRow &row, std::optional<std::size_t> emptied) {
@@ -52,13 +64,32 @@ void GoneRows::IsUnreadable(int id) {
 void GoneRows::HasLostItsPath(int id) {
     if (const auto row = rows_.find(id); row != rows_.end()) {
         row->second.state = State::kGone;
+        row->second.hasItsPath = false;
     }
+}
+
+void GoneRows::KeepThoseBack(Database &database,
+                             const std::function<bool(const std::string &path)> &isBack) {
+    std::vector<int> ids = Left();
+    std::erase_if(ids, [this](int id) { return !rows_.at(id).hasItsPath; });
+    ForBatches(ids, [&](const std::string &list) {
+        const Rows found =
+            database.Query("SELECT id, path FROM track WHERE id = ANY ('{" + list + "}')");
+        for (int row = 0; row < found.Count(); ++row) {
+            if (isBack(found.Field(row, "path"))) {
+                rows_.erase(static_cast<int>(found.Number(row, "id")));
+            }
+        }
+    });
 }
 
 bool GoneRows::ThereAgain(int id) {
     const auto row = rows_.find(id);
     const bool wasGone = row != rows_.end() && row->second.state == State::kGone;
     if (wasGone) {
+        if (row->second.emptied) {
+            back_.insert(*row->second.emptied);
+        }
         rows_.erase(row);
     }
     return wasGone;
@@ -74,11 +105,7 @@ void GoneRows::Prepare(Database &database) {
     for (const auto &[id, row] : rows_) {
         ids.push_back(id);
     }
-    for (std::size_t i = 0; i < ids.size(); i += kBatch) {
-        std::string list;
-        for (std::size_t j = i; j < std::min(i + kBatch, ids.size()); ++j) {
-            list += (list.empty() ? "" : ",") + std::to_string(ids[j]);
-        }
+    ForBatches(ids, [&](const std::string &list) {
         const Rows found = database.Query(
             "SELECT id, fingerprint, filesize FROM track WHERE fingerprint IS NOT NULL"
             " AND id = ANY ('{" +
@@ -87,7 +114,7 @@ void GoneRows::Prepare(Database &database) {
             Index(static_cast<int>(found.Number(row, "id")), found.Number(row, "fingerprint"),
                   found.Number(row, "filesize"));
         }
-    }
+    });
 }
 
 void GoneRows::Index(int id, std::int64_t fingerprint, std::int64_t size) {
@@ -198,12 +225,15 @@ std::vector<int> GoneRows::Left() const {
     return ids;
 }
 
-std::vector<std::size_t> GoneRows::LeftOfEmptied(std::size_t count) const {
-    std::vector<std::size_t> left(count);
+std::vector<EmptiedFolder> GoneRows::LeftOfEmptied(std::size_t count) const {
+    std::vector<EmptiedFolder> left(count);
     for (const auto &[id, row] : rows_) {
         if (row.emptied) {
-            ++left.at(*row.emptied);
+            ++left.at(*row.emptied).songs;
         }
+    }
+    for (const std::size_t folder : back_) {
+        left.at(folder).isBack = true;
     }
     return left;
 }

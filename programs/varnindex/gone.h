@@ -4,8 +4,10 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <optional>
+#include <set>
 #include <string>
 #include <tuple>
 #include <unordered_map>
@@ -17,6 +19,13 @@
 #include "song.h"
 
 namespace varnindex {
+
+// What there is no trace of elsewhere of a folder that is there with nothing in it.
+struct EmptiedFolder {
+    std::size_t songs = 0;
+    std::size_t lists = 0;
+    bool isBack = false;  // something is in it again
+};
 
 // A file that was moved has the owner, size and audio of a row whose own file is gone. Of several such
 // rows it gets the one with its name, otherwise the first by path that no other new file has the
@@ -46,6 +55,11 @@ class GoneRows {
     // The file at the row's path was stored with another row.
     void HasLostItsPath(int id);
 
+    // Asks for the path of each row that is to be removed, unless another has it now, whether its
+    // file is there again: then the row is not gone. Throws DatabaseError.
+    void KeepThoseBack(Database &database,
+                       const std::function<bool(const std::string &path)> &isBack);
+
     // The row's path is there. True for a row that was gone, and is not any more; one whose file has
     // changed waits for what is in it.
     bool ThereAgain(int id);
@@ -68,8 +82,8 @@ class GoneRows {
     // The rows that are to be removed, by id.
     std::vector<int> Left() const;
 
-    // How many rows of each of `count` emptied folders nobody has claimed.
-    std::vector<std::size_t> LeftOfEmptied(std::size_t count) const;
+    // The songs of each of `count` emptied folders that nobody has claimed.
+    std::vector<EmptiedFolder> LeftOfEmptied(std::size_t count) const;
 
   private:
     // A hash of fingerprint, size and owner, whether a new file that is not read yet has the row's
@@ -88,6 +102,7 @@ class GoneRows {
         std::size_t order;
         std::optional<std::size_t> emptied;
         State state = State::kGone;
+        bool hasItsPath = true;
         std::optional<std::int64_t> fingerprint = {};  // by Prepare
         std::int64_t size = 0;                         // the same
     };
@@ -100,6 +115,7 @@ class GoneRows {
     Claim Take(Places::iterator place);
 
     std::unordered_map<int, Row> rows_;
+    std::set<std::size_t> back_;          // emptied folders
     std::vector<std::int64_t> newNames_;  // hashes of size, owner and name, sorted by Prepare
     std::vector<std::int64_t> sizes_;     // of new and changed files, sorted by Prepare
     Places byPlace_;                      // ids

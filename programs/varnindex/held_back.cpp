@@ -44,18 +44,22 @@ void HeldBack::Hold(const Found &gap, Kept rows) {
                    StayText(rows));
 }
 
-std::size_t HeldBack::SettleEmptied(const std::vector<std::size_t> &left) {
+std::size_t HeldBack::SettleEmptied(const std::vector<EmptiedFolder> &left) {
     std::size_t removedLists = 0;
     for (std::size_t i = 0; i < left.size(); ++i) {
         const auto &[folder, rows] = emptied_[i];
-        if (left[i] > 0 || rows.songs == 0) {
+        const bool isLeft = left[i].songs > 0 || (rows.songs == 0 && left[i].lists > 0);
+        if (left[i].isBack && !folder.isPassedOver) {
             places_.NoteFile(folder.path, folders_.OwnerOf(folder.path));
-            Hold(folder, {left[i], rows.lists});
+            places_.Keep(folder.path);
+        } else if (isLeft) {
+            places_.NoteFile(folder.path, folders_.OwnerOf(folder.path));
+            Hold(folder, {left[i].songs, left[i].lists});
         } else if (folder.isPassedOver) {
             places_.Keep(
                 folder.path);  // the next scan finds no songs there, and looks at the lists
         } else {
-            removedLists += rows.lists;
+            removedLists += left[i].lists;
         }
     }
     return removedLists;

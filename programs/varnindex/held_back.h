@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "folders.h"
+#include "gone.h"
 #include "merge.h"
 #include "places.h"
 #include "reporter.h"
@@ -33,9 +34,10 @@ class HeldBack {
     // Tracks of a cue sheet that cannot be used.
     void AddTracks(const std::string &songPath);
 
-    // `left` songs of each emptied folder have not been found elsewhere. Where all have been, its
-    // lists have been thrown away or gone with them: returns how many lists that are.
-    std::size_t SettleEmptied(const std::vector<std::size_t> &left);
+    // `left` of each emptied folder has not been found elsewhere. Where all songs have been, its
+    // other lists have been thrown away: returns how many lists that are. What has something in it
+    // again was not emptied, and stays for the next scan to look at.
+    std::size_t SettleEmptied(const std::vector<EmptiedFolder> &left);
 
     bool Any() const { return any_; }
 

@@ -10,10 +10,13 @@ namespace {
 constexpr const char kDeclare[] =
     "DECLARE known_file NO SCROLL CURSOR WITH HOLD FOR SELECT *,"
     " (extract(epoch FROM mdate) * 1000000)::bigint AS modified FROM ("
-    " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, false AS is_list"
+    " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, false AS is_list,"
+    " 0 AS contents"
     " FROM track WHERE NOT is_virtual AND (@VARN:NEVAR) UNION ALL"
-    " SELECT id, path, 0, mdate, 0, 0, false, true FROM playlist WHERE @VARN:NEVAR UNION ALL"
-    " SELECT id, path, 0, mdate, userid, 0, false, true FROM personal_playlist WHERE @VARN:NEVAR"
+    " SELECT id, path, 0, mdate, 0, 0, false, true, COALESCE(contents, 0) FROM playlist LEFT JOIN "
+    "list_contents USING (id) WHERE @VARN:NEVAR UNION ALL"
+    " SELECT id, path, 0, mdate, userid, 0, false, true, COALESCE(contents, 0)"
+    " FROM personal_playlist LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
     ") f ORDER BY path COLLATE \"C\", id";
 constexpr const char *kFetch = "FETCH 5000 FROM known_file";
 
@@ -32,6 +35,18 @@ std::string ScopeCondition(const Scope &scope, bool alsoFolders) {
         }
     }
     return condition;
+}
+
+bool HasRows(Database &database, const std::string &path) {
+    return database
+               .Query(
+                   "SELECT FROM (SELECT path FROM track UNION ALL SELECT path FROM directory"
+                   " UNION ALL SELECT path FROM personal_directory"
+                   " UNION ALL SELECT path FROM playlist"
+                   " UNION ALL SELECT path FROM personal_playlist"
+                   " UNION ALL SELECT path FROM unreadable_file) t WHERE " +
+                   ScopeCondition(Scope({path}), true) + " LIMIT 1")
+               .Count() > 0;
 }
 
 std::vector<unsigned> OwnersOfRows(Database &database) {
@@ -87,6 +102,7 @@ void KnownRows::Fetch() {
     row.modified = block_->Number(next_, "modified");
     row.userid = static_cast<unsigned>(block_->Number(next_, "userid"));
     row.sheetStamp = block_->Number(next_, "sheet_stamp");
+    row.contents = block_->Number(next_, "contents");
     row.isSplit = *block_->Field(next_, "has_virtual") == 't';
     row.isList = *block_->Field(next_, "is_list") == 't';
     ++next_;

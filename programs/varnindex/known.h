@@ -18,8 +18,9 @@ struct KnownRow {
     std::int64_t modified = 0;  // microseconds since 1970, UTC
     unsigned userid = 0;
     std::int64_t sheetStamp = 0;
-    bool isSplit = false;  // a cue sheet has made tracks of it
-    bool isList = false;   // no song, but a playlist or cue sheet: the size is not known
+    std::int64_t contents = 0;  // of a list: a hash of what was in it; 0: not known
+    bool isSplit = false;       // a cue sheet has made tracks of it
+    bool isList = false;        // no song, but a playlist or cue sheet: the size is not known
 };
 
 // Which rows a scan answers for: all, or those below some folders.
@@ -35,6 +36,9 @@ struct Scope {
 // The condition, on the column "path", for the rows that a scan answers for: those below the
 // folders, and the folders themselves where `alsoFolders` says so.
 std::string ScopeCondition(const Scope &scope, bool alsoFolders);
+
+// True when the library has something of a path, or below it.
+bool HasRows(Database &database, const std::string &path);
 
 // The users whose songs, folders or lists the library has; 0 among them for everybody's.
 std::vector<unsigned> OwnersOfRows(Database &database);

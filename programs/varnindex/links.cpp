@@ -106,6 +106,16 @@ std::optional<std::string> LinkedFolders::LibraryPath(const std::string &path) {
     return error ? std::nullopt : Elsewhere(Transplanted(path, leftOut, real));
 }
 
+bool LinkedFolders::IsThere(const std::string &path) {
+    struct stat info {};
+    const std::string *const root = RootOf(path);
+    const unsigned owner = homes_ ? homes_->RequiredOwner(path) : 0;
+    return root != nullptr && ::stat(path.c_str(), &info) == 0 && S_ISREG(info.st_mode) &&
+           (owner == 0 || owner == info.st_uid) &&
+           IsIndexedName(path.substr(path.rfind('/') + 1)) && PassedOverPart(*root, path).empty() &&
+           !LeavesOut(path.substr(0, path.rfind('/')));
+}
+
 std::optional<std::string> LinkedFolders::Elsewhere(const std::string &real) {
     if (auto direct = RealRoots(roots_).DirectPath(real)) {
         return direct;
@@ -125,6 +135,9 @@ const LinkChoices &LinkedFolders::Choices() {
         // Folders alone: no file is looked at.
         Walk walk(
             roots_, [](std::string_view /*name*/) { return false; }, nullptr, isStopped_);
+        if (homes_) {
+            walk.Heed(*homes_);
+        }
         while (walk.Next()) {
         }
         choices_ = walk.TakeLinks();

@@ -12,6 +12,8 @@
 #include <utility>
 #include <vector>
 
+#include "folders.h"
+#include "home_links.h"
 #include "stop.h"
 
 namespace varnindex {
@@ -47,6 +49,10 @@ class LinkedFolders {
     explicit LinkedFolders(std::vector<std::string> roots, StopQuestion isStopped = nullptr)
         : roots_(std::move(roots)), isStopped_(isStopped) {}
 
+    // The same of all folders, with what links in homes may lead to; `folders` outlives it.
+    explicit LinkedFolders(const Folders &folders, StopQuestion isStopped = nullptr)
+        : roots_(folders.Roots()), isStopped_(isStopped), homes_(folders) {}
+
     // The root that a path lies in; none outside.
     const std::string *RootOf(const std::string &path) const;
 
@@ -61,6 +67,9 @@ class LinkedFolders {
     // or nowhere.
     std::optional<std::string> LibraryPath(const std::string &path);
 
+    // True when a walk of all folders comes to a file of that path now, music or a list.
+    bool IsThere(const std::string &path);
+
   private:
     const LinkChoices &Choices();
     bool IsLink(const std::string &path);
@@ -68,6 +77,7 @@ class LinkedFolders {
 
     std::vector<std::string> roots_;
     StopQuestion isStopped_;
+    std::optional<HomeLinks> homes_;
     std::optional<LinkChoices> choices_;
     std::unordered_map<std::string, bool> isLink_;
 };

@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -14,6 +15,7 @@
 #include "folders.h"
 #include "format.h"
 #include "inspect.h"
+#include "known.h"
 #include "links.h"
 #include "names.h"
 #include "notices.h"
@@ -57,7 +59,8 @@ bool PrintSummary(const Counts &counts) {
               << counts.unchanged << ", failed " << counts.failed;
     if (const varnindex::ListCounts &lists = counts.lists; lists.Any()) {
         std::cout << "; playlists: added " << lists.added << ", changed " << lists.changed
-                  << ", removed " << lists.removed << ", unchanged " << lists.unchanged;
+                  << ", moved " << lists.moved << ", removed " << lists.removed << ", unchanged "
+                  << lists.unchanged;
     }
     std::cout << std::endl;
     return std::cout.good();
@@ -93,6 +96,44 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
     return counts;
 }
 
+// Takes out the paths that are not there and of which the library has nothing, either: slips, most
+// likely. Where a link leads counts, too.
+std::vector<std::string> TakeUnknown(varnindex::Database &database, const Folders &folders,
+                                     std::vector<std::string> &paths) {
+    varnindex::LinkedFolders library(folders);
+    const auto isKnown = [&](const std::string &path) {
+        std::error_code ignored;
+        if (std::filesystem::symlink_status(path, ignored).type() !=
+            std::filesystem::file_type::not_found) {
+            return true;
+        }
+        const auto elsewhere = library.LibraryPath(path);
+        return HasRows(database, path) || (elsewhere && HasRows(database, *elsewhere));
+    };
+    const auto unknown = std::stable_partition(paths.begin(), paths.end(), isKnown);
+    std::vector<std::string> taken(unknown, paths.end());
+    paths.erase(unknown, paths.end());
+    return taken;
+}
+
+int IndexGiven(varnindex::Database &database, const Folders &folders, const Options &options,
+               Reporter &reporter) {
+    std::vector<std::string> paths = options.paths;
+    const std::vector<std::string> unknown = TakeUnknown(database, folders, paths);
+    bool isDone = true;
+    if (!paths.empty()) {
+        const Counts counts = IndexPaths(database, folders, paths, options.scan, reporter);
+        reporter.Finish();
+        isDone = PrintSummary(counts) && !counts.heldBack;
+    }
+    for (const std::string &path : unknown) {
+        Complain(varnindex::Printable(path) +
+                 " does not exist, and the library has nothing of it; check how it is spelt, or "
+                 "give the folder that it should be in");
+    }
+    return isDone && unknown.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
 int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter) {
     varnindex::Database database;
     if (!database.TakeIndexLock()) {
@@ -101,10 +142,10 @@ int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter
     if (options.scan.dryRun && options.verbose) {
         reporter.ListChanges(std::cout);
     }
-    const Counts counts =
-        options.paths.empty()
-            ? IndexAll(database, folders, options.scan, reporter)
-            : IndexPaths(database, folders, options.paths, options.scan, reporter);
+    if (!options.paths.empty()) {
+        return IndexGiven(database, folders, options, reporter);
+    }
+    const Counts counts = IndexAll(database, folders, options.scan, reporter);
     reporter.Finish();
     return PrintSummary(counts) && !counts.heldBack ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -75,8 +75,10 @@ Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
              StopQuestion isStopped)
     : folders_(folders),
       purge_(purge),
+      homes_(folders),
       walk_(roots, IsIndexedName, library, isStopped),
       known_(database, scope) {
+    walk_.Heed(homes_);
     if (!purge) {
         walk_.TakeForEmpty(WithoutMusic(database, folders, roots, isStopped));
     }

@@ -58,6 +58,7 @@ class Merge {
 
     const Folders &folders_;
     bool purge_;
+    HomeLinks homes_;
     Walk walk_;
     KnownRows known_;
     std::optional<Found> found_;

@@ -1,9 +1,13 @@
 #include "places.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
+#include <cerrno>
 #include <utility>
 
 #include "copy_rows.h"
+#include "moved_lists.h"
 #include "names.h"
 #include "varn/sql.h"
 
@@ -14,22 +18,42 @@ constexpr std::size_t kFullBytes = 1U << 20;
 
 constexpr const char kCreate[] =
     "CREATE TEMP TABLE found_place (is_list boolean, userid integer, path text, title text,"
-    " album text, mdate timestamp);"
+    " album text, mdate timestamp, contents bigint);"
     "CREATE TEMP TABLE kept_place (path text);"
-    "CREATE TEMP TABLE known_list AS SELECT id, path FROM playlist UNION ALL"
-    " SELECT id, path FROM personal_playlist";
+    "CREATE TEMP TABLE known_list AS SELECT * FROM"
+    " (SELECT id, path, 0 AS userid, mdate FROM playlist UNION ALL"
+    " SELECT id, path, userid, mdate FROM personal_playlist) l LEFT JOIN list_contents USING (id);"
+    "CREATE TEMP TABLE gone_list (id integer, emptied integer);"
+    "CREATE TEMP TABLE moved_list (id integer, emptied integer, old text, new text)";
 
 constexpr const char kCopyFound[] =
-    "COPY found_place (is_list, userid, path, title, album, mdate) FROM STDIN";
+    "COPY found_place (is_list, userid, path, title, album, mdate, contents) FROM STDIN";
 constexpr const char kCopyKept[] = "COPY kept_place (path) FROM STDIN";
+constexpr const char kCopyGone[] = "COPY gone_list (id, emptied) FROM STDIN";
 
 // Two roots may note the same folder above them.
 constexpr const char kPrepare[] =
     "CREATE TEMP TABLE place AS SELECT DISTINCT ON (is_list, userid, path) * FROM found_place"
     " ORDER BY is_list, userid, path, mdate;"
     "ANALYZE place";
+constexpr const char kForgetContents[] =
+    "DELETE FROM list_contents c WHERE NOT EXISTS (SELECT FROM playlist t WHERE t.id = c.id)"
+    " AND NOT EXISTS (SELECT FROM personal_playlist t WHERE t.id = c.id) OR EXISTS"
+    " (SELECT FROM known_list JOIN place p USING (path, userid) WHERE known_list.id = c.id"
+    " AND p.is_list AND p.contents IS NULL)";
+constexpr const char kStoreContents[] =
+    "INSERT INTO list_contents SELECT t.id, p.contents FROM (SELECT id, path, 0 AS userid FROM"
+    " playlist UNION ALL SELECT id, path, userid FROM personal_playlist) t"
+    " JOIN place p USING (path, userid) WHERE p.is_list AND p.contents IS NOT NULL"
+    " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents"
+    " WHERE list_contents.contents <> excluded.contents";
+constexpr const char kRemoveEmpty[] =
+    "DELETE FROM @VARN:NEVARdirectory WHERE path = '@VARN:VAR'@VARN:NEVAR AND NOT EXISTS"
+    " (SELECT FROM track WHERE path ^@ '@VARN:VAR' AND userid = @VARN:INT) AND NOT EXISTS"
+    " (SELECT FROM @VARN:NEVARdirectory WHERE path ^@ '@VARN:VAR'@VARN:NEVAR) AND NOT EXISTS"
+    " (SELECT FROM @VARN:NEVARplaylist WHERE path ^@ '@VARN:VAR'@VARN:NEVAR)";
 constexpr const char kDropPrepared[] =
-    "DROP TABLE place; DROP TABLE found_place, kept_place, known_list";
+    "DROP TABLE place; DROP TABLE found_place, kept_place, known_list, gone_list, moved_list";
 
 // One of the four tables. The shared ones have no owner.
 struct Table {
@@ -83,6 +107,11 @@ std::string InsertSql(const Table &table) {
            " t WHERE " + SameRow(table) + ") ORDER BY path";
 }
 
+bool IsGone(const std::string &path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR);
+}
+
 std::string NameOf(const std::string &path) {
     return path.substr(path.rfind('/') + 1);
 }
@@ -110,15 +139,38 @@ void Places::NoteFile(const std::string &path, unsigned userid) {
     }
 }
 
-void Places::NoteList(const std::string &path, std::int64_t modified, unsigned userid) {
+void Places::NoteList(const std::string &path, std::int64_t modified, unsigned userid,
+                      std::int64_t contents) {
     NoteFile(path, userid);
     const std::string name = NameOf(path);
     rows_ += "t\t" + std::to_string(userid) + '\t';
     AddField(rows_, path, '\t');
     AddField(rows_, CleanName(name.substr(0, name.rfind('.'))), '\t');
     AddField(rows_, CleanName(NameOf(FolderOf(path))), '\t');
-    rows_ += Timestamp(modified) + '\n';
+    rows_ += Timestamp(modified) + '\t' +
+             (contents != 0 ? std::to_string(contents) : std::string("\\N")) + '\n';
     FlushIfFull();
+}
+
+void Places::NoteGoneList(int id, std::optional<std::size_t> emptied) {
+    gone_ += std::to_string(id) + '\t' + (emptied ? std::to_string(*emptied) : "\\N") + '\n';
+    FlushIfFull();
+}
+
+void Places::ForgetGoneLists(const std::vector<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ",") + std::to_string(id);
+    }
+    if (!list.empty()) {
+        database_.Execute("DELETE FROM gone_list WHERE id = ANY ('{" + list + "}')");
+    }
+}
+
+Rows Places::GoneLists() {
+    return database_.Query(
+        "SELECT id, path, COALESCE(emptied, -1) AS emptied FROM gone_list"
+        " JOIN known_list USING (id) ORDER BY path COLLATE \"C\"");
 }
 
 // What the last folder and this one of the same owner have above them in common is noted already.
@@ -134,7 +186,7 @@ void Places::NoteFolder(const std::string &path, unsigned userid) {
         rows_ += "f\t" + std::to_string(userid) + '\t';
         AddField(rows_, folder, '\t');
         AddField(rows_, CleanName(NameOf(folder)), '\t');
-        rows_ += "\t\\N\n";
+        rows_ += "\t\\N\t\\N\n";
         FlushIfFull();
         if (folder == "/") {
             return;
@@ -148,7 +200,7 @@ void Places::Keep(const std::string &path) {
 }
 
 void Places::FlushIfFull() {
-    if (rows_.size() + kept_.size() >= kFullBytes) {
+    if (rows_.size() + kept_.size() + gone_.size() >= kFullBytes) {
         Flush();
     }
 }
@@ -160,8 +212,42 @@ void Places::Flush() {
     if (!kept_.empty()) {
         database_.CopyIn(kCopyKept, kept_);
     }
+    if (!gone_.empty()) {
+        database_.CopyIn(kCopyGone, gone_);
+    }
     rows_.clear();
     kept_.clear();
+    gone_.clear();
+}
+
+// The library takes a list's file away first and then its row. So a row that it has deleted since
+// the walk, and that was added again by this, has no file any more.
+void Places::TakeBackDeleted(const std::string &table, const Rows &added) {
+    for (int row = 0; row < added.Count(); ++row) {
+        if (IsGone(added.Field(row, "path"))) {
+            database_.Execute("DELETE FROM " + table + " WHERE id = " + added.Field(row, "id"));
+        }
+    }
+}
+
+// Folders above the given ones, in which nothing is left.
+void Places::RemoveEmptyAbove(const std::vector<std::string> &scope) {
+    for (const std::string &given : scope) {
+        const OwnedFolder *configured = folders_.Of(given);
+        for (std::string folder = given; configured != nullptr && folder != configured->path;) {
+            folder = FolderOf(folder);
+            const bool isPersonal = configured->userid != 0;
+            const std::string owner =
+                isPersonal ? " AND userid = " + std::to_string(configured->userid) : "";
+            const std::string kind = isPersonal ? "personal_" : "";
+            const std::string below = folder == "/" ? folder : folder + "/";
+            if (database_.Execute(Made(varn::Sql(kRemoveEmpty, kind, folder, owner, below,
+                                                 static_cast<int>(configured->userid), kind, below,
+                                                 owner, kind, below, owner))) == 0) {
+                break;
+            }
+        }
+    }
 }
 
 void Places::Store(const Scope &scope, bool purge) {
@@ -170,13 +256,19 @@ void Places::Store(const Scope &scope, bool purge) {
     const std::string unseen = purge ? "false" : folders_.UnseenCondition();
     Transaction transaction(database_);
     database_.Execute(kPrepare);
+    MoveLists(database_);
     for (const Table &table : kTables) {
         database_.Execute(DeleteSql(table, condition, unseen));
         if (table.isList) {
             database_.Execute(UpdateSql(table));
+            TakeBackDeleted(table.name, database_.Query(InsertSql(table) + " RETURNING id, path"));
+        } else {
+            database_.Execute(InsertSql(table));
         }
-        database_.Execute(InsertSql(table));
     }
+    RemoveEmptyAbove(scope.folders.value_or(std::vector<std::string>()));
+    database_.Execute(kForgetContents);
+    database_.Execute(kStoreContents);
     database_.Execute(kDropPrepared);
     transaction.Commit();
 }

@@ -3,6 +3,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -13,7 +14,7 @@
 namespace varnindex {
 
 // Gathers the folders and lists of a scan in temporary tables and brings the library's in step with
-// them at its end, in one transaction.
+// them at its end, in one transaction. Lists that moved_list names then have moved.
 class Places {
   public:
     Places(Database &database, const Folders &folders);
@@ -21,7 +22,19 @@ class Places {
     // A file that is in the library: its folder and those above it are, too, as far up as the
     // configured folders of the same owner reach. Files of a folder come together.
     void NoteFile(const std::string &path, unsigned userid);
-    void NoteList(const std::string &path, std::int64_t modified, unsigned userid);
+    // `contents` is a hash of what is in it; 0 where that is not known.
+    void NoteList(const std::string &path, std::int64_t modified, unsigned userid,
+                  std::int64_t contents);
+
+    // A list's row without a file; `emptied` as in GoneRows::Add.
+    void NoteGoneList(int id, std::optional<std::size_t> emptied);
+    void ForgetGoneLists(const std::vector<int> &ids);  // behind Flush
+
+    // Those, behind Flush: id, path, and the number of the emptied folder, -1 where there is none.
+    Rows GoneLists();
+
+    // Writes out what was noted. Throws DatabaseError, as all of these.
+    void Flush();
 
     // Rows at `path`, or below it when it ends with "/", stay as they are.
     void Keep(const std::string &path);
@@ -32,13 +45,15 @@ class Places {
 
   private:
     void NoteFolder(const std::string &path, unsigned userid);
+    void TakeBackDeleted(const std::string &table, const Rows &added);
+    void RemoveEmptyAbove(const std::vector<std::string> &scope);
     void FlushIfFull();
-    void Flush();
 
     Database &database_;
     const Folders &folders_;
     std::string rows_;  // of found_place, as COPY reads them
     std::string kept_;  // of kept_place
+    std::string gone_;  // of gone_list
     std::string lastFolder_;
     unsigned lastOwner_ = 0;
 };

@@ -12,6 +12,7 @@
 #include "places.h"
 #include "put_off.h"
 #include "readers.h"
+#include "second_look.h"
 #include "shared_lists.h"
 #include "store.h"
 #include "successors.h"
@@ -55,19 +56,20 @@ class Scan {
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
+          secondLook_(folders, places_, options.isStopped),
+          lists_(database, places_, secondLook_, reporter),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
-          lists_(database),
-          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, lists_,
-                 reporter) {}
+          sharedLists_(database),
+          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll,
+                 sharedLists_, reporter) {}
 
     Counts Run();
 
   private:
     void Survey();
     void SurveySong(Event event);
-    void SurveyList(const Work &work);
-    void SurveyGone(const KnownRow &row);
+    void SurveyGone(const KnownRow &row, std::optional<std::size_t> emptied);
     bool NeedsReading(const Work &work) const;
     bool IsUnreadable(const Work &work) const;
     void CountUnreadable(const Work &work);
@@ -94,9 +96,11 @@ class Scan {
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
+    SecondLook secondLook_;
+    Lists lists_;
     HeldBack heldBack_;
     Unreadable unreadable_;
-    SharedLists lists_;
+    SharedLists sharedLists_;
     Store store_;
     GoneRows gone_;
     Counts counts_;
@@ -112,7 +116,10 @@ Counts Scan::Run() {
     if (toRead_ > 0) {
         ReadAll();
     }
-    counts_.lists.removed += heldBack_.SettleEmptied(gone_.LeftOfEmptied(heldBack_.NextEmptied()));
+    auto emptied = gone_.LeftOfEmptied(heldBack_.NextEmptied());
+    lists_.Settle(emptied);
+    counts_.lists = lists_.Counts();
+    counts_.lists.removed += heldBack_.SettleEmptied(emptied);
     store_.Flush();
     StopIfAsked(options_.isStopped);
     RemoveLeft();
@@ -142,15 +149,13 @@ void Scan::Survey() {
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
-                SurveyList(event->work);
+                lists_.Found(event->work);
                 break;
             case Event::Kind::kGone:
-                SurveyGone(event->work.known);
+                SurveyGone(event->work.known, std::nullopt);
                 break;
             case Event::Kind::kEmptied:
-                if (!event->work.known.isList) {
-                    gone_.Add(event->work.known, heldBack_.NextEmptied());
-                }
+                SurveyGone(event->work.known, heldBack_.NextEmptied());
                 break;
             case Event::Kind::kKept:
                 heldBack_.AddUnseen(event->work.known);
@@ -218,31 +223,11 @@ void Scan::SurveySong(Event event) {
     }
 }
 
-void Scan::SurveyList(const Work &work) {
-    places_.NoteList(work.path, work.modified, work.userid);
-    ListCounts &counts = counts_.lists;
-    if (work.sheets && work.known.modified != work.modified) {
-        for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
-            reporter_.Warn(problem);
-        }
-    }
-    if (work.known.id == 0) {
-        reporter_.Tell("added", work.path);
-        ++counts.added;
-    } else if (work.known.modified != work.modified) {
-        reporter_.Tell("changed", work.path);
-        ++counts.changed;
-    } else {
-        ++counts.unchanged;
-    }
-}
-
-void Scan::SurveyGone(const KnownRow &row) {
+void Scan::SurveyGone(const KnownRow &row, std::optional<std::size_t> emptied) {
     if (row.isList) {
-        reporter_.Tell("removed", row.path);
-        ++counts_.lists.removed;
+        lists_.Gone(row, emptied);
     } else {
-        gone_.Add(row, std::nullopt);
+        gone_.Add(row, emptied);
     }
 }
 
@@ -440,8 +425,9 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
 }
 
 void Scan::RemoveLeft() {
+    counts_.unchanged += secondLook_.KeepThoseBack(database_, gone_);
     GiveToCopies(gone_.Left());
-    StopIfAsked(options_.isStopped);
+    counts_.unchanged += secondLook_.KeepThoseBack(database_, gone_);
     for (const int id : gone_.Left()) {
         StopIfAsked(options_.isStopped);
         if (reporter_.ListsChanges()) {
@@ -458,7 +444,7 @@ void Scan::RemoveLeft() {
 void Scan::GiveToCopies(const std::vector<int> &left) {
     const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
     if (!options_.dryRun) {
-        Succeed(database_, successions, lists_, reporter_, options_.isStopped);
+        Succeed(database_, successions, sharedLists_, reporter_, options_.isStopped);
     }
     for (const Succession &succession : successions) {
         reporter_.Tell("moved to", succession.path);
@@ -493,7 +479,7 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
     if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
         OwnFolders(folders).Remember(reporter);
     }
-    LinkedFolders library(folders.Roots(), options.isStopped);
+    LinkedFolders library(folders, options.isStopped);
     std::vector<std::string> all = paths;
     for (const std::string &path : paths) {
         if (auto elsewhere = library.LibraryPath(OrderedFolders({path}).front())) {

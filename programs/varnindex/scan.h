@@ -8,20 +8,11 @@
 #include "database.h"
 #include "folders.h"
 #include "known.h"
+#include "lists.h"
 #include "reporter.h"
 #include "stop.h"
 
 namespace varnindex {
-
-// Of playlists and cue sheets.
-struct ListCounts {
-    std::size_t added = 0;
-    std::size_t changed = 0;
-    std::size_t removed = 0;
-    std::size_t unchanged = 0;
-
-    bool Any() const { return added + changed + removed + unchanged > 0; }
-};
 
 struct Counts {
     std::size_t added = 0;

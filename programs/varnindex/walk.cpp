@@ -40,6 +40,13 @@ DirPtr OpenFolder(const std::string &path) {
     return dir;
 }
 
+// For file systems that do not tell with the name; DT_UNKNOWN where that fails.
+unsigned char TypeOf(int folder, const char *name) {
+    struct stat info {};
+    const bool isKnown = ::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0;
+    return static_cast<unsigned char>(isKnown ? IFTODT(info.st_mode) : unsigned{DT_UNKNOWN});
+}
+
 // A link that leads nowhere is no fault of the folder: the disk that it leads to may be away.
 bool LeadsNowhere(int error) {
     return error == ENOENT || error == ENOTDIR || error == ELOOP;
@@ -154,11 +161,17 @@ bool Walk::IsWholeRoot(const std::string &path) const {
     return levels_.empty() && (library_ == nullptr || (root != nullptr && *root == folder));
 }
 
-// True when a folder behind a link is in the library there.
-bool Walk::GoesBehindLink(const std::string &path, Reached reached, dev_t device, ino_t inode) {
+// Whether a folder behind a link is in the library there.
+Walk::Behind Walk::LookBehindLink(const std::string &path, Reached reached, const struct stat &info,
+                                  bool isForeign) {
     const std::string folder = NameOfFolder(path);
     if (library_ != nullptr) {
-        return !library_->LeavesOut(folder) && seen_.emplace(device, inode).second;
+        if (isForeign && !library_->LibraryPath(folder)) {
+            return Behind::kRefused;
+        }
+        const bool goesOn =
+            !library_->LeavesOut(folder) && seen_.emplace(info.st_dev, info.st_ino).second;
+        return goesOn ? Behind::kGoesOn : Behind::kLeftOut;
     }
     if (!realRoots_) {
         realRoots_.emplace(roots_);
@@ -167,16 +180,24 @@ bool Walk::GoesBehindLink(const std::string &path, Reached reached, dev_t device
     const std::string real = reached == Reached::kThroughLink
                                  ? std::filesystem::canonical(folder, error).string()
                                  : std::string();
-    const bool isElsewhere =
-        realRoots_->IsRoot(device, inode) || (!real.empty() && realRoots_->DirectPath(real));
-    if (isElsewhere || !seen_.emplace(device, inode).second) {
+    const bool isElsewhere = realRoots_->IsRoot(info.st_dev, info.st_ino) ||
+                             (!real.empty() && realRoots_->DirectPath(real));
+    if (isElsewhere || isForeign || !seen_.emplace(info.st_dev, info.st_ino).second) {
         links_.leftOut.insert(folder);
-        return false;
+        return isElsewhere || !isForeign ? Behind::kLeftOut : Behind::kRefused;
     }
     if (!real.empty()) {
         links_.taken.emplace(folder, real);
     }
-    return true;
+    return Behind::kGoesOn;
+}
+
+unsigned Walk::RequiredOwner(const std::string &path, Reached reached) const {
+    if (homes_ == nullptr) {
+        return 0;
+    }
+    return reached == Reached::kDirectly ? levels_.back().requiredOwner
+                                         : homes_->RequiredOwner(NameOfFolder(path));
 }
 
 // Goes down into a folder. A folder that cannot be read to its end is not entered at all: half of
@@ -190,12 +211,20 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     const bool isLinked =
         reached == Reached::kThroughLink ||
         (reached == Reached::kAsRoot ? IsLinkedRoot(path) : levels_.back().isLinked);
-    if ((isLinked && !GoesBehindLink(path, reached, info.st_dev, info.st_ino)) ||
-        IsOnTheWay(info.st_dev, info.st_ino)) {
+    const unsigned requiredOwner = RequiredOwner(path, reached);
+    const bool isForeign = requiredOwner != 0 && requiredOwner != info.st_uid;
+    const Behind behind = isLinked    ? LookBehindLink(path, reached, info, isForeign)
+                          : isForeign ? Behind::kRefused
+                                      : Behind::kGoesOn;
+    if (behind == Behind::kRefused) {
+        return Found{Found::Kind::kRefused, path, 0, 0, HomeLinks::kReason};
+    }
+    if (behind == Behind::kLeftOut || IsOnTheWay(info.st_dev, info.st_ino)) {
         return std::nullopt;
     }
     Level level{path, info.st_dev, info.st_ino, {}};
     level.isLinked = isLinked;
+    level.requiredOwner = requiredOwner;
     bool hasNames = false;
     for (;;) {
         StopIfAsked(isStopped_);
@@ -260,8 +289,16 @@ bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
     });
 }
 
+unsigned Walk::RequiredOwnerOfFile(const Level &level, const char *name, bool isLink) const {
+    return isLink && homes_ != nullptr ? homes_->RequiredOwner(level.path + name)
+                                       : level.requiredOwner;
+}
+
 void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &level) const {
     const bool wanted = wanted_(name);
+    if (type == DT_UNKNOWN) {
+        type = TypeOf(folder, name);
+    }
     if (type == DT_DIR) {
         level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}});
         return;
@@ -284,6 +321,11 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
     } else if (S_ISDIR(info.st_mode)) {
         level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}, type == DT_LNK});
     } else if (S_ISREG(info.st_mode) && wanted) {
+        const unsigned owner = RequiredOwnerOfFile(level, name, type == DT_LNK);
+        if (owner != 0 && owner != info.st_uid) {
+            level.entries.push_back({name, Found::Kind::kRefused, 0, 0, HomeLinks::kReason});
+            return;
+        }
         level.entries.push_back(
             {name, Found::Kind::kFile, info.st_size, Microseconds(info.st_mtim), {}});
     }

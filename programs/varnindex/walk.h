@@ -1,6 +1,7 @@
 // The walk over the indexed folders.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <cstdint>
@@ -12,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "home_links.h"
 #include "links.h"
 #include "sheets.h"
 #include "stop.h"
@@ -25,7 +27,7 @@ struct Found {
         kBlocked,  // what is at `path` could not be looked at
         kAbsent,   // a link leads nowhere
         kEmpty,    // a folder has nothing in it; a disk may be missing there
-        kRefused,  // a name that the library cannot hold
+        kRefused,  // a name that the library cannot hold, or somebody else's behind a link
     };
 
     Kind kind = Kind::kFile;
@@ -61,6 +63,10 @@ class Walk {
     // Takes these folders for empty, with all that is in them, where they can be read. Before Next.
     void TakeForEmpty(std::set<std::string> folders) { withoutMusic_ = std::move(folders); }
 
+    // Refuses what others own behind links that lead out of a home. Before Next; it outlives the
+    // walk.
+    void Heed(HomeLinks &homes) { homes_ = &homes; }
+
     // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of which
     // are no finds: then Stopped is thrown.
     std::optional<Found> Next();
@@ -84,13 +90,18 @@ class Walk {
         std::vector<Entry> entries;  // the next one at the back
         std::shared_ptr<FolderSheets> sheets = {};
         bool hasAttributes = false;
-        bool isLinked = false;  // behind a link
+        bool isLinked = false;       // behind a link
+        unsigned requiredOwner = 0;  // of all that is in it (home_links.h)
     };
+    enum class Behind { kGoesOn, kLeftOut, kRefused };
     enum class Reached { kAsRoot, kDirectly, kThroughLink };
 
     std::optional<Found> EnterRoot(const std::string &path);
     std::optional<Found> Enter(const std::string &path, Reached reached);
-    bool GoesBehindLink(const std::string &path, Reached reached, dev_t device, ino_t inode);
+    Behind LookBehindLink(const std::string &path, Reached reached, const struct stat &info,
+                          bool isForeign);
+    unsigned RequiredOwner(const std::string &path, Reached reached) const;
+    unsigned RequiredOwnerOfFile(const Level &level, const char *name, bool isLink) const;
     bool IsLinkedRoot(const std::string &path);
     bool IsWithoutMusic(const std::string &path, Reached reached) const;
     bool IsWholeRoot(const std::string &path) const;
@@ -104,6 +115,7 @@ class Walk {
     std::vector<std::string> roots_;    // of the library
     NameFilter wanted_;
     LinkedFolders *library_;
+    HomeLinks *homes_ = nullptr;
     StopQuestion isStopped_;
     std::optional<RealRoots> realRoots_;  // once there is a link
     std::vector<Level> levels_;

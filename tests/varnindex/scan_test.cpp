@@ -20,19 +20,24 @@ using tonvale_test::Samples;
 using tonvale_test::ScanTest;
 
 TEST_F(ScanTest, AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere) {
-    PutTagged("disk/1.mp3", "First");
+    const Path song = PutTagged("disk/album/1.mp3", "First");
     PutTagged("here/2.mp3", "Second");
     Index();
     const std::string id = Value("SELECT id FROM track WHERE title = 'First'");
-    fs::rename(Music() / "disk/1.mp3", scratch() / "1.mp3");
-    const Ended empty = Index();
-    Expect(empty, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_NE(empty.err.find("disk/: the folder is empty; its songs stay in the library: 1\n"),
-              empty.err.npos);
-    EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/disk'"), "1");
-    fs::rename(scratch() / "1.mp3", Music() / "here/1.mp3");
+    const std::string folders = "SELECT count(*) FROM directory WHERE path LIKE '%/disk%'";
+    fs::rename(song.parent_path(), scratch() / "album");
+    for (const Words &paths : {Words{}, Words{song.string()}, Words{song.parent_path().string()}}) {
+        const Ended empty = Index(paths);
+        Expect(empty, 1,
+               "added 0, changed 0, moved 0, removed 0, unchanged " +
+                   std::string(paths.empty() ? "1" : "0") + ", failed 0");
+        EXPECT_NE(empty.err.find("disk/: the folder is empty; its songs stay in the library: 1\n"),
+                  empty.err.npos);
+        EXPECT_EQ(Value(folders), "2");
+    }
+    fs::rename(scratch() / "album/1.mp3", Music() / "here/1.mp3");
     Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/disk'"), "0");
+    EXPECT_EQ(Value(folders), "0");
     EXPECT_EQ(Value("SELECT id FROM track WHERE path LIKE '%/here/1.mp3'"), id);
     fs::remove(Music() / "here/1.mp3");
     fs::remove(Music() / "here/2.mp3");
@@ -71,7 +76,7 @@ TEST_F(ScanTest, AMountPointWithoutItsDiskKeepsItsSongs) {
     fs::rename(scratch() / "mount", Music());
     Expect(Index({"--purge"}), 0,
            "added 0, changed 0, moved 0, removed 1, unchanged 0, failed 0;"
-           " playlists: added 1, changed 0, removed 1, unchanged 0");
+           " playlists: added 1, changed 0, moved 0, removed 1, unchanged 0");
 }
 
 TEST_F(ScanTest, FullReadsEveryFileAgain) {
@@ -81,86 +86,6 @@ TEST_F(ScanTest, FullReadsEveryFileAgain) {
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
     Expect(Index({"--full"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
     EXPECT_EQ(Value("SELECT title FROM track"), "Right");
-}
-
-TEST_F(ScanTest, FoldersAndLists) {
-    Put("rock/one/1.mp3");
-    Put("rock/one/2.mp3");
-    Put("rock-live/3.mp3");
-    Write("lists/Best of.M3U8", "#EXTM3U\n");
-    Write("lists/empty/notes.txt", "no music");
-    const auto paths = [](const char *table) {
-        Rows rows = Query(std::string("SELECT path FROM ") + table + " ORDER BY path");
-        for (auto &row : rows) {
-            row.front().erase(0, scratch().string().size() + 1);
-        }
-        return rows;
-    };
-    Index();
-    EXPECT_EQ(
-        paths("directory"),
-        (Rows{
-            {"music"}, {"music/lists"}, {"music/rock"}, {"music/rock-live"}, {"music/rock/one"}}));
-    EXPECT_EQ(Query("SELECT title, album FROM playlist"), (Rows{{"Best of", "lists"}}));
-    const Rows ids = Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist");
-    Index();
-    EXPECT_EQ(Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist"), ids);
-    fs::remove_all(Music() / "rock-live");
-    fs::remove(Music() / "lists/Best of.M3U8");
-    Index({(Music() / "rock").string()});  // which is not where they were
-    EXPECT_EQ(paths("directory").size(), 5U);
-    Index();
-    EXPECT_EQ(paths("directory"), (Rows{{"music"}, {"music/rock"}, {"music/rock/one"}}));
-    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
-}
-
-TEST_F(ScanTest, ListsAreCountedAndKeptLikeSongs) {
-    const std::string songs = "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0";
-    const auto lists = [&](const std::string &counts) { return songs + "; playlists: " + counts; };
-    Put("here/1.mp3");
-    Write("lists/a.m3u", "#EXTM3U\n");
-    Write("../disk/c.pls", "[playlist]\n");
-    fs::create_symlink(scratch() / "disk/c.pls", Music() / "here/c.pls");
-    Expect(Index(), 0,
-           "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0;"
-           " playlists: added 2, changed 0, removed 0, unchanged 0");
-    const Rows ids = Query("SELECT id, path FROM playlist ORDER BY id");
-    Expect(Index(), 0, lists("added 0, changed 0, removed 0, unchanged 2"));
-    fs::rename(Music() / "lists/a.m3u", scratch() / "a.m3u");
-    fs::rename(scratch() / "disk", scratch() / "unplugged");
-    for (int i = 0; i < 2; ++i) {
-        const Ended away = Index();
-        Expect(away, 1, songs);
-        for (const char *word :
-             {"lists/: the folder is empty; its playlists stay in the library: 1",
-              "c.pls: No such file or directory; its playlists stay"}) {
-            EXPECT_NE(away.err.find(word), away.err.npos) << away.err;
-        }
-        EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
-        EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/lists'"), "1");
-    }
-    fs::rename(scratch() / "unplugged", scratch() / "disk");
-    fs::rename(scratch() / "a.m3u", Music() / "lists/a.m3u");
-    Expect(Index(), 0, lists("added 0, changed 0, removed 0, unchanged 2"));
-    fs::remove(Music() / "lists/a.m3u");
-    const std::string removed = lists("added 0, changed 0, removed 1, unchanged 1");
-    Expect(Index({"--purge", "--dry-run"}), 0, removed);
-    EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
-    Expect(Index({"--purge"}), 0, removed);
-    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "1");
-    // Lists of a folder whose songs have moved go with them.
-    Put("album/2.flac", "tone.flac");
-    Write("album/2.m3u", "2.flac\n");
-    Index();
-    fs::rename(Music() / "album/2.flac", Music() / "here/2.flac");
-    fs::rename(Music() / "album/2.m3u", Music() / "here/2.m3u");
-    Expect(Index(), 0,
-           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0;"
-           " playlists: added 1, changed 0, removed 1, unchanged 1");
-    Write("here/2.m3u", "#EXTM3U\n2.flac\n");
-    Expect(Index(), 0,
-           "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0;"
-           " playlists: added 0, changed 1, removed 0, unchanged 1");
 }
 
 TEST_F(ScanTest, HomesBelongToTheirUsers) {
@@ -195,6 +120,13 @@ TEST_F(ScanTest, HomesBelongToTheirUsers) {
     Expect(Index(), 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 1030"), "1");
     WriteFile(varn::path::kPasswd, accounts);
+    // Another's songs do not become one's own by a link.
+    fs::rename(Home("bob") / "music", scratch() / "bob");
+    fs::create_directory_symlink(Home("alice") / "music", Home("bob") / "music");
+    const Ended linked = Index();
+    Expect(linked, 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 1");
+    EXPECT_NE(linked.err.find("bob/music/: skipped, a link"), linked.err.npos) << linked.err;
+    EXPECT_EQ(Value("SELECT count(*) FROM personal_playlist"), "0");
     EnableHomes(false);
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
     EXPECT_EQ(Value("SELECT count(*) FROM personal_directory"), "0");
@@ -323,30 +255,61 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     }
 }
 
-// Gone at the first look at the folders, and there at the second.
-TEST_F(ScanTest, AFolderThatIsBackAtOnceKeepsItsRow) {
+// Away when its folder is looked at, and there before its row goes.
+TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
+    PutTagged("a/1.mp3", "Edited");
+    for (int i = 0; i < 50; ++i) {
+        Put("b/" + std::to_string(i) + ".mp3");
+    }
+    Index();
+    const Rows before = Everything();
+    fs::rename(Music() / "a/1.mp3", scratch() / "1.mp3");
+    Put("a/2.mp3", "plain.mp3");
+    static int questions;
+    questions = 0;
+    varnindex::ScanOptions options;
+    options.isStopped = [] {
+        if (++questions == 40) {  // behind the folder "a"
+            fs::rename(scratch() / "1.mp3", Music() / "a/1.mp3");
+        }
+        return false;
+    };
+    EXPECT_TRUE(ScanInProcess(options));
+    fs::remove(Music() / "a/2.mp3");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 51, failed 0");
+    EXPECT_EQ(Everything(), before);
+}
+
+// Gone at the first look at the folders, and there at the second: a folder, and what was in one.
+TEST_F(ScanTest, WhatIsBackAtOnceKeepsItsRow) {
     PutTagged("0/1.mp3", "Back");
+    PutTagged("1/2.mp3", "Back");
+    Write("1/list.m3u", "2.mp3\n");
     const fs::path other = Put("many/0.mp3");
     Index();
-    const std::string folder = "SELECT id FROM directory WHERE path LIKE '%/0'";
-    const std::string id = Value(folder);
+    const std::string rows =
+        "SELECT id, path FROM directory UNION ALL SELECT id, path FROM playlist ORDER BY path";
+    const Rows before = Query(rows);
     constexpr int kMany = 4200;  // more than are remembered between the two
     for (int i = 1; i < kMany; ++i) {
         fs::create_hard_link(other, other.parent_path() / (std::to_string(i) + ".mp3"));
     }
     fs::rename(Music() / "0", scratch() / "away");
+    fs::rename(Music() / "1", scratch() / "full");
+    fs::create_directory(Music() / "1");
     static int questions;
     questions = 0;
     varnindex::ScanOptions options;
     options.isStopped = [] {
         if (++questions == kMany / 2) {
             fs::rename(scratch() / "away", Music() / "0");
+            fs::rename(scratch() / "full", Music() / "1");
         }
         return false;
     };
     EXPECT_TRUE(ScanInProcess(options));
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), std::to_string(kMany + 1));
-    EXPECT_EQ(Value(folder), id);
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), std::to_string(kMany + 2));
+    EXPECT_EQ(Query(rows), before);
 }
 
 // Readers see whole batches and wait for none.
@@ -387,6 +350,15 @@ TEST_F(ScanTest, GivenPathsAreThoseOfTheIndexedFolders) {
         EXPECT_EQ(refused.out, "");
         EXPECT_EQ(refused.err.find("database"), refused.err.npos) << refused.err;
     }
+    // What the library does not have, either, is a slip; the others are done.
+    const std::string removed = Put("a/2.mp3");
+    Index({removed});
+    fs::remove(removed);
+    const std::string slip = (Music() / "a/3.mp3").string();
+    const Ended misspelt = Index({slip, removed});
+    Expect(misspelt, 1, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
+    EXPECT_NE(misspelt.err.find(slip + " does not exist"), misspelt.err.npos) << misspelt.err;
+    EXPECT_EQ(Index({slip}).out, "");
     EXPECT_EQ(Index({"--no-such-option"}).status, 2);
 }
 

@@ -158,6 +158,36 @@ TEST_F(WalkTest, AFolderIsTakenOnceHoweverItIsReached) {
     }
 }
 
+// What of others' is behind links that lead out of a home, at any depth.
+TEST_F(WalkTest, LinksOutOfAHomeReachOnlyWhatItsOwnerOwns) {
+    Make({"home/music/real.mp3", "home/music/sub/real.mp3", "out/folder/in.mp3", "out/mine.mp3"});
+    fs::create_symlink("real.mp3", scratch() / "home/music/a.mp3");
+    fs::create_symlink(scratch() / "out/mine.mp3", scratch() / "home/music/b.mp3");
+    fs::create_directory_symlink(scratch() / "out/folder", scratch() / "home/music/c");
+    fs::create_directory_symlink(scratch() / "out", scratch() / "home/music/sub/d");
+    fs::create_directory_symlink(scratch() / "home/music", scratch() / "linked");
+    const unsigned self = geteuid() != 0 ? geteuid() : 1030;
+    for (const char *path : {"out", "out/mine.mp3", "out/folder", "out/folder/in.mp3"}) {
+        ASSERT_EQ(chown((scratch() / path).c_str(), self, -1), 0);
+    }
+    const auto finds = [](const std::string &home, unsigned owner) {
+        const Folders folders({}, {{(scratch() / home).string(), owner}}, {});
+        HomeLinks homes(folders);
+        Walk walk(folders.Roots(), IsMp3);
+        walk.Heed(homes);
+        std::string text;
+        while (const auto found = walk.Next()) {
+            text += (found->kind == Found::Kind::kRefused ? " !" : " ") +
+                    found->path.substr((scratch() / home).string().size() + 1);
+        }
+        return text;
+    };
+    EXPECT_EQ(finds("home/music", self),
+              " a.mp3 b.mp3 c/in.mp3 real.mp3 sub/d/mine.mp3 sub/real.mp3");
+    EXPECT_EQ(finds("home/music", 4711), " a.mp3 !b.mp3 !c/ real.mp3 !sub/d/ sub/real.mp3");
+    EXPECT_EQ(finds("linked", 4711), " !");
+}
+
 TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {
     Make({"m/ok.mp3", "m/.hidden.mp3", "m/.git/1.mp3", "m/@eaDir/1.mp3", "m/#recycle/1.mp3",
           "m/notes.txt", "m/folder.mp3/notes.txt"});

@@ -1,0 +1,125 @@
+#include "lists.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <string_view>
+
+#include "descriptor.h"
+#include "hash.h"
+#include "moved_lists.h"
+
+namespace varnindex {
+namespace {
+
+// Of a longer list the beginning and the size tell it from others.
+constexpr std::size_t kMostBytes = 16U << 20;
+
+// A hash of what is in a list; 0 where that cannot be read.
+std::int64_t ContentsOf(const std::string &path) {
+    const Descriptor fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
+    struct stat info {};
+    if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+        return 0;
+    }
+    std::string text(std::min<std::size_t>(info.st_size, kMostBytes), '\0');
+    if (::read(fd.Get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
+        return 0;  // it is being written
+    }
+    return Hasher().Add(text).Add(static_cast<std::int64_t>(info.st_size)).Value();
+}
+
+std::optional<std::size_t> NumberOrNone(std::int64_t number) {
+    return number < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(number));
+}
+
+}  // namespace
+
+void Lists::Found(const Work &work) {
+    const bool isNew = work.known.id == 0;
+    const bool isSame = !isNew && work.known.modified == work.modified;
+    const std::int64_t contents =
+        isSame && work.known.contents != 0 ? work.known.contents : ContentsOf(work.path);
+    places_.NoteList(work.path, work.modified, work.userid, contents);
+    if (work.sheets && !isSame) {
+        for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
+            reporter_.Warn(problem);
+        }
+    }
+    if (isNew) {
+        ++counts_.added;
+        if (reporter_.ListsChanges()) {
+            added_.insert(work.path);
+        }
+    } else if (!isSame) {
+        reporter_.Tell("changed", work.path);
+        ++counts_.changed;
+    } else {
+        ++counts_.unchanged;
+    }
+}
+
+void Lists::Gone(const KnownRow &row, std::optional<std::size_t> emptied) {
+    places_.NoteGoneList(row.id, emptied);
+}
+
+void Lists::Settle(std::vector<EmptiedFolder> &emptied) {
+    places_.Flush();
+    SettleThoseBack(emptied);
+    SettleMoved();
+    SettleLeft(emptied);
+}
+
+// What lies in the mount point of a disk that is away was never gone, and stays with what was.
+void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
+    const Rows rows = places_.GoneLists();
+    std::vector<int> back;
+    for (int row = 0; row < rows.Count(); ++row) {
+        const std::string path = rows.Field(row, "path");
+        if (!secondLook_.IsBack(path)) {
+            continue;
+        }
+        const auto folder = NumberOrNone(rows.Number(row, "emptied"));
+        if (folder) {
+            emptied.at(*folder).isBack = true;
+            ++emptied.at(*folder).lists;
+        } else {
+            ++counts_.unchanged;
+            places_.Keep(path);
+        }
+        back.push_back(static_cast<int>(rows.Number(row, "id")));
+    }
+    places_.ForgetGoneLists(back);
+}
+
+void Lists::SettleMoved() {
+    std::vector<int> moved;
+    for (const MovedList &list : FindMovedLists(database_)) {
+        reporter_.Tell("moved to", list.to);
+        added_.erase(list.to);
+        moved.push_back(list.id);
+        --counts_.added;
+        ++counts_.moved;
+    }
+    places_.ForgetGoneLists(moved);
+    for (const std::string &path : added_) {
+        reporter_.Tell("added", path);
+    }
+}
+
+void Lists::SettleLeft(std::vector<EmptiedFolder> &emptied) {
+    const Rows rows = places_.GoneLists();
+    for (int row = 0; row < rows.Count(); ++row) {
+        if (const auto folder = NumberOrNone(rows.Number(row, "emptied"))) {
+            ++emptied.at(*folder).lists;
+        } else {
+            reporter_.Tell("removed", rows.Field(row, "path"));
+            ++counts_.removed;
+        }
+    }
+}
+
+}  // namespace varnindex

@@ -1,0 +1,184 @@
+// Rows of playlists and cue sheets, and of the folders.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+
+#include "tonvale/pins.h"
+#include "varnindex/places.h"
+#include "varnindex/scan_fixture.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::Ended;
+class ListsTest : public tonvale_test::ScanTest {};
+
+TEST_F(ListsTest, FoldersAndLists) {
+    Put("rock/one/1.mp3");
+    Put("rock/one/2.mp3");
+    Put("rock-live/3.mp3");
+    Write("lists/Best of.M3U8", "#EXTM3U\n");
+    Write("lists/empty/notes.txt", "no music");
+    const auto paths = [](const char *table) {
+        Rows rows = Query(std::string("SELECT path FROM ") + table + " ORDER BY path");
+        for (auto &row : rows) {
+            row.front().erase(0, scratch().string().size() + 1);
+        }
+        return rows;
+    };
+    Index();
+    EXPECT_EQ(
+        paths("directory"),
+        (Rows{
+            {"music"}, {"music/lists"}, {"music/rock"}, {"music/rock-live"}, {"music/rock/one"}}));
+    EXPECT_EQ(Query("SELECT title, album FROM playlist"), (Rows{{"Best of", "lists"}}));
+    const Rows ids = Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist");
+    Index();
+    EXPECT_EQ(Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist"), ids);
+    fs::remove_all(Music() / "rock-live");
+    fs::remove(Music() / "lists/Best of.M3U8");
+    Index({(Music() / "rock").string()});  // which is not where they were
+    EXPECT_EQ(paths("directory").size(), 5U);
+    Index();
+    EXPECT_EQ(paths("directory"), (Rows{{"music"}, {"music/rock"}, {"music/rock/one"}}));
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
+    Put("4.mp3");
+    Write("rock/one/cover.txt", "no music");
+    Index();
+    for (const char *song : {"1.mp3", "2.mp3"}) {
+        fs::remove(Music() / "rock/one" / song);
+    }
+    Index({(Music() / "rock/one").string()});
+    EXPECT_EQ(paths("directory"), Rows{{"music"}});
+}
+
+TEST_F(ListsTest, ListsAreCountedAndKeptLikeSongs) {
+    const std::string songs = "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0";
+    const auto lists = [&](const std::string &counts) { return songs + "; playlists: " + counts; };
+    Put("here/1.mp3");
+    Write("lists/a.m3u", "#EXTM3U\n");
+    Write("../disk/c.pls", "[playlist]\n");
+    fs::create_symlink(scratch() / "disk/c.pls", Music() / "here/c.pls");
+    Expect(Index(), 0,
+           "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0;"
+           " playlists: added 2, changed 0, moved 0, removed 0, unchanged 0");
+    const Rows ids = Query("SELECT id, path FROM playlist ORDER BY id");
+    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
+    fs::rename(Music() / "lists/a.m3u", scratch() / "a.m3u");
+    fs::rename(scratch() / "disk", scratch() / "unplugged");
+    for (int i = 0; i < 2; ++i) {
+        const Ended away = Index();
+        Expect(away, 1, songs);
+        for (const char *word :
+             {"lists/: the folder is empty; its playlists stay in the library: 1",
+              "c.pls: No such file or directory; its playlists stay"}) {
+            EXPECT_NE(away.err.find(word), away.err.npos) << away.err;
+        }
+        EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
+        EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/lists'"), "1");
+    }
+    fs::rename(scratch() / "unplugged", scratch() / "disk");
+    fs::rename(scratch() / "a.m3u", Music() / "lists/a.m3u");
+    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
+    fs::remove(Music() / "lists/a.m3u");
+    const std::string removed = lists("added 0, changed 0, moved 0, removed 1, unchanged 1");
+    Expect(Index({"--purge", "--dry-run"}), 0, removed);
+    EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
+    Expect(Index({"--purge"}), 0, removed);
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "1");
+    // Lists of a folder whose songs have moved go with them.
+    Put("album/2.flac", "tone.flac");
+    Write("album/2.m3u", "2.flac\n");
+    Index();
+    fs::rename(Music() / "album/2.flac", Music() / "here/2.flac");
+    fs::rename(Music() / "album/2.m3u", Music() / "here/2.m3u");
+    Expect(Index(), 0,
+           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0;"
+           " playlists: added 0, changed 0, moved 1, removed 0, unchanged 1");
+    Write("here/2.m3u", "#EXTM3U\n2.flac\n");
+    Expect(Index(), 0,
+           "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0;"
+           " playlists: added 0, changed 1, moved 0, removed 0, unchanged 1");
+}
+
+// The library has deleted one of them since its folder was looked at.
+TEST_F(ListsTest, AListThatIsDeletedMeanwhileStaysDeleted) {
+    Write("here.m3u", "#EXTM3U\n");
+    const varnindex::Folders folders({Music()}, {}, {});
+    varnindex::Database database;
+    varnindex::Places places(database, folders);
+    for (const char *name : {"gone.m3u", "here.m3u"}) {
+        places.NoteList(Music() / name, 0, 0, 0);
+    }
+    places.Store(varnindex::Scope::WholeLibrary(), false);
+    EXPECT_EQ(Query("SELECT title FROM playlist"), (Rows{{"here"}}));
+}
+
+// With the links and pins that hang on them. Of equal lists each goes by its name or its time.
+TEST_F(ListsTest, MovedListsKeepTheirRows) {
+    EnableHomes(true);
+    Put("1.mp3");
+    for (const char *name : {"a/\xC3\xA9 'x\\.m3u", "a/two.m3u", "b/same.m3u", "c/same.m3u",
+                             "emptied/3.m3u", "homes/4.m3u", "replaced/5.m3u"}) {
+        Write(name, std::string(name).ends_with("same.m3u") ? "same" : name);
+    }
+    Write("a/stays.m3u", "same");
+    std::ofstream(Home("alice") / "music/mine.pls") << "[playlist]\n";
+    Index();
+    const auto lists = [] {
+        return Query(
+            "SELECT id, date, regexp_replace(path, '^.*/music/', '') FROM (SELECT id, date,"
+            " path FROM playlist UNION ALL SELECT id, date, path FROM personal_playlist) t"
+            " ORDER BY id");
+    };
+    Rows wanted = lists();
+    Query(
+        "INSERT INTO playlist_sharing (id, user_id, playlist_id, path) SELECT 'link' || id, 1030,"
+        " 'playlist_shared_normal/' || id, path FROM playlist UNION ALL SELECT 'link' || id, 1030,"
+        " 'playlist_personal_normal/' || id, path FROM personal_playlist");
+    Json::Value view(Json::objectValue);
+    view["playlist"] =
+        "playlist_shared_normal/" + Value("SELECT id FROM playlist WHERE title LIKE '_ _x%'");
+    Tonvale::PinManager pins(1030, "alice");
+    Tonvale::PinData pin;
+    ASSERT_TRUE(pins.Pin("playlist", view, "pinned", pin)) << pins.GetErrorCode();
+    const auto move = [&](const fs::path &from, const fs::path &to) {
+        fs::create_directories((Music() / to).parent_path());
+        fs::rename(Music() / from, Music() / to);
+        for (auto &row : wanted) {
+            row[2] = row[2] == from ? to.string() : row[2];
+        }
+    };
+    move("a/\xC3\xA9 'x\\.m3u", "a/\xC3\xA9 \"y.M3U8");
+    move("a/two.m3u", "z/other/two.m3u");
+    move("b/same.m3u", "y/b/same.m3u");
+    move("c/same.m3u", "y/c/same.m3u");
+    move("emptied/3.m3u", "x/3.m3u");
+    fs::rename(Home("alice") / "music/mine.pls", Home("alice") / "music/yours.pls");
+    wanted.back()[2] = "yours.pls";
+    const std::string counts =
+        "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0;"
+        " playlists: added 0, changed 0, moved 6, removed 0, unchanged 3";
+    Expect(Index({"--dry-run"}), 0, counts);
+    EXPECT_NE(lists(), wanted);
+    Expect(Index(), 0, counts);
+    EXPECT_EQ(lists(), wanted);
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist_sharing s JOIN (SELECT id, path FROM playlist"
+                    " UNION ALL SELECT id, path FROM personal_playlist) t ON s.path = t.path"
+                    " AND s.id = 'link' || t.id"),
+              "9");
+    EXPECT_FALSE(pins.Pin("playlist", view, "again", pin));
+    EXPECT_EQ(pins.GetErrorCode(), Tonvale::PIN_ERROR_EXISTS);
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist WHERE title = '\xC3\xA9 \"y'"), "1");
+    // Another owner's, or another list in its place, has a row of its own.
+    fs::rename(Music() / "homes/4.m3u", Home("alice") / "music/4.m3u");
+    fs::remove(Music() / "replaced/5.m3u");
+    Write("replaced/6.m3u", "other");
+    Expect(Index({"--purge"}), 0,
+           "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0;"
+           " playlists: added 2, changed 0, moved 0, removed 2, unchanged 7");
+}
+
+}  // namespace
