@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "music_places.h"
 #include "scaling_slot.h"
 #include "tonvale/media.h"
 #include "varn/share.h"
@@ -57,19 +58,22 @@ Picture Opened(int fd, const struct stat &info) {
     return picture;
 }
 
-Picture OpenPicture(const std::string &path) {
-    struct stat info {};
-    const int fd = Tonvale::OpenCover(path.c_str(), &info);
-    return fd >= 0 ? Opened(fd, info) : Picture();
-}
-
 using PathBuffer = std::array<char, 4352>;
+
+// A picture beside a song, to which no link may lead.
+Picture OpenBeside(const PlacedSong &song, const std::string &path) {
+    Picture picture = OpenPicture(path);
+    if (picture.file && !song.IsOpen(fileno(picture.file.get()), path)) {
+        return Picture();
+    }
+    return picture;
+}
 
 // The path of the small copy: one that is there already, or else made in turn. Empty when it cannot
 // be made, or too many are being made.
-std::string ScaledCopy(const std::string &path, const std::string &cover) {
+std::string ScaledCopy(const PlacedSong &song, const std::string &cover) {
     PathBuffer scaled{};
-    if (VARNEADirPath(path.c_str(), scaled.data(), scaled.size()) != 0) {
+    if (VARNEADirPath(song.HeldPath().c_str(), scaled.data(), scaled.size()) != 0) {
         return "";
     }
     const std::string ready = std::string(scaled.data()) + "/VARNAUDIO_ART_NBAUDIO.jpg";
@@ -77,30 +81,34 @@ std::string ScaledCopy(const std::string &path, const std::string &cover) {
         return ready;
     }
     const ScalingSlot slot;
-    const bool done = slot && VARNAudioGetScaleCoverPath(path.c_str(), cover.c_str(), scaled.data(),
-                                                         static_cast<int>(scaled.size())) == 0;
+    const bool done =
+        slot && VARNAudioGetScaleCoverPath(song.HeldPath().c_str(), cover.c_str(), scaled.data(),
+                                           static_cast<int>(scaled.size())) == 0;
     return done ? scaled.data() : "";
 }
 
 }  // namespace
 
-bool IsPicture(const std::string &path) {
-    return !OpenPicture(path).type.empty();
+Picture OpenPicture(const std::string &path) {
+    struct stat info {};
+    const int fd = Tonvale::OpenCover(path.c_str(), &info);
+    return fd >= 0 ? Opened(fd, info) : Picture();
 }
 
-Picture OpenCoverOf(const std::string &path, CoverSize size) {
-    const std::string cover = Tonvale::FindCover(path.c_str()).path;
+Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
+    const PlacedSong song(owner, path);
+    const std::string cover = Tonvale::FindCover(song.Path().c_str()).path;
     if (cover.empty()) {
         throw Failure(Reason::kNotFound, "there is no cover");
     }
     // Looked at first: the converter reads much more than pictures, and does so as root.
-    Picture picture = OpenPicture(cover);
+    Picture picture = OpenBeside(song, cover);
     if (picture.type.empty()) {
         throw Failure(Reason::kNotFound, cover + " is no picture");
     }
     if (size == CoverSize::kScaled) {
-        if (const std::string scaled = ScaledCopy(path, cover); !scaled.empty()) {
-            if (Picture small = OpenPicture(scaled); !small.type.empty()) {
+        if (const std::string scaled = ScaledCopy(song, cover); !scaled.empty()) {
+            if (Picture small = OpenBeside(song, scaled); !small.type.empty()) {
                 return small;
             }
         }

@@ -41,6 +41,10 @@ struct Answer {
 
 class CoverApi : public DatabaseTest {
   protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
+    }
     static void Put(const fs::path &path, std::string_view text) {
         fs::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << text;
@@ -163,6 +167,47 @@ TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
           "&url=http://127.0.0.1/x.jpg", "&url=http://8.8.8.8/x.jpg&id=music_1"}) {
         EXPECT_TRUE(Get(rest).Has("Status: 400 Bad Request\r\n")) << rest;
     }
+}
+
+TEST_F(CoverApi, FollowsLinksToTheOwnersMusicOnly) {
+    const fs::path music = scratch() / "music";
+    const fs::path home = root() / "volume1/homes/alice/music";
+    fs::create_directories(scratch() / "linked");
+    fs::create_directories(music);
+    WriteFile(varn::path::kIndexFolders,
+              music.string() + "\n" + (root() / "volume1").string() + "\n");
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true}})");
+    Query(InsertSql({.id = 1, .path = music / "album" / "a.mp3"}) +
+          InsertSql({.id = 2, .userid = kAlice, .path = home / "album" / "a.mp3"}));
+    struct Case {
+        fs::path target;
+        bool forShared, forOwn;
+    };
+    for (const Case &link : {Case{music / "real", true, true},
+                             {home / "real", false, true},
+                             {root() / "volume1/homes/bob/music/real", false, false},
+                             {scratch() / "outside", false, false}}) {
+        Put(link.target / "cover.jpg", kJpeg);
+        for (const fs::path &folder : {music, home}) {
+            fs::remove(folder / "album");
+            fs::create_directory_symlink(link.target, folder / "album");
+        }
+        for (const auto &[id, isShown] :
+             {std::pair("music_1", link.forShared), {"music_2", link.forOwn}}) {
+            SCOPED_TRACE(link.target.string() + " " + id);
+            fs::remove_all(link.target / "@eaDir");
+            for (const char *size : {"&size=original", "&size=scaled"}) {
+                const Answer answer = Get(std::string("&id=") + id + size);
+                EXPECT_TRUE(isShown ? answer.body == kJpeg : IsDefault(answer)) << size;
+            }
+            EXPECT_EQ(fs::exists(link.target / "@eaDir"), isShown) << "a place for the copy";
+            fs::remove_all(link.target / "@eaDir");
+            GetCgi(std::string("version=1&api=VARN.Tonvale.Song&method=rate&rating=4&id=") + id);
+            EXPECT_EQ(fs::exists(link.target / "@eaDir/a.mp3/VARNAUDIO_SONG_RATING"), isShown);
+            EXPECT_EQ(fs::exists(link.target / "@eaDir"), isShown);
+        }
+    }
+    EXPECT_EQ(Value("SELECT count(*) FROM rating_track WHERE star = 4"), "2");
 }
 
 TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
