@@ -10,6 +10,7 @@
 
 #include "failure.h"
 #include "music_places.h"
+#include "picture_format.h"
 #include "scaling_slot.h"
 #include "tonvale/media.h"
 #include "varn/share.h"
@@ -23,26 +24,6 @@ constexpr std::size_t kHeadSize = 12;
 constexpr std::string_view kJpeg = "image/jpeg";
 constexpr std::string_view kPng = "image/png";
 
-struct Format {
-    std::size_t place;
-    std::string_view mark;
-    std::string_view type;
-};
-// What every browser shows, and nothing that could be a page or a program to it.
-constexpr Format kFormats[] = {
-    {0, "\xFF\xD8\xFF", kJpeg}, {0, "\x89PNG\r\n\x1A\n", kPng}, {0, "GIF87a", "image/gif"},
-    {0, "GIF89a", "image/gif"}, {8, "WEBP", "image/webp"},      {0, "BM", "image/bmp"},
-};
-
-std::string_view TypeOf(std::string_view head) {
-    for (const Format &format : kFormats) {
-        if (head.size() > format.place && head.substr(format.place).starts_with(format.mark)) {
-            return format.type;
-        }
-    }
-    return "";
-}
-
 // Takes a descriptor over. Empty of a type when it is no picture.
 Picture Opened(int fd, const struct stat &info) {
     Picture picture{{}, info};
@@ -54,7 +35,7 @@ Picture Opened(int fd, const struct stat &info) {
     std::array<char, kHeadSize> head{};
     const std::size_t got = std::fread(head.data(), 1, head.size(), picture.file.get());
     std::rewind(picture.file.get());
-    picture.type = TypeOf({head.data(), got});
+    picture.type = FormatOfPicture({head.data(), got}).type;
     return picture;
 }
 
@@ -76,9 +57,11 @@ std::string ScaledCopy(const PlacedSong &song, const std::string &cover) {
     if (VARNEADirPath(song.HeldPath().c_str(), scaled.data(), scaled.size()) != 0) {
         return "";
     }
-    const std::string ready = std::string(scaled.data()) + "/VARNAUDIO_ART_NBAUDIO.jpg";
-    if (VARNAudioCheckScaleArt(cover.c_str(), ready.c_str()) == 1) {
-        return ready;
+    for (const char *name : kSmallCopies) {
+        const std::string ready = std::string(scaled.data()) + "/" + name;
+        if (VARNAudioCheckScaleArt(cover.c_str(), ready.c_str()) == 1) {
+            return ready;
+        }
     }
     const ScalingSlot slot;
     const bool done =

@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -14,6 +15,10 @@ enum class CoverSize { kOriginal, kScaled };
 
 // What a picture of a station or podcast may have.
 inline constexpr long kMostCoverBytes = 5 << 20;
+
+// The names of small copies that the library looks for, those of earlier versions last.
+inline constexpr std::array kSmallCopies = {"VARNAUDIO_ART_NBAUDIO.jpg", "ART_NBAUDIO.jpg",
+                                            "ART:NBAUDIO.jpg"};
 
 struct FileCloser {
     void operator()(std::FILE *file) const noexcept { std::fclose(file); }

@@ -49,10 +49,6 @@ struct Report {
     bool failed = false;
 };
 
-// The names that the library looks for, those of earlier versions last.
-constexpr std::array kSmallCopies = {"VARNAUDIO_ART_NBAUDIO.jpg", "ART_NBAUDIO.jpg",
-                                     "ART:NBAUDIO.jpg"};
-
 using PathBuffer = std::array<char, 4352>;
 
 // Runs a call of the library and becomes the caller again: such calls leave the process as the
@@ -142,7 +138,7 @@ void AddScaled(const CoverOptions &options, Report &report) {
         return;
     }
     Place copy = {"small copy", "", "not made yet; --scale makes it"};
-    for (const char *name : kSmallCopies) {
+    for (const char *name : tonvale_answers::kSmallCopies) {
         const std::string path = std::string(folder.data()) + "/" + name;
         const bool isNew = AsCaller(
             [&] { return VARNAudioCheckScaleArt(report.chosen.c_str(), path.c_str()) == 1; });

@@ -96,8 +96,9 @@ TEST_F(CoverApi, AnswersPicturesByWhatIsInThem) {
         EXPECT_TRUE(answer.Has("X-Content-Type-Options: nosniff\r\n"));
         EXPECT_EQ(answer.body, bytes);
     }
-    for (const char *bytes : {"", "<svg xmlns='http://www.w3.org/2000/svg'><script/></svg>",
-                              "<html>", "\xFF\xD8", "RIFF"}) {
+    for (const char *bytes :
+         {"", "<svg xmlns='http://www.w3.org/2000/svg'><script/></svg>",
+          "<svg a='WEBP' xmlns='http://www.w3.org/2000/svg'/>", "<html>", "\xFF\xD8", "RIFF"}) {
         Put(music / "cover.jpg", bytes);
         EXPECT_TRUE(IsDefault(Get("&id=music_1"))) << bytes;
     }
@@ -233,6 +234,7 @@ TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
 TEST_F(CoverApi, MakesTheSmallCopy) {
     const fs::path cover = scratch() / "cover.jpg";
     AddSong(1, scratch() / "a.mp3");
+    Put(scratch() / "a.mp3", "");
     ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x600", "xc:red", cover.c_str(), nullptr),
               0);
     const Answer small = Get("&id=music_1&size=scaled");
@@ -252,6 +254,14 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
             fs::permissions(turn, fs::perms(0666));
         }
         EXPECT_EQ(Body("&id=music_1&size=scaled"), ReadFile(cover));
+        // A copy that is there takes no turn, whatever version made it.
+        const fs::path earlier = scratch() / "@eaDir" / "a.mp3" / "ART_NBAUDIO.jpg";
+        const fs::path out = scratch() / "out.jpg";
+        Put(earlier, small.body);
+        EXPECT_EQ(Body("&id=music_1&size=scaled"), small.body);
+        EXPECT_EQ(Tonvale({"cover", "--scale", scratch() / "a.mp3", "--output", out}).status, 0);
+        EXPECT_EQ(ReadFile(out), small.body);
+        fs::remove(earlier);
         taken.pop_back();
         EXPECT_EQ(Body("&id=music_1&size=scaled"), small.body);
     }
@@ -262,11 +272,12 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
     std::ofstream(At(varn::path::kConvert)) << "#!/bin/sh\necho > '" << ran.string() << "'\n";
     fs::permissions(At(varn::path::kConvert), fs::perms(0755));
     const std::string picture = ReadFile(cover);
-    Put(cover, "push graphic-context\n");
-    EXPECT_TRUE(IsDefault(Get("&id=music_1&size=scaled")));
-    EXPECT_FALSE(fs::exists(ran));
-    EXPECT_EQ(Tonvale({"cover", "--scale", scratch() / "a.mp3"}).status, 1);
-    EXPECT_FALSE(fs::exists(ran));
+    for (const char *text : {"push graphic-context\n", "%!PS-A  WEBP", "<svg a='WEBP'/>"}) {
+        Put(cover, text);
+        EXPECT_TRUE(IsDefault(Get("&id=music_1&size=scaled"))) << text;
+        EXPECT_EQ(Tonvale({"cover", "--scale", scratch() / "a.mp3"}).status, 1);
+        EXPECT_FALSE(fs::exists(ran)) << text;
+    }
     Put(cover, picture);
     fs::remove(At(varn::path::kConvert));
     EXPECT_EQ(Body("&id=music_1&size=scaled"), ReadFile(cover)) << "better than none";
