@@ -10,8 +10,8 @@ struct PictureFormat {
     std::string_view type;  // of MIME
 };
 
-// The format of what begins with these bytes, 12 of them at least where there are so many. Empty for
-// all but what every browser shows and is no page or program to it.
+// The format of what begins with these bytes, 12 of them at least where there are so many. Empty
+// for all but what every browser shows and is no page or program to it.
 inline PictureFormat FormatOfPicture(std::string_view bytes) {
     using namespace std::string_view_literals;
     struct Known {
