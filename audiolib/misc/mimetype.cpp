@@ -20,12 +20,19 @@ using support::Guarded;
 
 constexpr char kUnknown[] = "application/octet-stream";
 
+using Word = std::array<char, 4096>;
+
+// Reads a word, of which what does not fit is passed over. False at the end of the list.
+bool ReadWord(std::FILE *list, Word &word) {
+    return std::fscanf(list, "%4095s%*[^ \t\n\v\f\r]", word.data()) == 1;
+}
+
 // The type of the last pair of the list whose extension is this one; "" without such a pair.
 std::string TypeIn(std::FILE *list, const char *extension) {
-    std::array<char, 4096> name = {};
-    std::array<char, 4096> type = {};
+    Word name = {};
+    Word type = {};
     std::string found;
-    while (std::fscanf(list, "%4095s %4095s", name.data(), type.data()) == 2) {
+    while (ReadWord(list, name) && ReadWord(list, type)) {
         if (strcasecmp(name.data(), extension) == 0) {
             found = type.data();
         }

@@ -12,11 +12,13 @@
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
+#include <fstream>
 #include <initializer_list>
 #include <optional>
 #include <string>
 #include <string_view>
 
+#include "misc/kept_exit_status.h"
 #include "misc/places.h"
 #include "misc/source.h"
 #include "support/boundary.h"
@@ -73,34 +75,63 @@ constexpr int kUsualSeconds = 60;
 constexpr int kMostSeconds = 3600;
 constexpr int kGrace = 2;  // what a converter that ends by itself may be late
 
-// Has the converter end by itself: the time in seconds that it may take, in the variable in which
-// it looks for that, unless an administrator has set one.
-class TimeLimit {
+// A variable in which the converter looks for something, for the length of a scope, unless an
+// administrator has set it.
+class Variable {
   public:
-    TimeLimit() {
-        const char *set = std::getenv(kVariable);
-        isOurs_ = set == nullptr;
+    Variable(const char *name, const std::string &value)
+        : name_(name), isOurs_(std::getenv(name) == nullptr) {
+        setenv(name, value.c_str(), 0);
+    }
+    ~Variable() {
         if (isOurs_) {
-            setenv(kVariable, std::to_string(kUsualSeconds).c_str(), 0);
-        } else if (const long seconds = std::strtol(set, nullptr, 10); seconds > 0) {
-            seconds_ = static_cast<int>(std::min<long>(seconds, kMostSeconds));
+            unsetenv(name_);
         }
     }
-    ~TimeLimit() {
-        if (isOurs_) {
-            unsetenv(kVariable);
-        }
-    }
-    TimeLimit(const TimeLimit &) = delete;
-    TimeLimit &operator=(const TimeLimit &) = delete;
+    Variable(const Variable &) = delete;
+    Variable &operator=(const Variable &) = delete;
 
-    int Seconds() const { return seconds_; }
+    std::string Value() const {
+        const char *value = std::getenv(name_);
+        return value != nullptr ? value : "";
+    }
 
   private:
-    static constexpr char kVariable[] = "MAGICK_TIME_LIMIT";
+    const char *name_;
     bool isOurs_;
-    int seconds_ = kUsualSeconds;
 };
+
+// Has the converter end by itself: the time in seconds that it may take.
+class TimeLimit : public Variable {
+  public:
+    TimeLimit() : Variable("MAGICK_TIME_LIMIT", std::to_string(kUsualSeconds)) {}
+
+    int Seconds() const {
+        const long seconds = std::strtol(Value().c_str(), nullptr, 10);
+        return seconds > 0 ? static_cast<int>(std::min<long>(seconds, kMostSeconds))
+                           : kUsualSeconds;
+    }
+};
+
+// Whatever a picture's name and its bytes say, it is decoded as one of these formats, by no other
+// program; what the system's policy forbids and bounds holds beside that.
+constexpr char kPolicy[] =
+    "<policymap>"
+    "<policy domain=\"delegate\" rights=\"none\" pattern=\"*\"/>"
+    "<policy domain=\"coder\" rights=\"none\" pattern=\"*\"/>"
+    "<policy domain=\"coder\" rights=\"read|write\" pattern=\"{BMP,GIF,JPEG,JPG,PNG,WEBP}\"/>"
+    "</policymap>\n";
+
+// False, with a log line, when the policy cannot be put into the folder.
+bool WritePolicy(const std::string &folder) {
+    std::ofstream policy(folder + "/policy.xml");
+    policy << kPolicy;
+    policy.close();
+    if (!policy.good()) {
+        LOG_ERROR(kSource, "Failed to write [%s/policy.xml] %m", folder.c_str());
+    }
+    return policy.good();
+}
 
 // The converter reads "%d" and its like in the name of what it writes as a frame's number.
 std::string PlainName(std::string_view target) {
@@ -111,7 +142,8 @@ std::string PlainName(std::string_view target) {
     return plain;
 }
 
-bool Convert(const char *source, const std::string &target) {
+// The folder is the converter's own: its settings stand there, and the target.
+bool Convert(const char *source, const std::string &folder, const std::string &target) {
     std::array<std::string, 7> words = {"convert", "-size",          kBox, "-thumbnail", kBox,
                                         source,    PlainName(target)};
     std::array<char *, words.size() + 1> argv = {};
@@ -119,8 +151,10 @@ bool Convert(const char *source, const std::string &target) {
         argv[i] = words[i].data();
     }
     const TimeLimit limit;
-    return VLIBCExecvWithin(SystemPath(varn::path::kConvert).c_str(), argv.data(),
-                            limit.Seconds() + kGrace) == 0;
+    const Variable configuration("MAGICK_CONFIGURE_PATH", folder);
+    const KeptExitStatus kept;
+    return WritePolicy(folder) && VLIBCExecvWithin(SystemPath(varn::path::kConvert).c_str(),
+                                                   argv.data(), limit.Seconds() + kGrace) == 0;
 }
 
 // Holds the wishes to end back that a web server or a terminal sends: a client that no longer waits
@@ -201,9 +235,25 @@ bool CopyAll(int from, int to) {
     return copied == 0;
 }
 
+// Gives a copy of a source from the future a later time than that: it would be made anew for
+// everybody who asks.
+void KeepLater(int copy, const timespec &source) {
+    constexpr long kSecond = 1'000'000'000;
+    struct stat info = {};
+    if (fstat(copy, &info) != 0 || IsLater(info.st_mtim, source)) {
+        return;
+    }
+    const bool isLast = source.tv_nsec + 1 == kSecond;
+    const timespec later = {source.tv_sec + (isLast ? 1 : 0), isLast ? 0 : source.tv_nsec + 1};
+    const timespec times[] = {{0, UTIME_OMIT}, later};
+    if (futimens(copy, times) != 0) {
+        LOG_ERROR(kSource, "Failed to set the time of a copy %m");
+    }
+}
+
 // Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part
 // of it, and a link is replaced and not followed. False with errno set.
-bool Place(int result, const char *target) {
+bool Place(int result, const char *target, const timespec &source) {
     const std::string_view path(target);
     std::string fresh(path.substr(0, path.rfind('/') + 1));
     fresh += ".cover-XXXXXX";
@@ -213,6 +263,7 @@ bool Place(int result, const char *target) {
     }
     const bool copied = CopyAll(result, file.Get());
     if (copied) {
+        KeepLater(file.Get(), source);
         GiveToEveryUser(file.Get(), target);
     }
     if (copied && rename(fresh.c_str(), target) == 0) {
@@ -224,11 +275,13 @@ bool Place(int result, const char *target) {
     return false;
 }
 
-// A link is not a picture, and a pipe would keep the converter waiting.
-bool IsPlainFile(const char *source) {
+// The time of a picture. None for a link, which is not a picture, or a pipe, which would keep the
+// converter waiting.
+std::optional<timespec> TimeOf(const char *source) {
     const Fd file(open(source, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat info = {};
-    return file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode);
+    const bool isFile = file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode);
+    return isFile ? std::optional(info.st_mtim) : std::nullopt;
 }
 
 int Scale(const char *source, const char *target) {
@@ -236,12 +289,13 @@ int Scale(const char *source, const char *target) {
     const Workshop workshop;
     const std::string name = workshop.Path() + "/scaled";
     const std::string extension = ExtensionOf(target);
-    if (workshop.Path().empty() || !IsPlainFile(source) || !Convert(source, name + extension)) {
+    const std::optional<timespec> time = TimeOf(source);
+    if (workshop.Path().empty() || !time || !Convert(source, workshop.Path(), name + extension)) {
         LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source, target);
         return -1;
     }
     const Fd result = OpenResult(name, extension);
-    if (result && Place(result.Get(), target)) {
+    if (result && Place(result.Get(), target, *time)) {
         return 0;
     }
     if (result) {

@@ -9,6 +9,8 @@
 #include <utility>
 
 #include "failure.h"
+#include "music_places.h"
+#include "picture_format.h"
 #include "scaling_slot.h"
 #include "tonvale/media.h"
 #include "varn/share.h"
@@ -22,26 +24,6 @@ constexpr std::size_t kHeadSize = 12;
 constexpr std::string_view kJpeg = "image/jpeg";
 constexpr std::string_view kPng = "image/png";
 
-struct Format {
-    std::size_t place;
-    std::string_view mark;
-    std::string_view type;
-};
-// What every browser shows, and nothing that could be a page or a program to it.
-constexpr Format kFormats[] = {
-    {0, "\xFF\xD8\xFF", kJpeg}, {0, "\x89PNG\r\n\x1A\n", kPng}, {0, "GIF87a", "image/gif"},
-    {0, "GIF89a", "image/gif"}, {8, "WEBP", "image/webp"},      {0, "BM", "image/bmp"},
-};
-
-std::string_view TypeOf(std::string_view head) {
-    for (const Format &format : kFormats) {
-        if (head.size() > format.place && head.substr(format.place).starts_with(format.mark)) {
-            return format.type;
-        }
-    }
-    return "";
-}
-
 // Takes a descriptor over. Empty of a type when it is no picture.
 Picture Opened(int fd, const struct stat &info) {
     Picture picture{{}, info};
@@ -53,9 +35,42 @@ Picture Opened(int fd, const struct stat &info) {
     std::array<char, kHeadSize> head{};
     const std::size_t got = std::fread(head.data(), 1, head.size(), picture.file.get());
     std::rewind(picture.file.get());
-    picture.type = TypeOf({head.data(), got});
+    picture.type = FormatOfPicture({head.data(), got}).type;
     return picture;
 }
+
+using PathBuffer = std::array<char, 4352>;
+
+// A picture beside a song, to which no link may lead.
+Picture OpenBeside(const PlacedSong &song, const std::string &path) {
+    Picture picture = OpenPicture(path);
+    if (picture.file && !song.IsOpen(fileno(picture.file.get()), path)) {
+        return Picture();
+    }
+    return picture;
+}
+
+// The path of the small copy: one that is there already, or else made in turn. Empty when it cannot
+// be made, or too many are being made.
+std::string ScaledCopy(const PlacedSong &song, const std::string &cover) {
+    PathBuffer scaled{};
+    if (VARNEADirPath(song.HeldPath().c_str(), scaled.data(), scaled.size()) != 0) {
+        return "";
+    }
+    for (const char *name : kSmallCopies) {
+        const std::string ready = std::string(scaled.data()) + "/" + name;
+        if (VARNAudioCheckScaleArt(cover.c_str(), ready.c_str()) == 1) {
+            return ready;
+        }
+    }
+    const ScalingSlot slot;
+    const bool done =
+        slot && VARNAudioGetScaleCoverPath(song.HeldPath().c_str(), cover.c_str(), scaled.data(),
+                                           static_cast<int>(scaled.size())) == 0;
+    return done ? scaled.data() : "";
+}
+
+}  // namespace
 
 Picture OpenPicture(const std::string &path) {
     struct stat info {};
@@ -63,44 +78,20 @@ Picture OpenPicture(const std::string &path) {
     return fd >= 0 ? Opened(fd, info) : Picture();
 }
 
-using PathBuffer = std::array<char, 4352>;
-
-// The path of the small copy: one that is there already, or else made in turn. Empty when it cannot
-// be made, or too many are being made.
-std::string ScaledCopy(const std::string &path, const std::string &cover) {
-    PathBuffer scaled{};
-    if (VARNEADirPath(path.c_str(), scaled.data(), scaled.size()) != 0) {
-        return "";
-    }
-    const std::string ready = std::string(scaled.data()) + "/VARNAUDIO_ART_NBAUDIO.jpg";
-    if (VARNAudioCheckScaleArt(cover.c_str(), ready.c_str()) == 1) {
-        return ready;
-    }
-    const ScalingSlot slot;
-    const bool done = slot && VARNAudioGetScaleCoverPath(path.c_str(), cover.c_str(), scaled.data(),
-                                                         static_cast<int>(scaled.size())) == 0;
-    return done ? scaled.data() : "";
-}
-
-}  // namespace
-
-bool IsPicture(const std::string &path) {
-    return !OpenPicture(path).type.empty();
-}
-
-Picture OpenCoverOf(const std::string &path, CoverSize size) {
-    const std::string cover = Tonvale::FindCover(path.c_str()).path;
+Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
+    const PlacedSong song(owner, path);
+    const std::string cover = Tonvale::FindCover(song.Path().c_str()).path;
     if (cover.empty()) {
         throw Failure(Reason::kNotFound, "there is no cover");
     }
     // Looked at first: the converter reads much more than pictures, and does so as root.
-    Picture picture = OpenPicture(cover);
+    Picture picture = OpenBeside(song, cover);
     if (picture.type.empty()) {
         throw Failure(Reason::kNotFound, cover + " is no picture");
     }
     if (size == CoverSize::kScaled) {
-        if (const std::string scaled = ScaledCopy(path, cover); !scaled.empty()) {
-            if (Picture small = OpenPicture(scaled); !small.type.empty()) {
+        if (const std::string scaled = ScaledCopy(song, cover); !scaled.empty()) {
+            if (Picture small = OpenBeside(song, scaled); !small.type.empty()) {
                 return small;
             }
         }

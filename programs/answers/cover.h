@@ -3,6 +3,7 @@
 
 #include <sys/stat.h>
 
+#include <array>
 #include <cstdio>
 #include <memory>
 #include <string>
@@ -15,6 +16,10 @@ enum class CoverSize { kOriginal, kScaled };
 // What a picture of a station or podcast may have.
 inline constexpr long kMostCoverBytes = 5 << 20;
 
+// The names of small copies that the library looks for, those of earlier versions last.
+inline constexpr std::array kSmallCopies = {"VARNAUDIO_ART_NBAUDIO.jpg", "ART_NBAUDIO.jpg",
+                                            "ART:NBAUDIO.jpg"};
+
 struct FileCloser {
     void operator()(std::FILE *file) const noexcept { std::fclose(file); }
 };
@@ -26,15 +31,16 @@ struct Picture {
     std::string_view type = {};  // its MIME type, by what is in it
 };
 
-// True for a file that is a picture which a browser shows, by what is in it. Leaves the process as
-// the package's account.
-bool IsPicture(const std::string &path);
+// Opens a file, which a link is not. Without a type when it is no picture that a browser shows.
+// Leaves the process as the package's account.
+Picture OpenPicture(const std::string &path);
 
-// The cover of a song, or of a folder. The small copy is made where it is missing. Where that
-// fails, which the log tells, or too many are being made, the picture itself is answered. Throws a
-// Failure when there is none, or what is there is no picture that a browser shows. Leaves the
+// The cover of a song of the library: of a user's personal one, or of everybody's (owner 0). The
+// small copy is made where it is missing. Where that fails, which the log tells, or too many are
+// being made, the picture itself is answered. Throws a Failure when there is none, what is there is
+// no picture that a browser shows, or the path leads out of the music of its owner. Leaves the
 // process as the package's account.
-Picture OpenCoverOf(const std::string &path, CoverSize size);
+Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size);
 
 // The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the
 // address may lead is the caller's to check. Throws a Failure.

@@ -1,5 +1,7 @@
 #include "songs.h"
 
+#include <syslog.h>
+
 #include <algorithm>
 #include <charconv>
 #include <map>
@@ -7,6 +9,7 @@
 
 #include "failure.h"
 #include "kinds.h"
+#include "music_places.h"
 #include "varn/sql.h"
 
 namespace tonvale_answers {
@@ -119,6 +122,19 @@ Handle OpenRows(const ListRequest &request, const std::string &columns,
         NoAnswer();
     }
     return rows;
+}
+
+// Puts a rating into the record beside a song, as root: no link on the way to it leads out of the
+// music of its owner. What fails is logged; the table has the rating.
+void KeepRating(uid_t owner, const std::string &path, uid_t uid, unsigned stars) {
+    try {
+        const PlacedSong song(owner, path);
+        if (VARNSetSongRatingToEA(song.HeldPath().c_str(), uid, stars) != 1) {
+            syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
+        }
+    } catch (const Failure &failure) {
+        syslog(LOG_ERR, "The rating is kept in the database alone: %s", failure.what());
+    }
 }
 
 }  // namespace
@@ -253,12 +269,26 @@ std::set<int> RowsOf(uid_t uid, const std::vector<std::string> &ids) {
 }
 
 void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
-    std::vector<std::string> identifiers;
-    for (const int row : rows) {
-        identifiers.push_back("music_" + std::to_string(row));
+    if (rows.empty()) {
+        return;
     }
-    if (!identifiers.empty() && VARNAudioWebapiSetSongRating(uid, identifiers, stars) != 1) {
-        throw Failure(Reason::kFailed, "the songs were not rated; the lines above tell why");
+    for (const bool isVirtual : {false, true}) {
+        const Handle found = OpenRows(WholeKind(isVirtual, uid), "id, userid", IdCondition(rows));
+        std::map<uid_t, std::vector<std::string>> numbers;  // by the owner of the songs
+        for (int row = 0; row < found->rowCount; ++row) {
+            const auto owner = static_cast<uid_t>(NumberOf(found, row, "userid"));
+            numbers[owner].push_back(FieldOf(found, row, "id"));
+        }
+        for (const auto &[owner, theirs] : numbers) {
+            std::vector<std::string> paths;
+            if (VARNAudioWebapiSaveDBStar(theirs, paths, found.get(), uid, stars) != 1) {
+                throw Failure(Reason::kFailed,
+                              "the songs were not rated; the lines above tell why");
+            }
+            for (const std::string &path : paths) {
+                KeepRating(owner, path, uid, stars);
+            }
+        }
     }
 }
 

@@ -22,6 +22,13 @@ using tonvale_answers::Picture;
 // Of an album or a folder so many songs are looked at.
 constexpr int kMostSongs = 10;
 
+// A song, or a folder of songs.
+struct Song {
+    uid_t owner;
+    std::string path;
+};
+constexpr char kColumns[] = "path, userid";
+
 // A number behind one of the prefixes, the longer ones first. Empty for any other text.
 std::optional<int> FolderId(std::string_view id) {
     for (const std::string_view prefix : {"dir_p_", "dir_"}) {
@@ -64,9 +71,9 @@ class Get : public MediaAction {
 
     // Empty when what was asked for is there and has no cover.
     std::optional<Picture> Find(CoverSize size) const {
-        for (const std::string &path : Songs()) {
+        for (const auto &[owner, path] : Songs()) {
             try {
-                return tonvale_answers::OpenCoverOf(path, size);
+                return tonvale_answers::OpenCoverOf(owner, path, size);
             } catch (const tonvale_answers::Failure &failure) {
                 if (failure.Why() != tonvale_answers::Reason::kNotFound) {
                     throw;
@@ -76,16 +83,16 @@ class Get : public MediaAction {
         return std::nullopt;
     }
 
-    // The paths of songs that the user may see, at least one.
-    std::vector<std::string> Songs() const {
+    // Songs that the user may see, at least one.
+    std::vector<Song> Songs() const {
         const std::string id = Asked().Text("id");
         if (id.empty()) {
-            return Paths(AlbumCondition(), "disc, track, path");
+            return SongsBy(AlbumCondition(), "disc, track, path");
         }
         if (id.starts_with("dir_")) {
-            return Paths(FolderCondition(id), "path");
+            return SongsBy(FolderCondition(id), "path");
         }
-        return PathsOf(RowOfSong(Asked(), id, "path"));
+        return SongsOf(RowOfSong(Asked(), id, kColumns));
     }
 
     std::string AlbumCondition() const {
@@ -102,9 +109,9 @@ class Get : public MediaAction {
         const auto folder = FolderId(id);
         const std::string row =
             Checked(folder ? varn::Sql("id = @VARN:INT", *folder) : std::nullopt);
-        const std::vector<std::string> paths =
-            PathsOf(Open(Kind("all"), VARN_TABLE_DIRECTORY, row, "", 1));
-        return Checked(varn::Sql("path LIKE '@VARN:LVAR/%%'", paths.front()));
+        const std::vector<Song> folders =
+            SongsOf(Open(Kind("all"), VARN_TABLE_DIRECTORY, "path", row, "", 1));
+        return Checked(varn::Sql("path LIKE '@VARN:LVAR/%%'", folders.front().path));
     }
 
     static std::string Checked(const std::optional<std::string> &condition) {
@@ -120,13 +127,13 @@ class Get : public MediaAction {
                                            Asked().User().GetLoginUID());
     }
 
-    std::vector<std::string> Paths(const std::string &condition, const char *order) const {
-        return PathsOf(Open(Kind("all"), VARN_TABLE_MUSIC, condition, order, kMostSongs));
+    std::vector<Song> SongsBy(const std::string &condition, const char *order) const {
+        return SongsOf(Open(Kind("all"), VARN_TABLE_MUSIC, kColumns, condition, order, kMostSongs));
     }
 
-    Handle Open(const std::string &kind, int table, const std::string &condition, const char *order,
-                int limit) const {
-        Handle rows(AudioInfoDBOpen(kind.c_str(), Asked().User().GetLoginUID(), table, "path",
+    Handle Open(const std::string &kind, int table, const char *columns,
+                const std::string &condition, const char *order, int limit) const {
+        Handle rows(AudioInfoDBOpen(kind.c_str(), Asked().User().GetLoginUID(), table, columns,
                                     condition.c_str(), nullptr, order, 0, limit, 0));
         if (!rows) {
             throw Refusal{Code::kFailed};
@@ -134,15 +141,15 @@ class Get : public MediaAction {
         return rows;
     }
 
-    static std::vector<std::string> PathsOf(const Handle &rows) {
-        std::vector<std::string> paths;
+    static std::vector<Song> SongsOf(const Handle &rows) {
+        std::vector<Song> songs;
         for (VARN_MEDIA_INFO song; MediaInfoDBGet(rows.get(), &song) == 0;) {
-            paths.emplace_back(song.path);
+            songs.push_back({song.userid, song.path});
         }
-        if (paths.empty()) {
+        if (songs.empty()) {
             throw Refusal{Code::kNoSuchItem};
         }
-        return paths;
+        return songs;
     }
 };
 

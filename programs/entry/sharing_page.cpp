@@ -86,7 +86,7 @@ class Cover : public MediaAction {
         using tonvale_answers::CoverSize;
         const CoverSize size = isSmall ? CoverSize::kScaled : CoverSize::kOriginal;
         return OrRefused([&] {
-            return SendPicture(tonvale_answers::OpenCoverOf(song.path, size),
+            return SendPicture(tonvale_answers::OpenCoverOf(song.userid, song.path, size),
                                Asked().WantsHeaderOnly());
         });
     }

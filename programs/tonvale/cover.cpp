@@ -13,6 +13,7 @@
 
 #include "answers/as_root.h"
 #include "answers/cover.h"
+#include "answers/failure.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
@@ -44,12 +45,9 @@ struct Place {
 struct Report {
     std::vector<Place> places;
     std::string chosen;  // "": there is no cover
+    std::string made;    // the small copy that was asked for; "" without --scale
     bool failed = false;
 };
-
-// The names that the library looks for, those of earlier versions last.
-constexpr std::array kSmallCopies = {"VARNAUDIO_ART_NBAUDIO.jpg", "ART_NBAUDIO.jpg",
-                                     "ART:NBAUDIO.jpg"};
 
 using PathBuffer = std::array<char, 4352>;
 
@@ -122,7 +120,8 @@ void AddScaled(const CoverOptions &options, Report &report) {
     if (VARNEADirPath(options.file.c_str(), folder.data(), folder.size()) != 0) {
         return;
     }
-    if (options.scale && !AsCaller([&] { return tonvale_answers::IsPicture(report.chosen); })) {
+    if (options.scale &&
+        AsCaller([&] { return tonvale_answers::OpenPicture(report.chosen); }).type.empty()) {
         report.failed = true;
         report.places.push_back(
             {"small copy", "", "not made: " + report.chosen + " is no picture"});
@@ -134,11 +133,12 @@ void AddScaled(const CoverOptions &options, Report &report) {
                                               size);
         });
         report.failed = path.empty();
+        report.made = path;
         report.places.push_back({"small copy", path, path.empty() ? "could not be made" : "ready"});
         return;
     }
     Place copy = {"small copy", "", "not made yet; --scale makes it"};
-    for (const char *name : kSmallCopies) {
+    for (const char *name : tonvale_answers::kSmallCopies) {
         const std::string path = std::string(folder.data()) + "/" + name;
         const bool isNew = AsCaller(
             [&] { return VARNAudioCheckScaleArt(report.chosen.c_str(), path.c_str()) == 1; });
@@ -251,7 +251,21 @@ bool ReplaceFile(const std::string &output, const tonvale_answers::Picture &pict
     return true;
 }
 
-// Writes the picture that the web API would answer. False, with a message, when it cannot be
+// The picture that the report tells of. Throws a Failure when there is none.
+tonvale_answers::Picture OpenReported(const Report &report) {
+    using namespace tonvale_answers;
+    const std::string &path = report.made.empty() ? report.chosen : report.made;
+    if (path.empty()) {
+        throw Failure(Reason::kNotFound, "there is no cover to write");
+    }
+    Picture picture = AsCaller([&] { return OpenPicture(path); });
+    if (picture.type.empty()) {
+        throw Failure(Reason::kNotFound, Printable(path) + " is no picture");
+    }
+    return picture;
+}
+
+// Writes a picture as the web API would answer it. False, with a message, when it cannot be
 // written.
 bool WriteOutput(const std::string &output, const tonvale_answers::Picture &picture) {
     if (!ReplaceFile(output, picture)) {
@@ -289,12 +303,8 @@ int ShowCover(CoverOptions options) {
         Complain("the small copy could not be made; the lines above tell why");
         return kFailed;
     }
-    using tonvale_answers::CoverSize;
-    const auto open = [&] {
-        return tonvale_answers::OpenCoverOf(
-            options.file, options.scale ? CoverSize::kScaled : CoverSize::kOriginal);
-    };
-    return options.output.empty() || WriteOutput(options.output, AsCaller(open)) ? kDone : kFailed;
+    return options.output.empty() || WriteOutput(options.output, OpenReported(report)) ? kDone
+                                                                                       : kFailed;
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include <cstring>
 #include <string_view>
 
+#include "answers/picture_format.h"
 #include "descriptor.h"
 #include "ea_folder.h"
 #include "names.h"
@@ -202,22 +203,7 @@ std::vector<Picture> ListPictures(TagLib::File &file) {
 }
 
 std::string PictureExtension(const TagLib::ByteVector &data) {
-    using namespace std::string_view_literals;
-    struct Magic {
-        std::string_view bytes;
-        const char *extension;
-    };
-    static constexpr std::array kMagic = {Magic{"\xFF\xD8\xFF"sv, "jpg"},
-                                          Magic{"\x89PNG\r\n\x1A\n"sv, "png"},
-                                          Magic{"GIF8"sv, "gif"}, Magic{"BM"sv, "bmp"}};
-    const std::string_view bytes(data.data(), data.size());
-    for (const Magic &magic : kMagic) {
-        if (bytes.starts_with(magic.bytes)) {
-            return magic.extension;
-        }
-    }
-    const bool isWebp = bytes.starts_with("RIFF") && bytes.substr(0, 12).ends_with("WEBP");
-    return isWebp ? "webp" : "";
+    return std::string(tonvale_answers::FormatOfPicture({data.data(), data.size()}).extension);
 }
 
 int StorePictures(TagLib::File &file, const std::string &path, std::string &problem) {

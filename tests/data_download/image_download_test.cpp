@@ -1,7 +1,10 @@
+#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <thread>
 
+#include "data_download/sinks.h"
+#include "data_download/transfer.h"
 #include "support/fixture.h"
 #include "support/scripted_http.h"
 #include "tonvale/media.h"
@@ -90,38 +93,43 @@ TEST_F(ImageTest, KeepsToItsLimit) {
     EXPECT_TRUE(ImageDownload(server.Url("/a.jpg").c_str()).Download(nullptr, 0));
 }
 
-// A web server with a certificate for another name that nobody has signed.
-class TlsServer {
+// A web server; with TLS one with a certificate for another name that nobody has signed.
+class WebServer {
   public:
-    explicit TlsServer(const fs::path &folder) {
+    WebServer(const fs::path &folder, bool withTls) : scheme_(withTls ? "https" : "http") {
         const std::string key = folder / "server.pem";
+        const std::string tls = "ssl.engine = \"enable\"\nssl.pemfile = \"" + key +
+                                ".crt\"\nssl.privkey = \"" + key + "\"\n";
         EXPECT_EQ(VLIBCExec("/usr/bin/openssl", "req", "-x509", "-newkey", "rsa:2048", "-nodes",
                             "-subj", "/CN=somebody.example", "-days", "1", "-keyout", key.c_str(),
                             "-out", (key + ".crt").c_str(), nullptr),
                   0);
         std::ofstream(folder / "lighttpd.conf")
             << "server.document-root = \"" << folder.string() << "\"\n"
-            << "server.bind = \"127.0.0.1\"\nserver.modules = (\"mod_openssl\")\n"
+            << "server.bind = \"127.0.0.1\"\nserver.modules = (\"mod_openssl\", "
+            << "\"mod_cgi\", \"mod_redirect\")\ncgi.assign = (\".cgi\" => \"/bin/sh\")\n"
+            << "url.redirect = (\"^/moved/(.*)\" => \"/$1\", \"^/loop\" => \"/loop\")\n"
+            << "server.stream-response-body = 1\n"
             << "server.pid-file = \"" << (folder / "pid").string() << "\"\n"
             << "server.errorlog = \"" << (folder / "log").string() << "\"\n"
-            << "server.port = " << Port() << "\nssl.engine = \"enable\"\n"
-            << "ssl.pemfile = \"" << key << ".crt\"\nssl.privkey = \"" << key << "\"\n"
+            << "server.port = " << Port() << "\n"
+            << (withTls ? tls : "")
             << "mimetype.assign = (\".jpg\" => \"image/jpeg\", \"\" => \"text/plain\")\n";
         // It goes on in the background once it listens.
         EXPECT_EQ(
             VLIBCExec("/usr/sbin/lighttpd", "-f", (folder / "lighttpd.conf").c_str(), nullptr), 0);
         std::ifstream(folder / "pid") >> pid_;
     }
-    ~TlsServer() {
+    ~WebServer() {
         if (pid_ > 0) {
             kill(pid_, SIGKILL);
         }
     }
-    TlsServer(const TlsServer &) = delete;
-    TlsServer &operator=(const TlsServer &) = delete;
+    WebServer(const WebServer &) = delete;
+    WebServer &operator=(const WebServer &) = delete;
 
     std::string Url(const std::string &path) const {
-        return "https://127.0.0.1:" + std::to_string(port_) + path;
+        return scheme_ + "://127.0.0.1:" + std::to_string(port_) + path;
     }
 
   private:
@@ -131,15 +139,45 @@ class TlsServer {
         return port_;
     }
 
+    std::string scheme_;
     int port_ = 0;
     pid_t pid_ = 0;
 };
+
+TEST_F(ImageTest, FetchesFromAServerThatOthersWrote) {
+    using namespace std::chrono_literals;
+    const std::string head = "printf 'Content-Type: image/png\\r\\n\\r\\n'; ";
+    const std::string runs = scratch() / "runs";
+    std::ofstream(scratch() / "cover.jpg") << "a picture";
+    std::ofstream(scratch() / "stream.cgi") << head << "printf 12345; sleep 0.2; printf 6789";
+    std::ofstream(scratch() / "slow.cgi") << "echo x >> " << runs << "; sleep 1; " << head;
+    const WebServer server(scratch(), false);
+    const struct {
+        const char *path;
+        long most;
+        const char *extension;
+    } kCases[] = {{"/moved/cover.jpg", 9, "jpg"},
+                  {"/moved/cover.jpg", 8, ""},
+                  {"/moved/moved/stream.cgi", 0, "png"},
+                  {"/stream.cgi", 9, ""},
+                  {"/loop.jpg", 0, ""},
+                  {"/moved/missing.jpg", 0, ""}};
+    for (const auto &c : kCases) {
+        EXPECT_EQ(Fetch(server.Url(c.path), c.most), c.extension) << c.path << " " << c.most;
+    }
+    std::string text;
+    Tonvale::download::TextSink sink(text);
+    EXPECT_EQ(
+        Tonvale::download::Transfer({300ms, 300ms, 1ms}).Run(server.Url("/slow.cgi"), 0, sink),
+        Tonvale::download::Outcome::kFailed);
+    EXPECT_EQ(ReadFile(runs), "x\nx\nx\n") << "asked three times";
+}
 
 TEST_F(ImageTest, AsksForNoCertificateThatSomebodyKnows) {
     std::string text = "a picture";
     std::ofstream(scratch() / "cover.jpg") << text;
     std::ofstream(scratch() / "page") << text;
-    const TlsServer server(scratch());
+    const WebServer server(scratch(), true);
     EXPECT_EQ(Fetch(server.Url("/cover.jpg"), 9), "jpg");
     EXPECT_EQ(Fetch(server.Url("/cover.jpg"), 8), "");
     EXPECT_EQ(Fetch(server.Url("/page")), "");

@@ -117,6 +117,10 @@ TEST_F(CoverCommandTest, WritesThePicture) {
         EXPECT_EQ(run.status, status) << message;
         EXPECT_TRUE(Contains(run.err, message)) << run.err;
     }
+    // What it tells of: a folder's own picture is no cover.
+    Put(EaDir(Music()) / "APIC.jpg", "\xFF\xD8\xFF other");
+    EXPECT_EQ(Tonvale({"cover", Music(), "--output", out}).status, 0);
+    EXPECT_EQ(ReadFile(out), ReadFile(cover));
     // What was there is replaced as a whole, and not written over.
     const Path earlier = Put(scratch() / "outputs" / "earlier", "earlier");
     const Path replaced = scratch() / "outputs" / "replaced";

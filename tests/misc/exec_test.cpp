@@ -92,6 +92,9 @@ TEST_F(ExecTest, GivesNothingButDevNull) {
             close(fd);
         }
         EXPECT_EQ(Shell("test /proc/self/fd/0 -ef /dev/null && test -e /proc/self/fd/2"), 0);
+        const rlimit none = {0, 0};
+        ASSERT_EQ(setrlimit(RLIMIT_NOFILE, &none), 0);
+        EXPECT_EQ(Shell("exit 0"), 255) << "nothing runs with anything else";
     }));
 }
 

@@ -1,11 +1,14 @@
 #include <sys/wait.h>
 
+#include <chrono>
 #include <csignal>
+#include <cstdint>
 #include <cstdlib>
 #include <cstring>
 #include <tuple>
 
 #include "misc/cover_fixture.h"
+#include "platform/child.h"
 #include "tonvale/media.h"
 
 namespace {
@@ -115,6 +118,11 @@ TEST_F(ScaledCoverTest, MakesTheCopyOnceForEachVersionOfTheSource) {
     EXPECT_EQ(Scaled(), scaled_) << "of equal times nobody knows which came first";
     EXPECT_EQ(Runs(), 2U);
     EXPECT_EQ(ReadFile(scaled_), "new\n");
+    // The clock of another machine is ahead.
+    SetTime(source_, 1'500'000'000, 999'999'999);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(Runs(), 3U);
     EXPECT_EQ(Complaints(), 0);
 }
 
@@ -172,6 +180,41 @@ TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
     }
 }
 
+TEST_F(ScaledCoverTest, GivesTheConverterNothingOfThisProcess) {
+    const int high = fcntl(STDERR_FILENO, F_DUPFD, 900);  // without close-on-exec
+    const fs::path list = scratch() / "list";
+    SetConverter(
+        "echo printed; for fd in 0 1; do test /proc/$$/fd/$fd -ef /dev/null || exit 1; "
+        "done; ls /proc/$$/fd > " +
+        list.string() + "; echo new > \"$6\"");
+    Put(source_);
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(ReadFile(list).find(std::to_string(high)), std::string::npos);
+    close(high);
+}
+
+TEST_F(ScaledCoverTest, SeesTheConverterEndWhateverIsSaidOfChildren) {
+    SetConverter("echo new > \"$6\"");
+    Put(source_);
+    EXPECT_TRUE(tonvale_test::HoldsInChild([this] {
+        const std::pair<sighandler_t, int> cases[] = {{SIG_DFL, 0},
+                                                      {SIG_DFL, SA_NOCLDWAIT},
+                                                      {SIG_IGN, 0},
+                                                      {SIG_IGN, SA_NOCLDWAIT},
+                                                      {+[](int) {}, SA_NOCLDWAIT}};
+        for (const auto &[handler, flags] : cases) {
+            struct sigaction action = {};
+            action.sa_handler = handler;
+            action.sa_flags = flags;
+            ASSERT_EQ(sigaction(SIGCHLD, &action, nullptr), 0);
+            EXPECT_EQ(VARNAudioScaleImage(source_.c_str(), (Music() / "out.jpg").c_str()), 0);
+            ASSERT_EQ(sigaction(SIGCHLD, nullptr, &action), 0);
+            EXPECT_EQ(action.sa_handler, handler) << "as it was";
+            EXPECT_EQ(action.sa_flags & SA_NOCLDWAIT, flags) << "as it was";
+        }
+    }));
+}
+
 TEST_F(ScaledCoverTest, LeavesNothingOfAFailure) {
     Put(source_);
     const std::pair<const char *, const char *> kCases[] = {
@@ -210,7 +253,8 @@ TEST_F(ScaledCoverTest, ScalesRealPictures) {
     const std::tuple<const char *, const char *, const char *> kCases[] = {
         {"800x600", "a.jpg", "JPEG 480x360"}, {"100x4000", "b.png", "JPEG 12x480"},
         {"64x64", "c.jpg", "JPEG 64x64"},     {"1x1", "d.png", "JPEG 1x1"},
-        {"480x480", "e.gif", "JPEG 480x480"},
+        {"480x480", "e.gif", "JPEG 480x480"}, {"9x9", "f.bmp", "JPEG 9x9"},
+        {"9x9", "g.webp", "JPEG 9x9"},
     };
     for (const auto &[size, name, scaled] : kCases) {
         const fs::path song = Put(Music() / (std::string(name) + ".mp3"));
@@ -324,6 +368,8 @@ TEST_F(ScaledCoverTest, RefusesWhatIsNoPicture) {
     for (const std::string &content :
          {std::string("x"), std::string(), std::string("\xFF\xD8\xFF"), huge,
           std::string("push graphic-context\nimage over 0,0 0,0 \"/etc/passwd\"\n"),
+          "P6\n8 8\n255\n" + std::string(192, 'x'),
+          std::string("<svg xmlns='http://www.w3.org/2000/svg' width='9' height='9'/>"),
           std::string(100'000, '\xFF')}) {
         Put(source_, content);
         ClearLog();
@@ -331,6 +377,68 @@ TEST_F(ScaledCoverTest, RefusesWhatIsNoPicture) {
         EXPECT_FALSE(fs::exists(scaled_));
         EXPECT_TRUE(Logged("Failed to convert file"));
     }
+}
+
+// A number of four bytes, the highest first.
+std::string Big(std::uint32_t number) {
+    std::string bytes;
+    for (int shift = 24; shift >= 0; shift -= 8) {
+        bytes += static_cast<char>(number >> shift & 0xFF);
+    }
+    return bytes;
+}
+
+std::string Chunk(const std::string &content) {
+    std::uint32_t sum = ~0U;
+    for (const unsigned char byte : content) {
+        sum ^= byte;
+        for (int bit = 0; bit < 8; ++bit) {
+            sum = sum >> 1 ^ ((sum & 1) != 0 ? 0xEDB88320U : 0);
+        }
+    }
+    return Big(static_cast<std::uint32_t>(content.size() - 4)) + content + Big(~sum);
+}
+
+// A whole PNG of a black square, one bit for a pixel: a zero, and then as many runs of 258 more as
+// it takes.
+std::string BlackSquare(std::uint32_t side) {
+    const std::uint32_t runs = side * (1 + (side + 7) / 8) / 258 + 1;
+    std::string bits =
+        "110"
+        "00110000";  // the last block, with the fixed codes
+    for (std::uint32_t i = 0; i < runs; ++i) {
+        bits +=
+            "11000101"
+            "00000";
+    }
+    bits += "0000000";
+    std::string zeros = "IDAT\x78\x01";
+    for (std::size_t i = 0; i < bits.size(); i += 8) {
+        unsigned byte = 0;
+        for (std::size_t bit = 0; bit < 8 && i + bit < bits.size(); ++bit) {
+            byte |= static_cast<unsigned>(bits[i + bit] - '0') << bit;
+        }
+        zeros += static_cast<char>(byte);
+    }
+    zeros += Big((1 + runs * 258) % 65521 << 16 | 1);
+    return "\x89PNG\r\n\x1A\n" +
+           Chunk("IHDR" + Big(side) + Big(side) + std::string("\1\0\0\0\0", 5)) + Chunk(zeros) +
+           Chunk("IEND");
+}
+
+TEST_F(ScaledCoverTest, StopsAtAPictureOfEnormousSize) {
+    Put(source_, BlackSquare(600));
+    EXPECT_EQ(Scaled(), scaled_);
+    EXPECT_EQ(Identify(scaled_), "JPEG 480x480");
+    // How much it may be is the policy's of the system.
+    fs::remove(scaled_);
+    Put(source_, BlackSquare(20'000));
+    setenv("MAGICK_TIME_LIMIT", "10", 1);
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(Scaled() == "none" ? "JPEG 480x480" : Identify(scaled_), "JPEG 480x480");
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(30));
+    unsetenv("MAGICK_TIME_LIMIT");
+    EXPECT_LE(Entries(EaDir(song_)), 1) << "a part of a picture stayed";
 }
 
 TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {

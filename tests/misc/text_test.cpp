@@ -124,6 +124,8 @@ TEST_F(MimeType, TakesTheLastPairOfAnExtension) {
     EXPECT_EQ(VARNAudioGetMimetype("mp3", nullptr, 6), 0);
     WriteFile(varn::path::kMimeTypes, "a " + longWord + "\n" + longWord + " b\nmp3 audio/mpeg\n");
     EXPECT_EQ(Of("a").size(), 63U) << "a word longer than any buffer";
+    WriteFile(varn::path::kMimeTypes, "a " + std::string(5'000, 'x') + "\nmp3 audio/mpeg\n");
+    EXPECT_EQ(Of("mp3"), "audio/mpeg") << "is one word";
     EXPECT_TRUE(Log().empty());
     std::filesystem::remove(At(varn::path::kMimeTypes));
     EXPECT_EQ(Of("mp3"), "application/octet-stream");

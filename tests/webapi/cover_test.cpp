@@ -41,6 +41,10 @@ struct Answer {
 
 class CoverApi : public DatabaseTest {
   protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
+    }
     static void Put(const fs::path &path, std::string_view text) {
         fs::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << text;
@@ -92,8 +96,9 @@ TEST_F(CoverApi, AnswersPicturesByWhatIsInThem) {
         EXPECT_TRUE(answer.Has("X-Content-Type-Options: nosniff\r\n"));
         EXPECT_EQ(answer.body, bytes);
     }
-    for (const char *bytes : {"", "<svg xmlns='http://www.w3.org/2000/svg'><script/></svg>",
-                              "<html>", "\xFF\xD8", "RIFF"}) {
+    for (const char *bytes :
+         {"", "<svg xmlns='http://www.w3.org/2000/svg'><script/></svg>",
+          "<svg a='WEBP' xmlns='http://www.w3.org/2000/svg'/>", "<html>", "\xFF\xD8", "RIFF"}) {
         Put(music / "cover.jpg", bytes);
         EXPECT_TRUE(IsDefault(Get("&id=music_1"))) << bytes;
     }
@@ -165,6 +170,47 @@ TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
     }
 }
 
+TEST_F(CoverApi, FollowsLinksToTheOwnersMusicOnly) {
+    const fs::path music = scratch() / "music";
+    const fs::path home = root() / "volume1/homes/alice/music";
+    fs::create_directories(scratch() / "linked");
+    fs::create_directories(music);
+    WriteFile(varn::path::kIndexFolders,
+              music.string() + "\n" + (root() / "volume1").string() + "\n");
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true}})");
+    Query(InsertSql({.id = 1, .path = music / "album" / "a.mp3"}) +
+          InsertSql({.id = 2, .userid = kAlice, .path = home / "album" / "a.mp3"}));
+    struct Case {
+        fs::path target;
+        bool forShared, forOwn;
+    };
+    for (const Case &link : {Case{music / "real", true, true},
+                             {home / "real", false, true},
+                             {root() / "volume1/homes/bob/music/real", false, false},
+                             {scratch() / "outside", false, false}}) {
+        Put(link.target / "cover.jpg", kJpeg);
+        for (const fs::path &folder : {music, home}) {
+            fs::remove(folder / "album");
+            fs::create_directory_symlink(link.target, folder / "album");
+        }
+        for (const auto &[id, isShown] :
+             {std::pair("music_1", link.forShared), {"music_2", link.forOwn}}) {
+            SCOPED_TRACE(link.target.string() + " " + id);
+            fs::remove_all(link.target / "@eaDir");
+            for (const char *size : {"&size=original", "&size=scaled"}) {
+                const Answer answer = Get(std::string("&id=") + id + size);
+                EXPECT_TRUE(isShown ? answer.body == kJpeg : IsDefault(answer)) << size;
+            }
+            EXPECT_EQ(fs::exists(link.target / "@eaDir"), isShown) << "a place for the copy";
+            fs::remove_all(link.target / "@eaDir");
+            GetCgi(std::string("version=1&api=VARN.Tonvale.Song&method=rate&rating=4&id=") + id);
+            EXPECT_EQ(fs::exists(link.target / "@eaDir/a.mp3/VARNAUDIO_SONG_RATING"), isShown);
+            EXPECT_EQ(fs::exists(link.target / "@eaDir"), isShown);
+        }
+    }
+    EXPECT_EQ(Value("SELECT count(*) FROM rating_track WHERE star = 4"), "2");
+}
+
 TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
     const fs::path music = scratch() / "100%_[x]";
     AddSong(1, music / "1" / "a.mp3", "It's \"one\"");
@@ -188,6 +234,7 @@ TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
 TEST_F(CoverApi, MakesTheSmallCopy) {
     const fs::path cover = scratch() / "cover.jpg";
     AddSong(1, scratch() / "a.mp3");
+    Put(scratch() / "a.mp3", "");
     ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x600", "xc:red", cover.c_str(), nullptr),
               0);
     const Answer small = Get("&id=music_1&size=scaled");
@@ -207,6 +254,14 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
             fs::permissions(turn, fs::perms(0666));
         }
         EXPECT_EQ(Body("&id=music_1&size=scaled"), ReadFile(cover));
+        // A copy that is there takes no turn, whatever version made it.
+        const fs::path earlier = scratch() / "@eaDir" / "a.mp3" / "ART_NBAUDIO.jpg";
+        const fs::path out = scratch() / "out.jpg";
+        Put(earlier, small.body);
+        EXPECT_EQ(Body("&id=music_1&size=scaled"), small.body);
+        EXPECT_EQ(Tonvale({"cover", "--scale", scratch() / "a.mp3", "--output", out}).status, 0);
+        EXPECT_EQ(ReadFile(out), small.body);
+        fs::remove(earlier);
         taken.pop_back();
         EXPECT_EQ(Body("&id=music_1&size=scaled"), small.body);
     }
@@ -217,11 +272,12 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
     std::ofstream(At(varn::path::kConvert)) << "#!/bin/sh\necho > '" << ran.string() << "'\n";
     fs::permissions(At(varn::path::kConvert), fs::perms(0755));
     const std::string picture = ReadFile(cover);
-    Put(cover, "push graphic-context\n");
-    EXPECT_TRUE(IsDefault(Get("&id=music_1&size=scaled")));
-    EXPECT_FALSE(fs::exists(ran));
-    EXPECT_EQ(Tonvale({"cover", "--scale", scratch() / "a.mp3"}).status, 1);
-    EXPECT_FALSE(fs::exists(ran));
+    for (const char *text : {"push graphic-context\n", "%!PS-A  WEBP", "<svg a='WEBP'/>"}) {
+        Put(cover, text);
+        EXPECT_TRUE(IsDefault(Get("&id=music_1&size=scaled"))) << text;
+        EXPECT_EQ(Tonvale({"cover", "--scale", scratch() / "a.mp3"}).status, 1);
+        EXPECT_FALSE(fs::exists(ran)) << text;
+    }
     Put(cover, picture);
     fs::remove(At(varn::path::kConvert));
     EXPECT_EQ(Body("&id=music_1&size=scaled"), ReadFile(cover)) << "better than none";

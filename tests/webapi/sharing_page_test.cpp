@@ -162,6 +162,17 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
         }
     }
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1&format=exe").Status(), 400);
+    // A folder that a link was put in the place of.
+    const std::filesystem::path outside = root() / "outside";
+    std::filesystem::create_directory(outside);
+    std::ofstream(outside / "cover.jpg") << "\xFF\xD8\xFF\xE0private";
+    std::filesystem::create_directory_symlink(outside, scratch() / "album");
+    Query(InsertSql({.id = 5, .path = scratch() / "album/x.flac"}));
+    WriteList("O'B 100% #1 \xC3\xA9.flac\ncue.flac_1\nalbum/x.flac\n");
+    for (const char *size : {"", "&size=original"}) {
+        EXPECT_EQ(Ask("cover", kLink, std::string("&id=music_5") + size).Status(), 404) << size;
+    }
+    EXPECT_FALSE(std::filesystem::exists(outside / "@eaDir"));
     // Nor does the time tell a song without a cover, or without its file, from others.
     std::filesystem::remove(scratch() / "cover.jpg");
     std::filesystem::rename(scratch() / "cue.flac", scratch() / "moved.flac");

@@ -1,0 +1,42 @@
+#pragma once
+
+#include <csignal>
+
+namespace Tonvale::misc {
+
+// Keeps the exit status of a child for whoever waits for it, for the length of a scope. With
+// SA_NOCLDWAIT the kernel would throw it away before it is asked for, and so it would for a process
+// that ignores SIGCHLD.
+class KeptExitStatus {
+  public:
+    explicit KeptExitStatus(bool isAskedFor = true) noexcept {
+        if (sigaction(SIGCHLD, nullptr, &before_) != 0) {
+            return;
+        }
+        const bool hasFlag = (before_.sa_flags & SA_NOCLDWAIT) != 0;
+        const bool isIgnored =
+            (before_.sa_flags & SA_SIGINFO) == 0 && before_.sa_handler == SIG_IGN && isAskedFor;
+        changed_ = hasFlag || isIgnored;
+        if (changed_) {
+            struct sigaction kept = before_;
+            kept.sa_flags &= ~SA_NOCLDWAIT;
+            if (isIgnored) {
+                kept.sa_handler = SIG_DFL;
+            }
+            sigaction(SIGCHLD, &kept, nullptr);
+        }
+    }
+    ~KeptExitStatus() {
+        if (changed_) {
+            sigaction(SIGCHLD, &before_, nullptr);
+        }
+    }
+    KeptExitStatus(const KeptExitStatus &) = delete;
+    KeptExitStatus &operator=(const KeptExitStatus &) = delete;
+
+  private:
+    struct sigaction before_ {};
+    bool changed_ = false;
+};
+
+}  // namespace Tonvale::misc
