@@ -2,6 +2,7 @@
 
 #include <strings.h>
 
+#include <cmath>
 #include <string_view>
 
 #include "song_file.h"
@@ -26,6 +27,21 @@ constexpr MediaType kMediaTypes[] = {
     {"aac", "audio/aac"},     {"wav", "audio/x-wav"},    {"aif", "audio/x-aiff"},
     {"aiff", "audio/x-aiff"}, {"wma", "audio/x-ms-wma"}, {"mka", "audio/x-matroska"},
 };
+
+// What a track of a cue sheet lacks until somebody asks: the last one has no end in the sheet. By
+// the path that the library knows it under.
+void CompleteDuration(VARN_MEDIA_INFO &track) {
+    if (track.duration < 0) {
+        VARNAudioWebapiCorrectVirtualMusicDuration(&track);
+    }
+}
+
+// Whether a track of a cue sheet has sound at this second, as the encoder counts. What is asked for
+// behind its end would be the tracks that follow.
+bool HasSecond(const VARN_MEDIA_INFO &track, int second) {
+    return track.duration < static_cast<float>(kLongestSong) &&
+           static_cast<float>(second) < std::trunc(track.duration);
+}
 
 // A path in the form of a URL's (RFC 3986, 2.1), which the web server decodes.
 std::string Escaped(std::string_view path) {
@@ -69,6 +85,12 @@ Sound SongAction::AskedSound() const {
 bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
     VARN_MEDIA_INFO song = asked;
     const std::string path = RealSongFile(asked);
+    if (IsVirtualMusic(&song)) {
+        CompleteDuration(song);
+        if (!HasSecond(song, sound.position)) {
+            throw Refusal{Code::kBadParameter};
+        }
+    }
     path.copy(song.path, path.size());
     song.path[path.size()] = '\0';
     if (sound.format != "raw") {
