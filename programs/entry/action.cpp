@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -196,6 +197,10 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     }
     if ((method->changes || method->asksElsewhere) && request.IsFromElsewhere()) {
         return refused(Code::kNotPermitted);
+    }
+    if (method->changes) {
+        // The web server ends the handler of a client that leaves, but not a change half-way.
+        std::signal(SIGTERM, SIG_IGN);
     }
     return method->make(request);
 }

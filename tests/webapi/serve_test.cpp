@@ -200,6 +200,28 @@ TEST_F(Served, EndsTheEncoderOfAClientThatLeaves) {
     }
 }
 
+// The stars are in the library first, and beside the song a second later.
+TEST_F(Served, FinishesTheChangeOfAClientThatLeaves) {
+    AddSong();
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true}})");
+    Query(
+        "CREATE FUNCTION wait() RETURNS trigger LANGUAGE plpgsql AS "
+        "'BEGIN PERFORM pg_sleep(1); RETURN NULL; END'; "
+        "CREATE TRIGGER wait AFTER INSERT ON rating_track EXECUTE FUNCTION wait()");
+    Serve();
+    {
+        HttpClient client(port_);
+        client.Send(Request(Path("Song", "rate&id=music_1&rating=5"), Login("alice")));
+        EXPECT_TRUE(Soon([] {
+            return Value("SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event = 'PgSleep'") ==
+                   "1";
+        }));
+    }
+    const auto isWhole = [] { return fs::exists(scratch() / "@eaDir"); };
+    EXPECT_FALSE(isWhole());
+    EXPECT_TRUE(Soon(isWhole) || Soon(isWhole) || Soon(isWhole));
+}
+
 TEST_F(Served, BoundsTheEncoders) {
     AddLongSong();
     ASSERT_EQ(VARNAudioConfSet("max_encoders", "1"), 0);
