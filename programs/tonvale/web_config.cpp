@@ -1,5 +1,8 @@
 #include "web_config.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -44,7 +47,7 @@ std::string RealPlace(std::string_view fixedPath) {
 }
 
 std::string Log(std::string_view name) {
-    return Quoted(SystemPath(varn::path::kLogDir) + "/" + std::string(name));
+    return Quoted(SystemPath(varn::path::kWebLogDir) + "/" + std::string(name));
 }
 
 std::string Environment() {
@@ -68,9 +71,9 @@ std::string Address(const WebOptions &options) {
 std::string Places() {
     return "server.document-root = " + RealPlace(varn::path::kWebRoot) +
            "\nserver.upload-dirs = ( " + Place(varn::path::kWebTemporary) +
-           " )\nserver.errorlog = " + Log("web-error.log") +
-           "\nserver.breakagelog = " + Log("web-handlers.log") +
-           "\naccesslog.filename = " + Log("web-access.log") +
+           " )\nserver.errorlog = " + Log("error.log") +
+           "\nserver.breakagelog = " + Log("handlers.log") +
+           "\naccesslog.filename = " + Log("access.log") +
            "\nauth.backend.htpasswd.userfile = " + Place(varn::path::kLogins) + "\n";
 }
 
@@ -127,6 +130,20 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
 )conf";
 // clang-format on
 
+// Nothing that is at the path already is written to, nor what it leads to. False with errno set.
+bool WriteAnew(const std::string &path, std::string_view text) {
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+        return false;
+    }
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return false;
+    }
+    const ssize_t put = write(fd, text.data(), text.size());
+    errno = put >= 0 ? ENOSPC : errno;  // a write that was cut short
+    return close(fd) == 0 && put == static_cast<ssize_t>(text.size());
+}
+
 }  // namespace
 
 std::string WebAddress(const WebOptions &options) {
@@ -160,14 +177,12 @@ std::optional<WebOptions> ReadWebConfig() {
 
 Outcome WriteWebConfig(const WebOptions &options) {
     const std::string path = SystemPath(varn::path::kWebConf);
-    std::ofstream file(path, std::ios::trunc);
-    file << "# Written by 'tonvale serve' each time it starts.\n"
-         << kFixed << Address(options) << Places() << Handler() << Environment();
-    file.close();
-    if (!file) {
-        return Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
-    }
-    return Outcome::Good();
+    const std::string text = "# Written by 'tonvale serve' each time it starts.\n" +
+                             std::string(kFixed) + Address(options) + Places() + Handler() +
+                             Environment();
+    return WriteAnew(path, text)
+               ? Outcome::Good()
+               : Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
 }
 
 }  // namespace tonvale_cli

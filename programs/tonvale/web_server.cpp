@@ -149,7 +149,7 @@ Outcome WebServer::Start(const WebOptions &options) {
         std::this_thread::sleep_for(kPollInterval);
     }
     return Outcome::Problem("the web server did not start; what it says stands above or in " +
-                            SystemPath(varn::path::kLogDir) + "/web-error.log");
+                            SystemPath(varn::path::kWebLogDir) + "/error.log");
 }
 
 bool WebServer::Reap() {

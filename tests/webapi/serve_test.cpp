@@ -251,6 +251,35 @@ TEST_F(Served, BoundsTheEncoders) {
     EXPECT_TRUE(Soon([this] { return Stream("&format=mp3").Status() == 200; }));
 }
 
+// With root's rights the server runs what its configuration says.
+TEST_F(Served, KeepsItsFilesFromThePackageAccount) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root";
+    }
+    const fs::path other = scratch() / "other";
+    fs::create_directory(other);
+    fs::remove_all(At(varn::path::kEncoderSlots));
+    fs::create_directory_symlink(other, At(varn::path::kEncoderSlots));
+    std::ofstream(other / "file") << "text";
+    fs::create_symlink(other / "file", At(varn::path::kWebConf));
+    Serve();
+    EXPECT_EQ(ReadFile(other / "file"), "text");
+    const auto isRoots = [](const fs::path &path) {
+        struct stat info {};
+        return stat(path.c_str(), &info) == 0 && info.st_uid == 0 && (info.st_mode & 022) == 0;
+    };
+    EXPECT_TRUE(isRoots(other));
+    fs::remove(At(varn::path::kEncoderSlots));
+    for (const auto file : {varn::path::kWebConf, varn::path::kWebTemporary}) {
+        for (fs::path path = At(file); path != root(); path = path.parent_path()) {
+            EXPECT_TRUE(isRoots(path)) << path;
+        }
+    }
+    for (const char *name : {"access.log", "error.log", "handlers.log", ""}) {
+        EXPECT_TRUE(isRoots(At(varn::path::kWebLogDir) / name)) << name;
+    }
+}
+
 TEST_F(Served, StopsWithAllThatItStarted) {
     AddLongSong();
     UseEncoder("exec sleep 1000");
