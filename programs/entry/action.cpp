@@ -1,5 +1,6 @@
 #include "action.h"
 
+#include <stdio_ext.h>
 #include <syslog.h>
 
 #include <algorithm>
@@ -168,7 +169,13 @@ bool ListAction::Process() {
 }
 
 bool MediaAction::Process() {
-    return Try([&] { return Send(); }, [&](Code code) { return RefuseMedia(*this, code); });
+    try {
+        return Try([&] { return Send(); }, [&](Code code) { return RefuseMedia(*this, code); });
+    } catch (const std::exception &error) {
+        syslog(LOG_ERR, "A media answer failed: %s", error.what());
+        // Standard output gets its buffer with the first byte.
+        return __fbufsize(stdout) == 0 && RefuseMedia(*this, Code::kFailed);
+    }
 }
 
 bool RefusedAction::Process() {

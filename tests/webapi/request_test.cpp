@@ -5,9 +5,11 @@
 
 #include <fstream>
 
+#include "entry/action.h"
 #include "entry/parameters.h"
 #include "entry/remote_url.h"
 #include "support/fixture.h"
+#include "support/stdout.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 #include "webapi/cgi.h"
@@ -212,6 +214,26 @@ TEST_F(Cgi, ReadsForms) {
     EXPECT_EQ(post(type, "-1", form), Refused(400));
     EXPECT_EQ(post(type, "x", form), Refused(400));
     EXPECT_EQ(post(type, length, form, "api=VARN.Tonvale.Info"), Refused(400));
+}
+
+// What fails half-way has begun its answer already.
+TEST_F(Cgi, AddsNothingToAMediaAnswerThatFails) {
+    class Failing : public tonvale_entry::MediaAction {
+      public:
+        using MediaAction::MediaAction;
+
+      protected:
+        bool Send() override {
+            std::fputs("Status: 200 OK\r\n\r\nsound", stdout);
+            throw std::bad_alloc();
+        }
+    };
+    setenv("REQUEST_METHOD", "GET", 1);
+    const tonvale_entry::Request request = tonvale_entry::Request::Read();
+    unsetenv("REQUEST_METHOD");
+    const tonvale_test::CapturedStdout out;
+    EXPECT_FALSE(Failing(request).Process());
+    EXPECT_EQ(out.Text(), "Status: 200 OK\r\n\r\nsound");
 }
 
 TEST_F(Cgi, HandsFilesToTheWebServer) {
