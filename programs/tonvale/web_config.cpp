@@ -25,11 +25,16 @@ constexpr const char *kHandedOn[] = {"TONVALE_ROOT", "TZ",           "PGHOST",
                                      "PGPORT",       "PGPASSFILE",   "PGSSLMODE",
                                      "PGOPTIONS",    "ASAN_OPTIONS", "UBSAN_OPTIONS"};
 
-// A text between the double quotes of the server's configuration.
+// Whether a text can stand between the double quotes of the server's configuration. A backslash
+// takes away a quote's meaning there, and stands for itself before anything else.
+bool IsQuotable(std::string_view text) {
+    return text.find("\\\"") == text.npos && !text.ends_with('\\');
+}
+
 std::string Quoted(std::string_view text) {
     std::string quoted = "\"";
     for (const char c : text) {
-        quoted += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+        quoted += c == '"' ? "\\\"" : std::string(1, c);
     }
     return quoted + "\"";
 }
@@ -39,11 +44,15 @@ std::string Place(std::string_view fixedPath) {
 }
 
 // The same with links resolved, where it is there.
-std::string RealPlace(std::string_view fixedPath) {
+std::string RealPath(std::string_view fixedPath) {
     std::error_code error;
     const std::string path = SystemPath(fixedPath);
     const std::filesystem::path real = std::filesystem::canonical(path, error);
-    return Quoted(error ? path : real.native());
+    return error ? path : real.native();
+}
+
+std::string RealPlace(std::string_view fixedPath) {
+    return Quoted(RealPath(fixedPath));
 }
 
 std::string Log(std::string_view name) {
@@ -54,7 +63,8 @@ std::string Environment() {
     std::string entries;
     for (const char *name : kHandedOn) {
         const char *value = std::getenv(name);
-        if (value != nullptr && *value != '\0' && std::strpbrk(value, "\r\n") == nullptr) {
+        if (value != nullptr && *value != '\0' && std::strpbrk(value, "\r\n") == nullptr &&
+            IsQuotable(value)) {
             entries += "    " + Quoted(name) + " => " + Quoted(value) + ",\n";
         }
     }
@@ -65,7 +75,7 @@ std::string Address(const WebOptions &options) {
     const std::string bind =
         options.listen.find(':') != std::string::npos ? "[" + options.listen + "]" : options.listen;
     return "server.bind = " + Quoted(bind) + "\nserver.port = " + std::to_string(options.port) +
-           "\n";
+           (options.listen == "::" ? "\nserver.set-v6only = \"disable\"\n" : "\n");
 }
 
 std::string Places() {
@@ -78,12 +88,15 @@ std::string Places() {
 }
 
 // No file is sent through a link, which somebody may have put in a song's place a moment ago; the
-// handler, which is a link to the program, is named by where it really is.
+// handler, which is a link to the program, is named by where it really is. Answers other than sound
+// have no ranges.
 std::string Handler() {
     const std::string program = RealPlace(varn::path::kWebApi);
     return "server.follow-symlink = \"disable\"\ncgi.assign = ( " + program +
            " => \"\" )\n$HTTP[\"url\"] =~ \"^/webapi/entry\\.cgi(/|$)\" {\n" +
-           "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n}\n";
+           "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n" +
+           "    $HTTP[\"querystring\"] !~ \"(^|&)method=stream(&|$)\" {\n" +
+           "        server.range-requests = \"disable\"\n    }\n}\n";
 }
 
 // A client that closes its side has left: its handler is ended, even one that waits for an encoder
@@ -176,6 +189,12 @@ std::optional<WebOptions> ReadWebConfig() {
 }
 
 Outcome WriteWebConfig(const WebOptions &options) {
+    for (const std::string &place : {SystemRoot(), RealPath(varn::path::kWebApi)}) {
+        if (!place.empty() && !IsQuotable(place)) {
+            return Outcome::Problem("the web server's configuration cannot hold the path " + place +
+                                    ": a backslash stands before a quote or at its end");
+        }
+    }
     const std::string path = SystemPath(varn::path::kWebConf);
     const std::string text = "# Written by 'tonvale serve' each time it starts.\n" +
                              std::string(kFixed) + Address(options) + Places() + Handler() +

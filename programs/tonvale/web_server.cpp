@@ -16,6 +16,7 @@
 #include <iterator>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include "varn/systempath.h"
 
@@ -141,6 +142,7 @@ Outcome WebServer::Start(const WebOptions &options) {
         return Outcome::Problem(std::string("cannot start a process: ") + std::strerror(errno));
     }
     setpgid(pid_, pid_);  // whoever of the two comes first
+    group_ = pid_;
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (Reap() && std::chrono::steady_clock::now() < deadline) {
         if (address.TryToConnect() == 0) {
@@ -186,11 +188,13 @@ bool WebServer::WaitForGroup(pid_t group) {
 }
 
 void WebServer::Stop() {
-    if (pid_ <= 0) {
+    if (group_ <= 0) {
         return;
     }
-    const pid_t group = pid_;
-    kill(pid_, SIGTERM);
+    const pid_t group = std::exchange(group_, -1);
+    if (pid_ > 0) {
+        kill(pid_, SIGTERM);
+    }
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (Reap() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(kPollInterval);

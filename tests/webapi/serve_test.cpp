@@ -49,6 +49,9 @@ TEST_F(Served, AnswersRequests) {
     EXPECT_EQ(list.Status(), 200);
     EXPECT_TRUE(list.Has("Content-Type: application/json; charset=utf-8")) << list.header;
     EXPECT_TRUE(Contains(list.body, "\"title\":\"song\"")) << list.body;
+    const HttpAnswer part = Get(Path("Song", "list"), Login("alice") + "Range: bytes=0-9\r\n");
+    EXPECT_EQ(part.Status(), 200);
+    EXPECT_EQ(part.body, list.body);
     EXPECT_EQ(Get(Path("Info", "get"), Login("ghost")).body,
               "{\"error\":{\"code\":403},\"success\":false}\n");
     EXPECT_EQ(Get(Path("Info", "set")).body, "{\"error\":{\"code\":405},\"success\":false}\n");
@@ -300,6 +303,38 @@ TEST_F(Served, StopsWithAllThatItStarted) {
     close(fd);
     // It did not start the database, and left it running.
     EXPECT_TRUE(varn::host::CheckSchema());
+}
+
+TEST_F(Served, EndsTheHandlersOfAServerThatDies) {
+    AddLongSong();
+    // As the encoder sees it, the environment is what the configuration says.
+    setenv("PGPASSFILE", R"(/a\\b" \c\d)", 1);
+    setenv("TZ", R"(UTC\)", 1);
+    UseEncoder("printf '%s|' \"$PGPASSFILE\" \"$TZ\" >" + (scratch() / "seen").string() +
+               "; exec sleep 1000");
+    server_ = std::make_unique<Command>(
+        std::vector<std::string>{"serve", "--listen", "::", "--port", std::to_string(port_)});
+    unsetenv("PGPASSFILE");
+    unsetenv("TZ");
+    ASSERT_TRUE(server_->WaitForOutput("Serving at http://[::]:" + std::to_string(port_)));
+    HttpClient client(port_);  // over IPv4
+    client.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
+    ASSERT_TRUE(Soon(EncoderRuns));
+    EXPECT_TRUE(Soon([] { return !ReadFile(scratch() / "seen").empty(); }));
+    EXPECT_EQ(ReadFile(scratch() / "seen"), R"(/a\\b" \c\d||)");
+    const auto parentOf = [](pid_t pid) {
+        std::string word;
+        std::ifstream("/proc/" + std::to_string(pid) + "/stat") >> word >> word >> word >> pid;
+        return pid;
+    };
+    const pid_t server = parentOf(parentOf(std::stoi(ReadFile(PidFile()))));
+    ASSERT_EQ(ReadFile("/proc/" + std::to_string(server) + "/comm"), "lighttpd\n");
+    kill(server, SIGKILL);
+    const Finished ended = server_->Wait();
+    server_.reset();
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(Contains(ended.err, "the web server ended")) << ended.err;
+    EXPECT_FALSE(EncoderRuns());
 }
 
 TEST_F(Served, LeavesNoDatabaseBehindWhenEndedWhileItStarts) {
