@@ -28,7 +28,6 @@ using varn::host::Outcome;
 
 constexpr char kServer[] = "/usr/sbin/lighttpd";
 constexpr std::chrono::seconds kPatience{20};
-constexpr std::chrono::seconds kPatienceWithHandlers{3};
 constexpr std::chrono::milliseconds kPollInterval{20};
 
 constexpr int kEndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
@@ -176,7 +175,7 @@ bool WebServer::WaitForEnd() {
 }
 
 bool WebServer::WaitForGroup(pid_t group) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatienceWithHandlers;
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (std::chrono::steady_clock::now() < deadline) {
         Reap();
         if (kill(-group, 0) != 0 && errno == ESRCH) {
@@ -199,7 +198,8 @@ void WebServer::Stop() {
     while (Reap() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(kPollInterval);
     }
-    // The handlers, whose encoders end with them; and a server that does not listen.
+    // The handlers, whose encoders end with them; one that changes something goes to its end first.
+    // And a server that does not listen.
     kill(-group, pid_ > 0 ? SIGKILL : SIGTERM);
     if (!WaitForGroup(group)) {
         kill(-group, SIGKILL);
