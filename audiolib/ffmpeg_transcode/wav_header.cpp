@@ -1,5 +1,7 @@
 #include "ffmpeg_transcode/wav_header.h"
 
+#include <algorithm>
+
 #include "ffmpeg_transcode/encoder.h"
 #include "ffmpeg_transcode/source.h"
 #include "support/log.h"
@@ -22,7 +24,9 @@ uint32_t LittleEndian(const unsigned char *place) {
            static_cast<uint32_t>(place[2]) << 16 | static_cast<uint32_t>(place[3]) << 24;
 }
 
-void PutLittleEndian(unsigned char *place, uint32_t value) {
+// The largest size, which players take for "to the end", stands for those that do not fit.
+void PutSize(unsigned char *place, int64_t size) {
+    const auto value = static_cast<uint32_t>(std::min<int64_t>(size, UINT32_MAX));
     for (int byte = 0; byte < 4; ++byte) {
         place[byte] = static_cast<unsigned char>(value >> (8 * byte));
     }
@@ -49,9 +53,8 @@ bool WavHeader::Read(std::FILE *encoder, int64_t dataLength) {
     }
     size_ = kLeastSize + extra;
     if (dataLength > 0) {
-        const auto riffSize = dataLength + static_cast<int64_t>(size_ - kChunkHeader);
-        PutLittleEndian(&bytes_[kRiffSizePlace], static_cast<uint32_t>(riffSize));
-        PutLittleEndian(&bytes_[kDataSizePlace + extra], static_cast<uint32_t>(dataLength));
+        PutSize(&bytes_[kRiffSizePlace], dataLength + static_cast<int64_t>(size_ - kChunkHeader));
+        PutSize(&bytes_[kDataSizePlace + extra], dataLength);
     }
     return true;
 }

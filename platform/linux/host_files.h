@@ -29,8 +29,15 @@ inline Outcome Failed(std::string_view doing, const std::string &path) {
                             std::strerror(errno));
 }
 
+// A folder, but no link to one, which the owner of the folder above may have put there. Empty with
+// errno set.
+inline UniqueFd OpenFolder(const std::string &path) {
+    return UniqueFd(open(path.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+}
+
 // Makes a folder, with its mode whatever the umask, and those above it with 0755. With an owner it
-// belongs to him afterwards, unless it was there before and is another account's already.
+// belongs to him afterwards, unless it was there before and is another account's already, or a
+// link.
 inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = std::nullopt,
                           mode_t mode = 0755) {
     struct stat info {};
@@ -46,13 +53,15 @@ inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = 
             return done;
         }
         // Another process may be preparing the same root.
-        if ((mkdir(path.c_str(), mode) != 0 && errno != EEXIST) || chmod(path.c_str(), mode) != 0 ||
-            stat(path.c_str(), &info) != 0) {
+        const bool made = mkdir(path.c_str(), mode) == 0 || errno == EEXIST;
+        const UniqueFd folder = made ? OpenFolder(path) : UniqueFd();
+        if (!folder || fchmod(folder.Get(), mode) != 0) {
             return Failed("make the folder", path);
         }
     }
-    if (owner && info.st_uid == 0 && owner->uid != 0 &&
-        chown(path.c_str(), owner->uid, owner->gid) != 0) {
+    const UniqueFd folder = owner && owner->uid != 0 ? OpenFolder(path) : UniqueFd();
+    if (folder && fstat(folder.Get(), &info) == 0 && info.st_uid == 0 &&
+        fchown(folder.Get(), owner->uid, owner->gid) != 0) {
         return Failed("give away", path);
     }
     return Outcome::Good();

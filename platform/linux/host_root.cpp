@@ -229,13 +229,15 @@ Outcome MakeFolders(const std::string &root) {
     }
     for (const std::string_view fixed :
          {std::string_view("/var/packages/Tonvale/etc"), std::string_view("/var/log/Tonvale"),
-          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir, path::kWebTemporary,
-          path::kEncoderSlots}) {
+          path::kPreferences, path::kDatabaseSocketDir, path::kSpoolDir}) {
         if (Outcome done = MakeFolder(SystemPath(fixed), PackageOwner()); !done) {
             return done;
         }
     }
     if (Outcome done = MakeFolder(SystemPath(kLockedFolder), PackageOwner(), 0700); !done) {
+        return done;
+    }
+    if (Outcome done = PrepareWebFolders(); !done) {
         return done;
     }
     for (const HomeAccount &account : kHomeAccounts) {
@@ -293,7 +295,14 @@ Outcome LinkPrograms(const std::string &programDir) {
 
 }  // namespace
 
-Outcome PrepareEncoderSlots() {
+Outcome PrepareWebFolders() {
+    for (const std::string &folder :
+         {fs::path(SystemPath(path::kWebConf)).parent_path().string(),
+          SystemPath(path::kWebTemporary), SystemPath(path::kWebLogDir)}) {
+        if (Outcome done = MakeFolder(folder); !done) {
+            return done;
+        }
+    }
     return MakeFolder(SystemPath(path::kEncoderSlots), PackageOwner());
 }
 

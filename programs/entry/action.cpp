@@ -1,9 +1,11 @@
 #include "action.h"
 
+#include <stdio_ext.h>
 #include <syslog.h>
 
 #include <algorithm>
 #include <array>
+#include <csignal>
 #include <cstdio>
 #include <exception>
 
@@ -167,7 +169,13 @@ bool ListAction::Process() {
 }
 
 bool MediaAction::Process() {
-    return Try([&] { return Send(); }, [&](Code code) { return RefuseMedia(*this, code); });
+    try {
+        return Try([&] { return Send(); }, [&](Code code) { return RefuseMedia(*this, code); });
+    } catch (const std::exception &error) {
+        syslog(LOG_ERR, "A media answer failed: %s", error.what());
+        // Standard output gets its buffer with the first byte.
+        return __fbufsize(stdout) == 0 && RefuseMedia(*this, Code::kFailed);
+    }
 }
 
 bool RefusedAction::Process() {
@@ -196,6 +204,10 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     }
     if ((method->changes || method->asksElsewhere) && request.IsFromElsewhere()) {
         return refused(Code::kNotPermitted);
+    }
+    if (method->changes) {
+        // The web server ends the handler of a client that leaves, but not a change half-way.
+        std::signal(SIGTERM, SIG_IGN);
     }
     return method->make(request);
 }

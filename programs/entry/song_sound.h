@@ -20,12 +20,16 @@ class EncodedAction : public MediaAction {
     using MediaAction::MediaAction;
 
   protected:
-    // Runs `encode`, which writes the whole answer, when there is a turn for its encoder.
+    // Runs `encode`, which writes the whole answer, when there is a turn for its encoder. A null
+    // `type` for an answer that does not tell its own.
     template <typename Encode>
     bool SendEncoded(const char *type, const Encode &encode) {
         if (Asked().WantsHeaderOnly()) {
-            std::printf("Status: 200 OK\r\nContent-Type: %s\r\n\r\n", type);
-            return std::fflush(stdout) == 0;
+            std::fputs("Status: 200 OK\r\n", stdout);
+            if (type != nullptr) {
+                std::printf("Content-Type: %s\r\n", type);
+            }
+            return std::fputs("\r\n", stdout) >= 0 && std::fflush(stdout) == 0;
         }
         const EncoderSlot slot;
         if (!slot) {

@@ -59,7 +59,7 @@ Outcome CheckWeb() {
 
 int Serve(const WebOptions &options) {
     WebServer::HoldSignals();
-    for (const auto check : {CheckRoot, CheckWeb, varn::host::PrepareEncoderSlots}) {
+    for (const auto check : {CheckRoot, CheckWeb, varn::host::PrepareWebFolders}) {
         if (const Outcome done = check(); !done) {
             return Failed(done);
         }
@@ -84,8 +84,8 @@ int Serve(const WebOptions &options) {
     if (server.WaitForEnd()) {
         return kDone;
     }
-    Complain("the web server ended; " + SystemPath(varn::path::kLogDir) +
-             "/web-error.log tells why");
+    Complain("the web server ended; " + SystemPath(varn::path::kWebLogDir) +
+             "/error.log tells why");
     return kFailed;
 }
 

@@ -1,5 +1,8 @@
 #include "web_config.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -22,11 +25,16 @@ constexpr const char *kHandedOn[] = {"TONVALE_ROOT", "TZ",           "PGHOST",
                                      "PGPORT",       "PGPASSFILE",   "PGSSLMODE",
                                      "PGOPTIONS",    "ASAN_OPTIONS", "UBSAN_OPTIONS"};
 
-// A text between the double quotes of the server's configuration.
+// Whether a text can stand between the double quotes of the server's configuration. A backslash
+// takes away a quote's meaning there, and stands for itself before anything else.
+bool IsQuotable(std::string_view text) {
+    return text.find("\\\"") == text.npos && !text.ends_with('\\');
+}
+
 std::string Quoted(std::string_view text) {
     std::string quoted = "\"";
     for (const char c : text) {
-        quoted += c == '"' || c == '\\' ? std::string("\\") + c : std::string(1, c);
+        quoted += c == '"' ? "\\\"" : std::string(1, c);
     }
     return quoted + "\"";
 }
@@ -36,22 +44,27 @@ std::string Place(std::string_view fixedPath) {
 }
 
 // The same with links resolved, where it is there.
-std::string RealPlace(std::string_view fixedPath) {
+std::string RealPath(std::string_view fixedPath) {
     std::error_code error;
     const std::string path = SystemPath(fixedPath);
     const std::filesystem::path real = std::filesystem::canonical(path, error);
-    return Quoted(error ? path : real.native());
+    return error ? path : real.native();
+}
+
+std::string RealPlace(std::string_view fixedPath) {
+    return Quoted(RealPath(fixedPath));
 }
 
 std::string Log(std::string_view name) {
-    return Quoted(SystemPath(varn::path::kLogDir) + "/" + std::string(name));
+    return Quoted(SystemPath(varn::path::kWebLogDir) + "/" + std::string(name));
 }
 
 std::string Environment() {
     std::string entries;
     for (const char *name : kHandedOn) {
         const char *value = std::getenv(name);
-        if (value != nullptr && *value != '\0' && std::strpbrk(value, "\r\n") == nullptr) {
+        if (value != nullptr && *value != '\0' && std::strpbrk(value, "\r\n") == nullptr &&
+            IsQuotable(value)) {
             entries += "    " + Quoted(name) + " => " + Quoted(value) + ",\n";
         }
     }
@@ -62,25 +75,28 @@ std::string Address(const WebOptions &options) {
     const std::string bind =
         options.listen.find(':') != std::string::npos ? "[" + options.listen + "]" : options.listen;
     return "server.bind = " + Quoted(bind) + "\nserver.port = " + std::to_string(options.port) +
-           "\n";
+           (options.listen == "::" ? "\nserver.set-v6only = \"disable\"\n" : "\n");
 }
 
 std::string Places() {
     return "server.document-root = " + RealPlace(varn::path::kWebRoot) +
            "\nserver.upload-dirs = ( " + Place(varn::path::kWebTemporary) +
-           " )\nserver.errorlog = " + Log("web-error.log") +
-           "\nserver.breakagelog = " + Log("web-handlers.log") +
-           "\naccesslog.filename = " + Log("web-access.log") +
+           " )\nserver.errorlog = " + Log("error.log") +
+           "\nserver.breakagelog = " + Log("handlers.log") +
+           "\naccesslog.filename = " + Log("access.log") +
            "\nauth.backend.htpasswd.userfile = " + Place(varn::path::kLogins) + "\n";
 }
 
 // No file is sent through a link, which somebody may have put in a song's place a moment ago; the
-// handler, which is a link to the program, is named by where it really is.
+// handler, which is a link to the program, is named by where it really is. Answers other than sound
+// have no ranges.
 std::string Handler() {
     const std::string program = RealPlace(varn::path::kWebApi);
     return "server.follow-symlink = \"disable\"\ncgi.assign = ( " + program +
            " => \"\" )\n$HTTP[\"url\"] =~ \"^/webapi/entry\\.cgi(/|$)\" {\n" +
-           "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n}\n";
+           "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n" +
+           "    $HTTP[\"querystring\"] !~ \"(^|&)method=stream(&|$)\" {\n" +
+           "        server.range-requests = \"disable\"\n    }\n}\n";
 }
 
 // A client that closes its side has left: its handler is ended, even one that waits for an encoder
@@ -127,6 +143,20 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
 )conf";
 // clang-format on
 
+// Nothing that is at the path already is written to, nor what it leads to. False with errno set.
+bool WriteAnew(const std::string &path, std::string_view text) {
+    if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+        return false;
+    }
+    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
+    if (fd < 0) {
+        return false;
+    }
+    const ssize_t put = write(fd, text.data(), text.size());
+    errno = put >= 0 ? ENOSPC : errno;  // a write that was cut short
+    return close(fd) == 0 && put == static_cast<ssize_t>(text.size());
+}
+
 }  // namespace
 
 std::string WebAddress(const WebOptions &options) {
@@ -159,15 +189,19 @@ std::optional<WebOptions> ReadWebConfig() {
 }
 
 Outcome WriteWebConfig(const WebOptions &options) {
-    const std::string path = SystemPath(varn::path::kWebConf);
-    std::ofstream file(path, std::ios::trunc);
-    file << "# Written by 'tonvale serve' each time it starts.\n"
-         << kFixed << Address(options) << Places() << Handler() << Environment();
-    file.close();
-    if (!file) {
-        return Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
+    for (const std::string &place : {SystemRoot(), RealPath(varn::path::kWebApi)}) {
+        if (!place.empty() && !IsQuotable(place)) {
+            return Outcome::Problem("the web server's configuration cannot hold the path " + place +
+                                    ": a backslash stands before a quote or at its end");
+        }
     }
-    return Outcome::Good();
+    const std::string path = SystemPath(varn::path::kWebConf);
+    const std::string text = "# Written by 'tonvale serve' each time it starts.\n" +
+                             std::string(kFixed) + Address(options) + Places() + Handler() +
+                             Environment();
+    return WriteAnew(path, text)
+               ? Outcome::Good()
+               : Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
 }
 
 }  // namespace tonvale_cli

@@ -19,7 +19,7 @@ std::string WebAddress(const WebOptions &options);
 // What the web server was last started with; empty when it never was.
 std::optional<WebOptions> ReadWebConfig();
 
-// Writes the configuration to "/var/run/Tonvale/lighttpd.conf".
+// Writes the configuration to "/var/run/Tonvale-web/lighttpd.conf".
 varn::host::Outcome WriteWebConfig(const WebOptions &options);
 
 }  // namespace tonvale_cli

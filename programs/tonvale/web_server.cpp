@@ -16,6 +16,7 @@
 #include <iterator>
 #include <memory>
 #include <thread>
+#include <utility>
 
 #include "varn/systempath.h"
 
@@ -27,7 +28,6 @@ using varn::host::Outcome;
 
 constexpr char kServer[] = "/usr/sbin/lighttpd";
 constexpr std::chrono::seconds kPatience{20};
-constexpr std::chrono::seconds kPatienceWithHandlers{3};
 constexpr std::chrono::milliseconds kPollInterval{20};
 
 constexpr int kEndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
@@ -141,6 +141,7 @@ Outcome WebServer::Start(const WebOptions &options) {
         return Outcome::Problem(std::string("cannot start a process: ") + std::strerror(errno));
     }
     setpgid(pid_, pid_);  // whoever of the two comes first
+    group_ = pid_;
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (Reap() && std::chrono::steady_clock::now() < deadline) {
         if (address.TryToConnect() == 0) {
@@ -149,7 +150,7 @@ Outcome WebServer::Start(const WebOptions &options) {
         std::this_thread::sleep_for(kPollInterval);
     }
     return Outcome::Problem("the web server did not start; what it says stands above or in " +
-                            SystemPath(varn::path::kLogDir) + "/web-error.log");
+                            SystemPath(varn::path::kWebLogDir) + "/error.log");
 }
 
 bool WebServer::Reap() {
@@ -174,7 +175,7 @@ bool WebServer::WaitForEnd() {
 }
 
 bool WebServer::WaitForGroup(pid_t group) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatienceWithHandlers;
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (std::chrono::steady_clock::now() < deadline) {
         Reap();
         if (kill(-group, 0) != 0 && errno == ESRCH) {
@@ -186,16 +187,19 @@ bool WebServer::WaitForGroup(pid_t group) {
 }
 
 void WebServer::Stop() {
-    if (pid_ <= 0) {
+    if (group_ <= 0) {
         return;
     }
-    const pid_t group = pid_;
-    kill(pid_, SIGTERM);
+    const pid_t group = std::exchange(group_, -1);
+    if (pid_ > 0) {
+        kill(pid_, SIGTERM);
+    }
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (Reap() && std::chrono::steady_clock::now() < deadline) {
         std::this_thread::sleep_for(kPollInterval);
     }
-    // The handlers, whose encoders end with them; and a server that does not listen.
+    // The handlers, whose encoders end with them; one that changes something goes to its end first.
+    // And a server that does not listen.
     kill(-group, pid_ > 0 ? SIGKILL : SIGTERM);
     if (!WaitForGroup(group)) {
         kill(-group, SIGKILL);

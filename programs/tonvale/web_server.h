@@ -41,7 +41,8 @@ class WebServer {
     // the id 1 has, are no matter. False when somebody stays.
     bool WaitForGroup(pid_t group);
 
-    pid_t pid_ = -1;
+    pid_t pid_ = -1;    // the server, while it runs
+    pid_t group_ = -1;  // its own and its handlers', which may outlive it
 };
 
 }  // namespace tonvale_cli

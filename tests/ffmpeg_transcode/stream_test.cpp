@@ -238,6 +238,17 @@ TEST_F(WavRanges, AreSlicesOfTheWholeAnswer) {
     EXPECT_TRUE(Log().empty());
 }
 
+TEST_F(WavRanges, AnnounceTheLargestSizesWhereTheirsAreLarger) {
+    MakeSound(1);
+    UseFormat(16);
+    const std::tuple<int, uint32_t, uint32_t> cases[] = {
+        {24347, 24347U * kRate + 36, 24347U * kRate}, {24348, 0xFFFFFFFF, 0xFFFFFFFF}};
+    for (const auto &[seconds, riffSize, dataSize] : cases) {
+        const Answered all = Ask(Song("/music/a.flac", static_cast<float>(seconds)), "");
+        EXPECT_TRUE(all.body.substr(0, 44) == WavHeader(16, riffSize, dataSize)) << seconds;
+    }
+}
+
 TEST_F(WavRanges, StayAsTheEncoderWroteThemWithoutALength) {
     const std::string sound = MakeSound(5000);
     UseFormat(16);

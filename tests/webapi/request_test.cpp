@@ -5,9 +5,11 @@
 
 #include <fstream>
 
+#include "entry/action.h"
 #include "entry/parameters.h"
 #include "entry/remote_url.h"
 #include "support/fixture.h"
+#include "support/stdout.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 #include "webapi/cgi.h"
@@ -214,20 +216,60 @@ TEST_F(Cgi, ReadsForms) {
     EXPECT_EQ(post(type, length, form, "api=VARN.Tonvale.Info"), Refused(400));
 }
 
+// What fails half-way has begun its answer already.
+TEST_F(Cgi, AddsNothingToAMediaAnswerThatFails) {
+    class Failing : public tonvale_entry::MediaAction {
+      public:
+        using MediaAction::MediaAction;
+
+      protected:
+        bool Send() override {
+            std::fputs("Status: 200 OK\r\n\r\nsound", stdout);
+            throw std::bad_alloc();
+        }
+    };
+    setenv("REQUEST_METHOD", "GET", 1);
+    const tonvale_entry::Request request = tonvale_entry::Request::Read();
+    unsetenv("REQUEST_METHOD");
+    const tonvale_test::CapturedStdout out;
+    EXPECT_FALSE(Failing(request).Process());
+    EXPECT_EQ(out.Text(), "Status: 200 OK\r\n\r\nsound");
+}
+
 TEST_F(Cgi, HandsFilesToTheWebServer) {
     WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
     const std::filesystem::path file = scratch() / "O'B 100% #1?\xC3\xA9.FLAC";
     std::ofstream(file) << "sound";
     Query(InsertSql({.id = 1, .path = file}) + InsertSql({.id = 2, .path = "/gone\r\nX: y/a.mp3"}) +
           InsertSql({.id = 3, .path = scratch()}) +
+          InsertSql({.id = 4, .path = scratch() / "a\tb.mp3"}) +
+          InsertSql({.id = 5, .path = scratch() / "\x7F.ape"}) +
+          InsertSql({.id = 7, .path = scratch() / "a.AIFF"}) +
           InsertSql({.id = 6, .userid = kBob, .path = "/home/bob/6.mp3", .title = "bob's"}));
     const std::string stream = "version=1&api=VARN.Tonvale.Stream&method=stream&id=";
     EXPECT_EQ(GetCgi(stream + "music_1"),
               "Status: 200 OK\r\nContent-Type: audio/flac\r\nX-Sendfile: " + scratch().string() +
                   "/O'B%20100%25%20%231%3F%C3%A9.FLAC\r\n\r\n");
     const std::string gone = "Status: 404 Not Found\r\n" + Refused(404);
-    for (const char *id : {"music_2", "music_3", "music_v_1", "music_6", "music_p_6"}) {
+    for (const char *name : {"a\tb.mp3", "a_b.mp3", "\x7F.ape", "_.ape", "a.AIFF"}) {
+        std::ofstream(scratch() / name) << name;
+    }
+    for (const char *id :
+         {"music_2", "music_3", "music_4", "music_5", "music_v_1", "music_6", "music_p_6"}) {
         EXPECT_EQ(GetCgi(stream + id), gone) << id;
+    }
+    // What is cut out of a file has the type that the encoder's answer has, where it can be cut.
+    const std::pair<const char *, std::string> cuts[] = {
+        {"music_1", "Status: 200 OK\r\n\r\n"},
+        {"music_4", "Status: 200 OK\r\nContent-Type: audio/mpeg\r\n\r\n"},
+        {"music_5", "Status: 400 Bad Request\r\n" + Refused(400)},
+        {"music_7", "Status: 400 Bad Request\r\n" + Refused(400)}};
+    for (const auto &[id, header] : cuts) {
+        EXPECT_EQ(RunCgi({{"REQUEST_METHOD", "HEAD"},
+                          {"QUERY_STRING", stream + id + "&position=1"},
+                          {"REMOTE_USER", "alice"}}),
+                  header)
+            << id;
     }
     const std::string bad = "Status: 400 Bad Request\r\n" + Refused(400);
     for (const char *rest : {"&format=ogg", "&position=-1", "&position=x", "&bitrate=7999",

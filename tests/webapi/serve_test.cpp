@@ -49,6 +49,9 @@ TEST_F(Served, AnswersRequests) {
     EXPECT_EQ(list.Status(), 200);
     EXPECT_TRUE(list.Has("Content-Type: application/json; charset=utf-8")) << list.header;
     EXPECT_TRUE(Contains(list.body, "\"title\":\"song\"")) << list.body;
+    const HttpAnswer part = Get(Path("Song", "list"), Login("alice") + "Range: bytes=0-9\r\n");
+    EXPECT_EQ(part.Status(), 200);
+    EXPECT_EQ(part.body, list.body);
     EXPECT_EQ(Get(Path("Info", "get"), Login("ghost")).body,
               "{\"error\":{\"code\":403},\"success\":false}\n");
     EXPECT_EQ(Get(Path("Info", "set")).body, "{\"error\":{\"code\":405},\"success\":false}\n");
@@ -200,6 +203,28 @@ TEST_F(Served, EndsTheEncoderOfAClientThatLeaves) {
     }
 }
 
+// The stars are in the library first, and beside the song a second later.
+TEST_F(Served, FinishesTheChangeOfAClientThatLeaves) {
+    AddSong();
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true}})");
+    Query(
+        "CREATE FUNCTION wait() RETURNS trigger LANGUAGE plpgsql AS "
+        "'BEGIN PERFORM pg_sleep(1); RETURN NULL; END'; "
+        "CREATE TRIGGER wait AFTER INSERT ON rating_track EXECUTE FUNCTION wait()");
+    Serve();
+    {
+        HttpClient client(port_);
+        client.Send(Request(Path("Song", "rate&id=music_1&rating=5"), Login("alice")));
+        EXPECT_TRUE(Soon([] {
+            return Value("SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event = 'PgSleep'") ==
+                   "1";
+        }));
+    }
+    const auto isWhole = [] { return fs::exists(scratch() / "@eaDir"); };
+    EXPECT_FALSE(isWhole());
+    EXPECT_TRUE(Soon(isWhole) || Soon(isWhole) || Soon(isWhole));
+}
+
 TEST_F(Served, BoundsTheEncoders) {
     AddLongSong();
     ASSERT_EQ(VARNAudioConfSet("max_encoders", "1"), 0);
@@ -229,6 +254,35 @@ TEST_F(Served, BoundsTheEncoders) {
     EXPECT_TRUE(Soon([this] { return Stream("&format=mp3").Status() == 200; }));
 }
 
+// With root's rights the server runs what its configuration says.
+TEST_F(Served, KeepsItsFilesFromThePackageAccount) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root";
+    }
+    const fs::path other = scratch() / "other";
+    fs::create_directory(other);
+    fs::remove_all(At(varn::path::kEncoderSlots));
+    fs::create_directory_symlink(other, At(varn::path::kEncoderSlots));
+    std::ofstream(other / "file") << "text";
+    fs::create_symlink(other / "file", At(varn::path::kWebConf));
+    Serve();
+    EXPECT_EQ(ReadFile(other / "file"), "text");
+    const auto isRoots = [](const fs::path &path) {
+        struct stat info {};
+        return stat(path.c_str(), &info) == 0 && info.st_uid == 0 && (info.st_mode & 022) == 0;
+    };
+    EXPECT_TRUE(isRoots(other));
+    fs::remove(At(varn::path::kEncoderSlots));
+    for (const auto file : {varn::path::kWebConf, varn::path::kWebTemporary}) {
+        for (fs::path path = At(file); path != root(); path = path.parent_path()) {
+            EXPECT_TRUE(isRoots(path)) << path;
+        }
+    }
+    for (const char *name : {"access.log", "error.log", "handlers.log", ""}) {
+        EXPECT_TRUE(isRoots(At(varn::path::kWebLogDir) / name)) << name;
+    }
+}
+
 TEST_F(Served, StopsWithAllThatItStarted) {
     AddLongSong();
     UseEncoder("exec sleep 1000");
@@ -249,6 +303,38 @@ TEST_F(Served, StopsWithAllThatItStarted) {
     close(fd);
     // It did not start the database, and left it running.
     EXPECT_TRUE(varn::host::CheckSchema());
+}
+
+TEST_F(Served, EndsTheHandlersOfAServerThatDies) {
+    AddLongSong();
+    // As the encoder sees it, the environment is what the configuration says.
+    setenv("PGPASSFILE", R"(/a\\b" \c\d)", 1);
+    setenv("TZ", R"(UTC\)", 1);
+    UseEncoder("printf '%s|' \"$PGPASSFILE\" \"$TZ\" >" + (scratch() / "seen").string() +
+               "; exec sleep 1000");
+    server_ = std::make_unique<Command>(
+        std::vector<std::string>{"serve", "--listen", "::", "--port", std::to_string(port_)});
+    unsetenv("PGPASSFILE");
+    unsetenv("TZ");
+    ASSERT_TRUE(server_->WaitForOutput("Serving at http://[::]:" + std::to_string(port_)));
+    HttpClient client(port_);  // over IPv4
+    client.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
+    ASSERT_TRUE(Soon(EncoderRuns));
+    EXPECT_TRUE(Soon([] { return !ReadFile(scratch() / "seen").empty(); }));
+    EXPECT_EQ(ReadFile(scratch() / "seen"), R"(/a\\b" \c\d||)");
+    const auto parentOf = [](pid_t pid) {
+        std::string word;
+        std::ifstream("/proc/" + std::to_string(pid) + "/stat") >> word >> word >> word >> pid;
+        return pid;
+    };
+    const pid_t server = parentOf(parentOf(std::stoi(ReadFile(PidFile()))));
+    ASSERT_EQ(ReadFile("/proc/" + std::to_string(server) + "/comm"), "lighttpd\n");
+    kill(server, SIGKILL);
+    const Finished ended = server_->Wait();
+    server_.reset();
+    EXPECT_EQ(ended.status, 1);
+    EXPECT_TRUE(Contains(ended.err, "the web server ended")) << ended.err;
+    EXPECT_FALSE(EncoderRuns());
 }
 
 TEST_F(Served, LeavesNoDatabaseBehindWhenEndedWhileItStarts) {

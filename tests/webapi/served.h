@@ -58,7 +58,7 @@ class Served : public DatabaseTest {
     void TearDown() override {
         Stop();
         // The handlers log there; a sanitizer's report counts as a failure.
-        const std::string log = ReadFile(At(varn::path::kLogDir) / "web-handlers.log");
+        const std::string log = ReadFile(At(varn::path::kWebLogDir) / "handlers.log");
         EXPECT_EQ(log.find("ERROR: "), log.npos) << log;
         DatabaseTest::TearDown();
     }

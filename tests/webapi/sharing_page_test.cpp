@@ -162,6 +162,21 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
         }
     }
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1&format=exe").Status(), 400);
+    // Nothing of the file behind a track's end.
+    const std::tuple<const char *, const char *, int> ends[] = {
+        {"10", "9", 200},  {"10", "10", 400}, {"10", "2592000", 400},
+        {"0", "0", 400},   {"0.9", "0", 400}, {"-3", "0", 200},
+        {"-30", "0", 400}, {"1e9", "0", 400}, {"'NaN'", "0", 400}};
+    for (const auto &[duration, position, status] : ends) {
+        for (const char *format : {"mp3", "wav", "raw"}) {
+            Query(std::string("UPDATE track SET duration = ") + duration + " WHERE id = 4");
+            const HttpAnswer sound =
+                Ask("stream", kLink,
+                    std::string("&id=music_v_4&format=") + format + "&position=" + position);
+            EXPECT_EQ(sound.Status(), status) << duration << " " << position << format;
+        }
+    }
+    Query("UPDATE track SET duration = 10 WHERE id = 4");
     // A folder that a link was put in the place of.
     const std::filesystem::path outside = root() / "outside";
     std::filesystem::create_directory(outside);

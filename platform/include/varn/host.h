@@ -43,9 +43,9 @@ VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 // null, becomes that text when it was made now, and "" otherwise.
 VARN_EXPORT Outcome PrepareLogin(std::string *made);
 
-// Makes the folder of the encoders' turns where it is gone: what is below /var/run may not outlive a
-// start of the machine.
-VARN_EXPORT Outcome PrepareEncoderSlots();
+// Makes the folders of the web server and of the encoders' turns where they are gone: what is below
+// /var/run may not outlive a start of the machine.
+VARN_EXPORT Outcome PrepareWebFolders();
 
 // Registers folders of music as shares, named after their last component (a number is appended to a
 // name that is taken), and adds them to the indexed folders. Folders that are there already stay.

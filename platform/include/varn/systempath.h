@@ -63,16 +63,20 @@ inline constexpr std::string_view kMultiBluetooth = "/var/packages/Tonvale/etc/m
 inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
 inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
 
-// The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, its
-// configuration, and where encoders and converters of pictures take their turn.
+// The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, and where
+// encoders and converters of pictures take their turn.
 inline constexpr std::string_view kWebRoot = "/var/packages/Tonvale/target/www";
 inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
 inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";
 inline constexpr std::string_view kInitialLogin = "/etc/initial-login";
-inline constexpr std::string_view kWebConf = "/var/run/Tonvale/lighttpd.conf";
-inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale/web";
 inline constexpr std::string_view kEncoderSlots = "/var/run/Tonvale/encoders";
-inline constexpr std::string_view kLogDir = "/var/log/Tonvale";
+
+// What it reads and writes itself, in folders of the account that starts it. With root's rights it
+// runs what its configuration says, so none of them lies in one of the package account's.
+inline constexpr std::string_view kWebConf = "/var/run/Tonvale-web/lighttpd.conf";
+inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale-web";
+inline constexpr std::string_view kWebLogDir = "/var/log/Tonvale-web";
+
 // The player and the sound cards. Cards have a digit behind the names of their devices (none for
 // card 0), and their number behind the name of their folder.
 inline constexpr std::string_view kSystemEqualizer =
