@@ -6,6 +6,7 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "musiclib/library_rows.h"
 #include "platform/child.h"
@@ -149,6 +150,31 @@ TEST_F(SongRating, RowsAreWrittenAtOnce) {
     EXPECT_EQ(paths, before);
     EXPECT_EQ(Value("SELECT COUNT(*) FROM rating_track WHERE star = 4"), "1000");
     VARNDBClose(database.conn);
+}
+
+TEST_F(SongRating, WritersAtOnceLeaveTheStoresAlike) {
+    AddSong("a.mp3");
+    AddSong("b.mp3");
+    // Somebody else's first rating, whose outcome is not known yet when this one reads.
+    DBConnect_tag *other = AudioInfoDBConnect();
+    ASSERT_EQ(VARNDBExecute(other, "BEGIN", nullptr), 0);
+    ASSERT_NE(VARNDBExecute(other, "INSERT INTO rating_track VALUES (1030, 1, 2)", nullptr), -1);
+    std::thread later([&] {
+        usleep(300000);
+        EXPECT_NE(VARNDBExecute(other, "COMMIT", nullptr), -1);
+    });
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 5), 1);
+    later.join();
+    VARNDBClose(other);
+    EXPECT_EQ(Table(), Texts({"1 1030 5"}));
+    EXPECT_EQ(Kept("a.mp3"), "5");
+
+    Query(
+        "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
+        "CREATE TRIGGER refuse BEFORE INSERT ON rating_track EXECUTE FUNCTION refuse()");
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1", "music_2"}, 3), 0);
+    EXPECT_EQ(Table(), Texts({"1 1030 5"})) << "neither song";
+    EXPECT_EQ(Kept("a.mp3"), "5");
 }
 
 TEST_F(SongRating, ADatabaseThatCannotBeWrittenLeavesTheFilesAlone) {
