@@ -111,8 +111,7 @@ bool ReadRows(MEDIA_DB_HANDLE &database, const std::vector<std::string> &numbers
 // What is written takes effect all at once, or not at all.
 class Transaction {
   public:
-    explicit Transaction(MEDIA_DB_HANDLE &database)
-        : database_(database), isOpen_(Run("BEGIN")) {}
+    explicit Transaction(MEDIA_DB_HANDLE &database) : database_(database), isOpen_(Run("BEGIN")) {}
     ~Transaction() {
         if (isOpen_) {
             Run("ROLLBACK");

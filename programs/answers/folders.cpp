@@ -23,9 +23,9 @@ constexpr std::string_view kPersonalPrefix = "dir_p_";
 constexpr char kColumns[] =
     "id, path, title, date, "
     "id IN (SELECT id FROM personal_directory) AS is_personal";
-constexpr char kByName[] = "title COLLATE \"en_US_varnel\"";
 
-constexpr SortColumn kSortColumns[] = {{"path", "path"}, {"name", kByName}, {"date", "date"}};
+constexpr SortColumn kByName = {"name", "title", true};
+constexpr SortColumn kSortColumns[] = {{"path", "path"}, kByName, {"date", "date"}};
 
 Handle Open(const ListRequest &request, const std::string &condition, const std::string &order,
             int offset, int limit) {
@@ -147,8 +147,8 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
         AddCondition(condition, Below(PathOf(request, below)));
     }
     // No two folders have one path.
-    const std::string order = std::string(ChosenColumn(request, kSortColumns).expression) + " " +
-                              Direction(request) + ", path";
+    const std::string order =
+        Expression(ChosenColumn(request, kSortColumns)) + " " + Direction(request) + ", path";
     const int64_t total = Count(request, VARN_TABLE_DIRECTORY, condition);
     return std::make_unique<FolderPage>(
         Open(request, condition, order, request.offset, request.limit), request.offset, total);
@@ -165,8 +165,8 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
 
     Json::Value list(Json::arrayValue);
     if (request.offset < folders) {
-        const Handle rows = Open(request, ofFolders, std::string(kByName) + ", path",
-                                 request.offset, request.limit);
+        const Handle rows =
+            Open(request, ofFolders, Expression(kByName) + ", path", request.offset, request.limit);
         for (int i = 0; i < rows->rowCount; ++i) {
             list.append(ObjectOf(rows, i));
         }

@@ -69,6 +69,11 @@ const SortColumn &ChosenColumn(const ListRequest &request, std::span<const SortC
     throw Failure(Reason::kBad, "this list is not sorted by '" + request.sortBy + "'");
 }
 
+std::string Expression(const SortColumn &sort) {
+    const bool isCollated = sort.isText && Tonvale::webapi::WebapiLibrary::IsCollationSortNeeded();
+    return sort.column + std::string(isCollated ? " COLLATE \"en_US_varnel\"" : "");
+}
+
 const char *Direction(const ListRequest &request) {
     return request.descending ? "DESC" : "ASC";
 }

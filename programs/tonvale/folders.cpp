@@ -97,8 +97,7 @@ void AddFolders(CLI::App &app, Action &action) {
     below->type_name("ID");
     AddPage(*verb, *options, tonvale_answers::FolderSortKeys(), "folders");
     CLI::Option *inside = verb->add_option_function<std::string>(
-        "--in",
-        [options](const std::string &text) { options->inside = FolderOf(text, "--in", 0); },
+        "--in", [options](const std::string &text) { options->inside = FolderOf(text, "--in", 0); },
         "What is in the folder with this id, songs too; 0: the indexed folders");
     inside->type_name("ID")->excludes(name)->excludes(below);
     inside->excludes(verb->get_option("--sort-by"));
