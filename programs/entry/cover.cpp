@@ -79,6 +79,11 @@ class Get : public MediaAction {
     // The paths of songs that the user may see, at least one.
     std::vector<std::string> Songs() const {
         const std::string id = Asked().Text("id");
+        const bool isOfAlbum =
+            !Asked().Text("album").empty() || !Asked().Text("album_artist").empty();
+        if (isOfAlbum && !id.empty()) {
+            throw Refusal{Code::kBadParameter};
+        }
         if (id.empty()) {
             return Paths(AlbumCondition(), "disc, track, path");
         }
