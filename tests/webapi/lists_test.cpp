@@ -263,7 +263,7 @@ TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
         {"Artist", "artists", {{"keyword", ""}, {"genre", "Pop"}}, {"Abba"}},
         {"Artist", "artists", {{"keyword", ""}}, {"Abba", kAbel, kZoe}},
         {"Genre", "genres", {{"library", "shared"}}, {"Pop", "Rock"}},
-        {"Genre", "genres", {{"album_artist", kZoe}}, {"Rock"}},
+        {"Genre", "genres", {{"album_artist", kZoe}, {"colour", "red"}}, {"Rock"}},
         {"Composer", "composers", {{"genre", "Pop"}}, {"B"}},
         {"Composer", "composers", {{"offset", "9"}}, {}},
     };
