@@ -15,7 +15,7 @@ using Tonvale::webapi::playlist::EscapedKeyword;
 using Tonvale::webapi::playlist::ListTrackCondition;
 
 Failure NotUtf8() {
-    return {Reason::kBad, "a filter's text must be UTF-8"};
+    return {Reason::kBad, "a filter's text must be UTF-8, without a NUL"};
 }
 
 // The library leaves a condition open behind a text that cannot be escaped.
