@@ -3,6 +3,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
@@ -227,6 +228,30 @@ TEST_F(SongRating, WhatOthersDoBesideTheRecord) {
     close(fd);
     EXPECT_EQ(Kept("a.mp3"), "1");
     EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 5), 1);
+}
+
+TEST_F(SongRating, LocksHoldManySongsUpOnce) {
+    Texts ids;
+    std::vector<int> locked;
+    for (const char *name : {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}) {
+        ids.push_back("music_" + std::to_string(AddSong(name)));
+        fs::create_directories(Record(name).parent_path());
+        std::ofstream(Record(name)) << "1030=1\n";
+        locked.push_back(open(Record(name).c_str(), O_RDONLY | O_CLOEXEC));
+        struct flock lock = {};
+        lock.l_type = F_RDLCK;
+        ASSERT_EQ(fcntl(locked.back(), F_OFD_SETLK, &lock), 0);
+    }
+    close(locked.back());
+    locked.pop_back();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, ids, 5), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(Kept("a.mp3") + Kept("c.mp3") + Kept("d.mp3"), "115");
+    EXPECT_EQ(Table().size(), 4U);
+    for (const int fd : locked) {
+        close(fd);
+    }
 }
 
 TEST_F(SongRating, FilesThatCannotBeWritten) {
