@@ -221,7 +221,7 @@ void CheckName(const std::string &name) {
 }
 
 void CheckIsFree(const fs::path &folder, const std::string &name) {
-    for (const char *format : {"m3u", "pls", "wpl"}) {
+    for (const char *format : {"m3u", "m3u8", "pls", "wpl"}) {
         std::error_code error;
         const fs::path path = folder / (name + "." + format);
         if (fs::exists(fs::symlink_status(path, error))) {
