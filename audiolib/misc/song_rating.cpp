@@ -8,7 +8,9 @@
 #include "support/run_as.h"
 #include "tonvale/webapi.h"
 #include "varn/keyfile.h"
+#include "varn/process.h"
 #include "varn/share.h"
+#include "varn/systempath.h"
 
 namespace {
 
@@ -18,18 +20,21 @@ constexpr char kSource[] = "audiolib/misc";
 constexpr char kRecordName[] = "VARNAUDIO_SONG_RATING";
 constexpr uid_t kNoUser = 4294967295U;
 constexpr unsigned kMostStars = 5;
+constexpr int kPatience = 2000;  // milliseconds
 
 // One user's line of a record, as text.
 struct Line {
     std::string user;
     std::string star;
     const char *songPath;
+    int patience;  // milliseconds
 };
 
 // The record's folder belongs to every user, and root writes here: by its descriptor, so that
 // nobody leads the writing elsewhere.
 bool SetLine(int folder, const Line &line) {
-    if (VLIBCFileSetKeyValueAt(folder, kRecordName, line.user.c_str(), line.star.c_str()) != 0) {
+    if (VLIBCFileSetKeyValueAt(folder, kRecordName, line.user.c_str(), line.star.c_str(),
+                               line.patience) != 0) {
         LOG_ERROR(kSource, "Failed to save song rating in file [uid=%s, star=%s, path=%s]",
                   line.user.c_str(), line.star.c_str(), line.songPath);
         return false;
@@ -39,7 +44,7 @@ bool SetLine(int folder, const Line &line) {
 
 // Removes a line, and the file with the last one.
 bool RemoveLine(int folder, const Line &line) {
-    if (VLIBCFileRemoveKeyAt(folder, kRecordName, line.user.c_str()) != 0) {
+    if (VLIBCFileRemoveKeyAt(folder, kRecordName, line.user.c_str(), line.patience) != 0) {
         LOG_ERROR(kSource, "Failed to remove song rating in file [uid=%s, star=%s, path=%s]",
                   line.user.c_str(), line.star.c_str(), line.songPath);
         return false;
@@ -47,31 +52,37 @@ bool RemoveLine(int folder, const Line &line) {
     return true;
 }
 
-bool SetRating(const char *path, uid_t uid, unsigned star) {
+bool SetRating(const char *path, uid_t uid, unsigned star, int patience) {
     std::array<char, 4095> directory = {};
-    const bool isPlaced = VARNEADirPath(path, directory.data(), directory.size()) == 0;
-    if (!isPlaced) {
+    if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
         LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", path);
-    }
-    const Tonvale::support::RootThenPackage root(kSource);
-    if (!isPlaced) {
+        // Every exit leaves the process as the package's account.
+        if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
+            LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
+        }
         return false;
     }
+    const Tonvale::support::RootThenPackage root(kSource);
     const Tonvale::support::Fd folder(VARNEAOpenDir(directory.data()));
     if (!folder) {
         LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", path);
         return false;
     }
-    const Line line = {std::to_string(uid), std::to_string(star), path};
+    const Line line = {std::to_string(uid), std::to_string(star), path, patience};
     return star > 0 ? SetLine(folder.Get(), line) : RemoveLine(folder.Get(), line);
 }
 
 }  // namespace
 
 int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcept {
+    return Tonvale::SetSongRatingToEA(path, uid, star, kPatience);
+}
+
+int Tonvale::SetSongRatingToEA(const char *path, unsigned uid, unsigned star,
+                               int milliseconds) noexcept {
     if (path == nullptr || uid == kNoUser || star > kMostStars) {
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;
     }
-    return Guarded(kSource, 0, [&] { return SetRating(path, uid, star) ? 1 : 0; });
+    return Guarded(kSource, 0, [&] { return SetRating(path, uid, star, milliseconds) ? 1 : 0; });
 }

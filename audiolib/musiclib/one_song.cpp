@@ -1,5 +1,6 @@
 // Single rows: songs, lists and folders by id or path.
 #include <cstring>
+#include <memory>
 #include <optional>
 #include <string>
 
@@ -34,14 +35,16 @@ int ReadOneById(const std::string &library, uid_t uid, int tableType, const char
         LOG_ERROR_OLD(kSource, "Failed to open media database (%s).", library.c_str());
         return -1;
     }
-    if (MediaInfoDBGet(handle.get(), &record) != 0) {
+    const auto found = std::make_unique<VARN_MEDIA_INFO>();
+    if (MediaInfoDBGet(handle.get(), found.get()) != 0) {
         LOG_ERROR(kSource, "Failed to get song of id=%s", idText);
         return -1;
     }
-    if (hash != nullptr && SetSongHashValueByDBHandler(hash, handle.get(), &record) != 0) {
+    if (hash != nullptr && SetSongHashValueByDBHandler(hash, handle.get(), found.get()) != 0) {
         LOG_ERROR(kSource, "Failed to keep the values of id=%s", idText);
         return -1;
     }
+    record = *found;
     return 0;
 }
 

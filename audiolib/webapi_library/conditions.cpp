@@ -43,7 +43,8 @@ std::string SingleCondition(const std::string &column, const std::string &value)
 }  // namespace
 
 EscapedKeyword::EscapedKeyword(const std::string &value) noexcept
-    : text_(VARNDBEscapeStringEX3(1, "@VARN:VAR", value.c_str())) {}
+    : text_(value.find('\0') == value.npos ? VARNDBEscapeStringEX3(1, "@VARN:VAR", value.c_str())
+                                           : nullptr) {}  // which would ask for the text before it
 
 EscapedKeyword::~EscapedKeyword() {
     VLIBCStrPut(text_);

@@ -1,4 +1,7 @@
 // Ratings, by the identifiers of songs.
+#include <algorithm>
+#include <chrono>
+#include <cstdint>
 #include <memory>
 #include <new>
 #include <string>
@@ -18,6 +21,9 @@ using Tonvale::webapi_utils::kSource;
 
 constexpr unsigned kNoUser = 4294967295U;
 constexpr unsigned kMostStars = 5;
+
+using Clock = std::chrono::steady_clock;
+constexpr std::chrono::seconds kPatience(2);
 
 using Database = std::unique_ptr<MEDIA_DB_HANDLE, Tonvale::support::Releaser<AudioInfoDBClose>>;
 
@@ -48,6 +54,17 @@ Database OpenDatabase() {
     return database;
 }
 
+// What fails is logged there; the table has the rating. Anybody who may read the files can keep them
+// locked: when the time is over, the others are written without waiting.
+void WriteFiles(const std::vector<std::string> &paths, unsigned uid, unsigned star) {
+    const auto end = Clock::now() + kPatience;
+    for (const std::string &path : paths) {
+        const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+        const int milliseconds = static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+        Tonvale::SetSongRatingToEA(path.c_str(), uid, star, milliseconds);
+    }
+}
+
 int SetRating(unsigned uid, const std::vector<std::string> &identifiers, unsigned star) {
     const std::vector<std::string> ids = RowIds(identifiers);
     const Database database = OpenDatabase();
@@ -59,10 +76,7 @@ int SetRating(unsigned uid, const std::vector<std::string> &identifiers, unsigne
         LOG_ERROR(kSource, "Failed to save star of tracks");
         return 0;
     }
-    for (const std::string &path : paths) {
-        // What fails is logged there; the table has the rating.
-        VARNSetSongRatingToEA(path.c_str(), uid, star);
-    }
+    WriteFiles(paths, uid, star);
     return 1;
 }
 

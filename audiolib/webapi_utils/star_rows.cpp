@@ -108,24 +108,73 @@ bool ReadRows(MEDIA_DB_HANDLE &database, const std::vector<std::string> &numbers
     return true;
 }
 
-bool SaveStars(const std::vector<std::string> &numbers, std::vector<std::string> &paths,
-               MEDIA_DB_HANDLE &database, const Rating &rating) {
-    Rows rows;
-    if (!ReadRows(database, numbers, rating, rows)) {
-        return false;
+// What is written takes effect all at once, or not at all.
+class Transaction {
+  public:
+    explicit Transaction(MEDIA_DB_HANDLE &database) : database_(database), isOpen_(Run("BEGIN")) {}
+    ~Transaction() {
+        if (isOpen_) {
+            Run("ROLLBACK");
+        }
     }
+    Transaction(const Transaction &) = delete;
+    Transaction &operator=(const Transaction &) = delete;
+
+    explicit operator bool() const { return isOpen_; }
+    bool Commit() {
+        isOpen_ = !Run("COMMIT");
+        return !isOpen_;
+    }
+
+  private:
+    bool Run(const char *statement) {
+        Result result;
+        return Execute(database_, Text(VLIBCStrGet("%s", statement)), result);
+    }
+
+    MEDIA_DB_HANDLE &database_;
+    bool isOpen_;
+};
+
+bool WriteRows(MEDIA_DB_HANDLE &database, const Rows &rows, const Rating &rating) {
     Result result;
     if (!rows.rated.empty() &&
         !Execute(database, Text(VLIBCStrGet(kUpdate, rating.star, rating.uid, rows.rated.c_str())),
                  result)) {
         return false;
     }
-    if (!rows.added.empty() &&
-        !Execute(database, Text(VLIBCStrGet(kInsert, rows.added.c_str())), result)) {
-        return false;
+    return rows.added.empty() ||
+           Execute(database, Text(VLIBCStrGet(kInsert, rows.added.c_str())), result);
+}
+
+enum class Saved { kYes, kNo, kRefused };
+
+Saved SaveOnce(const std::vector<std::string> &numbers, MEDIA_DB_HANDLE &database,
+               const Rating &rating, std::vector<std::string> &paths) {
+    Transaction transaction(database);
+    Rows rows;
+    if (!transaction || !ReadRows(database, numbers, rating, rows)) {
+        return Saved::kNo;
+    }
+    if (!WriteRows(database, rows, rating)) {
+        return Saved::kRefused;
+    }
+    if (!transaction.Commit()) {
+        return Saved::kNo;
     }
     paths = std::move(rows.paths);
-    return true;
+    return Saved::kYes;
+}
+
+// Of two first ratings of a song at once the later one finds a row where it read none. It reads
+// again, once: rows stay when they are there.
+bool SaveStars(const std::vector<std::string> &numbers, std::vector<std::string> &paths,
+               MEDIA_DB_HANDLE &database, const Rating &rating) {
+    Saved saved = SaveOnce(numbers, database, rating, paths);
+    if (saved == Saved::kRefused) {
+        saved = SaveOnce(numbers, database, rating, paths);
+    }
+    return saved == Saved::kYes;
 }
 
 }  // namespace

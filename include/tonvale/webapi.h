@@ -245,7 +245,8 @@ class TONVALE_EXPORT EscapedKeyword {
     EscapedKeyword(const EscapedKeyword &) = delete;
     EscapedKeyword &operator=(const EscapedKeyword &) = delete;
 
-    // Owned by this object; null for a text that is not UTF-8, or when memory was short.
+    // Owned by this object; null for a text that is not UTF-8 or has a NUL, and when memory
+    // was short.
     const char *Get() const noexcept { return text_; }
 
   private:
@@ -283,7 +284,8 @@ class TONVALE_EXPORT ListTrackCondition {
 // the user's id as key and the stars as value.
 
 // Rates songs for a user, 0 to 5 stars. Identifiers of anything but songs with a row id are passed
-// over. Whether the user may browse the songs is not asked. Ends with the process running as the
+// over. Whether the user may browse the songs is not asked. Whoever holds locks of the songs' files
+// is waited for 2 seconds altogether. Ends with the process running as the
 // package's account when a song was rated.
 // 1, also when none of the identifiers is a song's or a file could not be written, which is
 // logged; 0 for no identifiers, user id 4294967295, more stars (none of these is logged), or a
@@ -292,10 +294,11 @@ TONVALE_EXPORT int VARNAudioWebapiSetSongRating(unsigned uid,
                                                 const std::vector<std::string> &identifiers,
                                                 unsigned star) noexcept;
 
-// Writes the table's rows over the connection of `database`, and sets `paths` to the path or
-// virtual name of each song that was rated. An id that the library does not have is passed over. A
-// rating of 0 is kept as a row too. 1, or 0 (an id that is not made of digits, a statement that
-// failed) with `paths` unchanged; the songs that had a rating may have the new one then.
+// Writes the table's rows over the connection of `database`, which may have no transaction open,
+// and sets `paths` to the path or virtual name of each song that was rated. An id that the library
+// does not have is passed over. A rating of 0 is kept as a row too. All rows are written or none;
+// what was refused, as of two first ratings at once, is tried once more. 1, or 0 (an id that is not
+// made of digits, a statement that failed) with `paths` and the table unchanged.
 TONVALE_EXPORT int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
                                              std::vector<std::string> &paths,
                                              MEDIA_DB_HANDLE *database, unsigned uid,
@@ -303,8 +306,17 @@ TONVALE_EXPORT int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &num
 
 // Writes one user's rating into a song's file; 0 removes it, and the file with its last line. Runs
 // as root, and leaves the process running as the package's account, unless the arguments are
-// refused (null, user id 4294967295, more than 5 stars). 1, or 0.
+// refused (null, user id 4294967295, more than 5 stars). Whoever holds the file's lock is waited
+// for 2 seconds. 1, or 0.
 TONVALE_EXPORT int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcept;
+
+namespace Tonvale {
+
+// The same with so many milliseconds of waiting, 0 for none.
+TONVALE_EXPORT int SetSongRatingToEA(const char *path, unsigned uid, unsigned star,
+                                     int milliseconds) noexcept;
+
+}  // namespace Tonvale
 
 // ---- playlist pages ----------------------------------------------------------------------------
 

@@ -70,13 +70,13 @@ struct Place {
     std::string name;
     // Others may write to the folder: nobody may lead the edit elsewhere with a link, or hold it up.
     bool isGuarded;
+    std::chrono::milliseconds patience;
 };
 
 // When an edit gives up waiting for others. Whoever may only read a file can lock it, too.
 class Deadline {
   public:
-    explicit Deadline(const Place &place)
-        : end_(Clock::now() + std::chrono::seconds(place.isGuarded ? 2 : 30)) {}
+    explicit Deadline(const Place &place) : end_(Clock::now() + place.patience) {}
 
     // True, with errno set, when the time is over.
     bool IsOver() const {
@@ -250,7 +250,7 @@ Step EditOnce(const Place &place, const Deadline &deadline, const Edit &edit) {
 template <typename Edit>
 int EditPlace(const Place &place, const Edit &edit) {
     const Deadline deadline(place);
-    Step step = place.name.empty() ? Step::kFailed : Step::kAgain;
+    Step step = place.name.empty() ? Step::kFailed : EditOnce(place, deadline, edit);
     while (step == Step::kAgain) {
         step = deadline.IsOver() ? Step::kFailed : EditOnce(place, deadline, edit);
     }
@@ -263,12 +263,16 @@ int EditPlace(const Place &place, const Edit &edit) {
 
 template <typename Edit>
 int EditFile(const char *path, const Edit &edit) {
-    return Guarded(-1, [&] { return EditPlace({AT_FDCWD, BehindLinks(path), false}, edit); });
+    constexpr std::chrono::seconds kPatience(30);
+    return Guarded(-1, [&] {
+        return EditPlace({AT_FDCWD, BehindLinks(path), false, kPatience}, edit);
+    });
 }
 
 template <typename Edit>
-int EditAt(int folder, const char *name, const Edit &edit) {
-    return Guarded(-1, [&] { return EditPlace({folder, name, true}, edit); });
+int EditAt(int folder, const char *name, int milliseconds, const Edit &edit) {
+    const std::chrono::milliseconds patience(milliseconds);
+    return Guarded(-1, [&] { return EditPlace({folder, name, true, patience}, edit); });
 }
 
 // False, with errno and the error state set, for what a caller should not have passed.
@@ -356,19 +360,20 @@ int VLIBCFileRemoveKey(const char *file, const char *key) {
         file, [&](const std::string &text) { return varn::keytext::Remove(text, key); });
 }
 
-int VLIBCFileSetKeyValueAt(int folder, const char *name, const char *key, const char *value) {
+int VLIBCFileSetKeyValueAt(int folder, const char *name, const char *key, const char *value,
+                           int milliseconds) {
     if (!varn::IsGoodKey(name, key) || !varn::IsGoodValue(value) || !varn::IsGoodName(name)) {
         return -1;
     }
-    return varn::EditAt(folder, name, [&](const std::string &text) {
+    return varn::EditAt(folder, name, milliseconds, [&](const std::string &text) {
         return varn::keytext::Set(text, key, value);
     });
 }
 
-int VLIBCFileRemoveKeyAt(int folder, const char *name, const char *key) {
+int VLIBCFileRemoveKeyAt(int folder, const char *name, const char *key, int milliseconds) {
     if (!varn::IsGoodKey(name, key) || !varn::IsGoodName(name)) {
         return -1;
     }
-    return varn::EditAt(folder, name,
+    return varn::EditAt(folder, name, milliseconds,
                         [&](const std::string &text) { return varn::keytext::Remove(text, key); });
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <climits>
 #include <cstdlib>
+#include <iterator>
 
 #include "linux/error.h"
 #include "linux/utf8.h"
@@ -57,6 +58,10 @@ void ReadTags(const Row &row, VARN_MEDIA_INFO &info) {
     row.Copy("composer", info.composer);
     row.Copy("genre", info.genre);
     row.Copy("comment", info.comment);
+    // A row tells a track of a cue sheet by its flag: anybody may write the descriptor into a tag.
+    if (IsVirtualMusic(info.comment)) {
+        std::fill(std::begin(info.comment), std::end(info.comment), '\0');
+    }
     info.year = row.Int("year");
     info.disc = row.Int("disc");
     info.track = row.Int("track");

@@ -17,16 +17,21 @@ namespace {
 using Tonvale::webapi::WebapiLibrary;
 
 constexpr int kFoldersAtATime = 256;
+// Ids come from one sequence: what is behind the prefix tells a folder in any library.
 constexpr std::string_view kPrefix = "dir_";
-constexpr char kByName[] = "title COLLATE \"en_US_varnel\"";
+constexpr std::string_view kPersonalPrefix = "dir_p_";
+constexpr char kColumns[] =
+    "id, path, title, date, "
+    "id IN (SELECT id FROM personal_directory) AS is_personal";
 
-constexpr SortColumn kSortColumns[] = {{"path", "path"}, {"name", kByName}, {"date", "date"}};
+constexpr SortColumn kByName = {"name", "title", true};
+constexpr SortColumn kSortColumns[] = {{"path", "path"}, kByName, {"date", "date"}};
 
 Handle Open(const ListRequest &request, const std::string &condition, const std::string &order,
             int offset, int limit) {
     Handle rows(AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_DIRECTORY,
-                                "id, path, title, date", condition.c_str(), nullptr, order.c_str(),
-                                offset, limit, 0));
+                                kColumns, condition.c_str(), nullptr, order.c_str(), offset, limit,
+                                0));
     if (!rows) {
         NoAnswer();
     }
@@ -87,7 +92,7 @@ std::string Roots(const WebapiLibrary &user) {
 
 Json::Value ObjectOf(const Handle &rows, int row) {
     Json::Value folder(Json::objectValue);
-    folder["id"] = std::string(kPrefix) + FieldOf(rows, row, "id");
+    folder["id"] = FolderId(rows, row);
     folder["name"] = FieldOf(rows, row, "title");
     folder["path"] = AudioFile::GetSharePathByVolPath(FieldOf(rows, row, "path").c_str());
     folder["date"] = FieldOf(rows, row, "date");
@@ -100,17 +105,25 @@ std::vector<std::string> FolderSortKeys() {
     return Names(kSortColumns);
 }
 
+std::string FolderId(const Handle &rows, int row) {
+    const bool isPersonal = FieldOf(rows, row, "is_personal") == "t";
+    return std::string(isPersonal ? kPersonalPrefix : kPrefix) + FieldOf(rows, row, "id");
+}
+
 int ParseFolderId(std::string_view id) {
-    int row = 0;
-    if (id.starts_with(kPrefix)) {
+    for (const std::string_view prefix : {kPersonalPrefix, kPrefix}) {
+        if (!id.starts_with(prefix)) {
+            continue;
+        }
+        int row = 0;
         const char *const end = id.data() + id.size();
-        const auto [rest, error] = std::from_chars(id.data() + kPrefix.size(), end, row);
-        row = error == std::errc() && rest == end ? row : 0;
+        const auto [rest, error] = std::from_chars(id.data() + prefix.size(), end, row);
+        if (error == std::errc() && rest == end && row > 0) {
+            return row;
+        }
+        break;
     }
-    if (row <= 0) {
-        throw Failure(Reason::kBad, "'" + std::string(id) + "' is no folder's identifier");
-    }
-    return row;
+    throw Failure(Reason::kBad, "'" + std::string(id) + "' is no folder's identifier");
 }
 
 FolderPage::FolderPage(Handle rows, int offset, int64_t total)
@@ -134,8 +147,8 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
         AddCondition(condition, Below(PathOf(request, below)));
     }
     // No two folders have one path.
-    const std::string order = std::string(ChosenColumn(request, kSortColumns).expression) + " " +
-                              Direction(request) + ", path";
+    const std::string order =
+        Expression(ChosenColumn(request, kSortColumns)) + " " + Direction(request) + ", path";
     const int64_t total = Count(request, VARN_TABLE_DIRECTORY, condition);
     return std::make_unique<FolderPage>(
         Open(request, condition, order, request.offset, request.limit), request.offset, total);
@@ -152,8 +165,8 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
 
     Json::Value list(Json::arrayValue);
     if (request.offset < folders) {
-        const Handle rows = Open(request, ofFolders, std::string(kByName) + ", path",
-                                 request.offset, request.limit);
+        const Handle rows =
+            Open(request, ofFolders, Expression(kByName) + ", path", request.offset, request.limit);
         for (int i = 0; i < rows->rowCount; ++i) {
             list.append(ObjectOf(rows, i));
         }

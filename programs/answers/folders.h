@@ -14,7 +14,10 @@ namespace tonvale_answers {
 // What folders may be sorted by; the first one is by path.
 std::vector<std::string> FolderSortKeys();
 
-// The row in a folder's identifier, dir_ROW. Throws a Failure for any other text.
+// The identifier of a folder in a row: dir_ROW, in a personal library dir_p_ROW, as pins tell it.
+std::string FolderId(const Handle &rows, int row);
+
+// The row in a folder's identifier. Throws a Failure for any other text.
 int ParseFolderId(std::string_view id);
 
 // A page of folders, "folders", each with id, name, path and date.
@@ -24,7 +27,7 @@ class FolderPage : public Page {
 
     Json::Value Next() override;
 
-    // For who reads the rows, with id, path, title and date, in another way.
+    // For who reads the rows, with FolderId, path, title and date, in another way.
     const Handle &Rows() const { return rows_; }
 
   private:

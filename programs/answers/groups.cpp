@@ -16,21 +16,18 @@ constexpr int kGroupsAtATime = 256;
 constexpr std::size_t kLongestName = 400;
 constexpr std::size_t kLongestArtistCondition = 980;
 
-// The order by sort names, which have no leading articles, and by the rules of the collation rather
-// than by bytes.
-#define BY_NAME(column) column "_sort COLLATE \"en_US_varnel\""
-
 constexpr char kGenre[] = "genre";
 constexpr char kComposer[] = "composer";
 
-constexpr SortColumn kAlbumSorts[] = {{"name", BY_NAME("album")},
-                                      {"artist", BY_NAME("album_artist")},
+// Sort names have no leading articles.
+constexpr SortColumn kAlbumSorts[] = {{"name", "album_sort", true},
+                                      {"artist", "album_artist_sort", true},
                                       {"year", "year"},
                                       {"date", "create_date"},
                                       {"star", "star"}};
-constexpr SortColumn kArtistSorts[] = {{"name", BY_NAME("artist")}, {"star", "star"}};
-constexpr SortColumn kGenreSorts[] = {{"name", BY_NAME("genre")}, {"star", "star"}};
-constexpr SortColumn kComposerSorts[] = {{"name", BY_NAME("composer")}, {"star", "star"}};
+constexpr SortColumn kArtistSorts[] = {{"name", "artist_sort", true}, {"star", "star"}};
+constexpr SortColumn kGenreSorts[] = {{"name", "genre_sort", true}, {"star", "star"}};
+constexpr SortColumn kComposerSorts[] = {{"name", "composer_sort", true}, {"star", "star"}};
 
 Handle OpenAlbums(const ListRequest &request, const std::string &condition,
                   const std::string &order, int offset, int limit) {
@@ -60,7 +57,7 @@ std::string GroupCondition(const Group &group, const ListRequest &request,
     if (isArtists && condition.size() > kLongestArtistCondition) {
         throw Failure(Reason::kBad, "the filters of artists are too long");
     }
-    if (!name) {
+    if (!name || name->empty()) {  // nothing is looked for
         return condition;
     }
     if (isArtists && !condition.empty()) {
@@ -80,9 +77,8 @@ std::string GroupCondition(const Group &group, const ListRequest &request,
 std::string Order(const Group &group, const ListRequest &request) {
     const SortColumn &chosen = ChosenColumn(request, group.sorts);
     const SortColumn &name = group.sorts.front();
-    return std::string(chosen.expression) + " " + Direction(request) +
-           (chosen.name == name.name ? "" : std::string(", ") + name.expression) + ", " +
-           group.ties;
+    return Expression(chosen) + " " + Direction(request) +
+           (chosen.name == name.name ? "" : ", " + Expression(name)) + ", " + group.ties;
 }
 
 }  // namespace

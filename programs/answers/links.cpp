@@ -11,6 +11,7 @@
 #include "browsed_song.h"
 #include "failure.h"
 #include "list.h"
+#include "songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/db.h"
@@ -64,6 +65,15 @@ std::string NameOf(const std::string &playlistId, const std::string &path,
         return KeyOf(playlistId);
     }
     return !title.empty() ? title : VARNAudioWebapiUtilsGetFileName(path, true);
+}
+
+// A song that was shared goes again whatever its user browses by now.
+VARN_MEDIA_INFO FindAnySong(uid_t uid, const std::string &id) {
+    const auto songs = ReadSongs(uid, {id});
+    if (songs.empty()) {
+        throw Failure(Reason::kNotFound, "there is no song " + id + " for the user");
+    }
+    return songs.begin()->second;
 }
 
 }  // namespace
@@ -224,7 +234,17 @@ std::string Links::NewId() {
     NoAnswer();
 }
 
+// Nothing in the table keeps a playlist from having two links, of which an update or a removal would
+// take both. The lock goes with the connection.
+void Links::WaitForTurn() {
+    constexpr int kLinksOfUser = 0x4C4E4B;  // among the database's other locks
+    Read("SET lock_timeout = '10s'");
+    Read(Good(varn::Sql("SELECT pg_advisory_lock(@VARN:INT, @VARN:INT)", kLinksOfUser,
+                        static_cast<int>(uid_))));
+}
+
 Json::Value Links::Create(const std::string &playlistId, const Days &days) {
+    WaitForTurn();
     const bool isSongs = playlistId == kSharedSongsId;
     const NamedPlaylist playlist = isSongs
                                        ? NamedPlaylist{kSharedSongsId, kSharedSongsName,
@@ -288,6 +308,7 @@ void Links::PrepareSongsList(bool hasLink) {
 
 // The link of the single songs; made, like its list, when there is none.
 Json::Value Links::SharedSongs() {
+    WaitForTurn();
     const auto rows = RowsWith(Good(varn::Sql("playlist_id = '@VARN:VAR'", kSharedSongsId)));
     PrepareSongsList(!rows.empty());
     if (rows.empty()) {
@@ -301,7 +322,8 @@ Json::Value Links::SharedSongs() {
 }
 
 Json::Value Links::ChangeSong(bool add, const std::string &songId) {
-    const std::string song = NameInPlaylist(FindBrowsedSong(uid_, songId));
+    const std::string song =
+        NameInPlaylist(add ? FindBrowsedSong(uid_, songId) : FindAnySong(uid_, songId));
     Json::Value shown = add ? SharedSongs() : Get({"", kSharedSongsId});
     if (!manager_.ShareSingleSong(add, user_, songId, song)) {
         throw Failure(Reason::kFailed,

@@ -67,6 +67,8 @@ class Links {
     void PrepareSongsList(bool hasLink);
     Json::Value SharedSongs();
     Json::Value ChangeSong(bool add, const std::string &songId);
+    // Of two who look for a link and make it where there is none, one waits for the other.
+    void WaitForTurn();
     std::string NewId();
 
     uid_t uid_;

@@ -15,7 +15,7 @@ using Tonvale::webapi::playlist::EscapedKeyword;
 using Tonvale::webapi::playlist::ListTrackCondition;
 
 Failure NotUtf8() {
-    return {Reason::kBad, "a filter's text must be UTF-8"};
+    return {Reason::kBad, "a filter's text must be UTF-8, without a NUL"};
 }
 
 // The library leaves a condition open behind a text that cannot be escaped.
@@ -67,6 +67,11 @@ const SortColumn &ChosenColumn(const ListRequest &request, std::span<const SortC
         }
     }
     throw Failure(Reason::kBad, "this list is not sorted by '" + request.sortBy + "'");
+}
+
+std::string Expression(const SortColumn &sort) {
+    const bool isCollated = sort.isText && Tonvale::webapi::WebapiLibrary::IsCollationSortNeeded();
+    return sort.column + std::string(isCollated ? " COLLATE \"en_US_varnel\"" : "");
 }
 
 const char *Direction(const ListRequest &request) {

@@ -50,8 +50,12 @@ void AddCondition(std::string &condition, const std::optional<std::string> &part
 // A name that may be sorted by, and the SQL for it. Nothing else becomes an order.
 struct SortColumn {
     const char *name;
-    const char *expression;
+    const char *column;
+    bool isText = false;  // by the rules of the collation rather than by bytes
 };
+
+// The expression to order by. The system's code page may switch the collation off.
+std::string Expression(const SortColumn &sort);
 
 std::vector<std::string> Names(std::span<const SortColumn> columns);
 

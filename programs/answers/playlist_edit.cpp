@@ -227,6 +227,11 @@ int CountEntries(const Collection &collection, const Playlist &playlist) {
     return count;
 }
 
+Failure NoPosition(const Playlist &playlist, int position) {
+    return {Reason::kBad, Quoted(playlist) + " has no position " + std::to_string(position) +
+                              "; 'tonvale playlist show' lists its entries"};
+}
+
 }  // namespace
 
 SongRecords FindSongs(const Collection &collection, const std::vector<std::string> &names) {
@@ -290,9 +295,8 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
 
 void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
                   const PLAYLIST_REC *songs) {
-    if (const int count = CountEntries(collection, playlist); start > count) {
-        throw Failure(Reason::kBad, Quoted(playlist) + " has " + std::to_string(count) +
-                                        " entries, and no position " + std::to_string(start));
+    if (start > CountEntries(collection, playlist)) {
+        throw NoPosition(playlist, start);
     }
     const int result = collection.isFolder
                            ? VARNPersonalPlaylistUpdateSongs(collection.uid, playlist.path.c_str(),
@@ -321,6 +325,10 @@ void AppendSongs(const Collection &collection, const Playlist &playlist, const P
 
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions) {
+    const auto last = std::max_element(positions.begin(), positions.end());
+    if (last != positions.end() && *last >= CountEntries(collection, playlist)) {
+        throw NoPosition(playlist, *last);
+    }
     if (!collection.isFolder) {
         std::string selection;
         for (const int position : positions) {
@@ -337,6 +345,9 @@ void RemovePositions(const Collection &collection, const Playlist &playlist,
 }
 
 void RemoveMissing(const Collection &collection, const Playlist &playlist) {
+    if (CountEntries(collection, playlist) == 0) {
+        return;  // which the library takes for a list that cannot be read
+    }
     const int result =
         collection.isFolder
             ? VARNPersonalPlaylistRemoveMissing(collection.uid, playlist.path.c_str())
@@ -376,6 +387,7 @@ Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,
     namespace fs = std::filesystem;
     const fs::path from = playlist.path;
     const fs::path to = from.parent_path() / (name + from.extension().string());
+    CheckIsFree(from.parent_path(), name);
     Move(from, to);
     const Playlist renamed = {playlist.id, name, to, playlist.album};
     if (!collection.isFolder) {

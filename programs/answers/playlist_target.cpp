@@ -220,18 +220,24 @@ void CheckName(const std::string &name) {
     }
 }
 
+void CheckIsFree(const fs::path &folder, const std::string &name) {
+    for (const char *format : {"m3u", "m3u8", "pls", "wpl"}) {
+        std::error_code error;
+        const fs::path path = folder / (name + "." + format);
+        if (fs::exists(fs::symlink_status(path, error))) {
+            throw Failure(Reason::kExists, "there is already a playlist " + path.string());
+        }
+    }
+}
+
 std::string PlaceForPlaylist(const Collection &collection, const std::string &name,
                              const std::string &format) {
     CheckName(name);
     const fs::path folder = FolderOf(collection);
     const AsRoot root;
     MakeFolder(folder);
-    std::error_code error;
-    const std::string path = folder.string() + "/" + name + "." + format;
-    if (fs::exists(fs::symlink_status(path, error))) {
-        throw Failure(Reason::kExists, "there is already a playlist " + path);
-    }
-    return path;
+    CheckIsFree(folder, name);
+    return folder.string() + "/" + name + "." + format;
 }
 
 }  // namespace tonvale_answers

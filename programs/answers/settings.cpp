@@ -6,6 +6,7 @@
 
 #include "failure.h"
 #include "link_hooks.h"
+#include "settings_lock.h"
 #include "tonvale/settings.h"
 #include "varn/account.h"
 #include "varn/host.h"
@@ -74,6 +75,19 @@ void KeepPreferences(const Json::Value &before, Json::Value &entry) {
         if (!isRight) {
             entry[key] = before[key];
         }
+    }
+}
+
+// A new entry is made of rights and of what the configuration offers; an administrator here changes
+// rights alone.
+void Record(uid_t uid, unsigned mask) {
+    const SettingsLock lock;
+    Json::Value users = ReadUsers();
+    const Json::Value before = users[std::to_string(uid)];
+    AudioUsers::SetUser(users, uid, mask);
+    KeepPreferences(before, users[std::to_string(uid)]);
+    if (!AudioUsers::Save(users, UsersFile())) {
+        throw Failure(Reason::kFailed, "the users file " + UsersFile() + " cannot be written");
     }
 }
 
@@ -155,20 +169,17 @@ Json::Value UserList() {
 }
 
 void SetPermission(const std::string &user, unsigned mask) {
-    Json::Value users = ReadUsers();
     const uid_t uid = UidOf(user);
-    // A new entry is made of rights and of what the configuration offers; an administrator here
-    // changes rights alone.
-    const Json::Value before = users[std::to_string(uid)];
-    AudioUsers::SetUser(users, uid, mask);
-    KeepPreferences(before, users[std::to_string(uid)]);
-    if (!AudioUsers::Save(users, UsersFile())) {
-        throw Failure(Reason::kFailed, "the users file " + UsersFile() + " cannot be written");
-    }
+    Record(uid, mask);
     // Also where it was missing before: a call that could not reach the links may be repeated.
     if ((mask & RIGHT_SHARING) == 0) {
         LinksFollowLostRight(uid);
     }
+}
+
+void SyncUsers() {
+    const SettingsLock lock;
+    AudioUsers::SyncUsers();
 }
 
 Json::Value PreferencesOf(uid_t uid) {
@@ -216,6 +227,7 @@ void CheckPreference(const std::string &name, const std::string &value) {
 
 void SetPreference(uid_t uid, const std::string &name, const std::string &value) {
     CheckPreference(name, value);
+    const SettingsLock lock;
     if (!Store(uid, name, value)) {
         throw Failure(Reason::kFailed, "the preference was not set: see that " + UsersFile() +
                                            " is there and can be written");
@@ -246,6 +258,7 @@ void SetCustomKey(int index, const std::string &type, const std::string &value,
     if (index < 1 || index > kCustomKeys) {
         throw Failure(Reason::kBad, "the custom keys are 1 to " + std::to_string(kCustomKeys));
     }
+    const SettingsLock lock;
     if (VARNAudioCustomSet(index, type, value, title) != 0) {
         throw Failure(Reason::kFailed, "the custom keys cannot be written");
     }

@@ -32,7 +32,7 @@ bool IsAdministrator(const std::string &user);
 std::string AccountName(uid_t uid);
 
 // The following read or write the users file, as whoever the process runs as, and throw a Failure
-// when they cannot.
+// when they cannot. Writers wait for each other for up to three seconds.
 
 // The users file.
 Json::Value ReadUsers();
@@ -43,6 +43,9 @@ Json::Value UserList();
 // Records what a user may do; all other rights are taken away, and without the right to share the
 // user's links as well.
 void SetPermission(const std::string &user, unsigned mask);
+
+// Removes the entries of users that are gone.
+void SyncUsers();
 
 // The user's preferences by their names.
 Json::Value PreferencesOf(uid_t uid);

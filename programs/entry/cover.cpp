@@ -86,6 +86,11 @@ class Get : public MediaAction {
     // Songs that the user may see, at least one.
     std::vector<Song> Songs() const {
         const std::string id = Asked().Text("id");
+        const bool isOfAlbum =
+            !Asked().Text("album").empty() || !Asked().Text("album_artist").empty();
+        if (isOfAlbum && !id.empty()) {
+            throw Refusal{Code::kBadParameter};
+        }
         if (id.empty()) {
             return SongsBy(AlbumCondition(), "disc, track, path");
         }

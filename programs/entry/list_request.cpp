@@ -9,14 +9,13 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr long long kMostEntries = 5000;
 constexpr long long kUsualEntries = 100;
 
 }  // namespace
 
-PageWanted PageOf(const Request &request) {
+PageWanted PageOf(const Request &request, int most) {
     return {static_cast<int>(request.Number("offset", 0, 0, INT_MAX)),
-            static_cast<int>(request.Number("limit", kUsualEntries, 1, kMostEntries))};
+            static_cast<int>(request.Number("limit", kUsualEntries, 1, most))};
 }
 
 tonvale_answers::ListRequest ListRequestOf(const Request &request) {

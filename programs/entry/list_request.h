@@ -7,12 +7,14 @@
 
 namespace tonvale_entry {
 
+inline constexpr int kMostEntries = 5000;
+
 // offset and limit.
 struct PageWanted {
     int offset;
     int limit;
 };
-PageWanted PageOf(const Request &request);
+PageWanted PageOf(const Request &request, int most = kMostEntries);
 
 // library, the filters, sort_by, sort_direction, offset and limit. Throws a Refusal, or a Failure
 // for a library that the user may not browse.

@@ -1,6 +1,8 @@
 // VARN.Tonvale.Setting: preferences, and for administrators everybody's rights and the custom keys.
 #include "answers/settings.h"
 
+#include <algorithm>
+#include <initializer_list>
 #include <utility>
 
 #include "action.h"
@@ -40,7 +42,10 @@ class Set : public Action {
         ReadPreferences();
         const bool setsRights = Asked().Given("permissions").has_value();
         const bool setsKey = Asked().Given("custom_key").has_value();
-        if (preferences_.empty() && !setsRights && !setsKey) {
+        // What belongs to rights or to a key is meant for others than who asks.
+        const bool isForOthers = (!setsRights && IsAnyGiven({"user"})) ||
+                                 (!setsKey && IsAnyGiven({"type", "value", "title"}));
+        if (isForOthers || (preferences_.empty() && !setsRights && !setsKey)) {
             throw Refusal{Code::kBadParameter};
         }
         if (setsRights || setsKey) {
@@ -77,6 +82,11 @@ class Set : public Action {
             tonvale_answers::CheckPreference(known.name, value);
             preferences_.emplace_back(known.name, value);
         }
+    }
+
+    bool IsAnyGiven(std::initializer_list<const char *> names) const {
+        return std::any_of(names.begin(), names.end(),
+                           [&](const char *name) { return Asked().Given(name).has_value(); });
     }
 
     void RequireAdministrator() const {

@@ -19,6 +19,9 @@ constexpr char kId[] = "id";
 // As many digits as the addresses of pages have, and a page more can be counted from there.
 constexpr long long kLastOffset = 999'999'999;
 
+// Anybody may ask, and a page is held whole, at 12 KB a song.
+constexpr int kMostSongs = 500;
+
 // Does something with a song of the link's; what is not there is refused like a link.
 template <typename Work>
 bool OrRefused(const Work &work) {
@@ -42,7 +45,7 @@ class Get : public Action {
 
   protected:
     Json::Value Data() override {
-        const PageWanted wanted = PageOf(Asked());
+        const PageWanted wanted = PageOf(Asked(), kMostSongs);
         const SharedPlaylist playlist(Asked().Text(kLink));
         const SharedPage page = playlist.Songs(wanted.offset, wanted.limit);
         Json::Value data(Json::objectValue);

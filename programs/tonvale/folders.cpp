@@ -28,10 +28,10 @@ struct FolderOptions : LibraryOptions {
 
 void PrintTable(const FolderPage &page) {
     const tonvale_answers::Handle &rows = page.Rows();
-    Table table({{"ID", true, false}, {"NAME", false, true}, {"PATH", false, true}});
+    Table table({{"ID", false, false}, {"NAME", false, true}, {"PATH", false, true}});
     for (int row = 0; row < rows->rowCount; ++row) {
         table.AddRow(
-            {FieldOf(rows, row, "id"), FieldOf(rows, row, "title"), FieldOf(rows, row, "path")});
+            {FolderId(rows, row), FieldOf(rows, row, "title"), FieldOf(rows, row, "path")});
     }
     PrintPage(table, page.Offset(), rows->rowCount, page.Total(), {"folder", "folders"});
 }
@@ -51,6 +51,12 @@ void PrintTable(SongPage &page) {
         add(part, "title");
     }
     PrintPage(table, page.Offset(), shown, page.Total(), {"folder or song", "folders and songs"});
+}
+
+// A folder as the lists and pins tell it, or its bare number.
+int FolderOf(const std::string &text, const std::string &option, int least) {
+    return text.starts_with("dir_") ? tonvale_answers::ParseFolderId(text)
+                                    : ParseNumber(text, option, least);
 }
 
 template <typename AnyPage>
@@ -84,14 +90,16 @@ void AddFolders(CLI::App &app, Action &action) {
     CLI::Option *name =
         verb->add_option("--name", options->name, "A part of the name, in any case");
     name->type_name("TEXT");
-    CLI::Option *below =
-        AddNumber(*verb, "--below", options->below, 1, "Only folders below the one with this id");
+    CLI::Option *below = verb->add_option_function<std::string>(
+        "--below",
+        [options](const std::string &text) { options->below = FolderOf(text, "--below", 1); },
+        "Only folders below the one with this id");
+    below->type_name("ID");
     AddPage(*verb, *options, tonvale_answers::FolderSortKeys(), "folders");
     CLI::Option *inside = verb->add_option_function<std::string>(
-        "--in",
-        [options](const std::string &text) { options->inside = ParseNumber(text, "--in", 0); },
+        "--in", [options](const std::string &text) { options->inside = FolderOf(text, "--in", 0); },
         "What is in the folder with this id, songs too; 0: the indexed folders");
-    inside->type_name("N")->excludes(name)->excludes(below);
+    inside->type_name("ID")->excludes(name)->excludes(below);
     inside->excludes(verb->get_option("--sort-by"));
     AddAdditions(*verb, options->additions)->needs("--json")->needs(inside);
     verb->callback([options, &action] { action = [options] { return Folders(*options); }; });

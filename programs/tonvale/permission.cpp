@@ -88,7 +88,7 @@ int SyncUsers() {
     if (!package) {
         return kFailed;
     }
-    AudioUsers::SyncUsers();
+    tonvale_answers::SyncUsers();
     const Json::Value after = tonvale_answers::ReadUsers();
     for (const unsigned uid : AudioUsers::enumUsers(before)) {
         if (!after.isMember(std::to_string(uid))) {

@@ -58,6 +58,9 @@ TEST_F(LibrarySongs, OneById) {
     ASSERT_EQ(VARNMusicGetOneById("shared", kBob, VARN_TABLE_PLAYLIST, &song, nullptr, "7"), 0);
     EXPECT_STREQ(song.path, "/m/p.m3u");
     EXPECT_TRUE(Log().empty());
+    hash = nullptr;
+    EXPECT_EQ(VARNMusicGetOneById("all", kAlice, 0, &song, &hash, "1"), -1);
+    EXPECT_STREQ(song.path, "/m/p.m3u") << "unchanged";
 
     const auto get = [&](const char *library, uid_t uid, const std::string &id) {
         return VARNMusicGetOneById(library, uid, 0, &song, nullptr, id.c_str());

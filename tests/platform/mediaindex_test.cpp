@@ -73,7 +73,9 @@ TEST_F(MediaIndex, EveryFieldOfATrack) {
 }
 
 TEST_F(MediaIndex, MissingColumnsAndNullsAreZero) {
-    Select("SELECT 7 AS id, NULL AS title, NULL AS year, 'f' AS is_virtual, 9 AS track");
+    Select(
+        "SELECT 7 AS id, NULL AS title, NULL AS year, 'f' AS is_virtual, 9 AS track, "
+        "'virtual_track:75' AS comment");
     ASSERT_EQ(Read(), 0);
     VARN_MEDIA_INFO expected = {};
     expected.id = 7;

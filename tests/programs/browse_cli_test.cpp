@@ -58,6 +58,8 @@ TEST_F(BrowseCommand, Refuses) {
         {{"artists", "--name", "a", "--genre", "b"}, 2, "takes no filter"},
         {{"folders", "--below", "0"}, 2, "from 1"},
         {{"folders", "--below", "12"}, 2, "there is no folder 12"},
+        {{"folders", "--in", "dir_p_12"}, 2, "there is no folder 12"},
+        {{"folders", "--in", "dir_x"}, 2, "'dir_x' is no folder's identifier"},
         {{"search"}, 2, "keyword"},
         {{"search", ""}, 2, "empty"},
         {{"search", "\xFF"}, 2, "UTF-8"},
@@ -155,6 +157,9 @@ TEST_F(BrowseCommand, FoldersBelowAFolder) {
     EXPECT_EQ(Names({"folders", "--below", "2"}), Texts({"c"}));
     EXPECT_EQ(Names({"folders", "--name", "X"}), Texts({"axb"}));
     EXPECT_EQ(Names({"folders", "--user", "alice", "--library", "personal"}), Texts({"a"}));
+    EXPECT_EQ(Names({"folders", "--user", "alice", "--name", "a", "--sort-by", "name"}, "id"),
+              Texts({"dir_p_6", "dir_2", "dir_4"}));
+    EXPECT_EQ(Names({"folders", "--below", "dir_2"}), Texts({"c"}));
     EXPECT_TRUE(Tonvale({"folders", "--limit", "2"}).out.ends_with("\n1-2 of 5 folders\n"));
     EXPECT_EQ(Ask({"folders", "--offset", "9"})["total"].asInt(), 5);
 }

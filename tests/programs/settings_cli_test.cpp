@@ -1,5 +1,8 @@
 // The verbs of users, rights, preferences, smart playlists and a playlist's page.
+#include <fcntl.h>
 #include <json/json.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <memory>
 
@@ -52,6 +55,29 @@ TEST_F(SettingsVerbs, RightsAreSetWithoutTouchingPreferences) {
     const Json::Value users = Parsed(Tonvale({"user", "list", "--json"}).out);
     ASSERT_EQ(users.size(), 1U);
     EXPECT_EQ(users[0]["name"].asString(), "alice");
+}
+
+// The test is the other writer, who has read already and writes before it lets go.
+TEST_F(SettingsVerbs, NoWriterLosesWhatAnotherOneChanged) {
+    const std::string file = At(varn::path::kUsersFile);
+    for (const std::vector<std::string> &arguments :
+         {std::vector<std::string>{"permission", "set", "alice", "none"},
+          {"preference", "set", "alice", "prefer_using_html5", "no"}}) {
+        ExpectDone({"permission", "set", "alice", "usb"});
+        const int held = open((file + ".lock").c_str(), O_RDONLY | O_CLOEXEC);
+        ASSERT_EQ(flock(held, LOCK_EX), 0);
+        Json::Value users;
+        ASSERT_TRUE(AudioUsers::Read(users, file));
+        Command waiting(arguments);
+        usleep(300000);
+        AudioUsers::SetUser(users, kBob, RIGHT_PLAYLIST);
+        WriteFile(varn::path::kUsersFile, users.toStyledString());
+        close(held);
+        EXPECT_EQ(waiting.Wait().status, 0);
+        EXPECT_EQ(AudioUsers::GetUserPermission("bob"), 6U) << arguments.front();
+    }
+    EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 3U);
+    EXPECT_FALSE(AudioFile::GetPreferHtml5(kAlice));
 }
 
 TEST_F(SettingsVerbs, WhatIsRefused) {

@@ -3,6 +3,7 @@
 
 #include "programs/command.h"
 #include "sharing/shared_library.h"
+#include "tonvale/library.h"
 
 namespace tonvale_test {
 
@@ -79,6 +80,21 @@ TEST_F(ShareVerbs, ShareOwnPlaylists) {
     WriteFile("/usr/varn/etc/preference/alice/playlists/It's 1.m3u", "");
     EXPECT_TRUE(Contains(Alice({"share", "create", "It's 1", "--personal", "--json"}),
                          "\"playlist_id\":\"playlist_personal_normal/It's 1\""));
+}
+
+TEST_F(ShareVerbs, OfTwoAtOnceOneMakesTheLink) {
+    // Both look before either of them can write.
+    DBConnect_tag *database = AudioInfoDBConnect();
+    ASSERT_NE(VARNDBExecute(database, "BEGIN", nullptr), -1);
+    ASSERT_NE(VARNDBExecute(database, "LOCK TABLE playlist_sharing IN SHARE MODE", nullptr), -1);
+    const std::vector<std::string> create = {"share", "create", "--user", "alice", "12"};
+    Command first(create);
+    Command second(create);
+    usleep(1000000);
+    VARNDBClose(database);
+    const int statuses = first.Wait().status + second.Wait().status;
+    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "1");
+    EXPECT_EQ(statuses, 2) << "one is told that the link is there";
 }
 
 // What other verbs change, links follow.

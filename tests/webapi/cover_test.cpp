@@ -224,6 +224,7 @@ TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
     EXPECT_EQ(Body(album), kJpeg) << "of the first song that has one";
     EXPECT_EQ(Body(album + "&album_artist=A%27B"), kJpeg);
     EXPECT_TRUE(Get(album + "&album_artist=nobody").Has("Status: 404 Not Found\r\n"));
+    EXPECT_TRUE(Get(album + "&id=music_3").Has("Status: 400 Bad Request\r\n"));
     EXPECT_EQ(Body("&id=dir_5"), kJpeg);
     EXPECT_EQ(Body("&id=dir_p_5"), kJpeg);
     fs::remove(music / "2" / "cover.jpg");

@@ -2,6 +2,7 @@
 #include <filesystem>
 
 #include "programs/command.h"
+#include "tonvale/paths.h"
 #include "varn/host.h"
 #include "varn/sql.h"
 #include "webapi/api.h"
@@ -259,8 +260,10 @@ TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
         {"Artist", "artists", kMostStars, {kZoe}},
         {"Artist", "artists", {{"keyword", "ues"}}, {"Guest"}},
         {"Artist", "artists", {{"genre", "Pop"}}, {"Abba"}},
+        {"Artist", "artists", {{"keyword", ""}, {"genre", "Pop"}}, {"Abba"}},
+        {"Artist", "artists", {{"keyword", ""}}, {"Abba", kAbel, kZoe}},
         {"Genre", "genres", {{"library", "shared"}}, {"Pop", "Rock"}},
-        {"Genre", "genres", {{"album_artist", kZoe}}, {"Rock"}},
+        {"Genre", "genres", {{"album_artist", kZoe}, {"colour", "red"}}, {"Rock"}},
         {"Composer", "composers", {{"genre", "Pop"}}, {"B"}},
         {"Composer", "composers", {{"offset", "9"}}, {}},
     };
@@ -268,6 +271,8 @@ TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
         const Json::Value page = Ask(c.api, "list", c.parameters);
         EXPECT_EQ(Each(page[c.list], "name"), c.names) << c.api << QueryOf("", "", c.parameters);
     }
+    WriteFile(varn::path::kSystemInfo, "codepage=\"12\"\n");  // which switches the collation off
+    EXPECT_EQ(Each(Ask("Artist", "list")["artists"], "name"), (Texts{"Abba", kZoe, kAbel}));
     const Json::Value albums = Ask("Album", "list", kLastYear);
     EXPECT_EQ(albums["total"].asInt(), 3);
     const Json::Value &gold = albums["albums"][0];
@@ -294,8 +299,8 @@ TEST_F(GroupApi, RefusesWhatItCannotList) {
     for (const auto &c : kCases) {
         EXPECT_EQ(CodeOf(c.api, "list", c.parameters), 400) << QueryOf("", "", c.parameters);
     }
-    for (const char *id :
-         {"dir_", "dir_0", "dir_-1", "dir_1 OR true", "dir_99999999999", "../../etc", "1"}) {
+    for (const char *id : {"dir_", "dir_p_", "dir_p_0", "dir_p1", "dir_0", "dir_-1",
+                           "dir_1 OR true", "dir_99999999999", "../../etc", "1"}) {
         EXPECT_EQ(CodeOf("Folder", "list", {{"id", id}}), 400) << id;
     }
 }
@@ -351,6 +356,26 @@ TEST_F(FolderApi, ShowsFoldersAndThenSongs) {
     EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_7"}}), 404) << "bob's";
     EXPECT_EQ(Each(Ask("Folder", "list", {{"id", "dir_7"}}, "bob")["folders"]), Texts());
     EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_99"}}), 404);
+    for (const char *user : {"alice", "bob"}) {
+        EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_p_7"}, {"library", "shared"}}, user), 404);
+    }
+
+    const std::filesystem::path own = AudioFile::GetHomeMusicPath("alice");
+    Query("INSERT INTO personal_directory (userid, id, path, title) VALUES (1030, 8, '" +
+          own.string() + "', 'music'), (1030, 9, '" + (own / "x").string() + "', 'x')");
+    for (const char *library : {"all", "personal"}) {
+        const Json::Value all = Ask("Folder", "list", {{"library", library}});
+        EXPECT_EQ(Each(all["folders"]).back(), "dir_p_8") << library;
+        const Json::Value pin =
+            Ask("Pin", "pin",
+                {{"type", "folder"}, {"name", library}, {"criteria", R"({"folder":"dir_p_9"})"}});
+        const Json::Value pins = Ask("Pin", "list");
+        const std::string pinned = pins["pins"][0]["criteria"]["folder"].asString();
+        EXPECT_EQ(pinned, "dir_p_9");
+        Ask("Folder", "list", {{"id", pinned}, {"library", library}});
+        Ask("Pin", "unpin", {{"id", pin["pin"]["id"].asString()}});
+    }
+
     const Finished table = Tonvale({"folders", "--in", "1", "--user", "alice", "--limit", "3"});
     EXPECT_TRUE(table.out.ends_with("\n1-3 of 4 folders and songs\n")) << table.out << table.err;
 }

@@ -79,9 +79,14 @@ class PlaylistApi : public ApiTest {
         EXPECT_EQ(CodeOf("Playlist", "replace",
                          {{"id", id}, {"position", "3"}, {"songs", "music_1"}}, user),
                   400);
+        EXPECT_EQ(CodeOf("Playlist", "remove", {{"id", id}, {"position", "0,2"}}, user), 400);
         const std::string renamed = change("rename", {{"name", "New"}})["id"].asString();
         EXPECT_EQ(Names({{"library", library}}, user), Texts{"New"});
         EXPECT_EQ(Songs(renamed, user), (Texts{"music_3", "music_1"}));
+        Ask("Playlist", "remove", {{"id", renamed}, {"position", "0,1"}}, user);
+        Ask("Playlist", "remove_missing", {{"id", renamed}}, user);
+        EXPECT_EQ(CodeOf("Playlist", "remove", {{"id", renamed}, {"position", "0"}}, user), 400);
+        EXPECT_EQ(Songs(renamed, user), Texts());
         Ask("Playlist", "delete", {{"id", renamed}}, user);
         EXPECT_EQ(Names({{"library", library}}, user), Texts());
         EXPECT_EQ(CodeOf("Playlist", "get", {{"id", renamed}}, user), 404);
@@ -92,6 +97,10 @@ class PlaylistApi : public ApiTest {
 TEST_F(PlaylistApi, AreMadeChangedAndDeleted) {
     GoThrough("shared", "bob");
     GoThrough("personal", "alice");
+    const std::string monday = Ask("Playlist", "create", {{"name", "Monday"}})["id"].asString();
+    Ask("Playlist", "create", {{"name", "Sunday"}, {"format", "pls"}});
+    EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "Sunday"}, {"format", "m3u"}}), 409);
+    EXPECT_EQ(CodeOf("Playlist", "rename", {{"id", monday}, {"name", "Sunday"}}), 409);
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     GoThrough("personal", "alice");
     EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "x"}, {"format", "pls"}}), 400);

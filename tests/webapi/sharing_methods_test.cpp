@@ -36,7 +36,10 @@ TEST_F(WebMethods, ShareAPlaylist) {
     EXPECT_TRUE(song["song_url"].asString().starts_with(song["url"].asString() + "/")) << song;
     EXPECT_EQ(Alice("Sharing", "list")["total"], 2);
     EXPECT_EQ(Alice("Sharing", "list", {{"offset", "1"}, {"limit", "1"}})["sharings"].size(), 1U);
+    // Also when alice does not browse it any more.
+    Alice("Setting", "set", {{"browse_personal_library", "personal"}});
     Alice("Sharing", "unshare_song", {{"id", Name(rock_)}});
+    Alice("Setting", "set", {{"browse_personal_library", "all"}});
     EXPECT_EQ(Alice("Sharing", "delete", {{"id", id}}), Json::Value(Json::objectValue));
 
     const struct {

@@ -111,6 +111,7 @@ TEST_F(PublicPage, ShowsThePlaylistAndNothingElse) {
     EXPECT_TRUE(Contains(json, "\"id\":\"music_v_4\"")) << json;
     EXPECT_FALSE(Contains(json, "path")) << json;
     EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=1&limit=1").body, "\"songs\":[{"));
+    EXPECT_TRUE(Contains(Ask("get", kLink, "&limit=501").body, "{\"code\":400}"));
     EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=9").body, "\"songs\":[]"));
 }
 

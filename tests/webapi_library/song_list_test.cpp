@@ -42,6 +42,7 @@ TEST_F(SongList, ConditionTexts) {
     EXPECT_EQ(single("artist", "\xFF"), "(artist_search = UPPER('");
     EXPECT_STREQ(EscapedKeyword("a'b\\").Get(), "a''b\\");
     EXPECT_EQ(EscapedKeyword("\xFF").Get(), nullptr);
+    EXPECT_EQ(EscapedKeyword(std::string("a\0b", 3)).Get(), nullptr);
 
     ListTrackCondition condition;
     EXPECT_EQ(condition.GetConditionString(), "");

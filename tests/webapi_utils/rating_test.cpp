@@ -3,9 +3,11 @@
 #include <unistd.h>
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <filesystem>
 #include <fstream>
+#include <thread>
 
 #include "musiclib/library_rows.h"
 #include "platform/child.h"
@@ -151,6 +153,31 @@ TEST_F(SongRating, RowsAreWrittenAtOnce) {
     VARNDBClose(database.conn);
 }
 
+TEST_F(SongRating, WritersAtOnceLeaveTheStoresAlike) {
+    AddSong("a.mp3");
+    AddSong("b.mp3");
+    // Somebody else's first rating, whose outcome is not known yet when this one reads.
+    DBConnect_tag *other = AudioInfoDBConnect();
+    ASSERT_EQ(VARNDBExecute(other, "BEGIN", nullptr), 0);
+    ASSERT_NE(VARNDBExecute(other, "INSERT INTO rating_track VALUES (1030, 1, 2)", nullptr), -1);
+    std::thread later([&] {
+        usleep(300000);
+        EXPECT_NE(VARNDBExecute(other, "COMMIT", nullptr), -1);
+    });
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 5), 1);
+    later.join();
+    VARNDBClose(other);
+    EXPECT_EQ(Table(), Texts({"1 1030 5"}));
+    EXPECT_EQ(Kept("a.mp3"), "5");
+
+    Query(
+        "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
+        "CREATE TRIGGER refuse BEFORE INSERT ON rating_track EXECUTE FUNCTION refuse()");
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1", "music_2"}, 3), 0);
+    EXPECT_EQ(Table(), Texts({"1 1030 5"})) << "neither song";
+    EXPECT_EQ(Kept("a.mp3"), "5");
+}
+
 TEST_F(SongRating, ADatabaseThatCannotBeWrittenLeavesTheFilesAlone) {
     AddSong("a.mp3");
     Query("ALTER TABLE rating_track RENAME TO away");
@@ -201,6 +228,30 @@ TEST_F(SongRating, WhatOthersDoBesideTheRecord) {
     close(fd);
     EXPECT_EQ(Kept("a.mp3"), "1");
     EXPECT_EQ(VARNSetSongRatingToEA(song.c_str(), kAlice, 5), 1);
+}
+
+TEST_F(SongRating, LocksHoldManySongsUpOnce) {
+    Texts ids;
+    std::vector<int> locked;
+    for (const char *name : {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}) {
+        ids.push_back("music_" + std::to_string(AddSong(name)));
+        fs::create_directories(Record(name).parent_path());
+        std::ofstream(Record(name)) << "1030=1\n";
+        locked.push_back(open(Record(name).c_str(), O_RDONLY | O_CLOEXEC));
+        struct flock lock = {};
+        lock.l_type = F_RDLCK;
+        ASSERT_EQ(fcntl(locked.back(), F_OFD_SETLK, &lock), 0);
+    }
+    close(locked.back());
+    locked.pop_back();
+    const auto start = std::chrono::steady_clock::now();
+    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, ids, 5), 1);
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(Kept("a.mp3") + Kept("c.mp3") + Kept("d.mp3"), "115");
+    EXPECT_EQ(Table().size(), 4U);
+    for (const int fd : locked) {
+        close(fd);
+    }
 }
 
 TEST_F(SongRating, FilesThatCannotBeWritten) {

@@ -78,8 +78,8 @@ extern "C" {
 // Reads the row at the cursor into *out and advances the cursor. *out is zeroed first; a column
 // that the result does not have, and a NULL, leave their field zero. Numbers are read as base 10,
 // texts are cut at a UTF-8 character's boundary where they do not fit. Playlist rows fill id, path,
-// title and album, folder rows id and path. 0, or -1 at the end of the rows (*out is then
-// unchanged).
+// title and album, folder rows id and path. A comment that is a descriptor of a virtual song is
+// passed over: the flag tells them. 0, or -1 at the end of the rows (*out is then unchanged).
 VARN_EXPORT int MediaInfoDBGet(MEDIA_DB_HANDLE *handle, VARN_MEDIA_INFO *out);
 
 // Opens the rows of a table of shared things, as the package's account: "track" for
