@@ -12,7 +12,8 @@ set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
 # which log texts use.
 add_compile_options(
   -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion -Wformat=2
-  -Wimplicit-fallthrough -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  -Wimplicit-fallthrough -Wnon-virtual-dtor -Woverloaded-virtual
+  $<$<BOOL:${TONVALE_WERROR}>:-Werror>
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # false alarms of g++ 12 in optimised builds
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 

@@ -98,12 +98,13 @@ install_packages() (
     disable_services "${new_services[@]}"
 )
 
-# build_preset SOURCE_DIR PRESET: configures when that was not done yet for this folder, and
-# builds what has changed.
+# build_preset SOURCE_DIR PRESET: configures when that was not done yet for this folder and these
+# presets, and builds what has changed.
 build_preset() {
     local source=$1 preset=$2 quiet=()
     local folder=$source/build/$preset
     if [[ ! -f $folder/build.ninja ]] ||
+        [[ $source/CMakePresets.json -nt $folder/CMakeCache.txt ]] ||
         ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$source" "$folder/CMakeCache.txt"; then
         echo "Configuring $preset"
         cmake -S "$source" --preset "$preset" --fresh --log-level=WARNING >/dev/null
