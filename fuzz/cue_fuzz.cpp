@@ -56,7 +56,8 @@ void CheckName(const std::string &name) {
     const auto found = AudioNames(names).Find(name, name);
     Require(!found || *found == names[0] || *found == names[1] || *found == names[2],
             "what is found is there");
-    Require(AudioNames({"other.flac", name}).Find(name, "") == name, "a file of this name is found");
+    Require(AudioNames({"other.flac", name}).Find(name, "") == name,
+            "a file of this name is found");
 }
 
 }  // namespace
