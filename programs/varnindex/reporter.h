@@ -22,8 +22,6 @@ class Reporter {
     Reporter(const Reporter &) = delete;
     Reporter &operator=(const Reporter &) = delete;
 
-    bool ShowsProgress() const { return isTerminal_; }
-
     void Warn(std::string_view text);
 
     // From now on each change is a line "what path" in `list`, which outlives the reporter.

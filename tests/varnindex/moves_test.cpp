@@ -194,7 +194,6 @@ TEST_F(MovesTest, ACopyThatOutlivesItsOriginalIsTheOriginal) {
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
 }
 
-// Known names, and other songs behind them.
 // So many files are new that they are not remembered between the two looks at the folders.
 TEST_F(MovesTest, SwappedSongsKeepTheirRowsAmongManyNewFiles) {
     for (const int i : {1, 2}) {
