@@ -7,12 +7,14 @@ set(CMAKE_VISIBILITY_INLINES_HIDDEN ON)
 set(CMAKE_POSITION_INDEPENDENT_CODE ON)
 set(CMAKE_RUNTIME_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/bin)
 set(CMAKE_LIBRARY_OUTPUT_DIRECTORY ${CMAKE_BINARY_DIR}/lib)
+set(CMAKE_INSTALL_RPATH $ORIGIN/../${CMAKE_INSTALL_LIBDIR})
 
 # Log lines and error states name a source by its path in the tree. Not -Wpedantic: it refuses %m,
 # which log texts use.
 add_compile_options(
   -Wall -Wextra -Wshadow -Wconversion -Wno-sign-conversion -Wformat=2
-  -Wimplicit-fallthrough -Wnon-virtual-dtor -Woverloaded-virtual -Werror
+  -Wimplicit-fallthrough -Wnon-virtual-dtor -Woverloaded-virtual
+  $<$<BOOL:${TONVALE_WERROR}>:-Werror>
   $<$<CXX_COMPILER_ID:GNU>:-Wno-restrict>  # false alarms of g++ 12 in optimised builds
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 

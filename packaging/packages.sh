@@ -16,18 +16,42 @@ as_root() {
     fi
 }
 
+# For the time of an installation two files tell the packages what not to do. The last line of each
+# names the process that removes it: one that was killed leaves it, and the next takes it away.
+held_back=()
+hold_back_mark='# Held back by Tonvale, process'
+
+# hold_back FILE MODE TEXT: leaves a file of somebody else's alone
+hold_back() {
+    [[ ! -e $1 ]] || return 0
+    local process=$BASHPID
+    held_back+=("$1")
+    as_root mkdir -p "${1%/*}"
+    printf '%s\n%s %s\n' "$3" "$hold_back_mark" "$process" | as_root tee "$1" >/dev/null
+    as_root chmod "$2" "$1"
+}
+
+release() {
+    ((${#held_back[@]} == 0)) || as_root rm -f "${held_back[@]}"
+}
+
+release_left_overs() {
+    local file process
+    for file in "$cluster_settings" "$service_policy"; do
+        process=$(sed -n "s/^$hold_back_mark \([0-9]*\)$/\1/p" "$file" 2>/dev/null) || true
+        if [[ -n $process && ! -e /proc/$process ]]; then
+            as_root rm -f "$file" ||
+                echo "An earlier run left $file: have an administrator remove it." >&2
+        fi
+    done
+}
+
 # The server's package would make and start a cluster for the whole machine, which nobody here asks
 # for. It reads this folder before it does.
 cluster_settings=/etc/postgresql-common/createcluster.d/tonvale.conf
 
 hold_back_system_cluster() {
-    as_root mkdir -p "${cluster_settings%/*}"
-    echo 'create_main_cluster = false' | as_root tee "$cluster_settings" >/dev/null
-}
-
-# An administrator who installs another server later shall find the machine's own defaults.
-release_system_cluster() {
-    as_root rm -f "$cluster_settings"
+    hold_back "$cluster_settings" 644 'create_main_cluster = false'
 }
 
 # What these packages would start on the machine, now and at every boot. Here they are programs that
@@ -37,14 +61,7 @@ services=(lighttpd shairport-sync avahi-daemon mpd minidlna)
 service_policy=/usr/sbin/policy-rc.d
 
 hold_back_services() {
-    [[ -e $service_policy ]] && return
-    held_back_services=yes
-    printf '#!/bin/sh\nexit 101\n' | as_root tee "$service_policy" >/dev/null
-    as_root chmod 755 "$service_policy"
-}
-
-release_services() {
-    [[ -z ${held_back_services-} ]] || as_root rm -f "$service_policy"
+    hold_back "$service_policy" 755 $'#!/bin/sh\nexit 101'
 }
 
 # disable_services NAME...: those units of the packages, which are new here.
@@ -68,6 +85,7 @@ install_packages() (
         echo "This needs Debian 12 or a system like it (dpkg-query was not found)." >&2
         exit 1
     fi
+    release_left_overs
     missing=()
     for package in "$@"; do
         is_installed "$package" || missing+=("$package")
@@ -85,7 +103,7 @@ install_packages() (
     for service in "${services[@]}"; do
         is_installed "$service" || new_services+=("$service")
     done
-    trap 'release_services; release_system_cluster' EXIT
+    trap release EXIT
     if [[ " ${missing[*]} " == *" postgresql-15 "* ]]; then
         hold_back_system_cluster
     fi
@@ -98,12 +116,13 @@ install_packages() (
     disable_services "${new_services[@]}"
 )
 
-# build_preset SOURCE_DIR PRESET: configures when that was not done yet for this folder, and
-# builds what has changed.
+# build_preset SOURCE_DIR PRESET: configures when that was not done yet for this folder and these
+# presets, and builds what has changed.
 build_preset() {
     local source=$1 preset=$2 quiet=()
     local folder=$source/build/$preset
     if [[ ! -f $folder/build.ninja ]] ||
+        [[ $source/CMakePresets.json -nt $folder/CMakeCache.txt ]] ||
         ! grep -qxF "CMAKE_HOME_DIRECTORY:INTERNAL=$source" "$folder/CMakeCache.txt"; then
         echo "Configuring $preset"
         cmake -S "$source" --preset "$preset" --fresh --log-level=WARNING >/dev/null

@@ -21,9 +21,9 @@ namespace AudioUsers {
 
 namespace {
 
+using Tonvale::support::Fd;
 using Tonvale::support::Guarded;
 using Tonvale::support::LogLine;
-using Tonvale::support::Fd;
 
 constexpr off_t kMostBytes = 1024 * 1024;
 constexpr mode_t kMode = 0644;

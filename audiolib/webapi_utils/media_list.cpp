@@ -1,8 +1,8 @@
 #include <string>
 
 #include "support/boundary.h"
-#include "support/song_list.h"
 #include "support/log.h"
+#include "support/song_list.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 #include "webapi_utils/source.h"

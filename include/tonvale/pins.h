@@ -90,7 +90,10 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     //   out       the new pin as the readers return it; unchanged after a failure
     bool Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
              PinData &out) noexcept;
+    // Takes the pin with this id away; the others keep their sort keys. False when the user has no
+    // such pin (error 6); when it could not be done, or the id is no number (error 8).
     bool Unpin(const std::string &id) noexcept;
+    // Gives the pin with this id a name. False as Unpin; also for one that is not UTF-8 (error 8).
     bool Rename(const std::string &id, const std::string &name) noexcept;
 
     // Read one pin: by its id, or by its type and the stored text of its criteria. A folder or
@@ -99,8 +102,8 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     bool GetPinByUserTypeCriteria(const std::string &type, const std::string &criteriaJson,
                                   PinData &out) noexcept;
 
-    // Appends the user's pins to `out` in their order, nothing after a failure. A negative limit means no limit, a negative
-    // offset is an error of the database.
+    // Appends the user's pins to `out` in their order, nothing after a failure. A negative limit
+    // means no limit, a negative offset is an error of the database.
     bool ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept;
 
     // Puts the pins that ListPinByUser lists for offset and limit into the order of `ids`, which

@@ -67,7 +67,7 @@ class TONVALE_EXPORT SharingManager {
     // True when the user exists and has the sharing permission.
     bool IsUserAllowSharing(const unsigned int &uid) noexcept;
 
-    // ---- rows ------------------------------------------------------------------------------------
+    // ---- rows -----------------------------------------------------------------------------------
 
     // True when no link has the identifier, and also when that could not be asked: take the answer
     // as "may be used".
@@ -101,7 +101,7 @@ class TONVALE_EXPORT SharingManager {
     // The object of the web API: id, url, date_available, date_expired ("0" for none), status.
     void ConvertSharingInfoObj(const SharingData &rec, Json::Value &out) noexcept;
 
-    // ---- single songs ----------------------------------------------------------------------------
+    // ---- single songs ---------------------------------------------------------------------------
 
     // The playlist file of a user's single shared songs, or "".
     std::string GetPredefinedSharingPlsPath(const std::string &user) noexcept;
@@ -119,7 +119,7 @@ class TONVALE_EXPORT SharingManager {
     bool ShareSingleSong(bool add, const std::string &user, const std::string &songId,
                          const std::string &songPath) noexcept;
 
-    // ---- songs of a link -------------------------------------------------------------------------
+    // ---- songs of a link ------------------------------------------------------------------------
 
     // The identifier of the shared playlist's first song.
     bool GetFirstSongIdInPlaylist(const SharingData &rec, std::string &songId) noexcept;
@@ -127,11 +127,11 @@ class TONVALE_EXPORT SharingManager {
     // True when the song, by its path or virtual name, is in the shared playlist.
     bool CheckSongAllowSharing(const SharingData &rec, const std::string &song) noexcept;
 
-    // ---- address ---------------------------------------------------------------------------------
+    // ---- address --------------------------------------------------------------------------------
 
     // Scheme, host and port under which the server is reached from outside, and the web portal's
-    // prefix, e.g. "https://nas.example.org:5001/portal"; from the request's environment (HTTP_HOST,
-    // SERVER_PORT, HTTPS, REQUEST_URI), the relay service, "/etc/varninfo.conf" and the
+    // prefix, e.g. "https://nas.example.org:5001/portal"; from the request's environment
+    // (HTTP_HOST, SERVER_PORT, HTTPS, REQUEST_URI), the relay service, "/etc/varninfo.conf" and the
     // dynamic-DNS tool. Found once for the life of the object.
     std::string GetRemoteAddr() noexcept;
 
@@ -143,7 +143,7 @@ class TONVALE_EXPORT SharingManager {
     std::string GetUrl(const std::string &id) noexcept;
     std::string GetUrl(const std::string &id, const std::string &path) noexcept;
 
-    // ---- all links of a user at once -------------------------------------------------------------
+    // ---- all links of a user at once ------------------------------------------------------------
 
     // Reads the user's links. True also, with nothing read, for a user without the permission.
     bool PrepareSharingCache(unsigned int uid) noexcept;
@@ -156,9 +156,9 @@ class TONVALE_EXPORT SharingManager {
 
     // Moves the link of the file `path` to the identifier of a shared normal playlist, whose row id
     // changes when the library is indexed anew; in what was read and, for the links of all users to
-    // that file, in the table. False when there is no such link, or when playlistId does not contain
-    // "playlist_shared_normal": whether it names a playlist, of that kind and in that file, is the
-    // caller's to know, of GetSharingRecordFromCache too.
+    // that file, in the table. False when there is no such link, or when playlistId does not
+    // contain "playlist_shared_normal": whether it names a playlist, of that kind and in that file,
+    // is the caller's to know, of GetSharingRecordFromCache too.
     bool CheckAndUpdateCacheRecord(const std::string &playlistId, const std::string &path) noexcept;
 
     // The same in the table alone: looks the playlist's present row id up by its path. True when
@@ -168,7 +168,7 @@ class TONVALE_EXPORT SharingManager {
     // Stores the links of a file under another playlist identifier. The result is always false.
     bool UpdatePlsId(const std::string &playlistId, const std::string &path) noexcept;
 
-    // ---- what happens to links when something else changes -----------------------------------------
+    // ---- what happens to links when something else changes --------------------------------------
 
     // A normal playlist has a new name, and so a new identifier and file.
     bool HandleNormalPlaylistRename(std::string newPlaylistId, std::string newPath,

@@ -44,8 +44,8 @@ struct TooManyEntries : std::length_error {
     TooManyEntries() : std::length_error("too many entries") {}
 };
 
-// Reads the entries of a playlist; throws TooManyEntries behind kMostEntries. Any bytes are a playlist, if perhaps an empty one; no entry is
-// empty or has a line break or NUL in it.
+// Reads the entries of a playlist; throws TooManyEntries behind kMostEntries. Any bytes are a
+// playlist, if perhaps an empty one; no entry is empty or has a line break or NUL in it.
 void ParseEntries(Format format, std::string_view bytes, const Sink &sink);
 
 }  // namespace varn::playlist

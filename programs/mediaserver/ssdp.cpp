@@ -169,7 +169,7 @@ std::optional<std::string> LocationOf(std::string_view answer) {
         const std::size_t end = std::min(answer.find('\n'), answer.size());
         const std::string_view line = Trimmed(answer.substr(0, end));
         answer.remove_prefix(std::min(end + 1, answer.size()));
-        if (first && !(line.starts_with("HTTP/1.") && line.substr(8).starts_with(" 200"))) {
+        if (first && !(line.starts_with("HTTP/1.") && line.substr(7).find(" 200") == 1)) {
             return std::nullopt;
         }
         const std::size_t colon = line.find(':');

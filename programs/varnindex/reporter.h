@@ -23,8 +23,6 @@ class Reporter {
     Reporter(const Reporter &) = delete;
     Reporter &operator=(const Reporter &) = delete;
 
-    bool ShowsProgress() const { return isTerminal_; }
-
     void Warn(std::string_view text);
     void WarnOfAll(const std::vector<std::string> &texts);
 

@@ -11,8 +11,8 @@
 #include <utility>
 #include <vector>
 
-#include "support/sockets.h"
 #include "support/scripted_http.h"
+#include "support/sockets.h"
 
 namespace tonvale_test {
 

@@ -200,6 +200,16 @@ TEST_F(CommandLineTest, StartsADatabaseThatIsStopped) {
     EXPECT_EQ(Tonvale({"start"}).status, 0);
 }
 
+TEST_F(CommandLineTest, TheProgramOfTheReadmeListsAnArtistsSongs) {
+    TrackRow row = Track(1, "ours");
+    row.artist = "O'Brien & Sons";
+    Store(row);
+    Store(Track(2, "another's"));
+    const Finished list = Command({row.artist}, "", "readme-artist").Wait();
+    EXPECT_EQ(list.status, 0) << list.err;
+    EXPECT_EQ(list.out, "ours\n");
+}
+
 TEST_F(CommandLineTest, TellsWhenItsOutputIsLost) {
     Store(Track(1, "t"));
     for (const std::vector<std::string> &arguments :

@@ -20,16 +20,17 @@ struct Finished {
     std::string err;
 };
 
-// A run of `tonvale` that has been started. It works on this process's root unless the arguments
-// name another one.
+// A run of `tonvale`, or of another program of the build, that has been started. It works on this
+// process's root unless the arguments name another one.
 class Command {
   public:
     // Its standard output goes to the file `outFile` when there is one.
-    explicit Command(std::vector<std::string> arguments, const std::string &outFile = "")
+    explicit Command(std::vector<std::string> arguments, const std::string &outFile = "",
+                     const std::string &name = "tonvale")
         : out_(outFile.empty() ? memfd_create("out", MFD_CLOEXEC)
                                : open(outFile.c_str(), O_WRONLY | O_CLOEXEC)),
           err_(memfd_create("err", MFD_CLOEXEC)) {
-        std::string program = TONVALE_PROGRAM_DIR "/tonvale";
+        std::string program = TONVALE_PROGRAM_DIR "/" + name;
         std::vector<char *> argv = {program.data()};
         for (std::string &argument : arguments) {
             argv.push_back(argument.data());

@@ -296,7 +296,6 @@ TEST_F(MovesTest, ListsOfSharedSongsBearSongsThatFollowEachOther) {
         << text;
 }
 
-// Known names, and other songs behind them.
 // So many files are new that they are not remembered between the two looks at the folders.
 TEST_F(MovesTest, SwappedSongsKeepTheirRowsAmongManyNewFiles) {
     for (const int i : {1, 2}) {

@@ -110,7 +110,8 @@ class SqlTemplate {
 
 // Fills the placeholders of a statement (VARNDBEscapeStringEX3) with ints and texts. Returns the
 // statement, or nothing, error state set, when it could not be built (a null text, one that is not
-// UTF-8, one that holds a NUL, memory). Nothing must not become an empty condition, which would let every row through.
+// UTF-8, one that holds a NUL, memory). Nothing must not become an empty condition, which would let
+// every row through.
 template <typename... Args>
 [[nodiscard]] std::optional<std::string> Sql(
     SqlTemplate<std::type_identity_t<std::decay_t<Args>>...> text, const Args &...args) {
