@@ -54,8 +54,8 @@ Database OpenDatabase() {
     return database;
 }
 
-// What fails is logged there; the table has the rating. Anybody who may read the files can keep them
-// locked: when the time is over, the others are written without waiting.
+// What fails is logged there; the table has the rating. Anybody who may read the files can keep
+// them locked: when the time is over, the others are written without waiting.
 void WriteFiles(const std::vector<std::string> &paths, unsigned uid, unsigned star) {
     const auto end = Clock::now() + kPatience;
     for (const std::string &path : paths) {

@@ -234,8 +234,8 @@ std::string Links::NewId() {
     NoAnswer();
 }
 
-// Nothing in the table keeps a playlist from having two links, of which an update or a removal would
-// take both. The lock goes with the connection.
+// Nothing in the table keeps a playlist from having two links, of which an update or a removal
+// would take both. The lock goes with the connection.
 void Links::WaitForTurn() {
     constexpr int kLinksOfUser = 0x4C4E4B;  // among the database's other locks
     Read("SET lock_timeout = '10s'");
