@@ -1,4 +1,6 @@
 #include <array>
+#include <cstddef>
+#include <cstdint>
 
 #include "mp3_utils/reader.h"
 #include "mp3_utils/source.h"
@@ -14,6 +16,7 @@ constexpr int kLayers = 3;
 constexpr int kMpeg25 = 3;  // the version number of MPEG-2.5
 constexpr int kBitRateIndexes = 16;
 constexpr int kLastBitRateIndex = 14;
+constexpr int kSampleRateIndexes = 4;
 constexpr int kReservedRateIndex = 3;
 constexpr int kJointStereo = 1;
 
@@ -33,7 +36,7 @@ constexpr std::array<BitRates, kLayers> kMpeg2BitRates = {{
 constexpr std::array<std::array<BitRates, kLayers>, kVersions> kBitRates = {
     kMpeg1BitRates, kMpeg2BitRates, kMpeg2BitRates};
 
-constexpr int kSampleRates[kVersions][4] = {
+constexpr int kSampleRates[kVersions][kSampleRateIndexes] = {
     {44100, 48000, 32000, 0},
     {22050, 24000, 16000, 0},
     {11025, 12000, 8000, 0},
@@ -46,6 +49,27 @@ constexpr double kLengthFactors[kVersions][kLayers] = {
     {24000.0, 72000.0, 72000.0},
     {0, 0, 0},
 };
+
+// (bit rate * factor) / sampling rate, without padding; 0 where there is no length.
+using Lengths =
+    std::array<std::array<std::array<uint16_t, kSampleRateIndexes>, kBitRateIndexes>, kLayers>;
+constexpr std::array<Lengths, kVersions> MakeLengths() {
+    std::array<Lengths, kVersions> all{};
+    for (std::size_t version = 0; version < kVersions; ++version) {
+        for (std::size_t layer = 0; layer < kLayers; ++layer) {
+            for (std::size_t bits = 0; bits < kBitRateIndexes; ++bits) {
+                for (std::size_t rate = 0; rate < kReservedRateIndex; ++rate) {
+                    const double product =
+                        kBitRates[version][layer][bits] * kLengthFactors[version][layer];
+                    all[version][layer][bits][rate] = static_cast<uint16_t>(
+                        static_cast<int>(product) / kSampleRates[version][rate]);
+                }
+            }
+        }
+    }
+    return all;
+}
+constexpr std::array<Lengths, kVersions> kLengths = MakeLengths();
 
 constexpr int kNoFrame = 0;
 constexpr int kReservedVersion = -1;
@@ -113,13 +137,13 @@ void ReadMode(int fourth, MPEG_FRAME_HEADER &header) {
     header.emphasis = fourth & 3;
 }
 
-bool ComputeLength(int64_t fileSize, MPEG_FRAME_HEADER &header) {
+bool ComputeLength(int third, int64_t fileSize, MPEG_FRAME_HEADER &header) {
     if (header.version == kMpeg25) {
         return false;
     }
-    const double product = header.bitRate * kLengthFactors[header.version - 1][header.layer - 1];
+    const auto &lengths = kLengths[header.version - 1][header.layer - 1];
     const int slot = header.layer == 1 ? 4 : 1;  // bytes that padding adds
-    header.frameLength = static_cast<int>(product) / header.sampleRate + slot * header.padding;
+    header.frameLength = lengths[third >> 4][(third >> 2) & 3] + slot * header.padding;
     if (header.frameLength == 0) {
         return false;
     }
@@ -130,12 +154,15 @@ bool ComputeLength(int64_t fileSize, MPEG_FRAME_HEADER &header) {
 bool ReadHeader(MPEG_READER &reader, int64_t position, MPEG_FRAME_HEADER &header) {
     header.position = position;
     const int second = ByteAt(reader, position + 1);
-    if (!ReadVersion(second, header) || !ReadLayer(second, header) ||
-        !ReadRates(ByteAt(reader, position + 2), header)) {
+    if (!ReadVersion(second, header) || !ReadLayer(second, header)) {
+        return false;
+    }
+    const int third = ByteAt(reader, position + 2);
+    if (!ReadRates(third, header)) {
         return false;
     }
     ReadMode(ByteAt(reader, position + 3), header);
-    return ComputeLength(reader.fileSize, header);
+    return ComputeLength(third, reader.fileSize, header);
 }
 
 }  // namespace
