@@ -69,15 +69,19 @@ void GoneRows::HasLostItsPath(int id) {
 }
 
 void GoneRows::KeepThoseBack(Database &database,
-                             const std::function<bool(const std::string &path)> &isBack) {
+                             const std::function<bool(const KnownRow &row)> &isBack) {
     std::vector<int> ids = Left();
     std::erase_if(ids, [this](int id) { return !rows_.at(id).hasItsPath; });
     ForBatches(ids, [&](const std::string &list) {
         const Rows found =
             database.Query("SELECT id, path FROM track WHERE id = ANY ('{" + list + "}')");
         for (int row = 0; row < found.Count(); ++row) {
-            if (isBack(found.Field(row, "path"))) {
-                rows_.erase(static_cast<int>(found.Number(row, "id")));
+            KnownRow gone;
+            gone.id = static_cast<int>(found.Number(row, "id"));
+            gone.path = found.Field(row, "path");
+            gone.userid = rows_.at(gone.id).userid;
+            if (isBack(gone)) {
+                rows_.erase(gone.id);
             }
         }
     });

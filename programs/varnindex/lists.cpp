@@ -78,8 +78,12 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
     const Rows rows = places_.GoneLists();
     std::vector<int> back;
     for (int row = 0; row < rows.Count(); ++row) {
-        const std::string path = rows.Field(row, "path");
-        if (!secondLook_.IsBack(path)) {
+        KnownRow list;
+        list.id = static_cast<int>(rows.Number(row, "id"));
+        list.path = rows.Field(row, "path");
+        list.userid = static_cast<unsigned>(rows.Number(row, "userid"));
+        list.isList = true;
+        if (!secondLook_.IsBack(list)) {
             continue;
         }
         const auto folder = NumberOrNone(rows.Number(row, "emptied"));
@@ -88,9 +92,9 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
             ++emptied.at(*folder).lists;
         } else {
             ++counts_.unchanged;
-            places_.Keep(path);
+            places_.KeepList(list.id);
         }
-        back.push_back(static_cast<int>(rows.Number(row, "id")));
+        back.push_back(list.id);
     }
     places_.ForgetGoneLists(back);
 }

@@ -160,6 +160,9 @@ void Scan::Survey() {
             case Event::Kind::kKept:
                 heldBack_.AddUnseen(event->work.known);
                 places_.NoteFile(event->work.known.path, event->work.known.userid);
+                if (event->work.known.isList) {
+                    places_.KeepList(event->work.known.id);
+                }
                 break;
             case Event::Kind::kGap:
                 heldBack_.AddGap(std::move(event->found), event->kept);

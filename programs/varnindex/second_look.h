@@ -3,11 +3,11 @@
 #pragma once
 
 #include <cstddef>
-#include <string>
 
 #include "database.h"
 #include "folders.h"
 #include "gone.h"
+#include "known.h"
 #include "links.h"
 #include "places.h"
 #include "stop.h"
@@ -20,8 +20,9 @@ class SecondLook {
     SecondLook(const Folders &folders, Places &places, StopQuestion isStopped)
         : folders_(folders), places_(places), library_(folders, isStopped), isStopped_(isStopped) {}
 
-    // True when the library has to have the file of that path. Its folders stay then.
-    bool IsBack(const std::string &path);
+    // True when the library has to have the row of that path: its file is there, and is not nobody's
+    // by now, nor a list another owner's, which has a new row then. Its folders stay.
+    bool IsBack(const KnownRow &row);
 
     // Keeps the rows of such songs, for the next scan to find out what they are now; returns how
     // many that are. Throws DatabaseError, too.

@@ -186,6 +186,42 @@ TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 0"), "2");
 }
 
+// A shared folder around all homes, personal libraries that come and go, and an account that goes.
+TEST_F(ScanTest, NoRowStaysWithAnOwnerOfBefore) {
+    fs::copy_file(Samples() / "plain.mp3", Home("alice") / "music/a.mp3");
+    std::ofstream(Home("alice") / "music/mine.m3u") << "a.mp3\n";
+    Register({root() / "volume1"});
+    const auto rows = [] {
+        return Query(
+            "SELECT userid, title FROM track UNION ALL SELECT 0, title FROM playlist UNION ALL"
+            " SELECT userid, title FROM personal_playlist UNION ALL SELECT userid, title"
+            " FROM personal_directory ORDER BY title");
+    };
+    const Rows everybodys = {{"0", "a"}, {"0", "mine"}};
+    const Rows hers = {{"1030", "a"}, {"1030", "mine"}, {"1030", "music"}};
+    for (const bool isPersonal : {false, true, false}) {
+        EnableHomes(isPersonal);
+        EXPECT_EQ(Index().status, 0);
+        EXPECT_EQ(rows(), isPersonal ? hers : everybodys);
+    }
+    // Nobody's is not everybody's; what was somebody's waits for the account, unless it is purged.
+    const std::string accounts = ReadFile(At(varn::path::kPasswd));
+    const std::size_t entry = accounts.find("alice:");
+    std::string without = accounts;
+    without.erase(entry, accounts.find('\n', entry) + 1 - entry);
+    EnableHomes(true);
+    WriteFile(varn::path::kPasswd, without);
+    EXPECT_EQ(Index().status, 0);
+    EXPECT_EQ(rows(), Rows());
+    WriteFile(varn::path::kPasswd, accounts);
+    EXPECT_EQ(Index().status, 0);
+    WriteFile(varn::path::kPasswd, without);
+    EXPECT_EQ(Index().status, 0);
+    EXPECT_EQ(rows(), hers);
+    EXPECT_EQ(Index({"--purge"}).status, 0);
+    EXPECT_EQ(rows(), Rows());
+}
+
 // Whatever the moment, what a killed scan leaves is a whole library, and the next scan makes of it
 // what it would have been without the accident.
 TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
