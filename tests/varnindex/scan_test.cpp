@@ -259,6 +259,9 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
         fs::rename(own("swap", i + 1), own("swap", i));
         fs::rename(Music() / "swap/other", own("swap", i + 1));
     }
+    for (int i = 100; i < 500; i += 10) {  // over another, whose row goes later
+        fs::rename(own("swap", i), own("swap", i + 2));
+    }
     for (int i = 0; i + 2 < kSongs; i += 18) {
         fs::remove(Music() / name(i));
         PutTagged(name(i + 2), "Changed " + std::to_string(i), "Jazz");
@@ -289,6 +292,23 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
             ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/25";
         }
     }
+}
+
+// Its row has the path when the scan stops, and so has that of the song which was there.
+TEST_F(ScanTest, ASongThatIsPutOverAnotherLeavesOneRowWhereverTheScanStops) {
+    for (const char *name : {"3.mp3", "4.mp3"}) {
+        std::ofstream(PutTagged(name, name), std::ios::app) << std::string(1000, *name);
+    }
+    Index();
+    const std::string id = Value("SELECT id FROM track WHERE title = '3.mp3'");
+    fs::rename(Music() / "3.mp3", Music() / "4.mp3");
+    varnindex::ScanOptions options;
+    options.isStopped = [] {
+        return Value("SELECT count(*) FROM track WHERE path LIKE '%/4.mp3'") == "2";
+    };
+    ASSERT_FALSE(ScanInProcess(options));
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT string_agg(id::text, ' ') FROM track"), id);
 }
 
 // Away when its folder is looked at, and there before its row goes.
