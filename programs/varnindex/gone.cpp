@@ -12,7 +12,7 @@ constexpr std::size_t kBatch = 5000;
 
 // With each other song of the same path; 0 where there is none.
 constexpr const char kPaths[] =
-    "SELECT t.id, t.path, coalesce(o.id, 0) AS other FROM track t LEFT JOIN track o"
+    "SELECT t.id, t.path, t.filesize, coalesce(o.id, 0) AS other FROM track t LEFT JOIN track o"
     " ON o.path = t.path AND o.id <> t.id AND NOT o.is_virtual WHERE t.id = ANY ('{@VARN:NEVAR}')";
 
 std::int64_t NameHash(const std::string &path) {
@@ -74,12 +74,9 @@ void GoneRows::HasLostItsPath(int id) {
     }
 }
 
-void GoneRows::KeepThoseBack(Database &database,
-                             const std::function<bool(const KnownRow &row)> &isBack) {
+void GoneRows::Keep(Database &database, const Question &stays) {
     const std::vector<int> left = Left();
-    std::vector<int> ids = left;
-    std::erase_if(ids, [this](int id) { return !rows_.at(id).hasItsPath; });
-    ForBatches(ids, [&](const std::string &list) {
+    ForBatches(left, [&](const std::string &list) {
         const Rows found = database.Query(Made(varn::Sql(kPaths, list)));
         // A scan that put another song there was stopped before the row went.
         std::set<int> replaced;
@@ -93,12 +90,14 @@ void GoneRows::KeepThoseBack(Database &database,
             KnownRow gone;
             gone.id = static_cast<int>(found.Number(row, "id"));
             gone.path = found.Field(row, "path");
+            gone.size = found.Number(row, "filesize");
             const auto known = rows_.find(gone.id);
-            if (known != rows_.end() && !replaced.contains(gone.id)) {
-                gone.userid = known->second.userid;
-                if (isBack(gone)) {
-                    rows_.erase(known);
-                }
+            if (known == rows_.end()) {
+                continue;
+            }
+            gone.userid = known->second.userid;
+            if (stays(gone, known->second.hasItsPath && !replaced.contains(gone.id))) {
+                rows_.erase(known);
             }
         }
     });

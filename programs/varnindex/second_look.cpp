@@ -13,12 +13,20 @@ bool SecondLook::IsBack(const KnownRow &row) {
     return isBack;
 }
 
-std::size_t SecondLook::KeepThoseBack(Database &database, GoneRows &gone) {
+bool SecondLook::MayBeUnread(const KnownRow &row) {
+    const bool mayBe = unread_.contains({row.size, row.userid});
+    if (mayBe) {
+        places_.NoteFile(row.path, row.userid);
+    }
+    return mayBe;
+}
+
+std::size_t SecondLook::KeepSome(Database &database, GoneRows &gone) {
     std::size_t kept = 0;
-    gone.KeepThoseBack(database, [&](const KnownRow &row) {
-        const bool isBack = IsBack(row);
-        kept += isBack ? 1 : 0;
-        return isBack;
+    gone.Keep(database, [&](const KnownRow &row, bool hasItsPath) {
+        const bool stays = (hasItsPath && IsBack(row)) || MayBeUnread(row);
+        kept += stays ? 1 : 0;
+        return stays;
     });
     return kept;
 }

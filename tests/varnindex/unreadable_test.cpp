@@ -125,6 +125,37 @@ TEST_F(UnreadableTest, AFileThatCannotBeOpenedIsTriedEachTime) {
     Expect(Index(), 0, Summary(1, 0, 0, 0));
 }
 
+// Renamed, to a new name or over another song, and out of reach just then.
+TEST_F(UnreadableTest, ASongThatCannotBeReadAtItsNewPathKeepsItsRow) {
+    for (const char *name : {"a/1.mp3", "a/2.mp3"}) {
+        std::ofstream(PutTagged(name, name), std::ios::app) << std::string(1000, name[2]);
+    }
+    Index();
+    Rate("true", 5);
+    const std::string id = Value("SELECT id FROM track WHERE title = 'a/1.mp3'");
+    const auto move = [&](const char *from, const char *to, int removed) {
+        fs::rename(Music() / "a" / from, Music() / "a" / to);
+        ScanWith(Music(), [] {
+            fs::rename(Music() / "a", scratch() / "away");
+            fs::create_directory(Music() / "a");
+        });
+        fs::remove(Music() / "a");
+        fs::rename(scratch() / "away", Music() / "a");
+        EXPECT_EQ(Value("SELECT count(*) FROM track JOIN directory d ON track.path ="
+                        " d.path || '/" +
+                        std::string(from) + "' AND track.id = " + id),
+                  "1");
+        EXPECT_EQ(Index({"--dry-run"}).out.find("moved 1, removed " + std::to_string(removed)),
+                  std::string("added 0, changed 0, ").size());
+    };
+    move("1.mp3", "3.mp3", 0);
+    Index();
+    move("3.mp3", "2.mp3", 1);
+    ScanWith(Music(), [] { fs::rename(Music() / "a/2.mp3", scratch() / "2.mp3"); });
+    Index({"--purge"});
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "50");
+}
+
 // Nothing of others gets into a home by a link that is put in a file's place behind the walk.
 TEST_F(UnreadableTest, AFileThatBecomesALinkBehindTheWalkIsNotRead) {
     EnableHomes(true);
