@@ -19,8 +19,8 @@ class HomeLinks {
 
     // The user to whom what is at `path` has to belong for being indexed, in a home and reached by a
     // link that leads out of it: the home's owner, or kNobody where the home's folder is itself a
-    // link to what is not his. 0 anywhere else. With a descriptor of what was found there the answer
-    // is about that, whatever is put in its place meanwhile.
+    // link to what is not his. 0 anywhere else. With a descriptor of what was found there the
+    // answer is about that, whatever is put in its place meanwhile.
     unsigned RequiredOwner(const std::string &path, int descriptor = -1);
 
     // The user in whose home a path is; 0 anywhere else.

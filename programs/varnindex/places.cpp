@@ -146,7 +146,7 @@ Places::Places(Database &database, const Folders &folders)
 
 void Places::NoteFile(const std::string &path, unsigned userid) {
     const std::string folder = FolderOf(path);
-    if (folder != lastFolder_ && userid != kNobody) {
+    if ((folder != lastFolder_ || userid != lastOwner_) && userid != kNobody) {
         NoteFolder(folder, userid);
     }
 }

@@ -31,8 +31,8 @@ class Places {
     void NoteGoneList(int id, std::optional<std::size_t> emptied);
     void ForgetGoneLists(const std::vector<int> &ids);  // behind Flush
 
-    // Those, behind Flush: id, path, userid, and the number of the emptied folder, -1 where there is
-    // none.
+    // Those, behind Flush: id, path, userid, and the number of the emptied folder, -1 where there
+    // is none.
     Rows GoneLists();
 
     // Writes out what was noted. Throws DatabaseError, as all of these.

@@ -1,6 +1,6 @@
-// Rows that do not go yet. Their files are there again: an editor puts a new one in place of the old,
-// a disk is mounted, and their folder was looked at in the moment between. Or they may be what could
-// not be read.
+// Rows that do not go yet. Their files are there again: an editor puts a new one in place of the
+// old, a disk is mounted, and their folder was looked at in the moment between. Or they may be what
+// could not be read.
 #pragma once
 
 #include <cstddef>
@@ -24,8 +24,8 @@ class SecondLook {
     SecondLook(const Folders &folders, Places &places, StopQuestion isStopped)
         : folders_(folders), places_(places), library_(folders, isStopped), isStopped_(isStopped) {}
 
-    // True when the library has to have the row of that path: its file is there, and is not nobody's
-    // by now, nor a list another owner's, which has a new row then. Its folders stay.
+    // True when the library has to have the row of that path: its file is there, and is not
+    // nobody's by now, nor a list another owner's, which has a new row then. Its folders stay.
     bool IsBack(const KnownRow &row);
 
     // A file that cannot be read just now: what it is may be a song that has moved there.

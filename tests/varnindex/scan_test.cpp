@@ -314,12 +314,15 @@ TEST_F(ScanTest, ASongThatIsPutOverAnotherLeavesOneRowWhereverTheScanStops) {
 // Away when its folder is looked at, and there before its row goes.
 TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
     PutTagged("a/1.mp3", "Edited");
+    Write("a/list.m3u", "1.mp3\n");
     for (int i = 0; i < 50; ++i) {
         Put("b/" + std::to_string(i) + ".mp3");
     }
     Index();
     const Rows before = Everything();
+    const std::string list = Value("SELECT id FROM playlist");
     fs::rename(Music() / "a/1.mp3", scratch() / "1.mp3");
+    fs::rename(Music() / "a/list.m3u", scratch() / "list.m3u");
     Put("a/2.mp3", "plain.mp3");
     static int questions;
     questions = 0;
@@ -327,10 +330,12 @@ TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
     options.isStopped = [] {
         if (++questions == 40) {  // behind the folder "a"
             fs::rename(scratch() / "1.mp3", Music() / "a/1.mp3");
+            fs::rename(scratch() / "list.m3u", Music() / "a/list.m3u");
         }
         return false;
     };
     EXPECT_TRUE(ScanInProcess(options));
+    EXPECT_EQ(Value("SELECT id FROM playlist"), list);
     fs::remove(Music() / "a/2.mp3");
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 51, failed 0");
     EXPECT_EQ(Everything(), before);
