@@ -3,11 +3,17 @@
 #include <algorithm>
 
 #include "hash.h"
+#include "varn/sql.h"
 
 namespace varnindex {
 namespace {
 
 constexpr std::size_t kBatch = 5000;
+
+// With each other song of the same path; 0 where there is none.
+constexpr const char kPaths[] =
+    "SELECT t.id, t.path, t.filesize, coalesce(o.id, 0) AS other FROM track t LEFT JOIN track o"
+    " ON o.path = t.path AND o.id <> t.id AND NOT o.is_virtual WHERE t.id = ANY ('{@VARN:NEVAR}')";
 
 std::int64_t NameHash(const std::string &path) {
     return Hasher().Add(std::string_view(path).substr(path.rfind('/') + 1)).Value();
@@ -68,16 +74,30 @@ void GoneRows::HasLostItsPath(int id) {
     }
 }
 
-void GoneRows::KeepThoseBack(Database &database,
-                             const std::function<bool(const std::string &path)> &isBack) {
-    std::vector<int> ids = Left();
-    std::erase_if(ids, [this](int id) { return !rows_.at(id).hasItsPath; });
-    ForBatches(ids, [&](const std::string &list) {
-        const Rows found =
-            database.Query("SELECT id, path FROM track WHERE id = ANY ('{" + list + "}')");
+void GoneRows::Keep(Database &database, const Question &stays) {
+    const std::vector<int> left = Left();
+    ForBatches(left, [&](const std::string &list) {
+        const Rows found = database.Query(Made(varn::Sql(kPaths, list)));
+        // A scan that put another song there was stopped before the row went.
+        std::set<int> replaced;
         for (int row = 0; row < found.Count(); ++row) {
-            if (isBack(found.Field(row, "path"))) {
-                rows_.erase(static_cast<int>(found.Number(row, "id")));
+            const int other = static_cast<int>(found.Number(row, "other"));
+            if (other != 0 && !std::binary_search(left.begin(), left.end(), other)) {
+                replaced.insert(static_cast<int>(found.Number(row, "id")));
+            }
+        }
+        for (int row = 0; row < found.Count(); ++row) {
+            KnownRow gone;
+            gone.id = static_cast<int>(found.Number(row, "id"));
+            gone.path = found.Field(row, "path");
+            gone.size = found.Number(row, "filesize");
+            const auto known = rows_.find(gone.id);
+            if (known == rows_.end()) {
+                continue;
+            }
+            gone.userid = known->second.userid;
+            if (stays(gone, known->second.hasItsPath && !replaced.contains(gone.id))) {
+                rows_.erase(known);
             }
         }
     });

@@ -55,10 +55,10 @@ class GoneRows {
     // The file at the row's path was stored with another row.
     void HasLostItsPath(int id);
 
-    // Asks for the path of each row that is to be removed, unless another has it now, whether its
-    // file is there again: then the row is not gone. Throws DatabaseError.
-    void KeepThoseBack(Database &database,
-                       const std::function<bool(const std::string &path)> &isBack);
+    // Asks for each row that is to be removed whether it stays for now. The question gets id, path,
+    // size and owner, and whether no other song has the path now. Throws DatabaseError.
+    using Question = std::function<bool(const KnownRow &row, bool hasItsPath)>;
+    void Keep(Database &database, const Question &stays);
 
     // The row's path is there. True for a row that was gone, and is not any more; one whose file has
     // changed waits for what is in it.

@@ -40,7 +40,7 @@ const HomeLinks::Home &HomeLinks::HomeOf(const OwnedFolder &folder) {
     return home;
 }
 
-unsigned HomeLinks::RequiredOwner(const std::string &path) {
+unsigned HomeLinks::RequiredOwner(const std::string &path, int descriptor) {
     const OwnedFolder *const folder = folders_.Of(path);
     if (folder == nullptr || folder->userid == 0) {
         return 0;
@@ -50,7 +50,10 @@ unsigned HomeLinks::RequiredOwner(const std::string &path) {
         return kNobody;
     }
     std::error_code error;
-    const std::string real = fs::canonical(path, error).string();
+    const std::string real =
+        (descriptor < 0 ? fs::canonical(path, error)
+                        : fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error))
+            .string();
     if (error) {
         return kNobody;  // it has changed since it was found
     }

@@ -19,8 +19,12 @@ class HomeLinks {
 
     // The user to whom what is at `path` has to belong for being indexed, in a home and reached by a
     // link that leads out of it: the home's owner, or kNobody where the home's folder is itself a
-    // link to what is not his. 0 anywhere else.
-    unsigned RequiredOwner(const std::string &path);
+    // link to what is not his. 0 anywhere else. With a descriptor of what was found there the
+    // answer is about that, whatever is put in its place meanwhile.
+    unsigned RequiredOwner(const std::string &path, int descriptor = -1);
+
+    // The user in whose home a path is; 0 anywhere else.
+    unsigned OwnerOfHome(const std::string &path) const { return folders_.OwnerOf(path); }
 
     static constexpr const char *kReason =
         "a link leads there, out of the home, and it does not belong to the home's owner";

@@ -226,7 +226,7 @@ int Inspect(const std::string &givenPath) {
     PrintNames(*read.song);
     PrintSheet(*read.song, read.embeddedCue);
     std::string problem;
-    const auto stream = OpenStream(path, problem);
+    const auto stream = OpenStream(path, {}, problem);
     if (!stream) {
         return Skipped(problem);
     }

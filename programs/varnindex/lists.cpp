@@ -18,11 +18,11 @@ namespace {
 // Of a longer list the beginning and the size tell it from others.
 constexpr std::size_t kMostBytes = 16U << 20;
 
-// A hash of what is in a list; 0 where that cannot be read.
-std::int64_t ContentsOf(const std::string &path) {
+// A hash of what is in a list; 0 where that cannot be read, or may not be what was seen.
+std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
     const Descriptor fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
-    if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode)) {
+    if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode) || !seen.MayBe(info)) {
         return 0;
     }
     std::string text(std::min<std::size_t>(info.st_size, kMostBytes), '\0');
@@ -42,7 +42,7 @@ void Lists::Found(const Work &work) {
     const bool isNew = work.known.id == 0;
     const bool isSame = !isNew && work.known.modified == work.modified;
     const std::int64_t contents =
-        isSame && work.known.contents != 0 ? work.known.contents : ContentsOf(work.path);
+        isSame && work.known.contents != 0 ? work.known.contents : ContentsOf(work.path, work.seen);
     places_.NoteList(work.path, work.modified, work.userid, contents);
     if (work.sheets && !isSame) {
         for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
@@ -78,8 +78,12 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
     const Rows rows = places_.GoneLists();
     std::vector<int> back;
     for (int row = 0; row < rows.Count(); ++row) {
-        const std::string path = rows.Field(row, "path");
-        if (!secondLook_.IsBack(path)) {
+        KnownRow list;
+        list.id = static_cast<int>(rows.Number(row, "id"));
+        list.path = rows.Field(row, "path");
+        list.userid = static_cast<unsigned>(rows.Number(row, "userid"));
+        list.isList = true;
+        if (!secondLook_.IsBack(list)) {
             continue;
         }
         const auto folder = NumberOrNone(rows.Number(row, "emptied"));
@@ -88,9 +92,9 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
             ++emptied.at(*folder).lists;
         } else {
             ++counts_.unchanged;
-            places_.Keep(path);
+            places_.KeepList(list.id);
         }
-        back.push_back(static_cast<int>(rows.Number(row, "id")));
+        back.push_back(list.id);
     }
     places_.ForgetGoneLists(back);
 }

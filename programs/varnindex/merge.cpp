@@ -141,6 +141,7 @@ Event Merge::OfFile(Found found) {
     event.work.size = found.size;
     event.work.modified = StorableTime(found.modified);
     event.work.userid = OwnerOf(found.path);
+    event.work.seen = found.seen;
     event.work.sheets = std::move(found.sheets);
     event.work.hasAttributes = found.hasAttributes;
     event.work.path = std::move(found.path);

@@ -20,6 +20,7 @@ constexpr const char kCreate[] =
     "CREATE TEMP TABLE found_place (is_list boolean, userid integer, path text, title text,"
     " album text, mdate timestamp, contents bigint);"
     "CREATE TEMP TABLE kept_place (path text);"
+    "CREATE TEMP TABLE kept_list (id integer);"
     "CREATE TEMP TABLE known_list AS SELECT * FROM"
     " (SELECT id, path, 0 AS userid, mdate FROM playlist UNION ALL"
     " SELECT id, path, userid, mdate FROM personal_playlist) l LEFT JOIN list_contents USING (id);"
@@ -29,6 +30,7 @@ constexpr const char kCreate[] =
 constexpr const char kCopyFound[] =
     "COPY found_place (is_list, userid, path, title, album, mdate, contents) FROM STDIN";
 constexpr const char kCopyKept[] = "COPY kept_place (path) FROM STDIN";
+constexpr const char kCopyKeptLists[] = "COPY kept_list (id) FROM STDIN";
 constexpr const char kCopyGone[] = "COPY gone_list (id, emptied) FROM STDIN";
 
 // Two roots may note the same folder above them.
@@ -53,7 +55,8 @@ constexpr const char kRemoveEmpty[] =
     " (SELECT FROM @VARN:NEVARdirectory WHERE path ^@ '@VARN:VAR'@VARN:NEVAR) AND NOT EXISTS"
     " (SELECT FROM @VARN:NEVARplaylist WHERE path ^@ '@VARN:VAR'@VARN:NEVAR)";
 constexpr const char kDropPrepared[] =
-    "DROP TABLE place; DROP TABLE found_place, kept_place, known_list, gone_list, moved_list";
+    "DROP TABLE place;"
+    "DROP TABLE found_place, kept_place, kept_list, known_list, gone_list, moved_list";
 
 // One of the four tables. The shared ones have no owner.
 struct Table {
@@ -83,11 +86,15 @@ std::string DeleteSql(const Table &table, const std::string &scope, const std::s
            " WHERE id IN (SELECT id FROM (SELECT id, path, " + owner + " FROM " + table.name +
            ") t WHERE (" + scope + ") AND NOT " + unseen +
            // What the library has made or renamed since the scan began may have been walked past.
-           (table.isList ? " AND (id, path) IN (SELECT id, path FROM known_list)" : "") +
+           (table.isList ? " AND (id, path) IN (SELECT id, path FROM known_list)"
+                           " AND NOT EXISTS (SELECT FROM kept_list k WHERE k.id = t.id)"
+                         : "") +
            " AND NOT EXISTS (SELECT FROM place p WHERE " + Wanted(table) +
            " AND p.path = t.path AND p.userid = t.userid)"
-           " AND NOT EXISTS (SELECT FROM kept_place k WHERE t.path = k.path"
-           " OR (k.path LIKE '%/' AND t.path || '/' ^@ k.path)))";
+           // Apart, because an OR of the two would look at each pair of rows.
+           " AND NOT EXISTS (SELECT FROM kept_place k WHERE k.path = t.path)"
+           " AND NOT EXISTS (SELECT FROM kept_place k WHERE k.path LIKE '%/'"
+           " AND t.path || '/' ^@ k.path))";
 }
 
 // A row keeps its id and date; that a list has changed is told by its time.
@@ -112,6 +119,11 @@ bool IsGone(const std::string &path) {
     return ::stat(path.c_str(), &info) != 0 && (errno == ENOENT || errno == ENOTDIR);
 }
 
+// A user's rows stay in a home that is nobody's, where the account is gone.
+bool MayHaveRows(unsigned userid, const OwnedFolder &folder) {
+    return folder.userid == userid || (folder.userid == kNobody && userid != 0);
+}
+
 std::string NameOf(const std::string &path) {
     return path.substr(path.rfind('/') + 1);
 }
@@ -134,7 +146,7 @@ Places::Places(Database &database, const Folders &folders)
 
 void Places::NoteFile(const std::string &path, unsigned userid) {
     const std::string folder = FolderOf(path);
-    if (folder != lastFolder_) {
+    if ((folder != lastFolder_ || userid != lastOwner_) && userid != kNobody) {
         NoteFolder(folder, userid);
     }
 }
@@ -169,7 +181,7 @@ void Places::ForgetGoneLists(const std::vector<int> &ids) {
 
 Rows Places::GoneLists() {
     return database_.Query(
-        "SELECT id, path, COALESCE(emptied, -1) AS emptied FROM gone_list"
+        "SELECT id, path, userid, COALESCE(emptied, -1) AS emptied FROM gone_list"
         " JOIN known_list USING (id) ORDER BY path COLLATE \"C\"");
 }
 
@@ -179,7 +191,7 @@ void Places::NoteFolder(const std::string &path, unsigned userid) {
     const bool isSameOwner = std::exchange(lastOwner_, userid) == userid;
     for (std::string folder = path;; folder = FolderOf(folder)) {
         const OwnedFolder *const configured = folders_.Of(folder);
-        if (configured == nullptr || configured->userid != userid ||
+        if (configured == nullptr || !MayHaveRows(userid, *configured) ||
             (isSameOwner && last.starts_with(folder + "/"))) {
             return;
         }
@@ -199,25 +211,28 @@ void Places::Keep(const std::string &path) {
     FlushIfFull();
 }
 
+void Places::KeepList(int id) {
+    keptLists_ += std::to_string(id) + '\n';
+    FlushIfFull();
+}
+
 void Places::FlushIfFull() {
-    if (rows_.size() + kept_.size() + gone_.size() >= kFullBytes) {
+    if (rows_.size() + kept_.size() + keptLists_.size() + gone_.size() >= kFullBytes) {
         Flush();
     }
 }
 
 void Places::Flush() {
-    if (!rows_.empty()) {
-        database_.CopyIn(kCopyFound, rows_);
-    }
-    if (!kept_.empty()) {
-        database_.CopyIn(kCopyKept, kept_);
-    }
-    if (!gone_.empty()) {
-        database_.CopyIn(kCopyGone, gone_);
-    }
-    rows_.clear();
-    kept_.clear();
-    gone_.clear();
+    const auto copy = [this](const char *statement, std::string &rows) {
+        if (!rows.empty()) {
+            database_.CopyIn(statement, rows);
+        }
+        rows.clear();
+    };
+    copy(kCopyFound, rows_);
+    copy(kCopyKept, kept_);
+    copy(kCopyKeptLists, keptLists_);
+    copy(kCopyGone, gone_);
 }
 
 // The library takes a list's file away first and then its row. So a row that it has deleted since

@@ -132,7 +132,7 @@ Readers::Slot *Readers::NextSlot(std::unique_lock<std::mutex> &lock) {
 void Readers::Read(ReadWork &read) const {
     try {
         const Work &work = read.work;
-        read.result = ReadSong(work.path, work.size, work.modified, pictures_);
+        read.result = ReadSong(work.path, work.size, work.modified, pictures_, work.seen);
         if (!read.result.song) {
             return;
         }

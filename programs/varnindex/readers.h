@@ -13,6 +13,7 @@
 #include <vector>
 
 #include "known.h"
+#include "seen_file.h"
 #include "sheets.h"
 #include "song.h"
 #include "tags.h"
@@ -27,7 +28,8 @@ struct Work {
     unsigned userid = 0;
     std::shared_ptr<FolderSheets> sheets = {};
     bool hasAttributes = false;  // an extended-attribute folder is beside it
-    KnownRow known = {};         // id 0: none
+    SeenFile seen = {};
+    KnownRow known = {};  // id 0: none
 };
 
 struct ReadWork {

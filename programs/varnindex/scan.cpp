@@ -160,6 +160,9 @@ void Scan::Survey() {
             case Event::Kind::kKept:
                 heldBack_.AddUnseen(event->work.known);
                 places_.NoteFile(event->work.known.path, event->work.known.userid);
+                if (event->work.known.isList) {
+                    places_.KeepList(event->work.known.id);
+                }
                 break;
             case Event::Kind::kGap:
                 heldBack_.AddGap(std::move(event->found), event->kept);
@@ -315,6 +318,8 @@ void Scan::StoreRead(ReadWork read, Round round) {
         reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
         if (read.result.isDamaged) {
             unreadable_.Note(work.path, work.size, work.modified);
+        } else if (!options_.purge) {
+            secondLook_.NoteUnread(work.size, work.userid);
         }
         gone_.IsUnreadable(work.known.id);
         return CountUnreadable(work);
@@ -425,9 +430,9 @@ void Scan::StoreElsewhere(ReadWork read, Round round) {
 }
 
 void Scan::RemoveLeft() {
-    counts_.unchanged += secondLook_.KeepThoseBack(database_, gone_);
+    counts_.unchanged += secondLook_.KeepSome(database_, gone_);
     GiveToCopies(gone_.Left());
-    counts_.unchanged += secondLook_.KeepThoseBack(database_, gone_);
+    counts_.unchanged += secondLook_.KeepSome(database_, gone_);
     for (const int id : gone_.Left()) {
         StopIfAsked(options_.isStopped);
         if (reporter_.ListsChanges()) {

@@ -2,21 +2,31 @@
 
 namespace varnindex {
 
-bool SecondLook::IsBack(const std::string &path) {
+bool SecondLook::IsBack(const KnownRow &row) {
     StopIfAsked(isStopped_);
-    const bool isBack = library_.IsThere(path);
+    const unsigned owner = folders_.OwnerOf(row.path);
+    const bool isBack =
+        owner != kNobody && (!row.isList || owner == row.userid) && library_.IsThere(row.path);
     if (isBack) {
-        places_.NoteFile(path, folders_.OwnerOf(path));
+        places_.NoteFile(row.path, owner);
     }
     return isBack;
 }
 
-std::size_t SecondLook::KeepThoseBack(Database &database, GoneRows &gone) {
+bool SecondLook::MayBeUnread(const KnownRow &row) {
+    const bool mayBe = unread_.contains({row.size, row.userid});
+    if (mayBe) {
+        places_.NoteFile(row.path, row.userid);
+    }
+    return mayBe;
+}
+
+std::size_t SecondLook::KeepSome(Database &database, GoneRows &gone) {
     std::size_t kept = 0;
-    gone.KeepThoseBack(database, [&](const std::string &path) {
-        const bool isBack = IsBack(path);
-        kept += isBack ? 1 : 0;
-        return isBack;
+    gone.Keep(database, [&](const KnownRow &row, bool hasItsPath) {
+        const bool stays = (hasItsPath && IsBack(row)) || MayBeUnread(row);
+        kept += stays ? 1 : 0;
+        return stays;
     });
     return kept;
 }

@@ -1,13 +1,17 @@
-// Files that are there again before their rows go: an editor puts a new one in place of the old, a
-// disk is mounted, and their folder was looked at in the moment between.
+// Rows that do not go yet. Their files are there again: an editor puts a new one in place of the
+// old, a disk is mounted, and their folder was looked at in the moment between. Or they may be what
+// could not be read.
 #pragma once
 
 #include <cstddef>
-#include <string>
+#include <cstdint>
+#include <set>
+#include <utility>
 
 #include "database.h"
 #include "folders.h"
 #include "gone.h"
+#include "known.h"
 #include "links.h"
 #include "places.h"
 #include "stop.h"
@@ -20,18 +24,25 @@ class SecondLook {
     SecondLook(const Folders &folders, Places &places, StopQuestion isStopped)
         : folders_(folders), places_(places), library_(folders, isStopped), isStopped_(isStopped) {}
 
-    // True when the library has to have the file of that path. Its folders stay then.
-    bool IsBack(const std::string &path);
+    // True when the library has to have the row of that path: its file is there, and is not
+    // nobody's by now, nor a list another owner's, which has a new row then. Its folders stay.
+    bool IsBack(const KnownRow &row);
 
-    // Keeps the rows of such songs, for the next scan to find out what they are now; returns how
-    // many that are. Throws DatabaseError, too.
-    std::size_t KeepThoseBack(Database &database, GoneRows &gone);
+    // A file that cannot be read just now: what it is may be a song that has moved there.
+    void NoteUnread(std::int64_t size, unsigned userid) { unread_.emplace(size, userid); }
+
+    // Keeps the rows of songs that are back or may be such a file, for the next scan to find out
+    // what they are now; returns how many that are. Throws DatabaseError, too.
+    std::size_t KeepSome(Database &database, GoneRows &gone);
 
   private:
+    bool MayBeUnread(const KnownRow &row);
+
     const Folders &folders_;
     Places &places_;
     LinkedFolders library_;
     StopQuestion isStopped_;
+    std::set<std::pair<std::int64_t, unsigned>> unread_;  // sizes and owners
 };
 
 }  // namespace varnindex

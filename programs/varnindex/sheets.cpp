@@ -32,9 +32,9 @@ bool Splits(const CueFile &file) {
 }
 
 // Takes what it reads from `bytesLeft`.
-CueResult ReadSheet(const std::string &path, std::size_t &bytesLeft) {
+CueResult ReadSheet(const std::string &path, const SeenFile &seen, std::size_t &bytesLeft) {
     CueResult result;
-    const auto stream = OpenStream(path, result.problem);
+    const auto stream = OpenStream(path, seen, result.problem);
     if (!stream) {
         return result;
     }
@@ -137,7 +137,7 @@ void FolderSheets::ReadOne(const SheetFile &file, const AudioNames &names) {
     if (!file.problem.empty()) {
         return Refuse(file, "not used, " + file.problem);
     }
-    CueResult result = ReadSheet(folder_ + file.name, bytesLeft_);
+    CueResult result = ReadSheet(folder_ + file.name, file.seen, bytesLeft_);
     if (!result.sheet) {
         return Refuse(file, "not used, " + result.problem);
     }

@@ -12,6 +12,7 @@
 
 #include "audio_names.h"
 #include "cue.h"
+#include "seen_file.h"
 #include "song.h"
 #include "split.h"
 
@@ -22,6 +23,7 @@ struct SheetFile {
     std::int64_t size = 0;      // bytes
     std::int64_t modified = 0;  // microseconds since 1970, UTC
     std::string problem = {};   // why it cannot be looked at; then it has no size and time
+    SeenFile seen = {};
 };
 
 // The sheets are read when somebody first asks for what is in them: the first thousand of a folder,

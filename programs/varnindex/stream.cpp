@@ -119,7 +119,8 @@ void BoundedStream::seek(long offset, Position from) {
     }
 }
 
-std::unique_ptr<BoundedStream> OpenStream(const std::string &path, std::string &problem) {
+std::unique_ptr<BoundedStream> OpenStream(const std::string &path, const SeenFile &seen,
+                                          std::string &problem) {
     Descriptor fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     struct stat info {};
     if (!fd || ::fstat(fd.Get(), &info) != 0) {
@@ -128,6 +129,10 @@ std::unique_ptr<BoundedStream> OpenStream(const std::string &path, std::string &
     }
     if (!S_ISREG(info.st_mode)) {
         problem = "not a regular file";
+        return nullptr;
+    }
+    if (!seen.MayBe(info)) {
+        problem = "it was replaced while the folders were looked at";
         return nullptr;
     }
     return std::make_unique<BoundedStream>(std::move(fd), path, info.st_size);

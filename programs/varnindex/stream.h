@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "descriptor.h"
+#include "seen_file.h"
 
 namespace varnindex {
 
@@ -67,7 +68,9 @@ class BoundedStream : public TagLib::IOStream {
 };
 
 // Opens nothing but a regular file: the name may have become a FIFO since the walk, and opening
-// that would wait for a writer. Null with a problem for a person.
-std::unique_ptr<BoundedStream> OpenStream(const std::string &path, std::string &problem);
+// that would wait for a writer. Null with a problem for a person, also where it may not be what was
+// `seen`.
+std::unique_ptr<BoundedStream> OpenStream(const std::string &path, const SeenFile &seen,
+                                          std::string &problem);
 
 }  // namespace varnindex

@@ -233,14 +233,14 @@ void SilenceTagLib() {
 }
 
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
-                    Pictures pictures) {
+                    Pictures pictures, const SeenFile &seen) {
     ReadResult result;
     const Format *const format = FormatOfName(path);
     if (format == nullptr) {
         result.problem = "not the name of an audio file";
         return result;
     }
-    const auto stream = OpenStream(path, result.problem);
+    const auto stream = OpenStream(path, seen, result.problem);
     if (!stream) {
         return result;
     }

@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "seen_file.h"
 #include "song.h"
 
 namespace varnindex {
@@ -28,9 +29,9 @@ enum class Pictures {
 // Reads tags and audio properties of a file with a music name (format.h). A damaged tag gives the
 // song with what can be read; a file without tags gets its name as title and its folder's name as
 // album. `size` and `modified` are what the walk saw and go into the song as they are, so that a file
-// that changes afterwards is read again; one that cannot be read to its end gives no song. Different
-// files may be read by several threads at once.
+// that changes afterwards is read again; one that cannot be read to its end gives no song, nor does
+// one that may not be what was `seen`. Different files may be read by several threads at once.
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
-                    Pictures pictures = Pictures::kCount);
+                    Pictures pictures = Pictures::kCount, const SeenFile &seen = {});
 
 }  // namespace varnindex

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "descriptor.h"
 #include "format.h"
 #include "names.h"
 
@@ -192,14 +193,6 @@ Walk::Behind Walk::LookBehindLink(const std::string &path, Reached reached, cons
     return Behind::kGoesOn;
 }
 
-unsigned Walk::RequiredOwner(const std::string &path, Reached reached) const {
-    if (homes_ == nullptr) {
-        return 0;
-    }
-    return reached == Reached::kDirectly ? levels_.back().requiredOwner
-                                         : homes_->RequiredOwner(NameOfFolder(path));
-}
-
 // Goes down into a folder. A folder that cannot be read to its end is not entered at all: half of
 // its entries would look as if the others had been deleted.
 std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
@@ -211,7 +204,9 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     const bool isLinked =
         reached == Reached::kThroughLink ||
         (reached == Reached::kAsRoot ? IsLinkedRoot(path) : levels_.back().isLinked);
-    const unsigned requiredOwner = RequiredOwner(path, reached);
+    // Of each folder anew: a link may have come in its place, or on the way to it.
+    const unsigned requiredOwner =
+        homes_ != nullptr ? homes_->RequiredOwner(NameOfFolder(path), ::dirfd(dir.get())) : 0;
     const bool isForeign = requiredOwner != 0 && requiredOwner != info.st_uid;
     const Behind behind = isLinked    ? LookBehindLink(path, reached, info, isForeign)
                           : isForeign ? Behind::kRefused
@@ -225,6 +220,7 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     Level level{path, info.st_dev, info.st_ino, {}};
     level.isLinked = isLinked;
     level.requiredOwner = requiredOwner;
+    level.homeOwner = homes_ != nullptr ? homes_->OwnerOfHome(NameOfFolder(path)) : 0;
     bool hasNames = false;
     for (;;) {
         StopIfAsked(isStopped_);
@@ -266,7 +262,7 @@ std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entrie
     std::vector<SheetFile> sheets;
     for (const Entry &entry : entries) {
         if (entry.kind && IsSheetName(entry.key) && IsUtf8(entry.key)) {
-            sheets.push_back({entry.key, entry.size, entry.modified, entry.reason});
+            sheets.push_back({entry.key, entry.size, entry.modified, entry.reason, entry.seen});
         }
     }
     if (sheets.empty()) {
@@ -289,9 +285,20 @@ bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
     });
 }
 
-unsigned Walk::RequiredOwnerOfFile(const Level &level, const char *name, bool isLink) const {
-    return isLink && homes_ != nullptr ? homes_->RequiredOwner(level.path + name)
-                                       : level.requiredOwner;
+// What an entry is, and in a home who has to own it; false with errno set. What was no link is not
+// looked at behind one, and where a link leads is found out once: both may change at any time.
+bool Walk::LookAt(int folder, const char *name, bool isLink, const Level &level, struct stat &info,
+                  unsigned &requiredOwner) const {
+    requiredOwner = level.requiredOwner;
+    if (!isLink || level.homeOwner == 0) {
+        return ::fstatat(folder, name, &info, isLink ? 0 : AT_SYMLINK_NOFOLLOW) == 0;
+    }
+    const Descriptor target(::openat(folder, name, O_PATH | O_CLOEXEC));
+    if (!target || ::fstat(target.Get(), &info) != 0) {
+        return false;
+    }
+    requiredOwner = homes_->RequiredOwner(level.path + name, target.Get());
+    return true;
 }
 
 void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &level) const {
@@ -307,7 +314,8 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
         return;
     }
     struct stat info {};
-    if (::fstatat(folder, name, &info, 0) != 0) {
+    unsigned owner = 0;
+    if (!LookAt(folder, name, type == DT_LNK, level, info, owner)) {
         const int error = errno;
         if (type == DT_REG && error == ENOENT) {
             return;  // deleted since the folder was read
@@ -321,13 +329,17 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
     } else if (S_ISDIR(info.st_mode)) {
         level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}, type == DT_LNK});
     } else if (S_ISREG(info.st_mode) && wanted) {
-        const unsigned owner = RequiredOwnerOfFile(level, name, type == DT_LNK);
         if (owner != 0 && owner != info.st_uid) {
             level.entries.push_back({name, Found::Kind::kRefused, 0, 0, HomeLinks::kReason});
             return;
         }
-        level.entries.push_back(
-            {name, Found::Kind::kFile, info.st_size, Microseconds(info.st_mtim), {}});
+        level.entries.push_back({name,
+                                 Found::Kind::kFile,
+                                 info.st_size,
+                                 Microseconds(info.st_mtim),
+                                 {},
+                                 type == DT_LNK,
+                                 {info.st_dev, info.st_ino, level.homeOwner}});
     }
 }
 
@@ -342,13 +354,16 @@ std::optional<Found> Walk::Take(Entry entry) {
     if (!entry.kind) {
         return Enter(path, entry.isLink ? Reached::kThroughLink : Reached::kDirectly);
     }
+    const Level &level = levels_.back();
     return Found{*entry.kind,
                  path,
                  entry.size,
                  entry.modified,
                  std::move(entry.reason),
-                 levels_.back().sheets,
-                 levels_.back().hasAttributes};
+                 level.sheets,
+                 level.hasAttributes,
+                 false,
+                 entry.seen};
 }
 
 }  // namespace varnindex

@@ -15,6 +15,7 @@
 
 #include "home_links.h"
 #include "links.h"
+#include "seen_file.h"
 #include "sheets.h"
 #include "stop.h"
 
@@ -38,6 +39,7 @@ struct Found {
     std::shared_ptr<FolderSheets> sheets = {};  // beside a file; null where there are none
     bool hasAttributes = false;                 // an extended-attribute folder is beside a file
     bool isPassedOver = false;                  // of kEmpty: more may be in it than music
+    SeenFile seen = {};                         // of a file
 };
 
 // True for a file name, without its folder, that the caller wants to see.
@@ -82,6 +84,7 @@ class Walk {
         std::int64_t modified = 0;
         std::string reason;
         bool isLink = false;
+        SeenFile seen = {};
     };
     struct Level {
         std::string path;  // with "/" at its end
@@ -92,6 +95,7 @@ class Walk {
         bool hasAttributes = false;
         bool isLinked = false;       // behind a link
         unsigned requiredOwner = 0;  // of all that is in it (home_links.h)
+        unsigned homeOwner = 0;      // the same
     };
     enum class Behind { kGoesOn, kLeftOut, kRefused };
     enum class Reached { kAsRoot, kDirectly, kThroughLink };
@@ -100,8 +104,8 @@ class Walk {
     std::optional<Found> Enter(const std::string &path, Reached reached);
     Behind LookBehindLink(const std::string &path, Reached reached, const struct stat &info,
                           bool isForeign);
-    unsigned RequiredOwner(const std::string &path, Reached reached) const;
-    unsigned RequiredOwnerOfFile(const Level &level, const char *name, bool isLink) const;
+    bool LookAt(int folder, const char *name, bool isLink, const Level &level, struct stat &info,
+                unsigned &requiredOwner) const;
     bool IsLinkedRoot(const std::string &path);
     bool IsWithoutMusic(const std::string &path, Reached reached) const;
     bool IsWholeRoot(const std::string &path) const;

@@ -101,7 +101,7 @@ class PicturesTest : public tonvale_test::SystemTest {
 
     // Reads the file as the indexer does.
     static int Store(const fs::path &path, std::string &problem) {
-        const auto stream = varnindex::OpenStream(path, problem);
+        const auto stream = varnindex::OpenStream(path, {}, problem);
         EXPECT_TRUE(stream) << problem;
         const auto opened = varnindex::FormatOfName(path.string())->open(*stream);
         return varnindex::StorePictures(*opened.file, path, problem);

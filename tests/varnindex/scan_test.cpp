@@ -186,6 +186,42 @@ TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 0"), "2");
 }
 
+// A shared folder around all homes, personal libraries that come and go, and an account that goes.
+TEST_F(ScanTest, NoRowStaysWithAnOwnerOfBefore) {
+    fs::copy_file(Samples() / "plain.mp3", Home("alice") / "music/a.mp3");
+    std::ofstream(Home("alice") / "music/mine.m3u") << "a.mp3\n";
+    Register({root() / "volume1"});
+    const auto rows = [] {
+        return Query(
+            "SELECT userid, title FROM track UNION ALL SELECT 0, title FROM playlist UNION ALL"
+            " SELECT userid, title FROM personal_playlist UNION ALL SELECT userid, title"
+            " FROM personal_directory ORDER BY title");
+    };
+    const Rows everybodys = {{"0", "a"}, {"0", "mine"}};
+    const Rows hers = {{"1030", "a"}, {"1030", "mine"}, {"1030", "music"}};
+    for (const bool isPersonal : {false, true, false}) {
+        EnableHomes(isPersonal);
+        EXPECT_EQ(Index().status, 0);
+        EXPECT_EQ(rows(), isPersonal ? hers : everybodys);
+    }
+    // Nobody's is not everybody's; what was somebody's waits for the account, unless it is purged.
+    const std::string accounts = ReadFile(At(varn::path::kPasswd));
+    const std::size_t entry = accounts.find("alice:");
+    std::string without = accounts;
+    without.erase(entry, accounts.find('\n', entry) + 1 - entry);
+    EnableHomes(true);
+    WriteFile(varn::path::kPasswd, without);
+    EXPECT_EQ(Index().status, 0);
+    EXPECT_EQ(rows(), Rows());
+    WriteFile(varn::path::kPasswd, accounts);
+    EXPECT_EQ(Index().status, 0);
+    WriteFile(varn::path::kPasswd, without);
+    EXPECT_EQ(Index().status, 0);
+    EXPECT_EQ(rows(), hers);
+    EXPECT_EQ(Index({"--purge"}).status, 0);
+    EXPECT_EQ(rows(), Rows());
+}
+
 // Whatever the moment, what a killed scan leaves is a whole library, and the next scan makes of it
 // what it would have been without the accident.
 TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
@@ -223,6 +259,9 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
         fs::rename(own("swap", i + 1), own("swap", i));
         fs::rename(Music() / "swap/other", own("swap", i + 1));
     }
+    for (int i = 100; i < 500; i += 10) {  // over another, whose row goes later
+        fs::rename(own("swap", i), own("swap", i + 2));
+    }
     for (int i = 0; i + 2 < kSongs; i += 18) {
         fs::remove(Music() / name(i));
         PutTagged(name(i + 2), "Changed " + std::to_string(i), "Jazz");
@@ -255,15 +294,35 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     }
 }
 
+// Its row has the path when the scan stops, and so has that of the song which was there.
+TEST_F(ScanTest, ASongThatIsPutOverAnotherLeavesOneRowWhereverTheScanStops) {
+    for (const char *name : {"3.mp3", "4.mp3"}) {
+        std::ofstream(PutTagged(name, name), std::ios::app) << std::string(1000, *name);
+    }
+    Index();
+    const std::string id = Value("SELECT id FROM track WHERE title = '3.mp3'");
+    fs::rename(Music() / "3.mp3", Music() / "4.mp3");
+    varnindex::ScanOptions options;
+    options.isStopped = [] {
+        return Value("SELECT count(*) FROM track WHERE path LIKE '%/4.mp3'") == "2";
+    };
+    ASSERT_FALSE(ScanInProcess(options));
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT string_agg(id::text, ' ') FROM track"), id);
+}
+
 // Away when its folder is looked at, and there before its row goes.
 TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
     PutTagged("a/1.mp3", "Edited");
+    Write("a/list.m3u", "1.mp3\n");
     for (int i = 0; i < 50; ++i) {
         Put("b/" + std::to_string(i) + ".mp3");
     }
     Index();
     const Rows before = Everything();
+    const std::string list = Value("SELECT id FROM playlist");
     fs::rename(Music() / "a/1.mp3", scratch() / "1.mp3");
+    fs::rename(Music() / "a/list.m3u", scratch() / "list.m3u");
     Put("a/2.mp3", "plain.mp3");
     static int questions;
     questions = 0;
@@ -271,10 +330,12 @@ TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
     options.isStopped = [] {
         if (++questions == 40) {  // behind the folder "a"
             fs::rename(scratch() / "1.mp3", Music() / "a/1.mp3");
+            fs::rename(scratch() / "list.m3u", Music() / "a/list.m3u");
         }
         return false;
     };
     EXPECT_TRUE(ScanInProcess(options));
+    EXPECT_EQ(Value("SELECT id FROM playlist"), list);
     fs::remove(Music() / "a/2.mp3");
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 51, failed 0");
     EXPECT_EQ(Everything(), before);

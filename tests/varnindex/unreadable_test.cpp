@@ -1,12 +1,14 @@
-// Files that cannot be read are read once.
+// Files that cannot be read are read once, and those that are others by then not at all.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <string>
+#include <utility>
 
-#include "varnindex/index_fixture.h"
+#include "varnindex/scan_fixture.h"
 
 namespace {
 
@@ -14,7 +16,7 @@ namespace fs = std::filesystem;
 using tonvale_test::Ended;
 using tonvale_test::Samples;
 
-class UnreadableTest : public tonvale_test::IndexTest {
+class UnreadableTest : public tonvale_test::ScanTest {
   protected:
     static bool Says(const Ended &run, const std::string &text) {
         return run.err.find(text) != run.err.npos;
@@ -33,6 +35,28 @@ class UnreadableTest : public tonvale_test::IndexTest {
         const auto time = fs::last_write_time(path);
         std::ofstream(path, std::ios::binary) << song;
         fs::last_write_time(path, time);
+    }
+
+    // A scan in whose middle something happens: behind the look at the folder "a" of `music`, and
+    // before any file is read.
+    static void ScanWith(const fs::path &music, void (*happens)()) {
+        fs::create_directories(music / "z");
+        for (int i = 0; i < 50; ++i) {
+            const fs::path path = music / "z" / (std::to_string(i) + ".ogg");
+            fs::copy_file(Samples() / "tone.ogg", path, fs::copy_options::skip_existing);
+        }
+        static int questions;
+        static void (*then)();
+        questions = 0;
+        then = happens;
+        varnindex::ScanOptions options;
+        options.isStopped = [] {
+            if (++questions == 40) {
+                then();
+            }
+            return false;
+        };
+        EXPECT_TRUE(ScanInProcess(options));
     }
 };
 
@@ -99,6 +123,64 @@ TEST_F(UnreadableTest, AFileThatCannotBeOpenedIsTriedEachTime) {
     EXPECT_EQ(Remembered(), "0");
     chmod(path.c_str(), 0600);
     Expect(Index(), 0, Summary(1, 0, 0, 0));
+}
+
+// Renamed, to a new name or over another song, and out of reach just then.
+TEST_F(UnreadableTest, ASongThatCannotBeReadAtItsNewPathKeepsItsRow) {
+    for (const char *name : {"a/1.mp3", "a/2.mp3"}) {
+        std::ofstream(PutTagged(name, name), std::ios::app) << std::string(1000, name[2]);
+    }
+    Index();
+    Rate("true", 5);
+    const std::string id = Value("SELECT id FROM track WHERE title = 'a/1.mp3'");
+    const auto move = [&](const char *from, const char *to, int removed) {
+        fs::rename(Music() / "a" / from, Music() / "a" / to);
+        ScanWith(Music(), [] {
+            fs::rename(Music() / "a", scratch() / "away");
+            fs::create_directory(Music() / "a");
+        });
+        fs::remove(Music() / "a");
+        fs::rename(scratch() / "away", Music() / "a");
+        EXPECT_EQ(Value("SELECT count(*) FROM track JOIN directory d ON track.path ="
+                        " d.path || '/" +
+                        std::string(from) + "' AND track.id = " + id),
+                  "1");
+        EXPECT_EQ(Index({"--dry-run"}).out.find("moved 1, removed " + std::to_string(removed)),
+                  std::string("added 0, changed 0, ").size());
+    };
+    move("1.mp3", "3.mp3", 0);
+    Index();
+    move("3.mp3", "2.mp3", 1);
+    ScanWith(Music(), [] { fs::rename(Music() / "a/2.mp3", scratch() / "2.mp3"); });
+    Index({"--purge"});
+    EXPECT_EQ(Value("SELECT count(*) FROM track"), "50");
+}
+
+// Nothing of others gets into a home by a link that is put in a file's place behind the walk.
+TEST_F(UnreadableTest, AFileThatBecomesALinkBehindTheWalkIsNotRead) {
+    EnableHomes(true);
+    const fs::path folder = Home("alice") / "music/a";
+    fs::create_directory(folder);
+    for (const char *name : {"1.mp3", "2.flac", "3.mp3"}) {
+        fs::copy_file(Samples() / ("tone" + fs::path(name).extension().string()), folder / name);
+    }
+    std::ofstream(folder / "2.cue") << "no sheet";
+    fs::rename(PutTagged("x.mp3", "Secret"), scratch() / "secret.mp3");
+    fs::rename(PutTagged("x.mp3", "Own"), scratch() / "own.mp3");
+    Write("../secret.cue", Sheet("2.flac", "Secret"));
+    if (IsRoot()) {
+        ASSERT_EQ(chown((scratch() / "own.mp3").c_str(), 1030, -1), 0);
+    }
+    ScanWith(Home("alice") / "music", [] {
+        const fs::path own = Home("alice") / "music/a";
+        for (const auto &[name, other] :
+             {std::pair("1.mp3", "secret.mp3"), {"2.cue", "secret.cue"}, {"3.mp3", "own.mp3"}}) {
+            fs::remove(own / name);
+            fs::create_symlink(scratch() / other, own / name);
+        }
+    });
+    EXPECT_EQ(Query("SELECT title FROM track WHERE path LIKE '%/a/%' ORDER BY path"),
+              (IsRoot() ? Rows{{"The T\xC3\xB3ne"}, {"Own"}} : Rows{{"The T\xC3\xB3ne"}}));
 }
 
 }  // namespace

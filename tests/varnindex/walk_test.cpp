@@ -186,6 +186,23 @@ TEST_F(WalkTest, LinksOutOfAHomeReachOnlyWhatItsOwnerOwns) {
               " a.mp3 b.mp3 c/in.mp3 real.mp3 sub/d/mine.mp3 sub/real.mp3");
     EXPECT_EQ(finds("home/music", 4711), " a.mp3 !b.mp3 !c/ real.mp3 !sub/d/ sub/real.mp3");
     EXPECT_EQ(finds("linked", 4711), " !");
+    // The folder has become a link since the one above it was read.
+    const Folders folders({}, {{(scratch() / "home/music").string(), 4711}}, {});
+    HomeLinks homes(folders);
+    static int questions;
+    questions = 0;
+    Walk walk(folders.Roots(), IsMp3, nullptr, [] {
+        const fs::path folder = scratch() / "home/music/sub";
+        if (++questions == 2) {
+            fs::rename(folder, scratch() / "away");
+            fs::create_directory_symlink(scratch() / "out/folder", folder);
+        }
+        return false;
+    });
+    walk.Heed(homes);
+    while (const auto found = walk.Next()) {
+        EXPECT_EQ(found->path.find("in.mp3"), std::string::npos);
+    }
 }
 
 TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {
