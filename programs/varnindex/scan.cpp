@@ -45,14 +45,16 @@ Database &WithoutLeftovers(Database &database) {
 // file before the first new file is read; the second reads and writes.
 class Scan {
   public:
-    // `library` where the roots are parts of it.
+    // `own` is what this root answers for at all; `library` where the roots are parts of it.
     Scan(Database &database, const Folders &folders, std::vector<std::string> roots, Scope scope,
-         const ScanOptions &options, Reporter &reporter, LinkedFolders *library = nullptr)
+         Scope own, const ScanOptions &options, Reporter &reporter,
+         LinkedFolders *library = nullptr)
         : database_(database),
           folders_(folders),
           roots_(std::move(roots)),
           library_(library),
           scope_(std::move(scope)),
+          own_(std::move(own)),
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
@@ -60,13 +62,13 @@ class Scan {
           lists_(database, places_, secondLook_, reporter),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
-          sharedLists_(database),
-          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll,
-                 sharedLists_, reporter) {}
+          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, own_,
+                 reporter) {}
 
-    Counts Run();
+    Counts RunAndFollow();
 
   private:
+    Counts Run();
     void Survey();
     void SurveySong(Event event);
     void SurveyGone(const KnownRow &row, std::optional<std::size_t> emptied);
@@ -93,6 +95,7 @@ class Scan {
     std::vector<std::string> roots_;
     LinkedFolders *library_;
     Scope scope_;
+    Scope own_;
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
@@ -100,7 +103,6 @@ class Scan {
     Lists lists_;
     HeldBack heldBack_;
     Unreadable unreadable_;
-    SharedLists sharedLists_;
     Store store_;
     GoneRows gone_;
     Counts counts_;
@@ -109,6 +111,16 @@ class Scan {
     std::vector<Work> remembered_;
     PutOff putOff_{kMostRemembered};  // to the next round
 };
+
+// The lists of shared songs follow at the end: that takes another account, which no thread that
+// reads songs may have.
+Counts Scan::RunAndFollow() {
+    const Counts counts = Run();
+    if (!options_.dryRun) {
+        reporter_.WarnOfAll(SettleSharedLists(database_, own_));
+    }
+    return counts;
+}
 
 Counts Scan::Run() {
     Survey();
@@ -444,7 +456,7 @@ void Scan::RemoveLeft() {
 void Scan::GiveToCopies(const std::vector<int> &left) {
     const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
     if (!options_.dryRun) {
-        Succeed(database_, successions, sharedLists_, reporter_, options_.isStopped);
+        Succeed(database_, successions, own_, reporter_, options_.isStopped);
     }
     for (const Succession &succession : successions) {
         reporter_.Tell("moved to", succession.path);
@@ -460,24 +472,31 @@ Counts IndexLibrary(Database &database, const Folders &configured, const ScanOpt
     Folders folders = configured;
     folders.AddUnlisted(OwnersOfRows(database));
     if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
-        return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(), options, reporter)
-            .Run();
+        return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(),
+                    Scope::WholeLibrary(), options, reporter)
+            .RunAndFollow();
     }
     const OwnFolders own(folders);
+    const Scope answered = own.Answered();
+    Scan scan(database, folders, folders.Roots(), answered, answered, options, reporter);
     if (options.dryRun) {
-        return Scan(database, folders, folders.Roots(), own.Answered(), options, reporter).Run();
+        return scan.RunAndFollow();
     }
     own.Remember(reporter);
-    const Counts counts =
-        Scan(database, folders, folders.Roots(), own.Answered(), options, reporter).Run();
+    const Counts counts = scan.RunAndFollow();
     own.ForgetRemoved(database, options.purge, reporter);
     return counts;
 }
 
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter) {
-    if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
-        OwnFolders(folders).Remember(reporter);
+    Scope own = Scope::WholeLibrary();
+    if (varn::host::ChosenDatabase() != varn::host::DatabaseKind::kPrivate) {
+        const OwnFolders ownFolders(folders);
+        own = ownFolders.Answered();
+        if (!options.dryRun) {
+            ownFolders.Remember(reporter);
+        }
     }
     LinkedFolders library(folders, options.isStopped);
     std::vector<std::string> all = paths;
@@ -487,7 +506,8 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
         }
     }
     const std::vector<std::string> roots = FoldersToWalk(folders, all);
-    return Scan(database, folders, roots, Scope(roots), options, reporter, &library).Run();
+    return Scan(database, folders, roots, Scope(roots), std::move(own), options, reporter, &library)
+        .RunAndFollow();
 }
 
 }  // namespace varnindex
