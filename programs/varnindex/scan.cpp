@@ -470,7 +470,9 @@ void Scan::GiveToCopies(const std::vector<int> &left) {
 Counts IndexLibrary(Database &database, const Folders &configured, const ScanOptions &options,
                     Reporter &reporter) {
     Folders folders = configured;
-    folders.AddUnlisted(OwnersOfRows(database));
+    if (folders.HasHomes()) {
+        folders.AddUnlisted(OwnersOfRows(database));
+    }
     if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
         return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(),
                     Scope::WholeLibrary(), options, reporter)
