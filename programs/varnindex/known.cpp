@@ -18,7 +18,7 @@ constexpr const char kDeclare[] =
     " SELECT id, path, 0, mdate, userid, 0, false, true, COALESCE(contents, 0)"
     " FROM personal_playlist LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
     ") f ORDER BY path COLLATE \"C\", id";
-// From one owner of songs to the next one in the index, which holds each of them thousands of times.
+// From one owner of songs to the next one in the index, which has each of them many times.
 constexpr const char kOwners[] =
     "WITH RECURSIVE owner AS (SELECT min(userid) AS userid FROM track UNION ALL SELECT"
     " (SELECT min(t.userid) FROM track t WHERE t.userid > o.userid) FROM owner o"

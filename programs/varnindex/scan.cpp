@@ -45,16 +45,15 @@ Database &WithoutLeftovers(Database &database) {
 // file before the first new file is read; the second reads and writes.
 class Scan {
   public:
-    // `own` is what this root answers for at all; `library` where the roots are parts of it.
+    // `library` where the roots are parts of it.
     Scan(Database &database, const Folders &folders, std::vector<std::string> roots, Scope scope,
-         Scope own, const ScanOptions &options, Reporter &reporter,
-         LinkedFolders *library = nullptr)
+         const ScanOptions &options, Reporter &reporter, LinkedFolders *library = nullptr)
         : database_(database),
           folders_(folders),
           roots_(std::move(roots)),
           library_(library),
           scope_(std::move(scope)),
-          own_(std::move(own)),
+          own_(OwnScope(folders)),
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
@@ -95,7 +94,7 @@ class Scan {
     std::vector<std::string> roots_;
     LinkedFolders *library_;
     Scope scope_;
-    Scope own_;
+    Scope own_;  // what this root answers for at all
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
@@ -371,25 +370,12 @@ void Scan::StoreAtItsPath(ReadWork read) {
     ++counts_.changed;
 }
 
-// The sheet whose tracks a row keeps, because it cannot be used just now; without a path when there
-// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings. So they have
-// while the file is copied over itself, and too short for them.
+// The sheet whose tracks a row keeps; without a path when there is none.
 UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
-    const auto &sheets = read.work.sheets;
-    const bool isTooShort = HasAnyTrack(database_, id, read.behindEnd);
-    const bool isAnyUnusable =
-        isTooShort || read.isOwnSheetUnusable || (sheets && sheets->HasUnusable());
-    if (options_.purge || !isAnyUnusable) {
-        return {};
+    UsedSheet used = options_.purge ? UsedSheet() : UnusableSheet(database_, read, id);
+    if (!used.path.empty()) {
+        heldBack_.AddTracks(read.work.path);
     }
-    UsedSheet used = ReadUsedSheet(database_, id);
-    const bool isUnusable =
-        isTooShort ||
-        (used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name()));
-    if (used.path.empty() || !isUnusable) {
-        return {};
-    }
-    heldBack_.AddTracks(read.work.path);
     return used;
 }
 
@@ -474,13 +460,11 @@ Counts IndexLibrary(Database &database, const Folders &configured, const ScanOpt
         folders.AddUnlisted(OwnersOfRows(database));
     }
     if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
-        return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(),
-                    Scope::WholeLibrary(), options, reporter)
+        return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(), options, reporter)
             .RunAndFollow();
     }
     const OwnFolders own(folders);
-    const Scope answered = own.Answered();
-    Scan scan(database, folders, folders.Roots(), answered, answered, options, reporter);
+    Scan scan(database, folders, folders.Roots(), own.Answered(), options, reporter);
     if (options.dryRun) {
         return scan.RunAndFollow();
     }
@@ -492,13 +476,8 @@ Counts IndexLibrary(Database &database, const Folders &configured, const ScanOpt
 
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter) {
-    Scope own = Scope::WholeLibrary();
-    if (varn::host::ChosenDatabase() != varn::host::DatabaseKind::kPrivate) {
-        const OwnFolders ownFolders(folders);
-        own = ownFolders.Answered();
-        if (!options.dryRun) {
-            ownFolders.Remember(reporter);
-        }
+    if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
+        OwnFolders(folders).Remember(reporter);
     }
     LinkedFolders library(folders, options.isStopped);
     std::vector<std::string> all = paths;
@@ -508,8 +487,7 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
         }
     }
     const std::vector<std::string> roots = FoldersToWalk(folders, all);
-    return Scan(database, folders, roots, Scope(roots), std::move(own), options, reporter, &library)
-        .RunAndFollow();
+    return Scan(database, folders, roots, Scope(roots), options, reporter, &library).RunAndFollow();
 }
 
 }  // namespace varnindex
