@@ -37,14 +37,14 @@ Descriptor OpenEaFile(const Descriptor &folder, const std::string &name) {
 }
 
 bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *temporary,
-                 std::string_view data, mode_t mode) {
+                 std::string_view data) {
     ::unlinkat(folder.Get(), temporary, 0);
     const Descriptor file(::openat(folder.Get(), temporary,
                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
     if (!file) {
         return false;
     }
-    if (varn::WriteAll(file.Get(), data) && ::fchmod(file.Get(), mode) == 0 &&
+    if (varn::WriteAll(file.Get(), data) && ::fchmod(file.Get(), 0644) == 0 &&
         ::renameat(folder.Get(), temporary, folder.Get(), name.c_str()) == 0) {
         return true;
     }

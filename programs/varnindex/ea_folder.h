@@ -1,9 +1,6 @@
-// Files in the extended-attribute folders of songs, and others that the library keeps. Every user may
-// write where these folders stand: no link in place of a folder or a file is followed, and nothing
-// but plain files is read.
+// Files in the extended-attribute folders of songs. Every user may write where these folders stand:
+// no link in place of a folder or a file is followed, and nothing but plain files is read.
 #pragma once
-
-#include <sys/types.h>
 
 #include <string>
 #include <string_view>
@@ -18,10 +15,10 @@ Descriptor OpenEaFolder(const std::string &eaDir);
 // A plain file, for reading. None, with errno set, for anything else.
 Descriptor OpenEaFile(const Descriptor &folder, const std::string &name);
 
-// Writes a file with the permissions `mode` beside the old one, as `temporary`, and puts it in its
+// Writes a file that all may read beside the old one, as `temporary`, and puts it in its
 // place. One process works on a song at a time, so that a file of that name that is there was left
 // by one that crashed. False with errno set, and the old file as it was.
 bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *temporary,
-                 std::string_view data, mode_t mode = 0644);
+                 std::string_view data);
 
 }  // namespace varnindex

@@ -35,6 +35,9 @@ class Folders {
     // while homes are switched off.
     void AddUnlisted(const std::vector<unsigned> &owners);
 
+    // True when homes are switched on.
+    bool HasHomes() const { return hasHomes_; }
+
     bool Empty() const { return folders_.empty(); }
     const std::vector<OwnedFolder> &All() const { return folders_; }
 
@@ -60,7 +63,7 @@ class Folders {
     std::vector<unsigned> unseen_;
     bool sharedUnknown_ = false;
     bool accountsUnknown_ = false;
-    bool hasHomes_ = false;  // they are switched on
+    bool hasHomes_ = false;
 };
 
 // What to walk for a list of files and folders, which need not exist any more: each existing folder

@@ -18,6 +18,13 @@ constexpr const char kDeclare[] =
     " SELECT id, path, 0, mdate, userid, 0, false, true, COALESCE(contents, 0)"
     " FROM personal_playlist LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
     ") f ORDER BY path COLLATE \"C\", id";
+// From one owner of songs to the next one in the index, which has each of them many times.
+constexpr const char kOwners[] =
+    "WITH RECURSIVE owner AS (SELECT min(userid) AS userid FROM track UNION ALL SELECT"
+    " (SELECT min(t.userid) FROM track t WHERE t.userid > o.userid) FROM owner o"
+    " WHERE o.userid IS NOT NULL) SELECT userid FROM owner WHERE userid IS NOT NULL"
+    " UNION SELECT userid FROM personal_directory UNION SELECT userid FROM personal_playlist";
+
 constexpr const char *kFetch = "FETCH 5000 FROM known_file";
 
 }  // namespace
@@ -50,9 +57,7 @@ bool HasRows(Database &database, const std::string &path) {
 }
 
 std::vector<unsigned> OwnersOfRows(Database &database) {
-    const Rows rows = database.Query(
-        "SELECT userid FROM track UNION SELECT userid FROM personal_directory"
-        " UNION SELECT userid FROM personal_playlist");
+    const Rows rows = database.Query(kOwners);
     std::vector<unsigned> owners;
     for (int row = 0; row < rows.Count(); ++row) {
         owners.push_back(static_cast<unsigned>(rows.Number(row, "userid")));

@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "descriptor.h"
+#include "varn/host.h"
 #include "varn/systempath.h"
 #include "walk.h"
 
@@ -135,6 +136,12 @@ void OwnFolders::Write(const std::vector<std::string> &folders, Reporter &report
     } catch (const std::system_error &error) {
         reporter.Warn(std::string("the list of indexed folders cannot be kept: ") + error.what());
     }
+}
+
+Scope OwnScope(const Folders &folders) {
+    return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate
+               ? Scope::WholeLibrary()
+               : OwnFolders(folders).Answered();
 }
 
 }  // namespace varnindex

@@ -47,8 +47,8 @@ constexpr const char kStoreContents[] =
     "INSERT INTO list_contents SELECT t.id, p.contents FROM (SELECT id, path, 0 AS userid FROM"
     " playlist UNION ALL SELECT id, path, userid FROM personal_playlist) t"
     " JOIN place p USING (path, userid) WHERE p.is_list AND p.contents IS NOT NULL"
-    " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents"
-    " WHERE list_contents.contents <> excluded.contents";
+    " AND NOT EXISTS (SELECT FROM list_contents c WHERE c.id = t.id AND c.contents = p.contents)"
+    " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents";
 constexpr const char kRemoveEmpty[] =
     "DELETE FROM @VARN:NEVARdirectory WHERE path = '@VARN:VAR'@VARN:NEVAR AND NOT EXISTS"
     " (SELECT FROM track WHERE path ^@ '@VARN:VAR' AND userid = @VARN:INT) AND NOT EXISTS"

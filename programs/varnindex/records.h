@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "database.h"
+#include "known.h"
 
 namespace varnindex {
 
@@ -40,7 +41,8 @@ void NoteRemoved(Database &database, const std::string &ids);
 // with a file: a song that takes a name must not take the stars of the one before. Those of rows that
 // are no more go where the file is gone, too. Doing it twice does no harm. To be called outside of a
 // transaction, after one that has noted something, and before a scan. Returns what went wrong, for a
-// person.
-std::vector<std::string> SettleRecords(Database &database);
+// person. Records below the scope alone: what another root has left to do is where that has its
+// files.
+std::vector<std::string> SettleRecords(Database &database, const Scope &scope);
 
 }  // namespace varnindex

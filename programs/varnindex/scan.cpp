@@ -53,6 +53,7 @@ class Scan {
           roots_(std::move(roots)),
           library_(library),
           scope_(std::move(scope)),
+          own_(OwnScope(folders)),
           options_(options),
           reporter_(reporter),
           places_(WithoutLeftovers(database), folders),
@@ -60,13 +61,13 @@ class Scan {
           lists_(database, places_, secondLook_, reporter),
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
-          sharedLists_(database),
-          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll,
-                 sharedLists_, reporter) {}
+          store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, own_,
+                 reporter) {}
 
-    Counts Run();
+    Counts RunAndFollow();
 
   private:
+    Counts Run();
     void Survey();
     void SurveySong(Event event);
     void SurveyGone(const KnownRow &row, std::optional<std::size_t> emptied);
@@ -93,6 +94,7 @@ class Scan {
     std::vector<std::string> roots_;
     LinkedFolders *library_;
     Scope scope_;
+    Scope own_;  // what this root answers for at all
     ScanOptions options_;
     Reporter &reporter_;
     Places places_;
@@ -100,7 +102,6 @@ class Scan {
     Lists lists_;
     HeldBack heldBack_;
     Unreadable unreadable_;
-    SharedLists sharedLists_;
     Store store_;
     GoneRows gone_;
     Counts counts_;
@@ -109,6 +110,16 @@ class Scan {
     std::vector<Work> remembered_;
     PutOff putOff_{kMostRemembered};  // to the next round
 };
+
+// The lists of shared songs follow at the end: that takes another account, which no thread that
+// reads songs may have.
+Counts Scan::RunAndFollow() {
+    const Counts counts = Run();
+    if (!options_.dryRun) {
+        reporter_.WarnOfAll(SettleSharedLists(database_, own_));
+    }
+    return counts;
+}
 
 Counts Scan::Run() {
     Survey();
@@ -364,25 +375,12 @@ void Scan::StoreAtItsPath(ReadWork read) {
     ++counts_.changed;
 }
 
-// The sheet whose tracks a row keeps, because it cannot be used just now; without a path when there
-// is none. Whether it is unreachable or was broken by an edit, its tracks have ratings. So they have
-// while the file is copied over itself, and too short for them.
+// The sheet whose tracks a row keeps; without a path when there is none.
 UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
-    const auto &sheets = read.work.sheets;
-    const bool isTooShort = HasAnyTrack(database_, id, read.behindEnd);
-    const bool isAnyUnusable =
-        isTooShort || read.isOwnSheetUnusable || (sheets && sheets->HasUnusable());
-    if (options_.purge || !isAnyUnusable) {
-        return {};
+    UsedSheet used = options_.purge ? UsedSheet() : UnusableSheet(database_, read, id);
+    if (!used.path.empty()) {
+        heldBack_.AddTracks(read.work.path);
     }
-    UsedSheet used = ReadUsedSheet(database_, id);
-    const bool isUnusable =
-        isTooShort ||
-        (used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name()));
-    if (used.path.empty() || !isUnusable) {
-        return {};
-    }
-    heldBack_.AddTracks(read.work.path);
     return used;
 }
 
@@ -449,7 +447,7 @@ void Scan::RemoveLeft() {
 void Scan::GiveToCopies(const std::vector<int> &left) {
     const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
     if (!options_.dryRun) {
-        Succeed(database_, successions, sharedLists_, reporter_, options_.isStopped);
+        Succeed(database_, successions, own_, reporter_, options_.isStopped);
     }
     for (const Succession &succession : successions) {
         reporter_.Tell("moved to", succession.path);
@@ -463,18 +461,20 @@ void Scan::GiveToCopies(const std::vector<int> &left) {
 Counts IndexLibrary(Database &database, const Folders &configured, const ScanOptions &options,
                     Reporter &reporter) {
     Folders folders = configured;
-    folders.AddUnlisted(OwnersOfRows(database));
+    if (folders.HasHomes()) {
+        folders.AddUnlisted(OwnersOfRows(database));
+    }
     if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
         return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(), options, reporter)
-            .Run();
+            .RunAndFollow();
     }
     const OwnFolders own(folders);
+    Scan scan(database, folders, folders.Roots(), own.Answered(), options, reporter);
     if (options.dryRun) {
-        return Scan(database, folders, folders.Roots(), own.Answered(), options, reporter).Run();
+        return scan.RunAndFollow();
     }
     own.Remember(reporter);
-    const Counts counts =
-        Scan(database, folders, folders.Roots(), own.Answered(), options, reporter).Run();
+    const Counts counts = scan.RunAndFollow();
     own.ForgetRemoved(database, options.purge, reporter);
     return counts;
 }
@@ -492,7 +492,7 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
         }
     }
     const std::vector<std::string> roots = FoldersToWalk(folders, all);
-    return Scan(database, folders, roots, Scope(roots), options, reporter, &library).Run();
+    return Scan(database, folders, roots, Scope(roots), options, reporter, &library).RunAndFollow();
 }
 
 }  // namespace varnindex

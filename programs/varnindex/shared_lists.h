@@ -1,43 +1,30 @@
 // The lists of the single songs that users share.
 #pragma once
 
-#include <map>
-#include <set>
 #include <string>
-#include <string_view>
-#include <unordered_map>
 #include <vector>
 
 #include "database.h"
+#include "known.h"
 #include "records.h"
 
 namespace varnindex {
 
-// The lists are files of the system's own, one for each user with a link to single songs, which name
-// songs by their paths and the tracks of cue sheets by their virtual names. What users keep in
-// playlists of their own is left to them. One such object per scan.
-class SharedLists {
-  public:
-    explicit SharedLists(Database &database) : database_(database) {}
-    SharedLists(const SharedLists &) = delete;
-    SharedLists &operator=(const SharedLists &) = delete;
+// The lists are files of the library's own, one for each user with a link to single songs, which
+// name songs by their paths and the tracks of cue sheets by their virtual names. What users keep in
+// playlists of their own is left to them. As with rating records (records.h) what has to be done is
+// written into the library with the rows, and done when that is committed. Both throw
+// DatabaseError.
 
-    // Names songs that move, and their tracks, by their new paths. To be called before the rows'
-    // transaction is committed: what a scan that is killed here has written is where the files are,
-    // and the next one moves the rows. A song whose old path an entry has come to have in this scan
-    // is another one. Returns what went wrong, for a person; throws DatabaseError.
-    std::vector<std::string> Move(const std::vector<MovedSong> &songs);
+// Notes the old and new names of these and of their tracks. To be called in the transaction that
+// gives the rows their new paths.
+void NoteEntries(Database &database, const std::vector<MovedSong> &songs);
 
-  private:
-    using Entries = std::unordered_map<std::string, std::string>;  // old to new
-
-    static Entries EntriesOf(const std::vector<MovedSong> &songs);
-    bool MoveIn(const std::string &list, const Entries &moves);
-    static std::string Renamed(const std::string &list, std::string_view text, const Entries &moves,
-                               std::multiset<std::string> &settled);
-
-    Database &database_;
-    std::map<std::string, std::multiset<std::string>> settled_;  // by list: what was renamed
-};
+// Names the noted songs below the scope by their new paths, all at once: songs of one scan may take
+// each other's. Lists are changed as the package's account, in the folders of this root's users
+// alone; a path that is no such list's is not opened, whatever the library says. Doing it twice
+// does no harm. To be called outside of a transaction, before a scan and behind it, and never while
+// another thread depends on the account. Returns what went wrong, for a person.
+std::vector<std::string> SettleSharedLists(Database &database, const Scope &scope);
 
 }  // namespace varnindex

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "readers.h"
+#include "shared_lists.h"
 #include "varn/sql.h"
 
 namespace varnindex {
@@ -64,11 +65,12 @@ void DeleteSongs(Database &database, const std::string &ids) {
     database.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
 }
 
-Store::Store(Database &database, Writes writes, SharedLists &lists, Reporter &reporter)
-    : database_(database), writes_(writes), lists_(lists), reporter_(reporter) {
+Store::Store(Database &database, Writes writes, Scope own, Reporter &reporter)
+    : database_(database), writes_(writes), own_(std::move(own)), reporter_(reporter) {
     database_.Execute(kCreateStaging);
     if (writes_ == Writes::kAll) {
-        reporter_.WarnOfAll(SettleRecords(database_));  // of a scan that was killed
+        reporter_.WarnOfAll(SettleRecords(database_, own_));  // of a scan that was killed
+        reporter_.WarnOfAll(SettleSharedLists(database_, own_));
     }
 }
 
@@ -123,7 +125,7 @@ void Store::Flush() {
         WriteSongs();
         WriteStamps();
         transaction.Commit();
-        reporter_.WarnOfAll(SettleRecords(database_));
+        reporter_.WarnOfAll(SettleRecords(database_, own_));
     }
     items_.clear();
     removed_.clear();
@@ -323,7 +325,7 @@ void Store::WriteSongs() {
         database_.CopyIn(kCopyStars, batch.stars);
     }
     NoteMoved(database_, moved);
-    reporter_.WarnOfAll(lists_.Move(moved));
+    NoteEntries(database_, moved);
 }
 
 void Store::WriteStamps() {

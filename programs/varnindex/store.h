@@ -10,9 +10,9 @@
 
 #include "copy_rows.h"
 #include "database.h"
+#include "known.h"
 #include "records.h"
 #include "reporter.h"
-#include "shared_lists.h"
 #include "song.h"
 #include "split.h"
 
@@ -26,8 +26,9 @@ class Store {
   public:
     enum class Writes { kAll, kNone };
 
-    // With kNone everything below does nothing. All of these outlive it.
-    Store(Database &database, Writes writes, SharedLists &lists, Reporter &reporter);
+    // With kNone everything below does nothing. `own` is what this root answers for: the records of
+    // other roots' songs are theirs. The database and the reporter outlive it.
+    Store(Database &database, Writes writes, Scope own, Reporter &reporter);
 
     // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
     // makes of the song; those that it made before keep their rows by their number.
@@ -84,7 +85,7 @@ class Store {
 
     Database &database_;
     Writes writes_;
-    SharedLists &lists_;
+    Scope own_;
     Reporter &reporter_;
     std::vector<Item> items_;
     std::vector<int> removed_;

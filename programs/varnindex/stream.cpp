@@ -77,7 +77,12 @@ TagLib::ByteVector BoundedStream::readBlock(unsigned long length) {
 }
 
 TagLib::ByteVector BoundedStream::BlockAt(long position, unsigned long length) {
-    TagLib::ByteVector block(static_cast<unsigned>(std::min(length, kSmallBlock)), 0);
+    const unsigned long wanted = std::min(length, kSmallBlock);
+    const long offset = position - windowStart_;
+    if (offset >= 0 && offset + static_cast<long>(wanted) <= static_cast<long>(window_.size())) {
+        return {window_.data() + offset, static_cast<unsigned>(wanted)};
+    }
+    TagLib::ByteVector block(static_cast<unsigned>(wanted), 0);
     block.resize(static_cast<unsigned>(ReadAt(position, block.data(), block.size())));
     return block;
 }

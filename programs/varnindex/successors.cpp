@@ -15,6 +15,7 @@
 
 #include "hash.h"
 #include "records.h"
+#include "shared_lists.h"
 #include "store.h"
 #include "varn/sql.h"
 
@@ -203,7 +204,7 @@ void AddNumbers(Database &database, std::vector<MovedSong> &songs, const std::ve
 }
 
 void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs,
-                  std::vector<MovedSong> moved, SharedLists &lists, Reporter &reporter) {
+                  std::vector<MovedSong> moved, const Scope &own, Reporter &reporter) {
     Transaction transaction(database);
     database.Execute(kLockStars);
     moved = OnlyMoved(database, std::move(moved));
@@ -222,9 +223,9 @@ void SucceedBatch(Database &database, const std::vector<int> &gone, const std::s
                          " t SET track = pair.old FROM pair WHERE t.track = pair.new");
     }
     NoteMoved(database, moved);
-    reporter.WarnOfAll(lists.Move(moved));
+    NoteEntries(database, moved);
     transaction.Commit();
-    reporter.WarnOfAll(SettleRecords(database));
+    reporter.WarnOfAll(SettleRecords(database, own));
 }
 
 }  // namespace
@@ -257,7 +258,7 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
     return successions;
 }
 
-void Succeed(Database &database, const std::vector<Succession> &successions, SharedLists &lists,
+void Succeed(Database &database, const std::vector<Succession> &successions, const Scope &own,
              Reporter &reporter, StopQuestion isStopped) {
     for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
         StopIfAsked(isStopped);
@@ -270,7 +271,7 @@ void Succeed(Database &database, const std::vector<Succession> &successions, Sha
             gone.push_back(successions[i].gone);
             moved.push_back({successions[i].gone, "", successions[i].path});
         }
-        SucceedBatch(database, gone, songs, std::move(moved), lists, reporter);
+        SucceedBatch(database, gone, songs, std::move(moved), own, reporter);
     }
 }
 

@@ -6,8 +6,8 @@
 
 #include "database.h"
 #include "folders.h"
+#include "known.h"
 #include "reporter.h"
-#include "shared_lists.h"
 #include "stop.h"
 
 namespace varnindex {
@@ -28,8 +28,9 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
 
 // Gives the files the old rows' ids, dates and ratings, with those of the tracks of cue sheets by
 // their numbers, and removes what else was theirs. Stars that a file was given since it was found
-// stay. In short transactions; throws DatabaseError, and Stopped between two of them.
-void Succeed(Database &database, const std::vector<Succession> &successions, SharedLists &lists,
+// stay. `own` is what this root answers for. In short transactions; throws DatabaseError, and
+// Stopped between two of them.
+void Succeed(Database &database, const std::vector<Succession> &successions, const Scope &own,
              Reporter &reporter, StopQuestion isStopped);
 
 }  // namespace varnindex

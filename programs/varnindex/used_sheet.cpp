@@ -56,6 +56,19 @@ UsedSheet ReadUsedSheet(Database &database, int id) {
                              : UsedSheet{rows.Field(0, "sheet"), *rows.Field(0, "embedded") == 't'};
 }
 
+UsedSheet UnusableSheet(Database &database, const ReadWork &read, int id) {
+    const auto &sheets = read.work.sheets;
+    const bool isTooShort = HasAnyTrack(database, id, read.behindEnd);
+    if (!isTooShort && !read.isOwnSheetUnusable && !(sheets && sheets->HasUnusable())) {
+        return {};
+    }
+    UsedSheet used = ReadUsedSheet(database, id);
+    const bool isUnusable =
+        isTooShort ||
+        (used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name()));
+    return isUnusable ? used : UsedSheet();
+}
+
 bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers) {
     std::string list;
     for (const int number : numbers) {

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "database.h"
+#include "readers.h"
 #include "split.h"
 
 namespace varnindex {
@@ -22,6 +23,11 @@ struct UsedSheet {
 
 // By the id of a song's row. Throws DatabaseError.
 UsedSheet ReadUsedSheet(Database &database, int id);
+
+// The same of a song that was read, where its tracks have to stay because the sheet cannot be used
+// just now; else without a path. Whether it is unreachable or was broken by an edit, its tracks have
+// ratings. So they have while the file is copied over itself, and too short for them.
+UsedSheet UnusableSheet(Database &database, const ReadWork &read, int id);
 
 // True when that song has a track of one of these numbers. Throws DatabaseError.
 bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers);

@@ -35,7 +35,13 @@ TEST_F(ListsTest, FoldersAndLists) {
             {"music"}, {"music/lists"}, {"music/rock"}, {"music/rock-live"}, {"music/rock/one"}}));
     EXPECT_EQ(Query("SELECT title, album FROM playlist"), (Rows{{"Best of", "lists"}}));
     const Rows ids = Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist");
+    // A row that is locked, which writes it, too, has another "xmax".
+    const std::string versions =
+        "SELECT xmin, xmax FROM list_contents UNION ALL SELECT xmin, xmax FROM playlist"
+        " UNION ALL SELECT xmin, xmax FROM directory";
+    const Rows written = Query(versions);
     Index();
+    EXPECT_EQ(Query(versions), written);
     EXPECT_EQ(Query("SELECT id FROM directory UNION ALL SELECT id FROM playlist"), ids);
     fs::remove_all(Music() / "rock-live");
     fs::remove(Music() / "lists/Best of.M3U8");
