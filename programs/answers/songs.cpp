@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
+#include <cstdint>
 #include <map>
 #include <utility>
 
@@ -124,12 +126,24 @@ Handle OpenRows(const ListRequest &request, const std::string &columns,
     return rows;
 }
 
+using Clock = std::chrono::steady_clock;
+
+// All records that are kept locked hold a request up for so long together.
+constexpr std::chrono::seconds kPatience(2);
+
+int MillisecondsUntil(Clock::time_point end) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+}
+
 // Puts a rating into the record beside a song, as root: no link on the way to it leads out of the
 // music of its owner. What fails is logged; the table has the rating.
-void KeepRating(uid_t owner, const std::string &path, uid_t uid, unsigned stars) {
+void KeepRating(uid_t owner, const std::string &path, uid_t uid, unsigned stars,
+                Clock::time_point end) {
     try {
         const PlacedSong song(owner, path);
-        if (VARNSetSongRatingToEA(song.HeldPath().c_str(), uid, stars) != 1) {
+        if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars,
+                                       MillisecondsUntil(end)) != 1) {
             syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
         }
     } catch (const Failure &failure) {
@@ -272,6 +286,7 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
     if (rows.empty()) {
         return;
     }
+    const auto end = Clock::now() + kPatience;
     for (const bool isVirtual : {false, true}) {
         const Handle found = OpenRows(WholeKind(isVirtual, uid), "id, userid", IdCondition(rows));
         std::map<uid_t, std::vector<std::string>> numbers;  // by the owner of the songs
@@ -286,7 +301,7 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
                               "the songs were not rated; the lines above tell why");
             }
             for (const std::string &path : paths) {
-                KeepRating(owner, path, uid, stars);
+                KeepRating(owner, path, uid, stars, end);
             }
         }
     }
