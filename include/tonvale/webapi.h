@@ -312,9 +312,10 @@ TONVALE_EXPORT int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigne
 
 namespace Tonvale {
 
-// The same with so many milliseconds of waiting, 0 for none.
+// The same with so many milliseconds of waiting, 0 for none. Log lines call the song `name`; null
+// is `path`.
 TONVALE_EXPORT int SetSongRatingToEA(const char *path, unsigned uid, unsigned star,
-                                     int milliseconds) noexcept;
+                                     int milliseconds, const char *name = nullptr) noexcept;
 
 }  // namespace Tonvale
 

@@ -154,8 +154,8 @@ void KeepRating(const Record &record, uid_t uid, unsigned stars, Clock::time_poi
     const auto &[owner, path] = record;
     try {
         const PlacedSong song(owner, path);
-        if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars,
-                                       MillisecondsUntil(end)) != 1) {
+        if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end),
+                                       path.c_str()) != 1) {
             syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
         }
     } catch (const Failure &failure) {
