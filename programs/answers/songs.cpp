@@ -324,6 +324,11 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
             KeepRating(record, uid, stars, end);
         }
     }
+    if (rated.size() < ids.size()) {
+        throw Failure(Reason::kNotFound,
+                      "songs left the library meanwhile, and the others were rated; 'tonvale "
+                      "songs' lists what is there");
+    }
 }
 
 }  // namespace tonvale_answers
