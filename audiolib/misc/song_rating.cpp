@@ -26,8 +26,8 @@ constexpr int kPatience = 2000;  // milliseconds
 struct Line {
     std::string user;
     std::string star;
-    const char *songPath;
-    int patience;  // milliseconds
+    const char *song;  // what log lines call it
+    int patience;      // milliseconds
 };
 
 // The record's folder belongs to every user, and root writes here: by its descriptor, so that
@@ -36,7 +36,7 @@ bool SetLine(int folder, const Line &line) {
     if (VLIBCFileSetKeyValueAt(folder, kRecordName, line.user.c_str(), line.star.c_str(),
                                line.patience) != 0) {
         LOG_ERROR(kSource, "Failed to save song rating in file [uid=%s, star=%s, path=%s]",
-                  line.user.c_str(), line.star.c_str(), line.songPath);
+                  line.user.c_str(), line.star.c_str(), line.song);
         return false;
     }
     return true;
@@ -46,16 +46,16 @@ bool SetLine(int folder, const Line &line) {
 bool RemoveLine(int folder, const Line &line) {
     if (VLIBCFileRemoveKeyAt(folder, kRecordName, line.user.c_str(), line.patience) != 0) {
         LOG_ERROR(kSource, "Failed to remove song rating in file [uid=%s, star=%s, path=%s]",
-                  line.user.c_str(), line.star.c_str(), line.songPath);
+                  line.user.c_str(), line.star.c_str(), line.song);
         return false;
     }
     return true;
 }
 
-bool SetRating(const char *path, uid_t uid, unsigned star, int patience) {
+bool SetRating(const char *path, const Line &line) {
     std::array<char, 4095> directory = {};
     if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
-        LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", path);
+        LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", line.song);
         // Every exit leaves the process as the package's account.
         if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
             LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
@@ -65,11 +65,10 @@ bool SetRating(const char *path, uid_t uid, unsigned star, int patience) {
     const Tonvale::support::RootThenPackage root(kSource);
     const Tonvale::support::Fd folder(VARNEAOpenDir(directory.data()));
     if (!folder) {
-        LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", path);
+        LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", line.song);
         return false;
     }
-    const Line line = {std::to_string(uid), std::to_string(star), path, patience};
-    return star > 0 ? SetLine(folder.Get(), line) : RemoveLine(folder.Get(), line);
+    return line.star != "0" ? SetLine(folder.Get(), line) : RemoveLine(folder.Get(), line);
 }
 
 }  // namespace
@@ -78,11 +77,15 @@ int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcep
     return Tonvale::SetSongRatingToEA(path, uid, star, kPatience);
 }
 
-int Tonvale::SetSongRatingToEA(const char *path, unsigned uid, unsigned star,
-                               int milliseconds) noexcept {
+int Tonvale::SetSongRatingToEA(const char *path, unsigned uid, unsigned star, int milliseconds,
+                               const char *name) noexcept {
     if (path == nullptr || uid == kNoUser || star > kMostStars) {
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;
     }
-    return Guarded(kSource, 0, [&] { return SetRating(path, uid, star, milliseconds) ? 1 : 0; });
+    return Guarded(kSource, 0, [&] {
+        const Line line = {std::to_string(uid), std::to_string(star), name != nullptr ? name : path,
+                           milliseconds};
+        return SetRating(path, line) ? 1 : 0;
+    });
 }

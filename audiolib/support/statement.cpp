@@ -7,25 +7,39 @@
 
 namespace Tonvale::support {
 
-bool Execute(const char *source, DBConnect_tag *conn, const std::optional<std::string> &statement,
-             Result *rows, int line) {
+namespace {
+
+std::optional<int> Run(const char *source, DBConnect_tag *conn,
+                       const std::optional<std::string> &statement, Result *rows, int line) {
     if (!statement) {
         LogLine(errno, "%s:%d Failed to VLIBCStrGet() [0x%04X %s:%d]", source, line, VLIBCErrGet(),
                 VLIBCErrFile(), VLIBCErrLine());
-        return false;
+        return std::nullopt;
     }
     VARNDB_RESULT *result = nullptr;
-    const int status = VARNDBExecute(conn, statement->c_str(), &result);
+    const int count = VARNDBExecute(conn, statement->c_str(), &result);
     Result owner(result);
-    if (status == -1) {
+    if (count == -1) {
         LogLine(errno, "%s:%d Failed to exec [%s] (%s)", source, line, statement->c_str(),
                 VARNDBErrorGet(conn));
-        return false;
+        return std::nullopt;
     }
     if (rows != nullptr) {
         *rows = std::move(owner);
     }
-    return true;
+    return count;
+}
+
+}  // namespace
+
+bool Execute(const char *source, DBConnect_tag *conn, const std::optional<std::string> &statement,
+             Result *rows, int line) {
+    return Run(source, conn, statement, rows, line).has_value();
+}
+
+std::optional<int> Write(const char *source, DBConnect_tag *conn,
+                         const std::optional<std::string> &statement, int line) {
+    return Run(source, conn, statement, nullptr, line);
 }
 
 std::optional<int> NextRow(const Result &rows) {

@@ -13,6 +13,10 @@ namespace Tonvale::support {
 bool Execute(const char *source, DBConnect_tag *conn, const std::optional<std::string> &statement,
              Result *rows = nullptr, int line = __builtin_LINE());
 
+// The same for a statement that writes: the number of rows that it wrote, or nothing.
+std::optional<int> Write(const char *source, DBConnect_tag *conn,
+                         const std::optional<std::string> &statement, int line = __builtin_LINE());
+
 // The next row of a result; nothing at its end.
 std::optional<int> NextRow(const Result &rows);
 

@@ -1,78 +1,69 @@
 // Ratings in the library database.
 #include <algorithm>
 #include <cstring>
+#include <optional>
 #include <string>
 #include <string_view>
 
 #include "support/boundary.h"
 #include "support/handles.h"
 #include "support/log.h"
+#include "support/statement.h"
 #include "tonvale/webapi.h"
-#include "varn/base.h"
 #include "varn/db.h"
+#include "varn/sql.h"
 #include "webapi_utils/source.h"
 
 namespace {
 
-using Tonvale::support::Guarded;
-using Tonvale::support::Result;
-using Tonvale::support::Text;
+namespace support = Tonvale::support;
 
 using Tonvale::webapi_utils::kSource;
 
 constexpr char kSelect[] =
     "SELECT id, path, star, track.track AS track, is_virtual FROM track LEFT JOIN rating_track "
-    "ON track.id = rating_track.track AND rating_track.userid = %d WHERE id IN ( %s )";
+    "ON track.id = rating_track.track AND rating_track.userid = @VARN:INT WHERE id IN ( "
+    "@VARN:NEVAR )";
 constexpr char kUpdate[] =
-    "UPDATE rating_track SET star = %d WHERE userid = %d AND track IN ( %s )";
-constexpr char kInsert[] = "INSERT INTO rating_track(userid, track, star) VALUES %s";
+    "UPDATE rating_track SET star = @VARN:INT WHERE userid = @VARN:INT AND track IN ( @VARN:NEVAR "
+    ")";
+constexpr char kInsert[] = "INSERT INTO rating_track(userid, track, star) VALUES @VARN:NEVAR";
+
+// Before the rows are read: the indexer, which locks the table while it gives songs other ids,
+// would otherwise do so between the reading and the writing.
+constexpr char kLock[] =
+    "SET LOCAL lock_timeout = '10s'; LOCK TABLE rating_track IN ROW EXCLUSIVE MODE";
 
 struct Rating {
     int uid;
     int star;
 };
 
+// Items, joined.
+struct List {
+    std::string text;
+    int count = 0;
+
+    void Append(const std::string &item) { text += (count++ > 0 ? ", " : "") + item; }
+};
+
 // What the songs' rows tell: which of them have a rating of this user already.
 struct Rows {
-    std::string rated;  // ids, joined
-    std::string added;  // "(uid, id, star)" groups, joined
+    List rated;  // ids
+    List added;  // "(uid, id, star)" groups
     std::vector<std::string> paths;
 };
 
-void Append(std::string &list, const std::string &item) {
-    if (!list.empty()) {
-        list += ", ";
-    }
-    list += item;
-}
-
 std::string Joined(const std::vector<std::string> &items) {
-    std::string list;
+    List list;
     for (const std::string &item : items) {
-        Append(list, item);
+        list.Append(item);
     }
-    return list;
+    return list.text;
 }
 
 bool IsNumber(const std::string &text) {
     return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
-}
-
-// Runs a statement; false, with a log line, when it fails or could not be built.
-bool Execute(MEDIA_DB_HANDLE &database, const Text &statement, Result &out) {
-    if (!statement) {
-        LOG_ERROR(kSource, "Failed to VLIBCStrGet() [0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrFile(),
-                  VLIBCErrLine());
-        return false;
-    }
-    VARNDB_RESULT *result = nullptr;
-    const bool done = VARNDBExecute(database.conn, statement.get(), &result) != -1;
-    out.reset(result);
-    if (!done) {
-        LOG_ERROR(kSource, "Failed to exec [%s] (%s)", statement.get(),
-                  VARNDBErrorGet(database.conn));
-    }
-    return done;
 }
 
 void AddRow(const VARNDB_RESULT *result, int row, const Rating &rating, Rows &rows) {
@@ -86,10 +77,10 @@ void AddRow(const VARNDB_RESULT *result, int row, const Rating &rating, Rows &ro
         return;
     }
     if (*star != '\0') {
-        Append(rows.rated, id);
+        rows.rated.Append(id);
     } else {
-        Append(rows.added, "(" + std::to_string(rating.uid) + ", " + id + ", " +
-                               std::to_string(rating.star) + ")");
+        rows.added.Append("(" + std::to_string(rating.uid) + ", " + id + ", " +
+                          std::to_string(rating.star) + ")");
     }
     const bool hasVirtualName = std::strchr(isVirtual, 't') != nullptr;
     rows.paths.push_back(hasVirtualName ? std::string(path) + "_" + track : path);
@@ -97,13 +88,13 @@ void AddRow(const VARNDB_RESULT *result, int row, const Rating &rating, Rows &ro
 
 bool ReadRows(MEDIA_DB_HANDLE &database, const std::vector<std::string> &numbers,
               const Rating &rating, Rows &rows) {
-    Result result;
-    const Text statement(VLIBCStrGet(kSelect, rating.uid, Joined(numbers).c_str()));
-    if (!Execute(database, statement, result)) {
+    support::Result result;
+    if (!support::Execute(kSource, database.conn, varn::Sql(kSelect, rating.uid, Joined(numbers)),
+                          &result)) {
         return false;
     }
-    for (int row = 0; VARNDBFetchRow(result.get(), &row) == 0;) {
-        AddRow(result.get(), row, rating, rows);
+    while (const auto row = support::NextRow(result)) {
+        AddRow(result.get(), *row, rating, rows);
     }
     return true;
 }
@@ -127,24 +118,25 @@ class Transaction {
     }
 
   private:
-    bool Run(const char *statement) {
-        Result result;
-        return Execute(database_, Text(VLIBCStrGet("%s", statement)), result);
-    }
+    bool Run(const char *statement) { return support::Execute(kSource, database_.conn, statement); }
 
     MEDIA_DB_HANDLE &database_;
     bool isOpen_;
 };
 
+// Fewer rows are written than meant when some of them went after they were read.
 bool WriteRows(MEDIA_DB_HANDLE &database, const Rows &rows, const Rating &rating) {
-    Result result;
-    if (!rows.rated.empty() &&
-        !Execute(database, Text(VLIBCStrGet(kUpdate, rating.star, rating.uid, rows.rated.c_str())),
-                 result)) {
-        return false;
-    }
-    return rows.added.empty() ||
-           Execute(database, Text(VLIBCStrGet(kInsert, rows.added.c_str())), result);
+    const auto writes = [&](const std::optional<std::string> &statement, int meant) {
+        const auto written = support::Write(kSource, database.conn, statement);
+        if (written && *written != meant) {
+            LOG_ERROR(kSource, "Rated %d songs instead of %d", *written, meant);
+        }
+        return written == meant;
+    };
+    const auto &[rated, added, paths] = rows;
+    return (rated.count == 0 ||
+            writes(varn::Sql(kUpdate, rating.star, rating.uid, rated.text), rated.count)) &&
+           (added.count == 0 || writes(varn::Sql(kInsert, added.text), added.count));
 }
 
 enum class Saved { kYes, kNo, kRefused };
@@ -153,7 +145,8 @@ Saved SaveOnce(const std::vector<std::string> &numbers, MEDIA_DB_HANDLE &databas
                const Rating &rating, std::vector<std::string> &paths) {
     Transaction transaction(database);
     Rows rows;
-    if (!transaction || !ReadRows(database, numbers, rating, rows)) {
+    if (!transaction || !support::Execute(kSource, database.conn, kLock) ||
+        !ReadRows(database, numbers, rating, rows)) {
         return Saved::kNo;
     }
     if (!WriteRows(database, rows, rating)) {
@@ -166,8 +159,8 @@ Saved SaveOnce(const std::vector<std::string> &numbers, MEDIA_DB_HANDLE &databas
     return Saved::kYes;
 }
 
-// Of two first ratings of a song at once the later one finds a row where it read none. It reads
-// again, once: rows stay when they are there.
+// Of two first ratings of a song at once the later one finds a row where it read none, and that of
+// a song that is deleted meanwhile none where it read one. It reads again, once.
 bool SaveStars(const std::vector<std::string> &numbers, std::vector<std::string> &paths,
                MEDIA_DB_HANDLE &database, const Rating &rating) {
     Saved saved = SaveOnce(numbers, database, rating, paths);
@@ -188,7 +181,7 @@ int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;
     }
-    return Guarded(kSource, 0, [&] {
+    return support::Guarded(kSource, 0, [&] {
         const Rating rating = {static_cast<int>(uid), static_cast<int>(star)};
         return SaveStars(numbers, paths, *database, rating) ? 1 : 0;
     });

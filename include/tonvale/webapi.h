@@ -297,8 +297,10 @@ TONVALE_EXPORT int VARNAudioWebapiSetSongRating(unsigned uid,
 // Writes the table's rows over the connection of `database`, which may have no transaction open,
 // and sets `paths` to the path or virtual name of each song that was rated. An id that the library
 // does not have is passed over. A rating of 0 is kept as a row too. All rows are written or none;
-// what was refused, as of two first ratings at once, is tried once more. 1, or 0 (an id that is not
-// made of digits, a statement that failed) with `paths` and the table unchanged.
+// what was refused, as of two first ratings at once, is tried once more. Whoever keeps the table
+// locked, as the indexer does while it gives moved songs their ids back, is waited for 10 seconds.
+// 1, or 0 (an id that is not made of digits, a statement that failed, a lock that stayed) with
+// `paths` and the table unchanged.
 TONVALE_EXPORT int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
                                              std::vector<std::string> &paths,
                                              MEDIA_DB_HANDLE *database, unsigned uid,
@@ -312,9 +314,10 @@ TONVALE_EXPORT int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigne
 
 namespace Tonvale {
 
-// The same with so many milliseconds of waiting, 0 for none.
+// The same with so many milliseconds of waiting, 0 for none. Log lines call the song `name`; null
+// is `path`.
 TONVALE_EXPORT int SetSongRatingToEA(const char *path, unsigned uid, unsigned star,
-                                     int milliseconds) noexcept;
+                                     int milliseconds, const char *name = nullptr) noexcept;
 
 }  // namespace Tonvale
 

@@ -221,10 +221,16 @@ void CheckName(const std::string &name) {
 }
 
 void CheckIsFree(const fs::path &folder, const std::string &name) {
+    const AsRoot root;
     for (const char *format : {"m3u", "m3u8", "pls", "wpl"}) {
         std::error_code error;
         const fs::path path = folder / (name + "." + format);
-        if (fs::exists(fs::symlink_status(path, error))) {
+        const fs::file_type type = fs::symlink_status(path, error).type();
+        if (type == fs::file_type::none) {
+            throw Failure(Reason::kFailed,
+                          "cannot look for " + path.string() + ": " + error.message());
+        }
+        if (type != fs::file_type::not_found) {
             throw Failure(Reason::kExists, "there is already a playlist " + path.string());
         }
     }

@@ -58,7 +58,8 @@ Playlist PlaylistOfKey(const Collection &collection, const std::string &key);
 // The key of a playlist in identifiers.
 std::string KeyOf(const Collection &collection, const Playlist &playlist);
 
-// Throws a Failure when a folder has a playlist of a name already, in any format.
+// Throws a Failure when a folder has a playlist of a name already, in any format, or cannot be read
+// with root's rights.
 void CheckIsFree(const std::filesystem::path &folder, const std::string &name);
 
 // Where a new playlist of that name belongs; its folder is made. It is a Failure when the name is

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <charconv>
+#include <chrono>
+#include <cstdint>
 #include <map>
 #include <utility>
 
@@ -124,12 +126,36 @@ Handle OpenRows(const ListRequest &request, const std::string &columns,
     return rows;
 }
 
+using Clock = std::chrono::steady_clock;
+
+// All records that are kept locked hold a request up for so long together.
+constexpr std::chrono::seconds kPatience(2);
+
+int MillisecondsUntil(Clock::time_point end) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+}
+
+// Where the record beside a song is kept: its path, that of a track under its virtual name.
+struct Record {
+    uid_t owner;
+    std::string path;
+};
+
+Record RecordOf(const Handle &rows, int row, bool isVirtual) {
+    const std::string path = FieldOf(rows, row, "path");
+    return {static_cast<uid_t>(NumberOf(rows, row, "userid")),
+            isVirtual ? path + "_" + FieldOf(rows, row, "track") : path};
+}
+
 // Puts a rating into the record beside a song, as root: no link on the way to it leads out of the
 // music of its owner. What fails is logged; the table has the rating.
-void KeepRating(uid_t owner, const std::string &path, uid_t uid, unsigned stars) {
+void KeepRating(const Record &record, uid_t uid, unsigned stars, Clock::time_point end) {
+    const auto &[owner, path] = record;
     try {
         const PlacedSong song(owner, path);
-        if (VARNSetSongRatingToEA(song.HeldPath().c_str(), uid, stars) != 1) {
+        if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end),
+                                       path.c_str()) != 1) {
             syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
         }
     } catch (const Failure &failure) {
@@ -272,23 +298,36 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
     if (rows.empty()) {
         return;
     }
+    Handle found;
+    std::vector<std::string> ids;
+    std::vector<Record> records;
     for (const bool isVirtual : {false, true}) {
-        const Handle found = OpenRows(WholeKind(isVirtual, uid), "id, userid", IdCondition(rows));
-        std::map<uid_t, std::vector<std::string>> numbers;  // by the owner of the songs
+        found = OpenRows(WholeKind(isVirtual, uid), "id, userid, path, track", IdCondition(rows));
         for (int row = 0; row < found->rowCount; ++row) {
-            const auto owner = static_cast<uid_t>(NumberOf(found, row, "userid"));
-            numbers[owner].push_back(FieldOf(found, row, "id"));
+            ids.push_back(FieldOf(found, row, "id"));
+            records.push_back(RecordOf(found, row, isVirtual));
         }
-        for (const auto &[owner, theirs] : numbers) {
-            std::vector<std::string> paths;
-            if (VARNAudioWebapiSaveDBStar(theirs, paths, found.get(), uid, stars) != 1) {
-                throw Failure(Reason::kFailed,
-                              "the songs were not rated; the lines above tell why");
-            }
-            for (const std::string &path : paths) {
-                KeepRating(owner, path, uid, stars);
-            }
+    }
+    if (ids.size() < rows.size()) {
+        throw Failure(Reason::kNotFound,
+                      "songs left the library meanwhile, and none was rated; 'tonvale songs' lists "
+                      "what is there");
+    }
+    std::vector<std::string> rated;
+    if (VARNAudioWebapiSaveDBStar(ids, rated, found.get(), uid, stars) != 1) {
+        throw Failure(Reason::kFailed, "the songs were not rated; the lines above tell why");
+    }
+    const auto end = Clock::now() + kPatience;
+    const std::set<std::string> written(rated.begin(), rated.end());
+    for (const Record &record : records) {
+        if (written.count(record.path) != 0) {
+            KeepRating(record, uid, stars, end);
         }
+    }
+    if (rated.size() < ids.size()) {
+        throw Failure(Reason::kNotFound,
+                      "songs left the library meanwhile, and the others were rated; 'tonvale "
+                      "songs' lists what is there");
     }
 }
 

@@ -1,10 +1,10 @@
 // VARN.Tonvale.Cover: the pictures of songs, albums, folders and stations.
 #include "answers/cover.h"
 
-#include <climits>
 #include <optional>
 
 #include "action.h"
+#include "answers/folders.h"
 #include "answers/kinds.h"
 #include "picture.h"
 #include "remote_url.h"
@@ -28,17 +28,6 @@ struct Song {
     std::string path;
 };
 constexpr char kColumns[] = "path, userid";
-
-// A number behind one of the prefixes, the longer ones first. Empty for any other text.
-std::optional<int> FolderId(std::string_view id) {
-    for (const std::string_view prefix : {"dir_p_", "dir_"}) {
-        if (id.starts_with(prefix)) {
-            const auto number = ParseNumber(id.substr(prefix.size()), 1, INT_MAX);
-            return number ? std::optional(static_cast<int>(*number)) : std::nullopt;
-        }
-    }
-    return std::nullopt;
-}
 
 class Get : public MediaAction {
   public:
@@ -111,9 +100,8 @@ class Get : public MediaAction {
     }
 
     std::string FolderCondition(const std::string &id) const {
-        const auto folder = FolderId(id);
         const std::string row =
-            Checked(folder ? varn::Sql("id = @VARN:INT", *folder) : std::nullopt);
+            Checked(varn::Sql("id = @VARN:INT", tonvale_answers::ParseFolderId(id)));
         const std::vector<Song> folders =
             SongsOf(Open(Kind("all"), VARN_TABLE_DIRECTORY, "path", row, "", 1));
         return Checked(varn::Sql("path LIKE '@VARN:LVAR/%%'", folders.front().path));

@@ -1,4 +1,5 @@
 // The web API's lists of the library, and its ratings.
+#include <algorithm>
 #include <filesystem>
 
 #include "programs/command.h"
@@ -161,6 +162,27 @@ TEST_F(SongApi, RatesWhatTheUserMayRate) {
         EXPECT_EQ(CodeOf("Song", "rate", {{"id", id}, {"rating", rating}}), code) << id << rating;
     }
     EXPECT_EQ(Stars(), rated) << "nothing is written when one of the songs is refused";
+
+    // One row that cannot be written, whatever its kind and its owner.
+    Query("DELETE FROM rating_track");
+    Query(
+        "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN "
+        "IF NEW.star = 1 AND NEW.track = 3 THEN RAISE 'no'; END IF; RETURN NEW; END $$; "
+        "CREATE TRIGGER refuse BEFORE INSERT ON rating_track FOR EACH ROW "
+        "EXECUTE FUNCTION refuse()");
+    WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
+    const Given all = {{"id", "music_1,music_v_3,music_4,music_6"}, {"rating", "1"}};
+    EXPECT_EQ(CodeOf("Song", "rate", all), 500);
+    EXPECT_EQ(Stars(), "") << "all or nothing";
+    EXPECT_FALSE(std::filesystem::exists(scratch() / "@eaDir"));
+    Ask("Song", "rate", {all[0], {"rating", "2"}});
+    EXPECT_EQ(Stars(), "1030/1:2 1030/3:2 1030/4:2 1030/6:2");
+    Texts records;
+    for (const auto &entry : std::filesystem::directory_iterator(scratch() / "@eaDir")) {
+        records.push_back(entry.path().filename().string());
+    }
+    std::sort(records.begin(), records.end());
+    EXPECT_EQ(records, (Texts{"1.mp3", "3.mp3", "3.mp3_0", "4.mp3"}));
 }
 
 TEST_F(SongApi, ChangesNothingForAnotherSite) {

@@ -100,7 +100,12 @@ TEST_F(PlaylistApi, AreMadeChangedAndDeleted) {
     const std::string monday = Ask("Playlist", "create", {{"name", "Monday"}})["id"].asString();
     Ask("Playlist", "create", {{"name", "Sunday"}, {"format", "pls"}});
     EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "Sunday"}, {"format", "m3u"}}), 409);
+    // Also in a folder that is closed to the package's account.
+    const fs::path folder =
+        fs::path(Value("SELECT min(path) FROM personal_playlist")).parent_path();
+    fs::permissions(folder, fs::perms::owner_all);
     EXPECT_EQ(CodeOf("Playlist", "rename", {{"id", monday}, {"name", "Sunday"}}), 409);
+    fs::permissions(folder, fs::perms(0777));
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     GoThrough("personal", "alice");
     EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "x"}, {"format", "pls"}}), 400);

@@ -156,25 +156,41 @@ TEST_F(SongRating, RowsAreWrittenAtOnce) {
 TEST_F(SongRating, WritersAtOnceLeaveTheStoresAlike) {
     AddSong("a.mp3");
     AddSong("b.mp3");
-    // Somebody else's first rating, whose outcome is not known yet when this one reads.
-    DBConnect_tag *other = AudioInfoDBConnect();
-    ASSERT_EQ(VARNDBExecute(other, "BEGIN", nullptr), 0);
-    ASSERT_NE(VARNDBExecute(other, "INSERT INTO rating_track VALUES (1030, 1, 2)", nullptr), -1);
-    std::thread later([&] {
-        usleep(300000);
-        EXPECT_NE(VARNDBExecute(other, "COMMIT", nullptr), -1);
-    });
-    EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 5), 1);
-    later.join();
-    VARNDBClose(other);
-    EXPECT_EQ(Table(), Texts({"1 1030 5"}));
-    EXPECT_EQ(Kept("a.mp3"), "5");
+    const struct {
+        const char *others;  // is not committed yet when the rating begins
+        Texts left;
+    } kCases[] = {
+        {"INSERT INTO rating_track VALUES (1030, 1, 2)", {"1 1030 5"}},
+        {"DELETE FROM rating_track", {"1 1030 5"}},
+        // What the indexer does with a song that moved.
+        {"LOCK TABLE rating_track IN SHARE ROW EXCLUSIVE MODE; DELETE FROM rating_track; "
+         "UPDATE track SET id = 9 WHERE id = 1",
+         {}},
+        {"UPDATE track SET id = 1 WHERE id = 9", {}},
+    };
+    for (const auto &[others, left] : kCases) {
+        DBConnect_tag *other = AudioInfoDBConnect();
+        ASSERT_EQ(VARNDBExecute(other, "BEGIN", nullptr), 0);
+        ASSERT_NE(VARNDBExecute(other, others, nullptr), -1);
+        std::thread later([&] {
+            usleep(300000);
+            EXPECT_NE(VARNDBExecute(other, "COMMIT", nullptr), -1);
+        });
+        EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 5), 1) << others;
+        later.join();
+        VARNDBClose(other);
+        EXPECT_EQ(Table(), left) << others;
+        EXPECT_EQ(Kept("a.mp3"), "5");
+    }
+    Query("INSERT INTO rating_track VALUES (1030, 1, 5)");
 
     Query(
-        "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
+        "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'limit %', "
+        "current_setting('lock_timeout'); END $$; "
         "CREATE TRIGGER refuse BEFORE INSERT ON rating_track EXECUTE FUNCTION refuse()");
     EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1", "music_2"}, 3), 0);
     EXPECT_EQ(Table(), Texts({"1 1030 5"})) << "neither song";
+    EXPECT_TRUE(Logged("limit 10s"));
     EXPECT_EQ(Kept("a.mp3"), "5");
 }
 
@@ -182,7 +198,8 @@ TEST_F(SongRating, ADatabaseThatCannotBeWrittenLeavesTheFilesAlone) {
     AddSong("a.mp3");
     Query("ALTER TABLE rating_track RENAME TO away");
     EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 3), 0);
-    EXPECT_TRUE(Logged("audiolib/webapi_utils:[0-9]+ Failed to exec \\[SELECT id, path, star"));
+    EXPECT_TRUE(Logged(
+        "audiolib/webapi_utils:[0-9]+ Failed to exec \\[SET LOCAL.*LOCK TABLE rating_track"));
     EXPECT_TRUE(Logged("audiolib/webapi_utils:[0-9]+ Failed to save star of tracks$"));
     EXPECT_FALSE(fs::exists(scratch() / "@eaDir"));
 }
