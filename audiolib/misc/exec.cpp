@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <csignal>
 
 #include "misc/kept_exit_status.h"
 #include "tonvale/media.h"
@@ -29,6 +30,9 @@ void CloseEach() {
     if (close_range(0, ~0U, 0) != 0) {
         CloseEach();
     }
+    // A change ignores the signal that asks it to end, and a server may ignore SIGPIPE.
+    std::signal(SIGTERM, SIG_DFL);
+    std::signal(SIGPIPE, SIG_DFL);
     if (open("/dev/null", O_RDWR) == 0 && dup(0) == 1 && dup(0) == 2) {
         execv(path, argv);
     }

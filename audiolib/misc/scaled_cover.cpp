@@ -1,24 +1,25 @@
 // The small copy of a cover that is kept in the song's extended-attribute folder.
 #include <fcntl.h>
 #include <pthread.h>
+#include <sys/random.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <csignal>
+#include <cstdint>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <initializer_list>
+#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
 
-#include "misc/kept_exit_status.h"
+#include "misc/converter.h"
 #include "misc/places.h"
 #include "misc/source.h"
 #include "support/boundary.h"
@@ -26,9 +27,7 @@
 #include "support/log.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
-#include "varn/process.h"
 #include "varn/share.h"
-#include "varn/systempath.h"
 
 namespace Tonvale::misc {
 
@@ -42,120 +41,46 @@ using PathBuffer = std::array<char, 4096>;
 constexpr char kScaledName[] = "VARNAUDIO_ART_NBAUDIO.jpg";
 constexpr std::array kEarlierNames = {"ART_NBAUDIO.jpg", "ART:NBAUDIO.jpg"};
 
-constexpr char kBox[] = "480x480>";  // fits in, and is never enlarged
-
 constexpr mode_t kEveryUser = 0777;
 constexpr uid_t kOwner = 1024;
 constexpr gid_t kOwnerGroup = 100;
 
-std::optional<struct stat> Look(const char *path) {
+// A picture that is to be made smaller, and what is told of it.
+struct Source {
+    const char *path;  // as the converter, or else the log, calls it
+    int fd;            // open for reading; -1: it cannot be read
+    bool isCopied;     // the converter gets a copy of what is open, whatever is at the path by now
+};
+
+// Where a copy is to stand: a name in a folder that is held open, because whoever may write there
+// could have root write elsewhere by a path.
+struct Target {
+    int folder;
+    std::string name;
+    std::string path;  // for the log
+};
+
+// When a file was modified.
+std::optional<timespec> TimeAt(int folder, const char *path) {
     struct stat info = {};
-    return stat(path, &info) == 0 ? std::optional(info) : std::nullopt;
+    return fstatat(folder, path, &info, 0) == 0 ? std::optional(info.st_mtim) : std::nullopt;
 }
 
 bool IsLater(const timespec &a, const timespec &b) {
     return a.tv_sec != b.tv_sec ? a.tv_sec > b.tv_sec : a.tv_nsec > b.tv_nsec;
 }
 
-bool IsUpToDate(const char *source, const char *scaled) {
-    const auto from = Look(source);
-    const auto to = Look(scaled);
-    return from && to && IsLater(to->st_mtim, from->st_mtim);
+bool IsUpToDate(const std::optional<timespec> &source, const std::optional<timespec> &scaled) {
+    return source && scaled && IsLater(*scaled, *source);
 }
 
-void Remove(const char *path) {
-    if (unlink(path) != 0 && errno != ENOENT) {
-        LOG_ERROR(kSource, "Failed to unlink [%s] %m", path);
+void Remove(const Target &target) {
+    if (unlinkat(target.folder, target.name.c_str(), 0) != 0 && errno != ENOENT) {
+        LOG_ERROR(kSource, "Failed to unlink [%s] %m", target.path.c_str());
     }
 }
 
-// ---- the converter -----------------------------------------------------------------------------
-
-constexpr int kUsualSeconds = 60;
-constexpr int kMostSeconds = 3600;
-constexpr int kGrace = 2;  // what a converter that ends by itself may be late
-
-// A variable in which the converter looks for something, for the length of a scope, unless an
-// administrator has set it.
-class Variable {
-  public:
-    Variable(const char *name, const std::string &value)
-        : name_(name), isOurs_(std::getenv(name) == nullptr) {
-        setenv(name, value.c_str(), 0);
-    }
-    ~Variable() {
-        if (isOurs_) {
-            unsetenv(name_);
-        }
-    }
-    Variable(const Variable &) = delete;
-    Variable &operator=(const Variable &) = delete;
-
-    std::string Value() const {
-        const char *value = std::getenv(name_);
-        return value != nullptr ? value : "";
-    }
-
-  private:
-    const char *name_;
-    bool isOurs_;
-};
-
-// Has the converter end by itself: the time in seconds that it may take.
-class TimeLimit : public Variable {
-  public:
-    TimeLimit() : Variable("MAGICK_TIME_LIMIT", std::to_string(kUsualSeconds)) {}
-
-    int Seconds() const {
-        const long seconds = std::strtol(Value().c_str(), nullptr, 10);
-        return seconds > 0 ? static_cast<int>(std::min<long>(seconds, kMostSeconds))
-                           : kUsualSeconds;
-    }
-};
-
-// Whatever a picture's name and its bytes say, it is decoded as one of these formats, by no other
-// program; what the system's policy forbids and bounds holds beside that.
-constexpr char kPolicy[] =
-    "<policymap>"
-    "<policy domain=\"delegate\" rights=\"none\" pattern=\"*\"/>"
-    "<policy domain=\"coder\" rights=\"none\" pattern=\"*\"/>"
-    "<policy domain=\"coder\" rights=\"read|write\" pattern=\"{BMP,GIF,JPEG,JPG,PNG,WEBP}\"/>"
-    "</policymap>\n";
-
-// False, with a log line, when the policy cannot be put into the folder.
-bool WritePolicy(const std::string &folder) {
-    std::ofstream policy(folder + "/policy.xml");
-    policy << kPolicy;
-    policy.close();
-    if (!policy.good()) {
-        LOG_ERROR(kSource, "Failed to write [%s/policy.xml] %m", folder.c_str());
-    }
-    return policy.good();
-}
-
-// The converter reads "%d" and its like in the name of what it writes as a frame's number.
-std::string PlainName(std::string_view target) {
-    std::string plain;
-    for (const char c : target) {
-        plain.append(c == '%' ? 2 : 1, c);
-    }
-    return plain;
-}
-
-// The folder is the converter's own: its settings stand there, and the target.
-bool Convert(const char *source, const std::string &folder, const std::string &target) {
-    std::array<std::string, 7> words = {"convert", "-size",          kBox, "-thumbnail", kBox,
-                                        source,    PlainName(target)};
-    std::array<char *, words.size() + 1> argv = {};
-    for (std::size_t i = 0; i < words.size(); ++i) {
-        argv[i] = words[i].data();
-    }
-    const TimeLimit limit;
-    const Variable configuration("MAGICK_CONFIGURE_PATH", folder);
-    const KeptExitStatus kept;
-    return WritePolicy(folder) && VLIBCExecvWithin(SystemPath(varn::path::kConvert).c_str(),
-                                                   argv.data(), limit.Seconds() + kGrace) == 0;
-}
+// ---- making a copy ------------------------------------------------------------------------------
 
 // Holds the wishes to end back that a web server or a terminal sends: a client that no longer waits
 // costs neither the copy nor leaves a folder behind. The converter itself gets them all.
@@ -227,12 +152,18 @@ void GiveToEveryUser(int fd, const char *target) {
     }
 }
 
-bool CopyAll(int from, int to) {
+// Copies a file that has at most so many bytes. The descriptor that is read from stays where it is.
+// False with errno set.
+bool CopyAll(int from, int to, off_t most = std::numeric_limits<off_t>::max()) {
     constexpr std::size_t kBlock = std::size_t{1} << 20;
+    off_t at = 0;
     ssize_t copied = 0;
-    while ((copied = sendfile(to, from, nullptr, kBlock)) > 0) {
+    while (at <= most && (copied = sendfile(to, from, &at, kBlock)) > 0) {
     }
-    return copied == 0;
+    if (at > most) {
+        errno = EFBIG;
+    }
+    return copied == 0 && at <= most;
 }
 
 // Gives a copy of a source from the future a later time than that: it would be made anew for
@@ -251,97 +182,161 @@ void KeepLater(int copy, const timespec &source) {
     }
 }
 
+// Makes a file under a name that is nobody's yet, which it tells. Empty with errno set.
+Fd OpenFresh(int folder, std::string &name) {
+    constexpr int kMostTries = 100;
+    constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
+    Fd file;
+    for (int tries = 0; tries < kMostTries && !file; ++tries) {
+        std::uint64_t number = 0;
+        if (getrandom(&number, sizeof number, 0) != sizeof number) {
+            return file;
+        }
+        name = ".cover-" + std::to_string(number);
+        file.Reset(openat(folder, name.c_str(), kFlags, 0600));
+        if (!file && errno != EEXIST) {
+            return file;
+        }
+    }
+    return file;
+}
+
 // Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part
 // of it, and a link is replaced and not followed. False with errno set.
-bool Place(int result, const char *target, const timespec &source) {
-    const std::string_view path(target);
-    std::string fresh(path.substr(0, path.rfind('/') + 1));
-    fresh += ".cover-XXXXXX";
-    const Fd file(mkostemp(fresh.data(), O_CLOEXEC));
+bool Place(int result, const Target &target, const timespec &source) {
+    Target fresh = {target.folder, "", target.path};
+    const Fd file = OpenFresh(target.folder, fresh.name);
     if (!file) {
         return false;
     }
     const bool copied = CopyAll(result, file.Get());
     if (copied) {
         KeepLater(file.Get(), source);
-        GiveToEveryUser(file.Get(), target);
+        GiveToEveryUser(file.Get(), target.path.c_str());
     }
-    if (copied && rename(fresh.c_str(), target) == 0) {
+    if (copied &&
+        renameat(fresh.folder, fresh.name.c_str(), target.folder, target.name.c_str()) == 0) {
         return true;
     }
     const int reason = errno;
-    Remove(fresh.c_str());
+    Remove(fresh);
     errno = reason;
     return false;
 }
 
-// The time of a picture. None for a link, which is not a picture, or a pipe, which would keep the
-// converter waiting.
-std::optional<timespec> TimeOf(const char *source) {
-    const Fd file(open(source, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    struct stat info = {};
-    const bool isFile = file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode);
-    return isFile ? std::optional(info.st_mtim) : std::nullopt;
+// Nothing for a link, which is not a picture, or a pipe, which would keep the converter waiting.
+Fd OpenSource(const char *path) {
+    return Fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
-int Scale(const char *source, const char *target) {
+// What the converter is to read, and when it was modified.
+struct Readable {
+    std::string path;
+    timespec time;
+};
+
+// Nothing with errno set for what is no file, or more than a copy may take of the folder's disk.
+std::optional<Readable> Prepare(const Source &source, const std::string &folder) {
+    constexpr off_t kMostCopied = off_t{64} << 20;
+    struct stat info = {};
+    if (folder.empty() || fstat(source.fd, &info) != 0 || !S_ISREG(info.st_mode)) {
+        return std::nullopt;
+    }
+    if (!source.isCopied) {
+        return Readable{source.path, info.st_mtim};
+    }
+    Readable copy = {folder + "/picture", info.st_mtim};
+    const Fd file(open(copy.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+    const bool isWhole = file && CopyAll(source.fd, file.Get(), kMostCopied);
+    return isWhole ? std::optional(copy) : std::nullopt;
+}
+
+int Scale(const Source &source, const Target &target) {
     const EndHeldBack heldBack;  // until the workshop is gone
     const Workshop workshop;
     const std::string name = workshop.Path() + "/scaled";
-    const std::string extension = ExtensionOf(target);
-    const std::optional<timespec> time = TimeOf(source);
-    if (workshop.Path().empty() || !time || !Convert(source, workshop.Path(), name + extension)) {
-        LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source, target);
+    const std::string extension = ExtensionOf(target.path);
+    const std::optional<Readable> readable = Prepare(source, workshop.Path());
+    if (!readable || !Convert(readable->path.c_str(), workshop.Path(), name + extension)) {
+        LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source.path, target.path.c_str());
         return -1;
     }
     const Fd result = OpenResult(name, extension);
-    if (result && Place(result.Get(), target, *time)) {
+    if (result && Place(result.Get(), target, readable->time)) {
         return 0;
     }
     if (result) {
-        LOG_ERROR(kSource, "Failed to place [%s] %m", target);
+        LOG_ERROR(kSource, "Failed to place [%s] %m", target.path.c_str());
     }
-    LOG_ERROR(kSource, "file not exists [%s]", target);
+    LOG_ERROR(kSource, "file not exists [%s]", target.path.c_str());
     return -1;
+}
+
+// The same by two paths, of which the target's folder is looked up once, before the converter runs.
+int ScaleByName(const char *source, const char *target) {
+    const std::string path(target);
+    const std::size_t name = path.rfind('/') + 1;  // 0 without a slash
+    const Fd folder(
+        open(name > 0 ? path.substr(0, name).c_str() : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
+    if (!folder) {
+        LOG_ERROR(kSource, "Failed to place [%s] %m", target);
+        LOG_ERROR(kSource, "file not exists [%s]", target);
+        return -1;
+    }
+    const Fd picture = OpenSource(source);
+    return Scale({source, picture.Get(), false}, {folder.Get(), path.substr(name), path});
 }
 
 // ---- the copy of a song ------------------------------------------------------------------------
 
-// The folder for a song's copy of `source`, made where it is missing; "" with a log line.
-std::string FolderFor(const char *song, const char *source) {
+// The folder of a song's attributes, held open.
+struct Folder {
+    Fd fd;
+    std::string path;
+    std::string shown;  // for the log
+
+    Target At(const char *name) const { return {fd.Get(), name, shown + "/" + name}; }
+};
+
+// Made where it is missing; without a descriptor, with a log line, where that fails.
+Folder FolderFor(const HeldCover &cover) {
     PathBuffer eaDir = {};
-    if (VARNEADirPath(song, eaDir.data(), eaDir.size()) != 0) {
-        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", source, VLIBCErrGet(),
-                  VLIBCErrFile(), VLIBCErrLine());
-        return "";
-    }
-    if (VARNEAMKDir(eaDir.data()) != 0) {
-        LOG_ERROR(kSource, "Failed to create eaDir [%s].[0x%04X %s:%d]", eaDir.data(),
+    PathBuffer shown = {};
+    if (VARNEADirPath(cover.song, eaDir.data(), eaDir.size()) != 0 ||
+        VARNEADirPath(cover.songName, shown.data(), shown.size()) != 0) {
+        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", cover.pictureName,
                   VLIBCErrGet(), VLIBCErrFile(), VLIBCErrLine());
-        return "";
+        return {};
     }
-    return eaDir.data();
+    Folder folder = {Fd(VARNEAOpenDir(eaDir.data())), eaDir.data(), shown.data()};
+    if (!folder.fd) {
+        LOG_ERROR(kSource, "Failed to create eaDir [%s].[0x%04X %s:%d]", shown.data(),
+                  VLIBCErrGet(), VLIBCErrFile(), VLIBCErrLine());
+    }
+    return folder;
 }
 
 // The path of a copy that is up to date, made if there is none; "" when it cannot be made. Copies
 // under earlier names that are out of date go.
-std::string ScaledCover(const char *song, const char *source) {
-    const std::string folder = FolderFor(song, source);
-    if (folder.empty()) {
+std::string ScaledCover(const HeldCover &cover, const std::optional<timespec> &time) {
+    const Folder folder = FolderFor(cover);
+    if (!folder.fd) {
         return "";
     }
-    const std::string scaled = folder + "/" + kScaledName;
-    if (IsUpToDate(source, scaled.c_str())) {
-        return scaled;
+    const auto isUpToDate = [&](const char *name) {
+        return IsUpToDate(time, TimeAt(folder.fd.Get(), name));
+    };
+    if (isUpToDate(kScaledName)) {
+        return folder.path + "/" + kScaledName;
     }
     for (const char *name : kEarlierNames) {
-        const std::string earlier = folder + "/" + name;
-        if (IsUpToDate(source, earlier.c_str())) {
-            return earlier;
+        if (isUpToDate(name)) {
+            return folder.path + "/" + name;
         }
-        Remove(earlier.c_str());
+        Remove(folder.At(name));
     }
-    return Scale(source, scaled.c_str()) == 0 ? scaled : "";
+    const Source source = {cover.pictureName, cover.picture, true};
+    return Scale(source, folder.At(kScaledName)) == 0 ? folder.path + "/" + kScaledName : "";
 }
 
 // False, with a log line, when one of the arguments is missing.
@@ -367,12 +362,24 @@ int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffe
     }
     return Guarded(kSource, -1, [&] {
         const RootThenPackageUser root;
-        const std::string path = ScaledCover(song, source);
+        const Fd picture = OpenSource(source);
+        const std::string path =
+            ScaledCover({song, song, picture.Get(), source}, TimeAt(AT_FDCWD, source));
         if (path.empty()) {
             return -1;
         }
         std::snprintf(buffer, static_cast<std::size_t>(size), "%s", path.c_str());
         return 0;
+    });
+}
+
+std::string Tonvale::ScaledCover(const HeldCover &cover) noexcept {
+    using namespace Tonvale::misc;
+    return Guarded(kSource, std::string(), [&] {
+        const RootThenPackageUser root;
+        struct stat info = {};
+        return fstat(cover.picture, &info) == 0 ? misc::ScaledCover(cover, info.st_mtim)
+                                                : std::string();
     });
 }
 
@@ -382,7 +389,7 @@ int VARNAudioCheckScaleArt(const char *source, const char *scaled) noexcept {
         return 0;
     }
     const RootThenPackageUser root;
-    return IsUpToDate(source, scaled) ? 1 : 0;
+    return IsUpToDate(TimeAt(AT_FDCWD, source), TimeAt(AT_FDCWD, scaled)) ? 1 : 0;
 }
 
 int VARNAudioScaleImage(const char *source, const char *target) noexcept {
@@ -392,7 +399,7 @@ int VARNAudioScaleImage(const char *source, const char *target) noexcept {
     }
     return Guarded(kSource, -1, [&] {
         const RootThenPackageUser root;
-        return Scale(source, target);
+        return ScaleByName(source, target);
     });
 }
 

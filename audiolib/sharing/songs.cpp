@@ -6,12 +6,12 @@
 #include "sharing/sharing.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/package_user.h"
 #include "support/song_list.h"
 #include "tonvale/playlists.h"
 #include "tonvale/sharing.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/as_package.h"
 #include "varn/playlistsvc.h"
 #include "varn/process.h"
 #include "varn/sql.h"
@@ -105,7 +105,7 @@ bool FirstOfNormal(const SharingData &rec, std::string &songId) {
 
 // The user's preference folder, which belongs to the package's account. True when it is there.
 bool MakeFolderOf(const std::string &path) {
-    const support::AsPackageUser package;
+    const varn::AsPackage package;
     const std::string folder = path.substr(0, path.rfind('/'));
     if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         LOG_ERROR(kSource, "Failed to make %s: %m", folder.c_str());

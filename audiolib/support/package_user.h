@@ -8,6 +8,9 @@ namespace Tonvale::support {
 // Switches the effective user to "Tonvale" when the process runs as somebody else, and back to the
 // account of the previous effective user id at the end of the scope, by its name. Where there is no
 // package account, or the previous user has no name to switch back to, nothing is switched.
+//
+// For AudioInfoDBConnect alone, whose callers know it so; varn::AsPackage goes back to the very ids
+// and groups, and ends the process where it cannot.
 class AsPackageUser {
   public:
     AsPackageUser();

@@ -118,6 +118,18 @@ TONVALE_EXPORT Cover FindCover(const char *song) noexcept;
 // set.
 TONVALE_EXPORT int OpenCover(const char *path, struct stat *info) noexcept;
 
+// A song and its cover as somebody holds them open, so that nothing is put in their place.
+struct HeldCover {
+    const char *song;         // by its folder's descriptor, "/proc/self/fd/N/NAME"
+    const char *songName;     // its path, for the log
+    int picture;              // open for reading; stays the caller's, at the place where it is
+    const char *pictureName;  // its path, for the log
+};
+
+// The small copy of a cover, by `song`, under the rules of VARNAudioGetScaleCoverPath: made from
+// what is open, and nothing but that. "" after a failure.
+TONVALE_EXPORT std::string ScaledCover(const HeldCover &cover) noexcept;
+
 // What an HTTP answer says about the version of a file (RFC 9110, 8.8): values of the fields ETag
 // (strong, with its quotes) and Last-Modified.
 struct Validators {

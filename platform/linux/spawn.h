@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "linux/credentials.h"
+#include "varn/descriptor.h"
 
 namespace varn {
 
@@ -38,6 +39,9 @@ struct SpawnOptions {
 
     bool detached = false;  // in a session of its own and not a child of this process
 };
+
+// A pipe whose ends no other program inherits. False with errno set.
+bool MakePipe(UniqueFd &readEnd, UniqueFd &writeEnd);
 
 // Starts a program. It gets the default action of every signal, an empty signal mask and no
 // descriptor but the standard three. Returns its process id for WaitFor, 0 for a detached program,

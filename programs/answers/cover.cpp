@@ -50,9 +50,9 @@ Picture OpenBeside(const PlacedSong &song, const std::string &path) {
     return picture;
 }
 
-// The path of the small copy: one that is there already, or else made in turn. Empty when it cannot
-// be made, or too many are being made.
-std::string ScaledCopy(const PlacedSong &song, const std::string &cover) {
+// The path of the small copy: one that is there already, or else made in turn of what is open as
+// `picture`. Empty when it cannot be made, or too many are being made.
+std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const Picture &picture) {
     PathBuffer scaled{};
     if (VARNEADirPath(song.HeldPath().c_str(), scaled.data(), scaled.size()) != 0) {
         return "";
@@ -64,10 +64,9 @@ std::string ScaledCopy(const PlacedSong &song, const std::string &cover) {
         }
     }
     const ScalingSlot slot;
-    const bool done =
-        slot && VARNAudioGetScaleCoverPath(song.HeldPath().c_str(), cover.c_str(), scaled.data(),
-                                           static_cast<int>(scaled.size())) == 0;
-    return done ? scaled.data() : "";
+    return slot ? Tonvale::ScaledCover({song.HeldPath().c_str(), song.Path().c_str(),
+                                        fileno(picture.file.get()), cover.c_str()})
+                : "";
 }
 
 }  // namespace
@@ -90,7 +89,7 @@ Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
         throw Failure(Reason::kNotFound, cover + " is no picture");
     }
     if (size == CoverSize::kScaled) {
-        if (const std::string scaled = ScaledCopy(song, cover); !scaled.empty()) {
+        if (const std::string scaled = ScaledCopy(song, cover, picture); !scaled.empty()) {
             if (Picture small = OpenBeside(song, scaled); !small.type.empty()) {
                 return small;
             }

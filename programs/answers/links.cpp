@@ -1,8 +1,10 @@
 #include "links.h"
 
 #include <sys/random.h>
+#include <syslog.h>
 
 #include <cstdlib>
+#include <exception>
 #include <filesystem>
 #include <optional>
 #include <string_view>
@@ -235,16 +237,34 @@ std::string Links::NewId() {
 }
 
 // Nothing in the table keeps a playlist from having two links, of which an update or a removal
-// would take both. The lock goes with the connection.
-void Links::WaitForTurn() {
-    constexpr int kLinksOfUser = 0x4C4E4B;  // among the database's other locks
-    Read("SET lock_timeout = '10s'");
-    Read(Good(varn::Sql("SELECT pg_advisory_lock(@VARN:INT, @VARN:INT)", kLinksOfUser,
-                        static_cast<int>(uid_))));
-}
+// would take both. Links are shown after the turn: their address may be asked of another program.
+class Links::Turn {
+  public:
+    explicit Turn(Links &links) : links_(links) {
+        links_.Read("SET lock_timeout = '10s'");
+        links_.Read(Good(varn::Sql("SELECT pg_advisory_lock(@VARN:INT, @VARN:INT)", kLinksOfUser,
+                                   static_cast<int>(links_.uid_))));
+    }
+    // Where it cannot be given back the connection is gone, and the lock with it.
+    ~Turn() {
+        try {
+            links_.Read(Good(varn::Sql("SELECT pg_advisory_unlock(@VARN:INT, @VARN:INT)",
+                                       kLinksOfUser, static_cast<int>(links_.uid_))));
+        } catch (const std::exception &error) {
+            syslog(LOG_ERR, "The links are not given free: %s", error.what());
+        }
+    }
+    Turn(const Turn &) = delete;
+    Turn &operator=(const Turn &) = delete;
 
-Json::Value Links::Create(const std::string &playlistId, const Days &days) {
-    WaitForTurn();
+  private:
+    static constexpr int kLinksOfUser = 0x4C4E4B;  // among the database's other locks
+
+    Links &links_;
+};
+
+LinkName Links::Add(const std::string &playlistId, const Days &days) {
+    const Turn turn(*this);
     const bool isSongs = playlistId == kSharedSongsId;
     const NamedPlaylist playlist = isSongs
                                        ? NamedPlaylist{kSharedSongsId, kSharedSongsName,
@@ -256,8 +276,8 @@ Json::Value Links::Create(const std::string &playlistId, const Days &days) {
                                            " already; 'tonvale share update' changes its days");
     }
     if (isSongs) {
-        SharedSongs();
-        return Update({"", kSharedSongsId}, days);
+        PrepareSharedSongs();
+        return Change({"", kSharedSongsId}, days);
     }
     MoveOthersAway(playlist.id, playlist.path);
     SharingData record;
@@ -271,10 +291,14 @@ Json::Value Links::Create(const std::string &playlistId, const Days &days) {
     if (!manager_.AddSharingRecord(record)) {
         NoAnswer();
     }
-    return Get({record.id, ""});
+    return {record.id, ""};
 }
 
-Json::Value Links::Update(const LinkName &name, const Days &days) {
+Json::Value Links::Create(const std::string &playlistId, const Days &days) {
+    return Get(Add(playlistId, days));
+}
+
+LinkName Links::Change(const LinkName &name, const Days &days) {
     const Row row = Find(name);
     SharingData record = Keyed(row);
     record.avail_date = days.first;
@@ -282,7 +306,11 @@ Json::Value Links::Update(const LinkName &name, const Days &days) {
     if (!manager_.UpdateSharingRecord(record)) {
         NoAnswer();
     }
-    return Get({row.id, ""});
+    return {row.id, ""};
+}
+
+Json::Value Links::Update(const LinkName &name, const Days &days) {
+    return Get(Change(name, days));
 }
 
 void Links::Delete(const LinkName &name) {
@@ -307,8 +335,7 @@ void Links::PrepareSongsList(bool hasLink) {
 }
 
 // The link of the single songs; made, like its list, when there is none.
-Json::Value Links::SharedSongs() {
-    WaitForTurn();
+void Links::PrepareSharedSongs() {
     const auto rows = RowsWith(Good(varn::Sql("playlist_id = '@VARN:VAR'", kSharedSongsId)));
     PrepareSongsList(!rows.empty());
     if (rows.empty()) {
@@ -318,18 +345,27 @@ Json::Value Links::SharedSongs() {
             NoAnswer();
         }
     }
-    return Get({"", kSharedSongsId});
 }
 
-Json::Value Links::ChangeSong(bool add, const std::string &songId) {
-    const std::string song =
-        NameInPlaylist(add ? FindBrowsedSong(uid_, songId) : FindAnySong(uid_, songId));
-    Json::Value shown = add ? SharedSongs() : Get({"", kSharedSongsId});
+void Links::ChangeSharedSongs(bool add, const std::string &songId, const std::string &song) {
+    const Turn turn(*this);
+    if (add) {
+        PrepareSharedSongs();
+    } else {
+        Find({"", kSharedSongsId});
+    }
     if (!manager_.ShareSingleSong(add, user_, songId, song)) {
         throw Failure(Reason::kFailed,
                       "the list of shared songs cannot be changed; the lines above "
                       "tell why");
     }
+}
+
+Json::Value Links::ChangeSong(bool add, const std::string &songId) {
+    const std::string song =
+        NameInPlaylist(add ? FindBrowsedSong(uid_, songId) : FindAnySong(uid_, songId));
+    ChangeSharedSongs(add, songId, song);
+    Json::Value shown = Get({"", kSharedSongsId});
     // A song outside the shares has no address of its own.
     const std::string url = manager_.GetUrl(shown["id"].asString(), song);
     shown["song_url"] = url.ends_with('/') ? shown["url"].asString() : url;

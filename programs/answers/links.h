@@ -64,11 +64,14 @@ class Links {
     // The row for an operation that names it by its playlist.
     Tonvale::SharingData Keyed(const Row &row);
     Json::Value Shown(const Row &row);
-    void PrepareSongsList(bool hasLink);
-    Json::Value SharedSongs();
-    Json::Value ChangeSong(bool add, const std::string &songId);
     // Of two who look for a link and make it where there is none, one waits for the other.
-    void WaitForTurn();
+    class Turn;
+    LinkName Add(const std::string &playlistId, const Days &days);
+    LinkName Change(const LinkName &name, const Days &days);
+    void PrepareSongsList(bool hasLink);
+    void PrepareSharedSongs();
+    void ChangeSharedSongs(bool add, const std::string &songId, const std::string &song);
+    Json::Value ChangeSong(bool add, const std::string &songId);
     std::string NewId();
 
     uid_t uid_;

@@ -98,6 +98,16 @@ TEST_F(ExecTest, GivesNothingButDevNull) {
     }));
 }
 
+TEST_F(ExecTest, RunsWhatCanBeEnded) {
+    EXPECT_TRUE(HoldsInChild([] {
+        for (const int number : {SIGTERM, SIGPIPE}) {
+            std::signal(number, SIG_IGN);
+            EXPECT_EQ(Shell("kill -" + std::to_string(number) + " $$"), -1) << number;
+            EXPECT_EQ(std::signal(number, SIG_DFL), SIG_IGN) << "this process's own stays";
+        }
+    }));
+}
+
 TEST_F(ExecTest, DoesNotWaitUnlessAsked) {
     const fs::path go = scratch() / "go";
     EXPECT_EQ(Shell("while [ ! -e " + go.string() + " ]; do sleep 0.01; done; exit 3", 0), 0);

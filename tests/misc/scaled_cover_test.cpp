@@ -2,47 +2,21 @@
 
 #include <chrono>
 #include <csignal>
-#include <cstdint>
 #include <cstdlib>
-#include <cstring>
 #include <tuple>
 
 #include "misc/cover_fixture.h"
+#include "misc/pictures.h"
 #include "platform/child.h"
 #include "tonvale/media.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
-
-// Runs a program of the host and returns what it prints.
-std::string Output(Words words) {
-    std::vector<char *> argv;
-    for (std::string &word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
-    FILE *stream = VLIBCPopenv(argv.front(), "r", argv.data());
-    if (stream == nullptr) {
-        ADD_FAILURE() << words.front() << ": " << std::strerror(errno);
-        return "";
-    }
-    std::string output;
-    for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) {
-        output += static_cast<char>(c);
-    }
-    EXPECT_EQ(VLIBCPclose(stream), 0) << words.front();
-    return output;
-}
-
-void Draw(const std::string &size, const fs::path &path) {
-    Output({"/usr/bin/convert", "-size", size, "xc:red", path});
-}
-
-std::string Identify(const fs::path &path) {
-    return Output({"/usr/bin/identify", "-format", "%m %wx%h", path});
-}
+using tonvale_test::BlackSquare;
+using tonvale_test::Draw;
+using tonvale_test::Identify;
+using tonvale_test::Output;
 
 std::ptrdiff_t Entries(const fs::path &folder) {
     return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
@@ -59,7 +33,8 @@ class ScaledCoverTest : public tonvale_test::CoverTest {
         scaled_ = EaDir(song_) / kName;
     }
 
-    // Puts a script in the converter's place. "$7" is the result that it is asked for.
+    // Puts a script in the converter's place. "$5" is the picture, "$6" the
+    // result that it is asked for.
     static void SetConverter(const std::string &script) {
         const fs::path converter = At(varn::path::kConvert);
         fs::remove(converter);  // a link to the host's
@@ -157,10 +132,12 @@ TEST_F(ScaledCoverTest, RunsTheConverterAsAgreed) {
     SetConverter("printf '%s\\n' \"$@\" $MAGICK_TIME_LIMIT > " + out + "; echo new > \"$6\"");
     Put(source_);
     EXPECT_EQ(Scaled(), scaled_);
-    const std::string expected =
-        "-size\n480x480>\n-thumbnail\n480x480>\n" + source_.string() + "\n";
+    const std::string expected = "-size\n480x480>\n-thumbnail\n480x480>\n";
     EXPECT_EQ(ReadFile(out).substr(0, expected.size()), expected);
     EXPECT_TRUE(ReadFile(out).ends_with("/scaled.jpg\n60\n")) << ReadFile(out);
+    EXPECT_EQ(Scale(source_, scaled_), 0);
+    EXPECT_EQ(ReadFile(out).substr(0, expected.size() + source_.native().size() + 1),
+              expected + source_.native() + "\n");
     EXPECT_EQ(std::getenv("MAGICK_TIME_LIMIT"), nullptr);
     setenv("MAGICK_TIME_LIMIT", "7", 1);
     SetTime(scaled_, 0);
@@ -283,6 +260,9 @@ TEST_F(ScaledCoverTest, WritesWhereItIsAskedTo) {
     fs::create_directory(odd.parent_path());
     fs::copy_file(source_, odd);
     EXPECT_EQ(Scaled(song_, odd), scaled_) << "read from there, too";
+    SetTime(scaled_, 0);
+    fs::rename(odd, odd.parent_path() / "APIC.jpg[1]");
+    EXPECT_EQ(Scaled(song_, odd.parent_path() / "APIC.jpg[1]"), scaled_) << "no frame's number";
 }
 
 TEST_F(ScaledCoverTest, TakesTheFirstFrameOfAnAnimation) {
@@ -315,6 +295,9 @@ TEST_F(ScaledCoverTest, ReadsFilesOnly) {
         EXPECT_TRUE(Logged("Failed to convert file")) << source;
         EXPECT_TRUE(fs::is_empty(EaDir(song_))) << source;
     }
+    Put(source_);
+    fs::resize_file(source_, (64 << 20) + 1);
+    EXPECT_EQ(Scaled(), "none") << "nobody's picture is that large";
     EXPECT_EQ(Runs(), 0U);
 }
 
@@ -379,53 +362,6 @@ TEST_F(ScaledCoverTest, RefusesWhatIsNoPicture) {
     }
 }
 
-// A number of four bytes, the highest first.
-std::string Big(std::uint32_t number) {
-    std::string bytes;
-    for (int shift = 24; shift >= 0; shift -= 8) {
-        bytes += static_cast<char>(number >> shift & 0xFF);
-    }
-    return bytes;
-}
-
-std::string Chunk(const std::string &content) {
-    std::uint32_t sum = ~0U;
-    for (const unsigned char byte : content) {
-        sum ^= byte;
-        for (int bit = 0; bit < 8; ++bit) {
-            sum = sum >> 1 ^ ((sum & 1) != 0 ? 0xEDB88320U : 0);
-        }
-    }
-    return Big(static_cast<std::uint32_t>(content.size() - 4)) + content + Big(~sum);
-}
-
-// A whole PNG of a black square, one bit for a pixel: a zero, and then as many runs of 258 more as
-// it takes.
-std::string BlackSquare(std::uint32_t side) {
-    const std::uint32_t runs = side * (1 + (side + 7) / 8) / 258 + 1;
-    std::string bits =
-        "110"
-        "00110000";  // the last block, with the fixed codes
-    for (std::uint32_t i = 0; i < runs; ++i) {
-        bits +=
-            "11000101"
-            "00000";
-    }
-    bits += "0000000";
-    std::string zeros = "IDAT\x78\x01";
-    for (std::size_t i = 0; i < bits.size(); i += 8) {
-        unsigned byte = 0;
-        for (std::size_t bit = 0; bit < 8 && i + bit < bits.size(); ++bit) {
-            byte |= static_cast<unsigned>(bits[i + bit] - '0') << bit;
-        }
-        zeros += static_cast<char>(byte);
-    }
-    zeros += Big((1 + runs * 258) % 65521 << 16 | 1);
-    return "\x89PNG\r\n\x1A\n" +
-           Chunk("IHDR" + Big(side) + Big(side) + std::string("\1\0\0\0\0", 5)) + Chunk(zeros) +
-           Chunk("IEND");
-}
-
 TEST_F(ScaledCoverTest, StopsAtAPictureOfEnormousSize) {
     Put(source_, BlackSquare(600));
     EXPECT_EQ(Scaled(), scaled_);
@@ -464,6 +400,44 @@ TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
     fs::remove(scaled_);
     SetConverter("ln -s '" + victim.string() + "' '" + scaled_.string() + "'; echo new > \"$6\"");
     checkScaled();
+}
+
+TEST_F(ScaledCoverTest, WritesIntoTheFolderThatItHasLookedAt) {
+    const fs::path elsewhere = scratch() / "elsewhere";
+    const fs::path aside = Music() / "@eaDir" / "aside";
+    fs::create_directory(elsewhere);
+    Put(source_);
+    for (const bool isOfSong : {true, false}) {
+        SetConverter("mv " + EaDir(song_).string() + " " + aside.string() + "; ln -s " +
+                     elsewhere.string() + " " + EaDir(song_).string() + "; echo new > \"$6\"");
+        fs::create_directories(EaDir(song_));
+        EXPECT_TRUE(isOfSong ? Scaled() == scaled_ : Scale(source_, scaled_) == 0);
+        EXPECT_TRUE(fs::is_empty(elsewhere)) << "led away by a link";
+        EXPECT_EQ(ReadFile(aside / kName), "new\n");
+        EXPECT_EQ(Entries(aside), 1);
+        fs::remove(EaDir(song_));
+        fs::remove_all(aside);
+    }
+}
+
+TEST_F(ScaledCoverTest, MakesACopyOfAPictureThatIsOpen) {
+    Put(source_, "open");
+    const int picture = open(source_.c_str(), O_RDONLY | O_CLOEXEC);
+    const Tonvale::HeldCover cover = {song_.c_str(), "/label/song.mp3", picture, "/label/c.jpg"};
+    const auto scale = [&] { return AsPackage([&] { return Tonvale::ScaledCover(cover); }); };
+    fs::remove(source_);
+    fs::create_symlink(Put(scratch() / "private.jpg", "private"), source_);
+    SetConverter("cp \"$5\" \"$6\"");
+    EXPECT_EQ(scale(), scaled_);
+    EXPECT_EQ(ReadFile(scaled_), "open");
+    EXPECT_EQ(lseek(picture, 0, SEEK_CUR), 0) << "the caller still has it to read";
+    SetTime(scaled_, 0);
+    SetConverter("exit 1");
+    EXPECT_EQ(scale(), "");
+    EXPECT_TRUE(
+        Logged("Failed to convert file \\[/label/c.jpg\\] to "
+               "\\[/label/@eaDir/song.mp3/VARNAUDIO_ART_NBAUDIO.jpg\\]$"));
+    close(picture);
 }
 
 TEST_F(ScaledCoverTest, TellsWhyThereIsNoPlaceForTheCopy) {

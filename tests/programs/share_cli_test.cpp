@@ -1,4 +1,7 @@
 // The verbs share and pin.
+#include <unistd.h>
+
+#include <fstream>
 #include <set>
 
 #include "programs/command.h"
@@ -95,6 +98,34 @@ TEST_F(ShareVerbs, OfTwoAtOnceOneMakesTheLink) {
     const int statuses = first.Wait().status + second.Wait().status;
     EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "1");
     EXPECT_EQ(statuses, 2) << "one is told that the link is there";
+}
+
+TEST_F(ShareVerbs, KeepNobodyWaitingForAnAddress) {
+    // The program that knows the address of the outside takes its time.
+    const std::filesystem::path asked = scratch() / "asked";
+    const std::filesystem::path go = scratch() / "go";
+    WriteFile(varn::path::kDynamicDns, "#!/bin/sh\necho > " + asked.native() +
+                                           "\nwhile test ! -e " + go.native() +
+                                           "; do sleep 0.1; done\n");
+    std::filesystem::permissions(At(varn::path::kDynamicDns), std::filesystem::perms(0755));
+    for (const std::vector<std::string> &verb :
+         {std::vector<std::string>{"create", "12"}, {"song", std::to_string(track1_)}}) {
+        std::vector<std::string> arguments = {"share", verb[0], "--user", "alice", verb[1]};
+        Command command(arguments);
+        for (int tries = 0; tries < 300 && !std::filesystem::exists(asked); ++tries) {
+            usleep(100000);
+        }
+        EXPECT_TRUE(std::filesystem::exists(asked)) << verb[0];
+        EXPECT_EQ(Value("SELECT COUNT(*) FROM pg_locks WHERE locktype = 'advisory' AND "
+                        "database = (SELECT oid FROM pg_database WHERE datname = "
+                        "current_database())"),
+                  "0")
+            << verb[0];
+        std::ofstream(go).put('x');
+        EXPECT_EQ(command.Wait().status, 0) << verb[0];
+        std::filesystem::remove(asked);
+        std::filesystem::remove(go);
+    }
 }
 
 // What other verbs change, links follow.
