@@ -325,7 +325,7 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
         }
     }
     if (rated.size() < ids.size()) {
-        throw Failure(Reason::kNotFound,
+        throw Failure(Reason::kFailed,
                       "songs left the library meanwhile, and the others were rated; 'tonvale "
                       "songs' lists what is there");
     }

@@ -61,8 +61,9 @@ std::set<int> RowsOf(uid_t uid, const std::vector<std::string> &ids);
 
 // Rates songs for a user, 0 to 5 stars. The record beside a song is written where the way to it
 // leads to the music of its owner; where it is not, the log tells. Whoever keeps records locked is
-// waited for 2 seconds altogether. Throws a Failure when the database cannot be written. May leave
-// the process as the package's account.
+// waited for 2 seconds altogether. Throws a Failure when the database cannot be written, with no
+// song rated, and when songs left the library meanwhile. May leave the process as the package's
+// account.
 void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars);
 
 }  // namespace tonvale_answers
