@@ -235,7 +235,7 @@ struct Readable {
     timespec time;
 };
 
-// Nothing with errno set for what is no file, or more than a copy may take of the folder's disk.
+// Nothing for what is no file, or more than a copy may take of the folder's disk.
 std::optional<Readable> Prepare(const Source &source, const std::string &folder) {
     constexpr off_t kMostCopied = off_t{64} << 20;
     struct stat info = {};

@@ -36,7 +36,8 @@ TONVALE_EXPORT int VARNAudioGetFolderCoverPath(const char *path, char *buffer, i
 // The copy of a song's cover `source` that fits in 480 by 480 pixels, "VARNAUDIO_ART_NBAUDIO.jpg"
 // in the song's extended-attribute folder. It is made where there is none that is later than the
 // source, by a converter that may take a minute. Copies under the names of earlier versions are
-// answered while they are later than the source, and removed otherwise. 0 or -1.
+// answered while they are later than the source, and removed otherwise. Of a source of more than 64
+// MiB, or one that is no regular file, none is made. 0 or -1.
 TONVALE_EXPORT int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffer,
                                               int size) noexcept;
 
