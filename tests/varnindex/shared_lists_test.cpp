@@ -1,0 +1,148 @@
+// Lists of single shared songs follow the songs that they are of.
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <sys/file.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <thread>
+
+#include "varnindex/scan_fixture.h"
+#include "varnindex/shared_lists.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::Ended;
+
+class SharedListsTest : public tonvale_test::ScanTest {
+  protected:
+    // The list of a user's single shared songs, which any program may write.
+    static fs::path PutSharedList(const std::string &user, unsigned uid, const std::string &text) {
+        const fs::path folder = At(varn::path::kPreferences) / user;
+        fs::create_directories(folder);
+        const fs::path list = folder / "__VARN_AUDIO_SHARED_SONGS__.m3u";
+        std::ofstream(list, std::ios::binary) << text;
+        fs::permissions(list, fs::perms::all);
+        Share(uid, list.string());
+        return list;
+    }
+
+    static void Share(unsigned uid, std::string path) {
+        for (std::size_t at = 0; (at = path.find('\'', at)) != path.npos; at += 2) {
+            path.insert(at, "'");
+        }
+        Query(
+            "INSERT INTO playlist_sharing (id, user_id, playlist_id, path) SELECT"
+            " to_char(count(*), 'FM00000000'), " +
+            std::to_string(uid) + ", 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__', '" +
+            path + "' FROM playlist_sharing");
+    }
+};
+
+// A link to single songs publishes the same songs wherever they are.
+TEST_F(SharedListsTest, FollowTheirSongs) {
+    std::ofstream(root() / "etc/passwd", std::ios::app) << "o'hara:x:1040:100::/:/bin/false\n";
+    const fs::path folder = At(varn::path::kPreferences) / "o'hara";
+    const fs::path list = PutSharedList("o'hara", 1040, "");
+    for (const char *name : {"1", "2", "3", "original", "stays"}) {
+        PutTagged(std::string("a/") + name + ".mp3", name);
+        // Audio of its own, and another size: the next one may have the same time.
+        std::ofstream(Music() / "a" / (name + std::string(".mp3")), std::ios::app)
+            << std::string(static_cast<std::size_t>(*name), *name);
+    }
+    Put("disc/album.flac", "tone.flac");
+    Write("disc/album.cue", Sheet("album.flac"));
+    Index();
+    fs::copy_file(Music() / "a/original.mp3", Music() / "copy.mp3");
+    Index();
+    // What the library's role may write into a row says nothing about whose file it is.
+    Write("other.m3u", "a/1.mp3\n");
+    Share(1031, (Music() / "other.m3u").string());
+    const auto relative = [&](const std::string &name) {
+        return fs::relative(Music(), folder).string() + "/" + name;
+    };
+    std::ofstream(list, std::ios::binary)
+        << "#EXTM3U\r\n"
+        << relative("a/1.mp3") << "\r\n#EXTINF:1,Two\r\n"
+        << relative("a/2.mp3") << "\r\n"
+        << (Music() / "a/3.mp3").string() << "\n"
+        << relative("disc/album.flac_2") << "\r\n"
+        << relative("a/original.mp3") << "\r\nhttp://radio.example/a/1.mp3\r\n"
+        << relative("a/stays.mp3");
+    fs::rename(Music() / "a/3.mp3", Music() / "a/4.mp3");
+    fs::rename(Music() / "a/2.mp3", Music() / "a/3.mp3");  // in the place of another one
+    fs::rename(Music() / "a/1.mp3", Music() / "a/%20 #.mp3");
+    fs::rename(Music() / "disc", Music() / "moved");
+    fs::remove(Music() / "a/original.mp3");
+    EXPECT_EQ(Index({"--dry-run"}).status, 0);
+    EXPECT_NE(ReadFile(list).find(relative("a/1.mp3")), std::string::npos);
+    const Ended run = Index();
+    Expect(run, 0, "added 0, changed 0, moved 5, removed 0, unchanged 2, failed 0");
+    EXPECT_EQ(run.err, "");
+    const auto at = [](const char *name) { return (Music() / name).string(); };
+    EXPECT_EQ(ReadFile(list), "#EXTM3U\r\n" + at("a/%20 #.mp3") + "\r\n#EXTINF:1,Two\r\n" +
+                                  at("a/3.mp3") + "\r\n" + at("a/4.mp3") + "\n" +
+                                  at("moved/album.flac_2") + "\r\n" + at("copy.mp3") +
+                                  "\r\nhttp://radio.example/a/1.mp3\r\n" + relative("a/stays.mp3"));
+    EXPECT_EQ(fs::status(list).permissions(), fs::perms::all);
+    EXPECT_EQ(ReadFile(Music() / "other.m3u"), "a/1.mp3\n");
+}
+
+// In one batch or in several, and when a scan is killed behind the lists.
+TEST_F(SharedListsTest, BearSongsThatFollowEachOther) {
+    const auto at = [](const char *name) { return (Music() / name).string(); };
+    const fs::path list = PutSharedList("alice", kAlice, at("1.mp3") + "\n" + at("2.mp3") + "\n");
+    varnindex::Database database;
+    const varnindex::Scope all = varnindex::Scope::WholeLibrary();
+    {
+        const varnindex::Transaction rolledBack(database);
+        NoteEntries(database, {{1, at("1.mp3"), at("7.mp3")}});
+    }
+    NoteEntries(database, {{1, at("1.mp3"), at("2.mp3")}});
+    NoteEntries(database, {{2, at("2.mp3"), at("3.mp3")}, {3, at("3.mp3"), at("4.mp3")}});
+    EXPECT_TRUE(SettleSharedLists(database, varnindex::Scope({"/another root's"})).empty());
+    Query("CREATE RULE killed AS ON DELETE TO due_entry DO INSTEAD NOTHING");
+    Query("CREATE RULE killed AS ON DELETE TO due_list DO INSTEAD NOTHING");
+    EXPECT_TRUE(SettleSharedLists(database, all).empty());
+    Query("DROP RULE killed ON due_entry");
+    Query("DROP RULE killed ON due_list");
+    const std::string text = at("2.mp3") + "\n" + at("3.mp3") + "\n";
+    EXPECT_EQ(ReadFile(list), text);
+    EXPECT_TRUE(SettleSharedLists(database, all).empty());
+    EXPECT_EQ(ReadFile(list), text) << "moved once more";
+    EXPECT_EQ(Value("SELECT (SELECT count(*) FROM due_entry) + (SELECT count(*) FROM due_list)"),
+              "0");
+}
+
+// A web request writes it in place, with the lock of the file that it has opened.
+TEST_F(SharedListsTest, AreWaitedFor) {
+    const auto at = [](const char *name) { return (Music() / name).string(); };
+    const fs::path list =
+        PutSharedList("alice", kAlice, at("1.mp3") + "\n" + at("longer than that.mp3"));
+    const int request = open(list.c_str(), O_RDWR | O_CLOEXEC);
+    ASSERT_EQ(flock(request, LOCK_EX), 0);
+    varnindex::Database database;
+    NoteEntries(database, {{1, at("1.mp3"), at("2.mp3")}});
+    std::thread writer([&] {
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        fs::resize_file(list, 0);
+        std::this_thread::sleep_for(std::chrono::milliseconds(200));
+        std::ofstream(list) << at("1.mp3") << "\r\n" << at("new.mp3");
+        EXPECT_EQ(flock(request, LOCK_UN), 0);
+    });
+    EXPECT_TRUE(SettleSharedLists(database, varnindex::Scope::WholeLibrary()).empty());
+    writer.join();
+    EXPECT_EQ(ReadFile(list), at("2.mp3") + "\r\n" + at("new.mp3"));
+    struct stat named {};
+    struct stat opened {};
+    EXPECT_TRUE(stat(list.c_str(), &named) == 0 && fstat(request, &opened) == 0 &&
+                named.st_ino == opened.st_ino);
+    close(request);
+}
+
+}  // namespace
