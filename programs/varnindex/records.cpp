@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "copy_rows.h"
+#include "links.h"
 #include "names.h"
 #include "stars.h"
 #include "varn/sql.h"
@@ -24,14 +25,15 @@ constexpr const char kNoteRemoved[] =
     " SELECT v.path, v.track, 0, false FROM virtual_info_track i JOIN track v ON v.id = i.track"
     " WHERE i.file_track = ANY ('{@VARN:NEVAR}')";
 
-// With the row that is at the path: another one may be there, too, that is going to leave.
+// With the row that is at the path: another one may be there, too, that is going to leave. What is to
+// be removed comes first, in case that two paths lead to one place.
 constexpr const char kDue[] =
     "SELECT d.path, d.number, coalesce(max(m.id), max(t.id), 0) AS song,"
     " bool_or(d.is_moved) AS is_moved FROM"
     " (SELECT * FROM due_record WHERE @VARN:NEVAR) d"
     " LEFT JOIN track t ON t.path = d.path AND NOT t.is_virtual"
     " LEFT JOIN track m ON m.id = d.song AND m.path = d.path"
-    " GROUP BY d.path, d.number";
+    " GROUP BY d.path, d.number ORDER BY coalesce(max(m.id), max(t.id), 0) > 0";
 
 // Each batch leaves as many dead rows as it had, which the next ones walk through: of 100,000 songs
 // that move the last batch took twice as long as the first one.
@@ -125,8 +127,10 @@ void NoteRemoved(Database &database, const std::string &ids) {
     database.Execute(Made(varn::Sql(kNoteRemoved, ids, ids)));
 }
 
-std::vector<std::string> SettleRecords(Database &database, const Scope &scope) {
+std::vector<std::string> SettleRecords(Database &database, const Scope &scope,
+                                       const std::vector<std::string> &roots) {
     std::vector<std::string> problems;
+    LinkedFolders links(roots);
     const std::string condition = ScopeCondition(scope, true);
     const Rows due = database.Query(Made(varn::Sql(kDue, condition)));
     if (due.Count() == 0) {
@@ -142,7 +146,9 @@ std::vector<std::string> SettleRecords(Database &database, const Scope &scope) {
         const int number = static_cast<int>(due.Number(row, "number"));
         const int song = static_cast<int>(due.Number(row, "song"));
         const bool isMoved = *due.Field(row, "is_moved") == 't';
-        if (isMoved || IsGone(path)) {
+        // Behind a link that took a folder's place are the records of other songs.
+        const bool isOthers = song == 0 && links.IsBehindLink(path);
+        if (!isOthers && (isMoved || IsGone(path))) {
             BringInStep(number == kWhole ? path : TrackRecordPath(path, number),
                         isMoved ? stars[{song, number}] : std::vector<Star>(), problems);
         }

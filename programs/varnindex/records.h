@@ -42,7 +42,9 @@ void NoteRemoved(Database &database, const std::string &ids);
 // are no more go where the file is gone, too. Doing it twice does no harm. To be called outside of a
 // transaction, after one that has noted something, and before a scan. Returns what went wrong, for a
 // person. Records below the scope alone: what another root has left to do is where that has its
-// files.
-std::vector<std::string> SettleRecords(Database &database, const Scope &scope);
+// files. A record where no row is any more stays when a link to a folder leads there, below the
+// indexed folders `roots`.
+std::vector<std::string> SettleRecords(Database &database, const Scope &scope,
+                                       const std::vector<std::string> &roots);
 
 }  // namespace varnindex

@@ -62,7 +62,7 @@ class Scan {
           heldBack_(folders, places_, reporter, options.purge),
           unreadable_(database, scope_),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll, own_,
-                 reporter) {}
+                 folders.Roots(), reporter) {}
 
     Counts RunAndFollow();
 
@@ -447,7 +447,7 @@ void Scan::RemoveLeft() {
 void Scan::GiveToCopies(const std::vector<int> &left) {
     const std::vector<Succession> successions = FindSuccessors(database_, folders_, left);
     if (!options_.dryRun) {
-        Succeed(database_, successions, own_, reporter_, options_.isStopped);
+        Succeed(database_, successions, own_, folders_.Roots(), reporter_, options_.isStopped);
     }
     for (const Succession &succession : successions) {
         reporter_.Tell("moved to", succession.path);

@@ -65,11 +65,16 @@ void DeleteSongs(Database &database, const std::string &ids) {
     database.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
 }
 
-Store::Store(Database &database, Writes writes, Scope own, Reporter &reporter)
-    : database_(database), writes_(writes), own_(std::move(own)), reporter_(reporter) {
+Store::Store(Database &database, Writes writes, Scope own, std::vector<std::string> roots,
+             Reporter &reporter)
+    : database_(database),
+      writes_(writes),
+      own_(std::move(own)),
+      roots_(std::move(roots)),
+      reporter_(reporter) {
     database_.Execute(kCreateStaging);
     if (writes_ == Writes::kAll) {
-        reporter_.WarnOfAll(SettleRecords(database_, own_));  // of a scan that was killed
+        reporter_.WarnOfAll(SettleRecords(database_, own_, roots_));  // of a scan that was killed
         reporter_.WarnOfAll(SettleSharedLists(database_, own_));
     }
 }
@@ -125,7 +130,7 @@ void Store::Flush() {
         WriteSongs();
         WriteStamps();
         transaction.Commit();
-        reporter_.WarnOfAll(SettleRecords(database_, own_));
+        reporter_.WarnOfAll(SettleRecords(database_, own_, roots_));
     }
     items_.clear();
     removed_.clear();

@@ -27,8 +27,10 @@ class Store {
     enum class Writes { kAll, kNone };
 
     // With kNone everything below does nothing. `own` is what this root answers for: the records of
-    // other roots' songs are theirs. The database and the reporter outlive it.
-    Store(Database &database, Writes writes, Scope own, Reporter &reporter);
+    // other roots' songs are theirs. `roots` are the indexed folders. The database and the reporter
+    // outlive it.
+    Store(Database &database, Writes writes, Scope own, std::vector<std::string> roots,
+          Reporter &reporter);
 
     // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
     // makes of the song; those that it made before keep their rows by their number.
@@ -86,6 +88,7 @@ class Store {
     Database &database_;
     Writes writes_;
     Scope own_;
+    std::vector<std::string> roots_;
     Reporter &reporter_;
     std::vector<Item> items_;
     std::vector<int> removed_;

@@ -204,7 +204,8 @@ void AddNumbers(Database &database, std::vector<MovedSong> &songs, const std::ve
 }
 
 void SucceedBatch(Database &database, const std::vector<int> &gone, const std::string &songs,
-                  std::vector<MovedSong> moved, const Scope &own, Reporter &reporter) {
+                  std::vector<MovedSong> moved, const Scope &own,
+                  const std::vector<std::string> &roots, Reporter &reporter) {
     Transaction transaction(database);
     database.Execute(kLockStars);
     moved = OnlyMoved(database, std::move(moved));
@@ -225,7 +226,7 @@ void SucceedBatch(Database &database, const std::vector<int> &gone, const std::s
     NoteMoved(database, moved);
     NoteEntries(database, moved);
     transaction.Commit();
-    reporter.WarnOfAll(SettleRecords(database, own));
+    reporter.WarnOfAll(SettleRecords(database, own, roots));
 }
 
 }  // namespace
@@ -259,7 +260,7 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
 }
 
 void Succeed(Database &database, const std::vector<Succession> &successions, const Scope &own,
-             Reporter &reporter, StopQuestion isStopped) {
+             const std::vector<std::string> &roots, Reporter &reporter, StopQuestion isStopped) {
     for (std::size_t start = 0; start < successions.size(); start += kBatchPairs) {
         StopIfAsked(isStopped);
         const std::size_t end = std::min(start + kBatchPairs, successions.size());
@@ -271,7 +272,7 @@ void Succeed(Database &database, const std::vector<Succession> &successions, con
             gone.push_back(successions[i].gone);
             moved.push_back({successions[i].gone, "", successions[i].path});
         }
-        SucceedBatch(database, gone, songs, std::move(moved), own, reporter);
+        SucceedBatch(database, gone, songs, std::move(moved), own, roots, reporter);
     }
 }
 

@@ -28,9 +28,9 @@ std::vector<Succession> FindSuccessors(Database &database, const Folders &folder
 
 // Gives the files the old rows' ids, dates and ratings, with those of the tracks of cue sheets by
 // their numbers, and removes what else was theirs. Stars that a file was given since it was found
-// stay. `own` is what this root answers for. In short transactions; throws DatabaseError, and
+// stay. `own` is what this root answers for, `roots` are the indexed folders. In short transactions; throws DatabaseError, and
 // Stopped between two of them.
 void Succeed(Database &database, const std::vector<Succession> &successions, const Scope &own,
-             Reporter &reporter, StopQuestion isStopped);
+             const std::vector<std::string> &roots, Reporter &reporter, StopQuestion isStopped);
 
 }  // namespace varnindex

@@ -219,7 +219,7 @@ TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
     const auto pairs = FindSuccessors(database, varnindex::Folders::Configured(), originals);
     Rate("path LIKE '%/b/1.mp3'", 2);
     Query("INSERT INTO rating_track SELECT 1031, id, 3 FROM track WHERE path LIKE '%/b/2.mp3'");
-    Succeed(database, pairs, varnindex::Scope::WholeLibrary(), reporter, nullptr);
+    Succeed(database, pairs, varnindex::Scope::WholeLibrary(), {}, reporter, nullptr);
     EXPECT_EQ(ids("b"), originals);
     EXPECT_EQ(Query("SELECT title, r.userid, star FROM (SELECT id, title FROM track) t"
                     " JOIN rating_track r ON r.track = id ORDER BY title, star"),

@@ -159,6 +159,25 @@ TEST_F(StarsTest, SongsThatMoveTakeTheirRecordsAlong) {
     }
 }
 
+// The old place of a folder leads to records that are not the moved songs' to remove.
+TEST_F(StarsTest, ALinkInPlaceOfAMovedFolderLosesNoRecord) {
+    PutTagged("zeta/1.mp3", "Moved");
+    Index();
+    Query("INSERT INTO rating_track SELECT 1030, id, 5 FROM track");
+    fs::rename(Music() / "zeta", Music() / "alpha");
+    fs::create_directory_symlink(Music() / "alpha", Music() / "zeta");
+    Expect(Index(), 0, "added 0, changed 0, moved 1, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(ReadFile(Record("alpha/1.mp3")), "1030=\"5\"\n");
+
+    const fs::path others = scratch() / "others";
+    fs::create_directories(others / "@eaDir/1.mp3");
+    std::ofstream(others / "@eaDir/1.mp3/VARNAUDIO_SONG_RATING") << "1031=\"4\"\n";
+    fs::rename(Music() / "alpha", Music() / "omega");
+    fs::create_directory_symlink(others, Music() / "alpha");
+    Index();
+    EXPECT_TRUE(fs::exists(others / "@eaDir/1.mp3/VARNAUDIO_SONG_RATING"));
+}
+
 // Stars that came with the copy are none that somebody gave it.
 TEST_F(StarsTest, ACopyWithItsRecordOutlivesTheOriginal) {
     Put("a/1.mp3");
