@@ -11,7 +11,7 @@
 #include "failure.h"
 #include "music_places.h"
 #include "picture_format.h"
-#include "scaling_slot.h"
+#include "slot.h"
 #include "tonvale/media.h"
 #include "varn/share.h"
 
@@ -63,7 +63,7 @@ std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const P
             return ready;
         }
     }
-    const ScalingSlot slot;
+    const Slot slot = ScalingSlot();
     return slot ? Tonvale::ScaledCover({song.HeldPath().c_str(), song.Path().c_str(),
                                         fileno(picture.file.get()), cover.c_str()})
                 : "";

@@ -31,7 +31,7 @@ class EncodedAction : public MediaAction {
             }
             return std::fputs("\r\n", stdout) >= 0 && std::fflush(stdout) == 0;
         }
-        const EncoderSlot slot;
+        const tonvale_answers::Slot slot = EncoderSlot();
         if (!slot) {
             throw Refusal{Code::kBusy};
         }
