@@ -124,27 +124,15 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
     }
 }
 
-TEST_F(SettingsVerbs, TrackObjectsOfSongsAndPlaylists) {
+TEST_F(SettingsVerbs, TrackObjectsOfPlaylists) {
     std::string songs;
-    for (int id = 1; id <= 600; ++id) {  // more than are held at a time
+    for (int id = 299; id <= 302; ++id) {
         songs += InsertSql({.id = id, .path = "/v/" + std::to_string(id) + ".mp3", .year = id});
     }
     Query(songs);
     Query("INSERT INTO rating_track VALUES (1030, 300, 4)");
     WriteFile(varn::path::kSmartPlaylists, "\"good\" { year > 298 and year < 303 }\n");
 
-    const Json::Value page =
-        Parsed(Tonvale({"songs", "--user", "alice", "--sort-by", "year", "--limit", "0", "--json",
-                        "--additional", "song_rating,song_audio"})
-                   .out);
-    ASSERT_EQ(page["songs"].size(), 600U);
-    EXPECT_EQ(page["total"].asInt(), 600);
-    for (Json::ArrayIndex i = 0; i < 600; ++i) {
-        const Json::Value &song = page["songs"][i];
-        ASSERT_EQ(song["id"].asString(), "music_" + std::to_string(i + 1));
-        ASSERT_EQ(song["additional"]["song_rating"]["rating"].asInt(), i == 299 ? 4 : 0);
-        ASSERT_FALSE(song["additional"].isMember("song_tag"));
-    }
     const Finished table = Tonvale(
         {"playlist", "show", "playlist_shared_smart/good", "--limit", "2", "--offset", "1"});
     EXPECT_TRUE(Contains(table.out, "2-3 of 4 entries")) << table.out << table.err;

@@ -167,7 +167,6 @@ TEST_F(WebMethods, PinViews) {
         {"bob", "reorder", {{"ids", first + "," + second}}, 1},
         {"alice", "rename", {{"id", first}}, 400},
         {"alice", "reorder", {{"ids", first + "," + first + "," + second}}, 1},
-        {"alice", "reorder", {{"ids", first + "," + second}}, 1},
         {"alice", "reorder", {{"ids", first}, {"limit", "0"}}, 400},
         {"alice", "list", {{"offset", "-1"}}, 400},
         {"ghost", "list", {}, 403},
@@ -183,13 +182,9 @@ TEST_F(WebMethods, PinViews) {
     } pinned[] = {
         {"year", "{}", 2},
         {"album", "[]", 3},
-        {"album", "\"album\"", 3},
-        {"album", "{\"year\":1}", 3},
         {"album", "{", 400},
-        {"album", "{} x", 400},
         {"album", std::string(100000, '['), 400},
         {"random_100", "{}", 4},
-        {"folder", "{}", 1},
         {"folder", "{\"folder\":\"dir_99\"}", 6},
         {"playlist", "{\"playlist\":\"playlist_personal_normal/99\"}", 7},
     };
