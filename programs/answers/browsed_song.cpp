@@ -16,7 +16,7 @@ VARN_MEDIA_INFO FindBrowsedSong(uid_t uid, const std::string &id) {
     const auto song = ParseSongId(id);
     const auto condition = song ? varn::Sql("id = @VARN:INT", song->row) : std::nullopt;
     if (!condition) {
-        throw Failure(Reason::kBad, "'" + id + "' is no song's identifier");
+        throw Failure(Reason::kNotASongId, id);
     }
     const std::string kind = VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid);
     const Handle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, "*", condition->c_str(),
@@ -26,8 +26,7 @@ VARN_MEDIA_INFO FindBrowsedSong(uid_t uid, const std::string &id) {
     }
     VARN_MEDIA_INFO record;
     if (MediaInfoDBGet(rows.get(), &record) != 0 || IsVirtualMusic(&record) != song->isVirtual) {
-        throw Failure(Reason::kNotFound,
-                      "there is no song " + id + " in the library that the user browses");
+        throw Failure(Reason::kNoSuchSong, id);
     }
     return record;
 }

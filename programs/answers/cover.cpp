@@ -5,7 +5,7 @@
 
 #include <array>
 #include <cerrno>
-#include <cstring>
+#include <system_error>
 #include <utility>
 
 #include "failure.h"
@@ -81,12 +81,12 @@ Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
     const PlacedSong song(owner, path);
     const std::string cover = Tonvale::FindCover(song.Path().c_str()).path;
     if (cover.empty()) {
-        throw Failure(Reason::kNotFound, "there is no cover");
+        throw Failure(Reason::kNoCover);
     }
     // Looked at first: the converter reads much more than pictures, and does so as root.
     Picture picture = OpenBeside(song, cover);
     if (picture.type.empty()) {
-        throw Failure(Reason::kNotFound, cover + " is no picture");
+        throw Failure(Reason::kNotAPicture, cover);
     }
     if (size == CoverSize::kScaled) {
         if (const std::string scaled = ScaledCopy(song, cover, picture); !scaled.empty()) {
@@ -100,27 +100,25 @@ Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
 
 Picture FetchCover(const std::string &url) {
     if (!Tonvale::ImageDownload::IsValidUrlPrefix(url)) {
-        throw Failure(Reason::kBad, "the address must begin with http:// or https://");
+        throw Failure(Reason::kNotAnHttpAddress, url);
     }
     // A file without a name goes with this process, however that ends.
     const int fd = memfd_create("cover", MFD_CLOEXEC);
     struct stat info {};
     if (fd < 0) {
-        throw Failure(Reason::kFailed, std::strerror(errno));
+        throw std::system_error(errno, std::generic_category());
     }
     Picture picture = Opened(fd, info);
     const std::string path = "/proc/self/fd/" + std::to_string(fd);
     Tonvale::ImageDownload download(url.c_str());
     if (!picture.file || !download.Download(path.c_str(), kMostCoverBytes) ||
         fstat(fd, &info) != 0) {
-        throw Failure(Reason::kFailed,
-                      "there is no picture at " + url +
-                          ": it must be JPEG or PNG, of an announced length of at most 5 MiB");
+        throw Failure(Reason::kNoPictureAt, url);
     }
     const int again = dup(fd);
     picture = again >= 0 ? Opened(again, info) : Picture();
     if (picture.type != kJpeg && picture.type != kPng) {
-        throw Failure(Reason::kFailed, "what is at " + url + " is no picture in JPEG or PNG");
+        throw Failure(Reason::kNoPictureAt, url);
     }
     return picture;
 }

@@ -44,7 +44,7 @@ std::string Checked(const std::string &text) {
         return kNone;
     }
     if (!IsDay(text)) {
-        throw Failure(Reason::kBad, "'" + text + "' is no day; write it as YYYY-MM-DD");
+        throw Failure(Reason::kNotADay, text);
     }
     return text;
 }
@@ -63,15 +63,14 @@ std::string Today() {
 Days CheckedDays(const std::string &first, const std::string &last) {
     Days days = {Checked(first), Checked(last)};
     if (days.last == kNone && days.first != kNone) {
-        throw Failure(Reason::kBad, "a link that has a first day has a last one as well");
+        throw Failure(Reason::kFirstDayAlone, days.first);
     }
     // One day alone would count as none.
     if (days.first == kNone && days.last != kNone) {
         days.first = Today();
     }
     if (days.first > days.last) {
-        throw Failure(Reason::kBad,
-                      "the last day " + days.last + " is before the first, " + days.first);
+        throw Failure(Reason::kLastDayBeforeFirst, days.last);
     }
     return days;
 }

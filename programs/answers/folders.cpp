@@ -50,8 +50,7 @@ int64_t Count(const ListRequest &request, int table, const std::string &conditio
 std::string PathOf(const ListRequest &request, int row) {
     const Handle rows = Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1);
     if (rows->rowCount == 0) {
-        throw Failure(Reason::kNotFound, "there is no folder " + std::to_string(row) +
-                                             " in this library; 'tonvale folders' lists them");
+        throw Failure(Reason::kNoSuchFolder, std::to_string(row));
     }
     return FieldOf(rows, 0, "path");
 }
@@ -123,7 +122,7 @@ int ParseFolderId(std::string_view id) {
         }
         break;
     }
-    throw Failure(Reason::kBad, "'" + std::string(id) + "' is no folder's identifier");
+    throw Failure(Reason::kNotAFolderId, std::string(id));
 }
 
 FolderPage::FolderPage(Handle rows, int offset, int64_t total)

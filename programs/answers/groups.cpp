@@ -55,18 +55,16 @@ std::string GroupCondition(const Group &group, const ListRequest &request,
     std::string condition = Condition(request.filters);
     const bool isArtists = group.open == OpenArtists;
     if (isArtists && condition.size() > kLongestArtistCondition) {
-        throw Failure(Reason::kBad, "the filters of artists are too long");
+        throw Failure(Reason::kFiltersTooLong);
     }
     if (!name || name->empty()) {  // nothing is looked for
         return condition;
     }
     if (isArtists && !condition.empty()) {
-        throw Failure(Reason::kBad,
-                      "the name is that of an artist in both roles, and takes no filter beside it");
+        throw Failure(Reason::kNameBesideFilters);
     }
     if (name->size() > kLongestName) {
-        throw Failure(Reason::kBad,
-                      "a part of a name has at most " + std::to_string(kLongestName) + " bytes");
+        throw Failure(Reason::kNameTooLong, *name);
     }
     AddCondition(condition, group.named(*name));
     return condition;

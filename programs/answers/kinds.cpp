@@ -41,13 +41,11 @@ std::string DefaultKind(uid_t uid) {
 std::string ChosenKind(const std::string &asked, uid_t uid) {
     const std::string kind = asked.empty() ? DefaultKind(uid) : asked;
     if (std::find(AllKinds().begin(), AllKinds().end(), kind) == AllKinds().end()) {
-        throw Failure(Reason::kBad, "there is no library '" + kind + "'");
+        throw Failure(Reason::kUnknownLibrary, kind);
     }
     std::string meant;
     if (NormalizeLibraryKind(kind.c_str(), uid, meant) != 0) {
-        throw Failure(Reason::kNotPermitted,
-                      "the user has no personal library; the libraries are all, shared, actual, "
-                      "actual_shared, virtual, virtual_shared");
+        throw Failure(Reason::kNoPersonalLibrary, kind);
     }
     return meant;
 }

@@ -11,16 +11,15 @@
 #include "varn/account.h"
 #include "varn/db.h"
 #include "varn/packageconf.h"
+#include "varn/systempath.h"
 
 namespace tonvale_answers {
 
 namespace {
 
-void Check(bool followed, const char *done) {
+void Check(bool followed) {
     if (!followed) {
-        throw Failure(Reason::kFailed, std::string(done) +
-                                           ", but not its share links; the lines above tell why, "
-                                           "and 'tonvale share' takes links away");
+        throw Failure(Reason::kLinksNotFollowed);
     }
 }
 
@@ -29,9 +28,7 @@ std::vector<uid_t> OwnersOfLinks(Tonvale::SharingManager &manager) {
     VARNDB_RESULT *read = nullptr;
     if (!manager.GetDBConnection(database) ||
         VARNDBExecute(database, "SELECT DISTINCT user_id FROM playlist_sharing", &read) < 0) {
-        throw Failure(Reason::kFailed,
-                      "the share links cannot be read; the lines above tell why, and they stay "
-                      "until 'tonvale user sync' is run again");
+        throw Failure(Reason::kLinksNotFollowed);
     }
     const std::unique_ptr<VARNDB_RESULT, decltype(&VARNDBFreeResult)> result(read,
                                                                              VARNDBFreeResult);
@@ -58,7 +55,7 @@ bool IsOnRecord(const Json::Value &users, uid_t uid) {
 void LinksFollowRename(const std::string &playlistId, const std::string &path,
                        const std::string &oldPath) {
     Tonvale::SharingManager manager;
-    Check(manager.HandleNormalPlaylistRename(playlistId, path, oldPath), "the playlist is renamed");
+    Check(manager.HandleNormalPlaylistRename(playlistId, path, oldPath));
 }
 
 void LinksFollowDeletion(const std::string &path) {
@@ -67,12 +64,12 @@ void LinksFollowDeletion(const std::string &path) {
     const std::string id = "playlist_gone_normal/" + path;
     Tonvale::SharingManager manager;
     manager.UpdatePlsId(id, path);
-    Check(manager.HandlePlaylistDelete(id), "the playlist is deleted");
+    Check(manager.HandlePlaylistDelete(id));
 }
 
 void LinksFollowLostRight(uid_t uid) {
     Tonvale::SharingManager manager;
-    Check(manager.HandleDeleteUserPrivilege(uid), "the right is taken away");
+    Check(manager.HandleDeleteUserPrivilege(uid));
 }
 
 void LinksFollowLostUsers() {
@@ -81,24 +78,21 @@ void LinksFollowLostUsers() {
     std::string left;
     for (const uid_t uid : OwnersOfLinks(manager)) {
         if (!IsOnRecord(users, uid) && !manager.HandleDeleteUserPrivilege(uid)) {
-            left += " " + std::to_string(uid);
+            left += (left.empty() ? "" : ", ") + std::to_string(uid);
         }
     }
     if (!left.empty()) {
-        throw Failure(Reason::kFailed,
-                      "the share links of these user ids are still there, to be "
-                      "taken away by another 'tonvale user sync':" +
-                          left);
+        throw Failure(Reason::kLinksLeft, left);
     }
 }
 
 void SwitchPersonalLibraries(bool on) {
     if (IsPersonalLibraryEnabled() != on &&
         VARNAudioConfSet("enable_personal_library", on ? "yes" : "no") != 0) {
-        throw Failure(Reason::kFailed, "the package's configuration cannot be written");
+        throw Failure(Reason::kFileNotWritten, SystemPath(varn::path::kPackageConf));
     }
     Tonvale::SharingManager manager;
-    Check(manager.HandlePersonalLibChange(), "personal libraries are switched");
+    Check(manager.HandlePersonalLibChange());
 }
 
 }  // namespace tonvale_answers

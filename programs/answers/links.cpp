@@ -3,11 +3,13 @@
 #include <sys/random.h>
 #include <syslog.h>
 
+#include <cerrno>
 #include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <optional>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 #include "browsed_song.h"
@@ -44,7 +46,7 @@ constexpr char kCount[] = "SELECT COUNT(*) FROM playlist_sharing WHERE user_id =
 // A condition or a statement whose texts came from outside.
 std::string Good(const std::optional<std::string> &sql) {
     if (!sql) {
-        throw Failure(Reason::kBad, "a text is not UTF-8");
+        throw Failure(Reason::kNotUtf8);
     }
     return *sql;
 }
@@ -73,7 +75,7 @@ std::string NameOf(const std::string &playlistId, const std::string &path,
 VARN_MEDIA_INFO FindAnySong(uid_t uid, const std::string &id) {
     const auto songs = ReadSongs(uid, {id});
     if (songs.empty()) {
-        throw Failure(Reason::kNotFound, "there is no song " + id + " for the user");
+        throw Failure(Reason::kNoSuchSong, id);
     }
     return songs.begin()->second;
 }
@@ -82,8 +84,7 @@ VARN_MEDIA_INFO FindAnySong(uid_t uid, const std::string &id) {
 
 Links::Links(uid_t uid, std::string user) : uid_(uid), user_(std::move(user)) {
     if (!manager_.IsUserAllowSharing(uid_)) {
-        throw Failure(Reason::kNotPermitted,
-                      "the user '" + user_ + "' may not share; see 'tonvale permission'");
+        throw Failure(Reason::kMayNotShare, user_);
     }
 }
 
@@ -142,7 +143,7 @@ Links::Row Links::Find(const LinkName &name) {
         try {
             rows = OfPlaylist(FindNamedPlaylist(uid_, user_, name.playlistId));
         } catch (const Failure &failure) {
-            if (failure.Why() != Reason::kNotFound) {
+            if (failure.Class() != FailureClass::kNotFound) {
                 throw;
             }
             // The playlist is gone, and its link may still be taken away.
@@ -150,8 +151,7 @@ Links::Row Links::Find(const LinkName &name) {
         }
     }
     if (rows.empty()) {
-        throw Failure(Reason::kNotFound,
-                      "the user '" + user_ + "' has no such link; 'tonvale share list' lists them");
+        throw Failure(Reason::kNoSuchLink, name.id.empty() ? name.playlistId : name.id);
     }
     return rows.front();
 }
@@ -223,7 +223,7 @@ std::string Links::NewId() {
         while (id.size() < Tonvale::SharingManager::SHARING_ID_SIZE) {
             unsigned char byte = 0;
             if (getrandom(&byte, 1, 0) != 1) {
-                throw Failure(Reason::kFailed, "the system gives no random numbers");
+                throw std::system_error(errno, std::generic_category());
             }
             if (byte < kAlphabet.size() * 4) {  // no character more often than another
                 id += kAlphabet[byte % kAlphabet.size()];
@@ -250,8 +250,8 @@ class Links::Turn {
         try {
             links_.Read(Good(varn::Sql("SELECT pg_advisory_unlock(@VARN:INT, @VARN:INT)",
                                        kLinksOfUser, static_cast<int>(links_.uid_))));
-        } catch (const std::exception &error) {
-            syslog(LOG_ERR, "The links are not given free: %s", error.what());
+        } catch (const std::exception &) {
+            syslog(LOG_ERR, "The links are not given free");
         }
     }
     Turn(const Turn &) = delete;
@@ -272,8 +272,7 @@ LinkName Links::Add(const std::string &playlistId, const Days &days) {
                                        : FindNamedPlaylist(uid_, user_, playlistId);
     const auto existing = OfPlaylist(playlist);
     if (!existing.empty()) {
-        throw Failure(Reason::kExists, "the playlist has the link " + existing.front().id +
-                                           " already; 'tonvale share update' changes its days");
+        throw Failure(Reason::kLinkExists, existing.front().id);
     }
     if (isSongs) {
         PrepareSharedSongs();
@@ -355,9 +354,7 @@ void Links::ChangeSharedSongs(bool add, const std::string &songId, const std::st
         Find({"", kSharedSongsId});
     }
     if (!manager_.ShareSingleSong(add, user_, songId, song)) {
-        throw Failure(Reason::kFailed,
-                      "the list of shared songs cannot be changed; the lines above "
-                      "tell why");
+        throw Failure(Reason::kSharedSongsNotChanged);
     }
 }
 

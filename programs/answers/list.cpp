@@ -14,14 +14,10 @@ namespace {
 using Tonvale::webapi::playlist::EscapedKeyword;
 using Tonvale::webapi::playlist::ListTrackCondition;
 
-Failure NotUtf8() {
-    return {Reason::kBad, "a filter's text must be UTF-8, without a NUL"};
-}
-
 // The library leaves a condition open behind a text that cannot be escaped.
 std::pair<bool, std::string> Given(const std::optional<std::string> &value) {
     if (value && EscapedKeyword(*value).Get() == nullptr) {
-        throw NotUtf8();
+        throw Failure(Reason::kNotUtf8);
     }
     return {value.has_value(), value.value_or("")};
 }
@@ -44,7 +40,7 @@ std::string Condition(const Filters &filters) {
 
 void AddCondition(std::string &condition, const std::optional<std::string> &part) {
     if (!part) {
-        throw NotUtf8();
+        throw Failure(Reason::kNotUtf8);
     }
     condition += (condition.empty() ? "" : " AND ") + *part;
 }
@@ -66,7 +62,7 @@ const SortColumn &ChosenColumn(const ListRequest &request, std::span<const SortC
             return column;
         }
     }
-    throw Failure(Reason::kBad, "this list is not sorted by '" + request.sortBy + "'");
+    throw Failure(Reason::kUnknownSortKey, request.sortBy);
 }
 
 std::string Expression(const SortColumn &sort) {
@@ -88,7 +84,7 @@ int64_t NumberOf(const Handle &rows, int row, const char *column) {
 }
 
 void NoAnswer() {
-    throw Failure(Reason::kFailed, "the library did not answer; the lines above tell why");
+    throw Failure(Reason::kLibraryAway);
 }
 
 }  // namespace tonvale_answers

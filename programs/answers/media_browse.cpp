@@ -44,8 +44,7 @@ std::string EscapeXml(std::string_view text) {
 std::string EscapedId(const std::string &id, Reason reason) {
     std::string escaped = EscapeXml(id);
     if (escaped.size() > kLongestId) {
-        throw Failure(reason,
-                      "the id of an object has " + std::to_string(kLongestId) + " bytes at most");
+        throw Failure(reason);
     }
     return escaped;
 }
@@ -82,8 +81,7 @@ class Browser {
                 *(page.items.nodes().empty() ? page.containers : page.items).nodes().front();
             const std::string firstId = first.getValueByKey("id");
             if (start > offset && !firstId.empty() && firstId == previous) {
-                throw Failure(Reason::kFailed,
-                              "the server answers every page with the same objects");
+                throw Failure(Reason::kServerRepeatsPage);
             }
             previous = firstId;
             Visit(page, level, question_.depth, end - start);
@@ -99,7 +97,7 @@ class Browser {
         }
         const auto left = std::chrono::ceil<std::chrono::seconds>(end_ - Clock::now()).count();
         if (left <= 0) {
-            throw Failure(Reason::kFailed, "the server takes too long");
+            throw Failure(Reason::kServerTooSlow);
         }
         return static_cast<int>(std::min<int64_t>(left, question_.pageSeconds));
     }
@@ -107,34 +105,32 @@ class Browser {
     void Ask(DMAGENT_BROWSETYPE type, const std::string &id, int start, int count,
              DMAParser &page) {
         DMABrowse browse(type, question_.url);
-        browse.objectId = EscapedId(id, Reason::kFailed);
+        browse.objectId = EscapedId(id, Reason::kServerAnswerMalformed);
         browse.startingIndex = start;
         browse.requestedCount = count;
         browse.setBounds(Patience(), question_.pageBytes);
         if (const int result = browse.Perform(); result != 0) {
-            throw Failure(Reason::kFailed,
-                          question_.url + ": " + mediaserver::TransferProblem(result));
+            throw Failure(Reason::kServerNotAsked, mediaserver::TransferProblem(result));
         }
         received_ += browse.response().size();
         if (question_.bytes != 0 && received_ > question_.bytes) {
-            throw Failure(Reason::kFailed, "the server sends too much; ask for fewer objects");
+            throw Failure(Reason::kServerSendsTooMuch);
         }
         if (browse.response().find("BrowseResponse") == std::string::npos) {
-            ThrowRefusal(id, browse.response());
+            ThrowRefusal(browse.response());
         }
         if (page.Parse(&browse) != 0) {
-            throw Failure(Reason::kFailed, "the server's answer is no well-formed document");
+            throw Failure(Reason::kServerAnswerMalformed);
         }
     }
 
-    [[noreturn]] void ThrowRefusal(const std::string &id, const std::string &answer) const {
+    [[noreturn]] void ThrowRefusal(const std::string &answer) const {
         if (const auto fault = mediaserver::ReadFault(answer)) {
-            throw Failure(fault->starts_with(kNoSuchObject) ? Reason::kNotFound : Reason::kFailed,
-                          "the server refuses to show the object '" + id + "': " + *fault);
+            throw Failure(fault->starts_with(kNoSuchObject) ? Reason::kNoSuchServerObject
+                                                            : Reason::kServerRefuses,
+                          *fault);
         }
-        throw Failure(Reason::kFailed,
-                      question_.url + " is no ContentDirectory; 'tonvale mediaserver list' shows " +
-                          "the addresses of those that can be browsed");
+        throw Failure(Reason::kNotAServer, question_.url);
     }
 
     // At most `most` objects of a page, containers with what is in them.
@@ -204,11 +200,9 @@ Json::Value EmptyLevel() {
 
 void BrowseServer(const BrowseQuestion &question, ObjectVisitor &visitor) {
     if (!mediaserver::Resolve(question.url, "")) {
-        throw Failure(Reason::kBad,
-                      "name the server by its address of http:// or https://, as 'tonvale "
-                      "mediaserver list' shows it");
+        throw Failure(Reason::kNotAnHttpAddress, question.url);
     }
-    EscapedId(question.id, Reason::kBad);
+    EscapedId(question.id, Reason::kObjectIdTooLong);
     Browser browser(question, visitor);
     question.metadata ? browser.Metadata()
                       : browser.Children(question.id, 0, question.offset, question.limit);
@@ -220,8 +214,7 @@ ObjectCollector::ObjectCollector(int offset) : levels_{EmptyLevel()} {
 
 void ObjectCollector::Object(const ItemNode &node, bool isContainer, int) {
     if (++count_ > kMostCollected) {
-        throw Failure(Reason::kFailed, "more than " + std::to_string(kMostCollected) +
-                                           " objects; ask for a part of them with --limit");
+        throw Failure(Reason::kTooManyServerObjects);
     }
     Json::Value &level = levels_.back();
     level[isContainer ? "containers" : "items"].append(

@@ -27,9 +27,7 @@ sockaddr_in SearchAddress(const std::string &text) {
     const std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> owner(failure == 0 ? found : nullptr,
                                                                    freeaddrinfo);
     if (host.empty() || failure != 0) {
-        throw Failure(Reason::kBad, "the address '" + text + "' cannot be used: " +
-                                        (failure != 0 ? gai_strerror(failure)
-                                                      : "name a machine, or MACHINE:PORT"));
+        throw Failure(Reason::kNotAHost, text);
     }
     sockaddr_in address{};
     std::memcpy(&address, found->ai_addr, sizeof address);
@@ -39,12 +37,11 @@ sockaddr_in SearchAddress(const std::string &text) {
 mediaserver::SearchResult FindServers(const mediaserver::SearchOptions &options) {
     mediaserver::SearchResult result = mediaserver::Search(options);
     if (!result.searched) {
-        std::string reasons;
+        std::string problems;
         for (const std::string &problem : result.problems) {
-            reasons += problem + "; ";
+            problems += (problems.empty() ? "" : "; ") + problem;
         }
-        throw Failure(Reason::kFailed,
-                      reasons + "nothing could be asked; name a machine with --address");
+        throw Failure(Reason::kNothingSearched, problems);
     }
     return result;
 }

@@ -15,7 +15,7 @@ namespace tonvale_answers {
 // The machine that "HOST" or "HOST:PORT" names, to be searched alone. Throws a Failure.
 sockaddr_in SearchAddress(const std::string &text);
 
-// Searches. Throws a Failure, with the problems in its message, when nothing could be asked.
+// Searches. Throws a Failure, with the problems as its object, when nothing could be asked.
 mediaserver::SearchResult FindServers(const mediaserver::SearchOptions &options);
 
 // "servers": each with "name", "model", "udn" and "url".

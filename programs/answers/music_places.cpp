@@ -100,7 +100,7 @@ PlacedSong::PlacedSong(uid_t owner, const std::string &path) : folder_(-1) {
         folder_ = -1;
     }
     if (folder_ < 0) {
-        throw Failure(Reason::kNotFound, path + " leads to no music of the library");
+        throw Failure(Reason::kOutsideMusic, path);
     }
     heldPath_ = PathOfOpen(folder_) + "/" + asked.filename().native();
 }

@@ -15,33 +15,24 @@ using namespace Tonvale;
 struct Meaning {
     int code;
     Reason reason;
-    const char *message;
 };
 
 constexpr Meaning kMeanings[] = {
-    {PIN_ERROR_PARAMETER, Reason::kBad,
-     "the criteria lack what this type needs, or the pins named are not exactly those of the page"},
-    {PIN_ERROR_TYPE, Reason::kBad,
-     "there is no such type; the types are album, artist, composer, folder, genre, playlist, "
-     "random_100, recently_added"},
-    {PIN_ERROR_CRITERIA, Reason::kBad,
-     "the criteria are an object with any of album, album_artist, artist, composer, folder, genre, "
-     "genre_filter, playlist"},
-    {PIN_ERROR_EXISTS, Reason::kExists, "that is pinned already"},
-    {PIN_ERROR_NOT_FOUND, Reason::kNotFound,
-     "the user has no such pin; 'tonvale pin list' lists them"},
-    {PIN_ERROR_FOLDER, Reason::kNotFound, "there is no such folder"},
-    {PIN_ERROR_PLAYLIST, Reason::kNotFound, "there is no such playlist"},
-    {PIN_ERROR_DATABASE, Reason::kFailed, "the library does not answer; the lines above tell why"},
-    {PIN_ERROR_PREFERENCE_DIR, Reason::kFailed, "the user has no preference folder"},
+    {PIN_ERROR_PARAMETER, Reason::kBadPinValues},
+    {PIN_ERROR_TYPE, Reason::kUnknownPinType},
+    {PIN_ERROR_CRITERIA, Reason::kBadPinCriteria},
+    {PIN_ERROR_EXISTS, Reason::kPinExists},
+    {PIN_ERROR_NOT_FOUND, Reason::kNoSuchPin},
+    {PIN_ERROR_FOLDER, Reason::kNoSuchPinFolder},
+    {PIN_ERROR_PLAYLIST, Reason::kNoSuchPinPlaylist},
+    {PIN_ERROR_PREFERENCE_DIR, Reason::kNoPreferenceFolder},
 };
 
-const Meaning &MeaningOf(int code) {
+Reason ReasonOf(int code) {
     const auto *const known =
         std::find_if(std::begin(kMeanings), std::end(kMeanings),
                      [&](const Meaning &meaning) { return meaning.code == code; });
-    static constexpr Meaning kOther = {0, Reason::kFailed, "it failed; the lines above tell why"};
-    return known != std::end(kMeanings) ? *known : kOther;
+    return known != std::end(kMeanings) ? known->reason : Reason::kLibraryAway;
 }
 
 Json::Value Shown(const PinData &pin) {
@@ -55,8 +46,7 @@ Json::Value Shown(const PinData &pin) {
 
 }  // namespace
 
-PinFailure::PinFailure(int code)
-    : Failure(MeaningOf(code).reason, MeaningOf(code).message), code_(code) {}
+PinFailure::PinFailure(int code) : Failure(ReasonOf(code)), code_(code) {}
 
 void Pins::Check(bool done) const {
     if (!done) {
@@ -85,7 +75,7 @@ Json::Value Pins::Add(const std::string &type, const Json::Value &criteria,
     const bool pinned = manager_.Pin(type, criteria, name, pin);
     // Looking for a playlist that is not there may leave the process running as root.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
-        throw Failure(Reason::kFailed, "cannot switch to the package's account");
+        throw Failure(Reason::kAccountNotTaken, varn::kPackageAccount);
     }
     Check(pinned);
     return Shown(pin);

@@ -10,7 +10,6 @@
 #include <charconv>
 #include <climits>
 #include <cstdlib>
-#include <cstring>
 #include <functional>
 #include <memory>
 
@@ -26,6 +25,7 @@ namespace {
 
 constexpr std::size_t kAnswerSize = 1 << 20;
 constexpr std::size_t kMostVolumes = 64;
+constexpr int kMostVolume = 100;
 constexpr std::size_t kLongestRenderer = 1000;
 constexpr double kMostGain = 24;
 constexpr char kQueueFiles[] = "/queue.XXXXXX";  // in the package's spool
@@ -62,16 +62,14 @@ using Question = std::function<int(char *, int)>;
     switch (error) {
         case ENOENT:
         case ECONNREFUSED:
-            throw Failure(Reason::kFailed, "no player answers; 'varnplayer' is one to start");
+            throw Failure(Reason::kPlayerAway);
         case EACCES:
         case EPERM:
-            throw Failure(Reason::kFailed,
-                          "this account may not ask the player; root and the package's may");
+            throw Failure(Reason::kPlayerNotPermitted);
         case ETIMEDOUT:
-            throw Failure(Reason::kFailed, "the player does not answer in time; see its log");
+            throw Failure(Reason::kPlayerSilent);
         default:
-            throw Failure(Reason::kFailed,
-                          std::string("the player cannot be asked: ") + std::strerror(error));
+            throw Failure(Reason::kPlayerNotAsked, "", error);
     }
 }
 
@@ -93,18 +91,18 @@ Json::Value Ask(const Question &question, Reason bad) {
         FailToAsk(errno);
     }
     if (static_cast<std::size_t>(length) == out.size() - 1) {
-        throw Failure(Reason::kFailed, "the player's answer is too long; ask for a smaller page");
+        throw Failure(Reason::kPlayerAnswerTooLong);
     }
     Json::Value answer;
     if (!Parse(out.data(), out.data() + length, answer)) {
-        throw Failure(Reason::kFailed, "the player's answer is not understood");
+        throw Failure(Reason::kPlayerAnswerMalformed);
     }
     const Json::Value &told = answer;  // through which no member is made by asking for it
     const Json::Value &success = told["success"];
     const Json::Value &why = told["error"];
     if ((success.isBool() && !success.asBool()) || why.isString()) {
-        throw Failure(told["reason"] == "bad" ? bad : Reason::kFailed,
-                      "the player refuses: " + (why.isString() ? why.asString() : "no reason"));
+        throw Failure(told["reason"] == "bad" ? bad : Reason::kPlayerRefuses,
+                      why.isString() ? why.asString() : "?");
     }
     answer.removeMember("success");
     return answer;
@@ -114,11 +112,11 @@ Json::Value Send(VARN_AUDIO_COMMAND command, const std::string &payload) {
     VARN_AUDIO_CTRL_MSG message = {};
     message.command = command;
     if (payload.size() >= sizeof message.payload) {
-        throw Failure(Reason::kBad, "that is more than the player can be told");
+        throw Failure(Reason::kTooLongForPlayer);
     }
     payload.copy(message.payload, payload.size());
     return Ask([&](char *out, int size) { return VARNAudioCtrlSend(&message, out, size); },
-               Reason::kBad);
+               Reason::kPlayerRefusesValue);
 }
 
 int WholeNumber(const std::string &text, int most) {
@@ -126,8 +124,7 @@ int WholeNumber(const std::string &text, int most) {
     const char *const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, number);
     if (error != std::errc() || rest != end || number < 0 || number > most) {
-        throw Failure(Reason::kBad,
-                      "'" + text + "' is no whole number from 0 to " + std::to_string(most));
+        throw Failure(most == kMostVolume ? Reason::kNotAVolume : Reason::kNotANumber, text);
     }
     return number;
 }
@@ -137,7 +134,7 @@ int RendererNumber(const std::string &digits) {
     int number = 0;
     const char *const end = digits.data() + digits.size();
     if (std::from_chars(digits.data(), end, number).ec != std::errc()) {
-        throw Failure(Reason::kNotFound, "there is no such renderer");
+        throw Failure(Reason::kNoSuchRenderer, digits);
     }
     return number;
 }
@@ -146,8 +143,7 @@ std::string ModeNumber(const std::string &mode) {
     const auto &modes = PlayerModes();
     const auto found = std::find(modes.begin(), modes.end(), mode);
     if (found == modes.end()) {
-        throw Failure(Reason::kBad, "there is no mode '" + mode +
-                                        "'; the modes are once, repeat, repeat-one, shuffle");
+        throw Failure(Reason::kUnknownPlayMode, mode);
     }
     return std::to_string(found - modes.begin());
 }
@@ -157,14 +153,14 @@ std::string PayloadOf(Takes takes, const std::vector<std::string> &values) {
                              : takes == Takes::kVolumes ? kMostVolumes
                                                         : 1;
     if (values.size() > most || (most > 0 && values.empty())) {
-        throw Failure(Reason::kBad, values.empty() ? "a value is missing" : "too many values");
+        throw Failure(values.empty() ? Reason::kValueMissing : Reason::kTooManyValues);
     }
     if (takes == Takes::kMode) {
         return ModeNumber(values[0]);
     }
     std::string payload;
     for (const std::string &value : values) {
-        const int number = WholeNumber(value, takes == Takes::kNumber ? INT_MAX : 100);
+        const int number = WholeNumber(value, takes == Takes::kNumber ? INT_MAX : kMostVolume);
         payload += (payload.empty() ? "" : ",") + std::to_string(number);
     }
     return payload;
@@ -172,7 +168,7 @@ std::string PayloadOf(Takes takes, const std::vector<std::string> &values) {
 
 Json::Value SendPath(VARN_AUDIO_COMMAND command, const std::string &path) {
     if (!path.starts_with('/')) {
-        throw Failure(Reason::kBad, "the player has a folder of its own: name an absolute path");
+        throw Failure(Reason::kNotAnAbsolutePath, path);
     }
     return Send(command, path);
 }
@@ -183,7 +179,7 @@ class TemporaryQueue {
     TemporaryQueue() : path_(SystemPath(varn::path::kSpoolDir) + kQueueFiles) {
         const int fd = mkostemp(path_.data(), O_CLOEXEC);
         if (fd < 0) {
-            throw Failure(Reason::kFailed, "cannot write " + path_ + ": " + std::strerror(errno));
+            throw Failure(Reason::kFileNotWritten, path_, errno);
         }
         close(fd);
     }
@@ -202,7 +198,7 @@ std::string Gain(const std::string &text) {
     const char *const end = text.data() + text.size();
     const auto [rest, error] = std::from_chars(text.data(), end, gain);
     if (error != std::errc() || rest != end || !(gain >= -kMostGain && gain <= kMostGain)) {
-        throw Failure(Reason::kBad, "'" + text + "' is no gain from -24 to 24 dB");
+        throw Failure(Reason::kNotAGain, text);
     }
     std::array<char, 16> digits;
     const auto written = std::to_chars(digits.data(), digits.data() + digits.size(), gain,
@@ -226,35 +222,35 @@ std::vector<std::string> Words(const std::string &text) {
 
 Json::Value PlayerInfo(const std::string &renderer) {
     if (renderer.empty()) {
-        return Ask(VARNAudioPlayerInfo, Reason::kFailed);
+        return Ask(VARNAudioPlayerInfo, Reason::kPlayerRefuses);
     }
     if (renderer.size() > kLongestRenderer) {
-        throw Failure(Reason::kNotFound, "there is no such renderer");
+        throw Failure(Reason::kNoSuchRenderer, renderer);
     }
     if (renderer.find_first_not_of("0123456789") == renderer.npos) {
         const int index = RendererNumber(renderer);
         return Ask(
             [&](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); },
-            Reason::kNotFound);
+            Reason::kPlayerHasNoSuch);
     }
     return Ask(
         [&](char *out, int size) { return VARNAudioPlayerInfoByUDN(renderer.c_str(), out, size); },
-        Reason::kNotFound);
+        Reason::kPlayerHasNoSuch);
 }
 
 Json::Value PlayerQueue(int offset, int limit) {
     return Ask([&](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); },
-               Reason::kBad);
+               Reason::kPlayerRefusesValue);
 }
 
 Json::Value PlayerRenderers(int offset, int limit) {
     return Ask([&](char *out, int size) { return VARNAudioListRenderer(offset, limit, out, size); },
-               Reason::kBad);
+               Reason::kPlayerRefusesValue);
 }
 
 Json::Value PlayerServers(int offset, int limit) {
     return Ask([&](char *out, int size) { return VARNAudioListServer(offset, limit, out, size); },
-               Reason::kBad);
+               Reason::kPlayerRefusesValue);
 }
 
 std::span<const PlayerCommand> PlayerCommands() {
@@ -292,7 +288,7 @@ Json::Value AddSongs(const std::vector<VARN_MEDIA_INFO> &songs) {
     }
     const TemporaryQueue file;
     if (AudioFile::PlaylistFileSave(file.Path().c_str(), &queue) != 0) {
-        throw Failure(Reason::kFailed, "cannot write " + file.Path());
+        throw Failure(Reason::kFileNotWritten, file.Path());
     }
     return AddQueueFile(file.Path());
 }
@@ -302,7 +298,7 @@ Json::Value SelectedEqualizer() {
     std::array<char, 1024> values{};
     const int found = VARNAudioGetEqualizer(values.data(), values.size());
     if (found < 0) {
-        throw Failure(Reason::kFailed, "the equalizer's profiles cannot be read");
+        throw Failure(Reason::kEqualizerNotRead);
     }
     Json::Value selected(Json::objectValue);
     selected["name"] = Json::Value();
@@ -318,12 +314,12 @@ Json::Value SendEqualizer(std::vector<std::string> gains) {
     if (gains.empty()) {
         const Json::Value selected = SelectedEqualizer();
         if (!selected["values"].isString()) {
-            throw Failure(Reason::kNotFound, "no equalizer profile is selected, or it is off");
+            throw Failure(Reason::kNoEqualizerSelected);
         }
         gains = Words(selected["values"].asString());
     }
     if (gains.size() != VARN_AUDIO_BANDS) {
-        throw Failure(Reason::kBad, "the equalizer takes ten gains");
+        throw Failure(Reason::kNotTenGains);
     }
     std::string payload;
     for (const std::string &gain : gains) {

@@ -9,7 +9,6 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <cstring>
 #include <filesystem>
 #include <iterator>
 #include <new>
@@ -32,10 +31,15 @@ namespace {
 
 constexpr std::size_t kLongestUrl = 2000;
 
-void Report(int result, const std::string &what) {
+void Report(int result, Reason reason, const std::string &path) {
     if (result != 0) {
-        throw Failure(Reason::kFailed, what + " failed; the lines above tell why");
+        throw Failure(reason, path);
     }
+}
+
+// What errno tells of a file that could not be made or moved.
+Failure NotWritten(Reason reason, const std::string &path) {
+    return errno == EEXIST ? Failure(Reason::kPlaylistExists, path) : Failure(reason, path, errno);
 }
 
 bool IsNumber(const std::string &text) {
@@ -69,8 +73,7 @@ PLAYLIST_REC &AddEntry(SongRecords &list, PLAYLIST_REC *&last) {
 // A playlist is one text: what is not UTF-8 must not get into it.
 void CheckUtf8(const std::string &text) {
     if (!IsUtf8(text)) {
-        throw Failure(Reason::kBad,
-                      "'" + ValidUtf8(text) + "' is not UTF-8, and cannot stand in a playlist");
+        throw Failure(Reason::kSongNotUtf8, text);
     }
 }
 
@@ -80,9 +83,7 @@ void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_
         const int count = VARNMusicListGetByID(collection.uid, name.c_str(), &found);
         const SongRecords owned(found);
         if (count <= 0) {
-            throw Failure(Reason::kNotFound, "the user '" + collection.user +
-                                                 "' has no song with the id " + name +
-                                                 "; 'tonvale songs' lists them");
+            throw Failure(Reason::kNoSuchSong, name);
         }
         record = found->info;
         return;
@@ -99,8 +100,7 @@ void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_
         return;
     }
     if (!std::filesystem::is_regular_file(path, error)) {
-        throw Failure(Reason::kBad,
-                      "'" + name + "' is no song's id, no file and no http or https address");
+        throw Failure(Reason::kNotASong, name);
     }
     SetPath(path, record);
 }
@@ -142,7 +142,7 @@ void FillStream(const std::string &id, VARN_MEDIA_INFO &record) {
     }
     if (!IsUrl(url) || url.size() > kLongestUrl || url.find_first_of(" <>") != url.npos ||
         !IsPlain(url + title + artist + album)) {
-        throw Failure(Reason::kBad, "'" + ValidUtf8(id) + "' is no song's identifier");
+        throw Failure(Reason::kNotASongId, id);
     }
     for (const std::string &text : {url, title, artist, album}) {
         CheckUtf8(text);
@@ -168,8 +168,7 @@ void Move(const std::string &from, const std::string &to) {
         moved = lstat(to.c_str(), &info) != 0 && rename(file, to.c_str()) == 0;
     }
     if (!moved) {
-        throw Failure(errno == EEXIST ? Reason::kExists : Reason::kFailed,
-                      "cannot rename " + from + " to " + to + ": " + std::strerror(errno));
+        throw NotWritten(Reason::kPlaylistNotRenamed, to);
     }
 }
 
@@ -181,8 +180,7 @@ class NewFile {
         const AsRoot root;
         const int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777);
         if (fd < 0) {
-            throw Failure(errno == EEXIST ? Reason::kExists : Reason::kFailed,
-                          "cannot make " + path_ + ": " + std::strerror(errno));
+            throw NotWritten(Reason::kPlaylistNotWritten, path_);
         }
         close(fd);
     }
@@ -202,10 +200,6 @@ class NewFile {
     bool kept_ = false;
 };
 
-std::string Quoted(const Playlist &playlist) {
-    return "the playlist '" + playlist.title + "'";
-}
-
 // The entries of a playlist, limit 0 meaning all and below 0 none.
 SongRecords Read(const Collection &collection, const Playlist &playlist, int limit,
                  int *countOut = nullptr) {
@@ -213,7 +207,7 @@ SongRecords Read(const Collection &collection, const Playlist &playlist, int lim
     SongRecords songs(VARNPlaylistParseByPath(collection.uid, playlist.path.c_str(), nullptr,
                                               &count, 0, limit, "*", 0));
     if (count < 0) {
-        throw Failure(Reason::kFailed, "the playlist cannot be read; the lines above tell why");
+        throw Failure(Reason::kPlaylistNotRead, playlist.path);
     }
     if (countOut != nullptr) {
         *countOut = count;
@@ -225,11 +219,6 @@ int CountEntries(const Collection &collection, const Playlist &playlist) {
     int count = 0;
     Read(collection, playlist, -1, &count);
     return count;
-}
-
-Failure NoPosition(const Playlist &playlist, int position) {
-    return {Reason::kBad, Quoted(playlist) + " has no position " + std::to_string(position) +
-                              "; 'tonvale playlist show' lists its entries"};
 }
 
 }  // namespace
@@ -257,7 +246,7 @@ SongRecords SongsOfIds(const Collection &collection, const std::vector<std::stri
         if (!song) {
             FillStream(id, record);
         } else if (row == found.end()) {
-            throw Failure(Reason::kNotFound, "there is no song " + id + " for the user");
+            throw Failure(Reason::kNoSuchSong, id);
         } else {
             record = row->second;
         }
@@ -268,12 +257,11 @@ SongRecords SongsOfIds(const Collection &collection, const std::vector<std::stri
 Playlist CreatePlaylist(const Collection &collection, const std::string &name,
                         const std::string &format, const PLAYLIST_REC *songs) {
     if (collection.isFolder && format != "m3u") {
-        throw Failure(Reason::kBad, "the user '" + collection.user +
-                                        "' has no personal library: own playlists are m3u files");
+        throw Failure(Reason::kNotAPersonalFormat, format);
     }
     const std::string path = PlaceForPlaylist(collection, name, format);
     NewFile file(path);
-    Report(VARNWriteMusicPlaylist(songs, path.c_str()), "writing " + path);
+    Report(VARNWriteMusicPlaylist(songs, path.c_str()), Reason::kPlaylistNotWritten, path);
     if (collection.isFolder) {
         file.Keep();
         return {"0", name, path, ""};
@@ -285,25 +273,25 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
     const int saved = collection.personal ? VARNPlaylistDBUpdate(collection.Library(),
                                                                  collection.uid, &row, nullptr)
                                           : VARNPlaylistDBSave(&row);
-    Report(saved, "adding " + path + " to the library");
+    Report(saved, Reason::kPlaylistNotStored, path);
     file.Keep();
     std::array<char, 16> id{};
     Report(VARNPlaylistIDGet(path.c_str(), collection.uid, id.data(), id.size()),
-           "finding " + path + " in the library");
+           Reason::kPlaylistNotStored, path);
     return {id.data(), name, path, row.album};
 }
 
 void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
                   const PLAYLIST_REC *songs) {
     if (start > CountEntries(collection, playlist)) {
-        throw NoPosition(playlist, start);
+        throw Failure(Reason::kNoSuchPosition, std::to_string(start));
     }
     const int result = collection.isFolder
                            ? VARNPersonalPlaylistUpdateSongs(collection.uid, playlist.path.c_str(),
                                                              start, length, songs)
                            : VARNPlaylistUpdateSongs(collection.Library(), collection.uid,
                                                      playlist.id.c_str(), start, length, songs);
-    Report(result, "changing " + Quoted(playlist));
+    Report(result, Reason::kPlaylistNotWritten, playlist.path);
 }
 
 void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
@@ -320,14 +308,14 @@ void AppendSongs(const Collection &collection, const Playlist &playlist, const P
             VARNPlaylistUpdateSongsList(collection.Library(), collection.uid, playlist.id.c_str(),
                                         CountEntries(collection, playlist), 0, songs, "true");
     }
-    Report(result, "adding to " + Quoted(playlist));
+    Report(result, Reason::kPlaylistNotWritten, playlist.path);
 }
 
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions) {
     const auto last = std::max_element(positions.begin(), positions.end());
     if (last != positions.end() && *last >= CountEntries(collection, playlist)) {
-        throw NoPosition(playlist, *last);
+        throw Failure(Reason::kNoSuchPosition, std::to_string(*last));
     }
     if (!collection.isFolder) {
         std::string selection;
@@ -336,7 +324,7 @@ void RemovePositions(const Collection &collection, const Playlist &playlist,
         }
         Report(VARNPlaylistRemoveSongs(collection.Library(), collection.uid, playlist.id.c_str(),
                                        selection.c_str()),
-               "removing from " + Quoted(playlist));
+               Reason::kPlaylistNotWritten, playlist.path);
         return;
     }
     SongRecords songs = Read(collection, playlist, 0);
@@ -352,7 +340,7 @@ void RemoveMissing(const Collection &collection, const Playlist &playlist) {
         collection.isFolder
             ? VARNPersonalPlaylistRemoveMissing(collection.uid, playlist.path.c_str())
             : VARNPlaylistRemoveMissing(collection.Library(), collection.uid, playlist.id.c_str());
-    Report(result, "removing from " + Quoted(playlist));
+    Report(result, Reason::kPlaylistNotWritten, playlist.path);
 }
 
 namespace {
@@ -369,13 +357,13 @@ void RenameRow(const Collection &collection, const Playlist &playlist, const Pla
         // The library still has the old path: there the file has to be.
         Move(renamed.path, playlist.path);
     }
-    Report(updated, "renaming " + Quoted(playlist) + " in the library");
+    Report(updated, Reason::kPlaylistNotStored, renamed.path);
 }
 
 void RemoveFile(const std::string &path) {
     const AsRoot root;
     if (unlink(path.c_str()) != 0) {
-        throw Failure(Reason::kFailed, "cannot delete " + path + ": " + std::strerror(errno));
+        throw Failure(Reason::kPlaylistNotDeleted, path, errno);
     }
 }
 
@@ -402,7 +390,7 @@ void DeletePlaylist(const Collection &collection, const Playlist &playlist) {
         RemoveFile(playlist.path);
     } else {
         Report(VARNPlayListUnlink(collection.Library(), playlist.path.c_str(), playlist.id.c_str()),
-               "deleting " + Quoted(playlist));
+               Reason::kPlaylistNotDeleted, playlist.path);
     }
     LinksFollowDeletion(playlist.path);
 }

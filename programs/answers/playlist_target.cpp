@@ -8,7 +8,6 @@
 #include <array>
 #include <cerrno>
 #include <charconv>
-#include <cstring>
 #include <filesystem>
 #include <string_view>
 #include <utility>
@@ -47,9 +46,7 @@ Playlist Named(const VARN_PLAYLIST &record) {
 std::string Present(const std::string &folder) {
     std::error_code error;
     if (!fs::is_directory(folder, error)) {
-        throw Failure(Reason::kFailed, "the folder " + folder +
-                                           " is not there; mount its disk, or "
-                                           "make it");
+        throw Failure(Reason::kFolderAway, folder);
     }
     return folder;
 }
@@ -71,8 +68,7 @@ std::string FolderOf(const Collection &collection) {
             return Present(folders.front()) + "/" + kFolder;
         }
     }
-    throw Failure(Reason::kFailed,
-                  "there is no folder for playlists; register one with 'tonvale init --music DIR'");
+    throw Failure(Reason::kNoPlaylistFolder);
 }
 
 // Makes a folder that belongs to whom the one above it does. What stands in its place and is none,
@@ -89,13 +85,8 @@ void MakeFolder(const fs::path &folder) {
         syslog(LOG_ERR, "Failed to give %s to its owner: %m", folder.c_str());
     }
     if (!fs::is_directory(fs::symlink_status(folder, error))) {
-        throw Failure(Reason::kFailed, "cannot make the folder " + folder.string() + ": " +
-                                           (error ? error.message() : std::strerror(errno)));
+        throw Failure(Reason::kFolderNotMade, folder.string(), error ? error.value() : errno);
     }
-}
-
-Failure NotListed() {
-    return {Reason::kFailed, "the playlists cannot be listed; the lines above tell why"};
 }
 
 // Playlists whose ids or, among those without such an id, whose titles are the given name.
@@ -122,7 +113,7 @@ int CountPlaylists(const Collection &collection) {
     const int total = collection.isFolder
                           ? VARNPersonalPlaylistTotalGet(collection.user.c_str())
                           : VARNPlaylistTotalGet(collection.Library(), collection.uid, 0);
-    return total >= 0 ? total : throw NotListed();
+    return total >= 0 ? total : throw Failure(Reason::kPlaylistsNotListed);
 }
 
 PlaylistRecords ListPlaylists(const Collection &collection, int offset, int limit) {
@@ -133,7 +124,7 @@ PlaylistRecords ListPlaylists(const Collection &collection, int offset, int limi
             : VARNPlaylistListAll(collection.Library(), collection.uid, &list, offset, limit, 0);
     PlaylistRecords records(list);
     if (listed != 0) {
-        throw NotListed();
+        throw Failure(Reason::kPlaylistsNotListed);
     }
     if (!collection.isFolder) {
         return records;
@@ -162,19 +153,11 @@ Playlist FindPlaylist(const Collection &collection, const std::string &name) {
     if (found.size() == 1) {
         return found.front();
     }
-    const std::string verb = std::string("'tonvale playlists") +
-                             (collection.personal ? " --personal" : "") + "' lists them";
-    if (found.empty()) {
-        throw Failure(Reason::kNotFound, "there is no " + std::string(collection.Library()) +
-                                             " playlist '" + name + "'; " + verb);
-    }
-    throw Failure(Reason::kBad,
-                  "several playlists are called '" + name + "': name one by its id; " + verb);
+    throw Failure(found.empty() ? Reason::kNoSuchPlaylist : Reason::kAmbiguousPlaylist, name);
 }
 
 Playlist PlaylistOfKey(const Collection &collection, const std::string &key) {
-    const Failure none(Reason::kNotFound, "there is no " + std::string(collection.Library()) +
-                                              " playlist '" + key + "' for the user");
+    const Failure none(Reason::kNoSuchPlaylist, key);
     if (collection.isFolder) {
         // A key becomes a part of a path: it has to be one of those that the folder has.
         const PlaylistRecords list = ListPlaylists(collection, 0, 0);
@@ -214,9 +197,7 @@ void CheckName(const std::string &name) {
                           return c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7F';
                       });
     if (!good) {
-        throw Failure(Reason::kBad,
-                      "a playlist's name is UTF-8, has no slash and no control character, does not "
-                      "begin with a dot, is not a number alone and is not longer than 240 bytes");
+        throw Failure(Reason::kNotAPlaylistName, name);
     }
 }
 
@@ -227,11 +208,10 @@ void CheckIsFree(const fs::path &folder, const std::string &name) {
         const fs::path path = folder / (name + "." + format);
         const fs::file_type type = fs::symlink_status(path, error).type();
         if (type == fs::file_type::none) {
-            throw Failure(Reason::kFailed,
-                          "cannot look for " + path.string() + ": " + error.message());
+            throw Failure(Reason::kFolderNotRead, folder.string(), error.value());
         }
         if (type != fs::file_type::not_found) {
-            throw Failure(Reason::kExists, "there is already a playlist " + path.string());
+            throw Failure(Reason::kPlaylistExists, path.string());
         }
     }
 }

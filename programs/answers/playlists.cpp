@@ -28,7 +28,7 @@ std::vector<std::string> SmartNames(const Collection &collection) {
     const std::string file = SmartPlaylistFile(collection);
     const auto read = varn::ReadSmartPlaylists(file);
     if (!read) {
-        throw Failure(Reason::kFailed, file + " cannot be read, or is larger than 1 MiB");
+        throw Failure(Reason::kSmartPlaylistsNotRead, file);
     }
     std::vector<std::string> names;
     for (const varn::SmartPlaylist &playlist : read->playlists) {
@@ -74,7 +74,8 @@ int Read(const AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t of
             : library.GetTrackFromNormalPlaylist(KeyOf(playlist.collection, playlist.normal), type,
                                                  static_cast<int>(offset), count, tracks);
     if (total < 0) {
-        throw Failure(Reason::kFailed, "the playlist cannot be read; the lines above tell why");
+        throw Failure(Reason::kPlaylistNotRead,
+                      playlist.isSmart ? playlist.name : playlist.normal.path);
     }
     return total;
 }
@@ -120,7 +121,7 @@ bool IsPlaylistId(const std::string &text) {
 
 AnyPlaylist FindById(const std::string &user, uid_t uid, const std::string &id) {
     if (!IsPlaylistId(id)) {
-        throw Failure(Reason::kBad, "'" + id + "' is no playlist's identifier");
+        throw Failure(Reason::kNotAPlaylistId, id);
     }
     const PlaylistResult named(id);
     Collection collection{user, named.personal, uid};
@@ -130,8 +131,7 @@ AnyPlaylist FindById(const std::string &user, uid_t uid, const std::string &id) 
     }
     const std::vector<std::string> names = SmartNames(collection);
     if (std::find(names.begin(), names.end(), named.name) == names.end()) {
-        throw Failure(Reason::kNotFound, "there is no good smart playlist '" + named.name +
-                                             "'; 'tonvale smart list' lists them");
+        throw Failure(Reason::kNoSuchSmartPlaylist, named.name);
     }
     return SmartOne(collection, named.name);
 }

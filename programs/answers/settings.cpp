@@ -9,7 +9,6 @@
 #include "settings_lock.h"
 #include "tonvale/settings.h"
 #include "varn/account.h"
-#include "varn/host.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -59,7 +58,7 @@ uid_t UidOf(const std::string &name) {
     VARNUserGet(name.c_str(), &found);
     const User user(found);
     if (!user) {
-        throw Failure(Reason::kNotFound, "there is no user '" + name + "'");
+        throw Failure(Reason::kNoSuchUser, name);
     }
     return user->uid;
 }
@@ -87,7 +86,7 @@ void Record(uid_t uid, unsigned mask) {
     AudioUsers::SetUser(users, uid, mask);
     KeepPreferences(before, users[std::to_string(uid)]);
     if (!AudioUsers::Save(users, UsersFile())) {
-        throw Failure(Reason::kFailed, "the users file " + UsersFile() + " cannot be written");
+        throw Failure(Reason::kFileNotWritten, UsersFile());
     }
 }
 
@@ -147,10 +146,7 @@ std::string AccountName(uid_t uid) {
 Json::Value ReadUsers() {
     Json::Value users;
     if (!AudioUsers::Read(users, UsersFile()) || !users.isObject()) {
-        throw Failure(Reason::kFailed, "the users file " + UsersFile() +
-                                           " cannot be read; correct it, or remove it and run "
-                                           "'tonvale init" +
-                                           varn::host::RootOption() + "'");
+        throw Failure(Reason::kUsersNotRead, UsersFile());
     }
     return users;
 }
@@ -211,26 +207,21 @@ void CheckPreference(const std::string &name, const std::string &value) {
             continue;
         }
         if (std::find(known.values.begin(), known.values.end(), value) == known.values.end()) {
-            throw Failure(Reason::kBad, name + " is set to " + known.values.front() + " or " +
-                                            known.values.back());
+            throw Failure(Reason::kUnknownPreferenceValue, name);
         }
         if (name == kSwitches[0].name && !VARNAudioDefaultConfCheck(kSwitches[0].name, kYes, 0)) {
-            throw Failure(Reason::kFailed,
-                          name +
-                              " cannot be set: the package does not offer transcoding "
-                              "(docs/system.md)");
+            throw Failure(Reason::kTranscodingNotOffered, name);
         }
         return;
     }
-    throw Failure(Reason::kBad, "there is no preference '" + name + "'");
+    throw Failure(Reason::kUnknownPreference, name);
 }
 
 void SetPreference(uid_t uid, const std::string &name, const std::string &value) {
     CheckPreference(name, value);
     const SettingsLock lock;
     if (!Store(uid, name, value)) {
-        throw Failure(Reason::kFailed, "the preference was not set: see that " + UsersFile() +
-                                           " is there and can be written");
+        throw Failure(Reason::kFileNotWritten, UsersFile());
     }
 }
 
@@ -241,7 +232,7 @@ Json::Value CustomKeys() {
         std::string value;
         std::string title;
         if (VARNAudioCustomGet(index, type, value, title) != 0) {
-            throw Failure(Reason::kFailed, "the custom keys cannot be read");
+            throw Failure(Reason::kCustomKeysNotRead, SystemPath(varn::path::kCustomKeys));
         }
         Json::Value key(Json::objectValue);
         key["index"] = index;
@@ -256,11 +247,11 @@ Json::Value CustomKeys() {
 void SetCustomKey(int index, const std::string &type, const std::string &value,
                   const std::string &title) {
     if (index < 1 || index > kCustomKeys) {
-        throw Failure(Reason::kBad, "the custom keys are 1 to " + std::to_string(kCustomKeys));
+        throw Failure(Reason::kUnknownCustomKey, std::to_string(index));
     }
     const SettingsLock lock;
     if (VARNAudioCustomSet(index, type, value, title) != 0) {
-        throw Failure(Reason::kFailed, "the custom keys cannot be written");
+        throw Failure(Reason::kFileNotWritten, SystemPath(varn::path::kCustomKeys));
     }
 }
 

@@ -49,9 +49,7 @@ SettingsLock::SettingsLock() {
     if (fd_ >= 0) {
         close(fd_);
     }
-    throw Failure(Reason::kFailed,
-                  "the settings cannot be locked: see that " + path +
-                      " can be opened, and try again when nobody else changes them");
+    throw Failure(Reason::kSettingsLocked, path);
 }
 
 SettingsLock::~SettingsLock() {

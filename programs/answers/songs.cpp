@@ -57,15 +57,13 @@ std::string Order(const ListRequest &request, const std::string &condition,
                   const WebapiLibrary &writer) {
     if (request.sortBy == kRandom) {
         if (!condition.empty() || request.offset > 0 || request.limit == 0) {
-            throw Failure(Reason::kBad,
-                          "sorting by random draws from a whole library: it takes no filter and no "
-                          "offset, and a limit of 1 or more");
+            throw Failure(Reason::kRandomPart);
         }
         return "RANDOM()";
     }
     const std::string &key = request.sortBy.empty() ? SongSortKeys().front() : request.sortBy;
     if (!IsOneOf(SongSortKeys(), key)) {
-        throw Failure(Reason::kBad, "songs are not sorted by '" + key + "'");
+        throw Failure(Reason::kUnknownSortKey, key);
     }
     return writer.GetSortOrderString(key, Direction(request));
 }
@@ -102,7 +100,7 @@ std::map<bool, std::set<int>> ByKind(const std::vector<std::string> &ids) {
     for (const std::string &id : ids) {
         const auto song = ParseSongId(id);
         if (!song) {
-            throw Failure(Reason::kBad, "'" + id + "' is no song's identifier");
+            throw Failure(Reason::kNotASongId, id);
         }
         rows[song->isVirtual].insert(song->row);
     }
@@ -155,12 +153,12 @@ void KeepRating(const Record &record, uid_t uid, unsigned stars, Clock::time_poi
     try {
         const PlacedSong song(owner, path);
         if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end),
-                                       path.c_str()) != 1) {
-            syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
+                                       path.c_str()) == 1) {
+            return;
         }
-    } catch (const Failure &failure) {
-        syslog(LOG_ERR, "The rating is kept in the database alone: %s", failure.what());
+    } catch (const Failure &) {  // it leads out of the music
     }
+    syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
 }
 
 }  // namespace
@@ -190,7 +188,7 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibr
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
                                       const std::string &field, const WebapiLibrary &writer) {
     if (keyword.empty()) {
-        throw Failure(Reason::kBad, "an empty text is in every song");
+        throw Failure(Reason::kEmptyKeyword);
     }
     std::string condition = Condition(request.filters);
     for (const Field &known : kFields) {
@@ -199,7 +197,7 @@ std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::str
             return Open(request, condition, writer);
         }
     }
-    throw Failure(Reason::kBad, "nothing is looked for in '" + field + "'");
+    throw Failure(Reason::kUnknownSearchField, field);
 }
 
 std::optional<SongId> ParseSongId(std::string_view id) {
@@ -242,7 +240,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
         AddCondition(condition, IdCondition(wanted));
     }
     if (condition.empty()) {
-        throw Failure(Reason::kBad, "name the songs to rate, by their ids or with filters");
+        throw Failure(Reason::kNoSongsToRate);
     }
     const Handle rows = OpenRows(request, "id", condition);
     std::set<int> found;
@@ -251,9 +249,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
     }
     for (const int id : wanted) {
         if (found.count(id) == 0) {
-            throw Failure(Reason::kNotFound, "there is no song " + std::to_string(id) +
-                                                 " that fits in the user's library; 'tonvale "
-                                                 "songs' lists them");
+            throw Failure(Reason::kNoSuchSong, std::to_string(id));
         }
     }
     return found;
@@ -309,13 +305,11 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
         }
     }
     if (ids.size() < rows.size()) {
-        throw Failure(Reason::kNotFound,
-                      "songs left the library meanwhile, and none was rated; 'tonvale songs' lists "
-                      "what is there");
+        throw Failure(Reason::kSongsLeft);
     }
     std::vector<std::string> rated;
     if (VARNAudioWebapiSaveDBStar(ids, rated, found.get(), uid, stars) != 1) {
-        throw Failure(Reason::kFailed, "the songs were not rated; the lines above tell why");
+        NoAnswer();
     }
     const auto end = Clock::now() + kPatience;
     const std::set<std::string> written(rated.begin(), rated.end());
@@ -325,9 +319,7 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
         }
     }
     if (rated.size() < ids.size()) {
-        throw Failure(Reason::kFailed,
-                      "songs left the library meanwhile, and the others were rated; 'tonvale "
-                      "songs' lists what is there");
+        throw Failure(Reason::kSomeSongsLeft);
     }
 }
 

@@ -5,6 +5,7 @@
 #include "as_root.h"
 #include "failure.h"
 #include "tonvale/players.h"
+#include "varn/systempath.h"
 
 namespace tonvale_answers {
 
@@ -47,28 +48,27 @@ Json::Value SoundCard() {
 
 Json::Value SetCardVolume(int volume) {
     if (volume < 0 || volume > 100) {
-        throw Failure(Reason::kBad, "a volume is a whole number from 0 to 100");
+        throw Failure(Reason::kNotAVolume, std::to_string(volume));
     }
     if (VARNAudioConfVolumeSet(volume) != 0) {
-        throw Failure(Reason::kFailed, "the package's configuration cannot be written");
+        throw Failure(Reason::kFileNotWritten, SystemPath(varn::path::kPackageConf));
     }
     if (HasCard() && !SetMixers(volume)) {
-        throw Failure(Reason::kFailed, "the volume is stored, but no mixer takes it");
+        throw Failure(Reason::kVolumeNotSet);
     }
     return SoundCard();
 }
 
 void StoreCardVolume() {
     if (VARNAudioVolumeSyncConf() != 0) {
-        throw Failure(Reason::kFailed,
-                      "the kernel tells no volume, or the configuration cannot be written");
+        throw Failure(Reason::kVolumeNotStored);
     }
 }
 
 void RestoreCardVolume() {
     const AsRoot root;
     if (VARNAudioVolumeSyncKernel() != 0) {
-        throw Failure(Reason::kFailed, "no volume is configured, or no mixer takes it");
+        throw Failure(Reason::kVolumeNotRestored);
     }
 }
 

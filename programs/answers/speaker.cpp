@@ -21,7 +21,7 @@ std::string HostInUrl(const std::string &host) {
     const bool isIpv6 = host.find(':') != host.npos;
     if (host.empty() || host.size() > kLongestHost ||
         host.find_first_not_of(isIpv6 ? kIpv6Letters : kLetters) != host.npos) {
-        throw Failure(Reason::kBad, "'" + host + "' is no name or address of a machine");
+        throw Failure(Reason::kNotAHost, host);
     }
     return isIpv6 ? "[" + host + "]" : host;
 }
@@ -31,7 +31,7 @@ void CheckPort(const std::string &port) {
     const char *const end = port.data() + port.size();
     const auto [rest, error] = std::from_chars(port.data(), end, number);
     if (error != std::errc() || rest != end || number < 1 || number > 65535) {
-        throw Failure(Reason::kBad, "'" + port + "' is no port; one is a number from 1 to 65535");
+        throw Failure(Reason::kNotAPort, port);
     }
 }
 

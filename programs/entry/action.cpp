@@ -108,17 +108,17 @@ bool Try(const Work &work, const Refused &refused) {
 }  // namespace
 
 Refusal RefusalOf(const tonvale_answers::Failure &failure) {
-    using tonvale_answers::Reason;
-    switch (failure.Why()) {
-        case Reason::kBad:
+    using tonvale_answers::FailureClass;
+    switch (failure.Class()) {
+        case FailureClass::kBadValue:
             return {Code::kBadParameter};
-        case Reason::kNotPermitted:
+        case FailureClass::kNotPermitted:
             return {Code::kNotPermitted};
-        case Reason::kNotFound:
+        case FailureClass::kNotFound:
             return {Code::kNoSuchItem};
-        case Reason::kExists:
+        case FailureClass::kExists:
             return {Code::kExistsAlready};
-        case Reason::kFailed:
+        case FailureClass::kFailed:
             break;
     }
     return {Code::kFailed};

@@ -64,7 +64,7 @@ class Get : public MediaAction {
             try {
                 return tonvale_answers::OpenCoverOf(owner, path, size);
             } catch (const tonvale_answers::Failure &failure) {
-                if (failure.Why() != tonvale_answers::Reason::kNotFound) {
+                if (failure.Class() != tonvale_answers::FailureClass::kNotFound) {
                     throw;
                 }
             }

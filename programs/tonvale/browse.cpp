@@ -11,6 +11,7 @@
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
+#include "wording.h"
 
 namespace tonvale_cli {
 
@@ -18,7 +19,7 @@ namespace {
 
 using tonvale_answers::BrowseQuestion;
 using tonvale_answers::Failure;
-using tonvale_answers::Reason;
+using tonvale_answers::FailureClass;
 
 std::string Line(const ItemNode &node, bool isContainer) {
     const std::string title = node.getValueByKey("title");
@@ -56,8 +57,8 @@ int Visit(const BrowseQuestion &question, tonvale_answers::ObjectVisitor &visito
         tonvale_answers::BrowseServer(question, visitor);
         return kDone;
     } catch (const Failure &failure) {
-        Complain(Printable(failure.what()));
-        return failure.Why() == Reason::kBad ? kUsage : kFailed;
+        Complain(Worded(failure));
+        return failure.Class() == FailureClass::kBadValue ? kUsage : kFailed;
     }
 }
 

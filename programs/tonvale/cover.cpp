@@ -256,11 +256,11 @@ tonvale_answers::Picture OpenReported(const Report &report) {
     using namespace tonvale_answers;
     const std::string &path = report.made.empty() ? report.chosen : report.made;
     if (path.empty()) {
-        throw Failure(Reason::kNotFound, "there is no cover to write");
+        throw Failure(Reason::kNoCover);
     }
     Picture picture = AsCaller([&] { return OpenPicture(path); });
     if (picture.type.empty()) {
-        throw Failure(Reason::kNotFound, Printable(path) + " is no picture");
+        throw Failure(Reason::kNotAPicture, path);
     }
     return picture;
 }

@@ -12,7 +12,7 @@
 #include "answers/failure.h"
 #include "command.h"
 #include "database.h"
-#include "display.h"
+#include "wording.h"
 
 namespace {
 
@@ -99,8 +99,8 @@ int main(int argc, char **argv) {
     try {
         return Run(argc, argv);
     } catch (const tonvale_answers::Failure &failure) {
-        Complain(Printable(failure.what()));
-        return failure.Why() == tonvale_answers::Reason::kFailed ? kFailed : kUsage;
+        Complain(Worded(failure));
+        return failure.Class() == tonvale_answers::FailureClass::kFailed ? kFailed : kUsage;
     } catch (const std::exception &error) {
         Complain(error.what());
         return kFailed;

@@ -131,9 +131,7 @@ int OnPlaylist(PlaylistOptions &options, Act act) {
     }
     const AnyPlaylist playlist = Find(options);
     if (playlist.isSmart && act != Show) {
-        throw Failure(Reason::kBad,
-                      "a smart playlist has no songs of its own: its rules choose "
-                      "them ('tonvale smart --help')");
+        throw Failure(Reason::kRulesChooseSongs, playlist.name);
     }
     return act(options, playlist);
 }

@@ -97,7 +97,7 @@ Json::Value WithSong(Options options, Links &links,
     try {
         return (links.*change)(ids.front());
     } catch (const tonvale_answers::Failure &failure) {
-        if (ids.size() == 1 || failure.Why() != tonvale_answers::Reason::kNotFound) {
+        if (ids.size() == 1 || failure.Why() != tonvale_answers::Reason::kNoSuchSong) {
             throw;
         }
         return (links.*change)(ids.back());

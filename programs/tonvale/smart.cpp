@@ -12,6 +12,7 @@
 #include <tuple>
 
 #include "accounts.h"
+#include "answers/failure.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
@@ -22,6 +23,9 @@
 namespace tonvale_cli {
 
 namespace {
+
+using tonvale_answers::Failure;
+using tonvale_answers::Reason;
 
 struct SmartOptions {
     std::string user;  // "": the shared playlists
@@ -67,8 +71,7 @@ std::optional<varn::SmartPlaylistFile> Read(const SmartOptions &options, std::st
     file = *store;
     auto read = varn::ReadSmartPlaylists(file);
     if (!read) {
-        Complain(file + " cannot be read, or is larger than 1 MiB");
-        status = kFailed;
+        throw Failure(Reason::kSmartPlaylistsNotRead, file);
     }
     return read;
 }
@@ -136,8 +139,7 @@ int Show(const SmartOptions &options) {
         std::printf("%s\n", playlist.condition.c_str());
         return kDone;
     }
-    Complain("there is no smart playlist '" + options.name + "' in " + file);
-    return kUsage;
+    throw Failure(Reason::kNoSuchSmartPlaylist, options.name);
 }
 
 int Check(const SmartOptions &options) {

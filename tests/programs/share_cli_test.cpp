@@ -57,7 +57,7 @@ TEST_F(ShareVerbs, PrintTheAddressOfALink) {
         {"bob", {"share", "create", "12"}, "may not share"},
         {"nobody", {"share", "list"}, "there is no user 'nobody'"},
         {"alice", {"share", "delete", id}, "no such link"},
-        {"alice", {"share", "create", "unknown"}, "there is no shared playlist 'unknown'"},
+        {"alice", {"share", "create", "unknown"}, "there is no playlist 'unknown'"},
         {"alice", {"share", "create", "12", "--until", "2024-02-30"}, "no day"},
         {"alice", {"share", "create", "12", "--from", "2999-01-01"}, "last one"},
         {"alice", {"share", "song", "4711"}, "no song"},

@@ -21,7 +21,6 @@ std::optional<Reason> Refused(const Call &call) {
     try {
         call();
     } catch (const Failure &failure) {
-        EXPECT_STRNE(failure.what(), "");
         return failure.Why();
     }
     return std::nullopt;
@@ -50,13 +49,15 @@ TEST(LinkDays, AreDaysOfTheCalendar) {
           "2024-00-01",  "2024-01-00", "2024-01-32",  "1969-12-31",  "2024-1-1",
           "2024/01/01",  "24-01-01",   "2024-01-01 ", " 2024-01-01", "2024-01-01 12:00",
           "10000-01-01", "2024-01-0x", "soon",        "-024-01-01",  "2024-01-01' OR 1=1"}) {
-        EXPECT_EQ(Refused([&] { CheckedDays(day, "2030-01-01"); }), Reason::kBad) << day;
-        EXPECT_EQ(Refused([&] { CheckedDays("2020-01-01", day); }), Reason::kBad) << day;
+        EXPECT_EQ(Refused([&] { CheckedDays(day, "2030-01-01"); }), Reason::kNotADay) << day;
+        EXPECT_EQ(Refused([&] { CheckedDays("2020-01-01", day); }), Reason::kNotADay) << day;
     }
-    EXPECT_EQ(Refused([] { CheckedDays("2024-01-02", "2024-01-01"); }), Reason::kBad);
-    EXPECT_EQ(Refused([] { CheckedDays("2024-01-02", ""); }), Reason::kBad)
+    EXPECT_EQ(Refused([] { CheckedDays("2024-01-02", "2024-01-01"); }),
+              Reason::kLastDayBeforeFirst);
+    EXPECT_EQ(Refused([] { CheckedDays("2024-01-02", ""); }), Reason::kFirstDayAlone)
         << "it would count as no limit";
-    EXPECT_EQ(Refused([] { CheckedDays("", "2024-02-28"); }), Reason::kBad) << "over already";
+    EXPECT_EQ(Refused([] { CheckedDays("", "2024-02-28"); }), Reason::kLastDayBeforeFirst)
+        << "over already";
 }
 
 class ShareLinks : public SharedLibraryTest {
@@ -82,7 +83,7 @@ TEST_F(ShareLinks, LiveFromTheirFirstDayToTheirLast) {
     EXPECT_EQ(links.Update({"", kList}, CheckedDays("", "2024-07-03"))["status"], "valid");
     EXPECT_EQ(links.Update({id, ""}, always)["date_expired"], "0");
     links.Delete({id, ""});
-    EXPECT_EQ(Refused([&] { links.Delete({"", kList}); }), Reason::kNotFound);
+    EXPECT_EQ(Refused([&] { links.Delete({"", kList}); }), Reason::kNoSuchLink);
     EXPECT_NE(links.Create(kList, always)["id"], id) << "a link that was taken away stays dead";
 }
 
@@ -115,18 +116,18 @@ TEST_F(ShareLinks, AreOfPlaylistsThatTheUserSees) {
         std::string playlist;
         Reason reason;
     } cases[] = {
-        {bobs, Reason::kNotFound},
-        {"playlist_shared_normal/4711", Reason::kNotFound},
-        {"playlist_shared_smart/none", Reason::kNotFound},
-        {"playlist_shared_normal/12 OR 1=1", Reason::kNotFound},
-        {"playlist_shared_normal/99999999999", Reason::kNotFound},
-        {"playlist_shared_normal/", Reason::kBad},
-        {"playlist_shared_normal/../../etc/passwd", Reason::kBad},
-        {"x_shared_normal/12", Reason::kBad},
-        {"playlist_other_normal/12", Reason::kBad},
-        {"playlist_shared_smart/", Reason::kBad},
-        {"12", Reason::kBad},
-        {"", Reason::kBad},
+        {bobs, Reason::kNoSuchPlaylist},
+        {"playlist_shared_normal/4711", Reason::kNoSuchPlaylist},
+        {"playlist_shared_smart/none", Reason::kNoSuchSmartPlaylist},
+        {"playlist_shared_normal/12 OR 1=1", Reason::kNoSuchPlaylist},
+        {"playlist_shared_normal/99999999999", Reason::kNoSuchPlaylist},
+        {"playlist_shared_normal/", Reason::kNotAPlaylistId},
+        {"playlist_shared_normal/../../etc/passwd", Reason::kNotAPlaylistId},
+        {"x_shared_normal/12", Reason::kNotAPlaylistId},
+        {"playlist_other_normal/12", Reason::kNotAPlaylistId},
+        {"playlist_shared_smart/", Reason::kNotAPlaylistId},
+        {"12", Reason::kNotAPlaylistId},
+        {"", Reason::kNotAPlaylistId},
     };
     for (const auto &[playlist, reason] : cases) {
         EXPECT_EQ(Refused([&] { links.Create(playlist, always); }), reason) << playlist;
@@ -143,7 +144,7 @@ TEST_F(ShareLinks, AreOfPlaylistsThatTheUserSees) {
     EXPECT_EQ(links.Create("playlist_personal_normal/" + own, always)["name"], own);
     EXPECT_EQ(links.Create(kSharedSmart, always)["name"], "Rock & Roll");
     EXPECT_EQ(links.Create("playlist_shared_normal/012", always)["playlist_id"], kList);
-    EXPECT_EQ(Refused([&] { links.Create(kList, always); }), Reason::kExists);
+    EXPECT_EQ(Refused([&] { links.Create(kList, always); }), Reason::kLinkExists);
     EXPECT_EQ(links.Create(kSongs, CheckedDays("", "2999-01-01"))["date_expired"], "2999-01-01");
 }
 
@@ -154,11 +155,11 @@ TEST_F(ShareLinks, BelongToOneUserWithTheRight) {
     Links bobs(kBob, "bob");
     for (const tonvale_answers::LinkName &name :
          {tonvale_answers::LinkName{id, ""}, {"", kList}, {"aaaaaaaa", ""}, {"' OR '1'='1", ""}}) {
-        EXPECT_EQ(Refused([&] { bobs.Get(name); }), Reason::kNotFound);
-        EXPECT_EQ(Refused([&] { bobs.Update(name, always); }), Reason::kNotFound);
-        EXPECT_EQ(Refused([&] { bobs.Delete(name); }), Reason::kNotFound);
+        EXPECT_EQ(Refused([&] { bobs.Get(name); }), Reason::kNoSuchLink);
+        EXPECT_EQ(Refused([&] { bobs.Update(name, always); }), Reason::kNoSuchLink);
+        EXPECT_EQ(Refused([&] { bobs.Delete(name); }), Reason::kNoSuchLink);
     }
-    EXPECT_EQ(Refused([&] { bobs.Get({"\xff", ""}); }), Reason::kBad);
+    EXPECT_EQ(Refused([&] { bobs.Get({"\xff", ""}); }), Reason::kNotUtf8);
     EXPECT_EQ(bobs.Page(0, 10)["total"], 0);
     EXPECT_NE(bobs.Create(kList, always)["id"], id) << "a shared playlist can have two links";
     bobs.Delete({"", kList});
@@ -203,16 +204,16 @@ TEST_F(ShareLinks, FollowPlaylistsToOtherNumbers) {
 TEST_F(ShareLinks, ShareSingleSongs) {
     setenv("HTTP_HOST", "nas", 1);
     Links links(kAlice, "alice");
-    EXPECT_EQ(Refused([&] { links.UnshareSong(Name(rock_)); }), Reason::kNotFound);
+    EXPECT_EQ(Refused([&] { links.UnshareSong(Name(rock_)); }), Reason::kNoSuchLink);
     EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "0");
     const Json::Value shared = links.ShareSong(TrackName(track1_));
     // "/music/cue.flac_1"
     EXPECT_EQ(shared["song_url"], shared["url"].asString() + "/L211c2ljL2N1ZS5mbGFjXzE=");
     for (const std::string &id : {Name(track1_), TrackName(rock_), std::string("music_4711")}) {
-        EXPECT_EQ(Refused([&] { links.ShareSong(id); }), Reason::kNotFound) << id;
+        EXPECT_EQ(Refused([&] { links.ShareSong(id); }), Reason::kNoSuchSong) << id;
     }
     for (const char *id : {"", "music_", "music_0", "radio_x http://y", "1"}) {
-        EXPECT_EQ(Refused([&] { links.ShareSong(id); }), Reason::kBad) << id;
+        EXPECT_EQ(Refused([&] { links.ShareSong(id); }), Reason::kNotASongId) << id;
     }
     // A list that was lost is made again.
     std::filesystem::remove(Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice"));

@@ -1,0 +1,13 @@
+// What the command line says of a failure.
+#pragma once
+
+#include <string>
+
+#include "answers/failure.h"
+
+namespace tonvale_cli {
+
+// One line in plain English, printable, with what to do next where that is known.
+std::string Worded(const tonvale_answers::Failure &failure);
+
+}  // namespace tonvale_cli
