@@ -68,7 +68,7 @@ constexpr Wording kWordings[] = {
     {Reason::kBadPinValues,
      "the criteria lack what this type needs, or the pins named are not exactly those of the page"},
     {Reason::kNotANumber, "'{}' is no whole number from 0 to 2147483647"},
-    {Reason::kNotAVolume, "'{}' is no volume, a whole number from 0 to 100"},
+    {Reason::kNotAVolume, "'{}' is no volume, which is a number from 0 to 100"},
     {Reason::kNotAGain, "'{}' is no gain from -24 to 24 dB"},
     {Reason::kNotTenGains, "the equalizer takes ten gains"},
     {Reason::kUnknownPlayMode,
@@ -96,7 +96,7 @@ constexpr Wording kWordings[] = {
      "there is no playlist '{}'; 'tonvale playlists' lists the shared ones, with --personal the "
      "user's own"},
     {Reason::kNoSuchSmartPlaylist,
-     "there is no good smart playlist '{}'; 'tonvale smart list' lists them"},
+     "there is no smart playlist '{}' with good rules; 'tonvale smart list' shows them"},
     {Reason::kNoSuchLink, "the user has no link '{}'; 'tonvale share list' lists them"},
     {Reason::kNoSuchPin, "the user has no such pin; 'tonvale pin list' lists them"},
     {Reason::kNoSuchPinFolder, "there is no such folder; 'tonvale folders' lists them"},

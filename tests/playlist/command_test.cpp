@@ -125,9 +125,7 @@ TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
         "CREATE TRIGGER t BEFORE UPDATE ON personal_playlist EXECUTE FUNCTION refuse()");
     RunAll({{{"playlist", "rename", "a", "new"}, 1, "into the library"},
             {{"playlist", "show", "a"}, 0, "0 of 0 entries"},
-            {{"playlist", "rename", "b", "new", "--user", "alice", "--personal"},
-             1,
-             "into the library"},
+            {{"playlist", "rename", "b", "new", "--user", "alice", "--personal"}, 1, "library"},
             {{"playlist", "show", "b", "--user", "alice", "--personal"}, 0, "0 of 0 entries"}});
     Query("CREATE TRIGGER i BEFORE INSERT ON playlist EXECUTE FUNCTION refuse()");
     RunAll({{{"playlist", "create", "c"}, 1, "into the library"}});

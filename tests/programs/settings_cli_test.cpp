@@ -101,7 +101,7 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         {{"smart", "check", "/proc/self/mem"}, 1, "cannot be read"},
         {{"smart", "list", "--user", "nobody"}, 2, "no user 'nobody'"},
         {{"playlist", "show", "12", "--json", "--additional", "song_tag"}, 2, "playlist '12'"},
-        {{"playlist", "show", "playlist_shared_normal/12"}, 2, "no shared playlist '12'"},
+        {{"playlist", "show", "playlist_shared_normal/12"}, 2, "no playlist '12'"},
         {{"playlist", "rename", "playlist_shared_smart/good", "x"}, 2, "its rules choose"},
         {{"playlist", "show", "playlist_shared_smart/good", "--additional", "all"}, 2, "song_tag"},
         {{"songs", "--additional", "song_tag"}, 2, "--json"},

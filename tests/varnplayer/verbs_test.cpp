@@ -37,7 +37,7 @@ TEST_F(VerbTest, RefusalsAreShown) {
         {{"play", "1x"}, 2, "no whole number"},
         {{"select", "99"}, 2, "Bad song index"},
         {{"delete", "99"}, 2, "Bad song index"},
-        {{"volume", "5000"}, 2, "no whole number from 0 to 100"},
+        {{"volume", "5000"}, 2, "from 0 to 100"},
         {{"mode", "loud"}, 2, "the modes are once"},
         {{"group-volumes", "1", "2"}, 2, "does not know the command 12"},
         {{"equalizer", "send"}, 2, "no equalizer profile is selected"},
