@@ -1,6 +1,7 @@
 #include "ffmpeg_transcode/encoder.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -63,6 +64,21 @@ bool OutputFailed(std::size_t put) {
     return false;
 }
 
+// Waits until the encoder has written something or has ended. False, with errno as a write would
+// leave it, when the reader of standard output has left: a silent encoder would go on for nobody.
+bool WaitFor(int encoder) {
+    pollfd ends[] = {{encoder, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    int ready;
+    do {
+        ready = poll(ends, std::size(ends), -1);
+    } while (ready < 0 && errno == EINTR);
+    if (ready > 0 && ends[1].revents != 0) {
+        errno = EPIPE;
+        return false;
+    }
+    return ready > 0;
+}
+
 // Hands what the encoder has written on to standard output without a copy of it. Returns its size,
 // 0 when the encoder has ended, or -1 with errno set.
 ssize_t Move(int encoder, std::size_t most) {
@@ -73,11 +89,21 @@ ssize_t Move(int encoder, std::size_t most) {
     return moved;
 }
 
-// The same by a copy, of a whole block unless the encoder ends before.
-ssize_t CopyBlock(std::FILE *encoder, std::size_t size) {
+ssize_t Read(int encoder, std::span<unsigned char> block) {
+    ssize_t got;
+    do {
+        got = read(encoder, block.data(), block.size());
+    } while (got < 0 && errno == EINTR);
+    return got;
+}
+
+// The same as Move, by a copy.
+ssize_t CopyBlock(int encoder, std::size_t most) {
     std::array<unsigned char, kCopyBlock> block;
-    const std::size_t got = std::fread(block.data(), 1, size, encoder);
-    return support::WriteAll(STDOUT_FILENO, block.data(), got) ? static_cast<ssize_t>(got) : -1;
+    const ssize_t got = Read(encoder, std::span(block).first(std::min(most, block.size())));
+    return got <= 0 || support::WriteAll(STDOUT_FILENO, block.data(), static_cast<std::size_t>(got))
+               ? got
+               : -1;
 }
 
 }  // namespace
@@ -103,10 +129,17 @@ Encoder Launch(const Arguments &arguments) {
 }
 
 bool ReadWhole(std::FILE *encoder, std::span<unsigned char> block) {
-    const std::size_t got = std::fread(block.data(), 1, block.size(), encoder);
-    if (got != block.size()) {
-        LOG_ERROR(kSource, "fread() wrong, [%zu]", got);
-        return false;
+    std::size_t got = 0;
+    while (got < block.size()) {
+        if (!WaitFor(fileno(encoder))) {
+            return OutputFailed(0);
+        }
+        const ssize_t more = Read(fileno(encoder), block.subspan(got));
+        if (more <= 0) {
+            LOG_ERROR(kSource, "fread() wrong, [%zu]", got);
+            return false;
+        }
+        got += static_cast<std::size_t>(more);
     }
     return true;
 }
@@ -136,8 +169,11 @@ bool CopyToOutput(std::FILE *encoder, int64_t limit) {
     };
     bool canMove = true;
     while (limit != 0) {
+        if (!WaitFor(fileno(encoder))) {
+            return OutputFailed(0);
+        }
         const ssize_t sent = canMove ? Move(fileno(encoder), within(kMostMoved))
-                                     : CopyBlock(encoder, within(kCopyBlock));
+                                     : CopyBlock(fileno(encoder), within(kCopyBlock));
         if (sent < 0 && canMove && errno == EINVAL) {
             canMove = false;  // an output of a kind that takes nothing but writes
             continue;

@@ -19,16 +19,19 @@ inline constexpr std::size_t kCopyBlock = 4096;
 // The encoder's arguments, its own name not among them.
 using Arguments = std::vector<std::string>;
 
-// A running encoder; closing it ends and reaps the program.
+// A running encoder; closing it ends and reaps the program, whatever it is doing.
 using Encoder = std::unique_ptr<std::FILE, support::Releaser<VLIBCPclose>>;
 
 // Starts the encoder as root. Null, with errno as the failure left it, when it cannot be started.
 Encoder Launch(const Arguments &arguments);
 
-// Reads as much as `block` holds. False, with a log line, when the encoder ends before.
+// All of these notice it when the reader of standard output leaves, also while the encoder is silent.
+
+// Reads as much as `block` holds. False, with a log line, when the encoder ends before, or the
+// reader leaves.
 bool ReadWhole(std::FILE *encoder, std::span<unsigned char> block);
 
-// Reads and drops bytes. False, with a log line, when the encoder ends before.
+// Reads and drops bytes. False, with a log line, when the encoder ends before, or the reader leaves.
 bool Discard(std::FILE *encoder, int64_t bytes);
 
 // Copies to standard output, past its buffer, until the encoder ends or, with a limit that is not

@@ -18,8 +18,8 @@ namespace {
 constexpr std::size_t kPartSize = 4095;
 constexpr int kLineSize = 1024;
 
-// Runs a program with one operand and reads the first line that it prints, line end included.
-// `status` is the one it ended with, -1 when it could not be run.
+// Runs a program with one operand to its end and returns the first line that it prints, line end
+// included. `status` is the one it ended with, -1 when it could not be run.
 std::string FirstLine(std::string_view fixedPath, const char *operand, int &status) {
     std::string path = SystemPath(fixedPath);
     std::string argument = operand;
@@ -29,10 +29,15 @@ std::string FirstLine(std::string_view fixedPath, const char *operand, int &stat
     if (stream == nullptr) {
         return "";
     }
-    char line[kLineSize] = "";
-    const bool read = std::fgets(line, sizeof(line), stream) != nullptr;
+    std::string first;
+    char line[kLineSize];
+    while (std::fgets(line, sizeof(line), stream) != nullptr) {
+        if (first.empty()) {
+            first = line;
+        }
+    }
     status = VLIBCPclose(stream);
-    return read ? line : "";
+    return first;
 }
 
 std::string DynamicDnsName() {

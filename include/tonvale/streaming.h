@@ -72,13 +72,15 @@ TONVALE_EXPORT int64_t GetSeekOffset(const char *path, int frames) noexcept;
 // The calls below write one CGI answer (RFC 3875, 6.2), header and body, to standard output: the
 // output of the encoder "/var/packages/Tonvale/target/bin/ffmpeg", which they start as root and
 // end. They return 0, or -1: the answer is then cut short or, when nothing could be started, not
-// begun. A reader that goes away is such a failure for a process that ignores SIGPIPE; it ends any
-// other. The effective user of the process changes while the encoder is started.
+// begun. A reader that goes away is such a failure, also while the encoder is silent; SIGPIPE, where
+// it is not ignored, ends the process instead when it comes while something is written. The
+// effective user of the process changes while the encoder is started.
 //
-// For a song whose duration is known the length is announced, as an estimate from bit rate and
-// duration that is never exceeded, and a byte range of the request (HTTPFileOutputer::SeekHttpRange
-// of varn/webapi.h) is answered with 206: the encoder is started again at a whole second before the
-// range.
+// For a song whose duration and bit rate are known the length is announced, as an estimate from
+// both that is never exceeded. It is not reached where the estimate is too long, unless the
+// environment has the encoder fill it up (varn::kEncoderFill of varn/systempath.h). A byte range of
+// the request (HTTPFileOutputer::SeekHttpRange of varn/webapi.h) is answered with 206: the encoder
+// is started again at a whole second before the range.
 //
 // A virtual song's start in its file is added to the seek; without audio_offset in the record it is
 // looked up in the library.

@@ -1,5 +1,6 @@
 #include "varn/process.h"
 
+#include <fcntl.h>
 #include <poll.h>
 #include <sys/syscall.h>
 #include <unistd.h>
@@ -197,6 +198,12 @@ int VLIBCPclose(FILE *stream) {
     }
     const pid_t pid = entry->pid;
     streams.erase(entry);
+    // A program that sleeps would notice only with its next write that its reader has left.
+    const bool isAbandoned =
+        (fcntl(fileno(stream), F_GETFL) & O_ACCMODE) == O_RDONLY && std::feof(stream) == 0;
     std::fclose(stream);
+    if (isAbandoned) {
+        kill(pid, SIGKILL);
+    }
     return varn::WaitFor(pid);
 }
