@@ -81,6 +81,12 @@ class Answer {
     bool HasWavHeader() const { return !job_.raw && job_.format == "wav"; }
     int64_t HeaderSize() const { return static_cast<int64_t>(header_.Bytes().size()); }
 
+    // Where the header ends, at the latest: that of a raw WAV file is not read on its way.
+    int64_t MostHeader() const {
+        const bool isRawWav = job_.raw && strcasecmp(job_.format.c_str(), "wav") == 0;
+        return isRawWav ? static_cast<int64_t>(WavHeader::kMostSize) : HeaderSize();
+    }
+
     // Starts the encoder and learns the length of what it is going to write.
     bool Start() {
         encoder_ = Launch(job_.arguments);
@@ -127,7 +133,7 @@ class Answer {
         const int64_t bytesPerSecond = job_.bitRate / 8;
         const auto skip = static_cast<int64_t>(std::floor(
             static_cast<double>(range_->first) / (static_cast<double>(job_.bitRate) * 0.125)));
-        const bool inHeader = range_->first - skip * bytesPerSecond < HeaderSize();
+        const bool inHeader = range_->first - skip * bytesPerSecond < MostHeader();
         return inHeader ? skip - 1 : skip;
     }
 

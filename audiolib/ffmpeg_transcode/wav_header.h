@@ -11,6 +11,8 @@ namespace Tonvale::transcode {
 
 class WavHeader {
   public:
+    static constexpr std::size_t kMostSize = 512;
+
     // Reads the header, up to the first byte of sound, and puts in the lengths for `dataLength`
     // bytes of sound; a length of 0 or less leaves it as the encoder wrote it. False, with a log
     // line, when the encoder ends before or writes a header that is no such thing.
@@ -19,7 +21,7 @@ class WavHeader {
     std::span<const unsigned char> Bytes() const { return std::span(bytes_).first(size_); }
 
   private:
-    std::array<unsigned char, 512> bytes_{};
+    std::array<unsigned char, kMostSize> bytes_{};
     std::size_t size_ = 0;
 };
 

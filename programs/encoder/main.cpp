@@ -13,6 +13,8 @@
 #include <string_view>
 #include <vector>
 
+#include "fill.h"
+
 namespace {
 
 constexpr char kProgram[] = "/usr/bin/ffmpeg";
@@ -29,12 +31,15 @@ struct Phrase {
 };
 
 const std::vector<Phrase> &Phrases() {
-    // Containers that can only be finished by going back are written in fragments.
+    // Containers that can only be finished by going back are written in fragments, of a second: a
+    // fragment is kept whole until it is written, and a pipe takes none of several megabytes.
+    static const std::vector<const char *> ipod = {"-f",         "ipod",           "-movflags",
+                                                   "empty_moov", "-frag_duration", "1000000"};
     static const std::vector<Phrase> phrases = {
         {"-write_info_tag", "0", {"-map_metadata", "-1", "-fflags", "+bitexact"}},
-        {"-f", "m4a", {"-f", "ipod", "-movflags", "frag_keyframe+empty_moov"}},
-        {"-f", "m4b", {"-f", "ipod", "-movflags", "frag_keyframe+empty_moov"}},
-        {"-f", "mp4", {"-f", "mp4", "-movflags", "frag_keyframe+empty_moov"}},
+        {"-f", "m4a", ipod},
+        {"-f", "m4b", ipod},
+        {"-f", "mp4", {"-f", "mp4", "-movflags", "empty_moov", "-frag_duration", "1000000"}},
         {"-f", "aac", {"-f", "adts"}},
         {"-f", "aif", {"-f", "aiff"}},
         {"-f", "wma", {"-f", "asf"}},
@@ -60,17 +65,20 @@ bool NamesLocalFile(const char *option, const char *value) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    const std::vector<std::string> asked = Filled({argv + 1, argv + argc});
     std::vector<char *> words = {const_cast<char *>(kProgram)};
-    for (int i = 1; i < argc; ++i) {
-        const Phrase *phrase = Find(argv[i], argv[i + 1]);
-        if (NamesLocalFile(argv[i], argv[i + 1])) {
+    for (std::size_t i = 0; i < asked.size(); ++i) {
+        const char *const option = asked[i].c_str();
+        const char *const value = i + 1 < asked.size() ? asked[i + 1].c_str() : nullptr;
+        const Phrase *phrase = Find(option, value);
+        if (NamesLocalFile(option, value)) {
             for (const char *word :
                  {"-protocol_whitelist", "file", "-format_whitelist", kContainers}) {
                 words.push_back(const_cast<char *>(word));
             }
         }
         if (phrase == nullptr) {
-            words.push_back(argv[i]);
+            words.push_back(const_cast<char *>(option));
             continue;
         }
         for (const char *word : phrase->words) {

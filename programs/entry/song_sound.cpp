@@ -3,13 +3,18 @@
 #include <strings.h>
 
 #include <algorithm>
+#include <climits>
 #include <cmath>
+#include <cstdlib>
+#include <cstring>
 #include <iterator>
 #include <string_view>
+#include <vector>
 
 #include "song_file.h"
 #include "tonvale/streaming.h"
 #include "tonvale/webapi.h"
+#include "varn/systempath.h"
 
 namespace tonvale_entry {
 
@@ -44,6 +49,19 @@ bool IsOneOf(const std::string_view (&extensions)[N], const std::string &extensi
     });
 }
 
+// The exact bit rate of the samples in a WAV file, of which the library keeps thousands; 0 for what
+// has a length that cannot be told beforehand.
+unsigned SampleBitRate(const VARN_MEDIA_INFO &song, const std::string &extension) {
+    const double byte = 8.0 * song.frequency * song.channel;  // one a sample
+    if (strcasecmp(extension.c_str(), "wav") != 0 || std::strcmp(song.codec, "pcm") != 0 ||
+        byte <= 0) {
+        return 0;
+    }
+    const double exact = std::round(song.bitrate / byte) * byte;
+    const bool isExact = std::fabs(exact - song.bitrate) * 100 < exact && exact < UINT_MAX;
+    return isExact ? static_cast<unsigned>(exact) : 0;
+}
+
 // What a track of a cue sheet lacks until somebody asks: the last one has no end in the sheet. By
 // the path that the library knows it under.
 void CompleteDuration(VARN_MEDIA_INFO &track) {
@@ -52,12 +70,27 @@ void CompleteDuration(VARN_MEDIA_INFO &track) {
     }
 }
 
-// Whether a track of a cue sheet has sound at this second, as the encoder counts. What is asked for
-// behind its end would be the tracks that follow.
-bool HasSecond(const VARN_MEDIA_INFO &track, int second) {
-    return track.duration < static_cast<float>(kLongestSong) &&
-           static_cast<float>(second) < std::trunc(track.duration);
+// A song's seconds, the last one as a whole; 0 where they cannot be told, or there are none after a
+// position.
+int WholeSeconds(const VARN_MEDIA_INFO &song, int position) {
+    const float seconds = std::ceil(song.duration);
+    return seconds > static_cast<float>(position) && seconds < static_cast<float>(kLongestSong)
+               ? static_cast<int>(seconds)
+               : 0;
 }
+
+// Has the encoders of this process fill a song with silence up to the last of so many seconds, which
+// are announced.
+class Filled {
+  public:
+    Filled(const VARN_MEDIA_INFO &song, float seconds) {
+        const auto end = GetVirtualMusicStartPosition(&song) + static_cast<int64_t>(seconds);
+        setenv(varn::kEncoderFill, std::to_string(end).c_str(), 1);
+    }
+    Filled(const Filled &) = delete;
+    Filled &operator=(const Filled &) = delete;
+    ~Filled() { unsetenv(varn::kEncoderFill); }
+};
 
 // A path in the form of a URL's (RFC 3986, 2.1), which the web server decodes.
 std::string Escaped(std::string_view path) {
@@ -107,29 +140,48 @@ Sound SongAction::AskedSound() const {
 bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
     VARN_MEDIA_INFO song = asked;
     const std::string path = RealSongFile(asked);
-    if (IsVirtualMusic(&song)) {
+    const bool isTrack = IsVirtualMusic(&song);
+    if (isTrack) {
         CompleteDuration(song);
-        if (!HasSecond(song, sound.position)) {
-            throw Refusal{Code::kBadParameter};
-        }
     }
+    const int seconds = WholeSeconds(song, sound.position);
+    if (isTrack && seconds == 0) {
+        // After its end there are the tracks that follow.
+        throw Refusal{Code::kBadParameter};
+    }
+    song.duration = static_cast<float>(seconds);
     path.copy(song.path, path.size());
     song.path[path.size()] = '\0';
     if (sound.format != "raw") {
-        return SendEncoded(sound.format == "mp3" ? "audio/mpeg" : "audio/x-wav", [&] {
-            return VARNAudioTranscodeSong(&song, sound.format.c_str(), sound.position,
-                                          sound.bitRate);
-        });
+        return SendTranscoded(song, sound);
     }
-    if (sound.position > 0 || IsVirtualMusic(&song)) {
-        const std::string extension = VARNAudioWebapiUtilsGetFileExt(song.path);
-        if (IsOneOf(kUncut, extension)) {
-            throw Refusal{Code::kBadParameter};
-        }
-        return SendEncoded(IsOneOf(kTypedCuts, extension) ? MediaTypeOf(song.path) : nullptr,
-                           [&] { return VARNAudioSeekSong(&song, sound.position); });
+    return isTrack || sound.position > 0 ? SendCut(song, sound.position) : SendFile(song.path);
+}
+
+bool SongAction::SendTranscoded(const VARN_MEDIA_INFO &song, const Sound &sound) {
+    const bool isMp3 = sound.format == "mp3";
+    return SendEncoded(isMp3 ? "audio/mpeg" : "audio/x-wav", [&] {
+        const Filled filled(song, song.duration);
+        return VARNAudioTranscodeSong(&song, sound.format.c_str(), sound.position, sound.bitRate);
+    });
+}
+
+bool SongAction::SendCut(VARN_MEDIA_INFO &song, int position) {
+    const std::string extension = VARNAudioWebapiUtilsGetFileExt(song.path);
+    if (IsOneOf(kUncut, extension)) {
+        throw Refusal{Code::kBadParameter};
     }
-    return SendFile(song.path);
+    // Without a bit rate no length is announced, and all is sent that there is. It takes a duration
+    // to be sent at all.
+    song.bitrate = song.duration > 0 ? SampleBitRate(song, extension) : 0;
+    const float announced = song.bitrate > 0 ? song.duration : 0;
+    if (song.bitrate == 0 && !IsVirtualMusic(&song)) {
+        song.duration = static_cast<float>(kLongestSong);
+    }
+    return SendEncoded(IsOneOf(kTypedCuts, extension) ? MediaTypeOf(song.path) : nullptr, [&] {
+        const Filled filled(song, announced);
+        return VARNAudioSeekSong(&song, position);
+    });
 }
 
 }  // namespace tonvale_entry

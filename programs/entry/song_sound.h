@@ -63,6 +63,11 @@ class SongAction : public EncodedAction {
     Sound AskedSound() const;
     // Throws a Refusal when the song's file is not there, or lies where it may not.
     bool SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound);
+
+  private:
+    bool SendTranscoded(const VARN_MEDIA_INFO &song, const Sound &sound);
+    // A part of the song as it is in its file.
+    bool SendCut(VARN_MEDIA_INFO &song, int position);
 };
 
 // The media type of a song's file, by its extension; kUnknownMedia for one that browsers do not

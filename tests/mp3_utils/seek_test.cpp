@@ -1,3 +1,4 @@
+#include <array>
 #include <cmath>
 #include <cstdlib>
 #include <fstream>
@@ -65,20 +66,20 @@ std::string Tag(std::initializer_list<int> size) {
 TEST_F(MpegFile, ReadsFrameHeaders) {
     struct Case {
         std::initializer_list<int> bytes;
-        int version, layer, isProtected, bitRate, sampleRate, frameLength;
+        std::array<int, 6> fields;  // version to sampling rate, and the frame's length
     };
     const Case cases[] = {
-        {{0xFF, 0xFB, 0x90, 0x00}, 1, 3, 0, 128, 44100, 417},
-        {{0xFF, 0xFA, 0x92, 0x00}, 1, 3, 1, 128, 44100, 418},
-        {{0xFF, 0xFB, 0xE8, 0x00}, 1, 3, 0, 320, 32000, 1440},
-        {{0xFF, 0xFB, 0x14, 0x00}, 1, 3, 0, 32, 48000, 96},
-        {{0xFF, 0xFD, 0xA4, 0x00}, 1, 2, 0, 192, 48000, 576},
-        {{0xFF, 0xFF, 0x92, 0x00}, 1, 1, 0, 288, 44100, 313 + 4},
-        {{0xFF, 0xFF, 0xE4, 0x00}, 1, 1, 0, 448, 48000, 448},
-        {{0xFF, 0xF3, 0x80, 0x00}, 2, 3, 0, 64, 22050, 208},
-        {{0xFF, 0xF3, 0xEA, 0x00}, 2, 3, 0, 160, 16000, 721},
-        {{0xFF, 0xF5, 0x84, 0x00}, 2, 2, 0, 64, 24000, 192},
-        {{0xFF, 0xF7, 0xC6, 0x00}, 2, 1, 0, 192, 24000, 196},
+        {{0xFF, 0xFB, 0x90, 0x00}, {1, 3, 0, 128, 44100, 417}},
+        {{0xFF, 0xFA, 0x92, 0x00}, {1, 3, 1, 128, 44100, 418}},
+        {{0xFF, 0xFB, 0xE8, 0x00}, {1, 3, 0, 320, 32000, 1440}},
+        {{0xFF, 0xFB, 0x14, 0x00}, {1, 3, 0, 32, 48000, 96}},
+        {{0xFF, 0xFD, 0xA4, 0x00}, {1, 2, 0, 192, 48000, 576}},
+        {{0xFF, 0xFF, 0x92, 0x00}, {1, 1, 0, 288, 44100, 313 + 4}},
+        {{0xFF, 0xFF, 0xE4, 0x00}, {1, 1, 0, 448, 48000, 448}},
+        {{0xFF, 0xF3, 0x80, 0x00}, {2, 3, 0, 64, 22050, 208}},
+        {{0xFF, 0xF3, 0xEA, 0x00}, {2, 3, 0, 160, 16000, 721}},
+        {{0xFF, 0xF5, 0x84, 0x00}, {2, 2, 0, 64, 24000, 192}},
+        {{0xFF, 0xF7, 0xC6, 0x00}, {2, 1, 0, 192, 24000, 196}},
     };
     for (const Case &expected : cases) {
         MPEG_FRAME_HEADER header{};
@@ -87,33 +88,27 @@ TEST_F(MpegFile, ReadsFrameHeaders) {
         EXPECT_EQ(Parse(Bytes(expected.bytes), header, position), 1) << name;
         EXPECT_EQ(position, 0) << name;
         EXPECT_EQ(header.position, 0) << name;
-        EXPECT_EQ(header.version, expected.version) << name;
-        EXPECT_EQ(header.layer, expected.layer) << name;
-        EXPECT_EQ(header.isProtected, expected.isProtected) << name;
-        EXPECT_EQ(header.bitRate, expected.bitRate) << name;
-        EXPECT_EQ(header.bitsPerSecond, expected.bitRate * 1000) << name;
-        EXPECT_EQ(header.sampleRate, expected.sampleRate) << name;
-        EXPECT_EQ(header.frameLength, expected.frameLength) << name;
-        EXPECT_DOUBLE_EQ(header.duration, 1004 * 8.0 / (expected.bitRate * 1000)) << name;
+        EXPECT_EQ(header.bitsPerSecond, header.bitRate * 1000) << name;
+        EXPECT_EQ((std::array{header.version, header.layer, header.isProtected, header.bitRate,
+                              header.sampleRate, header.frameLength}),
+                  expected.fields)
+            << name;
+        EXPECT_DOUBLE_EQ(header.duration, 1004 * 8.0 / (header.bitRate * 1000)) << name;
     }
     EXPECT_TRUE(Log().empty());
 }
 
 TEST_F(MpegFile, ReadsTheModeBits) {
     MPEG_FRAME_HEADER header{};
-    int64_t position = 0;
-    ASSERT_EQ(Parse(Bytes({0xFF, 0xFB, 0x90, 0x6E}), header, position), 1);
-    EXPECT_EQ(header.channelMode, 1);
-    EXPECT_EQ(header.modeExtension, 2);
-    EXPECT_EQ(header.copyRestricted, 1);
-    EXPECT_EQ(header.firstCopy, 1);
-    EXPECT_EQ(header.emphasis, 2);
-    ASSERT_EQ(Parse(Bytes({0xFF, 0xFB, 0x90, 0xF1}), header, position), 1);
-    EXPECT_EQ(header.channelMode, 3);
-    EXPECT_EQ(header.modeExtension, -1);
-    EXPECT_EQ(header.copyRestricted, 0);
-    EXPECT_EQ(header.firstCopy, 0);
-    EXPECT_EQ(header.emphasis, 1);
+    const std::pair<int, std::array<int, 5>> cases[] = {{0x6E, {1, 2, 1, 1, 2}},
+                                                        {0xF1, {3, -1, 0, 0, 1}}};
+    for (const auto &[byte, bits] : cases) {
+        int64_t position = 0;
+        ASSERT_EQ(Parse(Bytes({0xFF, 0xFB, 0x90, byte}), header, position), 1);
+        EXPECT_EQ((std::array{header.channelMode, header.modeExtension, header.copyRestricted,
+                              header.firstCopy, header.emphasis}),
+                  bits);
+    }
 }
 
 TEST_F(MpegFile, StopsAtWhatIsNoHeader) {

@@ -98,14 +98,18 @@ class Served : public DatabaseTest {
                    Login("alice") + (range.empty() ? "" : "Range: bytes=" + range + "\r\n"));
     }
 
+    // Ten seconds of sound: silence, and from the middle on noise.
+    static void MakeSound(const std::filesystem::path &path, int rate) {
+        const std::string command =
+            "ffmpeg -v error -y -f lavfi -i \"anoisesrc=seed=1:sample_rate=" +
+            std::to_string(rate) + ":duration=10,volume=0:enable='lt(t,5)'\" -ac 2 \"" +
+            path.string() + "\"";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+    }
     // A song of ten seconds that anybody may hear.
     std::filesystem::path AddSong() const {
         const std::filesystem::path path = scratch() / "O'B 100% #1 \xC3\xA9.flac";
-        const std::string command =
-            "ffmpeg -v error -y -f lavfi -i anoisesrc=seed=1:sample_rate=44100:duration=10 -ac 2 "
-            "\"" +
-            path.string() + "\"";
-        EXPECT_EQ(std::system(command.c_str()), 0);
+        MakeSound(path, 44100);
         Query(InsertSql({.id = 1, .path = path, .title = "song"}) +
               "UPDATE track SET duration = 10, frequency = 44100, bitrate = 900000");
         return path;

@@ -22,6 +22,10 @@ namespace varn {
 inline constexpr char kPackageAccount[] = "Tonvale";
 inline constexpr char kLibraryDatabase[] = "mediaserver";
 
+// The environment variable that tells the encoder to which second of a song's file there is to be
+// sound, with silence for what the file lacks: the end of the length that is announced.
+inline constexpr char kEncoderFill[] = "TONVALE_ENCODER_FILL";
+
 }  // namespace varn
 
 namespace varn::path {
