@@ -49,6 +49,42 @@ bool IsOneOf(const std::string_view (&extensions)[N], const std::string &extensi
     });
 }
 
+// The bit rates of MP3 (ISO/IEC 11172-3 and 13818-3, 2.4.2.3), of MPEG-2.5 those that encoders know.
+// A rate between two is none: the encoder would take another one than is announced.
+struct Mp3Rates {
+    int leastFrequency;  // of the songs, Hz; the encoder takes the sampling rate that is nearest
+    std::vector<long long> bitRates;
+};
+
+const std::vector<long long> &Mp3BitRates(int frequency) {
+    static const Mp3Rates kRates[] = {
+        {28000,
+         {32000, 40000, 48000, 56000, 64000, 80000, 96000, 112000, 128000, 160000, 192000, 224000,
+          256000, 320000}},
+        {14000,
+         {8000, 16000, 24000, 32000, 40000, 48000, 56000, 64000, 80000, 96000, 112000, 128000,
+          144000, 160000}},
+        {1, {8000, 16000, 24000, 32000, 40000, 48000, 56000, 64000}},
+    };
+    const auto found = std::find_if(std::begin(kRates), std::end(kRates), [&](const Mp3Rates &row) {
+        return frequency >= row.leastFrequency;
+    });
+    return found != std::end(kRates) ? found->bitRates : kRates[0].bitRates;
+}
+
+// The bit rate of a song's MP3: the one that is asked for, or the usual one or the next below it.
+long long Mp3BitRate(int frequency, long long asked) {
+    constexpr long long kUsual = 128000;
+    const std::vector<long long> &known = Mp3BitRates(frequency);
+    if (asked == 0) {
+        return *std::prev(std::upper_bound(known.begin(), known.end(), kUsual));
+    }
+    if (!std::binary_search(known.begin(), known.end(), asked)) {
+        throw Refusal{Code::kBadParameter};
+    }
+    return asked;
+}
+
 // The exact bit rate of the samples in a WAV file, of which the library keeps thousands; 0 for what
 // has a length that cannot be told beforehand.
 unsigned SampleBitRate(const VARN_MEDIA_INFO &song, const std::string &extension) {
@@ -160,9 +196,10 @@ bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
 
 bool SongAction::SendTranscoded(const VARN_MEDIA_INFO &song, const Sound &sound) {
     const bool isMp3 = sound.format == "mp3";
+    const long long bitRate = isMp3 ? Mp3BitRate(song.frequency, sound.bitRate) : 0;
     return SendEncoded(isMp3 ? "audio/mpeg" : "audio/x-wav", [&] {
         const Filled filled(song, song.duration);
-        return VARNAudioTranscodeSong(&song, sound.format.c_str(), sound.position, sound.bitRate);
+        return VARNAudioTranscodeSong(&song, sound.format.c_str(), sound.position, bitRate);
     });
 }
 

@@ -273,8 +273,23 @@ TEST_F(Cgi, HandsFilesToTheWebServer) {
     }
     const std::string bad = "Status: 400 Bad Request\r\n" + Refused(400);
     for (const char *rest : {"&format=ogg", "&position=-1", "&position=x", "&bitrate=7999",
-                             "&bitrate=320001", "&format=MP3"}) {
+                             "&bitrate=320001", "&format=MP3", "&format=mp3&bitrate=100000"}) {
         EXPECT_EQ(GetCgi(stream + "music_1" + rest), bad) << rest;
+    }
+    // MP3 has a list of bit rates for each kind of sampling rate.
+    const std::tuple<int, const char *, const char *> rates[] = {
+        {44100, "32000", "24000"}, {0, "320000", "144000"},     {96000, "160000", "150000"},
+        {28000, "224000", "8000"}, {22050, "144000", "192000"}, {8000, "64000", "80000"}};
+    for (const auto &[frequency, permitted, refused] : rates) {
+        Query("UPDATE track SET frequency = " + std::to_string(frequency));
+        for (const char *rate : {permitted, refused}) {
+            EXPECT_EQ(RunCgi({{"REQUEST_METHOD", "HEAD"},
+                              {"QUERY_STRING", stream + "music_1&format=mp3&bitrate=" + rate},
+                              {"REMOTE_USER", "alice"}})
+                          .starts_with("Status: 200"),
+                      rate == permitted)
+                << frequency << " " << rate;
+        }
     }
     const std::string remote = "version=1&api=VARN.Tonvale.Stream&method=remote&url=";
     EXPECT_EQ(GetCgi(remote + "file:///etc/passwd"), bad);

@@ -178,6 +178,10 @@ TEST_F(ServedSound, TranscodesWithRanges) {
     EXPECT_TRUE(mp3.Has("Content-Type: audio/mpeg")) << mp3.header;
     EXPECT_TRUE(mp3.Has("Content-Length: 168000")) << mp3.header;
     EXPECT_EQ(mp3.body.size(), 168000U);
+    // The highest bit rate that there is of the usual one at this sampling rate.
+    MakeSound(scratch() / "low.flac", 11025);
+    Query("UPDATE track SET frequency = 11025, path = '" + (scratch() / "low.flac").string() + "'");
+    EXPECT_EQ(Stream("&format=mp3").body.size(), 11 * 64000U / 8);
 }
 
 // What is cut out as it is comes whole. Its bit rate does not tell its length, but that of samples.
