@@ -32,14 +32,16 @@ struct Phrase {
 
 const std::vector<Phrase> &Phrases() {
     // Containers that can only be finished by going back are written in fragments, of a second: a
-    // fragment is kept whole until it is written, and a pipe takes none of several megabytes.
-    static const std::vector<const char *> ipod = {"-f",         "ipod",           "-movflags",
-                                                   "empty_moov", "-frag_duration", "1000000"};
+    // fragment is kept whole until it is written, and a pipe takes none of several megabytes. Some
+    // codecs are described by their first packets, for which the head of the file waits.
+    static const std::vector<const char *> fragments = {
+        "-f",        "mp4",        "-strict",        "experimental",
+        "-movflags", "delay_moov", "-frag_duration", "1000000"};
     static const std::vector<Phrase> phrases = {
         {"-write_info_tag", "0", {"-map_metadata", "-1", "-fflags", "+bitexact"}},
-        {"-f", "m4a", ipod},
-        {"-f", "m4b", ipod},
-        {"-f", "mp4", {"-f", "mp4", "-movflags", "empty_moov", "-frag_duration", "1000000"}},
+        {"-f", "m4a", fragments},
+        {"-f", "m4b", fragments},
+        {"-f", "mp4", fragments},
         {"-f", "aac", {"-f", "adts"}},
         {"-f", "aif", {"-f", "aiff"}},
         {"-f", "wma", {"-f", "asf"}},
