@@ -38,11 +38,13 @@ int Browse(const char *library, uid_t uid, const char *condition, const char *or
 int VARNMusicBrowse(const char *library, uid_t uid, const char *condition, const char *orderBy,
                     int offset, int limit, PLAYLIST_REC **listOut) noexcept {
     using namespace Tonvale::musiclib;
+    if (listOut != nullptr) {
+        *listOut = nullptr;
+    }
     if (library == nullptr || listOut == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return -1;
     }
-    *listOut = nullptr;
     return Tonvale::support::Guarded(kSource, -1, [&] {
         return Browse(library, uid, condition, orderBy, offset, limit, listOut);
     });
@@ -51,11 +53,13 @@ int VARNMusicBrowse(const char *library, uid_t uid, const char *condition, const
 int VARNMusicBrowseOne(const char *library, uid_t uid, const char *condition, const char *orderBy,
                        PLAYLIST_REC **listOut) noexcept {
     using namespace Tonvale::musiclib;
+    if (listOut != nullptr) {
+        *listOut = nullptr;
+    }
     if (library == nullptr || listOut == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return -1;
     }
-    *listOut = nullptr;
     return Tonvale::support::Guarded(kSource, -1, [&] {
         return Browse(library, uid, condition, orderBy, 0, 1, listOut) == 1 ? 0 : -1;
     });

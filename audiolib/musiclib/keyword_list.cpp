@@ -1,7 +1,6 @@
 // Songs by a keyword.
 #include <algorithm>
 #include <array>
-#include <cstdlib>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -20,7 +19,6 @@ namespace {
 constexpr char kRandomKey[] = "random";
 constexpr char kRandomOrder[] = "RANDOM()";
 constexpr char kDefaultOrder[] = "lower(title)";
-constexpr char kWildcards[] = "%_";
 
 constexpr std::array<std::string_view, 5> kFields = {"title", "artist", "album", "genre",
                                                      "composer"};
@@ -37,12 +35,8 @@ struct Search {
     int limit;
 };
 
-// A keyword as it may stand in a quoted pattern: "%" and "_" stay wildcards. Nothing for one that
-// has no other character, which would be a slow way to ask for everything.
+// A keyword as it may stand in a quoted pattern: "%" and "_" stay wildcards.
 std::optional<std::string> EscapedKeyword(const std::string &keyword) {
-    if (keyword.find_first_not_of(kWildcards) == keyword.npos) {
-        return std::nullopt;
-    }
     std::string quoted(keyword.size() * 2 + 1, '\0');
     const int quotedLength = VARNDBEscapeString(keyword.c_str(), quoted.data(), quoted.size());
     std::string escaped(quoted.size() * 2 + 1, '\0');
@@ -83,11 +77,6 @@ std::string Order(const char *key, bool descending) {
     return order.data();
 }
 
-int Total(const MEDIA_DB_HANDLE &rows) {
-    const char *count = VARNDBFetchField(rows.result, 0, "result_count");
-    return static_cast<int>(std::strtol(count != nullptr ? count : "", nullptr, 10));
-}
-
 bool List(const Search &search, support::SongList &out, int *countOut) {
     std::optional<std::string> condition = "";
     if (NonEmptyStr(search.keyword)) {
@@ -105,7 +94,7 @@ bool List(const Search &search, support::SongList &out, int *countOut) {
         return false;
     }
     if (countOut != nullptr) {
-        *countOut = Total(*handle);
+        *countOut = static_cast<int>(VARNPageTotalRowCount(handle.get()));
     }
     return true;
 }
@@ -118,11 +107,13 @@ int VARNMusicListAll(const char *library, uid_t uid, const char *keyword, const 
                      const char *orderKey, int descending, int offset, int limit,
                      PLAYLIST_REC **listOut, int *countOut) noexcept {
     using namespace Tonvale::musiclib;
+    if (listOut != nullptr) {
+        *listOut = nullptr;
+    }
     if (library == nullptr || listOut == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return -1;
     }
-    *listOut = nullptr;
     return Tonvale::support::Guarded(kSource, -1, [&] {
         Tonvale::support::SongList songs(kSource);
         if (!List({library, uid, keyword, field, orderKey, descending != 0, offset, limit}, songs,

@@ -1,3 +1,4 @@
+#include <cstdlib>
 #include <utility>
 
 #include "musiclib/query.h"
@@ -92,6 +93,12 @@ MEDIA_DB_HANDLE *AudioInfoDBOpen(const char *library, uid_t uid, int tableType, 
         withResultCount != 0};
     return Tonvale::support::Guarded(kSource, static_cast<MEDIA_DB_HANDLE *>(nullptr),
                                      [&] { return Open(request); });
+}
+
+int64_t VARNPageTotalRowCount(const MEDIA_DB_HANDLE *handle) noexcept {
+    const char *count =
+        handle != nullptr ? VARNDBFetchField(handle->result, 0, "result_count") : nullptr;
+    return std::strtoll(count != nullptr ? count : "", nullptr, 10);
 }
 
 void AudioInfoDBClose(MEDIA_DB_HANDLE *handle) noexcept {

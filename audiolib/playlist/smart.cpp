@@ -1,5 +1,4 @@
 // Playlists that are a condition instead of a file.
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -16,12 +15,6 @@
 namespace Tonvale::playlist {
 
 namespace {
-
-// The total stands on every row.
-int ResultCount(const MEDIA_DB_HANDLE &rows) {
-    const char *const count = VARNDBFetchField(rows.result, 0, "result_count");
-    return count != nullptr ? static_cast<int>(std::strtol(count, nullptr, 10)) : 0;
-}
 
 int ReadRows(MEDIA_DB_HANDLE *rows, PVLIBSZHASH *hash, PLAYLIST_REC **listOut) {
     if (!support::SongsFitMemory(kSource, rows->rowCount)) {
@@ -68,7 +61,7 @@ int VARNPlaylistSmartListSongs(uid_t uid, PLAYLIST_REC **listOut, PVLIBSZHASH *h
             return -1;
         }
         if (countOut != nullptr) {
-            *countOut = ResultCount(*rows);
+            *countOut = static_cast<int>(VARNPageTotalRowCount(rows.get()));
         }
         return ReadRows(rows.get(), hash, listOut);
     });

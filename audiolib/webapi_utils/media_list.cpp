@@ -29,11 +29,13 @@ std::string RowIds(const Json::Value &ids) {
 
 int VARNAudioWebapiUtilsGetMediaList(uid_t uid, const Json::Value &ids,
                                      PLAYLIST_REC **listOut) noexcept {
+    if (listOut != nullptr) {
+        *listOut = nullptr;
+    }
     if (listOut == nullptr || !ids.isArray()) {
         LOG_ERROR(kSource, "Bad parameter.");
         return -1;
     }
-    *listOut = nullptr;
     return Guarded(kSource, -1, [&] {
         if (ids.empty()) {
             return 0;

@@ -69,6 +69,10 @@ TONVALE_EXPORT MEDIA_DB_HANDLE *AudioInfoDBOpen(const char *library, uid_t uid, 
 // Frees the rows, closes the connection and frees the handle; null is accepted.
 TONVALE_EXPORT void AudioInfoDBClose(MEDIA_DB_HANDLE *handle) noexcept;
 
+// How many rows a query has without its page: what "result_count" tells on the first row. 0 for a
+// page without rows, for null, and for rows without that column.
+TONVALE_EXPORT int64_t VARNPageTotalRowCount(const MEDIA_DB_HANDLE *handle) noexcept;
+
 // Counts rows: COUNT(countExpression) over the view of the kind that NormalizeLibraryKind gives.
 // Only the side tables that the condition names are joined; the count expression and the grouping
 // are not looked at ("DISTINCT artist" needs a condition that names artist). With a grouping the
@@ -164,17 +168,17 @@ TONVALE_EXPORT int AudioInfoDBGetOneByPath(const char *library, uid_t uid, int t
 
 // Lists the songs of some ids, decimal and separated by commas, as far as the user's browse library
 // (VARNAudioWebapiUtilsGetBrowseLibraryByUid) has them: in the order of the ids, one that comes
-// twice twice. Anything but digits and commas is refused, and a list that takes more than half of the
-// machine's memory (11.7 KB a song). Rows are read 5000 ids at a time. The number of songs, or -1
-// with *listOut null.
+// twice is listed twice. Anything but digits and commas is refused, and a list that takes more than
+// half of the machine's memory (11.7 KB a song). Rows are read 5000 ids at a time. The number of
+// songs, or -1 with *listOut null.
 TONVALE_EXPORT int VARNMusicListGetByID(uid_t uid, const char *idList,
                                         PLAYLIST_REC **listOut) noexcept;
 
 // Lists a page of songs, of all or of those with a keyword in their texts.
 //   library     taken as it is, see AudioInfoDBOpen
 //   keyword     null or empty: all songs. Found without regard to case, anywhere in the text; "%"
-//               and "_" stand for any text and any character. One of nothing else is refused, and
-//               one that is not UTF-8
+//               and "_" stand for any text and any character, and one of nothing else is found too.
+//               One that is not UTF-8 is refused
 //   field       where to look: "title", "artist", "album", "genre" or "composer"; null or anything
 //               else: in those and the album artist
 //   orderKey    null or empty: by title without regard to case. "random": a random sample of

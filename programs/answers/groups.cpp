@@ -146,7 +146,7 @@ std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &req
     const bool isBehind = rows->rowCount == 0 && request.offset > 0;
     const Handle first = isBehind ? open(0, 1) : nullptr;
     const Handle &told = isBehind ? first : rows;
-    const int64_t total = told->rowCount > 0 ? NumberOf(told, 0, "result_count") : 0;
+    const int64_t total = VARNPageTotalRowCount(told.get());
     return std::make_unique<GroupPage>(group, std::move(rows), request.offset, total);
 }
 
