@@ -8,7 +8,6 @@
 #include <cstring>
 #include <memory>
 #include <optional>
-#include <span>
 
 #include "audiofile/source.h"
 #include "support/boundary.h"
@@ -94,18 +93,6 @@ bool Save(const char *path, const PlaylistInfo &queue) {
     return true;
 }
 
-// The texts of a record come from a file that may be damaged.
-void EndTexts(VARN_MEDIA_INFO &song) {
-    for (const std::span<char> text :
-         {std::span<char>(song.path), std::span<char>(song.title), std::span<char>(song.album),
-          std::span<char>(song.artist), std::span<char>(song.album_artist),
-          std::span<char>(song.composer), std::span<char>(song.genre),
-          std::span<char>(song.comment), std::span<char>(song.container),
-          std::span<char>(song.codec)}) {
-        text.back() = '\0';
-    }
-}
-
 // Reads a block at its place; what the file ends before stays as it is. False with errno set.
 bool ReadAt(int fd, void *block, std::size_t size, off_t offset) {
     char *at = static_cast<char *>(block);
@@ -138,7 +125,6 @@ bool ReadQueue(int fd, off_t start, off_t count, PlaylistInfo &queue) {
         if (!ReadAt(fd, song.get(), sizeof *song, kHeaderSize + i * kRecordSize)) {
             return false;
         }
-        EndTexts(*song);
         queue.addSong(*song);
     }
     return true;

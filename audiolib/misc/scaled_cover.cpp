@@ -272,6 +272,12 @@ int Scale(const Source &source, const Target &target) {
     return -1;
 }
 
+// True for a name that the converter takes for a pattern, a list of names or an option.
+bool HasMeaning(std::string_view name) {
+    return name.find_first_of("*?[]{}%:") != name.npos || name.starts_with('-') ||
+           name.starts_with('@');
+}
+
 // The same by two paths, of which the target's folder is looked up once, before the converter runs.
 int ScaleByName(const char *source, const char *target) {
     const std::string path(target);
@@ -284,7 +290,8 @@ int ScaleByName(const char *source, const char *target) {
         return -1;
     }
     const Fd picture = OpenSource(source);
-    return Scale({source, picture.Get(), false}, {folder.Get(), path.substr(name), path});
+    return Scale({source, picture.Get(), HasMeaning(source)},
+                 {folder.Get(), path.substr(name), path});
 }
 
 // ---- the copy of a song ------------------------------------------------------------------------

@@ -24,6 +24,7 @@ namespace Tonvale::playlist {
 
 namespace {
 
+constexpr char kCount[] = "COUNT(*) AS result_count";
 constexpr char kOrder[] = "lower(title) asc, lower(album) asc";
 
 // Cue sheets stand among the playlists, too.
@@ -99,6 +100,12 @@ int ListAll(const Query &query, int offset, int limit, VARN_PLAYLIST **listOut) 
     }
     *listOut = PlaylistReverse(list.release());
     return 0;
+}
+
+// Counts what ListAll lists, in the same view.
+int CountAll(const Query &query) {
+    const musiclib::Handle rows = Open(query);
+    return rows ? static_cast<int>(VARNPageTotalRowCount(rows.get())) : -1;
 }
 
 int PathGet(const Query &query, char *pathOut, int size) {
@@ -224,9 +231,7 @@ int VARNPlaylistListAll(const char *library, uid_t uid, VARN_PLAYLIST **listOut,
 
 int VARNPlaylistTotalGet(const char *library, uid_t uid, int playlistsFolderOnly) noexcept {
     return Guarded(kSource, -1, [&] {
-        const std::string condition = ListCondition(playlistsFolderOnly != 0);
-        return static_cast<int>(AudioInfoDBGetCount(library, uid, VARN_TABLE_PLAYLIST, "*",
-                                                    condition.c_str(), nullptr, 0));
+        return CountAll({library, uid, kCount, ListCondition(playlistsFolderOnly != 0)});
     });
 }
 

@@ -33,19 +33,6 @@ std::optional<std::string> SongCondition(const char *songPath) {
     return varn::Sql("path like '@VARN:LVAR'", songPath);
 }
 
-// The path of a file that a cue sheet splits is that of its tracks, too, and they are all that is
-// browsed of it: none of them is the file.
-int FirstRow(MEDIA_DB_HANDLE &rows, bool isTrack, VARN_MEDIA_INFO &record) {
-    const auto row = std::make_unique<VARN_MEDIA_INFO>();
-    while (MediaInfoDBGet(&rows, row.get()) == 0) {
-        if (isTrack || !support::HasVirtualName(*row)) {
-            record = *row;
-            return 0;
-        }
-    }
-    return -1;
-}
-
 int GetOne(uid_t uid, const char *songPath, VARN_MEDIA_INFO &record) {
     if (!support::UserByUid(uid)) {
         LOG_ERROR(kSource, "Fail to get user by id [%d].", static_cast<int>(uid));
@@ -60,7 +47,7 @@ int GetOne(uid_t uid, const char *songPath, VARN_MEDIA_INFO &record) {
     const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid);
     const musiclib::Handle rows(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
                                                 condition->c_str(), nullptr, nullptr, 0, 0, 0));
-    return rows ? FirstRow(*rows, IsVirtualPath(songPath, nullptr, 0, nullptr), record) : -1;
+    return rows ? MediaInfoDBGet(rows.get(), &record) : -1;
 }
 
 // The playlist's path with links resolved, which may lead through folders that only root may enter;

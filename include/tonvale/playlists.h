@@ -44,15 +44,17 @@ extern "C" {
 //               for virtual songs
 //   actualOnly  not 0: files only, no virtual songs
 // An entry that matches nothing in the library keeps its place, its path and id 0. A remote entry
-// (http, https) has id 0 and the tags that the playlist tells, or else a title from its URL.
+// (http, https) has id 0 and the tags that the playlist tells: no title where it tells none, but
+// the end of the URL after the first 100,000 of them, whose tags are not read.
 // Null both on failure and for a range without entries; countOut tells which.
 TONVALE_EXPORT PLAYLIST_REC *VARNPlaylistParseByPath(uid_t uid, const char *path,
                                                      PVLIBSZHASH *fillExtra, int *countOut,
                                                      int offset, int limit, const char *columns,
                                                      int actualOnly) noexcept;
 
-// Looks a song up in the user's browse library by its path or virtual name. A path alone never finds
-// one of the tracks that a cue sheet makes of the file. 0, or -1 with the record unchanged (no such
+// Looks a song up in the user's browse library by its path or virtual name. The path of a file that
+// a cue sheet splits finds one of its tracks, which are all that is browsed of it: compare the
+// record's virtual name where the file itself is meant. 0, or -1 with the record unchanged (no such
 // song, unknown user, the library does not answer).
 TONVALE_EXPORT int VARNPlaylistGetOneByPath(uid_t uid, const char *songPath,
                                             VARN_MEDIA_INFO *recordOut) noexcept;
@@ -285,8 +287,9 @@ namespace AudioFile {
 TONVALE_EXPORT int PlaylistFileSave(const char *path, const PlaylistInfo *queue) noexcept;
 
 // Reads at most `count` songs of a queue from `start` on, and its state; what the file has not is
-// zero. A file that is missing is made, and empty. A negative start or count gives no songs. The
-// caller deletes the queue. Null when the file cannot be opened, locked or read.
+// zero. Records come as they stand in the file: in a damaged one a text may have no end. A file that
+// is missing is made, and empty. A negative start or count gives no songs. The caller deletes the
+// queue. Null when the file cannot be opened, locked or read.
 TONVALE_EXPORT PlaylistInfo *PlaylistFileLoad(const char *path, int start, int count) noexcept;
 
 // Replaces a queue file by random songs of a library kind, as the user sees it. True when the file

@@ -12,6 +12,12 @@ std::string NameInPlaylist(const VARN_MEDIA_INFO &song) {
     return song.path + (isTrack ? "_" + std::to_string(song.virtual_track) : "");
 }
 
+std::optional<VARN_MEDIA_INFO> FindNamedSong(uid_t uid, const std::string &name) {
+    VARN_MEDIA_INFO record = {};
+    const bool isFound = VARNPlaylistGetOneByPath(uid, name.c_str(), &record) == 0;
+    return isFound && NameInPlaylist(record) == name ? std::optional(record) : std::nullopt;
+}
+
 VARN_MEDIA_INFO FindBrowsedSong(uid_t uid, const std::string &id) {
     const auto song = ParseSongId(id);
     const auto condition = song ? varn::Sql("id = @VARN:INT", song->row) : std::nullopt;

@@ -17,6 +17,7 @@
 #include <utility>
 
 #include "as_root.h"
+#include "browsed_song.h"
 #include "failure.h"
 #include "link_hooks.h"
 #include "playlists.h"
@@ -96,7 +97,8 @@ void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_
     std::error_code error;
     const std::string path = std::filesystem::absolute(name, error).lexically_normal().string();
     CheckUtf8(path);
-    if (VARNPlaylistGetOneByPath(collection.uid, path.c_str(), &record) == 0) {
+    if (const auto song = FindNamedSong(collection.uid, path)) {
+        record = *song;
         return;
     }
     if (!std::filesystem::is_regular_file(path, error)) {

@@ -181,9 +181,11 @@ SharedSong SharedPlaylist::ReferredSong(const std::string &reference) {
     if (!entry) {
         throw std::bad_alloc();
     }
-    if (name.empty() || VARNPlaylistGetOneByPath(link_.user_id, name.c_str(), &entry->info) != 0) {
+    const auto song = tonvale_answers::FindNamedSong(link_.user_id, name);
+    if (!song) {
         RefuseLink();
     }
+    entry->info = *song;
     Check(entry->info);
     const std::vector<SharedSong> songs = Shown(entry.get());
     if (songs.empty()) {

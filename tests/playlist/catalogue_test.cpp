@@ -50,12 +50,18 @@ TEST_F(PlaylistCatalogue, ListsByTitleThenFolder) {
     AddRow("/h/own.m3u", "own", "Playlists", kAlice);
     AddRow("/h/his.m3u", "his", "playlists", kBob);
     EXPECT_EQ(Listed("shared"), (Texts{"another playlists", "X A", "x b"}));
-    EXPECT_EQ(Listed("personal"), (Texts{"own Playlists"}));
     EXPECT_EQ(Listed("all"), (Texts{"another playlists", "own Playlists", "X A", "x b"}));
     EXPECT_EQ(Listed("all", 1, 2), (Texts{"own Playlists", "X A"}));
     EXPECT_EQ(Listed("all", 0, 0, 1), (Texts{"another playlists", "own Playlists"}));
-    EXPECT_EQ(VARNPlaylistTotalGet("shared", kAlice, 0), 3);
-    EXPECT_EQ(VARNPlaylistTotalGet("all", kAlice, 1), 2);
+    for (const char *feature : {"yes", "no"}) {  // the lists ask nobody whether there are libraries
+        WriteFile(varn::path::kPackageConf,
+                  "enable_personal_library=\"" + std::string(feature) + "\"\n");
+        for (const auto &[library, folderOnly, total] :
+             {std::tuple("shared", 0, 3), {"personal", 0, 1}, {"all", 0, 4}, {"all", 1, 2}}) {
+            EXPECT_EQ(VARNPlaylistTotalGet(library, kAlice, folderOnly), total) << library;
+            EXPECT_EQ(Listed(library, 0, 0, folderOnly).size(), static_cast<std::size_t>(total));
+        }
+    }
     VARN_PLAYLIST *list = nullptr;
     ASSERT_EQ(VARNPlaylistListAll("shared", kAlice, &list, 0, 1, 0), 0);
     EXPECT_EQ(VARNPlaylistListAll("personal", kAlice, &list, 0, 0, 0), 0);

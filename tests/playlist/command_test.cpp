@@ -72,7 +72,9 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
         {{"playlist", "create", list}, 2, "already a playlist"},
         {{"playlist", "show", list}, 0, "1-3 of 3 entries"},
         {{"playlist", "check", list, "4", "1"}, 0, "yes " + In("cue.flac_3")},
-        {{"playlist", "add", list, "1", "http://r/x", "--skip-duplicates"}, 0, ""}};
+        {{"playlist", "add", list, "1", "http://r/x", "--skip-duplicates"}, 0, ""},
+        {{"playlist", "add", list, In("cue.flac")}, 0, ""},
+        {{"playlist", "check", list, In("cue.flac")}, 0, "yes"}};
     const std::vector<Case> changing = {
         {{"playlist", "remove", list, "0,2"}, 0, ""},
         {{"playlist", "check", list, "1"}, 1, "no  " + In("a.mp3")},
@@ -87,9 +89,9 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
         {{"playlist", "add", "New", "no such file"}, 2, "is no song's id"}};
     const auto goThrough = [&](const Texts &more) {
         RunAll(making, more);
-        EXPECT_EQ(Paths(list, more), (Texts{"a.mp3", "it's.mp3", "cue.flac", "x"}));
+        EXPECT_EQ(Paths(list, more), (Texts{"a.mp3", "it's.mp3", "cue.flac", "x", "cue.flac"}));
         RunAll(changing, more);
-        EXPECT_EQ(Paths("New", more), (Texts{"it's.mp3", "cue.flac"}));
+        EXPECT_EQ(Paths("New", more), (Texts{"it's.mp3", "cue.flac", "cue.flac"}));
         RunAll({{{"playlist", "delete", "New"}, 0, ""}, {{"playlists"}, 0, "0 of 0 playlists"}},
                more);
     };

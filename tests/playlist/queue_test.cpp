@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <csignal>
+#include <cstddef>
 #include <cstring>
 #include <set>
 
@@ -40,11 +41,14 @@ TEST_F(QueueFile, StateAndRecordsAsTheyStandInMemory) {
     for (unsigned id = 1; id <= 3; ++id) {
         queue.addSong(Record(id, "/m/" + std::to_string(id)));
     }
+    VARN_MEDIA_INFO &damaged = *queue.songs()[1];
+    std::memset(damaged.path, 'x', sizeof damaged - offsetof(VARN_MEDIA_INFO, path));
     ASSERT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), 0);
     const std::string text = ReadFile(Path());
     ASSERT_EQ(text.size(), 24U + 3 * 11712);
     EXPECT_EQ(std::memcmp(text.data(), &queue.playerInfo(), 24), 0);
-    EXPECT_EQ(std::memcmp(text.data() + 24 + 11712, queue.songs()[1].get(), 11712), 0);
+    EXPECT_EQ(std::memcmp(text.data() + 24 + 11712, &damaged, 11712), 0);
+    EXPECT_EQ(std::memcmp(Load(1, 1)->songs()[0].get(), &damaged, 11712), 0) << "no text is ended";
     struct Case {
         int start;
         int count;

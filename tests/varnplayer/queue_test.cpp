@@ -134,6 +134,8 @@ TEST_F(QueueTest, FilesThatAreInUseOrDamaged) {
     }
     fs::resize_file(file, fs::file_size(file) - 1);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["added"], 1) << "half a record";
+    std::ofstream(file) << std::string(24 + 2 * sizeof(VARN_MEDIA_INFO), '\x7F');
+    EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["skipped"], 2) << "texts without an end";
     std::ofstream(file) << "no queue";
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, file)["added"], 0);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_ADD_FROM_FILE, scratch())["success"], false);
