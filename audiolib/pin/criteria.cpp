@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "pin/operation.h"
+#include "pin/path_index.h"
 #include "pin/source.h"
 #include "support/handles.h"
 #include "support/log.h"
@@ -53,39 +54,12 @@ bool IsNumber(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
-// The row id of a folder by its path.
-enum class Found { kYes, kNo, kFailed };
-
-Found FolderId(const std::string &library, unsigned uid, const std::string &path, uint32_t &id) {
-    const auto condition = varn::Sql(" path='@VARN:VAR' ", path);
-    if (!condition) {
-        LOG_ERROR(kSource, "Failed to escape string [%s]", path.c_str());
-        return Found::kFailed;
-    }
-    const support::MediaHandle handle(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_DIRECTORY,
-                                                      "*", condition->c_str(), nullptr, nullptr, 0,
-                                                      0, 0));
-    if (!handle) {
-        LOG_ERROR(kSource, "Failed to open media database.");
-        return Found::kFailed;
-    }
-    const auto folder = std::make_unique<VARN_MEDIA_INFO>();
-    if (MediaInfoDBGet(handle.get(), folder.get()) != 0) {
-        return Found::kNo;
-    }
-    id = folder->id;
-    return Found::kYes;
-}
-
-// The name that clients show for a playlist row.
-std::string PlaylistName(const std::string &path, unsigned uid) {
-    char title[kPathSize] = "";
-    if (VARNPlaylistTitleGetByPath(path.c_str(), title, sizeof(title), uid) == 0 &&
-        title[0] != '\0') {
-        return title;
-    }
-    return VARNAudioWebapiUtilsGetFileName(path, true);
-}
+// Where the path of stored criteria is looked for; nothing for criteria that have none, and for
+// playlists that are kept by their identifier.
+struct StoredPath {
+    pin::Place place;
+    std::string path;
+};
 
 void Describe(Json::Value &criteria, const char *library, const char *type,
               const std::optional<std::string> &name) {
@@ -108,6 +82,68 @@ bool DescribeKeptId(const std::string &id, Json::Value &criteria) {
         return false;
     }
     return true;
+}
+
+std::optional<StoredPath> PathOfFolder(const Json::Value &criteria) {
+    const auto library = Member(criteria, PinData::FOLDER);
+    const auto path = Member(criteria, PinData::PATH);
+    return library && path ? std::optional(StoredPath{{*library, VARN_TABLE_DIRECTORY}, *path})
+                           : std::nullopt;
+}
+
+std::optional<StoredPath> PathOfPlaylist(const Json::Value &criteria) {
+    const auto path = Member(criteria, PinData::PATH);
+    return path ? std::optional(StoredPath{{"all", VARN_TABLE_PLAYLIST}, *path}) : std::nullopt;
+}
+
+// Each turns stored criteria into those of clients. An error code, with the criteria unchanged.
+int ShowFolder(Json::Value &criteria, pin::PathIndex &index) {
+    const auto stored = PathOfFolder(criteria);
+    if (!stored) {
+        return PIN_ERROR_PARAMETER;
+    }
+    pin::Row row;
+    const pin::Found found = index.Find(stored->place, stored->path, row);
+    if (found != pin::Found::kYes) {
+        return found == pin::Found::kNo ? PIN_ERROR_FOLDER : PIN_ERROR_DATABASE;
+    }
+    const bool isPersonal = stored->place.library == kPersonal;
+    criteria[PinData::FOLDER] =
+        std::string(isPersonal ? kPersonalFolderPrefix : kFolderPrefix) + row.id;
+    criteria[PinData::PATH] = AudioFile::GetSharePathByVolPath(stored->path.c_str());
+    return PIN_ERROR_NONE;
+}
+
+int ShowPlaylist(Json::Value &criteria, const std::string &user, pin::PathIndex &index) {
+    const auto value = Member(criteria, PinData::PLAYLIST);
+    if (!value) {
+        return PIN_ERROR_PARAMETER;
+    }
+    if (DescribeKeptId(*value, criteria)) {
+        return PIN_ERROR_NONE;
+    }
+    if (const auto stored = PathOfPlaylist(criteria)) {
+        const std::string &path = stored->path;
+        pin::Row row;
+        if (index.Find(stored->place, path, row) != pin::Found::kYes) {
+            return PIN_ERROR_PLAYLIST;
+        }
+        const bool shared = *value == kShared;
+        criteria[PinData::PLAYLIST] =
+            (shared ? "playlist_shared_normal/" : "playlist_personal_normal/") + row.id;
+        Describe(criteria, value->c_str(), "normal",
+                 row.title.empty() ? VARNAudioWebapiUtilsGetFileName(path, true) : row.title);
+        criteria[PinData::PATH] = AudioFile::GetSharePathByVolPath(path.c_str());
+    } else if (!IsPersonalLibEnabled(user.c_str())) {
+        Describe(criteria, kPersonal, "normal", AfterFirstSlash(*value));
+    }
+    return PIN_ERROR_NONE;
+}
+
+void Want(const std::optional<StoredPath> &stored, pin::PathIndex &index) {
+    if (stored) {
+        index.Want(stored->place, stored->path);
+    }
 }
 
 }  // namespace
@@ -136,25 +172,10 @@ bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
 
 bool PinManager::ConvertFolderPathToID(Json::Value &criteria) noexcept {
     return Operation(*this, false, [&] {
-        const auto library = Member(criteria, PinData::FOLDER);
-        const auto path = Member(criteria, PinData::PATH);
-        if (!library || !path) {
-            return Fail(PIN_ERROR_PARAMETER);
-        }
-        uint32_t id = 0;
-        switch (FolderId(*library, uid_, *path, id)) {
-            case Found::kYes:
-                break;
-            case Found::kNo:
-                return Fail(PIN_ERROR_FOLDER);
-            case Found::kFailed:
-                return Fail(PIN_ERROR_DATABASE);
-        }
-        criteria[PinData::FOLDER] =
-            std::string(*library == kPersonal ? kPersonalFolderPrefix : kFolderPrefix) +
-            std::to_string(id);
-        criteria[PinData::PATH] = AudioFile::GetSharePathByVolPath(path->c_str());
-        return true;
+        pin::PathIndex index(*this, uid_);
+        Want(PathOfFolder(criteria), index);
+        const int error = ShowFolder(criteria, index);
+        return error == PIN_ERROR_NONE || Fail(error);
     });
 }
 
@@ -194,28 +215,29 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
 
 bool PinManager::ConvertPlaylistPathToID(Json::Value &criteria) noexcept {
     return Operation(*this, false, [&] {
-        const auto value = Member(criteria, PinData::PLAYLIST);
-        if (!value) {
-            return Fail(PIN_ERROR_PARAMETER);
-        }
-        if (DescribeKeptId(*value, criteria)) {
-            return true;
-        }
-        if (const auto path = Member(criteria, PinData::PATH)) {
-            char id[kPathSize] = "";
-            if (VARNPlaylistIDGet(path->c_str(), uid_, id, sizeof(id)) != 0) {
-                return Fail(PIN_ERROR_PLAYLIST);
-            }
-            const bool shared = *value == kShared;
-            criteria[PinData::PLAYLIST] =
-                std::string(shared ? "playlist_shared_normal/" : "playlist_personal_normal/") + id;
-            Describe(criteria, value->c_str(), "normal", PlaylistName(*path, uid_));
-            criteria[PinData::PATH] = AudioFile::GetSharePathByVolPath(path->c_str());
-        } else if (!IsPersonalLibEnabled(userName_.c_str())) {
-            Describe(criteria, kPersonal, "normal", AfterFirstSlash(*value));
-        }
-        return true;
+        pin::PathIndex index(*this, uid_);
+        Want(PathOfPlaylist(criteria), index);
+        const int error = ShowPlaylist(criteria, userName_, index);
+        return error == PIN_ERROR_NONE || Fail(error);
     });
+}
+
+// A view that is gone is still a pin: it can be listed, renamed and removed.
+void PinManager::ShowCriteria(std::vector<PinData> &pins) {
+    pin::PathIndex index(*this, uid_);
+    for (const PinData &pin : pins) {
+        Want(pin.type == PinData::FOLDER     ? PathOfFolder(pin.criteria)
+             : pin.type == PinData::PLAYLIST ? PathOfPlaylist(pin.criteria)
+                                             : std::nullopt,
+             index);
+    }
+    for (PinData &pin : pins) {
+        if (pin.type == PinData::FOLDER) {
+            ShowFolder(pin.criteria, index);
+        } else if (pin.type == PinData::PLAYLIST) {
+            ShowPlaylist(pin.criteria, userName_, index);
+        }
+    }
 }
 
 }  // namespace Tonvale

@@ -142,16 +142,6 @@ bool PinManager::ReadNumber(const std::optional<std::string> &statement, const c
     return true;
 }
 
-void PinManager::ShowCriteria(PinData &pin) {
-    if (pin.type == PinData::FOLDER) {
-        ConvertFolderPathToID(pin.criteria);
-    } else if (pin.type == PinData::PLAYLIST) {
-        ConvertPlaylistPathToID(pin.criteria);
-    }
-    // A view that is gone is still a pin: it can be listed, renamed and removed.
-    error_ = PIN_ERROR_NONE;
-}
-
 bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &out, int line) {
     std::vector<PinData> pins;
     if (!ReadStored(statement, pins, line)) {
@@ -160,7 +150,7 @@ bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &o
     if (pins.empty()) {
         return Fail(PIN_ERROR_NOT_FOUND);
     }
-    ShowCriteria(pins.front());
+    ShowCriteria(pins);
     out = std::move(pins.front());
     return true;
 }
@@ -198,9 +188,7 @@ bool PinManager::ListPinByUser(int offset, int limit, std::vector<PinData> &out)
         if (!ReadPage(offset, limit, page)) {
             return false;
         }
-        for (PinData &pin : page) {
-            ShowCriteria(pin);
-        }
+        ShowCriteria(page);
         out.insert(out.end(), std::make_move_iterator(page.begin()),
                    std::make_move_iterator(page.end()));
         return true;
@@ -212,7 +200,10 @@ bool PinManager::StoredCriteria(const std::string &type, Json::Value criteria, s
         text = "{}";
         return true;
     }
-    if (!criteria.isObject() && !criteria.isNull()) {
+    if (criteria.isNull()) {
+        criteria = Json::Value(Json::objectValue);
+    }
+    if (!criteria.isObject()) {
         return Fail(PIN_ERROR_CRITERIA);
     }
     if (!CheckCriteria(criteria.getMemberNames()) ||

@@ -84,14 +84,14 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     int GetPinTotalByUser() noexcept;
 
     // Pins a view behind the others. The same type and criteria can be pinned once.
-    //   criteria  an object with members of PinData; null and an empty object select everything,
-    //             and are error 1 for a folder or playlist, which have to be named. They are
-    //             ignored, and may be anything, for recently_added and random_100
+    //   criteria  an object with members of PinData; null is the same as an empty object, which
+    //             selects everything, and is error 1 for a folder or playlist, which have to be
+    //             named. They are ignored, and may be anything, for recently_added and random_100
     //   out       the new pin as the readers return it; unchanged after a failure
     bool Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
              PinData &out) noexcept;
     // Takes the pin with this id away; the others keep their sort keys. False when the user has no
-    // such pin (error 6); when it could not be done, or the id is no number (error 8).
+    // such pin (error 5); when it could not be done, or the id is not UTF-8 (error 8).
     bool Unpin(const std::string &id) noexcept;
     // Gives the pin with this id a name. False as Unpin; also for one that is not UTF-8 (error 8).
     bool Rename(const std::string &id, const std::string &name) noexcept;
@@ -139,8 +139,9 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
                  int line = __builtin_LINE());
     // Reads a page of the user's pins, with the stored form of their criteria.
     bool ReadPage(int offset, int limit, std::vector<PinData> &pins);
-    // Turns stored criteria into those of clients, where the view is still there.
-    void ShowCriteria(PinData &pin);
+    // Turns stored criteria into those of clients, where the view is still there. However many pins
+    // there are, the library is asked over this object's connection, with a statement a table.
+    void ShowCriteria(std::vector<PinData> &pins);
     // The text under which the criteria of a new pin are stored.
     bool StoredCriteria(const std::string &type, Json::Value criteria, std::string &text);
     bool Insert(const std::string &type, const std::string &name, const std::string &criteria);
