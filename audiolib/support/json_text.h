@@ -12,9 +12,11 @@ inline std::string TextOf(const Json::Value &json, const char *name) {
     return json.isObject() && json[name].isString() ? json[name].asString() : "";
 }
 
-// The member's number; 0 in the same cases, and for one that is no int.
+// The member's number without a fraction; 0 in the same cases, and for one beyond the ints.
 inline int IntOf(const Json::Value &json, const char *name) {
-    return json.isObject() && json[name].isInt() ? json[name].asInt() : 0;
+    return json.isObject() && json[name].isNumeric() && json[name].isConvertibleTo(Json::intValue)
+               ? json[name].asInt()
+               : 0;
 }
 
 }  // namespace Tonvale::support

@@ -8,6 +8,14 @@ constexpr char kSource[] = "audiolib/webapi_utils";
 
 using Tonvale::support::Guarded;
 
+// A value that members can be set in: one of another kind gives way to an empty object.
+Json::Value &AsObject(Json::Value &value) {
+    if (!value.isObject()) {
+        value = Json::Value(Json::objectValue);
+    }
+    return value;
+}
+
 Json::Value TextOrEmpty(const char *text) {
     return text != nullptr ? Json::Value(text) : Json::Value("");
 }
@@ -27,14 +35,14 @@ bool ActionHandler::PrintResponse(Json::Value reply, const char *header) noexcep
 
 void ActionHandler::SetSuccess(Json::Value &reply, bool ok) noexcept {
     Guarded(kSource, false, [&] {
-        reply["success"] = ok;
+        AsObject(reply)["success"] = ok;
         return true;
     });
 }
 
 void ActionHandler::SetWebapiFormatError(Json::Value &reply, int code) noexcept {
     Guarded(kSource, false, [&] {
-        reply["error"]["code"] = code;
+        AsObject(AsObject(reply)["error"])["code"] = code;
         reply["success"] = false;
         return true;
     });
@@ -43,7 +51,7 @@ void ActionHandler::SetWebapiFormatError(Json::Value &reply, int code) noexcept 
 void ActionHandler::SetError(Json::Value &reply, const char *section, const char *key,
                              int line) noexcept {
     Guarded(kSource, false, [&] {
-        Json::Value &place = reply["errno"];
+        Json::Value &place = AsObject(AsObject(reply)["errno"]);
         place["section"] = TextOrEmpty(section);
         place["key"] = TextOrEmpty(key);
         place["line"] = line;

@@ -8,6 +8,7 @@
 
 // The base of every action. A concrete one reads its request, does its work in Process and writes
 // one reply. Replies are objects of the caller; members that a call does not name stay as they are.
+// A reply, "error" or "errno" that is no object gives way to one.
 class TONVALE_EXPORT ActionHandler {
   public:
     ActionHandler();

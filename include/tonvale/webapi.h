@@ -46,7 +46,7 @@ TONVALE_EXPORT int VARNAudioWebapiUtilsParseRadioId(const std::string &id, std::
 // Splits a stream's identifier at its last blank. The text before it without the seven characters
 // of "remote_", which are not looked at, is JSON with the tags; a tag that is missing or of a wrong
 // type reads as "" or 0. Where that is not a JSON object, `title` becomes the URL and the other
-// tags stay as they are. `duration` is in seconds. 1, or 0 when there is no blank.
+// tags stay as they are. `duration` is in whole seconds, a fraction being cut off. 1, or 0 when there is no blank.
 TONVALE_EXPORT int VARNAudioWebapiUtilsParseRemoteId(const std::string &id, std::string &title,
                                                      std::string &url, std::string &artist,
                                                      std::string &album, std::string &cover,
@@ -109,8 +109,7 @@ class TONVALE_EXPORT UrlParser {
 
 namespace Tonvale::webapi::playlist {
 
-// A playlist's identifier as a value. Make one from text with std::string objects: a string literal
-// as the second argument would be taken for the flag.
+// A playlist's identifier as a value.
 class TONVALE_EXPORT PlaylistResult {
   public:
     PlaylistResult() = default;
@@ -121,6 +120,8 @@ class TONVALE_EXPORT PlaylistResult {
                    bool isPersonal) noexcept;
     // A smart playlist.
     PlaylistResult(const std::string &playlistName, bool isPersonal) noexcept;
+    // A text, which would be taken for the flag.
+    PlaylistResult(const std::string &playlistName, const char *key) = delete;
 
     // The identifier, "" without a key.
     std::string GetId() const noexcept;

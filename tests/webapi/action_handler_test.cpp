@@ -41,14 +41,21 @@ TEST_F(Actions, ShapeTheirReplies) {
     EXPECT_EQ(reply["errno"]["section"].asString(), "");
 }
 
-TEST_F(Actions, LetNothingThrow) {
+// What can have no members gives way: a failure must not go out as a success.
+TEST_F(Actions, TakeAnyValueForAReply) {
     Action action;
-    Json::Value list(Json::arrayValue);
-    action.SetSuccess(list, true);
-    action.SetWebapiFormatError(list, 1);
-    action.SetError(list, "a", "b", 1);
-    EXPECT_EQ(list, Json::Value(Json::arrayValue));
-    EXPECT_TRUE(Logged("audiolib/webapi_utils:\\d+ Unexpected failure"));
+    for (const Json::Value &odd : {Json::Value("text"), Json::Value(Json::arrayValue)}) {
+        Json::Value reply(Json::objectValue);
+        reply["success"] = true;
+        reply["error"] = reply["errno"] = odd;
+        action.SetWebapiFormatError(reply, 404);
+        action.SetError(reply, "a", "b", 1);
+        EXPECT_EQ(OneLine(reply), R"({"errno":{"key":"b","line":1,"section":"a"},)"
+                                  R"("error":{"code":404},"success":false})");
+        Json::Value none = odd;
+        action.SetSuccess(none, true);
+        EXPECT_EQ(OneLine(none), R"({"success":true})");
+    }
 }
 
 TEST_F(Actions, WriteHeaderAndBody) {

@@ -91,6 +91,7 @@ TEST_F(Ids, RemoteIdsCarryTags) {
          Case{R"(remote_{"title":5,"artist":[],"album":{},"cover":null,"duration":"9"} u)",
               "|u||||0"},
          Case{R"(remote_{"duration":1e99} u)", "|u||||0"},
+         Case{R"(remote_{"duration":215.5} u)", "|u||||215"},
          Case{R"(remote_{"duration":4294967296} u)", "|u||||0"},
          // Neither JSON nor an object: only the title is set.
          Case{"remote_{broken http://x", "http://x|http://x|A|B|C|7"},
