@@ -4,7 +4,9 @@
 #include <array>
 #include <cstdio>
 #include <cstring>
+#include <filesystem>
 #include <string>
+#include <system_error>
 
 #include "ctrl/mixer.h"
 #include "ctrl/source.h"
@@ -60,6 +62,11 @@ int CheckHighResolution() {
     std::string names = "-h";
     std::string pattern = "Format";
     std::string description = folder + "/stream0";
+    // The program would tell of a missing file on the standard error of whoever asks.
+    if (std::error_code error; !std::filesystem::is_regular_file(description, error) ||
+                               eaccess(description.c_str(), R_OK) != 0) {
+        return -1;
+    }
     char *const argv[] = {program.data(), names.data(), pattern.data(), description.data(),
                           nullptr};
     const Output output(VLIBCPopenv(kGrep, "r", argv));

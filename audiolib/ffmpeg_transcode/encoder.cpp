@@ -64,10 +64,21 @@ bool OutputFailed(std::size_t put) {
     return false;
 }
 
+// Where the headers go: the program may have put another stream in the place of standard output. -1
+// for a stream without a descriptor.
+int OutputFd() {
+    return fileno(stdout);
+}
+
+bool Put(const void *block, std::size_t size) {
+    return OutputFd() >= 0 ? support::WriteAll(OutputFd(), block, size)
+                           : std::fwrite(block, 1, size, stdout) == size;
+}
+
 // Waits until the encoder has written something or has ended. False, with errno as a write would
 // leave it, when the reader of standard output has left: a silent encoder would go on for nobody.
 bool WaitFor(int encoder) {
-    pollfd ends[] = {{encoder, POLLIN, 0}, {STDOUT_FILENO, 0, 0}};
+    pollfd ends[] = {{encoder, POLLIN, 0}, {OutputFd(), 0, 0}};
     int ready;
     do {
         ready = poll(ends, std::size(ends), -1);
@@ -84,7 +95,7 @@ bool WaitFor(int encoder) {
 ssize_t Move(int encoder, std::size_t most) {
     ssize_t moved;
     do {
-        moved = splice(encoder, nullptr, STDOUT_FILENO, nullptr, most, SPLICE_F_MOVE);
+        moved = splice(encoder, nullptr, OutputFd(), nullptr, most, SPLICE_F_MOVE);
     } while (moved < 0 && errno == EINTR);
     return moved;
 }
@@ -101,9 +112,7 @@ ssize_t Read(int encoder, std::span<unsigned char> block) {
 ssize_t CopyBlock(int encoder, std::size_t most) {
     std::array<unsigned char, kCopyBlock> block;
     const ssize_t got = Read(encoder, std::span(block).first(std::min(most, block.size())));
-    return got <= 0 || support::WriteAll(STDOUT_FILENO, block.data(), static_cast<std::size_t>(got))
-               ? got
-               : -1;
+    return got <= 0 || Put(block.data(), static_cast<std::size_t>(got)) ? got : -1;
 }
 
 }  // namespace
@@ -163,11 +172,11 @@ bool CopyToOutput(std::FILE *encoder, int64_t limit) {
     if (!FlushOutput()) {
         return false;
     }
-    Widen(STDOUT_FILENO);
+    Widen(OutputFd());
     const auto within = [&limit](std::size_t size) {
         return limit < 0 ? size : std::min(size, static_cast<std::size_t>(limit));
     };
-    bool canMove = true;
+    bool canMove = OutputFd() >= 0;
     while (limit != 0) {
         if (!WaitFor(fileno(encoder))) {
             return OutputFailed(0);

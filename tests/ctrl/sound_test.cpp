@@ -284,6 +284,9 @@ TEST_F(SoundTest, HighResolution) {
     EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), 0);
     fs::create_directories(At("/proc/asound/card4"));
     EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1) << "the highest card has no stream";
+    fs::create_directories(At("/proc/asound/card4/stream0"));
+    EXPECT_EQ(VARNAudioCheckHardwareSupportHighRes(), -1);
+    EXPECT_TRUE(Log().empty()) << "a program complained to the caller's standard error";
     // More than a pipe holds, answered by its first line.
     std::string many;
     for (int i = 0; i < 20000; ++i) {

@@ -399,6 +399,25 @@ TEST_F(Streaming, WritesTheSameToEveryOutput) {
     EXPECT_EQ(Into(open(appended.c_str(), O_WRONLY | O_APPEND | O_CLOEXEC), call), 0);
     std::ifstream file(appended, std::ios::binary);
     EXPECT_TRUE(std::string(std::istreambuf_iterator<char>(file), {}) == "before " + whole);
+    // Another stream in the place of standard output, with a descriptor and without.
+    char *text = nullptr;
+    std::size_t size = 0;
+    for (std::FILE *other : {std::tmpfile(), open_memstream(&text, &size)}) {
+        std::FILE *const saved = std::exchange(stdout, other);
+        EXPECT_EQ(call(), 0);
+        stdout = saved;
+        std::fflush(other);
+        std::string read(fileno(other) < 0 ? size : 0, '\0');
+        if (fileno(other) < 0) {
+            read.assign(text, size);
+        } else {
+            read.resize(static_cast<std::size_t>(lseek(fileno(other), 0, SEEK_END)));
+            EXPECT_EQ(pread(fileno(other), read.data(), read.size(), 0), std::ssize(read));
+        }
+        EXPECT_TRUE(read == whole);
+        std::fclose(other);
+    }
+    std::free(text);
     if (const int full = open("/dev/full", O_WRONLY | O_CLOEXEC); full >= 0) {
         EXPECT_EQ(Into(full, call), -1);
         EXPECT_TRUE(Logged("No space left on device$"));
