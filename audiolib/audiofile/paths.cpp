@@ -4,6 +4,7 @@
 #include <climits>
 #include <cstdlib>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include "audiofile/source.h"
@@ -124,6 +125,16 @@ std::string GetSharePathByVolPath(const char *volPath) noexcept {
         return "";
     }
     return Guarded(kSource, std::string(), [&] { return SharePath(volPath); });
+}
+
+std::string GetAbsolutePath(const std::string &folder, const std::string &entry) noexcept {
+    return Guarded(kSource, std::string(), [&] {
+        std::string path;
+        if (!entry.empty()) {
+            path = (std::filesystem::path(folder) / entry).lexically_normal().string();
+        }
+        return path.size() < PathBuffer().size() ? path : std::string();
+    });
 }
 
 std::string GetHomeMusicPath(const std::string &userName) noexcept {

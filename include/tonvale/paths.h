@@ -30,6 +30,12 @@ TONVALE_EXPORT bool FullPathGet(const char *sharePath, std::string &fullPath,
 // the share's own way ("//", "/./" or ".." in it).
 TONVALE_EXPORT std::string GetSharePathByVolPath(const char *volPath) noexcept;
 
+// The absolute path of a playlist's entry: a relative one counts from `folder`, which is absolute
+// itself; "." and ".." are removed, links are not looked at. "" for an empty entry and for a path of
+// 4096 bytes or more, which no file of the library has.
+TONVALE_EXPORT std::string GetAbsolutePath(const std::string &folder,
+                                           const std::string &entry) noexcept;
+
 // The user's home folder with links resolved, followed by "/music"; "" for an unknown user. The
 // folder need not exist; an account without a home folder gives "/music".
 TONVALE_EXPORT std::string GetHomeMusicPath(const std::string &userName) noexcept;

@@ -10,7 +10,6 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <filesystem>
 #include <memory>
 #include <optional>
 #include <set>
@@ -24,6 +23,7 @@
 #include "hash.h"
 #include "names.h"
 #include "stars.h"
+#include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/as_package.h"
 #include "varn/playlistsvc.h"
@@ -163,14 +163,14 @@ bool ReplaceList(const std::string &list, std::string_view old, std::string_view
 
 // With its entries that move.
 std::string Renamed(const std::string &list, std::string_view text, const Entries &moves) {
-    const std::filesystem::path folder = varn::PlaylistFolder(list);
+    const std::string folder = varn::PlaylistFolder(list);
     std::string renamed;
     while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         const std::string_view entry = line.substr(0, line.find('\r'));
         const std::string path = entry.empty() || entry.front() == '#'
                                      ? ""
-                                     : (folder / entry).lexically_normal().string();
+                                     : AudioFile::GetAbsolutePath(folder, std::string(entry));
         const auto move = moves.find(path);
         renamed += move != moves.end() ? std::string_view(move->second) : entry;
         renamed += text.substr(entry.size(), line.size() + 1 - entry.size());

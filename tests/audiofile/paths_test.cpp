@@ -105,6 +105,19 @@ TEST_F(Paths, VolumeToShareRelative) {
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Bad parameter$"));
 }
 
+TEST_F(Paths, EntriesOfPlaylists) {
+    const std::string longest(4095 - 3, 'n');
+    for (const auto &[entry, path] : {std::pair<std::string, std::string>("x.mp3", "/m/x.mp3"),
+                                      {"../b/./x", "/b/x"},
+                                      {"../../../x", "/x"},
+                                      {"/v//a/../x", "/v/x"},
+                                      {"", ""},
+                                      {longest, "/m/" + longest},
+                                      {longest + "n", ""}}) {
+        EXPECT_EQ(AudioFile::GetAbsolutePath("/m", entry), path);
+    }
+}
+
 TEST_F(Paths, HomeMusicFolder) {
     const std::string alice = std::filesystem::canonical(Home("alice")).string();
     EXPECT_EQ(GetHomeMusicPath("alice"), alice + "/music");
