@@ -77,13 +77,6 @@ std::vector<Row> Rows() {
         {"SetEqualizer, no gains", 40,
          "inf -inf nan 0.0 0.0 0.0 0.0 0.0 0.0 -339999995214436424907732413799364296704.0",
          Tell([=] { return VARNAudioSetEqualizer(kNoGains); })},
-        {"SetMultipleVolumes, too long", 12, std::string(kPayloadSize - 1, '1'),
-         Tell([] { return VARNAudioSetMultipleVolumes(std::string(9000, '1').c_str()); })},
-        {"PlayerInfoByUDN, too long", 44, std::string(kPayloadSize - 1, 'u'),
-         [](char *out, int size) {
-             return VARNAudioPlayerInfoByUDN(std::string(9000, 'u').c_str(), out, size);
-         },
-         true},
         {"OutputPlaylist", 42, path, Tell([=] { return VARNAudioOutputPlaylist(path.c_str()); })},
         {"OutputPlaylist, too long", 42, std::string(kPayloadSize - 1, 'p'),
          Tell([] { return VARNAudioOutputPlaylist(std::string(9000, 'p').c_str()); })},

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstring>
 #include <limits>
+#include <type_traits>
 
 #include "support/fixture.h"
 #include "tonvale/webapi.h"
@@ -13,6 +14,9 @@ namespace {
 
 using Tonvale::UrlParser;
 using Tonvale::webapi::playlist::PlaylistResult;
+
+// A text is no flag: it would make a smart playlist of a key.
+static_assert(!std::is_constructible_v<PlaylistResult, std::string, const char *>);
 
 class Ids : public tonvale_test::SystemTest {};
 
