@@ -1,6 +1,7 @@
 // Single songs, folders and keyword lists.
 #include <array>
 #include <filesystem>
+#include <functional>
 
 #include "musiclib/library_rows.h"
 #include "tonvale/playlists.h"
@@ -285,21 +286,15 @@ TEST_F(LibrarySongs, TheOlderBrowseCalls) {
 }
 
 TEST_F(LibrarySongs, ListsAreNullAfterEveryFailure) {
-    using Call = int (*)(PLAYLIST_REC **);
-    for (const Call call :
-         {Call{[](PLAYLIST_REC **list) {
-              return VARNMusicListAll(nullptr, kAlice, "", "", "", 0, 0, 0, list, nullptr);
-          }},
-          Call{[](PLAYLIST_REC **list) {
-              return VARNMusicBrowse(nullptr, kAlice, "", "", 0, 0, list);
-          }},
-          Call{[](PLAYLIST_REC **list) {
-              return VARNMusicBrowseOne(nullptr, kAlice, "", "", list);
-          }},
-          Call{[](PLAYLIST_REC **list) { return VARNMusicListGetByID(kAlice, "", list); }},
-          Call{[](PLAYLIST_REC **list) {
-              return VARNAudioWebapiUtilsGetMediaList(kAlice, Json::Value("text"), list);
-          }}}) {
+    using Out = PLAYLIST_REC **;
+    const std::function<int(Out)> calls[] = {
+        [](Out o) { return VARNMusicListAll(nullptr, kAlice, "", "", "", 0, 0, 0, o, nullptr); },
+        [](Out o) { return VARNMusicBrowse(nullptr, kAlice, "", "", 0, 0, o); },
+        [](Out o) { return VARNMusicBrowseOne(nullptr, kAlice, "", "", o); },
+        [](Out o) { return VARNMusicListGetByID(kAlice, "", o); },
+        [](Out o) { return VARNAudioWebapiUtilsGetMediaList(kAlice, Json::Value("text"), o); },
+    };
+    for (const auto &call : calls) {
         ClearLog();
         PLAYLIST_REC stale = {};
         PLAYLIST_REC *list = &stale;

@@ -200,20 +200,17 @@ TEST_F(Tracks, HelpersOfPathsAndNumbers) {
 }
 
 TEST_F(Tracks, FormatsOfStreams) {
-    const std::pair<const char *, const char *> types[] = {
-        {"audio/mpeg", "mp3"},  {"audio/mp3", "mp3"},   {"audio/aacp", "aacp"},
-        {"audio/aac", "aac"},   {"audio/mp4", "mp4"},   {"audio/wav", "wav"},
-        {"audio/x-wav", "wav"}, {"audio/aiff", "aiff"}, {"audio/x-aiff", "aiff"},
-        {"audio/MPEG", "raw"},  {"audio/mpeg ", "raw"}, {"", "raw"},
-    };
-    for (const auto &[type, format] : types) {
-        EXPECT_EQ(WebapiLibrary::TranslateContentTypeToFormat(type), format);
+    for (const auto &[type, format] : {std::pair("audio/aacp", "aacp"),
+                                       {"audio/x-aiff", "aiff"},
+                                       {"audio/MPEG", "raw"},
+                                       {"audio/mpeg ", "raw"},
+                                       {"", "raw"}}) {
+        EXPECT_EQ(WebapiLibrary::TranslateContentTypeToFormat(type), std::string(format));
     }
-    const std::pair<const char *, bool> urls[] = {
-        {"http://", true}, {"https://x", true}, {"HTTP://x", false},
-        {"", false},       {"http:/x", false},  {" http://", false},
-    };
-    for (const auto &[url, isRemote] : urls) {
+    for (const auto &[url, isRemote] : {std::pair("https://x", true),
+                                        {"HTTP://x", false},
+                                        {"http:/x", false},
+                                        {" http://", false}}) {
         EXPECT_EQ(WebapiLibrary::IsRemoteTrack(url), isRemote) << url;
     }
     EXPECT_EQ(WebapiLibrary(kAlice, "alice", "").GetUserHome(),
