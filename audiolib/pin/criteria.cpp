@@ -1,12 +1,13 @@
 #include <algorithm>
 #include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
 #include <utility>
 
 #include "pin/operation.h"
 #include "pin/path_index.h"
 #include "pin/source.h"
-#include "support/handles.h"
-#include "support/log.h"
 #include "support/run_as.h"
 #include "tonvale/library.h"
 #include "tonvale/paths.h"
@@ -14,7 +15,6 @@
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
-#include "varn/sql.h"
 
 namespace Tonvale {
 

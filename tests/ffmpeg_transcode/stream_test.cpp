@@ -4,6 +4,7 @@
 #include <functional>
 #include <iterator>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "varn/process.h"
