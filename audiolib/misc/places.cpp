@@ -18,12 +18,14 @@ namespace {
 
 constexpr char kRoot[] = "root";
 
-void SwitchTo(const char *account) noexcept {
+bool SwitchTo(const char *account) noexcept {
     const int savedErrno = errno;
-    if (ResetCredentialsByName(account) != 0) {
+    const bool switched = ResetCredentialsByName(account) == 0;
+    if (!switched) {
         LOG_ERROR(kSource, "Failed to switch to %s.", account);
     }
     errno = savedErrno;
+    return switched;
 }
 
 }  // namespace
@@ -32,8 +34,12 @@ void BecomeRoot() noexcept {
     SwitchTo(kRoot);
 }
 
+ThenPackageUser::ThenPackageUser() noexcept : uid_(geteuid()), gid_(getegid()) {}
+
 ThenPackageUser::~ThenPackageUser() {
-    SwitchTo(varn::kPackageAccount);
+    if (!SwitchTo(varn::kPackageAccount)) {
+        VLIBRestoreEffective(uid_, gid_);
+    }
 }
 
 // A folder that has been removed has no name to come back to.

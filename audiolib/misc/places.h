@@ -2,6 +2,7 @@
 #pragma once
 
 #include <glob.h>
+#include <sys/types.h>
 
 #include <span>
 
@@ -14,13 +15,18 @@ namespace Tonvale::misc {
 // be come at.
 void BecomeRoot() noexcept;
 
-// Runs as the package's account at the end of the scope, whoever the process ran as before.
+// Runs as the package's account at the end of the scope, whoever the process ran as before; as whom
+// it did where there is no such account. A process that can be neither ends.
 class ThenPackageUser {
   public:
-    ThenPackageUser() = default;
+    ThenPackageUser() noexcept;
     ~ThenPackageUser();
     ThenPackageUser(const ThenPackageUser &) = delete;
     ThenPackageUser &operator=(const ThenPackageUser &) = delete;
+
+  private:
+    uid_t uid_;
+    gid_t gid_;
 };
 
 // Both: as root for the length of the scope.

@@ -1,10 +1,13 @@
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include "musiclib/source.h"
 #include "support/boundary.h"
+#include "support/handles.h"
 #include "support/log.h"
-#include "support/package_user.h"
+#include "support/run_as.h"
 #include "tonvale/library.h"
+#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace {
@@ -16,8 +19,19 @@ bool IsSocket(const std::string &path) {
     return stat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
+// A user without a name stays what it is: there would be no way back by it.
+void BecomePackage() {
+    using namespace Tonvale::support;
+    const User package = UserByName(varn::kPackageAccount);
+    if (package && package->uid != geteuid() && UserByUid(geteuid()) &&
+        ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
+        LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
+    }
+}
+
 DBConnect_tag *Connect() {
-    const Tonvale::support::AsPackageUser asPackageUser;
+    const Tonvale::support::SameAccount account(kSource);
+    BecomePackage();
     if (IsSocket(SystemPath(varn::path::kDatabaseSocket))) {
         const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
         DBConnect_tag *conn = VARNDBConnect(directory.c_str(), varn::kPackageAccount, nullptr,

@@ -44,22 +44,9 @@ RunAs::~RunAs() {
     if (switched_ && VLIBSetEffective(uidBefore_, gidBefore_) != 0) {
         syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kTag,
                static_cast<int>(uidBefore_), static_cast<int>(gidBefore_));
+        VLIBRestoreEffective(uidBefore_, gidBefore_);
     }
     errno = savedErrno;
-}
-
-RootThenPrevious::RootThenPrevious(const char *source, int line) : source_(source), line_(line) {
-    const User previous = UserByUid(geteuid());
-    if (previous) {
-        previous_ = previous->szName;
-        SwitchByName(source_, line_, kRoot);
-    }
-}
-
-RootThenPrevious::~RootThenPrevious() {
-    if (!previous_.empty()) {
-        SwitchByName(source_, line_, previous_.c_str());
-    }
 }
 
 SameAccount::SameAccount(const char *source, int line)
@@ -75,19 +62,28 @@ SameAccount::~SameAccount() {
     if (const User account = UserByUid(uid_)) {
         SwitchByName(source_, line_, account->szName);
     }
-    if (!same() && VLIBSetEffective(uid_, gid_) != 0) {
-        LogLine(errno, "%s:%d Failed to switch back to user %d.", source_, line_,
-                static_cast<int>(uid_));
+    if (!same()) {
+        VLIBRestoreEffective(uid_, gid_);
     }
     errno = savedErrno;
 }
 
+RootThenPrevious::RootThenPrevious(const char *source, int line) : previous_(source, line) {
+    if (UserByUid(geteuid())) {
+        SwitchByName(source, line, kRoot);
+    }
+}
+
 RootThenPackage::RootThenPackage(const char *source, int line)
-    : source_(source), line_(line), switched_(SwitchByName(source_, line_, kRoot)) {}
+    : source_(source),
+      line_(line),
+      uid_(geteuid()),
+      gid_(getegid()),
+      switched_(SwitchByName(source_, line_, kRoot)) {}
 
 RootThenPackage::~RootThenPackage() {
-    if (switched_) {
-        SwitchByName(source_, line_, varn::kPackageAccount);
+    if (switched_ && !SwitchByName(source_, line_, varn::kPackageAccount)) {
+        VLIBRestoreEffective(uid_, gid_);
     }
 }
 

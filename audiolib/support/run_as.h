@@ -3,9 +3,9 @@
 
 #include <sys/types.h>
 
-#include <string>
-
 namespace Tonvale::support {
+
+// Each of these ends a process that cannot go back to whom it was.
 
 // Switches the effective user and group, and back at the end of the scope. A switch that fails is
 // logged at critical level for the authorisation facility, with `source` and the line, as one of
@@ -35,21 +35,6 @@ class RunAsRoot : public RunAs {
         : RunAs(source, 0, 0, line) {}
 };
 
-// Root for the length of a scope, then the account of the previous effective user id, by its name.
-// A user without a name to switch back to stays what it is.
-class RootThenPrevious {
-  public:
-    RootThenPrevious(const char *source, int line = __builtin_LINE());
-    ~RootThenPrevious();
-    RootThenPrevious(const RootThenPrevious &) = delete;
-    RootThenPrevious &operator=(const RootThenPrevious &) = delete;
-
-  private:
-    const char *source_;
-    int line_;
-    std::string previous_;  // "": nothing was switched
-};
-
 // For calls that may leave the process as somebody else: at the end of the scope it runs as at the
 // beginning, with the groups of its account where the effective user has a name.
 class SameAccount {
@@ -66,8 +51,20 @@ class SameAccount {
     gid_t gid_;
 };
 
-// Switches to root, and at the end of the scope to the package's account, whoever it was before. A
-// process that cannot become root stays what it is.
+// Root for the length of a scope, then the account of the previous effective user id. A user without
+// a name stays what it is.
+class RootThenPrevious {
+  public:
+    RootThenPrevious(const char *source, int line = __builtin_LINE());
+    RootThenPrevious(const RootThenPrevious &) = delete;
+    RootThenPrevious &operator=(const RootThenPrevious &) = delete;
+
+  private:
+    SameAccount previous_;
+};
+
+// Switches to root, and at the end of the scope to the package's account, whoever it was before; to
+// whom it was where there is no such account. A process that cannot become root stays what it is.
 class RootThenPackage {
   public:
     RootThenPackage(const char *source, int line = __builtin_LINE());
@@ -81,6 +78,8 @@ class RootThenPackage {
   private:
     const char *source_;
     int line_;
+    uid_t uid_;
+    gid_t gid_;
     bool switched_;
 };
 

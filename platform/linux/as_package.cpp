@@ -1,14 +1,12 @@
 #include "varn/as_package.h"
 
 #include <grp.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
-#include <exception>
 
+#include "linux/credentials.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -31,9 +29,7 @@ AsPackage::~AsPackage() {
     // Only root may set the groups; the ids of before may be anybody's.
     if (VLIBSetEffective(0, static_cast<gid_t>(-1)) != 0 ||
         setgroups(groups_.size(), groups_.data()) != 0 || VLIBSetEffective(uid_, gid_) != 0) {
-        syslog(LOG_CRIT, "cannot switch back to the user id %u: %s", static_cast<unsigned>(uid_),
-               std::strerror(errno));
-        std::terminate();
+        EndStranded(uid_);
     }
     errno = saved;
 }

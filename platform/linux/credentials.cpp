@@ -1,9 +1,11 @@
 #include "linux/credentials.h"
 
 #include <grp.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <cerrno>
+#include <exception>
 #include <string>
 #include <utility>
 
@@ -63,12 +65,10 @@ class IdsBefore {
     // id can be left to put back.
     void Restore() const {
         const int saved = errno;
-        if (BecomeEffectiveRoot() && (setgroups(groups_.size(), groups_.data()) != 0 ||
-                                      setresgid(realGid_, effectiveGid_, savedGid_) != 0)) {
-            varn::SetError(VLIB_ERR_PERMISSION);
-        }
-        if (setresuid(user_.real, user_.effective, user_.saved) != 0) {
-            varn::SetError(VLIB_ERR_PERMISSION);
+        if ((BecomeEffectiveRoot() && (setgroups(groups_.size(), groups_.data()) != 0 ||
+                                       setresgid(realGid_, effectiveGid_, savedGid_) != 0)) ||
+            setresuid(user_.real, user_.effective, user_.saved) != 0) {
+            EndStranded(user_.effective);
         }
         errno = saved;
     }
@@ -109,6 +109,12 @@ int SwitchTo(const Identity &to, bool effectiveOnly) {
 
 }  // namespace
 
+void EndStranded(uid_t uid) {
+    syslog(LOG_AUTH | LOG_CRIT, "cannot switch back to the user id %u: %m",
+           static_cast<unsigned>(uid));
+    std::terminate();
+}
+
 bool MaySwitchUser() {
     const UserIds ids = CurrentUserIds();
     return ids.real == kRootUid || ids.effective == kRootUid || ids.saved == kRootUid;
@@ -147,6 +153,14 @@ int VLIBSetEffective(uid_t uid, gid_t gid) {
                    setresuid(varn::kSameUid, target, varn::kSameUid) == 0;
         });
     });
+}
+
+void VLIBRestoreEffective(uid_t uid, gid_t gid) {
+    const int saved = errno;
+    if (VLIBSetEffective(uid, gid) != 0) {
+        varn::EndStranded(uid);
+    }
+    errno = saved;
 }
 
 uid_t GetUserIdFromName(const char *user) {

@@ -21,4 +21,8 @@ std::optional<Identity> IdentityOf(const char *userName);
 // True when root is among the real, effective and saved user ids, which is what switching takes.
 bool MaySwitchUser();
 
+// Ends a process that cannot go back to the effective user that it was, with errno's words in the
+// log.
+[[noreturn]] void EndStranded(uid_t uid);
+
 }  // namespace varn

@@ -37,7 +37,7 @@ class AsRoot {
     AsRoot() : uid_(geteuid()), gid_(getegid()) {}
     ~AsRoot() {
         if (switched_) {
-            VLIBSetEffective(uid_, gid_);  // what the process was it may become again
+            VLIBRestoreEffective(uid_, gid_);
         }
     }
     AsRoot(const AsRoot &) = delete;

@@ -14,9 +14,7 @@ AsRoot::AsRoot() : uid_(geteuid()), gid_(getegid()) {
 }
 
 AsRoot::~AsRoot() {
-    if (VLIBSetEffective(uid_, gid_) != 0) {
-        syslog(LOG_CRIT, "Failed to give root's rights back: %m");
-    }
+    VLIBRestoreEffective(uid_, gid_);
 }
 
 }  // namespace tonvale_answers

@@ -5,7 +5,8 @@
 
 namespace tonvale_answers {
 
-// Takes root's rights where the process may have them, and goes back to the ids before.
+// Takes root's rights where the process may have them, and goes back to the ids before; a process
+// that cannot give them back ends.
 class AsRoot {
   public:
     AsRoot();

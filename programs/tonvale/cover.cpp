@@ -58,11 +58,7 @@ auto AsCaller(const Call &call) {
     struct Back {
         uid_t user = geteuid();
         gid_t group = getegid();
-        ~Back() {
-            if (VLIBSetEffective(user, group) != 0) {
-                Complain(std::string("cannot become the caller again: ") + std::strerror(errno));
-            }
-        }
+        ~Back() { VLIBRestoreEffective(user, group); }
     };
     const Back back;
     return call();

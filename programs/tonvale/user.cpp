@@ -44,8 +44,8 @@ std::optional<uid_t> FindUser(const std::string &name) {
 SameAccountAfter::SameAccountAfter() : uid_(geteuid()), gid_(getegid()) {}
 
 SameAccountAfter::~SameAccountAfter() {
-    if (geteuid() != uid_ && VLIBSetEffective(uid_, gid_) != 0) {
-        Complain("cannot go back to the account that this was started with");
+    if (geteuid() != uid_) {
+        VLIBRestoreEffective(uid_, gid_);
     }
 }
 

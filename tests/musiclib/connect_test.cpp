@@ -110,6 +110,19 @@ TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
     }));
 }
 
+TEST_F(LibraryConnect, ComesBackWhereTheNameLeadsNoWay) {
+    std::string groups;
+    for (int id = 0; id < 65540; ++id) {  // more than the kernel takes
+        groups += "g:x:" + std::to_string(id) + ":alice\n";
+    }
+    WriteFile(varn::path::kGroup, groups);
+    fs::permissions(root(), fs::perms(0755));
+    EXPECT_TRUE(!IsRoot() || InChild([] {
+        return VLIBSetEffective(kAlice, 100) == 0 && Connects() && geteuid() == kAlice &&
+               getegid() == 100;
+    }));
+}
+
 TEST_F(LibraryConnect, WithoutAPackageAccountItGoesOn) {
     WriteFile(varn::path::kPasswd, "root:x:0:0::/root:/bin/sh\nalice:x:1030:100::/a:/bin/false\n");
     EXPECT_TRUE(Connects()) << VARNDBErrorGet(nullptr);

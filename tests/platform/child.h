@@ -2,6 +2,8 @@
 #pragma once
 
 #include <gtest/gtest.h>
+#include <linux/capability.h>
+#include <sys/syscall.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -32,6 +34,17 @@ inline bool EndedWell(pid_t pid) {
 template <typename Body>
 bool HoldsInChild(const Body &body) {
     return EndedWell(StartInChild(body));
+}
+
+// Takes one capability from root, so that a switch fails after it has begun.
+inline void DropSetUidRight() {
+    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
+    __user_cap_data_struct data[2] = {};
+    ASSERT_EQ(syscall(SYS_capget, &header, data), 0);
+    for (auto *set : {&data[0].effective, &data[0].permitted}) {
+        *set &= ~(1u << CAP_SETUID);
+    }
+    ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
 }
 
 }  // namespace tonvale_test

@@ -1,6 +1,4 @@
 #include <grp.h>
-#include <linux/capability.h>
-#include <sys/syscall.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -16,6 +14,7 @@
 
 namespace {
 
+using tonvale_test::DropSetUidRight;
 using tonvale_test::HoldsInChild;
 
 constexpr auto kSameUid = static_cast<uid_t>(-1);
@@ -37,17 +36,6 @@ std::vector<gid_t> CurrentGroups() {
     groups.resize(static_cast<std::size_t>(getgroups(1024, groups.data())));
     std::sort(groups.begin(), groups.end());
     return groups;
-}
-
-// Takes one capability from root, so that a switch fails after it has begun.
-void DropSetUidRight() {
-    __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
-    __user_cap_data_struct data[2] = {};
-    ASSERT_EQ(syscall(SYS_capget, &header, data), 0);
-    for (auto *set : {&data[0].effective, &data[0].permitted}) {
-        *set &= ~(1u << CAP_SETUID);
-    }
-    ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
 }
 
 class Credentials : public tonvale_test::SystemTest {
