@@ -170,7 +170,9 @@ void Move(const std::string &from, const std::string &to) {
         moved = lstat(to.c_str(), &info) != 0 && rename(file, to.c_str()) == 0;
     }
     if (!moved) {
-        throw NotWritten(Reason::kPlaylistNotRenamed, to);
+        // Of two who rename one file at once, the second finds it gone.
+        throw errno == ENOENT ? Failure(Reason::kNoSuchPlaylist, from)
+                              : NotWritten(Reason::kPlaylistNotRenamed, to);
     }
 }
 

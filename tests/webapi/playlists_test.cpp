@@ -4,6 +4,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "platform/child.h"
 #include "programs/command.h"
 #include "varn/packageconf.h"
 #include "varn/sql.h"
@@ -109,6 +110,27 @@ TEST_F(PlaylistApi, AreMadeChangedAndDeleted) {
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     GoThrough("personal", "alice");
     EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "x"}, {"format", "pls"}}), 400);
+}
+
+TEST_F(PlaylistApi, OfRenamesAtOnceOneHoldsAndTheOthersAreTold) {
+    const std::string id =
+        Ask("Playlist", "create", {{"library", "shared"}, {"name", "0"s + "a"}}, "bob")["id"]
+            .asString();
+    for (int round = 0; round < 4; ++round) {
+        std::vector<pid_t> children;
+        for (int number = 0; number < 4; ++number) {
+            const std::string name = std::to_string(round) + (number < 2 ? "b" : "c");
+            children.push_back(StartInChild([&] {
+                const int code = CodeOf("Playlist", "rename", {{"id", id}, {"name", name}}, "bob");
+                EXPECT_TRUE(code == 0 || code == 404 || code == 409) << code;
+            }));
+        }
+        for (const pid_t child : children) {
+            EXPECT_TRUE(EndedWell(child));
+        }
+        EXPECT_EQ(Names({{"library", "shared"}}).size(), 1U);
+        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", id}}), 0) << "row and file have parted";
+    }
 }
 
 TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
