@@ -7,6 +7,7 @@
 
 #include "linux/error.h"
 #include "linux/utf8.h"
+#include "varn/number.h"
 
 namespace {
 
@@ -45,7 +46,7 @@ class Row {
 void ReadProperties(const Row &row, VARN_MEDIA_INFO &info) {
     row.Copy("container", info.container);
     row.Copy("codec", info.codec);
-    info.duration = std::strtof(row.Text("duration"), nullptr);
+    info.duration = varn::LeadingNumber<float>(row.Text("duration"));
     info.bitrate = row.Unsigned("bitrate");
     info.frequency = row.Int("frequency");
     info.channel = row.Int("channel");

@@ -1,16 +1,16 @@
 // What lists of songs keep beside the records: ratings and replay gain, in a hash of texts.
-#include <cstdio>
 #include <cstdlib>
 #include <string>
+#include <string_view>
 
 #include "linux/error.h"
 #include "linux/memory.h"
 #include "varn/mediaindex.h"
+#include "varn/number.h"
 
 namespace {
 
-// The rating, and behind it the four numbers of the replay gain where the song has them.
-constexpr char kGains[] = " %f %f %f %f";
+// After the rating, where the song has them.
 constexpr char kGainFields[][16] = {"rg_track_gain", "rg_track_peak", "rg_album_gain",
                                     "rg_album_peak"};
 
@@ -90,14 +90,17 @@ int GetSongHashValue(PVLIBSZHASH *hash, const PLAYLIST_REC *entry, std::string &
             Release(gain);
             return -1;
         }
-        const std::string text(value);
-        const std::size_t end = text.find(' ');
-        rating = text.substr(0, end);
+        std::string_view gains(value);
+        rating = gains.substr(0, gains.find(' '));
+        gains.remove_prefix(rating.size());
         _REPLAYGAIN_METADATA_ values = {};
-        const bool known =
-            end != text.npos &&
-            std::sscanf(text.c_str() + end, kGains, &values.track_gain, &values.track_peak,
-                        &values.album_gain, &values.album_peak) == 4;
+        bool known = true;
+        for (float *const number :
+             {&values.track_gain, &values.track_peak, &values.album_gain, &values.album_peak}) {
+            const std::size_t before = gains.size();
+            *number = varn::TakeNumber<float>(gains);
+            known = known && gains.size() < before;
+        }
         if (!known) {
             Release(gain);
             return 0;

@@ -1,8 +1,7 @@
 #include "groups.h"
 
-#include <cstdlib>
-
 #include "failure.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace tonvale_answers {
@@ -121,7 +120,7 @@ Json::Value GroupPage::Next() {
 Json::Value GroupPage::ObjectOf(int row) const {
     Json::Value json(Json::objectValue);
     json["name"] = FieldOf(rows_, row, group_.column);
-    json["star"] = std::strtod(FieldOf(rows_, row, "star").c_str(), nullptr);
+    json["star"] = varn::LeadingNumber<double>(FieldOf(rows_, row, "star"));
     if (group_.isAlbum) {
         json["album_artist"] = FieldOf(rows_, row, "album_artist");
         json["year"] = Json::Int64{NumberOf(rows_, row, "year")};

@@ -3,6 +3,8 @@
 
 #include <json/json.h>
 
+#include <array>
+#include <charconv>
 #include <cstdio>
 #include <memory>
 #include <optional>
@@ -41,11 +43,11 @@ const Verb kVerbs[] = {
 };
 
 std::string StarsText(double star) {
-    char text[32] = "";
+    std::array<char, 32> text = {};
     if (star > 0) {
-        std::snprintf(text, sizeof text, "%.1f", star);
+        std::to_chars(text.begin(), text.end() - 1, star, std::chars_format::fixed, 1);
     }
-    return text;
+    return text.data();
 }
 
 void PrintTable(const Verb &verb, GroupPage &page) {

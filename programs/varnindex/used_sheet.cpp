@@ -1,8 +1,7 @@
 #include "used_sheet.h"
 
-#include <cstdlib>
-
 #include "names.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace varnindex {
@@ -31,7 +30,7 @@ bool IsTrack(const Rows &rows, int row, const VirtualSong &track) {
         return text == rows.Field(row, column);
     };
     return rows.Number(row, "track") == song.track && is("title", song.title) &&
-           std::strtof(rows.Field(row, "duration"), nullptr) == song.duration &&
+           varn::LeadingNumber<float>(rows.Field(row, "duration")) == song.duration &&
            is("agg_genre", JoinGenres(song.genres)) && is("comment", song.comment) &&
            rows.Number(row, "year") == song.year && is("artist", song.artist) &&
            is("composer", song.composer) && is("album", song.album) &&

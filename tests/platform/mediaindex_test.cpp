@@ -1,10 +1,12 @@
 #include <array>
 #include <climits>
+#include <clocale>
 #include <cstring>
 #include <tuple>
 
 #include "support/fixture.h"
 #include "varn/mediaindex.h"
+#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace {
@@ -70,6 +72,31 @@ TEST_F(MediaIndex, EveryFieldOfATrack) {
     EXPECT_EQ(std::memcmp(info_.reserved, zeros.data(), zeros.size()), 0);
     EXPECT_EQ(std::memcmp(info_.title + 1, zeros.data(), sizeof(info_.title) - 1), 0)
         << "queue files hold the bytes behind the text too";
+}
+
+TEST_F(MediaIndex, NumbersHaveAPointWhateverTheLocale) {
+    const std::string comma = scratch() / "de_DE.UTF-8";
+    ASSERT_EQ(VLIBCExec("/usr/bin/localedef", "-i", "de_DE", "-f", "UTF-8", comma.c_str(), nullptr),
+              0);
+    setenv("LOCPATH", scratch().c_str(), 1);
+    ASSERT_NE(setlocale(LC_ALL, "de_DE.UTF-8"), nullptr);
+    ASSERT_STREQ(localeconv()->decimal_point, ",");
+    Select("SELECT 1 AS id, 12.5 AS duration, 4 AS star, -6.5 AS rg_track_gain");
+    EXPECT_EQ(Read(), 0);
+    EXPECT_FLOAT_EQ(info_.duration, 12.5F);
+    PVLIBSZHASH hash = VLIBCSzHashAlloc(0);
+    EXPECT_EQ(SetSongHashValueByDBHandler(&hash, &handle_, &info_), 0);
+    PLAYLIST_REC entry = {};
+    entry.info = info_;
+    std::string rating;
+    _REPLAYGAIN_METADATA_ *gain = nullptr;
+    EXPECT_EQ(GetSongHashValue(&hash, &entry, rating, &gain), 0);
+    setlocale(LC_ALL, "C");
+    unsetenv("LOCPATH");
+    ASSERT_NE(gain, nullptr);
+    EXPECT_FLOAT_EQ(gain->track_gain, -6.5F);
+    std::free(gain);
+    VLIBCSzHashFree(hash);
 }
 
 TEST_F(MediaIndex, MissingColumnsAndNullsAreZero) {

@@ -1,0 +1,30 @@
+// Numbers in texts, with a point whatever the locale.
+#pragma once
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+namespace varn {
+
+// Takes the number that a text begins with off its front, past blanks; 0, and the text stays, where
+// there is none.
+template <typename Number>
+Number TakeNumber(std::string_view &text) {
+    const std::size_t blanks = std::min(text.find_first_not_of(' '), text.size());
+    Number number{};
+    const auto [end, error] =
+        std::from_chars(text.data() + blanks, text.data() + text.size(), number);
+    if (error == std::errc()) {
+        text.remove_prefix(static_cast<std::size_t>(end - text.data()));
+    }
+    return number;
+}
+
+// The same for a text that is not needed any more.
+template <typename Number>
+Number LeadingNumber(std::string_view text) {
+    return TakeNumber<Number>(text);
+}
+
+}  // namespace varn
