@@ -154,6 +154,17 @@ PgConnection Connect(const char *socketDir, const char *user, const char *passwo
     return PgConnection(Pq().connectdbParams(keys.data(), values.data(), 0));
 }
 
+// Values are escaped for a server that takes a backslash as it stands. It tells with the connection
+// whether it does, so that one is asked only where a role or a database says otherwise.
+bool PinStrings(PGconn *conn) {
+    const char *const setting = Pq().parameterStatus(conn, "standard_conforming_strings");
+    if (setting != nullptr && std::string_view(setting) == "on") {
+        return true;
+    }
+    const PgResult pinned(Pq().exec(conn, "SET standard_conforming_strings = on"));
+    return Pq().resultStatus(pinned.get()) == PGRES_COMMAND_OK;
+}
+
 // A folder that the client library would take for something else, a host's name or a list.
 bool IsUsableFolder(std::string_view socketDir) {
     return socketDir.starts_with('/') && socketDir.find(',') == socketDir.npos;
@@ -234,7 +245,7 @@ DBConnect_tag *VARNDBConnect(const char *socketDir, const char *user, const char
         }
         auto conn = std::make_unique<DBConnect_tag>();
         conn->pg = Connect(socketDir, user, password, database);
-        if (Pq().status(conn->pg.get()) != CONNECTION_OK) {
+        if (Pq().status(conn->pg.get()) != CONNECTION_OK || !PinStrings(conn->pg.get())) {
             conn->Fail();
             ConnectError() = conn->error;
             return nullptr;

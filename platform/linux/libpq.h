@@ -14,6 +14,7 @@ struct Libpq : LateLibrary {
     decltype(&::PQconnectdbParams) connectdbParams = Find("PQconnectdbParams");
     decltype(&::PQfinish) finish = Find("PQfinish");
     decltype(&::PQstatus) status = Find("PQstatus");
+    decltype(&::PQparameterStatus) parameterStatus = Find("PQparameterStatus");
     decltype(&::PQerrorMessage) errorMessage = Find("PQerrorMessage");
     decltype(&::PQsetNoticeProcessor) setNoticeProcessor = Find("PQsetNoticeProcessor");
     decltype(&::PQexec) exec = Find("PQexec");

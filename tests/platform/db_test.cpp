@@ -36,6 +36,24 @@ class Database : public tonvale_test::DatabaseTest {
     VARNDB_RESULT *result_ = nullptr;
 };
 
+TEST_F(Database, ABackslashStaysInItsQuotes) {
+    // Of the two that may say otherwise the variable wins; what else it says is kept.
+    for (const char *options : {"", "-c standard_conforming_strings=off -c statement_timeout=7s"}) {
+        ASSERT_EQ(Execute("ALTER DATABASE mediaserver SET standard_conforming_strings = off"), 0);
+        setenv("PGOPTIONS", options, 1);
+        VARNDBClose(conn_);
+        conn_ = VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr,
+                              "mediaserver");
+        unsetenv("PGOPTIONS");
+        ASSERT_NE(conn_, nullptr) << VARNDBErrorGet(nullptr);
+        const auto sql = varn::Sql("SELECT '@VARN:VAR' AS t", "\\' OR true --");
+        ASSERT_EQ(Execute(sql->c_str()), 1) << VARNDBErrorGet(conn_);
+        EXPECT_STREQ(VARNDBFetchField(result_, 0, "t"), "\\' OR true --");
+        ASSERT_EQ(Execute("SHOW statement_timeout"), 1);
+        EXPECT_STREQ(VARNDBFetchFieldAt(result_, 0, 0), *options != '\0' ? "7s" : "0");
+    }
+}
+
 TEST_F(Database, RowsAndFields) {
     ASSERT_EQ(Execute("SELECT n, NULL AS nothing, 'x' AS n FROM generate_series(1, 3) n"), 3);
     EXPECT_EQ(VARNDBNumRows(result_), 3);
