@@ -17,6 +17,7 @@
 #include "linux/error.h"
 #include "linux/files.h"
 #include "linux/memory.h"
+#include "linux/replace_file.h"
 #include "varn/base.h"
 #include "varn/systempath.h"
 
@@ -52,24 +53,13 @@ bool MakeKey(const std::string &file) {
         errno = EIO;
         return false;
     }
-    std::string temporary = file + ".newXXXXXX";
-    const varn::UniqueFd fd(mkostemp(temporary.data(), O_CLOEXEC));  // mode 0600
-    if (!fd) {
-        return false;
-    }
-    bool made = varn::WriteAll(
-        fd.Get(), std::string_view(reinterpret_cast<const char *>(key.data()), key.size()));
     // The package's programs run as its account, whoever asks first.
-    const auto package = varn::FindAccount(std::string(varn::kPackageAccount));
-    if (made && geteuid() == 0 && package) {
-        made = fchown(fd.Get(), package->uid, package->gid) == 0;
-    }
-    made = made && fsync(fd.Get()) == 0 &&
-           (link(temporary.c_str(), file.c_str()) == 0 || errno == EEXIST);
-    const int saved = errno;
-    unlink(temporary.c_str());
-    errno = saved;
-    return made;
+    const auto package =
+        geteuid() == 0 ? varn::FindAccount(std::string(varn::kPackageAccount)) : std::nullopt;
+    const auto owner = package ? varn::FileOwner{package->uid, package->gid} : varn::FileOwner{};
+    const std::string_view bytes(reinterpret_cast<const char *>(key.data()), key.size());
+    return varn::ReplaceFileAt(AT_FDCWD, file, bytes, 0600, package ? &owner : nullptr, true) ||
+           errno == EEXIST;
 }
 
 std::optional<CipherKey> PlatformKey() {

@@ -15,13 +15,11 @@
 
 #include "linux/files.h"
 #include "varn/host.h"
+#include "varn/replace_file.h"
 
 namespace varn::host {
 
-struct Owner {
-    uid_t uid;
-    gid_t gid;
-};
+using Owner = FileOwner;
 
 // "cannot DOING PATH: " and the words of errno.
 inline Outcome Failed(std::string_view doing, const std::string &path) {
@@ -67,27 +65,16 @@ inline Outcome MakeFolder(const std::string &path, std::optional<Owner> owner = 
     return Outcome::Good();
 }
 
-// Writes a file whole: a reader finds the old text or the new one, and a failure leaves the old.
-// Without an owner a file that was there stays its owner's.
+// Replaces a file whole (varn/replace_file.h). Without an owner a file that was there stays its
+// owner's.
 inline Outcome WriteFile(const std::string &path, std::string_view text, mode_t mode,
                          std::optional<Owner> owner = std::nullopt) {
     struct stat before {};
     if (!owner && geteuid() == 0 && stat(path.c_str(), &before) == 0) {
         owner = Owner{before.st_uid, before.st_gid};
     }
-    std::string temporary = path + ".tmpXXXXXX";
-    const UniqueFd fd(mkostemp(temporary.data(), O_CLOEXEC));
-    if (!fd) {
-        return Failed("write", path);
-    }
-    if (WriteAll(fd.Get(), text) && fchmod(fd.Get(), mode) == 0 &&
-        (!owner || fchown(fd.Get(), owner->uid, owner->gid) == 0) && fsync(fd.Get()) == 0 &&
-        rename(temporary.c_str(), path.c_str()) == 0) {
-        return Outcome::Good();
-    }
-    const Outcome failure = Failed("write", path);
-    unlink(temporary.c_str());
-    return failure;
+    return ReplaceFile(path, text, mode, owner ? &*owner : nullptr) ? Outcome::Good()
+                                                                    : Failed("write", path);
 }
 
 // The text of a file from `offset` on. Empty with errno set; EFBIG for more than 16 MiB.

@@ -1,7 +1,6 @@
 #include "linux/keyfile.h"
 
 #include <fcntl.h>
-#include <sys/random.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,14 +8,13 @@
 #include <cerrno>
 #include <chrono>
 #include <climits>
-#include <cstdint>
-#include <cstdio>
 #include <cstring>
 #include <thread>
 
 #include "linux/error.h"
 #include "linux/files.h"
 #include "linux/keytext.h"
+#include "linux/replace_file.h"
 #include "varn/base.h"
 #include "varn/keyfile.h"
 
@@ -92,79 +90,6 @@ class Deadline {
     Clock::time_point end_;
 };
 
-// A file on its way to replacing another one: removed again unless that happens.
-class TemporaryFile {
-  public:
-    // In the folder of the file that it is going to replace.
-    explicit TemporaryFile(const Place &place) : folder_(place.folder) {
-        const std::size_t slash = place.name.rfind('/');
-        const std::string before = place.name.substr(0, slash == std::string::npos ? 0 : slash + 1);
-        for (int tries = 0; tries < kMostTries && !fd_; ++tries) {
-            std::uint64_t number = 0;
-            if (getrandom(&number, sizeof number, 0) != sizeof number) {
-                return;
-            }
-            name_ = before + ".keyfile.tmp" + std::to_string(number);
-            fd_.Reset(openat(folder_, name_.c_str(), kFlags, 0600));
-            if (!fd_ && errno != EEXIST) {
-                return;
-            }
-        }
-    }
-    TemporaryFile(const TemporaryFile &) = delete;
-    TemporaryFile &operator=(const TemporaryFile &) = delete;
-    ~TemporaryFile() {
-        if (fd_ && !moved_) {
-            const int saved = errno;
-            unlinkat(folder_, name_.c_str(), 0);
-            errno = saved;
-        }
-    }
-
-    // Fills it, with the owner and mode of the file it replaces, if there is one; all of it is on
-    // the disk afterwards. False with errno set.
-    bool Fill(std::string_view text, const struct stat *like, mode_t modeBits) {
-        if (!fd_ || !WriteAll(fd_.Get(), text)) {
-            return false;
-        }
-        // The owner first: changing it takes set-id bits away.
-        if (like != nullptr && !TakeOwner(*like)) {
-            return false;
-        }
-        const mode_t mode = like != nullptr ? like->st_mode & modeBits : kNewFileMode;
-        return fchmod(fd_.Get(), mode) == 0 && fsync(fd_.Get()) == 0;
-    }
-
-    // Takes the place of `file`; with `onlyNew` never that of a file that is there (EEXIST).
-    bool MoveTo(const std::string &file, bool onlyNew) {
-        const unsigned flags = onlyNew ? RENAME_NOREPLACE : 0;
-        moved_ = renameat2(folder_, name_.c_str(), folder_, file.c_str(), flags) == 0;
-        if (!moved_ && onlyNew && (errno == EINVAL || errno == ENOSYS)) {
-            // A file system without that flag: two first writers may then lose one of the keys.
-            moved_ = renameat(folder_, name_.c_str(), folder_, file.c_str()) == 0;
-        }
-        return moved_;
-    }
-
-  private:
-    static constexpr int kMostTries = 100;
-    static constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
-
-    bool TakeOwner(const struct stat &like) {
-        struct stat own;
-        if (fstat(fd_.Get(), &own) != 0) {
-            return false;
-        }
-        return (own.st_uid == like.st_uid && own.st_gid == like.st_gid) ||
-               fchown(fd_.Get(), like.st_uid, like.st_gid) == 0;
-    }
-
-    int folder_;
-    std::string name_;
-    UniqueFd fd_;
-    bool moved_ = false;
-};
-
 enum class Step { kDone, kFailed, kAgain };
 
 // Puts a text in the place of a file, or of none (`like` null; kAgain when there is one by now).
@@ -173,10 +98,12 @@ Step Replace(const Place &place, std::string_view text, const struct stat *like)
         errno = EFBIG;  // nothing is written that could not be read back
         return Step::kFailed;
     }
-    TemporaryFile temporary(place);
     // Root must not make a program of what somebody else has put there.
     const mode_t modeBits = place.isGuarded ? 0777 : 07777;
-    if (temporary.Fill(text, like, modeBits) && temporary.MoveTo(place.name, like == nullptr)) {
+    const mode_t mode = like != nullptr ? like->st_mode & modeBits : kNewFileMode;
+    const auto owner = like != nullptr ? FileOwner{like->st_uid, like->st_gid} : FileOwner{};
+    if (ReplaceFileAt(place.folder, place.name, text, mode, like != nullptr ? &owner : nullptr,
+                      like == nullptr)) {
         return Step::kDone;
     }
     return like == nullptr && errno == EEXIST ? Step::kAgain : Step::kFailed;

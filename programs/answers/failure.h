@@ -96,6 +96,7 @@ enum class Reason {
     kLibraryAway,
     kFileNotWritten,         // (path)
     kUsersNotRead,           // (path)
+    kAccountsNotRead,        // (path)
     kSettingsLocked,         // (path)
     kTranscodingNotOffered,  // (preference)
     kCustomKeysNotRead,      // (path)

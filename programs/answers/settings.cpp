@@ -1,15 +1,21 @@
 #include "settings.h"
 
+#include <sys/stat.h>
+
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <memory>
+#include <utility>
 
 #include "failure.h"
 #include "link_hooks.h"
 #include "settings_lock.h"
 #include "tonvale/settings.h"
 #include "varn/account.h"
+#include "varn/base.h"
 #include "varn/packageconf.h"
+#include "varn/replace_file.h"
 #include "varn/systempath.h"
 
 namespace tonvale_answers {
@@ -29,20 +35,18 @@ constexpr char kNo[] = "no";
 constexpr char kAll[] = "all";
 constexpr char kPersonal[] = "personal";
 constexpr char kBrowse[] = "browse_personal_library";
+constexpr char kItems[] = "items";
 
 struct Switch {
     const char *name;
     bool (*get)(uid_t) noexcept;
-    bool (*set)(uid_t, bool) noexcept;
     const char *meaning;
 };
 constexpr std::array kSwitches = {
-    Switch{"support_transcode_mp3", AudioFile::GetUserTranscodeMp3, AudioFile::SetUserTranscodeMp3,
-           "songs are transcoded to MP3"},
-    Switch{"prefer_using_html5", AudioFile::GetPreferHtml5, AudioFile::SetPreferHtml5,
-           "the HTML5 player is preferred"},
+    Switch{"support_transcode_mp3", AudioFile::GetUserTranscodeMp3, "songs are transcoded to MP3"},
+    Switch{"prefer_using_html5", AudioFile::GetPreferHtml5, "the HTML5 player is preferred"},
     Switch{"audio_show_virtual_library", AudioFile::GetUserShowVirtualLib,
-           AudioFile::SetUserShowVirtualLib, "tracks of cue sheets are shown"}};
+           "tracks of cue sheets are shown"}};
 
 struct UserFree {
     void operator()(PVARN_USER user) const noexcept { VARNUserFree(user); }
@@ -53,14 +57,43 @@ std::string UsersFile() {
     return SystemPath(varn::path::kUsersFile);
 }
 
-uid_t UidOf(const std::string &name) {
+User FindUser(const std::string &name) {
     PVARN_USER found = nullptr;
     VARNUserGet(name.c_str(), &found);
-    const User user(found);
+    return User(found);
+}
+
+uid_t UidOf(const std::string &name) {
+    const User user = FindUser(name);
     if (!user) {
         throw Failure(Reason::kNoSuchUser, name);
     }
     return user->uid;
+}
+
+// False for an account that is gone; accounts that cannot be read are a failure.
+bool HasAccount(uid_t uid) {
+    PVARN_USER found = nullptr;
+    const User user(VARNUserGetByUID(uid, &found) == 0 ? found : nullptr);
+    if (!user && VLIBCErrGet() != VLIB_ERR_NOT_FOUND) {
+        throw Failure(Reason::kAccountsNotRead, SystemPath(varn::path::kPasswd));
+    }
+    return user != nullptr;
+}
+
+// The library's own save would show readers, who take no lock, half a file. Called under a
+// SettingsLock.
+void Save(const std::string &path, const Json::Value &settings) {
+    constexpr std::size_t kMostBytes = 1U << 20U;  // of the users file more is not read
+    constexpr mode_t kNewFileMode = 0644;
+    const std::string text = settings.toStyledString();
+    struct stat before {};
+    const bool isNew = stat(path.c_str(), &before) != 0;
+    errno = EFBIG;
+    if (text.size() > kMostBytes ||
+        !varn::ReplaceFile(path, text, isNew ? kNewFileMode : before.st_mode & 0777)) {
+        throw Failure(Reason::kFileNotWritten, path, errno);
+    }
 }
 
 // Puts back what an entry had beside its rights.
@@ -85,19 +118,7 @@ void Record(uid_t uid, unsigned mask) {
     const Json::Value before = users[std::to_string(uid)];
     AudioUsers::SetUser(users, uid, mask);
     KeepPreferences(before, users[std::to_string(uid)]);
-    if (!AudioUsers::Save(users, UsersFile())) {
-        throw Failure(Reason::kFileNotWritten, UsersFile());
-    }
-}
-
-bool Store(uid_t uid, const std::string &name, const std::string &value) {
-    for (const Switch &one : kSwitches) {
-        if (name == one.name) {
-            return one.set(uid, value == kYes);
-        }
-    }
-    return AudioFile::SetUserBrowsePersonalLibraryType(
-        uid, value == kPersonal ? BROWSE_LIBRARY_PERSONAL : BROWSE_LIBRARY_ALL);
+    Save(UsersFile(), users);
 }
 
 }  // namespace
@@ -173,9 +194,33 @@ void SetPermission(const std::string &user, unsigned mask) {
     }
 }
 
+void MakeUsers() {
+    const SettingsLock lock;
+    struct stat present {};
+    if (stat(UsersFile().c_str(), &present) == 0) {
+        return;
+    }
+    Json::Value users(Json::objectValue);
+    for (const auto &[name, mask] : {std::pair("admin", unsigned{RIGHT_ALL}), {"guest", 0U}}) {
+        if (const User user = FindUser(name)) {
+            AudioUsers::SetUser(users, user->uid, mask);
+        }
+    }
+    Save(UsersFile(), users);
+}
+
 void SyncUsers() {
     const SettingsLock lock;
-    AudioUsers::SyncUsers();
+    const Json::Value before = ReadUsers();
+    Json::Value users = before;
+    for (const unsigned uid : AudioUsers::enumUsers(before)) {
+        if (!HasAccount(uid)) {
+            AudioUsers::Remove(users, uid);
+        }
+    }
+    if (users != before) {
+        Save(UsersFile(), users);
+    }
 }
 
 Json::Value PreferencesOf(uid_t uid) {
@@ -220,9 +265,13 @@ void CheckPreference(const std::string &name, const std::string &value) {
 void SetPreference(uid_t uid, const std::string &name, const std::string &value) {
     CheckPreference(name, value);
     const SettingsLock lock;
-    if (!Store(uid, name, value)) {
-        throw Failure(Reason::kFileNotWritten, UsersFile());
+    Json::Value users = ReadUsers();
+    Json::Value &entry = users[std::to_string(uid)];
+    if (!entry.isObject()) {
+        entry = Json::Value(Json::objectValue);
     }
+    entry[name] = name == kBrowse ? Json::Value(value) : Json::Value(value == kYes);
+    Save(UsersFile(), users);
 }
 
 Json::Value CustomKeys() {
@@ -250,9 +299,19 @@ void SetCustomKey(int index, const std::string &type, const std::string &value,
         throw Failure(Reason::kUnknownCustomKey, std::to_string(index));
     }
     const SettingsLock lock;
-    if (VARNAudioCustomSet(index, type, value, title) != 0) {
-        throw Failure(Reason::kFileNotWritten, SystemPath(varn::path::kCustomKeys));
+    Json::Value keys;
+    if (VARNAudioCustomLoadJson(keys) != 0 || !keys.isObject() || !keys[kItems].isArray()) {
+        throw Failure(Reason::kCustomKeysNotRead, SystemPath(varn::path::kCustomKeys));
     }
+    Json::Value &key = keys[kItems][index - 1];
+    if (!key.isObject()) {
+        key = Json::Value(Json::objectValue);
+        key["id"] = index;
+    }
+    key["type"] = type;
+    key["value"] = value;
+    key["title"] = title;
+    Save(SystemPath(varn::path::kCustomKeys), keys);
 }
 
 }  // namespace tonvale_answers

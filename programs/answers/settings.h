@@ -44,7 +44,10 @@ Json::Value UserList();
 // user's links as well.
 void SetPermission(const std::string &user, unsigned mask);
 
-// Removes the entries of users that are gone.
+// Makes the users file where there is none: every right for "admin", none for "guest".
+void MakeUsers();
+
+// Removes the entries of users that are gone. A Failure when the accounts cannot be read.
 void SyncUsers();
 
 // The user's preferences by their names.

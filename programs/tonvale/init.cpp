@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "accounts.h"
+#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
-#include "tonvale/settings.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -42,13 +42,14 @@ Outcome ChooseDatabase(const std::string &asked) {
 // Makes the users file, as the account that its writers run as.
 Outcome PrepareUsersFile() {
     const AsPackageAccount package;
+    if (!package) {
+        return Outcome::Problem("cannot write " + SystemPath(varn::path::kUsersFile));
+    }
     // The preferences of the first entries are asked for in the file that is being made.
     const int previous = setlogmask(LOG_UPTO(LOG_CRIT));
-    const bool made = package && AudioUsers::InitUserPermission();
+    tonvale_answers::MakeUsers();
     setlogmask(previous);
-    return made ? Outcome::Good()
-                : Outcome::Problem("cannot write " + SystemPath(varn::path::kUsersFile) +
-                                   ": see that the account Tonvale may write to its folder");
+    return Outcome::Good();
 }
 
 Outcome PrepareDatabase() {

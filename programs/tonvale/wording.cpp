@@ -121,6 +121,7 @@ constexpr Wording kWordings[] = {
      "cannot write {}; see that its folder is there and its disk has room"},
     {Reason::kUsersNotRead,
      "the users file {} cannot be read; correct it, or remove it and run 'tonvale init'"},
+    {Reason::kAccountsNotRead, "the accounts in {} cannot be read"},
     {Reason::kSettingsLocked,
      "the settings cannot be locked: see that {} can be opened, and try again when nobody else "
      "changes them"},

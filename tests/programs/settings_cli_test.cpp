@@ -4,11 +4,19 @@
 #include <sys/file.h>
 #include <unistd.h>
 
+#include <csignal>
+#include <filesystem>
+#include <fstream>
 #include <memory>
 
+#include "answers/as_root.h"
+#include "answers/settings.h"
+#include "platform/child.h"
 #include "programs/command.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
+#include "varn/packageconf.h"
+#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace tonvale_test {
@@ -78,6 +86,70 @@ TEST_F(SettingsVerbs, NoWriterLosesWhatAnotherOneChanged) {
     }
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 3U);
     EXPECT_FALSE(AudioFile::GetPreferHtml5(kAlice));
+}
+
+// Readers take no lock.
+TEST_F(SettingsVerbs, KilledWritersLeaveTheOldSettingsOrTheNew) {
+    namespace fs = std::filesystem;
+    const fs::path folder = At(varn::path::kUsersFile).parent_path();
+    // Nothing waits for a disk there.
+    const fs::path memory = "/dev/shm/tonvale-test-" + std::to_string(getpid());
+    fs::copy(folder, memory);
+    fs::remove_all(folder);
+    fs::create_directory_symlink(memory, folder);
+    tonvale_answers::SetPermission("alice", RIGHT_ALL);
+    tonvale_answers::SetCustomKey(1, "type", std::string(4000, 'a'), "title");
+    const auto expectWhole = [] {
+        Json::Value users;
+        EXPECT_TRUE(AudioUsers::Read(users, At(varn::path::kUsersFile)));
+        EXPECT_EQ(AudioUsers::GetUser(users, kAlice, false), 63U);
+        std::string type, value, title;
+        EXPECT_EQ(VARNAudioCustomGet(1, type, value, title), 0);
+        EXPECT_EQ(value.size(), 4000U);
+        EXPECT_TRUE(VARNAudioConfCheck("enable_personal_library", "yes", 0));
+    };
+    const pid_t reader = StartInChild([&] {
+        while (!fs::exists(scratch() / "done") && !HasFailure()) {
+            expectWhole();
+        }
+    });
+    const auto write = [](bool turn) {
+        tonvale_answers::SetPreference(kAlice, "prefer_using_html5", turn ? "yes" : "no");
+        tonvale_answers::SetCustomKey(1, "type", std::string(4000, turn ? 'b' : 'a'), "title");
+        VARNAudioConfSet("prefer_using_html5", turn ? "yes" : "no");
+    };
+    const auto files = [&] { return std::distance(fs::directory_iterator(folder), {}); };
+    const auto before = files();
+    for (int kills = 0; kills < 1000 && !HasFailure(); ++kills) {
+        const pid_t writer = StartInChild([&] {
+            for (bool turn = true;; turn = !turn) {
+                write(turn);
+            }
+        });
+        usleep(static_cast<useconds_t>(kills * 7919 % 3000));
+        kill(writer, SIGKILL);
+        waitpid(writer, nullptr, 0);
+        expectWhole();
+    }
+    std::ofstream(scratch() / "done") << "";
+    EXPECT_TRUE(EndedWell(reader));
+    write(true);
+    EXPECT_EQ(files(), before) << "a temporary file is left";
+    fs::remove_all(memory);
+}
+
+TEST_F(SettingsVerbs, AProcessThatCannotGiveRootsRightsBackEnds) {
+    if (!IsRoot()) {
+        GTEST_SKIP() << "needs root";
+    }
+    const pid_t child = StartInChild([] {
+        ASSERT_EQ(VLIBSetEffective(kAlice, 100), 0);
+        const tonvale_answers::AsRoot root;
+        DropSetUidRight();
+    });
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFSIGNALED(status)) << status;
 }
 
 TEST_F(SettingsVerbs, WhatIsRefused) {

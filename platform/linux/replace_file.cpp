@@ -1,0 +1,147 @@
+#include "linux/replace_file.h"
+
+#include <fcntl.h>
+#include <sys/random.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdint>
+#include <cstdio>
+
+#include "linux/error.h"
+#include "varn/descriptor.h"
+
+namespace varn {
+
+namespace {
+
+// An account that may write to a folder without reading it holds it all the same, and cannot sync
+// it.
+UniqueFd OpenFolder(int base, const std::string &name) {
+    const std::size_t slash = name.rfind('/');
+    const std::string folder = slash == name.npos ? "." : name.substr(0, slash + 1);
+    UniqueFd fd(openat(base, folder.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+    if (!fd && errno == EACCES) {
+        fd.Reset(openat(base, folder.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    }
+    return fd;
+}
+
+// EINVAL: a file system that does not sync folders. EBADF: one that is held without reading it.
+bool SyncFolder(int folder) {
+    return fsync(folder) == 0 || errno == EINVAL || errno == EBADF;
+}
+
+constexpr int kMostTries = 100;
+
+// A file on its way to another one's name.
+class TemporaryFile {
+  public:
+    explicit TemporaryFile(int folder)
+        : folder_(folder), fd_(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode)) {
+        // Not every file system has files without a name.
+        for (int tries = 0; tries < kMostTries && !fd_; ++tries) {
+            std::uint64_t number = 0;
+            if (getrandom(&number, sizeof number, 0) != sizeof number) {
+                return;
+            }
+            const std::string name = ".tonvale.tmp" + std::to_string(number);
+            fd_.Reset(openat(folder_, name.c_str(),
+                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode));
+            if (fd_) {
+                name_ = name;
+            } else if (errno != EEXIST) {
+                return;
+            }
+        }
+    }
+    ~TemporaryFile() {
+        if (!name_.empty()) {
+            const int saved = errno;
+            unlinkat(folder_, name_.c_str(), 0);
+            errno = saved;
+        }
+    }
+    TemporaryFile(const TemporaryFile &) = delete;
+    TemporaryFile &operator=(const TemporaryFile &) = delete;
+
+    // The owner before the mode, because changing it takes set-id bits away.
+    bool Fill(std::string_view text, mode_t mode, const FileOwner *owner) {
+        return fd_ && WriteAll(fd_.Get(), text) && (owner == nullptr || GiveTo(*owner)) &&
+               fchmod(fd_.Get(), mode) == 0 && fsync(fd_.Get()) == 0;
+    }
+
+    bool MoveTo(const std::string &name, bool onlyNew) {
+        return !name_.empty() ? Rename(name, onlyNew) : onlyNew ? LinkTo(name) : LinkOver(name);
+    }
+
+  private:
+    static constexpr mode_t kMode = 0600;
+
+    bool GiveTo(const FileOwner &owner) {
+        struct stat own;
+        return fstat(fd_.Get(), &own) == 0 &&
+               ((own.st_uid == owner.uid && own.st_gid == owner.gid) ||
+                fchown(fd_.Get(), owner.uid, owner.gid) == 0);
+    }
+
+    bool Rename(const std::string &name, bool onlyNew) {
+        const unsigned flags = onlyNew ? RENAME_NOREPLACE : 0;
+        if (renameat2(folder_, name_.c_str(), folder_, name.c_str(), flags) == 0) {
+            name_.clear();
+            return true;
+        }
+        // A file system that does not know the flag has links.
+        return onlyNew && (errno == EINVAL || errno == ENOSYS) &&
+               linkat(folder_, name_.c_str(), folder_, name.c_str(), 0) == 0;
+    }
+
+    bool LinkTo(const std::string &name) {
+        const std::string open = "/proc/self/fd/" + std::to_string(fd_.Get());
+        return linkat(AT_FDCWD, open.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
+    }
+
+    // A link takes no name that is in use. It gets another one first, the same for each writer of
+    // the file: what a process that was killed has left there goes with the next one.
+    bool LinkOver(const std::string &name) {
+        const std::string own = "." + name + ".tmp";
+        for (int tries = 0; tries < kMostTries; ++tries) {
+            if (LinkTo(own)) {
+                name_ = own;
+                if (Rename(name, false) || errno != ENOENT) {
+                    return name_.empty();
+                }
+                name_.clear();
+            } else if (errno != EEXIST ||
+                       (unlinkat(folder_, own.c_str(), 0) != 0 && errno != ENOENT)) {
+                return false;
+            }
+        }
+        return false;
+    }
+
+    int folder_;
+    std::string name_;  // "": it has none
+    UniqueFd fd_;
+};
+
+}  // namespace
+
+bool ReplaceFileAt(int base, const std::string &name, std::string_view text, mode_t mode,
+                   const FileOwner *owner, bool onlyNew) {
+    const UniqueFd folder = OpenFolder(base, name);
+    if (!folder) {
+        return false;
+    }
+    TemporaryFile temporary(folder.Get());
+    return temporary.Fill(text, mode, owner) &&
+           temporary.MoveTo(name.substr(name.rfind('/') + 1), onlyNew) && SyncFolder(folder.Get());
+}
+
+bool ReplaceFile(const std::string &path, std::string_view text, mode_t mode,
+                 const FileOwner *owner) {
+    return Guarded(false, [&] { return ReplaceFileAt(AT_FDCWD, path, text, mode, owner, false); });
+}
+
+}  // namespace varn
