@@ -16,6 +16,7 @@
 #include "linux/files.h"
 #include "linux/memory.h"
 #include "linux/pathtext.h"
+#include "varn/host.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -191,6 +192,15 @@ bool LiesBelow(std::string_view folder, std::string_view path) {
     return rest && !rest->empty();
 }
 
+// Links on the way to a home are resolved, as the indexer does it; the folder in it is not.
+bool IsMusicOf(const std::string &home, std::string_view path) {
+    if (LiesBelow(home + "/music", path)) {
+        return true;
+    }
+    const MallocPtr<char> real(realpath(home.c_str(), nullptr));
+    return real && LiesBelow(std::string(real.get()) + "/music", path);
+}
+
 }  // namespace
 
 std::optional<Account> FindAccount(const std::string &name) {
@@ -321,8 +331,7 @@ bool IsUnderPersonalLibPath(const char *home, const char *path) {
     if (!NonEmptyStr(home) || !NonEmptyStr(path)) {
         return false;
     }
-    return varn::Guarded(false,
-                         [&] { return varn::LiesBelow(std::string(home) + "/music", path); });
+    return varn::Guarded(false, [&] { return varn::IsMusicOf(home, path); });
 }
 
 bool IsPersonalLibraryPath(const char *path) {
@@ -330,8 +339,13 @@ bool IsPersonalLibraryPath(const char *path) {
         return false;
     }
     return varn::Guarded(false, [&] {
-        const varn::MallocPtr<char> homes(
-            realpath(SystemPath(varn::path::kHomes).c_str(), nullptr));
-        return homes && varn::LiesBelow(homes.get(), path);
+        const auto owners = varn::host::HomeOwners();
+        if (!owners) {
+            const varn::MallocPtr<char> homes(
+                realpath(SystemPath(varn::path::kHomes).c_str(), nullptr));
+            return homes && varn::LiesBelow(homes.get(), path);
+        }
+        return std::any_of(owners->begin(), owners->end(),
+                           [&](const auto &owner) { return varn::IsMusicOf(owner.home, path); });
     });
 }

@@ -26,6 +26,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr char kHomes[] = "homes";
+
 constexpr std::string_view kIndexFoldersHead =
     "# One absolute path a line: the folders to index.\n";
 
@@ -52,6 +54,13 @@ Outcome CheckMusicFolder(const std::string &folder, std::string &path) {
     return Outcome::Good();
 }
 
+bool IsShareName(const std::string &name) {
+    PVARN_SHARE found = nullptr;
+    const bool exists = VARNShareGet(name.c_str(), &found) == 0;
+    VARNShareFree(found);
+    return exists;
+}
+
 // A name for a share, free of what the shares' file and library paths give a meaning to.
 std::string ShareNameFor(const std::string &path) {
     std::string base = path.substr(path.find_last_of('/') + 1);
@@ -65,10 +74,7 @@ std::string ShareNameFor(const std::string &path) {
         *end = *end == ' ' || *end == '#' ? '_' : *end;
     }
     const auto taken = [](const std::string &name) {
-        PVARN_SHARE found = nullptr;
-        const bool exists = VARNShareGet(name.c_str(), &found) == 0;
-        VARNShareFree(found);
-        return exists || name == "home" || name == "homes";
+        return name == "home" || name == kHomes || IsShareName(name);
     };
     std::string name = base;
     for (int number = 2; taken(name); ++number) {
@@ -172,6 +178,18 @@ std::vector<std::string> HomesFolders() {
 
 }  // namespace
 
+Outcome ShareHomes() {
+    const MallocPtr<char> homes(realpath(SystemPath(path::kHomes).c_str(), nullptr));
+    if (!homes || IsShare(homes.get())) {
+        return Outcome::Good();  // a disk that is away is shared when it is back
+    }
+    const std::string file = SystemPath(path::kShares);
+    const std::string name = IsShareName(kHomes) ? ShareNameFor(homes.get()) : kHomes;
+    return VLIBCFileSetKeyValue(file.c_str(), name.c_str(), homes.get()) == 0
+               ? Outcome::Good()
+               : Failed("write", file);
+}
+
 Outcome AddMusicFolders(const std::vector<std::string> &folders) {
     std::vector<std::string> paths(folders.size());
     for (std::size_t i = 0; i < folders.size(); ++i) {
@@ -219,7 +237,7 @@ std::optional<std::vector<HomeOwner>> HomeOwners() {
             return below && !below->empty();
         };
         if (std::any_of(homes.begin(), homes.end(), holds)) {
-            accounts.push_back({entry.pw_name, entry.pw_uid});
+            accounts.push_back({entry.pw_name, entry.pw_uid, entry.pw_dir});
         }
     });
     return whole ? std::optional(std::move(accounts)) : std::nullopt;

@@ -274,7 +274,10 @@ Outcome WriteFiles(const std::string &root) {
             return done;
         }
     }
-    return MakeLink(root + kHomesFolder, SystemPath(path::kHomes), false);
+    if (Outcome done = MakeLink(root + kHomesFolder, SystemPath(path::kHomes), false); !done) {
+        return done;
+    }
+    return ShareHomes();
 }
 
 // Links the programs that have fixed places; one that `programDir` does not have is left out.

@@ -17,6 +17,10 @@ inline constexpr std::chrono::milliseconds kPollInterval{20};
 // else can give files away, and needs to.
 std::optional<Owner> PackageOwner();
 
+// Registers the folder of all homes as a share, "homes" where that name is free: songs of personal
+// libraries are shown by share paths.
+Outcome ShareHomes();
+
 // Keeps other processes from changing the root's settings and its cluster for the length of a
 // scope. The lock is on a folder that only the package's account and root can open, so nothing is
 // left behind and nobody else can hold it.

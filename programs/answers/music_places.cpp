@@ -11,7 +11,6 @@
 
 #include "as_root.h"
 #include "failure.h"
-#include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/host.h"
 
@@ -29,32 +28,18 @@ bool LiesBelow(std::string_view folder, std::string_view path) {
            path[folder.size()] == '/';
 }
 
-// Only the way to the home is resolved. The folder in it is the user's own to replace: one that is
-// a link makes nothing behind it his music.
-bool LiesInMusicOf(const std::string &user, const std::string &path) {
-    return LiesBelow(AudioFile::GetHomeMusicPath(user), path);
-}
-
 bool LiesInMusicOf(uid_t uid, const std::string &path) {
     PVARN_USER user = nullptr;
-    if (VARNUserGetByUID(uid, &user) != 0) {
-        return false;
-    }
-    const std::string name = user->szName;
+    const bool lies =
+        VARNUserGetByUID(uid, &user) == 0 && IsUnderPersonalLibPath(user->szHomeDir, path.c_str());
     VARNUserFree(user);
-    return LiesInMusicOf(name, path);
+    return lies;
 }
 
 // What lies in a home's music is its user's alone wherever there are personal libraries, also where
-// the homes lie in an indexed folder. Accounts that cannot be read may have such homes.
+// the homes lie in an indexed folder.
 bool LiesInSomebodysMusic(const std::string &path) {
-    if (!IsPersonalLibraryEnabled() || !IsPersonalLibraryPath(path.c_str())) {
-        return false;
-    }
-    const auto owners = varn::host::HomeOwners();
-    return !owners || std::any_of(owners->begin(), owners->end(), [&](const auto &owner) {
-        return LiesInMusicOf(owner.name, path);
-    });
+    return IsPersonalLibraryEnabled() && IsPersonalLibraryPath(path.c_str());
 }
 
 // An indexed folder may be a link itself: the configuration names it.

@@ -177,20 +177,41 @@ TEST_F(Accounts, OwnThePathsBelowTheirMusicOnly) {
     }
 }
 
-TEST_F(Accounts, LiveInTheFolderThatTheHomesLinkNames) {
-    const fs::path homes = scratch() / "homes";
-    fs::create_directory(homes);
-    fs::remove_all(At(varn::path::kHomes));
-    fs::create_directories(At(varn::path::kHomes).parent_path());
-    fs::create_symlink(homes, At(varn::path::kHomes));
-    EXPECT_TRUE(IsPersonalLibraryPath((homes / "alice/music/a.mp3").c_str()));
-    const std::string below = homes;
-    for (const std::string &path : {below, below + "2/a.mp3", below + "/../a.mp3",
-                                    std::string("http://host/homes/a.mp3"), std::string()}) {
-        EXPECT_FALSE(IsPersonalLibraryPath(path.c_str())) << path;
+// Homes are written with links or without, and lie where links lead: the indexer resolves them.
+TEST_F(Accounts, HavePersonalMusicWhereTheIndexerFindsIt) {
+    const fs::path link = At(varn::path::kHomes);
+    const fs::path homes = fs::canonical(link);
+    const fs::path moved = scratch() / "moved";
+    fs::create_directory(moved);
+    fs::remove_all(homes / "bob");
+    fs::create_symlink(moved, homes / "bob");
+    WriteFile(varn::path::kPasswd, "alice:x:1030:100::" + (link / "alice").string() +
+                                       ":/s\nbob:x:1031:100::" + (homes / "bob").string() +
+                                       ":/s\nfar:x:1032:100::/elsewhere/far:/s\n");
+    const struct {
+        fs::path path;
+        const char *owner;  // "": nobody's
+    } cases[] = {
+        {homes / "alice/music/a.mp3", "alice"},
+        {link / "alice/music/a.mp3", "alice"},
+        {moved / "music/a.mp3", "bob"},
+        {homes / "alice/a.mp3", ""},
+        {homes / "alice/music", ""},
+        {homes / "gone/music/a.mp3", ""},
+        {homes.string() + "2/music/a.mp3", ""},
+        {homes / "alice/music/../../a.mp3", ""},
+        {"/elsewhere/far/music/a.mp3", ""},
+        {"http://host/homes/alice/music/a.mp3", ""},
+    };
+    for (const auto &[path, owner] : cases) {
+        for (const char *name : {"alice", "bob"}) {
+            EXPECT_EQ(IsUnderPersonalLibPath(Home(name, 4096).c_str(), path.c_str()),
+                      std::string_view(owner) == name)
+                << path;
+        }
+        EXPECT_EQ(IsPersonalLibraryPath(path.c_str()), *owner != '\0') << path;
     }
-    fs::remove(homes);
-    EXPECT_FALSE(IsPersonalLibraryPath((homes / "alice/a.mp3").c_str())) << "a link to nowhere";
+    EXPECT_FALSE(IsPersonalLibraryPath(nullptr));
 }
 
 }  // namespace

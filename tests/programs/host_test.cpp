@@ -73,6 +73,7 @@ TEST_F(RootTest, PreparingCompletesWhatIsMissingOrBelongsToTheWrongAccount) {
     EXPECT_GT(std::stoi(number), 5515);
     EXPECT_TRUE(IsPersonalLibEnabled("admin"));
     EXPECT_TRUE(IsPersonalLibraryPath((root() / "volume1/homes/admin/music/a.mp3").c_str()));
+    EXPECT_EQ(ShareOf(root() / "volume1/homes"), "homes");
     EXPECT_EQ(fs::read_symlink(At(varn::path::kIndexer)), TONVALE_PROGRAM_DIR "/varnindex");
     const uid_t package = GetUserIdFromName("Tonvale");
     for (const std::string_view folder : {varn::path::kPreferences, varn::path::kDatabaseSocketDir,

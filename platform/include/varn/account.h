@@ -55,11 +55,14 @@ VARN_EXPORT bool IsPersonalLibraryEnabled(void);
 // True when that feature is on and the named user exists and has a home folder.
 VARN_EXPORT bool IsPersonalLibEnabled(const char *userName);
 
-// True when `path` lies below `home` + "/music", that folder itself not included. False for a null
-// or empty argument, and for a path with a ".." component, whose links could lead anywhere.
+// True when `path` is music of the user with this home: it lies below "music" in it, that folder
+// itself not included. Links on the way to the home are resolved, as the indexer does it; what is
+// resolved in `path` is up to the caller. False for a null or empty argument, and for a path with a
+// ".." component, whose links could lead anywhere.
 VARN_EXPORT bool IsUnderPersonalLibPath(const char *home, const char *path);
 
-// The same for the folder that holds all homes, the target of the link "/var/services/homes".
+// The same for the home of any account below the folder of all homes, the target of the link
+// "/var/services/homes". Where the accounts cannot be read, all that is in that folder is personal.
 VARN_EXPORT bool IsPersonalLibraryPath(const char *path);
 
 }  // extern "C"

@@ -33,7 +33,7 @@ class [[nodiscard]] Outcome {
 // system paths, the accounts (root, Tonvale, admin, guest; the package account "Tonvale" takes the
 // ids of the host's account "Tonvale" or else, for root, of "postgres", and for anybody else those
 // of the process), the version file, the list of MIME types, the homes link, the package
-// configuration, and links to the host's picture converter, to the indexer and to the encoder; the
+// configuration, the share "homes", and links to the host's picture converter, to the indexer and to the encoder; the
 // last two are looked for in `programDir`. Without a root (a real installation) it fails.
 VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 
@@ -58,6 +58,7 @@ VARN_EXPORT std::vector<std::string> IndexedFolders();
 struct HomeOwner {
     std::string name;
     uid_t uid;
+    std::string home;  // as the account has it
 };
 
 // The accounts whose home folder lies below the folder of all homes, the target of the link
