@@ -2,12 +2,11 @@
 #include <grp.h>
 #include <sys/socket.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstdlib>
-#include <functional>
 
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "support/socket_elsewhere.h"
 #include "tonvale/library.h"
@@ -18,6 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using tonvale_test::HoldsInChild;
 using tonvale_test::SocketElsewhere;
 
 class LibraryConnect : public tonvale_test::DatabaseTest {
@@ -75,17 +75,6 @@ TEST_F(LibraryConnect, ADatabaseThatIsDownIsReportedEachTime) {
     EXPECT_NE(connection.Get(), nullptr) << "it tries again";
 }
 
-// Runs a check in a child, whose ids it may change for good.
-bool InChild(const std::function<bool()> &check) {
-    const pid_t child = fork();
-    if (child == 0) {
-        _exit(check() ? 0 : 1);
-    }
-    int status = 1;
-    waitpid(child, &status, 0);
-    return WIFEXITED(status) && WEXITSTATUS(status) == 0;
-}
-
 TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
     EXPECT_TRUE(Connects());
     EXPECT_EQ(geteuid(), getuid());
@@ -93,20 +82,21 @@ TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
         GTEST_SKIP() << "needs root to be somebody else";
     }
     fs::permissions(root(), fs::perms(0755));
-    EXPECT_TRUE(InChild([] {  // an account of the root that is neither root nor the package's
-        return ResetCredentialsByName("alice", true) == 0 && geteuid() == kAlice && Connects() &&
-               geteuid() == kAlice && getuid() == 0;
+    EXPECT_TRUE(HoldsInChild([] {  // an account of the root that is neither root nor the package's
+        EXPECT_TRUE(ResetCredentialsByName("alice", true) == 0 && geteuid() == kAlice &&
+                    Connects() && geteuid() == kAlice && getuid() == 0);
     }));
-    EXPECT_TRUE(InChild([] {  // a user without a name could not be switched back to: no switch
-        return seteuid(4242) == 0 && !Connects() && geteuid() == 4242;
+    EXPECT_TRUE(HoldsInChild([] {  // a user without a name could not be switched back to: no switch
+        EXPECT_TRUE(seteuid(4242) == 0 && !Connects() && geteuid() == 4242);
     }));
-    EXPECT_TRUE(InChild([] {  // already the package's account
+    EXPECT_TRUE(HoldsInChild([] {  // already the package's account
         const uid_t package = GetUserIdFromName("Tonvale");
-        return ResetCredentialsByName("Tonvale", true) == 0 && Connects() && geteuid() == package;
+        EXPECT_TRUE(ResetCredentialsByName("Tonvale", true) == 0 && Connects() &&
+                    geteuid() == package);
     }));
-    EXPECT_TRUE(InChild([] {  // no rights at all: as whoever it is, whom the server refuses
-        return setgroups(0, nullptr) == 0 && setresgid(65534, 65534, 65534) == 0 &&
-               setresuid(65534, 65534, 65534) == 0 && !Connects() && geteuid() == 65534;
+    EXPECT_TRUE(HoldsInChild([] {  // no rights at all: as whoever it is, whom the server refuses
+        EXPECT_TRUE(setgroups(0, nullptr) == 0 && setresgid(65534, 65534, 65534) == 0 &&
+                    setresuid(65534, 65534, 65534) == 0 && !Connects() && geteuid() == 65534);
     }));
 }
 
@@ -117,9 +107,9 @@ TEST_F(LibraryConnect, ComesBackWhereTheNameLeadsNoWay) {
     }
     WriteFile(varn::path::kGroup, groups);
     fs::permissions(root(), fs::perms(0755));
-    EXPECT_TRUE(!IsRoot() || InChild([] {
-        return VLIBSetEffective(kAlice, 100) == 0 && Connects() && geteuid() == kAlice &&
-               getegid() == 100;
+    EXPECT_TRUE(!IsRoot() || HoldsInChild([] {
+        EXPECT_TRUE(VLIBSetEffective(kAlice, 100) == 0 && Connects() && geteuid() == kAlice &&
+                    getegid() == 100);
     }));
 }
 

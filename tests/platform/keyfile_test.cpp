@@ -250,22 +250,6 @@ TEST_F(KeyFile, IsUntouchedByWhoMayNotWrite) {
     ExpectAlone();
 }
 
-TEST_F(KeyFile, IsNeverSeenHalfWritten) {
-    const std::string values[] = {std::string(20000, 'a'), std::string(50000, 'b')};
-    ASSERT_EQ(Set("key", values[0]), 0);
-    const pid_t writer = StartInChild([&] {
-        for (int turn = 0; turn < 100; ++turn) {
-            EXPECT_EQ(Set("key", values[turn % 2]), 0);
-        }
-    });
-    int status = 0;
-    while (waitpid(writer, &status, WNOHANG) == 0) {
-        const auto value = Get("key");
-        ASSERT_TRUE(value == values[0] || value == values[1]);
-    }
-    EXPECT_EQ(status, 0);
-}
-
 TEST_F(KeyFile, LosesNoKeyOfWritersAtTheSameTime) {
     constexpr int kWriters = 4;
     constexpr int kKeys = 20;
