@@ -250,29 +250,6 @@ TEST_F(KeyFile, IsUntouchedByWhoMayNotWrite) {
     ExpectAlone();
 }
 
-TEST_F(KeyFile, LosesNoKeyOfWritersAtTheSameTime) {
-    constexpr int kWriters = 4;
-    constexpr int kKeys = 20;
-    const auto name = [](int writer, int key) {
-        return std::to_string(writer) + "." + std::to_string(key);
-    };
-    std::vector<pid_t> writers;
-    for (int writer = 0; writer < kWriters; ++writer) {
-        writers.push_back(StartInChild([&] {
-            for (int key = 0; key < kKeys; ++key) {
-                EXPECT_EQ(Set(name(writer, key), "x"), 0);
-            }
-        }));
-    }
-    for (const pid_t writer : writers) {
-        EXPECT_TRUE(EndedWell(writer));
-    }
-    for (int number = 0; number < kWriters * kKeys; ++number) {
-        EXPECT_EQ(Get(name(number / kKeys, number % kKeys)), "x") << number;
-    }
-    ExpectAlone();
-}
-
 // ---- in a folder that others write to -----------------------------------------------------------
 
 class SharedKeyFile : public KeyFile {

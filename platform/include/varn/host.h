@@ -33,8 +33,9 @@ class [[nodiscard]] Outcome {
 // system paths, the accounts (root, Tonvale, admin, guest; the package account "Tonvale" takes the
 // ids of the host's account "Tonvale" or else, for root, of "postgres", and for anybody else those
 // of the process), the version file, the list of MIME types, the homes link, the package
-// configuration, the share "homes", and links to the host's picture converter, to the indexer and to the encoder; the
-// last two are looked for in `programDir`. Without a root (a real installation) it fails.
+// configuration, the share "homes", and links to the host's picture converter, to the indexer and
+// to the encoder; the last two are looked for in `programDir`. Without a root (a real installation)
+// it fails.
 VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 
 // Makes the first login of the web server where there are no logins yet: the account "admin" with a
