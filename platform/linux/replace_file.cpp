@@ -103,18 +103,20 @@ class TemporaryFile {
     }
 
     // A link takes no name that is in use. It gets another one first, the same for each writer of
-    // the file: what a process that was killed has left there goes with the next one.
+    // the file: what a process that was killed has left there goes with the next one. ENOENT: so did
+    // this file, with a writer at the same time; it cannot be linked a second time.
     bool LinkOver(const std::string &name) {
         const std::string own = "." + name + ".tmp";
         for (int tries = 0; tries < kMostTries; ++tries) {
             if (LinkTo(own)) {
                 name_ = own;
-                if (Rename(name, false) || errno != ENOENT) {
-                    return name_.empty();
+                const bool moved = Rename(name, false);
+                if (!moved && errno == ENOENT) {
+                    name_.clear();  // the name is the other writer's by now
                 }
-                name_.clear();
-            } else if (errno != EEXIST ||
-                       (unlinkat(folder_, own.c_str(), 0) != 0 && errno != ENOENT)) {
+                return moved;
+            }
+            if (errno != EEXIST || (unlinkat(folder_, own.c_str(), 0) != 0 && errno != ENOENT)) {
                 return false;
             }
         }
@@ -134,9 +136,17 @@ bool ReplaceFileAt(int base, const std::string &name, std::string_view text, mod
     if (!folder) {
         return false;
     }
-    TemporaryFile temporary(folder.Get());
-    return temporary.Fill(text, mode, owner) &&
-           temporary.MoveTo(name.substr(name.rfind('/') + 1), onlyNew) && SyncFolder(folder.Get());
+    const std::string last = name.substr(name.rfind('/') + 1);
+    for (int tries = 0; tries < kMostTries; ++tries) {
+        TemporaryFile temporary(folder.Get());
+        if (temporary.Fill(text, mode, owner) && temporary.MoveTo(last, onlyNew)) {
+            return SyncFolder(folder.Get());
+        }
+        if (errno != ENOENT) {
+            break;
+        }
+    }
+    return false;
 }
 
 bool ReplaceFile(const std::string &path, std::string_view text, mode_t mode,
