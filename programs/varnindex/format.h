@@ -1,41 +1,28 @@
-// The audio formats: which names are music, and how TagLib opens each of them.
+// What names tell: which files are music or lists, and which are passed over.
 #pragma once
 
-#include <taglib/tfile.h>
-#include <taglib/tiostream.h>
-
-#include <memory>
-#include <string>
 #include <string_view>
 
 namespace varnindex {
 
-// An opened file. `codec` is in lower case; "" when the format holds no codec that is known.
-struct OpenedFile {
-    std::unique_ptr<TagLib::File> file;
-    std::string codec;
-};
+// The container that files with the extension of a name have as a rule, in any case of letters; ""
+// when that is no music.
+std::string_view ContainerOfName(std::string_view name);
 
-struct Format {
-    std::string_view extension;  // lower case, without the dot
-    std::string_view container;
-    // Throws std::runtime_error for a file that would exhaust TagLib.
-    OpenedFile (*open)(TagLib::IOStream &stream);
-};
-
-// The format of a file name by its extension, in any case; null when that is no music.
-const Format *FormatOfName(std::string_view name);
-
-// True when FormatOfName knows the name.
 bool IsMusicName(std::string_view name);
 
 // True for the names of playlists (M3U, M3U8, PLS, WPL) and cue sheets, and of cue sheets alone.
 bool IsListName(std::string_view name);
 bool IsSheetName(std::string_view name);
 
-// True for names that are passed over wherever they are: those that begin with a dot, and the
-// folders of recycle bins and extended attributes.
+// True for names that are passed over wherever they are: those that begin with a dot, the folder of
+// extended attributes, and in any case of letters those that audio.conf lists under
+// "passed_over_names", parted by slashes. Where it has no such key these are "lost+found",
+// "$RECYCLE.BIN" and "System Volume Information". The list is read when it is asked for first.
 bool IsPassedOver(std::string_view name);
+
+// Reads that list again. Not while another thread asks.
+void ReadPassedOver();
 
 // The folder of extended attributes.
 inline constexpr std::string_view kAttributeFolder = "@eaDir";

@@ -18,6 +18,7 @@
 #include "format.h"
 #include "links.h"
 #include "names.h"
+#include "open_audio.h"
 #include "pictures.h"
 #include "sheets.h"
 #include "stream.h"
@@ -125,8 +126,8 @@ void PrintNames(const Song &song) {
     PrintSome("comment", song.comment);
 }
 
-void PrintPictures(TagLib::File &file) {
-    const auto pictures = ListPictures(file);
+void PrintPictures(const OpenedFile &opened) {
+    const auto pictures = ListPictures(opened);
     Print("pictures", std::to_string(pictures.size()));
     for (const Picture &picture : pictures) {
         const std::string kind = PictureExtension(picture.data);
@@ -137,8 +138,7 @@ void PrintPictures(TagLib::File &file) {
 }
 
 // What stands in the file's tags, before anything is made of it.
-void PrintTags(TagLib::File &file) {
-    const TagLib::PropertyMap tags = file.properties();
+void PrintTags(const TagLib::PropertyMap &tags) {
     for (const auto &[key, values] : tags) {
         for (const TagLib::String &value : values) {
             Print("tag " + Printable(key.to8Bit(true)), value.to8Bit(true));
@@ -230,9 +230,12 @@ int Inspect(const std::string &givenPath) {
     if (!stream) {
         return Skipped(problem);
     }
-    const OpenedFile opened = FormatOfName(path)->open(*stream);
-    PrintPictures(*opened.file);
-    PrintTags(*opened.file);
+    const OpenedFile opened = OpenAudio(path, *stream);
+    PrintPictures(opened);
+    PrintTags(opened.file->properties());
+    for (const auto &tag : opened.moreTags) {
+        PrintTags(PropertiesOf(tag.get()));
+    }
     return std::cout.flush().good() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

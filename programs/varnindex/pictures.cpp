@@ -177,8 +177,9 @@ bool BringInStep(const std::string &eaDir, const Picture *cover) {
 }  // namespace
 
 // Where TagLib merges two kinds of tags, the merged tag does not tell what stands in which.
-std::vector<Picture> ListPictures(TagLib::File &file) {
+std::vector<Picture> ListPictures(const OpenedFile &opened) {
     Pictures pictures;
+    TagLib::File &file = *opened.file;
     if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(&file)) {
         AddFrom(flac->pictureList(), pictures);
         AddFromTag(flac->xiphComment(), pictures);
@@ -199,6 +200,9 @@ std::vector<Picture> ListPictures(TagLib::File &file) {
     } else {
         AddFromTag(file.tag(), pictures);
     }
+    for (const auto &tag : opened.moreTags) {
+        AddFromTag(tag.get(), pictures);
+    }
     return pictures;
 }
 
@@ -206,9 +210,9 @@ std::string PictureExtension(const TagLib::ByteVector &data) {
     return std::string(tonvale_answers::FormatOfPicture({data.data(), data.size()}).extension);
 }
 
-int StorePictures(TagLib::File &file, const std::string &path, std::string &problem) {
+int StorePictures(const OpenedFile &opened, const std::string &path, std::string &problem) {
     problem.clear();
-    const Pictures pictures = ListPictures(file);
+    const Pictures pictures = ListPictures(opened);
     const Picture *const cover = Cover(pictures);
     std::array<char, PATH_MAX> eaDir;
     if (VARNEADirPath(path.c_str(), eaDir.data(), eaDir.size()) != 0) {

@@ -2,10 +2,11 @@
 #pragma once
 
 #include <taglib/tbytevector.h>
-#include <taglib/tfile.h>
 
 #include <string>
 #include <vector>
+
+#include "open_audio.h"
 
 namespace varnindex {
 
@@ -14,8 +15,8 @@ struct Picture {
     bool isFrontCover = false;
 };
 
-// The pictures in a file's tags, in their order.
-std::vector<Picture> ListPictures(TagLib::File &file);
+// The pictures in all of a file's tags, in their order.
+std::vector<Picture> ListPictures(const OpenedFile &opened);
 
 // The extension ("jpg", "png", "gif", "webp", "bmp") that a picture's first bytes speak for; "" for
 // anything else, a link in place of a picture for example.
@@ -28,6 +29,6 @@ std::string PictureExtension(const TagLib::ByteVector &data);
 // of unknown formats count, but are not extracted. When the folder cannot be read or written,
 // `problem` gets a text for a person; otherwise it becomes "".
 // Different files may be worked on by different threads at once.
-int StorePictures(TagLib::File &file, const std::string &path, std::string &problem);
+int StorePictures(const OpenedFile &opened, const std::string &path, std::string &problem);
 
 }  // namespace varnindex

@@ -40,6 +40,9 @@ class BoundedStream : public TagLib::IOStream {
     // At most 4096 bytes from anywhere, which no bound counts: for a few blocks of a file.
     TagLib::ByteVector BlockAt(long position, unsigned long length);
 
+    // Shows these bytes in place of those of the file. Before what is there is read.
+    void ShowInstead(long position, const TagLib::ByteVector &bytes);
+
     // From here on TagLib may search as far as in a stream that was just opened.
     void AllowSearch() { searched_ = 0; }
 
@@ -54,12 +57,18 @@ class BoundedStream : public TagLib::IOStream {
     TagLib::ByteVector ReadThroughWindow(unsigned long wanted);
     unsigned long ReadAt(long position, char *out, unsigned long wanted);
 
+    struct Shown {
+        long position;
+        TagLib::ByteVector bytes;
+    };
+
     Descriptor descriptor_;
     std::string path_;
     long length_;
     long position_ = 0;
     std::vector<char> window_;  // the file around the last small block
     long windowStart_ = 0;
+    std::vector<Shown> shown_;
     unsigned long searched_ = 0;  // bytes of small blocks
     unsigned long loaded_ = 0;    // bytes of the others
     bool cutShort_ = false;

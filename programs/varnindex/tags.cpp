@@ -13,10 +13,10 @@
 #include <limits>
 
 #include "cue.h"
-#include "dsd.h"
 #include "fingerprint.h"
 #include "format.h"
 #include "names.h"
+#include "open_audio.h"
 #include "pictures.h"
 #include "stream.h"
 
@@ -75,11 +75,12 @@ std::optional<float> Decimal(const std::string &text) {
 constexpr std::array kGainKeys = {"REPLAYGAIN_TRACK_GAIN", "REPLAYGAIN_TRACK_PEAK",
                                   "REPLAYGAIN_ALBUM_GAIN", "REPLAYGAIN_ALBUM_PEAK"};
 
-// TagLib's common names leave out the replay gain of these two formats.
-void AddUnnamedGain(TagLib::File &file, PropertyMap &tags) {
+// TagLib's common names leave out the replay gain of these two formats, and the date as ffmpeg names
+// it in ASF.
+void AddUnnamed(TagLib::File &file, PropertyMap &tags) {
     auto *const mp4 = dynamic_cast<TagLib::MP4::File *>(&file);
     auto *const asf = dynamic_cast<TagLib::ASF::File *>(&file);
-    for (const char *key : kGainKeys) {
+    const auto add = [&](const char *key) {
         if (mp4 != nullptr && mp4->tag() != nullptr) {
             const std::string name = "----:com.apple.iTunes:" + std::string(key);
             for (const auto &[item, value] : mp4->tag()->itemMap()) {
@@ -94,12 +95,45 @@ void AddUnnamedGain(TagLib::File &file, PropertyMap &tags) {
                 }
             }
         }
+    };
+    for (const char *key : kGainKeys) {
+        add(key);
     }
+    if (!tags.contains("DATE")) {
+        add("DATE");
+    }
+}
+
+// The tags of a file under their common names. What one tag leaves open may stand in the next.
+PropertyMap AllTags(const OpenedFile &opened) {
+    PropertyMap tags = opened.file->properties();
+    AddUnnamed(*opened.file, tags);
+    const auto fill = [&](const TagLib::Tag *tag) {
+        for (const auto &[key, values] : PropertiesOf(tag)) {
+            if (!tags.contains(key)) {
+                tags.insert(key, values);
+            }
+        }
+    };
+    fill(opened.file->tag());
+    for (const auto &tag : opened.moreTags) {
+        fill(tag.get());
+    }
+    return tags;
 }
 
 ReplayGain ReadGain(const PropertyMap &tags) {
     return {Decimal(First(tags, kGainKeys[0])), Decimal(First(tags, kGainKeys[1])),
             Decimal(First(tags, kGainKeys[2])), Decimal(First(tags, kGainKeys[3]))};
+}
+
+// ID3v2 has two genres without a number, which TagLib leaves as they are.
+std::vector<std::string> Genres(const PropertyMap &tags) {
+    std::vector<std::string> genres = Values(tags, "GENRE");
+    for (std::string &genre : genres) {
+        genre = genre == "RX" ? "Remix" : genre == "CR" ? "Cover" : genre;
+    }
+    return genres;
 }
 
 void ReadTags(const PropertyMap &tags, Song &song) {
@@ -111,9 +145,11 @@ void ReadTags(const PropertyMap &tags, Song &song) {
         song.albumArtist = song.albumArtist.empty() ? Name(tags, key) : song.albumArtist;
     }
     song.composer = Name(tags, "COMPOSER");
-    song.genres = CleanGenres(Values(tags, "GENRE"));
+    song.genres = CleanGenres(Genres(tags));
     song.comment = CleanComment(First(tags, "COMMENT"));
-    song.year = LeadingNumber(First(tags, "DATE").substr(0, 4));
+    for (const char *key : {"DATE", "RELEASEDATE", "ORIGINALDATE"}) {
+        song.year = song.year == 0 ? LeadingNumber(First(tags, key).substr(0, 4)) : song.year;
+    }
     song.track = LeadingNumber(First(tags, "TRACKNUMBER"));
     song.disc = LeadingNumber(First(tags, "DISCNUMBER"));
     song.gain = ReadGain(tags);
@@ -162,12 +198,12 @@ void ReadSortNames(const PropertyMap &tags, Song &song) {
     song.composerSort = SortTag(tags, "COMPOSERSORT", song.composer);
 }
 
-void ReadAudio(const TagLib::AudioProperties &audio, Song &song) {
-    constexpr int kMost = std::numeric_limits<int>::max();
-    song.duration = static_cast<float>(std::max(audio.lengthInMilliseconds(), 0)) / 1000.0F;
-    song.bitRate = std::clamp(audio.bitrate(), 0, kMost / 1000) * 1000;
-    song.sampleRate = std::max(audio.sampleRate(), 0);
-    song.channels = std::max(audio.channels(), 0);
+void ReadAudio(const Audio &audio, Song &song) {
+    constexpr std::int64_t kMost = std::numeric_limits<int>::max();
+    song.duration = static_cast<float>(audio.milliseconds) / 1000.0F;
+    song.bitRate = static_cast<int>(std::clamp(audio.bitRate, std::int64_t{0}, kMost));
+    song.sampleRate = audio.sampleRate;
+    song.channels = audio.channels;
 }
 
 // A sheet of absurd size is none.
@@ -179,41 +215,38 @@ std::string EmbeddedCue(const PropertyMap &tags) {
 // Not damaged for good: the disk fails, or somebody is at work on the file.
 constexpr const char kNotWhole[] = "cannot be read to its end";
 
-void ReadOpened(const Format &format, BoundedStream &stream, Pictures pictures, Song song,
-                ReadResult &result) {
-    const OpenedFile opened = format.open(stream);
-    const TagLib::AudioProperties *const audio =
-        opened.file->isValid() ? opened.file->audioProperties() : nullptr;
-    if (audio == nullptr || audio->sampleRate() <= 0 || audio->channels() <= 0) {
+std::string WhyNoSound(const OpenedFile &opened) {
+    return opened.isByContents ? "no sound is found in it, as if it were damaged; its format is " +
+                                     std::string(opened.container)
+                               : "its contents are no audio format that is known";
+}
+
+void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
+    const OpenedFile opened = OpenAudio(song.path, stream);
+    if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0) {
         result.isDamaged = !stream.HasFailed();
-        result.problem = result.isDamaged ? "not audio or damaged" : kNotWhole;
+        result.problem = result.isDamaged ? WhyNoSound(opened) : kNotWhole;
         return;
     }
-    ReadAudio(*audio, song);
-    // TagLib asks its own formats alone for more than whole seconds.
-    if (const auto *const dsd = dynamic_cast<const DsdFile *>(opened.file.get())) {
-        song.duration = static_cast<float>(dsd->Audio().milliseconds) / 1000.0F;
-    }
-    song.container = format.container;
+    ReadAudio(opened.audio, song);
+    song.container = opened.container;
     song.codec = opened.codec;
-    PropertyMap tags = opened.file->properties();
-    AddUnnamedGain(*opened.file, tags);
+    const PropertyMap tags = AllTags(opened);
     ReadTags(tags, song);
     if (opened.file->tag() != nullptr) {
         FillFromOtherTags(*opened.file->tag(), song);
     }
     FillFromPath(song);
     ReadSortNames(tags, song);
-    song.fingerprint = Fingerprint(*opened.file, stream);
+    song.fingerprint = Fingerprint(opened, stream);
     // Nor does a part of the tags take the place of what the library has of all of them.
     if (stream.HasFailed()) {
         result.problem = kNotWhole;
         return;
     }
     result.embeddedCue = EmbeddedCue(tags);
-    song.pictures = pictures == Pictures::kStore
-                        ? StorePictures(*opened.file, song.path, result.warning)
-                        : static_cast<int>(ListPictures(*opened.file).size());
+    song.pictures = pictures == Pictures::kStore ? StorePictures(opened, song.path, result.warning)
+                                                 : static_cast<int>(ListPictures(opened).size());
     if (stream.WasCutShort()) {
         result.warning = "its tags are too large to be read";
     }
@@ -235,8 +268,7 @@ void SilenceTagLib() {
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
                     Pictures pictures, const SeenFile &seen) {
     ReadResult result;
-    const Format *const format = FormatOfName(path);
-    if (format == nullptr) {
+    if (!IsMusicName(path)) {
         result.problem = "not the name of an audio file";
         return result;
     }
@@ -249,7 +281,7 @@ ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t mod
     song.size = size;
     song.modified = modified;
     try {
-        ReadOpened(*format, *stream, pictures, std::move(song), result);
+        ReadOpened(*stream, pictures, std::move(song), result);
     } catch (const std::exception &error) {  // sizes in a damaged tag can ask for absurd memory
         result.song.reset();
         result.problem = std::string("cannot be read: ") + error.what();

@@ -209,32 +209,32 @@ TEST(Cue, RefusesWithAReason) {
 
 // Each name stands alone in its sheet: often the performer is all that is not in English.
 TEST(Charset, OneNameTellsItsCodePage) {
+    const std::vector<std::string> western = {"Björk",
+                                              "Motörhead",
+                                              "Françoise Hardy",
+                                              "Où va la nuit",
+                                              "Für Elise",
+                                              "Beyoncé",
+                                              "Ágætis byrjun",
+                                              "João Gilberto",
+                                              "È la vita",
+                                              "Così fan tutte",
+                                              "Noël",
+                                              "Trentemøller",
+                                              "Måns",
+                                              "Ænima",
+                                              "El Niño",
+                                              "Une idée créée",
+                                              "Don’t Stop",
+                                              "Rock ’n’ Roll",
+                                              "“Heroes” – Live",
+                                              "© 1998",
+                                              "Hääyö",
+                                              "Jäääär",
+                                              "Größe",
+                                              "Noè, mon frère"};
     const std::vector<std::pair<const char *, std::vector<std::string>>> pages = {
-        {"CP1252",
-         {"Björk",
-          "Motörhead",
-          "Françoise Hardy",
-          "Où va la nuit",
-          "Für Elise",
-          "Beyoncé",
-          "Ágætis byrjun",
-          "João Gilberto",
-          "È la vita",
-          "Così fan tutte",
-          "Noël",
-          "Trentemøller",
-          "Måns",
-          "Ænima",
-          "El Niño",
-          "Une idée créée",
-          "Don’t Stop",
-          "Rock ’n’ Roll",
-          "“Heroes” – Live",
-          "© 1998",
-          "Hääyö",
-          "Jäääär",
-          "Größe",
-          "Noè, mon frère"}},
+        {"CP1252", western},
         {"CP1250",
          {"Antonín Dvořák", "Česká filharmonie", "Příliš žluťoučký kůň", "Łódź", "Miłość"}},
         {"CP1251", {"Кино", "ДДТ", "АКВАРИУМ", "Закрой за мной дверь, я ухожу", "Океан Ельзи"}},
@@ -273,7 +273,6 @@ TEST(Charset, TextIsUtf8WhateverComes) {
 Song ImageFile() {
     Song file;
     file.path = "/music/image.flac";
-    file.size = 1234;
     file.title = "whole file";
     file.titleSort = "whole file";
     file.artist = "The File";
@@ -285,7 +284,6 @@ Song ImageFile() {
     file.year = 2001;
     file.disc = 2;
     file.duration = 100.5F;
-    file.sampleRate = 44100;
     return file;
 }
 
@@ -304,10 +302,7 @@ TEST(Split, SongsTakeFromTheSheetAndThenFromTheFile) {
     EXPECT_EQ(bare[1].song.album, "File's album");
     EXPECT_EQ(bare[1].song.genres, std::vector<std::string>{"Jazz"});
     EXPECT_EQ(bare[1].song.comment + std::to_string(bare[1].song.year), "of the file2001");
-    EXPECT_EQ(bare[1].song.path, "/music/image.flac");
-    EXPECT_EQ(bare[1].sheetPath, "/music/i.cue");
     EXPECT_EQ(std::pair(bare[1].song.track, bare[1].song.disc), std::pair(2, 2));
-    EXPECT_EQ(std::pair(bare[1].song.size, bare[1].song.sampleRate), std::pair(1234L, 44100));
 
     const auto full = SplitSong(ImageFile(),
                                 *ParseCue("TITLE \"An Album\"\nPERFORMER \"The Band\"\nREM GENRE "
@@ -318,7 +313,6 @@ TEST(Split, SongsTakeFromTheSheetAndThenFromTheFile) {
                           .songs;
     ASSERT_EQ(full.size(), 3U);
     EXPECT_EQ(full[0].song.artist + '|' + full[0].song.artistSort, "The Band|Band");
-    EXPECT_EQ(full[1].song.artist, "A Guest");
     EXPECT_EQ(full[1].song.albumArtist + '|' + full[1].song.albumArtistSort, "The Band|Band");
     EXPECT_EQ(full[1].song.album + '|' + full[1].song.albumSort, "An Album|Album");
     EXPECT_EQ(full[1].song.genres, (std::vector<std::string>{"Rock", "Pop"}));

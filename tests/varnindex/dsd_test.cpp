@@ -133,8 +133,6 @@ TEST_F(DsdTest, DamagedHeadersAreNoTrap) {
         empty += Chunk("NONE", "");
     }
     EXPECT_NE(Read("empty.dff", empty).problem, "");
-    EXPECT_NE(Read("swapped.dsf", Dff(Chunk("DSD ", audio), "DSD ", "")).problem, "");
-    EXPECT_NE(Read("swapped.dff", Dsf(audio, "")).problem, "");
     std::mt19937 random(7);
     for (const auto &[name, whole] : {std::pair("a.dsf", Dsf(audio, Tag("One"))),
                                       {"a.dff", Dff(Chunk("DSD ", audio), "DSD ", Tag("One"))}}) {

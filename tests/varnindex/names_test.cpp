@@ -90,8 +90,4 @@ TEST(Names, Utf16WithBrokenPairsIsStillText) {
     EXPECT_EQ(Utf8FromUtf16(broken), "\uFFFDx\uFFFD\uFFFD");
 }
 
-TEST(Names, PathsOfWarningsArePrintable) {
-    EXPECT_EQ(Printable("/m/夜\xFF\n\xC2\x9B[1m"), "/m/夜\\xFF\\x0A\\xC2\\x9B[1m");
-}
-
 }  // namespace

@@ -22,8 +22,8 @@
 #include <sstream>
 
 #include "support/fixture.h"
-#include "varnindex/format.h"
 #include "varnindex/inspect.h"
+#include "varnindex/open_audio.h"
 #include "varnindex/samples.h"
 #include "varnindex/stream.h"
 #include "varnindex/tags.h"
@@ -32,18 +32,9 @@ namespace {
 
 namespace fs = std::filesystem;
 using TagLib::ByteVector;
+using tonvale_test::Ffmpeg;
 using tonvale_test::Samples;
 using Words = std::vector<std::string>;
-
-void Ffmpeg(Words words) {
-    words.insert(words.begin(), {"ffmpeg", "-nostdin", "-v", "error", "-y"});
-    std::vector<char *> argv;
-    for (std::string &word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
-    ASSERT_EQ(VLIBCExecv("/usr/bin/ffmpeg", argv.data(), 1), 0) << words.back();
-}
 
 class PicturesTest : public tonvale_test::SystemTest {
   protected:
@@ -103,8 +94,8 @@ class PicturesTest : public tonvale_test::SystemTest {
     static int Store(const fs::path &path, std::string &problem) {
         const auto stream = varnindex::OpenStream(path, {}, problem);
         EXPECT_TRUE(stream) << problem;
-        const auto opened = varnindex::FormatOfName(path.string())->open(*stream);
-        return varnindex::StorePictures(*opened.file, path, problem);
+        const auto opened = varnindex::OpenAudio(path.string(), *stream);
+        return varnindex::StorePictures(opened, path, problem);
     }
     static int Store(const fs::path &path) {
         std::string problem;
@@ -265,13 +256,13 @@ TEST_F(PicturesTest, WhatIsNoUsablePictureIsCountedOnly) {
     SetFrames(path, {useless[1][0], {Image("red.png")}});
     EXPECT_EQ(Store(path), 2);
     ExpectKept(path, "APIC.png", "red.png");
-    TagLib::MPEG::File file(path.c_str());
+    auto file = std::make_unique<TagLib::MPEG::File>(path.c_str());
     auto frame = std::make_unique<TagLib::ID3v2::AttachedPictureFrame>();
     frame->setPicture(huge);
-    file.ID3v2Tag()->removeFrames("APIC");
-    file.ID3v2Tag()->addFrame(frame.release());
+    file->ID3v2Tag()->removeFrames("APIC");
+    file->ID3v2Tag()->addFrame(frame.release());
     std::string problem;
-    EXPECT_EQ(varnindex::StorePictures(file, path, problem), 1);
+    EXPECT_EQ(varnindex::StorePictures({std::move(file), "", {}, {}}, path, problem), 1);
     EXPECT_EQ(problem, "");
     EXPECT_TRUE(Kept(path).empty()) << "the cover that is too large now";
 }
@@ -371,8 +362,8 @@ TEST_F(InspectTest, ShowsWhatIsReadAndWritesNothing) {
 TEST_F(InspectTest, TellsWhyAFileIsSkipped) {
     const fs::path good = Samples() / "tone.mp3";
     fs::create_directories(scratch() / "folder.mp3");
-    fs::create_directories(scratch() / "#recycle");
-    fs::copy_file(good, scratch() / "#recycle" / "a.mp3");
+    fs::create_directories(scratch() / "lost+found");
+    fs::copy_file(good, scratch() / "lost+found" / "a.mp3");
     fs::copy_file(good, scratch() / "song.txt");
     fs::copy_file(good, scratch() / "bad\xFF.mp3");
     std::ofstream(scratch() / "two\nlines.flac") << "fLaC and nothing else";
@@ -381,11 +372,11 @@ TEST_F(InspectTest, TellsWhyAFileIsSkipped) {
     for (const auto &[name, reason] : {std::pair("absent.mp3", "No such file"),
                                        {"folder.mp3", "a folder"},
                                        {"fifo.mp3", "not a regular file"},
-                                       {"#recycle/a.mp3", "#recycle"},
+                                       {"lost+found/a.mp3", "lost+found"},
                                        {"song.txt", "not the name of an audio file"},
                                        {"bad\xFF.mp3", "not UTF-8"},
                                        {"list.m3u", "a playlist"},
-                                       {"two\nlines.flac", "not audio or damaged"}}) {
+                                       {"two\nlines.flac", "no sound is found"}}) {
         const std::string text = Inspect(scratch() / name, 1);
         const std::string last = text.substr(text.rfind('\n', text.size() - 2) + 1);
         EXPECT_TRUE(last.starts_with("skipped: ")) << text;

@@ -79,15 +79,6 @@ TEST_F(ScanTest, AMountPointWithoutItsDiskKeepsItsSongs) {
            " playlists: added 1, changed 0, moved 0, removed 1, unchanged 0");
 }
 
-TEST_F(ScanTest, FullReadsEveryFileAgain) {
-    PutTagged("1.mp3", "Right");
-    Index();
-    Query("UPDATE track SET title = 'Wrong'");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    Expect(Index({"--full"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Value("SELECT title FROM track"), "Right");
-}
-
 TEST_F(ScanTest, HomesBelongToTheirUsers) {
     Put("shared.mp3");
     fs::copy_file(Samples() / "tone.flac", Home("alice") / "music/a.flac");
@@ -427,7 +418,7 @@ TEST_F(ScanTest, GivenPathsAreThoseOfTheIndexedFolders) {
 TEST_F(ScanTest, GivenPathsMeanWhatAScanOfEverythingMakesOfThem) {
     PutTagged("../disk/1.mp3", "First");
     PutTagged("real/2.mp3", "Second");
-    PutTagged("#recycle/3.mp3", "Third");
+    PutTagged("$Recycle.Bin/3.mp3", "Third");
     PutTagged("real/.4.mp3", "Fourth");
     for (const char *link : {"link1", "link2"}) {
         fs::create_directory_symlink(scratch() / "disk", Music() / link);
@@ -441,12 +432,12 @@ TEST_F(ScanTest, GivenPathsMeanWhatAScanOfEverythingMakesOfThem) {
                "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
         EXPECT_EQ(Query("SELECT id, path FROM track ORDER BY path"), whole) << path;
     }
-    for (const char *path : {"#recycle", "#recycle/3.mp3", "real/.4.mp3"}) {
+    for (const char *path : {"$Recycle.Bin", "$Recycle.Bin/3.mp3", "real/.4.mp3"}) {
         const Ended refused = Index({(Music() / path).string()});
         EXPECT_EQ(refused.status, 1);
         EXPECT_NE(refused.err.find("is passed over"), refused.err.npos) << refused.err;
     }
-    EXPECT_NE(Index({"inspect", (Music() / "#recycle/3.mp3").string()}).out.find("passed over"),
+    EXPECT_NE(Index({"inspect", (Music() / "$Recycle.Bin/3.mp3").string()}).out.find("passed over"),
               std::string::npos);
     // A mount point with a stray file in it, where a disk is registered.
     fs::rename(Music(), scratch() / "away");
@@ -458,6 +449,13 @@ TEST_F(ScanTest, GivenPathsMeanWhatAScanOfEverythingMakesOfThem) {
               unmounted.err.npos)
         << unmounted.err;
     EXPECT_EQ(Query("SELECT id, path FROM track ORDER BY path"), whole);
+    // The list of what is passed over is the administrator's.
+    fs::remove_all(Music());
+    fs::rename(scratch() / "away", Music());
+    ASSERT_EQ(VARNAudioConfSet("passed_over_names", "Notes/REAL"), 0);
+    Expect(Index(), 0, "added 1, changed 0, moved 1, removed 0, unchanged 1, failed 0");
+    EXPECT_EQ(Value("SELECT string_agg(title, ' ' ORDER BY path) FROM track"),
+              "Third First Second");
 }
 
 TEST(Folders, OwnersAndWhatToWalk) {

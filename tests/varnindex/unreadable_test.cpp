@@ -69,7 +69,7 @@ TEST_F(UnreadableTest, TheyAreReadAgainWhenTheyChangeOrAreAskedFor) {
     std::ofstream(two) << junk;
     const Ended first = Index();
     Expect(first, 0, Summary(1, 0, 0, 2));
-    EXPECT_TRUE(Says(first, "2.mp3: not audio or damaged\n")) << first.err;
+    EXPECT_TRUE(Says(first, "2.mp3: its contents are no audio")) << first.err;
     EXPECT_EQ(Remembered(), "2");
 
     MendUnnoticed(one, song);
@@ -87,7 +87,7 @@ TEST_F(UnreadableTest, TheyAreReadAgainWhenTheyChangeOrAreAskedFor) {
     std::ofstream(two) << "changed";
     const Ended changed = Index();
     Expect(changed, 0, Summary(0, 0, 1, 2));
-    EXPECT_TRUE(Says(changed, "2.mp3: not audio")) << changed.err;
+    EXPECT_TRUE(Says(changed, "2.mp3: its contents are no")) << changed.err;
     Expect(Index(), 0, Summary(0, 0, 1, 2));
     EXPECT_EQ(Value("SELECT count(*) FROM track"), "2");
     std::ofstream(two, std::ios::binary) << song;

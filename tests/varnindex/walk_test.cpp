@@ -206,7 +206,7 @@ TEST_F(WalkTest, LinksOutOfAHomeReachOnlyWhatItsOwnerOwns) {
 }
 
 TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {
-    Make({"m/ok.mp3", "m/.hidden.mp3", "m/.git/1.mp3", "m/@eaDir/1.mp3", "m/#recycle/1.mp3",
+    Make({"m/ok.mp3", "m/.hidden.mp3", "m/.git/1.mp3", "m/@eaDir/1.mp3", "m/lost+found/1.mp3",
           "m/notes.txt", "m/folder.mp3/notes.txt"});
     ASSERT_EQ(mkfifo((scratch() / "m/pipe.mp3").c_str(), 0600), 0);
     fs::create_symlink("/dev/zero", scratch() / "m/zero.mp3");

@@ -224,7 +224,7 @@ TEST_F(WatchTest, WhatTheLibraryDoesNotHoldIsNotAskedFor) {
     Start();
     Write(Music() / "@eaDir" / "song.mp3" / "APIC.jpg");
     Write(Music() / ".hidden.mp3");
-    Write(Music() / "#recycle" / "song.mp3");
+    Write(Music() / "$Recycle.Bin" / "song.mp3");
     Write(Music() / "notes.txt");
     Write(Music() / "last.mp3");
     EXPECT_TRUE(Asks(Music() / "last.mp3"));

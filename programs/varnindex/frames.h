@@ -1,0 +1,38 @@
+// Sound in frames without a table of them: MPEG audio (ISO/IEC 11172-3 and 13818-3) and AAC in the
+// transport stream ADTS (ISO/IEC 13818-7, 6.2).
+#pragma once
+
+#include <functional>
+#include <optional>
+
+#include "audio.h"
+#include "stream.h"
+
+namespace varnindex {
+
+struct Frame {
+    long length = 0;  // bytes
+    int samples = 0;
+    int sampleRate = 0;
+    int channels = 0;
+    int bitRate = 0;  // bits per second
+};
+
+// The frame whose header stands at an offset of a file; none where there is no header.
+using FrameAt = std::function<std::optional<Frame>(long position)>;
+
+// Frames of a stream, which outlives what is returned.
+FrameAt MpegFramesOf(BoundedStream &stream);
+FrameAt AdtsFramesOf(BoundedStream &stream);
+
+// True where a frame begins that another one follows.
+bool AreFramesAt(const FrameAt &frameAt, long position);
+
+// Counts the frames of a range, past tags and junk between them: reads all of the file. Zeros where
+// there are none.
+Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt);
+
+// False when the bit rate changes, as far as a look at the places tells that the fingerprint reads.
+bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameAt);
+
+}  // namespace varnindex
