@@ -23,8 +23,9 @@ namespace varnindex {
 // What there is no trace of elsewhere of a folder that is there with nothing in it.
 struct EmptiedFolder {
     std::size_t songs = 0;
-    std::size_t lists = 0;
-    bool isBack = false;  // something is in it again
+    std::size_t lists = 0;   // playlists and cue sheets
+    std::size_t sheets = 0;  // the cue sheets of these
+    bool isBack = false;     // something is in it again
 };
 
 // A file that was moved has the owner, size and audio of a row whose own file is gone. Of several such

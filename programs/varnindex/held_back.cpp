@@ -12,11 +12,11 @@ namespace {
 std::string StayText(Kept rows) {
     const std::string stay = " stay in the library: ";
     if (rows.songs > 0 && rows.lists > 0) {
-        return "songs and playlists" + stay + std::to_string(rows.songs) + " and " +
+        return "songs, playlists and cue sheets" + stay + std::to_string(rows.songs) + " and " +
                std::to_string(rows.lists);
     }
     return rows.songs > 0   ? "songs" + stay + std::to_string(rows.songs)
-           : rows.lists > 0 ? "playlists" + stay + std::to_string(rows.lists)
+           : rows.lists > 0 ? "playlists and cue sheets" + stay + std::to_string(rows.lists)
                             : "";
 }
 
@@ -44,8 +44,8 @@ void HeldBack::Hold(const Found &gap, Kept rows) {
                    StayText(rows));
 }
 
-std::size_t HeldBack::SettleEmptied(const std::vector<EmptiedFolder> &left) {
-    std::size_t removedLists = 0;
+void HeldBack::SettleEmptied(const std::vector<EmptiedFolder> &left, ListCounts &playlists,
+                             ListCounts &sheets) {
     for (std::size_t i = 0; i < left.size(); ++i) {
         const auto &[folder, rows] = emptied_[i];
         const bool isLeft = left[i].songs > 0 || (rows.songs == 0 && left[i].lists > 0);
@@ -59,10 +59,10 @@ std::size_t HeldBack::SettleEmptied(const std::vector<EmptiedFolder> &left) {
             places_.Keep(
                 folder.path);  // the next scan finds no songs there, and looks at the lists
         } else {
-            removedLists += left[i].lists;
+            playlists.removed += left[i].lists - left[i].sheets;
+            sheets.removed += left[i].sheets;
         }
     }
-    return removedLists;
 }
 
 // Rows of a gap have a warning of their own.

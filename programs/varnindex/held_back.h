@@ -6,6 +6,7 @@
 
 #include "folders.h"
 #include "gone.h"
+#include "lists.h"
 #include "merge.h"
 #include "places.h"
 #include "reporter.h"
@@ -35,9 +36,10 @@ class HeldBack {
     void AddTracks(const std::string &songPath);
 
     // `left` of each emptied folder has not been found elsewhere. Where all songs have been, its
-    // other lists have been thrown away: returns how many lists that are. What has something in it
-    // again was not emptied, and stays for the next scan to look at.
-    std::size_t SettleEmptied(const std::vector<EmptiedFolder> &left);
+    // other lists have been thrown away, which is counted. What has something in it again was not
+    // emptied, and stays for the next scan to look at.
+    void SettleEmptied(const std::vector<EmptiedFolder> &left, ListCounts &playlists,
+                       ListCounts &sheets);
 
     bool Any() const { return any_; }
 

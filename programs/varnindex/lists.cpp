@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "descriptor.h"
+#include "format.h"
 #include "hash.h"
 #include "moved_lists.h"
 
@@ -32,13 +33,24 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
     return Hasher().Add(text).Add(static_cast<std::int64_t>(info.st_size)).Value();
 }
 
+// Notes a list that stays without a file with the folder that was emptied.
+void CountLeft(EmptiedFolder &folder, const std::string &path) {
+    ++folder.lists;
+    folder.sheets += IsSheetName(path) ? 1 : 0;
+}
+
 std::optional<std::size_t> NumberOrNone(std::int64_t number) {
     return number < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(number));
 }
 
 }  // namespace
 
+ListCounts &Lists::CountsOf(const std::string &path) {
+    return IsSheetName(path) ? sheets_ : playlists_;
+}
+
 void Lists::Found(const Work &work) {
+    ListCounts &counts = CountsOf(work.path);
     const bool isNew = work.known.id == 0;
     const bool isSame = !isNew && work.known.modified == work.modified;
     const std::int64_t contents =
@@ -50,15 +62,15 @@ void Lists::Found(const Work &work) {
         }
     }
     if (isNew) {
-        ++counts_.added;
+        ++counts.added;
         if (reporter_.ListsChanges()) {
             added_.insert(work.path);
         }
     } else if (!isSame) {
         reporter_.Tell("changed", work.path);
-        ++counts_.changed;
+        ++counts.changed;
     } else {
-        ++counts_.unchanged;
+        ++counts.unchanged;
     }
 }
 
@@ -89,9 +101,9 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
         const auto folder = NumberOrNone(rows.Number(row, "emptied"));
         if (folder) {
             emptied.at(*folder).isBack = true;
-            ++emptied.at(*folder).lists;
+            CountLeft(emptied.at(*folder), list.path);
         } else {
-            ++counts_.unchanged;
+            ++CountsOf(list.path).unchanged;
             places_.KeepList(list.id);
         }
         back.push_back(list.id);
@@ -105,8 +117,8 @@ void Lists::SettleMoved() {
         reporter_.Tell("moved to", list.to);
         added_.erase(list.to);
         moved.push_back(list.id);
-        --counts_.added;
-        ++counts_.moved;
+        --CountsOf(list.to).added;
+        ++CountsOf(list.to).moved;
     }
     places_.ForgetGoneLists(moved);
     for (const std::string &path : added_) {
@@ -118,10 +130,10 @@ void Lists::SettleLeft(std::vector<EmptiedFolder> &emptied) {
     const Rows rows = places_.GoneLists();
     for (int row = 0; row < rows.Count(); ++row) {
         if (const auto folder = NumberOrNone(rows.Number(row, "emptied"))) {
-            ++emptied.at(*folder).lists;
+            CountLeft(emptied.at(*folder), rows.Field(row, "path"));
         } else {
             reporter_.Tell("removed", rows.Field(row, "path"));
-            ++counts_.removed;
+            ++CountsOf(rows.Field(row, "path")).removed;
         }
     }
 }

@@ -25,7 +25,8 @@ struct ListCounts {
     std::size_t removed = 0;
     std::size_t unchanged = 0;
 
-    bool Any() const { return added + changed + moved + removed + unchanged > 0; }
+    bool AnyChange() const { return added + changed + moved + removed > 0; }
+    bool Any() const { return AnyChange() || unchanged > 0; }
 };
 
 class Lists {
@@ -43,18 +44,21 @@ class Lists {
     // lists of each emptied folder stay without a file. Throws DatabaseError.
     void Settle(std::vector<EmptiedFolder> &emptied);
 
-    const ListCounts &Counts() const { return counts_; }
+    const ListCounts &Playlists() const { return playlists_; }
+    const ListCounts &Sheets() const { return sheets_; }
 
   private:
     void SettleMoved();
     void SettleThoseBack(std::vector<EmptiedFolder> &emptied);
     void SettleLeft(std::vector<EmptiedFolder> &emptied);
+    ListCounts &CountsOf(const std::string &path);
 
     Database &database_;
     Places &places_;
     SecondLook &secondLook_;
     Reporter &reporter_;
-    ListCounts counts_;
+    ListCounts playlists_;
+    ListCounts sheets_;
     std::set<std::string> added_;  // while the changes are listed
 };
 

@@ -57,10 +57,13 @@ bool PrintSummary(const Counts &counts) {
     std::cout << "added " << counts.added << ", changed " << counts.changed << ", moved "
               << counts.moved << ", removed " << counts.removed << ", unchanged "
               << counts.unchanged << ", failed " << counts.failed;
-    if (const varnindex::ListCounts &lists = counts.lists; lists.Any()) {
-        std::cout << "; playlists: added " << lists.added << ", changed " << lists.changed
-                  << ", moved " << lists.moved << ", removed " << lists.removed << ", unchanged "
-                  << lists.unchanged;
+    for (const auto &[name, lists] :
+         {std::pair("playlists", counts.playlists), std::pair("cue sheets", counts.sheets)}) {
+        if (lists.Any()) {
+            std::cout << "; " << name << ": added " << lists.added << ", changed " << lists.changed
+                      << ", moved " << lists.moved << ", removed " << lists.removed
+                      << ", unchanged " << lists.unchanged;
+        }
     }
     std::cout << std::endl;
     return std::cout.good();
@@ -154,6 +157,7 @@ int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter
 // it.
 int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     const auto withDatabase = [&reporter](const auto &job) {
+        varnindex::ReadPassedOver();
         const Folders folders = Folders::Configured();
         if (folders.Empty()) {
             return varnindex::JobResult::kNothingIndexed;
@@ -174,12 +178,17 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     later.full = false;
     later.purge = false;
     bool isFirst = true;
+    const auto tell = [](const Counts &counts) {
+        if (counts.TellsSomething()) {
+            PrintSummary(counts);
+        }
+    };
     varnindex::WatchJobs jobs;
     jobs.folders = [] { return Folders::Configured().Roots(); };
     jobs.wanted = varnindex::IsIndexedName;
     jobs.indexPaths = [&](const std::vector<std::string> &paths) {
         return withDatabase([&](varnindex::Database &database, const Folders &folders) {
-            IndexPaths(database, folders, paths, later, reporter);
+            tell(IndexPaths(database, folders, paths, later, reporter));
         });
     };
     jobs.indexAll = [&] {
@@ -187,9 +196,7 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
             const varnindex::ScanOptions options = isFirst ? first : later;
             first.purge = false;  // should it not come to its end: who knows when the next does
             const Counts counts = IndexLibrary(database, folders, options, reporter);
-            if (std::exchange(isFirst, false)) {
-                PrintSummary(counts);
-            }
+            std::exchange(isFirst, false) ? void(PrintSummary(counts)) : tell(counts);
         });
     };
     return Watch(jobs);

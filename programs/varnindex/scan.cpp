@@ -129,8 +129,9 @@ Counts Scan::Run() {
     }
     auto emptied = gone_.LeftOfEmptied(heldBack_.NextEmptied());
     lists_.Settle(emptied);
-    counts_.lists = lists_.Counts();
-    counts_.lists.removed += heldBack_.SettleEmptied(emptied);
+    counts_.playlists = lists_.Playlists();
+    counts_.sheets = lists_.Sheets();
+    heldBack_.SettleEmptied(emptied, counts_.playlists, counts_.sheets);
     store_.Flush();
     StopIfAsked(options_.isStopped);
     RemoveLeft();

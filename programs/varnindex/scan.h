@@ -21,9 +21,16 @@ struct Counts {
     std::size_t removed = 0;
     std::size_t unchanged = 0;
     std::size_t failed = 0;  // damaged files, and names that the library cannot hold
-    ListCounts lists;
+    ListCounts playlists;
+    ListCounts sheets;  // cue sheets
     // True when a folder could not be looked at, and its songs were kept as they are.
     bool heldBack = false;
+
+    // True when the scan has changed the library, or found what it should tell of.
+    bool TellsSomething() const {
+        return added + changed + moved + removed + failed > 0 || playlists.AnyChange() ||
+               sheets.AnyChange();
+    }
 };
 
 struct ScanOptions {

@@ -78,8 +78,8 @@ TEST_F(ListsTest, ListsAreCountedAndKeptLikeSongs) {
         const Ended away = Index();
         Expect(away, 1, songs);
         for (const char *word :
-             {"lists/: the folder is empty; its playlists stay in the library: 1",
-              "c.pls: No such file or directory; its playlists stay"}) {
+             {"lists/: the folder is empty; its playlists and cue sheets stay in the library: 1",
+              "c.pls: No such file or directory; its playlists and cue sheets stay"}) {
             EXPECT_NE(away.err.find(word), away.err.npos) << away.err;
         }
         EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
@@ -104,9 +104,13 @@ TEST_F(ListsTest, ListsAreCountedAndKeptLikeSongs) {
            "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0;"
            " playlists: added 0, changed 0, moved 1, removed 0, unchanged 1");
     Write("here/2.m3u", "#EXTM3U\n2.flac\n");
+    Write("here/none.cue", "");
     Expect(Index(), 0,
            "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0;"
-           " playlists: added 0, changed 1, moved 0, removed 0, unchanged 1");
+           " playlists: added 0, changed 1, moved 0, removed 0, unchanged 1;"
+           " cue sheets: added 1, changed 0, moved 0, removed 0, unchanged 0");
+    fs::rename(Music() / "here/none.cue", Music() / "here/more.cue");
+    EXPECT_NE(Index().out.find("cue sheets: added 0, changed 0, moved 1,"), std::string::npos);
 }
 
 // The library has deleted one of them since its folder was looked at.
