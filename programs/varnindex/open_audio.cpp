@@ -252,7 +252,7 @@ OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
                                                          : "",
                              stream);
     Audio &audio = opened.audio;
-    if (opened.codec.empty() || atoms.areFragments) {
+    if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments)) {
         const Mp4Sound sound = ReadMp4Sound(stream);
         opened.codec = opened.codec.empty() ? sound.codec : opened.codec;
         audio.sampleRate = audio.sampleRate > 0 ? audio.sampleRate : sound.audio.sampleRate;

@@ -223,7 +223,8 @@ std::string WhyNoSound(const OpenedFile &opened) {
 
 void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
     const OpenedFile opened = OpenAudio(song.path, stream);
-    if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0) {
+    // TagLib answers no question about tags of a file that it takes for invalid.
+    if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0 || !opened.file->isValid()) {
         result.isDamaged = !stream.HasFailed();
         result.problem = result.isDamaged ? WhyNoSound(opened) : kNotWhole;
         return;

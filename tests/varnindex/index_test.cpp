@@ -61,6 +61,8 @@ TEST_F(IndexTest, TheSecondRunChangesNothing) {
     const timespec odd[2] = {{0, 0}, {-1, 999'999'999}};
     ASSERT_EQ(utimensat(AT_FDCWD, (Music() / "a/tone.ogg").c_str(), odd, 0), 0);
     Expect(Index(), 0, "added 5, changed 0, moved 0, removed 0, unchanged 0, failed 0");
+    EXPECT_EQ(Value("SELECT mdate FROM track WHERE path LIKE '%.ogg'"),
+              "1969-12-31 23:59:59.999999");
     const Rows before = Everything();
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 5, failed 0");
     EXPECT_EQ(Everything(), before);

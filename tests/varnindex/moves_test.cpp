@@ -20,23 +20,6 @@ using tonvale_test::Ended;
 using tonvale_test::Samples;
 using MovesTest = tonvale_test::ScanTest;
 
-TEST_F(MovesTest, MovedSongsKeepTheirRows) {
-    PutTagged("a/1.mp3", "First", "Rock");
-    PutTagged("a/2.mp3", "Second", "Rock");
-    PutTagged("b/3.mp3", "Third of another length", "Jazz");
-    Index();
-    Rate("true", 4);
-    const Rows before = Query("SELECT title, id, date FROM track ORDER BY title");
-    fs::rename(Music() / "a", Music() / "c");                    // a folder
-    fs::rename(Music() / "b/3.mp3", Music() / "b/renamed.mp3");  // a file
-    Expect(Index(), 0, "added 0, changed 0, moved 3, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Query("SELECT title, id, date FROM track ORDER BY title"), before);
-    EXPECT_EQ(Ratings(),
-              (Rows{{"b/renamed.mp3", "0", "4"}, {"c/1.mp3", "0", "4"}, {"c/2.mp3", "0", "4"}}));
-    EXPECT_EQ(SideRows(), "12");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 3, failed 0");
-}
-
 TEST_F(MovesTest, EqualFilesArePairedByNameThenByOrder) {
     for (const char *name : {"x/a.mp3", "x/b.mp3", "x/c.mp3"}) {
         PutTagged(name, "Same", "Rock");

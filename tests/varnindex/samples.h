@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "support/environment.h"
@@ -41,23 +40,19 @@ inline void MakeTone(const std::filesystem::path &path, const std::string &encod
     Ffmpeg(words);
 }
 
-// The folder of the samples: tone.EXT in eleven formats, alac.m4a, fragments.m4a and plain.mp3 without tags.
+// The folder of the samples: tone.EXT in eleven formats, alac.m4a, fragments.m4a, and plain.mp3
+// without tags.
 inline const std::filesystem::path &Samples() {
     static const std::filesystem::path folder = [] {
         const auto path = Environment::Folder() / "samples";
         std::filesystem::create_directory(path);
-        for (const auto &[name, encoder] : {std::pair("tone.mp3", "libmp3lame"),
-                                            {"tone.flac", "flac"},
-                                            {"tone.ogg", "libvorbis"},
-                                            {"tone.opus", "libopus"},
-                                            {"tone.m4a", "aac"},
-                                            {"tone.wav", "pcm_s16le"},
-                                            {"tone.wma", "wmav2"},
-                                            {"tone.wv", "wavpack"},
-                                            {"tone.mka", "libvorbis"},
-                                            {"alac.m4a", "alac"}}) {
-            MakeTone(path / name, encoder, true);
+        for (const std::string kind :
+             {"mp3 libmp3lame", "flac flac", "ogg libvorbis", "opus libopus", "m4a aac",
+              "wav pcm_s16le", "wma wmav2", "wv wavpack", "mka libvorbis"}) {
+            const std::size_t blank = kind.find(' ');
+            MakeTone(path / ("tone." + kind.substr(0, blank)), kind.substr(blank + 1), true);
         }
+        MakeTone(path / "alac.m4a", "alac", true);
         // AIFF keeps its tags in an ID3 chunk when asked to.
         MakeTone(path / "tone.aiff", "pcm_s16be", true, {"-write_id3v2", "1"});
         MakeTone(path / "tone.aac", "aac", true, {"-write_id3v2", "1"});

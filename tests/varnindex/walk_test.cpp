@@ -74,18 +74,6 @@ TEST_F(WalkTest, FoldersOfAListAreTakenOnce) {
     EXPECT_EQ(OrderedFolders({"x"}), (Names{(fs::current_path() / "x").string()}));
 }
 
-TEST_F(WalkTest, FilesCarryTheirSizeAndTime) {
-    Make({"m/a.mp3"});
-    const timespec times[2] = {{0, 0}, {-2, 1'234'567}};
-    ASSERT_EQ(utimensat(AT_FDCWD, (scratch() / "m/a.mp3").c_str(), times, 0), 0);
-    Walk walk({(scratch() / "m").string()}, IsMp3);
-    const auto found = walk.Next();
-    ASSERT_TRUE(found);
-    EXPECT_EQ(found->size, 7);
-    EXPECT_EQ(found->modified, -2'000'000 + 1234);
-    EXPECT_FALSE(walk.Next());
-}
-
 TEST_F(WalkTest, LinksAreFollowedButNotInCircles) {
     Make({"m/a/1.mp3", "other/2.mp3"});
     fs::create_symlink("..", scratch() / "m/a/up");
