@@ -23,8 +23,8 @@ void AddFrontId3(TagLib::File &file, BoundedStream &stream, std::size_t known, T
 // The APE tag at the end, which may stand before an ID3v1 tag.
 void AddEndApe(TagLib::File &file, BoundedStream &stream, Tags &tags);
 
-// All of a tag under its common names: TagLib tells them by a file alone, and for its own classes of
-// files. Nothing for a kind of tag that only those have, or null.
+// All of a tag under its common names, which TagLib tells for its own classes of files alone. Nothing
+// for null, and for a kind of tag that only those have.
 TagLib::PropertyMap PropertiesOf(const TagLib::Tag *tag);
 
 }  // namespace varnindex

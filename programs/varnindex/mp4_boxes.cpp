@@ -39,8 +39,8 @@ std::uint32_t Flags(BoundedStream &stream, const Box &box) {
     return Number(stream, box.begin) & 0xFFFFFF;
 }
 
-// Calls `use` with each box between two offsets, until it says false. A box that claims to be longer
-// than what it stands in ends there.
+// Calls `use` with each box between two offsets, until it says false. A box that claims to be
+// longer than what it stands in ends there.
 template <typename Use>
 void ForEachBox(BoundedStream &stream, long begin, long end, const Use &use) {
     for (int i = 0; i < kMostBoxes && begin + 8 <= end; ++i) {

@@ -1,5 +1,5 @@
-// The sizes in WAV (RIFF, RF64 of EBU Tech 3306) and AIFF files. Programs that record, or write to a
-// pipe, cannot go back to fill them in; and what is cut off leaves them too large.
+// The sizes in WAV (RIFF, RF64 of EBU Tech 3306) and AIFF files. Programs that record, or write to
+// a pipe, do not go back to fill them in. In a file that was cut off they are too large.
 #pragma once
 
 #include <cstdint>

@@ -75,8 +75,8 @@ std::optional<float> Decimal(const std::string &text) {
 constexpr std::array kGainKeys = {"REPLAYGAIN_TRACK_GAIN", "REPLAYGAIN_TRACK_PEAK",
                                   "REPLAYGAIN_ALBUM_GAIN", "REPLAYGAIN_ALBUM_PEAK"};
 
-// TagLib's common names leave out the replay gain of these two formats, and the date as ffmpeg names
-// it in ASF.
+// TagLib's common names leave out the replay gain of these two formats, and the date as ffmpeg
+// names it in ASF.
 void AddUnnamed(TagLib::File &file, PropertyMap &tags) {
     auto *const mp4 = dynamic_cast<TagLib::MP4::File *>(&file);
     auto *const asf = dynamic_cast<TagLib::ASF::File *>(&file);

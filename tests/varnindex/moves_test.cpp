@@ -51,17 +51,6 @@ TEST_F(MovesTest, ADamagedFileAtTheOldNameKeepsNoRowOfTheRenamedSong) {
     EXPECT_EQ(Value("SELECT count(*) FROM track"), "2");
 }
 
-TEST_F(MovesTest, OneRowGoesToOneFile) {
-    PutTagged("a.mp3", "Same", "Rock");
-    Index();
-    Rate("true", 5);
-    fs::rename(Music() / "a.mp3", Music() / "b.mp3");
-    fs::copy_file(Music() / "b.mp3", Music() / "c.mp3");
-    PutTagged("d.mp3", "Sama", "Rock");  // the same size and audio, but other tags: it is third
-    Expect(Index(), 0, "added 2, changed 0, moved 1, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Ratings(), (Rows{{"b.mp3", "0", "5"}}));
-}
-
 TEST_F(MovesTest, AMoveIsFoundBetweenGivenPaths) {
     PutTagged("a/1.mp3", "First");
     PutTagged("b/2.mp3", "Second");

@@ -2,9 +2,7 @@
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/socket.h>
 #include <sys/stat.h>
-#include <sys/un.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -199,13 +197,6 @@ TEST_F(WalkTest, OnlyVisibleRegularFilesAreFound) {
     ASSERT_EQ(mkfifo((scratch() / "m/pipe.mp3").c_str(), 0600), 0);
     fs::create_symlink("/dev/zero", scratch() / "m/zero.mp3");
     fs::create_symlink("pipe.mp3", scratch() / "m/to-pipe.mp3");
-    sockaddr_un address{AF_UNIX, {}};
-    const std::string path = (scratch() / "m/socket.mp3").string();
-    ASSERT_LT(path.size(), sizeof address.sun_path);
-    path.copy(address.sun_path, path.size());
-    const int fd = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    EXPECT_EQ(bind(fd, reinterpret_cast<sockaddr *>(&address), sizeof address), 0);
-    close(fd);
     EXPECT_EQ(Finds({"m"}, Kind::kFile), Names{"m/ok.mp3"});
 }
 
