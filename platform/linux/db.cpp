@@ -42,6 +42,22 @@ std::string &ConnectError() {
     return text;
 }
 
+VARNDB_TROUBLE &LastTrouble() {
+    static VARNDB_TROUBLE trouble = VARNDB_NO_TROUBLE;
+    return trouble;
+}
+
+// Notes when a failure is none of the statement's own. `result` may be null.
+void NoteTrouble(const PGconn *connection, const PGresult *result) {
+    const char *const found = Pq().resultErrorField(result, PG_DIAG_SQLSTATE);
+    const std::string_view state = found != nullptr ? found : "";
+    if (state == "57014" || state == "55P03") {  // query_canceled, lock_not_available
+        LastTrouble() = VARNDB_CANCELLED;
+    } else if (Pq().status(connection) != CONNECTION_OK) {
+        LastTrouble() = VARNDB_UNREACHABLE;
+    }
+}
+
 std::string WithoutLineBreak(const char *text) {
     std::string line = text != nullptr ? text : "";
     line.erase(line.find_last_not_of("\r\n") + 1);
@@ -58,12 +74,14 @@ struct DBConnect_tag {
     PgConnection pg;
     std::string error;
 
-    // Keeps the words of the failure that just happened.
-    int Fail(const char *file = __builtin_FILE(), int line = __builtin_LINE()) {
+    // Keeps the words of the failure that just happened, with the result that tells of it.
+    int Fail(const PGresult *result = nullptr, const char *file = __builtin_FILE(),
+             int line = __builtin_LINE()) {
         error = WithoutLineBreak(Pq().errorMessage(pg.get()));
         if (error.empty()) {  // the server had nothing against it, but this is not the call for it
             error = "a statement that is empty, or that sends or fetches rows by COPY";
         }
+        NoteTrouble(pg.get(), result);
         SetError(VLIB_ERR_DATABASE, file, line);
         return -1;
     }
@@ -182,7 +200,7 @@ int Execute(DBConnect_tag &conn, const char *sql, VARNDB_RESULT **result) {
     PgResult rows(Pq().exec(conn.pg.get(), sql));
     const ExecStatusType status = Pq().resultStatus(rows.get());
     if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
-        return conn.Fail();
+        return conn.Fail(rows.get());
     }
     const int affected = AffectedRows(rows.get());
     if (result != nullptr) {
@@ -201,7 +219,7 @@ long long FinishCopy(DBConnect_tag &conn) {
             stored = std::strtoll(Pq().cmdTuples(result.get()), nullptr, 10);
         } else {
             good = false;
-            conn.Fail();
+            conn.Fail(result.get());
         }
     }
     return good ? stored : -1;
@@ -210,7 +228,7 @@ long long FinishCopy(DBConnect_tag &conn) {
 long long CopyIn(DBConnect_tag &conn, const char *statement, std::string_view rows) {
     const PgResult started(Pq().exec(conn.pg.get(), statement));
     if (Pq().resultStatus(started.get()) != PGRES_COPY_IN) {
-        return conn.Fail();
+        return conn.Fail(started.get());
     }
     bool sent = true;
     while (sent && !rows.empty()) {
@@ -317,6 +335,10 @@ const char *VARNDBFetchFieldAt(const VARNDB_RESULT *result, int row, int column)
 
 void VARNDBFreeResult(VARNDB_RESULT *result) {
     const std::unique_ptr<VARNDB_RESULT> owned(result);
+}
+
+VARNDB_TROUBLE VARNDBTroubleGet() {
+    return LastTrouble();
 }
 
 const char *VARNDBErrorGet(const DBConnect_tag *conn) {

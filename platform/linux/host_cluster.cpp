@@ -30,6 +30,8 @@ using std::chrono::steady_clock;
 constexpr int kOldestVersion = 15;
 constexpr char kPatienceSeconds[] = "60";  // for a start or a stop, recovery after a crash included
 
+constexpr std::chrono::seconds kOrphansPatience{2};
+
 constexpr char kSettingsFile[] = "tonvale.conf";
 
 constexpr char kSettings[] =
@@ -230,6 +232,34 @@ Outcome DisownStaleFiles(const Postmaster &server) {
     return Outcome::Good();
 }
 
+// Processes of the cluster that its server has left behind.
+std::vector<pid_t> Orphans(const std::string &programs) {
+    const AsPackage account;
+    std::vector<pid_t> found;
+    std::error_code error;
+    for (const fs::directory_entry &entry : fs::directory_iterator("/proc", error)) {
+        const pid_t pid = LeadingNumber(entry.path().filename().string());
+        if (pid > 0 && fs::read_symlink(entry.path() / "exe", error) == programs + "/postgres" &&
+            fs::equivalent(entry.path() / "cwd", DataDir(), error)) {
+            found.push_back(pid);
+        }
+    }
+    return found;
+}
+
+// A session that computes does not notice that its server was killed, and no other server starts as
+// long as it is there.
+void EndOrphans(const std::string &programs) {
+    const auto deadline = steady_clock::now() + kOrphansPatience;
+    for (auto left = Orphans(programs); !left.empty() && steady_clock::now() < deadline;
+         left = Orphans(programs)) {
+        for (const pid_t pid : left) {
+            kill(pid, SIGQUIT);
+        }
+        std::this_thread::sleep_for(kPollInterval);
+    }
+}
+
 // Waits for a server that somebody else has started or stopped a moment ago, until it answers or is
 // gone (`up` tells).
 Outcome WaitForServer(bool &up) {
@@ -398,6 +428,10 @@ Outcome CreateCluster(Durability durability) {
     return done;
 }
 
+bool IsClusterRunning() {
+    return IsAlive(ReadPostmaster());
+}
+
 Outcome StartCluster(bool *started) {
     if (started != nullptr) {
         *started = false;
@@ -418,6 +452,7 @@ Outcome StartCluster(bool *started) {
     if (Outcome done = WaitForServer(up); !done || up) {
         return done;
     }
+    EndOrphans(programs);
     if (Outcome done = DisownStaleFiles(ReadPostmaster()); !done) {
         return done;
     }

@@ -21,6 +21,7 @@ struct Libpq : LateLibrary {
     decltype(&::PQgetResult) getResult = Find("PQgetResult");
     decltype(&::PQclear) clear = Find("PQclear");
     decltype(&::PQresultStatus) resultStatus = Find("PQresultStatus");
+    decltype(&::PQresultErrorField) resultErrorField = Find("PQresultErrorField");
     decltype(&::PQntuples) ntuples = Find("PQntuples");
     decltype(&::PQnfields) nfields = Find("PQnfields");
     decltype(&::PQfname) fname = Find("PQfname");

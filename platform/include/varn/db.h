@@ -61,6 +61,16 @@ VARN_EXPORT void VARNDBFreeResult(VARNDB_RESULT *result);
 // without a line break at its end; valid until the next call on that connection.
 VARN_EXPORT const char *VARNDBErrorGet(const DBConnect_tag *conn);
 
+enum VARNDB_TROUBLE {
+    VARNDB_NO_TROUBLE,
+    VARNDB_UNREACHABLE,  // no connection was to be had, or one was lost
+    VARNDB_CANCELLED     // a statement took longer than it may (statement_timeout, lock_timeout)
+};
+
+// What kept the server, and not the statement, from answering, the last time that it happened to
+// this process; what succeeds or fails otherwise since then changes nothing.
+VARN_EXPORT VARNDB_TROUBLE VARNDBTroubleGet(void);
+
 // Replaces the placeholders of a template, in order, by the arguments after it:
 //   @VARN:VAR    const char*  the text with single quotes doubled; the template brings the quotes
 //   @VARN:INT    int          in decimal

@@ -91,8 +91,11 @@ VARN_EXPORT Outcome CreateCluster(Durability durability);
 // True when the root has a cluster of its own.
 VARN_EXPORT bool HasCluster();
 
+// True when its server runs, be it that it does not answer yet.
+VARN_EXPORT bool IsClusterRunning();
+
 // Starts the root's own cluster when it is not running (*started, which may be null, tells), and
-// waits until it answers.
+// waits until it answers. Sessions that outlived their server are ended before.
 VARN_EXPORT Outcome StartCluster(bool *started);
 
 // Stops it (sessions are ended); a cluster that is not running is a success.

@@ -78,6 +78,9 @@ inline constexpr std::string_view kEncoderSlots = "/var/run/Tonvale/encoders";
 // What it reads and writes itself, in folders of the account that starts it. With root's rights it
 // runs what its configuration says, so none of them lies in one of the package account's.
 inline constexpr std::string_view kWebConf = "/var/run/Tonvale-web/lighttpd.conf";
+inline constexpr std::string_view kWebSocket = "/var/run/Tonvale-web/web.sock";
+inline constexpr std::string_view kGateConf = "/var/run/Tonvale-web/nginx.conf";
+inline constexpr std::string_view kGatePid = "/var/run/Tonvale-web/nginx.pid";
 inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale-web";
 inline constexpr std::string_view kWebLogDir = "/var/log/Tonvale-web";
 
