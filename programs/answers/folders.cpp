@@ -140,7 +140,7 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
                                         const std::optional<std::string> &name) {
     std::string condition;
     if (name) {
-        AddCondition(condition, varn::Sql("title ILIKE '%%@VARN:LVAR%%'", *name));
+        AddCondition(condition, varn::Sql("title ILIKE '%%@VARN:LVAR%%'", Needle(*name)));
     }
     if (below != 0) {
         AddCondition(condition, Below(PathOf(request, below)));

@@ -10,9 +10,7 @@ namespace {
 
 constexpr int kGroupsAtATime = 256;
 
-// The library takes 1023 bytes for the condition of an artist's name, and about 980 for any other
-// condition of artists; a name's own marks double.
-constexpr std::size_t kLongestName = 400;
+// What the library takes for a condition of artists other than a name, in bytes.
 constexpr std::size_t kLongestArtistCondition = 980;
 
 constexpr char kGenre[] = "genre";
@@ -62,10 +60,7 @@ std::string GroupCondition(const Group &group, const ListRequest &request,
     if (isArtists && !condition.empty()) {
         throw Failure(Reason::kNameBesideFilters);
     }
-    if (name->size() > kLongestName) {
-        throw Failure(Reason::kNameTooLong, *name);
-    }
-    AddCondition(condition, group.named(*name));
+    AddCondition(condition, group.named(Needle(*name)));
     return condition;
 }
 

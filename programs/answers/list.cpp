@@ -14,8 +14,16 @@ namespace {
 using Tonvale::webapi::playlist::EscapedKeyword;
 using Tonvale::webapi::playlist::ListTrackCondition;
 
+// In bytes. The library takes 1023 for the condition of an artist's name, and a name's own marks
+// double; texts that are looked for within others cost the most. No tag is longer than a filter.
+constexpr std::size_t kLongestNeedle = 400;
+constexpr std::size_t kLongestFilter = 4096;
+
 // The library leaves a condition open behind a text that cannot be escaped.
 std::pair<bool, std::string> Given(const std::optional<std::string> &value) {
+    if (value && value->size() > kLongestFilter) {
+        throw Failure(Reason::kFiltersTooLong);
+    }
     if (value && EscapedKeyword(*value).Get() == nullptr) {
         throw Failure(Reason::kNotUtf8);
     }
@@ -33,9 +41,16 @@ std::string Condition(const Filters &filters) {
     tags.genre = Given(filters.genre);
     std::string condition = tags.GetConditionString();
     if (filters.title) {
-        AddCondition(condition, varn::Sql("title ILIKE '%%@VARN:LVAR%%'", *filters.title));
+        AddCondition(condition, varn::Sql("title ILIKE '%%@VARN:LVAR%%'", Needle(*filters.title)));
     }
     return condition;
+}
+
+const std::string &Needle(const std::string &text) {
+    if (text.size() > kLongestNeedle) {
+        throw Failure(Reason::kNameTooLong, text);
+    }
+    return text;
 }
 
 void AddCondition(std::string &condition, const std::optional<std::string> &part) {

@@ -39,9 +39,12 @@ struct ListRequest {
     int limit = 0;  // 0: all
 };
 
-// The condition of all filters together, "" for none. Throws a Failure when one of them is not
-// UTF-8.
+// The condition of all filters together, "" for none. Throws a Failure when one of them is too long
+// or not UTF-8.
 std::string Condition(const Filters &filters);
+
+// A text that may be looked for within others. Throws a Failure for one that is too long.
+const std::string &Needle(const std::string &text);
 
 // Adds a condition to others, with AND. Throws a Failure for one that could not be made because its
 // text is not UTF-8.

@@ -1,6 +1,7 @@
 // How many programs of one kind run at once on this machine.
 #pragma once
 
+#include <chrono>
 #include <string>
 
 #include "varn/descriptor.h"
@@ -11,8 +12,9 @@ namespace tonvale_answers {
 // file, which the kernel gives back whatever becomes of its holder.
 class Slot {
   public:
-    // `kind` begins the names of the files. What went wrong is logged.
-    Slot(const std::string &kind, unsigned turns);
+    // `kind` begins the names of the files. Who has patience waits in a line for a turn, for so long
+    // at most. What went wrong is logged.
+    Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds patience = {});
 
     // False when every turn is taken, or when that cannot be told.
     explicit operator bool() const { return static_cast<bool>(file_); }
@@ -20,6 +22,11 @@ class Slot {
     bool IsUnknown() const { return isUnknown_; }
 
   private:
+    // Opens a file of the kind; notes when that fails.
+    varn::UniqueFd Open(const std::string &path);
+    // Takes a turn that is left.
+    void Take(const std::string &prefix, unsigned turns);
+
     varn::UniqueFd file_;
     bool isUnknown_ = false;
 };

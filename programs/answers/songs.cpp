@@ -193,7 +193,7 @@ std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::str
     std::string condition = Condition(request.filters);
     for (const Field &known : kFields) {
         if (field == known.name) {
-            AddCondition(condition, known.condition(keyword));
+            AddCondition(condition, known.condition(Needle(keyword)));
             return Open(request, condition, writer);
         }
     }

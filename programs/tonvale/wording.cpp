@@ -38,9 +38,9 @@ constexpr Wording kWordings[] = {
     {Reason::kRandomPart,
      "sorting by random draws from a whole library: it takes no filter, no --offset, and a --limit "
      "of 1 or more"},
-    {Reason::kFiltersTooLong, "the filters of artists are too long"},
+    {Reason::kFiltersTooLong, "the filters are too long"},
     {Reason::kNameBesideFilters, "a part of an artist's name takes no filter beside it"},
-    {Reason::kNameTooLong, "a part of a name has 400 bytes at most"},
+    {Reason::kNameTooLong, "a text to look for has 400 bytes at most"},
     {Reason::kNoSongsToRate, "name the songs to rate, by their ids or with filters"},
     {Reason::kUnknownPreference, "there is no preference '{}'"},
     {Reason::kUnknownPreferenceValue,

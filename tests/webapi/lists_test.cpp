@@ -110,7 +110,6 @@ TEST_F(SongApi, FindsTextsAsTheyAre) {
           Given{{"keyword", "a"}, {"sort_by", "random"}}}) {
         EXPECT_EQ(CodeOf("Song", "search", bad), 400) << QueryOf("", "", bad);
     }
-    EXPECT_EQ(Search({{"keyword", std::string(100000, 'x')}}), Texts());
 }
 
 TEST_F(SongApi, WritesLongListsWhole) {
