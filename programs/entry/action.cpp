@@ -9,6 +9,9 @@
 #include <cstdio>
 #include <exception>
 
+#include "turn.h"
+#include "varn/db.h"
+
 namespace tonvale_entry {
 
 namespace {
@@ -46,26 +49,13 @@ Json::Value RefusalReply(ActionHandler &handler, Code code) {
     return reply;
 }
 
-// The status line, and what else belongs to it, of a refused media answer.
-const char *StatusOf(Code code) {
-    switch (code) {
-        case Code::kBadParameter:
-            return "Status: 400 Bad Request\n";
-        case Code::kNotPermitted:
-            return "Status: 403 Forbidden\n";
-        case Code::kNoSuchItem:
-            return "Status: 404 Not Found\n";
-        case Code::kBusy:
-            return "Status: 503 Service Unavailable\nRetry-After: 5\n";
-        default:
-            return "Status: 500 Internal Server Error\n";
-    }
-}
-
-bool RefuseMedia(ActionHandler &handler, Code code) {
+// A refusal of data has the status 200, unless it is the system's and not the request's.
+bool Refuse(ActionHandler &handler, Code refused, bool isMedia) {
+    const Code code = Told(refused);
     const std::string header =
         std::string(StatusOf(code)) + "Content-Type: application/json; charset=utf-8";
-    return handler.PrintResponse(RefusalReply(handler, code), header.c_str());
+    const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong;
+    return handler.PrintResponse(RefusalReply(handler, code), hasStatus ? header.c_str() : nullptr);
 }
 
 const Api *FindApi(std::string_view name) {
@@ -107,6 +97,35 @@ bool Try(const Work &work, const Refused &refused) {
 
 }  // namespace
 
+Code Told(Code code) {
+    switch (VARNDBTroubleGet()) {
+        case VARNDB_UNREACHABLE:
+            return Code::kBusy;
+        case VARNDB_CANCELLED:
+            return Code::kTookTooLong;
+        case VARNDB_NO_TROUBLE:
+            break;
+    }
+    return code;
+}
+
+const char *StatusOf(Code code) {
+    switch (code) {
+        case Code::kBadParameter:
+            return "Status: 400 Bad Request\r\n";
+        case Code::kNotPermitted:
+            return "Status: 403 Forbidden\r\n";
+        case Code::kNoSuchItem:
+            return "Status: 404 Not Found\r\n";
+        case Code::kBusy:
+            return "Status: 503 Service Unavailable\r\nRetry-After: 5\r\n";
+        case Code::kTookTooLong:
+            return "Status: 504 Gateway Timeout\r\n";
+        default:
+            return "Status: 500 Internal Server Error\r\n";
+    }
+}
+
 Refusal RefusalOf(const tonvale_answers::Failure &failure) {
     using tonvale_answers::FailureClass;
     switch (failure.Class()) {
@@ -126,17 +145,16 @@ Refusal RefusalOf(const tonvale_answers::Failure &failure) {
 
 bool Action::Process() {
     Json::Value reply(Json::objectValue);
-    Try(
+    return Try(
         [&] {
             reply["data"] = Data();
+            if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {  // something is missing
+                throw Refusal{Code::kFailed};
+            }
             SetSuccess(reply, true);
-            return true;
+            return PrintResponse(reply, nullptr);
         },
-        [&](Code code) {
-            reply = RefusalReply(*this, code);
-            return true;
-        });
-    return PrintResponse(reply, nullptr);
+        [&](Code code) { return Refuse(*this, code, false); });
 }
 
 bool ListAction::Process() {
@@ -155,7 +173,7 @@ bool ListAction::Process() {
             return false;
         });
     if (!isThere) {
-        return PrintResponse(RefusalReply(*this, code), nullptr);
+        return Refuse(*this, code, false);
     }
     WebMan(false).WriteHeader(nullptr);
     try {
@@ -170,17 +188,16 @@ bool ListAction::Process() {
 
 bool MediaAction::Process() {
     try {
-        return Try([&] { return Send(); }, [&](Code code) { return RefuseMedia(*this, code); });
+        return Try([&] { return Send(); }, [&](Code code) { return Refuse(*this, code, true); });
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "A media answer failed: %s", error.what());
         // Standard output gets its buffer with the first byte.
-        return __fbufsize(stdout) == 0 && RefuseMedia(*this, Code::kFailed);
+        return __fbufsize(stdout) == 0 && Refuse(*this, Code::kFailed, true);
     }
 }
 
 bool RefusedAction::Process() {
-    return isMedia_ ? RefuseMedia(*this, code_)
-                    : PrintResponse(RefusalReply(*this, code_), nullptr);
+    return Refuse(*this, code_, isMedia_);
 }
 
 std::unique_ptr<ActionHandler> FindAction(const Request &request) {
@@ -204,6 +221,11 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     }
     if ((method->changes || method->asksElsewhere) && request.IsFromElsewhere()) {
         return refused(Code::kNotPermitted);
+    }
+    try {
+        TakeTurn(request, method->asksElsewhere ? Work::kElsewhere : Work::kShort);
+    } catch (const Refusal &refusal) {
+        return refused(refusal.code);
     }
     if (method->changes) {
         // The web server ends the handler of a client that leaves, but not a change half-way.

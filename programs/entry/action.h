@@ -63,6 +63,12 @@ class MediaAction : public ActionHandler {
     const Request &request_;
 };
 
+// What a refusal is told as: where the database kept something back, nothing else can be said.
+Code Told(Code code);
+
+// The status line of a refusal, and the fields that belong to it.
+const char *StatusOf(Code code);
+
 // The answer to a request that no action was found for.
 class RefusedAction : public ActionHandler {
   public:

@@ -10,6 +10,7 @@
 #include "remote_url.h"
 #include "song_records.h"
 #include "tonvale/settings.h"
+#include "turn.h"
 #include "varn/sql.h"
 
 namespace tonvale_entry {
@@ -55,6 +56,7 @@ class Get : public MediaAction {
         if (!Asked().Text("id").empty() || !Asked().Text("album").empty() || !IsPermittedUrl(url)) {
             throw Refusal{Code::kBadParameter};
         }
+        TakeTurn(Asked(), Work::kElsewhere);
         return SendFetchedPicture(tonvale_answers::FetchCover(url), Asked().WantsHeaderOnly());
     }
 

@@ -5,6 +5,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <exception>
+#include <string>
 
 #include "action.h"
 #include "varn/process.h"
@@ -13,6 +14,23 @@
 namespace {
 
 using namespace tonvale_entry;
+
+// A statement of a request is cancelled after so many milliseconds, the wait for a locked table among
+// them. What the administrator says of other settings stays.
+constexpr char kStatementBound[] = "-c statement_timeout=15000";
+
+void BoundStatements() {
+    const char *const given = std::getenv("PGOPTIONS");
+    const std::string options = given != nullptr ? std::string(given) + " " : "";
+    setenv("PGOPTIONS", (options + kStatementBound).c_str(), 1);
+}
+
+// Links name the port that others connect to, where the web server behind has none.
+void UseGatePort() {
+    if (const char *const port = std::getenv("TONVALE_PORT"); port != nullptr) {
+        setenv("SERVER_PORT", port, 1);
+    }
+}
 
 bool Answer() {
     try {
@@ -30,6 +48,8 @@ int main() {
     openlog("entry.cgi", 0, LOG_USER);
     // A client that goes away is an output that takes no more, which ends the encoder as well.
     std::signal(SIGPIPE, SIG_IGN);
+    BoundStatements();
+    UseGatePort();
     // Whatever needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         syslog(LOG_ERR, "Failed to switch to %s.", varn::kPackageAccount);

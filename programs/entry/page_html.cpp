@@ -7,6 +7,8 @@
 #include <cstdio>
 #include <stdexcept>
 
+#include "action.h"
+
 namespace tonvale_entry {
 
 namespace {
@@ -32,15 +34,14 @@ std::string Nonce() {
 }
 
 // A link is as good as a password: nobody keeps the page, and no other site learns its address.
-std::string Answer(const char *statusLine, const std::string &title, const std::string &body) {
+std::string Answer(const std::string &status, const std::string &title, const std::string &body) {
     const std::string nonce = Nonce();
     const std::string text =
         "<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n<meta charset=\"utf-8\">\n"
         "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n<title>" +
         title + "</title>\n<style nonce=\"" + nonce + "\">" + kStyle +
         "</style>\n</head>\n<body>\n" + body + "</body>\n</html>\n";
-    return std::string(statusLine) +
-           "\r\nContent-Type: text/html; charset=utf-8\r\nContent-Length: " +
+    return status + "Content-Type: text/html; charset=utf-8\r\nContent-Length: " +
            std::to_string(text.size()) +
            "\r\nCache-Control: no-store\r\nContent-Security-Policy: default-src 'none'; style-src "
            "'nonce-" +
@@ -130,11 +131,15 @@ std::string PageAnswer(const LinkPage &page) {
     if (page.songs.total - page.offset > kSongsOfPage) {
         body += Turn(page.offset + kSongsOfPage, "More");
     }
-    return Answer("Status: 200 OK", name, body);
+    return Answer("Status: 200 OK\r\n", name, body);
 }
 
-std::string RefusedPageAnswer(const char *statusLine) {
-    return Answer(statusLine, "No such link",
+std::string RefusedPageAnswer(Code code) {
+    if (code != Code::kNoSuchItem) {
+        return Answer(StatusOf(code), "Not now",
+                      "<h1>This link cannot be opened now</h1>\n<p>Try again in a moment.</p>\n");
+    }
+    return Answer(StatusOf(code), "No such link",
                   "<h1>This link does not work</h1>\n<p>Ask whoever gave it to you for another "
                   "one.</p>\n");
 }

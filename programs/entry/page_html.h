@@ -3,6 +3,7 @@
 
 #include <string>
 
+#include "refusal.h"
 #include "shared_playlist.h"
 
 namespace tonvale_entry {
@@ -22,8 +23,8 @@ inline constexpr int kSongsOfPage = 100;
 // addresses everything relative to itself, whatever the request says of the host.
 std::string PageAnswer(const LinkPage &page);
 
-// The answer to everything that is no link that works.
-std::string RefusedPageAnswer(const char *statusLine);
+// The answer to everything that is no link that works, and where that cannot be told now.
+std::string RefusedPageAnswer(Code code);
 
 // A text between tags or double quotes. Control characters become blanks.
 std::string EscapedHtml(const std::string &text);

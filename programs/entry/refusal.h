@@ -15,6 +15,7 @@ enum class Code : int {
     kExistsAlready = 409,
     kFailed = 500,
     kBusy = 503,
+    kTookTooLong = 504,
 };
 
 // Thrown by an action before it has written anything; caught where it was started.

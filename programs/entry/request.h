@@ -21,6 +21,7 @@ class Request {
     // The account that logged in, "" when nobody did; and the rights of its entry in the users
     // file (tonvale/settings.h), 0 for somebody who may not use the server.
     const VARN::APIRequest &User() const { return user_; }
+    bool IsLoggedIn() const { return isLoggedIn_; }
     unsigned Rights() const;
     // Throws a Refusal unless the account has the right.
     void Require(unsigned right) const;

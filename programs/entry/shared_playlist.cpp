@@ -16,6 +16,7 @@
 #include "refusal.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
+#include "turn.h"
 #include "varn/playlistsvc.h"
 
 namespace tonvale_entry {
@@ -97,6 +98,7 @@ bool PlaysEverywhere(const std::string &path, const std::string &codec) {
 }  // namespace
 
 void RefuseLink() {
+    GiveTurnBack();
     // At the same distance from the start, or at a multiple of it on a machine that is busy.
     const auto passed = steady_clock::now() - kStart;
     std::this_thread::sleep_until(kStart + (passed / kRefusalTime + 1) * kRefusalTime);

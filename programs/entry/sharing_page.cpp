@@ -105,9 +105,8 @@ class Page : public ActionHandler {
         try {
             answer = PageAnswer(Opened());
         } catch (const Refusal &refusal) {
-            answer = RefusedPageAnswer(refusal.code == Code::kFailed
-                                           ? "Status: 500 Internal Server Error"
-                                           : "Status: 404 Not Found");
+            const Code code = Told(refusal.code);
+            answer = RefusedPageAnswer(code == Code::kBadParameter ? Code::kNoSuchItem : code);
         }
         return std::fwrite(answer.data(), 1, answer.size(), stdout) == answer.size() &&
                std::fflush(stdout) == 0;

@@ -8,6 +8,7 @@
 
 #include "action.h"
 #include "encoder_slot.h"
+#include "turn.h"
 #include "varn/mediaindex.h"
 
 namespace tonvale_entry {
@@ -35,6 +36,7 @@ class EncodedAction : public MediaAction {
         if (!slot) {
             throw Refusal{Code::kBusy};
         }
+        GiveTurnBack();
         if (encode() == 0) {
             return true;
         }
