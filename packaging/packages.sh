@@ -4,7 +4,7 @@
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
                 libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev libmpdclient-dev postgresql-15
-                ffmpeg imagemagick lighttpd)
+                ffmpeg imagemagick lighttpd nginx)
 test_packages=(libgtest-dev lighttpd-mod-openssl openssl shairport-sync mpd minidlna rygel
                gstreamer1.0-plugins-good locales)
 
@@ -57,7 +57,7 @@ hold_back_system_cluster() {
 # What these packages would start on the machine, now and at every boot. Here they are programs that
 # `tonvale serve`, the player and tests run for themselves; one that was installed before goes on as it
 # is.
-services=(lighttpd shairport-sync avahi-daemon mpd minidlna)
+services=(lighttpd nginx shairport-sync avahi-daemon mpd minidlna)
 service_policy=/usr/sbin/policy-rc.d
 
 hold_back_services() {

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "web_config.h"
+#include "gate_config.h"
 
 namespace tonvale_cli {
 
@@ -34,7 +34,7 @@ std::string HostName() {
 }
 
 std::string ServedAddress() {
-    WebOptions served = ReadWebConfig().value_or(WebOptions{"0.0.0.0"});
+    WebOptions served = ReadGateConfig().value_or(WebOptions{"0.0.0.0"});
     if (served.listen == "0.0.0.0" || served.listen == "::") {
         served.listen = HostName();
     }

@@ -1,5 +1,6 @@
 #include <unistd.h>
 
+#include <chrono>
 #include <memory>
 
 #include "command.h"
@@ -13,7 +14,8 @@ namespace {
 
 using varn::host::Outcome;
 
-// The root's own database, for as long as this process serves, where this process started it.
+// The root's own database, which is kept running while this process serves, and ends with it where
+// this process started it.
 class ServedDatabase {
   public:
     ServedDatabase() = default;
@@ -37,8 +39,29 @@ class ServedDatabase {
         return varn::host::CheckSchema();
     }
 
+    // Starts it again where it has ended, once a second at most. What keeps it from that is told
+    // once.
+    void Keep() {
+        const auto now = std::chrono::steady_clock::now();
+        if (now < nextTry_ || !varn::host::HasCluster() || varn::host::IsClusterRunning()) {
+            return;
+        }
+        nextTry_ = now + std::chrono::seconds(1);
+        bool isNew = false;
+        const Outcome done = varn::host::StartCluster(&isNew);
+        started_ = started_ || isNew;
+        const std::string news =
+            done ? isNew ? "the database had ended and was started again" : "" : done.Message();
+        if (!news.empty() && (done || news != complaint_)) {
+            Complain(news);
+        }
+        complaint_ = done ? "" : news;
+    }
+
   private:
     bool started_ = false;
+    std::string complaint_;
+    std::chrono::steady_clock::time_point nextTry_{};
 };
 
 int Failed(const Outcome &outcome) {
@@ -81,11 +104,11 @@ int Serve(const WebOptions &options) {
     std::printf("Serving at http://%s/webapi/entry.cgi\nThe first login, NAME:PASSWORD, is in %s\n",
                 WebAddress(options).c_str(), SystemPath(varn::path::kInitialLogin).c_str());
     std::fflush(stdout);
-    if (server.WaitForEnd()) {
+    if (server.WaitForEnd([&] { database.Keep(); })) {
         return kDone;
     }
-    Complain("the web server ended; " + SystemPath(varn::path::kWebLogDir) +
-             "/error.log tells why");
+    Complain("the web server ended; error.log and gate.log in " +
+             SystemPath(varn::path::kWebLogDir) + " tell why");
     return kFailed;
 }
 

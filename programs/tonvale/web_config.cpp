@@ -7,10 +7,11 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <fstream>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
+#include "gate_config.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -71,11 +72,13 @@ std::string Environment() {
     return "setenv.add-environment = (\n" + entries + ")\n";
 }
 
+// Where the gate finds this server: root's gate has an account of its own. Links to this machine
+// name the gate's port.
 std::string Address(const WebOptions &options) {
-    const std::string bind =
-        options.listen.find(':') != std::string::npos ? "[" + options.listen + "]" : options.listen;
-    return "server.bind = " + Quoted(bind) + "\nserver.port = " + std::to_string(options.port) +
-           (options.listen == "::" ? "\nserver.set-v6only = \"disable\"\n" : "\n");
+    return "server.bind = " + Place(varn::path::kWebSocket) +
+           "\nserver.socket-perms = " + Quoted(geteuid() == 0 ? "0666" : "0600") +
+           "\nsetenv.set-environment = ( \"TONVALE_PORT\" => " +
+           Quoted(std::to_string(options.port)) + " )\n";
 }
 
 std::string Places() {
@@ -88,15 +91,18 @@ std::string Places() {
 }
 
 // No file is sent through a link, which somebody may have put in a song's place a moment ago; the
-// handler, which is a link to the program, is named by where it really is. Answers other than sound
-// have no ranges.
+// handler, which is a link to the program, is named by where it really is. Sound alone has ranges,
+// and goes on at its listener's pace; all other answers the gate takes at once, so that a slow
+// reader holds no handler.
 std::string Handler() {
     const std::string program = RealPlace(varn::path::kWebApi);
     return "server.follow-symlink = \"disable\"\ncgi.assign = ( " + program +
            " => \"\" )\n$HTTP[\"url\"] =~ \"^/webapi/entry\\.cgi(/|$)\" {\n" +
            "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n" +
            "    $HTTP[\"querystring\"] !~ \"(^|&)method=stream(&|$)\" {\n" +
-           "        server.range-requests = \"disable\"\n    }\n}\n";
+           "        server.range-requests = \"disable\"\n    }\n" +
+           "    $HTTP[\"querystring\"] =~ \"(^|&)method=(stream|remote)(&|$)\" {\n" +
+           "        setenv.add-response-header = ( \"X-Accel-Buffering\" => \"no\" )\n    }\n}\n";
 }
 
 // A client that closes its side has left: its handler is ended, even one that waits for an encoder
@@ -106,7 +112,8 @@ std::string Handler() {
 // the link, the reference to a song and the page go on to it, and whatever is none of these goes on
 // as a link that does not exist. Answers go through in small pieces: a stream is as long as its
 // listener lets it be. Queries, which may hold the names of shares, are not logged. A password is
-// checked once in ten minutes, because checking one is slow on purpose.
+// checked once in ten minutes, because checking one is slow on purpose. Nobody but the gate connects,
+// which says who asks.
 // clang-format off: it would set the text, too
 constexpr std::string_view kFixed = R"conf(server.modules = (
     "mod_extforward", "mod_rewrite", "mod_alias", "mod_setenv", "mod_auth", "mod_authn_file",
@@ -114,15 +121,15 @@ constexpr std::string_view kFixed = R"conf(server.modules = (
 )
 server.tag = "Tonvale"
 server.max-request-size = 1024
-server.max-connections = 256
-server.max-keep-alive-idle = 15
+server.max-connections = 1024
 server.stream-response-body = 2
 server.feature-flags = ( "server.h2proto" => "disable" )
 accesslog.format = "%h %u %t \"%m %U\" %s %b"
 cgi.x-sendfile = "enable"
 cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
 static-file.exclude-extensions = ( ".cgi" )
-extforward.forwarder = ( "127.0.0.1" => "trust", "::1" => "trust" )
+extforward.forwarder = ( "all" => "trust" )
+extforward.headers = ( "X-Forwarded-For" )
 var.page = "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page"
 url.rewrite-once = (
     "^/as/sharing/([0-9A-Za-z]+)\?offset=([0-9]{1,9})$" =>
@@ -165,29 +172,6 @@ std::string WebAddress(const WebOptions &options) {
            std::to_string(options.port);
 }
 
-std::optional<WebOptions> ReadWebConfig() {
-    constexpr std::string_view kBind = "server.bind = \"";
-    constexpr std::string_view kPort = "server.port = ";
-    std::ifstream file(SystemPath(varn::path::kWebConf));
-    WebOptions options;
-    options.listen.clear();
-    options.port = 0;
-    for (std::string line; std::getline(file, line);) {
-        if (line.starts_with(kBind)) {
-            options.listen = line.substr(kBind.size(), line.rfind('"') - kBind.size());
-        } else if (line.starts_with(kPort)) {
-            options.port = std::atoi(line.c_str() + kPort.size());
-        }
-    }
-    if (options.listen.empty() || options.port == 0) {
-        return std::nullopt;
-    }
-    if (options.listen.starts_with('[') && options.listen.ends_with(']')) {
-        options.listen = options.listen.substr(1, options.listen.size() - 2);
-    }
-    return options;
-}
-
 Outcome WriteWebConfig(const WebOptions &options) {
     for (const std::string &place : {SystemRoot(), RealPath(varn::path::kWebApi)}) {
         if (!place.empty() && !IsQuotable(place)) {
@@ -195,13 +179,18 @@ Outcome WriteWebConfig(const WebOptions &options) {
                                     ": a backslash stands before a quote or at its end");
         }
     }
-    const std::string path = SystemPath(varn::path::kWebConf);
-    const std::string text = "# Written by 'tonvale serve' each time it starts.\n" +
-                             std::string(kFixed) + Address(options) + Places() + Handler() +
-                             Environment();
-    return WriteAnew(path, text)
-               ? Outcome::Good()
-               : Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
+    const std::string head = "# Written by 'tonvale serve' each time it starts.\n";
+    const std::pair<std::string_view, std::string> files[] = {
+        {varn::path::kWebConf,
+         std::string(kFixed) + Address(options) + Places() + Handler() + Environment()},
+        {varn::path::kGateConf, GateConfig(options)}};
+    for (const auto &[file, text] : files) {
+        const std::string path = SystemPath(file);
+        if (!WriteAnew(path, head + text)) {
+            return Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
+        }
+    }
+    return Outcome::Good();
 }
 
 }  // namespace tonvale_cli

@@ -1,7 +1,7 @@
-// The configuration of the web server.
+// The configuration of the web server: of the gate that others connect to, and of the server of
+// files and handlers behind it.
 #pragma once
 
-#include <optional>
 #include <string>
 
 #include "varn/host.h"
@@ -16,10 +16,7 @@ struct WebOptions {
 // "ADDRESS:PORT", an IPv6 address in brackets.
 std::string WebAddress(const WebOptions &options);
 
-// What the web server was last started with; empty when it never was.
-std::optional<WebOptions> ReadWebConfig();
-
-// Writes the configuration to "/var/run/Tonvale-web/lighttpd.conf".
+// Writes both configurations, "/var/run/Tonvale-web/nginx.conf" and "lighttpd.conf" beside it.
 varn::host::Outcome WriteWebConfig(const WebOptions &options);
 
 }  // namespace tonvale_cli

@@ -4,6 +4,7 @@
 #include <netdb.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
+#include <sys/un.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -18,6 +19,7 @@
 #include <thread>
 #include <utility>
 
+#include "varn/descriptor.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -27,8 +29,10 @@ namespace {
 using varn::host::Outcome;
 
 constexpr char kServer[] = "/usr/sbin/lighttpd";
+constexpr char kGate[] = "/usr/sbin/nginx";
 constexpr std::chrono::seconds kPatience{20};
 constexpr std::chrono::milliseconds kPollInterval{20};
+constexpr timespec kLookInterval{1, 0};
 
 constexpr int kEndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
 
@@ -70,8 +74,10 @@ class Address {
             return bind(fd, info_->ai_addr, info_->ai_addrlen) == 0 && listen(fd, 1) == 0;
         });
     }
-    int TryToConnect() const {
-        return With([this](int fd) { return connect(fd, info_->ai_addr, info_->ai_addrlen) == 0; });
+    bool IsServed() const {
+        return With([this](int fd) {
+                   return connect(fd, info_->ai_addr, info_->ai_addrlen) == 0;
+               }) == 0;
     }
 
   private:
@@ -89,17 +95,34 @@ class Address {
     int error_ = 0;
 };
 
-// Becomes the server, in a process group of its own, which ends with its parent.
-[[noreturn]] void BecomeServer(const std::string &conf, pid_t parent) {
-    setpgid(0, 0);
+bool IsServed(const std::string &socketPath) {
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (socketPath.size() >= sizeof address.sun_path) {
+        return false;
+    }
+    socketPath.copy(address.sun_path, socketPath.size());
+    const varn::UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    return fd &&
+           connect(fd.Get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+}
+
+// Becomes a part of the server, in the group of processes (0: a new one), which ends with its parent.
+[[noreturn]] void Become(std::vector<std::string> &arguments, pid_t parent, pid_t group) {
+    setpgid(0, group);
     const sigset_t signals = WatchedSignals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
     if (prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && getppid() == parent) {
         const int null = open("/dev/null", O_RDONLY);
         dup2(null, STDIN_FILENO);
-        execl(kServer, kServer, "-D", "-f", conf.c_str(), static_cast<char *>(nullptr));
+        std::vector<char *> argv;
+        for (std::string &argument : arguments) {
+            argv.push_back(argument.data());
+        }
+        argv.push_back(nullptr);
+        execv(argv.front(), argv.data());
     }
-    std::perror(kServer);
+    std::perror(arguments.front().c_str());
     _exit(127);
 }
 
@@ -131,42 +154,61 @@ Outcome WebServer::Start(const WebOptions &options) {
     }
     HoldSignals();
     prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const std::string conf = SystemPath(varn::path::kWebConf);
+    const std::string logs = SystemPath(varn::path::kWebLogDir);
+    const std::string socketPath = SystemPath(varn::path::kWebSocket);
+    if (!StartPart(server_, {kServer, "-D", "-f", SystemPath(varn::path::kWebConf)},
+                   [&] { return tonvale_cli::IsServed(socketPath); }) ||
+        !StartPart(gate_,
+                   {kGate, "-e", logs + "/gate.log", "-c", SystemPath(varn::path::kGateConf)},
+                   [&] { return address.IsServed(); })) {
+        return Outcome::Problem("the web server did not start; what it says stands above or in " +
+                                logs + "/error.log and gate.log");
+    }
+    return Outcome::Good();
+}
+
+bool WebServer::StartPart(pid_t &part, std::vector<std::string> arguments,
+                          const std::function<bool()> &isUp) {
     const pid_t parent = getpid();
-    pid_ = fork();
-    if (pid_ == 0) {
-        BecomeServer(conf, parent);
+    part = fork();
+    if (part == 0) {
+        Become(arguments, parent, std::max(group_, 0));
     }
-    if (pid_ < 0) {
-        return Outcome::Problem(std::string("cannot start a process: ") + std::strerror(errno));
+    if (part < 0) {
+        std::perror("cannot start a process");
+        return false;
     }
-    setpgid(pid_, pid_);  // whoever of the two comes first
-    group_ = pid_;
+    group_ = group_ > 0 ? group_ : part;
+    setpgid(part, group_);  // whoever of the two comes first
     const auto deadline = std::chrono::steady_clock::now() + kPatience;
     while (Reap() && std::chrono::steady_clock::now() < deadline) {
-        if (address.TryToConnect() == 0) {
-            return Outcome::Good();
+        if (isUp()) {
+            return true;
         }
         std::this_thread::sleep_for(kPollInterval);
     }
-    return Outcome::Problem("the web server did not start; what it says stands above or in " +
-                            SystemPath(varn::path::kWebLogDir) + "/error.log");
+    return false;
 }
 
 bool WebServer::Reap() {
     int status = 0;
+    bool isWhole = true;
     for (pid_t ended; (ended = waitpid(-1, &status, WNOHANG)) > 0;) {
-        if (ended == pid_) {
-            pid_ = -1;
+        for (pid_t *part : {&server_, &gate_}) {
+            if (ended == *part) {
+                *part = -1;
+                isWhole = false;
+            }
         }
     }
-    return pid_ > 0;
+    return isWhole;
 }
 
-bool WebServer::WaitForEnd() {
+bool WebServer::WaitForEnd(const std::function<void()> &look) {
     const sigset_t signals = WatchedSignals();
-    while (Reap()) {
-        const int number = sigwaitinfo(&signals, nullptr);
+    while (Reap() && server_ > 0 && gate_ > 0) {
+        look();
+        const int number = sigtimedwait(&signals, nullptr, &kLookInterval);
         if (number > 0 && number != SIGCHLD) {
             return true;
         }
@@ -186,26 +228,32 @@ bool WebServer::WaitForGroup(pid_t group) {
     return false;
 }
 
+void WebServer::EndPart(const pid_t &part) {
+    if (part > 0) {
+        kill(part, SIGTERM);
+    }
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (part > 0 && std::chrono::steady_clock::now() < deadline) {
+        std::this_thread::sleep_for(kPollInterval);
+        Reap();
+    }
+}
+
 void WebServer::Stop() {
     if (group_ <= 0) {
         return;
     }
     const pid_t group = std::exchange(group_, -1);
-    if (pid_ > 0) {
-        kill(pid_, SIGTERM);
-    }
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (Reap() && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(kPollInterval);
-    }
+    EndPart(gate_);
+    EndPart(server_);
     // The handlers, whose encoders end with them; one that changes something goes to its end first.
-    // And a server that does not listen.
-    kill(-group, pid_ > 0 ? SIGKILL : SIGTERM);
+    // And a part that does not listen.
+    kill(-group, gate_ > 0 || server_ > 0 ? SIGKILL : SIGTERM);
     if (!WaitForGroup(group)) {
         kill(-group, SIGKILL);
         WaitForGroup(group);
     }
-    pid_ = -1;
+    gate_ = server_ = -1;
 }
 
 }  // namespace tonvale_cli

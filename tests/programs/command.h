@@ -63,6 +63,8 @@ class Command {
         return false;
     }
 
+    pid_t Id() const { return pid_; }
+
     Finished Signal(int number) {
         if (pid_ > 0) {
             kill(pid_, number);

@@ -27,13 +27,13 @@ class ShareVerbs : public SharedLibraryTest {
 };
 
 TEST_F(ShareVerbs, PrintTheAddressOfALink) {
-    WriteFile(varn::path::kWebConf, "server.bind = \"127.0.0.1\"\nserver.port = 8123\n");
+    WriteFile(varn::path::kGateConf, "    listen 127.0.0.1:8123;\n");
     const std::string url = Alice({"share", "create", "A \"list\"", "--until", "2999-12-31"});
     ASSERT_TRUE(url.starts_with("http://127.0.0.1:8123/as/sharing/")) << url;
     const std::string id = url.substr(url.rfind('/') + 1);
     EXPECT_EQ(Alice({"share", "update", id, "--address", "https://music.example.org:444"}),
               "https://music.example.org:444/as/sharing/" + id);
-    WriteFile(varn::path::kWebConf, "server.bind = \"[::1]\"\nserver.port = 80\n");
+    WriteFile(varn::path::kGateConf, "    listen [::1]:80 ipv6only=off;\n");
     EXPECT_EQ(Alice({"share", "update", "playlist_shared_normal/12"}),
               "http://[::1]:80/as/sharing/" + id);
     WriteFile(varn::path::kVarnInfo, "external_host_ip=\"nas.example.org\"\n");

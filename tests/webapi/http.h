@@ -1,6 +1,7 @@
 // A small client for a web server of this machine.
 #pragma once
 
+#include <chrono>
 #include <cstdlib>
 #include <string>
 
@@ -33,12 +34,17 @@ class HttpClient {
                   static_cast<ssize_t>(text.size()));
     }
 
-    // Reads until so many bytes are there or the connection ends; false after ten seconds without
-    // any.
-    bool Read(std::size_t atLeast, std::string &text) {
+    // False when nobody reads it any more.
+    bool TrySend(const std::string &text) {
+        return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) > 0;
+    }
+
+    // Reads until so many bytes are there or the connection ends; false after some time without any.
+    bool Read(std::size_t atLeast, std::string &text,
+              std::chrono::milliseconds patience = std::chrono::seconds(10)) {
         while (text.size() < atLeast) {
             pollfd waiting = {fd_, POLLIN, 0};
-            if (poll(&waiting, 1, 10000) <= 0) {
+            if (poll(&waiting, 1, static_cast<int>(patience.count())) <= 0) {
                 return false;
             }
             char block[65536];
@@ -51,9 +57,9 @@ class HttpClient {
         return true;
     }
 
-    HttpAnswer Answer() {
+    HttpAnswer Answer(std::chrono::milliseconds patience = std::chrono::seconds(10)) {
         std::string text;
-        EXPECT_TRUE(Read(std::string::npos, text)) << "the server hangs";
+        EXPECT_TRUE(Read(std::string::npos, text, patience)) << "the server hangs";
         const std::size_t end = text.find("\r\n\r\n");
         if (end == text.npos) {
             return {text, ""};

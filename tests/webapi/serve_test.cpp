@@ -1,5 +1,8 @@
 // The web API over real HTTP.
+#include <deque>
+
 #include "misc/pictures.h"
+#include "varn/db.h"
 #include "webapi/served.h"
 
 namespace tonvale_test {
@@ -7,6 +10,7 @@ namespace tonvale_test {
 namespace {
 
 namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 
 TEST_F(Served, AsksForALogin) {
     std::string made;
@@ -283,6 +287,69 @@ TEST_F(Served, BoundsTheEncoders) {
     EXPECT_EQ(Stream("&format=mp3").Status(), 500);
     fs::rename(At(varn::path::kEncoderSlots).string() + "-", At(varn::path::kEncoderSlots));
     EXPECT_TRUE(Soon([this] { return Stream("&format=mp3").Status() == 200; }));
+}
+
+// One table is locked: who asks for it waits, in a line of a bounded length, and gets an answer.
+TEST_F(Served, BoundsTheRequestsOfAnAccount) {
+    AddSong();
+    Serve();
+    const std::unique_ptr<DBConnect_tag, decltype(&VARNDBClose)> locker(
+        VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), varn::kPackageAccount, nullptr,
+                      varn::kLibraryDatabase),
+        VARNDBClose);
+    ASSERT_EQ(VARNDBExecute(locker.get(), "BEGIN; LOCK TABLE track", nullptr), 0);
+    std::deque<HttpClient> clients;
+    const std::string search = Path("Song", "search&keyword=o");
+    for (int count = 0; count < 40; ++count) {
+        clients.emplace_back(port_).Send(Request(search, Login("alice")));
+    }
+    const auto atWork = [] {
+        return std::stoi(
+            Value("SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event_type = "
+                  "'Lock'"));
+    };
+    EXPECT_TRUE(Soon([&] { return atWork() == 4; })) << atWork();
+    EXPECT_EQ(Get(Path("Playlist", "list&library=shared"), Login("bob")).Status(), 200);
+    int busy = 0;
+    int cancelled = 0;
+    for (HttpClient &client : clients) {
+        const HttpAnswer answer = client.Answer(20s);
+        busy += answer.Status() == 503 && answer.Has("Retry-After: 5") &&
+                answer.body == "{\"error\":{\"code\":503},\"success\":false}\n";
+        cancelled += answer.Status() == 504 &&
+                     answer.body == "{\"error\":{\"code\":504},\"success\":false}\n";
+        EXPECT_LE(atWork(), 4);
+    }
+    EXPECT_EQ(busy, 36);
+    EXPECT_EQ(cancelled, 4);
+    EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
+    EXPECT_TRUE(Contains(Get(search).body, "\"success\":true"));
+}
+
+// More connections than there are handlers for send headers and bodies by the byte.
+TEST_F(Served, AnswersBesideClientsThatSendSlowly) {
+    Serve();
+    std::deque<HttpClient> slow;
+    for (int count = 0; count < 300; ++count) {
+        slow.emplace_back(port_).Send(
+            count % 3 != 0 ? "GET / HTTP/1.1\r\nX: "
+                           : "POST " + Path("Sharing.Page", "get") +
+                                 " HTTP/1.1\r\nHost: x\r\nContent-Length: 99\r\n\r\n");
+    }
+    const auto end = std::chrono::steady_clock::now() + 12s;
+    while (std::chrono::steady_clock::now() < end) {
+        const auto start = std::chrono::steady_clock::now();
+        EXPECT_EQ(Get(Path("Info", "get")).Status(), 200);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+        std::this_thread::sleep_for(300ms);
+        for (HttpClient &client : slow) {
+            client.TrySend("x");
+        }
+    }
+    EXPECT_EQ(std::count_if(slow.begin(), slow.end(),
+                            [](HttpClient &client) { return client.TrySend("x"); }),
+              100)
+        << "headers have a time of their own";
 }
 
 // With root's rights the server runs what its configuration says.

@@ -211,6 +211,53 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
     EXPECT_EQ(Open("/as/sharings").Status(), 401);
 }
 
+// Whatever needs the database says so, without a word on what is there, until it is back.
+TEST_F(PublicPage, WaitsForTheDatabase) {
+    Serve();
+    const std::string link = "&sharing_id=" + std::string(kLink);
+    const std::string song = "/L211c2ljL2N1ZS5mbGFjXzE=";
+    std::vector<std::string> paths = {"/as/sharing/" + std::string(kLink),
+                                      "/as/sharing/" + std::string(kLink) + song};
+    for (const auto &[api, method] :
+         std::vector<std::pair<std::string, std::string>>{{"Song", "list"},
+                                                          {"Song", "search&keyword=o"},
+                                                          {"Song", "get&id=music_1"},
+                                                          {"Album", "list"},
+                                                          {"Artist", "list"},
+                                                          {"Genre", "list"},
+                                                          {"Folder", "list"},
+                                                          {"Cover", "get&id=music_1"},
+                                                          {"Stream", "stream&id=music_1"},
+                                                          {"Pin", "list"},
+                                                          {"Playlist", "list"},
+                                                          {"Sharing", "list"},
+                                                          {"Sharing.Page", "get" + link}}) {
+        paths.push_back(Path(api, method));
+    }
+    for (const std::string &path : paths) {
+        EXPECT_EQ(Get(path).Status(), 200) << path;
+    }
+    // The server is held, and would otherwise be faster than these questions.
+    kill(server_->Id(), SIGSTOP);
+    const pid_t database = std::stoi(ReadFile(At(varn::path::kClusterData) / "postmaster.pid"));
+    kill(database, SIGKILL);
+    for (const std::string &path : paths) {
+        const HttpAnswer answer = Get(path);
+        EXPECT_EQ(answer.Status(), 503) << path;
+        EXPECT_TRUE(answer.Has("Retry-After: 5")) << path << answer.header;
+    }
+    kill(server_->Id(), SIGCONT);
+    const auto end = steady_clock::now() + std::chrono::seconds(5);
+    const auto isBack = [&] { return Get(paths.front()).Status() == 200; };
+    while (!isBack() && steady_clock::now() < end) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(100));
+    }
+    EXPECT_TRUE(isBack());
+    const Finished stopped = Stop();
+    EXPECT_TRUE(Contains(stopped.err, "was started again")) << stopped.err;
+    ASSERT_TRUE(varn::host::StartCluster(nullptr));
+}
+
 // One song of a shared playlist has an address of its own.
 TEST_F(PublicPage, ShowsASingleSong) {
     Serve();

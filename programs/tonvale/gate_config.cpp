@@ -1,0 +1,128 @@
+#include "gate_config.h"
+
+#include <unistd.h>
+
+#include <charconv>
+#include <fstream>
+#include <string_view>
+
+#include "varn/systempath.h"
+
+namespace tonvale_cli {
+
+namespace {
+
+constexpr std::string_view kListen = "listen ";
+
+// A header has ten seconds in all, a body may pause for as long. Connections that bring neither are
+// cheap, and there is room for many; those at work are bounded by login, or without one by address.
+// The lighttpd behind has room for eight such.
+//
+// What this machine's own accounts say of a request's origin is believed. Messages of single requests
+// are not logged, because they hold the query.
+// clang-format off: it would set the text, too
+constexpr std::string_view kFixed = R"conf(daemon off;
+worker_processes auto;
+worker_rlimit_nofile 8192;
+events { worker_connections 4096; }
+http {
+    access_log off;
+    server_tokens off;
+    client_header_timeout 10s;
+    client_body_timeout 10s;
+    client_max_body_size 1m;
+    keepalive_timeout 15s;
+    send_timeout 360s;
+    reset_timedout_connection on;
+    set_real_ip_from 127.0.0.1;
+    set_real_ip_from ::1;
+    real_ip_header X-Forwarded-For;
+    geo $realip_remote_addr $is_near { default 0; 127.0.0.1 1; ::1 1; }
+    map $is_near $told_scheme { default ""; 1 $http_x_forwarded_proto; }
+    map $http_host $told_host { default $http_host; "" "$server_addr:$server_port"; }
+    map $http_authorization $account { default $http_authorization; "" $binary_remote_addr; }
+    limit_conn_zone $account zone=accounts:2m;
+    limit_conn accounts 128;
+    limit_conn_status 503;
+    proxy_http_version 1.1;
+    proxy_set_header Host $told_host;
+    proxy_set_header X-Forwarded-For $remote_addr;
+    proxy_set_header X-Forwarded-Proto $told_scheme;
+    proxy_pass_header Server;
+    proxy_read_timeout 1h;
+    proxy_buffer_size 64k;
+    proxy_buffers 8 64k;
+    proxy_busy_buffers_size 128k;
+    proxy_max_temp_file_size 16m;
+    proxy_temp_file_write_size 128k;
+    error_page 502 503 504 =503 /503;
+    error_page 414 494 =431 /431;
+)conf";
+constexpr std::string_view kLocations = R"conf(
+        location / { proxy_pass http://handlers; }
+        location = /431 { internal; return 431; }
+        location = /503 {
+            internal;
+            default_type "application/json; charset=utf-8";
+            add_header Retry-After 5 always;
+            return 503 '{"error":{"code":503},"success":false}\n';
+        }
+    }
+}
+)conf";
+// clang-format on
+
+// The root's name holds nothing that ends such a text.
+std::string Place(std::string_view fixedPath, std::string_view name = "") {
+    return "\"" + SystemPath(fixedPath) + std::string(name) + "\"";
+}
+
+std::string Places() {
+    std::string places = "    upstream handlers { server " +
+                         ("\"unix:" + Place(varn::path::kWebSocket).substr(1)) + "; }\n";
+    for (const std::string kind : {"client_body", "proxy", "fastcgi", "uwsgi", "scgi"}) {
+        places +=
+            "    " + kind + "_temp_path " + Place(varn::path::kWebTemporary, "/" + kind) + ";\n";
+    }
+    return places;
+}
+
+}  // namespace
+
+std::string GateConfig(const WebOptions &options) {
+    std::string text = "pid " + Place(varn::path::kGatePid) + ";\nerror_log " +
+                       Place(varn::path::kWebLogDir, "/gate.log") + " emerg;\n";
+    if (geteuid() == 0) {
+        text += "user www-data;\n";
+    }
+    return text + std::string(kFixed) + Places() + "    server {\n        " + std::string(kListen) +
+           WebAddress(options) + (options.listen == "::" ? " ipv6only=off;" : ";") +
+           std::string(kLocations);
+}
+
+std::optional<WebOptions> ReadGateConfig() {
+    std::ifstream file(SystemPath(varn::path::kGateConf));
+    for (std::string line; std::getline(file, line);) {
+        std::string_view text = line;
+        text.remove_prefix(std::min(text.find_first_not_of(' '), text.size()));
+        const std::size_t colon = text.rfind(':');
+        if (!text.starts_with(kListen) || colon == text.npos) {
+            continue;
+        }
+        const std::string_view port = text.substr(colon + 1);
+        std::string_view listen = text.substr(kListen.size(), colon - kListen.size());
+        WebOptions options;
+        if (std::from_chars(port.data(), port.data() + port.size(), options.port).ec !=
+            std::errc()) {
+            continue;
+        }
+        if (listen.starts_with('[') && listen.ends_with(']')) {
+            listen = listen.substr(1, listen.size() - 2);
+        }
+        options.listen = listen;
+        return options;
+    }
+    return std::nullopt;
+}
+
+}  // namespace tonvale_cli
