@@ -146,21 +146,24 @@ std::unique_ptr<PlaylistInfo> Load(const char *path, int start, int count) {
     return queue;
 }
 
-// Random songs of a library kind; empty, with a log line by whoever failed, when there are none.
-Tonvale::support::OwnedSongs RandomSongs(uid_t uid, const char *library, int count) {
-    PLAYLIST_REC *songs = nullptr;
-    VARNMusicListAll(library, uid, nullptr, nullptr, "random", 0, 0, count, &songs, nullptr);
-    return Tonvale::support::OwnedSongs(songs);
-}
-
-bool CreateRandom(uid_t uid, const char *library, const char *path, int count) {
-    unlink(path);  // the old queue is gone whatever comes of the new one
-    const auto songs = RandomSongs(uid, library, count);
+// False, with a log line, when the library does not answer or the queue cannot be written.
+bool SaveRandom(uid_t uid, const char *library, const char *path, int count) {
+    PLAYLIST_REC *list = nullptr;
+    if (VARNMusicListAll(library, uid, nullptr, nullptr, "random", 0, 0, count, &list, nullptr) <
+        0) {
+        return false;
+    }
+    const Tonvale::support::OwnedSongs songs(list);
     PlaylistInfo queue;
     for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
         queue.addSong(song->info);
     }
-    if (PlaylistFileSave(path, &queue) != 0) {
+    return PlaylistFileSave(path, &queue) == 0;
+}
+
+bool CreateRandom(uid_t uid, const char *library, const char *path, int count) {
+    unlink(path);  // the old queue is gone whatever becomes of the new one
+    if (!SaveRandom(uid, library, path, count)) {
         LOG_ERROR(kSource, "Failed to create playlist %s", path);
         return false;
     }

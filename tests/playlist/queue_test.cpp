@@ -133,6 +133,10 @@ TEST_F(QueueFile, RandomSongs) {
     EXPECT_FALSE(
         AudioFile::PlaylistRandomCreate(kAlice, "all", (scratch() / "no/queue").c_str(), 1));
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to create playlist .*no/queue"));
+    Query("ALTER TABLE track RENAME TO elsewhere");
+    EXPECT_FALSE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str()));
+    EXPECT_FALSE(std::filesystem::exists(Path())) << "no queue is made of songs not found";
+    Query("ALTER TABLE elsewhere RENAME TO track");
 }
 
 }  // namespace
