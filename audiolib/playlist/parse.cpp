@@ -17,6 +17,7 @@
 #include "support/remote_path.h"
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
+#include "varn/descriptor.h"
 #include "varn/playlistsvc.h"
 #include "webapi_utils/song_query.h"
 
@@ -77,20 +78,24 @@ void SetPath(std::string_view path, VARN_MEDIA_INFO &info) {
 }
 
 // Takes the record of a remote entry out of the list, which ascends; without one, a title is made
-// of the URL.
-void FillRemote(std::int64_t position, const char *url, const PLAYLIST_REC *&remote,
+// of an http or https URL. False for what is no remote entry.
+bool FillRemote(std::int64_t position, const char *url, const PLAYLIST_REC *&remote,
                 VARN_MEDIA_INFO &info) {
     while (remote != nullptr && remote->info.id < position) {
         remote = remote->next;
     }
     if (remote == nullptr || remote->info.id != position) {
-        SetMediaPathTitle(url, &info);
-        return;
+        const bool isRemote = support::IsRemotePath(url);
+        if (isRemote) {
+            SetMediaPathTitle(url, &info);
+        }
+        return isRemote;
     }
     info = remote->info;
     info.id = 0;  // there it was the position
     SetPath(url, info);
     remote = remote->next;
+    return true;
 }
 
 struct Conditions {
@@ -118,9 +123,7 @@ void AppendEntries(const Entries &entries, Range range, support::SongList &songs
         const char *const text = VLIBCSzListGet(entries.candidates.get(), static_cast<int>(i));
         PLAYLIST_REC &entry = songs.Append();
         SetPath(text, entry.info);
-        if (support::IsRemotePath(text)) {
-            FillRemote(i, text, remote, entry.info);
-        } else {
+        if (!FillRemote(i, text, remote, entry.info)) {
             (IsVirtualPath(text, nullptr, 0, nullptr) ? virtualSongs : real).Add(text, entry);
         }
     }
@@ -145,6 +148,9 @@ PLAYLIST_REC *Parse(const char *path, const ParseRequest &request, int *countOut
 }  // namespace
 
 std::string RealPath(const char *path) {
+    if (!varn::PathOfDescriptor(path).empty()) {
+        return path;  // the file's own path may be another one's by now
+    }
     const std::unique_ptr<char, support::Releaser<std::free>> real(realpath(path, nullptr));
     return real ? real.get() : path;
 }

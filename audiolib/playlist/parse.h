@@ -27,7 +27,7 @@ struct ParseRequest {
     bool actualOnly;
 };
 
-// The path with its links resolved; as it is where that fails.
+// The path with its links resolved; as it is where that fails, and where it names a descriptor.
 std::string RealPath(const char *path);
 
 // False, with a log line, when the playlist cannot be read.

@@ -1,4 +1,6 @@
 // Questions about single songs of playlists.
+#include <sys/stat.h>
+
 #include <cstdio>
 #include <cstring>
 #include <memory>
@@ -58,12 +60,12 @@ std::string RealPathAsRoot(const char *path) {
         LOG_ERROR(kSource, "Failed to run as root.");
         return "";
     }
-    const std::unique_ptr<char, support::Releaser<std::free>> real(realpath(path, nullptr));
-    if (!real) {
+    struct stat info {};
+    if (stat(path, &info) != 0) {
         LOG_ERROR(kSource, "Failed to get playlist path.");
         return "";
     }
-    return real.get();
+    return RealPath(path);
 }
 
 // Only entries of the song's own name can be the song: one of them is looked up for all.

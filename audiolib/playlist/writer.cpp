@@ -22,6 +22,7 @@
 #include "support/run_as.h"
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
+#include "varn/descriptor.h"
 
 namespace Tonvale::playlist {
 
@@ -79,14 +80,21 @@ std::optional<std::string> FileToOpen(const std::string &path) {
     return real.get();
 }
 
+// The path that tells the format. Of a playlist that is held open it is the one that it has now.
+std::string NameOf(const std::string &path) {
+    const std::string open = varn::PathOfDescriptor(path);
+    return open.empty() ? path : open;
+}
+
 // Made or emptied. Nothing but a regular file is written to, and a FIFO is not waited for. Another
 // writer, which is going to give up, may empty the file once more: what comes then is appended, so
 // that whole lines are left and no hole.
 support::Fd Open(const std::string &path) {
-    constexpr int kFlags =
-        O_WRONLY | O_CREAT | O_TRUNC | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
-    const auto file = FileToOpen(path);
-    support::Fd fd(file ? open(file->c_str(), kFlags, kMode) : -1);
+    constexpr int kFlags = O_WRONLY | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
+    const bool isHeld = !varn::PathOfDescriptor(path).empty();
+    const auto file = isHeld ? path : FileToOpen(path);
+    const int more = isHeld ? 0 : O_CREAT | O_NOFOLLOW;
+    support::Fd fd(file ? open(file->c_str(), kFlags | more, kMode) : -1);
     struct stat info {};
     if (fd && (fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode))) {
         return support::Fd();
@@ -190,7 +198,7 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
         return -1;
     }
     int result = 0;
-    const Layout *const layout = LayoutOf(path);
+    const Layout *const layout = LayoutOf(NameOf(path));
     // Emptied once more: somebody else may have written a whole list before the lock was ours.
     if (ftruncate(file.Get(), 0) != 0 ||
         (layout != nullptr && !WriteAll(next, path, *layout, file.Get()))) {
@@ -215,8 +223,8 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
 
 }  // namespace
 
-bool IsWritable(std::string_view path) {
-    return LayoutOf(path) != nullptr;
+bool IsWritable(const std::string &path) {
+    return LayoutOf(NameOf(path)) != nullptr;
 }
 
 int WritePlaylist(const NextRecord &next, const std::string &path) {

@@ -13,7 +13,7 @@ namespace Tonvale::playlist {
 using NextRecord = std::function<const VARN_MEDIA_INFO *()>;
 
 // True for a playlist that comes back when it is written: of any other extension nothing is.
-bool IsWritable(std::string_view path);
+bool IsWritable(const std::string &path);
 
 // Writes a playlist as root and leaves the process running as the package's account. 0, or -1 with
 // a log line.

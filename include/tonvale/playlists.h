@@ -9,6 +9,11 @@
 // A virtual song, one track of a cue sheet, is named in playlists by its file's path, "_" and the
 // number of the track (IsVirtualPath).
 //
+// The path of a playlist may be the path of a descriptor, "/proc/self/fd/N" (varn::DescriptorPath),
+// of a playlist that the caller holds open: then that very file is read and written, whatever stands
+// at its place meanwhile. Its format is that of the name that it has now; one that has been deleted
+// is refused.
+//
 // "library" is a library kind of tonvale/library.h; user id 4294967295 means nobody and is refused.
 // Failures are reported by the result and logged with syslog(3) at error level. Nothing throws.
 // Some calls switch the effective user of the process for their length, as their comments tell:

@@ -92,17 +92,18 @@ bool ReadTag(std::string_view line, Tags &tags) {
     return StartsWithIgnoringCase(line, kHeaderLine);
 }
 
-void ParseM3u(std::string_view text, const Sink &sink) {
+void ParseM3u(std::string_view rest, const Sink &sink) {
     Tags tags;
-    while (!text.empty()) {
-        const std::string_view line = TakeLine(text);
+    while (!rest.empty()) {
+        const std::string_view line = TakeLine(rest);
         if (IsBlank(line)) {
             continue;
         }
-        if (line.front() != '#') {
+        const std::string_view text = line.substr(line.find_first_not_of(kBlanks));
+        if (text.front() != '#') {
             sink({line, tags, false});
             tags = Tags();
-        } else if (!ReadTag(line, tags)) {
+        } else if (!ReadTag(text, tags)) {
             sink({line, Tags(), true});
         }
     }

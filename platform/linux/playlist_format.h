@@ -29,7 +29,7 @@ struct Tags {
 struct Entry {
     std::string_view text;  // as it is written, XML entities decoded
     Tags tags;
-    bool mayBeComment = false;  // a line of an m3u that begins with "#"
+    bool mayBeComment = false;  // a line of an m3u that begins with "#", blanks apart
     // What the entry says where no file has the name `text`; "" when there is but one reading.
     std::string_view otherwise = {};
 };

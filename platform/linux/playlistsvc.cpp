@@ -9,19 +9,19 @@
 #include <climits>
 #include <memory>
 #include <new>
+#include <optional>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "linux/credentials.h"
 #include "linux/error.h"
 #include "linux/files.h"
+#include "linux/indexed_paths.h"
 #include "linux/memory.h"
-#include "linux/pathtext.h"
 #include "linux/playlist_format.h"
 #include "linux/playlist_places.h"
+#include "linux/playlist_text.h"
 #include "linux/utf8.h"
-#include "varn/host.h"
 #include "varn/process.h"
 
 namespace varn::playlist {
@@ -54,23 +54,28 @@ class AsRoot {
     bool switched_ = false;
 };
 
-std::string RealPath(const std::string &path) {
-    const MallocPtr<char> real(realpath(path.c_str(), nullptr));
-    return real ? real.get() : "";
-}
-
 // Never waits for the other end of a FIFO.
 UniqueFd Open(const std::string &path) {
     return UniqueFd(open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
 }
 
+// The path that tells what a playlist is. Of one that is held open it is the one that it has now.
+std::string NameOf(const std::string &path) {
+    const std::string open = PathOfDescriptor(path);
+    return open.empty() ? path : open;
+}
+
 // A link in a shared folder must not make root show another file: what it leads to has to be a
-// playlist by its name, too.
+// playlist by its name, too. What is held open is what its holder wants.
 UniqueFd OpenAsRoot(const std::string &path, AsRoot &root) {
     if (!root.Switch()) {
         return UniqueFd();
     }
-    const std::string real = RealPath(path);
+    if (!PathOfDescriptor(path).empty()) {
+        return Open(path);
+    }
+    const MallocPtr<char> resolved(realpath(path.c_str(), nullptr));
+    const std::string real = resolved ? resolved.get() : "";
     return FormatOf(real) ? UniqueFd(open(real.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY |
                                                             O_NOFOLLOW | O_CLOEXEC))
                           : UniqueFd();
@@ -101,31 +106,6 @@ bool ReadFile(const std::string &path, AsRoot &root, std::string &bytes) {
     return true;
 }
 
-// The library knows files by the configured folder, also where that is a link.
-std::string AsConfigured(const std::string &folder, const std::vector<std::string> &roots) {
-    for (const std::string &root : roots) {
-        const std::string real = RealPath(root);
-        if (real.empty() || real == root) {
-            continue;
-        }
-        if (const auto rest = PathBelow(real, folder)) {
-            return root + std::string(*rest);
-        }
-    }
-    return folder;
-}
-
-// The folder that a playlist is really in; one that is not there is where its folder is.
-std::string FolderOf(const std::string &path) {
-    if (const std::string real = RealPath(path); !real.empty()) {
-        return real.substr(0, real.rfind('/'));
-    }
-    const std::size_t slash = path.rfind('/');
-    const std::string folder = slash == std::string::npos ? "." : path.substr(0, slash);
-    const std::string real = RealPath(folder.empty() ? "/" : folder);
-    return real.empty() ? folder : real;
-}
-
 struct ListFreer {
     void operator()(PVLIBSZLIST list) const noexcept { VLIBCSzListFree(list); }
 };
@@ -143,7 +123,7 @@ class Candidates {
     }
 
     void Add(const std::string &path, const Tags &tags) {
-        const bool isRemote = path.starts_with("http://") || path.starts_with("https://");
+        const bool isRemote = !path.starts_with('/');
         if (isRemote && remoteCount_ < kMostRemote) {
             AddRemote(path, tags);
         }
@@ -191,8 +171,36 @@ class Candidates {
     int remoteCount_ = 0;
 };
 
+// What the entries of one playlist mean in the library.
+class Meanings {
+  public:
+    explicit Meanings(const std::string &list)
+        : indexed_(list), places_(indexed_.Folder(), indexed_.Roots()) {
+        if (indexed_.RealFolder() != indexed_.Folder()) {
+            real_.emplace(indexed_.RealFolder(), indexed_.Roots());
+        }
+    }
+
+    bool IsThere(std::string_view entry) const { return places_.IsThere(entry); }
+
+    // Other programs count from where the links lead to.
+    std::string Of(std::string_view entry) {
+        std::string path = places_.Resolve(entry);
+        if (real_ && !places_.IsThere(path)) {
+            const std::string other = real_->Resolve(entry);
+            path = real_->IsThere(other) ? other : path;
+        }
+        return indexed_.Of(path);
+    }
+
+  private:
+    IndexedPaths indexed_;
+    Places places_;
+    std::optional<Places> real_;
+};
+
 int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
-    const auto format = FormatOf(path);
+    const auto format = FormatOf(NameOf(path));
     if (!format) {
         SetError(VLIB_ERR_BAD_PARAMETER);
         return -1;
@@ -202,13 +210,13 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     if (!ReadFile(path, root, bytes)) {
         return -1;
     }
-    const std::vector<std::string> roots = host::IndexedFolders();
-    Places places(AsConfigured(FolderOf(path), roots), roots);
+    Meanings meanings(path);
     Candidates candidates;
     ParseEntries(*format, bytes, [&](const Entry &entry) {
-        if (!entry.mayBeComment || places.IsThere(entry.text)) {
-            const bool isText = entry.otherwise.empty() || places.IsThere(entry.text);
-            candidates.Add(places.Resolve(isText ? entry.text : entry.otherwise), entry.tags);
+        if (!entry.mayBeComment || meanings.IsThere(entry.text) ||
+            meanings.IsThere(Trimmed(entry.text))) {
+            const bool isText = entry.otherwise.empty() || meanings.IsThere(entry.text);
+            candidates.Add(meanings.Of(isText ? entry.text : entry.otherwise), entry.tags);
         }
     });
     return candidates.Release(paths, remote);
@@ -219,8 +227,7 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
 }  // namespace varn::playlist
 
 std::string varn::PlaylistFolder(const std::string &playlist) {
-    return varn::playlist::AsConfigured(varn::playlist::FolderOf(playlist),
-                                        varn::host::IndexedFolders());
+    return varn::playlist::IndexedPaths(playlist).Folder();
 }
 
 int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,

@@ -11,7 +11,6 @@ CLI::Option *AddAdditions(CLI::App &verb, Additions &additions) {
         .add_option("--additional", additions,
                     "What the objects of songs hold besides: song_tag, song_audio, song_rating")
         ->delimiter(',')
-        ->allow_extra_args(false)
         ->check(CLI::IsMember(tonvale_answers::AdditionNames()))
         ->type_name("NAMES");
 }

@@ -278,13 +278,13 @@ TEST_F(PlaylistParser, TagsOfRemoteEntries) {
           "#EXTINF:5,local\na.mp3\n"
           "#EXTINF:-1 logo=\"a,b\",Radio, \"live\"\n#extinfartist:Ä\n#EXTINFDISC:x\n"
           "#EXTINFTRACK:99999999999\n#EXTINFYEAR:1999\nhttp://r/1\n"
-          "http://r/2\n");
+          "http://r/2\n#EXTINF:1,Camera\n  # a comment\nRTSP://r/3\n");
     PVLIBSZLIST list = nullptr;
     PLAYLIST_REC *remote = nullptr;
-    ASSERT_EQ(GetCandidateListByPlaylistParse(path.c_str(), &list, &remote), 3);
+    ASSERT_EQ(GetCandidateListByPlaylistParse(path.c_str(), &list, &remote), 4);
     VLIBCSzListFree(list);
     const std::unique_ptr<PLAYLIST_REC, tonvale_test::SongsFreer> owned(remote);
-    ASSERT_EQ(VARNPlaylistRecCount(remote), 2);
+    ASSERT_EQ(VARNPlaylistRecCount(remote), 3);
     EXPECT_EQ(remote->info.id, 1U);
     EXPECT_STREQ(remote->info.path, "http://r/1");
     EXPECT_STREQ(remote->info.title, "Radio, \"live\"");
@@ -295,6 +295,8 @@ TEST_F(PlaylistParser, TagsOfRemoteEntries) {
     EXPECT_EQ(remote->info.year, 1999);
     EXPECT_EQ(remote->next->info.id, 2U);
     EXPECT_STREQ(remote->next->info.title, "");
+    EXPECT_STREQ(remote->next->next->info.path, "rtsp://r/3");
+    EXPECT_STREQ(remote->next->next->info.title, "Camera");
 }
 
 // A file of the package's neighbours is not shown through a link that ends in ".m3u".

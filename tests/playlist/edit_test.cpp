@@ -176,6 +176,41 @@ TEST_F(PlaylistEdit, HiddenSongsAreNotMissing) {
     }
 }
 
+// The indexer knows what is behind a link by the link's path, and so do the lists there.
+TEST_F(PlaylistEdit, ListsBehindLinksKeepTheirSongs) {
+    namespace fs = std::filesystem;
+    const fs::path away = scratch() / "away";
+    const fs::path home = root() / "volume1/homes/alice";
+    fs::remove_all(home / "music");
+    fs::create_directory_symlink(away / "disk", music() / "linked");
+    fs::create_directory_symlink(away / "hers", home / "music");
+    AddSong({.path = In("up.mp3")});
+    for (const std::string &place : {In("linked"), (home / "music").string()}) {
+        const bool isHers = place != In("linked");
+        const uid_t owner = isHers ? kAlice : 0;
+        const std::string real = fs::path(isHers ? away / "hers" : away / "disk").string();
+        const std::string path = place + "/lists/l.m3u";
+        fs::create_directories(real);
+        Touch(real + "/a.mp3");
+        Touch(real + "/lists/b.mp3");
+        AddSong({.userid = owner, .path = place + "/a.mp3"});
+        AddSong({.userid = owner, .path = place + "/lists/b.mp3"});
+        const std::string songs = "../a.mp3\r\nb.mp3\r\n";
+        Touch(path, songs + real + "/a.mp3\n" + (isHers ? "" : "../../up.mp3\n../../../music/") +
+                        (isHers ? "" : "up.mp3\n") + "gone.mp3\n");
+        const std::string id = AddRow(path, "l", "lists", owner);
+        const Texts shown = Shown(Read(real + "/lists/l.m3u"));
+        EXPECT_EQ(Shown(Read(path)), shown);
+        for (const std::string &entry : shown) {
+            EXPECT_EQ(entry.starts_with("0 "), entry == "0 " + place + "/lists/gone.mp3") << entry;
+        }
+        EXPECT_EQ(
+            Done(VARNPlaylistRemoveMissing(isHers ? "personal" : "shared", kAlice, id.c_str())), 0);
+        EXPECT_EQ(ReadFile(path), "#EXTM3U\r\n" + songs + "../a.mp3\r\n" +
+                                      (isHers ? "" : "../../up.mp3\r\n../../up.mp3\r\n"));
+    }
+}
+
 TEST_F(PlaylistEdit, AUsersOwnFile) {
     Make("ab2", "own.m3u");
     const std::string path = In("own.m3u");

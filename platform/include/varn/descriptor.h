@@ -1,10 +1,13 @@
-// File descriptors that close themselves, and whole writes.
+// File descriptors that close themselves, paths of what they hold, and whole writes.
 #pragma once
 
 #include <unistd.h>
 
 #include <cerrno>
+#include <charconv>
+#include <string>
 #include <string_view>
+#include <system_error>
 #include <utility>
 
 namespace varn {
@@ -36,6 +39,33 @@ class UniqueFd {
   private:
     int fd_ = -1;
 };
+
+// A path of what this process holds open: whoever opens it gets that very file or folder, whatever
+// has been put in its place meanwhile. Good in this process only, and while `fd` is open.
+inline std::string DescriptorPath(int fd) {
+    return "/proc/self/fd/" + std::to_string(fd);
+}
+
+// Where a file or folder that is open is now, links resolved; "" when that cannot be told.
+inline std::string PathOfOpen(int fd) {
+    char path[4096];  // PATH_MAX
+    const ssize_t length = readlink(DescriptorPath(fd).c_str(), path, sizeof path);
+    return length > 0 && static_cast<std::size_t>(length) < sizeof path
+               ? std::string(path, static_cast<std::size_t>(length))
+               : std::string();
+}
+
+// The same for a path that DescriptorPath made; "" for all others.
+inline std::string PathOfDescriptor(std::string_view path) {
+    const std::string_view folder = "/proc/self/fd/";
+    int fd = -1;
+    if (path.starts_with(folder)) {
+        path.remove_prefix(folder.size());
+        const auto [end, error] = std::from_chars(path.data(), path.data() + path.size(), fd);
+        fd = error == std::errc() && end == path.data() + path.size() ? fd : -1;
+    }
+    return fd >= 0 ? PathOfOpen(fd) : std::string();
+}
 
 // Writes all of a text. False with errno set.
 inline bool WriteAll(int fd, std::string_view text) {

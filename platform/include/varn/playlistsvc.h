@@ -19,16 +19,17 @@ extern "C" {
 // read as root where the process may become root.
 //   candidates  out: the entries in the file's order (of a pls in the order of their numbers), each
 //               an absolute path or the URL of a remote one; released with VLIBCSzListFree
-//   remote      out: the remote entries (http, https) in ascending order, with their position among
-//               all entries, from 0, as id, the URL and the tags that stand before it; released
-//               with VARNPlaylistRecFree. Behind the first 100,000 they are left out
+//   remote      out: the remote entries, of whatever scheme, in ascending order, with their
+//               position among all entries, from 0, as id, the URL and the tags that stand before
+//               it; released with VARNPlaylistRecFree. After the first 100,000 they are left out
 //
 // A relative entry counts from varn::PlaylistFolder, "." and ".." removed. Where that file is not
 // there, these are looked for in turn: the entry without blanks at its ends; percent signs decoded;
 // backslashes as slashes; the Unicode normal forms of each component; and for paths of Windows,
 // with a drive or a server's name, the longest tail that is there below an indexed folder. An entry
 // for which none of them is there stays as it is. Lists within lists are entries like others. In an
-// m3u a line that begins with "#" is an entry only when a file of that name is there.
+// m3u a line that begins with "#", after blanks or not, is an entry only when a file of that name is
+// there.
 //
 // The number of entries, or -1 with both outputs null and the error state set: a file that is
 // missing, not a regular one, larger than 256 MiB or not to be read, one of more than 4,000,000

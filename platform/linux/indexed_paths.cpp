@@ -1,0 +1,184 @@
+#include "linux/indexed_paths.h"
+
+#include <algorithm>
+#include <cstdlib>
+#include <memory>
+
+#include "linux/library_db.h"
+#include "linux/memory.h"
+#include "linux/pathtext.h"
+#include "varn/account.h"
+#include "varn/descriptor.h"
+#include "varn/host.h"
+#include "varn/share.h"
+#include "varn/sql.h"
+#include "varn/systempath.h"
+
+namespace varn::playlist {
+
+namespace {
+
+constexpr std::size_t kMostFolders = 100000;  // of a list that names no two in the same one
+
+std::string RealPath(const std::string &path) {
+    const MallocPtr<char> real(realpath(path.c_str(), nullptr));
+    return real ? real.get() : "";
+}
+
+std::string FolderOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
+
+// Where a playlist really is. One that is not there is where its folder is.
+std::string RealFolderOf(const std::string &list) {
+    const std::string open = PathOfDescriptor(list);
+    const std::string real = open.empty() ? RealPath(list) : open;
+    if (!real.empty()) {
+        return FolderOf(real);
+    }
+    const std::string folder = FolderOf(list);
+    const std::string realFolder = RealPath(folder);
+    return realFolder.empty() ? folder : realFolder;
+}
+
+std::string NameOf(const std::string &list) {
+    const std::string open = PathOfDescriptor(list);
+    const std::string path = open.empty() ? list : open;
+    return path.substr(path.rfind('/') + 1);
+}
+
+// The folder of the library's playlist of this name that is really this one; "" without one, or
+// where the library does not answer.
+std::string FolderInLibrary(const std::string &realFolder, const std::string &name) {
+    const auto sql =
+        Sql("SELECT path FROM playlist WHERE path LIKE '%%/@VARN:LVAR' UNION ALL "
+            "SELECT path FROM personal_playlist WHERE path LIKE '%%/@VARN:LVAR'",
+            name, name);
+    const UniqueConnection connection = sql ? ConnectLibrary() : nullptr;
+    VARNDB_RESULT *read = nullptr;
+    if (!connection || VARNDBExecute(connection.get(), sql->c_str(), &read) < 0) {
+        return "";
+    }
+    const UniqueResult rows(read);
+    for (int row = 0; row < VARNDBNumRows(rows.get()); ++row) {
+        const std::string folder = FolderOf(VARNDBFetchField(rows.get(), row, "path"));
+        if (RealPath(folder) == realFolder) {
+            return folder;
+        }
+    }
+    return "";
+}
+
+// The music of the home that a folder is in through a link; "" where it is in none.
+std::string LinkedMusicOf(const std::string &realFolder) {
+    for (const host::HomeOwner &owner :
+         host::HomeOwners().value_or(std::vector<host::HomeOwner>())) {
+        PVARN_USER found = nullptr;
+        VARNUserGet(owner.name.c_str(), &found);
+        const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
+        const std::string music = user ? RealPath(user->szHomeDir) + "/music" : "";
+        if (!music.empty() && PathBelow(RealPath(music), realFolder)) {
+            return music;
+        }
+    }
+    return "";
+}
+
+// True for folders that are in the library, if at all, by their real paths.
+bool IsKnownByItself(const std::string &realFolder) {
+    const std::string preferences = RealPath(SystemPath(path::kPreferences));
+    const std::string homes = RealPath(SystemPath(path::kHomes));
+    if (!preferences.empty() && PathBelow(preferences, realFolder)) {
+        return true;
+    }
+    std::optional<std::string_view> rest =
+        homes.empty() ? std::nullopt : PathBelow(homes, realFolder);
+    return rest && !TakeComponent(*rest).empty() && TakeComponent(*rest) == "music";
+}
+
+}  // namespace
+
+IndexedPaths::IndexedPaths(const std::string &list)
+    : roots_(host::IndexedFolders()), realFolder_(RealFolderOf(list)) {
+    for (const std::string &root : roots_) {
+        if (std::string real = RealPath(root); !real.empty()) {
+            places_.push_back({std::move(real), root});
+        }
+    }
+    folder_ = NameOfFolder(list);
+}
+
+// What is below an indexed folder is in the library there, whatever links lead to it. Of two roots
+// that are one folder the one that `preferred` is written with.
+std::optional<std::string> IndexedPaths::InRoot(std::string_view real,
+                                                std::string_view preferred) const {
+    std::optional<std::string> found;
+    for (const auto &[place, indexed] : places_) {
+        const auto rest = PathBelow(place, real);
+        if (!rest) {
+            continue;
+        }
+        std::string path = indexed + std::string(*rest);
+        if (path == preferred) {
+            return path;
+        }
+        if (!found) {
+            found = std::move(path);
+        }
+    }
+    return found;
+}
+
+std::string IndexedPaths::NameOfFolder(const std::string &list) {
+    if (auto inRoot = InRoot(realFolder_, FolderOf(list))) {
+        return *std::move(inRoot);
+    }
+    if (IsKnownByItself(realFolder_)) {
+        return realFolder_;
+    }
+    if (const std::string music = LinkedMusicOf(realFolder_); !music.empty()) {
+        places_.push_back({RealPath(music), music});
+        return *InRoot(realFolder_, "");
+    }
+    Place link = {realFolder_, FolderInLibrary(realFolder_, NameOf(list))};
+    if (link.indexed.empty()) {
+        return realFolder_;
+    }
+    const std::string folder = link.indexed;
+    // The link itself may stand above the folder.
+    for (std::string above = FolderOf(link.indexed); RealPath(above) == FolderOf(link.real);
+         above = FolderOf(above)) {
+        link = {FolderOf(link.real), above};
+    }
+    places_.push_back(std::move(link));
+    return folder;
+}
+
+const std::string &IndexedPaths::OfFolder(const std::string &folder) {
+    if (last_ != nullptr && last_->first == folder) {
+        return last_->second;
+    }
+    if (known_.size() >= kMostFolders) {
+        known_.clear();
+    }
+    const auto [place, isNew] = known_.try_emplace(folder, folder);
+    if (isNew) {
+        if (auto indexed = InRoot(RealPath(folder), folder)) {
+            place->second = *std::move(indexed);
+        }
+    }
+    last_ = &*place;
+    return place->second;
+}
+
+std::string IndexedPaths::Of(const std::string &path) {
+    if (!path.starts_with('/')) {
+        return path;  // an address
+    }
+    const std::size_t slash = path.rfind('/');
+    const std::string &folder = OfFolder(slash == 0 ? "/" : path.substr(0, slash));
+    return (folder == "/" ? "" : folder) + path.substr(slash);
+}
+
+}  // namespace varn::playlist
