@@ -84,6 +84,7 @@ enum class Reason {
     kNoCover,
     kNotAPicture,   // (path)
     kOutsideMusic,  // (path)
+    kOutsideLists,  // (path)
     kSongsLeft,     // nothing was done
     kNoEqualizerSelected,
 
@@ -106,6 +107,7 @@ enum class Reason {
     kFolderNotRead,  // (path)
     kPlaylistsNotListed,
     kPlaylistNotRead,        // (path)
+    kPlaylistLocked,         // (path) somebody else writes it
     kSmartPlaylistsNotRead,  // (path)
     kPlaylistNotWritten,     // (path)
     kPlaylistNotStored,      // (path) the library has no row for it

@@ -1,12 +1,17 @@
 #include "music_places.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
+#include <cerrno>
+#include <climits>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <utility>
 #include <vector>
 
 #include "as_root.h"
@@ -52,13 +57,77 @@ bool LiesInIndexedFolder(const std::string &path) {
     });
 }
 
-std::string PathOfOpen(int fd) {
-    return "/proc/self/fd/" + std::to_string(fd);
-}
+using varn::DescriptorPath;
+using varn::PathOfOpen;
 
 bool IsOpenAt(int fd, const fs::path &path) {
-    std::error_code error;
-    return fs::read_symlink(PathOfOpen(fd), error) == path && !error;
+    return PathOfOpen(fd) == path.native();
+}
+
+// Some file in a folder that is open.
+std::string FileIn(int folder) {
+    return PathOfOpen(folder) + "/x";
+}
+
+varn::UniqueFd OpenFolder(const std::string &path) {
+    return varn::UniqueFd(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+}
+
+bool IsSystems(uid_t uid) {
+    return uid == 0 || uid == getuid();
+}
+
+// Goes one step down. A link is followed when it is root's, or when what it leads to belongs to its
+// own owner: nobody can lead root to the folder of somebody else.
+varn::UniqueFd Step(int folder, const std::string &name) {
+    varn::UniqueFd next(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+    struct stat info {};
+    if (!next || fstat(next.Get(), &info) != 0 || !S_ISLNK(info.st_mode)) {
+        return next;
+    }
+    std::array<char, PATH_MAX> target{};
+    if (readlinkat(next.Get(), "", target.data(), target.size() - 1) < 0) {
+        return varn::UniqueFd();
+    }
+    const uid_t owner = info.st_uid;
+    next.Reset(openat(folder, target.data(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const bool isGood =
+        next && fstat(next.Get(), &info) == 0 && (IsSystems(owner) || owner == info.st_uid);
+    return isGood ? std::move(next) : varn::UniqueFd();
+}
+
+// A folder to which links below an indexed folder lead; homes are nobody else's to lead to. Empty
+// where there is none.
+varn::UniqueFd OpenLinked(const std::string &path) {
+    for (const std::string &root : varn::host::IndexedFolders()) {
+        if (!LiesBelow(root, path)) {
+            continue;
+        }
+        varn::UniqueFd folder = OpenFolder(root);
+        for (const fs::path &name : fs::path(path.substr(root.size() + 1))) {
+            folder = folder ? Step(folder.Get(), name.native()) : varn::UniqueFd();
+        }
+        if (folder && !IsPersonalLibraryPath(FileIn(folder.Get()).c_str())) {
+            return folder;
+        }
+    }
+    return varn::UniqueFd();
+}
+
+// The folder beside the preferences is the package's, and so are all links there.
+bool IsAmongPreferences(const std::string &user, const std::string &path) {
+    std::array<char, 4096> folder{};
+    if (VARNUserPreferenceDirGet(user.c_str(), folder.data(), folder.size()) != 0) {
+        return false;
+    }
+    for (const fs::path &place : {fs::path(folder.data()), fs::path(folder.data()) / "playlists"}) {
+        std::error_code error;
+        const fs::path real = fs::canonical(place, error);
+        if (!error && LiesBelow(real.native(), path)) {
+            return true;
+        }
+    }
+    return false;
 }
 
 }  // namespace
@@ -68,6 +137,23 @@ bool MayHoldMusic(uid_t owner, const std::string &realPath) {
         return true;
     }
     return LiesInIndexedFolder(realPath) && !LiesInSomebodysMusic(realPath);
+}
+
+bool MayHoldListsOf(const std::string &user, uid_t uid, int folder) {
+    struct stat info {};
+    const std::string file = FileIn(folder);
+    return LiesInMusicOf(user, file) || IsAmongPreferences(user, file) ||
+           (uid != 0 && fstat(folder, &info) == 0 && info.st_uid == uid);
+}
+
+varn::UniqueFd OpenFolderOfLists(const std::string &path) {
+    varn::UniqueFd folder = OpenFolder(path);
+    if (!folder || MayHoldMusic(0, FileIn(folder.Get()))) {
+        return folder;
+    }
+    folder = OpenLinked(path);
+    errno = folder ? errno : EPERM;
+    return folder;
 }
 
 PlacedSong::PlacedSong(uid_t owner, const std::string &path) : folder_(-1) {
@@ -87,7 +173,7 @@ PlacedSong::PlacedSong(uid_t owner, const std::string &path) : folder_(-1) {
     if (folder_ < 0) {
         throw Failure(Reason::kOutsideMusic, path);
     }
-    heldPath_ = PathOfOpen(folder_) + "/" + asked.filename().native();
+    heldPath_ = DescriptorPath(folder_) + "/" + asked.filename().native();
 }
 
 PlacedSong::~PlacedSong() {
@@ -96,7 +182,7 @@ PlacedSong::~PlacedSong() {
 
 bool PlacedSong::IsOpen(int fd, const std::string &path) const {
     const AsRoot root;
-    const std::string held = PathOfOpen(folder_);
+    const std::string held = DescriptorPath(folder_);
     return IsOpenAt(fd, LiesBelow(held, path)
                             ? fs::path(path_).parent_path() / path.substr(held.size() + 1)
                             : fs::path(path));

@@ -5,11 +5,22 @@
 
 #include <string>
 
+#include "varn/descriptor.h"
+
 namespace tonvale_answers {
 
 // True for a real path in an indexed folder, or for the song of a personal library in its user's
 // music; never in somebody else's. Needs root's rights where the caller's do not reach.
 bool MayHoldMusic(uid_t owner, const std::string &realPath);
+
+// True for an open folder that may hold the own playlists of a user: in his music, beside his
+// preferences, or a folder of his to which a link in his music leads. Needs root's rights.
+bool MayHoldListsOf(const std::string &user, uid_t uid, int folder);
+
+// Opens a folder of shared playlists: one in an indexed folder and in nobody's music; or one out of
+// there to which links lead that are root's, or whose owner owns what they lead to. Empty, with
+// errno set (EPERM for a folder elsewhere). Needs root's rights.
+varn::UniqueFd OpenFolderOfLists(const std::string &path);
 
 // A song of the library, which itself need not be there, and its folder, held open: whatever is put
 // in that folder's place afterwards, it stays the one that was looked at.

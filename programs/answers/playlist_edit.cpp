@@ -1,25 +1,22 @@
 #include "playlist_edit.h"
 
-#include <fcntl.h>
-#include <stdio.h>
-#include <sys/stat.h>
-#include <unistd.h>
+#include <syslog.h>
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstdlib>
 #include <filesystem>
 #include <iterator>
 #include <new>
+#include <optional>
 #include <set>
 #include <string_view>
 #include <utility>
 
-#include "as_root.h"
 #include "browsed_song.h"
 #include "failure.h"
 #include "link_hooks.h"
+#include "list_place.h"
 #include "playlists.h"
 #include "songs.h"
 #include "text.h"
@@ -36,11 +33,6 @@ void Report(int result, Reason reason, const std::string &path) {
     if (result != 0) {
         throw Failure(reason, path);
     }
-}
-
-// What errno tells of a file that could not be made or moved.
-Failure NotWritten(Reason reason, const std::string &path) {
-    return errno == EEXIST ? Failure(Reason::kPlaylistExists, path) : Failure(reason, path, errno);
 }
 
 bool IsNumber(const std::string &text) {
@@ -158,58 +150,54 @@ void FillStream(const std::string &id, VARN_MEDIA_INFO &record) {
     record.duration = static_cast<float>(duration);
 }
 
-// Gives a file another name that is free.
-void Move(const std::string &from, const std::string &to) {
-    const AsRoot root;
-    const char *const file = from.c_str();
-    bool moved = renameat2(AT_FDCWD, file, AT_FDCWD, to.c_str(), RENAME_NOREPLACE) == 0;
-    if (!moved && (errno == EINVAL || errno == ENOSYS)) {
-        // A file system without that flag: of two who give one name at once, one may lose a file.
-        struct stat info {};
-        errno = EEXIST;
-        moved = lstat(to.c_str(), &info) != 0 && rename(file, to.c_str()) == 0;
-    }
-    if (!moved) {
-        // Of two who rename one file at once, the second finds it gone.
-        throw errno == ENOENT ? Failure(Reason::kNoSuchPlaylist, from)
-                              : NotWritten(Reason::kPlaylistNotRenamed, to);
-    }
-}
-
-// Makes an empty file, which goes again unless it is kept: what a failure leaves would refuse the
+// Makes an empty playlist, which goes again unless it is kept: what a failure leaves would refuse the
 // next try. Only a file of its own making goes.
-class NewFile {
+class NewList {
   public:
-    explicit NewFile(const std::string &path) : path_(path) {
-        const AsRoot root;
-        const int fd = open(path_.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777);
-        if (fd < 0) {
-            throw NotWritten(Reason::kPlaylistNotWritten, path_);
-        }
-        close(fd);
-    }
-    ~NewFile() {
-        if (!kept_) {
-            const AsRoot root;
-            unlink(path_.c_str());
+    NewList(const ListFolder &folder, const std::string &name)
+        : folder_(folder), name_(name), file_(folder.Make(name)) {}
+    ~NewList() {
+        try {
+            if (!kept_) {
+                folder_.Remove(name_);
+            }
+        } catch (const Failure &failure) {
+            syslog(LOG_ERR, "An empty playlist is left: %s", failure.what());
         }
     }
-    NewFile(const NewFile &) = delete;
-    NewFile &operator=(const NewFile &) = delete;
+    NewList(const NewList &) = delete;
+    NewList &operator=(const NewList &) = delete;
 
+    std::string Path() const { return varn::DescriptorPath(file_.Get()); }
     void Keep() { kept_ = true; }
 
   private:
-    const std::string &path_;
+    const ListFolder &folder_;
+    const std::string &name_;
+    varn::UniqueFd file_;
     bool kept_ = false;
 };
+
+// Has the library write a playlist anew, by its descriptor. What a failure in the middle, such as a
+// full disk, leaves of it is replaced by what was there before.
+template <typename Write>
+void Change(const Collection &collection, const Playlist &playlist, const Write &write) {
+    const HeldList list(collection, playlist.path);
+    const std::string before = list.Contents();
+    const int result = write(list.Path().c_str());
+    if (result != 0) {
+        list.PutBack(before);
+    }
+    Report(result, Reason::kPlaylistNotWritten, playlist.path);
+}
 
 // The entries of a playlist, limit 0 meaning all and below 0 none.
 SongRecords Read(const Collection &collection, const Playlist &playlist, int limit,
                  int *countOut = nullptr) {
     int count = -1;
-    SongRecords songs(VARNPlaylistParseByPath(collection.uid, playlist.path.c_str(), nullptr,
-                                              &count, 0, limit, "*", 0));
+    const HeldList list(collection, playlist.path);
+    SongRecords songs(VARNPlaylistParseByPath(collection.uid, list.Path().c_str(), nullptr, &count,
+                                              0, limit, "*", 0));
     if (count < 0) {
         throw Failure(Reason::kPlaylistNotRead, playlist.path);
     }
@@ -263,9 +251,13 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
     if (collection.isFolder && format != "m3u") {
         throw Failure(Reason::kNotAPersonalFormat, format);
     }
-    const std::string path = PlaceForPlaylist(collection, name, format);
-    NewFile file(path);
-    Report(VARNWriteMusicPlaylist(songs, path.c_str()), Reason::kPlaylistNotWritten, path);
+    CheckName(name);
+    const ListFolder folder = ListFolder::ForNew(collection);
+    folder.CheckIsFree(name);
+    const std::string fileName = name + "." + format;
+    const std::string path = folder.Path() / fileName;
+    NewList file(folder, fileName);
+    Report(VARNWriteMusicPlaylist(songs, file.Path().c_str()), Reason::kPlaylistNotWritten, path);
     if (collection.isFolder) {
         file.Keep();
         return {"0", name, path, ""};
@@ -290,29 +282,16 @@ void ReplaceSongs(const Collection &collection, const Playlist &playlist, int st
     if (start > CountEntries(collection, playlist)) {
         throw Failure(Reason::kNoSuchPosition, std::to_string(start));
     }
-    const int result = collection.isFolder
-                           ? VARNPersonalPlaylistUpdateSongs(collection.uid, playlist.path.c_str(),
-                                                             start, length, songs)
-                           : VARNPlaylistUpdateSongs(collection.Library(), collection.uid,
-                                                     playlist.id.c_str(), start, length, songs);
-    Report(result, Reason::kPlaylistNotWritten, playlist.path);
+    Change(collection, playlist, [&](const char *path) {
+        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, start, length, songs);
+    });
 }
 
 void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
                  bool skipDuplicates) {
-    int result = 0;
-    if (collection.isFolder) {
-        result = VARNPersonalPlaylistAppendSongs(collection.uid, playlist.path.c_str(), songs,
-                                                 skipDuplicates ? 1 : 0);
-    } else if (!skipDuplicates) {
-        result = VARNPlaylistAppendSongs(collection.Library(), collection.uid, playlist.id.c_str(),
-                                         songs);
-    } else {
-        result =
-            VARNPlaylistUpdateSongsList(collection.Library(), collection.uid, playlist.id.c_str(),
-                                        CountEntries(collection, playlist), 0, songs, "true");
-    }
-    Report(result, Reason::kPlaylistNotWritten, playlist.path);
+    Change(collection, playlist, [&](const char *path) {
+        return VARNPersonalPlaylistAppendSongs(collection.uid, path, songs, skipDuplicates ? 1 : 0);
+    });
 }
 
 void RemovePositions(const Collection &collection, const Playlist &playlist,
@@ -320,16 +299,6 @@ void RemovePositions(const Collection &collection, const Playlist &playlist,
     const auto last = std::max_element(positions.begin(), positions.end());
     if (last != positions.end() && *last >= CountEntries(collection, playlist)) {
         throw Failure(Reason::kNoSuchPosition, std::to_string(*last));
-    }
-    if (!collection.isFolder) {
-        std::string selection;
-        for (const int position : positions) {
-            selection += (selection.empty() ? "" : ",") + std::to_string(position);
-        }
-        Report(VARNPlaylistRemoveSongs(collection.Library(), collection.uid, playlist.id.c_str(),
-                                       selection.c_str()),
-               Reason::kPlaylistNotWritten, playlist.path);
-        return;
     }
     SongRecords songs = Read(collection, playlist, 0);
     RemoveEntries(songs, std::set<int>(positions.begin(), positions.end()));
@@ -340,34 +309,44 @@ void RemoveMissing(const Collection &collection, const Playlist &playlist) {
     if (CountEntries(collection, playlist) == 0) {
         return;  // which the library takes for a list that cannot be read
     }
-    const int result =
-        collection.isFolder
-            ? VARNPersonalPlaylistRemoveMissing(collection.uid, playlist.path.c_str())
-            : VARNPlaylistRemoveMissing(collection.Library(), collection.uid, playlist.id.c_str());
-    Report(result, Reason::kPlaylistNotWritten, playlist.path);
+    Change(collection, playlist, [&](const char *path) {
+        return VARNPersonalPlaylistRemoveMissing(collection.uid, path);
+    });
 }
 
 namespace {
 
-void RenameRow(const Collection &collection, const Playlist &playlist, const Playlist &renamed) {
+int RenameRow(const Collection &collection, const Playlist &playlist, const Playlist &renamed) {
     VARN_MEDIA_INFO row = {};
     row.id = static_cast<uint32_t>(std::stoul(playlist.id));
     SetPath(renamed.path, row);
     CopyCut(renamed.title, row.title);
     CopyCut(renamed.album, row.album);
-    const int updated =
-        VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, playlist.path.c_str());
-    if (updated != 0) {
-        // The library still has the old path: there the file has to be.
-        Move(renamed.path, playlist.path);
-    }
-    Report(updated, Reason::kPlaylistNotStored, renamed.path);
+    return VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, playlist.path.c_str());
 }
 
-void RemoveFile(const std::string &path) {
-    const AsRoot root;
-    if (unlink(path.c_str()) != 0) {
-        throw Failure(Reason::kPlaylistNotDeleted, path, errno);
+// Row and file go together: the file gets out of the way first, and comes back for a row that stays.
+void DeleteRowAndFile(const Collection &collection, const Playlist &playlist) {
+    namespace fs = std::filesystem;
+    const fs::path path = playlist.path;
+    const std::string name = path.filename();
+    const std::string aside = ".deleted-" + playlist.id;
+    std::optional<ListFolder> folder;
+    if (!ListFolder::IsGone(path.parent_path())) {
+        folder.emplace(collection, path.parent_path());
+        folder->Remove(aside);  // of a process that was killed
+    }
+    const bool isThere = folder && folder->Has(name);
+    if (isThere) {
+        folder->Move(name, aside, Reason::kPlaylistNotDeleted);
+    }
+    const int deleted = VARNPlaylistDBDelete(collection.Library(), playlist.id.c_str());
+    if (deleted != 0 && isThere) {
+        folder->Move(aside, name, Reason::kPlaylistNotRenamed);
+    }
+    Report(deleted, Reason::kPlaylistNotDeleted, playlist.path);
+    if (isThere) {
+        folder->Remove(aside);
     }
 }
 
@@ -379,11 +358,17 @@ Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,
     namespace fs = std::filesystem;
     const fs::path from = playlist.path;
     const fs::path to = from.parent_path() / (name + from.extension().string());
-    CheckIsFree(from.parent_path(), name);
-    Move(from, to);
+    const ListFolder folder(collection, from.parent_path());
+    folder.CheckIsFree(name);
+    folder.Move(from.filename(), to.filename(), Reason::kPlaylistNotRenamed);
     const Playlist renamed = {playlist.id, name, to, playlist.album};
     if (!collection.isFolder) {
-        RenameRow(collection, playlist, renamed);
+        const int updated = RenameRow(collection, playlist, renamed);
+        if (updated != 0) {
+            // Where the library still has it.
+            folder.Move(to.filename(), from.filename(), Reason::kPlaylistNotRenamed);
+        }
+        Report(updated, Reason::kPlaylistNotStored, to);
     }
     LinksFollowRename(AsAny(collection, renamed).id, to.string(), from.string());
     return renamed;
@@ -391,10 +376,10 @@ Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,
 
 void DeletePlaylist(const Collection &collection, const Playlist &playlist) {
     if (collection.isFolder) {
-        RemoveFile(playlist.path);
+        const std::filesystem::path path = playlist.path;
+        ListFolder(collection, path.parent_path()).Remove(path.filename());
     } else {
-        Report(VARNPlayListUnlink(collection.Library(), playlist.path.c_str(), playlist.id.c_str()),
-               Reason::kPlaylistNotDeleted, playlist.path);
+        DeleteRowAndFile(collection, playlist);
     }
     LinksFollowDeletion(playlist.path);
 }

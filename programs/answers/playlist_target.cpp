@@ -1,36 +1,22 @@
 #include "playlist_target.h"
 
-#include <sys/stat.h>
-#include <syslog.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <charconv>
-#include <filesystem>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "as_root.h"
 #include "failure.h"
 #include "list.h"
 #include "text.h"
-#include "tonvale/paths.h"
 #include "varn/account.h"
-#include "varn/host.h"
 #include "varn/sql.h"
 
 namespace tonvale_answers {
 
 namespace {
 
-namespace fs = std::filesystem;
-
-constexpr std::size_t kPathSize = 4096;
 constexpr std::size_t kLongestName = 240;  // bytes, with room for an extension
-constexpr char kFolder[] = "playlists";
 
 bool IsNumber(const std::string &text) {
     return !text.empty() &&
@@ -39,54 +25,6 @@ bool IsNumber(const std::string &text) {
 
 Playlist Named(const VARN_PLAYLIST &record) {
     return {std::to_string(record.id), record.title, record.path, record.album};
-}
-
-// A registered folder or a home that is missing is a disk that is away: what is made in its place
-// would hide behind it, and look as if it were all that is left of it.
-std::string Present(const std::string &folder) {
-    std::error_code error;
-    if (!fs::is_directory(folder, error)) {
-        throw Failure(Reason::kFolderAway, folder);
-    }
-    return folder;
-}
-
-// The folder for new playlists of a collection.
-std::string FolderOf(const Collection &collection) {
-    if (collection.isFolder) {
-        std::array<char, kPathSize> folder{};
-        if (VARNUserPreferenceDirGet(collection.user.c_str(), folder.data(), folder.size()) == 0) {
-            return std::string(folder.data()) + "/" + kFolder;
-        }
-    } else if (collection.personal) {
-        const fs::path music = AudioFile::GetHomeMusicPath(collection.user);
-        Present(music.parent_path());
-        return music.string() + "/" + kFolder;
-    } else {
-        const std::vector<std::string> folders = varn::host::IndexedFolders();
-        if (!folders.empty()) {
-            return Present(folders.front()) + "/" + kFolder;
-        }
-    }
-    throw Failure(Reason::kNoPlaylistFolder);
-}
-
-// Makes a folder that belongs to whom the one above it does. What stands in its place and is none,
-// a link among them, is not followed: root is going to write there.
-void MakeFolder(const fs::path &folder) {
-    std::error_code error;
-    if (folder.has_relative_path() && !fs::exists(folder.parent_path(), error)) {
-        MakeFolder(folder.parent_path());
-    }
-    struct stat above {};
-    if (stat(folder.parent_path().c_str(), &above) == 0 &&
-        mkdir(folder.c_str(), above.st_mode & 0777) == 0 && geteuid() == 0 &&
-        lchown(folder.c_str(), above.st_uid, above.st_gid) != 0) {
-        syslog(LOG_ERR, "Failed to give %s to its owner: %m", folder.c_str());
-    }
-    if (!fs::is_directory(fs::symlink_status(folder, error))) {
-        throw Failure(Reason::kFolderNotMade, folder.string(), error ? error.value() : errno);
-    }
 }
 
 // Playlists whose ids or, among those without such an id, whose titles are the given name.
@@ -199,31 +137,6 @@ void CheckName(const std::string &name) {
     if (!good) {
         throw Failure(Reason::kNotAPlaylistName, name);
     }
-}
-
-void CheckIsFree(const fs::path &folder, const std::string &name) {
-    const AsRoot root;
-    for (const char *format : {"m3u", "m3u8", "pls", "wpl"}) {
-        std::error_code error;
-        const fs::path path = folder / (name + "." + format);
-        const fs::file_type type = fs::symlink_status(path, error).type();
-        if (type == fs::file_type::none) {
-            throw Failure(Reason::kFolderNotRead, folder.string(), error.value());
-        }
-        if (type != fs::file_type::not_found) {
-            throw Failure(Reason::kPlaylistExists, path.string());
-        }
-    }
-}
-
-std::string PlaceForPlaylist(const Collection &collection, const std::string &name,
-                             const std::string &format) {
-    CheckName(name);
-    const fs::path folder = FolderOf(collection);
-    const AsRoot root;
-    MakeFolder(folder);
-    CheckIsFree(folder, name);
-    return folder.string() + "/" + name + "." + format;
 }
 
 }  // namespace tonvale_answers

@@ -3,7 +3,6 @@
 
 #include <sys/types.h>
 
-#include <filesystem>
 #include <memory>
 #include <string>
 
@@ -57,15 +56,6 @@ Playlist PlaylistOfKey(const Collection &collection, const std::string &key);
 
 // The key of a playlist in identifiers.
 std::string KeyOf(const Collection &collection, const Playlist &playlist);
-
-// Throws a Failure when a folder has a playlist of a name already, in any format, or cannot be read
-// with root's rights.
-void CheckIsFree(const std::filesystem::path &folder, const std::string &name);
-
-// Where a new playlist of that name belongs; its folder is made. It is a Failure when the name is
-// taken.
-std::string PlaceForPlaylist(const Collection &collection, const std::string &name,
-                             const std::string &format);
 
 // Throws a Failure for a name that no playlist can have.
 void CheckName(const std::string &name);

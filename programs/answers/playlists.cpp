@@ -4,9 +4,11 @@
 
 #include <algorithm>
 #include <array>
+#include <new>
 #include <utility>
 
 #include "failure.h"
+#include "list_place.h"
 #include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/playlistsvc.h"
@@ -62,6 +64,21 @@ Json::Value Part(const PlaylistSection &section, int64_t start, int64_t count) {
     return list;
 }
 
+// The same of a normal one, which is read as it is held open.
+int ReadNormal(const AnyPlaylist &playlist, const PlaylistLibrary &library, int offset, int count,
+               Json::Value &tracks) {
+    const HeldList list(playlist.collection, playlist.normal.path);
+    Tonvale::webapi::HashRating ratings;
+    if (*ratings.Get() == nullptr) {
+        throw std::bad_alloc();
+    }
+    int total = -1;
+    const SongRecords songs(VARNPlaylistParseByPath(library.uid, list.Path().c_str(), ratings.Get(),
+                                                    &total, offset, count, "*", 0));
+    library.GetTrackJson(ratings.Get(), songs.get(), tracks);
+    return total;
+}
+
 // Appends a part of a playlist; how many tracks all of it has.
 int Read(const AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t offset, int count,
          Json::Value &tracks) {
@@ -71,8 +88,7 @@ int Read(const AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t of
             ? library.GetTrackFromSmartPlaylist(
                   playlist.name, type, VARNAudioWebapiUtilsGetBrowseLibraryByUid(library.uid),
                   static_cast<int>(offset), count, tracks)
-            : library.GetTrackFromNormalPlaylist(KeyOf(playlist.collection, playlist.normal), type,
-                                                 static_cast<int>(offset), count, tracks);
+            : ReadNormal(playlist, library, static_cast<int>(offset), count, tracks);
     if (total < 0) {
         throw Failure(Reason::kPlaylistNotRead,
                       playlist.isSmart ? playlist.name : playlist.normal.path);

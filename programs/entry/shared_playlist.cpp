@@ -7,10 +7,12 @@
 #include <chrono>
 #include <iterator>
 #include <memory>
+#include <optional>
 #include <thread>
 
 #include "answers/browsed_song.h"
 #include "answers/failure.h"
+#include "answers/list_place.h"
 #include "answers/named_playlist.h"
 #include "answers/songs.h"
 #include "refusal.h"
@@ -49,10 +51,22 @@ std::string Key(const Tonvale::SharingData &link) {
     return link.playlist_id.substr(link.playlist_id.find('/') + 1);
 }
 
+// The playlist, which may have become a link since it was shared.
+tonvale_answers::HeldList Held(const Tonvale::SharingData &link) {
+    const bool isPersonal = Tonvale::webapi::playlist::PlaylistResult(link.playlist_id).personal ||
+                            link.playlist_id == tonvale_answers::kSharedSongsId;
+    try {
+        return {{link.user_name, isPersonal, link.user_id}, link.path};
+    } catch (const tonvale_answers::Failure &) {
+        RefuseLink();
+    }
+}
+
 // A page of the playlist's entries; `total` below 0 when it cannot be read.
 SongList ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     total = -1;
-    return SongList(VARNPlaylistParseByPath(link.user_id, link.path.c_str(), nullptr, &total,
+    const tonvale_answers::HeldList list = Held(link);
+    return SongList(VARNPlaylistParseByPath(link.user_id, list.Path().c_str(), nullptr, &total,
                                             offset, limit, "*", 0));
 }
 
@@ -162,7 +176,13 @@ SharedPage SharedPlaylist::Songs(int offset, int limit) const {
 }
 
 void SharedPlaylist::Check(const VARN_MEDIA_INFO &song) {
-    if (!manager_.CheckSongAllowSharing(link_, tonvale_answers::NameInPlaylist(song))) {
+    std::optional<tonvale_answers::HeldList> list;
+    Tonvale::SharingData link = link_;
+    if (!IsSmart(link_)) {
+        list.emplace(Held(link_));
+        link.path = list->Path();
+    }
+    if (!manager_.CheckSongAllowSharing(link, tonvale_answers::NameInPlaylist(song))) {
         RefuseLink();
     }
 }

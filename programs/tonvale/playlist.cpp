@@ -5,6 +5,7 @@
 
 #include "accounts.h"
 #include "answers/failure.h"
+#include "answers/list_place.h"
 #include "answers/playlist_edit.h"
 #include "answers/playlists.h"
 #include "answers/tracks.h"
@@ -101,14 +102,15 @@ int Delete(Options, const AnyPlaylist &playlist) {
 // 0 when all songs are in the playlist.
 int Check(Options options, const AnyPlaylist &playlist) {
     const SongRecords songs = Songs(options);
+    const HeldList list(playlist.collection, playlist.normal.path);
     int status = kDone;
     for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
         std::string name = song->info.path;
         if (IsVirtualMusic(&song->info) && song->info.virtual_track > 0) {
             name += "_" + std::to_string(song->info.virtual_track);
         }
-        const bool found = VARNPlaylistCheckSong(options.collection.uid,
-                                                 playlist.normal.path.c_str(), name.c_str()) == 0;
+        const bool found = VARNPlaylistCheckSong(options.collection.uid, list.Path().c_str(),
+                                                 name.c_str()) == 0;
         std::printf("%s %s\n", found ? "yes" : "no ", name.c_str());
         status = found ? status : kFailed;
     }
