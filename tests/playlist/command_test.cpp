@@ -1,11 +1,14 @@
 // The verbs of the command line that work on playlists.
 #include <json/json.h>
+#include <sched.h>
 #include <sys/inotify.h>
+#include <sys/mount.h>
 #include <unistd.h>
 
 #include <array>
 #include <cstring>
 
+#include "platform/child.h"
 #include "playlist/playlist_test.h"
 #include "programs/command.h"
 #include "varn/packageconf.h"
@@ -114,7 +117,33 @@ TEST_F(PlaylistCommand, WhatIsNotUtf8IsRefused) {
             {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
 }
 
-// A renaming that the library refuses changes nothing.
+TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
+    Texts many = {"playlist", "add", "x"};
+    for (int i = 0; i < 1000; ++i) {
+        many.push_back("http://radio.example/" + std::string(100, 'x') + std::to_string(i));
+    }
+    AddRow(In("x.m3u"), "x", "m");
+    const auto onSmallDisk = [&] {
+        const auto mountMusic = [](unsigned long flags) {
+            return mount("none", music().c_str(), "tmpfs", flags, "size=64k") == 0;
+        };
+        if (unshare(CLONE_NEWNS) != 0 ||
+            mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 || !mountMusic(0)) {
+            return;
+        }
+        Touch(In("x.m3u"), "http://r/1\nhttp://r/2\n");
+        EXPECT_EQ(Run(many).status, 1);
+        EXPECT_EQ(ReadFile(In("x.m3u")), "http://r/1\nhttp://r/2\n");
+        EXPECT_TRUE(mountMusic(MS_REMOUNT | MS_RDONLY));
+        RunAll({{{"playlist", "create", "new"}, 1, "Read-only file system"},
+                {{"playlist", "rename", "x", "y"}, 1, "Read-only file system"},
+                {{"playlist", "delete", "x"}, 1, "Read-only file system"},
+                {{"playlist", "show", "x"}, 0, "2 of 2 entries"}});
+    };
+    EXPECT_TRUE(tonvale_test::HoldsInChild(onSmallDisk));
+}
+
+// What the library refuses changes nothing.
 TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
     const std::string home = (root() / "volume1/homes/alice/music/b.m3u").string();
     Touch(In("a.m3u"));
@@ -123,9 +152,10 @@ TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
     AddRow(home, "b", "m", kAlice);
     Query(
         "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
-        "CREATE TRIGGER t BEFORE UPDATE ON playlist EXECUTE FUNCTION refuse(); "
-        "CREATE TRIGGER t BEFORE UPDATE ON personal_playlist EXECUTE FUNCTION refuse()");
+        "CREATE TRIGGER t BEFORE UPDATE OR DELETE ON playlist EXECUTE FUNCTION refuse(); "
+        "CREATE TRIGGER t BEFORE UPDATE OR DELETE ON personal_playlist EXECUTE FUNCTION refuse()");
     RunAll({{{"playlist", "rename", "a", "new"}, 1, "into the library"},
+            {{"playlist", "delete", "a"}, 1, "a.m3u cannot be deleted"},
             {{"playlist", "show", "a"}, 0, "0 of 0 entries"},
             {{"playlist", "rename", "b", "new", "--user", "alice", "--personal"}, 1, "library"},
             {{"playlist", "show", "b", "--user", "alice", "--personal"}, 0, "0 of 0 entries"}});

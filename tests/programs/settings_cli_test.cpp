@@ -210,7 +210,7 @@ TEST_F(SettingsVerbs, TrackObjectsOfPlaylists) {
     EXPECT_TRUE(Contains(table.out, "2-3 of 4 entries")) << table.out << table.err;
     const Json::Value list =
         Parsed(Tonvale({"playlist", "show", "playlist_shared_smart/good", "--user", "alice",
-                        "--json", "--additional", "song_rating"})
+                        "--json", "--additional", "song_tag", "song_rating"})
                    .out);
     EXPECT_EQ(list["total"].asInt(), 4);
     EXPECT_EQ(list["songs"][1]["additional"]["song_rating"]["rating"].asInt(), 4);
