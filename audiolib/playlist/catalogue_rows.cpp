@@ -137,8 +137,6 @@ int VARNPlayListUnlink(const char *library, const char *path, const char *playli
     }
     return Guarded(kSource, -1, [&] {
         const Tonvale::support::RootThenPackage root(kSource);
-        const bool removed = RemoveFile(path);
-        const int deleted = VARNPlaylistDBDelete(library, playlistId);
-        return removed ? deleted : -1;
+        return RemoveFile(path) ? VARNPlaylistDBDelete(library, playlistId) : -1;
     });
 }

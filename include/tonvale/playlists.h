@@ -49,8 +49,8 @@ extern "C" {
 //               for virtual songs
 //   actualOnly  not 0: files only, no virtual songs
 // An entry that matches nothing in the library keeps its place, its path and id 0. A remote entry
-// (http, https) has id 0 and the tags that the playlist tells: no title where it tells none, but
-// the end of the URL after the first 100,000 of them, whose tags are not read.
+// has id 0 and the tags that the playlist tells; without them, one of http or https gets a title
+// from its URL.
 // Null both on failure and for a range without entries; countOut tells which.
 TONVALE_EXPORT PLAYLIST_REC *VARNPlaylistParseByPath(uid_t uid, const char *path,
                                                      PVLIBSZHASH *fillExtra, int *countOut,
@@ -219,8 +219,8 @@ TONVALE_EXPORT int VARNPlaylistDBUpdate(const char *library, uid_t uid,
 TONVALE_EXPORT int VARNPlaylistDBDelete(const char *library, const char *playlistId) noexcept;
 
 // Removes a playlist's file, as root, and its row with VARNPlaylistDBDelete, whether there was a
-// file or not. Leaves the process running as the package's account. The result of the row's
-// removal.
+// file or not. The row of a file that cannot be removed stays. Leaves the process running as the
+// package's account. 0 when the row was removed, otherwise -1.
 TONVALE_EXPORT int VARNPlayListUnlink(const char *library, const char *path,
                                       const char *playlistId) noexcept;
 

@@ -202,9 +202,17 @@ bool ListFolder::Has(const std::string &file) const {
 
 varn::UniqueFd ListFolder::Make(const std::string &file) const {
     const AsRoot root;
+    struct stat info {};
     varn::UniqueFd made(
         openat(folder_.Get(), file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777));
-    return made ? std::move(made) : throw NotDone(Reason::kPlaylistNotWritten, path_ / file);
+    if (!made) {
+        throw NotDone(Reason::kPlaylistNotWritten, path_ / file);
+    }
+    if (geteuid() == 0 && fstat(folder_.Get(), &info) == 0 &&
+        fchown(made.Get(), info.st_uid, info.st_gid) != 0) {
+        syslog(LOG_ERR, "Failed to give %s to its owner: %m", (path_ / file).c_str());
+    }
+    return made;
 }
 
 void ListFolder::Move(const std::string &from, const std::string &to, Reason reason) const {

@@ -29,7 +29,7 @@ class ListFolder {
     // It is a Failure when the folder has a playlist of a name already, in any format.
     void CheckIsFree(const std::string &name) const;
 
-    // Makes an empty file. A name that is taken is a Failure.
+    // Makes an empty file, which belongs to whom the folder does. A name that is taken is a Failure.
     varn::UniqueFd Make(const std::string &file) const;
 
     // Gives a file another name, which must be free. The reason tells what it was for.

@@ -109,8 +109,8 @@ int Check(Options options, const AnyPlaylist &playlist) {
         if (IsVirtualMusic(&song->info) && song->info.virtual_track > 0) {
             name += "_" + std::to_string(song->info.virtual_track);
         }
-        const bool found = VARNPlaylistCheckSong(options.collection.uid, list.Path().c_str(),
-                                                 name.c_str()) == 0;
+        const bool found =
+            VARNPlaylistCheckSong(options.collection.uid, list.Path().c_str(), name.c_str()) == 0;
         std::printf("%s %s\n", found ? "yes" : "no ", name.c_str());
         status = found ? status : kFailed;
     }

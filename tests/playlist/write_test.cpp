@@ -11,6 +11,7 @@
 
 #include "platform/child.h"
 #include "playlist/playlist_test.h"
+#include "varn/descriptor.h"
 
 namespace {
 
@@ -155,6 +156,17 @@ TEST_F(PlaylistWrite, WhatCannotBeWritten) {
     EXPECT_EQ(VARNWriteMusicPlaylist(nullptr, nullptr), -1);
     EXPECT_EQ(VARNWriteMusicPlaylistWithMediaList(nullptr, In("x.m3u").c_str()), -1);
     EXPECT_TRUE(Logged("audiolib/playlist \\([0-9]+\\) Bad parameter\\."));
+    Touch(In("held.m3u"), "http://old/\n");
+    const varn::UniqueFd held(open(In("held.m3u").c_str(), O_RDONLY | O_CLOEXEC));
+    std::filesystem::rename(In("held.m3u"), In("moved.m3u"));
+    Touch(In("held.m3u"), "kept");
+    const std::string open = varn::DescriptorPath(held.Get());
+    EXPECT_EQ(Shown(Read(open)), Texts{"0 http://old/"});
+    EXPECT_EQ(Write(MakeSongs({Record(1, In("a"))}).get(), open), 0);
+    EXPECT_EQ(ReadFile(In("moved.m3u")), "#EXTM3U\r\na\r\n") << "what is held is written";
+    EXPECT_EQ(ReadFile(In("held.m3u")), "kept");
+    std::filesystem::remove(In("moved.m3u"));
+    EXPECT_EQ(Write(nullptr, open), -1);
     Touch(In("target.m3u"));
     std::filesystem::create_symlink(In("target.m3u"), In("good.m3u"));
     EXPECT_EQ(Write(nullptr, In("good.m3u")), 0);
