@@ -266,12 +266,6 @@ TEST_F(PlaylistParser, WhatIsThereDecides) {
     EXPECT_EQ(Entries(url), Texts{"lists/a b.mp3"});
 }
 
-TEST_F(PlaylistParser, FilesAreKnownByTheConfiguredFolder) {
-    std::filesystem::create_directory_symlink(music(), scratch() / "linked");
-    WriteFile(varn::path::kIndexFolders, (scratch() / "linked").string() + "\n");
-    EXPECT_EQ(Entries("a.mp3"), Texts{(scratch() / "linked/lists/a.mp3").string()});
-}
-
 TEST_F(PlaylistParser, TagsOfRemoteEntries) {
     const std::filesystem::path path = music() / "l.m3u";
     Touch(path,
