@@ -88,7 +88,8 @@ class PlantedPaths : public ApiTest {
 
         void In(const fs::path &victim) const {
             if (kind == Kind::kLink) {
-                return Replace(hers() / path, victim / target);
+                return path.empty() ? Replace(hers(), victim)
+                                    : Replace(hers() / path, victim / target);
             }
             fs::remove(hers() / path);
             if (kind == Kind::kSecondName) {
