@@ -92,7 +92,9 @@ std::string NameOf(const std::string &path) {
 support::Fd Open(const std::string &path) {
     constexpr int kFlags = O_WRONLY | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const bool isHeld = !varn::PathOfDescriptor(path).empty();
-    const auto file = isHeld ? path : FileToOpen(path);
+    const auto file = !isHeld            ? FileToOpen(path)
+                      : IsWritable(path) ? std::optional(path)
+                                         : std::nullopt;
     const int more = isHeld ? 0 : O_CREAT | O_NOFOLLOW;
     support::Fd fd(file ? open(file->c_str(), kFlags | more, kMode) : -1);
     struct stat info {};
