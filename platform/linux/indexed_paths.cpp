@@ -142,13 +142,13 @@ std::string IndexedPaths::NameOfFolder(const std::string &list) {
         return *InRoot(realFolder_, "");
     }
     Place link = {realFolder_, FolderInLibrary(realFolder_, NameOf(list))};
-    if (link.indexed.empty()) {
+    if (link.indexed.empty() || link.indexed == link.real) {
         return realFolder_;
     }
     const std::string folder = link.indexed;
     // The link itself may stand above the folder.
-    for (std::string above = FolderOf(link.indexed); RealPath(above) == FolderOf(link.real);
-         above = FolderOf(above)) {
+    for (std::string above = FolderOf(link.indexed);
+         above != "/" && RealPath(above) == FolderOf(link.real); above = FolderOf(above)) {
         link = {FolderOf(link.real), above};
     }
     places_.push_back(std::move(link));
