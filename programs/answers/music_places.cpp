@@ -96,8 +96,8 @@ varn::UniqueFd Step(int folder, const std::string &name) {
     return isGood ? std::move(next) : varn::UniqueFd();
 }
 
-// A folder to which links below an indexed folder lead; homes are nobody else's to lead to. Empty
-// where there is none.
+// A folder to which links below an indexed folder lead, and which is nobody's music. Empty where
+// there is none.
 varn::UniqueFd OpenLinked(const std::string &path) {
     for (const std::string &root : varn::host::IndexedFolders()) {
         if (!LiesBelow(root, path)) {
@@ -142,7 +142,7 @@ bool MayHoldMusic(uid_t owner, const std::string &realPath) {
 bool MayHoldListsOf(const std::string &user, uid_t uid, int folder) {
     struct stat info {};
     const std::string file = FileIn(folder);
-    return LiesInMusicOf(user, file) || IsAmongPreferences(user, file) ||
+    return LiesInMusicOf(uid, file) || IsAmongPreferences(user, file) ||
            (uid != 0 && fstat(folder, &info) == 0 && info.st_uid == uid);
 }
 
