@@ -58,7 +58,7 @@ enum class Reason {
     kTooManyValues,
     kTooLongForPlayer,
     kNotAnAbsolutePath,   // (path)
-    kPlayerRefusesValue,  // (its words)
+    kPlayerRefusesValue,  // (its words) what was asked for does not exist
     kNotAnHttpAddress,    // (text)
     kNotAHost,            // (text)
     kNotAPort,            // (text)
@@ -79,7 +79,6 @@ enum class Reason {
     kNoSuchPinFolder,
     kNoSuchPinPlaylist,
     kNoSuchRenderer,      // (place or udn)
-    kPlayerHasNoSuch,     // (its words)
     kNoSuchServerObject,  // (the server's words)
     kNoCover,
     kNotAPicture,   // (path)
@@ -120,8 +119,7 @@ enum class Reason {
     kNoPreferenceFolder,
     kAccountNotTaken,  // (account)
     kVolumeNotSet,     // it is stored
-    kVolumeNotStored,
-    kVolumeNotRestored,
+    kNoVolume,         // none to take over
     kEqualizerNotRead,
     kPlayerAway,
     kPlayerNotPermitted,
@@ -129,14 +127,13 @@ enum class Reason {
     kPlayerNotAsked,
     kPlayerAnswerTooLong,
     kPlayerAnswerMalformed,
-    kPlayerRefuses,    // (its words)
+    kPlayerRefuses,    // (its words) it cannot do it
     kNoPictureAt,      // (address)
     kNothingSearched,  // (the problems)
     kServerNotAsked,   // (the problem)
     kNotAServer,       // (address)
     kServerRefuses,    // (its words)
     kServerAnswerMalformed,
-    kServerRepeatsPage,
     kServerTooSlow,
     kServerSendsTooMuch,
     kTooManyServerObjects,

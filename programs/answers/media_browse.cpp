@@ -81,7 +81,7 @@ class Browser {
                 *(page.items.nodes().empty() ? page.containers : page.items).nodes().front();
             const std::string firstId = first.getValueByKey("id");
             if (start > offset && !firstId.empty() && firstId == previous) {
-                throw Failure(Reason::kServerRepeatsPage);
+                throw Failure(Reason::kServerAnswerMalformed);
             }
             previous = firstId;
             Visit(page, level, question_.depth, end - start);

@@ -82,8 +82,8 @@ bool Parse(const char *text, const char *end, Json::Value &answer) {
     }
 }
 
-// The answer's object. `bad` is what a question for something that does not exist is.
-Json::Value Ask(const Question &question, Reason bad) {
+// The answer's object. `renderer` is the one that is asked for, "" for none.
+Json::Value Ask(const Question &question, const std::string &renderer = "") {
     std::string out(kAnswerSize, '\0');
     errno = 0;
     const int length = question(out.data(), static_cast<int>(out.size()));
@@ -101,7 +101,11 @@ Json::Value Ask(const Question &question, Reason bad) {
     const Json::Value &success = told["success"];
     const Json::Value &why = told["error"];
     if ((success.isBool() && !success.asBool()) || why.isString()) {
-        throw Failure(told["reason"] == "bad" ? bad : Reason::kPlayerRefuses,
+        const bool isBad = told["reason"] == "bad";
+        if (isBad && !renderer.empty()) {
+            throw Failure(Reason::kNoSuchRenderer, renderer);
+        }
+        throw Failure(isBad ? Reason::kPlayerRefusesValue : Reason::kPlayerRefuses,
                       why.isString() ? why.asString() : "?");
     }
     answer.removeMember("success");
@@ -115,8 +119,7 @@ Json::Value Send(VARN_AUDIO_COMMAND command, const std::string &payload) {
         throw Failure(Reason::kTooLongForPlayer);
     }
     payload.copy(message.payload, payload.size());
-    return Ask([&](char *out, int size) { return VARNAudioCtrlSend(&message, out, size); },
-               Reason::kPlayerRefusesValue);
+    return Ask([&](char *out, int size) { return VARNAudioCtrlSend(&message, out, size); });
 }
 
 int WholeNumber(const std::string &text, int most) {
@@ -222,7 +225,7 @@ std::vector<std::string> Words(const std::string &text) {
 
 Json::Value PlayerInfo(const std::string &renderer) {
     if (renderer.empty()) {
-        return Ask(VARNAudioPlayerInfo, Reason::kPlayerRefuses);
+        return Ask(VARNAudioPlayerInfo);
     }
     if (renderer.size() > kLongestRenderer) {
         throw Failure(Reason::kNoSuchRenderer, renderer);
@@ -231,26 +234,25 @@ Json::Value PlayerInfo(const std::string &renderer) {
         const int index = RendererNumber(renderer);
         return Ask(
             [&](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); },
-            Reason::kPlayerHasNoSuch);
+            renderer);
     }
     return Ask(
         [&](char *out, int size) { return VARNAudioPlayerInfoByUDN(renderer.c_str(), out, size); },
-        Reason::kPlayerHasNoSuch);
+        renderer);
 }
 
 Json::Value PlayerQueue(int offset, int limit) {
-    return Ask([&](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); },
-               Reason::kPlayerRefusesValue);
+    return Ask(
+        [&](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); });
 }
 
 Json::Value PlayerRenderers(int offset, int limit) {
-    return Ask([&](char *out, int size) { return VARNAudioListRenderer(offset, limit, out, size); },
-               Reason::kPlayerRefusesValue);
+    return Ask(
+        [&](char *out, int size) { return VARNAudioListRenderer(offset, limit, out, size); });
 }
 
 Json::Value PlayerServers(int offset, int limit) {
-    return Ask([&](char *out, int size) { return VARNAudioListServer(offset, limit, out, size); },
-               Reason::kPlayerRefusesValue);
+    return Ask([&](char *out, int size) { return VARNAudioListServer(offset, limit, out, size); });
 }
 
 std::span<const PlayerCommand> PlayerCommands() {

@@ -63,14 +63,6 @@ User FindUser(const std::string &name) {
     return User(found);
 }
 
-uid_t UidOf(const std::string &name) {
-    const User user = FindUser(name);
-    if (!user) {
-        throw Failure(Reason::kNoSuchUser, name);
-    }
-    return user->uid;
-}
-
 // False for an account that is gone; accounts that cannot be read are a failure.
 bool HasAccount(uid_t uid) {
     PVARN_USER found = nullptr;
@@ -183,6 +175,14 @@ Json::Value UserList() {
         list.append(std::move(entry));
     }
     return list;
+}
+
+uid_t UidOf(const std::string &name) {
+    const User user = FindUser(name);
+    if (!user) {
+        throw Failure(Reason::kNoSuchUser, name);
+    }
+    return user->uid;
 }
 
 void SetPermission(const std::string &user, unsigned mask) {

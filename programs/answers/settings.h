@@ -28,6 +28,9 @@ Json::Value RightsObject(unsigned mask);
 // The user "admin" and the members of the group "administrators".
 bool IsAdministrator(const std::string &user);
 
+// The id of a user. Throws a Failure when there is no such user.
+uid_t UidOf(const std::string &name);
+
 // The name of a user id, "" when no account has it.
 std::string AccountName(uid_t uid);
 

@@ -1,5 +1,7 @@
 #include "sound_card.h"
 
+#include <unistd.h>
+
 #include <array>
 
 #include "as_root.h"
@@ -61,14 +63,16 @@ Json::Value SetCardVolume(int volume) {
 
 void StoreCardVolume() {
     if (VARNAudioVolumeSyncConf() != 0) {
-        throw Failure(Reason::kVolumeNotStored);
+        const bool isKnown = access(SystemPath(varn::path::kKernelVolume).c_str(), R_OK) == 0;
+        throw isKnown ? Failure(Reason::kFileNotWritten, SystemPath(varn::path::kPackageConf))
+                      : Failure(Reason::kNoVolume);
     }
 }
 
 void RestoreCardVolume() {
     const AsRoot root;
     if (VARNAudioVolumeSyncKernel() != 0) {
-        throw Failure(Reason::kVolumeNotRestored);
+        throw Failure(VARNAudioConfVolumeGet() < 0 ? Reason::kNoVolume : Reason::kVolumeNotSet);
     }
 }
 

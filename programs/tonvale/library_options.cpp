@@ -1,10 +1,10 @@
 #include "library_options.h"
 
 #include "answers/kinds.h"
+#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "number.h"
-#include "user.h"
 
 namespace tonvale_cli {
 
@@ -57,14 +57,9 @@ bool OpenLibrary(LibraryOptions &options, int &status) {
         status = kFailed;
         return false;
     }
-    const std::optional<uid_t> uid = FindUser(options.user);
-    if (!uid) {
-        status = kUsage;
-        return false;
-    }
-    options.uid = *uid;
+    options.uid = tonvale_answers::UidOf(options.user);
     // The count looks at the kind that this gives; the page must show the same.
-    options.library = tonvale_answers::ChosenKind(options.library, *uid);
+    options.library = tonvale_answers::ChosenKind(options.library, options.uid);
     options.descending = options.sortDirection == "desc";
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());

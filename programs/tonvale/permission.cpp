@@ -105,10 +105,8 @@ int ShowPermission(const PermissionOptions &options) {
     if (!IsPrepared()) {
         return kFailed;
     }
-    tonvale_answers::ReadUsers();  // one that cannot be read would show as no rights
-    if (!FindUser(options.user)) {
-        return kUsage;
-    }
+    tonvale_answers::ReadUsers();          // one that cannot be read would show as no rights
+    tonvale_answers::UidOf(options.user);  // there must be such a user
     const Json::Value rights =
         tonvale_answers::RightsObject(AudioUsers::GetUserPermission(options.user));
     if (options.json) {
@@ -127,9 +125,7 @@ int SetPermission(const PermissionOptions &options) {
     if (!IsPrepared()) {
         return kFailed;
     }
-    if (!FindUser(options.user)) {
-        return kUsage;
-    }
+    tonvale_answers::UidOf(options.user);  // there must be such a user
     StartForLinks();
     const AsPackageAccount package;
     if (!package) {

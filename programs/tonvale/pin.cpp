@@ -4,6 +4,7 @@
 #include <memory>
 
 #include "answers/pins.h"
+#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "number.h"
@@ -95,15 +96,12 @@ int Run(Options options, Act act) {
         Complain(done.Message());
         return kFailed;
     }
-    const std::optional<uid_t> uid = FindUser(options.user);
-    if (!uid) {
-        return kUsage;
-    }
+    const uid_t uid = tonvale_answers::UidOf(options.user);
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());
         return kFailed;
     }
-    Pins pins(*uid, options.user);
+    Pins pins(uid, options.user);
     act(options, pins);
     return kDone;
 }

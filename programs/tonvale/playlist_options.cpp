@@ -1,10 +1,8 @@
 #include "playlist_options.h"
 
-#include <optional>
-
+#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
-#include "user.h"
 
 namespace tonvale_cli {
 
@@ -20,11 +18,7 @@ int Prepare(CollectionOptions &options) {
         Complain(done.Message());
         return kFailed;
     }
-    const std::optional<uid_t> uid = FindUser(options.collection.user);
-    if (!uid) {
-        return kUsage;
-    }
-    options.collection.uid = *uid;
+    options.collection.uid = tonvale_answers::UidOf(options.collection.user);
     Complete(options.collection);
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());

@@ -27,21 +27,19 @@ struct PreferenceOptions {
     bool json = false;
 };
 
-std::optional<uid_t> PreparedUser(const std::string &name, int &status) {
+// Empty, with a message, when the root is not prepared.
+std::optional<uid_t> PreparedUser(const std::string &name) {
     if (auto done = CheckRoot(); !done) {
         Complain(done.Message());
-        status = kFailed;
         return std::nullopt;
     }
-    status = kUsage;
-    return FindUser(name);
+    return tonvale_answers::UidOf(name);
 }
 
 int Show(const PreferenceOptions &options) {
-    int status = kDone;
-    const std::optional<uid_t> uid = PreparedUser(options.user, status);
+    const std::optional<uid_t> uid = PreparedUser(options.user);
     if (!uid) {
-        return status;
+        return kFailed;
     }
     const Json::Value preferences = tonvale_answers::PreferencesOf(*uid);
     if (options.json) {
@@ -60,10 +58,9 @@ int Show(const PreferenceOptions &options) {
 }
 
 int Set(const PreferenceOptions &options) {
-    int status = kDone;
-    const std::optional<uid_t> uid = PreparedUser(options.user, status);
+    const std::optional<uid_t> uid = PreparedUser(options.user);
     if (!uid) {
-        return status;
+        return kFailed;
     }
     const AsPackageAccount package;
     if (!package) {

@@ -13,6 +13,7 @@
 
 #include "accounts.h"
 #include "answers/failure.h"
+#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
@@ -41,7 +42,8 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
         if (access(options.file.c_str(), F_OK) == 0) {
             return options.file;
         }
-        Complain(options.file + ": " + std::strerror(errno));
+        Complain("cannot read " + Printable(options.file) + ": " + std::strerror(errno) +
+                 "; name a file of smart playlists");
         status = kUsage;
         return std::nullopt;
     }
@@ -53,11 +55,7 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
     if (options.user.empty()) {
         return SystemPath(varn::path::kSmartPlaylists);
     }
-    status = kUsage;
-    const std::optional<uid_t> uid = FindUser(options.user);
-    if (!uid) {
-        return std::nullopt;
-    }
+    tonvale_answers::UidOf(options.user);  // there must be such a user
     return PreferenceFolder(options.user) + "/playlists/smart.playlist";
 }
 

@@ -7,15 +7,11 @@
 #include <memory>
 
 #include "database.h"
-#include "varn/account.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
 
-namespace {
-
-// The accounts of the root, for a message; a real installation's may be too many to list.
 std::string KnownUsers() {
     if (SystemRoot().empty()) {
         return "";
@@ -26,19 +22,7 @@ std::string KnownUsers() {
     for (const passwd *entry = nullptr; file && (entry = fgetpwent(file.get())) != nullptr;) {
         names += (names.empty() ? "" : ", ") + std::string(entry->pw_name);
     }
-    return names.empty() ? "" : "; the users are " + names;
-}
-
-}  // namespace
-
-std::optional<uid_t> FindUser(const std::string &name) {
-    PVARN_USER found = nullptr;
-    if (VARNUserGet(name.c_str(), &found) != 0) {
-        Complain("there is no user '" + name + "'" + KnownUsers());
-        return std::nullopt;
-    }
-    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
-    return user->uid;
+    return names;
 }
 
 SameAccountAfter::SameAccountAfter() : uid_(geteuid()), gid_(getegid()) {}

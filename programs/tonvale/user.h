@@ -1,15 +1,15 @@
-// The account that a verb works for.
+// The accounts that a verb works for and under.
 #pragma once
 
 #include <sys/types.h>
 
-#include <optional>
 #include <string>
 
 namespace tonvale_cli {
 
-// The user's id. Empty, with a message that names the known users, when there is no such user.
-std::optional<uid_t> FindUser(const std::string &name);
+// The names of the root's accounts, for a message; "" for a real installation's, which may be too
+// many to list.
+std::string KnownUsers();
 
 // Brings the effective ids back at the end of a scope: calls that write playlists or ratings leave the
 // process running as the package's account.

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "display.h"
+#include "user.h"
 
 namespace tonvale_cli {
 
@@ -78,7 +79,7 @@ constexpr Wording kWordings[] = {
     {Reason::kTooLongForPlayer, "that is more than the player can be told"},
     {Reason::kNotAnAbsolutePath,
      "'{}' is no absolute path, which the player needs: it has a folder of its own"},
-    {Reason::kPlayerRefusesValue, "the player refuses: {}"},
+    {Reason::kPlayerRefusesValue, "the player does not know what you name: {}"},
     {Reason::kNotAnHttpAddress, "'{}' is no address that begins with http:// or https://"},
     {Reason::kNotAHost, "no machine is found as '{}'; give its name or its address"},
     {Reason::kNotAPort, "'{}' is no port; one is a number from 1 to 65535"},
@@ -102,7 +103,6 @@ constexpr Wording kWordings[] = {
     {Reason::kNoSuchPinFolder, "there is no such folder; 'tonvale folders' lists them"},
     {Reason::kNoSuchPinPlaylist, "there is no such playlist; 'tonvale playlists' lists them"},
     {Reason::kNoSuchRenderer, "there is no renderer '{}'; 'tonvale player renderers' lists them"},
-    {Reason::kPlayerHasNoSuch, "the player refuses: {}"},
     {Reason::kNoSuchServerObject, "the server refuses to show that: {}"},
     {Reason::kNoCover, "there is no cover to write"},
     {Reason::kNotAPicture, "{} is no picture"},
@@ -156,10 +156,11 @@ constexpr Wording kWordings[] = {
      "there"},
     {Reason::kNoPreferenceFolder, "the user has no preference folder"},
     {Reason::kAccountNotTaken, "cannot switch to the account {}"},
-    {Reason::kVolumeNotSet, "the volume is stored, but no mixer takes it"},
-    {Reason::kVolumeNotStored,
-     "the kernel tells no volume, or the configuration cannot be written"},
-    {Reason::kVolumeNotRestored, "no volume is configured, or no mixer takes it"},
+    {Reason::kVolumeNotSet,
+     "the volume is stored, but no mixer takes it; 'tonvale soundcard show' tells the card"},
+    {Reason::kNoVolume,
+     "there is no volume to take over; 'tonvale soundcard show' tells those of configuration and "
+     "mixer"},
     {Reason::kEqualizerNotRead, "the equalizer's profiles cannot be read"},
     {Reason::kPlayerAway, "no player answers; 'varnplayer' is one to start"},
     {Reason::kPlayerNotPermitted,
@@ -172,13 +173,14 @@ constexpr Wording kWordings[] = {
     {Reason::kNoPictureAt,
      "what is at {} is no picture in JPEG or PNG, of an announced length of at most 5 MiB"},
     {Reason::kNothingSearched, "{}; nothing could be asked: name a machine with --address"},
-    {Reason::kServerNotAsked, "the server cannot be asked: {}"},
+    {Reason::kServerNotAsked,
+     "the server cannot be asked: {}; 'tonvale mediaserver list' shows those that answer"},
     {Reason::kNotAServer,
      "{} is no ContentDirectory; 'tonvale mediaserver list' shows the addresses of those that can "
      "be browsed"},
     {Reason::kServerRefuses, "the server refuses to show that: {}"},
-    {Reason::kServerAnswerMalformed, "the server's answer is no well-formed document"},
-    {Reason::kServerRepeatsPage, "the server answers every page with the same objects"},
+    {Reason::kServerAnswerMalformed,
+     "the server's answer cannot be used: it is no well-formed document, or the page before again"},
     {Reason::kServerTooSlow, "the server takes too long"},
     {Reason::kServerSendsTooMuch, "the server sends too much; ask for fewer objects"},
     {Reason::kTooManyServerObjects,
@@ -202,6 +204,10 @@ std::string Worded(const tonvale_answers::Failure &failure) {
     if (failure.Error() != 0) {
         text.insert(std::min(text.find(';'), text.size()),
                     std::string(": ") + std::strerror(failure.Error()));
+    }
+    if (failure.Why() == Reason::kNoSuchUser) {
+        const std::string known = KnownUsers();
+        text += known.empty() ? "" : "; the users are " + known;
     }
     if (const std::size_t place = text.find(kObject); place != text.npos) {
         text.replace(place, std::strlen(kObject), failure.Object());

@@ -45,8 +45,8 @@ TEST_F(VerbTest, RefusalsAreShown) {
         {{"equalizer", "send", "0", "0", "0", "0", "0", "0", "0", "0", "0", "-3.5"},
          2,
          "does not know the command 40"},
-        {{"info", "output:7"}, 2, "no such renderer"},
-        {{"info", "7"}, 2, "no such renderer"},
+        {{"info", "output:7"}, 2, "no renderer 'output:7'"},
+        {{"info", "7"}, 2, "no renderer '7'"},
     };
     for (const auto &[words, status, message] : kCases) {
         const Finished finished = Player(words);
