@@ -15,16 +15,17 @@ constexpr std::size_t kLongestArtistCondition = 980;
 
 constexpr char kGenre[] = "genre";
 constexpr char kComposer[] = "composer";
+constexpr char kStar[] = "star";
 
 // Sort names have no leading articles.
 constexpr SortColumn kAlbumSorts[] = {{"name", "album_sort", true},
                                       {"artist", "album_artist_sort", true},
                                       {"year", "year"},
                                       {"date", "create_date"},
-                                      {"star", "star"}};
-constexpr SortColumn kArtistSorts[] = {{"name", "artist_sort", true}, {"star", "star"}};
-constexpr SortColumn kGenreSorts[] = {{"name", "genre_sort", true}, {"star", "star"}};
-constexpr SortColumn kComposerSorts[] = {{"name", "composer_sort", true}, {"star", "star"}};
+                                      {"star", kStar}};
+constexpr SortColumn kArtistSorts[] = {{"name", "artist_sort", true}, {"star", kStar}};
+constexpr SortColumn kGenreSorts[] = {{"name", "genre_sort", true}, {"star", kStar}};
+constexpr SortColumn kComposerSorts[] = {{"name", "composer_sort", true}, {"star", kStar}};
 
 Handle OpenAlbums(const ListRequest &request, const std::string &condition,
                   const std::string &order, int offset, int limit) {
@@ -65,11 +66,15 @@ std::string GroupCondition(const Group &group, const ListRequest &request,
 }
 
 // An order that is the same each time: equal groups come by their names as they are sorted, and
-// then as they are written.
+// then as they are written. By stars, the group without a name stands with those that have none.
 std::string Order(const Group &group, const ListRequest &request) {
     const SortColumn &chosen = ChosenColumn(request, group.sorts);
     const SortColumn &name = group.sorts.front();
-    return Expression(chosen) + " " + Direction(request) +
+    const std::string nameless =
+        chosen.column == kStar
+            ? std::string(group.nameless) + (request.descending ? " ASC, " : " DESC, ")
+            : "";
+    return nameless + Expression(chosen) + " " + Direction(request) +
            (chosen.name == name.name ? "" : ", " + Expression(name)) + ", " + group.ties;
 }
 
@@ -80,23 +85,35 @@ const Group kAlbums{
     "album",
     kAlbumSorts,
     "album_artist_sort, album, album_artist",
+    "COALESCE(album, '') = ''",
     true,
     OpenAlbums,
     [](const std::string &name) { return varn::Sql("album ILIKE '%%@VARN:LVAR%%'", name); }};
 // Without the name of a column: the library asks for both roles of an artist then.
 const Group kArtists{
-    "artists", "artist", kArtistSorts, "artist", false, OpenArtists, [](const std::string &name) {
-        return varn::Sql(" ILIKE '%%@VARN:LVAR%%'", name);
-    }};
+    "artists",
+    "artist",
+    kArtistSorts,
+    "artist",
+    "COALESCE(artist_search, '') = ''",
+    false,
+    OpenArtists,
+    [](const std::string &name) { return varn::Sql(" ILIKE '%%@VARN:LVAR%%'", name); }};
 const Group kGenres{
-    "genres", kGenre, kGenreSorts, kGenre, false, OpenValues<kGenre>, [](const std::string &name) {
-        return varn::Sql("genre ILIKE '%%@VARN:LVAR%%'", name);
-    }};
+    "genres",
+    kGenre,
+    kGenreSorts,
+    kGenre,
+    "COALESCE(genre, '') = ''",
+    false,
+    OpenValues<kGenre>,
+    [](const std::string &name) { return varn::Sql("genre ILIKE '%%@VARN:LVAR%%'", name); }};
 const Group kComposers{
     "composers",
     kComposer,
     kComposerSorts,
     kComposer,
+    "COALESCE(composer, '') = ''",
     false,
     OpenValues<kComposer>,
     [](const std::string &name) { return varn::Sql("composer ILIKE '%%@VARN:LVAR%%'", name); }};
@@ -114,8 +131,9 @@ Json::Value GroupPage::Next() {
 
 Json::Value GroupPage::ObjectOf(int row) const {
     Json::Value json(Json::objectValue);
-    json["name"] = FieldOf(rows_, row, group_.column);
-    json["star"] = varn::LeadingNumber<double>(FieldOf(rows_, row, "star"));
+    const std::string name = FieldOf(rows_, row, group_.column);
+    json["name"] = name;
+    json["star"] = name.empty() ? 0.0 : varn::LeadingNumber<double>(FieldOf(rows_, row, kStar));
     if (group_.isAlbum) {
         json["album_artist"] = FieldOf(rows_, row, "album_artist");
         json["year"] = Json::Int64{NumberOf(rows_, row, "year")};

@@ -16,6 +16,7 @@ struct Group {
     const char *column;                 // what the group has in common
     std::span<const SortColumn> sorts;  // the first is the name
     const char *ties;                   // orders groups of one name as it is sorted
+    const char *nameless;               // SQL that is true for the group without a name
     bool isAlbum;
     Handle (*open)(const ListRequest &request, const std::string &condition,
                    const std::string &order, int offset, int limit);
@@ -28,7 +29,8 @@ extern const Group kArtists;
 extern const Group kGenres;
 extern const Group kComposers;
 
-// A page of groups: name and star, of albums album_artist, year and date as well.
+// A page of groups: name and star, of albums album_artist, year and date as well. The group of the
+// tracks without the tag has no name and no stars: the tracks have nothing in common to rate.
 class GroupPage : public Page {
   public:
     GroupPage(const Group &group, Handle rows, int offset, int64_t total);

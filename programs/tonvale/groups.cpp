@@ -62,7 +62,9 @@ void PrintTable(const Verb &verb, GroupPage &page) {
     int64_t shown = 0;
     for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
         for (const Json::Value &group : part) {
-            std::vector<std::string> cells = {group["name"].asString()};
+            const std::string name = group["name"].asString();
+            std::vector<std::string> cells = {
+                name.empty() ? "(no " + std::string(verb.noun.one) + ")" : name};
             if (isAlbum) {
                 cells.push_back(group["album_artist"].asString());
                 cells.push_back(group["year"].asInt() > 0 ? group["year"].asString() : "");
