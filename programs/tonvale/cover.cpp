@@ -14,9 +14,12 @@
 #include "answers/as_root.h"
 #include "answers/cover.h"
 #include "answers/failure.h"
+#include "answers/settings.h"
+#include "answers/songs.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "song_ids.h"
 #include "tonvale/media.h"
 #include "varn/process.h"
 #include "varn/share.h"
@@ -28,7 +31,8 @@ namespace {
 namespace fs = std::filesystem;
 
 struct CoverOptions {
-    std::string file;
+    std::string file;  // or a song's id
+    std::string user = "admin";
     std::string url;
     std::string output;
     bool scale = false;
@@ -279,13 +283,37 @@ int FetchCover(const CoverOptions &options) {
     return WriteOutput(options.output, tonvale_answers::FetchCover(options.url)) ? kDone : kFailed;
 }
 
+// The path of the song with an id. Empty, with a message, when the library cannot be asked. Throws a
+// Failure when there is no such song.
+std::string PathOfSong(const std::string &user, const std::vector<std::string> &ids,
+                       const std::string &name) {
+    for (const auto prepare : {CheckRoot, EnsureDatabase}) {
+        if (const auto done = prepare(); !done) {
+            Complain(done.Message());
+            return "";
+        }
+    }
+    const auto songs =
+        AsCaller([&] { return tonvale_answers::ReadSongs(tonvale_answers::UidOf(user), ids); });
+    if (songs.empty()) {
+        throw tonvale_answers::Failure(tonvale_answers::Reason::kNoSuchSong, name);
+    }
+    return songs.begin()->second.path;
+}
+
 int ShowCover(CoverOptions options) {
+    if (const auto ids = SongIds(options.file); tonvale_answers::ParseSongId(ids.front())) {
+        options.file = PathOfSong(options.user, ids, options.file);
+        if (options.file.empty()) {
+            return kFailed;
+        }
+    }
     std::error_code error;
     const fs::path full = WholePath(options.file, error);
     if (error || !fs::exists(full, error)) {
         Complain("cannot look at " + Printable(options.file) + ": " +
                  (error ? error.message() : "there is no such file") +
-                 "; name a song or a folder of music");
+                 "; name a song, by its path or its id, or a folder of music");
         return kFailed;
     }
     options.file = full.string();
@@ -309,7 +337,12 @@ void AddCover(CLI::App &app, Action &action) {
     CLI::App *verb = app.add_subcommand("cover", "Show which picture is a song's cover, and why");
     const auto options = std::make_shared<CoverOptions>();
     CLI::Option *file =
-        verb->add_option("FILE", options->file, "A song, or a folder")->type_name("");
+        verb->add_option("FILE", options->file,
+                         "A song, by its path or as 'tonvale songs' shows its id, or a folder")
+            ->type_name("");
+    verb->add_option("--user", options->user, "Whose song an id is")
+        ->type_name("NAME")
+        ->capture_default_str();
     verb->add_option("--url", options->url, "Fetch the picture of a station or podcast instead")
         ->type_name("URL");
     verb->add_option("--output", options->output, "Write the picture into this file")

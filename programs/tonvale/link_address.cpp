@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "database.h"
 #include "gate_config.h"
 
 namespace tonvale_cli {
@@ -33,8 +34,13 @@ std::string HostName() {
     return name;
 }
 
+// Where the web server listened last, or will unless it is told otherwise.
+WebOptions Served() {
+    return ReadGateConfig().value_or(WebOptions{});
+}
+
 std::string ServedAddress() {
-    WebOptions served = ReadGateConfig().value_or(WebOptions{"0.0.0.0"});
+    WebOptions served = Served();
     if (served.listen == "0.0.0.0" || served.listen == "::") {
         served.listen = HostName();
     }
@@ -59,6 +65,17 @@ void UseAddress(const std::string &address) {
     setenv("HTTPS", isHttps ? "on" : "off", 1);
     setenv("REQUEST_URI", "/webapi/entry.cgi", 1);
     unsetenv("SERVER_PORT");
+}
+
+void WarnOfAddress(const std::string &link) {
+    const WebOptions served = Served();
+    const std::string address = WebAddress(served);
+    const bool isLoopback = served.listen.starts_with("127.") || served.listen == "::1";
+    if (isLoopback && link.starts_with(std::string(kHttp) + address + "/")) {
+        Complain("the server listens on " + address +
+                 ", which only this machine reaches; 'tonvale serve --listen 0.0.0.0' serves "
+                 "others, --address HOST:PORT names another way to it");
+    }
 }
 
 }  // namespace tonvale_cli

@@ -11,6 +11,7 @@
 #include "number.h"
 #include "page_output.h"
 #include "playlist_options.h"
+#include "song_ids.h"
 #include "user.h"
 
 namespace tonvale_cli {
@@ -41,13 +42,16 @@ std::string Day(const Json::Value &day) {
 
 // The link's address on a line of its own, to be handed on.
 void PrintLink(Options options, const Json::Value &sharing, const char *url = "url") {
-    if (!options.json) {
+    if (options.json) {
+        Json::Value data(Json::objectValue);
+        data["sharing"] = sharing;
+        PrintJson(data);
+    } else {
         std::printf("%s\n", Printable(sharing[url].asString()).c_str());
-        return;
     }
-    Json::Value data(Json::objectValue);
-    data["sharing"] = sharing;
-    PrintJson(data);
+    if (options.address.empty()) {
+        WarnOfAddress(sharing[url].asString());
+    }
 }
 
 void List(Options options, Links &links) {
@@ -84,24 +88,20 @@ std::string PlaylistId(Options options) {
                : AsAny(options.collection, FindPlaylist(options.collection, options.name)).id;
 }
 
-// A song's identifier; the number that lists show is that of a file or of a track.
-std::vector<std::string> SongIds(const std::string &name) {
-    const bool isNumber = name.find_first_not_of("0123456789") == name.npos;
-    return isNumber ? std::vector{"music_" + name, "music_v_" + name} : std::vector{name};
-}
-
 // Does something with the song of the first identifier that there is one for.
 Json::Value WithSong(Options options, Links &links,
                      Json::Value (Links::*change)(const std::string &)) {
-    const std::vector<std::string> ids = SongIds(options.name);
-    try {
-        return (links.*change)(ids.front());
-    } catch (const tonvale_answers::Failure &failure) {
-        if (ids.size() == 1 || failure.Why() != tonvale_answers::Reason::kNoSuchSong) {
-            throw;
+    using namespace tonvale_answers;
+    for (const std::string &id : SongIds(options.name)) {
+        try {
+            return (links.*change)(id);
+        } catch (const Failure &failure) {
+            if (failure.Why() != Reason::kNoSuchSong) {
+                throw;
+            }
         }
-        return (links.*change)(ids.back());
     }
+    throw Failure(Reason::kNoSuchSong, options.name);
 }
 
 int Create(Options options, Links &links) {

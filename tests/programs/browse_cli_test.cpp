@@ -71,6 +71,7 @@ TEST_F(BrowseCommand, Refuses) {
         {{"rate", "3", "1 OR 1=1"}, 2, "no song's id"},
         {{"rate", "3", "1", "4294967296"}, 2, "no song's id"},
         {{"rate", "3", "77"}, 2, "there is no song 77"},
+        {{"cover", "77"}, 2, "there is no song 77"},
     };
     for (const auto &[arguments, status, message] : kCases) {
         const Finished run = Tonvale(arguments);
