@@ -12,6 +12,7 @@
 #include "answers/failure.h"
 #include "command.h"
 #include "database.h"
+#include "display.h"
 #include "wording.h"
 
 namespace {
@@ -56,6 +57,12 @@ int FlushOutput(int status) {
     return kFailed;
 }
 
+// A verb as it was called: "tonvale playlist add".
+std::string NameOf(const CLI::App &app) {
+    const auto chosen = app.get_subcommands();
+    return app.get_name() + (chosen.empty() ? "" : " " + NameOf(*chosen.front()));
+}
+
 int Run(int argc, char **argv) {
     CLI::App app("Tonvale: an audio server's library", "tonvale");
     std::optional<std::string> root;
@@ -75,7 +82,19 @@ int Run(int argc, char **argv) {
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError &error) {
-        return app.exit(error) == 0 ? FlushOutput(kDone) : kUsage;
+        if (error.get_exit_code() == 0) {  // a text that was asked for
+            app.exit(error);
+            return FlushOutput(kDone);
+        }
+        // An error over what is missing says nothing of what came in its place.
+        const auto unknown = app.remaining(true);
+        const bool isMissing = dynamic_cast<const CLI::RequiredError *>(&error) != nullptr;
+        Complain(Printable(error.what()) +
+                 (isMissing && !unknown.empty()
+                      ? "; '" + Printable(unknown.front()) + "' is not known"
+                      : "") +
+                 "; '" + NameOf(app) + " --help' tells what it takes");
+        return kUsage;
     }
     if (!action) {
         Complain("name what to do ('tonvale --help' lists it)");
