@@ -107,7 +107,9 @@ TEST_F(ServedSound, SendsFilesWithRanges) {
     EXPECT_TRUE(whole.Has("Content-Length: " + size)) << whole.header;
     EXPECT_TRUE(whole.body == file);
     EXPECT_FALSE(Contains(whole.header, "X-Sendfile")) << whole.header;
-    ExpectRanges("", file, {{"1000-1999", 1000, 1999}, {"-10", file.size() - 10, file.size() - 1}});
+    // Of several ranges those that meet are one part.
+    ExpectRanges("", file,
+                 {{"1005-1999,1000-1006", 1000, 1999}, {"-10", file.size() - 10, file.size() - 1}});
     EXPECT_EQ(Stream("", size + "-").Status(), 416);
     fs::remove(scratch() / "O'B 100% #1 \xC3\xA9.flac");
     EXPECT_EQ(Stream("").Status(), 404);
