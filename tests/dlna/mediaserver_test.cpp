@@ -130,12 +130,14 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         {{"browse"}, 2, "URL"},
         {{"browse", "file:///etc/passwd"}, 2, "http://"},
         {{"browse", "127.0.0.1"}, 2, "http://"},
-        {{"browse", page.Url(), std::string(3001, 'x')}, 2, "3000 bytes"},
+        {{"browse", page.Url(), std::string(3001, 'x')}, 2, "too long for the id of an object"},
         {{"browse", page.Url(), "--depth", "33"}, 2, "32"},
         {{"browse", "http://" + gone.address() + "/"}, 1, "connect"},
         {{"browse", page.Url()}, 1, "no ContentDirectory"},
         {{"browse", broken.Url()}, 1, "no well-formed document"},
-        {{"browse", fault.Url(), "64$1"}, 1, "'64$1': 701 No \xEF\xBF\xBD such object\n"},
+        {{"browse", fault.Url(), "64$1"},
+         1,
+         "refuses to show that: 701 No \xEF\xBF\xBD such object\n"},
     };
     for (const auto &[arguments, status, message] : kCases) {
         const Finished run = Verb(arguments);
