@@ -22,6 +22,11 @@ if(TONVALE_SANITIZE)
   add_compile_options(-fsanitize=address,undefined -fno-sanitize-recover=all
                       -fno-omit-frame-pointer)
   add_link_options(-fsanitize=address,undefined)
+elseif(TONVALE_FUZZ)
+  # The libraries and the programs' sources count their edges; the main function comes with a target.
+  add_compile_options(-fsanitize=fuzzer-no-link,address,undefined -fno-sanitize-recover=all
+                      -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=address,undefined)
 elseif(CMAKE_BUILD_TYPE STREQUAL "Release")
   add_compile_definitions(_FORTIFY_SOURCE=2)
   add_compile_options(-fstack-protector-strong)

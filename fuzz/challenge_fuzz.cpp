@@ -1,23 +1,15 @@
 // Any bytes as a speaker's header lines: what is kept is bounded, quoted in its line, and whole.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string_view>
 
 #include "airplay_password/challenge.h"
+#include "require.h"
 
 namespace {
 
 using Tonvale::airplay::Challenge;
 
 constexpr std::size_t kKept = 255;
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 void CheckValue(std::string_view line, const std::string &value) {
     Require(value.size() <= kKept, "a value is cut");

@@ -1,19 +1,13 @@
 // The scanner that doubles the backslashes in the patterns of a finished condition.
 #include <cstddef>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 
+#include "require.h"
 #include "varn/db.h"
 
 namespace {
-
-void Check(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 // Without backslashes two texts must be the same: nothing else is added or lost.
 std::string WithoutBackslashes(const std::string &text) {
@@ -34,11 +28,11 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     std::string buffer = input;
     buffer.resize(input.size() * 2 + 1, '\0');
     if (EscapeConditionEX(buffer.data(), buffer.size()) != 0) {
-        Check(buffer.c_str() == input);
+        Require(buffer.c_str() == input, "a refused condition stays as it was");
         return 0;
     }
     const std::string escaped = buffer.c_str();
-    Check(escaped.size() >= input.size());
-    Check(WithoutBackslashes(escaped) == WithoutBackslashes(input));
+    Require(escaped.size() >= input.size(), "a condition does not shrink");
+    Require(WithoutBackslashes(escaped) == WithoutBackslashes(input), "only backslashes are added");
     return 0;
 }

@@ -1,12 +1,11 @@
 // Any bytes as a cue sheet: a sheet that is taken splits its files in order, into clean songs.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "require.h"
 #include "varn/text.h"
 #include "varnindex/audio_names.h"
 #include "varnindex/cue.h"
@@ -16,13 +15,6 @@
 namespace {
 
 using namespace varnindex;
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 void CheckFile(const CueFile &file) {
     Require(!file.name.empty() && IsUtf8(file.name), "a file has a name");

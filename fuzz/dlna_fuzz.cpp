@@ -2,23 +2,15 @@
 // gives; the parser takes up what it can, and each node has a value for every key that it lists.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "dlna/entities.h"
+#include "require.h"
 #include "tonvale/dlna.h"
 
 namespace {
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 // The slow and obvious form of the decoder.
 std::string Decoded(std::string_view text) {

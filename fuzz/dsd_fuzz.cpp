@@ -4,21 +4,13 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 
+#include "require.h"
 #include "varnindex/dsd.h"
 
 namespace {
 
 using varnindex::DsdFile;
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 void Check(const DsdFile &file, long size) {
     const TagLib::AudioProperties *properties = file.audioProperties();

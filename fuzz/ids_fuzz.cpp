@@ -1,22 +1,14 @@
 // Any bytes as an identifier: nothing is read past its end, and what is taken apart goes together
 // again.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
+#include "require.h"
 #include "tonvale/webapi.h"
 
 namespace {
 
 using Tonvale::webapi::playlist::PlaylistResult;
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 void CheckPlaylist(const std::string &id) {
     bool shared = false;

@@ -1,24 +1,16 @@
 // Any bytes as a key=value file: every edit reads back, and touches nothing else.
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "linux/keytext.h"
+#include "require.h"
 
 namespace {
 
 namespace keytext = varn::keytext;
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 // What must not change when `key` does.
 std::vector<std::string> OtherEntries(std::string_view text, std::string_view key) {

@@ -2,24 +2,16 @@
 // a refusal. What is taken from them is an address of HTTP, and clean.
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "mediaserver/description.h"
 #include "mediaserver/ssdp.h"
+#include "require.h"
 
 namespace {
 
 using namespace mediaserver;
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 bool IsTrimmed(const std::string &text) {
     constexpr std::string_view kBlank = " \t\r\n";

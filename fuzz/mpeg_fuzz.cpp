@@ -1,19 +1,12 @@
 // Any bytes as an MPEG audio file: a walk ends, goes forward, and frames lie where they say.
 #include <cstdint>
 #include <cstdio>
-#include <cstdlib>
 #include <memory>
 
+#include "require.h"
 #include "tonvale/streaming.h"
 
 namespace {
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 struct Closer {
     void operator()(std::FILE *file) const { std::fclose(file); }

@@ -1,21 +1,13 @@
 // Any bytes as a request's query: what is understood is clean text, and is read once.
 #include <algorithm>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "entry/parameters.h"
+#include "require.h"
 
 namespace {
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 // A text in the form in which a client sends it.
 std::string Encoded(std::string_view text) {

@@ -2,13 +2,12 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string_view>
 
 #include "linux/playlist_format.h"
 #include "linux/playlist_places.h"
 #include "linux/utf8.h"
+#include "require.h"
 
 #ifndef PLAYLIST_FORMAT
 #error "one program for each format"
@@ -22,13 +21,6 @@ constexpr Format kFormat = Format::PLAYLIST_FORMAT;
 
 constexpr bool IsM3u(Format format) {
     return format == Format::kM3u;
-}
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
 }
 
 void CheckText(std::string_view text) {

@@ -3,21 +3,13 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
+#include "require.h"
 #include "varn/playlistsvc.h"
 
 namespace {
-
-void Require(bool holds, const char *what) {
-    if (!holds) {
-        std::fprintf(stderr, "broken: %s\n", what);
-        std::abort();
-    }
-}
 
 // What stands outside the literals of a condition, which must be one that is closed.
 std::string OutsideLiterals(std::string_view condition) {

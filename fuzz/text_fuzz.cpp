@@ -2,25 +2,19 @@
 // what is meant to be.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
+#include "require.h"
 #include "tonvale/media.h"
 
 namespace {
 
 constexpr std::string_view kBlanks = " \n\r\t";
 constexpr std::size_t kLongestEscape = 6;
-
-void Check(bool holds) {
-    if (!holds) {
-        std::abort();
-    }
-}
 
 std::string Unescaped(std::string_view text) {
     constexpr std::pair<std::string_view, char> kEntities[] = {
@@ -46,16 +40,17 @@ void CheckEscaped(const std::string &input, std::size_t room) {
     std::vector<char> escaped(room, '\x01');
     VARNHtmlSpecialChar(input.c_str(), escaped.data(), room);
     if (input.empty() || room / kLongestEscape < input.size()) {
-        Check(std::all_of(escaped.begin(), escaped.end(), [](char c) { return c == '\x01'; }));
+        Require(std::all_of(escaped.begin(), escaped.end(), [](char c) { return c == '\x01'; }),
+                "a buffer that is too small is left alone");
         return;
     }
     const std::size_t length = strnlen(escaped.data(), room);
-    Check(length < room);
+    Require(length < room, "a text ends in its buffer");
     std::string text(escaped.data(), length);
-    Check(text.find_first_of("<>\"") == text.npos);
+    Require(text.find_first_of("<>\"") == text.npos, "no markup is left");
     const bool isCut = input.find_first_not_of('"') == input.npos && room == text.size() + 1 &&
                        room == input.size() * kLongestEscape;
-    Check(Unescaped(isCut ? text + ";" : text) == input);
+    Require(Unescaped(isCut ? text + ";" : text) == input, "an escaped text reads back");
 }
 
 }  // namespace
@@ -66,9 +61,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, std::size_t size) {
     std::string trimmed = input;
     strstrip(trimmed.data());
     trimmed.resize(std::strlen(trimmed.c_str()));
-    Check(trimmed.empty() || (kBlanks.find(trimmed.front()) == kBlanks.npos &&
-                              kBlanks.find(trimmed.back()) == kBlanks.npos));
-    Check(input.find(trimmed) != input.npos);
+    Require(trimmed.empty() || (kBlanks.find(trimmed.front()) == kBlanks.npos &&
+                                kBlanks.find(trimmed.back()) == kBlanks.npos),
+            "both ends are trimmed");
+    Require(input.find(trimmed) != input.npos, "and nothing else");
 
     const std::size_t enough = input.size() * kLongestEscape;
     CheckEscaped(input, enough + 1);

@@ -20,13 +20,11 @@
 #include <fstream>
 #include <limits>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "support/fixture.h"
 #include "varnindex/format.h"
-#include "varnindex/names.h"
 #include "varnindex/samples.h"
 
 namespace {
@@ -338,39 +336,6 @@ TEST_F(TagsTest, ADamagedTagOnGoodAudioIsReadAsFarAsItGoes) {
     EXPECT_EQ(read.song->title, "Kept");
     EXPECT_EQ(read.song->album, "");
     EXPECT_NEAR(read.song->duration, 1.0, 0.2);
-}
-
-// Whatever a file holds, what comes out of it can be stored.
-TEST_F(TagsTest, FlippedBytesNeverGiveTextThatCannotBeStored) {
-    std::mt19937 random(7);
-    for (const char *name :
-         {"tone.mp3", "tone.flac", "tone.ogg", "tone.opus", "tone.m4a", "tone.wav", "tone.aiff",
-          "tone.wma", "tone.wv", "tone.mka", "tone.aac", "fragments.m4a"}) {
-        const std::string sample = ReadFile(Samples() / name);
-        for (int round = 0; round < 60; ++round) {
-            std::string bytes = sample;
-            for (int i = 0; i < 20; ++i) {  // most of the structure stands at the front
-                bytes[random() % std::min<std::size_t>(bytes.size(), 600)] =
-                    static_cast<char>(random());
-            }
-            bytes.resize(round % 3 == 0 ? random() % bytes.size() : bytes.size());
-            const ReadResult read = Read(Write(name, bytes));
-            if (!read.song) {
-                EXPECT_FALSE(read.problem.empty());
-                continue;
-            }
-            const Song &song = *read.song;
-            Names texts = song.genres;
-            texts.insert(texts.end(), {song.title, song.album, song.artist, song.albumArtist,
-                                       song.composer, song.comment});
-            for (const std::string &text : texts) {
-                EXPECT_TRUE(IsUtf8(text)) << name << " " << round;
-                EXPECT_EQ(text.find('\0'), text.npos) << name << " " << round;
-            }
-            EXPECT_GE(song.duration, 0);
-            EXPECT_GE(song.bitRate, 0);
-        }
-    }
 }
 
 // The tags alone are no reason to forget what the library has of the song.

@@ -1,0 +1,102 @@
+// Any bytes as an audio file of any format, through all that the indexer reads of one: tags,
+// pictures, the embedded cue sheet. The last byte chooses the name. A song that is taken is clean.
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <filesystem>
+#include <string>
+
+#include "require.h"
+#include "varnindex/cue.h"
+#include "varnindex/names.h"
+#include "varnindex/sheets.h"
+#include "varnindex/tags.h"
+
+namespace {
+
+using namespace varnindex;
+namespace fs = std::filesystem;
+
+constexpr std::array kNames = {"a.mp3", "a.flac", "a.ogg", "a.opus", "a.spx", "a.m4a",
+                               "a.wav", "a.aiff", "a.wma", "a.ape",  "a.mpc", "a.wv",
+                               "a.tta", "a.dsf",  "a.dff", "a.mp2"};
+
+// One file in memory, under every name.
+class File {
+  public:
+    File() : fd_(memfd_create("audio", MFD_CLOEXEC)) {
+        std::string folder = fs::temp_directory_path() / "audio-fuzz-XXXXXX";
+        Require(fd_ >= 0 && mkdtemp(folder.data()) != nullptr, "there is room for a file");
+        folder_ = folder;
+        for (const char *name : kNames) {
+            fs::create_symlink("/proc/self/fd/" + std::to_string(fd_), folder_ / name);
+        }
+    }
+    ~File() { fs::remove_all(folder_); }
+    File(const File &) = delete;
+    File &operator=(const File &) = delete;
+
+    std::string Holding(const uint8_t *data, size_t size) const {
+        Require(ftruncate(fd_, 0) == 0 &&
+                    pwrite(fd_, data, size - 1, 0) == static_cast<ssize_t>(size - 1),
+                "the file is written");
+        return folder_ / kNames[data[size - 1] % kNames.size()];
+    }
+
+  private:
+    int fd_;
+    fs::path folder_;
+};
+
+void CheckSong(const Song &song) {
+    const auto isClean = [](const std::string &text) { return CleanName(text) == text; };
+    for (const std::string *text : {&song.title, &song.titleSort, &song.album, &song.albumSort,
+                                    &song.artist, &song.artistSort, &song.albumArtist,
+                                    &song.albumArtistSort, &song.composer, &song.composerSort}) {
+        Require(isClean(*text), "a name is clean");
+    }
+    Require(std::all_of(song.genres.begin(), song.genres.end(), isClean), "a genre is clean");
+    Require(CleanComment(song.comment) == song.comment, "a comment is clean");
+    Require(!song.title.empty() && !song.container.empty(), "a song has a title and a container");
+    Require(std::isfinite(song.duration) && song.duration >= 0, "a duration can be told");
+    Require(song.sampleRate > 0 && song.channels > 0 && song.bitRate >= 0, "audio has a form");
+    Require(song.year >= 0 && song.track >= 0 && song.disc >= 0 && song.pictures >= 0,
+            "nothing is negative");
+    for (const auto &gain :
+         {song.gain.trackGain, song.gain.trackPeak, song.gain.albumGain, song.gain.albumPeak}) {
+        Require(!gain || std::isfinite(*gain), "a gain can be told");
+    }
+}
+
+void CheckSheet(const Song &song, const std::string &sheet) {
+    std::string problem;
+    for (const VirtualSong &track : SplitByEmbedded(song, sheet, problem).songs) {
+        Require(!track.song.title.empty() && CleanName(track.song.title) == track.song.title,
+                "a track has a clean title");
+        Require(track.offset >= 0 &&
+                    (song.duration <= 0 || static_cast<float>(track.offset) <= song.duration),
+                "a track begins in its file");
+    }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
+    static const File file;
+    if (size == 0) {
+        return 0;
+    }
+    static const bool silenced = (SilenceTagLib(), true);
+    const ReadResult read = ReadSong(file.Holding(data, size), static_cast<std::int64_t>(size), 0);
+    Require(silenced && read.song.has_value() == read.problem.empty(), "a refusal has a reason");
+    Require(read.embeddedCue.size() <= kMaxCueBytes, "a sheet is bounded");
+    if (read.song) {
+        CheckSong(*read.song);
+        CheckSheet(*read.song, read.embeddedCue);
+    }
+    return 0;
+}
