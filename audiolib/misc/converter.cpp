@@ -100,6 +100,7 @@ bool Convert(const char *source, const std::string &folder, const std::string &t
     }
     const TimeLimit limit;
     const Variable configuration("MAGICK_CONFIGURE_PATH", folder);
+    const Variable own(varn::kConverterFolder, folder);
     const KeptExitStatus kept;
     return WritePolicy(folder) && VLIBCExecvWithin(SystemPath(varn::path::kConvert).c_str(),
                                                    argv.data(), limit.Seconds() + kGrace) == 0;

@@ -14,7 +14,6 @@
 #include <cstdlib>
 #include <filesystem>
 #include <initializer_list>
-#include <limits>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -44,6 +43,9 @@ constexpr std::array kEarlierNames = {"ART_NBAUDIO.jpg", "ART:NBAUDIO.jpg"};
 constexpr mode_t kEveryUser = 0777;
 constexpr uid_t kOwner = 1024;
 constexpr gid_t kOwnerGroup = 100;
+
+// Of a picture, and of what is made of it: more than a copy may take of a disk.
+constexpr off_t kMostCopied = off_t{64} << 20;
 
 // A picture that is to be made smaller, and what is told of it.
 struct Source {
@@ -107,7 +109,9 @@ class EndHeldBack {
 // write through a link.
 class Workshop {
   public:
-    Workshop() : path_(mkdtemp(name_.data()) != nullptr ? name_.data() : "") {}
+    Workshop()
+        : path_(mkdtemp(name_.data()) != nullptr ? name_.data() : ""),
+          folder_(path_.empty() ? -1 : open(path_.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC)) {}
     ~Workshop() {
         std::error_code ignored;
         if (!path_.empty()) {
@@ -120,9 +124,13 @@ class Workshop {
     // "" when it could not be made.
     const std::string &Path() const { return path_; }
 
+    // The same folder, whatever has its name by now: the converter may run as its owner.
+    const Fd &Folder() const { return folder_; }
+
   private:
     std::array<char, 32> name_ = {"/tmp/tonvale-cover-XXXXXX"};
     std::string path_;
+    Fd folder_;
 };
 
 // What stands behind the last dot of a target's name, with the dot: it names the format.
@@ -133,10 +141,15 @@ std::string ExtensionOf(std::string_view target) {
 }
 
 // What the converter wrote as NAME + EXTENSION. It numbers the frames of an animation as
-// "NAME-0.jpg", "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither.
-Fd OpenResult(const std::string &name, const std::string &extension) {
+// "NAME-0.jpg", "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither, or a
+// link or a second name of another file, which the converter could not have read itself.
+Fd OpenResult(const Workshop &workshop, const std::string &name, const std::string &extension) {
+    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     for (const char *number : {"", "-0"}) {
-        if (Fd result(open((name + number + extension).c_str(), O_RDONLY | O_CLOEXEC)); result) {
+        Fd result(openat(workshop.Folder().Get(), (name + number + extension).c_str(), kFlags));
+        struct stat info = {};
+        if (result && fstat(result.Get(), &info) == 0 && S_ISREG(info.st_mode) &&
+            info.st_nlink == 1) {
             return result;
         }
     }
@@ -152,18 +165,18 @@ void GiveToEveryUser(int fd, const char *target) {
     }
 }
 
-// Copies a file that has at most so many bytes. The descriptor that is read from stays where it is.
-// False with errno set.
-bool CopyAll(int from, int to, off_t most = std::numeric_limits<off_t>::max()) {
+// Copies a file that has at most kMostCopied bytes. The descriptor that is read from stays where it
+// is. False with errno set.
+bool CopyAll(int from, int to) {
     constexpr std::size_t kBlock = std::size_t{1} << 20;
     off_t at = 0;
     ssize_t copied = 0;
-    while (at <= most && (copied = sendfile(to, from, &at, kBlock)) > 0) {
+    while (at <= kMostCopied && (copied = sendfile(to, from, &at, kBlock)) > 0) {
     }
-    if (at > most) {
+    if (at > kMostCopied) {
         errno = EFBIG;
     }
-    return copied == 0 && at <= most;
+    return copied == 0 && at <= kMostCopied;
 }
 
 // Gives a copy of a source from the future a later time than that: it would be made anew for
@@ -237,7 +250,6 @@ struct Readable {
 
 // Nothing for what is no file, or more than a copy may take of the folder's disk.
 std::optional<Readable> Prepare(const Source &source, const std::string &folder) {
-    constexpr off_t kMostCopied = off_t{64} << 20;
     struct stat info = {};
     if (folder.empty() || fstat(source.fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         return std::nullopt;
@@ -247,21 +259,22 @@ std::optional<Readable> Prepare(const Source &source, const std::string &folder)
     }
     Readable copy = {folder + "/picture", info.st_mtim};
     const Fd file(open(copy.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    const bool isWhole = file && CopyAll(source.fd, file.Get(), kMostCopied);
+    const bool isWhole = file && CopyAll(source.fd, file.Get());
     return isWhole ? std::optional(copy) : std::nullopt;
 }
 
 int Scale(const Source &source, const Target &target) {
     const EndHeldBack heldBack;  // until the workshop is gone
     const Workshop workshop;
-    const std::string name = workshop.Path() + "/scaled";
+    const std::string name = "scaled";
     const std::string extension = ExtensionOf(target.path);
     const std::optional<Readable> readable = Prepare(source, workshop.Path());
-    if (!readable || !Convert(readable->path.c_str(), workshop.Path(), name + extension)) {
+    if (!readable || !Convert(readable->path.c_str(), workshop.Path(),
+                              workshop.Path() + "/" + name + extension)) {
         LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source.path, target.path.c_str());
         return -1;
     }
-    const Fd result = OpenResult(name, extension);
+    const Fd result = OpenResult(workshop, name, extension);
     if (result && Place(result.Get(), target, readable->time)) {
         return 0;
     }

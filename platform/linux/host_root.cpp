@@ -48,9 +48,6 @@ constexpr char kMimeTypesText[] =
     "bmp image/bmp\ngif image/gif\njpeg image/jpeg\njpg image/jpeg\npng image/png\n"
     "webp image/webp\n";
 
-// Programs of the host that are run under a path below the root.
-constexpr std::array kHostPrograms = {path::kConvert};
-
 constexpr gid_t kUsersGroup = 100;
 
 constexpr std::string_view kLockedFolder = "/var/lib/Tonvale";
@@ -296,6 +293,19 @@ Outcome LinkPrograms(const std::string &programDir) {
     return Outcome::Good();
 }
 
+// An administrator may have put another converter in its place. The host's own, which stood there
+// in earlier versions, makes room for the program that gives its rights up first.
+Outcome LinkConverter(const std::string &programDir) {
+    const std::string place = SystemPath(path::kConvert);
+    const fs::path program = programDir + "/tonvale-converter";
+    std::error_code error;
+    const fs::path there = fs::read_symlink(place, error);
+    const bool isOurs = there == path::kConvert || there.filename() == program.filename();
+    return MakeLink(
+        access(program.c_str(), X_OK) == 0 ? program.native() : std::string(path::kConvert), place,
+        isOurs);
+}
+
 }  // namespace
 
 Outcome PrepareWebFolders() {
@@ -334,10 +344,8 @@ Outcome PrepareRoot(const std::string &programDir) {
     if (Outcome done = WriteFiles(root); !done) {
         return done;
     }
-    for (const std::string_view program : kHostPrograms) {
-        if (Outcome done = MakeLink(std::string(program), SystemPath(program), false); !done) {
-            return done;
-        }
+    if (Outcome done = LinkConverter(programDir); !done) {
+        return done;
     }
     return LinkPrograms(programDir);
 }

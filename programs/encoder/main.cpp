@@ -2,22 +2,27 @@
 //
 // The library asks for a WAV header without tags, and names a container by the extension of its
 // files. Debian's build has no such switch, and other names for some containers; this program says
-// the same in its words and becomes it. It also keeps it to sound: left to itself ffmpeg goes by the
-// contents of a file, and a list of other files under the name of a song would make it read those,
-// with the rights that it was started with.
-#include <unistd.h>
-
+// the same in its words and becomes it. It also keeps it to sound: left to itself ffmpeg goes by
+// the contents of a file, and a list of other files under the name of a song would make it read
+// those. The rights that it was started with it gives up, but for reading the song.
 #include <strings.h>
-#include <cstdio>
+
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "confine/become.h"
 #include "fill.h"
 
 namespace {
 
 constexpr char kProgram[] = "/usr/bin/ffmpeg";
+
+// Out of reach for music: ten hours of it on a machine that hardly keeps up with a listener, or
+// weeks of a station. It writes nothing but its standard output, which is a pipe. The memory
+// counts what is mapped, and the arenas of its threads.
+constexpr confine::Limits kLimits = {
+    .memory = rlim_t{4} << 30, .processorTime = 12 * 3600, .fileSize = 0, .files = 256};
 
 // What a file of this machine may be: containers of sound, no lists and no descriptions of others.
 constexpr char kContainers[] =
@@ -67,6 +72,14 @@ bool NamesLocalFile(const char *option, const char *value) {
 }  // namespace
 
 int main(int argc, char **argv) {
+    const char *song = nullptr;
+    for (int i = 1; i < argc; ++i) {
+        song = NamesLocalFile(argv[i], argv[i + 1]) ? argv[i + 1] : song;
+    }
+    // Before anything of the song is looked at.
+    if (!confine::GiveUpRights(kProgram, song)) {
+        return confine::kNotRun;
+    }
     const std::vector<std::string> asked = Filled({argv + 1, argv + argc});
     std::vector<char *> words = {const_cast<char *>(kProgram)};
     for (std::size_t i = 0; i < asked.size(); ++i) {
@@ -89,7 +102,5 @@ int main(int argc, char **argv) {
         ++i;
     }
     words.push_back(nullptr);
-    execv(kProgram, words.data());
-    std::perror(kProgram);
-    return 127;
+    return confine::Become(kProgram, words.data(), kLimits);
 }

@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "rights.h"
 #include "turn.h"
 #include "varn/db.h"
 
@@ -151,6 +152,7 @@ bool Action::Process() {
             if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {  // something is missing
                 throw Refusal{Code::kFailed};
             }
+            GiveUpRights();
             SetSuccess(reply, true);
             return PrintResponse(reply, nullptr);
         },
@@ -230,6 +232,9 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     if (method->changes) {
         // The web server ends the handler of a client that leaves, but not a change half-way.
         std::signal(SIGTERM, SIG_IGN);
+    }
+    if (!api->takesRoot) {
+        GiveUpRights();
     }
     return method->make(request);
 }

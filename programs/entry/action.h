@@ -103,6 +103,7 @@ struct Api {
     std::string_view name;
     std::span<const Method> methods;
     bool isPublic = false;  // answers without a login
+    bool takesRoot = true;  // for moments of its work; the others give root's rights up at once
 };
 
 // The action of a request; a RefusedAction when there is none, or nobody may ask for it.

@@ -28,6 +28,6 @@ constexpr Method kMethods[] = {{"list", Make<List>}};
 
 }  // namespace
 
-const Api kFolderApi{"VARN.Tonvale.Folder", kMethods};
+const Api kFolderApi{.name = "VARN.Tonvale.Folder", .methods = kMethods, .takesRoot = false};
 
 }  // namespace tonvale_entry

@@ -26,9 +26,10 @@ constexpr Method kGenreMethods[] = {{"list", Make<List<tonvale_answers::kGenres>
 
 }  // namespace
 
-const Api kAlbumApi{"VARN.Tonvale.Album", kAlbumMethods};
-const Api kArtistApi{"VARN.Tonvale.Artist", kArtistMethods};
-const Api kComposerApi{"VARN.Tonvale.Composer", kComposerMethods};
-const Api kGenreApi{"VARN.Tonvale.Genre", kGenreMethods};
+const Api kAlbumApi{.name = "VARN.Tonvale.Album", .methods = kAlbumMethods, .takesRoot = false};
+const Api kArtistApi{.name = "VARN.Tonvale.Artist", .methods = kArtistMethods, .takesRoot = false};
+const Api kComposerApi{
+    .name = "VARN.Tonvale.Composer", .methods = kComposerMethods, .takesRoot = false};
+const Api kGenreApi{.name = "VARN.Tonvale.Genre", .methods = kGenreMethods, .takesRoot = false};
 
 }  // namespace tonvale_entry

@@ -37,6 +37,6 @@ constexpr Method kMethods[] = {{"get", Make<Get>}};
 
 }  // namespace
 
-const Api kInfoApi{"VARN.Tonvale.Info", kMethods};
+const Api kInfoApi{.name = "VARN.Tonvale.Info", .methods = kMethods, .takesRoot = false};
 
 }  // namespace tonvale_entry

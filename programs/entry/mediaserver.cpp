@@ -79,6 +79,7 @@ constexpr Method kMethods[] = {
 
 }  // namespace
 
-const Api kMediaServerApi{"VARN.Tonvale.MediaServer", kMethods};
+const Api kMediaServerApi{
+    .name = "VARN.Tonvale.MediaServer", .methods = kMethods, .takesRoot = false};
 
 }  // namespace tonvale_entry

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "default_cover.h"
+#include "rights.h"
 #include "tonvale/media.h"
 
 namespace tonvale_entry {
@@ -52,6 +53,7 @@ bool SendHeader(const Validators &validators, std::string_view type, std::size_t
 }
 
 bool Send(const Picture &picture, const Validators &validators, bool headerOnly) {
+    GiveUpRights();  // the picture is open
     const auto size = static_cast<std::size_t>(picture.info.st_size);
     const bool follows = SendHeader(validators, picture.type, size, "", headerOnly);
     return (!follows || tonvale_answers::CopyPicture(picture, Write)) && std::fflush(stdout) == 0;

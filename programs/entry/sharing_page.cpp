@@ -6,6 +6,7 @@
 #include "list_request.h"
 #include "page_html.h"
 #include "picture.h"
+#include "rights.h"
 #include "shared_playlist.h"
 #include "song_sound.h"
 
@@ -103,7 +104,9 @@ class Page : public ActionHandler {
     bool Process() override {
         std::string answer;
         try {
-            answer = PageAnswer(Opened());
+            const LinkPage page = Opened();
+            GiveUpRights();
+            answer = PageAnswer(page);
         } catch (const Refusal &refusal) {
             const Code code = Told(refusal.code);
             answer = RefusedPageAnswer(code == Code::kBadParameter ? Code::kNoSuchItem : code);

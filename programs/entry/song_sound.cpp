@@ -11,6 +11,7 @@
 #include <string_view>
 #include <vector>
 
+#include "rights.h"
 #include "song_file.h"
 #include "tonvale/streaming.h"
 #include "tonvale/webapi.h"
@@ -188,6 +189,7 @@ bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
     song.duration = static_cast<float>(seconds);
     path.copy(song.path, path.size());
     song.path[path.size()] = '\0';
+    GiveUpRights(song.path);
     if (sound.format != "raw") {
         return SendTranscoded(song, sound);
     }

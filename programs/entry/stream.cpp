@@ -2,6 +2,7 @@
 #include "tonvale/streaming.h"
 
 #include "remote_url.h"
+#include "rights.h"
 #include "song_records.h"
 #include "song_sound.h"
 #include "tonvale/settings.h"
@@ -44,6 +45,7 @@ class Remote : public EncodedAction {
         if (!IsPermittedUrl(url)) {
             throw Refusal{Code::kBadParameter};
         }
+        GiveUpRights();
         return SendEncoded(format == "mp3" ? "audio/mpeg" : "video/x-flv", [&] {
             return VARNAudioTranscodeUrl(url.c_str(), format.c_str(), position);
         });

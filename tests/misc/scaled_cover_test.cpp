@@ -407,6 +407,12 @@ TEST_F(ScaledCoverTest, FollowsNoLinkThatSomebodyPutInItsPlace) {
     fs::remove(scaled_);
     SetConverter("ln -s '" + victim.string() + "' '" + scaled_.string() + "'; echo new > \"$6\"");
     checkScaled();
+    // A converter that a picture has taken over would have it copied for everybody.
+    for (const char *link : {"ln -s", "ln"}) {
+        fs::remove(scaled_);
+        SetConverter(link + (" '" + victim.string() + "' \"$6\""));
+        EXPECT_EQ(Scaled(), "none") << link;
+    }
 }
 
 TEST_F(ScaledCoverTest, WritesIntoTheFolderThatItHasLookedAt) {

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <fstream>
+#include <string>
 
 namespace tonvale_test {
 
@@ -45,6 +47,17 @@ inline void DropSetUidRight() {
         *set &= ~(1u << CAP_SETUID);
     }
     ASSERT_EQ(syscall(SYS_capset, &header, data), 0);
+}
+
+// A field of /proc/PID/status (proc(5)); "" when there is no such process.
+inline std::string StatusOf(pid_t pid, const std::string &field) {
+    std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+    for (std::string line; std::getline(status, line);) {
+        if (line.starts_with(field + ":\t")) {
+            return line.substr(field.size() + 2);
+        }
+    }
+    return "";
 }
 
 }  // namespace tonvale_test

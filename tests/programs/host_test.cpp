@@ -41,6 +41,8 @@ TEST_F(RootTest, PreparingAgainKeepsWhatWasEdited) {
     }
     fs::remove(At(varn::path::kHomes));
     fs::create_symlink("/elsewhere", At(varn::path::kHomes));
+    fs::remove(At(varn::path::kConvert));
+    fs::create_symlink("/opt/convert", At(varn::path::kConvert));
 
     ASSERT_TRUE(host::PrepareRoot(TONVALE_PROGRAM_DIR));
     EXPECT_EQ(ReadFile(At(varn::path::kPasswd)), passwd);
@@ -50,6 +52,7 @@ TEST_F(RootTest, PreparingAgainKeepsWhatWasEdited) {
         EXPECT_EQ(ReadFile(At(file)), "buildnumber=\"7\"\n") << file;
     }
     EXPECT_EQ(fs::read_symlink(At(varn::path::kHomes)), "/elsewhere");
+    EXPECT_EQ(fs::read_symlink(At(varn::path::kConvert)), "/opt/convert");
 }
 
 TEST_F(RootTest, PreparingCompletesWhatIsMissingOrBelongsToTheWrongAccount) {
@@ -58,6 +61,8 @@ TEST_F(RootTest, PreparingCompletesWhatIsMissingOrBelongsToTheWrongAccount) {
     fs::remove(At(varn::path::kHomes));
     fs::remove(At(varn::path::kIndexer));
     fs::create_symlink("/nowhere/varnindex", At(varn::path::kIndexer));
+    fs::remove(At(varn::path::kConvert));
+    fs::create_symlink("/usr/bin/convert", At(varn::path::kConvert));  // as it was once
     if (IsRoot()) {
         ASSERT_EQ(chown(At(varn::path::kDatabaseSocketDir).c_str(), 0, 0), 0);
     }
@@ -75,6 +80,7 @@ TEST_F(RootTest, PreparingCompletesWhatIsMissingOrBelongsToTheWrongAccount) {
     EXPECT_TRUE(IsPersonalLibraryPath((root() / "volume1/homes/admin/music/a.mp3").c_str()));
     EXPECT_EQ(ShareOf(root() / "volume1/homes"), "homes");
     EXPECT_EQ(fs::read_symlink(At(varn::path::kIndexer)), TONVALE_PROGRAM_DIR "/varnindex");
+    EXPECT_EQ(fs::read_symlink(At(varn::path::kConvert)), TONVALE_PROGRAM_DIR "/tonvale-converter");
     const uid_t package = GetUserIdFromName("Tonvale");
     for (const std::string_view folder : {varn::path::kPreferences, varn::path::kDatabaseSocketDir,
                                           std::string_view("/var/log/Tonvale")}) {

@@ -19,7 +19,6 @@
 #include <filesystem>
 #include <fstream>
 #include <limits>
-#include <memory>
 #include <string>
 #include <vector>
 

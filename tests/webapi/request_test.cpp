@@ -8,9 +8,11 @@
 #include "entry/action.h"
 #include "entry/parameters.h"
 #include "entry/remote_url.h"
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "support/stdout.h"
 #include "varn/packageconf.h"
+#include "varn/process.h"
 #include "varn/systempath.h"
 #include "webapi/cgi.h"
 
@@ -179,6 +181,24 @@ TEST_F(Cgi, RefusesWhatItDoesNotKnow) {
     }
     EXPECT_EQ(RunCgi({{"REQUEST_METHOD", "PUT"}, {"REMOTE_USER", "alice"}}), Refused(405));
     EXPECT_EQ(RunCgi({}), Refused(405));
+}
+
+// What takes no root's rights for its work has none, and no way back to them.
+TEST_F(Cgi, GivesRootsRightsUpWhereItCan) {
+    const bool isRoot = IsRoot();
+    for (const auto &[api, isKept] :
+         {std::pair("Album", false), {"Folder", false}, {"Playlist", true}}) {
+        EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+            setenv("REQUEST_METHOD", "GET", 1);
+            setenv("REMOTE_USER", "alice", 1);
+            const std::string query = "version=1&method=list&api=VARN.Tonvale." + std::string(api);
+            setenv("QUERY_STRING", query.c_str(), 1);
+            ASSERT_EQ(ResetCredentialsByName(varn::kPackageAccount), 0);
+            const auto request = tonvale_entry::Request::Read();
+            const auto action = tonvale_entry::FindAction(request);
+            EXPECT_EQ(seteuid(0) == 0, isRoot && isKept) << api;
+        })) << api;
+    }
 }
 
 TEST_F(Cgi, KnowsNobodyWithoutALogin) {

@@ -2,7 +2,9 @@
 #include <deque>
 
 #include "misc/pictures.h"
+#include "platform/child.h"
 #include "varn/db.h"
+#include "varn/process.h"
 #include "webapi/served.h"
 
 namespace tonvale_test {
@@ -274,6 +276,14 @@ TEST_F(Served, BoundsTheEncoders) {
         HttpClient slow(port_);
         slow.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
         EXPECT_TRUE(Soon(EncoderRuns));
+        // Neither the handler nor its encoder has a way back to root.
+        const pid_t encoder = std::stoi(ReadFile(PidFile()));
+        const std::string id =
+            std::to_string(IsRoot() ? GetUserIdFromName(varn::kPackageAccount) : geteuid());
+        for (const pid_t pid : {encoder, std::stoi(StatusOf(encoder, "PPid"))}) {
+            EXPECT_EQ(StatusOf(pid, "Uid"), id + "\t" + id + "\t" + id + "\t" + id);
+            EXPECT_EQ(StatusOf(pid, "CapPrm"), "0000000000000000");
+        }
         const HttpAnswer busy = Stream("&format=mp3");
         EXPECT_EQ(busy.Status(), 503);
         EXPECT_TRUE(busy.Has("Retry-After: 5")) << busy.header;

@@ -119,8 +119,10 @@ class Served : public DatabaseTest {
         AddSong();
         Query("UPDATE track SET duration = 100000");
     }
-    // Puts a script in the encoder's place, which notes its process id first.
+    // Puts a script in the encoder's place, which notes its process id first. It runs as the
+    // package.
     static void UseEncoder(const std::string &script) {
+        chmod(scratch().c_str(), 0777);
         const std::filesystem::path path = At(varn::path::kEncoder);
         std::filesystem::remove(path);
         std::ofstream(path) << "#!/bin/sh\necho $$ >" << PidFile().string() << "\n"

@@ -26,6 +26,10 @@ inline constexpr char kLibraryDatabase[] = "mediaserver";
 // sound, with silence for what the file lacks: the end of the length that is announced.
 inline constexpr char kEncoderFill[] = "TONVALE_ENCODER_FILL";
 
+// The variable that names the converter's own folder to it, for one picture: its settings, a copy
+// of the picture and the result stand there. Nobody else's file does.
+inline constexpr char kConverterFolder[] = "TONVALE_CONVERTER_FOLDER";
+
 }  // namespace varn
 
 namespace varn::path {
@@ -67,8 +71,8 @@ inline constexpr std::string_view kMultiBluetooth = "/var/packages/Tonvale/etc/m
 inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
 inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
 
-// The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, and where
-// encoders and converters of pictures take their turn.
+// The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, and
+// where encoders and converters of pictures take their turn.
 inline constexpr std::string_view kWebRoot = "/var/packages/Tonvale/target/www";
 inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
 inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";

@@ -1,0 +1,11 @@
+// What a handler has of root's rights.
+#pragma once
+
+namespace tonvale_entry {
+
+// Gives them up for good, as soon as the rest of an answer needs none: it may take as long as its
+// client wants. `file` is one that an encoder is still to read; the rights for it stay, and no
+// more. Throws a Refusal.
+void GiveUpRights(const char *file = nullptr);
+
+}  // namespace tonvale_entry

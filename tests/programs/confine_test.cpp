@@ -1,0 +1,136 @@
+// What the foreign programs may do that the library starts: the encoder and the converter.
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "platform/child.h"
+#include "support/fixture.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::StatusOf;
+
+// "CapEff" of CAP_DAC_READ_SEARCH alone.
+constexpr char kReads[] = "0000000000000004";
+constexpr char kNothing[] = "0000000000000000";
+constexpr double kFourGiB = 4294967296;
+
+class Confined : public tonvale_test::SystemTest {
+  protected:
+    // Starts one with the library's words; it waits for a reader, or for its picture.
+    static FILE *Start(std::string_view place, const char *mode, std::vector<std::string> words) {
+        std::vector<char *> argv = {const_cast<char *>("program")};
+        for (std::string &word : words) {
+            argv.push_back(word.data());
+        }
+        argv.push_back(nullptr);
+        return VLIBCPopenv(At(place).c_str(), mode, argv.data());
+    }
+    static std::vector<std::string> Play(const std::string &song) {
+        return {"-v", "0", "-i", song, "-f", "wav", "-"};
+    }
+    // The child that a program has become, once it has.
+    static pid_t Become(const std::string &program) {
+        const std::string self = std::to_string(getpid());
+        for (int tries = 0; tries < 1000; ++tries, usleep(10000)) {
+            const pid_t child =
+                std::atoi(ReadFile("/proc/" + self + "/task/" + self + "/children").c_str());
+            std::error_code gone;
+            if (child > 0 && fs::read_symlink("/proc/" + std::to_string(child) + "/exe", gone) ==
+                                 fs::canonical(program, gone)) {
+                return child;
+            }
+        }
+        return -1;
+    }
+    // The soft limit of a name of proc(5); -1 for none.
+    static double LimitOf(pid_t pid, const std::string &name) {
+        const std::string limits = ReadFile("/proc/" + std::to_string(pid) + "/limits");
+        const std::size_t line = limits.find(name);
+        double limit = -1;
+        EXPECT_NE(line, limits.npos) << name;
+        std::istringstream(limits.substr(line + name.size())) >> limit;
+        return limit;
+    }
+    static fs::path MakeSong(const char *name, mode_t mode) {
+        const fs::path song = scratch() / name;
+        const std::string command =
+            "ffmpeg -v error -y -f lavfi -i anoisesrc=duration=30 '" + song.string() + "'";
+        EXPECT_EQ(std::system(command.c_str()), 0);
+        fs::permissions(song, fs::perms(mode));
+        return song;
+    }
+};
+
+TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
+    const fs::path open = MakeSong("open.flac", 0644);
+    const fs::path locked = MakeSong("locked.flac", 0600);
+    chmod(scratch().c_str(), 0755);
+    const uid_t package = GetUserIdFromName(varn::kPackageAccount);
+    const std::string uid = std::to_string(IsRoot() ? package : geteuid());
+    struct Case {
+        std::string_view place;
+        const char *program;
+        const char *mode;
+        std::vector<std::string> words;
+        const char *capability;
+        double fileSize;
+    };
+    for (const auto &[place, program, mode, words, capability, fileSize] :
+         {Case{varn::path::kEncoder, "/usr/bin/ffmpeg", "r", Play(open), kNothing, 0},
+          Case{varn::path::kEncoder, "/usr/bin/ffmpeg", "r", Play(locked), kReads, 0},
+          Case{varn::path::kConvert,
+               "/usr/bin/convert",
+               "w",
+               {"png:-", "/dev/null"},
+               kNothing,
+               kFourGiB}}) {
+        FILE *const stream = Start(place, mode, words);
+        ASSERT_NE(stream, nullptr);
+        const pid_t pid = Become(program);
+        ASSERT_GT(pid, 0) << program;
+        EXPECT_EQ(StatusOf(pid, "Uid"), uid + "\t" + uid + "\t" + uid + "\t" + uid);
+        for (const char *set : {"CapEff", "CapPrm", "CapInh", "CapAmb"}) {
+            EXPECT_EQ(StatusOf(pid, set), IsRoot() ? capability : kNothing) << set << program;
+        }
+        EXPECT_EQ(StatusOf(pid, "NoNewPrivs"), "1");
+        EXPECT_EQ(LimitOf(pid, "Max address space"), kFourGiB);
+        EXPECT_EQ(LimitOf(pid, "Max file size"), fileSize);
+        EXPECT_EQ(LimitOf(pid, "Max open files"), 256);
+        EXPECT_GT(LimitOf(pid, "Max cpu time"), 0);
+        VLIBCPclose(stream);
+    }
+}
+
+// The library asks for it before the rights are given up, which takes the wish back.
+TEST_F(Confined, ProgramsStillEndWithTheirParent) {
+    const std::string song = MakeSong("song.flac", 0644);
+    int told[2];
+    ASSERT_EQ(pipe(told), 0);
+    const pid_t parent = tonvale_test::StartInChild([&] {
+        Start(varn::path::kEncoder, "r", Play(song));
+        const pid_t encoder = Become("/usr/bin/ffmpeg");
+        EXPECT_EQ(write(told[1], &encoder, sizeof encoder), ssize_t{sizeof encoder});
+        pause();
+    });
+    pid_t encoder = -1;
+    ASSERT_EQ(read(told[0], &encoder, sizeof encoder), ssize_t{sizeof encoder});
+    close(told[0]);
+    close(told[1]);
+    ASSERT_GT(encoder, 0);
+    EXPECT_EQ(kill(parent, SIGKILL), 0);
+    EXPECT_FALSE(tonvale_test::EndedWell(parent));
+    for (int tries = 0; tries < 100 && StatusOf(encoder, "State").starts_with("S"); ++tries) {
+        usleep(10000);
+    }
+    EXPECT_FALSE(StatusOf(encoder, "State").starts_with("S")) << "it is gone, or a zombie";
+}
+
+}  // namespace
