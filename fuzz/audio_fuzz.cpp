@@ -1,6 +1,7 @@
 // Any bytes as an audio file of any format, through all that the indexer reads of one: tags,
 // pictures, the embedded cue sheet. The last byte chooses the name. A song that is taken is clean.
 #include <sys/mman.h>
+#include <taglib/tbytevectorstream.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +13,7 @@
 
 #include "require.h"
 #include "varnindex/cue.h"
+#include "varnindex/dsd.h"
 #include "varnindex/names.h"
 #include "varnindex/sheets.h"
 #include "varnindex/tags.h"
@@ -72,6 +74,17 @@ void CheckSong(const Song &song) {
     }
 }
 
+// What stands in its headers lies in the file.
+void CheckDsd(const TagLib::ByteVector &bytes, DsdFile::Kind kind) {
+    TagLib::ByteVectorStream stream(bytes);
+    const DsdFile file(stream, kind);
+    const DsdAudio &audio = file.Audio();
+    const auto size = static_cast<long>(bytes.size());
+    Require(!file.isValid() || (audio.begin > 0 && audio.begin < audio.end && audio.end <= size &&
+                                audio.tag >= 0 && audio.tag <= size),
+            "audio and tag lie in the file");
+}
+
 void CheckSheet(const Song &song, const std::string &sheet) {
     std::string problem;
     for (const VirtualSong &track : SplitByEmbedded(song, sheet, problem).songs) {
@@ -92,6 +105,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     }
     static const bool silenced = (SilenceTagLib(), true);
     const ReadResult read = ReadSong(file.Holding(data, size), static_cast<std::int64_t>(size), 0);
+    const TagLib::ByteVector bytes(reinterpret_cast<const char *>(data),
+                                   static_cast<unsigned>(size - 1));
+    CheckDsd(bytes, DsdFile::Kind::kDsf);
+    CheckDsd(bytes, DsdFile::Kind::kDsdiff);
     Require(silenced && read.song.has_value() == read.problem.empty(), "a refusal has a reason");
     Require(read.embeddedCue.size() <= kMaxCueBytes, "a sheet is bounded");
     if (read.song) {
