@@ -233,7 +233,7 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
         // The web server ends the handler of a client that leaves, but not a change half-way.
         std::signal(SIGTERM, SIG_IGN);
     }
-    if (!api->takesRoot) {
+    if (!method->takesRoot) {
         GiveUpRights();
     }
     return method->make(request);

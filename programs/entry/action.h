@@ -88,6 +88,7 @@ struct Method {
     bool changes = false;        // something: never for a HEAD, nor for a page of another site
     bool asksElsewhere = false;  // has this machine ask others: not for a page of another site
     bool isMedia = false;        // answers with an HTTP answer of its own
+    bool takesRoot = true;       // for moments; the others give root's rights up before they begin
 };
 
 // In a table of methods, that one changes something.
@@ -103,7 +104,6 @@ struct Api {
     std::string_view name;
     std::span<const Method> methods;
     bool isPublic = false;  // answers without a login
-    bool takesRoot = true;  // for moments of its work; the others give root's rights up at once
 };
 
 // The action of a request; a RefusedAction when there is none, or nobody may ask for it.

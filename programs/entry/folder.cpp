@@ -24,10 +24,10 @@ class List : public ListAction {
     }
 };
 
-constexpr Method kMethods[] = {{"list", Make<List>}};
+constexpr Method kMethods[] = {{.name = "list", .make = Make<List>, .takesRoot = false}};
 
 }  // namespace
 
-const Api kFolderApi{.name = "VARN.Tonvale.Folder", .methods = kMethods, .takesRoot = false};
+const Api kFolderApi{"VARN.Tonvale.Folder", kMethods};
 
 }  // namespace tonvale_entry

@@ -19,17 +19,20 @@ class List : public ListAction {
     }
 };
 
-constexpr Method kAlbumMethods[] = {{"list", Make<List<tonvale_answers::kAlbums>>}};
-constexpr Method kArtistMethods[] = {{"list", Make<List<tonvale_answers::kArtists>>}};
-constexpr Method kComposerMethods[] = {{"list", Make<List<tonvale_answers::kComposers>>}};
-constexpr Method kGenreMethods[] = {{"list", Make<List<tonvale_answers::kGenres>>}};
+constexpr Method kAlbumMethods[] = {
+    {.name = "list", .make = Make<List<tonvale_answers::kAlbums>>, .takesRoot = false}};
+constexpr Method kArtistMethods[] = {
+    {.name = "list", .make = Make<List<tonvale_answers::kArtists>>, .takesRoot = false}};
+constexpr Method kComposerMethods[] = {
+    {.name = "list", .make = Make<List<tonvale_answers::kComposers>>, .takesRoot = false}};
+constexpr Method kGenreMethods[] = {
+    {.name = "list", .make = Make<List<tonvale_answers::kGenres>>, .takesRoot = false}};
 
 }  // namespace
 
-const Api kAlbumApi{.name = "VARN.Tonvale.Album", .methods = kAlbumMethods, .takesRoot = false};
-const Api kArtistApi{.name = "VARN.Tonvale.Artist", .methods = kArtistMethods, .takesRoot = false};
-const Api kComposerApi{
-    .name = "VARN.Tonvale.Composer", .methods = kComposerMethods, .takesRoot = false};
-const Api kGenreApi{.name = "VARN.Tonvale.Genre", .methods = kGenreMethods, .takesRoot = false};
+const Api kAlbumApi{"VARN.Tonvale.Album", kAlbumMethods};
+const Api kArtistApi{"VARN.Tonvale.Artist", kArtistMethods};
+const Api kComposerApi{"VARN.Tonvale.Composer", kComposerMethods};
+const Api kGenreApi{"VARN.Tonvale.Genre", kGenreMethods};
 
 }  // namespace tonvale_entry

@@ -33,10 +33,10 @@ class Get : public Action {
     }
 };
 
-constexpr Method kMethods[] = {{"get", Make<Get>}};
+constexpr Method kMethods[] = {{.name = "get", .make = Make<Get>, .takesRoot = false}};
 
 }  // namespace
 
-const Api kInfoApi{.name = "VARN.Tonvale.Info", .methods = kMethods, .takesRoot = false};
+const Api kInfoApi{"VARN.Tonvale.Info", kMethods};
 
 }  // namespace tonvale_entry

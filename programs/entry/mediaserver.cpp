@@ -73,13 +73,12 @@ class Browse : public Action {
 };
 
 constexpr Method kMethods[] = {
-    {.name = "list", .make = Make<List>, .asksElsewhere = true},
-    {.name = "browse", .make = Make<Browse>, .asksElsewhere = true},
+    {.name = "list", .make = Make<List>, .asksElsewhere = true, .takesRoot = false},
+    {.name = "browse", .make = Make<Browse>, .asksElsewhere = true, .takesRoot = false},
 };
 
 }  // namespace
 
-const Api kMediaServerApi{
-    .name = "VARN.Tonvale.MediaServer", .methods = kMethods, .takesRoot = false};
+const Api kMediaServerApi{"VARN.Tonvale.MediaServer", kMethods};
 
 }  // namespace tonvale_entry

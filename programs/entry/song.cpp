@@ -69,10 +69,10 @@ class Rate : public Action {
     }
 };
 
-constexpr Method kMethods[] = {{"list", Make<List>},
-                               {"search", Make<Search>},
-                               {"get", Make<Get>},
-                               {"rate", Make<Rate>, kChanges}};
+constexpr Method kMethods[] = {{.name = "list", .make = Make<List>, .takesRoot = false},
+                               {.name = "search", .make = Make<Search>, .takesRoot = false},
+                               {.name = "get", .make = Make<Get>, .takesRoot = false},
+                               {.name = "rate", .make = Make<Rate>, .changes = true}};
 
 }  // namespace
 

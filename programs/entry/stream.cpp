@@ -2,7 +2,6 @@
 #include "tonvale/streaming.h"
 
 #include "remote_url.h"
-#include "rights.h"
 #include "song_records.h"
 #include "song_sound.h"
 #include "tonvale/settings.h"
@@ -45,7 +44,6 @@ class Remote : public EncodedAction {
         if (!IsPermittedUrl(url)) {
             throw Refusal{Code::kBadParameter};
         }
-        GiveUpRights();
         return SendEncoded(format == "mp3" ? "audio/mpeg" : "video/x-flv", [&] {
             return VARNAudioTranscodeUrl(url.c_str(), format.c_str(), position);
         });
@@ -54,7 +52,11 @@ class Remote : public EncodedAction {
 
 constexpr Method kMethods[] = {
     {.name = "stream", .make = Make<Stream>, .isMedia = true},
-    {.name = "remote", .make = Make<Remote>, .asksElsewhere = true, .isMedia = true},
+    {.name = "remote",
+     .make = Make<Remote>,
+     .asksElsewhere = true,
+     .isMedia = true,
+     .takesRoot = false},
 };
 
 }  // namespace

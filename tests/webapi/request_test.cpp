@@ -187,7 +187,7 @@ TEST_F(Cgi, RefusesWhatItDoesNotKnow) {
 TEST_F(Cgi, GivesRootsRightsUpWhereItCan) {
     const bool isRoot = IsRoot();
     for (const auto &[api, isKept] :
-         {std::pair("Album", false), {"Folder", false}, {"Playlist", true}}) {
+         {std::pair("Album", false), {"Song", false}, {"Playlist", true}}) {
         EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
             setenv("REQUEST_METHOD", "GET", 1);
             setenv("REMOTE_USER", "alice", 1);
