@@ -25,7 +25,7 @@ namespace fs = std::filesystem;
 
 constexpr std::array kNames = {"a.mp3", "a.flac", "a.ogg", "a.opus", "a.spx", "a.m4a",
                                "a.wav", "a.aiff", "a.wma", "a.ape",  "a.mpc", "a.wv",
-                               "a.tta", "a.dsf",  "a.dff", "a.mp2"};
+                               "a.tta", "a.dsf",  "a.dff", "a.mp2",  "a.mka", "a.aac"};
 
 // One file in memory, under every name.
 class File {

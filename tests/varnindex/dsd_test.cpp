@@ -128,7 +128,6 @@ TEST_F(DsdTest, TagsDoNotCountAsAudio) {
 }
 
 TEST_F(DsdTest, DamagedHeadersAreNoTrap) {
-    const std::string audio(4096, 'i');
     std::string empty = "FRM8" + Big(~0ULL, 8) + "DSD ";
     for (int i = 0; i < 100'000; ++i) {
         empty += Chunk("NONE", "");
