@@ -1,7 +1,9 @@
 // What is told of the sound in a file.
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <limits>
 
 namespace varnindex {
 
@@ -11,6 +13,16 @@ struct Audio {
     int sampleRate = 0;
     int channels = 0;
 };
+
+// How long so many samples last, or units of another kind; 0 where it is not told how many make a
+// second. A count may be anything that a damaged file says: what is absurd is cut.
+inline std::uint64_t Milliseconds(std::uint64_t count, std::uint64_t perSecond) {
+    constexpr std::uint64_t kMostSeconds = std::numeric_limits<int>::max() / 1000 - 1;
+    if (perSecond == 0) {
+        return 0;
+    }
+    return std::min(count / perSecond, kMostSeconds) * 1000 + count % perSecond * 1000 / perSecond;
+}
 
 // A part of a file.
 struct ByteRange {

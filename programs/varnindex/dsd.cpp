@@ -3,7 +3,8 @@
 #include <taglib/id3v2framefactory.h>
 
 #include <algorithm>
-#include <limits>
+
+#include "audio.h"
 
 namespace varnindex {
 namespace {
@@ -27,14 +28,6 @@ std::uint64_t Unsigned(long long number) {
 bool IsPlausible(const DsdAudio &audio) {
     return audio.sampleRate > 0 && audio.sampleRate <= kMostRate && audio.channels > 0 &&
            audio.channels <= kMostChannels && audio.end > audio.begin;
-}
-
-std::uint64_t Milliseconds(std::uint64_t count, std::uint64_t perSecond) {
-    constexpr std::uint64_t kMostSeconds = std::numeric_limits<int>::max() / 1000 - 1;
-    if (perSecond == 0) {
-        return 0;
-    }
-    return std::min(count / perSecond, kMostSeconds) * 1000 + count % perSecond * 1000 / perSecond;
 }
 
 // ---- DSF: three chunks in a fixed order, in little endian --------------------------------------

@@ -256,10 +256,7 @@ Mp4Sound ReadMp4Sound(BoundedStream &stream) {
         const std::uint64_t units =
             (times ? UnitsOfTable(stream, *times) : 0) +
             UnitsOfAllFragments(stream, id, DefaultUnits(stream, *extends, id));
-        constexpr std::uint64_t kMostSeconds = std::numeric_limits<int>::max() / 1000 - 1;
-        sound.audio.milliseconds =
-            static_cast<std::int64_t>(std::min(units / perSecond, kMostSeconds) * 1000 +
-                                      units % perSecond * 1000 / perSecond);
+        sound.audio.milliseconds = static_cast<std::int64_t>(Milliseconds(units, perSecond));
     }
     return sound;
 }

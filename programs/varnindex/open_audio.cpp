@@ -71,6 +71,15 @@ void SetLength(Audio &audio, std::int64_t milliseconds, std::int64_t bytes) {
     audio.bitRate = milliseconds > 0 ? bytes * 8000 / milliseconds : 0;
 }
 
+// The same by the samples that were found, where the headers tell of none.
+void SetMissingLength(Audio &audio, std::int64_t samples, std::int64_t bytes) {
+    if (audio.milliseconds == 0 && audio.sampleRate > 0 && samples > 0) {
+        const auto length = Milliseconds(static_cast<std::uint64_t>(samples),
+                                         static_cast<std::uint64_t>(audio.sampleRate));
+        SetLength(audio, static_cast<std::int64_t>(length), bytes);
+    }
+}
+
 // ---- MPEG audio and ADTS -----------------------------------------------------------------------
 
 // Tags of an MP3 file stand in front (ID3v2) and behind (APE, ID3v1).
@@ -148,8 +157,7 @@ OpenedFile OpenFlac(BoundedStream &stream, long begin) {
     OpenedFile opened = Told(std::move(flac), "flac", stream);
     Audio &audio = opened.audio;
     if (audio.milliseconds == 0 && audio.sampleRate > 0) {
-        const std::int64_t samples = SamplesToLastFrame(stream, begin, end);
-        SetLength(audio, samples * 1000 / audio.sampleRate, end - begin);
+        SetMissingLength(audio, SamplesToLastFrame(stream, begin, end), end - begin);
     }
     return opened;
 }
@@ -160,10 +168,7 @@ OpenedFile OpenOggFlac(BoundedStream &stream) {
     const auto *const last = ogg->isValid() ? ogg->lastPageHeader() : nullptr;
     const long long samples = last != nullptr ? last->absoluteGranularPosition() : 0;
     OpenedFile opened = Told(std::move(ogg), "flac", stream);
-    Audio &audio = opened.audio;
-    if (audio.milliseconds == 0 && audio.sampleRate > 0 && samples > 0) {
-        SetLength(audio, samples * 1000 / audio.sampleRate, stream.length());
-    }
+    SetMissingLength(opened.audio, samples, stream.length());
     return opened;
 }
 
