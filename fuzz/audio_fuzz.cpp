@@ -104,7 +104,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         return 0;
     }
     static const bool silenced = (SilenceTagLib(), true);
-    const ReadResult read = ReadSong(file.Holding(data, size), static_cast<std::int64_t>(size), 0);
+    const ReadResult read = ReadSong(file.Holding(data, size), static_cast<std::int64_t>(size - 1),
+                                     0, Pictures::kStore);
     const TagLib::ByteVector bytes(reinterpret_cast<const char *>(data),
                                    static_cast<unsigned>(size - 1));
     CheckDsd(bytes, DsdFile::Kind::kDsf);

@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <csignal>
 #include <cstdio>
+#include <string_view>
+#include <vector>
 
 #include "varn/drop_rights.h"
 #include "varn/systempath.h"
@@ -30,6 +32,25 @@ bool LimitAll(const Limits &limits) {
            Limit(RLIMIT_AS, limits.memory);
 }
 
+// What the program may know of its caller's environment. A request stands there with its login. Not
+// HTTP_PROXY: a client writes that one, as its header "Proxy".
+constexpr std::string_view kKept[] = {"HOME=",        "LANG=",    "LC_", "MAGICK_",
+                                      "PATH=",        "TMPDIR=",  "TZ=", "http_proxy=",
+                                      "https_proxy=", "no_proxy="};
+
+std::vector<char *> KeptEnvironment() {
+    std::vector<char *> kept;
+    for (char **variable = environ; *variable != nullptr; ++variable) {
+        const std::string_view text = *variable;
+        if (std::any_of(std::begin(kKept), std::end(kKept),
+                        [&](std::string_view name) { return text.starts_with(name); })) {
+            kept.push_back(*variable);
+        }
+    }
+    kept.push_back(nullptr);
+    return kept;
+}
+
 }  // namespace
 
 bool GiveUpRights(const char *program, const char *file) {
@@ -44,8 +65,9 @@ int Become(const char *program, char *const argv[], const Limits &limits) {
     // What does not fit is an error like a full disk, and not the end of the program: what it says
     // on standard error may go to a file.
     std::signal(SIGXFSZ, SIG_IGN);
-    if (LimitAll(limits)) {
-        execv(program, argv);
+    // Looked at first: under the limits the reason of a failure may not fit into a log any more.
+    if (access(program, X_OK) == 0 && LimitAll(limits)) {
+        execve(program, argv, KeptEnvironment().data());
     }
     std::perror(program);
     return kNotRun;

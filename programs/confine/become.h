@@ -21,8 +21,9 @@ inline constexpr int kNotRun = 127;
 // it must not be run.
 bool GiveUpRights(const char *program, const char *file);
 
-// Replaces this process, which has given its rights up, with the program. Returns when that fails,
-// with the exit status for main; the reason stands on standard error.
+// Replaces this process, which has given its rights up, with the program. Of the environment the
+// program gets what it needs to run, and nothing of a request. Returns when that fails, with the
+// exit status for main; the reason stands on standard error.
 int Become(const char *program, char *const argv[], const Limits &limits);
 
 }  // namespace confine

@@ -74,6 +74,7 @@ TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
     const fs::path locked = MakeSong("locked.flac", 0600);
     chmod(scratch().c_str(), 0755);
     const uid_t package = GetUserIdFromName(varn::kPackageAccount);
+    setenv("HTTP_AUTHORIZATION", "Basic b3duZXI6c2VjcmV0", 1);
     const std::string uid = std::to_string(IsRoot() ? package : geteuid());
     struct Case {
         std::string_view place;
@@ -100,6 +101,12 @@ TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
         for (const char *set : {"CapEff", "CapPrm", "CapInh", "CapAmb"}) {
             EXPECT_EQ(StatusOf(pid, set), IsRoot() ? capability : kNothing) << set << program;
         }
+        if (IsRoot()) {
+            EXPECT_NE(StatusOf(pid, "Gid").substr(0, 2), "0\t") << program;
+            EXPECT_EQ((" " + StatusOf(pid, "Groups")).find(" 0 "), std::string::npos) << program;
+        }
+        EXPECT_EQ(ReadFile("/proc/" + std::to_string(pid) + "/environ").find("Basic "),
+                  std::string::npos);
         EXPECT_EQ(StatusOf(pid, "NoNewPrivs"), "1");
         EXPECT_EQ(LimitOf(pid, "Max address space"), kFourGiB);
         EXPECT_EQ(LimitOf(pid, "Max file size"), fileSize);
@@ -107,6 +114,7 @@ TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
         EXPECT_GT(LimitOf(pid, "Max cpu time"), 0);
         VLIBCPclose(stream);
     }
+    unsetenv("HTTP_AUTHORIZATION");
 }
 
 // The library asks for it before the rights are given up, which takes the wish back.
