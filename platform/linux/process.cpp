@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/syscall.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -202,6 +203,12 @@ int VLIBCPclose(FILE *stream) {
     const bool isAbandoned =
         (fcntl(fileno(stream), F_GETFL) & O_ACCMODE) == O_RDONLY && std::feof(stream) == 0;
     std::fclose(stream);
+    int status = 0;
+    // Where the kernel reaps this process's children, the number may be another process's by now.
+    const pid_t ended = isAbandoned ? waitpid(pid, &status, WNOHANG) : 0;
+    if (ended != 0) {
+        return ended > 0 ? status : -1;
+    }
     if (isAbandoned) {
         kill(pid, SIGKILL);
     }
