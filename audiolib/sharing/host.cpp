@@ -1,3 +1,4 @@
+#include <poll.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -18,26 +19,45 @@ namespace {
 constexpr std::size_t kPartSize = 4095;
 constexpr int kLineSize = 1024;
 
-// Runs a program with one operand to its end and returns the first line that it prints, line end
-// included. `status` is the one it ended with, -1 when it could not be run.
-std::string FirstLine(std::string_view fixedPath, const char *operand, int &status) {
+// Waits until a program closes its output, which VLIBCPclose needs for its status. Gives up on one
+// that writes on and on, or leaves its output to another program.
+void AwaitEnd(std::FILE *stream) {
+    constexpr int kMostBytes = 4096;
+    constexpr int kMostMilliseconds = 2000;
+    pollfd output = {fileno(stream), POLLIN, 0};
+    for (int read = 0; read < kMostBytes; ++read) {
+        if (poll(&output, 1, kMostMilliseconds) <= 0 || std::fgetc(stream) == EOF) {
+            return;
+        }
+    }
+}
+
+struct Printed {
+    std::string line;  // the first one, line end included
+    int status = -1;   // as VLIBCPclose gives it; -1 when the program could not be run
+};
+
+// Runs a program with one operand.
+Printed Run(std::string_view fixedPath, const char *operand, bool needsStatus) {
     std::string path = SystemPath(fixedPath);
     std::string argument = operand;
     char *const argv[] = {path.data(), argument.data(), nullptr};
-    status = -1;
+    Printed printed;
     std::FILE *stream = VLIBCPopenv(path.c_str(), "r", argv);
     if (stream == nullptr) {
-        return "";
+        return printed;
     }
-    std::string first;
+    // What poll(2) does not tell of must not stand in a buffer.
+    std::setvbuf(stream, nullptr, _IONBF, 0);
     char line[kLineSize];
-    while (std::fgets(line, sizeof(line), stream) != nullptr) {
-        if (first.empty()) {
-            first = line;
-        }
+    if (std::fgets(line, sizeof(line), stream) != nullptr) {
+        printed.line = line;
     }
-    status = VLIBCPclose(stream);
-    return first;
+    if (needsStatus) {
+        AwaitEnd(stream);
+    }
+    printed.status = VLIBCPclose(stream);
+    return printed;
 }
 
 std::string DynamicDnsName() {
@@ -45,15 +65,13 @@ std::string DynamicDnsName() {
     if (geteuid() != 0) {
         asRoot.emplace(kSource, __LINE__);
     }
-    int status = 0;
-    const std::string line = FirstLine(varn::path::kDynamicDns, "--get-hostname", status);
+    const std::string line = Run(varn::path::kDynamicDns, "--get-hostname", false).line;
     return line.substr(0, line.find(' '));
 }
 
 std::string RelayDaemonName() {
-    int status = 0;
-    const std::string line = FirstLine(varn::path::kRelayDaemon, "-p", status);
-    return status == 0 ? line : "";
+    const Printed printed = Run(varn::path::kRelayDaemon, "-p", true);
+    return printed.status == 0 ? printed.line : "";
 }
 
 std::string ConfiguredHost() {

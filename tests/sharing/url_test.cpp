@@ -163,6 +163,10 @@ TEST_F(SharingUrl, NamesOfToolsGoInAsTheyArePrinted) {
         {relayed({}, "echo nas.other.example"), "http://nas.other.example\n:5000"},
         {relayed({}, "printf other.example; exit 3"), "http://nas:5000"},
         {relayed({}, "exit 0"), "http://nas:5000"},
+        // One that prints without end, and one that leaves its output to another program.
+        {relayed("echo home.example; exec yes", ""), "http://home.example\n:5000"},
+        {relayed({}, "echo nas.other.example; exec yes"), "http://nas:5000"},
+        {relayed({}, "echo nas.other.example; sleep 4 &"), "http://nas.other.example\n:5000"},
         // Dynamic DNS comes first, and a relay that is off is not asked.
         {relayed("printf home.example", "printf nas.relay.example"), "http://home.example:5000"},
         {{.host = "nas", .relay = off, .permission = kPermitted, .daemon = "printf a.b"},
