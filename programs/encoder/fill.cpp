@@ -4,6 +4,7 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
+#include <iterator>
 #include <string_view>
 
 #include "varn/systempath.h"
@@ -50,7 +51,9 @@ const char *SamplesOf(const std::string &path) {
     if (!file.read(block.data(), 12) || std::string_view(block.data() + 8, 4) != "WAVE") {
         return nullptr;
     }
-    while (file.read(block.data(), 8)) {
+    // Files have a few chunks. A large one of nothing but empty chunks would keep the encoder busy.
+    constexpr int kMostChunks = 1000;
+    for (int chunk = 0; chunk < kMostChunks && file.read(block.data(), 8); ++chunk) {
         const unsigned size = Little(block.data() + 4, 4);
         if (std::string_view(block.data(), 4) == "fmt ") {
             block = {};
@@ -62,9 +65,21 @@ const char *SamplesOf(const std::string &path) {
     return nullptr;
 }
 
+// The song's header may tell half of the rate that the decoder returns (SBR, ISO/IEC 14496-3).
+void LimitSamplingRate(Words &words) {
+    constexpr std::string_view kLowBitRates[] = {"8000", "16000", "24000", "144000"};
+    const std::string *const bitRate = ValueOf(words, "-ab");
+    if (bitRate != nullptr &&
+        std::count(std::begin(kLowBitRates), std::end(kLowBitRates), *bitRate) > 0) {
+        words.insert(words.end() - 1,
+                     {"-af", "aformat=sample_rates=24000|22050|16000|12000|11025|8000"});
+    }
+}
+
 }  // namespace
 
-std::vector<std::string> Filled(std::vector<std::string> words) {
+std::vector<std::string> KeptToLength(std::vector<std::string> words) {
+    LimitSamplingRate(words);
     const char *const end = std::getenv(varn::kEncoderFill);
     const std::string *const start = ValueOf(words, "-ss");
     const std::string *const song = ValueOf(words, "-i");

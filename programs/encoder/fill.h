@@ -1,11 +1,12 @@
-// The silence behind a song that ends before its announced length.
+// What keeps the sound at the length that is announced.
 #pragma once
 
 #include <string>
 #include <vector>
 
-// The encoder's words with what fills its sound with silence up to the second of the file that the
-// environment names (varn::kEncoderFill); as they are where it names none. Samples that were to be
-// copied are written again instead, in the form in which they are, because silence cannot be added
-// to a copy; what is no such file stays a copy and ends where it ends.
-std::vector<std::string> Filled(std::vector<std::string> words);
+// The encoder's words with two filters added. The first limits the sampling rate where MP3 has the
+// bit rate at low sampling rates alone: the encoder would choose another bit rate. The second adds
+// silence up to a second of the file, which the environment names (varn::kEncoderFill). Nothing can
+// be added to a copy: samples of a WAV file that were to be copied are written again in their own
+// form. Any other copy stays one and ends where the file ends.
+std::vector<std::string> KeptToLength(std::vector<std::string> words);

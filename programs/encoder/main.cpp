@@ -80,7 +80,7 @@ int main(int argc, char **argv) {
     if (!confine::GiveUpRights(kProgram, song)) {
         return confine::kNotRun;
     }
-    const std::vector<std::string> asked = Filled({argv + 1, argv + argc});
+    const std::vector<std::string> asked = KeptToLength({argv + 1, argv + argc});
     std::vector<char *> words = {const_cast<char *>(kProgram)};
     for (std::size_t i = 0; i < asked.size(); ++i) {
         const char *const option = asked[i].c_str();

@@ -81,6 +81,13 @@ TEST_F(RealEncoder, FillsUpWavFiles) {
     unsetenv(varn::kEncoderFill);
 }
 
+// The rate in a song's header may be lower than the one that its decoder returns.
+TEST_F(RealEncoder, KeepsBitRatesOfLowSamplingRates) {
+    const VARN_MEDIA_INFO song = Song(Make("a.flac", 4, ""), 4);
+    const Answered low = Stream([&] { return VARNAudioTranscodeSong(&song, "mp3", 0, 8000); });
+    EXPECT_NEAR(SecondsOf(low.body, "a.mp3"), 4, 0.2);
+}
+
 TEST_F(RealEncoder, ReadsNoOtherFileThanTheSong) {
     const std::string hidden = fs::path(Make("hidden.wav", 1, "")).filename();
     const std::pair<const char *, std::string> lists[] = {
