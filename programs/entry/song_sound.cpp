@@ -36,21 +36,49 @@ constexpr MediaType kMediaTypes[] = {
     {"aiff", "audio/x-aiff"}, {"wma", "audio/x-ms-wma"}, {"mka", "audio/x-matroska"},
 };
 
-// What the encoder reads, but cannot write, or of AIFF with lengths of 0 only, because it cannot go
-// back on a pipe: nothing can be cut out of these without encoding it.
-constexpr std::string_view kUncut[] = {"aif", "aifc", "aiff", "ape", "dff", "dsf", "mpc"};
+// A format that the encoder can cut sound out of without encoding it again. The container that it
+// writes follows from the extension. The sound can be copied if the file's contents are in that
+// container.
+struct CutFormat {
+    std::string_view extension;
+    std::string_view container;  // in the library's words
+    const char *type = nullptr;  // the media type of a part; the library gives the others none
+    std::vector<std::string_view> uncutCodecs = {};  // which the encoder cannot write to it
+};
 
-// What a part that is cut out says of its type; that of others goes without.
-constexpr std::string_view kTypedCuts[] = {"mp3", "wav"};
-
-template <std::size_t N>
-bool IsOneOf(const std::string_view (&extensions)[N], const std::string &extension) {
-    return std::any_of(std::begin(extensions), std::end(extensions), [&](std::string_view known) {
-        return strcasecmp(extension.c_str(), known.data()) == 0;
-    });
+// Null for a song that cannot be cut. AIFF is not here: its header has lengths, which the encoder
+// cannot go back to on a pipe. The encoder writes no APE, MPC, DSF and DSDIFF.
+const CutFormat *CutFormatOf(const VARN_MEDIA_INFO &song) {
+    static const CutFormat kFormats[] = {
+        {"mp3", "mp3", "audio/mpeg", {"mp1", "mp2"}},
+        {"mp2", "mp3"},
+        {"flac", "flac"},
+        {"ogg", "ogg"},
+        {"oga", "ogg"},
+        {"opus", "ogg"},
+        {"spx", "ogg"},
+        {"m4a", "mp4", nullptr, {"pcm"}},
+        {"m4b", "mp4", nullptr, {"pcm"}},
+        {"wav", "wav", "audio/x-wav"},
+        {"wma", "asf"},
+        {"wv", "wv"},
+        {"tta", "tta"},
+        {"aac", "adts"},
+        {"mka", "matroska"},
+    };
+    const std::string extension = VARNAudioWebapiUtilsGetFileExt(song.path);
+    const auto found =
+        std::find_if(std::begin(kFormats), std::end(kFormats), [&](const CutFormat &format) {
+            return strcasecmp(extension.c_str(), format.extension.data()) == 0;
+        });
+    if (found == std::end(kFormats) || found->container != song.container ||
+        std::count(found->uncutCodecs.begin(), found->uncutCodecs.end(), song.codec) > 0) {
+        return nullptr;
+    }
+    return found;
 }
 
-// The bit rates of MP3 (ISO/IEC 11172-3 and 13818-3, 2.4.2.3), of MPEG-2.5 those that encoders know.
+// The bit rates of MP3 (ISO/IEC 11172-3 and 13818-3, 2.4.2.3); of MPEG-2.5 those of its encoders.
 // A rate between two is none: the encoder would take another one than is announced.
 struct Mp3Rates {
     int leastFrequency;  // of the songs, Hz; the encoder takes the sampling rate that is nearest
@@ -86,11 +114,11 @@ long long Mp3BitRate(int frequency, long long asked) {
     return asked;
 }
 
-// The exact bit rate of the samples in a WAV file, of which the library keeps thousands; 0 for what
-// has a length that cannot be told beforehand.
-unsigned SampleBitRate(const VARN_MEDIA_INFO &song, const std::string &extension) {
+// The exact bit rate of the samples in a WAV file; the library rounds it to 1000 bit/s. 0 for any
+// other song: the length of its parts is unknown.
+unsigned SampleBitRate(const VARN_MEDIA_INFO &song) {
     const double byte = 8.0 * song.frequency * song.channel;  // one a sample
-    if (strcasecmp(extension.c_str(), "wav") != 0 || std::strcmp(song.codec, "pcm") != 0 ||
+    if (std::strcmp(song.container, "wav") != 0 || std::strcmp(song.codec, "pcm") != 0 ||
         byte <= 0) {
         return 0;
     }
@@ -116,8 +144,8 @@ int WholeSeconds(const VARN_MEDIA_INFO &song, int position) {
                : 0;
 }
 
-// Has the encoders of this process fill a song with silence up to the last of so many seconds, which
-// are announced.
+// While it lives, the encoders of this process fill a song with silence until it is so many seconds
+// long.
 class Filled {
   public:
     Filled(const VARN_MEDIA_INFO &song, float seconds) {
@@ -186,7 +214,9 @@ bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
         // After its end there are the tracks that follow.
         throw Refusal{Code::kBadParameter};
     }
-    song.duration = static_cast<float>(seconds);
+    // The library knows only the whole second in which a track starts. It may start, and so end, up
+    // to a second later.
+    song.duration = static_cast<float>(isTrack ? seconds + 1 : seconds);
     path.copy(song.path, path.size());
     song.path[path.size()] = '\0';
     GiveUpRights(song.path);
@@ -206,18 +236,18 @@ bool SongAction::SendTranscoded(const VARN_MEDIA_INFO &song, const Sound &sound)
 }
 
 bool SongAction::SendCut(VARN_MEDIA_INFO &song, int position) {
-    const std::string extension = VARNAudioWebapiUtilsGetFileExt(song.path);
-    if (IsOneOf(kUncut, extension)) {
+    const CutFormat *const format = CutFormatOf(song);
+    if (format == nullptr) {
         throw Refusal{Code::kBadParameter};
     }
     // Without a bit rate no length is announced, and all is sent that there is. It takes a duration
     // to be sent at all.
-    song.bitrate = song.duration > 0 ? SampleBitRate(song, extension) : 0;
+    song.bitrate = song.duration > 0 ? SampleBitRate(song) : 0;
     const float announced = song.bitrate > 0 ? song.duration : 0;
     if (song.bitrate == 0 && !IsVirtualMusic(&song)) {
         song.duration = static_cast<float>(kLongestSong);
     }
-    return SendEncoded(IsOneOf(kTypedCuts, extension) ? MediaTypeOf(song.path) : nullptr, [&] {
+    return SendEncoded(format->type, [&] {
         const Filled filled(song, announced);
         return VARNAudioSeekSong(&song, position);
     });
