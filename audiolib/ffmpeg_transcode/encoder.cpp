@@ -48,9 +48,9 @@ std::vector<char *> ArgumentVector(const std::string &program, const Arguments &
     return vector;
 }
 
-// Makes room in a pipe, so that the programs at its ends take turns less often; a quarter of what an
-// account without rights may have for one, because all of its streams share what it may have for all
-// of them. Anything else stays as it is, and so does a pipe whose owner has used his share.
+// Makes room in a pipe, so that the programs at its ends take turns less often. It gets a quarter
+// of what one pipe of an account without rights may have, because all streams of the account share
+// a limit. Anything else stays as it is, and so does a pipe whose owner has reached the limit.
 void Widen(int pipe) {
     const int errnoBefore = errno;
     if (fcntl(pipe, F_GETPIPE_SZ) < kPipeSize) {

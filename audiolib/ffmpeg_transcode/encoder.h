@@ -25,13 +25,13 @@ using Encoder = std::unique_ptr<std::FILE, support::Releaser<VLIBCPclose>>;
 // Starts the encoder as root. Null, with errno as the failure left it, when it cannot be started.
 Encoder Launch(const Arguments &arguments);
 
-// All of these notice it when the reader of standard output leaves, also while the encoder is silent.
+// Each of these notices that standard output's reader leaves, even while the encoder is silent.
 
 // Reads as much as `block` holds. False, with a log line, when the encoder ends before, or the
 // reader leaves.
 bool ReadWhole(std::FILE *encoder, std::span<unsigned char> block);
 
-// Reads and drops bytes. False, with a log line, when the encoder ends before, or the reader leaves.
+// Reads and drops bytes. False, with a log line, when the encoder ends before or the reader leaves.
 bool Discard(std::FILE *encoder, int64_t bytes);
 
 // Copies to standard output, past its buffer, until the encoder ends or, with a limit that is not

@@ -441,6 +441,7 @@ TEST_F(Streaming, EndsTheEncoderOfAReaderThatWentAway) {
         }
         setenv("HTTP_RANGE", "bytes=100000-", 1);
         EXPECT_EQ(ToNobody([&] { return VARNAudioSeekSong(&song, 0); }), -1);
+        unsetenv("HTTP_RANGE");
         EXPECT_EQ(ToNobody([] { return VARNAudioTranscodeUrl("http://x/", "mp3", 0); }), -1);
         EXPECT_TRUE(Logged(R"(audiolib/ffmpeg_transcode:\d+ fwrite\(\) wrong, .* Broken pipe$)"));
     }

@@ -22,8 +22,8 @@ namespace varn {
 inline constexpr char kPackageAccount[] = "Tonvale";
 inline constexpr char kLibraryDatabase[] = "mediaserver";
 
-// The environment variable that tells the encoder to which second of a song's file there is to be
-// sound, with silence for what the file lacks: the end of the length that is announced.
+// The environment variable that names a second of a song's file to the encoder: the end of what is
+// announced. The encoder adds silence to a file that ends before it.
 inline constexpr char kEncoderFill[] = "TONVALE_ENCODER_FILL";
 
 // The variable that names the converter's own folder to it, for one picture: its settings, a copy
