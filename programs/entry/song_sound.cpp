@@ -59,6 +59,7 @@ const CutFormat *CutFormatOf(const VARN_MEDIA_INFO &song) {
         {"spx", "ogg"},
         {"m4a", "mp4", nullptr, {"pcm"}},
         {"m4b", "mp4", nullptr, {"pcm"}},
+        {"mp4", "mp4", nullptr, {"pcm"}},  // a song may be a link to a file of this name
         {"wav", "wav", "audio/x-wav"},
         {"wma", "asf"},
         {"wv", "wv"},

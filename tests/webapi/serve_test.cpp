@@ -183,7 +183,7 @@ TEST_F(ServedSound, TranscodesWithRanges) {
     EXPECT_TRUE(mp3.Has("Content-Type: audio/mpeg")) << mp3.header;
     EXPECT_TRUE(mp3.Has("Content-Length: 168000")) << mp3.header;
     EXPECT_EQ(mp3.body.size(), 168000U);
-    // The sound of a track goes on to its end, which may lie in the second after its last whole one.
+    // The sound of a track goes on to its end, which may lie a second after its last whole one.
     Query(InsertSql({.id = 2, .path = song, .is_virtual = true, .has_virtual = true}) +
           "UPDATE track SET duration = 4 WHERE id = 2; INSERT INTO virtual_info_track (track, "
           "file_track, audio_offset) VALUES (2, 1, 2)");
