@@ -318,12 +318,13 @@ TEST_F(Streaming, SurvivesEncodersThatFail) {
     EXPECT_EQ(ask("bytes=3000-").result, -1);
     EXPECT_TRUE(Logged(R"(fread\(\) wrong, \[4\]$)"));
 
-    // One that is there for the first start only.
-    UseEncoder("rm \"$0\"; RATE=16000; printf sound");
-    const Answered gone = ask("bytes=100000-");
+    // One that is there for the first start only: the header is read before the second.
+    UseEncoder("rm \"$0\"; head -c 44 /dev/zero; printf sound");
+    const Answered gone =
+        Stream([&] { return VARNAudioTranscodeSong(&song, "wav", 0, 0); }, "bytes=1000000-");
     EXPECT_EQ(gone.result, -1);
-    EXPECT_EQ(gone.header,
-              "Status: 206 Partial content\r\nContent-Range: bytes 100000-159999/160000\r\n");
+    EXPECT_TRUE(gone.header.starts_with("Status: 206 Partial content\r\nContent-Range: bytes 10"));
+    EXPECT_EQ(gone.header.find("Content-Type"), std::string::npos);
     EXPECT_TRUE(Logged(R"(:\d+ Failed to PopenFFmpeg No such file or directory$)"));
     ClearLog();
     EXPECT_EQ(ask().header, "");
