@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "as_root.h"
+#include "locks.h"
 #include "music_places.h"
 #include "tonvale/paths.h"
 #include "varn/account.h"
@@ -109,6 +110,9 @@ varn::UniqueFd OpenList(const Collection &collection, const ListFolder &folder,
     varn::UniqueFd file(openat(folder.Get(), path.filename().c_str(),
                                O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat info {};
+    if (!file && errno == ENOENT) {
+        throw Failure(Reason::kNoSuchPlaylist, path.stem());
+    }
     if (!file && errno != ELOOP) {
         throw Failure(Reason::kPlaylistNotRead, path, errno);
     }
@@ -225,8 +229,7 @@ void ListFolder::Move(const std::string &from, const std::string &to, Reason rea
         moved = !Has(to) && renameat(folder, from.c_str(), folder, to.c_str()) == 0;
     }
     if (!moved && errno == ENOENT) {
-        // Of two who rename one file at once, the second finds it gone.
-        throw Failure(Reason::kNoSuchPlaylist, path_ / from);
+        throw Failure(Reason::kNoSuchPlaylist, fs::path(from).stem());
     }
     if (!moved) {
         throw NotDone(reason, path_ / (reason == Reason::kPlaylistNotRenamed ? to : from));
@@ -271,6 +274,19 @@ bool HeldList::PutBack(const std::string &contents) const {
         syslog(LOG_ERR, "Failed to put %s back: %m", path_.c_str());
     }
     return isWhole;
+}
+
+HeldList HoldToRead(const Collection &collection, Playlist &playlist) {
+    try {
+        return {collection, playlist.path};
+    } catch (const Failure &failure) {
+        if (failure.Why() != Reason::kNoSuchPlaylist) {
+            throw;
+        }
+    }
+    const ListsLock lock(collection, Lock::Kind::kRead);
+    playlist = PlaylistOfKey(collection, KeyOf(collection, playlist));
+    return {collection, playlist.path};
 }
 
 }  // namespace tonvale_answers

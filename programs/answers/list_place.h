@@ -50,7 +50,8 @@ class ListFolder {
     std::filesystem::path path_;
 };
 
-// A playlist, held open. Links are refused, and in a user's own collection the files of other users.
+// A playlist, held open. Links are refused, and in a user's own collection the files of other users;
+// for a file that is not there the Failure is that there is no such playlist.
 class HeldList {
   public:
     HeldList(const Collection &collection, const std::string &path);
@@ -70,5 +71,9 @@ class HeldList {
     std::string path_;
     varn::UniqueFd file_;
 };
+
+// Holds a playlist open to read it. One that has another name since it was looked up is looked up
+// once more, and `playlist` is as it is called now.
+HeldList HoldToRead(const Collection &collection, Playlist &playlist);
 
 }  // namespace tonvale_answers

@@ -17,6 +17,7 @@
 #include "failure.h"
 #include "link_hooks.h"
 #include "list_place.h"
+#include "locks.h"
 #include "playlists.h"
 #include "songs.h"
 #include "text.h"
@@ -178,6 +179,20 @@ class NewList {
     bool kept_ = false;
 };
 
+// A playlist whose row and file nobody else changes while this object lives, as it is called now.
+class LockedList {
+  public:
+    LockedList(const Collection &collection, const Playlist &asked)
+        : lock_(collection, Lock::Kind::kWrite),
+          playlist_(PlaylistOfKey(collection, KeyOf(collection, asked))) {}
+
+    const Playlist &Get() const { return playlist_; }
+
+  private:
+    ListsLock lock_;
+    Playlist playlist_;
+};
+
 // Has the library write a playlist anew, by its descriptor. What a failure in the middle, such as a
 // full disk, leaves of it is replaced by what was there before.
 template <typename Write>
@@ -211,6 +226,16 @@ int CountEntries(const Collection &collection, const Playlist &playlist) {
     int count = 0;
     Read(collection, playlist, -1, &count);
     return count;
+}
+
+void Put(const Collection &collection, const Playlist &playlist, int start, int length,
+         const PLAYLIST_REC *songs) {
+    if (start > CountEntries(collection, playlist)) {
+        throw Failure(Reason::kNoSuchPosition, std::to_string(start));
+    }
+    Change(collection, playlist, [&](const char *path) {
+        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, start, length, songs);
+    });
 }
 
 }  // namespace
@@ -252,6 +277,7 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
         throw Failure(Reason::kNotAPersonalFormat, format);
     }
     CheckName(name);
+    const ListsLock lock(collection, Lock::Kind::kWrite);
     const ListFolder folder = ListFolder::ForNew(collection);
     folder.CheckIsFree(name);
     const std::string fileName = name + "." + format;
@@ -279,37 +305,37 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
 
 void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
                   const PLAYLIST_REC *songs) {
-    if (start > CountEntries(collection, playlist)) {
-        throw Failure(Reason::kNoSuchPosition, std::to_string(start));
-    }
-    Change(collection, playlist, [&](const char *path) {
-        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, start, length, songs);
-    });
+    const LockedList list(collection, playlist);
+    Put(collection, list.Get(), start, length, songs);
 }
 
 void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
                  bool skipDuplicates) {
-    Change(collection, playlist, [&](const char *path) {
+    const LockedList list(collection, playlist);
+    Change(collection, list.Get(), [&](const char *path) {
         return VARNPersonalPlaylistAppendSongs(collection.uid, path, songs, skipDuplicates ? 1 : 0);
     });
 }
 
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions) {
+    const LockedList list(collection, playlist);
+    int count = 0;
+    SongRecords songs = Read(collection, list.Get(), 0, &count);
     const auto last = std::max_element(positions.begin(), positions.end());
-    if (last != positions.end() && *last >= CountEntries(collection, playlist)) {
+    if (last != positions.end() && *last >= count) {
         throw Failure(Reason::kNoSuchPosition, std::to_string(*last));
     }
-    SongRecords songs = Read(collection, playlist, 0);
     RemoveEntries(songs, std::set<int>(positions.begin(), positions.end()));
-    ReplaceSongs(collection, playlist, 0, -1, songs.get());
+    Put(collection, list.Get(), 0, -1, songs.get());
 }
 
 void RemoveMissing(const Collection &collection, const Playlist &playlist) {
-    if (CountEntries(collection, playlist) == 0) {
+    const LockedList list(collection, playlist);
+    if (CountEntries(collection, list.Get()) == 0) {
         return;  // which the library takes for a list that cannot be read
     }
-    Change(collection, playlist, [&](const char *path) {
+    Change(collection, list.Get(), [&](const char *path) {
         return VARNPersonalPlaylistRemoveMissing(collection.uid, path);
     });
 }
@@ -352,9 +378,11 @@ void DeleteRowAndFile(const Collection &collection, const Playlist &playlist) {
 
 }  // namespace
 
-Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,
+Playlist RenamePlaylist(const Collection &collection, const Playlist &asked,
                         const std::string &name) {
     CheckName(name);
+    const LockedList list(collection, asked);
+    const Playlist &playlist = list.Get();
     namespace fs = std::filesystem;
     const fs::path from = playlist.path;
     const fs::path to = from.parent_path() / (name + from.extension().string());
@@ -374,7 +402,9 @@ Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,
     return renamed;
 }
 
-void DeletePlaylist(const Collection &collection, const Playlist &playlist) {
+void DeletePlaylist(const Collection &collection, const Playlist &asked) {
+    const LockedList list(collection, asked);
+    const Playlist &playlist = list.Get();
     if (collection.isFolder) {
         const std::filesystem::path path = playlist.path;
         ListFolder(collection, path.parent_path()).Remove(path.filename());

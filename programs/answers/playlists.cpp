@@ -65,9 +65,10 @@ Json::Value Part(const PlaylistSection &section, int64_t start, int64_t count) {
 }
 
 // The same of a normal one, which is read as it is held open.
-int ReadNormal(const AnyPlaylist &playlist, const PlaylistLibrary &library, int offset, int count,
+int ReadNormal(AnyPlaylist &playlist, const PlaylistLibrary &library, int offset, int count,
                Json::Value &tracks) {
-    const HeldList list(playlist.collection, playlist.normal.path);
+    const HeldList list = HoldToRead(playlist.collection, playlist.normal);
+    playlist.name = playlist.normal.title;
     Tonvale::webapi::HashRating ratings;
     if (*ratings.Get() == nullptr) {
         throw std::bad_alloc();
@@ -80,7 +81,7 @@ int ReadNormal(const AnyPlaylist &playlist, const PlaylistLibrary &library, int 
 }
 
 // Appends a part of a playlist; how many tracks all of it has.
-int Read(const AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t offset, int count,
+int Read(AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t offset, int count,
          Json::Value &tracks) {
     const int type = playlist.collection.personal ? PLAYLIST_TYPE_PERSONAL : PLAYLIST_TYPE_SHARED;
     const int total =
@@ -226,8 +227,8 @@ Json::Value PlaylistTracks::Next() {
     return tracks;
 }
 
-std::unique_ptr<PlaylistTracks> ListTracks(const AnyPlaylist &playlist,
-                                           const PlaylistLibrary &library, int offset, int limit) {
+std::unique_ptr<PlaylistTracks> ListTracks(AnyPlaylist playlist, const PlaylistLibrary &library,
+                                           int offset, int limit) {
     Json::Value first(Json::arrayValue);
     const int count = limit > 0 ? std::min(limit, kTracksAtATime) : kTracksAtATime;
     const int total = Read(playlist, library, offset, count, first);

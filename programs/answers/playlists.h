@@ -81,7 +81,7 @@ class PlaylistTracks : public Page {
 
 // Throws a Failure.
 std::unique_ptr<PlaylistTracks> ListTracks(
-    const AnyPlaylist &playlist, const Tonvale::webapi::playlist::PlaylistLibrary &library,
-    int offset, int limit);
+    AnyPlaylist playlist, const Tonvale::webapi::playlist::PlaylistLibrary &library, int offset,
+    int limit);
 
 }  // namespace tonvale_answers

@@ -10,7 +10,7 @@
 
 #include "failure.h"
 #include "link_hooks.h"
-#include "settings_lock.h"
+#include "locks.h"
 #include "tonvale/settings.h"
 #include "varn/account.h"
 #include "varn/base.h"

@@ -102,7 +102,8 @@ int Delete(Options, const AnyPlaylist &playlist) {
 // 0 when all songs are in the playlist.
 int Check(Options options, const AnyPlaylist &playlist) {
     const SongRecords songs = Songs(options);
-    const HeldList list(playlist.collection, playlist.normal.path);
+    Playlist normal = playlist.normal;
+    const HeldList list = HoldToRead(playlist.collection, normal);
     int status = kDone;
     for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
         std::string name = song->info.path;

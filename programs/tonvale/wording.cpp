@@ -137,7 +137,7 @@ constexpr Wording kWordings[] = {
     {Reason::kFolderNotRead, "cannot look into the folder {}"},
     {Reason::kPlaylistsNotListed, "the playlists cannot be listed; the lines above tell why"},
     {Reason::kPlaylistNotRead, "the playlist {} cannot be read; the lines above tell why"},
-    {Reason::kPlaylistLocked, "somebody else is writing the playlist {}; try again"},
+    {Reason::kPlaylistLocked, "{} cannot be locked: try again when nobody else changes playlists"},
     {Reason::kSmartPlaylistsNotRead, "{} cannot be read, or is larger than 1 MiB"},
     {Reason::kPlaylistNotWritten, "the playlist {} cannot be written"},
     {Reason::kPlaylistNotStored,

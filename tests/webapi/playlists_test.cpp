@@ -1,8 +1,10 @@
 // The web API's playlists.
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
+#include <set>
 
 #include "platform/child.h"
 #include "programs/command.h"
@@ -112,25 +114,42 @@ TEST_F(PlaylistApi, AreMadeChangedAndDeleted) {
     EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "x"}, {"format", "pls"}}), 400);
 }
 
+// What is done with one list at once, and whether files and names agree afterwards.
 TEST_F(PlaylistApi, OfRenamesAtOnceOneHoldsAndTheOthersAreTold) {
-    const std::string id =
-        Ask("Playlist", "create", {{"library", "shared"}, {"name", "0"s + "a"}}, "bob")["id"]
-            .asString();
-    for (int round = 0; round < 4; ++round) {
+    const auto round = [](const std::string &library, const std::string &name, bool isDeleted) {
+        const std::string id =
+            Ask("Playlist", "create", {{"library", library}, {"name", name}}, "bob")["id"]
+                .asString();
+        Texts methods = {"rename", "rename", "rename", "add", "get"};
+        methods.insert(methods.end(), isDeleted ? 2 : 0, "delete");
         std::vector<pid_t> children;
-        for (int number = 0; number < 4; ++number) {
-            const std::string name = std::to_string(round) + (number < 2 ? "b" : "c");
+        for (const std::string &method : methods) {
+            const std::string newName = name + (children.empty() ? "b" : "c");
             children.push_back(StartInChild([&] {
-                const int code = CodeOf("Playlist", "rename", {{"id", id}, {"name", name}}, "bob");
-                EXPECT_TRUE(code == 0 || code == 404 || code == 409) << code;
+                const Given given = {{"id", id}, {"name", newName}, {"songs", "music_1"}};
+                const int code = CodeOf("Playlist", method, given, "bob");
+                EXPECT_TRUE(code == 0 || (code == 409 && method == "rename") ||
+                            (code == 404 && (isDeleted || library == "personal")))
+                    << method << ": " << code;
             }));
         }
-        for (const pid_t child : children) {
-            EXPECT_TRUE(EndedWell(child));
+        EXPECT_EQ(std::count_if(children.begin(), children.end(), EndedWell), ssize(children));
+    };
+    const auto check = [](const std::string &library, const fs::path &folder, std::size_t count) {
+        std::set<std::string> files;
+        for (const fs::path &file : fs::directory_iterator(folder)) {
+            files.insert(file.stem());
         }
-        EXPECT_EQ(Names({{"library", "shared"}}).size(), 1U);
-        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", id}}), 0) << "row and file have parted";
+        EXPECT_EQ(Texts(files.begin(), files.end()), Names({{"library", library}}, "bob"));
+        EXPECT_EQ(files.size(), count);
+    };
+    for (const char *name : {"u", "v", "w", "x"}) {
+        round("shared", name, *name > 'v');
     }
+    check("shared", music() / "playlists", 2);
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
+    round("personal", "y", false);
+    check("personal", At("/usr/varn/etc/preference/bob/playlists"), 1);
 }
 
 TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {

@@ -1,0 +1,42 @@
+// One writer at a time of what several programs change.
+#pragma once
+
+#include <string>
+
+#include "failure.h"
+#include "playlist_target.h"
+#include "varn/descriptor.h"
+
+namespace tonvale_answers {
+
+// A lock on a file of its own, which the kernel gives back whatever becomes of its holder. The file
+// is nobody's to open who has neither root's rights nor those of the package: a lock on a user's own
+// file or folder could be kept by everybody who may read it.
+class Lock {
+  public:
+    // How it is held: by one alone, or by all who only look.
+    enum class Kind { kWrite, kRead };
+
+    // Throws a Failure of the given reason when the file cannot be opened, and when others held it
+    // for three seconds.
+    Lock(const std::string &path, Kind kind, Reason reason);
+
+  private:
+    varn::UniqueFd file_;
+};
+
+// What is in the users file and in the custom keys stays as it is read for as long as the object
+// lives, for all who take this lock before they read in order to write.
+class SettingsLock : public Lock {
+  public:
+    SettingsLock();
+};
+
+// The rows and files of a collection's playlists stay together for as long as the object lives: who
+// changes them takes this lock, and looks up row and path under it.
+class ListsLock : public Lock {
+  public:
+    ListsLock(const Collection &collection, Kind kind);
+};
+
+}  // namespace tonvale_answers
