@@ -88,13 +88,13 @@ std::string NameOf(const std::string &path) {
 
 // Made or emptied. Nothing but a regular file is written to, and a FIFO is not waited for. Another
 // writer, which is going to give up, may empty the file once more: what comes then is appended, so
-// that whole lines are left and no hole.
-support::Fd Open(const std::string &path) {
+// that whole lines are left and no hole. What is held open has to be of a known layout.
+support::Fd Open(const std::string &path, const Layout *layout) {
     constexpr int kFlags = O_WRONLY | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const bool isHeld = !varn::PathOfDescriptor(path).empty();
-    const auto file = !isHeld            ? FileToOpen(path)
-                      : IsWritable(path) ? std::optional(path)
-                                         : std::nullopt;
+    const auto file = !isHeld             ? FileToOpen(path)
+                      : layout != nullptr ? std::optional(path)
+                                          : std::nullopt;
     const int more = isHeld ? 0 : O_CREAT | O_NOFOLLOW;
     support::Fd fd(file ? open(file->c_str(), kFlags | more, kMode) : -1);
     struct stat info {};
@@ -190,7 +190,9 @@ bool WriteAll(const NextRecord &next, const std::string &path, const Layout &lay
 }
 
 int WriteAsRoot(const NextRecord &next, const std::string &path) {
-    support::Fd file = Open(path);
+    // Asked once: what is held open may get a name of another kind at any time.
+    const Layout *const layout = LayoutOf(NameOf(path));
+    support::Fd file = Open(path, layout);
     if (!file) {
         LOG_ERROR_OLDEST(kSource, ": Failed to open %s.", path.c_str());
         return -1;
@@ -200,7 +202,6 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
         return -1;
     }
     int result = 0;
-    const Layout *const layout = LayoutOf(NameOf(path));
     // Emptied once more: somebody else may have written a whole list before the lock was ours.
     if (ftruncate(file.Get(), 0) != 0 ||
         (layout != nullptr && !WriteAll(next, path, *layout, file.Get()))) {
