@@ -63,6 +63,7 @@ enum class Reason {
     kNotAHost,            // (text)
     kNotAPort,            // (text)
     kObjectIdTooLong,
+    kUnwritableEntry,  // (path or address) a playlist has it that is to be written
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)

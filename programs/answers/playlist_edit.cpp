@@ -9,6 +9,7 @@
 #include <iterator>
 #include <new>
 #include <optional>
+#include <random>
 #include <set>
 #include <string_view>
 #include <utility>
@@ -206,13 +207,11 @@ void Change(const Collection &collection, const Playlist &playlist, const Write 
     Report(result, Reason::kPlaylistNotWritten, playlist.path);
 }
 
-// The entries of a playlist, limit 0 meaning all and below 0 none.
-SongRecords Read(const Collection &collection, const Playlist &playlist, int limit,
-                 int *countOut = nullptr) {
+SongRecords Read(const Collection &collection, const Playlist &playlist, int *countOut = nullptr) {
     int count = -1;
     const HeldList list(collection, playlist.path);
     SongRecords songs(VARNPlaylistParseByPath(collection.uid, list.Path().c_str(), nullptr, &count,
-                                              0, limit, "*", 0));
+                                              0, 0, "*", 0));
     if (count < 0) {
         throw Failure(Reason::kPlaylistNotRead, playlist.path);
     }
@@ -222,20 +221,16 @@ SongRecords Read(const Collection &collection, const Playlist &playlist, int lim
     return songs;
 }
 
-int CountEntries(const Collection &collection, const Playlist &playlist) {
-    int count = 0;
-    Read(collection, playlist, -1, &count);
-    return count;
-}
-
-void Put(const Collection &collection, const Playlist &playlist, int start, int length,
-         const PLAYLIST_REC *songs) {
-    if (start > CountEntries(collection, playlist)) {
-        throw Failure(Reason::kNoSuchPosition, std::to_string(start));
+// Entries that the library would leave out as it writes. Those from `start` on, `length` of them,
+// are to go anyway.
+void CheckEntries(const PLAYLIST_REC *songs, int64_t start = 0, int64_t length = 0) {
+    for (int64_t position = 0; songs != nullptr; songs = songs->next, ++position) {
+        const std::string path = songs->info.path;
+        const bool goes = position >= start && position < start + length;
+        if (!goes && !path.starts_with('/') && !IsUrl(path)) {
+            throw Failure(Reason::kUnwritableEntry, path);
+        }
     }
-    Change(collection, playlist, [&](const char *path) {
-        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, start, length, songs);
-    });
 }
 
 }  // namespace
@@ -306,12 +301,22 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
 void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
                   const PLAYLIST_REC *songs) {
     const LockedList list(collection, playlist);
-    Put(collection, list.Get(), start, length, songs);
+    int count = 0;
+    SongRecords before = Read(collection, list.Get(), &count);
+    if (start > count) {
+        throw Failure(Reason::kNoSuchPosition, std::to_string(start));
+    }
+    CheckEntries(before.get(), start, length < 0 ? count : length);
+    before.reset();
+    Change(collection, list.Get(), [&](const char *path) {
+        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, start, length, songs);
+    });
 }
 
 void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
                  bool skipDuplicates) {
     const LockedList list(collection, playlist);
+    CheckEntries(Read(collection, list.Get()).get());
     Change(collection, list.Get(), [&](const char *path) {
         return VARNPersonalPlaylistAppendSongs(collection.uid, path, songs, skipDuplicates ? 1 : 0);
     });
@@ -321,18 +326,21 @@ void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions) {
     const LockedList list(collection, playlist);
     int count = 0;
-    SongRecords songs = Read(collection, list.Get(), 0, &count);
+    SongRecords songs = Read(collection, list.Get(), &count);
     const auto last = std::max_element(positions.begin(), positions.end());
     if (last != positions.end() && *last >= count) {
         throw Failure(Reason::kNoSuchPosition, std::to_string(*last));
     }
     RemoveEntries(songs, std::set<int>(positions.begin(), positions.end()));
-    Put(collection, list.Get(), 0, -1, songs.get());
+    CheckEntries(songs.get());
+    Change(collection, list.Get(), [&](const char *path) {
+        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, 0, -1, songs.get());
+    });
 }
 
 void RemoveMissing(const Collection &collection, const Playlist &playlist) {
     const LockedList list(collection, playlist);
-    if (CountEntries(collection, list.Get()) == 0) {
+    if (!Read(collection, list.Get())) {
         return;  // which the library takes for a list that cannot be read
     }
     Change(collection, list.Get(), [&](const char *path) {
@@ -351,16 +359,21 @@ int RenameRow(const Collection &collection, const Playlist &playlist, const Play
     return VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, playlist.path.c_str());
 }
 
+// A name that nobody else has: what a process that was killed has left stays.
+std::string AsideName(const Playlist &playlist) {
+    std::random_device random;
+    return ".deleted-" + playlist.id + "-" + std::to_string(random()) + std::to_string(random());
+}
+
 // Row and file go together: the file gets out of the way first, and comes back for a row that stays.
 void DeleteRowAndFile(const Collection &collection, const Playlist &playlist) {
     namespace fs = std::filesystem;
     const fs::path path = playlist.path;
     const std::string name = path.filename();
-    const std::string aside = ".deleted-" + playlist.id;
+    const std::string aside = AsideName(playlist);
     std::optional<ListFolder> folder;
     if (!ListFolder::IsGone(path.parent_path())) {
         folder.emplace(collection, path.parent_path());
-        folder->Remove(aside);  // of a process that was killed
     }
     const bool isThere = folder && folder->Has(name);
     if (isThere) {

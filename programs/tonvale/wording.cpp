@@ -84,6 +84,8 @@ constexpr Wording kWordings[] = {
     {Reason::kNotAHost, "no machine is found as '{}'; give its name or its address"},
     {Reason::kNotAPort, "'{}' is no port; one is a number from 1 to 65535"},
     {Reason::kObjectIdTooLong, "that is too long for the id of an object"},
+    {Reason::kUnwritableEntry,
+     "the playlist has the entry {}, which can be read and not written; remove it first"},
 
     {Reason::kNoPersonalLibrary,
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "

@@ -106,7 +106,7 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
            {"--user", "alice", "--personal"});
 }
 
-TEST_F(PlaylistCommand, WhatIsNotUtf8IsRefused) {
+TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
     const std::string file = In("caf\xE9.mp3");
     Touch(file);
     RunAll({{{"playlist", "create", "x"}, 0, ""},
@@ -115,6 +115,13 @@ TEST_F(PlaylistCommand, WhatIsNotUtf8IsRefused) {
             {{"playlist", "create", "caf\xE9"}, 2, "name is UTF-8"},
             {{"playlist", "rename", "x", "caf\xE9"}, 2, "name is UTF-8"},
             {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
+    Touch(In("y.m3u"), "rtsp://r/x\nhttp://a/\n");
+    AddRow(In("y.m3u"), "y", "m");
+    RunAll({{{"playlist", "add", "y", "http://b/"}, 2, "the entry rtsp://r/x"},
+            {{"playlist", "remove", "y", "1"}, 2, "the entry rtsp://r/x"},
+            {{"playlist", "show", "y"}, 0, "2 of 2 entries"},
+            {{"playlist", "remove", "y", "0"}, 0, ""},
+            {{"playlist", "add", "y", "http://b/"}, 0, ""}});
 }
 
 TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
