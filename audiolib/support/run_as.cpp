@@ -28,11 +28,7 @@ bool SwitchByName(const char *source, int line, const char *account) {
 }  // namespace
 
 RunAs::RunAs(const char *source, uid_t uid, gid_t gid, int line)
-    : source_(source),
-      line_(line),
-      uidBefore_(geteuid()),
-      gidBefore_(getegid()),
-      switched_(VLIBSetEffective(uid, gid) == 0) {
+    : source_(source), line_(line), switched_(VLIBSetEffective(uid, gid) == 0) {
     if (!switched_) {
         syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, kTag,
                static_cast<int>(uid), static_cast<int>(gid));
@@ -41,29 +37,24 @@ RunAs::RunAs(const char *source, uid_t uid, gid_t gid, int line)
 
 RunAs::~RunAs() {
     const int savedErrno = errno;  // what the scope failed with is still to be told
-    if (switched_ && VLIBSetEffective(uidBefore_, gidBefore_) != 0) {
+    if (!before_.GiveBack()) {
         syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: ~%s(%d, %d)", source_, line_, kTag,
-               static_cast<int>(uidBefore_), static_cast<int>(gidBefore_));
-        VLIBRestoreEffective(uidBefore_, gidBefore_);
+               static_cast<int>(before_.User()), static_cast<int>(before_.Group()));
     }
     errno = savedErrno;
 }
 
-SameAccount::SameAccount(const char *source, int line)
-    : source_(source), line_(line), uid_(geteuid()), gid_(getegid()) {}
-
 SameAccount::~SameAccount() {
-    const auto same = [this] { return geteuid() == uid_ && getegid() == gid_; };
-    if (same()) {
-        return;
-    }
+    const auto isSame = [this] {
+        return geteuid() == before_.User() && getegid() == before_.Group();
+    };
     const int savedErrno = errno;
-    // By the name first, which brings the groups back as well.
-    if (const User account = UserByUid(uid_)) {
+    // By the name first, which brings the groups of the account.
+    if (const User account = isSame() ? nullptr : UserByUid(before_.User())) {
         SwitchByName(source_, line_, account->szName);
     }
-    if (!same()) {
-        VLIBRestoreEffective(uid_, gid_);
+    if (isSame()) {
+        before_.Forget();
     }
     errno = savedErrno;
 }
@@ -75,16 +66,14 @@ RootThenPrevious::RootThenPrevious(const char *source, int line) : previous_(sou
 }
 
 RootThenPackage::RootThenPackage(const char *source, int line)
-    : source_(source),
-      line_(line),
-      uid_(geteuid()),
-      gid_(getegid()),
-      switched_(SwitchByName(source_, line_, kRoot)) {}
+    : source_(source), line_(line), switched_(SwitchByName(source_, line_, kRoot)) {}
 
 RootThenPackage::~RootThenPackage() {
-    if (switched_ && !SwitchByName(source_, line_, varn::kPackageAccount)) {
-        VLIBRestoreEffective(uid_, gid_);
+    const int savedErrno = errno;
+    if (!switched_ || SwitchByName(source_, line_, varn::kPackageAccount)) {
+        before_.Forget();
     }
+    errno = savedErrno;
 }
 
 }  // namespace Tonvale::support

@@ -3,13 +3,13 @@
 
 #include <sys/types.h>
 
+#include "varn/same_identity.h"
+
 namespace Tonvale::support {
 
-// Each of these ends a process that cannot go back to whom it was.
-
-// Switches the effective user and group, and back at the end of the scope. A switch that fails is
-// logged at critical level for the authorisation facility, with `source` and the line, as one of
-// IF_RUN_AS.
+// Switches the effective user and group, and back at the end of the scope. A switch that fails,
+// either way, is logged at critical level for the authorisation facility, with `source` and the line,
+// as one of IF_RUN_AS. After a failed way back the process goes on with the rights of the scope.
 class RunAs {
   public:
     RunAs(const char *source, uid_t uid, gid_t gid, int line = __builtin_LINE());
@@ -23,8 +23,7 @@ class RunAs {
   private:
     const char *source_;
     int line_;
-    uid_t uidBefore_;
-    gid_t gidBefore_;
+    varn::SameIdentity before_;
     bool switched_;
 };
 
@@ -36,10 +35,13 @@ class RunAsRoot : public RunAs {
 };
 
 // For calls that may leave the process as somebody else: at the end of the scope it runs as at the
-// beginning, with the groups of its account where the effective user has a name.
+// beginning. It goes back by the name of its user, which gives it all groups of that account, and by
+// the ids and groups of the beginning where the name leads nowhere. A process that cannot go back
+// ends.
 class SameAccount {
   public:
-    explicit SameAccount(const char *source, int line = __builtin_LINE());
+    explicit SameAccount(const char *source, int line = __builtin_LINE())
+        : source_(source), line_(line) {}
     ~SameAccount();
     SameAccount(const SameAccount &) = delete;
     SameAccount &operator=(const SameAccount &) = delete;
@@ -47,8 +49,7 @@ class SameAccount {
   private:
     const char *source_;
     int line_;
-    uid_t uid_;
-    gid_t gid_;
+    varn::SameIdentity before_;
 };
 
 // Root for the length of a scope, then the account of the previous effective user id. A user without
@@ -63,8 +64,9 @@ class RootThenPrevious {
     SameAccount previous_;
 };
 
-// Switches to root, and at the end of the scope to the package's account, whoever it was before; to
-// whom it was where there is no such account. A process that cannot become root stays what it is.
+// Switches to root, and at the end of the scope to the package's account. Where there is no such
+// account, it goes back to the identity of before, and a process that cannot do that ends. A process
+// that cannot become root stays what it is.
 class RootThenPackage {
   public:
     RootThenPackage(const char *source, int line = __builtin_LINE());
@@ -75,11 +77,13 @@ class RootThenPackage {
     // False when the process runs as it did.
     explicit operator bool() const { return switched_; }
 
+    // Leaves the process as root at the end of the scope.
+    void StayRoot() { switched_ = false; }
+
   private:
     const char *source_;
     int line_;
-    uid_t uid_;
-    gid_t gid_;
+    varn::SameIdentity before_;
     bool switched_;
 };
 

@@ -42,6 +42,13 @@ bool BecomeEffectiveRoot() {
     return setresuid(kSameUid, kRootUid, kSameUid) == 0;
 }
 
+// Ends a process that cannot go back to the effective user that it was.
+[[noreturn]] void EndStranded(uid_t uid) {
+    syslog(LOG_AUTH | LOG_CRIT, "cannot switch back to the user id %u: %m",
+           static_cast<unsigned>(uid));
+    std::terminate();
+}
+
 // The ids of the process as they were: brought back on the way out unless the switch was kept. The
 // real and saved user ids change last in every switch, so that the way back is open until then.
 class IdsBefore {
@@ -109,12 +116,6 @@ int SwitchTo(const Identity &to, bool effectiveOnly) {
 
 }  // namespace
 
-void EndStranded(uid_t uid) {
-    syslog(LOG_AUTH | LOG_CRIT, "cannot switch back to the user id %u: %m",
-           static_cast<unsigned>(uid));
-    std::terminate();
-}
-
 bool MaySwitchUser() {
     const UserIds ids = CurrentUserIds();
     return ids.real == kRootUid || ids.effective == kRootUid || ids.saved == kRootUid;
@@ -134,6 +135,25 @@ std::optional<Identity> IdentityOf(const char *userName) {
         return std::nullopt;
     }
     return Identity{account->uid, account->gid, *std::move(groups)};
+}
+
+SameIdentity::SameIdentity() : kept_{geteuid(), getegid(), CurrentGroups()} {}
+
+SameIdentity::~SameIdentity() {
+    const int saved = errno;
+    if (!isForgotten_ && !GiveBack()) {
+        EndStranded(kept_.uid);
+    }
+    errno = saved;
+}
+
+bool SameIdentity::GiveBack() noexcept {
+    isForgotten_ = true;
+    return Guarded(false, [&] {
+        return (geteuid() == kept_.uid && getegid() == kept_.gid &&
+                CurrentGroups() == kept_.groups) ||
+               SwitchTo(kept_, true) == 0;
+    });
 }
 
 }  // namespace varn

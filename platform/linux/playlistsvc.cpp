@@ -31,28 +31,8 @@ namespace {
 constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 constexpr int kMostRemote = 100000;
 
-// Root's rights for a playlist that only root may read.
-class AsRoot {
-  public:
-    AsRoot() : uid_(geteuid()), gid_(getegid()) {}
-    ~AsRoot() {
-        if (switched_) {
-            VLIBRestoreEffective(uid_, gid_);
-        }
-    }
-    AsRoot(const AsRoot &) = delete;
-    AsRoot &operator=(const AsRoot &) = delete;
-
-    bool Switch() {
-        switched_ = uid_ != 0 && MaySwitchUser() && VLIBSetEffective(0, 0) == 0;
-        return switched_;
-    }
-
-  private:
-    uid_t uid_;
-    gid_t gid_;
-    bool switched_ = false;
-};
+// Whom to be again after reading a playlist as root.
+using Before = std::optional<SameIdentity>;
 
 // Never waits for the other end of a FIFO.
 UniqueFd Open(const std::string &path) {
@@ -67,8 +47,12 @@ std::string NameOf(const std::string &path) {
 
 // A link in a shared folder must not make root show another file: what it leads to has to be a
 // playlist by its name, too. What is held open is what its holder wants.
-UniqueFd OpenAsRoot(const std::string &path, AsRoot &root) {
-    if (!root.Switch()) {
+UniqueFd OpenAsRoot(const std::string &path, Before &before) {
+    if (geteuid() == 0 || !MaySwitchUser()) {
+        return UniqueFd();
+    }
+    before.emplace();
+    if (VLIBSetEffective(0, 0) != 0) {
         return UniqueFd();
     }
     if (!PathOfDescriptor(path).empty()) {
@@ -82,10 +66,10 @@ UniqueFd OpenAsRoot(const std::string &path, AsRoot &root) {
 }
 
 // False with the error state set.
-bool ReadFile(const std::string &path, AsRoot &root, std::string &bytes) {
+bool ReadFile(const std::string &path, Before &before, std::string &bytes) {
     UniqueFd file = Open(path);
     if (!file && (errno == EACCES || errno == EPERM)) {
-        file = OpenAsRoot(path, root);
+        file = OpenAsRoot(path, before);
         errno = file ? errno : EACCES;
     }
     struct stat info {};
@@ -205,9 +189,9 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
         SetError(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    AsRoot root;
+    Before before;
     std::string bytes;
-    if (!ReadFile(path, root, bytes)) {
+    if (!ReadFile(path, before, bytes)) {
         return -1;
     }
     Meanings meanings(path);

@@ -4,6 +4,7 @@
 #include <sys/un.h>
 #include <unistd.h>
 
+#include <array>
 #include <cstdlib>
 
 #include "platform/child.h"
@@ -108,8 +109,12 @@ TEST_F(LibraryConnect, ComesBackWhereTheNameLeadsNoWay) {
     WriteFile(varn::path::kGroup, groups);
     fs::permissions(root(), fs::perms(0755));
     EXPECT_TRUE(!IsRoot() || HoldsInChild([] {
+        ASSERT_EQ(setgroups(1, std::array<gid_t, 1>{7}.data()), 0);
+        std::array<gid_t, 2> kept{};
         EXPECT_TRUE(VLIBSetEffective(kAlice, 100) == 0 && Connects() && geteuid() == kAlice &&
                     getegid() == 100);
+        EXPECT_EQ(getgroups(2, kept.data()), 1);
+        EXPECT_EQ(kept[0], 7U) << "another account's groups";
     }));
 }
 

@@ -2,10 +2,12 @@
 #include <array>
 #include <cstring>
 
+#include "platform/child.h"
 #include "playlist/playlist_test.h"
 
 namespace {
 
+using tonvale_test::HoldsInChild;
 using tonvale_test::Songs;
 using tonvale_test::Texts;
 
@@ -179,6 +181,12 @@ TEST_F(PlaylistParse, Membership) {
     EXPECT_EQ(VARNPlaylistCheckSong(kAlice, In("link.pls").c_str(), In("a.mp3").c_str()), 0);
     EXPECT_EQ(VARNPlaylistCheckSong(kAlice, In("none.m3u").c_str(), "/a"), -1);
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Failed to get playlist path\\."));
+    EXPECT_TRUE(!IsRoot() || HoldsInChild([&] {
+        ASSERT_EQ(ResetCredentialsByName("alice"), 0);
+        tonvale_test::DropSetUidRight();
+        EXPECT_EQ(VARNPlaylistCheckSong(kAlice, In("none.m3u").c_str(), "/a"), -1);
+    })) << "a way back that is barred does not end the caller";
+    EXPECT_TRUE(!IsRoot() || Logged("audiolib/playlist:[0-9]+ ERROR: ~IF_RUN_AS\\(1030, 100\\)"));
     EXPECT_EQ(VARNPlaylistCheckSong(kAlice, nullptr, "/a"), -1);
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Bad parameter\\."));
 }
