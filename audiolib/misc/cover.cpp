@@ -14,6 +14,7 @@
 #include "support/fd.h"
 #include "support/handles.h"
 #include "support/log.h"
+#include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
 #include "varn/share.h"
@@ -24,6 +25,7 @@ namespace {
 
 using support::Fd;
 using support::Guarded;
+using support::RootThenPackage;
 using support::StringList;
 
 using PathBuffer = std::array<char, 4096>;
@@ -65,11 +67,10 @@ int EmbeddedCover(const char *song, char *buffer, int size) {
                   VLIBCErrFile(), VLIBCErrLine());
         return -1;
     }
-    const ThenPackageUser afterwards;
+    const RootThenPackage root(kSource);
     if (!HasCurrentFolder()) {
         return -1;
     }
-    BecomeRoot();
     // A song without pictures has no such folder.
     const Visit visit(OpenEaDir(eaDir.data()));
     if (!visit) {
@@ -128,7 +129,7 @@ int FolderCover(const char *path, char *buffer, int size) {
         LOG_ERROR(kSource, "Memory allocation failed.");
         return -1;
     }
-    const RootThenPackageUser root;
+    const RootThenPackage root(kSource);
     const std::optional<std::string> folder = FolderToSearch(path);
     if (!folder) {
         return -1;

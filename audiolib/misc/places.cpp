@@ -3,44 +3,13 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cerrno>
 #include <cstdlib>
 #include <memory>
 
 #include "misc/source.h"
 #include "support/log.h"
-#include "varn/process.h"
-#include "varn/systempath.h"
 
 namespace Tonvale::misc {
-
-namespace {
-
-constexpr char kRoot[] = "root";
-
-bool SwitchTo(const char *account) noexcept {
-    const int savedErrno = errno;
-    const bool switched = ResetCredentialsByName(account) == 0;
-    if (!switched) {
-        LOG_ERROR(kSource, "Failed to switch to %s.", account);
-    }
-    errno = savedErrno;
-    return switched;
-}
-
-}  // namespace
-
-void BecomeRoot() noexcept {
-    SwitchTo(kRoot);
-}
-
-ThenPackageUser::ThenPackageUser() noexcept : uid_(geteuid()), gid_(getegid()) {}
-
-ThenPackageUser::~ThenPackageUser() {
-    if (!SwitchTo(varn::kPackageAccount)) {
-        VLIBRestoreEffective(uid_, gid_);
-    }
-}
 
 // A folder that has been removed has no name to come back to.
 bool HasCurrentFolder() noexcept {

@@ -24,6 +24,7 @@
 #include "support/boundary.h"
 #include "support/fd.h"
 #include "support/log.h"
+#include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
 #include "varn/share.h"
@@ -34,6 +35,7 @@ namespace {
 
 using support::Fd;
 using support::Guarded;
+using support::RootThenPackage;
 
 using PathBuffer = std::array<char, 4096>;
 
@@ -381,7 +383,7 @@ int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffe
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const RootThenPackageUser root;
+        const RootThenPackage root(kSource);
         const Fd picture = OpenSource(source);
         const std::string path =
             ScaledCover({song, song, picture.Get(), source}, TimeAt(AT_FDCWD, source));
@@ -396,7 +398,7 @@ int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffe
 std::string Tonvale::ScaledCover(const HeldCover &cover) noexcept {
     using namespace Tonvale::misc;
     return Guarded(kSource, std::string(), [&] {
-        const RootThenPackageUser root;
+        const RootThenPackage root(kSource);
         struct stat info = {};
         return fstat(cover.picture, &info) == 0 ? misc::ScaledCover(cover, info.st_mtim)
                                                 : std::string();
@@ -408,8 +410,10 @@ int VARNAudioCheckScaleArt(const char *source, const char *scaled) noexcept {
     if (!IsGoodCall({source, scaled})) {
         return 0;
     }
-    const RootThenPackageUser root;
-    return IsUpToDate(TimeAt(AT_FDCWD, source), TimeAt(AT_FDCWD, scaled)) ? 1 : 0;
+    return Guarded(kSource, 0, [&] {
+        const RootThenPackage root(kSource);
+        return IsUpToDate(TimeAt(AT_FDCWD, source), TimeAt(AT_FDCWD, scaled)) ? 1 : 0;
+    });
 }
 
 int VARNAudioScaleImage(const char *source, const char *target) noexcept {
@@ -418,7 +422,7 @@ int VARNAudioScaleImage(const char *source, const char *target) noexcept {
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const RootThenPackageUser root;
+        const RootThenPackage root(kSource);
         return ScaleByName(source, target);
     });
 }
@@ -428,11 +432,14 @@ void VARNAudioRemoveFilesByGlob(const char *pattern) noexcept {
     if (!IsGoodCall({pattern})) {
         return;
     }
-    const RootThenPackageUser root;
-    const Matches matches(pattern);
-    for (const char *path : matches.Names()) {
-        if (unlink(path) != 0) {
-            LOG_ERROR(kSource, "Failed to unlink [%s] %m", path);
+    Guarded(kSource, 0, [&] {
+        const RootThenPackage root(kSource);
+        const Matches matches(pattern);
+        for (const char *path : matches.Names()) {
+            if (unlink(path) != 0) {
+                LOG_ERROR(kSource, "Failed to unlink [%s] %m", path);
+            }
         }
-    }
+        return 0;
+    });
 }

@@ -10,9 +10,9 @@
 #include <string>
 #include <string_view>
 
-#include "misc/places.h"
 #include "misc/source.h"
 #include "support/boundary.h"
+#include "support/run_as.h"
 #include "tonvale/media.h"
 
 namespace Tonvale {
@@ -84,17 +84,16 @@ int OpenCover(const char *path, struct stat *info) noexcept {
         errno = EINVAL;
         return -1;
     }
-    const misc::RootThenPackageUser root;
-    const int fd = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-    if (fd < 0) {
+    return Guarded(kSource, -1, [&] {
+        const support::RootThenPackage root(kSource);
+        const int fd = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+        if (fd < 0 || (fstat(fd, info) == 0 && S_ISREG(info->st_mode))) {
+            return fd;
+        }
+        close(fd);
+        errno = EINVAL;
         return -1;
-    }
-    if (fstat(fd, info) == 0 && S_ISREG(info->st_mode)) {
-        return fd;
-    }
-    close(fd);
-    errno = EINVAL;
-    return -1;
+    });
 }
 
 Validators ValidatorsOf(const struct stat &info) noexcept {

@@ -8,9 +8,7 @@
 #include "support/run_as.h"
 #include "tonvale/webapi.h"
 #include "varn/keyfile.h"
-#include "varn/process.h"
 #include "varn/share.h"
-#include "varn/systempath.h"
 
 namespace {
 
@@ -53,16 +51,13 @@ bool RemoveLine(int folder, const Line &line) {
 }
 
 bool SetRating(const char *path, const Line &line) {
+    // Every exit leaves the process as the package's account.
+    const Tonvale::support::RootThenPackage root(kSource);
     std::array<char, 4095> directory = {};
     if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
         LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", line.song);
-        // Every exit leaves the process as the package's account.
-        if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
-            LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
-        }
         return false;
     }
-    const Tonvale::support::RootThenPackage root(kSource);
     const Tonvale::support::Fd folder(VARNEAOpenDir(directory.data()));
     if (!folder) {
         LOG_ERROR(kSource, "Failed to create song ratting file under @eaDir [path=%s]", line.song);

@@ -6,10 +6,10 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/numbers.h"
+#include "support/run_as.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/playlistsvc.h"
-#include "varn/process.h"
 #include "varn/systempath.h"
 #include "webapi_utils/playlist_words.h"
 #include "webapi_utils/source.h"
@@ -50,17 +50,12 @@ bool FromCatalogue(const std::string &key, unsigned uid, bool shared, Playlist &
 bool FromFolder(const std::string &key, const std::string &userDir, Playlist &found) {
     const std::string file =
         (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, PathBuffer().size() - 1);
-    if (ResetCredentialsByName("root", true) != 0) {
-        LOG_ERROR(kSource, "Failed to switch to root.");
-    }
+    Tonvale::support::RootThenPackage root(kSource);
     struct stat status;
     if (stat(file.c_str(), &status) != 0) {
-        // The process stays root: given behaviour, which callers have to see to.
+        root.StayRoot();  // given behaviour, which callers have to see to
         LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
         return false;
-    }
-    if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
-        LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
     }
     found = {key, file};
     return true;

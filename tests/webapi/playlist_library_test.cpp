@@ -5,6 +5,7 @@
 
 #include <fstream>
 
+#include "platform/child.h"
 #include "support/fixture.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
@@ -14,6 +15,7 @@
 namespace {
 
 using Tonvale::webapi::playlist::PlaylistLibrary;
+using tonvale_test::HoldsInChild;
 using tonvale_test::InsertSql;
 
 constexpr char kPreferences[] = "/usr/varn/etc/preference/alice";
@@ -213,6 +215,15 @@ TEST_F(Playlists, LookingForAFileLeavesTheIdsAsItIsKnownTo) {
                                                       Preferences(), false, name, path),
               0);
     EXPECT_EQ(geteuid(), 0U) << "the early return does not switch back";
+    EXPECT_TRUE(HoldsInChild([&] {  // no package's account to go on as
+        WriteFile(varn::path::kPasswd,
+                  "root:x:0:0::/root:/bin/sh\nalice:x:1030:100::/a:/bin/false\n");
+        ASSERT_EQ(ResetCredentialsByName("alice"), 0);
+        EXPECT_EQ(VARNAudioWebapiUtilsGetPlaylistNamePath("playlist_personal_normal/mine", kAlice,
+                                                          Preferences(), false, name, path),
+                  1);
+        EXPECT_EQ(geteuid(), kAlice);
+    }));
 }
 
 }  // namespace
