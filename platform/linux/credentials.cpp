@@ -175,14 +175,6 @@ int VLIBSetEffective(uid_t uid, gid_t gid) {
     });
 }
 
-void VLIBRestoreEffective(uid_t uid, gid_t gid) {
-    const int saved = errno;
-    if (VLIBSetEffective(uid, gid) != 0) {
-        varn::EndStranded(uid);
-    }
-    errno = saved;
-}
-
 uid_t GetUserIdFromName(const char *user) {
     if (!NonEmptyStr(user)) {
         varn::SetError(VLIB_ERR_BAD_PARAMETER);

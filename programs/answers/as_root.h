@@ -1,22 +1,20 @@
 // Root's rights for the length of a scope.
 #pragma once
 
-#include <sys/types.h>
+#include "varn/same_identity.h"
 
 namespace tonvale_answers {
 
-// Takes root's rights where the process may have them, and goes back to the ids before; a process
-// that cannot give them back ends.
+// Takes root's rights where the process may have them, and goes back to the identity before; a
+// process that cannot give them back ends.
 class AsRoot {
   public:
     AsRoot();
-    ~AsRoot();
     AsRoot(const AsRoot &) = delete;
     AsRoot &operator=(const AsRoot &) = delete;
 
   private:
-    uid_t uid_;
-    gid_t gid_;
+    varn::SameIdentity before_;
 };
 
 }  // namespace tonvale_answers

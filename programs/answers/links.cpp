@@ -324,9 +324,10 @@ void Links::Delete(const LinkName &name) {
 void Links::PrepareSongsList(bool hasLink) {
     const std::filesystem::path path = manager_.GetPredefinedSharingPlsPath(user_);
     std::error_code error;
-    if (ResetCredentialsByName(varn::kPackageAccount, true) == 0) {
-        std::filesystem::create_directories(path.parent_path(), error);
+    if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
+        throw Failure(Reason::kAccountNotTaken, varn::kPackageAccount);
     }
+    std::filesystem::create_directories(path.parent_path(), error);
     if (hasLink && !std::filesystem::exists(path, error) &&
         VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
         NoAnswer();

@@ -3,9 +3,6 @@
 #include <algorithm>
 #include <iterator>
 
-#include "varn/process.h"
-#include "varn/systempath.h"
-
 namespace tonvale_answers {
 
 namespace {
@@ -72,12 +69,7 @@ Json::Value Pins::Page(int offset, int limit) {
 Json::Value Pins::Add(const std::string &type, const Json::Value &criteria,
                       const std::string &name) {
     PinData pin;
-    const bool pinned = manager_.Pin(type, criteria, name, pin);
-    // Looking for a playlist that is not there may leave the process running as root.
-    if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
-        throw Failure(Reason::kAccountNotTaken, varn::kPackageAccount);
-    }
-    Check(pinned);
+    Check(manager_.Pin(type, criteria, name, pin));
     return Shown(pin);
 }
 

@@ -21,7 +21,7 @@
 #include "display.h"
 #include "song_ids.h"
 #include "tonvale/media.h"
-#include "varn/process.h"
+#include "varn/same_identity.h"
 #include "varn/share.h"
 
 namespace tonvale_cli {
@@ -59,12 +59,7 @@ using PathBuffer = std::array<char, 4352>;
 // package's account, which need not be able to look at the folder next.
 template <typename Call>
 auto AsCaller(const Call &call) {
-    struct Back {
-        uid_t user = geteuid();
-        gid_t group = getegid();
-        ~Back() { VLIBRestoreEffective(user, group); }
-    };
-    const Back back;
+    const varn::SameIdentity before;
     return call();
 }
 

@@ -9,7 +9,7 @@
 #include "database.h"
 #include "number.h"
 #include "page_output.h"
-#include "user.h"
+#include "varn/same_identity.h"
 
 namespace tonvale_cli {
 
@@ -91,7 +91,7 @@ void Reorder(Options options, Pins &pins) {
 using Act = void (*)(Options options, Pins &pins);
 
 int Run(Options options, Act act) {
-    const SameAccountAfter account;
+    const varn::SameIdentity before;
     if (auto done = CheckRoot(); !done) {
         Complain(done.Message());
         return kFailed;

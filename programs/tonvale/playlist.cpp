@@ -15,7 +15,7 @@
 #include "playlist_options.h"
 #include "playlist_output.h"
 #include "track_output.h"
-#include "user.h"
+#include "varn/same_identity.h"
 
 namespace tonvale_cli {
 
@@ -60,7 +60,7 @@ SongRecords Songs(Options options) {
 }
 
 int Create(PlaylistOptions &options) {
-    const SameAccountAfter account;
+    const varn::SameIdentity before;
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }
@@ -128,7 +128,7 @@ AnyPlaylist Find(Options options) {
 }
 
 int OnPlaylist(PlaylistOptions &options, Act act) {
-    const SameAccountAfter account;
+    const varn::SameIdentity before;
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }

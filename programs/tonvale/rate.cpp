@@ -11,7 +11,7 @@
 #include "library_options.h"
 #include "number.h"
 #include "page_output.h"
-#include "user.h"
+#include "varn/same_identity.h"
 
 namespace tonvale_cli {
 
@@ -55,7 +55,7 @@ void Print(const RateOptions &options, const std::set<int> &ids) {
 }
 
 int Rate(RateOptions &options) {
-    const SameAccountAfter account;
+    const varn::SameIdentity before;
     int status = kDone;
     if (!OpenLibrary(options, status)) {
         return status;

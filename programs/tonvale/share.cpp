@@ -12,7 +12,7 @@
 #include "page_output.h"
 #include "playlist_options.h"
 #include "song_ids.h"
-#include "user.h"
+#include "varn/same_identity.h"
 
 namespace tonvale_cli {
 
@@ -140,7 +140,7 @@ int UnshareSong(Options options, Links &links) {
 using Act = int (*)(Options options, Links &links);
 
 int Run(ShareOptions &options, Act act) {
-    const SameAccountAfter account;
+    const varn::SameIdentity before;
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }

@@ -1,13 +1,11 @@
 #include "user.h"
 
 #include <pwd.h>
-#include <unistd.h>
 
 #include <cstdio>
 #include <memory>
 
 #include "database.h"
-#include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -23,14 +21,6 @@ std::string KnownUsers() {
         names += (names.empty() ? "" : ", ") + std::string(entry->pw_name);
     }
     return names;
-}
-
-SameAccountAfter::SameAccountAfter() : uid_(geteuid()), gid_(getegid()) {}
-
-SameAccountAfter::~SameAccountAfter() {
-    if (geteuid() != uid_) {
-        VLIBRestoreEffective(uid_, gid_);
-    }
 }
 
 }  // namespace tonvale_cli

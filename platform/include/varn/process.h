@@ -63,10 +63,6 @@ VARN_EXPORT int ResetCredentialsByName(const char *user, bool effective = true);
 // the ids as they were. Succeeds without doing anything where the process has no rights to switch.
 VARN_EXPORT int VLIBSetEffective(uid_t uid, gid_t gid);
 
-// Goes back to the effective ids that a switch left. errno stays. A process that cannot, which would
-// go on as somebody else, ends with a line in the log.
-VARN_EXPORT void VLIBRestoreEffective(uid_t uid, gid_t gid);
-
 // The user id of an account, or (uid_t)-1 when there is none.
 VARN_EXPORT uid_t GetUserIdFromName(const char *user);
 
