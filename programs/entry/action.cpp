@@ -177,6 +177,7 @@ bool ListAction::Process() {
     if (!isThere) {
         return Refuse(*this, code, false);
     }
+    EndIfRoot();  // other data is written after root's rights are gone for good
     WebMan(false).WriteHeader(nullptr);
     try {
         return std::fputs("{\"data\":", stdout) >= 0 &&

@@ -1,6 +1,9 @@
 #include "rights.h"
 
 #include <syslog.h>
+#include <unistd.h>
+
+#include <cstdlib>
 
 #include "refusal.h"
 #include "varn/drop_rights.h"
@@ -11,6 +14,13 @@ void GiveUpRights(const char *file) {
     if (!varn::DropRights(file)) {
         syslog(LOG_ERR, "Failed to give up root's rights: %m");
         throw Refusal{Code::kFailed};
+    }
+}
+
+void EndIfRoot() {
+    if (geteuid() == 0) {
+        syslog(LOG_AUTH | LOG_CRIT, "root's rights were not given back");
+        std::_Exit(EXIT_FAILURE);
     }
 }
 

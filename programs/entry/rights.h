@@ -8,4 +8,8 @@ namespace tonvale_entry {
 // more. Throws a Refusal.
 void GiveUpRights(const char *file = nullptr);
 
+// Ends a handler that runs as root although it has begun as the package's account: a call of the
+// library could not give the rights of a moment back.
+void EndIfRoot();
+
 }  // namespace tonvale_entry
