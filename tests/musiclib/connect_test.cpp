@@ -90,11 +90,6 @@ TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
     EXPECT_TRUE(HoldsInChild([] {  // a user without a name could not be switched back to: no switch
         EXPECT_TRUE(seteuid(4242) == 0 && !Connects() && geteuid() == 4242);
     }));
-    EXPECT_TRUE(HoldsInChild([] {  // already the package's account
-        const uid_t package = GetUserIdFromName("Tonvale");
-        EXPECT_TRUE(ResetCredentialsByName("Tonvale", true) == 0 && Connects() &&
-                    geteuid() == package);
-    }));
     EXPECT_TRUE(HoldsInChild([] {  // no rights at all: as whoever it is, whom the server refuses
         EXPECT_TRUE(setgroups(0, nullptr) == 0 && setresgid(65534, 65534, 65534) == 0 &&
                     setresuid(65534, 65534, 65534) == 0 && !Connects() && geteuid() == 65534);

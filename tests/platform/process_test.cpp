@@ -289,14 +289,6 @@ TEST_F(Process, RunsAsTheEffectiveUserForGood) {
         ASSERT_EQ(ResetCredentialsByName("root"), 0);
         EXPECT_EQ(ShellOutput(ids), "Uid: 0 0 0 0 Gid: 0 0 0 0 ");
     }));
-    const fs::path secret = scratch() / "secret";
-    fs::copy_file("/bin/true", secret);
-    fs::permissions(secret, fs::perms(0700));
-    EXPECT_TRUE(HoldsInChild([&] {
-        ASSERT_EQ(ResetCredentialsByName("alice"), 0);
-        EXPECT_EQ(VLIBCExec(secret.c_str(), nullptr, nullptr), -1);
-        EXPECT_EQ(errno, EACCES) << "root's program was run for alice";
-    }));
 }
 
 TEST_F(Process, QuotesForAShell) {

@@ -205,23 +205,20 @@ TEST_F(Playlists, LookingForAFileLeavesTheIdsAsItIsKnownTo) {
         GTEST_SKIP() << "a process without rights runs as one account";
     }
     WriteList(Preferences() + "/playlists/mine.m3u");
-    const uid_t package = GetUserIdFromName(varn::kPackageAccount);
-    std::string name, path;
-    EXPECT_EQ(VARNAudioWebapiUtilsGetPlaylistNamePath("playlist_personal_normal/mine", kAlice,
-                                                      Preferences(), false, name, path),
-              1);
-    EXPECT_EQ(geteuid(), package);
-    EXPECT_EQ(VARNAudioWebapiUtilsGetPlaylistNamePath("playlist_personal_normal/gone", kAlice,
-                                                      Preferences(), false, name, path),
-              0);
+    const auto isFound = [&](const char *id) {
+        std::string name, path;
+        return VARNAudioWebapiUtilsGetPlaylistNamePath(id, kAlice, Preferences(), false, name,
+                                                       path) == 1;
+    };
+    EXPECT_TRUE(isFound("playlist_personal_normal/mine"));
+    EXPECT_EQ(geteuid(), GetUserIdFromName(varn::kPackageAccount));
+    EXPECT_FALSE(isFound("playlist_personal_normal/gone"));
     EXPECT_EQ(geteuid(), 0U) << "the early return does not switch back";
     EXPECT_TRUE(HoldsInChild([&] {  // no package's account to go on as
         WriteFile(varn::path::kPasswd,
                   "root:x:0:0::/root:/bin/sh\nalice:x:1030:100::/a:/bin/false\n");
         ASSERT_EQ(ResetCredentialsByName("alice"), 0);
-        EXPECT_EQ(VARNAudioWebapiUtilsGetPlaylistNamePath("playlist_personal_normal/mine", kAlice,
-                                                          Preferences(), false, name, path),
-                  1);
+        EXPECT_TRUE(isFound("playlist_personal_normal/mine"));
         EXPECT_EQ(geteuid(), kAlice);
     }));
 }
