@@ -33,9 +33,9 @@ constexpr std::size_t kMostTitleBytes = 254;
 class Listener {
   public:
     explicit Listener(const WebapiLibrary &library)
-        : library_(library), home_(library.GetUserHome()) {}
+        : library_(library), music_(library.GetUserHome()) {}
 
-    const std::string &Home() const { return home_; }
+    bool OwnsMusicAt(const char *path) const { return music_.Holds(path); }
 
     bool HasPersonalLibrary() {
         if (!hasPersonalLibrary_) {
@@ -70,7 +70,7 @@ class Listener {
 
   private:
     const WebapiLibrary &library_;
-    std::string home_;
+    varn::HomeMusic music_;
     std::optional<bool> hasPersonalLibrary_;
     std::string folder_;  // with a slash at its end; "" before the first
     std::string shownFolder_;
@@ -93,7 +93,7 @@ std::string KnownSongId(VARN_MEDIA_INFO &record, const char *prefix) {
 }
 
 std::string SongId(VARN_MEDIA_INFO &record, Listener &listener) {
-    const bool underPersonal = IsUnderPersonalLibPath(listener.Home().c_str(), record.path);
+    const bool underPersonal = listener.OwnsMusicAt(record.path);
     const char *prefix = underPersonal ? "music_p_" : "music_";
     std::string id;
     if (record.id != 0 && (!underPersonal || listener.HasPersonalLibrary())) {

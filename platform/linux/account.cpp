@@ -2,18 +2,21 @@
 
 #include <grp.h>
 #include <pwd.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
+#include <map>
 #include <memory>
 #include <string_view>
 
 #include "linux/accounts.h"
 #include "linux/error.h"
 #include "linux/files.h"
+#include "linux/host_support.h"
 #include "linux/memory.h"
 #include "linux/pathtext.h"
 #include "varn/host.h"
@@ -192,16 +195,56 @@ bool LiesBelow(std::string_view folder, std::string_view path) {
     return rest && !rest->empty();
 }
 
-// Links on the way to a home are resolved, as the indexer does it; the folder in it is not.
-bool IsMusicOf(const std::string &home, std::string_view path) {
-    if (LiesBelow(home + "/music", path)) {
-        return true;
+std::string RealPath(const std::string &path) {
+    const MallocPtr<char> real(realpath(path.c_str(), nullptr));
+    return real ? real.get() : "";
+}
+
+// True for music of the account that the path's folder among the homes is named after. Most
+// accounts are found so, also one that a directory service knows by its name but does not list.
+bool IsMusicOfNamesake(const std::vector<std::string> &homes, std::string_view path) {
+    for (const std::string &folder : homes) {
+        if (auto below = PathBelow(folder, path)) {
+            const auto account = FindAccount(std::string(TakeComponent(*below)));
+            return account && HomeMusic(account->home).Holds(path);
+        }
     }
-    const MallocPtr<char> real(realpath(home.c_str(), nullptr));
-    return real && LiesBelow(std::string(real.get()) + "/music", path);
+    return false;
+}
+
+// As HomeMusic has it, for many homes: those of a system share few parents, which are resolved once
+// each, and few are links themselves.
+bool IsMusicOfAny(const std::vector<host::HomeOwner> &owners, std::string_view path) {
+    std::map<std::string, std::string> parents;
+    return std::any_of(owners.begin(), owners.end(), [&](const auto &owner) {
+        const std::string home(WithoutTrailingSlashes(owner.home));
+        const std::size_t slash = home.rfind('/');
+        const auto [parent, isNew] = parents.try_emplace(home.substr(0, slash));
+        if (isNew) {
+            parent->second = RealPath(parent->first + "/");
+        }
+        const std::string name = home.substr(slash);
+        struct stat info {};
+        return LiesBelow(home + "/music", path) ||
+               LiesBelow(parent->second + name + "/music", path) ||
+               (lstat(home.c_str(), &info) == 0 && S_ISLNK(info.st_mode) &&
+                HomeMusic(home).Holds(path));
+    });
 }
 
 }  // namespace
+
+HomeMusic::HomeMusic(const std::string &home) {
+    if (!home.empty()) {
+        named_ = home + "/music";
+        const std::string real = RealPath(home);
+        real_ = real.empty() ? "" : real + "/music";
+    }
+}
+
+bool HomeMusic::Holds(std::string_view path) const {
+    return LiesBelow(named_, path) || LiesBelow(real_, path);
+}
 
 std::optional<Account> FindAccount(const std::string &name) {
     if (!SystemRoot().empty()) {
@@ -331,7 +374,7 @@ bool IsUnderPersonalLibPath(const char *home, const char *path) {
     if (!NonEmptyStr(home) || !NonEmptyStr(path)) {
         return false;
     }
-    return varn::Guarded(false, [&] { return varn::IsMusicOf(home, path); });
+    return varn::Guarded(false, [&] { return varn::HomeMusic(home).Holds(path); });
 }
 
 bool IsPersonalLibraryPath(const char *path) {
@@ -339,13 +382,12 @@ bool IsPersonalLibraryPath(const char *path) {
         return false;
     }
     return varn::Guarded(false, [&] {
-        const auto owners = varn::host::HomeOwners();
-        if (!owners) {
-            const varn::MallocPtr<char> homes(
-                realpath(SystemPath(varn::path::kHomes).c_str(), nullptr));
-            return homes && varn::LiesBelow(homes.get(), path);
+        const std::vector<std::string> homes = varn::host::HomesFolders();
+        if (varn::IsMusicOfNamesake(homes, path)) {
+            return true;
         }
-        return std::any_of(owners->begin(), owners->end(),
-                           [&](const auto &owner) { return varn::IsMusicOf(owner.home, path); });
+        const auto owners = varn::host::HomeOwners();
+        return owners ? varn::IsMusicOfAny(*owners, path)
+                      : !homes.empty() && varn::LiesBelow(homes.back(), path);
     });
 }

@@ -158,8 +158,8 @@ bool ForEachAccount(const Each &each) {
     return std::ferror(file.get()) == 0;
 }
 
-// The folder of all homes, as the link names it and with all links resolved; both are the same
-// where the disk that it leads to is away.
+}  // namespace
+
 std::vector<std::string> HomesFolders() {
     const fs::path link = SystemPath(path::kHomes);
     std::error_code error;
@@ -175,8 +175,6 @@ std::vector<std::string> HomesFolders() {
     const MallocPtr<char> real(realpath(link.c_str(), nullptr));
     return {link.string(), named.string(), real ? real.get() : named.string()};
 }
-
-}  // namespace
 
 Outcome ShareHomes() {
     const MallocPtr<char> homes(realpath(SystemPath(path::kHomes).c_str(), nullptr));

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "linux/host_files.h"
 
@@ -16,6 +17,10 @@ inline constexpr std::chrono::milliseconds kPollInterval{20};
 // Whom a file of the package account belongs to: empty unless this process is root, because nobody
 // else can give files away, and needs to.
 std::optional<Owner> PackageOwner();
+
+// The folder of all homes, as the system names it, as its link names it, and last with all links
+// resolved; the last two are the same where the disk that it leads to is away. Empty without it.
+std::vector<std::string> HomesFolders();
 
 // Registers the folder of all homes as a share, "homes" where that name is free: songs of personal
 // libraries are shown by share paths.

@@ -185,9 +185,17 @@ TEST_F(Accounts, HavePersonalMusicWhereTheIndexerFindsIt) {
     fs::create_directory(moved);
     fs::remove_all(homes / "bob");
     fs::create_symlink(moved, homes / "bob");
-    WriteFile(varn::path::kPasswd, "alice:x:1030:100::" + (link / "alice").string() +
-                                       ":/s\nbob:x:1031:100::" + (homes / "bob").string() +
-                                       ":/s\nfar:x:1032:100::/elsewhere/far:/s\n");
+    fs::create_directory(moved / "dave");
+    fs::create_directory(homes / "carol");
+    fs::create_directory_symlink(homes, scratch() / "alias");
+    const auto account = [](const char *name, const fs::path &home) {
+        return std::string(name) + ":x:1030:100::" + home.string() + ":/s\n";
+    };
+    // carol's home is not known to be among the homes before her name is looked up.
+    WriteFile(varn::path::kPasswd,
+              account("alice", link / "alice") + account("bob", homes / "bob") +
+                  account("carol", scratch() / "alias/carol") +
+                  account("dave", homes / "bob/dave") + account("far", "/elsewhere/far"));
     const struct {
         fs::path path;
         const char *owner;  // "": nobody's
@@ -195,9 +203,10 @@ TEST_F(Accounts, HavePersonalMusicWhereTheIndexerFindsIt) {
         {homes / "alice/music/a.mp3", "alice"}, {link / "alice/music/a.mp3", "alice"},
         {moved / "music/a.mp3", "bob"},         {homes / "alice/a.mp3", ""},
         {homes / "gone/music/a.mp3", ""},       {"/elsewhere/far/music/a.mp3", ""},
+        {homes / "carol/music/a.mp3", "carol"}, {moved / "dave/music/a.mp3", "dave"},
     };
     for (const auto &[path, owner] : cases) {
-        for (const char *name : {"alice", "bob"}) {
+        for (const char *name : {"alice", "bob", "carol", "dave"}) {
             EXPECT_EQ(IsUnderPersonalLibPath(Home(name, 4096).c_str(), path.c_str()),
                       std::string_view(owner) == name)
                 << path;

@@ -7,6 +7,8 @@
 #include <sys/types.h>
 
 #include <cstddef>
+#include <string>
+#include <string_view>
 
 #include "varn/export.h"
 
@@ -56,13 +58,31 @@ VARN_EXPORT bool IsPersonalLibraryEnabled(void);
 VARN_EXPORT bool IsPersonalLibEnabled(const char *userName);
 
 // True when `path` is music of the user with this home: it lies below "music" in it, that folder
-// itself not included. Links on the way to the home are resolved, as the indexer does it; what is
-// resolved in `path` is up to the caller. False for a null or empty argument, and for a path with a
+// itself not included. Links on the way to the home are resolved, as the indexer does it; links in
+// `path` are not resolved. False for a null or empty argument, and for a path with a
 // ".." component, whose links could lead anywhere.
 VARN_EXPORT bool IsUnderPersonalLibPath(const char *home, const char *path);
 
 // The same for the home of any account below the folder of all homes, the target of the link
-// "/var/services/homes". Where the accounts cannot be read, all that is in that folder is personal.
+// "/var/services/homes", and for one that is found by the name of its folder there, but not listed.
+// Where the accounts cannot be read, all that is in that folder is personal.
 VARN_EXPORT bool IsPersonalLibraryPath(const char *path);
 
 }  // extern "C"
+
+namespace varn {
+
+// The music in one home, for a caller with many paths: the home's links are resolved once.
+class VARN_EXPORT HomeMusic {
+  public:
+    explicit HomeMusic(const std::string &home);
+
+    // What IsUnderPersonalLibPath answers for this home.
+    bool Holds(std::string_view path) const;
+
+  private:
+    std::string named_;  // "" without a home
+    std::string real_;   // "" where the home is not there
+};
+
+}  // namespace varn
