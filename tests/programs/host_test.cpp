@@ -8,6 +8,7 @@
 
 #include "programs/command.h"
 #include "support/fixture.h"
+#include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/keyfile.h"
 #include "varn/process.h"
@@ -79,6 +80,10 @@ TEST_F(RootTest, PreparingCompletesWhatIsMissingOrBelongsToTheWrongAccount) {
     EXPECT_TRUE(IsPersonalLibEnabled("admin"));
     EXPECT_TRUE(IsPersonalLibraryPath((root() / "volume1/homes/admin/music/a.mp3").c_str()));
     EXPECT_EQ(ShareOf(root() / "volume1/homes"), "homes");
+    std::string full, share, volume, home;
+    EXPECT_TRUE(
+        AudioFile::FullPathGet("/homes/admin/music/a.mp3", full, share, volume, home, "guest"));
+    EXPECT_EQ(full, root() / "volume1/homes/admin/music/a.mp3");
     EXPECT_EQ(fs::read_symlink(At(varn::path::kIndexer)), TONVALE_PROGRAM_DIR "/varnindex");
     EXPECT_EQ(fs::read_symlink(At(varn::path::kConvert)), TONVALE_PROGRAM_DIR "/tonvale-converter");
     const uid_t package = GetUserIdFromName("Tonvale");
