@@ -137,6 +137,8 @@ int VARNPlayListUnlink(const char *library, const char *path, const char *playli
     }
     return Guarded(kSource, -1, [&] {
         const Tonvale::support::RootThenPackage root(kSource);
-        return RemoveFile(path) ? VARNPlaylistDBDelete(library, playlistId) : -1;
+        const bool removed = RemoveFile(path);
+        const int deleted = VARNPlaylistDBDelete(library, playlistId);
+        return removed ? deleted : -1;
     });
 }

@@ -219,9 +219,9 @@ TONVALE_EXPORT int VARNPlaylistDBUpdate(const char *library, uid_t uid,
 // removed, here or by the indexer, otherwise -1.
 TONVALE_EXPORT int VARNPlaylistDBDelete(const char *library, const char *playlistId) noexcept;
 
-// Removes a playlist's file, as root, and its row with VARNPlaylistDBDelete, whether there was a
-// file or not. The row of a file that cannot be removed stays. Leaves the process running as the
-// package's account. 0 when the row was removed, otherwise -1.
+// Removes a playlist's file, as root, and its row with VARNPlaylistDBDelete, whether the file could
+// be removed or not. Leaves the process running as the package's account. 0 when the row was removed
+// and no file is left, otherwise -1.
 TONVALE_EXPORT int VARNPlayListUnlink(const char *library, const char *path,
                                       const char *playlistId) noexcept;
 

@@ -173,11 +173,6 @@ TEST_F(PlaylistCatalogue, UnlinkTakesFileAndRow) {
     BackToRoot();
     EXPECT_FALSE(std::filesystem::exists(In("x.m3u")));
     EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist"), "0");
-    std::filesystem::create_directory(In("stays.m3u"));
-    const std::string stays = AddRow(In("stays.m3u"), "x", "m");
-    EXPECT_EQ(VARNPlayListUnlink("shared", In("stays.m3u").c_str(), stays.c_str()), -1);
-    BackToRoot();
-    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist"), "1") << "both or none";
     EXPECT_EQ(VARNPlayListUnlink("shared", nullptr, "1"), -1);
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Bad parameters\\."));
 }
