@@ -10,9 +10,4 @@ inline bool IsRemotePath(std::string_view path) {
     return path.starts_with("http://") || path.starts_with("https://");
 }
 
-// True for an address of any scheme, which is no file's path.
-inline bool IsAddress(std::string_view path) {
-    return !path.starts_with('/') && path.find("://") != path.npos;
-}
-
 }  // namespace Tonvale::support

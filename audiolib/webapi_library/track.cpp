@@ -107,7 +107,7 @@ std::string SongId(VARN_MEDIA_INFO &record, Listener &listener) {
 }
 
 std::string ShownPath(const VARN_MEDIA_INFO &record, Listener &listener) {
-    if (support::IsAddress(record.path)) {
+    if (IsRemotePath(record.path)) {
         return record.path;
     }
     return listener.SharePath(record.path);

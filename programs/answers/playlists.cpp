@@ -10,6 +10,7 @@
 #include "failure.h"
 #include "list_place.h"
 #include "tonvale/paths.h"
+#include "tracks.h"
 #include "varn/account.h"
 #include "varn/playlistsvc.h"
 #include "varn/systempath.h"
@@ -76,7 +77,7 @@ int ReadNormal(AnyPlaylist &playlist, const PlaylistLibrary &library, int offset
     int total = -1;
     const SongRecords songs(VARNPlaylistParseByPath(library.uid, list.Path().c_str(), ratings.Get(),
                                                     &total, offset, count, "*", 0));
-    library.GetTrackJson(ratings.Get(), songs.get(), tracks);
+    AppendTracks(library, ratings.Get(), songs.get(), tracks);
     return total;
 }
 

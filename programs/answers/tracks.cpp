@@ -1,6 +1,8 @@
 #include "tracks.h"
 
 #include <cstdlib>
+#include <cstring>
+#include <map>
 #include <new>
 
 namespace tonvale_answers {
@@ -51,6 +53,11 @@ Songs ReadSome(MEDIA_DB_HANDLE *rows, HashRating &ratings) {
     return songs;
 }
 
+bool IsForeignAddress(const std::string &path) {
+    return !path.starts_with('/') && path.find("://") != path.npos &&
+           !WebapiLibrary::IsRemoteTrack(path);
+}
+
 }  // namespace
 
 const std::vector<std::string> &AdditionNames() {
@@ -79,6 +86,28 @@ std::string TrackColumns(const WebapiLibrary &writer) {
         columns += ", rg_track_gain, rg_track_peak, rg_album_gain, rg_album_peak";
     }
     return columns + (writer.addSongRating ? ", star" : "");
+}
+
+void AppendTracks(const WebapiLibrary &writer, PVLIBSZHASH *ratings, PLAYLIST_REC *first,
+                  Json::Value &tracks) {
+    std::map<Json::ArrayIndex, std::string> addresses;
+    Json::ArrayIndex place = tracks.size();
+    for (PLAYLIST_REC *entry = first; entry != nullptr; entry = entry->next, ++place) {
+        if (IsForeignAddress(entry->info.path)) {
+            addresses.emplace(place, entry->info.path);
+            std::strcpy(entry->info.path, "http://");  // no share is looked for
+        }
+    }
+    writer.GetTrackJson(ratings, first, tracks);
+    for (const auto &[at, address] : addresses) {
+        Json::Value &track = tracks[at];
+        track["id"] = "music_" + address;
+        track["path"] = address;
+        track["type"] = "file";
+        if (track["title"].asString().empty()) {
+            track["title"] = VARNAudioWebapiUtilsGetFileName(address, false);
+        }
+    }
 }
 
 SongPage::SongPage(Handle rows, const WebapiLibrary &writer, int offset, int64_t total)

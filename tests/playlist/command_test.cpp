@@ -195,12 +195,16 @@ TEST_F(PlaylistCommand, SeveralEntriesAreRemovedAtOnce) {
 }
 
 TEST_F(PlaylistCommand, ALongListIsShownInGrowingParts) {
-    std::string text;
-    for (int i = 0; i < 9001; ++i) {
+    std::string text = "rtsp://r/x\n";
+    for (int i = 1; i < 9001; ++i) {
         text += std::to_string(i) + ".mp3\n";
     }
     Touch(In("x.m3u"), text);
     AddRow(In("x.m3u"), "x", "m");
+    const Finished first = Run({"playlist", "show", "x", "--limit", "1", "--json"});
+    EXPECT_TRUE(tonvale_test::Contains(first.out, "\"rtsp://r/x\""))
+        << "as the list has it: " << first.out;
+    EXPECT_FALSE(tonvale_test::Contains(first.err, "rtsp")) << first.err;
     const Texts shown = Paths("x", {"--offset", "1"});
     ASSERT_EQ(shown.size(), 9000U);
     for (int i = 0; i < 9000; ++i) {

@@ -79,7 +79,7 @@ TEST_F(Tracks, IdPathAndType) {
                "/homes/bob/music/a.mp3", "file"},
           Case{0, url, false, "yes", "remote_" + tags + " " + url, url, "remote"},
           Case{7, url, false, "yes", "music_7", url, "file"},
-          Case{0, "rtsp://r/x", false, "yes", "music_rtsp://r/x", "rtsp://r/x", "file"},
+          Case{0, "rtsp://r/x", false, "yes", "music_rtsp://r/x", "/rtsp://r/x", "file"},
           Case{0, "http:/volume1/music/a", false, "yes", "music_http:/volume1/music/a",
                "/http:/volume1/music/a", "file"},
           Case{0, "/elsewhere/a.mp3", false, "yes", "music_/elsewhere/a.mp3", "//elsewhere/a.mp3",
