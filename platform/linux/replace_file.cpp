@@ -41,19 +41,12 @@ class TemporaryFile {
     explicit TemporaryFile(int folder)
         : folder_(folder), fd_(openat(folder, ".", O_TMPFILE | O_WRONLY | O_CLOEXEC, kMode)) {
         // Not every file system has files without a name.
-        for (int tries = 0; tries < kMostTries && !fd_; ++tries) {
-            std::uint64_t number = 0;
-            if (getrandom(&number, sizeof number, 0) != sizeof number) {
-                return;
-            }
-            const std::string name = ".tonvale.tmp" + std::to_string(number);
-            fd_.Reset(openat(folder_, name.c_str(),
-                             O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode));
-            if (fd_) {
-                name_ = name;
-            } else if (errno != EEXIST) {
-                return;
-            }
+        if (!fd_) {
+            TakeRandomName([&](const std::string &name) {
+                fd_.Reset(openat(folder_, name.c_str(),
+                                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, kMode));
+                return static_cast<bool>(fd_);
+            });
         }
     }
     ~TemporaryFile() {
@@ -78,6 +71,27 @@ class TemporaryFile {
 
   private:
     static constexpr mode_t kMode = 0600;
+
+    // Calls `take(name)` with names that nobody else knows until it takes one, which is the file's
+    // from then on. False with errno set when it takes none.
+    template <typename Take>
+    bool TakeRandomName(const Take &take) {
+        for (int tries = 0; tries < kMostTries; ++tries) {
+            std::uint64_t number = 0;
+            if (getrandom(&number, sizeof number, 0) != sizeof number) {
+                return false;
+            }
+            const std::string name = ".tonvale.tmp" + std::to_string(number);
+            if (take(name)) {
+                name_ = name;
+                return true;
+            }
+            if (errno != EEXIST) {
+                return false;
+            }
+        }
+        return false;
+    }
 
     bool GiveTo(const FileOwner &owner) {
         struct stat own;
@@ -104,7 +118,8 @@ class TemporaryFile {
 
     // A link takes no name that is in use. It gets another one first, the same for each writer of
     // the file: what a process that was killed has left there goes with the next one. ENOENT: so did
-    // this file, with a writer at the same time; it cannot be linked a second time.
+    // this file, with a writer at the same time; it cannot be linked a second time. Where that name
+    // cannot be had (a folder has it, or it is too long), a random one does.
     bool LinkOver(const std::string &name) {
         const std::string own = "." + name + ".tmp";
         for (int tries = 0; tries < kMostTries; ++tries) {
@@ -117,10 +132,11 @@ class TemporaryFile {
                 return moved;
             }
             if (errno != EEXIST || (unlinkat(folder_, own.c_str(), 0) != 0 && errno != ENOENT)) {
-                return false;
+                break;
             }
         }
-        return false;
+        return TakeRandomName([&](const std::string &random) { return LinkTo(random); }) &&
+               Rename(name, false);
     }
 
     int folder_;

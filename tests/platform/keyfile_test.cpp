@@ -315,6 +315,9 @@ TEST_F(SharedKeyFile, OnlyPlainFilesAreEdited) {
     ASSERT_EQ(chmod(victim.c_str(), 06755), 0);
     ASSERT_EQ(SetAt("a", "2", "victim"), 0);
     EXPECT_EQ(fs::status(victim).permissions(), fs::perms(0755)) << "no program of root's";
+    fs::create_directory(scratch() / ".victim.tmp");
+    EXPECT_EQ(SetAt("a", "3", "victim"), 0) << "whatever has the name of a temporary file";
+    EXPECT_EQ(SetAt("a", "3", std::string(255, 'x').c_str()), 0) << errno;
 }
 
 // Whoever may read the file can keep it locked.
