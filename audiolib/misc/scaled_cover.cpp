@@ -257,7 +257,9 @@ std::optional<Readable> Prepare(const Source &source, const std::string &folder)
         return std::nullopt;
     }
     if (!source.isCopied) {
-        return Readable{source.path, info.st_mtim};
+        // With a folder in front no first character makes an option or a list of names of it.
+        const std::string path = source.path;
+        return Readable{path.starts_with('/') ? path : "./" + path, info.st_mtim};
     }
     Readable copy = {folder + "/picture", info.st_mtim};
     const Fd file(open(copy.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
@@ -287,10 +289,9 @@ int Scale(const Source &source, const Target &target) {
     return -1;
 }
 
-// True for a name that the converter takes for a pattern, a list of names or an option.
-bool HasMeaning(std::string_view name) {
-    return name.find_first_of("*?[]{}%:") != name.npos || name.starts_with('-') ||
-           name.starts_with('@');
+// True for a path that the converter takes for a pattern or for a format's name and a file's.
+bool HasMeaning(std::string_view path) {
+    return path.find_first_of("*?[]{}%:") != path.npos;
 }
 
 // The same by two paths, of which the target's folder is looked up once, before the converter runs.

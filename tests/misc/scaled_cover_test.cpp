@@ -335,13 +335,16 @@ TEST_F(ScaledCoverTest, ScalesIntoAnyFile) {
     fs::create_directory(Music() / "dir.d");
     check(Music() / "dir.d" / "plain", "JPEG 480x320");
     check(source_, "JPEG 480x320");
-    // The converter has a meaning of its own for names that look like patterns.
-    for (const char *name : {"Cover [1].jpg", "x*.jpg", "x{1}.jpg", "x?.jpg", "x.jpg[0]"}) {
-        const fs::path picture = Music() / "dir.d" / name;
-        fs::copy_file(source_, picture);
+    // The converter has a meaning of its own for such names.
+    const fs::path before = fs::current_path();
+    fs::current_path(Music() / "dir.d");
+    for (const char *name : {"Cover [1].jpg", "x*.jpg", "x{1}.jpg", "x?.jpg", "x.jpg[0]", "-x.jpg",
+                             "@x.jpg", "+append", "+cover.jpg", "("}) {
+        fs::copy_file(source_, name);
         fs::remove(Music() / "out.png");
-        EXPECT_EQ(Scale(picture, Music() / "out.png"), 0) << name;
+        EXPECT_EQ(Scale(name, Music() / "out.png"), 0) << name;
     }
+    fs::current_path(before);
     EXPECT_EQ(Scale(source_, Music() / "missing" / "out.jpg"), -1);
     EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ file not exists \\[.*/missing/out.jpg\\]$"));
     EXPECT_EQ(Scale(source_, Music() / "dir.d"), -1) << "a folder is no place for a picture";
