@@ -160,6 +160,7 @@ int VLIBCExecvWithin(const char *path, char *const argv[], int seconds) {
     return varn::Guarded(-1, [&] {
         varn::SpawnOptions options = varn::OptionsFor(path, argv);
         options.stdoutFd = varn::kDevNull;
+        options.stderrFd = varn::kDevNull;
         options.endsWithParent = true;
         options.ownGroup = true;
         return varn::RunAndWait(options, std::chrono::seconds(seconds));

@@ -197,7 +197,7 @@ TEST_F(ScaledCoverTest, LeavesNothingOfAFailure) {
     const std::pair<const char *, const char *> kCases[] = {
         {"echo part > \"$6\"; exit 1", "Failed to convert file"},
         {"echo part > \"$6\"; kill -KILL $$", "Failed to convert file"},
-        {"echo part > \"${6%.jpg}-0.jpg\"; echo part > \"${6%.jpg}-1.jpg\"; exit 1",
+        {"echo part > \"${6%.jpg}-0.jpg\"; echo part > \"${6%.jpg}-1.jpg\"; echo no >&2; exit 1",
          "Failed to convert file"},
         {"exit 0", "file not exists"},
         {"exec sleep 1000", "Failed to convert file"},  // for as long as it may take

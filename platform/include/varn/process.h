@@ -29,10 +29,10 @@ VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__
 VARN_EXPORT int VLIBCExecv(const char *path, char *const argv[], int wait);
 
 // VLIBCExecv with `wait`, for a program that may never end: after so many seconds it is killed, and
-// the result is 128+9. Its standard output is /dev/null: this process's own may be an answer that
-// is under way. It runs in a process group of its own, and what it has started there is killed with
-// it. Should this process end first, the program itself is killed. On a kernel before 5.3 it is
-// waited for without an end.
+// the result is 128+9. Its standard output and error are /dev/null: this process's own may be an
+// answer that is under way. It runs in a process group of its own, and what it has started there is
+// killed with it. Should this process end first, the program itself is killed. On a kernel before
+// 5.3 it is waited for without an end.
 VARN_EXPORT int VLIBCExecvWithin(const char *path, char *const argv[], int seconds);
 
 // Starts a program with its standard output ("r") or standard input ("w") at the other end of the
