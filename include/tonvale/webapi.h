@@ -122,6 +122,7 @@ class TONVALE_EXPORT PlaylistResult {
     PlaylistResult(const std::string &playlistName, bool isPersonal) noexcept;
     // A text, which would be taken for the flag.
     PlaylistResult(const std::string &playlistName, const char *key) = delete;
+    PlaylistResult(const std::string &playlistName, const std::string &key, const char *) = delete;
 
     // The identifier, "" without a key.
     std::string GetId() const noexcept;

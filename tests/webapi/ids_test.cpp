@@ -210,6 +210,8 @@ TEST_F(Ids, PlaylistIdsAreTakenApartAndPutTogether) {
 }
 
 TEST_F(Ids, PlaylistsMadeFromTheirParts) {
+    using Text = const char *;
+    static_assert(!std::is_constructible_v<PlaylistResult, Text, Text, Text>, "no text is a flag");
     const std::string name = "name";
     EXPECT_EQ(PlaylistResult(name, std::string("7"), true).GetId(), "playlist_personal_normal/7");
     EXPECT_EQ(PlaylistResult(name, std::string(), false).GetId(), "");
