@@ -177,8 +177,8 @@ TONVALE_EXPORT int VARNMusicListGetByID(uid_t uid, const char *idList,
 // Lists a page of songs, of all or of those with a keyword in their texts.
 //   library     taken as it is, see AudioInfoDBOpen
 //   keyword     null or empty: all songs. Found without regard to case, anywhere in the text; "%"
-//               and "_" stand for any text and any character, and one of nothing else is found too.
-//               One that is not UTF-8 is refused
+//               and "_" stand for any text and any character. A keyword of these alone matches like
+//               any pattern. One that is not UTF-8 is refused
 //   field       where to look: "title", "artist", "album", "genre" or "composer"; null or anything
 //               else: in those and the album artist
 //   orderKey    null or empty: by title without regard to case. "random": a random sample of

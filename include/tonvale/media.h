@@ -45,12 +45,12 @@ TONVALE_EXPORT int VARNAudioGetScaleCoverPath(const char *song, const char *sour
 TONVALE_EXPORT int VARNAudioCheckScaleArt(const char *source, const char *scaled) noexcept;
 
 // Makes a copy of a picture that fits in 480 by 480 pixels; a smaller one keeps its size. Of an
-// animation the first frame is taken. Anything but a regular file is refused, and one of more than 64
-// MiB whose name has a meaning for the converter ("Cover [1].jpg"), which gets a copy. The target's
-// extension names its format; the copy takes its place when it is whole, is then every user's to
-// write (mode 0777) and belongs to user 1024 and group 100 where the process may give it away. 0;
-// or -1, with what had the target's name as it was. A converter that does not end is killed after a
-// minute, or two seconds after the time that the variable MAGICK_TIME_LIMIT gives it.
+// animation the first frame is taken. Anything but a regular file is refused. A picture whose path
+// has a meaning for the converter ("Cover [1].jpg") is copied first, and refused above 64 MiB. The
+// target's extension names its format; the copy takes its place when it is whole, is then every
+// user's to write (mode 0777) and belongs to user 1024 and group 100 where the process may give it
+// away. 0; or -1, with what had the target's name as it was. A converter that does not end is killed
+// after a minute, or two seconds after the time that the variable MAGICK_TIME_LIMIT gives it.
 TONVALE_EXPORT int VARNAudioScaleImage(const char *source, const char *target) noexcept;
 
 // Removes the files that match a pattern of glob(7).

@@ -140,7 +140,8 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     // Reads a page of the user's pins, with the stored form of their criteria.
     bool ReadPage(int offset, int limit, std::vector<PinData> &pins);
     // Turns stored criteria into those of clients, where the view is still there. However many pins
-    // there are, the library is asked over this object's connection, with a statement a table.
+    // there are, the library is asked over this object's connection, with one statement for each
+    // table.
     void ShowCriteria(std::vector<PinData> &pins);
     // The text under which the criteria of a new pin are stored.
     bool StoredCriteria(const std::string &type, Json::Value criteria, std::string &text);

@@ -50,8 +50,8 @@ extern "C" {
 //   actualOnly  not 0: files only, no virtual songs
 // An entry that matches nothing in the library keeps its place, its path and id 0. A remote entry
 // (an address of any scheme) has id 0 and the tags that the playlist tells: no title where it tells
-// none, but for http and https the end of the URL after the first 100,000 of them, whose tags are
-// not read.
+// none. Tags are read for the first 100,000 addresses. A later http or https address has the end of
+// its URL as title.
 // Null both on failure and for a range without entries; countOut tells which.
 TONVALE_EXPORT PLAYLIST_REC *VARNPlaylistParseByPath(uid_t uid, const char *path,
                                                      PVLIBSZHASH *fillExtra, int *countOut,

@@ -46,7 +46,8 @@ TONVALE_EXPORT int VARNAudioWebapiUtilsParseRadioId(const std::string &id, std::
 // Splits a stream's identifier at its last blank. The text before it without the seven characters
 // of "remote_", which are not looked at, is JSON with the tags; a tag that is missing or of a wrong
 // type reads as "" or 0. Where that is not a JSON object, `title` becomes the URL and the other
-// tags stay as they are. `duration` is in whole seconds, a fraction being cut off. 1, or 0 when there is no blank.
+// tags stay as they are. `duration` is in whole seconds, a fraction being cut off. 1, or 0 when
+// there is no blank.
 TONVALE_EXPORT int VARNAudioWebapiUtilsParseRemoteId(const std::string &id, std::string &title,
                                                      std::string &url, std::string &artist,
                                                      std::string &album, std::string &cover,

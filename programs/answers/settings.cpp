@@ -194,6 +194,7 @@ void SetPermission(const std::string &user, unsigned mask) {
     }
 }
 
+// Gives the rights that AudioUsers::InitUserPermission gives, and syncs what it writes.
 void MakeUsers() {
     const SettingsLock lock;
     struct stat present {};
@@ -270,6 +271,7 @@ void SetPreference(uid_t uid, const std::string &name, const std::string &value)
     if (!entry.isObject()) {
         entry = Json::Value(Json::objectValue);
     }
+    // In the form in which the library stores preferences.
     entry[name] = name == kBrowse ? Json::Value(value) : Json::Value(value == kYes);
     Save(UsersFile(), users);
 }
