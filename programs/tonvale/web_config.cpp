@@ -121,7 +121,8 @@ constexpr std::string_view kFixed = R"conf(server.modules = (
 )
 server.tag = "Tonvale"
 server.max-request-size = 1024
-server.max-connections = 1024
+server.max-connections = 4096
+server.max-fds = 16384
 server.stream-response-body = 2
 server.feature-flags = ( "server.h2proto" => "disable" )
 accesslog.format = "%h %u %t \"%m %U\" %s %b"

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <netdb.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/socket.h>
 #include <sys/un.h>
 #include <sys/wait.h>
@@ -112,6 +113,12 @@ bool IsServed(const std::string &socketPath) {
     setpgid(0, group);
     const sigset_t signals = WatchedSignals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
+    // Without root's rights a part gets as many files as are allowed, where it asks for more.
+    rlimit files{};
+    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
+        files.rlim_cur = files.rlim_max;
+        setrlimit(RLIMIT_NOFILE, &files);
+    }
     if (prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && getppid() == parent) {
         const int null = open("/dev/null", O_RDONLY);
         dup2(null, STDIN_FILENO);

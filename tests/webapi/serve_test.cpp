@@ -341,30 +341,58 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     EXPECT_TRUE(Contains(Get(search).body, "\"success\":true"));
 }
 
-// More connections than there are handlers for send headers and bodies by the byte.
-TEST_F(Served, AnswersBesideClientsThatSendSlowly) {
+// Clients hold what they get: headers and bodies come by the byte, and nobody reads the sound. A login
+// that is written in many ways is one, and so are the addresses of one network.
+TEST_F(Served, AnswersBesideClientsThatHoldOn) {
+    fs::resize_file(AddSong(), 64 << 20);
     Serve();
-    std::deque<HttpClient> slow;
-    for (int count = 0; count < 300; ++count) {
-        slow.emplace_back(port_).Send(
-            count % 3 != 0 ? "GET / HTTP/1.1\r\nX: "
-                           : "POST " + Path("Sharing.Page", "get") +
-                                 " HTTP/1.1\r\nHost: x\r\nContent-Length: 99\r\n\r\n");
+    const auto end = std::chrono::steady_clock::now() + 11s;
+    std::deque<HttpClient> headers, bodies, readers;
+    for (int count = 0; count < 200; ++count) {
+        headers.emplace_back(port_).Send("GET / HTTP/1.1\r\nX: ");
     }
-    const auto end = std::chrono::steady_clock::now() + 12s;
+    for (int count = 0; count < 140; ++count) {
+        const std::string number = std::to_string(count);
+        bodies.emplace_back(port_).Send("POST " + Path("Sharing.Page", "get") +
+                                        " HTTP/1.1\r\nHost: x\r\n" +
+                                        "X-Forwarded-For: 2001:db8::" + number + "\r\n" +
+                                        Login("made up " + number) + "Content-Length: 99\r\n\r\n");
+    }
+    const std::string login = Base64("alice:pass word") + "\r\n";
+    const std::string spellings[] = {"Basic " + login, "bAsIc " + login,
+                                     "Basic" + std::string(250, ' ') + login,
+                                     "Basic " + Base64("alice:pass word") + "==\r\n"};
+    int taken = 0;
+    for (int count = 0; count < 80; ++count) {
+        readers.emplace_back(port_).Send(
+            Request(Path("Stream", "stream&id=music_1"), "Authorization: " + spellings[count % 4]));
+        HttpAnswer answer;
+        readers.back().Read(13, answer.header);
+        taken += answer.Status() == 200;
+    }
+    EXPECT_EQ(taken, 64);
     while (std::chrono::steady_clock::now() < end) {
         const auto start = std::chrono::steady_clock::now();
-        EXPECT_EQ(Get(Path("Info", "get")).Status(), 200);
+        EXPECT_EQ(Get(Path("Info", "get"), Login("bob")).Status(), 200);
         EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
         std::this_thread::sleep_for(300ms);
-        for (HttpClient &client : slow) {
-            client.TrySend("x");
+        for (std::deque<HttpClient> *clients : {&headers, &bodies}) {
+            for (HttpClient &client : *clients) {
+                client.TrySend("x");
+            }
         }
     }
-    EXPECT_EQ(std::count_if(slow.begin(), slow.end(),
+    EXPECT_EQ(std::count_if(headers.begin(), headers.end(),
                             [](HttpClient &client) { return client.TrySend("x"); }),
-              100)
+              0)
         << "headers have a time of their own";
+    EXPECT_EQ(std::count_if(bodies.begin(), bodies.end(),
+                            [](HttpClient &client) {
+                                HttpAnswer answer;
+                                client.Read(13, answer.header, 0ms);
+                                return answer.Status() == 503;
+                            }),
+              12);
 }
 
 // With root's rights the server runs what its configuration says.
