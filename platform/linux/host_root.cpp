@@ -1,3 +1,4 @@
+#include <grp.h>
 #include <pwd.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -306,6 +307,17 @@ Outcome LinkConverter(const std::string &programDir) {
         isOurs);
 }
 
+// The socket that lighttpd makes beside its configuration gets the folder's group: that of nginx.
+Outcome GiveSocketToGate() {
+    const std::string folder = fs::path(SystemPath(path::kWebSocket)).parent_path();
+    const group *const gate = geteuid() == 0 ? getgrnam("www-data") : nullptr;
+    if (gate != nullptr && (lchown(folder.c_str(), 0, gate->gr_gid) != 0 ||
+                            chmod(folder.c_str(), S_ISGID | 0755) != 0)) {
+        return Failed("change", folder);
+    }
+    return Outcome::Good();
+}
+
 }  // namespace
 
 Outcome PrepareWebFolders() {
@@ -315,6 +327,9 @@ Outcome PrepareWebFolders() {
         if (Outcome done = MakeFolder(folder); !done) {
             return done;
         }
+    }
+    if (Outcome done = GiveSocketToGate(); !done) {
+        return done;
     }
     return MakeFolder(SystemPath(path::kEncoderSlots), PackageOwner());
 }

@@ -72,11 +72,11 @@ std::string Environment() {
     return "setenv.add-environment = (\n" + entries + ")\n";
 }
 
-// Where the gate finds this server: root's gate has an account of its own. Links to this machine
-// name the gate's port.
+// Where the gate finds this server: root's gate has an account of its own, whose group the folder
+// gives to the socket. Links to this machine name the gate's port.
 std::string Address(const WebOptions &options) {
     return "server.bind = " + Place(varn::path::kWebSocket) +
-           "\nserver.socket-perms = " + Quoted(geteuid() == 0 ? "0666" : "0600") +
+           "\nserver.socket-perms = " + Quoted(geteuid() == 0 ? "0660" : "0600") +
            "\nsetenv.set-environment = ( \"TONVALE_PORT\" => " +
            Quoted(std::to_string(options.port)) + " )\n";
 }

@@ -422,6 +422,8 @@ TEST_F(Served, KeepsItsFilesFromThePackageAccount) {
     for (const char *name : {"access.log", "error.log", "handlers.log", ""}) {
         EXPECT_TRUE(isRoots(At(varn::path::kWebLogDir) / name)) << name;
     }
+    EXPECT_EQ(fs::status(At(varn::path::kWebSocket)).permissions(), fs::perms(0660));
+    EXPECT_EQ(Get(Path("Info", "get")).Status(), 200) << "the gate connects";
 }
 
 TEST_F(Served, StopsWithAllThatItStarted) {
