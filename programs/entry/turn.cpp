@@ -1,8 +1,11 @@
 #include "turn.h"
 
 #include <chrono>
+#include <cstdlib>
+#include <functional>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "answers/slot.h"
 #include "refusal.h"
@@ -16,7 +19,7 @@ using tonvale_answers::Slot;
 
 struct Bounds {
     const char *kind;
-    unsigned present;    // at work and in line, of an account
+    unsigned present;    // at work and in line, of an account or a visitor's address
     unsigned ofAccount;  // at work
     unsigned ofAll;
 };
@@ -31,6 +34,16 @@ struct Turn {
     Slot present, ofAccount, ofAll;
 };
 std::optional<Turn> held;
+
+// Visitors of public pages are one account at work, but an address has no more than its places in
+// their line. A few addresses share places, so that the files of turns stay few.
+std::string Visitor(const Request &request) {
+    constexpr std::size_t kGroups = 256;
+    const char *address = request.IsLoggedIn() ? nullptr : std::getenv("REMOTE_ADDR");
+    return address == nullptr
+               ? ""
+               : std::to_string(std::hash<std::string_view>{}(address) % kGroups) + "-";
+}
 
 Slot Taken(const std::string &kind, unsigned turns, std::chrono::milliseconds patience) {
     Slot slot(kind, turns, patience);
@@ -53,7 +66,7 @@ void TakeTurn(const Request &request, Work work) {
     const auto left = [&] {
         return std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now());
     };
-    Slot present = Taken(own + "present-", bounds.present, {});
+    Slot present = Taken(own + Visitor(request) + "present-", bounds.present, {});
     Slot ofAccount = Taken(own, bounds.ofAccount, kPatience);
     Slot ofAll = Taken(all, bounds.ofAll, left());
     held.emplace(Turn{std::move(present), std::move(ofAccount), std::move(ofAll)});

@@ -312,7 +312,7 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
         VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), varn::kPackageAccount, nullptr,
                       varn::kLibraryDatabase),
         VARNDBClose);
-    ASSERT_EQ(VARNDBExecute(locker.get(), "BEGIN; LOCK TABLE track", nullptr), 0);
+    ASSERT_EQ(VARNDBExecute(locker.get(), "BEGIN; LOCK TABLE track, playlist_sharing", nullptr), 0);
     std::deque<HttpClient> clients;
     const std::string search = Path("Song", "search&keyword=o");
     for (int count = 0; count < 40; ++count) {
@@ -337,6 +337,25 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     }
     EXPECT_EQ(busy, 36);
     EXPECT_EQ(cancelled, 4);
+    // The visitors of public pages are one account, whose line an address cannot fill.
+    std::deque<HttpClient> visitors;
+    const auto visit = [&](const std::string &address) -> HttpClient & {
+        visitors.emplace_back(port_).Send(Request(Path("Sharing.Page", "get&sharing_id=abcDEF12"),
+                                                  "X-Forwarded-For: " + address + "\r\n"));
+        return visitors.back();
+    };
+    std::string text;
+    for (int count = 0; count < 40; ++count) {
+        visit("192.0.2.1");
+    }
+    EXPECT_TRUE(Soon([&] {
+        return std::count_if(visitors.begin(), visitors.end(), [](HttpClient &client) {
+                   std::string head;
+                   return client.Read(1, head, 0ms);
+               }) == 8;
+    }));
+    EXPECT_FALSE(visit("192.0.2.2").Read(1, text, 500ms)) << text;
+    EXPECT_LE(atWork(), 4);
     EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
     EXPECT_TRUE(Contains(Get(search).body, "\"success\":true"));
 }
