@@ -20,6 +20,8 @@ constexpr std::string_view kListen = "listen ";
 // here, comes on top: of an address it leaves half to others. The lighttpd behind takes the requests
 // of 32 addresses.
 //
+// Answers that are not sound are taken at once and wait in files: a list of 100,000 songs has 50 MB.
+//
 // What this machine's own accounts say of a request's origin is believed. Messages of single requests
 // are not logged, because they hold the query.
 // clang-format off: it would set the text, too
@@ -60,7 +62,7 @@ http {
     proxy_buffer_size 64k;
     proxy_buffers 8 64k;
     proxy_busy_buffers_size 128k;
-    proxy_max_temp_file_size 16m;
+    proxy_max_temp_file_size 256m;
     proxy_temp_file_write_size 128k;
     error_page 502 503 504 =503 /503;
     error_page 414 494 =431 /431;
