@@ -452,10 +452,14 @@ TEST_F(Served, StopsWithAllThatItStarted) {
     HttpClient client(port_);
     client.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
     EXPECT_TRUE(Soon(EncoderRuns));
-    // The port is taken, and a second server says so.
-    const Finished second = Tonvale({"serve", "--port", std::to_string(port_)});
-    EXPECT_EQ(second.status, 1);
-    EXPECT_TRUE(Contains(second.err, "--port")) << second.err;
+    // A second server leaves the first one's files alone, and says what is in its way.
+    const std::string config = ReadFile(At(varn::path::kGateConf));
+    for (const auto &[port, words] : {std::pair(port_, "--port"), {UnusedPort(), "another"}}) {
+        const Finished second = Tonvale({"serve", "--port", std::to_string(port)});
+        EXPECT_EQ(second.status, 1);
+        EXPECT_TRUE(Contains(second.err, words)) << second.err;
+        EXPECT_EQ(ReadFile(At(varn::path::kGateConf)), config);
+    }
     const Finished stopped = Stop();
     EXPECT_EQ(stopped.status, 0) << stopped.err;
     EXPECT_TRUE(Contains(stopped.out, At(varn::path::kInitialLogin))) << stopped.out;
