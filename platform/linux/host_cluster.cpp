@@ -235,14 +235,17 @@ Outcome DisownStaleFiles(const Postmaster &server) {
     return Outcome::Good();
 }
 
-// Processes of the cluster that its server has left behind.
+// Processes of the cluster that its server has left behind, also those whose program an upgrade has
+// replaced since.
 std::vector<pid_t> Orphans(const std::string &programs) {
     const AsPackage account;
     std::vector<pid_t> found;
     std::error_code error;
+    const std::string server = programs + "/postgres";
     for (const fs::directory_entry &entry : fs::directory_iterator("/proc", error)) {
         const pid_t pid = LeadingNumber(entry.path().filename().string());
-        if (pid > 0 && fs::read_symlink(entry.path() / "exe", error) == programs + "/postgres" &&
+        const std::string program = fs::read_symlink(entry.path() / "exe", error);
+        if (pid > 0 && (program == server || program == server + " (deleted)") &&
             fs::equivalent(entry.path() / "cwd", DataDir(), error)) {
             found.push_back(pid);
         }
