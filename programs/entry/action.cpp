@@ -98,6 +98,12 @@ bool Try(const Work &work, const Refused &refused) {
 
 }  // namespace
 
+void CheckDatabase() {
+    if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {
+        throw Refusal{Code::kFailed};
+    }
+}
+
 Code Told(Code code) {
     switch (VARNDBTroubleGet()) {
         case VARNDB_UNREACHABLE:
@@ -149,9 +155,7 @@ bool Action::Process() {
     return Try(
         [&] {
             reply["data"] = Data();
-            if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {  // something is missing
-                throw Refusal{Code::kFailed};
-            }
+            CheckDatabase();
             GiveUpRights();
             SetSuccess(reply, true);
             return PrintResponse(reply, nullptr);
@@ -168,6 +172,7 @@ bool ListAction::Process() {
         [&] {
             page = Open();
             first = page->Next();
+            CheckDatabase();
             return true;
         },
         [&](Code why) {
@@ -180,9 +185,15 @@ bool ListAction::Process() {
     EndIfRoot();  // other data is written after root's rights are gone for good
     WebMan(false).WriteHeader(nullptr);
     try {
-        return std::fputs("{\"data\":", stdout) >= 0 &&
-               WritePage(*page, std::move(first), tonvale_answers::Letters::kAscii, stdout) &&
-               std::fputs(",\"success\":true}\n", stdout) >= 0 && std::fflush(stdout) == 0;
+        if (std::fputs("{\"data\":", stdout) < 0 ||
+            !WritePage(*page, std::move(first), tonvale_answers::Letters::kAscii, stdout)) {
+            return false;
+        }
+        if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {
+            syslog(LOG_ERR, "A list is broken off: the database failed");
+            return false;
+        }
+        return std::fputs(",\"success\":true}\n", stdout) >= 0 && std::fflush(stdout) == 0;
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "A list is broken off: %s", error.what());
         return false;

@@ -63,6 +63,9 @@ class MediaAction : public ActionHandler {
     const Request &request_;
 };
 
+// Throws a refusal where the database kept something back: then an answer is not whole.
+void CheckDatabase();
+
 // What a refusal is told as: where the database kept something back, nothing else can be said.
 Code Told(Code code);
 

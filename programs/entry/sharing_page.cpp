@@ -105,6 +105,7 @@ class Page : public ActionHandler {
         std::string answer;
         try {
             const LinkPage page = Opened();
+            CheckDatabase();
             GiveUpRights();
             answer = PageAnswer(page);
         } catch (const Refusal &refusal) {
