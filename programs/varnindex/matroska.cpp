@@ -20,7 +20,6 @@ namespace {
 using TagLib::ByteVector;
 using TagLib::Ogg::XiphComment;
 
-constexpr int kMostElements = 20'000;
 constexpr long kMostText = 1L << 20;
 constexpr unsigned kHead = 12;  // of an element: its name has up to 4 bytes, its size up to 8
 
@@ -90,6 +89,9 @@ std::optional<std::uint64_t> VarNumber(const ByteVector &bytes, unsigned at, uns
 
 // One without a size, as in what is written to a pipe, ends where what it stands in does.
 std::optional<Element> ElementAt(BoundedStream &stream, long at, long end) {
+    if (!stream.AllowPart()) {
+        return std::nullopt;
+    }
     const ByteVector head = stream.BlockAt(at, kHead);
     unsigned nameWidth = 0;
     unsigned sizeWidth = 0;
@@ -108,7 +110,7 @@ std::optional<Element> ElementAt(BoundedStream &stream, long at, long end) {
 template <typename Use>
 void ForEach(BoundedStream &stream, const Element &outer, const Use &use) {
     long at = outer.begin;
-    for (int i = 0; i < kMostElements && at < outer.end; ++i) {
+    while (at < outer.end) {
         const auto element = ElementAt(stream, at, outer.end);
         if (!element || !use(*element)) {
             return;
@@ -119,7 +121,7 @@ void ForEach(BoundedStream &stream, const Element &outer, const Use &use) {
 
 ByteVector Bytes(BoundedStream &stream, const Element &element, long most) {
     const long length = std::min(element.end - element.begin, most);
-    stream.AllowSearch();  // the number of elements bounds it
+    stream.AllowSearch();  // the number of parts bounds it
     stream.seek(element.begin, TagLib::IOStream::Beginning);
     return stream.readBlock(static_cast<unsigned long>(length));
 }

@@ -15,7 +15,6 @@ namespace {
 
 using TagLib::ByteVector;
 
-constexpr int kMostBoxes = 200'000;  // a day in fragments of a second
 constexpr unsigned long kMostTable = 1UL << 20;
 
 struct Box {
@@ -25,7 +24,7 @@ struct Box {
 };
 
 ByteVector ReadAt(BoundedStream &stream, long offset, unsigned long length) {
-    stream.AllowSearch();  // what bounds it is the number of boxes
+    stream.AllowSearch();  // the number of parts bounds it
     stream.seek(offset, TagLib::IOStream::Beginning);
     return stream.readBlock(length);
 }
@@ -43,7 +42,7 @@ std::uint32_t Flags(BoundedStream &stream, const Box &box) {
 // longer than what it stands in ends there.
 template <typename Use>
 void ForEachBox(BoundedStream &stream, long begin, long end, const Use &use) {
-    for (int i = 0; i < kMostBoxes && begin + 8 <= end; ++i) {
+    while (begin + 8 <= end && stream.AllowPart()) {
         const ByteVector head = ReadAt(stream, begin, 16);
         if (head.size() < 8) {
             return;

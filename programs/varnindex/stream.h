@@ -46,6 +46,13 @@ class BoundedStream : public TagLib::IOStream {
     // From here on TagLib may search as far as in a stream that was just opened.
     void AllowSearch() { searched_ = 0; }
 
+    // Counts a part of a file that leads to the next one or holds others, and allows a search in it.
+    // False once a file has had too many of them, wherever they stand.
+    bool AllowPart() {
+        searched_ = 0;
+        return parts_++ < kMostParts;
+    }
+
     // True when it has ended early.
     bool WasCutShort() const { return cutShort_; }
 
@@ -53,6 +60,8 @@ class BoundedStream : public TagLib::IOStream {
     bool HasFailed() const { return failed_; }
 
   private:
+    static constexpr int kMostParts = 2'000'000;  // two days in MP4's fragments of a second
+
     bool IsWithinBounds(unsigned long wanted);
     TagLib::ByteVector ReadThroughWindow(unsigned long wanted);
     unsigned long ReadAt(long position, char *out, unsigned long wanted);
@@ -71,6 +80,7 @@ class BoundedStream : public TagLib::IOStream {
     std::vector<Shown> shown_;
     unsigned long searched_ = 0;  // bytes of small blocks
     unsigned long loaded_ = 0;    // bytes of the others
+    int parts_ = 0;
     bool cutShort_ = false;
     bool failed_ = false;
     std::unique_lock<std::mutex> turn_;

@@ -95,6 +95,23 @@ TagLib::String Text(const std::string &text) {
     return {text, TagLib::String::UTF8};
 }
 
+std::string Repeated(const std::string &part, int times) {
+    std::string all;
+    for (int i = 0; i < times; ++i) {
+        all += part;
+    }
+    return all;
+}
+
+// An element of Matroska: its name, and what is in it.
+std::string Element(const std::string &name, const std::string &inside) {
+    std::string size(8, '\1');
+    for (int i = 1; i < 8; ++i) {
+        size[i] = static_cast<char>(inside.size() >> (8 * (7 - i)));
+    }
+    return name + size + inside;
+}
+
 TEST_F(TagsTest, EveryFormatGivesTheSameSong) {
     struct Case {
         const char *name;
@@ -403,6 +420,16 @@ TEST_F(TagsTest, FilesThatExhaustTheirReader) {
     EXPECT_NE(Read(Write("atoms.m4a", atoms)).problem, "");
     EXPECT_NE(Read(Write("chapters.mp3", tag + ReadFile(Samples() / "plain.mp3"))).warning, "");
     EXPECT_NE(Read(zeros).problem, "");
+
+    const std::string endless = "\x01" + std::string(7, '\xFF');  // a size that is not told
+    const std::string cluster = "\x1F\x43\xB6\x75";
+    const std::string matroska =
+        Element("\x1A\x45\xDF\xA3", "") + "\x18\x53\x80\x67" + endless +
+        Element("\x16\x54\xAE\x6B",
+                Element("\xAE", Element("\x83", "\2") + Element("\x86", "A_AAC")));
+    EXPECT_TRUE(Read(Write("clusters.mka", matroska + Element(cluster, "") +
+                                               Repeated("\xEC\x8C" + cluster + endless, 18'000)))
+                    .song);
 }
 
 }  // namespace
