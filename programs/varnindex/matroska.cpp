@@ -20,7 +20,6 @@ namespace {
 using TagLib::ByteVector;
 using TagLib::Ogg::XiphComment;
 
-constexpr long kMostText = 1L << 20;
 constexpr unsigned kHead = 12;  // of an element: its name has up to 4 bytes, its size up to 8
 
 enum Id : std::uint32_t {
@@ -143,7 +142,7 @@ double Real(BoundedStream &stream, const Element &element) {
 }
 
 TagLib::String Text(BoundedStream &stream, const Element &element) {
-    return {Bytes(stream, element, kMostText), TagLib::String::UTF8};
+    return {stream.TextAt(element.begin, element.end - element.begin), TagLib::String::UTF8};
 }
 
 std::string CodecOf(std::string_view id) {
@@ -347,6 +346,7 @@ void Reader::ReadSimpleTag(const Element &simple, std::uint64_t level) {
 
 void Reader::ReadAttachment(const Element &file) {
     constexpr long kMostBytes = 17L << 20;
+    constexpr unsigned kMostPictures = 100;
     TagLib::String name;
     TagLib::String type;
     std::optional<Element> data;
@@ -360,7 +360,7 @@ void Reader::ReadAttachment(const Element &file) {
         }
         return true;
     });
-    if (data && type.startsWith("image/")) {
+    if (data && type.startsWith("image/") && tags_.pictureList().size() < kMostPictures) {
         auto picture = std::make_unique<TagLib::FLAC::Picture>();
         picture->setData(Bytes(stream_, *data, kMostBytes));
         picture->setType(name.upper().startsWith("COVER") ? TagLib::FLAC::Picture::FrontCover

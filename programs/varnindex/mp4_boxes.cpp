@@ -268,8 +268,7 @@ std::unique_ptr<TagLib::Ogg::XiphComment> ReadMp4Keys(BoundedStream &stream) {
     }
     std::vector<TagLib::String> names;
     ForEachBox(stream, box->keys.begin + 8, box->keys.end, [&](const Box &key) {
-        const auto length = static_cast<unsigned long>(key.end - key.begin);
-        names.emplace_back(ReadAt(stream, key.begin, std::min(length, 255UL)),
+        names.emplace_back(stream.TextAt(key.begin, std::min(key.end - key.begin, 255L)),
                            TagLib::String::UTF8);
         return names.size() < kMostKeys;
     });
@@ -279,9 +278,8 @@ std::unique_ptr<TagLib::Ogg::XiphComment> ReadMp4Keys(BoundedStream &stream) {
         const auto data = Find(stream, item, {"data"});
         constexpr std::uint32_t kUtf8 = 1;
         if (index >= 1 && index <= names.size() && data && Number(stream, data->begin) == kUtf8) {
-            const auto length = static_cast<unsigned long>(data->end - data->begin);
             AddNamed(*tags, names[index - 1],
-                     {ReadAt(stream, data->begin, std::min(length, kMostTable)).mid(8),
+                     {stream.TextAt(data->begin + 8, data->end - data->begin - 8),
                       TagLib::String::UTF8});
         }
         return true;

@@ -316,13 +316,15 @@ class TextChunks : public TagLib::RIFF::AIFF::File {
   public:
     using File::File;
 
-    std::unique_ptr<TagLib::Ogg::XiphComment> Tags() {
+    std::unique_ptr<TagLib::Ogg::XiphComment> Tags(BoundedStream &stream) {
         auto tags = std::make_unique<TagLib::Ogg::XiphComment>();
         for (unsigned i = 0; i < chunkCount(); ++i) {
             for (const auto &[chunk, name] :
                  {std::pair("NAME", "TITLE"), {"AUTH", "ARTIST"}, {"ANNO", "COMMENT"}}) {
                 if (chunkName(i) == chunk) {
-                    AddNamed(*tags, name, {chunkData(i), TagLib::String::UTF8});
+                    AddNamed(
+                        *tags, name,
+                        {stream.TextAt(chunkOffset(i), chunkDataSize(i)), TagLib::String::UTF8});
                 }
             }
         }
@@ -333,7 +335,7 @@ class TextChunks : public TagLib::RIFF::AIFF::File {
 OpenedFile OpenAiff(BoundedStream &stream, long /*begin*/) {
     const auto bytes = MendSizes(stream, ChunkedKind::kAiff);
     auto file = Open<TextChunks>(stream);
-    auto tags = file->Tags();
+    auto tags = file->Tags(stream);
     const auto *const properties = file->audioProperties();
     const int bits = properties != nullptr ? properties->bitsPerSample() : 0;
     const bool isPlain = properties != nullptr &&

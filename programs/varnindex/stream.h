@@ -40,6 +40,9 @@ class BoundedStream : public TagLib::IOStream {
     // At most 4096 bytes from anywhere, which no bound counts: for a few blocks of a file.
     TagLib::ByteVector BlockAt(long position, unsigned long length);
 
+    // Text that is to be kept: at most 4 MiB of a file, of which it ends early.
+    TagLib::ByteVector TextAt(long position, long length);
+
     // Shows these bytes in place of those of the file. Before what is there is read.
     void ShowInstead(long position, const TagLib::ByteVector &bytes);
 
@@ -80,6 +83,7 @@ class BoundedStream : public TagLib::IOStream {
     std::vector<Shown> shown_;
     unsigned long searched_ = 0;  // bytes of small blocks
     unsigned long loaded_ = 0;    // bytes of the others
+    unsigned long texts_ = 0;     // bytes of texts
     int parts_ = 0;
     bool cutShort_ = false;
     bool failed_ = false;

@@ -427,9 +427,16 @@ TEST_F(TagsTest, FilesThatExhaustTheirReader) {
         Element("\x1A\x45\xDF\xA3", "") + "\x18\x53\x80\x67" + endless +
         Element("\x16\x54\xAE\x6B",
                 Element("\xAE", Element("\x83", "\2") + Element("\x86", "A_AAC")));
+    const std::string text = Element(
+        "\x67\xC8", Element("\x45\xA3", "COMMENT") + Element("\x44\x87", std::string(4000, 'x')));
     EXPECT_TRUE(Read(Write("clusters.mka", matroska + Element(cluster, "") +
                                                Repeated("\xEC\x8C" + cluster + endless, 18'000)))
                     .song);
+    EXPECT_NE(
+        Read(Write("texts.mka", matroska + Element("\x12\x54\xC3\x67",
+                                                   Element("\x73\x73", Repeated(text, 1'100)))))
+            .warning,
+        "");
 }
 
 }  // namespace
