@@ -201,12 +201,14 @@ std::optional<long> OffsetOfInner(const TagLib::ByteVector &name) {
 
 struct Atoms {
     bool areNestedTooDeep = false;  // TagLib reads atoms within atoms recursively
-    bool areFragments = false;      // some stand behind the movie, which tells of the first ones
+    bool areFragments = false;      // the movie tells of the first samples alone
+    long end = 0;                   // of what TagLib needs: in front of the fragments
 };
 
 Atoms LookAtAtoms(BoundedStream &stream) {
     constexpr std::size_t kDeepest = 32;
     Atoms atoms;
+    atoms.end = stream.length();
     std::vector<long> ends = {stream.length()};
     for (long at = 0; at + 8 <= ends.front();) {
         while (ends.size() > 1 && at >= ends.back()) {
@@ -226,6 +228,10 @@ Atoms LookAtAtoms(BoundedStream &stream) {
         }
         const TagLib::ByteVector name = header.mid(4, 4);
         atoms.areFragments = atoms.areFragments || name == "mvex";
+        if (atoms.areFragments && name == "moof") {
+            atoms.end = at;
+            break;
+        }
         const auto inner = OffsetOfInner(name);
         if (inner) {
             ends.push_back(at + static_cast<long>(length));
@@ -239,7 +245,8 @@ Atoms LookAtAtoms(BoundedStream &stream) {
     return atoms;
 }
 
-// TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such.
+// TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such. It
+// takes one with more fragments than it may look at for damaged.
 OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
     using TagLib::MP4::Properties;
     const Atoms atoms = LookAtAtoms(stream);
@@ -247,7 +254,11 @@ OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
         throw std::runtime_error("its atoms are nested too deep");
     }
     stream.seek(0, TagLib::IOStream::Beginning);
+    stream.AllowSearch();
+    const long length = stream.length();
+    stream.SetLength(atoms.end);
     auto file = Open<TagLib::MP4::File>(stream);
+    stream.SetLength(length);
     const auto *const properties = file->audioProperties();
     const auto codec = properties != nullptr ? properties->codec() : Properties::Unknown;
     const bool isTagged = file->tag() != nullptr && !file->tag()->title().isEmpty();

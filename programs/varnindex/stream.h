@@ -46,6 +46,9 @@ class BoundedStream : public TagLib::IOStream {
     // Shows these bytes in place of those of the file. Before what is there is read.
     void ShowInstead(long position, const TagLib::ByteVector &bytes);
 
+    // From here on the file seems to have this length, which is none longer than its own.
+    void SetLength(long length) { length_ = length; }
+
     // From here on TagLib may search as far as in a stream that was just opened.
     void AllowSearch() { searched_ = 0; }
 

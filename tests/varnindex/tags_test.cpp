@@ -207,6 +207,13 @@ TEST_F(TagsTest, LengthsThatAreTheFilesOwn) {
     const std::string mp3 = ReadFile(Samples() / "tone.mp3");
     expect("joined.mp3", mp3 + std::string(5000, '\0') + mp3, 2.1);
     expect("half.mp3", mp3.substr(0, mp3.size() / 2), 0.5);
+
+    const std::string m4a = ReadFile(Samples() / "fragments.m4a");
+    const std::size_t fragment = m4a.find("moof") - 4;
+    const std::size_t sound = m4a.find("mdat", fragment) - 4;
+    expect("day.m4a",
+           m4a.substr(0, fragment) + Repeated(m4a.substr(fragment, sound - fragment), 80'000),
+           80'000 * 15 * 1024 / 48'000.0);
 }
 
 TEST_F(TagsTest, AFileWithoutTagsIsNamedByItsPath) {
