@@ -16,7 +16,8 @@ namespace {
 using TagLib::ByteVector;
 
 constexpr long kBlock = 4096;
-constexpr long kMostJunk = 64L << 10;             // in one place
+constexpr long kMostJunk = 64L << 10;  // in one place
+constexpr long kMostJunkInAll = 4L << 20;
 constexpr std::int64_t kMostFrames = 10'000'000;  // three days
 
 unsigned Byte(const ByteVector &bytes, unsigned at) {
@@ -118,7 +119,8 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt
     double seconds = 0;
     std::int64_t bytes = 0;
     std::int64_t frames = 0;
-    for (long at = range.begin; at < range.end && frames < kMostFrames;) {
+    long junk = 0;
+    for (long at = range.begin; at < range.end && frames < kMostFrames && junk < kMostJunkInAll;) {
         stream.AllowSearch();  // the file's length bounds it
         if (const auto frame = frameAt(at)) {
             if (at + frame->length > range.end) {
@@ -133,6 +135,7 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt
         } else if (const long tag = TagLengthAt(stream, at); tag > 0) {
             at += tag;
         } else if (const auto next = FirstFrame(stream, {at, range.end}, frameAt)) {
+            junk += *next - at;
             at = *next;
         } else {
             break;

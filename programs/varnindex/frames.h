@@ -28,8 +28,8 @@ FrameAt AdtsFramesOf(BoundedStream &stream);
 // True where a frame begins that another one follows.
 bool AreFramesAt(const FrameAt &frameAt, long position);
 
-// Counts the frames of a range, past tags and junk between them: reads all of the file. Zeros where
-// there are none.
+// Counts the frames of a range, past tags and some MiB of junk between them: reads all of the file.
+// Zeros where there are none.
 Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt);
 
 // False when the bit rate changes, as far as a look at the places tells that the fingerprint reads.

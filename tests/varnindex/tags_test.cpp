@@ -444,6 +444,13 @@ TEST_F(TagsTest, FilesThatExhaustTheirReader) {
                                                    Element("\x73\x73", Repeated(text, 1'100)))))
             .warning,
         "");
+    const std::string frame = "\xFF\xFB\x90\x64" + std::string(413, '\0');
+    const std::string other = "\xFF\xFB\xA0\x64" + std::string(518, '\0');
+    const std::string junk = Repeated("\xFF\xFB\x90\x64", 15'000) + Repeated(frame, 3);
+    const ReadResult read =
+        Read(Write("junk.mp3", other + Repeated(frame, 40) + Repeated(junk, 100)));
+    ASSERT_TRUE(read.song);
+    EXPECT_LT(read.song->duration, 9);
 }
 
 }  // namespace
