@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <array>
+#include <limits>
 #include <optional>
 #include <stdexcept>
 #include <utility>
@@ -67,8 +68,16 @@ OpenedFile Told(std::unique_ptr<TagLib::File> file, std::string codec, BoundedSt
 
 // Of a file whose length is found elsewhere than in its headers.
 void SetLength(Audio &audio, std::int64_t milliseconds, std::int64_t bytes) {
+    constexpr std::int64_t kMostBytes = std::numeric_limits<std::int64_t>::max() / 8000;
     audio.milliseconds = milliseconds;
-    audio.bitRate = milliseconds > 0 ? bytes * 8000 / milliseconds : 0;
+    audio.bitRate = milliseconds > 0 ? std::min(bytes, kMostBytes) * 8000 / milliseconds : 0;
+}
+
+// The same by the bits that each second takes.
+void SetLengthByRate(Audio &audio, std::int64_t bytes, std::int64_t rate) {
+    const auto length =
+        Milliseconds(static_cast<std::uint64_t>(bytes) * 8, static_cast<std::uint64_t>(rate));
+    SetLength(audio, static_cast<std::int64_t>(length), bytes);
 }
 
 // The same by the samples that were found, where the headers tell of none.
@@ -317,7 +326,7 @@ OpenedFile OpenWav(BoundedStream &stream, long /*begin*/) {
             ? std::int64_t{audio->bitsPerSample()} * opened.audio.channels * opened.audio.sampleRate
             : 0;
     if (bytes && rate > 0) {
-        SetLength(opened.audio, *bytes * 8000 / rate, *bytes);  // TagLib counts to 4 GiB
+        SetLengthByRate(opened.audio, *bytes, rate);  // TagLib counts to 4 GiB
     }
     return opened;
 }
@@ -356,7 +365,7 @@ OpenedFile OpenAiff(BoundedStream &stream, long /*begin*/) {
     Audio &audio = opened.audio;
     const std::int64_t rate = std::int64_t{bits} * audio.channels * audio.sampleRate;
     if (bytes && isPlain && rate > 0) {
-        SetLength(audio, *bytes * 8000 / rate, *bytes);
+        SetLengthByRate(audio, *bytes, rate);
     }
     return opened;
 }
