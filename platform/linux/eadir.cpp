@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 
 #include <cerrno>
+#include <mutex>
 #include <string>
 #include <string_view>
 
@@ -33,18 +34,23 @@ bool IsFileName(const std::string &name) {
     return !name.empty() && name != "." && name != "..";
 }
 
-// Opens a folder below `parent`, and makes it first where it is missing. Symbolic links are
-// refused: everybody may write where these folders stand, and could send root's new mode elsewhere
-// with one.
+// Makes a folder with its mode at once: everybody may write where these folders stand, and could
+// send a mode that is set afterwards to another folder.
+int MakeForAll(int parent, const std::string &name) {
+    static std::mutex oneAtATime;  // the umask is the whole process's
+    const std::lock_guard lock(oneAtATime);
+    const mode_t before = umask(0);
+    const int made = mkdirat(parent, name.c_str(), kEveryUser);
+    umask(before);
+    return made;
+}
+
+// Opens a folder below `parent`, and makes it first where it is missing. Symbolic links are refused.
 varn::UniqueFd OpenOrMake(int parent, const std::string &name) {
-    constexpr int kFolderOnly = O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
-    if (mkdirat(parent, name.c_str(), kEveryUser) != 0) {
-        return varn::UniqueFd(errno == EEXIST ? openat(parent, name.c_str(), O_PATH | kFolderOnly)
-                                              : -1);
-    }
-    varn::UniqueFd folder(openat(parent, name.c_str(), O_RDONLY | kFolderOnly));
-    if (folder && fchmod(folder.Get(), kEveryUser) != 0) {
-        return varn::UniqueFd();
+    constexpr int kFolderOnly = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
+    varn::UniqueFd folder(openat(parent, name.c_str(), kFolderOnly));
+    if (!folder && errno == ENOENT && (MakeForAll(parent, name) == 0 || errno == EEXIST)) {
+        folder.Reset(openat(parent, name.c_str(), kFolderOnly));
     }
     return folder;
 }

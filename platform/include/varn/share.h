@@ -34,7 +34,8 @@ VARN_EXPORT int VARNShareNamePathGet(const char *path, char *name, size_t nameSi
 VARN_EXPORT int VARNEADirPath(const char *path, char *out, size_t size);
 
 // Makes that folder, and the "@eaDir" above it where it is missing, mode 0777 without regard to the
-// umask, so that every user's programs can keep attributes there. Folders that exist keep their
+// umask, which is 0 for that moment in all of the process's threads, so that every user's programs
+// can keep attributes there. Folders that exist keep their
 // mode; a symbolic link in place of one is refused. 0 when it is there afterwards, or -1 with the
 // error state set.
 VARN_EXPORT int VARNEAMKDir(const char *eaDir);
