@@ -25,6 +25,8 @@ namespace {
 
 namespace fs = std::filesystem;
 
+constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+
 bool LiesBelow(std::string_view folder, std::string_view path) {
     if (folder == "/") {
         return true;
@@ -70,31 +72,47 @@ std::string FileIn(int folder) {
 }
 
 varn::UniqueFd OpenFolder(const std::string &path) {
-    return varn::UniqueFd(open(path.c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    return varn::UniqueFd(open(path.c_str(), kFolderFlags));
 }
 
 bool IsSystems(uid_t uid) {
     return uid == 0 || uid == getuid();
 }
 
-// Goes one step down. A link is followed when it is root's, or when what it leads to belongs to its
-// own owner: nobody can lead root to the folder of somebody else.
-varn::UniqueFd Step(int folder, const std::string &name) {
-    varn::UniqueFd next(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
-    struct stat info {};
-    if (!next || fstat(next.Get(), &info) != 0 || !S_ISLNK(info.st_mode)) {
-        return next;
+// Goes down a path, through good links alone. A link is good when it is root's, or when what it
+// leads to belongs to its own owner: nobody can lead root to the folder of somebody else. That
+// holds for each link that another leads to.
+class Walk {
+  public:
+    varn::UniqueFd Down(varn::UniqueFd folder, const fs::path &path) {
+        for (const fs::path &name : path) {
+            if (folder && !name.empty()) {
+                folder = name.is_absolute() ? OpenFolder("/") : Step(folder.Get(), name);
+            }
+        }
+        return folder;
     }
-    std::array<char, PATH_MAX> target{};
-    if (readlinkat(next.Get(), "", target.data(), target.size() - 1) < 0) {
-        return varn::UniqueFd();
+
+  private:
+    varn::UniqueFd Step(int folder, const fs::path &name) {
+        varn::UniqueFd next(openat(folder, name.c_str(), O_PATH | O_NOFOLLOW | O_CLOEXEC));
+        struct stat info {};
+        if (!next || fstat(next.Get(), &info) != 0 || !S_ISLNK(info.st_mode)) {
+            return next;
+        }
+        std::array<char, PATH_MAX> target{};
+        if (--linksLeft_ < 0 || readlinkat(next.Get(), "", target.data(), target.size() - 1) < 0) {
+            return varn::UniqueFd();
+        }
+        const uid_t owner = info.st_uid;
+        next = Down(varn::UniqueFd(openat(folder, ".", kFolderFlags)), target.data());
+        const bool isGood =
+            next && fstat(next.Get(), &info) == 0 && (IsSystems(owner) || owner == info.st_uid);
+        return isGood ? std::move(next) : varn::UniqueFd();
     }
-    const uid_t owner = info.st_uid;
-    next.Reset(openat(folder, target.data(), O_PATH | O_DIRECTORY | O_CLOEXEC));
-    const bool isGood =
-        next && fstat(next.Get(), &info) == 0 && (IsSystems(owner) || owner == info.st_uid);
-    return isGood ? std::move(next) : varn::UniqueFd();
-}
+
+    int linksLeft_ = 40;  // as many as the kernel follows
+};
 
 // A folder to which links below an indexed folder lead, and which is nobody's music. Empty where
 // there is none.
@@ -103,10 +121,7 @@ varn::UniqueFd OpenLinked(const std::string &path) {
         if (!LiesBelow(root, path)) {
             continue;
         }
-        varn::UniqueFd folder = OpenFolder(root);
-        for (const fs::path &name : fs::path(path.substr(root.size() + 1))) {
-            folder = folder ? Step(folder.Get(), name.native()) : varn::UniqueFd();
-        }
+        varn::UniqueFd folder = Walk().Down(OpenFolder(root), path.substr(root.size() + 1));
         if (folder && !IsPersonalLibraryPath(FileIn(folder.Get()).c_str())) {
             return folder;
         }
