@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/file.h>
+#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -53,6 +54,22 @@ varn::UniqueFd OpenPresent(const fs::path &folder) {
     return fd;
 }
 
+// Makes files the owner's of a folder, with his rights and no more: giving them to him afterwards
+// could give him what has been put in their place.
+class AsOwner {
+  public:
+    explicit AsOwner(const struct stat &folder) {
+        setfsgid(folder.st_gid);
+        setfsuid(folder.st_uid);
+    }
+    ~AsOwner() {
+        setfsuid(geteuid());
+        setfsgid(getegid());
+    }
+    AsOwner(const AsOwner &) = delete;
+    AsOwner &operator=(const AsOwner &) = delete;
+};
+
 // Opens a folder, and makes it where it is missing: then it belongs to whom the one above it does.
 varn::UniqueFd OpenOrMake(int above, const fs::path &path, int flags) {
     const std::string name = path.filename();
@@ -61,12 +78,12 @@ varn::UniqueFd OpenOrMake(int above, const fs::path &path, int flags) {
         return folder;
     }
     struct stat info {};
-    if (fstat(above, &info) != 0 || mkdirat(above, name.c_str(), info.st_mode & 0777) != 0) {
+    if (fstat(above, &info) != 0) {
         return folder;
     }
-    folder.Reset(openat(above, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
-    if (folder && geteuid() == 0 && fchown(folder.Get(), info.st_uid, info.st_gid) != 0) {
-        syslog(LOG_ERR, "Failed to give %s to its owner: %m", path.c_str());
+    const AsOwner owner(info);
+    if (mkdirat(above, name.c_str(), info.st_mode & 0777) == 0) {
+        folder.Reset(openat(above, name.c_str(), kFolderFlags | O_NOFOLLOW));
     }
     return folder;
 }
