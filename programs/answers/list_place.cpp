@@ -112,6 +112,18 @@ NewPlace PlaceOf(const Collection &collection) {
     return {folders.front(), {kFolder}};
 }
 
+// Whoever may write to a folder can move others' files there that are closed to him. So root's
+// rights show no file that is not open to all; and they change no file of others that these could
+// not change anyway, as they can what the library has written.
+bool IsOpenFor(const Collection &collection, HeldList::Use use, const struct stat &info) {
+    const bool isUsers = info.st_uid == collection.uid;
+    if (geteuid() != 0 || (isUsers && (collection.personal || use == HeldList::Use::kShow))) {
+        return true;
+    }
+    const mode_t needed = use == HeldList::Use::kShow || isUsers ? 0444 : 0666;
+    return (info.st_mode & needed) == needed;
+}
+
 // The files of root and of the package are what the library has written there, or root has. A
 // second name of such a file may stand anywhere.
 bool IsOwn(const Collection &collection, const struct stat &info) {
@@ -122,7 +134,7 @@ bool IsOwn(const Collection &collection, const struct stat &info) {
 }
 
 varn::UniqueFd OpenList(const Collection &collection, const ListFolder &folder,
-                        const fs::path &path) {
+                        const fs::path &path, HeldList::Use use) {
     const AsRoot root;
     varn::UniqueFd file(openat(folder.Get(), path.filename().c_str(),
                                O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
@@ -136,6 +148,11 @@ varn::UniqueFd OpenList(const Collection &collection, const ListFolder &folder,
     if (!file || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode) ||
         !IsOwn(collection, info)) {
         throw Failure(Reason::kOutsideLists, path);
+    }
+    if (!IsOpenFor(collection, use, info)) {
+        throw Failure(
+            use == HeldList::Use::kShow ? Reason::kPlaylistNotRead : Reason::kPlaylistNotWritten,
+            path, EACCES);
     }
     return file;
 }
@@ -262,10 +279,10 @@ bool ListFolder::Remove(const std::string &file) const {
                            : throw Failure(Reason::kPlaylistNotDeleted, path_ / file, errno);
 }
 
-HeldList::HeldList(const Collection &collection, const std::string &path)
+HeldList::HeldList(const Collection &collection, const std::string &path, Use use)
     : folder_(collection, fs::path(path).parent_path()),
       path_(path),
-      file_(OpenList(collection, folder_, path)) {}
+      file_(OpenList(collection, folder_, path, use)) {}
 
 std::string HeldList::Contents() const {
     std::string text;

@@ -51,10 +51,14 @@ class ListFolder {
 };
 
 // A playlist, held open. Links are refused, and in a user's own collection the files of other users;
-// for a file that is not there the Failure is that there is no such playlist.
+// for a file that is not there the Failure is that there is no such playlist. A file that is not
+// the user's own is shown only when everybody may read it, and changed only when everybody may
+// write it.
 class HeldList {
   public:
-    HeldList(const Collection &collection, const std::string &path);
+    enum class Use { kShow, kChange };
+
+    HeldList(const Collection &collection, const std::string &path, Use use = Use::kShow);
 
     // For the library's calls, while this object lives.
     std::string Path() const { return varn::DescriptorPath(file_.Get()); }

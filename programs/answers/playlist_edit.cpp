@@ -198,7 +198,7 @@ class LockedList {
 // full disk, leaves of it is replaced by what was there before.
 template <typename Write>
 void Change(const Collection &collection, const Playlist &playlist, const Write &write) {
-    const HeldList list(collection, playlist.path);
+    const HeldList list(collection, playlist.path, HeldList::Use::kChange);
     const std::string before = list.Contents();
     const int result = write(list.Path().c_str());
     if (result != 0) {
