@@ -13,13 +13,23 @@ namespace tonvale_entry {
 
 namespace fs = std::filesystem;
 
+namespace {
+
+// A user can move others' private files into his music, which are not his to hear.
+bool IsMovedHere(const VARN_MEDIA_INFO &song, const struct stat &info) {
+    return song.userid != 0 && info.st_uid != song.userid && (info.st_mode & S_IROTH) == 0;
+}
+
+}  // namespace
+
 std::string RealSongFile(const VARN_MEDIA_INFO &song) {
     const tonvale_answers::AsRoot root;
     std::error_code error;
     std::string path = fs::canonical(song.path, error).native();
     struct stat info {};
     if (error || path.size() >= sizeof song.path || lstat(path.c_str(), &info) != 0 ||
-        !S_ISREG(info.st_mode) || !tonvale_answers::MayHoldMusic(song.userid, path)) {
+        !S_ISREG(info.st_mode) || IsMovedHere(song, info) ||
+        !tonvale_answers::MayHoldMusic(song.userid, path)) {
         throw Refusal{Code::kNoSuchItem};
     }
     return path;
