@@ -155,18 +155,4 @@ TEST_F(EaDirs, AreRefusedWhereTheyCannotBe) {
     EXPECT_FALSE(fs::exists(scratch() / "none"));
 }
 
-TEST_F(EaDirs, FollowNoLinkThatAnotherUserLaid) {
-    const fs::path target = scratch() / "target";
-    fs::create_directory(target);
-    fs::permissions(target, fs::perms(0700));
-    fs::create_directory(scratch() / "@eaDir");
-    fs::create_directory_symlink(target, scratch() / "@eaDir/a.mp3");
-    EXPECT_EQ(VARNEAMKDir((scratch() / "@eaDir/a.mp3").c_str()), -1);
-    fs::create_directory(scratch() / "music");
-    fs::create_directory_symlink(target, scratch() / "music/@eaDir");
-    EXPECT_EQ(VARNEAMKDir((scratch() / "music/@eaDir/a.mp3").c_str()), -1);
-    EXPECT_EQ(fs::status(target).permissions(), fs::perms(0700));
-    EXPECT_TRUE(fs::is_empty(target));
-}
-
 }  // namespace

@@ -22,18 +22,20 @@ class PlantedPaths : public ApiTest {
             GTEST_SKIP() << "needs a second account";
         }
         ApiTest::SetUp();
-        WriteFile(varn::path::kIndexFolders, shared().string() + "\n");
-        WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true}})");
+        WriteFile(varn::path::kIndexFolders, shared().string() + "\n" + open().string() + "\n");
+        WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true, "playlist": true}})");
         for (const fs::path &music : {bobs(), shared(), roots()}) {
             FillMusic(music, music == bobs() ? kBob : 0);
         }
-        Query(InsertSql({.id = 4, .userid = kAlice, .path = hers() / "a.mp3"}));
     }
 
     static fs::path homes() { return root() / "volume1/homes"; }
     static fs::path hers() { return homes() / "alice/music"; }
     static fs::path bobs() { return homes() / "bob/music"; }
     static fs::path shared() { return scratch() / "shared"; }
+    // Everybody may write there, and links of root's lead out of it into her own folder.
+    static fs::path open() { return scratch() / "open"; }
+    static fs::path herPlace() { return scratch() / "hers"; }
     static fs::path roots() { return scratch() / "private"; }
 
     // A song with its picture, its attributes and a list; nobody else may read them.
@@ -65,15 +67,23 @@ class PlantedPaths : public ApiTest {
         return all;
     }
 
-    // Alice's music as it was, and her rows.
-    static void Restore() {
-        fs::remove_all(hers());
+    // Alice's music and the open folder as they were, and the rows of a song and two lists.
+    static void Restore(const fs::path &list = "playlists/x.m3u", const fs::path &song = "a.mp3") {
+        for (const fs::path &folder : {hers(), open(), herPlace()}) {
+            fs::remove_all(folder);
+            fs::create_directories(folder);
+        }
         FillMusic(hers(), kAlice);
         std::ofstream(hers() / "playlists/x.m3u") << "http://hers/\n";
+        fs::permissions(open(), fs::perms(0777));
+        EXPECT_EQ(chown(herPlace().c_str(), kAlice, 0), 0);
         Query(
-            "DELETE FROM personal_playlist;"
+            "DELETE FROM personal_playlist; DELETE FROM playlist; DELETE FROM track;"
             "INSERT INTO personal_playlist (userid, id, path, title) VALUES (1030, 7, '" +
-            (hers() / "playlists/x.m3u").string() + "', 'x')");
+            (hers() / list).string() +
+            "', 'x'); INSERT INTO playlist (id, path, title) VALUES (8, '" +
+            (open() / list).string() + "', 'x');" +
+            InsertSql({.id = 4, .userid = kAlice, .path = hers() / song}));
     }
 
     static void Replace(const fs::path &path, const fs::path &target) {
@@ -81,12 +91,23 @@ class PlantedPaths : public ApiTest {
         fs::create_symlink(target, path);
     }
 
-    enum class Kind { kLink, kSecondName, kOfBobs };
+    // Moves somebody's private file there, which whoever may write to its folder can do.
+    static void MoveTo(const fs::path &path, const fs::path &file) {
+        fs::remove(path);
+        fs::copy(file, path);
+        struct stat info {};
+        EXPECT_EQ(lstat(file.c_str(), &info), 0);
+        EXPECT_EQ(chown(path.c_str(), info.st_uid, 0), 0);
+    }
+
+    enum class Kind { kLink, kSecondName, kMoved };
     struct Plant {
         std::string path, target;  // below her music, and below somebody else's
         Kind kind = Kind::kLink;
+        std::string list = "playlists/x.m3u", song = "a.mp3";
 
         void In(const fs::path &victim) const {
+            Restore(list, song);
             if (kind == Kind::kLink) {
                 return path.empty() ? Replace(hers(), victim)
                                     : Replace(hers() / path, victim / target);
@@ -95,13 +116,12 @@ class PlantedPaths : public ApiTest {
             if (kind == Kind::kSecondName) {
                 return fs::create_hard_link(victim / target, hers() / path);
             }
-            fs::copy(victim / target, hers() / path);
-            EXPECT_EQ(chown((hers() / path).c_str(), kBob, 0), 0);
+            MoveTo(hers() / path, victim / target);
         }
     };
 
-    static void Operate(const std::string &planted, bool onLists, bool onSongs) {
-        const std::string id = "playlist_personal_normal/7";
+    static void Operate(const std::string &planted, bool onLists, bool onSongs,
+                        const std::string &id = "playlist_personal_normal/7") {
         const struct {
             const char *api, *method;
             Given parameters;
@@ -131,7 +151,17 @@ class PlantedPaths : public ApiTest {
                                              {"REMOTE_USER", "alice"}},
                                             form);
             EXPECT_FALSE(Contains(told, "secret")) << planted << ": " << method << told;
+            for (const fs::path &music : {bobs(), roots()}) {
+                EXPECT_FALSE(Contains(told, "X-Sendfile: " + music.string())) << planted << told;
+            }
             EXPECT_EQ(OfOthers(), before) << planted << ": " << method << told;
+            for (const fs::path &moved : {hers() / "playlists/x.m3u", open() / "x.m3u"}) {
+                struct stat info {};
+                EXPECT_FALSE(lstat(moved.c_str(), &info) == 0 && info.st_uid != kAlice &&
+                             S_ISREG(info.st_mode) && info.st_nlink == 1 &&
+                             (info.st_mode & 0077) != 0)
+                    << planted << ": " << method;
+            }
         }
     }
 };
@@ -140,15 +170,16 @@ TEST_F(PlantedPaths, LeadNoOperationToWhatBelongsToOthers) {
     const std::string list = "playlists/x.m3u";
     const std::string attributes = "@eaDir/a.mp3";
     for (const Plant &plant :
-         {Plant{list, list}, Plant{list, list, Kind::kSecondName}, Plant{list, list, Kind::kOfBobs},
-          Plant{"playlists", "playlists"}, Plant{"", ""}, Plant{"a.mp3", "a.mp3"},
-          Plant{"cover.jpg", "cover.jpg"}, Plant{"@eaDir", "@eaDir"}, Plant{attributes, attributes},
+         {Plant{list, list}, Plant{list, list, Kind::kSecondName}, Plant{list, list, Kind::kMoved},
+          Plant{"more", "playlists", Kind::kLink, "more/x.m3u"},
+          Plant{"more", "", Kind::kLink, list, "more/a.mp3"}, Plant{"playlists", "playlists"},
+          Plant{"", ""}, Plant{"a.mp3", "a.mp3"}, Plant{"cover.jpg", "cover.jpg"},
+          Plant{"@eaDir", "@eaDir"}, Plant{attributes, attributes},
           Plant{attributes + "/APIC.jpg", "cover.jpg"},
           Plant{attributes + "/VARNAUDIO_SONG_RATING", "cover.jpg"}}) {
         for (const fs::path &victim : {bobs(), roots()}) {
-            Restore();
             plant.In(victim);
-            const bool isList = plant.path.starts_with("playlists");
+            const bool isList = plant.path.starts_with("playlists") || plant.list != list;
             Operate(plant.path + " to " + victim.string(), isList || plant.path.empty(), !isList);
         }
     }
@@ -162,10 +193,66 @@ TEST_F(PlantedPaths, LeadNoOperationToWhatBelongsToOthers) {
         EXPECT_NE(CodeOf("Playlist", method, parameters), 0) << method;
         EXPECT_EQ(OfOthers(), before) << method;
     }
-    Restore();
+}
+
+TEST_F(PlantedPaths, LeadNoSharedListToWhatBelongsToOthers) {
+    const std::string id = "playlist_shared_normal/8";
+    for (const fs::path &victim : {bobs(), roots()}) {
+        const fs::path lists = victim / "playlists";
+        Restore("x.m3u");
+        MoveTo(open() / "x.m3u", lists / "x.m3u");
+        Operate("moved from " + victim.string(), true, false, id);
+
+        Restore("more/x.m3u");
+        fs::create_symlink(lists, open() / "more");
+        EXPECT_EQ(lchown((open() / "more").c_str(), kAlice, 0), 0);
+        Operate("her link to " + victim.string(), true, false, id);
+
+        fs::remove(open() / "more");
+        fs::create_symlink("../hers/more", open() / "more");
+        fs::create_symlink(lists, herPlace() / "more");
+        EXPECT_EQ(lchown((herPlace() / "more").c_str(), kAlice, 0), 0);
+        Operate("her link behind root's to " + victim.string(), true, false, id);
+    }
+}
+
+TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
+    Restore("more/x.m3u");
     const Given own = {{"id", "playlist_personal_normal/7"}, {"songs", "http://new/"}};
+    const Given common = {{"id", "playlist_shared_normal/8"}, {"songs", "http://new/"}};
+    fs::create_symlink("playlists", hers() / "more");
     EXPECT_EQ(CodeOf("Playlist", "add", own), 0) << "her own list is hers to change";
     EXPECT_EQ(Ask("Playlist", "get", own)["total"].asInt(), 2);
+
+    // A list of somebody else's, by root's link and one of hers behind it.
+    fs::create_directory(herPlace() / "lists");
+    const fs::path list = herPlace() / "lists/x.m3u";
+    std::ofstream(list) << "http://bobs/\n";
+    fs::create_symlink(herPlace() / "more", open() / "more");
+    fs::create_symlink("./lists", herPlace() / "more");
+    for (const fs::path &path : {herPlace() / "lists", herPlace() / "more"}) {
+        EXPECT_EQ(lchown(path.c_str(), kAlice, 0), 0);
+    }
+    EXPECT_EQ(chown(list.c_str(), kBob, 0), 0);
+    fs::permissions(list, fs::perms(0644));
+    EXPECT_EQ(Ask("Playlist", "get", common)["total"].asInt(), 1);
+    EXPECT_NE(CodeOf("Playlist", "add", common), 0) << "bob's alone to change";
+    fs::permissions(list, fs::perms(0666));
+    EXPECT_EQ(CodeOf("Playlist", "add", common), 0);
+    EXPECT_EQ(Ask("Playlist", "get", common)["total"].asInt(), 2);
+
+    const std::string song = "music_p_4";
+    EXPECT_EQ(CodeOf("Song", "rate", {{"id", song}, {"rating", "4"}}), 0);
+    EXPECT_TRUE(fs::exists(hers() / "@eaDir/a.mp3/VARNAUDIO_SONG_RATING"));
+    const auto get = [&](const char *api, const char *method) {
+        return RunCgi({{"REQUEST_METHOD", "GET"},
+                       {"QUERY_STRING", QueryOf(api, method, {{"id", song}})},
+                       {"REMOTE_USER", "alice"}});
+    };
+    EXPECT_TRUE(Contains(get("Cover", "get"), "http://hers/"));
+    EXPECT_TRUE(Contains(get("Stream", "stream"), "X-Sendfile: " + (hers() / "a.mp3").string()));
+    MoveTo(hers() / "a.mp3", bobs() / "a.mp3");
+    EXPECT_TRUE(Contains(get("Stream", "stream"), "Status: 404")) << "bob's, moved there";
 }
 
 }  // namespace
