@@ -189,10 +189,13 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
         SetError(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    Before before;
     std::string bytes;
-    if (!ReadFile(path, before, bytes)) {
-        return -1;
+    {
+        // For the file alone: its entries must not ask with root's rights what else is there.
+        Before before;
+        if (!ReadFile(path, before, bytes)) {
+            return -1;
+        }
     }
     Meanings meanings(path);
     Candidates candidates;
