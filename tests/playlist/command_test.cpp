@@ -116,6 +116,7 @@ TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
             {{"playlist", "rename", "x", "caf\xE9"}, 2, "name is UTF-8"},
             {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
     Touch(In("y.m3u"), "rtsp://r/x\nhttp://a/\n");
+    std::filesystem::permissions(In("y.m3u"), std::filesystem::perms(0666));
     AddRow(In("y.m3u"), "y", "m");
     RunAll({{{"playlist", "add", "y", "http://b/"}, 2, "the entry rtsp://r/x"},
             {{"playlist", "remove", "y", "1"}, 2, "the entry rtsp://r/x"},
