@@ -45,18 +45,20 @@ std::string NameOf(const std::string &path) {
     return open.empty() ? path : open;
 }
 
-// A link in a shared folder must not make root show another file: what it leads to has to be a
-// playlist by its name, too. What is held open is what its holder wants.
-UniqueFd OpenAsRoot(const std::string &path, Before &before) {
+// False where the process is root already, or may not become it.
+bool BecomeRoot(Before &before) {
     if (geteuid() == 0 || !MaySwitchUser()) {
-        return UniqueFd();
+        return false;
     }
     before.emplace();
-    if (VLIBSetEffective(0, 0) != 0) {
+    return VLIBSetEffective(0, 0) == 0;
+}
+
+// A link in a shared folder must not make root show another file: what it leads to has to be a
+// playlist by its name, too.
+UniqueFd OpenAsRoot(const std::string &path, Before &before) {
+    if (!BecomeRoot(before)) {
         return UniqueFd();
-    }
-    if (!PathOfDescriptor(path).empty()) {
-        return Open(path);
     }
     const MallocPtr<char> resolved(realpath(path.c_str(), nullptr));
     const std::string real = resolved ? resolved.get() : "";
@@ -189,13 +191,16 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
         SetError(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
+    // Entries are looked for with the rights that the list is read with. In a home that is closed to
+    // this process they would look as if they were not there, and the next edit would drop them. A
+    // list that its holder has opened is read as root, whoever may read the file itself.
+    Before before;
+    if (!PathOfDescriptor(path).empty()) {
+        BecomeRoot(before);
+    }
     std::string bytes;
-    {
-        // For the file alone: its entries must not ask with root's rights what else is there.
-        Before before;
-        if (!ReadFile(path, before, bytes)) {
-            return -1;
-        }
+    if (!ReadFile(path, before, bytes)) {
+        return -1;
     }
     Meanings meanings(path);
     Candidates candidates;

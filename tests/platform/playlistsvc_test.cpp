@@ -1,6 +1,7 @@
 // Playlists as other programs write them.
 #include "varn/playlistsvc.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -10,6 +11,7 @@
 #include <vector>
 
 #include "playlist/playlist_test.h"
+#include "varn/descriptor.h"
 #include "varn/systempath.h"
 
 namespace {
@@ -303,7 +305,9 @@ TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
     fs::create_directory(home);
     fs::permissions(scratch(), fs::perms::all);
     Touch(home / "secret", "secret\n");
-    Touch(home / "own.m3u", "a.mp3\n");
+    Touch(home / "own.m3u", "a.mp3\n#1 Hits.mp3\n");
+    Touch(home / "#1 Hits.mp3");
+    const varn::UniqueFd held(open((home / "own.m3u").c_str(), O_RDONLY | O_CLOEXEC));
     fs::permissions(home, fs::perms::owner_all);
     fs::create_symlink(home / "secret", scratch() / "link.m3u");
     PVLIBSZLIST list = nullptr;
@@ -312,9 +316,12 @@ TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
     EXPECT_EQ(GetCandidateListByPlaylistParse((scratch() / "link.m3u").c_str(), &list, &remote),
               -1);
     EXPECT_EQ(list, nullptr);
-    EXPECT_EQ(GetCandidateListByPlaylistParse((home / "own.m3u").c_str(), &list, &remote), 1);
-    EXPECT_EQ(geteuid(), GetUserIdFromName("Tonvale"));
-    VLIBCSzListFree(list);
+    // Its entries are looked for with the same rights, and an edit keeps them.
+    for (const std::string &own : {(home / "own.m3u").string(), varn::DescriptorPath(held.Get())}) {
+        EXPECT_EQ(GetCandidateListByPlaylistParse(own.c_str(), &list, &remote), 2);
+        EXPECT_EQ(geteuid(), GetUserIdFromName("Tonvale"));
+        VLIBCSzListFree(list);
+    }
     EXPECT_EQ(ResetCredentialsByName("root", true), 0);
 }
 
