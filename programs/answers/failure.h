@@ -13,6 +13,7 @@ enum class FailureClass {
     kNotPermitted,  // the user may not
     kNotFound,      // there is no such item, or none that the user may see
     kExists,        // the name is taken
+    kBusy,          // somebody else is at work there; later it may go
     kFailed         // it could not be done
 };
 
@@ -93,12 +94,15 @@ enum class Reason {
     kLinkExists,      // (id)
     kPinExists,
 
+    // kBusy
+    kSettingsLocked,  // (path)
+    kPlaylistLocked,  // (path) somebody else writes it
+
     // kFailed
     kLibraryAway,
     kFileNotWritten,         // (path)
     kUsersNotRead,           // (path)
     kAccountsNotRead,        // (path)
-    kSettingsLocked,         // (path)
     kTranscodingNotOffered,  // (preference)
     kCustomKeysNotRead,      // (path)
     kNoPlaylistFolder,
@@ -107,7 +111,6 @@ enum class Reason {
     kFolderNotRead,  // (path)
     kPlaylistsNotListed,
     kPlaylistNotRead,        // (path)
-    kPlaylistLocked,         // (path) somebody else writes it
     kSmartPlaylistsNotRead,  // (path)
     kPlaylistNotWritten,     // (path)
     kPlaylistNotStored,      // (path) the library has no row for it
@@ -146,7 +149,8 @@ constexpr FailureClass ClassOf(Reason reason) {
     return reason < Reason::kNoPersonalLibrary ? FailureClass::kBadValue
            : reason < Reason::kNoSuchUser      ? FailureClass::kNotPermitted
            : reason < Reason::kPlaylistExists  ? FailureClass::kNotFound
-           : reason < Reason::kLibraryAway     ? FailureClass::kExists
+           : reason < Reason::kSettingsLocked  ? FailureClass::kExists
+           : reason < Reason::kLibraryAway     ? FailureClass::kBusy
                                                : FailureClass::kFailed;
 }
 

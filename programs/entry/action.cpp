@@ -144,6 +144,8 @@ Refusal RefusalOf(const tonvale_answers::Failure &failure) {
             return {Code::kNoSuchItem};
         case FailureClass::kExists:
             return {Code::kExistsAlready};
+        case FailureClass::kBusy:
+            return {Code::kBusy};
         case FailureClass::kFailed:
             break;
     }

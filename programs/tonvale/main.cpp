@@ -119,7 +119,11 @@ int main(int argc, char **argv) {
         return Run(argc, argv);
     } catch (const tonvale_answers::Failure &failure) {
         Complain(Worded(failure));
-        return failure.Class() == tonvale_answers::FailureClass::kFailed ? kFailed : kUsage;
+        const tonvale_answers::FailureClass what = failure.Class();
+        return what == tonvale_answers::FailureClass::kFailed ||
+                       what == tonvale_answers::FailureClass::kBusy
+                   ? kFailed
+                   : kUsage;
     } catch (const std::exception &error) {
         Complain(error.what());
         return kFailed;

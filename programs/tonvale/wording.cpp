@@ -120,15 +120,16 @@ constexpr Wording kWordings[] = {
      "the playlist already has the link {}; 'tonvale share update' changes its days"},
     {Reason::kPinExists, "that is pinned already"},
 
+    {Reason::kSettingsLocked,
+     "the settings cannot be locked: see that {} can be opened, and try again when nobody else "
+     "changes them"},
+    {Reason::kPlaylistLocked, "{} cannot be locked: try again when nobody else changes playlists"},
     {Reason::kLibraryAway, "the library did not answer; the lines above tell why"},
     {Reason::kFileNotWritten,
      "cannot write {}; see that its folder is there and its disk has room"},
     {Reason::kUsersNotRead,
      "the users file {} cannot be read; correct it, or remove it and run 'tonvale init'"},
     {Reason::kAccountsNotRead, "the accounts in {} cannot be read"},
-    {Reason::kSettingsLocked,
-     "the settings cannot be locked: see that {} can be opened, and try again when nobody else "
-     "changes them"},
     {Reason::kTranscodingNotOffered,
      "{} cannot be set: the package does not offer transcoding (docs/system.md)"},
     {Reason::kCustomKeysNotRead, "the custom keys in {} cannot be read"},
@@ -139,7 +140,6 @@ constexpr Wording kWordings[] = {
     {Reason::kFolderNotRead, "cannot look into the folder {}"},
     {Reason::kPlaylistsNotListed, "the playlists cannot be listed; the lines above tell why"},
     {Reason::kPlaylistNotRead, "the playlist {} cannot be read; the lines above tell why"},
-    {Reason::kPlaylistLocked, "{} cannot be locked: try again when nobody else changes playlists"},
     {Reason::kSmartPlaylistsNotRead, "{} cannot be read, or is larger than 1 MiB"},
     {Reason::kPlaylistNotWritten, "the playlist {} cannot be written"},
     {Reason::kPlaylistNotStored,
