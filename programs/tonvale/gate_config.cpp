@@ -46,6 +46,7 @@ http {
     map $http_host $told_host { default $http_host; "" "$server_addr:$server_port"; }
     map $binary_remote_addr $network {
         default $binary_remote_addr;
+        "~(?s)\A\x00{10}\xff\xff(?<mapped>.{4})\z" $mapped;
         "~(?s)\A(?<prefix>.{8}).{8}\z" $prefix;
     }
     limit_conn_zone $network zone=networks:16m;
@@ -62,7 +63,7 @@ http {
     proxy_buffer_size 64k;
     proxy_buffers 8 64k;
     proxy_busy_buffers_size 128k;
-    proxy_max_temp_file_size 256m;
+    proxy_max_temp_file_size 64m;
     proxy_temp_file_write_size 128k;
     error_page 502 503 504 =503 /503;
     error_page 414 494 =431 /431;
