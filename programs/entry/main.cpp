@@ -4,6 +4,7 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <exception>
 #include <string>
 
@@ -23,6 +24,17 @@ void BoundStatements() {
     const char *const given = std::getenv("PGOPTIONS");
     const std::string options = given != nullptr ? std::string(given) + " " : "";
     setenv("PGOPTIONS", (options + kStatementBound).c_str(), 1);
+}
+
+// The web server has asked for the login. Programs that this one starts, and a decoder that a damaged
+// song has taken over, could read it in an environment.
+void ForgetLogin() {
+    for (const char *name : {"HTTP_AUTHORIZATION", "HTTP_COOKIE"}) {
+        if (char *const value = std::getenv(name); value != nullptr) {
+            explicit_bzero(value, std::strlen(value));
+            unsetenv(name);
+        }
+    }
 }
 
 // Links name the port that others connect to, where the web server behind has none.
@@ -48,6 +60,7 @@ int main() {
     openlog("entry.cgi", 0, LOG_USER);
     // A client that goes away is an output that takes no more, which ends the encoder as well.
     std::signal(SIGPIPE, SIG_IGN);
+    ForgetLogin();
     BoundStatements();
     UseGatePort();
     // Whatever needs root's rights takes them for a moment, where the web server has them.
