@@ -13,12 +13,12 @@ enum class FailureClass {
     kNotPermitted,  // the user may not
     kNotFound,      // there is no such item, or none that the user may see
     kExists,        // the name is taken
-    kBusy,          // somebody else is at work there; later it may go
+    kBusy,          // somebody else is at work there; try again later
     kFailed         // it could not be done
 };
 
-// Each stands in its class (ClassOf), with the object that it carries in parentheses. A new one is
-// added at the end of its class; every front end words it.
+// Each stands in its class (ClassOf), with the object that it carries in parentheses. Add a new one
+// at the end of its class. The command line words each reason; the web API answers with its class.
 enum class Reason {
     // kBadValue
     kNotUtf8,
@@ -64,7 +64,7 @@ enum class Reason {
     kNotAHost,            // (text)
     kNotAPort,            // (text)
     kObjectIdTooLong,
-    kUnwritableEntry,  // (path or address) a playlist has it that is to be written
+    kUnwritableEntry,  // (path or address) an entry that can be read but not written
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)

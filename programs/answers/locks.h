@@ -9,9 +9,8 @@
 
 namespace tonvale_answers {
 
-// A lock on a file of its own, which the kernel gives back whatever becomes of its holder. The file
-// is nobody's to open who has neither root's rights nor those of the package: a lock on a user's own
-// file or folder could be kept by everybody who may read it.
+// A lock on a file of its own, which the kernel gives back when its holder ends. Only root and the
+// package may open the file: every reader of a user's own file could hold a lock on it.
 class Lock {
   public:
     // How it is held: by one alone, or by all who only look.
@@ -25,8 +24,8 @@ class Lock {
     varn::UniqueFd file_;
 };
 
-// What is in the users file and in the custom keys stays as it is read for as long as the object
-// lives, for all who take this lock before they read in order to write.
+// Holds off the other writers of the users file and the custom keys. Take it before reading what is
+// to be changed.
 class SettingsLock : public Lock {
   public:
     SettingsLock();

@@ -13,8 +13,8 @@ namespace tonvale_answers {
 // music; never in somebody else's. Needs root's rights where the caller's do not reach.
 bool MayHoldMusic(uid_t owner, const std::string &realPath);
 
-// True for an open folder that may hold the own playlists of a user: in his music, beside his
-// preferences, or a folder of his to which a link in his music leads. Needs root's rights.
+// True for an open folder that may hold a user's own playlists: it is in his music or beside his
+// preferences, or it belongs to him. Needs root's rights.
 bool MayHoldListsOf(const std::string &user, uid_t uid, int folder);
 
 // Opens a folder of shared playlists: one in an indexed folder and in nobody's music; or one out of

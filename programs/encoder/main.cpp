@@ -4,7 +4,7 @@
 // files. Debian's build has no such switch, and other names for some containers; this program says
 // the same in its words and becomes it. It also keeps it to sound: left to itself ffmpeg goes by
 // the contents of a file, and a list of other files under the name of a song would make it read
-// those. The rights that it was started with it gives up, but for reading the song.
+// those. It gives up the rights that it was started with, but for reading the song.
 #include <strings.h>
 
 #include <string>

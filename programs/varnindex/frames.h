@@ -32,7 +32,8 @@ bool AreFramesAt(const FrameAt &frameAt, long position);
 // Zeros where there are none.
 Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt);
 
-// False when the bit rate changes, as far as a look at the places tells that the fingerprint reads.
+// False where the bit rate changes within the first frames at the start, at one third and at two
+// thirds of the range, or where no frame is found at one of them. A change elsewhere is not seen.
 bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameAt);
 
 }  // namespace varnindex

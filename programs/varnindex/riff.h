@@ -11,8 +11,9 @@ namespace varnindex {
 
 enum class ChunkedKind { kWav, kAiff };
 
-// Has the stream show sizes that the file has room for, so that TagLib finds what is in it. Returns
-// the bytes of sound where those in the file were no use; none where they were fine.
+// Makes the stream show sizes that fit the file and that TagLib can read. Returns the bytes of sound
+// where a size was changed and for every RF64 file. Empty: TagLib's own count is right, or there is
+// no chunk of sound.
 std::optional<std::int64_t> MendSizes(BoundedStream &stream, ChunkedKind kind);
 
 }  // namespace varnindex
