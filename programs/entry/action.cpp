@@ -83,7 +83,7 @@ std::string_view RawValue(std::string_view query, std::string_view name) {
     return {};
 }
 
-// Does the work; a refusal, and a failure of the shared answers as the refusal that it is, goes to
+// Does the work; a refusal, and a failure of the service layer as the refusal that it is, goes to
 // `refused`.
 template <typename Work, typename Refused>
 bool Try(const Work &work, const Refused &refused) {
@@ -91,7 +91,7 @@ bool Try(const Work &work, const Refused &refused) {
         return work();
     } catch (const Refusal &refusal) {
         return refused(refusal.code);
-    } catch (const tonvale_answers::Failure &failure) {
+    } catch (const tonvale_service::Failure &failure) {
         return refused(RefusalOf(failure).code);
     }
 }
@@ -133,8 +133,8 @@ const char *StatusOf(Code code) {
     }
 }
 
-Refusal RefusalOf(const tonvale_answers::Failure &failure) {
-    using tonvale_answers::FailureClass;
+Refusal RefusalOf(const tonvale_service::Failure &failure) {
+    using tonvale_service::FailureClass;
     switch (failure.Class()) {
         case FailureClass::kBadValue:
             return {Code::kBadParameter};
@@ -166,7 +166,7 @@ bool Action::Process() {
 }
 
 bool ListAction::Process() {
-    std::unique_ptr<tonvale_answers::Page> page;
+    std::unique_ptr<tonvale_service::Page> page;
     Json::Value first;
     Code code = Code::kFailed;
     // What fails does so before anything is written, or else breaks the answer off.
@@ -188,7 +188,7 @@ bool ListAction::Process() {
     WebMan(false).WriteHeader(nullptr);
     try {
         if (std::fputs("{\"data\":", stdout) < 0 ||
-            !WritePage(*page, std::move(first), tonvale_answers::Letters::kAscii, stdout)) {
+            !WritePage(*page, std::move(first), tonvale_service::Letters::kAscii, stdout)) {
             return false;
         }
         if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {

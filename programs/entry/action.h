@@ -5,8 +5,8 @@
 #include <span>
 #include <string_view>
 
-#include "answers/page.h"
 #include "request.h"
+#include "service/page.h"
 #include "tonvale/action.h"
 
 namespace tonvale_entry {
@@ -39,7 +39,7 @@ class ListAction : public ActionHandler {
 
   protected:
     // Throws a Refusal.
-    virtual std::unique_ptr<tonvale_answers::Page> Open() = 0;
+    virtual std::unique_ptr<tonvale_service::Page> Open() = 0;
 
     const Request &Asked() const { return request_; }
 

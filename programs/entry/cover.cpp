@@ -1,13 +1,13 @@
 // VARN.Tonvale.Cover: the pictures of songs, albums, folders and stations.
-#include "answers/cover.h"
+#include "service/cover.h"
 
 #include <optional>
 
 #include "action.h"
-#include "answers/folders.h"
-#include "answers/kinds.h"
 #include "picture.h"
 #include "remote_url.h"
+#include "service/folders.h"
+#include "service/kinds.h"
 #include "song_records.h"
 #include "tonvale/settings.h"
 #include "turn.h"
@@ -17,8 +17,8 @@ namespace tonvale_entry {
 
 namespace {
 
-using tonvale_answers::CoverSize;
-using tonvale_answers::Picture;
+using tonvale_service::CoverSize;
+using tonvale_service::Picture;
 
 // Of an album or a folder so many songs are looked at.
 constexpr int kMostSongs = 10;
@@ -57,16 +57,16 @@ class Get : public MediaAction {
             throw Refusal{Code::kBadParameter};
         }
         TakeTurn(Asked(), Work::kElsewhere);
-        return SendFetchedPicture(tonvale_answers::FetchCover(url), Asked().WantsHeaderOnly());
+        return SendFetchedPicture(tonvale_service::FetchCover(url), Asked().WantsHeaderOnly());
     }
 
     // Empty when what was asked for is there and has no cover.
     std::optional<Picture> Find(CoverSize size) const {
         for (const auto &[owner, path] : Songs()) {
             try {
-                return tonvale_answers::OpenCoverOf(owner, path, size);
-            } catch (const tonvale_answers::Failure &failure) {
-                if (failure.Class() != tonvale_answers::FailureClass::kNotFound) {
+                return tonvale_service::OpenCoverOf(owner, path, size);
+            } catch (const tonvale_service::Failure &failure) {
+                if (failure.Class() != tonvale_service::FailureClass::kNotFound) {
                     throw;
                 }
             }
@@ -103,7 +103,7 @@ class Get : public MediaAction {
 
     std::string FolderCondition(const std::string &id) const {
         const std::string row =
-            Checked(varn::Sql("id = @VARN:INT", tonvale_answers::ParseFolderId(id)));
+            Checked(varn::Sql("id = @VARN:INT", tonvale_service::ParseFolderId(id)));
         const std::vector<Song> folders =
             SongsOf(Open(Kind("all"), VARN_TABLE_DIRECTORY, "path", row, "", 1));
         return Checked(varn::Sql("path LIKE '@VARN:LVAR/%%'", folders.front().path));
@@ -118,7 +118,7 @@ class Get : public MediaAction {
 
     std::string Kind(const std::string &otherwise) const {
         const std::string asked = Asked().Text("library");
-        return tonvale_answers::ChosenKind(asked.empty() ? otherwise : asked,
+        return tonvale_service::ChosenKind(asked.empty() ? otherwise : asked,
                                            Asked().User().GetLoginUID());
     }
 

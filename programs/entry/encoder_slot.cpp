@@ -25,8 +25,8 @@ unsigned Turns() {
 
 }  // namespace
 
-tonvale_answers::Slot EncoderSlot() {
-    tonvale_answers::Slot slot("", Turns());
+tonvale_service::Slot EncoderSlot() {
+    tonvale_service::Slot slot("", Turns());
     if (slot.IsUnknown()) {
         throw Refusal{Code::kFailed};
     }

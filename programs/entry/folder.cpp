@@ -1,7 +1,7 @@
 // VARN.Tonvale.Folder: the library by its folders.
 #include "action.h"
-#include "answers/folders.h"
 #include "list_request.h"
+#include "service/folders.h"
 
 namespace tonvale_entry {
 
@@ -12,14 +12,14 @@ class List : public ListAction {
     using ListAction::ListAction;
 
   protected:
-    std::unique_ptr<tonvale_answers::Page> Open() override {
+    std::unique_ptr<tonvale_service::Page> Open() override {
         const std::string id = Asked().Text("id");
         // The order is always the same: no key is known.
         if (!Asked().Text("sort_by").empty()) {
             throw Refusal{Code::kBadParameter};
         }
         return ListInside(ListRequestOf(Asked()),
-                          id.empty() ? 0 : tonvale_answers::ParseFolderId(id),
+                          id.empty() ? 0 : tonvale_service::ParseFolderId(id),
                           TrackWriterOf(Asked()));
     }
 };

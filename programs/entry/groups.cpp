@@ -1,5 +1,5 @@
 // VARN.Tonvale.Album, Artist, Genre and Composer: what songs have in common.
-#include "answers/groups.h"
+#include "service/groups.h"
 
 #include "action.h"
 #include "list_request.h"
@@ -8,25 +8,25 @@ namespace tonvale_entry {
 
 namespace {
 
-template <const tonvale_answers::Group &Listed>
+template <const tonvale_service::Group &Listed>
 class List : public ListAction {
   public:
     using ListAction::ListAction;
 
   protected:
-    std::unique_ptr<tonvale_answers::Page> Open() override {
+    std::unique_ptr<tonvale_service::Page> Open() override {
         return ListGroups(Listed, ListRequestOf(Asked()), Asked().Given("keyword"));
     }
 };
 
 constexpr Method kAlbumMethods[] = {
-    {.name = "list", .make = Make<List<tonvale_answers::kAlbums>>, .takesRoot = false}};
+    {.name = "list", .make = Make<List<tonvale_service::kAlbums>>, .takesRoot = false}};
 constexpr Method kArtistMethods[] = {
-    {.name = "list", .make = Make<List<tonvale_answers::kArtists>>, .takesRoot = false}};
+    {.name = "list", .make = Make<List<tonvale_service::kArtists>>, .takesRoot = false}};
 constexpr Method kComposerMethods[] = {
-    {.name = "list", .make = Make<List<tonvale_answers::kComposers>>, .takesRoot = false}};
+    {.name = "list", .make = Make<List<tonvale_service::kComposers>>, .takesRoot = false}};
 constexpr Method kGenreMethods[] = {
-    {.name = "list", .make = Make<List<tonvale_answers::kGenres>>, .takesRoot = false}};
+    {.name = "list", .make = Make<List<tonvale_service::kGenres>>, .takesRoot = false}};
 
 }  // namespace
 

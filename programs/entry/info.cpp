@@ -1,7 +1,7 @@
 // VARN.Tonvale.Info: who is logged in, and what there is for them.
 #include "action.h"
-#include "answers/kinds.h"
-#include "answers/settings.h"
+#include "service/kinds.h"
+#include "service/settings.h"
 
 namespace tonvale_entry {
 
@@ -20,13 +20,13 @@ class Get : public Action {
         user["uid"] = uid;
         user["name"] = Asked().User().GetLoginUserName();
         user["permissions"] = Json::Value(Json::arrayValue);
-        for (const std::string &name : tonvale_answers::RightNames(Asked().Rights())) {
+        for (const std::string &name : tonvale_service::RightNames(Asked().Rights())) {
             user["permissions"].append(name);
         }
         Json::Value &library = data["library"];
-        library["default"] = tonvale_answers::DefaultKind(uid);
+        library["default"] = tonvale_service::DefaultKind(uid);
         library["kinds"] = Json::Value(Json::arrayValue);
-        for (const std::string &kind : tonvale_answers::BrowsableKinds(uid)) {
+        for (const std::string &kind : tonvale_service::BrowsableKinds(uid)) {
             library["kinds"].append(kind);
         }
         return data;

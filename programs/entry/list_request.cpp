@@ -2,8 +2,8 @@
 
 #include <climits>
 
-#include "answers/kinds.h"
-#include "answers/tracks.h"
+#include "service/kinds.h"
+#include "service/tracks.h"
 
 namespace tonvale_entry {
 
@@ -18,10 +18,10 @@ PageWanted PageOf(const Request &request, int most) {
             static_cast<int>(request.Number("limit", kUsualEntries, 1, most))};
 }
 
-tonvale_answers::ListRequest ListRequestOf(const Request &request) {
-    tonvale_answers::ListRequest list;
+tonvale_service::ListRequest ListRequestOf(const Request &request) {
+    tonvale_service::ListRequest list;
     list.uid = request.User().GetLoginUID();
-    list.library = tonvale_answers::ChosenKind(request.Text("library"), list.uid);
+    list.library = tonvale_service::ChosenKind(request.Text("library"), list.uid);
     list.filters.artist = request.Given("artist");
     list.filters.album = request.Given("album");
     list.filters.albumArtist = request.Given("album_artist");
@@ -37,7 +37,7 @@ tonvale_answers::ListRequest ListRequestOf(const Request &request) {
 
 Tonvale::webapi::WebapiLibrary TrackWriterOf(const Request &request) {
     Tonvale::webapi::WebapiLibrary writer(request.User());
-    tonvale_answers::Apply(request.Names("additional", tonvale_answers::AdditionNames()), writer);
+    tonvale_service::Apply(request.Names("additional", tonvale_service::AdditionNames()), writer);
     return writer;
 }
 

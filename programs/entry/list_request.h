@@ -1,8 +1,8 @@
 // The parameters that the lists have in common.
 #pragma once
 
-#include "answers/list.h"
 #include "request.h"
+#include "service/list.h"
 #include "tonvale/webapi.h"
 
 namespace tonvale_entry {
@@ -18,7 +18,7 @@ PageWanted PageOf(const Request &request, int most = kMostEntries);
 
 // library, the filters, sort_by, sort_direction, offset and limit. Throws a Refusal, or a Failure
 // for a library that the user may not browse.
-tonvale_answers::ListRequest ListRequestOf(const Request &request);
+tonvale_service::ListRequest ListRequestOf(const Request &request);
 
 // What writes the user's track objects, with what `additional` names in them.
 Tonvale::webapi::WebapiLibrary TrackWriterOf(const Request &request);

@@ -3,8 +3,8 @@
 #include <climits>
 
 #include "action.h"
-#include "answers/media_server.h"
 #include "server_url.h"
+#include "service/media_server.h"
 
 namespace tonvale_entry {
 
@@ -36,13 +36,13 @@ class List : public Action {
             if (!IsServerAddress(address)) {
                 throw Refusal{Code::kBadParameter};
             }
-            search.address = tonvale_answers::SearchAddress(address);
+            search.address = tonvale_service::SearchAddress(address);
         }
-        std::vector<mediaserver::Server> servers = tonvale_answers::FindServers(search).servers;
+        std::vector<mediaserver::Server> servers = tonvale_service::FindServers(search).servers;
         std::erase_if(servers, [](const mediaserver::Server &server) {
             return !IsServerUrl(server.controlUrl);
         });
-        return tonvale_answers::ServersData(servers);
+        return tonvale_service::ServersData(servers);
     }
 };
 
@@ -52,7 +52,7 @@ class Browse : public Action {
 
   protected:
     Json::Value Data() override {
-        tonvale_answers::BrowseQuestion question;
+        tonvale_service::BrowseQuestion question;
         question.url = Asked().RequiredText("url");
         question.id = Asked().Text("id", "0");
         question.metadata =
@@ -66,8 +66,8 @@ class Browse : public Action {
         if (!IsServerUrl(question.url)) {
             throw Refusal{Code::kBadParameter};
         }
-        tonvale_answers::ObjectCollector objects(question.offset);
-        tonvale_answers::BrowseServer(question, objects);
+        tonvale_service::ObjectCollector objects(question.offset);
+        tonvale_service::BrowseServer(question, objects);
         return objects.Data();
     }
 };

@@ -6,7 +6,7 @@
 #include <charconv>
 #include <memory>
 
-#include "answers/text.h"
+#include "service/text.h"
 
 namespace tonvale_entry {
 
@@ -45,7 +45,7 @@ bool IsCleanText(std::string_view text) {
         const char c = text.front();
         const bool control =
             (c >= 0 && c < 0x20 && c != '\t' && c != '\n' && c != '\r') || c == 0x7F;
-        const std::size_t length = control ? 0 : tonvale_answers::CharacterLength(text);
+        const std::size_t length = control ? 0 : tonvale_service::CharacterLength(text);
         if (length == 0) {
             return false;
         }

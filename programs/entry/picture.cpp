@@ -14,7 +14,7 @@ namespace tonvale_entry {
 namespace {
 
 using Tonvale::Validators;
-using tonvale_answers::Picture;
+using tonvale_service::Picture;
 
 // A cover changes seldom; after this time it is asked for again, and mostly answered with 304.
 constexpr char kCacheFor[] = "Cache-Control: private, max-age=300\r\n";
@@ -56,7 +56,7 @@ bool Send(const Picture &picture, const Validators &validators, bool headerOnly)
     GiveUpRights();  // the picture is open
     const auto size = static_cast<std::size_t>(picture.info.st_size);
     const bool follows = SendHeader(validators, picture.type, size, "", headerOnly);
-    return (!follows || tonvale_answers::CopyPicture(picture, Write)) && std::fflush(stdout) == 0;
+    return (!follows || tonvale_service::CopyPicture(picture, Write)) && std::fflush(stdout) == 0;
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 // Pictures as answers, most of which clients may keep.
 #pragma once
 
-#include "answers/cover.h"
+#include "service/cover.h"
 
 namespace tonvale_entry {
 
@@ -9,10 +9,10 @@ namespace tonvale_entry {
 // still good (RFC 9110). True when all of it went out.
 
 // A picture of the library, with validators.
-bool SendPicture(const tonvale_answers::Picture &picture, bool headerOnly);
+bool SendPicture(const tonvale_service::Picture &picture, bool headerOnly);
 
 // A picture from elsewhere, which may be another one the next time: it is not to be kept.
-bool SendFetchedPicture(const tonvale_answers::Picture &picture, bool headerOnly);
+bool SendFetchedPicture(const tonvale_service::Picture &picture, bool headerOnly);
 
 // Our own drawing, for what has no picture.
 bool SendDefaultPicture(bool headerOnly);

@@ -5,13 +5,13 @@
 #include <memory>
 
 #include "action.h"
-#include "answers/pins.h"
+#include "service/pins.h"
 
 namespace tonvale_entry {
 
 namespace {
 
-using tonvale_answers::Pins;
+using tonvale_service::Pins;
 
 // An action on the pins of the user who asks. Its refusals have the library's own codes.
 class PinAction : public Action {
@@ -25,7 +25,7 @@ class PinAction : public Action {
         Pins pins(Asked().User().GetLoginUID(), Asked().User().GetLoginUserName());
         try {
             return Do(pins);
-        } catch (const tonvale_answers::PinFailure &failure) {
+        } catch (const tonvale_service::PinFailure &failure) {
             throw Refusal{static_cast<Code>(failure.ErrorCode())};
         }
     }

@@ -1,13 +1,13 @@
 // VARN.Tonvale.Player: the player daemon, the machine's sound card, and speakers' passwords.
-#include "answers/player.h"
+#include "service/player.h"
 
 #include <algorithm>
 #include <climits>
 
 #include "action.h"
-#include "answers/songs.h"
-#include "answers/sound_card.h"
-#include "answers/speaker.h"
+#include "service/songs.h"
+#include "service/sound_card.h"
+#include "service/speaker.h"
 #include "speaker_address.h"
 #include "tonvale/settings.h"
 
@@ -15,7 +15,7 @@ namespace tonvale_entry {
 
 namespace {
 
-using namespace tonvale_answers;
+using namespace tonvale_service;
 
 constexpr long long kMostEntries = 500;
 constexpr long long kUsualEntries = 100;

@@ -2,17 +2,17 @@
 #include <climits>
 
 #include "action.h"
-#include "answers/playlist_edit.h"
-#include "answers/playlists.h"
-#include "answers/tracks.h"
 #include "list_request.h"
+#include "service/playlist_edit.h"
+#include "service/playlists.h"
+#include "service/tracks.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_entry {
 
 namespace {
 
-using namespace tonvale_answers;
+using namespace tonvale_service;
 
 const std::vector<std::string> kFlags = {"false", "true"};
 

@@ -1,7 +1,7 @@
 // Why a request gets no data.
 #pragma once
 
-#include "answers/failure.h"
+#include "service/failure.h"
 
 namespace tonvale_entry {
 
@@ -23,7 +23,7 @@ struct Refusal {
     Code code;
 };
 
-// What a failure of the shared answers is to a client.
-Refusal RefusalOf(const tonvale_answers::Failure &failure);
+// What a failure of the service layer is to a client.
+Refusal RefusalOf(const tonvale_service::Failure &failure);
 
 }  // namespace tonvale_entry

@@ -1,5 +1,5 @@
 // VARN.Tonvale.Setting: preferences, and for administrators everybody's rights and the custom keys.
-#include "answers/settings.h"
+#include "service/settings.h"
 
 #include <algorithm>
 #include <initializer_list>
@@ -16,10 +16,10 @@ constexpr std::size_t kLongestText = 4096;
 // What the asking user may know.
 Json::Value Settings(const Request &request) {
     Json::Value data(Json::objectValue);
-    data["preferences"] = tonvale_answers::PreferencesOf(request.User().GetLoginUID());
-    if (tonvale_answers::IsAdministrator(request.User().GetLoginUserName())) {
-        data["users"] = tonvale_answers::UserList();
-        data["custom_keys"] = tonvale_answers::CustomKeys();
+    data["preferences"] = tonvale_service::PreferencesOf(request.User().GetLoginUID());
+    if (tonvale_service::IsAdministrator(request.User().GetLoginUserName())) {
+        data["users"] = tonvale_service::UserList();
+        data["custom_keys"] = tonvale_service::CustomKeys();
     }
     return data;
 }
@@ -54,32 +54,32 @@ class Set : public Action {
         const unsigned mask = setsRights ? Rights() : 0;
         const std::string user = setsRights ? Asked().RequiredText("user") : "";
         const auto key =
-            setsKey ? Asked().Number("custom_key", 0, 1, tonvale_answers::kCustomKeys) : 0;
+            setsKey ? Asked().Number("custom_key", 0, 1, tonvale_service::kCustomKeys) : 0;
         const std::string type = ShortText("type");
         const std::string value = ShortText("value");
         const std::string title = ShortText("title");
         if (setsRights) {
-            tonvale_answers::SetPermission(user, mask);
+            tonvale_service::SetPermission(user, mask);
         }
         for (const auto &[name, chosen] : preferences_) {
-            tonvale_answers::SetPreference(Asked().User().GetLoginUID(), name, chosen);
+            tonvale_service::SetPreference(Asked().User().GetLoginUID(), name, chosen);
         }
         if (setsKey) {
-            tonvale_answers::SetCustomKey(static_cast<int>(key), type, value, title);
+            tonvale_service::SetCustomKey(static_cast<int>(key), type, value, title);
         }
         return Settings(Asked());
     }
 
   private:
     void ReadPreferences() {
-        for (const tonvale_answers::Preference &known : tonvale_answers::AllPreferences()) {
+        for (const tonvale_service::Preference &known : tonvale_service::AllPreferences()) {
             const auto given = Asked().Given(known.name);
             if (!given) {
                 continue;
             }
             // Switches are told as JSON tells them.
             const std::string value = *given == "true" ? "yes" : *given == "false" ? "no" : *given;
-            tonvale_answers::CheckPreference(known.name, value);
+            tonvale_service::CheckPreference(known.name, value);
             preferences_.emplace_back(known.name, value);
         }
     }
@@ -90,17 +90,17 @@ class Set : public Action {
     }
 
     void RequireAdministrator() const {
-        if (!tonvale_answers::IsAdministrator(Asked().User().GetLoginUserName())) {
+        if (!tonvale_service::IsAdministrator(Asked().User().GetLoginUserName())) {
             throw Refusal{Code::kNotPermitted};
         }
     }
 
     unsigned Rights() const {
         std::vector<std::string> known;
-        for (const tonvale_answers::Right &right : tonvale_answers::AllRights()) {
+        for (const tonvale_service::Right &right : tonvale_service::AllRights()) {
             known.emplace_back(right.name);
         }
-        return tonvale_answers::MaskOf(Asked().Names("permissions", known));
+        return tonvale_service::MaskOf(Asked().Names("permissions", known));
     }
 
     std::string ShortText(const std::string &name) const {

@@ -10,12 +10,12 @@
 #include <optional>
 #include <thread>
 
-#include "answers/browsed_song.h"
-#include "answers/failure.h"
-#include "answers/list_place.h"
-#include "answers/named_playlist.h"
-#include "answers/songs.h"
 #include "refusal.h"
+#include "service/browsed_song.h"
+#include "service/failure.h"
+#include "service/named_playlist.h"
+#include "service/playlist_place.h"
+#include "service/songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "turn.h"
@@ -52,12 +52,12 @@ std::string Key(const Tonvale::SharingData &link) {
 }
 
 // The playlist, which may have become a link since it was shared.
-tonvale_answers::HeldList Held(const Tonvale::SharingData &link) {
+tonvale_service::HeldPlaylist Held(const Tonvale::SharingData &link) {
     const bool isPersonal = Tonvale::webapi::playlist::PlaylistResult(link.playlist_id).personal ||
-                            link.playlist_id == tonvale_answers::kSharedSongsId;
+                            link.playlist_id == tonvale_service::kSharedSongsId;
     try {
         return {{link.user_name, isPersonal, link.user_id}, link.path};
-    } catch (const tonvale_answers::Failure &) {
+    } catch (const tonvale_service::Failure &) {
         RefuseLink();
     }
 }
@@ -65,7 +65,7 @@ tonvale_answers::HeldList Held(const Tonvale::SharingData &link) {
 // A page of the playlist's entries; `total` below 0 when it cannot be read.
 SongList ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     total = -1;
-    const tonvale_answers::HeldList list = Held(link);
+    const tonvale_service::HeldPlaylist list = Held(link);
     return SongList(VARNPlaylistParseByPath(link.user_id, list.Path().c_str(), nullptr, &total,
                                             offset, limit, "*", 0));
 }
@@ -127,8 +127,8 @@ SharedPlaylist::SharedPlaylist(const std::string &linkId) {
 }
 
 std::string SharedPlaylist::Name() const {
-    if (link_.playlist_id == tonvale_answers::kSharedSongsId) {
-        return tonvale_answers::kSharedSongsName;
+    if (link_.playlist_id == tonvale_service::kSharedSongsId) {
+        return tonvale_service::kSharedSongsName;
     }
     if (IsSmart(link_)) {
         return Key(link_);
@@ -150,7 +150,7 @@ std::vector<SharedSong> SharedPlaylist::Shown(PLAYLIST_REC *list) const {
     library.GetTrackJson(ratings.Get(), list, tracks);
     std::vector<SharedSong> songs;
     for (const Json::Value &track : tracks) {
-        const auto id = tonvale_answers::ParseSongId(track["id"].asString());
+        const auto id = tonvale_service::ParseSongId(track["id"].asString());
         if (!id) {
             continue;  // an address, or a file that the library does not have
         }
@@ -176,23 +176,23 @@ SharedPage SharedPlaylist::Songs(int offset, int limit) const {
 }
 
 void SharedPlaylist::Check(const VARN_MEDIA_INFO &song) {
-    std::optional<tonvale_answers::HeldList> list;
+    std::optional<tonvale_service::HeldPlaylist> list;
     Tonvale::SharingData link = link_;
     if (!IsSmart(link_)) {
         list.emplace(Held(link_));
         link.path = list->Path();
     }
-    if (!manager_.CheckSongAllowSharing(link, tonvale_answers::NameInPlaylist(song))) {
+    if (!manager_.CheckSongAllowSharing(link, tonvale_service::NameInPlaylist(song))) {
         RefuseLink();
     }
 }
 
 VARN_MEDIA_INFO SharedPlaylist::Song(const std::string &id) {
     try {
-        const VARN_MEDIA_INFO song = tonvale_answers::FindBrowsedSong(link_.user_id, id);
+        const VARN_MEDIA_INFO song = tonvale_service::FindBrowsedSong(link_.user_id, id);
         Check(song);
         return song;
-    } catch (const tonvale_answers::Failure &) {
+    } catch (const tonvale_service::Failure &) {
         RefuseLink();
     }
 }
@@ -203,7 +203,7 @@ SharedSong SharedPlaylist::ReferredSong(const std::string &reference) {
     if (!entry) {
         throw std::bad_alloc();
     }
-    const auto song = tonvale_answers::FindNamedSong(link_.user_id, name);
+    const auto song = tonvale_service::FindNamedSong(link_.user_id, name);
     if (!song) {
         RefuseLink();
     }

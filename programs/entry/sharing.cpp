@@ -1,16 +1,16 @@
 // VARN.Tonvale.Sharing: the share links of the user who asks.
 #include "action.h"
-#include "answers/links.h"
 #include "list_request.h"
+#include "service/links.h"
 
 namespace tonvale_entry {
 
 namespace {
 
-using tonvale_answers::CheckedDays;
-using tonvale_answers::Days;
-using tonvale_answers::LinkName;
-using tonvale_answers::Links;
+using tonvale_service::CheckedDays;
+using tonvale_service::Days;
+using tonvale_service::LinkName;
+using tonvale_service::Links;
 
 // An action on the links of the user who asks, who must have the right to share.
 class LinkAction : public Action {

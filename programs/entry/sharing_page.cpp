@@ -2,11 +2,11 @@
 #include <cstdio>
 
 #include "action.h"
-#include "answers/failure.h"
 #include "list_request.h"
 #include "page_html.h"
 #include "picture.h"
 #include "rights.h"
+#include "service/failure.h"
 #include "shared_playlist.h"
 #include "song_sound.h"
 
@@ -31,7 +31,7 @@ bool OrRefused(const Work &work) {
         return work();
     } catch (const Refusal &refusal) {
         code = refusal.code;
-    } catch (const tonvale_answers::Failure &failure) {
+    } catch (const tonvale_service::Failure &failure) {
         code = RefusalOf(failure).code;
     }
     if (code == Code::kNoSuchItem) {
@@ -87,10 +87,10 @@ class Cover : public MediaAction {
     bool Send() override {
         const bool isSmall = Asked().Choice("size", {"original", "scaled"}, "scaled") == "scaled";
         const VARN_MEDIA_INFO song = SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId));
-        using tonvale_answers::CoverSize;
+        using tonvale_service::CoverSize;
         const CoverSize size = isSmall ? CoverSize::kScaled : CoverSize::kOriginal;
         return OrRefused([&] {
-            return SendPicture(tonvale_answers::OpenCoverOf(song.userid, song.path, size),
+            return SendPicture(tonvale_service::OpenCoverOf(song.userid, song.path, size),
                                Asked().WantsHeaderOnly());
         });
     }

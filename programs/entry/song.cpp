@@ -1,5 +1,5 @@
 // VARN.Tonvale.Song: the songs of the library.
-#include "answers/songs.h"
+#include "service/songs.h"
 
 #include "action.h"
 #include "list_request.h"
@@ -9,7 +9,7 @@ namespace tonvale_entry {
 
 namespace {
 
-using tonvale_answers::Page;
+using tonvale_service::Page;
 
 class List : public ListAction {
   public:
@@ -27,7 +27,7 @@ class Search : public ListAction {
 
   protected:
     std::unique_ptr<Page> Open() override {
-        const auto &fields = tonvale_answers::SearchFields();
+        const auto &fields = tonvale_service::SearchFields();
         return SearchSongs(ListRequestOf(Asked()), Asked().RequiredText("keyword"),
                            Asked().Choice("field", fields, fields.front()), TrackWriterOf(Asked()));
     }
@@ -42,7 +42,7 @@ class Get : public Action {
   protected:
     Json::Value Data() override {
         Json::Value data(Json::objectValue);
-        data["songs"] = tonvale_answers::SongsById(Asked().User().GetLoginUID(),
+        data["songs"] = tonvale_service::SongsById(Asked().User().GetLoginUID(),
                                                    Asked().Values("id"), TrackWriterOf(Asked()));
         if (data["songs"].empty()) {
             throw Refusal{Code::kNoSuchItem};
@@ -63,7 +63,7 @@ class Rate : public Action {
             throw Refusal{Code::kBadParameter};
         }
         const uid_t uid = Asked().User().GetLoginUID();
-        tonvale_answers::RateSongs(uid, tonvale_answers::RowsOf(uid, Asked().Values("id")),
+        tonvale_service::RateSongs(uid, tonvale_service::RowsOf(uid, Asked().Values("id")),
                                    static_cast<unsigned>(stars));
         return Json::Value(Json::objectValue);
     }

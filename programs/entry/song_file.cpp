@@ -5,9 +5,9 @@
 #include <filesystem>
 #include <system_error>
 
-#include "answers/as_root.h"
-#include "answers/music_places.h"
 #include "refusal.h"
+#include "service/as_root.h"
+#include "service/music_places.h"
 
 namespace tonvale_entry {
 
@@ -23,13 +23,13 @@ bool IsMovedHere(const VARN_MEDIA_INFO &song, const struct stat &info) {
 }  // namespace
 
 std::string RealSongFile(const VARN_MEDIA_INFO &song) {
-    const tonvale_answers::AsRoot root;
+    const tonvale_service::AsRoot root;
     std::error_code error;
     std::string path = fs::canonical(song.path, error).native();
     struct stat info {};
     if (error || path.size() >= sizeof song.path || lstat(path.c_str(), &info) != 0 ||
         !S_ISREG(info.st_mode) || IsMovedHere(song, info) ||
-        !tonvale_answers::MayHoldMusic(song.userid, path)) {
+        !tonvale_service::MayHoldMusic(song.userid, path)) {
         throw Refusal{Code::kNoSuchItem};
     }
     return path;

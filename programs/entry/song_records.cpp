@@ -1,12 +1,12 @@
 #include "song_records.h"
 
-#include "answers/songs.h"
+#include "service/songs.h"
 #include "varn/sql.h"
 
 namespace tonvale_entry {
 
 Handle RowOfSong(const Request &request, const std::string &id, const std::string &columns) {
-    const auto song = tonvale_answers::ParseSongId(id);
+    const auto song = tonvale_service::ParseSongId(id);
     const auto condition = song ? varn::Sql("id = @VARN:INT", song->row) : std::nullopt;
     if (!condition) {
         throw Refusal{Code::kBadParameter};

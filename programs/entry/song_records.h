@@ -3,14 +3,14 @@
 
 #include <string>
 
-#include "answers/list.h"
-#include "answers/tracks.h"
 #include "request.h"
+#include "service/list.h"
+#include "service/tracks.h"
 
 namespace tonvale_entry {
 
-using tonvale_answers::Handle;
-using tonvale_answers::kSongColumns;
+using tonvale_service::Handle;
+using tonvale_service::kSongColumns;
 
 // The rows, none or one, of the song with an identifier. Throws a Refusal for a text that is no
 // identifier of a song of the library; the song of another user's library has no row.

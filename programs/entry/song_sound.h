@@ -32,7 +32,7 @@ class EncodedAction : public MediaAction {
             }
             return std::fputs("\r\n", stdout) >= 0 && std::fflush(stdout) == 0;
         }
-        const tonvale_answers::Slot slot = EncoderSlot();
+        const tonvale_service::Slot slot = EncoderSlot();
         if (!slot) {
             throw Refusal{Code::kBusy};
         }

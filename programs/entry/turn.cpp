@@ -7,15 +7,15 @@
 #include <string>
 #include <string_view>
 
-#include "answers/slot.h"
 #include "refusal.h"
+#include "service/slot.h"
 
 namespace tonvale_entry {
 
 namespace {
 
 using std::chrono::steady_clock;
-using tonvale_answers::Slot;
+using tonvale_service::Slot;
 
 struct Bounds {
     const char *kind;

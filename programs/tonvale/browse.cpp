@@ -6,20 +6,20 @@
 #include <iostream>
 #include <tuple>
 
-#include "answers/failure.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
+#include "service/failure.h"
 #include "wording.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::BrowseQuestion;
-using tonvale_answers::Failure;
-using tonvale_answers::FailureClass;
+using tonvale_service::BrowseQuestion;
+using tonvale_service::Failure;
+using tonvale_service::FailureClass;
 
 std::string Line(const ItemNode &node, bool isContainer) {
     const std::string title = node.getValueByKey("title");
@@ -35,7 +35,7 @@ std::string Line(const ItemNode &node, bool isContainer) {
     return line;
 }
 
-class TreePrinter : public tonvale_answers::ObjectVisitor {
+class TreePrinter : public tonvale_service::ObjectVisitor {
   public:
     void Object(const ItemNode &node, bool isContainer, int level) override {
         std::cout << std::string(static_cast<std::size_t>(level) * 2, ' ')
@@ -52,9 +52,9 @@ class TreePrinter : public tonvale_answers::ObjectVisitor {
 };
 
 // Visits; the exit status, with a message.
-int Visit(const BrowseQuestion &question, tonvale_answers::ObjectVisitor &visitor) {
+int Visit(const BrowseQuestion &question, tonvale_service::ObjectVisitor &visitor) {
     try {
-        tonvale_answers::BrowseServer(question, visitor);
+        tonvale_service::BrowseServer(question, visitor);
         return kDone;
     } catch (const Failure &failure) {
         Complain(Worded(failure));
@@ -67,7 +67,7 @@ int Visit(const BrowseQuestion &question, tonvale_answers::ObjectVisitor &visito
 int Browse(const BrowseQuestion &question, bool json) {
     // What was printed is a document even when something is missing.
     if (json) {
-        tonvale_answers::ObjectCollector objects(question.offset);
+        tonvale_service::ObjectCollector objects(question.offset);
         const int status = Visit(question, objects);
         if (status != kUsage) {
             PrintJson(objects.Data());

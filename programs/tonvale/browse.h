@@ -1,11 +1,11 @@
 // The tree of another media server's objects on the standard output.
 #pragma once
 
-#include "answers/media_server.h"
+#include "service/media_server.h"
 
 namespace tonvale_cli {
 
 // Asks for the object, or what is in it, page by page, and prints what comes. The exit status.
-int Browse(const tonvale_answers::BrowseQuestion &question, bool json);
+int Browse(const tonvale_service::BrowseQuestion &question, bool json);
 
 }  // namespace tonvale_cli

@@ -11,14 +11,14 @@
 #include <string>
 #include <vector>
 
-#include "answers/as_root.h"
-#include "answers/cover.h"
-#include "answers/failure.h"
-#include "answers/settings.h"
-#include "answers/songs.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "service/as_root.h"
+#include "service/cover.h"
+#include "service/failure.h"
+#include "service/settings.h"
+#include "service/songs.h"
 #include "song_ids.h"
 #include "tonvale/media.h"
 #include "varn/same_identity.h"
@@ -88,7 +88,7 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
     }
     const std::string marker = file.substr(0, file.rfind('.')) + ".no_image";
     const auto isMarked = [&] {
-        const tonvale_answers::AsRoot root;  // as the library looks
+        const tonvale_service::AsRoot root;  // as the library looks
         struct stat info = {};
         return stat(marker.c_str(), &info) == 0 && S_ISREG(info.st_mode);
     };
@@ -116,7 +116,7 @@ void AddScaled(const CoverOptions &options, Report &report) {
         return;
     }
     if (options.scale &&
-        AsCaller([&] { return tonvale_answers::OpenPicture(report.chosen); }).type.empty()) {
+        AsCaller([&] { return tonvale_service::OpenPicture(report.chosen); }).type.empty()) {
         report.failed = true;
         report.places.push_back(
             {"small copy", "", "not made: " + report.chosen + " is no picture"});
@@ -133,7 +133,7 @@ void AddScaled(const CoverOptions &options, Report &report) {
         return;
     }
     Place copy = {"small copy", "", "not made yet; --scale makes it"};
-    for (const char *name : tonvale_answers::kSmallCopies) {
+    for (const char *name : tonvale_service::kSmallCopies) {
         const std::string path = std::string(folder.data()) + "/" + name;
         const bool isNew = AsCaller(
             [&] { return VARNAudioCheckScaleArt(report.chosen.c_str(), path.c_str()) == 1; });
@@ -217,18 +217,18 @@ fs::path WholePath(std::string file, std::error_code &error) {
 }
 
 // False with errno set.
-bool WriteFile(const std::string &path, const char *mode, const tonvale_answers::Picture &picture) {
-    const std::unique_ptr<std::FILE, tonvale_answers::FileCloser> file(
+bool WriteFile(const std::string &path, const char *mode, const tonvale_service::Picture &picture) {
+    const std::unique_ptr<std::FILE, tonvale_service::FileCloser> file(
         std::fopen(path.c_str(), mode));
     const auto write = [&](std::string_view bytes) {
         return std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
     };
-    return file && tonvale_answers::CopyPicture(picture, write) && std::fflush(file.get()) == 0;
+    return file && tonvale_service::CopyPicture(picture, write) && std::fflush(file.get()) == 0;
 }
 
 // Writes beside a file and puts the result in its place, so that what was there stays when that
 // fails. A device is written itself. False with errno set.
-bool ReplaceFile(const std::string &output, const tonvale_answers::Picture &picture) {
+bool ReplaceFile(const std::string &output, const tonvale_service::Picture &picture) {
     std::error_code error;
     const fs::path target = fs::weakly_canonical(output, error);
     if (error || (fs::exists(target, error) && !fs::is_regular_file(target, error))) {
@@ -247,8 +247,8 @@ bool ReplaceFile(const std::string &output, const tonvale_answers::Picture &pict
 }
 
 // The picture that the report tells of. Throws a Failure when there is none.
-tonvale_answers::Picture OpenReported(const Report &report) {
-    using namespace tonvale_answers;
+tonvale_service::Picture OpenReported(const Report &report) {
+    using namespace tonvale_service;
     const std::string &path = report.made.empty() ? report.chosen : report.made;
     if (path.empty()) {
         throw Failure(Reason::kNoCover);
@@ -262,7 +262,7 @@ tonvale_answers::Picture OpenReported(const Report &report) {
 
 // Writes a picture as the web API would answer it. False, with a message, when it cannot be
 // written.
-bool WriteOutput(const std::string &output, const tonvale_answers::Picture &picture) {
+bool WriteOutput(const std::string &output, const tonvale_service::Picture &picture) {
     if (!ReplaceFile(output, picture)) {
         Complain("cannot write " + Printable(output) + ": " + std::strerror(errno));
         return false;
@@ -275,7 +275,7 @@ int FetchCover(const CoverOptions &options) {
         Complain("--url goes with --output FILE and with nothing else");
         return kUsage;
     }
-    return WriteOutput(options.output, tonvale_answers::FetchCover(options.url)) ? kDone : kFailed;
+    return WriteOutput(options.output, tonvale_service::FetchCover(options.url)) ? kDone : kFailed;
 }
 
 // The path of the song with an id. Empty, with a message, when the library cannot be asked. Throws a
@@ -289,15 +289,15 @@ std::string PathOfSong(const std::string &user, const std::vector<std::string> &
         }
     }
     const auto songs =
-        AsCaller([&] { return tonvale_answers::ReadSongs(tonvale_answers::UidOf(user), ids); });
+        AsCaller([&] { return tonvale_service::ReadSongs(tonvale_service::UidOf(user), ids); });
     if (songs.empty()) {
-        throw tonvale_answers::Failure(tonvale_answers::Reason::kNoSuchSong, name);
+        throw tonvale_service::Failure(tonvale_service::Reason::kNoSuchSong, name);
     }
     return songs.begin()->second.path;
 }
 
 int ShowCover(CoverOptions options) {
-    if (const auto ids = SongIds(options.file); tonvale_answers::ParseSongId(ids.front())) {
+    if (const auto ids = SongIds(options.file); tonvale_service::ParseSongId(ids.front())) {
         options.file = PathOfSong(options.user, ids, options.file);
         if (options.file.empty()) {
             return kFailed;

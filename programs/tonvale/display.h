@@ -5,11 +5,11 @@
 #include <string_view>
 #include <vector>
 
-#include "answers/text.h"
+#include "service/text.h"
 
 namespace tonvale_cli {
 
-using tonvale_answers::ValidUtf8;
+using tonvale_service::ValidUtf8;
 
 // Text that a terminal only shows: U+FFFD also stands for control characters, line breaks included,
 // and for those that turn the direction of writing.

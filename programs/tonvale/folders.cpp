@@ -1,5 +1,5 @@
 // The folders that hold music.
-#include "answers/folders.h"
+#include "service/folders.h"
 
 #include <json/json.h>
 
@@ -16,8 +16,8 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::FolderPage;
-using tonvale_answers::SongPage;
+using tonvale_service::FolderPage;
+using tonvale_service::SongPage;
 
 struct FolderOptions : LibraryOptions {
     std::optional<std::string> name;
@@ -27,7 +27,7 @@ struct FolderOptions : LibraryOptions {
 };
 
 void PrintTable(const FolderPage &page) {
-    const tonvale_answers::Handle &rows = page.Rows();
+    const tonvale_service::Handle &rows = page.Rows();
     Table table({{"ID", false, false}, {"NAME", false, true}, {"PATH", false, true}});
     for (int row = 0; row < rows->rowCount; ++row) {
         table.AddRow(
@@ -55,7 +55,7 @@ void PrintTable(SongPage &page) {
 
 // A folder as the lists and pins tell it, or its bare number.
 int FolderOf(const std::string &text, const std::string &option, int least) {
-    return text.starts_with("dir_") ? tonvale_answers::ParseFolderId(text)
+    return text.starts_with("dir_") ? tonvale_service::ParseFolderId(text)
                                     : ParseNumber(text, option, least);
 }
 
@@ -95,7 +95,7 @@ void AddFolders(CLI::App &app, Action &action) {
         [options](const std::string &text) { options->below = FolderOf(text, "--below", 1); },
         "Only folders below the one with this id");
     below->type_name("ID");
-    AddPage(*verb, *options, tonvale_answers::FolderSortKeys(), "folders");
+    AddPage(*verb, *options, tonvale_service::FolderSortKeys(), "folders");
     CLI::Option *inside = verb->add_option_function<std::string>(
         "--in", [options](const std::string &text) { options->inside = FolderOf(text, "--in", 0); },
         "What is in the folder with this id, songs too; 0: the indexed folders");

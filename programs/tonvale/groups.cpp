@@ -1,5 +1,5 @@
 // The verbs that list what tracks have in common: albums, artists, genres and composers.
-#include "answers/groups.h"
+#include "service/groups.h"
 
 #include <json/json.h>
 
@@ -17,8 +17,8 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::Group;
-using tonvale_answers::GroupPage;
+using tonvale_service::Group;
+using tonvale_service::GroupPage;
 
 struct GroupOptions : LibraryOptions {
     std::optional<std::string> name;
@@ -32,14 +32,14 @@ struct Verb {
 };
 
 const Verb kVerbs[] = {
-    {tonvale_answers::kAlbums,
+    {tonvale_service::kAlbums,
      "List the albums, told apart by name and album artist",
      {"album", "albums"}},
-    {tonvale_answers::kArtists,
+    {tonvale_service::kArtists,
      "List the artists, and album artists for their albums",
      {"artist", "artists"}},
-    {tonvale_answers::kGenres, "List the genres", {"genre", "genres"}},
-    {tonvale_answers::kComposers, "List the composers", {"composer", "composers"}},
+    {tonvale_service::kGenres, "List the genres", {"genre", "genres"}},
+    {tonvale_service::kComposers, "List the composers", {"composer", "composers"}},
 };
 
 std::string StarsText(double star) {

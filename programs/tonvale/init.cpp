@@ -4,9 +4,9 @@
 #include <memory>
 
 #include "accounts.h"
-#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
+#include "service/settings.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -47,7 +47,7 @@ Outcome PrepareUsersFile() {
     }
     // The preferences of the first entries are asked for in the file that is being made.
     const int previous = setlogmask(LOG_UPTO(LOG_CRIT));
-    tonvale_answers::MakeUsers();
+    tonvale_service::MakeUsers();
     setlogmask(previous);
     return Outcome::Good();
 }

@@ -1,16 +1,16 @@
 #include "library_options.h"
 
-#include "answers/kinds.h"
-#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "number.h"
+#include "service/kinds.h"
+#include "service/settings.h"
 
 namespace tonvale_cli {
 
 void AddLibrary(CLI::App &verb, LibraryOptions &options) {
     verb.add_option("--library", options.library, "Which part of the library")
-        ->check(CLI::IsMember(tonvale_answers::AllKinds()))
+        ->check(CLI::IsMember(tonvale_service::AllKinds()))
         ->type_name("")
         ->capture_default_str();
     verb.add_option("--user", options.user, "Whose library")
@@ -18,7 +18,7 @@ void AddLibrary(CLI::App &verb, LibraryOptions &options) {
         ->capture_default_str();
 }
 
-void AddFilters(CLI::App &verb, tonvale_answers::Filters &filters) {
+void AddFilters(CLI::App &verb, tonvale_service::Filters &filters) {
     struct Filter {
         const char *name;
         std::optional<std::string> &value;
@@ -57,9 +57,9 @@ bool OpenLibrary(LibraryOptions &options, int &status) {
         status = kFailed;
         return false;
     }
-    options.uid = tonvale_answers::UidOf(options.user);
+    options.uid = tonvale_service::UidOf(options.user);
     // The count looks at the kind that this gives; the page must show the same.
-    options.library = tonvale_answers::ChosenKind(options.library, options.uid);
+    options.library = tonvale_service::ChosenKind(options.library, options.uid);
     options.descending = options.sortDirection == "desc";
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());

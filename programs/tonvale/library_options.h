@@ -8,11 +8,11 @@
 #include <string>
 #include <vector>
 
-#include "answers/list.h"
+#include "service/list.h"
 
 namespace tonvale_cli {
 
-struct LibraryOptions : tonvale_answers::ListRequest {
+struct LibraryOptions : tonvale_service::ListRequest {
     LibraryOptions() {
         library = "all";
         limit = 100;
@@ -24,7 +24,7 @@ struct LibraryOptions : tonvale_answers::ListRequest {
 
 // --user and --library.
 void AddLibrary(CLI::App &verb, LibraryOptions &options);
-void AddFilters(CLI::App &verb, tonvale_answers::Filters &filters);
+void AddFilters(CLI::App &verb, tonvale_service::Filters &filters);
 // --sort-by, whose names are those of `keys`, the first being the default, and --sort-direction,
 // --offset, --limit and --json.
 void AddPage(CLI::App &verb, LibraryOptions &options, const std::vector<std::string> &keys,

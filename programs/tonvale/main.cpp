@@ -9,10 +9,10 @@
 #include <optional>
 #include <string>
 
-#include "answers/failure.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "service/failure.h"
 #include "wording.h"
 
 namespace {
@@ -117,11 +117,11 @@ int main(int argc, char **argv) {
     openlog("tonvale", LOG_PERROR, LOG_USER);
     try {
         return Run(argc, argv);
-    } catch (const tonvale_answers::Failure &failure) {
+    } catch (const tonvale_service::Failure &failure) {
         Complain(Worded(failure));
-        const tonvale_answers::FailureClass what = failure.Class();
-        return what == tonvale_answers::FailureClass::kFailed ||
-                       what == tonvale_answers::FailureClass::kBusy
+        const tonvale_service::FailureClass what = failure.Class();
+        return what == tonvale_service::FailureClass::kFailed ||
+                       what == tonvale_service::FailureClass::kBusy
                    ? kFailed
                    : kUsage;
     } catch (const std::exception &error) {

@@ -4,13 +4,13 @@
 #include <memory>
 #include <optional>
 
-#include "answers/media_server.h"
 #include "browse.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
 #include "number.h"
 #include "page_output.h"
+#include "service/media_server.h"
 
 namespace tonvale_cli {
 
@@ -23,7 +23,7 @@ using mediaserver::Server;
 constexpr int kDeepest = 32;
 constexpr int kLongestWait = 60;
 
-struct BrowseOptions : tonvale_answers::BrowseQuestion {
+struct BrowseOptions : tonvale_service::BrowseQuestion {
     bool json = false;
 };
 
@@ -52,14 +52,14 @@ int List(const ListOptions &options) {
     SearchOptions search;
     search.wait = std::chrono::seconds(options.wait);
     if (options.address) {
-        search.address = tonvale_answers::SearchAddress(*options.address);
+        search.address = tonvale_service::SearchAddress(*options.address);
     }
-    const SearchResult result = tonvale_answers::FindServers(search);
+    const SearchResult result = tonvale_service::FindServers(search);
     for (const std::string &problem : result.problems) {
         Complain(Printable(problem));
     }
     if (options.json) {
-        PrintJson(tonvale_answers::ServersData(result.servers));
+        PrintJson(tonvale_service::ServersData(result.servers));
     } else {
         PrintServers(result.servers);
     }

@@ -5,7 +5,7 @@
 
 namespace tonvale_cli {
 
-using tonvale_answers::Letters;
+using tonvale_service::Letters;
 
 void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, const Noun &noun) {
     const char *name = total == 1 ? noun.one : noun.many;
@@ -19,13 +19,13 @@ void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, con
 }
 
 // That the output takes everything is looked at where the program ends.
-void PrintJson(tonvale_answers::Page &page) {
+void PrintJson(tonvale_service::Page &page) {
     WritePage(page, page.Next(), Letters::kUtf8, stdout);
     std::fputs("\n", stdout);
 }
 
 void PrintJson(const Json::Value &json) {
-    std::fputs((tonvale_answers::JsonWriter(Letters::kUtf8).Text(json) + "\n").c_str(), stdout);
+    std::fputs((tonvale_service::JsonWriter(Letters::kUtf8).Text(json) + "\n").c_str(), stdout);
 }
 
 }  // namespace tonvale_cli

@@ -5,8 +5,8 @@
 
 #include <cstdint>
 
-#include "answers/page.h"
 #include "display.h"
+#include "service/page.h"
 
 namespace tonvale_cli {
 
@@ -20,7 +20,7 @@ struct Noun {
 void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, const Noun &noun);
 
 // Prints a data object, or any value, on one line in UTF-8.
-void PrintJson(tonvale_answers::Page &page);
+void PrintJson(tonvale_service::Page &page);
 void PrintJson(const Json::Value &json);
 
 }  // namespace tonvale_cli

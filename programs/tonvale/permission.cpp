@@ -6,12 +6,12 @@
 #include <memory>
 
 #include "accounts.h"
-#include "answers/link_hooks.h"
-#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
+#include "service/link_hooks.h"
+#include "service/settings.h"
 #include "tonvale/settings.h"
 #include "user.h"
 
@@ -19,7 +19,7 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::Right;
+using tonvale_service::Right;
 
 constexpr char kAll[] = "all";
 constexpr char kNone[] = "none";
@@ -43,7 +43,7 @@ bool IsPrepared() {
 
 std::string NamesOf(const Json::Value &rights) {
     std::string names;
-    for (const Right &right : tonvale_answers::AllRights()) {
+    for (const Right &right : tonvale_service::AllRights()) {
         if (rights[right.name].asBool()) {
             names += (names.empty() ? "" : " ") + std::string(right.name);
         }
@@ -55,7 +55,7 @@ int ListUsers(const PermissionOptions &options) {
     if (!IsPrepared()) {
         return kFailed;
     }
-    const Json::Value users = tonvale_answers::UserList();
+    const Json::Value users = tonvale_service::UserList();
     if (options.json) {
         PrintJson(users);
         return kDone;
@@ -82,20 +82,20 @@ int SyncUsers() {
     if (!IsPrepared()) {
         return kFailed;
     }
-    const Json::Value before = tonvale_answers::ReadUsers();
+    const Json::Value before = tonvale_service::ReadUsers();
     StartForLinks();
     const AsPackageAccount package;
     if (!package) {
         return kFailed;
     }
-    tonvale_answers::SyncUsers();
-    const Json::Value after = tonvale_answers::ReadUsers();
+    tonvale_service::SyncUsers();
+    const Json::Value after = tonvale_service::ReadUsers();
     for (const unsigned uid : AudioUsers::enumUsers(before)) {
         if (!after.isMember(std::to_string(uid))) {
             std::printf("Removed the entry of user id %u.\n", uid);
         }
     }
-    tonvale_answers::LinksFollowLostUsers();
+    tonvale_service::LinksFollowLostUsers();
     return kDone;
 }
 
@@ -105,16 +105,16 @@ int ShowPermission(const PermissionOptions &options) {
     if (!IsPrepared()) {
         return kFailed;
     }
-    tonvale_answers::ReadUsers();          // one that cannot be read would show as no rights
-    tonvale_answers::UidOf(options.user);  // there must be such a user
+    tonvale_service::ReadUsers();          // one that cannot be read would show as no rights
+    tonvale_service::UidOf(options.user);  // there must be such a user
     const Json::Value rights =
-        tonvale_answers::RightsObject(AudioUsers::GetUserPermission(options.user));
+        tonvale_service::RightsObject(AudioUsers::GetUserPermission(options.user));
     if (options.json) {
         PrintJson(rights);
         return kDone;
     }
     Table table({{"RIGHT", false, false}, {"", false, false}, {"MEANING", false, true}});
-    for (const Right &right : tonvale_answers::AllRights()) {
+    for (const Right &right : tonvale_service::AllRights()) {
         table.AddRow({right.name, rights[right.name].asBool() ? "yes" : "no", right.meaning});
     }
     std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
@@ -125,7 +125,7 @@ int SetPermission(const PermissionOptions &options) {
     if (!IsPrepared()) {
         return kFailed;
     }
-    tonvale_answers::UidOf(options.user);  // there must be such a user
+    tonvale_service::UidOf(options.user);  // there must be such a user
     StartForLinks();
     const AsPackageAccount package;
     if (!package) {
@@ -133,8 +133,8 @@ int SetPermission(const PermissionOptions &options) {
     }
     const bool isAll =
         std::find(options.rights.begin(), options.rights.end(), kAll) != options.rights.end();
-    tonvale_answers::SetPermission(options.user,
-                                   isAll ? RIGHT_ALL : tonvale_answers::MaskOf(options.rights));
+    tonvale_service::SetPermission(options.user,
+                                   isAll ? RIGHT_ALL : tonvale_service::MaskOf(options.rights));
     return kDone;
 }
 
@@ -171,7 +171,7 @@ void AddPermission(CLI::App &app, Action &action) {
         AddVerb(*permission, action, "set", "Record what a user may do", options, SetPermission);
     set->add_option("USER", options->user, "The user's name")->required();
     std::vector<std::string> names = {kAll, kNone};
-    for (const Right &right : tonvale_answers::AllRights()) {
+    for (const Right &right : tonvale_service::AllRights()) {
         names.emplace_back(right.name);
     }
     set->add_option("RIGHT", options->rights, "The rights, all others being taken away")

@@ -3,9 +3,9 @@
 #include <memory>
 
 #include "accounts.h"
-#include "answers/link_hooks.h"
 #include "command.h"
 #include "database.h"
+#include "service/link_hooks.h"
 #include "varn/account.h"
 #include "varn/host.h"
 
@@ -34,7 +34,7 @@ int Switch(const std::string &wanted) {
     if (!package) {
         return kFailed;
     }
-    tonvale_answers::SwitchPersonalLibraries(wanted == kOn);
+    tonvale_service::SwitchPersonalLibraries(wanted == kOn);
     std::printf("Run 'tonvale index%s' now, which %s the songs of users' homes.\n",
                 varn::host::RootOption().c_str(), wanted == kOn ? "adds" : "removes");
     return kDone;

@@ -3,19 +3,19 @@
 #include <map>
 #include <memory>
 
-#include "answers/pins.h"
-#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "number.h"
 #include "page_output.h"
+#include "service/pins.h"
+#include "service/settings.h"
 #include "varn/same_identity.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::Pins;
+using tonvale_service::Pins;
 
 struct PinOptions {
     std::string user = "admin";
@@ -96,7 +96,7 @@ int Run(Options options, Act act) {
         Complain(done.Message());
         return kFailed;
     }
-    const uid_t uid = tonvale_answers::UidOf(options.user);
+    const uid_t uid = tonvale_service::UidOf(options.user);
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());
         return kFailed;

@@ -1,4 +1,4 @@
-#include "answers/player.h"
+#include "service/player.h"
 
 #include <functional>
 #include <memory>
@@ -12,7 +12,7 @@ namespace tonvale_cli {
 
 namespace {
 
-using namespace tonvale_answers;
+using namespace tonvale_service;
 
 struct PlayerOptions {
     int offset = 0;

@@ -4,16 +4,16 @@
 #include <memory>
 
 #include "accounts.h"
-#include "answers/failure.h"
-#include "answers/list_place.h"
-#include "answers/playlist_edit.h"
-#include "answers/playlists.h"
-#include "answers/tracks.h"
 #include "command.h"
 #include "number.h"
 #include "page_output.h"
 #include "playlist_options.h"
 #include "playlist_output.h"
+#include "service/failure.h"
+#include "service/playlist_edit.h"
+#include "service/playlist_place.h"
+#include "service/playlists.h"
+#include "service/tracks.h"
 #include "track_output.h"
 #include "varn/same_identity.h"
 
@@ -21,7 +21,7 @@ namespace tonvale_cli {
 
 namespace {
 
-using namespace tonvale_answers;
+using namespace tonvale_service;
 
 struct PlaylistOptions : CollectionOptions {
     std::string name;
@@ -103,7 +103,7 @@ int Delete(Options, const AnyPlaylist &playlist) {
 int Check(Options options, const AnyPlaylist &playlist) {
     const SongRecords songs = Songs(options);
     Playlist normal = playlist.normal;
-    const HeldList list = HoldToRead(playlist.collection, normal);
+    const HeldPlaylist list = HoldToRead(playlist.collection, normal);
     int status = kDone;
     for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
         std::string name = song->info.path;

@@ -1,8 +1,8 @@
 #include "playlist_options.h"
 
-#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
+#include "service/settings.h"
 
 namespace tonvale_cli {
 
@@ -18,7 +18,7 @@ int Prepare(CollectionOptions &options) {
         Complain(done.Message());
         return kFailed;
     }
-    options.collection.uid = tonvale_answers::UidOf(options.collection.user);
+    options.collection.uid = tonvale_service::UidOf(options.collection.user);
     Complete(options.collection);
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());

@@ -5,13 +5,13 @@
 
 #include <string>
 
-#include "answers/playlist_target.h"
+#include "service/playlist_target.h"
 
 namespace tonvale_cli {
 
 struct CollectionOptions {
     CollectionOptions() { collection.user = "admin"; }
-    tonvale_answers::Collection collection;
+    tonvale_service::Collection collection;
 };
 
 // --user and --personal.

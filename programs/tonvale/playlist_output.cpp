@@ -2,8 +2,8 @@
 
 #include <json/json.h>
 
-#include "answers/songs.h"
 #include "page_output.h"
+#include "service/songs.h"
 #include "song_output.h"
 
 namespace tonvale_cli {
@@ -17,13 +17,13 @@ std::string RowOf(const std::string &id) {
 }
 
 std::string RowOfSong(const std::string &id) {
-    const auto song = tonvale_answers::ParseSongId(id);
+    const auto song = tonvale_service::ParseSongId(id);
     return song ? std::to_string(song->row) : "-";
 }
 
 }  // namespace
 
-void PrintTable(tonvale_answers::PlaylistPage &page) {
+void PrintTable(tonvale_service::PlaylistPage &page) {
     Table table({{"ID", false, true},
                  {"TITLE", false, true},
                  {"TYPE", false, false},
@@ -41,7 +41,7 @@ void PrintTable(tonvale_answers::PlaylistPage &page) {
     PrintPage(table, page.Offset(), shown, page.Total(), {"playlist", "playlists"});
 }
 
-void PrintTable(tonvale_answers::PlaylistTracks &page) {
+void PrintTable(tonvale_service::PlaylistTracks &page) {
     Table table({{"POS", true, false},
                  {"ID", true, false},
                  {"TITLE", false, true},

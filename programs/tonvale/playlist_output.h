@@ -1,14 +1,14 @@
 // Playlists and their entries on the standard output.
 #pragma once
 
-#include "answers/playlists.h"
+#include "service/playlists.h"
 
 namespace tonvale_cli {
 
 // Prints a table of playlists.
-void PrintTable(tonvale_answers::PlaylistPage &page);
+void PrintTable(tonvale_service::PlaylistPage &page);
 
 // The same of a playlist's entries, whose objects have their tags and audio properties.
-void PrintTable(tonvale_answers::PlaylistTracks &page);
+void PrintTable(tonvale_service::PlaylistTracks &page);
 
 }  // namespace tonvale_cli

@@ -1,4 +1,4 @@
-#include "answers/playlists.h"
+#include "service/playlists.h"
 
 #include <json/json.h>
 
@@ -25,7 +25,7 @@ int Playlists(PlaylistsOptions &options) {
         return status;
     }
     const auto page =
-        tonvale_answers::ListPlaylists(std::vector<tonvale_answers::Collection>{options.collection},
+        tonvale_service::ListPlaylists(std::vector<tonvale_service::Collection>{options.collection},
                                        options.offset, options.limit);
     if (options.json) {
         PrintJson(*page);

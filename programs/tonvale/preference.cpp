@@ -6,19 +6,19 @@
 #include <optional>
 
 #include "accounts.h"
-#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
+#include "service/settings.h"
 #include "user.h"
 
 namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::AllPreferences;
-using tonvale_answers::Preference;
+using tonvale_service::AllPreferences;
+using tonvale_service::Preference;
 
 struct PreferenceOptions {
     std::string user;
@@ -33,7 +33,7 @@ std::optional<uid_t> PreparedUser(const std::string &name) {
         Complain(done.Message());
         return std::nullopt;
     }
-    return tonvale_answers::UidOf(name);
+    return tonvale_service::UidOf(name);
 }
 
 int Show(const PreferenceOptions &options) {
@@ -41,7 +41,7 @@ int Show(const PreferenceOptions &options) {
     if (!uid) {
         return kFailed;
     }
-    const Json::Value preferences = tonvale_answers::PreferencesOf(*uid);
+    const Json::Value preferences = tonvale_service::PreferencesOf(*uid);
     if (options.json) {
         PrintJson(preferences);
         return kDone;
@@ -66,7 +66,7 @@ int Set(const PreferenceOptions &options) {
     if (!package) {
         return kFailed;
     }
-    tonvale_answers::SetPreference(*uid, options.name, options.value);
+    tonvale_service::SetPreference(*uid, options.name, options.value);
     return kDone;
 }
 

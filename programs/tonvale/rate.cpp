@@ -6,11 +6,11 @@
 #include <memory>
 #include <set>
 
-#include "answers/songs.h"
 #include "command.h"
 #include "library_options.h"
 #include "number.h"
 #include "page_output.h"
+#include "service/songs.h"
 #include "varn/same_identity.h"
 
 namespace tonvale_cli {
@@ -60,8 +60,8 @@ int Rate(RateOptions &options) {
     if (!OpenLibrary(options, status)) {
         return status;
     }
-    const std::set<int> rows = tonvale_answers::RowsOf(options, options.ids);
-    tonvale_answers::RateSongs(options.uid, rows, static_cast<unsigned>(options.stars));
+    const std::set<int> rows = tonvale_service::RowsOf(options, options.ids);
+    tonvale_service::RateSongs(options.uid, rows, static_cast<unsigned>(options.stars));
     Print(options, rows);
     return kDone;
 }

@@ -2,15 +2,15 @@
 #include <cstdio>
 #include <memory>
 
-#include "answers/failure.h"
-#include "answers/links.h"
-#include "answers/playlists.h"
 #include "command.h"
 #include "database.h"
 #include "link_address.h"
 #include "number.h"
 #include "page_output.h"
 #include "playlist_options.h"
+#include "service/failure.h"
+#include "service/links.h"
+#include "service/playlists.h"
 #include "song_ids.h"
 #include "varn/same_identity.h"
 
@@ -18,10 +18,10 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::CheckedDays;
-using tonvale_answers::IsPlaylistId;
-using tonvale_answers::LinkName;
-using tonvale_answers::Links;
+using tonvale_service::CheckedDays;
+using tonvale_service::IsPlaylistId;
+using tonvale_service::LinkName;
+using tonvale_service::Links;
 
 // The collection tells whose links, and among which playlists a name is looked for.
 struct ShareOptions : CollectionOptions {
@@ -82,7 +82,7 @@ LinkName Named(const std::string &name) {
 
 // The identifier of a playlist that is named by that, or by its id or title.
 std::string PlaylistId(Options options) {
-    using namespace tonvale_answers;
+    using namespace tonvale_service;
     return IsPlaylistId(options.name)
                ? options.name
                : AsAny(options.collection, FindPlaylist(options.collection, options.name)).id;
@@ -91,7 +91,7 @@ std::string PlaylistId(Options options) {
 // Does something with the song of the first identifier that there is one for.
 Json::Value WithSong(Options options, Links &links,
                      Json::Value (Links::*change)(const std::string &)) {
-    using namespace tonvale_answers;
+    using namespace tonvale_service;
     for (const std::string &id : SongIds(options.name)) {
         try {
             return (links.*change)(id);

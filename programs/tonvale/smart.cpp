@@ -12,11 +12,11 @@
 #include <tuple>
 
 #include "accounts.h"
-#include "answers/failure.h"
-#include "answers/settings.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "service/failure.h"
+#include "service/settings.h"
 #include "user.h"
 #include "varn/playlistsvc.h"
 #include "varn/systempath.h"
@@ -25,8 +25,8 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::Failure;
-using tonvale_answers::Reason;
+using tonvale_service::Failure;
+using tonvale_service::Reason;
 
 struct SmartOptions {
     std::string user;  // "": the shared playlists
@@ -55,7 +55,7 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
     if (options.user.empty()) {
         return SystemPath(varn::path::kSmartPlaylists);
     }
-    tonvale_answers::UidOf(options.user);  // there must be such a user
+    tonvale_service::UidOf(options.user);  // there must be such a user
     return PreferenceFolder(options.user) + "/playlists/smart.playlist";
 }
 

@@ -1,5 +1,5 @@
 // The verbs that list tracks: songs, and search.
-#include "answers/songs.h"
+#include "service/songs.h"
 
 #include <memory>
 
@@ -13,9 +13,9 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::SearchFields;
-using tonvale_answers::SongPage;
-using tonvale_answers::SongSortKeys;
+using tonvale_service::SearchFields;
+using tonvale_service::SongPage;
+using tonvale_service::SongSortKeys;
 
 struct SongsOptions : LibraryOptions {
     Additions additions;
@@ -61,7 +61,7 @@ void AddSongs(CLI::App &app, Action &action) {
     AddLibrary(*verb, *options);
     AddFilters(*verb, options->filters);
     std::vector<std::string> keys = SongSortKeys();
-    keys.emplace_back(tonvale_answers::kRandom);
+    keys.emplace_back(tonvale_service::kRandom);
     AddPage(*verb, *options, keys, "tracks");
     AddAdditions(*verb, options->additions)->needs("--json");
     verb->callback([options, &action] { action = [options] { return Songs(*options); }; });

@@ -1,10 +1,10 @@
 #include <memory>
 
-#include "answers/sound_card.h"
 #include "command.h"
 #include "display.h"
 #include "number.h"
 #include "page_output.h"
+#include "service/sound_card.h"
 
 namespace tonvale_cli {
 
@@ -23,7 +23,7 @@ std::string Told(const Json::Value &value) {
 }
 
 int Show(const CardOptions &options) {
-    const Json::Value card = tonvale_answers::SoundCard();
+    const Json::Value card = tonvale_service::SoundCard();
     if (options.json) {
         PrintJson(card);
         return kDone;
@@ -49,7 +49,7 @@ void AddSoundCard(CLI::App &app, Action &action) {
     AddNumber(*volume, "number", options->volume, 0, "The volume, 0-100")->required();
     volume->callback([options, &action] {
         action = [options] {
-            tonvale_answers::SetCardVolume(options->volume);
+            tonvale_service::SetCardVolume(options->volume);
             return kDone;
         };
     });
@@ -62,8 +62,8 @@ void AddSoundCard(CLI::App &app, Action &action) {
         });
     };
     add("store", "Store the kernel's volume in the configuration",
-        tonvale_answers::StoreCardVolume);
-    add("restore", "Give the configured volume to the mixers", tonvale_answers::RestoreCardVolume);
+        tonvale_service::StoreCardVolume);
+    add("restore", "Give the configured volume to the mixers", tonvale_service::RestoreCardVolume);
 }
 
 }  // namespace tonvale_cli

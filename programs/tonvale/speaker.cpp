@@ -1,4 +1,4 @@
-#include "answers/speaker.h"
+#include "service/speaker.h"
 
 #include <array>
 #include <iostream>
@@ -11,8 +11,8 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::AskSpeaker;
-using tonvale_answers::SpeakerStatus;
+using tonvale_service::AskSpeaker;
+using tonvale_service::SpeakerStatus;
 
 struct SpeakerOptions {
     std::string host;

@@ -1,6 +1,6 @@
 #include "track_output.h"
 
-#include "answers/tracks.h"
+#include "service/tracks.h"
 
 namespace tonvale_cli {
 
@@ -11,13 +11,13 @@ CLI::Option *AddAdditions(CLI::App &verb, Additions &additions) {
         .add_option("--additional", additions,
                     "What the objects of songs hold besides: song_tag, song_audio, song_rating")
         ->delimiter(',')
-        ->check(CLI::IsMember(tonvale_answers::AdditionNames()))
+        ->check(CLI::IsMember(tonvale_service::AdditionNames()))
         ->type_name("NAMES");
 }
 
 WebapiLibrary TrackWriter(uid_t uid, const std::string &user, const Additions &additions) {
     WebapiLibrary writer(uid, user, "");
-    tonvale_answers::Apply(additions, writer);
+    tonvale_service::Apply(additions, writer);
     return writer;
 }
 

@@ -11,7 +11,7 @@ namespace tonvale_cli {
 
 namespace {
 
-using tonvale_answers::Reason;
+using tonvale_service::Reason;
 
 struct Wording {
     Reason reason;
@@ -109,7 +109,7 @@ constexpr Wording kWordings[] = {
     {Reason::kNoCover, "there is no cover to write"},
     {Reason::kNotAPicture, "{} is no picture"},
     {Reason::kOutsideMusic, "{} leads to no music of the library"},
-    {Reason::kOutsideLists,
+    {Reason::kPlaylistOutside,
      "{} leads out of where these playlists may lie; put a file or a folder in place of the link"},
     {Reason::kSongsLeft,
      "songs left the library meanwhile, and none was rated; 'tonvale songs' lists what is there"},
@@ -201,7 +201,7 @@ static_assert(HasEveryReason());
 
 }  // namespace
 
-std::string Worded(const tonvale_answers::Failure &failure) {
+std::string Worded(const tonvale_service::Failure &failure) {
     std::string text = kWordings[static_cast<std::size_t>(failure.Why())].text;
     if (failure.Error() != 0) {
         text.insert(std::min(text.find(';'), text.size()),

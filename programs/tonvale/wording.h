@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "answers/failure.h"
+#include "service/failure.h"
 
 namespace tonvale_cli {
 
 // One line in plain English, printable, with what to do next where that is known.
-std::string Worded(const tonvale_answers::Failure &failure);
+std::string Worded(const tonvale_service::Failure &failure);
 
 }  // namespace tonvale_cli

@@ -20,10 +20,10 @@
 #include <cstring>
 #include <string_view>
 
-#include "answers/picture_format.h"
 #include "descriptor.h"
 #include "ea_folder.h"
 #include "names.h"
+#include "service/picture_format.h"
 #include "varn/share.h"
 
 namespace varnindex {
@@ -207,7 +207,7 @@ std::vector<Picture> ListPictures(const OpenedFile &opened) {
 }
 
 std::string PictureExtension(const TagLib::ByteVector &data) {
-    return std::string(tonvale_answers::FormatOfPicture({data.data(), data.size()}).extension);
+    return std::string(tonvale_service::FormatOfPicture({data.data(), data.size()}).extension);
 }
 
 int StorePictures(const OpenedFile &opened, const std::string &path, std::string &problem) {

@@ -9,10 +9,10 @@
 #include <fstream>
 #include <memory>
 
-#include "answers/as_root.h"
-#include "answers/settings.h"
 #include "platform/child.h"
 #include "programs/command.h"
+#include "service/as_root.h"
+#include "service/settings.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
 #include "varn/packageconf.h"
@@ -97,8 +97,8 @@ TEST_F(SettingsVerbs, KilledWritersLeaveTheOldSettingsOrTheNew) {
     fs::copy(folder, memory);
     fs::remove_all(folder);
     fs::create_directory_symlink(memory, folder);
-    tonvale_answers::SetPermission("alice", RIGHT_ALL);
-    tonvale_answers::SetCustomKey(1, "type", std::string(4000, 'a'), "title");
+    tonvale_service::SetPermission("alice", RIGHT_ALL);
+    tonvale_service::SetCustomKey(1, "type", std::string(4000, 'a'), "title");
     const auto expectWhole = [] {
         Json::Value users;
         EXPECT_TRUE(AudioUsers::Read(users, At(varn::path::kUsersFile)));
@@ -114,8 +114,8 @@ TEST_F(SettingsVerbs, KilledWritersLeaveTheOldSettingsOrTheNew) {
         }
     });
     const auto write = [](bool turn) {
-        tonvale_answers::SetPreference(kAlice, "prefer_using_html5", turn ? "yes" : "no");
-        tonvale_answers::SetCustomKey(1, "type", std::string(4000, turn ? 'b' : 'a'), "title");
+        tonvale_service::SetPreference(kAlice, "prefer_using_html5", turn ? "yes" : "no");
+        tonvale_service::SetCustomKey(1, "type", std::string(4000, turn ? 'b' : 'a'), "title");
         VARNAudioConfSet("prefer_using_html5", turn ? "yes" : "no");
     };
     const auto files = [&] { return std::distance(fs::directory_iterator(folder), {}); };
@@ -144,7 +144,7 @@ TEST_F(SettingsVerbs, AProcessThatCannotGiveRootsRightsBackEnds) {
     }
     const pid_t child = StartInChild([] {
         ASSERT_EQ(VLIBSetEffective(kAlice, 100), 0);
-        const tonvale_answers::AsRoot root;
+        const tonvale_service::AsRoot root;
         DropSetUidRight();
     });
     int status = 0;

@@ -1,17 +1,17 @@
 // Share links as the command line and the web API answer them.
-#include "answers/links.h"
-#include "answers/failure.h"
+#include "service/links.h"
+#include "service/failure.h"
 #include "sharing/shared_library.h"
 #include "support/clock.h"
 
 namespace {
 
 using namespace tonvale_test;
-using tonvale_answers::CheckedDays;
-using tonvale_answers::Days;
-using tonvale_answers::Failure;
-using tonvale_answers::Links;
-using tonvale_answers::Reason;
+using tonvale_service::CheckedDays;
+using tonvale_service::Days;
+using tonvale_service::Failure;
+using tonvale_service::Links;
+using tonvale_service::Reason;
 
 constexpr char kNone[] = "1970-01-01";
 
@@ -151,8 +151,8 @@ TEST_F(ShareLinks, BelongToOneUserWithTheRight) {
     const std::string id = alices.Create(kList, always)["id"].asString();
     WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}, "1031": {"sharing": true}})");
     Links bobs(kBob, "bob");
-    for (const tonvale_answers::LinkName &name :
-         {tonvale_answers::LinkName{id, ""}, {"", kList}, {"aaaaaaaa", ""}, {"' OR '1'='1", ""}}) {
+    for (const tonvale_service::LinkName &name :
+         {tonvale_service::LinkName{id, ""}, {"", kList}, {"aaaaaaaa", ""}, {"' OR '1'='1", ""}}) {
         EXPECT_EQ(Refused([&] { bobs.Get(name); }), Reason::kNoSuchLink);
         EXPECT_EQ(Refused([&] { bobs.Update(name, always); }), Reason::kNoSuchLink);
         EXPECT_EQ(Refused([&] { bobs.Delete(name); }), Reason::kNoSuchLink);

@@ -4,11 +4,11 @@
 #include <fstream>
 #include <sstream>
 
-#include "answers/failure.h"
-#include "answers/media_server.h"
 #include "dlna/scripted_media_server.h"
 #include "entry/server_url.h"
 #include "programs/command.h"
+#include "service/failure.h"
+#include "service/media_server.h"
 #include "support/fixture.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
@@ -132,18 +132,18 @@ TEST_F(MediaServerApi, BoundsWhatAServerSends) {
         return Reply(Browsed("<item id=\"" + Asked(request, "StartingIndex") + "\">" +
                              std::string(1000, ' ') + "</item>"));
     });
-    tonvale_answers::BrowseQuestion question;
+    tonvale_service::BrowseQuestion question;
     question.url = slow.Url();
     question.limit = 3;
     for (const auto &[bytes, fits] : {std::pair<std::size_t, bool>(10'000, true), {2000, false}}) {
         question.bytes = bytes;
-        tonvale_answers::ObjectCollector objects(0);
+        tonvale_service::ObjectCollector objects(0);
         try {
-            tonvale_answers::BrowseServer(question, objects);
+            tonvale_service::BrowseServer(question, objects);
             EXPECT_TRUE(fits);
-        } catch (const tonvale_answers::Failure &failure) {
+        } catch (const tonvale_service::Failure &failure) {
             EXPECT_FALSE(fits);
-            EXPECT_EQ(failure.Why(), tonvale_answers::Reason::kServerSendsTooMuch);
+            EXPECT_EQ(failure.Why(), tonvale_service::Reason::kServerSendsTooMuch);
             EXPECT_EQ(objects.Data()["number_returned"], 1) << "the first page fits";
         }
     }

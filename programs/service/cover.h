@@ -1,0 +1,66 @@
+// The picture that is shown for a song.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdio>
+#include <memory>
+#include <string>
+#include <string_view>
+
+namespace tonvale_service {
+
+enum class CoverSize { kOriginal, kScaled };
+
+// What a picture of a station or podcast may have.
+inline constexpr long kMostCoverBytes = 5 << 20;
+
+// The names of small copies that the library looks for, those of earlier versions last.
+inline constexpr std::array kSmallCopies = {"VARNAUDIO_ART_NBAUDIO.jpg", "ART_NBAUDIO.jpg",
+                                            "ART:NBAUDIO.jpg"};
+
+struct FileCloser {
+    void operator()(std::FILE *file) const noexcept { std::fclose(file); }
+};
+
+// A picture that is open, at its beginning.
+struct Picture {
+    std::unique_ptr<std::FILE, FileCloser> file;
+    struct stat info = {};
+    std::string_view type = {};  // its MIME type, by what is in it
+};
+
+// Opens a file, which a link is not. Without a type when it is no picture that a browser shows.
+// Leaves the process as the package's account.
+Picture OpenPicture(const std::string &path);
+
+// The cover of a song of the library: of a user's personal one, or of everybody's (owner 0). The
+// small copy is made where it is missing. Where that fails, which the log tells, or too many are
+// being made, the picture itself is answered. Throws a Failure when there is none, what is there is
+// no picture that a browser shows, or the path leads out of the music of its owner. Leaves the
+// process as the package's account.
+Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size);
+
+// The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the
+// address may lead is the caller's to check. Throws a Failure.
+Picture FetchCover(const std::string &url);
+
+// Hands the whole picture to `write`, block by block, as long as that returns true. True when all
+// of it was taken.
+template <typename Write>
+bool CopyPicture(const Picture &picture, const Write &write) {
+    char block[65536];
+    off_t left = picture.info.st_size;
+    while (left > 0) {
+        const std::size_t got = std::fread(block, 1, sizeof block, picture.file.get());
+        const std::string_view bytes(block, got < static_cast<std::size_t>(left) ? got : left);
+        if (bytes.empty() || !write(bytes)) {
+            return false;
+        }
+        left -= static_cast<off_t>(bytes.size());
+    }
+    return true;
+}
+
+}  // namespace tonvale_service

@@ -1,0 +1,50 @@
+// The folders that hold music, and what is in them.
+#pragma once
+
+#include <memory>
+#include <optional>
+#include <string>
+
+#include "list.h"
+#include "page.h"
+#include "tracks.h"
+
+namespace tonvale_service {
+
+// What folders may be sorted by; the first one is by path.
+std::vector<std::string> FolderSortKeys();
+
+// The identifier of a folder in a row: dir_ROW, in a personal library dir_p_ROW, as pins tell it.
+std::string FolderId(const Handle &rows, int row);
+
+// The row in a folder's identifier. Throws a Failure for any other text.
+int ParseFolderId(std::string_view id);
+
+// A page of folders, "folders", each with id, name, path and date.
+class FolderPage : public Page {
+  public:
+    FolderPage(Handle rows, int offset, int64_t total);
+
+    Json::Value Next() override;
+
+    // For who reads the rows, with FolderId, path, title and date, in another way.
+    const Handle &Rows() const { return rows_; }
+
+  private:
+    Handle rows_;
+    int row_ = 0;
+};
+
+// A page of all folders, with `below` of those that lie below the folder of that row, with `name`
+// of those with this text in their names, in any case. A request's filters have no meaning. Throws
+// a Failure.
+std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
+                                        const std::optional<std::string> &name);
+
+// A page of what is in the folder of a row: its folders, "folders", then its songs, "songs". For
+// row 0 those are the folders that are indexed, and the user's own folder of music. Throws a
+// Failure.
+std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
+                                     const Tonvale::webapi::WebapiLibrary &writer);
+
+}  // namespace tonvale_service

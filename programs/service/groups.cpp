@@ -1,0 +1,165 @@
+#include "groups.h"
+
+#include "failure.h"
+#include "varn/number.h"
+#include "varn/sql.h"
+
+namespace tonvale_service {
+
+namespace {
+
+constexpr int kGroupsAtATime = 256;
+
+// What the library takes for a condition of artists other than a name, in bytes.
+constexpr std::size_t kLongestArtistCondition = 980;
+
+constexpr char kGenre[] = "genre";
+constexpr char kComposer[] = "composer";
+constexpr char kStar[] = "star";
+
+// Sort names have no leading articles.
+constexpr SortColumn kAlbumSorts[] = {{"name", "album_sort", true},
+                                      {"artist", "album_artist_sort", true},
+                                      {"year", "year"},
+                                      {"date", "create_date"},
+                                      {"star", kStar}};
+constexpr SortColumn kArtistSorts[] = {{"name", "artist_sort", true}, {"star", kStar}};
+constexpr SortColumn kGenreSorts[] = {{"name", "genre_sort", true}, {"star", kStar}};
+constexpr SortColumn kComposerSorts[] = {{"name", "composer_sort", true}, {"star", kStar}};
+
+Handle OpenAlbums(const ListRequest &request, const std::string &condition,
+                  const std::string &order, int offset, int limit) {
+    return Handle(AudioInfoDBOpenWithAlbumList(request.library.c_str(), request.uid,
+                                               condition.c_str(), order.c_str(), offset, limit));
+}
+
+Handle OpenArtists(const ListRequest &request, const std::string &condition,
+                   const std::string &order, int offset, int limit) {
+    return Handle(AudioInfoDBOpenWithArtistList(request.library.c_str(), request.uid,
+                                                condition.c_str(), order.c_str(), offset, limit));
+}
+
+template <const char *Column>
+Handle OpenValues(const ListRequest &request, const std::string &condition,
+                  const std::string &order, int offset, int limit) {
+    return Handle(AudioInfoDBOpenWithContainerList(request.library.c_str(), request.uid, Column,
+                                                   condition.c_str(), order.c_str(), offset,
+                                                   limit));
+}
+
+// The condition of a page.
+std::string GroupCondition(const Group &group, const ListRequest &request,
+                           const std::optional<std::string> &name) {
+    std::string condition = Condition(request.filters);
+    const bool isArtists = group.open == OpenArtists;
+    if (isArtists && condition.size() > kLongestArtistCondition) {
+        throw Failure(Reason::kFiltersTooLong);
+    }
+    if (!name || name->empty()) {  // nothing is looked for
+        return condition;
+    }
+    if (isArtists && !condition.empty()) {
+        throw Failure(Reason::kNameBesideFilters);
+    }
+    AddCondition(condition, group.named(Needle(*name)));
+    return condition;
+}
+
+// An order that is the same each time: equal groups come by their names as they are sorted, and
+// then as they are written. By stars, the group without a name stands with those that have none.
+std::string Order(const Group &group, const ListRequest &request) {
+    const SortColumn &chosen = ChosenColumn(request, group.sorts);
+    const SortColumn &name = group.sorts.front();
+    const std::string nameless =
+        chosen.column == kStar
+            ? std::string(group.nameless) + (request.descending ? " ASC, " : " DESC, ")
+            : "";
+    return nameless + Expression(chosen) + " " + Direction(request) +
+           (chosen.name == name.name ? "" : ", " + Expression(name)) + ", " + group.ties;
+}
+
+}  // namespace
+
+const Group kAlbums{
+    "albums",
+    "album",
+    kAlbumSorts,
+    "album_artist_sort, album, album_artist",
+    "COALESCE(album, '') = ''",
+    true,
+    OpenAlbums,
+    [](const std::string &name) { return varn::Sql("album ILIKE '%%@VARN:LVAR%%'", name); }};
+// Without the name of a column: the library asks for both roles of an artist then.
+const Group kArtists{
+    "artists",
+    "artist",
+    kArtistSorts,
+    "artist",
+    "COALESCE(artist_search, '') = ''",
+    false,
+    OpenArtists,
+    [](const std::string &name) { return varn::Sql(" ILIKE '%%@VARN:LVAR%%'", name); }};
+const Group kGenres{
+    "genres",
+    kGenre,
+    kGenreSorts,
+    kGenre,
+    "COALESCE(genre, '') = ''",
+    false,
+    OpenValues<kGenre>,
+    [](const std::string &name) { return varn::Sql("genre ILIKE '%%@VARN:LVAR%%'", name); }};
+const Group kComposers{
+    "composers",
+    kComposer,
+    kComposerSorts,
+    kComposer,
+    "COALESCE(composer, '') = ''",
+    false,
+    OpenValues<kComposer>,
+    [](const std::string &name) { return varn::Sql("composer ILIKE '%%@VARN:LVAR%%'", name); }};
+
+GroupPage::GroupPage(const Group &group, Handle rows, int offset, int64_t total)
+    : Page(group.list, offset, total), group_(group), rows_(std::move(rows)) {}
+
+Json::Value GroupPage::Next() {
+    Json::Value groups(Json::arrayValue);
+    for (int count = 0; count < kGroupsAtATime && row_ < rows_->rowCount; ++count) {
+        groups.append(ObjectOf(row_++));
+    }
+    return groups;
+}
+
+Json::Value GroupPage::ObjectOf(int row) const {
+    Json::Value json(Json::objectValue);
+    const std::string name = FieldOf(rows_, row, group_.column);
+    json["name"] = name;
+    json["star"] = name.empty() ? 0.0 : varn::LeadingNumber<double>(FieldOf(rows_, row, kStar));
+    if (group_.isAlbum) {
+        json["album_artist"] = FieldOf(rows_, row, "album_artist");
+        json["year"] = Json::Int64{NumberOf(rows_, row, "year")};
+        json["date"] = FieldOf(rows_, row, "create_date");
+    }
+    return json;
+}
+
+std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &request,
+                                      const std::optional<std::string> &name) {
+    const std::string condition = GroupCondition(group, request, name);
+    const std::string order = Order(group, request);
+    const auto open = [&](int offset, int limit) {
+        Handle rows = group.open(request, condition, order, offset, limit);
+        if (!rows) {
+            NoAnswer();
+        }
+        return rows;
+    };
+    Handle rows = open(request.offset, request.limit);
+    // Every row tells how many there are; a page behind the last one has none that could.
+    const bool isBehind = rows->rowCount == 0 && request.offset > 0;
+    const Handle first = isBehind ? open(0, 1) : nullptr;
+    const Handle &told = isBehind ? first : rows;
+    const int64_t total = VARNPageTotalRowCount(told.get());
+    return std::make_unique<GroupPage>(group, std::move(rows), request.offset, total);
+}
+
+}  // namespace tonvale_service

@@ -1,0 +1,53 @@
+// What tracks have in common: albums, artists, genres and composers.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+
+#include "list.h"
+#include "page.h"
+
+namespace tonvale_service {
+
+// A kind of group.
+struct Group {
+    const char *list;                   // the name of its lists: "albums"
+    const char *column;                 // what the group has in common
+    std::span<const SortColumn> sorts;  // the first is the name
+    const char *ties;                   // orders groups of one name as it is sorted
+    const char *nameless;               // SQL that is true for the group without a name
+    bool isAlbum;
+    Handle (*open)(const ListRequest &request, const std::string &condition,
+                   const std::string &order, int offset, int limit);
+    // The condition for a part of the name.
+    std::optional<std::string> (*named)(const std::string &name);
+};
+
+extern const Group kAlbums;
+extern const Group kArtists;
+extern const Group kGenres;
+extern const Group kComposers;
+
+// A page of groups: name and star, of albums album_artist, year and date as well. The group of the
+// tracks without the tag has no name and no stars: the tracks have nothing in common to rate.
+class GroupPage : public Page {
+  public:
+    GroupPage(const Group &group, Handle rows, int offset, int64_t total);
+
+    Json::Value Next() override;
+
+  private:
+    Json::Value ObjectOf(int row) const;
+
+    const Group &group_;
+    Handle rows_;
+    int row_ = 0;
+};
+
+// A page of the groups of the tracks that a request asks for, with `name` of those with this text
+// in their names, in any case. Throws a Failure.
+std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &request,
+                                      const std::optional<std::string> &name);
+
+}  // namespace tonvale_service

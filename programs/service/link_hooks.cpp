@@ -1,0 +1,98 @@
+#include "link_hooks.h"
+
+#include <cstdlib>
+#include <memory>
+#include <vector>
+
+#include "failure.h"
+#include "settings.h"
+#include "tonvale/settings.h"
+#include "tonvale/sharing.h"
+#include "varn/account.h"
+#include "varn/db.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
+
+namespace tonvale_service {
+
+namespace {
+
+void Check(bool followed) {
+    if (!followed) {
+        throw Failure(Reason::kLinksNotFollowed);
+    }
+}
+
+std::vector<uid_t> OwnersOfLinks(Tonvale::SharingManager &manager) {
+    DBConnect_tag *database = nullptr;
+    VARNDB_RESULT *read = nullptr;
+    if (!manager.GetDBConnection(database) ||
+        VARNDBExecute(database, "SELECT DISTINCT user_id FROM playlist_sharing", &read) < 0) {
+        throw Failure(Reason::kLinksNotFollowed);
+    }
+    const std::unique_ptr<VARNDB_RESULT, decltype(&VARNDBFreeResult)> result(read,
+                                                                             VARNDBFreeResult);
+    std::vector<uid_t> owners;
+    for (int row = 0; VARNDBFetchRow(result.get(), &row) == 0;) {
+        // The column is signed, the number is not.
+        owners.push_back(static_cast<uid_t>(
+            std::strtoll(VARNDBFetchField(result.get(), row, "user_id"), nullptr, 10)));
+    }
+    return owners;
+}
+
+// An administrator needs no entry.
+bool IsOnRecord(const Json::Value &users, uid_t uid) {
+    if (users.isMember(std::to_string(uid))) {
+        return true;
+    }
+    const std::string name = AccountName(uid);
+    return !name.empty() && IsAdministrator(name);
+}
+
+}  // namespace
+
+void LinksFollowRename(const std::string &playlistId, const std::string &path,
+                       const std::string &oldPath) {
+    Tonvale::SharingManager manager;
+    Check(manager.HandleNormalPlaylistRename(playlistId, path, oldPath));
+}
+
+void LinksFollowDeletion(const std::string &path) {
+    // An identifier that nothing else has: a link that was made before the library was indexed anew
+    // may be stored under the one that this playlist has now, and this one's under another.
+    const std::string id = "playlist_gone_normal/" + path;
+    Tonvale::SharingManager manager;
+    manager.UpdatePlsId(id, path);
+    Check(manager.HandlePlaylistDelete(id));
+}
+
+void LinksFollowLostRight(uid_t uid) {
+    Tonvale::SharingManager manager;
+    Check(manager.HandleDeleteUserPrivilege(uid));
+}
+
+void LinksFollowLostUsers() {
+    const Json::Value users = ReadUsers();
+    Tonvale::SharingManager manager;
+    std::string left;
+    for (const uid_t uid : OwnersOfLinks(manager)) {
+        if (!IsOnRecord(users, uid) && !manager.HandleDeleteUserPrivilege(uid)) {
+            left += (left.empty() ? "" : ", ") + std::to_string(uid);
+        }
+    }
+    if (!left.empty()) {
+        throw Failure(Reason::kLinksLeft, left);
+    }
+}
+
+void SwitchPersonalLibraries(bool on) {
+    if (IsPersonalLibraryEnabled() != on &&
+        VARNAudioConfSet("enable_personal_library", on ? "yes" : "no") != 0) {
+        throw Failure(Reason::kFileNotWritten, SystemPath(varn::path::kPackageConf));
+    }
+    Tonvale::SharingManager manager;
+    Check(manager.HandlePersonalLibChange());
+}
+
+}  // namespace tonvale_service

@@ -1,0 +1,46 @@
+#include "page.h"
+
+#include <sstream>
+
+#include "text.h"
+
+namespace tonvale_service {
+
+Page::Page(std::string list, int offset, int64_t total) : list_(std::move(list)) {
+    head_["offset"] = offset;
+    head_["total"] = Json::Int64{total};
+}
+
+JsonWriter::JsonWriter(Letters letters) : letters_(letters) {
+    Json::StreamWriterBuilder builder;
+    builder["indentation"] = "";
+    builder["emitUTF8"] = letters == Letters::kUtf8;
+    builder["precision"] = 7;  // what the library's 32-bit numbers hold
+    writer_.reset(builder.newStreamWriter());
+}
+
+std::string JsonWriter::Text(const Json::Value &value) const {
+    std::ostringstream text;
+    writer_->write(value, &text);
+    return letters_ == Letters::kUtf8 ? ValidUtf8(text.str()) : text.str();
+}
+
+bool WritePage(Page &page, Json::Value first, Letters letters, std::FILE *out) {
+    const JsonWriter writer(letters);
+    const auto write = [&](const std::string &text) {
+        return std::fwrite(text.data(), 1, text.size(), out) == text.size();
+    };
+    std::string head = writer.Text(page.Head());
+    head.pop_back();
+    bool good = write(head + ",\"" + page.ListName() + "\":[");
+    const char *separator = "";
+    for (Json::Value part = std::move(first); good && !part.empty(); part = page.Next()) {
+        for (const Json::Value &object : part) {
+            good = good && write(separator + writer.Text(object));
+            separator = ",";
+        }
+    }
+    return good && write("]}");
+}
+
+}  // namespace tonvale_service

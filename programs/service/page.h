@@ -1,0 +1,53 @@
+// A page of a list as a data object, which is written as it is read.
+#pragma once
+
+#include <json/value.h>
+#include <json/writer.h>
+
+#include <cstdint>
+#include <cstdio>
+#include <memory>
+#include <string>
+
+namespace tonvale_service {
+
+// The object has the members of Head, and the list.
+class Page {
+  public:
+    // `list` is the name of the list in the object; `total` tells how long it is without the page.
+    Page(std::string list, int offset, int64_t total);
+    virtual ~Page() = default;
+    Page(const Page &) = delete;
+    Page &operator=(const Page &) = delete;
+
+    // A few more of the list's objects, as an array; none at the end.
+    virtual Json::Value Next() = 0;
+
+    const std::string &ListName() const { return list_; }
+    Json::Value &Head() { return head_; }
+    int Offset() const { return head_["offset"].asInt(); }
+    int64_t Total() const { return head_["total"].asInt64(); }
+
+  private:
+    std::string list_;
+    Json::Value head_{Json::objectValue};
+};
+
+enum class Letters { kUtf8, kAscii };
+
+// Values on one line each. What is not UTF-8 becomes U+FFFD.
+class JsonWriter {
+  public:
+    explicit JsonWriter(Letters letters);
+    std::string Text(const Json::Value &value) const;
+
+  private:
+    Letters letters_;
+    std::unique_ptr<Json::StreamWriter> writer_;
+};
+
+// Writes the object, the first of its parts given. False when `out` does not take all of it. What
+// Next throws comes out of here, with the object broken off.
+bool WritePage(Page &page, Json::Value first, Letters letters, std::FILE *out);
+
+}  // namespace tonvale_service

@@ -1,0 +1,327 @@
+#include "playlist_place.h"
+
+#include <fcntl.h>
+#include <stdio.h>
+#include <sys/file.h>
+#include <sys/fsuid.h>
+#include <sys/stat.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cerrno>
+#include <cstring>
+#include <system_error>
+#include <utility>
+#include <vector>
+
+#include "as_root.h"
+#include "locks.h"
+#include "music_places.h"
+#include "tonvale/paths.h"
+#include "varn/account.h"
+#include "varn/host.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+
+namespace tonvale_service {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr char kFolder[] = "playlists";
+constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr off_t kMostBytes = off_t{256} << 20;  // what the library reads
+
+// What errno tells of a name in a folder.
+Failure NotDone(Reason reason, const fs::path &path) {
+    return errno == EEXIST ? Failure(Reason::kPlaylistExists, path) : Failure(reason, path, errno);
+}
+
+bool MayHold(const Collection &collection, int folder) {
+    return !collection.personal || MayHoldPlaylistsOf(collection.user, collection.uid, folder);
+}
+
+// A registered folder or a home that is missing is a disk that is away: what is made in its place
+// would hide behind it, and look as if it were all that is left of it.
+varn::UniqueFd OpenPresent(const fs::path &folder) {
+    varn::UniqueFd fd(open(folder.c_str(), kFolderFlags));
+    if (!fd) {
+        throw Failure(Reason::kFolderAway, folder);
+    }
+    return fd;
+}
+
+// Makes files the owner's of a folder, with his rights and no more: giving them to him afterwards
+// could give him what has been put in their place.
+class AsOwner {
+  public:
+    explicit AsOwner(const struct stat &folder) {
+        setfsgid(folder.st_gid);
+        setfsuid(folder.st_uid);
+    }
+    ~AsOwner() {
+        setfsuid(geteuid());
+        setfsgid(getegid());
+    }
+    AsOwner(const AsOwner &) = delete;
+    AsOwner &operator=(const AsOwner &) = delete;
+};
+
+// Opens a folder, and makes it where it is missing: then it belongs to whom the one above it does.
+varn::UniqueFd OpenOrMake(int above, const fs::path &path, int flags) {
+    const std::string name = path.filename();
+    varn::UniqueFd folder(openat(above, name.c_str(), kFolderFlags | flags));
+    if (folder || errno != ENOENT) {
+        return folder;
+    }
+    struct stat info {};
+    if (fstat(above, &info) != 0) {
+        return folder;
+    }
+    const AsOwner owner(info);
+    if (mkdirat(above, name.c_str(), info.st_mode & 0777) == 0) {
+        folder.Reset(openat(above, name.c_str(), kFolderFlags | O_NOFOLLOW));
+    }
+    return folder;
+}
+
+// Where new playlists of a collection belong: a folder that is there, and what is made below it.
+struct NewPlace {
+    fs::path base;
+    std::vector<std::string> names;
+};
+
+NewPlace PlaceOf(const Collection &collection) {
+    if (collection.isFolder) {
+        const fs::path preferences = SystemPath(varn::path::kPreferences);
+        std::error_code error;
+        fs::create_directories(preferences, error);
+        return {preferences, {collection.user, kFolder}};
+    }
+    if (collection.personal) {
+        const fs::path music = AudioFile::GetHomeMusicPath(collection.user);
+        return {music.parent_path(), {music.filename(), kFolder}};
+    }
+    const std::vector<std::string> folders = varn::host::IndexedFolders();
+    if (folders.empty()) {
+        throw Failure(Reason::kNoPlaylistFolder);
+    }
+    return {folders.front(), {kFolder}};
+}
+
+// Whoever may write to a folder can move others' files there that are closed to him. So root's
+// rights show no file that is not open to all; and they change no file of others that these could
+// not change anyway, as they can what the library has written.
+bool IsOpenFor(const Collection &collection, HeldPlaylist::Use use, const struct stat &info) {
+    const bool isUsers = info.st_uid == collection.uid;
+    if (geteuid() != 0 || (isUsers && (collection.personal || use == HeldPlaylist::Use::kShow))) {
+        return true;
+    }
+    const mode_t needed = use == HeldPlaylist::Use::kShow || isUsers ? 0444 : 0666;
+    return (info.st_mode & needed) == needed;
+}
+
+// The files of root and of the package are what the library has written there, or root has. A
+// second name of such a file may stand anywhere.
+bool IsOwn(const Collection &collection, const struct stat &info) {
+    const bool isSystems = info.st_uid == 0 || info.st_uid == getuid() ||
+                           info.st_uid == GetUserIdFromName(varn::kPackageAccount);
+    return !collection.personal || info.st_uid == collection.uid ||
+           (isSystems && info.st_nlink == 1);
+}
+
+varn::UniqueFd OpenList(const Collection &collection, const PlaylistFolder &folder,
+                        const fs::path &path, HeldPlaylist::Use use) {
+    const AsRoot root;
+    varn::UniqueFd file(openat(folder.Get(), path.filename().c_str(),
+                               O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    struct stat info {};
+    if (!file && errno == ENOENT) {
+        throw Failure(Reason::kNoSuchPlaylist, path.stem());
+    }
+    if (!file && errno != ELOOP) {
+        throw Failure(Reason::kPlaylistNotRead, path, errno);
+    }
+    if (!file || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode) ||
+        !IsOwn(collection, info)) {
+        throw Failure(Reason::kPlaylistOutside, path);
+    }
+    if (!IsOpenFor(collection, use, info)) {
+        throw Failure(use == HeldPlaylist::Use::kShow ? Reason::kPlaylistNotRead
+                                                      : Reason::kPlaylistNotWritten,
+                      path, EACCES);
+    }
+    return file;
+}
+
+// False with errno set.
+bool ReadAll(int fd, std::string &text) {
+    struct stat info {};
+    if (fstat(fd, &info) != 0 || info.st_size > kMostBytes) {
+        return false;
+    }
+    text.resize(static_cast<std::size_t>(info.st_size));
+    std::size_t done = 0;
+    while (done < text.size()) {
+        const ssize_t got =
+            pread(fd, text.data() + done, text.size() - done, static_cast<off_t>(done));
+        if (got < 0 && errno != EINTR) {
+            return false;
+        }
+        if (got == 0) {
+            break;
+        }
+        done += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
+    }
+    text.resize(done);
+    return true;
+}
+
+}  // namespace
+
+PlaylistFolder::PlaylistFolder(varn::UniqueFd folder, fs::path path)
+    : folder_(std::move(folder)), path_(std::move(path)) {}
+
+PlaylistFolder::PlaylistFolder(const Collection &collection, const fs::path &folder)
+    : path_(folder) {
+    const AsRoot root;
+    folder_ = collection.personal ? varn::UniqueFd(open(folder.c_str(), kFolderFlags))
+                                  : OpenPlaylistFolder(folder);
+    if (!folder_ && errno != EPERM) {
+        throw Failure(Reason::kFolderNotRead, folder, errno);
+    }
+    if (!folder_ || !MayHold(collection, folder_.Get())) {
+        throw Failure(Reason::kPlaylistOutside, folder);
+    }
+}
+
+PlaylistFolder PlaylistFolder::ForNew(const Collection &collection) {
+    const AsRoot root;
+    auto [path, names] = PlaceOf(collection);
+    varn::UniqueFd folder = OpenPresent(path);
+    for (const std::string &name : names) {
+        path /= name;
+        // A link in place of the last one is refused, as one that leads to somebody else's is.
+        folder = OpenOrMake(folder.Get(), path, &name == &names.back() ? O_NOFOLLOW : 0);
+        if (!folder) {
+            throw Failure(Reason::kFolderNotMade, path, errno);
+        }
+        if (!MayHold(collection, folder.Get())) {
+            throw Failure(Reason::kPlaylistOutside, path);
+        }
+    }
+    return {std::move(folder), std::move(path)};
+}
+
+bool PlaylistFolder::IsGone(const fs::path &folder) {
+    const AsRoot root;
+    std::error_code error;
+    return fs::status(folder, error).type() == fs::file_type::not_found;
+}
+
+void PlaylistFolder::CheckIsFree(const std::string &name) const {
+    for (const char *format : {"m3u", "m3u8", "pls", "wpl"}) {
+        if (Has(name + "." + format)) {
+            throw Failure(Reason::kPlaylistExists, path_ / (name + "." + format));
+        }
+    }
+}
+
+bool PlaylistFolder::Has(const std::string &file) const {
+    const AsRoot root;
+    struct stat info {};
+    if (fstatat(folder_.Get(), file.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        return true;
+    }
+    return errno == ENOENT ? false : throw Failure(Reason::kFolderNotRead, path_, errno);
+}
+
+varn::UniqueFd PlaylistFolder::Make(const std::string &file) const {
+    const AsRoot root;
+    struct stat info {};
+    varn::UniqueFd made(
+        openat(folder_.Get(), file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777));
+    if (!made) {
+        throw NotDone(Reason::kPlaylistNotWritten, path_ / file);
+    }
+    if (geteuid() == 0 && fstat(folder_.Get(), &info) == 0 &&
+        fchown(made.Get(), info.st_uid, info.st_gid) != 0) {
+        syslog(LOG_ERR, "Failed to give %s to its owner: %m", (path_ / file).c_str());
+    }
+    return made;
+}
+
+void PlaylistFolder::Move(const std::string &from, const std::string &to, Reason reason) const {
+    const AsRoot root;
+    const int folder = folder_.Get();
+    bool moved = renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE) == 0;
+    if (!moved && (errno == EINVAL || errno == ENOSYS)) {
+        // A file system without that flag: of two who give one name at once, one may lose a file.
+        errno = EEXIST;
+        moved = !Has(to) && renameat(folder, from.c_str(), folder, to.c_str()) == 0;
+    }
+    if (!moved && errno == ENOENT) {
+        throw Failure(Reason::kNoSuchPlaylist, fs::path(from).stem());
+    }
+    if (!moved) {
+        throw NotDone(reason, path_ / (reason == Reason::kPlaylistNotRenamed ? to : from));
+    }
+}
+
+bool PlaylistFolder::Remove(const std::string &file) const {
+    const AsRoot root;
+    if (unlinkat(folder_.Get(), file.c_str(), 0) == 0) {
+        return true;
+    }
+    return errno == ENOENT ? false
+                           : throw Failure(Reason::kPlaylistNotDeleted, path_ / file, errno);
+}
+
+HeldPlaylist::HeldPlaylist(const Collection &collection, const std::string &path, Use use)
+    : folder_(collection, fs::path(path).parent_path()),
+      path_(path),
+      file_(OpenList(collection, folder_, path, use)) {}
+
+std::string HeldPlaylist::Contents() const {
+    std::string text;
+    if (flock(file_.Get(), LOCK_EX | LOCK_NB) != 0) {
+        throw Failure(Reason::kPlaylistLocked, path_);
+    }
+    const bool read = ReadAll(file_.Get(), text);
+    const int error = errno;
+    flock(file_.Get(), LOCK_UN);
+    return read ? std::move(text) : throw Failure(Reason::kPlaylistNotRead, path_, error);
+}
+
+bool HeldPlaylist::PutBack(const std::string &contents) const {
+    const AsRoot root;
+    std::string now;
+    const varn::UniqueFd file(open(Path().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
+    // Over what is there: on a full disk that is the room that there is.
+    const bool isWhole = file && flock(file.Get(), LOCK_EX | LOCK_NB) == 0 &&
+                         ((ReadAll(file_.Get(), now) && now == contents) ||
+                          (varn::WriteAll(file.Get(), contents) &&
+                           ftruncate(file.Get(), static_cast<off_t>(contents.size())) == 0));
+    if (!isWhole) {
+        syslog(LOG_ERR, "Failed to put %s back: %m", path_.c_str());
+    }
+    return isWhole;
+}
+
+HeldPlaylist HoldToRead(const Collection &collection, Playlist &playlist) {
+    try {
+        return {collection, playlist.path};
+    } catch (const Failure &failure) {
+        if (failure.Why() != Reason::kNoSuchPlaylist) {
+            throw;
+        }
+    }
+    const PlaylistsLock lock(collection, Lock::Kind::kRead);
+    playlist = PlaylistOfKey(collection, KeyOf(collection, playlist));
+    return {collection, playlist.path};
+}
+
+}  // namespace tonvale_service

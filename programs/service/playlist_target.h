@@ -1,0 +1,63 @@
+// Which playlists are worked on, and where they are.
+#pragma once
+
+#include <sys/types.h>
+
+#include <memory>
+#include <string>
+
+#include "tonvale/playlists.h"
+
+namespace tonvale_service {
+
+struct SongsFreer {
+    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
+};
+using SongRecords = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
+
+struct PlaylistsFreer {
+    void operator()(VARN_PLAYLIST *list) const noexcept { VARNPlayListFree(list); }
+};
+using PlaylistRecords = std::unique_ptr<VARN_PLAYLIST, PlaylistsFreer>;
+
+// Whose playlists, and which of them.
+struct Collection {
+    std::string user;
+    bool personal = false;
+    uid_t uid = 0;
+    // The user's own are files of a folder beside the preferences, and no rows of the library: that
+    // is so for a user without a personal library.
+    bool isFolder = false;
+
+    const char *Library() const { return personal ? "personal" : "shared"; }
+};
+
+struct Playlist {
+    std::string id;  // row id in decimal; "0" for a file that has none
+    std::string title;
+    std::string path;
+    std::string album;
+};
+
+// Completes a collection whose user and user id are known.
+void Complete(Collection &collection);
+
+// Each of the following throws a Failure for what it cannot do.
+
+// How many playlists a collection has, and a page of them; limit 0 means all.
+int CountPlaylists(const Collection &collection);
+PlaylistRecords ListPlaylists(const Collection &collection, int offset, int limit);
+
+// The playlist with an id or a title; also when there are several it is a Failure.
+Playlist FindPlaylist(const Collection &collection, const std::string &name);
+
+// The playlist behind the key of an identifier: a row id, or the name of a file.
+Playlist PlaylistOfKey(const Collection &collection, const std::string &key);
+
+// The key of a playlist in identifiers.
+std::string KeyOf(const Collection &collection, const Playlist &playlist);
+
+// Throws a Failure for a name that no playlist can have.
+void CheckName(const std::string &name);
+
+}  // namespace tonvale_service

@@ -1,0 +1,326 @@
+#include "songs.h"
+
+#include <syslog.h>
+
+#include <algorithm>
+#include <charconv>
+#include <chrono>
+#include <cstdint>
+#include <map>
+#include <utility>
+
+#include "failure.h"
+#include "kinds.h"
+#include "music_places.h"
+#include "varn/sql.h"
+
+namespace tonvale_service {
+
+namespace {
+
+using Tonvale::webapi::WebapiLibrary;
+
+// Where a virtual song starts in its file: what is given away of it must be complete.
+constexpr char kStart[] =
+    ", (SELECT max(v.audio_offset) FROM virtual_info_track v WHERE v.track = id) AS audio_offset";
+
+// Where a keyword may be looked for.
+struct Field {
+    const char *name;
+    std::optional<std::string> (*condition)(const std::string &keyword);
+};
+#define CONTAINS(column) column " ILIKE '%%@VARN:LVAR%%'"
+constexpr Field kFields[] = {
+    {"all",
+     [](const std::string &keyword) {
+         return varn::Sql("(" CONTAINS("title") " OR " CONTAINS("artist") " OR " CONTAINS("album")
+                          " OR " CONTAINS("album_artist") " OR " CONTAINS("composer") " OR "
+                          CONTAINS("genre") ")",
+                          keyword, keyword, keyword, keyword, keyword, keyword);
+     }},
+    {"title", [](const std::string &keyword) { return varn::Sql(CONTAINS("title"), keyword); }},
+    {"artist", [](const std::string &keyword) { return varn::Sql(CONTAINS("artist"), keyword); }},
+    {"album", [](const std::string &keyword) { return varn::Sql(CONTAINS("album"), keyword); }},
+    {"album_artist",
+     [](const std::string &keyword) { return varn::Sql(CONTAINS("album_artist"), keyword); }},
+    {"composer",
+     [](const std::string &keyword) { return varn::Sql(CONTAINS("composer"), keyword); }},
+    {"genre", [](const std::string &keyword) { return varn::Sql(CONTAINS("genre"), keyword); }},
+};
+#undef CONTAINS
+
+bool IsOneOf(const std::vector<std::string> &names, const std::string &name) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+std::string Order(const ListRequest &request, const std::string &condition,
+                  const WebapiLibrary &writer) {
+    if (request.sortBy == kRandom) {
+        if (!condition.empty() || request.offset > 0 || request.limit == 0) {
+            throw Failure(Reason::kRandomPart);
+        }
+        return "RANDOM()";
+    }
+    const std::string &key = request.sortBy.empty() ? SongSortKeys().front() : request.sortBy;
+    if (!IsOneOf(SongSortKeys(), key)) {
+        throw Failure(Reason::kUnknownSortKey, key);
+    }
+    return writer.GetSortOrderString(key, Direction(request));
+}
+
+std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &condition,
+                               const WebapiLibrary &writer) {
+    const std::string order = Order(request, condition, writer);
+    const char *library = request.library.c_str();
+    // Two statements: a total within the page's own would read the whole library for every page.
+    const int64_t total = AudioInfoDBGetCount(library, request.uid, VARN_TABLE_MUSIC, "*",
+                                              condition.c_str(), nullptr, 0);
+    Handle rows(total < 0
+                    ? nullptr
+                    : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC,
+                                      TrackColumns(writer).c_str(), condition.c_str(), nullptr,
+                                      order.c_str(), request.offset, request.limit, 0));
+    if (!rows) {
+        NoAnswer();
+    }
+    return std::make_unique<SongPage>(std::move(rows), writer, request.offset, total);
+}
+
+std::string IdCondition(const std::set<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ", ") + std::to_string(id);
+    }
+    return "id IN (" + list + ")";
+}
+
+// The rows of songs by their identifiers; true are tracks of cue sheets.
+std::map<bool, std::set<int>> ByKind(const std::vector<std::string> &ids) {
+    std::map<bool, std::set<int>> rows;
+    for (const std::string &id : ids) {
+        const auto song = ParseSongId(id);
+        if (!song) {
+            throw Failure(Reason::kNotASongId, id);
+        }
+        rows[song->isVirtual].insert(song->row);
+    }
+    return rows;
+}
+
+ListRequest WholeKind(bool isVirtual, uid_t uid) {
+    ListRequest request;
+    request.library = ChosenKind(isVirtual ? "virtual" : "actual", uid);
+    request.uid = uid;
+    return request;
+}
+
+Handle OpenRows(const ListRequest &request, const std::string &columns,
+                const std::string &condition) {
+    Handle rows(AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC,
+                                columns.c_str(), condition.c_str(), nullptr, nullptr, 0, -1, 0));
+    if (!rows) {
+        NoAnswer();
+    }
+    return rows;
+}
+
+using Clock = std::chrono::steady_clock;
+
+// All records that are kept locked hold a request up for so long together.
+constexpr std::chrono::seconds kPatience(2);
+
+int MillisecondsUntil(Clock::time_point end) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
+    return static_cast<int>(std::max<std::int64_t>(left.count(), 0));
+}
+
+// Where the record beside a song is kept: its path, that of a track under its virtual name.
+struct Record {
+    uid_t owner;
+    std::string path;
+};
+
+Record RecordOf(const Handle &rows, int row, bool isVirtual) {
+    const std::string path = FieldOf(rows, row, "path");
+    return {static_cast<uid_t>(NumberOf(rows, row, "userid")),
+            isVirtual ? path + "_" + FieldOf(rows, row, "track") : path};
+}
+
+// Puts a rating into the record beside a song, as root: no link on the way to it leads out of the
+// music of its owner. What fails is logged; the table has the rating.
+void KeepRating(const Record &record, uid_t uid, unsigned stars, Clock::time_point end) {
+    const auto &[owner, path] = record;
+    try {
+        const PlacedSong song(owner, path);
+        if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end),
+                                       path.c_str()) == 1) {
+            return;
+        }
+    } catch (const Failure &) {  // it leads out of the music
+    }
+    syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
+}
+
+}  // namespace
+
+const std::vector<std::string> &SongSortKeys() {
+    static const std::vector<std::string> keys = {
+        "title", "artist", "album", "album_artist", "composer", "genre", "year",
+        "track", "disc",   "path",  "duration",     "bitrate",  "date"};
+    return keys;
+}
+
+const std::vector<std::string> &SearchFields() {
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all;
+        for (const Field &field : kFields) {
+            all.emplace_back(field.name);
+        }
+        return all;
+    }();
+    return names;
+}
+
+std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibrary &writer) {
+    return Open(request, Condition(request.filters), writer);
+}
+
+std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
+                                      const std::string &field, const WebapiLibrary &writer) {
+    if (keyword.empty()) {
+        throw Failure(Reason::kEmptyKeyword);
+    }
+    std::string condition = Condition(request.filters);
+    for (const Field &known : kFields) {
+        if (field == known.name) {
+            AddCondition(condition, known.condition(Needle(keyword)));
+            return Open(request, condition, writer);
+        }
+    }
+    throw Failure(Reason::kUnknownSearchField, field);
+}
+
+std::optional<SongId> ParseSongId(std::string_view id) {
+    struct Form {
+        std::string_view prefix;
+        bool isVirtual;
+    };
+    // The longer ones first.
+    constexpr Form kForms[] = {
+        {"music_p_v_", true}, {"music_v_", true}, {"music_p_", false}, {"music_", false}};
+    for (const Form &form : kForms) {
+        if (id.starts_with(form.prefix)) {
+            const std::string_view digits = id.substr(form.prefix.size());
+            int row = 0;
+            const auto [end, error] =
+                std::from_chars(digits.data(), digits.data() + digits.size(), row);
+            const bool good = error == std::errc() && end == digits.data() + digits.size();
+            return good && row > 0 ? std::optional(SongId{row, form.isVirtual}) : std::nullopt;
+        }
+    }
+    return std::nullopt;
+}
+
+std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids) {
+    std::map<SongId, VARN_MEDIA_INFO> songs;
+    const auto record = std::make_unique<VARN_MEDIA_INFO>();
+    for (const auto &[isVirtual, wanted] : ByKind(ids)) {
+        const std::string columns = kSongColumns + std::string(isVirtual ? kStart : "");
+        const Handle rows = OpenRows(WholeKind(isVirtual, uid), columns, IdCondition(wanted));
+        while (MediaInfoDBGet(rows.get(), record.get()) == 0) {
+            songs.emplace(SongId{static_cast<int>(record->id), isVirtual}, *record);
+        }
+    }
+    return songs;
+}
+
+std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
+    std::string condition = Condition(request.filters);
+    if (!wanted.empty()) {
+        AddCondition(condition, IdCondition(wanted));
+    }
+    if (condition.empty()) {
+        throw Failure(Reason::kNoSongsToRate);
+    }
+    const Handle rows = OpenRows(request, "id", condition);
+    std::set<int> found;
+    for (int row = 0; row < rows->rowCount; ++row) {
+        found.insert(static_cast<int>(NumberOf(rows, row, "id")));
+    }
+    for (const int id : wanted) {
+        if (found.count(id) == 0) {
+            throw Failure(Reason::kNoSuchSong, std::to_string(id));
+        }
+    }
+    return found;
+}
+
+Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const WebapiLibrary &writer) {
+    std::map<SongId, Json::Value> tracks;
+    for (const auto &[isVirtual, wanted] : ByKind(ids)) {
+        Handle rows =
+            OpenRows(WholeKind(isVirtual, uid), TrackColumns(writer), IdCondition(wanted));
+        std::vector<int> found;
+        for (int row = 0; row < rows->rowCount; ++row) {
+            found.push_back(static_cast<int>(NumberOf(rows, row, "id")));
+        }
+        SongPage page(std::move(rows), writer, 0, 0);
+        auto next = found.begin();
+        for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
+            for (Json::Value &track : part) {
+                tracks[{*next++, isVirtual}] = std::move(track);
+            }
+        }
+    }
+    Json::Value songs(Json::arrayValue);
+    for (const std::string &id : ids) {
+        const auto found = tracks.find(*ParseSongId(id));
+        if (found != tracks.end()) {
+            songs.append(found->second);
+        }
+    }
+    return songs;
+}
+
+std::set<int> RowsOf(uid_t uid, const std::vector<std::string> &ids) {
+    std::set<int> found;
+    for (const auto &[isVirtual, rows] : ByKind(ids)) {
+        found.merge(RowsOf(WholeKind(isVirtual, uid), rows));
+    }
+    return found;
+}
+
+void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
+    if (rows.empty()) {
+        return;
+    }
+    Handle found;
+    std::vector<std::string> ids;
+    std::vector<Record> records;
+    for (const bool isVirtual : {false, true}) {
+        found = OpenRows(WholeKind(isVirtual, uid), "id, userid, path, track", IdCondition(rows));
+        for (int row = 0; row < found->rowCount; ++row) {
+            ids.push_back(FieldOf(found, row, "id"));
+            records.push_back(RecordOf(found, row, isVirtual));
+        }
+    }
+    if (ids.size() < rows.size()) {
+        throw Failure(Reason::kSongsLeft);
+    }
+    std::vector<std::string> rated;
+    if (VARNAudioWebapiSaveDBStar(ids, rated, found.get(), uid, stars) != 1) {
+        NoAnswer();
+    }
+    const auto end = Clock::now() + kPatience;
+    const std::set<std::string> written(rated.begin(), rated.end());
+    for (const Record &record : records) {
+        if (written.count(record.path) != 0) {
+            KeepRating(record, uid, stars, end);
+        }
+    }
+    if (rated.size() < ids.size()) {
+        throw Failure(Reason::kSomeSongsLeft);
+    }
+}
+
+}  // namespace tonvale_service

@@ -1,0 +1,69 @@
+// Lists of songs, searches for them, and their ratings.
+#pragma once
+
+#include <compare>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "list.h"
+#include "tracks.h"
+
+namespace tonvale_service {
+
+// What songs may be sorted by; the first one is by title.
+const std::vector<std::string> &SongSortKeys();
+
+// In place of a key: a sample of the whole library, drawn anew each time. It takes no filter and no
+// offset, and a limit.
+inline constexpr char kRandom[] = "random";
+
+// Where a text may be looked for; the first one means everywhere.
+const std::vector<std::string> &SearchFields();
+
+// A page of the songs that a request asks for, and of those with a text in a field, in any case.
+// Each throws a Failure.
+std::unique_ptr<SongPage> ListSongs(const ListRequest &request,
+                                    const Tonvale::webapi::WebapiLibrary &writer);
+std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
+                                      const std::string &field,
+                                      const Tonvale::webapi::WebapiLibrary &writer);
+
+// The row of a song, and whether it is one track of a cue sheet.
+struct SongId {
+    int row;
+    bool isVirtual;
+    auto operator<=>(const SongId &) const = default;
+};
+
+// Empty for any text but the four forms of a song's identifier that have a row id.
+std::optional<SongId> ParseSongId(std::string_view id);
+
+// The track objects of the songs with these identifiers, in their order. One that is not there, or
+// is another user's, is left out. Throws a Failure for a text that is no song's identifier.
+Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids,
+                      const Tonvale::webapi::WebapiLibrary &writer);
+
+// The records of the songs with these identifiers, as far as they are there for the user. Throws a
+// Failure for a text that is no song's identifier.
+std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids);
+
+// The rows of a kind that a condition lets through; with `wanted`, those of them. Throws a Failure
+// for an empty condition without wanted rows, and for a wanted row that is not there.
+std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted);
+
+// The rows of songs, each of which the user may browse. Throws a Failure.
+std::set<int> RowsOf(uid_t uid, const std::vector<std::string> &ids);
+
+// Rates songs for a user, 0 to 5 stars. The record beside a song is written where the way to it
+// leads to the music of its owner; where it is not, the log tells. Whoever keeps records locked is
+// waited for 2 seconds altogether. Throws a Failure when the database cannot be written, with no
+// song rated, and when songs left the library meanwhile. May leave the process as the package's
+// account.
+void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars);
+
+}  // namespace tonvale_service

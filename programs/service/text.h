@@ -1,0 +1,31 @@
+// UTF-8 (RFC 3629).
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <string>
+#include <string_view>
+
+namespace tonvale_service {
+
+// The length of the character at the start of a text that is not empty, 0 when there is none.
+std::size_t CharacterLength(std::string_view text);
+
+// Valid UTF-8 in place of any bytes: U+FFFD stands for every byte that belongs to no character.
+std::string ValidUtf8(std::string_view text);
+
+bool IsUtf8(std::string_view text);
+
+// Copies valid UTF-8 into a field, cut between characters where it does not fit.
+template <std::size_t Size>
+void CopyCut(std::string_view text, char (&out)[Size]) {
+    std::size_t length = std::min(text.size(), Size - 1);
+    while (length > 0 && length < text.size() &&
+           (static_cast<unsigned char>(text[length]) & 0xC0U) == 0x80U) {
+        --length;
+    }
+    std::copy_n(text.begin(), length, out);
+    out[length] = '\0';
+}
+
+}  // namespace tonvale_service

@@ -1,0 +1,124 @@
+#include "tracks.h"
+
+#include <cstdlib>
+#include <cstring>
+#include <map>
+#include <new>
+
+namespace tonvale_service {
+
+namespace {
+
+using Tonvale::webapi::HashRating;
+using Tonvale::webapi::WebapiLibrary;
+
+constexpr int kSongsAtATime = 256;
+
+struct SongsFree {
+    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
+};
+using Songs = std::unique_ptr<PLAYLIST_REC, SongsFree>;
+
+struct Addition {
+    const char *name;
+    bool WebapiLibrary::*wanted;
+};
+constexpr Addition kAdditions[] = {{"song_tag", &WebapiLibrary::addSongTag},
+                                   {"song_audio", &WebapiLibrary::addSongAudio},
+                                   {"song_rating", &WebapiLibrary::addSongRating}};
+
+// Reads the next songs of a query; none at the end.
+Songs ReadSome(MEDIA_DB_HANDLE *rows, HashRating &ratings) {
+    Songs songs;
+    PLAYLIST_REC *last = nullptr;
+    for (int count = 0; count < kSongsAtATime; ++count) {
+        auto *entry = static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC)));
+        Songs owned(entry);
+        if (!owned || *ratings.Get() == nullptr) {
+            throw std::bad_alloc();
+        }
+        if (MediaInfoDBGet(rows, &entry->info) != 0) {
+            break;
+        }
+        if (SetSongHashValueByDBHandler(ratings.Get(), rows, &entry->info) != 0) {
+            throw std::bad_alloc();
+        }
+        if (last == nullptr) {
+            songs = std::move(owned);
+        } else {
+            last->next = owned.release();
+        }
+        last = entry;
+    }
+    return songs;
+}
+
+bool IsForeignAddress(const std::string &path) {
+    return !path.starts_with('/') && path.find("://") != path.npos &&
+           !WebapiLibrary::IsRemoteTrack(path);
+}
+
+}  // namespace
+
+const std::vector<std::string> &AdditionNames() {
+    static const std::vector<std::string> names = [] {
+        std::vector<std::string> all;
+        for (const Addition &addition : kAdditions) {
+            all.emplace_back(addition.name);
+        }
+        return all;
+    }();
+    return names;
+}
+
+void Apply(const std::vector<std::string> &additions, WebapiLibrary &writer) {
+    for (const std::string &name : additions) {
+        for (const Addition &addition : kAdditions) {
+            writer.*addition.wanted |= name == addition.name;
+        }
+    }
+}
+
+std::string TrackColumns(const WebapiLibrary &writer) {
+    std::string columns = kSongColumns;
+    // The replay gain belongs to the tags, and costs a join like the rating.
+    if (writer.addSongTag) {
+        columns += ", rg_track_gain, rg_track_peak, rg_album_gain, rg_album_peak";
+    }
+    return columns + (writer.addSongRating ? ", star" : "");
+}
+
+void AppendTracks(const WebapiLibrary &writer, PVLIBSZHASH *ratings, PLAYLIST_REC *first,
+                  Json::Value &tracks) {
+    std::map<Json::ArrayIndex, std::string> addresses;
+    Json::ArrayIndex place = tracks.size();
+    for (PLAYLIST_REC *entry = first; entry != nullptr; entry = entry->next, ++place) {
+        if (IsForeignAddress(entry->info.path)) {
+            addresses.emplace(place, entry->info.path);
+            std::strcpy(entry->info.path, "http://");  // no share is looked for
+        }
+    }
+    writer.GetTrackJson(ratings, first, tracks);
+    for (const auto &[at, address] : addresses) {
+        Json::Value &track = tracks[at];
+        track["id"] = "music_" + address;
+        track["path"] = address;
+        track["type"] = "file";
+        if (track["title"].asString().empty()) {
+            track["title"] = VARNAudioWebapiUtilsGetFileName(address, false);
+        }
+    }
+}
+
+SongPage::SongPage(Handle rows, const WebapiLibrary &writer, int offset, int64_t total)
+    : Page("songs", offset, total), rows_(std::move(rows)), writer_(writer) {}
+
+Json::Value SongPage::Next() {
+    Json::Value tracks(Json::arrayValue);
+    HashRating ratings;
+    const Songs songs = ReadSome(rows_.get(), ratings);
+    writer_.GetTrackJson(ratings.Get(), songs.get(), tracks);
+    return tracks;
+}
+
+}  // namespace tonvale_service
