@@ -12,11 +12,11 @@
 #include <string>
 
 #include "require.h"
-#include "varnindex/cue.h"
-#include "varnindex/dsd.h"
-#include "varnindex/names.h"
-#include "varnindex/sheets.h"
-#include "varnindex/tags.h"
+#include "varnindex/read/cue.h"
+#include "varnindex/read/dsd.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/sheets.h"
+#include "varnindex/read/tags.h"
 
 namespace {
 

@@ -7,10 +7,10 @@
 
 #include "require.h"
 #include "varn/text.h"
-#include "varnindex/audio_names.h"
-#include "varnindex/cue.h"
-#include "varnindex/names.h"
-#include "varnindex/split.h"
+#include "varnindex/read/audio_names.h"
+#include "varnindex/read/cue.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/split.h"
 
 namespace {
 

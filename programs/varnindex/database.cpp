@@ -1,4 +1,4 @@
-#include "database.h"
+#include "varnindex/database.h"
 
 #include <charconv>
 #include <string_view>

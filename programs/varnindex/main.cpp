@@ -11,21 +11,21 @@
 #include <utility>
 #include <vector>
 
-#include "database.h"
-#include "folders.h"
-#include "format.h"
-#include "inspect.h"
-#include "known.h"
-#include "links.h"
-#include "names.h"
-#include "notices.h"
-#include "remove.h"
-#include "reporter.h"
-#include "scan.h"
-#include "tags.h"
 #include "varn/host.h"
-#include "walk.h"
-#include "watch.h"
+#include "varnindex/compare/known.h"
+#include "varnindex/database.h"
+#include "varnindex/observe/file_names.h"
+#include "varnindex/observe/folders.h"
+#include "varnindex/observe/links.h"
+#include "varnindex/observe/walk.h"
+#include "varnindex/read/inspect.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/tags.h"
+#include "varnindex/reporter.h"
+#include "varnindex/scan.h"
+#include "varnindex/watch/notices.h"
+#include "varnindex/watch/watch.h"
+#include "varnindex/write/remove.h"
 
 namespace {
 

@@ -1,9 +1,9 @@
-#include "reporter.h"
+#include "varnindex/reporter.h"
 
 #include <algorithm>
 #include <sstream>
 
-#include "names.h"
+#include "varnindex/read/names.h"
 
 namespace varnindex {
 namespace {

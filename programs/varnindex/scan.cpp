@@ -1,26 +1,26 @@
-#include "scan.h"
+#include "varnindex/scan.h"
 
 #include <optional>
 #include <thread>
 #include <utility>
 
-#include "gone.h"
-#include "held_back.h"
-#include "merge.h"
-#include "names.h"
-#include "own_folders.h"
-#include "places.h"
-#include "put_off.h"
-#include "readers.h"
-#include "second_look.h"
-#include "shared_lists.h"
-#include "store.h"
-#include "successors.h"
-#include "unreadable.h"
-#include "used_sheet.h"
 #include "varn/host.h"
 #include "varn/sql.h"
-#include "walk.h"
+#include "varnindex/compare/held_back.h"
+#include "varnindex/compare/merge.h"
+#include "varnindex/compare/second_look.h"
+#include "varnindex/compare/unreadable.h"
+#include "varnindex/match/gone.h"
+#include "varnindex/match/put_off.h"
+#include "varnindex/match/successors.h"
+#include "varnindex/observe/own_folders.h"
+#include "varnindex/observe/walk.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/readers.h"
+#include "varnindex/read/used_sheet.h"
+#include "varnindex/settle/shared_lists.h"
+#include "varnindex/write/places.h"
+#include "varnindex/write/store.h"
 
 namespace varnindex {
 namespace {

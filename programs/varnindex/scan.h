@@ -5,12 +5,12 @@
 #include <string>
 #include <vector>
 
-#include "database.h"
-#include "folders.h"
-#include "known.h"
-#include "lists.h"
-#include "reporter.h"
-#include "stop.h"
+#include "varnindex/compare/known.h"
+#include "varnindex/database.h"
+#include "varnindex/observe/folders.h"
+#include "varnindex/reporter.h"
+#include "varnindex/stop.h"
+#include "varnindex/write/lists.h"
 
 namespace varnindex {
 

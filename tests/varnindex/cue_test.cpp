@@ -1,4 +1,4 @@
-#include "varnindex/cue.h"
+#include "varnindex/read/cue.h"
 
 #include <gtest/gtest.h>
 #include <iconv.h>
@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "varn/text.h"
-#include "varnindex/audio_names.h"
-#include "varnindex/names.h"
-#include "varnindex/split.h"
+#include "varnindex/read/audio_names.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/split.h"
 
 namespace {
 

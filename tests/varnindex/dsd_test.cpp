@@ -1,5 +1,5 @@
 // Files of one-bit audio.
-#include "varnindex/dsd.h"
+#include "varnindex/read/dsd.h"
 
 #include <gtest/gtest.h>
 #include <taglib/attachedpictureframe.h>
@@ -13,7 +13,7 @@
 #include <string>
 
 #include "support/fixture.h"
-#include "varnindex/tags.h"
+#include "varnindex/read/tags.h"
 
 namespace {
 

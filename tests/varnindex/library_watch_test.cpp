@@ -15,8 +15,8 @@
 #include "varn/systempath.h"
 #include "varnindex/database.h"
 #include "varnindex/eventually.h"
-#include "varnindex/remove.h"
 #include "varnindex/samples.h"
+#include "varnindex/write/remove.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 
 #include "tonvale/pins.h"
-#include "varnindex/places.h"
 #include "varnindex/scan_fixture.h"
+#include "varnindex/write/places.h"
 
 namespace {
 

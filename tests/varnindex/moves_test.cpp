@@ -9,9 +9,9 @@
 #include <string>
 #include <vector>
 
-#include "varnindex/gone.h"
+#include "varnindex/match/gone.h"
+#include "varnindex/match/successors.h"
 #include "varnindex/scan_fixture.h"
-#include "varnindex/successors.h"
 
 namespace {
 

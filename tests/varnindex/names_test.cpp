@@ -1,4 +1,4 @@
-#include "varnindex/names.h"
+#include "varnindex/read/names.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "varnindex/notices.h"
+#include "varnindex/watch/notices.h"
 
 #include <gtest/gtest.h>
 

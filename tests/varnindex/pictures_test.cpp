@@ -1,4 +1,4 @@
-#include "varnindex/pictures.h"
+#include "varnindex/read/pictures.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -22,11 +22,11 @@
 #include <sstream>
 
 #include "support/fixture.h"
-#include "varnindex/inspect.h"
-#include "varnindex/open_audio.h"
+#include "varnindex/read/inspect.h"
+#include "varnindex/read/open_audio.h"
+#include "varnindex/read/stream.h"
+#include "varnindex/read/tags.h"
 #include "varnindex/samples.h"
-#include "varnindex/stream.h"
-#include "varnindex/tags.h"
 
 namespace {
 

@@ -14,8 +14,8 @@
 
 #include "varn/packageconf.h"
 #include "varnindex/database.h"
-#include "varnindex/folders.h"
 #include "varnindex/index_fixture.h"
+#include "varnindex/observe/folders.h"
 #include "varnindex/reporter.h"
 #include "varnindex/scan.h"
 

@@ -9,7 +9,7 @@
 #include <string>
 #include <thread>
 
-#include "varnindex/folders.h"
+#include "varnindex/observe/folders.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {

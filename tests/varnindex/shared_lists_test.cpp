@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "varnindex/scan_fixture.h"
-#include "varnindex/shared_lists.h"
+#include "varnindex/settle/shared_lists.h"
 
 namespace {
 

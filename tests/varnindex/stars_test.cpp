@@ -10,7 +10,7 @@
 #include "varn/keyfile.h"
 #include "varn/share.h"
 #include "varnindex/index_fixture.h"
-#include "varnindex/stars.h"
+#include "varnindex/settle/stars.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "varnindex/tags.h"
+#include "varnindex/read/tags.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
@@ -23,7 +23,7 @@
 #include <vector>
 
 #include "support/fixture.h"
-#include "varnindex/format.h"
+#include "varnindex/observe/file_names.h"
 #include "varnindex/samples.h"
 
 namespace {

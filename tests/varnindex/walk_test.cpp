@@ -1,4 +1,4 @@
-#include "varnindex/walk.h"
+#include "varnindex/observe/walk.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>

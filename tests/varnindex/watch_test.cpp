@@ -1,4 +1,4 @@
-#include "varnindex/watch.h"
+#include "varnindex/watch/watch.h"
 
 #include <fcntl.h>
 #include <gtest/gtest.h>
@@ -21,8 +21,8 @@
 #include "varn/systempath.h"
 #include "varnindex/database.h"
 #include "varnindex/eventually.h"
-#include "varnindex/format.h"
-#include "varnindex/tree_watch.h"
+#include "varnindex/observe/file_names.h"
+#include "varnindex/watch/tree_watch.h"
 
 namespace {
 

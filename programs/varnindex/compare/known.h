@@ -1,0 +1,69 @@
+// What the library knows already.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "varnindex/database.h"
+
+namespace varnindex {
+
+struct KnownRow {
+    int id = 0;
+    std::string path;
+    std::int64_t size = 0;      // bytes
+    std::int64_t modified = 0;  // microseconds since 1970, UTC
+    unsigned userid = 0;
+    std::int64_t sheetStamp = 0;
+    std::int64_t contents = 0;  // of a list: a hash of what was in it; 0: not known
+    bool isSplit = false;       // a cue sheet has made tracks of it
+    bool isList = false;        // no song, but a playlist or cue sheet: the size is not known
+};
+
+// Which rows a scan answers for: all, or those below some folders.
+struct Scope {
+    static Scope WholeLibrary() { return {}; }
+    explicit Scope(std::vector<std::string> below) : folders(std::move(below)) {}
+    std::optional<std::vector<std::string>> folders;  // none: all rows
+
+  private:
+    Scope() = default;
+};
+
+// The condition, on the column "path", for the rows that a scan answers for: those below the
+// folders, and the folders themselves where `alsoFolders` says so.
+std::string ScopeCondition(const Scope &scope, bool alsoFolders);
+
+// True when the library has something of a path, or below it.
+bool HasRows(Database &database, const std::string &path);
+
+// The users whose songs, folders or lists the library has; 0 among them for everybody's.
+std::vector<unsigned> OwnersOfRows(Database &database);
+
+// The songs and lists that are real files, in the byte order of their paths, read block by block.
+// Rows written after the construction do not appear. One such object at a time on a connection.
+class KnownRows {
+  public:
+    KnownRows(Database &database, const Scope &scope);
+    ~KnownRows();
+    KnownRows(const KnownRows &) = delete;
+    KnownRows &operator=(const KnownRows &) = delete;
+
+    // The row at the front, null at the end. Throws DatabaseError.
+    KnownRow *Front();
+    void Pop();
+
+  private:
+    void Fetch();
+
+    Database &database_;
+    std::optional<Rows> block_;
+    int next_ = 0;  // row of the block after the front
+    bool ended_ = false;
+    std::optional<KnownRow> front_;
+};
+
+}  // namespace varnindex

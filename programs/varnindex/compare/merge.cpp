@@ -1,0 +1,168 @@
+#include "varnindex/compare/merge.h"
+
+#include <sys/stat.h>
+
+#include <algorithm>
+#include <set>
+#include <utility>
+
+#include "varn/sql.h"
+#include "varnindex/observe/file_names.h"
+#include "varnindex/write/copy_rows.h"
+
+namespace varnindex {
+namespace {
+
+// True when a row's path is the one that the walk could not look at, or below it.
+bool Covers(const std::string &gap, const std::string &path) {
+    return gap.ends_with('/') ? path.starts_with(gap) : path == gap;
+}
+
+bool IsGap(const Found &found) {
+    return found.kind == Found::Kind::kBlocked || found.kind == Found::Kind::kAbsent ||
+           found.kind == Found::Kind::kEmpty;
+}
+
+bool Exists(const std::string &path) {
+    struct stat info {};
+    return ::stat(path.c_str(), &info) == 0;
+}
+
+// True when the library has songs of a folder, and no music is anywhere in it. A few songs answer
+// for most folders, so that the folder is hardly ever walked.
+bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion isStopped) {
+    const Rows rows =
+        database.Query(Made(varn::Sql("SELECT path FROM track WHERE NOT is_virtual AND"
+                                      " path ^@ '@VARN:VAR' LIMIT 100",
+                                      folder == "/" ? folder : folder + "/")));
+    for (int row = 0; row < rows.Count(); ++row) {
+        if (Exists(rows.Field(row, "path"))) {
+            return false;
+        }
+    }
+    if (rows.Count() == 0) {
+        return false;
+    }
+    Walk walk({folder}, IsMusicName, nullptr, isStopped);
+    while (const auto found = walk.Next()) {
+        if (found->kind == Found::Kind::kFile) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// The configured folders that have a part in the walk and whose disk is away, by all that can be
+// seen: what else lies in a mount point, as a folder of lists, does not tell of their songs.
+std::set<std::string> WithoutMusic(Database &database, const Folders &folders,
+                                   const std::vector<std::string> &roots, StopQuestion isStopped) {
+    std::set<std::string> without;
+    for (const OwnedFolder &folder : folders.All()) {
+        const bool isWalked = std::any_of(roots.begin(), roots.end(), [&](const auto &root) {
+            return IsBelow(root, folder.path) || IsBelow(folder.path, root);
+        });
+        if (isWalked && HasLostItsMusic(database, folder.path, isStopped)) {
+            without.insert(folder.path);
+        }
+    }
+    return without;
+}
+
+}  // namespace
+
+Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
+             const std::vector<std::string> &roots, LinkedFolders *library, bool purge,
+             StopQuestion isStopped)
+    : folders_(folders),
+      purge_(purge),
+      homes_(folders),
+      walk_(roots, IsIndexedName, library, isStopped),
+      known_(database, scope) {
+    walk_.Heed(homes_);
+    if (!purge) {
+        walk_.TakeForEmpty(WithoutMusic(database, folders, roots, isStopped));
+    }
+}
+
+std::optional<Event> Merge::Next() {
+    while (!found_ && !walkEnded_) {
+        found_ = walk_.Next();
+        walkEnded_ = !found_;
+        kept_ = {};
+        if (found_ && found_->kind == Found::Kind::kFile && OwnerOf(found_->path) == kNobody) {
+            found_.reset();
+        }
+    }
+    const KnownRow *const front = known_.Front();
+    if (!found_) {
+        return front != nullptr ? std::optional(WithoutFile(Event::Kind::kGone)) : std::nullopt;
+    }
+    if (front != nullptr && front->path < found_->path) {
+        return WithoutFile(Event::Kind::kGone);
+    }
+    if (IsGap(*found_)) {
+        return NextOfGap();
+    }
+    Found found = *std::exchange(found_, std::nullopt);
+    if (found.kind == Found::Kind::kRefused) {
+        return Event{Event::Kind::kRefused, {}, std::move(found)};
+    }
+    return OfFile(std::move(found));
+}
+
+std::optional<Event> Merge::NextOfGap() {
+    const KnownRow *const front = known_.Front();
+    if (front != nullptr && Covers(found_->path, front->path)) {
+        kept_.Count(*front);
+        return WithoutFile(purge_                                ? Event::Kind::kGone
+                           : found_->kind == Found::Kind::kEmpty ? Event::Kind::kEmptied
+                                                                 : Event::Kind::kKept);
+    }
+    Event event{Event::Kind::kGap, {}, *std::exchange(found_, std::nullopt)};
+    event.kept = purge_ ? Kept() : kept_;
+    return event;
+}
+
+Event Merge::WithoutFile(Event::Kind kind) {
+    Event event{kind};
+    event.work.known = std::move(*known_.Front());
+    known_.Pop();
+    const KnownRow &row = event.work.known;
+    const bool isKept =
+        folders_.IsUnseen(row.userid) || (row.userid != 0 && OwnerOf(row.path) == kNobody);
+    if (kind == Event::Kind::kGone && !purge_ && isKept) {
+        event.kind = Event::Kind::kKept;
+    }
+    return event;
+}
+
+Event Merge::OfFile(Found found) {
+    Event event{IsMusicName(found.path) ? Event::Kind::kSong : Event::Kind::kList};
+    event.work.size = found.size;
+    event.work.modified = StorableTime(found.modified);
+    event.work.userid = OwnerOf(found.path);
+    event.work.seen = found.seen;
+    event.work.sheets = std::move(found.sheets);
+    event.work.hasAttributes = found.hasAttributes;
+    event.work.path = std::move(found.path);
+    KnownRow *const front = known_.Front();
+    const bool isList = event.kind == Event::Kind::kList;
+    // A list that changes its owner changes its table, too.
+    if (front != nullptr && front->path == event.work.path && front->isList == isList &&
+        (!isList || front->userid == event.work.userid)) {
+        event.work.known = std::move(*front);
+        known_.Pop();
+    }
+    return event;
+}
+
+unsigned Merge::OwnerOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    if (path.compare(0, slash, lastFolder_) != 0) {
+        lastFolder_ = path.substr(0, slash);
+        lastOwner_ = folders_.OwnerOf(lastFolder_.empty() ? "/" : lastFolder_);
+    }
+    return lastOwner_;
+}
+
+}  // namespace varnindex

@@ -1,0 +1,71 @@
+// Puts what lies in the folders beside what the library knows, one pass over both in the byte order
+// of their paths.
+#pragma once
+
+#include <cstddef>
+#include <deque>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "varnindex/compare/known.h"
+#include "varnindex/observe/folders.h"
+#include "varnindex/observe/walk.h"
+#include "varnindex/read/readers.h"
+
+namespace varnindex {
+
+struct Kept {
+    std::size_t songs = 0;
+    std::size_t lists = 0;
+
+    bool Any() const { return songs > 0 || lists > 0; }
+    void Count(const KnownRow &row) { ++(row.isList ? lists : songs); }
+};
+
+struct Event {
+    enum class Kind {
+        kSong,     // `work`, with the row that the library has for it
+        kList,     // a playlist or cue sheet: the same
+        kGone,     // `work.known` has no file any more
+        kKept,     // `work.known` has to stay: its folder could not be looked at
+        kEmptied,  // the same, but its folder was there with nothing in it
+        kGap,      // what could not be looked at, behind its rows: `found`
+        kRefused,  // `found`
+    };
+    Kind kind;
+    Work work = {};
+    Found found = {};
+    Kept kept = {};  // of a gap: how many rows stay
+};
+
+class Merge {
+  public:
+    // `roots` as OrderedFolders gives them; with `library` they are parts of it (walk.h). With
+    // `purge` rows without a file are gone whatever the reason.
+    Merge(Database &database, const Scope &scope, const Folders &folders,
+          const std::vector<std::string> &roots, LinkedFolders *library, bool purge,
+          StopQuestion isStopped);
+
+    // The next event; none at the end. Throws DatabaseError, and Stopped as the walk does.
+    std::optional<Event> Next();
+
+  private:
+    std::optional<Event> NextOfGap();
+    Event WithoutFile(Event::Kind kind);
+    Event OfFile(Found found);
+    unsigned OwnerOf(const std::string &path);
+
+    const Folders &folders_;
+    bool purge_;
+    HomeLinks homes_;
+    Walk walk_;
+    KnownRows known_;
+    std::optional<Found> found_;
+    bool walkEnded_ = false;
+    Kept kept_;               // of the gap at hand
+    std::string lastFolder_;  // and its owner, because most files are in the same one
+    unsigned lastOwner_ = 0;
+};
+
+}  // namespace varnindex

@@ -1,0 +1,200 @@
+#include "varnindex/observe/folders.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <filesystem>
+#include <set>
+#include <system_error>
+
+#include "tonvale/paths.h"
+#include "varn/account.h"
+#include "varn/host.h"
+#include "varn/packageconf.h"
+#include "varn/systempath.h"
+#include "varnindex/observe/file_names.h"
+#include "varnindex/observe/walk.h"
+
+namespace varnindex {
+namespace {
+
+namespace fs = std::filesystem;
+
+std::string Normal(const std::string &path) {
+    const auto ordered = OrderedFolders({path});
+    return ordered.front();
+}
+
+// What to walk for one path.
+fs::path FolderToWalk(const OwnedFolder &configured, fs::path path) {
+    std::error_code error;
+    while (path != configured.path && !fs::is_directory(path, error)) {
+        path = path.parent_path();
+    }
+    return path;
+}
+
+bool HasAccount(unsigned userid) {
+    PVARN_USER user = nullptr;
+    const bool found = VARNUserGetByUID(userid, &user) == 0;
+    VARNUserFree(user);
+    return found;
+}
+
+// Whose a home music folder is that no listed account has.
+unsigned OwnerOfUnlisted(const std::string &name, const fs::path &music) {
+    PVARN_USER user = nullptr;
+    const bool found =
+        AudioFile::GetHomeMusicPath(name) == music && VARNUserGet(name.c_str(), &user) == 0;
+    const unsigned owner = found ? user->uid : kNobody;
+    VARNUserFree(user);
+    return owner;
+}
+
+// A shared folder around all homes makes nobody's music everybody's: not that of an account which
+// is found by its name alone, nor what was left behind by one that is gone, as long as nothing in
+// that home is registered itself.
+void AddUnlistedHomes(const std::vector<std::string> &shared, std::vector<OwnedFolder> &homes) {
+    std::error_code error;
+    const fs::path all = fs::canonical(SystemPath(varn::path::kHomes), error);
+    const auto isAnyShared = [&](auto is) { return std::any_of(shared.begin(), shared.end(), is); };
+    const bool isShared = !error && isAnyShared([&](const std::string &folder) {
+        return IsBelow(Normal(folder), all.native());
+    });
+    std::set<std::string> listed;
+    for (const OwnedFolder &home : homes) {
+        listed.insert(home.path);
+    }
+    if (!isShared) {
+        return;
+    }
+    for (fs::directory_iterator at(all, error), end; !error && at != end; at.increment(error)) {
+        const fs::path music = at->path() / "music";
+        const bool isRegistered = isAnyShared([&](const std::string &folder) {
+            return IsBelow(at->path().native(), Normal(folder));
+        });
+        std::error_code missing;
+        if (!listed.contains(music) && !isRegistered && fs::is_directory(music, missing)) {
+            homes.push_back({music, OwnerOfUnlisted(at->path().filename(), music)});
+        }
+    }
+}
+
+}  // namespace
+
+Folders::Folders(const std::vector<std::string> &shared, std::vector<OwnedFolder> homes,
+                 std::vector<unsigned> unseen)
+    : folders_(std::move(homes)), unseen_(std::move(unseen)), sharedUnknown_(shared.empty()) {
+    for (const std::string &path : shared) {
+        folders_.push_back({path, 0});
+    }
+    for (OwnedFolder &folder : folders_) {
+        folder.path = Normal(folder.path);
+    }
+    // A home that is registered as a shared folder, too, stays its user's: the homes come first.
+    std::stable_sort(folders_.begin(), folders_.end(),
+                     [](const auto &a, const auto &b) { return a.path < b.path; });
+    const auto same = [](const auto &a, const auto &b) { return a.path == b.path; };
+    folders_.erase(std::unique(folders_.begin(), folders_.end(), same), folders_.end());
+}
+
+Folders Folders::Configured() {
+    std::vector<OwnedFolder> homes;
+    std::vector<unsigned> unseen;
+    bool unknown = false;
+    if (!IsPersonalLibraryEnabled()) {
+        // Switched off is what somebody wrote; a configuration that is lost says nothing.
+        char value[8];
+        unknown = VARNAudioConfGet("enable_personal_library", value, sizeof value) < 0;
+    } else {
+        const auto accounts = varn::host::HomeOwners();
+        unknown = !accounts || accounts->empty();
+        for (const auto &account : accounts.value_or(std::vector<varn::host::HomeOwner>())) {
+            std::string path = AudioFile::GetHomeMusicPath(account.name);
+            std::error_code error;
+            const fs::file_status status = fs::status(path, error);
+            if (path.empty() || status.type() == fs::file_type::not_found) {
+                unseen.push_back(account.uid);
+            } else {
+                homes.push_back({std::move(path), account.uid});
+            }
+        }
+    }
+    const std::vector<std::string> shared = varn::host::IndexedFolders();
+    if (IsPersonalLibraryEnabled()) {
+        AddUnlistedHomes(shared, homes);
+    }
+    Folders folders(shared, std::move(homes), std::move(unseen));
+    folders.accountsUnknown_ = unknown;
+    folders.hasHomes_ = IsPersonalLibraryEnabled();
+    return folders;
+}
+
+void Folders::AddUnlisted(const std::vector<unsigned> &owners) {
+    for (const unsigned owner : owners) {
+        const bool isListed =
+            std::any_of(folders_.begin(), folders_.end(),
+                        [&](const auto &folder) { return folder.userid == owner; });
+        if (hasHomes_ && owner != 0 && !isListed && HasAccount(owner)) {
+            unseen_.push_back(owner);
+        }
+    }
+}
+
+std::vector<std::string> Folders::Roots() const {
+    std::vector<std::string> paths;
+    for (const OwnedFolder &folder : folders_) {
+        paths.push_back(folder.path);
+    }
+    return OrderedFolders(paths);
+}
+
+const OwnedFolder *Folders::Of(const std::string &path) const {
+    const auto isPath = [](const OwnedFolder &folder, const std::string &text) {
+        return folder.path < text;
+    };
+    std::string above = path;
+    while (!above.empty()) {
+        const auto found = std::lower_bound(folders_.begin(), folders_.end(), above, isPath);
+        if (found != folders_.end() && found->path == above) {
+            return &*found;
+        }
+        const std::size_t slash = above.rfind('/');
+        above.resize(slash == 0 && above.size() > 1 ? 1 : slash == std::string::npos ? 0 : slash);
+    }
+    return nullptr;
+}
+
+unsigned Folders::OwnerOf(const std::string &path) const {
+    const OwnedFolder *const folder = Of(path);
+    return folder != nullptr ? folder->userid : 0;
+}
+
+bool Folders::IsUnseen(unsigned userid) const {
+    if (userid == 0) {
+        return sharedUnknown_;
+    }
+    return accountsUnknown_ || std::find(unseen_.begin(), unseen_.end(), userid) != unseen_.end();
+}
+
+std::string Folders::UnseenCondition() const {
+    std::string condition = sharedUnknown_ ? "userid = 0" : "false";
+    condition += accountsUnknown_ ? " OR userid <> 0" : "";
+    for (const unsigned userid : unseen_) {
+        condition += " OR userid = " + std::to_string(userid);
+    }
+    return "(" + condition + ")";
+}
+
+std::vector<std::string> FoldersToWalk(const Folders &folders,
+                                       const std::vector<std::string> &paths) {
+    std::vector<std::string> result;
+    for (const std::string &given : paths) {
+        const std::string path = Normal(given);
+        if (const OwnedFolder *const configured = folders.Of(path)) {
+            result.push_back(FolderToWalk(*configured, path).string());
+        }
+    }
+    return OrderedFolders(result);
+}
+
+}  // namespace varnindex

@@ -1,0 +1,147 @@
+#include "varnindex/observe/own_folders.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <filesystem>
+#include <string_view>
+#include <system_error>
+
+#include "varn/host.h"
+#include "varn/systempath.h"
+#include "varnindex/descriptor.h"
+#include "varnindex/observe/walk.h"
+
+namespace varnindex {
+namespace {
+
+constexpr const char kAllPlaces[] =
+    "SELECT FROM (SELECT path, userid FROM track UNION ALL SELECT path, 0 FROM directory"
+    " UNION ALL SELECT path, 0 FROM playlist"
+    " UNION ALL SELECT path, userid FROM personal_directory"
+    " UNION ALL SELECT path, userid FROM personal_playlist) t WHERE ";
+
+std::string ListPath() {
+    return SystemPath(varn::path::kIndexedList);
+}
+
+std::string ReadText(const std::string &path) {
+    const Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    if (!fd && errno == ENOENT) {
+        return {};
+    }
+    struct stat info {};
+    if (!fd || ::fstat(fd.Get(), &info) != 0) {
+        throw SystemError(path);
+    }
+    std::string text(static_cast<std::size_t>(info.st_size), '\0');
+    const ssize_t got = ::read(fd.Get(), text.data(), text.size());
+    if (got != info.st_size) {
+        errno = got < 0 ? errno : EIO;
+        throw SystemError(path);
+    }
+    return text;
+}
+
+std::vector<std::string> ReadList() {
+    const std::string text = ReadText(ListPath());
+    std::vector<std::string> folders;
+    for (std::size_t start = 0; start < text.size();) {
+        const std::size_t end = std::min(text.find('\n', start), text.size());
+        if (text[start] == '/') {
+            folders.push_back(text.substr(start, end - start));
+        }
+        start = end + 1;
+    }
+    return OrderedFolders(folders);
+}
+
+// The file is the old one or the new one at any time, whatever happens.
+void WriteText(const std::string &path, std::string_view text) {
+    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+    const std::string unfinished = path + ".new";
+    ::unlink(unfinished.c_str());  // of a run that was killed
+    const Descriptor fd(
+        ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
+    if (!fd) {
+        throw SystemError(unfinished);
+    }
+    const ssize_t put = ::write(fd.Get(), text.data(), text.size());
+    if (put != static_cast<ssize_t>(text.size())) {
+        errno = put < 0 ? errno : ENOSPC;
+    } else if (::fsync(fd.Get()) == 0 && ::rename(unfinished.c_str(), path.c_str()) == 0) {
+        return;
+    }
+    const std::system_error failure = SystemError(unfinished);
+    ::unlink(unfinished.c_str());
+    throw failure;
+}
+
+std::vector<std::string> Both(std::vector<std::string> folders,
+                              const std::vector<std::string> &more) {
+    folders.insert(folders.end(), more.begin(), more.end());
+    return OrderedFolders(folders);
+}
+
+}  // namespace
+
+OwnFolders::OwnFolders(const Folders &folders)
+    : folders_(folders), registered_(folders.Roots()), remembered_(ReadList()) {}
+
+Scope OwnFolders::Answered() const {
+    return Scope(Both(registered_, remembered_));
+}
+
+void OwnFolders::Remember(Reporter &reporter) const {
+    std::vector<std::string> both = Both(registered_, remembered_);
+    if (both != remembered_) {
+        Write(both, reporter);
+    }
+}
+
+void OwnFolders::ForgetRemoved(Database &database, bool purge, Reporter &reporter) const {
+    std::vector<std::string> left = registered_;
+    for (const std::string &folder : remembered_) {
+        const bool isRegistered = folders_.Of(folder) != nullptr;
+        if (!isRegistered && !purge && IsHeldBack(database, folder)) {
+            left.push_back(folder);
+        }
+    }
+    Write(OrderedFolders(left), reporter);
+}
+
+bool OwnFolders::IsHeldBack(Database &database, const std::string &folder) const {
+    const std::string below = ScopeCondition(Scope({folder}), true);
+    return database
+               .Query(kAllPlaces + ("(" + below + ") AND ") + folders_.UnseenCondition() +
+                      " LIMIT 1")
+               .Count() > 0;
+}
+
+// A line cannot hold every path; where a folder has such a name, its rows go only while it is
+// registered.
+void OwnFolders::Write(const std::vector<std::string> &folders, Reporter &reporter) const {
+    std::string text;
+    for (const std::string &folder : folders) {
+        text += folder.find('\n') == folder.npos ? folder + "\n" : "";
+    }
+    try {
+        if (text != ReadText(ListPath())) {
+            WriteText(ListPath(), text);
+        }
+    } catch (const std::system_error &error) {
+        reporter.Warn(std::string("the list of indexed folders cannot be kept: ") + error.what());
+    }
+}
+
+Scope OwnScope(const Folders &folders) {
+    return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate
+               ? Scope::WholeLibrary()
+               : OwnFolders(folders).Answered();
+}
+
+}  // namespace varnindex

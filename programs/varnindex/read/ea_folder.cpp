@@ -1,0 +1,57 @@
+#include "varnindex/read/ea_folder.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
+
+namespace varnindex {
+
+Descriptor OpenEaFolder(const std::string &eaDir) {
+    constexpr int kFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
+    const std::size_t last = eaDir.rfind('/');
+    const std::size_t middle = eaDir.rfind('/', last - 1);
+    const Descriptor base(::open(eaDir.substr(0, middle + 1).c_str(), kFolder));
+    if (!base) {
+        return Descriptor();
+    }
+    const std::string parentName = eaDir.substr(middle + 1, last - middle - 1);
+    const Descriptor parent(::openat(base.Get(), parentName.c_str(), kFolder | O_NOFOLLOW));
+    if (!parent) {
+        return Descriptor();
+    }
+    return Descriptor(::openat(parent.Get(), eaDir.c_str() + last + 1, kFolder | O_NOFOLLOW));
+}
+
+Descriptor OpenEaFile(const Descriptor &folder, const std::string &name) {
+    Descriptor file(::openat(folder.Get(), name.c_str(),
+                             O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    struct stat info {};
+    if (file && ::fstat(file.Get(), &info) == 0 && !S_ISREG(info.st_mode)) {
+        file = Descriptor();
+        errno = EINVAL;
+    }
+    return file;
+}
+
+bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *temporary,
+                 std::string_view data) {
+    ::unlinkat(folder.Get(), temporary, 0);
+    const Descriptor file(::openat(folder.Get(), temporary,
+                                   O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (!file) {
+        return false;
+    }
+    if (varn::WriteAll(file.Get(), data) && ::fchmod(file.Get(), 0644) == 0 &&
+        ::renameat(folder.Get(), temporary, folder.Get(), name.c_str()) == 0) {
+        return true;
+    }
+    const int error = errno;
+    ::unlinkat(folder.Get(), temporary, 0);
+    errno = error;
+    return false;
+}
+
+}  // namespace varnindex

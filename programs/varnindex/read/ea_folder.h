@@ -1,0 +1,24 @@
+// Files in the extended-attribute folders of songs. Every user may write where these folders stand:
+// no link in place of a folder or a file is followed, and nothing but plain files is read.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "varnindex/descriptor.h"
+
+namespace varnindex {
+
+// `eaDir` as VARNEADirPath gives it. None, with errno set, when it cannot be opened.
+Descriptor OpenEaFolder(const std::string &eaDir);
+
+// A plain file, for reading. None, with errno set, for anything else.
+Descriptor OpenEaFile(const Descriptor &folder, const std::string &name);
+
+// Writes a file that all may read beside the old one, as `temporary`, and puts it in its
+// place. One process works on a song at a time, so that a file of that name that is there was left
+// by one that crashed. False with errno set, and the old file as it was.
+bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *temporary,
+                 std::string_view data);
+
+}  // namespace varnindex

@@ -1,0 +1,242 @@
+#include "varnindex/read/inspect.h"
+
+#include <sys/stat.h>
+#include <taglib/tpropertymap.h>
+
+#include <algorithm>
+#include <array>
+#include <climits>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <iostream>
+#include <optional>
+#include <sstream>
+#include <system_error>
+
+#include "varnindex/observe/file_names.h"
+#include "varnindex/observe/folders.h"
+#include "varnindex/observe/links.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/open_audio.h"
+#include "varnindex/read/pictures.h"
+#include "varnindex/read/sheets.h"
+#include "varnindex/read/stream.h"
+#include "varnindex/read/tags.h"
+
+namespace varnindex {
+namespace {
+
+namespace fs = std::filesystem;
+
+void Print(const std::string &key, const std::string &value) {
+    std::cout << key << ": " << Printable(value) << '\n';
+}
+
+void PrintSome(const std::string &key, const std::string &value) {
+    if (!value.empty()) {
+        Print(key, value);
+    }
+}
+
+void PrintSome(const std::string &key, int value, const char *unit = "") {
+    if (value > 0) {
+        Print(key, std::to_string(value) + unit);
+    }
+}
+
+void PrintSome(const std::string &key, const std::optional<float> &value, const char *unit) {
+    if (value) {
+        std::ostringstream text;
+        text << *value << unit;
+        Print(key, text.str());
+    }
+}
+
+// As the walk would decide, and why; "" for a file that it takes.
+std::string ReasonToSkip(const std::string &path, struct stat &info) {
+    const std::string name = fs::path(path).filename();
+    if (::stat(path.c_str(), &info) != 0) {
+        return std::generic_category().message(errno);
+    }
+    if (!S_ISREG(info.st_mode)) {
+        return S_ISDIR(info.st_mode) ? "a folder" : "not a regular file";
+    }
+    if (!IsUtf8(path)) {
+        return "the name is not UTF-8";
+    }
+    if (path.size() >= PATH_MAX) {
+        return "the path is too long";
+    }
+    const LinkedFolders library(Folders::Configured().Roots());
+    const std::string *const root = library.RootOf(path);
+    if (const auto part = PassedOverPart(root != nullptr ? *root : "/", path); !part.empty()) {
+        return "hidden, or in a folder that is passed over: " + std::string(part);
+    }
+    if (!IsMusicName(name)) {
+        return IsListName(name) ? "a playlist or cue sheet, not an audio file"
+                                : "not the name of an audio file";
+    }
+    return "";
+}
+
+std::string UtcText(time_t seconds) {
+    std::tm parts = {};
+    std::array<char, 64> text = {};
+    if (::gmtime_r(&seconds, &parts) == nullptr ||
+        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) {
+        return "unknown";
+    }
+    return text.data();
+}
+
+void PrintAudio(const Song &song) {
+    PrintSome("container", song.container);
+    PrintSome("codec", song.codec);
+    PrintSome("duration", std::optional(song.duration), " s");
+    PrintSome("bit rate", song.bitRate, " bit/s");
+    PrintSome("sample rate", song.sampleRate, " Hz");
+    PrintSome("channels", song.channels);
+    PrintSome("track gain", song.gain.trackGain, " dB");
+    PrintSome("track peak", song.gain.trackPeak, "");
+    PrintSome("album gain", song.gain.albumGain, " dB");
+    PrintSome("album peak", song.gain.albumPeak, "");
+}
+
+void PrintNames(const Song &song) {
+    struct Named {
+        const char *key;
+        const std::string &value;
+    };
+    for (const auto &[key, value] :
+         {Named{"title", song.title}, Named{"title sorted as", song.titleSort},
+          Named{"album", song.album}, Named{"album sorted as", song.albumSort},
+          Named{"artist", song.artist}, Named{"artist sorted as", song.artistSort},
+          Named{"album artist", song.albumArtist},
+          Named{"album artist sorted as", song.albumArtistSort}, Named{"composer", song.composer},
+          Named{"composer sorted as", song.composerSort}}) {
+        PrintSome(key, value);
+    }
+    for (const std::string &genre : song.genres) {
+        Print("genre", genre);
+    }
+    PrintSome("year", song.year);
+    PrintSome("track", song.track);
+    PrintSome("disc", song.disc);
+    PrintSome("comment", song.comment);
+}
+
+void PrintPictures(const OpenedFile &opened) {
+    const auto pictures = ListPictures(opened);
+    Print("pictures", std::to_string(pictures.size()));
+    for (const Picture &picture : pictures) {
+        const std::string kind = PictureExtension(picture.data);
+        Print("picture", (kind.empty() ? "unknown format" : kind) + ", " +
+                             std::to_string(picture.data.size()) + " bytes" +
+                             (picture.isFrontCover ? ", front cover" : ""));
+    }
+}
+
+// What stands in the file's tags, before anything is made of it.
+void PrintTags(const TagLib::PropertyMap &tags) {
+    for (const auto &[key, values] : tags) {
+        for (const TagLib::String &value : values) {
+            Print("tag " + Printable(key.to8Bit(true)), value.to8Bit(true));
+        }
+    }
+    for (const TagLib::String &name : tags.unsupportedData()) {
+        Print("other tag", name.to8Bit(true));
+    }
+}
+
+// The cue sheets and the audio files in a file's folder, as the walk would find them.
+FolderSheets SheetsBeside(const std::string &path) {
+    const std::string folder = path.substr(0, path.rfind('/') + 1);
+    std::vector<SheetFile> sheets;
+    std::vector<std::string> songs;
+    std::error_code error;  // a folder that cannot be listed tells of no sheets
+    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
+        const std::string name = at->path().filename();
+        std::error_code gone;
+        if (IsPassedOver(name) || !IsUtf8(name) || !at->is_regular_file(gone)) {
+            continue;
+        }
+        if (IsSheetName(name)) {
+            const auto size = at->file_size(gone);
+            sheets.push_back({name, gone ? 0 : static_cast<std::int64_t>(size), 0});
+        } else if (IsMusicName(name)) {
+            songs.push_back(name);
+        }
+    }
+    std::sort(sheets.begin(), sheets.end(),
+              [](const SheetFile &a, const SheetFile &b) { return a.name < b.name; });
+    std::sort(songs.begin(), songs.end());
+    return FolderSheets(folder, std::move(sheets), std::move(songs));
+}
+
+void PrintSheet(const Song &song, const std::string &embedded) {
+    FolderSheets beside = SheetsBeside(song.path);
+    auto tracks = beside.Split(song).songs;
+    for (const std::string &problem : beside.TakeProblems()) {
+        Print("cue sheet problem", problem);
+    }
+    if (!embedded.empty()) {
+        std::string problem;
+        auto own = SplitByEmbedded(song, embedded, problem).songs;
+        PrintSome("cue sheet problem", problem);
+        tracks = tracks.empty() ? std::move(own) : std::move(tracks);
+    }
+    if (tracks.empty()) {
+        return;
+    }
+    const std::string &sheet = tracks.front().sheetPath;
+    Print("cue sheet", sheet == song.path ? "in the file's tags" : sheet);
+    for (const VirtualSong &track : tracks) {
+        Print("cue track", std::to_string(track.song.track) + ", at " +
+                               std::to_string(track.offset) + " s, " + track.song.title +
+                               (track.song.artist.empty() ? "" : ", " + track.song.artist));
+    }
+}
+
+int Skipped(const std::string &reason) {
+    Print("skipped", reason);
+    return EXIT_FAILURE;
+}
+
+}  // namespace
+
+int Inspect(const std::string &givenPath) {
+    std::error_code error;
+    const std::string path = fs::absolute(givenPath, error).lexically_normal();
+    struct stat info {};
+    Print("path", path);
+    const std::string reason = ReasonToSkip(path, info);
+    if (!reason.empty()) {
+        return Skipped(reason);
+    }
+    Print("size", std::to_string(info.st_size) + " bytes");
+    Print("modified", UtcText(info.st_mtim.tv_sec));
+    SilenceTagLib();
+    const ReadResult read = ReadSong(path, info.st_size, 0, Pictures::kCount);
+    if (!read.song) {
+        return Skipped(read.problem);
+    }
+    PrintSome("warning", read.warning);
+    PrintAudio(*read.song);
+    PrintNames(*read.song);
+    PrintSheet(*read.song, read.embeddedCue);
+    std::string problem;
+    const auto stream = OpenStream(path, {}, problem);
+    if (!stream) {
+        return Skipped(problem);
+    }
+    const OpenedFile opened = OpenAudio(path, *stream);
+    PrintPictures(opened);
+    PrintTags(opened.file->properties());
+    for (const auto &tag : opened.moreTags) {
+        PrintTags(PropertiesOf(tag.get()));
+    }
+    return std::cout.flush().good() ? EXIT_SUCCESS : EXIT_FAILURE;
+}
+
+}  // namespace varnindex

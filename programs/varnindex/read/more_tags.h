@@ -1,0 +1,30 @@
+// Tags that TagLib's class for a format passes over, since the format has others.
+#pragma once
+
+#include <taglib/tag.h>
+#include <taglib/tfile.h>
+#include <taglib/tpropertymap.h>
+
+#include <memory>
+#include <vector>
+
+#include "varnindex/read/stream.h"
+
+namespace varnindex {
+
+using Tags = std::vector<std::unique_ptr<TagLib::Tag>>;
+
+// The offset behind all ID3v2 tags that stand at the front; 0 when there are none.
+long EndOfFrontId3(BoundedStream &stream);
+
+// The ID3v2 tags at the front but for the first `known` ones. The file reads from the stream.
+void AddFrontId3(TagLib::File &file, BoundedStream &stream, std::size_t known, Tags &tags);
+
+// The APE tag at the end, which may stand before an ID3v1 tag.
+void AddEndApe(TagLib::File &file, BoundedStream &stream, Tags &tags);
+
+// All of a tag under its common names, which TagLib tells for its own classes of files alone. Nothing
+// for null, and for a kind of tag that only those have.
+TagLib::PropertyMap PropertiesOf(const TagLib::Tag *tag);
+
+}  // namespace varnindex

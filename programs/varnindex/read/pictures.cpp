@@ -1,0 +1,229 @@
+#include "varnindex/read/pictures.h"
+
+#include <sys/stat.h>
+#include <taglib/apefile.h>
+#include <taglib/apetag.h>
+#include <taglib/asftag.h>
+#include <taglib/attachedpictureframe.h>
+#include <taglib/flacfile.h>
+#include <taglib/id3v2tag.h>
+#include <taglib/mp4tag.h>
+#include <taglib/mpcfile.h>
+#include <taglib/mpegfile.h>
+#include <taglib/trueaudiofile.h>
+#include <taglib/wavfile.h>
+#include <taglib/wavpackfile.h>
+#include <taglib/xiphcomment.h>
+
+#include <array>
+#include <climits>
+#include <cstring>
+#include <string_view>
+
+#include "service/picture_format.h"
+#include "varn/share.h"
+#include "varnindex/descriptor.h"
+#include "varnindex/read/ea_folder.h"
+#include "varnindex/read/names.h"
+
+namespace varnindex {
+namespace {
+
+using Pictures = std::vector<Picture>;
+
+constexpr unsigned kMostBytes = 16U << 20;
+
+void AddFrom(const TagLib::List<TagLib::FLAC::Picture *> &list, Pictures &pictures) {
+    for (const TagLib::FLAC::Picture *picture : list) {
+        pictures.push_back({picture->data(), picture->type() == TagLib::FLAC::Picture::FrontCover});
+    }
+}
+
+void AddFrom(const TagLib::ID3v2::Tag &tag, Pictures &pictures) {
+    using TagLib::ID3v2::AttachedPictureFrame;
+    for (const TagLib::ID3v2::Frame *frame : tag.frameList("APIC")) {
+        if (const auto *picture = dynamic_cast<const AttachedPictureFrame *>(frame)) {
+            pictures.push_back(
+                {picture->picture(), picture->type() == AttachedPictureFrame::FrontCover});
+        }
+    }
+}
+
+// An item is a file name, a NUL and the picture.
+void AddFrom(const TagLib::APE::Tag &tag, Pictures &pictures) {
+    for (const auto &[key, item] : tag.itemListMap()) {
+        const TagLib::String name = key.upper();
+        if (!name.startsWith("COVER ART") || item.type() != TagLib::APE::Item::Binary) {
+            continue;
+        }
+        const TagLib::ByteVector data = item.binaryData();
+        const int nameEnd = data.find('\0');
+        pictures.push_back({nameEnd >= 0 ? data.mid(static_cast<unsigned>(nameEnd) + 1) : data,
+                            name == "COVER ART (FRONT)"});
+    }
+}
+
+void AddFrom(const TagLib::MP4::Tag &tag, Pictures &pictures) {
+    if (tag.contains("covr")) {
+        for (const TagLib::MP4::CoverArt &art : tag.item("covr").toCoverArtList()) {
+            pictures.push_back({art.data(), false});
+        }
+    }
+}
+
+void AddFrom(const TagLib::ASF::Tag &tag, Pictures &pictures) {
+    const auto found = tag.attributeListMap().find("WM/Picture");
+    if (found == tag.attributeListMap().end()) {
+        return;
+    }
+    for (const TagLib::ASF::Attribute &attribute : found->second) {
+        const TagLib::ASF::Picture picture = attribute.toPicture();
+        if (picture.isValid()) {
+            pictures.push_back(
+                {picture.picture(), picture.type() == TagLib::ASF::Picture::FrontCover});
+        }
+    }
+}
+
+void AddFromTag(TagLib::Tag *tag, Pictures &pictures) {
+    if (const auto *id3 = dynamic_cast<TagLib::ID3v2::Tag *>(tag)) {
+        AddFrom(*id3, pictures);
+    } else if (auto *xiph = dynamic_cast<TagLib::Ogg::XiphComment *>(tag)) {
+        AddFrom(xiph->pictureList(), pictures);
+    } else if (const auto *ape = dynamic_cast<TagLib::APE::Tag *>(tag)) {
+        AddFrom(*ape, pictures);
+    } else if (const auto *mp4 = dynamic_cast<TagLib::MP4::Tag *>(tag)) {
+        AddFrom(*mp4, pictures);
+    } else if (const auto *asf = dynamic_cast<TagLib::ASF::Tag *>(tag)) {
+        AddFrom(*asf, pictures);
+    }
+}
+
+// The first picture to extract, front covers first; null when there is none.
+const Picture *Cover(const Pictures &pictures) {
+    const Picture *cover = nullptr;
+    for (const Picture &picture : pictures) {
+        if (picture.data.size() > kMostBytes || PictureExtension(picture.data).empty()) {
+            continue;
+        }
+        if (picture.isFrontCover) {
+            return &picture;
+        }
+        cover = cover != nullptr ? cover : &picture;
+    }
+    return cover;
+}
+
+// ---- the extended-attribute folder -------------------------------------------------------------
+
+constexpr std::array kExtensions = {"jpg", "png", "gif", "webp", "bmp"};
+constexpr const char *kTemporary = ".cover.tmp";
+
+std::string CoverName(const std::string &extension) {
+    return "APIC." + extension;
+}
+
+bool HasContent(const Descriptor &folder, const std::string &name, const TagLib::ByteVector &data) {
+    const Descriptor file = OpenEaFile(folder, name);
+    struct stat info {};
+    if (!file || ::fstat(file.Get(), &info) != 0 ||
+        info.st_size != static_cast<off_t>(data.size())) {
+        return false;
+    }
+    std::array<char, 16384> block;
+    for (unsigned at = 0; at < data.size();) {
+        const ssize_t got = ::read(file.Get(), block.data(), block.size());
+        if (got <= 0 || static_cast<unsigned>(got) > data.size() - at ||
+            std::memcmp(block.data(), data.data() + at, static_cast<std::size_t>(got)) != 0) {
+            return false;
+        }
+        at += static_cast<unsigned>(got);
+    }
+    return true;
+}
+
+// Removes the covers of other formats than `kept`. False with errno set.
+bool RemoveOthers(const Descriptor &folder, const std::string &kept) {
+    for (const char *extension : kExtensions) {
+        if (extension != kept && ::unlinkat(folder.Get(), CoverName(extension).c_str(), 0) != 0 &&
+            errno != ENOENT) {
+            return false;
+        }
+    }
+    return true;
+}
+
+// False with errno set.
+bool BringInStep(const std::string &eaDir, const Picture *cover) {
+    Descriptor folder = OpenEaFolder(eaDir);
+    if (cover == nullptr) {
+        return folder ? RemoveOthers(folder, "") : errno == ENOENT;
+    }
+    if (!folder) {
+        if (errno != ENOENT || VARNEAMKDir(eaDir.c_str()) != 0) {
+            return false;
+        }
+        folder = OpenEaFolder(eaDir);
+    }
+    const std::string extension = PictureExtension(cover->data);
+    const std::string name = CoverName(extension);
+    const TagLib::ByteVector &data = cover->data;
+    return folder &&
+           (HasContent(folder, name, data) ||
+            WriteEaFile(folder, name, kTemporary, {data.data(), data.size()})) &&
+           RemoveOthers(folder, extension);
+}
+
+}  // namespace
+
+// Where TagLib merges two kinds of tags, the merged tag does not tell what stands in which.
+std::vector<Picture> ListPictures(const OpenedFile &opened) {
+    Pictures pictures;
+    TagLib::File &file = *opened.file;
+    if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(&file)) {
+        AddFrom(flac->pictureList(), pictures);
+        AddFromTag(flac->xiphComment(), pictures);
+        AddFromTag(flac->ID3v2Tag(), pictures);
+    } else if (auto *mpeg = dynamic_cast<TagLib::MPEG::File *>(&file)) {
+        AddFromTag(mpeg->ID3v2Tag(), pictures);
+        AddFromTag(mpeg->APETag(), pictures);
+    } else if (auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(&file)) {
+        AddFromTag(wav->ID3v2Tag(), pictures);
+    } else if (auto *tta = dynamic_cast<TagLib::TrueAudio::File *>(&file)) {
+        AddFromTag(tta->ID3v2Tag(), pictures);
+    } else if (auto *ape = dynamic_cast<TagLib::APE::File *>(&file)) {
+        AddFromTag(ape->APETag(), pictures);
+    } else if (auto *mpc = dynamic_cast<TagLib::MPC::File *>(&file)) {
+        AddFromTag(mpc->APETag(), pictures);
+    } else if (auto *wavPack = dynamic_cast<TagLib::WavPack::File *>(&file)) {
+        AddFromTag(wavPack->APETag(), pictures);
+    } else {
+        AddFromTag(file.tag(), pictures);
+    }
+    for (const auto &tag : opened.moreTags) {
+        AddFromTag(tag.get(), pictures);
+    }
+    return pictures;
+}
+
+std::string PictureExtension(const TagLib::ByteVector &data) {
+    return std::string(tonvale_service::FormatOfPicture({data.data(), data.size()}).extension);
+}
+
+int StorePictures(const OpenedFile &opened, const std::string &path, std::string &problem) {
+    problem.clear();
+    const Pictures pictures = ListPictures(opened);
+    const Picture *const cover = Cover(pictures);
+    std::array<char, PATH_MAX> eaDir;
+    if (VARNEADirPath(path.c_str(), eaDir.data(), eaDir.size()) != 0) {
+        if (cover != nullptr) {
+            problem = "the cover is not extracted: the path is too long";
+        }
+    } else if (!BringInStep(eaDir.data(), cover)) {
+        problem = "cannot bring the cover in " + Printable(eaDir.data()) +
+                  " in step: " + std::generic_category().message(errno);
+    }
+    return static_cast<int>(pictures.size());
+}
+
+}  // namespace varnindex

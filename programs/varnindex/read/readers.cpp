@@ -1,0 +1,155 @@
+#include "varnindex/read/readers.h"
+
+#include <algorithm>
+#include <exception>
+#include <utility>
+
+#include "varnindex/read/names.h"
+#include "varnindex/settle/stars.h"
+
+namespace varnindex {
+namespace {
+
+// A song holds some hundred bytes, but a cue sheet with a hundred tracks and long texts millions.
+constexpr std::size_t kMostDoneBytes = 8U << 20;
+
+// By a sheet beside the song, or else the one in its tags.
+void AddTracks(ReadWork &read) {
+    const Song &song = *read.result.song;
+    ReadResult &result = read.result;
+    SplitSongs split;
+    if (read.work.sheets) {
+        split = read.work.sheets->Split(song);
+        read.warnings = read.work.sheets->TakeProblems();
+    }
+    if (split.songs.empty() && split.behindEnd.empty() && !result.embeddedCue.empty()) {
+        std::string problem;
+        split = SplitByEmbedded(song, result.embeddedCue, problem);
+        read.isOwnSheetUnusable = !problem.empty();
+        result.warning = read.isOwnSheetUnusable ? problem : result.warning;
+    }
+    if (!split.behindEnd.empty()) {
+        result.warning = "it ends before track " + std::to_string(split.behindEnd.front()) +
+                         " of its cue sheet begins";
+    }
+    result.embeddedCue.clear();
+    read.tracks = std::move(split.songs);
+    read.behindEnd = std::move(split.behindEnd);
+}
+
+// Of a song and the tracks that may get a new row.
+void AddStars(ReadWork &read) {
+    Song &song = *read.result.song;
+    if (read.work.known.id == 0) {
+        song.stars = ReadStars(song.path);
+    }
+    for (VirtualSong &track : read.tracks) {
+        track.song.stars = ReadStars(TrackRecordPath(song.path, track.song.track));
+    }
+}
+
+}  // namespace
+
+std::size_t TextBytes(const Song &song) {
+    std::size_t bytes = song.path.size() + song.comment.size();
+    for (const std::string *text : {&song.title, &song.titleSort, &song.album, &song.albumSort,
+                                    &song.artist, &song.artistSort, &song.albumArtist,
+                                    &song.albumArtistSort, &song.composer, &song.composerSort}) {
+        bytes += text->size();
+    }
+    for (const std::string &genre : song.genres) {
+        bytes += 2 * genre.size();
+    }
+    return bytes + song.stars.size() * sizeof(Star);
+}
+
+std::size_t TextBytes(const Song &song, const std::vector<VirtualSong> &tracks) {
+    std::size_t bytes = TextBytes(song);
+    for (const VirtualSong &track : tracks) {
+        bytes += TextBytes(track.song) + track.sheetPath.size();
+    }
+    return bytes;
+}
+
+Readers::Readers(unsigned threads, Pictures pictures) : pictures_(pictures) {
+    for (unsigned i = 0; i < std::max(threads, 1U); ++i) {
+        threads_.emplace_back([this] { Run(); });
+    }
+}
+
+Readers::~Readers() {
+    {
+        const std::lock_guard lock(guard_);
+        ended_ = true;
+    }
+    workCame_.notify_all();
+}
+
+void Readers::Add(Work work) {
+    {
+        const std::lock_guard lock(guard_);
+        slots_.emplace_back();
+        slots_.back().read.work = std::move(work);
+    }
+    workCame_.notify_one();
+}
+
+ReadWork Readers::Take() {
+    std::unique_lock lock(guard_);
+    slotDone_.wait(lock, [this] { return slots_.front().done; });
+    ReadWork read = std::move(slots_.front().read);
+    doneBytes_ -= slots_.front().bytes;
+    slots_.pop_front();
+    --begun_;
+    lock.unlock();
+    workCame_.notify_all();  // one that waited for memory, or one whose slot is the first now
+    return read;
+}
+
+void Readers::Run() {
+    std::unique_lock lock(guard_);
+    while (Slot *const slot = NextSlot(lock)) {
+        lock.unlock();
+        Read(slot->read);
+        lock.lock();
+        slot->bytes =
+            slot->read.result.song ? TextBytes(*slot->read.result.song, slot->read.tracks) : 0;
+        doneBytes_ += slot->bytes;
+        slot->done = true;
+        slotDone_.notify_one();
+    }
+}
+
+// Waits for a slot to read; null at the end. The slot that is taken next is read even when memory
+// is short: nothing else frees any.
+Readers::Slot *Readers::NextSlot(std::unique_lock<std::mutex> &lock) {
+    workCame_.wait(lock, [this] {
+        return ended_ || (begun_ < slots_.size() && (doneBytes_ < kMostDoneBytes || begun_ == 0));
+    });
+    return ended_ ? nullptr : &slots_[begun_++];
+}
+
+void Readers::Read(ReadWork &read) const {
+    try {
+        const Work &work = read.work;
+        read.result = ReadSong(work.path, work.size, work.modified, pictures_, work.seen);
+        if (!read.result.song) {
+            return;
+        }
+        Song &song = *read.result.song;
+        song.userid = work.userid;
+        if (work.sheets) {
+            song.sheetStamp = work.sheets->Stamp();
+        }
+        AddTracks(read);
+        if (work.hasAttributes) {
+            AddStars(read);
+        }
+    } catch (const std::exception &error) {  // memory, at the most
+        read.tracks.clear();
+        read.result.song.reset();
+        read.result.problem = std::string("cannot be read: ") + error.what();
+    }
+}
+
+}  // namespace varnindex

@@ -1,0 +1,88 @@
+// Reads audio files on all cores, and hands the songs out in the order in which they were asked
+// for.
+#pragma once
+
+#include <condition_variable>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include "varnindex/compare/known.h"
+#include "varnindex/observe/seen_file.h"
+#include "varnindex/read/sheets.h"
+#include "varnindex/read/tags.h"
+#include "varnindex/song.h"
+
+namespace varnindex {
+
+// A file to read, with what the library knows of it.
+struct Work {
+    std::string path;
+    std::int64_t size = 0;
+    std::int64_t modified = 0;  // as the library stores it
+    unsigned userid = 0;
+    std::shared_ptr<FolderSheets> sheets = {};
+    bool hasAttributes = false;  // an extended-attribute folder is beside it
+    SeenFile seen = {};
+    KnownRow known = {};  // id 0: none
+};
+
+struct ReadWork {
+    Work work;
+    ReadResult result;
+    std::vector<VirtualSong> tracks;    // of a cue sheet
+    std::vector<int> behindEnd = {};    // numbers of those for which the file is too short
+    std::vector<std::string> warnings;  // for a person, of the folder's cue sheets
+    bool isOwnSheetUnusable = false;    // the one in the song's tags
+};
+
+class Readers {
+  public:
+    Readers(unsigned threads, Pictures pictures);
+    // What was not taken is given up.
+    ~Readers();
+    Readers(const Readers &) = delete;
+    Readers &operator=(const Readers &) = delete;
+
+    // The number of files that may wait is bounded: while IsFull, take one first.
+    bool IsFull() const { return slots_.size() >= kMostSlots; }
+    bool IsEmpty() const { return slots_.empty(); }
+    void Add(Work work);
+
+    // Waits for the file that was added first. Not on an empty object.
+    ReadWork Take();
+
+  private:
+    static constexpr std::size_t kMostSlots = 256;
+
+    struct Slot {
+        ReadWork read;
+        bool done = false;
+        std::size_t bytes = 0;
+    };
+
+    void Run();
+    Slot *NextSlot(std::unique_lock<std::mutex> &lock);
+    void Read(ReadWork &read) const;
+
+    Pictures pictures_;
+    std::mutex guard_;  // of all that follows; a slot that is being read is its thread's alone
+    std::condition_variable workCame_;
+    std::condition_variable slotDone_;
+    std::deque<Slot> slots_;     // a deque, whose elements stay where they are
+    std::size_t begun_ = 0;      // slots at the front that a thread has taken
+    std::size_t doneBytes_ = 0;  // of the slots that wait to be taken
+    bool ended_ = false;
+    std::vector<std::jthread> threads_;  // last: they end before what they use
+};
+
+// Bytes of text in a song.
+std::size_t TextBytes(const Song &song);
+std::size_t TextBytes(const Song &song, const std::vector<VirtualSong> &tracks);
+
+}  // namespace varnindex

@@ -1,0 +1,83 @@
+// The cue sheets of one folder, and which audio files they split.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "varnindex/observe/seen_file.h"
+#include "varnindex/read/audio_names.h"
+#include "varnindex/read/cue.h"
+#include "varnindex/read/split.h"
+#include "varnindex/song.h"
+
+namespace varnindex {
+
+struct SheetFile {
+    std::string name;
+    std::int64_t size = 0;      // bytes
+    std::int64_t modified = 0;  // microseconds since 1970, UTC
+    std::string problem = {};   // why it cannot be looked at; then it has no size and time
+    SeenFile seen = {};
+};
+
+// The sheets are read when somebody first asks for what is in them: the first thousand of a folder,
+// within bounds for their bytes and FILE lines. All calls but the constructor may come from several
+// threads.
+class FolderSheets {
+  public:
+    // `folder` with "/" at its end, `songs` the names of its audio files, both lists in order.
+    FolderSheets(std::string folder, std::vector<SheetFile> sheets, std::vector<std::string> songs);
+
+    // A number that changes with the sheets and with the files that they may mean; never 0.
+    std::int64_t Stamp() const { return stamp_; }
+
+    // The tracks that a sheet makes of a song; none when no sheet splits it.
+    SplitSongs Split(const Song &song);
+
+    // True for the name of a sheet that cannot be used, or not for all files that it names: what it
+    // has split before may still be so.
+    bool IsUnusable(const std::string &sheetName);
+    bool HasUnusable();
+
+    // What is wrong with the sheets, for a person; each is handed out once.
+    std::vector<std::string> TakeProblems();
+
+    // The same where no song will ask for the sheets; nothing where one will.
+    std::vector<std::string> TakeProblemsWithoutSongs();
+
+  private:
+    struct Part {
+        std::shared_ptr<const CueSheet> sheet;
+        std::size_t file;  // of the sheet's files
+        std::string name;  // of the sheet
+    };
+
+    void ReadOnce();
+    void ReadAll();
+    void ReadOne(const SheetFile &file, const AudioNames &names);
+    void Use(const Part &part, const std::string &song);
+    void Refuse(const SheetFile &file, const std::string &problem);
+
+    std::string folder_;
+    std::vector<SheetFile> sheets_;
+    std::vector<std::string> songs_;
+    std::int64_t stamp_;
+    std::once_flag read_;
+    std::map<std::string, Part> uses_;  // by a song's name; written by ReadAll only
+    std::set<std::string> unusable_;    // names of sheets; the same
+    std::size_t bytesLeft_;             // that ReadAll may read; the same
+    std::size_t filesLeft_;             // FILE lines; the same
+    std::mutex guard_;
+    std::vector<std::string> problems_;
+};
+
+// The tracks that an embedded sheet makes of a song; `problem` tells when it is of no use.
+SplitSongs SplitByEmbedded(const Song &song, const std::string &text, std::string &problem);
+
+}  // namespace varnindex

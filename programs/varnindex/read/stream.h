@@ -1,0 +1,102 @@
+// Audio files as TagLib reads them: for reading only, and within bounds.
+#pragma once
+
+#include <taglib/tiostream.h>
+
+#include <memory>
+#include <mutex>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "varnindex/descriptor.h"
+#include "varnindex/observe/seen_file.h"
+
+namespace varnindex {
+
+// What is in a file decides how much TagLib reads, and how deep it nests. This stream seems to end
+// where a file asks for too much, and lets only one thread at a time hold a large block, so that
+// neither the memory nor the time of a scan depends on what its files hold. It cannot write, and
+// reads with few system calls, where TagLib's own makes several for each block.
+class BoundedStream : public TagLib::IOStream {
+  public:
+    BoundedStream(Descriptor descriptor, std::string path, long length)
+        : descriptor_(std::move(descriptor)), path_(std::move(path)), length_(length) {}
+
+    TagLib::FileName name() const override { return path_.c_str(); }
+    TagLib::ByteVector readBlock(unsigned long length) override;
+    void seek(long offset, Position from) override;
+    long tell() const override { return position_; }
+    long length() override { return length_; }
+    bool readOnly() const override { return true; }
+    bool isOpen() const override { return true; }
+
+    void writeBlock(const TagLib::ByteVector & /*data*/) override {}
+    void insert(const TagLib::ByteVector & /*data*/, unsigned long /*start*/,
+                unsigned long /*replaced*/) override {}
+    void removeBlock(unsigned long /*start*/, unsigned long /*length*/) override {}
+    void truncate(long /*length*/) override {}
+
+    // At most 4096 bytes from anywhere, which no bound counts: for a few blocks of a file.
+    TagLib::ByteVector BlockAt(long position, unsigned long length);
+
+    // Text that is to be kept: at most 4 MiB of a file, of which it ends early.
+    TagLib::ByteVector TextAt(long position, long length);
+
+    // Shows these bytes in place of those of the file. Before what is there is read.
+    void ShowInstead(long position, const TagLib::ByteVector &bytes);
+
+    // From here on the file seems to have this length, which is none longer than its own.
+    void SetLength(long length) { length_ = length; }
+
+    // From here on TagLib may search as far as in a stream that was just opened.
+    void AllowSearch() { searched_ = 0; }
+
+    // Counts a part of a file that leads to the next one or holds others, and allows a search in it.
+    // False once a file has had too many of them, wherever they stand.
+    bool AllowPart() {
+        searched_ = 0;
+        return parts_++ < kMostParts;
+    }
+
+    // True when it has ended early.
+    bool WasCutShort() const { return cutShort_; }
+
+    // True when the disk has refused to give a part of it, or the file has become shorter.
+    bool HasFailed() const { return failed_; }
+
+  private:
+    static constexpr int kMostParts = 2'000'000;  // two days in MP4's fragments of a second
+
+    bool IsWithinBounds(unsigned long wanted);
+    TagLib::ByteVector ReadThroughWindow(unsigned long wanted);
+    unsigned long ReadAt(long position, char *out, unsigned long wanted);
+
+    struct Shown {
+        long position;
+        TagLib::ByteVector bytes;
+    };
+
+    Descriptor descriptor_;
+    std::string path_;
+    long length_;
+    long position_ = 0;
+    std::vector<char> window_;  // the file around the last small block
+    long windowStart_ = 0;
+    std::vector<Shown> shown_;
+    unsigned long searched_ = 0;  // bytes of small blocks
+    unsigned long loaded_ = 0;    // bytes of the others
+    unsigned long texts_ = 0;     // bytes of texts
+    int parts_ = 0;
+    bool cutShort_ = false;
+    bool failed_ = false;
+    std::unique_lock<std::mutex> turn_;
+};
+
+// Opens nothing but a regular file: the name may have become a FIFO since the walk, and opening
+// that would wait for a writer. Null with a problem for a person, also where it may not be what was
+// `seen`.
+std::unique_ptr<BoundedStream> OpenStream(const std::string &path, const SeenFile &seen,
+                                          std::string &problem);
+
+}  // namespace varnindex

@@ -1,0 +1,293 @@
+#include "varnindex/read/tags.h"
+
+#include <taglib/asffile.h>
+#include <taglib/mp4file.h>
+#include <taglib/tag.h>
+#include <taglib/tdebuglistener.h>
+#include <taglib/tpropertymap.h>
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <cmath>
+#include <limits>
+
+#include "varnindex/observe/file_names.h"
+#include "varnindex/read/cue.h"
+#include "varnindex/read/fingerprint.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/open_audio.h"
+#include "varnindex/read/pictures.h"
+#include "varnindex/read/stream.h"
+
+namespace varnindex {
+namespace {
+
+using TagLib::PropertyMap;
+
+std::string Utf8(const TagLib::String &text) {
+    return Utf8FromUtf16(text.toWString());
+}
+
+std::vector<std::string> Values(const PropertyMap &tags, const char *key) {
+    std::vector<std::string> values;
+    const auto found = tags.find(key);
+    if (found != tags.end()) {
+        for (const TagLib::String &value : found->second) {
+            values.push_back(Utf8(value));
+        }
+    }
+    return values;
+}
+
+std::string First(const PropertyMap &tags, const char *key) {
+    const auto values = Values(tags, key);
+    return values.empty() ? std::string() : values.front();
+}
+
+// Several values of one tag are one name: "A, B".
+std::string Name(const PropertyMap &tags, const char *key) {
+    std::string joined;
+    for (const std::string &value : Values(tags, key)) {
+        const std::string name = CleanName(value);
+        if (!name.empty()) {
+            joined += (joined.empty() ? "" : ", ") + name;
+        }
+    }
+    return CleanName(joined);
+}
+
+std::string SortTag(const PropertyMap &tags, const char *key, const std::string &name) {
+    const std::string tagged = Name(tags, key);
+    return tagged.empty() ? SortName(name) : tagged;
+}
+
+// A decibel value such as "-6.20 dB" or a peak such as "0.98".
+std::optional<float> Decimal(const std::string &text) {
+    const char *const end = text.data() + text.size();
+    const char *start = std::find_if(text.data(), end, [](char c) { return c != ' ' && c != '+'; });
+    float value = 0;
+    const auto [stop, error] = std::from_chars(start, end, value);
+    const bool usable = error == std::errc() && std::isfinite(value) && std::fabs(value) < 1000;
+    return usable ? std::optional(value) : std::nullopt;
+}
+
+constexpr std::array kGainKeys = {"REPLAYGAIN_TRACK_GAIN", "REPLAYGAIN_TRACK_PEAK",
+                                  "REPLAYGAIN_ALBUM_GAIN", "REPLAYGAIN_ALBUM_PEAK"};
+
+// TagLib's common names leave out the replay gain of these two formats, and the date as ffmpeg
+// names it in ASF.
+void AddUnnamed(TagLib::File &file, PropertyMap &tags) {
+    auto *const mp4 = dynamic_cast<TagLib::MP4::File *>(&file);
+    auto *const asf = dynamic_cast<TagLib::ASF::File *>(&file);
+    const auto add = [&](const char *key) {
+        if (mp4 != nullptr && mp4->tag() != nullptr) {
+            const std::string name = "----:com.apple.iTunes:" + std::string(key);
+            for (const auto &[item, value] : mp4->tag()->itemMap()) {
+                if (item.upper() == TagLib::String(name).upper()) {
+                    tags.insert(key, value.toStringList());
+                }
+            }
+        } else if (asf != nullptr && asf->tag() != nullptr) {
+            for (const auto &[item, values] : asf->tag()->attributeListMap()) {
+                if (item.upper() == key && !values.isEmpty()) {
+                    tags.insert(key, values.front().toString());
+                }
+            }
+        }
+    };
+    for (const char *key : kGainKeys) {
+        add(key);
+    }
+    if (!tags.contains("DATE")) {
+        add("DATE");
+    }
+}
+
+// The tags of a file under their common names. What one tag leaves open may stand in the next.
+PropertyMap AllTags(const OpenedFile &opened) {
+    PropertyMap tags = opened.file->properties();
+    AddUnnamed(*opened.file, tags);
+    const auto fill = [&](const TagLib::Tag *tag) {
+        for (const auto &[key, values] : PropertiesOf(tag)) {
+            if (!tags.contains(key)) {
+                tags.insert(key, values);
+            }
+        }
+    };
+    fill(opened.file->tag());
+    for (const auto &tag : opened.moreTags) {
+        fill(tag.get());
+    }
+    return tags;
+}
+
+ReplayGain ReadGain(const PropertyMap &tags) {
+    return {Decimal(First(tags, kGainKeys[0])), Decimal(First(tags, kGainKeys[1])),
+            Decimal(First(tags, kGainKeys[2])), Decimal(First(tags, kGainKeys[3]))};
+}
+
+// ID3v2 has two genres without a number, which TagLib leaves as they are.
+std::vector<std::string> Genres(const PropertyMap &tags) {
+    std::vector<std::string> genres = Values(tags, "GENRE");
+    for (std::string &genre : genres) {
+        genre = genre == "RX" ? "Remix" : genre == "CR" ? "Cover" : genre;
+    }
+    return genres;
+}
+
+void ReadTags(const PropertyMap &tags, Song &song) {
+    song.title = Name(tags, "TITLE");
+    song.album = Name(tags, "ALBUM");
+    song.artist = Name(tags, "ARTIST");
+    // Programs that write free-form tags do not agree on this one.
+    for (const char *key : {"ALBUMARTIST", "ALBUM ARTIST", "ALBUM_ARTIST"}) {
+        song.albumArtist = song.albumArtist.empty() ? Name(tags, key) : song.albumArtist;
+    }
+    song.composer = Name(tags, "COMPOSER");
+    song.genres = CleanGenres(Genres(tags));
+    song.comment = CleanComment(First(tags, "COMMENT"));
+    for (const char *key : {"DATE", "RELEASEDATE", "ORIGINALDATE"}) {
+        song.year = song.year == 0 ? LeadingNumber(First(tags, key).substr(0, 4)) : song.year;
+    }
+    song.track = LeadingNumber(First(tags, "TRACKNUMBER"));
+    song.disc = LeadingNumber(First(tags, "DISCNUMBER"));
+    song.gain = ReadGain(tags);
+}
+
+// The two halves of an MP3 file's tags, and of some others', are not merged by TagLib: what the
+// first one leaves open may stand in the second.
+void FillFromOtherTags(const TagLib::Tag &tag, Song &song) {
+    const auto fill = [](std::string &field, const TagLib::String &value) {
+        if (field.empty()) {
+            field = CleanName(Utf8(value));
+        }
+    };
+    fill(song.title, tag.title());
+    fill(song.album, tag.album());
+    fill(song.artist, tag.artist());
+    if (song.genres.empty()) {
+        song.genres = CleanGenres({Utf8(tag.genre())});
+    }
+    const auto number = [](int &field, unsigned value) {
+        if (field == 0 && value < 10000) {
+            field = static_cast<int>(value);
+        }
+    };
+    number(song.year, tag.year());
+    number(song.track, tag.track());
+}
+
+void FillFromPath(Song &song) {
+    const std::size_t slash = song.path.rfind('/');
+    const std::string name = song.path.substr(slash + 1);
+    if (song.title.empty() && song.artist.empty() && song.album.empty() && slash > 0) {
+        const std::string folder = song.path.substr(0, slash);
+        song.album = CleanName(folder.substr(folder.rfind('/') + 1));
+    }
+    if (song.title.empty()) {
+        song.title = CleanName(name.substr(0, name.rfind('.')));
+    }
+}
+
+void ReadSortNames(const PropertyMap &tags, Song &song) {
+    song.titleSort = SortTag(tags, "TITLESORT", song.title);
+    song.albumSort = SortTag(tags, "ALBUMSORT", song.album);
+    song.artistSort = SortTag(tags, "ARTISTSORT", song.artist);
+    song.albumArtistSort = SortTag(tags, "ALBUMARTISTSORT", song.albumArtist);
+    song.composerSort = SortTag(tags, "COMPOSERSORT", song.composer);
+}
+
+void ReadAudio(const Audio &audio, Song &song) {
+    constexpr std::int64_t kMost = std::numeric_limits<int>::max();
+    song.duration = static_cast<float>(audio.milliseconds) / 1000.0F;
+    song.bitRate = static_cast<int>(std::clamp(audio.bitRate, std::int64_t{0}, kMost));
+    song.sampleRate = audio.sampleRate;
+    song.channels = audio.channels;
+}
+
+// A sheet of absurd size is none.
+std::string EmbeddedCue(const PropertyMap &tags) {
+    std::string text = First(tags, "CUESHEET");
+    return text.size() <= kMaxCueBytes ? text : std::string();
+}
+
+// Not damaged for good: the disk fails, or somebody is at work on the file.
+constexpr const char kNotWhole[] = "cannot be read to its end";
+
+std::string WhyNoSound(const OpenedFile &opened) {
+    return opened.isByContents ? "no sound is found in it, as if it were damaged; its format is " +
+                                     std::string(opened.container)
+                               : "its contents are no audio format that is known";
+}
+
+void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
+    const OpenedFile opened = OpenAudio(song.path, stream);
+    // TagLib answers no question about tags of a file that it takes for invalid.
+    if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0 || !opened.file->isValid()) {
+        result.isDamaged = !stream.HasFailed();
+        result.problem = result.isDamaged ? WhyNoSound(opened) : kNotWhole;
+        return;
+    }
+    ReadAudio(opened.audio, song);
+    song.container = opened.container;
+    song.codec = opened.codec;
+    const PropertyMap tags = AllTags(opened);
+    ReadTags(tags, song);
+    if (opened.file->tag() != nullptr) {
+        FillFromOtherTags(*opened.file->tag(), song);
+    }
+    FillFromPath(song);
+    ReadSortNames(tags, song);
+    song.fingerprint = Fingerprint(opened, stream);
+    // Nor does a part of the tags take the place of what the library has of all of them.
+    if (stream.HasFailed()) {
+        result.problem = kNotWhole;
+        return;
+    }
+    result.embeddedCue = EmbeddedCue(tags);
+    song.pictures = pictures == Pictures::kStore ? StorePictures(opened, song.path, result.warning)
+                                                 : static_cast<int>(ListPictures(opened).size());
+    if (stream.WasCutShort()) {
+        result.warning = "its tags are too large to be read";
+    }
+    result.song = std::move(song);
+}
+
+class Silence : public TagLib::DebugListener {
+  public:
+    void printMessage(const TagLib::String & /*message*/) override {}
+};
+
+}  // namespace
+
+void SilenceTagLib() {
+    static Silence silence;
+    TagLib::setDebugListener(&silence);
+}
+
+ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
+                    Pictures pictures, const SeenFile &seen) {
+    ReadResult result;
+    if (!IsMusicName(path)) {
+        result.problem = "not the name of an audio file";
+        return result;
+    }
+    const auto stream = OpenStream(path, seen, result.problem);
+    if (!stream) {
+        return result;
+    }
+    Song song;
+    song.path = path;
+    song.size = size;
+    song.modified = modified;
+    try {
+        ReadOpened(*stream, pictures, std::move(song), result);
+    } catch (const std::exception &error) {  // sizes in a damaged tag can ask for absurd memory
+        result.song.reset();
+        result.problem = std::string("cannot be read: ") + error.what();
+    }
+    return result;
+}
+
+}  // namespace varnindex

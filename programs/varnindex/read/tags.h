@@ -1,0 +1,37 @@
+// Reads one audio file.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+
+#include "varnindex/observe/seen_file.h"
+#include "varnindex/song.h"
+
+namespace varnindex {
+
+// Sends TagLib's own chatter about damaged tags nowhere. Once a process, before the first file.
+void SilenceTagLib();
+
+struct ReadResult {
+    std::optional<Song> song;
+    std::string problem;     // for a person: why there is no song
+    bool isDamaged = false;  // the problem is what the file holds, and not that it cannot be got at
+    std::string warning;     // for a person, where the song is there but not all of it
+    std::string embeddedCue;  // the cue sheet in the tags; "" when there is none
+};
+
+enum class Pictures {
+    kStore,  // in the extended-attribute folder of the file
+    kCount,
+};
+
+// Reads tags and audio properties of a file with a music name (file_names.h). A damaged tag gives the
+// song with what can be read; a file without tags gets its name as title and its folder's name as
+// album. `size` and `modified` are what the walk saw and go into the song as they are, so that a file
+// that changes afterwards is read again; one that cannot be read to its end gives no song, nor does
+// one that may not be what was `seen`. Different files may be read by several threads at once.
+ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
+                    Pictures pictures = Pictures::kCount, const SeenFile &seen = {});
+
+}  // namespace varnindex

@@ -1,0 +1,93 @@
+// Watches whole trees of folders through inotify(7), and tells which paths changed.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <map>
+#include <set>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "varnindex/descriptor.h"
+#include "varnindex/observe/walk.h"
+
+struct inotify_event;
+
+namespace varnindex {
+
+class TreeWatch {
+  public:
+    // `wanted` is asked for names of files, `isStopped` at every folder (null: never): nothing more
+    // is watched when it says so. Throws std::system_error when the system gives no inotify
+    // instance.
+    explicit TreeWatch(NameFilter wanted, bool (*isStopped)() = nullptr);
+
+    // To poll for reading.
+    int Get() const { return inotify_.Get(); }
+
+    // Watches these trees and no others; links to folders are followed as the walk follows them.
+    // Returns the roots that are new, or whose folder is another one than before: a disk that was
+    // mounted for example.
+    std::vector<std::string> SetRoots(const std::vector<std::string> &roots);
+
+    // Adds one file or folder outside the trees whose every change counts, under its own path. The
+    // folder that holds it must exist; false when it cannot be watched.
+    bool AddFile(const std::string &path);
+
+    // Watches the folders that are others than before, because a disk was mounted or unmounted there,
+    // and adds their paths to what changed. The system tells nothing of these: to be called when its
+    // table of mounts has changed.
+    void CheckMounts(std::set<std::string> &changed);
+
+    // Reads the events that have arrived and adds the changed paths: a file, or a folder whose
+    // whole content may have changed.
+    void Read(std::set<std::string> &changed);
+
+    // The outermost folders that could not be watched because the system allows no more watches.
+    const std::set<std::string> &Unwatched() const { return unwatched_; }
+
+    // Tries again to watch those.
+    void RetryUnwatched();
+
+  private:
+    struct Identity {
+        dev_t device = 0;
+        ino_t inode = 0;
+        bool operator==(const Identity &) const = default;
+    };
+
+    enum class Reached { kDirectly, kThroughLink };
+
+    static Identity IdentityOf(const std::string &path);
+    void AddTree(const std::string &path);
+    void AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay);
+    bool AddFolder(const std::string &path, Reached reached, const Identity &identity);
+    void RemoveTree(const std::string &path);
+    std::set<std::string> Forget(int watch);
+    void AddMountPoints(const std::set<std::string> &paths, std::set<std::string> &changed);
+    void RebuildAfterOverflow(std::set<std::string> &changed);
+    void Handle(const inotify_event &event, std::string_view name, std::set<std::string> &changed);
+    void HandleIn(const std::string &folder, std::string_view name, std::uint32_t mask,
+                  std::set<std::string> &changed);
+
+    NameFilter wanted_;
+    bool (*isStopped_)();
+    Descriptor inotify_;
+    std::map<std::string, Identity> roots_;
+    struct Watched {
+        int watch;
+        Identity identity;
+    };
+
+    // One folder has one watch, through however many links it is reached.
+    std::map<int, std::set<std::string>> paths_;
+    std::map<std::string, Watched> watches_;
+    std::set<int> unmounted_;  // watches that the system is about to end
+    std::set<std::string> files_;
+    std::map<int, std::string> fileFolders_;
+    std::set<std::string> unwatched_;
+};
+
+}  // namespace varnindex

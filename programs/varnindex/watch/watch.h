@@ -1,0 +1,50 @@
+// Keeps the library in step with the folders for as long as the process runs.
+#pragma once
+
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "varnindex/observe/walk.h"
+
+namespace varnindex {
+
+enum class JobResult {
+    kDone,
+    kIndexerBusy,     // another one is at work
+    kNothingIndexed,  // no folder is: more likely a lost configuration than a wish
+};
+
+// What the watcher has done by others. Each of these may throw DatabaseError or std::system_error:
+// the work is then tried again with growing pauses, and so is what is not done. Those that index
+// throw Stopped (stop.h) when IsStopRequested()
+// says so.
+struct WatchJobs {
+    // All folders that the library holds files of, the personal ones included: absolute paths as
+    // OrderedFolders gives them. Asked for again whenever the configuration changes.
+    std::function<std::vector<std::string>()> folders;
+
+    // Brings the library in step with these files and folders, which may be gone. What was moved
+    // stands in one list with both paths.
+    std::function<JobResult(const std::vector<std::string> &paths)> indexPaths;
+
+    // The same for all folders.
+    std::function<JobResult()> indexAll;
+
+    // True for the names of files that the library has a use for.
+    NameFilter wanted = nullptr;
+};
+
+// True when a signal has come that ends the watcher.
+bool IsStopRequested();
+
+// Watches the folders and the library's notices until SIGTERM or SIGINT. Begins with a look at all
+// folders, for what changed before they were watched, and at the spooled notices; what cannot be
+// done is kept until it can. What is not done when a signal comes is left to the next start, which
+// begins in this way, too. A handler of these signals that is set when it is called is called, too.
+// Messages go to standard error.
+// Returns the exit status of the program: EXIT_FAILURE when another process watches already or the
+// system refuses to watch anything.
+int Watch(const WatchJobs &jobs);
+
+}  // namespace varnindex

@@ -1,0 +1,99 @@
+// Writes what a scan finds, in batches: each is one short transaction, so that readers of the
+// library never wait long and an interrupted scan keeps what it has done.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "varnindex/compare/known.h"
+#include "varnindex/database.h"
+#include "varnindex/read/split.h"
+#include "varnindex/reporter.h"
+#include "varnindex/settle/records.h"
+#include "varnindex/song.h"
+#include "varnindex/write/copy_rows.h"
+
+namespace varnindex {
+
+// Removes the rows of songs, with the tracks that cue sheets have made of them: `ids` in decimal,
+// with commas between them. Throws DatabaseError.
+void DeleteSongs(Database &database, const std::string &ids);
+
+class Store {
+  public:
+    enum class Writes { kAll, kNone };
+
+    // With kNone everything below does nothing. `own` is what this root answers for: the records of
+    // other roots' songs are theirs. `roots` are the indexed folders. The database and the reporter
+    // outlive it.
+    Store(Database &database, Writes writes, Scope own, std::vector<std::string> roots,
+          Reporter &reporter);
+
+    // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
+    // makes of the song; those that it made before keep their rows by their number.
+    void Add(Song song, std::vector<VirtualSong> tracks);  // a new row
+    // Keeps the row's id and the date of its arrival; the path and the owner may be new.
+    void Change(int id, Song song, std::vector<VirtualSong> tracks);
+    // The same, with the tracks that the song has: they get its path and owner, and `sheetPath` as
+    // that of their sheet.
+    void ChangeWithTracks(int id, Song song, const std::string &sheetPath);
+    void Remove(int id);                            // the song, its tracks, ratings and the like
+    void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
+    void Flush();                                   // writes what is left
+    void RenewStatistics();                         // of the tables that a scan writes
+
+  private:
+    struct Track {
+        VirtualSong virtualSong;
+        int id = 0;  // 0: a new row
+    };
+    struct Item {
+        int id = 0;  // 0: a new row
+        Song song;
+        std::vector<Track> tracks;
+        std::string keptSheet = {};  // not "": of the tracks that stay
+    };
+    // What a batch gives to the tables, as COPY reads it.
+    struct Batch {
+        std::string added;    // rows of track
+        std::string changed;  // the same of rows that are there
+        std::string offsets;  // rows of virtual_info_track
+        std::string stars;    // rows of rating_track, of new songs
+        SideRows sides;
+    };
+
+    // A track's number in its sheet, and its row.
+    struct KnownTrack {
+        std::int64_t number;
+        int id;
+    };
+    using KnownTracks = std::map<int, std::vector<KnownTrack>>;  // by the file's row
+
+    KnownTracks TracksOf(const std::vector<int> &files);
+    void Keep(int id, Song song, std::vector<VirtualSong> tracks);
+    void FlushIfFull();
+    void RemoveRows();
+    void DeleteRows(const std::string &ids);
+    void MatchTracks();
+    void MoveKeptTracks();
+    std::vector<MovedSong> Moved();
+    std::vector<int> NewIds(std::size_t count) const;
+    Batch MakeBatch();
+    void WriteSongs();
+    void WriteStamps();
+
+    Database &database_;
+    Writes writes_;
+    Scope own_;
+    std::vector<std::string> roots_;
+    Reporter &reporter_;
+    std::vector<Item> items_;
+    std::vector<int> removed_;
+    std::string stamps_;  // rows of a VALUES list
+    std::size_t bytes_ = 0;
+};
+
+}  // namespace varnindex
