@@ -1,9 +1,7 @@
 // What a verb of the command line is to the rest of the program.
 #pragma once
 
-#include <CLI/CLI.hpp>
-
-#include <functional>
+#include "verb.h"
 
 namespace tonvale_cli {
 
@@ -16,33 +14,30 @@ inline constexpr int kUsage = 2;   // it was asked for something that does not e
 inline constexpr char kMediaServer[] = "mediaserver";
 inline constexpr char kSpeaker[] = "speaker";
 
-// What to do once the whole command line is read; the result is the exit status.
-using Action = std::function<int()>;
-
-// Each adds its verb, which sets the action when it is chosen.
-void AddCover(CLI::App &app, Action &action);
-void AddFolders(CLI::App &app, Action &action);
-void AddGroups(CLI::App &app, Action &action);  // albums, artists, genres and composers
-void AddIndex(CLI::App &app, Action &action);
-void AddInit(CLI::App &app, Action &action);
-void AddMediaServer(CLI::App &app, Action &action);
-void AddPermission(CLI::App &app, Action &action);
-void AddPersonal(CLI::App &app, Action &action);
-void AddPin(CLI::App &app, Action &action);
-void AddPlayer(CLI::App &app, Action &action);
-void AddPlaylist(CLI::App &app, Action &action);
-void AddPlaylists(CLI::App &app, Action &action);
-void AddPreference(CLI::App &app, Action &action);
-void AddRate(CLI::App &app, Action &action);
-void AddSearch(CLI::App &app, Action &action);
-void AddServe(CLI::App &app, Action &action);
-void AddShare(CLI::App &app, Action &action);
-void AddSmart(CLI::App &app, Action &action);
-void AddSongs(CLI::App &app, Action &action);
-void AddSoundCard(CLI::App &app, Action &action);
-void AddSpeaker(CLI::App &app, Action &action);
-void AddStart(CLI::App &app, Action &action);
-void AddStop(CLI::App &app, Action &action);
-void AddUserVerb(CLI::App &app, Action &action);
+// Each adds its verb.
+void AddCover(const Verb &app);
+void AddFolders(const Verb &app);
+void AddGroups(const Verb &app);  // albums, artists, genres and composers
+void AddIndex(const Verb &app);
+void AddInit(const Verb &app);
+void AddMediaServer(const Verb &app);
+void AddPermission(const Verb &app);
+void AddPersonal(const Verb &app);
+void AddPin(const Verb &app);
+void AddPlayer(const Verb &app);
+void AddPlaylist(const Verb &app);
+void AddPlaylists(const Verb &app);
+void AddPreference(const Verb &app);
+void AddRate(const Verb &app);
+void AddSearch(const Verb &app);
+void AddServe(const Verb &app);
+void AddShare(const Verb &app);
+void AddSmart(const Verb &app);
+void AddSongs(const Verb &app);
+void AddSoundCard(const Verb &app);
+void AddSpeaker(const Verb &app);
+void AddStart(const Verb &app);
+void AddStop(const Verb &app);
+void AddUserVerb(const Verb &app);
 
 }  // namespace tonvale_cli

@@ -328,29 +328,24 @@ int ShowCover(CoverOptions options) {
 
 }  // namespace
 
-void AddCover(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("cover", "Show which picture is a song's cover, and why");
+void AddCover(const Verb &app) {
+    const Verb verb = app.AddVerb("cover", "Show which picture is a song's cover, and why");
     const auto options = std::make_shared<CoverOptions>();
-    CLI::Option *file =
-        verb->add_option("FILE", options->file,
-                         "A song, by its path or as 'tonvale songs' shows its id, or a folder")
-            ->type_name("");
-    verb->add_option("--user", options->user, "Whose song an id is")
-        ->type_name("NAME")
-        ->capture_default_str();
-    verb->add_option("--url", options->url, "Fetch the picture of a station or podcast instead")
-        ->type_name("URL");
-    verb->add_option("--output", options->output, "Write the picture into this file")
-        ->type_name("FILE");
-    verb->add_flag("--scale", options->scale, "Make the small copy, if it is not there");
-    verb->add_flag("--json", options->json, "Print one JSON object instead of a table");
-    verb->callback([options, file, &action] {
-        if (file->empty() && options->url.empty()) {
-            throw CLI::RequiredError(file->get_name());
+    verb.AddText("FILE", options->file,
+                 "A song, by its path or as 'tonvale songs' shows its id, or a folder")
+        .ValueName("");
+    verb.AddText("--user", options->user, "Whose song an id is").ValueName("NAME");
+    verb.AddText("--url", options->url, "Fetch the picture of a station or podcast instead")
+        .ValueName("URL");
+    verb.AddText("--output", options->output, "Write the picture into this file").ValueName("FILE");
+    verb.AddFlag("--scale", options->scale, "Make the small copy, if it is not there");
+    verb.AddFlag("--json", options->json, "Print one JSON object instead of a table");
+    verb.Do([options] {
+        if (options->file.empty() && options->url.empty()) {
+            Complain("FILE or --url is required; 'tonvale cover --help' tells what it takes");
+            return kUsage;
         }
-        action = [options] {
-            return options->url.empty() ? ShowCover(*options) : FetchCover(*options);
-        };
+        return options->url.empty() ? ShowCover(*options) : FetchCover(*options);
     });
 }
 

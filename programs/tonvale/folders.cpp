@@ -8,7 +8,6 @@
 
 #include "command.h"
 #include "library_options.h"
-#include "number.h"
 #include "page_output.h"
 #include "track_output.h"
 
@@ -54,9 +53,9 @@ void PrintTable(SongPage &page) {
 }
 
 // A folder as the lists and pins tell it, or its bare number.
-int FolderOf(const std::string &text, const std::string &option, int least) {
+int FolderOf(const std::string &text, int least) {
     return text.starts_with("dir_") ? tonvale_service::ParseFolderId(text)
-                                    : ParseNumber(text, option, least);
+                                    : ParseNumber(text, least);
 }
 
 template <typename AnyPage>
@@ -83,26 +82,25 @@ int Folders(FolderOptions &options) {
 
 }  // namespace
 
-void AddFolders(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("folders", "List the folders that hold music");
+void AddFolders(const Verb &app) {
+    const Verb verb = app.AddVerb("folders", "List the folders that hold music");
     const auto options = std::make_shared<FolderOptions>();
-    AddLibrary(*verb, *options);
-    CLI::Option *name =
-        verb->add_option("--name", options->name, "A part of the name, in any case");
-    name->type_name("TEXT");
-    CLI::Option *below = verb->add_option_function<std::string>(
-        "--below",
-        [options](const std::string &text) { options->below = FolderOf(text, "--below", 1); },
-        "Only folders below the one with this id");
-    below->type_name("ID");
-    AddPage(*verb, *options, tonvale_service::FolderSortKeys(), "folders");
-    CLI::Option *inside = verb->add_option_function<std::string>(
-        "--in", [options](const std::string &text) { options->inside = FolderOf(text, "--in", 0); },
-        "What is in the folder with this id, songs too; 0: the indexed folders");
-    inside->type_name("ID")->excludes(name)->excludes(below);
-    inside->excludes(verb->get_option("--sort-by"));
-    AddAdditions(*verb, options->additions)->needs("--json")->needs(inside);
-    verb->callback([options, &action] { action = [options] { return Folders(*options); }; });
+    AddLibrary(verb, *options);
+    verb.AddText("--name", options->name, "A part of the name, in any case").ValueName("TEXT");
+    verb.AddParsed(
+            "--below", [options](const std::string &text) { options->below = FolderOf(text, 1); },
+            "Only folders below the one with this id")
+        .ValueName("ID");
+    AddPage(verb, *options, tonvale_service::FolderSortKeys(), "folders");
+    verb.AddParsed(
+            "--in", [options](const std::string &text) { options->inside = FolderOf(text, 0); },
+            "What is in the folder with this id, songs included; 0: the indexed folders")
+        .ValueName("ID")
+        .Excludes("--name")
+        .Excludes("--below")
+        .Excludes("--sort-by");
+    AddAdditions(verb, options->additions).Needs("--json").Needs("--in");
+    verb.Do([options] { return Folders(*options); });
 }
 
 }  // namespace tonvale_cli

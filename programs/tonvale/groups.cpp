@@ -25,13 +25,13 @@ struct GroupOptions : LibraryOptions {
 };
 
 // One of the verbs.
-struct Verb {
+struct GroupVerb {
     const Group &group;
     const char *description;
     Noun noun;
 };
 
-const Verb kVerbs[] = {
+const GroupVerb kVerbs[] = {
     {tonvale_service::kAlbums,
      "List the albums, told apart by name and album artist",
      {"album", "albums"}},
@@ -50,7 +50,7 @@ std::string StarsText(double star) {
     return text.data();
 }
 
-void PrintTable(const Verb &verb, GroupPage &page) {
+void PrintTable(const GroupVerb &verb, GroupPage &page) {
     const bool isAlbum = verb.group.isAlbum;
     std::vector<Table::Column> columns = {{isAlbum ? "ALBUM" : "NAME", false, true}};
     if (isAlbum) {
@@ -77,7 +77,7 @@ void PrintTable(const Verb &verb, GroupPage &page) {
     PrintPage(table, page.Offset(), shown, page.Total(), verb.noun);
 }
 
-int List(const Verb &verb, GroupOptions &options) {
+int List(const GroupVerb &verb, GroupOptions &options) {
     int status = kDone;
     if (!OpenLibrary(options, status)) {
         return status;
@@ -93,18 +93,15 @@ int List(const Verb &verb, GroupOptions &options) {
 
 }  // namespace
 
-void AddGroups(CLI::App &app, Action &action) {
-    for (const Verb &known : kVerbs) {
-        CLI::App *verb = app.add_subcommand(known.group.list, known.description);
+void AddGroups(const Verb &app) {
+    for (const GroupVerb &known : kVerbs) {
+        const Verb verb = app.AddVerb(known.group.list, known.description);
         const auto options = std::make_shared<GroupOptions>();
-        AddLibrary(*verb, *options);
-        verb->add_option("--name", options->name, "A part of the name, in any case")
-            ->type_name("TEXT");
-        AddFilters(*verb, options->filters);
-        AddPage(*verb, *options, Names(known.group.sorts), known.noun.many);
-        verb->callback([options, &known, &action] {
-            action = [options, &known] { return List(known, *options); };
-        });
+        AddLibrary(verb, *options);
+        verb.AddText("--name", options->name, "A part of the name, in any case").ValueName("TEXT");
+        AddFilters(verb, options->filters);
+        AddPage(verb, *options, Names(known.group.sorts), known.noun.many);
+        verb.Do([options, &known] { return List(known, *options); });
     }
 }
 

@@ -62,24 +62,21 @@ int BecomeIndexer(const IndexOptions &options) {
 
 }  // namespace
 
-void AddIndex(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("index", "Bring the library up to date with the folders");
+void AddIndex(const Verb &app) {
+    const Verb verb = app.AddVerb("index", "Bring the library up to date with the folders");
     const auto options = std::make_shared<IndexOptions>();
     for (std::size_t flag = 0; flag < kIndexerFlags.size(); ++flag) {
-        verb->add_flag(kIndexerFlags[flag].names, options->flags[flag],
-                       kIndexerFlags[flag].description);
+        verb.AddFlag(kIndexerFlags[flag].names, options->flags[flag],
+                     kIndexerFlags[flag].description);
     }
-    verb->add_option("PATH", options->paths,
-                     "Folders to index; without one, all that are registered")
-        ->type_name("");
-    verb->callback([options, &action] {
-        action = [options] {
-            if (auto done = EnsureDatabase(); !done) {
-                Complain(done.Message());
-                return kFailed;
-            }
-            return BecomeIndexer(*options);
-        };
+    verb.AddText("PATH", options->paths, "Folders to index; without one, all that are registered")
+        .ValueName("");
+    verb.Do([options] {
+        if (auto done = EnsureDatabase(); !done) {
+            Complain(done.Message());
+            return kFailed;
+        }
+        return BecomeIndexer(*options);
     });
 }
 

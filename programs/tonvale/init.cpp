@@ -93,33 +93,30 @@ Outcome PrepareLogin() {
 
 }  // namespace
 
-void AddInit(CLI::App &app, Action &action) {
-    CLI::App *verb =
-        app.add_subcommand("init", "Prepare a root and its database, or complete them");
+void AddInit(const Verb &app) {
+    const Verb verb = app.AddVerb("init", "Prepare a root and its database, or complete them");
     const auto options = std::make_shared<InitOptions>();
-    verb->add_option("--music", options->music, "A folder of music to share and to index")
-        ->type_name("DIR")
-        ->allow_extra_args(false);
-    verb->add_option("--database", options->database,
-                     "private: a cluster below the root; external: the server of PGHOST, PGPORT "
-                     "(default: as the root has it, private for a new one)")
-        ->check(CLI::IsMember({kPrivate, kExternal}))
-        ->type_name("");
-    verb->callback([options, &action] {
-        action = [options] {
-            if (Outcome done = Init(*options); !done) {
-                Complain(done.Message());
-                return kFailed;
-            }
-            if (Outcome done = PrepareLogin(); !done) {
-                Complain(done.Message());
-                return kFailed;
-            }
-            const std::size_t folders = varn::host::IndexedFolders().size();
-            std::printf("%s is ready, with %zu %s to index.\n", SystemRoot().c_str(), folders,
-                        folders == 1 ? "folder" : "folders");
-            return kDone;
-        };
+    verb.AddText("--music", options->music, "A folder of music to share and to index")
+        .ValueName("DIR")
+        .Repeated();
+    verb.AddText("--database", options->database,
+                 "private: a cluster below the root; external: the server of PGHOST, PGPORT "
+                 "(default: as the root has it, private for a new one)")
+        .OneOf({kPrivate, kExternal})
+        .ValueName("");
+    verb.Do([options] {
+        if (Outcome done = Init(*options); !done) {
+            Complain(done.Message());
+            return kFailed;
+        }
+        if (Outcome done = PrepareLogin(); !done) {
+            Complain(done.Message());
+            return kFailed;
+        }
+        const std::size_t folders = varn::host::IndexedFolders().size();
+        std::printf("%s is ready, with %zu %s to index.\n", SystemRoot().c_str(), folders,
+                    folders == 1 ? "folder" : "folders");
+        return kDone;
     });
 }
 

@@ -2,23 +2,19 @@
 
 #include "command.h"
 #include "database.h"
-#include "number.h"
 #include "service/kinds.h"
 #include "service/settings.h"
 
 namespace tonvale_cli {
 
-void AddLibrary(CLI::App &verb, LibraryOptions &options) {
-    verb.add_option("--library", options.library, "Which part of the library")
-        ->check(CLI::IsMember(tonvale_service::AllKinds()))
-        ->type_name("")
-        ->capture_default_str();
-    verb.add_option("--user", options.user, "Whose library")
-        ->type_name("NAME")
-        ->capture_default_str();
+void AddLibrary(const Verb &verb, LibraryOptions &options) {
+    verb.AddText("--library", options.library, "Which part of the library")
+        .OneOf(tonvale_service::AllKinds())
+        .ValueName("");
+    verb.AddText("--user", options.user, "Whose library").ValueName("NAME");
 }
 
-void AddFilters(CLI::App &verb, tonvale_service::Filters &filters) {
+void AddFilters(const Verb &verb, tonvale_service::Filters &filters) {
     struct Filter {
         const char *name;
         std::optional<std::string> &value;
@@ -31,24 +27,20 @@ void AddFilters(CLI::App &verb, tonvale_service::Filters &filters) {
           Filter{"--genre", filters.genre, "One of the track's genres, exactly"},
           Filter{"--composer", filters.composer, "Composer, exactly"},
           Filter{"--title", filters.title, "A part of the title, in any case"}}) {
-        verb.add_option(filter.name, filter.value, filter.description)->type_name("TEXT");
+        verb.AddText(filter.name, filter.value, filter.description).ValueName("TEXT");
     }
 }
 
-void AddPage(CLI::App &verb, LibraryOptions &options, const std::vector<std::string> &keys,
+void AddPage(const Verb &verb, LibraryOptions &options, const std::vector<std::string> &keys,
              const std::string &noun) {
     options.sortBy = keys.front();
-    verb.add_option("--sort-by", options.sortBy, "The order")
-        ->check(CLI::IsMember(keys))
-        ->type_name("")
-        ->capture_default_str();
-    verb.add_option("--sort-direction", options.sortDirection, "Up or down")
-        ->check(CLI::IsMember({"asc", "desc"}))
-        ->type_name("")
-        ->capture_default_str();
-    AddNumber(verb, "--offset", options.offset, 0, "How many " + noun + " to pass over");
-    AddNumber(verb, "--limit", options.limit, 0, "How many " + noun + " to list; 0: all");
-    verb.add_flag("--json", options.json, "Print JSON instead of a table");
+    verb.AddText("--sort-by", options.sortBy, "The order").OneOf(keys).ValueName("");
+    verb.AddText("--sort-direction", options.sortDirection, "Up or down")
+        .OneOf({"asc", "desc"})
+        .ValueName("");
+    verb.AddNumber("--offset", options.offset, 0, "How many " + noun + " to pass over");
+    verb.AddNumber("--limit", options.limit, 0, "How many " + noun + " to list; 0: all");
+    verb.AddFlag("--json", options.json, "Print JSON instead of a table");
 }
 
 bool OpenLibrary(LibraryOptions &options, int &status) {

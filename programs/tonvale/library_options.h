@@ -2,7 +2,7 @@
 #pragma once
 
 #include <sys/types.h>
-#include <CLI/CLI.hpp>
+#include "verb.h"
 
 #include <optional>
 #include <string>
@@ -23,11 +23,11 @@ struct LibraryOptions : tonvale_service::ListRequest {
 };
 
 // --user and --library.
-void AddLibrary(CLI::App &verb, LibraryOptions &options);
-void AddFilters(CLI::App &verb, tonvale_service::Filters &filters);
+void AddLibrary(const Verb &verb, LibraryOptions &options);
+void AddFilters(const Verb &verb, tonvale_service::Filters &filters);
 // --sort-by, whose names are those of `keys`, the first being the default, and --sort-direction,
 // --offset, --limit and --json.
-void AddPage(CLI::App &verb, LibraryOptions &options, const std::vector<std::string> &keys,
+void AddPage(const Verb &verb, LibraryOptions &options, const std::vector<std::string> &keys,
              const std::string &noun);
 
 // Completes the request once the root is prepared, and starts the database. False, with a message

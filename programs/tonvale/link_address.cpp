@@ -49,12 +49,12 @@ std::string ServedAddress() {
 
 }  // namespace
 
-void AddAddress(CLI::App &verb, std::string &address) {
-    verb.add_option("--address", address,
-                    "How others reach this server, unless its settings say so: HOST:PORT, or "
-                    "https://HOST:PORT")
-        ->type_name("ADDRESS")
-        ->check(CheckAddress);
+void AddAddress(const Verb &verb, std::string &address) {
+    verb.AddText("--address", address,
+                 "How others reach this server, unless its settings say so: HOST:PORT, or "
+                 "https://HOST:PORT")
+        .ValueName("ADDRESS")
+        .Check(CheckAddress);
 }
 
 void UseAddress(const std::string &address) {

@@ -1,14 +1,14 @@
 // The address that links have when no request tells one.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "verb.h"
 
 #include <string>
 
 namespace tonvale_cli {
 
 // --address.
-void AddAddress(CLI::App &verb, std::string &address);
+void AddAddress(const Verb &verb, std::string &address);
 
 // Makes it the one by which this server is reached (SharingManager::GetRemoteAddr): "HOST",
 // "HOST:PORT", with "https://" in front or "http://". For "" it is where 'tonvale serve' listened

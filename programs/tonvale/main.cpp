@@ -2,6 +2,8 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <CLI/CLI.hpp>
+
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -77,7 +79,7 @@ int Run(int argc, char **argv) {
           AddPlaylists, AddPlaylist,   AddRate,        AddSmart,      AddShare,  AddPin,
           AddUserVerb,  AddPermission, AddPersonal,    AddPreference, AddCover,  AddPlayer,
           AddSoundCard, AddSpeaker,    AddMediaServer, AddServe,      AddStart,  AddStop}) {
-        add(app, action);
+        add(Verb(app, action));
     }
     try {
         app.parse(argc, argv);

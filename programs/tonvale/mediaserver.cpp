@@ -8,7 +8,6 @@
 #include "command.h"
 #include "database.h"
 #include "display.h"
-#include "number.h"
 #include "page_output.h"
 #include "service/media_server.h"
 
@@ -66,46 +65,43 @@ int List(const ListOptions &options) {
     return kDone;
 }
 
-void AddList(CLI::App &parent, Action &action) {
-    CLI::App *verb = parent.add_subcommand("list", "Search the network for media servers");
+void AddList(const Verb &parent) {
+    const Verb verb = parent.AddGroup("list", "Search the network for media servers");
     const auto options = std::make_shared<ListOptions>();
-    verb->add_option("--address", options->address,
-                     "Ask this machine alone, where the network passes no multicast")
-        ->type_name("HOST[:PORT]");
-    AddNumber(*verb, "--wait", options->wait, 1, "How many seconds to wait for answers");
-    verb->add_flag("--json", options->json, "Print JSON instead of a table");
-    verb->callback([options, &action] { action = [options] { return List(*options); }; });
+    verb.AddText("--address", options->address,
+                 "Ask this machine alone, where the network passes no multicast")
+        .ValueName("HOST[:PORT]");
+    verb.AddNumber("--wait", options->wait, 1, "How many seconds to wait for answers");
+    verb.AddFlag("--json", options->json, "Print JSON instead of a table");
+    verb.Do([options] { return List(*options); });
 }
 
-void AddBrowse(CLI::App &parent, Action &action) {
-    CLI::App *verb = parent.add_subcommand("browse", "Show the objects of a media server");
+void AddBrowse(const Verb &parent) {
+    const Verb verb = parent.AddVerb("browse", "Show the objects of a media server");
     const auto options = std::make_shared<BrowseOptions>();
-    verb->add_option("URL", options->url, "The server, as 'list' shows it")->required();
-    verb->add_option("ID", options->id, "The object to begin at")->capture_default_str();
-    verb->add_flag("--metadata", options->metadata, "The object itself, not what is in it");
-    AddNumber(*verb, "--depth", options->depth, 1, "How many levels of containers to open");
-    AddNumber(*verb, "--offset", options->offset, 0, "How many objects to pass over");
-    AddNumber(*verb, "--limit", options->limit, 0, "How many objects to show; 0: all");
-    verb->add_flag("--json", options->json, "Print JSON instead of a tree");
-    verb->callback([options, &action] {
-        action = [options] {
-            if (options->depth > kDeepest) {
-                Complain("--depth goes down to " + std::to_string(kDeepest));
-                return kUsage;
-            }
-            return Browse(*options, options->json);
-        };
+    verb.AddText("URL", options->url, "The server, as 'list' shows it").Required();
+    verb.AddText("ID", options->id, "The object to begin at");
+    verb.AddFlag("--metadata", options->metadata, "The object itself, not what is in it");
+    verb.AddNumber("--depth", options->depth, 1, "How many levels of containers to open");
+    verb.AddNumber("--offset", options->offset, 0, "How many objects to pass over");
+    verb.AddNumber("--limit", options->limit, 0, "How many objects to show; 0: all");
+    verb.AddFlag("--json", options->json, "Print JSON instead of a tree");
+    verb.Do([options] {
+        if (options->depth > kDeepest) {
+            Complain("--depth goes down to " + std::to_string(kDeepest));
+            return kUsage;
+        }
+        return Browse(*options, options->json);
     });
 }
 
 }  // namespace
 
-void AddMediaServer(CLI::App &app, Action &action) {
-    CLI::App *verb =
-        app.add_subcommand(kMediaServer, "Find and browse other media servers on the network");
-    verb->require_subcommand(1);
-    AddList(*verb, action);
-    AddBrowse(*verb, action);
+void AddMediaServer(const Verb &app) {
+    const Verb verb =
+        app.AddVerb(kMediaServer, "Find and browse other media servers on the network");
+    AddList(verb);
+    AddBrowse(verb);
 }
 
 }  // namespace tonvale_cli

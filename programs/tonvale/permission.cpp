@@ -138,45 +138,42 @@ int SetPermission(const PermissionOptions &options) {
     return kDone;
 }
 
-CLI::App *AddVerb(CLI::App &parent, Action &action, const char *name, const char *description,
-                  const std::shared_ptr<PermissionOptions> &options,
-                  int (*run)(const PermissionOptions &)) {
-    CLI::App *verb = parent.add_subcommand(name, description);
-    verb->callback([options, run, &action] { action = [=] { return run(*options); }; });
+Verb AddVerb(const Verb &parent, const char *name, const char *description,
+             const std::shared_ptr<PermissionOptions> &options,
+             int (*run)(const PermissionOptions &)) {
+    const Verb verb = parent.AddVerb(name, description);
+    verb.Do([=] { return run(*options); });
     return verb;
 }
 
 }  // namespace
 
-void AddUserVerb(CLI::App &app, Action &action) {
-    CLI::App *user = app.add_subcommand("user", "Show whose rights are recorded");
-    user->require_subcommand(1);
+void AddUserVerb(const Verb &app) {
+    const Verb user = app.AddGroup("user", "Show whose rights are recorded");
     const auto options = std::make_shared<PermissionOptions>();
-    AddVerb(*user, action, "list", "List the users with an entry, and what they may do", options,
-            ListUsers)
-        ->add_flag("--json", options->json, "Print JSON instead of a table");
-    AddVerb(*user, action, "sync", "Remove the entries of users that no longer exist", options,
+    AddVerb(user, "list", "List the users with an entry, and what they may do", options, ListUsers)
+        .AddFlag("--json", options->json, "Print JSON instead of a table");
+    AddVerb(user, "sync", "Remove the entries of users that no longer exist", options,
             [](const PermissionOptions &) { return SyncUsers(); });
 }
 
-void AddPermission(CLI::App &app, Action &action) {
-    CLI::App *permission = app.add_subcommand("permission", "Show and set what a user may do");
-    permission->require_subcommand(1);
+void AddPermission(const Verb &app) {
+    const Verb permission = app.AddGroup("permission", "Show and set what a user may do");
     const auto options = std::make_shared<PermissionOptions>();
-    CLI::App *show =
-        AddVerb(*permission, action, "show", "Show what a user may do", options, ShowPermission);
-    show->add_option("USER", options->user, "The user's name")->required();
-    show->add_flag("--json", options->json, "Print JSON instead of a table");
-    CLI::App *set =
-        AddVerb(*permission, action, "set", "Record what a user may do", options, SetPermission);
-    set->add_option("USER", options->user, "The user's name")->required();
+    const Verb show =
+        AddVerb(permission, "show", "Show what a user may do", options, ShowPermission);
+    show.AddText("USER", options->user, "The user's name").Required();
+    show.AddFlag("--json", options->json, "Print JSON instead of a table");
+    const Verb set =
+        AddVerb(permission, "set", "Record what a user may do", options, SetPermission);
+    set.AddText("USER", options->user, "The user's name").Required();
     std::vector<std::string> names = {kAll, kNone};
     for (const Right &right : tonvale_service::AllRights()) {
         names.emplace_back(right.name);
     }
-    set->add_option("RIGHT", options->rights, "The rights, all others being taken away")
-        ->check(CLI::IsMember(names))
-        ->required();
+    set.AddText("RIGHT", options->rights, "The rights, all others being taken away")
+        .OneOf(names)
+        .Required();
 }
 
 }  // namespace tonvale_cli

@@ -42,17 +42,15 @@ int Switch(const std::string &wanted) {
 
 }  // namespace
 
-void AddPersonal(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("personal-libraries",
-                                        "Show or switch whether users have libraries of their own");
+void AddPersonal(const Verb &app) {
+    const Verb verb = app.AddVerb("personal-libraries",
+                                  "Show or switch whether users have libraries of their own");
     const auto wanted = std::make_shared<std::string>();
-    verb->add_option("SWITCH", *wanted,
-                     "on, or off; links of personal playlists and single songs end with either")
-        ->check(CLI::IsMember({kOn, kOff}))
-        ->type_name("");
-    verb->callback([wanted, &action] {
-        action = [wanted] { return wanted->empty() ? Show() : Switch(*wanted); };
-    });
+    verb.AddText("SWITCH", *wanted,
+                 "on, or off; links of personal playlists and single songs end with either")
+        .OneOf({kOn, kOff})
+        .ValueName("");
+    verb.Do([wanted] { return wanted->empty() ? Show() : Switch(*wanted); });
 }
 
 }  // namespace tonvale_cli

@@ -5,7 +5,6 @@
 
 #include "command.h"
 #include "database.h"
-#include "number.h"
 #include "page_output.h"
 #include "service/pins.h"
 #include "service/settings.h"
@@ -106,84 +105,70 @@ int Run(Options options, Act act) {
     return kDone;
 }
 
-// "KEY=VALUE", for CLI11.
-std::string AddCriterion(const std::string &text, PinOptions &options) {
+// "KEY=VALUE".
+void AddCriterion(const std::string &text, PinOptions &options) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0 ||
         !options.criteria.emplace(text.substr(0, equals), text.substr(equals + 1)).second) {
-        return "'" + text + "' is no criterion; write each as KEY=VALUE, a key once";
+        throw BadValue("'" + text + "' is no criterion; write each as KEY=VALUE, a key once");
     }
-    return "";
 }
 
-CLI::App *AddVerb(CLI::App &group, Action &action, const char *name, const char *description,
-                  const std::shared_ptr<PinOptions> &options, Act act) {
-    CLI::App *verb = group.add_subcommand(name, description);
-    verb->add_option("--user", options->user, "Whose pins")
-        ->type_name("NAME")
-        ->capture_default_str();
-    verb->callback([=, &action] { action = [=] { return Run(*options, act); }; });
+Verb AddVerb(const Verb &group, const char *name, const char *description,
+             const std::shared_ptr<PinOptions> &options, Act act) {
+    const Verb verb = group.AddVerb(name, description);
+    verb.AddText("--user", options->user, "Whose pins").ValueName("NAME");
+    verb.Do([=] { return Run(*options, act); });
     return verb;
 }
 
-void AddPageOptions(CLI::App &verb, PinOptions &options) {
-    AddNumber(verb, "--offset", options.offset, 0, "How many pins to pass over");
-    AddNumber(verb, "--limit", options.limit, 0, "How many pins; 0: all");
+void AddPageOptions(const Verb &verb, PinOptions &options) {
+    verb.AddNumber("--offset", options.offset, 0, "How many pins to pass over");
+    verb.AddNumber("--limit", options.limit, 0, "How many pins; 0: all");
 }
 
-void AddAdd(CLI::App &group, Action &action) {
+void AddAdd(const Verb &group) {
     const auto options = std::make_shared<PinOptions>();
-    CLI::App *verb =
-        AddVerb(group, action, "add", "Pin a view, and print the pin's id", options, Add);
-    verb->add_option("TYPE", options->type,
-                     "album, artist, composer, folder, genre, playlist, random_100 or "
-                     "recently_added")
-        ->required();
-    verb->add_option("NAME", options->name, "What to call it")->required();
-    const auto take = [options](const std::vector<std::string> &texts) {
-        for (const std::string &text : texts) {
-            if (const std::string problem = AddCriterion(text, *options); !problem.empty()) {
-                throw CLI::ValidationError("CRITERION", problem);
-            }
-        }
-    };
-    verb->add_option_function<std::vector<std::string>>(
-            "CRITERION", take,
+    const Verb verb = AddVerb(group, "add", "Pin a view, and print the pin's id", options, Add);
+    verb.AddText("TYPE", options->type,
+                 "album, artist, composer, folder, genre, playlist, random_100 or "
+                 "recently_added")
+        .Required();
+    verb.AddText("NAME", options->name, "What to call it").Required();
+    verb.AddParsedList(
+            "CRITERION", [options](const std::string &text) { AddCriterion(text, *options); },
             "What the view shows, as KEY=VALUE; the keys are album, album_artist, artist, "
             "composer, folder, genre, genre_filter, playlist")
-        ->type_name("");
-    verb->add_flag("--json", options->json, "Print JSON");
+        .ValueName("");
+    verb.AddFlag("--json", options->json, "Print JSON");
 }
 
 }  // namespace
 
-void AddPin(CLI::App &app, Action &action) {
-    CLI::App *group = app.add_subcommand("pin", "Keep views of the library on the start page");
-    group->require_subcommand(1);
+void AddPin(const Verb &app) {
+    const Verb group = app.AddGroup("pin", "Keep views of the library on the start page");
     const auto listed = std::make_shared<PinOptions>();
-    CLI::App *list = AddVerb(*group, action, "list", "List the pins in their order", listed, List);
-    AddPageOptions(*list, *listed);
-    list->add_flag("--json", listed->json, "Print JSON instead of a table");
+    const Verb list = AddVerb(group, "list", "List the pins in their order", listed, List);
+    AddPageOptions(list, *listed);
+    list.AddFlag("--json", listed->json, "Print JSON instead of a table");
 
-    AddAdd(*group, action);
+    AddAdd(group);
 
     const auto removed = std::make_shared<PinOptions>();
-    AddVerb(*group, action, "remove", "Take a pin away", removed, Remove)
-        ->add_option("ID", removed->id, "The pin's id")
-        ->required();
+    AddVerb(group, "remove", "Take a pin away", removed, Remove)
+        .AddText("ID", removed->id, "The pin's id")
+        .Required();
 
     const auto renamed = std::make_shared<PinOptions>();
-    CLI::App *rename =
-        AddVerb(*group, action, "rename", "Call a pin something else", renamed, Rename);
-    rename->add_option("ID", renamed->id, "The pin's id")->required();
-    rename->add_option("NAME", renamed->name, "The new name")->required();
+    const Verb rename = AddVerb(group, "rename", "Call a pin something else", renamed, Rename);
+    rename.AddText("ID", renamed->id, "The pin's id").Required();
+    rename.AddText("NAME", renamed->name, "The new name").Required();
 
     const auto ordered = std::make_shared<PinOptions>();
-    CLI::App *reorder =
-        AddVerb(*group, action, "reorder", "Put the pins, or those of a page, into another order",
-                ordered, Reorder);
-    reorder->add_option("ID", ordered->ids, "The ids of all of them, in the new order")->required();
-    AddPageOptions(*reorder, *ordered);
+    const Verb reorder = AddVerb(
+        group, "reorder", "Put the pins, or those of a page, into another order", ordered, Reorder);
+    reorder.AddText("ID", ordered->ids, "The ids of all of them, in the new order").Required();
+    AddPageOptions(reorder, *ordered);
 }
 
 }  // namespace tonvale_cli

@@ -5,7 +5,6 @@
 
 #include "command.h"
 #include "display.h"
-#include "number.h"
 #include "page_output.h"
 
 namespace tonvale_cli {
@@ -63,16 +62,14 @@ int Show(const PlayerOptions &options, const Json::Value &answer,
     return kDone;
 }
 
-void AddInfo(CLI::App &verb, const Options &options, Action &action) {
-    CLI::App *info = verb.add_subcommand("info", "What is playing");
-    info->add_option("renderer", options->renderer, "A renderer, by its udn or number");
-    info->add_flag("--json", options->json, "Print JSON");
-    info->callback([options, &action] {
-        action = [options] { return Show(*options, PlayerInfo(options->renderer), PrintInfo); };
-    });
+void AddInfo(const Verb &verb, const Options &options) {
+    const Verb info = verb.AddVerb("info", "What is playing");
+    info.AddText("renderer", options->renderer, "A renderer, by its udn or number");
+    info.AddFlag("--json", options->json, "Print JSON");
+    info.Do([options] { return Show(*options, PlayerInfo(options->renderer), PrintInfo); });
 }
 
-void AddPages(CLI::App &verb, const Options &options, Action &action) {
+void AddPages(const Verb &verb, const Options &options) {
     struct Entry {
         const char *name;
         const char *description;
@@ -94,35 +91,32 @@ void AddPages(CLI::App &verb, const Options &options, Action &action) {
         {"servers", "Media servers that were found", PlayerServers, "servers", {"udn", "name"}},
     };
     for (const Entry &entry : kEntries) {
-        CLI::App *page = verb.add_subcommand(entry.name, entry.description);
-        AddNumber(*page, "--offset", options->offset, 0, "How many to pass over");
-        AddNumber(*page, "--limit", options->limit, 0, "How many to list");
-        page->add_flag("--json", options->json, "Print JSON");
-        page->callback([options, &action, entry] {
-            action = [options, entry] {
-                return Show(
-                    *options, entry.ask(options->offset, options->limit),
-                    [&](const Json::Value &answer) { PrintRows(answer, entry.list, entry.keys); });
-            };
+        const Verb page = verb.AddVerb(entry.name, entry.description);
+        page.AddNumber("--offset", options->offset, 0, "How many to pass over");
+        page.AddNumber("--limit", options->limit, 0, "How many to list");
+        page.AddFlag("--json", options->json, "Print JSON");
+        page.Do([options, entry] {
+            return Show(
+                *options, entry.ask(options->offset, options->limit),
+                [&](const Json::Value &answer) { PrintRows(answer, entry.list, entry.keys); });
         });
     }
 }
 
-void AddCommands(CLI::App &verb, const Options &options, Action &action) {
+void AddCommands(const Verb &verb, const Options &options) {
     for (const PlayerCommand &command : PlayerCommands()) {
-        CLI::App *added = verb.add_subcommand(std::string(command.name), command.description);
+        const Verb added = verb.AddVerb(std::string(command.name), command.description);
         if (command.takes != Takes::kNothing) {
             const std::string name = command.takes == Takes::kMode ? "mode" : "number";
-            CLI::Option *value =
-                added->add_option(name, options->values, command.description)->required();
-            value->expected(
-                1, command.takes == Takes::kVolumes ? CLI::detail::expected_max_vector_size : 1);
+            const Option values =
+                added.AddText(name, options->values, command.description).Required();
+            if (command.takes != Takes::kVolumes) {
+                values.Single();
+            }
         }
-        added->callback([options, &action, &command] {
-            action = [options, &command] {
-                TellPlayer(command, options->values);
-                return kDone;
-            };
+        added.Do([options, &command] {
+            TellPlayer(command, options->values);
+            return kDone;
         });
     }
 }
@@ -147,7 +141,7 @@ int Save(const PlayerOptions &options) {
     return kDone;
 }
 
-void AddFiles(CLI::App &verb, const Options &options, Action &action) {
+void AddFiles(const Verb &verb, const Options &options) {
     struct Entry {
         const char *name;
         const char *description;
@@ -158,11 +152,9 @@ void AddFiles(CLI::App &verb, const Options &options, Action &action) {
         {"save", "Write the queue to a queue file", Save},
     };
     for (const Entry &entry : kEntries) {
-        CLI::App *command = verb.add_subcommand(entry.name, entry.description);
-        command->add_option("file", options->path, "An absolute path")->required();
-        command->callback([options, &action, call = entry.call] {
-            action = [options, call] { return call(*options); };
-        });
+        const Verb command = verb.AddVerb(entry.name, entry.description);
+        command.AddText("file", options->path, "An absolute path").Required();
+        command.Do([options, call = entry.call] { return call(*options); });
     }
 }
 
@@ -175,35 +167,29 @@ void PrintEqualizer(const Json::Value &selected) {
                 Printable(selected["values"].asString()).c_str());
 }
 
-void AddEqualizer(CLI::App &verb, const Options &options, Action &action) {
-    CLI::App *equalizer = verb.add_subcommand("equalizer", "The selected equalizer profile");
-    equalizer->require_subcommand(1);
-    CLI::App *show = equalizer->add_subcommand("show", "Its name and values");
-    show->add_flag("--json", options->json, "Print JSON");
-    show->callback([options, &action] {
-        action = [options] { return Show(*options, SelectedEqualizer(), PrintEqualizer); };
-    });
-    CLI::App *send = equalizer->add_subcommand("send", "Send it, or other gains, to the player");
-    send->add_option("gain", options->values, "Ten gains in dB, -24 to 24")->type_name("");
-    send->callback([options, &action] {
-        action = [options] {
-            SendEqualizer(options->values);
-            return kDone;
-        };
+void AddEqualizer(const Verb &verb, const Options &options) {
+    const Verb equalizer = verb.AddGroup("equalizer", "The selected equalizer profile");
+    const Verb show = equalizer.AddVerb("show", "Its name and values");
+    show.AddFlag("--json", options->json, "Print JSON");
+    show.Do([options] { return Show(*options, SelectedEqualizer(), PrintEqualizer); });
+    const Verb send = equalizer.AddVerb("send", "Send it, or other gains, to the player");
+    send.AddText("gain", options->values, "Ten gains in dB, -24 to 24").ValueName("");
+    send.Do([options] {
+        SendEqualizer(options->values);
+        return kDone;
     });
 }
 
 }  // namespace
 
-void AddPlayer(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("player", "Show and control what the player daemon plays");
-    verb->require_subcommand(1);
+void AddPlayer(const Verb &app) {
+    const Verb verb = app.AddGroup("player", "Show and control what the player daemon plays");
     const auto options = std::make_shared<PlayerOptions>();
-    AddInfo(*verb, options, action);
-    AddPages(*verb, options, action);
-    AddCommands(*verb, options, action);
-    AddFiles(*verb, options, action);
-    AddEqualizer(*verb, options, action);
+    AddInfo(verb, options);
+    AddPages(verb, options);
+    AddCommands(verb, options);
+    AddFiles(verb, options);
+    AddEqualizer(verb, options);
 }
 
 }  // namespace tonvale_cli

@@ -5,7 +5,6 @@
 
 #include "accounts.h"
 #include "command.h"
-#include "number.h"
 #include "page_output.h"
 #include "playlist_options.h"
 #include "playlist_output.h"
@@ -154,14 +153,14 @@ enum Takes : unsigned {
     kDuplicates = 32,
 };
 
-struct Verb {
+struct PlaylistVerb {
     const char *name;
     const char *description;
     Act act;
     unsigned takes;
 };
 
-constexpr Verb kVerbs[] = {
+constexpr PlaylistVerb kVerbs[] = {
     {"show", "List the entries of a playlist", Show, kPage},
     {"add", "Add songs at the end", Add, kSomeSongs | kDuplicates},
     {"replace", "Put songs in the place of others", Replace, kSomeSongs | kRange},
@@ -173,69 +172,64 @@ constexpr Verb kVerbs[] = {
      kSomeSongs},
 };
 
-void AddTaken(CLI::App &verb, unsigned takes, PlaylistOptions &options) {
+void AddTaken(const Verb &verb, unsigned takes, PlaylistOptions &options) {
     if ((takes & kSomeSongs) != 0) {
-        verb.add_option("SONG", options.songs, kSongs)->required((takes & kRange) == 0);
+        verb.AddText("SONG", options.songs, kSongs).Required((takes & kRange) == 0);
     }
     if ((takes & kPositions) != 0) {
-        const auto parse = [&positions = options.positions](const std::vector<std::string> &texts) {
-            for (const std::string &text : texts) {
-                positions.push_back(ParseNumber(text, "POSITION", 0));
-            }
-        };
-        verb.add_option_function<std::vector<std::string>>(
-                "POSITION", parse, "Positions, from 0, as 'show' tells them")
-            ->required()
-            ->delimiter(',')
-            ->type_name("N");
+        verb.AddParsedList(
+                "POSITION",
+                [&positions = options.positions](const std::string &text) {
+                    positions.push_back(ParseNumber(text, 0));
+                },
+                "Positions, from 0, as 'show' tells them")
+            .Required()
+            .SeparatedBy(',')
+            .ValueName("N");
     }
     if ((takes & kRange) != 0) {
-        AddNumber(verb, "--start", options.start, 0, "The first entry to replace, from 0");
-        AddNumber(verb, "--length", options.length, 0, "How many to replace; 0 only inserts");
+        verb.AddNumber("--start", options.start, 0, "The first entry to replace, from 0");
+        verb.AddNumber("--length", options.length, 0, "How many to replace; 0 only inserts");
     }
     if ((takes & kNewName) != 0) {
-        verb.add_option("NAME", options.newName, "The new name")->required();
+        verb.AddText("NAME", options.newName, "The new name").Required();
     }
     if ((takes & kPage) != 0) {
-        AddNumber(verb, "--offset", options.offset, 0, "How many entries to pass over");
-        AddNumber(verb, "--limit", options.limit, 0, "How many entries to list; 0: all");
-        verb.add_flag("--json", options.json, "Print JSON instead of a table");
-        AddAdditions(verb, options.additions)->needs("--json");
+        verb.AddNumber("--offset", options.offset, 0, "How many entries to pass over");
+        verb.AddNumber("--limit", options.limit, 0, "How many entries to list; 0: all");
+        verb.AddFlag("--json", options.json, "Print JSON instead of a table");
+        AddAdditions(verb, options.additions).Needs("--json");
     }
     if ((takes & kDuplicates) != 0) {
-        verb.add_flag("--skip-duplicates", options.skipDuplicates,
-                      "Leave out songs that the playlist has already");
+        verb.AddFlag("--skip-duplicates", options.skipDuplicates,
+                     "Leave out songs that the playlist has already");
     }
 }
 
-void AddCreate(CLI::App &group, Action &action) {
-    CLI::App *verb = group.add_subcommand("create", "Make a new playlist");
+void AddCreate(const Verb &group) {
+    const Verb verb = group.AddVerb("create", "Make a new playlist");
     const auto options = std::make_shared<PlaylistOptions>();
-    verb->add_option("NAME", options->name, "Its name")->required();
-    verb->add_option("SONG", options->songs, kSongs);
-    verb->add_option("--format", options->format, "How it is written")
-        ->check(CLI::IsMember({"m3u", "pls", "wpl"}))
-        ->type_name("")
-        ->capture_default_str();
-    AddCollection(*verb, *options, "One of the user's own playlists instead of a shared one");
-    verb->callback([options, &action] { action = [options] { return Create(*options); }; });
+    verb.AddText("NAME", options->name, "Its name").Required();
+    verb.AddText("SONG", options->songs, kSongs);
+    verb.AddText("--format", options->format, "How it is written")
+        .OneOf({"m3u", "pls", "wpl"})
+        .ValueName("");
+    AddCollection(verb, *options, "One of the user's own playlists instead of a shared one");
+    verb.Do([options] { return Create(*options); });
 }
 
 }  // namespace
 
-void AddPlaylist(CLI::App &app, Action &action) {
-    CLI::App *group = app.add_subcommand("playlist", "Show and change a playlist");
-    group->require_subcommand(1);
-    AddCreate(*group, action);
-    for (const Verb &known : kVerbs) {
-        CLI::App *verb = group->add_subcommand(known.name, known.description);
+void AddPlaylist(const Verb &app) {
+    const Verb group = app.AddGroup("playlist", "Show and change a playlist");
+    AddCreate(group);
+    for (const PlaylistVerb &known : kVerbs) {
+        const Verb verb = group.AddVerb(known.name, known.description);
         const auto options = std::make_shared<PlaylistOptions>();
-        verb->add_option("PLAYLIST", options->name, "Its id, title or identifier")->required();
-        AddTaken(*verb, known.takes, *options);
-        AddCollection(*verb, *options, "One of the user's own playlists instead of a shared one");
-        verb->callback([options, act = known.act, &action] {
-            action = [options, act] { return OnPlaylist(*options, act); };
-        });
+        verb.AddText("PLAYLIST", options->name, "Its id, title or identifier").Required();
+        AddTaken(verb, known.takes, *options);
+        AddCollection(verb, *options, "One of the user's own playlists instead of a shared one");
+        verb.Do([options, act = known.act] { return OnPlaylist(*options, act); });
     }
 }
 

@@ -6,11 +6,9 @@
 
 namespace tonvale_cli {
 
-void AddCollection(CLI::App &verb, CollectionOptions &options, const std::string &personal) {
-    verb.add_option("--user", options.collection.user, "For whom")
-        ->type_name("NAME")
-        ->capture_default_str();
-    verb.add_flag("--personal", options.collection.personal, personal);
+void AddCollection(const Verb &verb, CollectionOptions &options, const std::string &personal) {
+    verb.AddText("--user", options.collection.user, "For whom").ValueName("NAME");
+    verb.AddFlag("--personal", options.collection.personal, personal);
 }
 
 int Prepare(CollectionOptions &options) {

@@ -1,7 +1,7 @@
 // Whose playlists the verbs work on.
 #pragma once
 
-#include <CLI/CLI.hpp>
+#include "verb.h"
 
 #include <string>
 
@@ -15,7 +15,7 @@ struct CollectionOptions {
 };
 
 // --user and --personal.
-void AddCollection(CLI::App &verb, CollectionOptions &options, const std::string &personal);
+void AddCollection(const Verb &verb, CollectionOptions &options, const std::string &personal);
 
 // Finds out whose collection is meant and makes the database ready. 0, or the exit status, with a
 // message.

@@ -5,7 +5,6 @@
 #include <memory>
 
 #include "command.h"
-#include "number.h"
 #include "page_output.h"
 #include "playlist_options.h"
 #include "playlist_output.h"
@@ -37,14 +36,14 @@ int Playlists(PlaylistsOptions &options) {
 
 }  // namespace
 
-void AddPlaylists(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("playlists", "List the playlists, a page at a time");
+void AddPlaylists(const Verb &app) {
+    const Verb verb = app.AddVerb("playlists", "List the playlists, a page at a time");
     const auto options = std::make_shared<PlaylistsOptions>();
-    AddCollection(*verb, *options, "The user's own playlists instead of the shared ones");
-    AddNumber(*verb, "--offset", options->offset, 0, "How many playlists to pass over");
-    AddNumber(*verb, "--limit", options->limit, 0, "How many playlists to list; 0: all");
-    verb->add_flag("--json", options->json, "Print JSON instead of a table");
-    verb->callback([options, &action] { action = [options] { return Playlists(*options); }; });
+    AddCollection(verb, *options, "The user's own playlists instead of the shared ones");
+    verb.AddNumber("--offset", options->offset, 0, "How many playlists to pass over");
+    verb.AddNumber("--limit", options->limit, 0, "How many playlists to list; 0: all");
+    verb.AddFlag("--json", options->json, "Print JSON instead of a table");
+    verb.Do([options] { return Playlists(*options); });
 }
 
 }  // namespace tonvale_cli

@@ -72,27 +72,24 @@ int Set(const PreferenceOptions &options) {
 
 }  // namespace
 
-void AddPreference(CLI::App &app, Action &action) {
-    CLI::App *preference = app.add_subcommand("preference", "Show and set a user's preferences");
-    preference->require_subcommand(1);
+void AddPreference(const Verb &app) {
+    const Verb preference = app.AddGroup("preference", "Show and set a user's preferences");
     const auto options = std::make_shared<PreferenceOptions>();
 
-    CLI::App *show = preference->add_subcommand("show", "Show a user's preferences");
-    show->add_option("USER", options->user, "The user's name")->required();
-    show->add_flag("--json", options->json, "Print JSON instead of a table");
-    show->callback([options, &action] { action = [options] { return Show(*options); }; });
+    const Verb show = preference.AddVerb("show", "Show a user's preferences");
+    show.AddText("USER", options->user, "The user's name").Required();
+    show.AddFlag("--json", options->json, "Print JSON instead of a table");
+    show.Do([options] { return Show(*options); });
 
     std::vector<std::string> names;
     for (const Preference &known : AllPreferences()) {
         names.push_back(known.name);
     }
-    CLI::App *set = preference->add_subcommand("set", "Set one of a user's preferences");
-    set->add_option("USER", options->user, "The user's name")->required();
-    set->add_option("NAME", options->name, "The preference")
-        ->check(CLI::IsMember(names))
-        ->required();
-    set->add_option("VALUE", options->value, "yes or no; all or personal")->required();
-    set->callback([options, &action] { action = [options] { return Set(*options); }; });
+    const Verb set = preference.AddVerb("set", "Set one of a user's preferences");
+    set.AddText("USER", options->user, "The user's name").Required();
+    set.AddText("NAME", options->name, "The preference").OneOf(names).Required();
+    set.AddText("VALUE", options->value, "yes or no; all or personal").Required();
+    set.Do([options] { return Set(*options); });
 }
 
 }  // namespace tonvale_cli

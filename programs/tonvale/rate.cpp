@@ -1,14 +1,12 @@
 // Stars for songs.
 #include <json/json.h>
 
-#include <charconv>
 #include <cstdio>
 #include <memory>
 #include <set>
 
 #include "command.h"
 #include "library_options.h"
-#include "number.h"
 #include "page_output.h"
 #include "service/songs.h"
 #include "varn/same_identity.h"
@@ -17,27 +15,10 @@ namespace tonvale_cli {
 
 namespace {
 
-const CLI::Range kStars(0, 5);
-
 struct RateOptions : LibraryOptions {
     int stars = 0;
     std::set<int> ids;
 };
-
-// Reads ids, in decimal digits alone.
-std::set<int> ParseIds(const std::vector<std::string> &texts) {
-    std::set<int> ids;
-    for (const std::string &text : texts) {
-        int id = 0;
-        const char *end = text.data() + text.size();
-        const auto [rest, error] = std::from_chars(text.data(), end, id);
-        if (error != std::errc() || rest != end || id < 1) {
-            throw CLI::ValidationError("id", "'" + text + "' is no song's id");
-        }
-        ids.insert(id);
-    }
-    return ids;
-}
 
 void Print(const RateOptions &options, const std::set<int> &ids) {
     if (!options.json) {
@@ -68,22 +49,19 @@ int Rate(RateOptions &options) {
 
 }  // namespace
 
-void AddRate(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("rate", "Give songs 0 to 5 stars, by id or by filters");
+void AddRate(const Verb &app) {
+    const Verb verb = app.AddVerb("rate", "Give songs 0 to 5 stars, by id or by filters");
     const auto options = std::make_shared<RateOptions>();
-    AddNumber(*verb, "stars", options->stars, 0, "How many stars; 0 takes the rating away")
-        ->check(kStars)
-        ->required();
-    const auto parse = [options](const std::vector<std::string> &texts) {
-        options->ids = ParseIds(texts);
-    };
-    verb->add_option_function<std::vector<std::string>>(
-            "id", parse, "The songs' ids, as 'tonvale songs' lists them")
-        ->type_name("ID");
-    AddLibrary(*verb, *options);
-    AddFilters(*verb, options->filters);
-    verb->add_flag("--json", options->json, "Print JSON");
-    verb->callback([options, &action] { action = [options] { return Rate(*options); }; });
+    verb.AddNumber("stars", options->stars, 0, "How many stars, 0 to 5; 0 takes the rating away", 5)
+        .Required();
+    verb.AddParsedList(
+            "id", [options](const std::string &text) { options->ids.insert(ParseNumber(text, 1)); },
+            "The songs' ids, as 'tonvale songs' lists them")
+        .ValueName("ID");
+    AddLibrary(verb, *options);
+    AddFilters(verb, options->filters);
+    verb.AddFlag("--json", options->json, "Print JSON");
+    verb.Do([options] { return Rate(*options); });
 }
 
 }  // namespace tonvale_cli

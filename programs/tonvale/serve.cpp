@@ -114,18 +114,13 @@ int Serve(const WebOptions &options) {
 
 }  // namespace
 
-void AddServe(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("serve", "Serve the web API over HTTP until stopped");
+void AddServe(const Verb &app) {
+    const Verb verb = app.AddVerb("serve", "Serve the web API over HTTP until stopped");
     const auto options = std::make_shared<WebOptions>();
-    verb->add_option("--listen", options->listen,
-                     "The address to listen on (0.0.0.0 or :: for all)")
-        ->type_name("ADDRESS")
-        ->capture_default_str();
-    verb->add_option("--port", options->port, "The port to listen on")
-        ->check(CLI::Range(1, 65535))
-        ->type_name("N")
-        ->capture_default_str();
-    verb->callback([options, &action] { action = [options] { return Serve(*options); }; });
+    verb.AddText("--listen", options->listen, "The address to listen on (0.0.0.0 or :: for all)")
+        .ValueName("ADDRESS");
+    verb.AddNumber("--port", options->port, 1, "The port to listen on, 1 to 65535", 65535);
+    verb.Do([options] { return Serve(*options); });
 }
 
 }  // namespace tonvale_cli

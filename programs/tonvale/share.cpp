@@ -5,7 +5,6 @@
 #include "command.h"
 #include "database.h"
 #include "link_address.h"
-#include "number.h"
 #include "page_output.h"
 #include "playlist_options.h"
 #include "service/failure.h"
@@ -151,7 +150,7 @@ int Run(ShareOptions &options, Act act) {
 
 // ---- the command line ---------------------------------------------------------------------------
 
-struct Verb {
+struct LinkVerb {
     const char *name;
     const char *description;
     Act act;
@@ -163,7 +162,7 @@ struct Verb {
 constexpr char kLink[] = "The link, as 'tonvale share list' shows it, or its playlist's identifier";
 constexpr char kSong[] = "The song's id, as 'tonvale songs' shows it, or its identifier";
 
-constexpr Verb kVerbs[] = {
+constexpr LinkVerb kVerbs[] = {
     {"create", "Share a playlist, and print the link's address", Create, "PLAYLIST",
      "Its id, title or identifier", true},
     {"update", "Change the days on which a link works; without any it always does", Update, "LINK",
@@ -173,44 +172,41 @@ constexpr Verb kVerbs[] = {
     {"unsong", "Share a single song no longer", UnshareSong, "SONG", kSong, false},
 };
 
-CLI::App *AddVerb(CLI::App &group, Action &action, const char *name, const char *description,
-                  const std::shared_ptr<ShareOptions> &options, Act act) {
-    CLI::App *verb = group.add_subcommand(name, description);
-    verb->add_option("--user", options->collection.user, "Whose links")
-        ->type_name("NAME")
-        ->capture_default_str();
-    verb->add_flag("--json", options->json, "Print JSON");
-    AddAddress(*verb, options->address);
-    verb->callback([=, &action] { action = [=] { return Run(*options, act); }; });
+Verb AddVerb(const Verb &group, const char *name, const char *description,
+             const std::shared_ptr<ShareOptions> &options, Act act) {
+    const Verb verb = group.AddVerb(name, description);
+    verb.AddText("--user", options->collection.user, "Whose links").ValueName("NAME");
+    verb.AddFlag("--json", options->json, "Print JSON");
+    AddAddress(verb, options->address);
+    verb.Do([=] { return Run(*options, act); });
     return verb;
 }
 
 }  // namespace
 
-void AddShare(CLI::App &app, Action &action) {
-    CLI::App *group = app.add_subcommand("share", "Publish playlists and songs under links");
-    group->require_subcommand(1);
+void AddShare(const Verb &app) {
+    const Verb group = app.AddGroup("share", "Publish playlists and songs under links");
     const auto listed = std::make_shared<ShareOptions>();
-    CLI::App *list = AddVerb(*group, action, "list", "List the links, a page at a time", listed,
-                             [](Options options, Links &links) {
-                                 List(options, links);
-                                 return kDone;
-                             });
-    AddNumber(*list, "--offset", listed->offset, 0, "How many links to pass over");
-    AddNumber(*list, "--limit", listed->limit, 1, "How many links to list");
-    for (const Verb &known : kVerbs) {
+    const Verb list = AddVerb(group, "list", "List the links, a page at a time", listed,
+                              [](Options options, Links &links) {
+                                  List(options, links);
+                                  return kDone;
+                              });
+    list.AddNumber("--offset", listed->offset, 0, "How many links to pass over");
+    list.AddNumber("--limit", listed->limit, 1, "How many links to list");
+    for (const LinkVerb &known : kVerbs) {
         const auto options = std::make_shared<ShareOptions>();
-        CLI::App *verb = AddVerb(*group, action, known.name, known.description, options, known.act);
-        verb->add_option(known.operand, options->name, known.meaning)->required();
+        const Verb verb = AddVerb(group, known.name, known.description, options, known.act);
+        verb.AddText(known.operand, options->name, known.meaning).Required();
         if (known.act == Create) {
-            verb->add_flag("--personal", options->collection.personal,
-                           "One of the user's own playlists instead of a shared one");
+            verb.AddFlag("--personal", options->collection.personal,
+                         "One of the user's own playlists instead of a shared one");
         }
         if (known.hasDays) {
-            verb->add_option("--from", options->from, "The first day, YYYY-MM-DD (else today)")
-                ->type_name("DAY");
-            verb->add_option("--until", options->until, "The last day; needed with --from")
-                ->type_name("DAY");
+            verb.AddText("--from", options->from, "The first day, YYYY-MM-DD (else today)")
+                .ValueName("DAY");
+            verb.AddText("--until", options->until, "The last day; needed with --from")
+                .ValueName("DAY");
         }
     }
 }

@@ -167,25 +167,24 @@ int Check(const SmartOptions &options) {
 
 }  // namespace
 
-void AddSmart(CLI::App &app, Action &action) {
-    CLI::App *smart = app.add_subcommand("smart", "Look at smart playlists and their rules");
-    smart->require_subcommand(1);
+void AddSmart(const Verb &app) {
+    const Verb smart = app.AddGroup("smart", "Look at smart playlists and their rules");
     const auto options = std::make_shared<SmartOptions>();
     const auto add = [&](const char *name, const char *description,
                          int (*run)(const SmartOptions &)) {
-        CLI::App *verb = smart->add_subcommand(name, description);
-        verb->add_option("--user", options->user, "This user's own playlists, not the shared ones")
-            ->type_name("NAME");
-        verb->callback([=, &action] { action = [=] { return run(*options); }; });
+        const Verb verb = smart.AddVerb(name, description);
+        verb.AddText("--user", options->user, "This user's own playlists, not the shared ones")
+            .ValueName("NAME");
+        verb.Do([=] { return run(*options); });
         return verb;
     };
     add("list", "List the playlists", List)
-        ->add_flag("--json", options->json, "Print JSON instead of a table");
+        .AddFlag("--json", options->json, "Print JSON instead of a table");
     add("show", "Print the SQL condition that a playlist's rule becomes", Show)
-        ->add_option("NAME", options->name, "The playlist's name")
-        ->required();
+        .AddText("NAME", options->name, "The playlist's name")
+        .Required();
     add("check", "Tell the line and column of what is wrong", Check)
-        ->add_option("FILE", options->file, "A file of playlists, in place of the system's");
+        .AddText("FILE", options->file, "A file of playlists, in place of the system's");
 }
 
 }  // namespace tonvale_cli

@@ -55,34 +55,31 @@ int Search(SearchOptions &options) {
 
 }  // namespace
 
-void AddSongs(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("songs", "List the library's tracks, a page at a time");
+void AddSongs(const Verb &app) {
+    const Verb verb = app.AddVerb("songs", "List the library's tracks, a page at a time");
     const auto options = std::make_shared<SongsOptions>();
-    AddLibrary(*verb, *options);
-    AddFilters(*verb, options->filters);
+    AddLibrary(verb, *options);
+    AddFilters(verb, options->filters);
     std::vector<std::string> keys = SongSortKeys();
     keys.emplace_back(tonvale_service::kRandom);
-    AddPage(*verb, *options, keys, "tracks");
-    AddAdditions(*verb, options->additions)->needs("--json");
-    verb->callback([options, &action] { action = [options] { return Songs(*options); }; });
+    AddPage(verb, *options, keys, "tracks");
+    AddAdditions(verb, options->additions).Needs("--json");
+    verb.Do([options] { return Songs(*options); });
 }
 
-void AddSearch(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("search", "List the tracks that have a text in their tags");
+void AddSearch(const Verb &app) {
+    const Verb verb = app.AddVerb("search", "List the tracks that have a text in their tags");
     const auto options = std::make_shared<SearchOptions>();
-    verb->add_option("keyword", options->keyword, "The text, in any case, anywhere in a tag")
-        ->required()
-        ->type_name("TEXT")
-        ->check([](const std::string &text) { return text.empty() ? "it is empty" : ""; });
-    verb->add_option("--in", options->in, "The tag to look at")
-        ->check(CLI::IsMember(SearchFields()))
-        ->type_name("")
-        ->capture_default_str();
-    AddLibrary(*verb, *options);
-    AddFilters(*verb, options->filters);
-    AddPage(*verb, *options, SongSortKeys(), "tracks");
-    AddAdditions(*verb, options->additions)->needs("--json");
-    verb->callback([options, &action] { action = [options] { return Search(*options); }; });
+    verb.AddText("keyword", options->keyword, "The text, in any case, anywhere in a tag")
+        .Required()
+        .ValueName("TEXT")
+        .Check([](const std::string &text) { return text.empty() ? "it is empty" : ""; });
+    verb.AddText("--in", options->in, "The tag to look at").OneOf(SearchFields()).ValueName("");
+    AddLibrary(verb, *options);
+    AddFilters(verb, options->filters);
+    AddPage(verb, *options, SongSortKeys(), "tracks");
+    AddAdditions(verb, options->additions).Needs("--json");
+    verb.Do([options] { return Search(*options); });
 }
 
 }  // namespace tonvale_cli

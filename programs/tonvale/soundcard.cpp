@@ -2,7 +2,6 @@
 
 #include "command.h"
 #include "display.h"
-#include "number.h"
 #include "page_output.h"
 #include "service/sound_card.h"
 
@@ -37,28 +36,23 @@ int Show(const CardOptions &options) {
 
 }  // namespace
 
-void AddSoundCard(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("soundcard", "Show the sound card and set its volume");
-    verb->require_subcommand(1);
+void AddSoundCard(const Verb &app) {
+    const Verb verb = app.AddGroup("soundcard", "Show the sound card and set its volume");
     const auto options = std::make_shared<CardOptions>();
-    CLI::App *show = verb->add_subcommand("show", "What it is, can do, and is set to");
-    show->add_flag("--json", options->json, "Print JSON");
-    show->callback([options, &action] { action = [options] { return Show(*options); }; });
-    CLI::App *volume =
-        verb->add_subcommand("volume", "Set the volume, in the configuration and the mixers");
-    AddNumber(*volume, "number", options->volume, 0, "The volume, 0-100")->required();
-    volume->callback([options, &action] {
-        action = [options] {
-            tonvale_service::SetCardVolume(options->volume);
-            return kDone;
-        };
+    const Verb show = verb.AddVerb("show", "What it is, can do, and is set to");
+    show.AddFlag("--json", options->json, "Print JSON");
+    show.Do([options] { return Show(*options); });
+    const Verb volume =
+        verb.AddVerb("volume", "Set the volume, in the configuration and the mixers");
+    volume.AddNumber("number", options->volume, 0, "The volume, 0-100").Required();
+    volume.Do([options] {
+        tonvale_service::SetCardVolume(options->volume);
+        return kDone;
     });
     const auto add = [&](const char *name, const char *description, void (*call)()) {
-        verb->add_subcommand(name, description)->callback([&action, call] {
-            action = [call] {
-                call();
-                return kDone;
-            };
+        verb.AddVerb(name, description).Do([call] {
+            call();
+            return kDone;
         });
     };
     add("store", "Store the kernel's volume in the configuration",

@@ -44,14 +44,14 @@ int Ask(const SpeakerOptions &options) {
 
 }  // namespace
 
-void AddSpeaker(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand(kSpeaker, "Ask an AirPlay speaker about its password");
+void AddSpeaker(const Verb &app) {
+    const Verb verb = app.AddVerb(kSpeaker, "Ask an AirPlay speaker about its password");
     const auto options = std::make_shared<SpeakerOptions>();
-    verb->add_option("host", options->host, "Its name or address")->required();
-    verb->add_option("--port", options->port, "Its port")->type_name("N")->capture_default_str();
-    verb->add_flag("--password-stdin", options->passwordFromInput,
-                   "Try the password in the first line of the standard input");
-    verb->callback([options, &action] { action = [options] { return Ask(*options); }; });
+    verb.AddText("host", options->host, "Its name or address").Required();
+    verb.AddText("--port", options->port, "Its port").ValueName("N");
+    verb.AddFlag("--password-stdin", options->passwordFromInput,
+                 "Try the password in the first line of the standard input");
+    verb.Do([options] { return Ask(*options); });
 }
 
 }  // namespace tonvale_cli

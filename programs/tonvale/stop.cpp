@@ -3,21 +3,19 @@
 
 namespace tonvale_cli {
 
-void AddStop(CLI::App &app, Action &action) {
-    CLI::App *verb = app.add_subcommand("stop", "Stop the root's own database");
-    verb->callback([&action] {
-        action = [] {
-            if (!varn::host::HasCluster()) {
-                Complain("there is no database of its own to stop; name its root with --root DIR");
-                return kFailed;
-            }
-            if (auto done = varn::host::StopCluster(); !done) {
-                Complain(done.Message());
-                return kFailed;
-            }
-            std::puts("The database is stopped.");
-            return kDone;
-        };
+void AddStop(const Verb &app) {
+    const Verb verb = app.AddVerb("stop", "Stop the root's own database");
+    verb.Do([] {
+        if (!varn::host::HasCluster()) {
+            Complain("there is no database of its own to stop; name its root with --root DIR");
+            return kFailed;
+        }
+        if (auto done = varn::host::StopCluster(); !done) {
+            Complain(done.Message());
+            return kFailed;
+        }
+        std::puts("The database is stopped.");
+        return kDone;
     });
 }
 

@@ -6,13 +6,13 @@ namespace tonvale_cli {
 
 using Tonvale::webapi::WebapiLibrary;
 
-CLI::Option *AddAdditions(CLI::App &verb, Additions &additions) {
+Option AddAdditions(const Verb &verb, Additions &additions) {
     return verb
-        .add_option("--additional", additions,
-                    "What the objects of songs hold besides: song_tag, song_audio, song_rating")
-        ->delimiter(',')
-        ->check(CLI::IsMember(tonvale_service::AdditionNames()))
-        ->type_name("NAMES");
+        .AddText("--additional", additions,
+                 "What the objects of songs hold besides: song_tag, song_audio, song_rating")
+        .SeparatedBy(',')
+        .OneOf(tonvale_service::AdditionNames())
+        .ValueName("NAMES");
 }
 
 WebapiLibrary TrackWriter(uid_t uid, const std::string &user, const Additions &additions) {

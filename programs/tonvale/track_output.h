@@ -2,7 +2,7 @@
 #pragma once
 
 #include <sys/types.h>
-#include <CLI/CLI.hpp>
+#include "verb.h"
 
 #include <string>
 #include <vector>
@@ -15,7 +15,7 @@ namespace tonvale_cli {
 using Additions = std::vector<std::string>;
 
 // Adds --additional, a list separated by commas.
-CLI::Option *AddAdditions(CLI::App &verb, Additions &additions);
+Option AddAdditions(const Verb &verb, Additions &additions);
 
 // What writes a user's track objects.
 Tonvale::webapi::WebapiLibrary TrackWriter(uid_t uid, const std::string &user,
