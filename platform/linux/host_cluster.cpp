@@ -45,10 +45,9 @@ constexpr char kSettings[] =
     "shared_buffers = 128MB\n"
     "max_connections = 40\n";
 
-// A crash of the server alone loses nothing with these either.
+// A crash of the server alone loses nothing: a commit still waits until the kernel has its record.
 constexpr char kNoDurability[] =
     "fsync = off\n"
-    "synchronous_commit = off\n"
     "full_page_writes = off\n";
 
 constexpr char kRoles[] =
