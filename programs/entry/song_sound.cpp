@@ -180,8 +180,8 @@ bool SendFile(const char *path) {
     if (std::any_of(text.begin(), text.end(), isControl)) {
         throw Refusal{Code::kNoSuchItem};
     }
-    std::printf("Status: 200 OK\r\nContent-Type: %s\r\nX-Sendfile: %s\r\n\r\n", MediaTypeOf(path),
-                Escaped(path).c_str());
+    std::printf("Status: 200 OK\r\n%sContent-Type: %s\r\nX-Sendfile: %s\r\n\r\n", kAtListenersPace,
+                MediaTypeOf(path), Escaped(path).c_str());
     return std::fflush(stdout) == 0;
 }
 

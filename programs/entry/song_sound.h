@@ -2,6 +2,7 @@
 #pragma once
 
 #include <stdio_ext.h>
+#include <unistd.h>
 
 #include <cstdio>
 #include <string>
@@ -9,11 +10,15 @@
 #include "action.h"
 #include "encoder_slot.h"
 #include "turn.h"
+#include "varn/descriptor.h"
 #include "varn/mediaindex.h"
 
 namespace tonvale_entry {
 
 inline constexpr long long kLongestSong = 30 * 24 * 3600;  // seconds
+
+// The header field of sound that keeps a server in front from taking it at once into its files.
+inline constexpr char kAtListenersPace[] = "X-Accel-Buffering: no\r\n";
 
 // An answer that an encoder makes.
 class EncodedAction : public MediaAction {
@@ -37,6 +42,10 @@ class EncodedAction : public MediaAction {
             throw Refusal{Code::kBusy};
         }
         GiveTurnBack();
+        // Past standard output's buffer, which tells below whether the answer has begun.
+        if (!varn::WriteAll(STDOUT_FILENO, kAtListenersPace)) {
+            return false;
+        }
         if (encode() == 0) {
             return true;
         }

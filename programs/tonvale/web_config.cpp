@@ -91,18 +91,14 @@ std::string Places() {
 }
 
 // No file is sent through a link, which somebody may have put in a song's place a moment ago; the
-// handler, which is a link to the program, is named by where it really is. Sound alone has ranges,
-// and goes on at its listener's pace; all other answers the gate takes at once, so that a slow
-// reader holds no handler.
+// handler, which is a link to the program, is named by where it really is. Sound alone has ranges.
 std::string Handler() {
     const std::string program = RealPlace(varn::path::kWebApi);
     return "server.follow-symlink = \"disable\"\ncgi.assign = ( " + program +
            " => \"\" )\n$HTTP[\"url\"] =~ \"^/webapi/entry\\.cgi(/|$)\" {\n" +
            "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n" +
            "    $HTTP[\"querystring\"] !~ \"(^|&)method=stream(&|$)\" {\n" +
-           "        server.range-requests = \"disable\"\n    }\n" +
-           "    $HTTP[\"querystring\"] =~ \"(^|&)method=(stream|remote)(&|$)\" {\n" +
-           "        setenv.add-response-header = ( \"X-Accel-Buffering\" => \"no\" )\n    }\n}\n";
+           "        server.range-requests = \"disable\"\n    }\n}\n";
 }
 
 // A client that closes its side has left: its handler is ended, even one that waits for an encoder

@@ -278,9 +278,10 @@ TEST_F(Cgi, HandsFilesToTheWebServer) {
           InsertSql({.id = 5, .path = scratch() / "\x7F.ape"}) +
           InsertSql({.id = 6, .userid = kBob, .path = "/home/bob/6.mp3", .title = "bob's"}));
     const std::string stream = "version=1&api=VARN.Tonvale.Stream&method=stream&id=";
-    EXPECT_EQ(GetCgi(stream + "music_1"),
-              "Status: 200 OK\r\nContent-Type: audio/flac\r\nX-Sendfile: " + scratch().string() +
-                  "/O'B%20100%25%20%231%3F%C3%A9.FLAC\r\n\r\n");
+    EXPECT_EQ(
+        GetCgi(stream + "music_1"),
+        "Status: 200 OK\r\nX-Accel-Buffering: no\r\nContent-Type: audio/flac\r\nX-Sendfile: " +
+            scratch().string() + "/O'B%20100%25%20%231%3F%C3%A9.FLAC\r\n\r\n");
     const std::string gone = "Status: 404 Not Found\r\n" + Refused(404);
     for (const char *name : {"a\tb.mp3", "a_b.mp3", "\x7F.ape", "_.ape"}) {
         std::ofstream(scratch() / name) << name;

@@ -271,7 +271,10 @@ TEST_F(Served, BoundsTheEncoders) {
     {
         // A reader that does not read holds its turn, and no more than that.
         HttpClient slow(port_);
-        slow.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
+        const std::string form = "method=stream&id=music_1&format=mp3";
+        slow.Send("POST /webapi/entry.cgi?version=1&api=VARN.Tonvale.Stream HTTP/1.0\r\n" +
+                  Login("alice") + "Content-Type: application/x-www-form-urlencoded\r\n" +
+                  "Content-Length: " + std::to_string(form.size()) + "\r\n\r\n" + form);
         EXPECT_TRUE(Soon(EncoderRuns));
         // Neither the handler nor its encoder has a way back to root.
         const pid_t encoder = std::stoi(ReadFile(PidFile()));
@@ -286,6 +289,12 @@ TEST_F(Served, BoundsTheEncoders) {
         EXPECT_TRUE(busy.Has("Retry-After: 5")) << busy.header;
         EXPECT_TRUE(busy.body == "{\"error\":{\"code\":503},\"success\":false}\n");
         EXPECT_EQ(Stream("").Status(), 200) << "files need no encoder";
+        std::ifstream counters("/proc/" + std::to_string(encoder) + "/io");
+        std::string name;
+        std::size_t written = 0;
+        while (name != "wchar:" && counters >> name >> written) {
+        }
+        EXPECT_LT(written, 16U << 20) << "no server takes the sound at once";
     }
     EXPECT_TRUE(Soon([] { return !EncoderRuns(); }));
     // One that cannot start, or turns that cannot be counted, are no matter of waiting.
