@@ -1,11 +1,14 @@
 #include "turn.h"
 
+#include <arpa/inet.h>
+
 #include <chrono>
 #include <cstdlib>
 #include <functional>
-#include <optional>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "refusal.h"
 #include "service/slot.h"
@@ -19,7 +22,7 @@ using tonvale_service::Slot;
 
 struct Bounds {
     const char *kind;
-    unsigned present;    // at work and in line, of an account or a visitor's address
+    unsigned present;    // at work and in line, of an account or a visitor's network
     unsigned ofAccount;  // at work
     unsigned ofAll;
 };
@@ -27,22 +30,24 @@ struct Bounds {
 constexpr Bounds kShortBounds{"request-", 32, 4, 12};
 constexpr Bounds kElsewhereBounds{"elsewhere-", 32, 8, 32};
 
+constexpr unsigned kOfNetwork = 2;  // of the turns of all visitors
+
 constexpr std::chrono::seconds kPatience(10);
 
-// Taken in this order: who waits for one of all has one of the account's, and nobody else does.
-struct Turn {
-    Slot present, ofAccount, ofAll;
-};
-std::optional<Turn> held;
+std::vector<Slot> held;
 
-// Visitors of public pages are one account at work, but an address has no more than its places in
-// their line. A few addresses share places, so that the files of turns stay few.
-std::string Visitor(const Request &request) {
-    constexpr std::size_t kGroups = 256;
-    const char *address = request.IsLoggedIn() ? nullptr : std::getenv("REMOTE_ADDR");
-    return address == nullptr
-               ? ""
-               : std::to_string(std::hash<std::string_view>{}(address) % kGroups) + "-";
+// What a visitor of public pages is counted by: the IPv4 address, or the first 64 bits of an IPv6
+// address, because one client has all addresses below them. A few networks share a number, so that
+// the files of turns stay few.
+std::string VisitorsNetwork() {
+    constexpr std::size_t kNumbers = 256;
+    const char *const told = std::getenv("REMOTE_ADDR");
+    std::string_view network = told != nullptr ? told : "";
+    in6_addr address{};
+    if (inet_pton(AF_INET6, network.data(), &address) == 1 && !IN6_IS_ADDR_V4MAPPED(&address)) {
+        network = {reinterpret_cast<const char *>(&address), sizeof address / 2};
+    }
+    return std::to_string(std::hash<std::string_view>{}(network) % kNumbers);
 }
 
 Slot Taken(const std::string &kind, unsigned turns, std::chrono::milliseconds patience) {
@@ -59,21 +64,27 @@ void TakeTurn(const Request &request, Work work) {
     GiveTurnBack();
     const Bounds &bounds = work == Work::kShort ? kShortBounds : kElsewhereBounds;
     const std::string all = bounds.kind;
-    const std::string own =
+    const std::string account =
         all + (request.IsLoggedIn() ? std::to_string(request.User().GetLoginUID()) : "public") +
         "-";
+    const std::string own = request.IsLoggedIn() ? account : account + VisitorsNetwork() + "-";
     const auto end = steady_clock::now() + kPatience;
     const auto left = [&] {
         return std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now());
     };
-    Slot present = Taken(own + Visitor(request) + "present-", bounds.present, {});
-    Slot ofAccount = Taken(own, bounds.ofAccount, kPatience);
-    Slot ofAll = Taken(all, bounds.ofAll, left());
-    held.emplace(Turn{std::move(present), std::move(ofAccount), std::move(ofAll)});
+    // In this order: a request that waits for a turn of many holds one of its own.
+    std::vector<Slot> taken;
+    taken.push_back(Taken(own + "present-", bounds.present, {}));
+    if (own != account) {
+        taken.push_back(Taken(own, kOfNetwork, left()));
+    }
+    taken.push_back(Taken(account, bounds.ofAccount, left()));
+    taken.push_back(Taken(all, bounds.ofAll, left()));
+    held = std::move(taken);
 }
 
 void GiveTurnBack() {
-    held.reset();
+    held.clear();
 }
 
 }  // namespace tonvale_entry

@@ -1,18 +1,25 @@
 #include "gate_config.h"
 
+#include <arpa/inet.h>
 #include <unistd.h>
 
 #include <charconv>
 #include <fstream>
+#include <sstream>
 #include <string_view>
+#include <vector>
 
+#include "varn/packageconf.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
 
 namespace {
 
+using varn::host::Outcome;
+
 constexpr std::string_view kListen = "listen ";
+constexpr char kProxies[] = "trusted_proxies";
 
 // A header has ten seconds in all, a body may pause for as long. Connections that bring neither are
 // cheap, and there is room for many. Requests under way are bounded by address, of IPv6 by network;
@@ -22,8 +29,7 @@ constexpr std::string_view kListen = "listen ";
 //
 // Answers that are not sound are taken at once and wait in files: a list of 100,000 songs has 50 MB.
 //
-// What this machine's own accounts say of a request's origin is believed. Messages of single requests
-// are not logged, because they hold the query.
+// Messages of single requests are not logged, because they hold the query.
 // clang-format off: it would set the text, too
 constexpr std::string_view kFixed = R"conf(daemon off;
 worker_processes auto;
@@ -38,11 +44,8 @@ http {
     keepalive_timeout 15s;
     send_timeout 360s;
     reset_timedout_connection on;
-    set_real_ip_from 127.0.0.1;
-    set_real_ip_from ::1;
     real_ip_header X-Forwarded-For;
-    geo $realip_remote_addr $is_near { default 0; 127.0.0.1 1; ::1 1; }
-    map $is_near $told_scheme { default ""; 1 $http_x_forwarded_proto; }
+    map $is_proxy $told_scheme { default ""; 1 $http_x_forwarded_proto; }
     map $http_host $told_host { default $http_host; "" "$server_addr:$server_port"; }
     map $binary_remote_addr $network {
         default $binary_remote_addr;
@@ -97,17 +100,63 @@ std::string Places() {
     return places;
 }
 
+// An address, or a network: 192.0.2.0/24, 2001:db8::/32.
+bool IsNetwork(const std::string &text) {
+    const std::size_t slash = text.find('/');
+    const std::string address = text.substr(0, slash);
+    in6_addr found{};
+    const bool isIpv4 = inet_pton(AF_INET, address.c_str(), &found) == 1;
+    if (!isIpv4 && inet_pton(AF_INET6, address.c_str(), &found) != 1) {
+        return false;
+    }
+    if (slash == text.npos) {
+        return true;
+    }
+    unsigned bits = 0;
+    const char *const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data() + slash + 1, end, bits);
+    return error == std::errc() && rest == end && bits <= (isIpv4 ? 32U : 128U);
+}
+
+// What a proxy says of a request's address and scheme is believed. The package's account can write
+// the list, so nothing but networks gets from there into the configuration.
+Outcome AddProxies(std::string &config) {
+    char list[4096] = "";
+    const int length = VARNAudioConfGet(kProxies, list, sizeof list);
+    const bool isWhole = length + 1 < static_cast<int>(sizeof list);
+    std::istringstream words(list);
+    std::string believed;
+    config += "    geo $realip_remote_addr $is_proxy {\n        default 0;\n";
+    for (std::string word; words >> word;) {
+        if (!isWhole || !IsNetwork(word)) {
+            return Outcome::Problem(std::string(kProxies) + " in " +
+                                    SystemPath(varn::path::kPackageConf) +
+                                    " takes addresses and networks with blanks between them, up "
+                                    "to 4 KB; '" +
+                                    word + "' is refused");
+        }
+        config += "        " + word + " 1;\n";
+        believed += "    set_real_ip_from " + word + ";\n";
+    }
+    config += "    }\n" + believed;
+    return Outcome::Good();
+}
+
 }  // namespace
 
-std::string GateConfig(const WebOptions &options) {
-    std::string text = "pid " + Place(varn::path::kGatePid) + ";\nerror_log " +
-                       Place(varn::path::kWebLogDir, "/gate.log") + " emerg;\n";
+Outcome MakeGateConfig(const WebOptions &options, std::string &text) {
+    text = "pid " + Place(varn::path::kGatePid) + ";\nerror_log " +
+           Place(varn::path::kWebLogDir, "/gate.log") + " emerg;\n";
     if (geteuid() == 0) {
         text += "user www-data;\n";
     }
-    return text + std::string(kFixed) + Places() + "    server {\n        " + std::string(kListen) +
-           WebAddress(options) + (options.listen == "::" ? " ipv6only=off;" : ";") +
-           std::string(kLocations);
+    text += kFixed;
+    if (Outcome done = AddProxies(text); !done) {
+        return done;
+    }
+    text += Places() + "    server {\n        " + std::string(kListen) + WebAddress(options) +
+            (options.listen == "::" ? " ipv6only=off;" : ";") + std::string(kLocations);
+    return Outcome::Good();
 }
 
 std::optional<WebOptions> ReadGateConfig() {

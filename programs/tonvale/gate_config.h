@@ -8,11 +8,13 @@
 #include <optional>
 #include <string>
 
+#include "varn/host.h"
 #include "web_config.h"
 
 namespace tonvale_cli {
 
-std::string GateConfig(const WebOptions &options);
+// Fails where `trusted_proxies` of audio.conf lists anything but addresses and networks.
+varn::host::Outcome MakeGateConfig(const WebOptions &options, std::string &text);
 
 // What the gate was last started with; empty when it never was.
 std::optional<WebOptions> ReadGateConfig();

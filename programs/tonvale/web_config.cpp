@@ -176,11 +176,15 @@ Outcome WriteWebConfig(const WebOptions &options) {
                                     ": a backslash stands before a quote or at its end");
         }
     }
+    std::string gate;
+    if (Outcome done = MakeGateConfig(options, gate); !done) {
+        return done;
+    }
     const std::string head = "# Written by 'tonvale serve' each time it starts.\n";
     const std::pair<std::string_view, std::string> files[] = {
         {varn::path::kWebConf,
          std::string(kFixed) + Address(options) + Places() + Handler() + Environment()},
-        {varn::path::kGateConf, GateConfig(options)}};
+        {varn::path::kGateConf, gate}};
     for (const auto &[file, text] : files) {
         const std::string path = SystemPath(file);
         if (!WriteAnew(path, head + text)) {

@@ -22,8 +22,12 @@ struct HttpAnswer {
 // One connection for one request, whose answer ends with the connection.
 class HttpClient {
   public:
-    explicit HttpClient(int port) : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
-        EXPECT_TRUE(Connect(fd_, LoopbackAddress(port)));
+    // The client's address is 127.0.0.`host`.
+    explicit HttpClient(int port, unsigned host = 1)
+        : fd_(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0)) {
+        sockaddr_in own = LoopbackAddress(0);
+        own.sin_addr.s_addr = htonl(INADDR_LOOPBACK - 1 + host);
+        EXPECT_TRUE(Bind(fd_, own) && Connect(fd_, LoopbackAddress(port)));
     }
     ~HttpClient() { close(fd_); }
     HttpClient(const HttpClient &) = delete;
@@ -69,6 +73,13 @@ class HttpClient {
             answer.body = Unchunked(answer.body);
         }
         return answer;
+    }
+
+    // The answer's status; 0 when none came in time.
+    int Status(std::chrono::milliseconds patience = std::chrono::seconds(10)) {
+        HttpAnswer answer;
+        Read(13, answer.header, patience);
+        return answer.Status();
     }
 
   private:

@@ -88,8 +88,9 @@ class Served : public DatabaseTest {
         return "GET " + path + " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n" + fields +
                "\r\n";
     }
-    HttpAnswer Get(const std::string &path, const std::string &fields = Login("alice")) const {
-        HttpClient client(port_);
+    HttpAnswer Get(const std::string &path, const std::string &fields = Login("alice"),
+                   unsigned host = 1) const {
+        HttpClient client(port_, host);
         client.Send(Request(path, fields));
         return client.Answer();
     }

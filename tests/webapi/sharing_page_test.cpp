@@ -360,15 +360,16 @@ TEST_F(PublicPage, FollowsTheTimeZone) {
 
 // A server with TLS in front of this one tells how it was asked, and links say the same.
 TEST_F(PublicPage, TakesTheSchemeOfAServerInFront) {
+    ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
     Serve();
     WriteFile(varn::path::kVarnInfo, "external_port_kos_https=\"443\"\n");
     const std::string path = Path("Sharing", "get&id=") + kLink;
     const std::string front = "X-Forwarded-For: 203.0.113.7\r\nX-Forwarded-Proto: https\r\n";
     const std::string end = "/as/sharing/" + std::string(kLink) + "\"";
-    EXPECT_TRUE(
-        Contains(Get(path, Login("alice") + front).body, "\"url\":\"https://localhost:443" + end));
-    EXPECT_TRUE(
-        Contains(Get(path).body, "\"url\":\"http://localhost:" + std::to_string(port_) + end));
+    const std::string plain = "\"url\":\"http://localhost:" + std::to_string(port_) + end;
+    const std::string secure = "\"url\":\"https://localhost:443" + end;
+    EXPECT_TRUE(Contains(Get(path, Login("alice") + front, 2).body, secure));
+    EXPECT_TRUE(Contains(Get(path, Login("alice") + front, 1).body, plain));
 }
 
 // The page is the same whatever the request says of the host.
