@@ -1,10 +1,14 @@
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <memory>
 
 #include "command.h"
 #include "database.h"
+#include "varn/descriptor.h"
 #include "varn/systempath.h"
 #include "web_server.h"
 
@@ -13,6 +17,40 @@ namespace tonvale_cli {
 namespace {
 
 using varn::host::Outcome;
+
+constexpr std::string_view kLock = "/var/run/Tonvale-web/serve.lock";
+
+// One server a root. Of a record lock the kernel names the holder, and no child inherits it: a
+// database or a handler that outlives a killed server keeps no other one out.
+class ServeLock {
+  public:
+    Outcome Take() {
+        const std::string path = SystemPath(kLock);
+        file_.Reset(open(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC | O_NOFOLLOW, 0600));
+        struct flock lock {};
+        bool isHeld = false;
+        while (file_) {
+            lock.l_type = F_WRLCK;
+            if (fcntl(file_.Get(), F_SETLK, &lock) == 0) {
+                return Outcome::Good();
+            }
+            isHeld =
+                (errno == EAGAIN || errno == EACCES) && fcntl(file_.Get(), F_GETLK, &lock) == 0;
+            if (!isHeld || lock.l_type != F_UNLCK) {  // else it was given back a moment ago
+                break;
+            }
+        }
+        if (!isHeld) {
+            return Outcome::Problem("cannot lock " + path + ": " + std::strerror(errno));
+        }
+        return Outcome::Problem((SystemRoot().empty() ? "this system" : SystemRoot()) +
+                                " is being served already by process " +
+                                std::to_string(lock.l_pid));
+    }
+
+  private:
+    varn::UniqueFd file_;
+};
 
 // The root's own database, which is kept running while this process serves, and ends with it where
 // this process started it.
@@ -82,10 +120,14 @@ Outcome CheckWeb() {
 
 int Serve(const WebOptions &options) {
     WebServer::HoldSignals();
+    ServeLock lock;  // until all that is started below has ended
     for (const auto check : {CheckRoot, CheckWeb, varn::host::PrepareWebFolders}) {
         if (const Outcome done = check(); !done) {
             return Failed(done);
         }
+    }
+    if (const Outcome done = lock.Take(); !done) {
+        return Failed(done);
     }
     if (WebServer::IsAskedToEnd()) {
         return kDone;

@@ -156,16 +156,13 @@ Outcome WebServer::Start(const WebOptions &options) {
         return Outcome::Problem("cannot listen on " + WebAddress(options) + ": " +
                                 std::strerror(error) + "; choose another port with --port N");
     }
-    const std::string socketPath = SystemPath(varn::path::kWebSocket);
-    if (tonvale_cli::IsServed(socketPath)) {
-        return Outcome::Problem("another 'tonvale serve' runs on this root");
-    }
     if (Outcome done = WriteWebConfig(options); !done) {
         return done;
     }
     HoldSignals();
     prctl(PR_SET_CHILD_SUBREAPER, 1);
     const std::string logs = SystemPath(varn::path::kWebLogDir);
+    const std::string socketPath = SystemPath(varn::path::kWebSocket);
     if (!StartPart(server_, {kServer, "-D", "-f", SystemPath(varn::path::kWebConf)},
                    [&] { return tonvale_cli::IsServed(socketPath); }) ||
         !StartPart(gate_,
