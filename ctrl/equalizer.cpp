@@ -5,10 +5,10 @@
 
 #include "ctrl/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/players.h"
 #include "varn/base.h"
+#include "varn/handles.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -38,7 +38,7 @@ Search HandOut(char *values, char *out, int size) {
 // Looks for a profile in one file. A line's name counts as the wanted one when that begins with it:
 // profiles of users are named after the one they were made from.
 Search SearchFile(const std::string &path, std::string_view wanted, char *out, int size) {
-    const support::File file(std::fopen(path.c_str(), "re"));
+    const varn::File file(std::fopen(path.c_str(), "re"));
     if (!file) {
         return kError;
     }

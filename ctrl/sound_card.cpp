@@ -11,8 +11,8 @@
 #include "ctrl/mixer.h"
 #include "ctrl/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "tonvale/players.h"
+#include "varn/handles.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -23,7 +23,7 @@ namespace {
 constexpr char kGrep[] = "/usr/bin/grep";
 constexpr std::size_t kLineSize = 64;
 
-using Output = std::unique_ptr<std::FILE, support::Releaser<VLIBCPclose>>;
+using Output = std::unique_ptr<std::FILE, varn::Releaser<VLIBCPclose>>;
 
 void HandOut(const std::string &text, char *out, int size) {
     if (out != nullptr && size > 0) {

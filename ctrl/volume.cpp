@@ -8,9 +8,9 @@
 #include "ctrl/mixer.h"
 #include "ctrl/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/run_as.h"
 #include "tonvale/players.h"
+#include "varn/handles.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -101,7 +101,7 @@ int CheckHardwareMixer() {
 
 // Digits that are missing or followed by other text are the kernel's business: it writes the file.
 int SyncConf() {
-    const support::File file(std::fopen(SystemPath(varn::path::kKernelVolume).c_str(), "re"));
+    const varn::File file(std::fopen(SystemPath(varn::path::kKernelVolume).c_str(), "re"));
     std::array<char, kVolumeTextSize> line;
     if (!file || std::fgets(line.data(), line.size(), file.get()) == nullptr) {
         return -1;

@@ -5,14 +5,13 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 
 #include "audiofile/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "varn/account.h"
 #include "varn/base.h"
+#include "varn/handles.h"
 #include "varn/share.h"
 
 namespace AudioFile {
@@ -20,11 +19,11 @@ namespace AudioFile {
 namespace {
 
 using Tonvale::support::Guarded;
-using Tonvale::support::Share;
-using Tonvale::support::ShareByName;
-using Tonvale::support::StringList;
-using Tonvale::support::User;
-using Tonvale::support::UserByName;
+using varn::Share;
+using varn::ShareByName;
+using varn::StringList;
+using varn::User;
+using varn::UserByName;
 
 using PathBuffer = std::array<char, 4096>;
 
@@ -147,8 +146,7 @@ std::string GetHomeMusicPath(const std::string &userName) noexcept {
         if (!user) {
             return "";
         }
-        const std::unique_ptr<char, decltype(&std::free)> resolved(
-            realpath(user->szHomeDir, nullptr), std::free);
+        const varn::MallocPtr<char> resolved(realpath(user->szHomeDir, nullptr));
         return std::string(resolved ? resolved.get() : user->szHomeDir) + "/music";
     });
 }

@@ -153,7 +153,7 @@ bool SaveRandom(uid_t uid, const char *library, const char *path, int count) {
         0) {
         return false;
     }
-    const Tonvale::support::OwnedSongs songs(list);
+    const varn::OwnedSongs songs(list);
     PlaylistInfo queue;
     for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
         queue.addSong(song->info);

@@ -8,10 +8,10 @@
 
 #include "audiousers/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/settings.h"
 #include "varn/account.h"
+#include "varn/handles.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -20,9 +20,9 @@ namespace AudioUsers {
 namespace {
 
 using Tonvale::support::Guarded;
-using Tonvale::support::User;
-using Tonvale::support::UserByName;
-using Tonvale::support::UserByUid;
+using varn::User;
+using varn::UserByName;
+using varn::UserByUid;
 
 constexpr char kAdmin[] = "admin";
 constexpr char kGuest[] = "guest";

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "data_download/transfer.h"
-#include "support/handles.h"
+#include "varn/handles.h"
 
 namespace Tonvale::download {
 
@@ -39,7 +39,7 @@ class FileSink : public Sink {
 
   private:
     const char *path_;
-    support::File file_;
+    varn::File file_;
     bool kept_ = true;  // there is nothing to remove before it was opened
 };
 

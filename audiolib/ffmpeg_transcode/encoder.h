@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "support/handles.h"
+#include "varn/handles.h"
 #include "varn/process.h"
 
 namespace Tonvale::transcode {
@@ -20,7 +20,7 @@ inline constexpr std::size_t kCopyBlock = 4096;
 using Arguments = std::vector<std::string>;
 
 // A running encoder; closing it ends and reaps the program, whatever it is doing.
-using Encoder = std::unique_ptr<std::FILE, support::Releaser<VLIBCPclose>>;
+using Encoder = std::unique_ptr<std::FILE, varn::Releaser<VLIBCPclose>>;
 
 // Starts the encoder as root. Null, with errno as the failure left it, when it cannot be started.
 Encoder Launch(const Arguments &arguments);

@@ -108,7 +108,7 @@ class Answer {
     std::optional<Range> AskForRange() const {
         _tag_HTTP_RANGE_SEGMENT *found = nullptr;
         const bool wanted = HTTPFileOutputer::SeekHttpRange(&found, total_) > 0;
-        const std::unique_ptr<_tag_HTTP_RANGE_SEGMENT, support::Releaser<std::free>> segment(found);
+        const varn::MallocPtr<_tag_HTTP_RANGE_SEGMENT> segment(found);
         if (!wanted || !segment) {
             return std::nullopt;
         }

@@ -4,16 +4,16 @@
 #include <fstream>
 
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/settings.h"
+#include "varn/handles.h"
 
 namespace {
 
 constexpr char kSource[] = "audiolib/json_util";
 
-using Tonvale::support::File;
 using Tonvale::support::Guarded;
+using varn::File;
 
 // The compact writer and the lenient reader set the format of the package's files; the classes that
 // replace them write and accept another one.

@@ -12,11 +12,11 @@
 #include "misc/source.h"
 #include "support/boundary.h"
 #include "support/fd.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
+#include "varn/handles.h"
 #include "varn/share.h"
 
 namespace Tonvale::misc {
@@ -26,7 +26,7 @@ namespace {
 using support::Fd;
 using support::Guarded;
 using support::RootThenPackage;
-using support::StringList;
+using varn::StringList;
 
 using PathBuffer = std::array<char, 4096>;
 

@@ -6,17 +6,17 @@
 
 #include "misc/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/media.h"
+#include "varn/handles.h"
 #include "varn/systempath.h"
 
 namespace Tonvale::misc {
 
 namespace {
 
-using support::File;
 using support::Guarded;
+using varn::File;
 
 constexpr char kUnknown[] = "application/octet-stream";
 

@@ -3,17 +3,15 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include <cstdlib>
-#include <memory>
-
 #include "misc/source.h"
 #include "support/log.h"
+#include "varn/handles.h"
 
 namespace Tonvale::misc {
 
 // A folder that has been removed has no name to come back to.
 bool HasCurrentFolder() noexcept {
-    const std::unique_ptr<char, decltype(&std::free)> name(getcwd(nullptr, 0), std::free);
+    const varn::MallocPtr<char> name(getcwd(nullptr, 0));
     if (!name) {
         LOG_ERROR(kSource, "Failed to get current directory");
     }

@@ -3,13 +3,12 @@
 #include <algorithm>
 #include <cstdlib>
 #include <fstream>
-#include <memory>
 #include <sstream>
 
 #include "misc/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "tonvale/media.h"
+#include "varn/handles.h"
 
 namespace Tonvale::misc {
 
@@ -35,8 +34,7 @@ bool IsMarkedRemovable(const std::string &disk) {
 // By what the kernel tells of a block device, "MAJOR:MINOR": the bus it hangs on, and whether its
 // disk, which for a partition is the folder above, can be taken out.
 bool IsRemovable(const std::string &device) {
-    const std::unique_ptr<char, support::Releaser<std::free>> real(
-        realpath(("/sys/dev/block/" + device).c_str(), nullptr));
+    const varn::MallocPtr<char> real(realpath(("/sys/dev/block/" + device).c_str(), nullptr));
     const std::string place = real ? real.get() : "";
     return !place.empty() && (place.find("/usb") != place.npos || IsMarkedRemovable(place) ||
                               IsMarkedRemovable(place + "/.."));

@@ -7,15 +7,15 @@
 #include "mp3_utils/reader.h"
 #include "mp3_utils/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
+#include "varn/handles.h"
 
 namespace {
 
 using Tonvale::mp3::ByteAt;
 using Tonvale::mp3::kSource;
-using Tonvale::support::File;
 using Tonvale::support::Guarded;
+using varn::File;
 
 constexpr int kTagHeaderSize = 10;
 constexpr int kTagSizePlace = 6;

@@ -30,12 +30,12 @@ bool BrowseView(const Library &library, JoinFlags flags, std::initializer_list<c
     return true;
 }
 
-MEDIA_DB_HANDLE *OpenList(const support::Text &statement, int offset, int limit) {
+MEDIA_DB_HANDLE *OpenList(const varn::Text &statement, int offset, int limit) {
     if (!statement) {
         LogFailedText();
         return nullptr;
     }
-    Handle handle = NewHandle(VARN_TABLE_MUSIC);
+    MediaHandle handle = NewHandle(VARN_TABLE_MUSIC);
     if (!handle) {
         LOG_ERROR(kSource, "Failed to malloc.");
         return nullptr;
@@ -43,9 +43,9 @@ MEDIA_DB_HANDLE *OpenList(const support::Text &statement, int offset, int limit)
     return RunPage(std::move(handle), statement.get(), offset, limit).release();
 }
 
-int64_t CountList(const support::Text &statement) {
+int64_t CountList(const varn::Text &statement) {
     constexpr int kNoPage = -1;
-    const Handle handle(OpenList(statement, 0, kNoPage));
+    const MediaHandle handle(OpenList(statement, 0, kNoPage));
     if (!handle) {
         return -1;
     }

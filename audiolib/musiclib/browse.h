@@ -6,7 +6,7 @@
 #include <string>
 
 #include "musiclib/query.h"
-#include "support/handles.h"
+#include "varn/handles.h"
 
 namespace Tonvale::musiclib {
 
@@ -27,9 +27,9 @@ bool BrowseView(const Library &library, JoinFlags flags, std::initializer_list<c
 
 // A page of a statement's rows; null, with a log line, also when `statement` is null because it
 // could not be built.
-MEDIA_DB_HANDLE *OpenList(const support::Text &statement, int offset, int limit);
+MEDIA_DB_HANDLE *OpenList(const varn::Text &statement, int offset, int limit);
 
 // The field "result_count" of a statement's first row; -1, with a log line, in the same cases.
-int64_t CountList(const support::Text &statement);
+int64_t CountList(const varn::Text &statement);
 
 }  // namespace Tonvale::musiclib

@@ -47,8 +47,8 @@ MEDIA_DB_HANDLE *Open(const Library &library, const char *condition, const char 
     if (!BrowseView(library, kListJoins, {condition}, view)) {
         return nullptr;
     }
-    const support::Text statement(VLIBCStrGet(
-        kList, view.c_str(), Clause("WHERE", condition).c_str(), Order(orderBy).c_str()));
+    const varn::Text statement(VLIBCStrGet(kList, view.c_str(), Clause("WHERE", condition).c_str(),
+                                           Order(orderBy).c_str()));
     return OpenList(statement, offset, limit);
 }
 
@@ -57,7 +57,7 @@ int64_t Count(const Library &library, const char *condition) {
     if (!BrowseView(library, kCountJoins, {condition}, view)) {
         return -1;
     }
-    const support::Text statement(
+    const varn::Text statement(
         VLIBCStrGet(kCount, view.c_str(), Clause("WHERE", condition).c_str()));
     return CountList(statement);
 }

@@ -76,9 +76,9 @@ MEDIA_DB_HANDLE *Open(const Library &library, const char *condition, const char 
         !BuildFilters(condition != nullptr ? condition : "", filters)) {
         return nullptr;
     }
-    const support::Text statement(VLIBCStrGet(kList, view.c_str(), filters.albumArtist.c_str(),
-                                              view.c_str(), filters.artist.c_str(),
-                                              Clause("ORDER BY", orderBy).c_str()));
+    const varn::Text statement(VLIBCStrGet(kList, view.c_str(), filters.albumArtist.c_str(),
+                                           view.c_str(), filters.artist.c_str(),
+                                           Clause("ORDER BY", orderBy).c_str()));
     return OpenList(statement, offset, limit);
 }
 
@@ -89,8 +89,8 @@ int64_t Count(const Library &library, const char *condition) {
         !BuildFilters(condition != nullptr ? condition : "", filters)) {
         return -1;
     }
-    const support::Text statement(VLIBCStrGet(kCount, view.c_str(), filters.artist.c_str(),
-                                              view.c_str(), filters.albumArtist.c_str()));
+    const varn::Text statement(VLIBCStrGet(kCount, view.c_str(), filters.artist.c_str(),
+                                           view.c_str(), filters.albumArtist.c_str()));
     return CountList(statement);
 }
 

@@ -25,9 +25,9 @@ MEDIA_DB_HANDLE *Open(const Library &library, const char *column, const char *co
     if (!BrowseView(library, kListJoins, {condition, column}, view)) {
         return nullptr;
     }
-    const support::Text statement(VLIBCStrGet(kList, column, column, column, column, view.c_str(),
-                                              Clause("WHERE", condition).c_str(), column, column,
-                                              Clause("ORDER BY", orderBy).c_str()));
+    const varn::Text statement(VLIBCStrGet(kList, column, column, column, column, view.c_str(),
+                                           Clause("WHERE", condition).c_str(), column, column,
+                                           Clause("ORDER BY", orderBy).c_str()));
     return OpenList(statement, offset, limit);
 }
 

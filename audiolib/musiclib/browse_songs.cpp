@@ -17,8 +17,8 @@ int Browse(const char *library, uid_t uid, const char *condition, const char *or
     if (NormalizeLibraryKind(library, uid, kind) != 0) {
         return -1;
     }
-    const Handle handle(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, "*", condition,
-                                        nullptr, orderBy, offset, limit, 0));
+    const MediaHandle handle(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, "*", condition,
+                                             nullptr, orderBy, offset, limit, 0));
     if (!handle) {
         return -1;
     }

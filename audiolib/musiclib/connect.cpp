@@ -3,10 +3,10 @@
 
 #include "musiclib/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/run_as.h"
 #include "tonvale/library.h"
+#include "varn/handles.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -22,8 +22,8 @@ bool IsSocket(const std::string &path) {
 // A user without a name stays what it is: there would be no way back by it.
 void BecomePackage() {
     using namespace Tonvale::support;
-    const User package = UserByName(varn::kPackageAccount);
-    if (package && package->uid != geteuid() && UserByUid(geteuid()) &&
+    const varn::User package = varn::UserByName(varn::kPackageAccount);
+    if (package && package->uid != geteuid() && varn::UserByUid(geteuid()) &&
         ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
     }

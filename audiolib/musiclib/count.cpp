@@ -3,9 +3,9 @@
 #include "musiclib/query.h"
 #include "musiclib/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "varn/base.h"
+#include "varn/handles.h"
 
 namespace Tonvale::musiclib {
 
@@ -48,7 +48,7 @@ int64_t Count(const Source &source, const char *expression, std::string conditio
     if (!BuildTableOrLog(source, flags, GenreRows::kJoined, view)) {
         return -1;
     }
-    const Handle handle = NewHandle(source.tableType);
+    const MediaHandle handle = NewHandle(source.tableType);
     if (!handle) {
         LOG_ERROR(kSource, "Failed to malloc");
         return -1;
@@ -58,8 +58,8 @@ int64_t Count(const Source &source, const char *expression, std::string conditio
         !WhereClause(source, flags, condition, where)) {
         return -1;
     }
-    const support::Text statement(VLIBCStrGet(kCount, expression, view.table.c_str(), where.c_str(),
-                                              Clause("GROUP BY", groupBy).c_str()));
+    const varn::Text statement(VLIBCStrGet(kCount, expression, view.table.c_str(), where.c_str(),
+                                           Clause("GROUP BY", groupBy).c_str()));
     if (!statement) {
         LogFailedText();
         return -1;

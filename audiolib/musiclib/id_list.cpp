@@ -40,10 +40,10 @@ void Arrange(MEDIA_DB_HANDLE &rows, const VLIBSZLIST &ids, support::SongList &ou
 }
 
 // The ids of a list of digits and commas; null, with a log line, when memory is short.
-support::StringList SplitIds(const char *idList) {
+varn::StringList SplitIds(const char *idList) {
     PVLIBSZLIST list = VLIBCSzListAlloc(kIdListBytes);
     const bool isSplit = list != nullptr && VLIBCStrTok(idList, ",", &list) >= 0;
-    support::StringList ids(list);
+    varn::StringList ids(list);
     if (!isSplit) {
         LOG_ERROR(kSource, "Failed to alloc memory %d", kIdListBytes);
         ids.reset();
@@ -54,13 +54,13 @@ support::StringList SplitIds(const char *idList) {
 // The songs of some ids.
 bool ListBatch(uid_t uid, const std::string &library, const std::string &idList,
                support::SongList &out) {
-    const support::StringList ids = SplitIds(idList.c_str());
+    const varn::StringList ids = SplitIds(idList.c_str());
     if (!ids || !support::SongsFitMemory(kSource, std::int64_t{out.Size()} + ids->nItem)) {
         return false;
     }
     const std::string condition = "id in (" + idList + ")";
-    const Handle handle(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
-                                        condition.c_str(), nullptr, nullptr, 0, -1, 0));
+    const MediaHandle handle(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
+                                             condition.c_str(), nullptr, nullptr, 0, -1, 0));
     if (!handle) {
         LOG_ERROR(kSource, "Failed to open media database (%s).", library.c_str());
         return false;

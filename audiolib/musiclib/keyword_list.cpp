@@ -86,10 +86,10 @@ bool List(const Search &search, support::SongList &out, int *countOut) {
         LOG_ERROR_OLD(kSource, "Failed to escape condition.");
         return false;
     }
-    const Handle handle(AudioInfoDBOpen(search.library, search.uid, VARN_TABLE_MUSIC, "*",
-                                        condition->c_str(), nullptr,
-                                        Order(search.orderKey, search.descending).c_str(),
-                                        search.offset, search.limit, countOut != nullptr ? 1 : 0));
+    const MediaHandle handle(
+        AudioInfoDBOpen(search.library, search.uid, VARN_TABLE_MUSIC, "*", condition->c_str(),
+                        nullptr, Order(search.orderKey, search.descending).c_str(), search.offset,
+                        search.limit, countOut != nullptr ? 1 : 0));
     if (!handle || !ReadSongs(*handle, out)) {
         return false;
     }

@@ -1,8 +1,8 @@
 #include "musiclib/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/library.h"
+#include "varn/handles.h"
 
 namespace Tonvale::musiclib {
 
@@ -20,7 +20,7 @@ std::string SharedKind(const std::string &kind) {
 }
 
 int Normalize(const std::string &kind, uid_t uid, std::string &out) {
-    const support::User user = support::UserByUid(uid);
+    const varn::User user = varn::UserByUid(uid);
     if (!user) {
         LOG_ERROR(kSource, "Fail to get user by id [%d].", static_cast<int>(uid));
         return -1;

@@ -19,9 +19,9 @@ namespace {
 constexpr std::size_t kIdConditionSize = 8192;
 
 // The rows of a condition; null, with a log line of the frame, when the library does not answer.
-Handle OpenOne(const char *library, uid_t uid, int tableType, const std::string &condition) {
-    return Handle(AudioInfoDBOpen(library, uid, tableType, "*", condition.c_str(), nullptr, nullptr,
-                                  0, 0, 0));
+MediaHandle OpenOne(const char *library, uid_t uid, int tableType, const std::string &condition) {
+    return MediaHandle(AudioInfoDBOpen(library, uid, tableType, "*", condition.c_str(), nullptr,
+                                       nullptr, 0, 0, 0));
 }
 
 std::string IdCondition(const char *idText) {
@@ -30,7 +30,7 @@ std::string IdCondition(const char *idText) {
 
 int ReadOneById(const std::string &library, uid_t uid, int tableType, const char *idText,
                 VARN_MEDIA_INFO &record, PVLIBSZHASH *hash) {
-    const Handle handle = OpenOne(library.c_str(), uid, tableType, IdCondition(idText));
+    const MediaHandle handle = OpenOne(library.c_str(), uid, tableType, IdCondition(idText));
     if (!handle) {
         LOG_ERROR_OLD(kSource, "Failed to open media database (%s).", library.c_str());
         return -1;
@@ -63,7 +63,7 @@ bool CopyPath(const char *path, bool escapeForLike, char *out, std::size_t outSi
 
 int ReadPathById(const char *library, uid_t uid, const char *idText, bool escapeForLike, char *out,
                  std::size_t outSize) {
-    const Handle handle = OpenOne(library, uid, VARN_TABLE_DIRECTORY, IdCondition(idText));
+    const MediaHandle handle = OpenOne(library, uid, VARN_TABLE_DIRECTORY, IdCondition(idText));
     if (!handle) {
         return -1;
     }
@@ -83,7 +83,7 @@ int ReadOneByPath(const char *library, uid_t uid, int tableType, const char *pat
                   VLIBCErrLine());
         return -1;
     }
-    const Handle handle = OpenOne(library, uid, tableType, *condition);
+    const MediaHandle handle = OpenOne(library, uid, tableType, *condition);
     return handle ? MediaInfoDBGet(handle.get(), &record) : -1;
 }
 

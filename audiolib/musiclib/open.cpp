@@ -4,9 +4,9 @@
 #include "musiclib/query.h"
 #include "musiclib/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "varn/base.h"
+#include "varn/handles.h"
 
 namespace Tonvale::musiclib {
 
@@ -44,7 +44,7 @@ std::string Condition(const Request &request, const std::string &libraryFilter) 
 }
 
 // The whole statement; null, with a log line, when it cannot be built.
-support::Text Statement(const Request &request) {
+varn::Text Statement(const Request &request) {
     TableText view;
     std::string where;
     if (!BuildTableOrLog(request.source, kListJoins, GenreRows::kJoined, view) ||
@@ -54,9 +54,9 @@ support::Text Statement(const Request &request) {
     const char *columns = NonEmptyStr(request.columns) ? request.columns : "*";
     const std::string grouping = Clause("GROUP BY", request.groupBy);
     const std::string order = Clause("ORDER BY", request.orderBy);
-    support::Text statement(VLIBCStrGet(request.withResultCount ? kPageWithCount : kPage, columns,
-                                        view.table.c_str(), where.c_str(), grouping.c_str(),
-                                        order.c_str()));
+    varn::Text statement(VLIBCStrGet(request.withResultCount ? kPageWithCount : kPage, columns,
+                                     view.table.c_str(), where.c_str(), grouping.c_str(),
+                                     order.c_str()));
     if (!statement) {
         LogFailedText();
     }
@@ -64,12 +64,12 @@ support::Text Statement(const Request &request) {
 }
 
 MEDIA_DB_HANDLE *Open(const Request &request) {
-    Handle handle = NewHandle(request.source.tableType);
+    MediaHandle handle = NewHandle(request.source.tableType);
     if (!handle) {
         LOG_ERROR(kSource, "Failed to malloc.");
         return nullptr;
     }
-    const support::Text statement = Statement(request);
+    const varn::Text statement = Statement(request);
     if (!statement) {
         return nullptr;
     }

@@ -9,8 +9,8 @@
 
 namespace Tonvale::musiclib {
 
-Handle NewHandle(int tableType) {
-    Handle handle(new (std::nothrow) MEDIA_DB_HANDLE{});
+MediaHandle NewHandle(int tableType) {
+    MediaHandle handle(new (std::nothrow) MEDIA_DB_HANDLE{});
     if (handle) {
         handle->tableType = tableType;
     }
@@ -50,7 +50,7 @@ bool WhereClause(const Source &source, const JoinFlags &flags, const std::string
     return true;
 }
 
-Handle RunPage(Handle handle, const char *statement, int offset, int limit) {
+MediaHandle RunPage(MediaHandle handle, const char *statement, int offset, int limit) {
     if (!Connect(*handle)) {
         return nullptr;
     }

@@ -1,7 +1,6 @@
 // What opening and counting share: the pieces of a statement and the handle that runs it.
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "musiclib/track_view.h"
@@ -10,13 +9,8 @@
 
 namespace Tonvale::musiclib {
 
-struct HandleCloser {
-    void operator()(MEDIA_DB_HANDLE *handle) const noexcept { AudioInfoDBClose(handle); }
-};
-using Handle = std::unique_ptr<MEDIA_DB_HANDLE, HandleCloser>;
-
 // A zeroed handle; null when memory is short.
-Handle NewHandle(int tableType);
+MediaHandle NewHandle(int tableType);
 
 // Connects a handle. False, with a log line, when that fails.
 bool Connect(MEDIA_DB_HANDLE &handle);
@@ -33,7 +27,7 @@ bool WhereClause(const Source &source, const JoinFlags &flags, const std::string
 
 // Connects the handle and runs the statement: all of it when `limit` is below 0, else the page.
 // Returns the handle with its rows, or null, with a log line.
-Handle RunPage(Handle handle, const char *statement, int offset, int limit);
+MediaHandle RunPage(MediaHandle handle, const char *statement, int offset, int limit);
 
 // Appends a record of each row that has not been read yet. False, with a log line, when the list
 // would be too long for the memory.

@@ -27,7 +27,7 @@ void PathIndex::Want(const Place &place, const std::string &path) {
 std::optional<PathIndex::Rows> PathIndex::Read(const Place &place, const std::string &list) {
     DBConnect_tag *const conn = database_.Get();
     musiclib::TableText view;
-    support::Result result;
+    varn::Result result;
     if (conn == nullptr ||
         !musiclib::BuildTableOrLog({place.library.c_str(), uid_, place.table}, {},
                                    musiclib::GenreRows::kJoined, view) ||

@@ -36,7 +36,7 @@ constexpr char kRename[] =
     "UPDATE pin SET name = '@VARN:VAR' WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
 
 // A statement of numbers and fixed words.
-std::optional<std::string> Formatted(const support::Text &text) {
+std::optional<std::string> Formatted(const varn::Text &text) {
     return text ? std::optional<std::string>(text.get()) : std::nullopt;
 }
 
@@ -63,7 +63,7 @@ Json::Value ParsedCriteria(const std::string &text) {
 
 #pragma GCC diagnostic pop
 
-PinData ReadRow(const support::Result &rows, int row) {
+PinData ReadRow(const varn::Result &rows, int row) {
     PinData pin;
     pin.id = Field(rows, row, "id");
     pin.type = Field(rows, row, "type");
@@ -74,7 +74,7 @@ PinData ReadRow(const support::Result &rows, int row) {
     return pin;
 }
 
-bool Query(DBConnect_tag *conn, const std::optional<std::string> &statement, support::Result *rows,
+bool Query(DBConnect_tag *conn, const std::optional<std::string> &statement, varn::Result *rows,
            int line) {
     return conn != nullptr && support::Execute(kSource, conn, statement, rows, line);
 }
@@ -121,7 +121,7 @@ bool PinManager::Run(const std::optional<std::string> &statement, int line) {
 
 bool PinManager::ReadStored(const std::optional<std::string> &statement, std::vector<PinData> &pins,
                             int line) {
-    support::Result rows;
+    varn::Result rows;
     if (!Query(Get(), statement, &rows, line)) {
         return Fail(PIN_ERROR_DATABASE);
     }
@@ -133,7 +133,7 @@ bool PinManager::ReadStored(const std::optional<std::string> &statement, std::ve
 
 bool PinManager::ReadNumber(const std::optional<std::string> &statement, const char *column,
                             int &number, int line) {
-    support::Result rows;
+    varn::Result rows;
     if (!Query(Get(), statement, &rows, line)) {
         return Fail(PIN_ERROR_DATABASE);
     }
@@ -157,7 +157,7 @@ bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &o
 
 int PinManager::GetPinTotalByUser() noexcept {
     return Operation(*this, -1, [&] {
-        const support::Text statement(VLIBCStrGet(kCountOfUser, static_cast<int>(uid_)));
+        const varn::Text statement(VLIBCStrGet(kCountOfUser, static_cast<int>(uid_)));
         int total = 0;
         return ReadNumber(Formatted(statement), "count", total) ? total : -1;
     });
@@ -177,7 +177,7 @@ bool PinManager::GetPinByUserTypeCriteria(const std::string &type, const std::st
 
 bool PinManager::ReadPage(int offset, int limit, std::vector<PinData> &pins) {
     const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
-    const support::Text statement(
+    const varn::Text statement(
         VLIBCStrGet(kPage, static_cast<int>(uid_), offset, limitClause.c_str()));
     return ReadStored(Formatted(statement), pins);
 }

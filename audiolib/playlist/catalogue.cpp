@@ -48,10 +48,9 @@ struct Query {
     std::string condition;
 };
 
-musiclib::Handle Open(const Query &query) {
-    return musiclib::Handle(AudioInfoDBOpen(query.library, query.uid, VARN_TABLE_PLAYLIST,
-                                            query.columns, query.condition.c_str(), nullptr,
-                                            nullptr, 0, 0, 0));
+MediaHandle Open(const Query &query) {
+    return MediaHandle(AudioInfoDBOpen(query.library, query.uid, VARN_TABLE_PLAYLIST, query.columns,
+                                       query.condition.c_str(), nullptr, nullptr, 0, 0, 0));
 }
 
 using Record = std::unique_ptr<VARN_MEDIA_INFO>;
@@ -92,9 +91,9 @@ void AppendRows(MEDIA_DB_HANDLE *rows, OwnedPlaylists &list) {
 
 int ListAll(const Query &query, int offset, int limit, VARN_PLAYLIST **listOut) {
     OwnedPlaylists list(std::exchange(*listOut, nullptr));
-    const musiclib::Handle rows(AudioInfoDBOpen(query.library, query.uid, VARN_TABLE_PLAYLIST, "*",
-                                                query.condition.c_str(), nullptr, kOrder, offset,
-                                                limit, 0));
+    const MediaHandle rows(AudioInfoDBOpen(query.library, query.uid, VARN_TABLE_PLAYLIST, "*",
+                                           query.condition.c_str(), nullptr, kOrder, offset, limit,
+                                           0));
     if (rows) {
         AppendRows(rows.get(), list);
     }
@@ -104,12 +103,12 @@ int ListAll(const Query &query, int offset, int limit, VARN_PLAYLIST **listOut) 
 
 // Counts what ListAll lists, in the same view.
 int CountAll(const Query &query) {
-    const musiclib::Handle rows = Open(query);
+    const MediaHandle rows = Open(query);
     return rows ? static_cast<int>(VARNPageTotalRowCount(rows.get())) : -1;
 }
 
 int PathGet(const Query &query, char *pathOut, int size) {
-    const musiclib::Handle rows = Open(query);
+    const MediaHandle rows = Open(query);
     const Record row = FirstRow(rows.get());
     return row ? WriteWhole(row->path, pathOut, size) : -1;
 }
@@ -136,7 +135,7 @@ int IdGet(const char *path, uid_t uid, char *idOut, int size) {
     if (condition.empty()) {
         return -1;
     }
-    const musiclib::Handle rows = Open({"all", uid, "id", condition});
+    const MediaHandle rows = Open({"all", uid, "id", condition});
     const Record row = FirstRow(rows.get());
     return row ? WriteWhole(std::to_string(row->id), idOut, size) : -1;
 }
@@ -146,18 +145,14 @@ int TitleByPath(const char *path, uid_t uid, char *titleOut, int size) {
     if (condition.empty()) {
         return -1;
     }
-    const musiclib::Handle rows = Open({"all", uid, "title", condition});
+    const MediaHandle rows = Open({"all", uid, "title", condition});
     const Record row = FirstRow(rows.get());
     return row ? WriteWhole(row->title, titleOut, size) : -1;
 }
 
-struct IndexCloser {
-    void operator()(MEDIA_DB_HANDLE *handle) const noexcept { MediaInfoDBClose(handle); }
-};
-
 int TitleById(const char *idText, char *titleOut, int size) {
     const std::string condition = "id = " + std::to_string(RowNumber(idText));
-    std::unique_ptr<MEDIA_DB_HANDLE, IndexCloser> rows;
+    std::unique_ptr<MEDIA_DB_HANDLE, varn::Releaser<MediaInfoDBClose>> rows;
     {
         const support::RootThenPackage root(kSource);
         rows.reset(MediaInfoDBOpen(VARN_TABLE_PLAYLIST, "title", condition.c_str(), nullptr, 0, 0));
@@ -209,7 +204,7 @@ VARN_PLAYLIST *PlaylistReverse(VARN_PLAYLIST *list) noexcept {
 
 void VARNPlayListFree(VARN_PLAYLIST *list) noexcept {
     while (list != nullptr) {
-        const std::unique_ptr<VARN_PLAYLIST, Tonvale::support::Releaser<std::free>> node(list);
+        const varn::MallocPtr<VARN_PLAYLIST> node(list);
         list = node->next;
     }
 }

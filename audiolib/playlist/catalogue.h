@@ -3,11 +3,9 @@
 
 #include <sys/types.h>
 
-#include <memory>
 #include <string>
 #include <string_view>
 
-#include "support/handles.h"
 #include "tonvale/playlists.h"
 
 namespace Tonvale::playlist {
@@ -17,8 +15,6 @@ inline constexpr char kPersonal[] = "personal";
 
 // A user's own playlists, below the folder of the preferences.
 inline constexpr char kOwnFolder[] = "/playlists";
-
-using OwnedPlaylists = std::unique_ptr<VARN_PLAYLIST, support::Releaser<VARNPlayListFree>>;
 
 // Puts a zeroed record in front of a list. Throws std::bad_alloc, with a log line, when memory is
 // short; the list is then as it was.

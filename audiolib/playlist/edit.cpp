@@ -83,8 +83,7 @@ struct Replacement {
 };
 
 // The new songs without those that stay in the playlist anyway. False when one is refused.
-bool WithoutDuplicates(const Records &staying, const Replacement &change,
-                       support::OwnedSongs &added) {
+bool WithoutDuplicates(const Records &staying, const Replacement &change, varn::OwnedSongs &added) {
     support::SongList copy(kSource);
     for (const PLAYLIST_REC *song = change.songs; song != nullptr; song = song->next) {
         copy.Append(song->info);
@@ -115,7 +114,7 @@ int Replace(uid_t uid, const std::string &path, const Replacement &change) {
     const bool toEnd = change.length < 0 || change.length > count - start;
     const auto at = records.erase(records.begin() + start,
                                   toEnd ? records.end() : records.begin() + start + change.length);
-    support::OwnedSongs added;
+    varn::OwnedSongs added;
     if (change.duplicates != Duplicates::kKept) {
         if (!WithoutDuplicates(records, change, added)) {
             LOG_ERROR(kSource, "Failed to update playlist.(%s)", path.c_str());
@@ -149,7 +148,7 @@ bool StaysWithoutLibrary(const VARN_MEDIA_INFO &song, const misc::UsbVolumes &us
 // less than all of it. Empty, with a log line, on failure.
 std::optional<std::unordered_set<std::string>> SongsNotBrowsed(const support::SongList &songs,
                                                                const misc::UsbVolumes &usb) {
-    const support::StringList names(VLIBCSzListAlloc(0));
+    const varn::StringList names(VLIBCSzListAlloc(0));
     for (const PLAYLIST_REC *song = songs.Head(); song != nullptr; song = song->next) {
         PVLIBSZLIST list = names.get();
         if (!StaysWithoutLibrary(song->info, usb) && VLIBCSzListPush(&list, song->info.path) < 0) {
@@ -194,8 +193,8 @@ int RemoveMissing(uid_t uid, const char *playlistId, const std::string &path) {
 }
 
 // The selected positions, sorted; null, with a log line, when there is none.
-support::StringList SelectedPositions(const char *selection) {
-    support::StringList positions(VLIBCSzListAlloc(0));
+varn::StringList SelectedPositions(const char *selection) {
+    varn::StringList positions(VLIBCSzListAlloc(0));
     PVLIBSZLIST list = positions.get();
     if (!positions || VLIBCStrTok(selection, ",", &list) < 0 ||
         VLIBCSzListSort(positions.get()) != 0) {
@@ -233,7 +232,7 @@ int WriteUnselected(const PLAYLIST_REC *songs, const VLIBSZLIST &selected,
 }
 
 int RemoveSongs(const char *library, uid_t uid, const char *playlistId, const char *selection) {
-    const support::StringList positions = SelectedPositions(selection);
+    const varn::StringList positions = SelectedPositions(selection);
     const std::string path = positions ? PathOf(library, uid, playlistId) : "";
     if (path.empty()) {
         return -1;
@@ -242,10 +241,10 @@ int RemoveSongs(const char *library, uid_t uid, const char *playlistId, const ch
         LOG_ERROR_OLD(kSource, "Playlist(%s, %s) does not exist.", playlistId, path.c_str());
         return -1;
     }
-    const support::OwnedSongs songs(
-        IsWritable(path) ? VARNPlaylistParseByPath(uid, path.c_str(), nullptr, nullptr, 0, 0,
-                                                   "id, path, title, album", 0)
-                         : nullptr);
+    const varn::OwnedSongs songs(IsWritable(path)
+                                     ? VARNPlaylistParseByPath(uid, path.c_str(), nullptr, nullptr,
+                                                               0, 0, "id, path, title, album", 0)
+                                     : nullptr);
     if (!songs) {
         LOG_ERROR_OLD(kSource, "pMusicRec is null.");
         return -1;

@@ -1,11 +1,11 @@
 #include "playlist/known_songs.h"
 
 #include "playlist/source.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/statement.h"
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
+#include "varn/handles.h"
 
 namespace Tonvale::playlist {
 
@@ -15,7 +15,7 @@ constexpr char kSelect[] = "SELECT path, is_virtual, track FROM track WHERE ";
 
 bool AddNames(DBConnect_tag *conn, const std::string &condition,
               std::unordered_set<std::string> &names) {
-    support::Result rows;
+    varn::Result rows;
     if (!support::Execute(kSource, conn, kSelect + condition, &rows)) {
         return false;
     }
@@ -43,7 +43,7 @@ std::optional<std::unordered_set<std::string>> KnownSongs(const VLIBSZLIST *name
     if (real.empty() && virtualSongs.empty()) {
         return known;
     }
-    const support::Connection conn(AudioInfoDBConnect());
+    const varn::Connection conn(AudioInfoDBConnect());
     if (!conn) {
         LOG_ERROR(kSource, "Failed to connect to database");
         return std::nullopt;

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <cstdlib>
-#include <memory>
 #include <new>
 #include <string_view>
 #include <unordered_map>
@@ -151,7 +150,7 @@ std::string RealPath(const char *path) {
     if (!varn::PathOfDescriptor(path).empty()) {
         return path;  // the file's own path may be another one's by now
     }
-    const std::unique_ptr<char, support::Releaser<std::free>> real(realpath(path, nullptr));
+    const varn::MallocPtr<char> real(realpath(path, nullptr));
     return real ? real.get() : path;
 }
 

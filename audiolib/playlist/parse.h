@@ -5,17 +5,17 @@
 
 #include <string>
 
-#include "support/handles.h"
 #include "support/song_list.h"
 #include "varn/base.h"
+#include "varn/handles.h"
 #include "varn/mediaindex.h"
 
 namespace Tonvale::playlist {
 
 // What the platform's parser gives.
 struct Entries {
-    support::StringList candidates;
-    support::OwnedSongs remote;
+    varn::StringList candidates;
+    varn::OwnedSongs remote;
 };
 
 struct ParseRequest {

@@ -120,7 +120,7 @@ int VARNPersonalPlaylistTotalGet(const char *userName) noexcept {
     if (VARNPersonalPlaylistListAll(userName, &list) != 0) {
         return -1;
     }
-    const OwnedPlaylists owned(list);
+    const Tonvale::OwnedPlaylists owned(list);
     return VARNPlaylistCount(list);
 }
 

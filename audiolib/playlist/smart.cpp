@@ -53,10 +53,10 @@ int VARNPlaylistSmartListSongs(uid_t uid, PLAYLIST_REC **listOut, PVLIBSZHASH *h
     return Tonvale::support::Guarded(kSource, -1, [&] {
         const auto order = varn::Sql("album @VARN:NEVAR, disc, track, path",
                                      Tonvale::webapi::WebapiLibrary::GetCollationSort("album"));
-        const Tonvale::musiclib::Handle rows(
-            order ? AudioInfoDBOpen(library, uid, VARN_TABLE_MUSIC, "*", rules, nullptr,
-                                    order->c_str(), offset, limit, 1)
-                  : nullptr);
+        const Tonvale::MediaHandle rows(order ? AudioInfoDBOpen(library, uid, VARN_TABLE_MUSIC, "*",
+                                                                rules, nullptr, order->c_str(),
+                                                                offset, limit, 1)
+                                              : nullptr);
         if (!rows) {
             return -1;
         }

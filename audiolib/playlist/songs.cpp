@@ -3,7 +3,6 @@
 
 #include <cstdio>
 #include <cstring>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -11,7 +10,6 @@
 #include "playlist/parse.h"
 #include "playlist/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/remote_path.h"
 #include "support/run_as.h"
@@ -19,6 +17,7 @@
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
 #include "varn/account.h"
+#include "varn/handles.h"
 #include "varn/sql.h"
 
 namespace Tonvale::playlist {
@@ -36,7 +35,7 @@ std::optional<std::string> SongCondition(const char *songPath) {
 }
 
 int GetOne(uid_t uid, const char *songPath, VARN_MEDIA_INFO &record) {
-    if (!support::UserByUid(uid)) {
+    if (!varn::UserByUid(uid)) {
         LOG_ERROR(kSource, "Fail to get user by id [%d].", static_cast<int>(uid));
         return -1;
     }
@@ -47,8 +46,8 @@ int GetOne(uid_t uid, const char *songPath, VARN_MEDIA_INFO &record) {
         return -1;
     }
     const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid);
-    const musiclib::Handle rows(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
-                                                condition->c_str(), nullptr, nullptr, 0, 0, 0));
+    const Tonvale::MediaHandle rows(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
+                                                    condition->c_str(), nullptr, nullptr, 0, 0, 0));
     return rows ? MediaInfoDBGet(rows.get(), &record) : -1;
 }
 
@@ -70,7 +69,7 @@ std::string RealPathAsRoot(const char *path) {
 
 // Only entries of the song's own name can be the song: one of them is looked up for all.
 void KeepOne(std::string_view name, Entries &entries) {
-    support::StringList kept(VLIBCSzListAlloc(0));
+    varn::StringList kept(VLIBCSzListAlloc(0));
     PVLIBSZLIST list = kept.get();
     const bool found = VLIBCSzListFind(entries.candidates.get(), name.data()) >= 0;
     if (found && VLIBCSzListPush(&list, name.data()) < 0) {
@@ -102,7 +101,7 @@ int CheckSong(uid_t uid, const char *playlistPath, const char *songPath) {
 }
 
 bool HasPersonalLibrary(uid_t uid) {
-    const support::User user = support::UserByUid(uid);
+    const varn::User user = varn::UserByUid(uid);
     return user && IsPersonalLibraryEnabled() && IsPersonalLibEnabled(user->szName);
 }
 
@@ -114,7 +113,7 @@ bool MustBeLookedUp(const std::string &name, uid_t uid) {
 }
 
 int GetFirst(const char *path, uid_t uid, VARN_MEDIA_INFO *recordOut, char *out, size_t outSize) {
-    const support::OwnedSongs first(
+    const varn::OwnedSongs first(
         VARNPlaylistParseByPath(uid, path, nullptr, nullptr, 0, 1, "*", 0));
     if (!first) {
         LOG_ERROR(kSource, "Parse playlist: %s return NULL.", path);

@@ -9,20 +9,19 @@
 #include <array>
 #include <cerrno>
 #include <cstdlib>
-#include <memory>
 #include <optional>
 
 #include "playlist/entry_path.h"
 #include "playlist/source.h"
 #include "support/boundary.h"
 #include "support/fd.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/numbers.h"
 #include "support/run_as.h"
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 #include "varn/descriptor.h"
+#include "varn/handles.h"
 
 namespace Tonvale::playlist {
 
@@ -69,7 +68,7 @@ std::optional<std::string> FileToOpen(const std::string &path) {
     if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
         return path;
     }
-    const std::unique_ptr<char, support::Releaser<std::free>> real(realpath(path.c_str(), nullptr));
+    const varn::MallocPtr<char> real(realpath(path.c_str(), nullptr));
     if (!real) {
         return std::nullopt;
     }

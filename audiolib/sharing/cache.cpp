@@ -51,7 +51,7 @@ bool SharingManager::PrepareSharingCache(unsigned int uid) noexcept {
         if (!IsUserAllowSharing(uid)) {
             return true;
         }
-        support::Result rows;
+        varn::Result rows;
         if (!Connected() ||
             !support::Execute(kSource, conn_, varn::Sql(kOfUser, static_cast<int>(uid)), &rows)) {
             return false;
@@ -115,7 +115,7 @@ bool SharingManager::CheckAndUpdateRecord(const std::string &playlistId,
         if (playlistId.empty() || path.empty() || !IsSharedNormal(playlistId)) {
             return false;
         }
-        support::Result rows;
+        varn::Result rows;
         if (!Connected() ||
             !support::Execute(kSource, conn_, varn::Sql(kPlaylistByPath, path), &rows)) {
             return false;

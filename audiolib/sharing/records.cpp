@@ -55,7 +55,7 @@ void DefaultDates(SharingData &rec) {
 }
 
 // The row's columns that every look-up selects.
-void ReadRow(const support::Result &rows, int row, SharingData &rec) {
+void ReadRow(const varn::Result &rows, int row, SharingData &rec) {
     rec.id = Field(rows, row, "id");
     rec.avail_date = Field(rows, row, "avail_date");
     rec.exp_date = Field(rows, row, "exp_date");
@@ -98,7 +98,7 @@ bool SharingManager::Connected() {
 
 bool SharingManager::IsUserAllowSharing(const unsigned int &uid) noexcept {
     return Guarded(kSource, false, [&] {
-        const support::User user = support::UserByUid(uid);
+        const varn::User user = varn::UserByUid(uid);
         if (!user) {
             LOG_ERROR(kSource, "Fail to get user by id.");
             return false;
@@ -113,7 +113,7 @@ bool SharingManager::CheckSharingIdExist(std::string id) noexcept {
             LOG_ERROR(kSource, "Bad parameter.");
             return true;
         }
-        support::Result rows;
+        varn::Result rows;
         if (!Connected() || !support::Execute(kSource, conn_, varn::Sql(kIdInUse, id), &rows)) {
             return true;
         }
@@ -186,7 +186,7 @@ SharingManager::Lookup SharingManager::FindRecord(SharingData &rec) {
     const auto statement =
         byId ? varn::Sql(kById, rec.id)
              : varn::Sql(kByOwner, static_cast<int>(rec.user_id), rec.playlist_id);
-    support::Result rows;
+    varn::Result rows;
     if (!Connected() || !support::Execute(kSource, conn_, statement, &rows)) {
         return Lookup::kFailed;
     }

@@ -60,13 +60,13 @@ std::string Rules(const SharingData &rec, const std::string &name) {
 
 // The first song in the owner's browse library that meets a condition. Nothing on failure, which is
 // logged; null when there is none.
-std::optional<support::OwnedSongs> FirstSong(const SharingData &rec, const std::string &condition) {
+std::optional<varn::OwnedSongs> FirstSong(const SharingData &rec, const std::string &condition) {
     const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(rec.user_id);
     PLAYLIST_REC *list = nullptr;
     int count = 0;
     const int listed = VARNPlaylistSmartListSongs(rec.user_id, &list, nullptr, condition.c_str(),
                                                   &count, 0, 1, library.c_str());
-    support::OwnedSongs songs(list);
+    varn::OwnedSongs songs(list);
     if (listed < 0) {
         LOG_ERROR(kSource, "Fail to emun songs of smart playlist [%s]", rec.path.c_str());
         return std::nullopt;
@@ -203,7 +203,7 @@ bool SharingManager::ShareSingleSong(bool add, const std::string &user, const st
         ids.append(songId);
         PLAYLIST_REC *list = nullptr;
         const int found = VARNAudioWebapiUtilsGetMediaList(uid, ids, &list);
-        const support::OwnedSongs songs(list);
+        const varn::OwnedSongs songs(list);
         if (found < 0) {
             LOG_ERROR(kSource, "Failed to get MediaInfo list by song id.[%s]", songId.c_str());
             return false;

@@ -5,8 +5,8 @@
 
 #include <cerrno>
 
-#include "support/handles.h"
 #include "support/log.h"
+#include "varn/handles.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -50,7 +50,7 @@ SameAccount::~SameAccount() {
     };
     const int savedErrno = errno;
     // By the name first, which brings the groups of the account.
-    if (const User account = isSame() ? nullptr : UserByUid(before_.User())) {
+    if (const varn::User account = isSame() ? nullptr : varn::UserByUid(before_.User())) {
         SwitchByName(source_, line_, account->szName);
     }
     if (isSame()) {
@@ -60,7 +60,7 @@ SameAccount::~SameAccount() {
 }
 
 RootThenPrevious::RootThenPrevious(const char *source, int line) : previous_(source, line) {
-    if (UserByUid(geteuid())) {
+    if (varn::UserByUid(geteuid())) {
         SwitchByName(source, line, kRoot);
     }
 }

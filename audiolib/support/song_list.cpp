@@ -9,8 +9,8 @@
 
 namespace Tonvale::support {
 
-OwnedSongs NewSong(const char *source) {
-    OwnedSongs entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
+varn::OwnedSongs NewSong(const char *source) {
+    varn::OwnedSongs entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
     if (!entry) {
         LOG_ERROR(source, "Failed to alloc %zd", sizeof(PLAYLIST_REC));
         throw std::bad_alloc();
@@ -30,7 +30,7 @@ bool SongsFitMemory(const char *source, std::int64_t count) {
 }
 
 PLAYLIST_REC &SongList::Append() {
-    OwnedSongs entry = NewSong(source_);
+    varn::OwnedSongs entry = NewSong(source_);
     PLAYLIST_REC *const added = entry.release();
     if (last_ != nullptr) {
         last_->next = added;

@@ -2,17 +2,13 @@
 #pragma once
 
 #include <cstdint>
-#include <memory>
 
-#include "support/handles.h"
-#include "varn/mediaindex.h"
+#include "varn/handles.h"
 
 namespace Tonvale::support {
 
-using OwnedSongs = std::unique_ptr<PLAYLIST_REC, Releaser<VARNPlaylistRecFree>>;
-
 // A zeroed entry. Throws std::bad_alloc, with a log line under `source`, when memory is short.
-OwnedSongs NewSong(const char *source);
+varn::OwnedSongs NewSong(const char *source);
 
 // False, with a log line under `source`, for a list whose records take more than half of the
 // machine's memory: it would end in the process being killed instead of a message.
@@ -43,7 +39,7 @@ class SongList {
 
   private:
     const char *source_;
-    OwnedSongs head_;
+    varn::OwnedSongs head_;
     PLAYLIST_REC *last_ = nullptr;
     int size_ = 0;
 };

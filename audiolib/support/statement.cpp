@@ -10,7 +10,7 @@ namespace Tonvale::support {
 namespace {
 
 std::optional<int> Run(const char *source, DBConnect_tag *conn,
-                       const std::optional<std::string> &statement, Result *rows, int line) {
+                       const std::optional<std::string> &statement, varn::Result *rows, int line) {
     if (!statement) {
         LogLine(errno, "%s:%d Failed to VLIBCStrGet() [0x%04X %s:%d]", source, line, VLIBCErrGet(),
                 VLIBCErrFile(), VLIBCErrLine());
@@ -18,7 +18,7 @@ std::optional<int> Run(const char *source, DBConnect_tag *conn,
     }
     VARNDB_RESULT *result = nullptr;
     const int count = VARNDBExecute(conn, statement->c_str(), &result);
-    Result owner(result);
+    varn::Result owner(result);
     if (count == -1) {
         LogLine(errno, "%s:%d Failed to exec [%s] (%s)", source, line, statement->c_str(),
                 VARNDBErrorGet(conn));
@@ -33,7 +33,7 @@ std::optional<int> Run(const char *source, DBConnect_tag *conn,
 }  // namespace
 
 bool Execute(const char *source, DBConnect_tag *conn, const std::optional<std::string> &statement,
-             Result *rows, int line) {
+             varn::Result *rows, int line) {
     return Run(source, conn, statement, rows, line).has_value();
 }
 
@@ -42,17 +42,17 @@ std::optional<int> Write(const char *source, DBConnect_tag *conn,
     return Run(source, conn, statement, nullptr, line);
 }
 
-std::optional<int> NextRow(const Result &rows) {
+std::optional<int> NextRow(const varn::Result &rows) {
     int row = 0;
     return rows && VARNDBFetchRow(rows.get(), &row) != -1 ? std::optional<int>(row) : std::nullopt;
 }
 
-std::string Field(const Result &rows, int row, const char *column) {
+std::string Field(const varn::Result &rows, int row, const char *column) {
     const char *text = VARNDBFetchField(rows.get(), row, column);
     return text != nullptr ? text : "";
 }
 
-long long NumberField(const Result &rows, int row, const char *column) {
+long long NumberField(const varn::Result &rows, int row, const char *column) {
     return std::strtoll(Field(rows, row, column).c_str(), nullptr, 10);
 }
 

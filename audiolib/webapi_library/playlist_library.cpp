@@ -1,10 +1,8 @@
 #include <array>
 #include <cstdlib>
-#include <memory>
 #include <string>
 
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/numbers.h"
 #include "support/run_as.h"
@@ -12,6 +10,7 @@
 #include "tonvale/settings.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/handles.h"
 #include "varn/playlistsvc.h"
 #include "webapi_library/source.h"
 #include "webapi_utils/playlist_words.h"
@@ -42,11 +41,9 @@ namespace {
 using namespace playlist_words;
 using support::Guarded;
 using support::LeadingInt;
-using support::Releaser;
 using support::RunAsRoot;
 
 using PathBuffer = std::array<char, 4096>;
-using SongList = std::unique_ptr<PLAYLIST_REC, Releaser<VARNPlaylistRecFree>>;
 
 constexpr char kEveryColumn[] = "*";
 
@@ -69,7 +66,7 @@ std::string PathInFolder(const std::string &preferenceDir, const std::string &ke
         return "";
     }
     const std::string folder = preferenceDir + "/" + kFolder;
-    const std::unique_ptr<char, Releaser<std::free>> resolved(realpath(folder.c_str(), nullptr));
+    const varn::MallocPtr<char> resolved(realpath(folder.c_str(), nullptr));
     if (!resolved) {
         LOG_ERROR(kLibrarySource, "Failed to get playlist path.");
         return "";
@@ -99,8 +96,8 @@ int NormalPage(const PlaylistLibrary &library, const std::string &key, int type,
         return -1;
     }
     int total = -1;
-    const SongList songs(VARNPlaylistParseByPath(library.uid, path.c_str(), ratings.Get(), &total,
-                                                 offset, limit, kEveryColumn, 0));
+    const varn::OwnedSongs songs(VARNPlaylistParseByPath(library.uid, path.c_str(), ratings.Get(),
+                                                         &total, offset, limit, kEveryColumn, 0));
     library.GetTrackJson(ratings.Get(), songs.get(), tracks);
     return total;
 }
@@ -133,7 +130,7 @@ int SmartPage(const PlaylistLibrary &library, const std::string &name, int type,
     int count = 0;
     const int listed = VARNPlaylistSmartListSongs(library.uid, &first, ratings.Get(), rules.c_str(),
                                                   &count, offset, limit, selector.c_str());
-    const SongList songs(first);
+    const varn::OwnedSongs songs(first);
     if (listed < 0) {
         LOG_ERROR(kLibrarySource, "Fail to emun songs of smart playlist [%s]", name.c_str());
         return -1;
@@ -176,7 +173,7 @@ int PlaylistLibrary::GetTotalFromSmartPlaylist(const std::string &rules,
         // One song is enough: the count is that of all.
         const int listed = VARNPlaylistSmartListSongs(uid, &first, ratings.Get(), rules.c_str(),
                                                       &count, 0, 1, selector.c_str());
-        const SongList song(first);
+        const varn::OwnedSongs song(first);
         return listed < 0 ? -1 : count;
     });
 }

@@ -7,13 +7,13 @@
 #include <utility>
 
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/numbers.h"
 #include "support/remote_path.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
 #include "varn/base.h"
+#include "varn/handles.h"
 #include "webapi_library/source.h"
 
 namespace Tonvale::webapi {

@@ -43,7 +43,7 @@ int VARNAudioWebapiUtilsGetMediaList(uid_t uid, const Json::Value &ids,
         const std::string numbers = RowIds(ids);
         PLAYLIST_REC *list = nullptr;
         const int found = numbers.empty() ? -1 : VARNMusicListGetByID(uid, numbers.c_str(), &list);
-        Tonvale::support::OwnedSongs songs(list);
+        varn::OwnedSongs songs(list);
         if (found != static_cast<int>(ids.size())) {
             return -1;
         }

@@ -2,15 +2,14 @@
 #include <algorithm>
 #include <chrono>
 #include <cstdint>
-#include <memory>
 #include <new>
 #include <string>
 
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
+#include "varn/handles.h"
 #include "webapi_utils/source.h"
 
 namespace {
@@ -25,8 +24,6 @@ constexpr unsigned kMostStars = 5;
 using Clock = std::chrono::steady_clock;
 constexpr std::chrono::seconds kPatience(2);
 
-using Database = std::unique_ptr<MEDIA_DB_HANDLE, Tonvale::support::Releaser<AudioInfoDBClose>>;
-
 // The row ids of the songs that the library knows; identifiers of other things are passed over.
 std::vector<std::string> RowIds(const std::vector<std::string> &identifiers) {
     std::vector<std::string> ids;
@@ -40,8 +37,8 @@ std::vector<std::string> RowIds(const std::vector<std::string> &identifiers) {
 }
 
 // A connected database; null, with a log line.
-Database OpenDatabase() {
-    Database database(new (std::nothrow) MEDIA_DB_HANDLE{});
+Tonvale::MediaHandle OpenDatabase() {
+    Tonvale::MediaHandle database(new (std::nothrow) MEDIA_DB_HANDLE{});
     if (!database) {
         LOG_ERROR(kSource, "Failed to malloc.");
         return nullptr;
@@ -67,7 +64,7 @@ void WriteFiles(const std::vector<std::string> &paths, unsigned uid, unsigned st
 
 int SetRating(unsigned uid, const std::vector<std::string> &identifiers, unsigned star) {
     const std::vector<std::string> ids = RowIds(identifiers);
-    const Database database = OpenDatabase();
+    const Tonvale::MediaHandle database = OpenDatabase();
     if (!database) {
         return 0;
     }

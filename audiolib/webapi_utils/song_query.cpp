@@ -6,12 +6,12 @@
 
 #include "musiclib/query.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/song_list.h"
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
 #include "tonvale/settings.h"
+#include "varn/handles.h"
 #include "webapi_utils/source.h"
 
 namespace Tonvale::webapi_utils {
@@ -19,7 +19,7 @@ namespace Tonvale::webapi_utils {
 namespace {
 
 std::string BrowseLibrary(uid_t uid) {
-    const support::User user = support::UserByUid(uid);
+    const varn::User user = varn::UserByUid(uid);
     if (!user || !IsPersonalLibEnabled(user->szName)) {
         return "shared";
     }
@@ -49,9 +49,9 @@ bool VisitSongs(const SongQuery &query, const std::function<void(const VARN_MEDI
     if (query.actualOnly) {
         library = ActualOnly(library);
     }
-    const musiclib::Handle rows(AudioInfoDBOpen(library.c_str(), query.uid, VARN_TABLE_MUSIC,
-                                                query.columns, query.condition, nullptr, nullptr, 0,
-                                                -1, 0));
+    const Tonvale::MediaHandle rows(AudioInfoDBOpen(library.c_str(), query.uid, VARN_TABLE_MUSIC,
+                                                    query.columns, query.condition, nullptr,
+                                                    nullptr, 0, -1, 0));
     if (!rows) {
         return false;
     }

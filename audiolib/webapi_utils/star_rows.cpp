@@ -6,11 +6,11 @@
 #include <string_view>
 
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "support/statement.h"
 #include "tonvale/webapi.h"
 #include "varn/db.h"
+#include "varn/handles.h"
 #include "varn/sql.h"
 #include "webapi_utils/source.h"
 
@@ -88,7 +88,7 @@ void AddRow(const VARNDB_RESULT *result, int row, const Rating &rating, Rows &ro
 
 bool ReadRows(MEDIA_DB_HANDLE &database, const std::vector<std::string> &numbers,
               const Rating &rating, Rows &rows) {
-    support::Result result;
+    varn::Result result;
     if (!support::Execute(kSource, database.conn, varn::Sql(kSelect, rating.uid, Joined(numbers)),
                           &result)) {
         return false;

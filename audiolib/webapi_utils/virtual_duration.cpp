@@ -6,19 +6,19 @@
 #include <string>
 
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
+#include "varn/handles.h"
 #include "varn/sql.h"
 #include "webapi_utils/source.h"
 
 namespace {
 
 using Tonvale::DBResultWrapper;
-using Tonvale::support::Connection;
 using Tonvale::support::Guarded;
 using Tonvale::webapi_utils::kSource;
+using varn::Connection;
 
 using Statement = std::optional<std::string>;
 

@@ -32,8 +32,7 @@
 #include <string>
 
 #include "tonvale/export.h"
-#include "varn/base.h"
-#include "varn/mediaindex.h"
+#include "varn/handles.h"
 
 extern "C" {
 
@@ -263,6 +262,9 @@ TONVALE_EXPORT int GenerateOrderString(const char *primary, char *out, size_t ou
 TONVALE_EXPORT int NormalizeLibraryKind(const char *library, uid_t uid, std::string &out) noexcept;
 
 namespace Tonvale {
+
+// A query's handle that closes itself.
+using MediaHandle = std::unique_ptr<MEDIA_DB_HANDLE, varn::Releaser<AudioInfoDBClose>>;
 
 // A library connection for the length of a scope, made when it is first asked for.
 class TONVALE_EXPORT DBConnetWrapper {

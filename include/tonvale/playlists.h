@@ -29,8 +29,7 @@
 #include <vector>
 
 #include "tonvale/export.h"
-#include "varn/base.h"
-#include "varn/mediaindex.h"
+#include "varn/handles.h"
 #include "varn/playerinfo.h"
 
 extern "C" {
@@ -249,6 +248,13 @@ TONVALE_EXPORT int VARNPlaylistSmartListSongs(uid_t uid, PLAYLIST_REC **listOut,
                                               int limit, const char *library) noexcept;
 
 }  // extern "C"
+
+namespace Tonvale {
+
+// A list of playlists that frees itself.
+using OwnedPlaylists = std::unique_ptr<VARN_PLAYLIST, varn::Releaser<VARNPlayListFree>>;
+
+}  // namespace Tonvale
 
 // The library kind that a user browses: "shared" for one whose personal library is switched off and
 // for an unknown user, "personal" for one who prefers that, otherwise "all".

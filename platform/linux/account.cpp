@@ -56,8 +56,8 @@ int WithGrowingBuffer(std::vector<char> &buffer, const Read &read) {
     return result;
 }
 
-UniqueFile OpenAccounts(std::string_view fixedPath) {
-    UniqueFile stream(std::fopen(SystemPath(fixedPath).c_str(), "re"));
+File OpenAccounts(std::string_view fixedPath) {
+    File stream(std::fopen(SystemPath(fixedPath).c_str(), "re"));
     if (!stream) {
         SetSystemError();
     }
@@ -67,7 +67,7 @@ UniqueFile OpenAccounts(std::string_view fixedPath) {
 // The first account of the root's file that `wanted` accepts.
 template <typename Wanted>
 std::optional<Account> FindInFile(const Wanted &wanted) {
-    const UniqueFile stream = OpenAccounts(path::kPasswd);
+    const File stream = OpenAccounts(path::kPasswd);
     if (!stream) {
         return std::nullopt;
     }
@@ -112,7 +112,7 @@ bool HasMember(const group &entry, const std::string &name) {
 }
 
 std::optional<std::vector<gid_t>> GroupsInFile(const Account &account) {
-    const UniqueFile stream = OpenAccounts(path::kGroup);
+    const File stream = OpenAccounts(path::kGroup);
     if (!stream) {
         return std::nullopt;
     }
@@ -272,7 +272,7 @@ std::optional<std::vector<gid_t>> GroupsOf(const Account &account) {
 }
 
 std::optional<gid_t> FindGroup(const std::string &name) {
-    UniqueFile stream;
+    File stream;
     if (!SystemRoot().empty() && !(stream = OpenAccounts(path::kGroup))) {
         return std::nullopt;
     }

@@ -1,26 +1,15 @@
-// Streams that close themselves, and whole reads.
+// Whole reads.
 #pragma once
 
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
-#include <memory>
 #include <string>
 
 #include "varn/descriptor.h"
+#include "varn/handles.h"
 
 namespace varn {
-
-struct FileCloser {
-    void operator()(std::FILE *stream) const noexcept {
-        const int saved = errno;
-        std::fclose(stream);
-        errno = saved;
-    }
-};
-using UniqueFile = std::unique_ptr<std::FILE, FileCloser>;
 
 // Reads a descriptor to its end. False with errno set; EFBIG for more than `limit` bytes.
 inline bool ReadToEnd(int fd, std::size_t limit, std::string &text) {

@@ -55,10 +55,7 @@ Outcome CheckMusicFolder(const std::string &folder, std::string &path) {
 }
 
 bool IsShareName(const std::string &name) {
-    PVARN_SHARE found = nullptr;
-    const bool exists = VARNShareGet(name.c_str(), &found) == 0;
-    VARNShareFree(found);
-    return exists;
+    return ShareByName(name.c_str()) != nullptr;
 }
 
 // A name for a share, free of what the shares' file and library paths give a meaning to.
@@ -146,7 +143,7 @@ bool ForEachAccount(const Each &each) {
         endpwent();
         return whole;
     }
-    const UniqueFile file(std::fopen(SystemPath(path::kPasswd).c_str(), "re"));
+    const File file(std::fopen(SystemPath(path::kPasswd).c_str(), "re"));
     if (!file) {
         return false;
     }

@@ -15,8 +15,8 @@
 
 #include "linux/files.h"
 #include "linux/host_support.h"
-#include "varn/account.h"
 #include "varn/as_package.h"
+#include "varn/handles.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -368,11 +368,10 @@ Outcome PrepareRoot(const std::string &programDir) {
 // ---- shared with the other parts ---------------------------------------------------------------
 
 std::optional<Owner> PackageOwner() {
-    PVARN_USER found = nullptr;
-    if (geteuid() != 0 || VARNUserGet(kPackageAccount, &found) != 0) {
+    const User package = geteuid() == 0 ? UserByName(kPackageAccount) : nullptr;
+    if (!package) {
         return std::nullopt;
     }
-    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> package(found, VARNUserFree);
     return Owner{package->uid, package->gid};
 }
 

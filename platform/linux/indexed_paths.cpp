@@ -2,15 +2,12 @@
 
 #include <algorithm>
 #include <cstdlib>
-#include <memory>
 
 #include "linux/library_db.h"
 #include "linux/memory.h"
 #include "linux/pathtext.h"
-#include "varn/account.h"
 #include "varn/descriptor.h"
 #include "varn/host.h"
-#include "varn/share.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
 
@@ -74,9 +71,7 @@ std::string FolderInLibrary(const std::string &realFolder, const std::string &na
 std::string LinkedMusicOf(const std::string &realFolder) {
     for (const host::HomeOwner &owner :
          host::HomeOwners().value_or(std::vector<host::HomeOwner>())) {
-        PVARN_USER found = nullptr;
-        VARNUserGet(owner.name.c_str(), &found);
-        const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
+        const User user = UserByName(owner.name.c_str());
         const std::string music = user ? RealPath(user->szHomeDir) + "/music" : "";
         if (!music.empty() && PathBelow(RealPath(music), realFolder)) {
             return music;

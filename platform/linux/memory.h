@@ -3,18 +3,12 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <memory>
 #include <new>
 #include <string_view>
 
+#include "varn/handles.h"
+
 namespace varn {
-
-struct FreeDeleter {
-    void operator()(void *memory) const noexcept { std::free(memory); }
-};
-
-template <typename T>
-using MallocPtr = std::unique_ptr<T, FreeDeleter>;
 
 // A copy of a text with its NUL. Throws std::bad_alloc.
 inline MallocPtr<char> CopyText(std::string_view text) {

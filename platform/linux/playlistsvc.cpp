@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <climits>
-#include <memory>
 #include <new>
 #include <optional>
 #include <string>
@@ -92,13 +91,6 @@ bool ReadFile(const std::string &path, Before &before, std::string &bytes) {
     return true;
 }
 
-struct ListFreer {
-    void operator()(PVLIBSZLIST list) const noexcept { VLIBCSzListFree(list); }
-};
-struct RecFreer {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-};
-
 // What the caller gets, gathered entry by entry.
 class Candidates {
   public:
@@ -150,8 +142,8 @@ class Candidates {
         info.track = tags.track;
     }
 
-    std::unique_ptr<VLIBSZLIST, ListFreer> paths_;
-    std::unique_ptr<PLAYLIST_REC, RecFreer> remote_;
+    StringList paths_;
+    OwnedSongs remote_;
     PLAYLIST_REC *first_ = nullptr;
     PLAYLIST_REC *last_ = nullptr;
     int remoteCount_ = 0;

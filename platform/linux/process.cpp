@@ -97,7 +97,7 @@ std::FILE *SpawnWithStream(SpawnOptions &options, bool reading) {
     }
     UniqueFd &own = reading ? readEnd : writeEnd;
     (reading ? options.stdoutFd : options.stdinFd) = (reading ? writeEnd : readEnd).Get();
-    UniqueFile stream(fdopen(own.Get(), reading ? "r" : "w"));
+    File stream(fdopen(own.Get(), reading ? "r" : "w"));
     if (!stream) {
         return nullptr;
     }

@@ -9,7 +9,7 @@
 #include <system_error>
 
 #include "confine/become.h"
-#include "varn/account.h"
+#include "varn/handles.h"
 #include "varn/systempath.h"
 
 namespace {
@@ -26,8 +26,8 @@ constexpr confine::Limits kLimits = {
 // Gives the folder that the library has made for one picture to the account, with all that is in
 // it. Where that is refused the converter cannot write, and says so.
 void GiveAway(const fs::path &folder) {
-    PVARN_USER package = nullptr;
-    if (geteuid() != 0 || VARNUserGet(varn::kPackageAccount, &package) != 0) {
+    const varn::User package = geteuid() == 0 ? varn::UserByName(varn::kPackageAccount) : nullptr;
+    if (!package) {
         return;
     }
     const auto give = [&](const fs::path &path) {
@@ -38,7 +38,6 @@ void GiveAway(const fs::path &folder) {
         give(at->path());
     }
     give(folder);
-    VARNUserFree(package);
 }
 
 }  // namespace

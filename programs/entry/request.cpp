@@ -8,11 +8,10 @@
 #include <cerrno>
 #include <climits>
 #include <cstdlib>
-#include <memory>
 #include <string_view>
 
 #include "tonvale/settings.h"
-#include "varn/account.h"
+#include "varn/handles.h"
 
 namespace tonvale_entry {
 
@@ -63,11 +62,10 @@ std::string PreferenceDirOf(const std::string &name) {
 // An account that the web server knows and this system does not is nobody.
 std::optional<VARN::APIRequest> LoggedIn() {
     const std::string name = Variable("REMOTE_USER");
-    PVARN_USER found = nullptr;
-    if (name.empty() || VARNUserGet(name.c_str(), &found) != 0) {
+    const varn::User user = name.empty() ? nullptr : varn::UserByName(name.c_str());
+    if (!user) {
         return std::nullopt;
     }
-    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
     return VARN::APIRequest(user->uid, user->szName, PreferenceDirOf(name));
 }
 

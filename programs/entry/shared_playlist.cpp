@@ -6,7 +6,6 @@
 #include <cctype>
 #include <chrono>
 #include <iterator>
-#include <memory>
 #include <optional>
 #include <thread>
 
@@ -31,11 +30,6 @@ using std::chrono::steady_clock;
 // Longer than any refusal takes to be found out.
 constexpr auto kRefusalTime = 300ms;
 const steady_clock::time_point kStart = steady_clock::now();
-
-struct SongsFreer {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-};
-using SongList = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
 
 bool IsLinkId(const std::string &id) {
     return id.size() == Tonvale::SharingManager::SHARING_ID_SIZE &&
@@ -63,14 +57,14 @@ tonvale_service::HeldPlaylist Held(const Tonvale::SharingData &link) {
 }
 
 // A page of the playlist's entries; `total` below 0 when it cannot be read.
-SongList ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+varn::OwnedSongs ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     total = -1;
     const tonvale_service::HeldPlaylist list = Held(link);
-    return SongList(VARNPlaylistParseByPath(link.user_id, list.Path().c_str(), nullptr, &total,
-                                            offset, limit, "*", 0));
+    return varn::OwnedSongs(VARNPlaylistParseByPath(link.user_id, list.Path().c_str(), nullptr,
+                                                    &total, offset, limit, "*", 0));
 }
 
-SongList ListSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+varn::OwnedSongs ListSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     const std::string rules = VarnAudioUtils::LoadSmartPlsRulesByFilename(link.path, Key(link));
     const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(link.user_id);
     PLAYLIST_REC *list = nullptr;
@@ -79,12 +73,12 @@ SongList ListSmart(const Tonvale::SharingData &link, int offset, int limit, int 
                                                     &total, offset, limit, library.c_str()) < 0) {
         total = -1;
     }
-    return SongList(list);
+    return varn::OwnedSongs(list);
 }
 
 // The count comes with the songs, and behind the last one there are none.
-SongList ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
-    SongList list = ListSmart(link, offset, limit, total);
+varn::OwnedSongs ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+    varn::OwnedSongs list = ListSmart(link, offset, limit, total);
     if (!list && total >= 0 && offset > 0) {
         ListSmart(link, 0, 1, total);
     }
@@ -167,8 +161,8 @@ std::vector<SharedSong> SharedPlaylist::Shown(PLAYLIST_REC *list) const {
 
 SharedPage SharedPlaylist::Songs(int offset, int limit) const {
     int total = -1;
-    const SongList list = IsSmart(link_) ? ReadSmart(link_, offset, limit, total)
-                                         : ReadNormal(link_, offset, limit, total);
+    const varn::OwnedSongs list = IsSmart(link_) ? ReadSmart(link_, offset, limit, total)
+                                                 : ReadNormal(link_, offset, limit, total);
     if (total < 0) {
         RefuseLink();
     }
@@ -199,7 +193,7 @@ VARN_MEDIA_INFO SharedPlaylist::Song(const std::string &id) {
 
 SharedSong SharedPlaylist::ReferredSong(const std::string &reference) {
     const std::string name = VARNAudioGetFullPathFromEncSong(reference, link_.user_name);
-    const SongList entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
+    const varn::OwnedSongs entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
     if (!entry) {
         throw std::bad_alloc();
     }

@@ -4,10 +4,10 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <cstdio>
-#include <memory>
 #include <string>
 #include <string_view>
+
+#include "varn/handles.h"
 
 namespace tonvale_service {
 
@@ -20,13 +20,9 @@ inline constexpr long kMostCoverBytes = 5 << 20;
 inline constexpr std::array kSmallCopies = {"VARNAUDIO_ART_NBAUDIO.jpg", "ART_NBAUDIO.jpg",
                                             "ART:NBAUDIO.jpg"};
 
-struct FileCloser {
-    void operator()(std::FILE *file) const noexcept { std::fclose(file); }
-};
-
 // A picture that is open, at its beginning.
 struct Picture {
-    std::unique_ptr<std::FILE, FileCloser> file;
+    varn::File file;
     struct stat info = {};
     std::string_view type = {};  // its MIME type, by what is in it
 };

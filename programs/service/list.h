@@ -4,7 +4,6 @@
 #include <sys/types.h>
 
 #include <cstdint>
-#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -14,10 +13,7 @@
 
 namespace tonvale_service {
 
-struct HandleCloser {
-    void operator()(MEDIA_DB_HANDLE *handle) const noexcept { AudioInfoDBClose(handle); }
-};
-using Handle = std::unique_ptr<MEDIA_DB_HANDLE, HandleCloser>;
+using Handle = Tonvale::MediaHandle;
 
 // Which tracks: those with all of these. An empty text asks for tracks without that tag.
 struct Filters {

@@ -16,7 +16,7 @@
 
 #include "as_root.h"
 #include "failure.h"
-#include "varn/account.h"
+#include "varn/handles.h"
 #include "varn/host.h"
 
 namespace tonvale_service {
@@ -36,11 +36,8 @@ bool LiesBelow(std::string_view folder, std::string_view path) {
 }
 
 bool LiesInMusicOf(uid_t uid, const std::string &path) {
-    PVARN_USER user = nullptr;
-    const bool lies =
-        VARNUserGetByUID(uid, &user) == 0 && IsUnderPersonalLibPath(user->szHomeDir, path.c_str());
-    VARNUserFree(user);
-    return lies;
+    const varn::User user = varn::UserByUid(uid);
+    return user && IsUnderPersonalLibPath(user->szHomeDir, path.c_str());
 }
 
 // What lies in a home's music is its user's alone wherever there are personal libraries, also where

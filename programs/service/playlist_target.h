@@ -3,22 +3,14 @@
 
 #include <sys/types.h>
 
-#include <memory>
 #include <string>
 
 #include "tonvale/playlists.h"
 
 namespace tonvale_service {
 
-struct SongsFreer {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-};
-using SongRecords = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
-
-struct PlaylistsFreer {
-    void operator()(VARN_PLAYLIST *list) const noexcept { VARNPlayListFree(list); }
-};
-using PlaylistRecords = std::unique_ptr<VARN_PLAYLIST, PlaylistsFreer>;
+using SongRecords = varn::OwnedSongs;
+using PlaylistRecords = Tonvale::OwnedPlaylists;
 
 // Whose playlists, and which of them.
 struct Collection {

@@ -5,15 +5,13 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <memory>
 #include <utility>
 
 #include "failure.h"
 #include "link_hooks.h"
 #include "locks.h"
 #include "tonvale/settings.h"
-#include "varn/account.h"
-#include "varn/base.h"
+#include "varn/handles.h"
 #include "varn/packageconf.h"
 #include "varn/replace_file.h"
 #include "varn/systempath.h"
@@ -48,25 +46,13 @@ constexpr std::array kSwitches = {
     Switch{"audio_show_virtual_library", AudioFile::GetUserShowVirtualLib,
            "tracks of cue sheets are shown"}};
 
-struct UserFree {
-    void operator()(PVARN_USER user) const noexcept { VARNUserFree(user); }
-};
-using User = std::unique_ptr<VARN_USER, UserFree>;
-
 std::string UsersFile() {
     return SystemPath(varn::path::kUsersFile);
 }
 
-User FindUser(const std::string &name) {
-    PVARN_USER found = nullptr;
-    VARNUserGet(name.c_str(), &found);
-    return User(found);
-}
-
 // False for an account that is gone; accounts that cannot be read are a failure.
 bool HasAccount(uid_t uid) {
-    PVARN_USER found = nullptr;
-    const User user(VARNUserGetByUID(uid, &found) == 0 ? found : nullptr);
+    const varn::User user = varn::UserByUid(uid);
     if (!user && VLIBCErrGet() != VLIB_ERR_NOT_FOUND) {
         throw Failure(Reason::kAccountsNotRead, SystemPath(varn::path::kPasswd));
     }
@@ -150,9 +136,7 @@ bool IsAdministrator(const std::string &user) {
 }
 
 std::string AccountName(uid_t uid) {
-    PVARN_USER found = nullptr;
-    VARNUserGetByUID(uid, &found);
-    const User user(found);
+    const varn::User user = varn::UserByUid(uid);
     return user ? user->szName : "";
 }
 
@@ -178,7 +162,7 @@ Json::Value UserList() {
 }
 
 uid_t UidOf(const std::string &name) {
-    const User user = FindUser(name);
+    const varn::User user = varn::UserByName(name.c_str());
     if (!user) {
         throw Failure(Reason::kNoSuchUser, name);
     }
@@ -203,7 +187,7 @@ void MakeUsers() {
     }
     Json::Value users(Json::objectValue);
     for (const auto &[name, mask] : {std::pair("admin", unsigned{RIGHT_ALL}), {"guest", 0U}}) {
-        if (const User user = FindUser(name)) {
+        if (const varn::User user = varn::UserByName(name)) {
             AudioUsers::SetUser(users, user->uid, mask);
         }
     }

@@ -7,7 +7,6 @@
 #include <cstdio>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -218,8 +217,7 @@ fs::path WholePath(std::string file, std::error_code &error) {
 
 // False with errno set.
 bool WriteFile(const std::string &path, const char *mode, const tonvale_service::Picture &picture) {
-    const std::unique_ptr<std::FILE, tonvale_service::FileCloser> file(
-        std::fopen(path.c_str(), mode));
+    const varn::File file(std::fopen(path.c_str(), mode));
     const auto write = [&](std::string_view bytes) {
         return std::fwrite(bytes.data(), 1, bytes.size(), file.get()) == bytes.size();
     };

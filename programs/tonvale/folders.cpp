@@ -15,6 +15,8 @@ namespace tonvale_cli {
 
 namespace {
 
+using tonvale_service::FieldOf;
+using tonvale_service::FolderId;
 using tonvale_service::FolderPage;
 using tonvale_service::SongPage;
 

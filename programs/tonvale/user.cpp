@@ -2,10 +2,8 @@
 
 #include <pwd.h>
 
-#include <cstdio>
-#include <memory>
-
 #include "database.h"
+#include "varn/handles.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -14,8 +12,7 @@ std::string KnownUsers() {
     if (SystemRoot().empty()) {
         return "";
     }
-    const std::unique_ptr<FILE, decltype(&fclose)> file(
-        fopen(SystemPath(varn::path::kPasswd).c_str(), "re"), fclose);
+    const varn::File file(fopen(SystemPath(varn::path::kPasswd).c_str(), "re"));
     std::string names;
     for (const passwd *entry = nullptr; file && (entry = fgetpwent(file.get())) != nullptr;) {
         names += (names.empty() ? "" : ", ") + std::string(entry->pw_name);

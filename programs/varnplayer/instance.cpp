@@ -11,7 +11,6 @@
 
 #include "mpd.h"
 #include "tonvale/players.h"
-#include "varn/account.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -28,14 +27,10 @@ constexpr int kBacklog = 16;
 // package's own group need not be the one of its user's number. Whatever the name leads to by now,
 // it is the opened file that is given away.
 void GiveToPackage(const varn::UniqueFd &file, const std::string &name) {
-    PVARN_USER package = nullptr;
-    if (geteuid() != 0 || VARNUserGet(varn::kPackageAccount, &package) != 0) {
-        return;
-    }
-    if (fchownat(file.Get(), "", package->uid, package->gid, AT_EMPTY_PATH) != 0) {
+    const varn::User package = geteuid() == 0 ? varn::UserByName(varn::kPackageAccount) : nullptr;
+    if (package && fchownat(file.Get(), "", package->uid, package->gid, AT_EMPTY_PATH) != 0) {
         syslog(LOG_ERR, "cannot give %s to %s: %m", name.c_str(), varn::kPackageAccount);
     }
-    VARNUserFree(package);
 }
 
 }  // namespace

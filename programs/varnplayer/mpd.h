@@ -8,6 +8,8 @@
 #include <stdexcept>
 #include <string>
 
+#include "varn/handles.h"
+
 namespace varnplayer {
 
 // What keeps a command from being done, for the answer.
@@ -25,16 +27,9 @@ class Refused : public std::runtime_error {
     Reason reason_;
 };
 
-template <auto Release>
-struct MpdReleaser {
-    template <typename T>
-    void operator()(T *handle) const noexcept {
-        Release(handle);
-    }
-};
-using MpdStatus = std::unique_ptr<mpd_status, MpdReleaser<mpd_status_free>>;
-using MpdSong = std::unique_ptr<mpd_song, MpdReleaser<mpd_song_free>>;
-using MpdOutput = std::unique_ptr<mpd_output, MpdReleaser<mpd_output_free>>;
+using MpdStatus = std::unique_ptr<mpd_status, varn::Releaser<mpd_status_free>>;
+using MpdSong = std::unique_ptr<mpd_song, varn::Releaser<mpd_song_free>>;
+using MpdOutput = std::unique_ptr<mpd_output, varn::Releaser<mpd_output_free>>;
 
 // A connection for one command, made when it is first needed: the daemon ends those that are silent
 // for a minute.
@@ -59,7 +54,7 @@ class Mpd {
     MpdStatus Status() const;
 
   private:
-    using Connection = std::unique_ptr<mpd_connection, MpdReleaser<mpd_connection_free>>;
+    using Connection = std::unique_ptr<mpd_connection, varn::Releaser<mpd_connection_free>>;
 
     void Connect(unsigned milliseconds) const;
 
