@@ -1,4 +1,3 @@
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include "musiclib/source.h"
@@ -6,18 +5,13 @@
 #include "support/log.h"
 #include "support/run_as.h"
 #include "tonvale/library.h"
-#include "varn/handles.h"
+#include "varn/database.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace {
 
 using Tonvale::musiclib::kSource;
-
-bool IsSocket(const std::string &path) {
-    struct stat status = {};
-    return stat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
-}
 
 // A user without a name stays what it is: there would be no way back by it.
 void BecomePackage() {
@@ -32,17 +26,14 @@ void BecomePackage() {
 DBConnect_tag *Connect() {
     const Tonvale::support::SameAccount account(kSource);
     BecomePackage();
-    if (IsSocket(SystemPath(varn::path::kDatabaseSocket))) {
-        const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
-        DBConnect_tag *conn = VARNDBConnect(directory.c_str(), varn::kPackageAccount, nullptr,
-                                            varn::kLibraryDatabase);
-        if (conn != nullptr) {
-            return conn;
+    if (varn::HasLocalServer()) {
+        if (varn::Connection conn = varn::ConnectLibrary(varn::Server::kLocal)) {
+            return conn.release();
         }
         // The next attempt would cover this reason with its own.
         LOG_ERROR(kSource, "Failed to connect over the local socket (%s)", VARNDBErrorGet(nullptr));
     }
-    return VARNDBConnect(nullptr, varn::kPackageAccount, nullptr, varn::kLibraryDatabase);
+    return varn::ConnectLibrary(varn::Server::kDefault).release();
 }
 
 }  // namespace

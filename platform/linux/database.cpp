@@ -1,8 +1,13 @@
 #include "varn/database.h"
 
+#include <sys/stat.h>
+
 #include <charconv>
 #include <string_view>
 #include <utility>
+
+#include "varn/as_package.h"
+#include "varn/systempath.h"
 
 namespace varn {
 
@@ -34,6 +39,25 @@ std::int64_t Row::Number(const char *column) const {
 const char *Row::TextIfAny(const char *column) const {
     const char *const text = VARNDBFetchField(result_, row_, column);
     return text != nullptr ? text : "";
+}
+
+bool HasLocalServer() {
+    struct stat status {};
+    return stat(SystemPath(path::kDatabaseSocket).c_str(), &status) == 0 &&
+           S_ISSOCK(status.st_mode);
+}
+
+Connection ConnectLibrary(Server server) {
+    const std::string folder = SystemPath(path::kDatabaseSocketDir);
+    return Connection(VARNDBConnect(server == Server::kLocal ? folder.c_str() : nullptr,
+                                    kPackageAccount, nullptr, kLibraryDatabase));
+}
+
+Connection ConnectLibrary() {
+    // The server lets accounts of the machine in by the ids of the process that connects.
+    const AsPackage account;
+    Connection connection = HasLocalServer() ? ConnectLibrary(Server::kLocal) : nullptr;
+    return connection ? std::move(connection) : ConnectLibrary(Server::kDefault);
 }
 
 std::optional<Rows> Execute(DBConnect_tag *connection, const std::string &sql) {

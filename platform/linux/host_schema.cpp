@@ -1,15 +1,12 @@
 // The library database's schema: what version it is, and bringing it to this one's.
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
 
 #include "linux/host_support.h"
 #include "linux/schema_steps.h"
 #include "varn/as_package.h"
-#include "varn/db.h"
+#include "varn/database.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -29,19 +26,6 @@ constexpr char kTakeTurns[] =
 constexpr char kVersionTable[] =
     "CREATE TABLE IF NOT EXISTS schema_version ("
     "version integer PRIMARY KEY, applied timestamptz NOT NULL DEFAULT now())";
-
-constexpr char kHasVersionTable[] = "SELECT 1 WHERE to_regclass('schema_version') IS NOT NULL";
-
-constexpr char kCurrentVersion[] =
-    "SELECT COALESCE(max(version), 0) AS version FROM schema_version";
-
-using Connection = std::unique_ptr<DBConnect_tag, decltype(&VARNDBClose)>;
-using Result = std::unique_ptr<VARNDB_RESULT, decltype(&VARNDBFreeResult)>;
-
-bool IsSocket(const std::string &path) {
-    struct stat info {};
-    return stat(path.c_str(), &info) == 0 && S_ISSOCK(info.st_mode);
-}
 
 std::string DatabaseSays(const DBConnect_tag *conn) {
     return std::string("\n  ") + VARNDBErrorGet(conn);
@@ -73,10 +57,7 @@ Outcome Connect(Connection &conn) {
                                 RootOption() + "'");
     }
     const AsPackage account;
-    const bool local = HasCluster() || IsSocket(SystemPath(path::kDatabaseSocket));
-    const std::string socketDir = SystemPath(path::kDatabaseSocketDir);
-    conn.reset(VARNDBConnect(local ? socketDir.c_str() : nullptr, kPackageAccount, nullptr,
-                             kLibraryDatabase));
+    conn = ConnectLibrary(HasCluster() || HasLocalServer() ? Server::kLocal : Server::kDefault);
     return conn ? Outcome::Good() : CannotConnect();
 }
 
@@ -85,20 +66,15 @@ Outcome Refused(const char *doing, const DBConnect_tag *conn) {
                             " of the library database:" + DatabaseSays(conn));
 }
 
+// 0 for a database without the schema.
 Outcome ReadVersion(DBConnect_tag *conn, int &version) {
     version = 0;
-    const int exists = VARNDBExecute(conn, kHasVersionTable, nullptr);
-    if (exists == 0) {
-        return Outcome::Good();
+    auto rows = Execute(conn, "SELECT 1 WHERE to_regclass('schema_version') IS NOT NULL");
+    if (rows && rows->Count() > 0) {
+        rows = Execute(conn, "SELECT COALESCE(max(version), 0) AS version FROM schema_version");
+        version = rows ? static_cast<int>((*rows)[0].Number("version")) : 0;
     }
-    VARNDB_RESULT *rows = nullptr;
-    if (exists < 0 || VARNDBExecute(conn, kCurrentVersion, &rows) < 0) {
-        return Refused("read the version", conn);
-    }
-    const Result owned(rows, VARNDBFreeResult);
-    const char *text = VARNDBFetchField(rows, 0, "version");
-    version = static_cast<int>(std::strtol(text != nullptr ? text : "", nullptr, 10));
-    return Outcome::Good();
+    return rows ? Outcome::Good() : Refused("read the version", conn);
 }
 
 Outcome MadeByLater(int version) {
@@ -114,7 +90,7 @@ Outcome RunStep(DBConnect_tag *conn, const SchemaStep &step) {
     const std::string note =
         "INSERT INTO schema_version (version) VALUES (" + std::to_string(step.version) + ")";
     for (const char *statement : {"BEGIN", step.text, note.c_str(), "COMMIT"}) {
-        if (VARNDBExecute(conn, statement, nullptr) < 0) {
+        if (!Execute(conn, statement)) {
             return Outcome::Problem(
                 "step " + std::to_string(step.version) + " (" + step.name +
                 ") of the library database's schema failed:" + DatabaseSays(conn));
@@ -141,11 +117,11 @@ Outcome ChooseDatabase(DatabaseKind kind) {
 }
 
 Outcome MigrateSchema() {
-    Connection conn(nullptr, VARNDBClose);
+    Connection conn;
     if (Outcome done = Connect(conn); !done) {
         return done;
     }
-    if (VARNDBExecute(conn.get(), kTakeTurns, nullptr) < 0) {
+    if (!Execute(conn.get(), kTakeTurns)) {
         return Refused("lock the schema", conn.get());
     }
     int version = 0;
@@ -155,7 +131,7 @@ Outcome MigrateSchema() {
     if (version > SchemaSteps().back().version) {
         return MadeByLater(version);
     }
-    if (version == 0 && VARNDBExecute(conn.get(), kVersionTable, nullptr) < 0) {
+    if (version == 0 && !Execute(conn.get(), kVersionTable)) {
         return Refused("create the schema", conn.get());
     }
     for (const SchemaStep &step : SchemaSteps()) {
@@ -170,7 +146,7 @@ Outcome MigrateSchema() {
 }
 
 Outcome CheckSchema() {
-    Connection conn(nullptr, VARNDBClose);
+    Connection conn;
     if (Outcome done = Connect(conn); !done) {
         return done;
     }

@@ -3,9 +3,9 @@
 #include <algorithm>
 #include <cstdlib>
 
-#include "linux/library_db.h"
 #include "linux/memory.h"
 #include "linux/pathtext.h"
+#include "varn/database.h"
 #include "varn/descriptor.h"
 #include "varn/host.h"
 #include "varn/sql.h"
@@ -52,14 +52,13 @@ std::string FolderInLibrary(const std::string &realFolder, const std::string &na
         Sql("SELECT path FROM playlist WHERE path LIKE '%%/@VARN:LVAR' UNION ALL "
             "SELECT path FROM personal_playlist WHERE path LIKE '%%/@VARN:LVAR'",
             name, name);
-    const UniqueConnection connection = sql ? ConnectLibrary() : nullptr;
-    VARNDB_RESULT *read = nullptr;
-    if (!connection || VARNDBExecute(connection.get(), sql->c_str(), &read) < 0) {
+    const Connection connection = sql ? ConnectLibrary() : nullptr;
+    const auto rows = connection ? Execute(connection.get(), *sql) : std::nullopt;
+    if (!rows) {
         return "";
     }
-    const UniqueResult rows(read);
-    for (int row = 0; row < VARNDBNumRows(rows.get()); ++row) {
-        const std::string folder = FolderOf(VARNDBFetchField(rows.get(), row, "path"));
+    for (const Row row : *rows) {
+        const std::string folder = FolderOf(row.Text("path"));
         if (RealPath(folder) == realFolder) {
             return folder;
         }

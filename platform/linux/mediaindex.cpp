@@ -7,27 +7,23 @@
 
 #include "linux/error.h"
 #include "linux/utf8.h"
+#include "varn/database.h"
 #include "varn/number.h"
 
 namespace {
 
-// One row of a result. A column that is not there reads as empty text.
-class Row {
+// A row as a record takes it. A column that is not there reads as empty text.
+class Row : public varn::Row {
   public:
-    Row(const VARNDB_RESULT *result, int row) : result_(result), row_(row) {}
-
-    const char *Text(const char *column) const {
-        const char *text = VARNDBFetchField(result_, row_, column);
-        return text != nullptr ? text : "";
-    }
+    using varn::Row::Row;
 
     template <std::size_t Size>
     void Copy(const char *column, char (&out)[Size]) const {
-        varn::CopyCut(Text(column), out);
+        varn::CopyCut(TextIfAny(column), out);
     }
 
     long long Number(const char *column, long long low, long long high) const {
-        return std::clamp(std::strtoll(Text(column), nullptr, 10), low, high);
+        return std::clamp(std::strtoll(TextIfAny(column), nullptr, 10), low, high);
     }
 
     int Int(const char *column) const { return static_cast<int>(Number(column, INT_MIN, INT_MAX)); }
@@ -36,17 +32,13 @@ class Row {
         return static_cast<uint32_t>(Number(column, 0, UINT32_MAX));
     }
 
-    bool Flag(const char *column) const { return *Text(column) == 't'; }
-
-  private:
-    const VARNDB_RESULT *result_;
-    int row_;
+    bool Flag(const char *column) const { return *TextIfAny(column) == 't'; }
 };
 
 void ReadProperties(const Row &row, VARN_MEDIA_INFO &info) {
     row.Copy("container", info.container);
     row.Copy("codec", info.codec);
-    info.duration = varn::LeadingNumber<float>(row.Text("duration"));
+    info.duration = varn::LeadingNumber<float>(row.TextIfAny("duration"));
     info.bitrate = row.Unsigned("bitrate");
     info.frequency = row.Int("frequency");
     info.channel = row.Int("channel");

@@ -9,8 +9,7 @@
 #include <string_view>
 
 #include "linux/error.h"
-#include "linux/library_db.h"
-#include "varn/mediaindex.h"
+#include "varn/database.h"
 #include "varn/sql.h"
 
 namespace {
@@ -44,25 +43,22 @@ std::optional<int> RowId(std::string_view text) {
     return whole && id > 0 ? std::optional(id) : std::nullopt;
 }
 
+int NoSuchRow() {
+    varn::SetError(VLIB_ERR_NOT_FOUND);
+    return -1;
+}
+
 // Runs a statement that must touch a row. 0, or -1 with the error state set.
 int ChangeRow(const std::optional<std::string> &sql) {
     if (!sql) {
         return -1;
     }
-    const varn::UniqueConnection connection = varn::ConnectLibrary();
-    if (!connection) {
+    const varn::Connection connection = varn::ConnectLibrary();
+    const auto rows = connection ? varn::Execute(connection.get(), *sql) : std::nullopt;
+    if (!rows) {
         return -1;
     }
-    const int rows = VARNDBExecute(connection.get(), sql->c_str(), nullptr);
-    if (rows == 0) {
-        varn::SetError(VLIB_ERR_NOT_FOUND);
-    }
-    return rows > 0 ? 0 : -1;
-}
-
-int NoSuchRow() {
-    varn::SetError(VLIB_ERR_NOT_FOUND);
-    return -1;
+    return rows->Count() > 0 ? 0 : NoSuchRow();
 }
 
 int BadParameter() {
@@ -107,7 +103,7 @@ MEDIA_DB_HANDLE *MediaInfoDBOpen(int tableType, const char *columns, const char 
     return varn::Guarded<MEDIA_DB_HANDLE *>(nullptr, [&]() -> MEDIA_DB_HANDLE * {
         const std::string sql = Select(table, columns, condition, order);
         auto handle = std::make_unique<MEDIA_DB_HANDLE>();
-        varn::UniqueConnection connection = varn::ConnectLibrary();
+        varn::Connection connection = varn::ConnectLibrary();
         if (!connection ||
             VARNDBSelectLimit(connection.get(), sql.c_str(), limit, offset, &handle->result) < 0) {
             return nullptr;

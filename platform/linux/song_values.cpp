@@ -5,7 +5,7 @@
 
 #include "linux/error.h"
 #include "linux/memory.h"
-#include "varn/mediaindex.h"
+#include "varn/database.h"
 #include "varn/number.h"
 
 namespace {
@@ -15,8 +15,7 @@ constexpr char kGainFields[][16] = {"rg_track_gain", "rg_track_peak", "rg_album_
                                     "rg_album_peak"};
 
 const char *Field(const MEDIA_DB_HANDLE &handle, const char *column) {
-    const char *const text = VARNDBFetchField(handle.result, handle.cursor - 1, column);
-    return text != nullptr ? text : "";
+    return varn::Row(handle.result, handle.cursor - 1).TextIfAny(column);
 }
 
 // "RATING" or "RATING GAIN PEAK GAIN PEAK"; a number that is not known is 0 beside one that is.

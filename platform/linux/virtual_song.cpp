@@ -7,10 +7,9 @@
 #include <string_view>
 
 #include "linux/error.h"
-#include "linux/library_db.h"
 #include "linux/memory.h"
 #include "linux/utf8.h"
-#include "varn/mediaindex.h"
+#include "varn/database.h"
 #include "varn/sql.h"
 
 namespace {
@@ -38,20 +37,12 @@ std::string_view FileName(std::string_view path) {
 
 // The library's start of a track; 0 when it has none.
 int64_t StoredStart(uint32_t id) {
-    const varn::UniqueConnection connection = varn::ConnectLibrary();
-    if (!connection || id == 0 || id > INT_MAX) {
-        return 0;
-    }
+    const varn::Connection connection = id > 0 && id <= INT_MAX ? varn::ConnectLibrary() : nullptr;
     const auto sql =
         varn::Sql("SELECT audio_offset FROM virtual_info_track WHERE track = @VARN:INT",
                   static_cast<int>(id));
-    VARNDB_RESULT *rows = nullptr;
-    if (!sql || VARNDBExecute(connection.get(), sql->c_str(), &rows) < 0) {
-        return 0;
-    }
-    const varn::UniqueResult owned(rows);
-    const char *const start = VARNDBFetchField(rows, 0, "audio_offset");
-    return start != nullptr ? Number(start).value_or(0) : 0;
+    const auto rows = connection && sql ? varn::Execute(connection.get(), *sql) : std::nullopt;
+    return rows && rows->Count() > 0 ? Number((*rows)[0].Text("audio_offset")).value_or(0) : 0;
 }
 
 }  // namespace

@@ -73,6 +73,20 @@ class VARN_EXPORT Rows {
     int count_;
 };
 
+// The library's server: the machine's own, by its socket below the root, or the one that the client
+// library finds by its variables.
+enum class Server { kLocal, kDefault };
+
+// True when there is a socket to connect to.
+VARN_EXPORT bool HasLocalServer();
+
+// Connects to the library database as the package's role. Null, with the error state set and the
+// reason in VARNDBErrorGet(null), when that fails.
+VARN_EXPORT Connection ConnectLibrary(Server server);
+// The same to the local server if there is one, and to the default one otherwise or when that fails.
+// The process runs as the package's account while it connects, as far as it may.
+VARN_EXPORT Connection ConnectLibrary();
+
 // Runs one statement, or several separated by ";" (VARNDBExecute); nothing when it failed.
 VARN_EXPORT std::optional<Rows> Execute(DBConnect_tag *connection, const std::string &sql);
 
