@@ -1,4 +1,4 @@
-#include "support/log.h"
+#include "support/statement.h"
 #include "tonvale/library.h"
 
 namespace Tonvale {
@@ -15,10 +15,7 @@ DBConnetWrapper::~DBConnetWrapper() {
 
 DBConnect_tag *DBConnetWrapper::Get() noexcept {
     if (conn_ == nullptr) {
-        conn_ = AudioInfoDBConnect();
-        if (conn_ == nullptr) {
-            LOG_ERROR(kSource, "Failed to connect to database");
-        }
+        conn_ = support::Connect(kSource).release();
     }
     return conn_;
 }

@@ -1,9 +1,7 @@
 #include "musiclib/browse.h"
 
-#include <cstdlib>
-
-#include "musiclib/source.h"
 #include "support/log.h"
+#include "support/statement.h"
 #include "varn/base.h"
 
 namespace Tonvale::musiclib {
@@ -32,7 +30,7 @@ bool BrowseView(const Library &library, JoinFlags flags, std::initializer_list<c
 
 MEDIA_DB_HANDLE *OpenList(const varn::Text &statement, int offset, int limit) {
     if (!statement) {
-        LogFailedText();
+        support::LogFailedText(kSource);
         return nullptr;
     }
     MediaHandle handle = NewHandle(VARN_TABLE_MUSIC);
@@ -49,13 +47,11 @@ int64_t CountList(const varn::Text &statement) {
     if (!handle) {
         return -1;
     }
-    int row = 0;
-    if (VARNDBFetchRow(handle->result, &row) == -1) {
+    if (handle->rowCount == 0) {
         LOG_ERROR(kSource, "Fetch row error......");
         return -1;
     }
-    const char *count = VARNDBFetchField(handle->result, row, "result_count");
-    return std::strtoll(count != nullptr ? count : "", nullptr, 10);
+    return VARNPageTotalRowCount(handle.get());
 }
 
 }  // namespace Tonvale::musiclib

@@ -1,9 +1,7 @@
-#include <cstdlib>
-
 #include "musiclib/query.h"
-#include "musiclib/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
+#include "support/statement.h"
 #include "varn/base.h"
 #include "varn/handles.h"
 
@@ -29,15 +27,10 @@ bool EscapePatterns(std::string &condition) {
 // Runs the statement and reads the number of its first row.
 int64_t ReadCount(MEDIA_DB_HANDLE &handle, const char *statement) {
     if (VARNDBExecute(handle.conn, statement, &handle.result) == -1) {
-        LogFailedStatement(statement, handle);
+        support::LogFailedStatement(kSource, handle.conn, statement);
         return -1;
     }
-    int row = 0;
-    if (VARNDBFetchRow(handle.result, &row) == -1) {
-        return -1;
-    }
-    const char *count = VARNDBFetchField(handle.result, row, "result_count");
-    return std::strtoll(count != nullptr ? count : "", nullptr, 10);
+    return VARNDBNumRows(handle.result) > 0 ? VARNPageTotalRowCount(&handle) : -1;
 }
 
 int64_t Count(const Source &source, const char *expression, std::string condition,
@@ -61,7 +54,7 @@ int64_t Count(const Source &source, const char *expression, std::string conditio
     const varn::Text statement(VLIBCStrGet(kCount, expression, view.table.c_str(), where.c_str(),
                                            Clause("GROUP BY", groupBy).c_str()));
     if (!statement) {
-        LogFailedText();
+        support::LogFailedText(kSource);
         return -1;
     }
     return ReadCount(*handle, statement.get());

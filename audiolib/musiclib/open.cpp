@@ -1,12 +1,12 @@
-#include <cstdlib>
 #include <utility>
 
 #include "musiclib/query.h"
-#include "musiclib/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
+#include "support/statement.h"
 #include "varn/base.h"
 #include "varn/handles.h"
+#include "varn/number.h"
 
 namespace Tonvale::musiclib {
 
@@ -58,7 +58,7 @@ varn::Text Statement(const Request &request) {
                                      view.table.c_str(), where.c_str(), grouping.c_str(),
                                      order.c_str()));
     if (!statement) {
-        LogFailedText();
+        support::LogFailedText(kSource);
     }
     return statement;
 }
@@ -96,9 +96,9 @@ MEDIA_DB_HANDLE *AudioInfoDBOpen(const char *library, uid_t uid, int tableType, 
 }
 
 int64_t VARNPageTotalRowCount(const MEDIA_DB_HANDLE *handle) noexcept {
-    const char *count =
-        handle != nullptr ? VARNDBFetchField(handle->result, 0, "result_count") : nullptr;
-    return std::strtoll(count != nullptr ? count : "", nullptr, 10);
+    return handle != nullptr ? varn::LeadingNumber<int64_t>(
+                                   varn::Row(handle->result, 0).TextIfAny("result_count"))
+                             : 0;
 }
 
 void AudioInfoDBClose(MEDIA_DB_HANDLE *handle) noexcept {

@@ -3,8 +3,8 @@
 #include <cstdint>
 #include <new>
 
-#include "musiclib/source.h"
 #include "support/log.h"
+#include "support/statement.h"
 #include "varn/base.h"
 
 namespace Tonvale::musiclib {
@@ -18,12 +18,8 @@ MediaHandle NewHandle(int tableType) {
 }
 
 bool Connect(MEDIA_DB_HANDLE &handle) {
-    handle.conn = AudioInfoDBConnect();
-    if (handle.conn == nullptr) {
-        LOG_ERROR(kSource, "Failed to connect to database");
-        return false;
-    }
-    return true;
+    handle.conn = support::Connect(kSource).release();
+    return handle.conn != nullptr;
 }
 
 bool BuildTableOrLog(const Source &source, const JoinFlags &flags, GenreRows genres,
@@ -58,7 +54,7 @@ MediaHandle RunPage(MediaHandle handle, const char *statement, int offset, int l
         limit < 0 ? VARNDBExecute(handle->conn, statement, &handle->result)
                   : VARNDBSelectLimit(handle->conn, statement, limit, offset, &handle->result);
     if (rows == -1) {
-        LogFailedStatement(statement, *handle);
+        support::LogFailedStatement(kSource, handle->conn, statement);
         return nullptr;
     }
     handle->rowCount = VARNDBNumRows(handle->result);
@@ -77,15 +73,6 @@ bool ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out) {
 
 std::string Clause(const char *keyword, const char *text) {
     return NonEmptyStr(text) ? std::string(keyword) + " " + text : std::string();
-}
-
-void LogFailedText() {
-    LOG_ERROR(kSource, "Failed to VLIBCStrGet() [0x%04X %s:%d]", VLIBCErrGet(), VLIBCErrFile(),
-              VLIBCErrLine());
-}
-
-void LogFailedStatement(const char *statement, const MEDIA_DB_HANDLE &handle) {
-    LOG_ERROR(kSource, "Failed to exec [%s] (%s)", statement, VARNDBErrorGet(handle.conn));
 }
 
 }  // namespace Tonvale::musiclib

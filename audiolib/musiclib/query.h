@@ -3,7 +3,9 @@
 
 #include <string>
 
+#include "musiclib/source.h"
 #include "musiclib/track_view.h"
+#include "support/boundary.h"
 #include "support/song_list.h"
 #include "tonvale/library.h"
 
@@ -33,11 +35,27 @@ MediaHandle RunPage(MediaHandle handle, const char *statement, int offset, int l
 // would be too long for the memory.
 bool ReadSongs(MEDIA_DB_HANDLE &rows, support::SongList &out);
 
+// The frame of the exported calls that list songs: logs bad arguments, runs `read`, which fills a
+// list and tells whether it could, and hands the list over. Returns the number of songs, or -1 with
+// *listOut null.
+template <typename Read>
+int ListSongs(bool areGood, PLAYLIST_REC **listOut, const Read &read,
+              int line = __builtin_LINE()) noexcept {
+    if (listOut != nullptr) {
+        *listOut = nullptr;
+    }
+    if (!areGood || listOut == nullptr) {
+        support::LogLine(errno, "%s:%d Bad parameter.", kSource, line);
+        return -1;
+    }
+    const auto list = [&] {
+        support::SongList songs(kSource);
+        return read(songs) ? songs.Release(listOut) : -1;
+    };
+    return support::Guarded(kSource, -1, list, line);
+}
+
 // "KEYWORD text", or "" for a null or empty text.
 std::string Clause(const char *keyword, const char *text);
-
-// Logs a failed string build, or a failed statement with the server's words.
-void LogFailedText();
-void LogFailedStatement(const char *statement, const MEDIA_DB_HANDLE &handle);
 
 }  // namespace Tonvale::musiclib

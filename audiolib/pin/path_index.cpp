@@ -27,22 +27,19 @@ void PathIndex::Want(const Place &place, const std::string &path) {
 std::optional<PathIndex::Rows> PathIndex::Read(const Place &place, const std::string &list) {
     DBConnect_tag *const conn = database_.Get();
     musiclib::TableText view;
-    varn::Result result;
+    std::optional<varn::Rows> read;
     if (conn == nullptr ||
         !musiclib::BuildTableOrLog({place.library.c_str(), uid_, place.table}, {},
                                    musiclib::GenreRows::kJoined, view) ||
-        !support::Execute(
-            kSource, conn,
-            "SELECT id, path, title FROM " + view.table + " WHERE path IN (" + list + ")",
-            &result)) {
+        !(read = support::Execute(
+              kSource, conn,
+              "SELECT id, path, title FROM " + view.table + " WHERE path IN (" + list + ")"))) {
         LOG_ERROR(kSource, "Failed to open media database.");
         return std::nullopt;
     }
     Rows rows;
-    while (const auto row = support::NextRow(result)) {
-        rows.try_emplace(
-            support::Field(result, *row, "path"),
-            Row{support::Field(result, *row, "id"), support::Field(result, *row, "title")});
+    for (const varn::Row row : *read) {
+        rows.try_emplace(row.Text("path"), Row{row.Text("id"), row.Text("title")});
     }
     return rows;
 }

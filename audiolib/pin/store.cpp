@@ -9,8 +9,8 @@
 #include "pin/source.h"
 #include "support/log.h"
 #include "support/statement.h"
-#include "tonvale/library.h"
 #include "tonvale/pins.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
@@ -19,26 +19,18 @@ namespace {
 
 using pin::kSource;
 using pin::Operation;
-using support::Field;
 
-constexpr char kCountOfUser[] = "SELECT COUNT(id) FROM pin WHERE user_id = %d";
 constexpr char kById[] = "SELECT * FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
 constexpr char kByView[] =
     "SELECT * FROM pin WHERE user_id = @VARN:INT AND type = '@VARN:VAR' AND criteria = "
     "'@VARN:VAR'";
-constexpr char kPage[] = "SELECT * FROM pin WHERE user_id = %d ORDER BY sort_key OFFSET %d %s";
-constexpr char kLastKey[] = "SELECT MAX(sort_key) FROM pin WHERE user_id = @VARN:INT";
+constexpr char kPage[] =
+    "SELECT * FROM pin WHERE user_id = @VARN:INT ORDER BY sort_key OFFSET @VARN:INT @VARN:NEVAR";
 constexpr char kInsert[] =
     "INSERT INTO pin (user_id, type, name, criteria, sort_key) VALUES (@VARN:INT, '@VARN:VAR', "
     "'@VARN:VAR', '@VARN:VAR', @VARN:INT)";
-constexpr char kDelete[] = "DELETE FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
 constexpr char kRename[] =
     "UPDATE pin SET name = '@VARN:VAR' WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
-
-// A statement of numbers and fixed words.
-std::optional<std::string> Formatted(const varn::Text &text) {
-    return text ? std::optional<std::string>(text.get()) : std::nullopt;
-}
 
 // The compact writer and the lenient reader set the form in which criteria are stored and compared.
 #pragma GCC diagnostic push
@@ -63,20 +55,20 @@ Json::Value ParsedCriteria(const std::string &text) {
 
 #pragma GCC diagnostic pop
 
-PinData ReadRow(const varn::Result &rows, int row) {
+PinData ReadRow(const varn::Row &row) {
     PinData pin;
-    pin.id = Field(rows, row, "id");
-    pin.type = Field(rows, row, "type");
-    pin.name = Field(rows, row, "name");
-    pin.user_id = static_cast<int>(support::NumberField(rows, row, "user_id"));
-    pin.sort_key = static_cast<int>(support::NumberField(rows, row, "sort_key"));
-    pin.criteria = ParsedCriteria(Field(rows, row, "criteria"));
+    pin.id = row.Text("id");
+    pin.type = row.Text("type");
+    pin.name = row.Text("name");
+    pin.user_id = static_cast<int>(row.Number("user_id"));
+    pin.sort_key = static_cast<int>(row.Number("sort_key"));
+    pin.criteria = ParsedCriteria(row.Text("criteria"));
     return pin;
 }
 
-bool Query(DBConnect_tag *conn, const std::optional<std::string> &statement, varn::Result *rows,
-           int line) {
-    return conn != nullptr && support::Execute(kSource, conn, statement, rows, line);
+std::optional<varn::Rows> Query(DBConnect_tag *conn, const std::optional<std::string> &statement,
+                                int line) {
+    return conn != nullptr ? support::Execute(kSource, conn, statement, line) : std::nullopt;
 }
 
 }  // namespace
@@ -116,29 +108,28 @@ bool PinManager::Fail(int code) {
 }
 
 bool PinManager::Run(const std::optional<std::string> &statement, int line) {
-    return Query(Get(), statement, nullptr, line) || Fail(PIN_ERROR_DATABASE);
+    return Query(Get(), statement, line) || Fail(PIN_ERROR_DATABASE);
 }
 
 bool PinManager::ReadStored(const std::optional<std::string> &statement, std::vector<PinData> &pins,
                             int line) {
-    varn::Result rows;
-    if (!Query(Get(), statement, &rows, line)) {
+    const auto rows = Query(Get(), statement, line);
+    if (!rows) {
         return Fail(PIN_ERROR_DATABASE);
     }
-    while (const auto row = support::NextRow(rows)) {
-        pins.push_back(ReadRow(rows, *row));
+    for (const varn::Row row : *rows) {
+        pins.push_back(ReadRow(row));
     }
     return true;
 }
 
 bool PinManager::ReadNumber(const std::optional<std::string> &statement, const char *column,
                             int &number, int line) {
-    varn::Result rows;
-    if (!Query(Get(), statement, &rows, line)) {
+    const auto rows = Query(Get(), statement, line);
+    if (!rows) {
         return Fail(PIN_ERROR_DATABASE);
     }
-    const auto row = support::NextRow(rows);
-    number = row ? static_cast<int>(support::NumberField(rows, *row, column)) : 0;
+    number = varn::LeadingNumber<int>((*rows)[0].Text(column));  // 0 for the largest of none
     return true;
 }
 
@@ -157,9 +148,12 @@ bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &o
 
 int PinManager::GetPinTotalByUser() noexcept {
     return Operation(*this, -1, [&] {
-        const varn::Text statement(VLIBCStrGet(kCountOfUser, static_cast<int>(uid_)));
         int total = 0;
-        return ReadNumber(Formatted(statement), "count", total) ? total : -1;
+        return ReadNumber(varn::Sql("SELECT COUNT(id) FROM pin WHERE user_id = @VARN:INT",
+                                    static_cast<int>(uid_)),
+                          "count", total)
+                   ? total
+                   : -1;
     });
 }
 
@@ -177,9 +171,7 @@ bool PinManager::GetPinByUserTypeCriteria(const std::string &type, const std::st
 
 bool PinManager::ReadPage(int offset, int limit, std::vector<PinData> &pins) {
     const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
-    const varn::Text statement(
-        VLIBCStrGet(kPage, static_cast<int>(uid_), offset, limitClause.c_str()));
-    return ReadStored(Formatted(statement), pins);
+    return ReadStored(varn::Sql(kPage, static_cast<int>(uid_), offset, limitClause), pins);
 }
 
 bool PinManager::ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept {
@@ -219,7 +211,8 @@ bool PinManager::Insert(const std::string &type, const std::string &name,
                         const std::string &criteria) {
     const int user = static_cast<int>(uid_);
     int last = 0;
-    if (!ReadNumber(varn::Sql(kLastKey, user), "max", last)) {
+    if (!ReadNumber(varn::Sql("SELECT MAX(sort_key) FROM pin WHERE user_id = @VARN:INT", user),
+                    "max", last)) {
         return false;
     }
     if (last == INT_MAX) {
@@ -254,7 +247,9 @@ bool PinManager::Pin(const std::string &type, const Json::Value &criteria, const
 bool PinManager::Unpin(const std::string &id) noexcept {
     return Operation(*this, false, [&] {
         PinData pin;
-        return GetPinByUserId(id, pin) && Run(varn::Sql(kDelete, static_cast<int>(uid_), id));
+        return GetPinByUserId(id, pin) &&
+               Run(varn::Sql("DELETE FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'",
+                             static_cast<int>(uid_), id));
     });
 }
 

@@ -3,9 +3,8 @@
 #include "playlist/source.h"
 #include "support/log.h"
 #include "support/statement.h"
-#include "tonvale/library.h"
+#include "support/virtual_name.h"
 #include "tonvale/playlists.h"
-#include "varn/handles.h"
 
 namespace Tonvale::playlist {
 
@@ -15,14 +14,12 @@ constexpr char kSelect[] = "SELECT path, is_virtual, track FROM track WHERE ";
 
 bool AddNames(DBConnect_tag *conn, const std::string &condition,
               std::unordered_set<std::string> &names) {
-    varn::Result rows;
-    if (!support::Execute(kSource, conn, kSelect + condition, &rows)) {
+    const auto rows = support::Execute(kSource, conn, kSelect + condition);
+    if (!rows) {
         return false;
     }
-    while (const auto row = support::NextRow(rows)) {
-        const bool isVirtual = support::Field(rows, *row, "is_virtual") == "t";
-        names.insert(support::Field(rows, *row, "path") +
-                     (isVirtual ? "_" + support::Field(rows, *row, "track") : ""));
+    for (const varn::Row row : *rows) {
+        names.insert(support::NameInPlaylist(row));
     }
     return true;
 }
@@ -43,9 +40,8 @@ std::optional<std::unordered_set<std::string>> KnownSongs(const VLIBSZLIST *name
     if (real.empty() && virtualSongs.empty()) {
         return known;
     }
-    const varn::Connection conn(AudioInfoDBConnect());
+    const varn::Connection conn = support::Connect(kSource);
     if (!conn) {
-        LOG_ERROR(kSource, "Failed to connect to database");
         return std::nullopt;
     }
     for (const std::string &condition : {real, virtualSongs}) {

@@ -3,7 +3,6 @@
 #include "sharing/sharing.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/statement.h"
 #include "tonvale/sharing.h"
 #include "varn/sql.h"
 
@@ -13,15 +12,11 @@ namespace {
 
 using sharing::kNoUser;
 using sharing::kSource;
-using support::Field;
 using support::Guarded;
 
 constexpr char kOfUser[] =
     "SELECT id, playlist_id, path, avail_date, exp_date FROM playlist_sharing WHERE user_id = "
     "@VARN:INT";
-constexpr char kPlaylistByPath[] = "SELECT id FROM playlist WHERE path = '@VARN:VAR'";
-constexpr char kNewPlaylistId[] =
-    "UPDATE playlist_sharing SET playlist_id = '@VARN:VAR'WHERE path = '@VARN:VAR'";
 
 constexpr char kSharedNormal[] = "playlist_shared_normal";
 
@@ -51,18 +46,17 @@ bool SharingManager::PrepareSharingCache(unsigned int uid) noexcept {
         if (!IsUserAllowSharing(uid)) {
             return true;
         }
-        varn::Result rows;
-        if (!Connected() ||
-            !support::Execute(kSource, conn_, varn::Sql(kOfUser, static_cast<int>(uid)), &rows)) {
+        const auto rows = Run(varn::Sql(kOfUser, static_cast<int>(uid)));
+        if (!rows) {
             return false;
         }
         cache_ = Json::Value(Json::objectValue);
-        while (const auto row = support::NextRow(rows)) {
-            Json::Value &entry = cache_[Field(rows, *row, "playlist_id")];
-            entry["id"] = Field(rows, *row, "id");
-            entry["path"] = Field(rows, *row, "path");
-            entry["date_available"] = Field(rows, *row, "avail_date");
-            entry["date_expired"] = Field(rows, *row, "exp_date");
+        for (const varn::Row row : *rows) {
+            Json::Value &entry = cache_[row.Text("playlist_id")];
+            entry["id"] = row.Text("id");
+            entry["path"] = row.Text("path");
+            entry["date_available"] = row.Text("avail_date");
+            entry["date_expired"] = row.Text("exp_date");
         }
         return true;
     });
@@ -115,23 +109,19 @@ bool SharingManager::CheckAndUpdateRecord(const std::string &playlistId,
         if (playlistId.empty() || path.empty() || !IsSharedNormal(playlistId)) {
             return false;
         }
-        varn::Result rows;
-        if (!Connected() ||
-            !support::Execute(kSource, conn_, varn::Sql(kPlaylistByPath, path), &rows)) {
-            return false;
+        const auto rows = Run(varn::Sql("SELECT id FROM playlist WHERE path = '@VARN:VAR'", path));
+        if (rows && rows->Count() > 0) {
+            UpdatePlsId(std::string(kSharedNormal) + "/" + (*rows)[0].Text("id"), path);
         }
-        if (const auto row = support::NextRow(rows)) {
-            UpdatePlsId(std::string(kSharedNormal) + "/" + Field(rows, *row, "id"), path);
-        }
-        return true;
+        return rows.has_value();
     });
 }
 
 bool SharingManager::UpdatePlsId(const std::string &playlistId, const std::string &path) noexcept {
     return Guarded(kSource, false, [&] {
-        if (Connected()) {
-            support::Execute(kSource, conn_, varn::Sql(kNewPlaylistId, playlistId, path));
-        }
+        Run(varn::Sql(
+            "UPDATE playlist_sharing SET playlist_id = '@VARN:VAR'WHERE path = '@VARN:VAR'",
+            playlistId, path));
         return false;
     });
 }

@@ -1,7 +1,6 @@
 #include "sharing/sharing.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/statement.h"
 #include "tonvale/sharing.h"
 #include "varn/sql.h"
 
@@ -17,10 +16,6 @@ constexpr char kNormalRenamed[] =
     "'@VARN:VAR'";
 constexpr char kSmartRenamed[] =
     "UPDATE playlist_sharing SET playlist_id = '@VARN:VAR' WHERE playlist_id = '@VARN:VAR'";
-constexpr char kDeleted[] = "DELETE FROM playlist_sharing WHERE playlist_id = '@VARN:VAR'";
-constexpr char kPersonalLibrariesChanged[] =
-    "DELETE FROM playlist_sharing WHERE playlist_id LIKE 'playlist_personal_normal/%'";
-constexpr char kPrivilegeLost[] = "DELETE FROM playlist_sharing WHERE user_id = @VARN:INT";
 
 bool Given(bool good) {
     if (!good) {
@@ -35,38 +30,39 @@ bool SharingManager::HandleNormalPlaylistRename(std::string newPlaylistId, std::
                                                 std::string oldPath) noexcept {
     return Guarded(kSource, false, [&] {
         return Given(!newPlaylistId.empty() && !newPath.empty() && !oldPath.empty()) &&
-               Connected() &&
-               support::Execute(kSource, conn_,
-                                varn::Sql(kNormalRenamed, newPlaylistId, newPath, oldPath));
+               Run(varn::Sql(kNormalRenamed, newPlaylistId, newPath, oldPath));
     });
 }
 
 bool SharingManager::HandleSmartPlaylistRename(std::string newPlaylistId,
                                                std::string oldPlaylistId) noexcept {
     return Guarded(kSource, false, [&] {
-        return Given(!newPlaylistId.empty() && !oldPlaylistId.empty()) && Connected() &&
-               support::Execute(kSource, conn_,
-                                varn::Sql(kSmartRenamed, newPlaylistId, oldPlaylistId));
+        return Given(!newPlaylistId.empty() && !oldPlaylistId.empty()) &&
+               Run(varn::Sql(kSmartRenamed, newPlaylistId, oldPlaylistId));
     });
 }
 
 bool SharingManager::HandlePlaylistDelete(std::string playlistId) noexcept {
     return Guarded(kSource, false, [&] {
-        return Given(!playlistId.empty()) && Connected() &&
-               support::Execute(kSource, conn_, varn::Sql(kDeleted, playlistId));
+        return Given(!playlistId.empty()) &&
+               Run(varn::Sql("DELETE FROM playlist_sharing WHERE playlist_id = '@VARN:VAR'",
+                             playlistId));
     });
 }
 
 bool SharingManager::HandlePersonalLibChange() noexcept {
     return Guarded(kSource, false, [&] {
-        return Connected() && support::Execute(kSource, conn_, kPersonalLibrariesChanged);
+        return Run("DELETE FROM playlist_sharing WHERE playlist_id LIKE "
+                   "'playlist_personal_normal/%'")
+            .has_value();
     });
 }
 
 bool SharingManager::HandleDeleteUserPrivilege(unsigned int uid) noexcept {
     return Guarded(kSource, false, [&] {
-        return Given(uid != sharing::kNoUser) && Connected() &&
-               support::Execute(kSource, conn_, varn::Sql(kPrivilegeLost, static_cast<int>(uid)));
+        return Given(uid != sharing::kNoUser) &&
+               Run(varn::Sql("DELETE FROM playlist_sharing WHERE user_id = @VARN:INT",
+                             static_cast<int>(uid)));
     });
 }
 

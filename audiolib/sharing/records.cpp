@@ -4,7 +4,6 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/statement.h"
-#include "tonvale/library.h"
 #include "tonvale/settings.h"
 #include "tonvale/sharing.h"
 #include "varn/sql.h"
@@ -15,7 +14,6 @@ namespace {
 
 using sharing::kNoUser;
 using sharing::kSource;
-using support::Field;
 using support::Guarded;
 
 constexpr unsigned kSharingPermission = 0x20;
@@ -55,12 +53,12 @@ void DefaultDates(SharingData &rec) {
 }
 
 // The row's columns that every look-up selects.
-void ReadRow(const varn::Result &rows, int row, SharingData &rec) {
-    rec.id = Field(rows, row, "id");
-    rec.avail_date = Field(rows, row, "avail_date");
-    rec.exp_date = Field(rows, row, "exp_date");
-    rec.path = Field(rows, row, "path");
-    rec.user_name = Field(rows, row, "user_name");
+void ReadRow(const varn::Row &row, SharingData &rec) {
+    rec.id = row.Text("id");
+    rec.avail_date = row.Text("avail_date");
+    rec.exp_date = row.Text("exp_date");
+    rec.path = row.Text("path");
+    rec.user_name = row.Text("user_name");
     rec.status = sharing::Status(rec.avail_date, rec.exp_date);
 }
 
@@ -88,12 +86,14 @@ bool SharingManager::GetDBConnection(DBConnect_tag *&out) noexcept {
 
 bool SharingManager::Connected() {
     if (conn_ == nullptr) {
-        conn_ = AudioInfoDBConnect();
-    }
-    if (conn_ == nullptr) {
-        LOG_ERROR(kSource, "Failed to connect to database");
+        conn_ = support::Connect(kSource).release();
     }
     return conn_ != nullptr;
+}
+
+std::optional<varn::Rows> SharingManager::Run(const std::optional<std::string> &statement,
+                                              int line) {
+    return Connected() ? support::Execute(kSource, conn_, statement, line) : std::nullopt;
 }
 
 bool SharingManager::IsUserAllowSharing(const unsigned int &uid) noexcept {
@@ -113,11 +113,8 @@ bool SharingManager::CheckSharingIdExist(std::string id) noexcept {
             LOG_ERROR(kSource, "Bad parameter.");
             return true;
         }
-        varn::Result rows;
-        if (!Connected() || !support::Execute(kSource, conn_, varn::Sql(kIdInUse, id), &rows)) {
-            return true;
-        }
-        return !support::NextRow(rows);
+        const auto rows = Run(varn::Sql(kIdInUse, id));
+        return !rows || rows->Count() == 0;
     });
 }
 
@@ -130,11 +127,8 @@ bool SharingManager::AddSharingRecord(SharingData &rec) noexcept {
         if (rec.id.empty()) {
             rec.id = GetSharingHashString();
         }
-        if (!Connected() ||
-            !support::Execute(
-                kSource, conn_,
-                varn::Sql(kInsert, rec.id, static_cast<int>(rec.user_id), rec.user_name,
-                          rec.playlist_id, rec.path, rec.avail_date, rec.exp_date, rec.status))) {
+        if (!Run(varn::Sql(kInsert, rec.id, static_cast<int>(rec.user_id), rec.user_name,
+                           rec.playlist_id, rec.path, rec.avail_date, rec.exp_date, rec.status))) {
             return false;
         }
         rec.status = sharing::Status(rec.avail_date, rec.exp_date);
@@ -149,10 +143,8 @@ bool SharingManager::UpdateSharingRecord(SharingData &rec) noexcept {
         }
         DefaultDates(rec);
         rec.status.clear();  // the stored one is of no account: readers look at the dates
-        if (!Connected() ||
-            !support::Execute(kSource, conn_,
-                              varn::Sql(kUpdate, rec.avail_date, rec.exp_date, rec.status,
-                                        static_cast<int>(rec.user_id), rec.playlist_id))) {
+        if (!Run(varn::Sql(kUpdate, rec.avail_date, rec.exp_date, rec.status,
+                           static_cast<int>(rec.user_id), rec.playlist_id))) {
             return false;
         }
         rec.status = sharing::Status(rec.avail_date, rec.exp_date);
@@ -162,9 +154,8 @@ bool SharingManager::UpdateSharingRecord(SharingData &rec) noexcept {
 
 bool SharingManager::DeleteSharingRecord(SharingData &rec) noexcept {
     return Guarded(kSource, false, [&] {
-        if (!NamesPlaylist(rec) || !Connected() ||
-            !support::Execute(kSource, conn_,
-                              varn::Sql(kDelete, static_cast<int>(rec.user_id), rec.playlist_id))) {
+        if (!NamesPlaylist(rec) ||
+            !Run(varn::Sql(kDelete, static_cast<int>(rec.user_id), rec.playlist_id))) {
             return false;
         }
         rec.id.clear();
@@ -186,23 +177,23 @@ SharingManager::Lookup SharingManager::FindRecord(SharingData &rec) {
     const auto statement =
         byId ? varn::Sql(kById, rec.id)
              : varn::Sql(kByOwner, static_cast<int>(rec.user_id), rec.playlist_id);
-    varn::Result rows;
-    if (!Connected() || !support::Execute(kSource, conn_, statement, &rows)) {
+    const auto rows = Run(statement);
+    if (!rows) {
         return Lookup::kFailed;
     }
-    const auto row = support::NextRow(rows);
-    if (!row) {
+    if (rows->Count() == 0) {
         return Lookup::kNone;
     }
+    const varn::Row row = (*rows)[0];
     if (byId) {
-        const auto owner = static_cast<uint32_t>(support::NumberField(rows, *row, "user_id"));
+        const auto owner = static_cast<uint32_t>(row.Number("user_id"));
         if (!IsUserAllowSharing(owner)) {
             return Lookup::kFailed;
         }
         rec.user_id = owner;
-        rec.playlist_id = Field(rows, *row, "playlist_id");
+        rec.playlist_id = row.Text("playlist_id");
     }
-    ReadRow(rows, *row, rec);
+    ReadRow(row, rec);
     CheckAndUpdateRecord(rec.playlist_id, rec.path);
     return Lookup::kFound;
 }

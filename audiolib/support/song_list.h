@@ -36,6 +36,12 @@ class SongList {
         size_ = 0;
         return head_.release();
     }
+    // The same into *out; the number of songs.
+    int Release(PLAYLIST_REC **out) {
+        const int size = size_;
+        *out = Release();
+        return size;
+    }
 
   private:
     const char *source_;

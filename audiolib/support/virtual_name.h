@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "varn/mediaindex.h"
+#include "varn/database.h"
 
 namespace Tonvale::support {
 
@@ -19,6 +19,12 @@ inline std::string NameInPlaylist(const VARN_MEDIA_INFO &song) {
         name += "_" + std::to_string(song.virtual_track);
     }
     return name;
+}
+
+// The same of a row of the tracks, with "path", "is_virtual" and "track".
+inline std::string NameInPlaylist(const varn::Row &row) {
+    const std::string path = row.Text("path");
+    return *row.Text("is_virtual") == 't' ? path + "_" + row.Text("track") : path;
 }
 
 }  // namespace Tonvale::support

@@ -7,6 +7,7 @@
 
 #include "support/boundary.h"
 #include "support/log.h"
+#include "support/statement.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 #include "varn/handles.h"
@@ -14,7 +15,7 @@
 
 namespace {
 
-using Tonvale::support::Guarded;
+namespace support = Tonvale::support;
 
 using Tonvale::webapi_utils::kSource;
 
@@ -43,12 +44,8 @@ Tonvale::MediaHandle OpenDatabase() {
         LOG_ERROR(kSource, "Failed to malloc.");
         return nullptr;
     }
-    database->conn = AudioInfoDBConnect();
-    if (database->conn == nullptr) {
-        LOG_ERROR(kSource, "Failed to connect to database");
-        return nullptr;
-    }
-    return database;
+    database->conn = support::Connect(kSource).release();
+    return database->conn != nullptr ? std::move(database) : nullptr;
 }
 
 // What fails is logged there; the table has the rating. Anybody who may read the files can keep
@@ -84,5 +81,5 @@ int VARNAudioWebapiSetSongRating(unsigned uid, const std::vector<std::string> &i
     if (identifiers.empty() || uid == kNoUser || star > kMostStars) {
         return 0;
     }
-    return Guarded(kSource, 0, [&] { return SetRating(uid, identifiers, star); });
+    return support::Guarded(kSource, 0, [&] { return SetRating(uid, identifiers, star); });
 }

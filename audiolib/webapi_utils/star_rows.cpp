@@ -1,16 +1,13 @@
 // Ratings in the library database.
 #include <algorithm>
-#include <cstring>
 #include <optional>
 #include <string>
-#include <string_view>
 
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/statement.h"
+#include "support/virtual_name.h"
 #include "tonvale/webapi.h"
-#include "varn/db.h"
-#include "varn/handles.h"
 #include "varn/sql.h"
 #include "webapi_utils/source.h"
 
@@ -27,7 +24,6 @@ constexpr char kSelect[] =
 constexpr char kUpdate[] =
     "UPDATE rating_track SET star = @VARN:INT WHERE userid = @VARN:INT AND track IN ( @VARN:NEVAR "
     ")";
-constexpr char kInsert[] = "INSERT INTO rating_track(userid, track, star) VALUES @VARN:NEVAR";
 
 // Before the rows are read: the indexer, which locks the table while it gives songs other ids,
 // would otherwise do so between the reading and the writing.
@@ -48,10 +44,10 @@ struct List {
 };
 
 // What the songs' rows tell: which of them have a rating of this user already.
-struct Rows {
-    List rated;  // ids
-    List added;  // "(uid, id, star)" groups
-    std::vector<std::string> paths;
+struct Found {
+    List rated;                      // ids
+    List added;                      // "(uid, id, star)" groups
+    std::vector<std::string> names;  // as playlists have them
 };
 
 std::string Joined(const std::vector<std::string> &items) {
@@ -66,106 +62,71 @@ bool IsNumber(const std::string &text) {
     return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
-void AddRow(const VARNDB_RESULT *result, int row, const Rating &rating, Rows &rows) {
-    const char *star = VARNDBFetchField(result, row, "star");
-    const char *id = VARNDBFetchField(result, row, "id");
-    const char *path = VARNDBFetchField(result, row, "path");
-    const char *track = VARNDBFetchField(result, row, "track");
-    const char *isVirtual = VARNDBFetchField(result, row, "is_virtual");
-    if (star == nullptr || id == nullptr || path == nullptr || track == nullptr ||
-        isVirtual == nullptr) {
-        return;
-    }
-    if (*star != '\0') {
-        rows.rated.Append(id);
+void AddRow(const varn::Row &row, const Rating &rating, Found &found) {
+    const std::string id = row.Text("id");
+    if (*row.Text("star") != '\0') {
+        found.rated.Append(id);
     } else {
-        rows.added.Append("(" + std::to_string(rating.uid) + ", " + id + ", " +
-                          std::to_string(rating.star) + ")");
+        found.added.Append("(" + std::to_string(rating.uid) + ", " + id + ", " +
+                           std::to_string(rating.star) + ")");
     }
-    const bool hasVirtualName = std::strchr(isVirtual, 't') != nullptr;
-    rows.paths.push_back(hasVirtualName ? std::string(path) + "_" + track : path);
+    found.names.push_back(support::NameInPlaylist(row));
 }
-
-bool ReadRows(MEDIA_DB_HANDLE &database, const std::vector<std::string> &numbers,
-              const Rating &rating, Rows &rows) {
-    varn::Result result;
-    if (!support::Execute(kSource, database.conn, varn::Sql(kSelect, rating.uid, Joined(numbers)),
-                          &result)) {
-        return false;
-    }
-    while (const auto row = support::NextRow(result)) {
-        AddRow(result.get(), *row, rating, rows);
-    }
-    return true;
-}
-
-// What is written takes effect all at once, or not at all.
-class Transaction {
-  public:
-    explicit Transaction(MEDIA_DB_HANDLE &database) : database_(database), isOpen_(Run("BEGIN")) {}
-    ~Transaction() {
-        if (isOpen_) {
-            Run("ROLLBACK");
-        }
-    }
-    Transaction(const Transaction &) = delete;
-    Transaction &operator=(const Transaction &) = delete;
-
-    explicit operator bool() const { return isOpen_; }
-    bool Commit() {
-        isOpen_ = !Run("COMMIT");
-        return !isOpen_;
-    }
-
-  private:
-    bool Run(const char *statement) { return support::Execute(kSource, database_.conn, statement); }
-
-    MEDIA_DB_HANDLE &database_;
-    bool isOpen_;
-};
 
 // Fewer rows are written than meant when some of them went after they were read.
-bool WriteRows(MEDIA_DB_HANDLE &database, const Rows &rows, const Rating &rating) {
-    const auto writes = [&](const std::optional<std::string> &statement, int meant) {
-        const auto written = support::Write(kSource, database.conn, statement);
-        if (written && *written != meant) {
-            LOG_ERROR(kSource, "Rated %d songs instead of %d", *written, meant);
+bool WriteRows(DBConnect_tag *conn, const Found &found, const Rating &rating) {
+    const auto writes = [conn](const std::optional<std::string> &statement, int meant) {
+        const auto written = support::Execute(kSource, conn, statement);
+        if (written && written->Count() != meant) {
+            LOG_ERROR(kSource, "Rated %d songs instead of %d", written->Count(), meant);
         }
-        return written == meant;
+        return written && written->Count() == meant;
     };
-    const auto &[rated, added, paths] = rows;
+    const auto &[rated, added, names] = found;
     return (rated.count == 0 ||
             writes(varn::Sql(kUpdate, rating.star, rating.uid, rated.text), rated.count)) &&
-           (added.count == 0 || writes(varn::Sql(kInsert, added.text), added.count));
+           (added.count == 0 ||
+            writes(varn::Sql("INSERT INTO rating_track(userid, track, star) VALUES @VARN:NEVAR",
+                             added.text),
+                   added.count));
 }
 
 enum class Saved { kYes, kNo, kRefused };
 
-Saved SaveOnce(const std::vector<std::string> &numbers, MEDIA_DB_HANDLE &database,
-               const Rating &rating, std::vector<std::string> &paths) {
-    Transaction transaction(database);
-    Rows rows;
-    if (!transaction || !support::Execute(kSource, database.conn, kLock) ||
-        !ReadRows(database, numbers, rating, rows)) {
+Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, const Rating &rating,
+               std::vector<std::string> &paths) {
+    varn::Transaction transaction([conn](const char *statement) {
+        return support::Execute(kSource, conn, statement).has_value();
+    });
+    if (!transaction || !support::Execute(kSource, conn, kLock)) {
         return Saved::kNo;
     }
-    if (!WriteRows(database, rows, rating)) {
+    const auto rows =
+        support::Execute(kSource, conn, varn::Sql(kSelect, rating.uid, Joined(numbers)));
+    if (!rows) {
+        return Saved::kNo;
+    }
+    Found found;
+    for (const varn::Row row : *rows) {
+        AddRow(row, rating, found);
+    }
+    if (!WriteRows(conn, found, rating)) {
         return Saved::kRefused;
     }
     if (!transaction.Commit()) {
         return Saved::kNo;
     }
-    paths = std::move(rows.paths);
+    paths = std::move(found.names);
     return Saved::kYes;
 }
 
 // Of two first ratings of a song at once the later one finds a row where it read none, and that of
 // a song that is deleted meanwhile none where it read one. It reads again, once.
 bool SaveStars(const std::vector<std::string> &numbers, std::vector<std::string> &paths,
-               MEDIA_DB_HANDLE &database, const Rating &rating) {
-    Saved saved = SaveOnce(numbers, database, rating, paths);
+               DBConnect_tag *conn, const Rating &rating) {
+    Saved saved = SaveOnce(numbers, conn, rating, paths);
     if (saved == Saved::kRefused) {
-        saved = SaveOnce(numbers, database, rating, paths);
+        saved = SaveOnce(numbers, conn, rating, paths);
     }
     return saved == Saved::kYes;
 }
@@ -183,6 +144,6 @@ int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
     }
     return support::Guarded(kSource, 0, [&] {
         const Rating rating = {static_cast<int>(uid), static_cast<int>(star)};
-        return SaveStars(numbers, paths, *database, rating) ? 1 : 0;
+        return SaveStars(numbers, paths, database->conn, rating) ? 1 : 0;
     });
 }

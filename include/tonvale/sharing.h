@@ -19,10 +19,11 @@
 #include <sys/types.h>
 
 #include <cstdint>
+#include <optional>
 #include <string>
 
 #include "tonvale/export.h"
-#include "varn/db.h"
+#include "varn/database.h"
 
 namespace Tonvale {
 
@@ -187,6 +188,9 @@ class TONVALE_EXPORT SharingManager {
     enum class Lookup { kFound, kNone, kFailed };
 
     bool Connected();
+    // Runs a statement over the connection; nothing, with a log line, when that failed.
+    std::optional<varn::Rows> Run(const std::optional<std::string> &statement,
+                                  int line = __builtin_LINE());
     // Fills `rec` as GetSharingRecord does, and tells a link that is not there from one that could
     // not be asked for or may not be shown.
     Lookup FindRecord(SharingData &rec);
