@@ -19,6 +19,16 @@ struct Library {
 // True, with a log line, for a null kind or the user id that means nobody.
 bool IsBad(const Library &library);
 
+// The frame of the exported calls: what `body` makes of a good library; `failure` for a bad one, or
+// when `body` throws.
+template <typename Result, typename Body>
+Result Answer(const Library &library, Result failure, const Body &body,
+              int line = __builtin_LINE()) noexcept {
+    return IsBad(library) ? failure
+                          : support::Guarded(
+                                kSource, failure, [&] { return body(library); }, line);
+}
+
 // The track view with the given side tables and those that one of the texts names (null: none), a
 // row for each genre of a track where genres are joined. False, with a log line, when there is no
 // such view.

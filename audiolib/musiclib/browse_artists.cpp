@@ -1,8 +1,6 @@
 #include <string_view>
 
 #include "musiclib/browse.h"
-#include "musiclib/source.h"
-#include "support/boundary.h"
 #include "support/log.h"
 #include "varn/base.h"
 
@@ -102,21 +100,14 @@ MEDIA_DB_HANDLE *AudioInfoDBOpenWithArtistList(const char *library, uid_t uid,
                                                const char *condition, const char *orderBy,
                                                int offset, int limit) noexcept {
     using namespace Tonvale::musiclib;
-    if (IsBad({library, uid})) {
-        return nullptr;
-    }
-    return Tonvale::support::Guarded(kSource, static_cast<MEDIA_DB_HANDLE *>(nullptr), [&] {
-        return Open({library, uid}, condition, orderBy, offset, limit);
+    return Answer<MEDIA_DB_HANDLE *>({library, uid}, nullptr, [&](const Library &from) {
+        return Open(from, condition, orderBy, offset, limit);
     });
 }
 
 int64_t AudioInfoDBGetCountWithArtistList(const char *library, uid_t uid,
                                           const char *condition) noexcept {
     using namespace Tonvale::musiclib;
-    if (IsBad({library, uid})) {
-        return -1;
-    }
-    return Tonvale::support::Guarded(kSource, int64_t{-1}, [&] {
-        return Count({library, uid}, condition);
-    });
+    return Answer<int64_t>({library, uid}, -1,
+                           [&](const Library &from) { return Count(from, condition); });
 }

@@ -1,8 +1,6 @@
 #include <string_view>
 
 #include "musiclib/browse.h"
-#include "musiclib/source.h"
-#include "support/boundary.h"
 #include "support/log.h"
 #include "varn/base.h"
 
@@ -40,14 +38,12 @@ MEDIA_DB_HANDLE *AudioInfoDBOpenWithContainerList(const char *library, uid_t uid
                                                   const char *orderBy, int offset,
                                                   int limit) noexcept {
     using namespace Tonvale::musiclib;
-    if (IsBad({library, uid})) {
-        return nullptr;
-    }
-    if (!NonEmptyStr(column) || std::string_view(column).size() >= kColumnSize) {
-        LOG_ERROR(kSource, "Bad parameters.");
-        return nullptr;
-    }
-    return Tonvale::support::Guarded(kSource, static_cast<MEDIA_DB_HANDLE *>(nullptr), [&] {
-        return Open({library, uid}, column, condition, orderBy, offset, limit);
-    });
+    const auto open = [&](const Library &from) -> MEDIA_DB_HANDLE * {
+        if (!NonEmptyStr(column) || std::string_view(column).size() >= kColumnSize) {
+            LOG_ERROR(kSource, "Bad parameters.");
+            return nullptr;
+        }
+        return Open(from, column, condition, orderBy, offset, limit);
+    };
+    return Answer<MEDIA_DB_HANDLE *>({library, uid}, nullptr, open);
 }

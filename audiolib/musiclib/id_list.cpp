@@ -1,17 +1,16 @@
 // Songs by their ids.
 #include <algorithm>
 #include <cstdint>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_map>
 
 #include "musiclib/query.h"
-#include "musiclib/source.h"
-#include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/playlists.h"
+#include "varn/database.h"
+#include "varn/number.h"
 
 namespace Tonvale::musiclib {
 
@@ -20,18 +19,14 @@ namespace {
 constexpr int kIdListBytes = 1024;
 constexpr int kBatch = 5000;
 
-unsigned long Number(const char *text) {
-    return std::strtoul(text != nullptr ? text : "", nullptr, 10);
-}
-
 // Reads the rows in the order of the ids; one that comes twice is there twice.
 void Arrange(MEDIA_DB_HANDLE &rows, const VLIBSZLIST &ids, support::SongList &out) {
-    std::unordered_map<unsigned long, int> rowById;
+    std::unordered_map<std::int64_t, int> rowById;
     for (int row = 0; row < rows.rowCount; ++row) {
-        rowById.emplace(Number(VARNDBFetchField(rows.result, row, "id")), row);
+        rowById.emplace(varn::Row(rows.result, row).Number("id"), row);
     }
     for (int i = 0; i < ids.nItem; ++i) {
-        const auto found = rowById.find(Number(VLIBCSzListGet(&ids, i)));
+        const auto found = rowById.find(varn::LeadingNumber<std::int64_t>(VLIBCSzListGet(&ids, i)));
         if (found != rowById.end()) {
             rows.cursor = found->second;
             MediaInfoDBGet(&rows, &out.Append().info);
@@ -102,21 +97,9 @@ bool ListByIds(uid_t uid, std::string_view idList, support::SongList &out) {
 
 int VARNMusicListGetByID(uid_t uid, const char *idList, PLAYLIST_REC **listOut) noexcept {
     using namespace Tonvale::musiclib;
-    if (listOut != nullptr) {
-        *listOut = nullptr;
-    }
-    if (uid == kNoUser || listOut == nullptr || !NonEmptyStr(idList) ||
-        idList[std::strspn(idList, "0123456789,")] != '\0') {
-        LOG_ERROR(kSource, "Bad parameter.");
-        return -1;
-    }
-    return Tonvale::support::Guarded(kSource, -1, [&] {
-        Tonvale::support::SongList songs(kSource);
-        if (!ListByIds(uid, idList, songs)) {
-            return -1;
-        }
-        const int count = songs.Size();
-        *listOut = songs.Release();
-        return count;
+    const bool areIds =
+        uid != kNoUser && NonEmptyStr(idList) && idList[std::strspn(idList, "0123456789,")] == '\0';
+    return ListSongs(areIds, listOut, [&](Tonvale::support::SongList &songs) {
+        return ListByIds(uid, idList, songs);
     });
 }

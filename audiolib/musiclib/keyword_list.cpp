@@ -6,8 +6,6 @@
 #include <string_view>
 
 #include "musiclib/query.h"
-#include "musiclib/source.h"
-#include "support/boundary.h"
 #include "support/log.h"
 #include "varn/base.h"
 #include "varn/sql.h"
@@ -107,21 +105,8 @@ int VARNMusicListAll(const char *library, uid_t uid, const char *keyword, const 
                      const char *orderKey, int descending, int offset, int limit,
                      PLAYLIST_REC **listOut, int *countOut) noexcept {
     using namespace Tonvale::musiclib;
-    if (listOut != nullptr) {
-        *listOut = nullptr;
-    }
-    if (library == nullptr || listOut == nullptr) {
-        LOG_ERROR(kSource, "Bad parameter.");
-        return -1;
-    }
-    return Tonvale::support::Guarded(kSource, -1, [&] {
-        Tonvale::support::SongList songs(kSource);
-        if (!List({library, uid, keyword, field, orderKey, descending != 0, offset, limit}, songs,
-                  countOut)) {
-            return -1;
-        }
-        const int count = songs.Size();
-        *listOut = songs.Release();
-        return count;
+    return ListSongs(library != nullptr, listOut, [&](Tonvale::support::SongList &songs) {
+        return List({library, uid, keyword, field, orderKey, descending != 0, offset, limit}, songs,
+                    countOut);
     });
 }

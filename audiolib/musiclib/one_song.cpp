@@ -5,7 +5,6 @@
 #include <string>
 
 #include "musiclib/query.h"
-#include "musiclib/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
 #include "varn/base.h"

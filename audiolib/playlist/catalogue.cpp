@@ -130,23 +130,20 @@ std::string PathCondition(const char *path) {
     return std::string("path = '") + escaped.data() + "'";
 }
 
-int IdGet(const char *path, uid_t uid, char *idOut, int size) {
+// The row of a playlist's file; null when there is none.
+Record RowOfFile(const char *path, uid_t uid, const char *column) {
     const std::string condition = PathCondition(path);
-    if (condition.empty()) {
-        return -1;
-    }
-    const MediaHandle rows = Open({"all", uid, "id", condition});
-    const Record row = FirstRow(rows.get());
+    const MediaHandle rows = condition.empty() ? nullptr : Open({"all", uid, column, condition});
+    return FirstRow(rows.get());
+}
+
+int IdGet(const char *path, uid_t uid, char *idOut, int size) {
+    const Record row = RowOfFile(path, uid, "id");
     return row ? WriteWhole(std::to_string(row->id), idOut, size) : -1;
 }
 
 int TitleByPath(const char *path, uid_t uid, char *titleOut, int size) {
-    const std::string condition = PathCondition(path);
-    if (condition.empty()) {
-        return -1;
-    }
-    const MediaHandle rows = Open({"all", uid, "title", condition});
-    const Record row = FirstRow(rows.get());
+    const Record row = RowOfFile(path, uid, "title");
     return row ? WriteWhole(row->title, titleOut, size) : -1;
 }
 

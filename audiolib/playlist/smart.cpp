@@ -29,9 +29,7 @@ int ReadRows(MEDIA_DB_HANDLE *rows, PVLIBSZHASH *hash, PLAYLIST_REC **listOut) {
         }
         songs.Append(*song);
     }
-    const int count = songs.Size();
-    *listOut = songs.Release();
-    return count;
+    return songs.Release(listOut);
 }
 
 }  // namespace

@@ -34,12 +34,7 @@ std::string ActualOnly(std::string_view library) {
 int ListSongs(const SongQuery &query, PLAYLIST_REC **listOut) {
     support::SongList songs(kSource);
     const bool read = VisitSongs(query, [&](const VARN_MEDIA_INFO &song) { songs.Append(song); });
-    if (!read) {
-        return -1;
-    }
-    const int count = songs.Size();
-    *listOut = songs.Release();
-    return count;
+    return read ? songs.Release(listOut) : -1;
 }
 
 }  // namespace
