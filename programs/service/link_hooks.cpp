@@ -1,7 +1,5 @@
 #include "link_hooks.h"
 
-#include <cstdlib>
-#include <memory>
 #include <vector>
 
 #include "failure.h"
@@ -9,7 +7,7 @@
 #include "tonvale/settings.h"
 #include "tonvale/sharing.h"
 #include "varn/account.h"
-#include "varn/db.h"
+#include "varn/database.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 
@@ -25,18 +23,14 @@ void Check(bool followed) {
 
 std::vector<uid_t> OwnersOfLinks(Tonvale::SharingManager &manager) {
     DBConnect_tag *database = nullptr;
-    VARNDB_RESULT *read = nullptr;
-    if (!manager.GetDBConnection(database) ||
-        VARNDBExecute(database, "SELECT DISTINCT user_id FROM playlist_sharing", &read) < 0) {
-        throw Failure(Reason::kLinksNotFollowed);
-    }
-    const std::unique_ptr<VARNDB_RESULT, decltype(&VARNDBFreeResult)> result(read,
-                                                                             VARNDBFreeResult);
+    const auto rows = manager.GetDBConnection(database)
+                          ? varn::Execute(database, "SELECT DISTINCT user_id FROM playlist_sharing")
+                          : std::nullopt;
+    Check(rows.has_value());
     std::vector<uid_t> owners;
-    for (int row = 0; VARNDBFetchRow(result.get(), &row) == 0;) {
+    for (const varn::Row row : *rows) {
         // The column is signed, the number is not.
-        owners.push_back(static_cast<uid_t>(
-            std::strtoll(VARNDBFetchField(result.get(), row, "user_id"), nullptr, 10)));
+        owners.push_back(static_cast<uid_t>(row.Number("user_id")));
     }
     return owners;
 }

@@ -4,7 +4,6 @@
 #include <syslog.h>
 
 #include <cerrno>
-#include <cstdlib>
 #include <exception>
 #include <filesystem>
 #include <optional>
@@ -18,7 +17,6 @@
 #include "songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
-#include "varn/db.h"
 #include "varn/process.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
@@ -88,38 +86,36 @@ Links::Links(uid_t uid, std::string user) : uid_(uid), user_(std::move(user)) {
     }
 }
 
-Links::Result Links::Read(const std::string &statement) {
+varn::Rows Links::Read(const std::string &statement) {
     DBConnect_tag *database = nullptr;
-    VARNDB_RESULT *read = nullptr;
-    if (!manager_.GetDBConnection(database) ||
-        VARNDBExecute(database, statement.c_str(), &read) < 0) {
+    auto rows =
+        manager_.GetDBConnection(database) ? varn::Execute(database, statement) : std::nullopt;
+    if (!rows) {
         NoAnswer();
     }
-    return {read, VARNDBFreeResult};
+    return *std::move(rows);
 }
 
 int Links::Total() {
-    const Result result = Read(Good(varn::Sql(kCount, static_cast<int>(uid_))));
-    return std::atoi(VARNDBFetchField(result.get(), 0, "count"));
+    return static_cast<int>(
+        Read(Good(varn::Sql(kCount, static_cast<int>(uid_))))[0].Number("count"));
 }
 
 std::vector<Links::Row> Links::Rows(const std::string &statement) {
-    const Result result = Read(statement);
-    std::vector<Row> rows;
-    for (int row = 0; VARNDBFetchRow(result.get(), &row) == 0;) {
-        const auto field = [&](const char *column) {
-            return std::string(VARNDBFetchField(result.get(), row, column));
-        };
-        Row link = {field("id"), field("playlist_id"), field("playlist_id"), field("path"), ""};
-        link.name = NameOf(link.playlistId, link.path, field("title"));
-        if (link.playlistId.starts_with(kSharedNormal) && !field("shared_row").empty()) {
-            link.playlistId = std::string(kSharedNormal) + field("shared_row");
-        } else if (link.playlistId.starts_with(kPersonalNormal) && !field("personal_row").empty()) {
-            link.playlistId = std::string(kPersonalNormal) + field("personal_row");
+    std::vector<Row> links;
+    for (const varn::Rows rows = Read(statement); const varn::Row row : rows) {
+        const char *const id = row.Text("playlist_id");
+        Row link = {row.Text("id"), id, id, row.Text("path"), ""};
+        link.name = NameOf(link.playlistId, link.path, row.Text("title"));
+        for (const auto &[kind, column] :
+             {std::pair(kSharedNormal, "shared_row"), std::pair(kPersonalNormal, "personal_row")}) {
+            if (link.storedPlaylistId.starts_with(kind) && NonEmptyStr(row.Text(column))) {
+                link.playlistId = std::string(kind) + row.Text(column);
+            }
         }
-        rows.push_back(std::move(link));
+        links.push_back(std::move(link));
     }
-    return rows;
+    return links;
 }
 
 std::vector<Links::Row> Links::RowsWith(const std::string &condition) {

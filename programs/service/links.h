@@ -4,14 +4,13 @@
 #include <json/value.h>
 #include <sys/types.h>
 
-#include <memory>
 #include <string>
 #include <vector>
 
 #include "days.h"
 #include "named_playlist.h"
 #include "tonvale/sharing.h"
-#include "varn/db.h"
+#include "varn/database.h"
 
 namespace tonvale_service {
 
@@ -51,8 +50,7 @@ class Links {
         std::string path;
         std::string name;
     };
-    using Result = std::unique_ptr<VARNDB_RESULT, decltype(&VARNDBFreeResult)>;
-    Result Read(const std::string &statement);
+    varn::Rows Read(const std::string &statement);
     int Total();
     std::vector<Row> Rows(const std::string &statement);
     std::vector<Row> RowsWith(const std::string &condition);

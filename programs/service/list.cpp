@@ -1,10 +1,9 @@
 #include "list.h"
 
-#include <cstdlib>
-
 #include "failure.h"
 #include "tonvale/webapi.h"
-#include "varn/db.h"
+#include "varn/database.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -90,12 +89,11 @@ const char *Direction(const ListRequest &request) {
 }
 
 std::string FieldOf(const Handle &rows, int row, const char *column) {
-    const char *text = VARNDBFetchField(rows->result, row, column);
-    return text != nullptr ? text : "";
+    return varn::Row(rows->result, row).TextIfAny(column);
 }
 
 int64_t NumberOf(const Handle &rows, int row, const char *column) {
-    return std::strtoll(FieldOf(rows, row, column).c_str(), nullptr, 10);
+    return varn::LeadingNumber<int64_t>(FieldOf(rows, row, column));
 }
 
 void NoAnswer() {
