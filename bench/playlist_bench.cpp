@@ -12,7 +12,6 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <memory>
 #include <string>
 #include <string_view>
 
@@ -33,11 +32,7 @@ using tonvale_bench::SecondsSince;
 constexpr uid_t kUser = 1024;  // the first account of a new system
 constexpr int kLibrary = 100000;
 
-struct Freer {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-    void operator()(PVLIBSZLIST list) const noexcept { VLIBCSzListFree(list); }
-};
-using Songs = std::unique_ptr<PLAYLIST_REC, Freer>;
+using Songs = varn::OwnedSongs;
 
 // The name in a playlist of a song of the generated library.
 std::string NameOf(int id) {
@@ -81,7 +76,7 @@ std::array<std::string, 2> Statements(const std::string &path) {
     if (GetCandidateListByPlaylistParse(path.c_str(), &list, &remote) < 0) {
         Die("the playlist cannot be read");
     }
-    const std::unique_ptr<VLIBSZLIST, Freer> owned(list);
+    const varn::StringList owned(list);
     const Songs none(remote);
     int offset = 0;
     int limit = 0;

@@ -5,12 +5,9 @@
 
 #include "require.h"
 #include "tonvale/streaming.h"
+#include "varn/handles.h"
 
 namespace {
-
-struct Closer {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
 
 bool IsFrame(const MPEG_FRAME_HEADER &header) {
     return header.version >= 1 && header.version <= 2 && header.layer >= 1 && header.layer <= 3 &&
@@ -24,8 +21,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     if (size == 0) {
         return 0;  // no stream over nothing
     }
-    const std::unique_ptr<std::FILE, Closer> file(
-        fmemopen(const_cast<uint8_t *>(data), size, "rb"));
+    const varn::File file(fmemopen(const_cast<uint8_t *>(data), size, "rb"));
     const auto reader = std::make_unique<MPEG_READER>();
     reader->stream = file.get();
     reader->fileSize = static_cast<int64_t>(size);

@@ -12,10 +12,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct Closer {
-    void operator()(std::FILE *file) const { std::fclose(file); }
-};
-
 // A file with given contents, opened for the reader.
 class Opened {
   public:
@@ -26,7 +22,7 @@ class Opened {
     std::unique_ptr<MPEG_READER> context = std::make_unique<MPEG_READER>();
 
   private:
-    std::unique_ptr<std::FILE, Closer> file_;
+    varn::File file_;
 };
 
 class MpegFile : public tonvale_test::SystemTest {

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <cstdlib>
-#include <memory>
 #include <string>
 #include <vector>
 
@@ -11,16 +10,9 @@
 
 namespace tonvale_test {
 
-struct HandleCloser {
-    void operator()(MEDIA_DB_HANDLE *handle) const { AudioInfoDBClose(handle); }
-};
-using Handle = std::unique_ptr<MEDIA_DB_HANDLE, HandleCloser>;
+using Handle = Tonvale::MediaHandle;
+using List = varn::OwnedSongs;
 using Texts = std::vector<std::string>;
-
-struct ListFreer {
-    void operator()(PLAYLIST_REC *list) const { VARNPlaylistRecFree(list); }
-};
-using List = std::unique_ptr<PLAYLIST_REC, ListFreer>;
 
 // Texts that tempt SQL, patterns and encodings.
 inline const Texts kHostile = {"O'Brien",

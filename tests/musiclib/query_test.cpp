@@ -1,5 +1,4 @@
 // Queries over a small library that has one of everything.
-#include <memory>
 #include <set>
 
 #include "support/fixture.h"
@@ -12,10 +11,7 @@ namespace {
 using tonvale_test::InsertSql;
 using tonvale_test::TrackRow;
 
-struct Closer {
-    void operator()(MEDIA_DB_HANDLE *handle) const { AudioInfoDBClose(handle); }
-};
-using Handle = std::unique_ptr<MEDIA_DB_HANDLE, Closer>;
+using Handle = Tonvale::MediaHandle;
 using Titles = std::vector<std::string>;
 
 // Titles: s/a/b + r(eal) | f(ile that is split) | v(irtual), for shared, alice's and bob's; o is a

@@ -6,7 +6,6 @@
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <string>
 #include <type_traits>
 
@@ -19,10 +18,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct UserFree {
-    void operator()(PVARN_USER user) const { VARNUserFree(user); }
-};
-using User = std::unique_ptr<VARN_USER, UserFree>;
+using varn::User;
 
 // By its name or its id.
 template <typename Key>

@@ -1,4 +1,4 @@
-#include "varn/base.h"
+#include "varn/handles.h"
 
 #include <gtest/gtest.h>
 
@@ -11,18 +11,9 @@
 
 namespace {
 
-struct ListFree {
-    void operator()(PVLIBSZLIST list) const { VLIBCSzListFree(list); }
-};
-struct HashFree {
-    void operator()(PVLIBSZHASH hash) const { VLIBCSzHashFree(hash); }
-};
-struct TextFree {
-    void operator()(char *text) const { VLIBCStrPut(text); }
-};
-using List = std::unique_ptr<VLIBSZLIST, ListFree>;
-using Hash = std::unique_ptr<VLIBSZHASH, HashFree>;
-using Text = std::unique_ptr<char, TextFree>;
+using List = varn::StringList;
+using Hash = std::unique_ptr<VLIBSZHASH, varn::Releaser<VLIBCSzHashFree>>;
+using varn::Text;
 
 List MakeList(const std::vector<std::string> &entries) {
     List list(VLIBCSzListAlloc(0));

@@ -279,7 +279,7 @@ TEST_F(PlaylistParser, TagsOfRemoteEntries) {
     PLAYLIST_REC *remote = nullptr;
     ASSERT_EQ(GetCandidateListByPlaylistParse(path.c_str(), &list, &remote), 4);
     VLIBCSzListFree(list);
-    const std::unique_ptr<PLAYLIST_REC, tonvale_test::SongsFreer> owned(remote);
+    const tonvale_test::Songs owned(remote);
     ASSERT_EQ(VARNPlaylistRecCount(remote), 3);
     EXPECT_EQ(remote->info.id, 1U);
     EXPECT_STREQ(remote->info.path, "http://r/1");

@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 
 #include "support/fixture.h"
@@ -15,10 +14,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-
-struct ShareFree {
-    void operator()(PVARN_SHARE share) const { VARNShareFree(share); }
-};
 
 class Shares : public tonvale_test::SystemTest {
   protected:
@@ -52,7 +47,7 @@ TEST_F(Shares, AreFoundByName) {
     for (const auto &[name, path] : cases) {
         PVARN_SHARE found = nullptr;
         ASSERT_EQ(VARNShareGet(name, &found), 0) << name;
-        const std::unique_ptr<VARN_SHARE, ShareFree> share(found);
+        const varn::Share share(found);
         EXPECT_STREQ(share->szName, name);
         EXPECT_STREQ(share->szPath, path);
     }

@@ -10,10 +10,7 @@ namespace {
 using tonvale_test::Songs;
 using tonvale_test::Texts;
 
-struct ListFreer {
-    void operator()(VARN_PLAYLIST *list) const noexcept { VARNPlayListFree(list); }
-};
-using Playlists = std::unique_ptr<VARN_PLAYLIST, ListFreer>;
+using Playlists = Tonvale::OwnedPlaylists;
 
 class PlaylistCatalogue : public tonvale_test::PlaylistTest {
   protected:

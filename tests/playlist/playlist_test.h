@@ -5,7 +5,6 @@
 
 #include <filesystem>
 #include <fstream>
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -20,10 +19,7 @@ namespace tonvale_test {
 
 using Texts = std::vector<std::string>;
 
-struct SongsFreer {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-};
-using Songs = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
+using Songs = varn::OwnedSongs;
 
 // A folder of music that is indexed, and a way to fill library and playlists.
 class PlaylistTest : public DatabaseTest {

@@ -312,10 +312,8 @@ class SchemaTest : public DatabaseTest {
     }
 
     static void AsAdministrator(const char *sql) {
-        const std::unique_ptr<DBConnect_tag, decltype(&VARNDBClose)> conn(
-            VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "varnadmin", nullptr,
-                          "postgres"),
-            VARNDBClose);
+        const varn::Connection conn(VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(),
+                                                  "varnadmin", nullptr, "postgres"));
         ASSERT_TRUE(conn) << VARNDBErrorGet(nullptr);
         ASSERT_GE(VARNDBExecute(conn.get(), sql, nullptr), 0) << VARNDBErrorGet(conn.get());
     }

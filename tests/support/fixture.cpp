@@ -31,14 +31,9 @@ constexpr char kAdmin[] = "varnadmin";
 constexpr char kRole[] = "Tonvale";
 constexpr char kTemplate[] = "tonvale_template";
 
-struct Closer {
-    void operator()(DBConnect_tag *conn) const { VARNDBClose(conn); }
-};
-using Connection = std::unique_ptr<DBConnect_tag, Closer>;
-
-Connection Connect(const char *role, const char *database) {
+varn::Connection Connect(const char *role, const char *database) {
     const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
-    Connection conn(VARNDBConnect(directory.c_str(), role, nullptr, database));
+    varn::Connection conn(VARNDBConnect(directory.c_str(), role, nullptr, database));
     EXPECT_TRUE(conn) << VARNDBErrorGet(nullptr);
     return conn;
 }
@@ -47,6 +42,7 @@ std::vector<std::vector<std::string>> RunSql(DBConnect_tag *conn, const std::str
     std::vector<std::vector<std::string>> rows;
     VARNDB_RESULT *result = nullptr;
     EXPECT_GE(VARNDBExecute(conn, sql.c_str(), &result), 0) << sql << "\n" << VARNDBErrorGet(conn);
+    const varn::Result owner(result);
     for (int row = 0; VARNDBFetchRow(result, &row) == 0;) {
         rows.emplace_back();
         for (int column = 0;; ++column) {
@@ -57,7 +53,6 @@ std::vector<std::vector<std::string>> RunSql(DBConnect_tag *conn, const std::str
             rows.back().emplace_back(field);
         }
     }
-    VARNDBFreeResult(result);
     return rows;
 }
 
@@ -72,7 +67,7 @@ void MakeTemplate() {
                                          host::StartCluster(nullptr), host::MigrateSchema()}) {
         ASSERT_TRUE(outcome) << outcome.Message();
     }
-    const Connection admin = Connect(kAdmin, "postgres");
+    const varn::Connection admin = Connect(kAdmin, "postgres");
     RunSql(admin.get(), std::string("ALTER DATABASE mediaserver RENAME TO ") + kTemplate);
     made = true;
 }
@@ -263,7 +258,7 @@ void DatabaseTest::SetUp() {
     if (HasFatalFailure()) {
         return;
     }
-    const Connection admin = Connect(kAdmin, "postgres");
+    const varn::Connection admin = Connect(kAdmin, "postgres");
     RunSql(admin.get(), "DROP DATABASE IF EXISTS mediaserver WITH (FORCE)");
     RunSql(admin.get(),
            std::string("CREATE DATABASE mediaserver OWNER \"Tonvale\" TEMPLATE ") + kTemplate);
@@ -273,7 +268,7 @@ void DatabaseTest::SetUp() {
 
 void DatabaseTest::TearDown() {
     {
-        const Connection admin = Connect(kAdmin, "postgres");
+        const varn::Connection admin = Connect(kAdmin, "postgres");
         std::string left;
         // A backend goes a moment after its client.
         for (int tries = 0; tries < 50; ++tries) {
@@ -291,7 +286,7 @@ void DatabaseTest::TearDown() {
 }
 
 DatabaseTest::Rows DatabaseTest::Query(const std::string &sql) {
-    const Connection conn = Connect(kRole, "mediaserver");
+    const varn::Connection conn = Connect(kRole, "mediaserver");
     return conn ? RunSql(conn.get(), sql) : Rows();
 }
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "varn/db.h"
+#include "varn/database.h"
 
 namespace tonvale_test {
 

@@ -3,7 +3,7 @@
 
 #include "misc/pictures.h"
 #include "platform/child.h"
-#include "varn/db.h"
+#include "varn/database.h"
 #include "varn/descriptor.h"
 #include "varn/process.h"
 #include "webapi/served.h"
@@ -326,10 +326,7 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
     AddSong();
     Serve();
-    const std::unique_ptr<DBConnect_tag, decltype(&VARNDBClose)> locker(
-        VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), varn::kPackageAccount, nullptr,
-                      varn::kLibraryDatabase),
-        VARNDBClose);
+    const varn::Connection locker = varn::ConnectLibrary(varn::Server::kLocal);
     ASSERT_EQ(VARNDBExecute(locker.get(), "BEGIN; LOCK TABLE track, playlist_sharing", nullptr), 0);
     std::deque<HttpClient> clients;
     const std::string search = Path("Song", "search&keyword=o");
