@@ -1,6 +1,5 @@
 #include <array>
 #include <cstring>
-#include <memory>
 
 #include "support/fixture.h"
 #include "varn/base.h"
@@ -155,8 +154,7 @@ TEST_F(Database, DeletedTracksTakeTheirSideRowsAlong) {
 
 TEST(Placeholders, EachKind) {
     const auto fill = [](auto... arguments) {
-        const std::unique_ptr<char, decltype(&VLIBCStrPut)> text(
-            VARNDBEscapeStringEX3(1, arguments...), VLIBCStrPut);
+        const varn::Text text(VARNDBEscapeStringEX3(1, arguments...));
         return std::string(text ? text.get() : "(null)");
     };
     EXPECT_EQ(fill("a = '@VARN:VAR'", "O'Br\\ien%_"), "a = 'O''Br\\ien%_'");

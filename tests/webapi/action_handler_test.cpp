@@ -135,8 +135,7 @@ class RangeField : public tonvale_test::SystemTest {
     static std::string Seek(long long total) {
         _tag_HTTP_RANGE_SEGMENT *segment = nullptr;
         const int found = HTTPFileOutputer::SeekHttpRange(&segment, total);
-        const std::unique_ptr<_tag_HTTP_RANGE_SEGMENT, decltype(&std::free)> owned(segment,
-                                                                                   std::free);
+        const varn::MallocPtr<_tag_HTTP_RANGE_SEGMENT> owned(segment);
         EXPECT_EQ(found > 0, segment != nullptr);
         return segment == nullptr
                    ? "whole"

@@ -3,14 +3,12 @@
 
 #include <array>
 #include <concepts>
-#include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <type_traits>
 
-#include "varn/base.h"
-#include "varn/db.h"
+#include "varn/handles.h"
 
 namespace varn {
 
@@ -115,8 +113,7 @@ class SqlTemplate {
 template <typename... Args>
 [[nodiscard]] std::optional<std::string> Sql(
     SqlTemplate<std::type_identity_t<std::decay_t<Args>>...> text, const Args &...args) {
-    const std::unique_ptr<char, decltype(&VLIBCStrPut)> filled(
-        VARNDBEscapeStringEX3(1, text.Text(), sql_detail::Raw(args)...), VLIBCStrPut);
+    const Text filled(VARNDBEscapeStringEX3(1, text.Text(), sql_detail::Raw(args)...));
     return filled ? std::optional<std::string>(filled.get()) : std::nullopt;
 }
 
