@@ -1,4 +1,8 @@
 #include "tonvale/paths.h"
+
+#include <array>
+#include <tuple>
+
 #include "support/fixture.h"
 #include "varn/systempath.h"
 
@@ -26,27 +30,21 @@ class Paths : public tonvale_test::SystemTest {
 };
 
 TEST_F(Paths, ShareRelativeToVolume) {
-    struct Case {
-        const char *path, *full, *name, *volume, *base;
-    };
-    for (const Case &c : {
-             Case{"/music/x.mp3", "/volume1/music/x.mp3", "music", "/volume1", "/volume1/music"},
-             Case{"/music", "/volume1/music", "music", "/volume1", "/volume1/music"},
-             Case{"/music/", "/volume1/music/", "music", "/volume1", "/volume1/music"},
-             Case{"/music2/a/b%_'\\.mp3", "/volume2/disk/music2/a/b%_'\\.mp3", "music2", "/volume2",
-                  "/volume2/disk/music2"},
-             Case{"/one/a", "/one/a", "one", "/one", "/one"},
-             Case{"/O'Brien \xC3\x9F/a", "/volume1/O'Brien \xC3\x9F/a", "O'Brien \xC3\x9F",
-                  "/volume1", "/volume1/O'Brien \xC3\x9F"},
-             // Without the leading slash the character after the share's name is lost.
-             Case{"music/x.mp3", "/volume1/musicx.mp3", "music", "/volume1", "/volume1/music"},
-         }) {
-        SCOPED_TRACE(c.path);
-        EXPECT_TRUE(Resolve(c.path));
-        EXPECT_EQ(full_, c.full);
-        EXPECT_EQ(name_, c.name);
-        EXPECT_EQ(volume_, c.volume);
-        EXPECT_EQ(base_, c.base);
+    using Case = std::tuple<const char *, const char *, const char *, const char *, const char *>;
+    for (const auto &[path, full, name, volume, base] :
+         {Case{"/music/x.mp3", "/volume1/music/x.mp3", "music", "/volume1", "/volume1/music"},
+          Case{"/music", "/volume1/music", "music", "/volume1", "/volume1/music"},
+          Case{"/music2/a/b%_'\\.mp3", "/volume2/disk/music2/a/b%_'\\.mp3", "music2", "/volume2",
+               "/volume2/disk/music2"},
+          Case{"/one/a", "/one/a", "one", "/one", "/one"},
+          Case{"/O'Brien \xC3\x9F/a", "/volume1/O'Brien \xC3\x9F/a", "O'Brien \xC3\x9F", "/volume1",
+               "/volume1/O'Brien \xC3\x9F"},
+          // Without the leading slash the character after the share's name is lost.
+          Case{"music/x.mp3", "/volume1/musicx.mp3", "music", "/volume1", "/volume1/music"}}) {
+        SCOPED_TRACE(path);
+        EXPECT_TRUE(Resolve(path));
+        EXPECT_EQ((std::array{full_, name_, volume_, base_}),
+                  (std::array<std::string, 4>{full, name, volume, base}));
     }
     EXPECT_TRUE(Log().empty());
 }
@@ -65,22 +63,19 @@ TEST_F(Paths, HomeIsTheNamedUsers) {
 }
 
 TEST_F(Paths, RefusedWithAWord) {
-    struct Case {
-        const char *path, *user, *line;
-    };
-    for (const Case &c : {
-             Case{"", "alice", "audiolib/audiofile:[0-9]+ Bad parameters\\.$"},
-             Case{"/music/a", "", "audiolib/audiofile:[0-9]+ Bad parameters\\.$"},
-             Case{"music", "alice", "audiolib/audiofile\\([0-9]+\\): bad path name=music$"},
-             Case{"/", "alice", "audiolib/audiofile\\([0-9]+\\) error path$"},
-             Case{"//", "alice", "audiolib/audiofile:[0-9]+ GetTokOfPath fail$"},
-             Case{"/video/a", "alice", "audiolib/audiofile:[0-9]+ VARNShareGet fail$"},
-         }) {
-        SCOPED_TRACE(c.path);
+    using Case = std::tuple<const char *, const char *, const char *>;
+    for (const auto &[path, user, line] :
+         {Case{"", "alice", "audiolib/audiofile:[0-9]+ Bad parameters\\.$"},
+          Case{"/music/a", "", "audiolib/audiofile:[0-9]+ Bad parameters\\.$"},
+          Case{"music", "alice", "audiolib/audiofile\\([0-9]+\\): bad path name=music$"},
+          Case{"/", "alice", "audiolib/audiofile\\([0-9]+\\) error path$"},
+          Case{"//", "alice", "audiolib/audiofile:[0-9]+ GetTokOfPath fail$"},
+          Case{"/video/a", "alice", "audiolib/audiofile:[0-9]+ VARNShareGet fail$"}}) {
+        SCOPED_TRACE(path);
         ClearLog();
-        EXPECT_FALSE(Resolve(c.path, c.user));
+        EXPECT_FALSE(Resolve(path, user));
         EXPECT_EQ(full_, "?");
-        EXPECT_TRUE(Logged(c.line));
+        EXPECT_TRUE(Logged(line));
     }
     EXPECT_FALSE(FullPathGet(nullptr, full_, name_, volume_, base_, "alice"));
     EXPECT_FALSE(Resolve("/" + std::string(5000, 'a') + "/x"));

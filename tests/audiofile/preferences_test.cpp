@@ -51,7 +51,7 @@ TEST_F(Preferences, DefaultsWhereNothingUsableIsStored) {
 }
 
 TEST_F(Preferences, EachUserKeepsTheirOwn) {
-    Users("{\"1030\": {\"usb\": true}}");
+    Users("{\"1030\": {\"usb\": true}, \"1031\": 5}");
     EXPECT_TRUE(SetUserTranscodeMp3(kAlice, false));
     EXPECT_TRUE(SetPreferHtml5(kAlice, false));
     EXPECT_TRUE(SetUserShowVirtualLib(kAlice, false));
@@ -63,6 +63,8 @@ TEST_F(Preferences, EachUserKeepsTheirOwn) {
     EXPECT_FALSE(GetUserShowVirtualLib(kAlice));
     EXPECT_EQ(GetUserBrowsePersonalLibraryType(kAlice), BROWSE_LIBRARY_PERSONAL);
     ExpectDefaults(kBob);
+    EXPECT_TRUE(SetPreferHtml5(kBob, false)) << "an entry that is no object gives way";
+    EXPECT_FALSE(GetPreferHtml5(kBob));
 
     const Json::Value users = Stored();
     EXPECT_TRUE(users["1030"]["usb"].asBool()) << "a permission was lost";
@@ -77,13 +79,6 @@ TEST_F(Preferences, BrowseTypesOutsideTheTwoAreStoredEmpty) {
     EXPECT_EQ(GetUserBrowsePersonalLibraryType(kAlice), BROWSE_LIBRARY_ALL);
     EXPECT_TRUE(SetUserBrowsePersonalLibraryType(kAlice, BROWSE_LIBRARY_ALL));
     EXPECT_EQ(Stored()["1030"]["browse_personal_library"].asString(), "all");
-}
-
-TEST_F(Preferences, AnEntryThatIsNoObjectGivesWay) {
-    Users("{\"1030\": 5, \"1031\": {\"usb\": true}}");
-    EXPECT_TRUE(SetPreferHtml5(kAlice, false));
-    EXPECT_FALSE(GetPreferHtml5(kAlice));
-    EXPECT_TRUE(Stored()["1031"]["usb"].asBool());
 }
 
 TEST_F(Preferences, NothingIsWrittenOverAFileThatCannotBeLoaded) {
@@ -130,17 +125,14 @@ TEST_F(Preferences, TranscodingCountsOnlyWhereThePackageOffersIt) {
 
 TEST_F(Preferences, VirtualLibrariesNeedABuildAbove5515) {
     Users("{\"1031\": {\"audio_show_virtual_library\": false}}");
-    struct Case {
-        const char *build;
-        bool supported;
-    };
-    for (const Case &c :
+    using Case = std::pair<const char *, bool>;
+    for (const auto &[build, supported] :
          {Case{"5515", false}, Case{"5516", true}, Case{"5515x9", false}, Case{"", false},
           Case{"abc", false}, Case{"-6000", false}, Case{"99999999999999999999", true}}) {
-        SCOPED_TRACE(c.build);
-        Build(c.build);
-        EXPECT_EQ(IsSupportVirtualLib(), c.supported);
-        EXPECT_EQ(GetUserShowVirtualLib(kAlice), c.supported);
+        SCOPED_TRACE(build);
+        Build(build);
+        EXPECT_EQ(IsSupportVirtualLib(), supported);
+        EXPECT_EQ(GetUserShowVirtualLib(kAlice), supported);
         EXPECT_FALSE(GetUserShowVirtualLib(kBob));
     }
     std::filesystem::remove(At(varn::path::kVersion));

@@ -1,9 +1,9 @@
-// Real media servers from Debian on loopback, each with its files in a folder of the test.
+// A real media server from Debian on loopback, with its files in a folder of the test.
 #pragma once
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <signal.h>
-#include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -17,70 +17,31 @@
 #include <vector>
 
 #include "support/sockets.h"
+#include "support/spawn.h"
 #include "tonvale/dlna.h"
 
 namespace tonvale_test {
 
-// What is particular to one program.
-struct MediaServerKind {
-    const char *program;
-    std::vector<std::string> (*prepare)(const std::filesystem::path &home,
-                                        const std::filesystem::path &music, int port);
-    const char *controlPath;             // of its ContentDirectory
-    std::vector<std::string> allTracks;  // the titles that lead to a container of every track
-};
-
-inline std::vector<std::string> PrepareMinidlna(const std::filesystem::path &home,
-                                                const std::filesystem::path &music, int port) {
-    std::ofstream(home / "minidlna.conf")
-        << "port=" << port << "\nnetwork_interface=lo\nmedia_dir=A," << music.string()
-        << "\ndb_dir=" << home.string() << "\nlog_dir=" << home.string()
-        << "\ninotify=no\nfriendly_name=Tones\nminissdpdsocket=" << home.string() << "/none\n";
-    return {"-S", "-f", home / "minidlna.conf", "-P", home / "pid"};
-}
-
-inline std::vector<std::string> PrepareRygel(const std::filesystem::path &home,
-                                             const std::filesystem::path &music, int port) {
-    std::ofstream(home / "rygel.conf")
-        << "[general]\nipv6=false\nenable-transcoding=false\nallow-upload=false\n"
-        << "allow-deletion=false\nacl-fallback-policy=true\nmedia-engine=librygel-media-engine-"
-        << "gst.so\n[MediaExport]\nenabled=true\ntitle=Tones\nuris=" << music.string()
-        << "\nextract-metadata=true\nmonitor-changes=false\nvirtual-folders=true\n"
-        << "[Playbin]\nenabled=false\n[MPRIS]\nenabled=false\n[External]\nenabled=false\n";
-    return {"-n", "lo", "-p", std::to_string(port)};
-}
-
-inline const MediaServerKind kMinidlna = {
-    "/usr/sbin/minidlnad", PrepareMinidlna, "/ctl/ContentDir", {"Music", "All Music"}};
-inline const MediaServerKind kRygel = {
-    "/usr/bin/rygel", PrepareRygel, "/Control/MediaExport/RygelContentDirectory", {"Music", "All"}};
-
 class MediaServer {
   public:
-    MediaServer(const MediaServerKind &kind, const std::filesystem::path &home,
-                const std::filesystem::path &music)
-        : kind_(kind), home_(home), port_(UnusedPort()) {
+    MediaServer(const std::filesystem::path &home, const std::filesystem::path &music)
+        : home_(home), port_(UnusedPort()) {
         std::filesystem::create_directories(home);
+        const std::string conf = home / "minidlna.conf";
+        std::ofstream(conf) << "port=" << port_ << "\nnetwork_interface=lo\nmedia_dir=A,"
+                            << music.string() << "\ndb_dir=" << home.string()
+                            << "\nlog_dir=" << home.string()
+                            << "\ninotify=no\nfriendly_name=Tones\nminissdpdsocket="
+                            << home.string() << "/none\n";
         // In a group of its own, because a server has helpers; it does not outlive this process,
         // however that ends.
-        std::vector<std::string> words = {
-            "/usr/bin/setsid",    "/usr/bin/setpriv", "--pdeathsig", "KILL", "/usr/bin/env", "-i",
-            "PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8"};
-        for (const char *variable : {"HOME", "XDG_CONFIG_HOME", "XDG_CACHE_HOME", "XDG_DATA_HOME",
-                                     "XDG_RUNTIME_DIR", "TMPDIR"}) {
-            words.push_back(variable + ("=" + home.string()));
-        }
-        words.insert(words.end(),
-                     {"/bin/sh", "-c", "exec \"$0\" \"$@\" </dev/null >~/log 2>&1", kind.program});
-        for (const std::string &word : kind.prepare(home, music, port_)) {
-            words.push_back(word);
-        }
-        std::vector<char *> argv;
-        for (std::string &word : words) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
-        EXPECT_EQ(posix_spawn(&pid_, argv[0], nullptr, nullptr, argv.data(), environ), 0);
+        const int log = open((home / "log").c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0644);
+        pid_ = Spawn("/usr/bin/setsid",
+                     {"setsid", "setpriv", "--pdeathsig", "KILL", "/usr/sbin/minidlnad", "-S", "-f",
+                      conf, "-P", home / "pid"},
+                     {"PATH=/usr/bin:/bin", "LC_ALL=C.UTF-8", "HOME=" + home.string()},
+                     {{log, 0}, {log, 1}, {log, 2}});
+        close(log);
     }
     ~MediaServer() {
         if (pid_ > 0) {
@@ -93,14 +54,12 @@ class MediaServer {
     MediaServer &operator=(const MediaServer &) = delete;
 
     std::string ControlUrl() const {
-        return "http://127.0.0.1:" + std::to_string(port_) + kind_.controlPath;
+        return "http://127.0.0.1:" + std::to_string(port_) + "/ctl/ContentDir";
     }
 
-    // The container of all tracks. Waits until there are that many in it; "" when that never is. A
-    // server may read its files only while nothing else runs, which can take minutes on a busy
-    // machine.
+    // The container of all tracks. Waits until there are that many in it; "" when that never is.
     std::string AllTracks(std::size_t count) const {
-        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(6);
+        const auto end = std::chrono::steady_clock::now() + std::chrono::minutes(2);
         while (std::chrono::steady_clock::now() < end) {
             const std::string container = Container();
             DMAParser page;
@@ -112,7 +71,7 @@ class MediaServer {
         }
         std::ostringstream log;
         log << std::ifstream(home_ / "log").rdbuf();
-        ADD_FAILURE() << kind_.program << " does not answer:\n" << log.str();
+        ADD_FAILURE() << "the server does not answer:\n" << log.str();
         return "";
     }
 
@@ -129,7 +88,7 @@ class MediaServer {
   private:
     std::string Container() const {
         std::string id = "0";
-        for (const std::string &title : kind_.allTracks) {
+        for (const char *title : {"Music", "All Music"}) {
             DMAParser page;
             std::string next;
             if (Children(id, 0, 0, page)) {
@@ -145,7 +104,6 @@ class MediaServer {
         return id;
     }
 
-    const MediaServerKind &kind_;
     std::filesystem::path home_;
     int port_;
     pid_t pid_ = -1;

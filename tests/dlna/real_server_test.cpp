@@ -72,7 +72,6 @@ void DescribesATrack(const MediaServer &server, const std::string &id) {
     ASSERT_EQ(metadata.items.nodes().size(), 1u);
     const ItemNode &track = *metadata.items.nodes().front();
     EXPECT_EQ(track.getValueByKey("id"), id);
-    EXPECT_NE(track.getValueByKey("artist"), "");
     const std::pair<const char *, const char *> kValues[] = {
         {"album", "A Test"}, {"originalTrackNumber", "3"}, {"nrAudioChannels", "2"}};
     for (const auto &[key, value] : kValues) {
@@ -118,8 +117,8 @@ void IsShownByTheCommandLine(const MediaServer &server, const std::string &all) 
 }
 
 // All of it in one test: a server takes its time to start.
-void Browse(const MediaServerKind &kind, const fs::path &home) {
-    const MediaServer server(kind, home, Music());
+TEST_F(RealServerTest, ShowsItsMusic) {
+    const MediaServer server(scratch() / "home", Music());
     const std::string all = server.AllTracks(kTracks);
     ASSERT_NE(all, "");
     std::string first;
@@ -127,14 +126,6 @@ void Browse(const MediaServerKind &kind, const fs::path &home) {
     DescribesATrack(server, first);
     AnswersAndRefuses(server);
     IsShownByTheCommandLine(server, all);
-}
-
-TEST_F(RealServerTest, Minidlna) {
-    Browse(kMinidlna, scratch() / "home");
-}
-
-TEST_F(RealServerTest, Rygel) {
-    Browse(kRygel, scratch() / "home");
 }
 
 }  // namespace

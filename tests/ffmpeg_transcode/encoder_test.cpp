@@ -1,4 +1,6 @@
 // The streamer with the real encoder.
+#include <tuple>
+
 #include "ffmpeg_transcode/sound.h"
 
 namespace {
@@ -34,28 +36,20 @@ class RealEncoder : public tonvale_test::StreamTest {
 };
 
 TEST_F(RealEncoder, SeeksInEveryFormatOfItsOwn) {
-    struct Case {
-        const char *name;
-        const char *options;
-        double tolerance;
-        int seconds;
-    };
-    const Case cases[] = {
-        {"a.mp3", "-c:a libmp3lame -b:a 128k", 0.06, 8},
-        {"a.flac", "", 0.2, 8},
-        {"a.ogg", "-c:a libvorbis", 0.1, 8},
-        // More than one fragment can hold.
-        {"a.m4a", "-c:a aac -b:a 32k", 0.1, 110},
-        {"b.m4a", "-c:a flac -strict -2 -f mp4", 0.2, 8},
-        {"a.opus", "-c:a libopus -ar 48000", 0.1, 8},
-    };
-    for (const Case &own : cases) {
-        const auto seconds = static_cast<float>(own.seconds);
-        VARN_MEDIA_INFO song = Song(Make(own.name, seconds, own.options), seconds);
+    using Case = std::tuple<const char *, const char *, double, float>;
+    const Case cases[] = {{"a.mp3", "-c:a libmp3lame -b:a 128k", 0.06, 8},
+                          {"a.flac", "", 0.2, 8},
+                          {"a.ogg", "-c:a libvorbis", 0.1, 8},
+                          // More than one fragment can hold.
+                          {"a.m4a", "-c:a aac -b:a 32k", 0.1, 110},
+                          {"b.m4a", "-c:a flac -strict -2 -f mp4", 0.2, 8},
+                          {"a.opus", "-c:a libopus -ar 48000", 0.1, 8}};
+    for (const auto &[name, options, tolerance, seconds] : cases) {
+        VARN_MEDIA_INFO song = Song(Make(name, seconds, options), seconds);
         song.bitrate = 0;
         const Answered late = Stream([&] { return VARNAudioSeekSong(&song, 3); });
-        EXPECT_EQ(late.result, 0) << own.name;
-        EXPECT_NEAR(SecondsOf(late.body, own.name), seconds - 3, own.tolerance) << own.name;
+        EXPECT_EQ(late.result, 0) << name;
+        EXPECT_NEAR(SecondsOf(late.body, name), seconds - 3, tolerance) << name;
     }
 }
 
@@ -92,8 +86,7 @@ TEST_F(RealEncoder, ReadsNoOtherFileThanTheSong) {
     const std::string hidden = fs::path(Make("hidden.wav", 1, "")).filename();
     const std::pair<const char *, std::string> lists[] = {
         {"concat.mp3", "ffconcat version 1.0\nfile " + hidden + "\n"},
-        {"hls.mp3", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" + hidden + "\n"},
-    };
+        {"hls.mp3", "#EXTM3U\n#EXT-X-TARGETDURATION:1\n#EXTINF:1,\n" + hidden + "\n"}};
     for (const auto &[name, text] : lists) {
         std::ofstream(scratch() / name) << text;
         EXPECT_EQ(Transcode(Song(scratch() / name, 1), "mp3").body, "") << name;

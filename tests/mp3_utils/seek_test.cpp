@@ -4,6 +4,7 @@
 #include <fstream>
 #include <memory>
 #include <sstream>
+#include <tuple>
 
 #include "support/fixture.h"
 #include "tonvale/streaming.h"
@@ -60,77 +61,58 @@ std::string Tag(std::initializer_list<int> size) {
 }
 
 TEST_F(MpegFile, ReadsFrameHeaders) {
-    struct Case {
-        std::initializer_list<int> bytes;
-        std::array<int, 6> fields;  // version to sampling rate, and the frame's length
-    };
-    const Case cases[] = {
-        {{0xFF, 0xFB, 0x90, 0x00}, {1, 3, 0, 128, 44100, 417}},
-        {{0xFF, 0xFA, 0x92, 0x00}, {1, 3, 1, 128, 44100, 418}},
-        {{0xFF, 0xFB, 0xE8, 0x00}, {1, 3, 0, 320, 32000, 1440}},
-        {{0xFF, 0xFB, 0x14, 0x00}, {1, 3, 0, 32, 48000, 96}},
-        {{0xFF, 0xFD, 0xA4, 0x00}, {1, 2, 0, 192, 48000, 576}},
-        {{0xFF, 0xFF, 0x92, 0x00}, {1, 1, 0, 288, 44100, 313 + 4}},
-        {{0xFF, 0xFF, 0xE4, 0x00}, {1, 1, 0, 448, 48000, 448}},
-        {{0xFF, 0xF3, 0x80, 0x00}, {2, 3, 0, 64, 22050, 208}},
-        {{0xFF, 0xF3, 0xEA, 0x00}, {2, 3, 0, 160, 16000, 721}},
-        {{0xFF, 0xF5, 0x84, 0x00}, {2, 2, 0, 64, 24000, 192}},
-        {{0xFF, 0xF7, 0xC6, 0x00}, {2, 1, 0, 192, 24000, 196}},
-    };
-    for (const Case &expected : cases) {
+    using Case = std::pair<std::initializer_list<int>, std::array<int, 6>>;
+    const Case cases[] = {{{0xFF, 0xFB, 0x90, 0x00}, {1, 3, 0, 128, 44100, 417}},
+                          {{0xFF, 0xFA, 0x92, 0x00}, {1, 3, 1, 128, 44100, 418}},
+                          {{0xFF, 0xFB, 0xE8, 0x00}, {1, 3, 0, 320, 32000, 1440}},
+                          {{0xFF, 0xFB, 0x14, 0x00}, {1, 3, 0, 32, 48000, 96}},
+                          {{0xFF, 0xFD, 0xA4, 0x00}, {1, 2, 0, 192, 48000, 576}},
+                          {{0xFF, 0xFF, 0x92, 0x00}, {1, 1, 0, 288, 44100, 313 + 4}},
+                          {{0xFF, 0xFF, 0xE4, 0x00}, {1, 1, 0, 448, 48000, 448}},
+                          {{0xFF, 0xF3, 0x80, 0x00}, {2, 3, 0, 64, 22050, 208}},
+                          {{0xFF, 0xF3, 0xEA, 0x00}, {2, 3, 0, 160, 16000, 721}},
+                          {{0xFF, 0xF5, 0x84, 0x00}, {2, 2, 0, 64, 24000, 192}},
+                          {{0xFF, 0xF7, 0xC6, 0x00}, {2, 1, 0, 192, 24000, 196}}};
+    for (const auto &[bytes, fields] : cases) {
         MPEG_FRAME_HEADER header{};
         int64_t position = 0;
-        const std::string name = testing::PrintToString(std::vector<int>(expected.bytes));
-        EXPECT_EQ(Parse(Bytes(expected.bytes), header, position), 1) << name;
+        const std::string name = testing::PrintToString(std::vector<int>(bytes));
+        EXPECT_EQ(Parse(Bytes(bytes), header, position), 1) << name;
         EXPECT_EQ(position, 0) << name;
         EXPECT_EQ(header.position, 0) << name;
         EXPECT_EQ(header.bitsPerSecond, header.bitRate * 1000) << name;
         EXPECT_EQ((std::array{header.version, header.layer, header.isProtected, header.bitRate,
                               header.sampleRate, header.frameLength}),
-                  expected.fields)
+                  fields)
             << name;
         EXPECT_DOUBLE_EQ(header.duration, 1004 * 8.0 / (header.bitRate * 1000)) << name;
     }
-    EXPECT_TRUE(Log().empty());
-}
-
-TEST_F(MpegFile, ReadsTheModeBits) {
     MPEG_FRAME_HEADER header{};
-    const std::pair<int, std::array<int, 5>> cases[] = {{0x6E, {1, 2, 1, 1, 2}},
-                                                        {0xF1, {3, -1, 0, 0, 1}}};
-    for (const auto &[byte, bits] : cases) {
-        int64_t position = 0;
-        ASSERT_EQ(Parse(Bytes({0xFF, 0xFB, 0x90, byte}), header, position), 1);
-        EXPECT_EQ((std::array{header.channelMode, header.modeExtension, header.copyRestricted,
-                              header.firstCopy, header.emphasis}),
-                  bits);
-    }
+    int64_t position = 0;
+    ASSERT_EQ(Parse(Bytes({0xFF, 0xFB, 0x90, 0x6E}), header, position), 1);
+    EXPECT_EQ((std::array{header.channelMode, header.modeExtension, header.copyRestricted,
+                          header.firstCopy, header.emphasis}),
+              (std::array{1, 2, 1, 1, 2}));
+    EXPECT_TRUE(Log().empty());
 }
 
 TEST_F(MpegFile, StopsAtWhatIsNoHeader) {
-    struct Case {
-        const char *name;
-        std::initializer_list<int> bytes;
-    };
-    const Case cases[] = {
-        {"reserved version", {0xFF, 0xEB, 0x90, 0x00}}, {"MPEG-2.5", {0xFF, 0xE3, 0x80, 0x00}},
-        {"reserved layer", {0xFF, 0xF9, 0x90, 0x00}},   {"bit rate 15", {0xFF, 0xFB, 0xF0, 0x00}},
-        {"reserved rate", {0xFF, 0xFB, 0x9C, 0x00}},    {"free format", {0xFF, 0xFB, 0x00, 0x00}},
-    };
-    for (const Case &bad : cases) {
-        MPEG_FRAME_HEADER header{};
+    MPEG_FRAME_HEADER header{};
+    // A reserved version, MPEG-2.5, a reserved layer, bit rate 15, a reserved rate, free format.
+    for (const std::string &bad :
+         {Bytes({0xFF, 0xEB, 0x90, 0}), Bytes({0xFF, 0xE3, 0x80, 0}), Bytes({0xFF, 0xF9, 0x90, 0}),
+          Bytes({0xFF, 0xFB, 0xF0, 0}), Bytes({0xFF, 0xFB, 0x9C, 0}), Bytes({0xFF, 0xFB, 0, 0})}) {
         int64_t position = 0;
         // A good frame behind it is the next call's.
-        EXPECT_EQ(Parse("junk" + Bytes(bad.bytes) + Frame(), header, position), 0) << bad.name;
-        EXPECT_EQ(position, 4) << bad.name;
-        EXPECT_EQ(header.position, 4) << bad.name;
-        ++position;
-        EXPECT_EQ(Parse("junk" + Bytes(bad.bytes) + Frame(), header, position), 1) << bad.name;
-        EXPECT_EQ(position, 8) << bad.name;
+        for (const auto &[result, place] : {std::pair(0, 4), {1, 8}}) {
+            EXPECT_EQ(Parse("junk" + bad + Frame(), header, position), result);
+            EXPECT_EQ(position, place);
+            EXPECT_EQ(header.position, place);
+            ++position;
+        }
     }
     EXPECT_TRUE(Log().empty());
     // Free format with padding has the padding's length.
-    MPEG_FRAME_HEADER header{};
     int64_t position = 0;
     EXPECT_EQ(Parse(Bytes({0xFF, 0xFB, 0x02, 0x00}), header, position), 1);
     EXPECT_EQ(header.frameLength, 1);
@@ -157,31 +139,9 @@ TEST_F(MpegFile, LooksNotIntoTheLastTenBytes) {
     }
 }
 
-TEST_F(MpegFile, ReadsBytesThroughTheBuffer) {
-    std::string bytes;
-    for (int i = 0; i < 40000; ++i) {
-        bytes += static_cast<char>(i * 7 % 251);
-    }
-    const Opened opened(Write(bytes));
-    for (const int64_t offset : {0, 16383, 16384, 39999, 5, 20000, 36383, 36384, 39998, 19999}) {
-        EXPECT_EQ(GetByte(opened.context.get(), offset), offset * 7 % 251) << offset;
-        EXPECT_LE(opened.context->rangeStart, offset);
-        EXPECT_GT(opened.context->rangeEnd, offset);
-    }
-    for (const int64_t offset : {int64_t{40000}, int64_t{1} << 40, int64_t{-1}, INT64_MIN}) {
-        EXPECT_EQ(GetByte(opened.context.get(), offset), 17) << offset;
-    }
-    EXPECT_EQ(GetByte(opened.context.get(), 7), 49);
-}
-
 TEST_F(MpegFile, WalksFrames) {
     const std::string zeros(5, '\0');
-    struct Case {
-        const char *name;
-        std::string bytes;
-        int frames;
-        int64_t offset;
-    };
+    using Case = std::tuple<const char *, std::string, int, int64_t>;
     const Case cases[] = {
         {"none asked for", Frame() + Frame(), 0, 0},
         {"fewer than none", Frame() + Frame(), -1, 0},
@@ -203,33 +163,29 @@ TEST_F(MpegFile, WalksFrames) {
         {"top bits count", Tag({0, 0, 0, 0x82}) + std::string(130, 't') + Frame() + Frame(), 0,
          140},
         {"a tag larger than the file", Tag({0x7F, 0x7F, 0x7F, 0x7F}) + Frame(), 1, 268435465},
-        {"a tag cut short", "ID3", 0, (17LL << 21 | 17 << 14 | 17 << 7 | 17) + 10},
-    };
-    for (const Case &walk : cases) {
-        EXPECT_EQ(GetSeekOffset(Write(walk.bytes).c_str(), walk.frames), walk.offset) << walk.name;
+        {"a tag cut short", "ID3", 0, (17LL << 21 | 17 << 14 | 17 << 7 | 17) + 10}};
+    for (const auto &[name, bytes, frames, offset] : cases) {
+        EXPECT_EQ(GetSeekOffset(Write(bytes).c_str(), frames), offset) << name;
     }
 }
 
 TEST_F(MpegFile, SaysWhatCannotBeRead) {
-    EXPECT_EQ(GetSeekOffset(nullptr, 1), 0);
-    EXPECT_TRUE(Logged(R"(audiolib/mp3_utils \(\d+\) Bad parameter\.$)"));
-    for (const std::string &path :
-         {(scratch() / "a\"%s'\\none.mp3").string(), scratch().string()}) {
-        ClearLog();
-        EXPECT_EQ(GetSeekOffset(path.c_str(), 1), 0);
-        ASSERT_EQ(Log().size(), 1U);
-        EXPECT_NE(Log().front().find(") Unable to open " + path + " "), std::string::npos);
-    }
-    ClearLog();
+    const std::string none = scratch() / "a\"%s'\\none.mp3";
     int64_t position = 5;
     MPEG_FRAME_HEADER header{};
     MPEG_READER reader{};
-    EXPECT_EQ(ParseMPEG(nullptr, &position, &header), 0);
-    EXPECT_EQ(ParseMPEG(&reader, nullptr, &header), 0);
-    EXPECT_EQ(ParseMPEG(&reader, &position, nullptr), 0);
-    EXPECT_EQ(Log().size(), 3U);
-    EXPECT_EQ(GetByte(nullptr, 0), 17);
-    EXPECT_EQ(GetByte(&reader, 0), 17);
+    for (const int64_t result :
+         {GetSeekOffset(nullptr, 1), GetSeekOffset(none.c_str(), 1),
+          GetSeekOffset(scratch().c_str(), 1), int64_t{ParseMPEG(nullptr, &position, &header)},
+          int64_t{ParseMPEG(&reader, nullptr, &header)},
+          int64_t{ParseMPEG(&reader, &position, nullptr)}}) {
+        EXPECT_EQ(result, 0);
+    }
+    ASSERT_EQ(Log().size(), 6U);
+    EXPECT_TRUE(Logged(R"(audiolib/mp3_utils \(\d+\) Bad parameter\.$)"));
+    EXPECT_NE(Log()[1].find(") Unable to open " + none + " "), std::string::npos);
+    EXPECT_NE(Log()[2].find(") Unable to open " + scratch().string() + " "), std::string::npos);
+    EXPECT_EQ(GetByte(nullptr, 0) + GetByte(&reader, 0), 34);
 }
 
 // The places of packets that another reader found in a file.
@@ -249,8 +205,7 @@ TEST_F(MpegFile, AgreesWithAnotherReaderOnRealFiles) {
         "-ar 44100 -c:a libmp3lame -b:a 128k -id3v2_version 3 -write_xing 0 -f mp3",
         "-ar 48000 -c:a libmp3lame -q:a 4 -id3v2_version 0 -write_xing 0 -f mp3",
         "-ar 22050 -c:a libmp3lame -b:a 64k -id3v2_version 4 -write_xing 0 -f mp3",
-        "-ar 44100 -c:a mp2 -b:a 192k -f mp2",
-    };
+        "-ar 44100 -c:a mp2 -b:a 192k -f mp2"};
     for (const char *encoding : encodings) {
         const fs::path path = scratch() / "real";
         const std::string command =

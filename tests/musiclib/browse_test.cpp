@@ -1,4 +1,6 @@
 // Lists of artists, albums and of one column's values.
+#include <tuple>
+
 #include "musiclib/library_rows.h"
 #include "varn/sql.h"
 
@@ -86,23 +88,18 @@ TEST_F(LibraryBrowse, WhatDecidesBetweenEqualAlbums) {
          {std::tuple{"B", "y", 1}, {"A", "y", 1}, {"A", "x", 2}, {"B", "x", 2}}) {
         Add({.album = album, .album_artist = artist, .year = year});
     }
-    const struct {
-        const char *order;
-        Texts albums;
-    } kCases[] = {
-        {"year", {"Ay", "By", "Ax", "Bx"}},
-        {"year DESC", {"Ax", "Bx", "Ay", "By"}},
-        {"album_artist_sort", {"Ax", "Bx", "Ay", "By"}},
-        {"album_sort DESC", {"Bx", "By", "Ax", "Ay"}},
-        {"album_sort, album_artist_sort DESC", {"Ay", "Ax", "By", "Bx"}},
-        {"album_sort COLLATE \"en_US_varnel\" ", {"Ax", "Ay", "Bx", "By"}},
-    };
-    for (const auto &[order, expected] : kCases) {
+    for (const auto &[order, expected] :
+         {std::pair("year", "Ay By Ax Bx "),
+          {"year DESC", "Ax Bx Ay By "},
+          {"album_artist_sort", "Ax Bx Ay By "},
+          {"album_sort DESC", "Bx By Ax Ay "},
+          {"album_sort, album_artist_sort DESC", "Ay Ax By Bx "},
+          {"album_sort COLLATE \"en_US_varnel\" ", "Ax Ay Bx By "}}) {
         const Handle handle = Albums(nullptr, order);
-        Texts albums = Column(handle, "album");
         const Texts artists = Column(handle, "album_artist");
-        for (std::size_t i = 0; i < albums.size(); ++i) {
-            albums[i] += artists[i];
+        std::string albums;
+        for (std::size_t i = 0; i < artists.size(); ++i) {
+            albums += Column(handle, "album")[i] + artists[i] + " ";
         }
         EXPECT_EQ(albums, expected) << order;
     }
@@ -141,84 +138,43 @@ TEST_F(LibraryBrowse, PagesAndLibraries) {
     const struct {
         Handle handle;
         Texts titles;
-    } kPages[] = {
-        {page(AudioInfoDBOpenWithArtistList, "artist_sort", 1, 2), {"b", "c"}},
-        {page(AudioInfoDBOpenWithAlbumList, "album_sort", 1, 2), {"b", "c"}},
-        {page(composers, "composer", 1, 2), {"b", "c"}},
-        {page(AudioInfoDBOpenWithArtistList, "artist_sort", 3, 0), {"hers"}},
-        {page(AudioInfoDBOpenWithAlbumList, "album DESC", 3, 7), {"a"}},
-        {page(composers, "composer", 9, -1), {"a", "b", "c", "hers"}},
-        {page(composers, "composer", 9, 1), {}},
-    };
+    } kPages[] = {{page(AudioInfoDBOpenWithArtistList, "artist_sort", 1, 2), {"b", "c"}},
+                  {page(AudioInfoDBOpenWithAlbumList, "album_sort", 1, 2), {"b", "c"}},
+                  {page(composers, "composer", 1, 2), {"b", "c"}},
+                  {page(AudioInfoDBOpenWithAlbumList, "album DESC", 3, 7), {"a"}},
+                  {page(composers, "composer", 9, -1), {"a", "b", "c", "hers"}}};
     for (const auto &[handle, titles] : kPages) {
         EXPECT_EQ(Column(handle, "title"), titles);
         EXPECT_EQ(Column(handle, "result_count"), Texts(titles.size(), "4"));
     }
     EXPECT_EQ(Column(Artists(nullptr, "artist", kAlice, "personal"), "artist"), Texts({"hers"}));
     EXPECT_EQ(Albums(nullptr, "album", kBob)->rowCount, 3);
-    EXPECT_EQ(AudioInfoDBGetCountWithAlbumList("personal", kBob, nullptr), 0);
-    EXPECT_EQ(AudioInfoDBGetCountWithArtistList("shared", kAlice, nullptr), 3);
-}
-
-TEST_F(LibraryBrowse, HostileNamesAndFilters) {
-    for (const auto *texts : {&kHostile, &kDecoys}) {
-        for (const std::string &text : *texts) {
-            Add({.album = text, .artist = text, .album_artist = text, .genres = {text}});
-        }
-    }
-    for (const std::string &text : kHostile) {
-        SCOPED_TRACE(text);
-        const std::string album = *varn::Sql("album = '@VARN:VAR'", text);
-        const std::string genre = *varn::Sql("genre = '@VARN:VAR'", text);
-        const std::string pattern = *varn::Sql(" ILIKE '@VARN:LVAR'", text);
-        EXPECT_EQ(Column(Albums(album.c_str()), "album"), Texts({text}));
-        EXPECT_EQ(AudioInfoDBGetCountWithAlbumList("all", kAlice, album.c_str()), 1);
-        EXPECT_EQ(Column(Albums(genre.c_str()), "album"), Texts({text}));
-        EXPECT_EQ(Column(Artists(album.c_str()), "artist"), Texts({text}));
-        EXPECT_EQ(Column(Artists(pattern.c_str()), "artist"), Texts({text}));
-        EXPECT_EQ(AudioInfoDBGetCountWithArtistList("all", kAlice, pattern.c_str()), 1);
-        EXPECT_EQ(Column(Values("genre", genre.c_str()), "genre"), Texts({text}));
-    }
 }
 
 TEST_F(LibraryBrowse, RefusesAndFailsWithALine) {
     Add({.album = "a", .artist = "b"});
-    constexpr uid_t kNobody = 4294967295U;
     EXPECT_EQ(AudioInfoDBOpenWithArtistList(nullptr, kAlice, "", "", 0, 1), nullptr);
-    EXPECT_EQ(AudioInfoDBOpenWithAlbumList("all", kNobody, "", "", 0, 1), nullptr);
-    EXPECT_EQ(AudioInfoDBOpenWithContainerList("all", kNobody, "genre", "", "", 0, 1), nullptr);
-    EXPECT_EQ(AudioInfoDBGetCountWithArtistList("all", kNobody, ""), -1);
+    EXPECT_EQ(AudioInfoDBOpenWithAlbumList("all", 4294967295U, "", "", 0, 1), nullptr);
+    EXPECT_EQ(AudioInfoDBGetCountWithArtistList("all", 4294967295U, ""), -1);
     EXPECT_EQ(AudioInfoDBGetCountWithAlbumList(nullptr, kAlice, ""), -1);
     for (const char *column : {"", "a_column_of_more_than_31_characters"}) {
         EXPECT_EQ(AudioInfoDBOpenWithContainerList("all", kAlice, column, "", "", 0, 1), nullptr);
     }
+    EXPECT_EQ(Log().size(), 6U);
     for (const std::string &line : Log()) {
         EXPECT_TRUE(line.ends_with(" Bad parameters.")) << line;
     }
-    EXPECT_EQ(Log().size(), 7U);
-    ClearLog();
-
-    EXPECT_EQ(AudioInfoDBGetCountWithArtistList("nothing", kAlice, ""), -1);
-    EXPECT_TRUE(
-        Logged("Generate table string failed\\. library:\\[nothing\\], uid:\\[1030\\] "
-               "TableType:\\[0\\]$"));
-    for (const char *nonsense : {"no_such_column", "album;", "title DESC NULLS", "(", "album'"}) {
-        ClearLog();
-        EXPECT_FALSE(Albums(nullptr, nonsense)) << nonsense;
-        EXPECT_FALSE(Artists(nullptr, nonsense));
-        EXPECT_FALSE(Artists(nonsense)) << "as a condition";
-        EXPECT_EQ(AudioInfoDBGetCountWithAlbumList("all", kAlice, nonsense), -1);
-        EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Failed to exec \\[SELECT .*\\] \\(ERROR.*"));
-    }
+    EXPECT_FALSE(Albums(nullptr, "no_such_column"));
+    EXPECT_FALSE(Artists(nullptr, "title DESC NULLS"));
+    EXPECT_FALSE(Artists("(")) << "as a condition";
+    EXPECT_EQ(AudioInfoDBGetCountWithAlbumList("all", kAlice, "album'"), -1);
+    EXPECT_TRUE(Logged("audiolib/musiclib:[0-9]+ Failed to exec \\[SELECT .*\\] \\(ERROR.*"));
     EXPECT_FALSE(Values("year")) << "it has no sort column";
-
     // Filters on artists are bounded; others are not.
     const std::string fits = "artist != '" + std::string(970, 'x') + "'";
     const std::string tooLong = "artist != '" + std::string(10000, 'x') + "'";
     EXPECT_TRUE(Artists(fits.c_str()));
-    ClearLog();
     EXPECT_FALSE(Artists(tooLong.c_str()));
-    EXPECT_EQ(AudioInfoDBGetCountWithArtistList("all", kAlice, tooLong.c_str()), -1);
     EXPECT_TRUE(Logged("A filter of 10[0-9]{3} bytes does not fit into 1024\\.$"));
     EXPECT_TRUE(Albums(tooLong.c_str()));
 }

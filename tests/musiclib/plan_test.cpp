@@ -71,56 +71,43 @@ class LibraryPlan : public tonvale_test::DatabaseTest {
 };
 
 TEST_F(LibraryPlan, CommonStatementsUseTheirIndex) {
-    struct Case {
-        std::string statement;
-        const char *uses;  // regular expression
-    };
+    using Case = std::pair<std::string, const char *>;
     const std::string path = "/volume1/music/Artist 9/Album 27/270.mp3";
-    for (const Case &c : {
-             Case{Page("all", "WHERE  id=17 "), "Index Scan using track_pkey"},
-             Case{Page("all", "WHERE id IN (17, 18, 19)"),
-                  "(Index|Bitmap Index) Scan.* track_pkey"},
-             Case{Page("all", "WHERE path like '" + path + "'"),
-                  "(Index Scan using|Bitmap Index Scan on) track_path"},
-             Case{Page("actual", "WHERE path = '" + path + "'"),
-                  "(Index Scan using|Bitmap Index Scan on) track_path"},
-             Case{Page("actual", "WHERE path like '/volume1/music/Artist 9/%'"),
-                  "track_path_below"},
-             Case{Page("all", "ORDER BY lower(title) LIMIT 100 OFFSET 0"),
-                  "Index Scan using track_title_lower"},
-             Case{Page("all",
-                       "ORDER BY title_sort COLLATE \"en_US_varnel\", album, disc, track "
-                       "LIMIT 100 OFFSET 300"),
-                  "Index Scan using track_title on"},
-             Case{Page("shared", "WHERE artist_search = UPPER('artist 9') LIMIT 100"),
-                  "artist_track_search"},
-             Case{Page("shared", "WHERE album = 'Album 27' LIMIT 100"), "album_track_album"},
-             Case{Page("all", "WHERE id IN (SELECT id FROM " + View("all", {1, 1, 0, 1, 0, 1, 1}) +
-                                  " WHERE id = 5)"),
-                  "track_pkey"},
-             Case{Count("actual_shared", ""), "Index Only Scan using track_owner"},
-             Case{Count("all", "artist_search = UPPER('artist 9')"), "artist_track_search"},
-             Case{Count("all", "album = 'Album 27'"), "album_track_album"},
-             Case{Count("all", "title ilike '%of 17771%'"), "track_title_text"},
-             Case{Count("all", "composer = 'Composer 7'"), "composer_track_composer"},
-             Case{Groups("album", "album ILIKE '%um 1777%'"), "album_track_album_text"},
-             Case{Groups("album_artist", "album_artist ILIKE '%st 177%'"),
-                  "album_track_artist_text"},
-             Case{Groups("artist", "artist ILIKE '%st 177%'"), "artist_track_text"},
-             Case{Groups("composer", "composer ILIKE '%er 77%'"), "composer_track_text"},
-             Case{Groups("genre", "genre ILIKE '%re 17%'"), "genre_track_text"},
-             Case{Groups("album", "artist_search = UPPER('artist 9')"), "artist_track_search"},
-             Case{Groups("composer", "genre = 'Genre 7' AND album = 'Album 7'"),
-                  "album_track_album "},
-             Case{"SELECT id, path, star, track.track AS track, is_virtual FROM track LEFT JOIN "
-                  "rating_track ON track.id = rating_track.track AND rating_track.userid = 1030 "
-                  "WHERE id IN ( 17, 18, 19 )",
-                  "track_pkey(.|\\n)*rating_track_pkey|rating_track_pkey(.|\\n)*track_pkey"},
-         }) {
-        const std::string plan = Plan(c.statement);
-        EXPECT_TRUE(std::regex_search(plan, std::regex(c.uses))) << c.uses << " is not used by\n"
-                                                                 << c.statement << "\n"
-                                                                 << plan;
+    for (const auto &[statement, uses] :
+         {Case{Page("all", "WHERE  id=17 "), "Index Scan using track_pkey"},
+          Case{Page("all", "WHERE path like '" + path + "'"),
+               "(Index Scan using|Bitmap Index Scan on) track_path"},
+          Case{Page("actual", "WHERE path like '/volume1/music/Artist 9/%'"), "track_path_below"},
+          Case{Page("all", "ORDER BY lower(title) LIMIT 100 OFFSET 0"),
+               "Index Scan using track_title_lower"},
+          Case{Page("all",
+                    "ORDER BY title_sort COLLATE \"en_US_varnel\", album, disc, track "
+                    "LIMIT 100 OFFSET 300"),
+               "Index Scan using track_title on"},
+          Case{Page("shared", "WHERE artist_search = UPPER('artist 9') LIMIT 100"),
+               "artist_track_search"},
+          Case{Page("shared", "WHERE album = 'Album 27' LIMIT 100"), "album_track_album"},
+          Case{Page("all", "WHERE id IN (SELECT id FROM " + View("all", {1, 1, 0, 1, 0, 1, 1}) +
+                               " WHERE id = 5)"),
+               "track_pkey"},
+          Case{Count("actual_shared", ""), "Index Only Scan using track_owner"},
+          Case{Count("all", "artist_search = UPPER('artist 9')"), "artist_track_search"},
+          Case{Count("all", "title ilike '%of 17771%'"), "track_title_text"},
+          Case{Count("all", "composer = 'Composer 7'"), "composer_track_composer"},
+          Case{Groups("album", "album ILIKE '%um 1777%'"), "album_track_album_text"},
+          Case{Groups("album_artist", "album_artist ILIKE '%st 177%'"), "album_track_artist_text"},
+          Case{Groups("artist", "artist ILIKE '%st 177%'"), "artist_track_text"},
+          Case{Groups("composer", "composer ILIKE '%er 77%'"), "composer_track_text"},
+          Case{Groups("genre", "genre ILIKE '%re 17%'"), "genre_track_text"},
+          Case{Groups("composer", "genre = 'Genre 7' AND album = 'Album 7'"), "album_track_album "},
+          Case{"SELECT id, path, star, track.track AS track, is_virtual FROM track LEFT JOIN "
+               "rating_track ON track.id = rating_track.track AND rating_track.userid = 1030 "
+               "WHERE id IN ( 17, 18, 19 )",
+               "track_pkey(.|\\n)*rating_track_pkey|rating_track_pkey(.|\\n)*track_pkey"}}) {
+        const std::string plan = Plan(statement);
+        EXPECT_TRUE(std::regex_search(plan, std::regex(uses))) << uses << " is not used by\n"
+                                                               << statement << "\n"
+                                                               << plan;
     }
 }
 

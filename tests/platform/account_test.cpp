@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <string>
 #include <type_traits>
+#include <vector>
 
 #include "support/fixture.h"
 #include "varn/base.h"
@@ -83,23 +84,23 @@ TEST_F(Accounts, AreThoseOfTheSystemWithoutARoot) {
 }
 
 TEST_F(Accounts, AreThoseOfTheRootsFile) {
-    const std::string longLine(100000, 'x');
     WriteFile(varn::path::kPasswd,
               "# comment\n\n::::::\nroot:x:0:0::/root:/bin/sh\nnothing\n"
               "half:x:12\nwords:x:a:b::/h:/s\nminus:x:-1:1::/h:/s\n"
               "wide:x:5000000000:1::/h:/s\nmost:x:4294967295:1::/h:/s\n"
               "long:x:1040:100:" +
-                  longLine +
+                  std::string(100000, 'x') +
                   ":/home/long:/s\n"
                   "caf\xc3\xa9:x:1041:100::/v o/caf\xc3\xa9:/s\n"
                   "alice:x:1030:100::/first:/s\nalice:x:1032:100::/second:/s\n"
                   "homeless:x:1050:100:::\nlast:x:1060:100::/last:/s");
-    EXPECT_EQ(Find("alice")->uid, 1030);
-    EXPECT_STREQ(Find("alice")->szHomeDir, "/first");
-    EXPECT_STREQ(Find(1041u)->szName, "caf\xc3\xa9");
-    EXPECT_STREQ(Find("caf\xc3\xa9")->szHomeDir, "/v o/caf\xc3\xa9");
-    EXPECT_STREQ(Find("long")->szHomeDir, "/home/long");
-    EXPECT_EQ(Find("last")->gid, 100);
+    const auto described = [](const User &user) {
+        return std::string(user->szName) + " " + std::to_string(user->uid) + " " + user->szHomeDir;
+    };
+    EXPECT_EQ(described(Find("alice")), "alice 1030 /first");
+    EXPECT_EQ(described(Find(1041u)), "caf\xc3\xa9 1041 /v o/caf\xc3\xa9");
+    EXPECT_EQ(described(Find("long")), "long 1040 /home/long");
+    EXPECT_EQ(described(Find("last")), "last 1060 /last");
     EXPECT_EQ(GetUserIdFromName("last"), 1060);
     for (const char *name : {"nothing", "half", "words", "minus", "wide", "most", "ALICE", "ali",
                              "", "alice:x", "# comment"}) {
@@ -111,9 +112,10 @@ TEST_F(Accounts, AreThoseOfTheRootsFile) {
     EXPECT_EQ(Home("alice", 7), "/first");
     EXPECT_EQ(Home("alice", 6), "");
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_TOO_LONG);
-    EXPECT_EQ(Home("homeless", 64), "");
-    EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_NOT_FOUND);
-    EXPECT_EQ(Home("nosuch", 64), "");
+    for (const char *name : {"homeless", "nosuch"}) {
+        EXPECT_EQ(Home(name, 64), "");
+        EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_NOT_FOUND);
+    }
     fs::remove(At(varn::path::kPasswd));
     EXPECT_EQ(Find("alice"), nullptr);
     EXPECT_EQ(VLIBCErrGet(), VLIB_ERR_SYSTEM);
@@ -133,43 +135,40 @@ TEST_F(Accounts, HaveAPreferenceFolderThatStaysInItsPlace) {
 }
 
 TEST_F(Accounts, HaveAPersonalLibraryWhenBothTheyAndTheSwitchAllow) {
-    WriteFile(varn::path::kPackageConf, "enable_personal_library=\"yes\"\n");
-    EXPECT_TRUE(IsPersonalLibraryEnabled());
-    EXPECT_TRUE(IsPersonalLibEnabled("alice"));
-    for (const char *name : {"nosuch", "", static_cast<const char *>(nullptr)}) {
-        EXPECT_FALSE(IsPersonalLibEnabled(name));
-    }
-    for (const char *conf : {"enable_personal_library=\"no\"\n", "enable_personal_library=yes!\n",
-                             "", "#enable_personal_library=yes\n"}) {
-        WriteFile(varn::path::kPackageConf, conf);
-        EXPECT_FALSE(IsPersonalLibraryEnabled()) << conf;
-        EXPECT_FALSE(IsPersonalLibEnabled("alice")) << conf;
+    for (const char *value : {"yes", "no", "yes!", ""}) {
+        const bool on = value == std::string_view("yes");
+        WriteFile(varn::path::kPackageConf, std::string("enable_personal_library=") + value + "\n");
+        EXPECT_EQ(IsPersonalLibraryEnabled(), on) << value;
+        EXPECT_EQ(IsPersonalLibEnabled("alice"), on) << value;
+        for (const char *name : {"nosuch", "", static_cast<const char *>(nullptr)}) {
+            EXPECT_FALSE(IsPersonalLibEnabled(name));
+        }
     }
 }
 
 TEST_F(Accounts, OwnThePathsBelowTheirMusicOnly) {
     const std::string deep = "/homes/alice/music/" + std::string(4000, 'd') + "/a.mp3";
-    const std::pair<const char *, bool> cases[] = {
-        {"/homes/alice/music/a.mp3", true},
-        {"//homes/./alice//music/x/a.mp3", true},
-        {deep.c_str(), true},
-        {"/homes/alice/music/..a.mp3", true},
-        {"/homes/alice/music", false},
-        {"/homes/alice/music/", false},
-        {"/homes/alice/music2/a.mp3", false},
-        {"/homes/alice/a.mp3", false},
-        {"/homes/alice2/music/a.mp3", false},
-        {"/homes/alice/music/../../bob/music/a.mp3", false},
-        {"homes/alice/music/a.mp3", false},
-        {"", false},
-        {nullptr, false},
-    };
-    for (const auto &[path, expected] : cases) {
-        for (const char *home : {"/homes/alice", "/homes/alice/"}) {
-            EXPECT_EQ(IsUnderPersonalLibPath(home, path), expected) << (path ? path : "null");
+    const std::vector<const char *> own = {"/homes/alice/music/a.mp3",
+                                           "//homes/./alice//music/x/a.mp3",
+                                           "/homes/alice/music/..a.mp3", deep.c_str()};
+    const std::vector<const char *> others = {"/homes/alice/music",
+                                              "/homes/alice/music/",
+                                              "/homes/alice/music2/a.mp3",
+                                              "/homes/alice/a.mp3",
+                                              "/homes/alice2/music/a.mp3",
+                                              "/homes/alice/music/../../bob/music/a.mp3",
+                                              "homes/alice/music/a.mp3",
+                                              "",
+                                              nullptr};
+    for (const auto *paths : {&own, &others}) {
+        for (const char *path : *paths) {
+            for (const char *home : {"/homes/alice", "/homes/alice/"}) {
+                EXPECT_EQ(IsUnderPersonalLibPath(home, path), paths == &own)
+                    << (path ? path : "null");
+            }
+            EXPECT_FALSE(IsUnderPersonalLibPath("", path)) << "would be everybody's /music";
+            EXPECT_FALSE(IsUnderPersonalLibPath(nullptr, path));
         }
-        EXPECT_FALSE(IsUnderPersonalLibPath("", path)) << "would be everybody's /music";
-        EXPECT_FALSE(IsUnderPersonalLibPath(nullptr, path));
     }
 }
 
@@ -192,15 +191,11 @@ TEST_F(Accounts, HavePersonalMusicWhereTheIndexerFindsIt) {
               account("alice", link / "alice") + account("bob", homes / "bob") +
                   account("carol", scratch() / "alias/carol") +
                   account("dave", homes / "bob/dave") + account("far", "/elsewhere/far"));
-    const struct {
-        fs::path path;
-        const char *owner;  // "": nobody's
-    } cases[] = {
+    const std::pair<fs::path, const char *> cases[] = {
         {homes / "alice/music/a.mp3", "alice"}, {link / "alice/music/a.mp3", "alice"},
         {moved / "music/a.mp3", "bob"},         {homes / "alice/a.mp3", ""},
         {homes / "gone/music/a.mp3", ""},       {"/elsewhere/far/music/a.mp3", ""},
-        {homes / "carol/music/a.mp3", "carol"}, {moved / "dave/music/a.mp3", "dave"},
-    };
+        {homes / "carol/music/a.mp3", "carol"}, {moved / "dave/music/a.mp3", "dave"}};
     for (const auto &[path, owner] : cases) {
         for (const char *name : {"alice", "bob", "carol", "dave"}) {
             EXPECT_EQ(IsUnderPersonalLibPath(Home(name, 4096).c_str(), path.c_str()),

@@ -1,12 +1,8 @@
 // The verbs of the command line that work on playlists.
 #include <json/json.h>
 #include <sched.h>
-#include <sys/inotify.h>
 #include <sys/mount.h>
 #include <unistd.h>
-
-#include <array>
-#include <cstring>
 
 #include "platform/child.h"
 #include "playlist/playlist_test.h"
@@ -50,56 +46,41 @@ class PlaylistCommand : public tonvale_test::PlaylistTest {
         }
         return paths;
     }
-    static int Writings(int watch) {
-        alignas(inotify_event) std::array<char, 65536> events{};
-        const ssize_t size = read(watch, events.data(), events.size());
-        int writings = 0;
-        for (ssize_t at = 0; at < size;) {
-            inotify_event event{};
-            std::memcpy(&event, events.data() + at, sizeof event);
-            writings += (event.mask & IN_CLOSE_WRITE) != 0 ? 1 : 0;
-            at += static_cast<ssize_t>(sizeof event + event.len);
-        }
-        return writings;
-    }
 };
 
 TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
     AddSong({.path = In("a.mp3"), .title = "A"});
-    AddSong({.path = In("it's.mp3"), .title = "B"});
     AddSong({.path = In("cue.flac"), .has_virtual = true});
     AddSong({.path = In("cue.flac"), .title = "Three", .track = 3, .is_virtual = true});
     const std::string list = "O'Brien & 100%";
-    const std::vector<Case> making = {
-        {{"playlist", "create", list, "1", In("it's.mp3"), In("cue.flac_3")}, 0, ""},
-        {{"playlist", "create", list}, 2, "already a playlist"},
-        {{"playlist", "show", list}, 0, "1-3 of 3 entries"},
-        {{"playlist", "check", list, "4", "1"}, 0, "yes " + In("cue.flac_3")},
-        {{"playlist", "add", list, "1", "http://r/x", "--skip-duplicates"}, 0, ""},
-        {{"playlist", "add", list, In("cue.flac")}, 0, ""},
-        {{"playlist", "check", list, In("cue.flac")}, 0, "yes"}};
-    const std::vector<Case> changing = {
-        {{"playlist", "remove", list, "0,2"}, 0, ""},
-        {{"playlist", "check", list, "1"}, 1, "no  " + In("a.mp3")},
-        {{"playlist", "replace", list, "1", "--start", "9"}, 2, "no position 9"},
-        {{"playlist", "replace", list, "4", "--start", "1", "--length", "1"}, 0, ""},
-        {{"playlist", "missing", list}, 0, ""},
-        {{"playlist", "rename", list, "New"}, 0, ""},
-        {{"playlist", "rename", "New", "../x"}, 2, "no slash"},
-        {{"playlist", "show", list}, 2, "there is no"},
-        {{"playlists"}, 0, "1-1 of 1 playlist"},
-        {{"playlist", "add", "New", "999"}, 2, "no song 999"},
-        {{"playlist", "add", "New", "no such file"}, 2, "is no song's id"}};
     const auto goThrough = [&](const Texts &more) {
-        RunAll(making, more);
-        EXPECT_EQ(Paths(list, more), (Texts{"a.mp3", "it's.mp3", "cue.flac", "x", "cue.flac"}));
-        RunAll(changing, more);
-        EXPECT_EQ(Paths("New", more), (Texts{"it's.mp3", "cue.flac", "cue.flac"}));
+        RunAll({{{"playlist", "create", list, "1", In("cue.flac_3")}, 0, ""},
+                {{"playlist", "create", list}, 2, "already a playlist"},
+                {{"playlist", "check", list, "3", "1"}, 0, "yes " + In("cue.flac_3")},
+                {{"playlist", "add", list, "1", "http://r/x", "--skip-duplicates"}, 0, ""},
+                {{"playlist", "add", list, In("cue.flac")}, 0, ""},
+                {{"playlist", "show", list}, 0, "1-4 of 4 entries"}},
+               more);
+        EXPECT_EQ(Paths(list, more), (Texts{"a.mp3", "cue.flac", "x", "cue.flac"}));
+        RunAll({{{"playlist", "remove", list, "0,1"}, 0, ""},
+                {{"playlist", "remove", list, "0x1"}, 2, "'0x1' is not a whole number from 0"},
+                {{"playlist", "remove", list, "0,010"}, 2, "no position 10"},
+                {{"playlist", "check", list, "1"}, 1, "no  " + In("a.mp3")},
+                {{"playlist", "replace", list, "1", "--start", "9"}, 2, "no position 9"},
+                {{"playlist", "replace", list, "3", "--start", "1", "--length", "1"}, 0, ""},
+                {{"playlist", "missing", list}, 0, ""},
+                {{"playlist", "rename", list, "New"}, 0, ""},
+                {{"playlist", "rename", "New", "../x"}, 2, "no slash"},
+                {{"playlist", "show", list}, 2, "there is no"},
+                {{"playlists"}, 0, "1-1 of 1 playlist"},
+                {{"playlist", "add", "New", "999"}, 2, "no song 999"},
+                {{"playlist", "add", "New", "no such file"}, 2, "is no song's id"}},
+               more);
+        EXPECT_EQ(Paths("New", more), (Texts{"x", "cue.flac"}));
         RunAll({{{"playlist", "delete", "New"}, 0, ""}, {{"playlists"}, 0, "0 of 0 playlists"}},
                more);
     };
     goThrough({});
-    goThrough({"--user", "alice", "--personal"});
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     goThrough({"--user", "alice", "--personal"});
     RunAll({{{"playlist", "create", "x", "--format", "pls"}, 2, "own playlists are m3u"}},
@@ -109,16 +90,13 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
 TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
     const std::string file = In("caf\xE9.mp3");
     Touch(file);
-    RunAll({{{"playlist", "create", "x"}, 0, ""},
-            {{"playlist", "add", "x", file}, 2, "is not UTF-8"},
-            {{"playlist", "add", "x", "http://r/\xE9"}, 2, "is not UTF-8"},
-            {{"playlist", "create", "caf\xE9"}, 2, "name is UTF-8"},
-            {{"playlist", "rename", "x", "caf\xE9"}, 2, "name is UTF-8"},
-            {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
     Touch(In("y.m3u"), "rtsp://r/x\nhttp://a/\n");
     std::filesystem::permissions(In("y.m3u"), std::filesystem::perms(0666));
     AddRow(In("y.m3u"), "y", "m");
-    RunAll({{{"playlist", "add", "y", "http://b/"}, 2, "the entry rtsp://r/x"},
+    RunAll({{{"playlist", "add", "y", file}, 2, "is not UTF-8"},
+            {{"playlist", "create", "caf\xE9"}, 2, "name is UTF-8"},
+            {{"playlist", "rename", "y", "caf\xE9"}, 2, "name is UTF-8"},
+            {{"playlist", "add", "y", "http://b/"}, 2, "the entry rtsp://r/x"},
             {{"playlist", "remove", "y", "1"}, 2, "the entry rtsp://r/x"},
             {{"playlist", "show", "y"}, 0, "2 of 2 entries"},
             {{"playlist", "remove", "y", "0"}, 0, ""},
@@ -173,44 +151,17 @@ TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
     RunAll({{{"playlist", "create", "c"}, 0, ""}});
 }
 
-// Each writing of a playlist is a moment in which it can be lost.
-TEST_F(PlaylistCommand, SeveralEntriesAreRemovedAtOnce) {
-    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
-    const Texts alice = {"--user", "alice", "--personal"};
-    for (const char *name : {"a.mp3", "b.mp3", "c.mp3", "d.mp3"}) {
-        AddSong({.path = In(name)});
-    }
-    RunAll({{{"playlist", "create", "x", "1", "2", "http://r/x", "3", "4"}, 0, ""}}, alice);
-    const std::string folder = SystemPath("/usr/varn/etc/preference/alice/playlists");
-    const int watch = inotify_init1(IN_NONBLOCK | IN_CLOEXEC);
-    // Openings too: events of one kind after each other are reported as one.
-    ASSERT_GE(inotify_add_watch(watch, folder.c_str(), IN_CLOSE_WRITE | IN_OPEN), 0);
-    RunAll({{{"playlist", "remove", "x", "4,00,2,0"}, 0, ""}}, alice);
-    EXPECT_EQ(Writings(watch), 1);
-    EXPECT_EQ(Paths("x", alice), (Texts{"b.mp3", "c.mp3"}));
-    close(watch);
-    RunAll({{{"playlist", "remove", "x", "0x1"}, 2, "'0x1' is not a whole number from 0"},
-            {{"playlist", "remove", "x", "0,010"}, 2, "no position 10"},
-            {{"playlist", "show", "x"}, 0, "2 of 2 entries"}},
-           alice);
-}
-
 TEST_F(PlaylistCommand, ALongListIsShownInGrowingParts) {
     std::string text = "rtsp://r/x\n";
+    Texts names;
     for (int i = 1; i < 9001; ++i) {
-        text += std::to_string(i) + ".mp3\n";
+        names.push_back(std::to_string(i) + ".mp3");
+        text += names.back() + "\n";
     }
     Touch(In("x.m3u"), text);
     AddRow(In("x.m3u"), "x", "m");
-    const Finished first = Run({"playlist", "show", "x", "--limit", "1", "--json"});
-    EXPECT_TRUE(tonvale_test::Contains(first.out, "\"rtsp://r/x\""))
-        << "as the list has it: " << first.out;
-    EXPECT_FALSE(tonvale_test::Contains(first.err, "rtsp")) << first.err;
-    const Texts shown = Paths("x", {"--offset", "1"});
-    ASSERT_EQ(shown.size(), 9000U);
-    for (int i = 0; i < 9000; ++i) {
-        ASSERT_EQ(shown[static_cast<std::size_t>(i)], std::to_string(i + 1) + ".mp3");
-    }
+    RunAll({{{"playlist", "show", "x", "--limit", "1", "--json"}, 0, "\"rtsp://r/x\""}});
+    EXPECT_TRUE(Paths("x", {"--offset", "1"}) == names);
 }
 
 TEST_F(PlaylistCommand, TwoOfOneTitle) {

@@ -34,20 +34,9 @@ class PlaylistTest : public DatabaseTest {
             std::filesystem::permissions(music(), std::filesystem::perms::all);
         }
     }
-    void TearDown() override {
-        BackToRoot();
-        DatabaseTest::TearDown();
-    }
 
     static std::filesystem::path music() { return scratch() / "music"; }
     static std::string In(const std::string &name) { return (music() / name).string(); }
-
-    // Writing leaves the process running as the package's account.
-    static void BackToRoot() {
-        if (getuid() == 0) {
-            EXPECT_EQ(ResetCredentialsByName("root", true), 0);
-        }
-    }
 
     static void Touch(const std::string &path, std::string_view text = "") {
         std::filesystem::create_directories(std::filesystem::path(path).parent_path());

@@ -9,6 +9,7 @@
 #include <cstddef>
 #include <cstring>
 #include <set>
+#include <tuple>
 
 #include "platform/child.h"
 #include "playlist/playlist_test.h"
@@ -49,17 +50,13 @@ TEST_F(QueueFile, StateAndRecordsAsTheyStandInMemory) {
     EXPECT_EQ(std::memcmp(text.data(), &queue.playerInfo(), 24), 0);
     EXPECT_EQ(std::memcmp(text.data() + 24 + 11712, &damaged, 11712), 0);
     EXPECT_EQ(std::memcmp(Load(1, 1)->songs()[0].get(), &damaged, 11712), 0) << "no text is ended";
-    struct Case {
-        int start;
-        int count;
-        const char *ids;
-    };
-    for (const Case &page :
-         {Case{0, 9, "123"}, Case{1, 1, "2"}, Case{2, 5, "3"}, Case{3, 1, ""}, Case{-1, 2, ""},
-          Case{0, -1, ""}, Case{0, 0, ""}, Case{2147483647, 2147483647, ""}}) {
-        const auto loaded = Load(page.start, page.count);
+    const std::tuple<int, int, const char *> kPages[] = {
+        {0, 9, "123"}, {1, 1, "2"}, {2, 5, "3"}, {3, 1, ""},
+        {-1, 2, ""},   {0, -1, ""}, {0, 0, ""},  {2147483647, 2147483647, ""}};
+    for (const auto &[start, count, ids] : kPages) {
+        const auto loaded = Load(start, count);
         ASSERT_NE(loaded, nullptr);
-        EXPECT_EQ(Ids(*loaded), page.ids) << page.start;
+        EXPECT_EQ(Ids(*loaded), ids) << start;
         EXPECT_EQ(loaded->playerInfo().word[5], 6);
     }
     std::filesystem::resize_file(Path(), 24 + 2 * 11712 - 1);
@@ -67,15 +64,10 @@ TEST_F(QueueFile, StateAndRecordsAsTheyStandInMemory) {
     std::filesystem::resize_file(Path(), 10);
     EXPECT_EQ(Load(0, 9)->playerInfo().word[1], 2);
     EXPECT_EQ(Load(0, 9)->playerInfo().word[4], 0) << "what is not there is zero";
+    std::filesystem::remove(Path());
+    EXPECT_EQ(Ids(*Load(0, 9)), "");
+    EXPECT_EQ(std::filesystem::file_size(Path()), 0U) << "a missing file is made";
     EXPECT_TRUE(Log().empty());
-}
-
-TEST_F(QueueFile, AMissingFileIsMade) {
-    const auto queue = Load(0, 9);
-    ASSERT_NE(queue, nullptr);
-    EXPECT_EQ(Ids(*queue), "");
-    EXPECT_EQ(queue->playerInfo().word[1], 0);
-    EXPECT_EQ(std::filesystem::file_size(Path()), 0U);
 }
 
 TEST_F(QueueFile, NobodyWaitsForALock) {
@@ -116,22 +108,23 @@ TEST_F(QueueFile, RandomSongs) {
         AddSong({.path = In(std::to_string(i))});
     }
     AddSong({.userid = kBob, .path = In("his")});
-    PlaylistInfo old;
+    const PlaylistInfo old;
     ASSERT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &old), 0);
     ASSERT_TRUE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str(), 10));
-    const auto queue = Load(0, 99);
     std::set<unsigned> ids;
+    const auto queue = Load(0, 99);
     for (const auto &song : queue->songs()) {
-        ids.insert(song->id);
         EXPECT_EQ(song->userid, 0U);
+        ids.insert(song->id);
     }
     EXPECT_EQ(ids.size(), 10U);
     ASSERT_TRUE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str()));
     EXPECT_EQ(Load(0, 999)->songs().size(), 30U);
+    ClearLog();
+    const std::string nowhere = scratch() / "no/queue";
     EXPECT_FALSE(AudioFile::PlaylistRandomCreate(kAlice, "all", nullptr));
+    EXPECT_FALSE(AudioFile::PlaylistRandomCreate(kAlice, "all", nowhere.c_str(), 1));
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Bad parameters\\."));
-    EXPECT_FALSE(
-        AudioFile::PlaylistRandomCreate(kAlice, "all", (scratch() / "no/queue").c_str(), 1));
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to create playlist .*no/queue"));
     Query("ALTER TABLE track RENAME TO elsewhere");
     EXPECT_FALSE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str()));
