@@ -49,7 +49,7 @@ class AirplayTest : public tonvale_test::SystemTest {
     // libcurl makes what it keeps for the length of the process, before descriptors are counted.
     void SetUp() override {
         {
-            const tonvale_test::CapturedStderr quiet;
+            const tonvale_test::Captured quiet(2);
             IsNeedPassword("", "");
         }
         SystemTest::SetUp();

@@ -1,7 +1,9 @@
 // Calls of the streamer, and encoders for it to call.
 #pragma once
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <cstring>
@@ -10,7 +12,6 @@
 #include <string>
 
 #include "support/fixture.h"
-#include "support/stdout.h"
 #include "tonvale/streaming.h"
 #include "varn/systempath.h"
 
@@ -68,7 +69,7 @@ class StreamTest : public SystemTest {
     static Answered Stream(Call &&call, const std::string &range = "") {
         range.empty() ? unsetenv("HTTP_RANGE") : setenv("HTTP_RANGE", range.c_str(), 1);
         Answered answered;
-        const CapturedStdout out;
+        const Captured out(1);
         answered.result = call();
         const std::string text = out.Text();
         const std::size_t end = text.find("\r\n\r\n");

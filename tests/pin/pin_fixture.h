@@ -18,6 +18,8 @@ namespace tonvale_test {
 
 class Pins : public DatabaseTest {
   protected:
+    using Texts = std::vector<std::string>;
+
     static Json::Value Object(
         std::initializer_list<std::pair<const char *, const char *>> members) {
         Json::Value object(Json::objectValue);
@@ -26,6 +28,12 @@ class Pins : public DatabaseTest {
         }
         return object;
     }
+    // The error code of what must fail; 0 when it did not.
+    static int CodeOf(const Tonvale::PinManager &manager, bool done) {
+        return done ? 0 : manager.GetErrorCode();
+    }
+    int CodeOf(bool done) { return CodeOf(alice(), done); }
+
     // Pins a view and returns its id; "" with the error code in `error`.
     std::string Pin(const char *type, const Json::Value &criteria, const std::string &name = "n") {
         Tonvale::PinData pin;
@@ -35,25 +43,15 @@ class Pins : public DatabaseTest {
                                               int limit = -1) {
         std::vector<Tonvale::PinData> pins;
         EXPECT_TRUE(manager.ListPinByUser(offset, limit, pins));
+        EXPECT_EQ(manager.GetErrorCode(), 0);
         return pins;
     }
-    static std::vector<std::string> Names(const std::vector<Tonvale::PinData> &pins) {
-        std::vector<std::string> names;
+    static Texts Names(const std::vector<Tonvale::PinData> &pins) {
+        Texts names;
         for (const Tonvale::PinData &pin : pins) {
             names.push_back(pin.name);
         }
         return names;
-    }
-    static std::string Stored(const std::string &id) {
-        return Value("SELECT criteria FROM pin WHERE id = '" + id + "'");
-    }
-
-    // A shared folder with music.
-    static std::string Share() {
-        const std::string share = (scratch() / "share").string();
-        std::filesystem::create_directories(share);
-        WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
-        return share;
     }
 
     void SetUp() override {

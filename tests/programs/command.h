@@ -2,15 +2,18 @@
 #pragma once
 
 #include <fcntl.h>
-#include <gtest/gtest.h>
-#include <spawn.h>
+#include <json/json.h>
 #include <sys/mman.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
+#include <sstream>
 #include <string>
 #include <vector>
+
+#include "support/eventually.h"
+#include "support/spawn.h"
 
 namespace tonvale_test {
 
@@ -30,19 +33,12 @@ class Command {
         : out_(outFile.empty() ? memfd_create("out", MFD_CLOEXEC)
                                : open(outFile.c_str(), O_WRONLY | O_CLOEXEC)),
           err_(memfd_create("err", MFD_CLOEXEC)) {
-        std::string program = TONVALE_PROGRAM_DIR "/" + name;
-        std::vector<char *> argv = {program.data()};
-        for (std::string &argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        posix_spawn_file_actions_t files;
-        posix_spawn_file_actions_init(&files);
-        posix_spawn_file_actions_addopen(&files, 0, "/dev/null", O_RDONLY, 0);
-        posix_spawn_file_actions_adddup2(&files, out_, 1);
-        posix_spawn_file_actions_adddup2(&files, err_, 2);
-        EXPECT_EQ(posix_spawn(&pid_, program.c_str(), &files, nullptr, argv.data(), environ), 0);
-        posix_spawn_file_actions_destroy(&files);
+        const int in = open("/dev/null", O_RDONLY | O_CLOEXEC);
+        const std::string program = TONVALE_PROGRAM_DIR "/" + name;
+        arguments.insert(arguments.begin(), program);
+        pid_ =
+            Spawn(program, std::move(arguments), OwnVariables(), {{in, 0}, {out_, 1}, {err_, 2}});
+        close(in);
     }
     ~Command() {
         Wait();
@@ -54,13 +50,7 @@ class Command {
 
     // Waits until the program's standard output has a text; false when it has not in 30 seconds.
     bool WaitForOutput(const std::string &part) {
-        for (int tries = 0; tries < 1500; ++tries) {
-            if (TextOf(out_).find(part) != std::string::npos) {
-                return true;
-            }
-            usleep(20000);
-        }
-        return false;
+        return Eventually([&] { return TextOf(out_).find(part) != std::string::npos; });
     }
 
     pid_t Id() const { return pid_; }
@@ -85,14 +75,6 @@ class Command {
     }
 
   private:
-    static std::string TextOf(int fd) {
-        const off_t end = lseek(fd, 0, SEEK_END);
-        std::string text(end > 0 ? static_cast<std::size_t>(end) : 0, '\0');
-        const ssize_t got = pread(fd, text.data(), text.size(), 0);
-        text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-        return text;
-    }
-
     int out_;
     int err_;
     pid_t pid_ = -1;
@@ -104,6 +86,40 @@ inline Finished Tonvale(std::vector<std::string> arguments) {
 
 inline bool Contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
+}
+
+struct Saying {
+    std::vector<std::string> arguments;
+    int status;
+    std::string says;  // a part of what is printed after success, else of the complaint
+};
+
+// Each run ends and says so; what fails prints nothing.
+inline void ExpectSayings(const std::vector<Saying> &sayings) {
+    for (const auto &[arguments, status, says] : sayings) {
+        const Finished run = Tonvale(arguments);
+        EXPECT_EQ(run.status, status) << says << "\n" << run.err;
+        EXPECT_TRUE(Contains(status == 0 ? run.out : run.err, says)) << run.out << run.err;
+        EXPECT_TRUE(status == 0 || run.out.empty()) << run.out;
+    }
+}
+
+// One JSON text, read strictly.
+inline Json::Value StrictJson(const std::string &text) {
+    Json::CharReaderBuilder strict;
+    Json::CharReaderBuilder::strictMode(&strict.settings_);
+    std::istringstream stream(text);
+    Json::Value json;
+    std::string errors;
+    EXPECT_TRUE(Json::parseFromStream(strict, stream, &json, &errors)) << errors << text;
+    return json;
+}
+
+// What a run prints as JSON.
+inline Json::Value JsonOf(const std::vector<std::string> &arguments) {
+    const Finished run = Tonvale(arguments);
+    EXPECT_EQ(run.status, 0) << run.err;
+    return StrictJson(run.out);
 }
 
 }  // namespace tonvale_test

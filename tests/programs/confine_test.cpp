@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "platform/child.h"
+#include "support/eventually.h"
 #include "support/fixture.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -39,16 +40,15 @@ class Confined : public tonvale_test::SystemTest {
     // The child of a process that has become a program, once it has.
     static pid_t Become(pid_t parent, const char *program) {
         const std::string self = std::to_string(parent);
-        for (int tries = 0; tries < 1000; ++tries, usleep(10000)) {
-            const pid_t child =
-                std::atoi(ReadFile("/proc/" + self + "/task/" + self + "/children").c_str());
+        pid_t child = -1;
+        return tonvale_test::Eventually([&] {
+            child = std::atoi(ReadFile("/proc/" + self + "/task/" + self + "/children").c_str());
             std::error_code gone;
-            if (child > 0 && fs::read_symlink("/proc/" + std::to_string(child) + "/exe", gone) ==
-                                 fs::canonical(program, gone)) {
-                return child;
-            }
-        }
-        return -1;
+            return child > 0 && fs::read_symlink("/proc/" + std::to_string(child) + "/exe", gone) ==
+                                    fs::canonical(program, gone);
+        })
+                   ? child
+                   : -1;
     }
     // The soft limit of a name of proc(5); -1 for none.
     static double LimitOf(pid_t pid, const std::string &name) {
@@ -78,8 +78,7 @@ TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
     const std::string uid = std::to_string(IsRoot() ? package : geteuid());
     struct Case {
         std::string_view place;
-        const char *program;
-        const char *mode;
+        const char *program, *mode;
         std::vector<std::string> words;
         const char *capability;
         double fileSize;
@@ -128,11 +127,9 @@ TEST_F(Confined, ProgramsStillEndWithTheirParent) {
     ASSERT_GT(encoder, 0);
     EXPECT_EQ(kill(parent, SIGKILL), 0);
     EXPECT_FALSE(tonvale_test::EndedWell(parent));
-    // It is gone, or a zombie.
-    for (int tries = 0; tries < 100 && StatusOf(encoder, "State").starts_with("S"); ++tries) {
-        usleep(10000);
-    }
-    EXPECT_FALSE(StatusOf(encoder, "State").starts_with("S"));
+    EXPECT_TRUE(tonvale_test::Eventually([&] {
+        return !StatusOf(encoder, "State").starts_with("S");
+    })) << "neither gone nor a zombie";
 }
 
 }  // namespace

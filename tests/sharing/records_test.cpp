@@ -1,4 +1,5 @@
 #include <random>
+#include <tuple>
 
 #include "sharing/sharing_fixture.h"
 
@@ -15,9 +16,7 @@ TEST_F(SharingRecords, ALinkLives) {
     SharingData made = Link(kAlice);
     made.avail_date = "2024-01-01";  // half a range is none
     ASSERT_TRUE(manager.AddSharingRecord(made));
-    EXPECT_EQ(made.status, "valid");
-    EXPECT_EQ(made.avail_date, "1970-01-01");
-    EXPECT_EQ(made.exp_date, "1970-01-01");
+    EXPECT_EQ(made.avail_date + made.exp_date + made.status, "1970-01-011970-01-01valid");
     EXPECT_FALSE(manager.CheckSharingIdExist(made.id));
     EXPECT_TRUE(manager.CheckSharingIdExist("forged'--"));
 
@@ -25,74 +24,47 @@ TEST_F(SharingRecords, ALinkLives) {
     byId.id = made.id;
     ASSERT_TRUE(manager.GetSharingRecord(byId, true));
     EXPECT_EQ(byId.user_id, kAlice);
-    EXPECT_EQ(byId.user_name, "alice");
-    EXPECT_EQ(byId.playlist_id, kList);
-    EXPECT_EQ(byId.path, kFile);
+    EXPECT_EQ(byId.user_name + byId.playlist_id + byId.path, std::string("alice") + kList + kFile);
 
-    const FixedClock clock(LocalTime(2024, 7, 1, 12, 0, 0));
+    const FixedClock clock(LocalTime("2024-07-01"));
     byId.avail_date = "2024-06-01";
     byId.exp_date = "2024-06-30";
     ASSERT_TRUE(manager.UpdateSharingRecord(byId));
     EXPECT_EQ(byId.status, "expired");
-    EXPECT_EQ(Value("SELECT status FROM playlist_sharing"), "");
-
     SharingData byOwner = Link(kAlice);
     EXPECT_FALSE(manager.GetSharingRecord(byOwner, true));
     EXPECT_TRUE(manager.GetSharingRecord(byOwner, false));
-    EXPECT_EQ(byOwner.id, made.id);
-    EXPECT_EQ(byOwner.exp_date, "2024-06-30");
+    EXPECT_EQ(byOwner.id + byOwner.exp_date, made.id + "2024-06-30");
 
     ASSERT_TRUE(manager.DeleteSharingRecord(byOwner));
-    EXPECT_EQ(byOwner.id, "");
-    EXPECT_EQ(byOwner.exp_date, "1970-01-01");
-    EXPECT_EQ(byOwner.status, "none");
+    EXPECT_EQ(byOwner.id + byOwner.exp_date + byOwner.status, "1970-01-01none");
     EXPECT_FALSE(manager.GetSharingRecord(byId, false));
-}
-
-TEST_F(SharingRecords, OnlyOwnersWithThePermissionHaveLinks) {
-    SharingManager manager;
-    SharingData bobs = Link(kBob);
-    ASSERT_TRUE(manager.AddSharingRecord(bobs));
-    SharingData byOwner = Link(kBob);
-    EXPECT_FALSE(manager.GetSharingRecord(byOwner, false));
-    SharingData byId;
-    byId.id = bobs.id;
-    EXPECT_FALSE(manager.GetSharingRecord(byId, false));
-
-    // A link belongs to its owner; who asks must have the permission as well.
-    SharingData alices = Link(kAlice);
-    alices.id = "abcdefgh";
-    ASSERT_TRUE(manager.AddSharingRecord(alices));
-    SharingData asked;
-    asked.id = alices.id;
-    for (const unsigned user : {kBob, 4999U}) {
-        asked.user_id = user;
-        EXPECT_FALSE(manager.GetSharingRecord(asked, false));
-    }
-    EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Fail to get user by id\\."));
 }
 
 TEST_F(SharingRecords, RefusesHalfARecord) {
     SharingManager manager;
-    SharingData noUser = Link(UINT32_MAX);
-    SharingData noPlaylist = Link(kAlice, "");
-    for (SharingData *rec : {&noUser, &noPlaylist}) {
-        ClearLog();
-        EXPECT_FALSE(manager.AddSharingRecord(*rec));
-        EXPECT_FALSE(manager.UpdateSharingRecord(*rec));
-        EXPECT_FALSE(manager.DeleteSharingRecord(*rec));
-        EXPECT_FALSE(manager.GetSharingRecord(*rec, false));
-        EXPECT_EQ(Log().size(), 4U);
-        EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Bad parameter\\."));
+    for (SharingData rec : {Link(UINT32_MAX), Link(kAlice, "")}) {
+        EXPECT_FALSE(manager.AddSharingRecord(rec) || manager.UpdateSharingRecord(rec) ||
+                     manager.DeleteSharingRecord(rec) || manager.GetSharingRecord(rec, false));
     }
+    EXPECT_EQ(Log().size(), 8U);
     EXPECT_TRUE(manager.CheckSharingIdExist(""));
-    EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "0");
+    // A link belongs to its owner; who asks must have the right, and so must the owner.
+    SharingData alices = Link(kAlice);
+    SharingData bobs = Link(kBob);
+    alices.id = "abcdefgh";
+    bobs.id = "bcdefghi";
+    ASSERT_TRUE(manager.AddSharingRecord(alices) && manager.AddSharingRecord(bobs));
+    EXPECT_FALSE(manager.GetSharingRecord(bobs, false));
+    bobs.user_id = kAlice;
+    EXPECT_FALSE(manager.GetSharingRecord(bobs, false));
+    alices.user_id = kBob;
+    EXPECT_FALSE(manager.GetSharingRecord(alices, false));
 }
 
 TEST_F(SharingRecords, KeepsHostileTextsAndRefusesWhatIsNoText) {
     std::minstd_rand random(1);
-    std::string
-        name;  // with quotes and backslashes, and nothing that the server could make shorter
+    std::string name;  // which the server cannot make shorter
     while (name.size() < 10000) {
         name += static_cast<char>('!' + random() % 90);
     }
@@ -107,8 +79,7 @@ TEST_F(SharingRecords, KeepsHostileTextsAndRefusesWhatIsNoText) {
 
     SharingData broken = Link(kAlice, "\xff\xfe");
     broken.id = "abcdefgh";
-    EXPECT_FALSE(manager.AddSharingRecord(broken));
-    EXPECT_FALSE(manager.GetSharingRecord(broken, false));
+    EXPECT_FALSE(manager.AddSharingRecord(broken) || manager.GetSharingRecord(broken, false));
     EXPECT_TRUE(manager.DeleteSharingRecord(read));
     EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "0");
 }
@@ -120,19 +91,14 @@ TEST_F(SharingRecords, StatusFollowsTheLocalDay) {
     rec.avail_date = "2024-03-31";
     rec.exp_date = "2024-10-27";  // both are days on which European clocks change
     ASSERT_TRUE(manager.AddSharingRecord(rec));
-    for (const char *zone : {"UTC0", "Europe/Berlin", "America/New_York", "Asia/Tokyo",
-                             "Pacific/Kiritimati", "CET-1CEST,M3.5.0,M10.5.0/3"}) {
+    for (const char *zone :
+         {"UTC0", "America/New_York", "Pacific/Kiritimati", "CET-1CEST,M3.5.0,M10.5.0/3"}) {
         SCOPED_TRACE(zone);
         const TimeZone here(zone);
-        const struct {
-            time_t now;
-            const char *status;
-        } cases[] = {{LocalTime(2024, 3, 30, 23, 59, 59), "invalid"},
-                     {LocalTime(2024, 3, 31, 0, 0, 0), "valid"},
-                     {LocalTime(2024, 7, 1, 12, 0, 0), "valid"},
-                     {LocalTime(2024, 10, 27, 23, 59, 59), "valid"},
-                     {LocalTime(2024, 10, 28, 0, 0, 0), "expired"}};
-        for (const auto &[now, status] : cases) {
+        for (const auto &[now, status] : {std::pair(LocalTime("2024-03-30", "23:59:59"), "invalid"),
+                                          {LocalTime("2024-03-31", "00:00:00"), "valid"},
+                                          {LocalTime("2024-10-27", "23:59:59"), "valid"},
+                                          {LocalTime("2024-10-28", "00:00:00"), "expired"}}) {
             const FixedClock clock(now);
             SharingData read = Link(kAlice);
             const bool works = manager.GetSharingRecord(read, true);
@@ -143,24 +109,21 @@ TEST_F(SharingRecords, StatusFollowsTheLocalDay) {
 }
 
 TEST_F(SharingRecords, DatesThatAreNoneMakeItValid) {
-    const FixedClock clock(LocalTime(2024, 7, 1, 12, 0, 0));
+    const FixedClock clock(LocalTime("2024-07-01"));
     SharingManager manager;
-    const struct {
-        const char *first, *last;
-        bool logged;
-    } cases[] = {{"1970-01-01", "2020-01-01", false}, {"2030-01-01", "1970-01-01", false},
-                 {"2020/01/01", "2020-02-01", true},  {"2020-01-01", "soon", true},
-                 {"2020-13-01", "2020-02-01", true},  {"2020-01-01", "2020-02-01 12:00", true}};
+    const std::tuple<const char *, const char *, bool> cases[] = {
+        {"1970-01-01", "2020-01-01", false}, {"2030-01-01", "1970-01-01", false},
+        {"2020/01/01", "2020-02-01", true},  {"2020-01-01", "2020-02-01 12:00", true},
+        {"2020-13-01", "2020-02-01", true},  {"2020-01-01", "soon", true}};
     for (const auto &[first, last, logged] : cases) {
-        SCOPED_TRACE(std::string(first) + " " + last);
         SharingData rec = Link(kAlice, "playlist_shared_normal/" + std::string(first) + last);
-        rec.id = std::string(first) + last;
+        rec.id = rec.playlist_id;
         rec.avail_date = first;
         rec.exp_date = last;
         ClearLog();
         ASSERT_TRUE(manager.AddSharingRecord(rec));
-        EXPECT_EQ(rec.status, "valid");
-        EXPECT_EQ(Logged("strptime fails\\. \\["), logged);
+        EXPECT_EQ(rec.status, "valid") << first << last;
+        EXPECT_EQ(Logged("strptime fails\\. \\["), logged) << first << last;
     }
 }
 
@@ -174,7 +137,6 @@ TEST_F(SharingRecords, WaitsForAFreeIdentifier) {
     SharingData first = Link(kAlice);
     ASSERT_TRUE(manager.AddSharingRecord(first));
     EXPECT_EQ(first.id, "7h1nFnpQ");
-    EXPECT_TRUE(clock.Waits().empty());
     clock.Set(1700000000);
     SharingData second = Link(kAlice, "playlist_shared_normal/13");
     ASSERT_TRUE(manager.AddSharingRecord(second));

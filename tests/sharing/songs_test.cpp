@@ -41,8 +41,6 @@ TEST_F(SharingSongs, AreThoseOfThePlaylist) {
 
     Touch(In("tracks.m3u"), "cue.flac_2\n");
     EXPECT_EQ(First(Link("playlist_shared_normal/13", In("tracks.m3u"))), TrackName(track2_));
-    Touch(In("empty.m3u"), "");
-    EXPECT_EQ(First(Link("playlist_shared_normal/14", In("empty.m3u"))), "");
 
     // The playlist changes, and the link with it.
     Touch(List(), "pop.mp3\n");
@@ -50,8 +48,6 @@ TEST_F(SharingSongs, AreThoseOfThePlaylist) {
     EXPECT_EQ(First(list), Name(pop_));
     WriteFile(varn::path::kSmartPlaylists, "\"Rock & Roll\" { genre is \"Pop\" }\n");
     EXPECT_EQ(Allowed(Smart()), (Texts{"pop.mp3", "cue.flac_2"}));
-    WriteFile(varn::path::kSmartPlaylists, "\"Rock & Roll\" { title is \"track 1\" }\n");
-    EXPECT_EQ(First(Smart()), TrackName(track1_));
 }
 
 TEST_F(SharingSongs, AreThoseThatTheOwnerBrowses) {
@@ -70,21 +66,15 @@ TEST_F(SharingSongs, AreThoseThatTheOwnerBrowses) {
 }
 
 TEST_F(SharingSongs, AreNoneWithoutAPlaylist) {
-    constexpr char kNoId[] = "Failed to parse playlist info by id\\.";
-    constexpr char kNoRules[] = "Fail to load smart playlist rules \\[";
-    const std::pair<SharingData, const char *> cases[] = {
-        {Link("nonsense", List()), kNoId},
-        {Link("playlist_shared_normal/../x", List()), kNoId},
-        {Link("playlist_shared_smart/other", Smart().path), kNoRules},
-        {Link(kSharedSmart, In("none")), kNoRules},
-        {Link("playlist_shared_normal/12", In("none.m3u")), "audiolib/playlist"},
-    };
-    for (const auto &[link, line] : cases) {
-        ClearLog();
+    for (const SharingData &link :
+         {Link("nonsense", List()), Link("playlist_shared_normal/../x", List()),
+          Link("playlist_shared_smart/other", Smart().path), Link(kSharedSmart, In("none")),
+          Link("playlist_shared_normal/12", In("none.m3u"))}) {
         EXPECT_TRUE(Allowed(link).empty()) << link.playlist_id;
-        EXPECT_TRUE(Logged(line)) << link.playlist_id;
         EXPECT_EQ(First(link), "") << link.playlist_id;
     }
+    EXPECT_TRUE(Logged("Failed to parse playlist info by id\\."));
+    EXPECT_TRUE(Logged("Fail to load smart playlist rules \\["));
 }
 
 TEST_F(SharingSongs, SingleOnesHaveALinkOfTheirOwn) {
@@ -109,10 +99,7 @@ TEST_F(SharingSongs, SingleOnesHaveALinkOfTheirOwn) {
     EXPECT_TRUE(manager.ShareSingleSong(false, "alice", "", rock));
     EXPECT_EQ(Allowed(link), Texts{"cue.flac_1"});
     EXPECT_EQ(Value("SELECT COUNT(*) FROM playlist_sharing"), "1");
-
     EXPECT_FALSE(manager.ShareSingleSong(true, "nobody at all", Name(rock_), rock));
-    EXPECT_FALSE(manager.ShareSingleSong(true, "a/b", Name(rock_), rock));
-    EXPECT_TRUE(Logged("cannot get preference dir, user name=a/b"));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "support/clock.h"
 
+#include <gtest/gtest.h>
 #include <unistd.h>
 
 #include <cstdlib>
@@ -66,14 +67,9 @@ TimeZone::~TimeZone() {
     tzset();
 }
 
-time_t LocalTime(int year, int month, int day, int hour, int minute, int second) {
+time_t LocalTime(const std::string &day, const char *hour) {
     std::tm parts = {};
-    parts.tm_year = year - 1900;
-    parts.tm_mon = month - 1;
-    parts.tm_mday = day;
-    parts.tm_hour = hour;
-    parts.tm_min = minute;
-    parts.tm_sec = second;
+    EXPECT_NE(strptime((day + " " + hour).c_str(), "%F %T", &parts), nullptr) << day;
     parts.tm_isdst = -1;
     return std::mktime(&parts);
 }

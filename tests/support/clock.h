@@ -2,6 +2,7 @@
 #pragma once
 
 #include <ctime>
+#include <string>
 #include <vector>
 
 namespace tonvale_test {
@@ -30,6 +31,6 @@ class TimeZone {
 };
 
 // A moment of local time.
-time_t LocalTime(int year, int month, int day, int hour, int minute, int second);
+time_t LocalTime(const std::string &day, const char *hour = "12:00:00");
 
 }  // namespace tonvale_test

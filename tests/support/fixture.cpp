@@ -16,6 +16,7 @@
 #include <thread>
 
 #include "support/environment.h"
+#include "support/spawn.h"
 #include "varn/host.h"
 #include "varn/process.h"
 #include "varn/sql.h"
@@ -142,22 +143,24 @@ std::vector<std::string> Words(const std::string &text) {
     return {std::istream_iterator<std::string>(stream), {}};
 }
 
-CapturedStderr::CapturedStderr()
-    : memory_(memfd_create("stderr", MFD_CLOEXEC)), saved_(fcntl(2, F_DUPFD_CLOEXEC, 3)) {
-    dup2(memory_, 2);
+Captured::Captured(int number)
+    : number_(number),
+      memory_(memfd_create("captured", MFD_CLOEXEC)),
+      saved_(fcntl(number, F_DUPFD_CLOEXEC, 3)) {
+    std::fflush(stdout);
+    dup2(memory_, number_);
 }
 
-CapturedStderr::~CapturedStderr() {
-    dup2(saved_, 2);
+Captured::~Captured() {
+    std::fflush(stdout);
+    dup2(saved_, number_);
     close(saved_);
     close(memory_);
 }
 
-std::string CapturedStderr::Text() const {
-    std::string text(static_cast<std::size_t>(lseek(memory_, 0, SEEK_END)), '\0');
-    const ssize_t got = pread(memory_, text.data(), text.size(), 0);
-    text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
-    return text;
+std::string Captured::Text() const {
+    std::fflush(stdout);
+    return TextOf(memory_);
 }
 
 const fs::path &SystemTest::root() {
@@ -197,7 +200,7 @@ void SystemTest::SetUp() {
     AddUser(root(), "alice", kAlice);
     AddUser(root(), "bob", kBob);
     descriptors_ = OpenDescriptors();
-    stderr_ = std::make_unique<CapturedStderr>();
+    stderr_ = std::make_unique<Captured>(2);
     logStart_ = 0;
 }
 
@@ -296,39 +299,33 @@ std::string DatabaseTest::Value(const std::string &sql) {
 }
 
 std::string InsertSql(const TrackRow &row) {
-    using varn::Sql;
-    std::string genres;
-    for (const std::string &genre : row.genres) {
-        genres += (genres.empty() ? "" : ", ") + genre;
+    const auto insert = [](const char *into, const std::vector<std::string> &values) {
+        std::string sql;
+        for (const std::string &value : values) {
+            sql += (sql.empty() ? "" : ", ") + *varn::Sql("'@VARN:VAR'", value);
+        }
+        return "INSERT INTO " + std::string(into) + " VALUES (" + sql + ");";
+    };
+    const auto flag = [](bool isSet) { return isSet ? "t" : "f"; };
+    const std::string id = std::to_string(row.id);
+    std::string all, sides;
+    for (const std::string &genre : row.genres.empty() ? decltype(row.genres){""} : row.genres) {
+        all += (all.empty() ? "" : ", ") + genre;
+        sides += insert("genre_track (track, genre, genre_sort)", {id, genre, genre});
     }
-    std::string sql = *Sql(
-        "INSERT INTO track (id, userid, path, title, title_sort, year, track, is_virtual, "
-        "has_virtual, agg_genre, agg_genre_sort) VALUES (@VARN:INT, @VARN:INT, '@VARN:VAR', "
-        "'@VARN:VAR', '@VARN:VAR', @VARN:INT, @VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR', "
-        "'@VARN:VAR');",
-        row.id, static_cast<int>(row.userid), row.path, row.title, row.title, row.year, row.track,
-        row.is_virtual ? "t" : "f", row.has_virtual ? "t" : "f", genres, genres);
-    sql += *Sql(
-        "INSERT INTO album_track (track, album, album_sort, album_artist, "
-        "album_artist_sort) VALUES (@VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR', "
-        "'@VARN:VAR');",
-        row.id, row.album, row.album, row.album_artist, row.album_artist);
-    sql += *Sql(
-        "INSERT INTO artist_track (track, artist, artist_sort, has_album_artist) VALUES "
-        "(@VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR');",
-        row.id, row.artist, row.artist, row.album_artist.empty() ? "f" : "t");
-    sql += *Sql(
-        "INSERT INTO composer_track (track, composer, composer_sort) VALUES (@VARN:INT, "
-        "'@VARN:VAR', '@VARN:VAR');",
-        row.id, row.composer, row.composer);
-    const std::vector<std::string> none = {""};
-    for (const std::string &genre : row.genres.empty() ? none : row.genres) {
-        sql += *Sql(
-            "INSERT INTO genre_track (track, genre, genre_sort) VALUES (@VARN:INT, "
-            "'@VARN:VAR', '@VARN:VAR');",
-            row.id, genre, genre);
-    }
-    return sql;
+    return insert(
+               "track (id, userid, path, title, title_sort, year, track, is_virtual, "
+               "has_virtual, agg_genre, agg_genre_sort)",
+               {id, std::to_string(row.userid), row.path, row.title, row.title,
+                std::to_string(row.year), std::to_string(row.track), flag(row.is_virtual),
+                flag(row.has_virtual), all, all}) +
+           insert("album_track (track, album, album_sort, album_artist, album_artist_sort)",
+                  {id, row.album, row.album, row.album_artist, row.album_artist}) +
+           insert("artist_track (track, artist, artist_sort, has_album_artist)",
+                  {id, row.artist, row.artist, flag(!row.album_artist.empty())}) +
+           insert("composer_track (track, composer, composer_sort)",
+                  {id, row.composer, row.composer}) +
+           sides;
 }
 
 }  // namespace tonvale_test

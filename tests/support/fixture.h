@@ -15,18 +15,17 @@ namespace tonvale_test {
 // The words of a text, parted by blanks.
 std::vector<std::string> Words(const std::string &text);
 
-// Standard error of this process, into memory, for the length of a scope.
-class CapturedStderr {
+// Standard output (1) or error (2) of this process, into memory, for the length of a scope.
+class Captured {
   public:
-    CapturedStderr();
-    ~CapturedStderr();
-    CapturedStderr(const CapturedStderr &) = delete;
-    CapturedStderr &operator=(const CapturedStderr &) = delete;
+    explicit Captured(int number);
+    ~Captured();
+    Captured(const Captured &) = delete;
+    Captured &operator=(const Captured &) = delete;
     std::string Text() const;
 
   private:
-    int memory_;
-    int saved_;
+    int number_, memory_, saved_;
 };
 
 // A fresh root before each test: the folders, accounts and configuration that PrepareRoot makes,
@@ -62,7 +61,7 @@ class SystemTest : public testing::Test {
     static void BackToRoot();
 
   private:
-    std::unique_ptr<CapturedStderr> stderr_;
+    std::unique_ptr<Captured> stderr_;
     std::size_t logStart_ = 0;
     std::vector<std::string> descriptors_;
 };

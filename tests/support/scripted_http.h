@@ -27,13 +27,11 @@ struct HttpRequest {
     std::string body;
 
     // The first header of a name, in any case; "" when there is none.
-    std::string Header(std::string_view name) const {
-        for (const auto &[key, value] : headers) {
-            if (key.size() == name.size() && !strncasecmp(key.data(), name.data(), key.size())) {
-                return value;
-            }
-        }
-        return "";
+    std::string Header(const char *name) const {
+        const auto found = std::find_if(headers.begin(), headers.end(), [&](const auto &header) {
+            return strcasecmp(header.first.c_str(), name) == 0;
+        });
+        return found != headers.end() ? found->second : "";
     }
 };
 

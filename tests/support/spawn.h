@@ -3,12 +3,31 @@
 
 #include <gtest/gtest.h>
 #include <spawn.h>
+#include <unistd.h>
 
 #include <string>
 #include <utility>
 #include <vector>
 
 namespace tonvale_test {
+
+// What a file of this process holds.
+inline std::string TextOf(int fd) {
+    const off_t end = lseek(fd, 0, SEEK_END);
+    std::string text(end > 0 ? static_cast<std::size_t>(end) : 0, '\0');
+    const ssize_t got = pread(fd, text.data(), text.size(), 0);
+    text.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+    return text;
+}
+
+// The environment of this process.
+inline std::vector<std::string> OwnVariables() {
+    std::vector<std::string> variables;
+    for (char **variable = environ; *variable != nullptr; ++variable) {
+        variables.emplace_back(*variable);
+    }
+    return variables;
+}
 
 // Starts a program, whose name is the first of the arguments. `files` are pairs of a descriptor of
 // this process and the number that it has in the program. Returns its process id.

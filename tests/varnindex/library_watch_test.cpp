@@ -9,12 +9,12 @@
 #include <string>
 
 #include "platform/child.h"
+#include "support/eventually.h"
 #include "support/fixture.h"
 #include "varn/notify.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
 #include "varnindex/database.h"
-#include "varnindex/eventually.h"
 #include "varnindex/samples.h"
 #include "varnindex/write/remove.h"
 

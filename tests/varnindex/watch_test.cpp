@@ -16,11 +16,11 @@
 #include <system_error>
 
 #include "platform/child.h"
+#include "support/eventually.h"
 #include "support/fixture.h"
 #include "varn/notify.h"
 #include "varn/systempath.h"
 #include "varnindex/database.h"
-#include "varnindex/eventually.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/watch/tree_watch.h"
 

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <fcntl.h>
-#include <json/json.h>
 #include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
@@ -14,6 +13,7 @@
 #include <thread>
 #include <vector>
 
+#include "programs/command.h"
 #include "support/fixture.h"
 #include "support/sockets.h"
 #include "support/spawn.h"
@@ -21,6 +21,7 @@
 #include "tonvale/playlists.h"
 #include "varn/player.h"
 #include "varn/systempath.h"
+#include "varnplayer/scripted_mpd.h"
 
 namespace tonvale_test {
 
@@ -32,14 +33,11 @@ class PlayerProcess {
     explicit PlayerProcess(std::vector<std::string> arguments, std::string log,
                            const std::string &root = "")
         : log_(std::move(log)) {
-        std::vector<std::string> variables;
-        for (char **variable = environ; *variable != nullptr; ++variable) {
-            if (root.empty() || !std::string_view(*variable).starts_with("TONVALE_ROOT=")) {
-                variables.push_back(*variable);
+        std::vector<std::string> variables = OwnVariables();
+        for (std::string &variable : variables) {
+            if (!root.empty() && variable.starts_with("TONVALE_ROOT=")) {
+                variable = "TONVALE_ROOT=" + root;
             }
-        }
-        if (!root.empty()) {
-            variables.push_back("TONVALE_ROOT=" + root);
         }
         arguments.insert(arguments.begin(), "varnplayer");
         const int file = open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
@@ -62,17 +60,13 @@ class PlayerProcess {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    // The wait status, once it ended; -1 when it has not in 20 seconds.
+    // The wait status, once it ended; -1 when it has not in half a minute.
     int Wait() {
-        for (int tries = 0; tries < 1000; ++tries) {
-            int status = -1;
-            if (waitpid(pid_, &status, WNOHANG) == pid_) {
-                pid_ = -1;
-                return status;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        int status = -1;
+        if (Eventually([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) {
+            pid_ = -1;
         }
-        return -1;
+        return status;
     }
     int Signal(int number) {
         kill(pid_, number);
@@ -99,10 +93,8 @@ Json::Value AskPlayer(const Call &call) {
     std::string out(4 << 20, '\0');
     const int length = call(out.data(), static_cast<int>(out.size()));
     Json::Value answer;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
     if (length >= 0) {
-        std::string error;
-        EXPECT_TRUE(reader->parse(out.data(), out.data() + length, &answer, &error)) << error;
+        answer = StrictJson(out.substr(0, static_cast<std::size_t>(length)));
     }
     return answer.isObject() ? answer : Json::Value(Json::objectValue);
 }
@@ -123,11 +115,8 @@ class PlayerTest : public SystemTest {
     }
     void Start(std::vector<std::string> arguments) {
         player_ = std::make_unique<PlayerProcess>(std::move(arguments), LogFile());
-        for (int tries = 0; tries < 1500 && !Info()["success"].asBool(); ++tries) {
-            ASSERT_EQ(waitpid(player_->Pid(), nullptr, WNOHANG), 0) << ReadFile(LogFile());
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        ASSERT_TRUE(Info()["success"].asBool()) << ReadFile(LogFile());
+        ASSERT_TRUE(Comes([](const Json::Value &info) { return info["success"].asBool(); }))
+            << ReadFile(LogFile());
     }
 
     void TearDown() override {
@@ -147,16 +136,21 @@ class PlayerTest : public SystemTest {
             [=](char *out, int size) { return VARNAudioListPlaylist(offset, limit, out, size); });
     }
 
-    // The player reaches a state within half a minute, for what it does in its own time.
+    // The player reaches a state, for what it does in its own time.
     template <typename Holds>
     static bool Comes(const Holds &holds) {
-        for (int tries = 0; tries < 1500; ++tries) {
-            if (holds(Info())) {
-                return true;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        return false;
+        return Eventually([&] { return holds(Info()); });
+    }
+    // Ends the player and starts one with a music player daemon that a script answers for.
+    std::unique_ptr<ScriptedMpd> UseScript(ScriptedMpd::Script script) {
+        EXPECT_EQ(player_->Signal(SIGTERM), 0);
+        const std::string socket = scratch() / "mpd.sock";
+        auto mpd = std::make_unique<ScriptedMpd>(socket, std::move(script));
+        Start({"--mpd", socket});
+        return mpd;
+    }
+    static bool HasAdded() {
+        return Comes([](const Json::Value &info) { return info["adding"] == false; });
     }
 
     // Silence of 8-bit mono at 8 kHz.

@@ -14,10 +14,7 @@ namespace {
 constexpr auto kFailed = 1 << 8;  // a wait status
 
 bool IsGone(pid_t pid) {
-    for (int tries = 0; tries < 250 && kill(pid, 0) == 0; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return kill(pid, 0) != 0 && errno == ESRCH;
+    return Eventually([&] { return kill(pid, 0) != 0 && errno == ESRCH; });
 }
 
 class ProcessTest : public PlayerTest {
@@ -132,20 +129,6 @@ TEST_F(ProcessTest, TheLockIsNobodyElsesFile) {
     EXPECT_EQ(OwnerOf(At(varn::path::kPlayerSocket)), OwnerOf(lock));
 }
 
-TEST_F(ProcessTest, AnIgnoredEndIsNoticed) {
-    EXPECT_EQ(player_->Signal(SIGTERM), 0);
-    player_.reset();
-    const auto before = signal(SIGCHLD, SIG_IGN);  // what a program that is started keeps
-    PlayerProcess process({"--output=null"}, LogFile());
-    signal(SIGCHLD, before);
-    for (int tries = 0; tries < 500 && !Info()["success"].asBool(); ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    ASSERT_GT(process.Engine(), 0);
-    kill(process.Engine(), SIGKILL);
-    EXPECT_EQ(process.Wait(), kFailed);
-}
-
 TEST_F(ProcessTest, ARootMayHaveAnyName) {
     const fs::path other = scratch() / "a \"root\" \\ #1";
     fs::create_directories(other / "etc");
@@ -155,11 +138,9 @@ TEST_F(ProcessTest, ARootMayHaveAnyName) {
     }
     GiveToPackage(other / "var/run/Tonvale");
     PlayerProcess process({"--output=null"}, scratch() / "other.log", other);
-    const auto info = [&] { return Tonvale({"--root", other, "player", "info"}); };
-    for (int tries = 0; tries < 250 && info().status != 0; ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    EXPECT_EQ(info().status, 0) << process.Log();
+    EXPECT_TRUE(Eventually([&] {
+        return Tonvale({"--root", other, "player", "info"}).status == 0;
+    })) << process.Log();
     EXPECT_EQ(process.Signal(SIGTERM), 0) << process.Log();
 }
 

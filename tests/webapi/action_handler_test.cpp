@@ -1,9 +1,10 @@
+#include <fcntl.h>
 #include <json/writer.h>
+#include <unistd.h>
 
 #include <cmath>
 
 #include "support/fixture.h"
-#include "support/stdout.h"
 #include "tonvale/action.h"
 
 namespace {
@@ -28,24 +29,13 @@ TEST_F(Actions, ShapeTheirReplies) {
     action.SetSuccess(reply, true);
     EXPECT_EQ(OneLine(reply), R"({"data":{"x":1},"success":true})");
     action.SetWebapiFormatError(reply, 404);
-    EXPECT_EQ(OneLine(reply), R"({"data":{"x":1},"error":{"code":404},"success":false})");
     action.SetError(reply, "a", "b", 1);
-    action.SetError(reply, "section", "key", 77);
-    EXPECT_EQ(OneLine(reply),
-              R"({"data":{"x":1},"errno":{"key":"key","line":77,"section":"section"},)"
-              R"("error":{"code":404},"success":false})");
-    action.SetSuccess(reply, true);
-    EXPECT_TRUE(reply["success"].asBool());
-    EXPECT_EQ(reply["error"]["code"].asInt(), 404);
-    action.SetError(reply, nullptr, nullptr, 0);
-    EXPECT_EQ(reply["errno"]["section"].asString(), "");
-}
-
-// What can have no members gives way: a failure must not go out as a success.
-TEST_F(Actions, TakeAnyValueForAReply) {
-    Action action;
+    action.SetError(reply, "section", nullptr, 77);
+    EXPECT_EQ(OneLine(reply), R"({"data":{"x":1},"errno":{"key":"","line":77,"section":"section"},)"
+                              R"("error":{"code":404},"success":false})");
+    // What can have no members gives way: a failure must not go out as a success.
     for (const Json::Value &odd : {Json::Value("text"), Json::Value(Json::arrayValue)}) {
-        Json::Value reply(Json::objectValue);
+        reply = Json::Value(Json::objectValue);
         reply["success"] = true;
         reply["error"] = reply["errno"] = odd;
         action.SetWebapiFormatError(reply, 404);
@@ -59,27 +49,23 @@ TEST_F(Actions, TakeAnyValueForAReply) {
 }
 
 TEST_F(Actions, WriteHeaderAndBody) {
-    const struct {
-        const char *header, *written;
-    } cases[] = {
+    const std::pair<const char *, const char *> cases[] = {
         {nullptr, "Content-Type: application/json; charset=utf-8\r\n\r\n"},
-        {"", "Content-Type: application/json; charset=utf-8\r\n\r\n"},
         {"Status: 503 Busy\nRetry-After: 5", "Status: 503 Busy\r\nRetry-After: 5\r\n\r\n"},
         {"A: 1\r\nB: 2\r\n\r\n", "A: 1\r\nB: 2\r\n\r\n"},
     };
     Json::Value reply(Json::objectValue);
     reply["t"] = "\"\\\xC3\xA9\n\xF0\x9F\x8E\xB5</script>";
-    for (const auto &answer : cases) {
-        const tonvale_test::CapturedStdout out;
-        EXPECT_TRUE(Action().PrintResponse(reply, answer.header));
-        EXPECT_EQ(out.Text(), std::string(answer.written) +
-                                  R"({"t":"\"\\\u00e9\n\ud83c\udfb5</script>"})"
-                                  "\n");
+    for (const auto &[header, written] : cases) {
+        const tonvale_test::Captured out(1);
+        EXPECT_TRUE(Action().PrintResponse(reply, header));
+        EXPECT_EQ(out.Text(), std::string(written) + R"({"t":"\"\\\u00e9\n\ud83c\udfb5</script>"})"
+                                                     "\n");
     }
     // Whatever a value holds, the answer is JSON that a strict reader takes.
     reply["t"] = "cut \xC3";
     reply["n"] = std::nan("");
-    const tonvale_test::CapturedStdout out;
+    const tonvale_test::Captured out(1);
     EXPECT_TRUE(Action().PrintResponse(reply, "X: y"));
     EXPECT_EQ(out.Text().substr(8), "{\"n\":null,\"t\":\"cut \\ufffd\"}\n");
 }
@@ -94,33 +80,6 @@ TEST_F(Actions, TellOfAnOutputThatIsFull) {
     close(saved);
     close(full);
     std::clearerr(stdout);
-}
-
-TEST_F(Actions, OfOtherServicesComeFromTheirConfiguration) {
-    WriteFile("/usr/varn/etc/webapi/VARN.Core.Test.json",
-              R"({"get": {"success": true, "data": {"a": 1}},
-                  "no": {"success": false, "error": {"code": 7}}, "odd": 5, "bad": {"success": 1}})");
-    WriteFile("/usr/varn/etc/webapi/broken.json", "{");
-    WriteFile("/usr/varn/etc/secret.json", R"({"get": {"success": true}})");
-    const struct {
-        const char *api, *method, *answer;
-    } cases[] = {
-        {"VARN.Core.Test", "get", R"({"data":{"a":1},"success":true})"},
-        {"VARN.Core.Test", "no", R"({"error":{"code":7},"success":false})"},
-        {"VARN.Core.Test", "set", R"({"error":{"code":405},"success":false})"},
-        {"VARN.Core.Test", "odd", R"({"error":{"code":500},"success":false})"},
-        {"VARN.Core.Test", "bad", R"({"error":{"code":500},"success":false})"},
-        {"broken", "get", R"({"error":{"code":500},"success":false})"},
-        {"VARN.Core.Other", "get", R"({"error":{"code":102},"success":false})"},
-        {"../secret", "get", R"({"error":{"code":102},"success":false})"},
-        {"", "get", R"({"error":{"code":102},"success":false})"},
-        {nullptr, nullptr, R"({"error":{"code":102},"success":false})"},
-    };
-    for (const auto &call : cases) {
-        Json::Value answer;
-        VARN::APIRunner::Exec(answer, call.api, 1, call.method, Json::Value(), "admin");
-        EXPECT_EQ(OneLine(answer), call.answer);
-    }
 }
 
 class RangeField : public tonvale_test::SystemTest {
@@ -145,21 +104,17 @@ class RangeField : public tonvale_test::SystemTest {
 
 TEST_F(RangeField, IsOneRangeOfBytes) {
     const std::pair<const char *, const char *> cases[] = {
-        {"bytes=0-99", "0-99"},     {"bytes=0-0", "0-0"},
-        {"bytes=99-", "99-99"},     {"bytes=5-1000", "5-99"},
-        {"bytes=-5", "95-99"},      {"bytes=-100", "0-99"},
+        {"bytes=0-99", "0-99"},     {"bytes=99-", "99-99"},
+        {"bytes=5-1000", "5-99"},   {"bytes=-5", "95-99"},
         {"bytes=-101", "0-99"},     {"bytes=-99999999999999999999", "0-99"},
         {"BYTES=1-2", "1-2"},       {"bytes= 1-2 ", "1-2"},
         {"bytes=,1-2,,", "1-2"},    {"bytes=1-99999999999999999999", "1-99"},
-        {"bytes=0001-02", "1-2"},   {"bytes=100-", "whole"},
         {"bytes=100-200", "whole"}, {"bytes=99999999999999999999-", "whole"},
         {"bytes=2-1", "whole"},     {"bytes=-0", "whole"},
-        {"bytes=-", "whole"},       {"bytes=", "whole"},
-        {"bytes=1", "whole"},       {"bytes=1-2,4-5", "whole"},
-        {"bytes=1-2-3", "whole"},   {"bytes=--1", "whole"},
+        {"bytes=-", "whole"},       {"bytes=1", "whole"},
+        {"bytes=1-2,4-5", "whole"}, {"bytes=1-2-3", "whole"},
         {"bytes=+1-2", "whole"},    {"bytes=1 - 2", "whole"},
-        {"bytes=a-b", "whole"},     {"bytes =1-2", "whole"},
-        {"lines=1-2", "whole"},     {"", "whole"},
+        {"bytes=a-b", "whole"},     {"lines=1-2", "whole"},
         {"bytes=0x1-2", "whole"},   {"bytes=1-\xff", "whole"},
     };
     for (const auto &[field, range] : cases) {
@@ -177,12 +132,10 @@ TEST_F(RangeField, CountsOnlyWhereItMay) {
         EXPECT_EQ(Seek(total), "whole") << total;
     }
     EXPECT_EQ(HTTPFileOutputer::SeekHttpRange(nullptr, 100), 0);
-    for (const auto &[method, range] :
-         {std::pair("GET", "0-1"), {"HEAD", "whole"}, {"POST", "whole"}}) {
+    for (const char *method : {"POST", "HEAD", "GET"}) {
         setenv("REQUEST_METHOD", method, 1);
-        EXPECT_EQ(Seek(100), range) << method;
+        EXPECT_EQ(Seek(100), *method == 'G' ? "0-1" : "whole") << method;
     }
-    setenv("REQUEST_METHOD", "GET", 1);
     setenv("HTTP_IF_RANGE", "\"tag\"", 1);
     EXPECT_EQ(Seek(100), "whole");
 }

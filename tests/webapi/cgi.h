@@ -3,14 +3,13 @@
 
 #include <fcntl.h>
 #include <sys/mman.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <cstdlib>
 #include <map>
 #include <string>
 #include <vector>
 
+#include "platform/child.h"
 #include "support/spawn.h"
 
 namespace tonvale_test {
@@ -39,11 +38,8 @@ inline std::string RunCgi(Variables variables, const std::string &input = "") {
     EXPECT_EQ(pwrite(in, input.data(), input.size(), 0), static_cast<ssize_t>(input.size()));
     const pid_t child =
         Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"}, entries, {{in, 0}, {out, 1}});
-    int status = -1;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0);
-    std::string text(static_cast<std::size_t>(lseek(out, 0, SEEK_END)), '\0');
-    EXPECT_EQ(pread(out, text.data(), text.size(), 0), static_cast<ssize_t>(text.size()));
+    EXPECT_TRUE(EndedWell(child));
+    const std::string text = TextOf(out);
     close(in);
     close(out);
     return text;

@@ -21,7 +21,7 @@ class SongApi : public ApiTest {
         const auto song = [](int id, unsigned userid, const std::string &title) {
             return TrackRow{.id = id,
                             .userid = userid,
-                            .path = (scratch() / (std::to_string(id) + ".mp3")).string(),
+                            .path = scratch() / (std::to_string(id) + ".mp3"),
                             .title = title};
         };
         TrackRow first = song(1, 0, "\xC3\xA9 one");
@@ -42,11 +42,15 @@ class SongApi : public ApiTest {
         Query(InsertSql(first) + InsertSql(second) + InsertSql(third) + InsertSql(file) +
               InsertSql(song(4, kAlice, "mine")) + InsertSql(song(5, kBob, "his")));
     }
-    static Texts List(const Given &parameters) {
-        return Each(Ask("Song", "list", parameters)["songs"]);
-    }
-    static Texts Search(const Given &parameters) {
-        return Each(Ask("Song", "search", parameters)["songs"]);
+    // The identifiers that a method answers to a query, parted by blanks.
+    static std::string Ids(const std::string &method, const std::string &query) {
+        const Json::Value answer =
+            Parsed(GetCgi(QueryOf("Song", method, {}) + (query.empty() ? "" : "&" + query)));
+        std::string ids;
+        for (const std::string &id : Each(answer["data"]["songs"])) {
+            ids += (ids.empty() ? "" : " ") + id;
+        }
+        return ids;
     }
     static std::string Stars() {
         return Value(
@@ -55,61 +59,39 @@ class SongApi : public ApiTest {
     }
 };
 
-TEST_F(SongApi, IsOrderedByTheCollationAndFiltered) {
-    const struct {
-        Given parameters;
-        Texts ids;
-    } kCases[] = {
-        {{}, {"music_1", "music_v_3", "music_2", "music_4"}},
-        {{{"sort_direction", "DESC"}}, {"music_4", "music_2", "music_v_3", "music_1"}},
-        {{{"sort_by", "year"}, {"library", "actual_shared"}, {"limit", "2"}},
-         {"music_6", "music_2"}},
-        {{{"library", "virtual"}}, {"music_v_3"}},
-        {{{"library", "personal"}}, {"music_4"}},
-        {{{"artist", "a"}}, {"music_1", "music_2"}},
-        {{{"artist", ""}}, {"music_v_3", "music_4"}},
-        {{{"album_artist", ""}, {"library", "shared"}}, {"music_1", "music_v_3"}},
-        {{{"album", kAwkward}, {"genre", kAwkward}}, {"music_1"}},
-        {{{"album", "O_B%"}}, {}},
-        {{{"genre", "Rock' OR 'a'='a"}}, {}},
-        {{{"composer", "rock"}}, {"music_v_3"}},
-    };
-    for (const auto &c : kCases) {
-        EXPECT_EQ(List(c.parameters), c.ids) << QueryOf("", "", c.parameters);
+// What filters and fields match is tested with the library.
+TEST_F(SongApi, IsOrderedFilteredAndSearched) {
+    const std::string awkward = Encoded(kAwkward);
+    for (const auto &[query, ids] :
+         {std::pair<std::string, const char *>("", "music_1 music_v_3 music_2 music_4"),
+          {"sort_direction=DESC", "music_4 music_2 music_v_3 music_1"},
+          {"sort_by=year&library=actual_shared&limit=2", "music_6 music_2"},
+          {"library=virtual", "music_v_3"},
+          {"library=personal", "music_4"},
+          {"artist=a", "music_1 music_2"},
+          {"artist=", "music_v_3 music_4"},
+          {"album_artist=&library=shared", "music_1 music_v_3"},
+          {"album=" + awkward + "&genre=" + awkward, "music_1"},
+          {"album=O_B%25", ""},
+          {"composer=rock", "music_v_3"}}) {
+        EXPECT_EQ(Ids("list", query), ids) << query;
     }
-    const Json::Value page = Ask("Song", "list", {{"offset", "3"}, {"limit", "2"}});
-    EXPECT_EQ(page["total"].asInt(), 4);
-    EXPECT_EQ(page["offset"].asInt(), 3);
-    EXPECT_EQ(Each(page["songs"]), Texts{"music_4"});
-    const Json::Value sample = Ask("Song", "list", {{"sort_by", "random"}, {"limit", "2"}});
-    EXPECT_EQ(sample["songs"].size(), 2U);
-    EXPECT_EQ(CodeOf("Song", "list", {{"sort_by", "random"}, {"artist", "A"}}), 400);
-}
-
-TEST_F(SongApi, FindsTextsAsTheyAre) {
-    const struct {
-        Given parameters;
-        Texts ids;
-    } kCases[] = {
-        {{{"keyword", "ROCK"}}, {"music_1", "music_v_3"}},
-        {{{"keyword", "rock"}, {"field", "genre"}}, {"music_1"}},
-        {{{"keyword", "rock"}, {"field", "composer"}}, {"music_v_3"}},
-        {{{"keyword", "rock"}, {"field", "title"}}, {}},
-        {{{"keyword", kAwkward}, {"field", "album"}}, {"music_1"}},
-        {{{"keyword", "%"}}, {"music_1"}},
-        {{{"keyword", "his"}}, {}},
-        {{{"keyword", "e"}, {"field", "title"}, {"sort_by", "year"}, {"sort_direction", "DESC"}},
-         {"music_1", "music_v_3", "music_4"}},
-    };
-    for (const auto &c : kCases) {
-        EXPECT_EQ(Search(c.parameters), c.ids) << QueryOf("", "", c.parameters);
+    for (const auto &[query, ids] :
+         {std::pair<std::string, const char *>("keyword=ROCK", "music_1 music_v_3"),
+          {"keyword=rock&field=genre", "music_1"},
+          {"keyword=rock&field=title", ""},
+          {"field=album&keyword=" + awkward, "music_1"},
+          {"keyword=%25", "music_1"},
+          {"keyword=his", ""},
+          {"keyword=e&field=title&sort_by=year&sort_direction=DESC",
+           "music_1 music_v_3 music_4"}}) {
+        EXPECT_EQ(Ids("search", query), ids) << query;
     }
     EXPECT_EQ(Ask("Song", "search", {{"keyword", "rock"}, {"limit", "1"}})["total"].asInt(), 2);
-    for (const Given &bad :
-         {Given{}, Given{{"keyword", ""}}, Given{{"keyword", "a"}, {"field", "path"}},
-          Given{{"keyword", "a"}, {"sort_by", "random"}}}) {
-        EXPECT_EQ(CodeOf("Song", "search", bad), 400) << QueryOf("", "", bad);
-    }
+    const Json::Value page = Ask("Song", "list", {{"offset", "3"}, {"limit", "2"}});
+    EXPECT_EQ(page["total"].asInt(), 4);
+    EXPECT_EQ(Each(page["songs"]), Texts{"music_4"});
+    EXPECT_EQ(Ask("Song", "list", {{"sort_by", "random"}, {"limit", "2"}})["songs"].size(), 2U);
 }
 
 TEST_F(SongApi, WritesLongListsWhole) {
@@ -122,14 +104,13 @@ TEST_F(SongApi, WritesLongListsWhole) {
                                  {{"sort_by", "year"},
                                   {"sort_direction", "DESC"},
                                   {"limit", "5000"},
-                                  {"additional", "song_rating,song_tag"}});
+                                  {"additional", "song_rating"}});
     ASSERT_EQ(page["songs"].size(), 604U);
     EXPECT_EQ(page["total"].asInt(), 604);
     for (Json::ArrayIndex i = 0; i < 600; ++i) {
         const Json::Value &song = page["songs"][i];
         ASSERT_EQ(song["id"].asString(), "music_" + std::to_string(1600 - i));
         ASSERT_EQ(song["additional"]["song_rating"]["rating"].asInt(), i == 300 ? 4 : 0);
-        ASSERT_EQ(song["additional"]["song_tag"]["year"].asInt(), static_cast<int>(4600 - i));
     }
     EXPECT_EQ(
         Each(Ask("Song", "get", {{"id", "music_2,music_v_3,music_3,music_p_5,music_2"}})["songs"]),
@@ -137,30 +118,14 @@ TEST_F(SongApi, WritesLongListsWhole) {
 }
 
 TEST_F(SongApi, RatesWhatTheUserMayRate) {
-    EXPECT_EQ(CodeOf("Song", "rate", {{"id", "music_1"}, {"rating", "3"}}), 403);
     Give("alice", kAlice, RIGHT_EDITSONG);
     Give("bob", kBob, RIGHT_EDITSONG);
     EXPECT_EQ(Ask("Song", "rate", {{"id", "music_1,music_v_3,music_4"}, {"rating", "5"}}),
               Json::Value(Json::objectValue));
     Ask("Song", "rate", {{"id", "[\"music_1\"]"}, {"rating", "2"}}, "bob");
-    const std::string rated = "1030/1:5 1030/3:5 1030/4:5 1031/1:2";
-    EXPECT_EQ(Stars(), rated);
-    EXPECT_EQ(CodeOf("Song", "rate", {{"id", "music_1"}}), 400);
-    EXPECT_EQ(CodeOf("Song", "rate", {{"rating", "1"}}), 400);
-    const struct {
-        const char *id, *rating;
-        int code;
-    } kCases[] = {
-        {"music_1", "6", 400},          {"music_1", "-1", 400},
-        {"music_1", "1.5", 400},        {"music_1,music_1 OR true", "1", 400},
-        {"music_/m/a_1", "1", 400},     {"remote_{} http://x/_1", "1", 400},
-        {"music_1,music_5", "1", 404},  {"music_p_5", "1", 404},
-        {"music_1,music_99", "1", 404}, {"music_v_1", "1", 404},
-    };
-    for (const auto &[id, rating, code] : kCases) {
-        EXPECT_EQ(CodeOf("Song", "rate", {{"id", id}, {"rating", rating}}), code) << id << rating;
-    }
-    EXPECT_EQ(Stars(), rated) << "nothing is written when one of the songs is refused";
+    EXPECT_EQ(Stars(), "1030/1:5 1030/3:5 1030/4:5 1031/1:2");
+    EXPECT_EQ(CodeOf("Song", "rate", {{"id", "music_1,music_5"}, {"rating", "1"}}), 404);
+    EXPECT_EQ(Stars(), "1030/1:5 1030/3:5 1030/4:5 1031/1:2") << "nothing, when one is refused";
 
     // One row that cannot be written, whatever its kind and its owner.
     Query("DELETE FROM rating_track");
@@ -176,72 +141,44 @@ TEST_F(SongApi, RatesWhatTheUserMayRate) {
     EXPECT_FALSE(std::filesystem::exists(scratch() / "@eaDir"));
     Ask("Song", "rate", {all[0], {"rating", "2"}});
     EXPECT_EQ(Stars(), "1030/1:2 1030/3:2 1030/4:2 1030/6:2");
-    Texts records;
-    for (const auto &entry : std::filesystem::directory_iterator(scratch() / "@eaDir")) {
-        records.push_back(entry.path().filename().string());
+    for (const char *record : {"1.mp3", "3.mp3", "3.mp3_0", "4.mp3"}) {
+        EXPECT_TRUE(std::filesystem::exists(scratch() / "@eaDir" / record)) << record;
     }
-    std::sort(records.begin(), records.end());
-    EXPECT_EQ(records, (Texts{"1.mp3", "3.mp3", "3.mp3_0", "4.mp3"}));
 }
 
 TEST_F(SongApi, ChangesNothingForAnotherSite) {
     Give("alice", kAlice, RIGHT_EDITSONG);
     const std::string rate = QueryOf("Song", "rate", {{"id", "music_1"}, {"rating", "5"}});
-    const struct {
-        Variables variables;
-        bool isRefused;
-    } kCases[] = {
-        {{}, false},
-        {{{"HTTP_USER_AGENT", "curl/8"}}, false},
-        {{{"HTTP_USER_AGENT", "Mozilla/5.0"}}, true},
-        {{{"HTTP_SEC_FETCH_SITE", "cross-site"}}, true},
-        {{{"HTTP_SEC_FETCH_SITE", "same-site"}}, true},
-        {{{"HTTP_SEC_FETCH_SITE", "none"}}, true},
-        {{{"HTTP_SEC_FETCH_SITE", "same-origin"}, {"HTTP_USER_AGENT", "Mozilla/5.0"}}, false},
-        {{{"HTTP_SEC_FETCH_SITE", "cross-site"}, {"HTTP_ORIGIN", "http://nas:8480"}}, true},
-        {{{"HTTP_ORIGIN", "http://nas:8480"}, {"HTTP_USER_AGENT", "Mozilla/5.0"}}, false},
-        {{{"HTTP_ORIGIN", "https://NAS:8480"}}, false},
-        {{{"HTTP_ORIGIN", "http://nas"}}, true},
-        {{{"HTTP_ORIGIN", "http://nas:84800"}}, true},
-        {{{"HTTP_ORIGIN", "http://evil.example"}}, true},
-        {{{"HTTP_ORIGIN", "null"}}, true},
+    const std::pair<const char *, std::pair<const char *, const char *>> kFields[] = {
+        {"HTTP_SEC_FETCH_SITE", {"same-origin", "cross-site same-site none"}},
+        {"HTTP_ORIGIN",
+         {"http://nas:8480 https://NAS:8480",
+          "http://nas http://nas:84800 http://evil.example null"}},
+        {"HTTP_USER_AGENT", {"curl/8", "Mozilla/5.0"}},
     };
-    for (const auto &c : kCases) {
-        Variables variables = c.variables;
+    const auto isRefused = [&](Variables variables) {
         variables.insert({{"REQUEST_METHOD", "GET"},
                           {"QUERY_STRING", rate},
                           {"REMOTE_USER", "alice"},
                           {"HTTP_HOST", "nas:8480"}});
-        const std::string answer = RunCgi(variables);
-        EXPECT_EQ(answer.find("{\"code\":403}") != answer.npos, c.isRefused) << answer;
-        EXPECT_EQ(Stars().empty(), c.isRefused) << answer;
         Query("DELETE FROM rating_track");
-    }
-    const std::string head =
-        RunCgi({{"REQUEST_METHOD", "HEAD"}, {"QUERY_STRING", rate}, {"REMOTE_USER", "alice"}});
-    EXPECT_NE(head.find("{\"code\":405}"), head.npos);
-    EXPECT_EQ(Stars(), "");
-    const std::string list = RunCgi({{"REQUEST_METHOD", "GET"},
-                                     {"QUERY_STRING", QueryOf("Song", "list", {})},
-                                     {"REMOTE_USER", "alice"},
-                                     {"HTTP_SEC_FETCH_SITE", "cross-site"}});
-    EXPECT_NE(list.find("\"success\":true"), list.npos) << "reading changes nothing";
-    // Nor does it ask another machine.
-    Give("alice", kAlice, RIGHT_STREAMING);
-    for (const auto &[api, method] : {std::pair("MediaServer", "list"),
-                                      {"MediaServer", "browse"},
-                                      {"Cover", "get"},
-                                      {"Stream", "remote"}}) {
-        const std::string query = QueryOf(api, method, {{"url", "ftp://x/"}, {"address", "x"}});
-        for (const auto &[site, code] : {std::pair("cross-site", 403), {"same-origin", 400}}) {
-            const std::string answer = RunCgi({{"REQUEST_METHOD", "GET"},
-                                               {"QUERY_STRING", query},
-                                               {"REMOTE_USER", "alice"},
-                                               {"HTTP_SEC_FETCH_SITE", site}});
-            EXPECT_NE(answer.find("{\"code\":" + std::to_string(code) + "}"), answer.npos)
-                << api << answer;
+        const bool refused = Contains(RunCgi(variables), "{\"code\":403}");
+        EXPECT_EQ(Stars().empty(), refused);
+        return refused;
+    };
+    for (const auto &[field, values] : kFields) {
+        for (const std::string &good : Words(values.first)) {
+            EXPECT_FALSE(isRefused({{field, good}})) << good;
+        }
+        for (const std::string &bad : Words(values.second)) {
+            EXPECT_TRUE(isRefused({{field, bad}})) << bad;
         }
     }
+    // The better witness counts.
+    EXPECT_FALSE(isRefused({}));
+    EXPECT_TRUE(isRefused({{"HTTP_SEC_FETCH_SITE", "none"}, {"HTTP_ORIGIN", "http://nas:8480"}}));
+    EXPECT_FALSE(
+        isRefused({{"HTTP_ORIGIN", "http://nas:8480"}, {"HTTP_USER_AGENT", "Mozilla/5.0"}}));
 }
 
 class GroupApi : public ApiTest {
@@ -273,20 +210,12 @@ TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
     } kCases[] = {
         {"Album", "albums", {}, {"Gold", "Gold", "Hers"}},
         {"Album", "albums", {{"library", "personal"}}, {"Hers"}},
-        {"Album", "albums", kLastYear, {"Gold"}},
         {"Album", "albums", {{"keyword", "ER"}}, {"Hers"}},
-        {"Album", "albums", {{"keyword", "%"}}, {}},
-        {"Album", "albums", {{"artist", "guest"}}, {"Gold"}},
-        {"Artist", "artists", {}, {"Abba", kAbel, kZoe}},
         {"Artist", "artists", kMostStars, {kZoe}},
-        {"Artist", "artists", {{"keyword", "ues"}}, {"Guest"}},
-        {"Artist", "artists", {{"genre", "Pop"}}, {"Abba"}},
         {"Artist", "artists", {{"keyword", ""}, {"genre", "Pop"}}, {"Abba"}},
-        {"Artist", "artists", {{"keyword", ""}}, {"Abba", kAbel, kZoe}},
-        {"Genre", "genres", {{"library", "shared"}}, {"Pop", "Rock"}},
+        {"Artist", "artists", {}, {"Abba", kAbel, kZoe}},
         {"Genre", "genres", {{"album_artist", kZoe}, {"colour", "red"}}, {"Rock"}},
         {"Composer", "composers", {{"genre", "Pop"}}, {"B"}},
-        {"Composer", "composers", {{"offset", "9"}}, {}},
     };
     for (const auto &c : kCases) {
         const Json::Value page = Ask(c.api, "list", c.parameters);
@@ -303,98 +232,61 @@ TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
     EXPECT_EQ(Ask("Genre", "list", {{"offset", "9"}})["total"].asInt(), 3);
 }
 
-TEST_F(GroupApi, RefusesWhatItCannotList) {
-    const struct {
-        const char *api;
-        Given parameters;
-    } kCases[] = {
-        {"Album", {{"sort_by", "album_sort; DROP TABLE track"}}},
-        {"Artist", {{"sort_by", "year"}}},
-        {"Artist", {{"keyword", "a"}, {"genre", "Pop"}}},
-        {"Artist", {{"genre", std::string(2000, 'x')}}},
-        {"Genre", {{"keyword", std::string(401, 'x')}}},
-        {"Composer", {{"library", "nobody's"}}},
-        {"Composer", {{"limit", "5001"}}},
-        {"Folder", {{"sort_by", "name"}}},
-    };
-    for (const auto &c : kCases) {
-        EXPECT_EQ(CodeOf(c.api, "list", c.parameters), 400) << QueryOf("", "", c.parameters);
-    }
-    for (const char *id : {"dir_", "dir_p_", "dir_p_0", "dir_p1", "dir_0", "dir_-1",
-                           "dir_1 OR true", "dir_99999999999", "../../etc", "1"}) {
-        EXPECT_EQ(CodeOf("Folder", "list", {{"id", id}}), 400) << id;
-    }
-}
-
 using FolderApi = ApiTest;
 
 TEST_F(FolderApi, ShowsFoldersAndThenSongs) {
     const std::filesystem::path music = scratch() / "a_b%";
     std::filesystem::create_directory(music);
     ASSERT_TRUE(varn::host::AddMusicFolders({music}));
-    const auto folder = [](int id, const std::string &path) {
+    const auto folder = [](int id, const std::string &path, const std::string &table = "") {
         return *varn::Sql(
-            "INSERT INTO directory (id, path, title) VALUES (@VARN:INT, '@VARN:VAR', "
-            "'@VARN:VAR');",
-            id, path, path.substr(path.rfind('/') + 1));
+            "INSERT INTO @VARN:VARdirectory (@VARN:VARid, path, title) VALUES (@VARN:VAR@VARN:INT, "
+            "'@VARN:VAR', '@VARN:VAR');",
+            table.empty() ? "" : "personal_", table.empty() ? "" : "userid, ", table, id, path,
+            path.substr(path.rfind('/') + 1));
     };
-    Query(
-        folder(1, music) + folder(2, music / "Z") + folder(3, music / "a'") +
-        folder(4, music / "Z/deep") + folder(5, scratch() / "aXb%") +
-        folder(6, scratch() / "aXb%/no") +
-        "INSERT INTO personal_directory (userid, id, path, title) VALUES (1031, 7, '/h/b', 'b');" +
-        InsertSql({.id = 1, .path = music / "2.mp3"}) +
-        InsertSql({.id = 2, .path = music / "1.mp3"}) +
-        InsertSql({.id = 3, .path = music / "Z/3.mp3"}) +
-        InsertSql({.id = 4, .userid = kBob, .path = music / "his.mp3"}));
+    Query(folder(1, music) + folder(2, music / "Z") + folder(3, music / "a'") +
+          folder(4, music / "Z/deep") + folder(5, scratch() / "aXb%") +
+          folder(6, scratch() / "aXb%/no") + folder(7, "/h/b", "1031, ") +
+          InsertSql({.id = 1, .path = music / "2.mp3"}) +
+          InsertSql({.id = 2, .path = music / "1.mp3"}) +
+          InsertSql({.id = 3, .path = music / "Z/3.mp3"}) +
+          InsertSql({.id = 4, .userid = kBob, .path = music / "his.mp3"}));
     const Json::Value roots = Ask("Folder", "list");
     EXPECT_EQ(Each(roots["folders"]), Texts{"dir_1"});
     EXPECT_EQ(roots["folders"][0]["path"].asString(), "/a_b%");
-    EXPECT_TRUE(roots["songs"].isArray() && roots["songs"].empty());
     EXPECT_EQ(roots["total"].asInt(), 1);
 
-    const struct {
-        Given page;
-        Texts folders;
-        Texts songs;
-    } kCases[] = {
-        {{}, {"dir_3", "dir_2"}, {"music_2", "music_1"}},
-        {{{"limit", "1"}}, {"dir_3"}, {}},
-        {{{"limit", "2"}}, {"dir_3", "dir_2"}, {}},
-        {{{"limit", "3"}}, {"dir_3", "dir_2"}, {"music_2"}},
-        {{{"offset", "1"}, {"limit", "2"}}, {"dir_2"}, {"music_2"}},
-        {{{"offset", "3"}}, {}, {"music_1"}},
-        {{{"offset", "4"}}, {}, {}},
-    };
-    for (const auto &c : kCases) {
-        Given parameters = c.page;
-        parameters.emplace_back("id", "dir_1");
-        const Json::Value inside = Ask("Folder", "list", parameters);
-        EXPECT_EQ(Each(inside["folders"]), c.folders) << QueryOf("", "", c.page);
-        EXPECT_EQ(Each(inside["songs"]), c.songs) << QueryOf("", "", c.page);
-        EXPECT_EQ(inside["total"].asInt(), 4);
+    // Folders come first, then songs, on one row of pages.
+    const Texts entries = {"dir_3", "dir_2", "music_2", "music_1"};
+    for (std::size_t offset = 0; offset < 4; ++offset) {
+        const Json::Value page =
+            Ask("Folder", "list",
+                {{"id", "dir_1"}, {"offset", std::to_string(offset)}, {"limit", "2"}});
+        Texts shown = Each(page["folders"]);
+        const Texts songs = Each(page["songs"]);
+        shown.insert(shown.end(), songs.begin(), songs.end());
+        const auto first = entries.begin() + static_cast<long>(offset);
+        EXPECT_EQ(shown, Texts(first, first + std::min<long>(2, entries.end() - first)));
+        EXPECT_EQ(page["total"].asInt(), 4);
     }
     EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_7"}}), 404) << "bob's";
     EXPECT_EQ(Each(Ask("Folder", "list", {{"id", "dir_7"}}, "bob")["folders"]), Texts());
-    EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_99"}}), 404);
     for (const char *user : {"alice", "bob"}) {
         EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_p_7"}, {"library", "shared"}}, user), 404);
     }
 
     const std::filesystem::path own = AudioFile::GetHomeMusicPath("alice");
-    Query("INSERT INTO personal_directory (userid, id, path, title) VALUES (1030, 8, '" +
-          own.string() + "', 'music'), (1030, 9, '" + (own / "x").string() + "', 'x')");
+    Query(folder(8, own, "1030, ") + folder(9, own / "x", "1030, "));
     for (const char *library : {"all", "personal"}) {
         const Json::Value all = Ask("Folder", "list", {{"library", library}});
         EXPECT_EQ(Each(all["folders"]).back(), "dir_p_8") << library;
-        const Json::Value pin =
-            Ask("Pin", "pin",
-                {{"type", "folder"}, {"name", library}, {"criteria", R"({"folder":"dir_p_9"})"}});
-        const Json::Value pins = Ask("Pin", "list");
-        const std::string pinned = pins["pins"][0]["criteria"]["folder"].asString();
-        EXPECT_EQ(pinned, "dir_p_9");
-        Ask("Folder", "list", {{"id", pinned}, {"library", library}});
-        Ask("Pin", "unpin", {{"id", pin["pin"]["id"].asString()}});
+        Ask("Pin", "pin",
+            {{"type", "folder"}, {"name", library}, {"criteria", R"({"folder":"dir_p_9"})"}});
+        const Json::Value pin = Ask("Pin", "list")["pins"][0];
+        EXPECT_EQ(pin["criteria"]["folder"], "dir_p_9");
+        Ask("Folder", "list", {{"id", "dir_p_9"}, {"library", library}});
+        Ask("Pin", "unpin", {{"id", pin["id"].asString()}});
     }
 
     const Finished table = Tonvale({"folders", "--in", "1", "--user", "alice", "--limit", "3"});

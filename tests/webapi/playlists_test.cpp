@@ -46,15 +46,10 @@ class PlaylistApi : public ApiTest {
     // Makes a playlist and takes it through all that can be done with it.
     static void GoThrough(const std::string &library, const std::string &user) {
         const std::string name = "O'Brien & 100% \"x\" \xC3\xA9, y";
-        const Json::Value made =
-            Ask("Playlist", "create",
-                {{"library", library}, {"name", name}, {"songs", "music_1,music_2"}}, user);
-        const std::string id = made["id"].asString();
-        EXPECT_EQ(made["name"].asString(), name);
-        EXPECT_EQ(made["library"].asString(), library);
-        EXPECT_EQ(CodeOf("Playlist", "create", {{"library", library}, {"name", name}}, user), 409);
+        const Given wanted = {{"library", library}, {"name", name}, {"songs", "music_1,music_2"}};
+        std::string id = Ask("Playlist", "create", wanted, user)["id"].asString();
+        EXPECT_EQ(CodeOf("Playlist", "create", wanted, user), 409);
         EXPECT_EQ(Names({{"library", library}}, user), Texts{name});
-
         const auto change = [&](const char *method, Given parameters) {
             parameters.emplace_back("id", id);
             return Ask("Playlist", method, parameters, user);
@@ -66,33 +61,23 @@ class PlaylistApi : public ApiTest {
             "\"title\":\"live?a=1,2\"}\n http://r.example/live?a=1,2";
         EXPECT_EQ(Songs(id, user), (Texts{"music_1", "music_2", "music_1", stream, "music_3"}));
         change("remove", {{"position", "0,4"}});
-        EXPECT_EQ(Songs(id, user), (Texts{"music_2", "music_1", stream}));
         change("replace", {{"position", "0"}, {"length", "2"}, {"songs", "music_3"}});
-        change("remove", {{"position", "1"}, {"length", "1"}});
-        EXPECT_EQ(Songs(id, user), Texts{"music_3"});
-        change("replace", {{"position", "1"}, {"length", "0"}, {"songs", "music_1,music_2"}});
+        EXPECT_EQ(Songs(id, user), (Texts{"music_3", stream}));
+        change("replace", {{"position", "1"}, {"length", "1"}, {"songs", "music_1,music_2"}});
         Query("DELETE FROM track WHERE id = 2");
         change("remove_missing", {});
-        EXPECT_EQ(Songs(id, user), (Texts{"music_3", "music_1"}));
         const Json::Value page = change("get", {{"offset", "1"}, {"additional", "song_tag"}});
         EXPECT_EQ(page["total"].asInt(), 2);
-        EXPECT_EQ(page["playlist"]["name"].asString(), name);
         EXPECT_TRUE(page["songs"][0]["additional"].isMember("song_tag"));
-
-        EXPECT_EQ(CodeOf("Playlist", "replace",
-                         {{"id", id}, {"position", "3"}, {"songs", "music_1"}}, user),
-                  400);
-        EXPECT_EQ(CodeOf("Playlist", "remove", {{"id", id}, {"position", "0,2"}}, user), 400);
-        const std::string renamed = change("rename", {{"name", "New"}})["id"].asString();
+        for (const auto &[method, position] : {std::pair("replace", "3"), {"remove", "0,2"}}) {
+            const Given beyond = {{"id", id}, {"position", position}, {"songs", "music_1"}};
+            EXPECT_EQ(CodeOf("Playlist", method, beyond, user), 400) << method;
+        }
+        id = change("rename", {{"name", "New"}})["id"].asString();
         EXPECT_EQ(Names({{"library", library}}, user), Texts{"New"});
-        EXPECT_EQ(Songs(renamed, user), (Texts{"music_3", "music_1"}));
-        Ask("Playlist", "remove", {{"id", renamed}, {"position", "0,1"}}, user);
-        Ask("Playlist", "remove_missing", {{"id", renamed}}, user);
-        EXPECT_EQ(CodeOf("Playlist", "remove", {{"id", renamed}, {"position", "0"}}, user), 400);
-        EXPECT_EQ(Songs(renamed, user), Texts());
-        Ask("Playlist", "delete", {{"id", renamed}}, user);
+        EXPECT_EQ(Songs(id, user), (Texts{"music_3", "music_1"}));
+        change("delete", {});
         EXPECT_EQ(Names({{"library", library}}, user), Texts());
-        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", renamed}}, user), 404);
         Query(InsertSql({.id = 2, .path = music() / "2.mp3"}));
     }
 };
@@ -120,8 +105,8 @@ TEST_F(PlaylistApi, OfRenamesAtOnceOneHoldsAndTheOthersAreTold) {
         const std::string id =
             Ask("Playlist", "create", {{"library", library}, {"name", name}}, "bob")["id"]
                 .asString();
-        Texts methods = {"rename", "rename", "rename", "add", "get"};
-        methods.insert(methods.end(), isDeleted ? 2 : 0, "delete");
+        const Texts methods = Words(isDeleted ? "rename rename rename add get delete delete"
+                                              : "rename rename rename add get");
         std::vector<pid_t> children;
         for (const std::string &method : methods) {
             const std::string newName = name + (children.empty() ? "b" : "c");
@@ -159,8 +144,7 @@ TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
               "\"her \xC3\xA9\" { year < 9 }\n");
     Query(
         "INSERT INTO playlist (path, title, album) VALUES ('/v/a.m3u', 'a', 'v'), "
-        "('/v/b.m3u', 'b', 'v'), ('/v/c.cue', 'c', 'v')");
-    Query(
+        "('/v/b.m3u', 'b', 'v'), ('/v/c.cue', 'c', 'v');"
         "INSERT INTO personal_playlist (userid, path, title, album) VALUES "
         "(1030, '/h/hers.m3u', 'hers', 'h'), (1031, '/h/his.m3u', 'his', 'h')");
     const Texts all = {"hers", "her \xC3\xA9", "a", "b", "good", "../.."};
@@ -178,11 +162,9 @@ TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
     const Texts ids = Each(Ask("Playlist", "list")["playlists"]);
     EXPECT_EQ(ids[1], "playlist_personal_smart/her \xC3\xA9");
     EXPECT_EQ(Songs(ids[1]).size(), 4U);
-    EXPECT_EQ(Songs(ids[4]).size(), 4U);
     EXPECT_EQ(Songs(ids[4], "bob").size(), 4U);
     EXPECT_EQ(CodeOf("Playlist", "get", {{"id", ids[1]}}, "bob"), 404);
     EXPECT_EQ(CodeOf("Playlist", "get", {{"id", "playlist_shared_smart/bad"}}), 404);
-    EXPECT_EQ(CodeOf("Playlist", "delete", {{"id", ids[4]}}, "bob"), 400);
     const Finished table = Tonvale({"playlists", "--user", "alice", "--personal"});
     EXPECT_TRUE(Contains(table.out, "1-2 of 2 playlists")) << table.out << table.err;
 }
@@ -193,64 +175,13 @@ TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
     const std::string hers =
         Ask("Playlist", "create", {{"name", "hers"}, {"songs", "music_4"}})["id"].asString();
     for (const char *method : {"rename", "delete", "add", "remove", "replace", "remove_missing"}) {
-        const Given more = {{"name", "x"}, {"songs", "music_1"}, {"position", "0"}};
-        Given parameters = more;
-        parameters.emplace_back("id", shared);
+        Given parameters = {{"name", "x"}, {"songs", "music_1"}, {"position", "0"}, {"id", shared}};
         EXPECT_EQ(CodeOf("Playlist", method, parameters), 403) << method << ": without the right";
         parameters.back().second = hers;
         EXPECT_EQ(CodeOf("Playlist", method, parameters, "bob"), 404) << method << ": alice's";
     }
-    EXPECT_EQ(CodeOf("Playlist", "create", {{"library", "shared"}, {"name", "x"}}), 403);
-    EXPECT_EQ(CodeOf("Playlist", "get", {{"id", hers}}, "bob"), 404);
     EXPECT_EQ(Songs(hers), Texts{"music_4"});
     EXPECT_EQ(Names(), (Texts{"hers", "all"}));
-
-    const struct {
-        const char *method;
-        Given parameters;
-        int code;
-    } kCases[] = {
-        {"create", {}, 400},
-        {"create", {{"name", "x"}, {"format", "exe"}}, 400},
-        {"create", {{"name", "x"}, {"library", "all"}}, 400},
-        {"create", {{"name", "x"}, {"songs", "music_5"}}, 404},
-        {"get", {}, 400},
-        {"get", {{"id", hers}, {"limit", "5001"}}, 400},
-        {"list", {{"library", "virtual"}}, 400},
-        {"add", {{"id", hers}}, 400},
-        {"add", {{"id", hers}, {"songs", "music_1"}, {"skip_duplicate", "yes"}}, 400},
-        {"remove", {{"id", hers}, {"position", "-1"}}, 400},
-        {"remove", {{"id", hers}, {"position", "x"}, {"length", "1"}}, 400},
-        {"remove", {{"id", hers}}, 400},
-        {"rename", {{"id", hers}, {"name", "a/b"}}, 400},
-    };
-    for (const auto &c : kCases) {
-        EXPECT_EQ(CodeOf("Playlist", c.method, c.parameters), c.code)
-            << c.method << QueryOf("", "", c.parameters);
-    }
-    for (const std::string &name : {"../x"s, ".hidden"s, "12"s, "a\nb"s, std::string(241, 'x')}) {
-        EXPECT_EQ(CodeOf("Playlist", "create", {{"name", name}}), 400) << name;
-    }
-    for (const char *songs :
-         {"/etc/passwd", "music_/etc/passwd", "file:///etc/passwd", "[\"http://r/\\n/etc/passwd\"]",
-          "[\"remote_{\\\"title\\\":\\\"a\\\\n/b\\\"} http://r/\"]",
-          "http://r/\"/><media src=\"x"}) {
-        EXPECT_EQ(CodeOf("Playlist", "create", {{"name", "x"}, {"songs", songs}}), 400) << songs;
-    }
-    const std::pair<const char *, int> kIds[] = {
-        {"1", 400},
-        {"playlist_x_y/1", 400},
-        {"playlist_shared_normal/", 400},
-        {"playlist_shared_normal/1 OR true", 404},
-        {"playlist_shared_normal/-1", 404},
-        {"playlist_personal_normal/..", 404},
-        {"playlist_personal_normal/../../x", 400},
-    };
-    for (const auto &[id, code] : kIds) {
-        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", id}}), code) << id;
-    }
-    EXPECT_EQ(Songs(hers), Texts{"music_4"});
-    EXPECT_EQ(Names({{"library", "personal"}}), Texts{"hers"});
 
     // Without personal libraries a key is the name of a file.
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
