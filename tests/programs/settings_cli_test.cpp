@@ -159,10 +159,8 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         int status;
         const char *message;  // on the standard error
     } kCases[] = {
-        {{"user"}, 2, "subcommand"},
         {{"permission", "show", "nobody"}, 2, "alice, bob"},
         {{"permission", "set", "alice", "everything"}, 2, "editsong"},
-        {{"permission", "set", "alice"}, 2, "RIGHT"},
         {{"preference", "set", "alice", "colour", "yes"}, 2, "prefer_using_html5"},
         {{"preference", "set", "alice", "prefer_using_html5", "true"}, 2, "yes or no"},
         {{"preference", "set", "alice", "browse_personal_library", "no"}, 2, "all or personal"},
@@ -193,6 +191,15 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         EXPECT_EQ(done.status, 1);
         EXPECT_TRUE(Contains(done.err, "audio.users")) << done.err;
         EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), "nonsense");
+    }
+    // Accounts that cannot be read are not gone.
+    WriteFile(varn::path::kUsersFile, R"({"4711": {}})");
+    std::filesystem::remove(At(varn::path::kPasswd));
+    for (const char *why : {"not prepared", "accounts in "}) {
+        const Finished done = Tonvale({"user", "sync"});
+        EXPECT_TRUE(done.status == 1 && Contains(done.err, why)) << done.err;
+        EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), R"({"4711": {}})");
+        std::filesystem::create_directory(At(varn::path::kPasswd));
     }
 }
 
