@@ -123,8 +123,12 @@ using Act = int (*)(Options options, const AnyPlaylist &playlist);
 // A playlist by its identifier, its row's id or its title.
 AnyPlaylist Find(Options options) {
     const Collection &from = options.collection;
-    return IsPlaylistId(options.name) ? FindById(from.user, from.uid, options.name)
-                                      : AsAny(from, FindPlaylist(from, options.name));
+    if (!IsPlaylistId(options.name)) {
+        return AsAny(from, FindPlaylist(from, options.name));
+    }
+    AnyPlaylist found = FindById(from.user, from.uid, options.name);
+    found.collection.isForRoot = from.isForRoot;
+    return found;
 }
 
 int OnPlaylist(PlaylistOptions &options, Act act) {

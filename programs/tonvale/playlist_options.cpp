@@ -1,5 +1,7 @@
 #include "playlist_options.h"
 
+#include <unistd.h>
+
 #include "command.h"
 #include "database.h"
 #include "service/settings.h"
@@ -7,9 +9,9 @@
 namespace tonvale_cli {
 
 void AddCollection(CLI::App &verb, CollectionOptions &options, const std::string &personal) {
-    verb.add_option("--user", options.collection.user, "For whom")
-        ->type_name("NAME")
-        ->capture_default_str();
+    options.user = verb.add_option("--user", options.collection.user, "For whom")
+                       ->type_name("NAME")
+                       ->capture_default_str();
     verb.add_flag("--personal", options.collection.personal, personal);
 }
 
@@ -19,6 +21,8 @@ int Prepare(CollectionOptions &options) {
         return kFailed;
     }
     options.collection.uid = tonvale_service::UidOf(options.collection.user);
+    options.collection.isForRoot =
+        getuid() == 0 && options.user != nullptr && options.user->empty();
     Complete(options.collection);
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());

@@ -12,6 +12,7 @@ namespace tonvale_cli {
 struct CollectionOptions {
     CollectionOptions() { collection.user = "admin"; }
     tonvale_service::Collection collection;
+    const CLI::Option *user = nullptr;  // --user
 };
 
 // --user and --personal.

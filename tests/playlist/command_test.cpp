@@ -116,9 +116,10 @@ TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
             {{"playlist", "rename", "x", "caf\xE9"}, 2, "name is UTF-8"},
             {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
     Touch(In("y.m3u"), "rtsp://r/x\nhttp://a/\n");
-    std::filesystem::permissions(In("y.m3u"), std::filesystem::perms(0666));
+    std::filesystem::permissions(In("y.m3u"), std::filesystem::perms(0644));
     AddRow(In("y.m3u"), "y", "m");
-    RunAll({{{"playlist", "add", "y", "http://b/"}, 2, "the entry rtsp://r/x"},
+    RunAll({{{"playlist", "add", "y", "http://b/", "--user", "alice"}, 2, "to another account"},
+            {{"playlist", "add", "y", "http://b/"}, 2, "the entry rtsp://r/x"},
             {{"playlist", "remove", "y", "1"}, 2, "the entry rtsp://r/x"},
             {{"playlist", "show", "y"}, 0, "2 of 2 entries"},
             {{"playlist", "remove", "y", "0"}, 0, ""},
