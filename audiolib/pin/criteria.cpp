@@ -15,6 +15,7 @@
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/digits.h"
 
 namespace Tonvale {
 
@@ -48,10 +49,6 @@ std::optional<std::string> Member(const Json::Value &criteria, const char *key) 
 std::string AfterFirstSlash(const std::string &text) {
     const std::size_t slash = text.find('/');
     return slash == std::string::npos ? "" : text.substr(slash + 1);
-}
-
-bool IsNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
 // Where the path of stored criteria is looked for; nothing for criteria that have none, and for
@@ -160,8 +157,9 @@ bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
         const std::string number = id->substr(std::min(prefix, id->size()));
         const auto folder = std::make_unique<VARN_MEDIA_INFO>();
         // The number goes into the statement as it is.
-        if (!IsNumber(number) || VARNMusicGetOneById(library, uid_, VARN_TABLE_DIRECTORY,
-                                                     folder.get(), nullptr, number.c_str()) < 0) {
+        if (!varn::IsDigits(number) ||
+            VARNMusicGetOneById(library, uid_, VARN_TABLE_DIRECTORY, folder.get(), nullptr,
+                                number.c_str()) < 0) {
             return Fail(PIN_ERROR_FOLDER);
         }
         criteria[PinData::PATH] = folder->path;
