@@ -87,6 +87,12 @@ TEST_F(Accounts, AreThoseOfTheSystemWithoutARoot) {
 }
 
 TEST_F(Accounts, AreThoseOfTheRootsFile) {
+    // Read again after each change, soon after the one before or not.
+    for (unsigned uid = 1100; uid < 1150; ++uid) {
+        WriteFile(varn::path::kPasswd, "alice:x:" + std::to_string(uid) + ":100::/a:/s\n");
+        usleep(uid % 10 == 0 ? 25000 : 0);
+        ASSERT_EQ(Find("alice")->uid, uid);
+    }
     const std::string longLine(100000, 'x');
     WriteFile(varn::path::kPasswd,
               "# comment\n\n::::::\nroot:x:0:0::/root:/bin/sh\nnothing\n"
