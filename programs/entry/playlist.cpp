@@ -95,7 +95,7 @@ class Create : public Change {
         const std::string library = Asked().Choice("library", {"shared", "personal"}, "personal");
         const Collection collection = CollectionOf(Asked(), library == "personal");
         RequireRight(Asked(), collection);
-        const std::string format = Asked().Choice("format", {"m3u", "pls", "wpl"}, "m3u");
+        const std::string format = Asked().Choice("format", WrittenFormats(), "m3u");
         const SongRecords songs = Asked().Text("songs").empty() ? nullptr : Songs(collection);
         return Told(collection,
                     CreatePlaylist(collection, Asked().RequiredText("name"), format, songs.get()));
@@ -147,7 +147,7 @@ class Add : public Edit {
   protected:
     Json::Value Do(const Collection &collection, const Playlist &playlist) override {
         const bool skips = Asked().Choice("skip_duplicate", kFlags, "false") == "true";
-        AppendSongs(collection, playlist, Songs(collection).get(), skips);
+        AppendSongs(collection, playlist, Songs(collection), skips);
         return Json::Value(Json::objectValue);
     }
 };
@@ -184,7 +184,7 @@ class Replace : public Edit {
     Json::Value Do(const Collection &collection, const Playlist &playlist) override {
         const int position = Position(Asked(), "position");
         const int length = static_cast<int>(Asked().Number("length", 1, 0, INT_MAX));
-        ReplaceSongs(collection, playlist, position, length, Songs(collection).get());
+        ReplaceSongs(collection, playlist, position, length, Songs(collection));
         return Json::Value(Json::objectValue);
     }
 };

@@ -11,9 +11,9 @@
 #include <thread>
 
 #include "refusal.h"
-#include "service/browsed_song.h"
 #include "service/failure.h"
 #include "service/named_playlist.h"
+#include "service/named_songs.h"
 #include "service/playlist_place.h"
 #include "service/songs.h"
 #include "tonvale/playlists.h"
@@ -32,10 +32,7 @@ using std::chrono::steady_clock;
 constexpr auto kRefusalTime = 300ms;
 const steady_clock::time_point kStart = steady_clock::now();
 
-struct SongsFreer {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-};
-using SongList = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
+using tonvale_service::SongRecords;
 
 bool IsLinkId(const std::string &id) {
     return id.size() == Tonvale::SharingManager::SHARING_ID_SIZE &&
@@ -63,14 +60,14 @@ tonvale_service::HeldPlaylist Held(const Tonvale::SharingData &link) {
 }
 
 // A page of the playlist's entries; `total` below 0 when it cannot be read.
-SongList ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+SongRecords ReadNormal(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     total = -1;
     const tonvale_service::HeldPlaylist list = Held(link);
-    return SongList(VARNPlaylistParseByPath(link.user_id, list.Path().c_str(), nullptr, &total,
-                                            offset, limit, "*", 0));
+    return SongRecords(VARNPlaylistParseByPath(link.user_id, list.Path().c_str(), nullptr, &total,
+                                               offset, limit, "*", 0));
 }
 
-SongList ListSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+SongRecords ListSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     const std::string rules = VarnAudioUtils::LoadSmartPlsRulesByFilename(link.path, Key(link));
     const std::string library = VARNAudioWebapiUtilsGetBrowseLibraryByUid(link.user_id);
     PLAYLIST_REC *list = nullptr;
@@ -79,12 +76,12 @@ SongList ListSmart(const Tonvale::SharingData &link, int offset, int limit, int 
                                                     &total, offset, limit, library.c_str()) < 0) {
         total = -1;
     }
-    return SongList(list);
+    return SongRecords(list);
 }
 
 // The count comes with the songs, and behind the last one there are none.
-SongList ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
-    SongList list = ListSmart(link, offset, limit, total);
+SongRecords ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
+    SongRecords list = ListSmart(link, offset, limit, total);
     if (!list && total >= 0 && offset > 0) {
         ListSmart(link, 0, 1, total);
     }
@@ -167,8 +164,8 @@ std::vector<SharedSong> SharedPlaylist::Shown(PLAYLIST_REC *list) const {
 
 SharedPage SharedPlaylist::Songs(int offset, int limit) const {
     int total = -1;
-    const SongList list = IsSmart(link_) ? ReadSmart(link_, offset, limit, total)
-                                         : ReadNormal(link_, offset, limit, total);
+    const SongRecords list = IsSmart(link_) ? ReadSmart(link_, offset, limit, total)
+                                            : ReadNormal(link_, offset, limit, total);
     if (total < 0) {
         RefuseLink();
     }
@@ -189,7 +186,8 @@ void SharedPlaylist::Check(const VARN_MEDIA_INFO &song) {
 
 VARN_MEDIA_INFO SharedPlaylist::Song(const std::string &id) {
     try {
-        const VARN_MEDIA_INFO song = tonvale_service::FindBrowsedSong(link_.user_id, id);
+        const VARN_MEDIA_INFO song =
+            tonvale_service::ReadSong(link_.user_id, id, tonvale_service::Among::kBrowsed);
         Check(song);
         return song;
     } catch (const tonvale_service::Failure &) {
@@ -199,15 +197,14 @@ VARN_MEDIA_INFO SharedPlaylist::Song(const std::string &id) {
 
 SharedSong SharedPlaylist::ReferredSong(const std::string &reference) {
     const std::string name = VARNAudioGetFullPathFromEncSong(reference, link_.user_name);
-    const SongList entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
-    if (!entry) {
-        throw std::bad_alloc();
-    }
-    const auto song = tonvale_service::FindNamedSong(link_.user_id, name);
-    if (!song) {
+    const auto found = tonvale_service::ReadNamedSongs(link_.user_id, {name});
+    const auto song = found.find(name);
+    if (song == found.end()) {
         RefuseLink();
     }
-    entry->info = *song;
+    SongRecords entry;
+    PLAYLIST_REC *last = nullptr;
+    tonvale_service::AddEntry(entry, last).info = song->second;
     Check(entry->info);
     const std::vector<SharedSong> songs = Shown(entry.get());
     if (songs.empty()) {

@@ -1,12 +1,17 @@
 // What can be done with a playlist.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
+#include "named_songs.h"
 #include "playlist_target.h"
 
 namespace tonvale_service {
+
+// The formats in which playlists are written, by their extensions.
+const std::vector<std::string> &WrittenFormats();
 
 // The records of songs that are named by their ids, paths, virtual names or URLs, in this order; of
 // a file that the library does not know, just the path. Throws a Failure when one of them is none
@@ -18,6 +23,9 @@ SongRecords FindSongs(const Collection &collection, const std::vector<std::strin
 // Failure when one of them is none of these.
 SongRecords SongsOfIds(const Collection &collection, const std::vector<std::string> &ids);
 
+// The names of a playlist's songs (NameInPlaylist). Throws a Failure.
+std::set<std::string> SongNames(const Collection &collection, Playlist playlist);
+
 // Each throws a Failure for what cannot be done. They may leave the process running as the package's
 // account.
 
@@ -25,8 +33,8 @@ SongRecords SongsOfIds(const Collection &collection, const std::vector<std::stri
 Playlist CreatePlaylist(const Collection &collection, const std::string &name,
                         const std::string &format, const PLAYLIST_REC *songs);
 void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
-                  const PLAYLIST_REC *songs);
-void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
+                  SongRecords songs);
+void AppendSongs(const Collection &collection, const Playlist &playlist, SongRecords songs,
                  bool skipDuplicates);
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions);

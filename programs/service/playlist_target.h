@@ -10,11 +10,6 @@
 
 namespace tonvale_service {
 
-struct SongsFreer {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-};
-using SongRecords = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
-
 struct PlaylistsFreer {
     void operator()(VARN_PLAYLIST *list) const noexcept { VARNPlayListFree(list); }
 };

@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "failure.h"
+#include "named_songs.h"
 #include "playlist_place.h"
 #include "tonvale/paths.h"
 #include "tracks.h"

@@ -11,7 +11,6 @@
 #include "playlist_output.h"
 #include "service/failure.h"
 #include "service/playlist_edit.h"
-#include "service/playlist_place.h"
 #include "service/playlists.h"
 #include "service/tracks.h"
 #include "track_output.h"
@@ -69,13 +68,13 @@ int Create(PlaylistOptions &options) {
 }
 
 int Add(Options options, const AnyPlaylist &playlist) {
-    AppendSongs(playlist.collection, playlist.normal, Songs(options).get(), options.skipDuplicates);
+    AppendSongs(playlist.collection, playlist.normal, Songs(options), options.skipDuplicates);
     return kDone;
 }
 
 int Replace(Options options, const AnyPlaylist &playlist) {
     ReplaceSongs(playlist.collection, playlist.normal, options.start, options.length,
-                 Songs(options).get());
+                 Songs(options));
     return kDone;
 }
 
@@ -102,16 +101,11 @@ int Delete(Options, const AnyPlaylist &playlist) {
 // 0 when all songs are in the playlist.
 int Check(Options options, const AnyPlaylist &playlist) {
     const SongRecords songs = Songs(options);
-    Playlist normal = playlist.normal;
-    const HeldPlaylist list = HoldToRead(playlist.collection, normal);
+    const std::set<std::string> names = SongNames(playlist.collection, playlist.normal);
     int status = kDone;
     for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
-        std::string name = song->info.path;
-        if (IsVirtualMusic(&song->info) && song->info.virtual_track > 0) {
-            name += "_" + std::to_string(song->info.virtual_track);
-        }
-        const bool found =
-            VARNPlaylistCheckSong(options.collection.uid, list.Path().c_str(), name.c_str()) == 0;
+        const std::string name = NameInPlaylist(song->info);
+        const bool found = names.contains(name);
         std::printf("%s %s\n", found ? "yes" : "no ", name.c_str());
         status = found ? status : kFailed;
     }
@@ -218,7 +212,7 @@ void AddCreate(CLI::App &group, Action &action) {
     verb->add_option("NAME", options->name, "Its name")->required();
     verb->add_option("SONG", options->songs, kSongs);
     verb->add_option("--format", options->format, "How it is written")
-        ->check(CLI::IsMember({"m3u", "pls", "wpl"}))
+        ->check(CLI::IsMember(WrittenFormats()))
         ->type_name("")
         ->capture_default_str();
     AddCollection(*verb, *options, "One of the user's own playlists instead of a shared one");

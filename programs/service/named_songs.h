@@ -1,0 +1,33 @@
+// Songs by the names that they have in playlists.
+#pragma once
+
+#include <sys/types.h>
+
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "tonvale/playlists.h"
+
+namespace tonvale_service {
+
+struct SongsFreer {
+    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
+};
+using SongRecords = std::unique_ptr<PLAYLIST_REC, SongsFreer>;
+
+// A new entry behind the last one of a list, zeroed. `last` is null for an empty list, and the new
+// entry then.
+PLAYLIST_REC &AddEntry(SongRecords &list, PLAYLIST_REC *&last);
+
+// The name of a song in playlists: its path, of a track of a cue sheet with "_" and its number.
+std::string NameInPlaylist(const VARN_MEDIA_INFO &song);
+
+// The records of songs by their paths or virtual names in the library that a user browses, read in
+// one statement; none for a file that is browsed as its tracks. Throws a Failure.
+std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
+                                                      const std::vector<std::string> &names);
+
+}  // namespace tonvale_service
