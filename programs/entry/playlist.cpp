@@ -65,8 +65,8 @@ Json::Value Told(const Collection &collection, const Playlist &playlist) {
     return ObjectOf(AsAny(collection, playlist));
 }
 
-SongRecords Songs(const Request &asked, const Collection &collection) {
-    return SongsOfIds(collection, asked.Values("songs"));
+SongRecords Songs(const Request &asked) {
+    return SongsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
 }
 
 Json::Value Create(const Request &asked) {
@@ -74,7 +74,7 @@ Json::Value Create(const Request &asked) {
     const Collection collection = CollectionOf(asked, library == "personal");
     RequireRight(asked, collection);
     const std::string format = asked.Choice("format", WrittenFormats(), "m3u");
-    const SongRecords songs = asked.Text("songs").empty() ? nullptr : Songs(asked, collection);
+    const SongRecords songs = asked.Text("songs").empty() ? nullptr : Songs(asked);
     return Told(collection,
                 CreatePlaylist(collection, asked.RequiredText("name"), format, songs.get()));
 }
@@ -105,7 +105,7 @@ void Delete(const Request & /*asked*/, const Collection &collection, const Playl
 
 void Add(const Request &asked, const Collection &collection, const Playlist &playlist) {
     const bool skips = asked.Choice("skip_duplicate", kFlags, "false") == "true";
-    AppendSongs(collection, playlist, Songs(asked, collection), skips);
+    AppendSongs(collection, playlist, Songs(asked), skips);
 }
 
 void Remove(const Request &asked, const Collection &collection, const Playlist &playlist) {
@@ -127,7 +127,7 @@ void Remove(const Request &asked, const Collection &collection, const Playlist &
 void Replace(const Request &asked, const Collection &collection, const Playlist &playlist) {
     const int position = Position(asked, "position");
     const int length = static_cast<int>(asked.Number("length", 1, 0, INT_MAX));
-    ReplaceSongs(collection, playlist, position, length, Songs(asked, collection));
+    ReplaceSongs(collection, playlist, position, length, Songs(asked));
 }
 
 void RemoveGone(const Request & /*asked*/, const Collection &collection, const Playlist &playlist) {

@@ -14,7 +14,7 @@
 
 #include "failure.h"
 #include "list.h"
-#include "named_songs.h"
+#include "playlist_songs.h"
 #include "songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"

@@ -7,9 +7,7 @@
 #include <array>
 #include <cstdint>
 #include <filesystem>
-#include <iterator>
 #include <limits>
-#include <map>
 #include <optional>
 #include <random>
 #include <set>
@@ -20,94 +18,21 @@
 #include "link_hooks.h"
 #include "locks.h"
 #include "playlist_place.h"
+#include "playlist_songs.h"
 #include "playlists.h"
-#include "songs.h"
 #include "text.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
-#include "varn/digits.h"
 
 namespace tonvale_service {
 
 namespace {
-
-constexpr std::size_t kLongestUrl = 2000;
 
 void Report(int result, Reason reason, const std::string &path) {
     if (result != 0) {
         throw Failure(reason, path);
     }
 }
-
-bool IsUrl(const std::string &text) {
-    return text.starts_with("http://") || text.starts_with("https://");
-}
-
-// A playlist is one text: what is not UTF-8 must not get into it.
-void CheckUtf8(const std::string &text) {
-    if (!IsUtf8(text)) {
-        throw Failure(Reason::kSongNotUtf8, text);
-    }
-}
-
-// The path that a song is named by on the command line.
-std::string PathNamed(const std::string &name) {
-    std::error_code error;
-    std::string path = std::filesystem::absolute(name, error).lexically_normal().string();
-    CheckUtf8(path);
-    return path;
-}
-
-// The songs that are named by row ids, paths and virtual names, each kind read in one statement.
-class KnownSongs {
-  public:
-    KnownSongs(uid_t uid, const std::vector<std::string> &names) {
-        std::vector<std::string> ids;
-        std::vector<std::string> paths;
-        for (const std::string &name : names) {
-            CheckUtf8(name);
-            if (!varn::IsDigits(name)) {
-                paths.push_back(IsUrl(name) ? name : PathNamed(name));
-            } else if (const auto both = SongIds(name); ParseSongId(both.front())) {
-                ids.insert(ids.end(), both.begin(), both.end());
-            }
-        }
-        byId_ = ReadSongs(uid, ids, Among::kBrowsed);
-        byName_ = ReadNamedSongs(uid, paths);
-    }
-
-    void Fill(const std::string &name, VARN_MEDIA_INFO &record) const {
-        if (varn::IsDigits(name)) {
-            record = WithRow(name);
-        } else if (IsUrl(name)) {
-            SetMediaPathTitle(name.c_str(), &record);
-        } else {
-            const std::string path = PathNamed(name);
-            if (const auto found = byName_.find(path); found != byName_.end()) {
-                record = found->second;
-            } else if (std::error_code error; std::filesystem::is_regular_file(path, error)) {
-                CopyCut(path, record.path);
-            } else {
-                throw Failure(Reason::kNotASong, name);
-            }
-        }
-    }
-
-  private:
-    const VARN_MEDIA_INFO &WithRow(const std::string &name) const {
-        for (const std::string &id : SongIds(name)) {
-            const auto song = ParseSongId(id);
-            const auto found = song ? byId_.find(*song) : byId_.end();
-            if (found != byId_.end()) {
-                return found->second;
-            }
-        }
-        throw Failure(Reason::kNoSuchSong, name);
-    }
-
-    std::map<SongId, VARN_MEDIA_INFO> byId_;
-    std::map<std::string, VARN_MEDIA_INFO> byName_;
-};
 
 // The link of a list that leads to a position, or to its end.
 PLAYLIST_REC **LinkAt(PLAYLIST_REC *&list, int64_t position) {
@@ -145,42 +70,6 @@ void RemoveEntries(SongRecords &songs, const std::set<int> &positions) {
         }
     }
     songs.reset(list);
-}
-
-// Texts of a request go into playlists as they are, where a line break begins an entry of its own
-// and a quote ends an address.
-bool IsPlain(const std::string &text) {
-    return std::none_of(text.begin(), text.end(),
-                        [](unsigned char c) { return c < ' ' || c == '"' || c == '\x7F'; });
-}
-
-// A stream or a radio station by its identifier, or by its address alone.
-void FillStream(const std::string &id, VARN_MEDIA_INFO &record) {
-    std::string title;
-    std::string url = id;
-    std::string artist;
-    std::string album;
-    std::string cover;
-    int duration = 0;
-    if (id.starts_with("remote_")) {
-        VARNAudioWebapiUtilsParseRemoteId(id, title, url, artist, album, cover, duration);
-    } else if (id.starts_with("radio_")) {
-        VARNAudioWebapiUtilsParseRadioId(id, title, url);
-    }
-    if (!IsUrl(url) || url.size() > kLongestUrl || url.find_first_of(" <>") != url.npos ||
-        !IsPlain(url + title + artist + album)) {
-        throw Failure(Reason::kNotASongId, id);
-    }
-    for (const std::string &text : {url, title, artist, album}) {
-        CheckUtf8(text);
-    }
-    SetMediaPathTitle(url.c_str(), &record);
-    if (!title.empty()) {
-        CopyCut(title, record.title);
-    }
-    CopyCut(artist, record.artist);
-    CopyCut(album, record.album);
-    record.duration = static_cast<float>(duration);
 }
 
 // Makes an empty playlist, which goes again unless it is kept: what a failure leaves would refuse the
@@ -229,7 +118,7 @@ class LockedList {
 void CheckEntries(const PLAYLIST_REC *songs) {
     for (; songs != nullptr; songs = songs->next) {
         const std::string path = songs->info.path;
-        if (!path.starts_with('/') && !IsUrl(path)) {
+        if (!path.starts_with('/') && !IsHttpUrl(path)) {
             throw Failure(Reason::kUnwritableEntry, path);
         }
     }
@@ -288,16 +177,6 @@ const std::vector<std::string> &WrittenFormats() {
     return formats;
 }
 
-SongRecords FindSongs(const Collection &collection, const std::vector<std::string> &names) {
-    const KnownSongs known(collection.uid, names);
-    SongRecords songs;
-    PLAYLIST_REC *last = nullptr;
-    for (const std::string &name : names) {
-        known.Fill(name, AddEntry(songs, last).info);
-    }
-    return songs;
-}
-
 std::set<std::string> SongNames(const Collection &collection, Playlist playlist) {
     const HeldPlaylist list = HoldToRead(collection, playlist);
     const SongRecords songs = Read(collection.uid, list, playlist.path);
@@ -309,28 +188,6 @@ std::set<std::string> SongNames(const Collection &collection, Playlist playlist)
         }
     }
     return names;
-}
-
-SongRecords SongsOfIds(const Collection &collection, const std::vector<std::string> &ids) {
-    std::vector<std::string> known;
-    std::copy_if(ids.begin(), ids.end(), std::back_inserter(known),
-                 [](const std::string &id) { return ParseSongId(id).has_value(); });
-    const auto found = ReadSongs(collection.uid, known);
-    SongRecords songs;
-    PLAYLIST_REC *last = nullptr;
-    for (const std::string &id : ids) {
-        VARN_MEDIA_INFO &record = AddEntry(songs, last).info;
-        const auto song = ParseSongId(id);
-        const auto row = song ? found.find(*song) : found.end();
-        if (!song) {
-            FillStream(id, record);
-        } else if (row == found.end()) {
-            throw Failure(Reason::kNoSuchSong, id);
-        } else {
-            record = row->second;
-        }
-    }
-    return songs;
 }
 
 Playlist CreatePlaylist(const Collection &collection, const std::string &name,

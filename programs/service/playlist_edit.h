@@ -5,23 +5,13 @@
 #include <string>
 #include <vector>
 
-#include "named_songs.h"
+#include "playlist_songs.h"
 #include "playlist_target.h"
 
 namespace tonvale_service {
 
 // The formats in which playlists are written, by their extensions.
 const std::vector<std::string> &WrittenFormats();
-
-// The records of songs that are named by their ids, paths, virtual names or URLs, in this order; of
-// a file that the library does not know, just the path. Throws a Failure when one of them is none
-// of these.
-SongRecords FindSongs(const Collection &collection, const std::vector<std::string> &names);
-
-// The records of songs that are named by the identifiers of the web API, in this order: songs that
-// the user may browse, streams and radio stations, and plain http and https addresses. Throws a
-// Failure when one of them is none of these.
-SongRecords SongsOfIds(const Collection &collection, const std::vector<std::string> &ids);
 
 // The names of a playlist's songs (NameInPlaylist). Throws a Failure.
 std::set<std::string> SongNames(const Collection &collection, Playlist playlist);

@@ -8,8 +8,8 @@
 #include <utility>
 
 #include "failure.h"
-#include "named_songs.h"
 #include "playlist_place.h"
+#include "playlist_songs.h"
 #include "tonvale/paths.h"
 #include "tracks.h"
 #include "varn/account.h"
@@ -108,11 +108,6 @@ int64_t TracksAtATime(int64_t read) {
     return std::clamp<int64_t>(std::min(read, most), kTracksAtATime, kMostTracksAtATime);
 }
 
-// Where a page ends that begins at an offset.
-int64_t EndOf(int offset, int limit, int64_t total) {
-    return limit > 0 ? std::min(int64_t{offset} + limit, total) : total;
-}
-
 }  // namespace
 
 std::string SmartPlaylistFile(const Collection &collection) {
@@ -204,8 +199,8 @@ std::unique_ptr<PlaylistPage> ListPlaylists(const std::vector<Collection> &colle
         total += sections.back().count + count;
         sections.push_back({collection, true, std::move(names), count});
     }
-    return std::make_unique<PlaylistPage>(std::move(sections), offset, EndOf(offset, limit, total),
-                                          total);
+    return std::make_unique<PlaylistPage>(std::move(sections), offset,
+                                          EndOfPage(offset, limit, total), total);
 }
 
 PlaylistTracks::PlaylistTracks(const AnyPlaylist &playlist, const PlaylistLibrary &library,
@@ -234,8 +229,8 @@ std::unique_ptr<PlaylistTracks> ListTracks(AnyPlaylist playlist, const PlaylistL
     Json::Value first(Json::arrayValue);
     const int count = limit > 0 ? std::min(limit, kTracksAtATime) : kTracksAtATime;
     const int total = Read(playlist, library, offset, count, first);
-    return std::make_unique<PlaylistTracks>(playlist, library, offset, EndOf(offset, limit, total),
-                                            total, std::move(first));
+    return std::make_unique<PlaylistTracks>(
+        playlist, library, offset, EndOfPage(offset, limit, total), total, std::move(first));
 }
 
 }  // namespace tonvale_service

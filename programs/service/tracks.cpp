@@ -5,7 +5,7 @@
 #include <map>
 #include <new>
 
-#include "named_songs.h"
+#include "playlist_songs.h"
 
 namespace tonvale_service {
 

@@ -55,7 +55,7 @@ int Show(Options options, const AnyPlaylist &playlist) {
 
 // The songs of the command line.
 SongRecords Songs(Options options) {
-    return FindSongs(options.collection, options.songs);
+    return FindSongs(options.collection.uid, options.songs);
 }
 
 int Create(PlaylistOptions &options) {

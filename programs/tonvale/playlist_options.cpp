@@ -9,9 +9,9 @@
 namespace tonvale_cli {
 
 void AddCollection(CLI::App &verb, CollectionOptions &options, const std::string &personal) {
-    options.user = verb.add_option("--user", options.collection.user, "For whom")
-                       ->type_name("NAME")
-                       ->capture_default_str();
+    verb.add_option("--user", options.collection.user, "For whom")
+        ->type_name("NAME")
+        ->capture_default_str();
     verb.add_flag("--personal", options.collection.personal, personal);
 }
 
@@ -21,8 +21,7 @@ int Prepare(CollectionOptions &options) {
         return kFailed;
     }
     options.collection.uid = tonvale_service::UidOf(options.collection.user);
-    options.collection.isForRoot =
-        getuid() == 0 && options.user != nullptr && options.user->empty();
+    options.collection.isForRoot = getuid() == 0 && options.collection.user == kUsualUser;
     Complete(options.collection);
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());

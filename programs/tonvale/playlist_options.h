@@ -9,10 +9,11 @@
 
 namespace tonvale_cli {
 
+inline constexpr char kUsualUser[] = "admin";
+
 struct CollectionOptions {
-    CollectionOptions() { collection.user = "admin"; }
+    CollectionOptions() { collection.user = kUsualUser; }
     tonvale_service::Collection collection;
-    const CLI::Option *user = nullptr;  // --user
 };
 
 // --user and --personal.

@@ -1,11 +1,10 @@
-// Songs by the names that they have in playlists.
+// The songs of playlists, by their ids and by the names that they have there.
 #pragma once
 
 #include <sys/types.h>
 
 #include <map>
 #include <memory>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -29,5 +28,17 @@ std::string NameInPlaylist(const VARN_MEDIA_INFO &song);
 // one statement; none for a file that is browsed as its tracks. Throws a Failure.
 std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
                                                       const std::vector<std::string> &names);
+
+bool IsHttpUrl(const std::string &text);
+
+// The records of songs that are named by their ids, paths, virtual names or URLs, in this order; of
+// a file that the library does not know, just the path. Throws a Failure when one of them is none
+// of these.
+SongRecords FindSongs(uid_t uid, const std::vector<std::string> &names);
+
+// The records of songs that are named by the identifiers of the web API, in this order: songs that
+// the user may browse, streams and radio stations, and plain http and https addresses. Throws a
+// Failure when one of them is none of these.
+SongRecords SongsOfIds(uid_t uid, const std::vector<std::string> &ids);
 
 }  // namespace tonvale_service
