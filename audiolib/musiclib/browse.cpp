@@ -54,8 +54,7 @@ int64_t CountList(const support::Text &statement) {
         LOG_ERROR(kSource, "Fetch row error......");
         return -1;
     }
-    const char *count = VARNDBFetchField(handle->result, row, "result_count");
-    return std::strtoll(count != nullptr ? count : "", nullptr, 10);
+    return VARNPageTotalRowCount(handle.get());
 }
 
 }  // namespace Tonvale::musiclib

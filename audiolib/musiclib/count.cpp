@@ -36,8 +36,7 @@ int64_t ReadCount(MEDIA_DB_HANDLE &handle, const char *statement) {
     if (VARNDBFetchRow(handle.result, &row) == -1) {
         return -1;
     }
-    const char *count = VARNDBFetchField(handle.result, row, "result_count");
-    return std::strtoll(count != nullptr ? count : "", nullptr, 10);
+    return VARNPageTotalRowCount(&handle);
 }
 
 int64_t Count(const Source &source, const char *expression, std::string condition,

@@ -32,7 +32,6 @@ constexpr std::string_view kFolderPrefix = "dir_";
 constexpr std::string_view kPersonalFolderMark = "dir_p";
 constexpr std::string_view kPersonalFolderPrefix = "dir_p_";
 
-constexpr std::string_view kSharedSongs = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
 constexpr std::string_view kSharedSmart = "playlist_shared_smart";
 constexpr std::string_view kPersonalSmart = "playlist_personal_smart";
 
@@ -73,7 +72,7 @@ bool DescribeKeptId(const std::string &id, Json::Value &criteria) {
         Describe(criteria, kShared, "smart", AfterFirstSlash(id));
     } else if (id.starts_with(kPersonalSmart)) {
         Describe(criteria, kPersonal, "smart", AfterFirstSlash(id));
-    } else if (id.starts_with(kSharedSongs)) {
+    } else if (id.starts_with(webapi::playlist::kSharedSongsId)) {
         Describe(criteria, kPersonal, "normal", std::nullopt);
     } else {
         return false;
@@ -186,7 +185,7 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         if (!id || VARNAudioWebapiUtilsParsePlaylistId(*id, shared, smart, key) != 1) {
             return Fail(PIN_ERROR_PARAMETER);
         }
-        if (*id == kSharedSongs) {
+        if (*id == webapi::playlist::kSharedSongsId) {
             return true;
         }
         char preferences[kPathSize] = "";
