@@ -78,23 +78,10 @@ int Replace(Options options, const AnyPlaylist &playlist) {
     return kDone;
 }
 
-int Remove(Options options, const AnyPlaylist &playlist) {
-    RemovePositions(playlist.collection, playlist.normal, options.positions);
-    return kDone;
-}
-
-int Missing(Options, const AnyPlaylist &playlist) {
-    RemoveMissing(playlist.collection, playlist.normal);
-    return kDone;
-}
-
-int Rename(Options options, const AnyPlaylist &playlist) {
-    RenamePlaylist(playlist.collection, playlist.normal, options.newName);
-    return kDone;
-}
-
-int Delete(Options, const AnyPlaylist &playlist) {
-    DeletePlaylist(playlist.collection, playlist.normal);
+// Makes a change with what some of the options tell.
+template <auto Change, auto... Told>
+int Do(Options options, const AnyPlaylist &playlist) {
+    Change(playlist.collection, playlist.normal, (options.*Told)...);
     return kDone;
 }
 
@@ -163,10 +150,12 @@ constexpr Verb kVerbs[] = {
     {"show", "List the entries of a playlist", Show, kPage},
     {"add", "Add songs at the end", Add, kSomeSongs | kDuplicates},
     {"replace", "Put songs in the place of others", Replace, kSomeSongs | kRange},
-    {"remove", "Remove the entries at some positions", Remove, kPositions},
-    {"missing", "Remove the entries that the library does not know", Missing, kNothing},
-    {"rename", "Give a playlist another name", Rename, kNewName},
-    {"delete", "Delete a playlist, file and all", Delete, kNothing},
+    {"remove", "Remove the entries at some positions",
+     Do<RemovePositions, &PlaylistOptions::positions>, kPositions},
+    {"missing", "Remove the entries that the library does not know", Do<RemoveMissing>, kNothing},
+    {"rename", "Give a playlist another name", Do<RenamePlaylist, &PlaylistOptions::newName>,
+     kNewName},
+    {"delete", "Delete a playlist, file and all", Do<DeletePlaylist>, kNothing},
     {"check", "Tell whether songs are in a playlist; exits with 1 for one that is not", Check,
      kSomeSongs},
 };
