@@ -98,7 +98,7 @@ TEST_F(MediaServerApi, BrowsesInPages) {
     EXPECT_EQ(last["offset"], 1900);
     EXPECT_EQ(last["items"].size(), 100u);
     EXPECT_EQ(last["items"][99]["id"], "1999");
-    EXPECT_EQ(Asked(server.Requests().back(), "ObjectID"), "a&amp;b&lt;\"");
+    EXPECT_EQ(Asked(server.Requests().back(), "ObjectID"), "a&amp;b&lt;&quot;");
     // The command line prints the same.
     Json::Value printed;
     std::istringstream(
