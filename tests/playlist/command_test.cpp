@@ -3,7 +3,6 @@
 #include <sched.h>
 #include <sys/mount.h>
 
-
 #include "platform/child.h"
 #include "playlist/playlist_test.h"
 #include "programs/command.h"
