@@ -15,6 +15,7 @@
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/digits.h"
 
 namespace Tonvale {
 
@@ -31,7 +32,6 @@ constexpr std::string_view kFolderPrefix = "dir_";
 constexpr std::string_view kPersonalFolderMark = "dir_p";
 constexpr std::string_view kPersonalFolderPrefix = "dir_p_";
 
-constexpr std::string_view kSharedSongs = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
 constexpr std::string_view kSharedSmart = "playlist_shared_smart";
 constexpr std::string_view kPersonalSmart = "playlist_personal_smart";
 
@@ -48,10 +48,6 @@ std::optional<std::string> Member(const Json::Value &criteria, const char *key) 
 std::string AfterFirstSlash(const std::string &text) {
     const std::size_t slash = text.find('/');
     return slash == std::string::npos ? "" : text.substr(slash + 1);
-}
-
-bool IsNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
 // Where the path of stored criteria is looked for; nothing for criteria that have none, and for
@@ -76,7 +72,7 @@ bool DescribeKeptId(const std::string &id, Json::Value &criteria) {
         Describe(criteria, kShared, "smart", AfterFirstSlash(id));
     } else if (id.starts_with(kPersonalSmart)) {
         Describe(criteria, kPersonal, "smart", AfterFirstSlash(id));
-    } else if (id.starts_with(kSharedSongs)) {
+    } else if (id.starts_with(webapi::playlist::kSharedSongsId)) {
         Describe(criteria, kPersonal, "normal", std::nullopt);
     } else {
         return false;
@@ -160,8 +156,9 @@ bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
         const std::string number = id->substr(std::min(prefix, id->size()));
         const auto folder = std::make_unique<VARN_MEDIA_INFO>();
         // The number goes into the statement as it is.
-        if (!IsNumber(number) || VARNMusicGetOneById(library, uid_, VARN_TABLE_DIRECTORY,
-                                                     folder.get(), nullptr, number.c_str()) < 0) {
+        if (!varn::IsDigits(number) ||
+            VARNMusicGetOneById(library, uid_, VARN_TABLE_DIRECTORY, folder.get(), nullptr,
+                                number.c_str()) < 0) {
             return Fail(PIN_ERROR_FOLDER);
         }
         criteria[PinData::PATH] = folder->path;
@@ -188,7 +185,7 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         if (!id || VARNAudioWebapiUtilsParsePlaylistId(*id, shared, smart, key) != 1) {
             return Fail(PIN_ERROR_PARAMETER);
         }
-        if (*id == kSharedSongs) {
+        if (*id == webapi::playlist::kSharedSongsId) {
             return true;
         }
         char preferences[kPathSize] = "";

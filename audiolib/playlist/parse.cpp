@@ -13,6 +13,7 @@
 #include "playlist/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
+#include "support/page_range.h"
 #include "support/remote_path.h"
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
@@ -23,21 +24,6 @@
 namespace Tonvale::playlist {
 
 namespace {
-
-// Positions of entries, and which of them are not given back.
-struct Range {
-    std::int64_t begin;
-    std::int64_t end;
-};
-
-Range RangeOf(const ParseRequest &request, int count) {
-    std::int64_t end = count;
-    if (request.limit != 0) {
-        end = std::min<std::int64_t>(end, std::int64_t{request.offset} + request.limit);
-    }
-    const std::int64_t begin = std::max(request.offset, 0);
-    return {begin, std::max(begin, end)};
-}
 
 // The entries that wait for a row of the library, by the name that they have in the playlist.
 class Waiting {
@@ -115,8 +101,8 @@ bool Fetch(const ParseRequest &request, const std::string &condition, Waiting &w
     return read;
 }
 
-void AppendEntries(const Entries &entries, Range range, support::SongList &songs, Waiting &real,
-                   Waiting &virtualSongs) {
+void AppendEntries(const Entries &entries, support::PageRange range, support::SongList &songs,
+                   Waiting &real, Waiting &virtualSongs) {
     const PLAYLIST_REC *remote = entries.remote.get();
     for (std::int64_t i = range.begin; i < range.end; ++i) {
         const char *const text = VLIBCSzListGet(entries.candidates.get(), static_cast<int>(i));
@@ -175,7 +161,8 @@ bool LookUp(Entries entries, ParseRequest request, support::SongList &songs) {
         LOG_ERROR(kSource, "Failed to get db query by candidate list.");
         return false;
     }
-    const Range range = RangeOf(request, entries.candidates->nItem);
+    const auto range =
+        support::RangeOfPage(request.offset, request.limit, entries.candidates->nItem);
     if (!support::SongsFitMemory(kSource, range.end - range.begin)) {
         return false;
     }

@@ -22,12 +22,11 @@ namespace {
 
 using sharing::kSource;
 using support::Guarded;
+using webapi::playlist::kSharedSongsId;
+using webapi::playlist::PlaylistLibrary;
 
 constexpr std::size_t kPathSize = 4096;
 constexpr mode_t kFolderMode = 0755;
-
-// The user's single shared songs.
-constexpr char kSharedSongs[] = "__VARN_AUDIO_SHARED_SONGS__";
 
 // A text that the functions for plain texts would cut.
 bool HasNul(const std::string &text) {
@@ -149,7 +148,8 @@ std::string SharingManager::GetPredefinedSharingPlsPath(const std::string &user)
             LOG_ERROR(kSource, "cannot get preference dir, user name=%s", user.c_str());
             return std::string();
         }
-        return std::string(directory) + "/" + kSharedSongs + ".m3u";
+        return PlaylistLibrary(0, user, directory)  // found by the folder alone
+            .GetPlaylistPath(kSharedSongsId, PLAYLIST_TYPE_PERSONAL);
     });
 }
 
@@ -161,7 +161,7 @@ bool SharingManager::GetPredefinedSharingRecord(const std::string &user,
             LOG_ERROR(kSource, "cannot get preference dir, user name=%s", user.c_str());
             return false;
         }
-        rec.playlist_id = std::string("playlist_personal_normal/") + kSharedSongs;
+        rec.playlist_id = kSharedSongsId;
         rec.user_id = GetUserIdFromName(user.c_str());
         // Only a link that is surely not there is made: with it comes an empty list of songs.
         const Lookup found = FindRecord(rec);

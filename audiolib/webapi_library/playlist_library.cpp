@@ -75,6 +75,9 @@ std::string PathInFolder(const std::string &preferenceDir, const std::string &ke
 }
 
 std::string PlaylistPath(const PlaylistLibrary &library, const std::string &key, int type) {
+    if (key == kSharedSongsId) {
+        return library.preferenceDir + "/" + kSharedSongsKey + ".m3u";
+    }
     if (type == PLAYLIST_TYPE_SHARED) {
         return PathInCatalogue(kShared, library.uid, key);
     }
@@ -86,7 +89,7 @@ std::string PlaylistPath(const PlaylistLibrary &library, const std::string &key,
 
 int NormalPage(const PlaylistLibrary &library, const std::string &key, int type, int offset,
                int limit, Json::Value &tracks) {
-    const std::string path = PlaylistPath(library, key, type);
+    const std::string path = library.GetPlaylistPath(key, type);
     if (path.empty()) {
         return -1;
     }
@@ -152,6 +155,10 @@ int PlaylistLibrary::GetTrackFromNormalPlaylist(const std::string &key, int type
                                                 int limit, Json::Value &tracks) const noexcept {
     return Guarded(kLibrarySource, -1,
                    [&] { return NormalPage(*this, key, type, offset, limit, tracks); });
+}
+
+std::string PlaylistLibrary::GetPlaylistPath(const std::string &key, int type) const noexcept {
+    return Guarded(kLibrarySource, std::string(), [&] { return PlaylistPath(*this, key, type); });
 }
 
 int PlaylistLibrary::GetTrackFromSmartPlaylist(const std::string &name, int type,

@@ -1,5 +1,4 @@
 // The conditions that find a playlist's entries in the library.
-#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdint>
@@ -8,6 +7,7 @@
 
 #include "support/boundary.h"
 #include "support/log.h"
+#include "support/page_range.h"
 #include "support/remote_path.h"
 #include "tonvale/playlists.h"
 #include "varn/sql.h"
@@ -50,12 +50,12 @@ struct Conditions {
     std::string virtualSongs;
 };
 
-Conditions BuildConditions(const VLIBSZLIST *candidates, std::int64_t begin, std::int64_t end) {
+Conditions BuildConditions(const VLIBSZLIST *candidates, support::PageRange range) {
     Names files = {"path", "FALSE", 2000};
     Names tracks = {"(path, track)", "TRUE", 100};
     std::unordered_set<std::string_view> seen;
     std::array<char, kPathSize> file{};
-    for (std::int64_t i = begin; i < end; ++i) {
+    for (std::int64_t i = range.begin; i < range.end; ++i) {
         const char *const text = VLIBCSzListGet(candidates, static_cast<int>(i));
         const std::string_view name(text);
         if (!name.starts_with('/') || name.size() >= kPathSize || !seen.insert(name).second) {
@@ -86,16 +86,11 @@ int VARNAudioWebapiUtilsGetDBQueryByCandidateList(const VLIBSZLIST *candidates, 
         return -1;
     }
     return Tonvale::support::Guarded(kSource, -1, [&] {
-        const std::int64_t count = candidates->nItem;
-        const std::int64_t begin = std::max<std::int64_t>(*offset, 0);
-        std::int64_t end = count;
-        if (*limit != 0) {
-            end = std::clamp<std::int64_t>(std::int64_t{*offset} + *limit, 0, count);
+        const auto range = Tonvale::support::RangeOfPage(*offset, *limit, candidates->nItem);
+        if (*limit > 0 && *offset >= 0 && range.begin < range.end) {
+            *limit = static_cast<int>(range.end - range.begin);
         }
-        if (*limit > 0 && *offset >= 0 && begin < end) {
-            *limit = static_cast<int>(end - begin);
-        }
-        Conditions made = BuildConditions(candidates, begin, end);
+        Conditions made = BuildConditions(candidates, range);
         real = std::move(made.real);
         virtualCondition = std::move(made.virtualSongs);
         return 0;

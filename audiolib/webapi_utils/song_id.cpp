@@ -9,6 +9,7 @@
 #include "support/log.h"
 #include "support/numbers.h"
 #include "tonvale/webapi.h"
+#include "varn/digits.h"
 #include "webapi_utils/source.h"
 
 namespace {
@@ -22,7 +23,6 @@ using Tonvale::webapi_utils::kSource;
 constexpr std::string_view kMusicPrefix = "music_";
 constexpr std::string_view kRadioPrefix = "radio_";
 constexpr std::string_view kRemotePrefix = "remote_";
-constexpr char kDigits[] = "0123456789";
 
 // Clients keep identifiers with this writer's line feed and read with this reader's leniency; the
 // classes that replace them write and accept another form.
@@ -66,7 +66,7 @@ int VARNAudioWebapiUtilsParseSongId(const std::string &id, std::string &number) 
             return -1;
         }
         std::string digits = id.substr(id.rfind('_') + 1);
-        if (digits.empty() || digits.find_first_not_of(kDigits) != std::string::npos) {
+        if (!varn::IsDigits(digits)) {
             return -1;
         }
         number = std::move(digits);

@@ -8,6 +8,7 @@
 #include "support/statement.h"
 #include "support/virtual_name.h"
 #include "tonvale/webapi.h"
+#include "varn/digits.h"
 #include "varn/sql.h"
 #include "webapi_utils/source.h"
 
@@ -56,10 +57,6 @@ std::string Joined(const std::vector<std::string> &items) {
         list.Append(item);
     }
     return list.text;
-}
-
-bool IsNumber(const std::string &text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
 void AddRow(const varn::Row &row, const Rating &rating, Found &found) {
@@ -137,7 +134,7 @@ int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
                               std::vector<std::string> &paths, MEDIA_DB_HANDLE *database,
                               unsigned uid, unsigned star) noexcept {
     const bool areNumbers =
-        !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), IsNumber);
+        !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), varn::IsDigits);
     if (!areNumbers || database == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;

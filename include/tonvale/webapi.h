@@ -354,6 +354,10 @@ enum _tag_PLAYLIST_TYPE_ : int {
 
 namespace Tonvale::webapi::playlist {
 
+// The list of a user's single shared songs (tonvale/sharing.h): its identifier, and the key in it.
+inline constexpr char kSharedSongsId[] = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
+inline constexpr const char *kSharedSongsKey = kSharedSongsId + sizeof "playlist_personal_normal";
+
 // The playlist pages of one user.
 class TONVALE_EXPORT PlaylistLibrary : public WebapiLibrary {
   public:
@@ -365,10 +369,16 @@ class TONVALE_EXPORT PlaylistLibrary : public WebapiLibrary {
     //   key            the key of the playlist's identifier
     //   type           1: shared; any other: personal
     //   offset, limit  the page, in entries; limit 0: to the end
-    // The number of entries in the whole playlist, or -1 with `tracks` as it was. Finding the
-    // playlist of a user without a personal library runs as root for a moment.
+    // The number of entries in the whole playlist, or -1 with `tracks` as it was. The playlist is
+    // found as GetPlaylistPath does.
     int GetTrackFromNormalPlaylist(const std::string &key, int type, int offset, int limit,
                                    Json::Value &tracks) const noexcept;
+
+    // The file of a normal playlist, key and type as above; "" for one that the library does not
+    // have. In place of a key kSharedSongsId names the list of shared songs, a file beside the
+    // user's preferences that need not be there. Finding the playlist of a user without a personal
+    // library runs as root for a moment.
+    std::string GetPlaylistPath(const std::string &key, int type) const noexcept;
 
     // Appends a page of the songs that a smart playlist's rules select.
     //   type           0: personal; any other: shared

@@ -15,10 +15,10 @@
 
 #include "linux/accounts.h"
 #include "linux/error.h"
-#include "linux/files.h"
 #include "linux/host_support.h"
 #include "linux/memory.h"
 #include "linux/pathtext.h"
+#include "linux/records_file.h"
 #include "varn/host.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
@@ -56,35 +56,86 @@ int WithGrowingBuffer(std::vector<char> &buffer, const Read &read) {
     return result;
 }
 
-File OpenAccounts(std::string_view fixedPath) {
-    File stream(std::fopen(SystemPath(fixedPath).c_str(), "re"));
-    if (!stream) {
-        SetSystemError();
+// Calls `each` with the entries of a file. False when a damaged place ends them.
+template <typename Entry, auto NextEntry, typename Each>
+bool ForEachEntry(std::FILE *stream, const Each &each) {
+    std::vector<char> buffer;
+    Entry entry;
+    Entry *found = nullptr;
+    const auto next = [&](char *memory, std::size_t size) {
+        return NextEntry(stream, &entry, memory, size, &found);
+    };
+    int result = WithGrowingBuffer(buffer, next);
+    for (; result == 0 && found != nullptr; result = WithGrowingBuffer(buffer, next)) {
+        each(entry);
     }
-    return stream;
+    return result == ENOENT;
+}
+
+using AccountsFile = RecordsFile<Account>;
+
+AccountsFile::Contents ReadAccounts(std::FILE *stream) {
+    AccountsFile::Contents read{};
+    read.isWhole = ForEachEntry<passwd, fgetpwent_r>(stream, [&](const passwd &entry) {
+        if (IsRealId(entry.pw_uid) && IsRealId(entry.pw_gid)) {
+            read.records.push_back(Copied(entry));
+        }
+    });
+    return read;
+}
+
+const AccountsFile::Contents *AccountsOfRoot() {
+    thread_local AccountsFile file(path::kPasswd, ReadAccounts);
+    return file.Get();
+}
+
+struct Group {
+    std::string name;
+    gid_t gid;
+    std::vector<std::string> members;
+};
+using GroupsFile = RecordsFile<Group>;
+
+GroupsFile::Contents ReadGroups(std::FILE *stream) {
+    GroupsFile::Contents read{};
+    read.isWhole = ForEachEntry<group, fgetgrent_r>(stream, [&](const group &entry) {
+        if (!IsRealId(entry.gr_gid)) {
+            return;
+        }
+        Group &one = read.records.emplace_back(Group{Text(entry.gr_name), entry.gr_gid, {}});
+        for (char **member = entry.gr_mem; member != nullptr && *member != nullptr; ++member) {
+            one.members.emplace_back(*member);
+        }
+    });
+    return read;
+}
+
+const GroupsFile::Contents *GroupsOfRoot() {
+    thread_local GroupsFile file(path::kGroup, ReadGroups);
+    return file.Get();
+}
+
+// The first record of one of the root's files that `wanted` accepts; null, with the error state set,
+// when there is none.
+template <typename Contents, typename Wanted>
+auto FindRecord(const Contents *contents, const Wanted &wanted)
+    -> decltype(contents->records.data()) {
+    if (contents == nullptr) {
+        return nullptr;
+    }
+    const auto found = std::find_if(contents->records.begin(), contents->records.end(), wanted);
+    if (found != contents->records.end()) {
+        return &*found;
+    }
+    SetError(contents->isWhole ? VLIB_ERR_NOT_FOUND : VLIB_ERR_SYSTEM);
+    return nullptr;
 }
 
 // The first account of the root's file that `wanted` accepts.
 template <typename Wanted>
 std::optional<Account> FindInFile(const Wanted &wanted) {
-    const File stream = OpenAccounts(path::kPasswd);
-    if (!stream) {
-        return std::nullopt;
-    }
-    std::vector<char> buffer;
-    passwd entry;
-    passwd *found = nullptr;
-    const auto next = [&](char *memory, std::size_t size) {
-        return fgetpwent_r(stream.get(), &entry, memory, size, &found);
-    };
-    int result = WithGrowingBuffer(buffer, next);
-    for (; result == 0 && found != nullptr; result = WithGrowingBuffer(buffer, next)) {
-        if (IsRealId(entry.pw_uid) && IsRealId(entry.pw_gid) && wanted(entry)) {
-            return Copied(entry);
-        }
-    }
-    varn::SetError(result == ENOENT ? VLIB_ERR_NOT_FOUND : VLIB_ERR_SYSTEM);
-    return std::nullopt;
+    const Account *const found = FindRecord(AccountsOfRoot(), wanted);
+    return found != nullptr ? std::optional(*found) : std::nullopt;
 }
 
 // Asks the system's name service through `ask(entry, buffer, size, found)`.
@@ -102,36 +153,20 @@ std::optional<Account> FindInSystem(const Ask &ask) {
     return Copied(entry);
 }
 
-bool HasMember(const group &entry, const std::string &name) {
-    for (char **member = entry.gr_mem; member != nullptr && *member != nullptr; ++member) {
-        if (name == *member) {
-            return true;
-        }
-    }
-    return false;
-}
-
 std::optional<std::vector<gid_t>> GroupsInFile(const Account &account) {
-    const File stream = OpenAccounts(path::kGroup);
-    if (!stream) {
+    const auto *const file = GroupsOfRoot();
+    if (file == nullptr) {
+        return std::nullopt;
+    }
+    if (!file->isWhole) {
+        SetError(VLIB_ERR_SYSTEM);
         return std::nullopt;
     }
     std::vector<gid_t> groups{account.gid};
-    std::vector<char> buffer;
-    group entry;
-    group *found = nullptr;
-    const auto next = [&](char *memory, std::size_t size) {
-        return fgetgrent_r(stream.get(), &entry, memory, size, &found);
-    };
-    int result = WithGrowingBuffer(buffer, next);
-    for (; result == 0 && found != nullptr; result = WithGrowingBuffer(buffer, next)) {
-        if (IsRealId(entry.gr_gid) && HasMember(entry, account.name)) {
-            groups.push_back(entry.gr_gid);
+    for (const auto &[name, gid, members] : file->records) {
+        if (std::find(members.begin(), members.end(), account.name) != members.end()) {
+            groups.push_back(gid);
         }
-    }
-    if (result != ENOENT) {
-        varn::SetError(VLIB_ERR_SYSTEM);
-        return std::nullopt;
     }
     std::sort(groups.begin(), groups.end());
     groups.erase(std::unique(groups.begin(), groups.end()), groups.end());
@@ -248,7 +283,7 @@ bool HomeMusic::Holds(std::string_view path) const {
 
 std::optional<Account> FindAccount(const std::string &name) {
     if (!SystemRoot().empty()) {
-        return FindInFile([&](const passwd &entry) { return name == entry.pw_name; });
+        return FindInFile([&](const Account &account) { return name == account.name; });
     }
     return FindInSystem([&](passwd *entry, char *memory, std::size_t size, passwd **found) {
         return getpwnam_r(name.c_str(), entry, memory, size, found);
@@ -257,7 +292,7 @@ std::optional<Account> FindAccount(const std::string &name) {
 
 std::optional<Account> FindAccount(uid_t uid) {
     if (!SystemRoot().empty()) {
-        return FindInFile([&](const passwd &entry) { return uid == entry.pw_uid; });
+        return FindInFile([&](const Account &account) { return uid == account.uid; });
     }
     return FindInSystem([&](passwd *entry, char *memory, std::size_t size, passwd **found) {
         return getpwuid_r(uid, entry, memory, size, found);
@@ -272,26 +307,39 @@ std::optional<std::vector<gid_t>> GroupsOf(const Account &account) {
 }
 
 std::optional<gid_t> FindGroup(const std::string &name) {
-    File stream;
-    if (!SystemRoot().empty() && !(stream = OpenAccounts(path::kGroup))) {
-        return std::nullopt;
+    if (!SystemRoot().empty()) {
+        const Group *const found =
+            FindRecord(GroupsOfRoot(), [&](const Group &known) { return name == known.name; });
+        return found != nullptr ? std::optional(found->gid) : std::nullopt;
     }
     std::vector<char> buffer;
     group entry;
     group *found = nullptr;
-    const auto next = [&](char *memory, std::size_t size) {
-        return stream ? fgetgrent_r(stream.get(), &entry, memory, size, &found)
-                      : getgrnam_r(name.c_str(), &entry, memory, size, &found);
-    };
-    int result = WithGrowingBuffer(buffer, next);
-    while (stream && result == 0 && (name != entry.gr_name || !IsRealId(entry.gr_gid))) {
-        result = WithGrowingBuffer(buffer, next);
-    }
-    if (result != 0 || found == nullptr || !IsRealId(entry.gr_gid)) {
-        varn::SetError(result == 0 || result == ENOENT ? VLIB_ERR_NOT_FOUND : VLIB_ERR_SYSTEM);
+    const int result = WithGrowingBuffer(buffer, [&](char *memory, std::size_t size) {
+        return getgrnam_r(name.c_str(), &entry, memory, size, &found);
+    });
+    if (found == nullptr || !IsRealId(entry.gr_gid)) {
+        SetError(result == 0 ? VLIB_ERR_NOT_FOUND : VLIB_ERR_SYSTEM);
         return std::nullopt;
     }
     return entry.gr_gid;
+}
+
+std::optional<std::vector<Account>> AllAccounts() {
+    if (!SystemRoot().empty()) {
+        const auto *const file = AccountsOfRoot();
+        return file != nullptr && file->isWhole ? std::optional(file->records) : std::nullopt;
+    }
+    std::vector<Account> accounts;
+    setpwent();
+    errno = 0;
+    while (const passwd *const entry = getpwent()) {
+        accounts.push_back(Copied(*entry));
+        errno = 0;
+    }
+    const bool isWhole = errno == 0 || errno == ENOENT;
+    endpwent();
+    return isWhole ? std::optional(std::move(accounts)) : std::nullopt;
 }
 
 }  // namespace varn

@@ -20,6 +20,9 @@ struct Account {
 std::optional<Account> FindAccount(const std::string &name);
 std::optional<Account> FindAccount(uid_t uid);
 
+// All of them. Empty when they cannot be read to the end.
+std::optional<std::vector<Account>> AllAccounts();
+
 // The groups that an account is in, its own group among them. Empty, with the error state set, when
 // they cannot be read.
 std::optional<std::vector<gid_t>> GroupsOf(const Account &account);

@@ -1,6 +1,5 @@
 // Folders of music: shared, and indexed.
 #include <fcntl.h>
-#include <pwd.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <filesystem>
 #include <sstream>
 
+#include "linux/accounts.h"
 #include "linux/files.h"
 #include "linux/host_support.h"
 #include "linux/memory.h"
@@ -129,32 +129,6 @@ Outcome AddIndexedFolders(const std::vector<std::string> &paths) {
     return known.size() == before ? Outcome::Good() : WriteFile(file, text, 0644);
 }
 
-// Calls `each` with every account; false when they cannot be read to the end.
-template <typename Each>
-bool ForEachAccount(const Each &each) {
-    if (SystemRoot().empty()) {
-        setpwent();
-        errno = 0;
-        while (const passwd *const entry = getpwent()) {
-            each(*entry);
-            errno = 0;
-        }
-        const bool whole = errno == 0 || errno == ENOENT;
-        endpwent();
-        return whole;
-    }
-    const File file(std::fopen(SystemPath(path::kPasswd).c_str(), "re"));
-    if (!file) {
-        return false;
-    }
-    errno = 0;
-    while (const passwd *const entry = fgetpwent(file.get())) {
-        each(*entry);
-        errno = 0;
-    }
-    return std::ferror(file.get()) == 0;
-}
-
 }  // namespace
 
 std::vector<std::string> HomesFolders() {
@@ -225,17 +199,21 @@ std::optional<std::vector<HomeOwner>> HomeOwners() {
     if (homes.empty()) {
         return std::nullopt;
     }
-    std::vector<HomeOwner> accounts;
-    const bool whole = ForEachAccount([&](const passwd &entry) {
+    const auto accounts = AllAccounts();
+    if (!accounts) {
+        return std::nullopt;
+    }
+    std::vector<HomeOwner> owners;
+    for (const Account &account : *accounts) {
         const auto holds = [&](const std::string &folder) {
-            const auto below = PathBelow(folder, entry.pw_dir);
+            const auto below = PathBelow(folder, account.home);
             return below && !below->empty();
         };
         if (std::any_of(homes.begin(), homes.end(), holds)) {
-            accounts.push_back({entry.pw_name, entry.pw_uid, entry.pw_dir});
+            owners.push_back({account.name, account.uid, account.home});
         }
-    });
-    return whole ? std::optional(std::move(accounts)) : std::nullopt;
+    }
+    return owners;
 }
 
 }  // namespace varn::host

@@ -152,11 +152,11 @@ Refusal RefusalOf(const tonvale_service::Failure &failure) {
     return {Code::kFailed};
 }
 
-bool Action::Process() {
+bool DataAction::Process() {
     Json::Value reply(Json::objectValue);
     return Try(
         [&] {
-            reply["data"] = Data();
+            reply["data"] = data_(request_);
             CheckDatabase();
             GiveUpRights();
             SetSuccess(reply, true);
@@ -172,7 +172,7 @@ bool ListAction::Process() {
     // What fails does so before anything is written, or else breaks the answer off.
     const bool isThere = Try(
         [&] {
-            page = Open();
+            page = open_(request_);
             first = page->Next();
             CheckDatabase();
             return true;

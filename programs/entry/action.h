@@ -4,6 +4,7 @@
 #include <memory>
 #include <span>
 #include <string_view>
+#include <type_traits>
 
 #include "request.h"
 #include "service/page.h"
@@ -12,39 +13,35 @@
 namespace tonvale_entry {
 
 // An action that answers with data, or with the code of its refusal.
-class Action : public ActionHandler {
+class DataAction : public ActionHandler {
   public:
-    explicit Action(const Request &request) : request_(request) {}
+    // Gives the "data" of the answer. Throws a Refusal or a Failure.
+    using Data = Json::Value (*)(const Request &asked);
+
+    DataAction(const Request &request, Data data) : request_(request), data_(data) {}
 
     // Answers; true when the answer could be written.
     bool Process() override;
 
-  protected:
-    // The "data" of the answer. Throws a Refusal.
-    virtual Json::Value Data() = 0;
-
-    const Request &Asked() const { return request_; }
-
   private:
     const Request &request_;
+    Data data_;
 };
 
 // An action whose data is a list, written as it is read.
 class ListAction : public ActionHandler {
   public:
-    explicit ListAction(const Request &request) : request_(request) {}
+    // Throws a Refusal or a Failure.
+    using Open = std::unique_ptr<tonvale_service::Page> (*)(const Request &asked);
+
+    ListAction(const Request &request, Open open) : request_(request), open_(open) {}
 
     // Answers; true when all of the answer could be written.
     bool Process() override;
 
-  protected:
-    // Throws a Refusal.
-    virtual std::unique_ptr<tonvale_service::Page> Open() = 0;
-
-    const Request &Asked() const { return request_; }
-
   private:
     const Request &request_;
+    Open open_;
 };
 
 // An action that writes an HTTP answer of its own; a refusal has an HTTP status.
@@ -100,6 +97,14 @@ inline constexpr bool kChanges = true;
 template <typename Made>
 std::unique_ptr<ActionHandler> Make(const Request &request) {
     return std::make_unique<Made>(request);
+}
+
+// The action of a function that gives data or opens a list.
+template <auto Answer>
+std::unique_ptr<ActionHandler> Make(const Request &request) {
+    using Action = std::conditional_t<std::is_convertible_v<decltype(Answer), DataAction::Data>,
+                                      DataAction, ListAction>;
+    return std::make_unique<Action>(request, Answer);
 }
 
 // An API: one file, with the table of its methods.

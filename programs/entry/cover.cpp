@@ -8,7 +8,7 @@
 #include "remote_url.h"
 #include "service/folders.h"
 #include "service/kinds.h"
-#include "song_records.h"
+#include "service/songs.h"
 #include "tonvale/settings.h"
 #include "turn.h"
 #include "varn/sql.h"
@@ -18,6 +18,7 @@ namespace tonvale_entry {
 namespace {
 
 using tonvale_service::CoverSize;
+using tonvale_service::Handle;
 using tonvale_service::Picture;
 
 // Of an album or a folder so many songs are looked at.
@@ -88,7 +89,8 @@ class Get : public MediaAction {
         if (id.starts_with("dir_")) {
             return SongsBy(FolderCondition(id), "path");
         }
-        return SongsOf(RowOfSong(Asked(), id, kColumns));
+        const VARN_MEDIA_INFO song = tonvale_service::ReadSong(Asked().User().GetLoginUID(), id);
+        return {{song.userid, song.path}};
     }
 
     std::string AlbumCondition() const {

@@ -7,22 +7,15 @@ namespace tonvale_entry {
 
 namespace {
 
-class List : public ListAction {
-  public:
-    using ListAction::ListAction;
-
-  protected:
-    std::unique_ptr<tonvale_service::Page> Open() override {
-        const std::string id = Asked().Text("id");
-        // The order is always the same: no key is known.
-        if (!Asked().Text("sort_by").empty()) {
-            throw Refusal{Code::kBadParameter};
-        }
-        return ListInside(ListRequestOf(Asked()),
-                          id.empty() ? 0 : tonvale_service::ParseFolderId(id),
-                          TrackWriterOf(Asked()));
+std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
+    const std::string id = asked.Text("id");
+    // The order is always the same: no key is known.
+    if (!asked.Text("sort_by").empty()) {
+        throw Refusal{Code::kBadParameter};
     }
-};
+    return ListInside(ListRequestOf(asked), id.empty() ? 0 : tonvale_service::ParseFolderId(id),
+                      TrackWriterOf(asked));
+}
 
 constexpr Method kMethods[] = {{.name = "list", .make = Make<List>, .takesRoot = false}};
 

@@ -9,15 +9,9 @@ namespace tonvale_entry {
 namespace {
 
 template <const tonvale_service::Group &Listed>
-class List : public ListAction {
-  public:
-    using ListAction::ListAction;
-
-  protected:
-    std::unique_ptr<tonvale_service::Page> Open() override {
-        return ListGroups(Listed, ListRequestOf(Asked()), Asked().Given("keyword"));
-    }
-};
+std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
+    return ListGroups(Listed, ListRequestOf(asked), asked.Given("keyword"));
+}
 
 constexpr Method kAlbumMethods[] = {
     {.name = "list", .make = Make<List<tonvale_service::kAlbums>>, .takesRoot = false}};

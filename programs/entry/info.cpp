@@ -7,31 +7,25 @@ namespace tonvale_entry {
 
 namespace {
 
-class Get : public Action {
-  public:
-    using Action::Action;
-
-  protected:
-    Json::Value Data() override {
-        const uid_t uid = Asked().User().GetLoginUID();
-        Json::Value data(Json::objectValue);
-        data["version"] = TONVALE_VERSION;
-        Json::Value &user = data["user"];
-        user["uid"] = uid;
-        user["name"] = Asked().User().GetLoginUserName();
-        user["permissions"] = Json::Value(Json::arrayValue);
-        for (const std::string &name : tonvale_service::RightNames(Asked().Rights())) {
-            user["permissions"].append(name);
-        }
-        Json::Value &library = data["library"];
-        library["default"] = tonvale_service::DefaultKind(uid);
-        library["kinds"] = Json::Value(Json::arrayValue);
-        for (const std::string &kind : tonvale_service::BrowsableKinds(uid)) {
-            library["kinds"].append(kind);
-        }
-        return data;
+Json::Value Get(const Request &asked) {
+    const uid_t uid = asked.User().GetLoginUID();
+    Json::Value data(Json::objectValue);
+    data["version"] = TONVALE_VERSION;
+    Json::Value &user = data["user"];
+    user["uid"] = uid;
+    user["name"] = asked.User().GetLoginUserName();
+    user["permissions"] = Json::Value(Json::arrayValue);
+    for (const std::string &name : tonvale_service::RightNames(asked.Rights())) {
+        user["permissions"].append(name);
     }
-};
+    Json::Value &library = data["library"];
+    library["default"] = tonvale_service::DefaultKind(uid);
+    library["kinds"] = Json::Value(Json::arrayValue);
+    for (const std::string &kind : tonvale_service::BrowsableKinds(uid)) {
+        library["kinds"].append(kind);
+    }
+    return data;
+}
 
 constexpr Method kMethods[] = {{.name = "get", .make = Make<Get>, .takesRoot = false}};
 

@@ -21,56 +21,42 @@ constexpr int kSpareSeconds = 3;  // a search may be late by so much
 constexpr std::size_t kMostPageBytes = std::size_t{4} << 20;
 constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // all of them are kept
 
-class List : public Action {
-  public:
-    using Action::Action;
-
-  protected:
-    Json::Value Data() override {
-        mediaserver::SearchOptions search;
-        const auto wait = static_cast<int>(Asked().Number("wait", 3, 1, kMostWait));
-        search.wait = std::chrono::seconds(wait);
-        search.read = std::chrono::seconds(kMostSeconds - wait - kSpareSeconds);
-        const std::string address = Asked().Text("address");
-        if (!address.empty()) {
-            if (!IsServerAddress(address)) {
-                throw Refusal{Code::kBadParameter};
-            }
-            search.address = tonvale_service::SearchAddress(address);
-        }
-        std::vector<mediaserver::Server> servers = tonvale_service::FindServers(search).servers;
-        std::erase_if(servers, [](const mediaserver::Server &server) {
-            return !IsServerUrl(server.controlUrl);
-        });
-        return tonvale_service::ServersData(servers);
-    }
-};
-
-class Browse : public Action {
-  public:
-    using Action::Action;
-
-  protected:
-    Json::Value Data() override {
-        tonvale_service::BrowseQuestion question;
-        question.url = Asked().RequiredText("url");
-        question.id = Asked().Text("id", "0");
-        question.metadata =
-            Asked().Choice("what", {"children", "metadata"}, "children") == "metadata";
-        question.offset = static_cast<int>(Asked().Number("offset", 0, 0, INT_MAX));
-        question.limit = static_cast<int>(Asked().Number("limit", kUsualObjects, 1, kMostObjects));
-        question.pageSeconds = kMostSeconds;
-        question.seconds = kMostSeconds;
-        question.pageBytes = kMostPageBytes;
-        question.bytes = kMostBytes;
-        if (!IsServerUrl(question.url)) {
+Json::Value List(const Request &asked) {
+    mediaserver::SearchOptions search;
+    const auto wait = static_cast<int>(asked.Number("wait", 3, 1, kMostWait));
+    search.wait = std::chrono::seconds(wait);
+    search.read = std::chrono::seconds(kMostSeconds - wait - kSpareSeconds);
+    const std::string address = asked.Text("address");
+    if (!address.empty()) {
+        if (!IsServerAddress(address)) {
             throw Refusal{Code::kBadParameter};
         }
-        tonvale_service::ObjectCollector objects(question.offset);
-        tonvale_service::BrowseServer(question, objects);
-        return objects.Data();
+        search.address = tonvale_service::SearchAddress(address);
     }
-};
+    std::vector<mediaserver::Server> servers = tonvale_service::FindServers(search).servers;
+    std::erase_if(
+        servers, [](const mediaserver::Server &server) { return !IsServerUrl(server.controlUrl); });
+    return tonvale_service::ServersData(servers);
+}
+
+Json::Value Browse(const Request &asked) {
+    tonvale_service::BrowseQuestion question;
+    question.url = asked.RequiredText("url");
+    question.id = asked.Text("id", "0");
+    question.metadata = asked.Choice("what", {"children", "metadata"}, "children") == "metadata";
+    question.offset = static_cast<int>(asked.Number("offset", 0, 0, INT_MAX));
+    question.limit = static_cast<int>(asked.Number("limit", kUsualObjects, 1, kMostObjects));
+    question.pageSeconds = kMostSeconds;
+    question.seconds = kMostSeconds;
+    question.pageBytes = kMostPageBytes;
+    question.bytes = kMostBytes;
+    if (!IsServerUrl(question.url)) {
+        throw Refusal{Code::kBadParameter};
+    }
+    tonvale_service::ObjectCollector objects(question.offset);
+    tonvale_service::BrowseServer(question, objects);
+    return objects.Data();
+}
 
 constexpr Method kMethods[] = {
     {.name = "list", .make = Make<List>, .asksElsewhere = true, .takesRoot = false},

@@ -8,6 +8,7 @@
 #include <stdexcept>
 
 #include "action.h"
+#include "service/text.h"
 
 namespace tonvale_entry {
 
@@ -87,30 +88,10 @@ std::string Turn(int offset, const char *label) {
 
 }  // namespace
 
-std::string EscapedHtml(const std::string &text) {
-    std::string escaped;
-    for (const char c : text) {
-        switch (c) {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            case '"':
-                escaped += "&quot;";
-                break;
-            case '\'':
-                escaped += "&#39;";
-                break;
-            default:
-                escaped += (c >= 0 && c < 0x20) || c == 0x7F ? ' ' : c;
-        }
-    }
-    return escaped;
+std::string EscapedHtml(std::string text) {
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return (c >= 0 && c < 0x20) || c == 0x7F; }, ' ');
+    return tonvale_service::EscapedXml(text);
 }
 
 std::string PageAnswer(const LinkPage &page) {

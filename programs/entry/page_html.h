@@ -27,6 +27,6 @@ std::string PageAnswer(const LinkPage &page);
 std::string RefusedPageAnswer(Code code);
 
 // A text between tags or double quotes. Control characters become blanks.
-std::string EscapedHtml(const std::string &text);
+std::string EscapedHtml(std::string text);
 
 }  // namespace tonvale_entry

@@ -13,104 +13,74 @@ namespace {
 
 using tonvale_service::Pins;
 
-// An action on the pins of the user who asks. Its refusals have the library's own codes.
-class PinAction : public Action {
-  public:
-    using Action::Action;
+int Offset(const Request &asked) {
+    return static_cast<int>(asked.Number("offset", 0, 0, INT_MAX));
+}
 
-  protected:
-    virtual Json::Value Do(Pins &pins) = 0;
+// -1: no limit.
+int Limit(const Request &asked) {
+    return static_cast<int>(asked.Number("limit", -1, 1, INT_MAX));
+}
 
-    Json::Value Data() final {
-        Pins pins(Asked().User().GetLoginUID(), Asked().User().GetLoginUserName());
-        try {
-            return Do(pins);
-        } catch (const tonvale_service::PinFailure &failure) {
-            throw Refusal{static_cast<Code>(failure.ErrorCode())};
+// One JSON text; without one, criteria that select everything.
+Json::Value Criteria(const Request &asked) {
+    const std::string text = asked.Text("criteria", "{}");
+    Json::CharReaderBuilder builder;
+    builder["stackLimit"] = 8;
+    builder["failIfExtra"] = true;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value criteria;
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &criteria, nullptr)) {
+            return criteria;
         }
+    } catch (const Json::Exception &) {  // nested too deep
     }
+    throw Refusal{Code::kBadParameter};
+}
 
-    int Offset() const { return static_cast<int>(Asked().Number("offset", 0, 0, INT_MAX)); }
-    // -1: no limit.
-    int Limit() const { return static_cast<int>(Asked().Number("limit", -1, 1, INT_MAX)); }
+Json::Value List(const Request &asked, Pins &pins) {
+    return pins.Page(Offset(asked), Limit(asked));
+}
 
-    // One JSON text; without one, criteria that select everything.
-    Json::Value Criteria() const {
-        const std::string text = Asked().Text("criteria", "{}");
-        Json::CharReaderBuilder builder;
-        builder["stackLimit"] = 8;
-        builder["failIfExtra"] = true;
-        const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-        Json::Value criteria;
-        try {
-            if (reader->parse(text.data(), text.data() + text.size(), &criteria, nullptr)) {
-                return criteria;
-            }
-        } catch (const Json::Exception &) {  // nested too deep
-        }
-        throw Refusal{Code::kBadParameter};
+Json::Value Pin(const Request &asked, Pins &pins) {
+    Json::Value data(Json::objectValue);
+    data["pin"] = pins.Add(asked.Text("type"), Criteria(asked), asked.RequiredText("name"));
+    return data;
+}
+
+Json::Value Unpin(const Request &asked, Pins &pins) {
+    pins.Remove(asked.RequiredText("id"));
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value Rename(const Request &asked, Pins &pins) {
+    pins.Rename(asked.RequiredText("id"), asked.RequiredText("name"));
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value Reorder(const Request &asked, Pins &pins) {
+    pins.Reorder(asked.Values("ids"), Offset(asked), Limit(asked));
+    return Json::Value(Json::objectValue);
+}
+
+// On the pins of the user who asks. Refusals have the library's own codes.
+template <Json::Value (*Do)(const Request &asked, Pins &pins)>
+Json::Value OnPins(const Request &asked) {
+    Pins pins(asked.User().GetLoginUID(), asked.User().GetLoginUserName());
+    try {
+        return Do(asked, pins);
+    } catch (const tonvale_service::PinFailure &failure) {
+        throw Refusal{static_cast<Code>(failure.ErrorCode())};
     }
-};
-
-class List : public PinAction {
-  public:
-    using PinAction::PinAction;
-
-  protected:
-    Json::Value Do(Pins &pins) override { return pins.Page(Offset(), Limit()); }
-};
-
-class Pin : public PinAction {
-  public:
-    using PinAction::PinAction;
-
-  protected:
-    Json::Value Do(Pins &pins) override {
-        Json::Value data(Json::objectValue);
-        data["pin"] = pins.Add(Asked().Text("type"), Criteria(), Asked().RequiredText("name"));
-        return data;
-    }
-};
-
-class Unpin : public PinAction {
-  public:
-    using PinAction::PinAction;
-
-  protected:
-    Json::Value Do(Pins &pins) override {
-        pins.Remove(Asked().RequiredText("id"));
-        return Json::Value(Json::objectValue);
-    }
-};
-
-class Rename : public PinAction {
-  public:
-    using PinAction::PinAction;
-
-  protected:
-    Json::Value Do(Pins &pins) override {
-        pins.Rename(Asked().RequiredText("id"), Asked().RequiredText("name"));
-        return Json::Value(Json::objectValue);
-    }
-};
-
-class Reorder : public PinAction {
-  public:
-    using PinAction::PinAction;
-
-  protected:
-    Json::Value Do(Pins &pins) override {
-        pins.Reorder(Asked().Values("ids"), Offset(), Limit());
-        return Json::Value(Json::objectValue);
-    }
-};
+}
 
 constexpr Method kMethods[] = {
-    {"list", Make<List>},
-    {"pin", Make<Pin>, kChanges},
-    {"unpin", Make<Unpin>, kChanges},
-    {"rename", Make<Rename>, kChanges},
-    {"reorder", Make<Reorder>, kChanges},
+    {"list", Make<OnPins<List>>},
+    {"pin", Make<OnPins<Pin>>, kChanges},
+    {"unpin", Make<OnPins<Unpin>>, kChanges},
+    {"rename", Make<OnPins<Rename>>, kChanges},
+    {"reorder", Make<OnPins<Reorder>>, kChanges},
 };
 
 }  // namespace

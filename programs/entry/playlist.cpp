@@ -41,174 +41,108 @@ int Position(const Request &request, const char *name) {
     return static_cast<int>(request.Number(name, 0, 0, INT_MAX));
 }
 
-class List : public ListAction {
-  public:
-    using ListAction::ListAction;
-
-  protected:
-    std::unique_ptr<Page> Open() override {
-        const std::string library = Asked().Choice("library", {"all", "shared", "personal"}, "all");
-        const PageWanted page = PageOf(Asked());
-        std::vector<Collection> collections;
-        for (const bool isPersonal : {true, false}) {
-            if (library == "all" || (library == "personal") == isPersonal) {
-                collections.push_back(CollectionOf(Asked(), isPersonal));
-            }
+std::unique_ptr<Page> List(const Request &asked) {
+    const std::string library = asked.Choice("library", {"all", "shared", "personal"}, "all");
+    const PageWanted page = PageOf(asked);
+    std::vector<Collection> collections;
+    for (const bool isPersonal : {true, false}) {
+        if (library == "all" || (library == "personal") == isPersonal) {
+            collections.push_back(CollectionOf(asked, isPersonal));
         }
-        return ListPlaylists(collections, page.offset, page.limit);
     }
-};
+    return ListPlaylists(collections, page.offset, page.limit);
+}
 
-class Get : public ListAction {
-  public:
-    using ListAction::ListAction;
+std::unique_ptr<Page> Get(const Request &asked) {
+    const PageWanted page = PageOf(asked);
+    Tonvale::webapi::playlist::PlaylistLibrary library(asked.User());
+    Apply(asked.Names("additional", AdditionNames()), library);
+    return ListTracks(PlaylistOf(asked), library, page.offset, page.limit);
+}
 
-  protected:
-    std::unique_ptr<Page> Open() override {
-        const PageWanted page = PageOf(Asked());
-        Tonvale::webapi::playlist::PlaylistLibrary library(Asked().User());
-        Apply(Asked().Names("additional", AdditionNames()), library);
-        return ListTracks(PlaylistOf(Asked()), library, page.offset, page.limit);
+// A normal playlist as it is after a change.
+Json::Value Told(const Collection &collection, const Playlist &playlist) {
+    return ObjectOf(AsAny(collection, playlist));
+}
+
+varn::OwnedSongs Songs(const Request &asked) {
+    return SongsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
+}
+
+Json::Value Create(const Request &asked) {
+    const std::string library = asked.Choice("library", {"shared", "personal"}, "personal");
+    const Collection collection = CollectionOf(asked, library == "personal");
+    RequireRight(asked, collection);
+    const std::string format = asked.Choice("format", WrittenFormats(), "m3u");
+    const varn::OwnedSongs songs = asked.Text("songs").empty() ? nullptr : Songs(asked);
+    return Told(collection,
+                CreatePlaylist(collection, asked.RequiredText("name"), format, songs.get()));
+}
+
+// Changes a playlist that exists already.
+template <auto Do>
+Json::Value Edit(const Request &asked) {
+    const AnyPlaylist playlist = PlaylistOf(asked);
+    RequireRight(asked, playlist.collection);
+    if (playlist.isSmart) {
+        throw Refusal{Code::kBadParameter};  // its rules are what it is
     }
-};
-
-// Makes a change. A normal playlist is what it is then.
-class Change : public Action {
-  public:
-    using Action::Action;
-
-  protected:
-    static Json::Value Told(const Collection &collection, const Playlist &playlist) {
-        return ObjectOf(AsAny(collection, playlist));
+    if constexpr (std::is_void_v<decltype(Do(asked, playlist.collection, playlist.normal))>) {
+        Do(asked, playlist.collection, playlist.normal);
+        return Json::Value(Json::objectValue);
+    } else {
+        return Do(asked, playlist.collection, playlist.normal);
     }
-    SongRecords Songs(const Collection &collection) const {
-        return SongsOfIds(collection, Asked().Values("songs"));
+}
+
+Json::Value Rename(const Request &asked, const Collection &collection, const Playlist &playlist) {
+    return Told(collection, RenamePlaylist(collection, playlist, asked.RequiredText("name")));
+}
+
+void Delete(const Request & /*asked*/, const Collection &collection, const Playlist &playlist) {
+    DeletePlaylist(collection, playlist);
+}
+
+void Add(const Request &asked, const Collection &collection, const Playlist &playlist) {
+    const bool skips = asked.Choice("skip_duplicate", kFlags, "false") == "true";
+    AppendSongs(collection, playlist, Songs(asked), skips);
+}
+
+void Remove(const Request &asked, const Collection &collection, const Playlist &playlist) {
+    if (asked.Given("length")) {
+        return ReplaceSongs(collection, playlist, Position(asked, "position"),
+                            Position(asked, "length"), nullptr);
     }
-};
-
-class Create : public Change {
-  public:
-    using Change::Change;
-
-  protected:
-    Json::Value Data() override {
-        const std::string library = Asked().Choice("library", {"shared", "personal"}, "personal");
-        const Collection collection = CollectionOf(Asked(), library == "personal");
-        RequireRight(Asked(), collection);
-        const std::string format = Asked().Choice("format", {"m3u", "pls", "wpl"}, "m3u");
-        const SongRecords songs = Asked().Text("songs").empty() ? nullptr : Songs(collection);
-        return Told(collection,
-                    CreatePlaylist(collection, Asked().RequiredText("name"), format, songs.get()));
-    }
-};
-
-// One that exists already.
-class Edit : public Change {
-  public:
-    using Change::Change;
-
-  protected:
-    Json::Value Data() final {
-        const AnyPlaylist playlist = PlaylistOf(Asked());
-        RequireRight(Asked(), playlist.collection);
-        if (playlist.isSmart) {
-            throw Refusal{Code::kBadParameter};  // its rules are what it is
+    std::vector<int> positions;
+    for (const std::string &text : asked.Values("position")) {
+        const auto position = ParseNumber(text, 0, INT_MAX);
+        if (!position) {
+            throw Refusal{Code::kBadParameter};
         }
-        return Do(playlist.collection, playlist.normal);
+        positions.push_back(static_cast<int>(*position));
     }
-    virtual Json::Value Do(const Collection &collection, const Playlist &playlist) = 0;
-};
+    RemovePositions(collection, playlist, positions);
+}
 
-class Rename : public Edit {
-  public:
-    using Edit::Edit;
+void Replace(const Request &asked, const Collection &collection, const Playlist &playlist) {
+    const int position = Position(asked, "position");
+    const int length = static_cast<int>(asked.Number("length", 1, 0, INT_MAX));
+    ReplaceSongs(collection, playlist, position, length, Songs(asked));
+}
 
-  protected:
-    Json::Value Do(const Collection &collection, const Playlist &playlist) override {
-        return Told(collection, RenamePlaylist(collection, playlist, Asked().RequiredText("name")));
-    }
-};
-
-class Delete : public Edit {
-  public:
-    using Edit::Edit;
-
-  protected:
-    Json::Value Do(const Collection &collection, const Playlist &playlist) override {
-        DeletePlaylist(collection, playlist);
-        return Json::Value(Json::objectValue);
-    }
-};
-
-class Add : public Edit {
-  public:
-    using Edit::Edit;
-
-  protected:
-    Json::Value Do(const Collection &collection, const Playlist &playlist) override {
-        const bool skips = Asked().Choice("skip_duplicate", kFlags, "false") == "true";
-        AppendSongs(collection, playlist, Songs(collection).get(), skips);
-        return Json::Value(Json::objectValue);
-    }
-};
-
-class Remove : public Edit {
-  public:
-    using Edit::Edit;
-
-  protected:
-    Json::Value Do(const Collection &collection, const Playlist &playlist) override {
-        if (Asked().Given("length")) {
-            ReplaceSongs(collection, playlist, Position(Asked(), "position"),
-                         Position(Asked(), "length"), nullptr);
-            return Json::Value(Json::objectValue);
-        }
-        std::vector<int> positions;
-        for (const std::string &text : Asked().Values("position")) {
-            const auto position = ParseNumber(text, 0, INT_MAX);
-            if (!position) {
-                throw Refusal{Code::kBadParameter};
-            }
-            positions.push_back(static_cast<int>(*position));
-        }
-        RemovePositions(collection, playlist, positions);
-        return Json::Value(Json::objectValue);
-    }
-};
-
-class Replace : public Edit {
-  public:
-    using Edit::Edit;
-
-  protected:
-    Json::Value Do(const Collection &collection, const Playlist &playlist) override {
-        const int position = Position(Asked(), "position");
-        const int length = static_cast<int>(Asked().Number("length", 1, 0, INT_MAX));
-        ReplaceSongs(collection, playlist, position, length, Songs(collection).get());
-        return Json::Value(Json::objectValue);
-    }
-};
-
-class RemoveGone : public Edit {
-  public:
-    using Edit::Edit;
-
-  protected:
-    Json::Value Do(const Collection &collection, const Playlist &playlist) override {
-        RemoveMissing(collection, playlist);
-        return Json::Value(Json::objectValue);
-    }
-};
+void RemoveGone(const Request & /*asked*/, const Collection &collection, const Playlist &playlist) {
+    RemoveMissing(collection, playlist);
+}
 
 constexpr Method kMethods[] = {{"list", Make<List>},
                                {"get", Make<Get>},
                                {"create", Make<Create>, kChanges},
-                               {"rename", Make<Rename>, kChanges},
-                               {"delete", Make<Delete>, kChanges},
-                               {"add", Make<Add>, kChanges},
-                               {"remove", Make<Remove>, kChanges},
-                               {"replace", Make<Replace>, kChanges},
-                               {"remove_missing", Make<RemoveGone>, kChanges}};
+                               {"rename", Make<Edit<Rename>>, kChanges},
+                               {"delete", Make<Edit<Delete>>, kChanges},
+                               {"add", Make<Edit<Add>>, kChanges},
+                               {"remove", Make<Edit<Remove>>, kChanges},
+                               {"replace", Make<Edit<Replace>>, kChanges},
+                               {"remove_missing", Make<Edit<RemoveGone>>, kChanges}};
 
 }  // namespace
 

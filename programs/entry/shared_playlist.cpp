@@ -10,10 +10,10 @@
 #include <thread>
 
 #include "refusal.h"
-#include "service/browsed_song.h"
 #include "service/failure.h"
 #include "service/named_playlist.h"
 #include "service/playlist_place.h"
+#include "service/playlist_songs.h"
 #include "service/songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
@@ -183,7 +183,8 @@ void SharedPlaylist::Check(const VARN_MEDIA_INFO &song) {
 
 VARN_MEDIA_INFO SharedPlaylist::Song(const std::string &id) {
     try {
-        const VARN_MEDIA_INFO song = tonvale_service::FindBrowsedSong(link_.user_id, id);
+        const VARN_MEDIA_INFO song =
+            tonvale_service::ReadSong(link_.user_id, id, tonvale_service::Among::kBrowsed);
         Check(song);
         return song;
     } catch (const tonvale_service::Failure &) {
@@ -193,15 +194,14 @@ VARN_MEDIA_INFO SharedPlaylist::Song(const std::string &id) {
 
 SharedSong SharedPlaylist::ReferredSong(const std::string &reference) {
     const std::string name = VARNAudioGetFullPathFromEncSong(reference, link_.user_name);
-    const varn::OwnedSongs entry(static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC))));
-    if (!entry) {
-        throw std::bad_alloc();
-    }
-    const auto song = tonvale_service::FindNamedSong(link_.user_id, name);
-    if (!song) {
+    const auto found = tonvale_service::ReadNamedSongs(link_.user_id, {name});
+    const auto song = found.find(name);
+    if (song == found.end()) {
         RefuseLink();
     }
-    entry->info = *song;
+    varn::OwnedSongs entry;
+    PLAYLIST_REC *last = nullptr;
+    tonvale_service::AddEntry(entry, last).info = song->second;
     Check(entry->info);
     const std::vector<SharedSong> songs = Shown(entry.get());
     if (songs.empty()) {

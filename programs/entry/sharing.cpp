@@ -12,104 +12,57 @@ using tonvale_service::Days;
 using tonvale_service::LinkName;
 using tonvale_service::Links;
 
-// An action on the links of the user who asks, who must have the right to share.
-class LinkAction : public Action {
-  public:
-    using Action::Action;
+// The links of the user who asks, who must have the right to share.
+Links LinksOf(const Request &asked) {
+    return {asked.User().GetLoginUID(), asked.User().GetLoginUserName()};
+}
 
-  protected:
-    virtual Json::Value Do(Links &links) = 0;
-
-    Json::Value Data() final {
-        Links links(Asked().User().GetLoginUID(), Asked().User().GetLoginUserName());
-        return Do(links);
+// The one of "id" and "playlist_id" that is given.
+LinkName NameIn(const Request &asked) {
+    LinkName name = {asked.Text("id"), asked.Text("playlist_id")};
+    if (name.id.empty() == name.playlistId.empty()) {
+        throw Refusal{Code::kBadParameter};
     }
+    return name;
+}
 
-    // The one of "id" and "playlist_id" that is given.
-    LinkName Name() const {
-        LinkName name = {Asked().Text("id"), Asked().Text("playlist_id")};
-        if (name.id.empty() == name.playlistId.empty()) {
-            throw Refusal{Code::kBadParameter};
-        }
-        return name;
-    }
-    Days AskedDays() const {
-        return CheckedDays(Asked().Text("date_available"), Asked().Text("date_expired"));
-    }
-    static Json::Value OneLink(Json::Value sharing) {
-        Json::Value data(Json::objectValue);
-        data["sharing"] = std::move(sharing);
-        return data;
-    }
-};
+Days DaysIn(const Request &asked) {
+    return CheckedDays(asked.Text("date_available"), asked.Text("date_expired"));
+}
 
-class Get : public LinkAction {
-  public:
-    using LinkAction::LinkAction;
+Json::Value OneLink(Json::Value sharing) {
+    Json::Value data(Json::objectValue);
+    data["sharing"] = std::move(sharing);
+    return data;
+}
 
-  protected:
-    Json::Value Do(Links &links) override { return OneLink(links.Get(Name())); }
-};
+Json::Value Get(const Request &asked) {
+    return OneLink(LinksOf(asked).Get(NameIn(asked)));
+}
 
-class List : public LinkAction {
-  public:
-    using LinkAction::LinkAction;
+Json::Value List(const Request &asked) {
+    Links links = LinksOf(asked);
+    const PageWanted page = PageOf(asked);
+    return links.Page(page.offset, page.limit);
+}
 
-  protected:
-    Json::Value Do(Links &links) override {
-        const PageWanted page = PageOf(Asked());
-        return links.Page(page.offset, page.limit);
-    }
-};
+Json::Value Create(const Request &asked) {
+    return OneLink(LinksOf(asked).Create(asked.RequiredText("playlist_id"), DaysIn(asked)));
+}
 
-class Create : public LinkAction {
-  public:
-    using LinkAction::LinkAction;
+Json::Value Update(const Request &asked) {
+    return OneLink(LinksOf(asked).Update(NameIn(asked), DaysIn(asked)));
+}
 
-  protected:
-    Json::Value Do(Links &links) override {
-        return OneLink(links.Create(Asked().RequiredText("playlist_id"), AskedDays()));
-    }
-};
+Json::Value Delete(const Request &asked) {
+    LinksOf(asked).Delete(NameIn(asked));
+    return Json::Value(Json::objectValue);
+}
 
-class Update : public LinkAction {
-  public:
-    using LinkAction::LinkAction;
-
-  protected:
-    Json::Value Do(Links &links) override { return OneLink(links.Update(Name(), AskedDays())); }
-};
-
-class Delete : public LinkAction {
-  public:
-    using LinkAction::LinkAction;
-
-  protected:
-    Json::Value Do(Links &links) override {
-        links.Delete(Name());
-        return Json::Value(Json::objectValue);
-    }
-};
-
-class ShareSong : public LinkAction {
-  public:
-    using LinkAction::LinkAction;
-
-  protected:
-    Json::Value Do(Links &links) override {
-        return OneLink(links.ShareSong(Asked().RequiredText("id")));
-    }
-};
-
-class UnshareSong : public LinkAction {
-  public:
-    using LinkAction::LinkAction;
-
-  protected:
-    Json::Value Do(Links &links) override {
-        return OneLink(links.UnshareSong(Asked().RequiredText("id")));
-    }
-};
+template <Json::Value (Links::*Change)(const std::string &songId)>
+Json::Value ChangeSong(const Request &asked) {
+    return OneLink((LinksOf(asked).*Change)(asked.RequiredText("id")));
+}
 
 constexpr Method kMethods[] = {
     {"get", Make<Get>},
@@ -117,8 +70,8 @@ constexpr Method kMethods[] = {
     {"create", Make<Create>, kChanges},
     {"update", Make<Update>, kChanges},
     {"delete", Make<Delete>, kChanges},
-    {"share_song", Make<ShareSong>, kChanges},
-    {"unshare_song", Make<UnshareSong>, kChanges},
+    {"share_song", Make<ChangeSong<&Links::ShareSong>>, kChanges},
+    {"unshare_song", Make<ChangeSong<&Links::UnshareSong>>, kChanges},
 };
 
 }  // namespace

@@ -40,32 +40,26 @@ bool OrRefused(const Work &work) {
     throw Refusal{code};
 }
 
-class Get : public Action {
-  public:
-    using Action::Action;
-
-  protected:
-    Json::Value Data() override {
-        const PageWanted wanted = PageOf(Asked(), kMostSongs);
-        const SharedPlaylist playlist(Asked().Text(kLink));
-        const SharedPage page = playlist.Songs(wanted.offset, wanted.limit);
-        Json::Value data(Json::objectValue);
-        data["name"] = playlist.Name();
-        data["offset"] = wanted.offset;
-        data["total"] = page.total;
-        Json::Value &songs = data["songs"] = Json::Value(Json::arrayValue);
-        for (const SharedSong &shared : page.songs) {
-            Json::Value song(Json::objectValue);
-            song["id"] = shared.id;
-            song["title"] = shared.title;
-            song["artist"] = shared.artist;
-            song["album"] = shared.album;
-            song["duration"] = shared.duration;
-            songs.append(std::move(song));
-        }
-        return data;
+Json::Value Get(const Request &asked) {
+    const PageWanted wanted = PageOf(asked, kMostSongs);
+    const SharedPlaylist playlist(asked.Text(kLink));
+    const SharedPage page = playlist.Songs(wanted.offset, wanted.limit);
+    Json::Value data(Json::objectValue);
+    data["name"] = playlist.Name();
+    data["offset"] = wanted.offset;
+    data["total"] = page.total;
+    Json::Value &songs = data["songs"] = Json::Value(Json::arrayValue);
+    for (const SharedSong &shared : page.songs) {
+        Json::Value song(Json::objectValue);
+        song["id"] = shared.id;
+        song["title"] = shared.title;
+        song["artist"] = shared.artist;
+        song["album"] = shared.album;
+        song["duration"] = shared.duration;
+        songs.append(std::move(song));
     }
-};
+    return data;
+}
 
 class Stream : public SongAction {
   public:

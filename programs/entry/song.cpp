@@ -11,63 +11,39 @@ namespace {
 
 using tonvale_service::Page;
 
-class List : public ListAction {
-  public:
-    using ListAction::ListAction;
+std::unique_ptr<Page> List(const Request &asked) {
+    return ListSongs(ListRequestOf(asked), TrackWriterOf(asked));
+}
 
-  protected:
-    std::unique_ptr<Page> Open() override {
-        return ListSongs(ListRequestOf(Asked()), TrackWriterOf(Asked()));
-    }
-};
-
-class Search : public ListAction {
-  public:
-    using ListAction::ListAction;
-
-  protected:
-    std::unique_ptr<Page> Open() override {
-        const auto &fields = tonvale_service::SearchFields();
-        return SearchSongs(ListRequestOf(Asked()), Asked().RequiredText("keyword"),
-                           Asked().Choice("field", fields, fields.front()), TrackWriterOf(Asked()));
-    }
-};
+std::unique_ptr<Page> Search(const Request &asked) {
+    const auto &fields = tonvale_service::SearchFields();
+    return SearchSongs(ListRequestOf(asked), asked.RequiredText("keyword"),
+                       asked.Choice("field", fields, fields.front()), TrackWriterOf(asked));
+}
 
 // The songs in the order of their identifiers; one that is not there, or is another user's, is left
 // out, and the answer is "no such item" when none is there.
-class Get : public Action {
-  public:
-    using Action::Action;
-
-  protected:
-    Json::Value Data() override {
-        Json::Value data(Json::objectValue);
-        data["songs"] = tonvale_service::SongsById(Asked().User().GetLoginUID(),
-                                                   Asked().Values("id"), TrackWriterOf(Asked()));
-        if (data["songs"].empty()) {
-            throw Refusal{Code::kNoSuchItem};
-        }
-        return data;
+Json::Value Get(const Request &asked) {
+    Json::Value data(Json::objectValue);
+    data["songs"] = tonvale_service::SongsById(asked.User().GetLoginUID(), asked.Values("id"),
+                                               TrackWriterOf(asked));
+    if (data["songs"].empty()) {
+        throw Refusal{Code::kNoSuchItem};
     }
-};
+    return data;
+}
 
-class Rate : public Action {
-  public:
-    using Action::Action;
-
-  protected:
-    Json::Value Data() override {
-        Asked().Require(RIGHT_EDITSONG);
-        const auto stars = Asked().Number("rating", -1, 0, 5);
-        if (stars < 0) {
-            throw Refusal{Code::kBadParameter};
-        }
-        const uid_t uid = Asked().User().GetLoginUID();
-        tonvale_service::RateSongs(uid, tonvale_service::RowsOf(uid, Asked().Values("id")),
-                                   static_cast<unsigned>(stars));
-        return Json::Value(Json::objectValue);
+Json::Value Rate(const Request &asked) {
+    asked.Require(RIGHT_EDITSONG);
+    const auto stars = asked.Number("rating", -1, 0, 5);
+    if (stars < 0) {
+        throw Refusal{Code::kBadParameter};
     }
-};
+    const uid_t uid = asked.User().GetLoginUID();
+    tonvale_service::RateSongs(uid, tonvale_service::RowsOf(uid, asked.Values("id")),
+                               static_cast<unsigned>(stars));
+    return Json::Value(Json::objectValue);
+}
 
 constexpr Method kMethods[] = {{.name = "list", .make = Make<List>, .takesRoot = false},
                                {.name = "search", .make = Make<Search>, .takesRoot = false},

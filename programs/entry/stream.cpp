@@ -2,7 +2,7 @@
 #include "tonvale/streaming.h"
 
 #include "remote_url.h"
-#include "song_records.h"
+#include "service/songs.h"
 #include "song_sound.h"
 #include "tonvale/settings.h"
 
@@ -18,16 +18,9 @@ class Stream : public SongAction {
     bool Send() override {
         Asked().Require(RIGHT_STREAMING);
         const Sound sound = AskedSound();
-        return SendSong(Find(Asked().RequiredText("id")), sound);
-    }
-
-  private:
-    VARN_MEDIA_INFO Find(const std::string &id) {
-        VARN_MEDIA_INFO song;
-        if (MediaInfoDBGet(RowOfSong(Asked(), id, kSongColumns).get(), &song) != 0) {
-            throw Refusal{Code::kNoSuchItem};
-        }
-        return song;
+        return SendSong(
+            tonvale_service::ReadSong(Asked().User().GetLoginUID(), Asked().RequiredText("id")),
+            sound);
     }
 };
 

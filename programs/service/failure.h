@@ -69,6 +69,7 @@ enum class Reason {
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)
     kMayNotShare,        // (user)
+    kPlaylistOfAnother,  // (path) its mode does not let all read or write it
 
     // kNotFound
     kNoSuchUser,           // (name)

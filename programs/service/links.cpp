@@ -11,9 +11,9 @@
 #include <system_error>
 #include <utility>
 
-#include "browsed_song.h"
 #include "failure.h"
 #include "list.h"
+#include "playlist_songs.h"
 #include "songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
@@ -67,15 +67,6 @@ std::string NameOf(const std::string &playlistId, const std::string &path,
         return KeyOf(playlistId);
     }
     return !title.empty() ? title : VARNAudioWebapiUtilsGetFileName(path, true);
-}
-
-// A song that was shared goes again whatever its user browses by now.
-VARN_MEDIA_INFO FindAnySong(uid_t uid, const std::string &id) {
-    const auto songs = ReadSongs(uid, {id});
-    if (songs.empty()) {
-        throw Failure(Reason::kNoSuchSong, id);
-    }
-    return songs.begin()->second;
 }
 
 }  // namespace
@@ -356,8 +347,9 @@ void Links::ChangeSharedSongs(bool add, const std::string &songId, const std::st
 }
 
 Json::Value Links::ChangeSong(bool add, const std::string &songId) {
+    // A song that was shared goes again whatever its user browses by now.
     const std::string song =
-        NameInPlaylist(add ? FindBrowsedSong(uid_, songId) : FindAnySong(uid_, songId));
+        NameInPlaylist(ReadSong(uid_, songId, add ? Among::kBrowsed : Among::kAll));
     ChangeSharedSongs(add, songId, song);
     Json::Value shown = Get({"", kSharedSongsId});
     // A song outside the shares has no address of its own.

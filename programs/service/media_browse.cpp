@@ -8,6 +8,8 @@
 #include "media_server.h"
 #include "mediaserver/description.h"
 #include "mediaserver/download.h"
+#include "page.h"
+#include "text.h"
 
 namespace tonvale_service {
 
@@ -20,29 +22,9 @@ constexpr std::size_t kLongestId = 3000;  // what fits into a request
 constexpr std::size_t kMostCollected = 100'000;
 constexpr std::string_view kNoSuchObject = "701 ";  // the code of UPnP
 
-std::string EscapeXml(std::string_view text) {
-    std::string escaped;
-    for (const char character : text) {
-        switch (character) {
-            case '&':
-                escaped += "&amp;";
-                break;
-            case '<':
-                escaped += "&lt;";
-                break;
-            case '>':
-                escaped += "&gt;";
-                break;
-            default:
-                escaped += character;
-        }
-    }
-    return escaped;
-}
-
 // An id as it goes into a request.
 std::string EscapedId(const std::string &id, Reason reason) {
-    std::string escaped = EscapeXml(id);
+    std::string escaped = EscapedXml(id);
     if (escaped.size() > kLongestId) {
         throw Failure(reason);
     }
@@ -65,8 +47,7 @@ class Browser {
 
     // What is in an object, and in the containers there.
     void Children(const std::string &id, int level, int offset, int limit) {
-        constexpr int64_t kMost = std::numeric_limits<int>::max();
-        const int64_t end = limit > 0 ? std::min(int64_t{offset} + limit, kMost) : kMost;
+        const int64_t end = EndOfPage(offset, limit, std::numeric_limits<int>::max());
         std::string previous;
         for (int64_t start = offset; start < end;) {
             DMAParser page;

@@ -5,6 +5,8 @@
 
 #include <string>
 
+#include "tonvale/webapi.h"
+
 namespace tonvale_service {
 
 // A playlist of an identifier (tonvale/webapi.h).
@@ -15,8 +17,8 @@ struct NamedPlaylist {
     bool isSmart = false;
 };
 
-// The identifier of the list of a user's single shared songs, and what it is called.
-inline constexpr char kSharedSongsId[] = "playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__";
+// The list of a user's single shared songs, and what it is called.
+using Tonvale::webapi::playlist::kSharedSongsId;
 inline constexpr char kSharedSongsName[] = "Shared songs";
 
 // The playlist of an identifier, as a user sees it. Throws a Failure for a text that is no

@@ -1,5 +1,6 @@
 #include "page.h"
 
+#include <algorithm>
 #include <sstream>
 
 #include "text.h"
@@ -9,6 +10,10 @@ namespace tonvale_service {
 Page::Page(std::string list, int offset, int64_t total) : list_(std::move(list)) {
     head_["offset"] = offset;
     head_["total"] = Json::Int64{total};
+}
+
+int64_t EndOfPage(int offset, int limit, int64_t total) {
+    return limit > 0 ? std::min(int64_t{offset} + limit, total) : total;
 }
 
 JsonWriter::JsonWriter(Letters letters) : letters_(letters) {

@@ -33,6 +33,9 @@ class Page {
     Json::Value head_{Json::objectValue};
 };
 
+// Where a page ends in a list of `total` entries; limit 0 means at the end of the list.
+int64_t EndOfPage(int offset, int limit, int64_t total);
+
 enum class Letters { kUtf8, kAscii };
 
 // Values on one line each. What is not UTF-8 becomes U+FFFD.

@@ -1,26 +1,25 @@
 #include "playlist_edit.h"
 
+#include <strings.h>
 #include <syslog.h>
 
 #include <algorithm>
 #include <array>
-#include <cstdlib>
+#include <cstdint>
 #include <filesystem>
-#include <iterator>
-#include <new>
+#include <limits>
 #include <optional>
 #include <random>
 #include <set>
 #include <string_view>
 #include <utility>
 
-#include "browsed_song.h"
 #include "failure.h"
 #include "link_hooks.h"
 #include "locks.h"
 #include "playlist_place.h"
+#include "playlist_songs.h"
 #include "playlists.h"
-#include "songs.h"
 #include "text.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
@@ -29,127 +28,48 @@ namespace tonvale_service {
 
 namespace {
 
-constexpr std::size_t kLongestUrl = 2000;
-
 void Report(int result, Reason reason, const std::string &path) {
     if (result != 0) {
         throw Failure(reason, path);
     }
 }
 
-bool IsNumber(const std::string &text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
+// The link of a list that leads to a position, or to its end.
+PLAYLIST_REC **LinkAt(PLAYLIST_REC *&list, int64_t position) {
+    PLAYLIST_REC **link = &list;
+    for (; position > 0 && *link != nullptr; --position) {
+        link = &(*link)->next;
+    }
+    return link;
 }
 
-bool IsUrl(const std::string &text) {
-    return text.starts_with("http://") || text.starts_with("https://");
-}
-
-void SetPath(const std::string &path, VARN_MEDIA_INFO &record) {
-    CopyCut(path, record.path);
-}
-
-// A new entry at the end of a list, zeroed.
-PLAYLIST_REC &AddEntry(SongRecords &list, PLAYLIST_REC *&last) {
-    auto *const entry = static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC)));
-    if (entry == nullptr) {
-        throw std::bad_alloc();
-    }
-    if (last != nullptr) {
-        last->next = entry;
-    } else {
-        list.reset(entry);
-    }
-    last = entry;
-    return *entry;
-}
-
-// A playlist is one text: what is not UTF-8 must not get into it.
-void CheckUtf8(const std::string &text) {
-    if (!IsUtf8(text)) {
-        throw Failure(Reason::kSongNotUtf8, text);
-    }
-}
-
-void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_INFO &record) {
-    if (IsNumber(name)) {
-        PLAYLIST_REC *found = nullptr;
-        const int count = VARNMusicListGetByID(collection.uid, name.c_str(), &found);
-        const SongRecords owned(found);
-        if (count <= 0) {
-            throw Failure(Reason::kNoSuchSong, name);
-        }
-        record = found->info;
-        return;
-    }
-    CheckUtf8(name);
-    if (IsUrl(name)) {
-        SetMediaPathTitle(name.c_str(), &record);
-        return;
-    }
-    std::error_code error;
-    const std::string path = std::filesystem::absolute(name, error).lexically_normal().string();
-    CheckUtf8(path);
-    if (const auto song = FindNamedSong(collection.uid, path)) {
-        record = *song;
-        return;
-    }
-    if (!std::filesystem::is_regular_file(path, error)) {
-        throw Failure(Reason::kNotASong, name);
-    }
-    SetPath(path, record);
+// Puts songs in the place of some entries. Below 0 `length` means to the end.
+void Splice(varn::OwnedSongs &list, int64_t start, int64_t length, varn::OwnedSongs songs) {
+    constexpr int64_t kEnd = std::numeric_limits<int64_t>::max();
+    PLAYLIST_REC *entries = list.release();
+    PLAYLIST_REC **const at = LinkAt(entries, start);
+    PLAYLIST_REC *rest = *at;
+    PLAYLIST_REC **const end = LinkAt(rest, length < 0 ? kEnd : length);
+    PLAYLIST_REC *const staying = std::exchange(*end, nullptr);
+    const varn::OwnedSongs removed(rest);
+    *at = songs.release();
+    *LinkAt(*at, kEnd) = staying;
+    list.reset(entries);
 }
 
 // Takes the entries at some positions out of a list.
-void RemoveEntries(SongRecords &songs, const std::set<int> &positions) {
+void RemoveEntries(varn::OwnedSongs &songs, const std::set<int> &positions) {
     PLAYLIST_REC *list = songs.release();
     PLAYLIST_REC **link = &list;
     for (int position = 0; *link != nullptr; ++position) {
         if (positions.contains(position)) {
-            const SongRecords removed(*link);
+            const varn::OwnedSongs removed(*link);
             *link = std::exchange(removed->next, nullptr);
         } else {
             link = &(*link)->next;
         }
     }
     songs.reset(list);
-}
-
-// Texts of a request go into playlists as they are, where a line break begins an entry of its own
-// and a quote ends an address.
-bool IsPlain(const std::string &text) {
-    return std::none_of(text.begin(), text.end(),
-                        [](unsigned char c) { return c < ' ' || c == '"' || c == '\x7F'; });
-}
-
-// A stream or a radio station by its identifier, or by its address alone.
-void FillStream(const std::string &id, VARN_MEDIA_INFO &record) {
-    std::string title;
-    std::string url = id;
-    std::string artist;
-    std::string album;
-    std::string cover;
-    int duration = 0;
-    if (id.starts_with("remote_")) {
-        VARNAudioWebapiUtilsParseRemoteId(id, title, url, artist, album, cover, duration);
-    } else if (id.starts_with("radio_")) {
-        VARNAudioWebapiUtilsParseRadioId(id, title, url);
-    }
-    if (!IsUrl(url) || url.size() > kLongestUrl || url.find_first_of(" <>") != url.npos ||
-        !IsPlain(url + title + artist + album)) {
-        throw Failure(Reason::kNotASongId, id);
-    }
-    for (const std::string &text : {url, title, artist, album}) {
-        CheckUtf8(text);
-    }
-    SetMediaPathTitle(url.c_str(), &record);
-    if (!title.empty()) {
-        CopyCut(title, record.title);
-    }
-    CopyCut(artist, record.artist);
-    CopyCut(album, record.album);
-    record.duration = static_cast<float>(duration);
 }
 
 // Makes an empty playlist, which goes again unless it is kept: what a failure leaves would refuse the
@@ -194,76 +114,80 @@ class LockedList {
     Playlist playlist_;
 };
 
-// Has the library write a playlist anew, by its descriptor. What a failure in the middle, such as a
-// full disk, leaves of it is replaced by what was there before.
-template <typename Write>
-void Change(const Collection &collection, const Playlist &playlist, const Write &write) {
-    const HeldPlaylist list(collection, playlist.path, HeldPlaylist::Use::kChange);
-    const std::string before = list.Contents();
-    const int result = write(list.Path().c_str());
-    if (result != 0) {
-        list.PutBack(before);
-    }
-    Report(result, Reason::kPlaylistNotWritten, playlist.path);
-}
-
-SongRecords Read(const Collection &collection, const Playlist &playlist, int *countOut = nullptr) {
-    int count = -1;
-    const HeldPlaylist list(collection, playlist.path);
-    SongRecords songs(VARNPlaylistParseByPath(collection.uid, list.Path().c_str(), nullptr, &count,
-                                              0, 0, "*", 0));
-    if (count < 0) {
-        throw Failure(Reason::kPlaylistNotRead, playlist.path);
-    }
-    if (countOut != nullptr) {
-        *countOut = count;
-    }
-    return songs;
-}
-
-// Entries that the library would leave out as it writes. Those from `start` on, `length` of them,
-// are to go anyway.
-void CheckEntries(const PLAYLIST_REC *songs, int64_t start = 0, int64_t length = 0) {
-    for (int64_t position = 0; songs != nullptr; songs = songs->next, ++position) {
+// Entries that the library would leave out as it writes.
+void CheckEntries(const PLAYLIST_REC *songs) {
+    for (; songs != nullptr; songs = songs->next) {
         const std::string path = songs->info.path;
-        const bool goes = position >= start && position < start + length;
-        if (!goes && !path.starts_with('/') && !IsUrl(path)) {
+        if (!path.starts_with('/') && !IsHttpUrl(path)) {
             throw Failure(Reason::kUnwritableEntry, path);
         }
     }
 }
 
-}  // namespace
-
-SongRecords FindSongs(const Collection &collection, const std::vector<std::string> &names) {
-    SongRecords songs;
-    PLAYLIST_REC *last = nullptr;
-    for (const std::string &name : names) {
-        FillSong(collection, name, AddEntry(songs, last).info);
+// The writer leaves nothing of a list in any other format.
+void CheckFormat(const std::string &path) {
+    const std::string extension = VARNAudioWebapiUtilsGetFileExt(path);
+    const bool isWritten = std::any_of(
+        WrittenFormats().begin(), WrittenFormats().end(), [&](const std::string &format) {
+            return strcasecmp(format.c_str(), extension.c_str()) == 0;
+        });
+    if (!isWritten) {
+        throw Failure(Reason::kPlaylistNotWritten, path);
     }
-    return songs;
 }
 
-SongRecords SongsOfIds(const Collection &collection, const std::vector<std::string> &ids) {
-    std::vector<std::string> known;
-    std::copy_if(ids.begin(), ids.end(), std::back_inserter(known),
-                 [](const std::string &id) { return ParseSongId(id).has_value(); });
-    const auto found = ReadSongs(collection.uid, known);
-    SongRecords songs;
-    PLAYLIST_REC *last = nullptr;
-    for (const std::string &id : ids) {
-        VARN_MEDIA_INFO &record = AddEntry(songs, last).info;
-        const auto song = ParseSongId(id);
-        const auto row = song ? found.find(*song) : found.end();
-        if (!song) {
-            FillStream(id, record);
-        } else if (row == found.end()) {
-            throw Failure(Reason::kNoSuchSong, id);
-        } else {
-            record = row->second;
+// Reads the entries of a playlist that is held open.
+varn::OwnedSongs Read(uid_t uid, const HeldPlaylist &list, const std::string &path) {
+    int count = -1;
+    varn::OwnedSongs songs(
+        VARNPlaylistParseByPath(uid, list.Path().c_str(), nullptr, &count, 0, 0, "*", 0));
+    return count >= 0 ? std::move(songs) : throw Failure(Reason::kPlaylistNotRead, path);
+}
+
+// Holds a playlist open and has it written anew, by its descriptor. What a failure in the middle,
+// for example a full disk, leaves of it is replaced by what was there before.
+template <typename Write>
+void Rewrite(const Collection &collection, const Playlist &playlist, const Write &write) {
+    CheckFormat(playlist.path);
+    const HeldPlaylist list(collection, playlist.path, HeldPlaylist::Use::kChange);
+    const std::string before = list.Contents();
+    if (write(list) != 0) {
+        list.PutBack(before);
+        throw Failure(Reason::kPlaylistNotWritten, playlist.path);
+    }
+}
+
+// Changes the entries of a playlist, which are read once.
+template <typename Edit>
+void Change(const Collection &collection, const Playlist &asked, const Edit &edit) {
+    const LockedList locked(collection, asked);
+    const Playlist &playlist = locked.Get();
+    Rewrite(collection, playlist, [&](const HeldPlaylist &list) {
+        varn::OwnedSongs songs = Read(collection.uid, list, playlist.path);
+        edit(songs);
+        CheckEntries(songs.get());
+        return VARNWriteMusicPlaylist(songs.get(), list.Path().c_str());
+    });
+}
+
+}  // namespace
+
+const std::vector<std::string> &WrittenFormats() {
+    static const std::vector<std::string> formats = {"m3u", "pls", "wpl"};
+    return formats;
+}
+
+std::set<std::string> SongNames(const Collection &collection, Playlist playlist) {
+    const HeldPlaylist list = HoldToRead(collection, playlist);
+    const varn::OwnedSongs songs = Read(collection.uid, list, playlist.path);
+    std::set<std::string> names;
+    for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
+        // The name of a track that the library does not have stays in the entry's path.
+        if (!IsVirtualPath(song->info.path, nullptr, 0, nullptr)) {
+            names.insert(NameInPlaylist(song->info));
         }
     }
-    return songs;
+    return names;
 }
 
 Playlist CreatePlaylist(const Collection &collection, const std::string &name,
@@ -284,7 +208,7 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
         return {"0", name, path, ""};
     }
     VARN_MEDIA_INFO row = {};
-    SetPath(path, row);
+    CopyCut(path, row.path);
     CopyCut(name, row.title);
     std::string_view("playlists").copy(row.album, sizeof row.album - 1);
     const int saved = collection.personal ? VARNPlaylistDBUpdate(collection.Library(),
@@ -299,52 +223,52 @@ Playlist CreatePlaylist(const Collection &collection, const std::string &name,
 }
 
 void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
-                  const PLAYLIST_REC *songs) {
-    const LockedList list(collection, playlist);
-    int count = 0;
-    SongRecords before = Read(collection, list.Get(), &count);
-    if (start > count) {
-        throw Failure(Reason::kNoSuchPosition, std::to_string(start));
-    }
-    CheckEntries(before.get(), start, length < 0 ? count : length);
-    before.reset();
-    Change(collection, list.Get(), [&](const char *path) {
-        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, start, length, songs);
+                  varn::OwnedSongs songs) {
+    Change(collection, playlist, [&](varn::OwnedSongs &list) {
+        if (start > VARNPlaylistRecCount(list.get())) {
+            throw Failure(Reason::kNoSuchPosition, std::to_string(start));
+        }
+        Splice(list, start, length, std::move(songs));
     });
 }
 
-void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
+void AppendSongs(const Collection &collection, const Playlist &playlist, varn::OwnedSongs songs,
                  bool skipDuplicates) {
-    const LockedList list(collection, playlist);
-    CheckEntries(Read(collection, list.Get()).get());
-    Change(collection, list.Get(), [&](const char *path) {
-        return VARNPersonalPlaylistAppendSongs(collection.uid, path, songs, skipDuplicates ? 1 : 0);
+    Change(collection, playlist, [&](varn::OwnedSongs &list) {
+        if (skipDuplicates) {
+            PLAYLIST_REC *added = songs.release();
+            const int skipped = VARNPlaylistRemoveDuplicateSongs(list.get(), &added, 0, 0);
+            songs.reset(added);
+            Report(skipped, Reason::kPlaylistNotWritten, playlist.path);
+        }
+        Splice(list, VARNPlaylistRecCount(list.get()), 0, std::move(songs));
     });
 }
 
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions) {
-    const LockedList list(collection, playlist);
-    int count = 0;
-    SongRecords songs = Read(collection, list.Get(), &count);
-    const auto last = std::max_element(positions.begin(), positions.end());
-    if (last != positions.end() && *last >= count) {
-        throw Failure(Reason::kNoSuchPosition, std::to_string(*last));
-    }
-    RemoveEntries(songs, std::set<int>(positions.begin(), positions.end()));
-    CheckEntries(songs.get());
-    Change(collection, list.Get(), [&](const char *path) {
-        return VARNPersonalPlaylistUpdateSongs(collection.uid, path, 0, -1, songs.get());
+    Change(collection, playlist, [&](varn::OwnedSongs &list) {
+        const int count = VARNPlaylistRecCount(list.get());
+        const std::set<int> removed(positions.begin(), positions.end());
+        if (!removed.empty() && *removed.rbegin() >= count) {
+            throw Failure(Reason::kNoSuchPosition, std::to_string(*removed.rbegin()));
+        }
+        RemoveEntries(list, removed);
     });
 }
 
 void RemoveMissing(const Collection &collection, const Playlist &playlist) {
-    const LockedList list(collection, playlist);
-    if (!Read(collection, list.Get())) {
-        return;  // which the library takes for a list that cannot be read
-    }
-    Change(collection, list.Get(), [&](const char *path) {
-        return VARNPersonalPlaylistRemoveMissing(collection.uid, path);
+    const LockedList locked(collection, playlist);
+    Rewrite(collection, locked.Get(), [&](const HeldPlaylist &list) {
+        int count = -1;
+        const varn::OwnedSongs none(VARNPlaylistParseByPath(collection.uid, list.Path().c_str(),
+                                                            nullptr, &count, 0, -1, "*", 0));
+        if (count < 0) {
+            throw Failure(Reason::kPlaylistNotRead, playlist.path);
+        }
+        // The call takes an empty list for one that cannot be read.
+        return count == 0 ? 0
+                          : VARNPersonalPlaylistRemoveMissing(collection.uid, list.Path().c_str());
     });
 }
 
@@ -353,7 +277,7 @@ namespace {
 int RenameRow(const Collection &collection, const Playlist &playlist, const Playlist &renamed) {
     VARN_MEDIA_INFO row = {};
     row.id = static_cast<uint32_t>(std::stoul(playlist.id));
-    SetPath(renamed.path, row);
+    CopyCut(renamed.path, row.path);
     CopyCut(renamed.title, row.title);
     CopyCut(renamed.album, row.album);
     return VARNPlaylistDBUpdate(collection.Library(), collection.uid, &row, playlist.path.c_str());

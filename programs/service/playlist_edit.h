@@ -1,22 +1,20 @@
 // What can be done with a playlist.
 #pragma once
 
+#include <set>
 #include <string>
 #include <vector>
 
+#include "playlist_songs.h"
 #include "playlist_target.h"
 
 namespace tonvale_service {
 
-// The records of songs that are named by their ids, paths, virtual names or URLs, in this order; of
-// a file that the library does not know, just the path. Throws a Failure when one of them is none
-// of these.
-SongRecords FindSongs(const Collection &collection, const std::vector<std::string> &names);
+// The formats in which playlists are written, by their extensions.
+const std::vector<std::string> &WrittenFormats();
 
-// The records of songs that are named by the identifiers of the web API, in this order: songs that
-// the user may browse, streams and radio stations, and plain http and https addresses. Throws a
-// Failure when one of them is none of these.
-SongRecords SongsOfIds(const Collection &collection, const std::vector<std::string> &ids);
+// The names of a playlist's songs (NameInPlaylist). Throws a Failure.
+std::set<std::string> SongNames(const Collection &collection, Playlist playlist);
 
 // Each throws a Failure for what cannot be done. They may leave the process running as the package's
 // account.
@@ -25,8 +23,8 @@ SongRecords SongsOfIds(const Collection &collection, const std::vector<std::stri
 Playlist CreatePlaylist(const Collection &collection, const std::string &name,
                         const std::string &format, const PLAYLIST_REC *songs);
 void ReplaceSongs(const Collection &collection, const Playlist &playlist, int start, int length,
-                  const PLAYLIST_REC *songs);
-void AppendSongs(const Collection &collection, const Playlist &playlist, const PLAYLIST_REC *songs,
+                  varn::OwnedSongs songs);
+void AppendSongs(const Collection &collection, const Playlist &playlist, varn::OwnedSongs songs,
                  bool skipDuplicates);
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions);

@@ -112,21 +112,22 @@ NewPlace PlaceOf(const Collection &collection) {
     return {folders.front(), {kFolder}};
 }
 
-// Whoever may write to a folder can move others' files there that are closed to him. So root's
-// rights show no file that is not open to all; and they change no file of others that these could
-// not change anyway, as they can what the library has written.
-bool IsOpenFor(const Collection &collection, HeldPlaylist::Use use, const struct stat &info) {
+// Root's rights may be used for a file. Users who may write to a folder can move others' private
+// files there. So root's rights show only files that all may read, and change only those files of
+// others that all may write, as all may write what the library has written.
+bool MayUse(const Collection &collection, HeldPlaylist::Use use, const struct stat &info) {
     const bool isUsers = info.st_uid == collection.uid;
-    if (geteuid() != 0 || (isUsers && (collection.personal || use == HeldPlaylist::Use::kShow))) {
+    if (geteuid() != 0 || collection.isForRoot ||
+        (isUsers && (collection.personal || use == HeldPlaylist::Use::kShow))) {
         return true;
     }
     const mode_t needed = use == HeldPlaylist::Use::kShow || isUsers ? 0444 : 0666;
     return (info.st_mode & needed) == needed;
 }
 
-// The files of root and of the package are what the library has written there, or root has. A
+// A user's own collection has the user's files, and what the library or root has written there. A
 // second name of such a file may stand anywhere.
-bool IsOwn(const Collection &collection, const struct stat &info) {
+bool MayStandThere(const Collection &collection, const struct stat &info) {
     const bool isSystems = info.st_uid == 0 || info.st_uid == getuid() ||
                            info.st_uid == GetUserIdFromName(varn::kPackageAccount);
     return !collection.personal || info.st_uid == collection.uid ||
@@ -146,13 +147,11 @@ varn::UniqueFd OpenList(const Collection &collection, const PlaylistFolder &fold
         throw Failure(Reason::kPlaylistNotRead, path, errno);
     }
     if (!file || fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode) ||
-        !IsOwn(collection, info)) {
+        !MayStandThere(collection, info)) {
         throw Failure(Reason::kPlaylistOutside, path);
     }
-    if (!IsOpenFor(collection, use, info)) {
-        throw Failure(use == HeldPlaylist::Use::kShow ? Reason::kPlaylistNotRead
-                                                      : Reason::kPlaylistNotWritten,
-                      path, EACCES);
+    if (!MayUse(collection, use, info)) {
+        throw Failure(Reason::kPlaylistOfAnother, path);
     }
     return file;
 }

@@ -9,7 +9,6 @@
 
 namespace tonvale_service {
 
-using SongRecords = varn::OwnedSongs;
 using PlaylistRecords = Tonvale::OwnedPlaylists;
 
 // Whose playlists, and which of them.
@@ -20,6 +19,8 @@ struct Collection {
     // The user's own are files of a folder beside the preferences, and no rows of the library: that
     // is so for a user without a personal library.
     bool isFolder = false;
+    // Root works on them and not for a user: nobody's mode keeps a file from being read or changed.
+    bool isForRoot = false;
 
     const char *Library() const { return personal ? "personal" : "shared"; }
 };

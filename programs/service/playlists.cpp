@@ -9,6 +9,7 @@
 
 #include "failure.h"
 #include "playlist_place.h"
+#include "playlist_songs.h"
 #include "tonvale/paths.h"
 #include "tracks.h"
 #include "varn/account.h"
@@ -75,8 +76,8 @@ int ReadNormal(AnyPlaylist &playlist, const PlaylistLibrary &library, int offset
         throw std::bad_alloc();
     }
     int total = -1;
-    const SongRecords songs(VARNPlaylistParseByPath(library.uid, list.Path().c_str(), ratings.Get(),
-                                                    &total, offset, count, "*", 0));
+    const varn::OwnedSongs songs(VARNPlaylistParseByPath(
+        library.uid, list.Path().c_str(), ratings.Get(), &total, offset, count, "*", 0));
     AppendTracks(library, ratings.Get(), songs.get(), tracks);
     return total;
 }
@@ -105,11 +106,6 @@ int64_t TracksAtATime(int64_t read) {
     const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
     const int64_t most = memory / kShare / static_cast<int64_t>(sizeof(PLAYLIST_REC));
     return std::clamp<int64_t>(std::min(read, most), kTracksAtATime, kMostTracksAtATime);
-}
-
-// Where a page ends that begins at an offset.
-int64_t EndOf(int offset, int limit, int64_t total) {
-    return limit > 0 ? std::min(int64_t{offset} + limit, total) : total;
 }
 
 }  // namespace
@@ -203,8 +199,8 @@ std::unique_ptr<PlaylistPage> ListPlaylists(const std::vector<Collection> &colle
         total += sections.back().count + count;
         sections.push_back({collection, true, std::move(names), count});
     }
-    return std::make_unique<PlaylistPage>(std::move(sections), offset, EndOf(offset, limit, total),
-                                          total);
+    return std::make_unique<PlaylistPage>(std::move(sections), offset,
+                                          EndOfPage(offset, limit, total), total);
 }
 
 PlaylistTracks::PlaylistTracks(const AnyPlaylist &playlist, const PlaylistLibrary &library,
@@ -233,8 +229,8 @@ std::unique_ptr<PlaylistTracks> ListTracks(AnyPlaylist playlist, const PlaylistL
     Json::Value first(Json::arrayValue);
     const int count = limit > 0 ? std::min(limit, kTracksAtATime) : kTracksAtATime;
     const int total = Read(playlist, library, offset, count, first);
-    return std::make_unique<PlaylistTracks>(playlist, library, offset, EndOf(offset, limit, total),
-                                            total, std::move(first));
+    return std::make_unique<PlaylistTracks>(
+        playlist, library, offset, EndOfPage(offset, limit, total), total, std::move(first));
 }
 
 }  // namespace tonvale_service

@@ -12,6 +12,8 @@
 #include "failure.h"
 #include "kinds.h"
 #include "music_places.h"
+#include "tonvale/playlists.h"
+#include "varn/digits.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -20,7 +22,7 @@ namespace {
 
 using Tonvale::webapi::WebapiLibrary;
 
-// Where a virtual song starts in its file: what is given away of it must be complete.
+// Where a track starts in its file, without another statement.
 constexpr char kStart[] =
     ", (SELECT max(v.audio_offset) FROM virtual_info_track v WHERE v.track = id) AS audio_offset";
 
@@ -107,17 +109,14 @@ std::map<bool, std::set<int>> ByKind(const std::vector<std::string> &ids) {
     return rows;
 }
 
-ListRequest WholeKind(bool isVirtual, uid_t uid) {
-    ListRequest request;
-    request.library = ChosenKind(isVirtual ? "virtual" : "actual", uid);
-    request.uid = uid;
-    return request;
+std::string WholeKind(bool isVirtual, uid_t uid) {
+    return ChosenKind(isVirtual ? "virtual" : "actual", uid);
 }
 
-Handle OpenRows(const ListRequest &request, const std::string &columns,
+Handle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
                 const std::string &condition) {
-    Handle rows(AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC,
-                                columns.c_str(), condition.c_str(), nullptr, nullptr, 0, -1, 0));
+    Handle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, columns.c_str(),
+                                condition.c_str(), nullptr, nullptr, 0, -1, 0));
     if (!rows) {
         NoAnswer();
     }
@@ -221,17 +220,39 @@ std::optional<SongId> ParseSongId(std::string_view id) {
     return std::nullopt;
 }
 
-std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids) {
+std::vector<std::string> SongIds(const std::string &name) {
+    return varn::IsDigits(name) ? std::vector{"music_" + name, "music_v_" + name}
+                                : std::vector{name};
+}
+
+std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids,
+                                            Among among) {
+    std::map<std::string, std::set<int>> rowsOfKinds;
+    for (auto &[isVirtual, rows] : ByKind(ids)) {
+        rowsOfKinds[among == Among::kAll ? WholeKind(isVirtual, uid)
+                                         : VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid)]
+            .merge(rows);
+    }
     std::map<SongId, VARN_MEDIA_INFO> songs;
     const auto record = std::make_unique<VARN_MEDIA_INFO>();
-    for (const auto &[isVirtual, wanted] : ByKind(ids)) {
-        const std::string columns = kSongColumns + std::string(isVirtual ? kStart : "");
-        const Handle rows = OpenRows(WholeKind(isVirtual, uid), columns, IdCondition(wanted));
+    for (const auto &[kind, wanted] : rowsOfKinds) {
+        const Handle rows =
+            OpenRows(kind, uid, std::string(kSongColumns) + kStart, IdCondition(wanted));
         while (MediaInfoDBGet(rows.get(), record.get()) == 0) {
-            songs.emplace(SongId{static_cast<int>(record->id), isVirtual}, *record);
+            songs.emplace(SongId{static_cast<int>(record->id), IsVirtualMusic(record.get())},
+                          *record);
         }
     }
     return songs;
+}
+
+VARN_MEDIA_INFO ReadSong(uid_t uid, const std::string &id, Among among) {
+    const auto songs = ReadSongs(uid, {id}, among);
+    const auto found = songs.find(*ParseSongId(id));
+    if (found == songs.end()) {
+        throw Failure(Reason::kNoSuchSong, id);
+    }
+    return found->second;
 }
 
 std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
@@ -242,7 +263,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
     if (condition.empty()) {
         throw Failure(Reason::kNoSongsToRate);
     }
-    const Handle rows = OpenRows(request, "id", condition);
+    const Handle rows = OpenRows(request.library, request.uid, "id", condition);
     std::set<int> found;
     for (int row = 0; row < rows->rowCount; ++row) {
         found.insert(static_cast<int>(NumberOf(rows, row, "id")));
@@ -259,7 +280,7 @@ Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const Weba
     std::map<SongId, Json::Value> tracks;
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
         Handle rows =
-            OpenRows(WholeKind(isVirtual, uid), TrackColumns(writer), IdCondition(wanted));
+            OpenRows(WholeKind(isVirtual, uid), uid, TrackColumns(writer), IdCondition(wanted));
         std::vector<int> found;
         for (int row = 0; row < rows->rowCount; ++row) {
             found.push_back(static_cast<int>(NumberOf(rows, row, "id")));
@@ -285,7 +306,10 @@ Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const Weba
 std::set<int> RowsOf(uid_t uid, const std::vector<std::string> &ids) {
     std::set<int> found;
     for (const auto &[isVirtual, rows] : ByKind(ids)) {
-        found.merge(RowsOf(WholeKind(isVirtual, uid), rows));
+        ListRequest request;
+        request.library = WholeKind(isVirtual, uid);
+        request.uid = uid;
+        found.merge(RowsOf(request, rows));
     }
     return found;
 }
@@ -298,7 +322,8 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
     std::vector<std::string> ids;
     std::vector<Record> records;
     for (const bool isVirtual : {false, true}) {
-        found = OpenRows(WholeKind(isVirtual, uid), "id, userid, path, track", IdCondition(rows));
+        found =
+            OpenRows(WholeKind(isVirtual, uid), uid, "id, userid, path, track", IdCondition(rows));
         for (int row = 0; row < found->rowCount; ++row) {
             ids.push_back(FieldOf(found, row, "id"));
             records.push_back(RecordOf(found, row, isVirtual));

@@ -43,14 +43,27 @@ struct SongId {
 // Empty for any text but the four forms of a song's identifier that have a row id.
 std::optional<SongId> ParseSongId(std::string_view id);
 
+// The identifiers that a name on a command line may stand for: the number that lists show is the row
+// id of a file or of a track. Any other text stands for itself.
+std::vector<std::string> SongIds(const std::string &name);
+
+// Where songs are looked for: among all that a user may see, or in the library that the user
+// browses, where a file that a cue sheet splits is its tracks alone.
+enum class Among { kAll, kBrowsed };
+
+// The records of the songs with these identifiers, as far as they are there for the user, read in
+// one statement for files and one for tracks, among the browsed ones in one for both. Throws a
+// Failure for a text that is no song's identifier.
+std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids,
+                                            Among among = Among::kAll);
+
+// The record of one song. Throws a Failure also when it is not there.
+VARN_MEDIA_INFO ReadSong(uid_t uid, const std::string &id, Among among = Among::kAll);
+
 // The track objects of the songs with these identifiers, in their order. One that is not there, or
 // is another user's, is left out. Throws a Failure for a text that is no song's identifier.
 Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids,
                       const Tonvale::webapi::WebapiLibrary &writer);
-
-// The records of the songs with these identifiers, as far as they are there for the user. Throws a
-// Failure for a text that is no song's identifier.
-std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::string> &ids);
 
 // The rows of a kind that a condition lets through; with `wanted`, those of them. Throws a Failure
 // for an empty condition without wanted rows, and for a wanted row that is not there.

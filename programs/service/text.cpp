@@ -35,6 +35,32 @@ std::string ValidUtf8(std::string_view text) {
     return valid;
 }
 
+std::string EscapedXml(std::string_view text) {
+    std::string escaped;
+    for (const char character : text) {
+        switch (character) {
+            case '&':
+                escaped += "&amp;";
+                break;
+            case '<':
+                escaped += "&lt;";
+                break;
+            case '>':
+                escaped += "&gt;";
+                break;
+            case '"':
+                escaped += "&quot;";
+                break;
+            case '\'':
+                escaped += "&#39;";
+                break;
+            default:
+                escaped += character;
+        }
+    }
+    return escaped;
+}
+
 bool IsUtf8(std::string_view text) {
     while (!text.empty()) {
         const std::size_t length = CharacterLength(text);

@@ -1,4 +1,4 @@
-// UTF-8 (RFC 3629).
+// UTF-8 (RFC 3629), and texts within XML.
 #pragma once
 
 #include <algorithm>
@@ -15,6 +15,9 @@ std::size_t CharacterLength(std::string_view text);
 std::string ValidUtf8(std::string_view text);
 
 bool IsUtf8(std::string_view text);
+
+// A text as it stands in XML and HTML, within an attribute or not.
+std::string EscapedXml(std::string_view text);
 
 // Copies valid UTF-8 into a field, cut between characters where it does not fit.
 template <std::size_t Size>

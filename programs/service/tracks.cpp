@@ -5,6 +5,8 @@
 #include <map>
 #include <new>
 
+#include "playlist_songs.h"
+
 namespace tonvale_service {
 
 namespace {
@@ -13,11 +15,6 @@ using Tonvale::webapi::HashRating;
 using Tonvale::webapi::WebapiLibrary;
 
 constexpr int kSongsAtATime = 256;
-
-struct SongsFree {
-    void operator()(PLAYLIST_REC *list) const noexcept { VARNPlaylistRecFree(list); }
-};
-using Songs = std::unique_ptr<PLAYLIST_REC, SongsFree>;
 
 struct Addition {
     const char *name;
@@ -28,12 +25,12 @@ constexpr Addition kAdditions[] = {{"song_tag", &WebapiLibrary::addSongTag},
                                    {"song_rating", &WebapiLibrary::addSongRating}};
 
 // Reads the next songs of a query; none at the end.
-Songs ReadSome(MEDIA_DB_HANDLE *rows, HashRating &ratings) {
-    Songs songs;
+varn::OwnedSongs ReadSome(MEDIA_DB_HANDLE *rows, HashRating &ratings) {
+    varn::OwnedSongs songs;
     PLAYLIST_REC *last = nullptr;
     for (int count = 0; count < kSongsAtATime; ++count) {
         auto *entry = static_cast<PLAYLIST_REC *>(std::calloc(1, sizeof(PLAYLIST_REC)));
-        Songs owned(entry);
+        varn::OwnedSongs owned(entry);
         if (!owned || *ratings.Get() == nullptr) {
             throw std::bad_alloc();
         }
@@ -116,7 +113,7 @@ SongPage::SongPage(Handle rows, const WebapiLibrary &writer, int offset, int64_t
 Json::Value SongPage::Next() {
     Json::Value tracks(Json::arrayValue);
     HashRating ratings;
-    const Songs songs = ReadSome(rows_.get(), ratings);
+    const varn::OwnedSongs songs = ReadSome(rows_.get(), ratings);
     writer_.GetTrackJson(ratings.Get(), songs.get(), tracks);
     return tracks;
 }

@@ -18,7 +18,6 @@
 #include "service/failure.h"
 #include "service/settings.h"
 #include "service/songs.h"
-#include "song_ids.h"
 #include "tonvale/media.h"
 #include "varn/same_identity.h"
 #include "varn/share.h"
@@ -295,7 +294,8 @@ std::string PathOfSong(const std::string &user, const std::vector<std::string> &
 }
 
 int ShowCover(CoverOptions options) {
-    if (const auto ids = SongIds(options.file); tonvale_service::ParseSongId(ids.front())) {
+    if (const auto ids = tonvale_service::SongIds(options.file);
+        tonvale_service::ParseSongId(ids.front())) {
         options.file = PathOfSong(options.user, ids, options.file);
         if (options.file.empty()) {
             return kFailed;

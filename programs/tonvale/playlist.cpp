@@ -10,7 +10,6 @@
 #include "playlist_output.h"
 #include "service/failure.h"
 #include "service/playlist_edit.h"
-#include "service/playlist_place.h"
 #include "service/playlists.h"
 #include "service/tracks.h"
 #include "track_output.h"
@@ -54,8 +53,8 @@ int Show(Options options, const AnyPlaylist &playlist) {
 }
 
 // The songs of the command line.
-SongRecords Songs(Options options) {
-    return FindSongs(options.collection, options.songs);
+varn::OwnedSongs Songs(Options options) {
+    return FindSongs(options.collection.uid, options.songs);
 }
 
 int Create(PlaylistOptions &options) {
@@ -68,49 +67,31 @@ int Create(PlaylistOptions &options) {
 }
 
 int Add(Options options, const AnyPlaylist &playlist) {
-    AppendSongs(playlist.collection, playlist.normal, Songs(options).get(), options.skipDuplicates);
+    AppendSongs(playlist.collection, playlist.normal, Songs(options), options.skipDuplicates);
     return kDone;
 }
 
 int Replace(Options options, const AnyPlaylist &playlist) {
     ReplaceSongs(playlist.collection, playlist.normal, options.start, options.length,
-                 Songs(options).get());
+                 Songs(options));
     return kDone;
 }
 
-int Remove(Options options, const AnyPlaylist &playlist) {
-    RemovePositions(playlist.collection, playlist.normal, options.positions);
-    return kDone;
-}
-
-int Missing(Options, const AnyPlaylist &playlist) {
-    RemoveMissing(playlist.collection, playlist.normal);
-    return kDone;
-}
-
-int Rename(Options options, const AnyPlaylist &playlist) {
-    RenamePlaylist(playlist.collection, playlist.normal, options.newName);
-    return kDone;
-}
-
-int Delete(Options, const AnyPlaylist &playlist) {
-    DeletePlaylist(playlist.collection, playlist.normal);
+// Makes a change with what some of the options tell.
+template <auto Change, auto... Told>
+int Do(Options options, const AnyPlaylist &playlist) {
+    Change(playlist.collection, playlist.normal, (options.*Told)...);
     return kDone;
 }
 
 // 0 when all songs are in the playlist.
 int Check(Options options, const AnyPlaylist &playlist) {
-    const SongRecords songs = Songs(options);
-    Playlist normal = playlist.normal;
-    const HeldPlaylist list = HoldToRead(playlist.collection, normal);
+    const varn::OwnedSongs songs = Songs(options);
+    const std::set<std::string> names = SongNames(playlist.collection, playlist.normal);
     int status = kDone;
     for (const PLAYLIST_REC *song = songs.get(); song != nullptr; song = song->next) {
-        std::string name = song->info.path;
-        if (IsVirtualMusic(&song->info) && song->info.virtual_track > 0) {
-            name += "_" + std::to_string(song->info.virtual_track);
-        }
-        const bool found =
-            VARNPlaylistCheckSong(options.collection.uid, list.Path().c_str(), name.c_str()) == 0;
+        const std::string name = NameInPlaylist(song->info);
+        const bool found = names.contains(name);
         std::printf("%s %s\n", found ? "yes" : "no ", name.c_str());
         status = found ? status : kFailed;
     }
@@ -122,8 +103,12 @@ using Act = int (*)(Options options, const AnyPlaylist &playlist);
 // A playlist by its identifier, its row's id or its title.
 AnyPlaylist Find(Options options) {
     const Collection &from = options.collection;
-    return IsPlaylistId(options.name) ? FindById(from.user, from.uid, options.name)
-                                      : AsAny(from, FindPlaylist(from, options.name));
+    if (!IsPlaylistId(options.name)) {
+        return AsAny(from, FindPlaylist(from, options.name));
+    }
+    AnyPlaylist found = FindById(from.user, from.uid, options.name);
+    found.collection.isForRoot = from.isForRoot;
+    return found;
 }
 
 int OnPlaylist(PlaylistOptions &options, Act act) {
@@ -164,10 +149,12 @@ constexpr PlaylistVerb kVerbs[] = {
     {"show", "List the entries of a playlist", Show, kPage},
     {"add", "Add songs at the end", Add, kSomeSongs | kDuplicates},
     {"replace", "Put songs in the place of others", Replace, kSomeSongs | kRange},
-    {"remove", "Remove the entries at some positions", Remove, kPositions},
-    {"missing", "Remove the entries that the library does not know", Missing, kNothing},
-    {"rename", "Give a playlist another name", Rename, kNewName},
-    {"delete", "Delete a playlist, file and all", Delete, kNothing},
+    {"remove", "Remove the entries at some positions",
+     Do<RemovePositions, &PlaylistOptions::positions>, kPositions},
+    {"missing", "Remove the entries that the library does not know", Do<RemoveMissing>, kNothing},
+    {"rename", "Give a playlist another name", Do<RenamePlaylist, &PlaylistOptions::newName>,
+     kNewName},
+    {"delete", "Delete a playlist, file and all", Do<DeletePlaylist>, kNothing},
     {"check", "Tell whether songs are in a playlist; exits with 1 for one that is not", Check,
      kSomeSongs},
 };
@@ -212,7 +199,7 @@ void AddCreate(const Verb &group) {
     verb.AddText("NAME", options->name, "Its name").Required();
     verb.AddText("SONG", options->songs, kSongs);
     verb.AddText("--format", options->format, "How it is written")
-        .OneOf({"m3u", "pls", "wpl"})
+        .OneOf(WrittenFormats())
         .ValueName("");
     AddCollection(verb, *options, "One of the user's own playlists instead of a shared one");
     verb.Do([options] { return Create(*options); });

@@ -1,5 +1,7 @@
 #include "playlist_options.h"
 
+#include <unistd.h>
+
 #include "command.h"
 #include "database.h"
 #include "service/settings.h"
@@ -17,6 +19,7 @@ int Prepare(CollectionOptions &options) {
         return kFailed;
     }
     options.collection.uid = tonvale_service::UidOf(options.collection.user);
+    options.collection.isForRoot = getuid() == 0 && options.collection.user == kUsualUser;
     Complete(options.collection);
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());

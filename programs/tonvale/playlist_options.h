@@ -9,8 +9,10 @@
 
 namespace tonvale_cli {
 
+inline constexpr char kUsualUser[] = "admin";
+
 struct CollectionOptions {
-    CollectionOptions() { collection.user = "admin"; }
+    CollectionOptions() { collection.user = kUsualUser; }
     tonvale_service::Collection collection;
 };
 

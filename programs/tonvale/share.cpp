@@ -10,7 +10,7 @@
 #include "service/failure.h"
 #include "service/links.h"
 #include "service/playlists.h"
-#include "song_ids.h"
+#include "service/songs.h"
 #include "varn/same_identity.h"
 
 namespace tonvale_cli {

@@ -91,6 +91,9 @@ constexpr Wording kWordings[] = {
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "
      "actual, actual_shared, virtual, virtual_shared"},
     {Reason::kMayNotShare, "the user '{}' may not share; see 'tonvale permission'"},
+    {Reason::kPlaylistOfAnother,
+     "the playlist {} belongs to another account; mode 0644 shows it to all, 0666 lets all change "
+     "it"},
 
     {Reason::kNoSuchUser, "there is no user '{}'"},
     {Reason::kNoSuchSong, "there is no song {} for the user; 'tonvale songs' lists them"},

@@ -84,6 +84,12 @@ TEST_F(Accounts, AreThoseOfTheSystemWithoutARoot) {
 }
 
 TEST_F(Accounts, AreThoseOfTheRootsFile) {
+    // Read again after each change, soon after the one before or not.
+    for (unsigned uid = 1100; uid < 1150; ++uid) {
+        WriteFile(varn::path::kPasswd, "alice:x:" + std::to_string(uid) + ":100::/a:/s\n");
+        usleep(uid % 10 == 0 ? 25000 : 0);
+        ASSERT_EQ(Find("alice")->uid, uid);
+    }
     WriteFile(varn::path::kPasswd,
               "# comment\n\n::::::\nroot:x:0:0::/root:/bin/sh\nnothing\n"
               "half:x:12\nwords:x:a:b::/h:/s\nminus:x:-1:1::/h:/s\n"

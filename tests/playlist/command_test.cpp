@@ -81,8 +81,8 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
                more);
     };
     goThrough({});
-    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     goThrough({"--user", "alice", "--personal"});
+    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     RunAll({{{"playlist", "create", "x", "--format", "pls"}, 2, "own playlists are m3u"}},
            {"--user", "alice", "--personal"});
 }
@@ -91,11 +91,12 @@ TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
     const std::string file = In("caf\xE9.mp3");
     Touch(file);
     Touch(In("y.m3u"), "rtsp://r/x\nhttp://a/\n");
-    std::filesystem::permissions(In("y.m3u"), std::filesystem::perms(0666));
+    std::filesystem::permissions(In("y.m3u"), std::filesystem::perms(0644));
     AddRow(In("y.m3u"), "y", "m");
     RunAll({{{"playlist", "add", "y", file}, 2, "is not UTF-8"},
             {{"playlist", "create", "caf\xE9"}, 2, "name is UTF-8"},
             {{"playlist", "rename", "y", "caf\xE9"}, 2, "name is UTF-8"},
+            {{"playlist", "add", "y", "http://b/", "--user", "alice"}, 2, "to another account"},
             {{"playlist", "add", "y", "http://b/"}, 2, "the entry rtsp://r/x"},
             {{"playlist", "remove", "y", "1"}, 2, "the entry rtsp://r/x"},
             {{"playlist", "show", "y"}, 0, "2 of 2 entries"},

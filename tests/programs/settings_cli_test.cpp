@@ -164,6 +164,17 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         ExpectSayings({{Words(words), 1, "audio.users"}});
         EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), "nonsense");
     }
+    // Accounts that cannot be read are not gone.
+    WriteFile(varn::path::kUsersFile, R"({"4711": {}})");
+    const std::string accounts = ReadFile(At(varn::path::kPasswd));
+    WriteFile(varn::path::kPasswd, accounts + std::string(17 << 20, 'x'));
+    for (const char *why : {"accounts in ", "not prepared"}) {
+        const Finished done = Tonvale({"user", "sync"});
+        EXPECT_TRUE(done.status == 1 && Contains(done.err, why)) << done.err;
+        EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), R"({"4711": {}})");
+        std::filesystem::remove(At(varn::path::kPasswd));
+    }
+    WriteFile(varn::path::kPasswd, accounts);
 }
 
 }  // namespace

@@ -89,7 +89,7 @@ TEST_F(MediaServerApi, BrowsesInPages) {
     const Json::Value last = Ask(browse + "&offset=1900&limit=1000&id=a%26b%3C%22")["data"];
     EXPECT_EQ(last["offset"], 1900);
     EXPECT_EQ(last["items"][99]["id"], "1999");
-    EXPECT_EQ(Asked(server.Requests().back(), "ObjectID"), "a&amp;b&lt;\"");
+    EXPECT_EQ(Asked(server.Requests().back(), "ObjectID"), "a&amp;b&lt;&quot;");
     EXPECT_EQ(JsonOf({"mediaserver", "browse", server.Url(), "0", "--limit", "100", "--json"}),
               page);
     for (const char *rest : {"&limit=1001", "&limit=0", "&offset=-1", "&what=everything"}) {

@@ -224,7 +224,7 @@ TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
     EXPECT_EQ(chown(list.c_str(), kBob, 0), 0);
     fs::permissions(list, fs::perms(0644));
     EXPECT_EQ(Ask("Playlist", "get", common)["total"].asInt(), 1);
-    EXPECT_NE(CodeOf("Playlist", "add", common), 0) << "bob's alone to change";
+    EXPECT_EQ(CodeOf("Playlist", "add", common), 403) << "bob's alone to change";
     fs::permissions(list, fs::perms(0666));
     EXPECT_EQ(CodeOf("Playlist", "add", common), 0);
     EXPECT_EQ(Ask("Playlist", "get", common)["total"].asInt(), 2);

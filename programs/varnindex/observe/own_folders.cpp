@@ -12,6 +12,7 @@
 #include <system_error>
 
 #include "varn/host.h"
+#include "varn/replace_file.h"
 #include "varn/systempath.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/observe/walk.h"
@@ -58,27 +59,6 @@ std::vector<std::string> ReadList() {
         start = end + 1;
     }
     return OrderedFolders(folders);
-}
-
-// The file is the old one or the new one at any time, whatever happens.
-void WriteText(const std::string &path, std::string_view text) {
-    std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-    const std::string unfinished = path + ".new";
-    ::unlink(unfinished.c_str());  // of a run that was killed
-    const Descriptor fd(
-        ::open(unfinished.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
-    if (!fd) {
-        throw SystemError(unfinished);
-    }
-    const ssize_t put = ::write(fd.Get(), text.data(), text.size());
-    if (put != static_cast<ssize_t>(text.size())) {
-        errno = put < 0 ? errno : ENOSPC;
-    } else if (::fsync(fd.Get()) == 0 && ::rename(unfinished.c_str(), path.c_str()) == 0) {
-        return;
-    }
-    const std::system_error failure = SystemError(unfinished);
-    ::unlink(unfinished.c_str());
-    throw failure;
 }
 
 std::vector<std::string> Both(std::vector<std::string> folders,
@@ -131,7 +111,11 @@ void OwnFolders::Write(const std::vector<std::string> &folders, Reporter &report
     }
     try {
         if (text != ReadText(ListPath())) {
-            WriteText(ListPath(), text);
+            const std::string path = ListPath();
+            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+            if (!varn::ReplaceFile(path, text, 0644)) {
+                throw SystemError(path);
+            }
         }
     } catch (const std::system_error &error) {
         reporter.Warn(std::string("the list of indexed folders cannot be kept: ") + error.what());
