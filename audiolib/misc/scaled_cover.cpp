@@ -24,9 +24,9 @@
 #include "support/boundary.h"
 #include "support/fd.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
+#include "varn/run_as.h"
 #include "varn/share.h"
 
 namespace Tonvale::misc {
@@ -35,7 +35,6 @@ namespace {
 
 using support::Fd;
 using support::Guarded;
-using support::RootThenPackage;
 
 using PathBuffer = std::array<char, 4096>;
 
@@ -384,7 +383,7 @@ int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffe
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         const Fd picture = OpenSource(source);
         const std::string path =
             ScaledCover({song, song, picture.Get(), source}, TimeAt(AT_FDCWD, source));
@@ -399,7 +398,7 @@ int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffe
 std::string Tonvale::ScaledCover(const HeldCover &cover) noexcept {
     using namespace Tonvale::misc;
     return Guarded(kSource, std::string(), [&] {
-        const RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         struct stat info = {};
         return fstat(cover.picture, &info) == 0 ? misc::ScaledCover(cover, info.st_mtim)
                                                 : std::string();
@@ -412,7 +411,7 @@ int VARNAudioCheckScaleArt(const char *source, const char *scaled) noexcept {
         return 0;
     }
     return Guarded(kSource, 0, [&] {
-        const RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         return IsUpToDate(TimeAt(AT_FDCWD, source), TimeAt(AT_FDCWD, scaled)) ? 1 : 0;
     });
 }
@@ -423,7 +422,7 @@ int VARNAudioScaleImage(const char *source, const char *target) noexcept {
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         return ScaleByName(source, target);
     });
 }
@@ -434,7 +433,7 @@ void VARNAudioRemoveFilesByGlob(const char *pattern) noexcept {
         return;
     }
     Guarded(kSource, 0, [&] {
-        const RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         const Matches matches(pattern);
         for (const char *path : matches.Names()) {
             if (unlink(path) != 0) {

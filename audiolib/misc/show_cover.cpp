@@ -12,8 +12,8 @@
 
 #include "misc/source.h"
 #include "support/boundary.h"
-#include "support/run_as.h"
 #include "tonvale/media.h"
+#include "varn/run_as.h"
 
 namespace Tonvale {
 
@@ -85,7 +85,7 @@ int OpenCover(const char *path, struct stat *info) noexcept {
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const support::RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         const int fd = open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
         if (fd < 0 || (fstat(fd, info) == 0 && S_ISREG(info->st_mode))) {
             return fd;

@@ -5,9 +5,9 @@
 #include "support/boundary.h"
 #include "support/fd.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/webapi.h"
 #include "varn/keyfile.h"
+#include "varn/run_as.h"
 #include "varn/share.h"
 
 namespace {
@@ -52,7 +52,7 @@ bool RemoveLine(int folder, const Line &line) {
 
 bool SetRating(const char *path, const Line &line) {
     // Every exit leaves the process as the package's account.
-    const Tonvale::support::RootThenPackage root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     std::array<char, 4095> directory = {};
     if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
         LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", line.song);

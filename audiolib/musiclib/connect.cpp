@@ -5,9 +5,8 @@
 #include "support/boundary.h"
 #include "support/handles.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/library.h"
-#include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace {
@@ -19,19 +18,8 @@ bool IsSocket(const std::string &path) {
     return stat(path.c_str(), &status) == 0 && S_ISSOCK(status.st_mode);
 }
 
-// A user without a name stays what it is: there would be no way back by it.
-void BecomePackage() {
-    using namespace Tonvale::support;
-    const User package = UserByName(varn::kPackageAccount);
-    if (package && package->uid != geteuid() && UserByUid(geteuid()) &&
-        ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
-        LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
-    }
-}
-
 DBConnect_tag *Connect() {
-    const Tonvale::support::SameAccount account(kSource);
-    BecomePackage();
+    const varn::RunAs package(varn::Who::kPackage, varn::Afterwards::kAccountBefore, kSource);
     if (IsSocket(SystemPath(varn::path::kDatabaseSocket))) {
         const std::string directory = SystemPath(varn::path::kDatabaseSocketDir);
         DBConnect_tag *conn = VARNDBConnect(directory.c_str(), varn::kPackageAccount, nullptr,

@@ -8,13 +8,13 @@
 #include "pin/operation.h"
 #include "pin/path_index.h"
 #include "pin/source.h"
-#include "support/run_as.h"
 #include "tonvale/library.h"
 #include "tonvale/paths.h"
 #include "tonvale/pins.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/run_as.h"
 
 namespace Tonvale {
 
@@ -199,7 +199,7 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         std::string name;
         std::string path;
         // The look-up of a file leaves the process as root or as the package's account.
-        const support::SameAccount account(kSource);
+        const varn::RunAs before(varn::Who::kCaller);
         if (VARNAudioWebapiUtilsGetPlaylistNamePath(*id, uid_, preferences, personalLibrary, name,
                                                     path) != 1) {
             return Fail(PIN_ERROR_PLAYLIST);

@@ -16,8 +16,8 @@
 #include "support/boundary.h"
 #include "support/chain.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/library.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace Tonvale::playlist {
@@ -159,7 +159,7 @@ int TitleById(const char *idText, char *titleOut, int size) {
     const std::string condition = "id = " + std::to_string(RowNumber(idText));
     std::unique_ptr<MEDIA_DB_HANDLE, IndexCloser> rows;
     {
-        const support::RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         rows.reset(MediaInfoDBOpen(VARN_TABLE_PLAYLIST, "title", condition.c_str(), nullptr, 0, 0));
     }
     if (!rows) {

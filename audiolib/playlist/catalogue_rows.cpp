@@ -11,9 +11,9 @@
 #include "playlist/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/notify.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace Tonvale::playlist {
@@ -27,7 +27,7 @@ void Notify(const char *pathOrId, const char *oldPath, int code) {
 }
 
 int Save(const VARN_MEDIA_INFO &record) {
-    const support::RootThenPackage root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     if (MediaInfoDBSave(VARN_TABLE_PLAYLIST, &record) != 0) {
         LOG_ERROR(kSource, "Failed to insert into playlist table.");
         return -1;
@@ -136,7 +136,7 @@ int VARNPlayListUnlink(const char *library, const char *path, const char *playli
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const Tonvale::support::RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         const bool removed = RemoveFile(path);
         const int deleted = VARNPlaylistDBDelete(library, playlistId);
         return removed ? deleted : -1;

@@ -20,8 +20,8 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/remote_path.h"
-#include "support/run_as.h"
 #include "support/virtual_name.h"
+#include "varn/run_as.h"
 
 namespace Tonvale::playlist {
 
@@ -60,7 +60,7 @@ bool ReadForWriting(uid_t uid, const std::string &path, support::SongList &songs
 }
 
 bool ExistsForRoot(const std::string &path) {
-    const support::RunAsRoot root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kSource);
     if (!root) {
         LOG_ERROR(kSource, "Failed to run as root.");
         return false;

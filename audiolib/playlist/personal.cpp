@@ -9,8 +9,8 @@
 #include "playlist/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "varn/account.h"
+#include "varn/run_as.h"
 
 namespace Tonvale::playlist {
 
@@ -64,7 +64,7 @@ int ListOwn(const char *userName, VARN_PLAYLIST **listOut) {
         return -1;
     }
     OwnedPlaylists list(std::exchange(*listOut, nullptr));
-    const support::RootThenPrevious root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kAccountBefore, kSource);
     const Matches matches(Literal(folder) + kPattern);
     if (matches.Failed()) {
         LOG_ERROR(kSource, "Failed to list %s", folder.c_str());

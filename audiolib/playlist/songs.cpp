@@ -14,11 +14,11 @@
 #include "support/handles.h"
 #include "support/log.h"
 #include "support/remote_path.h"
-#include "support/run_as.h"
 #include "support/virtual_name.h"
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
 #include "varn/account.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace Tonvale::playlist {
@@ -55,7 +55,7 @@ int GetOne(uid_t uid, const char *songPath, VARN_MEDIA_INFO &record) {
 // The playlist's path with links resolved, which may lead through folders that only root may enter;
 // "" with a log line.
 std::string RealPathAsRoot(const char *path) {
-    const support::RunAsRoot root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kSource);
     if (!root) {
         LOG_ERROR(kSource, "Failed to run as root.");
         return "";

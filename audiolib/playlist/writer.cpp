@@ -19,10 +19,10 @@
 #include "support/handles.h"
 #include "support/log.h"
 #include "support/numbers.h"
-#include "support/run_as.h"
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 #include "varn/descriptor.h"
+#include "varn/run_as.h"
 
 namespace Tonvale::playlist {
 
@@ -231,7 +231,7 @@ bool IsWritable(const std::string &path) {
 }
 
 int WritePlaylist(const NextRecord &next, const std::string &path) {
-    const support::RootThenPackage root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     return WriteAsRoot(next, path);
 }
 

@@ -11,9 +11,9 @@
 #include "tonvale/sharing.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
-#include "varn/as_package.h"
 #include "varn/playlistsvc.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
@@ -105,7 +105,7 @@ bool FirstOfNormal(const SharingData &rec, std::string &songId) {
 
 // The user's preference folder, which belongs to the package's account. True when it is there.
 bool MakeFolderOf(const std::string &path) {
-    const varn::AsPackage package;
+    const varn::RunAs package(varn::Who::kPackage);
     const std::string folder = path.substr(0, path.rfind('/'));
     if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         LOG_ERROR(kSource, "Failed to make %s: %m", folder.c_str());

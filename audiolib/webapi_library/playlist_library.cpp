@@ -7,12 +7,12 @@
 #include "support/handles.h"
 #include "support/log.h"
 #include "support/numbers.h"
-#include "support/run_as.h"
 #include "tonvale/playlists.h"
 #include "tonvale/settings.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
 #include "varn/playlistsvc.h"
+#include "varn/run_as.h"
 #include "webapi_library/source.h"
 #include "webapi_utils/playlist_words.h"
 
@@ -43,7 +43,6 @@ using namespace playlist_words;
 using support::Guarded;
 using support::LeadingInt;
 using support::Releaser;
-using support::RunAsRoot;
 
 using PathBuffer = std::array<char, 4096>;
 using SongList = std::unique_ptr<PLAYLIST_REC, Releaser<VARNPlaylistRecFree>>;
@@ -63,7 +62,7 @@ std::string PathInCatalogue(const char *library, unsigned uid, const std::string
 
 // A file of the user's playlist folder, whose links only root may follow; "" with a log line.
 std::string PathInFolder(const std::string &preferenceDir, const std::string &key) {
-    const RunAsRoot root(kLibrarySource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kLibrarySource);
     if (!root) {
         LOG_ERROR(kLibrarySource, "Failed to run as root.");
         return "";

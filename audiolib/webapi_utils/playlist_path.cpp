@@ -6,10 +6,10 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/numbers.h"
-#include "support/run_as.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/playlistsvc.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 #include "webapi_utils/playlist_words.h"
 #include "webapi_utils/source.h"
@@ -50,15 +50,18 @@ bool FromCatalogue(const std::string &key, unsigned uid, bool shared, Playlist &
 bool FromFolder(const std::string &key, const std::string &userDir, Playlist &found) {
     const std::string file =
         (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, PathBuffer().size() - 1);
-    Tonvale::support::RootThenPackage root(kSource);
-    struct stat status;
-    if (stat(file.c_str(), &status) != 0) {
-        root.StayRoot();  // given behaviour, which callers have to see to
-        LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
-        return false;
+    {
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
+        struct stat status;
+        if (stat(file.c_str(), &status) == 0) {
+            found = {key, file};
+            return true;
+        }
     }
-    found = {key, file};
-    return true;
+    LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
+    // Given behaviour, which callers have to see to.
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kStay, kSource);
+    return false;
 }
 
 bool FromSmartFile(const std::string &key, const std::string &userDir, bool shared,

@@ -12,12 +12,14 @@
 #include "linux/accounts.h"
 #include "linux/error.h"
 #include "varn/process.h"
+#include "varn/systempath.h"
 
 namespace varn {
 
 namespace {
 
 constexpr uid_t kRootUid = 0;
+constexpr gid_t kRootGid = 0;
 constexpr auto kSameUid = static_cast<uid_t>(-1);
 constexpr auto kSameGid = static_cast<gid_t>(-1);
 
@@ -137,23 +139,66 @@ std::optional<Identity> IdentityOf(const char *userName) {
     return Identity{account->uid, account->gid, *std::move(groups)};
 }
 
-SameIdentity::SameIdentity() : kept_{geteuid(), getegid(), CurrentGroups()} {}
+RunAs::RunAs(Who who, Afterwards afterwards, const char *source, int line)
+    : before_{geteuid(), getegid(), CurrentGroups()},
+      afterwards_(afterwards),
+      source_(source),
+      line_(line),
+      isSwitched_(Become(who)) {}
 
-SameIdentity::~SameIdentity() {
+RunAs::~RunAs() {
     const int saved = errno;
-    if (!isForgotten_ && !GiveBack()) {
-        EndStranded(kept_.uid);
+    if (!Guarded(false, [this] { return Leave(); })) {
+        Log("~IF_RUN_AS", before_);
+        if (afterwards_ != Afterwards::kBackOrGoOn) {
+            std::terminate();
+        }
     }
     errno = saved;
 }
 
-bool SameIdentity::GiveBack() noexcept {
-    isForgotten_ = true;
-    return Guarded(false, [&] {
-        return (geteuid() == kept_.uid && getegid() == kept_.gid &&
-                CurrentGroups() == kept_.groups) ||
-               SwitchTo(kept_, true) == 0;
-    });
+bool RunAs::Become(Who who) const {
+    if (who == Who::kCaller) {
+        return true;
+    }
+    const std::optional<Identity> to = who == Who::kRoot
+                                           ? Identity{kRootUid, kRootGid, before_.groups}
+                                           : IdentityOf(kPackageAccount);
+    if (!to || SwitchTo(*to, true) == 0) {
+        return to.has_value();
+    }
+    Log("IF_RUN_AS", *to);
+    return false;
+}
+
+bool RunAs::IsBack() const noexcept {
+    return geteuid() == before_.uid && getegid() == before_.gid;
+}
+
+// False when the process could not be made what it has to be after the scope.
+bool RunAs::Leave() const {
+    if (isSwitched_ && afterwards_ == Afterwards::kStay) {
+        return true;
+    }
+    if (isSwitched_ && afterwards_ == Afterwards::kPackage &&
+        ResetCredentialsByName(kPackageAccount) == 0) {
+        return true;
+    }
+    if (isSwitched_ && afterwards_ == Afterwards::kAccountBefore) {
+        const auto account = IsBack() ? std::nullopt : FindAccount(before_.uid);
+        if (account) {
+            ResetCredentialsByName(account->name.c_str());
+        }
+        if (IsBack()) {
+            return true;
+        }
+    }
+    return (IsBack() && CurrentGroups() == before_.groups) || SwitchTo(before_, true) == 0;
+}
+
+void RunAs::Log(const char *tag, const Identity &to) const {
+    syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, tag,
+           static_cast<int>(to.uid), static_cast<int>(to.gid));
 }
 
 }  // namespace varn

@@ -17,7 +17,7 @@
 #include "linux/credentials.h"
 #include "linux/host_support.h"
 #include "linux/spawn.h"
-#include "varn/as_package.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
@@ -193,7 +193,7 @@ Postmaster ReadPostmaster() {
 // server included; a server that was killed may wait as a zombie, which has no folder, for a
 // parent that never asks.
 bool IsAlive(const Postmaster &server) {
-    const AsPackage account;  // root alone may not be shown another account's folder
+    const RunAs account(Who::kPackage);  // root alone may not be shown another account's folder
     std::error_code error;
     return server.pid > 0 &&
            fs::equivalent("/proc/" + std::to_string(server.pid) + "/cwd", DataDir(), error);
@@ -238,7 +238,7 @@ Outcome DisownStaleFiles(const Postmaster &server) {
 // Processes of the cluster that its server has left behind, also those whose program an upgrade has
 // replaced since.
 std::vector<pid_t> Orphans(const std::string &programs) {
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     std::vector<pid_t> found;
     std::error_code error;
     const std::string server = programs + "/postgres";

@@ -16,8 +16,8 @@
 #include "linux/files.h"
 #include "linux/host_support.h"
 #include "varn/account.h"
-#include "varn/as_package.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
@@ -195,7 +195,7 @@ Outcome PrepareAccounts(const std::string &root) {
 
 // The database server runs as the package account, which must be able to come to its folders.
 Outcome CheckPassable(const std::string &root) {
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     if (!account) {
         return Outcome::Problem("cannot switch to the account Tonvale of " +
                                 SystemPath(path::kPasswd));

@@ -8,9 +8,9 @@
 
 #include "linux/host_support.h"
 #include "linux/schema_steps.h"
-#include "varn/as_package.h"
 #include "varn/db.h"
 #include "varn/packageconf.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
@@ -72,7 +72,7 @@ Outcome Connect(Connection &conn) {
         return Outcome::Problem("there is no database in " + data + " yet: run 'tonvale init" +
                                 RootOption() + "'");
     }
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     const bool local = HasCluster() || IsSocket(SystemPath(path::kDatabaseSocket));
     const std::string socketDir = SystemPath(path::kDatabaseSocketDir);
     conn.reset(VARNDBConnect(local ? socketDir.c_str() : nullptr, kPackageAccount, nullptr,

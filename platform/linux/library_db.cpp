@@ -4,7 +4,7 @@
 
 #include <string>
 
-#include "varn/as_package.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn {
@@ -20,7 +20,7 @@ bool IsSocket(const std::string &path) {
 
 UniqueConnection ConnectLibrary() {
     // The server lets accounts of the machine in by the ids of the process that connects.
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     if (IsSocket(SystemPath(path::kDatabaseSocket))) {
         const std::string directory = SystemPath(path::kDatabaseSocketDir);
         UniqueConnection connection(

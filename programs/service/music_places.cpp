@@ -14,10 +14,10 @@
 #include <utility>
 #include <vector>
 
-#include "as_root.h"
 #include "failure.h"
 #include "varn/account.h"
 #include "varn/host.h"
+#include "varn/run_as.h"
 
 namespace tonvale_service {
 
@@ -172,7 +172,7 @@ varn::UniqueFd OpenPlaylistFolder(const std::string &path) {
 }
 
 PlacedSong::PlacedSong(uid_t owner, const std::string &path) : folder_(-1) {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     const fs::path asked(path);
     std::error_code error;
     const fs::path folder = fs::canonical(asked.parent_path(), error);
@@ -196,7 +196,7 @@ PlacedSong::~PlacedSong() {
 }
 
 bool PlacedSong::IsOpen(int fd, const std::string &path) const {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     const std::string held = DescriptorPath(folder_);
     return IsOpenAt(fd, LiesBelow(held, path)
                             ? fs::path(path_).parent_path() / path.substr(held.size() + 1)

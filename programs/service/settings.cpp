@@ -16,6 +16,7 @@
 #include "varn/base.h"
 #include "varn/packageconf.h"
 #include "varn/replace_file.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -74,8 +75,12 @@ bool HasAccount(uid_t uid) {
 }
 
 // The library's own save would show readers, who take no lock, half a file. Called under a
-// SettingsLock.
+// SettingsLock. The file belongs to the package.
 void Save(const std::string &path, const Json::Value &settings) {
+    const varn::RunAs package(varn::Who::kPackage);
+    if (!package) {
+        throw Failure(Reason::kAccountNotTaken, varn::kPackageAccount);
+    }
     constexpr std::size_t kMostBytes = 1U << 20U;  // of the users file more is not read
     constexpr mode_t kNewFileMode = 0644;
     const std::string text = settings.toStyledString();

@@ -14,14 +14,13 @@
 #include "command.h"
 #include "database.h"
 #include "display.h"
-#include "service/as_root.h"
 #include "service/cover.h"
 #include "service/failure.h"
 #include "service/settings.h"
 #include "service/songs.h"
 #include "song_ids.h"
 #include "tonvale/media.h"
-#include "varn/same_identity.h"
+#include "varn/run_as.h"
 #include "varn/share.h"
 
 namespace tonvale_cli {
@@ -59,7 +58,7 @@ using PathBuffer = std::array<char, 4352>;
 // package's account, which need not be able to look at the folder next.
 template <typename Call>
 auto AsCaller(const Call &call) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     return call();
 }
 
@@ -88,7 +87,7 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
     }
     const std::string marker = file.substr(0, file.rfind('.')) + ".no_image";
     const auto isMarked = [&] {
-        const tonvale_service::AsRoot root;  // as the library looks
+        const varn::RunAs root(varn::Who::kRoot);  // as the library looks
         struct stat info = {};
         return stat(marker.c_str(), &info) == 0 && S_ISREG(info.st_mode);
     };

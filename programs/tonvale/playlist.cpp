@@ -15,7 +15,7 @@
 #include "service/playlists.h"
 #include "service/tracks.h"
 #include "track_output.h"
-#include "varn/same_identity.h"
+#include "varn/run_as.h"
 
 namespace tonvale_cli {
 
@@ -60,7 +60,7 @@ SongRecords Songs(Options options) {
 }
 
 int Create(PlaylistOptions &options) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }
@@ -128,7 +128,7 @@ AnyPlaylist Find(Options options) {
 }
 
 int OnPlaylist(PlaylistOptions &options, Act act) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }
