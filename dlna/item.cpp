@@ -80,11 +80,10 @@ std::string ItemNode::getValueByKey(std::string key) const noexcept {
 }
 
 void ItemNode::iniChildList() noexcept {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         if (!children) {
             children = std::make_unique<ItemList>();
         }
-        return true;
     });
 }
 

@@ -125,10 +125,9 @@ int DMAParser::Parse(DMABrowse *browse) noexcept {
 }
 
 void DMAParser::prcXMLNode(_xmlNode *node) noexcept {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         Entries entries;
         Walk(*this, node, entries);
-        return true;
     });
 }
 
@@ -136,9 +135,8 @@ void DMAParser::prcItem(ItemList *list, _xmlNode *node) noexcept {
     if (list == nullptr || node == nullptr || !IsElement(*node)) {
         return;
     }
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         Entries entries;
         AddItem(*list, *node, entries, list->memory());
-        return true;
     });
 }

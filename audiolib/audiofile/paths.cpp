@@ -1,11 +1,8 @@
 #include "tonvale/paths.h"
 
-#include <array>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 
 #include "audiofile/source.h"
 #include "support/boundary.h"
@@ -13,6 +10,7 @@
 #include "support/log.h"
 #include "varn/account.h"
 #include "varn/base.h"
+#include "varn/path.h"
 #include "varn/share.h"
 
 namespace AudioFile {
@@ -26,7 +24,7 @@ using Tonvale::support::StringList;
 using Tonvale::support::User;
 using Tonvale::support::UserByName;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr char kHomePrefix[] = "/home/";
 constexpr int kTokenBytes = 1024;
@@ -42,7 +40,7 @@ std::string FirstToken(const std::string &path) {
         LOG_ERROR_OLDEST(kSource, ": bad path name=%s", path.c_str());
         return "";
     }
-    const std::string bounded = path.substr(0, PathBuffer().size() - 1);
+    const std::string bounded = path.substr(0, varn::kPathSize - 1);
     PVLIBSZLIST list = tokens.release();
     const int count = VLIBCStrTok(bounded.c_str(), "/", &list);
     tokens.reset(list);
@@ -133,7 +131,7 @@ std::string GetAbsolutePath(const std::string &folder, const std::string &entry)
         if (!entry.empty()) {
             path = (std::filesystem::path(folder) / entry).lexically_normal().string();
         }
-        return path.size() < PathBuffer().size() ? path : std::string();
+        return path.size() < varn::kPathSize ? path : std::string();
     });
 }
 
@@ -147,9 +145,8 @@ std::string GetHomeMusicPath(const std::string &userName) noexcept {
         if (!user) {
             return "";
         }
-        const std::unique_ptr<char, decltype(&std::free)> resolved(
-            realpath(user->szHomeDir, nullptr), std::free);
-        return std::string(resolved ? resolved.get() : user->szHomeDir) + "/music";
+        const std::string real = varn::RealPath(user->szHomeDir);
+        return (real.empty() ? user->szHomeDir : real) + "/music";
     });
 }
 

@@ -16,6 +16,7 @@
 #include "support/log.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 #include "varn/share.h"
 
@@ -27,7 +28,7 @@ using support::Fd;
 using support::Guarded;
 using support::StringList;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr char kEmbedded[] = "*APIC*";
 

@@ -26,6 +26,7 @@
 #include "support/log.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 #include "varn/share.h"
 
@@ -36,7 +37,7 @@ namespace {
 using support::Fd;
 using support::Guarded;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr char kScaledName[] = "VARNAUDIO_ART_NBAUDIO.jpg";
 constexpr std::array kEarlierNames = {"ART_NBAUDIO.jpg", "ART:NBAUDIO.jpg"};
@@ -432,7 +433,7 @@ void VARNAudioRemoveFilesByGlob(const char *pattern) noexcept {
     if (!IsGoodCall({pattern})) {
         return;
     }
-    Guarded(kSource, 0, [&] {
+    Guarded(kSource, [&] {
         const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         const Matches matches(pattern);
         for (const char *path : matches.Names()) {
@@ -440,6 +441,5 @@ void VARNAudioRemoveFilesByGlob(const char *pattern) noexcept {
                 LOG_ERROR(kSource, "Failed to unlink [%s] %m", path);
             }
         }
-        return 0;
     });
 }

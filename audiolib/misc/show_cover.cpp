@@ -13,6 +13,7 @@
 #include "misc/source.h"
 #include "support/boundary.h"
 #include "tonvale/media.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 
 namespace Tonvale {
@@ -22,7 +23,7 @@ namespace {
 using misc::kSource;
 using support::Guarded;
 
-using PathBuffer = std::array<char, 4352>;  // a folder of 4096 bytes and a name
+using varn::PathBuffer;
 
 // IMF-fixdate (RFC 9110, 5.6.7), whatever the locale.
 std::string HttpDate(time_t seconds) {

@@ -6,7 +6,9 @@
 #include "support/fd.h"
 #include "support/log.h"
 #include "tonvale/webapi.h"
+#include "varn/account.h"
 #include "varn/keyfile.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 #include "varn/share.h"
 
@@ -16,7 +18,6 @@ using Tonvale::support::Guarded;
 
 constexpr char kSource[] = "audiolib/misc";
 constexpr char kRecordName[] = "VARNAUDIO_SONG_RATING";
-constexpr uid_t kNoUser = 4294967295U;
 constexpr unsigned kMostStars = 5;
 constexpr int kPatience = 2000;  // milliseconds
 
@@ -53,7 +54,7 @@ bool RemoveLine(int folder, const Line &line) {
 bool SetRating(const char *path, const Line &line) {
     // Every exit leaves the process as the package's account.
     const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
-    std::array<char, 4095> directory = {};
+    std::array<char, varn::kPathSize - 1> directory = {};
     if (VARNEADirPath(path, directory.data(), directory.size()) != 0) {
         LOG_ERROR(kSource, "Failed to get @eaDir [path=%s]", line.song);
         return false;
@@ -74,7 +75,7 @@ int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcep
 
 int Tonvale::SetSongRatingToEA(const char *path, unsigned uid, unsigned star, int milliseconds,
                                const char *name) noexcept {
-    if (path == nullptr || uid == kNoUser || star > kMostStars) {
+    if (path == nullptr || uid == varn::kNoUser || star > kMostStars) {
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;
     }

@@ -3,7 +3,6 @@
 
 #include "musiclib/source.h"
 #include "support/boundary.h"
-#include "support/handles.h"
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "varn/run_as.h"

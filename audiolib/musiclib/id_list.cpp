@@ -12,6 +12,7 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/playlists.h"
+#include "varn/account.h"
 
 namespace Tonvale::musiclib {
 
@@ -105,7 +106,7 @@ int VARNMusicListGetByID(uid_t uid, const char *idList, PLAYLIST_REC **listOut) 
     if (listOut != nullptr) {
         *listOut = nullptr;
     }
-    if (uid == kNoUser || listOut == nullptr || !NonEmptyStr(idList) ||
+    if (uid == varn::kNoUser || listOut == nullptr || !NonEmptyStr(idList) ||
         idList[std::strspn(idList, "0123456789,")] != '\0') {
         LOG_ERROR(kSource, "Bad parameter.");
         return -1;

@@ -14,6 +14,8 @@
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/number.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 
 namespace Tonvale {
@@ -23,7 +25,6 @@ namespace {
 using pin::kSource;
 using pin::Operation;
 
-constexpr int kPathSize = 4096;
 constexpr char kShared[] = "shared";
 constexpr char kPersonal[] = "personal";
 
@@ -48,10 +49,6 @@ std::optional<std::string> Member(const Json::Value &criteria, const char *key) 
 std::string AfterFirstSlash(const std::string &text) {
     const std::size_t slash = text.find('/');
     return slash == std::string::npos ? "" : text.substr(slash + 1);
-}
-
-bool IsNumber(std::string_view text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
 // Where the path of stored criteria is looked for; nothing for criteria that have none, and for
@@ -160,8 +157,9 @@ bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
         const std::string number = id->substr(std::min(prefix, id->size()));
         const auto folder = std::make_unique<VARN_MEDIA_INFO>();
         // The number goes into the statement as it is.
-        if (!IsNumber(number) || VARNMusicGetOneById(library, uid_, VARN_TABLE_DIRECTORY,
-                                                     folder.get(), nullptr, number.c_str()) < 0) {
+        if (!varn::IsNumber(number) ||
+            VARNMusicGetOneById(library, uid_, VARN_TABLE_DIRECTORY, folder.get(), nullptr,
+                                number.c_str()) < 0) {
             return Fail(PIN_ERROR_FOLDER);
         }
         criteria[PinData::PATH] = folder->path;
@@ -191,8 +189,9 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         if (*id == kSharedSongs) {
             return true;
         }
-        char preferences[kPathSize] = "";
-        if (VARNUserPreferenceDirGet(userName_.c_str(), preferences, sizeof(preferences)) != 0) {
+        varn::PathBuffer preferences = {};
+        if (VARNUserPreferenceDirGet(userName_.c_str(), preferences.data(), preferences.size()) !=
+            0) {
             return Fail(PIN_ERROR_PREFERENCE_DIR);
         }
         const bool personalLibrary = IsPersonalLibEnabled(userName_.c_str());
@@ -200,8 +199,8 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         std::string path;
         // The look-up of a file leaves the process as root or as the package's account.
         const varn::RunAs before(varn::Who::kCaller);
-        if (VARNAudioWebapiUtilsGetPlaylistNamePath(*id, uid_, preferences, personalLibrary, name,
-                                                    path) != 1) {
+        if (VARNAudioWebapiUtilsGetPlaylistNamePath(*id, uid_, preferences.data(), personalLibrary,
+                                                    name, path) != 1) {
             return Fail(PIN_ERROR_PLAYLIST);
         }
         if (smart || (!shared && !personalLibrary)) {

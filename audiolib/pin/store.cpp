@@ -1,5 +1,3 @@
-#include <json/reader.h>
-#include <json/writer.h>
 
 #include <climits>
 #include <iterator>
@@ -7,6 +5,7 @@
 
 #include "pin/operation.h"
 #include "pin/source.h"
+#include "support/json_text.h"
 #include "support/log.h"
 #include "support/statement.h"
 #include "tonvale/library.h"
@@ -40,28 +39,16 @@ std::optional<std::string> Formatted(const support::Text &text) {
     return text ? std::optional<std::string>(text.get()) : std::nullopt;
 }
 
-// The compact writer and the lenient reader set the form in which criteria are stored and compared.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-
 std::string CriteriaText(const Json::Value &criteria) {
-    std::string text = Json::FastWriter().write(criteria);
-    text.pop_back();  // the writer's line end
+    std::string text = support::OneLine(criteria);
+    text.pop_back();  // the line feed
     return text;
 }
 
 Json::Value ParsedCriteria(const std::string &text) {
     Json::Value criteria;
-    try {
-        if (Json::Reader().parse(text, criteria)) {
-            return criteria;
-        }
-    } catch (const Json::Exception &) {  // nested too deep
-    }
-    return Json::Value();
+    return support::Parse(text, criteria) ? criteria : Json::Value();
 }
-
-#pragma GCC diagnostic pop
 
 PinData ReadRow(const support::Result &rows, int row) {
     PinData pin;
@@ -87,10 +74,7 @@ const std::set<std::string> PinData::ALLOWED_PIN_CRITERIA = {
     FOLDER, ALBUM, ARTIST, ALBUM_ARTIST, COMPOSER, GENRE, GENRE_FILTER, PLAYLIST};
 
 PinManager::PinManager(unsigned int uid, const std::string &userName) noexcept : uid_(uid) {
-    support::Guarded(kSource, 0, [&] {
-        userName_ = userName;
-        return 0;
-    });
+    support::Guarded(kSource, [&] { userName_ = userName; });
 }
 
 bool PinManager::CheckType(const std::string &type) noexcept {

@@ -17,6 +17,7 @@
 #include "support/chain.h"
 #include "support/log.h"
 #include "tonvale/library.h"
+#include "varn/account.h"
 #include "varn/run_as.h"
 #include "varn/sql.h"
 
@@ -196,7 +197,6 @@ int RowNumber(const char *idText) {
 }  // namespace Tonvale::playlist
 
 using namespace Tonvale::playlist;
-using Tonvale::musiclib::kNoUser;
 using Tonvale::support::Guarded;
 
 int VARNPlaylistCount(const VARN_PLAYLIST *list) noexcept {
@@ -216,7 +216,7 @@ void VARNPlayListFree(VARN_PLAYLIST *list) noexcept {
 
 int VARNPlaylistListAll(const char *library, uid_t uid, VARN_PLAYLIST **listOut, int offset,
                         int limit, int playlistsFolderOnly) noexcept {
-    if (library == nullptr || uid == kNoUser || listOut == nullptr) {
+    if (library == nullptr || uid == varn::kNoUser || listOut == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         if (listOut != nullptr) {
             VARNPlayListFree(std::exchange(*listOut, nullptr));

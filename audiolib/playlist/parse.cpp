@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <cstdlib>
-#include <memory>
 #include <new>
 #include <string_view>
 #include <unordered_map>
@@ -18,6 +16,7 @@
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 #include "varn/descriptor.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "webapi_utils/song_query.h"
 
@@ -132,7 +131,7 @@ void AppendEntries(const Entries &entries, Range range, support::SongList &songs
 PLAYLIST_REC *Parse(const char *path, const ParseRequest &request, int *countOut) {
     Entries entries;
     support::SongList songs(kSource);
-    if (!ReadEntries(RealPath(path), entries)) {
+    if (!ReadEntries(ResolvedPath(path), entries)) {
         return nullptr;
     }
     const int count = entries.candidates->nItem;
@@ -147,12 +146,12 @@ PLAYLIST_REC *Parse(const char *path, const ParseRequest &request, int *countOut
 
 }  // namespace
 
-std::string RealPath(const char *path) {
+std::string ResolvedPath(const char *path) {
     if (!varn::PathOfDescriptor(path).empty()) {
         return path;  // the file's own path may be another one's by now
     }
-    const std::unique_ptr<char, support::Releaser<std::free>> real(realpath(path, nullptr));
-    return real ? real.get() : path;
+    const std::string real = varn::RealPath(path);
+    return real.empty() ? path : real;
 }
 
 bool ReadEntries(const std::string &path, Entries &entries) {
@@ -189,7 +188,7 @@ bool LookUp(Entries entries, ParseRequest request, support::SongList &songs) {
 
 bool ReadWhole(uid_t uid, const char *path, support::SongList &songs) {
     Entries entries;
-    return ReadEntries(RealPath(path), entries) &&
+    return ReadEntries(ResolvedPath(path), entries) &&
            LookUp(std::move(entries), {uid, nullptr, 0, 0, "*", false}, songs);
 }
 

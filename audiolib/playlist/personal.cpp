@@ -2,7 +2,6 @@
 #include <glob.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <string>
 
 #include "playlist/catalogue.h"
@@ -10,19 +9,19 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "varn/account.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 
 namespace Tonvale::playlist {
 
 namespace {
 
-constexpr std::size_t kPathSize = 4096;
 constexpr char kPattern[] = "/*.m3u";
 constexpr std::size_t kExtension = 4;
 
 // "" for a name that no user can have.
 std::string OwnFolder(const char *userName) {
-    std::array<char, kPathSize> folder{};
+    varn::PathBuffer folder{};
     return VARNUserPreferenceDirGet(userName, folder.data(), folder.size()) == 0
                ? std::string(folder.data()) + kOwnFolder
                : "";

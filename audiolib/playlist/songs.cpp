@@ -65,7 +65,7 @@ std::string RealPathAsRoot(const char *path) {
         LOG_ERROR(kSource, "Failed to get playlist path.");
         return "";
     }
-    return RealPath(path);
+    return ResolvedPath(path);
 }
 
 // Only entries of the song's own name can be the song: one of them is looked up for all.

@@ -8,8 +8,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstdlib>
-#include <memory>
 #include <optional>
 
 #include "playlist/entry_path.h"
@@ -22,6 +20,7 @@
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 #include "varn/descriptor.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 
 namespace Tonvale::playlist {
@@ -69,15 +68,15 @@ std::optional<std::string> FileToOpen(const std::string &path) {
     if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
         return path;
     }
-    const std::unique_ptr<char, support::Releaser<std::free>> real(realpath(path.c_str(), nullptr));
-    if (!real) {
+    std::string real = varn::RealPath(path);
+    if (real.empty()) {
         return std::nullopt;
     }
-    if (LayoutOf(real.get()) == nullptr || LayoutOf(real.get()) != LayoutOf(path)) {
+    if (LayoutOf(real) == nullptr || LayoutOf(real) != LayoutOf(path)) {
         errno = EPERM;
         return std::nullopt;
     }
-    return real.get();
+    return real;
 }
 
 // The path that tells the format. Of a playlist that is held open it is the one that it has now.

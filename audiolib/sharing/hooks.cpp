@@ -3,6 +3,7 @@
 #include "support/log.h"
 #include "support/statement.h"
 #include "tonvale/sharing.h"
+#include "varn/account.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
@@ -65,7 +66,7 @@ bool SharingManager::HandlePersonalLibChange() noexcept {
 
 bool SharingManager::HandleDeleteUserPrivilege(unsigned int uid) noexcept {
     return Guarded(kSource, false, [&] {
-        return Given(uid != sharing::kNoUser) && Connected() &&
+        return Given(uid != varn::kNoUser) && Connected() &&
                support::Execute(kSource, conn_, varn::Sql(kPrivilegeLost, static_cast<int>(uid)));
     });
 }

@@ -11,6 +11,7 @@
 #include "tonvale/sharing.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "varn/process.h"
 #include "varn/run_as.h"
@@ -23,7 +24,7 @@ namespace {
 using sharing::kSource;
 using support::Guarded;
 
-constexpr std::size_t kPathSize = 4096;
+using varn::kPathSize;
 constexpr mode_t kFolderMode = 0755;
 
 // The user's single shared songs.

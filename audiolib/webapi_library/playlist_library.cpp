@@ -1,5 +1,3 @@
-#include <array>
-#include <cstdlib>
 #include <memory>
 #include <string>
 
@@ -11,6 +9,7 @@
 #include "tonvale/settings.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "varn/run_as.h"
 #include "webapi_library/source.h"
@@ -44,7 +43,7 @@ using support::Guarded;
 using support::LeadingInt;
 using support::Releaser;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 using SongList = std::unique_ptr<PLAYLIST_REC, Releaser<VARNPlaylistRecFree>>;
 
 constexpr char kEveryColumn[] = "*";
@@ -68,12 +67,12 @@ std::string PathInFolder(const std::string &preferenceDir, const std::string &ke
         return "";
     }
     const std::string folder = preferenceDir + "/" + kFolder;
-    const std::unique_ptr<char, Releaser<std::free>> resolved(realpath(folder.c_str(), nullptr));
-    if (!resolved) {
+    const std::string real = varn::RealPath(folder);
+    if (real.empty()) {
         LOG_ERROR(kLibrarySource, "Failed to get playlist path.");
         return "";
     }
-    return (std::string(resolved.get()) + "/" + key + ".m3u").substr(0, PathBuffer().size() - 1);
+    return (real + "/" + key + ".m3u").substr(0, varn::kPathSize - 1);
 }
 
 std::string PlaylistPath(const PlaylistLibrary &library, const std::string &key, int type) {

@@ -1,6 +1,5 @@
 #include <sys/stat.h>
 
-#include <array>
 #include <string>
 
 #include "support/boundary.h"
@@ -8,6 +7,7 @@
 #include "support/numbers.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "varn/run_as.h"
 #include "varn/systempath.h"
@@ -21,7 +21,7 @@ using Tonvale::support::LeadingInt;
 using Tonvale::webapi_utils::kSource;
 using namespace Tonvale::webapi::playlist_words;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 struct Playlist {
     std::string name;
@@ -49,7 +49,7 @@ bool FromCatalogue(const std::string &key, unsigned uid, bool shared, Playlist &
 // A file of the user's preference folder.
 bool FromFolder(const std::string &key, const std::string &userDir, Playlist &found) {
     const std::string file =
-        (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, PathBuffer().size() - 1);
+        (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, varn::kPathSize - 1);
     {
         const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         struct stat status;

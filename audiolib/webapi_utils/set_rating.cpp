@@ -11,6 +11,7 @@
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
+#include "varn/account.h"
 #include "webapi_utils/source.h"
 
 namespace {
@@ -19,7 +20,6 @@ using Tonvale::support::Guarded;
 
 using Tonvale::webapi_utils::kSource;
 
-constexpr unsigned kNoUser = 4294967295U;
 constexpr unsigned kMostStars = 5;
 
 using Clock = std::chrono::steady_clock;
@@ -84,7 +84,7 @@ int SetRating(unsigned uid, const std::vector<std::string> &identifiers, unsigne
 
 int VARNAudioWebapiSetSongRating(unsigned uid, const std::vector<std::string> &identifiers,
                                  unsigned star) noexcept {
-    if (identifiers.empty() || uid == kNoUser || star > kMostStars) {
+    if (identifiers.empty() || uid == varn::kNoUser || star > kMostStars) {
         return 0;
     }
     return Guarded(kSource, 0, [&] { return SetRating(uid, identifiers, star); });

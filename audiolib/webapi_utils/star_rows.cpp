@@ -11,6 +11,7 @@
 #include "support/statement.h"
 #include "tonvale/webapi.h"
 #include "varn/db.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 #include "webapi_utils/source.h"
 
@@ -60,10 +61,6 @@ std::string Joined(const std::vector<std::string> &items) {
         list.Append(item);
     }
     return list.text;
-}
-
-bool IsNumber(const std::string &text) {
-    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
 }
 
 void AddRow(const VARNDB_RESULT *result, int row, const Rating &rating, Rows &rows) {
@@ -176,7 +173,7 @@ int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
                               std::vector<std::string> &paths, MEDIA_DB_HANDLE *database,
                               unsigned uid, unsigned star) noexcept {
     const bool areNumbers =
-        !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), IsNumber);
+        !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), varn::IsNumber);
     if (!areNumbers || database == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;

@@ -11,6 +11,7 @@
 
 #include "linux/accounts.h"
 #include "linux/error.h"
+#include "varn/account.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -223,10 +224,10 @@ int VLIBSetEffective(uid_t uid, gid_t gid) {
 uid_t GetUserIdFromName(const char *user) {
     if (!NonEmptyStr(user)) {
         varn::SetError(VLIB_ERR_BAD_PARAMETER);
-        return static_cast<uid_t>(-1);
+        return varn::kNoUser;
     }
-    return varn::Guarded(static_cast<uid_t>(-1), [&] {
+    return varn::Guarded(varn::kNoUser, [&] {
         const auto account = varn::FindAccount(std::string(user));
-        return account ? account->uid : static_cast<uid_t>(-1);
+        return account ? account->uid : varn::kNoUser;
     });
 }

@@ -7,7 +7,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <limits>
@@ -17,6 +16,7 @@
 #include "linux/credentials.h"
 #include "linux/host_support.h"
 #include "linux/spawn.h"
+#include "varn/number.h"
 #include "varn/run_as.h"
 #include "varn/systempath.h"
 
@@ -66,13 +66,6 @@ std::string DataDir() {
 
 // ---- PostgreSQL's programs ---------------------------------------------------------------------
 
-// The number that a text begins with, or 0.
-int LeadingNumber(std::string_view text) {
-    int number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
-}
-
 bool HasServerPrograms(const std::string &folder) {
     return access((folder + "/initdb").c_str(), X_OK) == 0 &&
            access((folder + "/pg_ctl").c_str(), X_OK) == 0 &&
@@ -86,7 +79,7 @@ int VersionOfPrograms(const std::string &folder) {
     options.argv = {"postgres", "--version"};
     const Captured version = RunCaptured(options);  // "postgres (PostgreSQL) 15.4 ..."
     const std::size_t number = version.output.find(") ");
-    return number == std::string::npos ? 0 : LeadingNumber(version.output.substr(number + 2));
+    return number == std::string::npos ? 0 : LeadingNumber<int>(version.output.substr(number + 2));
 }
 
 // The folder of the server programs: of exactly the major version `wanted`, or of the newest when
@@ -98,7 +91,7 @@ std::string FindPrograms(int wanted) {
     int best = 0;
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator("/usr/lib/postgresql", error)) {
-        const int version = LeadingNumber(entry.path().filename().string());
+        const int version = LeadingNumber<int>(entry.path().filename().string());
         if (suits(version) && version > best && HasServerPrograms(entry.path() / "bin")) {
             best = version;
         }
@@ -180,7 +173,7 @@ Postmaster ReadPostmaster() {
     std::string line;
     for (int number = 1; std::getline(lines, line); ++number) {
         if (number == 1) {
-            server.pid = LeadingNumber(line);
+            server.pid = LeadingNumber<int>(line);
         } else if (number == kStatusLine) {
             server.ready = line.starts_with("ready");
         }
@@ -223,7 +216,7 @@ Outcome DisownStaleFiles(const Postmaster &server) {
          {DataDir() + "/postmaster.pid", SystemPath(path::kDatabaseSocket) + ".lock"}) {
         const std::string text = ReadTextFile(file).value_or("");
         const std::size_t end = text.find('\n');
-        if (LeadingNumber(text) != server.pid || end == std::string::npos) {
+        if (LeadingNumber<int>(text) != server.pid || end == std::string::npos) {
             continue;
         }
         const std::string number = std::to_string(std::numeric_limits<pid_t>::max());
@@ -243,7 +236,7 @@ std::vector<pid_t> Orphans(const std::string &programs) {
     std::error_code error;
     const std::string server = programs + "/postgres";
     for (const fs::directory_entry &entry : fs::directory_iterator("/proc", error)) {
-        const pid_t pid = LeadingNumber(entry.path().filename().string());
+        const pid_t pid = LeadingNumber<int>(entry.path().filename().string());
         const std::string program = fs::read_symlink(entry.path() / "exe", error);
         if (pid > 0 && (program == server || program == server + " (deleted)") &&
             fs::equivalent(entry.path() / "cwd", DataDir(), error)) {
@@ -294,8 +287,8 @@ Outcome FindOwnPrograms(std::string &folder) {
     if (!version) {
         return Failed("read", DataDir() + "/PG_VERSION");
     }
-    folder = FindPrograms(LeadingNumber(*version));
-    return folder.empty() ? NoPrograms(LeadingNumber(*version)) : Outcome::Good();
+    folder = FindPrograms(LeadingNumber<int>(*version));
+    return folder.empty() ? NoPrograms(LeadingNumber<int>(*version)) : Outcome::Good();
 }
 
 // ---- creation ----------------------------------------------------------------------------------

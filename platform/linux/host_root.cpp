@@ -181,7 +181,7 @@ Outcome PrepareAccounts(const std::string &root) {
         }
     }
     const uid_t package = GetUserIdFromName(kPackageAccount);
-    if (package == static_cast<uid_t>(-1)) {
+    if (package == kNoUser) {
         return Outcome::Problem(SystemPath(path::kPasswd) + " has no account Tonvale: add it, or " +
                                 "remove the file to have it made anew");
     }

@@ -1,15 +1,13 @@
 #include "linux/indexed_paths.h"
 
 #include <algorithm>
-#include <cstdlib>
 #include <memory>
 
 #include "linux/library_db.h"
-#include "linux/memory.h"
-#include "linux/pathtext.h"
 #include "varn/account.h"
 #include "varn/descriptor.h"
 #include "varn/host.h"
+#include "varn/path.h"
 #include "varn/share.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
@@ -19,16 +17,6 @@ namespace varn::playlist {
 namespace {
 
 constexpr std::size_t kMostFolders = 100000;  // of a list that names no two in the same one
-
-std::string RealPath(const std::string &path) {
-    const MallocPtr<char> real(realpath(path.c_str(), nullptr));
-    return real ? real.get() : "";
-}
-
-std::string FolderOf(const std::string &path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-}
 
 // Where a playlist really is. One that is not there is where its folder is.
 std::string RealFolderOf(const std::string &list) {
@@ -77,8 +65,9 @@ std::string LinkedMusicOf(const std::string &realFolder) {
         PVARN_USER found = nullptr;
         VARNUserGet(owner.name.c_str(), &found);
         const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
-        const std::string music = user ? RealPath(user->szHomeDir) + "/music" : "";
-        if (!music.empty() && PathBelow(RealPath(music), realFolder)) {
+        const std::string home = user ? RealPath(user->szHomeDir) : "";
+        const std::string music = home + "/music";
+        if (!home.empty() && PathBelow(RealPath(music), realFolder)) {
             return music;
         }
     }

@@ -22,6 +22,7 @@
 #include "linux/playlist_places.h"
 #include "linux/playlist_text.h"
 #include "linux/utf8.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 
 namespace varn::playlist {
@@ -50,8 +51,7 @@ UniqueFd OpenAsRoot(const std::string &path, Root &root) {
     if (geteuid() == 0 || !MaySwitchUser() || !root.emplace(Who::kRoot)) {
         return UniqueFd();
     }
-    const MallocPtr<char> resolved(realpath(path.c_str(), nullptr));
-    const std::string real = resolved ? resolved.get() : "";
+    const std::string real = RealPath(path);
     return FormatOf(real) ? UniqueFd(open(real.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY |
                                                             O_NOFOLLOW | O_CLOEXEC))
                           : UniqueFd();

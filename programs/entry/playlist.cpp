@@ -78,7 +78,7 @@ class Change : public Action {
     using Action::Action;
 
   protected:
-    static Json::Value Told(const Collection &collection, const Playlist &playlist) {
+    static Json::Value Changed(const Collection &collection, const Playlist &playlist) {
         return ObjectOf(AsAny(collection, playlist));
     }
     SongRecords Songs(const Collection &collection) const {
@@ -97,8 +97,8 @@ class Create : public Change {
         RequireRight(Asked(), collection);
         const std::string format = Asked().Choice("format", {"m3u", "pls", "wpl"}, "m3u");
         const SongRecords songs = Asked().Text("songs").empty() ? nullptr : Songs(collection);
-        return Told(collection,
-                    CreatePlaylist(collection, Asked().RequiredText("name"), format, songs.get()));
+        return Changed(collection, CreatePlaylist(collection, Asked().RequiredText("name"), format,
+                                                  songs.get()));
     }
 };
 
@@ -125,7 +125,8 @@ class Rename : public Edit {
 
   protected:
     Json::Value Do(const Collection &collection, const Playlist &playlist) override {
-        return Told(collection, RenamePlaylist(collection, playlist, Asked().RequiredText("name")));
+        return Changed(collection,
+                       RenamePlaylist(collection, playlist, Asked().RequiredText("name")));
     }
 };
 

@@ -13,6 +13,7 @@
 #include "picture_format.h"
 #include "slot.h"
 #include "tonvale/media.h"
+#include "varn/path.h"
 #include "varn/share.h"
 
 namespace tonvale_service {
@@ -39,7 +40,7 @@ Picture Opened(int fd, const struct stat &info) {
     return picture;
 }
 
-using PathBuffer = std::array<char, 4352>;
+using varn::PathBuffer;
 
 // A picture beside a song, to which no link may lead.
 Picture OpenBeside(const PlacedSong &song, const std::string &path) {

@@ -15,6 +15,7 @@
 
 #include "failure.h"
 #include "tonvale/playlists.h"
+#include "varn/number.h"
 #include "varn/packageconf.h"
 #include "varn/player.h"
 #include "varn/systempath.h"
@@ -230,7 +231,7 @@ Json::Value PlayerInfo(const std::string &renderer) {
     if (renderer.size() > kLongestRenderer) {
         throw Failure(Reason::kNoSuchRenderer, renderer);
     }
-    if (renderer.find_first_not_of("0123456789") == renderer.npos) {
+    if (varn::IsNumber(renderer)) {
         const int index = RendererNumber(renderer);
         return Ask(
             [&](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); },

@@ -24,6 +24,7 @@
 #include "text.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
+#include "varn/number.h"
 
 namespace tonvale_service {
 
@@ -35,11 +36,6 @@ void Report(int result, Reason reason, const std::string &path) {
     if (result != 0) {
         throw Failure(reason, path);
     }
-}
-
-bool IsNumber(const std::string &text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
 }
 
 bool IsUrl(const std::string &text) {
@@ -73,7 +69,7 @@ void CheckUtf8(const std::string &text) {
 }
 
 void FillSong(const Collection &collection, const std::string &name, VARN_MEDIA_INFO &record) {
-    if (IsNumber(name)) {
+    if (varn::IsNumber(name)) {
         PLAYLIST_REC *found = nullptr;
         const int count = VARNMusicListGetByID(collection.uid, name.c_str(), &found);
         const SongRecords owned(found);

@@ -10,6 +10,7 @@
 #include "list.h"
 #include "text.h"
 #include "varn/account.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -17,11 +18,6 @@ namespace tonvale_service {
 namespace {
 
 constexpr std::size_t kLongestName = 240;  // bytes, with room for an extension
-
-bool IsNumber(const std::string &text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
 
 Playlist Named(const VARN_PLAYLIST &record) {
     return {std::to_string(record.id), record.title, record.path, record.album};
@@ -130,7 +126,7 @@ std::string KeyOf(const Collection &collection, const Playlist &playlist) {
 
 void CheckName(const std::string &name) {
     const bool good = IsUtf8(name) && !name.empty() && name.size() <= kLongestName &&
-                      name.front() != '.' && !IsNumber(name) &&
+                      name.front() != '.' && !varn::IsNumber(name) &&
                       std::none_of(name.begin(), name.end(), [](char c) {
                           return c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7F';
                       });

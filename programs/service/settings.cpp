@@ -15,6 +15,7 @@
 #include "varn/account.h"
 #include "varn/base.h"
 #include "varn/packageconf.h"
+#include "varn/path.h"
 #include "varn/replace_file.h"
 #include "varn/run_as.h"
 #include "varn/systempath.h"
@@ -159,6 +160,12 @@ std::string AccountName(uid_t uid) {
     VARNUserGetByUID(uid, &found);
     const User user(found);
     return user ? user->szName : "";
+}
+
+std::string PreferenceFolder(const std::string &name) {
+    varn::PathBuffer folder{};
+    VARNUserPreferenceDirGet(name.c_str(), folder.data(), folder.size());
+    return folder.data();
 }
 
 Json::Value ReadUsers() {

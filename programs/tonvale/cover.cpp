@@ -1,8 +1,7 @@
-#include <json/json.h>
+#include <json/value.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -14,12 +13,14 @@
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "page_output.h"
 #include "service/cover.h"
 #include "service/failure.h"
 #include "service/settings.h"
 #include "service/songs.h"
 #include "song_ids.h"
 #include "tonvale/media.h"
+#include "varn/path.h"
 #include "varn/run_as.h"
 #include "varn/share.h"
 
@@ -52,7 +53,7 @@ struct Report {
     bool failed = false;
 };
 
-using PathBuffer = std::array<char, 4352>;
+using varn::PathBuffer;
 
 // Runs a call of the library and becomes the caller again: such calls leave the process as the
 // package's account, which need not be able to look at the folder next.
@@ -185,10 +186,7 @@ void PrintJson(const Report &report) {
         entry["result"] = ValidUtf8(place.result);
         root["places"].append(entry);
     }
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    std::printf("%s\n", Json::writeString(builder, root).c_str());
+    tonvale_cli::PrintJson(root);
 }
 
 void Print(const Report &report) {

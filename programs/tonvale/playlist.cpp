@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 
-#include "accounts.h"
 #include "command.h"
 #include "number.h"
 #include "page_output.h"
@@ -13,6 +12,7 @@
 #include "service/playlist_edit.h"
 #include "service/playlist_place.h"
 #include "service/playlists.h"
+#include "service/settings.h"
 #include "service/tracks.h"
 #include "track_output.h"
 #include "varn/run_as.h"
@@ -43,7 +43,7 @@ using Options = const PlaylistOptions &;
 int Show(Options options, const AnyPlaylist &playlist) {
     const std::string &user = options.collection.user;
     Tonvale::webapi::playlist::PlaylistLibrary library(options.collection.uid, user,
-                                                       PreferenceFolder(user));
+                                                       tonvale_service::PreferenceFolder(user));
     Apply(options.json ? options.additions : Additions{"song_tag", "song_audio"}, library);
     const auto page = ListTracks(playlist, library, options.offset, options.limit);
     if (options.json) {
