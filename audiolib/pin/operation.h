@@ -1,10 +1,13 @@
 // The frame of every operation of a PinManager.
 #pragma once
 
+#include <optional>
+#include <string>
 #include <utility>
 
 #include "pin/source.h"
 #include "support/boundary.h"
+#include "support/statement.h"
 #include "tonvale/pins.h"
 
 namespace Tonvale::pin {
@@ -28,6 +31,18 @@ Result Operation(PinManager &manager, Result failure, Body &&body,
         manager.SetErrorCode(PIN_ERROR_DATABASE);
     }
     return result;
+}
+
+// Runs a statement over the manager's connection; `rows` may be null. A failure is logged under
+// `line` and is the error of the database.
+inline bool Run(PinManager &manager, const std::optional<std::string> &statement,
+                support::Result *rows = nullptr, int line = __builtin_LINE()) {
+    DBConnect_tag *const conn = manager.Get();
+    if (conn != nullptr && support::Execute(kSource, conn, statement, rows, line)) {
+        return true;
+    }
+    manager.SetErrorCode(PIN_ERROR_DATABASE);
+    return false;
 }
 
 }  // namespace Tonvale::pin

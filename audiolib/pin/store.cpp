@@ -61,9 +61,29 @@ PinData ReadRow(const support::Result &rows, int row) {
     return pin;
 }
 
-bool Query(DBConnect_tag *conn, const std::optional<std::string> &statement, support::Result *rows,
-           int line) {
-    return conn != nullptr && support::Execute(kSource, conn, statement, rows, line);
+// The pins of a statement's rows, with the stored form of their criteria.
+bool ReadStored(PinManager &manager, const std::optional<std::string> &statement,
+                std::vector<PinData> &pins, int line = __builtin_LINE()) {
+    support::Result rows;
+    if (!pin::Run(manager, statement, &rows, line)) {
+        return false;
+    }
+    while (const auto row = support::NextRow(rows)) {
+        pins.push_back(ReadRow(rows, *row));
+    }
+    return true;
+}
+
+// The number in a column of a statement's only row.
+bool ReadNumber(PinManager &manager, const std::optional<std::string> &statement,
+                const char *column, int &number, int line = __builtin_LINE()) {
+    support::Result rows;
+    if (!pin::Run(manager, statement, &rows, line)) {
+        return false;
+    }
+    const auto row = support::NextRow(rows);
+    number = row ? static_cast<int>(support::NumberField(rows, *row, column)) : 0;
+    return true;
 }
 
 }  // namespace
@@ -99,38 +119,7 @@ bool PinManager::Fail(int code) {
     return false;
 }
 
-bool PinManager::Run(const std::optional<std::string> &statement, int line) {
-    return Query(Get(), statement, nullptr, line) || Fail(PIN_ERROR_DATABASE);
-}
-
-bool PinManager::ReadStored(const std::optional<std::string> &statement, std::vector<PinData> &pins,
-                            int line) {
-    support::Result rows;
-    if (!Query(Get(), statement, &rows, line)) {
-        return Fail(PIN_ERROR_DATABASE);
-    }
-    while (const auto row = support::NextRow(rows)) {
-        pins.push_back(ReadRow(rows, *row));
-    }
-    return true;
-}
-
-bool PinManager::ReadNumber(const std::optional<std::string> &statement, const char *column,
-                            int &number, int line) {
-    support::Result rows;
-    if (!Query(Get(), statement, &rows, line)) {
-        return Fail(PIN_ERROR_DATABASE);
-    }
-    const auto row = support::NextRow(rows);
-    number = row ? static_cast<int>(support::NumberField(rows, *row, column)) : 0;
-    return true;
-}
-
-bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &out, int line) {
-    std::vector<PinData> pins;
-    if (!ReadStored(statement, pins, line)) {
-        return false;
-    }
+bool PinManager::TakeFirst(std::vector<PinData> &pins, PinData &out) {
     if (pins.empty()) {
         return Fail(PIN_ERROR_NOT_FOUND);
     }
@@ -143,19 +132,25 @@ int PinManager::GetPinTotalByUser() noexcept {
     return Operation(*this, -1, [&] {
         const support::Text statement(VLIBCStrGet(kCountOfUser, static_cast<int>(uid_)));
         int total = 0;
-        return ReadNumber(Formatted(statement), "count", total) ? total : -1;
+        return ReadNumber(*this, Formatted(statement), "count", total) ? total : -1;
     });
 }
 
 bool PinManager::GetPinByUserId(const std::string &id, PinData &out) noexcept {
-    return Operation(*this, false,
-                     [&] { return ReadOne(varn::Sql(kById, static_cast<int>(uid_), id), out); });
+    return Operation(*this, false, [&] {
+        std::vector<PinData> pins;
+        return ReadStored(*this, varn::Sql(kById, static_cast<int>(uid_), id), pins) &&
+               TakeFirst(pins, out);
+    });
 }
 
 bool PinManager::GetPinByUserTypeCriteria(const std::string &type, const std::string &criteriaJson,
                                           PinData &out) noexcept {
     return Operation(*this, false, [&] {
-        return ReadOne(varn::Sql(kByView, static_cast<int>(uid_), type, criteriaJson), out);
+        std::vector<PinData> pins;
+        return ReadStored(*this, varn::Sql(kByView, static_cast<int>(uid_), type, criteriaJson),
+                          pins) &&
+               TakeFirst(pins, out);
     });
 }
 
@@ -163,7 +158,7 @@ bool PinManager::ReadPage(int offset, int limit, std::vector<PinData> &pins) {
     const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
     const support::Text statement(
         VLIBCStrGet(kPage, static_cast<int>(uid_), offset, limitClause.c_str()));
-    return ReadStored(Formatted(statement), pins);
+    return ReadStored(*this, Formatted(statement), pins);
 }
 
 bool PinManager::ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept {
@@ -203,14 +198,14 @@ bool PinManager::Insert(const std::string &type, const std::string &name,
                         const std::string &criteria) {
     const int user = static_cast<int>(uid_);
     int last = 0;
-    if (!ReadNumber(varn::Sql(kLastKey, user), "max", last)) {
+    if (!ReadNumber(*this, varn::Sql(kLastKey, user), "max", last)) {
         return false;
     }
     if (last == INT_MAX) {
         LOG_ERROR(kSource, "No place behind the pin with sort key %d", last);
         return Fail(PIN_ERROR_DATABASE);
     }
-    return Run(varn::Sql(kInsert, user, type, name, criteria, last + 1));
+    return pin::Run(*this, varn::Sql(kInsert, user, type, name, criteria, last + 1));
 }
 
 bool PinManager::Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
@@ -238,14 +233,16 @@ bool PinManager::Pin(const std::string &type, const Json::Value &criteria, const
 bool PinManager::Unpin(const std::string &id) noexcept {
     return Operation(*this, false, [&] {
         PinData pin;
-        return GetPinByUserId(id, pin) && Run(varn::Sql(kDelete, static_cast<int>(uid_), id));
+        return GetPinByUserId(id, pin) &&
+               pin::Run(*this, varn::Sql(kDelete, static_cast<int>(uid_), id));
     });
 }
 
 bool PinManager::Rename(const std::string &id, const std::string &name) noexcept {
     return Operation(*this, false, [&] {
         PinData pin;
-        return GetPinByUserId(id, pin) && Run(varn::Sql(kRename, name, static_cast<int>(uid_), id));
+        return GetPinByUserId(id, pin) &&
+               pin::Run(*this, varn::Sql(kRename, name, static_cast<int>(uid_), id));
     });
 }
 

@@ -6,6 +6,7 @@
 #include <new>
 #include <string>
 
+#include "misc/song_rating.h"
 #include "support/boundary.h"
 #include "support/handles.h"
 #include "support/log.h"
@@ -61,7 +62,7 @@ void WriteFiles(const std::vector<std::string> &paths, unsigned uid, unsigned st
     for (const std::string &path : paths) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
         const int milliseconds = static_cast<int>(std::max<std::int64_t>(left.count(), 0));
-        Tonvale::SetSongRatingToEA(path.c_str(), uid, star, milliseconds);
+        Tonvale::misc::SetSongRating(path.c_str(), uid, star, milliseconds);
     }
 }
 

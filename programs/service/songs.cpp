@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdint>
@@ -12,6 +13,8 @@
 #include "failure.h"
 #include "kinds.h"
 #include "music_places.h"
+#include "varn/rating_record.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -152,13 +155,15 @@ void KeepRating(const Record &record, uid_t uid, unsigned stars, Clock::time_poi
     const auto &[owner, path] = record;
     try {
         const PlacedSong song(owner, path);
-        if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end),
-                                       path.c_str()) == 1) {
+        const varn::RunAs root(varn::Who::kRoot);
+        if (varn::KeepRating(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end)) ==
+            varn::RatingKept::kYes) {
             return;
         }
-    } catch (const Failure &) {  // it leads out of the music
+    } catch (const Failure &) {
+        errno = EXDEV;  // it leads out of the music
     }
-    syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
+    syslog(LOG_ERR, "The rating of %s is kept in the database alone: %m", path.c_str());
 }
 
 }  // namespace

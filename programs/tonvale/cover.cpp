@@ -101,12 +101,7 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
 
 // True for a file that the library can open, whoever runs this.
 bool IsThere(const std::string &path) {
-    struct stat info = {};
-    const int fd = AsCaller([&] { return Tonvale::OpenCover(path.c_str(), &info); });
-    if (fd >= 0) {
-        close(fd);
-    }
-    return fd >= 0;
+    return tonvale_service::OpenPicture(path).file != nullptr;
 }
 
 // The small copy: made when it is asked for, otherwise only looked at.
@@ -115,8 +110,7 @@ void AddScaled(const CoverOptions &options, Report &report) {
     if (VARNEADirPath(options.file.c_str(), folder.data(), folder.size()) != 0) {
         return;
     }
-    if (options.scale &&
-        AsCaller([&] { return tonvale_service::OpenPicture(report.chosen); }).type.empty()) {
+    if (options.scale && tonvale_service::OpenPicture(report.chosen).type.empty()) {
         report.failed = true;
         report.places.push_back(
             {"small copy", "", "not made: " + report.chosen + " is no picture"});

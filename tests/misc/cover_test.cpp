@@ -179,14 +179,11 @@ TEST_F(CoverPathTest, LeavesAnyAccountAsThePackage) {
     fs::create_directory(own);
     ASSERT_EQ(chown(own.c_str(), kAlice, static_cast<gid_t>(-1)), 0);
     fs::permissions(own, fs::perms(0700));
-    struct stat info = {};
     std::array<char, 4096> path = {};
     const std::string cover = Music() / "cover.jpg";
     const std::function<bool()> calls[] = {
         [&] { return VARNAudioGetEmbeddedCoverPath(song.c_str(), path.data(), 4096) == 0; },
         [&] { return VARNAudioGetFolderCoverPath(song.c_str(), path.data(), 4096) == 0; },
-        [&] { return !Tonvale::FindCover(song.c_str()).path.empty(); },
-        [&] { return close(Tonvale::OpenCover(cover.c_str(), &info)) == 0; },
         [] { return VARNAudioCheckScaleArt("/none", "/none") == 0; },
         [&] { return VARNAudioScaleImage("/none", (cover + ".jpg").c_str()) == -1; },
     };
@@ -214,66 +211,6 @@ TEST_F(CoverPathTest, NeedsAFolderToComeBackTo) {
         EXPECT_NE(geteuid(), 0U) << "still root";
     }));
     EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get current directory$"));
-}
-
-TEST_F(CoverPathTest, PrefersThePictureOfTheSongItself) {
-    using Tonvale::CoverPlace;
-    const fs::path song = Put(Music() / "song.mp3");
-    const auto find = [&] {
-        const Tonvale::Cover cover = AsPackage([&] { return Tonvale::FindCover(song.c_str()); });
-        return std::pair(cover.place, fs::path(cover.path));
-    };
-    EXPECT_EQ(find(), std::pair(CoverPlace::kNone, fs::path()));
-    Put(Music() / "folder.jpg");
-    EXPECT_EQ(find(), std::pair(CoverPlace::kFolder, Music() / "folder.jpg"));
-    Put(EaDir(song) / "APIC.png");
-    EXPECT_EQ(find(), std::pair(CoverPlace::kEmbedded, EaDir(song) / "APIC.png"));
-    EXPECT_EQ(Tonvale::FindCover(nullptr).place, CoverPlace::kNone);
-}
-
-TEST_F(CoverPathTest, OpensPicturesAndNothingElse) {
-    const fs::path picture = Put(Music() / "cover.jpg", "picture");
-    struct stat info = {};
-    const int fd = AsPackage([&] { return Tonvale::OpenCover(picture.c_str(), &info); });
-    ASSERT_GE(fd, 0) << "the folder is root's alone";
-    EXPECT_EQ(info.st_size, 7);
-    EXPECT_TRUE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
-    close(fd);
-    for (const fs::path &path : NoFiles()) {
-        EXPECT_EQ(AsPackage([&] { return Tonvale::OpenCover(path.c_str(), &info); }), -1) << path;
-    }
-}
-
-TEST_F(CoverPathTest, TellsWhetherAPictureChanged) {
-    struct stat info = {};
-    info.st_ino = 1;
-    info.st_size = 2;
-    info.st_mtim = {784111777, 5};
-    const Tonvale::Validators now = Tonvale::ValidatorsOf(info);
-    EXPECT_EQ(now.lastModified, "Sun, 06 Nov 1994 08:49:37 GMT");
-    for (auto change : {+[](struct stat &s) { ++s.st_ino; }, +[](struct stat &s) { ++s.st_size; },
-                        +[](struct stat &s) { ++s.st_mtim.tv_sec; },
-                        +[](struct stat &s) { ++s.st_mtim.tv_nsec; }}) {
-        struct stat other = info;
-        change(other);
-        EXPECT_NE(Tonvale::ValidatorsOf(other).etag, now.etag);
-    }
-    const std::string tag = now.etag;
-    const std::pair<std::string, bool> kCases[] = {
-        {tag, true},  {"W/" + tag, true},     {"\"a\" ,\t" + tag + " , \"b\"", true},
-        {"*", true},  {tag.substr(1), false}, {"\"a\", \"b\"", false},
-        {",,", false}};
-    for (const auto &[ifNoneMatch, unchanged] : kCases) {
-        EXPECT_EQ(Tonvale::IsUnchanged(now, ifNoneMatch.c_str(), nullptr), unchanged)
-            << ifNoneMatch;
-    }
-    const char *date = now.lastModified.c_str();
-    EXPECT_TRUE(Tonvale::IsUnchanged(now, "", date));
-    EXPECT_FALSE(Tonvale::IsUnchanged(now, "\"a\"", date));
-    EXPECT_FALSE(Tonvale::IsUnchanged(now, "", "Sun, 06 Nov 1994 08:49:36 GMT"));
-    EXPECT_FALSE(Tonvale::IsUnchanged(now, "", nullptr));
-    EXPECT_FALSE(Tonvale::IsUnchanged({}, nullptr, ""));
-    EXPECT_FALSE(Tonvale::IsUnchanged({}, ",,", nullptr)) << "no tag is not an empty one";
 }
 
 }  // namespace
