@@ -4,6 +4,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <string>
@@ -104,6 +105,13 @@ int Switch(const Steps &steps) {
     return 0;
 }
 
+bool IsCurrent(const Identity &identity) {
+    const std::vector<gid_t> groups = CurrentGroups();
+    return geteuid() == identity.uid && getegid() == identity.gid &&
+           std::is_permutation(groups.begin(), groups.end(), identity.groups.begin(),
+                               identity.groups.end());
+}
+
 int SwitchTo(const Identity &to, bool effectiveOnly) {
     return Switch([&](const IdsBefore &) {
         if (setgroups(to.groups.size(), to.groups.data()) != 0) {
@@ -165,7 +173,7 @@ bool RunAs::Become(Who who) const {
     const std::optional<Identity> to = who == Who::kRoot
                                            ? Identity{kRootUid, kRootGid, before_.groups}
                                            : IdentityOf(kPackageAccount);
-    if (!to || SwitchTo(*to, true) == 0) {
+    if (!to || IsCurrent(*to) || SwitchTo(*to, true) == 0) {
         return to.has_value();
     }
     Log("IF_RUN_AS", *to);
@@ -194,7 +202,7 @@ bool RunAs::Leave() const {
             return true;
         }
     }
-    return (IsBack() && CurrentGroups() == before_.groups) || SwitchTo(before_, true) == 0;
+    return IsCurrent(before_) || SwitchTo(before_, true) == 0;
 }
 
 void RunAs::Log(const char *tag, const Identity &to) const {
