@@ -1,8 +1,8 @@
 // Looking playlists up in the library.
 #include "playlist/catalogue.h"
 
+#include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +16,7 @@
 #include "support/boundary.h"
 #include "support/chain.h"
 #include "support/log.h"
+#include "support/numbers.h"
 #include "tonvale/library.h"
 #include "varn/account.h"
 #include "varn/run_as.h"
@@ -190,8 +191,7 @@ void CopyText(std::string_view text, char *out, std::size_t size) {
 }
 
 int RowNumber(const char *idText) {
-    const long number = std::strtol(idText, nullptr, 10);
-    return number > 0 && number <= INT_MAX ? static_cast<int>(number) : 0;
+    return std::max(support::LeadingInt(idText), 0);
 }
 
 }  // namespace Tonvale::playlist

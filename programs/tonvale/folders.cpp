@@ -54,7 +54,7 @@ void PrintTable(SongPage &page) {
 }
 
 // A folder as the lists and pins tell it, or its bare number.
-int FolderOf(const std::string &text, const std::string &option, int least) {
+int FolderNumber(const std::string &text, const std::string &option, int least) {
     return text.starts_with("dir_") ? tonvale_service::ParseFolderId(text)
                                     : ParseNumber(text, option, least);
 }
@@ -92,12 +92,13 @@ void AddFolders(CLI::App &app, Action &action) {
     name->type_name("TEXT");
     CLI::Option *below = verb->add_option_function<std::string>(
         "--below",
-        [options](const std::string &text) { options->below = FolderOf(text, "--below", 1); },
+        [options](const std::string &text) { options->below = FolderNumber(text, "--below", 1); },
         "Only folders below the one with this id");
     below->type_name("ID");
     AddPage(*verb, *options, tonvale_service::FolderSortKeys(), "folders");
     CLI::Option *inside = verb->add_option_function<std::string>(
-        "--in", [options](const std::string &text) { options->inside = FolderOf(text, "--in", 0); },
+        "--in",
+        [options](const std::string &text) { options->inside = FolderNumber(text, "--in", 0); },
         "What is in the folder with this id, songs too; 0: the indexed folders");
     inside->type_name("ID")->excludes(name)->excludes(below);
     inside->excludes(verb->get_option("--sort-by"));
