@@ -89,8 +89,11 @@ BENCHMARK(CachedCopy)->UseManualTime()->Iterations(2000)->Unit(benchmark::kMicro
 
 void FindCover(benchmark::State &state) {
     const Album album;
+    std::array<char, 4096> path;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(Tonvale::FindCover(album.song.c_str()));
+        VARNAudioGetEmbeddedCoverPath(album.song.c_str(), path.data(), path.size());
+        benchmark::DoNotOptimize(
+            VARNAudioGetFolderCoverPath(album.song.c_str(), path.data(), path.size()));
     }
 }
 BENCHMARK(FindCover)->Iterations(2000)->Unit(benchmark::kMicrosecond);

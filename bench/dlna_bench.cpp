@@ -136,7 +136,7 @@ void LookUp(benchmark::State &state) {
         node->iniChildList();
         for (int64_t i = 0; i < children; ++i) {
             node->children->nodes().push_back(std::make_unique<ItemNode>());
-            node->children->nodes().back()->values = ItemValues(kValues, node->children->memory());
+            node->children->nodes().back()->values = ItemValues(kValues);
         }
         return node;
     };

@@ -8,10 +8,10 @@
 #include "ctrl/mixer.h"
 #include "ctrl/source.h"
 #include "support/boundary.h"
-#include "support/run_as.h"
 #include "tonvale/players.h"
 #include "varn/handles.h"
 #include "varn/packageconf.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace Tonvale::ctrl {
@@ -55,7 +55,7 @@ std::optional<CardVolume> OpenCardVolume() {
 }
 
 int KernelVolume() {
-    const support::RootThenPackage root(kCtrl);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kCtrl);
     if (!root) {
         return -1;
     }
@@ -88,7 +88,7 @@ int SetKernelVolume(int volume) {
 }
 
 int CheckHardwareMixer() {
-    const support::RootThenPackage root(kCtrl);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kCtrl);
     if (!root) {
         return -1;
     }

@@ -61,20 +61,16 @@ using Tonvale::support::Guarded;
 
 DMAgent::DMAgent(DMAGENT_ACTION action, std::string url) noexcept
     : action_(action), url_(std::move(url)) {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         addHeader("Content-Type", "text/xml; charset=\"utf-8\"");
         addHeader("SOAPACTION", std::string("\"" SERVICE_TYPE "#") + NameOf(action) + "\"");
-        return true;
     });
 }
 
 DMAgent::~DMAgent() = default;
 
 void DMAgent::addHeader(std::string name, std::string value) noexcept {
-    Guarded(kSource, false, [&] {
-        Tonvale::dlna::AddLine(headers_, name + ": " + value);
-        return true;
-    });
+    Guarded(kSource, [&] { Tonvale::dlna::AddLine(headers_, name + ": " + value); });
 }
 
 void DMAgent::setBounds(int seconds, std::size_t bytes) noexcept {

@@ -27,17 +27,16 @@ std::string_view Find(const ItemNode &node, std::string_view key) {
 
 using Tonvale::support::Guarded;
 
-ItemValues::ItemValues(std::span<const Entry> entries, std::pmr::memory_resource &memory) {
-    std::size_t bytes = 2 * entries.size() * sizeof(uint32_t);
-    const std::size_t textAt = bytes;
+ItemValues::ItemValues(std::span<const Entry> entries) : size_(entries.size()) {
+    std::size_t bytes = 0;
     for (const auto &[key, value] : entries) {
         bytes += key.size() + value.size();
     }
-    auto *ends = static_cast<uint32_t *>(memory.allocate(bytes, alignof(uint32_t)));
-    char *text = reinterpret_cast<char *>(ends) + textAt;
+    ends_ = std::make_unique_for_overwrite<uint32_t[]>(2 * size_ + (bytes + sizeof(uint32_t) - 1) /
+                                                                       sizeof(uint32_t));
+    uint32_t *ends = ends_.get();
+    char *text = reinterpret_cast<char *>(ends + 2 * size_);
     uint32_t end = 0;
-    ends_ = ends;
-    size_ = entries.size();
     for (const auto &[key, value] : entries) {
         for (const std::string_view part : {key, value}) {
             std::memcpy(text + end, part.data(), part.size());
@@ -48,7 +47,7 @@ ItemValues::ItemValues(std::span<const Entry> entries, std::pmr::memory_resource
 }
 
 std::string_view ItemValues::Part(std::size_t part) const noexcept {
-    const char *text = reinterpret_cast<const char *>(ends_ + 2 * size_);
+    const char *text = reinterpret_cast<const char *>(&ends_[2 * size_]);
     const uint32_t begin = part > 0 ? ends_[part - 1] : 0;
     return {text + begin, ends_[part] - begin};
 }
@@ -80,11 +79,10 @@ std::string ItemNode::getValueByKey(std::string key) const noexcept {
 }
 
 void ItemNode::iniChildList() noexcept {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         if (!children) {
             children = std::make_unique<ItemList>();
         }
-        return true;
     });
 }
 

@@ -34,7 +34,7 @@ void Settle(Entries &entries) {
     entries.erase(end, entries.end());
 }
 
-ItemValues ValuesOf(const xmlNode &element, Entries &entries, std::pmr::memory_resource &memory) {
+ItemValues ValuesOf(const xmlNode &element, Entries &entries) {
     entries.clear();
     for (const xmlAttr *attribute = element.properties; attribute != nullptr;
          attribute = attribute->next) {
@@ -49,19 +49,18 @@ ItemValues ValuesOf(const xmlNode &element, Entries &entries, std::pmr::memory_r
         }
     }
     Settle(entries);
-    return ItemValues(entries, memory);
+    return ItemValues(entries);
 }
 
-void AddItem(ItemList &list, const xmlNode &element, Entries &entries,
-             std::pmr::memory_resource &memory) {
+void AddItem(ItemList &list, const xmlNode &element, Entries &entries) {
     auto node = std::make_unique<ItemNode>();
-    node->values = ValuesOf(element, entries, memory);
+    node->values = ValuesOf(element, entries);
     for (const xmlNode *child = element.children; child != nullptr; child = child->next) {
         if (IsElement(*child) && NameOf(*child) == kResource) {
             if (!node->children) {
                 node->children = std::make_unique<ItemList>();
             }
-            AddItem(*node->children, *child, entries, memory);
+            AddItem(*node->children, *child, entries);
         }
     }
     list.nodes().push_back(std::move(node));
@@ -82,9 +81,9 @@ void Walk(DMAParser &parser, const xmlNode *node, Entries &entries) {
         }
         const std::string_view name = NameOf(*node);
         if (name == "container") {
-            AddItem(parser.containers, *node, entries, parser.containers.memory());
+            AddItem(parser.containers, *node, entries);
         } else if (name == "item") {
-            AddItem(parser.items, *node, entries, parser.items.memory());
+            AddItem(parser.items, *node, entries);
         } else if (name == "TotalMatches" || name == "NumberReturned") {
             // One field for both.
             if (node->children != nullptr) {
@@ -125,10 +124,9 @@ int DMAParser::Parse(DMABrowse *browse) noexcept {
 }
 
 void DMAParser::prcXMLNode(_xmlNode *node) noexcept {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         Entries entries;
         Walk(*this, node, entries);
-        return true;
     });
 }
 
@@ -136,9 +134,8 @@ void DMAParser::prcItem(ItemList *list, _xmlNode *node) noexcept {
     if (list == nullptr || node == nullptr || !IsElement(*node)) {
         return;
     }
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         Entries entries;
-        AddItem(*list, *node, entries, list->memory());
-        return true;
+        AddItem(*list, *node, entries);
     });
 }

@@ -9,7 +9,6 @@ namespace Tonvale::dlna {
 namespace {
 
 using support::Curl;
-using support::HasCurl;
 
 constexpr char kUserAgent[] = "Tonvale/2.0 UPnP/1.0 DLNADOC/1.50";
 
@@ -38,42 +37,31 @@ void HeaderListFree::operator()(curl_slist *list) const noexcept {
 }
 
 void AddLine(HeaderList &list, const std::string &line) noexcept {
-    curl_slist *longer = HasCurl() ? Curl().slist_append(list.get(), line.c_str()) : nullptr;
+    curl_slist *longer = Curl() ? Curl().slist_append(list.get(), line.c_str()) : nullptr;
     if (longer != nullptr) {
         static_cast<void>(list.release());
         list.reset(longer);
     }
 }
 
-Post::Post() noexcept : handle_(HasCurl() ? Curl().easy_init() : nullptr) {
-    if (handle_ != nullptr) {
-        Curl().global_init(CURL_GLOBAL_ALL);
-    }
-}
-
-Post::~Post() {
-    if (handle_ != nullptr) {
-        Curl().easy_cleanup(handle_);
-        Curl().global_cleanup();
-    }
-}
+Post::Post() noexcept : handle_(support::NewCurlHandle()) {}
 
 void Post::SetBounds(int seconds, std::size_t bytes) noexcept {
-    Curl().easy_setopt(handle_, CURLOPT_TIMEOUT, static_cast<long>(seconds));
+    Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT, static_cast<long>(seconds));
     mostBytes_ = bytes;
 }
 
 int Post::Send(const std::string &url, const HeaderList &headers, std::string_view body,
                std::string &answer) noexcept {
     Receiver receiver{answer, mostBytes_};
-    Curl().easy_setopt(handle_, CURLOPT_URL, url.c_str());
-    Curl().easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
-    Curl().easy_setopt(handle_, CURLOPT_HTTPHEADER, headers.get());
-    Curl().easy_setopt(handle_, CURLOPT_POSTFIELDS, body.data());
-    Curl().easy_setopt(handle_, CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
-    Curl().easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Append);
-    Curl().easy_setopt(handle_, CURLOPT_WRITEDATA, &receiver);
-    return Curl().easy_perform(handle_);
+    Curl().easy_setopt(handle_.get(), CURLOPT_URL, url.c_str());
+    Curl().easy_setopt(handle_.get(), CURLOPT_USERAGENT, kUserAgent);
+    Curl().easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, headers.get());
+    Curl().easy_setopt(handle_.get(), CURLOPT_POSTFIELDS, body.data());
+    Curl().easy_setopt(handle_.get(), CURLOPT_POSTFIELDSIZE, static_cast<long>(body.size()));
+    Curl().easy_setopt(handle_.get(), CURLOPT_WRITEFUNCTION, Append);
+    Curl().easy_setopt(handle_.get(), CURLOPT_WRITEDATA, &receiver);
+    return Curl().easy_perform(handle_.get());
 }
 
 }  // namespace Tonvale::dlna

@@ -6,8 +6,7 @@
 #include <string_view>
 
 #include "tonvale/dlna.h"
-
-using CURL = void;
+#include "varn/curl.h"
 
 namespace Tonvale::dlna {
 
@@ -20,9 +19,6 @@ void AddLine(HeaderList &list, const std::string &line) noexcept;
 class Post {
   public:
     Post() noexcept;
-    ~Post();
-    Post(const Post &) = delete;
-    Post &operator=(const Post &) = delete;
 
     // False when there is no memory for a request, or no libcurl.
     explicit operator bool() const noexcept { return handle_ != nullptr; }
@@ -36,7 +32,7 @@ class Post {
              std::string &answer) noexcept;
 
   private:
-    CURL *handle_;
+    varn::CurlHandle handle_;
     std::size_t mostBytes_ = 0;
 };
 

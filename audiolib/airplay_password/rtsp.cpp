@@ -27,37 +27,25 @@ std::size_t Discard(char *, std::size_t size, std::size_t count, void *) noexcep
 
 }  // namespace
 
-struct RtspClient::List {
-    curl_slist *lines = nullptr;
-    ~List() { Curl().slist_free_all(lines); }
-};
-
 RtspClient::RtspClient(const std::string &host, const std::string &port)
-    : url_("rtsp://" + host + ":" + port),
-      handle_(support::HasCurl() ? Curl().easy_init() : nullptr) {
-    if (handle_ == nullptr) {
+    : url_("rtsp://" + host + ":" + port), handle_(support::NewCurlHandle()) {
+    if (!handle_) {
         LOG_ERROR(kSource, "Failed to init curl.");
     }
 }
 
-RtspClient::~RtspClient() {
-    if (handle_ != nullptr) {
-        Curl().easy_cleanup(handle_);
-    }
-}
-
 bool RtspClient::Prepare(Challenge &challenge) {
-    CURLcode code = Curl().easy_setopt(handle_, CURLOPT_URL, url_.c_str());
+    CURLcode code = Curl().easy_setopt(handle_.get(), CURLOPT_URL, url_.c_str());
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set curl url, code=%d, [%s]", code, url_.c_str());
         return false;
     }
-    code = Curl().easy_setopt(handle_, CURLOPT_HEADERFUNCTION, OnHeader);
+    code = Curl().easy_setopt(handle_.get(), CURLOPT_HEADERFUNCTION, OnHeader);
     if (code == CURLE_OK) {
-        code = Curl().easy_setopt(handle_, CURLOPT_HEADERDATA, &challenge);
+        code = Curl().easy_setopt(handle_.get(), CURLOPT_HEADERDATA, &challenge);
     }
     if (code == CURLE_OK) {
-        code = Curl().easy_setopt(handle_, CURLOPT_WRITEFUNCTION, Discard);
+        code = Curl().easy_setopt(handle_.get(), CURLOPT_WRITEFUNCTION, Discard);
     }
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set head function, code=%d", code);
@@ -67,13 +55,12 @@ bool RtspClient::Prepare(Challenge &challenge) {
 }
 
 bool RtspClient::AddHeader(const std::string &line) {
-    list_ = std::make_unique<List>();
-    list_->lines = Curl().slist_append(nullptr, line.c_str());
-    if (list_->lines == nullptr) {
+    list_.reset(Curl().slist_append(nullptr, line.c_str()));
+    if (!list_) {
         LOG_ERROR(kSource, "Failed to set append curl slist, code=%d", CURLE_OUT_OF_MEMORY);
         return false;
     }
-    const CURLcode code = Curl().easy_setopt(handle_, CURLOPT_HTTPHEADER, list_->lines);
+    const CURLcode code = Curl().easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, list_.get());
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set http header, code=%d", code);
         return false;
@@ -82,24 +69,24 @@ bool RtspClient::AddHeader(const std::string &line) {
 }
 
 int RtspClient::Perform() {
-    CURLcode code = Curl().easy_setopt(handle_, CURLOPT_NOSIGNAL, 1L);
+    CURLcode code = Curl().easy_setopt(handle_.get(), CURLOPT_NOSIGNAL, 1L);
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to set curl NOSIGNAL, code=%d", code);
         return 0;
     }
-    Curl().easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT, kTimeoutSeconds);
-    Curl().easy_setopt(handle_, CURLOPT_TIMEOUT, kTimeoutSeconds);
+    Curl().easy_setopt(handle_.get(), CURLOPT_CONNECTTIMEOUT, kTimeoutSeconds);
+    Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT, kTimeoutSeconds);
     // Else a name server that is silent is waited for beyond that: the resolver's thread is joined.
-    Curl().easy_setopt(handle_, CURLOPT_QUICK_EXIT, 1L);
+    Curl().easy_setopt(handle_.get(), CURLOPT_QUICK_EXIT, 1L);
     // A speaker stands in this network, whatever proxy the environment names for others.
-    Curl().easy_setopt(handle_, CURLOPT_PROXY, "");
-    code = Curl().easy_perform(handle_);
+    Curl().easy_setopt(handle_.get(), CURLOPT_PROXY, "");
+    code = Curl().easy_perform(handle_.get());
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to curl_easy_perform, code=%d, url[%s]", code, url_.c_str());
         return 0;
     }
     long status = 0;
-    code = Curl().easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &status);
+    code = Curl().easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &status);
     if (code != CURLE_OK) {
         LOG_ERROR(kSource, "Failed to curl_easy_getinfo, code=%d", code);
         return 0;
@@ -112,7 +99,7 @@ int RtspClient::Options(const std::string &headerLine, Challenge &challenge) {
         return 0;
     }
     const int status = Perform();
-    Curl().easy_setopt(handle_, CURLOPT_HTTPHEADER, nullptr);
+    Curl().easy_setopt(handle_.get(), CURLOPT_HTTPHEADER, nullptr);
     list_.reset();
     return status;
 }

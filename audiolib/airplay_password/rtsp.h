@@ -1,10 +1,10 @@
 // RTSP requests to a speaker, over libcurl.
 #pragma once
 
-#include <memory>
 #include <string>
 
 #include "airplay_password/challenge.h"
+#include "varn/curl.h"
 
 namespace Tonvale::airplay {
 
@@ -13,9 +13,6 @@ namespace Tonvale::airplay {
 class RtspClient {
   public:
     RtspClient(const std::string &host, const std::string &port);
-    ~RtspClient();
-    RtspClient(const RtspClient &) = delete;
-    RtspClient &operator=(const RtspClient &) = delete;
 
     // False when there is no such client, which is logged.
     explicit operator bool() const { return handle_ != nullptr; }
@@ -30,10 +27,9 @@ class RtspClient {
     bool AddHeader(const std::string &line);
     int Perform();
 
-    struct List;
     std::string url_;
-    void *handle_;
-    std::unique_ptr<List> list_;
+    varn::CurlHandle handle_;
+    varn::CurlList list_;
 };
 
 }  // namespace Tonvale::airplay

@@ -1,8 +1,6 @@
 #include "tonvale/paths.h"
 
-#include <array>
 #include <climits>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 
@@ -12,6 +10,7 @@
 #include "varn/account.h"
 #include "varn/base.h"
 #include "varn/handles.h"
+#include "varn/path.h"
 #include "varn/share.h"
 
 namespace AudioFile {
@@ -25,7 +24,7 @@ using varn::StringList;
 using varn::User;
 using varn::UserByName;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr char kHomePrefix[] = "/home/";
 constexpr int kTokenBytes = 1024;
@@ -41,7 +40,7 @@ std::string FirstToken(const std::string &path) {
         LOG_ERROR_OLDEST(kSource, ": bad path name=%s", path.c_str());
         return "";
     }
-    const std::string bounded = path.substr(0, PathBuffer().size() - 1);
+    const std::string bounded = path.substr(0, varn::kPathSize - 1);
     PVLIBSZLIST list = tokens.release();
     const int count = VLIBCStrTok(bounded.c_str(), "/", &list);
     tokens.reset(list);
@@ -132,7 +131,7 @@ std::string GetAbsolutePath(const std::string &folder, const std::string &entry)
         if (!entry.empty()) {
             path = (std::filesystem::path(folder) / entry).lexically_normal().string();
         }
-        return path.size() < PathBuffer().size() ? path : std::string();
+        return path.size() < varn::kPathSize ? path : std::string();
     });
 }
 
@@ -146,8 +145,8 @@ std::string GetHomeMusicPath(const std::string &userName) noexcept {
         if (!user) {
             return "";
         }
-        const varn::MallocPtr<char> resolved(realpath(user->szHomeDir, nullptr));
-        return std::string(resolved ? resolved.get() : user->szHomeDir) + "/music";
+        const std::string real = varn::RealPath(user->szHomeDir);
+        return (real.empty() ? user->szHomeDir : real) + "/music";
     });
 }
 

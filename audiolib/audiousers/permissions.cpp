@@ -137,7 +137,7 @@ bool InitUserPermission() noexcept {
 }
 
 void SetUser(Json::Value &json, uid_t uid, unsigned mask) noexcept {
-    Guarded(kSource, 0, [&] {
+    Guarded(kSource, [&] {
         Json::Value entry(Json::objectValue);
         for (const Right &right : kRights) {
             entry[right.key] = (mask & right.bit) != 0;
@@ -147,16 +147,14 @@ void SetUser(Json::Value &json, uid_t uid, unsigned mask) noexcept {
             json = Json::Value(Json::objectValue);
         }
         json[std::to_string(uid)] = entry;
-        return 0;
     });
 }
 
 void Remove(Json::Value &json, uid_t uid) noexcept {
-    Guarded(kSource, 0, [&] {
+    Guarded(kSource, [&] {
         if (json.isObject()) {
             json.removeMember(std::to_string(uid));
         }
-        return 0;
     });
 }
 
@@ -176,17 +174,17 @@ std::vector<unsigned> enumUsers(const Json::Value &json) noexcept {
 }
 
 void SyncUsers() noexcept {
-    Guarded(kSource, 0, [] {
+    Guarded(kSource, [] {
         Json::Value json;
         if (!Read(json, UsersFile())) {
-            return -1;
+            return;
         }
         for (const unsigned uid : ListedUsers(json)) {
             if (!UserByUid(uid)) {
                 Remove(json, uid);
             }
         }
-        return Save(json, UsersFile()) ? 0 : -1;
+        Save(json, UsersFile());
     });
 }
 

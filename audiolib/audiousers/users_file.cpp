@@ -1,6 +1,4 @@
 #include <fcntl.h>
-#include <json/reader.h>
-#include <json/writer.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +12,7 @@
 #include "audiousers/source.h"
 #include "support/boundary.h"
 #include "support/fd.h"
+#include "support/json_text.h"
 #include "support/log.h"
 #include "tonvale/settings.h"
 
@@ -27,32 +26,6 @@ using Tonvale::support::LogLine;
 
 constexpr off_t kMostBytes = 1024 * 1024;
 constexpr mode_t kMode = 0644;
-
-// The lenient reader and the indenting writer set the format of this file; the classes that replace
-// them accept and write another one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-
-bool Parse(const char *begin, const char *end, Json::Value &json) {
-    std::string reason;
-    try {
-        Json::Reader reader;
-        if (reader.parse(begin, end, json, true)) {
-            return true;
-        }
-        reason = reader.getFormattedErrorMessages();
-    } catch (const Json::Exception &error) {  // nested too deep
-        reason = error.what();
-    }
-    LogLine(errno, "Error: parsing error, reason = %s\n", reason.c_str());
-    return false;
-}
-
-std::string Indented(const Json::Value &json) {
-    return Json::StyledWriter().write(json);
-}
-
-#pragma GCC diagnostic pop
 
 bool ReadFile(Json::Value &json, const std::string &path) {
     const Fd fd(open(path.c_str(), O_RDONLY | O_CLOEXEC));
@@ -81,7 +54,12 @@ bool ReadFile(Json::Value &json, const std::string &path) {
                   static_cast<intmax_t>(size), std::strerror(errno));
         return false;
     }
-    return Parse(text.get(), text.get() + size, json);
+    std::string reason;
+    if (Tonvale::support::Parse({text.get(), size}, json, &reason)) {
+        return true;
+    }
+    LogLine(errno, "Error: parsing error, reason = %s\n", reason.c_str());
+    return false;
 }
 
 // A write that failed leaves what it wrote in the temporary file, for a look at what went wrong.
@@ -107,7 +85,7 @@ bool Read(Json::Value &json, const std::string &path) noexcept {
 bool Save(const Json::Value &json, const std::string &path) noexcept {
     return Guarded(kSource, false, [&] {
         const std::string temporary = path + ".tmp";
-        if (!WriteFile(temporary, Indented(json))) {
+        if (!WriteFile(temporary, Tonvale::support::Indented(json))) {
             return false;
         }
         // A failed rename counts as saved: callers go on with what they have in memory.

@@ -60,16 +60,15 @@ void DataDownload::Forget() noexcept {
 }
 
 void DataDownload::CurlGetInfo() noexcept {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         if (!connection_) {
-            return false;
+            return;
         }
         const download::Answer answer = connection_->transfer.Tell();
         contentLength_ = answer.contentLength;
         CopyCut(answer.contentType, contentType_);
         ToLower(contentType_.data());
         ParseUrl(answer.effectiveUrl);
-        return true;
     });
 }
 

@@ -53,39 +53,26 @@ struct Transfer::Receiver {
     }
 };
 
-Transfer::Transfer(const Patience &patience) noexcept : patience_(patience), handle_(nullptr) {
-    if (!support::HasCurl() || Curl().global_init(CURL_GLOBAL_ALL) != CURLE_OK) {
-        return;
-    }
-    handle_ = Curl().easy_init();
-    if (handle_ == nullptr) {
-        Curl().global_cleanup();
-    }
-}
-
-Transfer::~Transfer() {
-    if (handle_ != nullptr) {
-        Curl().easy_cleanup(handle_);
-        Curl().global_cleanup();
-    }
-}
+Transfer::Transfer(const Patience &patience) noexcept
+    : patience_(patience), handle_(support::NewCurlHandle()) {}
 
 Outcome Transfer::Run(const std::string &url, int maxSize, Sink &sink) {
-    Curl().easy_setopt(handle_, CURLOPT_URL, url.c_str());
-    Curl().easy_setopt(handle_, CURLOPT_USERAGENT, kUserAgent);
-    Curl().easy_setopt(handle_, CURLOPT_FOLLOWLOCATION, 1L);
-    Curl().easy_setopt(handle_, CURLOPT_MAXREDIRS, kMostRedirects);
-    Curl().easy_setopt(handle_, CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
+    Curl().easy_setopt(handle_.get(), CURLOPT_URL, url.c_str());
+    Curl().easy_setopt(handle_.get(), CURLOPT_USERAGENT, kUserAgent);
+    Curl().easy_setopt(handle_.get(), CURLOPT_FOLLOWLOCATION, 1L);
+    Curl().easy_setopt(handle_.get(), CURLOPT_MAXREDIRS, kMostRedirects);
+    Curl().easy_setopt(handle_.get(), CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
     // Servers in a home have certificates that nobody has signed.
-    Curl().easy_setopt(handle_, CURLOPT_SSL_VERIFYPEER, 0L);
-    Curl().easy_setopt(handle_, CURLOPT_SSL_VERIFYHOST, 0L);
-    Curl().easy_setopt(handle_, CURLOPT_TIMEOUT_MS, static_cast<long>(patience_.total.count()));
-    Curl().easy_setopt(handle_, CURLOPT_CONNECTTIMEOUT_MS,
+    Curl().easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYPEER, 0L);
+    Curl().easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYHOST, 0L);
+    Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT_MS,
+                       static_cast<long>(patience_.total.count()));
+    Curl().easy_setopt(handle_.get(), CURLOPT_CONNECTTIMEOUT_MS,
                        static_cast<long>(patience_.connect.count()));
-    Curl().easy_setopt(handle_, CURLOPT_WRITEFUNCTION,
+    Curl().easy_setopt(handle_.get(), CURLOPT_WRITEFUNCTION,
                        static_cast<curl_write_callback>(&Receiver::Take));
     if (maxSize > 0) {
-        Curl().easy_setopt(handle_, CURLOPT_MAXFILESIZE, static_cast<long>(maxSize));
+        Curl().easy_setopt(handle_.get(), CURLOPT_MAXFILESIZE, static_cast<long>(maxSize));
     }
     for (int attempt = 1;; ++attempt) {
         Receiver receiver{sink, maxSize > 0 ? static_cast<std::size_t>(maxSize) : 0};
@@ -102,8 +89,8 @@ Outcome Transfer::Attempt(Receiver &receiver, bool &mayRepeat) {
     if (!receiver.sink.Restart()) {
         return Outcome::kNotStarted;
     }
-    Curl().easy_setopt(handle_, CURLOPT_WRITEDATA, &receiver);
-    const CURLcode code = Curl().easy_perform(handle_);
+    Curl().easy_setopt(handle_.get(), CURLOPT_WRITEDATA, &receiver);
+    const CURLcode code = Curl().easy_perform(handle_.get());
     if (receiver.thrown) {
         std::rethrow_exception(receiver.thrown);
     }
@@ -119,10 +106,10 @@ Answer Transfer::Tell() const {
     curl_off_t length = -1;
     const char *type = nullptr;
     const char *url = nullptr;
-    Curl().easy_getinfo(handle_, CURLINFO_RESPONSE_CODE, &answer.responseCode);
-    Curl().easy_getinfo(handle_, CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
-    Curl().easy_getinfo(handle_, CURLINFO_CONTENT_TYPE, &type);
-    Curl().easy_getinfo(handle_, CURLINFO_EFFECTIVE_URL, &url);
+    Curl().easy_getinfo(handle_.get(), CURLINFO_RESPONSE_CODE, &answer.responseCode);
+    Curl().easy_getinfo(handle_.get(), CURLINFO_CONTENT_LENGTH_DOWNLOAD_T, &length);
+    Curl().easy_getinfo(handle_.get(), CURLINFO_CONTENT_TYPE, &type);
+    Curl().easy_getinfo(handle_.get(), CURLINFO_EFFECTIVE_URL, &url);
     answer.contentLength = static_cast<double>(length);
     answer.contentType = OrEmpty(type);
     answer.effectiveUrl = OrEmpty(url);

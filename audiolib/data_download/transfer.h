@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "varn/curl.h"
+
 namespace Tonvale::download {
 
 // Where the bytes of an answer go.
@@ -36,9 +38,6 @@ struct Answer {
 class Transfer {
   public:
     explicit Transfer(const Patience &patience = {}) noexcept;
-    ~Transfer();
-    Transfer(const Transfer &) = delete;
-    Transfer &operator=(const Transfer &) = delete;
 
     // False when libcurl could not be set up.
     explicit operator bool() const noexcept { return handle_ != nullptr; }
@@ -56,7 +55,7 @@ class Transfer {
     Outcome Attempt(Receiver &receiver, bool &mayRepeat);
 
     Patience patience_;
-    void *handle_;
+    varn::CurlHandle handle_;
 };
 
 }  // namespace Tonvale::download

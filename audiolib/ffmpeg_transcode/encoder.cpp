@@ -14,7 +14,7 @@
 #include "ffmpeg_transcode/source.h"
 #include "support/fd.h"
 #include "support/log.h"
-#include "support/run_as.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace Tonvale::transcode {
@@ -123,7 +123,7 @@ Encoder Launch(const Arguments &arguments) {
     if (vector.empty()) {
         return nullptr;
     }
-    const support::RunAsRoot root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kSource);
     if (!root) {
         LOG_ERROR(kSource, "Failed to run as root.");
         return nullptr;

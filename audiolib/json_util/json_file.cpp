@@ -1,9 +1,8 @@
-#include <json/reader.h>
-#include <json/writer.h>
-
 #include <fstream>
+#include <sstream>
 
 #include "support/boundary.h"
+#include "support/json_text.h"
 #include "support/log.h"
 #include "tonvale/settings.h"
 #include "varn/handles.h"
@@ -15,29 +14,8 @@ constexpr char kSource[] = "audiolib/json_util";
 using Tonvale::support::Guarded;
 using varn::File;
 
-// The compact writer and the lenient reader set the format of the package's files; the classes that
-// replace them write and accept another one.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-
-std::string OneLine(const Json::Value &json) {
-    return Json::FastWriter().write(json);
-}
-
-bool Parse(std::istream &stream, Json::Value &json) {
-    try {
-        return Json::Reader().parse(stream, json);
-    } catch (const Json::Exception &) {  // nested too deep
-        return false;
-    } catch (const std::ios_base::failure &) {  // opened, but nothing to be read: a folder
-        return false;
-    }
-}
-
-#pragma GCC diagnostic pop
-
 int Save(const char *path, const Json::Value &json) {
-    const std::string text = OneLine(json);
+    const std::string text = Tonvale::support::OneLine(json);
     File file(std::fopen(path, "wbe"));
     if (!file) {
         LOG_ERROR(kSource, "Failed to fopen [%s], [%m]", path);
@@ -59,7 +37,9 @@ int Load(const char *path, Json::Value &json) {
         LOG_ERROR(kSource, "Failed to open json file [%s] %m", path);
         return -1;
     }
-    if (!Parse(stream, json)) {
+    std::ostringstream text;
+    text << stream.rdbuf();  // of a folder, which is opened, nothing
+    if (!Tonvale::support::Parse(text.str(), json)) {
         LOG_ERROR(kSource, "Failed to parse json file [%s]", path);
         return -1;
     }

@@ -13,10 +13,11 @@
 #include "support/boundary.h"
 #include "support/fd.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
 #include "varn/handles.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 #include "varn/share.h"
 
 namespace Tonvale::misc {
@@ -25,10 +26,9 @@ namespace {
 
 using support::Fd;
 using support::Guarded;
-using support::RootThenPackage;
 using varn::StringList;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr char kEmbedded[] = "*APIC*";
 
@@ -67,7 +67,7 @@ int EmbeddedCover(const char *song, char *buffer, int size) {
                   VLIBCErrFile(), VLIBCErrLine());
         return -1;
     }
-    const RootThenPackage root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     if (!HasCurrentFolder()) {
         return -1;
     }
@@ -129,7 +129,7 @@ int FolderCover(const char *path, char *buffer, int size) {
         LOG_ERROR(kSource, "Memory allocation failed.");
         return -1;
     }
-    const RootThenPackage root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     const std::optional<std::string> folder = FolderToSearch(path);
     if (!folder) {
         return -1;

@@ -31,8 +31,7 @@ Visit::~Visit() {
     }
 }
 
-Matches::Matches(const char *pattern, int flags) noexcept {
-    glob(pattern, flags, nullptr, &found_);
-}
+Matches::Matches(const char *pattern, int flags) noexcept
+    : status_(glob(pattern, flags, nullptr, &found_)) {}
 
 }  // namespace Tonvale::misc

@@ -37,10 +37,13 @@ class Matches {
     Matches(const Matches &) = delete;
     Matches &operator=(const Matches &) = delete;
 
+    // True when a folder could not be read, or memory ran out.
+    bool Failed() const noexcept { return status_ == GLOB_NOSPACE || status_ == GLOB_ABORTED; }
     std::span<char *const> Names() const noexcept { return {found_.gl_pathv, found_.gl_pathc}; }
 
   private:
     glob_t found_ = {};
+    int status_;
 };
 
 }  // namespace Tonvale::misc

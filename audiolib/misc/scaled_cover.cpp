@@ -24,9 +24,11 @@
 #include "support/boundary.h"
 #include "support/fd.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
+#include "varn/descriptor.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 #include "varn/share.h"
 
 namespace Tonvale::misc {
@@ -35,9 +37,8 @@ namespace {
 
 using support::Fd;
 using support::Guarded;
-using support::RootThenPackage;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr char kScaledName[] = "VARNAUDIO_ART_NBAUDIO.jpg";
 constexpr std::array kEarlierNames = {"ART_NBAUDIO.jpg", "ART:NBAUDIO.jpg"};
@@ -239,9 +240,17 @@ bool Place(int result, const Target &target, const timespec &source) {
     return false;
 }
 
-// Nothing for a link, which is not a picture, or a pipe, which would keep the converter waiting.
+// Nothing for a link, which is not a picture, or a pipe, which would keep the converter waiting. The
+// path of a descriptor is a link to what the caller holds.
 Fd OpenSource(const char *path) {
-    return Fd(open(path, O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    const int follow = varn::PathOfDescriptor(path).empty() ? O_NOFOLLOW : 0;
+    return Fd(open(path, O_RDONLY | follow | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+}
+
+// How the log calls a path.
+std::string Shown(const char *path) {
+    const std::string held = varn::PathOfDescriptor(path);
+    return held.empty() ? path : held;
 }
 
 // What the converter is to read, and when it was modified.
@@ -322,30 +331,33 @@ struct Folder {
 };
 
 // Made where it is missing; without a descriptor, with a log line, where that fails.
-Folder FolderFor(const HeldCover &cover) {
+Folder FolderFor(const char *song, const std::string &picture) {
     PathBuffer eaDir = {};
-    PathBuffer shown = {};
-    if (VARNEADirPath(cover.song, eaDir.data(), eaDir.size()) != 0 ||
-        VARNEADirPath(cover.songName, shown.data(), shown.size()) != 0) {
-        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", cover.pictureName,
+    if (VARNEADirPath(song, eaDir.data(), eaDir.size()) != 0) {
+        LOG_ERROR(kSource, "Failed to get eaDir path of [%s].[0x%04X %s:%d]", picture.c_str(),
                   VLIBCErrGet(), VLIBCErrFile(), VLIBCErrLine());
         return {};
     }
-    Folder folder = {Fd(VARNEAOpenDir(eaDir.data())), eaDir.data(), shown.data()};
+    Folder folder = {Fd(VARNEAOpenDir(eaDir.data())), eaDir.data(), eaDir.data()};
     if (!folder.fd) {
-        LOG_ERROR(kSource, "Failed to create eaDir [%s].[0x%04X %s:%d]", shown.data(),
+        LOG_ERROR(kSource, "Failed to create eaDir [%s].[0x%04X %s:%d]", eaDir.data(),
                   VLIBCErrGet(), VLIBCErrFile(), VLIBCErrLine());
+    } else if (folder.path.starts_with("/proc/")) {
+        folder.shown = varn::PathOfOpen(folder.fd.Get());
     }
     return folder;
 }
 
 // The path of a copy that is up to date, made if there is none; "" when it cannot be made. Copies
 // under earlier names that are out of date go.
-std::string ScaledCover(const HeldCover &cover, const std::optional<timespec> &time) {
-    const Folder folder = FolderFor(cover);
+std::string ScaledCover(const char *song, const char *picture) {
+    const std::string shown = Shown(picture);
+    const Folder folder = FolderFor(song, shown);
     if (!folder.fd) {
         return "";
     }
+    const Fd open = OpenSource(picture);
+    const std::optional<timespec> time = TimeAt(AT_FDCWD, picture);
     const auto isUpToDate = [&](const char *name) {
         return IsUpToDate(time, TimeAt(folder.fd.Get(), name));
     };
@@ -358,7 +370,7 @@ std::string ScaledCover(const HeldCover &cover, const std::optional<timespec> &t
         }
         Remove(folder.At(name));
     }
-    const Source source = {cover.pictureName, cover.picture, true};
+    const Source source = {shown.c_str(), open.Get(), true};
     return Scale(source, folder.At(kScaledName)) == 0 ? folder.path + "/" + kScaledName : "";
 }
 
@@ -384,25 +396,13 @@ int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffe
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const RootThenPackage root(kSource);
-        const Fd picture = OpenSource(source);
-        const std::string path =
-            ScaledCover({song, song, picture.Get(), source}, TimeAt(AT_FDCWD, source));
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
+        const std::string path = ScaledCover(song, source);
         if (path.empty()) {
             return -1;
         }
         std::snprintf(buffer, static_cast<std::size_t>(size), "%s", path.c_str());
         return 0;
-    });
-}
-
-std::string Tonvale::ScaledCover(const HeldCover &cover) noexcept {
-    using namespace Tonvale::misc;
-    return Guarded(kSource, std::string(), [&] {
-        const RootThenPackage root(kSource);
-        struct stat info = {};
-        return fstat(cover.picture, &info) == 0 ? misc::ScaledCover(cover, info.st_mtim)
-                                                : std::string();
     });
 }
 
@@ -412,7 +412,7 @@ int VARNAudioCheckScaleArt(const char *source, const char *scaled) noexcept {
         return 0;
     }
     return Guarded(kSource, 0, [&] {
-        const RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         return IsUpToDate(TimeAt(AT_FDCWD, source), TimeAt(AT_FDCWD, scaled)) ? 1 : 0;
     });
 }
@@ -423,7 +423,7 @@ int VARNAudioScaleImage(const char *source, const char *target) noexcept {
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         return ScaleByName(source, target);
     });
 }
@@ -433,14 +433,13 @@ void VARNAudioRemoveFilesByGlob(const char *pattern) noexcept {
     if (!IsGoodCall({pattern})) {
         return;
     }
-    Guarded(kSource, 0, [&] {
-        const RootThenPackage root(kSource);
+    Guarded(kSource, [&] {
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         const Matches matches(pattern);
         for (const char *path : matches.Names()) {
             if (unlink(path) != 0) {
                 LOG_ERROR(kSource, "Failed to unlink [%s] %m", path);
             }
         }
-        return 0;
     });
 }

@@ -9,6 +9,7 @@
 #include "support/boundary.h"
 #include "tonvale/media.h"
 #include "varn/handles.h"
+#include "varn/path.h"
 
 namespace Tonvale::misc {
 
@@ -34,8 +35,7 @@ bool IsMarkedRemovable(const std::string &disk) {
 // By what the kernel tells of a block device, "MAJOR:MINOR": the bus it hangs on, and whether its
 // disk, which for a partition is the folder above, can be taken out.
 bool IsRemovable(const std::string &device) {
-    const varn::MallocPtr<char> real(realpath(("/sys/dev/block/" + device).c_str(), nullptr));
-    const std::string place = real ? real.get() : "";
+    const std::string place = varn::RealPath("/sys/dev/block/" + device);
     return !place.empty() && (place.find("/usb") != place.npos || IsMarkedRemovable(place) ||
                               IsMarkedRemovable(place + "/.."));
 }
@@ -55,10 +55,6 @@ std::string Unescaped(std::string_view text) {
         }
     }
     return plain;
-}
-
-bool IsBelow(std::string_view folder, std::string_view path) {
-    return path.starts_with(folder) && (path.size() == folder.size() || path[folder.size()] == '/');
 }
 
 }  // namespace
@@ -89,7 +85,7 @@ bool UsbVolumes::Holds(std::string_view path) const {
     const Mount *innermost = nullptr;
     for (const Mount &mount : mounts_) {
         // Of two mounts on one folder the later one hides the other.
-        if (IsBelow(mount.folder, path) &&
+        if (varn::PathBelow(mount.folder, path) &&
             (innermost == nullptr || mount.folder.size() >= innermost->folder.size())) {
             innermost = &mount;
         }

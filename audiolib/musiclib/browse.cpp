@@ -2,12 +2,13 @@
 
 #include "support/log.h"
 #include "support/statement.h"
+#include "varn/account.h"
 #include "varn/base.h"
 
 namespace Tonvale::musiclib {
 
 bool IsBad(const Library &library) {
-    if (library.kind == nullptr || library.uid == kNoUser) {
+    if (library.kind == nullptr || library.uid == varn::kNoUser) {
         LOG_ERROR(kSource, "Bad parameters.");
         return true;
     }

@@ -3,29 +3,18 @@
 #include "musiclib/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/library.h"
 #include "varn/database.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace {
 
 using Tonvale::musiclib::kSource;
 
-// A user without a name stays what it is: there would be no way back by it.
-void BecomePackage() {
-    using namespace Tonvale::support;
-    const varn::User package = varn::UserByName(varn::kPackageAccount);
-    if (package && package->uid != geteuid() && varn::UserByUid(geteuid()) &&
-        ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
-        LOG_ERROR(kSource, "Failed to switch to %s.", varn::kPackageAccount);
-    }
-}
-
 DBConnect_tag *Connect() {
-    const Tonvale::support::SameAccount account(kSource);
-    BecomePackage();
+    const varn::RunAs package(varn::Who::kPackage, varn::Afterwards::kAccountBefore, kSource);
     if (varn::HasLocalServer()) {
         if (varn::Connection conn = varn::ConnectLibrary(varn::Server::kLocal)) {
             return conn.release();

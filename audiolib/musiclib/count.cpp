@@ -2,6 +2,7 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/statement.h"
+#include "varn/account.h"
 #include "varn/base.h"
 #include "varn/handles.h"
 
@@ -68,7 +69,7 @@ int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int tableType,
                             const char *countExpression, const char *condition, const char *groupBy,
                             int escapeCondition) noexcept {
     using namespace Tonvale::musiclib;
-    if (library == nullptr || uid == kNoUser || !NonEmptyStr(countExpression)) {
+    if (library == nullptr || uid == varn::kNoUser || !NonEmptyStr(countExpression)) {
         LOG_ERROR(kSource, "Bad parameters.");
         return -1;
     }

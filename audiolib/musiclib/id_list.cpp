@@ -9,6 +9,7 @@
 #include "musiclib/query.h"
 #include "support/log.h"
 #include "tonvale/playlists.h"
+#include "varn/account.h"
 #include "varn/database.h"
 #include "varn/number.h"
 
@@ -97,8 +98,8 @@ bool ListByIds(uid_t uid, std::string_view idList, support::SongList &out) {
 
 int VARNMusicListGetByID(uid_t uid, const char *idList, PLAYLIST_REC **listOut) noexcept {
     using namespace Tonvale::musiclib;
-    const bool areIds =
-        uid != kNoUser && NonEmptyStr(idList) && idList[std::strspn(idList, "0123456789,")] == '\0';
+    const bool areIds = uid != varn::kNoUser && NonEmptyStr(idList) &&
+                        idList[std::strspn(idList, "0123456789,")] == '\0';
     return ListSongs(areIds, listOut, [&](Tonvale::support::SongList &songs) {
         return ListByIds(uid, idList, songs);
     });

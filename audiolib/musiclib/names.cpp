@@ -12,6 +12,7 @@
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "varn/account.h"
+#include "varn/path.h"
 #include "varn/systempath.h"
 
 namespace Tonvale::musiclib {
@@ -39,7 +40,7 @@ std::string SortNameOrder(const std::string &order) {
 }
 
 bool IsBelowHomes(const VARN_MEDIA_INFO &record) {
-    std::array<char, 4096> homes = {};
+    varn::PathBuffer homes = {};
     const ssize_t length =
         readlink(SystemPath(varn::path::kHomes).c_str(), homes.data(), homes.size() - 1);
     // Byte by byte, without regard to where a folder's name ends: the link's target is the folder

@@ -7,6 +7,7 @@
 #include "musiclib/query.h"
 #include "support/boundary.h"
 #include "support/log.h"
+#include "varn/account.h"
 #include "varn/base.h"
 #include "varn/mediaindex.h"
 #include "varn/sql.h"
@@ -132,7 +133,7 @@ int VARNMusicGetPathById(const char *library, uid_t uid, char *pathOut, size_t p
 int AudioInfoDBGetOneByPath(const char *library, uid_t uid, int tableType, const char *path,
                             VARN_MEDIA_INFO *recordOut) noexcept {
     using namespace Tonvale::musiclib;
-    if (library == nullptr || uid == kNoUser || path == nullptr || recordOut == nullptr) {
+    if (library == nullptr || uid == varn::kNoUser || path == nullptr || recordOut == nullptr) {
         LOG_ERROR(kSource, "Bad parameters.");
         return -1;
     }

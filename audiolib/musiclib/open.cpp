@@ -4,6 +4,7 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/statement.h"
+#include "varn/account.h"
 #include "varn/base.h"
 #include "varn/handles.h"
 #include "varn/number.h"
@@ -84,7 +85,7 @@ MEDIA_DB_HANDLE *AudioInfoDBOpen(const char *library, uid_t uid, int tableType, 
                                  const char *condition, const char *groupBy, const char *orderBy,
                                  int offset, int limit, int withResultCount) noexcept {
     using namespace Tonvale::musiclib;
-    if (library == nullptr || uid == kNoUser) {
+    if (library == nullptr || uid == varn::kNoUser) {
         LOG_ERROR(kSource, "Bad parameters.");
         return nullptr;
     }

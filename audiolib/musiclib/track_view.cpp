@@ -4,6 +4,7 @@
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "tonvale/settings.h"
+#include "varn/account.h"
 
 namespace Tonvale::musiclib {
 
@@ -174,7 +175,7 @@ std::string TrackView(const int *joinFlags, uid_t uid, std::string_view where, G
 }
 
 bool BuildTable(const Source &source, const int *joinFlags, GenreRows genres, TableText &out) {
-    if (source.library == nullptr || source.uid == kNoUser) {
+    if (source.library == nullptr || source.uid == varn::kNoUser) {
         LOG_ERROR(kSource, "Bad parameters.");
         return false;
     }

@@ -11,9 +11,6 @@
 
 namespace Tonvale::musiclib {
 
-// The user id that means nobody.
-inline constexpr uid_t kNoUser = 4294967295U;
-
 using JoinFlags = std::array<int, VARN_JOIN_TABLES>;
 
 // Which rows a query reads: those of a library kind, for a user, of a table type.

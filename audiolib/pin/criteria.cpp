@@ -8,14 +8,15 @@
 #include "pin/operation.h"
 #include "pin/path_index.h"
 #include "pin/source.h"
-#include "support/run_as.h"
 #include "tonvale/library.h"
 #include "tonvale/paths.h"
 #include "tonvale/pins.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
-#include "varn/digits.h"
+#include "varn/number.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 
 namespace Tonvale {
 
@@ -24,7 +25,6 @@ namespace {
 using pin::kSource;
 using pin::Operation;
 
-constexpr int kPathSize = 4096;
 constexpr char kShared[] = "shared";
 constexpr char kPersonal[] = "personal";
 
@@ -156,7 +156,7 @@ bool PinManager::ConvertFolderIdToPath(Json::Value &criteria) noexcept {
         const std::string number = id->substr(std::min(prefix, id->size()));
         const auto folder = std::make_unique<VARN_MEDIA_INFO>();
         // The number goes into the statement as it is.
-        if (!varn::IsDigits(number) ||
+        if (!varn::IsNumber(number) ||
             VARNMusicGetOneById(library, uid_, VARN_TABLE_DIRECTORY, folder.get(), nullptr,
                                 number.c_str()) < 0) {
             return Fail(PIN_ERROR_FOLDER);
@@ -188,17 +188,18 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
         if (*id == webapi::playlist::kSharedSongsId) {
             return true;
         }
-        char preferences[kPathSize] = "";
-        if (VARNUserPreferenceDirGet(userName_.c_str(), preferences, sizeof(preferences)) != 0) {
+        varn::PathBuffer preferences = {};
+        if (VARNUserPreferenceDirGet(userName_.c_str(), preferences.data(), preferences.size()) !=
+            0) {
             return Fail(PIN_ERROR_PREFERENCE_DIR);
         }
         const bool personalLibrary = IsPersonalLibEnabled(userName_.c_str());
         std::string name;
         std::string path;
         // The look-up of a file leaves the process as root or as the package's account.
-        const support::SameAccount account(kSource);
-        if (VARNAudioWebapiUtilsGetPlaylistNamePath(*id, uid_, preferences, personalLibrary, name,
-                                                    path) != 1) {
+        const varn::RunAs before(varn::Who::kCaller);
+        if (VARNAudioWebapiUtilsGetPlaylistNamePath(*id, uid_, preferences.data(), personalLibrary,
+                                                    name, path) != 1) {
             return Fail(PIN_ERROR_PLAYLIST);
         }
         if (smart || (!shared && !personalLibrary)) {

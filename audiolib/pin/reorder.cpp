@@ -71,7 +71,7 @@ bool PinManager::Reorder(const std::vector<std::string> &ids, int offset, int li
             return true;
         }
         const auto statement = Renumber(ids, pins.front().sort_key, uid_);
-        return statement ? Run(statement) : Fail(PIN_ERROR_DATABASE);
+        return statement ? pin::Run(*this, statement).has_value() : Fail(PIN_ERROR_DATABASE);
     });
 }
 

@@ -1,12 +1,10 @@
-#include <json/reader.h>
-#include <json/writer.h>
-
 #include <climits>
 #include <iterator>
 #include <utility>
 
 #include "pin/operation.h"
 #include "pin/source.h"
+#include "support/json_text.h"
 #include "support/log.h"
 #include "support/statement.h"
 #include "tonvale/pins.h"
@@ -32,28 +30,16 @@ constexpr char kInsert[] =
 constexpr char kRename[] =
     "UPDATE pin SET name = '@VARN:VAR' WHERE user_id = @VARN:INT AND id = '@VARN:VAR'";
 
-// The compact writer and the lenient reader set the form in which criteria are stored and compared.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-
 std::string CriteriaText(const Json::Value &criteria) {
-    std::string text = Json::FastWriter().write(criteria);
-    text.pop_back();  // the writer's line end
+    std::string text = support::OneLine(criteria);
+    text.pop_back();  // the line feed
     return text;
 }
 
 Json::Value ParsedCriteria(const std::string &text) {
     Json::Value criteria;
-    try {
-        if (Json::Reader().parse(text, criteria)) {
-            return criteria;
-        }
-    } catch (const Json::Exception &) {  // nested too deep
-    }
-    return Json::Value();
+    return support::Parse(text, criteria) ? criteria : Json::Value();
 }
-
-#pragma GCC diagnostic pop
 
 PinData ReadRow(const varn::Row &row) {
     PinData pin;
@@ -66,9 +52,28 @@ PinData ReadRow(const varn::Row &row) {
     return pin;
 }
 
-std::optional<varn::Rows> Query(DBConnect_tag *conn, const std::optional<std::string> &statement,
-                                int line) {
-    return conn != nullptr ? support::Execute(kSource, conn, statement, line) : std::nullopt;
+// The pins of a statement's rows, with the stored form of their criteria.
+bool ReadStored(PinManager &manager, const std::optional<std::string> &statement,
+                std::vector<PinData> &pins, int line = __builtin_LINE()) {
+    const auto rows = pin::Run(manager, statement, line);
+    if (!rows) {
+        return false;
+    }
+    for (const varn::Row row : *rows) {
+        pins.push_back(ReadRow(row));
+    }
+    return true;
+}
+
+// The number in a column of a statement's only row.
+bool ReadNumber(PinManager &manager, const std::optional<std::string> &statement,
+                const char *column, int &number, int line = __builtin_LINE()) {
+    const auto rows = pin::Run(manager, statement, line);
+    if (!rows) {
+        return false;
+    }
+    number = varn::LeadingNumber<int>((*rows)[0].Text(column));  // 0 for the largest of none
+    return true;
 }
 
 }  // namespace
@@ -79,10 +84,7 @@ const std::set<std::string> PinData::ALLOWED_PIN_CRITERIA = {
     FOLDER, ALBUM, ARTIST, ALBUM_ARTIST, COMPOSER, GENRE, GENRE_FILTER, PLAYLIST};
 
 PinManager::PinManager(unsigned int uid, const std::string &userName) noexcept : uid_(uid) {
-    support::Guarded(kSource, 0, [&] {
-        userName_ = userName;
-        return 0;
-    });
+    support::Guarded(kSource, [&] { userName_ = userName; });
 }
 
 bool PinManager::CheckType(const std::string &type) noexcept {
@@ -107,37 +109,7 @@ bool PinManager::Fail(int code) {
     return false;
 }
 
-bool PinManager::Run(const std::optional<std::string> &statement, int line) {
-    return Query(Get(), statement, line) || Fail(PIN_ERROR_DATABASE);
-}
-
-bool PinManager::ReadStored(const std::optional<std::string> &statement, std::vector<PinData> &pins,
-                            int line) {
-    const auto rows = Query(Get(), statement, line);
-    if (!rows) {
-        return Fail(PIN_ERROR_DATABASE);
-    }
-    for (const varn::Row row : *rows) {
-        pins.push_back(ReadRow(row));
-    }
-    return true;
-}
-
-bool PinManager::ReadNumber(const std::optional<std::string> &statement, const char *column,
-                            int &number, int line) {
-    const auto rows = Query(Get(), statement, line);
-    if (!rows) {
-        return Fail(PIN_ERROR_DATABASE);
-    }
-    number = varn::LeadingNumber<int>((*rows)[0].Text(column));  // 0 for the largest of none
-    return true;
-}
-
-bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &out, int line) {
-    std::vector<PinData> pins;
-    if (!ReadStored(statement, pins, line)) {
-        return false;
-    }
+bool PinManager::TakeFirst(std::vector<PinData> &pins, PinData &out) {
     if (pins.empty()) {
         return Fail(PIN_ERROR_NOT_FOUND);
     }
@@ -149,7 +121,8 @@ bool PinManager::ReadOne(const std::optional<std::string> &statement, PinData &o
 int PinManager::GetPinTotalByUser() noexcept {
     return Operation(*this, -1, [&] {
         int total = 0;
-        return ReadNumber(varn::Sql("SELECT COUNT(id) FROM pin WHERE user_id = @VARN:INT",
+        return ReadNumber(*this,
+                          varn::Sql("SELECT COUNT(id) FROM pin WHERE user_id = @VARN:INT",
                                     static_cast<int>(uid_)),
                           "count", total)
                    ? total
@@ -158,20 +131,26 @@ int PinManager::GetPinTotalByUser() noexcept {
 }
 
 bool PinManager::GetPinByUserId(const std::string &id, PinData &out) noexcept {
-    return Operation(*this, false,
-                     [&] { return ReadOne(varn::Sql(kById, static_cast<int>(uid_), id), out); });
+    return Operation(*this, false, [&] {
+        std::vector<PinData> pins;
+        return ReadStored(*this, varn::Sql(kById, static_cast<int>(uid_), id), pins) &&
+               TakeFirst(pins, out);
+    });
 }
 
 bool PinManager::GetPinByUserTypeCriteria(const std::string &type, const std::string &criteriaJson,
                                           PinData &out) noexcept {
     return Operation(*this, false, [&] {
-        return ReadOne(varn::Sql(kByView, static_cast<int>(uid_), type, criteriaJson), out);
+        std::vector<PinData> pins;
+        return ReadStored(*this, varn::Sql(kByView, static_cast<int>(uid_), type, criteriaJson),
+                          pins) &&
+               TakeFirst(pins, out);
     });
 }
 
 bool PinManager::ReadPage(int offset, int limit, std::vector<PinData> &pins) {
     const std::string limitClause = limit < 0 ? "" : "LIMIT " + std::to_string(limit);
-    return ReadStored(varn::Sql(kPage, static_cast<int>(uid_), offset, limitClause), pins);
+    return ReadStored(*this, varn::Sql(kPage, static_cast<int>(uid_), offset, limitClause), pins);
 }
 
 bool PinManager::ListPinByUser(int offset, int limit, std::vector<PinData> &out) noexcept {
@@ -211,7 +190,8 @@ bool PinManager::Insert(const std::string &type, const std::string &name,
                         const std::string &criteria) {
     const int user = static_cast<int>(uid_);
     int last = 0;
-    if (!ReadNumber(varn::Sql("SELECT MAX(sort_key) FROM pin WHERE user_id = @VARN:INT", user),
+    if (!ReadNumber(*this,
+                    varn::Sql("SELECT MAX(sort_key) FROM pin WHERE user_id = @VARN:INT", user),
                     "max", last)) {
         return false;
     }
@@ -219,7 +199,7 @@ bool PinManager::Insert(const std::string &type, const std::string &name,
         LOG_ERROR(kSource, "No place behind the pin with sort key %d", last);
         return Fail(PIN_ERROR_DATABASE);
     }
-    return Run(varn::Sql(kInsert, user, type, name, criteria, last + 1));
+    return pin::Run(*this, varn::Sql(kInsert, user, type, name, criteria, last + 1)).has_value();
 }
 
 bool PinManager::Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
@@ -248,15 +228,17 @@ bool PinManager::Unpin(const std::string &id) noexcept {
     return Operation(*this, false, [&] {
         PinData pin;
         return GetPinByUserId(id, pin) &&
-               Run(varn::Sql("DELETE FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'",
-                             static_cast<int>(uid_), id));
+               pin::Run(*this,
+                        varn::Sql("DELETE FROM pin WHERE user_id = @VARN:INT AND id = '@VARN:VAR'",
+                                  static_cast<int>(uid_), id));
     });
 }
 
 bool PinManager::Rename(const std::string &id, const std::string &name) noexcept {
     return Operation(*this, false, [&] {
         PinData pin;
-        return GetPinByUserId(id, pin) && Run(varn::Sql(kRename, name, static_cast<int>(uid_), id));
+        return GetPinByUserId(id, pin) &&
+               pin::Run(*this, varn::Sql(kRename, name, static_cast<int>(uid_), id));
     });
 }
 

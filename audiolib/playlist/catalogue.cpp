@@ -1,8 +1,8 @@
 // Looking playlists up in the library.
 #include "playlist/catalogue.h"
 
+#include <algorithm>
 #include <array>
-#include <climits>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -16,8 +16,10 @@
 #include "support/boundary.h"
 #include "support/chain.h"
 #include "support/log.h"
-#include "support/run_as.h"
+#include "support/numbers.h"
 #include "tonvale/library.h"
+#include "varn/account.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace Tonvale::playlist {
@@ -151,7 +153,7 @@ int TitleById(const char *idText, char *titleOut, int size) {
     const std::string condition = "id = " + std::to_string(RowNumber(idText));
     std::unique_ptr<MEDIA_DB_HANDLE, varn::Releaser<MediaInfoDBClose>> rows;
     {
-        const support::RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         rows.reset(MediaInfoDBOpen(VARN_TABLE_PLAYLIST, "title", condition.c_str(), nullptr, 0, 0));
     }
     if (!rows) {
@@ -181,14 +183,12 @@ void CopyText(std::string_view text, char *out, std::size_t size) {
 }
 
 int RowNumber(const char *idText) {
-    const long number = std::strtol(idText, nullptr, 10);
-    return number > 0 && number <= INT_MAX ? static_cast<int>(number) : 0;
+    return std::max(support::LeadingInt(idText), 0);
 }
 
 }  // namespace Tonvale::playlist
 
 using namespace Tonvale::playlist;
-using Tonvale::musiclib::kNoUser;
 using Tonvale::support::Guarded;
 
 int VARNPlaylistCount(const VARN_PLAYLIST *list) noexcept {
@@ -208,7 +208,7 @@ void VARNPlayListFree(VARN_PLAYLIST *list) noexcept {
 
 int VARNPlaylistListAll(const char *library, uid_t uid, VARN_PLAYLIST **listOut, int offset,
                         int limit, int playlistsFolderOnly) noexcept {
-    if (library == nullptr || uid == kNoUser || listOut == nullptr) {
+    if (library == nullptr || uid == varn::kNoUser || listOut == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         if (listOut != nullptr) {
             VARNPlayListFree(std::exchange(*listOut, nullptr));

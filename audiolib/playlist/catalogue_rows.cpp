@@ -11,9 +11,10 @@
 #include "playlist/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "tonvale/media.h"
 #include "varn/notify.h"
+#include "varn/number.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace Tonvale::playlist {
@@ -27,7 +28,7 @@ void Notify(const char *pathOrId, const char *oldPath, int code) {
 }
 
 int Save(const VARN_MEDIA_INFO &record) {
-    const support::RootThenPackage root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     if (MediaInfoDBSave(VARN_TABLE_PLAYLIST, &record) != 0) {
         LOG_ERROR(kSource, "Failed to insert into playlist table.");
         return -1;
@@ -81,12 +82,6 @@ int Delete(std::string_view library, const char *playlistId) {
     return isGone ? 0 : -1;
 }
 
-// An option of the indexer is no id.
-bool IsDecimal(std::string_view text) {
-    return !text.empty() &&
-           std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-}
-
 // False, with a log line, for a file that is still there.
 bool RemoveFile(const char *path) {
     if (unlink(path) == 0 || errno == ENOENT) {
@@ -121,7 +116,7 @@ int VARNPlaylistDBUpdate(const char *library, uid_t uid, const VARN_MEDIA_INFO *
 }
 
 int VARNPlaylistDBDelete(const char *library, const char *playlistId) noexcept {
-    if (!IsKnownKind(library) || playlistId == nullptr || !IsDecimal(playlistId)) {
+    if (!IsKnownKind(library) || playlistId == nullptr || !varn::IsNumber(playlistId)) {
         LOG_ERROR(kSource, "Bad parameters.");
         return -1;
     }
@@ -131,12 +126,12 @@ int VARNPlaylistDBDelete(const char *library, const char *playlistId) noexcept {
 int VARNPlayListUnlink(const char *library, const char *path, const char *playlistId) noexcept {
     // The file must not go for a row that cannot.
     if (!IsKnownKind(library) || path == nullptr || playlistId == nullptr ||
-        !IsDecimal(playlistId)) {
+        !varn::IsNumber(playlistId)) {
         LOG_ERROR(kSource, "Bad parameters.");
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        const Tonvale::support::RootThenPackage root(kSource);
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
         const bool removed = RemoveFile(path);
         const int deleted = VARNPlaylistDBDelete(library, playlistId);
         return removed ? deleted : -1;

@@ -1,7 +1,6 @@
 // Changing a playlist: read whole, put together anew, written whole.
 #include <sys/stat.h>
 
-#include <array>
 #include <cstdint>
 #include <new>
 #include <optional>
@@ -20,14 +19,14 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/remote_path.h"
-#include "support/run_as.h"
 #include "support/virtual_name.h"
+#include "varn/account.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 
 namespace Tonvale::playlist {
 
 namespace {
-
-constexpr int kPathSize = 4096;
 
 // Null-terminated, as the writer wants it. 0, or -1 with a log line.
 int WriteRecords(Records records, const std::string &path) {
@@ -41,8 +40,9 @@ int WriteRecords(Records records, const std::string &path) {
 
 // "" with a log line for a playlist that is not in the catalogue.
 std::string PathOf(const char *library, uid_t uid, const char *playlistId) {
-    std::array<char, kPathSize> path{};
-    if (VARNPlaylistPathGet(library, uid, RowNumber(playlistId), path.data(), kPathSize) != 0) {
+    varn::PathBuffer path{};
+    if (VARNPlaylistPathGet(library, uid, RowNumber(playlistId), path.data(),
+                            static_cast<int>(path.size())) != 0) {
         LOG_ERROR_OLD(kSource, "Failed to get playlist path.");
         return "";
     }
@@ -60,7 +60,7 @@ bool ReadForWriting(uid_t uid, const std::string &path, support::SongList &songs
 }
 
 bool ExistsForRoot(const std::string &path) {
-    const support::RunAsRoot root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kSource);
     if (!root) {
         LOG_ERROR(kSource, "Failed to run as root.");
         return false;
@@ -134,7 +134,7 @@ int ReplaceInRow(const char *library, uid_t uid, const char *playlistId,
         return -1;
     }
     // With a look at duplicates the playlist is edited where its links lead to.
-    return Replace(uid, change.duplicates == Duplicates::kKept ? path : RealPath(path.c_str()),
+    return Replace(uid, change.duplicates == Duplicates::kKept ? path : ResolvedPath(path.c_str()),
                    change);
 }
 
@@ -268,7 +268,7 @@ int RemoveByPath(uid_t uid, const std::string &path, std::string_view songPath) 
 }
 
 bool IsBadRow(const char *library, uid_t uid, const char *playlistId) {
-    if (library == nullptr || uid == musiclib::kNoUser || playlistId == nullptr) {
+    if (library == nullptr || uid == varn::kNoUser || playlistId == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return true;
     }
@@ -276,7 +276,7 @@ bool IsBadRow(const char *library, uid_t uid, const char *playlistId) {
 }
 
 bool IsBadFile(uid_t uid, const char *playlistPath) {
-    if (uid == musiclib::kNoUser || !NonEmptyStr(playlistPath)) {
+    if (uid == varn::kNoUser || !NonEmptyStr(playlistPath)) {
         LOG_ERROR(kSource, "Bad parameter.");
         return true;
     }

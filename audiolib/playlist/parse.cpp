@@ -18,6 +18,7 @@
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 #include "varn/descriptor.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "webapi_utils/song_query.h"
 
@@ -117,7 +118,7 @@ void AppendEntries(const Entries &entries, support::PageRange range, support::So
 PLAYLIST_REC *Parse(const char *path, const ParseRequest &request, int *countOut) {
     Entries entries;
     support::SongList songs(kSource);
-    if (!ReadEntries(RealPath(path), entries)) {
+    if (!ReadEntries(ResolvedPath(path), entries)) {
         return nullptr;
     }
     const int count = entries.candidates->nItem;
@@ -132,12 +133,12 @@ PLAYLIST_REC *Parse(const char *path, const ParseRequest &request, int *countOut
 
 }  // namespace
 
-std::string RealPath(const char *path) {
+std::string ResolvedPath(const char *path) {
     if (!varn::PathOfDescriptor(path).empty()) {
         return path;  // the file's own path may be another one's by now
     }
-    const varn::MallocPtr<char> real(realpath(path, nullptr));
-    return real ? real.get() : path;
+    const std::string real = varn::RealPath(path);
+    return real.empty() ? path : real;
 }
 
 bool ReadEntries(const std::string &path, Entries &entries) {
@@ -175,7 +176,7 @@ bool LookUp(Entries entries, ParseRequest request, support::SongList &songs) {
 
 bool ReadWhole(uid_t uid, const char *path, support::SongList &songs) {
     Entries entries;
-    return ReadEntries(RealPath(path), entries) &&
+    return ReadEntries(ResolvedPath(path), entries) &&
            LookUp(std::move(entries), {uid, nullptr, 0, 0, "*", false}, songs);
 }
 

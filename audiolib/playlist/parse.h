@@ -28,7 +28,7 @@ struct ParseRequest {
 };
 
 // The path with its links resolved; as it is where that fails, and where it names a descriptor.
-std::string RealPath(const char *path);
+std::string ResolvedPath(const char *path);
 
 // False, with a log line, when the playlist cannot be read.
 bool ReadEntries(const std::string &path, Entries &entries);

@@ -1,28 +1,27 @@
 // The users' own playlists: m3u files in a folder beside their preferences.
-#include <glob.h>
 #include <sys/stat.h>
 
-#include <array>
 #include <string>
 
+#include "misc/places.h"
 #include "playlist/catalogue.h"
 #include "playlist/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
-#include "support/run_as.h"
 #include "varn/account.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 
 namespace Tonvale::playlist {
 
 namespace {
 
-constexpr std::size_t kPathSize = 4096;
 constexpr char kPattern[] = "/*.m3u";
 constexpr std::size_t kExtension = 4;
 
 // "" for a name that no user can have.
 std::string OwnFolder(const char *userName) {
-    std::array<char, kPathSize> folder{};
+    varn::PathBuffer folder{};
     return VARNUserPreferenceDirGet(userName, folder.data(), folder.size()) == 0
                ? std::string(folder.data()) + kOwnFolder
                : "";
@@ -40,23 +39,6 @@ std::string Literal(const std::string &path) {
     return escaped;
 }
 
-class Matches {
-  public:
-    explicit Matches(const std::string &pattern)
-        : status_(glob(pattern.c_str(), 0, nullptr, &found_)) {}
-    ~Matches() { globfree(&found_); }
-    Matches(const Matches &) = delete;
-    Matches &operator=(const Matches &) = delete;
-
-    bool Failed() const { return status_ == GLOB_NOSPACE || status_ == GLOB_ABORTED; }
-    const char *const *begin() const { return found_.gl_pathv; }
-    const char *const *end() const { return found_.gl_pathv + found_.gl_pathc; }
-
-  private:
-    glob_t found_{};
-    int status_;
-};
-
 int ListOwn(const char *userName, VARN_PLAYLIST **listOut) {
     const std::string folder = OwnFolder(userName);
     if (folder.empty()) {
@@ -64,13 +46,13 @@ int ListOwn(const char *userName, VARN_PLAYLIST **listOut) {
         return -1;
     }
     OwnedPlaylists list(std::exchange(*listOut, nullptr));
-    const support::RootThenPrevious root(kSource);
-    const Matches matches(Literal(folder) + kPattern);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kAccountBefore, kSource);
+    const misc::Matches matches((Literal(folder) + kPattern).c_str());
     if (matches.Failed()) {
         LOG_ERROR(kSource, "Failed to list %s", folder.c_str());
         return -1;
     }
-    for (const std::string path : matches) {
+    for (const std::string path : matches.Names()) {
         struct stat info {};
         if (stat(path.c_str(), &info) != 0) {
             LOG_ERROR(kSource, "%s is not a valid path", path.c_str());

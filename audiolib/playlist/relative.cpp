@@ -7,10 +7,10 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/playlists.h"
+#include "varn/path.h"
 
 namespace {
 
-constexpr std::size_t kPathSize = 4096;
 constexpr std::string_view kStepUp = "/..";
 
 // Only the first step is taken: entries are written with one at most.
@@ -34,7 +34,7 @@ int VARNPathRelativeToABS(const char *path, char *out, int outSize) noexcept {
     }
     return Tonvale::support::Guarded(kSource, -1, [&] {
         const std::string result =
-            WithoutFirstStep(std::string_view(path).substr(0, kPathSize - 1));
+            WithoutFirstStep(std::string_view(path).substr(0, varn::kPathSize - 1));
         std::snprintf(out, static_cast<std::size_t>(outSize), "%s", result.c_str());
         return 0;
     });

@@ -12,12 +12,12 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/remote_path.h"
-#include "support/run_as.h"
 #include "support/virtual_name.h"
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
 #include "varn/account.h"
 #include "varn/handles.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace Tonvale::playlist {
@@ -54,7 +54,7 @@ int GetOne(uid_t uid, const char *songPath, VARN_MEDIA_INFO &record) {
 // The playlist's path with links resolved, which may lead through folders that only root may enter;
 // "" with a log line.
 std::string RealPathAsRoot(const char *path) {
-    const support::RunAsRoot root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kSource);
     if (!root) {
         LOG_ERROR(kSource, "Failed to run as root.");
         return "";
@@ -64,7 +64,7 @@ std::string RealPathAsRoot(const char *path) {
         LOG_ERROR(kSource, "Failed to get playlist path.");
         return "";
     }
-    return RealPath(path);
+    return ResolvedPath(path);
 }
 
 // Only entries of the song's own name can be the song: one of them is looked up for all.

@@ -17,11 +17,12 @@
 #include "support/fd.h"
 #include "support/log.h"
 #include "support/numbers.h"
-#include "support/run_as.h"
 #include "support/virtual_name.h"
 #include "tonvale/playlists.h"
 #include "varn/descriptor.h"
 #include "varn/handles.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 
 namespace Tonvale::playlist {
 
@@ -68,15 +69,15 @@ std::optional<std::string> FileToOpen(const std::string &path) {
     if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
         return path;
     }
-    const varn::MallocPtr<char> real(realpath(path.c_str(), nullptr));
-    if (!real) {
+    std::string real = varn::RealPath(path);
+    if (real.empty()) {
         return std::nullopt;
     }
-    if (LayoutOf(real.get()) == nullptr || LayoutOf(real.get()) != LayoutOf(path)) {
+    if (LayoutOf(real) == nullptr || LayoutOf(real) != LayoutOf(path)) {
         errno = EPERM;
         return std::nullopt;
     }
-    return real.get();
+    return real;
 }
 
 // The path that tells the format. Of a playlist that is held open it is the one that it has now.
@@ -230,7 +231,7 @@ bool IsWritable(const std::string &path) {
 }
 
 int WritePlaylist(const NextRecord &next, const std::string &path) {
-    const support::RootThenPackage root(kSource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     return WriteAsRoot(next, path);
 }
 

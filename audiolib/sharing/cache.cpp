@@ -4,13 +4,13 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/sharing.h"
+#include "varn/account.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
 
 namespace {
 
-using sharing::kNoUser;
 using sharing::kSource;
 using support::Guarded;
 
@@ -39,7 +39,7 @@ Json::Value NotShared() {
 
 bool SharingManager::PrepareSharingCache(unsigned int uid) noexcept {
     return Guarded(kSource, false, [&] {
-        if (uid == kNoUser) {
+        if (uid == varn::kNoUser) {
             LOG_ERROR(kSource, "Bad parameter.");
             return false;
         }

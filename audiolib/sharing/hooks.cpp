@@ -2,6 +2,7 @@
 #include "support/boundary.h"
 #include "support/log.h"
 #include "tonvale/sharing.h"
+#include "varn/account.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
@@ -60,7 +61,7 @@ bool SharingManager::HandlePersonalLibChange() noexcept {
 
 bool SharingManager::HandleDeleteUserPrivilege(unsigned int uid) noexcept {
     return Guarded(kSource, false, [&] {
-        return Given(uid != sharing::kNoUser) &&
+        return Given(uid != varn::kNoUser) &&
                Run(varn::Sql("DELETE FROM playlist_sharing WHERE user_id = @VARN:INT",
                              static_cast<int>(uid)));
     });

@@ -7,9 +7,9 @@
 
 #include "sharing/address.h"
 #include "sharing/sharing.h"
-#include "support/run_as.h"
 #include "varn/keyfile.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace Tonvale::sharing {
@@ -61,10 +61,7 @@ Printed Run(std::string_view fixedPath, const char *operand, bool needsStatus) {
 }
 
 std::string DynamicDnsName() {
-    std::optional<support::RootThenPrevious> asRoot;
-    if (geteuid() != 0) {
-        asRoot.emplace(kSource, __LINE__);
-    }
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kAccountBefore, kSource);
     const std::string line = Run(varn::path::kDynamicDns, "--get-hostname", false).line;
     return line.substr(0, line.find(' '));
 }

@@ -6,13 +6,13 @@
 #include "support/statement.h"
 #include "tonvale/settings.h"
 #include "tonvale/sharing.h"
+#include "varn/account.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
 
 namespace {
 
-using sharing::kNoUser;
 using sharing::kSource;
 using support::Guarded;
 
@@ -37,7 +37,7 @@ constexpr char kByOwner[] =
 
 // True when `rec` names a user's playlist.
 bool NamesPlaylist(const SharingData &rec) {
-    if (rec.user_id != kNoUser && !rec.playlist_id.empty()) {
+    if (rec.user_id != varn::kNoUser && !rec.playlist_id.empty()) {
         return true;
     }
     LOG_ERROR(kSource, "Bad parameter.");
@@ -69,7 +69,7 @@ void SharingData::Reset() noexcept {
          {&id, &playlist_id, &user_name, &path, &avail_date, &exp_date, &status}) {
         text->clear();
     }
-    user_id = kNoUser;
+    user_id = varn::kNoUser;
 }
 
 SharingManager::~SharingManager() {
@@ -171,7 +171,7 @@ SharingManager::Lookup SharingManager::FindRecord(SharingData &rec) {
     if (!byId && !NamesPlaylist(rec)) {
         return Lookup::kFailed;
     }
-    if (!(byId && rec.user_id == kNoUser) && !IsUserAllowSharing(rec.user_id)) {
+    if (!(byId && rec.user_id == varn::kNoUser) && !IsUserAllowSharing(rec.user_id)) {
         return Lookup::kFailed;
     }
     const auto statement =
@@ -205,14 +205,13 @@ bool SharingManager::GetSharingRecord(SharingData &rec, bool onlyValid) noexcept
 }
 
 void SharingManager::ConvertSharingInfoObj(const SharingData &rec, Json::Value &out) noexcept {
-    Guarded(kSource, 0, [&] {
+    Guarded(kSource, [&] {
         out = Json::Value(Json::objectValue);
         out["id"] = rec.id;
         out["url"] = GetUrl(rec.id);
         out["date_available"] = sharing::ShownDate(rec.avail_date);
         out["date_expired"] = sharing::ShownDate(rec.exp_date);
         out["status"] = rec.status;
-        return 0;
     });
 }
 

@@ -1,6 +1,6 @@
 #include "sharing/address.h"
 #include "sharing/sharing.h"
-#include "support/run_as.h"
+#include "varn/run_as.h"
 #include "varn/webapi.h"
 
 namespace Tonvale::sharing {
@@ -23,7 +23,7 @@ std::string Text(const Json::Value &object, const char *name) {
 
 // Asks a service of the system as its administrator; null when the rights for that are refused.
 Json::Value Ask(const char *api) {
-    const support::RunAsRoot asRoot(kSource);
+    const varn::RunAs asRoot(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kSource);
     Json::Value answer;
     if (asRoot) {
         VARN::APIRunner::Exec(answer, api, 1, "get", Json::Value(Json::objectValue), "admin");

@@ -9,8 +9,6 @@ namespace Tonvale::sharing {
 // The module's name in log lines.
 inline constexpr char kSource[] = "audiolib/sharing";
 
-inline constexpr uint32_t kNoUser = UINT32_MAX;
-
 // "valid", "invalid" or "expired" today, by the first and the last day of a link. Dates that cannot
 // be read, and a default on either side, make it valid.
 std::string Status(const std::string &availDate, std::string expDate);

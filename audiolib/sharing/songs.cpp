@@ -11,9 +11,10 @@
 #include "tonvale/sharing.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
-#include "varn/as_package.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
@@ -25,7 +26,7 @@ using support::Guarded;
 using webapi::playlist::kSharedSongsId;
 using webapi::playlist::PlaylistLibrary;
 
-constexpr std::size_t kPathSize = 4096;
+using varn::kPathSize;
 constexpr mode_t kFolderMode = 0755;
 
 // A text that the functions for plain texts would cut.
@@ -104,7 +105,7 @@ bool FirstOfNormal(const SharingData &rec, std::string &songId) {
 
 // The user's preference folder, which belongs to the package's account. True when it is there.
 bool MakeFolderOf(const std::string &path) {
-    const varn::AsPackage package;
+    const varn::RunAs package(varn::Who::kPackage);
     const std::string folder = path.substr(0, path.rfind('/'));
     if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         LOG_ERROR(kSource, "Failed to make %s: %m", folder.c_str());

@@ -24,4 +24,16 @@ Result Guarded(const char *source, Result failure, Body &&body,
     return failure;
 }
 
+// The same for a call without a result.
+template <typename Body>
+void Guarded(const char *source, Body &&body, int line = __builtin_LINE()) noexcept {
+    Guarded(
+        source, 0,
+        [&] {
+            std::forward<Body>(body)();
+            return 0;
+        },
+        line);
+}
+
 }  // namespace Tonvale::support

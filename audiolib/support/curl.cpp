@@ -4,17 +4,11 @@
 
 namespace Tonvale::support {
 
-const CurlLibrary &Curl() noexcept {
-    static const CurlLibrary library;
-    return library;
-}
-
-bool HasCurl() noexcept {
+varn::CurlHandle NewCurlHandle() noexcept {
     if (!Curl()) {
         LOG_ERROR("audiolib/support", "Failed to load libcurl (%s)", Curl().Problem());
-        return false;
     }
-    return true;
+    return varn::NewCurlHandle();
 }
 
 }  // namespace Tonvale::support

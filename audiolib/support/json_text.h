@@ -1,4 +1,4 @@
-// Members of a JSON document that somebody else wrote: reading one of a wrong type throws.
+// JSON texts, and members of a document that somebody else wrote: reading one of a wrong type throws.
 #pragma once
 
 #include <json/value.h>
@@ -6,6 +6,13 @@
 #include <string>
 
 namespace Tonvale::support {
+
+// A document on one line, with its line feed, and on many.
+std::string OneLine(const Json::Value &json);
+std::string Indented(const Json::Value &json);
+
+// False, with the reason and an unknown value, for what is no document.
+bool Parse(const std::string &text, Json::Value &json, std::string *reason = nullptr);
 
 // The member's text; "" when `json` is no object, has no such member or the member is no text.
 inline std::string TextOf(const Json::Value &json, const char *name) {

@@ -1,17 +1,19 @@
 #include <array>
 #include <cstdlib>
+#include <memory>
 #include <string>
 
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/numbers.h"
-#include "support/run_as.h"
 #include "tonvale/playlists.h"
 #include "tonvale/settings.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
 #include "varn/handles.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
+#include "varn/run_as.h"
 #include "webapi_library/source.h"
 #include "webapi_utils/playlist_words.h"
 
@@ -41,9 +43,7 @@ namespace {
 using namespace playlist_words;
 using support::Guarded;
 using support::LeadingInt;
-using support::RunAsRoot;
-
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr char kEveryColumn[] = "*";
 
@@ -60,18 +60,18 @@ std::string PathInCatalogue(const char *library, unsigned uid, const std::string
 
 // A file of the user's playlist folder, whose links only root may follow; "" with a log line.
 std::string PathInFolder(const std::string &preferenceDir, const std::string &key) {
-    const RunAsRoot root(kLibrarySource);
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kLibrarySource);
     if (!root) {
         LOG_ERROR(kLibrarySource, "Failed to run as root.");
         return "";
     }
     const std::string folder = preferenceDir + "/" + kFolder;
-    const varn::MallocPtr<char> resolved(realpath(folder.c_str(), nullptr));
-    if (!resolved) {
+    const std::string real = varn::RealPath(folder);
+    if (real.empty()) {
         LOG_ERROR(kLibrarySource, "Failed to get playlist path.");
         return "";
     }
-    return (std::string(resolved.get()) + "/" + key + ".m3u").substr(0, PathBuffer().size() - 1);
+    return (real + "/" + key + ".m3u").substr(0, varn::kPathSize - 1);
 }
 
 std::string PlaylistPath(const PlaylistLibrary &library, const std::string &key, int type) {

@@ -14,6 +14,7 @@
 #include "varn/account.h"
 #include "varn/base.h"
 #include "varn/handles.h"
+#include "varn/path.h"
 #include "webapi_library/source.h"
 
 namespace Tonvale::webapi {
@@ -24,7 +25,7 @@ using support::Guarded;
 using support::IsRemotePath;
 using support::WholeSeconds;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 constexpr std::size_t kHomeBytes = 1024;
 constexpr std::size_t kMostTitleBytes = 254;
@@ -52,7 +53,7 @@ class Listener {
         const std::string_view name = path.substr(folder.size());
         const bool plain = !folder.empty() && !name.empty() && name != "." && name != "..";
         if (plain && folder == folder_) {
-            return (shownFolder_ + std::string(name)).substr(0, PathBuffer().size() - 1);
+            return (shownFolder_ + std::string(name)).substr(0, varn::kPathSize - 1);
         }
         PathBuffer out = {};
         if (VARNAudioWebapiUtilsGetSharePathByVolPath(volPath, out.data(), out.size()) == 0) {
@@ -103,7 +104,7 @@ std::string SongId(VARN_MEDIA_INFO &record, Listener &listener) {
     } else {
         id = std::string(prefix) + record.path;
     }
-    return id.substr(0, PathBuffer().size() - 1);
+    return id.substr(0, varn::kPathSize - 1);
 }
 
 std::string ShownPath(const VARN_MEDIA_INFO &record, Listener &listener) {
@@ -185,10 +186,9 @@ WebapiLibrary::WebapiLibrary(const VARN::APIRequest &request) noexcept
 WebapiLibrary::WebapiLibrary(unsigned userId, const std::string &user,
                              const std::string &preferenceFolder) noexcept
     : uid(userId) {
-    Guarded(kLibrarySource, 0, [&] {
+    Guarded(kLibrarySource, [&] {
         userName = user;
         preferenceDir = preferenceFolder;
-        return 0;
     });
 }
 
@@ -198,10 +198,9 @@ void WebapiLibrary::GetSingleTrackJson(VARN_MEDIA_INFO *record, unsigned rating,
     if (record == nullptr) {
         return;
     }
-    Guarded(kLibrarySource, 0, [&] {
+    Guarded(kLibrarySource, [&] {
         Listener listener(*this);
         FillTrack(*this, listener, *record, rating, gain, track);
-        return 0;
     });
 }
 
@@ -210,10 +209,7 @@ void WebapiLibrary::GetTrackJson(PVLIBSZHASH *hash, PLAYLIST_REC *first,
     if (first == nullptr) {
         return;
     }
-    Guarded(kLibrarySource, 0, [&] {
-        AppendTracks(*this, hash, first, tracks);
-        return 0;
-    });
+    Guarded(kLibrarySource, [&] { AppendTracks(*this, hash, first, tracks); });
 }
 
 bool WebapiLibrary::IsRemoteTrack(const std::string &path) noexcept {

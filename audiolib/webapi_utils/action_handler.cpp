@@ -34,27 +34,22 @@ bool ActionHandler::PrintResponse(Json::Value reply, const char *header) noexcep
 }
 
 void ActionHandler::SetSuccess(Json::Value &reply, bool ok) noexcept {
-    Guarded(kSource, false, [&] {
-        AsObject(reply)["success"] = ok;
-        return true;
-    });
+    Guarded(kSource, [&] { AsObject(reply)["success"] = ok; });
 }
 
 void ActionHandler::SetWebapiFormatError(Json::Value &reply, int code) noexcept {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         AsObject(AsObject(reply)["error"])["code"] = code;
         reply["success"] = false;
-        return true;
     });
 }
 
 void ActionHandler::SetError(Json::Value &reply, const char *section, const char *key,
                              int line) noexcept {
-    Guarded(kSource, false, [&] {
+    Guarded(kSource, [&] {
         Json::Value &place = AsObject(AsObject(reply)["errno"]);
         place["section"] = TextOrEmpty(section);
         place["key"] = TextOrEmpty(key);
         place["line"] = line;
-        return true;
     });
 }

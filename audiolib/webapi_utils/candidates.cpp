@@ -1,4 +1,5 @@
 // The conditions that find a playlist's entries in the library.
+#include <algorithm>
 #include <array>
 #include <climits>
 #include <cstdint>
@@ -10,6 +11,7 @@
 #include "support/page_range.h"
 #include "support/remote_path.h"
 #include "tonvale/playlists.h"
+#include "varn/path.h"
 #include "varn/sql.h"
 #include "webapi_utils/source.h"
 
@@ -18,7 +20,6 @@ namespace Tonvale::webapi_utils {
 namespace {
 
 // Paths in the library are shorter than this.
-constexpr std::size_t kPathSize = 4096;
 
 // A list of names for a statement. The server finds a few of them one by one in the index; many it
 // compares with every row, unless they are a table of values, which it hashes.
@@ -54,11 +55,11 @@ Conditions BuildConditions(const VLIBSZLIST *candidates, support::PageRange rang
     Names files = {"path", "FALSE", 2000};
     Names tracks = {"(path, track)", "TRUE", 100};
     std::unordered_set<std::string_view> seen;
-    std::array<char, kPathSize> file{};
+    varn::PathBuffer file{};
     for (std::int64_t i = range.begin; i < range.end; ++i) {
         const char *const text = VLIBCSzListGet(candidates, static_cast<int>(i));
         const std::string_view name(text);
-        if (!name.starts_with('/') || name.size() >= kPathSize || !seen.insert(name).second) {
+        if (!name.starts_with('/') || name.size() >= varn::kPathSize || !seen.insert(name).second) {
             continue;
         }
         int track = 0;

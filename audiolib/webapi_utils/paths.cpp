@@ -12,6 +12,7 @@
 #include "tonvale/paths.h"
 #include "tonvale/webapi.h"
 #include "varn/crypt.h"
+#include "varn/path.h"
 #include "varn/share.h"
 #include "webapi_utils/source.h"
 
@@ -21,7 +22,7 @@ using Tonvale::support::Guarded;
 using Tonvale::support::IsRemotePath;
 using Tonvale::webapi_utils::kSource;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 void WriteSharePath(const char *volPath, char *out, std::size_t size) {
     if (IsRemotePath(volPath)) {
@@ -122,11 +123,10 @@ std::string VARNAudioGetFullPathFromEncSong(const std::string &encoded,
 namespace Tonvale {
 
 UrlParser::UrlParser(const std::string &url) noexcept {
-    Guarded(kSource, 0, [&] {
+    Guarded(kSource, [&] {
         if (!WebUtils::ParseURL(url, scheme, host, path)) {
             LOG_ERROR(kSource, "Failed to parse url [%s].", url.c_str());
         }
-        return 1;
     });
 }
 

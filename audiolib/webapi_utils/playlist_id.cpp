@@ -54,36 +54,31 @@ int VARNAudioWebapiUtilsParsePlaylistId(const std::string &id, bool &shared, boo
 namespace Tonvale::webapi::playlist {
 
 PlaylistResult::PlaylistResult(const std::string &id) noexcept {
-    Guarded(kSource, 0, [&] {
+    Guarded(kSource, [&] {
         bool isShared = false;
         bool isSmart = false;
         std::string key;
         if (VARNAudioWebapiUtilsParsePlaylistId(id, isShared, isSmart, key) != 1) {
-            return 0;
+            return;
         }
         (isSmart ? name : path) = std::move(key);
         personal = !isShared;
         smart = isSmart;
-        return 1;
     });
 }
 
 PlaylistResult::PlaylistResult(const std::string &playlistName, const std::string &key,
                                bool isPersonal) noexcept
     : personal(isPersonal) {
-    Guarded(kSource, 0, [&] {
+    Guarded(kSource, [&] {
         name = playlistName;
         path = key;
-        return 1;
     });
 }
 
 PlaylistResult::PlaylistResult(const std::string &playlistName, bool isPersonal) noexcept
     : personal(isPersonal), smart(true) {
-    Guarded(kSource, 0, [&] {
-        name = playlistName;
-        return 1;
-    });
+    Guarded(kSource, [&] { name = playlistName; });
 }
 
 std::string PlaylistResult::GetId() const noexcept {

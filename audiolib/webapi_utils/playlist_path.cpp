@@ -1,15 +1,15 @@
 #include <sys/stat.h>
 
-#include <array>
 #include <string>
 
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/numbers.h"
-#include "support/run_as.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 #include "webapi_utils/playlist_words.h"
 #include "webapi_utils/source.h"
@@ -21,7 +21,7 @@ using Tonvale::support::LeadingInt;
 using Tonvale::webapi_utils::kSource;
 using namespace Tonvale::webapi::playlist_words;
 
-using PathBuffer = std::array<char, 4096>;
+using varn::PathBuffer;
 
 struct Playlist {
     std::string name;
@@ -49,16 +49,19 @@ bool FromCatalogue(const std::string &key, unsigned uid, bool shared, Playlist &
 // A file of the user's preference folder.
 bool FromFolder(const std::string &key, const std::string &userDir, Playlist &found) {
     const std::string file =
-        (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, PathBuffer().size() - 1);
-    Tonvale::support::RootThenPackage root(kSource);
-    struct stat status;
-    if (stat(file.c_str(), &status) != 0) {
-        root.StayRoot();  // given behaviour, which callers have to see to
-        LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
-        return false;
+        (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, varn::kPathSize - 1);
+    {
+        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
+        struct stat status;
+        if (stat(file.c_str(), &status) == 0) {
+            found = {key, file};
+            return true;
+        }
     }
-    found = {key, file};
-    return true;
+    LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
+    // Given behaviour, which callers have to see to.
+    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kStay, kSource);
+    return false;
 }
 
 bool FromSmartFile(const std::string &key, const std::string &userDir, bool shared,

@@ -5,11 +5,13 @@
 #include <new>
 #include <string>
 
+#include "misc/song_rating.h"
 #include "support/boundary.h"
 #include "support/log.h"
 #include "support/statement.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
+#include "varn/account.h"
 #include "varn/handles.h"
 #include "webapi_utils/source.h"
 
@@ -19,7 +21,6 @@ namespace support = Tonvale::support;
 
 using Tonvale::webapi_utils::kSource;
 
-constexpr unsigned kNoUser = 4294967295U;
 constexpr unsigned kMostStars = 5;
 
 using Clock = std::chrono::steady_clock;
@@ -55,7 +56,7 @@ void WriteFiles(const std::vector<std::string> &paths, unsigned uid, unsigned st
     for (const std::string &path : paths) {
         const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(end - Clock::now());
         const int milliseconds = static_cast<int>(std::max<std::int64_t>(left.count(), 0));
-        Tonvale::SetSongRatingToEA(path.c_str(), uid, star, milliseconds);
+        Tonvale::misc::SetSongRating(path.c_str(), uid, star, milliseconds);
     }
 }
 
@@ -78,7 +79,7 @@ int SetRating(unsigned uid, const std::vector<std::string> &identifiers, unsigne
 
 int VARNAudioWebapiSetSongRating(unsigned uid, const std::vector<std::string> &identifiers,
                                  unsigned star) noexcept {
-    if (identifiers.empty() || uid == kNoUser || star > kMostStars) {
+    if (identifiers.empty() || uid == varn::kNoUser || star > kMostStars) {
         return 0;
     }
     return support::Guarded(kSource, 0, [&] { return SetRating(uid, identifiers, star); });

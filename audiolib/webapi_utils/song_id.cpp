@@ -1,6 +1,3 @@
-#include <json/reader.h>
-#include <json/writer.h>
-
 #include <string>
 #include <string_view>
 
@@ -9,13 +6,14 @@
 #include "support/log.h"
 #include "support/numbers.h"
 #include "tonvale/webapi.h"
-#include "varn/digits.h"
+#include "varn/number.h"
 #include "webapi_utils/source.h"
 
 namespace {
 
 using Tonvale::support::Guarded;
 using Tonvale::support::IntOf;
+using Tonvale::support::OneLine;
 using Tonvale::support::TextOf;
 using Tonvale::support::WholeSeconds;
 using Tonvale::webapi_utils::kSource;
@@ -24,29 +22,11 @@ constexpr std::string_view kMusicPrefix = "music_";
 constexpr std::string_view kRadioPrefix = "radio_";
 constexpr std::string_view kRemotePrefix = "remote_";
 
-// Clients keep identifiers with this writer's line feed and read with this reader's leniency; the
-// classes that replace them write and accept another form.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wdeprecated-declarations"
-
-std::string OneLine(const Json::Value &json) {
-    return Json::FastWriter().write(json);
-}
-
 // The object that a text holds, or null.
 Json::Value ParseObject(const std::string &text) {
     Json::Value json;
-    try {
-        if (!Json::Reader().parse(text, json, true) || !json.isObject()) {
-            return {};
-        }
-    } catch (const Json::Exception &) {  // nested too deep
-        return {};
-    }
-    return json;
+    return Tonvale::support::Parse(text, json) && json.isObject() ? json : Json::Value();
 }
-
-#pragma GCC diagnostic pop
 
 // The last blank of an identifier, which stands before the URL; npos, with a log line, when there
 // is none. Streams and radio stations share the message.
@@ -66,7 +46,7 @@ int VARNAudioWebapiUtilsParseSongId(const std::string &id, std::string &number) 
             return -1;
         }
         std::string digits = id.substr(id.rfind('_') + 1);
-        if (!varn::IsDigits(digits)) {
+        if (!varn::IsNumber(digits)) {
             return -1;
         }
         number = std::move(digits);

@@ -8,7 +8,8 @@
 #include "support/statement.h"
 #include "support/virtual_name.h"
 #include "tonvale/webapi.h"
-#include "varn/digits.h"
+#include "varn/db.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 #include "webapi_utils/source.h"
 
@@ -134,7 +135,7 @@ int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
                               std::vector<std::string> &paths, MEDIA_DB_HANDLE *database,
                               unsigned uid, unsigned star) noexcept {
     const bool areNumbers =
-        !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), varn::IsDigits);
+        !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), varn::IsNumber);
     if (!areNumbers || database == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;

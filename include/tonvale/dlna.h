@@ -18,7 +18,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <memory_resource>
 #include <span>
 #include <string>
 #include <string_view>
@@ -130,15 +129,15 @@ class TONVALE_EXPORT DMAGet : public DMAgent {
 class ItemList;
 
 // A map from text to text, in the order of its keys (by bytes). An answer holds many small ones, so
-// that all of a list lie together in memory that the list owns.
+// that each is one block of memory.
 class TONVALE_EXPORT ItemValues {
   public:
     using Entry = std::pair<std::string_view, std::string_view>;  // key and value
 
     ItemValues() noexcept = default;
-    // Copies the entries, of which no two have the same key and each is less than the next, into
-    // memory that must outlive the map. Their texts are shorter than 4 GiB together.
-    ItemValues(std::span<const Entry> entries, std::pmr::memory_resource &memory);
+    // Copies the entries, of which no two have the same key and each is less than the next. Their
+    // texts are shorter than 4 GiB together.
+    explicit ItemValues(std::span<const Entry> entries);
 
     std::size_t size() const noexcept { return size_; }
     // The entry of an index below size().
@@ -150,7 +149,7 @@ class TONVALE_EXPORT ItemValues {
     std::string_view Part(std::size_t part) const noexcept;
 
     // Where each of key, value, key, value ... ends; their text follows.
-    const uint32_t *ends_ = nullptr;
+    std::unique_ptr<uint32_t[]> ends_;
     std::size_t size_ = 0;
 };
 
@@ -186,18 +185,14 @@ class TONVALE_EXPORT ItemList {
     ItemList(const ItemList &) = delete;
     ItemList &operator=(const ItemList &) = delete;
 
-    // The nodes, which belong to the list. One that is moved out of it must not outlive it: its
-    // values stay in the list's memory.
+    // The nodes, which belong to the list.
     std::vector<std::unique_ptr<ItemNode>> &nodes() noexcept { return nodes_; }
     const std::vector<std::unique_ptr<ItemNode>> &nodes() const noexcept { return nodes_; }
-    // Where the values of the nodes, and of those below them, are kept.
-    std::pmr::memory_resource &memory() noexcept { return memory_; }
 
     // ItemNode::PrintContent of every node.
     void PrintContent() const noexcept;
 
   private:
-    std::pmr::monotonic_buffer_resource memory_;
     std::vector<std::unique_ptr<ItemNode>> nodes_;
 };
 

@@ -6,8 +6,6 @@
 // reported by the result. Nothing throws.
 #pragma once
 
-#include <sys/stat.h>
-
 #include <array>
 #include <cstddef>
 #include <memory>
@@ -22,7 +20,7 @@ extern "C" {
 // Paths are volume paths. Those that are answered are cut at `size` - 1 bytes and always end in a
 // NUL; a size of 0 writes nothing and still tells whether there is one; 4096 holds all that can be
 // opened. After a failure the buffer is as it was. A picture that is answered lies in a folder of
-// the users' and may be anything under its name: open it with Tonvale::OpenCover.
+// the users' and may be anything under its name, a link or a FIFO: look at what you open.
 
 // The picture that the indexer extracted from a song: the first file "*APIC*" in the song's
 // extended-attribute folder. 0; or -1 when there is none or an argument is null or negative.
@@ -37,7 +35,8 @@ TONVALE_EXPORT int VARNAudioGetFolderCoverPath(const char *path, char *buffer, i
 // in the song's extended-attribute folder. It is made where there is none that is later than the
 // source, by a converter that may take a minute. Copies under the names of earlier versions are
 // answered while they are later than the source, and removed otherwise. Of a source of more than 64
-// MiB, or one that is no regular file, none is made. 0 or -1.
+// MiB, or one that is no regular file, none is made. Song and source may be named by a descriptor
+// that the caller holds (varn::DescriptorPath), so that nothing is put in their place. 0 or -1.
 TONVALE_EXPORT int VARNAudioGetScaleCoverPath(const char *song, const char *source, char *buffer,
                                               int size) noexcept;
 
@@ -102,49 +101,6 @@ TONVALE_EXPORT int VARNAudioIsUSBVolume(const char *path) noexcept;
 }  // extern "C"
 
 namespace Tonvale {
-
-// ---- covers for those who show them ------------------------------------------------------------
-
-enum class CoverPlace { kNone, kEmbedded, kFolder };
-
-struct Cover {
-    CoverPlace place = CoverPlace::kNone;
-    std::string path = {};  // the picture; "" without one
-};
-
-// The cover of a song: the picture from its tags before one in its folder.
-TONVALE_EXPORT Cover FindCover(const char *song) noexcept;
-
-// Opens a picture for reading, as root, and tells about it. Refused are links in place of the file,
-// and all that is no regular file. The descriptor, close-on-exec, is the caller's; or -1 with errno
-// set.
-TONVALE_EXPORT int OpenCover(const char *path, struct stat *info) noexcept;
-
-// A song and its cover as somebody holds them open, so that nothing is put in their place.
-struct HeldCover {
-    const char *song;         // by its folder's descriptor, "/proc/self/fd/N/NAME"
-    const char *songName;     // its path, for the log
-    int picture;              // open for reading; stays the caller's, at the place where it is
-    const char *pictureName;  // its path, for the log
-};
-
-// The small copy of a cover, by `song`, under the rules of VARNAudioGetScaleCoverPath: made from
-// what is open, and nothing but that. "" after a failure.
-TONVALE_EXPORT std::string ScaledCover(const HeldCover &cover) noexcept;
-
-// What an HTTP answer says about the version of a file (RFC 9110, 8.8): values of the fields ETag
-// (strong, with its quotes) and Last-Modified.
-struct Validators {
-    std::string etag = {};
-    std::string lastModified = {};
-};
-TONVALE_EXPORT Validators ValidatorsOf(const struct stat &info) noexcept;
-
-// True when a request with these fields If-None-Match and If-Modified-Since (null or "" for one
-// that is absent) is to be answered with 304: the first alone counts where it is there; the second
-// must be the very date that Last-Modified told.
-TONVALE_EXPORT bool IsUnchanged(const Validators &now, const char *ifNoneMatch,
-                                const char *ifModifiedSince) noexcept;
 
 // ---- downloads ---------------------------------------------------------------------------------
 

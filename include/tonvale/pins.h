@@ -10,7 +10,6 @@
 
 #include <json/value.h>
 
-#include <optional>
 #include <set>
 #include <string>
 #include <vector>
@@ -126,17 +125,8 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
   private:
     // Sets the error code; false, for the caller's result.
     bool Fail(int code);
-    // Run a statement: without rows, for pins with the stored form of their criteria, which are
-    // appended to `pins`, or for the number in a column of its only row. A failure is error 8,
-    // logged under `line`.
-    bool Run(const std::optional<std::string> &statement, int line = __builtin_LINE());
-    bool ReadStored(const std::optional<std::string> &statement, std::vector<PinData> &pins,
-                    int line = __builtin_LINE());
-    bool ReadNumber(const std::optional<std::string> &statement, const char *column, int &number,
-                    int line = __builtin_LINE());
-    // Reads one pin; none is error 5.
-    bool ReadOne(const std::optional<std::string> &statement, PinData &out,
-                 int line = __builtin_LINE());
+    // Takes the first of the pins that were read, with its criteria shown; none is error 5.
+    bool TakeFirst(std::vector<PinData> &pins, PinData &out);
     // Reads a page of the user's pins, with the stored form of their criteria.
     bool ReadPage(int offset, int limit, std::vector<PinData> &pins);
     // Turns stored criteria into those of clients, where the view is still there. However many pins

@@ -315,15 +315,6 @@ TONVALE_EXPORT int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &num
 // for 2 seconds. 1, or 0.
 TONVALE_EXPORT int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcept;
 
-namespace Tonvale {
-
-// The same with so many milliseconds of waiting, 0 for none. Log lines call the song `name`; null
-// is `path`.
-TONVALE_EXPORT int SetSongRatingToEA(const char *path, unsigned uid, unsigned star,
-                                     int milliseconds, const char *name = nullptr) noexcept;
-
-}  // namespace Tonvale
-
 // ---- playlist pages ----------------------------------------------------------------------------
 
 namespace Tonvale::webapi {

@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <map>
 #include <memory>
@@ -17,15 +16,17 @@
 #include "linux/error.h"
 #include "linux/host_support.h"
 #include "linux/memory.h"
-#include "linux/pathtext.h"
 #include "linux/records_file.h"
 #include "varn/host.h"
 #include "varn/packageconf.h"
+#include "varn/path.h"
 #include "varn/systempath.h"
 
 namespace varn {
 
 namespace {
+
+constexpr char kMusic[] = "/music";  // of a home
 
 constexpr std::size_t kFirstBuffer = 1024;
 constexpr std::size_t kLastBuffer = 16u << 20;  // a longer line is no account
@@ -224,17 +225,6 @@ int WriteOutput(std::string_view text, char *out, std::size_t size) {
     return 0;
 }
 
-// True for a path of something inside a folder, not for the folder itself.
-bool LiesBelow(std::string_view folder, std::string_view path) {
-    const auto rest = PathBelow(folder, path);
-    return rest && !rest->empty();
-}
-
-std::string RealPath(const std::string &path) {
-    const MallocPtr<char> real(realpath(path.c_str(), nullptr));
-    return real ? real.get() : "";
-}
-
 // True for music of the account that the path's folder among the homes is named after. Most
 // accounts are found so, also one that a directory service knows by its name but does not list.
 bool IsMusicOfNamesake(const std::vector<std::string> &homes, std::string_view path) {
@@ -260,8 +250,7 @@ bool IsMusicOfAny(const std::vector<host::HomeOwner> &owners, std::string_view p
         }
         const std::string name = home.substr(slash);
         struct stat info {};
-        return LiesBelow(home + "/music", path) ||
-               LiesBelow(parent->second + name + "/music", path) ||
+        return LiesBelow(home + kMusic, path) || LiesBelow(parent->second + name + kMusic, path) ||
                (lstat(home.c_str(), &info) == 0 && S_ISLNK(info.st_mode) &&
                 HomeMusic(home).Holds(path));
     });
@@ -271,9 +260,9 @@ bool IsMusicOfAny(const std::vector<host::HomeOwner> &owners, std::string_view p
 
 HomeMusic::HomeMusic(const std::string &home) {
     if (!home.empty()) {
-        named_ = home + "/music";
+        named_ = home + kMusic;
         const std::string real = RealPath(home);
-        real_ = real.empty() ? "" : real + "/music";
+        real_ = real.empty() ? "" : real + kMusic;
     }
 }
 

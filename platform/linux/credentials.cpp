@@ -4,6 +4,7 @@
 #include <syslog.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <exception>
 #include <string>
@@ -11,13 +12,16 @@
 
 #include "linux/accounts.h"
 #include "linux/error.h"
+#include "varn/account.h"
 #include "varn/process.h"
+#include "varn/systempath.h"
 
 namespace varn {
 
 namespace {
 
 constexpr uid_t kRootUid = 0;
+constexpr gid_t kRootGid = 0;
 constexpr auto kSameUid = static_cast<uid_t>(-1);
 constexpr auto kSameGid = static_cast<gid_t>(-1);
 
@@ -101,6 +105,13 @@ int Switch(const Steps &steps) {
     return 0;
 }
 
+bool IsCurrent(const Identity &identity) {
+    const std::vector<gid_t> groups = CurrentGroups();
+    return geteuid() == identity.uid && getegid() == identity.gid &&
+           std::is_permutation(groups.begin(), groups.end(), identity.groups.begin(),
+                               identity.groups.end());
+}
+
 int SwitchTo(const Identity &to, bool effectiveOnly) {
     return Switch([&](const IdsBefore &) {
         if (setgroups(to.groups.size(), to.groups.data()) != 0) {
@@ -137,23 +148,66 @@ std::optional<Identity> IdentityOf(const char *userName) {
     return Identity{account->uid, account->gid, *std::move(groups)};
 }
 
-SameIdentity::SameIdentity() : kept_{geteuid(), getegid(), CurrentGroups()} {}
+RunAs::RunAs(Who who, Afterwards afterwards, const char *source, int line)
+    : before_{geteuid(), getegid(), CurrentGroups()},
+      afterwards_(afterwards),
+      source_(source),
+      line_(line),
+      isSwitched_(Become(who)) {}
 
-SameIdentity::~SameIdentity() {
+RunAs::~RunAs() {
     const int saved = errno;
-    if (!isForgotten_ && !GiveBack()) {
-        EndStranded(kept_.uid);
+    if (!Guarded(false, [this] { return Leave(); })) {
+        Log("~IF_RUN_AS", before_);
+        if (afterwards_ != Afterwards::kBackOrGoOn) {
+            std::terminate();
+        }
     }
     errno = saved;
 }
 
-bool SameIdentity::GiveBack() noexcept {
-    isForgotten_ = true;
-    return Guarded(false, [&] {
-        return (geteuid() == kept_.uid && getegid() == kept_.gid &&
-                CurrentGroups() == kept_.groups) ||
-               SwitchTo(kept_, true) == 0;
-    });
+bool RunAs::Become(Who who) const {
+    if (who == Who::kCaller) {
+        return true;
+    }
+    const std::optional<Identity> to = who == Who::kRoot
+                                           ? Identity{kRootUid, kRootGid, before_.groups}
+                                           : IdentityOf(kPackageAccount);
+    if (!to || IsCurrent(*to) || SwitchTo(*to, true) == 0) {
+        return to.has_value();
+    }
+    Log("IF_RUN_AS", *to);
+    return false;
+}
+
+bool RunAs::IsBack() const noexcept {
+    return geteuid() == before_.uid && getegid() == before_.gid;
+}
+
+// False when the process could not be made what it has to be after the scope.
+bool RunAs::Leave() const {
+    if (isSwitched_ && afterwards_ == Afterwards::kStay) {
+        return true;
+    }
+    if (isSwitched_ && afterwards_ == Afterwards::kPackage &&
+        ResetCredentialsByName(kPackageAccount) == 0) {
+        return true;
+    }
+    if (isSwitched_ && afterwards_ == Afterwards::kAccountBefore) {
+        const auto account = IsBack() ? std::nullopt : FindAccount(before_.uid);
+        if (account) {
+            ResetCredentialsByName(account->name.c_str());
+        }
+        if (IsBack()) {
+            return true;
+        }
+    }
+    return IsCurrent(before_) || SwitchTo(before_, true) == 0;
+}
+
+void RunAs::Log(const char *tag, const Identity &to) const {
+    syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, tag,
+           static_cast<int>(to.uid), static_cast<int>(to.gid));
 }
 
 }  // namespace varn
@@ -178,10 +232,10 @@ int VLIBSetEffective(uid_t uid, gid_t gid) {
 uid_t GetUserIdFromName(const char *user) {
     if (!NonEmptyStr(user)) {
         varn::SetError(VLIB_ERR_BAD_PARAMETER);
-        return static_cast<uid_t>(-1);
+        return varn::kNoUser;
     }
-    return varn::Guarded(static_cast<uid_t>(-1), [&] {
+    return varn::Guarded(varn::kNoUser, [&] {
         const auto account = varn::FindAccount(std::string(user));
-        return account ? account->uid : static_cast<uid_t>(-1);
+        return account ? account->uid : varn::kNoUser;
     });
 }

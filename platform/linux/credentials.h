@@ -5,7 +5,7 @@
 
 #include <optional>
 
-#include "varn/same_identity.h"
+#include "varn/run_as.h"
 
 namespace varn {
 

@@ -6,7 +6,7 @@
 #include <string_view>
 #include <utility>
 
-#include "varn/as_package.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn {
@@ -55,7 +55,7 @@ Connection ConnectLibrary(Server server) {
 
 Connection ConnectLibrary() {
     // The server lets accounts of the machine in by the ids of the process that connects.
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     Connection connection = HasLocalServer() ? ConnectLibrary(Server::kLocal) : nullptr;
     return connection ? std::move(connection) : ConnectLibrary(Server::kDefault);
 }

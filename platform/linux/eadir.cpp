@@ -9,8 +9,8 @@
 #include "linux/error.h"
 #include "linux/files.h"
 #include "linux/memory.h"
-#include "linux/pathtext.h"
 #include "varn/base.h"
+#include "varn/path.h"
 #include "varn/share.h"
 
 namespace {

@@ -7,7 +7,6 @@
 #include <sys/un.h>
 #include <unistd.h>
 
-#include <charconv>
 #include <chrono>
 #include <filesystem>
 #include <limits>
@@ -17,7 +16,8 @@
 #include "linux/credentials.h"
 #include "linux/host_support.h"
 #include "linux/spawn.h"
-#include "varn/as_package.h"
+#include "varn/number.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
@@ -65,13 +65,6 @@ std::string DataDir() {
 
 // ---- PostgreSQL's programs ---------------------------------------------------------------------
 
-// The number that a text begins with, or 0.
-int LeadingNumber(std::string_view text) {
-    int number = 0;
-    std::from_chars(text.data(), text.data() + text.size(), number);
-    return number;
-}
-
 bool HasServerPrograms(const std::string &folder) {
     return access((folder + "/initdb").c_str(), X_OK) == 0 &&
            access((folder + "/pg_ctl").c_str(), X_OK) == 0 &&
@@ -85,7 +78,7 @@ int VersionOfPrograms(const std::string &folder) {
     options.argv = {"postgres", "--version"};
     const Captured version = RunCaptured(options);  // "postgres (PostgreSQL) 15.4 ..."
     const std::size_t number = version.output.find(") ");
-    return number == std::string::npos ? 0 : LeadingNumber(version.output.substr(number + 2));
+    return number == std::string::npos ? 0 : LeadingNumber<int>(version.output.substr(number + 2));
 }
 
 // The folder of the server programs: of exactly the major version `wanted`, or of the newest when
@@ -97,7 +90,7 @@ std::string FindPrograms(int wanted) {
     int best = 0;
     std::error_code error;
     for (const fs::directory_entry &entry : fs::directory_iterator("/usr/lib/postgresql", error)) {
-        const int version = LeadingNumber(entry.path().filename().string());
+        const int version = LeadingNumber<int>(entry.path().filename().string());
         if (suits(version) && version > best && HasServerPrograms(entry.path() / "bin")) {
             best = version;
         }
@@ -179,7 +172,7 @@ Postmaster ReadPostmaster() {
     std::string line;
     for (int number = 1; std::getline(lines, line); ++number) {
         if (number == 1) {
-            server.pid = LeadingNumber(line);
+            server.pid = LeadingNumber<int>(line);
         } else if (number == kStatusLine) {
             server.ready = line.starts_with("ready");
         }
@@ -192,7 +185,7 @@ Postmaster ReadPostmaster() {
 // server included; a server that was killed may wait as a zombie, which has no folder, for a
 // parent that never asks.
 bool IsAlive(const Postmaster &server) {
-    const AsPackage account;  // root alone may not be shown another account's folder
+    const RunAs account(Who::kPackage);  // root alone may not be shown another account's folder
     std::error_code error;
     return server.pid > 0 &&
            fs::equivalent("/proc/" + std::to_string(server.pid) + "/cwd", DataDir(), error);
@@ -222,7 +215,7 @@ Outcome DisownStaleFiles(const Postmaster &server) {
          {DataDir() + "/postmaster.pid", SystemPath(path::kDatabaseSocket) + ".lock"}) {
         const std::string text = ReadTextFile(file).value_or("");
         const std::size_t end = text.find('\n');
-        if (LeadingNumber(text) != server.pid || end == std::string::npos) {
+        if (LeadingNumber<int>(text) != server.pid || end == std::string::npos) {
             continue;
         }
         const std::string number = std::to_string(std::numeric_limits<pid_t>::max());
@@ -237,12 +230,12 @@ Outcome DisownStaleFiles(const Postmaster &server) {
 // Processes of the cluster that its server has left behind, also those whose program an upgrade has
 // replaced since.
 std::vector<pid_t> Orphans(const std::string &programs) {
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     std::vector<pid_t> found;
     std::error_code error;
     const std::string server = programs + "/postgres";
     for (const fs::directory_entry &entry : fs::directory_iterator("/proc", error)) {
-        const pid_t pid = LeadingNumber(entry.path().filename().string());
+        const pid_t pid = LeadingNumber<int>(entry.path().filename().string());
         const std::string program = fs::read_symlink(entry.path() / "exe", error);
         if (pid > 0 && (program == server || program == server + " (deleted)") &&
             fs::equivalent(entry.path() / "cwd", DataDir(), error)) {
@@ -293,8 +286,8 @@ Outcome FindOwnPrograms(std::string &folder) {
     if (!version) {
         return Failed("read", DataDir() + "/PG_VERSION");
     }
-    folder = FindPrograms(LeadingNumber(*version));
-    return folder.empty() ? NoPrograms(LeadingNumber(*version)) : Outcome::Good();
+    folder = FindPrograms(LeadingNumber<int>(*version));
+    return folder.empty() ? NoPrograms(LeadingNumber<int>(*version)) : Outcome::Good();
 }
 
 // ---- creation ----------------------------------------------------------------------------------

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <climits>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -12,11 +11,10 @@
 #include "linux/accounts.h"
 #include "linux/files.h"
 #include "linux/host_support.h"
-#include "linux/memory.h"
-#include "linux/pathtext.h"
 #include "linux/utf8.h"
 #include "varn/host.h"
 #include "varn/keyfile.h"
+#include "varn/path.h"
 #include "varn/share.h"
 #include "varn/systempath.h"
 
@@ -33,11 +31,10 @@ constexpr std::string_view kIndexFoldersHead =
 
 // Finds a folder's true path and checks that this process can read it.
 Outcome CheckMusicFolder(const std::string &folder, std::string &path) {
-    const MallocPtr<char> real(realpath(folder.c_str(), nullptr));
-    if (!real) {
+    path = RealPath(folder);
+    if (path.empty()) {
         return Failed("find the music folder", folder);
     }
-    path = real.get();
     if (!IsUtf8(path)) {
         return Outcome::Problem("the library cannot hold names that are not UTF-8; rename " + path);
     }
@@ -81,11 +78,11 @@ std::string ShareNameFor(const std::string &path) {
 }
 
 bool IsShare(const std::string &path) {
-    char name[PATH_MAX];
-    char sharePath[PATH_MAX];
-    return VARNShareNamePathGet(path.c_str(), name, sizeof name, sharePath, sizeof sharePath) ==
-               0 &&
-           path == sharePath;
+    PathBuffer name;
+    PathBuffer sharePath;
+    return VARNShareNamePathGet(path.c_str(), name.data(), name.size(), sharePath.data(),
+                                sharePath.size()) == 0 &&
+           path == sharePath.data();
 }
 
 // Shares the folders that are not shared yet; the names of the new shares go into `added`.
@@ -143,18 +140,18 @@ std::vector<std::string> HomesFolders() {
     if (named.empty()) {
         return {};
     }
-    const MallocPtr<char> real(realpath(link.c_str(), nullptr));
-    return {link.string(), named.string(), real ? real.get() : named.string()};
+    const std::string real = RealPath(link);
+    return {link.string(), named.string(), real.empty() ? named.string() : real};
 }
 
 Outcome ShareHomes() {
-    const MallocPtr<char> homes(realpath(SystemPath(path::kHomes).c_str(), nullptr));
-    if (!homes || IsShare(homes.get())) {
+    const std::string homes = RealPath(SystemPath(path::kHomes));
+    if (homes.empty() || IsShare(homes)) {
         return Outcome::Good();  // a disk that is away is shared when it is back
     }
     const std::string file = SystemPath(path::kShares);
-    const std::string name = IsShareName(kHomes) ? ShareNameFor(homes.get()) : kHomes;
-    return VLIBCFileSetKeyValue(file.c_str(), name.c_str(), homes.get()) == 0
+    const std::string name = IsShareName(kHomes) ? ShareNameFor(homes) : kHomes;
+    return VLIBCFileSetKeyValue(file.c_str(), name.c_str(), homes.c_str()) == 0
                ? Outcome::Good()
                : Failed("write", file);
 }
@@ -206,8 +203,7 @@ std::optional<std::vector<HomeOwner>> HomeOwners() {
     std::vector<HomeOwner> owners;
     for (const Account &account : *accounts) {
         const auto holds = [&](const std::string &folder) {
-            const auto below = PathBelow(folder, account.home);
-            return below && !below->empty();
+            return LiesBelow(folder, account.home);
         };
         if (std::any_of(homes.begin(), homes.end(), holds)) {
             owners.push_back({account.name, account.uid, account.home});

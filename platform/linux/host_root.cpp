@@ -15,9 +15,10 @@
 
 #include "linux/files.h"
 #include "linux/host_support.h"
-#include "varn/as_package.h"
+#include "varn/account.h"
 #include "varn/handles.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
@@ -181,7 +182,7 @@ Outcome PrepareAccounts(const std::string &root) {
         }
     }
     const uid_t package = GetUserIdFromName(kPackageAccount);
-    if (package == static_cast<uid_t>(-1)) {
+    if (package == kNoUser) {
         return Outcome::Problem(SystemPath(path::kPasswd) + " has no account Tonvale: add it, or " +
                                 "remove the file to have it made anew");
     }
@@ -195,7 +196,7 @@ Outcome PrepareAccounts(const std::string &root) {
 
 // The database server runs as the package account, which must be able to come to its folders.
 Outcome CheckPassable(const std::string &root) {
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     if (!account) {
         return Outcome::Problem("cannot switch to the account Tonvale of " +
                                 SystemPath(path::kPasswd));

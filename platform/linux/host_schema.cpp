@@ -5,9 +5,10 @@
 
 #include "linux/host_support.h"
 #include "linux/schema_steps.h"
-#include "varn/as_package.h"
 #include "varn/database.h"
+#include "varn/db.h"
 #include "varn/packageconf.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varn::host {
@@ -56,7 +57,7 @@ Outcome Connect(Connection &conn) {
         return Outcome::Problem("there is no database in " + data + " yet: run 'tonvale init" +
                                 RootOption() + "'");
     }
-    const AsPackage account;
+    const RunAs account(Who::kPackage);
     conn = ConnectLibrary(HasCluster() || HasLocalServer() ? Server::kLocal : Server::kDefault);
     return conn ? Outcome::Good() : CannotConnect();
 }

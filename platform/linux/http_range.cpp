@@ -9,7 +9,7 @@
 
 #include "linux/error.h"
 #include "linux/memory.h"
-#include "varn/digits.h"
+#include "varn/number.h"
 #include "varn/webapi.h"
 
 namespace varn {
@@ -27,7 +27,7 @@ std::string_view WithoutBlanks(std::string_view text) {
 
 // A number in decimal digits, the largest there is where it is too large. Empty for anything else.
 std::optional<int64_t> Position(std::string_view digits) {
-    if (!varn::IsDigits(digits)) {
+    if (!varn::IsNumber(digits)) {
         return std::nullopt;
     }
     int64_t number = 0;

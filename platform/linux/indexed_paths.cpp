@@ -2,12 +2,14 @@
 
 #include <algorithm>
 #include <cstdlib>
-
+#include <memory>
 #include "linux/memory.h"
-#include "linux/pathtext.h"
+#include "varn/account.h"
 #include "varn/database.h"
 #include "varn/descriptor.h"
 #include "varn/host.h"
+#include "varn/path.h"
+#include "varn/share.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
 
@@ -16,16 +18,6 @@ namespace varn::playlist {
 namespace {
 
 constexpr std::size_t kMostFolders = 100000;  // of a list that names no two in the same one
-
-std::string RealPath(const std::string &path) {
-    const MallocPtr<char> real(realpath(path.c_str(), nullptr));
-    return real ? real.get() : "";
-}
-
-std::string FolderOf(const std::string &path) {
-    const std::size_t slash = path.rfind('/');
-    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
-}
 
 // Where a playlist really is. One that is not there is where its folder is.
 std::string RealFolderOf(const std::string &list) {

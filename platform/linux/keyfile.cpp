@@ -7,7 +7,6 @@
 #include <algorithm>
 #include <cerrno>
 #include <chrono>
-#include <climits>
 #include <cstring>
 #include <thread>
 
@@ -17,6 +16,7 @@
 #include "linux/replace_file.h"
 #include "varn/base.h"
 #include "varn/keyfile.h"
+#include "varn/path.h"
 
 namespace varn {
 
@@ -39,24 +39,18 @@ bool ReadRegular(int fd, std::string &text) {
     return fstat(fd, &status) == 0 && IsRegular(status) && ReadToEnd(fd, kMostBytes, text);
 }
 
-// The folder of a file, with a slash at its end.
-std::string FolderOf(const std::string &file) {
-    const std::size_t slash = file.rfind('/');
-    return slash == file.npos ? "./" : file.substr(0, slash + 1);
-}
-
 // The file behind a symbolic link, which need not exist; the link itself is to stay. "" with errno
 // set when links lead in a circle.
 std::string BehindLinks(std::string file) {
     constexpr int kMostLinks = 40;  // as the kernel has it
     for (int links = 0; links < kMostLinks; ++links) {
-        char target[PATH_MAX];
-        const ssize_t length = readlink(file.c_str(), target, sizeof target);
+        varn::PathBuffer target;
+        const ssize_t length = readlink(file.c_str(), target.data(), target.size());
         if (length < 0) {
             return file;  // no link, or nothing there: opening it tells
         }
-        const std::string_view to(target, static_cast<std::size_t>(length));
-        file = to.starts_with('/') ? std::string(to) : FolderOf(file).append(to);
+        const std::string_view to(target.data(), static_cast<std::size_t>(length));
+        file = to.starts_with('/') ? std::string(to) : varn::FolderOf(file).append("/").append(to);
     }
     errno = ELOOP;
     return {};

@@ -16,7 +16,7 @@
 
 #include "linux/error.h"
 #include "linux/files.h"
-#include "linux/pathtext.h"
+#include "varn/path.h"
 #include "varn/systempath.h"
 
 namespace varn::notify {

@@ -11,6 +11,7 @@
 #include "linux/charset.h"
 #include "linux/playlist_text.h"
 #include "linux/playlist_wpl.h"
+#include "varn/number.h"
 #include "varn/text.h"
 
 namespace varn::playlist {
@@ -27,12 +28,9 @@ bool IsBlank(std::string_view text) {
     return text.find_first_not_of(kBlanks) == text.npos;
 }
 
-// The number that a text begins with; 0 for none, one below 0 and one that is out of range.
-int LeadingNumber(std::string_view text) {
-    text.remove_prefix(std::min(text.find_first_not_of(kBlanks), text.size()));
-    int number = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
-    return error == std::errc() ? std::max(number, 0) : 0;
+// 0 for a number below 0, as for none.
+int Count(std::string_view text) {
+    return std::max(varn::LeadingNumber<int>(text), 0);
 }
 
 // ---- m3u ----------------------------------------------------------------------------------------
@@ -40,7 +38,7 @@ int LeadingNumber(std::string_view text) {
 // "LENGTH,TITLE"; attributes, whose values may hold commas between quotes, can stand behind the
 // length.
 void ReadInfo(std::string_view value, Tags &tags) {
-    tags.duration = LeadingNumber(value);
+    tags.duration = Count(value);
     bool quoted = false;
     const auto *const comma = std::find_if(value.begin(), value.end(), [&](char c) {
         quoted = quoted != (c == '"');
@@ -85,7 +83,7 @@ bool ReadTag(std::string_view line, Tags &tags) {
     }
     for (const NumberLine &known : kNumberLines) {
         if (StartsWithIgnoringCase(line, known.name)) {
-            tags.*known.field = LeadingNumber(line.substr(known.name.size()));
+            tags.*known.field = Count(line.substr(known.name.size()));
             return true;
         }
     }
@@ -178,7 +176,7 @@ void ParsePls(std::string_view text, const Sink &sink) {
     for (const Numbered &file : files) {
         Tags tags;
         tags.title = ValueFor(file.number, titles, title);
-        tags.duration = LeadingNumber(ValueFor(file.number, lengths, length));
+        tags.duration = Count(ValueFor(file.number, lengths, length));
         sink({file.value, tags, false});
     }
 }

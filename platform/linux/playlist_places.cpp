@@ -3,14 +3,13 @@
 #include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <utility>
 
 #include "linux/normal_form.h"
-#include "linux/pathtext.h"
 #include "linux/playlist_text.h"
 #include "varn/mediaindex.h"
+#include "varn/path.h"
 
 namespace varn::playlist {
 
@@ -246,7 +245,7 @@ std::optional<std::string> Places::Find(const std::string &path) {
     if (auto file = FindFile(path)) {
         return file;
     }
-    std::array<char, PATH_MAX> file{};
+    PathBuffer file{};
     if (!IsVirtualPath(path.c_str(), file.data(), file.size(), nullptr)) {
         return std::nullopt;
     }

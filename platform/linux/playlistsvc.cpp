@@ -21,7 +21,8 @@
 #include "linux/playlist_places.h"
 #include "linux/playlist_text.h"
 #include "linux/utf8.h"
-#include "varn/process.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 
 namespace varn::playlist {
 
@@ -30,8 +31,7 @@ namespace {
 constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 constexpr int kMostRemote = 100000;
 
-// Whom to be again after reading a playlist as root.
-using Before = std::optional<SameIdentity>;
+using Root = std::optional<RunAs>;
 
 // Never waits for the other end of a FIFO.
 UniqueFd Open(const std::string &path) {
@@ -44,33 +44,23 @@ std::string NameOf(const std::string &path) {
     return open.empty() ? path : open;
 }
 
-// False where the process is root already, or may not become it.
-bool BecomeRoot(Before &before) {
-    if (geteuid() == 0 || !MaySwitchUser()) {
-        return false;
-    }
-    before.emplace();
-    return VLIBSetEffective(0, 0) == 0;
-}
-
 // A link in a shared folder must not make root show another file: what it leads to has to be a
 // playlist by its name, too.
-UniqueFd OpenAsRoot(const std::string &path, Before &before) {
-    if (!BecomeRoot(before)) {
+UniqueFd OpenAsRoot(const std::string &path, Root &root) {
+    if (geteuid() == 0 || !MaySwitchUser() || !root.emplace(Who::kRoot)) {
         return UniqueFd();
     }
-    const MallocPtr<char> resolved(realpath(path.c_str(), nullptr));
-    const std::string real = resolved ? resolved.get() : "";
+    const std::string real = RealPath(path);
     return FormatOf(real) ? UniqueFd(open(real.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY |
                                                             O_NOFOLLOW | O_CLOEXEC))
                           : UniqueFd();
 }
 
 // False with the error state set.
-bool ReadFile(const std::string &path, Before &before, std::string &bytes) {
+bool ReadFile(const std::string &path, Root &root, std::string &bytes) {
     UniqueFd file = Open(path);
     if (!file && (errno == EACCES || errno == EPERM)) {
-        file = OpenAsRoot(path, before);
+        file = OpenAsRoot(path, root);
         errno = file ? errno : EACCES;
     }
     struct stat info {};
@@ -186,12 +176,12 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     // Entries are looked for with the rights that the list is read with. In a home that is closed to
     // this process they would look as if they were not there, and the next edit would drop them. A
     // list that its holder has opened is read as root, whoever may read the file itself.
-    Before before;
+    Root root;
     if (!PathOfDescriptor(path).empty()) {
-        BecomeRoot(before);
+        root.emplace(Who::kRoot);
     }
     std::string bytes;
-    if (!ReadFile(path, before, bytes)) {
+    if (!ReadFile(path, root, bytes)) {
         return -1;
     }
     Meanings meanings(path);

@@ -9,8 +9,8 @@
 #include "linux/keyfile.h"
 #include "linux/keytext.h"
 #include "linux/memory.h"
-#include "linux/pathtext.h"
 #include "varn/base.h"
+#include "varn/path.h"
 #include "varn/systempath.h"
 
 namespace {

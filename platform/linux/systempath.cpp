@@ -3,7 +3,7 @@
 #include <cstdlib>
 #include <filesystem>
 
-#include "linux/pathtext.h"
+#include "varn/path.h"
 
 const std::string &SystemRoot() {
     static const std::string root = [] {

@@ -53,7 +53,7 @@ std::vector<char *> KeptEnvironment() {
 
 }  // namespace
 
-bool GiveUpRights(const char *program, const char *file) {
+bool DropRightsToRun(const char *program, const char *file) {
     if (varn::DropRights(file)) {
         return true;
     }

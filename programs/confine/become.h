@@ -16,12 +16,12 @@ struct Limits {
 // The exit status of a program that could not be run.
 inline constexpr int kNotRun = 127;
 
-// Gives up root's rights for good (varn::DropRights), on the way to becoming a program, which may
+// Drops root's rights for good (varn::DropRights) before this process becomes a program, which may
 // read `file`, or null, also where only root could. False, with the reason on standard error, when
-// it must not be run.
-bool GiveUpRights(const char *program, const char *file);
+// the program must not be run.
+bool DropRightsToRun(const char *program, const char *file);
 
-// Replaces this process, which has given its rights up, with the program. Of the environment the
+// Replaces this process, which has dropped its rights, with the program. Of the environment the
 // program gets what it needs to run, and nothing of a request. Returns when that fails, with the
 // exit status for main; the reason stands on standard error.
 int Become(const char *program, char *const argv[], const Limits &limits);

@@ -47,6 +47,6 @@ int main(int argc, char **argv) {
         GiveAway(folder);
     }
     const char *const picture = argc > 2 ? argv[argc - 2] : nullptr;
-    return confine::GiveUpRights(kProgram, picture) ? confine::Become(kProgram, argv, kLimits)
-                                                    : confine::kNotRun;
+    return confine::DropRightsToRun(kProgram, picture) ? confine::Become(kProgram, argv, kLimits)
+                                                       : confine::kNotRun;
 }

@@ -77,7 +77,7 @@ int main(int argc, char **argv) {
         song = NamesLocalFile(argv[i], argv[i + 1]) ? argv[i + 1] : song;
     }
     // Before anything of the song is looked at.
-    if (!confine::GiveUpRights(kProgram, song)) {
+    if (!confine::DropRightsToRun(kProgram, song)) {
         return confine::kNotRun;
     }
     const std::vector<std::string> asked = KeptToLength({argv + 1, argv + argc});

@@ -52,7 +52,7 @@ Json::Value RefusalReply(ActionHandler &handler, Code code) {
 
 // A refusal of data has the status 200, unless it is the system's and not the request's.
 bool Refuse(ActionHandler &handler, Code refused, bool isMedia) {
-    const Code code = Told(refused);
+    const Code code = CodeForClient(refused);
     const std::string header =
         std::string(StatusOf(code)) + "Content-Type: application/json; charset=utf-8";
     const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong;
@@ -104,7 +104,7 @@ void CheckDatabase() {
     }
 }
 
-Code Told(Code code) {
+Code CodeForClient(Code code) {
     switch (VARNDBTroubleGet()) {
         case VARNDB_UNREACHABLE:
             return Code::kBusy;

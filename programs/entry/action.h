@@ -63,8 +63,8 @@ class MediaAction : public ActionHandler {
 // Throws a refusal where the database kept something back: then an answer is not whole.
 void CheckDatabase();
 
-// What a refusal is told as: where the database kept something back, nothing else can be said.
-Code Told(Code code);
+// The code that the client gets for a refusal: the database's own trouble goes first.
+Code CodeForClient(Code code);
 
 // The status line of a refusal, and the fields that belong to it.
 const char *StatusOf(Code code);

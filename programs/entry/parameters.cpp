@@ -55,20 +55,12 @@ bool IsCleanText(std::string_view text) {
 }
 
 std::optional<std::vector<std::string>> FromJson(const std::string &text) {
-    Json::CharReaderBuilder builder;
-    builder["stackLimit"] = 8;
-    builder["failIfExtra"] = true;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value list;
-    try {
-        if (!reader->parse(text.data(), text.data() + text.size(), &list, nullptr)) {
-            return std::nullopt;
-        }
-    } catch (const Json::Exception &) {  // nested too deep
+    const auto list = ParseJson(text);
+    if (!list) {
         return std::nullopt;
     }
     std::vector<std::string> values;
-    for (const Json::Value &value : list) {
+    for (const Json::Value &value : *list) {
         if (!value.isString() && !value.isIntegral()) {
             return std::nullopt;
         }
@@ -121,6 +113,21 @@ bool Parameters::Add(std::string_view encoded) {
 const std::string *Parameters::Find(const std::string &name) const {
     const auto found = values_.find(name);
     return found != values_.end() ? &found->second : nullptr;
+}
+
+std::optional<Json::Value> ParseJson(const std::string &text) {
+    Json::CharReaderBuilder builder;
+    builder["stackLimit"] = 8;
+    builder["failIfExtra"] = true;
+    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
+    Json::Value json;
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &json, nullptr)) {
+            return json;
+        }
+    } catch (const Json::Exception &) {  // nested too deep
+    }
+    return std::nullopt;
 }
 
 std::optional<std::vector<std::string>> SplitValues(const std::string &text, std::size_t most) {

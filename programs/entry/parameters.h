@@ -1,6 +1,8 @@
 // The parameters of a request.
 #pragma once
 
+#include <json/value.h>
+
 #include <map>
 #include <optional>
 #include <string>
@@ -25,6 +27,9 @@ class Parameters {
 
     std::map<std::string, std::string> values_;
 };
+
+// The JSON text of a parameter. Empty for anything else, and for one that is nested too deep.
+std::optional<Json::Value> ParseJson(const std::string &text);
 
 // The values of one parameter: a JSON array of texts and whole numbers, or text separated by commas.
 // Empty for an array of anything else, and for more than `most` values.

@@ -7,14 +7,14 @@
 
 #include "default_cover.h"
 #include "rights.h"
-#include "tonvale/media.h"
+#include "service/validators.h"
 
 namespace tonvale_entry {
 
 namespace {
 
-using Tonvale::Validators;
 using tonvale_service::Picture;
+using tonvale_service::Validators;
 
 // A cover changes seldom; after this time it is asked for again, and mostly answered with 304.
 constexpr char kCacheFor[] = "Cache-Control: private, max-age=300\r\n";
@@ -41,8 +41,8 @@ bool Write(std::string_view text) {
 // True when the picture is to follow.
 bool SendHeader(const Validators &validators, std::string_view type, std::size_t size,
                 const std::string &more, bool headerOnly) {
-    const bool unchanged = Tonvale::IsUnchanged(validators, Variable("HTTP_IF_NONE_MATCH").c_str(),
-                                                Variable("HTTP_IF_MODIFIED_SINCE").c_str());
+    const bool unchanged = tonvale_service::IsUnchanged(validators, Variable("HTTP_IF_NONE_MATCH"),
+                                                        Variable("HTTP_IF_MODIFIED_SINCE"));
     const std::string about = unchanged
                                   ? "Status: 304 Not Modified\r\n"
                                   : "Status: 200 OK\r\nContent-Type: " + std::string(type) +
@@ -62,7 +62,7 @@ bool Send(const Picture &picture, const Validators &validators, bool headerOnly)
 }  // namespace
 
 bool SendPicture(const Picture &picture, bool headerOnly) {
-    return Send(picture, Tonvale::ValidatorsOf(picture.info), headerOnly);
+    return Send(picture, tonvale_service::ValidatorsOf(picture.info), headerOnly);
 }
 
 bool SendFetchedPicture(const Picture &picture, bool headerOnly) {

@@ -1,10 +1,8 @@
 // VARN.Tonvale.Pin: what the user who asks keeps on the start page.
-#include <json/reader.h>
-
 #include <climits>
-#include <memory>
 
 #include "action.h"
+#include "parameters.h"
 #include "service/pins.h"
 
 namespace tonvale_entry {
@@ -24,19 +22,8 @@ int Limit(const Request &asked) {
 
 // One JSON text; without one, criteria that select everything.
 Json::Value Criteria(const Request &asked) {
-    const std::string text = asked.Text("criteria", "{}");
-    Json::CharReaderBuilder builder;
-    builder["stackLimit"] = 8;
-    builder["failIfExtra"] = true;
-    const std::unique_ptr<Json::CharReader> reader(builder.newCharReader());
-    Json::Value criteria;
-    try {
-        if (reader->parse(text.data(), text.data() + text.size(), &criteria, nullptr)) {
-            return criteria;
-        }
-    } catch (const Json::Exception &) {  // nested too deep
-    }
-    throw Refusal{Code::kBadParameter};
+    const auto criteria = ParseJson(asked.Text("criteria", "{}"));
+    return criteria ? *criteria : throw Refusal{Code::kBadParameter};
 }
 
 Json::Value List(const Request &asked, Pins &pins) {

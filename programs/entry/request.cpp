@@ -1,12 +1,11 @@
 #include "request.h"
+#include "service/settings.h"
 
 #include <strings.h>
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
 #include <cstdlib>
 #include <string_view>
 
@@ -53,12 +52,6 @@ std::string ReadForm() {
     return body;
 }
 
-std::string PreferenceDirOf(const std::string &name) {
-    std::array<char, PATH_MAX> folder{};
-    VARNUserPreferenceDirGet(name.c_str(), folder.data(), folder.size());
-    return folder.data();
-}
-
 // An account that the web server knows and this system does not is nobody.
 std::optional<VARN::APIRequest> LoggedIn() {
     const std::string name = Variable("REMOTE_USER");
@@ -66,7 +59,7 @@ std::optional<VARN::APIRequest> LoggedIn() {
     if (!user) {
         return std::nullopt;
     }
-    return VARN::APIRequest(user->uid, user->szName, PreferenceDirOf(name));
+    return VARN::APIRequest(user->uid, user->szName, tonvale_service::PreferenceFolder(name));
 }
 
 }  // namespace
@@ -83,7 +76,7 @@ Request Request::Read() {
     }
     auto user = LoggedIn();
     const bool isLoggedIn = user.has_value();
-    return Request(user.value_or(VARN::APIRequest(UINT_MAX, "", "")), isLoggedIn,
+    return Request(user.value_or(VARN::APIRequest(varn::kNoUser, "", "")), isLoggedIn,
                    *std::move(parameters), method == "HEAD");
 }
 

@@ -103,7 +103,7 @@ class Page : public ActionHandler {
             GiveUpRights();
             answer = PageAnswer(page);
         } catch (const Refusal &refusal) {
-            const Code code = Told(refusal.code);
+            const Code code = CodeForClient(refusal.code);
             answer = RefusedPageAnswer(code == Code::kBadParameter ? Code::kNoSuchItem : code);
         }
         return std::fwrite(answer.data(), 1, answer.size(), stdout) == answer.size() &&

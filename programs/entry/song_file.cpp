@@ -6,8 +6,8 @@
 #include <system_error>
 
 #include "refusal.h"
-#include "service/as_root.h"
 #include "service/music_places.h"
+#include "varn/run_as.h"
 
 namespace tonvale_entry {
 
@@ -23,7 +23,7 @@ bool IsMovedHere(const VARN_MEDIA_INFO &song, const struct stat &info) {
 }  // namespace
 
 std::string RealSongFile(const VARN_MEDIA_INFO &song) {
-    const tonvale_service::AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     std::error_code error;
     std::string path = fs::canonical(song.path, error).native();
     struct stat info {};

@@ -1,37 +1,15 @@
 #include "mediaserver/download.h"
 
-#include <curl/curl.h>
-
 #include <exception>
 #include <memory>
 
-#include "varn/late_library.h"
+#include "varn/curl.h"
 
 namespace mediaserver {
 
 namespace {
 
-// Loaded when something is first fetched: most runs of a program never do.
-struct Libcurl : varn::LateLibrary {
-    Libcurl() noexcept : LateLibrary("libcurl.so.4") {}
-
-    decltype(&::curl_easy_init) easy_init = Find("curl_easy_init");
-    decltype(&::curl_easy_setopt) easy_setopt = Find("curl_easy_setopt");
-    decltype(&::curl_easy_perform) easy_perform = Find("curl_easy_perform");
-    decltype(&::curl_easy_getinfo) easy_getinfo = Find("curl_easy_getinfo");
-    decltype(&::curl_easy_strerror) easy_strerror = Find("curl_easy_strerror");
-    decltype(&::curl_easy_cleanup) easy_cleanup = Find("curl_easy_cleanup");
-    decltype(&::curl_url) url = Find("curl_url");
-    decltype(&::curl_url_set) url_set = Find("curl_url_set");
-    decltype(&::curl_url_get) url_get = Find("curl_url_get");
-    decltype(&::curl_url_cleanup) url_cleanup = Find("curl_url_cleanup");
-    decltype(&::curl_free) free = Find("curl_free");
-};
-
-const Libcurl &Curl() {
-    static const Libcurl library;
-    return library;
-}
+using varn::Curl;
 
 constexpr std::size_t kMostBytes = 1 << 20;
 constexpr long kMostMilliseconds = 3000;
@@ -59,8 +37,7 @@ Download Get(const std::string &url) {
         download.problem = Curl().Problem();
         return download;
     }
-    const std::unique_ptr<CURL, decltype(Curl().easy_cleanup)> owner(Curl().easy_init(),
-                                                                     Curl().easy_cleanup);
+    const varn::CurlHandle owner = varn::NewCurlHandle();
     CURL *handle = owner.get();
     if (handle == nullptr) {
         download.problem = "no memory";

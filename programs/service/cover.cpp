@@ -1,5 +1,6 @@
 #include "cover.h"
 
+#include <fcntl.h>
 #include <sys/mman.h>
 #include <unistd.h>
 
@@ -13,6 +14,9 @@
 #include "picture_format.h"
 #include "slot.h"
 #include "tonvale/media.h"
+#include "varn/descriptor.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 #include "varn/share.h"
 
 namespace tonvale_service {
@@ -39,7 +43,7 @@ Picture Opened(int fd, const struct stat &info) {
     return picture;
 }
 
-using PathBuffer = std::array<char, 4352>;
+using varn::PathBuffer;
 
 // A picture beside a song, to which no link may lead.
 Picture OpenBeside(const PlacedSong &song, const std::string &path) {
@@ -64,25 +68,38 @@ std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const P
         }
     }
     const Slot slot = ScalingSlot();
-    return slot ? Tonvale::ScaledCover({song.HeldPath().c_str(), song.Path().c_str(),
-                                        fileno(picture.file.get()), cover.c_str()})
-                : "";
+    const std::string open = varn::DescriptorPath(fileno(picture.file.get()));
+    return slot && VARNAudioGetScaleCoverPath(song.HeldPath().c_str(), open.c_str(), scaled.data(),
+                                              static_cast<int>(scaled.size())) == 0
+               ? scaled.data()
+               : "";
+}
+
+// The picture from the tags of a song before one in its folder.
+std::string FindCover(const char *song) {
+    PathBuffer path = {};
+    const int size = static_cast<int>(path.size());
+    if (VARNAudioGetEmbeddedCoverPath(song, path.data(), size) != 0 &&
+        VARNAudioGetFolderCoverPath(song, path.data(), size) != 0) {
+        throw Failure(Reason::kNoCover);
+    }
+    return path.data();
 }
 
 }  // namespace
 
 Picture OpenPicture(const std::string &path) {
+    const varn::RunAs root(varn::Who::kRoot);
     struct stat info {};
-    const int fd = Tonvale::OpenCover(path.c_str(), &info);
-    return fd >= 0 ? Opened(fd, info) : Picture();
+    varn::UniqueFd fd(
+        open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
+    return fd && fstat(fd.Get(), &info) == 0 && S_ISREG(info.st_mode) ? Opened(fd.Release(), info)
+                                                                      : Picture();
 }
 
 Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
     const PlacedSong song(owner, path);
-    const std::string cover = Tonvale::FindCover(song.Path().c_str()).path;
-    if (cover.empty()) {
-        throw Failure(Reason::kNoCover);
-    }
+    const std::string cover = FindCover(song.Path().c_str());
     // Looked at first: the converter reads much more than pictures, and does so as root.
     Picture picture = OpenBeside(song, cover);
     if (picture.type.empty()) {

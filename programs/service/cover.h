@@ -27,8 +27,8 @@ struct Picture {
     std::string_view type = {};  // its MIME type, by what is in it
 };
 
-// Opens a file, which a link is not. Without a type when it is no picture that a browser shows.
-// Leaves the process as the package's account.
+// Opens a regular file as root, and no link to one. Without a file when it cannot, without a type
+// when it is no picture that a browser shows.
 Picture OpenPicture(const std::string &path);
 
 // The cover of a song of the library: of a user's personal one, or of everybody's (owner 0). The

@@ -9,6 +9,7 @@
 #include "varn/account.h"
 #include "varn/database.h"
 #include "varn/packageconf.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -81,6 +82,10 @@ void LinksFollowLostUsers() {
 }
 
 void SwitchPersonalLibraries(bool on) {
+    const varn::RunAs package(varn::Who::kPackage);
+    if (!package) {
+        throw Failure(Reason::kAccountNotTaken, varn::kPackageAccount);
+    }
     if (IsPersonalLibraryEnabled() != on &&
         VARNAudioConfSet("enable_personal_library", on ? "yes" : "no") != 0) {
         throw Failure(Reason::kFileNotWritten, SystemPath(varn::path::kPackageConf));

@@ -17,7 +17,9 @@
 #include "songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
+#include "varn/db.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
 
@@ -311,7 +313,8 @@ void Links::Delete(const LinkName &name) {
 void Links::PrepareSongsList(bool hasLink) {
     const std::filesystem::path path = manager_.GetPredefinedSharingPlsPath(user_);
     std::error_code error;
-    if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
+    const varn::RunAs package(varn::Who::kPackage);
+    if (!package) {
         throw Failure(Reason::kAccountNotTaken, varn::kPackageAccount);
     }
     std::filesystem::create_directories(path.parent_path(), error);

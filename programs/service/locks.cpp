@@ -11,7 +11,7 @@
 #include <filesystem>
 #include <thread>
 
-#include "as_root.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -42,7 +42,7 @@ bool Take(int fd, int kind) {
 // file belongs to whom its folder does.
 varn::UniqueFd OpenLock(const std::string &path) {
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW;
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     const varn::UniqueFd made(open(path.c_str(), kFlags | O_CREAT | O_EXCL, kMode));
     struct stat info {};
     const std::string folder = std::filesystem::path(path).parent_path();

@@ -5,19 +5,20 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
-#include <climits>
 #include <filesystem>
 #include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
 
-#include "as_root.h"
 #include "failure.h"
+#include "settings.h"
+#include "varn/account.h"
 #include "varn/handles.h"
 #include "varn/host.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 
 namespace tonvale_service {
 
@@ -25,14 +26,15 @@ namespace {
 
 namespace fs = std::filesystem;
 
+using varn::DescriptorPath;
+using varn::LiesBelow;
+using varn::PathOfOpen;
+
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
 
-bool LiesBelow(std::string_view folder, std::string_view path) {
-    if (folder == "/") {
-        return true;
-    }
-    return !folder.empty() && path.size() > folder.size() && path.starts_with(folder) &&
-           path[folder.size()] == '/';
+// The way from a folder to what lies below it.
+fs::path WayDown(std::string_view folder, std::string_view path) {
+    return fs::path(varn::PathBelow(folder, path).value_or("")).relative_path();
 }
 
 bool LiesInMusicOf(uid_t uid, const std::string &path) {
@@ -55,9 +57,6 @@ bool LiesInIndexedFolder(const std::string &path) {
         return !error && LiesBelow(real.native(), path);
     });
 }
-
-using varn::DescriptorPath;
-using varn::PathOfOpen;
 
 bool IsOpenAt(int fd, const fs::path &path) {
     return PathOfOpen(fd) == path.native();
@@ -97,7 +96,7 @@ class Walk {
         if (!next || fstat(next.Get(), &info) != 0 || !S_ISLNK(info.st_mode)) {
             return next;
         }
-        std::array<char, PATH_MAX> target{};
+        varn::PathBuffer target{};
         if (--linksLeft_ < 0 || readlinkat(next.Get(), "", target.data(), target.size() - 1) < 0) {
             return varn::UniqueFd();
         }
@@ -118,7 +117,7 @@ varn::UniqueFd OpenLinked(const std::string &path) {
         if (!LiesBelow(root, path)) {
             continue;
         }
-        varn::UniqueFd folder = Walk().Down(OpenFolder(root), path.substr(root.size() + 1));
+        varn::UniqueFd folder = Walk().Down(OpenFolder(root), WayDown(root, path));
         if (folder && !IsPersonalLibraryPath(FileIn(folder.Get()).c_str())) {
             return folder;
         }
@@ -128,11 +127,11 @@ varn::UniqueFd OpenLinked(const std::string &path) {
 
 // The folder beside the preferences is the package's, and so are all links there.
 bool IsAmongPreferences(const std::string &user, const std::string &path) {
-    std::array<char, 4096> folder{};
-    if (VARNUserPreferenceDirGet(user.c_str(), folder.data(), folder.size()) != 0) {
+    const fs::path folder = PreferenceFolder(user);
+    if (folder.empty()) {
         return false;
     }
-    for (const fs::path &place : {fs::path(folder.data()), fs::path(folder.data()) / "playlists"}) {
+    for (const fs::path &place : {folder, folder / "playlists"}) {
         std::error_code error;
         const fs::path real = fs::canonical(place, error);
         if (!error && LiesBelow(real.native(), path)) {
@@ -169,7 +168,7 @@ varn::UniqueFd OpenPlaylistFolder(const std::string &path) {
 }
 
 PlacedSong::PlacedSong(uid_t owner, const std::string &path) : folder_(-1) {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     const fs::path asked(path);
     std::error_code error;
     const fs::path folder = fs::canonical(asked.parent_path(), error);
@@ -193,11 +192,10 @@ PlacedSong::~PlacedSong() {
 }
 
 bool PlacedSong::IsOpen(int fd, const std::string &path) const {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     const std::string held = DescriptorPath(folder_);
-    return IsOpenAt(fd, LiesBelow(held, path)
-                            ? fs::path(path_).parent_path() / path.substr(held.size() + 1)
-                            : fs::path(path));
+    return IsOpenAt(fd, LiesBelow(held, path) ? fs::path(path_).parent_path() / WayDown(held, path)
+                                              : fs::path(path));
 }
 
 }  // namespace tonvale_service

@@ -15,7 +15,7 @@
 
 #include "failure.h"
 #include "tonvale/playlists.h"
-#include "varn/digits.h"
+#include "varn/number.h"
 #include "varn/packageconf.h"
 #include "varn/player.h"
 #include "varn/systempath.h"
@@ -231,7 +231,7 @@ Json::Value PlayerInfo(const std::string &renderer) {
     if (renderer.size() > kLongestRenderer) {
         throw Failure(Reason::kNoSuchRenderer, renderer);
     }
-    if (varn::IsDigits(renderer)) {
+    if (varn::IsNumber(renderer)) {
         const int index = RendererNumber(renderer);
         return Ask(
             [&](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); },

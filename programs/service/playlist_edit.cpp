@@ -23,6 +23,7 @@
 #include "text.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
+#include "varn/number.h"
 
 namespace tonvale_service {
 

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <stdio.h>
 #include <sys/file.h>
-#include <sys/fsuid.h>
 #include <sys/stat.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -16,13 +15,13 @@
 #include <utility>
 #include <vector>
 
-#include "as_root.h"
 #include "locks.h"
 #include "music_places.h"
 #include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/host.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -54,23 +53,8 @@ varn::UniqueFd OpenPresent(const fs::path &folder) {
     return fd;
 }
 
-// Makes files the owner's of a folder, with his rights and no more: giving them to him afterwards
-// could give him what has been put in their place.
-class AsOwner {
-  public:
-    explicit AsOwner(const struct stat &folder) {
-        setfsgid(folder.st_gid);
-        setfsuid(folder.st_uid);
-    }
-    ~AsOwner() {
-        setfsuid(geteuid());
-        setfsgid(getegid());
-    }
-    AsOwner(const AsOwner &) = delete;
-    AsOwner &operator=(const AsOwner &) = delete;
-};
-
-// Opens a folder, and makes it where it is missing: then it belongs to whom the one above it does.
+// Opens a folder, and makes it where it is missing: with the rights of the owner of the folder above
+// and no more. To give it to him afterwards could give him what was put in its place.
 varn::UniqueFd OpenOrMake(int above, const fs::path &path, int flags) {
     const std::string name = path.filename();
     varn::UniqueFd folder(openat(above, name.c_str(), kFolderFlags | flags));
@@ -81,8 +65,9 @@ varn::UniqueFd OpenOrMake(int above, const fs::path &path, int flags) {
     if (fstat(above, &info) != 0) {
         return folder;
     }
-    const AsOwner owner(info);
-    if (mkdirat(above, name.c_str(), info.st_mode & 0777) == 0) {
+    const varn::RunAs before(varn::Who::kCaller);
+    if (VLIBSetEffective(info.st_uid, info.st_gid) == 0 &&
+        mkdirat(above, name.c_str(), info.st_mode & 0777) == 0) {
         folder.Reset(openat(above, name.c_str(), kFolderFlags | O_NOFOLLOW));
     }
     return folder;
@@ -136,7 +121,7 @@ bool MayStandThere(const Collection &collection, const struct stat &info) {
 
 varn::UniqueFd OpenList(const Collection &collection, const PlaylistFolder &folder,
                         const fs::path &path, HeldPlaylist::Use use) {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     varn::UniqueFd file(openat(folder.Get(), path.filename().c_str(),
                                O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     struct stat info {};
@@ -186,7 +171,7 @@ PlaylistFolder::PlaylistFolder(varn::UniqueFd folder, fs::path path)
 
 PlaylistFolder::PlaylistFolder(const Collection &collection, const fs::path &folder)
     : path_(folder) {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     folder_ = collection.personal ? varn::UniqueFd(open(folder.c_str(), kFolderFlags))
                                   : OpenPlaylistFolder(folder);
     if (!folder_ && errno != EPERM) {
@@ -198,7 +183,7 @@ PlaylistFolder::PlaylistFolder(const Collection &collection, const fs::path &fol
 }
 
 PlaylistFolder PlaylistFolder::ForNew(const Collection &collection) {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     auto [path, names] = PlaceOf(collection);
     varn::UniqueFd folder = OpenPresent(path);
     for (const std::string &name : names) {
@@ -216,7 +201,7 @@ PlaylistFolder PlaylistFolder::ForNew(const Collection &collection) {
 }
 
 bool PlaylistFolder::IsGone(const fs::path &folder) {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     std::error_code error;
     return fs::status(folder, error).type() == fs::file_type::not_found;
 }
@@ -230,7 +215,7 @@ void PlaylistFolder::CheckIsFree(const std::string &name) const {
 }
 
 bool PlaylistFolder::Has(const std::string &file) const {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     struct stat info {};
     if (fstatat(folder_.Get(), file.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
         return true;
@@ -239,7 +224,7 @@ bool PlaylistFolder::Has(const std::string &file) const {
 }
 
 varn::UniqueFd PlaylistFolder::Make(const std::string &file) const {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     struct stat info {};
     varn::UniqueFd made(
         openat(folder_.Get(), file.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0777));
@@ -254,7 +239,7 @@ varn::UniqueFd PlaylistFolder::Make(const std::string &file) const {
 }
 
 void PlaylistFolder::Move(const std::string &from, const std::string &to, Reason reason) const {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     const int folder = folder_.Get();
     bool moved = renameat2(folder, from.c_str(), folder, to.c_str(), RENAME_NOREPLACE) == 0;
     if (!moved && (errno == EINVAL || errno == ENOSYS)) {
@@ -271,7 +256,7 @@ void PlaylistFolder::Move(const std::string &from, const std::string &to, Reason
 }
 
 bool PlaylistFolder::Remove(const std::string &file) const {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     if (unlinkat(folder_.Get(), file.c_str(), 0) == 0) {
         return true;
     }
@@ -296,7 +281,7 @@ std::string HeldPlaylist::Contents() const {
 }
 
 bool HeldPlaylist::PutBack(const std::string &contents) const {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     std::string now;
     const varn::UniqueFd file(open(Path().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
     // Over what is there: on a full disk that is the room that there is.

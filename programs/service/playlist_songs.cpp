@@ -11,7 +11,7 @@
 #include "songs.h"
 #include "text.h"
 #include "tonvale/webapi.h"
-#include "varn/digits.h"
+#include "varn/number.h"
 
 namespace tonvale_service {
 
@@ -66,7 +66,7 @@ class KnownSongs {
         std::vector<std::string> paths;
         for (const std::string &name : names) {
             CheckUtf8(name);
-            if (!varn::IsDigits(name)) {
+            if (!varn::IsNumber(name)) {
                 paths.push_back(IsHttpUrl(name) ? name : PathNamed(name));
             } else if (const auto both = SongIds(name); ParseSongId(both.front())) {
                 ids.insert(ids.end(), both.begin(), both.end());
@@ -77,7 +77,7 @@ class KnownSongs {
     }
 
     void Fill(const std::string &name, VARN_MEDIA_INFO &record) const {
-        if (varn::IsDigits(name)) {
+        if (varn::IsNumber(name)) {
             record = WithRow(name);
         } else if (IsHttpUrl(name)) {
             SetMediaPathTitle(name.c_str(), &record);

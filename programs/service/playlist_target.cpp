@@ -10,7 +10,7 @@
 #include "list.h"
 #include "text.h"
 #include "varn/account.h"
-#include "varn/digits.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -126,7 +126,7 @@ std::string KeyOf(const Collection &collection, const Playlist &playlist) {
 
 void CheckName(const std::string &name) {
     const bool good = IsUtf8(name) && !name.empty() && name.size() <= kLongestName &&
-                      name.front() != '.' && !varn::IsDigits(name) &&
+                      name.front() != '.' && !varn::IsNumber(name) &&
                       std::none_of(name.begin(), name.end(), [](char c) {
                           return c == '/' || static_cast<unsigned char>(c) < ' ' || c == '\x7F';
                       });

@@ -3,13 +3,13 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <new>
 #include <utility>
 
 #include "failure.h"
 #include "playlist_place.h"
 #include "playlist_songs.h"
+#include "settings.h"
 #include "tonvale/paths.h"
 #include "tracks.h"
 #include "varn/account.h"
@@ -114,9 +114,7 @@ std::string SmartPlaylistFile(const Collection &collection) {
     if (!collection.personal) {
         return SystemPath(varn::path::kSmartPlaylists);
     }
-    std::array<char, 4096> folder{};
-    VARNUserPreferenceDirGet(collection.user.c_str(), folder.data(), folder.size());
-    return std::string(folder.data()) + "/playlists/smart.playlist";
+    return PreferenceFolder(collection.user) + "/playlists/smart.playlist";
 }
 
 AnyPlaylist AsAny(const Collection &collection, const Playlist &playlist) {

@@ -13,7 +13,9 @@
 #include "tonvale/settings.h"
 #include "varn/handles.h"
 #include "varn/packageconf.h"
+#include "varn/path.h"
 #include "varn/replace_file.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -60,8 +62,12 @@ bool HasAccount(uid_t uid) {
 }
 
 // The library's own save would show readers, who take no lock, half a file. Called under a
-// SettingsLock.
+// SettingsLock. The file belongs to the package.
 void Save(const std::string &path, const Json::Value &settings) {
+    const varn::RunAs package(varn::Who::kPackage);
+    if (!package) {
+        throw Failure(Reason::kAccountNotTaken, varn::kPackageAccount);
+    }
     constexpr std::size_t kMostBytes = 1U << 20U;  // of the users file more is not read
     constexpr mode_t kNewFileMode = 0644;
     const std::string text = settings.toStyledString();
@@ -138,6 +144,12 @@ bool IsAdministrator(const std::string &user) {
 std::string AccountName(uid_t uid) {
     const varn::User user = varn::UserByUid(uid);
     return user ? user->szName : "";
+}
+
+std::string PreferenceFolder(const std::string &name) {
+    varn::PathBuffer folder{};
+    VARNUserPreferenceDirGet(name.c_str(), folder.data(), folder.size());
+    return folder.data();
 }
 
 Json::Value ReadUsers() {

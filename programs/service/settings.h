@@ -34,7 +34,10 @@ uid_t UidOf(const std::string &name);
 // The name of a user id, "" when no account has it.
 std::string AccountName(uid_t uid);
 
-// The following read or write the users file, as whoever the process runs as, and throw a Failure
+// A user's preference folder, "" for a name that can have none.
+std::string PreferenceFolder(const std::string &name);
+
+// The following read or write the users file, write it as the package's account, and throw a Failure
 // when they cannot. Writers wait for each other for up to three seconds.
 
 // The users file.

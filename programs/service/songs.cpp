@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <charconv>
 #include <chrono>
 #include <cstdint>
@@ -13,7 +14,9 @@
 #include "kinds.h"
 #include "music_places.h"
 #include "tonvale/playlists.h"
-#include "varn/digits.h"
+#include "varn/number.h"
+#include "varn/rating_record.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -151,13 +154,15 @@ void KeepRating(const Record &record, uid_t uid, unsigned stars, Clock::time_poi
     const auto &[owner, path] = record;
     try {
         const PlacedSong song(owner, path);
-        if (Tonvale::SetSongRatingToEA(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end),
-                                       path.c_str()) == 1) {
+        const varn::RunAs root(varn::Who::kRoot);
+        if (varn::KeepRating(song.HeldPath().c_str(), uid, stars, MillisecondsUntil(end)) ==
+            varn::RatingKept::kYes) {
             return;
         }
-    } catch (const Failure &) {  // it leads out of the music
+    } catch (const Failure &) {
+        errno = EXDEV;  // it leads out of the music
     }
-    syslog(LOG_ERR, "The rating of %s is kept in the database alone", path.c_str());
+    syslog(LOG_ERR, "The rating of %s is kept in the database alone: %m", path.c_str());
 }
 
 }  // namespace
@@ -221,7 +226,7 @@ std::optional<SongId> ParseSongId(std::string_view id) {
 }
 
 std::vector<std::string> SongIds(const std::string &name) {
-    return varn::IsDigits(name) ? std::vector{"music_" + name, "music_v_" + name}
+    return varn::IsNumber(name) ? std::vector{"music_" + name, "music_v_" + name}
                                 : std::vector{name};
 }
 

@@ -4,9 +4,9 @@
 
 #include <array>
 
-#include "as_root.h"
 #include "failure.h"
 #include "tonvale/players.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -18,12 +18,12 @@ Json::Value Known(int number) {
 }
 
 bool HasCard() {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     return VARNAudioCardGet(nullptr, 0, nullptr, 0) >= 0;
 }
 
 bool SetMixers(int volume) {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     return VARNAudioKernelVolumeSet(volume) == 0;
 }
 
@@ -35,7 +35,7 @@ Json::Value SoundCard() {
     card["bluetooth"] = VARNAudioIsSupportBlueTooth() == 1;
     card["volume"] = Known(VARNAudioConfVolumeGet());
     // Some of these calls end as the package's account: the ids before come back in any case.
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     std::array<char, 64> mixer{};
     std::array<char, 64> device{};
     card["card"] =
@@ -70,7 +70,7 @@ void StoreCardVolume() {
 }
 
 void RestoreCardVolume() {
-    const AsRoot root;
+    const varn::RunAs root(varn::Who::kRoot);
     if (VARNAudioVolumeSyncKernel() != 0) {
         throw Failure(VARNAudioConfVolumeGet() < 0 ? Reason::kNoVolume : Reason::kVolumeNotSet);
     }

@@ -1,8 +1,7 @@
-#include <json/json.h>
+#include <json/value.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -13,13 +12,14 @@
 #include "command.h"
 #include "database.h"
 #include "display.h"
-#include "service/as_root.h"
+#include "page_output.h"
 #include "service/cover.h"
 #include "service/failure.h"
 #include "service/settings.h"
 #include "service/songs.h"
 #include "tonvale/media.h"
-#include "varn/same_identity.h"
+#include "varn/path.h"
+#include "varn/run_as.h"
 #include "varn/share.h"
 
 namespace tonvale_cli {
@@ -51,13 +51,13 @@ struct Report {
     bool failed = false;
 };
 
-using PathBuffer = std::array<char, 4352>;
+using varn::PathBuffer;
 
 // Runs a call of the library and becomes the caller again: such calls leave the process as the
 // package's account, which need not be able to look at the folder next.
 template <typename Call>
 auto AsCaller(const Call &call) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     return call();
 }
 
@@ -86,7 +86,7 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
     }
     const std::string marker = file.substr(0, file.rfind('.')) + ".no_image";
     const auto isMarked = [&] {
-        const tonvale_service::AsRoot root;  // as the library looks
+        const varn::RunAs root(varn::Who::kRoot);  // as the library looks
         struct stat info = {};
         return stat(marker.c_str(), &info) == 0 && S_ISREG(info.st_mode);
     };
@@ -99,12 +99,7 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
 
 // True for a file that the library can open, whoever runs this.
 bool IsThere(const std::string &path) {
-    struct stat info = {};
-    const int fd = AsCaller([&] { return Tonvale::OpenCover(path.c_str(), &info); });
-    if (fd >= 0) {
-        close(fd);
-    }
-    return fd >= 0;
+    return tonvale_service::OpenPicture(path).file != nullptr;
 }
 
 // The small copy: made when it is asked for, otherwise only looked at.
@@ -113,8 +108,7 @@ void AddScaled(const CoverOptions &options, Report &report) {
     if (VARNEADirPath(options.file.c_str(), folder.data(), folder.size()) != 0) {
         return;
     }
-    if (options.scale &&
-        AsCaller([&] { return tonvale_service::OpenPicture(report.chosen); }).type.empty()) {
+    if (options.scale && tonvale_service::OpenPicture(report.chosen).type.empty()) {
         report.failed = true;
         report.places.push_back(
             {"small copy", "", "not made: " + report.chosen + " is no picture"});
@@ -184,10 +178,7 @@ void PrintJson(const Report &report) {
         entry["result"] = ValidUtf8(place.result);
         root["places"].append(entry);
     }
-    Json::StreamWriterBuilder builder;
-    builder["indentation"] = "";
-    builder["emitUTF8"] = true;
-    std::printf("%s\n", Json::writeString(builder, root).c_str());
+    tonvale_cli::PrintJson(root);
 }
 
 void Print(const Report &report) {

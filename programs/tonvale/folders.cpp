@@ -55,7 +55,7 @@ void PrintTable(SongPage &page) {
 }
 
 // A folder as the lists and pins tell it, or its bare number.
-int FolderOf(const std::string &text, int least) {
+int FolderNumber(const std::string &text, int least) {
     return text.starts_with("dir_") ? tonvale_service::ParseFolderId(text)
                                     : ParseNumber(text, least);
 }
@@ -90,12 +90,13 @@ void AddFolders(const Verb &app) {
     AddLibrary(verb, *options);
     verb.AddText("--name", options->name, "A part of the name, in any case").ValueName("TEXT");
     verb.AddParsed(
-            "--below", [options](const std::string &text) { options->below = FolderOf(text, 1); },
+            "--below",
+            [options](const std::string &text) { options->below = FolderNumber(text, 1); },
             "Only folders below the one with this id")
         .ValueName("ID");
     AddPage(verb, *options, tonvale_service::FolderSortKeys(), "folders");
     verb.AddParsed(
-            "--in", [options](const std::string &text) { options->inside = FolderOf(text, 0); },
+            "--in", [options](const std::string &text) { options->inside = FolderNumber(text, 0); },
             "What is in the folder with this id, songs included; 0: the indexed folders")
         .ValueName("ID")
         .Excludes("--name")

@@ -3,7 +3,6 @@
 #include <filesystem>
 #include <memory>
 
-#include "accounts.h"
 #include "command.h"
 #include "database.h"
 #include "service/settings.h"
@@ -39,17 +38,11 @@ Outcome ChooseDatabase(const std::string &asked) {
                                                          : DatabaseKind::kPrivate);
 }
 
-// Makes the users file, as the account that its writers run as.
-Outcome PrepareUsersFile() {
-    const AsPackageAccount package;
-    if (!package) {
-        return Outcome::Problem("cannot write " + SystemPath(varn::path::kUsersFile));
-    }
+void PrepareUsersFile() {
     // The preferences of the first entries are asked for in the file that is being made.
     const int previous = setlogmask(LOG_UPTO(LOG_CRIT));
     tonvale_service::MakeUsers();
     setlogmask(previous);
-    return Outcome::Good();
 }
 
 Outcome PrepareDatabase() {
@@ -68,9 +61,7 @@ Outcome Init(const InitOptions &options) {
     if (Outcome done = varn::host::PrepareRoot(ProgramDir()); !done) {
         return done;
     }
-    if (Outcome done = PrepareUsersFile(); !done) {
-        return done;
-    }
+    PrepareUsersFile();
     if (Outcome done = ChooseDatabase(options.database); !done) {
         return done;
     }

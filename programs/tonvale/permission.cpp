@@ -5,7 +5,6 @@
 #include <cstdio>
 #include <memory>
 
-#include "accounts.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
@@ -84,10 +83,6 @@ int SyncUsers() {
     }
     const Json::Value before = tonvale_service::ReadUsers();
     StartForLinks();
-    const AsPackageAccount package;
-    if (!package) {
-        return kFailed;
-    }
     tonvale_service::SyncUsers();
     const Json::Value after = tonvale_service::ReadUsers();
     for (const unsigned uid : AudioUsers::enumUsers(before)) {
@@ -127,10 +122,6 @@ int SetPermission(const PermissionOptions &options) {
     }
     tonvale_service::UidOf(options.user);  // there must be such a user
     StartForLinks();
-    const AsPackageAccount package;
-    if (!package) {
-        return kFailed;
-    }
     const bool isAll =
         std::find(options.rights.begin(), options.rights.end(), kAll) != options.rights.end();
     tonvale_service::SetPermission(options.user,

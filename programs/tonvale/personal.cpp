@@ -2,7 +2,6 @@
 #include <cstdio>
 #include <memory>
 
-#include "accounts.h"
 #include "command.h"
 #include "database.h"
 #include "service/link_hooks.h"
@@ -28,10 +27,6 @@ int Show() {
 int Switch(const std::string &wanted) {
     if (auto done = EnsureDatabase(); !done) {
         Complain(done.Message());
-        return kFailed;
-    }
-    const AsPackageAccount package;
-    if (!package) {
         return kFailed;
     }
     tonvale_service::SwitchPersonalLibraries(wanted == kOn);

@@ -8,7 +8,7 @@
 #include "page_output.h"
 #include "service/pins.h"
 #include "service/settings.h"
-#include "varn/same_identity.h"
+#include "varn/run_as.h"
 
 namespace tonvale_cli {
 
@@ -90,7 +90,7 @@ void Reorder(Options options, Pins &pins) {
 using Act = void (*)(Options options, Pins &pins);
 
 int Run(Options options, Act act) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     if (auto done = CheckRoot(); !done) {
         Complain(done.Message());
         return kFailed;

@@ -3,7 +3,6 @@
 #include <functional>
 #include <memory>
 
-#include "accounts.h"
 #include "command.h"
 #include "page_output.h"
 #include "playlist_options.h"
@@ -11,9 +10,10 @@
 #include "service/failure.h"
 #include "service/playlist_edit.h"
 #include "service/playlists.h"
+#include "service/settings.h"
 #include "service/tracks.h"
 #include "track_output.h"
-#include "varn/same_identity.h"
+#include "varn/run_as.h"
 
 namespace tonvale_cli {
 
@@ -41,7 +41,7 @@ using Options = const PlaylistOptions &;
 int Show(Options options, const AnyPlaylist &playlist) {
     const std::string &user = options.collection.user;
     Tonvale::webapi::playlist::PlaylistLibrary library(options.collection.uid, user,
-                                                       PreferenceFolder(user));
+                                                       tonvale_service::PreferenceFolder(user));
     Apply(options.json ? options.additions : Additions{"song_tag", "song_audio"}, library);
     const auto page = ListTracks(playlist, library, options.offset, options.limit);
     if (options.json) {
@@ -58,7 +58,7 @@ varn::OwnedSongs Songs(Options options) {
 }
 
 int Create(PlaylistOptions &options) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }
@@ -112,7 +112,7 @@ AnyPlaylist Find(Options options) {
 }
 
 int OnPlaylist(PlaylistOptions &options, Act act) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }

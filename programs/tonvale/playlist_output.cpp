@@ -5,7 +5,7 @@
 #include "page_output.h"
 #include "service/songs.h"
 #include "song_output.h"
-#include "varn/digits.h"
+#include "varn/number.h"
 
 namespace tonvale_cli {
 
@@ -14,7 +14,7 @@ namespace {
 // The row in the identifier of a normal playlist, "" for a file that has none.
 std::string RowOf(const std::string &id) {
     const std::string key = id.substr(id.rfind('/') + 1);
-    return varn::IsDigits(key) ? key : "";
+    return varn::IsNumber(key) ? key : "";
 }
 
 std::string RowOfSong(const std::string &id) {

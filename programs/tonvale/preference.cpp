@@ -5,7 +5,6 @@
 #include <memory>
 #include <optional>
 
-#include "accounts.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
@@ -60,10 +59,6 @@ int Show(const PreferenceOptions &options) {
 int Set(const PreferenceOptions &options) {
     const std::optional<uid_t> uid = PreparedUser(options.user);
     if (!uid) {
-        return kFailed;
-    }
-    const AsPackageAccount package;
-    if (!package) {
         return kFailed;
     }
     tonvale_service::SetPreference(*uid, options.name, options.value);

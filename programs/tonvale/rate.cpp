@@ -9,7 +9,7 @@
 #include "library_options.h"
 #include "page_output.h"
 #include "service/songs.h"
-#include "varn/same_identity.h"
+#include "varn/run_as.h"
 
 namespace tonvale_cli {
 
@@ -36,7 +36,7 @@ void Print(const RateOptions &options, const std::set<int> &ids) {
 }
 
 int Rate(RateOptions &options) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     int status = kDone;
     if (!OpenLibrary(options, status)) {
         return status;

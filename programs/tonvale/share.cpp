@@ -11,7 +11,7 @@
 #include "service/links.h"
 #include "service/playlists.h"
 #include "service/songs.h"
-#include "varn/same_identity.h"
+#include "varn/run_as.h"
 
 namespace tonvale_cli {
 
@@ -139,7 +139,7 @@ int UnshareSong(Options options, Links &links) {
 using Act = int (*)(Options options, Links &links);
 
 int Run(ShareOptions &options, Act act) {
-    const varn::SameIdentity before;
+    const varn::RunAs before(varn::Who::kCaller);
     if (const int status = Prepare(options); status != kDone) {
         return status;
     }

@@ -1,20 +1,19 @@
 // Smart playlists: which there are, what their rules select by, and what is wrong with them.
-#include <json/json.h>
+#include <json/value.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
-#include <iostream>
 #include <memory>
 #include <optional>
 #include <tuple>
 
-#include "accounts.h"
 #include "command.h"
 #include "database.h"
 #include "display.h"
+#include "page_output.h"
 #include "service/failure.h"
 #include "service/settings.h"
 #include "user.h"
@@ -56,7 +55,7 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
         return SystemPath(varn::path::kSmartPlaylists);
     }
     tonvale_service::UidOf(options.user);  // there must be such a user
-    return PreferenceFolder(options.user) + "/playlists/smart.playlist";
+    return tonvale_service::PreferenceFolder(options.user) + "/playlists/smart.playlist";
 }
 
 // What it holds. Empty, with a message and the exit status set.
@@ -107,10 +106,7 @@ int List(const SmartOptions &options) {
         list.append(entry);
     }
     if (options.json) {
-        Json::StreamWriterBuilder builder;
-        builder["indentation"] = "";
-        builder["emitUTF8"] = true;
-        std::cout << Json::writeString(builder, list) << "\n";
+        PrintJson(list);
     } else {
         std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
     }

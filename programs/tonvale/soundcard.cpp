@@ -14,7 +14,7 @@ struct CardOptions {
     bool json = false;
 };
 
-std::string Told(const Json::Value &value) {
+std::string CellOf(const Json::Value &value) {
     if (value.isBool()) {
         return value.asBool() ? "yes" : "no";
     }
@@ -29,7 +29,7 @@ int Show(const CardOptions &options) {
     }
     for (const char *key : {"card", "mixer", "device", "volume", "mixer_volume", "hardware_mixer",
                             "high_resolution", "usb", "bluetooth"}) {
-        std::printf("%s: %s\n", key, Printable(Told(card[key])).c_str());
+        std::printf("%s: %s\n", key, Printable(CellOf(card[key])).c_str());
     }
     return kDone;
 }

@@ -6,12 +6,11 @@
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "gate_config.h"
+#include "varn/path.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -45,15 +44,14 @@ std::string Place(std::string_view fixedPath) {
 }
 
 // The same with links resolved, where it is there.
-std::string RealPath(std::string_view fixedPath) {
-    std::error_code error;
+std::string RealSystemPath(std::string_view fixedPath) {
     const std::string path = SystemPath(fixedPath);
-    const std::filesystem::path real = std::filesystem::canonical(path, error);
-    return error ? path : real.native();
+    const std::string real = varn::RealPath(path);
+    return real.empty() ? path : real;
 }
 
 std::string RealPlace(std::string_view fixedPath) {
-    return Quoted(RealPath(fixedPath));
+    return Quoted(RealSystemPath(fixedPath));
 }
 
 std::string Log(std::string_view name) {
@@ -170,7 +168,7 @@ std::string WebAddress(const WebOptions &options) {
 }
 
 Outcome WriteWebConfig(const WebOptions &options) {
-    for (const std::string &place : {SystemRoot(), RealPath(varn::path::kWebApi)}) {
+    for (const std::string &place : {SystemRoot(), RealSystemPath(varn::path::kWebApi)}) {
         if (!place.empty() && !IsQuotable(place)) {
             return Outcome::Problem("the web server's configuration cannot hold the path " + place +
                                     ": a backslash stands before a quote or at its end");

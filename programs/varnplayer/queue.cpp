@@ -49,28 +49,28 @@ int64_t StartOf(const VARN_MEDIA_INFO &song) {
 
 // Of a virtual song, the part of its file that it is. What is read of the record is ended first: in a
 // damaged file a text may go on to the next field.
-QueuedSong Told(VARN_MEDIA_INFO &song) {
+QueuedSong ToQueued(VARN_MEDIA_INFO &song) {
     song.path[sizeof song.path - 1] = '\0';
     song.comment[sizeof song.comment - 1] = '\0';
-    QueuedSong told;
+    QueuedSong queued;
     std::string path(song.path);
     if (path.empty()) {
-        return told;
+        return queued;
     }
     std::array<char, sizeof song.path> file{};
-    told.isPart = IsVirtualMusic(&song);
-    if (told.isPart) {
+    queued.isPart = IsVirtualMusic(&song);
+    if (queued.isPart) {
         if (IsVirtualPath(song.path, file.data(), file.size(), nullptr)) {
             path = file.data();
         }
-        told.start = static_cast<float>(StartOf(song));
-        told.end = song.duration > 0 ? told.start + song.duration : -1;
+        queued.start = static_cast<float>(StartOf(song));
+        queued.end = song.duration > 0 ? queued.start + song.duration : -1;
     }
-    told.uri = IsRemote(path) ? path : "file://" + path;
-    if (!FitsIntoALine(told.uri)) {
-        told.uri.clear();
+    queued.uri = IsRemote(path) ? path : "file://" + path;
+    if (!FitsIntoALine(queued.uri)) {
+        queued.uri.clear();
     }
-    return told;
+    return queued;
 }
 
 // False, with nothing added, when the daemon refuses the song or its part.
@@ -132,7 +132,7 @@ void QueueAdder::Read(const std::string &path) {
             throw Refused("the queue file " + path + " cannot be read or is in use");
         }
         for (const auto &song : queue->songs()) {
-            read.push_back(Told(*song));
+            read.push_back(ToQueued(*song));
         }
         if (songs_.size() + read.size() > kMostSongs) {
             throw Refused(Refused::kBad, "more than " + std::to_string(kMostSongs) + " songs");

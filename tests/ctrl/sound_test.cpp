@@ -194,24 +194,6 @@ TEST_F(SoundTest, ReadingRunsAsRootAndEndsAsThePackage) {
     }
 }
 
-TEST_F(SoundTest, WhoCannotBecomeRootStaysWhoItIs) {
-    if (!IsRoot()) {
-        GTEST_SKIP() << "needs root's rights";
-    }
-    PlugIn(2, kPcm, 4, 50 << 8 | 50);
-    // A system that knows no root, but the package's account.
-    const std::string accounts = ReadFile(At("/etc/passwd"));
-    WriteFile("/etc/passwd", "no" + accounts.substr(accounts.find("root:")));
-    for (const auto call : {VARNAudioKernelVolumeGet, VARNAudioCheckHardwareMixer}) {
-        EXPECT_TRUE(HoldsInChild([&] {
-            ASSERT_EQ(ResetCredentialsByName("alice"), 0);
-            EXPECT_EQ(call(), -1);
-            EXPECT_EQ(geteuid(), GetUserIdFromName("alice"));
-        }));
-    }
-    WriteFile("/etc/passwd", accounts);
-}
-
 TEST_F(SoundTest, VolumesAreKeptInStep) {
     EXPECT_EQ(VARNAudioVolumeSyncConf(), -1) << "no kernel volume";
     EXPECT_EQ(VARNAudioVolumeSyncKernel(), -1) << "no configured volume";

@@ -171,14 +171,11 @@ TEST_F(CoverPathTest, LeavesAnyAccountAsThePackage) {
     fs::create_directory(own);
     ASSERT_EQ(chown(own.c_str(), kAlice, static_cast<gid_t>(-1)), 0);
     fs::permissions(own, fs::perms(0700));
-    struct stat info = {};
     std::array<char, 4096> path = {};
     const std::string cover = Music() / "cover.jpg";
     const std::function<bool()> calls[] = {
         [&] { return VARNAudioGetEmbeddedCoverPath(song.c_str(), path.data(), 4096) == 0; },
         [&] { return VARNAudioGetFolderCoverPath(song.c_str(), path.data(), 4096) == 0; },
-        [&] { return !Tonvale::FindCover(song.c_str()).path.empty(); },
-        [&] { return close(Tonvale::OpenCover(cover.c_str(), &info)) == 0; },
         [] { return VARNAudioCheckScaleArt("/none", "/none") == 0; },
         [&] { return VARNAudioScaleImage("/none", (cover + ".jpg").c_str()) == -1; },
     };
@@ -206,47 +203,6 @@ TEST_F(CoverPathTest, NeedsAFolderToComeBackTo) {
         EXPECT_NE(geteuid(), 0U) << "still root";
     }));
     EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Failed to get current directory$"));
-}
-
-TEST_F(CoverPathTest, OpensPicturesAndNothingElse) {
-    const fs::path picture = Put(Music() / "cover.jpg", "picture");
-    struct stat info = {};
-    const int fd = AsPackage([&] { return Tonvale::OpenCover(picture.c_str(), &info); });
-    ASSERT_GE(fd, 0) << "the folder is root's alone";
-    EXPECT_EQ(info.st_size, 7);
-    EXPECT_TRUE(fcntl(fd, F_GETFD) & FD_CLOEXEC);
-    close(fd);
-    for (const fs::path &path : NoFiles()) {
-        EXPECT_EQ(AsPackage([&] { return Tonvale::OpenCover(path.c_str(), &info); }), -1) << path;
-    }
-}
-
-TEST_F(CoverPathTest, TellsWhetherAPictureChanged) {
-    struct stat info = {};
-    info.st_mtim = {784111777, 5};
-    const Tonvale::Validators now = Tonvale::ValidatorsOf(info);
-    const std::string tag = now.etag;
-    const char *date = now.lastModified.c_str();
-    EXPECT_STREQ(date, "Sun, 06 Nov 1994 08:49:37 GMT");
-    for (auto change : {+[](struct stat &s) { ++s.st_ino; }, +[](struct stat &s) { ++s.st_size; },
-                        +[](struct stat &s) { ++s.st_mtim.tv_sec; },
-                        +[](struct stat &s) { ++s.st_mtim.tv_nsec; }}) {
-        struct stat other = info;
-        change(other);
-        EXPECT_NE(Tonvale::ValidatorsOf(other).etag, tag);
-    }
-    for (const std::string &same :
-         {tag, "W/" + tag, "\"a\" ,\t" + tag + " , \"b\"", std::string("*")}) {
-        EXPECT_TRUE(Tonvale::IsUnchanged(now, same.c_str(), nullptr)) << same;
-    }
-    for (const std::string &other :
-         {tag.substr(1), std::string("\"a\", \"b\""), std::string(",,")}) {
-        EXPECT_FALSE(Tonvale::IsUnchanged(now, other.c_str(), date)) << other;
-    }
-    EXPECT_TRUE(Tonvale::IsUnchanged(now, "", date));
-    EXPECT_FALSE(Tonvale::IsUnchanged(now, "", "Sun, 06 Nov 1994 08:49:36 GMT"));
-    EXPECT_FALSE(Tonvale::IsUnchanged({}, nullptr, ""));
-    EXPECT_FALSE(Tonvale::IsUnchanged({}, ",,", nullptr)) << "no tag is not an empty one";
 }
 
 }  // namespace

@@ -9,6 +9,7 @@
 #include "misc/pictures.h"
 #include "platform/child.h"
 #include "tonvale/media.h"
+#include "varn/descriptor.h"
 
 namespace {
 
@@ -359,20 +360,20 @@ TEST_F(ScaledCoverTest, WritesIntoTheFolderThatItHasLookedAt) {
 TEST_F(ScaledCoverTest, MakesACopyOfAPictureThatIsOpen) {
     Put(source_, "open");
     const int picture = open(source_.c_str(), O_RDONLY | O_CLOEXEC);
-    const Tonvale::HeldCover cover = {song_.c_str(), "/label/song.mp3", picture, "/label/c.jpg"};
-    const auto scale = [&] { return AsPackage([&] { return Tonvale::ScaledCover(cover); }); };
+    const varn::UniqueFd folder(open(Music().c_str(), O_PATH | O_DIRECTORY | O_CLOEXEC));
+    const std::string held = varn::DescriptorPath(folder.Get()) + "/" + song_.filename().string();
+    const auto scale = [&] { return Scaled(held, varn::DescriptorPath(picture)); };
     fs::remove(source_);
     fs::create_symlink(Put(scratch() / "private.jpg", "private"), source_);
     SetConverter("cp \"$5\" \"$6\"");
-    EXPECT_EQ(scale(), scaled_);
+    EXPECT_EQ(scale(), varn::DescriptorPath(folder.Get()) + "/@eaDir/song.mp3/" + kName);
     EXPECT_EQ(ReadFile(scaled_), "open");
     EXPECT_EQ(lseek(picture, 0, SEEK_CUR), 0) << "the caller still has it to read";
     SetTime(scaled_, 0);
     SetConverter("exit 1");
-    EXPECT_EQ(scale(), "");
-    EXPECT_TRUE(
-        Logged("Failed to convert file \\[/label/c.jpg\\] to "
-               "\\[/label/@eaDir/song.mp3/VARNAUDIO_ART_NBAUDIO.jpg\\]$"));
+    EXPECT_EQ(scale(), "none");
+    EXPECT_TRUE(Logged("Failed to convert file \\[" + source_.string() + ".*\\] to \\[" +
+                       scaled_.string() + "\\]$"));
     close(picture);
 }
 

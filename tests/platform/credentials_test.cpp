@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <array>
+#include <filesystem>
 #include <string>
 #include <vector>
 
@@ -10,6 +11,7 @@
 #include "support/fixture.h"
 #include "varn/base.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace {
@@ -127,6 +129,45 @@ TEST_F(RootCredentials, ComeBackWhenASwitchFailsHalfWay) {
         EXPECT_EQ(ResetCredentialsByName("bob"), -1);
         EXPECT_EQ(CurrentIds(), (Ids{0, 1030, 0, 0, 100, 0}));
         EXPECT_EQ(CurrentGroups(), std::vector<gid_t>{100});
+    }));
+}
+
+TEST_F(RootCredentials, EndAScopeAsItsNameSays) {
+    using varn::Afterwards;
+    WriteFile(varn::path::kPasswd,
+              "root:x:0:0::/root:/bin/sh\nTonvale:x:1040:1041::/:/bin/false\n"
+              "alice:x:1030:100::/volume1/homes/alice:/bin/false\n");
+    const struct {
+        Afterwards afterwards;
+        std::array<unsigned, 2> caller;
+        std::array<unsigned, 2> ids;
+        std::vector<gid_t> groups;
+    } cases[] = {{Afterwards::kBack, {1030, 555}, {1030, 555}, {7}},
+                 {Afterwards::kBackOrGoOn, {1030, 555}, {1030, 555}, {7}},
+                 {Afterwards::kAccountBefore, {1030, 100}, {1030, 100}, {100, 2001, 2003}},
+                 {Afterwards::kAccountBefore, {1030, 555}, {1030, 555}, {7}},
+                 {Afterwards::kAccountBefore, {4242, 555}, {4242, 555}, {7}},
+                 {Afterwards::kPackage, {1030, 555}, {1040, 1041}, {1041}},
+                 {Afterwards::kStay, {1030, 555}, {0, 0}, {7}}};
+    for (const auto &[afterwards, caller, ids, groups] : cases) {
+        EXPECT_TRUE(HoldsInChild([&, afterwards = afterwards, caller = caller] {
+            ASSERT_EQ(setgroups(1, std::array<gid_t, 1>{7}.data()), 0);
+            ASSERT_EQ(VLIBSetEffective(caller[0], caller[1]), 0);
+            {
+                const varn::RunAs root(varn::Who::kRoot, afterwards);
+                EXPECT_TRUE(root && geteuid() == 0 && getegid() == 0);
+            }
+            EXPECT_EQ((std::array<unsigned, 2>{geteuid(), getegid()}), ids);
+            EXPECT_EQ(CurrentGroups(), groups);
+        })) << static_cast<int>(afterwards)
+            << " for " << caller[0];
+    }
+    std::filesystem::remove(root() / "etc/passwd");
+    EXPECT_TRUE(HoldsInChild([&] {  // a system without the package's account
+        ASSERT_EQ(VLIBSetEffective(1030, 555), 0);
+        EXPECT_FALSE(varn::RunAs(varn::Who::kPackage));
+        varn::RunAs(varn::Who::kRoot, Afterwards::kPackage);
+        EXPECT_EQ(geteuid(), 1030U);
     }));
 }
 

@@ -1,6 +1,13 @@
 // The verbs that browse, search and rate: their options, wording and tables.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+
 #include "musiclib/library_rows.h"
 #include "programs/command.h"
+#include "varn/systempath.h"
 
 namespace tonvale_test {
 
@@ -88,6 +95,32 @@ TEST_F(BrowseCommand, RatesByIdsAndByFilters) {
     EXPECT_EQ(JsonOf(Words("rate 0 --album B --user alice --json"))["ids"].size(), 1U);
     EXPECT_EQ(Tonvale(Words("rate 3 --album none")).out, "0 songs rated with 3 stars\n");
     EXPECT_EQ(Stars(), "1:1 2:1 3:0");
+}
+
+TEST_F(BrowseCommand, LocksHoldARatingUpOnce) {
+    WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
+    std::vector<int> locked;
+    for (const char *name : {"a.mp3", "b.mp3", "c.mp3"}) {
+        Add({.path = (scratch() / name).string()});
+        const auto record = scratch() / "@eaDir" / name / "VARNAUDIO_SONG_RATING";
+        std::filesystem::create_directories(record.parent_path());
+        std::ofstream(record) << "1030=1\n";
+        locked.push_back(open(record.c_str(), O_RDONLY | O_CLOEXEC));
+        struct flock lock = {};
+        lock.l_type = F_RDLCK;
+        ASSERT_EQ(fcntl(locked.back(), F_OFD_SETLK, &lock), 0);
+    }
+    const auto start = std::chrono::steady_clock::now();
+    const Finished run = Tonvale({"rate", "5", "1", "2", "3", "--user", "alice"});
+    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(5));
+    EXPECT_EQ(run.out, "3 songs rated with 5 stars\n") << run.err;
+    EXPECT_NE(run.err.find("The rating of " + (scratch() / "b.mp3").string() +
+                           " is kept in the database alone"),
+              run.err.npos)
+        << run.err;
+    for (const int fd : locked) {
+        close(fd);
+    }
 }
 
 }  // namespace

@@ -11,12 +11,12 @@
 
 #include "platform/child.h"
 #include "programs/command.h"
-#include "service/as_root.h"
 #include "service/settings.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
 #include "varn/packageconf.h"
 #include "varn/process.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_test {
@@ -83,6 +83,7 @@ TEST_F(SettingsVerbs, KilledWritersLeaveTheOldSettingsOrTheNew) {
     // Nothing waits for a disk there.
     const fs::path memory = "/dev/shm/tonvale-test-" + std::to_string(getpid());
     fs::copy(folder, memory);
+    fs::permissions(memory, fs::perms::all);
     fs::remove_all(folder);
     fs::create_directory_symlink(memory, folder);
     tonvale_service::SetPermission("alice", RIGHT_ALL);
@@ -132,7 +133,7 @@ TEST_F(SettingsVerbs, AProcessThatCannotGiveRootsRightsBackEnds) {
     }
     const pid_t child = StartInChild([] {
         ASSERT_EQ(VLIBSetEffective(kAlice, 100), 0);
-        const tonvale_service::AsRoot root;
+        const varn::RunAs root(varn::Who::kRoot);
         DropSetUidRight();
     });
     int status = 0;

@@ -12,6 +12,13 @@
 
 #include "varn/export.h"
 
+namespace varn {
+
+// The user id that no account has.
+inline constexpr uid_t kNoUser = static_cast<uid_t>(-1);
+
+}  // namespace varn
+
 extern "C" {
 
 typedef struct _VARN_USER_ {

@@ -10,6 +10,8 @@
 #include <system_error>
 #include <utility>
 
+#include "varn/path.h"
+
 namespace varn {
 
 class UniqueFd {
@@ -48,10 +50,10 @@ inline std::string DescriptorPath(int fd) {
 
 // Where a file or folder that is open is now, links resolved; "" when that cannot be told.
 inline std::string PathOfOpen(int fd) {
-    char path[4096];  // PATH_MAX
-    const ssize_t length = readlink(DescriptorPath(fd).c_str(), path, sizeof path);
-    return length > 0 && static_cast<std::size_t>(length) < sizeof path
-               ? std::string(path, static_cast<std::size_t>(length))
+    PathBuffer path;
+    const ssize_t length = readlink(DescriptorPath(fd).c_str(), path.data(), path.size());
+    return length > 0 && static_cast<std::size_t>(length) < path.size()
+               ? std::string(path.data(), static_cast<std::size_t>(length))
                : std::string();
 }
 

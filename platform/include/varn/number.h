@@ -1,4 +1,4 @@
-// Numbers in texts, with a point whatever the locale.
+// Numbers in texts, with a point in every locale.
 #pragma once
 
 #include <algorithm>
@@ -7,11 +7,16 @@
 
 namespace varn {
 
+// True for decimal digits alone, one or more.
+inline bool IsNumber(std::string_view text) {
+    return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
 // Takes the number that a text begins with off its front, past blanks; 0, and the text stays, where
 // there is none.
 template <typename Number>
 Number TakeNumber(std::string_view &text) {
-    const std::size_t blanks = std::min(text.find_first_not_of(' '), text.size());
+    const std::size_t blanks = std::min(text.find_first_not_of(" \t\r"), text.size());
     Number number{};
     const auto [end, error] =
         std::from_chars(text.data() + blanks, text.data() + text.size(), number);

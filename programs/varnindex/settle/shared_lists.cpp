@@ -20,8 +20,8 @@
 
 #include "tonvale/paths.h"
 #include "varn/account.h"
-#include "varn/as_package.h"
 #include "varn/playlistsvc.h"
+#include "varn/run_as.h"
 #include "varn/sql.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/hash.h"
@@ -90,7 +90,7 @@ Descriptor OpenList(const std::string &list) {
 // list before they ask for its lock, and give up where they do not get it: the lock is not kept
 // while it is read, and a list without a line, which none of them leaves, is being written.
 std::optional<std::string> ReadList(const std::string &list) {
-    const varn::AsPackage account;
+    const varn::RunAs account(varn::Who::kPackage);
     if (!account) {
         errno = EPERM;
         return std::nullopt;
@@ -141,7 +141,7 @@ bool WriteInPlace(const Descriptor &file, std::string_view text) {
 // Writes a list that holds `old` still, or nothing because a writer has given up. False with errno
 // set, which is EAGAIN where somebody else writes it or has written it.
 bool ReplaceList(const std::string &list, std::string_view old, std::string_view text) {
-    const varn::AsPackage account;
+    const varn::RunAs account(varn::Who::kPackage);
     if (!account) {
         errno = EPERM;
         return false;

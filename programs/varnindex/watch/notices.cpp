@@ -10,7 +10,7 @@
 #include <array>
 #include <string_view>
 
-#include "varn/as_package.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace varnindex {
@@ -90,7 +90,7 @@ bool HasText(const std::string &path) {
 // The file of the taken notices for this process alone; none when another one works on it.
 Descriptor OpenTaken() {
     for (;;) {
-        const varn::AsPackage account;  // the library sends as that account
+        const varn::RunAs account(varn::Who::kPackage);  // the library sends as that account
         Descriptor taken = OpenPlain(TakenPath(), O_RDWR | O_APPEND | O_CREAT);
         if (!taken) {
             throw SystemError(TakenPath());
@@ -203,7 +203,7 @@ void SpooledNotices::Done() {
 
 // The lock, not the socket's file, tells who listens: the file outlives a crash.
 NoticeSocket::NoticeSocket() {
-    const varn::AsPackage account;
+    const varn::RunAs account(varn::Who::kPackage);
     lock_ = OpenPlain(LockPath(), O_RDONLY | O_CREAT);
     if (!lock_) {
         throw SystemError(LockPath());

@@ -1,11 +1,30 @@
-// Paths compared as text, by whole components.
+// Paths: room for one, and what their text tells, by whole components.
 #pragma once
 
 #include <algorithm>
+#include <array>
+#include <cstdlib>
 #include <optional>
+#include <string>
 #include <string_view>
 
 namespace varn {
+
+// What a call that writes a path into a buffer gets.
+inline constexpr std::size_t kPathSize = 4096;  // PATH_MAX
+using PathBuffer = std::array<char, kPathSize>;
+
+// A path with links resolved; "" with errno set when it leads to nothing.
+inline std::string RealPath(const std::string &path) {
+    PathBuffer real;
+    return realpath(path.c_str(), real.data()) != nullptr ? real.data() : "";
+}
+
+// The folder that a path is in.
+inline std::string FolderOf(const std::string &path) {
+    const std::size_t slash = path.rfind('/');
+    return slash == std::string::npos ? "." : slash == 0 ? "/" : path.substr(0, slash);
+}
 
 // Takes the next component off the front of `path`, past repeated slashes and "."; "" at the end.
 inline std::string_view TakeComponent(std::string_view &path) {
@@ -44,6 +63,12 @@ inline std::optional<std::string_view> PathBelow(std::string_view folder, std::s
     }
     std::string_view rest = path;
     return TakeComponent(path).empty() ? std::string_view() : rest;
+}
+
+// True for the path of something inside a folder, not for the folder itself.
+inline bool LiesBelow(std::string_view folder, std::string_view path) {
+    const auto rest = PathBelow(folder, path);
+    return rest && !rest->empty();
 }
 
 // Without the slashes at its end; "/" becomes "".
