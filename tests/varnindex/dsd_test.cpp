@@ -1,6 +1,4 @@
 // Files of one-bit audio.
-#include "varnindex/read/dsd.h"
-
 #include <gtest/gtest.h>
 #include <taglib/attachedpictureframe.h>
 #include <taglib/id3v2tag.h>

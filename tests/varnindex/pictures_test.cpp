@@ -139,6 +139,13 @@ TEST_F(PicturesTest, FilesOfOtherProgramsGiveTheirCover) {
         }
     }
     umask(before);
+    const fs::path matroska = scratch() / "attached.mka";
+    Ffmpeg({"-i", Samples() / "tone.mka", "-attach", scratch() / "red.png", "-attach",
+            scratch() / "blue.jpg", "-metadata:s:t", "mimetype=image/png", "-metadata:s:t:1",
+            "mimetype=image/jpeg", "-metadata:s:t:1", "filename=cover.jpg", "-c", "copy",
+            matroska});
+    EXPECT_EQ(Store(matroska), 1);
+    ExpectKept(matroska, "APIC.jpg", "blue.jpg");
     EXPECT_EQ(Store(Put("tone.mp3")), 0);
     EXPECT_FALSE(fs::exists(EaFolder(scratch() / "tone.mp3")));
 }

@@ -2,13 +2,14 @@
 
 #include <taglib/id3v2header.h>
 #include <taglib/mpegheader.h>
-#include <taglib/tfile.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <memory>
+
+#include "varnindex/read/more_tags.h"
 
 namespace varnindex {
 namespace {
@@ -53,16 +54,6 @@ std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, const Fra
     return std::nullopt;
 }
 
-// What TagLib's reader of headers takes in place of a stream.
-class Headers : public TagLib::File {
-  public:
-    explicit Headers(BoundedStream &stream) : File(&stream) {}
-
-    TagLib::Tag *tag() const override { return nullptr; }
-    TagLib::AudioProperties *audioProperties() const override { return nullptr; }
-    bool save() override { return false; }
-};
-
 std::optional<Frame> MpegFrameAt(TagLib::File &file, long position) {
     const TagLib::MPEG::Header header(&file, position, false);
     if (!header.isValid() || header.frameLength() <= 0 || header.sampleRate() <= 0) {
@@ -100,7 +91,7 @@ std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position) {
 }  // namespace
 
 FrameAt MpegFramesOf(BoundedStream &stream) {
-    const auto file = std::make_shared<Headers>(stream);
+    const auto file = std::make_shared<UnknownFile>(stream);
     return [file](long position) { return MpegFrameAt(*file, position); };
 }
 
@@ -150,11 +141,10 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt
 
 bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameAt) {
     constexpr int kFramesAtAPlace = 30;
-    const long length = range.end - range.begin;
     int bitRate = 0;
-    for (const long offset : {0L, length / 3, 2 * (length / 3)}) {
+    for (const long place : range.Thirds()) {
         stream.AllowSearch();
-        const auto first = FirstFrame(stream, {range.begin + offset, range.end}, frameAt);
+        const auto first = FirstFrame(stream, {place, range.end}, frameAt);
         if (!first) {
             return false;
         }

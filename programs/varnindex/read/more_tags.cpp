@@ -4,7 +4,6 @@
 #include <taglib/id3v2framefactory.h>
 #include <taglib/id3v2header.h>
 #include <taglib/id3v2tag.h>
-#include <taglib/xiphcomment.h>
 
 namespace varnindex {
 namespace {

@@ -4,6 +4,7 @@
 #include <taglib/tag.h>
 #include <taglib/tfile.h>
 #include <taglib/tpropertymap.h>
+#include <taglib/xiphcomment.h>
 
 #include <memory>
 #include <vector>
@@ -13,6 +14,19 @@
 namespace varnindex {
 
 using Tags = std::vector<std::unique_ptr<TagLib::Tag>>;
+
+// A file of a format that TagLib does not know. Its own tag is empty.
+class UnknownFile : public TagLib::File {
+  public:
+    explicit UnknownFile(BoundedStream &stream) : File(&stream) {}
+
+    TagLib::Tag *tag() const override { return &tag_; }
+    TagLib::AudioProperties *audioProperties() const override { return nullptr; }
+    bool save() override { return false; }
+
+  private:
+    mutable TagLib::Ogg::XiphComment tag_;
+};
 
 // The offset behind all ID3v2 tags that stand at the front; 0 when there are none.
 long EndOfFrontId3(BoundedStream &stream);

@@ -5,6 +5,7 @@
 #include <taglib/asffile.h>
 #include <taglib/flacfile.h>
 #include <taglib/id3v2framefactory.h>
+#include <taglib/id3v2tag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mpcfile.h>
 #include <taglib/mpegfile.h>
@@ -28,11 +29,9 @@
 
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/dsd.h"
-#include "varnindex/read/flac_end.h"
 #include "varnindex/read/frames.h"
 #include "varnindex/read/matroska.h"
-#include "varnindex/read/mp4_boxes.h"
-#include "varnindex/read/named_tags.h"
+#include "varnindex/read/probe.h"
 #include "varnindex/read/riff.h"
 
 namespace varnindex {
@@ -73,20 +72,25 @@ void SetLength(Audio &audio, std::int64_t milliseconds, std::int64_t bytes) {
     audio.bitRate = milliseconds > 0 ? std::min(bytes, kMostBytes) * 8000 / milliseconds : 0;
 }
 
-// The same by the bits that each second takes.
-void SetLengthByRate(Audio &audio, std::int64_t bytes, std::int64_t rate) {
-    const auto length =
-        Milliseconds(static_cast<std::uint64_t>(bytes) * 8, static_cast<std::uint64_t>(rate));
-    SetLength(audio, static_cast<std::int64_t>(length), bytes);
+// Of plain samples, where TagLib does not know how many bytes they take.
+void SetLengthOfSamples(Audio &audio, std::optional<std::int64_t> bytes, int bitsPerSample) {
+    const std::int64_t rate = std::int64_t{bitsPerSample} * audio.channels * audio.sampleRate;
+    if (bytes && rate > 0) {
+        SetLength(audio, Milliseconds(static_cast<std::uint64_t>(*bytes) * 8, rate), *bytes);
+    }
 }
 
-// The same by the samples that were found, where the headers tell of none.
-void SetMissingLength(Audio &audio, std::int64_t samples, std::int64_t bytes) {
-    if (audio.milliseconds == 0 && audio.sampleRate > 0 && samples > 0) {
-        const auto length = Milliseconds(static_cast<std::uint64_t>(samples),
-                                         static_cast<std::uint64_t>(audio.sampleRate));
-        SetLength(audio, static_cast<std::int64_t>(length), bytes);
-    }
+// Fills in what TagLib leaves open.
+void AddProbed(OpenedFile &opened, BoundedStream &stream, const char *format,
+               Cover cover = Cover::kLeave) {
+    Probed probed = Probe(stream, format, cover);
+    Audio &audio = opened.audio;
+    opened.codec = opened.codec.empty() ? probed.codec : opened.codec;
+    audio.sampleRate = audio.sampleRate > 0 ? audio.sampleRate : probed.audio.sampleRate;
+    audio.channels = audio.channels > 0 ? audio.channels : probed.audio.channels;
+    SetLength(audio, std::max(audio.milliseconds, probed.audio.milliseconds),
+              opened.sound.Length());
+    opened.moreTags.push_back(std::move(probed.tags));
 }
 
 // ---- MPEG audio and ADTS -----------------------------------------------------------------------
@@ -160,13 +164,10 @@ OpenedFile OpenAdts(BoundedStream &stream, long begin) {
 
 // ---- FLAC and Ogg ------------------------------------------------------------------------------
 
-OpenedFile OpenFlac(BoundedStream &stream, long begin) {
-    auto flac = OpenWithFrames<TagLib::FLAC::File>(stream);
-    const long end = stream.length() - (flac->hasID3v1Tag() ? 128 : 0);
-    OpenedFile opened = Told(std::move(flac), "flac", stream);
-    Audio &audio = opened.audio;
-    if (audio.milliseconds == 0 && audio.sampleRate > 0) {
-        SetMissingLength(audio, SamplesToLastFrame(stream, begin, end), end - begin);
+OpenedFile OpenFlac(BoundedStream &stream, long /*begin*/) {
+    OpenedFile opened = Told(OpenWithFrames<TagLib::FLAC::File>(stream), "flac", stream);
+    if (opened.audio.milliseconds == 0 && opened.audio.sampleRate > 0) {
+        AddProbed(opened, stream, "flac");
     }
     return opened;
 }
@@ -177,7 +178,11 @@ OpenedFile OpenOggFlac(BoundedStream &stream) {
     const auto *const last = ogg->isValid() ? ogg->lastPageHeader() : nullptr;
     const long long samples = last != nullptr ? last->absoluteGranularPosition() : 0;
     OpenedFile opened = Told(std::move(ogg), "flac", stream);
-    SetMissingLength(opened.audio, samples, stream.length());
+    if (opened.audio.milliseconds == 0 && samples > 0) {
+        SetLength(opened.audio,
+                  Milliseconds(static_cast<std::uint64_t>(samples), opened.audio.sampleRate),
+                  stream.length());
+    }
     return opened;
 }
 
@@ -197,59 +202,67 @@ OpenedFile OpenOgg(BoundedStream &stream, long /*begin*/) {
 
 // ---- MP4 and Matroska --------------------------------------------------------------------------
 
-// Where the atoms within an atom of this name begin; none for one that holds none.
-std::optional<long> OffsetOfInner(const TagLib::ByteVector &name) {
-    static const std::array<TagLib::ByteVector, 9> kContainers = {
-        "moov", "udta", "mdia", "ilst", "stbl", "minf", "moof", "traf", "trak"};
-    if (name == "meta" || name == "stsd") {
-        return name == "meta" ? 12 : 16;
-    }
-    const bool holds = std::find(kContainers.begin(), kContainers.end(), name) != kContainers.end();
-    return holds ? std::optional(8L) : std::nullopt;
-}
-
 struct Atoms {
     bool areNestedTooDeep = false;  // TagLib reads atoms within atoms recursively
     bool areFragments = false;      // the movie tells of the first samples alone
+    bool haveKeys = false;          // tags of a kind that TagLib does not read
     long end = 0;                   // of what TagLib needs: in front of the fragments
 };
+
+struct Atom {
+    TagLib::ByteVector name;
+    long size = 0;
+    long inner = 0;  // from its begin to the atoms in it; 0: it holds none
+};
+
+// None where no atom fits between the two offsets.
+std::optional<Atom> AtomAt(BoundedStream &stream, long at, long end) {
+    static const std::array<TagLib::ByteVector, 9> kHolders = {
+        "moov", "udta", "mdia", "ilst", "stbl", "minf", "moof", "traf", "trak"};
+    stream.seek(at, TagLib::IOStream::Beginning);
+    const TagLib::ByteVector head = stream.readBlock(16);
+    if (head.size() < 8) {
+        return std::nullopt;
+    }
+    const bool isWide = head.toUInt(0U) == 1 && head.size() == 16;
+    const long long size = isWide ? head.toLongLong(8U) : head.toUInt(0U);
+    if (size < 8 || size > end - at) {
+        return std::nullopt;
+    }
+    Atom atom{head.mid(4, 4), static_cast<long>(size)};
+    const bool holds = std::find(kHolders.begin(), kHolders.end(), atom.name) != kHolders.end();
+    // QuickTime leaves out the version of "meta".
+    atom.inner = atom.name == "meta"   ? (head.mid(12) == "hdlr" ? 8 : 12)
+                 : atom.name == "stsd" ? 16
+                 : holds               ? 8
+                                       : 0;
+    return atom;
+}
 
 Atoms LookAtAtoms(BoundedStream &stream) {
     constexpr std::size_t kDeepest = 32;
     Atoms atoms;
     atoms.end = stream.length();
     std::vector<long> ends = {stream.length()};
-    for (long at = 0; at + 8 <= ends.front();) {
+    for (long at = 0; !atoms.areNestedTooDeep;) {
         while (ends.size() > 1 && at >= ends.back()) {
             ends.pop_back();
         }
-        stream.seek(at, TagLib::IOStream::Beginning);
-        const TagLib::ByteVector header = stream.readBlock(16);
-        if (header.size() < 8) {
+        const auto atom = AtomAt(stream, at, ends.front());
+        if (!atom) {
             break;
         }
-        long long length = header.toUInt(0U);
-        if (length == 1 && header.size() == 16) {
-            length = header.toLongLong(8U);
-        }
-        if (length < 8 || length > ends.front() - at) {
-            break;
-        }
-        const TagLib::ByteVector name = header.mid(4, 4);
-        atoms.areFragments = atoms.areFragments || name == "mvex";
-        if (atoms.areFragments && name == "moof") {
+        atoms.areFragments = atoms.areFragments || atom->name == "mvex";
+        atoms.haveKeys = atoms.haveKeys || atom->name == "keys";
+        if (atoms.areFragments && atom->name == "moof") {
             atoms.end = at;
             break;
         }
-        const auto inner = OffsetOfInner(name);
-        if (inner) {
-            ends.push_back(at + static_cast<long>(length));
+        if (atom->inner > 0) {
+            ends.push_back(at + atom->size);
         }
-        if (ends.size() > kDeepest) {
-            atoms.areNestedTooDeep = true;
-            break;
-        }
-        at += inner.value_or(static_cast<long>(length));
+        atoms.areNestedTooDeep = ends.size() > kDeepest;
+        at += atom->inner > 0 ? atom->inner : atom->size;
     }
     return atoms;
 }
@@ -276,28 +289,17 @@ OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
                              : codec == Properties::ALAC ? "alac"
                                                          : "",
                              stream);
-    Audio &audio = opened.audio;
-    if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments)) {
-        const Mp4Sound sound = ReadMp4Sound(stream);
-        opened.codec = opened.codec.empty() ? sound.codec : opened.codec;
-        audio.sampleRate = audio.sampleRate > 0 ? audio.sampleRate : sound.audio.sampleRate;
-        audio.channels = audio.channels > 0 ? audio.channels : sound.audio.channels;
-        SetLength(audio, std::max(audio.milliseconds, sound.audio.milliseconds), stream.length());
-    }
-    if (auto keys = isTagged ? nullptr : ReadMp4Keys(stream)) {
-        opened.moreTags.push_back(std::move(keys));
+    const bool lacksTags = atoms.haveKeys && !isTagged;
+    if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments || lacksTags)) {
+        AddProbed(opened, stream, "mov");
     }
     return opened;
 }
 
 OpenedFile OpenMatroska(BoundedStream &stream, long /*begin*/) {
-    auto file = std::make_unique<MatroskaFile>(stream);
-    OpenedFile opened{nullptr,
-                      file->Codec(),
-                      file->isValid() ? file->Sound() : Audio(),
-                      {file->FirstCluster(), stream.length()}};
-    opened.file = std::move(file);
-    SetLength(opened.audio, opened.audio.milliseconds, opened.sound.end - opened.sound.begin);
+    OpenedFile opened{
+        std::make_unique<UnknownFile>(stream), "", {}, {FirstCluster(stream), stream.length()}};
+    AddProbed(opened, stream, "matroska", Cover::kTake);
     return opened;
 }
 
@@ -321,12 +323,8 @@ OpenedFile OpenWav(BoundedStream &stream, long /*begin*/) {
         std::find_if(kCodecs.begin(), kCodecs.end(),
                      [&](const Tagged &tagged) { return tagged.format == format; });
     OpenedFile opened = Told(std::move(file), known != kCodecs.end() ? known->codec : "", stream);
-    const std::int64_t rate =
-        opened.codec == "pcm" && audio != nullptr
-            ? std::int64_t{audio->bitsPerSample()} * opened.audio.channels * opened.audio.sampleRate
-            : 0;
-    if (bytes && rate > 0) {
-        SetLengthByRate(opened.audio, *bytes, rate);  // TagLib counts to 4 GiB
+    if (opened.codec == "pcm") {
+        SetLengthOfSamples(opened.audio, bytes, audio->bitsPerSample());
     }
     return opened;
 }
@@ -336,15 +334,13 @@ class TextChunks : public TagLib::RIFF::AIFF::File {
   public:
     using File::File;
 
-    std::unique_ptr<TagLib::Ogg::XiphComment> Tags(BoundedStream &stream) {
+    std::unique_ptr<TagLib::Ogg::XiphComment> Tags() {
         auto tags = std::make_unique<TagLib::Ogg::XiphComment>();
         for (unsigned i = 0; i < chunkCount(); ++i) {
             for (const auto &[chunk, name] :
                  {std::pair("NAME", "TITLE"), {"AUTH", "ARTIST"}, {"ANNO", "COMMENT"}}) {
                 if (chunkName(i) == chunk) {
-                    AddNamed(
-                        *tags, name,
-                        {stream.TextAt(chunkOffset(i), chunkDataSize(i)), TagLib::String::UTF8});
+                    tags->addField(name, {chunkData(i), TagLib::String::UTF8}, false);
                 }
             }
         }
@@ -355,18 +351,14 @@ class TextChunks : public TagLib::RIFF::AIFF::File {
 OpenedFile OpenAiff(BoundedStream &stream, long /*begin*/) {
     const auto bytes = MendSizes(stream, ChunkedKind::kAiff);
     auto file = Open<TextChunks>(stream);
-    auto tags = file->Tags(stream);
-    const auto *const properties = file->audioProperties();
-    const int bits = properties != nullptr ? properties->bitsPerSample() : 0;
-    const bool isPlain = properties != nullptr &&
-                         (!properties->isAiffC() || properties->compressionType() == "NONE");
+    auto tags = file->Tags();
+    const auto *const audio = file->audioProperties();
+    const bool isPlain =
+        audio != nullptr && (!audio->isAiffC() || audio->compressionType() == "NONE");
+    const int bits = isPlain ? audio->bitsPerSample() : 0;
     OpenedFile opened = Told(std::move(file), "pcm", stream);
     opened.moreTags.push_back(std::move(tags));
-    Audio &audio = opened.audio;
-    const std::int64_t rate = std::int64_t{bits} * audio.channels * audio.sampleRate;
-    if (bytes && isPlain && rate > 0) {
-        SetLengthByRate(audio, *bytes, rate);
-    }
+    SetLengthOfSamples(opened.audio, bytes, bits);
     return opened;
 }
 
@@ -407,13 +399,19 @@ OpenedFile OpenTrueAudio(BoundedStream &stream, long /*begin*/) {
     return opened;
 }
 
-template <DsdFile::Kind kind>
+template <std::optional<DsdFile> (*read)(BoundedStream &stream)>
 OpenedFile OpenDsd(BoundedStream &stream, long /*begin*/) {
-    auto file = std::make_unique<DsdFile>(stream, kind);
-    const DsdAudio sound = file->Audio();
-    OpenedFile opened = Told(std::move(file), sound.isCompressed ? "dst" : "dsd", stream);
-    opened.audio.milliseconds = static_cast<std::int64_t>(sound.milliseconds);
-    opened.sound = {sound.begin, sound.end};
+    OpenedFile opened{std::make_unique<UnknownFile>(stream), "dsd", {}, {0, stream.length()}};
+    if (const auto dsd = read(stream)) {
+        opened.codec = dsd->isCompressed ? "dst" : "dsd";
+        opened.audio = dsd->audio;
+        opened.sound = dsd->sound;
+        SetLength(opened.audio, dsd->audio.milliseconds, dsd->sound.Length());
+        if (dsd->tag > 0 && stream.BlockAt(dsd->tag, 3) == "ID3") {
+            opened.moreTags.push_back(std::make_unique<TagLib::ID3v2::Tag>(
+                opened.file.get(), dsd->tag, Factory::instance()));
+        }
+    }
     return opened;
 }
 
@@ -439,8 +437,8 @@ constexpr std::array kContainers = {
     Container{"mpc", OpenMusepack, "MP+"},
     Container{"wv", OpenWavPack, "wvpk"},
     Container{"tta", OpenTrueAudio, "TTA"},
-    Container{"dsf", OpenDsd<DsdFile::Kind::kDsf>, "DSD "},
-    Container{"dff", OpenDsd<DsdFile::Kind::kDsdiff>, "FRM8"},
+    Container{"dsf", OpenDsd<ReadDsf>, "DSD "},
+    Container{"dff", OpenDsd<ReadDsdiff>, "FRM8"},
     Container{"matroska", OpenMatroska, "\x1A\x45\xDF\xA3"},
     Container{"adts", OpenAdts},
     Container{"mp3", OpenMpeg},

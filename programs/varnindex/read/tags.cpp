@@ -223,6 +223,8 @@ std::string WhyNoSound(const OpenedFile &opened) {
 
 void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
     const OpenedFile opened = OpenAudio(song.path, stream);
+    // Before anything is judged: it looks whether the file can be read to its end.
+    song.fingerprint = Fingerprint(opened, stream);
     // TagLib answers no question about tags of a file that it takes for invalid.
     if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0 || !opened.file->isValid()) {
         result.isDamaged = !stream.HasFailed();
@@ -239,8 +241,7 @@ void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult 
     }
     FillFromPath(song);
     ReadSortNames(tags, song);
-    song.fingerprint = Fingerprint(opened, stream);
-    // Nor does a part of the tags take the place of what the library has of all of them.
+    // Never overwrite complete tags with a partial read.
     if (stream.HasFailed()) {
         result.problem = kNotWhole;
         return;
