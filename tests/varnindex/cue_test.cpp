@@ -161,10 +161,6 @@ TEST(Cue, ReadsWhatPeopleWrite) {
 
 TEST(Cue, RefusesWithAReason) {
     const std::string second = kOneFile + kOneTrack + "TRACK 02 AUDIO\n";
-    std::string files;
-    for (int i = 0; i < 1000; ++i) {
-        files += "FILE " + std::to_string(i) + ".wav WAVE\n";
-    }
     const std::vector<std::pair<std::string, std::string>> cases = {
         {"", "no FILE line"},
         {"\xFF\xFE", "no FILE line"},
@@ -174,8 +170,6 @@ TEST(Cue, RefusesWithAReason) {
         {kOneFile, "no TRACK line"},
         {"FILE \"\" WAVE\n", "line 1: FILE without a name"},
         {"\nFILE\n", "line 2: FILE without a name"},
-        {"FILE \"" + std::string(5000, 'x') + "\" WAVE\n", "line 1: a FILE name of 5000 bytes"},
-        {files, "more than 999 files"},
         {second + "INDEX 01 01:00:00\nFILE b.wav WAVE\n" + kOneFile,
          "line 7: a FILE that was left comes again"},
         {kOneFile + "TRACK 01 MODE1/2352\nINDEX 01 00:00:00\n", "no audio track"},

@@ -94,8 +94,9 @@ class PicturesTest : public tonvale_test::SystemTest {
     static int Store(const fs::path &path, std::string &problem) {
         const auto stream = varnindex::OpenStream(path, {}, problem);
         EXPECT_TRUE(stream) << problem;
-        const auto opened = varnindex::OpenAudio(path.string(), *stream);
-        return varnindex::StorePictures(opened, path, problem);
+        const auto pictures = varnindex::ListPictures(varnindex::OpenAudio(path.string(), *stream));
+        problem = varnindex::StoreCover(pictures, path);
+        return static_cast<int>(pictures.size());
     }
     static int Store(const fs::path &path) {
         std::string problem;
@@ -263,14 +264,7 @@ TEST_F(PicturesTest, WhatIsNoUsablePictureIsCountedOnly) {
     SetFrames(path, {useless[1][0], {Image("red.png")}});
     EXPECT_EQ(Store(path), 2);
     ExpectKept(path, "APIC.png", "red.png");
-    auto file = std::make_unique<TagLib::MPEG::File>(path.c_str());
-    auto frame = std::make_unique<TagLib::ID3v2::AttachedPictureFrame>();
-    frame->setPicture(huge);
-    file->ID3v2Tag()->removeFrames("APIC");
-    file->ID3v2Tag()->addFrame(frame.release());
-    std::string problem;
-    EXPECT_EQ(varnindex::StorePictures({std::move(file), "", {}, {}}, path, problem), 1);
-    EXPECT_EQ(problem, "");
+    EXPECT_EQ(varnindex::StoreCover({{huge, true}}, path), "");
     EXPECT_TRUE(Kept(path).empty()) << "the cover that is too large now";
 }
 

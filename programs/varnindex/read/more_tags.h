@@ -37,8 +37,8 @@ void AddFrontId3(TagLib::File &file, BoundedStream &stream, std::size_t known, T
 // The APE tag at the end, which may stand before an ID3v1 tag.
 void AddEndApe(TagLib::File &file, BoundedStream &stream, Tags &tags);
 
-// All of a tag under its common names, which TagLib tells for its own classes of files alone. Nothing
-// for null, and for a kind of tag that only those have.
-TagLib::PropertyMap PropertiesOf(const TagLib::Tag *tag);
+// What a tag tells under TagLib's common names: all of it, for a kind that other formats borrow, and
+// otherwise what every kind has.
+TagLib::PropertyMap PropertiesOf(const TagLib::Tag &tag);
 
 }  // namespace varnindex

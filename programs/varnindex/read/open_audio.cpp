@@ -2,6 +2,7 @@
 
 #include <taglib/aifffile.h>
 #include <taglib/apefile.h>
+#include <taglib/apetag.h>
 #include <taglib/asffile.h>
 #include <taglib/flacfile.h>
 #include <taglib/id3v2framefactory.h>
@@ -10,7 +11,6 @@
 #include <taglib/mpcfile.h>
 #include <taglib/mpegfile.h>
 #include <taglib/oggflacfile.h>
-#include <taglib/oggpageheader.h>
 #include <taglib/opusfile.h>
 #include <taglib/speexfile.h>
 #include <taglib/trueaudiofile.h>
@@ -59,10 +59,36 @@ Audio AudioOf(const TagLib::AudioProperties *properties) {
             std::max(properties->sampleRate(), 0), std::max(properties->channels(), 0)};
 }
 
+// TagLib merges the kinds of tags that a file has, and then does not tell what stands in which.
+template <typename File>
+std::vector<TagLib::Tag *> TagsOf(File &file) {
+    std::vector<TagLib::Tag *> tags;
+    if constexpr (requires { file.xiphComment(); }) {
+        tags.push_back(file.xiphComment());
+    }
+    if constexpr (requires { file.ID3v2Tag(); }) {
+        tags.push_back(file.ID3v2Tag());
+    }
+    if constexpr (requires { file.APETag(); }) {
+        tags.push_back(file.APETag());
+    }
+    if (tags.empty()) {
+        tags.push_back(file.tag());
+    }
+    std::erase(tags, nullptr);
+    return tags;
+}
+
 // As TagLib tells it.
-OpenedFile Told(std::unique_ptr<TagLib::File> file, std::string codec, BoundedStream &stream) {
-    const Audio audio = file->isValid() ? AudioOf(file->audioProperties()) : Audio();
-    return {std::move(file), std::move(codec), audio, {0, stream.length()}};
+template <typename File>
+OpenedFile Told(std::unique_ptr<File> file, std::string codec, BoundedStream &stream) {
+    OpenedFile opened{nullptr, std::move(codec), {}, {0, stream.length()}};
+    if (file->isValid()) {
+        opened.audio = AudioOf(file->audioProperties());
+        opened.tags = TagsOf(*file);
+    }
+    opened.file = std::move(file);
+    return opened;
 }
 
 // Of a file whose length is found elsewhere than in its headers.
@@ -88,8 +114,10 @@ void AddProbed(OpenedFile &opened, BoundedStream &stream, const char *format,
     opened.codec = opened.codec.empty() ? probed.codec : opened.codec;
     audio.sampleRate = audio.sampleRate > 0 ? audio.sampleRate : probed.audio.sampleRate;
     audio.channels = audio.channels > 0 ? audio.channels : probed.audio.channels;
-    SetLength(audio, std::max(audio.milliseconds, probed.audio.milliseconds),
-              opened.sound.Length());
+    if (audio.milliseconds == 0 || audio.bitRate == 0) {
+        SetLength(audio, std::max(audio.milliseconds, probed.audio.milliseconds),
+                  opened.sound.Length());
+    }
     opened.moreTags.push_back(std::move(probed.tags));
 }
 
@@ -116,7 +144,7 @@ bool IsOfThisFile(const TagLib::MPEG::XingHeader &table, ByteRange sound) {
     return std::abs(told - bytes) <= 4096 + bytes / 128;
 }
 
-OpenedFile OpenMpeg(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenMpeg(BoundedStream &stream) {
     auto mpeg = OpenWithFrames<TagLib::MPEG::File>(stream);
     TagLib::MPEG::File &file = *mpeg;
     const TagLib::MPEG::Properties *const properties = file.audioProperties();
@@ -152,47 +180,31 @@ OpenedFile OpenMpeg(BoundedStream &stream, long /*begin*/) {
 }
 
 // TagLib knows the tags, which are those of MP3, but not the frames.
-OpenedFile OpenAdts(BoundedStream &stream, long begin) {
+OpenedFile OpenAdts(BoundedStream &stream) {
+    const long begin = EndOfFrontId3(stream);
     auto file = std::make_unique<TagLib::MPEG::File>(&stream, Factory::instance(), false);
     const ByteRange sound = SoundOf(*file, begin, stream);
     const FrameAt frameAt = AdtsFramesOf(stream);
-    const Audio audio = AreFramesAt(frameAt, begin) ? CountFrames(stream, sound, frameAt) : Audio();
-    OpenedFile opened{std::move(file), "aac", audio, sound};
+    OpenedFile opened = Told(std::move(file), "aac", stream);
+    opened.audio = AreFramesAt(frameAt, begin) ? CountFrames(stream, sound, frameAt) : Audio();
+    opened.sound = sound;
     AddFrontId3(*opened.file, stream, 1, opened.moreTags);
     return opened;
 }
 
 // ---- FLAC and Ogg ------------------------------------------------------------------------------
 
-OpenedFile OpenFlac(BoundedStream &stream, long /*begin*/) {
-    OpenedFile opened = Told(OpenWithFrames<TagLib::FLAC::File>(stream), "flac", stream);
-    if (opened.audio.milliseconds == 0 && opened.audio.sampleRate > 0) {
-        AddProbed(opened, stream, "flac");
-    }
-    return opened;
-}
-
-// An encoder that writes to a pipe tells no number of samples, but pages do.
-OpenedFile OpenOggFlac(BoundedStream &stream) {
-    auto ogg = Open<TagLib::Ogg::FLAC::File>(stream);
-    const auto *const last = ogg->isValid() ? ogg->lastPageHeader() : nullptr;
-    const long long samples = last != nullptr ? last->absoluteGranularPosition() : 0;
-    OpenedFile opened = Told(std::move(ogg), "flac", stream);
-    if (opened.audio.milliseconds == 0 && samples > 0) {
-        SetLength(opened.audio,
-                  Milliseconds(static_cast<std::uint64_t>(samples), opened.audio.sampleRate),
-                  stream.length());
-    }
-    return opened;
+OpenedFile OpenFlac(BoundedStream &stream) {
+    return Told(OpenWithFrames<TagLib::FLAC::File>(stream), "flac", stream);
 }
 
 // The extensions of Ogg say little about what is inside.
-OpenedFile OpenOgg(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenOgg(BoundedStream &stream) {
     if (TagLib::Ogg::Opus::File::isSupported(&stream)) {
         return Told(Open<TagLib::Ogg::Opus::File>(stream), "opus", stream);
     }
     if (TagLib::Ogg::FLAC::File::isSupported(&stream)) {
-        return OpenOggFlac(stream);
+        return Told(Open<TagLib::Ogg::FLAC::File>(stream), "flac", stream);
     }
     if (TagLib::Ogg::Speex::File::isSupported(&stream)) {
         return Told(Open<TagLib::Ogg::Speex::File>(stream), "speex", stream);
@@ -269,7 +281,7 @@ Atoms LookAtAtoms(BoundedStream &stream) {
 
 // TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such. It
 // takes one with more fragments than it may look at for damaged.
-OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenMp4(BoundedStream &stream) {
     using TagLib::MP4::Properties;
     const Atoms atoms = LookAtAtoms(stream);
     if (atoms.areNestedTooDeep) {
@@ -289,6 +301,9 @@ OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
                              : codec == Properties::ALAC ? "alac"
                                                          : "",
                              stream);
+    if (atoms.areFragments) {
+        opened.audio.milliseconds = 0;
+    }
     const bool lacksTags = atoms.haveKeys && !isTagged;
     if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments || lacksTags)) {
         AddProbed(opened, stream, "mov");
@@ -296,7 +311,7 @@ OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
     return opened;
 }
 
-OpenedFile OpenMatroska(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenMatroska(BoundedStream &stream) {
     OpenedFile opened{
         std::make_unique<UnknownFile>(stream), "", {}, {FirstCluster(stream), stream.length()}};
     AddProbed(opened, stream, "matroska", Cover::kTake);
@@ -305,7 +320,7 @@ OpenedFile OpenMatroska(BoundedStream &stream, long /*begin*/) {
 
 // ---- WAV and AIFF ------------------------------------------------------------------------------
 
-OpenedFile OpenWav(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenWav(BoundedStream &stream) {
     struct Tagged {
         int format;
         const char *codec;
@@ -329,42 +344,26 @@ OpenedFile OpenWav(BoundedStream &stream, long /*begin*/) {
     return opened;
 }
 
-// Texts in chunks of their own, which older programs write.
-class TextChunks : public TagLib::RIFF::AIFF::File {
-  public:
-    using File::File;
-
-    std::unique_ptr<TagLib::Ogg::XiphComment> Tags() {
-        auto tags = std::make_unique<TagLib::Ogg::XiphComment>();
-        for (unsigned i = 0; i < chunkCount(); ++i) {
-            for (const auto &[chunk, name] :
-                 {std::pair("NAME", "TITLE"), {"AUTH", "ARTIST"}, {"ANNO", "COMMENT"}}) {
-                if (chunkName(i) == chunk) {
-                    tags->addField(name, {chunkData(i), TagLib::String::UTF8}, false);
-                }
-            }
-        }
-        return tags;
-    }
-};
-
-OpenedFile OpenAiff(BoundedStream &stream, long /*begin*/) {
+// TagLib reads no texts in chunks of their own, which older programs write.
+OpenedFile OpenAiff(BoundedStream &stream) {
     const auto bytes = MendSizes(stream, ChunkedKind::kAiff);
-    auto file = Open<TextChunks>(stream);
-    auto tags = file->Tags();
+    auto file = Open<TagLib::RIFF::AIFF::File>(stream);
+    const bool isTagged = file->hasID3v2Tag();
     const auto *const audio = file->audioProperties();
     const bool isPlain =
         audio != nullptr && (!audio->isAiffC() || audio->compressionType() == "NONE");
     const int bits = isPlain ? audio->bitsPerSample() : 0;
     OpenedFile opened = Told(std::move(file), "pcm", stream);
-    opened.moreTags.push_back(std::move(tags));
     SetLengthOfSamples(opened.audio, bytes, bits);
+    if (opened.audio.sampleRate > 0 && !isTagged) {
+        AddProbed(opened, stream, "aiff");
+    }
     return opened;
 }
 
 // ---- others ------------------------------------------------------------------------------------
 
-OpenedFile OpenAsf(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenAsf(BoundedStream &stream) {
     static constexpr std::array kCodecs = {"", "wmav1", "wmav2", "wmapro", "wmalossless"};
     auto file = Open<TagLib::ASF::File>(stream);
     const auto *audio = file->audioProperties();
@@ -372,27 +371,24 @@ OpenedFile OpenAsf(BoundedStream &stream, long /*begin*/) {
     return Told(std::move(file), kCodecs[codec < kCodecs.size() ? codec : 0], stream);
 }
 
+template <typename File>
+constexpr const char *CodecOf = nullptr;
+template <>
+constexpr const char *CodecOf<TagLib::APE::File> = "ape";
+template <>
+constexpr const char *CodecOf<TagLib::MPC::File> = "musepack";
+template <>
+constexpr const char *CodecOf<TagLib::WavPack::File> = "wavpack";
+
 // Formats with APE tags, in front of which programs put ID3v2 tags all the same.
 template <typename File>
-OpenedFile OpenApeTagged(BoundedStream &stream, const char *codec) {
-    OpenedFile opened = Told(Open<File>(stream), codec, stream);
+OpenedFile OpenApeTagged(BoundedStream &stream) {
+    OpenedFile opened = Told(Open<File>(stream), CodecOf<File>, stream);
     AddFrontId3(*opened.file, stream, 0, opened.moreTags);
     return opened;
 }
 
-OpenedFile OpenApe(BoundedStream &stream, long /*begin*/) {
-    return OpenApeTagged<TagLib::APE::File>(stream, "ape");
-}
-
-OpenedFile OpenMusepack(BoundedStream &stream, long /*begin*/) {
-    return OpenApeTagged<TagLib::MPC::File>(stream, "musepack");
-}
-
-OpenedFile OpenWavPack(BoundedStream &stream, long /*begin*/) {
-    return OpenApeTagged<TagLib::WavPack::File>(stream, "wavpack");
-}
-
-OpenedFile OpenTrueAudio(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenTrueAudio(BoundedStream &stream) {
     OpenedFile opened = Told(OpenWithFrames<TagLib::TrueAudio::File>(stream), "tta", stream);
     AddFrontId3(*opened.file, stream, 1, opened.moreTags);
     AddEndApe(*opened.file, stream, opened.moreTags);
@@ -400,8 +396,8 @@ OpenedFile OpenTrueAudio(BoundedStream &stream, long /*begin*/) {
 }
 
 template <std::optional<DsdFile> (*read)(BoundedStream &stream)>
-OpenedFile OpenDsd(BoundedStream &stream, long /*begin*/) {
-    OpenedFile opened{std::make_unique<UnknownFile>(stream), "dsd", {}, {0, stream.length()}};
+OpenedFile OpenDsd(BoundedStream &stream) {
+    OpenedFile opened = Told(std::make_unique<UnknownFile>(stream), "dsd", stream);
     if (const auto dsd = read(stream)) {
         opened.codec = dsd->isCompressed ? "dst" : "dsd";
         opened.audio = dsd->audio;
@@ -419,23 +415,24 @@ OpenedFile OpenDsd(BoundedStream &stream, long /*begin*/) {
 
 struct Container {
     std::string_view name;
-    OpenedFile (*open)(BoundedStream &stream, long begin);
+    OpenedFile (*open)(BoundedStream &stream);
     std::string_view mark = {};  // of its files; "" where a mark does not suffice
     std::size_t markAt = 0;
+    const char *probed = nullptr;  // ffmpeg's name for one whose length may not be told
 };
 
 constexpr std::array kContainers = {
-    Container{"flac", OpenFlac, "fLaC"},
-    Container{"ogg", OpenOgg, "OggS"},
+    Container{"flac", OpenFlac, "fLaC", 0, "flac"},
+    Container{"ogg", OpenOgg, "OggS", 0, "ogg"},
     Container{"mp4", OpenMp4, "ftyp", 4},
     Container{"wav", OpenWav, "WAVE", 8},
     Container{"aiff", OpenAiff, "AIFF", 8},
     Container{"aiff", OpenAiff, "AIFC", 8},
     Container{"asf", OpenAsf, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"},
-    Container{"ape", OpenApe, "MAC "},
-    Container{"mpc", OpenMusepack, "MPCK"},
-    Container{"mpc", OpenMusepack, "MP+"},
-    Container{"wv", OpenWavPack, "wvpk"},
+    Container{"ape", OpenApeTagged<TagLib::APE::File>, "MAC "},
+    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MPCK"},
+    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MP+"},
+    Container{"wv", OpenApeTagged<TagLib::WavPack::File>, "wvpk"},
     Container{"tta", OpenTrueAudio, "TTA"},
     Container{"dsf", OpenDsd<ReadDsf>, "DSD "},
     Container{"dff", OpenDsd<ReadDsdiff>, "FRM8"},
@@ -480,7 +477,12 @@ OpenedFile OpenAudio(std::string_view name, BoundedStream &stream) {
     }
     stream.seek(0, TagLib::IOStream::Beginning);
     stream.AllowSearch();
-    OpenedFile opened = container->open(stream, begin);
+    OpenedFile opened = container->open(stream);
+    // What was written to a pipe.
+    if (opened.audio.milliseconds == 0 && opened.audio.sampleRate > 0 &&
+        container->probed != nullptr) {
+        AddProbed(opened, stream, container->probed);
+    }
     opened.container = container->name;
     opened.isByContents = known != nullptr;
     return opened;

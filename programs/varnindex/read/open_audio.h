@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "varnindex/read/audio.h"
 #include "varnindex/read/more_tags.h"
@@ -15,10 +16,11 @@ namespace varnindex {
 
 struct OpenedFile {
     std::unique_ptr<TagLib::File> file;
-    std::string codec;   // in lower case; "" for one that is not known
-    Audio audio;         // a sample rate of 0: no sound is found
-    ByteRange sound;     // without the tags around it, as far as formats with such are known
-    Tags moreTags = {};  // what the file's own do not tell may stand in these, the first one first
+    std::string codec;  // in lower case; "" for one that is not known
+    Audio audio;        // a sample rate of 0: no sound is found
+    ByteRange sound;    // without the tags around it, as far as formats with such are known
+    std::vector<TagLib::Tag *> tags = {};  // each kind that is the file's own; TagLib merges them
+    Tags moreTags = {};  // what those do not tell may stand in these, the first one first
     std::string_view container = {};
     bool isByContents = false;  // and not by the name's extension alone
 };
