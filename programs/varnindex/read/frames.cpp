@@ -7,7 +7,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <memory>
 
 #include "varnindex/read/more_tags.h"
 
@@ -41,12 +40,12 @@ long TagLengthAt(BoundedStream &stream, long position) {
 }
 
 // The first frame of a range, behind junk; none where there is too much of it.
-std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, const FrameAt &frameAt) {
+std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     const long end = std::min(range.end, range.begin + kMostJunk);
     for (long at = range.begin; at < end; at += kBlock) {
         const ByteVector block = stream.BlockAt(at, kBlock);
         for (unsigned i = 0; i < block.size(); ++i) {
-            if (Byte(block, i) == 0xFF && AreFramesAt(frameAt, at + static_cast<long>(i))) {
+            if (Byte(block, i) == 0xFF && AreFramesAt(stream, at + static_cast<long>(i), frameAt)) {
                 return at + static_cast<long>(i);
             }
         }
@@ -54,7 +53,10 @@ std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, const Fra
     return std::nullopt;
 }
 
-std::optional<Frame> MpegFrameAt(TagLib::File &file, long position) {
+}  // namespace
+
+std::optional<Frame> MpegFrameAt(BoundedStream &stream, long position) {
+    UnknownFile file(stream);
     const TagLib::MPEG::Header header(&file, position, false);
     if (!header.isValid() || header.frameLength() <= 0 || header.sampleRate() <= 0) {
         return std::nullopt;
@@ -88,24 +90,13 @@ std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position) {
                  0};
 }
 
-}  // namespace
-
-FrameAt MpegFramesOf(BoundedStream &stream) {
-    const auto file = std::make_shared<UnknownFile>(stream);
-    return [file](long position) { return MpegFrameAt(*file, position); };
-}
-
-FrameAt AdtsFramesOf(BoundedStream &stream) {
-    return [&stream](long position) { return AdtsFrameAt(stream, position); };
-}
-
-bool AreFramesAt(const FrameAt &frameAt, long position) {
-    const auto first = frameAt(position);
-    const auto second = first ? frameAt(position + first->length) : std::nullopt;
+bool AreFramesAt(BoundedStream &stream, long position, FrameAt frameAt) {
+    const auto first = frameAt(stream, position);
+    const auto second = first ? frameAt(stream, position + first->length) : std::nullopt;
     return second && second->sampleRate == first->sampleRate;
 }
 
-Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt) {
+Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     Audio audio;
     double seconds = 0;
     std::int64_t bytes = 0;
@@ -113,7 +104,7 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt
     long junk = 0;
     for (long at = range.begin; at < range.end && frames < kMostFrames && junk < kMostJunkInAll;) {
         stream.AllowSearch();  // the file's length bounds it
-        if (const auto frame = frameAt(at)) {
+        if (const auto frame = frameAt(stream, at)) {
             if (at + frame->length > range.end) {
                 break;  // cut off: nothing plays it
             }
@@ -139,7 +130,7 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt
     return audio;
 }
 
-bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameAt) {
+bool HasOneBitRate(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     constexpr int kFramesAtAPlace = 30;
     int bitRate = 0;
     for (const long place : range.Thirds()) {
@@ -148,7 +139,7 @@ bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameA
         if (!first) {
             return false;
         }
-        auto frame = frameAt(*first);
+        auto frame = frameAt(stream, *first);
         long at = *first;
         for (int i = 0; i < kFramesAtAPlace && frame && at + frame->length <= range.end; ++i) {
             bitRate = bitRate == 0 ? frame->bitRate : bitRate;
@@ -156,7 +147,7 @@ bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameA
                 return false;
             }
             at += frame->length;
-            frame = frameAt(at);
+            frame = frameAt(stream, at);
         }
     }
     return true;

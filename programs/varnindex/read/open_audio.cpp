@@ -160,18 +160,17 @@ OpenedFile OpenMpeg(BoundedStream &stream) {
     if (opened.audio.sampleRate <= 0) {
         return opened;
     }
-    const FrameAt frameAt = MpegFramesOf(stream);
     const auto *const table = properties->xingHeader();
     const bool hasTable = table != nullptr && table->isValid();
     if (hasTable ? IsOfThisFile(*table, opened.sound)
-                 : HasOneBitRate(stream, opened.sound, frameAt)) {
+                 : HasOneBitRate(stream, opened.sound, MpegFrameAt)) {
         return opened;
     }
     ByteRange played = opened.sound;
-    if (const auto first = hasTable ? frameAt(played.begin) : std::nullopt) {
+    if (const auto first = hasTable ? MpegFrameAt(stream, played.begin) : std::nullopt) {
         played.begin += first->length;
     }
-    const Audio counted = CountFrames(stream, played, frameAt);
+    const Audio counted = CountFrames(stream, played, MpegFrameAt);
     if (counted.milliseconds > 0) {
         opened.audio.milliseconds = counted.milliseconds;
         opened.audio.bitRate = counted.bitRate;
@@ -184,9 +183,10 @@ OpenedFile OpenAdts(BoundedStream &stream) {
     const long begin = EndOfFrontId3(stream);
     auto file = std::make_unique<TagLib::MPEG::File>(&stream, Factory::instance(), false);
     const ByteRange sound = SoundOf(*file, begin, stream);
-    const FrameAt frameAt = AdtsFramesOf(stream);
     OpenedFile opened = Told(std::move(file), "aac", stream);
-    opened.audio = AreFramesAt(frameAt, begin) ? CountFrames(stream, sound, frameAt) : Audio();
+    if (AreFramesAt(stream, begin, AdtsFrameAt)) {
+        opened.audio = CountFrames(stream, sound, AdtsFrameAt);
+    }
     opened.sound = sound;
     AddFrontId3(*opened.file, stream, 1, opened.moreTags);
     return opened;
@@ -371,19 +371,10 @@ OpenedFile OpenAsf(BoundedStream &stream) {
     return Told(std::move(file), kCodecs[codec < kCodecs.size() ? codec : 0], stream);
 }
 
-template <typename File>
-constexpr const char *CodecOf = nullptr;
-template <>
-constexpr const char *CodecOf<TagLib::APE::File> = "ape";
-template <>
-constexpr const char *CodecOf<TagLib::MPC::File> = "musepack";
-template <>
-constexpr const char *CodecOf<TagLib::WavPack::File> = "wavpack";
-
 // Formats with APE tags, in front of which programs put ID3v2 tags all the same.
 template <typename File>
 OpenedFile OpenApeTagged(BoundedStream &stream) {
-    OpenedFile opened = Told(Open<File>(stream), CodecOf<File>, stream);
+    OpenedFile opened = Told(Open<File>(stream), "", stream);
     AddFrontId3(*opened.file, stream, 0, opened.moreTags);
     return opened;
 }
@@ -419,6 +410,7 @@ struct Container {
     std::string_view mark = {};  // of its files; "" where a mark does not suffice
     std::size_t markAt = 0;
     const char *probed = nullptr;  // ffmpeg's name for one whose length may not be told
+    const char *codec = "";        // where the container tells it
 };
 
 constexpr std::array kContainers = {
@@ -429,10 +421,10 @@ constexpr std::array kContainers = {
     Container{"aiff", OpenAiff, "AIFF", 8},
     Container{"aiff", OpenAiff, "AIFC", 8},
     Container{"asf", OpenAsf, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"},
-    Container{"ape", OpenApeTagged<TagLib::APE::File>, "MAC "},
-    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MPCK"},
-    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MP+"},
-    Container{"wv", OpenApeTagged<TagLib::WavPack::File>, "wvpk"},
+    Container{"ape", OpenApeTagged<TagLib::APE::File>, "MAC ", 0, nullptr, "ape"},
+    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MPCK", 0, nullptr, "musepack"},
+    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MP+", 0, nullptr, "musepack"},
+    Container{"wv", OpenApeTagged<TagLib::WavPack::File>, "wvpk", 0, nullptr, "wavpack"},
     Container{"tta", OpenTrueAudio, "TTA"},
     Container{"dsf", OpenDsd<ReadDsf>, "DSD "},
     Container{"dff", OpenDsd<ReadDsdiff>, "FRM8"},
@@ -458,10 +450,10 @@ const Container *ContainerByContents(BoundedStream &stream, long begin) {
             return &container;
         }
     }
-    if (AreFramesAt(AdtsFramesOf(stream), begin)) {
+    if (AreFramesAt(stream, begin, AdtsFrameAt)) {
         return ContainerNamed("adts");
     }
-    return AreFramesAt(MpegFramesOf(stream), begin) ? ContainerNamed("mp3") : nullptr;
+    return AreFramesAt(stream, begin, MpegFrameAt) ? ContainerNamed("mp3") : nullptr;
 }
 
 }  // namespace
@@ -484,6 +476,7 @@ OpenedFile OpenAudio(std::string_view name, BoundedStream &stream) {
         AddProbed(opened, stream, container->probed);
     }
     opened.container = container->name;
+    opened.codec = opened.codec.empty() ? container->codec : opened.codec;
     opened.isByContents = known != nullptr;
     return opened;
 }
