@@ -1,6 +1,6 @@
 // Files of one-bit audio (DSD), which TagLib does not read: DSF (Sony's DSF file format, version
-// 1.01) and DSDIFF (Philips' DSDIFF 1.5). Not read by ffprobe, which leaves out the tags of DSDIFF:
-// they stand behind the sound.
+// 1.01) and DSDIFF (Philips' DSDIFF 1.5). ffprobe does not read the tags of DSDIFF, because they
+// stand after the sound.
 #pragma once
 
 #include <optional>

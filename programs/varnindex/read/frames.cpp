@@ -39,7 +39,7 @@ long TagLengthAt(BoundedStream &stream, long position) {
     return head.startsWith("TAG") ? 128 : 0;
 }
 
-// The first frame of a range, behind junk; none where there is too much of it.
+// The first frame of a range, after junk; none where there is too much of it.
 std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     const long end = std::min(range.end, range.begin + kMostJunk);
     for (long at = range.begin; at < end; at += kBlock) {

@@ -139,7 +139,7 @@ FolderSheets SheetsBeside(const std::string &path) {
     const std::string folder = path.substr(0, path.rfind('/') + 1);
     std::vector<SheetFile> sheets;
     std::vector<std::string> songs;
-    std::error_code error;  // a folder that cannot be listed tells of no sheets
+    std::error_code error;  // a folder that cannot be listed has no sheets
     for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
         const std::string name = at->path().filename();
         std::error_code gone;

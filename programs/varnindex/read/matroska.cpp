@@ -18,8 +18,8 @@ struct Element {
     long end = 0;    // of a size that is not told: the file's
 };
 
-// The first byte of a name and of a size tells the width by its leading zeros; in a size the bit
-// behind them does not count.
+// The leading zeros of the first byte of a name or size give its width; in a size the bit after them
+// does not count.
 std::optional<Element> ElementAt(BoundedStream &stream, long at) {
     const ByteVector head = stream.BlockAt(at, 12);
     const auto byte = [&](unsigned i) {

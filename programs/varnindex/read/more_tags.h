@@ -28,7 +28,7 @@ class UnknownFile : public TagLib::File {
     mutable TagLib::Ogg::XiphComment tag_;
 };
 
-// The offset behind all ID3v2 tags that stand at the front; 0 when there are none.
+// Where the ID3v2 tags at the front end; 0 when there are none.
 long EndOfFrontId3(BoundedStream &stream);
 
 // The ID3v2 tags at the front but for the first `known` ones. The file reads from the stream.

@@ -25,7 +25,6 @@
 #include <optional>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/dsd.h"
@@ -123,21 +122,21 @@ void AddProbed(OpenedFile &opened, BoundedStream &stream, const char *format,
 
 // ---- MPEG audio and ADTS -----------------------------------------------------------------------
 
-// Tags of an MP3 file stand in front (ID3v2) and behind (APE, ID3v1).
+// Tags of an MP3 file stand before (ID3v2) and after the sound (APE, ID3v1).
 ByteRange SoundOf(TagLib::MPEG::File &mpeg, long begin, BoundedStream &stream) {
     ByteRange range{begin, stream.length()};
     if (mpeg.hasID3v1Tag()) {
         range.end -= 128;
     }
     if (mpeg.hasAPETag() || range.end < range.begin) {
-        const long last = mpeg.lastFrameOffset();  // none behind a tag that is too large
+        const long last = mpeg.lastFrameOffset();  // none after a tag that is too large
         range.end = last > range.begin ? last : std::max(stream.length(), range.begin);
     }
     return range;
 }
 
-// A table in the first frame (Xing, VBRI) is of no use where the file was cut off, or joined with
-// another one behind it.
+// A table in the first frame (Xing, VBRI) is of no use where the file was cut off, or another file
+// was appended.
 bool IsOfThisFile(const TagLib::MPEG::XingHeader &table, ByteRange sound) {
     const long told = static_cast<long>(table.totalSize());
     const long bytes = sound.end - sound.begin;
@@ -215,10 +214,10 @@ OpenedFile OpenOgg(BoundedStream &stream) {
 // ---- MP4 and Matroska --------------------------------------------------------------------------
 
 struct Atoms {
-    bool areNestedTooDeep = false;  // TagLib reads atoms within atoms recursively
-    bool areFragments = false;      // the movie tells of the first samples alone
-    bool haveKeys = false;          // tags of a kind that TagLib does not read
-    long end = 0;                   // of what TagLib needs: in front of the fragments
+    bool areTooMany = false;    // that hold others: TagLib reads atoms within atoms recursively
+    bool areFragments = false;  // the movie describes the first samples only
+    bool haveKeys = false;      // tags of a kind that TagLib does not read
+    long end = 0;               // of what TagLib needs: in front of the fragments
 };
 
 struct Atom {
@@ -252,15 +251,12 @@ std::optional<Atom> AtomAt(BoundedStream &stream, long at, long end) {
 }
 
 Atoms LookAtAtoms(BoundedStream &stream) {
-    constexpr std::size_t kDeepest = 32;
+    constexpr int kMostHolders = 1000;
     Atoms atoms;
     atoms.end = stream.length();
-    std::vector<long> ends = {stream.length()};
-    for (long at = 0; !atoms.areNestedTooDeep;) {
-        while (ends.size() > 1 && at >= ends.back()) {
-            ends.pop_back();
-        }
-        const auto atom = AtomAt(stream, at, ends.front());
+    int holders = 0;
+    for (long at = 0; holders <= kMostHolders;) {
+        const auto atom = AtomAt(stream, at, stream.length());
         if (!atom) {
             break;
         }
@@ -270,12 +266,10 @@ Atoms LookAtAtoms(BoundedStream &stream) {
             atoms.end = at;
             break;
         }
-        if (atom->inner > 0) {
-            ends.push_back(at + atom->size);
-        }
-        atoms.areNestedTooDeep = ends.size() > kDeepest;
+        holders += atom->inner > 0 ? 1 : 0;
         at += atom->inner > 0 ? atom->inner : atom->size;
     }
+    atoms.areTooMany = holders > kMostHolders;
     return atoms;
 }
 
@@ -284,7 +278,7 @@ Atoms LookAtAtoms(BoundedStream &stream) {
 OpenedFile OpenMp4(BoundedStream &stream) {
     using TagLib::MP4::Properties;
     const Atoms atoms = LookAtAtoms(stream);
-    if (atoms.areNestedTooDeep) {
+    if (atoms.areTooMany) {
         throw std::runtime_error("its atoms are nested too deep");
     }
     stream.seek(0, TagLib::IOStream::Beginning);
@@ -440,7 +434,7 @@ const Container *ContainerNamed(std::string_view name) {
     return found != kContainers.end() ? found : nullptr;
 }
 
-// By what stands at `begin`, behind tags; null where that is nothing known.
+// By what stands at `begin`, after tags; null where that is nothing known.
 const Container *ContainerByContents(BoundedStream &stream, long begin) {
     const TagLib::ByteVector head = stream.BlockAt(begin, 16);
     const std::string_view bytes(head.data(), head.size());

@@ -38,9 +38,18 @@ std::string Ask(const BoundedStream &stream, const char *program, const char *fo
     return AskProber(stream.File(), std::move(words));
 }
 
-std::int64_t Milliseconds(double seconds) {
+// Null for an answer that is none.
+Json::Value Parsed(const std::string &answer) {
+    Json::Value told;
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    const bool isGood = reader->parse(answer.data(), answer.data() + answer.size(), &told, nullptr);
+    return isGood ? told : Json::Value();
+}
+
+std::int64_t Milliseconds(std::string_view seconds) {
     constexpr double kMost = std::numeric_limits<int>::max() - 1000.0;
-    return std::isfinite(seconds) ? std::llround(std::clamp(seconds * 1000, 0.0, kMost)) : 0;
+    const auto value = varn::LeadingNumber<double>(seconds);
+    return std::isfinite(value) ? std::llround(std::clamp(value * 1000, 0.0, kMost)) : 0;
 }
 
 // Where the last packet of sound ends: what was written to a pipe tells no length.
@@ -51,11 +60,8 @@ std::int64_t LastPacketEnd(const BoundedStream &stream, const char *format) {
              "packet=pts_time,duration_time", "-of", "csv=p=0"});
     std::istringstream lines(packets);
     std::int64_t end = 0;
-    for (std::string line; std::getline(lines, line);) {
-        std::string_view rest = line;
-        const auto begin = varn::TakeNumber<double>(rest);
-        rest.remove_prefix(rest.starts_with(',') ? 1 : 0);
-        end = std::max(end, Milliseconds(begin + varn::LeadingNumber<double>(rest)));
+    for (std::string begin, length; std::getline(std::getline(lines, begin, ','), length);) {
+        end = std::max(end, Milliseconds(begin) + Milliseconds(length));
     }
     return end;
 }
@@ -119,10 +125,14 @@ const Json::Value *CoverOf(const Json::Value &streams) {
     return cover;
 }
 
-void AddCover(const BoundedStream &stream, const char *format, const Json::Value &cover,
+void AddCover(const BoundedStream &stream, const char *format, const Json::Value &streams,
               XiphComment &tags) {
+    const Json::Value *const cover = CoverOf(streams);
+    if (cover == nullptr) {
+        return;
+    }
     const std::string bytes = Ask(stream, "ffmpeg", format,
-                                  {"-nostdin", "-map", "0:" + cover["index"].asString(), "-c",
+                                  {"-nostdin", "-map", "0:" + (*cover)["index"].asString(), "-c",
                                    "copy", "-f", "rawvideo", "pipe:1"});
     auto picture = std::make_unique<TagLib::FLAC::Picture>();
     picture->setData({bytes.data(), static_cast<unsigned>(bytes.size())});
@@ -130,17 +140,19 @@ void AddCover(const BoundedStream &stream, const char *format, const Json::Value
     tags.addPicture(picture.release());  // the tags own it
 }
 
+// Matroska may have an artist for the album only.
+void FillArtist(XiphComment &tags) {
+    if (!tags.contains("ARTIST") && tags.contains("ALBUMARTIST")) {
+        tags.addField("ARTIST", tags.fieldListMap()["ALBUMARTIST"].front());
+    }
+}
+
 }  // namespace
 
 Probed Probe(const BoundedStream &stream, const char *format, Cover cover) {
     Probed probed{{}, "", std::make_unique<XiphComment>()};
-    const std::string text =
-        Ask(stream, "ffprobe", format, {"-show_format", "-show_streams", "-of", "json"});
-    Json::Value told;
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    if (!reader->parse(text.data(), text.data() + text.size(), &told, nullptr)) {
-        return probed;
-    }
+    const Json::Value told =
+        Parsed(Ask(stream, "ffprobe", format, {"-show_format", "-show_streams", "-of", "json"}));
     const Json::Value &streams = told["streams"];
     const auto sound = std::find_if(streams.begin(), streams.end(), [](const Json::Value &part) {
         return part["codec_type"] == "audio";
@@ -152,19 +164,15 @@ Probed Probe(const BoundedStream &stream, const char *format, Cover cover) {
     probed.codec = codec.starts_with("pcm_") ? "pcm" : codec;
     probed.audio.sampleRate = varn::LeadingNumber<int>((*sound)["sample_rate"].asString());
     probed.audio.channels = (*sound)["channels"].asInt();
-    probed.audio.milliseconds =
-        Milliseconds(varn::LeadingNumber<double>(told["format"]["duration"].asString()));
+    probed.audio.milliseconds = Milliseconds(told["format"]["duration"].asString());
     if (probed.audio.milliseconds == 0) {
         probed.audio.milliseconds = LastPacketEnd(stream, format);
     }
     AddTags(told["format"]["tags"], *probed.tags);
     AddTags((*sound)["tags"], *probed.tags);
-    if (!probed.tags->contains("ARTIST") && probed.tags->contains("ALBUMARTIST")) {
-        probed.tags->addField("ARTIST", probed.tags->fieldListMap()["ALBUMARTIST"].front());
-    }
-    const Json::Value *const picture = cover == Cover::kTake ? CoverOf(streams) : nullptr;
-    if (picture != nullptr) {
-        AddCover(stream, format, *picture, *probed.tags);
+    FillArtist(*probed.tags);
+    if (cover == Cover::kTake) {
+        AddCover(stream, format, streams, *probed.tags);
     }
     return probed;
 }

@@ -1,5 +1,5 @@
-// What ffprobe tells of a file in a format that TagLib does not read, or not all of it. Such files
-// are rare: an answer takes some 60 ms, of a process of its own.
+// Asks ffprobe about a file that TagLib does not read, or not completely. Such files are rare: each
+// answer takes a process, for some 60 ms.
 #pragma once
 
 #include <taglib/xiphcomment.h>

@@ -1,5 +1,6 @@
 // The sizes in WAV (RIFF, RF64 of EBU Tech 3306) and AIFF files. Programs that record, or write to
-// a pipe, do not go back to fill them in. In a file that was cut off they are too large.
+// a pipe, do not go back to fill them in. In a file that was cut off they are too large. They are
+// mended here, and not read by ffprobe, because fingerprints in libraries are made of them.
 #pragma once
 
 #include <cstdint>

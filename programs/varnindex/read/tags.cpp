@@ -187,7 +187,7 @@ std::string EmbeddedCue(const PropertyMap &tags) {
     return text.size() <= kMaxCueBytes ? text : std::string();
 }
 
-// Not damaged for good: the disk fails, or somebody is at work on the file.
+// Not damaged for good: the disk fails, or a program is writing the file.
 constexpr const char kNotWhole[] = "cannot be read to its end";
 
 std::string WhyNoSound(const OpenedFile &opened) {
@@ -196,9 +196,18 @@ std::string WhyNoSound(const OpenedFile &opened) {
                                : "its contents are no audio format that is known";
 }
 
+void Describe(const OpenedFile &opened, const PropertyMap &tags, Song &song) {
+    ReadAudio(opened.audio, song);
+    song.container = opened.container;
+    song.codec = opened.codec;
+    ReadTags(tags, song);
+    FillFromPath(song);
+    ReadSortNames(tags, song);
+}
+
 void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
     const OpenedFile opened = OpenAudio(song.path, stream);
-    // Before anything is judged: it looks whether the file can be read to its end.
+    // First, because it also finds out whether the file can be read to its end.
     song.fingerprint = Fingerprint(opened, stream);
     // TagLib answers no question about tags of a file that it takes for invalid.
     if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0 || !opened.file->isValid()) {
@@ -206,13 +215,8 @@ void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult 
         result.problem = result.isDamaged ? WhyNoSound(opened) : kNotWhole;
         return;
     }
-    ReadAudio(opened.audio, song);
-    song.container = opened.container;
-    song.codec = opened.codec;
     const PropertyMap tags = AllTags(opened);
-    ReadTags(tags, song);
-    FillFromPath(song);
-    ReadSortNames(tags, song);
+    Describe(opened, tags, song);
     // Never overwrite complete tags with a partial read.
     if (stream.HasFailed()) {
         result.problem = kNotWhole;
