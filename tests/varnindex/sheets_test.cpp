@@ -167,7 +167,7 @@ TEST_F(SheetsTest, TracksStayWhileTheirFileIsTooShort) {
     EXPECT_EQ(Query("SELECT id, track FROM track WHERE is_virtual ORDER BY id").size(), 2U);
     EXPECT_EQ(Ratings(), (Rows{{"album.mp3", "1", "3"}, {"album.mp3", "2", "3"}}));
     EXPECT_EQ(Value("SELECT id FROM track WHERE is_virtual AND track = 2"), before[1][0]);
-    // One that stays short has its tracks removed by --purge alone, and none that it never had kept.
+    // Only --purge removes the tracks of a file that stays short.
     Write("album.mp3", audio.substr(0, audio.size() / 2));
     Expect(Index({"--purge"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
     EXPECT_EQ(Ratings(), (Rows{{"album.mp3", "1", "3"}}));

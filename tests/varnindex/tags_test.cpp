@@ -375,7 +375,7 @@ TEST_F(TagsTest, OtherAudioHasAnotherFingerprint) {
     EXPECT_NE(song(audio, true), song(other, true));
 }
 
-// The programs that are asked about a file: the one that was opened, whatever its path tells by then.
+// They get the file that was opened, whatever stands at its path by then.
 TEST_F(TagsTest, ProgramsThatAreAskedHaveFewRights) {
     const fs::path path = Write("locked.mka", "sound");
     fs::permissions(path, fs::perms(0600));

@@ -73,7 +73,8 @@ AudioNames::AudioNames(const std::vector<std::string> &names) {
     }
 }
 
-// The only file with one of two keys, or with both; empty where several match, none where none does.
+// The only file with one of two keys, or with both: empty where several match, none where no file
+// does.
 std::optional<std::string> AudioNames::OnlyOf(const std::string &a, const std::string &b) const {
     const auto inA = matches_.find(a);
     const auto inB = matches_.find(b);

@@ -1,6 +1,6 @@
 // Sound in frames without a table of them: MPEG audio (ISO/IEC 11172-3 and 13818-3) and AAC in the
-// transport stream ADTS (ISO/IEC 13818-7, 6.2). ffprobe guesses how long such files are from the bit
-// rate of their beginning.
+// transport stream ADTS (ISO/IEC 13818-7, 6.2). ffprobe guesses the length of such files from the
+// bit rate at their beginning.
 #pragma once
 
 #include <optional>

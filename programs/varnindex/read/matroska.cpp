@@ -18,7 +18,7 @@ struct Element {
     long end = 0;    // of a size that is not told: the file's
 };
 
-// The leading zeros of the first byte of a name or size give its width; in a size the bit after them
+// The leading zeros of the first byte of a name or size give its width. In a size the bit after them
 // does not count.
 std::optional<Element> ElementAt(BoundedStream &stream, long at) {
     const ByteVector head = stream.BlockAt(at, 12);

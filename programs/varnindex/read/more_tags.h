@@ -37,8 +37,8 @@ void AddFrontId3(TagLib::File &file, BoundedStream &stream, std::size_t known, T
 // The APE tag at the end, which may stand before an ID3v1 tag.
 void AddEndApe(TagLib::File &file, BoundedStream &stream, Tags &tags);
 
-// What a tag tells under TagLib's common names: all of it, for a kind that other formats borrow, and
-// otherwise what every kind has.
+// The texts of a tag under TagLib's common names: all of them for a kind that other formats borrow,
+// otherwise those that every kind has.
 TagLib::PropertyMap PropertiesOf(const TagLib::Tag &tag);
 
 }  // namespace varnindex

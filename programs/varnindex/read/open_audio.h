@@ -25,8 +25,8 @@ struct OpenedFile {
     bool isByContents = false;  // and not by the name's extension alone
 };
 
-// Opens a file with a music name (file_names.h), which reads from the stream. Throws std::runtime_error
-// for one that would exhaust TagLib.
+// Opens a file with a music name (file_names.h), which reads from the stream. Throws std::exception
+// for one that would exhaust TagLib, and where ffprobe is needed and cannot be run.
 OpenedFile OpenAudio(std::string_view name, BoundedStream &stream);
 
 }  // namespace varnindex

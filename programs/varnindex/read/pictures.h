@@ -25,9 +25,8 @@ std::string PictureExtension(const TagLib::ByteVector &data);
 // Brings the cover in the extended-attribute folder of a file in step with its pictures: the front
 // cover, else the first picture, as "APIC.EXT", readable by everybody, whole or not at all. It is
 // left alone where it is the same already, and removed where there is no such picture any more.
-// Pictures of more than 16 MiB and of unknown formats are not extracted. Returns "", or for a person
-// why the folder cannot be read or written. Different files may be worked on by different threads at
-// once.
+// Pictures of more than 16 MiB and of unknown formats are not extracted. Returns "", or a reason for
+// a person when the folder cannot be read or written. Several threads may work on different files.
 std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path);
 
 }  // namespace varnindex

@@ -13,7 +13,7 @@ namespace varnindex {
 enum class ChunkedKind { kWav, kAiff };
 
 // Makes the stream show sizes that fit the file and that TagLib can read. Returns the bytes of sound
-// where a size was changed and for every RF64 file. Empty: TagLib's own count is right, or there is
+// if it changed a size, and for every RF64 file. Otherwise TagLib's own count is right, or there is
 // no chunk of sound.
 std::optional<std::int64_t> MendSizes(BoundedStream &stream, ChunkedKind kind);
 

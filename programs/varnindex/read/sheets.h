@@ -26,8 +26,8 @@ struct SheetFile {
     SeenFile seen = {};
 };
 
-// Reads the sheets on the first question about their contents: the first thousand of a folder, within
-// bounds for their bytes and FILE lines. Any thread may call all but the constructor.
+// Reads the sheets on the first question about their contents: the first thousand of a folder,
+// within bounds for their bytes and FILE lines. Any thread may call all but the constructor.
 class FolderSheets {
   public:
     // `folder` with "/" at its end, `songs` the names of its audio files, both lists in order.
