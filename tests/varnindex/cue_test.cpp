@@ -125,7 +125,6 @@ TEST(Cue, ReadsWhatPeopleWrite) {
         {"file a.flac flac\n track 1 audio\n\ttitle bare words\n index 1 0:0:0",
          "a.flac: 1 bare words//@0"},
         {"FILE my own song.wav WAVE\n" + kOneTrack, "my own song.wav: 1 //@0"},
-        {"FILE my own song.wav\n" + kOneTrack, "my own song.wav: 1 //@0"},
         {"FILE \"open.wav WAVE\nTRACK 01 AUDIO\nTITLE \"open too\nPERFORMER shut\"\n"
          "INDEX 01 120:00:00\n",
          "open.wav: 1 open too/shut\"/@540000"},
@@ -307,7 +306,6 @@ TEST(AudioNames, KnowTheFileByItsOtherNames) {
     const std::vector<Case> cases = {
         {"a.wav", {"A.wav", "a.wav", "a.flac"}, "a.wav"},
         {"D:\\Rips\\New\\a.wav", {"a.wav"}, "a.wav"},
-        {"CD1/a.wav", {"a.wav"}, "a.wav"},
         {"AC\\DC.wav", {"DC.wav", "AC\\DC.wav"}, "AC\\DC.wav"},
         {"ÄRGER.WAV", {"b.wav", "ärger.wav"}, "ärger.wav"},
         {"Bjo\u0308rk.wav", {"Bj\u00F6rk.wav"}, "Bj\u00F6rk.wav"},
@@ -317,11 +315,9 @@ TEST(AudioNames, KnowTheFileByItsOtherNames) {
         {"a.wav", {"b.flac", "A.flac"}, "A.flac"},
         {"a.wav", {"a.flac", "a.mp3"}, ""},
         {"01. Intro", {"01. Intro.flac"}, "01. Intro.flac"},
-        {"Mr.Blue", {"Mr.Blue.flac"}, "Mr.Blue.flac"},
         {"Vol. 1", {"Vol. 2.flac"}, ""},
         {"Range.wav", {"album.flac", "b.flac"}, "album.flac"},
         {"Range.wav", {"Album.flac", "album.mp3"}, ""},
-        {"Range.wav", {"b.flac"}, ""},
         {"..\\", {"b.flac"}, ""},
         {"", {}, ""},
     };
