@@ -1,7 +1,7 @@
 // Any bytes as an audio file of any format, through all that the indexer reads of one: tags,
 // pictures, the embedded cue sheet. The last byte chooses the name. A song that is taken is clean.
+// No program is asked: what it would say of a file is what the file has from its first brace on.
 #include <sys/mman.h>
-#include <taglib/tbytevectorstream.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,11 +10,13 @@
 #include <cstdint>
 #include <filesystem>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "require.h"
 #include "varnindex/read/cue.h"
-#include "varnindex/read/dsd.h"
 #include "varnindex/read/names.h"
+#include "varnindex/read/prober.h"
 #include "varnindex/read/sheets.h"
 #include "varnindex/read/tags.h"
 
@@ -74,17 +76,6 @@ void CheckSong(const Song &song) {
     }
 }
 
-// What stands in its headers lies in the file.
-void CheckDsd(const TagLib::ByteVector &bytes, DsdFile::Kind kind) {
-    TagLib::ByteVectorStream stream(bytes);
-    const DsdFile file(stream, kind);
-    const DsdAudio &audio = file.Audio();
-    const auto size = static_cast<long>(bytes.size());
-    Require(!file.isValid() || (audio.begin > 0 && audio.begin < audio.end && audio.end <= size &&
-                                audio.tag >= 0 && audio.tag <= size),
-            "audio and tag lie in the file");
-}
-
 void CheckSheet(const Song &song, const std::string &sheet) {
     std::string problem;
     for (const VirtualSong &track : SplitByEmbedded(song, sheet, problem).songs) {
@@ -98,6 +89,14 @@ void CheckSheet(const Song &song, const std::string &sheet) {
 
 }  // namespace
 
+// In place of the indexer's own.
+std::string varnindex::AskProber(int file, std::vector<std::string> /*words*/) {
+    std::array<char, 65536> bytes;
+    const ssize_t size = pread(file, bytes.data(), bytes.size(), 0);
+    const std::string_view text(bytes.data(), static_cast<std::size_t>(std::max<ssize_t>(size, 0)));
+    return std::string(text.substr(std::min(text.find('{'), text.size())));
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const File file;
     if (size == 0) {
@@ -106,10 +105,6 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     static const bool silenced = (SilenceTagLib(), true);
     const ReadResult read = ReadSong(file.Holding(data, size), static_cast<std::int64_t>(size - 1),
                                      0, Pictures::kStore);
-    const TagLib::ByteVector bytes(reinterpret_cast<const char *>(data),
-                                   static_cast<unsigned>(size - 1));
-    CheckDsd(bytes, DsdFile::Kind::kDsf);
-    CheckDsd(bytes, DsdFile::Kind::kDsdiff);
     Require(silenced && read.song.has_value() == read.problem.empty(), "a refusal has a reason");
     Require(read.embeddedCue.size() <= kMaxCueBytes, "a sheet is bounded");
     if (read.song) {

@@ -1,5 +1,6 @@
 #include "varnindex/read/tags.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <sys/syscall.h>
@@ -18,12 +19,18 @@
 #include <cstdint>
 #include <filesystem>
 #include <fstream>
+#include <initializer_list>
 #include <limits>
+#include <stdexcept>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "support/fixture.h"
-#include "varnindex/observe/file_names.h"
+#include "varn/process.h"
+#include "varn/systempath.h"
+#include "varnindex/descriptor.h"
+#include "varnindex/read/prober.h"
 #include "varnindex/samples.h"
 
 namespace {
@@ -103,46 +110,38 @@ std::string Repeated(const std::string &part, int times) {
     return all;
 }
 
-// An element of Matroska: its name, and what is in it.
-std::string Element(const std::string &name, const std::string &inside) {
-    std::string size(8, '\1');
-    for (int i = 1; i < 8; ++i) {
-        size[i] = static_cast<char>(inside.size() >> (8 * (7 - i)));
-    }
-    return name + size + inside;
-}
-
 TEST_F(TagsTest, EveryFormatGivesTheSameSong) {
     struct Case {
         const char *name;
-        const char *container;
-        const char *codec;
+        const char *format;
         const char *encoder = nullptr;  // of a file that is no sample
         Names options = {};
     };
-    std::vector<Case> cases = {{"tone.mp3", "mp3", "mp3"},     {"tone.flac", "flac", "flac"},
-                               {"tone.ogg", "ogg", "vorbis"},  {"tone.opus", "ogg", "opus"},
-                               {"tone.m4a", "mp4", "aac"},     {"alac.m4a", "mp4", "alac"},
-                               {"tone.wav", "wav", "pcm"},     {"tone.aiff", "aiff", "pcm"},
-                               {"tone.wma", "asf", "wmav2"},   {"tone.wv", "wv", "wavpack"},
-                               {"tone.aac", "adts", "aac"},    {"tone.mka", "matroska", "vorbis"},
-                               {"fragments.m4a", "mp4", "aac"}};
-    const std::vector<Case> made = {
-        {"without-length.mka", "matroska", "aac", "aac", {"-live", "1"}},
-        {"ac3.m4a", "mp4", "ac3", "ac3", {"-f", "mp4"}},
-        {"eac3.m4a", "mp4", "eac3", "eac3", {"-f", "mp4"}},
-        {"opus.m4a", "mp4", "opus", "libopus", {"-f", "mp4"}},
-        {"flac.m4a", "mp4", "flac", "flac", {"-f", "mp4"}},
-        {"keys.m4a", "mp4", "aac", "aac", {"-movflags", "use_metadata_tags"}},
-        {"more.m4a", "mp4", "aac", "aac", {"-frag_duration", "300000"}},
-        {"without-length.ogg", "ogg", "flac", "flac", {"-f", "ogg"}},
-        {"mp3.flac", "mp3", "mp3", "libmp3lame", {"-f", "mp3"}},
-        {"flac.mp3", "flac", "flac", "flac", {"-f", "flac"}},
-        {"64.m4a", "wav", "pcm", "pcm_s16le", {"-f", "wav", "-rf64", "always"}},
-        {"m4a.wv", "mp4", "aac", "aac", {"-f", "ipod"}},
-        {"adts.mp3", "adts", "aac", "aac", {"-f", "adts", "-write_id3v2", "1"}}};
-    cases.insert(cases.end(), made.begin(), made.end());
-    for (const Case &c : cases) {
+    for (const Case &c : std::initializer_list<Case>{
+             {"tone.mp3", "mp3 mp3"},
+             {"tone.flac", "flac flac"},
+             {"tone.ogg", "ogg vorbis"},
+             {"tone.opus", "ogg opus"},
+             {"tone.m4a", "mp4 aac"},
+             {"alac.m4a", "mp4 alac"},
+             {"tone.wav", "wav pcm"},
+             {"tone.aiff", "aiff pcm"},
+             {"tone.wma", "asf wmav2"},
+             {"tone.wv", "wv wavpack"},
+             {"tone.aac", "adts aac"},
+             {"tone.mka", "matroska vorbis"},
+             {"fragments.m4a", "mp4 aac"},
+             {"without-length.mka", "matroska aac", "aac", {"-live", "1"}},
+             {"ac3.m4a", "mp4 ac3", "ac3", {"-f", "mp4"}},
+             {"opus.m4a", "mp4 opus", "libopus", {"-f", "mp4"}},
+             {"keys.m4a", "mp4 aac", "aac", {"-movflags", "use_metadata_tags"}},
+             {"more.m4a", "mp4 aac", "aac", {"-frag_duration", "300000"}},
+             {"without-length.ogg", "ogg flac", "flac", {"-f", "ogg"}},
+             {"mp3.flac", "mp3 mp3", "libmp3lame", {"-f", "mp3"}},
+             {"flac.mp3", "flac flac", "flac", {"-f", "flac"}},
+             {"64.m4a", "wav pcm", "pcm_s16le", {"-f", "wav", "-rf64", "always"}},
+             {"m4a.wv", "mp4 aac", "aac", {"-f", "ipod"}},
+             {"adts.mp3", "adts aac", "aac", {"-f", "adts", "-write_id3v2", "1"}}}) {
         SCOPED_TRACE(c.name);
         if (c.encoder != nullptr) {
             tonvale_test::MakeTone(scratch() / c.name, c.encoder, true, c.options);
@@ -150,28 +149,22 @@ TEST_F(TagsTest, EveryFormatGivesTheSameSong) {
         const ReadResult read = Read((c.encoder != nullptr ? scratch() : Samples()) / c.name);
         ASSERT_TRUE(read.song) << read.problem;
         const Song &song = *read.song;
-        EXPECT_EQ(song.container, c.container);
-        EXPECT_EQ(song.codec, c.codec);
-        EXPECT_EQ(song.sampleRate, 48000);
-        EXPECT_EQ(song.channels, 2);
+        EXPECT_EQ(song.container + ' ' + song.codec, c.format);
+        EXPECT_EQ(std::pair(song.sampleRate, song.channels), std::pair(48000, 2));
         EXPECT_NEAR(song.duration, 1.0, 0.1);
         EXPECT_GT(song.bitRate, 8'000);  // bits, not kilobits
         EXPECT_LT(song.bitRate, 2'000'000);
-        EXPECT_EQ(song.size, 12);
-        EXPECT_EQ(song.modified, 34);
-        EXPECT_EQ(song.title, "The Tóne");
-        EXPECT_EQ(song.titleSort, "Tóne");
-        EXPECT_EQ(song.album, "A Test");
-        EXPECT_EQ(song.albumSort, "Test");
-        EXPECT_EQ(song.artist, "O'Brien");
+        EXPECT_EQ(std::pair(song.size, song.modified),
+                  std::pair(std::int64_t{12}, std::int64_t{34}));
+        EXPECT_EQ(song.title + '|' + song.titleSort + '|' + song.album + '|' + song.albumSort +
+                      '|' + song.artist + '|' + std::to_string(song.year) + '|' +
+                      std::to_string(song.track),
+                  "The Tóne|Tóne|A Test|Test|O'Brien|2003|3");
         EXPECT_EQ(song.genres, (Names{"Rock", "Jazz"}));
-        EXPECT_EQ(song.year, 2003);
-        EXPECT_EQ(song.track, 3);
         if (song.container != "wav") {  // its own list of tags has no field for these
-            EXPECT_EQ(song.albumArtist, "The Band");
-            EXPECT_EQ(song.albumArtistSort, "Band");
-            EXPECT_EQ(song.composer, "Bach");
-            EXPECT_EQ(song.disc, 2);
+            EXPECT_EQ(song.albumArtist + '|' + song.albumArtistSort + '|' + song.composer + '|' +
+                          std::to_string(song.disc),
+                      "The Band|Band|Bach|2");
         }
         EXPECT_FALSE(song.gain.IsTagged());
     }
@@ -207,13 +200,6 @@ TEST_F(TagsTest, LengthsThatAreTheFilesOwn) {
     const std::string mp3 = ReadFile(Samples() / "tone.mp3");
     expect("joined.mp3", mp3 + std::string(5000, '\0') + mp3, 2.1);
     expect("half.mp3", mp3.substr(0, mp3.size() / 2), 0.5);
-
-    const std::string m4a = ReadFile(Samples() / "fragments.m4a");
-    const std::size_t fragment = m4a.find("moof") - 4;
-    const std::size_t sound = m4a.find("mdat", fragment) - 4;
-    expect("day.m4a",
-           m4a.substr(0, fragment) + Repeated(m4a.substr(fragment, sound - fragment), 80'000),
-           80'000 * 15 * 1024 / 48'000.0);
 }
 
 TEST_F(TagsTest, AFileWithoutTagsIsNamedByItsPath) {
@@ -254,10 +240,6 @@ TEST_F(TagsTest, TagsThatAreNotTheFormatsOwn) {
     ape.setArtist("Behind");
     tonvale_test::MakeTone(scratch() / "a.tta", "tta", false);
     const std::string tta = ReadFile(scratch() / "a.tta");
-    std::string monkey("MAC \x96\x0F\0\0\x34\0\0\0\x18\0\0\0", 16);  // a file of 3990
-    monkey.resize(52);
-    monkey += std::string("\xD0\7\0\0\0\x20\1\0\x44\xAC\0\0\1\0\0\0\x10\0\2\0\x44\xAC\0", 23) +
-              std::string(500, '\0');
     const std::string mp3 = ReadFile(Samples() / "plain.mp3");
     std::string old = "TAG" + std::string(125, '\0');  // ID3v1
     old.replace(3, 8, "In front").replace(33, 6, "Nobody").replace(93, 4, "1999")[127] = 8;
@@ -268,11 +250,9 @@ TEST_F(TagsTest, TagsThatAreNotTheFormatsOwn) {
         const char *genre;
         int pictures;
     };
-    for (const Case &c :
-         {Case{"two.mp3", text(first.render()) + front + mp3, "First", "Remix", 1},
-          {"old.mp3", text(first.render()) + mp3 + old, "First", "Jazz", 0},
-          {"both.tta", front + tta + text(ape.render()), "Behind", "Remix", 1},
-          {"both.ape", front + monkey + text(ape.render()), "Behind", "Remix", 1}}) {
+    for (const Case &c : {Case{"two.mp3", text(first.render()) + front + mp3, "First", "Remix", 1},
+                          {"old.mp3", text(first.render()) + mp3 + old, "First", "Jazz", 0},
+                          {"both.tta", front + tta + text(ape.render()), "Behind", "Remix", 1}}) {
         SCOPED_TRACE(c.name);
         const ReadResult read = Read(Write(c.name, c.bytes));
         ASSERT_TRUE(read.song) << read.problem;
@@ -310,19 +290,12 @@ TEST_F(TagsTest, ManyValuesSortNamesAndReplayGain) {
     EXPECT_FLOAT_EQ(song.gain.albumPeak.value_or(0), 0.988553F);
     EXPECT_FALSE(song.gain.albumGain);
     EXPECT_FALSE(song.gain.trackPeak);
-}
-
-TEST_F(TagsTest, ReplayGainOfMp4) {
     const fs::path path = Copy("tone.m4a", "gain.m4a");
-    {
-        TagLib::MP4::File file(path.c_str());
-        file.tag()->setItem("----:com.apple.iTunes:replaygain_track_gain",
-                            TagLib::StringList("3.5 dB"));
-        ASSERT_TRUE(file.save());
-    }
-    const ReadResult read = Read(path);
-    ASSERT_TRUE(read.song);
-    EXPECT_FLOAT_EQ(read.song->gain.trackGain.value_or(0), 3.5F);
+    TagLib::MP4::File file(path.c_str());
+    file.tag()->setItem("----:com.apple.iTunes:replaygain_track_gain",
+                        TagLib::StringList("3.5 dB"));
+    ASSERT_TRUE(file.save());
+    EXPECT_FLOAT_EQ(Read(path).song->gain.trackGain.value_or(0), 3.5F);
 }
 
 TEST_F(TagsTest, WhatIsNoAudioIsRefused) {
@@ -402,6 +375,23 @@ TEST_F(TagsTest, OtherAudioHasAnotherFingerprint) {
     EXPECT_NE(song(audio, true), song(other, true));
 }
 
+// They get the file that was opened, whatever stands at its path by then.
+TEST_F(TagsTest, ProgramsThatAreAskedHaveFewRights) {
+    const fs::path path = Write("locked.mka", "sound");
+    fs::permissions(path, fs::perms(0600));
+    const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+    fs::remove(path);
+    EXPECT_EQ(AskProber(file.Get(), {"/bin/cat", "/proc/self/fd/0"}), "sound");
+    const std::string status = AskProber(file.Get(), {"/bin/cat", "/proc/self/status"});
+    const uid_t uid = IsRoot() ? GetUserIdFromName(varn::kPackageAccount) : geteuid();
+    const std::string ids = Repeated("\t" + std::to_string(uid), 4);
+    EXPECT_NE(status.find("Uid:" + ids + "\n"), status.npos) << status;
+    const std::string reads = IsRoot() ? "0000000000000004" : "0000000000000000";
+    EXPECT_NE(status.find("CapEff:\t" + reads), status.npos) << status;
+    EXPECT_EQ(AskProber(file.Get(), {"/usr/bin/yes"}), "") << "no end";
+    EXPECT_THROW(AskProber(file.Get(), {"/usr/bin/not-installed"}), std::runtime_error);
+}
+
 // Each of these ended the process, or kept it busy for minutes.
 TEST_F(TagsTest, FilesThatExhaustTheirReader) {
     const auto number = [](std::uint32_t value) {
@@ -428,22 +418,6 @@ TEST_F(TagsTest, FilesThatExhaustTheirReader) {
     EXPECT_NE(Read(Write("chapters.mp3", tag + ReadFile(Samples() / "plain.mp3"))).warning, "");
     EXPECT_NE(Read(zeros).problem, "");
 
-    const std::string endless = "\x01" + std::string(7, '\xFF');  // a size that is not told
-    const std::string cluster = "\x1F\x43\xB6\x75";
-    const std::string matroska =
-        Element("\x1A\x45\xDF\xA3", "") + "\x18\x53\x80\x67" + endless +
-        Element("\x16\x54\xAE\x6B",
-                Element("\xAE", Element("\x83", "\2") + Element("\x86", "A_AAC")));
-    const std::string text = Element(
-        "\x67\xC8", Element("\x45\xA3", "COMMENT") + Element("\x44\x87", std::string(4000, 'x')));
-    EXPECT_TRUE(Read(Write("clusters.mka", matroska + Element(cluster, "") +
-                                               Repeated("\xEC\x8C" + cluster + endless, 18'000)))
-                    .song);
-    EXPECT_NE(
-        Read(Write("texts.mka", matroska + Element("\x12\x54\xC3\x67",
-                                                   Element("\x73\x73", Repeated(text, 1'100)))))
-            .warning,
-        "");
     const std::string frame = "\xFF\xFB\x90\x64" + std::string(413, '\0');
     const std::string other = "\xFF\xFB\xA0\x64" + std::string(518, '\0');
     const std::string junk = Repeated("\xFF\xFB\x90\x64", 15'000) + Repeated(frame, 3);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cstdint>
 #include <limits>
 
@@ -16,18 +17,27 @@ struct Audio {
 
 // How long so many samples last, or units of another kind; 0 where it is not told how many make a
 // second. A count may be anything that a damaged file says: what is absurd is cut.
-inline std::uint64_t Milliseconds(std::uint64_t count, std::uint64_t perSecond) {
+inline std::int64_t Milliseconds(std::uint64_t count, std::int64_t perSecond) {
     constexpr std::uint64_t kMostSeconds = std::numeric_limits<int>::max() / 1000 - 1;
-    if (perSecond == 0) {
+    if (perSecond <= 0) {
         return 0;
     }
-    return std::min(count / perSecond, kMostSeconds) * 1000 + count % perSecond * 1000 / perSecond;
+    const auto unit = static_cast<std::uint64_t>(perSecond);
+    return static_cast<std::int64_t>(std::min(count / unit, kMostSeconds) * 1000 +
+                                     count % unit * 1000 / unit);
 }
 
 // A part of a file.
 struct ByteRange {
     long begin = 0;
     long end = 0;  // not in it
+
+    long Length() const { return end - begin; }
+
+    // Where its thirds begin: the places to look at for what stands all over the sound.
+    std::array<long, 3> Thirds() const {
+        return {begin, begin + Length() / 3, begin + 2 * (Length() / 3)};
+    }
 };
 
 }  // namespace varnindex

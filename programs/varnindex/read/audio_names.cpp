@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <string_view>
+#include <utility>
 
 #include "varn/text.h"
 
@@ -48,52 +49,59 @@ std::string_view WithoutExtension(std::string_view name) {
     return usual ? name.substr(0, dot) : name;
 }
 
+// The keys of a name: as it is, without regard to case and form, and so without extension.
+std::string Exact(std::string_view name) {
+    return '=' + std::string(name);
+}
+
+std::string Whole(std::string_view name) {
+    return '~' + Folded(name);
+}
+
+std::string Stem(std::string_view name) {
+    return '.' + Folded(WithoutExtension(name));
+}
+
 }  // namespace
 
-AudioNames::AudioNames(const std::vector<std::string> &names) : names_(names) {
-    for (std::size_t file = 0; file < names_.size(); ++file) {
-        Add(exact_, names_[file], file);
-        Add(whole_, Folded(names_[file]), file);
-        Add(stems_, Folded(WithoutExtension(names_[file])), file);
+AudioNames::AudioNames(const std::vector<std::string> &names) {
+    for (const std::string &name : names) {
+        for (const std::string &key : {Exact(name), Whole(name), Stem(name)}) {
+            const auto [match, isNew] = matches_.try_emplace(key, Match{name, true});
+            match->second.isOnly = isNew;
+        }
     }
 }
 
-void AudioNames::Add(Matches &matches, const std::string &key, std::size_t file) {
-    const auto [match, isNew] = matches.try_emplace(key, Match{file, true});
-    match->second.isOnly = isNew;
-}
-
-// The only file that is in one of the two, or in both.
-AudioNames::Search AudioNames::OnlyOf(const Matches &a, const std::string &keyA, const Matches &b,
-                                      const std::string &keyB) const {
-    const auto inA = a.find(keyA);
-    const auto inB = b.find(keyB);
-    if (inA == a.end() && inB == b.end()) {
-        return {};
+// The only file with one of two keys, or with both: empty where several match, none where no file
+// does.
+std::optional<std::string> AudioNames::OnlyOf(const std::string &a, const std::string &b) const {
+    const auto inA = matches_.find(a);
+    const auto inB = matches_.find(b);
+    if (inA == matches_.end() && inB == matches_.end()) {
+        return std::nullopt;
     }
-    const Match &first = inA != a.end() ? inA->second : inB->second;
-    const Match &second = inB != b.end() ? inB->second : first;
-    const bool isOnly = first.isOnly && second.isOnly && first.file == second.file;
-    return {isOnly ? std::optional(names_[first.file]) : std::nullopt, true};
+    const Match &first = inA != matches_.end() ? inA->second : inB->second;
+    const Match &second = inB != matches_.end() ? inB->second : first;
+    const bool isOnly = first.isOnly && second.isOnly && first.name == second.name;
+    return isOnly ? first.name : std::string();
 }
 
 std::optional<std::string> AudioNames::Find(const std::string &entryName,
                                             const std::string &sheetName) const {
-    const std::string base(WithoutFolders(entryName));
-    // A backslash may be part of a name here, too.
-    for (const std::string &exact : {entryName, base}) {
-        if (exact_.contains(exact)) {
-            return exact;
+    const std::string_view base = WithoutFolders(entryName);
+    const std::string_view sheet = WithoutExtension(sheetName);
+    // A backslash may be part of a name; the sheet may be "album.cue", or "album.flac.cue".
+    for (const auto &[a, b] : {std::pair(Exact(entryName), Exact(entryName)),
+                               {Exact(base), Exact(base)},
+                               {Whole(base), Whole(base)},
+                               {Stem(base), '.' + Folded(base)},
+                               {'.' + Folded(sheet), Whole(sheet)}}) {
+        if (const auto name = OnlyOf(a, b)) {
+            return name->empty() ? std::nullopt : name;
         }
     }
-    const std::string name = Folded(base);
-    const std::string stem = Folded(WithoutExtension(base));
-    // "album.cue", or "album.flac.cue"
-    const std::string sheetStem = Folded(WithoutExtension(sheetName));
-    Search search = OnlyOf(whole_, name, whole_, name);
-    search = search.ended ? search : OnlyOf(stems_, stem, stems_, name);
-    search = search.ended ? search : OnlyOf(stems_, sheetStem, whole_, sheetStem);
-    return search.found;
+    return std::nullopt;
 }
 
 }  // namespace varnindex

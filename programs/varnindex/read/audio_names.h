@@ -1,7 +1,6 @@
 // The audio files of a folder, as cue sheets name them.
 #pragma once
 
-#include <cstddef>
 #include <optional>
 #include <string>
 #include <unordered_map>
@@ -23,26 +22,15 @@ class AudioNames {
                                     const std::string &sheetName) const;
 
   private:
-    // By a name in the common form: the first file of it, and whether there are more.
     struct Match {
-        std::size_t file;
+        std::string name;  // of the first file that has the key
         bool isOnly;
     };
-    using Matches = std::unordered_map<std::string, Match>;
 
-    struct Search {
-        std::optional<std::string> found;
-        bool ended = false;  // found, or several match equally well
-    };
+    std::optional<std::string> OnlyOf(const std::string &a, const std::string &b) const;
 
-    static void Add(Matches &matches, const std::string &key, std::size_t file);
-    Search OnlyOf(const Matches &a, const std::string &keyA, const Matches &b,
-                  const std::string &keyB) const;
-
-    std::vector<std::string> names_;
-    Matches exact_;
-    Matches whole_;  // without regard to case and form
-    Matches stems_;  // the same, without extension
+    // By forms of names, each with a mark in front that tells which form it is.
+    std::unordered_map<std::string, Match> matches_;
 };
 
 }  // namespace varnindex

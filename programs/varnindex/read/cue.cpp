@@ -19,7 +19,6 @@ namespace {
 
 constexpr int kMaxTracks = 999;
 constexpr int kMaxMinutes = 9999;
-constexpr std::size_t kMaxFileNameBytes = 4095;
 constexpr std::string_view kBlanks(" \t\0", 3);
 
 std::string_view Trim(std::string_view text) {
@@ -206,9 +205,6 @@ void Parser::ReadFile(std::string_view rest) {
     if (name.empty()) {
         return Refuse(LineName() + "FILE without a name");
     }
-    if (name.size() > kMaxFileNameBytes) {
-        return Refuse(LineName() + "a FILE name of " + std::to_string(name.size()) + " bytes");
-    }
     auto &files = sheet_.files;
     if (!files.empty() && files.back().name == name) {
         return;  // some programs repeat the line for every track
@@ -216,9 +212,6 @@ void Parser::ReadFile(std::string_view rest) {
     const auto isNamed = [&](const CueFile &file) { return file.name == name; };
     if (std::any_of(files.begin(), files.end(), isNamed)) {
         return Refuse(LineName() + "a FILE that was left comes again");
-    }
-    if (files.size() == kMaxTracks) {
-        return Refuse("more than " + std::to_string(kMaxTracks) + " files");
     }
     files.push_back({std::string(name), {}});
     previousStart_ = -1;

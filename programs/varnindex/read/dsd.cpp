@@ -1,10 +1,7 @@
 #include "varnindex/read/dsd.h"
 
-#include <taglib/id3v2framefactory.h>
-
 #include <algorithm>
-
-#include "varnindex/read/audio.h"
+#include <cstdint>
 
 namespace varnindex {
 namespace {
@@ -12,53 +9,25 @@ namespace {
 using TagLib::ByteVector;
 
 constexpr int kMostChunks = 1000;  // a file has some ten of them
-constexpr std::uint64_t kMostRate = 100'000'000;
-constexpr std::uint64_t kMostChannels = 256;
-
-ByteVector ReadAt(TagLib::IOStream &stream, long offset, unsigned long length) {
-    stream.seek(offset, TagLib::IOStream::Beginning);
-    return stream.readBlock(length);
-}
 
 // Of all that is compared with the sizes of files.
 std::uint64_t Unsigned(long long number) {
     return static_cast<std::uint64_t>(number);
 }
 
-bool IsPlausible(const DsdAudio &audio) {
-    return audio.sampleRate > 0 && audio.sampleRate <= kMostRate && audio.channels > 0 &&
-           audio.channels <= kMostChannels && audio.end > audio.begin;
+// Rate and channels as they are told; absurd ones become 0.
+void SetForm(Audio &audio, std::uint64_t rate, std::uint64_t channels) {
+    constexpr std::uint64_t kMostRate = 100'000'000;
+    constexpr std::uint64_t kMostChannels = 256;
+    audio.sampleRate = rate <= kMostRate ? static_cast<int>(rate) : 0;
+    audio.channels = channels <= kMostChannels ? static_cast<int>(channels) : 0;
 }
 
-// ---- DSF: three chunks in a fixed order, in little endian --------------------------------------
-
-constexpr unsigned kDsfFormat = 28;
-constexpr unsigned kDsfData = 80;
-constexpr unsigned kDsfAudio = 92;
-
-std::optional<DsdAudio> ReadDsf(TagLib::IOStream &stream) {
-    const ByteVector head = ReadAt(stream, 0, kDsfAudio);
-    const auto word = [&](unsigned at) { return head.toUInt(at, false); };
-    const auto longWord = [&](unsigned at) { return Unsigned(head.toLongLong(at, false)); };
-    if (head.size() < kDsfAudio || !head.startsWith("DSD ") || head.mid(kDsfFormat, 4) != "fmt " ||
-        longWord(kDsfFormat + 4) != kDsfData - kDsfFormat || head.mid(kDsfData, 4) != "data") {
-        return std::nullopt;
-    }
-    const auto length = Unsigned(stream.length());
-    const std::uint64_t tag = longWord(20);
-    DsdAudio audio;
-    audio.channels = word(kDsfFormat + 24);
-    audio.sampleRate = word(kDsfFormat + 28);
-    audio.milliseconds = Milliseconds(longWord(kDsfFormat + 36), audio.sampleRate);
-    audio.begin = kDsfAudio;
-    audio.tag = tag >= kDsfAudio && tag < length ? static_cast<long>(tag) : 0;
-    const std::uint64_t end = longWord(kDsfData + 4) + kDsfData;
-    audio.end =
-        static_cast<long>(std::clamp(end, Unsigned(kDsfAudio), audio.tag > 0 ? tag : length));
-    return audio;
+std::optional<DsdFile> IfPlausible(const DsdFile &file) {
+    const bool isPlausible =
+        file.audio.sampleRate > 0 && file.audio.channels > 0 && file.sound.Length() > 0;
+    return isPlausible ? std::optional(file) : std::nullopt;
 }
-
-// ---- DSDIFF: chunks within chunks, in big endian -----------------------------------------------
 
 struct Chunk {
     ByteVector name;
@@ -66,13 +35,13 @@ struct Chunk {
     long end = 0;
 };
 
-// Calls `use` with each chunk between two offsets. A chunk that claims to be longer than what it
-// stands in ends there.
+// Calls `use` with each chunk of DSDIFF between two offsets. A chunk that claims to be longer than
+// what it stands in ends there.
 template <typename Use>
-void ForEachChunk(TagLib::IOStream &stream, long begin, long end, const Use &use) {
+void ForEachChunk(BoundedStream &stream, long begin, long end, const Use &use) {
     constexpr long kHead = 12;
     for (int i = 0; i < kMostChunks && end - begin >= kHead; ++i) {
-        const ByteVector head = ReadAt(stream, begin, kHead);
+        const ByteVector head = stream.BlockAt(begin, kHead);
         if (head.size() < kHead) {
             return;
         }
@@ -84,86 +53,70 @@ void ForEachChunk(TagLib::IOStream &stream, long begin, long end, const Use &use
     }
 }
 
-void ReadProperty(TagLib::IOStream &stream, const Chunk &chunk, DsdAudio &audio) {
-    const ByteVector data = ReadAt(stream, chunk.begin, 4);
-    if (chunk.name == "FS  " && data.size() == 4) {
-        audio.sampleRate = data.toUInt(0U);
+void ReadProperty(const Chunk &chunk, const ByteVector &data, DsdFile &file) {
+    if (chunk.name == "FS  " && data.size() >= 4) {
+        SetForm(file.audio, data.toUInt(0U), Unsigned(file.audio.channels));
     } else if (chunk.name == "CHNL" && data.size() >= 2) {
-        audio.channels = data.toUShort(0U);
+        SetForm(file.audio, Unsigned(file.audio.sampleRate), data.toUShort(0U));
     } else if (chunk.name == "CMPR") {
-        audio.isCompressed = data == "DST ";
+        file.isCompressed = data.startsWith("DST ");
     }
-}
-
-// How long compressed audio is stands in front of it, in frames.
-void ReadFrames(TagLib::IOStream &stream, const Chunk &chunk, DsdAudio &audio) {
-    const ByteVector data = ReadAt(stream, chunk.begin, 6);
-    if (chunk.name == "FRTE" && data.size() == 6) {
-        audio.milliseconds = Milliseconds(data.toUInt(0U), data.toUShort(4U));
-    }
-}
-
-std::optional<DsdAudio> ReadDsdiff(TagLib::IOStream &stream) {
-    const ByteVector head = ReadAt(stream, 0, 16);
-    if (head.size() < 16 || !head.startsWith("FRM8") || head.mid(12, 4) != "DSD ") {
-        return std::nullopt;
-    }
-    DsdAudio audio;
-    const auto readIn = [&](const Chunk &chunk, long skipped, const auto &read) {
-        ForEachChunk(stream, chunk.begin + skipped, chunk.end,
-                     [&](const Chunk &inner) { read(stream, inner, audio); });
-    };
-    // Nothing is looked for in the frames behind the first one of compressed audio.
-    ForEachChunk(stream, 16, stream.length(), [&](const Chunk &chunk) {
-        if (chunk.name == "PROP") {
-            readIn(chunk, 4, ReadProperty);
-        } else if (chunk.name == "DSD " || chunk.name == "DST ") {
-            audio.begin = chunk.begin;
-            audio.end = chunk.end;
-        } else if (chunk.name == "ID3 ") {
-            audio.tag = chunk.begin;
-        }
-        if (chunk.name == "DST ") {
-            readIn({chunk.name, chunk.begin, std::min(chunk.begin + 18, chunk.end)}, 0, ReadFrames);
-        }
-    });
-    if (!audio.isCompressed && audio.sampleRate > 0 && audio.channels > 0) {
-        audio.milliseconds =
-            Milliseconds(Unsigned(audio.end - audio.begin) * 8 / audio.channels, audio.sampleRate);
-    }
-    return audio;
 }
 
 }  // namespace
 
-class DsdFile::Properties : public TagLib::AudioProperties {
-  public:
-    explicit Properties(const DsdAudio &audio) : AudioProperties(Average), audio_(audio) {}
-
-    int length() const override { return static_cast<int>(audio_.milliseconds / 1000); }
-    int bitrate() const override {  // thousands of bits per second
-        const auto bytes = Unsigned(audio_.end - audio_.begin);
-        return audio_.milliseconds == 0 ? 0 : static_cast<int>(bytes * 8 / audio_.milliseconds);
+// Three chunks in a fixed order, in little endian.
+std::optional<DsdFile> ReadDsf(BoundedStream &stream) {
+    constexpr unsigned kFormat = 28;
+    constexpr unsigned kData = 80;
+    constexpr unsigned kSound = 92;
+    const ByteVector head = stream.BlockAt(0, kSound);
+    const auto longWord = [&](unsigned at) { return Unsigned(head.toLongLong(at, false)); };
+    if (head.size() < kSound || !head.startsWith("DSD ") || head.mid(kFormat, 4) != "fmt " ||
+        longWord(kFormat + 4) != kData - kFormat || head.mid(kData, 4) != "data") {
+        return std::nullopt;
     }
-    int sampleRate() const override { return static_cast<int>(audio_.sampleRate); }
-    int channels() const override { return static_cast<int>(audio_.channels); }
+    const auto length = Unsigned(stream.length());
+    const std::uint64_t tag = longWord(20);
+    DsdFile file;
+    SetForm(file.audio, head.toUInt(kFormat + 28, false), head.toUInt(kFormat + 24, false));
+    file.audio.milliseconds = Milliseconds(longWord(kFormat + 36), file.audio.sampleRate);
+    file.tag = tag >= kSound && tag < length ? static_cast<long>(tag) : 0;
+    const std::uint64_t end = longWord(kData + 4) + kData;
+    file.sound = {kSound, static_cast<long>(
+                              std::clamp(end, std::uint64_t{kSound}, file.tag > 0 ? tag : length))};
+    return IfPlausible(file);
+}
 
-  private:
-    DsdAudio audio_;
-};
-
-DsdFile::DsdFile(TagLib::IOStream &stream, Kind kind) : TagLib::File(&stream) {
-    const auto audio = kind == Kind::kDsf ? ReadDsf(stream) : ReadDsdiff(stream);
-    if (!audio || !IsPlausible(*audio)) {
-        setValid(false);
-        return;
+// Chunks within chunks, in big endian.
+std::optional<DsdFile> ReadDsdiff(BoundedStream &stream) {
+    constexpr long kFirst = 16;
+    constexpr long kFrameCount = 12 + 6;  // of compressed sound: a chunk in front of it
+    const ByteVector head = stream.BlockAt(0, kFirst);
+    if (!head.startsWith("FRM8") || head.mid(12) != "DSD ") {
+        return std::nullopt;
     }
-    audio_ = *audio;
-    properties_ = std::make_unique<Properties>(audio_);
-    tag_ = audio_.tag > 0 && ReadAt(stream, audio_.tag, 3) == "ID3"
-               ? std::make_unique<TagLib::ID3v2::Tag>(this, audio_.tag,
-                                                      TagLib::ID3v2::FrameFactory::instance())
-               : std::make_unique<TagLib::ID3v2::Tag>();
+    DsdFile file;
+    ForEachChunk(stream, kFirst, stream.length(), [&](const Chunk &chunk) {
+        if (chunk.name == "PROP") {
+            ForEachChunk(stream, chunk.begin + 4, chunk.end, [&](const Chunk &inner) {
+                ReadProperty(inner, stream.BlockAt(inner.begin, 4), file);
+            });
+        } else if (chunk.name == "DSD " || chunk.name == "DST ") {
+            file.sound = {chunk.begin, chunk.end};
+        } else if (chunk.name == "ID3 ") {
+            file.tag = chunk.begin;
+        }
+    });
+    Audio &audio = file.audio;
+    const ByteVector count = stream.BlockAt(file.sound.begin, kFrameCount);
+    if (file.isCompressed && count.startsWith("FRTE") && count.size() == kFrameCount) {
+        audio.milliseconds = Milliseconds(count.toUInt(12U), count.toUShort(16U));
+    } else if (!file.isCompressed && audio.channels > 0) {
+        audio.milliseconds = Milliseconds(
+            Unsigned(file.sound.Length()) * 8 / Unsigned(audio.channels), audio.sampleRate);
+    }
+    return IfPlausible(file);
 }
 
 }  // namespace varnindex

@@ -25,16 +25,17 @@ std::int64_t Fingerprint(const OpenedFile &opened, BoundedStream &stream) {
             return hash.Add(std::string_view(md5.data(), md5.size())).Value();
         }
     }
-    const ByteRange range = opened.sound;
-    const long length = range.end - range.begin;
-    hash.Add(length);
-    for (const long offset : {0L, length / 3, 2 * (length / 3), length - kBlock}) {
-        const long start = std::max(offset, 0L);
-        const long wanted = std::clamp(length - start, 0L, kBlock);
-        const TagLib::ByteVector block =
-            stream.BlockAt(range.begin + start, static_cast<unsigned long>(wanted));
+    const ByteRange sound = opened.sound;
+    hash.Add(sound.Length());
+    const auto add = [&](long begin) {
+        const long wanted = std::clamp(sound.end - begin, 0L, kBlock);
+        const TagLib::ByteVector block = stream.BlockAt(begin, static_cast<unsigned long>(wanted));
         hash.Add(std::string_view(block.data(), block.size()));
+    };
+    for (const long begin : sound.Thirds()) {
+        add(begin);
     }
+    add(std::max(sound.end - kBlock, sound.begin));
     return hash.Value();
 }
 

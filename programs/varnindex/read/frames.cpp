@@ -2,13 +2,13 @@
 
 #include <taglib/id3v2header.h>
 #include <taglib/mpegheader.h>
-#include <taglib/tfile.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <memory>
+
+#include "varnindex/read/more_tags.h"
 
 namespace varnindex {
 namespace {
@@ -39,13 +39,13 @@ long TagLengthAt(BoundedStream &stream, long position) {
     return head.startsWith("TAG") ? 128 : 0;
 }
 
-// The first frame of a range, behind junk; none where there is too much of it.
-std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, const FrameAt &frameAt) {
+// The first frame of a range, after junk; none where there is too much of it.
+std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     const long end = std::min(range.end, range.begin + kMostJunk);
     for (long at = range.begin; at < end; at += kBlock) {
         const ByteVector block = stream.BlockAt(at, kBlock);
         for (unsigned i = 0; i < block.size(); ++i) {
-            if (Byte(block, i) == 0xFF && AreFramesAt(frameAt, at + static_cast<long>(i))) {
+            if (Byte(block, i) == 0xFF && AreFramesAt(stream, at + static_cast<long>(i), frameAt)) {
                 return at + static_cast<long>(i);
             }
         }
@@ -53,17 +53,10 @@ std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, const Fra
     return std::nullopt;
 }
 
-// What TagLib's reader of headers takes in place of a stream.
-class Headers : public TagLib::File {
-  public:
-    explicit Headers(BoundedStream &stream) : File(&stream) {}
+}  // namespace
 
-    TagLib::Tag *tag() const override { return nullptr; }
-    TagLib::AudioProperties *audioProperties() const override { return nullptr; }
-    bool save() override { return false; }
-};
-
-std::optional<Frame> MpegFrameAt(TagLib::File &file, long position) {
+std::optional<Frame> MpegFrameAt(BoundedStream &stream, long position) {
+    UnknownFile file(stream);
     const TagLib::MPEG::Header header(&file, position, false);
     if (!header.isValid() || header.frameLength() <= 0 || header.sampleRate() <= 0) {
         return std::nullopt;
@@ -97,24 +90,13 @@ std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position) {
                  0};
 }
 
-}  // namespace
-
-FrameAt MpegFramesOf(BoundedStream &stream) {
-    const auto file = std::make_shared<Headers>(stream);
-    return [file](long position) { return MpegFrameAt(*file, position); };
-}
-
-FrameAt AdtsFramesOf(BoundedStream &stream) {
-    return [&stream](long position) { return AdtsFrameAt(stream, position); };
-}
-
-bool AreFramesAt(const FrameAt &frameAt, long position) {
-    const auto first = frameAt(position);
-    const auto second = first ? frameAt(position + first->length) : std::nullopt;
+bool AreFramesAt(BoundedStream &stream, long position, FrameAt frameAt) {
+    const auto first = frameAt(stream, position);
+    const auto second = first ? frameAt(stream, position + first->length) : std::nullopt;
     return second && second->sampleRate == first->sampleRate;
 }
 
-Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt) {
+Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     Audio audio;
     double seconds = 0;
     std::int64_t bytes = 0;
@@ -122,7 +104,7 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt
     long junk = 0;
     for (long at = range.begin; at < range.end && frames < kMostFrames && junk < kMostJunkInAll;) {
         stream.AllowSearch();  // the file's length bounds it
-        if (const auto frame = frameAt(at)) {
+        if (const auto frame = frameAt(stream, at)) {
             if (at + frame->length > range.end) {
                 break;  // cut off: nothing plays it
             }
@@ -148,17 +130,16 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt
     return audio;
 }
 
-bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameAt) {
+bool HasOneBitRate(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     constexpr int kFramesAtAPlace = 30;
-    const long length = range.end - range.begin;
     int bitRate = 0;
-    for (const long offset : {0L, length / 3, 2 * (length / 3)}) {
+    for (const long place : range.Thirds()) {
         stream.AllowSearch();
-        const auto first = FirstFrame(stream, {range.begin + offset, range.end}, frameAt);
+        const auto first = FirstFrame(stream, {place, range.end}, frameAt);
         if (!first) {
             return false;
         }
-        auto frame = frameAt(*first);
+        auto frame = frameAt(stream, *first);
         long at = *first;
         for (int i = 0; i < kFramesAtAPlace && frame && at + frame->length <= range.end; ++i) {
             bitRate = bitRate == 0 ? frame->bitRate : bitRate;
@@ -166,7 +147,7 @@ bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameA
                 return false;
             }
             at += frame->length;
-            frame = frameAt(at);
+            frame = frameAt(stream, at);
         }
     }
     return true;

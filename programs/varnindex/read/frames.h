@@ -1,8 +1,8 @@
 // Sound in frames without a table of them: MPEG audio (ISO/IEC 11172-3 and 13818-3) and AAC in the
-// transport stream ADTS (ISO/IEC 13818-7, 6.2).
+// transport stream ADTS (ISO/IEC 13818-7, 6.2). ffprobe guesses the length of such files from the
+// bit rate at their beginning.
 #pragma once
 
-#include <functional>
 #include <optional>
 
 #include "varnindex/read/audio.h"
@@ -18,22 +18,20 @@ struct Frame {
     int bitRate = 0;  // bits per second
 };
 
-// The frame whose header stands at an offset of a file; none where there is no header.
-using FrameAt = std::function<std::optional<Frame>(long position)>;
-
-// Frames of a stream, which outlives what is returned.
-FrameAt MpegFramesOf(BoundedStream &stream);
-FrameAt AdtsFramesOf(BoundedStream &stream);
+// Reads the frame whose header stands at an offset of a file; none where there is no header.
+using FrameAt = std::optional<Frame> (*)(BoundedStream &stream, long position);
+std::optional<Frame> MpegFrameAt(BoundedStream &stream, long position);
+std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position);
 
 // True where a frame begins that another one follows.
-bool AreFramesAt(const FrameAt &frameAt, long position);
+bool AreFramesAt(BoundedStream &stream, long position, FrameAt frameAt);
 
 // Counts the frames of a range, past tags and some MiB of junk between them: reads all of the file.
 // Zeros where there are none.
-Audio CountFrames(BoundedStream &stream, ByteRange range, const FrameAt &frameAt);
+Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt);
 
 // False where the bit rate changes within the first frames at the start, at one third and at two
 // thirds of the range, or where no frame is found at one of them. A change elsewhere is not seen.
-bool HasOneBitRate(BoundedStream &stream, ByteRange range, const FrameAt &frameAt);
+bool HasOneBitRate(BoundedStream &stream, ByteRange range, FrameAt frameAt);
 
 }  // namespace varnindex

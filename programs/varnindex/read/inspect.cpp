@@ -4,11 +4,11 @@
 #include <taglib/tpropertymap.h>
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <iomanip>
 #include <iostream>
 #include <optional>
 #include <sstream>
@@ -33,22 +33,20 @@ void Print(const std::string &key, const std::string &value) {
     std::cout << key << ": " << Printable(value) << '\n';
 }
 
-void PrintSome(const std::string &key, const std::string &value) {
-    if (!value.empty()) {
-        Print(key, value);
-    }
-}
-
-void PrintSome(const std::string &key, int value, const char *unit = "") {
-    if (value > 0) {
-        Print(key, std::to_string(value) + unit);
-    }
-}
-
-void PrintSome(const std::string &key, const std::optional<float> &value, const char *unit) {
-    if (value) {
+// Nothing of what is not there.
+template <typename Value>
+void PrintSome(const char *key, const Value &value, const char *unit = "") {
+    if (value != Value()) {
         std::ostringstream text;
-        text << *value << unit;
+        text << value << unit;
+        Print(key, text.str());
+    }
+}
+
+void PrintGain(const char *key, const std::optional<float> &gain, const char *unit) {
+    if (gain) {
+        std::ostringstream text;
+        text << *gain << unit;
         Print(key, text.str());
     }
 }
@@ -80,43 +78,30 @@ std::string ReasonToSkip(const std::string &path, struct stat &info) {
     return "";
 }
 
-std::string UtcText(time_t seconds) {
-    std::tm parts = {};
-    std::array<char, 64> text = {};
-    if (::gmtime_r(&seconds, &parts) == nullptr ||
-        std::strftime(text.data(), text.size(), "%Y-%m-%d %H:%M:%S UTC", &parts) == 0) {
-        return "unknown";
-    }
-    return text.data();
-}
-
 void PrintAudio(const Song &song) {
     PrintSome("container", song.container);
     PrintSome("codec", song.codec);
-    PrintSome("duration", std::optional(song.duration), " s");
+    PrintSome("duration", song.duration, " s");
     PrintSome("bit rate", song.bitRate, " bit/s");
     PrintSome("sample rate", song.sampleRate, " Hz");
     PrintSome("channels", song.channels);
-    PrintSome("track gain", song.gain.trackGain, " dB");
-    PrintSome("track peak", song.gain.trackPeak, "");
-    PrintSome("album gain", song.gain.albumGain, " dB");
-    PrintSome("album peak", song.gain.albumPeak, "");
+    PrintGain("track gain", song.gain.trackGain, " dB");
+    PrintGain("track peak", song.gain.trackPeak, "");
+    PrintGain("album gain", song.gain.albumGain, " dB");
+    PrintGain("album peak", song.gain.albumPeak, "");
 }
 
 void PrintNames(const Song &song) {
-    struct Named {
-        const char *key;
-        const std::string &value;
-    };
-    for (const auto &[key, value] :
-         {Named{"title", song.title}, Named{"title sorted as", song.titleSort},
-          Named{"album", song.album}, Named{"album sorted as", song.albumSort},
-          Named{"artist", song.artist}, Named{"artist sorted as", song.artistSort},
-          Named{"album artist", song.albumArtist},
-          Named{"album artist sorted as", song.albumArtistSort}, Named{"composer", song.composer},
-          Named{"composer sorted as", song.composerSort}}) {
-        PrintSome(key, value);
-    }
+    PrintSome("title", song.title);
+    PrintSome("title sorted as", song.titleSort);
+    PrintSome("album", song.album);
+    PrintSome("album sorted as", song.albumSort);
+    PrintSome("artist", song.artist);
+    PrintSome("artist sorted as", song.artistSort);
+    PrintSome("album artist", song.albumArtist);
+    PrintSome("album artist sorted as", song.albumArtistSort);
+    PrintSome("composer", song.composer);
+    PrintSome("composer sorted as", song.composerSort);
     for (const std::string &genre : song.genres) {
         Print("genre", genre);
     }
@@ -154,7 +139,7 @@ FolderSheets SheetsBeside(const std::string &path) {
     const std::string folder = path.substr(0, path.rfind('/') + 1);
     std::vector<SheetFile> sheets;
     std::vector<std::string> songs;
-    std::error_code error;  // a folder that cannot be listed tells of no sheets
+    std::error_code error;  // a folder that cannot be listed has no sheets
     for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
         const std::string name = at->path().filename();
         std::error_code gone;
@@ -215,7 +200,9 @@ int Inspect(const std::string &givenPath) {
         return Skipped(reason);
     }
     Print("size", std::to_string(info.st_size) + " bytes");
-    Print("modified", UtcText(info.st_mtim.tv_sec));
+    std::tm modified = {};
+    ::gmtime_r(&info.st_mtim.tv_sec, &modified);
+    std::cout << "modified: " << std::put_time(&modified, "%Y-%m-%d %H:%M:%S UTC") << '\n';
     SilenceTagLib();
     const ReadResult read = ReadSong(path, info.st_size, 0, Pictures::kCount);
     if (!read.song) {
@@ -234,7 +221,7 @@ int Inspect(const std::string &givenPath) {
     PrintPictures(opened);
     PrintTags(opened.file->properties());
     for (const auto &tag : opened.moreTags) {
-        PrintTags(PropertiesOf(tag.get()));
+        PrintTags(PropertiesOf(*tag));
     }
     return std::cout.flush().good() ? EXIT_SUCCESS : EXIT_FAILURE;
 }

@@ -4,7 +4,6 @@
 #include <taglib/id3v2framefactory.h>
 #include <taglib/id3v2header.h>
 #include <taglib/id3v2tag.h>
-#include <taglib/xiphcomment.h>
 
 namespace varnindex {
 namespace {
@@ -57,15 +56,19 @@ void AddEndApe(TagLib::File &file, BoundedStream &stream, Tags &tags) {
     }
 }
 
-TagLib::PropertyMap PropertiesOf(const TagLib::Tag *tag) {
-    if (const auto *const id3 = dynamic_cast<const TagLib::ID3v2::Tag *>(tag)) {
+TagLib::PropertyMap PropertiesOf(const TagLib::Tag &tag) {
+    if (const auto *const id3 = dynamic_cast<const TagLib::ID3v2::Tag *>(&tag)) {
         return id3->properties();
     }
-    if (const auto *const ape = dynamic_cast<const TagLib::APE::Tag *>(tag)) {
+    if (const auto *const ape = dynamic_cast<const TagLib::APE::Tag *>(&tag)) {
         return ape->properties();
     }
-    const auto *const xiph = dynamic_cast<const TagLib::Ogg::XiphComment *>(tag);
-    return xiph != nullptr ? xiph->properties() : TagLib::PropertyMap();
+    if (const auto *const xiph = dynamic_cast<const TagLib::Ogg::XiphComment *>(&tag)) {
+        return xiph->properties();
+    }
+    TagLib::PropertyMap names = tag.properties();
+    names.erase("COMMENT");  // may be what a program has noted for itself
+    return names;
 }
 
 }  // namespace varnindex

@@ -4,6 +4,7 @@
 #include <taglib/tag.h>
 #include <taglib/tfile.h>
 #include <taglib/tpropertymap.h>
+#include <taglib/xiphcomment.h>
 
 #include <memory>
 #include <vector>
@@ -14,7 +15,20 @@ namespace varnindex {
 
 using Tags = std::vector<std::unique_ptr<TagLib::Tag>>;
 
-// The offset behind all ID3v2 tags that stand at the front; 0 when there are none.
+// A file of a format that TagLib does not know. Its own tag is empty.
+class UnknownFile : public TagLib::File {
+  public:
+    explicit UnknownFile(BoundedStream &stream) : File(&stream) {}
+
+    TagLib::Tag *tag() const override { return &tag_; }
+    TagLib::AudioProperties *audioProperties() const override { return nullptr; }
+    bool save() override { return false; }
+
+  private:
+    mutable TagLib::Ogg::XiphComment tag_;
+};
+
+// Where the ID3v2 tags at the front end; 0 when there are none.
 long EndOfFrontId3(BoundedStream &stream);
 
 // The ID3v2 tags at the front but for the first `known` ones. The file reads from the stream.
@@ -23,8 +37,8 @@ void AddFrontId3(TagLib::File &file, BoundedStream &stream, std::size_t known, T
 // The APE tag at the end, which may stand before an ID3v1 tag.
 void AddEndApe(TagLib::File &file, BoundedStream &stream, Tags &tags);
 
-// All of a tag under its common names, which TagLib tells for its own classes of files alone. Nothing
-// for null, and for a kind of tag that only those have.
-TagLib::PropertyMap PropertiesOf(const TagLib::Tag *tag);
+// The texts of a tag under TagLib's common names: all of them for a kind that other formats borrow,
+// otherwise those that every kind has.
+TagLib::PropertyMap PropertiesOf(const TagLib::Tag &tag);
 
 }  // namespace varnindex

@@ -21,7 +21,7 @@ std::string Utf8FromUtf16(std::wstring_view units);
 
 // Makes a name or a comment out of foreign bytes: bytes that are not UTF-8 become U+FFFD, control
 // characters (line breaks and NUL among them) blanks, both ends are trimmed, and what is too long
-// is cut behind a whole character.
+// is cut after a whole character.
 std::string CleanName(std::string_view raw);
 std::string CleanComment(std::string_view raw);
 

@@ -2,14 +2,15 @@
 
 #include <taglib/aifffile.h>
 #include <taglib/apefile.h>
+#include <taglib/apetag.h>
 #include <taglib/asffile.h>
 #include <taglib/flacfile.h>
 #include <taglib/id3v2framefactory.h>
+#include <taglib/id3v2tag.h>
 #include <taglib/mp4file.h>
 #include <taglib/mpcfile.h>
 #include <taglib/mpegfile.h>
 #include <taglib/oggflacfile.h>
-#include <taglib/oggpageheader.h>
 #include <taglib/opusfile.h>
 #include <taglib/speexfile.h>
 #include <taglib/trueaudiofile.h>
@@ -24,15 +25,12 @@
 #include <optional>
 #include <stdexcept>
 #include <utility>
-#include <vector>
 
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/dsd.h"
-#include "varnindex/read/flac_end.h"
 #include "varnindex/read/frames.h"
 #include "varnindex/read/matroska.h"
-#include "varnindex/read/mp4_boxes.h"
-#include "varnindex/read/named_tags.h"
+#include "varnindex/read/probe.h"
 #include "varnindex/read/riff.h"
 
 namespace varnindex {
@@ -60,10 +58,36 @@ Audio AudioOf(const TagLib::AudioProperties *properties) {
             std::max(properties->sampleRate(), 0), std::max(properties->channels(), 0)};
 }
 
+// TagLib merges the kinds of tags that a file has, and then does not tell what stands in which.
+template <typename File>
+std::vector<TagLib::Tag *> TagsOf(File &file) {
+    std::vector<TagLib::Tag *> tags;
+    if constexpr (requires { file.xiphComment(); }) {
+        tags.push_back(file.xiphComment());
+    }
+    if constexpr (requires { file.ID3v2Tag(); }) {
+        tags.push_back(file.ID3v2Tag());
+    }
+    if constexpr (requires { file.APETag(); }) {
+        tags.push_back(file.APETag());
+    }
+    if (tags.empty()) {
+        tags.push_back(file.tag());
+    }
+    std::erase(tags, nullptr);
+    return tags;
+}
+
 // As TagLib tells it.
-OpenedFile Told(std::unique_ptr<TagLib::File> file, std::string codec, BoundedStream &stream) {
-    const Audio audio = file->isValid() ? AudioOf(file->audioProperties()) : Audio();
-    return {std::move(file), std::move(codec), audio, {0, stream.length()}};
+template <typename File>
+OpenedFile Told(std::unique_ptr<File> file, std::string codec, BoundedStream &stream) {
+    OpenedFile opened{nullptr, std::move(codec), {}, {0, stream.length()}};
+    if (file->isValid()) {
+        opened.audio = AudioOf(file->audioProperties());
+        opened.tags = TagsOf(*file);
+    }
+    opened.file = std::move(file);
+    return opened;
 }
 
 // Of a file whose length is found elsewhere than in its headers.
@@ -73,46 +97,53 @@ void SetLength(Audio &audio, std::int64_t milliseconds, std::int64_t bytes) {
     audio.bitRate = milliseconds > 0 ? std::min(bytes, kMostBytes) * 8000 / milliseconds : 0;
 }
 
-// The same by the bits that each second takes.
-void SetLengthByRate(Audio &audio, std::int64_t bytes, std::int64_t rate) {
-    const auto length =
-        Milliseconds(static_cast<std::uint64_t>(bytes) * 8, static_cast<std::uint64_t>(rate));
-    SetLength(audio, static_cast<std::int64_t>(length), bytes);
+// Of plain samples, where TagLib does not know how many bytes they take.
+void SetLengthOfSamples(Audio &audio, std::optional<std::int64_t> bytes, int bitsPerSample) {
+    const std::int64_t rate = std::int64_t{bitsPerSample} * audio.channels * audio.sampleRate;
+    if (bytes && rate > 0) {
+        SetLength(audio, Milliseconds(static_cast<std::uint64_t>(*bytes) * 8, rate), *bytes);
+    }
 }
 
-// The same by the samples that were found, where the headers tell of none.
-void SetMissingLength(Audio &audio, std::int64_t samples, std::int64_t bytes) {
-    if (audio.milliseconds == 0 && audio.sampleRate > 0 && samples > 0) {
-        const auto length = Milliseconds(static_cast<std::uint64_t>(samples),
-                                         static_cast<std::uint64_t>(audio.sampleRate));
-        SetLength(audio, static_cast<std::int64_t>(length), bytes);
+// Fills in what TagLib leaves open.
+void AddProbed(OpenedFile &opened, BoundedStream &stream, const char *format,
+               Cover cover = Cover::kLeave) {
+    Probed probed = Probe(stream, format, cover);
+    Audio &audio = opened.audio;
+    opened.codec = opened.codec.empty() ? probed.codec : opened.codec;
+    audio.sampleRate = audio.sampleRate > 0 ? audio.sampleRate : probed.audio.sampleRate;
+    audio.channels = audio.channels > 0 ? audio.channels : probed.audio.channels;
+    if (audio.milliseconds == 0 || audio.bitRate == 0) {
+        SetLength(audio, std::max(audio.milliseconds, probed.audio.milliseconds),
+                  opened.sound.Length());
     }
+    opened.moreTags.push_back(std::move(probed.tags));
 }
 
 // ---- MPEG audio and ADTS -----------------------------------------------------------------------
 
-// Tags of an MP3 file stand in front (ID3v2) and behind (APE, ID3v1).
+// Tags of an MP3 file stand before (ID3v2) and after the sound (APE, ID3v1).
 ByteRange SoundOf(TagLib::MPEG::File &mpeg, long begin, BoundedStream &stream) {
     ByteRange range{begin, stream.length()};
     if (mpeg.hasID3v1Tag()) {
         range.end -= 128;
     }
     if (mpeg.hasAPETag() || range.end < range.begin) {
-        const long last = mpeg.lastFrameOffset();  // none behind a tag that is too large
+        const long last = mpeg.lastFrameOffset();  // none after a tag that is too large
         range.end = last > range.begin ? last : std::max(stream.length(), range.begin);
     }
     return range;
 }
 
-// A table in the first frame (Xing, VBRI) is of no use where the file was cut off, or joined with
-// another one behind it.
+// A table in the first frame (Xing, VBRI) is of no use where the file was cut off, or another file
+// was appended.
 bool IsOfThisFile(const TagLib::MPEG::XingHeader &table, ByteRange sound) {
     const long told = static_cast<long>(table.totalSize());
     const long bytes = sound.end - sound.begin;
     return std::abs(told - bytes) <= 4096 + bytes / 128;
 }
 
-OpenedFile OpenMpeg(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenMpeg(BoundedStream &stream) {
     auto mpeg = OpenWithFrames<TagLib::MPEG::File>(stream);
     TagLib::MPEG::File &file = *mpeg;
     const TagLib::MPEG::Properties *const properties = file.audioProperties();
@@ -128,18 +159,17 @@ OpenedFile OpenMpeg(BoundedStream &stream, long /*begin*/) {
     if (opened.audio.sampleRate <= 0) {
         return opened;
     }
-    const FrameAt frameAt = MpegFramesOf(stream);
     const auto *const table = properties->xingHeader();
     const bool hasTable = table != nullptr && table->isValid();
     if (hasTable ? IsOfThisFile(*table, opened.sound)
-                 : HasOneBitRate(stream, opened.sound, frameAt)) {
+                 : HasOneBitRate(stream, opened.sound, MpegFrameAt)) {
         return opened;
     }
     ByteRange played = opened.sound;
-    if (const auto first = hasTable ? frameAt(played.begin) : std::nullopt) {
+    if (const auto first = hasTable ? MpegFrameAt(stream, played.begin) : std::nullopt) {
         played.begin += first->length;
     }
-    const Audio counted = CountFrames(stream, played, frameAt);
+    const Audio counted = CountFrames(stream, played, MpegFrameAt);
     if (counted.milliseconds > 0) {
         opened.audio.milliseconds = counted.milliseconds;
         opened.audio.bitRate = counted.bitRate;
@@ -148,46 +178,32 @@ OpenedFile OpenMpeg(BoundedStream &stream, long /*begin*/) {
 }
 
 // TagLib knows the tags, which are those of MP3, but not the frames.
-OpenedFile OpenAdts(BoundedStream &stream, long begin) {
+OpenedFile OpenAdts(BoundedStream &stream) {
+    const long begin = EndOfFrontId3(stream);
     auto file = std::make_unique<TagLib::MPEG::File>(&stream, Factory::instance(), false);
     const ByteRange sound = SoundOf(*file, begin, stream);
-    const FrameAt frameAt = AdtsFramesOf(stream);
-    const Audio audio = AreFramesAt(frameAt, begin) ? CountFrames(stream, sound, frameAt) : Audio();
-    OpenedFile opened{std::move(file), "aac", audio, sound};
+    OpenedFile opened = Told(std::move(file), "aac", stream);
+    if (AreFramesAt(stream, begin, AdtsFrameAt)) {
+        opened.audio = CountFrames(stream, sound, AdtsFrameAt);
+    }
+    opened.sound = sound;
     AddFrontId3(*opened.file, stream, 1, opened.moreTags);
     return opened;
 }
 
 // ---- FLAC and Ogg ------------------------------------------------------------------------------
 
-OpenedFile OpenFlac(BoundedStream &stream, long begin) {
-    auto flac = OpenWithFrames<TagLib::FLAC::File>(stream);
-    const long end = stream.length() - (flac->hasID3v1Tag() ? 128 : 0);
-    OpenedFile opened = Told(std::move(flac), "flac", stream);
-    Audio &audio = opened.audio;
-    if (audio.milliseconds == 0 && audio.sampleRate > 0) {
-        SetMissingLength(audio, SamplesToLastFrame(stream, begin, end), end - begin);
-    }
-    return opened;
-}
-
-// An encoder that writes to a pipe tells no number of samples, but pages do.
-OpenedFile OpenOggFlac(BoundedStream &stream) {
-    auto ogg = Open<TagLib::Ogg::FLAC::File>(stream);
-    const auto *const last = ogg->isValid() ? ogg->lastPageHeader() : nullptr;
-    const long long samples = last != nullptr ? last->absoluteGranularPosition() : 0;
-    OpenedFile opened = Told(std::move(ogg), "flac", stream);
-    SetMissingLength(opened.audio, samples, stream.length());
-    return opened;
+OpenedFile OpenFlac(BoundedStream &stream) {
+    return Told(OpenWithFrames<TagLib::FLAC::File>(stream), "flac", stream);
 }
 
 // The extensions of Ogg say little about what is inside.
-OpenedFile OpenOgg(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenOgg(BoundedStream &stream) {
     if (TagLib::Ogg::Opus::File::isSupported(&stream)) {
         return Told(Open<TagLib::Ogg::Opus::File>(stream), "opus", stream);
     }
     if (TagLib::Ogg::FLAC::File::isSupported(&stream)) {
-        return OpenOggFlac(stream);
+        return Told(Open<TagLib::Ogg::FLAC::File>(stream), "flac", stream);
     }
     if (TagLib::Ogg::Speex::File::isSupported(&stream)) {
         return Told(Open<TagLib::Ogg::Speex::File>(stream), "speex", stream);
@@ -197,69 +213,72 @@ OpenedFile OpenOgg(BoundedStream &stream, long /*begin*/) {
 
 // ---- MP4 and Matroska --------------------------------------------------------------------------
 
-// Where the atoms within an atom of this name begin; none for one that holds none.
-std::optional<long> OffsetOfInner(const TagLib::ByteVector &name) {
-    static const std::array<TagLib::ByteVector, 9> kContainers = {
-        "moov", "udta", "mdia", "ilst", "stbl", "minf", "moof", "traf", "trak"};
-    if (name == "meta" || name == "stsd") {
-        return name == "meta" ? 12 : 16;
-    }
-    const bool holds = std::find(kContainers.begin(), kContainers.end(), name) != kContainers.end();
-    return holds ? std::optional(8L) : std::nullopt;
-}
-
 struct Atoms {
-    bool areNestedTooDeep = false;  // TagLib reads atoms within atoms recursively
-    bool areFragments = false;      // the movie tells of the first samples alone
-    long end = 0;                   // of what TagLib needs: in front of the fragments
+    bool areTooMany = false;    // that hold others: TagLib reads atoms within atoms recursively
+    bool areFragments = false;  // the movie describes the first samples only
+    bool haveKeys = false;      // tags of a kind that TagLib does not read
+    long end = 0;               // of what TagLib needs: in front of the fragments
 };
 
+struct Atom {
+    TagLib::ByteVector name;
+    long size = 0;
+    long inner = 0;  // from its begin to the atoms in it; 0: it holds none
+};
+
+// None where no atom fits between the two offsets.
+std::optional<Atom> AtomAt(BoundedStream &stream, long at, long end) {
+    static const std::array<TagLib::ByteVector, 9> kHolders = {
+        "moov", "udta", "mdia", "ilst", "stbl", "minf", "moof", "traf", "trak"};
+    stream.seek(at, TagLib::IOStream::Beginning);
+    const TagLib::ByteVector head = stream.readBlock(16);
+    if (head.size() < 8) {
+        return std::nullopt;
+    }
+    const bool isWide = head.toUInt(0U) == 1 && head.size() == 16;
+    const long long size = isWide ? head.toLongLong(8U) : head.toUInt(0U);
+    if (size < 8 || size > end - at) {
+        return std::nullopt;
+    }
+    Atom atom{head.mid(4, 4), static_cast<long>(size)};
+    const bool holds = std::find(kHolders.begin(), kHolders.end(), atom.name) != kHolders.end();
+    // QuickTime leaves out the version of "meta".
+    atom.inner = atom.name == "meta"   ? (head.mid(12) == "hdlr" ? 8 : 12)
+                 : atom.name == "stsd" ? 16
+                 : holds               ? 8
+                                       : 0;
+    return atom;
+}
+
 Atoms LookAtAtoms(BoundedStream &stream) {
-    constexpr std::size_t kDeepest = 32;
+    constexpr int kMostHolders = 1000;
     Atoms atoms;
     atoms.end = stream.length();
-    std::vector<long> ends = {stream.length()};
-    for (long at = 0; at + 8 <= ends.front();) {
-        while (ends.size() > 1 && at >= ends.back()) {
-            ends.pop_back();
-        }
-        stream.seek(at, TagLib::IOStream::Beginning);
-        const TagLib::ByteVector header = stream.readBlock(16);
-        if (header.size() < 8) {
+    int holders = 0;
+    for (long at = 0; holders <= kMostHolders;) {
+        const auto atom = AtomAt(stream, at, stream.length());
+        if (!atom) {
             break;
         }
-        long long length = header.toUInt(0U);
-        if (length == 1 && header.size() == 16) {
-            length = header.toLongLong(8U);
-        }
-        if (length < 8 || length > ends.front() - at) {
-            break;
-        }
-        const TagLib::ByteVector name = header.mid(4, 4);
-        atoms.areFragments = atoms.areFragments || name == "mvex";
-        if (atoms.areFragments && name == "moof") {
+        atoms.areFragments = atoms.areFragments || atom->name == "mvex";
+        atoms.haveKeys = atoms.haveKeys || atom->name == "keys";
+        if (atoms.areFragments && atom->name == "moof") {
             atoms.end = at;
             break;
         }
-        const auto inner = OffsetOfInner(name);
-        if (inner) {
-            ends.push_back(at + static_cast<long>(length));
-        }
-        if (ends.size() > kDeepest) {
-            atoms.areNestedTooDeep = true;
-            break;
-        }
-        at += inner.value_or(static_cast<long>(length));
+        holders += atom->inner > 0 ? 1 : 0;
+        at += atom->inner > 0 ? atom->inner : atom->size;
     }
+    atoms.areTooMany = holders > kMostHolders;
     return atoms;
 }
 
 // TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such. It
 // takes one with more fragments than it may look at for damaged.
-OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenMp4(BoundedStream &stream) {
     using TagLib::MP4::Properties;
     const Atoms atoms = LookAtAtoms(stream);
-    if (atoms.areNestedTooDeep) {
+    if (atoms.areTooMany) {
         throw std::runtime_error("its atoms are nested too deep");
     }
     stream.seek(0, TagLib::IOStream::Beginning);
@@ -276,34 +295,26 @@ OpenedFile OpenMp4(BoundedStream &stream, long /*begin*/) {
                              : codec == Properties::ALAC ? "alac"
                                                          : "",
                              stream);
-    Audio &audio = opened.audio;
-    if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments)) {
-        const Mp4Sound sound = ReadMp4Sound(stream);
-        opened.codec = opened.codec.empty() ? sound.codec : opened.codec;
-        audio.sampleRate = audio.sampleRate > 0 ? audio.sampleRate : sound.audio.sampleRate;
-        audio.channels = audio.channels > 0 ? audio.channels : sound.audio.channels;
-        SetLength(audio, std::max(audio.milliseconds, sound.audio.milliseconds), stream.length());
+    if (atoms.areFragments) {
+        opened.audio.milliseconds = 0;
     }
-    if (auto keys = isTagged ? nullptr : ReadMp4Keys(stream)) {
-        opened.moreTags.push_back(std::move(keys));
+    const bool lacksTags = atoms.haveKeys && !isTagged;
+    if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments || lacksTags)) {
+        AddProbed(opened, stream, "mov");
     }
     return opened;
 }
 
-OpenedFile OpenMatroska(BoundedStream &stream, long /*begin*/) {
-    auto file = std::make_unique<MatroskaFile>(stream);
-    OpenedFile opened{nullptr,
-                      file->Codec(),
-                      file->isValid() ? file->Sound() : Audio(),
-                      {file->FirstCluster(), stream.length()}};
-    opened.file = std::move(file);
-    SetLength(opened.audio, opened.audio.milliseconds, opened.sound.end - opened.sound.begin);
+OpenedFile OpenMatroska(BoundedStream &stream) {
+    OpenedFile opened{
+        std::make_unique<UnknownFile>(stream), "", {}, {FirstCluster(stream), stream.length()}};
+    AddProbed(opened, stream, "matroska", Cover::kTake);
     return opened;
 }
 
 // ---- WAV and AIFF ------------------------------------------------------------------------------
 
-OpenedFile OpenWav(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenWav(BoundedStream &stream) {
     struct Tagged {
         int format;
         const char *codec;
@@ -321,58 +332,32 @@ OpenedFile OpenWav(BoundedStream &stream, long /*begin*/) {
         std::find_if(kCodecs.begin(), kCodecs.end(),
                      [&](const Tagged &tagged) { return tagged.format == format; });
     OpenedFile opened = Told(std::move(file), known != kCodecs.end() ? known->codec : "", stream);
-    const std::int64_t rate =
-        opened.codec == "pcm" && audio != nullptr
-            ? std::int64_t{audio->bitsPerSample()} * opened.audio.channels * opened.audio.sampleRate
-            : 0;
-    if (bytes && rate > 0) {
-        SetLengthByRate(opened.audio, *bytes, rate);  // TagLib counts to 4 GiB
+    if (opened.codec == "pcm") {
+        SetLengthOfSamples(opened.audio, bytes, audio->bitsPerSample());
     }
     return opened;
 }
 
-// Texts in chunks of their own, which older programs write.
-class TextChunks : public TagLib::RIFF::AIFF::File {
-  public:
-    using File::File;
-
-    std::unique_ptr<TagLib::Ogg::XiphComment> Tags(BoundedStream &stream) {
-        auto tags = std::make_unique<TagLib::Ogg::XiphComment>();
-        for (unsigned i = 0; i < chunkCount(); ++i) {
-            for (const auto &[chunk, name] :
-                 {std::pair("NAME", "TITLE"), {"AUTH", "ARTIST"}, {"ANNO", "COMMENT"}}) {
-                if (chunkName(i) == chunk) {
-                    AddNamed(
-                        *tags, name,
-                        {stream.TextAt(chunkOffset(i), chunkDataSize(i)), TagLib::String::UTF8});
-                }
-            }
-        }
-        return tags;
-    }
-};
-
-OpenedFile OpenAiff(BoundedStream &stream, long /*begin*/) {
+// TagLib reads no texts in chunks of their own, which older programs write.
+OpenedFile OpenAiff(BoundedStream &stream) {
     const auto bytes = MendSizes(stream, ChunkedKind::kAiff);
-    auto file = Open<TextChunks>(stream);
-    auto tags = file->Tags(stream);
-    const auto *const properties = file->audioProperties();
-    const int bits = properties != nullptr ? properties->bitsPerSample() : 0;
-    const bool isPlain = properties != nullptr &&
-                         (!properties->isAiffC() || properties->compressionType() == "NONE");
+    auto file = Open<TagLib::RIFF::AIFF::File>(stream);
+    const bool isTagged = file->hasID3v2Tag();
+    const auto *const audio = file->audioProperties();
+    const bool isPlain =
+        audio != nullptr && (!audio->isAiffC() || audio->compressionType() == "NONE");
+    const int bits = isPlain ? audio->bitsPerSample() : 0;
     OpenedFile opened = Told(std::move(file), "pcm", stream);
-    opened.moreTags.push_back(std::move(tags));
-    Audio &audio = opened.audio;
-    const std::int64_t rate = std::int64_t{bits} * audio.channels * audio.sampleRate;
-    if (bytes && isPlain && rate > 0) {
-        SetLengthByRate(audio, *bytes, rate);
+    SetLengthOfSamples(opened.audio, bytes, bits);
+    if (opened.audio.sampleRate > 0 && !isTagged) {
+        AddProbed(opened, stream, "aiff");
     }
     return opened;
 }
 
 // ---- others ------------------------------------------------------------------------------------
 
-OpenedFile OpenAsf(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenAsf(BoundedStream &stream) {
     static constexpr std::array kCodecs = {"", "wmav1", "wmav2", "wmapro", "wmalossless"};
     auto file = Open<TagLib::ASF::File>(stream);
     const auto *audio = file->audioProperties();
@@ -382,38 +367,32 @@ OpenedFile OpenAsf(BoundedStream &stream, long /*begin*/) {
 
 // Formats with APE tags, in front of which programs put ID3v2 tags all the same.
 template <typename File>
-OpenedFile OpenApeTagged(BoundedStream &stream, const char *codec) {
-    OpenedFile opened = Told(Open<File>(stream), codec, stream);
+OpenedFile OpenApeTagged(BoundedStream &stream) {
+    OpenedFile opened = Told(Open<File>(stream), "", stream);
     AddFrontId3(*opened.file, stream, 0, opened.moreTags);
     return opened;
 }
 
-OpenedFile OpenApe(BoundedStream &stream, long /*begin*/) {
-    return OpenApeTagged<TagLib::APE::File>(stream, "ape");
-}
-
-OpenedFile OpenMusepack(BoundedStream &stream, long /*begin*/) {
-    return OpenApeTagged<TagLib::MPC::File>(stream, "musepack");
-}
-
-OpenedFile OpenWavPack(BoundedStream &stream, long /*begin*/) {
-    return OpenApeTagged<TagLib::WavPack::File>(stream, "wavpack");
-}
-
-OpenedFile OpenTrueAudio(BoundedStream &stream, long /*begin*/) {
+OpenedFile OpenTrueAudio(BoundedStream &stream) {
     OpenedFile opened = Told(OpenWithFrames<TagLib::TrueAudio::File>(stream), "tta", stream);
     AddFrontId3(*opened.file, stream, 1, opened.moreTags);
     AddEndApe(*opened.file, stream, opened.moreTags);
     return opened;
 }
 
-template <DsdFile::Kind kind>
-OpenedFile OpenDsd(BoundedStream &stream, long /*begin*/) {
-    auto file = std::make_unique<DsdFile>(stream, kind);
-    const DsdAudio sound = file->Audio();
-    OpenedFile opened = Told(std::move(file), sound.isCompressed ? "dst" : "dsd", stream);
-    opened.audio.milliseconds = static_cast<std::int64_t>(sound.milliseconds);
-    opened.sound = {sound.begin, sound.end};
+template <std::optional<DsdFile> (*read)(BoundedStream &stream)>
+OpenedFile OpenDsd(BoundedStream &stream) {
+    OpenedFile opened = Told(std::make_unique<UnknownFile>(stream), "dsd", stream);
+    if (const auto dsd = read(stream)) {
+        opened.codec = dsd->isCompressed ? "dst" : "dsd";
+        opened.audio = dsd->audio;
+        opened.sound = dsd->sound;
+        SetLength(opened.audio, dsd->audio.milliseconds, dsd->sound.Length());
+        if (dsd->tag > 0 && stream.BlockAt(dsd->tag, 3) == "ID3") {
+            opened.moreTags.push_back(std::make_unique<TagLib::ID3v2::Tag>(
+                opened.file.get(), dsd->tag, Factory::instance()));
+        }
+    }
     return opened;
 }
 
@@ -421,26 +400,28 @@ OpenedFile OpenDsd(BoundedStream &stream, long /*begin*/) {
 
 struct Container {
     std::string_view name;
-    OpenedFile (*open)(BoundedStream &stream, long begin);
+    OpenedFile (*open)(BoundedStream &stream);
     std::string_view mark = {};  // of its files; "" where a mark does not suffice
     std::size_t markAt = 0;
+    const char *probed = nullptr;  // ffmpeg's name for one whose length may not be told
+    const char *codec = "";        // where the container tells it
 };
 
 constexpr std::array kContainers = {
-    Container{"flac", OpenFlac, "fLaC"},
-    Container{"ogg", OpenOgg, "OggS"},
+    Container{"flac", OpenFlac, "fLaC", 0, "flac"},
+    Container{"ogg", OpenOgg, "OggS", 0, "ogg"},
     Container{"mp4", OpenMp4, "ftyp", 4},
     Container{"wav", OpenWav, "WAVE", 8},
     Container{"aiff", OpenAiff, "AIFF", 8},
     Container{"aiff", OpenAiff, "AIFC", 8},
     Container{"asf", OpenAsf, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"},
-    Container{"ape", OpenApe, "MAC "},
-    Container{"mpc", OpenMusepack, "MPCK"},
-    Container{"mpc", OpenMusepack, "MP+"},
-    Container{"wv", OpenWavPack, "wvpk"},
+    Container{"ape", OpenApeTagged<TagLib::APE::File>, "MAC ", 0, nullptr, "ape"},
+    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MPCK", 0, nullptr, "musepack"},
+    Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MP+", 0, nullptr, "musepack"},
+    Container{"wv", OpenApeTagged<TagLib::WavPack::File>, "wvpk", 0, nullptr, "wavpack"},
     Container{"tta", OpenTrueAudio, "TTA"},
-    Container{"dsf", OpenDsd<DsdFile::Kind::kDsf>, "DSD "},
-    Container{"dff", OpenDsd<DsdFile::Kind::kDsdiff>, "FRM8"},
+    Container{"dsf", OpenDsd<ReadDsf>, "DSD "},
+    Container{"dff", OpenDsd<ReadDsdiff>, "FRM8"},
     Container{"matroska", OpenMatroska, "\x1A\x45\xDF\xA3"},
     Container{"adts", OpenAdts},
     Container{"mp3", OpenMpeg},
@@ -453,7 +434,7 @@ const Container *ContainerNamed(std::string_view name) {
     return found != kContainers.end() ? found : nullptr;
 }
 
-// By what stands at `begin`, behind tags; null where that is nothing known.
+// By what stands at `begin`, after tags; null where that is nothing known.
 const Container *ContainerByContents(BoundedStream &stream, long begin) {
     const TagLib::ByteVector head = stream.BlockAt(begin, 16);
     const std::string_view bytes(head.data(), head.size());
@@ -463,10 +444,10 @@ const Container *ContainerByContents(BoundedStream &stream, long begin) {
             return &container;
         }
     }
-    if (AreFramesAt(AdtsFramesOf(stream), begin)) {
+    if (AreFramesAt(stream, begin, AdtsFrameAt)) {
         return ContainerNamed("adts");
     }
-    return AreFramesAt(MpegFramesOf(stream), begin) ? ContainerNamed("mp3") : nullptr;
+    return AreFramesAt(stream, begin, MpegFrameAt) ? ContainerNamed("mp3") : nullptr;
 }
 
 }  // namespace
@@ -482,8 +463,14 @@ OpenedFile OpenAudio(std::string_view name, BoundedStream &stream) {
     }
     stream.seek(0, TagLib::IOStream::Beginning);
     stream.AllowSearch();
-    OpenedFile opened = container->open(stream, begin);
+    OpenedFile opened = container->open(stream);
+    // What was written to a pipe.
+    if (opened.audio.milliseconds == 0 && opened.audio.sampleRate > 0 &&
+        container->probed != nullptr) {
+        AddProbed(opened, stream, container->probed);
+    }
     opened.container = container->name;
+    opened.codec = opened.codec.empty() ? container->codec : opened.codec;
     opened.isByContents = known != nullptr;
     return opened;
 }

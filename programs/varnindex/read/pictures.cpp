@@ -1,23 +1,16 @@
 #include "varnindex/read/pictures.h"
 
 #include <sys/stat.h>
-#include <taglib/apefile.h>
 #include <taglib/apetag.h>
 #include <taglib/asftag.h>
 #include <taglib/attachedpictureframe.h>
 #include <taglib/flacfile.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mp4tag.h>
-#include <taglib/mpcfile.h>
-#include <taglib/mpegfile.h>
-#include <taglib/trueaudiofile.h>
-#include <taglib/wavfile.h>
-#include <taglib/wavpackfile.h>
 #include <taglib/xiphcomment.h>
 
 #include <array>
 #include <climits>
-#include <cstring>
 #include <string_view>
 
 #include "service/picture_format.h"
@@ -29,17 +22,15 @@
 namespace varnindex {
 namespace {
 
-using Pictures = std::vector<Picture>;
-
 constexpr unsigned kMostBytes = 16U << 20;
 
-void AddFrom(const TagLib::List<TagLib::FLAC::Picture *> &list, Pictures &pictures) {
+void AddFrom(const TagLib::List<TagLib::FLAC::Picture *> &list, std::vector<Picture> &pictures) {
     for (const TagLib::FLAC::Picture *picture : list) {
         pictures.push_back({picture->data(), picture->type() == TagLib::FLAC::Picture::FrontCover});
     }
 }
 
-void AddFrom(const TagLib::ID3v2::Tag &tag, Pictures &pictures) {
+void AddFrom(const TagLib::ID3v2::Tag &tag, std::vector<Picture> &pictures) {
     using TagLib::ID3v2::AttachedPictureFrame;
     for (const TagLib::ID3v2::Frame *frame : tag.frameList("APIC")) {
         if (const auto *picture = dynamic_cast<const AttachedPictureFrame *>(frame)) {
@@ -50,7 +41,7 @@ void AddFrom(const TagLib::ID3v2::Tag &tag, Pictures &pictures) {
 }
 
 // An item is a file name, a NUL and the picture.
-void AddFrom(const TagLib::APE::Tag &tag, Pictures &pictures) {
+void AddFrom(const TagLib::APE::Tag &tag, std::vector<Picture> &pictures) {
     for (const auto &[key, item] : tag.itemListMap()) {
         const TagLib::String name = key.upper();
         if (!name.startsWith("COVER ART") || item.type() != TagLib::APE::Item::Binary) {
@@ -63,7 +54,7 @@ void AddFrom(const TagLib::APE::Tag &tag, Pictures &pictures) {
     }
 }
 
-void AddFrom(const TagLib::MP4::Tag &tag, Pictures &pictures) {
+void AddFrom(const TagLib::MP4::Tag &tag, std::vector<Picture> &pictures) {
     if (tag.contains("covr")) {
         for (const TagLib::MP4::CoverArt &art : tag.item("covr").toCoverArtList()) {
             pictures.push_back({art.data(), false});
@@ -71,7 +62,7 @@ void AddFrom(const TagLib::MP4::Tag &tag, Pictures &pictures) {
     }
 }
 
-void AddFrom(const TagLib::ASF::Tag &tag, Pictures &pictures) {
+void AddFrom(const TagLib::ASF::Tag &tag, std::vector<Picture> &pictures) {
     const auto found = tag.attributeListMap().find("WM/Picture");
     if (found == tag.attributeListMap().end()) {
         return;
@@ -85,7 +76,7 @@ void AddFrom(const TagLib::ASF::Tag &tag, Pictures &pictures) {
     }
 }
 
-void AddFromTag(TagLib::Tag *tag, Pictures &pictures) {
+void AddFromTag(TagLib::Tag *tag, std::vector<Picture> &pictures) {
     if (const auto *id3 = dynamic_cast<TagLib::ID3v2::Tag *>(tag)) {
         AddFrom(*id3, pictures);
     } else if (auto *xiph = dynamic_cast<TagLib::Ogg::XiphComment *>(tag)) {
@@ -100,7 +91,7 @@ void AddFromTag(TagLib::Tag *tag, Pictures &pictures) {
 }
 
 // The first picture to extract, front covers first; null when there is none.
-const Picture *Cover(const Pictures &pictures) {
+const Picture *Cover(const std::vector<Picture> &pictures) {
     const Picture *cover = nullptr;
     for (const Picture &picture : pictures) {
         if (picture.data.size() > kMostBytes || PictureExtension(picture.data).empty()) {
@@ -130,16 +121,8 @@ bool HasContent(const Descriptor &folder, const std::string &name, const TagLib:
         info.st_size != static_cast<off_t>(data.size())) {
         return false;
     }
-    std::array<char, 16384> block;
-    for (unsigned at = 0; at < data.size();) {
-        const ssize_t got = ::read(file.Get(), block.data(), block.size());
-        if (got <= 0 || static_cast<unsigned>(got) > data.size() - at ||
-            std::memcmp(block.data(), data.data() + at, static_cast<std::size_t>(got)) != 0) {
-            return false;
-        }
-        at += static_cast<unsigned>(got);
-    }
-    return true;
+    TagLib::ByteVector there(data.size(), 0);
+    return ::read(file.Get(), there.data(), there.size()) == info.st_size && there == data;
 }
 
 // Removes the covers of other formats than `kept`. False with errno set.
@@ -176,29 +159,13 @@ bool BringInStep(const std::string &eaDir, const Picture *cover) {
 
 }  // namespace
 
-// Where TagLib merges two kinds of tags, the merged tag does not tell what stands in which.
 std::vector<Picture> ListPictures(const OpenedFile &opened) {
-    Pictures pictures;
-    TagLib::File &file = *opened.file;
-    if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(&file)) {
+    std::vector<Picture> pictures;
+    if (auto *flac = dynamic_cast<TagLib::FLAC::File *>(opened.file.get())) {
         AddFrom(flac->pictureList(), pictures);
-        AddFromTag(flac->xiphComment(), pictures);
-        AddFromTag(flac->ID3v2Tag(), pictures);
-    } else if (auto *mpeg = dynamic_cast<TagLib::MPEG::File *>(&file)) {
-        AddFromTag(mpeg->ID3v2Tag(), pictures);
-        AddFromTag(mpeg->APETag(), pictures);
-    } else if (auto *wav = dynamic_cast<TagLib::RIFF::WAV::File *>(&file)) {
-        AddFromTag(wav->ID3v2Tag(), pictures);
-    } else if (auto *tta = dynamic_cast<TagLib::TrueAudio::File *>(&file)) {
-        AddFromTag(tta->ID3v2Tag(), pictures);
-    } else if (auto *ape = dynamic_cast<TagLib::APE::File *>(&file)) {
-        AddFromTag(ape->APETag(), pictures);
-    } else if (auto *mpc = dynamic_cast<TagLib::MPC::File *>(&file)) {
-        AddFromTag(mpc->APETag(), pictures);
-    } else if (auto *wavPack = dynamic_cast<TagLib::WavPack::File *>(&file)) {
-        AddFromTag(wavPack->APETag(), pictures);
-    } else {
-        AddFromTag(file.tag(), pictures);
+    }
+    for (TagLib::Tag *tag : opened.tags) {
+        AddFromTag(tag, pictures);
     }
     for (const auto &tag : opened.moreTags) {
         AddFromTag(tag.get(), pictures);
@@ -210,20 +177,16 @@ std::string PictureExtension(const TagLib::ByteVector &data) {
     return std::string(tonvale_service::FormatOfPicture({data.data(), data.size()}).extension);
 }
 
-int StorePictures(const OpenedFile &opened, const std::string &path, std::string &problem) {
-    problem.clear();
-    const Pictures pictures = ListPictures(opened);
+std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path) {
     const Picture *const cover = Cover(pictures);
     std::array<char, PATH_MAX> eaDir;
     if (VARNEADirPath(path.c_str(), eaDir.data(), eaDir.size()) != 0) {
-        if (cover != nullptr) {
-            problem = "the cover is not extracted: the path is too long";
-        }
-    } else if (!BringInStep(eaDir.data(), cover)) {
-        problem = "cannot bring the cover in " + Printable(eaDir.data()) +
-                  " in step: " + std::generic_category().message(errno);
+        return cover != nullptr ? "the cover is not extracted: the path is too long" : "";
     }
-    return static_cast<int>(pictures.size());
+    return BringInStep(eaDir.data(), cover)
+               ? ""
+               : "cannot bring the cover in " + Printable(eaDir.data()) +
+                     " in step: " + std::generic_category().message(errno);
 }
 
 }  // namespace varnindex

@@ -22,13 +22,11 @@ std::vector<Picture> ListPictures(const OpenedFile &opened);
 // anything else, a link in place of a picture for example.
 std::string PictureExtension(const TagLib::ByteVector &data);
 
-// Returns the number of pictures in the file's tags, and brings the cover in the file's
-// extended-attribute folder in step with them: the front cover, else the first picture, as
-// "APIC.EXT", readable by everybody, whole or not at all. It is left alone where it is the same
-// already, and removed where the file has no such picture any more. Pictures of more than 16 MiB and
-// of unknown formats count, but are not extracted. When the folder cannot be read or written,
-// `problem` gets a text for a person; otherwise it becomes "".
-// Different files may be worked on by different threads at once.
-int StorePictures(const OpenedFile &opened, const std::string &path, std::string &problem);
+// Brings the cover in the extended-attribute folder of a file in step with its pictures: the front
+// cover, else the first picture, as "APIC.EXT", readable by everybody, whole or not at all. It is
+// left alone where it is the same already, and removed where there is no such picture any more.
+// Pictures of more than 16 MiB and of unknown formats are not extracted. Returns "", or a reason for
+// a person when the folder cannot be read or written. Several threads may work on different files.
+std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path);
 
 }  // namespace varnindex

@@ -26,7 +26,7 @@ bool IsNamedAfter(std::string_view sheetName, std::string_view songName) {
     return base == songName || base == BaseName(songName);
 }
 
-// A sheet that lists one file per track tells of an album that is split already.
+// A sheet with one file per track belongs to an album that is split already.
 bool Splits(const CueFile &file) {
     return file.tracks.size() > 1;
 }
@@ -145,25 +145,28 @@ void FolderSheets::ReadOne(const SheetFile &file, const AudioNames &names) {
         return Refuse(file, "not used, the cue sheets of its folder have too many FILE lines");
     }
     filesLeft_ -= result.sheet->files.size();
-    const auto sheet = std::make_shared<const CueSheet>(std::move(*result.sheet));
-    std::string missing;
-    std::size_t missingFiles = 0;
+    UseFiles(std::make_shared<const CueSheet>(std::move(*result.sheet)), file, names);
+}
+
+void FolderSheets::UseFiles(const std::shared_ptr<const CueSheet> &sheet, const SheetFile &file,
+                            const AudioNames &names) {
+    std::vector<std::string> missing;
     for (std::size_t i = 0; i < sheet->files.size(); ++i) {
-        const std::string &entry = sheet->files[i].name;
         if (!Splits(sheet->files[i])) {
             continue;
         }
-        if (const auto song = names.Find(entry, file.name)) {
+        if (const auto song = names.Find(sheet->files[i].name, file.name)) {
             Use({sheet, i, file.name}, *song);
-        } else if (missingFiles++ == 0) {
-            missing = entry;
+        } else {
+            missing.push_back(sheet->files[i].name);
         }
     }
-    if (missingFiles > 0) {
-        const std::size_t more = missingFiles - 1;
-        Refuse(file, "no use for its file \"" + Printable(missing) + "\"" +
-                         (more > 0 ? " and " + std::to_string(more) + " more" : "") +
-                         (more > 0 ? ", which are not beside it" : ", which is not beside it"));
+    if (!missing.empty()) {
+        const std::size_t more = missing.size() - 1;
+        Refuse(file,
+               "no use for its file \"" + Printable(missing.front()) + "\"" +
+                   (more > 0 ? " and " + std::to_string(more) + " more, which are not beside it"
+                             : ", which is not beside it"));
     }
 }
 

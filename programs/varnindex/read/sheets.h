@@ -26,9 +26,8 @@ struct SheetFile {
     SeenFile seen = {};
 };
 
-// The sheets are read when somebody first asks for what is in them: the first thousand of a folder,
-// within bounds for their bytes and FILE lines. All calls but the constructor may come from several
-// threads.
+// Reads the sheets on the first question about their contents: the first thousand of a folder,
+// within bounds for their bytes and FILE lines. Any thread may call all but the constructor.
 class FolderSheets {
   public:
     // `folder` with "/" at its end, `songs` the names of its audio files, both lists in order.
@@ -61,6 +60,8 @@ class FolderSheets {
     void ReadOnce();
     void ReadAll();
     void ReadOne(const SheetFile &file, const AudioNames &names);
+    void UseFiles(const std::shared_ptr<const CueSheet> &sheet, const SheetFile &file,
+                  const AudioNames &names);
     void Use(const Part &part, const std::string &song);
     void Refuse(const SheetFile &file, const std::string &problem);
 

@@ -15,7 +15,6 @@ namespace {
 constexpr unsigned long kLargestBlock = 17UL << 20;  // a picture of 16 MiB and its tag
 constexpr unsigned long kLargeBlock = 1UL << 20;     // one at a time from here on
 constexpr unsigned long kMostLoaded = 256UL << 20;
-constexpr unsigned long kMostTexts = 4UL << 20;
 
 // TagLib looks for the first audio frame in blocks of this size, to the end of the file.
 constexpr unsigned long kSmallBlock = 4096;
@@ -86,17 +85,6 @@ TagLib::ByteVector BoundedStream::BlockAt(long position, unsigned long length) {
     TagLib::ByteVector block(static_cast<unsigned>(wanted), 0);
     block.resize(static_cast<unsigned>(ReadAt(position, block.data(), block.size())));
     return block;
-}
-
-TagLib::ByteVector BoundedStream::TextAt(long position, long length) {
-    const auto asked =
-        static_cast<unsigned long>(std::max(std::min(length, length_ - position), 0L));
-    const unsigned long wanted = std::min(asked, kMostTexts - texts_);
-    cutShort_ = cutShort_ || wanted < asked;
-    texts_ += wanted;
-    TagLib::ByteVector text(static_cast<unsigned>(wanted), 0);
-    text.resize(static_cast<unsigned>(ReadAt(position, text.data(), wanted)));
-    return text;
 }
 
 TagLib::ByteVector BoundedStream::ReadThroughWindow(unsigned long wanted) {

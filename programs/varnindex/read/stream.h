@@ -40,8 +40,8 @@ class BoundedStream : public TagLib::IOStream {
     // At most 4096 bytes from anywhere, which no bound counts: for a few blocks of a file.
     TagLib::ByteVector BlockAt(long position, unsigned long length);
 
-    // Text that is to be kept: at most 4 MiB of a file, of which it ends early.
-    TagLib::ByteVector TextAt(long position, long length);
+    // The open file, as long as this object lives.
+    int File() const { return descriptor_.Get(); }
 
     // Shows these bytes in place of those of the file. Before what is there is read.
     void ShowInstead(long position, const TagLib::ByteVector &bytes);
@@ -52,13 +52,6 @@ class BoundedStream : public TagLib::IOStream {
     // From here on TagLib may search as far as in a stream that was just opened.
     void AllowSearch() { searched_ = 0; }
 
-    // Counts a part of a file that leads to the next one or holds others, and allows a search in it.
-    // False once a file has had too many of them, wherever they stand.
-    bool AllowPart() {
-        searched_ = 0;
-        return parts_++ < kMostParts;
-    }
-
     // True when it has ended early.
     bool WasCutShort() const { return cutShort_; }
 
@@ -66,8 +59,6 @@ class BoundedStream : public TagLib::IOStream {
     bool HasFailed() const { return failed_; }
 
   private:
-    static constexpr int kMostParts = 2'000'000;  // two days in MP4's fragments of a second
-
     bool IsWithinBounds(unsigned long wanted);
     TagLib::ByteVector ReadThroughWindow(unsigned long wanted);
     unsigned long ReadAt(long position, char *out, unsigned long wanted);
@@ -86,8 +77,6 @@ class BoundedStream : public TagLib::IOStream {
     std::vector<Shown> shown_;
     unsigned long searched_ = 0;  // bytes of small blocks
     unsigned long loaded_ = 0;    // bytes of the others
-    unsigned long texts_ = 0;     // bytes of texts
-    int parts_ = 0;
     bool cutShort_ = false;
     bool failed_ = false;
     std::unique_lock<std::mutex> turn_;

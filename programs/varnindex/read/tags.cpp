@@ -78,29 +78,25 @@ constexpr std::array kGainKeys = {"REPLAYGAIN_TRACK_GAIN", "REPLAYGAIN_TRACK_PEA
 // TagLib's common names leave out the replay gain of these two formats, and the date as ffmpeg
 // names it in ASF.
 void AddUnnamed(TagLib::File &file, PropertyMap &tags) {
-    auto *const mp4 = dynamic_cast<TagLib::MP4::File *>(&file);
-    auto *const asf = dynamic_cast<TagLib::ASF::File *>(&file);
-    const auto add = [&](const char *key) {
-        if (mp4 != nullptr && mp4->tag() != nullptr) {
-            const std::string name = "----:com.apple.iTunes:" + std::string(key);
-            for (const auto &[item, value] : mp4->tag()->itemMap()) {
-                if (item.upper() == TagLib::String(name).upper()) {
-                    tags.insert(key, value.toStringList());
-                }
-            }
-        } else if (asf != nullptr && asf->tag() != nullptr) {
-            for (const auto &[item, values] : asf->tag()->attributeListMap()) {
-                if (item.upper() == key && !values.isEmpty()) {
-                    tags.insert(key, values.front().toString());
-                }
-            }
+    const auto add = [&](const TagLib::String &name, const TagLib::StringList &values) {
+        const bool isGain = std::find(kGainKeys.begin(), kGainKeys.end(), name) != kGainKeys.end();
+        if ((isGain || name == "DATE") && !tags.contains(name)) {
+            tags.insert(name, values);
         }
     };
-    for (const char *key : kGainKeys) {
-        add(key);
-    }
-    if (!tags.contains("DATE")) {
-        add("DATE");
+    if (auto *const mp4 = dynamic_cast<TagLib::MP4::File *>(&file)) {
+        const TagLib::String owner = "----:COM.APPLE.ITUNES:";
+        for (const auto &[item, value] : mp4->tag()->itemMap()) {
+            if (item.upper().startsWith(owner)) {
+                add(item.upper().substr(owner.size()), value.toStringList());
+            }
+        }
+    } else if (auto *const asf = dynamic_cast<TagLib::ASF::File *>(&file)) {
+        for (const auto &[item, values] : asf->tag()->attributeListMap()) {
+            if (!values.isEmpty()) {
+                add(item.upper(), values.front().toString());
+            }
+        }
     }
 }
 
@@ -108,16 +104,18 @@ void AddUnnamed(TagLib::File &file, PropertyMap &tags) {
 PropertyMap AllTags(const OpenedFile &opened) {
     PropertyMap tags = opened.file->properties();
     AddUnnamed(*opened.file, tags);
-    const auto fill = [&](const TagLib::Tag *tag) {
+    const auto fill = [&](const TagLib::Tag &tag) {
         for (const auto &[key, values] : PropertiesOf(tag)) {
             if (!tags.contains(key)) {
                 tags.insert(key, values);
             }
         }
     };
-    fill(opened.file->tag());
     for (const auto &tag : opened.moreTags) {
-        fill(tag.get());
+        fill(*tag);
+    }
+    if (opened.file->tag() != nullptr) {
+        fill(*opened.file->tag());  // of the kinds that it merges, properties() takes one
     }
     return tags;
 }
@@ -155,29 +153,6 @@ void ReadTags(const PropertyMap &tags, Song &song) {
     song.gain = ReadGain(tags);
 }
 
-// The two halves of an MP3 file's tags, and of some others', are not merged by TagLib: what the
-// first one leaves open may stand in the second.
-void FillFromOtherTags(const TagLib::Tag &tag, Song &song) {
-    const auto fill = [](std::string &field, const TagLib::String &value) {
-        if (field.empty()) {
-            field = CleanName(Utf8(value));
-        }
-    };
-    fill(song.title, tag.title());
-    fill(song.album, tag.album());
-    fill(song.artist, tag.artist());
-    if (song.genres.empty()) {
-        song.genres = CleanGenres({Utf8(tag.genre())});
-    }
-    const auto number = [](int &field, unsigned value) {
-        if (field == 0 && value < 10000) {
-            field = static_cast<int>(value);
-        }
-    };
-    number(song.year, tag.year());
-    number(song.track, tag.track());
-}
-
 void FillFromPath(Song &song) {
     const std::size_t slash = song.path.rfind('/');
     const std::string name = song.path.substr(slash + 1);
@@ -212,7 +187,7 @@ std::string EmbeddedCue(const PropertyMap &tags) {
     return text.size() <= kMaxCueBytes ? text : std::string();
 }
 
-// Not damaged for good: the disk fails, or somebody is at work on the file.
+// Not damaged for good: the disk fails, or a program is writing the file.
 constexpr const char kNotWhole[] = "cannot be read to its end";
 
 std::string WhyNoSound(const OpenedFile &opened) {
@@ -221,33 +196,38 @@ std::string WhyNoSound(const OpenedFile &opened) {
                                : "its contents are no audio format that is known";
 }
 
+void Describe(const OpenedFile &opened, const PropertyMap &tags, Song &song) {
+    ReadAudio(opened.audio, song);
+    song.container = opened.container;
+    song.codec = opened.codec;
+    ReadTags(tags, song);
+    FillFromPath(song);
+    ReadSortNames(tags, song);
+}
+
 void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
     const OpenedFile opened = OpenAudio(song.path, stream);
+    // First, because it also finds out whether the file can be read to its end.
+    song.fingerprint = Fingerprint(opened, stream);
     // TagLib answers no question about tags of a file that it takes for invalid.
     if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0 || !opened.file->isValid()) {
         result.isDamaged = !stream.HasFailed();
         result.problem = result.isDamaged ? WhyNoSound(opened) : kNotWhole;
         return;
     }
-    ReadAudio(opened.audio, song);
-    song.container = opened.container;
-    song.codec = opened.codec;
     const PropertyMap tags = AllTags(opened);
-    ReadTags(tags, song);
-    if (opened.file->tag() != nullptr) {
-        FillFromOtherTags(*opened.file->tag(), song);
-    }
-    FillFromPath(song);
-    ReadSortNames(tags, song);
-    song.fingerprint = Fingerprint(opened, stream);
-    // Nor does a part of the tags take the place of what the library has of all of them.
+    Describe(opened, tags, song);
+    // Never overwrite complete tags with a partial read.
     if (stream.HasFailed()) {
         result.problem = kNotWhole;
         return;
     }
     result.embeddedCue = EmbeddedCue(tags);
-    song.pictures = pictures == Pictures::kStore ? StorePictures(opened, song.path, result.warning)
-                                                 : static_cast<int>(ListPictures(opened).size());
+    const std::vector<Picture> found = ListPictures(opened);
+    song.pictures = static_cast<int>(found.size());
+    if (pictures == Pictures::kStore) {
+        result.warning = StoreCover(found, song.path);
+    }
     if (stream.WasCutShort()) {
         result.warning = "its tags are too large to be read";
     }

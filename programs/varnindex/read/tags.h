@@ -26,11 +26,11 @@ enum class Pictures {
     kCount,
 };
 
-// Reads tags and audio properties of a file with a music name (file_names.h). A damaged tag gives the
-// song with what can be read; a file without tags gets its name as title and its folder's name as
-// album. `size` and `modified` are what the walk saw and go into the song as they are, so that a file
-// that changes afterwards is read again; one that cannot be read to its end gives no song, nor does
-// one that may not be what was `seen`. Different files may be read by several threads at once.
+// Reads tags and audio properties of a file with a music name (file_names.h). A damaged tag gives
+// the song with what can be read. A file without tags gets its name as title and its folder's name
+// as album. `size` and `modified` are what the walk saw, and go into the song unchanged: a file that
+// changes afterwards is read again. A file that cannot be read to its end, or that may not be the
+// one that was `seen`, gives no song. Several threads may read different files.
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
                     Pictures pictures = Pictures::kCount, const SeenFile &seen = {});
 

@@ -39,6 +39,20 @@ bool IsTrack(const Rows &rows, int row, const VirtualSong &track) {
            is("cue_sheet_path", track.sheetPath);
 }
 
+UsedSheet ReadUsedSheet(Database &database, int id) {
+    const Rows rows = database.Query(Made(varn::Sql(kUsedSheet, id)));
+    return rows.Count() == 0 ? UsedSheet()
+                             : UsedSheet{rows.Field(0, "sheet"), *rows.Field(0, "embedded") == 't'};
+}
+
+bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers) {
+    std::string list;
+    for (const int number : numbers) {
+        list += (list.empty() ? "" : ",") + std::to_string(number);
+    }
+    return !numbers.empty() && database.Query(Made(varn::Sql(kNumbered, id, list))).Count() > 0;
+}
+
 }  // namespace
 
 std::string UsedSheet::Name() const {
@@ -47,12 +61,6 @@ std::string UsedSheet::Name() const {
 
 std::string UsedSheet::Beside(const std::string &songPath) const {
     return isEmbedded ? songPath : songPath.substr(0, songPath.rfind('/') + 1) + Name();
-}
-
-UsedSheet ReadUsedSheet(Database &database, int id) {
-    const Rows rows = database.Query(Made(varn::Sql(kUsedSheet, id)));
-    return rows.Count() == 0 ? UsedSheet()
-                             : UsedSheet{rows.Field(0, "sheet"), *rows.Field(0, "embedded") == 't'};
 }
 
 UsedSheet UnusableSheet(Database &database, const ReadWork &read, int id) {
@@ -66,14 +74,6 @@ UsedSheet UnusableSheet(Database &database, const ReadWork &read, int id) {
         isTooShort ||
         (used.isEmbedded ? read.isOwnSheetUnusable : sheets && sheets->IsUnusable(used.Name()));
     return isUnusable ? used : UsedSheet();
-}
-
-bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers) {
-    std::string list;
-    for (const int number : numbers) {
-        list += (list.empty() ? "" : ",") + std::to_string(number);
-    }
-    return !numbers.empty() && database.Query(Made(varn::Sql(kNumbered, id, list))).Count() > 0;
 }
 
 bool HasTracks(Database &database, int id, const std::vector<VirtualSong> &tracks) {

@@ -21,18 +21,13 @@ struct UsedSheet {
     std::string Beside(const std::string &songPath) const;
 };
 
-// By the id of a song's row. Throws DatabaseError.
-UsedSheet ReadUsedSheet(Database &database, int id);
-
-// The same of a song that was read, where its tracks have to stay because the sheet cannot be used
-// just now; else without a path. Whether it is unreachable or was broken by an edit, its tracks have
-// ratings. So they have while the file is copied over itself, and too short for them.
+// The sheet of a song that was read, where its tracks must stay because it cannot be used just now;
+// else without a path. Whether a sheet is unreachable or was broken by an edit, its tracks have
+// ratings. So they have while their file is copied over itself and is too short for them. By the id
+// of the song's row. Throws DatabaseError.
 UsedSheet UnusableSheet(Database &database, const ReadWork &read, int id);
 
-// True when that song has a track of one of these numbers. Throws DatabaseError.
-bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers);
-
-// True when the tracks of that song are these already, as far as a sheet tells of them. Throws
+// True when the library has these tracks of that song, with all that a sheet gives them. Throws
 // DatabaseError.
 bool HasTracks(Database &database, int id, const std::vector<VirtualSong> &tracks);
 
