@@ -5,13 +5,15 @@
 #include <chrono>
 #include <filesystem>
 #include <fstream>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
-#include "varnindex/match/gone.h"
-#include "varnindex/match/successors.h"
+#include "varnindex/match/copies.h"
+#include "varnindex/match/matching.h"
 #include "varnindex/scan_fixture.h"
+#include "varnindex/temp_table.h"
 
 namespace {
 
@@ -96,7 +98,7 @@ TEST_F(MovesTest, NoRowGoesToAnotherOwner) {
     }
 }
 
-// New files without a name that is known wait for those that have one: each is asked for once.
+// Of thousands of files with the same audio each is looked at once.
 TEST_F(MovesTest, ThousandsOfEqualFilesAreNoTrap) {
     constexpr int kMany = 20'000;
     Query(
@@ -104,34 +106,34 @@ TEST_F(MovesTest, ThousandsOfEqualFilesAreNoTrap) {
         " FROM generate_series(1, " +
         std::to_string(kMany) + ") n");
     varnindex::Database database;
-    varnindex::GoneRows gone;
-    const auto path = [](const char *folder, int i) { return folder + std::to_string(i) + ".mp3"; };
+    varnindex::Matching matching(database);
     for (const auto &row : Query("SELECT id, path FROM track ORDER BY id")) {
         varnindex::KnownRow known;
         known.id = std::stoi(row[0]);
         known.path = row[1];
-        gone.Add(known, std::nullopt);
+        known.size = 7;
+        matching.AddLost(known, varnindex::Matching::Loss::kFile);
     }
-    for (int i = 1; i <= kMany; ++i) {
-        gone.AddNew(path("/a/copy ", i), 7, 0);
-        gone.AddNew(path("/b/", i), 7, 0);
-    }
-    gone.Prepare(database);
-    varnindex::Song song;
-    song.size = 7;
-    song.fingerprint = 9;
     const auto start = std::chrono::steady_clock::now();
     for (int i = 1; i <= kMany; ++i) {
-        song.path = path("/a/copy ", i);
-        ASSERT_TRUE(gone.ClaimFor(song, false).isLater);
+        varnindex::ReadWork read;
+        read.work.size = 7;
+        read.work.path = (i % 2 == 0 ? "/a/copy " : "/b/") + std::to_string(i) + ".mp3";
+        varnindex::Song &song = read.result.song.emplace();
+        song.path = read.work.path;
+        song.size = 7;
+        song.fingerprint = 9;
+        ASSERT_FALSE(matching.ChangeFor(std::move(read)));
     }
-    song.path = path("/b/", kMany);
-    EXPECT_EQ(gone.ClaimFor(song, false).id, kMany);
-    for (int i = 1; i < kMany; ++i) {
-        song.path = path("/a/copy ", i);
-        ASSERT_EQ(gone.ClaimFor(song, true).id, i);
-    }
-    EXPECT_EQ(gone.ClaimFor(song, true).id, 0);
+    std::set<int> ids;
+    matching.Settle([&](const varnindex::Change &change) {
+        const std::string &path = change.read.work.path;
+        const std::string own = "/b/" + std::to_string(change.id) + ".mp3";
+        EXPECT_TRUE(path.starts_with("/a/") || path == own) << change.id << " is " << path;
+        ids.insert(change.id);
+    });
+    EXPECT_EQ(ids.size(), static_cast<std::size_t>(kMany));
+    EXPECT_FALSE(matching.HasLeft());
     EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
 }
 
@@ -188,10 +190,15 @@ TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
     varnindex::Database database;
     std::ostringstream warnings;
     varnindex::Reporter reporter(warnings, false, varnindex::Reporter::Detail::kAll);
-    const auto pairs = FindSuccessors(database, varnindex::Folders::Configured(), originals);
+    varnindex::TempTable lost(database, "lost", "id integer");
+    for (const int id : originals) {
+        lost.Add(std::to_string(id));
+    }
+    lost.Flush();
+    EXPECT_EQ(FindCopies(database, varnindex::Folders::Configured(), reporter), 2U);
     Rate("path LIKE '%/b/1.mp3'", 2);
     Query("INSERT INTO rating_track SELECT 1031, id, 3 FROM track WHERE path LIKE '%/b/2.mp3'");
-    Succeed(database, pairs, varnindex::Scope::WholeLibrary(), {}, reporter, nullptr);
+    GiveRowsToCopies(database, nullptr);
     EXPECT_EQ(ids("b"), originals);
     EXPECT_EQ(Query("SELECT title, r.userid, star FROM (SELECT id, title FROM track) t"
                     " JOIN rating_track r ON r.track = id ORDER BY title, star"),

@@ -238,14 +238,14 @@ TEST_F(StarsTest, RecordsFollowTheCommit) {
     EXPECT_EQ(stars("4.mp3"), 0);
     Query("ALTER TABLE track DROP CONSTRAINT never");
     // As if it had been killed as soon as the rows were written.
-    Query("CREATE RULE killed AS ON DELETE TO due_record DO INSTEAD NOTHING");
+    Query("CREATE RULE killed AS ON DELETE TO outbox DO INSTEAD NOTHING");
     Index();
-    Query("DROP RULE killed ON due_record");
+    Query("DROP RULE killed ON outbox");
     fs::remove_all(Record("4.mp3").parent_path());
     Rate("1.mp3", "1030", "4");
     Rate("2.mp3", "1030", "2");
     Rate("3.mp3", "1030", "1");
-    EXPECT_EQ(Value("SELECT count(*) FROM due_record"), "3");
+    EXPECT_EQ(Value("SELECT count(*) FROM outbox"), "2");
     EXPECT_EQ(Index({"--dry-run"}).status, 0);
     EXPECT_EQ(stars("4.mp3"), 0);
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
@@ -253,7 +253,7 @@ TEST_F(StarsTest, RecordsFollowTheCommit) {
     EXPECT_EQ(stars("2.mp3"), 0);
     EXPECT_EQ(stars("3.mp3"), 1) << "no business of this scan";
     EXPECT_EQ(stars("4.mp3"), 4);
-    EXPECT_EQ(Value("SELECT count(*) FROM due_record"), "0");
+    EXPECT_EQ(Value("SELECT count(*) FROM outbox"), "0");
 }
 
 TEST_F(StarsTest, ARecordThatCannotBeKeptIsNamedAndStopsNothing) {

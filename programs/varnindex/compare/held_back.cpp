@@ -49,10 +49,7 @@ void HeldBack::SettleEmptied(const std::vector<EmptiedFolder> &left, ListCounts 
     for (std::size_t i = 0; i < left.size(); ++i) {
         const auto &[folder, rows] = emptied_[i];
         const bool isLeft = left[i].songs > 0 || (rows.songs == 0 && left[i].lists > 0);
-        if (left[i].isBack && !folder.isPassedOver) {
-            places_.NoteFile(folder.path, folders_.OwnerOf(folder.path));
-            places_.Keep(folder.path);
-        } else if (isLeft) {
+        if (isLeft) {
             places_.NoteFile(folder.path, folders_.OwnerOf(folder.path));
             Hold(folder, {left[i].songs, left[i].lists});
         } else if (folder.isPassedOver) {

@@ -5,13 +5,19 @@
 #include <vector>
 
 #include "varnindex/compare/merge.h"
-#include "varnindex/match/gone.h"
 #include "varnindex/observe/folders.h"
 #include "varnindex/reporter.h"
 #include "varnindex/write/lists.h"
 #include "varnindex/write/places.h"
 
 namespace varnindex {
+
+// Songs and lists of an emptied folder that were not found anywhere else.
+struct EmptiedFolder {
+    std::size_t songs = 0;
+    std::size_t lists = 0;   // playlists and cue sheets
+    std::size_t sheets = 0;  // the cue sheets of these
+};
 
 class HeldBack {
   public:
@@ -36,8 +42,7 @@ class HeldBack {
     void AddTracks(const std::string &songPath);
 
     // `left` of each emptied folder has not been found elsewhere. Where all songs have been, its
-    // other lists have been thrown away, which is counted. What has something in it again was not
-    // emptied, and stays for the next scan to look at.
+    // other lists have been thrown away, which is counted.
     void SettleEmptied(const std::vector<EmptiedFolder> &left, ListCounts &playlists,
                        ListCounts &sheets);
 

@@ -10,12 +10,13 @@ namespace {
 constexpr const char kDeclare[] =
     "DECLARE known_file NO SCROLL CURSOR WITH HOLD FOR SELECT *,"
     " (extract(epoch FROM mdate) * 1000000)::bigint AS modified FROM ("
-    " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, false AS is_list,"
-    " 0 AS contents"
+    " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, fingerprint,"
+    " false AS is_list, 0 AS contents"
     " FROM track WHERE NOT is_virtual AND (@VARN:NEVAR) UNION ALL"
-    " SELECT id, path, 0, mdate, 0, 0, false, true, COALESCE(contents, 0) FROM playlist LEFT JOIN "
+    " SELECT id, path, 0, mdate, 0, 0, false, NULL, true, COALESCE(contents, 0) FROM playlist LEFT "
+    "JOIN "
     "list_contents USING (id) WHERE @VARN:NEVAR UNION ALL"
-    " SELECT id, path, 0, mdate, userid, 0, false, true, COALESCE(contents, 0)"
+    " SELECT id, path, 0, mdate, userid, 0, false, NULL, true, COALESCE(contents, 0)"
     " FROM personal_playlist LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
     ") f ORDER BY path COLLATE \"C\", id";
 // From one owner of songs to the next one in the index, which has each of them many times.
@@ -107,6 +108,9 @@ void KnownRows::Fetch() {
     row.modified = block_->Number(next_, "modified");
     row.userid = static_cast<unsigned>(block_->Number(next_, "userid"));
     row.sheetStamp = block_->Number(next_, "sheet_stamp");
+    if (*block_->Field(next_, "fingerprint") != '\0') {
+        row.fingerprint = block_->Number(next_, "fingerprint");
+    }
     row.contents = block_->Number(next_, "contents");
     row.isSplit = *block_->Field(next_, "has_virtual") == 't';
     row.isList = *block_->Field(next_, "is_list") == 't';

@@ -18,6 +18,7 @@ struct KnownRow {
     std::int64_t modified = 0;  // microseconds since 1970, UTC
     unsigned userid = 0;
     std::int64_t sheetStamp = 0;
+    std::optional<std::int64_t> fingerprint = {};  // of a song that was read since it is kept
     std::int64_t contents = 0;  // of a list: a hash of what was in it; 0: not known
     bool isSplit = false;       // a cue sheet has made tracks of it
     bool isList = false;        // no song, but a playlist or cue sheet: the size is not known

@@ -13,22 +13,4 @@ bool SecondLook::IsBack(const KnownRow &row) {
     return isBack;
 }
 
-bool SecondLook::MayBeUnread(const KnownRow &row) {
-    const bool mayBe = unread_.contains({row.size, row.userid});
-    if (mayBe) {
-        places_.NoteFile(row.path, row.userid);
-    }
-    return mayBe;
-}
-
-std::size_t SecondLook::KeepSome(Database &database, GoneRows &gone) {
-    std::size_t kept = 0;
-    gone.Keep(database, [&](const KnownRow &row, bool hasItsPath) {
-        const bool stays = (hasItsPath && IsBack(row)) || MayBeUnread(row);
-        kept += stays ? 1 : 0;
-        return stays;
-    });
-    return kept;
-}
-
 }  // namespace varnindex

@@ -26,8 +26,6 @@
 #include "varnindex/descriptor.h"
 #include "varnindex/hash.h"
 #include "varnindex/read/names.h"
-#include "varnindex/settle/stars.h"
-#include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
 namespace {
@@ -36,7 +34,9 @@ constexpr const char kLinks[] =
     "SELECT DISTINCT user_id, path FROM playlist_sharing"
     " WHERE playlist_id = 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__'";
 constexpr const char kName[] = "/__VARN_AUDIO_SHARED_SONGS__.m3u";
-constexpr const char kCopyDue[] = "COPY due_entry (path, moved_to) FROM STDIN";
+constexpr const char kEntries[] =
+    "SELECT path || track AS old, moved_to || track AS new FROM (SELECT *, CASE WHEN number < 0"
+    " THEN '' ELSE '_' || number END AS track FROM outbox WHERE moved_to IS NOT NULL AND ";
 constexpr const char kNoteWritten[] =
     "INSERT INTO due_list (path, contents) VALUES ('@VARN:VAR', @VARN:NEVAR)"
     " ON CONFLICT (path) DO UPDATE SET contents = excluded.contents";
@@ -235,67 +235,38 @@ std::set<std::string> OwnLists(Database &database) {
     return lists;
 }
 
-void AppendDue(std::string &rows, const std::string &from, const std::string &to) {
-    AppendEscaped(rows, from);
-    rows += '\t';
-    AppendEscaped(rows, to);
-    rows += '\n';
-}
-
-Entries DueEntries(Database &database, const std::string &condition) {
-    const Rows rows =
-        database.Query("SELECT path, moved_to FROM due_entry WHERE (" + condition + ")");
+// No line can have a path with a line break.
+Entries EntriesThatMove(Database &database, const std::string &condition) {
+    const Rows rows = database.Query(kEntries + condition + ") due");
     Entries moves;
     for (int row = 0; row < rows.Count(); ++row) {
-        moves.emplace(rows.Field(row, "path"), rows.Field(row, "moved_to"));
+        const std::string_view to = rows.Field(row, "new");
+        if (to.find_first_of("\r\n") == to.npos) {
+            moves.emplace(rows.Field(row, "old"), to);
+        }
     }
     return moves;
 }
 
-void ForgetDue(Database &database, const std::string &condition,
-               const std::set<std::string> &lists) {
-    Transaction transaction(database);
-    database.Execute("DELETE FROM due_entry WHERE (" + condition + ")");
-    for (const std::string &list : lists) {
-        database.Execute(Made(varn::Sql("DELETE FROM due_list WHERE path = '@VARN:VAR'", list)));
-    }
-    transaction.Commit();
-}
-
 }  // namespace
 
-void NoteEntries(Database &database, const std::vector<MovedSong> &songs) {
-    std::string rows;
-    for (const MovedSong &song : songs) {
-        if (song.to.find_first_of("\r\n") != song.to.npos) {
-            continue;  // no line can have that
-        }
-        AppendDue(rows, song.from, song.to);
-        for (const int number : song.numbers) {
-            AppendDue(rows, TrackRecordPath(song.from, number), TrackRecordPath(song.to, number));
-        }
-    }
-    if (!rows.empty() && database.Query(std::string(kLinks) + " LIMIT 1").Count() > 0) {
-        database.CopyIn(kCopyDue, rows);
-    }
-}
-
-std::vector<std::string> SettleSharedLists(Database &database, const Scope &scope) {
-    std::vector<std::string> problems;
-    const std::string condition = ScopeCondition(scope, true);
-    const Entries moves = DueEntries(database, condition);
-    if (moves.empty()) {
-        return problems;
-    }
+std::set<std::string> SettleSharedLists(Database &database, const std::string &condition,
+                                        std::vector<std::string> &problems) {
     const std::set<std::string> lists = OwnLists(database);
+    const Entries moves = lists.empty() ? Entries() : EntriesThatMove(database, condition);
     for (const std::string &list : lists) {
         if (!MoveIn(database, list, moves)) {
             problems.push_back(Printable(list) + ": songs that have moved are lost from it: " +
                                std::generic_category().message(errno));
         }
     }
-    ForgetDue(database, condition, lists);
-    return problems;
+    return lists;
+}
+
+void ForgetWritten(Database &database, const std::set<std::string> &lists) {
+    for (const std::string &list : lists) {
+        database.Execute(Made(varn::Sql("DELETE FROM due_list WHERE path = '@VARN:VAR'", list)));
+    }
 }
 
 }  // namespace varnindex

@@ -84,6 +84,14 @@ std::string Timestamp(std::int64_t microseconds) {
     return {text.data(), static_cast<std::size_t>(length)};
 }
 
+std::string IdList(const std::vector<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ",") + std::to_string(id);
+    }
+    return list;
+}
+
 void AppendEscaped(std::string &out, std::string_view value) {
     for (const char c : value) {
         switch (c) {

@@ -8,6 +8,7 @@
 #include <cstdint>
 #include <string_view>
 
+#include "varnindex/compare/held_back.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/hash.h"
 #include "varnindex/observe/file_names.h"
@@ -100,7 +101,6 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
         }
         const auto folder = NumberOrNone(rows.Number(row, "emptied"));
         if (folder) {
-            emptied.at(*folder).isBack = true;
             CountLeft(emptied.at(*folder), list.path);
         } else {
             ++CountsOf(list.path).unchanged;

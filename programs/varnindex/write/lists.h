@@ -11,12 +11,13 @@
 #include "varnindex/compare/known.h"
 #include "varnindex/compare/second_look.h"
 #include "varnindex/database.h"
-#include "varnindex/match/gone.h"
 #include "varnindex/read/readers.h"
 #include "varnindex/reporter.h"
 #include "varnindex/write/places.h"
 
 namespace varnindex {
+
+struct EmptiedFolder;
 
 struct ListCounts {
     std::size_t added = 0;
@@ -37,7 +38,7 @@ class Lists {
 
     void Found(const Work &work);
 
-    // A row without a file; `emptied` as in GoneRows::Add.
+    // A row without a file; `emptied` is the number of its folder, which was emptied.
     void Gone(const KnownRow &row, std::optional<std::size_t> emptied);
 
     // Behind all of these: finds out what has moved, and which files are there again. Notes how many

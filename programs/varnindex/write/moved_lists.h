@@ -11,7 +11,7 @@
 namespace varnindex {
 
 // Where a list of the temporary table known_list was and is. `emptied` is the number that its
-// folder has which was emptied (gone.h).
+// folder has which was emptied.
 struct MovedList {
     int id = 0;
     std::optional<std::size_t> emptied;

@@ -27,7 +27,7 @@ class Places {
     void NoteList(const std::string &path, std::int64_t modified, unsigned userid,
                   std::int64_t contents);
 
-    // A list's row without a file; `emptied` as in GoneRows::Add.
+    // A list's row without a file; `emptied` as in Lists::Gone.
     void NoteGoneList(int id, std::optional<std::size_t> emptied);
     void ForgetGoneLists(const std::vector<int> &ids);  // behind Flush
 
