@@ -18,7 +18,7 @@
 #include "varnindex/read/readers.h"
 #include "varnindex/read/used_sheet.h"
 #include "varnindex/settle/outbox.h"
-#include "varnindex/write/places.h"
+#include "varnindex/write/folder_rows.h"
 #include "varnindex/write/store.h"
 
 namespace varnindex {
@@ -42,11 +42,11 @@ class Scan {
           own_(OwnScope(folders)),
           options_(options),
           reporter_(reporter),
-          places_(database, folders),
-          secondLook_(folders, places_, options.isStopped),
-          lists_(database, places_, secondLook_, reporter),
-          heldBack_(folders, places_, reporter, options.purge),
-          unreadable_(database, scope_),
+          folderRows_(database, folders),
+          secondLook_(folders, folderRows_, options.isStopped),
+          lists_(database, folderRows_, secondLook_, reporter),
+          heldBack_(folders, folderRows_, reporter, options.purge),
+          unreadable_(database),
           matching_(database),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
 
@@ -80,7 +80,7 @@ class Scan {
     Scope own_;  // what this root answers for at all
     ScanOptions options_;
     Reporter &reporter_;
-    Places places_;
+    FolderRows folderRows_;
     SecondLook secondLook_;
     Lists lists_;
     HeldBack heldBack_;
@@ -95,6 +95,8 @@ class Scan {
 
 Counts Scan::Run() {
     SettleOutside();  // what a killed scan has left
+    folderRows_.Load(scope_);
+    unreadable_.Load(scope_);
     Compare();
     if (toRead_ > 0) {
         ReadFiles();
@@ -109,7 +111,8 @@ Counts Scan::Run() {
     RemoveLeft();
     StopIfAsked(options_.isStopped);
     if (!options_.dryRun) {
-        places_.Store(scope_, options_.purge);
+        lists_.Store();
+        folderRows_.Store(scope_, options_.purge);
         unreadable_.Store(scope_);
     }
     // The planner picks its indexes by statistics, which the server would renew minutes later only.
@@ -148,21 +151,26 @@ void Scan::Compare() {
                 CompareGone(event->work.known, std::nullopt);
                 break;
             case Event::Kind::kEmptied:
-                CompareGone(event->work.known, heldBack_.NextEmptied());
+                CompareGone(event->work.known, heldBack_.EmptiedFolders());
                 break;
             case Event::Kind::kKept:
                 heldBack_.AddUnseen(event->work.known);
-                places_.NoteFile(event->work.known.path, event->work.known.userid);
-                if (event->work.known.isList) {
-                    places_.KeepList(event->work.known.id);
-                }
+                folderRows_.NoteFile(event->work.known.path, event->work.known.userid);
                 break;
             case Event::Kind::kGap:
-                heldBack_.AddGap(std::move(event->found), event->kept);
+                // A link that leads nowhere is worth a word when something came through it.
+                if (event->kept.Any() || event->isBlocked) {
+                    heldBack_.Hold(event->work.path, event->reason, event->kept);
+                }
+                break;
+            case Event::Kind::kGapEmptied:
+                if (event->kept.Any()) {
+                    heldBack_.AddEmptied(event->work.path, event->reason);
+                }
                 break;
             case Event::Kind::kRefused:
                 ++counts_.failed;
-                reporter_.Warn(Printable(event->found.path) + ": skipped, " + event->found.reason);
+                reporter_.Warn(Printable(event->work.path) + ": skipped, " + event->reason);
                 break;
         }
     }
@@ -189,14 +197,14 @@ bool Scan::IsKnownUnreadable(const Work &work) const {
 void Scan::CountUnreadable(const Work &work) {
     ++counts_.failed;
     if (work.known.id != 0) {
-        places_.NoteFile(work.path, work.known.userid);
+        folderRows_.NoteFile(work.path, work.known.userid);
         matching_.AddLost(work.known, Matching::Loss::kUnknown);
     }
 }
 
 void Scan::CompareSong(Work work) {
     if (!NeedsReading(work)) {
-        places_.NoteFile(work.path, work.userid);
+        folderRows_.NoteFile(work.path, work.userid);
         ++counts_.unchanged;
         return;
     }
@@ -288,7 +296,7 @@ void Scan::Write(Change change) {
     if (!read.result.warning.empty()) {
         reporter_.Warn(Printable(path) + ": " + read.result.warning);
     }
-    places_.NoteFile(path, read.work.userid);
+    folderRows_.NoteFile(path, read.work.userid);
     const bool mayHaveTracks = change.kind == Change::Kind::kMove ||
                                (change.kind == Change::Kind::kEdit && read.work.known.isSplit);
     const UsedSheet kept = mayHaveTracks ? SheetToKeep(read, change.id) : UsedSheet();
@@ -354,15 +362,12 @@ void Scan::WriteSong(int id, ReadWork read, const UsedSheet &kept) {
 }
 
 void Scan::SettleLists() {
-    const std::vector<std::size_t> songs = matching_.TakeEmptied(heldBack_.NextEmptied());
-    std::vector<EmptiedFolder> emptied(songs.size());
-    for (std::size_t i = 0; i < songs.size(); ++i) {
-        emptied[i].songs = songs[i];
-    }
+    std::vector<KeptRows> emptied(heldBack_.EmptiedFolders());
+    matching_.TakeEmptied(emptied);
     lists_.Settle(emptied);
+    heldBack_.SettleEmptied(emptied);
     counts_.playlists = lists_.Playlists();
     counts_.sheets = lists_.Sheets();
-    heldBack_.SettleEmptied(emptied, counts_.playlists, counts_.sheets);
 }
 
 // Before a row goes, its file may be there again, may be out of reach at another place, or may be in
@@ -372,7 +377,7 @@ void Scan::RemoveLeft() {
         const bool isOutOfReach = !options_.purge && matching_.IsOutOfReach(row);
         const bool stays = isOutOfReach || (isFree && secondLook_.IsBack(row));
         if (isOutOfReach) {
-            places_.NoteFile(row.path, row.userid);
+            folderRows_.NoteFile(row.path, row.userid);
         }
         counts_.unchanged += stays ? 1 : 0;
         return stays;

@@ -161,64 +161,6 @@ TEST_F(IndexTest, DamagedFilesAreNamedAndTheRestIsIndexed) {
     EXPECT_EQ(Value("SELECT title FROM track"), "The Tóne");
 }
 
-TEST_F(IndexTest, AFolderThatCannotBeSeenKeepsItsSongs) {
-    fs::create_directories(scratch() / "other");
-    Put("a/1.mp3");
-    Put("../other/2.mp3");
-    Register({Music(), scratch() / "other"});
-    Index();
-    const Rows before = Everything();
-    fs::rename(Music(), scratch() / "away");
-    const Ended missing = Index();
-    Expect(missing, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_NE(missing.err.find("music/: No such file or directory; its songs stay"),
-              missing.err.npos);
-    fs::create_directory(Music());  // a mount point without its disk
-    const Ended empty = Index();
-    Expect(empty, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_NE(empty.err.find("music/: the folder is empty; its songs stay in the library: 1\n"),
-              empty.err.npos);
-    EXPECT_EQ(Everything(), before);
-    fs::remove(Music());
-    fs::rename(scratch() / "away", Music());
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
-    // An empty folder without songs is no reason to complain.
-    fs::create_directory(scratch() / "fresh");
-    Register({Music(), scratch() / "other", scratch() / "fresh"});
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
-}
-
-TEST_F(IndexTest, ALinkToAnAbsentDiskKeepsItsSongs) {
-    fs::create_directories(scratch() / "disk/sub");
-    Put("here.mp3");
-    Put("../disk/sub/1.mp3");
-    fs::create_symlink(scratch() / "disk/sub", Music() / "link");
-    Expect(Index(), 0, "added 2, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    fs::rename(scratch() / "disk", scratch() / "unplugged");
-    Expect(Index(), 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), "2");
-}
-
-TEST_F(IndexTest, ScopesOfARun) {
-    fs::create_directories(scratch() / "music-2");
-    Put("a/1.mp3");
-    Put("b/2.mp3");
-    Put("../music-2/3.mp3");
-    Register({Music(), scratch() / "music-2"});
-    Index();
-    fs::remove_all(Music() / "a");
-    fs::remove(Music() / "b/2.mp3");
-    Put("b/new.mp3", "plain.mp3");
-    // Given folders are all that a run looks at.
-    Expect(Index({(Music() / "b/").string()}), 0,
-           "added 1, changed 0, moved 0, removed 1, unchanged 0, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), "3");
-    // A folder that left the configuration loses its songs, and only those.
-    Register({Music()});
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 2, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT path FROM track"), (Music() / "b/new.mp3").string());
-}
-
 TEST_F(IndexTest, ALostConfigurationEmptiesNothing) {
     Put("a/1.mp3");
     Index();

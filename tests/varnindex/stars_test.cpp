@@ -108,57 +108,6 @@ TEST_F(StarsTest, ADeletedSongTakesItsRecordAlongAndOneOfAnUnregisteredFolderDoe
     EXPECT_EQ(Ratings(), (Rows{{"First", "1030", "5"}, {"Second", "1030", "5"}}));
 }
 
-TEST_F(StarsTest, SongsThatMoveTakeTheirRecordsAlong) {
-    const auto put = [](const std::string &name, const std::string &title) {
-        const fs::path path = PutTagged(name, title);
-        // Audio of its own, of a size of its own: files may be of one time.
-        std::ofstream(path, std::ios::app) << std::string(title.front() * 10U, title.front());
-    };
-    const auto move = [](const char *from, const char *to) {
-        fs::create_directories((Music() / to).parent_path());
-        fs::rename(Music() / from, Music() / to);
-    };
-    for (const char *name : {"a", "b", "c", "unrated", "stays", "origin"}) {
-        put(std::string(name) + ".mp3", name);
-    }
-    Put("album.flac", "tone.flac");
-    std::ofstream(Music() / "album.cue")
-        << "FILE \"album.flac\" WAVE\n  TRACK 01 AUDIO\n    TITLE \"One\"\n    INDEX 01 00:00:00\n"
-           "  TRACK 12 AUDIO\n    TITLE \"Twelve\"\n    INDEX 01 00:00:50\n";
-    int stars = 0;
-    for (const char *name : {"a.mp3", "b.mp3", "c.mp3", "album.flac", "album.flac_12"}) {
-        Rate(name, "1030", std::to_string(++stars));
-    }
-    Rate("origin.mp3", "1031", "4");
-    Index();
-    put("copy/origin.mp3", "origin");
-    Index();
-    const Rows all = Ratings();
-    ASSERT_EQ(all.size(), 6U);
-    // Round and round, over a rated name, and into other folders.
-    move("a.mp3", "other");
-    move("b.mp3", "a.mp3");
-    move("other", "b.mp3");
-    move("c.mp3", "it's/c.mp3");
-    move("unrated.mp3", "c.mp3");
-    move("album.flac", "disc/album.flac");
-    move("album.cue", "disc/album.cue");
-    fs::remove(Music() / "origin.mp3");
-    const Ended moved = Index();
-    Expect(moved, 0, "added 0, changed 0, moved 6, removed 0, unchanged 2, failed 0");
-    EXPECT_EQ(moved.err, "");
-    EXPECT_EQ(Ratings(), all);
-    // A new song under an old name has none of the old one's stars, and a library that is built
-    // anew gives everybody's own.
-    put("origin.mp3", "new");
-    Put("album.flac", "tone.ogg");
-    for (int i = 0; i < 2; ++i) {
-        Index();
-        EXPECT_EQ(Ratings(), all);
-        Query("DELETE FROM track");
-    }
-}
-
 // The old place of a folder leads to records that are not the moved songs' to remove.
 TEST_F(StarsTest, ALinkInPlaceOfAMovedFolderLosesNoRecord) {
     PutTagged("zeta/1.mp3", "Moved");

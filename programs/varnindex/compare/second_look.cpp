@@ -8,7 +8,7 @@ bool SecondLook::IsBack(const KnownRow &row) {
     const bool isBack =
         owner != kNobody && (!row.isList || owner == row.userid) && library_.IsThere(row.path);
     if (isBack) {
-        places_.NoteFile(row.path, owner);
+        folderRows_.NoteFile(row.path, owner);
     }
     return isBack;
 }

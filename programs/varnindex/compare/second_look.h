@@ -6,15 +6,18 @@
 #include "varnindex/observe/folders.h"
 #include "varnindex/observe/links.h"
 #include "varnindex/stop.h"
-#include "varnindex/write/places.h"
+#include "varnindex/write/folder_rows.h"
 
 namespace varnindex {
 
 class SecondLook {
   public:
     // Both outlive it.
-    SecondLook(const Folders &folders, Places &places, StopQuestion isStopped)
-        : folders_(folders), places_(places), library_(folders, isStopped), isStopped_(isStopped) {}
+    SecondLook(const Folders &folders, FolderRows &folderRows, StopQuestion isStopped)
+        : folders_(folders),
+          folderRows_(folderRows),
+          library_(folders, isStopped),
+          isStopped_(isStopped) {}
 
     // True when the library has to have the row of that path: its file is there, and is not
     // nobody's by now, nor a list another owner's, which has a new row then. Its folders stay.
@@ -23,7 +26,7 @@ class SecondLook {
 
   private:
     const Folders &folders_;
-    Places &places_;
+    FolderRows &folderRows_;
     LinkedFolders library_;
     StopQuestion isStopped_;
 };

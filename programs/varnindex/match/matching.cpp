@@ -101,12 +101,10 @@ void Matching::Hold(ReadWork read) {
     if (work.sheets && work.sheets->HasUnusable()) {
         unusable_.emplace(no, work.sheets);
     }
-    std::string row = std::to_string(no) + '\t' + std::to_string(work.known.id) + '\t' +
-                      std::to_string(work.userid) + '\t' + std::to_string(work.size) + '\t' +
-                      std::to_string(read.result.song->fingerprint) + '\t';
-    AppendEscaped(row, work.path);
-    row += '\t';
-    AppendEscaped(row, Pack(read));
+    const std::string row = std::to_string(no) + '\t' + std::to_string(work.known.id) + '\t' +
+                            std::to_string(work.userid) + '\t' + std::to_string(work.size) + '\t' +
+                            std::to_string(read.result.song->fingerprint) + '\t' +
+                            Escaped(work.path) + '\t' + Escaped(Pack(read));
     heldTable_.Add(row);
 }
 
@@ -160,19 +158,17 @@ void Matching::Settle(const std::function<void(Change)> &take) {
     database_.Execute(kForgetFound);
 }
 
-std::vector<std::size_t> Matching::TakeEmptied(std::size_t folders) {
-    std::vector<std::size_t> left(folders);
-    if (folders == 0 || !lostTable_.Flush()) {
-        return left;
+void Matching::TakeEmptied(std::vector<KeptRows> &left) {
+    if (left.empty() || !lostTable_.Flush()) {
+        return;
     }
     const Rows rows = database_.Query(
         "WITH taken AS (DELETE FROM lost WHERE folder IS NOT NULL RETURNING folder)"
         " SELECT folder, count(*) FROM taken GROUP BY folder");
     for (int row = 0; row < rows.Count(); ++row) {
-        left.at(static_cast<std::size_t>(rows.Number(row, "folder"))) =
+        left.at(static_cast<std::size_t>(rows.Number(row, "folder"))).songs =
             static_cast<std::size_t>(rows.Number(row, "count"));
     }
-    return left;
 }
 
 void Matching::Keep(const Question &stays) {

@@ -64,8 +64,8 @@ class Matching {
     // Pairs rows and files, and calls `take` with each file that has waited.
     void Settle(const std::function<void(Change)> &take);
 
-    // How many rows of each emptied folder were not found elsewhere; these are forgotten then.
-    std::vector<std::size_t> TakeEmptied(std::size_t folders);
+    // Tells how many songs of each emptied folder were not found elsewhere, and forgets these.
+    void TakeEmptied(std::vector<KeptRows> &left);
 
     // Asks for each row that has still lost its file whether it stays. `isFree` is false when
     // another song has its path.

@@ -13,16 +13,18 @@
 #include <utility>
 #include <vector>
 
+#include "varnindex/observe/file_facts.h"
 #include "varnindex/observe/home_links.h"
 #include "varnindex/observe/links.h"
-#include "varnindex/observe/seen_file.h"
+
 #include "varnindex/read/sheets.h"
 #include "varnindex/stop.h"
 
 namespace varnindex {
 
-// One find of the walk.
-struct Found {
+// One find of the walk: of a file its facts but for the owner, of anything else the path; with "/" at
+// its end it stands for everything below that folder.
+struct Found : FileFacts {
     enum class Kind {
         kFile,     // a regular file of a wanted name
         kBlocked,  // what is at `path` could not be looked at
@@ -32,14 +34,7 @@ struct Found {
     };
 
     Kind kind = Kind::kFile;
-    std::string path;                           // with "/" at its end: everything below that folder
-    std::int64_t size = 0;                      // bytes
-    std::int64_t modified = 0;                  // microseconds since 1970, UTC
-    std::string reason;                         // for a person, of all kinds but kFile
-    std::shared_ptr<FolderSheets> sheets = {};  // beside a file; null where there are none
-    bool hasAttributes = false;                 // an extended-attribute folder is beside a file
-    bool isPassedOver = false;                  // of kEmpty: more may be in it than music
-    SeenFile seen = {};                         // of a file
+    std::string reason = {};  // for a person, of all kinds but kFile
 };
 
 // True for a file name, without its folder, that the caller wants to see.
@@ -79,11 +74,11 @@ class Walk {
   private:
     struct Entry {
         std::string key;  // the name, of a folder with "/" behind it: the order of the walk
-        std::optional<Found::Kind> kind;  // none: a folder to go down into
+        std::optional<Found::Kind> kind = {};  // none: a folder to go down into
+        std::string reason = {};
+        bool isLink = false;
         std::int64_t size = 0;
         std::int64_t modified = 0;
-        std::string reason;
-        bool isLink = false;
         SeenFile seen = {};
     };
     struct Level {

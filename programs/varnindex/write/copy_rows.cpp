@@ -113,6 +113,12 @@ void AppendEscaped(std::string &out, std::string_view value) {
     }
 }
 
+std::string Escaped(std::string_view value) {
+    std::string escaped;
+    AppendEscaped(escaped, value);
+    return escaped;
+}
+
 void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind) {
     const std::string genres = JoinGenres(song.genres);
     Line line(rows);

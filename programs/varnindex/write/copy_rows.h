@@ -56,7 +56,8 @@ std::string Timestamp(std::int64_t microseconds);
 // Ids in decimal, with commas between them.
 std::string IdList(const std::vector<int> &ids);
 
-// Escapes one value of a COPY in text format.
+// One value of a COPY in text format.
 void AppendEscaped(std::string &out, std::string_view value);
+std::string Escaped(std::string_view value);
 
 }  // namespace varnindex
