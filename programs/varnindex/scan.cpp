@@ -27,19 +27,23 @@ namespace {
 // Above this many files to read the folders are walked a second time in place of remembering them.
 constexpr std::size_t kMostRemembered = 4096;
 
+// The part of the library that a scan looks at.
+struct Part {
+    std::vector<std::string> roots;
+    Scope scope;
+    Scope own;                         // what this root answers for at all
+    LinkedFolders *library = nullptr;  // where the roots are parts of it
+};
+
 // One scan. The folders are compared with the rows first: that tells which rows have lost their file
 // before the first new file is read.
 class Scan {
   public:
-    // `library` where the roots are parts of it.
-    Scan(Database &database, const Folders &folders, std::vector<std::string> roots, Scope scope,
-         const ScanOptions &options, Reporter &reporter, LinkedFolders *library = nullptr)
+    Scan(Database &database, const Folders &folders, Part part, const ScanOptions &options,
+         Reporter &reporter)
         : database_(database),
           folders_(folders),
-          roots_(std::move(roots)),
-          library_(library),
-          scope_(std::move(scope)),
-          own_(OwnScope(folders)),
+          part_(std::move(part)),
           options_(options),
           reporter_(reporter),
           folderRows_(database, folders),
@@ -74,10 +78,7 @@ class Scan {
 
     Database &database_;
     const Folders &folders_;
-    std::vector<std::string> roots_;
-    LinkedFolders *library_;
-    Scope scope_;
-    Scope own_;  // what this root answers for at all
+    Part part_;
     ScanOptions options_;
     Reporter &reporter_;
     FolderRows folderRows_;
@@ -95,8 +96,8 @@ class Scan {
 
 Counts Scan::Run() {
     SettleOutside();  // what a killed scan has left
-    folderRows_.Load(scope_);
-    unreadable_.Load(scope_);
+    folderRows_.Load(part_.scope);
+    unreadable_.Load(part_.scope);
     Compare();
     if (toRead_ > 0) {
         ReadFiles();
@@ -112,8 +113,8 @@ Counts Scan::Run() {
     StopIfAsked(options_.isStopped);
     if (!options_.dryRun) {
         lists_.Store();
-        folderRows_.Store(scope_, options_.purge);
-        unreadable_.Store(scope_);
+        folderRows_.Store(options_.purge);
+        unreadable_.Store(part_.scope);
     }
     // The planner picks its indexes by statistics, which the server would renew minutes later only.
     const std::size_t changes = counts_.added + counts_.changed + counts_.moved + counts_.removed;
@@ -130,13 +131,14 @@ Counts Scan::Run() {
 // That takes another account, which no thread that reads songs may have.
 void Scan::SettleOutside() {
     if (!options_.dryRun) {
-        reporter_.WarnOfAll(SettleOutbox(database_, own_, folders_.Roots()));
+        reporter_.WarnOfAll(SettleOutbox(database_, part_.own, folders_.Roots()));
     }
 }
 
 void Scan::Compare() {
     reporter_.StartPhase("Looking", 0);
-    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge, options_.isStopped);
+    Merge merge(database_, part_.scope, folders_, part_.roots, part_.library, options_.purge,
+                options_.isStopped);
     while (auto event = merge.Next()) {
         StopIfAsked(options_.isStopped);
         switch (event->kind) {
@@ -248,7 +250,8 @@ void Scan::ReadFiles() {
 
 // A row whose file was gone, and is there again, is left to the second look at the end.
 void Scan::ReadByWalking(Readers &readers) {
-    Merge merge(database_, scope_, folders_, roots_, library_, options_.purge, options_.isStopped);
+    Merge merge(database_, part_.scope, folders_, part_.roots, part_.library, options_.purge,
+                options_.isStopped);
     while (auto event = merge.Next()) {
         StopIfAsked(options_.isStopped);
         if (event->kind == Event::Kind::kSong && !matching_.HasLost(event->work.known.id) &&
@@ -399,6 +402,11 @@ void Scan::RemoveLeft() {
     store_.Flush();
 }
 
+// A library on a server elsewhere may have rows of other roots.
+bool IsOnlyRoot() {
+    return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate;
+}
+
 }  // namespace
 
 Counts IndexLibrary(Database &database, const Folders &configured, const ScanOptions &options,
@@ -407,12 +415,15 @@ Counts IndexLibrary(Database &database, const Folders &configured, const ScanOpt
     if (folders.HasHomes()) {
         folders.AddUnlisted(OwnersOfRows(database));
     }
-    if (varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate) {
-        return Scan(database, folders, folders.Roots(), Scope::WholeLibrary(), options, reporter)
+    if (IsOnlyRoot()) {
+        return Scan(database, folders,
+                    {folders.Roots(), Scope::WholeLibrary(), Scope::WholeLibrary()}, options,
+                    reporter)
             .Run();
     }
     const OwnFolders own(folders);
-    Scan scan(database, folders, folders.Roots(), own.Answered(), options, reporter);
+    Scan scan(database, folders, {folders.Roots(), own.Answered(), own.Answered()}, options,
+              reporter);
     if (options.dryRun) {
         return scan.Run();
     }
@@ -424,8 +435,13 @@ Counts IndexLibrary(Database &database, const Folders &configured, const ScanOpt
 
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter) {
-    if (!options.dryRun && varn::host::ChosenDatabase() == varn::host::DatabaseKind::kExternal) {
-        OwnFolders(folders).Remember(reporter);
+    Scope own = Scope::WholeLibrary();
+    if (!IsOnlyRoot()) {
+        const OwnFolders ownFolders(folders);
+        own = ownFolders.Answered();
+        if (!options.dryRun) {
+            ownFolders.Remember(reporter);
+        }
     }
     LinkedFolders library(folders, options.isStopped);
     std::vector<std::string> all = paths;
@@ -434,8 +450,11 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
             all.push_back(std::move(*elsewhere));
         }
     }
-    const std::vector<std::string> roots = FoldersToWalk(folders, all);
-    return Scan(database, folders, roots, Scope(roots), options, reporter, &library).Run();
+    std::vector<std::string> roots = FoldersToWalk(folders, all);
+    const Scope scope(roots);
+    return Scan(database, folders, {std::move(roots), scope, std::move(own), &library}, options,
+                reporter)
+        .Run();
 }
 
 }  // namespace varnindex

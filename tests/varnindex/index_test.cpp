@@ -44,16 +44,6 @@ TEST_F(IndexTest, ASongIsStoredWholly) {
     EXPECT_EQ(Value("SELECT count(*) FROM replaygain_track"), "0");
 }
 
-TEST_F(IndexTest, AbsentTagsAreEmptyRows) {
-    Put("plain.mp3", "plain.mp3");
-    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(SideRows(), "4");
-    EXPECT_EQ(Query("SELECT genre, artist, has_album_artist, composer, album FROM genre_track"
-                    " JOIN artist_track USING (track) JOIN composer_track USING (track)"
-                    " JOIN album_track USING (track)"),
-              (Rows{{"", "", "f", "", "music"}}));
-}
-
 TEST_F(IndexTest, TheSecondRunChangesNothing) {
     for (const char *name : {"tone.mp3", "tone.ogg", "tone.m4a", "tone.wav", "plain.mp3"}) {
         Put(std::string("a/") + name, name);
@@ -159,23 +149,6 @@ TEST_F(IndexTest, DamagedFilesAreNamedAndTheRestIsIndexed) {
     std::ofstream(Music() / "good.mp3") << "half";
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 0, failed 28");
     EXPECT_EQ(Value("SELECT title FROM track"), "The Tóne");
-}
-
-TEST_F(IndexTest, ALostConfigurationEmptiesNothing) {
-    Put("a/1.mp3");
-    Index();
-    const Rows before = Everything();
-    Register({});
-    const Ended homesOnly = Index();
-    Expect(homesOnly, 1, "added 0, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_NE(homesOnly.err.find("no shared folder is indexed"), homesOnly.err.npos);
-    EXPECT_EQ(Value("SELECT count(*) FROM directory"), "2");
-    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
-    const Ended nothing = Index();
-    EXPECT_EQ(nothing.status, 1);
-    EXPECT_EQ(nothing.out, "");
-    EXPECT_NE(nothing.err.find("no folder is indexed"), nothing.err.npos);
-    EXPECT_EQ(Everything(), before);
 }
 
 TEST_F(IndexTest, ARefusedBatchLeavesNothingHalfWritten) {

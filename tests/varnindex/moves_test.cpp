@@ -96,34 +96,6 @@ TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
               (Rows{{"First", "0", "2"}, {"Second song", "1031", "3"}, {"Second song", "0", "5"}}));
 }
 
-// So many files are new that they are not remembered between the two looks at the folders.
-TEST_F(MovesTest, SwappedSongsKeepTheirRowsAmongManyNewFiles) {
-    for (const int i : {1, 2}) {
-        const fs::path path =
-            PutTagged(std::to_string(i) + ".mp3", std::string(static_cast<std::size_t>(i), 'x'));
-        std::ofstream(path, std::ios::app | std::ios::binary)
-            << ReadFile(path).substr(3000, static_cast<std::size_t>(i) * 500);
-    }
-    Index();
-    Rate("title = 'x'", 1);
-    Rate("title = 'xx'", 2);
-    const Rows ids = Query("SELECT title, id FROM track ORDER BY id");
-    fs::rename(Music() / "1.mp3", Music() / "0");
-    fs::rename(Music() / "2.mp3", Music() / "1.mp3");
-    fs::rename(Music() / "0", Music() / "2.mp3");
-    const fs::path one = Put("many/0.ogg", "tone.ogg");
-    constexpr int kMany = 4100;
-    for (int i = 1; i < kMany; ++i) {
-        fs::create_hard_link(one, one.parent_path() / (std::to_string(i) + ".ogg"));
-    }
-    Index();
-    EXPECT_EQ(Query("SELECT title, id FROM track WHERE title LIKE 'x%' ORDER BY id"), ids);
-    EXPECT_EQ(Value("SELECT string_agg(star::text, ' ' ORDER BY path) FROM rating_track JOIN track"
-                    " ON track.id = rating_track.track"),
-              "2 1");
-    EXPECT_EQ(Value("SELECT COUNT(*) FROM track"), std::to_string(kMany + 2));
-}
-
 // More than wait in memory for what becomes of their rows.
 TEST_F(MovesTest, ThousandsOfSongsRenamedOverEachOtherKeepTheirRows) {
     constexpr int kMany = 4200;

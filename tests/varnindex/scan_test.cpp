@@ -101,42 +101,6 @@ TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
     EXPECT_EQ(Value("SELECT count(*) FROM track WHERE userid = 0"), "2");
 }
 
-// A shared folder around all homes, personal libraries that come and go, and an account that goes.
-TEST_F(ScanTest, NoRowStaysWithAnOwnerOfBefore) {
-    fs::copy_file(Samples() / "plain.mp3", Home("alice") / "music/a.mp3");
-    std::ofstream(Home("alice") / "music/mine.m3u") << "a.mp3\n";
-    Register({root() / "volume1"});
-    const auto rows = [] {
-        return Query(
-            "SELECT userid, title FROM track UNION ALL SELECT 0, title FROM playlist UNION ALL"
-            " SELECT userid, title FROM personal_playlist UNION ALL SELECT userid, title"
-            " FROM personal_directory ORDER BY title");
-    };
-    const Rows everybodys = {{"0", "a"}, {"0", "mine"}};
-    const Rows hers = {{"1030", "a"}, {"1030", "mine"}, {"1030", "music"}};
-    for (const bool isPersonal : {false, true, false}) {
-        EnableHomes(isPersonal);
-        EXPECT_EQ(Index().status, 0);
-        EXPECT_EQ(rows(), isPersonal ? hers : everybodys);
-    }
-    // Nobody's is not everybody's; what was somebody's waits for the account, unless it is purged.
-    const std::string accounts = ReadFile(At(varn::path::kPasswd));
-    const std::size_t entry = accounts.find("alice:");
-    std::string without = accounts;
-    without.erase(entry, accounts.find('\n', entry) + 1 - entry);
-    EnableHomes(true);
-    WriteFile(varn::path::kPasswd, without);
-    EXPECT_EQ(Index().status, 0);
-    EXPECT_EQ(rows(), Rows());
-    WriteFile(varn::path::kPasswd, accounts);
-    EXPECT_EQ(Index().status, 0);
-    WriteFile(varn::path::kPasswd, without);
-    EXPECT_EQ(Index().status, 0);
-    EXPECT_EQ(rows(), hers);
-    EXPECT_EQ(Index({"--purge"}).status, 0);
-    EXPECT_EQ(rows(), Rows());
-}
-
 // Whatever the moment, what a killed scan leaves is a whole library, and the next scan makes of it
 // what it would have been without the accident.
 TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
@@ -255,38 +219,6 @@ TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
     fs::remove(Music() / "a/2.mp3");
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 51, failed 0");
     EXPECT_EQ(Everything(), before);
-}
-
-// Gone at the first look at the folders, and there at the second: a folder, and what was in one.
-TEST_F(ScanTest, WhatIsBackAtOnceKeepsItsRow) {
-    PutTagged("0/1.mp3", "Back");
-    PutTagged("1/2.mp3", "Back");
-    Write("1/list.m3u", "2.mp3\n");
-    const fs::path other = Put("many/0.mp3");
-    Index();
-    const std::string rows =
-        "SELECT id, path FROM directory UNION ALL SELECT id, path FROM playlist ORDER BY path";
-    const Rows before = Query(rows);
-    constexpr int kMany = 4200;  // more than are remembered between the two
-    for (int i = 1; i < kMany; ++i) {
-        fs::create_hard_link(other, other.parent_path() / (std::to_string(i) + ".mp3"));
-    }
-    fs::rename(Music() / "0", scratch() / "away");
-    fs::rename(Music() / "1", scratch() / "full");
-    fs::create_directory(Music() / "1");
-    static int questions;
-    questions = 0;
-    varnindex::ScanOptions options;
-    options.isStopped = [] {
-        if (++questions == kMany / 2) {
-            fs::rename(scratch() / "away", Music() / "0");
-            fs::rename(scratch() / "full", Music() / "1");
-        }
-        return false;
-    };
-    EXPECT_TRUE(ScanInProcess(options));
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), std::to_string(kMany + 2));
-    EXPECT_EQ(Query(rows), before);
 }
 
 // Readers see whole batches and wait for none.

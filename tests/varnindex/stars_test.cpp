@@ -89,25 +89,6 @@ TEST_F(StarsTest, ALibraryRebuiltFromNothingHasThem) {
     EXPECT_EQ(Ratings(), all);
 }
 
-// One by one: what is beside the songs stays where it was.
-TEST_F(StarsTest, ADeletedSongTakesItsRecordAlongAndOneOfAnUnregisteredFolderDoesNot) {
-    PutTagged("gone/1.mp3", "First");
-    PutTagged("kept/2.mp3", "Second");
-    PutTagged("kept/3.mp3", "Third");
-    for (const char *name : {"gone/1.mp3", "kept/2.mp3", "kept/3.mp3"}) {
-        Rate(name, "1030", "5");
-    }
-    Index();
-    fs::remove(Music() / "kept/3.mp3");
-    Index();
-    Register({Music() / "kept"});
-    Index();
-    Register({Music()});
-    PutTagged("kept/3.mp3", "Of the same name");
-    Index();
-    EXPECT_EQ(Ratings(), (Rows{{"First", "1030", "5"}, {"Second", "1030", "5"}}));
-}
-
 // The old place of a folder leads to records that are not the moved songs' to remove.
 TEST_F(StarsTest, ALinkInPlaceOfAMovedFolderLosesNoRecord) {
     PutTagged("zeta/1.mp3", "Moved");
@@ -125,44 +106,6 @@ TEST_F(StarsTest, ALinkInPlaceOfAMovedFolderLosesNoRecord) {
     fs::create_directory_symlink(others, Music() / "alpha");
     Index();
     EXPECT_TRUE(fs::exists(others / "@eaDir/1.mp3/VARNAUDIO_SONG_RATING"));
-}
-
-// Stars that came with the copy are none that somebody gave it.
-TEST_F(StarsTest, ACopyWithItsRecordOutlivesTheOriginal) {
-    Put("a/1.mp3");
-    Put("a/2.mp3", "plain.mp3");
-    Put("a/album.flac", "tone.flac");
-    std::ofstream(Music() / "a/album.cue")
-        << "FILE \"album.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:00\n"
-           "  TRACK 02 AUDIO\n    INDEX 01 00:00:50\n";
-    for (const char *name : {"a/1.mp3", "a/2.mp3", "a/album.flac_2"}) {
-        Rate(name, "1030", "4");
-    }
-    Index();
-    fs::copy(Music() / "a", Music() / "b", fs::copy_options::recursive);
-    PutTagged("keeps/3.mp3", "Another");
-    Index();
-    Query(
-        "INSERT INTO rating_track (userid, track, star) SELECT 1031, id, 2 FROM track"
-        " WHERE path LIKE '%/a/1.mp3'");
-    Query(
-        "UPDATE rating_track SET star = 1 FROM track WHERE id = rating_track.track AND path LIKE "
-        "'%/b/2.mp3'");
-    const auto rows = [](const std::string &folder) {
-        return Query(
-            "SELECT id, userid, star FROM (SELECT id, id AS track, path FROM track) t"
-            " LEFT JOIN rating_track USING (track) WHERE path LIKE '%/" +
-            folder + "' ORDER BY id, userid");
-    };
-    const Rows first = rows("a/1.mp3");
-    const Rows album = rows("a/album.flac");
-    const Rows second = rows("b/2.mp3");
-    fs::remove_all(Music() / "a");
-    Expect(Index(), 0, "added 0, changed 0, moved 2, removed 1, unchanged 4, failed 0");
-    EXPECT_EQ(rows("b/1.mp3"), first);
-    EXPECT_EQ(rows("b/album.flac"), album);
-    EXPECT_EQ(rows("b/2.mp3"), second);
-    EXPECT_EQ(varnindex::ReadStars((Music() / "b/1.mp3").string()).size(), 2U);
 }
 
 // What a scan that was killed behind a commit has left to do, the next one does; what was rolled back

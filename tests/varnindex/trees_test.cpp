@@ -22,8 +22,9 @@ using tonvale_test::Samples;
 //   sheet PATH               a cue sheet of two tracks beside the file
 //   write PATH TEXT          a file of this text
 //   mv FROM TO, cp FROM TO, rm PATH, dir PATH, ln TARGET PATH
-//   star PATH[#TRACK] STARS
-//   homes on|off, register PATH...
+//   star PATH[#TRACK] STARS [USER]
+//   homes on|off, account gone|back    alice's
+//   register PATH..., configuration lost
 //   index [OPTION|PATH...] => COUNTS   those that are not 0; "!" first for the exit status 1
 //   says TEXT                          in the warnings of the last run
 //   rows => PATH[#TRACK][<ORIGIN][*STARS]...   ORIGIN is where the row was first
@@ -171,6 +172,42 @@ constexpr Case kCases[] = {
      "index => unchanged 2, failed 1; playlists: removed 1\n says bob/music/: skipped, a link\n"
      "rows => shared.mp3 ~alice/a.mp3\n"
      "homes off\n index => removed 1, unchanged 1\n rows => shared.mp3\n"},
+    // What is everybody's and what is a user's is told apart, and nobody's is neither.
+    {"NoRowStaysWithAnOwnerOfBefore",
+     "put ~alice/a.mp3 A\n write ~alice/mine.m3u 1\n register ~alice/../../..\n homes off\n"
+     "index => added 1; playlists: added 1\n owners => 0 0 0\n homes on\n"
+     "index => changed 1; playlists: added 1, removed 1\n owners => 1030 1030 1030\n homes off\n"
+     "index => changed 1; playlists: added 1, removed 1\n owners => 0 0 0\n homes on\n"
+     "account gone\n index => removed 1; playlists: removed 1\n owners =>\n account back\n"
+     "index => added 1; playlists: added 1\n account gone\n index =>\n"
+     "owners => 1030 1030 1030\n index --purge => removed 1; playlists: removed 1\n owners =>\n"},
+    {"ALostConfigurationEmptiesNothing",
+     "homes on\n put a/1.mp3 A\n put ~alice/2.mp3 B\n index => added 2\n register\n"
+     "index => !unchanged 1\n says no shared folder is indexed\n register .\n"
+     "configuration lost\n index => !unchanged 1\n rows => a/1.mp3 ~alice/2.mp3\n"
+     "homes off\n index => removed 1, unchanged 1\n rows => a/1.mp3\n"},
+    {"ADeletedSongTakesItsRecordAlongAndOneOfAnUnregisteredFolderDoesNot",
+     "put gone/1.mp3 A\n put kept/2.mp3 B\n put kept/3.mp3 C\n index => added 3\n"
+     "star gone/1.mp3 5\n star kept/2.mp3 4\n star kept/3.mp3 3\n rm kept/3.mp3\n"
+     "index => removed 1, unchanged 2\n register kept\n index => removed 1, unchanged 1\n"
+     "register .\n put kept/3.mp3 D\n index => added 2, unchanged 1\n"
+     "rows => gone/1.mp3*5 kept/2.mp3*4 kept/3.mp3\n"},
+    // Stars that came with the copy are none that somebody gave it.
+    {"ACopyWithItsRecordOutlivesTheOriginal",
+     "put a/1.mp3 A\n put a/2.mp3 B\n put a/album.mp3 C\n sheet a/album.mp3\n"
+     "index => added 3; cue sheets: added 1\n star a/1.mp3 4\n star a/2.mp3 4\n"
+     "star a/album.mp3#2 4\n cp a b\n put keeps/3.mp3 K\n"
+     "index => added 4, unchanged 3; cue sheets: added 1, unchanged 1\n star a/1.mp3 2 1031\n"
+     "star b/2.mp3 1 1031\n rm a\n"
+     "index => moved 2, removed 1, unchanged 4; cue sheets: removed 1, unchanged 1\n"
+     "rows => b/1.mp3<a/1.mp3*4*2 b/2.mp3*4*1 b/album.mp3<a/album.mp3"
+     " b/album.mp3#1<a/album.mp3#1 b/album.mp3#2<a/album.mp3#2*4 keeps/3.mp3\n rebuild\n"},
+    {"DamagedFilesAreForgottenWhereTheyWere",
+     "put a/1.mp3 A\n put b/2.mp3 B\n write a/bad.mp3 x\n write b/bad.mp3 y\n"
+     "index => added 2, failed 2\n index => unchanged 2, failed 2\n says 2 files could not be "
+     "read\n"
+     "rm a/bad.mp3\n rm b/bad.mp3\n index a => unchanged 1\n write a/bad.mp3 z\n"
+     "index => unchanged 2, failed 1\n says bad.mp3: its contents are no audio\n"},
 };
 
 class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterface<Case> {
@@ -327,6 +364,8 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
             EXPECT_EQ(Described(Songs(), songs_), expected);
         } else if (command == "lists") {
             EXPECT_EQ(Described(Lists(), lists_), expected);
+        } else if (command == "owners") {
+            EXPECT_EQ(Owners(), expected);
         } else if (command == "rebuild") {
             Rebuild();
         } else if (command == "says") {
@@ -339,11 +378,16 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
             Register(folders);
         } else {
             std::string second;
-            words >> first >> second;
+            std::string user = "1030";
+            words >> first >> second >> user;
             if (command == "homes") {
                 EnableHomes(first == "on");
+            } else if (command == "account") {
+                SetAccount(first == "back");
+            } else if (command == "configuration") {
+                fs::remove(SystemTest::At(varn::path::kPackageConf));
             } else if (command == "star") {
-                Star(first, second);
+                Star(first, second, user);
             } else {
                 Change(command, first, second);
             }
@@ -351,10 +395,10 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
     }
 
     // In the library and in the record, as the web API does it.
-    void Star(const std::string &name, const std::string &stars) {
+    void Star(const std::string &name, const std::string &stars, const std::string &user) {
         for (const auto &[id, row] : Songs()) {
             if (row == name) {
-                Query("INSERT INTO rating_track (userid, track, star) VALUES (1030, " +
+                Query("INSERT INTO rating_track (userid, track, star) VALUES (" + user + ", " +
                       std::to_string(id) + ", " + stars + ")");
             }
         }
@@ -362,12 +406,36 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
         if (const std::size_t hash = record.find('#'); hash != record.npos) {
             record[hash] = '_';
         }
-        EXPECT_TRUE(varnindex::StoreStars(record, {{1030, std::stoi(stars)}}));
+        std::vector<varnindex::Star> all = varnindex::ReadStars(record);
+        all.push_back({std::stoi(user), std::stoi(stars)});
+        EXPECT_TRUE(varnindex::StoreStars(record, all));
+    }
+
+    // Of alice, whose account is there or not.
+    void SetAccount(bool isThere) {
+        if (accounts_.empty()) {
+            accounts_ = ReadFile(SystemTest::At(varn::path::kPasswd));
+        }
+        std::string text = accounts_;
+        const std::size_t entry = text.find("alice:");
+        ASSERT_NE(entry, text.npos);
+        WriteFile(varn::path::kPasswd,
+                  isThere ? text : text.erase(entry, text.find('\n', entry) + 1 - entry));
+    }
+
+    // Of all songs, lists and users' folders.
+    static std::string Owners() {
+        return Value(
+            "SELECT coalesce(string_agg(userid::text, ' '), '') FROM (SELECT userid FROM track"
+            " UNION ALL SELECT 0 FROM playlist UNION ALL SELECT userid FROM personal_playlist"
+            " UNION ALL SELECT userid FROM personal_directory UNION ALL SELECT 0 FROM directory"
+            " WHERE title = 'music') r");
     }
 
     Ended last_;
     std::map<int, std::string> songs_;  // where each was first
     std::map<int, std::string> lists_;
+    std::string accounts_;
 };
 
 TEST_P(TreesTest, BecomeRows) {

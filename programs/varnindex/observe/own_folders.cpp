@@ -138,10 +138,4 @@ void OwnFolders::Write(const std::vector<std::string> &folders, Reporter &report
     }
 }
 
-Scope OwnScope(const Folders &folders) {
-    return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate
-               ? Scope::WholeLibrary()
-               : OwnFolders(folders).Answered();
-}
-
 }  // namespace varnindex

@@ -1,6 +1,5 @@
 #include "varnindex/write/folder_rows.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "varn/sql.h"
@@ -25,11 +24,12 @@ constexpr const char kInsert[] =
     "INSERT INTO personal_directory (userid, path, title) SELECT userid, path, title"
     " FROM new_folder WHERE userid <> 0 ORDER BY path";
 
+// Folders above the scope, in which nothing is left.
 constexpr const char kRemoveEmpty[] =
-    "DELETE FROM @VARN:NEVARdirectory WHERE path = '@VARN:VAR'@VARN:NEVAR AND NOT EXISTS"
-    " (SELECT FROM track WHERE path ^@ '@VARN:VAR' AND userid = @VARN:INT) AND NOT EXISTS"
-    " (SELECT FROM @VARN:NEVARdirectory WHERE path ^@ '@VARN:VAR'@VARN:NEVAR) AND NOT EXISTS"
-    " (SELECT FROM @VARN:NEVARplaylist WHERE path ^@ '@VARN:VAR'@VARN:NEVAR)";
+    "DELETE FROM @VARN:NEVARdirectory d WHERE id = ANY ('{@VARN:NEVAR}') AND NOT EXISTS"
+    " (SELECT FROM track t WHERE t.path ^@ (rtrim(d.path, '/') || '/') AND t.userid = @VARN:NEVAR)"
+    " AND NOT EXISTS (SELECT FROM @VARN:NEVARplaylist l WHERE l.path ^@ (rtrim(d.path, '/') || "
+    "'/'))";
 
 std::int64_t KeyOf(const std::string &path, unsigned userid) {
     return Hasher().Add(path).Add(static_cast<std::int64_t>(userid)).Value();
@@ -90,7 +90,7 @@ void FolderRows::NoteFolder(const std::string &path, unsigned userid) {
         }
         const std::int64_t key = KeyOf(folder, userid);
         if (const auto row = rows_.find(key); row != rows_.end()) {
-            row->second.isRemovable = false;
+            row->second.isNoted = true;
         } else if (added_.insert(key).second) {
             addedTable_.Add(std::to_string(userid) + '\t' + Escaped(folder) + '\t' +
                             Escaped(CleanName(NameOf(folder))));
@@ -111,16 +111,20 @@ bool FolderRows::IsKept(const std::string &path) const {
     return false;
 }
 
-// Returns how many.
-int FolderRows::RemoveOthers(bool purge) {
+std::vector<int> FolderRows::Unnoted(bool isInScope) const {
     std::vector<int> ids;
     for (const auto &[key, row] : rows_) {
-        if (row.isRemovable) {
+        if (!row.isNoted && row.isInScope == isInScope) {
             ids.push_back(row.id);
         }
     }
+    return ids;
+}
+
+// False when all of them stay.
+bool FolderRows::RemoveUnnoted(bool purge) {
     std::vector<int> removed;
-    const std::string condition = "id = ANY ('{" + IdList(ids) + "}')";
+    const std::string condition = "id = ANY ('{" + IdList(Unnoted(true)) + "}')";
     int count = kBlock;
     for (int last = 0; count == kBlock;) {
         const Rows rows =
@@ -135,44 +139,25 @@ int FolderRows::RemoveOthers(bool purge) {
         }
     }
     const std::string list = " WHERE id = ANY ('{" + IdList(removed) + "}')";
-    return removed.empty() ? 0
-                           : database_.Execute("DELETE FROM directory" + list) +
-                                 database_.Execute("DELETE FROM personal_directory" + list);
+    return !removed.empty() && database_.Execute("DELETE FROM directory" + list) +
+                                       database_.Execute("DELETE FROM personal_directory" + list) >
+                                   0;
 }
 
-// Folders above the given ones, in which nothing is left.
-void FolderRows::RemoveEmptyAbove(const std::vector<std::string> &scope) {
-    for (const std::string &given : scope) {
-        const OwnedFolder *configured = folders_.Of(given);
-        for (std::string folder = given; configured != nullptr && folder != configured->path;) {
-            folder = FolderOf(folder);
-            const bool isPersonal = configured->userid != 0;
-            const std::string owner =
-                isPersonal ? " AND userid = " + std::to_string(configured->userid) : "";
-            const std::string kind = isPersonal ? "personal_" : "";
-            const std::string below = folder == "/" ? folder : folder + "/";
-            if (database_.Execute(Made(varn::Sql(kRemoveEmpty, kind, folder, owner, below,
-                                                 static_cast<int>(configured->userid), kind, below,
-                                                 owner, kind, below, owner))) == 0) {
-                break;
-            }
-        }
-    }
-}
-
-void FolderRows::Store(const Scope &scope, bool purge) {
+void FolderRows::Store(bool purge) {
     const bool isAnyNew = addedTable_.Flush();
-    const bool isAnyLeft = std::any_of(rows_.begin(), rows_.end(),
-                                       [](const auto &row) { return row.second.isRemovable; });
-    if (!isAnyNew && !isAnyLeft) {
+    if (!isAnyNew && Unnoted(true).empty()) {
         return;
     }
     Transaction transaction(database_);
     if (isAnyNew) {
         database_.Execute(kInsert);
     }
-    if (RemoveOthers(purge) > 0 && scope.folders) {
-        RemoveEmptyAbove(*scope.folders);
+    if (RemoveUnnoted(purge)) {
+        const std::string above = IdList(Unnoted(false));
+        database_.Execute(Made(varn::Sql(kRemoveEmpty, "", above, "0", "")));
+        database_.Execute(
+            Made(varn::Sql(kRemoveEmpty, "personal_", above, "d.userid", "personal_")));
     }
     transaction.Commit();
 }

@@ -35,18 +35,19 @@ class FolderRows {
 
     // Adds rows of what was noted and removes others of the scope; with `purge` even those of owners
     // whose folders cannot be seen. After the rows of songs and lists.
-    void Store(const Scope &scope, bool purge);
+    void Store(bool purge);
 
   private:
     struct Row {
         int id;
-        bool isRemovable;  // it is in the scope, and was not noted
+        bool isInScope;
+        bool isNoted = false;
     };
 
     void NoteFolder(const std::string &path, unsigned userid);
     bool IsKept(const std::string &path) const;
-    int RemoveOthers(bool purge);
-    void RemoveEmptyAbove(const std::vector<std::string> &scope);
+    std::vector<int> Unnoted(bool isInScope) const;
+    bool RemoveUnnoted(bool purge);
 
     Database &database_;
     const Folders &folders_;
