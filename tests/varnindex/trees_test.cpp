@@ -24,8 +24,8 @@ using tonvale_test::Samples;
 //   mv FROM TO, cp FROM TO, rm PATH, dir PATH, ln TARGET PATH
 //   star PATH[#TRACK] STARS [USER]
 //   homes on|off, account gone|back    alice's
-//   register PATH..., configuration lost
-//   index [OPTION|PATH...] => COUNTS   those that are not 0; "!" first for the exit status 1
+//   register PATH..., pass-over NAMES, configuration lost
+//   index [OPTION|PATH...] => COUNTS   those that are not 0; "!" first: exit status 1, "?": another
 //   says TEXT                          in the warnings of the last run
 //   rows => PATH[#TRACK][<ORIGIN][*STARS]...   ORIGIN is where the row was first
 //   lists => PATH[<ORIGIN]...
@@ -208,6 +208,20 @@ constexpr Case kCases[] = {
      "read\n"
      "rm a/bad.mp3\n rm b/bad.mp3\n index a => unchanged 1\n write a/bad.mp3 z\n"
      "index => unchanged 2, failed 1\n says bad.mp3: its contents are no audio\n"},
+    {"GivenPathsAreThoseOfTheIndexedFolders",
+     "put a/1.mp3 A\n ln . ../link\n index ../link/a => added 1\n index => unchanged 1\n"
+     "index .. => !\n says is in no indexed folder\n index ./\xFF => !\n says is not UTF-8\n"
+     "index --no-such-option => ?\n put a/2.mp3 B\n index a/2.mp3 => added 1, unchanged 1\n"
+     "rm a/2.mp3\n index a/3.mp3 a/2.mp3 => !removed 1, unchanged 1\n says a/3.mp3 does not exist\n"
+     "index a/3.mp3 => !\n"},
+    {"GivenPathsMeanWhatAScanOfEverythingMakesOfThem",
+     "put ../disk/1.mp3 A\n put real/2.mp3 B\n put $Recycle.Bin/3.mp3 C\n put real/.4.mp3 D\n"
+     "ln ../disk link1\n ln ../disk link2\n ln real same\n index => added 2\n"
+     "index link2 => unchanged 1\n index link2/1.mp3 => unchanged 1\n index same => unchanged 1\n"
+     "index same/2.mp3 => unchanged 1\n rows => link1/1.mp3 real/2.mp3\n"
+     "index $Recycle.Bin/3.mp3 => !\n says is passed over\n index real/.4.mp3 => !\n"
+     "says is passed over\n pass-over Notes/REAL\n index => added 1, moved 1, unchanged 1\n"
+     "rows => $Recycle.Bin/3.mp3 link1/1.mp3 same/2.mp3<real/2.mp3\n"},
 };
 
 class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterface<Case> {
@@ -293,7 +307,7 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
                 counts += (colon == part.npos ? "" : part.substr(0, colon) + ": ") + some;
             }
         }
-        return (run.status == 1 ? "!" : "") + counts;
+        return (run.status == 0 ? "" : run.status == 1 ? "!" : "?") + counts;
     }
 
     void Index(std::istringstream &words, const std::string &expected) {
@@ -384,6 +398,8 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
                 EnableHomes(first == "on");
             } else if (command == "account") {
                 SetAccount(first == "back");
+            } else if (command == "pass-over") {
+                ASSERT_EQ(VARNAudioConfSet("passed_over_names", first.c_str()), 0);
             } else if (command == "configuration") {
                 fs::remove(SystemTest::At(varn::path::kPackageConf));
             } else if (command == "star") {

@@ -162,7 +162,7 @@ bool Walk::IsWholeRoot(const std::string &path) const {
     return levels_.empty() && (library_ == nullptr || (root != nullptr && *root == folder));
 }
 
-// Whether a folder behind a link is in the library there.
+// Whether the library has a folder at the link that leads to it.
 Walk::Behind Walk::LookBehindLink(const std::string &path, Reached reached, const struct stat &info,
                                   bool isForeign) {
     const std::string folder = NameOfFolder(path);
@@ -283,8 +283,8 @@ bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
     });
 }
 
-// What an entry is, and in a home who has to own it; false with errno set. What was no link is not
-// looked at behind one, and where a link leads is found out once: both may change at any time.
+// What an entry is, and in a home who has to own it; false with errno set. A link that took the place
+// of a file is not followed, and where a link leads is found out once: both may change at any time.
 bool Walk::LookAt(int folder, const char *name, bool isLink, const Level &level, struct stat &info,
                   unsigned &requiredOwner) const {
     requiredOwner = level.requiredOwner;

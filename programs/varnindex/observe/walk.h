@@ -30,7 +30,7 @@ struct Found : FileFacts {
         kBlocked,  // what is at `path` could not be looked at
         kAbsent,   // a link leads nowhere
         kEmpty,    // a folder has nothing in it; a disk may be missing there
-        kRefused,  // a name that the library cannot hold, or somebody else's behind a link
+        kRefused,  // a name that the library cannot hold, or another owner's through a link
     };
 
     Kind kind = Kind::kFile;
@@ -60,7 +60,7 @@ class Walk {
     // Takes these folders for empty, with all that is in them, where they can be read. Before Next.
     void TakeForEmpty(std::set<std::string> folders) { withoutMusic_ = std::move(folders); }
 
-    // Refuses what others own behind links that lead out of a home. Before Next; it outlives the
+    // Refuses what others own where a link leads out of a home. Before Next; it outlives the
     // walk.
     void Heed(HomeLinks &homes) { homes_ = &homes; }
 
@@ -73,7 +73,7 @@ class Walk {
 
   private:
     struct Entry {
-        std::string key;  // the name, of a folder with "/" behind it: the order of the walk
+        std::string key;  // the name, of a folder with "/" after it: the order of the walk
         std::optional<Found::Kind> kind = {};  // none: a folder to go down into
         std::string reason = {};
         bool isLink = false;
@@ -88,7 +88,7 @@ class Walk {
         std::vector<Entry> entries;  // the next one at the back
         std::shared_ptr<FolderSheets> sheets = {};
         bool hasAttributes = false;
-        bool isLinked = false;       // behind a link
+        bool isLinked = false;       // reached through a link
         unsigned requiredOwner = 0;  // of all that is in it (home_links.h)
         unsigned homeOwner = 0;      // the same
     };
@@ -118,7 +118,7 @@ class Walk {
     StopQuestion isStopped_;
     std::optional<RealRoots> realRoots_;  // once there is a link
     std::vector<Level> levels_;
-    std::set<std::pair<dev_t, ino_t>> seen_;  // folders behind links
+    std::set<std::pair<dev_t, ino_t>> seen_;  // folders reached through links
     LinkChoices links_;
     std::set<std::string> withoutMusic_;
 };

@@ -49,33 +49,6 @@ constexpr std::chrono::milliseconds kPause(50);
 using Entries = std::unordered_map<std::string, std::string>;  // old to new
 
 // None with errno set.
-std::optional<std::string> ReadWhole(const Descriptor &file) {
-    struct stat info {};
-    if (::fstat(file.Get(), &info) != 0) {
-        return std::nullopt;
-    }
-    if (static_cast<std::size_t>(info.st_size) > kMostBytes) {
-        errno = EFBIG;
-        return std::nullopt;
-    }
-    std::string text(static_cast<std::size_t>(info.st_size), '\0');
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t got =
-            ::pread(file.Get(), text.data() + done, text.size() - done, static_cast<off_t>(done));
-        if (got == 0) {
-            break;
-        }
-        if (got < 0 && errno != EINTR) {
-            return std::nullopt;
-        }
-        done += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
-    }
-    text.resize(done);
-    return text;
-}
-
-// None with errno set.
 Descriptor OpenList(const std::string &list) {
     Descriptor file(::open(list.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     struct stat info {};
@@ -107,7 +80,7 @@ std::optional<std::string> ReadList(const std::string &list) {
     if (::flock(file.Get(), LOCK_SH | LOCK_NB) != 0 || ::flock(file.Get(), LOCK_UN) != 0) {
         return std::nullopt;
     }
-    return ReadWhole(file);
+    return ReadWhole(file, kMostBytes);
 }
 
 bool IsAt(const std::string &path, const Descriptor &file) {
@@ -130,7 +103,7 @@ bool WriteInPlace(const Descriptor &file, std::string_view text) {
             ::ftruncate(file.Get(), size) != 0) {
             return false;
         }
-        if (ReadWhole(file) == text) {
+        if (ReadWhole(file, kMostBytes) == text) {
             return true;
         }
     }
@@ -150,7 +123,7 @@ bool ReplaceList(const std::string &list, std::string_view old, std::string_view
     if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
         return false;
     }
-    const std::optional<std::string> now = ReadWhole(file);
+    const std::optional<std::string> now = ReadWhole(file, kMostBytes);
     if (!now) {
         return false;
     }

@@ -4,9 +4,7 @@
 #include <json/reader.h>
 #include <json/writer.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <memory>
 #include <unordered_map>
@@ -22,7 +20,7 @@
 namespace varnindex {
 namespace {
 
-// Of a longer list the beginning and the size tell it from others.
+// A longer list is not known again when it was moved.
 constexpr std::size_t kMostBytes = 16U << 20;
 
 constexpr const char kMoved[] =
@@ -90,11 +88,8 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
     if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode) || !seen.MayBe(info)) {
         return 0;
     }
-    std::string text(std::min<std::size_t>(info.st_size, kMostBytes), '\0');
-    if (::read(fd.Get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        return 0;  // it is being written
-    }
-    return Hasher().Add(text).Add(static_cast<std::int64_t>(info.st_size)).Value();
+    const std::optional<std::string> text = ReadWhole(fd, kMostBytes);
+    return text ? Hasher().Add(*text).Add(static_cast<std::int64_t>(text->size())).Value() : 0;
 }
 
 std::string NumberOrNull(std::int64_t number) {
