@@ -99,8 +99,8 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
     return counts;
 }
 
-// Takes out the paths that do not exist and of which the library has nothing: most likely slips. What
-// a link leads to counts.
+// Takes out the paths that do not exist and of which the library has nothing: most likely slips.
+// What a link leads to counts.
 std::vector<std::string> TakeUnknown(varnindex::Database &database, const Folders &folders,
                                      std::vector<std::string> &paths) {
     varnindex::LinkedFolders library(folders);

@@ -35,8 +35,8 @@ struct Part {
     LinkedFolders *library = nullptr;  // where the roots are parts of it
 };
 
-// One scan. The folders are compared with the rows first: that tells which rows have lost their file
-// before the first new file is read.
+// One scan. The folders are compared with the rows first: that tells which rows have lost their
+// file before the first new file is read.
 class Scan {
   public:
     Scan(Database &database, const Folders &folders, Part part, const ScanOptions &options,
@@ -70,7 +70,7 @@ class Scan {
     void Take(Readers &readers);
     void TakeUnread(const ReadWork &read);
     void Write(Change change);
-    bool IsAsBefore(const ReadWork &read, bool hasKeptTracks);
+    bool RestampIfSame(const ReadWork &read, bool hasKeptTracks);
     UsedSheet SheetToKeep(const ReadWork &read, int id);
     void WriteSong(int id, ReadWork read, const UsedSheet &kept);
     void SettleLists();
@@ -147,7 +147,7 @@ void Scan::Compare() {
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
-                lists_.Found(event->work);
+                lists_.AddFound(event->work);
                 break;
             case Event::Kind::kGone:
                 CompareGone(event->work.known, std::nullopt);
@@ -225,7 +225,7 @@ void Scan::CompareSong(Work work) {
 
 void Scan::CompareGone(const KnownRow &row, std::optional<std::size_t> emptied) {
     if (row.isList) {
-        lists_.Gone(row, emptied);
+        lists_.AddGone(row, emptied);
     } else {
         matching_.AddLost(row, Matching::Loss::kFile, emptied);
     }
@@ -309,7 +309,7 @@ void Scan::Write(Change change) {
             ++counts_.added;
             break;
         case Change::Kind::kEdit:
-            if (IsAsBefore(read, !kept.path.empty())) {
+            if (RestampIfSame(read, !kept.path.empty())) {
                 ++counts_.unchanged;
                 return;
             }
@@ -324,8 +324,9 @@ void Scan::Write(Change change) {
     WriteSong(change.id, std::move(change.read), kept);
 }
 
-// True when only the cue sheets of the folder are others, and not what they make of this song.
-bool Scan::IsAsBefore(const ReadWork &read, bool hasKeptTracks) {
+// Returns true when only the cue sheets of the folder are others, and not what they make of this
+// song. Then its row gets their stamp and nothing else.
+bool Scan::RestampIfSame(const ReadWork &read, bool hasKeptTracks) {
     const Work &work = read.work;
     const KnownRow &known = work.known;
     if (options_.full || known.size != work.size || known.modified != work.modified ||
@@ -373,12 +374,12 @@ void Scan::SettleLists() {
     counts_.sheets = lists_.Sheets();
 }
 
-// Before a row goes, its file may be there again, may be out of reach at another place, or may be in
-// the library since an earlier scan: a slow move is a copy first.
+// Before a row goes, its file may be there again, may be out of reach at another place, or may be
+// in the library since an earlier scan: a slow move is a copy first.
 void Scan::RemoveLeft() {
-    matching_.Keep([this](const KnownRow &row, bool isFree) {
+    matching_.KeepIf([this](const KnownRow &row, bool isFree) {
         const bool isOutOfReach = !options_.purge && matching_.IsOutOfReach(row);
-        const bool stays = isOutOfReach || (isFree && secondLook_.IsBack(row));
+        const bool stays = isOutOfReach || (isFree && secondLook_.KeepIfBack(row));
         if (isOutOfReach) {
             folderRows_.NoteFile(row.path, row.userid);
         }
@@ -392,12 +393,11 @@ void Scan::RemoveLeft() {
     if (!options_.dryRun) {
         GiveRowsToCopies(database_, options_.isStopped);
     }
-    matching_.Keep([this](const KnownRow &row, bool /*isFree*/) {
+    matching_.ForEachLeft([this](const KnownRow &row) {
         StopIfAsked(options_.isStopped);
         reporter_.Tell("removed", row.path);
         store_.Remove(row.id);
         ++counts_.removed;
-        return false;
     });
     store_.Flush();
 }

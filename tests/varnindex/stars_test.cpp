@@ -108,8 +108,8 @@ TEST_F(StarsTest, ALinkInPlaceOfAMovedFolderLosesNoRecord) {
     EXPECT_TRUE(fs::exists(others / "@eaDir/1.mp3/VARNAUDIO_SONG_RATING"));
 }
 
-// What a scan that was killed behind a commit has left to do, the next one does; what was rolled back
-// has changed no record.
+// What a scan that was killed behind a commit has left to do, the next one does; what was rolled
+// back has changed no record.
 TEST_F(StarsTest, RecordsFollowTheCommit) {
     PutTagged("1.mp3", "First");
     PutTagged("2.mp3", "Second song");

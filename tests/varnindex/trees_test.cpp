@@ -30,8 +30,8 @@ using tonvale_test::Samples;
 //   rows => PATH[#TRACK][<ORIGIN][*STARS]...   ORIGIN is where the row was first
 //   lists => PATH[<ORIGIN]...
 //   rebuild                            an emptied library gets the same stars
-// Paths are below the music folder, or in a home when they begin with "~alice/" or "~bob/", or beside
-// the music folder when they begin with "../".
+// Paths are below the music folder, or in a home when they begin with "~alice/" or "~bob/", or
+// beside the music folder when they begin with "../".
 struct Case {
     const char *name;
     const char *script;

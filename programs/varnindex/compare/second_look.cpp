@@ -2,7 +2,7 @@
 
 namespace varnindex {
 
-bool SecondLook::IsBack(const KnownRow &row) {
+bool SecondLook::KeepIfBack(const KnownRow &row) {
     StopIfAsked(isStopped_);
     const unsigned owner = folders_.OwnerOf(row.path);
     const bool isBack =

@@ -1,5 +1,5 @@
-// Rows whose files are there again: an editor puts a new one in place of the old, a disk is mounted,
-// and their folder was looked at in the moment between.
+// Rows whose files are there again: an editor puts a new one in place of the old, a disk is
+// mounted, and their folder was looked at in the moment between.
 #pragma once
 
 #include "varnindex/compare/known.h"
@@ -19,10 +19,10 @@ class SecondLook {
           library_(folders, isStopped),
           isStopped_(isStopped) {}
 
-    // True when the library has to have the row of that path: its file is there, and is not
-    // nobody's by now, nor a list another owner's, which has a new row then. Its folders stay.
-    // Throws Stopped when `isStopped` says so.
-    bool IsBack(const KnownRow &row);
+    // Keeps the folders of a row that has to stay, and returns true: its file is there, not in a
+    // home that is nobody's by now, and not a list of another owner, which gets a new row. Throws
+    // Stopped when `isStopped` says so.
+    bool KeepIfBack(const KnownRow &row);
 
   private:
     const Folders &folders_;

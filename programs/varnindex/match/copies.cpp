@@ -11,8 +11,8 @@ namespace varnindex {
 namespace {
 
 // All files with the audio of a lost row, with the stars of the file and its tracks. There is no
-// index of fingerprints, which would cost every new row more than this look at all rows costs a scan
-// that has lost some.
+// index of fingerprints, which would cost every new row more than this look at all rows costs a
+// scan that has lost some.
 constexpr const char kEqual[] =
     "CREATE TEMP TABLE equal AS SELECT t.id, l.id IS NOT NULL AS is_lost, userid, filesize,"
     " fingerprint, path, date, ARRAY(SELECT concat_ws(':', s.number, r.userid, r.star) FROM"

@@ -171,7 +171,7 @@ void Matching::TakeEmptied(std::vector<KeptRows> &left) {
     }
 }
 
-void Matching::Keep(const Question &stays) {
+void Matching::KeepIf(const Question &stays) {
     if (!lostTable_.Flush()) {
         return;
     }
@@ -195,6 +195,13 @@ void Matching::Keep(const Question &stays) {
             return;
         }
     }
+}
+
+void Matching::ForEachLeft(const std::function<void(const KnownRow &row)> &each) {
+    KeepIf([&](const KnownRow &row, bool /*isFree*/) {
+        each(row);
+        return false;
+    });
 }
 
 bool Matching::HasLeft() {

@@ -1,4 +1,5 @@
-// Which row a file belongs to: rows that have lost their file or its audio, and files without a row.
+// Which row a file belongs to: rows that have lost their file or its audio, and files without a
+// row.
 #pragma once
 
 #include <cstddef>
@@ -22,12 +23,12 @@
 
 namespace varnindex {
 
-// A row and a file belong together when they have the owner, size and audio in common. A row prefers
-// the file of its name, then one of its folder, then the first by path. A file at the path of a row,
-// but with other audio, is both: a row without audio and a file without a row; what both of them are
-// in the end is an edit when nothing else fits. So moves, renames and songs that change places are
-// one rule. Files wait in a temporary table while they are matched; a file that no row can want, by
-// its size and owner, never waits. In memory are two numbers for each row and file.
+// A row and a file belong together when they have the owner, size and audio in common. A row
+// prefers the file of its name, then one of its folder, then the first by path. A file at the path
+// of a row, but with other audio, is both: a row without audio and a file without a row; what both
+// of them are in the end is an edit when nothing else fits. So moves, renames and songs that change
+// places are one rule. Files wait in a temporary table while they are matched; a file that no row
+// can want, by its size and owner, never waits. In memory are two numbers for each row and file.
 class Matching {
   public:
     // The database outlives it.
@@ -70,7 +71,10 @@ class Matching {
     // Asks for each row that has still lost its file whether it stays. `isFree` is false when
     // another song has its path.
     using Question = std::function<bool(const KnownRow &row, bool isFree)>;
-    void Keep(const Question &stays);
+    void KeepIf(const Question &stays);
+
+    // Calls `each` with the rows that are left: nothing has been found of them.
+    void ForEachLeft(const std::function<void(const KnownRow &row)> &each);
 
     // The rows that are left are in the temporary table "lost", by their ids; none without it.
     bool HasLeft();

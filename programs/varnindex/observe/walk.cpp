@@ -283,8 +283,9 @@ bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
     });
 }
 
-// What an entry is, and in a home who has to own it; false with errno set. A link that took the place
-// of a file is not followed, and where a link leads is found out once: both may change at any time.
+// What an entry is, and in a home who has to own it; false with errno set. A link that took the
+// place of a file is not followed, and where a link leads is found out once: both may change at any
+// time.
 bool Walk::LookAt(int folder, const char *name, bool isLink, const Level &level, struct stat &info,
                   unsigned &requiredOwner) const {
     requiredOwner = level.requiredOwner;

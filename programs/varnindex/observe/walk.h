@@ -22,8 +22,8 @@
 
 namespace varnindex {
 
-// One find of the walk: of a file its facts but for the owner, of anything else the path; with "/" at
-// its end it stands for everything below that folder.
+// One find of the walk: of a file its facts but for the owner, of anything else the path; with "/"
+// at its end it stands for everything below that folder.
 struct Found : FileFacts {
     enum class Kind {
         kFile,     // a regular file of a wanted name
@@ -64,8 +64,8 @@ class Walk {
     // walk.
     void Heed(HomeLinks &homes) { homes_ = &homes; }
 
-    // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of which
-    // are no finds: then Stopped is thrown.
+    // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of
+    // which are no finds: then Stopped is thrown.
     std::optional<Found> Next();
 
     // Behind the last find of a walk of all folders.

@@ -1,9 +1,9 @@
 // What is to be done outside of the database for songs that have moved or gone.
 //
-// Rating records lie beside the songs, on disks that may be slow or asleep, and lists of shared songs
-// are files, which take no part in a transaction. So the table "outbox" is written together with the
-// rows, and worked off when that is committed: a rollback leaves the files as they are, and the next
-// scan does what a killed one has left. All calls throw DatabaseError.
+// Rating records lie beside the songs, on disks that may be slow or asleep, and lists of shared
+// songs are files, which take no part in a transaction. So the table "outbox" is written together
+// with the rows, and worked off when that is committed: a rollback leaves the files as they are,
+// and the next scan does what a killed one has left. All calls throw DatabaseError.
 #pragma once
 
 #include <string>
@@ -32,8 +32,8 @@ void NoteCopied(Database &database);
 // Names moved songs by their new paths in the lists of shared songs, and makes rating records what
 // the library knows of the rows that are there, whatever came along with a file. A record without a
 // row goes with its song, but stays when a link to a folder leads there, below `roots`. Doing it
-// twice does no harm. To be called outside of a transaction, and while no other thread depends on the
-// process's account. Returns what went wrong, for a person.
+// twice does no harm. To be called outside of a transaction, and while no other thread depends on
+// the process's account. Returns what went wrong, for a person.
 std::vector<std::string> SettleOutbox(Database &database, const Scope &scope,
                                       const std::vector<std::string> &roots);
 

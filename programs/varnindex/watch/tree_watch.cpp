@@ -193,8 +193,8 @@ void TreeWatch::RemoveTree(const std::string &path) {
     std::erase_if(unwatched_, isIn);
 }
 
-// The system has ended a watch: its folder is gone, or what it was on was unmounted. The paths stay,
-// for CheckMounts or until their folder tells that they are gone.
+// The system has ended a watch: its folder is gone, or what it was on was unmounted. The paths
+// stay, for CheckMounts or until their folder tells that they are gone.
 void TreeWatch::Forget(int watch) {
     if (const auto ended = paths_.extract(watch)) {
         for (const std::string &path : ended.mapped()) {

@@ -36,9 +36,9 @@ class TreeWatch {
     // folder that holds it must exist; false when it cannot be watched.
     bool AddFile(const std::string &path);
 
-    // Watches the folders that are others than before, because a disk was mounted or unmounted there,
-    // and adds their paths to what changed. The system tells nothing of these: to be called when its
-    // table of mounts has changed.
+    // Watches the folders that are others than before, because a disk was mounted or unmounted
+    // there, and adds their paths to what changed. The system tells nothing of these: to be called
+    // when its table of mounts has changed.
     void CheckMounts(std::set<std::string> &changed);
 
     // Reads the events that have arrived and adds the changed paths: a file, or a folder whose

@@ -17,14 +17,16 @@
 namespace varnindex {
 
 // A folder has a row when a song or list of the library is somewhere in it, as far up as the
-// configured folders of the same owner reach. kNobody's folders have none, and users whose rows stay
-// in folders that are nobody's by now keep theirs. Holds some numbers for each folder, never a path.
+// configured folders of the same owner reach. kNobody's folders have none, and users whose rows
+// stay in folders that are nobody's by now keep theirs. Holds some numbers for each folder, never a
+// path.
 class FolderRows {
   public:
     // Both outlive it.
     FolderRows(Database &database, const Folders &folders);
 
-    // Reads the rows of the scope and of the folders above it. Throws DatabaseError, as all of these.
+    // Reads the rows of the scope and of the folders above it. Throws DatabaseError, as all of
+    // these.
     void Load(const Scope &scope);
 
     // A song or list that is in the library. Files of a folder come together.
@@ -33,8 +35,8 @@ class FolderRows {
     // Rows at `path`, which ends with "/", and below it stay.
     void Keep(const std::string &path) { kept_.insert(path); }
 
-    // Adds rows of what was noted and removes others of the scope; with `purge` even those of owners
-    // whose folders cannot be seen. After the rows of songs and lists.
+    // Adds rows of what was noted and removes others of the scope; with `purge` even those of
+    // owners whose folders cannot be seen. After the rows of songs and lists.
     void Store(bool purge);
 
   private:

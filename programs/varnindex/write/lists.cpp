@@ -150,7 +150,7 @@ ListCounts &Lists::CountsOf(const std::string &path) {
     return IsSheetName(path) ? sheets_ : playlists_;
 }
 
-void Lists::Found(const Work &work) {
+void Lists::AddFound(const Work &work) {
     folders_.NoteFile(work.path, work.userid);
     ListCounts &counts = CountsOf(work.path);
     const bool isNew = work.known.id == 0;
@@ -181,7 +181,7 @@ void Lists::Found(const Work &work) {
     }
 }
 
-void Lists::Gone(const KnownRow &row, std::optional<std::size_t> folder) {
+void Lists::AddGone(const KnownRow &row, std::optional<std::size_t> folder) {
     goneTable_.Add(std::to_string(row.id) + '\t' + std::to_string(row.userid) + '\t' +
                    Escaped(row.path) + '\t' + Timestamp(row.modified) + '\t' +
                    NumberOrNull(row.contents) + '\t' + (folder ? std::to_string(*folder) : "\\N"));
@@ -212,7 +212,7 @@ void Lists::KeepThoseBack() {
         list.path = rows.Field(row, "path");
         list.userid = static_cast<unsigned>(rows.Number(row, "userid"));
         list.isList = true;
-        if (secondLook_.IsBack(list)) {
+        if (secondLook_.KeepIfBack(list)) {
             ++CountsOf(list.path).unchanged;
             back.push_back(list.id);
         }

@@ -36,10 +36,10 @@ class Lists {
     Lists(Database &database, FolderRows &folders, SecondLook &secondLook, Reporter &reporter);
 
     // A list, with its row if there is one. Throws DatabaseError, as all below.
-    void Found(const Work &work);
+    void AddFound(const Work &work);
 
     // A row without a file. With `folder`, the number of an emptied folder, it is not removed.
-    void Gone(const KnownRow &row, std::optional<std::size_t> folder);
+    void AddGone(const KnownRow &row, std::optional<std::size_t> folder);
 
     // After all of these: finds out what has moved, and which files are there again. Tells how many
     // lists of each emptied folder were not found elsewhere.
