@@ -66,7 +66,7 @@ int List(const ListOptions &options) {
 }
 
 void AddList(const Verb &parent) {
-    const Verb verb = parent.AddGroup("list", "Search the network for media servers");
+    const Verb verb = parent.AddVerb("list", "Search the network for media servers");
     const auto options = std::make_shared<ListOptions>();
     verb.AddText("--address", options->address,
                  "Ask this machine alone, where the network passes no multicast")
@@ -99,7 +99,7 @@ void AddBrowse(const Verb &parent) {
 
 void AddMediaServer(const Verb &app) {
     const Verb verb =
-        app.AddVerb(kMediaServer, "Find and browse other media servers on the network");
+        app.AddGroup(kMediaServer, "Find and browse other media servers on the network");
     AddList(verb);
     AddBrowse(verb);
 }

@@ -69,7 +69,7 @@ bool PrintSummary(const Counts &counts) {
     return std::cout.good();
 }
 
-// A spool that cannot be read stops nobody: a scan of everything does what it asks for.
+// A spool that cannot be read stops no scan: a scan of everything does what it asks for.
 std::optional<varnindex::SpooledNotices> TakeNotices(Reporter &reporter) {
     try {
         return varnindex::TakeSpooledNotices();
@@ -80,7 +80,7 @@ std::optional<varnindex::SpooledNotices> TakeNotices(Reporter &reporter) {
     }
 }
 
-// Works off what the library asked for while nobody listened: a scan of everything does the paths.
+// Does what the library asked for while no indexer watched: a scan of everything covers the paths.
 Counts IndexAll(varnindex::Database &database, const Folders &folders,
                 const varnindex::ScanOptions &options, Reporter &reporter) {
     if (options.dryRun) {
@@ -99,8 +99,8 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
     return counts;
 }
 
-// Takes out the paths that are not there and of which the library has nothing, either: slips, most
-// likely. Where a link leads counts, too.
+// Takes out the paths that do not exist and of which the library has nothing: most likely slips.
+// What a link leads to counts.
 std::vector<std::string> TakeUnknown(varnindex::Database &database, const Folders &folders,
                                      std::vector<std::string> &paths) {
     varnindex::LinkedFolders library(folders);
@@ -153,8 +153,7 @@ int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter
     return PrintSummary(counts) && !counts.heldBack ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
-// Every job of the watcher asks for the configuration anew, and leaves the library to others behind
-// it.
+// Every job of the watcher reads the configuration anew, and frees the library for others.
 int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     const auto withDatabase = [&reporter](const auto &job) {
         varnindex::ReadPassedOver();
@@ -172,8 +171,7 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     };
     varnindex::ScanOptions first = given;
     first.isStopped = varnindex::IsStopRequested;
-    // What the first scan was asked for once is not for every later one: a disk that goes away
-    // would be purged.
+    // Later scans neither purge nor read everything: a disk that goes away would be purged.
     varnindex::ScanOptions later = first;
     later.full = false;
     later.purge = false;

@@ -49,9 +49,9 @@ Counts IndexLibrary(Database &database, const Folders &folders, const ScanOption
                     Reporter &reporter);
 
 // Indexes the given folders, for a file the folder that it is in, and for what is gone the nearest
-// folder above it that is still there. Paths in no configured folder are passed over. What a scan of
-// all folders passes over or takes at another path is treated so here, too. Songs that were moved
-// between the paths keep their rows. Throws as above.
+// folder above it that is still there. Paths in no configured folder are passed over. What a scan
+// of all folders passes over or takes at another path is treated so here, too. Songs that were
+// moved between the paths keep their rows. Throws as above.
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter);
 

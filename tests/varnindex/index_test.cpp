@@ -44,16 +44,6 @@ TEST_F(IndexTest, ASongIsStoredWholly) {
     EXPECT_EQ(Value("SELECT count(*) FROM replaygain_track"), "0");
 }
 
-TEST_F(IndexTest, AbsentTagsAreEmptyRows) {
-    Put("plain.mp3", "plain.mp3");
-    Expect(Index(), 0, "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(SideRows(), "4");
-    EXPECT_EQ(Query("SELECT genre, artist, has_album_artist, composer, album FROM genre_track"
-                    " JOIN artist_track USING (track) JOIN composer_track USING (track)"
-                    " JOIN album_track USING (track)"),
-              (Rows{{"", "", "f", "", "music"}}));
-}
-
 TEST_F(IndexTest, TheSecondRunChangesNothing) {
     for (const char *name : {"tone.mp3", "tone.ogg", "tone.m4a", "tone.wav", "plain.mp3"}) {
         Put(std::string("a/") + name, name);
@@ -159,81 +149,6 @@ TEST_F(IndexTest, DamagedFilesAreNamedAndTheRestIsIndexed) {
     std::ofstream(Music() / "good.mp3") << "half";
     Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 0, failed 28");
     EXPECT_EQ(Value("SELECT title FROM track"), "The Tóne");
-}
-
-TEST_F(IndexTest, AFolderThatCannotBeSeenKeepsItsSongs) {
-    fs::create_directories(scratch() / "other");
-    Put("a/1.mp3");
-    Put("../other/2.mp3");
-    Register({Music(), scratch() / "other"});
-    Index();
-    const Rows before = Everything();
-    fs::rename(Music(), scratch() / "away");
-    const Ended missing = Index();
-    Expect(missing, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_NE(missing.err.find("music/: No such file or directory; its songs stay"),
-              missing.err.npos);
-    fs::create_directory(Music());  // a mount point without its disk
-    const Ended empty = Index();
-    Expect(empty, 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_NE(empty.err.find("music/: the folder is empty; its songs stay in the library: 1\n"),
-              empty.err.npos);
-    EXPECT_EQ(Everything(), before);
-    fs::remove(Music());
-    fs::rename(scratch() / "away", Music());
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
-    // An empty folder without songs is no reason to complain.
-    fs::create_directory(scratch() / "fresh");
-    Register({Music(), scratch() / "other", scratch() / "fresh"});
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
-}
-
-TEST_F(IndexTest, ALinkToAnAbsentDiskKeepsItsSongs) {
-    fs::create_directories(scratch() / "disk/sub");
-    Put("here.mp3");
-    Put("../disk/sub/1.mp3");
-    fs::create_symlink(scratch() / "disk/sub", Music() / "link");
-    Expect(Index(), 0, "added 2, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    fs::rename(scratch() / "disk", scratch() / "unplugged");
-    Expect(Index(), 1, "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), "2");
-}
-
-TEST_F(IndexTest, ScopesOfARun) {
-    fs::create_directories(scratch() / "music-2");
-    Put("a/1.mp3");
-    Put("b/2.mp3");
-    Put("../music-2/3.mp3");
-    Register({Music(), scratch() / "music-2"});
-    Index();
-    fs::remove_all(Music() / "a");
-    fs::remove(Music() / "b/2.mp3");
-    Put("b/new.mp3", "plain.mp3");
-    // Given folders are all that a run looks at.
-    Expect(Index({(Music() / "b/").string()}), 0,
-           "added 1, changed 0, moved 0, removed 1, unchanged 0, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), "3");
-    // A folder that left the configuration loses its songs, and only those.
-    Register({Music()});
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 2, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT path FROM track"), (Music() / "b/new.mp3").string());
-}
-
-TEST_F(IndexTest, ALostConfigurationEmptiesNothing) {
-    Put("a/1.mp3");
-    Index();
-    const Rows before = Everything();
-    Register({});
-    const Ended homesOnly = Index();
-    Expect(homesOnly, 1, "added 0, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_NE(homesOnly.err.find("no shared folder is indexed"), homesOnly.err.npos);
-    EXPECT_EQ(Value("SELECT count(*) FROM directory"), "2");
-    ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
-    const Ended nothing = Index();
-    EXPECT_EQ(nothing.status, 1);
-    EXPECT_EQ(nothing.out, "");
-    EXPECT_NE(nothing.err.find("no folder is indexed"), nothing.err.npos);
-    EXPECT_EQ(Everything(), before);
 }
 
 TEST_F(IndexTest, ARefusedBatchLeavesNothingHalfWritten) {

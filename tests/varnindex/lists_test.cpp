@@ -7,7 +7,6 @@
 
 #include "tonvale/pins.h"
 #include "varnindex/scan_fixture.h"
-#include "varnindex/write/places.h"
 
 namespace {
 
@@ -58,72 +57,6 @@ TEST_F(ListsTest, FoldersAndLists) {
     }
     Index({(Music() / "rock/one").string()});
     EXPECT_EQ(paths("directory"), Rows{{"music"}});
-}
-
-TEST_F(ListsTest, ListsAreCountedAndKeptLikeSongs) {
-    const std::string songs = "added 0, changed 0, moved 0, removed 0, unchanged 1, failed 0";
-    const auto lists = [&](const std::string &counts) { return songs + "; playlists: " + counts; };
-    Put("here/1.mp3");
-    Write("lists/a.m3u", "#EXTM3U\n");
-    Write("../disk/c.pls", "[playlist]\n");
-    fs::create_symlink(scratch() / "disk/c.pls", Music() / "here/c.pls");
-    Expect(Index(), 0,
-           "added 1, changed 0, moved 0, removed 0, unchanged 0, failed 0;"
-           " playlists: added 2, changed 0, moved 0, removed 0, unchanged 0");
-    const Rows ids = Query("SELECT id, path FROM playlist ORDER BY id");
-    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
-    fs::rename(Music() / "lists/a.m3u", scratch() / "a.m3u");
-    fs::rename(scratch() / "disk", scratch() / "unplugged");
-    for (int i = 0; i < 2; ++i) {
-        const Ended away = Index();
-        Expect(away, 1, songs);
-        for (const char *word :
-             {"lists/: the folder is empty; its playlists and cue sheets stay in the library: 1",
-              "c.pls: No such file or directory; its playlists and cue sheets stay"}) {
-            EXPECT_NE(away.err.find(word), away.err.npos) << away.err;
-        }
-        EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
-        EXPECT_EQ(Value("SELECT count(*) FROM directory WHERE path LIKE '%/lists'"), "1");
-    }
-    fs::rename(scratch() / "unplugged", scratch() / "disk");
-    fs::rename(scratch() / "a.m3u", Music() / "lists/a.m3u");
-    Expect(Index(), 0, lists("added 0, changed 0, moved 0, removed 0, unchanged 2"));
-    fs::remove(Music() / "lists/a.m3u");
-    const std::string removed = lists("added 0, changed 0, moved 0, removed 1, unchanged 1");
-    Expect(Index({"--purge", "--dry-run"}), 0, removed);
-    EXPECT_EQ(Query("SELECT id, path FROM playlist ORDER BY id"), ids);
-    Expect(Index({"--purge"}), 0, removed);
-    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "1");
-    // Lists of a folder whose songs have moved go with them.
-    Put("album/2.flac", "tone.flac");
-    Write("album/2.m3u", "2.flac\n");
-    Index();
-    fs::rename(Music() / "album/2.flac", Music() / "here/2.flac");
-    fs::rename(Music() / "album/2.m3u", Music() / "here/2.m3u");
-    Expect(Index(), 0,
-           "added 0, changed 0, moved 1, removed 0, unchanged 1, failed 0;"
-           " playlists: added 0, changed 0, moved 1, removed 0, unchanged 1");
-    Write("here/2.m3u", "#EXTM3U\n2.flac\n");
-    Write("here/none.cue", "");
-    Expect(Index(), 0,
-           "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0;"
-           " playlists: added 0, changed 1, moved 0, removed 0, unchanged 1;"
-           " cue sheets: added 1, changed 0, moved 0, removed 0, unchanged 0");
-    fs::rename(Music() / "here/none.cue", Music() / "here/more.cue");
-    EXPECT_NE(Index().out.find("cue sheets: added 0, changed 0, moved 1,"), std::string::npos);
-}
-
-// The library has deleted one of them since its folder was looked at.
-TEST_F(ListsTest, AListThatIsDeletedMeanwhileStaysDeleted) {
-    Write("here.m3u", "#EXTM3U\n");
-    const varnindex::Folders folders({Music()}, {}, {});
-    varnindex::Database database;
-    varnindex::Places places(database, folders);
-    for (const char *name : {"gone.m3u", "here.m3u"}) {
-        places.NoteList(Music() / name, 0, 0, 0);
-    }
-    places.Store(varnindex::Scope::WholeLibrary(), false);
-    EXPECT_EQ(Query("SELECT title FROM playlist"), (Rows{{"here"}}));
 }
 
 // With the links and pins that hang on them. Of equal lists each goes by its name or its time.

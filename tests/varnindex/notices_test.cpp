@@ -87,22 +87,4 @@ TEST_F(NoticesIndexTest, AnEmptyOrMixedCommandDoesNothing) {
     EXPECT_EQ(Value("SELECT (SELECT count(*) FROM playlist) - (SELECT count(*) FROM track)"), "1");
 }
 
-TEST_F(NoticesIndexTest, ALostConfigurationTakesNoPersonalSongs) {
-    const fs::path song = root() / "volume1/homes/alice/music/a.mp3";
-    fs::create_directories(song.parent_path());
-    fs::copy_file(tonvale_test::Samples() / "tone.mp3", song);
-    Put("b.mp3");
-    ASSERT_EQ(Index().status, 0);
-    const auto personal = [] { return Value("SELECT count(*) FROM track WHERE userid = 1030"); };
-    ASSERT_EQ(personal(), "1");
-    const std::string configuration = ReadFile(At(varn::path::kPackageConf));
-    fs::remove(At(varn::path::kPackageConf));
-    Index();
-    EXPECT_EQ(personal(), "1") << "nobody switched them off";
-    WriteFile(varn::path::kPackageConf, configuration);
-    VARNAudioConfSet("enable_personal_library", "no");
-    Index();
-    EXPECT_EQ(personal(), "0");
-}
-
 }  // namespace

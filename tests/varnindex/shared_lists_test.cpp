@@ -12,7 +12,7 @@
 #include <thread>
 
 #include "varnindex/scan_fixture.h"
-#include "varnindex/settle/shared_lists.h"
+#include "varnindex/settle/outbox.h"
 
 namespace {
 
@@ -30,6 +30,11 @@ class SharedListsTest : public tonvale_test::ScanTest {
         fs::permissions(list, fs::perms::all);
         Share(uid, list.string());
         return list;
+    }
+
+    static void NoteMove(const std::string &from, const std::string &to) {
+        Query("INSERT INTO outbox (song, number, path, moved_to) VALUES (0, -1, '" + from + "', '" +
+              to + "')");
     }
 
     static void Share(unsigned uid, std::string path) {
@@ -99,24 +104,20 @@ TEST_F(SharedListsTest, BearSongsThatFollowEachOther) {
     const fs::path list = PutSharedList("alice", kAlice, at("1.mp3") + "\n" + at("2.mp3") + "\n");
     varnindex::Database database;
     const varnindex::Scope all = varnindex::Scope::WholeLibrary();
-    {
-        const varnindex::Transaction rolledBack(database);
-        NoteEntries(database, {{1, at("1.mp3"), at("7.mp3")}});
-    }
-    NoteEntries(database, {{1, at("1.mp3"), at("2.mp3")}});
-    NoteEntries(database, {{2, at("2.mp3"), at("3.mp3")}, {3, at("3.mp3"), at("4.mp3")}});
-    EXPECT_TRUE(SettleSharedLists(database, varnindex::Scope({"/another root's"})).empty());
-    Query("CREATE RULE killed AS ON DELETE TO due_entry DO INSTEAD NOTHING");
+    NoteMove(at("1.mp3"), at("2.mp3"));
+    NoteMove(at("2.mp3"), at("3.mp3"));
+    NoteMove(at("3.mp3"), at("4.mp3"));
+    EXPECT_TRUE(SettleOutbox(database, varnindex::Scope({"/another root's"}), {}).empty());
+    Query("CREATE RULE killed AS ON DELETE TO outbox DO INSTEAD NOTHING");
     Query("CREATE RULE killed AS ON DELETE TO due_list DO INSTEAD NOTHING");
-    EXPECT_TRUE(SettleSharedLists(database, all).empty());
-    Query("DROP RULE killed ON due_entry");
+    EXPECT_TRUE(SettleOutbox(database, all, {}).empty());
+    Query("DROP RULE killed ON outbox");
     Query("DROP RULE killed ON due_list");
     const std::string text = at("2.mp3") + "\n" + at("3.mp3") + "\n";
     EXPECT_EQ(ReadFile(list), text);
-    EXPECT_TRUE(SettleSharedLists(database, all).empty());
+    EXPECT_TRUE(SettleOutbox(database, all, {}).empty());
     EXPECT_EQ(ReadFile(list), text) << "moved once more";
-    EXPECT_EQ(Value("SELECT (SELECT count(*) FROM due_entry) + (SELECT count(*) FROM due_list)"),
-              "0");
+    EXPECT_EQ(Value("SELECT (SELECT count(*) FROM outbox) + (SELECT count(*) FROM due_list)"), "0");
 }
 
 // A web request writes it in place, with the lock of the file that it has opened.
@@ -127,7 +128,7 @@ TEST_F(SharedListsTest, AreWaitedFor) {
     const int request = open(list.c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(request, LOCK_EX), 0);
     varnindex::Database database;
-    NoteEntries(database, {{1, at("1.mp3"), at("2.mp3")}});
+    NoteMove(at("1.mp3"), at("2.mp3"));
     std::thread writer([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         fs::resize_file(list, 0);
@@ -135,7 +136,7 @@ TEST_F(SharedListsTest, AreWaitedFor) {
         std::ofstream(list) << at("1.mp3") << "\r\n" << at("new.mp3");
         EXPECT_EQ(flock(request, LOCK_UN), 0);
     });
-    EXPECT_TRUE(SettleSharedLists(database, varnindex::Scope::WholeLibrary()).empty());
+    EXPECT_TRUE(SettleOutbox(database, varnindex::Scope::WholeLibrary(), {}).empty());
     writer.join();
     EXPECT_EQ(ReadFile(list), at("2.mp3") + "\r\n" + at("new.mp3"));
     struct stat named {};

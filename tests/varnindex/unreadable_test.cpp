@@ -96,22 +96,6 @@ TEST_F(UnreadableTest, TheyAreReadAgainWhenTheyChangeOrAreAskedFor) {
     EXPECT_EQ(Remembered(), "0");
 }
 
-TEST_F(UnreadableTest, WhatIsGoneIsForgottenWhereItWas) {
-    for (const char *name : {"a", "b"}) {
-        fs::create_directory(Music() / name);
-        std::ofstream(Music() / name / "good.flac") << ReadFile(Samples() / "tone.flac");
-        std::ofstream(Music() / name / "bad.mp3") << "Dear diary";
-    }
-    Index();
-    fs::remove(Music() / "a/bad.mp3");
-    fs::remove(Music() / "b/bad.mp3");
-    Expect(Index({(Music() / "a").string()}), 0, Summary(0, 0, 1, 0));
-    EXPECT_EQ(Query("SELECT path FROM unreadable_file"),
-              (Rows{{(Music() / "b/bad.mp3").string()}}));
-    Expect(Index(), 0, Summary(0, 0, 2, 0));
-    EXPECT_EQ(Remembered(), "0");
-}
-
 // A file that nobody may open is not damaged, and its time does not tell when somebody may.
 TEST_F(UnreadableTest, AFileThatCannotBeOpenedIsTriedEachTime) {
     if (IsRoot()) {

@@ -2,62 +2,55 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
-#include "varnindex/compare/merge.h"
-#include "varnindex/match/gone.h"
+#include "varnindex/compare/known.h"
 #include "varnindex/observe/folders.h"
 #include "varnindex/reporter.h"
-#include "varnindex/write/lists.h"
-#include "varnindex/write/places.h"
+#include "varnindex/write/folder_rows.h"
 
 namespace varnindex {
 
 class HeldBack {
   public:
     // All of these outlive it. With `purge` nothing stays.
-    HeldBack(const Folders &folders, Places &places, Reporter &reporter, bool purge)
-        : folders_(folders), places_(places), reporter_(reporter), purge_(purge) {}
+    HeldBack(const Folders &folders, FolderRows &folderRows, Reporter &reporter, bool purge)
+        : folders_(folders), folderRows_(folderRows), reporter_(reporter), purge_(purge) {}
 
-    // What could not be looked at, behind its rows. A link that leads nowhere is worth a word only
-    // when something came through it. Whether a folder is worth one that was emptied is known when
-    // the moves are.
-    void AddGap(Found gap, Kept rows);
+    // Rows at `path`, or below it when it ends with "/", stay for the given reason.
+    void Hold(const std::string &path, const std::string &reason, KeptRows rows);
 
-    // The number that the next folder gets which was emptied.
-    std::size_t NextEmptied() const { return emptied_.size(); }
+    // A folder that is there with nothing in it: whether it is worth a word is known when the moves
+    // are.
+    void AddEmptied(std::string path, std::string reason);
+    // Of each of them, in order; and to be told how many rows were not found elsewhere.
+    std::size_t EmptiedFolders() const { return emptied_.size(); }
+    void SettleEmptied(const std::vector<KeptRows> &left);
 
-    // A row that stays because nobody knows where it belongs, if it is one; and, behind all of
-    // them, what is said of these.
+    // A row that stays because its owner's folders cannot be seen, if they cannot; and, after all
+    // of them, what is said of these.
     void AddUnseen(const KnownRow &row);
     void WarnOfUnseen();
 
     // Tracks of a cue sheet that cannot be used.
     void AddTracks(const std::string &songPath);
 
-    // `left` of each emptied folder has not been found elsewhere. Where all songs have been, its
-    // other lists have been thrown away, which is counted. What has something in it again was not
-    // emptied, and stays for the next scan to look at.
-    void SettleEmptied(const std::vector<EmptiedFolder> &left, ListCounts &playlists,
-                       ListCounts &sheets);
-
     bool Any() const { return any_; }
 
   private:
     struct Emptied {
-        Found folder;
-        Kept rows;
+        std::string path;
+        std::string reason;
     };
 
-    void Hold(const Found &gap, Kept rows);
-
     const Folders &folders_;
-    Places &places_;
+    FolderRows &folderRows_;
     Reporter &reporter_;
     bool purge_;
     std::vector<Emptied> emptied_;
-    Kept unseenShared_;
-    Kept unseenHomes_;
+    KeptRows unseenShared_;
+    KeptRows unseenHomes_;
     bool any_ = false;
 };
 

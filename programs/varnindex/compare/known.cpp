@@ -10,12 +10,13 @@ namespace {
 constexpr const char kDeclare[] =
     "DECLARE known_file NO SCROLL CURSOR WITH HOLD FOR SELECT *,"
     " (extract(epoch FROM mdate) * 1000000)::bigint AS modified FROM ("
-    " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, false AS is_list,"
-    " 0 AS contents"
+    " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, fingerprint,"
+    " false AS is_list, 0 AS contents"
     " FROM track WHERE NOT is_virtual AND (@VARN:NEVAR) UNION ALL"
-    " SELECT id, path, 0, mdate, 0, 0, false, true, COALESCE(contents, 0) FROM playlist LEFT JOIN "
+    " SELECT id, path, 0, mdate, 0, 0, false, NULL, true, COALESCE(contents, 0) FROM playlist LEFT "
+    "JOIN "
     "list_contents USING (id) WHERE @VARN:NEVAR UNION ALL"
-    " SELECT id, path, 0, mdate, userid, 0, false, true, COALESCE(contents, 0)"
+    " SELECT id, path, 0, mdate, userid, 0, false, NULL, true, COALESCE(contents, 0)"
     " FROM personal_playlist LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
     ") f ORDER BY path COLLATE \"C\", id";
 // From one owner of songs to the next one in the index, which has each of them many times.
@@ -25,7 +26,24 @@ constexpr const char kOwners[] =
     " WHERE o.userid IS NOT NULL) SELECT userid FROM owner WHERE userid IS NOT NULL"
     " UNION SELECT userid FROM personal_directory UNION SELECT userid FROM personal_playlist";
 
-constexpr const char *kFetch = "FETCH 5000 FROM known_file";
+constexpr int kBlock = 5000;
+
+KnownRow RowOf(const Rows &rows, int at) {
+    KnownRow row;
+    row.id = static_cast<int>(rows.Number(at, "id"));
+    row.path = rows.Field(at, "path");
+    row.size = rows.Number(at, "filesize");
+    row.modified = rows.Number(at, "modified");
+    row.userid = static_cast<unsigned>(rows.Number(at, "userid"));
+    row.sheetStamp = rows.Number(at, "sheet_stamp");
+    if (*rows.Field(at, "fingerprint") != '\0') {
+        row.fingerprint = rows.Number(at, "fingerprint");
+    }
+    row.contents = rows.Number(at, "contents");
+    row.isSplit = *rows.Field(at, "has_virtual") == 't';
+    row.isList = *rows.Field(at, "is_list") == 't';
+    return row;
+}
 
 }  // namespace
 
@@ -65,52 +83,34 @@ std::vector<unsigned> OwnersOfRows(Database &database) {
     return owners;
 }
 
-KnownRows::KnownRows(Database &database, const Scope &scope) : database_(database) {
-    Transaction transaction(database_);
-    const std::string condition = ScopeCondition(scope, false);
-    database_.Execute(Made(varn::Sql(kDeclare, condition, condition, condition)));
-    transaction.Commit();
-}
-
 // A connection that is lost has no cursor any more.
 KnownRows::~KnownRows() {
     try {
-        database_.Execute("CLOSE known_file");
+        if (block_) {
+            database_.Execute("CLOSE known_file");
+        }
     } catch (const std::exception &) {
     }
 }
 
 KnownRow *KnownRows::Front() {
-    if (!front_ && !ended_) {
-        Fetch();
+    if (!front_ && Fetch()) {
+        front_.emplace(RowOf(*block_, next_++));
     }
     return front_ ? &*front_ : nullptr;
 }
 
-void KnownRows::Pop() {
-    front_.reset();
-}
-
-void KnownRows::Fetch() {
-    if (!block_ || next_ == block_->Count()) {
-        block_.emplace(database_.Query(kFetch));
-        next_ = 0;
+// False at the end: a block that is not full is the last one.
+bool KnownRows::Fetch() {
+    if (!block_) {
+        const std::string condition = ScopeCondition(scope_, false);
+        database_.Execute(Made(varn::Sql(kDeclare, condition, condition, condition)));
+    } else if (next_ < block_->Count() || block_->Count() < kBlock) {
+        return next_ < block_->Count();
     }
-    if (block_->Count() == 0) {
-        ended_ = true;
-        return;
-    }
-    KnownRow &row = front_.emplace();
-    row.id = static_cast<int>(block_->Number(next_, "id"));
-    row.path = block_->Field(next_, "path");
-    row.size = block_->Number(next_, "filesize");
-    row.modified = block_->Number(next_, "modified");
-    row.userid = static_cast<unsigned>(block_->Number(next_, "userid"));
-    row.sheetStamp = block_->Number(next_, "sheet_stamp");
-    row.contents = block_->Number(next_, "contents");
-    row.isSplit = *block_->Field(next_, "has_virtual") == 't';
-    row.isList = *block_->Field(next_, "is_list") == 't';
-    ++next_;
+    block_.emplace(database_.Query("FETCH " + std::to_string(kBlock) + " FROM known_file"));
+    next_ = 0;
+    return block_->Count() > 0;
 }
 
 }  // namespace varnindex

@@ -1,6 +1,7 @@
 // What the library knows already.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <optional>
 #include <string>
@@ -18,9 +19,19 @@ struct KnownRow {
     std::int64_t modified = 0;  // microseconds since 1970, UTC
     unsigned userid = 0;
     std::int64_t sheetStamp = 0;
+    std::optional<std::int64_t> fingerprint = {};  // of a song that was read since it is kept
     std::int64_t contents = 0;  // of a list: a hash of what was in it; 0: not known
     bool isSplit = false;       // a cue sheet has made tracks of it
     bool isList = false;        // no song, but a playlist or cue sheet: the size is not known
+};
+
+// How many rows stay because their files cannot be looked at.
+struct KeptRows {
+    std::size_t songs = 0;
+    std::size_t lists = 0;  // playlists and cue sheets
+
+    bool Any() const { return songs > 0 || lists > 0; }
+    void Count(const KnownRow &row) { ++(row.isList ? lists : songs); }
 };
 
 // Which rows a scan answers for: all, or those below some folders.
@@ -44,25 +55,25 @@ bool HasRows(Database &database, const std::string &path);
 std::vector<unsigned> OwnersOfRows(Database &database);
 
 // The songs and lists that are real files, in the byte order of their paths, read block by block.
-// Rows written after the construction do not appear. One such object at a time on a connection.
+// Rows written after the first Front do not appear. One such object at a time on a connection.
 class KnownRows {
   public:
-    KnownRows(Database &database, const Scope &scope);
+    KnownRows(Database &database, Scope scope) : database_(database), scope_(std::move(scope)) {}
     ~KnownRows();
     KnownRows(const KnownRows &) = delete;
     KnownRows &operator=(const KnownRows &) = delete;
 
     // The row at the front, null at the end. Throws DatabaseError.
     KnownRow *Front();
-    void Pop();
+    void Pop() { front_.reset(); }
 
   private:
-    void Fetch();
+    bool Fetch();
 
     Database &database_;
+    Scope scope_;
     std::optional<Rows> block_;
     int next_ = 0;  // row of the block after the front
-    bool ended_ = false;
     std::optional<KnownRow> front_;
 };
 

@@ -52,39 +52,41 @@ bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion
     return true;
 }
 
-// The configured folders that have a part in the walk and whose disk is away, by all that can be
-// seen: what else lies in a mount point, as a folder of lists, does not tell of their songs.
-std::set<std::string> WithoutMusic(Database &database, const Folders &folders,
-                                   const std::vector<std::string> &roots, StopQuestion isStopped) {
-    std::set<std::string> without;
-    for (const OwnedFolder &folder : folders.All()) {
-        const bool isWalked = std::any_of(roots.begin(), roots.end(), [&](const auto &root) {
-            return IsBelow(root, folder.path) || IsBelow(folder.path, root);
-        });
-        if (isWalked && HasLostItsMusic(database, folder.path, isStopped)) {
-            without.insert(folder.path);
-        }
-    }
-    return without;
-}
-
 }  // namespace
 
 Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
              const std::vector<std::string> &roots, LinkedFolders *library, bool purge,
              StopQuestion isStopped)
-    : folders_(folders),
+    : database_(database),
+      folders_(folders),
+      roots_(roots),
       purge_(purge),
+      isStopped_(isStopped),
       homes_(folders),
       walk_(roots, IsIndexedName, library, isStopped),
       known_(database, scope) {
     walk_.Heed(homes_);
-    if (!purge) {
-        walk_.TakeForEmpty(WithoutMusic(database, folders, roots, isStopped));
-    }
 }
 
-std::optional<Event> Merge::Next() {
+// The configured folders that have a part in the walk and whose disk is away, by all that can be
+// seen: what else lies in a mount point, as a folder of lists, does not tell of their songs.
+void Merge::FindEmptyDisks() {
+    std::set<std::string> without;
+    for (const OwnedFolder &folder : folders_.All()) {
+        const bool isWalked = std::any_of(roots_.begin(), roots_.end(), [&](const auto &root) {
+            return IsBelow(root, folder.path) || IsBelow(folder.path, root);
+        });
+        if (isWalked && HasLostItsMusic(database_, folder.path, isStopped_)) {
+            without.insert(folder.path);
+        }
+    }
+    walk_.TakeForEmpty(std::move(without));
+}
+
+void Merge::Advance() {
+    if (!std::exchange(hasBegun_, true) && !purge_) {
+        FindEmptyDisks();
+    }
     while (!found_ && !walkEnded_) {
         found_ = walk_.Next();
         walkEnded_ = !found_;
@@ -93,6 +95,10 @@ std::optional<Event> Merge::Next() {
             found_.reset();
         }
     }
+}
+
+std::optional<Event> Merge::Next() {
+    Advance();
     const KnownRow *const front = known_.Front();
     if (!found_) {
         return front != nullptr ? std::optional(WithoutFile(Event::Kind::kGone)) : std::nullopt;
@@ -105,21 +111,29 @@ std::optional<Event> Merge::Next() {
     }
     Found found = *std::exchange(found_, std::nullopt);
     if (found.kind == Found::Kind::kRefused) {
-        return Event{Event::Kind::kRefused, {}, std::move(found)};
+        Event event{Event::Kind::kRefused};
+        event.work.path = std::move(found.path);
+        event.reason = std::move(found.reason);
+        return event;
     }
     return OfFile(std::move(found));
 }
 
 std::optional<Event> Merge::NextOfGap() {
     const KnownRow *const front = known_.Front();
+    const bool isEmptied = found_->kind == Found::Kind::kEmpty;
     if (front != nullptr && Covers(found_->path, front->path)) {
         kept_.Count(*front);
-        return WithoutFile(purge_                                ? Event::Kind::kGone
-                           : found_->kind == Found::Kind::kEmpty ? Event::Kind::kEmptied
-                                                                 : Event::Kind::kKept);
+        return WithoutFile(purge_      ? Event::Kind::kGone
+                           : isEmptied ? Event::Kind::kEmptied
+                                       : Event::Kind::kKept);
     }
-    Event event{Event::Kind::kGap, {}, *std::exchange(found_, std::nullopt)};
-    event.kept = purge_ ? Kept() : kept_;
+    Event event{isEmptied ? Event::Kind::kGapEmptied : Event::Kind::kGap};
+    event.work.path = std::move(found_->path);
+    event.reason = std::move(found_->reason);
+    event.isBlocked = found_->kind == Found::Kind::kBlocked;
+    event.kept = purge_ ? KeptRows() : kept_;
+    found_.reset();
     return event;
 }
 
@@ -137,16 +151,12 @@ Event Merge::WithoutFile(Event::Kind kind) {
 }
 
 Event Merge::OfFile(Found found) {
-    Event event{IsMusicName(found.path) ? Event::Kind::kSong : Event::Kind::kList};
-    event.work.size = found.size;
-    event.work.modified = StorableTime(found.modified);
-    event.work.userid = OwnerOf(found.path);
-    event.work.seen = found.seen;
-    event.work.sheets = std::move(found.sheets);
-    event.work.hasAttributes = found.hasAttributes;
-    event.work.path = std::move(found.path);
+    const bool isList = !IsMusicName(found.path);
+    Event event{isList ? Event::Kind::kList : Event::Kind::kSong};
+    static_cast<FileFacts &>(event.work) = std::move(found);
+    event.work.modified = StorableTime(event.work.modified);
+    event.work.userid = OwnerOf(event.work.path);
     KnownRow *const front = known_.Front();
-    const bool isList = event.kind == Event::Kind::kList;
     // A list that changes its owner changes its table, too.
     if (front != nullptr && front->path == event.work.path && front->isList == isList &&
         (!isList || front->userid == event.work.userid)) {

@@ -2,8 +2,6 @@
 // of their paths.
 #pragma once
 
-#include <cstddef>
-#include <deque>
 #include <optional>
 #include <string>
 #include <vector>
@@ -15,28 +13,22 @@
 
 namespace varnindex {
 
-struct Kept {
-    std::size_t songs = 0;
-    std::size_t lists = 0;
-
-    bool Any() const { return songs > 0 || lists > 0; }
-    void Count(const KnownRow &row) { ++(row.isList ? lists : songs); }
-};
-
 struct Event {
     enum class Kind {
-        kSong,     // `work`, with the row that the library has for it
-        kList,     // a playlist or cue sheet: the same
-        kGone,     // `work.known` has no file any more
-        kKept,     // `work.known` has to stay: its folder could not be looked at
-        kEmptied,  // the same, but its folder was there with nothing in it
-        kGap,      // what could not be looked at, behind its rows: `found`
-        kRefused,  // `found`
+        kSong,        // `work`, with the row that the library has for it
+        kList,        // a playlist or cue sheet: the same
+        kGone,        // `work.known` has no file any more
+        kKept,        // `work.known` has to stay: its folder could not be looked at
+        kEmptied,     // the same, but its folder was there with nothing in it
+        kGap,         // what could not be looked at, after its rows
+        kGapEmptied,  // the same, of a folder that was there with nothing in it
+        kRefused,     // a file or folder that is never looked at
     };
     Kind kind;
-    Work work = {};
-    Found found = {};
-    Kept kept = {};  // of a gap: how many rows stay
+    Work work = {};           // of a gap and of what is refused: the path
+    std::string reason = {};  // the same, for a person
+    KeptRows kept = {};       // of a gap: how many rows stay
+    bool isBlocked = false;   // of a gap: it is there
 };
 
 class Merge {
@@ -51,19 +43,25 @@ class Merge {
     std::optional<Event> Next();
 
   private:
+    void FindEmptyDisks();
+    void Advance();
     std::optional<Event> NextOfGap();
     Event WithoutFile(Event::Kind kind);
     Event OfFile(Found found);
     unsigned OwnerOf(const std::string &path);
 
+    Database &database_;
     const Folders &folders_;
+    std::vector<std::string> roots_;
     bool purge_;
+    StopQuestion isStopped_;
     HomeLinks homes_;
     Walk walk_;
     KnownRows known_;
     std::optional<Found> found_;
+    bool hasBegun_ = false;
     bool walkEnded_ = false;
-    Kept kept_;               // of the gap at hand
+    KeptRows kept_;           // of the gap at hand
     std::string lastFolder_;  // and its owner, because most files are in the same one
     unsigned lastOwner_ = 0;
 };

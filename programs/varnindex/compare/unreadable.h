@@ -1,22 +1,24 @@
 // Files that are not audio, whatever their names say, or damaged.
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
 #include <string>
 #include <unordered_map>
 
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
+#include "varnindex/temp_table.h"
 
 namespace varnindex {
 
 // What earlier scans could not read, so that this one need not try again while the file is the
-// same. Holds two numbers for each such file, never its path.
+// same. Holds two numbers for each such file, never its path. All calls throw DatabaseError.
 class Unreadable {
   public:
-    // Reads what is known of the scope. Throws DatabaseError, as all below that write.
-    Unreadable(Database &database, const Scope &scope);
+    explicit Unreadable(Database &database);
+
+    // Reads what is known of the scope.
+    void Load(const Scope &scope);
 
     // True when an earlier scan has found the file damaged, and its size and time are the same.
     bool Has(const std::string &path, std::int64_t size, std::int64_t modified) const;
@@ -28,11 +30,14 @@ class Unreadable {
     void Store(const Scope &scope);
 
   private:
-    void Flush();
+    struct Known {
+        std::int64_t stamp;  // a hash of size and time
+        bool isNoted;
+    };
 
     Database &database_;
-    std::unordered_map<std::int64_t, std::int64_t> known_;  // hashes of path, and size and time
-    std::string rows_;                                      // of found_unreadable
+    std::unordered_map<std::int64_t, Known> known_;  // by hash of the path
+    TempTable foundTable_;
 };
 
 }  // namespace varnindex

@@ -102,6 +102,14 @@ void ReadPassedOver() {
     PassedOver() = ConfiguredPassedOver();
 }
 
+std::string FolderOf(const std::string &path) {
+    return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
+}
+
+std::string NameOf(const std::string &path) {
+    return path.substr(path.rfind('/') + 1);
+}
+
 bool IsBelow(std::string_view folder, std::string_view path) {
     return folder == "/" || (path.starts_with(folder) &&
                              (path.size() == folder.size() || path[folder.size()] == '/'));

@@ -1,6 +1,7 @@
 // What names tell: which files are music or lists, and which are passed over.
 #pragma once
 
+#include <string>
 #include <string_view>
 
 namespace varnindex {
@@ -26,6 +27,10 @@ void ReadPassedOver();
 
 // The folder of extended attributes.
 inline constexpr std::string_view kAttributeFolder = "@eaDir";
+
+// The folder that a path lies in, and its last part.
+std::string FolderOf(const std::string &path);
+std::string NameOf(const std::string &path);
 
 // True when `path` is `folder` or lies below it; neither has a slash at its end, but for "/".
 bool IsBelow(std::string_view folder, std::string_view path);

@@ -8,8 +8,8 @@
 
 namespace varnindex {
 
-// The owner of a home without an account: what is in it is nobody's, and least of all everybody's. A
-// number that the library's columns can hold.
+// The owner of a home without an account: what is in it is nobody's, and least of all everybody's.
+// A number that the library's columns can hold.
 inline constexpr unsigned kNobody = std::numeric_limits<std::int32_t>::max();
 
 struct OwnedFolder {
@@ -50,9 +50,9 @@ class Folders {
     // Whose a path is; what lies in no configured folder is shared.
     unsigned OwnerOf(const std::string &path) const;
 
-    // True when an owner's rows have to stay because nobody knows where they belong: the home is not
-    // there, the accounts cannot be listed, or the list of shared folders is empty, which is more
-    // likely a lost configuration than the wish for an empty library.
+    // True when an owner's rows have to stay because nobody knows where they belong: the home is
+    // not there, the accounts cannot be listed, or the list of shared folders is empty, which is
+    // more likely a lost configuration than the wish for an empty library.
     bool IsUnseen(unsigned userid) const;
 
     // The same as a condition of SQL on the column "userid".

@@ -17,8 +17,8 @@ class HomeLinks {
 
     static constexpr unsigned kNobody = ~0U;
 
-    // The user to whom what is at `path` has to belong for being indexed, in a home and reached by a
-    // link that leads out of it: the home's owner, or kNobody where the home's folder is itself a
+    // The user to whom what is at `path` has to belong for being indexed, in a home and reached by
+    // a link that leads out of it: the home's owner, or kNobody where the home's folder is itself a
     // link to what is not his. 0 anywhere else. With a descriptor of what was found there the
     // answer is about that, whatever is put in its place meanwhile.
     unsigned RequiredOwner(const std::string &path, int descriptor = -1);

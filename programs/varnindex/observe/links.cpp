@@ -14,8 +14,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-// The path where everything behind `above` hangs below `place` in its stead; `path` is or is below
-// `above`.
+// The path with `place` instead of `above`, which it is or lies below.
 std::string Transplanted(const std::string &path, const std::string &above,
                          const std::string &place) {
     const std::string_view rest = std::string_view(path).substr(above == "/" ? 0 : above.size());

@@ -1,5 +1,5 @@
 // Which links to folders are followed. A folder is in the library once, whatever links lead to it:
-// at its own place, where it has one below the indexed folders, else behind the first link.
+// at its own place, where it has one below the indexed folders, else at the first link.
 #pragma once
 
 #include <sys/types.h>
@@ -21,7 +21,7 @@ namespace varnindex {
 // What a walk of all folders has made of the links. No path has a slash at its end.
 struct LinkChoices {
     std::map<std::string, std::string> taken;  // where they lead
-    std::set<std::string> leftOut;             // links, and folders behind links
+    std::set<std::string> leftOut;             // links, and folders reached by links
 };
 
 // Where the indexed folders really are.
@@ -60,10 +60,10 @@ class LinkedFolders {
     bool IsBehindLink(const std::string &path);
 
     // True when the walk of all folders does not go down into this folder, or one above it, which
-    // is a link or behind one.
+    // is a link or below one.
     bool LeavesOut(const std::string &folder);
 
-    // Where the library has what a path behind a link leads to; none when that is the path itself,
+    // Where the library has what a path through a link leads to; none when that is the path itself,
     // or nowhere.
     std::optional<std::string> LibraryPath(const std::string &path);
 

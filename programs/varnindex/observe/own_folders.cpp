@@ -1,7 +1,6 @@
 #include "varnindex/observe/own_folders.h"
 
 #include <fcntl.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,6 +9,7 @@
 #include <filesystem>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 #include "varn/host.h"
 #include "varn/replace_file.h"
@@ -26,6 +26,8 @@ constexpr const char kAllPlaces[] =
     " UNION ALL SELECT path, userid FROM personal_directory"
     " UNION ALL SELECT path, userid FROM personal_playlist) t WHERE ";
 
+constexpr std::size_t kMostBytes = 16U << 20;
+
 std::string ListPath() {
     return SystemPath(varn::path::kIndexedList);
 }
@@ -35,17 +37,11 @@ std::string ReadText(const std::string &path) {
     if (!fd && errno == ENOENT) {
         return {};
     }
-    struct stat info {};
-    if (!fd || ::fstat(fd.Get(), &info) != 0) {
+    auto text = fd ? ReadWhole(fd, kMostBytes) : std::nullopt;
+    if (!text) {
         throw SystemError(path);
     }
-    std::string text(static_cast<std::size_t>(info.st_size), '\0');
-    const ssize_t got = ::read(fd.Get(), text.data(), text.size());
-    if (got != info.st_size) {
-        errno = got < 0 ? errno : EIO;
-        throw SystemError(path);
-    }
-    return text;
+    return std::move(*text);
 }
 
 std::vector<std::string> ReadList() {
@@ -120,12 +116,6 @@ void OwnFolders::Write(const std::vector<std::string> &folders, Reporter &report
     } catch (const std::system_error &error) {
         reporter.Warn(std::string("the list of indexed folders cannot be kept: ") + error.what());
     }
-}
-
-Scope OwnScope(const Folders &folders) {
-    return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate
-               ? Scope::WholeLibrary()
-               : OwnFolders(folders).Answered();
 }
 
 }  // namespace varnindex

@@ -38,8 +38,4 @@ class OwnFolders {
     std::vector<std::string> remembered_;
 };
 
-// What a root answers for at all: everything in a library of its own. Throws std::system_error, as
-// above.
-Scope OwnScope(const Folders &folders);
-
 }  // namespace varnindex

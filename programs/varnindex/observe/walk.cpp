@@ -62,11 +62,11 @@ std::string NameOfFolder(const std::string &path) {
     return path.size() > 1 ? path.substr(0, path.size() - 1) : path;
 }
 
-Found Blocked(std::string path, int error) {
+Found Other(Found::Kind kind, std::string path, std::string reason) {
     Found found;
-    found.kind = Found::Kind::kBlocked;
+    found.kind = kind;
     found.path = std::move(path);
-    found.reason = ErrorText(error);
+    found.reason = std::move(reason);
     return found;
 }
 
@@ -131,7 +131,7 @@ std::optional<Found> Walk::Next() {
 
 std::optional<Found> Walk::EnterRoot(const std::string &path) {
     if (!IsUtf8(path)) {
-        return Found{Found::Kind::kBlocked, path, 0, 0, "the name is not UTF-8"};
+        return Other(Found::Kind::kBlocked, path, "the name is not UTF-8");
     }
     const std::string folder = NameOfFolder(path);
     const std::string *const root = library_ != nullptr ? library_->RootOf(folder) : nullptr;
@@ -162,7 +162,7 @@ bool Walk::IsWholeRoot(const std::string &path) const {
     return levels_.empty() && (library_ == nullptr || (root != nullptr && *root == folder));
 }
 
-// Whether a folder behind a link is in the library there.
+// Whether the library has a folder at the link that leads to it.
 Walk::Behind Walk::LookBehindLink(const std::string &path, Reached reached, const struct stat &info,
                                   bool isForeign) {
     const std::string folder = NameOfFolder(path);
@@ -199,7 +199,7 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     const DirPtr dir = OpenFolder(path);
     struct stat info {};
     if (!dir || ::fstat(::dirfd(dir.get()), &info) != 0) {
-        return Blocked(path, errno);
+        return Other(Found::Kind::kBlocked, path, ErrorText(errno));
     }
     const bool isLinked =
         reached == Reached::kThroughLink ||
@@ -212,7 +212,7 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
                           : isForeign ? Behind::kRefused
                                       : Behind::kGoesOn;
     if (behind == Behind::kRefused) {
-        return Found{Found::Kind::kRefused, path, 0, 0, HomeLinks::kReason};
+        return Other(Found::Kind::kRefused, path, HomeLinks::kReason);
     }
     if (behind == Behind::kLeftOut || IsOnTheWay(info.st_dev, info.st_ino)) {
         return std::nullopt;
@@ -237,20 +237,18 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
         }
     }
     if (errno != 0) {
-        return Blocked(path, errno);
+        return Other(Found::Kind::kBlocked, path, ErrorText(errno));
     }
     std::sort(level.entries.begin(), level.entries.end(),
               [](const Entry &a, const Entry &b) { return a.key > b.key; });
     if (!hasNames) {
-        return Found{Found::Kind::kEmpty, path, 0, 0, "the folder is empty"};
+        return Other(Found::Kind::kEmpty, path, "the folder is empty");
     }
     if (level.entries.empty() && IsWholeRoot(path)) {
-        return Found{Found::Kind::kEmpty, path, 0, 0, "neither music nor a folder is in it"};
+        return Other(Found::Kind::kEmpty, path, "neither music nor a folder is in it");
     }
     if (IsWithoutMusic(path, reached)) {
-        Found found{Found::Kind::kEmpty, path, 0, 0, "none of its music is there"};
-        found.isPassedOver = true;
-        return found;
+        return Other(Found::Kind::kEmpty, path, "none of its music is there");
     }
     level.sheets = SheetsAmong(level.entries, path);
     levels_.push_back(std::move(level));
@@ -285,8 +283,9 @@ bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
     });
 }
 
-// What an entry is, and in a home who has to own it; false with errno set. What was no link is not
-// looked at behind one, and where a link leads is found out once: both may change at any time.
+// What an entry is, and in a home who has to own it; false with errno set. A link that took the
+// place of a file is not followed, and where a link leads is found out once: both may change at any
+// time.
 bool Walk::LookAt(int folder, const char *name, bool isLink, const Level &level, struct stat &info,
                   unsigned &requiredOwner) const {
     requiredOwner = level.requiredOwner;
@@ -307,7 +306,7 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
         type = TypeOf(folder, name);
     }
     if (type == DT_DIR) {
-        level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}});
+        level.entries.push_back({std::string(name) + "/"});
         return;
     }
     if (type != DT_LNK && type != DT_UNKNOWN && !(type == DT_REG && wanted)) {
@@ -323,22 +322,21 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
         const auto kind = LeadsNowhere(error) ? Found::Kind::kAbsent : Found::Kind::kBlocked;
         // It may have been a file or a folder. The two stand at different places of the order; one
         // of them is enough to be told.
-        level.entries.push_back({name, kind, 0, 0, ErrorText(error)});
-        level.entries.push_back(
-            {std::string(name) + "/", Found::Kind::kAbsent, 0, 0, ErrorText(error)});
+        level.entries.push_back({name, kind, ErrorText(error)});
+        level.entries.push_back({std::string(name) + "/", Found::Kind::kAbsent, ErrorText(error)});
     } else if (S_ISDIR(info.st_mode)) {
-        level.entries.push_back({std::string(name) + "/", std::nullopt, 0, 0, {}, type == DT_LNK});
+        level.entries.push_back({std::string(name) + "/", std::nullopt, {}, type == DT_LNK});
     } else if (S_ISREG(info.st_mode) && wanted) {
         if (owner != 0 && owner != info.st_uid) {
-            level.entries.push_back({name, Found::Kind::kRefused, 0, 0, HomeLinks::kReason});
+            level.entries.push_back({name, Found::Kind::kRefused, HomeLinks::kReason});
             return;
         }
         level.entries.push_back({name,
                                  Found::Kind::kFile,
-                                 info.st_size,
-                                 Microseconds(info.st_mtim),
                                  {},
                                  type == DT_LNK,
+                                 info.st_size,
+                                 Microseconds(info.st_mtim),
                                  {info.st_dev, info.st_ino, level.homeOwner}});
     }
 }
@@ -346,24 +344,22 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
 std::optional<Found> Walk::Take(Entry entry) {
     const std::string path = levels_.back().path + entry.key;
     if (!IsUtf8(entry.key)) {
-        return Found{Found::Kind::kRefused, path, 0, 0, "the name is not UTF-8"};
+        return Other(Found::Kind::kRefused, path, "the name is not UTF-8");
     }
     if (path.size() >= PATH_MAX) {
-        return Found{Found::Kind::kRefused, path, 0, 0, "the path is too long"};
+        return Other(Found::Kind::kRefused, path, "the path is too long");
     }
     if (!entry.kind) {
         return Enter(path, entry.isLink ? Reached::kThroughLink : Reached::kDirectly);
     }
     const Level &level = levels_.back();
-    return Found{*entry.kind,
-                 path,
-                 entry.size,
-                 entry.modified,
-                 std::move(entry.reason),
-                 level.sheets,
-                 level.hasAttributes,
-                 false,
-                 entry.seen};
+    Found found = Other(*entry.kind, path, std::move(entry.reason));
+    found.size = entry.size;
+    found.modified = entry.modified;
+    found.sheets = level.sheets;
+    found.hasAttributes = level.hasAttributes;
+    found.seen = entry.seen;
+    return found;
 }
 
 }  // namespace varnindex

@@ -13,33 +13,28 @@
 #include <utility>
 #include <vector>
 
+#include "varnindex/observe/file_facts.h"
 #include "varnindex/observe/home_links.h"
 #include "varnindex/observe/links.h"
-#include "varnindex/observe/seen_file.h"
+
 #include "varnindex/read/sheets.h"
 #include "varnindex/stop.h"
 
 namespace varnindex {
 
-// One find of the walk.
-struct Found {
+// One find of the walk: of a file its facts but for the owner, of anything else the path; with "/"
+// at its end it stands for everything below that folder.
+struct Found : FileFacts {
     enum class Kind {
         kFile,     // a regular file of a wanted name
         kBlocked,  // what is at `path` could not be looked at
         kAbsent,   // a link leads nowhere
         kEmpty,    // a folder has nothing in it; a disk may be missing there
-        kRefused,  // a name that the library cannot hold, or somebody else's behind a link
+        kRefused,  // a name that the library cannot hold, or another owner's through a link
     };
 
     Kind kind = Kind::kFile;
-    std::string path;                           // with "/" at its end: everything below that folder
-    std::int64_t size = 0;                      // bytes
-    std::int64_t modified = 0;                  // microseconds since 1970, UTC
-    std::string reason;                         // for a person, of all kinds but kFile
-    std::shared_ptr<FolderSheets> sheets = {};  // beside a file; null where there are none
-    bool hasAttributes = false;                 // an extended-attribute folder is beside a file
-    bool isPassedOver = false;                  // of kEmpty: more may be in it than music
-    SeenFile seen = {};                         // of a file
+    std::string reason = {};  // for a person, of all kinds but kFile
 };
 
 // True for a file name, without its folder, that the caller wants to see.
@@ -65,12 +60,12 @@ class Walk {
     // Takes these folders for empty, with all that is in them, where they can be read. Before Next.
     void TakeForEmpty(std::set<std::string> folders) { withoutMusic_ = std::move(folders); }
 
-    // Refuses what others own behind links that lead out of a home. Before Next; it outlives the
+    // Refuses what others own where a link leads out of a home. Before Next; it outlives the
     // walk.
     void Heed(HomeLinks &homes) { homes_ = &homes; }
 
-    // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of which
-    // are no finds: then Stopped is thrown.
+    // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of
+    // which are no finds: then Stopped is thrown.
     std::optional<Found> Next();
 
     // Behind the last find of a walk of all folders.
@@ -78,12 +73,12 @@ class Walk {
 
   private:
     struct Entry {
-        std::string key;  // the name, of a folder with "/" behind it: the order of the walk
-        std::optional<Found::Kind> kind;  // none: a folder to go down into
+        std::string key;  // the name, of a folder with "/" after it: the order of the walk
+        std::optional<Found::Kind> kind = {};  // none: a folder to go down into
+        std::string reason = {};
+        bool isLink = false;
         std::int64_t size = 0;
         std::int64_t modified = 0;
-        std::string reason;
-        bool isLink = false;
         SeenFile seen = {};
     };
     struct Level {
@@ -93,7 +88,7 @@ class Walk {
         std::vector<Entry> entries;  // the next one at the back
         std::shared_ptr<FolderSheets> sheets = {};
         bool hasAttributes = false;
-        bool isLinked = false;       // behind a link
+        bool isLinked = false;       // reached through a link
         unsigned requiredOwner = 0;  // of all that is in it (home_links.h)
         unsigned homeOwner = 0;      // the same
     };
@@ -123,7 +118,7 @@ class Walk {
     StopQuestion isStopped_;
     std::optional<RealRoots> realRoots_;  // once there is a link
     std::vector<Level> levels_;
-    std::set<std::pair<dev_t, ino_t>> seen_;  // folders behind links
+    std::set<std::pair<dev_t, ino_t>> seen_;  // folders reached through links
     LinkChoices links_;
     std::set<std::string> withoutMusic_;
 };

@@ -13,7 +13,7 @@
 #include <vector>
 
 #include "varnindex/compare/known.h"
-#include "varnindex/observe/seen_file.h"
+#include "varnindex/observe/file_facts.h"
 #include "varnindex/read/sheets.h"
 #include "varnindex/read/tags.h"
 #include "varnindex/song.h"
@@ -21,14 +21,7 @@
 namespace varnindex {
 
 // A file to read, with what the library knows of it.
-struct Work {
-    std::string path;
-    std::int64_t size = 0;
-    std::int64_t modified = 0;  // as the library stores it
-    unsigned userid = 0;
-    std::shared_ptr<FolderSheets> sheets = {};
-    bool hasAttributes = false;  // an extended-attribute folder is beside it
-    SeenFile seen = {};
+struct Work : FileFacts {
     KnownRow known = {};  // id 0: none
 };
 

@@ -26,8 +26,6 @@
 #include "varnindex/descriptor.h"
 #include "varnindex/hash.h"
 #include "varnindex/read/names.h"
-#include "varnindex/settle/stars.h"
-#include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
 namespace {
@@ -36,7 +34,9 @@ constexpr const char kLinks[] =
     "SELECT DISTINCT user_id, path FROM playlist_sharing"
     " WHERE playlist_id = 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__'";
 constexpr const char kName[] = "/__VARN_AUDIO_SHARED_SONGS__.m3u";
-constexpr const char kCopyDue[] = "COPY due_entry (path, moved_to) FROM STDIN";
+constexpr const char kEntries[] =
+    "SELECT path || track AS old, moved_to || track AS new FROM (SELECT *, CASE WHEN number < 0"
+    " THEN '' ELSE '_' || number END AS track FROM outbox WHERE moved_to IS NOT NULL AND ";
 constexpr const char kNoteWritten[] =
     "INSERT INTO due_list (path, contents) VALUES ('@VARN:VAR', @VARN:NEVAR)"
     " ON CONFLICT (path) DO UPDATE SET contents = excluded.contents";
@@ -47,33 +47,6 @@ constexpr int kMostTries = 100;
 constexpr std::chrono::milliseconds kPause(50);
 
 using Entries = std::unordered_map<std::string, std::string>;  // old to new
-
-// None with errno set.
-std::optional<std::string> ReadWhole(const Descriptor &file) {
-    struct stat info {};
-    if (::fstat(file.Get(), &info) != 0) {
-        return std::nullopt;
-    }
-    if (static_cast<std::size_t>(info.st_size) > kMostBytes) {
-        errno = EFBIG;
-        return std::nullopt;
-    }
-    std::string text(static_cast<std::size_t>(info.st_size), '\0');
-    std::size_t done = 0;
-    while (done < text.size()) {
-        const ssize_t got =
-            ::pread(file.Get(), text.data() + done, text.size() - done, static_cast<off_t>(done));
-        if (got == 0) {
-            break;
-        }
-        if (got < 0 && errno != EINTR) {
-            return std::nullopt;
-        }
-        done += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
-    }
-    text.resize(done);
-    return text;
-}
 
 // None with errno set.
 Descriptor OpenList(const std::string &list) {
@@ -107,7 +80,7 @@ std::optional<std::string> ReadList(const std::string &list) {
     if (::flock(file.Get(), LOCK_SH | LOCK_NB) != 0 || ::flock(file.Get(), LOCK_UN) != 0) {
         return std::nullopt;
     }
-    return ReadWhole(file);
+    return ReadWhole(file, kMostBytes);
 }
 
 bool IsAt(const std::string &path, const Descriptor &file) {
@@ -130,7 +103,7 @@ bool WriteInPlace(const Descriptor &file, std::string_view text) {
             ::ftruncate(file.Get(), size) != 0) {
             return false;
         }
-        if (ReadWhole(file) == text) {
+        if (ReadWhole(file, kMostBytes) == text) {
             return true;
         }
     }
@@ -150,7 +123,7 @@ bool ReplaceList(const std::string &list, std::string_view old, std::string_view
     if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
         return false;
     }
-    const std::optional<std::string> now = ReadWhole(file);
+    const std::optional<std::string> now = ReadWhole(file, kMostBytes);
     if (!now) {
         return false;
     }
@@ -235,67 +208,38 @@ std::set<std::string> OwnLists(Database &database) {
     return lists;
 }
 
-void AppendDue(std::string &rows, const std::string &from, const std::string &to) {
-    AppendEscaped(rows, from);
-    rows += '\t';
-    AppendEscaped(rows, to);
-    rows += '\n';
-}
-
-Entries DueEntries(Database &database, const std::string &condition) {
-    const Rows rows =
-        database.Query("SELECT path, moved_to FROM due_entry WHERE (" + condition + ")");
+// No line can have a path with a line break.
+Entries EntriesThatMove(Database &database, const std::string &condition) {
+    const Rows rows = database.Query(kEntries + condition + ") due");
     Entries moves;
     for (int row = 0; row < rows.Count(); ++row) {
-        moves.emplace(rows.Field(row, "path"), rows.Field(row, "moved_to"));
+        const std::string_view to = rows.Field(row, "new");
+        if (to.find_first_of("\r\n") == to.npos) {
+            moves.emplace(rows.Field(row, "old"), to);
+        }
     }
     return moves;
 }
 
-void ForgetDue(Database &database, const std::string &condition,
-               const std::set<std::string> &lists) {
-    Transaction transaction(database);
-    database.Execute("DELETE FROM due_entry WHERE (" + condition + ")");
-    for (const std::string &list : lists) {
-        database.Execute(Made(varn::Sql("DELETE FROM due_list WHERE path = '@VARN:VAR'", list)));
-    }
-    transaction.Commit();
-}
-
 }  // namespace
 
-void NoteEntries(Database &database, const std::vector<MovedSong> &songs) {
-    std::string rows;
-    for (const MovedSong &song : songs) {
-        if (song.to.find_first_of("\r\n") != song.to.npos) {
-            continue;  // no line can have that
-        }
-        AppendDue(rows, song.from, song.to);
-        for (const int number : song.numbers) {
-            AppendDue(rows, TrackRecordPath(song.from, number), TrackRecordPath(song.to, number));
-        }
-    }
-    if (!rows.empty() && database.Query(std::string(kLinks) + " LIMIT 1").Count() > 0) {
-        database.CopyIn(kCopyDue, rows);
-    }
-}
-
-std::vector<std::string> SettleSharedLists(Database &database, const Scope &scope) {
-    std::vector<std::string> problems;
-    const std::string condition = ScopeCondition(scope, true);
-    const Entries moves = DueEntries(database, condition);
-    if (moves.empty()) {
-        return problems;
-    }
+std::set<std::string> SettleSharedLists(Database &database, const std::string &condition,
+                                        std::vector<std::string> &problems) {
     const std::set<std::string> lists = OwnLists(database);
+    const Entries moves = lists.empty() ? Entries() : EntriesThatMove(database, condition);
     for (const std::string &list : lists) {
         if (!MoveIn(database, list, moves)) {
             problems.push_back(Printable(list) + ": songs that have moved are lost from it: " +
                                std::generic_category().message(errno));
         }
     }
-    ForgetDue(database, condition, lists);
-    return problems;
+    return lists;
+}
+
+void ForgetWritten(Database &database, const std::set<std::string> &lists) {
+    for (const std::string &list : lists) {
+        database.Execute(Made(varn::Sql("DELETE FROM due_list WHERE path = '@VARN:VAR'", list)));
+    }
 }
 
 }  // namespace varnindex

@@ -97,20 +97,23 @@ std::string TrackRecordPath(const std::string &path, int track) {
     return path + "_" + std::to_string(track);
 }
 
-std::vector<Star> ReadStars(const std::string &path) {
+std::vector<Star> ParseStars(std::string_view text) {
     std::vector<Star> stars;
-    const std::optional<std::string> eaDir = EaDirOf(path);
-    const std::string text = eaDir ? ReadRecord(*eaDir) : "";
     std::unordered_set<int> users;
-    for (std::string_view rest = text; !rest.empty() && users.size() < kMostUsers;) {
-        const std::string_view line = rest.substr(0, rest.find('\n'));
-        rest.remove_prefix(std::min(rest.size(), line.size() + 1));
+    while (!text.empty() && users.size() < kMostUsers) {
+        const std::string_view line = text.substr(0, text.find('\n'));
+        text.remove_prefix(std::min(text.size(), line.size() + 1));
         const auto star = ParseLine(line);
         if (star && users.insert(star->userid).second) {
             stars.push_back(*star);
         }
     }
     return stars;
+}
+
+std::vector<Star> ReadStars(const std::string &path) {
+    const std::optional<std::string> eaDir = EaDirOf(path);
+    return eaDir ? ParseStars(ReadRecord(*eaDir)) : std::vector<Star>();
 }
 
 bool StoreStars(const std::string &path, const std::vector<Star> &stars) {

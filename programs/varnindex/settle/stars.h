@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "varnindex/song.h"
@@ -11,10 +12,13 @@ namespace varnindex {
 // The path that the record of a cue sheet's track is kept under.
 std::string TrackRecordPath(const std::string &path, int track);
 
+// The stars in the text of a record: a line `USERID=STARS` or `USERID="STARS"` for each user.
+// Anything else means nothing, because everybody may write there. The first 1000 users count.
+std::vector<Star> ParseStars(std::string_view text);
+
 // The stars in the record of `path`, which lies in the extended-attribute folder of that name. A
-// record that is missing or cannot be read has none, and whatever is in it that is no user's star
-// count means nothing: everybody may write there. At most 64 KiB and the first 1000 users are read, of
-// a plain file in folders that are no links.
+// record that is missing or cannot be read has none. At most 64 KiB are read, of a plain file in
+// folders that are no links.
 std::vector<Star> ReadStars(const std::string &path);
 
 // Makes these stars the record of `path`: the file is replaced whole, or removed where there are

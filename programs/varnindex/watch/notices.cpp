@@ -19,7 +19,8 @@ namespace {
 using varn::notify::Notice;
 using varn::notify::ParseLine;
 
-constexpr const char *kPackageAccount = "Tonvale";
+// A larger spool is refused: a scan of everything does what it asks for.
+constexpr std::size_t kMostBytes = 256U << 20;
 
 std::string SpoolPath() {
     return SystemPath(varn::path::kNotifySpool);
@@ -52,20 +53,12 @@ Descriptor OpenPlain(const std::string &path, int flags) {
     return fd;
 }
 
-std::string ReadWhole(const Descriptor &fd, const std::string &path) {
-    std::string text;
-    std::array<char, 16384> block;
-    for (;;) {
-        const ssize_t got = ::read(fd.Get(), block.data(), block.size());
-        if (got == 0) {
-            return text;
-        }
-        if (got > 0) {
-            text.append(block.data(), static_cast<std::size_t>(got));
-        } else if (errno != EINTR) {
-            throw SystemError(path);
-        }
+std::string ReadText(const Descriptor &fd, const std::string &path) {
+    auto text = ReadWhole(fd, kMostBytes);
+    if (!text) {
+        throw SystemError(path);
     }
+    return std::move(*text);
 }
 
 void WriteWhole(const Descriptor &fd, std::string_view text, const std::string &path) {
@@ -106,7 +99,7 @@ Descriptor OpenTaken() {
     }
 }
 
-// Moves the spooled lines behind those that were taken before. Cut short, it leaves them at both
+// Moves the spooled lines to those that were taken before. Cut short, it leaves them at both
 // places and perhaps a cut line, which the next text ends first.
 void MoveAside(const Descriptor &taken) {
     const std::string path = SpoolPath();
@@ -115,7 +108,7 @@ void MoveAside(const Descriptor &taken) {
         return;
     }
     Lock(spool, path);
-    const std::string text = ReadWhole(spool, path);
+    const std::string text = ReadText(spool, path);
     WriteWhole(taken, "\n" + text, TakenPath());
     if (::fdatasync(taken.Get()) != 0 || ::ftruncate(spool.Get(), 0) != 0) {
         throw SystemError(path);
@@ -141,7 +134,7 @@ Requests ParseSpool(std::string_view text) {
 Descriptor Listen(const std::string &path) {
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    // Linux needs no NUL behind a path that fills its field, as below the longest root.
+    // Linux needs no NUL after a path that fills its field.
     if (path.size() > sizeof address.sun_path) {
         errno = ENAMETOOLONG;
         throw SystemError(path);
@@ -186,10 +179,7 @@ SpooledNotices TakeSpooledNotices() {
     notices.taken_ = OpenTaken();
     if (notices.taken_) {
         MoveAside(notices.taken_);
-        if (::lseek(notices.taken_.Get(), 0, SEEK_SET) != 0) {
-            throw SystemError(TakenPath());
-        }
-        notices.requests_ = ParseSpool(ReadWhole(notices.taken_, TakenPath()));
+        notices.requests_ = ParseSpool(ReadText(notices.taken_, TakenPath()));
     }
     return notices;
 }

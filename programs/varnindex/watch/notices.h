@@ -1,5 +1,5 @@
-// The library's notices about changed files: those that arrive now and those that were spooled while
-// nobody listened.
+// The library's notices about changed files: those that arrive now and those that were spooled
+// while nobody listened.
 #pragma once
 
 #include <optional>
@@ -62,7 +62,8 @@ class NoticeSocket {
     // To poll for reading.
     int Get() const { return socket_.Get(); }
 
-    // The next notice that has arrived; none when there is no more. What is no notice is passed over.
+    // The next notice that has arrived; none when there is no more. What is no notice is passed
+    // over.
     std::optional<varn::notify::Notice> Receive();
 
   private:

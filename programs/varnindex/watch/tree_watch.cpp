@@ -193,37 +193,21 @@ void TreeWatch::RemoveTree(const std::string &path) {
     std::erase_if(unwatched_, isIn);
 }
 
-// The system has ended a watch: its folder is gone, or what it was on was unmounted. Returns the
-// paths that it was for.
-std::set<std::string> TreeWatch::Forget(int watch) {
-    const auto found = paths_.find(watch);
-    std::set<std::string> paths;
-    if (found != paths_.end()) {
-        paths = std::move(found->second);
-        for (const std::string &path : paths) {
+// The system has ended a watch: its folder is gone, or what it was on was unmounted. The paths
+// stay, for CheckMounts or until their folder tells that they are gone.
+void TreeWatch::Forget(int watch) {
+    if (const auto ended = paths_.extract(watch)) {
+        for (const std::string &path : ended.mapped()) {
             if (const auto at = watches_.find(path);
                 at != watches_.end() && at->second.watch == watch) {
-                watches_.erase(at);
+                at->second.identity = Identity();
             }
             if (const auto root = roots_.find(path); root != roots_.end()) {
                 root->second = Identity();
             }
         }
-        paths_.erase(found);
     }
     fileFolders_.erase(watch);
-    return paths;
-}
-
-// What a disk was mounted on is there again, and another disk may be mounted on it. Of folders of
-// the disk nothing is left.
-void TreeWatch::AddMountPoints(const std::set<std::string> &paths, std::set<std::string> &changed) {
-    for (const std::string &path : paths) {
-        if (!roots_.contains(path) && IdentityOf(path) != Identity()) {
-            AddTree(path);
-            changed.insert(path);
-        }
-    }
 }
 
 void TreeWatch::CheckMounts(std::set<std::string> &changed) {
@@ -299,14 +283,8 @@ void TreeWatch::Handle(const inotify_event &event, std::string_view name,
             HandleIn(folder, name, event.mask, changed);
         }
     }
-    if ((event.mask & IN_UNMOUNT) != 0) {
-        unmounted_.insert(event.wd);
-    }
     if ((event.mask & IN_IGNORED) != 0) {
-        const std::set<std::string> paths = Forget(event.wd);
-        if (unmounted_.erase(event.wd) > 0) {
-            AddMountPoints(paths, changed);
-        }
+        Forget(event.wd);
     }
 }
 

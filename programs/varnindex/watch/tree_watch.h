@@ -36,9 +36,9 @@ class TreeWatch {
     // folder that holds it must exist; false when it cannot be watched.
     bool AddFile(const std::string &path);
 
-    // Watches the folders that are others than before, because a disk was mounted or unmounted there,
-    // and adds their paths to what changed. The system tells nothing of these: to be called when its
-    // table of mounts has changed.
+    // Watches the folders that are others than before, because a disk was mounted or unmounted
+    // there, and adds their paths to what changed. The system tells nothing of these: to be called
+    // when its table of mounts has changed.
     void CheckMounts(std::set<std::string> &changed);
 
     // Reads the events that have arrived and adds the changed paths: a file, or a folder whose
@@ -65,8 +65,7 @@ class TreeWatch {
     void AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay);
     bool AddFolder(const std::string &path, Reached reached, const Identity &identity);
     void RemoveTree(const std::string &path);
-    std::set<std::string> Forget(int watch);
-    void AddMountPoints(const std::set<std::string> &paths, std::set<std::string> &changed);
+    void Forget(int watch);
     void RebuildAfterOverflow(std::set<std::string> &changed);
     void Handle(const inotify_event &event, std::string_view name, std::set<std::string> &changed);
     void HandleIn(const std::string &folder, std::string_view name, std::uint32_t mask,
@@ -84,7 +83,6 @@ class TreeWatch {
     // One folder has one watch, through however many links it is reached.
     std::map<int, std::set<std::string>> paths_;
     std::map<std::string, Watched> watches_;
-    std::set<int> unmounted_;  // watches that the system is about to end
     std::set<std::string> files_;
     std::map<int, std::string> fileFolders_;
     std::set<std::string> unwatched_;

@@ -48,6 +48,13 @@ void Say(const std::string &text) {
     std::cerr << "varnindex: " << text << std::endl;
 }
 
+// `last` is what was said last of the matter.
+void SayOnce(std::string &last, const std::string &text) {
+    if (std::exchange(last, text) != text) {
+        Say(text);
+    }
+}
+
 // ---- the end -----------------------------------------------------------------------------------
 
 constexpr std::array kStopSignals = {SIGTERM, SIGINT};
@@ -212,7 +219,6 @@ class Watcher {
     void FinishSpooled();
     JobResult Do(const Batch &batch);
     bool Try(const Batch &batch);
-    void SayOnce(const std::string &text);
     Clock::time_point NextWork() const { return std::max(batch_.Due(), pauses_.Until()); }
 
     const WatchJobs &jobs_;
@@ -226,9 +232,9 @@ class Watcher {
     Pauses pauses_;
     bool mountsChanged_ = false;
     bool databaseAway_ = false;
-    std::string hindrance_;  // what was said last of why the batch is not done
-    bool limitTold_ = false;
-    std::string spoolProblem_;
+    std::string hindrance_;     // what was said last of why the batch is not done
+    std::string limitProblem_;  // the same of folders that are not watched
+    std::string spoolProblem_;  // the same of the spool
     Clock::time_point nextCheck_;
     Clock::time_point nextRescan_ = Clock::now() + kRescanUnwatchedEvery;
 };
@@ -354,15 +360,13 @@ void Watcher::CheckFolders() {
 
 void Watcher::CheckUnwatched() {
     if (tree_.Unwatched().empty()) {
-        limitTold_ = false;
+        limitProblem_.clear();
         return;
     }
-    if (!limitTold_) {
-        limitTold_ = true;
-        Say("the system's limit of watched folders (fs.inotify.max_user_watches) is reached; " +
-            Printable(*tree_.Unwatched().begin()) + " and others are looked at every " +
-            std::to_string(kRescanUnwatchedEvery.count()) + " minutes instead");
-    }
+    SayOnce(limitProblem_,
+            "the system's limit of watched folders (fs.inotify.max_user_watches) is reached; " +
+                Printable(*tree_.Unwatched().begin()) + " and others are looked at every " +
+                std::to_string(kRescanUnwatchedEvery.count()) + " minutes instead");
     if (Clock::now() >= nextRescan_) {
         for (const std::string &path : tree_.Unwatched()) {
             batch_.AddPath(path);
@@ -384,9 +388,7 @@ void Watcher::TakeSpool() {
         }
         spoolProblem_.clear();
     } catch (const std::system_error &error) {
-        if (std::exchange(spoolProblem_, error.what()) != error.what()) {
-            Say(std::string("cannot read the spooled notices: ") + error.what());
-        }
+        SayOnce(spoolProblem_, std::string("cannot read the spooled notices: ") + error.what());
     }
 }
 
@@ -412,9 +414,10 @@ bool Watcher::Try(const Batch &batch) {
             Say("the database is back");
         }
         if (result == JobResult::kIndexerBusy) {
-            SayOnce("another indexer is at work on this library; this one goes on when it is done");
+            SayOnce(hindrance_,
+                    "another indexer is at work on this library; this one goes on when it is done");
         } else if (result == JobResult::kNothingIndexed) {
-            SayOnce("no folder is indexed; what has changed is looked at when one is");
+            SayOnce(hindrance_, "no folder is indexed; what has changed is looked at when one is");
         }
         return result == JobResult::kDone;
     } catch (const Stopped &) {
@@ -424,15 +427,10 @@ bool Watcher::Try(const Batch &batch) {
                 error.what());
         }
     } catch (const std::system_error &error) {
-        SayOnce(std::string("cannot index, and tries again from time to time: ") + error.what());
+        SayOnce(hindrance_,
+                std::string("cannot index, and tries again from time to time: ") + error.what());
     }
     return false;
-}
-
-void Watcher::SayOnce(const std::string &text) {
-    if (std::exchange(hindrance_, text) != text) {
-        Say(text);
-    }
 }
 
 void Watcher::FinishSpooled() {

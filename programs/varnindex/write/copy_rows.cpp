@@ -84,6 +84,14 @@ std::string Timestamp(std::int64_t microseconds) {
     return {text.data(), static_cast<std::size_t>(length)};
 }
 
+std::string IdList(const std::vector<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ",") + std::to_string(id);
+    }
+    return list;
+}
+
 void AppendEscaped(std::string &out, std::string_view value) {
     for (const char c : value) {
         switch (c) {
@@ -103,6 +111,12 @@ void AppendEscaped(std::string &out, std::string_view value) {
                 out += c;
         }
     }
+}
+
+std::string Escaped(std::string_view value) {
+    std::string escaped;
+    AppendEscaped(escaped, value);
+    return escaped;
 }
 
 void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind) {

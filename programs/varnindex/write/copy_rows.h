@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "varnindex/song.h"
 
@@ -52,7 +53,11 @@ std::int64_t StorableTime(std::int64_t microseconds);
 // The same as the database writes it.
 std::string Timestamp(std::int64_t microseconds);
 
-// Escapes one value of a COPY in text format.
+// Ids in decimal, with commas between them.
+std::string IdList(const std::vector<int> &ids);
+
+// One value of a COPY in text format.
 void AppendEscaped(std::string &out, std::string_view value);
+std::string Escaped(std::string_view value);
 
 }  // namespace varnindex

@@ -1,23 +1,85 @@
 #include "varnindex/write/lists.h"
 
 #include <fcntl.h>
+#include <json/reader.h>
+#include <json/writer.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
-#include <string_view>
+#include <memory>
+#include <unordered_map>
 
+#include "varn/sql.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/hash.h"
 #include "varnindex/observe/file_names.h"
-#include "varnindex/write/moved_lists.h"
+#include "varnindex/read/names.h"
+#include "varnindex/read/sheets.h"
+#include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
 namespace {
 
-// Of a longer list the beginning and the size tell it from others.
+// A longer list is not known again when it was moved.
 constexpr std::size_t kMostBytes = 16U << 20;
+
+constexpr const char kMoved[] =
+    "CREATE TEMP TABLE moved_list (id integer PRIMARY KEY, old text, new text)";
+
+// Both sides are numbered among those that cannot be told apart, so that each is taken once.
+constexpr const char kFindMoved[] =
+    "INSERT INTO moved_list SELECT g.id, g.path, f.path FROM"
+    " (SELECT id, path, userid, contents, key, row_number() OVER"
+    " (PARTITION BY userid, contents, key ORDER BY path COLLATE \"C\") AS number"
+    " FROM gone_list t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE contents IS NOT NULL"
+    " AND NOT EXISTS (SELECT FROM moved_list m WHERE m.id = t.id)) g"
+    " JOIN (SELECT path, userid, contents, key, row_number() OVER"
+    " (PARTITION BY userid, contents, key ORDER BY path COLLATE \"C\") AS number"
+    " FROM found_list t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE is_new"
+    " AND contents IS NOT NULL AND NOT EXISTS (SELECT FROM moved_list m WHERE m.new = t.path)) f"
+    " USING (userid, contents, key, number)";
+constexpr const char *kKeys[] = {"regexp_replace(path, '^.*/', '')", "mdate::text"};
+
+// A row that the library has changed since the scan began is its own.
+constexpr const char kMove[] =
+    "WITH moved AS (UPDATE @VARN:NEVAR t SET path = m.new FROM moved_list m WHERE t.id = m.id"
+    " AND t.path = m.old AND NOT EXISTS (SELECT FROM @VARN:NEVAR o WHERE o.path = m.new)"
+    " RETURNING m.old, m.new) UPDATE playlist_sharing s SET path = moved.new FROM moved"
+    " WHERE s.path = moved.old";
+constexpr const char kRemove[] =
+    "DELETE FROM @VARN:NEVAR t USING gone_list g WHERE t.id = g.id AND t.path = g.path"
+    " AND g.folder IS NULL";
+constexpr const char kUpdate[] =
+    "UPDATE @VARN:NEVAR t SET title = f.title, album = f.album, mdate = f.mdate@VARN:NEVAR"
+    " FROM found_list f WHERE f.path = t.path AND @VARN:NEVAR"
+    " AND (t.title, t.album, t.mdate) IS DISTINCT FROM (f.title, f.album, f.mdate)";
+constexpr const char kInsert[] =
+    "INSERT INTO @VARN:NEVAR (@VARN:NEVAR) SELECT @VARN:NEVAR FROM found_list f WHERE is_new"
+    " AND @VARN:NEVAR AND NOT EXISTS (SELECT FROM @VARN:NEVAR t WHERE f.path = t.path"
+    " AND @VARN:NEVAR) ORDER BY path";
+constexpr const char kStoreContents[] =
+    "DELETE FROM list_contents c WHERE NOT EXISTS (SELECT FROM playlist t WHERE t.id = c.id)"
+    " AND NOT EXISTS (SELECT FROM personal_playlist t WHERE t.id = c.id);"
+    "INSERT INTO list_contents SELECT t.id, f.contents FROM (SELECT id, path, 0 AS userid FROM"
+    " playlist UNION ALL SELECT id, path, userid FROM personal_playlist) t"
+    " JOIN found_list f USING (path, userid) WHERE f.contents IS NOT NULL"
+    " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents;"
+    "DELETE FROM list_contents USING found_list f JOIN (SELECT id, path, 0 AS userid FROM playlist"
+    " UNION ALL SELECT id, path, userid FROM personal_playlist) t USING (path, userid)"
+    " WHERE f.contents IS NULL AND list_contents.id = t.id";
+
+// The shared table has no owner.
+struct Table {
+    const char *name;
+    const char *alsoSet;
+    const char *columns;
+    const char *isWanted;  // of the found list "f"
+    const char *isSame;    // the owner of the found list "f" and of the row "t"
+};
+constexpr Table kTables[] = {
+    {"playlist", "", "path, title, album, mdate", "f.userid = 0", "f.userid = 0"},
+    {"personal_playlist", ", updated = true", "userid, path, title, album, mdate", "f.userid <> 0",
+     "f.userid = t.userid"}};
 
 // A hash of what is in a list; 0 where that cannot be read, or may not be what was seen.
 std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
@@ -26,68 +88,123 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
     if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode) || !seen.MayBe(info)) {
         return 0;
     }
-    std::string text(std::min<std::size_t>(info.st_size, kMostBytes), '\0');
-    if (::read(fd.Get(), text.data(), text.size()) != static_cast<ssize_t>(text.size())) {
-        return 0;  // it is being written
+    const std::optional<std::string> text = ReadWhole(fd, kMostBytes);
+    return text ? Hasher().Add(*text).Add(static_cast<std::int64_t>(text->size())).Value() : 0;
+}
+
+std::string NumberOrNull(std::int64_t number) {
+    return number != 0 ? std::to_string(number) : "\\N";
+}
+
+// The path in the criteria of a pin; null where there is none.
+Json::Value *PathOf(Json::Value &criteria, const std::string &text) {
+    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
+    try {
+        if (reader->parse(text.data(), text.data() + text.size(), &criteria, nullptr) &&
+            criteria.isObject() && criteria["path"].isString()) {
+            return &criteria["path"];
+        }
+    } catch (const Json::Exception &) {  // nested too deep
     }
-    return Hasher().Add(text).Add(static_cast<std::int64_t>(info.st_size)).Value();
+    return nullptr;
 }
 
-// Notes a list that stays without a file with the folder that was emptied.
-void CountLeft(EmptiedFolder &folder, const std::string &path) {
-    ++folder.lists;
-    folder.sheets += IsSheetName(path) ? 1 : 0;
-}
-
-std::optional<std::size_t> NumberOrNone(std::int64_t number) {
-    return number < 0 ? std::nullopt : std::optional(static_cast<std::size_t>(number));
+// The criteria are stored and compared as text in this form.
+void MovePins(Database &database) {
+    std::unordered_map<std::string, std::string> moved;
+    const Rows lists = database.Query("SELECT old, new FROM moved_list");
+    for (int row = 0; row < lists.Count(); ++row) {
+        moved.emplace(lists.Field(row, "old"), lists.Field(row, "new"));
+    }
+    Json::StreamWriterBuilder compact;
+    compact["indentation"] = "";
+    const Rows pins = database.Query("SELECT id, criteria FROM pin WHERE type = 'playlist'");
+    for (int row = 0; row < pins.Count(); ++row) {
+        Json::Value criteria;
+        Json::Value *const path = PathOf(criteria, pins.Field(row, "criteria"));
+        const auto move = path != nullptr ? moved.find(path->asString()) : moved.end();
+        if (move != moved.end()) {
+            *path = move->second;
+            database.Execute(
+                Made(varn::Sql("UPDATE pin SET criteria = '@VARN:VAR' WHERE id = '@VARN:VAR'",
+                               Json::writeString(compact, criteria), pins.Field(row, "id"))));
+        }
+    }
 }
 
 }  // namespace
+
+Lists::Lists(Database &database, FolderRows &folders, SecondLook &secondLook, Reporter &reporter)
+    : database_(database),
+      folders_(folders),
+      secondLook_(secondLook),
+      reporter_(reporter),
+      foundTable_(database, "found_list",
+                  "is_new boolean, userid integer, path text, title text, album text,"
+                  " mdate timestamp, contents bigint"),
+      goneTable_(database, "gone_list",
+                 "id integer, userid integer, path text, mdate timestamp, contents bigint,"
+                 " folder integer") {}
 
 ListCounts &Lists::CountsOf(const std::string &path) {
     return IsSheetName(path) ? sheets_ : playlists_;
 }
 
-void Lists::Found(const Work &work) {
+void Lists::AddFound(const Work &work) {
+    folders_.NoteFile(work.path, work.userid);
     ListCounts &counts = CountsOf(work.path);
     const bool isNew = work.known.id == 0;
     const bool isSame = !isNew && work.known.modified == work.modified;
-    const std::int64_t contents =
-        isSame && work.known.contents != 0 ? work.known.contents : ContentsOf(work.path, work.seen);
-    places_.NoteList(work.path, work.modified, work.userid, contents);
+    if (isSame) {
+        ++counts.unchanged;
+    } else if (isNew) {
+        ++counts.added;
+        if (reporter_.ListsChanges()) {
+            added_.insert(work.path);
+        }
+    } else {
+        reporter_.Tell("changed", work.path);
+        ++counts.changed;
+    }
     if (work.sheets && !isSame) {
         for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
             reporter_.Warn(problem);
         }
     }
-    if (isNew) {
-        ++counts.added;
-        if (reporter_.ListsChanges()) {
-            added_.insert(work.path);
-        }
-    } else if (!isSame) {
-        reporter_.Tell("changed", work.path);
-        ++counts.changed;
-    } else {
-        ++counts.unchanged;
+    if (!isSame || work.known.contents == 0) {
+        const std::string name = NameOf(work.path);
+        foundTable_.Add(
+            (isNew ? "t\t" : "f\t") + std::to_string(work.userid) + '\t' + Escaped(work.path) +
+            '\t' + Escaped(CleanName(name.substr(0, name.rfind('.')))) + '\t' +
+            Escaped(CleanName(NameOf(FolderOf(work.path)))) + '\t' + Timestamp(work.modified) +
+            '\t' + NumberOrNull(ContentsOf(work.path, work.seen)));
     }
 }
 
-void Lists::Gone(const KnownRow &row, std::optional<std::size_t> emptied) {
-    places_.NoteGoneList(row.id, emptied);
+void Lists::AddGone(const KnownRow &row, std::optional<std::size_t> folder) {
+    goneTable_.Add(std::to_string(row.id) + '\t' + std::to_string(row.userid) + '\t' +
+                   Escaped(row.path) + '\t' + Timestamp(row.modified) + '\t' +
+                   NumberOrNull(row.contents) + '\t' + (folder ? std::to_string(*folder) : "\\N"));
 }
 
-void Lists::Settle(std::vector<EmptiedFolder> &emptied) {
-    places_.Flush();
-    SettleThoseBack(emptied);
-    SettleMoved();
-    SettleLeft(emptied);
+void Lists::Settle(std::vector<KeptRows> &emptied) {
+    const bool isAnyFound = foundTable_.Flush();
+    if (goneTable_.Flush()) {
+        KeepThoseBack();
+        database_.Execute(kMoved);
+        if (isAnyFound) {
+            FindMoved();
+        }
+        CountLeft(emptied);
+    }
+    for (const std::string &path : added_) {
+        reporter_.Tell("added", path);
+    }
 }
 
-// What lies in the mount point of a disk that is away was never gone, and stays with what was.
-void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
-    const Rows rows = places_.GoneLists();
+// What lies in the mount point of a disk that is away was never gone.
+void Lists::KeepThoseBack() {
+    const Rows rows = database_.Query("SELECT id, path, userid FROM gone_list");
     std::vector<int> back;
     for (int row = 0; row < rows.Count(); ++row) {
         KnownRow list;
@@ -95,47 +212,65 @@ void Lists::SettleThoseBack(std::vector<EmptiedFolder> &emptied) {
         list.path = rows.Field(row, "path");
         list.userid = static_cast<unsigned>(rows.Number(row, "userid"));
         list.isList = true;
-        if (!secondLook_.IsBack(list)) {
-            continue;
-        }
-        const auto folder = NumberOrNone(rows.Number(row, "emptied"));
-        if (folder) {
-            emptied.at(*folder).isBack = true;
-            CountLeft(emptied.at(*folder), list.path);
-        } else {
+        if (secondLook_.KeepIfBack(list)) {
             ++CountsOf(list.path).unchanged;
-            places_.KeepList(list.id);
+            back.push_back(list.id);
         }
-        back.push_back(list.id);
     }
-    places_.ForgetGoneLists(back);
-}
-
-void Lists::SettleMoved() {
-    std::vector<int> moved;
-    for (const MovedList &list : FindMovedLists(database_)) {
-        reporter_.Tell("moved to", list.to);
-        added_.erase(list.to);
-        moved.push_back(list.id);
-        --CountsOf(list.to).added;
-        ++CountsOf(list.to).moved;
-    }
-    places_.ForgetGoneLists(moved);
-    for (const std::string &path : added_) {
-        reporter_.Tell("added", path);
+    if (!back.empty()) {
+        database_.Execute("DELETE FROM gone_list WHERE id = ANY ('{" + IdList(back) + "}')");
     }
 }
 
-void Lists::SettleLeft(std::vector<EmptiedFolder> &emptied) {
-    const Rows rows = places_.GoneLists();
+void Lists::FindMoved() {
+    for (const char *key : kKeys) {
+        database_.Execute(Made(varn::Sql(kFindMoved, key, key)));
+    }
+    const Rows rows = database_.Query("SELECT new FROM moved_list ORDER BY new");
     for (int row = 0; row < rows.Count(); ++row) {
-        if (const auto folder = NumberOrNone(rows.Number(row, "emptied"))) {
-            CountLeft(emptied.at(*folder), rows.Field(row, "path"));
+        const std::string path = rows.Field(row, "new");
+        reporter_.Tell("moved to", path);
+        added_.erase(path);
+        --CountsOf(path).added;
+        ++CountsOf(path).moved;
+    }
+}
+
+void Lists::CountLeft(std::vector<KeptRows> &emptied) {
+    const Rows rows = database_.Query(
+        "SELECT path, coalesce(folder, -1) AS folder FROM gone_list g WHERE NOT EXISTS"
+        " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"");
+    for (int row = 0; row < rows.Count(); ++row) {
+        if (const auto folder = rows.Number(row, "folder"); folder >= 0) {
+            ++emptied.at(static_cast<std::size_t>(folder)).lists;
         } else {
             reporter_.Tell("removed", rows.Field(row, "path"));
             ++CountsOf(rows.Field(row, "path")).removed;
         }
     }
+}
+
+void Lists::Store() {
+    const bool isAnyFound = foundTable_.Flush();
+    const bool isAnyGone = goneTable_.Flush();
+    if (!isAnyFound && !isAnyGone) {
+        return;
+    }
+    foundTable_.Make();
+    Transaction transaction(database_);
+    for (const auto &[name, alsoSet, columns, isWanted, isSame] : kTables) {
+        if (isAnyGone) {
+            database_.Execute(Made(varn::Sql(kMove, name, name)));
+            database_.Execute(Made(varn::Sql(kRemove, name)));
+        }
+        database_.Execute(Made(varn::Sql(kUpdate, name, alsoSet, isSame)));
+        database_.Execute(Made(varn::Sql(kInsert, name, columns, columns, isWanted, name, isSame)));
+    }
+    if (isAnyGone) {
+        MovePins(database_);
+    }
+    database_.Execute(kStoreContents);
+    transaction.Commit();
 }
 
 }  // namespace varnindex

@@ -1,5 +1,4 @@
-// The playlists and cue sheets of a scan: what is counted and told of them, and what becomes of the
-// rows without a file.
+// The rows of playlists and cue sheets, shared and personal.
 #pragma once
 
 #include <cstddef>
@@ -11,10 +10,10 @@
 #include "varnindex/compare/known.h"
 #include "varnindex/compare/second_look.h"
 #include "varnindex/database.h"
-#include "varnindex/match/gone.h"
 #include "varnindex/read/readers.h"
 #include "varnindex/reporter.h"
-#include "varnindex/write/places.h"
+#include "varnindex/temp_table.h"
+#include "varnindex/write/folder_rows.h"
 
 namespace varnindex {
 
@@ -29,34 +28,41 @@ struct ListCounts {
     bool Any() const { return AnyChange() || unchanged > 0; }
 };
 
+// A row without a file goes to a new list of the same owner and contents that has its name, else to
+// one of its time; share links and pins follow. Gathers what has changed in temporary tables.
 class Lists {
   public:
     // All of these outlive it.
-    Lists(Database &database, Places &places, SecondLook &secondLook, Reporter &reporter)
-        : database_(database), places_(places), secondLook_(secondLook), reporter_(reporter) {}
+    Lists(Database &database, FolderRows &folders, SecondLook &secondLook, Reporter &reporter);
 
-    void Found(const Work &work);
+    // A list, with its row if there is one. Throws DatabaseError, as all below.
+    void AddFound(const Work &work);
 
-    // A row without a file; `emptied` as in GoneRows::Add.
-    void Gone(const KnownRow &row, std::optional<std::size_t> emptied);
+    // A row without a file. With `folder`, the number of an emptied folder, it is not removed.
+    void AddGone(const KnownRow &row, std::optional<std::size_t> folder);
 
-    // Behind all of these: finds out what has moved, and which files are there again. Notes how many
-    // lists of each emptied folder stay without a file. Throws DatabaseError.
-    void Settle(std::vector<EmptiedFolder> &emptied);
+    // After all of these: finds out what has moved, and which files are there again. Tells how many
+    // lists of each emptied folder were not found elsewhere.
+    void Settle(std::vector<KeptRows> &emptied);
+
+    // Writes the rows, in one transaction.
+    void Store();
 
     const ListCounts &Playlists() const { return playlists_; }
     const ListCounts &Sheets() const { return sheets_; }
 
   private:
-    void SettleMoved();
-    void SettleThoseBack(std::vector<EmptiedFolder> &emptied);
-    void SettleLeft(std::vector<EmptiedFolder> &emptied);
+    void KeepThoseBack();
+    void FindMoved();
+    void CountLeft(std::vector<KeptRows> &emptied);
     ListCounts &CountsOf(const std::string &path);
 
     Database &database_;
-    Places &places_;
+    FolderRows &folders_;
     SecondLook &secondLook_;
     Reporter &reporter_;
+    TempTable foundTable_;
+    TempTable goneTable_;
     ListCounts playlists_;
     ListCounts sheets_;
     std::set<std::string> added_;  // while the changes are listed

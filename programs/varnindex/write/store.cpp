@@ -7,7 +7,7 @@
 
 #include "varn/sql.h"
 #include "varnindex/read/readers.h"
-#include "varnindex/settle/shared_lists.h"
+#include "varnindex/settle/outbox.h"
 
 namespace varnindex {
 namespace {
@@ -55,45 +55,9 @@ std::string CopyInto(const char *table) {
     return std::string("COPY ") + table + " (" + kTrackColumns + ") FROM STDIN";
 }
 
-void AddId(std::string &list, int id) {
-    list += (list.empty() ? "" : ",") + std::to_string(id);
-}
-
 }  // namespace
 
-void DeleteSongs(Database &database, const std::string &ids) {
-    database.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
-}
-
-Store::Store(Database &database, Writes writes, Scope own, std::vector<std::string> roots,
-             Reporter &reporter)
-    : database_(database),
-      writes_(writes),
-      own_(std::move(own)),
-      roots_(std::move(roots)),
-      reporter_(reporter) {
-    database_.Execute(kCreateStaging);
-    if (writes_ == Writes::kAll) {
-        reporter_.WarnOfAll(SettleRecords(database_, own_, roots_));  // of a scan that was killed
-        reporter_.WarnOfAll(SettleSharedLists(database_, own_));
-    }
-}
-
-void Store::Add(Song song, std::vector<VirtualSong> tracks) {
-    Keep(0, std::move(song), std::move(tracks));
-}
-
-void Store::Change(int id, Song song, std::vector<VirtualSong> tracks) {
-    Keep(id, std::move(song), std::move(tracks));
-}
-
-void Store::ChangeWithTracks(int id, Song song, const std::string &sheetPath) {
-    bytes_ += TextBytes(song) + sheetPath.size();
-    items_.push_back({id, std::move(song), {}, sheetPath});
-    FlushIfFull();
-}
-
-void Store::Keep(int id, Song song, std::vector<VirtualSong> tracks) {
+void Store::Write(int id, Song song, std::vector<VirtualSong> tracks) {
     bytes_ += TextBytes(song, tracks);
     Item &item = items_.emplace_back();
     item.id = id;
@@ -102,6 +66,12 @@ void Store::Keep(int id, Song song, std::vector<VirtualSong> tracks) {
         track.song.userid = item.song.userid;
         item.tracks.push_back({std::move(track), 0});
     }
+    FlushIfFull();
+}
+
+void Store::WriteWithItsTracks(int id, Song song, const std::string &sheetPath) {
+    bytes_ += TextBytes(song) + sheetPath.size();
+    items_.push_back({id, std::move(song), {}, sheetPath});
     FlushIfFull();
 }
 
@@ -126,11 +96,10 @@ void Store::Flush() {
     const bool isEmpty = items_.empty() && removed_.empty() && stamps_.empty();
     if (!isEmpty && writes_ == Writes::kAll) {
         Transaction transaction(database_);
-        RemoveRows();
+        RemoveRows(removed_);
         WriteSongs();
         WriteStamps();
         transaction.Commit();
-        reporter_.WarnOfAll(SettleRecords(database_, own_, roots_));
     }
     items_.clear();
     removed_.clear();
@@ -144,119 +113,78 @@ void Store::RenewStatistics() {
     }
 }
 
-Store::KnownTracks Store::TracksOf(const std::vector<int> &files) {
+// The changed files of the batch whose tracks are new, or stay; and the tracks that they have.
+Store::KnownTracks Store::TracksOf(bool isKept) {
     KnownTracks known;
-    if (files.empty()) {
+    for (Item &item : items_) {
+        if (item.id != 0 && !item.keptSheet.empty() == isKept) {
+            known.emplace(item.id, std::pair(&item, std::vector<KnownTrack>()));
+        }
+    }
+    if (known.empty()) {
         return known;
     }
-    std::string ids;
-    for (const int id : files) {
-        AddId(ids, id);
+    std::vector<int> files;
+    for (const auto &[file, item] : known) {
+        files.push_back(file);
     }
-    const Rows rows = database_.Query(Made(varn::Sql(kKnownTracks, ids)));
+    const Rows rows = database_.Query(Made(varn::Sql(kKnownTracks, IdList(files))));
     for (int row = 0; row < rows.Count(); ++row) {
-        known[static_cast<int>(rows.Number(row, "file"))].push_back(
-            {rows.Number(row, "number"), static_cast<int>(rows.Number(row, "id"))});
+        known.at(static_cast<int>(rows.Number(row, "file")))
+            .second.push_back(
+                {rows.Number(row, "number"), static_cast<int>(rows.Number(row, "id"))});
     }
     return known;
 }
 
-void Store::RemoveRows() {
-    std::string ids;
-    for (const int id : removed_) {
-        AddId(ids, id);
-    }
-    if (!ids.empty()) {
+void Store::RemoveRows(const std::vector<int> &rows) {
+    if (!rows.empty()) {
+        const std::string ids = IdList(rows);
         NoteRemoved(database_, ids);
-        DeleteSongs(database_, ids);
-    }
-}
-
-void Store::DeleteRows(const std::string &ids) {
-    if (!ids.empty()) {
-        database_.Execute("DELETE FROM track WHERE id = ANY ('{" + ids + "}')");
+        database_.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
     }
 }
 
 // Gives the tracks of changed files the rows that they had before, by their number, and removes the
 // rows of those that are no more.
 void Store::MatchTracks() {
-    std::vector<int> files;
-    std::map<int, Item *> items;
-    for (Item &item : items_) {
-        if (item.id != 0 && item.keptSheet.empty()) {
-            files.push_back(item.id);
-            items.emplace(item.id, &item);
-        }
-    }
-    std::string surplus;
-    for (const auto &[file, known] : TracksOf(files)) {
-        std::vector<Track> &tracks = items.at(file)->tracks;
+    std::vector<int> surplus;
+    for (const auto &[file, itemAndTracks] : TracksOf(false)) {
+        const auto &[item, known] = itemAndTracks;
         for (const auto &[number, id] : known) {
-            const auto match =
-                std::find_if(tracks.begin(), tracks.end(), [wanted = number](const Track &track) {
+            const auto match = std::find_if(
+                item->tracks.begin(), item->tracks.end(), [wanted = number](const Track &track) {
                     return track.id == 0 && track.virtualSong.song.track == wanted;
                 });
-            if (match != tracks.end()) {
+            if (match != item->tracks.end()) {
                 match->id = id;
             } else {
-                AddId(surplus, id);
+                surplus.push_back(id);
             }
         }
     }
-    DeleteRows(surplus);
+    RemoveRows(surplus);
 }
 
 // The tracks that stay go where their song goes.
 void Store::MoveKeptTracks() {
-    std::map<int, const Item *> items;
-    std::vector<int> files;
-    for (const Item &item : items_) {
-        if (!item.keptSheet.empty()) {
-            files.push_back(item.id);
-            items.emplace(item.id, &item);
-        }
-    }
-    for (const auto &[file, known] : TracksOf(files)) {
-        const Item &item = *items.at(file);
-        std::string ids;
+    for (const auto &[file, itemAndTracks] : TracksOf(true)) {
+        const auto &[item, known] = itemAndTracks;
+        std::vector<int> tracks;
         for (const KnownTrack &track : known) {
-            AddId(ids, track.id);
+            tracks.push_back(track.id);
         }
+        const std::string ids = IdList(tracks);
+        NoteFollowing(database_, ids, item->song.path);
         database_.Execute(
             Made(varn::Sql("UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT"
                            " WHERE id = ANY ('{@VARN:NEVAR}')",
-                           item.song.path, static_cast<int>(item.song.userid), ids)));
+                           item->song.path, static_cast<int>(item->song.userid), ids)));
         database_.Execute(
             Made(varn::Sql("UPDATE virtual_info_track SET cue_sheet_path ="
                            " '@VARN:VAR' WHERE track = ANY ('{@VARN:NEVAR}')",
-                           item.keptSheet, ids)));
+                           item->keptSheet, ids)));
     }
-}
-
-// The songs that are about to get other paths.
-std::vector<MovedSong> Store::Moved() {
-    std::vector<MovedSong> songs;
-    std::vector<int> ids;
-    for (const Item &item : items_) {
-        if (item.id != 0) {
-            songs.push_back({item.id, "", item.song.path});
-            for (const Track &track : item.tracks) {
-                songs.back().numbers.insert(track.virtualSong.song.track);
-            }
-        }
-    }
-    songs = OnlyMoved(database_, std::move(songs));
-    for (const MovedSong &song : songs) {
-        ids.push_back(song.id);
-    }
-    KnownTracks known = TracksOf(ids);
-    for (MovedSong &song : songs) {
-        for (const KnownTrack &track : known[song.id]) {
-            song.numbers.insert(static_cast<int>(track.number));
-        }
-    }
-    return songs;
 }
 
 // Ids of new rows, fetched at once.
@@ -306,7 +234,6 @@ Store::Batch Store::MakeBatch() {
 }
 
 void Store::WriteSongs() {
-    const std::vector<MovedSong> moved = Moved();
     MatchTracks();
     MoveKeptTracks();
     const Batch batch = MakeBatch();
@@ -314,7 +241,11 @@ void Store::WriteSongs() {
         database_.CopyIn(CopyInto("track").c_str(), batch.added);
     }
     if (!batch.changed.empty()) {
+        if (!std::exchange(hasStaging_, true)) {
+            database_.Execute(kCreateStaging);
+        }
         database_.CopyIn(CopyInto("changed_track").c_str(), batch.changed);
+        NoteChanged(database_);
         database_.Execute(kUpdateTracks);
         database_.Execute(kDeleteSides);
     }
@@ -329,8 +260,6 @@ void Store::WriteSongs() {
     if (!batch.stars.empty()) {
         database_.CopyIn(kCopyStars, batch.stars);
     }
-    NoteMoved(database_, moved);
-    NoteEntries(database_, moved);
 }
 
 void Store::WriteStamps() {

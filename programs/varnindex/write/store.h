@@ -6,40 +6,32 @@
 #include <cstdint>
 #include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "varnindex/compare/known.h"
 #include "varnindex/database.h"
 #include "varnindex/read/split.h"
-#include "varnindex/reporter.h"
-#include "varnindex/settle/records.h"
 #include "varnindex/song.h"
 #include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
 
-// Removes the rows of songs, with the tracks that cue sheets have made of them: `ids` in decimal,
-// with commas between them. Throws DatabaseError.
-void DeleteSongs(Database &database, const std::string &ids);
-
 class Store {
   public:
     enum class Writes { kAll, kNone };
 
-    // With kNone everything below does nothing. `own` is what this root answers for: the records of
-    // other roots' songs are theirs. `roots` are the indexed folders. The database and the reporter
-    // outlive it.
-    Store(Database &database, Writes writes, Scope own, std::vector<std::string> roots,
-          Reporter &reporter);
+    // With kNone everything below does nothing. The database outlives it.
+    Store(Database &database, Writes writes) : database_(database), writes_(writes) {}
 
-    // All of these may write the batch out, and throw DatabaseError. `tracks` are what a cue sheet
-    // makes of the song; those that it made before keep their rows by their number.
-    void Add(Song song, std::vector<VirtualSong> tracks);  // a new row
-    // Keeps the row's id and the date of its arrival; the path and the owner may be new.
-    void Change(int id, Song song, std::vector<VirtualSong> tracks);
+    // All of these may write the batch out, and throw DatabaseError.
+
+    // A new row (id 0), or one that keeps its id and the date of its arrival, whatever its path and
+    // owner are. `tracks` are what a cue sheet makes of the song; those that it made before keep
+    // their rows by their number.
+    void Write(int id, Song song, std::vector<VirtualSong> tracks);
     // The same, with the tracks that the song has: they get its path and owner, and `sheetPath` as
     // that of their sheet.
-    void ChangeWithTracks(int id, Song song, const std::string &sheetPath);
+    void WriteWithItsTracks(int id, Song song, const std::string &sheetPath);
     void Remove(int id);                            // the song, its tracks, ratings and the like
     void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
     void Flush();                                   // writes what is left
@@ -70,16 +62,14 @@ class Store {
         std::int64_t number;
         int id;
     };
-    using KnownTracks = std::map<int, std::vector<KnownTrack>>;  // by the file's row
+    // Changed files of the batch with the tracks that they have, by the file's row.
+    using KnownTracks = std::map<int, std::pair<Item *, std::vector<KnownTrack>>>;
 
-    KnownTracks TracksOf(const std::vector<int> &files);
-    void Keep(int id, Song song, std::vector<VirtualSong> tracks);
+    KnownTracks TracksOf(bool isKept);
     void FlushIfFull();
-    void RemoveRows();
-    void DeleteRows(const std::string &ids);
+    void RemoveRows(const std::vector<int> &rows);
     void MatchTracks();
     void MoveKeptTracks();
-    std::vector<MovedSong> Moved();
     std::vector<int> NewIds(std::size_t count) const;
     Batch MakeBatch();
     void WriteSongs();
@@ -87,13 +77,11 @@ class Store {
 
     Database &database_;
     Writes writes_;
-    Scope own_;
-    std::vector<std::string> roots_;
-    Reporter &reporter_;
     std::vector<Item> items_;
     std::vector<int> removed_;
     std::string stamps_;  // rows of a VALUES list
     std::size_t bytes_ = 0;
+    bool hasStaging_ = false;
 };
 
 }  // namespace varnindex

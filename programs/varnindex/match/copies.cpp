@@ -1,0 +1,112 @@
+#include "varnindex/match/copies.h"
+
+#include <array>
+#include <string>
+
+#include "varn/sql.h"
+#include "varnindex/compare/known.h"
+#include "varnindex/settle/outbox.h"
+
+namespace varnindex {
+namespace {
+
+// All files with the audio of a lost row, with the stars of the file and its tracks. There is no
+// index of fingerprints, which would cost every new row more than this look at all rows costs a
+// scan that has lost some.
+constexpr const char kEqual[] =
+    "CREATE TEMP TABLE equal AS SELECT t.id, l.id IS NOT NULL AS is_lost, userid, filesize,"
+    " fingerprint, path, date, ARRAY(SELECT concat_ws(':', s.number, r.userid, r.star) FROM"
+    " (SELECT t.id, -1 AS number UNION ALL SELECT v.id, v.track FROM virtual_info_track i"
+    " JOIN track v ON v.id = i.track WHERE i.file_track = t.id) s"
+    " JOIN rating_track r ON r.track = s.id AND r.star > 0) AS stars"
+    " FROM track t LEFT JOIN lost l ON l.id = t.id WHERE NOT is_virtual AND (fingerprint, filesize)"
+    " IN (SELECT fingerprint, filesize FROM track JOIN lost USING (id))"
+    " AND (l.id IS NOT NULL OR @VARN:NEVAR);"
+    "CREATE TEMP TABLE copied (old integer PRIMARY KEY, new integer UNIQUE, path text)";
+
+// Numbered as in matching.cpp.
+constexpr const char kFind[] =
+    "INSERT INTO copied SELECT l.id, c.id, c.path FROM (SELECT *, row_number() OVER"
+    " (PARTITION BY userid, filesize, fingerprint, key ORDER BY stars <> '{}' DESC, date DESC, id)"
+    " AS number FROM equal t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE is_lost"
+    " AND NOT EXISTS (SELECT FROM copied o WHERE o.old = t.id)) l"
+    " JOIN (SELECT *, row_number() OVER"
+    " (PARTITION BY userid, filesize, fingerprint, key ORDER BY date DESC, id) AS number"
+    " FROM equal t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE NOT is_lost"
+    " AND (stars <> '{}') = @VARN:NEVAR"
+    " AND NOT EXISTS (SELECT FROM copied o WHERE o.new = t.id)) c"
+    " USING (userid, filesize, fingerprint, key, number)"
+    " WHERE c.date > l.date AND c.stars <@ l.stars";
+
+struct Pass {
+    const char *key;
+    const char *isRated;
+};
+constexpr const char kName[] = "regexp_replace(path, '^.*/', '')";
+constexpr std::array kPasses = {Pass{kName, "true"}, Pass{kName, "false"}, Pass{"''", "false"}};
+
+// With the tracks that both files are split into. Giving a star waits until the rows have their
+// final ids.
+constexpr const char kStartBatch[] =
+    "LOCK TABLE rating_track IN SHARE ROW EXCLUSIVE MODE;"
+    "CREATE TEMP TABLE batch ON COMMIT DROP AS SELECT old, new FROM copied ORDER BY old LIMIT 1000;"
+    "INSERT INTO batch SELECT o.track, n.track FROM"
+    " (SELECT b.old, i.track, v.track AS number, row_number() OVER"
+    " (PARTITION BY b.old, v.track ORDER BY v.id) AS turn FROM batch b"
+    " JOIN virtual_info_track i ON i.file_track = b.old JOIN track v ON v.id = i.track) o"
+    " JOIN (SELECT b.old, i.track, v.track AS number, row_number() OVER"
+    " (PARTITION BY b.old, v.track ORDER BY v.id) AS turn FROM batch b"
+    " JOIN virtual_info_track i ON i.file_track = b.new JOIN track v ON v.id = i.track) n"
+    " USING (old, number, turn)";
+
+// What the copy has of stars besides the same ones it got since it was found, and counts more than
+// the stars of a row whose file is gone.
+constexpr const char kInherit[] =
+    "DELETE FROM rating_track r USING batch b WHERE r.track = b.new AND r.star = 0;"
+    "DELETE FROM rating_track r USING batch b, rating_track n WHERE r.track = b.old"
+    " AND n.track = b.new AND n.userid = r.userid;"
+    "UPDATE rating_track r SET track = b.new FROM batch b WHERE r.track = b.old;"
+    "UPDATE track t SET date = o.date FROM batch b JOIN track o ON o.id = b.old WHERE t.id = b.new;"
+    "DELETE FROM track WHERE id IN (SELECT old FROM batch UNION ALL SELECT i.track"
+    " FROM virtual_info_track i JOIN batch b ON b.old = i.file_track);"
+    "UPDATE track t SET id = b.old FROM batch b WHERE t.id = b.new;"
+    "UPDATE virtual_info_track t SET file_track = b.old FROM batch b WHERE t.file_track = b.new";
+
+constexpr std::array kSideTables = {"album_track",       "artist_track",     "composer_track",
+                                    "genre_track",       "replaygain_track", "rating_track",
+                                    "virtual_info_track"};
+
+}  // namespace
+
+std::size_t FindCopies(Database &database, const Folders &folders, Reporter &reporter) {
+    database.Execute(Made(varn::Sql(kEqual, ScopeCondition(Scope(folders.Roots()), false))));
+    for (const auto &[key, isRated] : kPasses) {
+        database.Execute(Made(varn::Sql(kFind, key, key, isRated)));
+    }
+    if (reporter.ListsChanges()) {
+        const Rows rows = database.Query("SELECT path FROM copied ORDER BY path COLLATE \"C\"");
+        for (int row = 0; row < rows.Count(); ++row) {
+            reporter.Tell("moved to", rows.Field(row, "path"));
+        }
+    }
+    return static_cast<std::size_t>(
+        database.Execute("DELETE FROM lost USING copied WHERE lost.id = copied.old"));
+}
+
+void GiveRowsToCopies(Database &database, StopQuestion isStopped) {
+    while (database.Query("SELECT FROM copied LIMIT 1").Count() > 0) {
+        StopIfAsked(isStopped);
+        Transaction transaction(database);
+        database.Execute(kStartBatch);
+        NoteCopied(database);
+        database.Execute(kInherit);
+        for (const char *table : kSideTables) {
+            database.Execute(std::string("UPDATE ") + table +
+                             " t SET track = b.old FROM batch b WHERE t.track = b.new");
+        }
+        database.Execute("DELETE FROM copied USING batch b WHERE copied.old = b.old");
+        transaction.Commit();
+    }
+}
+
+}  // namespace varnindex

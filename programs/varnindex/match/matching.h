@@ -1,0 +1,101 @@
+// Which row a file belongs to: rows that have lost their file or its audio, and files without a
+// row.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <unordered_set>
+#include <utility>
+#include <vector>
+
+#include "varnindex/compare/known.h"
+#include "varnindex/database.h"
+#include "varnindex/match/change.h"
+#include "varnindex/read/sheets.h"
+#include "varnindex/stop.h"
+#include "varnindex/temp_table.h"
+
+namespace varnindex {
+
+// A row and a file belong together when they have the owner, size and audio in common. A row
+// prefers the file of its name, then one of its folder, then the first by path. A file at the path
+// of a row, but with other audio, is both: a row without audio and a file without a row; what both
+// of them are in the end is an edit when nothing else fits. So moves, renames and songs that change
+// places are one rule. Files wait in a temporary table while they are matched; a file that no row
+// can want, by its size and owner, never waits. In memory are two numbers for each row and file.
+class Matching {
+  public:
+    // The database outlives it.
+    explicit Matching(Database &database);
+
+    enum class Loss {
+        kFile,     // nothing is at the row's path
+        kAudio,    // another file is, which waits
+        kUnknown,  // a file is that cannot be read: the row stays unless its audio is elsewhere
+    };
+
+    // ---- while the folders are compared with the rows; throws DatabaseError, as all below
+
+    // A row that has lost its file. Rows with `folder`, the number of an emptied folder, are never
+    // removed: their disk may be missing.
+    void AddLost(const KnownRow &row, Loss loss, std::optional<std::size_t> folder = {});
+
+    // A new or changed file, which is going to be read.
+    void AddToRead(const Work &work);
+
+    // ---- while the files are read
+
+    // True when the row has lost its file.
+    bool HasLost(int id) const { return lost_.contains(id); }
+
+    // What becomes of a file; nothing when that is known later.
+    std::optional<Change> ChangeFor(ReadWork read);
+
+    // A file that was out of reach: a lost row of its owner and size may be what it is.
+    void AddOutOfReach(const Work &work) { outOfReach_.emplace(work.size, work.userid); }
+
+    // ---- after that, in this order
+
+    // Pairs rows and files, and calls `take` with each file that has waited.
+    void Settle(const std::function<void(Change)> &take);
+
+    // Tells how many songs of each emptied folder were not found elsewhere, and forgets these.
+    void TakeEmptied(std::vector<KeptRows> &left);
+
+    // Asks for each row that has still lost its file whether it stays. `isFree` is false when
+    // another song has its path.
+    using Question = std::function<bool(const KnownRow &row, bool isFree)>;
+    void KeepIf(const Question &stays);
+
+    // Calls `each` with the rows that are left: nothing has been found of them.
+    void ForEachLeft(const std::function<void(const KnownRow &row)> &each);
+
+    // The rows that are left are in the temporary table "lost", by their ids; none without it.
+    bool HasLeft();
+
+    bool IsOutOfReach(const KnownRow &row) const {
+        return outOfReach_.contains({row.size, row.userid});
+    }
+
+  private:
+    void Hold(ReadWork read);
+    void Pair();
+
+    Database &database_;
+    TempTable lostTable_;
+    TempTable heldTable_;
+    std::unordered_set<int> lost_;
+    std::unordered_set<std::int64_t> lostSizes_;  // hashes of size and owner, of rows
+    std::unordered_set<std::int64_t> readSizes_;  // the same of files
+    std::set<std::pair<std::int64_t, unsigned>> outOfReach_;
+    std::size_t held_ = 0;
+    std::map<std::size_t, std::shared_ptr<FolderSheets>> unusable_;  // sheets of files that wait
+};
+
+}  // namespace varnindex

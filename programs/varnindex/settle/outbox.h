@@ -1,0 +1,40 @@
+// What is to be done outside of the database for songs that have moved or gone.
+//
+// Rating records lie beside the songs, on disks that may be slow or asleep, and lists of shared
+// songs are files, which take no part in a transaction. So the table "outbox" is written together
+// with the rows, and worked off when that is committed: a rollback leaves the files as they are,
+// and the next scan does what a killed one has left. All calls throw DatabaseError.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "varnindex/compare/known.h"
+#include "varnindex/database.h"
+
+namespace varnindex {
+
+// These are called in the transaction that changes the rows, before it does.
+
+// The rows of "changed_track" that have other paths there.
+void NoteChanged(Database &database);
+
+// Tracks that follow their file: `ids` in decimal, with commas between them.
+void NoteFollowing(Database &database, const std::string &ids, const std::string &path);
+
+// Rows that are going to be removed, with the tracks of these files.
+void NoteRemoved(Database &database, const std::string &ids);
+
+// The rows of "batch", whose copies get their ids (copies.cpp).
+void NoteCopied(Database &database);
+
+// Works the outbox off, below the scope alone: another root's files may not be there for this one.
+// Names moved songs by their new paths in the lists of shared songs, and makes rating records what
+// the library knows of the rows that are there, whatever came along with a file. A record without a
+// row goes with its song, but stays when a link to a folder leads there, below `roots`. Doing it
+// twice does no harm. To be called outside of a transaction, and while no other thread depends on
+// the process's account. Returns what went wrong, for a person.
+std::vector<std::string> SettleOutbox(Database &database, const Scope &scope,
+                                      const std::vector<std::string> &roots);
+
+}  // namespace varnindex

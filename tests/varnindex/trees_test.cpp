@@ -1,0 +1,467 @@
+// Trees of files in, rows out: what a run of the indexer makes of each change.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+
+#include "varnindex/scan_fixture.h"
+#include "varnindex/settle/stars.h"
+
+namespace {
+
+namespace fs = std::filesystem;
+using tonvale_test::Ended;
+using tonvale_test::Samples;
+
+// A line of a script is a command:
+//   put PATH TITLE[/SOUND]   a song; its sound and size are those of SOUND, else of TITLE
+//   sample PATH NAME         a copy of a sample
+//   sheet PATH               a cue sheet of two tracks beside the file
+//   write PATH TEXT          a file of this text
+//   mv FROM TO, cp FROM TO, rm PATH, dir PATH, ln TARGET PATH
+//   star PATH[#TRACK] STARS [USER]
+//   homes on|off, account gone|back    alice's
+//   register PATH..., pass-over NAMES, configuration lost
+//   index [OPTION|PATH...] => COUNTS   those that are not 0; "!" first: exit status 1, "?": another
+//   says TEXT                          in the warnings of the last run
+//   rows => PATH[#TRACK][<ORIGIN][*STARS]...   ORIGIN is where the row was first
+//   lists => PATH[<ORIGIN]...
+//   rebuild                            an emptied library gets the same stars
+// Paths are below the music folder, or in a home when they begin with "~alice/" or "~bob/", or
+// beside the music folder when they begin with "../".
+struct Case {
+    const char *name;
+    const char *script;
+};
+
+constexpr Case kCases[] = {
+    {"EqualFilesArePairedByNameThenByOrder",
+     "put x/a.mp3 S\n put x/b.mp3 S\n put x/c.mp3 S\n index => added 3\n"
+     "star x/a.mp3 1\n star x/b.mp3 2\n star x/c.mp3 3\n"
+     "mv x/a.mp3 y/1.mp3\n mv x/b.mp3 y/b.mp3\n mv x/c.mp3 y/2.mp3\n put x/other.mp3 O\n"
+     "index => added 1, moved 3\n"
+     "rows => x/other.mp3 y/1.mp3<x/a.mp3*1 y/2.mp3<x/c.mp3*3 y/b.mp3<x/b.mp3*2\n rebuild\n"},
+    {"EqualFilesArePairedByFolderBeforeOrder",
+     "put a/1.mp3 S\n put b/1.mp3 S\n put c/keeps.mp3 K\n index => added 3\n"
+     "mv b/1.mp3 b/0.mp3\n mv a/1.mp3 c/2.mp3\n index => moved 2, unchanged 1\n"
+     "rows => b/0.mp3<b/1.mp3 c/2.mp3<a/1.mp3 c/keeps.mp3\n"},
+    {"ADamagedFileAtTheOldNameKeepsNoRowOfTheSong",
+     "put 1.mp3 S\n put o.mp3 O\n index => added 2\n mv 1.mp3 2.mp3\n write 1.mp3 junk\n"
+     "index => moved 1, unchanged 1, failed 1\n rows => 2.mp3<1.mp3 o.mp3\n"
+     "index => unchanged 2, failed 1\n"},
+    {"AMoveIsFoundBetweenGivenPaths",
+     "put a/1.mp3 A\n put b/2.mp3 B\n index => added 2\n star a/1.mp3 5\n"
+     "mv a/1.mp3 b/1.mp3\n rm a\n index a/1.mp3 b/1.mp3 => moved 1, unchanged 1\n"
+     "rows => b/1.mp3<a/1.mp3*5 b/2.mp3\n"},
+    {"NoRowGoesToAnotherOwner",
+     "homes on\n put ~alice/a.mp3 A\n put ~alice/l.mp3 L\n put s.mp3 S\n put ~alice/t.mp3 T\n"
+     "put ~bob/t.mp3 T\n index => added 5\n cp ~alice/l.mp3 l.mp3\n cp s.mp3 ~bob/s.mp3\n"
+     "index => added 2, unchanged 5\n star ~alice/a.mp3 5\n star ~alice/l.mp3 4\n star s.mp3 3\n"
+     "mv ~alice/a.mp3 ~bob/a.mp3\n rm ~alice/l.mp3\n rm s.mp3\n"
+     "index => added 1, removed 3, unchanged 4\n"
+     "rows => l.mp3 ~alice/t.mp3 ~bob/a.mp3 ~bob/s.mp3 ~bob/t.mp3\n"},
+    {"SongsRenamedOverEachOtherKeepTheirRows",
+     "put 1.mp3 A\n put 2.mp3 B\n put 3.mp3 C\n put 4.mp3 D\n"
+     "sample a/album.flac tone.flac\n sheet a/album.flac\n"
+     "sample b/album.ogg tone.ogg\n sheet b/album.ogg\n index => added 6; cue sheets: added 2\n"
+     "star 1.mp3 1\n star 2.mp3 2\n star 3.mp3 3\n star 4.mp3 4\n star b/album.ogg#1 5\n"
+     "mv 4.mp3 5.mp3\n mv 3.mp3 4.mp3\n mv 2.mp3 3.mp3\n mv 1.mp3 2.mp3\n mv 5.mp3 1.mp3\n"
+     "mv a c\n mv b a\n mv c b\n"
+     "index --dry-run => moved 6; cue sheets: changed 2\n index => moved 6; cue sheets: changed 2\n"
+     "rows => 1.mp3<4.mp3*4 2.mp3<1.mp3*1 3.mp3<2.mp3*2 4.mp3<3.mp3*3"
+     " a/album.ogg<b/album.ogg a/album.ogg#1<b/album.ogg#1*5 a/album.ogg#2<b/album.ogg#2"
+     " b/album.flac<a/album.flac b/album.flac#1<a/album.flac#1 b/album.flac#2<a/album.flac#2\n"
+     "rebuild\n"},
+    {"ASongPutOverAnotherTakesItsPlace",
+     "put 1.mp3 A\n put 2.mp3 B\n put keeps.mp3 K\n index => added 3\n"
+     "star 1.mp3 3\n star 2.mp3 4\n mv 1.mp3 2.mp3\n"
+     "index => moved 1, removed 1, unchanged 1\n rows => 2.mp3<1.mp3*3 keeps.mp3\n rebuild\n"},
+    {"AnotherSoundOrACopyOverASongIsAnEdit",
+     "put 1.mp3 A\n put 2.mp3 B\n index => added 2\n star 1.mp3 4\n star 2.mp3 2\n"
+     "put 2.mp3 Z\n index => changed 1, unchanged 1\n"
+     "cp 2.mp3 1.mp3\n index => changed 1, unchanged 1\n rows => 1.mp3*4 2.mp3*2\n"},
+    {"RetaggedSongsThatChangePlacesStayEdits",
+     "put 1.mp3 First/A\n put 2.mp3 Second/A\n index => added 2\n star 1.mp3 4\n"
+     "put 1.mp3 Other/A\n put 2.mp3 More/A\n index => changed 2\n rows => 1.mp3*4 2.mp3\n"},
+    {"SplitFilesOfOneNameChangePlaces",
+     "put a/album.mp3 A\n sheet a/album.mp3\n put b/album.mp3 B\n sheet b/album.mp3\n"
+     "index => added 2; cue sheets: added 2\n star a/album.mp3#1 5\n star b/album.mp3#2 3\n"
+     "mv a c\n mv b a\n mv c b\n index => moved 2; cue sheets: changed 2\n"
+     "rows => a/album.mp3<b/album.mp3 a/album.mp3#1<b/album.mp3#1 a/album.mp3#2<b/album.mp3#2*3"
+     " b/album.mp3<a/album.mp3 b/album.mp3#1<a/album.mp3#1*5 b/album.mp3#2<a/album.mp3#2\n"
+     "rebuild\n"},
+    // The tracks' stars go to the copy, and not those of the other song at the same path.
+    {"ASplitFileWhosePathIsTakenLivesOnInItsCopy",
+     "put a/album.mp3 A\n sheet a/album.mp3\n put b/album.mp3 B\n sheet b/album.mp3\n"
+     "index => added 2; cue sheets: added 2\n star a/album.mp3#1 5\n star b/album.mp3#2 3\n"
+     "cp a copy\n index => added 1, unchanged 2; cue sheets: added 1, unchanged 2\n"
+     "mv b/album.mp3 a/album.mp3\n index => moved 2, unchanged 1; cue sheets: unchanged 3\n"
+     "rows => a/album.mp3<b/album.mp3 a/album.mp3#1<b/album.mp3#1 a/album.mp3#2<b/album.mp3#2*3"
+     " copy/album.mp3<a/album.mp3 copy/album.mp3#1<a/album.mp3#1*5"
+     " copy/album.mp3#2<a/album.mp3#2\n"},
+    {"ACopyThatOutlivesItsOriginalIsTheOriginal",
+     "put a/1.mp3 A\n put a/2.mp3 B\n put a/album.mp3 C\n sheet a/album.mp3\n"
+     "index => added 3; cue sheets: added 1\n star a/1.mp3 5\n star a/album.mp3#2 3\n"
+     "cp a b\n cp a/1.mp3 b/0.mp3\n put keeps/3.mp3 K\n"
+     "index b => added 4; cue sheets: added 1\n"
+     "star b/2.mp3 1\n rm a\n"  // somebody likes the copy: it stays what it is
+     "index --dry-run => added 1, moved 2, removed 1, unchanged 4;"
+     " cue sheets: removed 1, unchanged 1\n"
+     "index => added 1, moved 2, removed 1, unchanged 4; cue sheets: removed 1, unchanged 1\n"
+     "rows => b/0.mp3 b/1.mp3<a/1.mp3*5 b/2.mp3*1 b/album.mp3<a/album.mp3"
+     " b/album.mp3#1<a/album.mp3#1 b/album.mp3#2<a/album.mp3#2*3 keeps/3.mp3\n rebuild\n"
+     "index => unchanged 5; cue sheets: unchanged 1\n"},
+    {"AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere",
+     "put disk/album/1.mp3 A\n put here/2.mp3 B\n index => added 2\n mv disk/album ../away\n"
+     "index => !unchanged 1\n says disk/: the folder is empty; its songs stay in the library: 1\n"
+     "index disk/album/1.mp3 => !\n index disk/album => !\n"
+     "rows => disk/album/1.mp3 here/2.mp3\n"
+     "mv ../away/1.mp3 here/1.mp3\n index => moved 1, unchanged 1\n"
+     "rows => here/1.mp3<disk/album/1.mp3 here/2.mp3\n"
+     "rm here/1.mp3\n rm here/2.mp3\n index => !\n index --purge --dry-run => removed 2\n"
+     "rows => here/1.mp3<disk/album/1.mp3 here/2.mp3\n index --purge => removed 2\n rows =>\n"},
+    {"AMountPointWithoutItsDiskKeepsItsSongs",
+     "put a/1.mp3 A\n write playlists/old.m3u 1\n index => added 1; playlists: added 1\n"
+     "mv . ../away\n write playlists/new.m3u 2\n index => !\n says none of its music is there\n"
+     "index playlists => !\n mv . ../mount\n mv ../away .\n"
+     "index => unchanged 1; playlists: unchanged 1\n rows => a/1.mp3\n lists => playlists/old.m3u\n"
+     "mv . ../away\n mv ../mount .\n"
+     "index --purge => removed 1; playlists: added 1, removed 1\n"},
+    {"ARegisteredFolderThatCannotBeSeenKeepsItsSongs",
+     "put a/1.mp3 A\n put ../other/2.mp3 B\n register . ../other\n index => added 2\n"
+     "mv . ../away\n index => !unchanged 1\n says music/: No such file or directory; its songs "
+     "stay\n"
+     "dir .\n index => !unchanged 1\n says music/: the folder is empty; its songs stay\n"
+     "write README.txt mount\n index => !unchanged 1\n says its songs stay in the library\n"
+     "rm .\n mv ../away .\n index => unchanged 2\n dir ../fresh\n"
+     "register . ../other ../fresh\n index => unchanged 2\n"
+     "register ../other\n index => removed 1, unchanged 1\n rows => ../other/2.mp3\n"},
+    {"ALinkToAnAbsentDiskKeepsItsSongs",
+     "put here.mp3 A\n put ../disk/sub/1.mp3 B\n ln ../disk/sub link\n index => added 2\n"
+     "mv ../disk ../away\n index => !unchanged 1\n rows => here.mp3 link/1.mp3\n"},
+    {"GivenFoldersAreAllThatARunLooksAt",
+     "put a/1.mp3 A\n put b/2.mp3 B\n index => added 2\n rm a\n rm b/2.mp3\n put b/new.mp3 C\n"
+     "index b => added 1, removed 1\n rows => a/1.mp3 b/new.mp3\n"},
+    {"ListsAreCountedAndKeptLikeSongs",
+     "put here/1.mp3 A\n write lists/a.m3u 1\n write ../disk/c.pls 2\n"
+     "ln ../disk/c.pls here/c.pls\n index => added 1; playlists: added 2\n"
+     "index => unchanged 1; playlists: unchanged 2\n"
+     "mv lists/a.m3u ../a.m3u\n mv ../disk ../away\n index => !unchanged 1\n"
+     "says lists/: the folder is empty; its playlists and cue sheets stay in the library: 1\n"
+     "says c.pls: No such file or directory; its playlists and cue sheets stay\n"
+     "index => !unchanged 1\n mv ../away ../disk\n mv ../a.m3u lists/a.m3u\n"
+     "index => unchanged 1; playlists: unchanged 2\n rm lists/a.m3u\n"
+     "index --purge --dry-run => unchanged 1; playlists: removed 1, unchanged 1\n"
+     "lists => here/c.pls lists/a.m3u\n"
+     "index --purge => unchanged 1; playlists: removed 1, unchanged 1\n lists => here/c.pls\n"
+     "write here/c.m3u 3\n write here/none.cue 4\n"
+     "index => unchanged 1; playlists: added 1, unchanged 1; cue sheets: added 1\n"
+     "write here/c.m3u changed\n mv here/none.cue here/more.cue\n"
+     "index => unchanged 1; playlists: changed 1, unchanged 1; cue sheets: moved 1\n"
+     "lists => here/c.m3u here/c.pls here/more.cue<here/none.cue\n"},
+    {"HomesThatAreAwayKeepTheirSongs",
+     "put shared.mp3 S\n put ~alice/a.mp3 A\n write ~bob/mine.pls 1\n homes off\n"
+     "index => added 1\n homes on\n index => added 1, unchanged 1; playlists: added 1\n"
+     "mv ~alice/. ../alice\n index => !unchanged 1; playlists: unchanged 1\n"
+     "says home music folder\n rows => shared.mp3 ~alice/a.mp3\n mv ../alice ~alice/.\n"
+     "index => unchanged 2; playlists: unchanged 1\n"
+     "mv ~bob/. ../bob\n ln ~alice/. ~bob/.\n"  // another's songs do not become one's own
+     "index => unchanged 2, failed 1; playlists: removed 1\n says bob/music/: skipped, a link\n"
+     "rows => shared.mp3 ~alice/a.mp3\n"
+     "homes off\n index => removed 1, unchanged 1\n rows => shared.mp3\n"},
+    // What is everybody's and what is a user's is told apart, and nobody's is neither.
+    {"NoRowStaysWithAnOwnerOfBefore",
+     "put ~alice/a.mp3 A\n write ~alice/mine.m3u 1\n register ~alice/../../..\n homes off\n"
+     "index => added 1; playlists: added 1\n owners => 0 0 0\n homes on\n"
+     "index => changed 1; playlists: added 1, removed 1\n owners => 1030 1030 1030\n homes off\n"
+     "index => changed 1; playlists: added 1, removed 1\n owners => 0 0 0\n homes on\n"
+     "account gone\n index => removed 1; playlists: removed 1\n owners =>\n account back\n"
+     "index => added 1; playlists: added 1\n account gone\n index =>\n"
+     "owners => 1030 1030 1030\n index --purge => removed 1; playlists: removed 1\n owners =>\n"},
+    {"ALostConfigurationEmptiesNothing",
+     "homes on\n put a/1.mp3 A\n put ~alice/2.mp3 B\n index => added 2\n register\n"
+     "index => !unchanged 1\n says no shared folder is indexed\n register .\n"
+     "configuration lost\n index => !unchanged 1\n rows => a/1.mp3 ~alice/2.mp3\n"
+     "homes off\n index => removed 1, unchanged 1\n rows => a/1.mp3\n"},
+    {"ADeletedSongTakesItsRecordAlongAndOneOfAnUnregisteredFolderDoesNot",
+     "put gone/1.mp3 A\n put kept/2.mp3 B\n put kept/3.mp3 C\n index => added 3\n"
+     "star gone/1.mp3 5\n star kept/2.mp3 4\n star kept/3.mp3 3\n rm kept/3.mp3\n"
+     "index => removed 1, unchanged 2\n register kept\n index => removed 1, unchanged 1\n"
+     "register .\n put kept/3.mp3 D\n index => added 2, unchanged 1\n"
+     "rows => gone/1.mp3*5 kept/2.mp3*4 kept/3.mp3\n"},
+    // Stars that came with the copy are none that somebody gave it.
+    {"ACopyWithItsRecordOutlivesTheOriginal",
+     "put a/1.mp3 A\n put a/2.mp3 B\n put a/album.mp3 C\n sheet a/album.mp3\n"
+     "index => added 3; cue sheets: added 1\n star a/1.mp3 4\n star a/2.mp3 4\n"
+     "star a/album.mp3#2 4\n cp a b\n put keeps/3.mp3 K\n"
+     "index => added 4, unchanged 3; cue sheets: added 1, unchanged 1\n star a/1.mp3 2 1031\n"
+     "star b/2.mp3 1 1031\n rm a\n"
+     "index => moved 2, removed 1, unchanged 4; cue sheets: removed 1, unchanged 1\n"
+     "rows => b/1.mp3<a/1.mp3*4*2 b/2.mp3*4*1 b/album.mp3<a/album.mp3"
+     " b/album.mp3#1<a/album.mp3#1 b/album.mp3#2<a/album.mp3#2*4 keeps/3.mp3\n rebuild\n"},
+    {"DamagedFilesAreForgottenWhereTheyWere",
+     "put a/1.mp3 A\n put b/2.mp3 B\n write a/bad.mp3 x\n write b/bad.mp3 y\n"
+     "index => added 2, failed 2\n index => unchanged 2, failed 2\n says 2 files could not be "
+     "read\n"
+     "rm a/bad.mp3\n rm b/bad.mp3\n index a => unchanged 1\n write a/bad.mp3 z\n"
+     "index => unchanged 2, failed 1\n says bad.mp3: its contents are no audio\n"},
+    {"GivenPathsAreThoseOfTheIndexedFolders",
+     "put a/1.mp3 A\n ln . ../link\n index ../link/a => added 1\n index => unchanged 1\n"
+     "index .. => !\n says is in no indexed folder\n index ./\xFF => !\n says is not UTF-8\n"
+     "index --no-such-option => ?\n put a/2.mp3 B\n index a/2.mp3 => added 1, unchanged 1\n"
+     "rm a/2.mp3\n index a/3.mp3 a/2.mp3 => !removed 1, unchanged 1\n says a/3.mp3 does not exist\n"
+     "index a/3.mp3 => !\n"},
+    {"GivenPathsMeanWhatAScanOfEverythingMakesOfThem",
+     "put ../disk/1.mp3 A\n put real/2.mp3 B\n put $Recycle.Bin/3.mp3 C\n put real/.4.mp3 D\n"
+     "ln ../disk link1\n ln ../disk link2\n ln real same\n index => added 2\n"
+     "index link2 => unchanged 1\n index link2/1.mp3 => unchanged 1\n index same => unchanged 1\n"
+     "index same/2.mp3 => unchanged 1\n rows => link1/1.mp3 real/2.mp3\n"
+     "index $Recycle.Bin/3.mp3 => !\n says is passed over\n index real/.4.mp3 => !\n"
+     "says is passed over\n pass-over Notes/REAL\n index => added 1, moved 1, unchanged 1\n"
+     "rows => $Recycle.Bin/3.mp3 link1/1.mp3 same/2.mp3<real/2.mp3\n"},
+};
+
+class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterface<Case> {
+  protected:
+    static fs::path At(const std::string &name) {
+        const std::size_t slash = name.find('/');
+        const fs::path path = name.starts_with('~') ? Home(name.substr(1, slash - 1)) / "music" /
+                                                          name.substr(slash + 1)
+                                                    : Music() / name;
+        const std::string text = path.lexically_normal().string();
+        return text.ends_with('/') ? text.substr(0, text.size() - 1) : text;
+    }
+
+    static std::string NameOf(const std::string &path) {
+        for (const char *user : {"alice", "bob"}) {
+            const std::string music = (Home(user) / "music/").string();
+            if (path.starts_with(music)) {
+                return std::string("~") + user + "/" + path.substr(music.size());
+            }
+        }
+        return fs::path(path).lexically_relative(Music());
+    }
+
+    void Put(const fs::path &path, const std::string &title) {
+        const std::size_t slash = title.find('/');
+        const char sound = slash == title.npos ? title.front() : title.at(slash + 1);
+        PutTagged(path.lexically_relative(Music()), title.substr(0, slash));
+        std::ofstream(path, std::ios::app)
+            << std::string(static_cast<unsigned>(sound) * 10U, sound);
+    }
+
+    // "PATH" or "PATH#TRACK" of each row, by id.
+    static std::map<int, std::string> NamesOf(const std::string &table) {
+        std::map<int, std::string> names;
+        for (const auto &row : Query(table)) {
+            names[std::stoi(row[0])] = NameOf(row[1]) + (row[2] == "-1" ? "" : "#" + row[2]);
+        }
+        return names;
+    }
+    static std::map<int, std::string> Songs() {
+        return NamesOf("SELECT id, path, CASE WHEN is_virtual THEN track ELSE -1 END FROM track");
+    }
+    static std::map<int, std::string> Lists() {
+        return NamesOf(
+            "SELECT id, path, -1 FROM playlist UNION ALL"
+            " SELECT id, path, -1 FROM personal_playlist");
+    }
+    static std::string Stars(int id) {
+        return Value(
+            "SELECT coalesce(string_agg('*' || star, ''), '') FROM rating_track"
+            " WHERE track = " +
+            std::to_string(id));
+    }
+
+    static std::string Described(const std::map<int, std::string> &rows,
+                                 const std::map<int, std::string> &origins) {
+        std::map<std::string, std::string> sorted;
+        for (const auto &[id, name] : rows) {
+            const std::string &origin = origins.at(id);
+            sorted[name] = (origin != name ? "<" + origin : "") + Stars(id);
+        }
+        std::string text;
+        for (const auto &[name, more] : sorted) {
+            text += (text.empty() ? "" : " ") + name + more;
+        }
+        return text;
+    }
+
+    // The counts that are not 0.
+    static std::string Short(const Ended &run) {
+        std::string counts;
+        std::istringstream parts(run.out.substr(0, run.out.find('\n')));
+        for (std::string part; std::getline(parts, part, ';');) {
+            const std::size_t colon = part.find(':');
+            std::string some;
+            std::istringstream words(part.substr(colon == part.npos ? 0 : colon + 1));
+            for (std::string what, number; words >> what >> number;) {
+                number = number.substr(0, number.find(','));
+                some += number == "0" ? "" : (some.empty() ? "" : ", ") + what + " " + number;
+            }
+            if (!some.empty()) {
+                counts += counts.empty() ? "" : ";";
+                counts += (colon == part.npos ? "" : part.substr(0, colon) + ": ") + some;
+            }
+        }
+        return (run.status == 0 ? "" : run.status == 1 ? "!" : "?") + counts;
+    }
+
+    void Index(std::istringstream &words, const std::string &expected) {
+        Words arguments;
+        for (std::string word; words >> word && word != "=>";) {
+            arguments.push_back(word.starts_with("--") ? word : At(word).string());
+        }
+        last_ = IndexTest::Index(arguments);
+        EXPECT_EQ(Short(last_), expected) << last_.err;
+        songs_.merge(Songs());
+        lists_.merge(Lists());
+    }
+
+    void Rebuild() {
+        const auto byPath = [] {
+            std::map<std::string, std::string> stars;
+            for (const auto &[id, name] : Songs()) {
+                stars[name] = Stars(id);
+            }
+            return stars;
+        };
+        const auto before = byPath();
+        Query("DELETE FROM track");
+        IndexTest::Index();
+        EXPECT_EQ(byPath(), before);
+        songs_ = Songs();
+    }
+
+    void Change(const std::string &command, const std::string &first, const std::string &second) {
+        const fs::path path = At(first);
+        const fs::path to = command == "mv" || command == "cp" || command == "ln" ? At(second) : "";
+        fs::create_directories((to.empty() ? path : to).parent_path());
+        if (command == "put") {
+            Put(path, second);
+        } else if (command == "sample") {
+            fs::copy_file(Samples() / second, path);
+        } else if (command == "sheet") {
+            std::ofstream(fs::path(path).replace_extension("cue")) << Sheet(path.filename(), first);
+        } else if (command == "write") {
+            std::ofstream(path) << second;
+        } else if (command == "mv") {
+            fs::rename(path, to);
+        } else if (command == "cp") {
+            fs::copy(path, to, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+        } else if (command == "rm") {
+            fs::remove_all(path);
+        } else if (command == "dir") {
+            fs::create_directory(path);
+        } else if (command == "ln") {
+            fs::create_symlink(path, to);
+        } else {
+            FAIL() << "unknown command " << command;
+        }
+    }
+
+    void Run(const std::string &line) {
+        SCOPED_TRACE(line);
+        std::istringstream words(line);
+        std::string command;
+        std::string first;
+        words >> command;
+        const std::size_t arrow = line.find("=>");
+        const std::string expected =
+            arrow == line.npos || arrow + 3 > line.size() ? "" : line.substr(arrow + 3);
+        if (command == "index") {
+            Index(words, expected);
+        } else if (command == "rows") {
+            EXPECT_EQ(Described(Songs(), songs_), expected);
+        } else if (command == "lists") {
+            EXPECT_EQ(Described(Lists(), lists_), expected);
+        } else if (command == "owners") {
+            EXPECT_EQ(Owners(), expected);
+        } else if (command == "rebuild") {
+            Rebuild();
+        } else if (command == "says") {
+            EXPECT_NE(last_.err.find(line.substr(5)), std::string::npos) << last_.err;
+        } else if (command == "register") {
+            std::vector<Path> folders;
+            while (words >> first) {
+                folders.push_back(At(first));
+            }
+            Register(folders);
+        } else {
+            std::string second;
+            std::string user = "1030";
+            words >> first >> second >> user;
+            if (command == "homes") {
+                EnableHomes(first == "on");
+            } else if (command == "account") {
+                SetAccount(first == "back");
+            } else if (command == "pass-over") {
+                ASSERT_EQ(VARNAudioConfSet("passed_over_names", first.c_str()), 0);
+            } else if (command == "configuration") {
+                fs::remove(SystemTest::At(varn::path::kPackageConf));
+            } else if (command == "star") {
+                Star(first, second, user);
+            } else {
+                Change(command, first, second);
+            }
+        }
+    }
+
+    // In the library and in the record, as the web API does it.
+    void Star(const std::string &name, const std::string &stars, const std::string &user) {
+        for (const auto &[id, row] : Songs()) {
+            if (row == name) {
+                Query("INSERT INTO rating_track (userid, track, star) VALUES (" + user + ", " +
+                      std::to_string(id) + ", " + stars + ")");
+            }
+        }
+        std::string record = At(name).string();
+        if (const std::size_t hash = record.find('#'); hash != record.npos) {
+            record[hash] = '_';
+        }
+        std::vector<varnindex::Star> all = varnindex::ReadStars(record);
+        all.push_back({std::stoi(user), std::stoi(stars)});
+        EXPECT_TRUE(varnindex::StoreStars(record, all));
+    }
+
+    // Of alice, whose account is there or not.
+    void SetAccount(bool isThere) {
+        if (accounts_.empty()) {
+            accounts_ = ReadFile(SystemTest::At(varn::path::kPasswd));
+        }
+        std::string text = accounts_;
+        const std::size_t entry = text.find("alice:");
+        ASSERT_NE(entry, text.npos);
+        WriteFile(varn::path::kPasswd,
+                  isThere ? text : text.erase(entry, text.find('\n', entry) + 1 - entry));
+    }
+
+    // Of all songs, lists and users' folders.
+    static std::string Owners() {
+        return Value(
+            "SELECT coalesce(string_agg(userid::text, ' '), '') FROM (SELECT userid FROM track"
+            " UNION ALL SELECT 0 FROM playlist UNION ALL SELECT userid FROM personal_playlist"
+            " UNION ALL SELECT userid FROM personal_directory UNION ALL SELECT 0 FROM directory"
+            " WHERE title = 'music') r");
+    }
+
+    Ended last_;
+    std::map<int, std::string> songs_;  // where each was first
+    std::map<int, std::string> lists_;
+    std::string accounts_;
+};
+
+TEST_P(TreesTest, BecomeRows) {
+    std::istringstream script(GetParam().script);
+    for (std::string line; std::getline(script, line);) {
+        Run(line.substr(line.find_first_not_of(' ')));
+    }
+}
+
+INSTANTIATE_TEST_SUITE_P(, TreesTest, testing::ValuesIn(kCases),
+                         [](const auto &test) { return std::string(test.param.name); });
+
+}  // namespace
