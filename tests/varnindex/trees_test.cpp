@@ -48,6 +48,19 @@ constexpr Case kCases[] = {
      "put a/1.mp3 S\n put b/1.mp3 S\n put c/keeps.mp3 K\n index => added 3\n"
      "mv b/1.mp3 b/0.mp3\n mv a/1.mp3 c/2.mp3\n index => moved 2, unchanged 1\n"
      "rows => b/0.mp3<b/1.mp3 c/2.mp3<a/1.mp3 c/keeps.mp3\n"},
+    {"EachLostRowTakesACopyThatFitsIt",
+     "put a.mp3 S\n put k.mp3 K\n index => added 2\n star a.mp3 5\n"
+     "cp a.mp3 n.mp3\n index => added 1, unchanged 2\n"
+     "cp a.mp3 y.mp3\n index => added 1, unchanged 3\n star y.mp3 2\n rm a.mp3\n rm y.mp3\n"
+     "index => moved 1, removed 1, unchanged 2\n rows => k.mp3 n.mp3<a.mp3*5\n"},
+    {"ARecordOfATrackGoesWithTheSongOfItsPath",
+     "sample a/x.flac tone.flac\n sheet a/x.flac\n sample b/x.ogg tone.ogg\n sheet b/x.ogg\n"
+     "put b/k.mp3 K\n index => added 3; cue sheets: added 2\n"
+     "star a/x.flac#1 5\n star b/x.ogg#1 4\n"
+     "rm a/x.cue\n rm b/x.cue\n mv a/x.flac c/x.flac\n mv b/x.ogg a/x.flac\n"
+     "index => moved 2, unchanged 1; cue sheets: removed 2\n sheet a/x.flac\n"
+     "index => changed 1, unchanged 2; cue sheets: added 1\n"
+     "rows => a/x.flac<b/x.ogg a/x.flac#1 a/x.flac#2 b/k.mp3 c/x.flac<a/x.flac\n"},
     {"ADamagedFileAtTheOldNameKeepsNoRowOfTheSong",
      "put 1.mp3 S\n put o.mp3 O\n index => added 2\n mv 1.mp3 2.mp3\n write 1.mp3 junk\n"
      "index => moved 1, unchanged 1, failed 1\n rows => 2.mp3<1.mp3 o.mp3\n"

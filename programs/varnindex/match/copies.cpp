@@ -22,28 +22,24 @@ constexpr const char kEqual[] =
     " FROM track t LEFT JOIN lost l ON l.id = t.id WHERE NOT is_virtual AND (fingerprint, filesize)"
     " IN (SELECT fingerprint, filesize FROM track JOIN lost USING (id))"
     " AND (l.id IS NOT NULL OR @VARN:NEVAR);"
+    // Of thousands of equal files some are enough: each row below looks at all that are left.
+    "DELETE FROM equal USING (SELECT id, row_number() OVER (PARTITION BY userid, filesize,"
+    " fingerprint, is_lost ORDER BY stars <> '{}' DESC, date, id) AS number FROM equal) n"
+    " WHERE n.id = equal.id AND n.number > 200;"
+    "CREATE INDEX ON equal (fingerprint, filesize, userid);"
     "CREATE TEMP TABLE copied (old integer PRIMARY KEY, new integer UNIQUE, path text)";
 
-// Numbered as in matching.cpp.
+// Rows choose one after the other, because what one takes is no more there for the next.
 constexpr const char kFind[] =
-    "INSERT INTO copied SELECT l.id, c.id, c.path FROM (SELECT *, row_number() OVER"
-    " (PARTITION BY userid, filesize, fingerprint, key ORDER BY stars <> '{}' DESC, date DESC, id)"
-    " AS number FROM equal t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE is_lost"
-    " AND NOT EXISTS (SELECT FROM copied o WHERE o.old = t.id)) l"
-    " JOIN (SELECT *, row_number() OVER"
-    " (PARTITION BY userid, filesize, fingerprint, key ORDER BY date DESC, id) AS number"
-    " FROM equal t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE NOT is_lost"
-    " AND (stars <> '{}') = @VARN:NEVAR"
-    " AND NOT EXISTS (SELECT FROM copied o WHERE o.new = t.id)) c"
-    " USING (userid, filesize, fingerprint, key, number)"
-    " WHERE c.date > l.date AND c.stars <@ l.stars";
-
-struct Pass {
-    const char *key;
-    const char *isRated;
-};
-constexpr const char kName[] = "regexp_replace(path, '^.*/', '')";
-constexpr std::array kPasses = {Pass{kName, "true"}, Pass{kName, "false"}, Pass{"''", "false"}};
+    "DO $$ DECLARE l record; BEGIN"
+    " FOR l IN SELECT * FROM equal WHERE is_lost ORDER BY stars <> '{}' DESC, id LOOP"
+    " INSERT INTO copied SELECT l.id, c.id, c.path FROM equal c WHERE NOT c.is_lost"
+    " AND c.fingerprint = l.fingerprint AND c.filesize = l.filesize AND c.userid = l.userid"
+    " AND c.date > l.date AND c.stars <@ l.stars"
+    " AND NOT EXISTS (SELECT FROM copied o WHERE o.new = c.id)"
+    " ORDER BY regexp_replace(c.path, '^.*/', '') = regexp_replace(l.path, '^.*/', '') DESC,"
+    " cardinality(c.stars) DESC, c.date, c.id LIMIT 1;"
+    " END LOOP; END $$";
 
 // With the tracks that both files are split into. Giving a star waits until the rows have their
 // final ids.
@@ -80,9 +76,7 @@ constexpr std::array kSideTables = {"album_track",       "artist_track",     "co
 
 std::size_t FindCopies(Database &database, const Folders &folders, Reporter &reporter) {
     database.Execute(Made(varn::Sql(kEqual, ScopeCondition(Scope(folders.Roots()), false))));
-    for (const auto &[key, isRated] : kPasses) {
-        database.Execute(Made(varn::Sql(kFind, key, key, isRated)));
-    }
+    database.Execute(kFind);
     if (reporter.ListsChanges()) {
         const Rows rows = database.Query("SELECT path FROM copied ORDER BY path COLLATE \"C\"");
         for (int row = 0; row < rows.Count(); ++row) {

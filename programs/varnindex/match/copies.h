@@ -12,8 +12,8 @@ namespace varnindex {
 
 // Finds, for the rows in the temporary table "lost", files of the same owner, size and audio that
 // came into the library later and lie in a configured folder, and takes these rows out of "lost". A
-// file with stars goes only to a row of its name that has the same stars, which came along with the
-// file; so nobody's stars are lost. Rated rows choose first. Each file goes to one row. Returns how
+// file with stars goes only to a row that has these stars too, so nobody's stars are lost. Rated
+// rows choose first, each a file of its name if there is one. Each file goes to one row. Returns how
 // many were found. Throws DatabaseError, as below.
 std::size_t FindCopies(Database &database, const Folders &folders, Reporter &reporter);
 

@@ -36,9 +36,12 @@ constexpr const char kNoteCopied[] =
     " FROM batch b JOIN track o ON o.id = b.old JOIN track n ON n.id = b.new";
 
 // Paths with what is known of them now; those without a song first, because two paths may lead to
-// one place. Of several rows that have a path for the moment, the one that has come there counts.
+// one place. Of several rows that have a path for the moment, the one that has come there counts. A
+// song that leaves a path, or comes to one, decides about the records of all numbers there.
 constexpr const char kPlaces[] =
-    "SELECT place, number, is_move, EXISTS (SELECT FROM track t WHERE t.path = place"
+    "SELECT place, number, is_move OR place IN (SELECT path FROM outbox WHERE moved_to IS NOT NULL"
+    " UNION ALL SELECT moved_to FROM outbox WHERE moved_to IS NOT NULL) AS is_move,"
+    " EXISTS (SELECT FROM track t WHERE t.path = place"
     " AND NOT t.is_virtual) AS is_there, (SELECT string_agg(r.userid || '=' || r.star, E'\\n'"
     " ORDER BY r.userid) FROM rating_track r WHERE r.star > 0 AND r.track = (SELECT t.id FROM "
     "track t"
