@@ -145,15 +145,15 @@ varn::OwnedSongs Read(uid_t uid, const HeldPlaylist &list, const std::string &pa
     return count >= 0 ? std::move(songs) : throw Failure(Reason::kPlaylistNotRead, path);
 }
 
-// Holds a playlist open and has it written anew, by its descriptor. What a failure in the middle,
-// for example a full disk, leaves of it is replaced by what was there before.
+// Holds a playlist open and has it written anew, by its descriptor. What a failure in the middle
+// leaves of it is replaced by what was there before.
 template <typename Write>
 void Rewrite(const Collection &collection, const Playlist &playlist, const Write &write) {
     CheckFormat(playlist.path);
     const HeldPlaylist list(collection, playlist.path, HeldPlaylist::Use::kChange);
-    const std::string before = list.Contents();
+    KeptCopy before(list);
     if (write(list) != 0) {
-        list.PutBack(before);
+        before.PutBack();
         throw Failure(Reason::kPlaylistNotWritten, playlist.path);
     }
 }

@@ -66,14 +66,34 @@ class HeldPlaylist {
     // What the file holds now. A Failure while somebody else writes it.
     std::string Contents() const;
 
-    // Writes that back, unless somebody else writes the playlist. False, with a log line, when it
-    // cannot be done.
-    bool PutBack(const std::string &contents) const;
-
   private:
+    friend class KeptCopy;
+
     PlaylistFolder folder_;
     std::string path_;
     varn::UniqueFd file_;
+};
+
+// A copy of a playlist, a hidden file beside it, for the time of a change: the library empties a
+// list before it writes it anew. It goes with the object. The next change of the list replaces what
+// a process that was killed has left.
+class KeptCopy {
+  public:
+    // A Failure when there is no room for it, and while somebody else writes the playlist.
+    explicit KeptCopy(const HeldPlaylist &list);
+    ~KeptCopy();
+    KeptCopy(const KeptCopy &) = delete;
+    KeptCopy &operator=(const KeptCopy &) = delete;
+
+    // Puts the copy in the playlist's place, which takes no room on the disk. Where that fails the
+    // copy stays, with a log line.
+    void PutBack();
+
+  private:
+    const PlaylistFolder &folder_;
+    std::string list_;
+    std::string name_;
+    bool isOurs_ = true;  // to remove
 };
 
 // Holds a playlist open to read it. One that has another name since it was looked up is looked up
