@@ -1,10 +1,12 @@
 #include "playlist_edit.h"
 
 #include <strings.h>
+#include <sys/stat.h>
 #include <syslog.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -300,7 +302,11 @@ void DeleteRowAndFile(const Collection &collection, const Playlist &playlist) {
     if (!PlaylistFolder::IsGone(path.parent_path())) {
         folder.emplace(collection, path.parent_path());
     }
-    const bool isThere = folder && folder->Has(name);
+    const mode_t kind = folder ? folder->KindOf(name) : 0;
+    const bool isThere = kind != 0;
+    if (isThere && !S_ISREG(kind) && !S_ISLNK(kind)) {
+        throw Failure(Reason::kPlaylistNotDeleted, path, S_ISDIR(kind) ? EISDIR : EINVAL);
+    }
     if (isThere) {
         folder->Move(name, aside, Reason::kPlaylistNotDeleted);
     }

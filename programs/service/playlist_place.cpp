@@ -218,13 +218,13 @@ void PlaylistFolder::CheckIsFree(const std::string &name) const {
     }
 }
 
-bool PlaylistFolder::Has(const std::string &file) const {
+mode_t PlaylistFolder::KindOf(const std::string &name) const {
     const varn::RunAs root(varn::Who::kRoot);
     struct stat info {};
-    if (fstatat(folder_.Get(), file.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
-        return true;
+    if (fstatat(folder_.Get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        return info.st_mode;
     }
-    return errno == ENOENT ? false : throw Failure(Reason::kFolderNotRead, path_, errno);
+    return errno == ENOENT ? 0 : throw Failure(Reason::kFolderNotRead, path_, errno);
 }
 
 varn::UniqueFd PlaylistFolder::Make(const std::string &file) const {

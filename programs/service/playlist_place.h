@@ -1,6 +1,8 @@
 // The files of playlists, whatever stands on the way to them.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <string>
 
@@ -38,8 +40,9 @@ class PlaylistFolder {
     // Removes a file; false when there is none.
     bool Remove(const std::string &file) const;
 
-    // False when the name is free.
-    bool Has(const std::string &file) const;
+    // What has a name, as in st_mode; 0 when the name is free.
+    mode_t KindOf(const std::string &name) const;
+    bool Has(const std::string &name) const { return KindOf(name) != 0; }
 
     int Get() const { return folder_.Get(); }
 

@@ -185,6 +185,10 @@ TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
     Touch(home);
     AddRow(In("a.m3u"), "a", "m");
     AddRow(home, "b", "m", kAlice);
+    std::filesystem::create_directories(In("folder.m3u"));
+    AddRow(In("folder.m3u"), "folder", "m");
+    RunAll({{{"playlist", "delete", "folder"}, 1, "Is a directory"}, {{"playlists"}, 0, "folder"}});
+    EXPECT_TRUE(std::filesystem::is_directory(In("folder.m3u")));
     Query(
         "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
         "CREATE TRIGGER t BEFORE UPDATE OR DELETE ON playlist EXECUTE FUNCTION refuse(); "
