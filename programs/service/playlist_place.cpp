@@ -148,7 +148,11 @@ varn::UniqueFd OpenList(const Collection &collection, const PlaylistFolder &fold
 // False with errno set.
 bool ReadAll(int fd, std::string &text) {
     struct stat info {};
-    if (fstat(fd, &info) != 0 || info.st_size > kMostBytes) {
+    if (fstat(fd, &info) != 0) {
+        return false;
+    }
+    if (info.st_size > kMostBytes) {
+        errno = EFBIG;
         return false;
     }
     text.resize(static_cast<std::size_t>(info.st_size));
