@@ -13,6 +13,7 @@
 
 #include "failure.h"
 #include "list.h"
+#include "playlist_place.h"
 #include "playlist_songs.h"
 #include "songs.h"
 #include "tonvale/playlists.h"
@@ -339,12 +340,19 @@ void Links::PrepareSharedSongs() {
 
 void Links::ChangeSharedSongs(bool add, const std::string &songId, const std::string &song) {
     const Turn turn(*this);
-    if (add) {
-        PrepareSharedSongs();
-    } else {
+    if (!add) {
         Find({"", kSharedSongsId});
     }
-    if (!manager_.ShareSingleSong(add, user_, songId, song)) {
+    PrepareSharedSongs();
+    const Collection own = {.user = user_, .personal = true, .uid = uid_, .isForRoot = true};
+    const HeldPlaylist list(own, Find({"", kSharedSongsId}).path, HeldPlaylist::Use::kChange);
+    KeptCopy before(list);
+    // ShareSingleSong does not tell when a removal fails.
+    const bool isChanged =
+        add ? manager_.ShareSingleSong(true, user_, songId, song)
+            : VARNPersonalPlaylistRemoveSongByPath(uid_, list.Path().c_str(), song.c_str()) == 0;
+    if (!isChanged) {
+        before.PutBack();
         throw Failure(Reason::kSharedSongsNotChanged);
     }
 }

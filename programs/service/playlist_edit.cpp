@@ -1,10 +1,12 @@
 #include "playlist_edit.h"
 
 #include <strings.h>
+#include <sys/stat.h>
 #include <syslog.h>
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstdint>
 #include <filesystem>
 #include <limits>
@@ -145,15 +147,15 @@ varn::OwnedSongs Read(uid_t uid, const HeldPlaylist &list, const std::string &pa
     return count >= 0 ? std::move(songs) : throw Failure(Reason::kPlaylistNotRead, path);
 }
 
-// Holds a playlist open and has it written anew, by its descriptor. What a failure in the middle,
-// for example a full disk, leaves of it is replaced by what was there before.
+// Holds a playlist open and has it written anew, by its descriptor. What a failure in the middle
+// leaves of it is replaced by what was there before.
 template <typename Write>
 void Rewrite(const Collection &collection, const Playlist &playlist, const Write &write) {
     CheckFormat(playlist.path);
     const HeldPlaylist list(collection, playlist.path, HeldPlaylist::Use::kChange);
-    const std::string before = list.Contents();
+    KeptCopy before(list);
     if (write(list) != 0) {
-        list.PutBack(before);
+        before.PutBack();
         throw Failure(Reason::kPlaylistNotWritten, playlist.path);
     }
 }
@@ -300,7 +302,11 @@ void DeleteRowAndFile(const Collection &collection, const Playlist &playlist) {
     if (!PlaylistFolder::IsGone(path.parent_path())) {
         folder.emplace(collection, path.parent_path());
     }
-    const bool isThere = folder && folder->Has(name);
+    const mode_t kind = folder ? folder->KindOf(name) : 0;
+    const bool isThere = kind != 0;
+    if (isThere && !S_ISREG(kind) && !S_ISLNK(kind)) {
+        throw Failure(Reason::kPlaylistNotDeleted, path, S_ISDIR(kind) ? EISDIR : EINVAL);
+    }
     if (isThere) {
         folder->Move(name, aside, Reason::kPlaylistNotDeleted);
     }

@@ -10,7 +10,9 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
+#include <climits>
 #include <cstring>
+#include <string_view>
 #include <system_error>
 #include <utility>
 #include <vector>
@@ -21,6 +23,7 @@
 #include "varn/account.h"
 #include "varn/host.h"
 #include "varn/process.h"
+#include "varn/replace_file.h"
 #include "varn/run_as.h"
 #include "varn/systempath.h"
 
@@ -32,6 +35,7 @@ namespace fs = std::filesystem;
 
 constexpr char kFolder[] = "playlists";
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
+constexpr std::string_view kKept = ".kept";     // no extension of a playlist
 constexpr off_t kMostBytes = off_t{256} << 20;  // what the library reads
 
 // What errno tells of a name in a folder.
@@ -144,7 +148,11 @@ varn::UniqueFd OpenList(const Collection &collection, const PlaylistFolder &fold
 // False with errno set.
 bool ReadAll(int fd, std::string &text) {
     struct stat info {};
-    if (fstat(fd, &info) != 0 || info.st_size > kMostBytes) {
+    if (fstat(fd, &info) != 0) {
+        return false;
+    }
+    if (info.st_size > kMostBytes) {
+        errno = EFBIG;
         return false;
     }
     text.resize(static_cast<std::size_t>(info.st_size));
@@ -214,13 +222,13 @@ void PlaylistFolder::CheckIsFree(const std::string &name) const {
     }
 }
 
-bool PlaylistFolder::Has(const std::string &file) const {
+mode_t PlaylistFolder::KindOf(const std::string &name) const {
     const varn::RunAs root(varn::Who::kRoot);
     struct stat info {};
-    if (fstatat(folder_.Get(), file.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
-        return true;
+    if (fstatat(folder_.Get(), name.c_str(), &info, AT_SYMLINK_NOFOLLOW) == 0) {
+        return info.st_mode;
     }
-    return errno == ENOENT ? false : throw Failure(Reason::kFolderNotRead, path_, errno);
+    return errno == ENOENT ? 0 : throw Failure(Reason::kFolderNotRead, path_, errno);
 }
 
 varn::UniqueFd PlaylistFolder::Make(const std::string &file) const {
@@ -280,19 +288,37 @@ std::string HeldPlaylist::Contents() const {
     return read ? std::move(text) : throw Failure(Reason::kPlaylistNotRead, path_, error);
 }
 
-bool HeldPlaylist::PutBack(const std::string &contents) const {
+KeptCopy::KeptCopy(const HeldPlaylist &list)
+    : folder_(list.folder_),
+      list_(fs::path(list.path_).filename()),
+      name_(("." + list_).substr(0, NAME_MAX - kKept.size()).append(kKept)) {
+    const std::string contents = list.Contents();
     const varn::RunAs root(varn::Who::kRoot);
-    std::string now;
-    const varn::UniqueFd file(open(Path().c_str(), O_WRONLY | O_NONBLOCK | O_CLOEXEC));
-    // Over what is there: on a full disk that is the room that there is.
-    const bool isWhole = file && flock(file.Get(), LOCK_EX | LOCK_NB) == 0 &&
-                         ((ReadAll(file_.Get(), now) && now == contents) ||
-                          (varn::WriteAll(file.Get(), contents) &&
-                           ftruncate(file.Get(), static_cast<off_t>(contents.size())) == 0));
-    if (!isWhole) {
-        syslog(LOG_ERR, "Failed to put %s back: %m", path_.c_str());
+    struct stat info {};
+    bool isWritten = fstat(list.file_.Get(), &info) == 0;
+    const varn::FileOwner owner = {info.st_uid, info.st_gid};
+    isWritten =
+        isWritten && varn::ReplaceFile(varn::DescriptorPath(folder_.Get()) + "/" + name_, contents,
+                                       info.st_mode & 0777, geteuid() == 0 ? &owner : nullptr);
+    if (!isWritten) {
+        throw Failure(Reason::kPlaylistNotWritten, list.path_, errno);
     }
-    return isWhole;
+}
+
+KeptCopy::~KeptCopy() {
+    const varn::RunAs root(varn::Who::kRoot);
+    if (isOurs_ && unlinkat(folder_.Get(), name_.c_str(), 0) != 0) {
+        syslog(LOG_ERR, "Failed to remove %s: %m", (folder_.Path() / name_).c_str());
+    }
+}
+
+void KeptCopy::PutBack() {
+    const varn::RunAs root(varn::Who::kRoot);
+    isOurs_ = false;
+    if (renameat(folder_.Get(), name_.c_str(), folder_.Get(), list_.c_str()) != 0) {
+        syslog(LOG_ERR, "Failed to put %s back, which is kept as %s: %m",
+               (folder_.Path() / list_).c_str(), name_.c_str());
+    }
 }
 
 HeldPlaylist HoldToRead(const Collection &collection, Playlist &playlist) {

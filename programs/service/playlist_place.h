@@ -1,6 +1,8 @@
 // The files of playlists, whatever stands on the way to them.
 #pragma once
 
+#include <sys/types.h>
+
 #include <filesystem>
 #include <string>
 
@@ -38,8 +40,9 @@ class PlaylistFolder {
     // Removes a file; false when there is none.
     bool Remove(const std::string &file) const;
 
-    // False when the name is free.
-    bool Has(const std::string &file) const;
+    // What has a name, as in st_mode; 0 when the name is free.
+    mode_t KindOf(const std::string &name) const;
+    bool Has(const std::string &name) const { return KindOf(name) != 0; }
 
     int Get() const { return folder_.Get(); }
 
@@ -66,14 +69,34 @@ class HeldPlaylist {
     // What the file holds now. A Failure while somebody else writes it.
     std::string Contents() const;
 
-    // Writes that back, unless somebody else writes the playlist. False, with a log line, when it
-    // cannot be done.
-    bool PutBack(const std::string &contents) const;
-
   private:
+    friend class KeptCopy;
+
     PlaylistFolder folder_;
     std::string path_;
     varn::UniqueFd file_;
+};
+
+// A copy of a playlist, a hidden file beside it, for the time of a change: the library empties a
+// list before it writes it anew. It goes with the object. The next change of the list replaces what
+// a process that was killed has left.
+class KeptCopy {
+  public:
+    // A Failure when there is no room for it, and while somebody else writes the playlist.
+    explicit KeptCopy(const HeldPlaylist &list);
+    ~KeptCopy();
+    KeptCopy(const KeptCopy &) = delete;
+    KeptCopy &operator=(const KeptCopy &) = delete;
+
+    // Puts the copy in the playlist's place, which takes no room on the disk. Where that fails the
+    // copy stays, with a log line.
+    void PutBack();
+
+  private:
+    const PlaylistFolder &folder_;
+    std::string list_;
+    std::string name_;
+    bool isOurs_ = true;  // to remove
 };
 
 // Holds a playlist open to read it. One that has another name since it was looked up is looked up

@@ -1,12 +1,17 @@
 // The verbs of the command line that work on playlists.
+#include <fcntl.h>
 #include <json/json.h>
 #include <sched.h>
 #include <sys/mount.h>
+#include <sys/prctl.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include "platform/child.h"
 #include "playlist/playlist_test.h"
 #include "programs/command.h"
+#include "tonvale/sharing.h"
+#include "varn/descriptor.h"
 #include "varn/packageconf.h"
 
 namespace {
@@ -104,12 +109,25 @@ TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
             {{"playlist", "add", "y", "http://b/"}, 0, ""}});
 }
 
-TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
-    Texts many = {"playlist", "add", "x"};
-    for (int i = 0; i < 1000; ++i) {
-        many.push_back("http://radio.example/" + std::string(100, 'x') + std::to_string(i));
+// Takes all room that becomes free on the disk.
+void FillForever(const std::string &path) {
+    prctl(PR_SET_PDEATHSIG, SIGKILL);
+    const varn::UniqueFd file(open(path.c_str(), O_WRONLY | O_CREAT | O_APPEND | O_CLOEXEC, 0600));
+    for (const std::string page(4096, 'x');; sched_yield()) {
+        while (write(file.Get(), page.data(), page.size()) > 0) {
+        }
     }
+}
+
+TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
+    const std::string url = "http://radio.example/" + std::string(200, 'x');
+    const std::filesystem::path shared =
+        Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice");
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}})");
+    AddSong({.path = In(std::string(200, 'a') + ".mp3")});
+    AddSong({.path = In("b.mp3")});
     AddRow(In("x.m3u"), "x", "m");
+    RunAll({{{"share", "song", "2", "--user", "alice"}, 0, "http"}});
     const auto onSmallDisk = [&] {
         const auto mountMusic = [](unsigned long flags) {
             return mount("none", music().c_str(), "tmpfs", flags, "size=64k") == 0;
@@ -118,14 +136,44 @@ TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
             mount("none", "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 || !mountMusic(0)) {
             return;
         }
-        Touch(In("x.m3u"), "http://r/1\nhttp://r/2\n");
-        EXPECT_EQ(Run(many).status, 1);
-        EXPECT_EQ(ReadFile(In("x.m3u")), "http://r/1\nhttp://r/2\n");
+        // The list of shared songs stands there under another path.
+        ASSERT_EQ(mount(music().c_str(), shared.parent_path().c_str(), nullptr, MS_BIND, nullptr),
+                  0);
+        // Just below a page: with one entry more it needs two.
+        std::string list = In("b.mp3") + "\r\n";
+        while (list.size() + 100 < 4096) {
+            list += "http://r/" + std::to_string(list.size()) + "\r\n";
+        }
+        const auto allFail = [&] {
+            RunAll({{{"playlist", "add", "x", url}, 1, "cannot be"},
+                    {{"share", "song", "1", "--user", "alice"}, 1, "cannot be"}});
+            EXPECT_EQ(ReadFile(In("x.m3u")), list);
+            EXPECT_EQ(ReadFile(shared), list);
+        };
+        Touch(In("b.mp3"));
+        Touch(In("x.m3u"), list);
+        Touch(shared, list);
+        Touch(In("filler"), std::string(13 * 4096, 'x'));
+        allFail();  // with room for a copy
+        const pid_t filling = tonvale_test::StartInChild([] { FillForever(In("filler")); });
+        EXPECT_TRUE(tonvale_test::Eventually(
+            [] { return std::filesystem::space(music()).available == 0; }));
+        allFail();
+        RunAll({{{"share", "unsong", "2", "--user", "alice"}, 1, "cannot be written"}});
+        EXPECT_EQ(ReadFile(shared), list);
+        kill(filling, SIGKILL);
+        waitpid(filling, nullptr, 0);
+        Touch(In("filler"));
+        Touch(In(".x.m3u.kept"), "of a process that was killed");
+        RunAll({{{"share", "unsong", "2", "--user", "alice"}, 0, ""},
+                {{"playlist", "remove", "x", "0"}, 0, ""}});
+        EXPECT_EQ(ReadFile(shared).find("b.mp3"), std::string::npos);
+        EXPECT_FALSE(std::filesystem::exists(In(".x.m3u.kept")));
         EXPECT_TRUE(mountMusic(MS_REMOUNT | MS_RDONLY));
         RunAll({{{"playlist", "create", "new"}, 1, "Read-only file system"},
                 {{"playlist", "rename", "x", "y"}, 1, "Read-only file system"},
                 {{"playlist", "delete", "x"}, 1, "Read-only file system"},
-                {{"playlist", "show", "x"}, 0, "2 of 2 entries"}});
+                {{"playlist", "show", "x"}, 0, "http://r/"}});
     };
     EXPECT_TRUE(tonvale_test::HoldsInChild(onSmallDisk));
 }
@@ -137,6 +185,10 @@ TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
     Touch(home);
     AddRow(In("a.m3u"), "a", "m");
     AddRow(home, "b", "m", kAlice);
+    std::filesystem::create_directories(In("folder.m3u"));
+    AddRow(In("folder.m3u"), "folder", "m");
+    RunAll({{{"playlist", "delete", "folder"}, 1, "Is a directory"}, {{"playlists"}, 0, "folder"}});
+    EXPECT_TRUE(std::filesystem::is_directory(In("folder.m3u")));
     Query(
         "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
         "CREATE TRIGGER t BEFORE UPDATE OR DELETE ON playlist EXECUTE FUNCTION refuse(); "
