@@ -53,7 +53,7 @@ http {
         "~(?s)\A(?<prefix>.{8}).{8}\z" $prefix;
     }
     limit_conn_zone $network zone=networks:16m;
-    limit_conn_zone $network$remote_user zone=logins:16m;
+    limit_conn_zone $remote_user:$network zone=logins:16m;
     limit_conn networks 128;
     limit_conn logins 64;
     limit_conn_status 503;
