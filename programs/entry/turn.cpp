@@ -37,14 +37,17 @@ constexpr std::chrono::seconds kPatience(10);
 std::vector<Slot> held;
 
 // What a visitor of public pages is counted by: the IPv4 address, or the first 64 bits of an IPv6
-// address, because one client has all addresses below them. A few networks share a number, so that
-// the files of turns stay few.
+// address, because one client has all addresses below them; an account of this machine has all of
+// loopback. A few networks share a number, so that the files of turns stay few.
 std::string VisitorsNetwork() {
     constexpr std::size_t kNumbers = 256;
     const char *const told = std::getenv("REMOTE_ADDR");
     std::string_view network = told != nullptr ? told : "";
     in6_addr address{};
-    if (inet_pton(AF_INET6, network.data(), &address) == 1 && !IN6_IS_ADDR_V4MAPPED(&address)) {
+    if (network.starts_with("127.") || network.starts_with("::ffff:127.") || network == "::1") {
+        network = "127";
+    } else if (inet_pton(AF_INET6, network.data(), &address) == 1 &&
+               !IN6_IS_ADDR_V4MAPPED(&address)) {
         network = {reinterpret_cast<const char *>(&address), sizeof address / 2};
     }
     return std::to_string(std::hash<std::string_view>{}(network) % kNumbers);
