@@ -8,7 +8,6 @@
 #include <string>
 
 #include "action.h"
-#include "encoder_slot.h"
 #include "turn.h"
 #include "varn/descriptor.h"
 #include "varn/mediaindex.h"
@@ -37,11 +36,7 @@ class EncodedAction : public MediaAction {
             }
             return std::fputs("\r\n", stdout) >= 0 && std::fflush(stdout) == 0;
         }
-        const tonvale_service::Slot slot = EncoderSlot();
-        if (!slot) {
-            throw Refusal{Code::kBusy};
-        }
-        GiveTurnBack();
+        TakeTurn(Asked(), Work::kEncoder);
         // Past standard output's buffer, which tells below whether the answer has begun.
         if (!varn::WriteAll(STDOUT_FILENO, kAtListenersPace)) {
             return false;

@@ -23,9 +23,10 @@ constexpr char kProxies[] = "trusted_proxies";
 
 // A header has ten seconds in all, a body may pause for as long. Connections that bring neither are
 // cheap, and there is room for many. Requests under way are bounded by address, of IPv6 by network;
-// no header that a client writes changes that bound. The bound by login, which nobody has checked
-// here, comes on top: of an address it leaves half to others. The lighttpd behind takes the requests
-// of 32 addresses.
+// loopback is one address, and no header that a client writes changes that bound. The bound by
+// login, which nobody has checked here, comes on top: of an address it leaves half to others. Few
+// requests may have a body, which can come by the byte: the others of the address go on. The
+// lighttpd behind takes the requests of 32 addresses.
 //
 // Answers that are not sound are taken at once and wait in files: a list of 100,000 songs has 50 MB.
 //
@@ -49,12 +50,16 @@ http {
     map $http_host $told_host { default $http_host; "" "$server_addr:$server_port"; }
     map $binary_remote_addr $network {
         default $binary_remote_addr;
+        "~(?s)\A((\x00{10}\xff\xff)?\x7f.{3}|\x00{15}\x01)\z" 127;
         "~(?s)\A\x00{10}\xff\xff(?<mapped>.{4})\z" $mapped;
         "~(?s)\A(?<prefix>.{8}).{8}\z" $prefix;
     }
+    map $content_length$http_transfer_encoding $network_of_body { default $network; "" ""; }
     limit_conn_zone $network zone=networks:16m;
-    limit_conn_zone $network$remote_user zone=logins:16m;
+    limit_conn_zone $network_of_body zone=bodies:16m;
+    limit_conn_zone $remote_user:$network zone=logins:16m;
     limit_conn networks 128;
+    limit_conn bodies 32;
     limit_conn logins 64;
     limit_conn_status 503;
     proxy_http_version 1.1;

@@ -2,6 +2,7 @@
 #include <chrono>
 #include <cstdlib>
 #include <ctime>
+#include <deque>
 #include <regex>
 
 #include "tonvale/sharing.h"
@@ -364,6 +365,36 @@ TEST_F(PublicPage, TakesTheSchemeOfAServerInFront) {
     const std::string secure = "\"url\":\"https://localhost:443" + end;
     EXPECT_TRUE(Contains(Get(path, Login("alice") + front, 2).body, secure));
     EXPECT_TRUE(Contains(Get(path, Login("alice") + front, 1).body, plain));
+}
+
+// Slow readers leave encoders to other accounts, to users, and to visitors from elsewhere.
+TEST_F(PublicPage, LeavesEncodersToOthers) {
+    ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
+    ASSERT_EQ(VARNAudioConfSet("max_encoders", "5"), 0);
+    chmod(At(varn::path::kPackageConf).c_str(), 0644);
+    UseEncoder("exec yes");
+    Query("UPDATE track SET duration = 100000");
+    Serve();
+    const std::string sound = "stream&id=music_1&format=mp3";
+    const std::string shared = kMethod + sound + "&sharing_id=" + kLink;
+    const std::string own = Path("Stream", sound);
+    const struct {
+        std::string path, fields;
+        int status;
+    } readers[] = {{own, Login("alice"), 200},
+                   {own, Login("alice"), 200},
+                   {own, Login("alice"), 503},
+                   {shared, "X-Forwarded-For: 2001:db8::1\r\n", 200},
+                   {shared, "X-Forwarded-For: 2001:db8::2\r\n", 503},
+                   {shared, "X-Forwarded-For: 192.0.2.1\r\n", 200},
+                   {shared, "X-Forwarded-For: 192.0.2.2\r\n", 503},
+                   {own, Login("bob"), 200},
+                   {own, Login("bob"), 503}};
+    std::deque<HttpClient> clients;
+    for (const auto &[path, fields, status] : readers) {
+        clients.emplace_back(port_, 2).Send(Request(path, fields));
+        EXPECT_EQ(clients.back().Status(), status) << path << fields;
+    }
 }
 
 // The page is the same whatever the request says of the host.
