@@ -145,6 +145,11 @@ std::string ForeignLines(std::string_view text) {
 
 }  // namespace
 
+bool IsUtf16(std::string_view bytes) {
+    return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF") ||
+           UnmarkedUtf16(bytes) != nullptr;
+}
+
 std::string ToUtf8(std::string_view bytes) {
     std::string text = Interpret(bytes);
     UnifyLineEnds(text);

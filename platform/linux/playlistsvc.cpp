@@ -28,7 +28,6 @@ namespace varn::playlist {
 
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 constexpr int kMostRemote = 100000;
 
 using Root = std::optional<RunAs>;
@@ -73,8 +72,8 @@ bool ReadFile(const std::string &path, Root &root, std::string &bytes) {
         SetSystemError();
         return false;
     }
-    bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), kMostBytes));
-    if (!ReadToEnd(file.Get(), kMostBytes, bytes)) {
+    bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), kMostPlaylistBytes));
+    if (!ReadToEnd(file.Get(), kMostPlaylistBytes, bytes)) {
         SetSystemError();
         return false;
     }
@@ -219,8 +218,8 @@ int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
     return varn::Guarded(-1, [&] {
         try {
             return varn::playlist::Read(path, candidates, remote);
-        } catch (const varn::playlist::TooManyEntries &) {
-            errno = EFBIG;
+        } catch (const varn::playlist::NoPlaylist &refusal) {
+            errno = refusal.code().value();
             varn::SetSystemError();
             return -1;
         }

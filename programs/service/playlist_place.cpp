@@ -20,6 +20,7 @@
 #include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/host.h"
+#include "varn/playlistsvc.h"
 #include "varn/process.h"
 #include "varn/run_as.h"
 #include "varn/systempath.h"
@@ -32,7 +33,6 @@ namespace fs = std::filesystem;
 
 constexpr char kFolder[] = "playlists";
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-constexpr off_t kMostBytes = off_t{256} << 20;  // what the library reads
 
 // What errno tells of a name in a folder.
 Failure NotDone(Reason reason, const fs::path &path) {
@@ -144,7 +144,11 @@ varn::UniqueFd OpenList(const Collection &collection, const PlaylistFolder &fold
 // False with errno set.
 bool ReadAll(int fd, std::string &text) {
     struct stat info {};
-    if (fstat(fd, &info) != 0 || info.st_size > kMostBytes) {
+    if (fstat(fd, &info) != 0) {
+        return false;
+    }
+    if (static_cast<std::size_t>(info.st_size) > varn::kMostPlaylistBytes) {
+        errno = EFBIG;
         return false;
     }
     text.resize(static_cast<std::size_t>(info.st_size));
