@@ -39,7 +39,8 @@ void CheckTags(const Tags &tags) {
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     const std::string_view bytes(reinterpret_cast<const char *>(data), size);
-    Places places("/nonexistent/lists", {"/nonexistent"});
+    Files files;
+    Places places("/nonexistent/lists", {"/nonexistent"}, files);
     std::size_t entries = 0;
     const Sink check = [&](const Entry &entry) {
         ++entries;

@@ -30,7 +30,9 @@ extern "C" {
 // with a drive or a server's name, the longest tail that is there below an indexed folder. An entry
 // for which none of them is there stays as it is. Lists within lists are entries like others. In an
 // m3u a line that begins with "#", after blanks or not, is an entry only when a file of that name is
-// there.
+// there. Where the list is read as root for another account, root's rights find files in the indexed
+// folders and in the music of the list's user alone; what is elsewhere by its real path is there if
+// the package's account sees it.
 //
 // The number of entries, or -1 with both outputs null and the error state set: a file that is
 // missing, not a regular one or not to be read, one of more than varn::kMostPlaylistBytes or 200,000
