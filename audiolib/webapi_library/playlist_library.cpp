@@ -75,11 +75,11 @@ std::string PathInFolder(const std::string &preferenceDir, const std::string &ke
 }
 
 std::string PlaylistPath(const PlaylistLibrary &library, const std::string &key, int type) {
-    if (key == kSharedSongsId) {
-        return library.preferenceDir + "/" + kSharedSongsKey + ".m3u";
-    }
     if (type == PLAYLIST_TYPE_SHARED) {
         return PathInCatalogue(kShared, library.uid, key);
+    }
+    if (key == kSharedSongsId) {
+        return library.preferenceDir + "/" + kSharedSongsKey + ".m3u";
     }
     if (IsPersonalLibEnabled(library.userName.c_str())) {
         return PathInCatalogue(kPersonal, library.uid, key);

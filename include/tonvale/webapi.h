@@ -366,7 +366,7 @@ class TONVALE_EXPORT PlaylistLibrary : public WebapiLibrary {
                                    Json::Value &tracks) const noexcept;
 
     // The file of a normal playlist, key and type as above; "" for one that the library does not
-    // have. In place of a key kSharedSongsId names the list of shared songs, a file beside the
+    // have. As a personal key kSharedSongsId names the list of shared songs, a file beside the
     // user's preferences that need not be there. Finding the playlist of a user without a personal
     // library runs as root for a moment.
     std::string GetPlaylistPath(const std::string &key, int type) const noexcept;

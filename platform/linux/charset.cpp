@@ -47,6 +47,8 @@ std::string Decoded(std::string_view bytes, const char *encoding) {
     return text;
 }
 
+constexpr std::size_t kForeignForEachDamage = 8;
+
 // One damaged byte does not make a long UTF-8 text a text of another encoding.
 bool IsNearlyUtf8(std::string_view decoded) {
     constexpr std::string_view kUnreadable = "\xEF\xBF\xBD";
@@ -59,7 +61,7 @@ bool IsNearlyUtf8(std::string_view decoded) {
          at = decoded.find(kUnreadable, at + kUnreadable.size())) {
         ++unreadable;
     }
-    return unreadable * 8 < foreign;
+    return unreadable * kForeignForEachDamage < foreign;
 }
 
 // How a text begins, and what that says of its encoding.
@@ -130,7 +132,12 @@ std::string_view TakeLine(std::string_view &text) {
 }
 
 bool NeedsCodePage(std::string_view line) {
-    return !IsUtf8(line) && !IsNearlyUtf8(Decoded(line, "UTF-8"));
+    const auto foreign = std::count_if(line.begin(), line.end(), [](char byte) {
+        return (static_cast<unsigned char>(byte) & 0x80U) != 0;
+    });
+    // Most lines are too short to be nearly UTF-8, and to convert one costs much.
+    return !IsUtf8(line) && (static_cast<std::size_t>(foreign) <= kForeignForEachDamage ||
+                             !IsNearlyUtf8(Decoded(line, "UTF-8")));
 }
 
 // The lines that are in a code page.
@@ -144,6 +151,11 @@ std::string ForeignLines(std::string_view text) {
 }
 
 }  // namespace
+
+bool IsUtf16(std::string_view bytes) {
+    return bytes.starts_with("\xFF\xFE") || bytes.starts_with("\xFE\xFF") ||
+           UnmarkedUtf16(bytes) != nullptr;
+}
 
 std::string ToUtf8(std::string_view bytes) {
     std::string text = Interpret(bytes);

@@ -71,16 +71,28 @@ std::string LinkedMusicOf(const std::string &realFolder) {
     return "";
 }
 
+// What a real path is below a folder of the system.
+std::optional<std::string_view> Below(std::string_view folder, const std::string &real) {
+    const std::string place = RealPath(SystemPath(folder));
+    return place.empty() ? std::nullopt : PathBelow(place, real);
+}
+
 // True for folders that are in the library, if at all, by their real paths.
 bool IsKnownByItself(const std::string &realFolder) {
-    const std::string preferences = RealPath(SystemPath(path::kPreferences));
-    const std::string homes = RealPath(SystemPath(path::kHomes));
-    if (!preferences.empty() && PathBelow(preferences, realFolder)) {
-        return true;
-    }
-    std::optional<std::string_view> rest =
-        homes.empty() ? std::nullopt : PathBelow(homes, realFolder);
-    return rest && !TakeComponent(*rest).empty() && TakeComponent(*rest) == "music";
+    auto rest = Below(path::kHomes, realFolder);
+    return Below(path::kPreferences, realFolder) ||
+           (rest && !TakeComponent(*rest).empty() && TakeComponent(*rest) == "music");
+}
+
+// The music of the user in whose home or preferences a folder is; "" elsewhere. A link in its place
+// is not followed: the user can make it lead anywhere.
+std::string OwnMusicOf(const std::string &realFolder) {
+    auto rest = Below(path::kPreferences, realFolder);
+    rest = rest ? rest : Below(path::kHomes, realFolder);
+    const std::string name(rest ? TakeComponent(*rest) : "");
+    const User user = name.empty() ? nullptr : UserByName(name.c_str());
+    const std::string home = user ? RealPath(user->szHomeDir) : "";
+    return home.empty() ? "" : home + "/music";
 }
 
 }  // namespace
@@ -139,6 +151,15 @@ std::string IndexedPaths::NameOfFolder(const std::string &list) {
     }
     places_.push_back(std::move(link));
     return folder;
+}
+
+std::vector<std::string> IndexedPaths::Music() const {
+    std::vector<std::string> music;
+    for (const std::string &root : roots_) {
+        music.push_back(RealPath(root));
+    }
+    music.push_back(OwnMusicOf(realFolder_));
+    return music;
 }
 
 const std::string &IndexedPaths::OfFolder(const std::string &folder) {

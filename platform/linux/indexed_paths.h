@@ -26,6 +26,10 @@ class IndexedPaths {
     // The indexed folders as they are configured.
     const std::vector<std::string> &Roots() const { return roots_; }
 
+    // The real paths of the indexed folders, and of the music of the user whose list this is by its
+    // place.
+    std::vector<std::string> Music() const;
+
     // The path under which an absolute path is indexed, if anywhere. Only links to folders are
     // followed: a file that is a link is indexed as itself.
     std::string Of(const std::string &path);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <charconv>
 #include <climits>
 #include <cstdint>
@@ -144,7 +145,7 @@ void ReadPair(std::string_view line, Columns &columns) {
             digits.find_first_not_of("0123456789") == digits.npos) {
             auto &column = columns[static_cast<std::size_t>(known.key)];
             if (column.size() == kMostEntries) {
-                throw TooManyEntries();
+                throw NoPlaylist(EFBIG);
             }
             column.push_back({KeyNumber(digits), line.substr(sign + 1)});
         }
@@ -181,19 +182,6 @@ void ParsePls(std::string_view text, const Sink &sink) {
     }
 }
 
-// No path has a NUL in it.
-void ReplaceNuls(std::string &text) {
-    constexpr std::string_view kReplacement = "\xEF\xBF\xBD";
-    if (text.find('\0') == text.npos) {
-        return;
-    }
-    std::string replaced;
-    for (const char c : text) {
-        replaced += c == '\0' ? kReplacement : std::string_view(&c, 1);
-    }
-    text = std::move(replaced);
-}
-
 // True for the playlists that no program writes in a code page.
 bool IsOnlyUtf8(Format format, std::string_view bytes) {
     constexpr std::size_t kHead = 256;
@@ -223,12 +211,19 @@ std::optional<Format> FormatOf(std::string_view path) {
 }
 
 void ParseEntries(Format format, std::string_view bytes, const Sink &sink) {
-    std::string text = LinesToUtf8(bytes, IsOnlyUtf8(format, bytes));
-    ReplaceNuls(text);
+    constexpr std::string_view kNul("\0", 1);
+    // Before the text is converted; what is UTF-16 has its NULs in every character.
+    if (bytes.find(kNul) != bytes.npos && !IsUtf16(bytes)) {
+        throw NoPlaylist(EILSEQ);
+    }
+    const std::string text = LinesToUtf8(bytes, IsOnlyUtf8(format, bytes));
+    if (text.find(kNul) != text.npos) {
+        throw NoPlaylist(EILSEQ);
+    }
     std::size_t count = 0;
     const Sink bounded = [&](const Entry &entry) {
         if (++count > kMostEntries) {
-            throw TooManyEntries();
+            throw NoPlaylist(EFBIG);
         }
         sink(entry);
     };

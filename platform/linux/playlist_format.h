@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <functional>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
+#include <system_error>
 
 namespace varn::playlist {
 
@@ -38,14 +38,16 @@ struct Entry {
 using Sink = std::function<void(const Entry &entry)>;
 
 // A file of a few bytes an entry would fill the memory with paths.
-inline constexpr std::size_t kMostEntries = 4'000'000;
+inline constexpr std::size_t kMostEntries = 200'000;
 
-struct TooManyEntries : std::length_error {
-    TooManyEntries() : std::length_error("too many entries") {}
+// Bytes that are not read as a playlist; the code is what errno tells of them.
+struct NoPlaylist : std::system_error {
+    explicit NoPlaylist(int error) : std::system_error(error, std::generic_category()) {}
 };
 
-// Reads the entries of a playlist; throws TooManyEntries behind kMostEntries. Any bytes are a
-// playlist, if perhaps an empty one; no entry is empty or has a line break or NUL in it.
+// Reads the entries of a playlist. Throws NoPlaylist: EFBIG after kMostEntries, EILSEQ for a text
+// with a NUL. All other bytes are a playlist, if perhaps an empty one; no entry is empty or has a
+// line break in it.
 void ParseEntries(Format format, std::string_view bytes, const Sink &sink);
 
 }  // namespace varn::playlist

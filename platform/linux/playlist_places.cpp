@@ -10,6 +10,7 @@
 #include "linux/playlist_text.h"
 #include "varn/mediaindex.h"
 #include "varn/path.h"
+#include "varn/run_as.h"
 
 namespace varn::playlist {
 
@@ -180,8 +181,38 @@ std::string_view WithoutVolume(std::string_view path) {
 
 }  // namespace
 
-Places::Places(std::string folder, std::vector<std::string> roots)
-    : folder_(std::move(folder)), roots_(std::move(roots)) {}
+Files::Files(std::optional<std::vector<std::string>> music) : music_(std::move(music)) {}
+
+bool Files::IsInMusic(const std::string &path) const {
+    const std::string real = RealPath(path);
+    return std::any_of(music_->begin(), music_->end(),
+                       [&](const std::string &folder) { return LiesBelow(folder, real); });
+}
+
+bool Files::Has(const std::string &path) {
+    if (!Exists(path, Kind::kFile)) {
+        return false;
+    }
+    if (!music_ || IsInMusic(path) || seen_.contains(path)) {
+        return true;
+    }
+    withheld_.insert(path);
+    return false;
+}
+
+bool Files::AskAsPackage() {
+    if (withheld_.empty()) {
+        return false;
+    }
+    const RunAs package(Who::kPackage);
+    std::erase_if(withheld_,
+                  [&](const std::string &path) { return !package || !Exists(path, Kind::kFile); });
+    seen_ = std::exchange(withheld_, {});
+    return !seen_.empty();
+}
+
+Places::Places(std::string folder, std::vector<std::string> roots, Files &files)
+    : folder_(std::move(folder)), roots_(std::move(roots)), files_(files) {}
 
 std::string Places::Absolute(std::string_view path) const {
     return Normalized(path.starts_with('/') ? std::string(path)
@@ -195,8 +226,7 @@ std::string Places::Resolve(std::string_view entry) {
         return WithLowerScheme(trimmed);
     }
     std::string plain = Absolute(entry);
-    if (plain.size() >= PATH_MAX || (!isFileUrl && !IsAmbiguous(entry)) ||
-        Exists(plain, Kind::kFile)) {
+    if (plain.size() >= PATH_MAX || (!isFileUrl && !IsAmbiguous(entry)) || files_.Has(plain)) {
         return plain;
     }
     const std::vector<Variant> variants = Variants(entry);
@@ -213,9 +243,8 @@ bool Places::IsThere(std::string_view entry) const {
     const std::string path = Absolute(entry);
     std::string file(path.size() + 1, '\0');
     int track = 0;
-    return Exists(path, Kind::kFile) ||
-           (IsVirtualPath(path.c_str(), file.data(), file.size(), &track) &&
-            Exists(file.c_str(), Kind::kFile));
+    return files_.Has(path) || (IsVirtualPath(path.c_str(), file.data(), file.size(), &track) &&
+                                files_.Has(file.c_str()));
 }
 
 // The longest tail of a path that is there below one of the roots.
@@ -262,7 +291,7 @@ std::optional<std::string> Places::FindFile(const std::string &path) {
     }
     const std::string before = folder == "/" ? folder : folder + "/";
     for (const std::string &form : NormalForms(path.substr(slash + 1))) {
-        if (Exists(before + form, Kind::kFile)) {
+        if (files_.Has(before + form)) {
             return before + form;
         }
     }

@@ -28,7 +28,6 @@ namespace varn::playlist {
 
 namespace {
 
-constexpr std::size_t kMostBytes = std::size_t{256} << 20;
 constexpr int kMostRemote = 100000;
 
 using Root = std::optional<RunAs>;
@@ -73,8 +72,8 @@ bool ReadFile(const std::string &path, Root &root, std::string &bytes) {
         SetSystemError();
         return false;
     }
-    bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), kMostBytes));
-    if (!ReadToEnd(file.Get(), kMostBytes, bytes)) {
+    bytes.reserve(std::min(static_cast<std::size_t>(info.st_size), kMostPlaylistBytes));
+    if (!ReadToEnd(file.Get(), kMostPlaylistBytes, bytes)) {
         SetSystemError();
         return false;
     }
@@ -142,14 +141,18 @@ class Candidates {
 // What the entries of one playlist mean in the library.
 class Meanings {
   public:
-    explicit Meanings(const std::string &list)
-        : indexed_(list), places_(indexed_.Folder(), indexed_.Roots()) {
+    Meanings(const std::string &list, bool isForAnother)
+        : indexed_(list),
+          files_(isForAnother ? std::optional(indexed_.Music()) : std::nullopt),
+          places_(indexed_.Folder(), indexed_.Roots(), files_) {
         if (indexed_.RealFolder() != indexed_.Folder()) {
-            real_.emplace(indexed_.RealFolder(), indexed_.Roots());
+            real_.emplace(indexed_.RealFolder(), indexed_.Roots(), files_);
         }
     }
 
     bool IsThere(std::string_view entry) const { return places_.IsThere(entry); }
+
+    bool AskAsPackage() { return files_.AskAsPackage(); }
 
     // Other programs count from where the links lead to.
     std::string Of(std::string_view entry) {
@@ -163,9 +166,22 @@ class Meanings {
 
   private:
     IndexedPaths indexed_;
+    Files files_;
     Places places_;
     std::optional<Places> real_;
 };
+
+Candidates Gather(Format format, std::string_view bytes, Meanings &meanings) {
+    Candidates candidates;
+    ParseEntries(format, bytes, [&](const Entry &entry) {
+        if (!entry.mayBeComment || meanings.IsThere(entry.text) ||
+            meanings.IsThere(Trimmed(entry.text))) {
+            const bool isText = entry.otherwise.empty() || meanings.IsThere(entry.text);
+            candidates.Add(meanings.Of(isText ? entry.text : entry.otherwise), entry.tags);
+        }
+    });
+    return candidates;
+}
 
 int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     const auto format = FormatOf(NameOf(path));
@@ -175,7 +191,9 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     }
     // Entries are looked for with the rights that the list is read with. In a home that is closed to
     // this process they would look as if they were not there, and the next edit would drop them. A
-    // list that its holder has opened is read as root, whoever may read the file itself.
+    // list that its holder has opened is read as root, whoever may read the file itself. Outside the
+    // music root's rights would tell the list's writer which files are there.
+    const bool isForRoot = geteuid() == 0;
     Root root;
     if (!PathOfDescriptor(path).empty()) {
         root.emplace(Who::kRoot);
@@ -184,15 +202,11 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     if (!ReadFile(path, root, bytes)) {
         return -1;
     }
-    Meanings meanings(path);
-    Candidates candidates;
-    ParseEntries(*format, bytes, [&](const Entry &entry) {
-        if (!entry.mayBeComment || meanings.IsThere(entry.text) ||
-            meanings.IsThere(Trimmed(entry.text))) {
-            const bool isText = entry.otherwise.empty() || meanings.IsThere(entry.text);
-            candidates.Add(meanings.Of(isText ? entry.text : entry.otherwise), entry.tags);
-        }
-    });
+    Meanings meanings(path, !isForRoot && geteuid() == 0);
+    Candidates candidates = Gather(*format, bytes, meanings);
+    if (meanings.AskAsPackage()) {
+        candidates = Gather(*format, bytes, meanings);
+    }
     return candidates.Release(paths, remote);
 }
 
@@ -219,8 +233,8 @@ int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
     return varn::Guarded(-1, [&] {
         try {
             return varn::playlist::Read(path, candidates, remote);
-        } catch (const varn::playlist::TooManyEntries &) {
-            errno = EFBIG;
+        } catch (const varn::playlist::NoPlaylist &refusal) {
+            errno = refusal.code().value();
             varn::SetSystemError();
             return -1;
         }

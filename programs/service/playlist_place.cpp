@@ -22,6 +22,7 @@
 #include "tonvale/paths.h"
 #include "varn/account.h"
 #include "varn/host.h"
+#include "varn/playlistsvc.h"
 #include "varn/process.h"
 #include "varn/replace_file.h"
 #include "varn/run_as.h"
@@ -35,8 +36,7 @@ namespace fs = std::filesystem;
 
 constexpr char kFolder[] = "playlists";
 constexpr int kFolderFlags = O_PATH | O_DIRECTORY | O_CLOEXEC;
-constexpr std::string_view kKept = ".kept";     // no extension of a playlist
-constexpr off_t kMostBytes = off_t{256} << 20;  // what the library reads
+constexpr std::string_view kKept = ".kept";  // no extension of a playlist
 
 // What errno tells of a name in a folder.
 Failure NotDone(Reason reason, const fs::path &path) {
@@ -151,7 +151,7 @@ bool ReadAll(int fd, std::string &text) {
     if (fstat(fd, &info) != 0) {
         return false;
     }
-    if (info.st_size > kMostBytes) {
+    if (static_cast<std::size_t>(info.st_size) > varn::kMostPlaylistBytes) {
         errno = EFBIG;
         return false;
     }

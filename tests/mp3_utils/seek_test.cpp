@@ -42,7 +42,7 @@ class MpegFile : public tonvale_test::SystemTest {
     }
 };
 
-std::string Bytes(std::initializer_list<int> bytes) {
+std::string Bytes(const std::vector<int> &bytes) {
     std::string text;
     for (const int byte : bytes) {
         text += static_cast<char>(byte);
@@ -61,7 +61,7 @@ std::string Tag(std::initializer_list<int> size) {
 }
 
 TEST_F(MpegFile, ReadsFrameHeaders) {
-    using Case = std::pair<std::initializer_list<int>, std::array<int, 6>>;
+    using Case = std::pair<std::vector<int>, std::array<int, 6>>;
     const Case cases[] = {{{0xFF, 0xFB, 0x90, 0x00}, {1, 3, 0, 128, 44100, 417}},
                           {{0xFF, 0xFA, 0x92, 0x00}, {1, 3, 1, 128, 44100, 418}},
                           {{0xFF, 0xFB, 0xE8, 0x00}, {1, 3, 0, 320, 32000, 1440}},
@@ -76,7 +76,7 @@ TEST_F(MpegFile, ReadsFrameHeaders) {
     for (const auto &[bytes, fields] : cases) {
         MPEG_FRAME_HEADER header{};
         int64_t position = 0;
-        const std::string name = testing::PrintToString(std::vector<int>(bytes));
+        const std::string name = testing::PrintToString(bytes);
         EXPECT_EQ(Parse(Bytes(bytes), header, position), 1) << name;
         EXPECT_EQ(position, 0) << name;
         EXPECT_EQ(header.position, 0) << name;

@@ -75,7 +75,8 @@ TEST_F(PlaylistParser, FilesMadeByHandAndByOtherPrograms) {
           Case{"l.m3u",
                "http://r/a b?c=%20\n  HTTPS://r/x\nmms://r/y\n",
                {"http://r/a b?c=%20", "https://r/x", "mms://r/y"}},
-          Case{"l.m3u", "a\0b.mp3\n"s, {"lists/a\uFFFD"s + "b.mp3"}},
+          Case{"l.m3u", "a.mp3\nb\0.mp3\n"s, {}},
+          Case{"l.m3u", "\xFF\xFE"s + "a\0\n\0b\0\0\0"s, {}},
           Case{"l.pls",
                "[playlist]\nNumberOfEntries=2\nFile2=../b.mp3\nTitle1=x\nFile1=a.mp3\nVersion=2\n",
                two},
@@ -230,12 +231,20 @@ TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
         GTEST_SKIP() << "needs a second account";
     }
     namespace fs = std::filesystem;
-    const fs::path home = scratch() / "home";
+    const fs::path home = music() / "home";
+    const fs::path others = scratch() / "private";
     fs::create_directory(home);
     fs::permissions(scratch(), fs::perms::all);
     Touch(home / "secret", "secret\n");
-    Touch(home / "own.m3u", "a.mp3\n#1 Hits.mp3\n");
-    Touch(home / "#1 Hits.mp3");
+    Touch(home / "own.m3u",
+          "a%20b.mp3\n#1 Hits.mp3\n#/../../../private/a b\nlink/a%20b\n../../private/a%20b\n"
+          "../../a%20b\n");
+    for (const fs::path &file :
+         {home / "a b.mp3", home / "#1 Hits.mp3", others / "a b", scratch() / "a b"}) {
+        Touch(file);
+    }
+    fs::permissions(others, fs::perms::owner_all);
+    fs::create_symlink(others, home / "link");
     const varn::UniqueFd held(open((home / "own.m3u").c_str(), O_RDONLY | O_CLOEXEC));
     fs::permissions(home, fs::perms::owner_all);
     fs::create_symlink(home / "secret", scratch() / "link.m3u");
@@ -245,10 +254,16 @@ TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
     EXPECT_EQ(GetCandidateListByPlaylistParse((scratch() / "link.m3u").c_str(), &list, &remote),
               -1);
     EXPECT_EQ(list, nullptr);
-    // Its entries are looked for with the same rights, and an edit keeps them.
+    // Its entries are looked for with the same rights, and an edit keeps them. Outside the music
+    // these rights tell nothing.
     for (const std::string &own : {(home / "own.m3u").string(), varn::DescriptorPath(held.Get())}) {
-        EXPECT_EQ(GetCandidateListByPlaylistParse(own.c_str(), &list, &remote), 2);
+        ASSERT_EQ(GetCandidateListByPlaylistParse(own.c_str(), &list, &remote), 5);
         EXPECT_EQ(geteuid(), GetUserIdFromName("Tonvale"));
+        int at = 0;
+        for (const fs::path &path : {home / "a b.mp3", home / "#1 Hits.mp3", home / "link/a%20b",
+                                     others / "a%20b", scratch() / "a b"}) {
+            EXPECT_EQ(VLIBCSzListGet(list, at++), path.string());
+        }
         VLIBCSzListFree(list);
     }
     EXPECT_EQ(ResetCredentialsByName("root", true), 0);

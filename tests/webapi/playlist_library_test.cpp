@@ -76,6 +76,8 @@ class Playlists : public tonvale_test::DatabaseTest {
 
 TEST_F(Playlists, WhereANormalPlaylistIsFound) {
     WriteList(Preferences() + "/playlists/7 O'B.m3u");
+    WriteList(Preferences() + "/__VARN_AUDIO_SHARED_SONGS__.m3u");
+    const char *const sharedSongs = Tonvale::webapi::playlist::kSharedSongsId;
     struct Case {
         const char *personalLibraries, *key;
         int type, total;
@@ -85,7 +87,8 @@ TEST_F(Playlists, WhereANormalPlaylistIsFound) {
           Case{"yes", "12", 2, 6}, Case{"yes", "11xyz", 1, 6},  // leading digits count
           Case{"no", "7 O'B", 0, 6}, Case{"yes", "7 O'B", 0, -1}, Case{"no", "12", 0, -1},
           Case{"yes", "12", 1, -1}, Case{"yes", "", 1, -1}, Case{"yes", "4294967307", 1, -1},
-          Case{"no", "../../other", 0, -1}}) {
+          Case{"no", "../../other", 0, -1}, Case{"yes", sharedSongs, 0, 6},
+          Case{"yes", sharedSongs, 1, -1}}) {
         PersonalLibraries(c.personalLibraries);
         Json::Value tracks(Json::arrayValue);
         EXPECT_EQ(Alice().GetTrackFromNormalPlaylist(c.key, c.type, 0, 1, tracks), c.total)

@@ -236,15 +236,15 @@ TEST_F(Served, EndsEncodersWithTheirClientAndWithItself) {
         {
             HttpClient client(port_);
             client.Send(request);
-            EXPECT_TRUE(Soon(EncoderRuns)) << script;
+            EXPECT_TRUE(Eventually(EncoderRuns)) << script;
             EXPECT_EQ(client.Status(), 200) << script;
             EXPECT_TRUE(EncoderRuns()) << script;
         }
-        EXPECT_TRUE(Soon([] { return !EncoderRuns(); })) << script;
+        EXPECT_TRUE(Eventually([] { return !EncoderRuns(); })) << script;
     }
     HttpClient client(port_);
     client.Send(request);
-    EXPECT_TRUE(Soon(EncoderRuns));
+    EXPECT_TRUE(Eventually(EncoderRuns));
     const Finished stopped = Stop();
     EXPECT_EQ(stopped.status, 0) << stopped.err;
     EXPECT_TRUE(Contains(stopped.out, At(varn::path::kInitialLogin))) << stopped.out;
@@ -265,14 +265,14 @@ TEST_F(Served, FinishesTheChangeOfAClientThatLeaves) {
     {
         HttpClient client(port_);
         client.Send(Request(Path("Song", "rate&id=music_1&rating=5"), Login("alice")));
-        EXPECT_TRUE(Soon([] {
+        EXPECT_TRUE(Eventually([] {
             return Value("SELECT COUNT(*) FROM pg_stat_activity WHERE wait_event = 'PgSleep'") ==
                    "1";
         }));
     }
     const auto isWhole = [] { return fs::exists(scratch() / "@eaDir"); };
     EXPECT_FALSE(isWhole());
-    EXPECT_TRUE(Soon(isWhole) || Soon(isWhole) || Soon(isWhole));
+    EXPECT_TRUE(Eventually(isWhole) || Eventually(isWhole) || Eventually(isWhole));
 }
 
 TEST_F(Served, BoundsTheEncoders) {
@@ -289,7 +289,7 @@ TEST_F(Served, BoundsTheEncoders) {
         slow.Send("POST /webapi/entry.cgi?version=1&api=VARN.Tonvale.Stream HTTP/1.0\r\n" +
                   Login("alice") + "Content-Type: application/x-www-form-urlencoded\r\n" +
                   "Content-Length: " + std::to_string(form.size()) + "\r\n\r\n" + form);
-        EXPECT_TRUE(Soon(EncoderRuns));
+        EXPECT_TRUE(Eventually(EncoderRuns));
         // Neither the handler nor its encoder has a way back to root.
         const pid_t encoder = std::stoi(ReadFile(PidFile()));
         const std::string id =
@@ -310,7 +310,7 @@ TEST_F(Served, BoundsTheEncoders) {
         }
         EXPECT_LT(written, 16U << 20) << "no server takes the sound at once";
     }
-    EXPECT_TRUE(Soon([] { return !EncoderRuns(); }));
+    EXPECT_TRUE(Eventually([] { return !EncoderRuns(); }));
     // One that cannot start, or turns that cannot be counted, are no matter of waiting.
     fs::remove(At(varn::path::kEncoder));
     EXPECT_EQ(Stream("&format=mp3").Status(), 500);
@@ -318,7 +318,7 @@ TEST_F(Served, BoundsTheEncoders) {
     fs::rename(At(varn::path::kEncoderSlots), At(varn::path::kEncoderSlots).string() + "-");
     EXPECT_EQ(Stream("&format=mp3").Status(), 500);
     fs::rename(At(varn::path::kEncoderSlots).string() + "-", At(varn::path::kEncoderSlots));
-    EXPECT_TRUE(Soon([this] { return Stream("&format=mp3").Status() == 200; }));
+    EXPECT_TRUE(Eventually([this] { return Stream("&format=mp3").Status() == 200; }));
 }
 
 // One table is locked: who asks for it waits, in a line of a bounded length, and gets an answer.
@@ -336,7 +336,7 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     const auto atWork = [] {
         return std::stoi(Value("SELECT COUNT(*) FROM pg_locks WHERE NOT granted"));
     };
-    EXPECT_TRUE(Soon([&] { return atWork() == 4; })) << atWork();
+    EXPECT_TRUE(Eventually([&] { return atWork() == 4; })) << atWork();
     EXPECT_EQ(Get(Path("Playlist", "list&library=shared"), Login("bob")).Status(), 200);
     int busy = 0;
     int cancelled = 0;
@@ -360,11 +360,11 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
                 .Send(Request(Path("Sharing.Page", "get&sharing_id=abcDEF12"),
                               "X-Forwarded-For: 2001:db8::" + std::to_string(count) + "\r\n"));
         }
-        EXPECT_TRUE(Soon([&] {
+        EXPECT_TRUE(Eventually([&] {
             answered += std::count_if(visitors.begin(), visitors.end(), isAnswered);
             return answered == 8 * networks;
         })) << answered;
-        EXPECT_TRUE(Soon([&] { return atWork() == 2 * networks; })) << atWork();
+        EXPECT_TRUE(Eventually([&] { return atWork() == 2 * networks; })) << atWork();
     }
     EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
     EXPECT_TRUE(Contains(Get(search).body, "\"success\":true"));
@@ -469,8 +469,8 @@ TEST_F(Served, EndsTheHandlersOfAServerThatDies) {
     ASSERT_TRUE(server_->WaitForOutput("Serving at http://[::]:" + std::to_string(port_)));
     HttpClient client(port_);  // over IPv4
     client.Send(Request(Path("Stream", "stream&id=music_1&format=mp3"), Login("alice")));
-    ASSERT_TRUE(Soon(EncoderRuns));
-    EXPECT_TRUE(Soon([] { return !ReadFile(scratch() / "seen").empty(); }));
+    ASSERT_TRUE(Eventually(EncoderRuns));
+    EXPECT_TRUE(Eventually([] { return !ReadFile(scratch() / "seen").empty(); }));
     EXPECT_EQ(ReadFile(scratch() / "seen"), R"(/a\\b" \c\d||)");
     const auto parentOf = [](pid_t pid) { return std::stoi(StatusOf(pid, "PPid")); };
     const pid_t server = parentOf(parentOf(std::stoi(ReadFile(PidFile()))));
@@ -491,10 +491,10 @@ TEST_F(Served, EndsBesideChildrenThatAreNotItsOwn) {
     const pid_t pid = Spawn("/bin/sh", {"sh", "-c", script},
                             {"TONVALE_ROOT=" + root().string(), "ASAN_OPTIONS=detect_leaks=0"}, {});
     const auto isServing = [] { return Contains(ReadFile(scratch() / "out"), "Serving"); };
-    EXPECT_TRUE(Soon(isServing) || Soon(isServing) || Soon(isServing));
+    EXPECT_TRUE(Eventually(isServing) || Eventually(isServing) || Eventually(isServing));
     kill(pid, SIGTERM);
     int status = -1;
-    EXPECT_TRUE(Soon([&] { return waitpid(pid, &status, WNOHANG) == pid; }));
+    EXPECT_TRUE(Eventually([&] { return waitpid(pid, &status, WNOHANG) == pid; }));
     EXPECT_EQ(status, 0);
     kill(std::stoi(ReadFile(PidFile())), SIGKILL);
 }
@@ -505,7 +505,7 @@ TEST_F(Served, StartsAndStopsTheDatabaseWhereItIsDown) {
         std::vector<std::string>{"serve", "--port", std::to_string(port_)});
     const fs::path running = At(varn::path::kClusterData) / "postmaster.pid";
     const auto isStarting = [&] { return fs::exists(running); };
-    EXPECT_TRUE(Soon(isStarting) || Soon(isStarting) || Soon(isStarting));
+    EXPECT_TRUE(Eventually(isStarting) || Eventually(isStarting) || Eventually(isStarting));
     // A second server is refused as long as the first one has anything to do.
     const Finished second = Tonvale({"serve", "--port", std::to_string(UnusedPort())});
     EXPECT_EQ(second.status, 1);

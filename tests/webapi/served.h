@@ -11,6 +11,7 @@
 #include <thread>
 
 #include "programs/command.h"
+#include "support/eventually.h"
 #include "support/fixture.h"
 #include "varn/crypt.h"
 #include "varn/host.h"
@@ -25,17 +26,6 @@ inline std::string Base64(const std::string &text) {
     std::string encoded(text.size() * 2 + 8, '\0');
     VLIBCBase64SzEncodeOneLine(text.c_str(), encoded.data(), encoded.size());
     return encoded.c_str();
-}
-
-// True as soon as something holds, within a second.
-inline bool Soon(const std::function<bool()> &holds) {
-    for (int tries = 0; tries < 50; ++tries) {
-        if (holds()) {
-            return true;
-        }
-        std::this_thread::sleep_for(std::chrono::milliseconds(20));
-    }
-    return false;
 }
 
 class Served : public DatabaseTest {

@@ -1,6 +1,7 @@
 // The playlist parser: what the entries of a playlist file name; and the smart playlists.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <string_view>
@@ -29,11 +30,13 @@ extern "C" {
 // with a drive or a server's name, the longest tail that is there below an indexed folder. An entry
 // for which none of them is there stays as it is. Lists within lists are entries like others. In an
 // m3u a line that begins with "#", after blanks or not, is an entry only when a file of that name is
-// there.
+// there. Where the list is read as root for another account, root's rights find files in the indexed
+// folders and in the music of the list's user alone; what is elsewhere by its real path is there if
+// the package's account sees it.
 //
 // The number of entries, or -1 with both outputs null and the error state set: a file that is
-// missing, not a regular one, larger than 256 MiB or not to be read, one of more than 4,000,000
-// entries (errno is EFBIG), an unknown extension.
+// missing, not a regular one or not to be read, one of more than varn::kMostPlaylistBytes or 200,000
+// entries (errno is EFBIG), one with a NUL in its text (EILSEQ), an unknown extension.
 VARN_EXPORT int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
                                                 PLAYLIST_REC **remote);
 
@@ -56,6 +59,10 @@ class VarnAudioUtils {
 };
 
 namespace varn {
+
+// What a playlist file may hold: 200,000 songs by paths of some 80 bytes. Many requests read lists at
+// the same time, and each takes several times their size.
+inline constexpr std::size_t kMostPlaylistBytes = std::size_t{16} << 20;
 
 // The absolute folder that the relative entries of a playlist count from, for whoever reads or
 // writes them: the one that the file is in with all links followed, under the path by which an

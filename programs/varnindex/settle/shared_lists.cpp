@@ -40,7 +40,6 @@ constexpr const char kEntries[] =
 constexpr const char kNoteWritten[] =
     "INSERT INTO due_list (path, contents) VALUES ('@VARN:VAR', @VARN:NEVAR)"
     " ON CONFLICT (path) DO UPDATE SET contents = excluded.contents";
-constexpr std::size_t kMostBytes = 64U << 20;
 
 // A list that somebody else writes is tried for five seconds.
 constexpr int kMostTries = 100;
@@ -80,7 +79,7 @@ std::optional<std::string> ReadList(const std::string &list) {
     if (::flock(file.Get(), LOCK_SH | LOCK_NB) != 0 || ::flock(file.Get(), LOCK_UN) != 0) {
         return std::nullopt;
     }
-    return ReadWhole(file, kMostBytes);
+    return ReadWhole(file, varn::kMostPlaylistBytes);
 }
 
 bool IsAt(const std::string &path, const Descriptor &file) {
@@ -103,7 +102,7 @@ bool WriteInPlace(const Descriptor &file, std::string_view text) {
             ::ftruncate(file.Get(), size) != 0) {
             return false;
         }
-        if (ReadWhole(file, kMostBytes) == text) {
+        if (ReadWhole(file, varn::kMostPlaylistBytes) == text) {
             return true;
         }
     }
@@ -123,7 +122,7 @@ bool ReplaceList(const std::string &list, std::string_view old, std::string_view
     if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
         return false;
     }
-    const std::optional<std::string> now = ReadWhole(file, kMostBytes);
+    const std::optional<std::string> now = ReadWhole(file, varn::kMostPlaylistBytes);
     if (!now) {
         return false;
     }

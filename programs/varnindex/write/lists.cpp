@@ -9,6 +9,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "varn/playlistsvc.h"
 #include "varn/sql.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/hash.h"
@@ -19,9 +20,6 @@
 
 namespace varnindex {
 namespace {
-
-// A longer list is not known again when it was moved.
-constexpr std::size_t kMostBytes = 16U << 20;
 
 constexpr const char kMoved[] =
     "CREATE TEMP TABLE moved_list (id integer PRIMARY KEY, old text, new text)";
@@ -88,7 +86,7 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
     if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode) || !seen.MayBe(info)) {
         return 0;
     }
-    const std::optional<std::string> text = ReadWhole(fd, kMostBytes);
+    const std::optional<std::string> text = ReadWhole(fd, varn::kMostPlaylistBytes);
     return text ? Hasher().Add(*text).Add(static_cast<std::int64_t>(text->size())).Value() : 0;
 }
 
