@@ -144,7 +144,7 @@ Json::Value PasswordTest(const Request &asked) {
     return data;
 }
 
-// What is played comes out of the server's own outputs, whoever it belongs to: all of this is for
+// The server's own outputs play the queue, whose songs have several owners: all of this is for
 // those who may play there.
 template <DataAction::Data Do>
 Json::Value ForPlayers(const Request &asked) {

@@ -12,7 +12,7 @@
 
 namespace tonvale_service {
 
-// A new entry behind the last one of a list, zeroed. `last` is null for an empty list, and the new
+// A new entry after the last one of a list, zeroed. `last` is null for an empty list, and the new
 // entry then.
 PLAYLIST_REC &AddEntry(varn::OwnedSongs &list, PLAYLIST_REC *&last);
 

@@ -19,7 +19,7 @@ struct Collection {
     // The user's own are files of a folder beside the preferences, and no rows of the library: that
     // is so for a user without a personal library.
     bool isFolder = false;
-    // Root works on them and not for a user: nobody's mode keeps a file from being read or changed.
+    // The command line works for root itself, whom the mode of a file does not bound.
     bool isForRoot = false;
 
     const char *Library() const { return personal ? "personal" : "shared"; }

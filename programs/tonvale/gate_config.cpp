@@ -23,10 +23,10 @@ constexpr char kProxies[] = "trusted_proxies";
 
 // A header has ten seconds in all, a body may pause for as long. Connections that bring neither are
 // cheap, and there is room for many. Requests under way are bounded by address, of IPv6 by network;
-// loopback is one address, and no header that a client writes changes that bound. The bound by
-// login, which nobody has checked here, comes on top: of an address it leaves half to others. Few
-// requests may have a body, which can come by the byte: the others of the address go on. The
-// lighttpd behind takes the requests of 32 addresses.
+// loopback is one address, and no header that a client writes changes that bound. A second bound
+// goes by the name in the login, before lighttpd checks it: one name takes half of an address. Few
+// requests of an address may have a body, because a body can come by the byte. lighttpd takes the
+// requests of 32 addresses.
 //
 // Answers that are not sound are taken at once and wait in files: a list of 100,000 songs has 50 MB.
 //

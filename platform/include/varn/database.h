@@ -119,7 +119,7 @@ class VARN_EXPORT Transaction {
     Transaction &operator=(const Transaction &) = delete;
 
     explicit operator bool() const { return isOpen_; }
-    bool Commit();
+    bool Commit();  // false, or an exception, when that failed
 
   private:
     Run run_;

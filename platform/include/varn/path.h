@@ -50,7 +50,7 @@ inline bool HasParentStep(std::string_view path) {
     return false;
 }
 
-// What is left of an absolute path behind an absolute folder: "" for the folder itself. Empty when
+// What is left of an absolute path after an absolute folder: "" for the folder itself. Empty when
 // the path is not in the folder, and for every path with a ".." in it.
 inline std::optional<std::string_view> PathBelow(std::string_view folder, std::string_view path) {
     if (!folder.starts_with('/') || !path.starts_with('/') || HasParentStep(path)) {

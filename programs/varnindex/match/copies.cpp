@@ -29,7 +29,7 @@ constexpr const char kEqual[] =
     "CREATE INDEX ON equal (fingerprint, filesize, userid);"
     "CREATE TEMP TABLE copied (old integer PRIMARY KEY, new integer UNIQUE, path text)";
 
-// Rows choose one after the other, because what one takes is no more there for the next.
+// One row after the other, because a file that one row takes is gone for the next.
 constexpr const char kFind[] =
     "DO $$ DECLARE l record; BEGIN"
     " FOR l IN SELECT * FROM equal WHERE is_lost ORDER BY stars <> '{}' DESC, id LOOP"
