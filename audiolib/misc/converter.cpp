@@ -16,8 +16,6 @@ namespace Tonvale::misc {
 
 namespace {
 
-constexpr char kBox[] = "480x480>";  // fits in, and is never enlarged
-
 constexpr int kUsualSeconds = 60;
 constexpr int kMostSeconds = 3600;
 constexpr int kGrace = 2;  // what a converter that ends by itself may be late
@@ -91,8 +89,10 @@ std::string PlainName(std::string_view target) {
 
 }  // namespace
 
-bool Convert(const char *source, const std::string &folder, const std::string &target) {
-    std::array<std::string, 7> words = {"convert", "-size",          kBox, "-thumbnail", kBox,
+bool Convert(const char *source, int side, const std::string &folder, const std::string &target) {
+    const std::string pixels = std::to_string(side);
+    const std::string box = pixels + "x" + pixels + ">";  // fits in, and is never enlarged
+    std::array<std::string, 7> words = {"convert", "-size",          box, "-thumbnail", box,
                                         source,    PlainName(target)};
     std::array<char *, words.size() + 1> argv = {};
     for (std::size_t i = 0; i < words.size(); ++i) {

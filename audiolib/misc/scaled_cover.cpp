@@ -12,6 +12,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <initializer_list>
 #include <optional>
@@ -42,6 +43,9 @@ using varn::PathBuffer;
 
 constexpr char kScaledName[] = "VARNAUDIO_ART_NBAUDIO.jpg";
 constexpr std::array kEarlierNames = {"ART_NBAUDIO.jpg", "ART:NBAUDIO.jpg"};
+
+// The side of the copy that is kept beside a song, in pixels.
+constexpr int kUsualSide = 480;
 
 constexpr mode_t kEveryUser = 0777;
 constexpr uid_t kOwner = 1024;
@@ -276,13 +280,13 @@ std::optional<Readable> Prepare(const Source &source, const std::string &folder)
     return isWhole ? std::optional(copy) : std::nullopt;
 }
 
-int Scale(const Source &source, const Target &target) {
+int Scale(const Source &source, int side, const Target &target) {
     const EndHeldBack heldBack;  // until the workshop is gone
     const Workshop workshop;
     const std::string name = "scaled";
     const std::string extension = ExtensionOf(target.path);
     const std::optional<Readable> readable = Prepare(source, workshop.Path());
-    if (!readable || !Convert(readable->path.c_str(), workshop.Path(),
+    if (!readable || !Convert(readable->path.c_str(), side, workshop.Path(),
                               workshop.Path() + "/" + name + extension)) {
         LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source.path, target.path.c_str());
         return -1;
@@ -298,13 +302,14 @@ int Scale(const Source &source, const Target &target) {
     return -1;
 }
 
-// True for a path that the converter takes for a pattern or for a format's name and a file's.
-bool HasMeaning(std::string_view path) {
-    return path.find_first_of("*?[]{}%:") != path.npos;
+// True for a path that the converter takes for a pattern or for a format's name and a file's, or
+// that leads to a descriptor of this process alone.
+bool HasMeaning(const char *path) {
+    return std::strpbrk(path, "*?[]{}%:") != nullptr || !varn::PathOfDescriptor(path).empty();
 }
 
 // The same by two paths, of which the target's folder is looked up once, before the converter runs.
-int ScaleByName(const char *source, const char *target) {
+int ScaleByName(const char *source, int side, const char *target) {
     const std::string path(target);
     const std::size_t name = path.rfind('/') + 1;  // 0 without a slash
     const Fd folder(
@@ -315,7 +320,7 @@ int ScaleByName(const char *source, const char *target) {
         return -1;
     }
     const Fd picture = OpenSource(source);
-    return Scale({source, picture.Get(), HasMeaning(source)},
+    return Scale({source, picture.Get(), HasMeaning(source)}, side,
                  {folder.Get(), path.substr(name), path});
 }
 
@@ -371,7 +376,8 @@ std::string ScaledCover(const char *song, const char *picture) {
         Remove(folder.At(name));
     }
     const Source source = {shown.c_str(), open.Get(), true};
-    return Scale(source, folder.At(kScaledName)) == 0 ? folder.path + "/" + kScaledName : "";
+    return Scale(source, kUsualSide, folder.At(kScaledName)) == 0 ? folder.path + "/" + kScaledName
+                                                                  : "";
 }
 
 // False, with a log line, when one of the arguments is missing.
@@ -418,13 +424,17 @@ int VARNAudioCheckScaleArt(const char *source, const char *scaled) noexcept {
 }
 
 int VARNAudioScaleImage(const char *source, const char *target) noexcept {
+    return VARNAudioScaleImageTo(source, target, Tonvale::misc::kUsualSide);
+}
+
+int VARNAudioScaleImageTo(const char *source, const char *target, int side) noexcept {
     using namespace Tonvale::misc;
-    if (!IsGoodCall({source, target})) {
+    if (!IsGoodCall({source, side > 0 ? target : nullptr})) {
         return -1;
     }
     return Guarded(kSource, -1, [&] {
         const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
-        return ScaleByName(source, target);
+        return ScaleByName(source, side, target);
     });
 }
 

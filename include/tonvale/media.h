@@ -52,6 +52,10 @@ TONVALE_EXPORT int VARNAudioCheckScaleArt(const char *source, const char *scaled
 // after a minute, or two seconds after the time that the variable MAGICK_TIME_LIMIT gives it.
 TONVALE_EXPORT int VARNAudioScaleImage(const char *source, const char *target) noexcept;
 
+// The same for a square of `side` pixels, 1 or more. The source may be named by a descriptor that the
+// caller holds (varn::DescriptorPath).
+TONVALE_EXPORT int VARNAudioScaleImageTo(const char *source, const char *target, int side) noexcept;
+
 // Removes the files that match a pattern of glob(7).
 TONVALE_EXPORT void VARNAudioRemoveFilesByGlob(const char *pattern) noexcept;
 

@@ -332,7 +332,12 @@ Outcome PrepareWebFolders() {
     if (Outcome done = GiveSocketToGate(); !done) {
         return done;
     }
-    return MakeFolder(SystemPath(path::kEncoderSlots), PackageOwner());
+    for (const std::string_view folder : {path::kEncoderSlots, path::kCoverCopies}) {
+        if (Outcome done = MakeFolder(SystemPath(folder), PackageOwner()); !done) {
+            return done;
+        }
+    }
+    return Outcome::Good();
 }
 
 Outcome PrepareRoot(const std::string &programDir) {

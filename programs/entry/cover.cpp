@@ -6,6 +6,7 @@
 #include "action.h"
 #include "picture.h"
 #include "remote_url.h"
+#include "service/cover_copies.h"
 #include "service/folders.h"
 #include "service/kinds.h"
 #include "service/songs.h"
@@ -17,7 +18,6 @@ namespace tonvale_entry {
 
 namespace {
 
-using tonvale_service::CoverSize;
 using tonvale_service::Handle;
 using tonvale_service::Picture;
 
@@ -37,18 +37,26 @@ class Get : public MediaAction {
 
   protected:
     bool Send() override {
-        const bool isScaled =
-            Asked().Choice("size", {"original", "scaled"}, "original") == "scaled";
+        const int side = Side();
         const std::string url = Asked().Text("url");
         if (!url.empty()) {
             return SendRemote(url);
         }
-        const auto picture = Find(isScaled ? CoverSize::kScaled : CoverSize::kOriginal);
+        const auto picture = Find(side);
         const bool headerOnly = Asked().WantsHeaderOnly();
         return picture ? SendPicture(*picture, headerOnly) : SendDefaultPicture(headerOnly);
     }
 
   private:
+    int Side() const {
+        const std::string size = Asked().Text("size", "original");
+        return size == "original" ? tonvale_service::kOriginalSide
+               : size == "scaled"
+                   ? tonvale_service::kUsualSide
+                   : static_cast<int>(Asked().Number("size", 0, tonvale_service::kLeastSide,
+                                                     tonvale_service::kMostSide));
+    }
+
     bool SendRemote(const std::string &url) const {
         Asked().Require(RIGHT_STREAMING);
         if (Asked().IsFromElsewhere()) {
@@ -62,10 +70,10 @@ class Get : public MediaAction {
     }
 
     // Empty when what was asked for is there and has no cover.
-    std::optional<Picture> Find(CoverSize size) const {
+    std::optional<Picture> Find(int side) const {
         for (const auto &[owner, path] : Songs()) {
             try {
-                return tonvale_service::OpenCoverOf(owner, path, size);
+                return tonvale_service::OpenCoverOf(owner, path, side);
             } catch (const tonvale_service::Failure &failure) {
                 if (failure.Class() != tonvale_service::FailureClass::kNotFound) {
                     throw;

@@ -81,10 +81,9 @@ class Cover : public MediaAction {
     bool Send() override {
         const bool isSmall = Asked().Choice("size", {"original", "scaled"}, "scaled") == "scaled";
         const VARN_MEDIA_INFO song = SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId));
-        using tonvale_service::CoverSize;
-        const CoverSize size = isSmall ? CoverSize::kScaled : CoverSize::kOriginal;
+        const int side = isSmall ? tonvale_service::kUsualSide : tonvale_service::kOriginalSide;
         return OrRefused([&] {
-            return SendPicture(tonvale_service::OpenCoverOf(song.userid, song.path, size),
+            return SendPicture(tonvale_service::OpenCoverOf(song.userid, song.path, side),
                                Asked().WantsHeaderOnly());
         });
     }

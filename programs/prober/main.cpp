@@ -8,6 +8,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <cstdlib>
 
 #include "confine/become.h"
 
@@ -32,7 +33,7 @@ int main(int argc, char **argv) {
     const int file = open(argv[1], O_RDONLY | O_CLOEXEC | O_NOCTTY);
     if (file < 0 || dup2(file, STDIN_FILENO) < 0) {
         std::perror(argv[1]);
-        return confine::kNotRun;
+        return EXIT_FAILURE;  // no other program would read it
     }
     alarm(kSeconds);
     return confine::DropRightsToRun(argv[2], kFile) ? confine::Become(argv[2], argv + 2, kLimits)

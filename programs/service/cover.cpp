@@ -9,6 +9,7 @@
 #include <system_error>
 #include <utility>
 
+#include "cover_copies.h"
 #include "failure.h"
 #include "music_places.h"
 #include "picture_format.h"
@@ -97,7 +98,7 @@ Picture OpenPicture(const std::string &path) {
                                                                       : Picture();
 }
 
-Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
+Picture OpenCoverOf(uid_t owner, const std::string &path, int side) {
     const PlacedSong song(owner, path);
     const std::string cover = FindCover(song.Path().c_str());
     // Looked at first: the converter reads much more than pictures, and does so as root.
@@ -105,14 +106,12 @@ Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size) {
     if (picture.type.empty()) {
         throw Failure(Reason::kNotAPicture, cover);
     }
-    if (size == CoverSize::kScaled) {
-        if (const std::string scaled = ScaledCopy(song, cover, picture); !scaled.empty()) {
-            if (Picture small = OpenBeside(song, scaled); !small.type.empty()) {
-                return small;
-            }
-        }
+    if (side == kOriginalSide) {
+        return picture;
     }
-    return picture;
+    Picture copy = side == kUsualSide ? OpenBeside(song, ScaledCopy(song, cover, picture))
+                                      : OpenCopy(picture, side);
+    return copy.type.empty() ? std::move(picture) : std::move(copy);
 }
 
 Picture FetchCover(const std::string &url) {

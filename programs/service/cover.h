@@ -11,7 +11,9 @@
 
 namespace tonvale_service {
 
-enum class CoverSize { kOriginal, kScaled };
+// The sides of a cover besides those of cover_copies.h: as it is, and of the copy beside its song.
+inline constexpr int kOriginalSide = 0;
+inline constexpr int kUsualSide = 480;
 
 // What a picture of a station or podcast may have.
 inline constexpr long kMostCoverBytes = 5 << 20;
@@ -32,11 +34,11 @@ struct Picture {
 Picture OpenPicture(const std::string &path);
 
 // The cover of a song of the library: of a user's personal one, or of everybody's (owner 0). The
-// small copy is made where it is missing. Where that fails, which the log tells, or too many are
+// copy of that side is made where it is missing. Where that fails, which the log tells, or too many are
 // being made, the picture itself is answered. Throws a Failure when there is none, what is there is
 // no picture that a browser shows, or the path leads out of the music of its owner. Leaves the
 // process as the package's account.
-Picture OpenCoverOf(uid_t owner, const std::string &path, CoverSize size);
+Picture OpenCoverOf(uid_t owner, const std::string &path, int side);
 
 // The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the
 // address may lead is the caller's to check. Throws a Failure.

@@ -1,5 +1,7 @@
 // VARN.Tonvale.Cover through the CGI environment.
+#include <fcntl.h>
 #include <sys/file.h>
+#include <sys/stat.h>
 
 #include <cstdio>
 #include <cstdlib>
@@ -243,6 +245,32 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
     fs::remove_all(scratch() / "@eaDir");
     fs::remove(At(varn::path::kConvert));
     EXPECT_EQ(Body(scaled), ReadFile(cover)) << "better than none";
+}
+
+TEST_F(CoverApi, KeepsCopiesOfAnySideWithinABound) {
+    const fs::path cover = scratch() / "cover.jpg";
+    const fs::path copies = At(varn::path::kCoverCopies);
+    AddSong(1, scratch() / "a.mp3");
+    Put(scratch() / "a.mp3", "");
+    ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x600", "xc:red", cover.c_str(), nullptr),
+              0);
+    const Answer first = Get("&id=music_1&size=64");
+    EXPECT_EQ(Get("&id=music_1&size=64").header, first.header) << "it was kept";
+    EXPECT_NE(first.body, Body("&id=music_1&size=1024"));
+    // An unused copy makes room for a new one; one that is in use stays.
+    const fs::path unused = copies / "unused.jpg";
+    Put(unused, "");
+    fs::resize_file(unused, std::uintmax_t{1} << 28);
+    const timespec old[] = {{1, 0}, {1, 0}};
+    ASSERT_EQ(utimensat(AT_FDCWD, unused.c_str(), old, 0), 0);
+    EXPECT_NE(Body("&id=music_1&size=65"), ReadFile(cover));
+    EXPECT_FALSE(fs::exists(unused));
+    EXPECT_EQ(Get("&id=music_1&size=64").header, first.header);
+    for (const char *size : {"63", "1025", "0", "-64", "64x64", "big"}) {
+        EXPECT_TRUE(Is(Get("&id=music_1&size=" + std::string(size)), "400")) << size;
+    }
+    fs::remove_all(copies);
+    EXPECT_EQ(Body("&id=music_1&size=64"), ReadFile(cover)) << "nowhere to keep a copy";
 }
 
 TEST_F(CoverApi, FetchesPicturesOfStations) {

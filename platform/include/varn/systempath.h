@@ -72,12 +72,13 @@ inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
 inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
 
 // The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, and
-// where encoders and converters of pictures take their turn.
+// where encoders and converters of pictures take their turn, and where small covers are kept.
 inline constexpr std::string_view kWebRoot = "/var/packages/Tonvale/target/www";
 inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
 inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";
 inline constexpr std::string_view kInitialLogin = "/etc/initial-login";
 inline constexpr std::string_view kEncoderSlots = "/var/run/Tonvale/encoders";
+inline constexpr std::string_view kCoverCopies = "/var/cache/Tonvale/covers";
 
 // What it reads and writes itself, in folders of the account that starts it. With root's rights it
 // runs what its configuration says, so none of them lies in one of the package account's.
