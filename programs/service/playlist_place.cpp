@@ -102,16 +102,23 @@ NewPlace PlaceOf(const Collection &collection) {
 }
 
 // Root's rights may be used for a file. Users who may write to a folder can move others' private
-// files there. So root's rights show only files that all may read, and change only those files of
-// others that all may write, as all may write what the library has written.
-bool MayUse(const Collection &collection, HeldPlaylist::Use use, const struct stat &info) {
+// files there. So root's rights show only files that the user may read. They change only files that
+// all may read, and those of others that all may write, because the library opens to all what it
+// writes.
+bool MayUse(const Collection &collection, HeldPlaylist::Use use, int file,
+            const struct stat &info) {
     const bool isUsers = info.st_uid == collection.uid;
-    if (geteuid() != 0 || collection.isForRoot ||
-        (isUsers && (collection.personal || use == HeldPlaylist::Use::kShow))) {
+    if (geteuid() != 0 || collection.isForRoot || (isUsers && collection.personal)) {
         return true;
     }
-    const mode_t needed = use == HeldPlaylist::Use::kShow || isUsers ? 0444 : 0666;
-    return (info.st_mode & needed) == needed;
+    if (use == HeldPlaylist::Use::kChange) {
+        const mode_t needed = isUsers ? 0444 : 0666;
+        return (info.st_mode & needed) == needed;
+    }
+    const varn::RunAs before(varn::Who::kCaller);
+    return isUsers ||
+           (ResetCredentialsByName(collection.user.c_str()) == 0 &&
+            faccessat(AT_FDCWD, varn::DescriptorPath(file).c_str(), R_OK, AT_EACCESS) == 0);
 }
 
 // A user's own collection has the user's files, and what the library or root has written there. A
@@ -139,7 +146,7 @@ varn::UniqueFd OpenList(const Collection &collection, const PlaylistFolder &fold
         !MayStandThere(collection, info)) {
         throw Failure(Reason::kPlaylistOutside, path);
     }
-    if (!MayUse(collection, use, info)) {
+    if (!MayUse(collection, use, file.Get(), info)) {
         throw Failure(Reason::kPlaylistOfAnother, path);
     }
     return file;

@@ -55,8 +55,8 @@ class PlaylistFolder {
 
 // A playlist, held open. Links are refused, and in a user's own collection the files of other users;
 // for a file that is not there the Failure is that there is no such playlist. A file that is not
-// the user's own is shown only when all may read it, and changed only when all may write it; for
-// root (Collection::isForRoot) that is not asked.
+// the user's own is shown only when the user may read it, and changed only when all may write it;
+// for root (Collection::isForRoot) that is not asked.
 class HeldPlaylist {
   public:
     enum class Use { kShow, kChange };
