@@ -216,6 +216,9 @@ void ParseEntries(Format format, std::string_view bytes, const Sink &sink) {
     if (bytes.find(kNul) != bytes.npos && !IsUtf16(bytes)) {
         throw NoPlaylist(EILSEQ);
     }
+    if (std::count(bytes.begin(), bytes.end(), '\n') > kMostLines) {
+        throw NoPlaylist(EFBIG);
+    }
     const std::string text = LinesToUtf8(bytes, IsOnlyUtf8(format, bytes));
     if (text.find(kNul) != text.npos) {
         throw NoPlaylist(EILSEQ);

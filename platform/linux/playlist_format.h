@@ -40,12 +40,15 @@ using Sink = std::function<void(const Entry &entry)>;
 // A file of a few bytes an entry would fill the memory with paths.
 inline constexpr std::size_t kMostEntries = 200'000;
 
+// Eight for each entry: each line is converted from its code page by itself.
+inline constexpr std::ptrdiff_t kMostLines = 8 * std::ptrdiff_t{kMostEntries};
+
 // Bytes that are not read as a playlist; the code is what errno tells of them.
 struct NoPlaylist : std::system_error {
     explicit NoPlaylist(int error) : std::system_error(error, std::generic_category()) {}
 };
 
-// Reads the entries of a playlist. Throws NoPlaylist: EFBIG after kMostEntries, EILSEQ for a text
+// Reads the entries of a playlist. Throws NoPlaylist: EFBIG beyond kMostLines or kMostEntries, EILSEQ for a text
 // with a NUL. All other bytes are a playlist, if perhaps an empty one; no entry is empty or has a
 // line break in it.
 void ParseEntries(Format format, std::string_view bytes, const Sink &sink);

@@ -225,8 +225,8 @@ TEST_F(PlaylistParse, AsManyEntriesAsThereMayBeAndALineOfTenMegabytes) {
     EXPECT_EQ(count, 200000);
     EXPECT_EQ(VARNPlaylistCheckSong(kAlice, list.c_str(), In("a.mp3").c_str()), 0);
     EXPECT_EQ(std::strlen(Read(list, nullptr, 0, 1)->info.path), 4095U);
-    for (const std::string &tooMuch :
-         {text + "\na.mp3\nb.mp3", std::string((16 << 20) + 1, '\n')}) {
+    for (const std::string &tooMuch : {text + "\na.mp3\nb.mp3", std::string((16 << 20) + 1, ' '),
+                                       "a.mp3" + std::string(1'600'001, '\n')}) {
         EXPECT_EQ(Read(List(tooMuch), nullptr), nullptr);
     }
 }
