@@ -7,9 +7,11 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
+#include <cstdlib>
 #include <exception>
 
 #include "rights.h"
+#include "service/wording.h"
 #include "turn.h"
 #include "varn/db.h"
 
@@ -44,31 +46,43 @@ const auto &Apis() {
     return apis;
 }
 
-Json::Value RefusalReply(ActionHandler &handler, Code code) {
+// A sentence for a refusal that has none of its own.
+std::string SentenceOf(const Refusal &refusal, Code code) {
+    switch (code) {
+        case Code::kNoSuchApi:
+            return "there is no such API";
+        case Code::kBadParameter:
+            return refusal.parameter.empty()
+                       ? "a parameter is missing or bad"
+                       : "the parameter '" + refusal.parameter + "' is missing or bad";
+        case Code::kNotPermitted:
+            return "that is not permitted";
+        case Code::kNoSuchItem:
+            return "there is no such item";
+        case Code::kNoSuchMethod:
+            return "there is no such method, or not in this version or for this HTTP method";
+        case Code::kExistsAlready:
+            return "it exists already";
+        case Code::kFailed:
+            return "that failed, and the server's log tells why";
+        case Code::kBusy:
+            return "the server is busy; try again in a few seconds";
+        case Code::kTookTooLong:
+            return "that took too long; ask for less, or later";
+    }
+    return "";
+}
+
+Json::Value RefusalReply(ActionHandler &handler, const Refusal &refusal, Code code) {
     Json::Value reply(Json::objectValue);
     handler.SetWebapiFormatError(reply, static_cast<int>(code));
+    const bool isAsRefused = code == refusal.code;
+    reply["error"]["message"] =
+        isAsRefused && !refusal.message.empty() ? refusal.message : SentenceOf(refusal, code);
+    if (isAsRefused && !refusal.parameter.empty()) {
+        reply["error"]["parameter"] = refusal.parameter;
+    }
     return reply;
-}
-
-// A refusal of data has the status 200, unless it is the system's and not the request's.
-bool Refuse(ActionHandler &handler, Code refused, bool isMedia) {
-    const Code code = CodeForClient(refused);
-    const std::string header =
-        std::string(StatusOf(code)) + "Content-Type: application/json; charset=utf-8";
-    const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong;
-    return handler.PrintResponse(RefusalReply(handler, code), hasStatus ? header.c_str() : nullptr);
-}
-
-const Api *FindApi(std::string_view name) {
-    const auto found = std::find_if(Apis().begin(), Apis().end(),
-                                    [&](const Api *known) { return known->name == name; });
-    return found != Apis().end() ? *found : nullptr;
-}
-
-const Method *FindMethod(const Api &api, std::string_view name) {
-    const auto found = std::find_if(api.methods.begin(), api.methods.end(),
-                                    [&](const Method &known) { return known.name == name; });
-    return found != api.methods.end() ? &*found : nullptr;
 }
 
 // The first value of a parameter, as it stands in a query.
@@ -83,6 +97,42 @@ std::string_view RawValue(std::string_view query, std::string_view name) {
     return {};
 }
 
+std::string_view Variable(const char *name) {
+    const char *const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// True when the client wants a refusal of data to have its HTTP status, too.
+bool WantsStatus() {
+    constexpr std::string_view kWanted = "status=http";
+    return RawValue(Variable("QUERY_STRING"), "status") == "http" ||
+           Variable("HTTP_ACCEPT").find(kWanted) != std::string_view::npos;
+}
+
+// A refusal of data has the status 200, unless it is the system's and not the request's, or the
+// client wants to know.
+bool Refuse(ActionHandler &handler, const Refusal &refused, bool isMedia) {
+    const Code code = CodeForClient(refused.code);
+    const std::string header =
+        std::string(StatusOf(code)) + "Content-Type: application/json; charset=utf-8";
+    const bool hasStatus =
+        isMedia || code == Code::kBusy || code == Code::kTookTooLong || WantsStatus();
+    return handler.PrintResponse(RefusalReply(handler, refused, code),
+                                 hasStatus ? header.c_str() : nullptr);
+}
+
+const Api *FindApi(std::string_view name) {
+    const auto found = std::find_if(Apis().begin(), Apis().end(),
+                                    [&](const Api *known) { return known->name == name; });
+    return found != Apis().end() ? *found : nullptr;
+}
+
+const Method *FindMethod(const Api &api, std::string_view name) {
+    const auto found = std::find_if(api.methods.begin(), api.methods.end(),
+                                    [&](const Method &known) { return known.name == name; });
+    return found != api.methods.end() ? &*found : nullptr;
+}
+
 // Does the work; a refusal, and a failure of the service layer as the refusal that it is, goes to
 // `refused`.
 template <typename Work, typename Refused>
@@ -90,9 +140,9 @@ bool Try(const Work &work, const Refused &refused) {
     try {
         return work();
     } catch (const Refusal &refusal) {
-        return refused(refusal.code);
+        return refused(refusal);
     } catch (const tonvale_service::Failure &failure) {
-        return refused(RefusalOf(failure).code);
+        return refused(RefusalOf(failure));
     }
 }
 
@@ -122,8 +172,13 @@ const char *StatusOf(Code code) {
             return "Status: 400 Bad Request\r\n";
         case Code::kNotPermitted:
             return "Status: 403 Forbidden\r\n";
+        case Code::kNoSuchApi:
         case Code::kNoSuchItem:
             return "Status: 404 Not Found\r\n";
+        case Code::kNoSuchMethod:
+            return "Status: 405 Method Not Allowed\r\nAllow: GET, HEAD, POST\r\n";
+        case Code::kExistsAlready:
+            return "Status: 409 Conflict\r\n";
         case Code::kBusy:
             return "Status: 503 Service Unavailable\r\nRetry-After: 5\r\n";
         case Code::kTookTooLong:
@@ -135,21 +190,24 @@ const char *StatusOf(Code code) {
 
 Refusal RefusalOf(const tonvale_service::Failure &failure) {
     using tonvale_service::FailureClass;
-    switch (failure.Class()) {
-        case FailureClass::kBadValue:
-            return {Code::kBadParameter};
-        case FailureClass::kNotPermitted:
-            return {Code::kNotPermitted};
-        case FailureClass::kNotFound:
-            return {Code::kNoSuchItem};
-        case FailureClass::kExists:
-            return {Code::kExistsAlready};
-        case FailureClass::kBusy:
-            return {Code::kBusy};
-        case FailureClass::kFailed:
-            break;
-    }
-    return {Code::kFailed};
+    const auto code = [&] {
+        switch (failure.Class()) {
+            case FailureClass::kBadValue:
+                return Code::kBadParameter;
+            case FailureClass::kNotPermitted:
+                return Code::kNotPermitted;
+            case FailureClass::kNotFound:
+                return Code::kNoSuchItem;
+            case FailureClass::kExists:
+                return Code::kExistsAlready;
+            case FailureClass::kBusy:
+                return Code::kBusy;
+            case FailureClass::kFailed:
+                break;
+        }
+        return Code::kFailed;
+    };
+    return {code(), "", tonvale_service::WhatFailed(failure)};
 }
 
 bool DataAction::Process() {
@@ -162,13 +220,13 @@ bool DataAction::Process() {
             SetSuccess(reply, true);
             return PrintResponse(reply, nullptr);
         },
-        [&](Code code) { return Refuse(*this, code, false); });
+        [&](const Refusal &why) { return Refuse(*this, why, false); });
 }
 
 bool ListAction::Process() {
     std::unique_ptr<tonvale_service::Page> page;
     Json::Value first;
-    Code code = Code::kFailed;
+    Refusal refusal{Code::kFailed};
     // What fails does so before anything is written, or else breaks the answer off.
     const bool isThere = Try(
         [&] {
@@ -177,12 +235,12 @@ bool ListAction::Process() {
             CheckDatabase();
             return true;
         },
-        [&](Code why) {
-            code = why;
+        [&](const Refusal &why) {
+            refusal = why;
             return false;
         });
     if (!isThere) {
-        return Refuse(*this, code, false);
+        return Refuse(*this, refusal, false);
     }
     EndIfRoot();  // other data is written after root's rights are gone for good
     WebMan(false).WriteHeader(nullptr);
@@ -204,44 +262,45 @@ bool ListAction::Process() {
 
 bool MediaAction::Process() {
     try {
-        return Try([&] { return Send(); }, [&](Code code) { return Refuse(*this, code, true); });
+        return Try([&] { return Send(); },
+                   [&](const Refusal &why) { return Refuse(*this, why, true); });
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "A media answer failed: %s", error.what());
         // Standard output gets its buffer with the first byte.
-        return __fbufsize(stdout) == 0 && Refuse(*this, Code::kFailed, true);
+        return __fbufsize(stdout) == 0 && Refuse(*this, {Code::kFailed}, true);
     }
 }
 
 bool RefusedAction::Process() {
-    return Refuse(*this, code_, isMedia_);
+    return Refuse(*this, refusal_, isMedia_);
 }
 
 std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     const Api *const api = FindApi(request.Text("api"));
     const Method *const method =
         api != nullptr ? FindMethod(*api, request.Text("method")) : nullptr;
-    const auto refused = [&](Code code) {
-        return std::make_unique<RefusedAction>(code, method != nullptr && method->isMedia);
+    const auto refused = [&](const Refusal &refusal) {
+        return std::make_unique<RefusedAction>(refusal, method != nullptr && method->isMedia);
     };
     if (api == nullptr) {
-        return refused(Code::kNoSuchApi);
+        return refused({Code::kNoSuchApi});
     }
     if (!api->isPublic && request.Rights() == 0) {
-        return refused(Code::kNotPermitted);
+        return refused({Code::kNotPermitted});
     }
     if (method == nullptr || request.Text("version") != std::to_string(kVersion)) {
-        return std::make_unique<RefusedAction>(Code::kNoSuchMethod);
+        return std::make_unique<RefusedAction>(Refusal{Code::kNoSuchMethod});
     }
     if (method->changes && request.WantsHeaderOnly()) {
-        return refused(Code::kNoSuchMethod);
+        return refused({Code::kNoSuchMethod});
     }
     if ((method->changes || method->asksElsewhere) && request.IsFromElsewhere()) {
-        return refused(Code::kNotPermitted);
+        return refused({Code::kNotPermitted});
     }
     try {
         TakeTurn(request, method->asksElsewhere ? Work::kElsewhere : Work::kShort);
     } catch (const Refusal &refusal) {
-        return refused(refusal.code);
+        return refused(refusal);
     }
     if (method->changes) {
         // The web server ends the handler of a client that leaves, but not a change half-way.
@@ -253,11 +312,12 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     return method->make(request);
 }
 
-RefusedAction RefuseUnread(std::string_view query, Code code) {
+RefusedAction RefuseUnread(std::string_view query, const Refusal &refusal) {
     const Api *const api = FindApi(RawValue(query, "api"));
     const Method *const method =
         api != nullptr ? FindMethod(*api, RawValue(query, "method")) : nullptr;
-    return RefusedAction(code, code != Code::kNoSuchMethod && method != nullptr && method->isMedia);
+    return RefusedAction(
+        refusal, refusal.code != Code::kNoSuchMethod && method != nullptr && method->isMedia);
 }
 
 }  // namespace tonvale_entry

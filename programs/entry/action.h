@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 #include <type_traits>
+#include <utility>
 
 #include "request.h"
 #include "service/page.h"
@@ -73,11 +74,12 @@ const char *StatusOf(Code code);
 class RefusedAction : public ActionHandler {
   public:
     // `isMedia`: what was asked for is a media answer, so that its refusal has an HTTP status.
-    explicit RefusedAction(Code code, bool isMedia = false) : code_(code), isMedia_(isMedia) {}
+    explicit RefusedAction(Refusal refusal, bool isMedia = false)
+        : refusal_(std::move(refusal)), isMedia_(isMedia) {}
     bool Process() override;
 
   private:
-    Code code_;
+    Refusal refusal_;
     bool isMedia_;
 };
 
@@ -118,7 +120,7 @@ struct Api {
 std::unique_ptr<ActionHandler> FindAction(const Request &request);
 
 // The answer to a request that cannot be read, with this query.
-RefusedAction RefuseUnread(std::string_view query, Code code);
+RefusedAction RefuseUnread(std::string_view query, const Refusal &refusal);
 
 extern const Api kAlbumApi;
 extern const Api kArtistApi;

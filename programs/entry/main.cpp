@@ -50,7 +50,7 @@ bool Answer() {
         return FindAction(request)->Process();
     } catch (const Refusal &refusal) {
         const char *const query = std::getenv("QUERY_STRING");
-        return RefuseUnread(query != nullptr ? query : "", refusal.code).Process();
+        return RefuseUnread(query != nullptr ? query : "", refusal).Process();
     }
 }
 
@@ -66,12 +66,12 @@ int main() {
     // Whatever needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         syslog(LOG_ERR, "Failed to switch to %s.", varn::kPackageAccount);
-        return RefusedAction(Code::kFailed).Process() ? 0 : 1;
+        return RefusedAction({Code::kFailed}).Process() ? 0 : 1;
     }
     try {
         return Answer() ? 0 : 1;
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "Unexpected failure: %s", error.what());
-        return RefusedAction(Code::kFailed).Process() ? 0 : 1;
+        return RefusedAction({Code::kFailed}).Process() ? 0 : 1;
     }
 }

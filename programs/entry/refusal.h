@@ -1,6 +1,8 @@
 // Why a request gets no data.
 #pragma once
 
+#include <string>
+
 #include "service/failure.h"
 
 namespace tonvale_entry {
@@ -21,6 +23,8 @@ enum class Code : int {
 // Thrown by an action before it has written anything; caught where it was started.
 struct Refusal {
     Code code;
+    std::string parameter = {};  // the one that is missing or bad, where that is known
+    std::string message = {};    // a sentence; "" for that of the code
 };
 
 // What a failure of the service layer is to a client.

@@ -116,7 +116,7 @@ std::string Request::Text(const std::string &name, const std::string &otherwise)
 std::string Request::RequiredText(const std::string &name) const {
     const std::string *value = parameters_.Find(name);
     if (value == nullptr || value->empty()) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, name};
     }
     return *value;
 }
@@ -134,7 +134,7 @@ long long Request::Number(const std::string &name, long long otherwise, long lon
     }
     const auto number = ParseNumber(*value, low, high);
     if (!number) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, name};
     }
     return *number;
 }
@@ -142,7 +142,7 @@ long long Request::Number(const std::string &name, long long otherwise, long lon
 std::vector<std::string> Request::Values(const std::string &name) const {
     auto values = SplitValues(RequiredText(name), kMostValues);
     if (!values || values->empty()) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, name};
     }
     return *std::move(values);
 }
@@ -154,7 +154,7 @@ std::vector<std::string> Request::Names(const std::string &name,
         return std::find(known.begin(), known.end(), value) != known.end();
     };
     if (!values || !std::all_of(values->begin(), values->end(), isKnown)) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, name};
     }
     return *std::move(values);
 }
@@ -163,7 +163,7 @@ std::string Request::Choice(const std::string &name, const std::vector<std::stri
                             const std::string &otherwise) const {
     const std::string value = Text(name, otherwise);
     if (std::find(known.begin(), known.end(), value) == known.end()) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, name};
     }
     return value;
 }

@@ -26,18 +26,18 @@ constexpr int kMostSongs = 500;
 // Does something with a song of the link's; what is not there is refused like a link.
 template <typename Work>
 bool OrRefused(const Work &work) {
-    Code code = Code::kFailed;
+    Refusal refusal{Code::kFailed};
     try {
         return work();
-    } catch (const Refusal &refusal) {
-        code = refusal.code;
+    } catch (const Refusal &why) {
+        refusal = why;
     } catch (const tonvale_service::Failure &failure) {
-        code = RefusalOf(failure).code;
+        refusal = RefusalOf(failure);
     }
-    if (code == Code::kNoSuchItem) {
+    if (refusal.code == Code::kNoSuchItem) {
         RefuseLink();
     }
-    throw Refusal{code};
+    throw refusal;
 }
 
 Json::Value Get(const Request &asked) {

@@ -18,7 +18,7 @@ enum class FailureClass {
 };
 
 // Each stands in its class (ClassOf), with the object that it carries in parentheses. Add a new one
-// at the end of its class. The command line words each reason; the web API answers with its class.
+// at the end of its class. wording.h words each reason; the web API answers with its class, too.
 enum class Reason {
     // kBadValue
     kNotUtf8,
@@ -155,8 +155,8 @@ constexpr FailureClass ClassOf(Reason reason) {
                                                : FailureClass::kFailed;
 }
 
-// Thrown where both the command line and the web API are answered; worded by them. For a log,
-// what() has the object.
+// Thrown where both the command line and the web API are answered. For a log, what() has the
+// object.
 class Failure : public std::runtime_error {
   public:
     // `error` is the system's number, 0 for none.

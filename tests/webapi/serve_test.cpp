@@ -63,9 +63,10 @@ TEST_F(Served, AnswersRequests) {
     const HttpAnswer part = Get(Path("Song", "list"), Login("alice") + "Range: bytes=0-9\r\n");
     EXPECT_EQ(part.Status(), 200);
     EXPECT_EQ(part.body, list.body);
-    EXPECT_EQ(Get(Path("Info", "get"), Login("ghost")).body,
-              "{\"error\":{\"code\":403},\"success\":false}\n");
-    EXPECT_EQ(Get(Path("Info", "set")).body, "{\"error\":{\"code\":405},\"success\":false}\n");
+    EXPECT_EQ(
+        Get(Path("Info", "get"), Login("ghost")).body,
+        "{\"error\":{\"code\":403,\"message\":\"that is not permitted\"},\"success\":false}\n");
+    EXPECT_TRUE(Get(Path("Info", "set")).body.starts_with("{\"error\":{\"code\":405,"));
 
     HttpClient large(port_);
     large.Send(
@@ -301,7 +302,7 @@ TEST_F(Served, BoundsTheEncoders) {
         const HttpAnswer busy = Stream("&format=mp3");
         EXPECT_EQ(busy.Status(), 503);
         EXPECT_TRUE(busy.Has("Retry-After: 5")) << busy.header;
-        EXPECT_TRUE(busy.body == "{\"error\":{\"code\":503},\"success\":false}\n");
+        EXPECT_TRUE(busy.body.starts_with("{\"error\":{\"code\":503"));
         EXPECT_EQ(Stream("").Status(), 200) << "files need no encoder";
         std::ifstream counters("/proc/" + std::to_string(encoder) + "/io");
         std::string name;
@@ -343,9 +344,8 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     for (HttpClient &client : clients) {
         const HttpAnswer answer = client.Answer(20s);
         busy += answer.Status() == 503 && answer.Has("Retry-After: 5") &&
-                answer.body == "{\"error\":{\"code\":503},\"success\":false}\n";
-        cancelled += answer.Status() == 504 &&
-                     answer.body == "{\"error\":{\"code\":504},\"success\":false}\n";
+                answer.body.starts_with("{\"error\":{\"code\":503");
+        cancelled += answer.Status() == 504 && answer.body.starts_with("{\"error\":{\"code\":504");
         EXPECT_LE(atWork(), 4);
     }
     EXPECT_EQ(busy, 36);

@@ -115,7 +115,7 @@ TEST_F(PublicPage, ShowsThePlaylistAndNothingElse) {
     EXPECT_TRUE(Contains(json, "\"id\":\"music_v_4\"")) << json;
     EXPECT_FALSE(Contains(json, "path")) << json;
     EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=1&limit=1").body, "\"songs\":[{"));
-    EXPECT_TRUE(Contains(Ask("get", kLink, "&limit=501").body, "{\"code\":400}"));
+    EXPECT_TRUE(Contains(Ask("get", kLink, "&limit=501").body, "{\"code\":400,"));
     EXPECT_TRUE(Contains(Ask("get", kLink, "&offset=9").body, "\"songs\":[]"));
 }
 
@@ -163,7 +163,7 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
               "music_1%20OR%201=1", "/etc/passwd", "..%2F..%2Fetc%2Fpasswd", "music_99"}) {
             const HttpAnswer refused = Ask(method, kLink, std::string("&id=") + id);
             EXPECT_EQ(refused.Status(), 404) << id;
-            EXPECT_EQ(refused.body, "{\"error\":{\"code\":404},\"success\":false}\n") << id;
+            EXPECT_TRUE(refused.body.starts_with("{\"error\":{\"code\":404,")) << id;
         }
     }
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1&format=exe").Status(), 400);
