@@ -13,10 +13,15 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <utility>
 
+#include "process_state.h"
+#include "rights.h"
 #include "scgi.h"
 #include "turn.h"
+#include "varn/base.h"
 #include "varn/db.h"
 #include "varn/process.h"
 #include "varn/run_as.h"
@@ -32,7 +37,12 @@ constexpr auto kPatience = 5s;
 // It takes an answer at once.
 constexpr timeval kWriteTimeout = {30, 0};
 
+// What a request leaks ends with its worker.
 constexpr int kMostRequests = 5000;
+constexpr std::size_t kMostMemory = std::size_t{256} << 20;
+
+// A request that takes longer ends its worker: it hangs.
+constexpr itimerspec kLongestRequest = {{0, 0}, {180, 0}};
 
 bool isWorker = false;
 volatile std::sig_atomic_t isToEnd = 0;
@@ -88,13 +98,16 @@ void CloseStandardStreams() {
 // Standard input and output of a request.
 class Streams {
   public:
-    Streams(int body, int connection) {
-        if (dup2(body, STDIN_FILENO) < 0 || dup2(connection, STDOUT_FILENO) < 0) {
+    Streams(int body, varn::UniqueFd connection) {
+        if (dup2(body, STDIN_FILENO) < 0 || dup2(connection.Get(), STDOUT_FILENO) < 0) {
             return;
         }
         // A new stream has no buffer yet, which tells whether an answer has begun.
-        stdout = fdopen(STDOUT_FILENO, "w");
-        isOpen_ = stdout != nullptr;
+        if (std::FILE *const stream = fdopen(connection.Get(), "w")) {
+            connection.Release();
+            stdout = stream;
+            isOpen_ = true;
+        }
     }
     Streams(const Streams &) = delete;
     Streams &operator=(const Streams &) = delete;
@@ -126,15 +139,16 @@ bool HandOn(const Own &own) {
     return VLIBCExecvAside(own.program.c_str(), arguments) == 0;
 }
 
-void TakeRequest(int connection, const Own &own, void (*answer)()) {
-    auto request = ReadScgi(connection, kPatience);
+void TakeRequest(varn::UniqueFd connection, const Own &own, void (*answer)()) {
+    auto request = ReadScgi(connection.Get(), kPatience);
     if (!request) {
         syslog(LOG_WARNING, "A request of the web server's is not whole");
         return;
     }
     std::vector<std::string> variables = std::move(request->variables);
     bool isLeft = false;
-    const Streams streams(request->body.Get(), connection);
+    const Streams streams(request->body.Get(), std::move(connection));
+    request->body.Reset();
     if (!streams) {
         syslog(LOG_ERR, "Failed to take a request: %m");
         return;
@@ -147,7 +161,6 @@ void TakeRequest(int connection, const Own &own, void (*answer)()) {
             isLeft = true;
         }
         GiveTurnBack();
-        VARNDBTroubleClear();
     }
     if (isLeft) {
         const Environment environment(own.variables, std::move(variables));
@@ -181,6 +194,52 @@ varn::UniqueFd Waiting(int listening) {
                    epoll_ctl(waiting.Get(), EPOLL_CTL_ADD, listening, &event) == 0
                ? std::move(waiting)
                : varn::UniqueFd();
+}
+
+// Kills this process unless it is stopped in time.
+class Watch {
+  public:
+    Watch() {
+        sigevent event{};
+        event.sigev_notify = SIGEV_SIGNAL;
+        event.sigev_signo = SIGKILL;
+        isThere_ = timer_create(CLOCK_MONOTONIC, &event, &timer_) == 0;
+    }
+    Watch(const Watch &) = delete;
+    Watch &operator=(const Watch &) = delete;
+    ~Watch() {
+        if (isThere_) {
+            timer_delete(timer_);
+        }
+    }
+
+    explicit operator bool() const { return isThere_; }
+    void Start() { timer_settime(timer_, 0, &kLongestRequest, nullptr); }
+    void Stop() {
+        const itimerspec none{};
+        timer_settime(timer_, 0, &none, nullptr);
+    }
+
+  private:
+    timer_t timer_{};
+    bool isThere_ = false;
+};
+
+// True when this process can take another request: nothing of the last one is left.
+bool IsAsBefore(const ProcessState &before) {
+    EndIfRoot();
+    before.RestoreIds();
+    VLIBCErrSetEx(VLIB_ERR_NONE, "", 0);
+    VARNDBTroubleClear();
+    if (const char *const changed = before.Changed()) {
+        syslog(LOG_ERR, "A request has changed %s: this worker ends", changed);
+        return false;
+    }
+    if (MemoryInUse() > kMostMemory) {
+        syslog(LOG_WARNING, "This worker ends: it has taken too much memory");
+        return false;
+    }
+    return true;
 }
 
 // Lets a signal through that was held back, and tells whether one has come.
@@ -225,17 +284,23 @@ int RunWorker(void (*answer)()) {
     const sigset_t signals = HoldSignals();
     const varn::UniqueFd listening(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
     const varn::UniqueFd waiting = listening ? Waiting(listening.Get()) : varn::UniqueFd();
-    if (!waiting) {
+    Watch watch;
+    if (!waiting || !watch) {
         syslog(LOG_ERR, "Failed to wait for requests: %m");
         return EXIT_FAILURE;
     }
     const Own own{std::filesystem::read_symlink("/proc/self/exe"), Variables()};
     CloseStandardStreams();
+    const ProcessState before;
+    bool mayGoOn = true;
     for (int requests = 0;
-         requests < kMostRequests && !IsAskedToEnd(signals) && EndWithParent(parent);) {
-        if (const auto connection = NextConnection(listening.Get(), waiting.Get(), signals)) {
+         mayGoOn && requests < kMostRequests && !IsAskedToEnd(signals) && EndWithParent(parent);) {
+        if (auto connection = NextConnection(listening.Get(), waiting.Get(), signals)) {
             ++requests;
-            TakeRequest(connection.Get(), own, answer);
+            watch.Start();
+            TakeRequest(std::move(connection), own, answer);
+            watch.Stop();
+            mayGoOn = IsAsBefore(before);
         }
     }
     return EXIT_SUCCESS;
