@@ -13,6 +13,7 @@
 #include "tonvale/settings.h"
 #include "turn.h"
 #include "varn/sql.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -73,7 +74,7 @@ class Get : public MediaAction {
     std::optional<Picture> Find(int side) const {
         for (const auto &[owner, path] : Songs()) {
             try {
-                return tonvale_service::OpenCoverOf(owner, path, side);
+                return tonvale_service::OpenCoverOf(owner, path, side, LeaveWorker);
             } catch (const tonvale_service::Failure &failure) {
                 if (failure.Class() != tonvale_service::FailureClass::kNotFound) {
                     throw;

@@ -9,6 +9,7 @@
 #include "service/failure.h"
 #include "shared_playlist.h"
 #include "song_sound.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -83,8 +84,9 @@ class Cover : public MediaAction {
         const VARN_MEDIA_INFO song = SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId));
         const int side = isSmall ? tonvale_service::kUsualSide : tonvale_service::kOriginalSide;
         return OrRefused([&] {
-            return SendPicture(tonvale_service::OpenCoverOf(song.userid, song.path, side),
-                               Asked().WantsHeaderOnly());
+            return SendPicture(
+                tonvale_service::OpenCoverOf(song.userid, song.path, side, LeaveWorker),
+                Asked().WantsHeaderOnly());
         });
     }
 };

@@ -57,7 +57,8 @@ Picture OpenBeside(const PlacedSong &song, const std::string &path) {
 
 // The path of the small copy: one that is there already, or else made in turn of what is open as
 // `picture`. Empty when it cannot be made, or too many are being made.
-std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const Picture &picture) {
+std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const Picture &picture,
+                       void (*beforeMaking)()) {
     PathBuffer scaled{};
     if (VARNEADirPath(song.HeldPath().c_str(), scaled.data(), scaled.size()) != 0) {
         return "";
@@ -68,6 +69,7 @@ std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const P
             return ready;
         }
     }
+    beforeMaking();
     const Slot slot = ScalingSlot();
     const std::string open = varn::DescriptorPath(fileno(picture.file.get()));
     return slot && VARNAudioGetScaleCoverPath(song.HeldPath().c_str(), open.c_str(), scaled.data(),
@@ -98,7 +100,7 @@ Picture OpenPicture(const std::string &path) {
                                                                       : Picture();
 }
 
-Picture OpenCoverOf(uid_t owner, const std::string &path, int side) {
+Picture OpenCoverOf(uid_t owner, const std::string &path, int side, void (*beforeMaking)()) {
     const PlacedSong song(owner, path);
     const std::string cover = FindCover(song.Path().c_str());
     // Looked at first: the converter reads much more than pictures, and does so as root.
@@ -109,8 +111,9 @@ Picture OpenCoverOf(uid_t owner, const std::string &path, int side) {
     if (side == kOriginalSide) {
         return picture;
     }
-    Picture copy = side == kUsualSide ? OpenBeside(song, ScaledCopy(song, cover, picture))
-                                      : OpenCopy(picture, side);
+    Picture copy = side == kUsualSide
+                       ? OpenBeside(song, ScaledCopy(song, cover, picture, beforeMaking))
+                       : OpenCopy(picture, side, beforeMaking);
     return copy.type.empty() ? std::move(picture) : std::move(copy);
 }
 

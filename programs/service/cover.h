@@ -36,9 +36,10 @@ Picture OpenPicture(const std::string &path);
 // The cover of a song of the library: of a user's personal one, or of everybody's (owner 0). The
 // copy of that side is made where it is missing. Where that fails, which the log tells, or too many are
 // being made, the picture itself is answered. Throws a Failure when there is none, what is there is
-// no picture that a browser shows, or the path leads out of the music of its owner. Leaves the
-// process as the package's account.
-Picture OpenCoverOf(uid_t owner, const std::string &path, int side);
+// no picture that a browser shows, or the path leads out of the music of its owner. `beforeMaking` is
+// called before a copy is made, which may take a minute. Leaves the process as the package's
+// account.
+Picture OpenCoverOf(uid_t owner, const std::string &path, int side, void (*beforeMaking)());
 
 // The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the
 // address may lead is the caller's to check. Throws a Failure.

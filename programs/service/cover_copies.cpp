@@ -80,11 +80,12 @@ void MakeRoom() {
 
 }  // namespace
 
-Picture OpenCopy(const Picture &picture, int side) {
+Picture OpenCopy(const Picture &picture, int side, void (*beforeMaking)()) {
     const std::string path = Folder() + "/" + NameOf(picture.info, side);
     if (Picture ready = OpenUsed(path); ready.file) {
         return ready;
     }
+    beforeMaking();
     const Slot slot = ScalingSlot();
     const std::string open = varn::DescriptorPath(fileno(picture.file.get()));
     if (!slot || VARNAudioScaleImageTo(open.c_str(), path.c_str(), side) != 0) {
