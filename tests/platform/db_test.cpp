@@ -1,6 +1,12 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "support/fixture.h"
@@ -129,6 +135,93 @@ TEST_F(Database, CopiesRowsInOrNone) {
         many += std::to_string(n) + "\tsome text\n";
     }
     EXPECT_EQ(VARNDBCopyIn(conn_, "COPY t FROM STDIN", many.data(), many.size()), 300000);
+}
+
+// A closed connection is taken again as if it were new, and only by its own kind.
+class KeptConnections : public Database {
+  protected:
+    void SetUp() override {
+        Database::SetUp();
+        VARNDBKeepConnections(2);
+    }
+    void TearDown() override {
+        VARNDBKeepConnections(0);
+        Database::TearDown();
+    }
+    void Reconnect(const char *database = "mediaserver") {
+        VARNDBClose(conn_);
+        conn_ =
+            VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr, database);
+        ASSERT_NE(conn_, nullptr) << VARNDBErrorGet(nullptr);
+    }
+    std::string One(const char *sql) {
+        return Execute(sql) == 1 ? VARNDBFetchFieldAt(result_, 0, 0) : "failed";
+    }
+    std::string Backend() { return One("SELECT pg_backend_pid()"); }
+};
+
+TEST_F(KeptConnections, LeaveNothingBehind) {
+    const std::string first = Backend();
+    const char *const changes[] = {
+        "SET search_path = pg_catalog",
+        "CREATE TEMP TABLE t (a int)",
+        "LISTEN something",
+        "SELECT pg_advisory_lock(7)",
+        "PREPARE p AS SELECT 1",
+        "SELECT set_config('standard_conforming_strings', 'off', false)"};
+    for (const char *change : changes) {
+        ASSERT_GE(Execute(change), 0);
+        Reconnect();
+        EXPECT_EQ(Backend(), first) << change;
+        EXPECT_EQ(One("SELECT concat(current_setting('search_path'), to_regclass('t'), (SELECT "
+                      "count(*) FROM pg_locks WHERE locktype = 'advisory'), (SELECT count(*) FROM "
+                      "pg_prepared_statements), (SELECT count(*) FROM pg_listening_channels()), "
+                      "current_setting('standard_conforming_strings'))"),
+                  "\"$user\", public000on")
+            << change;
+    }
+    Execute("BEGIN");
+    Reconnect();
+    EXPECT_NE(Backend(), first) << "one in a transaction is closed";
+}
+
+TEST_F(KeptConnections, AreTakenByTheirKindWhileTheyLive) {
+    const std::string first = Backend();
+    setenv("PGOPTIONS", "-c statement_timeout=7s", 1);
+    Reconnect();
+    EXPECT_NE(Backend(), first) << "other settings";
+    unsetenv("PGOPTIONS");
+    Reconnect("postgres");
+    EXPECT_NE(Backend(), first) << "another database";
+    Reconnect();
+    EXPECT_EQ(Value("SELECT count(*) FROM pg_stat_activity WHERE pid = " + first), "0")
+        << "of three the oldest is closed";
+
+    const std::string last = Backend();
+    DBConnect_tag *const other = std::exchange(conn_, nullptr);
+    Reconnect();
+    VARNDBClose(other);
+    ASSERT_EQ(Execute(("SELECT pg_terminate_backend(" + last + ", 5000)").c_str()), 1);
+    const std::string survivor = Backend();
+    DBConnect_tag *const held = std::exchange(conn_, nullptr);
+    Reconnect();
+    EXPECT_EQ(Execute("SELECT 1"), 1) << "instead of the one that the server has ended";
+    VARNDBClose(held);
+
+    const pid_t child = fork();
+    if (child == 0) {
+        conn_ = nullptr;
+        Reconnect();
+        const bool isOwn = Backend() != survivor;
+        VARNDBClose(conn_);
+        VARNDBKeepConnections(0);
+        _exit(isOwn ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << "a child has connections of its own";
+    Reconnect();
+    EXPECT_EQ(Execute("SELECT 1"), 1) << "and its parent's go on";
 }
 
 TEST(Placeholders, EachKind) {
