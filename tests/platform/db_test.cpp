@@ -5,12 +5,16 @@
 #include <array>
 #include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <map>
+#include <random>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "support/fixture.h"
 #include "varn/base.h"
+#include "varn/database.h"
 #include "varn/db.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
@@ -222,6 +226,59 @@ TEST_F(KeptConnections, AreTakenByTheirKindWhileTheyLive) {
     EXPECT_EQ(status, 0) << "a child has connections of its own";
     Reconnect();
     EXPECT_EQ(Execute("SELECT 1"), 1) << "and its parent's go on";
+}
+
+// Two writers change songs and ratings in turn, in transactions of which some are taken back. All
+// that a reader sees of one number is the same, however its rows were put together meanwhile.
+TEST_F(Database, ANumberTellsWhatIsSeen) {
+    varn::Database writers[] = {varn::Database(varn::ConnectLibrary()),
+                                varn::Database(varn::ConnectLibrary())};
+    bool isOpen[] = {false, false};
+    std::mt19937 random(20);
+    const auto read = [](const std::string &kind, const std::string &content) {
+        return Query("SELECT COALESCE(change_number(" + kind + "), 0), md5(COALESCE(" + content +
+                     ", ''))")
+            .front();
+    };
+    std::map<std::string, std::string> seen;
+    for (int step = 0; step < 1000; ++step) {
+        const std::size_t writer = random() % 2;
+        const std::string id = std::to_string(random() % 20 * 2 + writer);  // none waits for a row
+        const std::string statements[] = {
+            isOpen[writer] ? random() % 3 == 0 ? "ROLLBACK" : "COMMIT" : "BEGIN",
+            "INSERT INTO track (id, path) VALUES (" + id + ", 'p') ON CONFLICT DO NOTHING",
+            "UPDATE track SET year = year + 1 WHERE id = " + id,
+            "DELETE FROM track WHERE id = " + id,
+            "INSERT INTO rating_track VALUES (" + std::to_string(random() % 2 + kAlice) + ", " +
+                id +
+                ", 1) ON CONFLICT (track, userid) DO UPDATE SET star = rating_track.star % 5 + 1",
+        };
+        const std::size_t chosen = random() % std::size(statements);
+        writers[writer].Query(statements[chosen]);
+        isOpen[writer] = chosen == 0 ? !isOpen[writer] : isOpen[writer];
+        for (const auto &[kind, content] :
+             {std::pair<std::string, std::string>(
+                  "'song', 0", "(SELECT string_agg(t::text, ',' ORDER BY id) FROM track t)"),
+              {"'rating', 1030",
+               "(SELECT string_agg(r::text, ',' ORDER BY track) FROM rating_track r WHERE userid = "
+               "1030)"}}) {
+            const auto row = read(kind, content);
+            const auto known = seen.emplace(kind + row[0], row[1]).first;
+            ASSERT_EQ(known->second, row[1]) << step << " " << statements[chosen];
+        }
+    }
+    for (std::size_t writer = 0; writer < 2; ++writer) {
+        writers[writer].Query(isOpen[writer] ? "COMMIT" : "SELECT 1");
+    }
+    EXPECT_LT(std::stoi(Value("SELECT count(*) FROM change")), 400) << "rows are put together";
+
+    const std::string before = Value("SELECT change_number('song', 0)");
+    Query(
+        "UPDATE track SET year = 1 WHERE id = 77; DELETE FROM album_track WHERE track = 77; INSERT "
+        "INTO playlist (path) SELECT 'p' WHERE false");
+    EXPECT_EQ(Value("SELECT change_number('song', 0)"), before) << "nothing was changed";
+    Query("TRUNCATE change");
+    EXPECT_EQ(Value("SELECT change_number('song', 0) IS NULL"), "t") << "a number that is lost";
 }
 
 TEST(Placeholders, EachKind) {
