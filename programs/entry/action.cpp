@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "list_version.h"
 #include "rights.h"
 #include "turn.h"
 #include "varn/db.h"
@@ -169,6 +170,12 @@ bool ListAction::Process() {
     std::unique_ptr<tonvale_service::Page> page;
     Json::Value first;
     Code code = Code::kFailed;
+    std::string header;
+    if (HasList(request_, header)) {
+        EndIfRoot();
+        WebMan(false).WriteHeader(header.c_str());
+        return std::fflush(stdout) == 0;
+    }
     // What fails does so before anything is written, or else breaks the answer off.
     const bool isThere = Try(
         [&] {
@@ -185,7 +192,7 @@ bool ListAction::Process() {
         return Refuse(*this, code, false);
     }
     EndIfRoot();  // other data is written after root's rights are gone for good
-    WebMan(false).WriteHeader(nullptr);
+    WebMan(false).WriteHeader(ListHeader(request_, page->Shows()).c_str());
     try {
         if (std::fputs("{\"data\":", stdout) < 0 ||
             !WritePage(*page, std::move(first), tonvale_service::Letters::kAscii, stdout)) {

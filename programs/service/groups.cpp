@@ -173,12 +173,15 @@ std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &req
                                       const std::optional<std::string> &name) {
     const std::string condition = GroupCondition(group, request, name);
     const std::string order = Order(group, request);
-    const ListKey key(group.list, request, condition, order);
-    return std::make_unique<GroupPage>(
-        group,
-        CurrentPart(key, request.offset, request.limit,
-                    [&] { return Records(group, request, condition, order); }),
-        request.offset);
+    // Who has rated nothing sees the same stars as the others who have not.
+    const Version now = ReadVersion(request.uid);
+    const ListKey key(group.list, request, condition, order, now.stars != 0);
+    auto part = KeptPart(key, request.offset, request.limit);
+    if (!part || part->version != now) {
+        part = ComputePart(key, request.offset, request.limit,
+                           [&] { return Records(group, request, condition, order); });
+    }
+    return std::make_unique<GroupPage>(group, *std::move(part), request.offset);
 }
 
 }  // namespace tonvale_service

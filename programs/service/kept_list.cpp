@@ -30,7 +30,7 @@ constexpr std::int64_t kMostBytes = 128LL << 20;
 constexpr std::int64_t kMostOfOne = kMostBytes / 4;
 constexpr std::size_t kMostFiles = 1000;
 
-constexpr time_t kYoungSeconds = 5;
+constexpr time_t kYoungSeconds = 2;
 
 // What a file begins with. Behind it come the key, where each record begins and the last one ends,
 // and the records.
@@ -206,7 +206,7 @@ Version VersionOf(const Handle &rows) {
 }
 
 Version ReadVersion(uid_t uid) {
-    const varn::Connection connection(AudioInfoDBConnect());
+    const varn::Connection connection = varn::ConnectLibrary();
     const auto rows = connection ? varn::Execute(connection.get(), "SELECT " + VersionColumns(uid))
                                  : std::nullopt;
     Version version;
@@ -218,11 +218,12 @@ Version ReadVersion(uid_t uid) {
 }
 
 ListKey::ListKey(const char *list, const ListRequest &request, const std::string &condition,
-                 const std::string &order)
+                 const std::string &order, bool isOfUser)
     : uid(request.uid) {
+    const bool isShared = request.library.ends_with("shared") && !isOfUser;
     const char *const virtuals = AudioFileGetUserShowVirtualLib(uid) ? "virtual" : "actual";
-    for (const std::string &part : {std::string(list), std::to_string(uid), request.library,
-                                    std::string(virtuals), condition, order}) {
+    for (const std::string &part : {std::string(list), isShared ? "" : std::to_string(uid),
+                                    request.library, std::string(virtuals), condition, order}) {
         text += part;
         text += '\0';
     }
@@ -266,15 +267,6 @@ ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &c
     part.records.assign(std::make_move_iterator(all.begin() + static_cast<std::ptrdiff_t>(first)),
                         std::make_move_iterator(all.begin() + static_cast<std::ptrdiff_t>(last)));
     return part;
-}
-
-ListPart CurrentPart(const ListKey &key, int offset, int limit, const Compute &compute) {
-    if (auto kept = KeptPart(key, offset, limit)) {
-        if (kept->version == ReadVersion(key.uid)) {
-            return *std::move(kept);
-        }
-    }
-    return ComputePart(key, offset, limit, compute);
 }
 
 }  // namespace tonvale_service

@@ -35,10 +35,11 @@ Version VersionOf(const Handle &rows);
 // The version that a user sees now; nothing is known when the database does not answer.
 Version ReadVersion(uid_t uid);
 
-// Which list: everything that decides its order but the library.
+// Which list: everything that decides its order but the library. `isOfUser`: another user's is
+// another one, even of the shared library.
 struct ListKey {
     ListKey(const char *list, const ListRequest &request, const std::string &condition,
-            const std::string &order);
+            const std::string &order, bool isOfUser);
 
     std::string text;
     uid_t uid;
@@ -58,8 +59,5 @@ std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit);
 // Computes a list and keeps it; the version is unknown when the library changed meanwhile.
 using Compute = std::function<std::vector<std::string>()>;
 ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &compute);
-
-// A part of the list as the user sees it now, kept or computed.
-ListPart CurrentPart(const ListKey &key, int offset, int limit, const Compute &compute);
 
 }  // namespace tonvale_service

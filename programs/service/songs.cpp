@@ -141,7 +141,7 @@ std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string
     if (request.sortBy == kRandom || request.limit <= 0 || request.limit > kMostByIds) {
         return nullptr;
     }
-    const ListKey key("songs", request, condition, order);
+    const ListKey key("songs", request, condition, order, false);
     const auto kept = KeptPart(key, request.offset, request.limit);
     auto page = kept ? ReadPart(request, *kept, writer) : nullptr;
     // While the library is scanned, each batch of songs makes an order worthless.

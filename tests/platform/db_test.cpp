@@ -235,11 +235,7 @@ TEST_F(Database, ANumberTellsWhatIsSeen) {
                                 varn::Database(varn::ConnectLibrary())};
     bool isOpen[] = {false, false};
     std::mt19937 random(20);
-    const auto read = [](const std::string &kind, const std::string &content) {
-        return Query("SELECT COALESCE(change_number(" + kind + "), 0), md5(COALESCE(" + content +
-                     ", ''))")
-            .front();
-    };
+    varn::Database reader{varn::ConnectLibrary()};
     std::map<std::string, std::string> seen;
     for (int step = 0; step < 1000; ++step) {
         const std::size_t writer = random() % 2;
@@ -262,9 +258,12 @@ TEST_F(Database, ANumberTellsWhatIsSeen) {
               {"'rating', 1030",
                "(SELECT string_agg(r::text, ',' ORDER BY track) FROM rating_track r WHERE userid = "
                "1030)"}}) {
-            const auto row = read(kind, content);
-            const auto known = seen.emplace(kind + row[0], row[1]).first;
-            ASSERT_EQ(known->second, row[1]) << step << " " << statements[chosen];
+            const varn::Rows row =
+                reader.Query("SELECT COALESCE(change_number(" + kind +
+                             "), 0) AS number, md5(COALESCE(" + content + ", '')) AS content");
+            const std::string shown = row.Field(0, "content");
+            const auto known = seen.emplace(kind + row.Field(0, "number"), shown).first;
+            ASSERT_EQ(known->second, shown) << step << " " << statements[chosen];
         }
     }
     for (std::size_t writer = 0; writer < 2; ++writer) {
