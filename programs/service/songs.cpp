@@ -88,6 +88,10 @@ Handle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
 // A page of more songs is read by the list's own statement.
 constexpr int kMostByIds = 1000;
 
+bool IsByTitle(const ListRequest &request) {
+    return request.sortBy.empty() || request.sortBy == SongSortKeys().front();
+}
+
 // A song's row as it stands in a kept list.
 std::string RecordOf(int row) {
     return {reinterpret_cast<const char *>(&row), sizeof row};
@@ -141,11 +145,13 @@ std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string
     if (request.sortBy == kRandom || request.limit <= 0 || request.limit > kMostByIds) {
         return nullptr;
     }
+    const bool isIndexed = condition.empty() && IsByTitle(request) &&
+                           int64_t{request.offset} + request.limit <= kFirstSongs;
     const ListKey key("songs", request, condition, order, false);
     const auto kept = KeptPart(key, request.offset, request.limit);
     auto page = kept ? ReadPart(request, *kept, writer) : nullptr;
     // While the library is scanned, each batch of songs makes an order worthless.
-    if (page || (kept && kept->isYoung)) {
+    if (page || isIndexed || (kept && kept->isYoung)) {
         return page;
     }
     return ReadPart(request,
@@ -161,18 +167,24 @@ std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &co
         return page;
     }
     const char *library = request.library.c_str();
+    const bool isVersioned = request.sortBy != kRandom && request.limit > 0;
+    const Version before = isVersioned ? ReadVersion(request.uid) : Version();
     // Two statements: a total within the page's own would read the whole library for every page.
     const int64_t total = AudioInfoDBGetCount(library, request.uid, VARN_TABLE_MUSIC, "*",
                                               condition.c_str(), nullptr, 0);
-    Handle rows(total < 0
-                    ? nullptr
-                    : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC,
-                                      TrackColumns(writer).c_str(), condition.c_str(), nullptr,
-                                      order.c_str(), request.offset, request.limit, 0));
+    const std::string columns =
+        TrackColumns(writer) + (before.songs ? ", " + VersionColumns(request.uid) : "");
+    Handle rows(total < 0 ? nullptr
+                          : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC, columns.c_str(),
+                                            condition.c_str(), nullptr, order.c_str(),
+                                            request.offset, request.limit, 0));
     if (!rows) {
         NoAnswer();
     }
-    return std::make_unique<SongPage>(std::move(rows), writer, request.offset, total);
+    const std::string shows = VersionOf(rows) == before ? before.Text() : "";
+    auto page = std::make_unique<SongPage>(std::move(rows), writer, request.offset, total);
+    page->SetShows(shows);
+    return page;
 }
 
 std::string IdCondition(const std::set<int> &ids) {

@@ -20,6 +20,7 @@ void WarmListsOf(uid_t uid, const std::string &name) {
     request.uid = uid;
     request.library = DefaultKind(uid);
     request.limit = 1;
+    request.offset = kFirstSongs;
     ListSongs(request, Tonvale::webapi::WebapiLibrary(uid, name, ""));
     for (const Group *const group : {&kAlbums, &kArtists, &kGenres, &kComposers}) {
         ListGroups(*group, request, std::nullopt);
