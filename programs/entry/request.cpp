@@ -16,14 +16,8 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr long long kMostBody = 1 << 20;
 constexpr std::size_t kMostValues = 1000;
 constexpr std::string_view kForm = "application/x-www-form-urlencoded";
-
-std::string Variable(const char *name) {
-    const char *value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
 
 // A media type without its parameters, in any case.
 bool IsForm(std::string_view type) {
@@ -63,6 +57,11 @@ std::optional<VARN::APIRequest> LoggedIn() {
 }
 
 }  // namespace
+
+std::string Variable(const char *name) {
+    const char *value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
 
 Request Request::Read() {
     const std::string method = Variable("REQUEST_METHOD");
