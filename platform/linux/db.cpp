@@ -1,4 +1,4 @@
-// The database client over libpq, the only file that calls it.
+// The database client over libpq, which only this file and kept_connections.cpp call.
 #include "varn/db.h"
 
 #include <syslog.h>
@@ -14,27 +14,22 @@
 #include <vector>
 
 #include "linux/error.h"
+#include "linux/kept_connections.h"
 #include "linux/libpq.h"
 #include "varn/base.h"
 
 namespace {
 
 using varn::Guarded;
+using varn::PgConnection;
+using varn::PgResult;
 using varn::Pq;
 using varn::SetError;
-
-struct ConnectionCloser {
-    void operator()(PGconn *conn) const noexcept { Pq().finish(conn); }
-};
-struct ResultCloser {
-    void operator()(PGresult *result) const noexcept { Pq().clear(result); }
-};
-using PgConnection = std::unique_ptr<PGconn, ConnectionCloser>;
-using PgResult = std::unique_ptr<PGresult, ResultCloser>;
 
 constexpr char kConnectSeconds[] = "10";
 constexpr char kSocketPort[] = "5432";
 constexpr std::size_t kCopyChunk = 1U << 20U;
+constexpr int kMostKept = 3;
 
 // Why the last VARNDBConnect failed.
 std::string &ConnectError() {
@@ -72,7 +67,9 @@ void ToSystemLog(void * /*unused*/, const char *message) {
 
 struct DBConnect_tag {
     PgConnection pg;
-    std::string error;
+    std::string error = {};
+    std::string key = {};
+    bool isChanged = false;  // the session may hold what a statement left
 
     // Keeps the words of the failure that just happened, with the result that tells of it.
     int Fail(const PGresult *result = nullptr, const char *file = __builtin_FILE(),
@@ -197,6 +194,7 @@ int AffectedRows(const PGresult *result) {
 }
 
 int Execute(DBConnect_tag &conn, const char *sql, VARNDB_RESULT **result) {
+    conn.isChanged = conn.isChanged || varn::MayChangeSession(sql);
     PgResult rows(Pq().exec(conn.pg.get(), sql));
     const ExecStatusType status = Pq().resultStatus(rows.get());
     if (status != PGRES_TUPLES_OK && status != PGRES_COMMAND_OK) {
@@ -262,7 +260,11 @@ DBConnect_tag *VARNDBConnect(const char *socketDir, const char *user, const char
             return nullptr;
         }
         auto conn = std::make_unique<DBConnect_tag>();
-        conn->pg = Connect(socketDir, user, password, database);
+        conn->key = varn::ConnectionKey(socketDir, user, password, database);
+        conn->pg = varn::TakeKeptConnection(conn->key);
+        if (!conn->pg || !PinStrings(conn->pg.get())) {
+            conn->pg = Connect(socketDir, user, password, database);
+        }
         if (Pq().status(conn->pg.get()) != CONNECTION_OK || !PinStrings(conn->pg.get())) {
             conn->Fail();
             ConnectError() = conn->error;
@@ -275,6 +277,19 @@ DBConnect_tag *VARNDBConnect(const char *socketDir, const char *user, const char
 
 void VARNDBClose(DBConnect_tag *conn) {
     const std::unique_ptr<DBConnect_tag> owned(conn);
+    if (owned) {
+        Guarded(0, [&] {
+            varn::KeepConnection(std::move(owned->pg), std::move(owned->key), owned->isChanged);
+            return 0;
+        });
+    }
+}
+
+void VARNDBKeepConnections(int most) {
+    Guarded(0, [&] {
+        varn::LimitKeptConnections(static_cast<std::size_t>(std::clamp(most, 0, kMostKept)));
+        return 0;
+    });
 }
 
 int VARNDBExecute(DBConnect_tag *conn, const char *sql, VARNDB_RESULT **result) {

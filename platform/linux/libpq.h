@@ -14,6 +14,8 @@ struct Libpq : LateLibrary {
     decltype(&::PQconnectdbParams) connectdbParams = Find("PQconnectdbParams");
     decltype(&::PQfinish) finish = Find("PQfinish");
     decltype(&::PQstatus) status = Find("PQstatus");
+    decltype(&::PQtransactionStatus) transactionStatus = Find("PQtransactionStatus");
+    decltype(&::PQsocket) socket = Find("PQsocket");
     decltype(&::PQparameterStatus) parameterStatus = Find("PQparameterStatus");
     decltype(&::PQerrorMessage) errorMessage = Find("PQerrorMessage");
     decltype(&::PQsetNoticeProcessor) setNoticeProcessor = Find("PQsetNoticeProcessor");

@@ -10,6 +10,7 @@
 #include <cstdlib>
 #include <exception>
 
+#include "list_version.h"
 #include "rights.h"
 #include "service/wording.h"
 #include "turn.h"
@@ -228,6 +229,12 @@ bool ListAction::Process() {
     std::unique_ptr<tonvale_service::Page> page;
     Json::Value first;
     Refusal refusal{Code::kFailed};
+    std::string header;
+    if (HasList(request_, header)) {
+        EndIfRoot();
+        WebMan(false).WriteHeader(header.c_str());
+        return std::fflush(stdout) == 0;
+    }
     // What fails does so before anything is written, or else breaks the answer off.
     const bool isThere = Try(
         [&] {
@@ -244,7 +251,7 @@ bool ListAction::Process() {
         return Refuse(*this, refusal, false);
     }
     EndIfRoot();  // other data is written after root's rights are gone for good
-    WebMan(false).WriteHeader(nullptr);
+    WebMan(false).WriteHeader(ListHeader(request_, page->Shows()).c_str());
     try {
         if (std::fputs("{\"data\":", stdout) < 0 ||
             !WritePage(*page, std::move(first), tonvale_service::Letters::kAscii, stdout)) {

@@ -11,6 +11,7 @@
 #include <string>
 
 #include "action.h"
+#include "varn/db.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 #include "worker.h"
@@ -22,6 +23,9 @@ using namespace tonvale_entry;
 // A statement of a request is cancelled after so many milliseconds, the wait for a locked table among
 // them. What the administrator says of other settings stays.
 constexpr char kStatementBound[] = "-c statement_timeout=15000";
+
+// As many as a request has at a time: most calls of the library take one for themselves.
+constexpr int kConnections = 2;
 
 void BoundStatements() {
     const char *const given = std::getenv("PGOPTIONS");
@@ -79,6 +83,7 @@ int main() {
     // A client that goes away is an output that takes no more, which ends the encoder as well.
     std::signal(SIGPIPE, SIG_IGN);
     BoundStatements();
+    VARNDBKeepConnections(kConnections);
     // Whatever needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         syslog(LOG_ERR, "Failed to switch to %s.", varn::kPackageAccount);

@@ -63,14 +63,14 @@ mode_t ProcessState::CurrentMask() {
     return mask;
 }
 
-std::vector<ProcessState::Action> ProcessState::CurrentActions() {
-    std::vector<Action> actions;
+std::vector<ProcessState::Handler> ProcessState::CurrentHandlers() {
+    std::vector<Handler> handlers;
     for (int signal = 1; signal < NSIG; ++signal) {
         struct sigaction action {};
         sigaction(signal, nullptr, &action);
-        actions.push_back({action.sa_handler, action.sa_flags});
+        handlers.push_back(action.sa_handler);
     }
-    return actions;
+    return handlers;
 }
 
 std::vector<bool> ProcessState::CurrentBlocked() {
@@ -122,7 +122,7 @@ const char *ProcessState::Changed() const {
     if (CurrentMask() != mask_) {
         return "the umask";
     }
-    if (CurrentActions() != actions_ || CurrentBlocked() != blocked_) {
+    if (CurrentHandlers() != handlers_ || CurrentBlocked() != blocked_) {
         return "signals";
     }
     if (waitpid(-1, nullptr, WNOHANG) >= 0 || errno != ECHILD) {

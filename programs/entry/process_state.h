@@ -35,17 +35,13 @@ class ProcessState {
         ino_t inode;
         bool operator==(const File &) const = default;
     };
-    struct Action {
-        void (*handler)(int);
-        int flags;
-        bool operator==(const Action &) const = default;
-    };
+    using Handler = void (*)(int);
 
     static Ids CurrentIds();
     static std::vector<File> CurrentFiles();
     static File CurrentFolder();
     static mode_t CurrentMask();
-    static std::vector<Action> CurrentActions();
+    static std::vector<Handler> CurrentHandlers();
     static std::vector<bool> CurrentBlocked();
     bool AreFilesKept() const;
 
@@ -53,7 +49,7 @@ class ProcessState {
     std::vector<File> files_ = CurrentFiles();
     File folder_ = CurrentFolder();
     mode_t mask_ = CurrentMask();
-    std::vector<Action> actions_ = CurrentActions();
+    std::vector<Handler> handlers_ = CurrentHandlers();
     std::vector<bool> blocked_ = CurrentBlocked();
 };
 

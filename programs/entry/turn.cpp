@@ -27,16 +27,17 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using tonvale_service::Slot;
 
+// Outside of workers.
 struct Bounds {
     const char *kind;
     unsigned present;    // at work and in line, of an account or a visitor's network
     unsigned ofNetwork;  // at work, of the turns of all visitors
     unsigned ofAccount;  // at work
-    unsigned ofAll;      // at work, outside of workers
+    unsigned ofAll;
     std::chrono::seconds patience;
 };
 
-// A worker waits for a turn no longer than a short request takes.
+// A request that gets no turn in a worker within this time is not one of many short ones.
 constexpr auto kPatienceOfWorker = 20ms;
 
 unsigned Processors() {
@@ -55,12 +56,10 @@ unsigned Encoders() {
 
 Bounds BoundsOf(Work work) {
     switch (work) {
-        case Work::kShort: {
-            // There are two workers for each processor. The database has 40 connections, of which a
-            // request takes three at most.
-            constexpr unsigned kAll = 8;
-            return {"request-", 128, 2, std::min(2 * Processors() - 1, kAll), kAll, 30s};
-        }
+        case Work::kShort:
+            // The database has 40 connections, of which a request takes three at most, in a worker
+            // or not.
+            return {"request-", 128, 2, 3, 8, 30s};
         case Work::kElsewhere:
             return {"elsewhere-", 32, 2, 8, 32, 10s};
         case Work::kFile:
@@ -98,18 +97,6 @@ struct Turns {
     unsigned number;
 };
 
-std::vector<Slot> TakenInWorker(const std::vector<Turns> &needed) {
-    std::vector<Slot> taken;
-    for (const auto &[kind, number] : needed) {
-        taken.emplace_back(kind, number, kPatienceOfWorker, Slot::Line::kIfEmpty);
-        if (!taken.back()) {
-            taken.clear();
-            LeaveWorker();
-        }
-    }
-    return taken;
-}
-
 // In this order: a request that waits for a turn of many holds one of its own.
 std::vector<Slot> Taken(const std::vector<Turns> &needed, milliseconds patience) {
     const auto end = steady_clock::now() + patience;
@@ -124,29 +111,42 @@ std::vector<Slot> Taken(const std::vector<Turns> &needed, milliseconds patience)
     return taken;
 }
 
+// All workers but one for an account, and two for a visitor's network.
+void TakeTurnOfWorker(const std::string &network, const std::string &account) {
+    const std::string kind = "worker-";
+    const unsigned ofAccount = 2 * Processors() - 1;
+    std::vector<Turns> needed = {{kind + account, ofAccount}};
+    if (network != account) {
+        needed.insert(needed.begin(), {kind + network, std::min(2U, ofAccount)});
+    }
+    try {
+        held = Taken(needed, kPatienceOfWorker);
+    } catch (const Refusal &) {
+        LeaveWorker();
+    }
+}
+
 }  // namespace
 
 void TakeTurn(const Request &request, Work work) {
     GiveTurnBack();
-    if (work != Work::kShort) {
-        LeaveWorker();
+    const std::string account =
+        (request.IsLoggedIn() ? std::to_string(request.User().GetLoginUID()) : "public") + "-";
+    const std::string own = request.IsLoggedIn() ? account : account + VisitorsNetwork() + "-";
+    if (IsWorker()) {
+        if (work != Work::kShort) {
+            LeaveWorker();
+        }
+        TakeTurnOfWorker(own, account);
+        return;
     }
     const Bounds bounds = BoundsOf(work);
     const std::string all = bounds.kind;
-    const std::string account =
-        all + (request.IsLoggedIn() ? std::to_string(request.User().GetLoginUID()) : "public") +
-        "-";
-    const std::string own = request.IsLoggedIn() ? account : account + VisitorsNetwork() + "-";
-    std::vector<Turns> needed = {{account, bounds.ofAccount}};
+    held = Taken({{all + own + "present-", bounds.present}}, {});
+    std::vector<Turns> needed = {{all + account, bounds.ofAccount}, {all, bounds.ofAll}};
     if (own != account) {
-        needed.insert(needed.begin(), {own, bounds.ofNetwork});
+        needed.insert(needed.begin(), {all + own, bounds.ofNetwork});
     }
-    if (IsWorker()) {
-        held = TakenInWorker(needed);
-        return;
-    }
-    held = Taken({{own + "present-", bounds.present}}, {});
-    needed.push_back({all, bounds.ofAll});
     for (Slot &slot : Taken(needed, bounds.patience)) {
         held.push_back(std::move(slot));
     }

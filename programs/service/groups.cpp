@@ -1,5 +1,8 @@
 #include "groups.h"
 
+#include <cstring>
+#include <utility>
+
 #include "failure.h"
 #include "varn/number.h"
 #include "varn/sql.h"
@@ -78,6 +81,25 @@ std::string Order(const Group &group, const ListRequest &request) {
            (chosen.name == name.name ? "" : ", " + Expression(name)) + ", " + group.ties;
 }
 
+// All groups, as they are kept.
+std::vector<std::string> Records(const Group &group, const ListRequest &request,
+                                 const std::string &condition, const std::string &order) {
+    const Handle rows = group.open(request, condition, order, 0, -1);
+    if (!rows) {
+        NoAnswer();
+    }
+    std::vector<std::string> records;
+    records.reserve(static_cast<std::size_t>(rows->rowCount));
+    for (int row = 0; row < rows->rowCount; ++row) {
+        std::string &record = records.emplace_back();
+        for (const char *column : {group.column, kStar, "album_artist", "year", "create_date"}) {
+            record += FieldOf(rows, row, column);
+            record += '\0';
+        }
+    }
+    return records;
+}
+
 }  // namespace
 
 const Group kAlbums{
@@ -118,26 +140,31 @@ const Group kComposers{
     OpenValues<kComposer>,
     [](const std::string &name) { return varn::Sql("composer ILIKE '%%@VARN:LVAR%%'", name); }};
 
-GroupPage::GroupPage(const Group &group, Handle rows, int offset, int64_t total)
-    : Page(group.list, offset, total), group_(group), rows_(std::move(rows)) {}
+GroupPage::GroupPage(const Group &group, ListPart part, int offset)
+    : Page(group.list, offset, part.total), group_(group), records_(std::move(part.records)) {
+    SetShows(part.version.Text());
+}
 
 Json::Value GroupPage::Next() {
     Json::Value groups(Json::arrayValue);
-    for (int count = 0; count < kGroupsAtATime && row_ < rows_->rowCount; ++count) {
-        groups.append(ObjectOf(row_++));
+    for (int count = 0; count < kGroupsAtATime && next_ < records_.size(); ++count) {
+        groups.append(ObjectOf(records_[next_++]));
     }
     return groups;
 }
 
-Json::Value GroupPage::ObjectOf(int row) const {
+Json::Value GroupPage::ObjectOf(const std::string &record) const {
+    const char *field = record.c_str();
+    const auto next = [&] { return std::exchange(field, field + std::strlen(field) + 1); };
     Json::Value json(Json::objectValue);
-    const std::string name = FieldOf(rows_, row, group_.column);
+    const std::string name = next();
+    const std::string star = next();
     json["name"] = name;
-    json["star"] = name.empty() ? 0.0 : varn::LeadingNumber<double>(FieldOf(rows_, row, kStar));
+    json["star"] = name.empty() ? 0.0 : varn::LeadingNumber<double>(star);
     if (group_.isAlbum) {
-        json["album_artist"] = FieldOf(rows_, row, "album_artist");
-        json["year"] = Json::Int64{NumberOf(rows_, row, "year")};
-        json["date"] = FieldOf(rows_, row, "create_date");
+        json["album_artist"] = next();
+        json["year"] = Json::Int64{varn::LeadingNumber<int64_t>(next())};
+        json["date"] = next();
     }
     return json;
 }
@@ -146,20 +173,15 @@ std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &req
                                       const std::optional<std::string> &name) {
     const std::string condition = GroupCondition(group, request, name);
     const std::string order = Order(group, request);
-    const auto open = [&](int offset, int limit) {
-        Handle rows = group.open(request, condition, order, offset, limit);
-        if (!rows) {
-            NoAnswer();
-        }
-        return rows;
-    };
-    Handle rows = open(request.offset, request.limit);
-    // Every row tells how many there are; a page behind the last one has none that could.
-    const bool isBehind = rows->rowCount == 0 && request.offset > 0;
-    const Handle first = isBehind ? open(0, 1) : nullptr;
-    const Handle &told = isBehind ? first : rows;
-    const int64_t total = VARNPageTotalRowCount(told.get());
-    return std::make_unique<GroupPage>(group, std::move(rows), request.offset, total);
+    // Who has rated nothing sees the same stars as the others who have not.
+    const Version now = ReadVersion(request.uid);
+    const ListKey key(group.list, request, condition, order, now.stars != 0);
+    auto part = KeptPart(key, request.offset, request.limit);
+    if (!part || part->version != now) {
+        part = ComputePart(key, request.offset, request.limit,
+                           [&] { return Records(group, request, condition, order); });
+    }
+    return std::make_unique<GroupPage>(group, *std::move(part), request.offset);
 }
 
 }  // namespace tonvale_service

@@ -4,7 +4,9 @@
 #include <memory>
 #include <span>
 #include <string>
+#include <vector>
 
+#include "kept_list.h"
 #include "list.h"
 #include "page.h"
 
@@ -33,16 +35,16 @@ extern const Group kComposers;
 // tracks without the tag has no name and no stars: the tracks have nothing in common to rate.
 class GroupPage : public Page {
   public:
-    GroupPage(const Group &group, Handle rows, int offset, int64_t total);
+    GroupPage(const Group &group, ListPart part, int offset);
 
     Json::Value Next() override;
 
   private:
-    Json::Value ObjectOf(int row) const;
+    Json::Value ObjectOf(const std::string &record) const;
 
     const Group &group_;
-    Handle rows_;
-    int row_ = 0;
+    std::vector<std::string> records_;  // the fields of a group, each ended by a null byte
+    std::size_t next_ = 0;
 };
 
 // A page of the groups of the tracks that a request asks for, with `name` of those with this text

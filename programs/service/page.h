@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <memory>
 #include <string>
+#include <utility>
 
 namespace tonvale_service {
 
@@ -23,6 +24,11 @@ class Page {
     // A few more of the list's objects, as an array; none at the end.
     virtual Json::Value Next() = 0;
 
+    // What the page shows of the library (Version::Text); "" when that is not known. An equal one shows
+    // the same for an equal request and equal settings.
+    const std::string &Shows() const { return shows_; }
+    void SetShows(std::string version) { shows_ = std::move(version); }
+
     const std::string &ListName() const { return list_; }
     Json::Value &Head() { return head_; }
     int Offset() const { return head_["offset"].asInt(); }
@@ -30,6 +36,7 @@ class Page {
 
   private:
     std::string list_;
+    std::string shows_;
     Json::Value head_{Json::objectValue};
 };
 

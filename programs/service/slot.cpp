@@ -85,7 +85,7 @@ void Slot::Take(const std::string &prefix, unsigned turns) {
     }
 }
 
-Slot::Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds patience, Line join) {
+Slot::Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds patience) {
     const std::string prefix = SystemPath(varn::path::kEncoderSlots) + "/" + kind;
     const auto end = steady_clock::now() + patience;
     if (patience.count() <= 0) {
@@ -94,7 +94,7 @@ Slot::Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds pa
     }
     // The first of the line takes the next turn that is given back.
     const varn::UniqueFd line = Open(prefix + "line");
-    if (!line || !LockUntil(line.Get(), join == Line::kJoin ? end : steady_clock::now())) {
+    if (!line || !LockUntil(line.Get(), end)) {
         return;
     }
     for (Take(prefix, turns); !file_ && !isUnknown_ && steady_clock::now() < end;

@@ -12,14 +12,9 @@ namespace tonvale_service {
 // file, which the kernel gives back whatever becomes of its holder.
 class Slot {
   public:
-    enum class Line {
-        kJoin,     // waits after those that wait already
-        kIfEmpty,  // waits only where nobody does
-    };
-    // `kind` begins the names of the files. With patience it waits in a line for a turn, for so long
+    // `kind` begins the names of the files. Who has patience waits in a line for a turn, for so long
     // at most. What went wrong is logged.
-    Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds patience = {},
-         Line join = Line::kJoin);
+    Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds patience = {});
 
     // False when every turn is taken, or when that cannot be told.
     explicit operator bool() const { return static_cast<bool>(file_); }

@@ -7,10 +7,12 @@
 #include <charconv>
 #include <chrono>
 #include <cstdint>
+#include <cstring>
 #include <map>
 #include <utility>
 
 #include "failure.h"
+#include "kept_list.h"
 #include "kinds.h"
 #include "music_places.h"
 #include "tonvale/playlists.h"
@@ -73,22 +75,116 @@ std::string Order(const ListRequest &request, const std::string &condition,
     return writer.GetSortOrderString(key, Direction(request));
 }
 
-std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &condition,
-                               const WebapiLibrary &writer) {
-    const std::string order = Order(request, condition, writer);
-    const char *library = request.library.c_str();
-    // Two statements: a total within the page's own would read the whole library for every page.
-    const int64_t total = AudioInfoDBGetCount(library, request.uid, VARN_TABLE_MUSIC, "*",
-                                              condition.c_str(), nullptr, 0);
-    Handle rows(total < 0
-                    ? nullptr
-                    : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC,
-                                      TrackColumns(writer).c_str(), condition.c_str(), nullptr,
-                                      order.c_str(), request.offset, request.limit, 0));
+Handle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
+                const std::string &condition, const char *order = nullptr) {
+    Handle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, columns.c_str(),
+                                condition.c_str(), nullptr, order, 0, -1, 0));
     if (!rows) {
         NoAnswer();
     }
-    return std::make_unique<SongPage>(std::move(rows), writer, request.offset, total);
+    return rows;
+}
+
+// A page of more songs is read by the list's own statement.
+constexpr int kMostByIds = 1000;
+
+bool IsByTitle(const ListRequest &request) {
+    return request.sortBy.empty() || request.sortBy == SongSortKeys().front();
+}
+
+// A song's row as it stands in a kept list.
+std::string RecordOf(int row) {
+    return {reinterpret_cast<const char *>(&row), sizeof row};
+}
+
+std::vector<int> RowsOf(const std::vector<std::string> &records) {
+    std::vector<int> rows;
+    for (const std::string &record : records) {
+        std::memcpy(&rows.emplace_back(), record.data(), std::min(record.size(), sizeof(int)));
+    }
+    return rows;
+}
+
+std::vector<std::string> SongOrder(const ListRequest &request, const std::string &condition,
+                                   const std::string &order) {
+    const Handle rows = OpenRows(request.library, request.uid, "id", condition, order.c_str());
+    std::vector<std::string> records;
+    records.reserve(static_cast<std::size_t>(rows->rowCount));
+    for (int row = 0; row < rows->rowCount; ++row) {
+        records.push_back(RecordOf(static_cast<int>(NumberOf(rows, row, "id"))));
+    }
+    return records;
+}
+
+// The songs of a part of a list, in its order; null when the library shows others by now.
+std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &part,
+                                   const WebapiLibrary &writer) {
+    const std::vector<int> ids = RowsOf(part.records);
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ",") + std::to_string(id);
+    }
+    const std::string condition = ids.empty() ? "false" : "id IN (" + list + ")";
+    const std::string order = "array_position('{" + list + "}'::integer[], id)";
+    Handle rows = OpenRows(request.library, request.uid,
+                           TrackColumns(writer) + ", " + VersionColumns(request.uid), condition,
+                           order.c_str());
+    const Version seen = ids.empty() ? ReadVersion(request.uid) : VersionOf(rows);
+    if (!seen.songs || seen.songs != part.version.songs ||
+        rows->rowCount != static_cast<int>(ids.size())) {
+        return nullptr;
+    }
+    auto page = std::make_unique<SongPage>(std::move(rows), writer, request.offset, part.total);
+    page->SetShows(seen.Text());
+    return page;
+}
+
+// A page by the order that is kept, which stars have no part in. Null when it cannot be had so.
+std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string &condition,
+                                   const std::string &order, const WebapiLibrary &writer) {
+    if (request.sortBy == kRandom || request.limit <= 0 || request.limit > kMostByIds) {
+        return nullptr;
+    }
+    const bool isIndexed = condition.empty() && IsByTitle(request) &&
+                           int64_t{request.offset} + request.limit <= kFirstSongs;
+    const ListKey key("songs", request, condition, order, false);
+    const auto kept = KeptPart(key, request.offset, request.limit);
+    auto page = kept ? ReadPart(request, *kept, writer) : nullptr;
+    // While the library is scanned, each batch of songs makes an order worthless.
+    if (page || isIndexed || (kept && kept->isYoung)) {
+        return page;
+    }
+    return ReadPart(request,
+                    ComputePart(key, request.offset, request.limit,
+                                [&] { return SongOrder(request, condition, order); }),
+                    writer);
+}
+
+std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &condition,
+                               const WebapiLibrary &writer) {
+    const std::string order = Order(request, condition, writer);
+    if (auto page = OpenKept(request, condition, order, writer)) {
+        return page;
+    }
+    const char *library = request.library.c_str();
+    const bool isVersioned = request.sortBy != kRandom && request.limit > 0;
+    const Version before = isVersioned ? ReadVersion(request.uid) : Version();
+    // Two statements: a total within the page's own would read the whole library for every page.
+    const int64_t total = AudioInfoDBGetCount(library, request.uid, VARN_TABLE_MUSIC, "*",
+                                              condition.c_str(), nullptr, 0);
+    const std::string columns =
+        TrackColumns(writer) + (before.songs ? ", " + VersionColumns(request.uid) : "");
+    Handle rows(total < 0 ? nullptr
+                          : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC, columns.c_str(),
+                                            condition.c_str(), nullptr, order.c_str(),
+                                            request.offset, request.limit, 0));
+    if (!rows) {
+        NoAnswer();
+    }
+    const std::string shows = VersionOf(rows) == before ? before.Text() : "";
+    auto page = std::make_unique<SongPage>(std::move(rows), writer, request.offset, total);
+    page->SetShows(shows);
+    return page;
 }
 
 std::string IdCondition(const std::set<int> &ids) {
@@ -114,16 +210,6 @@ std::map<bool, std::set<int>> ByKind(const std::vector<std::string> &ids) {
 
 std::string WholeKind(bool isVirtual, uid_t uid) {
     return ChosenKind(isVirtual ? "virtual" : "actual", uid);
-}
-
-Handle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
-                const std::string &condition) {
-    Handle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, columns.c_str(),
-                                condition.c_str(), nullptr, nullptr, 0, -1, 0));
-    if (!rows) {
-        NoAnswer();
-    }
-    return rows;
 }
 
 using Clock = std::chrono::steady_clock;

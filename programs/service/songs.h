@@ -18,6 +18,10 @@ namespace tonvale_service {
 // What songs may be sorted by; the first one is by title.
 const std::vector<std::string> &SongSortKeys();
 
+// So many songs of the whole library by title come from an index, sooner than their order. A page
+// that ends behind them has the order computed and kept.
+inline constexpr int kFirstSongs = 500;
+
 // In place of a key: a sample of the whole library, drawn anew each time. It takes no filter and no
 // offset, and a limit.
 inline constexpr char kRandom[] = "random";

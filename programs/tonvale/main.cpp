@@ -15,11 +15,15 @@
 #include "database.h"
 #include "display.h"
 #include "service/failure.h"
+#include "varn/db.h"
 #include "wording.h"
 
 namespace {
 
 using namespace tonvale_cli;
+
+// As many as a verb has at a time: most calls of the library take one for themselves.
+constexpr int kConnections = 2;
 
 // Must come before anything asks for a system path. The root is named by its true path whatever the
 // caller called it, because it goes into the accounts, links and settings below it.
@@ -110,6 +114,7 @@ int Run(int argc, char **argv) {
     if (root ? !SetRoot(*root) : needsSystem && !HasInstalledSystem()) {
         return kUsage;
     }
+    VARNDBKeepConnections(kConnections);
     return FlushOutput(action());
 }
 

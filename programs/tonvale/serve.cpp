@@ -8,6 +8,7 @@
 
 #include "command.h"
 #include "database.h"
+#include "list_warmer.h"
 #include "varn/descriptor.h"
 #include "varn/systempath.h"
 #include "web_server.h"
@@ -146,7 +147,11 @@ int Serve(const WebOptions &options) {
     std::printf("Serving at http://%s/webapi/entry.cgi\nThe first login, NAME:PASSWORD, is in %s\n",
                 WebAddress(options).c_str(), SystemPath(varn::path::kInitialLogin).c_str());
     std::fflush(stdout);
-    if (server.WaitForEnd([&] { database.Keep(); })) {
+    ListWarmer lists;
+    if (server.WaitForEnd([&] {
+            database.Keep();
+            lists.Look();
+        })) {
         return kDone;
     }
     Complain("the web server ended; error.log and gate.log in " +

@@ -1,10 +1,20 @@
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <array>
+#include <cstdlib>
 #include <cstring>
+#include <iterator>
+#include <map>
+#include <random>
+#include <string>
+#include <utility>
 #include <vector>
 
 #include "support/fixture.h"
 #include "varn/base.h"
+#include "varn/database.h"
 #include "varn/db.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
@@ -129,6 +139,145 @@ TEST_F(Database, CopiesRowsInOrNone) {
         many += std::to_string(n) + "\tsome text\n";
     }
     EXPECT_EQ(VARNDBCopyIn(conn_, "COPY t FROM STDIN", many.data(), many.size()), 300000);
+}
+
+// A closed connection is taken again as if it were new, and only by its own kind.
+class KeptConnections : public Database {
+  protected:
+    void SetUp() override {
+        Database::SetUp();
+        VARNDBKeepConnections(2);
+    }
+    void TearDown() override {
+        VARNDBKeepConnections(0);
+        Database::TearDown();
+    }
+    void Reconnect(const char *database = "mediaserver") {
+        VARNDBClose(conn_);
+        conn_ =
+            VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr, database);
+        ASSERT_NE(conn_, nullptr) << VARNDBErrorGet(nullptr);
+    }
+    std::string One(const char *sql) {
+        return Execute(sql) == 1 ? VARNDBFetchFieldAt(result_, 0, 0) : "failed";
+    }
+    std::string Backend() { return One("SELECT pg_backend_pid()"); }
+};
+
+TEST_F(KeptConnections, LeaveNothingBehind) {
+    const std::string first = Backend();
+    const char *const changes[] = {
+        "SET search_path = pg_catalog",
+        "CREATE TEMP TABLE t (a int)",
+        "LISTEN something",
+        "SELECT pg_advisory_lock(7)",
+        "PREPARE p AS SELECT 1",
+        "SELECT set_config('standard_conforming_strings', 'off', false)"};
+    for (const char *change : changes) {
+        ASSERT_GE(Execute(change), 0);
+        Reconnect();
+        EXPECT_EQ(Backend(), first) << change;
+        EXPECT_EQ(One("SELECT concat(current_setting('search_path'), to_regclass('t'), (SELECT "
+                      "count(*) FROM pg_locks WHERE locktype = 'advisory'), (SELECT count(*) FROM "
+                      "pg_prepared_statements), (SELECT count(*) FROM pg_listening_channels()), "
+                      "current_setting('standard_conforming_strings'))"),
+                  "\"$user\", public000on")
+            << change;
+    }
+    Execute("BEGIN");
+    Reconnect();
+    EXPECT_NE(Backend(), first) << "one in a transaction is closed";
+}
+
+TEST_F(KeptConnections, AreTakenByTheirKindWhileTheyLive) {
+    const std::string first = Backend();
+    setenv("PGOPTIONS", "-c statement_timeout=7s", 1);
+    Reconnect();
+    EXPECT_NE(Backend(), first) << "other settings";
+    unsetenv("PGOPTIONS");
+    Reconnect("postgres");
+    EXPECT_NE(Backend(), first) << "another database";
+    Reconnect();
+    EXPECT_EQ(Value("SELECT count(*) FROM pg_stat_activity WHERE pid = " + first), "0")
+        << "of three the oldest is closed";
+
+    const std::string last = Backend();
+    DBConnect_tag *const other = std::exchange(conn_, nullptr);
+    Reconnect();
+    VARNDBClose(other);
+    ASSERT_EQ(Execute(("SELECT pg_terminate_backend(" + last + ", 5000)").c_str()), 1);
+    const std::string survivor = Backend();
+    DBConnect_tag *const held = std::exchange(conn_, nullptr);
+    Reconnect();
+    EXPECT_EQ(Execute("SELECT 1"), 1) << "instead of the one that the server has ended";
+    VARNDBClose(held);
+
+    const pid_t child = fork();
+    if (child == 0) {
+        conn_ = nullptr;
+        Reconnect();
+        const bool isOwn = Backend() != survivor;
+        VARNDBClose(conn_);
+        VARNDBKeepConnections(0);
+        _exit(isOwn ? 0 : 1);
+    }
+    int status = -1;
+    waitpid(child, &status, 0);
+    EXPECT_EQ(status, 0) << "a child has connections of its own";
+    Reconnect();
+    EXPECT_EQ(Execute("SELECT 1"), 1) << "and its parent's go on";
+}
+
+// Two writers change songs and ratings in turn, in transactions of which some are taken back. All
+// that a reader sees of one number is the same, however its rows were put together meanwhile.
+TEST_F(Database, ANumberTellsWhatIsSeen) {
+    varn::Database writers[] = {varn::Database(varn::ConnectLibrary()),
+                                varn::Database(varn::ConnectLibrary())};
+    bool isOpen[] = {false, false};
+    std::mt19937 random(20);
+    varn::Database reader{varn::ConnectLibrary()};
+    std::map<std::string, std::string> seen;
+    for (int step = 0; step < 1000; ++step) {
+        const std::size_t writer = random() % 2;
+        const std::string id = std::to_string(random() % 20 * 2 + writer);  // none waits for a row
+        const std::string statements[] = {
+            isOpen[writer] ? random() % 3 == 0 ? "ROLLBACK" : "COMMIT" : "BEGIN",
+            "INSERT INTO track (id, path) VALUES (" + id + ", 'p') ON CONFLICT DO NOTHING",
+            "UPDATE track SET year = year + 1 WHERE id = " + id,
+            "DELETE FROM track WHERE id = " + id,
+            "INSERT INTO rating_track VALUES (" + std::to_string(random() % 2 + kAlice) + ", " +
+                id +
+                ", 1) ON CONFLICT (track, userid) DO UPDATE SET star = rating_track.star % 5 + 1",
+        };
+        const std::size_t chosen = random() % std::size(statements);
+        writers[writer].Query(statements[chosen]);
+        isOpen[writer] = chosen == 0 ? !isOpen[writer] : isOpen[writer];
+        for (const auto &[kind, content] :
+             {std::pair<std::string, std::string>(
+                  "'song', 0", "(SELECT string_agg(t::text, ',' ORDER BY id) FROM track t)"),
+              {"'rating', 1030",
+               "(SELECT string_agg(r::text, ',' ORDER BY track) FROM rating_track r WHERE userid = "
+               "1030)"}}) {
+            const varn::Rows row =
+                reader.Query("SELECT COALESCE(change_number(" + kind +
+                             "), 0) AS number, md5(COALESCE(" + content + ", '')) AS content");
+            const std::string shown = row.Field(0, "content");
+            const auto known = seen.emplace(kind + row.Field(0, "number"), shown).first;
+            ASSERT_EQ(known->second, shown) << step << " " << statements[chosen];
+        }
+    }
+    for (std::size_t writer = 0; writer < 2; ++writer) {
+        writers[writer].Query(isOpen[writer] ? "COMMIT" : "SELECT 1");
+    }
+    EXPECT_LT(std::stoi(Value("SELECT count(*) FROM change")), 400) << "rows are put together";
+
+    const std::string before = Value("SELECT change_number('song', 0)");
+    Query(
+        "UPDATE track SET year = 1 WHERE id = 77; DELETE FROM album_track WHERE track = 77; INSERT "
+        "INTO playlist (path) SELECT 'p' WHERE false");
+    EXPECT_EQ(Value("SELECT change_number('song', 0)"), before) << "nothing was changed";
+    Query("TRUNCATE change");
+    EXPECT_EQ(Value("SELECT change_number('song', 0) IS NULL"), "t") << "a number that is lost";
 }
 
 TEST(Placeholders, EachKind) {

@@ -108,6 +108,9 @@ inline constexpr std::string_view kSpoolDir = "/var/spool/Tonvale";
 inline constexpr std::string_view kNotifySpool = "/var/spool/Tonvale/notify";
 inline constexpr std::string_view kNotifySocket = "/var/run/Tonvale/varnindex.sock";
 
+// Lists as the programs have computed them (service/kept_list.h). Whatever is in it may go.
+inline constexpr std::string_view kKeptLists = "/var/run/Tonvale/lists";
+
 // The library database.
 inline constexpr std::string_view kDatabaseSocketDir = "/var/run/Tonvale";
 inline constexpr std::string_view kDatabaseSocket = "/var/run/Tonvale/.s.PGSQL.5432";

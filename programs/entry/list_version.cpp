@@ -1,0 +1,79 @@
+#include "list_version.h"
+
+#include <sys/stat.h>
+
+#include <array>
+#include <cstdio>
+#include <cstdlib>
+#include <functional>
+#include <string_view>
+
+#include "service/kept_list.h"
+#include "service/validators.h"
+#include "varn/systempath.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+constexpr char kType[] = "Content-Type: application/json; charset=utf-8\r\n";
+// Each use of a kept answer asks whether it still holds.
+constexpr char kCache[] = "Cache-Control: private, no-cache\r\n";
+
+std::string Variable(const char *name) {
+    const char *const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+// Files that decide what a list shows beside the library: preferences, names of shares, code page.
+// One that is replaced is another one.
+std::string Settings() {
+    constexpr std::array kFiles = {varn::path::kUsersFile,    varn::path::kPackageConf,
+                                   varn::path::kShares,       varn::path::kSystemInfo,
+                                   varn::path::kIndexFolders, varn::path::kPackageDefaultConf,
+                                   varn::path::kPasswd,       varn::path::kHomes};
+    std::string all;
+    const auto add = [&](const std::string &path) {
+        struct stat info {};
+        all += stat(path.c_str(), &info) == 0 ? tonvale_service::ValidatorsOf(info).etag : "-";
+    };
+    for (const std::string_view file : kFiles) {
+        add(SystemPath(file));
+    }
+    add("/proc/self/exe");
+    return all;
+}
+
+// "" where nothing can be told. Everything that makes an answer another one is in it.
+std::string EtagOf(const Request &request, const std::string &shows) {
+    const std::string method = Variable("REQUEST_METHOD");
+    if (shows.empty() || (method != "GET" && method != "HEAD")) {
+        return "";
+    }
+    const std::string all = shows + '\n' + std::to_string(request.User().GetLoginUID()) + '\n' +
+                            request.User().GetLoginUserName() + '\n' + Settings() + '\n' +
+                            Variable("QUERY_STRING");
+    std::array<char, 64> etag = {};
+    std::snprintf(etag.data(), etag.size(), "\"%016zx\"", std::hash<std::string>()(all));
+    return etag.data();
+}
+
+}  // namespace
+
+std::string ListHeader(const Request &request, const std::string &shows) {
+    const std::string etag = EtagOf(request, shows);
+    return etag.empty() ? kType : kType + ("ETag: " + etag) + "\r\n" + kCache;
+}
+
+bool HasList(const Request &request, std::string &header) {
+    const std::string known = Variable("HTTP_IF_NONE_MATCH");
+    if (known.empty()) {
+        return false;
+    }
+    const uid_t uid = request.User().GetLoginUID();
+    const std::string etag = EtagOf(request, tonvale_service::ReadVersion(uid).Text());
+    header = "Status: 304 Not Modified\r\nETag: " + etag + "\r\n" + kCache;
+    return !etag.empty() && tonvale_service::IsUnchanged({etag, ""}, known, "");
+}
+
+}  // namespace tonvale_entry

@@ -1,0 +1,63 @@
+// Lists that are computed once for each change of the library.
+//
+// The order of a list is kept in a file below the root, for all processes of the package, with the
+// version of the library that it was computed from. Pages and totals are cut from it. The file takes
+// its name when it is whole and is never changed; it is worthless once the library has changed. Where
+// no file can be written, each list is computed anew.
+#pragma once
+
+#include <sys/types.h>
+
+#include <cstdint>
+#include <functional>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "list.h"
+
+namespace tonvale_service {
+
+// What a user sees of the library: two equal ones show the same songs and folders, and the user's
+// same stars. Without `songs` nothing is known.
+struct Version {
+    std::optional<std::int64_t> songs = {};
+    std::int64_t stars = 0;
+
+    bool operator==(const Version &) const = default;
+    std::string Text() const;  // "" when nothing is known
+};
+
+// Columns that tell the version that a statement sees, and what they tell.
+std::string VersionColumns(uid_t uid);
+Version VersionOf(const Handle &rows);
+
+// The version that a user sees now; nothing is known when the database does not answer.
+Version ReadVersion(uid_t uid);
+
+// Which list: everything that decides its order but the library. `isOfUser`: another user's is
+// another one, even of the shared library.
+struct ListKey {
+    ListKey(const char *list, const ListRequest &request, const std::string &condition,
+            const std::string &order, bool isOfUser);
+
+    std::string text;
+    uid_t uid;
+};
+
+// A part of a list: its records, and how long the whole list is.
+struct ListPart {
+    std::vector<std::string> records = {};
+    std::int64_t total = 0;
+    Version version = {};  // of the library that it was computed from
+    bool isYoung = false;  // it was computed a moment ago
+};
+
+// A part as it is kept, of whatever version; nothing when the list is not kept. Limit 0 means all.
+std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit);
+
+// Computes a list and keeps it; the version is unknown when the library changed meanwhile.
+using Compute = std::function<std::vector<std::string>()>;
+ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &compute);
+
+}  // namespace tonvale_service

@@ -1,0 +1,46 @@
+#include "warm_lists.h"
+
+#include <syslog.h>
+
+#include <exception>
+
+#include "failure.h"
+#include "groups.h"
+#include "kinds.h"
+#include "settings.h"
+#include "songs.h"
+#include "tonvale/webapi.h"
+
+namespace tonvale_service {
+
+namespace {
+
+void WarmListsOf(uid_t uid, const std::string &name) {
+    ListRequest request;
+    request.uid = uid;
+    request.library = DefaultKind(uid);
+    request.limit = 1;
+    request.offset = kFirstSongs;
+    ListSongs(request, Tonvale::webapi::WebapiLibrary(uid, name, ""));
+    for (const Group *const group : {&kAlbums, &kArtists, &kGenres, &kComposers}) {
+        ListGroups(*group, request, std::nullopt);
+    }
+}
+
+}  // namespace
+
+void WarmLists() {
+    try {
+        for (const Json::Value &user : UserList()) {
+            if (const std::string name = user["name"].asString(); !name.empty()) {
+                WarmListsOf(user["uid"].asUInt(), name);
+            }
+        }
+    } catch (const Failure &) {
+        syslog(LOG_ERR, "The lists could not be computed ahead");
+    } catch (const std::exception &error) {
+        syslog(LOG_ERR, "The lists could not be computed ahead: %s", error.what());
+    }
+}
+
+}  // namespace tonvale_service
