@@ -308,12 +308,12 @@ Outcome LinkConverter(const std::string &programDir) {
         isOurs);
 }
 
-// The socket that lighttpd makes beside its configuration gets the folder's group: that of nginx.
-Outcome GiveSocketToGate() {
+// The workers' socket, beside the web server's configuration, gets the folder's group: that of nginx.
+Outcome GiveSocketToWebServer() {
     const std::string folder = fs::path(SystemPath(path::kWebSocket)).parent_path();
-    const group *const gate = geteuid() == 0 ? getgrnam("www-data") : nullptr;
-    if (gate != nullptr && (lchown(folder.c_str(), 0, gate->gr_gid) != 0 ||
-                            chmod(folder.c_str(), S_ISGID | 0755) != 0)) {
+    const group *const nginx = geteuid() == 0 ? getgrnam("www-data") : nullptr;
+    if (nginx != nullptr && (lchown(folder.c_str(), 0, nginx->gr_gid) != 0 ||
+                             chmod(folder.c_str(), S_ISGID | 0755) != 0)) {
         return Failed("change", folder);
     }
     return Outcome::Good();
@@ -329,7 +329,7 @@ Outcome PrepareWebFolders() {
             return done;
         }
     }
-    if (Outcome done = GiveSocketToGate(); !done) {
+    if (Outcome done = GiveSocketToWebServer(); !done) {
         return done;
     }
     for (const std::string_view folder : {path::kEncoderSlots, path::kCoverCopies}) {

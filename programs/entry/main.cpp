@@ -11,6 +11,7 @@
 #include <string>
 
 #include "action.h"
+#include "route.h"
 #include "varn/db.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -44,27 +45,18 @@ void ForgetLogin() {
     }
 }
 
-// Links name the port that others connect to, where the web server behind has none.
-void UseGatePort() {
-    if (const char *const port = std::getenv("TONVALE_PORT"); port != nullptr) {
-        setenv("SERVER_PORT", port, 1);
-    }
-}
-
 bool Answer() {
     try {
         const Request request = Request::Read();
         return FindAction(request)->Process();
     } catch (const Refusal &refusal) {
-        const char *const query = std::getenv("QUERY_STRING");
-        return RefuseUnread(query != nullptr ? query : "", refusal).Process();
+        return RefuseUnread(RoutedQuery(), refusal).Process();
     }
 }
 
 // True when all of the answer went out.
 bool AnswerRequest() {
     ForgetLogin();
-    UseGatePort();
     try {
         return Answer();
     } catch (const std::exception &error) {

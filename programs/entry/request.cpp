@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <string_view>
 
+#include "route.h"
 #include "tonvale/settings.h"
 #include "varn/handles.h"
 
@@ -69,7 +70,7 @@ Request Request::Read() {
     if (!isPost && method != "GET" && method != "HEAD") {
         throw Refusal{Code::kNoSuchMethod};
     }
-    auto parameters = Parameters::Parse(Variable("QUERY_STRING"), isPost ? ReadForm() : "");
+    auto parameters = Parameters::Parse(RoutedQuery(), isPost ? ReadForm() : "");
     if (!parameters) {
         throw Refusal{Code::kBadParameter};
     }

@@ -7,7 +7,7 @@
 #include <string_view>
 
 #include "database.h"
-#include "gate_config.h"
+#include "web_config.h"
 
 namespace tonvale_cli {
 
@@ -35,16 +35,12 @@ std::string HostName() {
 }
 
 // Where the web server listened last, or will unless it is told otherwise.
-WebOptions Served() {
-    return ReadGateConfig().value_or(WebOptions{});
-}
-
 std::string ServedAddress() {
-    WebOptions served = Served();
+    WebAddress served = LastWebAddress();
     if (served.listen == "0.0.0.0" || served.listen == "::") {
         served.listen = HostName();
     }
-    return WebAddress(served);
+    return served.Url();
 }
 
 }  // namespace
@@ -68,11 +64,10 @@ void UseAddress(const std::string &address) {
 }
 
 void WarnOfAddress(const std::string &link) {
-    const WebOptions served = Served();
-    const std::string address = WebAddress(served);
+    const WebAddress served = LastWebAddress();
     const bool isLoopback = served.listen.starts_with("127.") || served.listen == "::1";
-    if (isLoopback && link.starts_with(std::string(kHttp) + address + "/")) {
-        Complain("the server listens on " + address +
+    if (isLoopback && link.starts_with(served.Url() + "/")) {
+        Complain("the server listens on " + served.HostAndPort() +
                  ", which only this machine reaches; 'tonvale serve --listen 0.0.0.0' serves "
                  "others, --address HOST:PORT names another way to it");
     }

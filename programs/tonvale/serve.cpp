@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstring>
+#include <filesystem>
 #include <memory>
 
 #include "command.h"
@@ -119,55 +120,72 @@ Outcome CheckWeb() {
     return Outcome::Good();
 }
 
-int Serve(const WebOptions &options) {
-    WebServer::HoldSignals();
+// A relative path holds from where the command was given.
+Outcome ReadTls(const std::vector<std::string> &files, WebOptions &options) {
+    if (files.empty()) {
+        return Outcome::Good();
+    }
+    options.address.isTls = true;
+    options.certificate = std::filesystem::absolute(files[0]);
+    options.key = std::filesystem::absolute(files[1]);
+    return varn::host::CheckCertificate(options.certificate, options.key);
+}
+
+int Serve(WebOptions options, const std::vector<std::string> &tls) {
+    Children::HoldSignals();
     ServeLock lock;  // until all that is started below has ended
     for (const auto check : {CheckRoot, CheckWeb, varn::host::PrepareWebFolders}) {
         if (const Outcome done = check(); !done) {
             return Failed(done);
         }
     }
+    if (const Outcome done = ReadTls(tls, options); !done) {
+        return Failed(done);
+    }
     if (const Outcome done = lock.Take(); !done) {
         return Failed(done);
     }
-    if (WebServer::IsAskedToEnd()) {
+    if (Children::IsAskedToEnd()) {
         return kDone;
     }
     ServedDatabase database;
     if (const Outcome done = database.Start(); !done) {
         return Failed(done);
     }
-    if (WebServer::IsAskedToEnd()) {
+    if (Children::IsAskedToEnd()) {
         return kDone;
     }
     WebServer server;
     if (const Outcome done = server.Start(options); !done) {
         return Failed(done);
     }
-    std::printf("Serving at http://%s/webapi/entry.cgi\nThe first login, NAME:PASSWORD, is in %s\n",
-                WebAddress(options).c_str(), SystemPath(varn::path::kInitialLogin).c_str());
+    std::printf("Serving at %s/\nThe first login, NAME:PASSWORD, is in %s\n",
+                options.address.Url().c_str(), SystemPath(varn::path::kInitialLogin).c_str());
     std::fflush(stdout);
     ListWarmer lists;
-    if (server.WaitForEnd([&] {
-            database.Keep();
-            lists.Look();
-        })) {
-        return kDone;
-    }
-    Complain("the web server ended; error.log and gate.log in " +
-             SystemPath(varn::path::kWebLogDir) + " tell why");
-    return kFailed;
+    do {
+        database.Keep();
+        server.Look();
+        lists.Look();
+    } while (!Children::WaitForSignal());
+    return kDone;
 }
 
 }  // namespace
 
 void AddServe(const Verb &app) {
-    const Verb verb = app.AddVerb("serve", "Serve the web API over HTTP until stopped");
+    const Verb verb =
+        app.AddVerb("serve", "Serve the web API and the page over HTTP until stopped");
     const auto options = std::make_shared<WebOptions>();
-    verb.AddText("--listen", options->listen, "The address to listen on (0.0.0.0 or :: for all)")
+    const auto tls = std::make_shared<std::vector<std::string>>();
+    verb.AddText("--listen", options->address.listen,
+                 "The address to listen on (0.0.0.0 or :: for all)")
         .ValueName("ADDRESS");
-    verb.AddNumber("--port", options->port, 1, "The port to listen on, 1 to 65535", 65535);
-    verb.Do([options] { return Serve(*options); });
+    verb.AddNumber("--port", options->address.port, 1, "The port to listen on, 1 to 65535", 65535);
+    verb.AddText("--tls", *tls, "Serve over TLS, with a certificate and its key in PEM files")
+        .ValueName("CERTIFICATE KEY")
+        .Pair();
+    verb.Do([options, tls] { return Serve(*options, *tls); });
 }
 
 }  // namespace tonvale_cli

@@ -72,6 +72,11 @@ Option Option::Single() const {
     return *this;
 }
 
+Option Option::Pair() const {
+    option_->expected(2);
+    return *this;
+}
+
 Option Option::Needs(const std::string &option) const {
     option_->needs(option);
     return *this;

@@ -48,6 +48,8 @@ class Option {
     Option Repeated() const;
     // The operand takes one value where others like it take several.
     Option Single() const;
+    // The option takes two values.
+    Option Pair() const;
     Option Needs(const std::string &option) const;
     Option Excludes(const std::string &option) const;
 

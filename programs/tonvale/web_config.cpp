@@ -1,16 +1,20 @@
 #include "web_config.h"
 
+#include <arpa/inet.h>
 #include <fcntl.h>
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdlib>
+#include <charconv>
 #include <cstring>
+#include <fstream>
+#include <sstream>
 #include <string_view>
 #include <utility>
+#include <vector>
 
-#include "gate_config.h"
-#include "varn/path.h"
+#include "varn/descriptor.h"
+#include "varn/packageconf.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -19,177 +23,301 @@ namespace {
 
 using varn::host::Outcome;
 
-// What the handlers find in their environment besides the request: where the system is, where an
-// external database is, and when a day begins.
-constexpr const char *kHandedOn[] = {"TONVALE_ROOT", "TZ",           "PGHOST",
-                                     "PGPORT",       "PGPASSFILE",   "PGSSLMODE",
-                                     "PGOPTIONS",    "ASAN_OPTIONS", "UBSAN_OPTIONS"};
+constexpr char kProxies[] = "trusted_proxies";
 
-// Whether a text can stand between the double quotes of the server's configuration. A backslash
-// takes away a quote's meaning there, and stands for itself before anything else.
-bool IsQuotable(std::string_view text) {
-    return text.find("\\\"") == text.npos && !text.ends_with('\\');
-}
+// A copy of the logins that nginx's account can read.
+constexpr std::string_view kReadableLogins = "/var/run/Tonvale-web/logins";
 
-std::string Quoted(std::string_view text) {
-    std::string quoted = "\"";
-    for (const char c : text) {
-        quoted += c == '"' ? "\\\"" : std::string(1, c);
+// A header has ten seconds in all, a body may pause for as long. Connections that bring neither are
+// cheap, and there is room for many. Requests under way are bounded by address, of IPv6 by network;
+// loopback is one address, and no header that a client writes changes that bound. A second bound
+// goes by the name in the login, before anybody checks it: one name takes half of an address. Few
+// requests of an address may have a body, because a body can come by the byte.
+//
+// Answers that are not sound are taken at once, the first 512 KB into memory and 8 MB more into a
+// file. Few pages of lists are longer, and those hold a worker only while their account has its
+// turn. So what nobody reads fills 512 MB for a login and 1 GB for an address at most.
+//
+// The names of shares are in paths and queries. Neither is logged, and nor are nginx's messages of
+// single requests, which hold both.
+// clang-format off: it would set the text, too
+constexpr std::string_view kText = R"conf(# @SCHEME@ @ADDRESS@ @PORT@
+# Written by 'tonvale serve' each time it starts.
+@USER@daemon off;
+pid "@PID@";
+error_log stderr emerg;
+worker_processes auto;
+worker_rlimit_nofile 16384;
+events { worker_connections 12288; }
+http {
+    map $uri $logged_path { default $uri; "~^/as/sharing" /as/sharing; }
+    log_format path '$remote_addr $remote_user [$time_local] "$request_method $logged_path" $status $body_bytes_sent';
+    access_log "@LOGS@/access.log" path;
+    server_tokens off;
+    sendfile on;
+    client_header_timeout 10s;
+    client_body_timeout 10s;
+    client_max_body_size 1m;
+    keepalive_timeout 15s;
+    send_timeout 360s;
+    reset_timedout_connection on;
+    client_body_temp_path "@TEMPORARY@/client_body";
+    proxy_temp_path "@TEMPORARY@/proxy";
+    fastcgi_temp_path "@TEMPORARY@/fastcgi";
+    uwsgi_temp_path "@TEMPORARY@/uwsgi";
+    scgi_temp_path "@TEMPORARY@/scgi";
+
+    real_ip_header X-Forwarded-For;
+    geo $realip_remote_addr $is_proxy {
+        default 0;
+@PROXIES@    }
+@BELIEVED@    map $is_proxy$http_x_forwarded_proto $told_https { default $https; 1https on; 1http ""; }
+    map $http_host $told_host { default $http_host; "" "$server_addr:$server_port"; }
+    map $binary_remote_addr $network {
+        default $binary_remote_addr;
+        "~(?s)\A((\x00{10}\xff\xff)?\x7f.{3}|\x00{15}\x01)\z" 127;
+        "~(?s)\A\x00{10}\xff\xff(?<mapped>.{4})\z" $mapped;
+        "~(?s)\A(?<prefix>.{8}).{8}\z" $prefix;
     }
-    return quoted + "\"";
-}
+    map $content_length$http_transfer_encoding $network_of_body { default $network; "" ""; }
+    limit_conn_zone $network zone=networks:16m;
+    limit_conn_zone $network_of_body zone=bodies:16m;
+    limit_conn_zone $remote_user:$network zone=logins:16m;
+    limit_conn networks 128;
+    limit_conn bodies 32;
+    limit_conn logins 64;
+    limit_conn_status 503;
 
-std::string Place(std::string_view fixedPath) {
-    return Quoted(SystemPath(fixedPath));
-}
+    # Who asks: a login is needed for everything that is not public. No other part of this
+    # configuration knows of it.
+    map "$uri?$args" $realm {
+        default off;
+        "~^/webapi/entry\.cgi\?(.*&)?api=VARN\.Tonvale\.Sharing\.Page(&|$)" off;
+        "~^/webapi/entry\.cgi\?" Tonvale;
+    }
+    map $realm $login { default $remote_user; off ""; }
+    auth_basic $realm;
+    auth_basic_user_file "@LOGINS@";
+    scgi_param REMOTE_USER $login;
 
-// The same with links resolved, where it is there.
-std::string RealSystemPath(std::string_view fixedPath) {
-    const std::string path = SystemPath(fixedPath);
-    const std::string real = varn::RealPath(path);
-    return real.empty() ? path : real;
-}
+    scgi_param SCGI 1;
+    scgi_param SERVER_PROTOCOL $server_protocol;
+    scgi_param SERVER_PORT $server_port;
+    scgi_param HTTPS $told_https if_not_empty;
+    scgi_param REMOTE_ADDR $remote_addr;
+    scgi_param REQUEST_METHOD $request_method;
+    scgi_param REQUEST_URI $request_uri;
+    scgi_param SCRIPT_NAME $uri;
+    scgi_param QUERY_STRING $args;
+    scgi_param CONTENT_TYPE $content_type;
+    scgi_param HTTP_HOST $told_host;
+    scgi_param HTTP_PROXY "";
+    scgi_hide_header X-Content-Type-Options;
+    scgi_read_timeout 180s;
+    scgi_buffer_size 64k;
+    scgi_buffers 8 64k;
+    scgi_busy_buffers_size 128k;
+    scgi_max_temp_file_size 8m;
+    scgi_temp_file_write_size 128k;
 
-std::string RealPlace(std::string_view fixedPath) {
-    return Quoted(RealSystemPath(fixedPath));
-}
+    gzip on;
+    gzip_min_length 1024;
+    gzip_comp_level 4;
+    gzip_proxied any;
+    gzip_vary on;
+    gzip_types application/json application/manifest+json image/svg+xml text/css text/javascript;
+    types {
+        text/html html; text/css css; text/javascript js mjs; application/json json map;
+        application/manifest+json webmanifest; image/svg+xml svg; image/png png;
+        image/jpeg jpg jpeg; image/webp webp; image/x-icon ico; font/woff2 woff2; text/plain txt;
+    }
+    default_type application/octet-stream;
+    add_header X-Content-Type-Options nosniff always;
 
-std::string Log(std::string_view name) {
-    return Quoted(SystemPath(varn::path::kWebLogDir) + "/" + std::string(name));
-}
-
-std::string Environment() {
-    std::string entries;
-    for (const char *name : kHandedOn) {
-        const char *value = std::getenv(name);
-        if (value != nullptr && *value != '\0' && std::strpbrk(value, "\r\n") == nullptr &&
-            IsQuotable(value)) {
-            entries += "    " + Quoted(name) + " => " + Quoted(value) + ",\n";
+    error_page 414 494 =431 /431;
+    error_page 502 =500 /500;
+    error_page 503 504 =503 /503;
+    server {
+        listen @LISTEN@;
+@TLS@        if ($told_host ~ [^][0-9A-Za-z._:-]) { return 400; }
+        location = /webapi/entry.cgi { scgi_pass "unix:@SOCKET@"; }
+        location = /as/sharing { scgi_pass "unix:@SOCKET@"; }
+        location /as/sharing/ { scgi_pass "unix:@SOCKET@"; }
+        location /webapi/ { return 404; }
+        location /as/ { return 404; }
+        location / {
+            root "@PAGE@";
+            try_files $uri /index.html =404;
+            add_header X-Content-Type-Options nosniff always;
+            add_header Referrer-Policy no-referrer;
+            add_header Cache-Control no-cache;
+            add_header Content-Security-Policy "default-src 'self'; img-src 'self' data:; media-src 'self' blob:; style-src 'self'; script-src 'self'; connect-src 'self'; frame-ancestors 'none'; base-uri 'none'; form-action 'self'";
+            location ~ \.(html|css|m?js|json|map|webmanifest|svg|png|jpe?g|webp|ico|woff2|txt|xml|cgi|php)$ {
+                try_files $uri =404;
+            }
+        }
+        location = /431 { internal; return 431; }
+        location = /500 {
+            internal;
+            default_type "application/json; charset=utf-8";
+            return 500 '{"error":{"code":500},"success":false}\n';
+        }
+        location = /503 {
+            internal;
+            default_type "application/json; charset=utf-8";
+            add_header X-Content-Type-Options nosniff always;
+            add_header Retry-After 5 always;
+            return 503 '{"error":{"code":503},"success":false}\n';
         }
     }
-    return "setenv.add-environment = (\n" + entries + ")\n";
 }
+)conf";
 
-// Where the gate finds this server: root's gate has an account of its own, whose group the folder
-// gives to the socket. Links to this machine name the gate's port.
-std::string Address(const WebOptions &options) {
-    return "server.bind = " + Place(varn::path::kWebSocket) +
-           "\nserver.socket-perms = " + Quoted(geteuid() == 0 ? "0660" : "0600") +
-           "\nsetenv.set-environment = ( \"TONVALE_PORT\" => " +
-           Quoted(std::to_string(options.port)) + " )\n";
-}
-
-std::string Places() {
-    return "server.document-root = " + RealPlace(varn::path::kWebRoot) +
-           "\nserver.upload-dirs = ( " + Place(varn::path::kWebTemporary) +
-           " )\nserver.errorlog = " + Log("error.log") +
-           "\nserver.breakagelog = " + Log("handlers.log") +
-           "\naccesslog.filename = " + Log("access.log") +
-           "\nauth.backend.htpasswd.userfile = " + Place(varn::path::kLogins) + "\n";
-}
-
-// No file is sent through a link, which somebody may have put in a song's place a moment ago; the
-// handler, which is a link to the program, is named by where it really is. Sound alone has ranges.
-std::string Handler() {
-    const std::string program = RealPlace(varn::path::kWebApi);
-    return "server.follow-symlink = \"disable\"\ncgi.assign = ( " + program +
-           " => \"\" )\n$HTTP[\"url\"] =~ \"^/webapi/entry\\.cgi(/|$)\" {\n" +
-           "    alias.url = ( \"/webapi/entry.cgi\" => " + program + " )\n" +
-           "    $HTTP[\"querystring\"] !~ \"(^|&)method=stream(&|$)\" {\n" +
-           "        server.range-requests = \"disable\"\n    }\n}\n";
-}
-
-// A client that closes its side has left: its handler is ended, even one that waits for an encoder
-// and would not notice.
-//
-// A login is asked for everywhere but on the public pages of a share link. Those are the handler's:
-// the link, the reference to a song and the page go on to it, and whatever is none of these goes on
-// as a link that does not exist. Answers go through in small pieces: a stream is as long as its
-// listener lets it be. Queries, which may hold the names of shares, are not logged. A password is
-// checked once in ten minutes, because checking one is slow on purpose. Nobody but the gate connects,
-// which says who asks.
-// clang-format off: it would set the text, too
-constexpr std::string_view kFixed = R"conf(server.modules = (
-    "mod_extforward", "mod_rewrite", "mod_alias", "mod_setenv", "mod_auth", "mod_authn_file",
-    "mod_cgi", "mod_accesslog"
-)
-server.tag = "Tonvale"
-server.max-request-size = 1024
-server.max-connections = 4096
-server.max-fds = 16384
-server.stream-response-body = 2
-server.feature-flags = ( "server.h2proto" => "disable" )
-accesslog.format = "%h %u %t \"%m %U\" %s %b"
-cgi.x-sendfile = "enable"
-cgi.limits = ( "tcp-fin-propagate" => "SIGTERM" )
-static-file.exclude-extensions = ( ".cgi" )
-extforward.forwarder = ( "all" => "trust" )
-extforward.headers = ( "X-Forwarded-For" )
-var.page = "/webapi/entry.cgi?api=VARN.Tonvale.Sharing.Page&version=1&method=page"
-url.rewrite-once = (
-    "^/as/sharing/([0-9A-Za-z]+)\?offset=([0-9]{1,9})$" =>
-        var.page + "&sharing_id=$1&offset=$2",
-    "^/as/sharing/([0-9A-Za-z]+)(\?.*)?$" => var.page + "&sharing_id=$1",
-    "^/as/sharing/([0-9A-Za-z]+)/([0-9A-Za-z_=%-]+)(\?.*)?$" =>
-        var.page + "&sharing_id=$1&song=$2",
-    "^/as/sharing(/|\?|$)" => var.page
-)
-setenv.set-response-header = ( "X-Content-Type-Options" => "nosniff" )
-auth.backend = "htpasswd"
-auth.cache = ( "max-age" => "600" )
-$HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
-    auth.require = ( "/" => (
-        "method" => "basic", "realm" => "Tonvale", "require" => "valid-user"
-    ) )
-}
+// Plain HTTP at this port is sent to the same place.
+constexpr std::string_view kTls = R"conf(        ssl_certificate "@CERTIFICATE@";
+        ssl_certificate_key "@KEY@";
+        ssl_protocols TLSv1.2 TLSv1.3;
+        ssl_session_cache shared:tls:1m;
+        error_page 497 =308 https://$told_host$request_uri;
 )conf";
 // clang-format on
 
-// Nothing that is at the path already is written to, nor what it leads to. False with errno set.
-bool WriteAnew(const std::string &path, std::string_view text) {
-    if (unlink(path.c_str()) != 0 && errno != ENOENT) {
+using Values = std::vector<std::pair<std::string_view, std::string>>;
+
+// A text with values in place of their names between "@".
+std::string Filled(std::string_view text, const Values &values) {
+    std::string filled(text);
+    for (const auto &[name, value] : values) {
+        const std::string mark = "@" + std::string(name) + "@";
+        for (std::size_t place = 0; (place = filled.find(mark, place)) != filled.npos;) {
+            filled.replace(place, mark.size(), value);
+            place += value.size();
+        }
+    }
+    return filled;
+}
+
+// An address, or a network: 192.0.2.0/24, 2001:db8::/32.
+bool IsNetwork(const std::string &text) {
+    const std::size_t slash = text.find('/');
+    const std::string address = text.substr(0, slash);
+    in6_addr found{};
+    const bool isIpv4 = inet_pton(AF_INET, address.c_str(), &found) == 1;
+    if (!isIpv4 && inet_pton(AF_INET6, address.c_str(), &found) != 1) {
         return false;
     }
-    const int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
-    if (fd < 0) {
-        return false;
+    if (slash == text.npos) {
+        return true;
     }
-    const ssize_t put = write(fd, text.data(), text.size());
-    errno = put >= 0 ? ENOSPC : errno;  // a write that was cut short
-    return close(fd) == 0 && put == static_cast<ssize_t>(text.size());
+    unsigned bits = 0;
+    const char *const end = text.data() + text.size();
+    const auto [rest, error] = std::from_chars(text.data() + slash + 1, end, bits);
+    return error == std::errc() && rest == end && bits <= (isIpv4 ? 32U : 128U);
+}
+
+// What a proxy says of a request's address and scheme is believed. The package's account can write
+// the list, so nothing but networks gets from there into the configuration.
+Outcome AddProxies(Values &values) {
+    char list[4096] = "";
+    const int length = VARNAudioConfGet(kProxies, list, sizeof list);
+    const bool isWhole = length + 1 < static_cast<int>(sizeof list);
+    std::istringstream words(list);
+    std::string proxies;
+    std::string believed;
+    for (std::string word; words >> word;) {
+        if (!isWhole || !IsNetwork(word)) {
+            return Outcome::Problem(std::string(kProxies) + " in " +
+                                    SystemPath(varn::path::kPackageConf) +
+                                    " takes addresses and networks with blanks between them, up "
+                                    "to 4 KB; '" +
+                                    word + "' is refused");
+        }
+        proxies += "        " + word + " 1;\n";
+        believed += "    set_real_ip_from " + word + ";\n";
+    }
+    values.emplace_back("PROXIES", proxies);
+    values.emplace_back("BELIEVED", believed);
+    return Outcome::Good();
+}
+
+Outcome AddTls(const WebOptions &options, Values &values) {
+    for (const std::string &path : {options.certificate, options.key}) {
+        if (path.find_first_of("\"$\\\n@") != path.npos) {
+            return Outcome::Problem("the web server's configuration cannot hold the path " + path);
+        }
+    }
+    values.emplace_back(
+        "TLS", options.address.isTls
+                   ? Filled(kTls, {{"CERTIFICATE", options.certificate}, {"KEY", options.key}})
+                   : "");
+    return Outcome::Good();
+}
+
+// Nothing that is at the path already is written to, nor what it leads to.
+Outcome WriteAnew(std::string_view fixedPath, std::string_view text, mode_t mode) {
+    const std::string path = SystemPath(fixedPath);
+    if (unlink(path.c_str()) == 0 || errno == ENOENT) {
+        const varn::UniqueFd file(
+            open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+        if (file && varn::WriteAll(file.Get(), text)) {
+            return Outcome::Good();
+        }
+    }
+    return Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
 }
 
 }  // namespace
 
-std::string WebAddress(const WebOptions &options) {
-    const bool isIpv6 = options.listen.find(':') != std::string::npos;
-    return (isIpv6 ? "[" + options.listen + "]" : options.listen) + ":" +
-           std::to_string(options.port);
+std::string WebAddress::HostAndPort() const {
+    const bool isIpv6 = listen.find(':') != std::string::npos;
+    return (isIpv6 ? "[" + listen + "]" : listen) + ":" + std::to_string(port);
+}
+
+std::string WebAddress::Url() const {
+    return (isTls ? "https://" : "http://") + HostAndPort();
 }
 
 Outcome WriteWebConfig(const WebOptions &options) {
-    for (const std::string &place : {SystemRoot(), RealSystemPath(varn::path::kWebApi)}) {
-        if (!place.empty() && !IsQuotable(place)) {
-            return Outcome::Problem("the web server's configuration cannot hold the path " + place +
-                                    ": a backslash stands before a quote or at its end");
-        }
-    }
-    std::string gate;
-    if (Outcome done = MakeGateConfig(options, gate); !done) {
+    const WebAddress &address = options.address;
+    Values values = {
+        {"SCHEME", address.isTls ? "https" : "http"},
+        {"ADDRESS", address.listen},
+        {"PORT", std::to_string(address.port)},
+        {"LISTEN", address.HostAndPort() + (address.listen == "::" ? " ipv6only=off" : "") +
+                       (address.isTls ? " ssl" : "")},
+        {"USER", geteuid() == 0 ? "user www-data;\n" : ""},
+        {"PID", SystemPath(varn::path::kWebPid)},
+        {"LOGS", SystemPath(varn::path::kWebLogDir)},
+        {"TEMPORARY", SystemPath(varn::path::kWebTemporary)},
+        {"LOGINS", SystemPath(kReadableLogins)},
+        {"SOCKET", SystemPath(varn::path::kWebSocket)},
+        {"PAGE", SystemPath(varn::path::kWebPage)},
+    };
+    if (Outcome done = AddProxies(values); !done) {
         return done;
     }
-    const std::string head = "# Written by 'tonvale serve' each time it starts.\n";
-    const std::pair<std::string_view, std::string> files[] = {
-        {varn::path::kWebConf,
-         std::string(kFixed) + Address(options) + Places() + Handler() + Environment()},
-        {varn::path::kGateConf, gate}};
-    for (const auto &[file, text] : files) {
-        const std::string path = SystemPath(file);
-        if (!WriteAnew(path, head + text)) {
-            return Outcome::Problem("cannot write " + path + ": " + std::strerror(errno));
-        }
+    if (Outcome done = AddTls(options, values); !done) {
+        return done;
     }
-    return Outcome::Good();
+    std::ifstream logins(SystemPath(varn::path::kLogins));
+    std::ostringstream copied;
+    copied << logins.rdbuf();
+    if (Outcome done = WriteAnew(kReadableLogins, copied.str(), 0640); !done) {
+        return done;
+    }
+    return WriteAnew(varn::path::kWebConf, Filled(kText, values), 0644);
+}
+
+WebAddress LastWebAddress() {
+    std::ifstream file(SystemPath(varn::path::kWebConf));
+    std::string mark;
+    std::string scheme;
+    WebAddress address;
+    if (!(file >> mark >> scheme >> address.listen >> address.port)) {
+        return {};
+    }
+    address.isTls = scheme == "https";
+    return address;
 }
 
 }  // namespace tonvale_cli

@@ -2,60 +2,89 @@
 
 #include <fcntl.h>
 #include <netdb.h>
-#include <sys/prctl.h>
-#include <sys/resource.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <sys/un.h>
-#include <sys/wait.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cerrno>
-#include <chrono>
-#include <csignal>
+#include <cstdlib>
 #include <cstring>
-#include <ctime>
-#include <iterator>
+#include <filesystem>
 #include <memory>
 #include <thread>
-#include <utility>
 
-#include "varn/descriptor.h"
+#include "database.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
 
 namespace {
 
+namespace fs = std::filesystem;
+using namespace std::chrono_literals;
 using varn::host::Outcome;
 
-constexpr char kServer[] = "/usr/sbin/lighttpd";
-constexpr char kGate[] = "/usr/sbin/nginx";
-constexpr std::chrono::seconds kPatience{20};
-constexpr std::chrono::milliseconds kPollInterval{20};
-constexpr timespec kLookInterval{1, 0};
+constexpr char kNginx[] = "/usr/sbin/nginx";
+constexpr auto kPatience = 20s;
+constexpr auto kPollInterval = 20ms;
 
-constexpr int kEndingSignals[] = {SIGTERM, SIGINT, SIGHUP};
+// What the workers find in their environment besides the request: where the system is, where an
+// external database is, and when a day begins.
+constexpr const char *kHandedOn[] = {"TONVALE_ROOT", "TZ",           "PGHOST",
+                                     "PGPORT",       "PGPASSFILE",   "PGSSLMODE",
+                                     "PGOPTIONS",    "ASAN_OPTIONS", "UBSAN_OPTIONS"};
 
-// The signals that are waited for, and held back the rest of the time.
-sigset_t WatchedSignals() {
-    sigset_t signals;
-    sigemptyset(&signals);
-    sigaddset(&signals, SIGCHLD);
-    for (const int number : kEndingSignals) {
-        sigaddset(&signals, number);
+std::vector<std::string> Environment() {
+    std::vector<std::string> entries = {"PATH=/usr/bin:/bin"};
+    for (const char *name : kHandedOn) {
+        if (const char *value = std::getenv(name); value != nullptr) {
+            entries.push_back(std::string(name) + "=" + value);
+        }
     }
-    return signals;
+    return entries;
+}
+
+Outcome Failed(const std::string &what) {
+    return Outcome::Problem("cannot " + what + ": " + std::strerror(errno));
+}
+
+// The page's files stand beside the program, in a place that nginx's account may not reach.
+Outcome CopyPage() {
+    const fs::path page = SystemPath(varn::path::kWebPage);
+    const fs::path source = ProgramDir() + "/../share/tonvale/web";
+    std::error_code error;
+    fs::remove_all(page, error);
+    if (!fs::is_directory(source)) {
+        return Outcome::Good();
+    }
+    try {
+        fs::create_directory(page);
+        fs::permissions(page, fs::perms(0755));
+        for (const fs::directory_entry &entry : fs::recursive_directory_iterator(source)) {
+            const fs::path copy = page / fs::relative(entry.path(), source);
+            if (entry.is_directory()) {
+                fs::create_directory(copy);
+            } else {
+                fs::copy_file(entry.path(), copy);
+                fs::last_write_time(copy, entry.last_write_time());
+            }
+            fs::permissions(copy, fs::perms(entry.is_directory() ? 0755 : 0644));
+        }
+    } catch (const fs::filesystem_error &failure) {
+        return Outcome::Problem(std::string("cannot copy the page: ") + failure.what());
+    }
+    return Outcome::Good();
 }
 
 class Address {
   public:
-    explicit Address(const WebOptions &options) {
+    explicit Address(const WebAddress &address) {
         addrinfo hints{};
         hints.ai_flags = AI_NUMERICHOST | AI_NUMERICSERV | AI_PASSIVE;
         hints.ai_socktype = SOCK_STREAM;
         addrinfo *found = nullptr;
-        error_ = getaddrinfo(options.listen.c_str(), std::to_string(options.port).c_str(), &hints,
+        error_ = getaddrinfo(address.listen.c_str(), std::to_string(address.port).c_str(), &hints,
                              &found);
         info_.reset(found);
     }
@@ -84,183 +113,114 @@ class Address {
   private:
     template <typename Try>
     int With(const Try &attempt) const {
-        const int fd = socket(info_->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        const int result = fd >= 0 && attempt(fd) ? 0 : errno;
-        if (fd >= 0) {
-            close(fd);
-        }
-        return result;
+        const varn::UniqueFd fd(socket(info_->ai_family, SOCK_STREAM | SOCK_CLOEXEC, 0));
+        return fd && attempt(fd.Get()) ? 0 : errno;
     }
 
     std::unique_ptr<addrinfo, decltype(&freeaddrinfo)> info_{nullptr, freeaddrinfo};
     int error_ = 0;
 };
 
-bool IsServed(const std::string &socketPath) {
-    sockaddr_un address{};
-    address.sun_family = AF_UNIX;
-    if (socketPath.size() >= sizeof address.sun_path) {
-        return false;
-    }
-    socketPath.copy(address.sun_path, socketPath.size());
-    const varn::UniqueFd fd(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
-    return fd &&
-           connect(fd.Get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+Kept Nginx() {
+    return {.arguments = {kNginx, "-e", "stderr", "-c", SystemPath(varn::path::kWebConf)}};
 }
 
-// Becomes a part of the server, in the group of processes (0: a new one), which ends with its parent.
-[[noreturn]] void Become(std::vector<std::string> &arguments, pid_t parent, pid_t group) {
-    setpgid(0, group);
-    const sigset_t signals = WatchedSignals();
-    sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-    // Without root's rights a part gets as many files as are allowed, where it asks for more.
-    rlimit files{};
-    if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
-        files.rlim_cur = files.rlim_max;
-        setrlimit(RLIMIT_NOFILE, &files);
-    }
-    if (prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && getppid() == parent) {
-        const int null = open("/dev/null", O_RDONLY);
-        dup2(null, STDIN_FILENO);
-        std::vector<char *> argv;
-        for (std::string &argument : arguments) {
-            argv.push_back(argument.data());
-        }
-        argv.push_back(nullptr);
-        execv(argv.front(), argv.data());
-    }
-    std::perror(arguments.front().c_str());
-    _exit(127);
+// Two for each processor: some wait for the database.
+Kept Workers(int socket) {
+    return {.arguments = {SystemPath(varn::path::kWebApi)},
+            .count = 2 * std::max(1U, std::thread::hardware_concurrency()),
+            .socket = socket,
+            .environment = Environment()};
 }
 
 }  // namespace
 
-void WebServer::HoldSignals() {
-    const sigset_t signals = WatchedSignals();
-    sigprocmask(SIG_BLOCK, &signals, nullptr);
+WebServer::~WebServer() {
+    children_.reset();
+    CopyLog();
 }
 
-bool WebServer::IsAskedToEnd() {
-    sigset_t pending;
-    return sigpending(&pending) == 0 &&
-           std::any_of(std::begin(kEndingSignals), std::end(kEndingSignals),
-                       [&](int number) { return sigismember(&pending, number) == 1; });
+Outcome WebServer::OpenLog() {
+    const std::string path = SystemPath(varn::path::kWebLog);
+    log_.Reset(open(path.c_str(), O_RDWR | O_CREAT | O_APPEND | O_CLOEXEC | O_NOFOLLOW, 0640));
+    if (!log_) {
+        return Failed("open " + path);
+    }
+    copied_ = lseek(log_.Get(), 0, SEEK_END);
+    return Outcome::Good();
+}
+
+// Nobody but nginx connects, whose account shares the folder's group with the socket.
+Outcome WebServer::Listen() {
+    const std::string path = SystemPath(varn::path::kWebSocket);
+    sockaddr_un address{};
+    address.sun_family = AF_UNIX;
+    if (path.size() >= sizeof address.sun_path) {
+        return Outcome::Problem("the path " + path + " is too long for a socket");
+    }
+    path.copy(address.sun_path, path.size());
+    unlink(path.c_str());
+    socket_.Reset(socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0));
+    const mode_t before = umask(geteuid() == 0 ? 0117 : 0177);
+    const bool isBound =
+        socket_ &&
+        bind(socket_.Get(), reinterpret_cast<const sockaddr *>(&address), sizeof address) == 0;
+    umask(before);
+    return isBound && listen(socket_.Get(), SOMAXCONN) == 0 ? Outcome::Good()
+                                                            : Failed("listen on " + path);
+}
+
+void WebServer::CopyLog() {
+    struct stat info {};
+    if (fstat(log_.Get(), &info) == 0 && info.st_size < copied_) {
+        copied_ = 0;  // somebody emptied it
+    }
+    char block[4096];
+    for (ssize_t got; (got = pread(log_.Get(), block, sizeof block, copied_)) > 0;) {
+        copied_ += got;
+        varn::WriteAll(STDERR_FILENO, {block, static_cast<std::size_t>(got)});
+    }
 }
 
 Outcome WebServer::Start(const WebOptions &options) {
-    const Address address(options);
+    const Address address(options.address);
     if (Outcome done = address.Check(); !done) {
         return done;
     }
     if (const int error = address.TryToListen(); error != 0) {
-        return Outcome::Problem("cannot listen on " + WebAddress(options) + ": " +
+        return Outcome::Problem("cannot listen on " + options.address.HostAndPort() + ": " +
                                 std::strerror(error) + "; choose another port with --port N");
     }
     if (Outcome done = WriteWebConfig(options); !done) {
         return done;
     }
-    HoldSignals();
-    prctl(PR_SET_CHILD_SUBREAPER, 1);
-    const std::string logs = SystemPath(varn::path::kWebLogDir);
-    const std::string socketPath = SystemPath(varn::path::kWebSocket);
-    if (!StartPart(server_, {kServer, "-D", "-f", SystemPath(varn::path::kWebConf)},
-                   [&] { return tonvale_cli::IsServed(socketPath); }) ||
-        !StartPart(gate_,
-                   {kGate, "-e", logs + "/gate.log", "-c", SystemPath(varn::path::kGateConf)},
-                   [&] { return address.IsServed(); })) {
-        return Outcome::Problem("the web server did not start; what it says stands above or in " +
-                                logs + "/error.log and gate.log");
+    if (Outcome done = CopyPage(); !done) {
+        return done;
+    }
+    if (Outcome done = OpenLog(); !done) {
+        return done;
+    }
+    if (Outcome done = Listen(); !done) {
+        return done;
+    }
+    children_.emplace(log_.Get());
+    children_->Keep(Nginx());
+    children_->Keep(Workers(socket_.Get()));
+    const auto deadline = std::chrono::steady_clock::now() + kPatience;
+    while (!address.IsServed()) {
+        Look();
+        if (!children_->AreWhole() || std::chrono::steady_clock::now() > deadline) {
+            return Outcome::Problem("the web server did not start; " +
+                                    SystemPath(varn::path::kWebLog) + " tells why");
+        }
+        std::this_thread::sleep_for(kPollInterval);
     }
     return Outcome::Good();
 }
 
-bool WebServer::StartPart(pid_t &part, std::vector<std::string> arguments,
-                          const std::function<bool()> &isUp) {
-    const pid_t parent = getpid();
-    part = fork();
-    if (part == 0) {
-        Become(arguments, parent, std::max(group_, 0));
-    }
-    if (part < 0) {
-        std::perror("cannot start a process");
-        return false;
-    }
-    group_ = group_ > 0 ? group_ : part;
-    setpgid(part, group_);  // whoever of the two comes first
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (Reap() && std::chrono::steady_clock::now() < deadline) {
-        if (isUp()) {
-            return true;
-        }
-        std::this_thread::sleep_for(kPollInterval);
-    }
-    return false;
-}
-
-bool WebServer::Reap() {
-    int status = 0;
-    bool isWhole = true;
-    for (pid_t ended; (ended = waitpid(-1, &status, WNOHANG)) > 0;) {
-        for (pid_t *part : {&server_, &gate_}) {
-            if (ended == *part) {
-                *part = -1;
-                isWhole = false;
-            }
-        }
-    }
-    return isWhole;
-}
-
-bool WebServer::WaitForEnd(const std::function<void()> &look) {
-    const sigset_t signals = WatchedSignals();
-    while (Reap() && server_ > 0 && gate_ > 0) {
-        look();
-        const int number = sigtimedwait(&signals, nullptr, &kLookInterval);
-        if (number > 0 && number != SIGCHLD) {
-            return true;
-        }
-    }
-    return false;
-}
-
-bool WebServer::WaitForGroup(pid_t group) {
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (std::chrono::steady_clock::now() < deadline) {
-        Reap();
-        if (kill(-group, 0) != 0 && errno == ESRCH) {
-            return true;
-        }
-        std::this_thread::sleep_for(kPollInterval);
-    }
-    return false;
-}
-
-void WebServer::EndPart(const pid_t &part) {
-    if (part > 0) {
-        kill(part, SIGTERM);
-    }
-    const auto deadline = std::chrono::steady_clock::now() + kPatience;
-    while (part > 0 && std::chrono::steady_clock::now() < deadline) {
-        std::this_thread::sleep_for(kPollInterval);
-        Reap();
-    }
-}
-
-void WebServer::Stop() {
-    if (group_ <= 0) {
-        return;
-    }
-    const pid_t group = std::exchange(group_, -1);
-    EndPart(gate_);
-    EndPart(server_);
-    // The handlers, whose encoders end with them; one that changes something goes to its end first.
-    // And a part that does not listen.
-    kill(-group, gate_ > 0 || server_ > 0 ? SIGKILL : SIGTERM);
-    if (!WaitForGroup(group)) {
-        kill(-group, SIGKILL);
-        WaitForGroup(group);
-    }
-    gate_ = server_ = -1;
+void WebServer::Look() {
+    children_->Look();
+    CopyLog();
 }
 
 }  // namespace tonvale_cli

@@ -27,7 +27,7 @@ class ShareVerbs : public SharedLibraryTest {
 };
 
 TEST_F(ShareVerbs, PrintTheAddressOfALink) {
-    WriteFile(varn::path::kGateConf, "    listen 127.0.0.1:8123;\n");
+    WriteFile(varn::path::kWebConf, "# http 127.0.0.1 8123\n");
     const Finished made = As("alice", {"share", "create", "A \"list\"", "--until", "2999-12-31"});
     EXPECT_TRUE(Contains(made.err, "127.0.0.1:8123, which only this machine reaches")) << made.err;
     const std::string url = made.out.substr(0, made.out.find('\n'));
@@ -35,13 +35,13 @@ TEST_F(ShareVerbs, PrintTheAddressOfALink) {
     const std::string id = url.substr(url.rfind('/') + 1);
     EXPECT_EQ(Alice({"share", "update", id, "--address", "https://music.example.org:444"}),
               "https://music.example.org:444/as/sharing/" + id);
-    WriteFile(varn::path::kGateConf, "    listen [::1]:80 ipv6only=off;\n");
+    WriteFile(varn::path::kWebConf, "# https ::1 444\n");
     EXPECT_EQ(Alice({"share", "update", "playlist_shared_normal/12"}),
-              "http://[::1]:80/as/sharing/" + id);
+              "https://[::1]:444/as/sharing/" + id);
     WriteFile(varn::path::kVarnInfo, "external_host_ip=\"nas.example.org\"\n");
     const std::string table = Alice({"share", "list"});
     EXPECT_TRUE(Contains(table, id + "  A \"list\"")) << table;
-    EXPECT_TRUE(Contains(table, "http://nas.example.org:80/as/sharing/" + id)) << table;
+    EXPECT_TRUE(Contains(table, "https://nas.example.org:444/as/sharing/" + id)) << table;
     EXPECT_TRUE(Contains(table, "1-1 of 1 link")) << table;
 
     const Finished song = As("alice", {"share", "song", std::to_string(track1_)});

@@ -28,6 +28,9 @@ inline std::string Base64(const std::string &text) {
     return encoded.c_str();
 }
 
+// How requests reach entry.cgi: by 'tonvale serve', or from another web server, as CGI.
+enum class Way { kServe, kCgi };
+
 class Served : public DatabaseTest {
   protected:
     void SetUp() override {
@@ -47,13 +50,17 @@ class Served : public DatabaseTest {
     }
     void TearDown() override {
         Stop();
-        // The handlers log there; a sanitizer's report counts as a failure.
-        const std::string log = ReadFile(At(varn::path::kWebLogDir) / "handlers.log");
-        EXPECT_EQ(log.find("ERROR: "), log.npos) << log;
+        const std::string log = ReadFile(At(varn::path::kWebLog));
+        for (const char *report : {"Sanitizer:", "runtime error:", "A request has changed"}) {
+            EXPECT_EQ(log.find(report), log.npos) << log;
+        }
         DatabaseTest::TearDown();
     }
 
-    void Serve() {
+    void Serve(Way way = Way::kServe) {
+        if (way == Way::kCgi) {
+            return ServeCgi();
+        }
         server_ = std::make_unique<Command>(
             std::vector<std::string>{"serve", "--port", std::to_string(port_)});
         ASSERT_TRUE(server_->WaitForOutput("Serving at http://127.0.0.1:" + std::to_string(port_)))
@@ -65,7 +72,45 @@ class Served : public DatabaseTest {
             finished = server_->Signal(SIGTERM);
             server_.reset();
         }
+        if (lighttpd_ > 0) {
+            kill(lighttpd_, SIGTERM);
+            waitpid(std::exchange(lighttpd_, -1), nullptr, 0);
+        }
         return finished;
+    }
+    // Another web server, with nothing but the paths, the login and a header.
+    void ServeCgi() {
+        const std::string program = TONVALE_PROGRAM_DIR "/entry.cgi";
+        std::string variables;
+        for (const std::string &variable : OwnVariables()) {
+            const std::string name = variable.substr(0, variable.find('='));
+            if (name == "TONVALE_ROOT" || name == "PGHOST" || name.ends_with("SAN_OPTIONS")) {
+                variables += "\"" + name + "\" => \"" + variable.substr(name.size() + 1) + "\",";
+            }
+        }
+        const std::filesystem::path conf = scratch() / "lighttpd.conf";
+        std::ofstream(conf) << R"conf(server.modules = ("mod_alias", "mod_auth", "mod_authn_file",
+            "mod_setenv", "mod_cgi")
+server.bind = "127.0.0.1"
+server.stream-response-body = 2
+server.range-requests = "disable"
+cgi.limits = ("tcp-fin-propagate" => "SIGTERM")
+setenv.set-response-header = ("X-Content-Type-Options" => "nosniff")
+auth.backend = "htpasswd"
+$HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
+    auth.require = ("/webapi" => ("method" => "basic", "realm" => "x", "require" => "valid-user"))
+}
+)conf"
+                            << "server.port = " << port_ << "\nserver.document-root = \""
+                            << scratch().string() << "\"\nauth.backend.htpasswd.userfile = \""
+                            << At(varn::path::kLogins).string() << "\"\nserver.errorlog = \""
+                            << (scratch() / "lighttpd.log").string()
+                            << "\"\nsetenv.add-environment = (" << variables
+                            << ")\nalias.url = (\"/webapi/entry.cgi\" => \"" << program
+                            << "\", \"/as/sharing\" => \"" << program << "\")\ncgi.assign = (\""
+                            << program << "\" => \"\")\n";
+        lighttpd_ = Spawn("/usr/sbin/lighttpd", {"lighttpd", "-D", "-f", conf}, OwnVariables(), {});
+        EXPECT_TRUE(Eventually([&] { return IsAnswered(port_); }));
     }
 
     static std::string Login(const std::string &user, const std::string &password = "pass word") {
@@ -128,6 +173,28 @@ class Served : public DatabaseTest {
 
     int port_ = 0;
     std::unique_ptr<Command> server_;
+
+    static bool IsAnswered(int port) {
+        const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+        const bool isAnswered = Connect(fd, LoopbackAddress(port));
+        close(fd);
+        return isAnswered;
+    }
+
+  private:
+    pid_t lighttpd_ = -1;
 };
+
+// A fixture whose tests hold both ways.
+template <typename Fixture>
+class BothWays : public Fixture, public testing::WithParamInterface<Way> {
+  protected:
+    void Serve() { Fixture::Serve(GetParam()); }
+};
+
+inline const auto kBothWays = testing::Values(Way::kServe, Way::kCgi);
+inline std::string NameOfWay(const testing::TestParamInfo<Way> &way) {
+    return way.param == Way::kServe ? "Serve" : "Cgi";
+}
 
 }  // namespace tonvale_test

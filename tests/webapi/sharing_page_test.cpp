@@ -15,7 +15,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-class PublicPage : public Served {
+class PublicPage : public BothWays<Served> {
   protected:
     static constexpr char kLink[] = "abcDEF12";
     static constexpr char kMethod[] =
@@ -73,7 +73,9 @@ class PublicPage : public Served {
     }
 };
 
-TEST_F(PublicPage, ShowsThePlaylistAndNothingElse) {
+INSTANTIATE_TEST_SUITE_P(, PublicPage, kBothWays, NameOfWay);
+
+TEST_P(PublicPage, ShowsThePlaylistAndNothingElse) {
     Serve();
     const HttpAnswer page = Page(kLink);
     EXPECT_EQ(page.Status(), 200);
@@ -120,7 +122,7 @@ TEST_F(PublicPage, ShowsThePlaylistAndNothingElse) {
 }
 
 // What only some browsers play comes as MP3.
-TEST_F(PublicPage, NamesWhatEveryBrowserPlays) {
+TEST_P(PublicPage, NamesWhatEveryBrowserPlays) {
     const struct {
         const char *file, *codec;
         bool isRaw;
@@ -149,7 +151,7 @@ TEST_F(PublicPage, NamesWhatEveryBrowserPlays) {
     }
 }
 
-TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
+TEST_P(PublicPage, StreamsTheSharedSongsOnly) {
     std::ofstream(scratch() / "cover.jpg") << "\xFF\xD8\xFF\xE0picture";
     Serve();
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1").Status(), 200);
@@ -210,7 +212,7 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
 }
 
 // Whatever needs the database says so, without a word on what is there, until it is back.
-TEST_F(PublicPage, WaitsForTheDatabase) {
+TEST_P(PublicPage, WaitsForTheDatabase) {
     Serve();
     const std::string link = "&sharing_id=" + std::string(kLink);
     const std::string song = "/L211c2ljL2N1ZS5mbGFjXzE=";
@@ -258,7 +260,7 @@ TEST_F(PublicPage, WaitsForTheDatabase) {
 }
 
 // One song of a shared playlist has an address of its own.
-TEST_F(PublicPage, ShowsASingleSong) {
+TEST_P(PublicPage, ShowsASingleSong) {
     Serve();
     // "/music/cue.flac_1", "/music/cue.flac", "/music/other.flac", "/music/../../etc/passwd"
     const HttpAnswer page = Page(std::string(kLink) + "/L211c2ljL2N1ZS5mbGFjXzE=");
@@ -276,7 +278,7 @@ TEST_F(PublicPage, ShowsASingleSong) {
 }
 
 // Nobody learns from the answer why a link does not work, or that there is one.
-TEST_F(PublicPage, RefusesAlikeWhateverIsWrong) {
+TEST_P(PublicPage, RefusesAlikeWhateverIsWrong) {
     AddLink("expired1", kAlice, "2020-01-01", "2020-01-02");
     AddLink("notyet12", kAlice, "2990-01-01", "2990-01-02");
     AddLink("noright1", kBob, "1970-01-01", "1970-01-01");
@@ -316,7 +318,7 @@ TEST_F(PublicPage, RefusesAlikeWhateverIsWrong) {
     EXPECT_EQ(Bare(Page(kLink)), unknown);
 }
 
-TEST_F(PublicPage, TurnsPages) {
+TEST_P(PublicPage, TurnsPages) {
     std::string entries;
     for (int i = 0; i < 250; ++i) {
         entries += "other.flac\n";
@@ -340,7 +342,7 @@ TEST_F(PublicPage, TurnsPages) {
 }
 
 // Days are those of the server that was started, as they are for the command line.
-TEST_F(PublicPage, FollowsTheTimeZone) {
+TEST_P(PublicPage, FollowsTheTimeZone) {
     ASSERT_EQ(setenv("TZ", "EAST-24", 1), 0);  // a day ahead of everybody else
     tzset();
     const time_t now = std::time(nullptr);
@@ -354,7 +356,7 @@ TEST_F(PublicPage, FollowsTheTimeZone) {
 }
 
 // A server with TLS in front of this one tells how it was asked, and links say the same.
-TEST_F(PublicPage, TakesTheSchemeOfAServerInFront) {
+TEST_P(PublicPage, TakesTheSchemeOfAServerInFront) {
     ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
     Serve();
     WriteFile(varn::path::kVarnInfo, "external_port_kos_https=\"443\"\n");
@@ -368,7 +370,7 @@ TEST_F(PublicPage, TakesTheSchemeOfAServerInFront) {
 }
 
 // Slow readers leave encoders to other accounts, to users, and to visitors from elsewhere.
-TEST_F(PublicPage, LeavesEncodersToOthers) {
+TEST_P(PublicPage, LeavesEncodersToOthers) {
     ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
     ASSERT_EQ(VARNAudioConfSet("max_encoders", "5"), 0);
     chmod(At(varn::path::kPackageConf).c_str(), 0644);
@@ -398,7 +400,7 @@ TEST_F(PublicPage, LeavesEncodersToOthers) {
 }
 
 // The page is the same whatever the request says of the host.
-TEST_F(PublicPage, TakesNothingFromTheHost) {
+TEST_P(PublicPage, TakesNothingFromTheHost) {
     Serve();
     const std::string usual = Bare(Page(kLink));
     const auto open = [this](const char *host) {

@@ -48,6 +48,10 @@ VARN_EXPORT Outcome PrepareLogin(std::string *made);
 // /var/run may not outlive a start of the machine.
 VARN_EXPORT Outcome PrepareWebFolders();
 
+// Good when the files hold a certificate (or a chain that begins with it) and the key that belongs to
+// it, both in PEM and without a password.
+VARN_EXPORT Outcome CheckCertificate(const std::string &certificate, const std::string &key);
+
 // Registers folders of music as shares, named after their last component (a number is appended to a
 // name that is taken), and adds them to the indexed folders. Folders that are there already stay.
 // Every folder must be readable; on failure nothing is registered.

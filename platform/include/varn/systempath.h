@@ -71,9 +71,8 @@ inline constexpr std::string_view kMultiBluetooth = "/var/packages/Tonvale/etc/m
 inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
 inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
 
-// The web server: what it serves, its logins (htpasswd(5)), the first login in clear text, and
-// where encoders and converters of pictures take their turn, and where small covers are kept.
-inline constexpr std::string_view kWebRoot = "/var/packages/Tonvale/target/www";
+// The web server: its handler, its logins (htpasswd(5)), the first login in clear text, and
+// where encoders and converters of pictures take their turn and small covers are kept.
 inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
 inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";
 inline constexpr std::string_view kInitialLogin = "/etc/initial-login";
@@ -82,12 +81,13 @@ inline constexpr std::string_view kCoverCopies = "/var/cache/Tonvale/covers";
 
 // What it reads and writes itself, in folders of the account that starts it. With root's rights it
 // runs what its configuration says, so none of them lies in one of the package account's.
-inline constexpr std::string_view kWebConf = "/var/run/Tonvale-web/lighttpd.conf";
+inline constexpr std::string_view kWebConf = "/var/run/Tonvale-web/nginx.conf";
+inline constexpr std::string_view kWebPid = "/var/run/Tonvale-web/nginx.pid";
 inline constexpr std::string_view kWebSocket = "/var/run/Tonvale-web/web.sock";
-inline constexpr std::string_view kGateConf = "/var/run/Tonvale-web/nginx.conf";
-inline constexpr std::string_view kGatePid = "/var/run/Tonvale-web/nginx.pid";
+inline constexpr std::string_view kWebPage = "/var/run/Tonvale-web/page";
 inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale-web";
 inline constexpr std::string_view kWebLogDir = "/var/log/Tonvale-web";
+inline constexpr std::string_view kWebLog = "/var/log/Tonvale-web/serve.log";
 
 // The player and the sound cards. Cards have a digit behind the names of their devices (none for
 // card 0), and their number behind the name of their folder.
