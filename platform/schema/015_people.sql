@@ -10,7 +10,7 @@ CREATE TABLE session (
     made      timestamptz NOT NULL DEFAULT now(),
     last_used timestamptz NOT NULL DEFAULT now()
 );
-CREATE INDEX session_user ON session (user_id);
+CREATE INDEX session_owner ON session (user_id);
 
 CREATE TABLE access_key (
     id        serial PRIMARY KEY,
@@ -22,7 +22,7 @@ CREATE TABLE access_key (
     made      timestamptz NOT NULL DEFAULT now(),
     last_used timestamptz
 );
-CREATE INDEX access_key_user ON access_key (user_id);
+CREATE INDEX access_key_owner ON access_key (user_id);
 
 -- Names with passwords that were right a moment ago, as keyed hashes, so that their slow hash is not
 -- computed for each request. Lost with a crash of the server, which does no harm.
