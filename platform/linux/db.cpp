@@ -341,6 +341,10 @@ VARNDB_TROUBLE VARNDBTroubleGet() {
     return LastTrouble();
 }
 
+void VARNDBTroubleClear() {
+    LastTrouble() = VARNDB_NO_TROUBLE;
+}
+
 const char *VARNDBErrorGet(const DBConnect_tag *conn) {
     return conn != nullptr ? conn->error.c_str() : ConnectError().c_str();
 }

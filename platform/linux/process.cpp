@@ -153,6 +153,18 @@ int VLIBCExecv(const char *path, char *const argv[], int wait) {
     });
 }
 
+int VLIBCExecvAside(const char *path, char *const argv[]) {
+    if (!varn::IsGoodProgram(path, argv)) {
+        return -1;
+    }
+    return varn::Guarded(-1, [&] {
+        varn::SpawnOptions options = varn::OptionsFor(path, argv);
+        options.detached = true;
+        options.stdinFd = varn::kInherit;
+        return varn::RunAndWait(options);
+    });
+}
+
 int VLIBCExecvWithin(const char *path, char *const argv[], int seconds) {
     if (!varn::IsGoodProgram(path, argv)) {
         return -1;

@@ -12,6 +12,7 @@
 #include "rights.h"
 #include "turn.h"
 #include "varn/db.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -238,12 +239,15 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     if ((method->changes || method->asksElsewhere) && request.IsFromElsewhere()) {
         return refused(Code::kNotPermitted);
     }
+    if (method->lasts || method->asksElsewhere) {
+        LeaveWorker();
+    }
     try {
         TakeTurn(request, method->asksElsewhere ? Work::kElsewhere : Work::kShort);
     } catch (const Refusal &refusal) {
         return refused(refusal.code);
     }
-    if (method->changes) {
+    if (method->changes && !IsWorker()) {
         // The web server ends the handler of a client that leaves, but not a change half-way.
         std::signal(SIGTERM, SIG_IGN);
     }

@@ -88,6 +88,7 @@ struct Method {
     bool changes = false;        // something: never for a HEAD, nor for a page of another site
     bool asksElsewhere = false;  // has this machine ask others: not for a page of another site
     bool isMedia = false;        // answers with an HTTP answer of its own
+    bool lasts = false;          // as long as its client wants: never in a worker
     bool takesRoot = true;       // for moments; the others give root's rights up before they begin
 };
 

@@ -1,5 +1,7 @@
-// entry.cgi: the web API, one process a request.
+// entry.cgi: the web API. A listening socket at standard input makes it a worker, which answers one
+// request after the other; otherwise it answers one, as CGI (RFC 3875).
 #include <syslog.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdio>
@@ -11,6 +13,7 @@
 #include "action.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
+#include "worker.h"
 
 namespace {
 
@@ -54,24 +57,35 @@ bool Answer() {
     }
 }
 
+// True when all of the answer went out.
+bool AnswerRequest() {
+    ForgetLogin();
+    UseGatePort();
+    try {
+        return Answer();
+    } catch (const std::exception &error) {
+        syslog(LOG_ERR, "Unexpected failure: %s", error.what());
+        return RefusedAction(Code::kFailed).Process();
+    }
+}
+
 }  // namespace
 
 int main() {
-    openlog("entry.cgi", 0, LOG_USER);
+    const bool isWorker = IsListening(STDIN_FILENO);
+    // Of the server's own processes, which those that a worker starts are as well, it has the log.
+    const bool isOfServer = isWorker || std::getenv("SCGI") != nullptr;
+    openlog("entry.cgi", isOfServer ? LOG_PERROR : 0, LOG_USER);
     // A client that goes away is an output that takes no more, which ends the encoder as well.
     std::signal(SIGPIPE, SIG_IGN);
-    ForgetLogin();
     BoundStatements();
-    UseGatePort();
     // Whatever needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         syslog(LOG_ERR, "Failed to switch to %s.", varn::kPackageAccount);
-        return RefusedAction(Code::kFailed).Process() ? 0 : 1;
+        return !isWorker && RefusedAction(Code::kFailed).Process() ? 0 : 1;
     }
-    try {
-        return Answer() ? 0 : 1;
-    } catch (const std::exception &error) {
-        syslog(LOG_ERR, "Unexpected failure: %s", error.what());
-        return RefusedAction(Code::kFailed).Process() ? 0 : 1;
+    if (isWorker) {
+        return RunWorker([] { AnswerRequest(); });
     }
+    return AnswerRequest() ? 0 : 1;
 }

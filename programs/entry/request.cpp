@@ -16,7 +16,6 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr long long kMostBody = 1 << 20;
 constexpr std::size_t kMostValues = 1000;
 constexpr std::string_view kForm = "application/x-www-form-urlencoded";
 

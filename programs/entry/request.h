@@ -11,6 +11,9 @@
 
 namespace tonvale_entry {
 
+// The longest form, in bytes.
+inline constexpr long long kMostBody = 1 << 20;
+
 class Request {
   public:
     // Reads the CGI environment (RFC 3875) and the form on standard input. Throws a Refusal for a

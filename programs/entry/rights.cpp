@@ -7,10 +7,15 @@
 
 #include "refusal.h"
 #include "varn/drop_rights.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
 void GiveUpRights(const char *file) {
+    if (IsWorker()) {
+        EndIfRoot();
+        return;
+    }
     if (!varn::DropRights(file)) {
         syslog(LOG_ERR, "Failed to give up root's rights: %m");
         throw Refusal{Code::kFailed};

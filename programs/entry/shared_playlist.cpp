@@ -19,6 +19,7 @@
 #include "tonvale/webapi.h"
 #include "turn.h"
 #include "varn/playlistsvc.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -106,6 +107,7 @@ bool PlaysEverywhere(const std::string &path, const std::string &codec) {
 }  // namespace
 
 void RefuseLink() {
+    LeaveWorker();
     GiveTurnBack();
     // At the same distance from the start, or at a multiple of it on a machine that is busy.
     const auto passed = steady_clock::now() - kStart;

@@ -135,7 +135,7 @@ class Page : public ActionHandler {
 
 constexpr Method kMethods[] = {
     {"get", Make<Get>},
-    {.name = "stream", .make = Make<Stream>, .isMedia = true},
+    {.name = "stream", .make = Make<Stream>, .isMedia = true, .lasts = true},
     {.name = "cover", .make = Make<Cover>, .isMedia = true},
     {"page", Make<Page>},
 };

@@ -44,7 +44,7 @@ class Remote : public EncodedAction {
 };
 
 constexpr Method kMethods[] = {
-    {.name = "stream", .make = Make<Stream>, .isMedia = true},
+    {.name = "stream", .make = Make<Stream>, .isMedia = true, .lasts = true},
     {.name = "remote",
      .make = Make<Remote>,
      .asksElsewhere = true,

@@ -71,6 +71,9 @@ enum VARNDB_TROUBLE {
 // this process; what succeeds or fails otherwise since then changes nothing.
 VARN_EXPORT VARNDB_TROUBLE VARNDBTroubleGet(void);
 
+// Forgets it, between two requests of one process.
+VARN_EXPORT void VARNDBTroubleClear(void);
+
 // Replaces the placeholders of a template, in order, by the arguments after it:
 //   @VARN:VAR    const char*  the text with single quotes doubled; the template brings the quotes
 //   @VARN:INT    int          in decimal

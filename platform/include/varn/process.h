@@ -28,6 +28,9 @@ VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__
 // -1.
 VARN_EXPORT int VLIBCExecv(const char *path, char *const argv[], int wait);
 
+// VLIBCExecv without `wait`, with the three descriptors of this process.
+VARN_EXPORT int VLIBCExecvAside(const char *path, char *const argv[]);
+
 // VLIBCExecv with `wait`, for a program that may never end: after so many seconds it is killed, and
 // the result is 128+9. Its standard output and error are /dev/null: this process's own may be an
 // answer that is under way. It runs in a process group of its own, and what it has started there is

@@ -1,0 +1,254 @@
+#include "worker.h"
+
+#include <fcntl.h>
+#include <sys/epoll.h>
+#include <sys/prctl.h>
+#include <sys/socket.h>
+#include <sys/time.h>
+#include <syslog.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <chrono>
+#include <csignal>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+
+#include "scgi.h"
+#include "turn.h"
+#include "varn/db.h"
+#include "varn/process.h"
+#include "varn/run_as.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// The web server has all of a request before it sends any.
+constexpr auto kPatience = 5s;
+// It takes an answer at once.
+constexpr timeval kWriteTimeout = {30, 0};
+
+constexpr int kMostRequests = 5000;
+
+bool isWorker = false;
+volatile std::sig_atomic_t isToEnd = 0;
+
+// The signals that ask a worker to end. They are held back while it answers.
+constexpr int kEndSignals[] = {SIGTERM, SIGINT, SIGHUP};
+
+// This program, and the environment that its requests have in common.
+struct Own {
+    std::string program;
+    std::vector<std::string> variables;
+};
+
+std::vector<std::string> Variables() {
+    std::vector<std::string> variables;
+    for (char **variable = environ; variable != nullptr && *variable != nullptr; ++variable) {
+        variables.emplace_back(*variable);
+    }
+    return variables;
+}
+
+// An environment in memory of its own: what setenv(3) has once copied is never freed.
+class Environment {
+  public:
+    Environment(const std::vector<std::string> &common, std::vector<std::string> own)
+        : texts_(std::move(own)) {
+        // The first of one name counts.
+        texts_.insert(texts_.end(), common.begin(), common.end());
+        for (std::string &text : texts_) {
+            entries_.push_back(text.data());
+        }
+        entries_.push_back(nullptr);
+        environ = entries_.data();
+    }
+    Environment(const Environment &) = delete;
+    Environment &operator=(const Environment &) = delete;
+    ~Environment() { clearenv(); }
+
+  private:
+    std::vector<std::string> texts_;
+    std::vector<char *> entries_;
+};
+
+// Leaves nothing of a request at standard input and output.
+void CloseStandardStreams() {
+    const varn::UniqueFd null(open("/dev/null", O_RDWR | O_CLOEXEC));
+    if (!null || dup2(null.Get(), STDIN_FILENO) < 0 || dup2(null.Get(), STDOUT_FILENO) < 0) {
+        syslog(LOG_ERR, "Failed to close a request: %m");
+        std::_Exit(EXIT_FAILURE);
+    }
+}
+
+// Standard input and output of a request.
+class Streams {
+  public:
+    Streams(int body, int connection) {
+        if (dup2(body, STDIN_FILENO) < 0 || dup2(connection, STDOUT_FILENO) < 0) {
+            return;
+        }
+        // A new stream has no buffer yet, which tells whether an answer has begun.
+        stdout = fdopen(STDOUT_FILENO, "w");
+        isOpen_ = stdout != nullptr;
+    }
+    Streams(const Streams &) = delete;
+    Streams &operator=(const Streams &) = delete;
+    ~Streams() {
+        if (isOpen_) {
+            std::fclose(stdout);
+        }
+        stdout = before_;
+        CloseStandardStreams();
+    }
+
+    explicit operator bool() const { return isOpen_; }
+
+  private:
+    std::FILE *before_ = stdout;
+    bool isOpen_ = false;
+};
+
+// Has the request at standard input and output answered by this program in a process of its own.
+bool HandOn(const Own &own) {
+    constexpr timeval kNone = {0, 0};
+    if (setsockopt(STDOUT_FILENO, SOL_SOCKET, SO_SNDTIMEO, &kNone, sizeof kNone) != 0) {
+        return false;
+    }
+    lseek(STDIN_FILENO, 0, SEEK_SET);
+    std::string name = "entry.cgi";
+    char *const arguments[] = {name.data(), nullptr};
+    const varn::RunAs root(varn::Who::kRoot);
+    return VLIBCExecvAside(own.program.c_str(), arguments) == 0;
+}
+
+void TakeRequest(int connection, const Own &own, void (*answer)()) {
+    auto request = ReadScgi(connection, kPatience);
+    if (!request) {
+        syslog(LOG_WARNING, "A request of the web server's is not whole");
+        return;
+    }
+    std::vector<std::string> variables = std::move(request->variables);
+    bool isLeft = false;
+    const Streams streams(request->body.Get(), connection);
+    if (!streams) {
+        syslog(LOG_ERR, "Failed to take a request: %m");
+        return;
+    }
+    {
+        const Environment environment(own.variables, variables);
+        try {
+            answer();
+        } catch (const LeftToOther &) {
+            isLeft = true;
+        }
+        GiveTurnBack();
+        VARNDBTroubleClear();
+    }
+    if (isLeft) {
+        const Environment environment(own.variables, std::move(variables));
+        if (!HandOn(own)) {
+            syslog(LOG_ERR, "Failed to start a process for a request: %m");
+        }
+    }
+}
+
+// The next connection; empty when there is none, or a signal has come.
+varn::UniqueFd NextConnection(int listening, int waiting, const sigset_t &signals) {
+    epoll_event event{};
+    if (epoll_pwait(waiting, &event, 1, -1, &signals) <= 0) {
+        return {};
+    }
+    varn::UniqueFd connection(accept4(listening, nullptr, nullptr, SOCK_CLOEXEC));
+    if (connection && setsockopt(connection.Get(), SOL_SOCKET, SO_SNDTIMEO, &kWriteTimeout,
+                                 sizeof kWriteTimeout) != 0) {
+        return {};
+    }
+    return connection;
+}
+
+// Wakes one worker for a connection, and not all of them.
+varn::UniqueFd Waiting(int listening) {
+    varn::UniqueFd waiting(epoll_create1(EPOLL_CLOEXEC));
+    epoll_event event{};
+    event.events = EPOLLIN | EPOLLEXCLUSIVE;
+    const int flags = fcntl(listening, F_GETFL);
+    return waiting && flags >= 0 && fcntl(listening, F_SETFL, flags | O_NONBLOCK) == 0 &&
+                   epoll_ctl(waiting.Get(), EPOLL_CTL_ADD, listening, &event) == 0
+               ? std::move(waiting)
+               : varn::UniqueFd();
+}
+
+// Lets a signal through that was held back, and tells whether one has come.
+bool IsAskedToEnd(const sigset_t &signals) {
+    sigset_t held;
+    sigprocmask(SIG_SETMASK, &signals, &held);
+    sigprocmask(SIG_SETMASK, &held, nullptr);
+    return isToEnd != 0;
+}
+
+// Holds the signals to end back; returns the mask of before.
+sigset_t HoldSignals() {
+    struct sigaction action {};
+    action.sa_handler = [](int) { isToEnd = 1; };
+    sigset_t held;
+    sigemptyset(&held);
+    for (const int signal : kEndSignals) {
+        sigaction(signal, &action, nullptr);
+        sigaddset(&held, signal);
+    }
+    sigset_t before;
+    sigprocmask(SIG_BLOCK, &held, &before);
+    return before;
+}
+
+// A change of ids takes the wish back, so that it is said before each pause.
+bool EndWithParent(pid_t parent) {
+    return prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && getppid() == parent;
+}
+
+}  // namespace
+
+bool IsListening(int fd) {
+    int is = 0;
+    socklen_t size = sizeof is;
+    return getsockopt(fd, SOL_SOCKET, SO_ACCEPTCONN, &is, &size) == 0 && is != 0;
+}
+
+int RunWorker(void (*answer)()) {
+    isWorker = true;
+    const pid_t parent = getppid();
+    const sigset_t signals = HoldSignals();
+    const varn::UniqueFd listening(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
+    const varn::UniqueFd waiting = listening ? Waiting(listening.Get()) : varn::UniqueFd();
+    if (!waiting) {
+        syslog(LOG_ERR, "Failed to wait for requests: %m");
+        return EXIT_FAILURE;
+    }
+    const Own own{std::filesystem::read_symlink("/proc/self/exe"), Variables()};
+    CloseStandardStreams();
+    for (int requests = 0;
+         requests < kMostRequests && !IsAskedToEnd(signals) && EndWithParent(parent);) {
+        if (const auto connection = NextConnection(listening.Get(), waiting.Get(), signals)) {
+            ++requests;
+            TakeRequest(connection.Get(), own, answer);
+        }
+    }
+    return EXIT_SUCCESS;
+}
+
+bool IsWorker() {
+    return isWorker;
+}
+
+void LeaveWorker() {
+    if (isWorker) {
+        throw LeftToOther{};
+    }
+}
+
+}  // namespace tonvale_entry

@@ -1,0 +1,25 @@
+// A process that answers one request after the other.
+#pragma once
+
+namespace tonvale_entry {
+
+// True for a socket that listens.
+bool IsListening(int fd);
+
+// Takes requests (SCGI) from the listening socket at standard input, one after the other, and has
+// each answered by `answer` as if this were a process of its own: variables in the environment, the
+// body at standard input, the connection at standard output. Ends at SIGTERM, with its parent, after
+// a number of requests, or when a request leaves something behind. Returns the exit status.
+int RunWorker(void (*answer)());
+
+// Thrown where a worker leaves a request to a process of its own.
+struct LeftToOther {};
+
+// In a worker, has a process of its own answer the request from its beginning; returns in any other
+// process. For requests that may last, or wait. Nothing of the answer may have been written.
+void LeaveWorker();
+
+// True in a worker.
+bool IsWorker();
+
+}  // namespace tonvale_entry
