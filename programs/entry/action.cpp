@@ -9,6 +9,7 @@
 #include <cstdio>
 #include <exception>
 
+#include "login.h"
 #include "rights.h"
 #include "turn.h"
 #include "varn/db.h"
@@ -19,6 +20,7 @@ namespace tonvale_entry {
 namespace {
 
 constexpr int kVersion = 1;
+constexpr char kJson[] = "Content-Type: application/json; charset=utf-8";
 
 const auto &Apis() {
     // One a line, in order.
@@ -26,6 +28,7 @@ const auto &Apis() {
     static const std::array apis = {
         &kAlbumApi,
         &kArtistApi,
+        &kAuthApi,
         &kComposerApi,
         &kCoverApi,
         &kFolderApi,
@@ -40,6 +43,7 @@ const auto &Apis() {
         &kSharingPageApi,
         &kSongApi,
         &kStreamApi,
+        &kUserApi,
     };
     // clang-format on
     return apis;
@@ -55,8 +59,9 @@ Json::Value RefusalReply(ActionHandler &handler, Code code) {
 bool Refuse(ActionHandler &handler, Code refused, bool isMedia) {
     const Code code = CodeForClient(refused);
     const std::string header =
-        std::string(StatusOf(code)) + "Content-Type: application/json; charset=utf-8";
-    const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong;
+        std::string(StatusOf(code)) + (code == Code::kNotLoggedIn ? LoginChallenge() : "") + kJson;
+    const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong ||
+                           code == Code::kNotLoggedIn || code == Code::kTooMany;
     return handler.PrintResponse(RefusalReply(handler, code), hasStatus ? header.c_str() : nullptr);
 }
 
@@ -82,6 +87,21 @@ std::string_view RawValue(std::string_view query, std::string_view name) {
         query.remove_prefix(std::min(pair.size() + 1, query.size()));
     }
     return {};
+}
+
+// Throws a Refusal for somebody who may not ask for it.
+void CheckLogin(Request &request, const Api &api, const Method *method) {
+    if (api.isPublic || (method != nullptr && !method->needsLogin)) {
+        return;
+    }
+    request.SignIn();
+    if (!request.IsLoggedIn()) {
+        throw Refusal{Code::kNotLoggedIn};
+    }
+    const bool isKey = request.ProvedBy() == tonvale_service::Proof::kKey;
+    if (request.Rights() == 0 || (isKey && method != nullptr && !method->takesKey)) {
+        throw Refusal{Code::kNotPermitted};
+    }
 }
 
 // Does the work; a refusal, and a failure of the service layer as the refusal that it is, goes to
@@ -121,10 +141,14 @@ const char *StatusOf(Code code) {
     switch (code) {
         case Code::kBadParameter:
             return "Status: 400 Bad Request\r\n";
+        case Code::kNotLoggedIn:
+            return "Status: 401 Unauthorized\r\n";
         case Code::kNotPermitted:
             return "Status: 403 Forbidden\r\n";
         case Code::kNoSuchItem:
             return "Status: 404 Not Found\r\n";
+        case Code::kTooMany:
+            return "Status: 429 Too Many Requests\r\nRetry-After: 10\r\n";
         case Code::kBusy:
             return "Status: 503 Service Unavailable\r\nRetry-After: 5\r\n";
         case Code::kTookTooLong:
@@ -136,6 +160,9 @@ const char *StatusOf(Code code) {
 
 Refusal RefusalOf(const tonvale_service::Failure &failure) {
     using tonvale_service::FailureClass;
+    if (failure.Why() == tonvale_service::Reason::kTooManyAttempts) {
+        return {Code::kTooMany};
+    }
     switch (failure.Class()) {
         case FailureClass::kBadValue:
             return {Code::kBadParameter};
@@ -161,7 +188,8 @@ bool DataAction::Process() {
             CheckDatabase();
             GiveUpRights();
             SetSuccess(reply, true);
-            return PrintResponse(reply, nullptr);
+            const std::string &fields = request_.Fields();
+            return PrintResponse(reply, fields.empty() ? nullptr : (kJson + fields).c_str());
         },
         [&](Code code) { return Refuse(*this, code, false); });
 }
@@ -217,7 +245,7 @@ bool RefusedAction::Process() {
     return Refuse(*this, code_, isMedia_);
 }
 
-std::unique_ptr<ActionHandler> FindAction(const Request &request) {
+std::unique_ptr<ActionHandler> FindAction(Request &request) {
     const Api *const api = FindApi(request.Text("api"));
     const Method *const method =
         api != nullptr ? FindMethod(*api, request.Text("method")) : nullptr;
@@ -227,8 +255,10 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     if (api == nullptr) {
         return refused(Code::kNoSuchApi);
     }
-    if (!api->isPublic && request.Rights() == 0) {
-        return refused(Code::kNotPermitted);
+    try {
+        CheckLogin(request, *api, method);
+    } catch (const Refusal &refusal) {
+        return refused(refusal.code);
     }
     if (method == nullptr || request.Text("version") != std::to_string(kVersion)) {
         return std::make_unique<RefusedAction>(Code::kNoSuchMethod);

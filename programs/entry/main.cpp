@@ -6,11 +6,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "action.h"
+#include "login.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 #include "worker.h"
@@ -29,17 +30,6 @@ void BoundStatements() {
     setenv("PGOPTIONS", (options + kStatementBound).c_str(), 1);
 }
 
-// The web server has asked for the login. Programs that this one starts, and a decoder that a damaged
-// song has taken over, could read it in an environment.
-void ForgetLogin() {
-    for (const char *name : {"HTTP_AUTHORIZATION", "HTTP_COOKIE"}) {
-        if (char *const value = std::getenv(name); value != nullptr) {
-            explicit_bzero(value, std::strlen(value));
-            unsetenv(name);
-        }
-    }
-}
-
 // Links name the port that others connect to, where the web server behind has none.
 void UseGatePort() {
     if (const char *const port = std::getenv("TONVALE_PORT"); port != nullptr) {
@@ -47,9 +37,9 @@ void UseGatePort() {
     }
 }
 
-bool Answer() {
+bool Answer(Login login) {
     try {
-        const Request request = Request::Read();
+        Request request = Request::Read(std::move(login));
         return FindAction(request)->Process();
     } catch (const Refusal &refusal) {
         const char *const query = std::getenv("QUERY_STRING");
@@ -59,10 +49,10 @@ bool Answer() {
 
 // True when all of the answer went out.
 bool AnswerRequest() {
-    ForgetLogin();
+    Login login = Login::Take();
     UseGatePort();
     try {
-        return Answer();
+        return Answer(std::move(login));
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "Unexpected failure: %s", error.what());
         return RefusedAction(Code::kFailed).Process();

@@ -117,16 +117,18 @@ void NoteVerified(const Login &login, const std::string &who) {
                   who, ProofOf(login)));
 }
 
-// Waits as long as wrong passwords of before ask for. False: they are too many.
-bool WaitForTurn(const std::string &who) {
+SignIn TooMany() {
+    return {Standing::kTooMany, Proof::kNone, {}};
+}
+
+// How long this attempt has to wait; empty where too many do.
+std::optional<std::chrono::milliseconds> CountAttempt(const std::string &who) {
     const varn::Rows rows = RunOnLogins(varn::Sql(kCountAttempt, who));
-    if (rows.Count() != 1) {
-        return false;
-    }
-    const std::chrono::milliseconds wait(rows.Number(0, "wait"));
-    if (wait <= 0ms) {
-        return true;
-    }
+    return rows.Count() == 1 ? std::optional(std::chrono::milliseconds(rows.Number(0, "wait")))
+                             : std::nullopt;
+}
+
+bool Wait(std::chrono::milliseconds wait) {
     const Slot slot("login-wait-", kWaiting);
     if (slot) {
         std::this_thread::sleep_for(wait);
@@ -136,18 +138,24 @@ bool WaitForTurn(const std::string &who) {
 
 SignIn Verified(const Login &login, const std::string &address) {
     const std::string who = LoginHashOf("attempt", login.user + "\n" + NetworkOf(address));
-    if (!WaitForTurn(who)) {
-        return {Standing::kTooMany, Proof::kNone, {}};
+    std::optional<Slot> slot(std::in_place, "login-", kComputing, kPatience);
+    if (!*slot) {
+        return TooMany();
     }
-    bool isRight = false;
-    {
-        const Slot slot("login-", kComputing, kPatience);
-        if (!slot) {
-            return {Standing::kTooMany, Proof::kNone, {}};
+    if (IsVerified(login)) {
+        return Owner(login);  // another request was faster
+    }
+    const auto wait = CountAttempt(who);
+    if (!wait) {
+        return TooMany();
+    }
+    if (*wait > 0ms) {
+        slot.reset();
+        if (!Wait(*wait) || !slot.emplace("login-", kComputing, kPatience)) {
+            return TooMany();
         }
-        isRight = varn::IsPasswordOf(login.hash, login.password);
     }
-    if (!isRight) {
+    if (!varn::IsPasswordOf(login.hash, login.password)) {
         RunOnLogins(std::string(kForgetAttempts));
         return Refused();
     }
