@@ -1,6 +1,7 @@
 #include "linux/cipher.h"
 
 #include <openssl/evp.h>
+#include <openssl/hmac.h>
 #include <openssl/rand.h>
 
 #include <climits>
@@ -23,6 +24,8 @@ struct Libcrypto : LateLibrary {
     decltype(&::EVP_EncryptInit_ex) encryptInit = Find("EVP_EncryptInit_ex");
     decltype(&::EVP_EncryptUpdate) encryptUpdate = Find("EVP_EncryptUpdate");
     decltype(&::EVP_aes_256_ctr) aes256Counter = Find("EVP_aes_256_ctr");
+    decltype(&::EVP_sha256) sha256 = Find("EVP_sha256");
+    decltype(&::HMAC) hmac = Find("HMAC");
     decltype(&::RAND_bytes) randomBytes = Find("RAND_bytes");
 };
 
@@ -64,6 +67,20 @@ std::optional<std::string> ApplyKeyStream(const CipherKey &key, std::string_view
         return std::nullopt;
     }
     return result;
+}
+
+std::optional<std::string> Authenticated(const CipherKey &key, std::string_view text) {
+    std::string code(EVP_MAX_MD_SIZE, '\0');
+    unsigned size = 0;
+    if (!Crypto() ||
+        Crypto().hmac(Crypto().sha256(), key.data(), static_cast<int>(key.size()),
+                      reinterpret_cast<const unsigned char *>(text.data()), text.size(),
+                      reinterpret_cast<unsigned char *>(code.data()), &size) == nullptr) {
+        SetError(VLIB_ERR_SYSTEM);
+        return std::nullopt;
+    }
+    code.resize(size);
+    return code;
 }
 
 bool FillRandom(void *out, std::size_t size) {

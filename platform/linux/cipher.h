@@ -1,4 +1,4 @@
-// AES-256 in counter mode, through libcrypto.
+// AES-256 in counter mode and HMAC-SHA-256, through libcrypto.
 #pragma once
 
 #include <array>
@@ -18,6 +18,9 @@ using CipherKey = std::array<unsigned char, kKeyBytes>;
 // most) and zeros behind it. Empty, with the error state set, on failure.
 std::optional<std::string> ApplyKeyStream(const CipherKey &key, std::string_view salt,
                                           std::string_view text);
+
+// HMAC-SHA-256, 32 bytes. Empty, with the error state set, on failure.
+std::optional<std::string> Authenticated(const CipherKey &key, std::string_view text);
 
 // Bytes that nobody can foretell. False, with the error state set, when there are none.
 bool FillRandom(void *out, std::size_t size);

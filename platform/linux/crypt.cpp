@@ -155,3 +155,37 @@ bool VLIBCCryptSzDecrypt(const char *cipher, char *out, int outSize) {
     return StartOutput(cipher, out, outSize) &&
            varn::Guarded(false, [&] { return WriteOutput(Decrypted(cipher), out, outSize); });
 }
+
+namespace varn {
+
+std::string RandomText(std::size_t length) {
+    // With 32 of them each byte is as likely as any other.
+    constexpr std::string_view kLetters = "abcdefghijkmnpqrstuvwxyz23456789";
+    static_assert(256 % kLetters.size() == 0);
+    std::string text(length, '\0');
+    if (!FillRandom(text.data(), text.size())) {
+        return "";
+    }
+    for (char &letter : text) {
+        letter = kLetters[static_cast<unsigned char>(letter) % kLetters.size()];
+    }
+    return text;
+}
+
+std::optional<std::string> KeyedHash(std::string_view purpose, std::string_view text) {
+    const auto key = PlatformKey();
+    const auto code =
+        key ? Authenticated(*key, std::string(purpose) + '\0' + std::string(text)) : std::nullopt;
+    if (!code) {
+        return std::nullopt;
+    }
+    constexpr char kDigits[] = "0123456789abcdef";
+    std::string hash;
+    for (const char byte : *code) {
+        const auto number = static_cast<unsigned char>(byte);
+        hash += {kDigits[number / 16], kDigits[number % 16]};
+    }
+    return hash;
+}
+
+}  // namespace varn

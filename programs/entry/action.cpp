@@ -11,6 +11,7 @@
 #include <exception>
 
 #include "list_version.h"
+#include "login.h"
 #include "rights.h"
 #include "service/wording.h"
 #include "turn.h"
@@ -22,6 +23,7 @@ namespace tonvale_entry {
 namespace {
 
 constexpr int kVersion = 1;
+constexpr char kJson[] = "Content-Type: application/json; charset=utf-8";
 
 const auto &Apis() {
     // One a line, in order.
@@ -29,6 +31,7 @@ const auto &Apis() {
     static const std::array apis = {
         &kAlbumApi,
         &kArtistApi,
+        &kAuthApi,
         &kComposerApi,
         &kCoverApi,
         &kFolderApi,
@@ -43,6 +46,7 @@ const auto &Apis() {
         &kSharingPageApi,
         &kSongApi,
         &kStreamApi,
+        &kUserApi,
     };
     // clang-format on
     return apis;
@@ -57,6 +61,8 @@ std::string SentenceOf(const Refusal &refusal, Code code) {
             return refusal.parameter.empty()
                        ? "a parameter is missing or bad"
                        : "the parameter '" + refusal.parameter + "' is missing or bad";
+        case Code::kNotLoggedIn:
+            return "that takes a login";
         case Code::kNotPermitted:
             return "that is not permitted";
         case Code::kNoSuchItem:
@@ -65,6 +71,8 @@ std::string SentenceOf(const Refusal &refusal, Code code) {
             return "there is no such method, or not in this version or for this HTTP method";
         case Code::kExistsAlready:
             return "it exists already";
+        case Code::kTooMany:
+            return "that was tried too often; wait before the next time";
         case Code::kFailed:
             return "that failed, and the server's log tells why";
         case Code::kBusy:
@@ -116,9 +124,9 @@ bool WantsStatus() {
 bool Refuse(ActionHandler &handler, const Refusal &refused, bool isMedia) {
     const Code code = CodeForClient(refused.code);
     const std::string header =
-        std::string(StatusOf(code)) + "Content-Type: application/json; charset=utf-8";
-    const bool hasStatus =
-        isMedia || code == Code::kBusy || code == Code::kTookTooLong || WantsStatus();
+        std::string(StatusOf(code)) + (code == Code::kNotLoggedIn ? LoginChallenge() : "") + kJson;
+    const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong ||
+                           code == Code::kNotLoggedIn || code == Code::kTooMany || WantsStatus();
     return handler.PrintResponse(RefusalReply(handler, refused, code),
                                  hasStatus ? header.c_str() : nullptr);
 }
@@ -133,6 +141,21 @@ const Method *FindMethod(const Api &api, std::string_view name) {
     const auto found = std::find_if(api.methods.begin(), api.methods.end(),
                                     [&](const Method &known) { return known.name == name; });
     return found != api.methods.end() ? &*found : nullptr;
+}
+
+// Throws a Refusal for somebody who may not ask for it.
+void CheckLogin(Request &request, const Api &api, const Method *method) {
+    if (api.isPublic || (method != nullptr && !method->needsLogin)) {
+        return;
+    }
+    request.SignIn();
+    if (!request.IsLoggedIn()) {
+        throw Refusal{Code::kNotLoggedIn};
+    }
+    const bool isKey = request.ProvedBy() == tonvale_service::Proof::kKey;
+    if (request.Rights() == 0 || (isKey && method != nullptr && !method->takesKey)) {
+        throw Refusal{Code::kNotPermitted};
+    }
 }
 
 // Does the work; a refusal, and a failure of the service layer as the refusal that it is, goes to
@@ -172,6 +195,8 @@ const char *StatusOf(Code code) {
     switch (code) {
         case Code::kBadParameter:
             return "Status: 400 Bad Request\r\n";
+        case Code::kNotLoggedIn:
+            return "Status: 401 Unauthorized\r\n";
         case Code::kNotPermitted:
             return "Status: 403 Forbidden\r\n";
         case Code::kNoSuchApi:
@@ -181,6 +206,8 @@ const char *StatusOf(Code code) {
             return "Status: 405 Method Not Allowed\r\nAllow: GET, HEAD, POST\r\n";
         case Code::kExistsAlready:
             return "Status: 409 Conflict\r\n";
+        case Code::kTooMany:
+            return "Status: 429 Too Many Requests\r\nRetry-After: 10\r\n";
         case Code::kBusy:
             return "Status: 503 Service Unavailable\r\nRetry-After: 5\r\n";
         case Code::kTookTooLong:
@@ -193,6 +220,9 @@ const char *StatusOf(Code code) {
 Refusal RefusalOf(const tonvale_service::Failure &failure) {
     using tonvale_service::FailureClass;
     const auto code = [&] {
+        if (failure.Why() == tonvale_service::Reason::kTooManyAttempts) {
+            return Code::kTooMany;
+        }
         switch (failure.Class()) {
             case FailureClass::kBadValue:
                 return Code::kBadParameter;
@@ -220,7 +250,8 @@ bool DataAction::Process() {
             CheckDatabase();
             GiveUpRights();
             SetSuccess(reply, true);
-            return PrintResponse(reply, nullptr);
+            const std::string &fields = request_.Fields();
+            return PrintResponse(reply, fields.empty() ? nullptr : (kJson + fields).c_str());
         },
         [&](const Refusal &why) { return Refuse(*this, why, false); });
 }
@@ -283,7 +314,7 @@ bool RefusedAction::Process() {
     return Refuse(*this, refusal_, isMedia_);
 }
 
-std::unique_ptr<ActionHandler> FindAction(const Request &request) {
+std::unique_ptr<ActionHandler> FindAction(Request &request) {
     const Api *const api = FindApi(request.Text("api"));
     const Method *const method =
         api != nullptr ? FindMethod(*api, request.Text("method")) : nullptr;
@@ -293,8 +324,10 @@ std::unique_ptr<ActionHandler> FindAction(const Request &request) {
     if (api == nullptr) {
         return refused({Code::kNoSuchApi});
     }
-    if (!api->isPublic && request.Rights() == 0) {
-        return refused({Code::kNotPermitted});
+    try {
+        CheckLogin(request, *api, method);
+    } catch (const Refusal &refusal) {
+        return refused(refusal);
     }
     if (method == nullptr || request.Text("version") != std::to_string(kVersion)) {
         return std::make_unique<RefusedAction>(Refusal{Code::kNoSuchMethod});

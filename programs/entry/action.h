@@ -92,6 +92,8 @@ struct Method {
     bool isMedia = false;        // answers with an HTTP answer of its own
     bool lasts = false;          // as long as its client wants: never in a worker
     bool takesRoot = true;       // for moments; the others give root's rights up before they begin
+    bool needsLogin = true;      // but in a public API
+    bool takesKey = true;        // of a program, which changes no passwords, keys and users
 };
 
 // In a table of methods, that one changes something.
@@ -117,14 +119,16 @@ struct Api {
     bool isPublic = false;  // answers without a login
 };
 
-// The action of a request; a RefusedAction when there is none, or nobody may ask for it.
-std::unique_ptr<ActionHandler> FindAction(const Request &request);
+// The action of a request; a RefusedAction when there is none, or nobody may ask for it. Finds out
+// who asks where that matters (Request::SignIn).
+std::unique_ptr<ActionHandler> FindAction(Request &request);
 
 // The answer to a request that cannot be read, with this query.
 RefusedAction RefuseUnread(std::string_view query, const Refusal &refusal);
 
 extern const Api kAlbumApi;
 extern const Api kArtistApi;
+extern const Api kAuthApi;
 extern const Api kComposerApi;
 extern const Api kCoverApi;
 extern const Api kFolderApi;
@@ -139,5 +143,6 @@ extern const Api kSharingApi;
 extern const Api kSharingPageApi;
 extern const Api kSongApi;
 extern const Api kStreamApi;
+extern const Api kUserApi;
 
 }  // namespace tonvale_entry

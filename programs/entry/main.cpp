@@ -6,11 +6,12 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
-#include <cstring>
 #include <exception>
 #include <string>
+#include <utility>
 
 #include "action.h"
+#include "login.h"
 #include "route.h"
 #include "varn/db.h"
 #include "varn/process.h"
@@ -34,20 +35,9 @@ void BoundStatements() {
     setenv("PGOPTIONS", (options + kStatementBound).c_str(), 1);
 }
 
-// The web server has asked for the login. Programs that this one starts, and a decoder that a damaged
-// song has taken over, could read it in an environment.
-void ForgetLogin() {
-    for (const char *name : {"HTTP_AUTHORIZATION", "HTTP_COOKIE"}) {
-        if (char *const value = std::getenv(name); value != nullptr) {
-            explicit_bzero(value, std::strlen(value));
-            unsetenv(name);
-        }
-    }
-}
-
-bool Answer() {
+bool Answer(Login login) {
     try {
-        const Request request = Request::Read();
+        Request request = Request::Read(std::move(login));
         return FindAction(request)->Process();
     } catch (const Refusal &refusal) {
         return RefuseUnread(RoutedQuery(), refusal).Process();
@@ -56,9 +46,9 @@ bool Answer() {
 
 // True when all of the answer went out.
 bool AnswerRequest() {
-    ForgetLogin();
+    Login login = Login::Take();
     try {
-        return Answer();
+        return Answer(std::move(login));
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "Unexpected failure: %s", error.what());
         return RefusedAction({Code::kFailed}).Process();

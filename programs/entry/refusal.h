@@ -11,10 +11,12 @@ namespace tonvale_entry {
 enum class Code : int {
     kNoSuchApi = 102,
     kBadParameter = 400,
+    kNotLoggedIn = 401,
     kNotPermitted = 403,
     kNoSuchItem = 404,
     kNoSuchMethod = 405,
     kExistsAlready = 409,
+    kTooMany = 429,  // wrong passwords
     kFailed = 500,
     kBusy = 503,
     kTookTooLong = 504,

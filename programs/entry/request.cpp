@@ -11,7 +11,6 @@
 
 #include "route.h"
 #include "tonvale/settings.h"
-#include "varn/handles.h"
 
 namespace tonvale_entry {
 
@@ -47,24 +46,9 @@ std::string ReadForm() {
     return body;
 }
 
-// An account that the web server knows and this system does not is nobody.
-std::optional<VARN::APIRequest> LoggedIn() {
-    const std::string name = Variable("REMOTE_USER");
-    const varn::User user = name.empty() ? nullptr : varn::UserByName(name.c_str());
-    if (!user) {
-        return std::nullopt;
-    }
-    return VARN::APIRequest(user->uid, user->szName, tonvale_service::PreferenceFolder(name));
-}
-
 }  // namespace
 
-std::string Variable(const char *name) {
-    const char *value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
-Request Request::Read() {
+Request Request::Read(Login login) {
     const std::string method = Variable("REQUEST_METHOD");
     const bool isPost = method == "POST";
     if (!isPost && method != "GET" && method != "HEAD") {
@@ -74,15 +58,22 @@ Request Request::Read() {
     if (!parameters) {
         throw Refusal{Code::kBadParameter};
     }
-    auto user = LoggedIn();
-    const bool isLoggedIn = user.has_value();
-    return Request(user.value_or(VARN::APIRequest(varn::kNoUser, "", "")), isLoggedIn,
-                   *std::move(parameters), method == "HEAD");
+    return Request(std::move(login), *std::move(parameters), method);
+}
+
+void Request::SignIn() {
+    const tonvale_service::SignIn known = login_.Decide();
+    if (known.standing == tonvale_service::Standing::kKnown) {
+        user_ = VARN::APIRequest(known.who.uid, known.who.name,
+                                 tonvale_service::PreferenceFolder(known.who.name));
+        proof_ = known.proof;
+        proofId_ = known.who.id;
+    }
 }
 
 unsigned Request::Rights() const {
     if (!rights_) {
-        rights_ = isLoggedIn_ ? AudioUsers::GetUserPermission(user_.GetLoginUserName()) : 0;
+        rights_ = IsLoggedIn() ? AudioUsers::GetUserPermission(user_.GetLoginUserName()) : 0;
     }
     return *rights_;
 }
@@ -157,6 +148,10 @@ std::vector<std::string> Request::Names(const std::string &name,
         throw Refusal{Code::kBadParameter, name};
     }
     return *std::move(values);
+}
+
+unsigned Request::RightsIn(const std::string &name) const {
+    return tonvale_service::MaskOf(Names(name, tonvale_service::RightNames(RIGHT_ALL)));
 }
 
 std::string Request::Choice(const std::string &name, const std::vector<std::string> &known,

@@ -5,8 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "login.h"
 #include "parameters.h"
 #include "refusal.h"
+#include "varn/account.h"
 #include "varn/webapi.h"
 
 namespace tonvale_entry {
@@ -22,15 +24,28 @@ class Request {
     // Reads the CGI environment (RFC 3875) and the form on standard input. Throws a Refusal for a
     // method other than GET, HEAD and POST, a body that is no form or too large, and parameters
     // that cannot be read.
-    static Request Read();
+    static Request Read(Login login);
+
+    // Finds out who asks; until then nobody does. Throws a Refusal (Login::Decide).
+    void SignIn();
 
     // The account that logged in, "" when nobody did; and the rights of its entry in the users
     // file (tonvale/settings.h), 0 for somebody who may not use the server.
     const VARN::APIRequest &User() const { return user_; }
-    bool IsLoggedIn() const { return isLoggedIn_; }
+    bool IsLoggedIn() const { return proof_ != tonvale_service::Proof::kNone; }
+    // How the account proved itself, and the id of the session or key.
+    tonvale_service::Proof ProvedBy() const { return proof_; }
+    int ProofId() const { return proofId_; }
+    const Login &From() const { return login_; }
     unsigned Rights() const;
     // Throws a Refusal unless the account has the right.
     void Require(unsigned right) const;
+
+    bool IsPost() const { return isPost_; }
+
+    // Adds a field to the header of an answer with data; each begins with a line's end.
+    void AddField(const std::string &field) const { fields_ += field; }
+    const std::string &Fields() const { return fields_; }
 
     // True when only the header of the answer is wanted.
     bool WantsHeaderOnly() const { return headerOnly_; }
@@ -51,21 +66,27 @@ class Request {
     // Any number of values, each of them one of the known names.
     std::vector<std::string> Names(const std::string &name,
                                    const std::vector<std::string> &known) const;
+    // The mask of the rights that are named.
+    unsigned RightsIn(const std::string &name) const;
     // One of the known names.
     std::string Choice(const std::string &name, const std::vector<std::string> &known,
                        const std::string &otherwise) const;
 
   private:
-    Request(VARN::APIRequest user, bool isLoggedIn, Parameters parameters, bool headerOnly)
-        : user_(std::move(user)),
-          isLoggedIn_(isLoggedIn),
-          headerOnly_(headerOnly),
+    Request(Login login, Parameters parameters, const std::string &method)
+        : login_(std::move(login)),
+          isPost_(method == "POST"),
+          headerOnly_(method == "HEAD"),
           parameters_(std::move(parameters)) {}
 
-    VARN::APIRequest user_;
-    bool isLoggedIn_;
+    Login login_;
+    VARN::APIRequest user_{varn::kNoUser, "", ""};
+    tonvale_service::Proof proof_ = tonvale_service::Proof::kNone;
+    int proofId_ = 0;
+    bool isPost_;
     bool headerOnly_;
     Parameters parameters_;
+    mutable std::string fields_;
     mutable std::optional<unsigned> rights_;
 };
 

@@ -46,14 +46,6 @@ bool IsAnyGiven(const Request &asked, std::initializer_list<const char *> names)
                        [&](const char *name) { return asked.Given(name).has_value(); });
 }
 
-unsigned RightsIn(const Request &asked) {
-    std::vector<std::string> known;
-    for (const tonvale_service::Right &right : tonvale_service::AllRights()) {
-        known.emplace_back(right.name);
-    }
-    return tonvale_service::MaskOf(asked.Names("permissions", known));
-}
-
 std::string ShortText(const Request &asked, const std::string &name) {
     std::string text = asked.Text(name);
     if (text.size() > kLongestText) {
@@ -77,7 +69,7 @@ Json::Value Set(const Request &asked) {
         !tonvale_service::IsAdministrator(asked.User().GetLoginUserName())) {
         throw Refusal{Code::kNotPermitted};
     }
-    const unsigned mask = setsRights ? RightsIn(asked) : 0;
+    const unsigned mask = setsRights ? asked.RightsIn("permissions") : 0;
     const std::string user = setsRights ? asked.RequiredText("user") : "";
     const auto key = setsKey ? asked.Number("custom_key", 0, 1, tonvale_service::kCustomKeys) : 0;
     const std::string type = ShortText(asked, "type");

@@ -65,11 +65,16 @@ enum class Reason {
     kNotAPort,            // (text)
     kObjectIdTooLong,
     kUnwritableEntry,  // (path or address) an entry that can be read but not written
+    kNotAUserName,     // (text)
+    kNotAPassword,
+    kNotAPurpose,  // of a key
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)
     kMayNotShare,        // (user)
     kPlaylistOfAnother,  // (path) its mode does not let all read or write it
+    kWrongPassword,
+    kUserStays,  // (name) an account that the system needs
 
     // kNotFound
     kNoSuchUser,           // (name)
@@ -89,15 +94,20 @@ enum class Reason {
     kPlaylistOutside,  // (path)
     kSongsLeft,        // nothing was done
     kNoEqualizerSelected,
+    kNoSuchSession,  // (id)
+    kNoSuchKey,      // (id)
 
     // kExists
     kPlaylistExists,  // (path)
     kLinkExists,      // (id)
     kPinExists,
+    kUserExists,  // (name)
+    kTooManyKeys,
 
     // kBusy
-    kSettingsLocked,  // (path)
-    kPlaylistLocked,  // (path) somebody else writes it
+    kSettingsLocked,   // (path)
+    kPlaylistLocked,   // (path) somebody else writes it
+    kTooManyAttempts,  // wrong passwords
 
     // kFailed
     kLibraryAway,
@@ -142,6 +152,8 @@ enum class Reason {
     kServerTooSlow,
     kServerSendsTooMuch,
     kTooManyServerObjects,
+    kLoginsNotRead,      // (path)
+    kAccountNotChanged,  // (the problem)
 
     kCount  // of the reasons
 };

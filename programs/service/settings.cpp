@@ -190,6 +190,21 @@ void SetPermission(const std::string &user, unsigned mask) {
     }
 }
 
+void SetFirstPermission(uid_t uid, unsigned mask) {
+    if (!ReadUsers().isMember(std::to_string(uid))) {
+        Record(uid, mask);
+    }
+}
+
+void RemoveEntry(uid_t uid) {
+    const SettingsLock lock;
+    Json::Value users = ReadUsers();
+    if (users.isMember(std::to_string(uid))) {
+        AudioUsers::Remove(users, uid);
+        Save(UsersFile(), users);
+    }
+}
+
 // Gives the rights that AudioUsers::InitUserPermission gives, and syncs what it writes.
 void MakeUsers() {
     const SettingsLock lock;

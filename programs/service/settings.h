@@ -50,6 +50,10 @@ Json::Value UserList();
 // user's links as well.
 void SetPermission(const std::string &user, unsigned mask);
 
+// Records rights for somebody who has no entry yet, and takes an entry away.
+void SetFirstPermission(uid_t uid, unsigned mask);
+void RemoveEntry(uid_t uid);
+
 // Makes the users file where there is none: every right for "admin", none for "guest".
 void MakeUsers();
 

@@ -85,6 +85,12 @@ constexpr Wording kWordings[] = {
     {Reason::kObjectIdTooLong, "that is too long for the id of an object"},
     {Reason::kUnwritableEntry,
      "the playlist has the entry {}, which can be read and not written; remove it first"},
+    {Reason::kNotAUserName,
+     "'{}' names no user: a name has 32 letters, digits and _ . - at most, and begins with a "
+     "letter, "
+     "a digit or _"},
+    {Reason::kNotAPassword, "a password has 8 to 256 bytes and no control characters"},
+    {Reason::kNotAPurpose, "what a key is for is told in 200 bytes of UTF-8 at most"},
 
     {Reason::kNoPersonalLibrary,
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "
@@ -93,6 +99,8 @@ constexpr Wording kWordings[] = {
     {Reason::kPlaylistOfAnother,
      "the playlist {} belongs to another account; mode 0644 shows it to all, 0666 lets all change "
      "it"},
+    {Reason::kWrongPassword, "the password is wrong"},
+    {Reason::kUserStays, "the user {} is a part of the system and stays"},
 
     {Reason::kNoSuchUser, "there is no user '{}'"},
     {Reason::kNoSuchSong, "there is no song {} for the user; 'tonvale songs' lists them"},
@@ -116,16 +124,22 @@ constexpr Wording kWordings[] = {
     {Reason::kSongsLeft,
      "songs left the library meanwhile, and none was rated; 'tonvale songs' lists what is there"},
     {Reason::kNoEqualizerSelected, "no equalizer profile is selected, or it is off"},
+    {Reason::kNoSuchSession, "there is no session {}"},
+    {Reason::kNoSuchKey, "there is no key {}; 'tonvale user key list' shows them"},
 
     {Reason::kPlaylistExists, "there is already a playlist {}"},
     {Reason::kLinkExists,
      "the playlist already has the link {}; 'tonvale share update' changes its days"},
     {Reason::kPinExists, "that is pinned already"},
+    {Reason::kUserExists, "there is a user {} already; 'tonvale user passwd' changes the password"},
+    {Reason::kTooManyKeys, "a user has 100 keys at most; 'tonvale user key remove' takes one away"},
 
     {Reason::kSettingsLocked,
      "the settings cannot be locked: see that {} can be opened, and try again when nobody else "
      "changes them"},
     {Reason::kPlaylistLocked, "{} cannot be locked: try again when nobody else changes playlists"},
+    {Reason::kTooManyAttempts, "too many wrong passwords; try again later"},
+
     {Reason::kLibraryAway, "the library did not answer; the lines above tell why"},
     {Reason::kFileNotWritten,
      "cannot write {}; see that its folder is there and its disk has room"},
@@ -189,6 +203,8 @@ constexpr Wording kWordings[] = {
     {Reason::kServerSendsTooMuch, "the server sends too much; ask for fewer objects"},
     {Reason::kTooManyServerObjects,
      "more than 100000 objects; ask for a part of them with --limit"},
+    {Reason::kLoginsNotRead, "cannot read {}"},
+    {Reason::kAccountNotChanged, "{}"},
 };
 
 constexpr bool HasEveryReason() {

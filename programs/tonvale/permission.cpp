@@ -1,4 +1,4 @@
-// What users may do: the verbs user and permission.
+// What users may do: the verb permission.
 #include <json/json.h>
 
 #include <algorithm>
@@ -9,7 +9,6 @@
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/link_hooks.h"
 #include "service/settings.h"
 #include "tonvale/settings.h"
 #include "user.h"
@@ -28,73 +27,6 @@ struct PermissionOptions {
     std::vector<std::string> rights;
     bool json = false;
 };
-
-// False, with a message, for a root that is not prepared.
-bool IsPrepared() {
-    const auto done = CheckRoot();
-    if (!done) {
-        Complain(done.Message());
-    }
-    return static_cast<bool>(done);
-}
-
-// ---- user --------------------------------------------------------------------------------------
-
-std::string NamesOf(const Json::Value &rights) {
-    std::string names;
-    for (const Right &right : tonvale_service::AllRights()) {
-        if (rights[right.name].asBool()) {
-            names += (names.empty() ? "" : " ") + std::string(right.name);
-        }
-    }
-    return names;
-}
-
-int ListUsers(const PermissionOptions &options) {
-    if (!IsPrepared()) {
-        return kFailed;
-    }
-    const Json::Value users = tonvale_service::UserList();
-    if (options.json) {
-        PrintJson(users);
-        return kDone;
-    }
-    Table table({{"UID", true, false}, {"NAME", false, false}, {"RIGHTS", false, true}});
-    for (const Json::Value &user : users) {
-        const std::string name = user["name"].asString();
-        table.AddRow(
-            {user["uid"].asString(), name.empty() ? "(gone)" : name, NamesOf(user["rights"])});
-    }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
-    return kDone;
-}
-
-// The share links of users who may not share any more are taken away. Rights are recorded where the
-// database does not start, too.
-void StartForLinks() {
-    if (auto done = StartDatabase(); !done) {
-        Complain(done.Message());
-    }
-}
-
-int SyncUsers() {
-    if (!IsPrepared()) {
-        return kFailed;
-    }
-    const Json::Value before = tonvale_service::ReadUsers();
-    StartForLinks();
-    tonvale_service::SyncUsers();
-    const Json::Value after = tonvale_service::ReadUsers();
-    for (const unsigned uid : AudioUsers::enumUsers(before)) {
-        if (!after.isMember(std::to_string(uid))) {
-            std::printf("Removed the entry of user id %u.\n", uid);
-        }
-    }
-    tonvale_service::LinksFollowLostUsers();
-    return kDone;
-}
-
-// ---- permission --------------------------------------------------------------------------------
 
 int ShowPermission(const PermissionOptions &options) {
     if (!IsPrepared()) {
@@ -129,6 +61,15 @@ int SetPermission(const PermissionOptions &options) {
     return kDone;
 }
 
+// What a user's rights are set by.
+std::vector<std::string> RightWords() {
+    std::vector<std::string> names = {kAll, kNone};
+    for (const Right &right : tonvale_service::AllRights()) {
+        names.emplace_back(right.name);
+    }
+    return names;
+}
+
 Verb AddVerb(const Verb &parent, const char *name, const char *description,
              const std::shared_ptr<PermissionOptions> &options,
              int (*run)(const PermissionOptions &)) {
@@ -139,13 +80,17 @@ Verb AddVerb(const Verb &parent, const char *name, const char *description,
 
 }  // namespace
 
-void AddUserVerb(const Verb &app) {
-    const Verb user = app.AddGroup("user", "Show whose rights are recorded");
+void AddRights(const Verb &user) {
     const auto options = std::make_shared<PermissionOptions>();
-    AddVerb(user, "list", "List the users with an entry, and what they may do", options, ListUsers)
-        .AddFlag("--json", options->json, "Print JSON instead of a table");
-    AddVerb(user, "sync", "Remove the entries of users that no longer exist", options,
-            [](const PermissionOptions &) { return SyncUsers(); });
+    const Verb rights =
+        AddVerb(user, "rights", "Show what a user may do, or record it", options,
+                [](const PermissionOptions &asked) {
+                    return asked.rights.empty() ? ShowPermission(asked) : SetPermission(asked);
+                });
+    rights.AddText("USER", options->user, "The user's name").Required();
+    rights.AddText("RIGHT", options->rights, "The rights, all others being taken away")
+        .OneOf(RightWords());
+    rights.AddFlag("--json", options->json, "Print JSON instead of a table");
 }
 
 void AddPermission(const Verb &app) {
@@ -158,12 +103,8 @@ void AddPermission(const Verb &app) {
     const Verb set =
         AddVerb(permission, "set", "Record what a user may do", options, SetPermission);
     set.AddText("USER", options->user, "The user's name").Required();
-    std::vector<std::string> names = {kAll, kNone};
-    for (const Right &right : tonvale_service::AllRights()) {
-        names.emplace_back(right.name);
-    }
     set.AddText("RIGHT", options->rights, "The rights, all others being taken away")
-        .OneOf(names)
+        .OneOf(RightWords())
         .Required();
 }
 

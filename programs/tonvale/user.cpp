@@ -20,4 +20,18 @@ std::string KnownUsers() {
     return names;
 }
 
+bool IsPrepared() {
+    const auto done = CheckRoot();
+    if (!done) {
+        Complain(done.Message());
+    }
+    return static_cast<bool>(done);
+}
+
+void StartForLinks() {
+    if (auto done = StartDatabase(); !done) {
+        Complain(done.Message());
+    }
+}
+
 }  // namespace tonvale_cli

@@ -370,7 +370,7 @@ TEST_F(Cgi, GivesRootsRightsUpWhereItCan) {
             const std::string query = "version=1&method=list&api=VARN.Tonvale." + std::string(api);
             setenv("QUERY_STRING", query.c_str(), 1);
             ASSERT_EQ(ResetCredentialsByName(varn::kPackageAccount), 0);
-            const auto request = tonvale_entry::Request::Read();
+            auto request = tonvale_entry::Request::Read(tonvale_entry::Login::Take());
             const auto action = tonvale_entry::FindAction(request);
             EXPECT_EQ(seteuid(0) == 0, isTaken) << api;
             EXPECT_FALSE(isTaken && action->Process()) << "a list is written as root";

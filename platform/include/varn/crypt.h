@@ -2,6 +2,9 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
 
 #include "varn/export.h"
 
@@ -33,3 +36,15 @@ VARN_EXPORT bool VLIBCCryptSzEncrypt(const char *plain, char *out, int outSize);
 VARN_EXPORT bool VLIBCCryptSzDecrypt(const char *cipher, char *out, int outSize);
 
 }  // extern "C"
+
+namespace varn {
+
+// Random lower-case letters and digits that are not mistaken for each other, 5 bits each. "" with
+// the error state set when there is no randomness.
+VARN_EXPORT std::string RandomText(std::size_t length);
+
+// HMAC-SHA-256 (RFC 2104) of a text under the platform's key, in hexadecimal. `purpose` keeps the
+// hashes of one use apart from those of another. Empty, with the error state set, without a key.
+VARN_EXPORT std::optional<std::string> KeyedHash(std::string_view purpose, std::string_view text);
+
+}  // namespace varn

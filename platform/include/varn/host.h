@@ -44,6 +44,15 @@ VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 // null, becomes that text when it was made now, and "" otherwise.
 VARN_EXPORT Outcome PrepareLogin(std::string *made);
 
+// Makes an account of the root, or completes what is missing of one: its lines in the files of
+// accounts and groups ("users", and "administrators" with `isAdmin`), its home, and "music" in it. A user
+// id is given once.
+VARN_EXPORT Outcome AddAccount(const std::string &name, bool isAdmin);
+
+// Takes an account of the root away: from its groups first, then its own line. With `withMusic` the
+// home goes before them, with all that is in it. An account that is gone is a success.
+VARN_EXPORT Outcome RemoveAccount(const std::string &name, bool withMusic);
+
 // Makes the folders of the web server and of the encoders' turns where they are gone: what is below
 // /var/run may not outlive a start of the machine.
 VARN_EXPORT Outcome PrepareWebFolders();

@@ -1,0 +1,102 @@
+#include "login.h"
+
+#include <strings.h>
+
+#include <cstdlib>
+#include <cstring>
+#include <optional>
+
+#include "refusal.h"
+#include "service/failure.h"
+#include "varn/handles.h"
+#include "worker.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+using tonvale_service::Proof;
+using tonvale_service::SignIn;
+using tonvale_service::Standing;
+
+std::string Variable(const char *name) {
+    const char *const value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
+std::string Taken(const char *name) {
+    char *const value = std::getenv(name);
+    if (value == nullptr) {
+        return "";
+    }
+    std::string taken = value;
+    explicit_bzero(value, std::strlen(value));
+    unsetenv(name);
+    return taken;
+}
+
+// Whom the web server has let in. An account that it knows and this system does not is nobody.
+SignIn LetIn(const std::string &name) {
+    const varn::User account = varn::UserByName(name.c_str());
+    return account ? SignIn{Standing::kKnown, Proof::kPassword, {account->uid, account->szName, 0}}
+                   : SignIn{Standing::kRefused, Proof::kNone, {}};
+}
+
+// The cookie goes with each request of the page, and never with one of another site's. The server
+// ends the session before the browser does.
+std::string CookieField(const std::string &token, const char *seconds) {
+    const bool isSecure = strcasecmp(Variable("HTTPS").c_str(), "on") == 0;
+    return std::string("\r\nSet-Cookie: ") + tonvale_service::kSessionCookie + "=" + token +
+           "; Path=/; Max-Age=" + seconds + "; HttpOnly; SameSite=Strict" +
+           (isSecure ? "; Secure" : "");
+}
+
+}  // namespace
+
+Login Login::Take() {
+    Login login;
+    login.credentials_ = {Taken("HTTP_AUTHORIZATION"), Taken("HTTP_COOKIE"),
+                          Variable("REMOTE_ADDR")};
+    login.agent_ = Variable("HTTP_USER_AGENT");
+    return login;
+}
+
+SignIn Login::Decide() const {
+    const bool isOurs = std::getenv("SCGI") != nullptr;
+    if (const std::string user = Variable("REMOTE_USER"); !isOurs && !user.empty()) {
+        return LetIn(user);
+    }
+    tonvale_service::Credentials credentials = credentials_;
+    if (!isOurs && strncasecmp(credentials.authorization.c_str(), "Basic ", 6) == 0) {
+        credentials.authorization.clear();  // the web server's to look at
+    }
+    try {
+        const SignIn known = IsWorker() ? SignInNow(credentials) : SignInSlowly(credentials);
+        if (known.standing == Standing::kSlow) {
+            LeaveWorker();
+        }
+        if (known.standing == Standing::kTooMany) {
+            throw Refusal{Code::kTooMany};
+        }
+        return known;
+    } catch (const tonvale_service::Failure &failure) {
+        throw RefusalOf(failure);
+    }
+}
+
+const char *LoginChallenge() {
+    const bool isPage = std::getenv("HTTP_SEC_FETCH_MODE") != nullptr ||
+                        std::getenv("HTTP_X_REQUESTED_WITH") != nullptr ||
+                        Variable("HTTP_USER_AGENT").starts_with("Mozilla/");
+    return isPage ? "" : "WWW-Authenticate: Basic realm=\"Tonvale\", charset=\"UTF-8\"\r\n";
+}
+
+std::string SessionField(const std::string &token) {
+    return CookieField(token, "34560000");
+}
+
+std::string NoSessionField() {
+    return CookieField("", "0");
+}
+
+}  // namespace tonvale_entry

@@ -1,0 +1,29 @@
+// The rows of sessions, keys and wrong passwords.
+#pragma once
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "varn/database.h"
+
+namespace tonvale_service {
+
+// Runs one statement of varn::Sql on the library database, as the package. Throws a Failure when the
+// database does not answer.
+varn::Rows RunOnLogins(const std::optional<std::string> &sql);
+
+// varn::KeyedHash. Throws a Failure without a key.
+std::string LoginHashOf(std::string_view purpose, std::string_view text);
+
+// What sessions and keys of a user are bound to: a hash of the name and of the password's hash.
+// Whoever gets another password, or none, loses them. Throws a Failure.
+std::string LoginStamp(const std::string &user);
+
+// 256 random bits, as text. Throws a Failure.
+std::string NewToken();
+
+// True for a text that NewToken could have made, or NewKey.
+bool IsToken(std::string_view text);
+
+}  // namespace tonvale_service

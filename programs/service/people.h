@@ -1,0 +1,40 @@
+// The users: their accounts, logins and what belongs to them.
+#pragma once
+
+#include <string>
+
+namespace tonvale_service {
+
+// Below a root of its own (SystemRoot) accounts are made and removed with their users; elsewhere they
+// are the system's, and stay.
+
+// Each throws a Failure where it cannot do all. What was begun and killed is completed when it is
+// called again.
+
+// Makes a user: the account, its home with "music" in it, every right but the server's own output
+// (an administrator has all), and last the login. A Failure for a name that is no user's or has a
+// login already, and for a password that is no password.
+void AddUser(const std::string &name, bool isAdmin, const std::string &password);
+
+// A password of 8 to 256 bytes without control characters. All sessions and keys of the user end.
+void SetPassword(const std::string &name, const std::string &password);
+
+// A random password for somebody who is told it.
+std::string MadePassword();
+
+// What goes with a user, and what stays.
+struct Belongings {
+    int sessions;
+    int keys;
+    int links;
+    int pins;
+    int stars;
+    std::string home;  // "" without one
+};
+Belongings BelongingsOf(const std::string &name);
+
+// Takes a user away, with the rows of Belongings, the login, rights, preferences and own lists; with
+// `withMusic` also the home. Shared playlists stay.
+void RemoveUser(const std::string &name, bool withMusic);
+
+}  // namespace tonvale_service

@@ -1,0 +1,241 @@
+#include "sign_in.h"
+
+#include <arpa/inet.h>
+#include <strings.h>
+
+#include <array>
+#include <chrono>
+#include <cstring>
+#include <optional>
+#include <string_view>
+#include <thread>
+
+#include "failure.h"
+#include "keys.h"
+#include "login_store.h"
+#include "slot.h"
+#include "varn/crypt.h"
+#include "varn/handles.h"
+#include "varn/logins.h"
+#include "varn/run_as.h"
+#include "varn/sql.h"
+#include "varn/systempath.h"
+
+namespace tonvale_service {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+constexpr std::size_t kLongestPassword = 256;
+
+// An attempt is counted before its password is looked at: many at once would all be the first. Each
+// one that has to wait does so after the ones before it; nothing gets into too long a line. After
+// a quarter of an hour without attempts all is forgotten.
+constexpr char kCountAttempt[] =
+    "INSERT INTO failed_login AS known (who, failures) VALUES ('@VARN:VAR', 1) "
+    "ON CONFLICT (who) DO UPDATE SET last = now(), failures = "
+    "CASE WHEN known.last < now() - interval '15 minutes' THEN 1 ELSE known.failures + 1 END, "
+    "next = CASE WHEN known.last < now() - interval '15 minutes' OR known.failures < 4 THEN now() "
+    "ELSE greatest(known.next, now()) + "
+    "interval '1 second' * least(power(2, known.failures - 4), 4) END "
+    "WHERE known.next < now() + interval '8 seconds' "
+    "RETURNING ceil(greatest(extract(epoch FROM next - now()), 0) * 1000)::integer AS wait";
+
+constexpr char kForgetAttempts[] =
+    "DELETE FROM failed_login WHERE last < now() - interval '15 minutes' OR who IN ("
+    "SELECT who FROM failed_login ORDER BY last DESC OFFSET 10000)";
+
+// Those who wait are not more than so many, and those who compute not more than the machine can do.
+constexpr unsigned kWaiting = 64;
+constexpr unsigned kComputing = 4;
+constexpr std::chrono::seconds kPatience{10};
+
+// IPv6 clients have all addresses below their first 64 bits.
+std::string NetworkOf(const std::string &address) {
+    in6_addr six{};
+    if (inet_pton(AF_INET6, address.c_str(), &six) != 1 || IN6_IS_ADDR_V4MAPPED(&six)) {
+        return address.substr(address.rfind(':') + 1);
+    }
+    std::memset(six.s6_addr + 8, 0, 8);
+    std::array<char, INET6_ADDRSTRLEN> text{};
+    return inet_ntop(AF_INET6, &six, text.data(), text.size());
+}
+
+SignIn Refused() {
+    return {Standing::kRefused, Proof::kNone, {}};
+}
+
+SignIn Known(Proof proof, const std::optional<Holder> &holder) {
+    return holder ? SignIn{Standing::kKnown, proof, *holder} : Refused();
+}
+
+struct Login {
+    std::string user;
+    std::string password;
+    std::string hash;  // "" for a user without a login
+};
+
+// Empty for what no login can be.
+std::optional<Login> LoginOf(const std::string &user, const std::string &password) {
+    constexpr std::string_view kNone("\0:\n\r", 4);
+    if (user.empty() || user.size() > kLongestPassword || password.size() > kLongestPassword ||
+        user.find_first_of(kNone) != user.npos || password.find('\0') != password.npos) {
+        return std::nullopt;
+    }
+    const varn::RunAs package(varn::Who::kPackage);
+    const auto hash = varn::LoginHash(user);
+    if (!hash) {
+        throw Failure(Reason::kLoginsNotRead, SystemPath(varn::path::kLogins));
+    }
+    return Login{user, password, *hash};
+}
+
+std::string ProofOf(const Login &login) {
+    return LoginHashOf("login", login.user + ":" + login.hash + ":" + login.password);
+}
+
+// The account of a login; none for one that is gone from the system.
+SignIn Owner(const Login &login) {
+    const varn::User account = varn::UserByName(login.user.c_str());
+    return account ? Known(Proof::kPassword, Holder{account->uid, account->szName, 0}) : Refused();
+}
+
+bool IsVerified(const Login &login) {
+    return RunOnLogins(varn::Sql("SELECT 1 FROM verified_login WHERE proof = '@VARN:VAR' "
+                                 "AND checked_at > now() - interval '1 minute'",
+                                 ProofOf(login)))
+               .Count() == 1;
+}
+
+void NoteVerified(const Login &login, const std::string &who) {
+    RunOnLogins(
+        varn::Sql("DELETE FROM verified_login WHERE checked_at < now() - interval '1 minute'; "
+                  "DELETE FROM failed_login WHERE who = '@VARN:VAR'; "
+                  "INSERT INTO verified_login (proof) VALUES ('@VARN:VAR') "
+                  "ON CONFLICT (proof) DO UPDATE SET checked_at = now()",
+                  who, ProofOf(login)));
+}
+
+SignIn TooMany() {
+    return {Standing::kTooMany, Proof::kNone, {}};
+}
+
+// How long this attempt has to wait; empty where too many do.
+std::optional<std::chrono::milliseconds> CountAttempt(const std::string &who) {
+    const varn::Rows rows = RunOnLogins(varn::Sql(kCountAttempt, who));
+    return rows.Count() == 1 ? std::optional(std::chrono::milliseconds(rows.Number(0, "wait")))
+                             : std::nullopt;
+}
+
+bool Wait(std::chrono::milliseconds wait) {
+    const Slot slot("login-wait-", kWaiting);
+    if (slot) {
+        std::this_thread::sleep_for(wait);
+    }
+    return static_cast<bool>(slot);
+}
+
+SignIn Verified(const Login &login, const std::string &address) {
+    const std::string who = LoginHashOf("attempt", login.user + "\n" + NetworkOf(address));
+    std::optional<Slot> slot(std::in_place, "login-", kComputing, kPatience);
+    if (!*slot) {
+        return TooMany();
+    }
+    if (IsVerified(login)) {
+        return Owner(login);  // another request was faster
+    }
+    const auto wait = CountAttempt(who);
+    if (!wait) {
+        return TooMany();
+    }
+    if (*wait > 0ms) {
+        slot.reset();
+        if (!Wait(*wait) || !slot.emplace("login-", kComputing, kPatience)) {
+            return TooMany();
+        }
+    }
+    if (!varn::IsPasswordOf(login.hash, login.password)) {
+        RunOnLogins(std::string(kForgetAttempts));
+        return Refused();
+    }
+    NoteVerified(login, who);
+    return Owner(login);
+}
+
+// What follows the scheme of an Authorization field; empty for another scheme.
+std::optional<std::string> After(const std::string &field, std::string_view scheme) {
+    if (field.size() <= scheme.size() || field[scheme.size()] != ' ' ||
+        strncasecmp(field.c_str(), scheme.data(), scheme.size()) != 0) {
+        return std::nullopt;
+    }
+    const std::size_t begin = std::min(field.find_first_not_of(' ', scheme.size()), field.size());
+    return field.substr(begin, field.find_last_not_of(' ') + 1 - begin);
+}
+
+// NAME:PASSWORD in base64 (RFC 7617).
+std::optional<Login> BasicLogin(const std::string &encoded) {
+    std::array<unsigned char, 1024> text{};
+    std::size_t length = 0;
+    if (VLIBCBase64Decode(encoded.c_str(), text.data(), text.size(), &length) != 0) {
+        return std::nullopt;
+    }
+    const std::string decoded(text.begin(), text.begin() + static_cast<std::ptrdiff_t>(length));
+    const std::size_t colon = decoded.find(':');
+    return colon == decoded.npos ? std::nullopt
+                                 : LoginOf(decoded.substr(0, colon), decoded.substr(colon + 1));
+}
+
+// The value of our cookie (RFC 6265, 4.2); empty without one.
+std::optional<std::string> SessionIn(std::string_view cookies) {
+    constexpr std::string_view kName = kSessionCookie;
+    while (!cookies.empty()) {
+        std::string_view one = cookies.substr(0, cookies.find(';'));
+        cookies.remove_prefix(std::min(one.size() + 1, cookies.size()));
+        one.remove_prefix(std::min(one.find_first_not_of(' '), one.size()));
+        if (one.starts_with(kName) && one.substr(kName.size()).starts_with('=')) {
+            one.remove_prefix(kName.size() + 1);
+            return std::string(one.substr(0, one.find_last_not_of(' ') + 1));
+        }
+    }
+    return std::nullopt;
+}
+
+SignIn Find(const Credentials &credentials, bool hasTime) {
+    if (const auto key = After(credentials.authorization, "Bearer")) {
+        return Known(Proof::kKey, FindKey(*key));
+    }
+    if (const auto basic = After(credentials.authorization, "Basic")) {
+        const auto login = BasicLogin(*basic);
+        if (!login) {
+            return Refused();
+        }
+        if (IsVerified(*login)) {
+            return Owner(*login);
+        }
+        return hasTime ? Verified(*login, credentials.address)
+                       : SignIn{Standing::kSlow, Proof::kNone, {}};
+    }
+    if (const auto session = SessionIn(credentials.cookie)) {
+        return Known(Proof::kSession, FindSession(*session));
+    }
+    return {};
+}
+
+}  // namespace
+
+SignIn SignInNow(const Credentials &credentials) {
+    return Find(credentials, false);
+}
+
+SignIn SignInSlowly(const Credentials &credentials) {
+    return Find(credentials, true);
+}
+
+SignIn SignInByPassword(const std::string &user, const std::string &password,
+                        const std::string &address) {
+    const auto login = LoginOf(user, password);
+    return login ? Verified(*login, address) : Refused();
+}
+
+}  // namespace tonvale_service

@@ -1,0 +1,49 @@
+// Who somebody is, by what a client sends to prove it.
+#pragma once
+
+#include <string>
+
+#include "sessions.h"
+
+namespace tonvale_service {
+
+inline constexpr char kSessionCookie[] = "tonvale_session";
+
+struct Credentials {
+    std::string authorization;  // the header field of this name
+    std::string cookie;         // the header field of this name
+    std::string address;        // where the client is
+};
+
+enum class Proof { kNone, kSession, kKey, kPassword };
+
+enum class Standing {
+    kNobody,   // there is nothing that would prove anything
+    kKnown,    // `who` is
+    kRefused,  // what was sent proves nothing
+    kSlow,     // a password hash has to be computed first: SignInSlowly tells
+    kTooMany,  // wrong passwords from there; not looked at
+};
+
+struct SignIn {
+    Standing standing = Standing::kNobody;
+    Proof proof = Proof::kNone;
+    Holder who{};  // `id` is the session's or the key's, 0 for a password
+};
+
+// Each of these throws a Failure when the database or the logins cannot be read.
+
+// By "Authorization: Bearer KEY", else "Authorization: Basic", else the session's cookie: the first
+// of them that is there decides. Soon done.
+SignIn SignInNow(const Credentials &credentials);
+
+// The same, and computes the hash of a password that is not known to be right. It may take some
+// seconds: from the fifth wrong password for a name from a network on, each next one waits longer.
+// Other networks do not, and so nobody is shut out.
+SignIn SignInSlowly(const Credentials &credentials);
+
+// A name and its password, in the same way.
+SignIn SignInByPassword(const std::string &user, const std::string &password,
+                        const std::string &address);
+
+}  // namespace tonvale_service
