@@ -40,17 +40,24 @@ CREATE TABLE tag_text (
     words             text                -- of the form
 );
 
+-- Here the lines are title and genres, and then those of the tags: a scan needs no join.
 CREATE TABLE song_text (
-    track  integer PRIMARY KEY,
-    userid integer NOT NULL,
-    kind   "char" NOT NULL,   -- f: a file, s: one that is split, v: a track of it, o: one without it
-    tags   uuid NOT NULL,
-    form   text NOT NULL,     -- the lines are title and genres
-    words  text
+    track      integer PRIMARY KEY,
+    userid     integer NOT NULL,
+    kind       "char" NOT NULL, -- f: a file, s: one that is split, v: a track of it, o: one without it
+    tags       uuid NOT NULL,
+    form       text NOT NULL,
+    title_sort text NOT NULL,
+    words      text
 );
 
+-- The lines of a song's form that are its own. The others are found through tag_text.
+CREATE FUNCTION own_lines(form text) RETURNS text LANGUAGE sql IMMUTABLE PARALLEL SAFE AS $$
+    SELECT split_part(form, E'\n', 1) || E'\n' || split_part(form, E'\n', 2)
+$$;
+
 CREATE INDEX tag_text_form ON tag_text USING gin (form gin_trgm_ops);
-CREATE INDEX song_text_form ON song_text USING gin (form gin_trgm_ops);
+CREATE INDEX song_text_own ON song_text USING gin (own_lines(form) gin_trgm_ops);
 CREATE INDEX song_text_tags ON song_text (tags);
 
 -- Removes tags that no song has any more. Those that another transaction gives a song are locked by
@@ -70,7 +77,7 @@ DECLARE
     old uuid[] := ARRAY(SELECT DISTINCT tags FROM song_text WHERE track = ANY (songs));
 BEGIN
     WITH wanted AS MATERIALIZED (
-        SELECT t.id, t.userid, t.title, t.agg_genre,
+        SELECT t.id, t.userid, t.title, t.title_sort, t.agg_genre,
                (CASE WHEN NOT t.is_virtual THEN CASE WHEN t.has_virtual THEN 's' ELSE 'f' END
                      WHEN EXISTS (SELECT FROM track f WHERE f.path = t.path AND f.has_virtual)
                      THEN 'v' ELSE 'o' END)::"char" AS kind,
@@ -83,22 +90,24 @@ BEGIN
           JOIN artist_track r ON r.track = i.song
           JOIN album_track a ON a.track = i.song
           JOIN track t ON t.id = i.song),
-    stored AS (
-        INSERT INTO tag_text
+    tagged AS MATERIALIZED (
         SELECT tags, album, album_sort, album_artist, album_artist_sort, artist, artist_sort,
-               composer, composer_sort, form, search_words(form)
-          FROM (SELECT DISTINCT ON (tags) * FROM wanted ORDER BY tags) w, LATERAL (SELECT
+               composer, composer_sort,
                ' ' || search_form(album) || E'\n ' || search_form(album_artist) || E'\n ' ||
-               search_form(artist) || E'\n ' || search_form(composer) AS form) f
+               search_form(artist) || E'\n ' || search_form(composer) AS form
+          FROM (SELECT DISTINCT ON (tags) * FROM wanted ORDER BY tags) w),
+    stored AS (
+        INSERT INTO tag_text SELECT *, search_words(form) FROM tagged
         ON CONFLICT (id) DO UPDATE SET id = excluded.id)
-    INSERT INTO song_text AS s (track, userid, kind, tags, form, words)
-    SELECT id, userid, kind, tags, form, search_words(form)
-      FROM wanted, LATERAL (SELECT
-           ' ' || search_form(title) || E'\n ' || search_form(agg_genre) AS form) f
+    INSERT INTO song_text AS s (track, userid, kind, tags, form, title_sort, words)
+    SELECT w.id, userid, kind, w.tags, f.form, title_sort, search_words(f.form)
+      FROM wanted w JOIN tagged t ON t.tags = w.tags, LATERAL (SELECT ' ' || search_form(title) ||
+           E'\n ' || search_form(agg_genre) || E'\n' || t.form AS form) f
     ON CONFLICT (track) DO UPDATE SET userid = excluded.userid, kind = excluded.kind,
-        tags = excluded.tags, form = excluded.form, words = excluded.words
-        WHERE (s.userid, s.kind, s.tags, s.form) IS DISTINCT FROM
-              (excluded.userid, excluded.kind, excluded.tags, excluded.form);
+        tags = excluded.tags, form = excluded.form, title_sort = excluded.title_sort,
+        words = excluded.words
+        WHERE (s.userid, s.kind, s.tags, s.form, s.title_sort) IS DISTINCT FROM (excluded.userid,
+              excluded.kind, excluded.tags, excluded.form, excluded.title_sort);
     IF old <> '{}' THEN
         PERFORM drop_unused_tags(old);
     END IF;
@@ -123,8 +132,9 @@ BEGIN
     WITH differs AS MATERIALIZED (
         SELECT c.id, f.path AS old, c.path AS new, f.has_virtual OR c.has_virtual AS splits
           FROM changed c JOIN former f USING (id)
-         WHERE (c.title, c.userid, c.is_virtual, c.has_virtual, c.path, c.agg_genre) IS DISTINCT FROM
-               (f.title, f.userid, f.is_virtual, f.has_virtual, f.path, f.agg_genre))
+         WHERE (c.title, c.title_sort, c.userid, c.is_virtual, c.has_virtual, c.path, c.agg_genre)
+               IS DISTINCT FROM
+               (f.title, f.title_sort, f.userid, f.is_virtual, f.has_virtual, f.path, f.agg_genre))
     SELECT array_agg(id) INTO songs FROM (
         SELECT id FROM differs UNION
         SELECT v.id FROM differs d JOIN track v ON v.path IN (d.old, d.new) AND v.is_virtual

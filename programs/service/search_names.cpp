@@ -39,16 +39,14 @@ constexpr NameKind kNames[] = {
     {"albums",
      "(SELECT id, album AS name, album_sort AS name_sort, album_artist AS more, album_artist_sort "
      "AS"
-     " more_sort, form, CASE album_artist WHEN '' THEN " LINES(
-         "form", "1", "3") " ELSE " LINES("form", "1",
-                                          "2") " END AS looked, CASE album_artist WHEN '' "
-                                               "THEN " LINES("COALESCE(words, form)", "1",
-                                                             "3") " ELSE " LINES("COALESCE(words, "
-                                                                                 "form)",
-                                                                                 "1",
-                                                                                 "2") " END AS "
-                                                                                      "begun FROM "
-                                                                                      "tag_text)",
+     " more_sort, form, CASE album_artist WHEN '' THEN " LINES("form", "1", "3") " ELSE " LINES(
+         "form", "1", "2") " END AS looked, CASE album_artist WHEN '' "
+                           "THEN " LINES("COALESCE(words, form)", "1", "3") " ELSE " LINES(
+                               "COALESCE(words, "
+                               "form)",
+                               "1", "2") " END AS "
+                                         "begun FROM "
+                                         "tag_text)",
      "name, more, name_sort, more_sort"},
     {"artists",
      "(SELECT id, artist AS name, artist_sort AS name_sort, '' AS more, '' AS more_sort, form,"
@@ -63,11 +61,6 @@ constexpr NameKind kNames[] = {
      " FROM tag_text)",
      "name, name_sort"}};
 #undef LINES
-
-std::string Paged(int offset, int limit) {
-    return " OFFSET " + std::to_string(offset) +
-           (limit > 0 ? " LIMIT " + std::to_string(limit) : "");
-}
 
 // Names in their order, of songs that the request lets through.
 std::string Statement(const NameKind &names, const SearchTerms &terms, const ListRequest &request) {
@@ -140,8 +133,9 @@ const std::vector<std::string> &SearchedGroups() {
 
 std::unique_ptr<Page> SearchGroups(const std::string &kind, const ListRequest &request,
                                    const std::string &keyword) {
-    const auto *const names = std::find_if(std::begin(kNames), std::end(kNames),
-                                           [&](const NameKind &known) { return kind == known.list; });
+    const auto *const names =
+        std::find_if(std::begin(kNames), std::end(kNames),
+                     [&](const NameKind &known) { return kind == known.list; });
     if (names == std::end(kNames)) {
         throw Failure(Reason::kUnknownSearchField, kind);
     }

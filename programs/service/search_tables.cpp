@@ -66,4 +66,9 @@ std::string SeenSongs(const ListRequest &request) {
            (filters.empty() ? "" : " AND " + Filtered(request, filters));
 }
 
+std::string Paged(int offset, int limit) {
+    return " OFFSET " + std::to_string(offset) +
+           (limit > 0 ? " LIMIT " + std::to_string(limit) : "");
+}
+
 }  // namespace tonvale_service

@@ -13,6 +13,7 @@ namespace tonvale_service {
 namespace {
 
 constexpr std::size_t kIndexedCharacters = 3;
+constexpr std::size_t kMostIndexed = 3;
 
 std::size_t CharactersOf(const std::string &text) {
     return static_cast<std::size_t>(std::count_if(text.begin(), text.end(), [](char c) {
@@ -45,13 +46,15 @@ SearchTerms::SearchTerms(varn::Database &database, const std::string &keyword) {
     if (words_.empty()) {
         throw Failure(Reason::kEmptyKeyword);
     }
-    for (std::size_t i = 1; i < words_.size(); ++i) {
-        longest_ = CharactersOf(words_[i]) > CharactersOf(words_[longest_]) ? i : longest_;
+    for (std::size_t i = 0; i < words_.size(); ++i) {
+        if (CharactersOf(words_[i]) >= kIndexedCharacters) {
+            indexed_.push_back(i);
+        }
     }
-}
-
-bool SearchTerms::HasAnchor() const {
-    return CharactersOf(words_[longest_]) >= kIndexedCharacters;
+    std::sort(indexed_.begin(), indexed_.end(), [&](std::size_t a, std::size_t b) {
+        return CharactersOf(words_[a]) > CharactersOf(words_[b]);
+    });
+    indexed_.resize(std::min(indexed_.size(), kMostIndexed));
 }
 
 std::string SearchTerms::Has(std::size_t word, const std::string &form) const {
@@ -63,11 +66,11 @@ std::string SearchTerms::Begins(std::size_t word, const std::string &words) cons
 }
 
 std::string SearchTerms::HasAll(const std::string &form) const {
-    return Together(Count(), [&](std::size_t word) { return Has(word, form); });
+    return Together(words_.size(), [&](std::size_t word) { return Has(word, form); });
 }
 
 std::string SearchTerms::BeginsAll(const std::string &words) const {
-    return Together(Count(), [&](std::size_t word) { return Begins(word, words); });
+    return Together(words_.size(), [&](std::size_t word) { return Begins(word, words); });
 }
 
 std::string SearchTerms::Rank(const std::string &line, const std::string &begins) const {

@@ -15,8 +15,6 @@ class SearchTerms {
     // or nothing but blanks and marks.
     SearchTerms(varn::Database &database, const std::string &keyword);
 
-    std::size_t Count() const { return words_.size(); }
-
     // True for a form with the word in it; and where it begins a word of `words`.
     std::string Has(std::size_t word, const std::string &form) const;
     std::string Begins(std::size_t word, const std::string &words) const;
@@ -28,13 +26,12 @@ class SearchTerms {
     // How well a line of a form fits: 1 the whole, 2 it begins so, 3 `begins` is true, 4 otherwise.
     std::string Rank(const std::string &line, const std::string &begins) const;
 
-    // The longest word, if it has the three characters that an index needs.
-    bool HasAnchor() const;
-    std::string HasTheAnchor(const std::string &form) const { return Has(longest_, form); }
+    // The words that an index can find, which takes three characters: a few, the longest first.
+    const std::vector<std::size_t> &Indexed() const { return indexed_; }
 
   private:
     std::vector<std::string> words_;
-    std::size_t longest_ = 0;
+    std::vector<std::size_t> indexed_;
 };
 
 // A line of a form, from 1 on.
