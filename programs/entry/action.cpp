@@ -41,6 +41,7 @@ const auto &Apis() {
         &kPinApi,
         &kPlayerApi,
         &kPlaylistApi,
+        &kSearchApi,
         &kSettingApi,
         &kSharingApi,
         &kSharingPageApi,
