@@ -3,8 +3,8 @@
 # touched.
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
-                libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev libmpdclient-dev postgresql-15
-                ffmpeg imagemagick lighttpd nginx)
+                libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev libmpdclient-dev libmimalloc-dev
+                postgresql-15 ffmpeg imagemagick lighttpd nginx)
 test_packages=(libgtest-dev lighttpd-mod-openssl openssl shairport-sync mpd minidlna locales)
 
 as_root() {
