@@ -1,23 +1,33 @@
-// make-tree DIR COUNT [--seed N]: a tree of tagged one-second MP3 files to measure an indexer with.
+// make-tree DIR COUNT [--seed N]: a tree of tagged audio files to measure an indexer with: MP3 of
+// several kinds, and FLAC and M4A with pictures, whose sound is a hole on the
+// disk where no indexer reads.
 // The same arguments give the same tree, byte for byte.
+#include <taglib/commentsframe.h>
+#include <taglib/flacfile.h>
+#include <taglib/id3v2framefactory.h>
 #include <taglib/id3v2tag.h>
+#include <taglib/mp4file.h>
+#include <taglib/tbytevectorstream.h>
 #include <taglib/textidentificationframe.h>
 #include <taglib/tpropertymap.h>
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
+#include <algorithm>
 #include <array>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <random>
 #include <stdexcept>
 #include <string>
 
+#include "sounds.h"
+
 namespace {
 
 constexpr int kTracksPerAlbum = 10;
 constexpr int kAlbumsPerArtist = 4;
+constexpr unsigned kPictureBytes = 500'000;
 
 constexpr std::array kAdjectives = {"Silent", "Étoile", "Golden", "Überall", "Broken", "Northern",
                                     "夜の",   "Paper",  "Ночной", "Velvet",  "Hollow", "Señor"};
@@ -30,6 +40,7 @@ struct Options {
     std::string folder;
     int count = 0;
     unsigned seed = 1;
+    int seconds = 120;
 };
 
 // Picks by the bare engine: the standard's distributions differ from library to library.
@@ -50,19 +61,6 @@ class Picker {
     std::mt19937 engine_;
 };
 
-// MPEG-1 layer III, 128 kbit/s, 44.1 kHz, joint stereo: frames of 417 bytes, 1152 samples each.
-// Zero side information says that no frequency line has a value, which is silence.
-std::string OneSecondOfSilence() {
-    constexpr int kFrames = 38;
-    std::string frame(417, '\0');
-    frame.replace(0, 4, "\xFF\xFB\x90\x64");
-    std::string audio;
-    for (int i = 0; i < kFrames; ++i) {
-        audio += frame;
-    }
-    return audio;
-}
-
 std::string Numbered(const std::string &name, int number) {
     std::string digits = std::to_string(number);
     digits.insert(0, digits.size() < 5 ? 5 - digits.size() : 0, '0');
@@ -72,14 +70,29 @@ std::string Numbered(const std::string &name, int number) {
 struct Album {
     std::string artist;
     std::string title;
+    std::string composer;
     std::string year;
     TagLib::StringList genres;
+    bench::Sound sound = bench::Sound::kConstant;
+    bool isNewTag = false;  // of an MP3 file: ID3v2.4
 };
+
+// Of a hundred albums 68 are MP3 of a constant bit rate, 20 have a table, 2 none; 6 are FLAC, 4 M4A.
+bench::Sound SoundOf(std::size_t percent) {
+    return percent < 68   ? bench::Sound::kConstant
+           : percent < 88 ? bench::Sound::kTable
+           : percent < 90 ? bench::Sound::kNoTable
+           : percent < 96 ? bench::Sound::kFlac
+                          : bench::Sound::kM4a;
+}
 
 Album MakeAlbum(int number, Picker &picker) {
     Album album;
     album.artist = Numbered("Artist", number / kAlbumsPerArtist);
     album.title = Numbered(picker.Name(), number);
+    album.composer = "Composer " + picker.Name();
+    album.sound = SoundOf(picker.Below(100));
+    album.isNewTag = picker.Below(4) == 0;
     album.year = std::to_string(1960 + picker.Below(60));
     album.genres.append(TagLib::String(picker.Word(kGenres), TagLib::String::UTF8));
     if (picker.Below(3) == 0) {
@@ -88,34 +101,76 @@ Album MakeAlbum(int number, Picker &picker) {
     return album;
 }
 
-std::string MakeTag(const Album &album, const std::string &title, int track) {
+TagLib::PropertyMap Texts(const Album &album, const std::string &title, int track) {
     const auto text = [](const std::string &value) {
         return TagLib::StringList(TagLib::String(value, TagLib::String::UTF8));
     };
-    TagLib::PropertyMap properties;
-    properties["TITLE"] = text(title);
-    properties["ARTIST"] = text(album.artist);
-    properties["ALBUMARTIST"] = text(album.artist);
-    properties["ALBUM"] = text(album.title);
-    properties["DATE"] = text(album.year);
-    properties["TRACKNUMBER"] = text(std::to_string(track) + "/" + std::to_string(kTracksPerAlbum));
-    properties["GENRE"] = album.genres;
+    TagLib::PropertyMap texts;
+    texts["TITLE"] = text(title);
+    texts["ARTIST"] = text(album.artist);
+    texts["ALBUMARTIST"] = text(album.artist);
+    texts["ALBUM"] = text(album.title);
+    texts["COMPOSER"] = text(album.composer);
+    texts["COMMENT"] = text("Track " + std::to_string(track) + " of " + album.title);
+    texts["DATE"] = text(album.year);
+    texts["TRACKNUMBER"] = text(std::to_string(track) + "/" + std::to_string(kTracksPerAlbum));
+    texts["GENRE"] = album.genres;
+    return texts;
+}
+
+// The older version in UTF-16, as most programs write it; several genres are a list only in the
+// later one.
+std::string Id3(const Album &album, const TagLib::PropertyMap &texts) {
     TagLib::ID3v2::Tag tag;
-    tag.setProperties(properties);
-    // Several genres are a list only in the later version.
-    const bool isList = album.genres.size() > 1;
-    const TagLib::ByteVector bytes = tag.render(isList ? TagLib::ID3v2::v4 : TagLib::ID3v2::v3);
+    tag.setProperties(texts);
+    const bool isNew = album.isNewTag || album.genres.size() > 1;
+    for (TagLib::ID3v2::Frame *const frame : tag.frameList()) {
+        const auto encoding = isNew ? TagLib::String::UTF8 : TagLib::String::UTF16;
+        if (auto *const text = dynamic_cast<TagLib::ID3v2::TextIdentificationFrame *>(frame)) {
+            text->setTextEncoding(encoding);
+        } else if (auto *const comment = dynamic_cast<TagLib::ID3v2::CommentsFrame *>(frame)) {
+            comment->setTextEncoding(encoding);
+        }
+    }
+    const TagLib::ByteVector bytes = tag.render(isNew ? TagLib::ID3v2::v4 : TagLib::ID3v2::v3);
     return {bytes.data(), bytes.size()};
 }
 
-void WriteFile(const std::filesystem::path &path, const std::string &tag,
-               const std::string &audio) {
-    std::ofstream file(path, std::ios::binary);
-    file << tag << audio;
-    file.close();
-    if (!file) {
-        throw std::runtime_error("cannot write " + path.string());
-    }
+// Begins as JPEG does, for the programs that look no further.
+TagLib::ByteVector Picture(const Album &album) {
+    TagLib::ByteVector picture(kPictureBytes, '\0');
+    const std::string begin = "\xFF\xD8\xFF\xE0 " + album.title;
+    std::copy(begin.begin(), begin.end(), picture.begin());
+    return picture;
+}
+
+std::string Flac(const bench::Song &song, const TagLib::PropertyMap &texts,
+                 const TagLib::ByteVector &cover) {
+    const std::string head = bench::Head(song);
+    TagLib::ByteVectorStream stream({head.data(), static_cast<unsigned>(head.size())});
+    TagLib::FLAC::File file(&stream, TagLib::ID3v2::FrameFactory::instance(), false);
+    file.setProperties(texts);
+    auto *const picture = new TagLib::FLAC::Picture;  // the file owns it
+    picture->setType(TagLib::FLAC::Picture::FrontCover);
+    picture->setMimeType("image/jpeg");
+    picture->setData(cover);
+    file.addPicture(picture);
+    file.save();
+    return {stream.data()->data(), stream.data()->size()};
+}
+
+std::string M4a(const bench::Song &song, const TagLib::PropertyMap &texts,
+                const TagLib::ByteVector &cover) {
+    using TagLib::MP4::CoverArt;
+    const std::string head = bench::Head(song);
+    TagLib::ByteVectorStream stream({head.data(), static_cast<unsigned>(head.size())});
+    TagLib::MP4::File file(&stream, false);
+    file.setProperties(texts);
+    TagLib::MP4::CoverArtList covers;
+    covers.append(CoverArt(CoverArt::JPEG, cover));
+    file.tag()->setItem("covr", covers);
+    file.save();
+    return {stream.data()->data(), stream.data()->size()};
 }
 
 void DrawProgress(int done, int total) {
@@ -125,22 +180,41 @@ void DrawProgress(int done, int total) {
               << "] " << done << '/' << total << (done == total ? "\n" : "") << std::flush;
 }
 
+void MakeSong(const std::filesystem::path &folder, const Album &album, int number, int seconds,
+              Picker &picker) {
+    const int track = number % kTracksPerAlbum + 1;
+    const std::string title = picker.Name();
+    const TagLib::PropertyMap texts = Texts(album, title, track);
+    bench::Song song{
+        album.sound,
+        seconds + static_cast<int>(picker.Below(2 * static_cast<std::size_t>(seconds))), number,
+        ""};
+    std::string extension = ".mp3";
+    if (song.sound == bench::Sound::kFlac) {
+        song.front = Flac(song, texts, Picture(album));
+        extension = ".flac";
+    } else if (song.sound == bench::Sound::kM4a) {
+        song.front = M4a(song, texts, Picture(album));
+        extension = ".m4a";
+    } else {
+        song.front = Id3(album, texts);
+    }
+    const std::string name = (track < 10 ? "0" : "") + std::to_string(track) + " " + title;
+    bench::WriteSong(folder / (name + extension), song);
+}
+
 void MakeTree(const Options &options) {
     const bool isTerminal = isatty(STDERR_FILENO) == 1;
-    const std::string audio = OneSecondOfSilence();
     Picker picker(options.seed);
     Album album;
     std::filesystem::path folder;
     for (int i = 0; i < options.count; ++i) {
-        const int track = i % kTracksPerAlbum + 1;
-        if (track == 1) {
+        if (i % kTracksPerAlbum == 0) {
             album = MakeAlbum(i / kTracksPerAlbum, picker);
             folder = std::filesystem::path(options.folder) / album.artist / album.title;
             std::filesystem::create_directories(folder);
         }
-        const std::string title = picker.Name();
-        const std::string name = (track < 10 ? "0" : "") + std::to_string(track) + " " + title;
-        WriteFile(folder / (name + ".mp3"), MakeTag(album, title, track), audio);
+        MakeSong(folder, album, i, options.seconds, picker);
         if (isTerminal && ((i + 1) % 100 == 0 || i + 1 == options.count)) {
             DrawProgress(i + 1, options.count);
         }
@@ -151,12 +225,15 @@ void MakeTree(const Options &options) {
 
 int main(int argc, char **argv) {
     Options options;
-    CLI::App app("Writes a tree of tagged one-second MP3 files.", "make-tree");
+    CLI::App app("Writes a tree of tagged audio files.", "make-tree");
     app.add_option("DIR", options.folder, "Folder of the tree, made when missing")->required();
     app.add_option("COUNT", options.count, "Number of files")
         ->required()
         ->check(CLI::PositiveNumber);
     app.add_option("--seed", options.seed, "Another tree of the same shape");
+    app.add_option("--seconds", options.seconds,
+                   "The shortest song; the longest is three times that")
+        ->check(CLI::Range(2, 3600));
     CLI11_PARSE(app, argc, argv);
     try {
         MakeTree(options);

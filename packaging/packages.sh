@@ -3,9 +3,10 @@
 # touched.
 
 build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag1-dev libcli11-dev
-                libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev libmpdclient-dev postgresql-15
-                ffmpeg imagemagick nginx)
-test_packages=(libgtest-dev curl lighttpd lighttpd-mod-openssl openssl shairport-sync mpd minidlna locales)
+                libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev libmpdclient-dev libmimalloc-dev
+                postgresql-15 ffmpeg imagemagick nginx)
+test_packages=(libgtest-dev curl lighttpd lighttpd-mod-openssl openssl shairport-sync mpd minidlna
+               locales)
 
 as_root() {
     if ((EUID == 0)); then

@@ -233,6 +233,9 @@ void Scan::CompareGone(const KnownRow &row, std::optional<std::size_t> emptied) 
 
 void Scan::ReadFiles() {
     reporter_.StartPhase("Indexing", toRead_);
+    if (toRead_ > kMostRemembered) {
+        store_.WriteBeside();
+    }
     const auto pictures = options_.dryRun ? Pictures::kCount : Pictures::kStore;
     Readers readers(std::thread::hardware_concurrency(), pictures);
     std::vector<Work> remembered = std::exchange(remembered_, {});

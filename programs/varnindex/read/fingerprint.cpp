@@ -29,8 +29,7 @@ std::int64_t Fingerprint(const OpenedFile &opened, BoundedStream &stream) {
     hash.Add(sound.Length());
     const auto add = [&](long begin) {
         const long wanted = std::clamp(sound.end - begin, 0L, kBlock);
-        const TagLib::ByteVector block = stream.BlockAt(begin, static_cast<unsigned long>(wanted));
-        hash.Add(std::string_view(block.data(), block.size()));
+        hash.Add(stream.At(begin, static_cast<unsigned long>(wanted)));
     };
     for (const long begin : sound.Thirds()) {
         add(begin);

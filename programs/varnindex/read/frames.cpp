@@ -1,14 +1,12 @@
 #include "varnindex/read/frames.h"
 
 #include <taglib/id3v2header.h>
-#include <taglib/mpegheader.h>
 
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
-
-#include "varnindex/read/more_tags.h"
+#include <string_view>
 
 namespace varnindex {
 namespace {
@@ -20,7 +18,7 @@ constexpr long kMostJunk = 64L << 10;  // in one place
 constexpr long kMostJunkInAll = 4L << 20;
 constexpr std::int64_t kMostFrames = 10'000'000;  // three days
 
-unsigned Byte(const ByteVector &bytes, unsigned at) {
+unsigned Byte(std::string_view bytes, std::size_t at) {
     return static_cast<unsigned char>(bytes[at]);
 }
 
@@ -42,12 +40,16 @@ long TagLengthAt(BoundedStream &stream, long position) {
 // The first frame of a range, after junk; none where there is too much of it.
 std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     const long end = std::min(range.end, range.begin + kMostJunk);
-    for (long at = range.begin; at < end; at += kBlock) {
-        const ByteVector block = stream.BlockAt(at, kBlock);
-        for (unsigned i = 0; i < block.size(); ++i) {
-            if (Byte(block, i) == 0xFF && AreFramesAt(stream, at + static_cast<long>(i), frameAt)) {
-                return at + static_cast<long>(i);
-            }
+    for (long at = range.begin; at < end; ++at) {
+        const std::string_view block = stream.At(at, kBlock);
+        const std::size_t sync = block.find('\xFF');
+        if (sync == block.npos) {
+            at += kBlock - 1;
+            continue;
+        }
+        at += static_cast<long>(sync);
+        if (AreFramesAt(stream, at, frameAt)) {
+            return at;
         }
     }
     return std::nullopt;
@@ -56,22 +58,44 @@ std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt f
 }  // namespace
 
 std::optional<Frame> MpegFrameAt(BoundedStream &stream, long position) {
-    UnknownFile file(stream);
-    const TagLib::MPEG::Header header(&file, position, false);
-    if (!header.isValid() || header.frameLength() <= 0 || header.sampleRate() <= 0) {
+    // Kilobits of layers I, II and III of version 1, then of layer I and the others of version 2.
+    static constexpr std::array<std::array<int, 16>, 5> kKilobits = {{
+        {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
+        {0, 32, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320, 384},
+        {0, 32, 40, 48, 56, 64, 80, 96, 112, 128, 160, 192, 224, 256, 320},
+        {0, 32, 48, 56, 64, 80, 96, 112, 128, 144, 160, 176, 192, 224, 256},
+        {0, 8, 16, 24, 32, 40, 48, 56, 64, 80, 96, 112, 128, 144, 160},
+    }};
+    static constexpr std::array kRates = {44100, 48000, 32000};
+    const std::string_view head = stream.At(position, 4);
+    if (head.size() < 4 || Byte(head, 0) != 0xFF || (Byte(head, 1) & 0xE0) != 0xE0) {
         return std::nullopt;
     }
-    const bool isMono = header.channelMode() == TagLib::MPEG::Header::SingleChannel;
-    return Frame{header.frameLength(), header.samplesPerFrame(), header.sampleRate(),
-                 isMono ? 1 : 2, header.bitrate() * 1000};
+    const unsigned version = (Byte(head, 1) >> 3) & 3;  // 3: 1, 2: 2, 0: 2.5
+    const unsigned layer = 4 - ((Byte(head, 1) >> 1) & 3);
+    const unsigned rate = (Byte(head, 2) >> 2) & 3;
+    if (version == 1 || layer == 4 || rate == kRates.size()) {
+        return std::nullopt;
+    }
+    const bool isFirst = version == 3;
+    const int bits = kKilobits[isFirst ? layer - 1 : layer == 1 ? 3 : 4][Byte(head, 2) >> 4] * 1000;
+    Frame frame;
+    frame.samples = layer == 1 ? 384 : layer == 3 && !isFirst ? 576 : 1152;
+    frame.sampleRate = kRates[rate] >> (isFirst ? 0 : version == 2 ? 1 : 2);
+    frame.channels = Byte(head, 3) >> 6 == 3 ? 1 : 2;
+    frame.bitRate = bits;
+    frame.layer = static_cast<int>(layer);
+    const long slot = layer == 1 ? 4 : 1;
+    const long isPadded = (Byte(head, 2) >> 1) & 1;
+    frame.length = (frame.samples / 8L * bits / frame.sampleRate / slot + isPadded) * slot;
+    return bits > 0 ? std::optional(frame) : std::nullopt;
 }
 
 std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position) {
     static constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
                                           22050, 16000, 12000, 11025, 8000,  7350};
     constexpr unsigned kHead = 7;
-    stream.seek(position, TagLib::IOStream::Beginning);
-    const ByteVector head = stream.readBlock(kHead);
+    const std::string_view head = stream.At(position, kHead);
     if (head.size() < kHead || Byte(head, 0) != 0xFF || (Byte(head, 1) & 0xF6) != 0xF0) {
         return std::nullopt;
     }
@@ -86,8 +110,7 @@ std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position) {
     return Frame{static_cast<long>(length), 1024 * blocks, kRates[rate],
                  channels == 0   ? 2
                  : channels == 7 ? 8
-                                 : static_cast<int>(channels),
-                 0};
+                                 : static_cast<int>(channels)};
 }
 
 bool AreFramesAt(BoundedStream &stream, long position, FrameAt frameAt) {
@@ -103,7 +126,6 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     std::int64_t frames = 0;
     long junk = 0;
     for (long at = range.begin; at < range.end && frames < kMostFrames && junk < kMostJunkInAll;) {
-        stream.AllowSearch();  // the file's length bounds it
         if (const auto frame = frameAt(stream, at)) {
             if (at + frame->length > range.end) {
                 break;  // cut off: nothing plays it
@@ -130,24 +152,39 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
     return audio;
 }
 
-bool HasOneBitRate(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
+long EndOfLastFrame(BoundedStream &stream, ByteRange range) {
+    const long first = std::max(range.begin, range.end - kMostJunk);
+    for (long at = range.end - 2; at >= first; --at) {
+        if (const auto frame = MpegFrameAt(stream, at)) {
+            const long next = at + frame->length;
+            const auto last = MpegFrameAt(stream, next);
+            if (last && last->sampleRate == frame->sampleRate) {
+                return std::min(next + last->length, range.end);
+            }
+        }
+    }
+    return range.end;
+}
+
+bool HasOneBitRate(BoundedStream &stream, ByteRange range) {
     constexpr int kFramesAtAPlace = 30;
     int bitRate = 0;
     for (const long place : range.Thirds()) {
-        stream.AllowSearch();
-        const auto first = FirstFrame(stream, {place, range.end}, frameAt);
+        const auto first = FirstFrame(stream, {place, range.end}, MpegFrameAt);
         if (!first) {
             return false;
         }
-        auto frame = frameAt(stream, *first);
         long at = *first;
-        for (int i = 0; i < kFramesAtAPlace && frame && at + frame->length <= range.end; ++i) {
+        for (int i = 0; i < kFramesAtAPlace; ++i) {
+            const auto frame = MpegFrameAt(stream, at);
+            if (!frame || at + frame->length > range.end) {
+                break;
+            }
             bitRate = bitRate == 0 ? frame->bitRate : bitRate;
             if (frame->bitRate != bitRate) {
                 return false;
             }
             at += frame->length;
-            frame = frameAt(stream, at);
         }
     }
     return true;

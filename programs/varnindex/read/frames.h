@@ -16,6 +16,7 @@ struct Frame {
     int sampleRate = 0;
     int channels = 0;
     int bitRate = 0;  // bits per second
+    int layer = 0;
 };
 
 // Reads the frame whose header stands at an offset of a file; none where there is no header.
@@ -30,8 +31,13 @@ bool AreFramesAt(BoundedStream &stream, long position, FrameAt frameAt);
 // Zeros where there are none.
 Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt);
 
-// False where the bit rate changes within the first frames at the start, at one third and at two
-// thirds of the range, or where no frame is found at one of them. A change elsewhere is not seen.
-bool HasOneBitRate(BoundedStream &stream, ByteRange range, FrameAt frameAt);
+// Where the last frame of MPEG audio ends, before some junk; the end of the range where there is
+// more of it.
+long EndOfLastFrame(BoundedStream &stream, ByteRange range);
+
+// False where the bit rate of MPEG audio changes within the first frames at the start, at one third
+// and at two thirds of the range, or where no frame is found at one of them. A change elsewhere is
+// not seen.
+bool HasOneBitRate(BoundedStream &stream, ByteRange range);
 
 }  // namespace varnindex

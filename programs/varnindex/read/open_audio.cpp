@@ -21,6 +21,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <limits>
 #include <optional>
 #include <stdexcept>
@@ -135,44 +136,60 @@ ByteRange SoundOf(TagLib::MPEG::File &mpeg, long begin, BoundedStream &stream) {
     return range;
 }
 
-// A table in the first frame (Xing, VBRI) is of no use where the file was cut off, or another file
-// was appended.
-bool IsOfThisFile(const TagLib::MPEG::XingHeader &table, ByteRange sound) {
+// What a table in the first frame (Xing, VBRI) tells; none without one, and where the file was cut
+// off, or another file was appended.
+std::optional<Audio> AudioOfTable(BoundedStream &stream, const Frame &first, ByteRange sound,
+                                  bool &hasTable) {
+    const auto length = static_cast<unsigned long>(first.length);
+    const TagLib::MPEG::XingHeader table(stream.BlockAt(sound.begin, length));
+    hasTable = table.isValid();
     const long told = static_cast<long>(table.totalSize());
-    const long bytes = sound.end - sound.begin;
-    return std::abs(told - bytes) <= 4096 + bytes / 128;
+    if (!hasTable || std::abs(told - sound.Length()) > 4096 + sound.Length() / 128) {
+        return std::nullopt;
+    }
+    const double seconds =
+        static_cast<double>(first.samples) * table.totalFrames() / first.sampleRate;
+    return Audio{std::llround(seconds * 1000),
+                 std::llround(static_cast<double>(told) / seconds / 125) * 1000, first.sampleRate,
+                 first.channels};
+}
+
+Audio AudioOfFrames(BoundedStream &stream, const Frame &first, ByteRange sound) {
+    bool hasTable = false;
+    if (const auto told = AudioOfTable(stream, first, sound, hasTable)) {
+        return *told;
+    }
+    Audio audio{0, first.bitRate, first.sampleRate, first.channels};
+    if (!hasTable && HasOneBitRate(stream, sound)) {
+        const long bytes = EndOfLastFrame(stream, sound) - sound.begin;
+        audio.milliseconds = (bytes * 8000 + first.bitRate / 2) / first.bitRate;
+        return audio;
+    }
+    sound.begin += hasTable ? first.length : 0;
+    const Audio counted = CountFrames(stream, sound, MpegFrameAt);
+    if (counted.milliseconds > 0) {
+        audio.milliseconds = counted.milliseconds;
+        audio.bitRate = counted.bitRate;
+    }
+    return audio;
 }
 
 OpenedFile OpenMpeg(BoundedStream &stream) {
-    auto mpeg = OpenWithFrames<TagLib::MPEG::File>(stream);
-    TagLib::MPEG::File &file = *mpeg;
-    const TagLib::MPEG::Properties *const properties = file.audioProperties();
-    const int layer = properties != nullptr ? properties->layer() : 0;
-    OpenedFile opened = Told(std::move(mpeg),
-                             layer == 1   ? "mp1"
-                             : layer == 2 ? "mp2"
-                                          : "mp3",
-                             stream);
-    stream.AllowSearch();  // again for what it has found once
-    opened.sound = SoundOf(file, std::max(file.firstFrameOffset(), 0L), stream);
-    AddFrontId3(file, stream, 1, opened.moreTags);
-    if (opened.audio.sampleRate <= 0) {
-        return opened;
+    static constexpr std::array kCodecs = {"mp1", "mp2", "mp3"};
+    auto file = std::make_unique<TagLib::MPEG::File>(&stream, Factory::instance(), false);
+    TagLib::MPEG::File &mpeg = *file;
+    OpenedFile opened = Told(std::move(file), "mp3", stream);
+    stream.AllowSearch();
+    long begin = EndOfFrontId3(stream);
+    if (!AreFramesAt(stream, begin, MpegFrameAt)) {
+        begin = std::max(mpeg.firstFrameOffset(), 0L);
     }
-    const auto *const table = properties->xingHeader();
-    const bool hasTable = table != nullptr && table->isValid();
-    if (hasTable ? IsOfThisFile(*table, opened.sound)
-                 : HasOneBitRate(stream, opened.sound, MpegFrameAt)) {
-        return opened;
-    }
-    ByteRange played = opened.sound;
-    if (const auto first = hasTable ? MpegFrameAt(stream, played.begin) : std::nullopt) {
-        played.begin += first->length;
-    }
-    const Audio counted = CountFrames(stream, played, MpegFrameAt);
-    if (counted.milliseconds > 0) {
-        opened.audio.milliseconds = counted.milliseconds;
-        opened.audio.bitRate = counted.bitRate;
+    opened.sound = SoundOf(mpeg, begin, stream);
+    opened.isMerged = mpeg.hasID3v1Tag() || mpeg.hasAPETag();
+    AddFrontId3(mpeg, stream, 1, opened.moreTags);
+    if (const auto first = MpegFrameAt(stream, begin)) {
+        opened.codec = kCodecs[static_cast<std::size_t>(first->layer) - 1];
+        opened.audio = AudioOfFrames(stream, *first, opened.sound);
     }
     return opened;
 }
@@ -436,8 +453,7 @@ const Container *ContainerNamed(std::string_view name) {
 
 // By what stands at `begin`, after tags; null where that is nothing known.
 const Container *ContainerByContents(BoundedStream &stream, long begin) {
-    const TagLib::ByteVector head = stream.BlockAt(begin, 16);
-    const std::string_view bytes(head.data(), head.size());
+    const std::string bytes(stream.At(begin, 16));
     for (const Container &container : kContainers) {
         if (!container.mark.empty() && bytes.size() > container.markAt &&
             bytes.substr(container.markAt).starts_with(container.mark)) {

@@ -22,6 +22,7 @@ struct OpenedFile {
     std::vector<TagLib::Tag *> tags = {};  // each kind that is the file's own; TagLib merges them
     Tags moreTags = {};  // what those do not tell may stand in these, the first one first
     std::string_view container = {};
+    bool isMerged = true;       // the file may have tags of several kinds
     bool isByContents = false;  // and not by the name's extension alone
 };
 

@@ -18,7 +18,7 @@ constexpr unsigned long kMostLoaded = 256UL << 20;
 
 // TagLib looks for the first audio frame in blocks of this size, to the end of the file.
 constexpr unsigned long kSmallBlock = 4096;
-constexpr unsigned long kWindow = 8 * kSmallBlock;
+constexpr unsigned long kWindow = 4 * kSmallBlock;
 constexpr unsigned long kMostSearched = 4UL << 20;
 
 // Chapters may hold chapters, which TagLib reads recursively.
@@ -60,7 +60,9 @@ TagLib::ByteVector BoundedStream::readBlock(unsigned long length) {
         return {};
     }
     if (wanted <= kSmallBlock) {
-        return ReadThroughWindow(wanted);
+        TagLib::ByteVector block = BlockAt(position_, wanted);
+        position_ += block.size();
+        return block;
     }
     if (wanted > kLargeBlock && !turn_.owns_lock()) {
         static std::mutex largeBlocks;
@@ -77,29 +79,33 @@ TagLib::ByteVector BoundedStream::readBlock(unsigned long length) {
 }
 
 TagLib::ByteVector BoundedStream::BlockAt(long position, unsigned long length) {
-    const unsigned long wanted = std::min(length, kSmallBlock);
-    const long offset = position - windowStart_;
-    if (offset >= 0 && offset + static_cast<long>(wanted) <= static_cast<long>(window_.size())) {
-        return {window_.data() + offset, static_cast<unsigned>(wanted)};
-    }
-    TagLib::ByteVector block(static_cast<unsigned>(wanted), 0);
-    block.resize(static_cast<unsigned>(ReadAt(position, block.data(), block.size())));
-    return block;
+    const std::string_view block = At(position, length);
+    return {block.data(), static_cast<unsigned>(block.size())};
 }
 
-TagLib::ByteVector BoundedStream::ReadThroughWindow(unsigned long wanted) {
-    const long end = position_ + static_cast<long>(wanted);
-    if (position_ < windowStart_ || end > windowStart_ + static_cast<long>(window_.size())) {
-        windowStart_ = position_ - position_ % static_cast<long>(kSmallBlock);
-        window_.resize(kWindow);
-        window_.resize(ReadAt(windowStart_, window_.data(), kWindow));
+std::string_view BoundedStream::At(long position, unsigned long length) {
+    const auto left = static_cast<unsigned long>(std::max(fileLength_ - position, 0L));
+    const unsigned long wanted = std::min({length, kSmallBlock, left});
+    const auto holds = [&](const Window &window) {
+        const long offset = position - window.start;
+        return offset >= 0 && static_cast<unsigned long>(offset) + wanted <= window.size;
+    };
+    auto *window = std::find_if(windows_.begin(), windows_.end(), holds);
+    if (window == windows_.end()) {
+        window = windows_.end() - 1;
+        window->start = position - position % static_cast<long>(kSmallBlock);
+        if (!window->bytes) {
+            window->bytes = std::make_unique_for_overwrite<char[]>(kWindow);
+        }
+        const auto rest = static_cast<unsigned long>(std::max(fileLength_ - window->start, 0L));
+        window->size = ReadAt(window->start, window->bytes.get(), std::min(kWindow, rest));
     }
+    std::rotate(windows_.begin(), window, window + 1);
     // The file may have become shorter since it was opened.
-    const long offset = std::min(position_ - windowStart_, static_cast<long>(window_.size()));
-    const long size =
-        std::min<long>(static_cast<long>(wanted), static_cast<long>(window_.size()) - offset);
-    position_ += size;
-    return {window_.data() + offset, static_cast<unsigned>(size)};
+    const Window &first = windows_.front();
+    const std::size_t offset =
+        std::min<std::size_t>(static_cast<std::size_t>(position - first.start), first.size);
+    return {first.bytes.get() + offset, std::min(wanted, first.size - offset)};
 }
 
 unsigned long BoundedStream::ReadAt(long position, char *out, unsigned long wanted) {
@@ -126,7 +132,7 @@ unsigned long BoundedStream::ReadAt(long position, char *out, unsigned long want
 
 void BoundedStream::ShowInstead(long position, const TagLib::ByteVector &bytes) {
     shown_.push_back({position, bytes});
-    window_.clear();
+    windows_ = {};
 }
 
 void BoundedStream::seek(long offset, Position from) {

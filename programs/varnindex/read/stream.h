@@ -3,9 +3,12 @@
 
 #include <taglib/tiostream.h>
 
+#include <array>
+#include <cstddef>
 #include <memory>
 #include <mutex>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -21,7 +24,10 @@ namespace varnindex {
 class BoundedStream : public TagLib::IOStream {
   public:
     BoundedStream(Descriptor descriptor, std::string path, long length)
-        : descriptor_(std::move(descriptor)), path_(std::move(path)), length_(length) {}
+        : descriptor_(std::move(descriptor)),
+          path_(std::move(path)),
+          fileLength_(length),
+          length_(length) {}
 
     TagLib::FileName name() const override { return path_.c_str(); }
     TagLib::ByteVector readBlock(unsigned long length) override;
@@ -37,7 +43,8 @@ class BoundedStream : public TagLib::IOStream {
     void removeBlock(unsigned long /*start*/, unsigned long /*length*/) override {}
     void truncate(long /*length*/) override {}
 
-    // At most 4096 bytes from anywhere, which no bound counts: for a few blocks of a file.
+    // At most 4096 bytes from anywhere, which no bound counts: valid until the next call.
+    std::string_view At(long position, unsigned long length);
     TagLib::ByteVector BlockAt(long position, unsigned long length);
 
     // The open file, as long as this object lives.
@@ -60,9 +67,15 @@ class BoundedStream : public TagLib::IOStream {
 
   private:
     bool IsWithinBounds(unsigned long wanted);
-    TagLib::ByteVector ReadThroughWindow(unsigned long wanted);
     unsigned long ReadAt(long position, char *out, unsigned long wanted);
 
+    // A piece of the file. The last ones that were used stay: programs look at the begin and the end
+    // in turn.
+    struct Window {
+        long start = 0;
+        std::size_t size = 0;
+        std::unique_ptr<char[]> bytes = {};
+    };
     struct Shown {
         long position;
         TagLib::ByteVector bytes;
@@ -70,10 +83,10 @@ class BoundedStream : public TagLib::IOStream {
 
     Descriptor descriptor_;
     std::string path_;
+    long fileLength_;
     long length_;
     long position_ = 0;
-    std::vector<char> window_;  // the file around the last small block
-    long windowStart_ = 0;
+    std::array<Window, 4> windows_;
     std::vector<Shown> shown_;
     unsigned long searched_ = 0;  // bytes of small blocks
     unsigned long loaded_ = 0;    // bytes of the others

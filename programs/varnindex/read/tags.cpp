@@ -114,7 +114,7 @@ PropertyMap AllTags(const OpenedFile &opened) {
     for (const auto &tag : opened.moreTags) {
         fill(*tag);
     }
-    if (opened.file->tag() != nullptr) {
+    if (opened.isMerged && opened.file->tag() != nullptr) {
         fill(*opened.file->tag());  // of the kinds that it merges, properties() takes one
     }
     return tags;

@@ -58,8 +58,8 @@ std::string CopyInto(const char *table) {
 }  // namespace
 
 void Store::Write(int id, Song song, std::vector<VirtualSong> tracks) {
-    bytes_ += TextBytes(song, tracks);
-    Item &item = items_.emplace_back();
+    next_.bytes += TextBytes(song, tracks);
+    Item &item = next_.items.emplace_back();
     item.id = id;
     item.song = std::move(song);
     for (VirtualSong &track : tracks) {
@@ -70,41 +70,65 @@ void Store::Write(int id, Song song, std::vector<VirtualSong> tracks) {
 }
 
 void Store::WriteWithItsTracks(int id, Song song, const std::string &sheetPath) {
-    bytes_ += TextBytes(song) + sheetPath.size();
-    items_.push_back({id, std::move(song), {}, sheetPath});
+    next_.bytes += TextBytes(song) + sheetPath.size();
+    next_.items.push_back({id, std::move(song), {}, sheetPath});
     FlushIfFull();
 }
 
 void Store::Remove(int id) {
-    removed_.push_back(id);
+    next_.removed.push_back(id);
     FlushIfFull();
 }
 
 void Store::Restamp(int id, std::int64_t sheetStamp) {
-    stamps_ += (stamps_.empty() ? "(" : ",(") + std::to_string(id) + ",'" +
-               std::to_string(sheetStamp) + "'::bigint)";
+    next_.stamps += (next_.stamps.empty() ? "(" : ",(") + std::to_string(id) + ",'" +
+                    std::to_string(sheetStamp) + "'::bigint)";
     FlushIfFull();
 }
 
 void Store::FlushIfFull() {
-    if (items_.size() + removed_.size() >= kBatchRows || bytes_ + stamps_.size() >= kBatchBytes) {
-        Flush();
+    if (next_.items.size() + next_.removed.size() >= kBatchRows ||
+        next_.bytes + next_.stamps.size() >= kBatchBytes) {
+        HandOver();
     }
 }
 
 void Store::Flush() {
-    const bool isEmpty = items_.empty() && removed_.empty() && stamps_.empty();
-    if (!isEmpty && writes_ == Writes::kAll) {
-        Transaction transaction(database_);
-        RemoveRows(removed_);
-        WriteSongs();
-        WriteStamps();
-        transaction.Commit();
+    HandOver();
+    if (written_.valid()) {
+        written_.get();
     }
-    items_.clear();
-    removed_.clear();
-    stamps_.clear();
-    bytes_ = 0;
+}
+
+void Store::HandOver() {
+    if (written_.valid()) {
+        written_.get();
+    }
+    batch_ = std::exchange(next_, {});
+    const bool isEmpty = batch_.items.empty() && batch_.removed.empty() && batch_.stamps.empty();
+    if (isEmpty || writes_ == Writes::kNone) {
+        return;
+    }
+    if (own_) {
+        written_ = std::async(std::launch::async, [this] { WriteOut(); });
+    } else {
+        WriteOut();
+    }
+}
+
+void Store::WriteOut() {
+    Transaction transaction(Connection());
+    RemoveRows(batch_.removed);
+    WriteSongs();
+    WriteStamps();
+    transaction.Commit();
+}
+
+void Store::WriteBeside() {
+    if (!own_ && writes_ == Writes::kAll) {
+        own_.emplace();
+        own_->HoldWriteLock();
+    }
 }
 
 void Store::RenewStatistics() {
@@ -116,7 +140,7 @@ void Store::RenewStatistics() {
 // The changed files of the batch whose tracks are new, or stay; and the tracks that they have.
 Store::KnownTracks Store::TracksOf(bool isKept) {
     KnownTracks known;
-    for (Item &item : items_) {
+    for (Item &item : batch_.items) {
         if (item.id != 0 && !item.keptSheet.empty() == isKept) {
             known.emplace(item.id, std::pair(&item, std::vector<KnownTrack>()));
         }
@@ -128,7 +152,7 @@ Store::KnownTracks Store::TracksOf(bool isKept) {
     for (const auto &[file, item] : known) {
         files.push_back(file);
     }
-    const Rows rows = database_.Query(Made(varn::Sql(kKnownTracks, IdList(files))));
+    const Rows rows = Connection().Query(Made(varn::Sql(kKnownTracks, IdList(files))));
     for (int row = 0; row < rows.Count(); ++row) {
         known.at(static_cast<int>(rows.Number(row, "file")))
             .second.push_back(
@@ -140,8 +164,8 @@ Store::KnownTracks Store::TracksOf(bool isKept) {
 void Store::RemoveRows(const std::vector<int> &rows) {
     if (!rows.empty()) {
         const std::string ids = IdList(rows);
-        NoteRemoved(database_, ids);
-        database_.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
+        NoteRemoved(Connection(), ids);
+        Connection().Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
     }
 }
 
@@ -175,12 +199,12 @@ void Store::MoveKeptTracks() {
             tracks.push_back(track.id);
         }
         const std::string ids = IdList(tracks);
-        NoteFollowing(database_, ids, item->song.path);
-        database_.Execute(
+        NoteFollowing(Connection(), ids, item->song.path);
+        Connection().Execute(
             Made(varn::Sql("UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT"
                            " WHERE id = ANY ('{@VARN:NEVAR}')",
                            item->song.path, static_cast<int>(item->song.userid), ids)));
-        database_.Execute(
+        Connection().Execute(
             Made(varn::Sql("UPDATE virtual_info_track SET cue_sheet_path ="
                            " '@VARN:VAR' WHERE track = ANY ('{@VARN:NEVAR}')",
                            item->keptSheet, ids)));
@@ -188,10 +212,10 @@ void Store::MoveKeptTracks() {
 }
 
 // Ids of new rows, fetched at once.
-std::vector<int> Store::NewIds(std::size_t count) const {
+std::vector<int> Store::NewIds(std::size_t count) {
     std::vector<int> ids;
     if (count > 0) {
-        const Rows rows = database_.Query(Made(
+        const Rows rows = Connection().Query(Made(
             varn::Sql("SELECT nextval('track_id_seq') AS id FROM generate_series(1, @VARN:INT)",
                       static_cast<int>(count))));
         for (int row = 0; row < rows.Count(); ++row) {
@@ -203,7 +227,7 @@ std::vector<int> Store::NewIds(std::size_t count) const {
 
 Store::Batch Store::MakeBatch() {
     std::size_t count = 0;
-    for (const Item &item : items_) {
+    for (const Item &item : batch_.items) {
         count += item.id == 0 ? 1 : 0;
         for (const Track &track : item.tracks) {
             count += track.id == 0 ? 1 : 0;
@@ -222,7 +246,7 @@ Store::Batch Store::MakeBatch() {
         AppendSideRows(batch.sides, id, song);
         return id;
     };
-    for (const Item &item : items_) {
+    for (const Item &item : batch_.items) {
         const bool isWhole = item.tracks.empty() && item.keptSheet.empty();
         const int file = append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
         for (const auto &[track, known] : item.tracks) {
@@ -238,34 +262,34 @@ void Store::WriteSongs() {
     MoveKeptTracks();
     const Batch batch = MakeBatch();
     if (!batch.added.empty()) {
-        database_.CopyIn(CopyInto("track").c_str(), batch.added);
+        Connection().CopyIn(CopyInto("track").c_str(), batch.added);
     }
     if (!batch.changed.empty()) {
         if (!std::exchange(hasStaging_, true)) {
-            database_.Execute(kCreateStaging);
+            Connection().Execute(kCreateStaging);
         }
-        database_.CopyIn(CopyInto("changed_track").c_str(), batch.changed);
-        NoteChanged(database_);
-        database_.Execute(kUpdateTracks);
-        database_.Execute(kDeleteSides);
+        Connection().CopyIn(CopyInto("changed_track").c_str(), batch.changed);
+        NoteChanged(Connection());
+        Connection().Execute(kUpdateTracks);
+        Connection().Execute(kDeleteSides);
     }
     for (std::size_t side = 0; side < batch.sides.size(); ++side) {
         if (!batch.sides[side].empty()) {
-            database_.CopyIn(kCopySide[side], batch.sides[side]);
+            Connection().CopyIn(kCopySide[side], batch.sides[side]);
         }
     }
     if (!batch.offsets.empty()) {
-        database_.CopyIn(kCopyOffsets, batch.offsets);
+        Connection().CopyIn(kCopyOffsets, batch.offsets);
     }
     if (!batch.stars.empty()) {
-        database_.CopyIn(kCopyStars, batch.stars);
+        Connection().CopyIn(kCopyStars, batch.stars);
     }
 }
 
 void Store::WriteStamps() {
-    if (!stamps_.empty()) {
-        database_.Execute("UPDATE track SET sheet_stamp = s.stamp FROM (VALUES " + stamps_ +
-                          ") AS s(id, stamp) WHERE track.id = s.id");
+    if (!batch_.stamps.empty()) {
+        Connection().Execute("UPDATE track SET sheet_stamp = s.stamp FROM (VALUES " +
+                             batch_.stamps + ") AS s(id, stamp) WHERE track.id = s.id");
     }
 }
 

@@ -4,7 +4,9 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <future>
 #include <map>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -22,6 +24,11 @@ class Store {
 
     // With kNone everything below does nothing. The database outlives it.
     Store(Database &database, Writes writes) : database_(database), writes_(writes) {}
+
+    // From here on a thread writes each batch while the next one fills, over a connection of its
+    // own. Before the threads that read songs start: none of them may have another account. Throws
+    // DatabaseError.
+    void WriteBeside();
 
     // All of these may write the batch out, and throw DatabaseError.
 
@@ -48,6 +55,12 @@ class Store {
         std::vector<Track> tracks;
         std::string keptSheet = {};  // not "": of the tracks that stay
     };
+    struct Changes {
+        std::vector<Item> items;
+        std::vector<int> removed;
+        std::string stamps;  // rows of a VALUES list
+        std::size_t bytes = 0;
+    };
     // What a batch gives to the tables, as COPY reads it.
     struct Batch {
         std::string added;    // rows of track
@@ -67,21 +80,24 @@ class Store {
 
     KnownTracks TracksOf(bool isKept);
     void FlushIfFull();
+    Database &Connection() { return own_ ? *own_ : database_; }
+    void HandOver();
+    void WriteOut();
     void RemoveRows(const std::vector<int> &rows);
     void MatchTracks();
     void MoveKeptTracks();
-    std::vector<int> NewIds(std::size_t count) const;
+    std::vector<int> NewIds(std::size_t count);
     Batch MakeBatch();
     void WriteSongs();
     void WriteStamps();
 
     Database &database_;
+    std::optional<Database> own_;  // of WriteBeside
     Writes writes_;
-    std::vector<Item> items_;
-    std::vector<int> removed_;
-    std::string stamps_;  // rows of a VALUES list
-    std::size_t bytes_ = 0;
+    Changes next_;
+    Changes batch_;  // that is written; WriteOut's alone until it is done
     bool hasStaging_ = false;
+    std::future<void> written_;  // last: it ends before what it uses
 };
 
 }  // namespace varnindex
