@@ -29,8 +29,8 @@ let login = null;
 let endLogin = () => {};
 let isAway = false;
 
-/** Waits for a login that the person gives meanwhile. */
-function loggedIn() {
+/** Waits for a login that the person gives meanwhile; other requests wait with it. */
+export function needLogin() {
   if (login === null) {
     login = new Promise((resolve) => {
       endLogin = resolve;
@@ -129,6 +129,9 @@ export async function call(api, method, params = {}, { signal, changes = false }
   const form = formOf(api, method, params);
   const byPost = changes || form.toString().length > LONGEST_ADDRESS;
   for (let tries = 0; ; ++tries) {
+    if (login !== null && !(api === 'Auth' && changes)) {
+      await login;
+    }
     const answer = await exchange(form, byPost, signal);
     signal?.throwIfAborted();
     if (answer === null) {
@@ -140,8 +143,8 @@ export async function call(api, method, params = {}, { signal, changes = false }
       continue;
     }
     setAway(false);
-    if (answer.status === 401 && api !== 'Auth') {
-      await loggedIn();
+    if (answer.status === 401 && !(api === 'Auth' && changes)) {
+      await needLogin();
       continue;
     }
     if (answer.body?.success) {

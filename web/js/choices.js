@@ -6,6 +6,7 @@ const KEY = 'tonvale.choices';
 const defaults = {
   theme: /** @type {'system' | 'light' | 'dark'} */ ('system'),
   language: 'en',
+  name: '', // who logged in here before
   library: '',
   gain: /** @type {'off' | 'track' | 'album'} */ ('off'),
   bitrate: 256000,

@@ -52,6 +52,7 @@ const paths = {
 /** @typedef {keyof typeof paths} IconName */
 
 const filled = new Set(['play', 'star', 'next', 'previous']);
+const dots = new Set(['more', 'grip', 'pause']);
 
 /**
  * @param {IconName} name
@@ -61,7 +62,8 @@ export function icon(name) {
   const svg = document.createElementNS(SVG, 'svg');
   svg.setAttribute('viewBox', '0 0 24 24');
   svg.setAttribute('aria-hidden', 'true');
-  svg.setAttribute('class', filled.has(name) ? 'icon filled' : 'icon');
+  const look = filled.has(name) ? ' filled' : dots.has(name) ? ' is-dots' : '';
+  svg.setAttribute('class', `icon${look}`);
   const path = document.createElementNS(SVG, 'path');
   path.setAttribute('d', paths[name]);
   svg.append(path);

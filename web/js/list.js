@@ -16,8 +16,8 @@ const SCROLL_PAUSE = 70; // milliseconds; places that are scrolled past are not 
  * @typedef {object} Look
  * @property {(item: T, index: number) => HTMLElement} make
  * @property {number} [rowHeight] of a list
- * @property {{width: number, below: number}} [grid] least width of a cell, and the height below its
- *   square
+ * @property {{width: number, below: number, ratio?: number}} [grid] least width of a cell, the
+ *   height below its picture, and the picture's height by its width
  * @property {string} label for screen readers
  * @property {() => Node} [empty] what stands in place of no items
  * @property {(total: number) => void} [counted]
@@ -124,7 +124,8 @@ export class LongList extends Part {
     if (grid && width > 0) {
       const gap = parseFloat(getComputedStyle(this.#sheet).columnGap) || 0;
       this.#columns = Math.max(2, Math.floor((width + gap) / (grid.width + gap)));
-      this.#rowHeight = Math.floor((width - gap * (this.#columns - 1)) / this.#columns) + grid.below;
+      const cell = (width - gap * (this.#columns - 1)) / this.#columns;
+      this.#rowHeight = Math.floor(cell * (grid.ratio ?? 1)) + grid.below;
     } else {
       this.#columns = 1;
       this.#rowHeight = rowHeight;

@@ -1,7 +1,7 @@
 // Starts the page: texts, shell, login, routes.
 
-import { connection } from './api.js';
-import { choice, choices } from './choices.js';
+import { connection, needLogin } from './api.js';
+import { choice, choices, writeStored } from './choices.js';
 import { h } from './dom.js';
 import { startKeys } from './keys.js';
 import { startMediaSession } from './media-session.js';
@@ -57,6 +57,10 @@ async function start() {
   choices.addEventListener('language', () => location.reload());
   startKeys();
   startMediaSession();
+  // A browser that nobody has logged in from yet need not ask. Without storage it must.
+  if (choice('name') === '' && writeStored('tonvale.tried', true)) {
+    needLogin();
+  }
   startRoutes(main);
   await learnPerson();
   isStarted = true;

@@ -2,7 +2,7 @@
 // that nearly no gap is heard between them.
 
 import { call, Refusal, sleep } from './api.js';
-import { choice, choices, choose } from './choices.js';
+import { choice, choices, choose, readStored, writeStored } from './choices.js';
 import {
   current, nextPosition, position, previousPosition, queue, queued, setPosition, setQueue,
 } from './queue.js';
@@ -14,6 +14,7 @@ const AHEAD = 20; // seconds before the end at which the next song is fetched
 const RESTART = 4; // seconds; after them "previous" begins the song anew
 const PAUSES = [1, 2, 4, 8, 15];
 const TRIES = 12;
+const KEY = 'tonvale.time';
 
 /** Tells `state`, `time`, `song`, and `missing` (detail: a song that cannot be played). */
 export const player = new EventTarget();
@@ -23,7 +24,7 @@ let back = new Audio();
 /** @type {Map<HTMLAudioElement, Song | undefined>} what each has loaded */
 const loaded = new Map();
 let wanted = false; // playing, as far as the person is concerned
-let resumeAt = 0;
+let resumeAt = 0; // where the song goes on when it is loaded
 let failures = 0;
 /** @type {AbortController | null} */
 let recovery = null;
@@ -317,5 +318,11 @@ choices.addEventListener('volume', applyVolume);
 choices.addEventListener('muted', applyVolume);
 choices.addEventListener('gain', applyGain);
 queue.addEventListener('current', open);
+// A reload goes on where the song was.
+const kept = /** @type {any} */ (readStored(KEY));
+if (kept?.id !== undefined && kept.id === current()?.id) {
+  resumeAt = Number(kept.time) || 0;
+}
+window.addEventListener('pagehide', () => writeStored(KEY, { id: current()?.id, time: time() }));
 // In the document, where the browser's own tools find them.
 document.body.append(front, back);

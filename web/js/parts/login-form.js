@@ -1,10 +1,11 @@
 // The login: over the page, which goes on below it.
 
 import { goOn, Refusal } from '../api.js';
+import { choice, choose } from '../choices.js';
 import { h } from '../dom.js';
 import { icon } from '../icons.js';
 import { logIn, person } from '../person.js';
-import { t } from '../texts.js';
+import { t, wordsFor } from '../texts.js';
 import { field } from './dialog.js';
 
 /** @type {HTMLDialogElement | null} */
@@ -22,7 +23,7 @@ export function openLogin(onDone) {
   const trouble = h('p', { class: 'trouble', role: 'alert' });
   const name = h('input', {
     name: 'name', autocomplete: 'username', required: true, autocapitalize: 'none',
-    spellcheck: false, value: person()?.user.name ?? '',
+    spellcheck: false, value: choice('name'),
   });
   const password = h('input', {
     name: 'password', type: 'password', autocomplete: 'current-password', required: true,
@@ -34,13 +35,14 @@ export function openLogin(onDone) {
     trouble.textContent = '';
     try {
       await logIn(name.value, password.value);
+      choose('name', name.value);
       open = null;
       dialog.close();
-      await onDone();
       goOn();
+      await onDone();
     } catch (error) {
-      const isAway = error instanceof Refusal && error.code === 0;
-      trouble.textContent = isAway ? t('login.away') : t('login.wrong');
+      const isWrong = error instanceof Refusal && [400, 401, 403].includes(error.code);
+      trouble.textContent = isWrong ? t('login.wrong') : wordsFor(error);
       password.select();
       password.focus();
     }

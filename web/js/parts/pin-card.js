@@ -37,7 +37,7 @@ export function pinCard({ type, name, criteria }) {
     case 'composer':
       return card({
         href: groupPath(type, criteria[type] ?? ''), art: drawing(`${type}s`, name), name,
-        below: t(`kind.${type}`), kind: `is-${type}`,
+        below: t(`kind.${type}`), kind: type === 'artist' ? 'is-artist' : '',
         play: () => allOf(songs({ [type]: criteria[type] ?? '', sort_by: 'album' })),
       });
     case 'folder':

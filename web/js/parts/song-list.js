@@ -11,6 +11,7 @@ import { SongRow } from './song-row.js';
 /** @template T @typedef {import('../types.js').Source<T>} Source */
 
 const ROW = 60;
+const SHORT_ROW = 50;
 const MOST = 1000;
 
 /**
@@ -18,6 +19,7 @@ const MOST = 1000;
  * @property {string} label
  * @property {(song: Song, index: number) => string} [number]
  * @property {boolean} [withAlbum]
+ * @property {boolean} [isShort]
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
  * @property {(from: number, to: number) => void} [onMove]
@@ -56,12 +58,13 @@ export function songList(source, look) {
   ] : [];
   list.show(source, {
     label: look.label,
-    rowHeight: ROW,
+    rowHeight: look.isShort ? SHORT_ROW : ROW,
     empty: look.empty,
     counted: look.counted,
     make: (song, index) => new SongRow(song, {
       number: look.number?.(song, index),
       withAlbum: look.withAlbum,
+      isShort: look.isShort,
       withDrag: look.onMove !== undefined,
       play: () => look.play ? look.play(index) : playFrom(source, index, list.total),
       more: () => [...moves(index), ...(look.more?.(index) ?? [])],

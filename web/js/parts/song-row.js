@@ -17,6 +17,7 @@ import { stars } from './star-rating.js';
  * @typedef {object} RowLook
  * @property {string} [number] what stands in front; without it the cover
  * @property {boolean} [withAlbum]
+ * @property {boolean} [isShort] one line, without the artist
  * @property {boolean} [withDrag]
  * @property {() => void} play
  * @property {() => (import('./menu.js').Choice | false)[]} [more] of the menu
@@ -88,13 +89,14 @@ export class SongRow extends Part {
       'aria-label': t('do.more', { name: title }), onclick: () => this.openMenu(),
     }, icon('more'));
     this.replaceChildren(lead, h('div', { class: 'row-names' }, name,
-      h('div', { class: 'row-artist' }, artist)));
+      look.isShort ? '' : h('div', { class: 'row-artist' }, artist)));
     this.append(look.withAlbum ? album : '', rating,
       h('span', { class: 'row-length' }, song.duration > 0 ? clock(song.duration) : ''), menu);
     if (look.withDrag) {
       this.append(h('span', { class: 'row-grip', 'data-grip': '', 'aria-hidden': 'true' }, icon('grip')));
     }
     this.classList.toggle('has-album', look.withAlbum ?? false);
+    this.classList.toggle('is-short', look.isShort ?? false);
     this.classList.toggle('has-drag', look.withDrag ?? false);
   }
 

@@ -27,7 +27,6 @@ export const en = {
   'login.password': 'Password',
   'login.do': 'Log in',
   'login.wrong': 'Name or password is wrong.',
-  'login.away': 'The server does not answer. Try again in a moment.',
 
   'home.morning': 'Good morning',
   'home.day': 'Good afternoon',
@@ -247,7 +246,6 @@ export const en = {
   'settings.password': 'Change password …',
   'settings.password.old': 'Password now',
   'settings.password.new': 'New password',
-  'settings.password.wrong': 'That did not work. Check the password.',
   'settings.sessions': 'Sessions',
   'settings.session.this': 'This browser',
   'settings.session.seen': 'Last seen {when}',
@@ -293,5 +291,7 @@ export const en = {
   'error.503': 'The server is busy. Try again in a moment.',
   'error.504': 'That took too long.',
   'error.4': 'That is pinned already.',
+  'error.429': 'Too many tries. Wait a moment.',
+  'error.password': 'The server did not take that. Check the password.',
   'error.other': 'That did not work.',
 };

@@ -88,6 +88,7 @@ export function view({ query }) {
       before += those.length;
       const list = songList(sourceOfItems(those), {
         label: albumName(album),
+        isShort: songs.every(({ artist }) => artist === songs[0].artist),
         number: (song) => (song.track > 0 ? String(song.track) : '–'),
         play: (index) => playSongs(songs, { first: first + index }),
       });

@@ -19,7 +19,7 @@ export function view({ path, query }) {
   const kind = /** @type {GroupKind} */ (path.split('/')[1].slice(0, -1));
   const name = query.get('name') ?? '';
   const shown = groupName(kind, name);
-  return page(`group is-${kind}`, shown, (view) => {
+  return page('group', shown, (view) => {
     const source = songs({ [kind]: name, sort_by: 'album' });
     const counts = [h('span'), h('span')];
     const shelves = h('div');

@@ -15,7 +15,7 @@ import { t } from '../texts.js';
 export function view({ path, query }) {
   const plural = /** @type {`${GroupKind}s`} */ (path.slice(1).replace(/\/$/, ''));
   const kind = /** @type {GroupKind} */ (plural.slice(0, -1));
-  return page(`groups is-${kind}`, t(`nav.${plural}`), (view) => {
+  return page('groups', t(`nav.${plural}`), (view) => {
     const sort = query.get('sort') === 'star' ? 'star' : 'name';
     const pick = picker(t('sort.by'), [['name', t('sort.name')], ['star', t('sort.star')]], sort,
       (by) => go(`${path}?sort=${by}`, { replace: true }));
@@ -25,7 +25,8 @@ export function view({ path, query }) {
     const order = sort === 'star' ? 'DESC' : 'ASC';
     list.show(groups(kind, { sort_by: sort, sort_direction: order }), {
       label: t(`nav.${plural}`),
-      grid: kind === 'artist' ? { width: 150, below: 54 } : { width: 200, below: -80 },
+      grid: kind === 'artist' ? { width: innerWidth > 720 ? 150 : 96, below: 58 }
+        : { width: innerWidth > 720 ? 200 : 150, below: 20, ratio: 0.52 },
       make: (group) => groupCard(kind, group),
       counted: (total) => {
         count.textContent = t(`${plural}.count`, { count: total });
