@@ -35,7 +35,7 @@ export async function shareSong(song) {
       }),
     }, t('share.end'));
     const dialog = openDialog(t('share.title', { name: titleOf(song) }),
-      h('p', { class: 'soft' }, t('share.song')), addressField(data.song_url),
+      h('p', { class: 'soft' }, t('share.song')), addressField(data.sharing.song_url),
       h('footer', {}, end));
   }
 }
