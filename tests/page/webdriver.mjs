@@ -1,0 +1,138 @@
+// A browser over the WebDriver protocol: chromedriver by plain HTTP, no packages.
+
+import { spawn } from 'node:child_process';
+
+const ELEMENT = 'element-6066-11e4-a52e-4f735466cecf';
+const PATIENCE = 10000;
+const BROWSER = process.env.CHROMIUM ?? '/usr/bin/chromium';
+
+export const keys = {
+  tab: '\uE004', enter: '\uE007', alt: '\uE00A', down: '\uE015', escape: '\uE00C',
+};
+
+export const sleep = (pause) => new Promise((resolve) => setTimeout(resolve, pause));
+
+/** Waits until a call gives something true, and gives it. */
+export async function until(what, call, patience = PATIENCE) {
+  const end = Date.now() + patience;
+  let last;
+  while (Date.now() < end) {
+    try {
+      const found = await call();
+      if (found) {
+        return found;
+      }
+    } catch (error) {
+      last = error;
+    }
+    await sleep(60);
+  }
+  throw new Error(`waited in vain for ${what}${last ? ` (${last.message})` : ''}`);
+}
+
+export class Browser {
+  static async start() {
+    const browser = new Browser();
+    browser.driver = spawn('chromedriver', ['--port=0'], { stdio: ['ignore', 'pipe', 'ignore'] });
+    const port = await new Promise((resolve, reject) => {
+      browser.driver.once('error', reject);
+      browser.driver.stdout.on('data', (text) => {
+        const found = /successfully on port (\d+)/.exec(String(text));
+        if (found) {
+          resolve(found[1]);
+        }
+      });
+    });
+    browser.base = `http://127.0.0.1:${port}`;
+    const args = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+      '--disable-background-networking', '--disable-component-update', '--disable-sync',
+      '--mute-audio', '--autoplay-policy=no-user-gesture-required', '--window-size=1440,900'];
+    const { sessionId } = await browser.send('POST', '/session', { capabilities: { alwaysMatch: {
+      'goog:chromeOptions': { binary: BROWSER, args },
+      'goog:loggingPrefs': { browser: 'ALL', performance: 'ALL' },
+    } } });
+    browser.base += `/session/${sessionId}`;
+    return browser;
+  }
+
+  async send(method, path, body) {
+    const answer = await fetch(this.base + path, {
+      method, body: method === 'POST' ? JSON.stringify(body ?? {}) : undefined,
+    });
+    const { value } = await answer.json();
+    if (value?.error) {
+      throw new Error(`${path}: ${value.message.split('\n')[0]}`);
+    }
+    return value;
+  }
+
+  async end() {
+    await this.send('DELETE', '').catch(() => {});
+    this.driver.kill();
+  }
+
+  open(address) {
+    return this.send('POST', '/url', { url: address });
+  }
+
+  /** Runs a function in the page. */
+  run(code, ...args) {
+    return this.send('POST', '/execute/sync', { script: `return (${code})(...arguments)`, args });
+  }
+
+  devtools(cmd, params = {}) {
+    return this.send('POST', '/goog/cdp/execute', { cmd, params });
+  }
+
+  find(selector) {
+    return until(selector, async () => {
+      const found = await this.send('POST', '/elements', { using: 'css selector', value: selector });
+      return found[0]?.[ELEMENT];
+    });
+  }
+
+  async click(selector) {
+    await until(`a click on ${selector}`, async () => {
+      await this.send('POST', `/element/${await this.find(selector)}/click`);
+      return true;
+    });
+  }
+
+  async type(selector, text) {
+    const id = await this.find(selector);
+    await this.send('POST', `/element/${id}/clear`).catch(() => {});
+    await this.send('POST', `/element/${id}/value`, { text });
+  }
+
+  /** Presses keys, one after the other, each with what is held. */
+  press(letters, held = '') {
+    const actions = held ? [{ type: 'keyDown', value: held }] : [];
+    for (const value of letters) {
+      actions.push({ type: 'keyDown', value }, { type: 'keyUp', value });
+    }
+    if (held) {
+      actions.push({ type: 'keyUp', value: held });
+    }
+    return this.send('POST', '/actions', { actions: [{ type: 'key', id: 'keys', actions }] });
+  }
+
+  async drag(from, to) {
+    const at = async (selector) => ({ [ELEMENT]: await this.find(selector) });
+    const move = (origin, x, y) => ({ type: 'pointerMove', duration: 80, origin, x, y });
+    const [start, end] = [await at(from), await at(to)];
+    return this.send('POST', '/actions', { actions: [{ type: 'pointer', id: 'mouse',
+      parameters: { pointerType: 'mouse' }, actions: [
+        move(start, 0, 0), { type: 'pointerDown', button: 0 }, move(start, 0, 12),
+        move(end, 0, 12), move(end, 0, 14), { type: 'pointerUp', button: 0 },
+      ] }] });
+  }
+
+  text(selector) {
+    return this.run((one) => document.querySelector(one)?.textContent ?? '', selector);
+  }
+
+  /** What was logged since the last call: of the `browser` or its `performance`. */
+  log(type) {
+    return this.send('POST', '/se/log', { type });
+  }
+}

@@ -1,0 +1,208 @@
+// What can be done with songs, from any view: play, queue, playlists, stars, sharing.
+
+import { isAbort } from './api.js';
+import { changePins, changePlaylist, playlists, randomSongs } from './library.js';
+import { addToQueue, queued } from './queue.js';
+import { playSongs } from './player.js';
+import { may } from './person.js';
+import { field, openForm, switchField } from './parts/dialog.js';
+import { openMenu } from './parts/menu.js';
+import { h } from './dom.js';
+import { toast } from './parts/toast.js';
+import { albumPath, go, groupPath } from './routes.js';
+import { addressOf } from './api.js';
+import { t, wordsFor } from './texts.js';
+
+/** @typedef {import('./types.js').Song} Song */
+/** @typedef {import('./parts/menu.js').Choice} Choice */
+/** @typedef {() => Promise<Song[]>} Songs songs that are fetched when they are needed */
+
+const RANDOM = 200;
+
+/**
+ * Does something and says when it fails.
+ * @template T
+ * @param {() => Promise<T>} run
+ * @returns {Promise<T | undefined>}
+ */
+export async function attempt(run) {
+  try {
+    return await run();
+  } catch (error) {
+    if (!isAbort(error)) {
+      toast(wordsFor(error));
+    }
+    return undefined;
+  }
+}
+
+/** @param {Song} song */
+export function titleOf(song) {
+  return song.title || t('unknown.title');
+}
+
+/**
+ * @param {Songs} songs
+ * @param {{shuffle?: boolean, first?: number}} how
+ */
+export function playAll(songs, { shuffle = false, first = 0 } = {}) {
+  return attempt(async () => {
+    const found = await songs();
+    const start = shuffle ? Math.floor(Math.random() * found.length) : first;
+    playSongs(found, { first: start, shuffle });
+  });
+}
+
+export function shuffleEverything() {
+  return attempt(async () => playSongs(await randomSongs(RANDOM), { shuffle: false }));
+}
+
+/**
+ * @param {Songs} songs
+ * @param {boolean} next
+ */
+export function enqueue(songs, next) {
+  return attempt(async () => {
+    toast(t('done.queued', { count: addToQueue(await songs(), next) }));
+  });
+}
+
+/**
+ * @param {Songs} songs
+ * @param {string} id of a playlist
+ * @param {string} name
+ */
+export function addToPlaylist(songs, id, name) {
+  return attempt(async () => {
+    await changePlaylist('add', { id, songs: (await songs()).slice(0, 1000).map((song) => song.id) });
+    toast(t('done.added', { name }));
+  });
+}
+
+/** @param {Songs} [songs] what the new playlist holds */
+export function newPlaylist(songs) {
+  const name = h('input', { name: 'name', required: true, maxLength: 80, autocomplete: 'off' });
+  openForm({
+    title: t('playlists.new'),
+    send: t('do.create'),
+    fields: [
+      field(t('playlists.name'), name),
+      may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
+    ],
+    onSend: async (data) => {
+      const ids = songs ? (await songs()).slice(0, 1000).map((song) => song.id) : [];
+      await changePlaylist('create', {
+        name: String(data.get('name')),
+        library: data.has('shared') ? 'shared' : 'personal',
+        songs: ids.length > 0 ? ids : undefined,
+      });
+      toast(t('done.added', { name: String(data.get('name')) }));
+    },
+  });
+}
+
+/** @param {import('./types.js').Playlist} playlist */
+export function mayChange(playlist) {
+  return playlist.type === 'normal' && (playlist.library === 'personal' || may('playlist'));
+}
+
+/**
+ * A menu of the playlists to add songs to.
+ * @param {Element | {x: number, y: number}} beside
+ * @param {Songs} songs
+ */
+export async function choosePlaylist(beside, songs) {
+  const point = beside instanceof Element ? beside.getBoundingClientRect() : beside;
+  const all = await attempt(() => playlists());
+  const own = (all ?? []).filter(mayChange);
+  openMenu({ x: point.x, y: point.y }, t('playlist.choose'), [
+    { text: t('do.newPlaylist'), icon: 'plus', run: () => newPlaylist(songs) },
+    ...own.map(({ id, name }, index) => ({
+      text: name, icon: /** @type {const} */ ('playlists'), parted: index === 0,
+      run: () => addToPlaylist(songs, id, name),
+    })),
+  ]);
+}
+
+/**
+ * The choices for several songs.
+ * @param {Element | {x: number, y: number}} beside
+ * @param {Songs} songs
+ * @returns {Choice[]}
+ */
+export function choicesForSongs(beside, songs) {
+  return [
+    { text: t('do.next'), icon: 'next', run: () => enqueue(songs, true) },
+    { text: t('do.queue'), icon: 'queue', run: () => enqueue(songs, false) },
+    { text: t('do.playlist'), icon: 'playlists', run: () => choosePlaylist(beside, songs) },
+  ];
+}
+
+/**
+ * @param {Element | {x: number, y: number}} beside
+ * @param {Song} song
+ * @param {(Choice | false)[]} [more] of the view
+ */
+export function openSongMenu(beside, song, more = []) {
+  const album = { name: song.album, albumArtist: song.albumArtist };
+  openMenu(beside, titleOf(song), [
+    ...choicesForSongs(beside, async () => [song]),
+    ...more,
+    Boolean(song.album) && {
+      text: t('do.album'), icon: 'albums', parted: true,
+      run: () => go(albumPath({ ...album, year: 0, star: 0 })),
+    },
+    Boolean(song.artist) && {
+      text: t('do.artist'), icon: 'artists', run: () => go(groupPath('artist', song.artist)),
+    },
+    may('sharing') && !song.isStream && {
+      text: t('do.share'), icon: 'share', parted: true,
+      run: async () => (await import('./parts/share.js')).shareSong(song),
+    },
+    !song.isStream && {
+      text: t('do.download'), icon: 'download', run: () => download(song),
+    },
+    {
+      text: t('do.about'), icon: 'about',
+      run: async () => (await import('./parts/about.js')).aboutSong(song),
+    },
+  ]);
+}
+
+/** @param {Song} song */
+function download(song) {
+  const href = addressOf('Stream', 'stream', { id: song.id, format: 'raw' });
+  h('a', { href, download: song.path.slice(song.path.lastIndexOf('/') + 1) || song.title }).click();
+}
+
+/**
+ * @param {string} type
+ * @param {string} name
+ * @param {Record<string, string>} criteria
+ */
+export function pin(type, name, criteria) {
+  return attempt(async () => {
+    await changePins('pin', { type, name, criteria: JSON.stringify(criteria) });
+    toast(t('done.pinned'));
+  });
+}
+
+/** Makes a playlist of the queue. */
+export function saveQueue() {
+  newPlaylist(async () => queued().map(({ song }) => song));
+}
+
+/** @param {string} text */
+export async function copyText(text) {
+  try {
+    await navigator.clipboard.writeText(text);
+  } catch {
+    // Without https there is no clipboard for scripts; a selected field can still be copied.
+    const box = h('textarea', { value: text, readOnly: true, class: 'unseen' });
+    (document.querySelector('dialog[open]') ?? document.body).append(box);
+    box.select();
+    document.execCommand('copy');
+    box.remove();
+  }
+  toast(t('done.copied'));
+}

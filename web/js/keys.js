@@ -1,0 +1,77 @@
+// Keys that work everywhere but in fields.
+
+import { choice } from './choices.js';
+import { h } from './dom.js';
+import { next, previous, seek, setVolume, time, toggle } from './player.js';
+import { openDialog } from './parts/dialog.js';
+import { openNowPlaying } from './parts/now-playing.js';
+import { giveStars } from './parts/star-rating.js';
+import { SongRow } from './parts/song-row.js';
+import { current } from './queue.js';
+import { go } from './routes.js';
+import { t } from './texts.js';
+
+const SECONDS = 10;
+const LOUDER = 0.05;
+
+/** @returns {SongRow | null} the row that has the focus */
+function focusedRow() {
+  const row = document.activeElement?.closest('song-row');
+  return row instanceof SongRow ? row : null;
+}
+
+/** @type {Record<string, () => void>} */
+const keys = {
+  ' ': toggle,
+  ArrowLeft: () => seek(time() - SECONDS),
+  ArrowRight: () => seek(time() + SECONDS),
+  'Shift+ArrowLeft': previous,
+  'Shift+ArrowRight': next,
+  'Shift+ArrowUp': () => setVolume(choice('volume') + LOUDER),
+  'Shift+ArrowDown': () => setVolume(choice('volume') - LOUDER),
+  '/': () => go('/search'),
+  q: () => go('/queue'),
+  n: openNowPlaying,
+  m: () => focusedRow()?.openMenu(),
+  '?': openHelp,
+};
+for (let rating = 0; rating <= 5; ++rating) {
+  keys[`${rating}`] = () => giveStars(focusedRow()?.song ?? current(), rating);
+}
+
+function openHelp() {
+  const arrows = ['←', '→'];
+  /** @type {[string[], import('./texts.js').TextName][]} */
+  const rows = [
+    [[t('key.space')], 'keys.play'], [arrows, 'keys.seek'],
+    [[t('key.shift'), ...arrows], 'keys.skip'], [[t('key.shift'), '↑', '↓'], 'keys.volume'],
+    [['0', '…', '5'], 'keys.stars'], [['/'], 'keys.search'], [['Q'], 'keys.queue'],
+    [['N'], 'keys.now'], [['M'], 'keys.menu'], [[t('key.alt'), '↑', '↓'], 'keys.move'],
+    [['?'], 'keys.help'],
+  ];
+  openDialog(t('keys.title'), h('dl', { class: 'key-list' }, ...rows.map(([names, text]) =>
+    h('div', {}, h('dt', {}, ...names.map((name) => h('kbd', {}, name))), h('dd', {}, t(text))))));
+}
+
+/** @param {KeyboardEvent} event */
+function onKey(event) {
+  const target = /** @type {HTMLElement} */ (event.target);
+  const isModal = document.querySelector('dialog[open]:not(.now)') !== null;
+  const isField = target.closest('input:not([type=checkbox], [type=range]), textarea, select');
+  if (event.defaultPrevented || event.ctrlKey || event.metaKey || event.altKey || isModal || isField) {
+    return;
+  }
+  const isControl = target.closest('button, a, [role=slider], [type=range], [type=checkbox]');
+  const name = `${event.shiftKey && event.key.startsWith('Arrow') ? 'Shift+' : ''}${event.key}`;
+  const run = keys[name.length === 1 ? name.toLowerCase() : name];
+  const isTaken = isControl && (event.key === ' ' ||
+    (target.matches('[role=slider], [type=range]') && event.key.startsWith('Arrow')));
+  if (run && !isTaken) {
+    event.preventDefault();
+    run();
+  }
+}
+
+export function startKeys() {
+  document.addEventListener('keydown', onKey);
+}

@@ -1,0 +1,295 @@
+// What the library answers, in the page's own types, and what changes it.
+
+import { addressOf, call, change } from './api.js';
+import { choice } from './choices.js';
+
+/** @typedef {import('./types.js').Song} Song */
+/** @typedef {import('./types.js').Album} Album */
+/** @typedef {import('./types.js').Group} Group */
+/** @typedef {import('./types.js').Folder} Folder */
+/** @typedef {import('./types.js').Playlist} Playlist */
+/** @typedef {import('./types.js').Pin} Pin */
+/** @typedef {import('./types.js').Link} Link */
+/** @typedef {import('./api.js').Params} Params */
+/** @template T @typedef {import('./types.js').Source<T>} Source */
+/** @typedef {'artist' | 'genre' | 'composer'} GroupKind */
+
+const ADDITIONAL = 'song_tag,song_audio,song_rating';
+const LONGEST_COVER_NAME = 1500;
+
+/** Tells `rated` (detail: ids and stars), `playlists`, `playlist` (detail: id) and `pins`. */
+export const changed = new EventTarget();
+
+/**
+ * @param {string} name
+ * @param {unknown} [detail]
+ */
+function tell(name, detail) {
+  changed.dispatchEvent(new CustomEvent(name, { detail }));
+}
+
+/** Stars given in this page; pages that were fetched before do not know them. */
+const stars = new Map();
+
+/** @param {string | undefined} text */
+function figure(text) {
+  const value = parseFloat(text ?? '');
+  return Number.isFinite(value) ? value : undefined;
+}
+
+/**
+ * @param {any} found a track object of the API
+ * @returns {Song}
+ */
+export function songOf(found) {
+  const { song_tag: tag = {}, song_audio: audio = {}, song_rating: rated = {} } =
+    found.additional ?? {};
+  /** @type {Song} */
+  const song = {
+    id: found.id,
+    title: found.title ?? '',
+    path: found.path ?? '',
+    isStream: found.type === 'remote',
+    artist: tag.artist ?? '',
+    album: tag.album ?? '',
+    albumArtist: tag.album_artist ?? '',
+    composer: tag.composer ?? '',
+    genre: tag.genre ?? '',
+    comment: tag.comment ?? '',
+    disc: tag.disc ?? 0,
+    track: tag.track ?? 0,
+    year: tag.year ?? 0,
+    duration: audio.duration ?? 0,
+    rating: stars.get(found.id) ?? rated.rating ?? 0,
+    codec: audio.codec ?? '',
+    container: audio.container ?? '',
+    frequency: audio.frequency ?? 0,
+    bitrate: audio.bitrate ?? 0,
+    size: audio.filesize ?? 0,
+  };
+  if (tag.rg_track_gain || tag.rg_album_gain) {
+    song.gain = {
+      track: figure(tag.rg_track_gain),
+      trackPeak: figure(tag.rg_track_peak),
+      album: figure(tag.rg_album_gain),
+      albumPeak: figure(tag.rg_album_peak),
+    };
+  }
+  return song;
+}
+
+/**
+ * @param {any} found
+ * @returns {Album}
+ */
+export function albumOf(found) {
+  return {
+    name: found.name,
+    albumArtist: found.album_artist ?? '',
+    year: found.year ?? 0,
+    star: found.star ?? 0,
+  };
+}
+
+function library() {
+  return choice('library') || undefined;
+}
+
+/**
+ * @template T
+ * @param {string} api
+ * @param {string} method
+ * @param {string} list where the answer has its items
+ * @param {(found: any) => T} make
+ * @param {Params} params
+ * @param {number} [pageSize]
+ * @returns {Source<T>}
+ */
+export function sourceOf(api, method, list, make, params, pageSize = 100) {
+  return {
+    pageSize,
+    fetch: async (offset, limit, signal) => {
+      const data = await call(api, method, { ...params, offset, limit }, { signal });
+      return { total: data.total, items: data[list].map(make) };
+    },
+  };
+}
+
+/** @param {Params} [params] */
+export function songs(params = {}) {
+  const asked = { library: library(), additional: ADDITIONAL, ...params };
+  const method = 'keyword' in params ? 'search' : 'list';
+  return sourceOf('Song', method, 'songs', songOf, asked);
+}
+
+/** @param {Params} [params] */
+export function albums(params = {}) {
+  return sourceOf('Album', 'list', 'albums', albumOf, { library: library(), ...params }, 60);
+}
+
+/**
+ * @param {GroupKind} kind
+ * @param {Params} [params]
+ * @returns {Source<Group>}
+ */
+export function groups(kind, params = {}) {
+  const api = kind[0].toUpperCase() + kind.slice(1);
+  const make = (/** @type {any} */ { name, star }) => ({ name, star });
+  return sourceOf(api, 'list', `${kind}s`, make, { library: library(), ...params });
+}
+
+/**
+ * @param {number} limit
+ * @param {AbortSignal} [signal]
+ */
+export async function randomSongs(limit, signal) {
+  const asked = { library: library(), additional: ADDITIONAL, sort_by: 'random', limit };
+  const data = await call('Song', 'list', asked, { signal });
+  return /** @type {Song[]} */ (data.songs.map(songOf));
+}
+
+/**
+ * All songs of a source, at most 5000.
+ * @param {Source<Song>} source
+ * @param {AbortSignal} [signal]
+ */
+export async function allOf(source, signal) {
+  return (await source.fetch(0, 5000, signal)).items;
+}
+
+/**
+ * The songs of an album in their order.
+ * @param {string} album
+ * @param {string} albumArtist
+ * @param {AbortSignal} [signal]
+ */
+export async function albumSongs(album, albumArtist, signal) {
+  const found = await allOf(songs({ album, album_artist: albumArtist, sort_by: 'path' }), signal);
+  return found.sort((a, b) => a.disc - b.disc || a.track - b.track);
+}
+
+/**
+ * What a folder holds; the folders come first.
+ * @param {string} id empty: the indexed folders
+ * @returns {Source<{folder?: Folder, song?: Song}>}
+ */
+export function folder(id) {
+  const asked = { library: library(), additional: ADDITIONAL, id: id || undefined };
+  return {
+    pageSize: 100,
+    fetch: async (offset, limit, signal) => {
+      const data = await call('Folder', 'list', { ...asked, offset, limit }, { signal });
+      const folders = (data.folders ?? []).map((/** @type {Folder} */ found) => ({ folder: found }));
+      const found = (data.songs ?? []).map((/** @type {any} */ song) => ({ song: songOf(song) }));
+      return { total: data.total, items: [...folders, ...found] };
+    },
+  };
+}
+
+/** @param {{id?: string, album?: Pick<Album, 'name' | 'albumArtist'>}} of */
+export function coverAddress({ id, album }) {
+  if (album && album.name.length + album.albumArtist.length < LONGEST_COVER_NAME) {
+    const { name, albumArtist } = album;
+    return addressOf('Cover', 'get', { album: name, album_artist: albumArtist, size: 'scaled' });
+  }
+  return id ? addressOf('Cover', 'get', { id, size: 'scaled' }) : '';
+}
+
+/**
+ * @param {Song} song
+ * @param {number} rating
+ */
+export async function rate(song, rating) {
+  const before = song.rating;
+  const show = (/** @type {number} */ value) => {
+    stars.set(song.id, value);
+    song.rating = value;
+    tell('rated', { id: song.id, rating: value });
+  };
+  show(rating);
+  try {
+    await change('Song', 'rate', { id: song.id, rating });
+  } catch (error) {
+    show(before);
+    throw error;
+  }
+}
+
+/**
+ * @param {AbortSignal} [signal]
+ * @returns {Promise<Playlist[]>}
+ */
+export async function playlists(signal) {
+  return (await call('Playlist', 'list', { limit: 5000 }, { signal })).playlists;
+}
+
+/**
+ * @param {string} id
+ * @returns {Source<Song>}
+ */
+export function playlistSongs(id) {
+  return sourceOf('Playlist', 'get', 'songs', songOf, { id, additional: ADDITIONAL });
+}
+
+/**
+ * @param {string} id
+ * @param {AbortSignal} [signal]
+ * @returns {Promise<Playlist & {total: number}>}
+ */
+export async function playlist(id, signal) {
+  const data = await call('Playlist', 'get', { id, limit: 1 }, { signal });
+  return { ...data.playlist, total: data.total };
+}
+
+/**
+ * Changes a playlist and tells it.
+ * @param {string} method
+ * @param {Params} params
+ */
+export async function changePlaylist(method, params) {
+  const data = await change('Playlist', method, params);
+  if (method === 'create' || method === 'rename' || method === 'delete') {
+    tell('playlists');
+  } else {
+    tell('playlist', params.id);
+  }
+  return data;
+}
+
+/**
+ * Moves an entry. It is put in before it is taken out, so that a failure between loses nothing.
+ * @param {string} id
+ * @param {Song} song
+ * @param {number} from
+ * @param {number} to where it stands afterwards
+ */
+export async function moveInPlaylist(id, song, from, to) {
+  const position = to > from ? to + 1 : to;
+  await change('Playlist', 'replace', { id, position, length: 0, songs: [song.id] });
+  await change('Playlist', 'remove', { id, position: from > to ? from + 1 : from });
+}
+
+/**
+ * @param {AbortSignal} [signal]
+ * @returns {Promise<Pin[]>}
+ */
+export async function pins(signal) {
+  return (await call('Pin', 'list', {}, { signal })).pins;
+}
+
+/**
+ * @param {string} method
+ * @param {Params} params
+ */
+export async function changePins(method, params) {
+  await change('Pin', method, params);
+  tell('pins');
+}
+
+/**
+ * @param {AbortSignal} [signal]
+ * @returns {Promise<Link[]>}
+ */
+export async function links(signal) {
+  return (await call('Sharing', 'list', { limit: 5000 }, { signal })).sharings;
+}

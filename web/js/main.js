@@ -1,0 +1,70 @@
+// Starts the page: texts, shell, login, routes.
+
+import { connection, needLogin } from './api.js';
+import { choice, choices, writeStored } from './choices.js';
+import { h } from './dom.js';
+import { startKeys } from './keys.js';
+import { startMediaSession } from './media-session.js';
+import { openLogin } from './parts/login-form.js';
+import { SideBar, TabBar } from './parts/navigation.js';
+import { PlayerBar } from './parts/player-bar.js';
+import { toast } from './parts/toast.js';
+import { learnPerson } from './person.js';
+import { player } from './player.js';
+import { showAgain, startRoutes } from './routes.js';
+import { startTexts, t } from './texts.js';
+
+function applyTheme() {
+  const theme = choice('theme');
+  if (theme === 'system') {
+    delete document.documentElement.dataset.theme;
+  } else {
+    document.documentElement.dataset.theme = theme;
+  }
+}
+
+async function start() {
+  await startTexts();
+  const sideBar = new SideBar();
+  const main = h('main', { id: 'main', class: 'scroller', tabindex: '-1' });
+  const away = h('div', { class: 'away', role: 'status' });
+  document.body.prepend(
+    h('a', { class: 'skip', href: '#main' }, t('app.skip')),
+    h('div', { class: 'shell' }, sideBar, main, new PlayerBar(), new TabBar()), away);
+
+  let isStarted = false;
+  connection.addEventListener('login', () => openLogin(async () => {
+    const isSame = await learnPerson();
+    if (isStarted) {
+      sideBar.learn();
+    }
+    if (isStarted && !isSame) {
+      showAgain();
+    }
+  }));
+  connection.addEventListener('away', () => {
+    away.textContent = t('app.away');
+  });
+  connection.addEventListener('back', () => {
+    away.textContent = '';
+  });
+  player.addEventListener('missing', (event) => {
+    const song = /** @type {CustomEvent} */ (event).detail;
+    toast(t('player.missing', { name: song.title }));
+  });
+  choices.addEventListener('theme', applyTheme);
+  choices.addEventListener('library', showAgain);
+  choices.addEventListener('language', () => location.reload());
+  startKeys();
+  startMediaSession();
+  // A browser that nobody has logged in from yet need not ask. Without storage it must.
+  if (choice('name') === '' && writeStored('tonvale.tried', true)) {
+    needLogin();
+  }
+  startRoutes(main);
+  await learnPerson();
+  isStarted = true;
+  sideBar.learn();
+}
+
+start();

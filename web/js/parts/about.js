@@ -1,0 +1,42 @@
+// All that is known about a song.
+
+import { titleOf } from '../actions.js';
+import { h } from '../dom.js';
+import { coverAddress } from '../library.js';
+import { clock, joined, t } from '../texts.js';
+import { cover } from './cover-art.js';
+import { openDialog } from './dialog.js';
+
+/** @param {import('../types.js').Song} song */
+function formatOf({ codec, container, frequency, bitrate, size }) {
+  const kind = codec && container && codec !== container ? `${codec} (${container})` : codec;
+  return joined([
+    kind.toUpperCase(),
+    frequency > 0 ? `${(frequency / 1000).toLocaleString()} kHz` : '',
+    bitrate > 0 ? `${Math.round(bitrate / 1000)} kbit/s` : '',
+    size > 0 ? `${(size / 1e6).toLocaleString(undefined, { maximumFractionDigits: 1 })} MB` : '',
+  ]);
+}
+
+/** @param {import('../types.js').Song} song */
+export function aboutSong(song) {
+  const { gain } = song;
+  const track = joined([song.disc > 0 ? t('album.disc', { disc: song.disc }) : '',
+    song.track > 0 ? String(song.track) : '']);
+  const decibel = (/** @type {number | undefined} */ value) => value?.toFixed(1) ?? '–';
+  /** @type {[import('../texts.js').TextName, string][]} */
+  const rows = [
+    ['about.title', titleOf(song)], ['about.artist', song.artist], ['about.album', song.album],
+    ['about.albumArtist', song.albumArtist], ['about.composer', song.composer],
+    ['about.genre', song.genre], ['about.year', song.year > 0 ? String(song.year) : ''],
+    ['about.track', track], ['about.length', song.duration > 0 ? clock(song.duration) : ''],
+    ['about.format', formatOf(song)],
+    ['about.gain', gain
+      ? t('about.gain.value', { track: decibel(gain.track), album: decibel(gain.album) }) : ''],
+    ['about.comment', song.comment], ['about.path', song.path],
+  ];
+  const list = h('dl', { class: 'facts' }, ...rows.filter(([, value]) => value).map(([name, value]) =>
+    h('div', {}, h('dt', {}, t(name)), h('dd', { dir: 'auto' }, value))));
+  const art = cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album || song.title);
+  openDialog(t('do.about'), h('div', { class: 'about' }, art, list));
+}

@@ -1,0 +1,91 @@
+// The password, sessions and keys of the account, as far as the server has them.
+
+import { attempt, copyText } from '../actions.js';
+import { call, change, Refusal } from '../api.js';
+import { h, refill } from '../dom.js';
+import { joined, t } from '../texts.js';
+import { field, openDialog, openForm } from './dialog.js';
+import { toast } from './toast.js';
+
+/** @param {number} seconds since 1970 */
+function day(seconds) {
+  const when = new Date(seconds * 1000);
+  return when.toLocaleString(undefined, { dateStyle: 'medium', timeStyle: 'short' });
+}
+
+function changePassword() {
+  const old = h('input', { type: 'password', required: true, autocomplete: 'current-password' });
+  const wanted = h('input', { type: 'password', required: true, autocomplete: 'new-password' });
+  openForm({
+    title: t('settings.password').replace(/[\s…]+$/, ''),
+    send: t('do.save'),
+    fields: [field(t('settings.password.old'), old), field(t('settings.password.new'), wanted)],
+    onSend: async () => {
+      try {
+        await change('User', 'change_password', { old: old.value, new: wanted.value });
+      } catch (error) {
+        const isRefused = error instanceof Refusal && [400, 403].includes(error.code);
+        throw isRefused ? { code: 'password' } : error;
+      }
+      toast(t('done.saved'));
+    },
+  });
+}
+
+/** @param {() => void} onDone */
+function newKey(onDone) {
+  const purpose = h('input', { required: true, maxLength: 80, autocomplete: 'off' });
+  openForm({
+    title: t('settings.keys'),
+    send: t('do.create'),
+    fields: [field(t('settings.key.name'), purpose)],
+    onSend: async () => {
+      const { key } = await change('User', 'add_key', { for: purpose.value });
+      onDone();
+      openDialog(purpose.value, h('p', { class: 'soft' }, t('settings.key.made')),
+        h('input', { class: 'select', readOnly: true, value: key, 'aria-label': purpose.value }),
+        h('footer', {}, h('button', { class: 'button is-main', onclick: () => copyText(key) },
+          t('do.copy'))));
+    },
+  });
+}
+
+/**
+ * @param {string} name
+ * @param {string} below
+ * @param {() => Promise<unknown>} [end]
+ */
+function row(name, below, end) {
+  return h('li', {}, h('div', { dir: 'auto' }, name, h('small', { class: 'soft' }, below)),
+    end && h('button', { class: 'button', onclick: () => attempt(end) }, t('settings.session.end')));
+}
+
+/**
+ * Shows nothing where the server has no accounts of its own.
+ * @param {HTMLElement} place
+ * @param {AbortSignal} signal
+ */
+export async function showAccount(place, signal) {
+  const show = async () => {
+    try {
+      const [{ sessions }, { keys }] = await Promise.all([
+        call('Auth', 'sessions', {}, { signal }), call('User', 'keys', {}, { signal }),
+      ]);
+      refill(place, h('div', { class: 'tools' },
+        h('button', { class: 'button', onclick: changePassword }, t('settings.password')),
+        h('button', { class: 'button', onclick: () => newKey(show) }, t('settings.key.new'))),
+      h('h3', {}, t('settings.sessions')),
+      h('ul', { class: 'row-list' }, ...sessions.map((/** @type {any} */ one) => row(
+        one.is_own ? t('settings.session.this') : one.agent,
+        joined([one.address, t('settings.session.seen', { when: day(one.last_used) })]),
+        one.is_own ? undefined : () => change('Auth', 'end', { id: one.id }).then(show)))),
+      keys.length > 0 && h('h3', {}, t('settings.keys')),
+      h('ul', { class: 'row-list' }, ...keys.map((/** @type {any} */ one) => row(
+        one.for, t('settings.session.seen', { when: one.last_used ? day(one.last_used) : '–' }),
+        () => change('User', 'remove_key', { id: one.id }).then(show)))));
+    } catch {
+      place.replaceChildren();
+    }
+  };
+  await show();
+}

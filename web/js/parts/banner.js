@@ -1,0 +1,47 @@
+// The head of an album, artist, genre or playlist: picture, names and what can be done.
+
+import { choicesForSongs, playAll } from '../actions.js';
+import { h, setVars } from '../dom.js';
+import { icon } from '../icons.js';
+import { t } from '../texts.js';
+import { CoverArt, tintBy } from './cover-art.js';
+import { openMenu } from './menu.js';
+
+/** @typedef {import('../types.js').Song} Song */
+
+/**
+ * @param {object} how
+ * @param {string} how.kind
+ * @param {string} how.name
+ * @param {HTMLElement} how.art
+ * @param {(Node | string)[]} how.below
+ * @param {() => Promise<Song[]>} how.songs
+ * @param {() => (import('./menu.js').Choice | false)[]} how.more
+ * @param {string} [how.tint] a colour, when no picture gives one
+ */
+export function banner({ kind, name, art, below, songs, more, tint }) {
+  const menu = h('button', {
+    class: 'icon-button is-round', 'aria-haspopup': 'menu', 'aria-label': t('do.more', { name }),
+    onclick: () => openMenu(menu, name, [...choicesForSongs(menu, songs), ...more()]),
+  }, icon('more'));
+  const length = Array.from(name).length;
+  const size = length > 60 ? ' is-endless' : length > 22 ? ' is-long' : '';
+  const head = h('header', { class: 'banner' },
+    h('div', { class: 'banner-art' }, art),
+    h('div', { class: 'banner-text' },
+      h('p', { class: 'banner-kind' }, kind),
+      h('h1', { class: `banner-name${size}`, tabindex: '-1', dir: 'auto', title: name }, name),
+      h('p', { class: 'banner-below', dir: 'auto' }, ...below),
+      h('div', { class: 'banner-tools' },
+        h('button', { class: 'button is-main is-large', onclick: () => playAll(songs) },
+          icon('play'), t('do.play')),
+        h('button', { class: 'button is-large', onclick: () => playAll(songs, { shuffle: true }) },
+          icon('shuffle'), t('do.shuffle')),
+        menu)));
+  if (art instanceof CoverArt) {
+    tintBy(head, art);
+  } else if (tint) {
+    setVars(head, { '--tint': tint });
+  }
+  return head;
+}

@@ -1,0 +1,117 @@
+// A cover: a drawing of its name until the picture is there, or in place of one.
+
+import { h, hueOf, initialsOf, Part, setVars } from '../dom.js';
+
+const RETRIES = 2;
+const RETRY_PAUSE = 2500;
+
+export class CoverArt extends Part {
+  #address = '';
+  #name = '';
+  #tries = 0;
+
+  /**
+   * @param {string} address empty: there is no picture
+   * @param {string} name what the picture shows, for the drawing
+   */
+  show(address, name) {
+    if (address === this.#address && name === this.#name) {
+      return this;
+    }
+    this.#address = address;
+    this.#name = name;
+    this.#tries = 0;
+    if (this.isConnected) {
+      this.start();
+    }
+    return this;
+  }
+
+  start() {
+    setVars(this, { '--hue': `${hueOf(this.#name)}` });
+    const letters = h('span', { class: 'cover-letters', 'aria-hidden': 'true' });
+    letters.textContent = initialsOf(this.#name);
+    this.replaceChildren(letters);
+    if (this.#address) {
+      this.#load();
+    }
+  }
+
+  end() {
+    // A picture that is out of sight gives its connection to those in sight.
+    this.querySelector('img')?.removeAttribute('src');
+  }
+
+  #load() {
+    const picture = h('img', {
+      alt: '', decoding: 'async', draggable: false, fetchpriority: 'low',
+      onload: () => {
+        picture.classList.add('is-loaded');
+        this.dispatchEvent(new CustomEvent('picture', { detail: picture, bubbles: true }));
+      },
+      onerror: () => {
+        picture.remove();
+        if (++this.#tries <= RETRIES && this.isConnected && this.#tries > 0) {
+          setTimeout(() => this.isConnected && this.#load(), RETRY_PAUSE * this.#tries);
+        }
+      },
+    });
+    picture.src = this.#address;
+    this.querySelector('img')?.remove();
+    this.append(picture);
+  }
+}
+
+customElements.define('cover-art', CoverArt);
+
+/**
+ * @param {string} address
+ * @param {string} name
+ * @param {string} [look] a class
+ */
+export function cover(address, name, look = '') {
+  const element = new CoverArt();
+  element.className = look;
+  return element.show(address, name);
+}
+
+/**
+ * Colours an element by the picture of a cover, through the custom property --tint.
+ * @param {HTMLElement} element
+ * @param {CoverArt} art
+ */
+export function tintBy(element, art) {
+  art.addEventListener('picture', (event) => {
+    const tint = colourOf(/** @type {CustomEvent} */ (event).detail);
+    if (tint) {
+      setVars(element, { '--tint': tint });
+    }
+  });
+}
+
+/**
+ * The colour of a picture: the mean of its pixels, by how colourful they are.
+ * @param {HTMLImageElement} picture
+ */
+function colourOf(picture) {
+  const side = 16;
+  const canvas = h('canvas', { width: side, height: side });
+  const context = canvas.getContext('2d', { willReadFrequently: true });
+  if (!context) {
+    return '';
+  }
+  context.drawImage(picture, 0, 0, side, side);
+  const { data } = context.getImageData(0, 0, side, side);
+  const sum = [0, 0, 0];
+  let weights = 0.001;
+  for (let at = 0; at < data.length; at += 4) {
+    const [red, green, blue] = data.subarray(at, at + 3);
+    const most = Math.max(red, green, blue);
+    const weight = (most - Math.min(red, green, blue)) ** 1.5 + 1;
+    weights += weight;
+    [red, green, blue].forEach((value, index) => {
+      sum[index] += value * weight;
+    });
+  }
+  return `rgb(${sum.map((value) => Math.round(value / weights)).join(' ')})`;
+}

@@ -1,0 +1,71 @@
+// The login: over the page, which goes on below it.
+
+import { goOn, Refusal } from '../api.js';
+import { choice, choose } from '../choices.js';
+import { h } from '../dom.js';
+import { icon } from '../icons.js';
+import { logIn, person } from '../person.js';
+import { t, wordsFor } from '../texts.js';
+import { field } from './dialog.js';
+
+/** @type {HTMLDialogElement | null} */
+let open = null;
+
+/**
+ * Opens the login, if it is not open yet, and calls when somebody has logged in.
+ * @param {() => Promise<void>} onDone
+ */
+export function openLogin(onDone) {
+  if (open) {
+    return;
+  }
+  const isAgain = person() !== null;
+  const trouble = h('p', { class: 'trouble', role: 'alert' });
+  const name = h('input', {
+    name: 'name', autocomplete: 'username', required: true, autocapitalize: 'none',
+    spellcheck: false, value: choice('name'),
+  });
+  const password = h('input', {
+    name: 'password', type: 'password', autocomplete: 'current-password', required: true,
+  });
+  const button = h('button', { class: 'button is-main is-wide' }, t('login.do'));
+  const send = async (/** @type {Event} */ event) => {
+    event.preventDefault();
+    button.disabled = true;
+    trouble.textContent = '';
+    try {
+      await logIn(name.value, password.value);
+      choose('name', name.value);
+      open = null;
+      dialog.close();
+      goOn();
+      await onDone();
+    } catch (error) {
+      const isWrong = error instanceof Refusal && [400, 401, 403].includes(error.code);
+      trouble.textContent = isWrong ? t('login.wrong') : wordsFor(error);
+      password.select();
+      password.focus();
+    }
+    button.disabled = false;
+  };
+  const title = t(isAgain ? 'login.again' : 'login.title');
+  const dialog = h('dialog', { class: 'login', 'aria-label': title },
+    h('div', { class: 'login-brand' }, icon('brand'), h('span', {}, t('app.name'))),
+    h('form', { method: 'post', onsubmit: send },
+      h('h1', {}, title),
+      isAgain ? h('p', { class: 'soft' }, t('login.again.hint')) : null,
+      field(t('login.name'), name), field(t('login.password'), password), trouble, button));
+  dialog.addEventListener('cancel', (event) => event.preventDefault());
+  dialog.addEventListener('close', () => {
+    dialog.remove();
+    // A browser may close it in spite of `cancel`; without a login it opens again.
+    if (open === dialog) {
+      open = null;
+      openLogin(onDone);
+    }
+  });
+  open = dialog;
+  document.body.append(dialog);
+  dialog.showModal();
+  (name.value ? password : name).focus();
+}

@@ -1,0 +1,82 @@
+// What plays, large: the cover, the controls and what comes next.
+
+import { openSongMenu } from '../actions.js';
+import { h, refill } from '../dom.js';
+import { icon } from '../icons.js';
+import { player } from '../player.js';
+import { current, position, queue, queued } from '../queue.js';
+import { go } from '../routes.js';
+import { t } from '../texts.js';
+import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
+import { CoverArt, tintBy } from './cover-art.js';
+import { showCoverOf, songNames } from './player-bar.js';
+import { StarRating } from './star-rating.js';
+
+/** @type {HTMLDialogElement | null} */
+let open = null;
+
+export function openNowPlaying() {
+  if (open || !current()) {
+    return;
+  }
+  const art = new CoverArt();
+  const names = h('div', { class: 'now-names' });
+  const after = h('p', { class: 'now-after soft', dir: 'auto' });
+  const rating = new StarRating();
+  const close = () => dialog.close();
+  const menu = h('button', {
+    class: 'icon-button', 'aria-haspopup': 'menu', 'aria-label': t('do.more', { name: '' }),
+    onclick: () => {
+      const song = current();
+      if (song) {
+        openSongMenu(menu, song);
+      }
+    },
+  }, icon('more'));
+  const list = h('button', {
+    class: 'icon-button', 'aria-label': t('nav.queue'), title: t('nav.queue'),
+    onclick: () => {
+      close();
+      go('/queue');
+    },
+  }, icon('queue'));
+  const dialog = h('dialog', { class: 'now', 'aria-label': t('player.open') },
+    h('header', {}, h('button', { class: 'icon-button', 'aria-label': t('do.close'), onclick: close },
+      icon('down')), h('span', { class: 'soft' }, t('player.open')), menu),
+    h('div', { class: 'now-picture' }, art),
+    h('div', { class: 'now-panel' },
+      h('div', { class: 'now-line' }, names, rating), new SeekBar(), new TransportButtons(),
+      h('div', { class: 'now-line' }, new VolumeBar(), list), after));
+  tintBy(dialog, art);
+  const draw = () => {
+    const song = current();
+    if (!song) {
+      close();
+      return;
+    }
+    showCoverOf(art, song);
+    refill(names, songNames(song));
+    rating.show(song);
+    const next = queued()[position() + 1]?.song;
+    after.textContent = next ? `${t('player.next')}: ${next.title}` : '';
+  };
+  const gone = new AbortController();
+  for (const name of ['current', 'order']) {
+    queue.addEventListener(name, draw, { signal: gone.signal });
+  }
+  player.addEventListener('song', draw, { signal: gone.signal });
+  dialog.addEventListener('click', (event) => {
+    if (/** @type {Element} */ (event.target).closest('a')) {
+      close();
+    }
+  });
+  dialog.addEventListener('close', () => {
+    gone.abort();
+    dialog.remove();
+    open = null;
+  });
+  open = dialog;
+  document.body.append(dialog);
+  draw();
+  dialog.showModal();
+}

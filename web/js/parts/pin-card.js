@@ -1,0 +1,63 @@
+// What somebody pinned to the start page.
+
+import { shuffleEverything } from '../actions.js';
+import { h, hueOf, setVars } from '../dom.js';
+import { icon } from '../icons.js';
+import { albumSongs, allOf, coverAddress, playlistSongs, songs } from '../library.js';
+import { albumPath, folderPath, groupPath, playlistPath } from '../routes.js';
+import { t } from '../texts.js';
+import { card } from './cards.js';
+import { cover } from './cover-art.js';
+
+/** @typedef {import('../types.js').Pin} Pin */
+
+/**
+ * @param {import('../icons.js').IconName} name
+ * @param {string} hue
+ */
+function drawing(name, hue) {
+  const art = h('span', { class: 'monogram', 'aria-hidden': 'true' }, icon(name));
+  setVars(art, { '--hue': `${hueOf(hue)}` });
+  return art;
+}
+
+/** @param {Pin} pin */
+export function pinCard({ type, name, criteria }) {
+  const { album = '', album_artist: albumArtist = '', folder = '', playlist = '' } = criteria;
+  switch (type) {
+    case 'album': {
+      const found = { name: album, albumArtist, year: 0, star: 0 };
+      return card({
+        href: albumPath(found), art: cover(coverAddress({ album: found }), name), name,
+        below: t('kind.album'), play: () => albumSongs(album, albumArtist),
+      });
+    }
+    case 'artist':
+    case 'genre':
+    case 'composer':
+      return card({
+        href: groupPath(type, criteria[type] ?? ''), art: drawing(`${type}s`, name), name,
+        below: t(`kind.${type}`), kind: type === 'artist' ? 'is-artist' : '',
+        play: () => allOf(songs({ [type]: criteria[type] ?? '', sort_by: 'album' })),
+      });
+    case 'folder':
+      return card({
+        href: folderPath(folder), art: drawing('folders', name), name, below: t('kind.folder'),
+      });
+    case 'playlist':
+      return card({
+        href: playlistPath(playlist), art: drawing('playlists', name), name,
+        below: t('kind.playlist'), play: () => allOf(playlistSongs(playlist)),
+      });
+    case 'recently_added':
+      return card({ href: '/albums?sort=date', art: drawing('albums', name), name });
+    default: {
+      const made = card({ href: '/songs', art: drawing('shuffle', name), name });
+      made.querySelector('a')?.addEventListener('click', (event) => {
+        event.preventDefault();
+        shuffleEverything();
+      });
+      return made;
+    }
+  }
+}

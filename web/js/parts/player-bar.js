@@ -1,0 +1,96 @@
+// The player at the foot of the page.
+
+import { openSongMenu, titleOf } from '../actions.js';
+import { h, Part, refill } from '../dom.js';
+import { icon } from '../icons.js';
+import { coverAddress } from '../library.js';
+import { player } from '../player.js';
+import { current, queue } from '../queue.js';
+import { albumPath, go, groupPath } from '../routes.js';
+import { t } from '../texts.js';
+import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
+import { CoverArt, tintBy } from './cover-art.js';
+import { openNowPlaying } from './now-playing.js';
+import { StarRating } from './star-rating.js';
+
+/**
+ * The song's title and artist as links.
+ * @param {import('../types.js').Song | undefined} song
+ */
+export function songNames(song) {
+  if (!song) {
+    return [h('span', { class: 'now-title soft' }, t('player.nothing'))];
+  }
+  const album = { name: song.album, albumArtist: song.albumArtist, year: 0, star: 0 };
+  const title = titleOf(song);
+  return [
+    song.album
+      ? h('a', { class: 'now-title', dir: 'auto', href: albumPath(album), title }, title)
+      : h('span', { class: 'now-title', dir: 'auto', title }, title),
+    song.artist
+      ? h('a', { class: 'now-artist', dir: 'auto', href: groupPath('artist', song.artist) },
+        song.artist)
+      : h('span', { class: 'now-artist' }, song.isStream ? song.path : t('unknown.artist')),
+  ];
+}
+
+/**
+ * @param {CoverArt} art
+ * @param {import('../types.js').Song | undefined} song
+ */
+export function showCoverOf(art, song) {
+  art.show(song && !song.isStream ? coverAddress({ id: song.id }) : '',
+    song ? song.album || titleOf(song) : '');
+}
+
+export class PlayerBar extends Part {
+  start() {
+    const art = new CoverArt();
+    const names = h('div', { class: 'now-names' });
+    const rating = new StarRating();
+    const menu = h('button', {
+      class: 'icon-button', 'aria-haspopup': 'menu',
+      onclick: () => {
+        const song = current();
+        if (song) {
+          openSongMenu(menu, song);
+        }
+      },
+    }, icon('more'));
+    const large = h('button', {
+      class: 'now-cover', 'aria-label': t('player.open'), title: t('player.open'),
+      onclick: openNowPlaying,
+    }, art);
+    const list = h('button', {
+      class: 'icon-button', 'aria-label': t('nav.queue'), title: t('nav.queue'),
+      onclick: () => (location.pathname === '/queue' ? history.back() : go('/queue')),
+    }, icon('queue'));
+    this.setAttribute('role', 'region');
+    this.setAttribute('aria-label', t('player.label'));
+    tintBy(this, art);
+    refill(this,
+      h('div', { class: 'bar-song' }, large, names, rating),
+      h('div', { class: 'bar-middle' }, new TransportButtons(), new SeekBar()),
+      h('div', { class: 'bar-side' }, menu, list, new VolumeBar()));
+    // On a phone a touch of the bar opens the large view.
+    names.addEventListener('click', (event) => {
+      if (matchMedia('(max-width: 720px)').matches && current()) {
+        event.preventDefault();
+        openNowPlaying();
+      }
+    });
+    const draw = () => {
+      const song = current();
+      showCoverOf(art, song);
+      refill(names, songNames(song));
+      rating.show(song);
+      menu.setAttribute('aria-label', t('do.more', { name: song ? titleOf(song) : '' }));
+      this.classList.toggle('is-empty', song === undefined);
+    };
+    this.listen(queue, 'current', draw);
+    this.listen(player, 'song', draw);
+    draw();
+  }
+}
+
+customElements.define('player-bar', PlayerBar);

@@ -1,0 +1,107 @@
+// A long list of songs, as the views show it.
+
+import { addToPlaylist, attempt, titleOf } from '../actions.js';
+import { LongList } from '../list.js';
+import { playSongs } from '../player.js';
+import { t } from '../texts.js';
+import { enableDrag } from './drag.js';
+import { SongRow } from './song-row.js';
+
+/** @typedef {import('../types.js').Song} Song */
+/** @template T @typedef {import('../types.js').Source<T>} Source */
+
+const ROW = 60;
+const SHORT_ROW = 50;
+const MOST = 1000;
+
+/**
+ * @typedef {object} SongListLook
+ * @property {string} label
+ * @property {(song: Song, index: number) => string} [number]
+ * @property {boolean} [withAlbum]
+ * @property {boolean} [isShort]
+ * @property {() => Node} [empty]
+ * @property {(total: number) => void} [counted]
+ * @property {(from: number, to: number) => void} [onMove]
+ * @property {(index: number) => (import('./menu.js').Choice | false)[]} [more]
+ * @property {(index: number) => void} [play]
+ * @property {(index: number) => boolean} [isCurrent]
+ */
+
+/**
+ * Plays a source from one of its songs on: all of it, or of a long one what follows.
+ * @param {Source<Song>} source
+ * @param {number} index
+ * @param {number} total
+ */
+function playFrom(source, index, total) {
+  return attempt(async () => {
+    const from = total > MOST ? index : 0;
+    const { items } = await source.fetch(from, MOST);
+    playSongs(items, { first: index - from });
+  });
+}
+
+/**
+ * @param {Source<Song>} source
+ * @param {SongListLook} look
+ */
+export function songList(source, look) {
+  /** @type {LongList<Song>} */
+  const list = new LongList();
+  list.classList.add('song-list');
+  const moves = (/** @type {number} */ index) => look.onMove ? [
+    index > 0 && { text: t('do.up'), icon: /** @type {const} */ ('up'), parted: true,
+      run: () => look.onMove?.(index, index - 1) },
+    index < list.total - 1 && { text: t('do.down'), icon: /** @type {const} */ ('lower'),
+      run: () => look.onMove?.(index, index + 1) },
+  ] : [];
+  list.show(source, {
+    label: look.label,
+    rowHeight: look.isShort ? SHORT_ROW : ROW,
+    empty: look.empty,
+    counted: look.counted,
+    make: (song, index) => new SongRow(song, {
+      number: look.number?.(song, index),
+      withAlbum: look.withAlbum,
+      isShort: look.isShort,
+      withDrag: look.onMove !== undefined,
+      play: () => look.play ? look.play(index) : playFrom(source, index, list.total),
+      more: () => [...moves(index), ...(look.more?.(index) ?? [])],
+      isCurrent: look.isCurrent && (() => look.isCurrent?.(index) ?? false),
+    }),
+  });
+  list.addEventListener('connected', () => enableRows(list, look));
+  return list;
+}
+
+/**
+ * Drag and drop, and Alt with an arrow for the keyboard.
+ * @param {LongList<Song>} list
+ * @param {SongListLook} look
+ */
+function enableRows(list, look) {
+  enableDrag({
+    list,
+    signal: list.signal,
+    indexOf: (element) => list.indexOf(element),
+    label: (index) => titleOf(/** @type {Song} */ (list.at(index))),
+    onMove: look.onMove,
+    onDrop: (from, { dataset }) => {
+      const song = list.at(from);
+      if (song && dataset.drop) {
+        addToPlaylist(async () => [song], dataset.drop, dataset.name ?? '');
+      }
+    },
+  });
+  list.addEventListener('keydown', (event) => {
+    const step = { ArrowUp: -1, ArrowDown: 1 }[event.key];
+    const from = list.indexOf(/** @type {Node} */ (event.target));
+    const to = from + (step ?? 0);
+    if (event.altKey && step && look.onMove && from >= 0 && to >= 0 && to < list.total) {
+      event.preventDefault();
+      look.onMove(from, to);
+      list.focusItem(to);
+    }
+  }, { signal: list.signal });
+}

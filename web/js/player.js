@@ -1,0 +1,328 @@
+// Plays the queue: two audio elements, of which one plays and the other fetches the next song, so
+// that nearly no gap is heard between them.
+
+import { call, Refusal, sleep } from './api.js';
+import { choice, choices, choose, readStored, writeStored } from './choices.js';
+import {
+  current, nextPosition, position, previousPosition, queue, queued, setPosition, setQueue,
+} from './queue.js';
+import { convertFromNowOn, gainOf, soundAddress } from './sound.js';
+
+/** @typedef {import('./types.js').Song} Song */
+
+const AHEAD = 20; // seconds before the end at which the next song is fetched
+const RESTART = 4; // seconds; after them "previous" begins the song anew
+const PAUSES = [1, 2, 4, 8, 15];
+const TRIES = 12;
+const KEY = 'tonvale.time';
+
+/** Tells `state`, `time`, `song`, and `missing` (detail: a song that cannot be played). */
+export const player = new EventTarget();
+
+let front = new Audio();
+let back = new Audio();
+/** @type {Map<HTMLAudioElement, Song | undefined>} what each has loaded */
+const loaded = new Map();
+let wanted = false; // playing, as far as the person is concerned
+let resumeAt = 0; // where the song goes on when it is loaded
+let failures = 0;
+/** @type {AbortController | null} */
+let recovery = null;
+
+/** @type {Map<HTMLAudioElement, GainNode>} */
+const gains = new Map();
+/** @type {AudioContext | null} */
+let mixer = null;
+
+/** @param {string} name */
+function tell(name) {
+  player.dispatchEvent(new Event(name));
+}
+
+export function isPlaying() {
+  return wanted;
+}
+
+export function isWaiting() {
+  return wanted && front.readyState < HTMLMediaElement.HAVE_FUTURE_DATA;
+}
+
+export function duration() {
+  const known = current()?.duration ?? 0;
+  return known || (Number.isFinite(front.duration) ? front.duration : 0);
+}
+
+export function time() {
+  return loaded.get(front) === undefined || resumeAt > 0 ? resumeAt : front.currentTime;
+}
+
+/** Web Audio starts with the first use of gain: without it the browser does less. */
+function applyGain() {
+  if (choice('gain') !== 'off' && mixer === null) {
+    mixer = new AudioContext();
+    for (const audio of [front, back]) {
+      const gain = mixer.createGain();
+      mixer.createMediaElementSource(audio).connect(gain).connect(mixer.destination);
+      gains.set(audio, gain);
+    }
+  }
+  gains.forEach((gain, audio) => {
+    gain.gain.value = gainOf(loaded.get(audio));
+  });
+  if (wanted) {
+    mixer?.resume();
+  }
+}
+
+function applyVolume() {
+  for (const audio of [front, back]) {
+    audio.volume = choice('volume');
+    audio.muted = choice('muted');
+  }
+}
+
+/**
+ * @param {HTMLAudioElement} audio
+ * @param {Song} song
+ */
+function load(audio, song) {
+  loaded.set(audio, song);
+  audio.preload = 'auto';
+  audio.src = soundAddress(song);
+}
+
+/** @param {HTMLAudioElement} audio */
+function unload(audio) {
+  loaded.set(audio, undefined);
+  audio.removeAttribute('src');
+  audio.load();
+}
+
+async function start() {
+  const audio = front;
+  applyGain();
+  try {
+    await audio.play();
+  } catch (error) {
+    // A browser that wants a click first refuses; failures of loading are seen by onError.
+    if (error instanceof DOMException && error.name === 'NotAllowedError') {
+      wanted = false;
+      tell('state');
+    }
+  }
+}
+
+/** Loads the current song into the front element, which may be the one that fetched it ahead. */
+function open() {
+  recovery?.abort();
+  const song = current();
+  front.pause();
+  if (!song) {
+    unload(front);
+    wanted = false;
+  } else if (loaded.get(back) === song && !back.error) {
+    [front, back] = [back, front];
+    unload(back);
+    front.currentTime = 0;
+  } else {
+    load(front, song);
+  }
+  tell('song');
+  tell('state');
+  if (song && wanted) {
+    start();
+  }
+}
+
+export function play() {
+  const song = current();
+  if (!song) {
+    return;
+  }
+  wanted = true;
+  if (loaded.get(front) !== song || front.error) {
+    load(front, song);
+    front.currentTime = resumeAt;
+  }
+  start();
+  tell('state');
+}
+
+export function pause() {
+  wanted = false;
+  recovery?.abort();
+  front.pause();
+  tell('state');
+}
+
+export function toggle() {
+  (wanted ? pause : play)();
+}
+
+/** @param {number} seconds */
+export function seek(seconds) {
+  const end = duration();
+  const to = Math.max(0, end > 0 ? Math.min(seconds, end - 0.5) : seconds);
+  if (loaded.get(front) === undefined || front.readyState === 0) {
+    resumeAt = to;
+  }
+  front.currentTime = to;
+  tell('time');
+}
+
+/** @param {number} place of the queue */
+export function playAt(place) {
+  failures = 0;
+  resumeAt = 0;
+  wanted = place >= 0;
+  if (place < 0) {
+    front.pause();
+    front.currentTime = 0;
+    tell('state');
+  } else if (place === position() && loaded.get(front) === current()) {
+    front.currentTime = 0;
+    play();
+  } else {
+    setPosition(place);
+  }
+}
+
+export function next() {
+  const place = nextPosition({ byHand: true });
+  if (place >= 0) {
+    playAt(place);
+  }
+}
+
+export function previous() {
+  const place = previousPosition();
+  if (front.currentTime > RESTART || place < 0) {
+    seek(0);
+  } else {
+    playAt(place);
+  }
+}
+
+/**
+ * Plays songs in place of the queue.
+ * @param {Song[]} songs
+ * @param {{first?: number, shuffle?: boolean}} how
+ */
+export function playSongs(songs, { first = 0, shuffle } = {}) {
+  if (songs.length > 0) {
+    failures = 0;
+    resumeAt = 0;
+    wanted = true;
+    setQueue(songs, first, shuffle);
+  }
+}
+
+function fetchAhead() {
+  const place = nextPosition();
+  const song = place >= 0 && place !== position() ? queued()[place]?.song : undefined;
+  if (loaded.get(back) !== song) {
+    (song ? load : unload)(back, /** @type {Song} */ (song));
+    applyGain();
+  }
+}
+
+function onTime() {
+  failures = 0;
+  const left = duration() - front.currentTime;
+  if (wanted && left < AHEAD && front.currentTime > 0.5) {
+    fetchAhead();
+  }
+  tell('time');
+}
+
+/**
+ * Sound failed: the song is gone, the browser does not play its format, or the server is away.
+ * @param {HTMLAudioElement} audio
+ */
+async function recover(audio) {
+  const song = loaded.get(audio);
+  if (!song || !wanted) {
+    return;
+  }
+  const from = audio.currentTime || resumeAt;
+  recovery?.abort();
+  recovery = new AbortController();
+  const { signal } = recovery;
+  try {
+    if (!song.isStream) {
+      await call('Song', 'get', { id: song.id }, { signal });
+    }
+    const isFormat = audio.error?.code !== MediaError.MEDIA_ERR_NETWORK && from === 0;
+    if (!(isFormat && convertFromNowOn(song))) {
+      if (++failures > TRIES || (isFormat && failures > 2)) {
+        throw new Refusal('stream', 500);
+      }
+      await sleep(PAUSES[Math.min(failures, PAUSES.length) - 1] * 1000, signal);
+    }
+    load(audio, song);
+    resumeAt = from;
+    audio.currentTime = from;
+    start();
+  } catch (error) {
+    if (error instanceof Refusal) {
+      player.dispatchEvent(new CustomEvent('missing', { detail: song }));
+      const place = nextPosition({ byHand: true });
+      failures < TRIES && place > position() ? skipTo(place) : pause();
+    }
+  }
+}
+
+/** @param {number} place */
+function skipTo(place) {
+  const before = failures;
+  playAt(place);
+  failures = before + 1;
+}
+
+/** @param {HTMLAudioElement} audio */
+function watch(audio) {
+  const on = (/** @type {string[]} */ names, /** @type {() => void} */ handle) =>
+    names.forEach((name) => audio.addEventListener(name, () => audio === front && handle()));
+  on(['timeupdate', 'seeked'], onTime);
+  on(['playing', 'waiting', 'canplay', 'stalled'], () => tell('state'));
+  on(['loadedmetadata'], () => {
+    if (resumeAt > 0) {
+      audio.currentTime = resumeAt;
+      resumeAt = 0;
+    }
+  });
+  on(['ended'], () => playAt(nextPosition()));
+  on(['error'], () => recover(audio));
+  // Headphones that are pulled out, or another program that takes the sound.
+  on(['pause'], () => {
+    if (wanted && !audio.ended && !audio.error && audio.readyState > 1 && !recovery) {
+      wanted = false;
+      tell('state');
+    }
+  });
+  audio.addEventListener('playing', () => {
+    recovery = null;
+  });
+}
+
+/** @param {number} value 0 to 1 */
+export function setVolume(value) {
+  choose('muted', false);
+  choose('volume', Math.max(0, Math.min(1, value)));
+}
+
+watch(front);
+watch(back);
+applyVolume();
+choices.addEventListener('volume', applyVolume);
+choices.addEventListener('muted', applyVolume);
+choices.addEventListener('gain', applyGain);
+queue.addEventListener('current', open);
+// A reload goes on where the song was.
+const kept = /** @type {any} */ (readStored(KEY));
+if (kept?.id !== undefined && kept.id === current()?.id) {
+  resumeAt = Number(kept.time) || 0;
+}
+window.addEventListener('pagehide', () => writeStored(KEY, { id: current()?.id, time: time() }));
+// In the document, where the browser's own tools find them.
+document.body.append(front, back);

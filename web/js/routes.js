@@ -1,0 +1,183 @@
+// The addresses of the page: which view shows which, and the way back.
+
+/** @typedef {import('./types.js').Place} Place */
+/** @typedef {{load: () => Promise<{view: (place: Place) => HTMLElement}>, nav: string}} Route */
+
+/** @type {Record<string, Route>} the longest beginning of a path that fits counts */
+const routes = {
+  '/': { load: () => import('./views/home.js'), nav: 'home' },
+  '/albums': { load: () => import('./views/albums.js'), nav: 'albums' },
+  '/albums/view': { load: () => import('./views/album.js'), nav: 'albums' },
+  '/artists': { load: () => import('./views/groups.js'), nav: 'artists' },
+  '/artists/view': { load: () => import('./views/group.js'), nav: 'artists' },
+  '/genres': { load: () => import('./views/groups.js'), nav: 'genres' },
+  '/genres/view': { load: () => import('./views/group.js'), nav: 'genres' },
+  '/composers': { load: () => import('./views/groups.js'), nav: 'composers' },
+  '/composers/view': { load: () => import('./views/group.js'), nav: 'composers' },
+  '/songs': { load: () => import('./views/songs.js'), nav: 'songs' },
+  '/folders': { load: () => import('./views/folder.js'), nav: 'folders' },
+  '/playlists': { load: () => import('./views/playlists.js'), nav: 'playlists' },
+  '/playlists/': { load: () => import('./views/playlist.js'), nav: 'playlists' },
+  '/search': { load: () => import('./views/search.js'), nav: 'search' },
+  '/queue': { load: () => import('./views/queue.js'), nav: 'queue' },
+  '/settings': { load: () => import('./views/settings.js'), nav: 'settings' },
+  '/more': { load: () => import('./views/more.js'), nav: 'more' },
+};
+
+/** Tells `shown` (detail: the name of the place in the navigation). */
+export const routed = new EventTarget();
+
+/** @type {HTMLElement | null} */
+let outlet = null;
+let turn = 0;
+let key = '';
+/** @type {Map<string, number>} how far each entry of the history was scrolled */
+const scrolled = new Map();
+
+/**
+ * @param {string} path
+ * @returns {[Route, string]}
+ */
+function find(path) {
+  const exact = routes[path];
+  if (exact) {
+    return [exact, ''];
+  }
+  const [, first, rest = ''] = /^\/([^/]*)\/?(.*)$/.exec(path) ?? [];
+  const route = routes[`/${first}/`] ?? routes[`/${first}`] ?? routes['/'];
+  return [route, decodeURIComponent(rest)];
+}
+
+/** @param {string} [name] */
+export function setTitle(name) {
+  document.title = name ? `${name} · Tonvale` : 'Tonvale';
+}
+
+/** @param {number} top */
+function scrollBackTo(top) {
+  const scroller = /** @type {HTMLElement} */ (outlet);
+  scroller.scrollTop = top;
+  if (top === 0 || scroller.scrollTop >= top - 1) {
+    return;
+  }
+  // Lists are as high as before only when their first page is there.
+  const done = new AbortController();
+  const watch = new MutationObserver(() => {
+    scroller.scrollTop = top;
+    if (scroller.scrollTop >= top - 1) {
+      done.abort();
+    }
+  });
+  watch.observe(scroller, { childList: true, subtree: true, attributes: true });
+  done.signal.addEventListener('abort', () => watch.disconnect());
+  for (const name of ['wheel', 'touchstart', 'keydown', 'popstate']) {
+    window.addEventListener(name, () => done.abort(), { signal: done.signal, passive: true });
+  }
+  setTimeout(() => done.abort(), 5000);
+}
+
+/** @param {{top: number, focus: boolean}} how */
+async function show({ top, focus }) {
+  const mine = ++turn;
+  const { pathname, searchParams } = new URL(location.href);
+  const [route, id] = find(pathname);
+  routed.dispatchEvent(new CustomEvent('shown', { detail: route.nav }));
+  const { view } = await route.load();
+  if (mine !== turn || outlet === null) {
+    return;
+  }
+  const element = view({ path: pathname, id, query: searchParams });
+  outlet.replaceChildren(element);
+  scrollBackTo(top);
+  if (focus) {
+    /** @type {HTMLElement | null} */
+    const heading = outlet.querySelector('[data-first-focus], h1');
+    heading?.focus({ preventScroll: true });
+  }
+}
+
+function remember() {
+  scrolled.set(key, outlet?.scrollTop ?? 0);
+}
+
+/**
+ * @param {string} address
+ * @param {{replace?: boolean, quiet?: boolean}} how quiet: the view changes itself
+ */
+export function go(address, { replace = false, quiet = false } = {}) {
+  remember();
+  if (!replace) {
+    key = String(Date.now() + Math.random());
+  }
+  history[replace ? 'replaceState' : 'pushState']({ key }, '', address);
+  if (!quiet) {
+    show({ top: 0, focus: true });
+  }
+}
+
+/** Shows the place anew, after what it depends on has changed. */
+export function showAgain() {
+  show({ top: outlet?.scrollTop ?? 0, focus: false });
+}
+
+/** @param {MouseEvent} event */
+function onClick(event) {
+  const link = /** @type {Element} */ (event.target).closest?.('a[href^="/"]');
+  const plain = event.button === 0 && !event.ctrlKey && !event.metaKey && !event.shiftKey;
+  if (link && plain && !event.altKey && !event.defaultPrevented && !link.hasAttribute('download')) {
+    event.preventDefault();
+    const address = /** @type {string} */ (link.getAttribute('href'));
+    go(address, { replace: address === location.pathname + location.search });
+  }
+}
+
+/** @param {HTMLElement} into the element that scrolls */
+export function startRoutes(into) {
+  outlet = into;
+  key = history.state?.key ?? 'first';
+  history.scrollRestoration = 'manual';
+  history.replaceState({ key }, '');
+  window.addEventListener('popstate', (event) => {
+    remember();
+    key = event.state?.key ?? 'first';
+    show({ top: scrolled.get(key) ?? 0, focus: true });
+  });
+  document.addEventListener('click', onClick);
+  try {
+    const kept = JSON.parse(sessionStorage.getItem('tonvale.scrolled') ?? '[]');
+    for (const [name, top] of /** @type {[string, number][]} */ (kept)) {
+      scrolled.set(name, top);
+    }
+    window.addEventListener('pagehide', () => {
+      remember();
+      const all = JSON.stringify([...scrolled].slice(-100));
+      sessionStorage.setItem('tonvale.scrolled', all);
+    });
+  } catch {
+    // Without storage a reload begins at the top.
+  }
+  show({ top: scrolled.get(key) ?? 0, focus: false });
+}
+
+/** @param {import('./types.js').Album} album */
+export function albumPath({ name, albumArtist }) {
+  return `/albums/view?${new URLSearchParams({ name, by: albumArtist })}`;
+}
+
+/**
+ * @param {import('./library.js').GroupKind} kind
+ * @param {string} name
+ */
+export function groupPath(kind, name) {
+  return `/${kind}s/view?${new URLSearchParams({ name })}`;
+}
+
+/** @param {string} id */
+export function playlistPath(id) {
+  return `/playlists/${encodeURIComponent(id)}`;
+}
+
+/** @param {string} id */
+export function folderPath(id) {
+  return `/folders/${encodeURIComponent(id)}`;
+}

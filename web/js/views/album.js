@@ -1,0 +1,114 @@
+// An album: its cover, its songs by discs, and more of its artist.
+
+import { pin } from '../actions.js';
+import { h, refill } from '../dom.js';
+import { albums, albumSongs, coverAddress } from '../library.js';
+import { albumCard, albumName, emptyNote, shelf } from '../parts/cards.js';
+import { banner } from '../parts/banner.js';
+import { cover } from '../parts/cover-art.js';
+import { page } from '../parts/page-view.js';
+import { songList } from '../parts/song-list.js';
+import { playSongs } from '../player.js';
+import { sourceOfItems } from '../pages.js';
+import { groupPath } from '../routes.js';
+import { length, t } from '../texts.js';
+
+/** @typedef {import('../types.js').Song} Song */
+
+const MORE = 12;
+
+/**
+ * @param {Song[]} songs
+ * @returns {Map<number, Song[]>}
+ */
+function byDisc(songs) {
+  const discs = new Map();
+  for (const song of songs) {
+    discs.set(song.disc, [...(discs.get(song.disc) ?? []), song]);
+  }
+  return discs;
+}
+
+/**
+ * @param {Song[]} songs
+ * @param {string} albumArtist
+ */
+function facts(songs, albumArtist) {
+  const artist = albumArtist || songs[0].artist;
+  const years = new Set(songs.map(({ year }) => year).filter(Boolean));
+  const genres = [...new Set(songs.map(({ genre }) => genre).filter(Boolean))].slice(0, 2);
+  const seconds = songs.reduce((sum, { duration }) => sum + duration, 0);
+  /** @type {Node[]} */
+  const parts = [
+    h('a', { class: 'strong', href: groupPath('artist', artist), dir: 'auto' },
+      artist || t('unknown.artist')),
+    ...(years.size > 0 ? [h('span', {}, String(Math.max(...years)))] : []),
+    h('span', {}, t('songs.count', { count: songs.length })),
+    h('span', {}, length(seconds)),
+    ...genres.map((genre) => h('a', { href: groupPath('genre', genre), dir: 'auto' }, genre)),
+  ];
+  return parts;
+}
+
+/** @param {import('../types.js').Place} place */
+export function view({ query }) {
+  const name = query.get('name') ?? '';
+  const albumArtist = query.get('by') ?? '';
+  const album = { name, albumArtist, year: 0, star: 0 };
+  return page('album', albumName(album), (view) => {
+    const get = (/** @type {AbortSignal} */ signal) => albumSongs(name, albumArtist, signal);
+    view.append(h('div', { class: 'banner is-pending' }));
+    view.fetch(get, (songs) => {
+      if (songs.length === 0) {
+        refill(view, emptyNote('albums', t('error.404')));
+        return;
+      }
+      const more = h('div');
+      refill(view, banner({
+        kind: t('kind.album'),
+        name: albumName(album),
+        art: cover(coverAddress({ album, id: songs[0].id }), albumName(album)),
+        below: facts(songs, albumArtist),
+        songs: async () => songs,
+        more: () => [{
+          text: t('do.pin'), icon: 'pin', parted: true,
+          run: () => pin('album', albumName(album), { album: name, album_artist: albumArtist }),
+        }],
+      }), ...discLists(songs), more);
+      showMore(more, view);
+    });
+  });
+
+  /** @param {Song[]} songs */
+  function discLists(songs) {
+    const discs = byDisc(songs);
+    let before = 0;
+    return [...discs].flatMap(([disc, those]) => {
+      const first = before;
+      before += those.length;
+      const list = songList(sourceOfItems(those), {
+        label: albumName(album),
+        isShort: songs.every(({ artist }) => artist === songs[0].artist),
+        number: (song) => (song.track > 0 ? String(song.track) : '–'),
+        play: (index) => playSongs(songs, { first: first + index }),
+      });
+      return discs.size > 1 && disc > 0
+        ? [h('h2', { class: 'disc' }, t('album.disc', { disc })), list] : [list];
+    });
+  }
+
+  /**
+   * @param {HTMLElement} place
+   * @param {import('../parts/page-view.js').PageView} view
+   */
+  function showMore(place, view) {
+    if (albumArtist) {
+      const source = albums({ artist: albumArtist, sort_by: 'year', sort_direction: 'DESC' });
+      view.fetch((signal) => source.fetch(0, MORE, signal), ({ items }) => {
+        const others = items.filter((one) => one.name !== name);
+        refill(place, others.length > 0 && shelf(t('album.more', { artist: albumArtist }),
+          others.map((one) => albumCard(one, true))));
+      });
+    }
+  }
+}

@@ -1,0 +1,54 @@
+// An artist, a genre or a composer: the albums, then all songs.
+
+import { pin } from '../actions.js';
+import { h, hueOf, initialsOf, refill, setVars } from '../dom.js';
+import { icon } from '../icons.js';
+import { albums, allOf, songs } from '../library.js';
+import { albumCard, emptyNote, groupName, shelf } from '../parts/cards.js';
+import { banner } from '../parts/banner.js';
+import { page } from '../parts/page-view.js';
+import { songList } from '../parts/song-list.js';
+import { t } from '../texts.js';
+
+/** @typedef {import('../library.js').GroupKind} GroupKind */
+
+const MOST_ALBUMS = 60;
+
+/** @param {import('../types.js').Place} place */
+export function view({ path, query }) {
+  const kind = /** @type {GroupKind} */ (path.split('/')[1].slice(0, -1));
+  const name = query.get('name') ?? '';
+  const shown = groupName(kind, name);
+  return page('group', shown, (view) => {
+    const source = songs({ [kind]: name, sort_by: 'album' });
+    const counts = [h('span'), h('span')];
+    const shelves = h('div');
+    const art = h('span', { class: `monogram is-large is-${kind}`, 'aria-hidden': 'true' },
+      kind === 'artist' ? initialsOf(shown) : icon(`${kind}s`));
+    setVars(art, { '--hue': `${hueOf(shown)}` });
+    const list = songList(source, {
+      label: t('nav.songs'),
+      withAlbum: true,
+      counted: (total) => {
+        counts[1].textContent = t('songs.count', { count: total });
+      },
+      empty: () => emptyNote(`${kind}s`, t('error.404')),
+    });
+    view.append(banner({
+      kind: t(`kind.${kind}`), name: shown, art, below: counts,
+      tint: `hsl(${hueOf(shown)} 45% 50%)`,
+      songs: () => allOf(source),
+      more: () => [{
+        text: t('do.pin'), icon: 'pin', parted: true,
+        run: () => pin(kind, shown, { [kind]: name }),
+      }],
+    }), shelves, h('h2', { class: 'disc' }, t('nav.songs')), list);
+
+    const found = albums({ [kind]: name, sort_by: 'year', sort_direction: 'DESC' });
+    view.fetch((signal) => found.fetch(0, MOST_ALBUMS, signal), ({ total, items }) => {
+      counts[0].textContent = t('albums.count', { count: total });
+      refill(shelves, items.length > 0 && shelf(t('nav.albums'),
+        items.map((album) => albumCard(album, kind === 'artist'))));
+    });
+  });
+}

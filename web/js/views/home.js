@@ -1,0 +1,99 @@
+// The start page: pins, what is new, what is loved, and something from anywhere.
+
+import { attempt, shuffleEverything } from '../actions.js';
+import { h, refill } from '../dom.js';
+import { icon } from '../icons.js';
+import { albums, changed, changePins, pins, randomSongs } from '../library.js';
+import { albumCard, emptyNote, pendingCards, shelf } from '../parts/cards.js';
+import { openMenu } from '../parts/menu.js';
+import { page, pageHead } from '../parts/page-view.js';
+import { pinCard } from '../parts/pin-card.js';
+import { t } from '../texts.js';
+
+/** @typedef {import('../types.js').Album} Album */
+/** @typedef {import('../types.js').Pin} Pin */
+/** @typedef {import('../parts/page-view.js').PageView} PageView */
+
+const SHELF = 18;
+
+function greeting() {
+  const hour = new Date().getHours();
+  const part = hour < 5 ? 'night' : hour < 12 ? 'morning' : hour < 18 ? 'day' : 'evening';
+  return t(`home.${part}`);
+}
+
+/** @param {string} href */
+function showAll(href) {
+  return h('a', { class: 'quiet-link', href }, t('home.more'), icon('forth'));
+}
+
+/**
+ * @param {PageView} view
+ * @param {HTMLElement} place
+ */
+async function showPins(view, place) {
+  await view.fetch(pins, (found) => {
+    const cards = found.map((pin) => {
+      const one = pinCard(pin);
+      one.addEventListener('contextmenu', (event) => {
+        event.preventDefault();
+        openMenu({ x: event.clientX, y: event.clientY }, pin.name, [
+          { text: t('do.unpin'), icon: 'close',
+            run: () => attempt(() => changePins('unpin', { id: pin.id })) },
+        ]);
+      });
+      return one;
+    });
+    refill(place, cards.length > 0 && shelf(t('home.pins'), cards));
+  });
+}
+
+/**
+ * @param {PageView} view
+ * @param {HTMLElement} place
+ */
+function showRandom(view, place) {
+  const again = h('button', { class: 'quiet-link', onclick: () => showRandom(view, place) },
+    t('home.again'), icon('again'));
+  return view.fetch((signal) => randomSongs(80, signal), (songs) => {
+    /** @type {Map<string, Album>} */
+    const found = new Map();
+    for (const { album, albumArtist } of songs) {
+      if (album && found.size < SHELF) {
+        found.set(`${album}\n${albumArtist}`, { name: album, albumArtist, year: 0, star: 0 });
+      }
+    }
+    refill(place, found.size > 0 &&
+      shelf(t('home.random'), [...found.values()].map((album) => albumCard(album)), again));
+  });
+}
+
+export function view() {
+  return page('home', '', (view) => {
+    const [pinned, recent, rated, random] = [0, 1, 2, 3].map(() => h('div'));
+    const shuffle = h('button', { class: 'button', onclick: shuffleEverything },
+      icon('shuffle'), t('home.shuffle'));
+    view.append(pageHead(greeting(), shuffle).head, pinned, recent, rated, random);
+    refill(recent, shelf(t('home.recent'), pendingCards(8)));
+    refill(random, shelf(t('home.random'), pendingCards(8)));
+    showPins(view, pinned);
+    view.listen(changed, 'pins', () => showPins(view, pinned));
+
+    const newest = albums({ sort_by: 'date', sort_direction: 'DESC' });
+    view.fetch((signal) => newest.fetch(0, SHELF, signal), ({ items }) => {
+      if (items.length === 0) {
+        refill(view, emptyNote('albums', t('home.empty'), t('home.empty.hint')));
+        return;
+      }
+      refill(recent, shelf(t('home.recent'), items.map((album) => albumCard(album)),
+        showAll('/albums?sort=date')));
+    });
+    const loved = albums({ sort_by: 'star', sort_direction: 'DESC' });
+    view.fetch((signal) => loved.fetch(0, SHELF, signal), ({ items }) => {
+      const found = items.filter(({ star }) => star > 0);
+      refill(rated, found.length > 0 && shelf(t('home.rated'),
+        found.map((album) => albumCard(album)), showAll('/albums?sort=star')));
+    });
+    showRandom(view, random);
+  });
+}

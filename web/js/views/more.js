@@ -1,0 +1,15 @@
+// What has no tab of its own on a phone.
+
+import { h } from '../dom.js';
+import { navLink } from '../parts/navigation.js';
+import { page, pageHead } from '../parts/page-view.js';
+import { t } from '../texts.js';
+
+export function view() {
+  return page('more', t('nav.more'), (view) => {
+    const links = /** @type {const} */ (
+      ['artists', 'songs', 'genres', 'composers', 'folders', 'queue', 'settings']).map(navLink);
+    view.append(pageHead(t('nav.more')).head, h('ul', { class: 'more-links' },
+      ...links.map((link) => h('li', {}, link))));
+  });
+}
