@@ -75,7 +75,7 @@ std::string SentenceOf(const Refusal &refusal, Code code) {
         case Code::kTooMany:
             return "that was tried too often; wait before the next time";
         case Code::kFailed:
-            return "that failed, and the server's log tells why";
+            return "that failed, and the log of the server tells why";
         case Code::kBusy:
             return "the server is busy; try again in a few seconds";
         case Code::kTookTooLong:
@@ -108,16 +108,12 @@ std::string_view RawValue(std::string_view query, std::string_view name) {
     return {};
 }
 
-std::string_view Variable(const char *name) {
-    const char *const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
 // True when the client wants a refusal of data to have its HTTP status, too.
 bool WantsStatus() {
     constexpr std::string_view kWanted = "status=http";
-    return RawValue(Variable("QUERY_STRING"), "status") == "http" ||
-           Variable("HTTP_ACCEPT").find(kWanted) != std::string_view::npos;
+    const std::string query = Variable("QUERY_STRING");
+    return RawValue(query, "status") == "http" ||
+           Variable("HTTP_ACCEPT").find(kWanted) != std::string::npos;
 }
 
 // A refusal of data has the status 200, unless it is the system's and not the request's, or the

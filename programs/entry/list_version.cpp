@@ -20,11 +20,6 @@ constexpr char kType[] = "Content-Type: application/json; charset=utf-8\r\n";
 // Each use of a kept answer asks whether it still holds.
 constexpr char kCache[] = "Cache-Control: private, no-cache\r\n";
 
-std::string Variable(const char *name) {
-    const char *const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
 // Files that decide what a list shows beside the library: preferences, names of shares, code page.
 // One that is replaced is another one.
 std::string Settings() {

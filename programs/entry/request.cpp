@@ -48,6 +48,11 @@ std::string ReadForm() {
 
 }  // namespace
 
+std::string Variable(const char *name) {
+    const char *value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
+
 Request Request::Read(Login login) {
     const std::string method = Variable("REQUEST_METHOD");
     const bool isPost = method == "POST";

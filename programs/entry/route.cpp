@@ -1,10 +1,10 @@
 #include "route.h"
 
-#include <cstdlib>
 #include <string>
 #include <string_view>
 
 #include "parameters.h"
+#include "request.h"
 
 namespace tonvale_entry {
 
@@ -23,11 +23,6 @@ bool IsWord(std::string_view text, std::string_view alsoIn) {
         }
     }
     return !text.empty();
-}
-
-std::string_view Variable(const char *name) {
-    const char *const value = std::getenv(name);
-    return value != nullptr ? value : "";
 }
 
 // `rest` is what follows "/as/sharing".
@@ -53,13 +48,13 @@ std::string PageQuery(std::string_view rest, std::string_view query) {
 }  // namespace
 
 std::string RoutedQuery() {
-    const std::string path = std::string(Variable("SCRIPT_NAME")).append(Variable("PATH_INFO"));
-    const std::string_view query = Variable("QUERY_STRING");
+    const std::string path = Variable("SCRIPT_NAME") + Variable("PATH_INFO");
+    std::string query = Variable("QUERY_STRING");
     if (!path.starts_with(kPages)) {
-        return std::string(query);
+        return query;
     }
     const std::string_view rest = std::string_view(path).substr(kPages.size());
-    return rest.empty() || rest.front() == '/' ? PageQuery(rest, query) : std::string(query);
+    return rest.empty() || rest.front() == '/' ? PageQuery(rest, query) : query;
 }
 
 }  // namespace tonvale_entry

@@ -25,9 +25,6 @@ using varn::host::Outcome;
 
 constexpr char kProxies[] = "trusted_proxies";
 
-// A copy of the logins that nginx's account can read.
-constexpr std::string_view kReadableLogins = "/var/run/Tonvale-web/logins";
-
 // A header has ten seconds in all, a body may pause for as long. Connections that bring neither are
 // cheap, and there is room for many. Requests under way are bounded by address, of IPv6 by network;
 // loopback is one address, and no header that a client writes changes that bound. A second bound
@@ -87,18 +84,6 @@ http {
     limit_conn bodies 32;
     limit_conn logins 64;
     limit_conn_status 503;
-
-    # Who asks: a login is needed for everything that is not public. No other part of this
-    # configuration knows of it.
-    map "$uri?$args" $realm {
-        default off;
-        "~^/webapi/entry\.cgi\?(.*&)?api=VARN\.Tonvale\.Sharing\.Page(&|$)" off;
-        "~^/webapi/entry\.cgi\?" Tonvale;
-    }
-    map $realm $login { default $remote_user; off ""; }
-    auth_basic $realm;
-    auth_basic_user_file "@LOGINS@";
-    scgi_param REMOTE_USER $login;
 
     scgi_param SCGI 1;
     scgi_param SERVER_PROTOCOL $server_protocol;
@@ -160,14 +145,14 @@ http {
         location = /500 {
             internal;
             default_type "application/json; charset=utf-8";
-            return 500 '{"error":{"code":500},"success":false}\n';
+            return 500 '{"error":{"code":500,"message":"that failed, and the log of the server tells why"},"success":false}\n';
         }
         location = /503 {
             internal;
             default_type "application/json; charset=utf-8";
             add_header X-Content-Type-Options nosniff always;
             add_header Retry-After 5 always;
-            return 503 '{"error":{"code":503},"success":false}\n';
+            return 503 '{"error":{"code":503,"message":"the server is busy; try again in a few seconds"},"success":false}\n';
         }
     }
 }
@@ -254,11 +239,11 @@ Outcome AddTls(const WebOptions &options, Values &values) {
 }
 
 // Nothing that is at the path already is written to, nor what it leads to.
-Outcome WriteAnew(std::string_view fixedPath, std::string_view text, mode_t mode) {
+Outcome WriteAnew(std::string_view fixedPath, std::string_view text) {
     const std::string path = SystemPath(fixedPath);
     if (unlink(path.c_str()) == 0 || errno == ENOENT) {
         const varn::UniqueFd file(
-            open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, mode));
+            open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644));
         if (file && varn::WriteAll(file.Get(), text)) {
             return Outcome::Good();
         }
@@ -289,7 +274,6 @@ Outcome WriteWebConfig(const WebOptions &options) {
         {"PID", SystemPath(varn::path::kWebPid)},
         {"LOGS", SystemPath(varn::path::kWebLogDir)},
         {"TEMPORARY", SystemPath(varn::path::kWebTemporary)},
-        {"LOGINS", SystemPath(kReadableLogins)},
         {"SOCKET", SystemPath(varn::path::kWebSocket)},
         {"PAGE", SystemPath(varn::path::kWebPage)},
     };
@@ -299,13 +283,7 @@ Outcome WriteWebConfig(const WebOptions &options) {
     if (Outcome done = AddTls(options, values); !done) {
         return done;
     }
-    std::ifstream logins(SystemPath(varn::path::kLogins));
-    std::ostringstream copied;
-    copied << logins.rdbuf();
-    if (Outcome done = WriteAnew(kReadableLogins, copied.str(), 0640); !done) {
-        return done;
-    }
-    return WriteAnew(varn::path::kWebConf, Filled(kText, values), 0644);
+    return WriteAnew(varn::path::kWebConf, Filled(kText, values));
 }
 
 WebAddress LastWebAddress() {
