@@ -140,6 +140,9 @@ void TakeTurn(const Request &request, Work work) {
         TakeTurnOfWorker(own, account);
         return;
     }
+    if (work == Work::kElsewhere) {
+        EndWithClient();
+    }
     const Bounds bounds = BoundsOf(work);
     const std::string all = bounds.kind;
     held = Taken({{all + own + "present-", bounds.present}}, {});

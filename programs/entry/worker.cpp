@@ -1,6 +1,7 @@
 #include "worker.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -252,6 +253,7 @@ bool IsAskedToEnd(const sigset_t &signals) {
 
 // Holds the signals to end back; returns the mask of before.
 sigset_t HoldSignals() {
+    std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
     struct sigaction action {};
     action.sa_handler = [](int) { isToEnd = 1; };
     sigset_t held;
@@ -304,6 +306,25 @@ int RunWorker(void (*answer)()) {
         }
     }
     return EXIT_SUCCESS;
+}
+
+void EndWithClient() {
+    struct sigaction action {};
+    action.sa_flags = SA_RESTART;
+    action.sa_handler = [](int) {
+        const int saved = errno;
+        pollfd client = {STDOUT_FILENO, 0, 0};
+        if (poll(&client, 1, 0) > 0 && (client.revents & POLLHUP) != 0) {
+            kill(getpid(), SIGTERM);
+        }
+        errno = saved;
+    };
+    sigaction(SIGIO, &action, nullptr);
+    const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+    if (flags >= 0 && fcntl(STDOUT_FILENO, F_SETOWN, getpid()) == 0 &&
+        fcntl(STDOUT_FILENO, F_SETFL, flags | O_ASYNC) == 0) {
+        raise(SIGIO);  // it may have left already
+    }
 }
 
 bool IsWorker() {
