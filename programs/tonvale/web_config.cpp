@@ -157,7 +157,7 @@ http {
             add_header Referrer-Policy no-referrer;
             add_header Cache-Control no-cache;
             add_header Content-Security-Policy "@POLICY@";
-            location ~ \.(html|css|m?js|json|map|webmanifest|svg|png|jpe?g|webp|ico|woff2|txt|cgi)$ {
+            location ~ \.(html|css|m?js|json|map|webmanifest|svg|png|jpe?g|webp|ico|woff2|cgi)$ {
                 try_files $uri =404;
             }
         }
