@@ -30,7 +30,11 @@ void CloseEach() {
     if (close_range(0, ~0U, 0) != 0) {
         CloseEach();
     }
-    // A change ignores the signal that asks it to end, and a server may ignore SIGPIPE.
+    // A change ignores the signal that asks it to end, a worker holds it back, and a server may
+    // ignore SIGPIPE.
+    sigset_t none;
+    sigemptyset(&none);
+    sigprocmask(SIG_SETMASK, &none, nullptr);
     std::signal(SIGTERM, SIG_DFL);
     std::signal(SIGPIPE, SIG_DFL);
     if (open("/dev/null", O_RDWR) == 0 && dup(0) == 1 && dup(0) == 2) {

@@ -3,8 +3,10 @@
 
 namespace tonvale_entry {
 
-// Gives them up for good (varn::DropRights), as soon as the rest of an answer needs none: it may take
-// as long as its client wants. `file` is one that an encoder is still to read. Throws a Refusal.
+// Gives them up (varn::DropRights), as soon as the rest of an answer needs none: for good in a
+// process of one request, which may last as long as its client wants. In a worker only the effective
+// ids are without them, because the next request may need them: it ends here if they are root's.
+// `file` is one that an encoder is still to read. Throws a Refusal.
 void GiveUpRights(const char *file = nullptr);
 
 // Ends a handler that runs as root although it has begun as the package's account: a call of the

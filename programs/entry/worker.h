@@ -8,8 +8,8 @@ bool IsListening(int fd);
 
 // Takes requests (SCGI) from the listening socket at standard input, one after the other, and has
 // each answered by `answer` as if this were a process of its own: variables in the environment, the
-// body at standard input, the connection at standard output. Ends at SIGTERM, with its parent, after
-// a number of requests, or when a request leaves something behind. Returns the exit status.
+// body at standard input, the connection at standard output. Ends at SIGTERM, with its parent,
+// after a number of requests, or when a request leaves something behind. Returns the exit status.
 int RunWorker(void (*answer)());
 
 // Thrown where a worker leaves a request to a process of its own.
