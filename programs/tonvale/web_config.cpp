@@ -48,7 +48,8 @@ worker_rlimit_nofile 16384;
 events { worker_connections 12288; }
 http {
     map $uri $logged_path { default $uri; "~^/as/sharing" /as/sharing; }
-    log_format path '$remote_addr $remote_user [$time_local] "$request_method $logged_path" $status $body_bytes_sent';
+    log_format path '$remote_addr $remote_user [$time_local] '
+                    '"$request_method $logged_path" $status $body_bytes_sent';
     access_log "@LOGS@/access.log" path;
     server_tokens off;
     sendfile on;
@@ -68,7 +69,11 @@ http {
     geo $realip_remote_addr $is_proxy {
         default 0;
 @PROXIES@    }
-@BELIEVED@    map $is_proxy$http_x_forwarded_proto $told_https { default $https; 1https on; 1http ""; }
+@BELIEVED@    map $is_proxy$http_x_forwarded_proto $told_https {
+        default $https;
+        1https on;
+        1http "";
+    }
     map $http_host $told_host { default $http_host; "" "$server_addr:$server_port"; }
     map $binary_remote_addr $network {
         default $binary_remote_addr;
@@ -136,8 +141,8 @@ http {
             add_header X-Content-Type-Options nosniff always;
             add_header Referrer-Policy no-referrer;
             add_header Cache-Control no-cache;
-            add_header Content-Security-Policy "default-src 'self'; img-src 'self' data:; media-src 'self' blob:; style-src 'self'; script-src 'self'; connect-src 'self'; frame-ancestors 'none'; base-uri 'none'; form-action 'self'";
-            location ~ \.(html|css|m?js|json|map|webmanifest|svg|png|jpe?g|webp|ico|woff2|txt|xml|cgi|php)$ {
+            add_header Content-Security-Policy "@POLICY@";
+            location ~ \.(html|css|m?js|json|map|webmanifest|svg|png|jpe?g|webp|ico|woff2|cgi)$ {
                 try_files $uri =404;
             }
         }
@@ -166,6 +171,12 @@ constexpr std::string_view kTls = R"conf(        ssl_certificate "@CERTIFICATE@"
         error_page 497 =308 https://$told_host$request_uri;
 )conf";
 // clang-format on
+
+// What the page may load and be part of.
+constexpr char kPagePolicy[] =
+    "default-src 'self'; img-src 'self' data:; media-src 'self' blob:; style-src 'self'; "
+    "script-src 'self'; connect-src 'self'; frame-ancestors 'none'; base-uri 'none'; "
+    "form-action 'self'";
 
 using Values = std::vector<std::pair<std::string_view, std::string>>;
 
@@ -276,6 +287,7 @@ Outcome WriteWebConfig(const WebOptions &options) {
         {"TEMPORARY", SystemPath(varn::path::kWebTemporary)},
         {"SOCKET", SystemPath(varn::path::kWebSocket)},
         {"PAGE", SystemPath(varn::path::kWebPage)},
+        {"POLICY", kPagePolicy},
     };
     if (Outcome done = AddProxies(values); !done) {
         return done;

@@ -15,7 +15,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-class PublicPage : public BothWays<Served> {
+class PublicPage : public Served {
   protected:
     static constexpr char kLink[] = "abcDEF12";
     static constexpr char kMethod[] =
@@ -73,9 +73,10 @@ class PublicPage : public BothWays<Served> {
     }
 };
 
-INSTANTIATE_TEST_SUITE_P(, PublicPage, kBothWays, NameOfWay);
+class PublicPages : public BothWays<PublicPage> {};
+INSTANTIATE_TEST_SUITE_P(, PublicPages, kBothWays, NameOfWay);
 
-TEST_P(PublicPage, ShowsThePlaylistAndNothingElse) {
+TEST_P(PublicPages, ShowsThePlaylistAndNothingElse) {
     Serve();
     const HttpAnswer page = Page(kLink);
     EXPECT_EQ(page.Status(), 200);
@@ -122,7 +123,7 @@ TEST_P(PublicPage, ShowsThePlaylistAndNothingElse) {
 }
 
 // What only some browsers play comes as MP3.
-TEST_P(PublicPage, NamesWhatEveryBrowserPlays) {
+TEST_F(PublicPage, NamesWhatEveryBrowserPlays) {
     const struct {
         const char *file, *codec;
         bool isRaw;
@@ -151,7 +152,7 @@ TEST_P(PublicPage, NamesWhatEveryBrowserPlays) {
     }
 }
 
-TEST_P(PublicPage, StreamsTheSharedSongsOnly) {
+TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
     std::ofstream(scratch() / "cover.jpg") << "\xFF\xD8\xFF\xE0picture";
     Serve();
     EXPECT_EQ(Ask("stream", kLink, "&id=music_1").Status(), 200);
@@ -212,7 +213,7 @@ TEST_P(PublicPage, StreamsTheSharedSongsOnly) {
 }
 
 // Whatever needs the database says so, without a word on what is there, until it is back.
-TEST_P(PublicPage, WaitsForTheDatabase) {
+TEST_F(PublicPage, WaitsForTheDatabase) {
     Serve();
     const std::string link = "&sharing_id=" + std::string(kLink);
     const std::string song = "/L211c2ljL2N1ZS5mbGFjXzE=";
@@ -260,7 +261,7 @@ TEST_P(PublicPage, WaitsForTheDatabase) {
 }
 
 // One song of a shared playlist has an address of its own.
-TEST_P(PublicPage, ShowsASingleSong) {
+TEST_P(PublicPages, ShowsASingleSong) {
     Serve();
     // "/music/cue.flac_1", "/music/cue.flac", "/music/other.flac", "/music/../../etc/passwd"
     const HttpAnswer page = Page(std::string(kLink) + "/L211c2ljL2N1ZS5mbGFjXzE=");
@@ -278,7 +279,7 @@ TEST_P(PublicPage, ShowsASingleSong) {
 }
 
 // Nobody learns from the answer why a link does not work, or that there is one.
-TEST_P(PublicPage, RefusesAlikeWhateverIsWrong) {
+TEST_P(PublicPages, RefusesAlikeWhateverIsWrong) {
     AddLink("expired1", kAlice, "2020-01-01", "2020-01-02");
     AddLink("notyet12", kAlice, "2990-01-01", "2990-01-02");
     AddLink("noright1", kBob, "1970-01-01", "1970-01-01");
@@ -318,7 +319,7 @@ TEST_P(PublicPage, RefusesAlikeWhateverIsWrong) {
     EXPECT_EQ(Bare(Page(kLink)), unknown);
 }
 
-TEST_P(PublicPage, TurnsPages) {
+TEST_P(PublicPages, TurnsPages) {
     std::string entries;
     for (int i = 0; i < 250; ++i) {
         entries += "other.flac\n";
@@ -342,7 +343,7 @@ TEST_P(PublicPage, TurnsPages) {
 }
 
 // Days are those of the server that was started, as they are for the command line.
-TEST_P(PublicPage, FollowsTheTimeZone) {
+TEST_F(PublicPage, FollowsTheTimeZone) {
     ASSERT_EQ(setenv("TZ", "EAST-24", 1), 0);  // a day ahead of everybody else
     tzset();
     const time_t now = std::time(nullptr);
@@ -356,7 +357,7 @@ TEST_P(PublicPage, FollowsTheTimeZone) {
 }
 
 // A server with TLS in front of this one tells how it was asked, and links say the same.
-TEST_P(PublicPage, TakesTheSchemeOfAServerInFront) {
+TEST_F(PublicPage, TakesTheSchemeOfAServerInFront) {
     ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
     Serve();
     WriteFile(varn::path::kVarnInfo, "external_port_kos_https=\"443\"\n");
@@ -370,7 +371,7 @@ TEST_P(PublicPage, TakesTheSchemeOfAServerInFront) {
 }
 
 // Slow readers leave encoders to other accounts, to users, and to visitors from elsewhere.
-TEST_P(PublicPage, LeavesEncodersToOthers) {
+TEST_F(PublicPage, LeavesEncodersToOthers) {
     ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
     ASSERT_EQ(VARNAudioConfSet("max_encoders", "5"), 0);
     chmod(At(varn::path::kPackageConf).c_str(), 0644);
@@ -400,7 +401,7 @@ TEST_P(PublicPage, LeavesEncodersToOthers) {
 }
 
 // The page is the same whatever the request says of the host.
-TEST_P(PublicPage, TakesNothingFromTheHost) {
+TEST_F(PublicPage, TakesNothingFromTheHost) {
     Serve();
     const std::string usual = Bare(Page(kLink));
     const auto open = [this](const char *host) {
