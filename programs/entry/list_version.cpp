@@ -4,7 +4,6 @@
 
 #include <array>
 #include <cstdio>
-#include <cstdlib>
 #include <functional>
 #include <string_view>
 
@@ -19,11 +18,6 @@ namespace {
 constexpr char kType[] = "Content-Type: application/json; charset=utf-8\r\n";
 // Each use of a kept answer asks whether it still holds.
 constexpr char kCache[] = "Cache-Control: private, no-cache\r\n";
-
-std::string Variable(const char *name) {
-    const char *const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
 
 // Files that decide what a list shows beside the library: preferences, names of shares, code page.
 // One that is replaced is another one.
