@@ -55,7 +55,9 @@ bool IsAlive(const PGconn *connection) {
 }
 
 bool Contains(std::string_view text, std::string_view part) {
-    const auto same = [](char a, char b) { return (a | 0x20) == b; };
+    const auto same = [](char a, char b) {
+        return (a >= 'A' && a <= 'Z' ? static_cast<char>(a - 'A' + 'a') : a) == b;
+    };
     return std::search(text.begin(), text.end(), part.begin(), part.end(), same) != text.end();
 }
 

@@ -28,7 +28,7 @@ namespace {
 // Of all lists together, and of one, in bytes.
 constexpr std::int64_t kMostBytes = 128LL << 20;
 constexpr std::int64_t kMostOfOne = kMostBytes / 4;
-constexpr std::size_t kMostFiles = 1000;
+constexpr std::size_t kMostFiles = 300;
 
 constexpr time_t kYoungSeconds = 2;
 

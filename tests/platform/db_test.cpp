@@ -166,13 +166,12 @@ class KeptConnections : public Database {
 
 TEST_F(KeptConnections, LeaveNothingBehind) {
     const std::string first = Backend();
-    const char *const changes[] = {
-        "SET search_path = pg_catalog",
-        "CREATE TEMP TABLE t (a int)",
-        "LISTEN something",
-        "SELECT pg_advisory_lock(7)",
-        "PREPARE p AS SELECT 1",
-        "SELECT set_config('standard_conforming_strings', 'off', false)"};
+    const char *const changes[] = {"SET search_path = pg_catalog",
+                                   "CREATE TEMP TABLE t (a int)",
+                                   "LISTEN something",
+                                   "SELECT pg_advisory_lock(7)",
+                                   "PREPARE p AS SELECT 1",
+                                   "SELECT SET_CONFIG('search_path', 'public', false)"};
     for (const char *change : changes) {
         ASSERT_GE(Execute(change), 0);
         Reconnect();
