@@ -6,9 +6,9 @@
 -- Japanese keeps its voicing marks, and what is invisible goes. This is the only place of the rule.
 CREATE FUNCTION search_form(given text) RETURNS text LANGUAGE sql IMMUTABLE PARALLEL SAFE AS $$
     SELECT CASE WHEN octet_length(given) = length(given)
-        THEN lower(translate(given, E'\t\n\v\f\r', '     ') COLLATE "C") COLLATE "default"
+        THEN lower(translate(given, E'\t\n\x0B\f\r', '     ') COLLATE "C") COLLATE "default"
         ELSE normalize(replace(replace(replace(replace(translate(lower(regexp_replace(
-            normalize(translate(given, E'\t\n\v\f\r', '     '), NFKD),
+            normalize(translate(given, E'\t\n\x0B\f\r', '     '), NFKD),
             '[\u0300-\u036F\u0483-\u0487\u0591-\u05BD\u05BF\u05C1\u05C2\u05C4\u05C5\u05C7'
             '\u0610-\u061A\u064B-\u065F\u0670\u06D6-\u06DC\u06DF-\u06E4\u06E7\u06E8\u06EA-\u06ED'
             '\u1AB0-\u1AFF\u1DC0-\u1DFF\u20D0-\u20FF\uFE20-\uFE2F\uFE00-\uFE0F'
@@ -20,14 +20,13 @@ $$;
 
 -- A form with blanks for the marks between words, where it has any.
 CREATE FUNCTION search_words(form text) RETURNS text LANGUAGE sql IMMUTABLE PARALLEL SAFE AS $$
-    SELECT CASE WHEN form ~ '[^[:alnum:][:space:]]' THEN NULLIF(translate(form,
-        '!"#$%&''()*+,-./:;<=>?@[\]^_`{|}~«»、。・「」『』【】〜', repeat(' ', 45)), form) END
+    SELECT NULLIF(regexp_replace(form, '[!-/:-@[-`{-~«»、。・「」『』【】〜]', ' ', 'g'), form)
 $$;
 
 -- The tags of songs that have the same ones. Each line of a form begins with a blank: here the lines
 -- are album, album artist, artist and composer.
 CREATE TABLE tag_text (
-    id                uuid PRIMARY KEY,   -- a hash of the tags
+    id                bigint PRIMARY KEY, -- a hash of the tags
     album             text NOT NULL,
     album_sort        text NOT NULL,
     album_artist      text NOT NULL,
@@ -45,7 +44,7 @@ CREATE TABLE song_text (
     track      integer PRIMARY KEY,
     userid     integer NOT NULL,
     kind       "char" NOT NULL, -- f: a file, s: one that is split, v: a track of it, o: one without it
-    tags       uuid NOT NULL,
+    tags       bigint NOT NULL,
     form       text NOT NULL,
     title_sort text NOT NULL,
     words      text
@@ -62,7 +61,7 @@ CREATE INDEX song_text_tags ON song_text (tags);
 
 -- Removes tags that no song has any more. Those that another transaction gives a song are locked by
 -- it, and one that comes later waits for this one and makes them anew.
-CREATE FUNCTION drop_unused_tags(candidates uuid[]) RETURNS void LANGUAGE plpgsql AS $$
+CREATE FUNCTION drop_unused_tags(candidates bigint[]) RETURNS void LANGUAGE plpgsql AS $$
 BEGIN
     candidates := ARRAY(SELECT id FROM tag_text g WHERE id = ANY (candidates) AND NOT EXISTS
         (SELECT FROM song_text s WHERE s.tags = g.id) FOR UPDATE OF g SKIP LOCKED);
@@ -74,15 +73,20 @@ $$;
 -- A song has its row when all its side rows are there.
 CREATE FUNCTION renew_song_text(songs integer[]) RETURNS void LANGUAGE plpgsql AS $$
 DECLARE
-    old uuid[] := ARRAY(SELECT DISTINCT tags FROM song_text WHERE track = ANY (songs));
+    old bigint[];
 BEGIN
+    -- New songs get their composers last: before that there is nothing to do.
+    IF NOT EXISTS (SELECT FROM composer_track WHERE track = ANY (songs)) THEN
+        RETURN;
+    END IF;
+    old := ARRAY(SELECT DISTINCT tags FROM song_text WHERE track = ANY (songs));
     WITH wanted AS MATERIALIZED (
         SELECT t.id, t.userid, t.title, t.title_sort, t.agg_genre,
                (CASE WHEN NOT t.is_virtual THEN CASE WHEN t.has_virtual THEN 's' ELSE 'f' END
                      WHEN EXISTS (SELECT FROM track f WHERE f.path = t.path AND f.has_virtual)
                      THEN 'v' ELSE 'o' END)::"char" AS kind,
-               md5(ROW(album, album_sort, album_artist, album_artist_sort, artist, artist_sort,
-                       composer, composer_sort)::text)::uuid AS tags,
+               hash_record_extended(ROW(album, album_sort, album_artist, album_artist_sort, artist,
+                                        artist_sort, composer, composer_sort), 0) AS tags,
                album, album_sort, album_artist, album_artist_sort, artist, artist_sort, composer,
                composer_sort
           FROM unnest(songs) AS i(song)
@@ -149,7 +153,7 @@ $$;
 CREATE FUNCTION track_text_gone() RETURNS trigger LANGUAGE plpgsql AS $$
 DECLARE
     songs integer[];
-    old uuid[];
+    old bigint[];
 BEGIN
     WITH gone AS (DELETE FROM song_text WHERE track IN (SELECT id FROM former) RETURNING tags)
     SELECT array_agg(DISTINCT tags) INTO old FROM gone;

@@ -26,41 +26,38 @@ class FoundPage : public Page {
     Json::Value found_;
 };
 
-// A kind of names: SQL over the tags. `looked` has the words, and its first line is the name.
+// A kind of names.
 struct NameKind {
     const char *list;
-    const char *from;  // with name, name_sort, more, more_sort, looked, and words of it
+    const char *from;  // with name, name_sort, more, more_sort; what is looked at, and words of it
     const char *key;   // what is one name
 };
-#define LINES(form, first, second) \
-    "split_part(" form ", E'\\n', " first ") || E'\\n' || split_part(" form ", E'\\n', " second ")"
+#define LINE(form, line) "split_part(" form ", E'\\n', " line ") || E'\\n'"
+#define WORDS "COALESCE(words, form)"
+#define NAMES(name, sort, more, moreSort, looked, begun)                              \
+    "SELECT id, " name " AS name, " sort " AS name_sort, " more " AS more, " moreSort \
+    " AS more_sort, form, " looked " AS looked, " begun " AS begun FROM tag_text"
 constexpr NameKind kNames[] = {
     // An album without an album artist is looked for with the artists of its songs.
     {"albums",
-     "(SELECT id, album AS name, album_sort AS name_sort, album_artist AS more, album_artist_sort "
-     "AS"
-     " more_sort, form, CASE album_artist WHEN '' THEN " LINES("form", "1", "3") " ELSE " LINES(
-         "form", "1", "2") " END AS looked, CASE album_artist WHEN '' "
-                           "THEN " LINES("COALESCE(words, form)", "1", "3") " ELSE " LINES(
-                               "COALESCE(words, "
-                               "form)",
-                               "1", "2") " END AS "
-                                         "begun FROM "
-                                         "tag_text)",
+     NAMES("album", "album_sort", "album_artist", "album_artist_sort",
+           LINE("form", "1") " || CASE album_artist WHEN '' THEN " LINE("form", "3") " ELSE " LINE(
+               "form", "2") " END",
+           LINE(WORDS, "1") " || CASE album_artist WHEN '' THEN " LINE(WORDS, "3") " ELSE " LINE(
+               WORDS, "2") " END"),
      "name, more, name_sort, more_sort"},
     {"artists",
-     "(SELECT id, artist AS name, artist_sort AS name_sort, '' AS more, '' AS more_sort, form,"
-     " split_part(form, E'\\n', 3) AS looked, split_part(COALESCE(words, form), E'\\n', 3) AS begun"
-     " FROM tag_text UNION ALL SELECT id, album_artist, album_artist_sort, '', '', form,"
-     " split_part(form, E'\\n', 2), split_part(COALESCE(words, form), E'\\n', 2) FROM tag_text"
-     " WHERE album_artist <> artist)",
+     NAMES("artist", "artist_sort", "''", "''", LINE("form", "3"),
+           LINE(WORDS, "3")) " UNION ALL " NAMES("album_artist", "album_artist_sort", "''", "''",
+                                                 LINE("form", "2"),
+                                                 LINE(WORDS, "2")) " WHERE album_artist <> artist",
      "upper(name), name_sort"},
     {"composers",
-     "(SELECT id, composer AS name, composer_sort AS name_sort, '' AS more, '' AS more_sort, form,"
-     " split_part(form, E'\\n', 4) AS looked, split_part(COALESCE(words, form), E'\\n', 4) AS begun"
-     " FROM tag_text)",
+     NAMES("composer", "composer_sort", "''", "''", LINE("form", "4"), LINE(WORDS, "4")),
      "name, name_sort"}};
-#undef LINES
+#undef LINE
+#undef WORDS
+#undef NAMES
 
 // Names in their order, of songs that the request lets through.
 std::string Statement(const NameKind &names, const SearchTerms &terms, const ListRequest &request) {
@@ -69,8 +66,8 @@ std::string Statement(const NameKind &names, const SearchTerms &terms, const Lis
     return "SELECT max(name) AS name, max(more) AS more, min(" +
            terms.Rank("looked", terms.BeginsAll("begun")) +
            ") AS rank, count(*) OVER () AS total"
-           " FROM " +
-           names.from + " t WHERE name <> '' AND " + terms.HasAll("form") + " AND " +
+           " FROM (" +
+           names.from + ") t WHERE name <> '' AND " + terms.HasAll("form") + " AND " +
            terms.HasAll("looked") +
            " AND EXISTS (SELECT FROM song_text s WHERE s.tags = t.id AND " + SeenSongs(request) +
            ") GROUP BY " + names.key + " ORDER BY rank, " + sortName + ", " + sortMore +
@@ -103,9 +100,10 @@ std::string NamesTable(const Json::Value &playlists) {
         rows += (i == 0 ? "(" : ",(") + std::to_string(i) +
                 varn::Made(varn::Sql(", '@VARN:VAR')", playlists[i]["name"].asString()));
     }
-    return "(SELECT number, name, ' ' || search_form(name) AS form, COALESCE(search_words(' ' ||"
-           " search_form(name)), ' ' || search_form(name)) AS words FROM (VALUES " +
-           rows + ") AS v (number, name))";
+    return "(SELECT number, name, form, COALESCE(search_words(form), form) AS words FROM (VALUES " +
+           rows +
+           ") AS v (number, name), LATERAL (SELECT ' ' || search_form(name) || E'\\n' AS form)"
+           " f)";
 }
 
 Json::Value Everything(Page &page) {

@@ -1,11 +1,9 @@
 #include "search_terms.h"
 
 #include <algorithm>
-#include <sstream>
 
 #include "failure.h"
 #include "list.h"
-#include "text.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -33,36 +31,37 @@ std::string Together(std::size_t count, const Each &each) {
 }  // namespace
 
 SearchTerms::SearchTerms(varn::Database &database, const std::string &keyword) {
-    const auto statement = varn::Sql("SELECT search_form('@VARN:VAR') AS form", Needle(keyword));
+    const auto statement = varn::Sql(
+        "SELECT word, COALESCE(search_words(word), word) AS start FROM"
+        " unnest(string_to_array(search_form('@VARN:VAR'), ' ')) WITH ORDINALITY"
+        " AS w (word, number) WHERE word <> '' ORDER BY number",
+        Needle(keyword));
     if (!statement) {
         throw Failure(Reason::kNotUtf8);
     }
-    std::istringstream form(database.Query(*statement).Field(0, "form"));
-    for (std::string word; std::getline(form, word, ' ');) {
-        if (!word.empty() && std::find(words_.begin(), words_.end(), word) == words_.end()) {
-            words_.push_back(word);
-        }
+    for (const varn::Row row : database.Query(*statement)) {
+        words_.push_back({row.Text("word"), row.Text("start")});
     }
     if (words_.empty()) {
         throw Failure(Reason::kEmptyKeyword);
     }
     for (std::size_t i = 0; i < words_.size(); ++i) {
-        if (CharactersOf(words_[i]) >= kIndexedCharacters) {
+        if (CharactersOf(words_[i].text) >= kIndexedCharacters) {
             indexed_.push_back(i);
         }
     }
     std::sort(indexed_.begin(), indexed_.end(), [&](std::size_t a, std::size_t b) {
-        return CharactersOf(words_[a]) > CharactersOf(words_[b]);
+        return CharactersOf(words_[a].text) > CharactersOf(words_[b].text);
     });
     indexed_.resize(std::min(indexed_.size(), kMostIndexed));
 }
 
 std::string SearchTerms::Has(std::size_t word, const std::string &form) const {
-    return form + varn::Made(varn::Sql(" LIKE '%%@VARN:LVAR%%'", words_[word]));
+    return form + varn::Made(varn::Sql(" LIKE '%%@VARN:LVAR%%'", words_[word].text));
 }
 
 std::string SearchTerms::Begins(std::size_t word, const std::string &words) const {
-    return words + varn::Made(varn::Sql(" LIKE '%% @VARN:LVAR%%'", words_[word]));
+    return words + varn::Made(varn::Sql(" LIKE '%% @VARN:LVAR%%'", words_[word].start));
 }
 
 std::string SearchTerms::HasAll(const std::string &form) const {
@@ -73,21 +72,19 @@ std::string SearchTerms::BeginsAll(const std::string &words) const {
     return Together(words_.size(), [&](std::size_t word) { return Begins(word, words); });
 }
 
-std::string SearchTerms::Rank(const std::string &line, const std::string &begins) const {
+std::string SearchTerms::Rank(const std::string &form, const std::string &begins) const {
     std::string whole;
-    for (const std::string &word : words_) {
-        whole += " " + word;
+    for (const Word &word : words_) {
+        whole += " " + word.text;
     }
-    return "CASE WHEN " +
-           varn::Made(varn::Sql("starts_with(@VARN:NEVAR || E'\\n', '@VARN:VAR' ||"
-                                " E'\\n') THEN 1 WHEN starts_with(@VARN:NEVAR,"
-                                " '@VARN:VAR') THEN 2 WHEN ",
-                                line, whole, line, whole)) +
-           begins + " THEN 3 ELSE 4 END";
+    const std::string start =
+        varn::Made(varn::Sql("starts_with(@VARN:NEVAR, '@VARN:VAR", form, whole));
+    return "CASE WHEN " + start + "\n') THEN 1 WHEN " + start + "') THEN 2 WHEN " + begins +
+           " THEN 3 ELSE 4 END";
 }
 
 std::string LineOf(const std::string &form, int line) {
-    return "split_part(" + form + ", E'\\n', " + std::to_string(line) + ")";
+    return "(split_part(" + form + ", E'\\n', " + std::to_string(line) + ") || E'\\n')";
 }
 
 }  // namespace tonvale_service

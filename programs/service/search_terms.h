@@ -23,18 +23,24 @@ class SearchTerms {
     std::string HasAll(const std::string &form) const;
     std::string BeginsAll(const std::string &words) const;
 
-    // How well a line of a form fits: 1 the whole, 2 it begins so, 3 `begins` is true, 4 otherwise.
-    std::string Rank(const std::string &line, const std::string &begins) const;
+    // How well the first line of a form fits, which a line end follows: 1 the whole, 2 it begins so,
+    // 3 `begins` is true, 4 otherwise.
+    std::string Rank(const std::string &form, const std::string &begins) const;
 
     // The words that an index can find, which takes three characters: a few, the longest first.
     const std::vector<std::size_t> &Indexed() const { return indexed_; }
 
   private:
-    std::vector<std::string> words_;
+    struct Word {
+        std::string text;
+        std::string start;  // the same, as it stands among words
+    };
+
+    std::vector<Word> words_;
     std::vector<std::size_t> indexed_;
 };
 
-// A line of a form, from 1 on.
+// A line of a form, from 1 on, and its end.
 std::string LineOf(const std::string &form, int line);
 
 }  // namespace tonvale_service
