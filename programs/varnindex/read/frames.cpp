@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace varnindex {
@@ -154,14 +155,18 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
 
 long EndOfLastFrame(BoundedStream &stream, ByteRange range) {
     const long first = std::max(range.begin, range.end - kMostJunk);
-    for (long at = range.end - 2; at >= first; --at) {
-        if (const auto frame = MpegFrameAt(stream, at)) {
-            const long next = at + frame->length;
-            const auto last = MpegFrameAt(stream, next);
-            if (last && last->sampleRate == frame->sampleRate) {
-                return std::min(next + last->length, range.end);
+    for (long end = range.end; end > first;) {
+        const long begin = std::max(first, end - kBlock);
+        const std::string block(stream.At(begin, static_cast<unsigned long>(end - begin)));
+        for (std::size_t at = block.rfind('\xFF'); at != block.npos;
+             at = at > 0 ? block.rfind('\xFF', at - 1) : block.npos) {
+            const long position = begin + static_cast<long>(at);
+            if (AreFramesAt(stream, position, MpegFrameAt)) {
+                const long last = position + MpegFrameAt(stream, position)->length;
+                return std::min(last + MpegFrameAt(stream, last)->length, range.end);
             }
         }
+        end = begin;
     }
     return range.end;
 }

@@ -98,11 +98,14 @@ ReadWork Readers::Take() {
     std::unique_lock lock(guard_);
     slotDone_.wait(lock, [this] { return slots_.front().done; });
     ReadWork read = std::move(slots_.front().read);
+    const bool wasFull = doneBytes_ >= kMostDoneBytes;
     doneBytes_ -= slots_.front().bytes;
     slots_.pop_front();
     --begun_;
     lock.unlock();
-    workCame_.notify_all();  // one that waited for memory, or one whose slot is the first now
+    if (wasFull) {
+        workCame_.notify_all();  // they waited for memory, or one whose slot is the first now
+    }
     return read;
 }
 
@@ -116,7 +119,9 @@ void Readers::Run() {
             slot->read.result.song ? TextBytes(*slot->read.result.song, slot->read.tracks) : 0;
         doneBytes_ += slot->bytes;
         slot->done = true;
-        slotDone_.notify_one();
+        if (slot == &slots_.front()) {
+            slotDone_.notify_one();
+        }
     }
 }
 
@@ -132,7 +137,9 @@ Readers::Slot *Readers::NextSlot(std::unique_lock<std::mutex> &lock) {
 void Readers::Read(ReadWork &read) const {
     try {
         const Work &work = read.work;
-        read.result = ReadSong(work.path, work.size, work.modified, pictures_, work.seen);
+        const bool isFirst = pictures_ == Pictures::kStore && !work.hasAttributes;
+        read.result = ReadSong(work.path, work.size, work.modified,
+                               isFirst ? Pictures::kStoreFirst : pictures_, work.seen);
         if (!read.result.song) {
             return;
         }

@@ -22,7 +22,8 @@ struct ReadResult {
 };
 
 enum class Pictures {
-    kStore,  // in the extended-attribute folder of the file
+    kStore,       // in the extended-attribute folder of the file
+    kStoreFirst,  // the same where there is no such folder yet
     kCount,
 };
 
