@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "varnindex/read/names.h"
+#include "varnindex/read/pictures.h"
 #include "varnindex/settle/stars.h"
 
 namespace varnindex {
@@ -110,10 +111,11 @@ ReadWork Readers::Take() {
 }
 
 void Readers::Run() {
+    KeptCover cover;
     std::unique_lock lock(guard_);
     while (Slot *const slot = NextSlot(lock)) {
         lock.unlock();
-        Read(slot->read);
+        Read(slot->read, cover);
         lock.lock();
         slot->bytes =
             slot->read.result.song ? TextBytes(*slot->read.result.song, slot->read.tracks) : 0;
@@ -134,12 +136,12 @@ Readers::Slot *Readers::NextSlot(std::unique_lock<std::mutex> &lock) {
     return ended_ ? nullptr : &slots_[begun_++];
 }
 
-void Readers::Read(ReadWork &read) const {
+void Readers::Read(ReadWork &read, KeptCover &cover) const {
     try {
         const Work &work = read.work;
         const bool isFirst = pictures_ == Pictures::kStore && !work.hasAttributes;
         read.result = ReadSong(work.path, work.size, work.modified,
-                               isFirst ? Pictures::kStoreFirst : pictures_, work.seen);
+                               isFirst ? Pictures::kStoreFirst : pictures_, work.seen, &cover);
         if (!read.result.song) {
             return;
         }

@@ -207,7 +207,8 @@ void Describe(const OpenedFile &opened, const Tags &tags, Song &song) {
     ReadSortNames(tags, song);
 }
 
-void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
+void ReadOpened(BoundedStream &stream, Pictures pictures, KeptCover *kept, Song song,
+                ReadResult &result) {
     const OpenedFile opened = OpenAudio(song.path, stream);
     // First, because it also finds out whether the file can be read to its end.
     song.fingerprint = Fingerprint(opened, stream);
@@ -228,7 +229,7 @@ void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult 
     const std::vector<Picture> found = ListPictures(opened);
     song.pictures = static_cast<int>(found.size());
     if (pictures == Pictures::kStore || (pictures == Pictures::kStoreFirst && !found.empty())) {
-        result.warning = StoreCover(found, song.path);
+        result.warning = StoreCover(found, song.path, kept);
     }
     if (stream.WasCutShort()) {
         result.warning = "its tags are too large to be read";
@@ -249,7 +250,7 @@ void SilenceTagLib() {
 }
 
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
-                    Pictures pictures, const SeenFile &seen) {
+                    Pictures pictures, const SeenFile &seen, KeptCover *kept) {
     ReadResult result;
     if (!IsMusicName(path)) {
         result.problem = "not the name of an audio file";
@@ -264,7 +265,7 @@ ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t mod
     song.size = size;
     song.modified = modified;
     try {
-        ReadOpened(*stream, pictures, std::move(song), result);
+        ReadOpened(*stream, pictures, kept, std::move(song), result);
     } catch (const std::exception &error) {  // sizes in a damaged tag can ask for absurd memory
         result.song.reset();
         result.problem = std::string("cannot be read: ") + error.what();
