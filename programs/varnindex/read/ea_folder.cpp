@@ -6,6 +6,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <utility>
 
 namespace varnindex {
 
@@ -37,15 +38,25 @@ Descriptor OpenEaFile(const Descriptor &folder, const std::string &name) {
 }
 
 bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *temporary,
-                 std::string_view data) {
+                 std::string_view data, Descriptor *same) {
     ::unlinkat(folder.Get(), temporary, 0);
-    const Descriptor file(::openat(folder.Get(), temporary,
+    const bool isLinked =
+        same != nullptr && *same &&
+        ::linkat(AT_FDCWD, ("/proc/self/fd/" + std::to_string(same->Get())).c_str(), folder.Get(),
+                 temporary, AT_SYMLINK_FOLLOW) == 0;
+    Descriptor file;
+    if (!isLinked) {
+        file = Descriptor(::openat(folder.Get(), temporary,
                                    O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0600));
-    if (!file) {
-        return false;
+        if (!file) {
+            return false;
+        }
     }
-    if (varn::WriteAll(file.Get(), data) && ::fchmod(file.Get(), 0644) == 0 &&
+    if ((isLinked || (varn::WriteAll(file.Get(), data) && ::fchmod(file.Get(), 0644) == 0)) &&
         ::renameat(folder.Get(), temporary, folder.Get(), name.c_str()) == 0) {
+        if (same != nullptr && file) {
+            *same = std::move(file);
+        }
         return true;
     }
     const int error = errno;

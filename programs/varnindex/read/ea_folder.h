@@ -17,8 +17,10 @@ Descriptor OpenEaFile(const Descriptor &folder, const std::string &name);
 
 // Writes a file that all may read beside the old one, as `temporary`, and puts it in its
 // place. One process works on a song at a time, so that a file of that name that is there was left
-// by one that crashed. False with errno set, and the old file as it was.
+// by one that crashed. `same` may be a file of these data that was written before: where the disk
+// can, it gets another link, and else becomes the file that is written. False with errno set, and
+// the old file as it was.
 bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *temporary,
-                 std::string_view data);
+                 std::string_view data, Descriptor *same = nullptr);
 
 }  // namespace varnindex

@@ -6,6 +6,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <string>
 #include <string_view>
 
 namespace varnindex {
@@ -38,7 +39,7 @@ long TagLengthAt(BoundedStream &stream, long position) {
 }
 
 // The first frame of a range, after junk; none where there is too much of it.
-std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
+std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range) {
     const long end = std::min(range.end, range.begin + kMostJunk);
     for (long at = range.begin; at < end; ++at) {
         const std::string_view block = stream.At(at, kBlock);
@@ -48,7 +49,7 @@ std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt f
             continue;
         }
         at += static_cast<long>(sync);
-        if (AreFramesAt(stream, at, frameAt)) {
+        if (AreFramesAt(stream, at)) {
             return at;
         }
     }
@@ -57,7 +58,7 @@ std::optional<long> FirstFrame(BoundedStream &stream, ByteRange range, FrameAt f
 
 }  // namespace
 
-std::optional<Frame> MpegFrameAt(BoundedStream &stream, long position) {
+std::optional<Frame> FrameAt(BoundedStream &stream, long position) {
     // Kilobits of layers I, II and III of version 1, then of layer I and the others of version 2.
     static constexpr std::array<std::array<int, 16>, 5> kKilobits = {{
         {0, 32, 64, 96, 128, 160, 192, 224, 256, 288, 320, 352, 384, 416, 448},
@@ -91,42 +92,20 @@ std::optional<Frame> MpegFrameAt(BoundedStream &stream, long position) {
     return bits > 0 ? std::optional(frame) : std::nullopt;
 }
 
-std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position) {
-    static constexpr std::array kRates = {96000, 88200, 64000, 48000, 44100, 32000, 24000,
-                                          22050, 16000, 12000, 11025, 8000,  7350};
-    constexpr unsigned kHead = 7;
-    const std::string_view head = stream.At(position, kHead);
-    if (head.size() < kHead || Byte(head, 0) != 0xFF || (Byte(head, 1) & 0xF6) != 0xF0) {
-        return std::nullopt;
-    }
-    const unsigned rate = (Byte(head, 2) >> 2) & 15;
-    const unsigned channels = (Byte(head, 2) & 1) << 2 | Byte(head, 3) >> 6;
-    const unsigned length = (Byte(head, 3) & 3) << 11 | Byte(head, 4) << 3 | Byte(head, 5) >> 5;
-    if (rate >= kRates.size() || length <= kHead) {
-        return std::nullopt;
-    }
-    const int blocks = 1 + static_cast<int>(Byte(head, 6) & 3);
-    // Channels that the frame itself describes are two in nearly every file.
-    return Frame{static_cast<long>(length), 1024 * blocks, kRates[rate],
-                 channels == 0   ? 2
-                 : channels == 7 ? 8
-                                 : static_cast<int>(channels)};
-}
-
-bool AreFramesAt(BoundedStream &stream, long position, FrameAt frameAt) {
-    const auto first = frameAt(stream, position);
-    const auto second = first ? frameAt(stream, position + first->length) : std::nullopt;
+bool AreFramesAt(BoundedStream &stream, long position) {
+    const auto first = FrameAt(stream, position);
+    const auto second = first ? FrameAt(stream, position + first->length) : std::nullopt;
     return second && second->sampleRate == first->sampleRate;
 }
 
-Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
+Audio CountFrames(BoundedStream &stream, ByteRange range) {
     Audio audio;
     double seconds = 0;
     std::int64_t bytes = 0;
     std::int64_t frames = 0;
     long junk = 0;
     for (long at = range.begin; at < range.end && frames < kMostFrames && junk < kMostJunkInAll;) {
-        if (const auto frame = frameAt(stream, at)) {
+        if (const auto frame = FrameAt(stream, at)) {
             if (at + frame->length > range.end) {
                 break;  // cut off: nothing plays it
             }
@@ -138,7 +117,7 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
             at += frame->length;
         } else if (const long tag = TagLengthAt(stream, at); tag > 0) {
             at += tag;
-        } else if (const auto next = FirstFrame(stream, {at, range.end}, frameAt)) {
+        } else if (const auto next = FirstFrame(stream, {at, range.end})) {
             junk += *next - at;
             at = *next;
         } else {
@@ -154,14 +133,18 @@ Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt) {
 
 long EndOfLastFrame(BoundedStream &stream, ByteRange range) {
     const long first = std::max(range.begin, range.end - kMostJunk);
-    for (long at = range.end - 2; at >= first; --at) {
-        if (const auto frame = MpegFrameAt(stream, at)) {
-            const long next = at + frame->length;
-            const auto last = MpegFrameAt(stream, next);
-            if (last && last->sampleRate == frame->sampleRate) {
-                return std::min(next + last->length, range.end);
+    for (long end = range.end; end > first;) {
+        const long begin = std::max(first, end - kBlock);
+        const std::string block(stream.At(begin, static_cast<unsigned long>(end - begin)));
+        for (std::size_t at = block.rfind('\xFF'); at != block.npos;
+             at = at > 0 ? block.rfind('\xFF', at - 1) : block.npos) {
+            const long position = begin + static_cast<long>(at);
+            if (AreFramesAt(stream, position)) {
+                const long last = position + FrameAt(stream, position)->length;
+                return std::min(last + FrameAt(stream, last)->length, range.end);
             }
         }
+        end = begin;
     }
     return range.end;
 }
@@ -170,13 +153,13 @@ bool HasOneBitRate(BoundedStream &stream, ByteRange range) {
     constexpr int kFramesAtAPlace = 30;
     int bitRate = 0;
     for (const long place : range.Thirds()) {
-        const auto first = FirstFrame(stream, {place, range.end}, MpegFrameAt);
+        const auto first = FirstFrame(stream, {place, range.end});
         if (!first) {
             return false;
         }
         long at = *first;
         for (int i = 0; i < kFramesAtAPlace; ++i) {
-            const auto frame = MpegFrameAt(stream, at);
+            const auto frame = FrameAt(stream, at);
             if (!frame || at + frame->length > range.end) {
                 break;
             }

@@ -1,6 +1,5 @@
-// Sound in frames without a table of them: MPEG audio (ISO/IEC 11172-3 and 13818-3) and AAC in the
-// transport stream ADTS (ISO/IEC 13818-7, 6.2). ffprobe guesses the length of such files from the
-// bit rate at their beginning.
+// MPEG audio (ISO/IEC 11172-3 and 13818-3), a sequence of frames without a table of them. Most
+// collections are nothing else, which is why this is not left to another program.
 #pragma once
 
 #include <optional>
@@ -20,22 +19,20 @@ struct Frame {
 };
 
 // Reads the frame whose header stands at an offset of a file; none where there is no header.
-using FrameAt = std::optional<Frame> (*)(BoundedStream &stream, long position);
-std::optional<Frame> MpegFrameAt(BoundedStream &stream, long position);
-std::optional<Frame> AdtsFrameAt(BoundedStream &stream, long position);
+std::optional<Frame> FrameAt(BoundedStream &stream, long position);
 
 // True where a frame begins that another one follows.
-bool AreFramesAt(BoundedStream &stream, long position, FrameAt frameAt);
+bool AreFramesAt(BoundedStream &stream, long position);
 
 // Counts the frames of a range, past tags and some MiB of junk between them: reads all of the file.
 // Zeros where there are none.
-Audio CountFrames(BoundedStream &stream, ByteRange range, FrameAt frameAt);
+Audio CountFrames(BoundedStream &stream, ByteRange range);
 
-// Where the last frame of MPEG audio ends, before some junk; the end of the range where there is
+// Where the last frame ends, before some junk; the end of the range where there is
 // more of it.
 long EndOfLastFrame(BoundedStream &stream, ByteRange range);
 
-// False where the bit rate of MPEG audio changes within the first frames at the start, at one third
+// False where the bit rate changes within the first frames at the start, at one third
 // and at two thirds of the range, or where no frame is found at one of them. A change elsewhere is
 // not seen.
 bool HasOneBitRate(BoundedStream &stream, ByteRange range);

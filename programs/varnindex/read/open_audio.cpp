@@ -166,7 +166,7 @@ Audio AudioOfFrames(BoundedStream &stream, const Frame &first, ByteRange sound) 
         return audio;
     }
     sound.begin += hasTable ? first.length : 0;
-    const Audio counted = CountFrames(stream, sound, MpegFrameAt);
+    const Audio counted = CountFrames(stream, sound);
     if (counted.milliseconds > 0) {
         audio.milliseconds = counted.milliseconds;
         audio.bitRate = counted.bitRate;
@@ -181,13 +181,13 @@ OpenedFile OpenMpeg(BoundedStream &stream) {
     OpenedFile opened = Told(std::move(file), "mp3", stream);
     stream.AllowSearch();
     long begin = EndOfFrontId3(stream);
-    if (!AreFramesAt(stream, begin, MpegFrameAt)) {
+    if (!AreFramesAt(stream, begin)) {
         begin = std::max(mpeg.firstFrameOffset(), 0L);
     }
     opened.sound = SoundOf(mpeg, begin, stream);
     opened.isMerged = mpeg.hasID3v1Tag() || mpeg.hasAPETag();
     AddFrontId3(mpeg, stream, 1, opened.moreTags);
-    if (const auto first = MpegFrameAt(stream, begin)) {
+    if (const auto first = FrameAt(stream, begin)) {
         opened.codec = kCodecs[static_cast<std::size_t>(first->layer) - 1];
         opened.audio = AudioOfFrames(stream, *first, opened.sound);
     }
@@ -196,15 +196,12 @@ OpenedFile OpenMpeg(BoundedStream &stream) {
 
 // TagLib knows the tags, which are those of MP3, but not the frames.
 OpenedFile OpenAdts(BoundedStream &stream) {
-    const long begin = EndOfFrontId3(stream);
     auto file = std::make_unique<TagLib::MPEG::File>(&stream, Factory::instance(), false);
-    const ByteRange sound = SoundOf(*file, begin, stream);
-    OpenedFile opened = Told(std::move(file), "aac", stream);
-    if (AreFramesAt(stream, begin, AdtsFrameAt)) {
-        opened.audio = CountFrames(stream, sound, AdtsFrameAt);
-    }
+    const ByteRange sound = SoundOf(*file, EndOfFrontId3(stream), stream);
+    OpenedFile opened = Told(std::move(file), "", stream);
     opened.sound = sound;
     AddFrontId3(*opened.file, stream, 1, opened.moreTags);
+    AddProbed(opened, stream, "aac");
     return opened;
 }
 
@@ -440,7 +437,7 @@ constexpr std::array kContainers = {
     Container{"dsf", OpenDsd<ReadDsf>, "DSD "},
     Container{"dff", OpenDsd<ReadDsdiff>, "FRM8"},
     Container{"matroska", OpenMatroska, "\x1A\x45\xDF\xA3"},
-    Container{"adts", OpenAdts},
+    Container{"adts", OpenAdts, "", 0, nullptr, "aac"},
     Container{"mp3", OpenMpeg},
 };
 
@@ -460,10 +457,10 @@ const Container *ContainerByContents(BoundedStream &stream, long begin) {
             return &container;
         }
     }
-    if (AreFramesAt(stream, begin, AdtsFrameAt)) {
+    if (bytes.size() > 1 && bytes[0] == '\xFF' && (bytes[1] & 0xF6) == 0xF0) {
         return ContainerNamed("adts");
     }
-    return AreFramesAt(stream, begin, MpegFrameAt) ? ContainerNamed("mp3") : nullptr;
+    return AreFramesAt(stream, begin) ? ContainerNamed("mp3") : nullptr;
 }
 
 }  // namespace

@@ -137,7 +137,19 @@ bool RemoveOthers(const Descriptor &folder, const std::string &kept) {
 }
 
 // False with errno set.
-bool BringInStep(const std::string &eaDir, const Picture *cover) {
+bool WriteCover(const Descriptor &folder, const std::string &name, const TagLib::ByteVector &data,
+                KeptCover *kept) {
+    constexpr unsigned kMostKept = 1U << 20;
+    const bool isKept = kept != nullptr && data.size() <= kMostKept;
+    if (isKept && kept->data != data) {
+        *kept = {{data.data(), data.size()}, Descriptor()};  // not a part of the whole tag
+    }
+    return WriteEaFile(folder, name, kTemporary, {data.data(), data.size()},
+                       isKept ? &kept->file : nullptr);
+}
+
+// False with errno set.
+bool BringInStep(const std::string &eaDir, const Picture *cover, KeptCover *kept) {
     Descriptor folder = OpenEaFolder(eaDir);
     if (cover == nullptr) {
         return folder ? RemoveOthers(folder, "") : errno == ENOENT;
@@ -151,9 +163,7 @@ bool BringInStep(const std::string &eaDir, const Picture *cover) {
     const std::string extension = PictureExtension(cover->data);
     const std::string name = CoverName(extension);
     const TagLib::ByteVector &data = cover->data;
-    return folder &&
-           (HasContent(folder, name, data) ||
-            WriteEaFile(folder, name, kTemporary, {data.data(), data.size()})) &&
+    return folder && (HasContent(folder, name, data) || WriteCover(folder, name, data, kept)) &&
            RemoveOthers(folder, extension);
 }
 
@@ -177,13 +187,14 @@ std::string PictureExtension(const TagLib::ByteVector &data) {
     return std::string(tonvale_service::FormatOfPicture({data.data(), data.size()}).extension);
 }
 
-std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path) {
+std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path,
+                       KeptCover *kept) {
     const Picture *const cover = Cover(pictures);
     std::array<char, PATH_MAX> eaDir;
     if (VARNEADirPath(path.c_str(), eaDir.data(), eaDir.size()) != 0) {
         return cover != nullptr ? "the cover is not extracted: the path is too long" : "";
     }
-    return BringInStep(eaDir.data(), cover)
+    return BringInStep(eaDir.data(), cover, kept)
                ? ""
                : "cannot bring the cover in " + Printable(eaDir.data()) +
                      " in step: " + std::generic_category().message(errno);

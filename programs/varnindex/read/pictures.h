@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "varnindex/descriptor.h"
 #include "varnindex/read/open_audio.h"
 
 namespace varnindex {
@@ -13,6 +14,13 @@ namespace varnindex {
 struct Picture {
     TagLib::ByteVector data;
     bool isFrontCover = false;
+};
+
+// The cover that a thread has written last. The songs of an album often have the same one: they then
+// share a file on the disk.
+struct KeptCover {
+    TagLib::ByteVector data;
+    Descriptor file;
 };
 
 // The pictures in all of a file's tags, in their order.
@@ -27,6 +35,7 @@ std::string PictureExtension(const TagLib::ByteVector &data);
 // left alone where it is the same already, and removed where there is no such picture any more.
 // Pictures of more than 16 MiB and of unknown formats are not extracted. Returns "", or a reason for
 // a person when the folder cannot be read or written. Several threads may work on different files.
-std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path);
+std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path,
+                       KeptCover *kept = nullptr);
 
 }  // namespace varnindex

@@ -165,7 +165,8 @@ Probed Probe(const BoundedStream &stream, const char *format, Cover cover) {
     probed.audio.sampleRate = varn::LeadingNumber<int>((*sound)["sample_rate"].asString());
     probed.audio.channels = (*sound)["channels"].asInt();
     probed.audio.milliseconds = Milliseconds(told["format"]["duration"].asString());
-    if (probed.audio.milliseconds == 0) {
+    // The length of bare frames is a guess from the bit rate at their beginning.
+    if (probed.audio.milliseconds == 0 || std::string_view(format) == "aac") {
         probed.audio.milliseconds = LastPacketEnd(stream, format);
     }
     AddTags(told["format"]["tags"], *probed.tags);

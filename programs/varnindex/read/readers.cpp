@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "varnindex/read/names.h"
+#include "varnindex/read/pictures.h"
 #include "varnindex/settle/stars.h"
 
 namespace varnindex {
@@ -98,25 +99,31 @@ ReadWork Readers::Take() {
     std::unique_lock lock(guard_);
     slotDone_.wait(lock, [this] { return slots_.front().done; });
     ReadWork read = std::move(slots_.front().read);
+    const bool wasFull = doneBytes_ >= kMostDoneBytes;
     doneBytes_ -= slots_.front().bytes;
     slots_.pop_front();
     --begun_;
     lock.unlock();
-    workCame_.notify_all();  // one that waited for memory, or one whose slot is the first now
+    if (wasFull) {
+        workCame_.notify_all();  // they waited for memory, or one whose slot is the first now
+    }
     return read;
 }
 
 void Readers::Run() {
+    KeptCover cover;
     std::unique_lock lock(guard_);
     while (Slot *const slot = NextSlot(lock)) {
         lock.unlock();
-        Read(slot->read);
+        Read(slot->read, cover);
         lock.lock();
         slot->bytes =
             slot->read.result.song ? TextBytes(*slot->read.result.song, slot->read.tracks) : 0;
         doneBytes_ += slot->bytes;
         slot->done = true;
-        slotDone_.notify_one();
+        if (slot == &slots_.front()) {
+            slotDone_.notify_one();
+        }
     }
 }
 
@@ -129,10 +136,12 @@ Readers::Slot *Readers::NextSlot(std::unique_lock<std::mutex> &lock) {
     return ended_ ? nullptr : &slots_[begun_++];
 }
 
-void Readers::Read(ReadWork &read) const {
+void Readers::Read(ReadWork &read, KeptCover &cover) const {
     try {
         const Work &work = read.work;
-        read.result = ReadSong(work.path, work.size, work.modified, pictures_, work.seen);
+        const bool isFirst = pictures_ == Pictures::kStore && !work.hasAttributes;
+        read.result = ReadSong(work.path, work.size, work.modified,
+                               isFirst ? Pictures::kStoreFirst : pictures_, work.seen, &cover);
         if (!read.result.song) {
             return;
         }

@@ -61,7 +61,7 @@ class Readers {
 
     void Run();
     Slot *NextSlot(std::unique_lock<std::mutex> &lock);
-    void Read(ReadWork &read) const;
+    void Read(ReadWork &read, KeptCover &cover) const;
 
     Pictures pictures_;
     std::mutex guard_;  // of all that follows; a slot that is being read is its thread's alone

@@ -11,6 +11,8 @@
 #include <charconv>
 #include <cmath>
 #include <limits>
+#include <map>
+#include <string_view>
 
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/cue.h"
@@ -23,13 +25,14 @@
 namespace varnindex {
 namespace {
 
-using TagLib::PropertyMap;
+// The tags of a file under TagLib's common names.
+using Tags = std::map<std::string, TagLib::StringList, std::less<>>;
 
 std::string Utf8(const TagLib::String &text) {
     return Utf8FromUtf16(text.toWString());
 }
 
-std::vector<std::string> Values(const PropertyMap &tags, const char *key) {
+std::vector<std::string> Values(const Tags &tags, std::string_view key) {
     std::vector<std::string> values;
     const auto found = tags.find(key);
     if (found != tags.end()) {
@@ -40,13 +43,13 @@ std::vector<std::string> Values(const PropertyMap &tags, const char *key) {
     return values;
 }
 
-std::string First(const PropertyMap &tags, const char *key) {
+std::string First(const Tags &tags, std::string_view key) {
     const auto values = Values(tags, key);
     return values.empty() ? std::string() : values.front();
 }
 
 // Several values of one tag are one name: "A, B".
-std::string Name(const PropertyMap &tags, const char *key) {
+std::string Name(const Tags &tags, std::string_view key) {
     std::string joined;
     for (const std::string &value : Values(tags, key)) {
         const std::string name = CleanName(value);
@@ -57,7 +60,7 @@ std::string Name(const PropertyMap &tags, const char *key) {
     return CleanName(joined);
 }
 
-std::string SortTag(const PropertyMap &tags, const char *key, const std::string &name) {
+std::string SortTag(const Tags &tags, std::string_view key, const std::string &name) {
     const std::string tagged = Name(tags, key);
     return tagged.empty() ? SortName(name) : tagged;
 }
@@ -77,11 +80,11 @@ constexpr std::array kGainKeys = {"REPLAYGAIN_TRACK_GAIN", "REPLAYGAIN_TRACK_PEA
 
 // TagLib's common names leave out the replay gain of these two formats, and the date as ffmpeg
 // names it in ASF.
-void AddUnnamed(TagLib::File &file, PropertyMap &tags) {
+void AddUnnamed(TagLib::File &file, Tags &tags) {
     const auto add = [&](const TagLib::String &name, const TagLib::StringList &values) {
         const bool isGain = std::find(kGainKeys.begin(), kGainKeys.end(), name) != kGainKeys.end();
-        if ((isGain || name == "DATE") && !tags.contains(name)) {
-            tags.insert(name, values);
+        if (isGain || name == "DATE") {
+            tags.try_emplace(name.to8Bit(), values);
         }
     };
     if (auto *const mp4 = dynamic_cast<TagLib::MP4::File *>(&file)) {
@@ -100,33 +103,32 @@ void AddUnnamed(TagLib::File &file, PropertyMap &tags) {
     }
 }
 
-// The tags of a file under their common names. What one tag leaves open may stand in the next.
-PropertyMap AllTags(const OpenedFile &opened) {
-    PropertyMap tags = opened.file->properties();
-    AddUnnamed(*opened.file, tags);
-    const auto fill = [&](const TagLib::Tag &tag) {
-        for (const auto &[key, values] : PropertiesOf(tag)) {
-            if (!tags.contains(key)) {
-                tags.insert(key, values);
-            }
+// What one tag leaves open may stand in the next.
+Tags AllTags(const OpenedFile &opened) {
+    Tags tags;
+    const auto fill = [&](const TagLib::PropertyMap &properties) {
+        for (const auto &[key, values] : properties) {
+            tags.try_emplace(key.to8Bit(true), values);
         }
     };
+    fill(opened.file->properties());
+    AddUnnamed(*opened.file, tags);
     for (const auto &tag : opened.moreTags) {
-        fill(*tag);
+        fill(PropertiesOf(*tag));
     }
     if (opened.isMerged && opened.file->tag() != nullptr) {
-        fill(*opened.file->tag());  // of the kinds that it merges, properties() takes one
+        fill(PropertiesOf(*opened.file->tag()));  // properties() takes one kind
     }
     return tags;
 }
 
-ReplayGain ReadGain(const PropertyMap &tags) {
+ReplayGain ReadGain(const Tags &tags) {
     return {Decimal(First(tags, kGainKeys[0])), Decimal(First(tags, kGainKeys[1])),
             Decimal(First(tags, kGainKeys[2])), Decimal(First(tags, kGainKeys[3]))};
 }
 
 // ID3v2 has two genres without a number, which TagLib leaves as they are.
-std::vector<std::string> Genres(const PropertyMap &tags) {
+std::vector<std::string> Genres(const Tags &tags) {
     std::vector<std::string> genres = Values(tags, "GENRE");
     for (std::string &genre : genres) {
         genre = genre == "RX" ? "Remix" : genre == "CR" ? "Cover" : genre;
@@ -134,7 +136,7 @@ std::vector<std::string> Genres(const PropertyMap &tags) {
     return genres;
 }
 
-void ReadTags(const PropertyMap &tags, Song &song) {
+void ReadTags(const Tags &tags, Song &song) {
     song.title = Name(tags, "TITLE");
     song.album = Name(tags, "ALBUM");
     song.artist = Name(tags, "ARTIST");
@@ -165,7 +167,7 @@ void FillFromPath(Song &song) {
     }
 }
 
-void ReadSortNames(const PropertyMap &tags, Song &song) {
+void ReadSortNames(const Tags &tags, Song &song) {
     song.titleSort = SortTag(tags, "TITLESORT", song.title);
     song.albumSort = SortTag(tags, "ALBUMSORT", song.album);
     song.artistSort = SortTag(tags, "ARTISTSORT", song.artist);
@@ -182,7 +184,7 @@ void ReadAudio(const Audio &audio, Song &song) {
 }
 
 // A sheet of absurd size is none.
-std::string EmbeddedCue(const PropertyMap &tags) {
+std::string EmbeddedCue(const Tags &tags) {
     std::string text = First(tags, "CUESHEET");
     return text.size() <= kMaxCueBytes ? text : std::string();
 }
@@ -196,7 +198,7 @@ std::string WhyNoSound(const OpenedFile &opened) {
                                : "its contents are no audio format that is known";
 }
 
-void Describe(const OpenedFile &opened, const PropertyMap &tags, Song &song) {
+void Describe(const OpenedFile &opened, const Tags &tags, Song &song) {
     ReadAudio(opened.audio, song);
     song.container = opened.container;
     song.codec = opened.codec;
@@ -205,7 +207,8 @@ void Describe(const OpenedFile &opened, const PropertyMap &tags, Song &song) {
     ReadSortNames(tags, song);
 }
 
-void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult &result) {
+void ReadOpened(BoundedStream &stream, Pictures pictures, KeptCover *kept, Song song,
+                ReadResult &result) {
     const OpenedFile opened = OpenAudio(song.path, stream);
     // First, because it also finds out whether the file can be read to its end.
     song.fingerprint = Fingerprint(opened, stream);
@@ -215,7 +218,7 @@ void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult 
         result.problem = result.isDamaged ? WhyNoSound(opened) : kNotWhole;
         return;
     }
-    const PropertyMap tags = AllTags(opened);
+    const Tags tags = AllTags(opened);
     Describe(opened, tags, song);
     // Never overwrite complete tags with a partial read.
     if (stream.HasFailed()) {
@@ -225,8 +228,8 @@ void ReadOpened(BoundedStream &stream, Pictures pictures, Song song, ReadResult 
     result.embeddedCue = EmbeddedCue(tags);
     const std::vector<Picture> found = ListPictures(opened);
     song.pictures = static_cast<int>(found.size());
-    if (pictures == Pictures::kStore) {
-        result.warning = StoreCover(found, song.path);
+    if (pictures == Pictures::kStore || (pictures == Pictures::kStoreFirst && !found.empty())) {
+        result.warning = StoreCover(found, song.path, kept);
     }
     if (stream.WasCutShort()) {
         result.warning = "its tags are too large to be read";
@@ -247,7 +250,7 @@ void SilenceTagLib() {
 }
 
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
-                    Pictures pictures, const SeenFile &seen) {
+                    Pictures pictures, const SeenFile &seen, KeptCover *kept) {
     ReadResult result;
     if (!IsMusicName(path)) {
         result.problem = "not the name of an audio file";
@@ -262,7 +265,7 @@ ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t mod
     song.size = size;
     song.modified = modified;
     try {
-        ReadOpened(*stream, pictures, std::move(song), result);
+        ReadOpened(*stream, pictures, kept, std::move(song), result);
     } catch (const std::exception &error) {  // sizes in a damaged tag can ask for absurd memory
         result.song.reset();
         result.problem = std::string("cannot be read: ") + error.what();

@@ -10,6 +10,8 @@
 
 namespace varnindex {
 
+struct KeptCover;  // pictures.h
+
 // Sends TagLib's own chatter about damaged tags nowhere. Once a process, before the first file.
 void SilenceTagLib();
 
@@ -22,7 +24,8 @@ struct ReadResult {
 };
 
 enum class Pictures {
-    kStore,  // in the extended-attribute folder of the file
+    kStore,       // in the extended-attribute folder of the file
+    kStoreFirst,  // the same where there is no such folder yet
     kCount,
 };
 
@@ -32,6 +35,7 @@ enum class Pictures {
 // changes afterwards is read again. A file that cannot be read to its end, or that may not be the
 // one that was `seen`, gives no song. Several threads may read different files.
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
-                    Pictures pictures = Pictures::kCount, const SeenFile &seen = {});
+                    Pictures pictures = Pictures::kCount, const SeenFile &seen = {},
+                    KeptCover *kept = nullptr);
 
 }  // namespace varnindex
