@@ -1,4 +1,4 @@
-#include "linux/http_range.h"
+#include "varn/http_range.h"
 
 #include <strings.h>
 
@@ -6,6 +6,7 @@
 #include <cstdlib>
 #include <cstring>
 #include <limits>
+#include <optional>
 
 #include "linux/error.h"
 #include "linux/memory.h"
@@ -58,35 +59,37 @@ std::string_view OnlyElement(std::string_view list) {
     return only;
 }
 
-std::optional<ByteRange> Suffix(int64_t length, int64_t total) {
-    if (length == 0) {
-        return std::nullopt;
-    }
-    return ByteRange{total - std::min(length, total), total - 1};
-}
+constexpr Range kIgnoredRange = {RangeKind::kIgnored, 0, 0};
+constexpr Range kOutsideRange = {RangeKind::kOutside, 0, 0};
 
 }  // namespace
 
-std::optional<ByteRange> ParseRange(std::string_view field, int64_t total) {
+Range ReadRange(std::string_view field, int64_t total) {
     if (total <= 0 || field.size() < kUnit.size() ||
         strncasecmp(field.data(), kUnit.data(), kUnit.size()) != 0) {
-        return std::nullopt;
+        return kIgnoredRange;
     }
     const std::string_view range = OnlyElement(field.substr(kUnit.size()));
     const std::size_t dash = range.find('-');
     if (dash == range.npos) {
-        return std::nullopt;
+        return kIgnoredRange;
     }
     const std::string_view lastDigits = range.substr(dash + 1);
     const auto first = Position(range.substr(0, dash));
     const auto last = Position(lastDigits);
     if (dash == 0) {
-        return last ? Suffix(*last, total) : std::nullopt;
+        if (!last) {
+            return kIgnoredRange;
+        }
+        return *last > 0 ? Range{RangeKind::kPart, total - std::min(*last, total), total - 1}
+                         : kOutsideRange;
     }
-    if (!first || *first >= total || (!last && !lastDigits.empty()) || (last && *last < *first)) {
-        return std::nullopt;
+    if (!first || (!last && !lastDigits.empty()) || (last && *last < *first)) {
+        return kIgnoredRange;
     }
-    return ByteRange{*first, std::min(last.value_or(kHuge), total - 1)};
+    return *first < total
+               ? Range{RangeKind::kPart, *first, std::min(last.value_or(kHuge), total - 1)}
+               : kOutsideRange;
 }
 
 }  // namespace varn
@@ -103,8 +106,8 @@ int HTTPFileOutputer::SeekHttpRange(_tag_HTTP_RANGE_SEGMENT **segment, long long
         (method != nullptr && std::strcmp(method, "GET") != 0)) {
         return 0;
     }
-    const auto range = varn::ParseRange(field, total);
-    if (!range) {
+    const varn::Range range = varn::ReadRange(field, total);
+    if (range.kind != varn::RangeKind::kPart) {
         return 0;
     }
     *segment = static_cast<_tag_HTTP_RANGE_SEGMENT *>(std::malloc(sizeof **segment));
@@ -112,6 +115,6 @@ int HTTPFileOutputer::SeekHttpRange(_tag_HTTP_RANGE_SEGMENT **segment, long long
         varn::SetError(VLIB_ERR_OUT_OF_MEMORY);
         return 0;
     }
-    **segment = {range->first, range->last};
+    **segment = {range.first, range.last};
     return 1;
 }

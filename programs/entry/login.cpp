@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "refusal.h"
+#include "request.h"
 #include "service/failure.h"
 #include "varn/handles.h"
 #include "worker.h"
@@ -18,11 +19,6 @@ namespace {
 using tonvale_service::Proof;
 using tonvale_service::SignIn;
 using tonvale_service::Standing;
-
-std::string Variable(const char *name) {
-    const char *const value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
 
 std::string Taken(const char *name) {
     char *const value = std::getenv(name);

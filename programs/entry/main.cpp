@@ -63,7 +63,7 @@ bool AnswerRequest() {
 
 int main() {
     const bool isWorker = IsListening(STDIN_FILENO);
-    // Of the server's own processes, which those that a worker starts are as well, it has the log.
+    // The server keeps a log of its workers and of the processes that they start.
     const bool isOfServer = isWorker || std::getenv("SCGI") != nullptr;
     openlog("entry.cgi", isOfServer ? LOG_PERROR : 0, LOG_USER);
     // A client that goes away is an output that takes no more, which ends the encoder as well.

@@ -1,11 +1,11 @@
 #include "picture.h"
 
 #include <cstdio>
-#include <cstdlib>
 #include <string>
 #include <utility>
 
 #include "default_cover.h"
+#include "request.h"
 #include "rights.h"
 #include "service/validators.h"
 
@@ -19,20 +19,6 @@ using tonvale_service::Validators;
 // A cover changes seldom; after this time it is asked for again, and mostly answered with 304.
 constexpr char kCacheFor[] = "Cache-Control: private, max-age=300\r\n";
 constexpr char kCacheNever[] = "Cache-Control: no-store\r\n";
-
-std::string Variable(const char *name) {
-    const char *value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
-std::string Lines(const Validators &validators) {
-    std::string lines;
-    for (const auto &[name, value] : {std::pair("ETag: ", &validators.etag),
-                                      std::pair("Last-Modified: ", &validators.lastModified)}) {
-        lines += value->empty() ? "" : name + *value + "\r\n";
-    }
-    return lines;
-}
 
 bool Write(std::string_view text) {
     return std::fwrite(text.data(), 1, text.size(), stdout) == text.size();
@@ -48,7 +34,8 @@ bool SendHeader(const Validators &validators, std::string_view type, std::size_t
                                   : "Status: 200 OK\r\nContent-Type: " + std::string(type) +
                                         "\r\nContent-Length: " + std::to_string(size) + "\r\n";
     const char *cache = validators.etag.empty() ? kCacheNever : kCacheFor;
-    Write(about + Lines(validators) + cache + more + "X-Content-Type-Options: nosniff\r\n\r\n");
+    Write(about + tonvale_service::Lines(validators) + cache + more +
+          "X-Content-Type-Options: nosniff\r\n\r\n");
     return !unchanged && !headerOnly;
 }
 

@@ -157,7 +157,10 @@ constexpr Method kMethods[] = {
     {"equalizer", Make<ForPlayers<Equalizer>>, kChanges},
     {"info", Make<ForPlayers<Info>>},
     {"list", Make<ForPlayers<List>>},
-    {"password_test", Make<ForPlayers<PasswordTest>>, kChanges},
+    {.name = "password_test",
+     .make = Make<ForPlayers<PasswordTest>>,
+     .changes = true,
+     .asksElsewhere = true},
     {"queue", Make<ForPlayers<Queue>>, kChanges},
     {"volume", Make<ForPlayers<Volume>>, kChanges},
 };

@@ -18,11 +18,6 @@ namespace {
 constexpr std::size_t kMostValues = 1000;
 constexpr std::string_view kForm = "application/x-www-form-urlencoded";
 
-std::string Variable(const char *name) {
-    const char *value = std::getenv(name);
-    return value != nullptr ? value : "";
-}
-
 // A media type without its parameters, in any case.
 bool IsForm(std::string_view type) {
     type = type.substr(0, std::min(type.find(';'), type.size()));
@@ -51,6 +46,11 @@ std::string ReadForm() {
 }
 
 }  // namespace
+
+std::string Variable(const char *name) {
+    const char *value = std::getenv(name);
+    return value != nullptr ? value : "";
+}
 
 Request Request::Read(Login login) {
     const std::string method = Variable("REQUEST_METHOD");

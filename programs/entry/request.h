@@ -13,6 +13,9 @@
 
 namespace tonvale_entry {
 
+// A variable of the CGI environment; "" for one that is absent.
+std::string Variable(const char *name);
+
 // The longest form, in bytes.
 inline constexpr long long kMostBody = 1 << 20;
 

@@ -158,33 +158,6 @@ class Filled {
     ~Filled() { unsetenv(varn::kEncoderFill); }
 };
 
-// A path in the form of a URL's (RFC 3986, 2.1), which the web server decodes.
-std::string Escaped(std::string_view path) {
-    constexpr char kHex[] = "0123456789ABCDEF";
-    std::string escaped;
-    for (const unsigned char c : path) {
-        if (c > 0x20 && c < 0x7F && c != '%' && c != '?' && c != '#') {
-            escaped += static_cast<char>(c);
-        } else {
-            escaped += {'%', kHex[c >> 4], kHex[c & 15]};
-        }
-    }
-    return escaped;
-}
-
-// The web server sends the file, ranges and all. It would look for a path with control characters
-// under another name, which may be another file's.
-bool SendFile(const char *path) {
-    const auto isControl = [](unsigned char c) { return c < 0x20 || c == 0x7F; };
-    const std::string_view text = path;
-    if (std::any_of(text.begin(), text.end(), isControl)) {
-        throw Refusal{Code::kNoSuchItem};
-    }
-    std::printf("Status: 200 OK\r\n%sContent-Type: %s\r\nX-Sendfile: %s\r\n\r\n", kAtListenersPace,
-                MediaTypeOf(path), Escaped(path).c_str());
-    return std::fflush(stdout) == 0;
-}
-
 }  // namespace
 
 const char *MediaTypeOf(const char *path) {
@@ -205,7 +178,7 @@ Sound SongAction::AskedSound() const {
 
 bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
     VARN_MEDIA_INFO song = asked;
-    const std::string path = RealSongFile(asked);
+    const SongFile file = OpenSongFile(asked);
     const bool isTrack = IsVirtualMusic(&song);
     if (isTrack) {
         CompleteDuration(song);
@@ -218,13 +191,16 @@ bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
     // The library knows only the whole second in which a track starts. It may start, and so end, up
     // to a second later.
     song.duration = static_cast<float>(isTrack ? seconds + 1 : seconds);
-    path.copy(song.path, path.size());
-    song.path[path.size()] = '\0';
-    GiveUpRights(song.path);
-    if (sound.format != "raw") {
-        return SendTranscoded(song, sound);
+    const bool isWhole = sound.format == "raw" && !isTrack && sound.position == 0;
+    if (isWhole) {
+        GiveUpRights();  // the file is open
+        TakeTurn(Asked(), Work::kFile);
+        return SendFile(file, MediaTypeOf(file.path.c_str()), Asked().WantsHeaderOnly());
     }
-    return isTrack || sound.position > 0 ? SendCut(song, sound.position) : SendFile(song.path);
+    file.path.copy(song.path, file.path.size());
+    song.path[file.path.size()] = '\0';
+    GiveUpRights(song.path);
+    return sound.format == "raw" ? SendCut(song, sound.position) : SendTranscoded(song, sound);
 }
 
 bool SongAction::SendTranscoded(const VARN_MEDIA_INFO &song, const Sound &sound) {

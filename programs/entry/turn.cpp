@@ -16,15 +16,18 @@
 #include "refusal.h"
 #include "service/slot.h"
 #include "varn/packageconf.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
 namespace {
 
 using namespace std::chrono_literals;
+using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using tonvale_service::Slot;
 
+// Outside of workers.
 struct Bounds {
     const char *kind;
     unsigned present;    // at work and in line, of an account or a visitor's network
@@ -34,23 +37,33 @@ struct Bounds {
     std::chrono::seconds patience;
 };
 
+// A request that gets no turn in a worker within this time is not one of many short ones.
+constexpr auto kPatienceOfWorker = 20ms;
+
+unsigned Processors() {
+    return std::max(1U, std::thread::hardware_concurrency());
+}
+
 // As configured, or two for each processor and at least four: an encoder is many times faster than
 // its listener, and waits most of the time.
 unsigned Encoders() {
     constexpr long long kMost = 1000;
     char text[16] = "";
     VARNAudioConfGet("max_encoders", text, sizeof text);
-    const int usual = std::max(4, 2 * static_cast<int>(std::thread::hardware_concurrency()));
-    return static_cast<unsigned>(ParseNumber(text, 1, kMost).value_or(usual));
+    return static_cast<unsigned>(
+        ParseNumber(text, 1, kMost).value_or(std::max(4U, 2 * Processors())));
 }
 
 Bounds BoundsOf(Work work) {
     switch (work) {
         case Work::kShort:
-            // A request has three connections to the database at the most, of 40.
-            return {"request-", 32, 2, 4, 12, 10s};
+            // The database has 40 connections, of which a request takes three at most, in a worker
+            // or not.
+            return {"request-", 128, 2, 3, 8, 30s};
         case Work::kElsewhere:
             return {"elsewhere-", 32, 2, 8, 32, 10s};
+        case Work::kFile:
+            return {"file-", 64, 16, 64, 512, 0s};
         case Work::kEncoder:
             break;
     }
@@ -78,37 +91,68 @@ std::string VisitorsNetwork() {
     return std::to_string(std::hash<std::string_view>{}(network) % kNumbers);
 }
 
-Slot Taken(const std::string &kind, unsigned turns, std::chrono::milliseconds patience) {
-    Slot slot(kind, turns, patience);
-    if (!slot) {
-        throw Refusal{slot.IsUnknown() ? Code::kFailed : Code::kBusy};
+// A number of turns, of which a request needs one.
+struct Turns {
+    std::string kind;
+    unsigned number;
+};
+
+// In this order: a request that waits for a turn of many holds one of its own.
+std::vector<Slot> Taken(const std::vector<Turns> &needed, milliseconds patience) {
+    const auto end = steady_clock::now() + patience;
+    std::vector<Slot> taken;
+    for (const auto &[kind, number] : needed) {
+        taken.emplace_back(kind, number,
+                           std::chrono::duration_cast<milliseconds>(end - steady_clock::now()));
+        if (!taken.back()) {
+            throw Refusal{taken.back().IsUnknown() ? Code::kFailed : Code::kBusy};
+        }
     }
-    return slot;
+    return taken;
+}
+
+// All workers but one for an account, and two for a visitor's network.
+void TakeTurnOfWorker(const std::string &network, const std::string &account) {
+    const std::string kind = "worker-";
+    const unsigned ofAccount = 2 * Processors() - 1;
+    std::vector<Turns> needed = {{kind + account, ofAccount}};
+    if (network != account) {
+        needed.insert(needed.begin(), {kind + network, std::min(2U, ofAccount)});
+    }
+    try {
+        held = Taken(needed, kPatienceOfWorker);
+    } catch (const Refusal &) {
+        LeaveWorker();
+    }
 }
 
 }  // namespace
 
 void TakeTurn(const Request &request, Work work) {
     GiveTurnBack();
+    const std::string account =
+        (request.IsLoggedIn() ? std::to_string(request.User().GetLoginUID()) : "public") + "-";
+    const std::string own = request.IsLoggedIn() ? account : account + VisitorsNetwork() + "-";
+    if (IsWorker()) {
+        if (work != Work::kShort) {
+            LeaveWorker();
+        }
+        TakeTurnOfWorker(own, account);
+        return;
+    }
+    if (work == Work::kElsewhere) {
+        EndWithClient();
+    }
     const Bounds bounds = BoundsOf(work);
     const std::string all = bounds.kind;
-    const std::string account =
-        all + (request.IsLoggedIn() ? std::to_string(request.User().GetLoginUID()) : "public") +
-        "-";
-    const std::string own = request.IsLoggedIn() ? account : account + VisitorsNetwork() + "-";
-    const auto end = steady_clock::now() + bounds.patience;
-    const auto left = [&] {
-        return std::chrono::duration_cast<std::chrono::milliseconds>(end - steady_clock::now());
-    };
-    // In this order: a request that waits for a turn of many holds one of its own.
-    std::vector<Slot> taken;
-    taken.push_back(Taken(own + "present-", bounds.present, {}));
+    held = Taken({{all + own + "present-", bounds.present}}, {});
+    std::vector<Turns> needed = {{all + account, bounds.ofAccount}, {all, bounds.ofAll}};
     if (own != account) {
-        taken.push_back(Taken(own, bounds.ofNetwork, left()));
+        needed.insert(needed.begin(), {all + own, bounds.ofNetwork});
     }
-    taken.push_back(Taken(account, bounds.ofAccount, left()));
-    taken.push_back(Taken(all, bounds.ofAll, left()));
-    held = std::move(taken);
+    for (Slot &slot : Taken(needed, bounds.patience)) {
+        held.push_back(std::move(slot));
+    }
 }
 
 void GiveTurnBack() {

@@ -1,5 +1,7 @@
-// How many requests are at work at once, of one account and of all. The others wait in a line, but
-// those for an encoder.
+// How many requests are at work at once, of one account and of all.
+//
+// A worker answers whatever is soon done. So that one account leaves a worker to the others, a
+// request beyond all workers but one goes on in a process of its own, which waits for its turn.
 #pragma once
 
 #include "request.h"
@@ -9,10 +11,12 @@ namespace tonvale_entry {
 enum class Work {
     kShort,      // with the database, and soon done
     kElsewhere,  // waits for another machine
+    kFile,       // a file, at its listener's pace
     kEncoder     // sound, at its listener's pace
 };
 
-// Takes this process's turn for a request, in place of one that it has. Throws a Refusal when too
+// Takes this process's turn for a request, in place of one that it has. In a worker it leaves the
+// worker (LeaveWorker) for what lasts, and where there is no turn soon. Throws a Refusal when too
 // many of the account wait already, or when its turn has not come in time.
 void TakeTurn(const Request &request, Work work);
 

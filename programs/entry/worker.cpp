@@ -1,6 +1,7 @@
 #include "worker.h"
 
 #include <fcntl.h>
+#include <poll.h>
 #include <sys/epoll.h>
 #include <sys/prctl.h>
 #include <sys/socket.h>
@@ -13,10 +14,15 @@
 #include <csignal>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 #include <filesystem>
+#include <utility>
 
+#include "process_state.h"
+#include "rights.h"
 #include "scgi.h"
 #include "turn.h"
+#include "varn/base.h"
 #include "varn/db.h"
 #include "varn/process.h"
 #include "varn/run_as.h"
@@ -32,7 +38,12 @@ constexpr auto kPatience = 5s;
 // It takes an answer at once.
 constexpr timeval kWriteTimeout = {30, 0};
 
+// What a request leaks ends with its worker.
 constexpr int kMostRequests = 5000;
+constexpr std::size_t kMostMemory = std::size_t{256} << 20;
+
+// A request that takes longer ends its worker: it hangs.
+constexpr itimerspec kLongestRequest = {{0, 0}, {180, 0}};
 
 bool isWorker = false;
 volatile std::sig_atomic_t isToEnd = 0;
@@ -88,13 +99,16 @@ void CloseStandardStreams() {
 // Standard input and output of a request.
 class Streams {
   public:
-    Streams(int body, int connection) {
-        if (dup2(body, STDIN_FILENO) < 0 || dup2(connection, STDOUT_FILENO) < 0) {
+    Streams(int body, varn::UniqueFd connection) {
+        if (dup2(body, STDIN_FILENO) < 0 || dup2(connection.Get(), STDOUT_FILENO) < 0) {
             return;
         }
         // A new stream has no buffer yet, which tells whether an answer has begun.
-        stdout = fdopen(STDOUT_FILENO, "w");
-        isOpen_ = stdout != nullptr;
+        if (std::FILE *const stream = fdopen(connection.Get(), "w")) {
+            connection.Release();
+            stdout = stream;
+            isOpen_ = true;
+        }
     }
     Streams(const Streams &) = delete;
     Streams &operator=(const Streams &) = delete;
@@ -126,15 +140,16 @@ bool HandOn(const Own &own) {
     return VLIBCExecvAside(own.program.c_str(), arguments) == 0;
 }
 
-void TakeRequest(int connection, const Own &own, void (*answer)()) {
-    auto request = ReadScgi(connection, kPatience);
+void TakeRequest(varn::UniqueFd connection, const Own &own, void (*answer)()) {
+    auto request = ReadScgi(connection.Get(), kPatience);
     if (!request) {
         syslog(LOG_WARNING, "A request of the web server's is not whole");
         return;
     }
     std::vector<std::string> variables = std::move(request->variables);
     bool isLeft = false;
-    const Streams streams(request->body.Get(), connection);
+    const Streams streams(request->body.Get(), std::move(connection));
+    request->body.Reset();
     if (!streams) {
         syslog(LOG_ERR, "Failed to take a request: %m");
         return;
@@ -147,7 +162,6 @@ void TakeRequest(int connection, const Own &own, void (*answer)()) {
             isLeft = true;
         }
         GiveTurnBack();
-        VARNDBTroubleClear();
     }
     if (isLeft) {
         const Environment environment(own.variables, std::move(variables));
@@ -183,6 +197,52 @@ varn::UniqueFd Waiting(int listening) {
                : varn::UniqueFd();
 }
 
+// Kills this process unless it is stopped in time.
+class Watch {
+  public:
+    Watch() {
+        sigevent event{};
+        event.sigev_notify = SIGEV_SIGNAL;
+        event.sigev_signo = SIGKILL;
+        isThere_ = timer_create(CLOCK_MONOTONIC, &event, &timer_) == 0;
+    }
+    Watch(const Watch &) = delete;
+    Watch &operator=(const Watch &) = delete;
+    ~Watch() {
+        if (isThere_) {
+            timer_delete(timer_);
+        }
+    }
+
+    explicit operator bool() const { return isThere_; }
+    void Start() { timer_settime(timer_, 0, &kLongestRequest, nullptr); }
+    void Stop() {
+        const itimerspec none{};
+        timer_settime(timer_, 0, &none, nullptr);
+    }
+
+  private:
+    timer_t timer_{};
+    bool isThere_ = false;
+};
+
+// True when this process can take another request: nothing of the last one is left.
+bool IsAsBefore(const ProcessState &before) {
+    EndIfRoot();
+    before.RestoreIds();
+    VLIBCErrSetEx(VLIB_ERR_NONE, "", 0);
+    VARNDBTroubleClear();
+    if (const char *const changed = before.Changed()) {
+        syslog(LOG_ERR, "A request has changed %s: this worker ends", changed);
+        return false;
+    }
+    if (MemoryInUse() > kMostMemory) {
+        syslog(LOG_WARNING, "This worker ends: it has taken too much memory");
+        return false;
+    }
+    return true;
+}
+
 // Lets a signal through that was held back, and tells whether one has come.
 bool IsAskedToEnd(const sigset_t &signals) {
     sigset_t held;
@@ -193,6 +253,7 @@ bool IsAskedToEnd(const sigset_t &signals) {
 
 // Holds the signals to end back; returns the mask of before.
 sigset_t HoldSignals() {
+    std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
     struct sigaction action {};
     action.sa_handler = [](int) { isToEnd = 1; };
     sigset_t held;
@@ -225,20 +286,45 @@ int RunWorker(void (*answer)()) {
     const sigset_t signals = HoldSignals();
     const varn::UniqueFd listening(fcntl(STDIN_FILENO, F_DUPFD_CLOEXEC, 3));
     const varn::UniqueFd waiting = listening ? Waiting(listening.Get()) : varn::UniqueFd();
-    if (!waiting) {
+    Watch watch;
+    if (!waiting || !watch) {
         syslog(LOG_ERR, "Failed to wait for requests: %m");
         return EXIT_FAILURE;
     }
     const Own own{std::filesystem::read_symlink("/proc/self/exe"), Variables()};
     CloseStandardStreams();
+    const ProcessState before;
+    bool mayGoOn = true;
     for (int requests = 0;
-         requests < kMostRequests && !IsAskedToEnd(signals) && EndWithParent(parent);) {
-        if (const auto connection = NextConnection(listening.Get(), waiting.Get(), signals)) {
+         mayGoOn && requests < kMostRequests && !IsAskedToEnd(signals) && EndWithParent(parent);) {
+        if (auto connection = NextConnection(listening.Get(), waiting.Get(), signals)) {
             ++requests;
-            TakeRequest(connection.Get(), own, answer);
+            watch.Start();
+            TakeRequest(std::move(connection), own, answer);
+            watch.Stop();
+            mayGoOn = IsAsBefore(before);
         }
     }
     return EXIT_SUCCESS;
+}
+
+void EndWithClient() {
+    struct sigaction action {};
+    action.sa_flags = SA_RESTART;
+    action.sa_handler = [](int) {
+        const int saved = errno;
+        pollfd client = {STDOUT_FILENO, 0, 0};
+        if (poll(&client, 1, 0) > 0 && (client.revents & POLLHUP) != 0) {
+            kill(getpid(), SIGTERM);
+        }
+        errno = saved;
+    };
+    sigaction(SIGIO, &action, nullptr);
+    const int flags = fcntl(STDOUT_FILENO, F_GETFL);
+    if (flags >= 0 && fcntl(STDOUT_FILENO, F_SETOWN, getpid()) == 0 &&
+        fcntl(STDOUT_FILENO, F_SETFL, flags | O_ASYNC) == 0) {
+        raise(SIGIO);  // it may have left already
+    }
 }
 
 bool IsWorker() {

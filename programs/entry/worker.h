@@ -19,6 +19,10 @@ struct LeftToOther {};
 // process. For requests that may last, or wait. Nothing of the answer may have been written.
 void LeaveWorker();
 
+// Ends this process as soon as its client leaves, where it would notice only with the next write.
+// Not for a worker.
+void EndWithClient();
+
 // True in a worker.
 bool IsWorker();
 

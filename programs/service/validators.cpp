@@ -4,6 +4,7 @@
 #include <cstdio>
 #include <ctime>
 #include <string_view>
+#include <utility>
 
 namespace tonvale_service {
 
@@ -58,6 +59,15 @@ Validators ValidatorsOf(const struct stat &info) {
                   static_cast<unsigned long long>(info.st_mtim.tv_sec),
                   static_cast<unsigned long>(info.st_mtim.tv_nsec));
     return {etag.data(), HttpDate(info.st_mtim.tv_sec)};
+}
+
+std::string Lines(const Validators &validators) {
+    std::string lines;
+    for (const auto &[name, value] : {std::pair("ETag: ", &validators.etag),
+                                      std::pair("Last-Modified: ", &validators.lastModified)}) {
+        lines += value->empty() ? "" : name + *value + "\r\n";
+    }
+    return lines;
 }
 
 bool IsUnchanged(const Validators &now, const std::string &ifNoneMatch,

@@ -14,6 +14,9 @@ struct Validators {
 };
 Validators ValidatorsOf(const struct stat &info);
 
+// The fields as lines of an answer's header; none for an empty value.
+std::string Lines(const Validators &validators);
+
 // True when a request with these fields If-None-Match and If-Modified-Since ("" for one that is
 // absent) is to be answered with 304: the first alone counts where it is there; the second must be
 // the very date that Last-Modified told.

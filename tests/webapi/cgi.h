@@ -21,8 +21,8 @@ inline void UseHandlerSanitizer() {
 
 using Variables = std::map<std::string, std::string>;
 
-// What entry.cgi writes in an environment of the given variables and this process's root.
-inline std::string RunCgi(Variables variables, const std::string &input = "") {
+// The variables as an environment, with this process's root.
+inline std::vector<std::string> Environment(Variables variables) {
     UseHandlerSanitizer();
     for (const char *name : {"TONVALE_ROOT", "PGHOST", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
         if (const char *value = std::getenv(name); value != nullptr) {
@@ -33,11 +33,16 @@ inline std::string RunCgi(Variables variables, const std::string &input = "") {
     for (const auto &[name, value] : variables) {
         entries.push_back(name + "=" + value);
     }
+    return entries;
+}
+
+// What entry.cgi writes in an environment of the given variables and this process's root.
+inline std::string RunCgi(const Variables &variables, const std::string &input = "") {
     const int in = memfd_create("in", MFD_CLOEXEC);
     const int out = memfd_create("out", MFD_CLOEXEC);
     EXPECT_EQ(pwrite(in, input.data(), input.size(), 0), static_cast<ssize_t>(input.size()));
-    const pid_t child =
-        Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"}, entries, {{in, 0}, {out, 1}});
+    const pid_t child = Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"},
+                              Environment(variables), {{in, 0}, {out, 1}});
     EXPECT_TRUE(EndedWell(child));
     const std::string text = TextOf(out);
     close(in);

@@ -140,9 +140,6 @@ class PlantedPaths : public ApiTest {
             const auto before = OfOthers();
             const std::string told = GetCgi(query);
             EXPECT_FALSE(Contains(told, "secret")) << told;
-            for (const fs::path &music : {bobs(), roots()}) {
-                EXPECT_FALSE(Contains(told, "X-Sendfile: " + music.string())) << told;
-            }
             EXPECT_EQ(OfOthers(), before) << told;
             for (const fs::path &moved : {hers() / "playlists/x.m3u", open() / "x.m3u"}) {
                 struct stat info {};
@@ -236,7 +233,7 @@ TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
         return GetCgi(QueryOf(api, method, {{"id", song}}));
     };
     EXPECT_TRUE(Contains(get("Cover", "get"), "http://hers/"));
-    EXPECT_TRUE(Contains(get("Stream", "stream"), "X-Sendfile: " + (hers() / "a.mp3").string()));
+    EXPECT_TRUE(Contains(get("Stream", "stream"), "http://hers/"));
     MoveTo(hers() / "a.mp3", bobs() / "a.mp3");
     EXPECT_TRUE(Contains(get("Stream", "stream"), "Status: 404")) << "bob's, moved there";
 }

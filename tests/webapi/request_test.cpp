@@ -427,27 +427,27 @@ TEST_F(Cgi, ReadsForms) {
     EXPECT_EQ(post(type, length, form, "api=VARN.Tonvale.Info"), Refused(400));
 }
 
-TEST_F(Cgi, HandsFilesToTheWebServer) {
+TEST_F(Cgi, SendsFiles) {
     WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
     std::ofstream(scratch() / "O'B 100% #1?\xC3\xA9.FLAC") << "sound";
     for (const auto &[id, name] : {std::pair(1, "O'B 100% #1?\xC3\xA9.FLAC"),
                                    {2, "gone\r\nX: y/a.mp3"},
                                    {3, ""},
-                                   {4, "a\tb.mp3"},
-                                   {5, "\x7F.ape"}}) {
+                                   {4, "a\tb.mp3"}}) {
         Query(InsertSql({.id = id, .path = scratch() / name}));
     }
     Query(InsertSql({.id = 6, .userid = kBob, .path = scratch() / "a_b.mp3"}));
     const std::string stream = "version=1&api=VARN.Tonvale.Stream&method=stream&id=";
-    EXPECT_EQ(
-        GetCgi(stream + "music_1"),
-        "Status: 200 OK\r\nX-Accel-Buffering: no\r\nContent-Type: audio/flac\r\nX-Sendfile: " +
-            scratch().string() + "/O'B%20100%25%20%231%3F%C3%A9.FLAC\r\n\r\n");
+    const std::string sent = GetCgi(stream + "music_1");
+    EXPECT_TRUE(sent.starts_with("Status: 200 OK\r\nX-Accel-Buffering: no\r\n")) << sent;
+    EXPECT_TRUE(sent.ends_with("Content-Type: audio/flac\r\nContent-Length: 5\r\n\r\nsound"))
+        << sent;
     const std::string gone = "Status: 404 Not Found\r\n" + Refused(404);
-    for (const char *name : {"a\tb.mp3", "a_b.mp3", "\x7F.ape", "_.ape"}) {
+    for (const char *name : {"a\tb.mp3", "a_b.mp3"}) {
         std::ofstream(scratch() / name) << name;
     }
-    for (const std::string &id : Words("music_2 music_3 music_4 music_5 music_v_1 music_p_6")) {
+    EXPECT_TRUE(GetCgi(stream + "music_4").ends_with("\r\n\r\na\tb.mp3"));
+    for (const std::string &id : Words("music_2 music_3 music_v_1 music_p_6")) {
         EXPECT_EQ(GetCgi(stream + id), gone) << id;
     }
     const std::string bad = "Status: 400 Bad Request\r\n" + Refused(400);

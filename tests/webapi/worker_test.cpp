@@ -1,0 +1,308 @@
+// entry.cgi as a worker: a listening socket at its standard input.
+#include "entry/worker.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+
+#include <csignal>
+#include <regex>
+#include <set>
+
+#include "entry/action.h"
+#include "platform/child.h"
+#include "sharing/shared_library.h"
+#include "support/eventually.h"
+#include "support/sockets.h"
+#include "varn/process.h"
+#include "webapi/api.h"
+
+namespace tonvale_test {
+
+namespace {
+
+using namespace std::chrono_literals;
+
+// A web server's end of the socket that workers take requests from.
+class Workers {
+  public:
+    Workers(const std::string &path) : path_(path) {
+        EXPECT_TRUE(Bind(listening_, LocalAddress(path)) && listen(listening_, 64) == 0);
+        chmod(path.c_str(), 0666);
+    }
+    ~Workers() {
+        close(listening_);
+        for (const pid_t worker : workers_) {
+            kill(worker, SIGTERM);
+            EXPECT_TRUE(EndedWell(worker));
+        }
+    }
+
+    pid_t Start() {
+        workers_.insert(Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"}, Environment({}),
+                              {{listening_, 0}}));
+        return *workers_.rbegin();
+    }
+    // One in a fork of this process that answers as it is told.
+    pid_t StartWith(void (*answer)()) {
+        return StartInChild([&] {
+            dup2(listening_, STDIN_FILENO);
+            EXPECT_EQ(ResetCredentialsByName(varn::kPackageAccount), 0);
+            EXPECT_EQ(tonvale_entry::RunWorker(answer), 0);
+        });
+    }
+    // Ends one that does not end by itself.
+    void Kill(pid_t worker) {
+        kill(worker, SIGKILL);
+        EXPECT_FALSE(EndedWell(worker));
+        workers_.erase(worker);
+    }
+
+    int Send(const std::string &text) const {
+        const int fd = ConnectTo(path_);
+        send(fd, text.data(), text.size(), MSG_NOSIGNAL);
+        return fd;
+    }
+    static std::string AnswerOf(int fd) {
+        std::string answer;
+        char block[65536];
+        pollfd waiting = {fd, POLLIN, 0};
+        ssize_t got = 1;
+        while (got > 0 && poll(&waiting, 1, 30000) > 0) {
+            got = recv(fd, block, sizeof block, 0);
+            answer.append(block, static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
+        }
+        EXPECT_LE(got, 0) << "the worker hangs";
+        close(fd);
+        return answer;
+    }
+    std::string Ask(const Variables &variables, const std::string &body = "") const {
+        return AnswerOf(Send(Packed(variables, body)));
+    }
+
+    static std::string Packed(const Variables &variables, const std::string &body = "") {
+        std::string text = "CONTENT_LENGTH" + Zero() + std::to_string(body.size()) + Zero();
+        for (const auto &[name, value] : variables) {
+            text += name + Zero() + value + Zero();
+        }
+        return std::to_string(text.size()) + ":" + text + "," + body;
+    }
+
+  private:
+    static std::string Zero() { return std::string(1, '\0'); }
+
+    std::string path_;
+    int listening_ = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    std::set<pid_t> workers_;
+};
+
+Variables GetOf(const std::string &query, const std::string &user = "alice") {
+    return {{"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}, {"REMOTE_USER", user}};
+}
+
+// Every method with parameters for it. "@" is the number of a run: what one has changed, the next
+// one cannot change again.
+constexpr char kQuestions[] = R"(
+Album.list limit=5
+Artist.list x
+Composer.list x
+Cover.get id=music_1
+Cover.get url=ftp://x/
+Folder.list x
+Genre.list x
+Info.get x
+MediaServer.browse url=ftp://x/
+MediaServer.list wait=0
+Pin.pin type=artist&name=n@&criteria={%22artist%22:%22a@%22}
+Pin.list x
+Pin.rename items=[{%22id%22:1,%22name%22:%22m%22}]
+Pin.reorder ids=1
+Pin.unpin id=99
+Player.control action=stop
+Player.equalizer action=get
+Player.info x
+Player.list x
+Player.password_test renderer=x
+Player.queue x
+Player.volume action=card
+Sharing.create playlist_id=playlist_personal_normal/7@
+Playlist.create name=new@
+Playlist.list x
+Playlist.get id=playlist_personal_normal/7@
+Playlist.add id=playlist_personal_normal/7@&songs=music_1
+Playlist.replace id=playlist_personal_normal/7@&songs=http://x/
+Playlist.remove id=playlist_personal_normal/7@&position=0&length=1
+Playlist.remove_missing id=playlist_personal_normal/7@
+Playlist.rename id=playlist_personal_normal/7@&name=other@
+Playlist.delete id=playlist_personal_normal/7@
+Playlist.get id=playlist_shared_normal/12&additional=song_tag
+Setting.get x
+Setting.set browse_personal_library=all
+Sharing.delete id=aaaaaaaa
+Sharing.get id=abcdefgh
+Sharing.list x
+Sharing.share_song id=music_1
+Sharing.unshare_song id=music_1
+Sharing.update id=aaaaaaaa
+Sharing.Page.cover sharing_id=abcdefgh&id=music_1
+Sharing.Page.get sharing_id=abcdefgh
+Sharing.Page.page sharing_id=abcdefgh
+Sharing.Page.page sharing_id=wronglnk
+Sharing.Page.stream sharing_id=abcdefgh&id=music_1
+Song.get id=music_1,music_2&additional=song_tag,song_rating
+Song.list additional=song_tag,song_rating
+Song.rate id=music_1&rating=3
+Song.rate id=music_p_BOBS&rating=3
+Song.search keyword=o
+Song.get id=music_p_BOBS
+Stream.remote url=ftp://x/
+Stream.stream id=music_1
+Stream.stream id=music_p_BOBS
+Stream.stream id=music_1&format=ogg
+Nothing.get x
+)";
+
+using Worker = SharedLibraryTest;
+
+// One worker for two users in turn, each question of both: its answers are those of processes that
+// have answered nobody before.
+TEST_F(Worker, AnswersAsFreshProcesses) {
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true, "usb": true, "editsong": true,
+                                         "playlist": true}, "1031": {"streaming": true}})");
+    std::filesystem::permissions(At(varn::path::kUsersFile), std::filesystem::perms(0666));
+    Touch(In("it's 100%_a\\b.mp3"), "sound");
+    Touch(In("bobs.mp3"), "bob's");
+    for (const char *run : {"1", "2"}) {
+        Touch(In("hers" + std::string(run) + ".m3u"), "http://hers/\n");
+        Query("INSERT INTO personal_playlist (userid, id, path, title) VALUES (1030, 7" +
+              std::string(run) + ", '" + In("hers" + std::string(run) + ".m3u") + "', 'hers')");
+    }
+    Query(
+        "INSERT INTO playlist_sharing (id, user_id, user_name, playlist_id, path, avail_date, "
+        "exp_date) VALUES ('abcdefgh', 1030, 'alice', 'playlist_shared_normal/12', '" +
+        List() + "', '1970-01-01', '1970-01-01')");
+    Workers workers(scratch() / "web.sock");
+    const pid_t worker = workers.Start();
+    std::set<std::string> asked;
+    std::istringstream lines(kQuestions);
+    for (std::string method, query; lines >> method >> query;) {
+        asked.insert(method);
+        const std::size_t dot = method.rfind('.');
+        query = "version=1&api=VARN.Tonvale." + method.substr(0, dot) +
+                "&method=" + method.substr(dot + 1) + "&" +
+                std::regex_replace(query, std::regex("BOBS"), std::to_string(bobs_));
+        for (const char *user : {"alice", method.starts_with("Sharing.Page") ? "" : "bob"}) {
+            // What a change has made has a name or number of its own.
+            const auto answer = [&](const char *run, const auto &ask) {
+                return std::regex_replace(
+                    ask(GetOf(std::regex_replace(query, std::regex("@"), run), user)),
+                    std::regex("(playlist_personal_normal/|new|hers|\"id\":\"|sharing/"
+                               "|\"n|\"a|nonce[-=]\"?)"
+                               "([0-9]+|[A-Za-z0-9]{8}|[0-9a-f]{32})\\b"),
+                    "$1#");
+            };
+            const std::string fresh =
+                answer("1", [](const Variables &variables) { return RunCgi(variables); });
+            EXPECT_EQ(answer("2", [&](const Variables &all) { return workers.Ask(all); }), fresh)
+                << user << " " << query;
+        }
+    }
+    using namespace tonvale_entry;
+    for (const tonvale_entry::Api *api :
+         {&kAlbumApi, &kArtistApi, &kComposerApi, &kCoverApi, &kFolderApi, &kGenreApi, &kInfoApi,
+          &kMediaServerApi, &kPinApi, &kPlayerApi, &kPlaylistApi, &kSettingApi, &kSharingApi,
+          &kSharingPageApi, &kSongApi, &kStreamApi}) {
+        for (const auto &method : api->methods) {
+            const std::string name =
+                std::string(api->name.substr(13)) + "." + std::string(method.name);
+            EXPECT_TRUE(asked.contains(name)) << name;
+        }
+    }
+    EXPECT_NE(StatusOf(worker, "Uid"), "") << "no request has ended the worker";
+    EXPECT_FALSE(Logged("this worker ends"));
+}
+
+TEST_F(Worker, OutlivesWhatIsNoRequest) {
+    Workers workers(scratch() / "web.sock");
+    const pid_t worker = workers.Start();
+    const Variables question = GetOf("version=1&api=VARN.Tonvale.Info&method=get");
+    const std::string whole = Workers::Packed(question);
+    for (const std::string &bad :
+         {std::string("x"), std::string(":"), std::string("70000:"), std::string("999999999"),
+          std::string("2:a=,"), std::string("4:a\0b\0;", 7), std::string("5:a=\0b\0,", 8),
+          std::string("3:a\0b,", 6), whole.substr(0, 20), whole.substr(0, whole.size() - 1),
+          "68000:" + std::string(68000, 'x'),
+          Workers::Packed({{"REQUEST_METHOD", "POST"}}, "body").substr(0, 44)}) {
+        const int fd = workers.Send(bad);
+        shutdown(fd, SHUT_WR);
+        EXPECT_EQ(Workers::AnswerOf(fd), "") << bad.substr(0, 30);
+    }
+    const int half = workers.Send(whole.substr(0, 20));  // and nothing more
+    const std::string info = RunCgi(question);
+    EXPECT_EQ(workers.Ask(question), info);
+    EXPECT_EQ(Workers::AnswerOf(half), "");
+    // A client that leaves, and a body that is too long to be read.
+    close(workers.Send(whole));
+    EXPECT_TRUE(Contains(workers.Ask({{"REQUEST_METHOD", "POST"}, {"REMOTE_USER", "alice"}},
+                                     std::string(2 << 20, 'x')),
+                         "400"));
+    EXPECT_NE(StatusOf(worker, "Uid"), "");
+    // One that is killed takes the request that it has, and no other.
+    kill(worker, SIGSTOP);
+    const int lost = workers.Send(whole);
+    workers.Kill(worker);
+    workers.Start();
+    EXPECT_EQ(Workers::AnswerOf(lost), info) << "nobody had taken it";
+    EXPECT_EQ(workers.Ask(question), info);
+}
+
+// Answers with the environment, and leaves behind what the request tells.
+void LeaveBehind() {
+    const std::string what = std::getenv("WHAT");
+    std::printf("%s %s", what.c_str(), std::getenv("SECRET") != nullptr ? "secret" : "");
+    if (what == "umask") {
+        umask(0);
+    } else if (what == "folder") {
+        EXPECT_EQ(chdir("/tmp"), 0);
+    } else if (what == "file") {
+        open("/dev/null", O_RDONLY);
+    } else if (what == "child") {
+        if (fork() == 0) {
+            _exit(0);
+        }
+    } else if (what == "signal") {
+        std::signal(SIGUSR1, SIG_IGN);
+    } else if (what == "mask") {
+        sigset_t all;
+        sigfillset(&all);
+        sigprocmask(SIG_BLOCK, &all, nullptr);
+    } else if (what == "memory") {
+        constexpr std::size_t kMuch = std::size_t{300} << 20;
+        std::memset(std::malloc(kMuch), 1, kMuch);
+    } else if (what == "end") {
+        std::this_thread::sleep_for(500ms);
+    } else if (what == "crash") {
+        _exit(1);
+    }
+}
+
+TEST_F(Worker, EndsWhereSomethingIsLeft) {
+    Workers workers(scratch() / "web.sock");
+    for (const std::string &what : Words("umask folder file child signal mask memory end crash")) {
+        const pid_t worker = workers.StartWith(LeaveBehind);
+        EXPECT_EQ(workers.Ask({{"WHAT", "none"}, {"SECRET", "x"}}), "none secret");
+        const int asked = workers.Send(Workers::Packed({{"WHAT", what}}));
+        if (what == "end") {
+            std::this_thread::sleep_for(100ms);
+            kill(worker, SIGTERM);  // after the request that it has
+        }
+        EXPECT_EQ(Workers::AnswerOf(asked), what == "crash" ? "" : what + " ");
+        EXPECT_EQ(EndedWell(worker), what != "crash") << what;
+    }
+    for (const char *what : {"umask", "working directory", "open files", "children", "signals"}) {
+        EXPECT_TRUE(Logged("A request has changed .*" + std::string(what))) << what;
+    }
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
