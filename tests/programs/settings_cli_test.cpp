@@ -53,6 +53,38 @@ TEST_F(SettingsVerbs, RightsAreSetWithoutTouchingPreferences) {
     EXPECT_EQ(users[0]["name"].asString(), "alice");
 }
 
+TEST_F(SettingsVerbs, AUserIsMadeWholeAfterAKill) {
+    namespace fs = std::filesystem;
+    const fs::path home = fs::read_symlink(At(varn::path::kHomes)) / "eve";
+    std::string uid;
+    for (int kills = 0; kills < 12 && !HasFailure(); ++kills) {
+        Command killed({"user", "add", "eve", "--admin"});
+        usleep(static_cast<useconds_t>(4000 * kills));
+        killed.Signal(SIGKILL);
+        const Finished again = Tonvale({"user", "add", "eve", "--admin"});
+        EXPECT_TRUE(again.status == 0 || Contains(again.err, "already")) << again.err;
+        const std::string accounts = ReadFile(At(varn::path::kPasswd));
+        const std::size_t line = accounts.find("\neve:x:");
+        EXPECT_EQ(line, accounts.rfind("\neve:x:"));
+        EXPECT_TRUE(Contains(ReadFile(At(varn::path::kGroup)), "eve"));
+        EXPECT_TRUE(fs::is_directory(home / "music"));
+        EXPECT_TRUE(ReadFile(At(varn::path::kLogins)).starts_with("eve:$6$"));
+        EXPECT_EQ(AudioUsers::GetUserPermission("eve"), 63U);
+        EXPECT_NE(accounts.substr(line, 13), uid) << "a user id is given again";
+        uid = accounts.substr(line, 13);
+        ExpectDone({"user", "key", "add", "eve", "--for", "a phone"});
+        Command half({"user", "remove", "eve", "--yes", "--delete-music"});
+        usleep(static_cast<useconds_t>(8000 * kills));
+        half.Signal(SIGKILL);
+        Tonvale({"user", "remove", "eve", "--yes", "--delete-music"});
+        EXPECT_FALSE(Contains(ReadFile(At(varn::path::kPasswd)) + ReadFile(At(varn::path::kGroup)) +
+                                  ReadFile(At(varn::path::kLogins)),
+                              "eve"));
+        EXPECT_FALSE(fs::exists(home));
+        EXPECT_EQ(Value("SELECT count(*) FROM access_key"), "0");
+    }
+}
+
 // The test is the other writer, who has read already and writes before it lets go.
 TEST_F(SettingsVerbs, NoWriterLosesWhatAnotherOneChanged) {
     const std::string file = At(varn::path::kUsersFile);

@@ -172,13 +172,13 @@ class Contract : public tonvale_test::SharedLibraryTest, protected tonvale_test:
     static constexpr char kReading[] =
         "Song.list Song.get Song.search Album.list Artist.list Genre.list Composer.list "
         "Folder.list Playlist.list Playlist.get Setting.get Sharing.get Sharing.list Pin.list "
-        "Player.list Player.info";
+        "Player.list Player.info Auth.sessions User.keys";
     static constexpr char kChanging[] =
         "Song.rate Playlist.create Playlist.rename Playlist.delete Playlist.add Playlist.remove "
         "Playlist.replace Playlist.remove_missing Setting.set Sharing.create Sharing.update "
         "Sharing.delete Sharing.share_song Sharing.unshare_song Pin.pin Pin.unpin Pin.rename "
         "Pin.reorder Player.control Player.volume Player.queue Player.equalizer "
-        "Player.password_test";
+        "Player.password_test Auth.logout Auth.end User.add_key User.remove_key";
     // They change nothing, but ask other machines.
     static constexpr char kAsking[] = "MediaServer.list MediaServer.browse Cover.get Stream.remote";
 };
@@ -275,6 +275,25 @@ Stream.stream 400 id=music_1&format=ogg id=music_1&position=-1 id=music_1&positi
 Stream.remote 400 url=file:///etc/passwd url=http://127.0.0.1/&format=mp3
   url=http://8.8.8.8/&format=wav
 MediaServer.browse 400 x url=http://10.0.0.1%0d%0a/ url=http://127.0.0.1/
+Auth.login 405 name=alice&password=x
+Auth.end 400 x id=0 id=all id=1%20OR%20true
+Auth.end 404 id=99
+User.change_password 400 x old=x new=12345678
+User.change_password 403 old=x&new=12345678
+User.add_key 400 for=[201] for=a%0Ab
+User.remove_key 404 id=99
+User.list 403 x
+User.add 403 name=eve&password=12345678
+User.change 403 name=bob&permissions=
+User.remove 403 name=bob
+admin:User.add 400 name=eve name=eve&password=1234567 name=root&password=12345678
+  name=Tonvale&password=12345678 name=../eve&password=12345678 name=e:ve&password=12345678
+  name=-e&password=12345678 name=[33]&password=12345678 name=eve&password=[257]
+  name=eve&password=12345678%0A name=eve&password=12345678&administrator=1
+admin:User.change 404 name=nobody&permissions=usb
+admin:User.change 400 name=bob name=bob&permissions=all name=bob&password=short
+admin:User.remove 404 name=nobody name=root
+admin:User.remove 403 name=admin
 MediaServer.list 400 wait=0 wait=11 wait=1&address=127.0.0.1
 )";
 
@@ -348,7 +367,7 @@ TEST_F(Contract, OthersPagesAndStrangersGetNowhere) {
     }
     for (const char *methods : {kReading, kChanging, kAsking}) {
         for (const std::string &method : Words(methods)) {
-            EXPECT_EQ(CodeOf(method, "x", ""), 403) << method;
+            EXPECT_EQ(CodeOf(method, "x", ""), 401) << method;
             const bool needsRight = method.starts_with("Player.") || method.starts_with("Sharing.");
             EXPECT_EQ(CodeOf(method, "x", "bob") == 403, needsRight || method == "Song.rate")
                 << method;
@@ -385,7 +404,9 @@ TEST_F(Cgi, KnowsNobodyWithoutALogin) {
     for (const char *user : {"nobody-here", "../alice", "alice\n"}) {
         const Variables asking = {
             {"REQUEST_METHOD", "GET"}, {"QUERY_STRING", query}, {"REMOTE_USER", user}};
-        EXPECT_TRUE(IsRefused(RunCgi(asking), 403)) << user;
+        const std::string answer = RunCgi(asking);
+        EXPECT_TRUE(answer.starts_with("Status: 401 Unauthorized\r\n")) << answer;
+        EXPECT_TRUE(Contains(answer, "{\"code\":401,")) << answer;
     }
     const std::string info = GetCgi(query);
     EXPECT_NE(info.find("\"name\":\"alice\""), info.npos) << info;

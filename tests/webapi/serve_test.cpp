@@ -65,9 +65,7 @@ TEST_P(ServedAnswers, ToRequests) {
     const HttpAnswer part = Get(Path("Song", "list"), Login("alice") + "Range: bytes=0-9\r\n");
     EXPECT_EQ(part.Status(), 200);
     EXPECT_EQ(part.body, list.body);
-    EXPECT_EQ(
-        Get(Path("Info", "get"), Login("ghost")).body,
-        "{\"error\":{\"code\":403,\"message\":\"that is not permitted\"},\"success\":false}\n");
+    EXPECT_EQ(Get(Path("Info", "get"), Login("ghost")).Status(), 401);
     EXPECT_TRUE(Get(Path("Info", "set")).body.starts_with("{\"error\":{\"code\":405,"));
 }
 
