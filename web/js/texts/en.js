@@ -276,6 +276,7 @@ export const en = {
   'keys.queue': 'Queue',
   'keys.now': 'Now playing',
   'keys.move': 'Move the song in focus up or down',
+  'keys.select': 'Select the song in focus',
   'keys.menu': 'Menu of the song in focus',
   'keys.help': 'This help',
   'key.space': 'Space',
