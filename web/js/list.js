@@ -185,7 +185,8 @@ export class LongList extends Part {
     element.setAttribute('role', 'listitem');
     element.setAttribute('aria-posinset', `${index + 1}`);
     element.setAttribute('aria-setsize', `${this.total}`);
-    const hadFocus = shown?.element.contains(document.activeElement);
+    const active = document.activeElement;
+    const hadFocus = active === this ? index === this.#focused : shown?.element.contains(active);
     shown?.element.remove();
     this.#sheet.insertBefore(element, after);
     this.#shown.set(index, { element, item });
@@ -248,7 +249,6 @@ export class LongList extends Part {
   }
 
   /**
-   * One item of a list can be reached with Tab.
    * @param {number} index
    * @param {number} stop
    * @param {boolean} [focus]
