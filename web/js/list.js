@@ -1,27 +1,18 @@
-// Long lists and grids: only what is visible exists in the document, and pages are fetched when they
-// come into sight.
+// Long lists and grids: what is visible exists in the document, and its pages are fetched.
 
 import { h, Part, refill, setVars } from './dom.js';
 import { icon } from './icons.js';
+import { placeFor } from './list-keys.js';
 import { Pages } from './pages.js';
 import { t } from './texts.js';
 
 /** @template T @typedef {import('./types.js').Source<T>} Source */
+/** @template T @typedef {import('./types.js').Look<T>} Look */
+
+/** @typedef {[number, number]} Range the first index, and the one after the last */
 
 const SPARE_ROWS = 5;
 const SCROLL_PAUSE = 70; // milliseconds; places that are scrolled past are not fetched
-
-/**
- * @template T
- * @typedef {object} Look
- * @property {(item: T, index: number) => HTMLElement} make
- * @property {number} [rowHeight] of a list
- * @property {{width: number, below: number, ratio?: number}} [grid] least width of a cell, the
- *   height below its picture, and the picture's height by its width
- * @property {string} label for screen readers
- * @property {() => Node} [empty] what stands in place of no items
- * @property {(total: number) => void} [counted]
- */
 
 /** @template T */
 export class LongList extends Part {
@@ -38,19 +29,22 @@ export class LongList extends Part {
   #timer = 0;
   #lastTop = 0;
   #focused = 0;
-  /** @type {HTMLElement | null} */
-  #scroller = null;
+  /** @type {HTMLElement} */
+  #scroller = this;
 
   start() {
     this.classList.add('long-list');
-    this.#scroller = this.closest('.scroller');
+    this.#scroller = this.closest('.scroller') ?? this;
     this.replaceChildren(this.#sheet);
-    this.listen(/** @type {EventTarget} */ (this.#scroller), 'scroll', () => this.#later());
+    this.listen(this.#scroller, 'scroll', () => {
+      cancelAnimationFrame(this.#frame);
+      this.#frame = requestAnimationFrame(() => this.#update());
+    });
     this.listen(this, 'keydown', (event) => this.#onKey(event));
     this.listen(this, 'focusin', (event) => this.#onFocus(event));
     const watch = new ResizeObserver(() => this.#measure());
     watch.observe(this);
-    watch.observe(/** @type {Element} */ (this.#scroller));
+    watch.observe(this.#scroller);
     this.signal.addEventListener('abort', () => watch.disconnect());
     this.#measure();
     this.dispatchEvent(new Event('connected'));
@@ -74,14 +68,13 @@ export class LongList extends Part {
     this.#pages?.stop();
     this.#pages = new Pages(source, (total, isNew) => this.#onPage(total, isNew),
       () => this.#onFail());
-    this.#forget();
     if (this.isConnected) {
       this.#measure();
-      this.#pages.want(0, 1);
+      this.#pages.want(...this.#range());
     }
   }
 
-  /** Fetches everything anew, and stays where it is. */
+  /** Fetches everything anew, stays where it is, and shows what was there until then. */
   reload() {
     if (this.#pages && this.#look) {
       this.show(this.#pages.source, this.#look);
@@ -100,8 +93,11 @@ export class LongList extends Part {
     return this.#pages?.at(index);
   }
 
-  /** The index of the item that an element within the list belongs to; -1: none. */
-  indexOf(/** @type {Node | null} */ node) {
+  /**
+   * @param {Node | null} node
+   * @returns {number} the index of the item that it belongs to; -1: none
+   */
+  indexOf(node) {
     for (const [index, { element }] of this.#shown) {
       if (element.contains(node)) {
         return index;
@@ -110,9 +106,9 @@ export class LongList extends Part {
     return -1;
   }
 
-  #forget() {
-    this.#shown.forEach(({ element }) => element.remove());
-    this.#shown.clear();
+  /** @param {(element: HTMLElement, index: number) => void} call */
+  eachShown(call) {
+    this.#shown.forEach(({ element }, index) => call(element, index));
   }
 
   #measure() {
@@ -134,14 +130,9 @@ export class LongList extends Part {
     this.#update();
   }
 
-  #later() {
-    cancelAnimationFrame(this.#frame);
-    this.#frame = requestAnimationFrame(() => this.#update());
-  }
-
-  /** @returns {[number, number]} the first index that is shown, and the one after the last */
+  /** @returns {Range} what is shown */
   #range() {
-    const view = /** @type {HTMLElement} */ (this.#scroller).getBoundingClientRect();
+    const view = this.#scroller.getBoundingClientRect();
     const above = view.top - this.getBoundingClientRect().top;
     const first = Math.max(0, Math.floor(above / this.#rowHeight) - SPARE_ROWS);
     const rows = Math.ceil(view.height / this.#rowHeight) + 2 * SPARE_ROWS;
@@ -153,23 +144,19 @@ export class LongList extends Part {
     if (!this.#look || !this.isConnected || (this.#pages?.total ?? -1) < 0) {
       return;
     }
-    const rows = Math.ceil(this.total / this.#columns);
     const [from, to] = this.#range();
-    setVars(this, { height: `${rows * this.#rowHeight}px` });
+    setVars(this, { height: `${Math.ceil(this.total / this.#columns) * this.#rowHeight}px` });
     const offset = Math.floor(from / this.#columns) * this.#rowHeight;
     setVars(this.#sheet, { transform: `translateY(${offset}px)` });
-    this.#removeOutside(from, to);
+    this.#removeOutside([from, to]);
     for (let index = to - 1, after = null; index >= from; --index) {
       after = this.#place(index, after);
     }
-    this.#loadSoon(from, to);
+    this.#loadSoon([from, to]);
   }
 
-  /**
-   * @param {number} from
-   * @param {number} to
-   */
-  #removeOutside(from, to) {
+  /** @param {Range} range */
+  #removeOutside([from, to]) {
     for (const [index, { element }] of this.#shown) {
       if (index < from || index >= to) {
         if (element.contains(document.activeElement)) {
@@ -198,30 +185,25 @@ export class LongList extends Part {
     element.setAttribute('role', 'listitem');
     element.setAttribute('aria-posinset', `${index + 1}`);
     element.setAttribute('aria-setsize', `${this.total}`);
-    const focusable = /** @type {HTMLElement | null} */ (element.querySelector('[data-focus]'));
-    if (focusable) {
-      focusable.tabIndex = index === this.#focused ? 0 : -1;
-    }
+    const active = document.activeElement;
+    const hadFocus = active === this ? index === this.#focused : shown?.element.contains(active);
     shown?.element.remove();
     this.#sheet.insertBefore(element, after);
     this.#shown.set(index, { element, item });
+    this.#setStop(index, index === this.#focused ? 0 : -1, hadFocus);
     return element;
   }
 
-  /**
-   * @param {number} from
-   * @param {number} to
-   */
-  #loadSoon(from, to) {
+  /** @param {Range} range */
+  #loadSoon([from, to]) {
     clearTimeout(this.#timer);
     const load = () => this.#pages?.want(from, to);
-    const moved = Math.abs(from - this.#lastTop) > to - from;
-    this.#lastTop = from;
-    if (moved) {
+    if (Math.abs(from - this.#lastTop) > to - from) {
       this.#timer = setTimeout(load, SCROLL_PAUSE);
     } else {
       load();
     }
+    this.#lastTop = from;
   }
 
   /**
@@ -233,8 +215,14 @@ export class LongList extends Part {
     if (isNew) {
       this.#focused = Math.min(this.#focused, Math.max(0, total - 1));
       look.counted?.(total);
-      refill(this, total === 0 && look.empty ? look.empty() : this.#sheet);
-      setVars(this, { height: '' });
+      if (total === 0 && look.empty) {
+        refill(this, look.empty());
+        setVars(this, { height: '' });
+        this.#sheet.replaceChildren();
+        this.#shown.clear();
+      } else if (!this.#sheet.isConnected) {
+        refill(this, this.#sheet);
+      }
     }
     if (total > 0 || !look.empty) {
       this.#update();
@@ -263,11 +251,13 @@ export class LongList extends Part {
   /**
    * @param {number} index
    * @param {number} stop
+   * @param {boolean} [focus]
    */
-  #setStop(index, stop) {
+  #setStop(index, stop, focus = false) {
     const element = this.#shown.get(index)?.element.querySelector('[data-focus]');
-    if (element) {
-      /** @type {HTMLElement} */ (element).tabIndex = stop;
+    if (element instanceof HTMLElement) {
+      element.tabIndex = stop;
+      focus && element.focus({ preventScroll: true });
     }
   }
 
@@ -280,39 +270,29 @@ export class LongList extends Part {
     if (target !== this && !target.hasAttribute('data-focus')) {
       return;
     }
-    const right = getComputedStyle(this).direction === 'rtl' ? -1 : 1;
     const page = Math.max(1, Math.floor(innerHeight / this.#rowHeight) - 2) * this.#columns;
-    /** @type {Record<string, number>} */
-    const steps = {
-      ArrowDown: this.#columns, ArrowUp: -this.#columns, PageDown: page, PageUp: -page,
-      Home: -this.total, End: this.total,
-      ...(this.#columns > 1 ? { ArrowRight: right, ArrowLeft: -right } : {}),
-    };
-    const step = steps[event.key];
-    const to = Math.max(0, Math.min(this.total - 1, this.#focused + (step ?? 0)));
-    if (step !== undefined && !(Math.abs(step) === this.#columns && to % this.#columns !==
-        this.#focused % this.#columns)) {
+    const isRtl = getComputedStyle(this).direction === 'rtl';
+    const place = placeFor(event.key,
+      { at: this.#focused, total: this.total, columns: this.#columns, page, isRtl });
+    if (place >= 0) {
       event.preventDefault();
-      this.focusItem(to);
+      this.focusItem(place);
     }
   }
 
   /** @param {number} index */
   focusItem(index) {
-    const scroller = /** @type {HTMLElement} */ (this.#scroller);
     const row = Math.floor(index / this.#columns);
-    const top = this.getBoundingClientRect().top - scroller.getBoundingClientRect().top +
+    const top = this.getBoundingClientRect().top - this.#scroller.getBoundingClientRect().top +
       row * this.#rowHeight;
-    const low = scroller.clientHeight - this.#rowHeight - 24;
+    const low = this.#scroller.clientHeight - this.#rowHeight - 24;
     if (top < 70 || top > low) {
-      scroller.scrollTop += top < 70 ? top - 70 : top - low;
+      this.#scroller.scrollTop += top < 70 ? top - 70 : top - low;
       this.#update();
     }
     this.#setStop(this.#focused, -1);
     this.#focused = index;
-    this.#setStop(index, 0);
-    const element = this.#shown.get(index)?.element.querySelector('[data-focus]');
-    /** @type {HTMLElement | null} */ (element ?? null)?.focus({ preventScroll: true });
+    this.#setStop(index, 0, true);
   }
 }
 

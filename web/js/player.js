@@ -1,12 +1,12 @@
-// Plays the queue: two audio elements, of which one plays and the other fetches the next song, so
-// that nearly no gap is heard between them.
+// Plays the queue: one audio element plays, another fetches the next song, for nearly no gap.
 
 import { call, Refusal, sleep } from './api.js';
 import { choice, choices, choose, readStored, writeStored } from './choices.js';
+import { applyGain } from './mixer.js';
 import {
   current, nextPosition, position, previousPosition, queue, queued, setPosition, setQueue,
 } from './queue.js';
-import { convertFromNowOn, gainOf, soundAddress } from './sound.js';
+import { convertFromNowOn, soundAddress } from './sound.js';
 
 /** @typedef {import('./types.js').Song} Song */
 
@@ -22,17 +22,12 @@ export const player = new EventTarget();
 let front = new Audio();
 let back = new Audio();
 /** @type {Map<HTMLAudioElement, Song | undefined>} what each has loaded */
-const loaded = new Map();
+const loaded = new Map([[front, undefined], [back, undefined]]);
 let wanted = false; // playing, as far as the person is concerned
 let resumeAt = 0; // where the song goes on when it is loaded
 let failures = 0;
 /** @type {AbortController | null} */
 let recovery = null;
-
-/** @type {Map<HTMLAudioElement, GainNode>} */
-const gains = new Map();
-/** @type {AudioContext | null} */
-let mixer = null;
 
 /** @param {string} name */
 function tell(name) {
@@ -56,26 +51,8 @@ export function time() {
   return loaded.get(front) === undefined || resumeAt > 0 ? resumeAt : front.currentTime;
 }
 
-/** Web Audio starts with the first use of gain: without it the browser does less. */
-function applyGain() {
-  if (choice('gain') !== 'off' && mixer === null) {
-    mixer = new AudioContext();
-    for (const audio of [front, back]) {
-      const gain = mixer.createGain();
-      mixer.createMediaElementSource(audio).connect(gain).connect(mixer.destination);
-      gains.set(audio, gain);
-    }
-  }
-  gains.forEach((gain, audio) => {
-    gain.gain.value = gainOf(loaded.get(audio));
-  });
-  if (wanted) {
-    mixer?.resume();
-  }
-}
-
 function applyVolume() {
-  for (const audio of [front, back]) {
+  for (const audio of loaded.keys()) {
     audio.volume = choice('volume');
     audio.muted = choice('muted');
   }
@@ -100,7 +77,7 @@ function unload(audio) {
 
 async function start() {
   const audio = front;
-  applyGain();
+  applyGain(loaded, wanted);
   try {
     await audio.play();
   } catch (error) {
@@ -222,7 +199,7 @@ function fetchAhead() {
   const song = place >= 0 && place !== position() ? queued()[place]?.song : undefined;
   if (loaded.get(back) !== song) {
     (song ? load : unload)(back, /** @type {Song} */ (song));
-    applyGain();
+    applyGain(loaded, wanted);
   }
 }
 
@@ -267,16 +244,11 @@ async function recover(audio) {
     if (error instanceof Refusal) {
       player.dispatchEvent(new CustomEvent('missing', { detail: song }));
       const place = nextPosition({ byHand: true });
-      failures < TRIES && place > position() ? skipTo(place) : pause();
+      const before = failures;
+      failures < TRIES && place > position() ? playAt(place) : pause();
+      failures = before + 1;
     }
   }
-}
-
-/** @param {number} place */
-function skipTo(place) {
-  const before = failures;
-  playAt(place);
-  failures = before + 1;
 }
 
 /** @param {HTMLAudioElement} audio */
@@ -316,7 +288,7 @@ watch(back);
 applyVolume();
 choices.addEventListener('volume', applyVolume);
 choices.addEventListener('muted', applyVolume);
-choices.addEventListener('gain', applyGain);
+choices.addEventListener('gain', () => applyGain(loaded, wanted));
 queue.addEventListener('current', open);
 // A reload goes on where the song was.
 const kept = /** @type {any} */ (readStored(KEY));

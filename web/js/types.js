@@ -65,6 +65,18 @@
  */
 
 /**
+ * @template T
+ * @typedef {object} Look how a long list shows its items
+ * @property {(item: T, index: number) => HTMLElement} make
+ * @property {number} [rowHeight] of a list
+ * @property {{width: number, below: number, ratio?: number}} [grid] least width of a cell, the
+ *   height below its picture, and the picture's height by its width
+ * @property {string} label for screen readers
+ * @property {() => Node} [empty] what stands in place of no items
+ * @property {(total: number) => void} [counted]
+ */
+
+/**
  * What a view gets from the routes.
  * @typedef {object} Place
  * @property {string} path

@@ -3,6 +3,7 @@
 import { attempt, copyText } from '../actions.js';
 import { call, change, Refusal } from '../api.js';
 import { h, refill } from '../dom.js';
+import { logIn, person } from '../person.js';
 import { joined, t } from '../texts.js';
 import { field, openDialog, openForm } from './dialog.js';
 import { toast } from './toast.js';
@@ -27,6 +28,8 @@ function changePassword() {
         const isRefused = error instanceof Refusal && [400, 403].includes(error.code);
         throw isRefused ? { code: 'password' } : error;
       }
+      // The change ended this session, too.
+      await logIn(person()?.user.name ?? '', wanted.value);
       toast(t('done.saved'));
     },
   });

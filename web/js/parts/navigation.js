@@ -43,8 +43,9 @@ export class SideBar extends Part {
     refill(this,
       h('a', { class: 'brand', href: '/', 'aria-label': t('app.name') }, icon('brand'),
         h('span', {}, t('app.name'))),
-      h('nav', { 'aria-label': t('nav.main') }, list, head, this.#playlists),
-      navLink('settings'));
+      h('div', { class: 'side-scroll' }, list, head, this.#playlists), navLink('settings'));
+    this.setAttribute('role', 'navigation');
+    this.setAttribute('aria-label', t('nav.main'));
     this.listen(routed, 'shown', ({ detail }) => this.#mark(detail));
     this.listen(changed, 'playlists', () => this.learn());
   }

@@ -5,6 +5,7 @@ import { LongList } from '../list.js';
 import { playSongs } from '../player.js';
 import { t } from '../texts.js';
 import { enableDrag } from './drag.js';
+import { Selection } from './selection.js';
 import { SongRow } from './song-row.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -23,7 +24,7 @@ const MOST = 1000;
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
  * @property {(from: number, to: number) => void} [onMove]
- * @property {(index: number) => (import('./menu.js').Choice | false)[]} [more]
+ * @property {(places: number[]) => unknown} [onRemove]
  * @property {(index: number) => void} [play]
  * @property {(index: number) => boolean} [isCurrent]
  */
@@ -50,6 +51,7 @@ export function songList(source, look) {
   /** @type {LongList<Song>} */
   const list = new LongList();
   list.classList.add('song-list');
+  const selection = new Selection(list, look.onRemove);
   const moves = (/** @type {number} */ index) => look.onMove ? [
     index > 0 && { text: t('do.up'), icon: /** @type {const} */ ('up'), parted: true,
       run: () => look.onMove?.(index, index - 1) },
@@ -66,12 +68,22 @@ export function songList(source, look) {
       withAlbum: look.withAlbum,
       isShort: look.isShort,
       withDrag: look.onMove !== undefined,
+      isChosen: selection.has(index),
       play: () => look.play ? look.play(index) : playFrom(source, index, list.total),
-      more: () => [...moves(index), ...(look.more?.(index) ?? [])],
+      more: () => [
+        { text: t('do.select'), icon: 'check', run: () => selection.toggle(index) },
+        ...moves(index),
+        look.onRemove !== undefined && {
+          text: t('do.remove'), icon: 'close', parted: true, run: () => look.onRemove?.([index]),
+        },
+      ],
       isCurrent: look.isCurrent && (() => look.isCurrent?.(index) ?? false),
     }),
   });
-  list.addEventListener('connected', () => enableRows(list, look));
+  list.addEventListener('connected', () => {
+    selection.start();
+    enableRows(list, look, selection);
+  });
   return list;
 }
 
@@ -79,18 +91,23 @@ export function songList(source, look) {
  * Drag and drop, and Alt with an arrow for the keyboard.
  * @param {LongList<Song>} list
  * @param {SongListLook} look
+ * @param {Selection} selection
  */
-function enableRows(list, look) {
+function enableRows(list, look, selection) {
   enableDrag({
     list,
     signal: list.signal,
     indexOf: (element) => list.indexOf(element),
-    label: (index) => titleOf(/** @type {Song} */ (list.at(index))),
+    label: (index) => {
+      const songs = selection.songsFor(index);
+      return songs.length > 1 ? t('songs.count', { count: songs.length }) : titleOf(songs[0]);
+    },
     onMove: look.onMove,
     onDrop: (from, { dataset }) => {
-      const song = list.at(from);
-      if (song && dataset.drop) {
-        addToPlaylist(async () => [song], dataset.drop, dataset.name ?? '');
+      const songs = selection.songsFor(from);
+      if (dataset.drop) {
+        addToPlaylist(async () => songs, dataset.drop, dataset.name ?? '');
+        selection.clear();
       }
     },
   });

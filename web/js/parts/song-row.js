@@ -19,6 +19,7 @@ import { stars } from './star-rating.js';
  * @property {boolean} [withAlbum]
  * @property {boolean} [isShort] one line, without the artist
  * @property {boolean} [withDrag]
+ * @property {boolean} [isChosen]
  * @property {() => void} play
  * @property {() => (import('./menu.js').Choice | false)[]} [more] of the menu
  * @property {() => boolean} [isCurrent] when the same song may be there twice
@@ -96,6 +97,7 @@ export class SongRow extends Part {
       this.append(h('span', { class: 'row-grip', 'data-grip': '', 'aria-hidden': 'true' }, icon('grip')));
     }
     this.classList.toggle('has-album', look.withAlbum ?? false);
+    this.classList.toggle('is-chosen', look.isChosen ?? false);
     this.classList.toggle('is-short', look.isShort ?? false);
     this.classList.toggle('has-drag', look.withDrag ?? false);
   }

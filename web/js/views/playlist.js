@@ -105,10 +105,8 @@ export function view({ id }) {
           await moveInPlaylist(id, song, from, to);
           list.reload();
         }) : undefined,
-        more: (index) => [own && {
-          text: t('do.remove'), icon: 'close', parted: true,
-          run: () => attempt(() => changePlaylist('remove', { id, position: index })),
-        }],
+        onRemove: own ? (places) => attempt(() =>
+          changePlaylist('remove', { id, position: places.map(String) })) : undefined,
       });
       refill(view, banner({
         kind: kindOf(found), name: found.name, art: mosaic(found, items), below: [count],

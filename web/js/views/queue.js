@@ -37,9 +37,7 @@ export function view() {
       play: playAt,
       isCurrent: (index) => index === position(),
       onMove: moveInQueue,
-      more: (index) => [{
-        text: t('do.remove'), icon: 'close', parted: true, run: () => removeFromQueue([index]),
-      }],
+      onRemove: removeFromQueue,
       empty: () => emptyNote('queue', t('queue.empty'), t('queue.empty.hint')),
     });
     const draw = () => {

@@ -1,7 +1,7 @@
 // What a person chooses for this browser, the account, and links.
 
 import { attempt, copyText } from '../actions.js';
-import { call, change } from '../api.js';
+import { change } from '../api.js';
 import { choice, choices, choose } from '../choices.js';
 import { h, refill } from '../dom.js';
 import { icon } from '../icons.js';
@@ -79,11 +79,7 @@ function library() {
 /** @param {PageView} view */
 function account(view) {
   const more = h('div');
-  import('../parts/account.js').then(({ showAccount }) => {
-    if (!view.signal.aborted) {
-      showAccount(more, view.signal);
-    }
-  });
+  import('../parts/account.js').then(({ showAccount }) => showAccount(more, view.signal));
   return group(t('settings.account'), h('div', { class: 'field is-switch' },
     h('span', { class: 'field-label' },
       t('settings.loggedIn', { name: person()?.user.name ?? '' })),
@@ -114,33 +110,9 @@ function shareLinks(view) {
 
 /** @param {PageView} view */
 function people(view) {
-  const table = h('div', { class: 'people' });
-  const rights = /** @type {const} */ (
-    ['playlist', 'editsong', 'sharing', 'usb', 'upnp']);
-  view.fetch((signal) => call('Setting', 'get', {}, { signal }), ({ users }) => {
-    if (!users) {
-      return;
-    }
-    refill(table, group(t('settings.users'), ...users.map((/** @type {any} */ user) => {
-      const name = user.name || t('settings.gone', { uid: user.uid });
-      const boxes = rights.map((right) => h('label', { class: 'check' }, h('input', {
-        type: 'checkbox', checked: user.rights[right], disabled: !user.name,
-        onchange: (/** @type {any} */ { target }) => attempt(async () => {
-          const now = { ...user.rights, [right]: target.checked };
-          const permissions = Object.keys(now).filter((one) => now[one]);
-          try {
-            await change('Setting', 'set', { user: user.name, permissions: permissions.join(',') });
-            user.rights = now;
-          } catch (error) {
-            target.checked = !target.checked;
-            throw error;
-          }
-        }),
-      }), h('span', {}, t(`right.${right}`))));
-      return h('fieldset', { class: 'rights' }, h('legend', { dir: 'auto' }, name), ...boxes);
-    })));
-  });
-  return table;
+  const place = h('div');
+  import('../parts/people.js').then(({ showPeople }) => showPeople(place, view.signal));
+  return place;
 }
 
 export function view() {

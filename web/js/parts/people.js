@@ -1,0 +1,117 @@
+// The people of this server and their rights, for administrators.
+
+import { attempt } from '../actions.js';
+import { call, change } from '../api.js';
+import { h, refill } from '../dom.js';
+import { icon } from '../icons.js';
+import { person } from '../person.js';
+import { t } from '../texts.js';
+import { confirmDelete, field, openForm, switchField } from './dialog.js';
+import { openMenu } from './menu.js';
+import { toast } from './toast.js';
+
+/**
+ * @typedef {{uid: number, name: string, rights: Record<string, boolean>,
+ *   is_administrator: boolean}} User
+ */
+
+const RIGHTS = /** @type {const} */ (['playlist', 'editsong', 'sharing', 'usb', 'upnp']);
+
+function passwordInput() {
+  return h('input', { name: 'password', type: 'password', required: true,
+    autocomplete: 'new-password' });
+}
+
+/** @param {() => unknown} onDone */
+function addUser(onDone) {
+  openForm({
+    title: t('people.add'),
+    send: t('do.create'),
+    fields: [
+      field(t('login.name'), h('input', { name: 'name', required: true, autocomplete: 'off' })),
+      field(t('login.password'), passwordInput()),
+      switchField(t('people.administrator'), { name: 'administrator' }),
+    ],
+    onSend: async (data) => {
+      await change('User', 'add', {
+        name: String(data.get('name')), password: String(data.get('password')),
+        administrator: data.has('administrator'),
+      });
+      onDone();
+    },
+  });
+}
+
+/** @param {User} user */
+function setPassword({ name }) {
+  openForm({
+    title: name, send: t('do.save'), fields: [field(t('settings.password.new'), passwordInput())],
+    onSend: async (data) => {
+      await change('User', 'change', { name, password: String(data.get('password')) });
+      toast(t('done.saved'));
+    },
+  });
+}
+
+/**
+ * @param {User} user
+ * @param {typeof RIGHTS[number]} right
+ */
+function rightBox(user, right) {
+  const box = h('input', {
+    type: 'checkbox', checked: user.rights[right], disabled: user.is_administrator || !user.name,
+    onchange: () => attempt(async () => {
+      const now = { ...user.rights, [right]: box.checked };
+      const permissions = Object.keys(now).filter((one) => now[one]).join(',');
+      try {
+        await change('User', 'change', { name: user.name, permissions });
+        user.rights = now;
+      } catch (error) {
+        box.checked = !box.checked;
+        throw error;
+      }
+    }),
+  });
+  return h('label', { class: 'check' }, box, h('span', {}, t(`right.${right}`)));
+}
+
+/**
+ * Shows nothing to others than administrators.
+ * @param {HTMLElement} place
+ * @param {AbortSignal} signal
+ */
+export async function showPeople(place, signal) {
+  const show = async () => {
+    /** @type {User[]} */
+    let users = [];
+    try {
+      ({ users } = await call('User', 'list', {}, { signal }));
+    } catch {
+      return;
+    }
+    const rows = users.map((user) => {
+      const name = user.name || t('people.gone', { uid: user.uid });
+      const menu = h('button', {
+        class: 'icon-button', 'aria-haspopup': 'menu', 'aria-label': t('do.more', { name }),
+        onclick: () => openMenu(menu, name, [
+          { text: t('settings.password'), icon: 'edit', run: () => setPassword(user) },
+          user.name !== 'admin' && user.uid !== person()?.user.uid && {
+            text: t('do.delete'), icon: 'trash',
+            run: () => confirmDelete(t('playlist.delete', { name }), t('people.delete.hint'),
+              async () => {
+                await change('User', 'remove', { name: user.name });
+                await show();
+              }),
+          },
+        ]),
+      }, icon('more'));
+      return h('fieldset', { class: 'rights' }, h('legend', {},
+        h('span', { dir: 'auto' }, name), ' ',
+        user.is_administrator && h('small', { class: 'soft' }, t('people.administrator'))),
+      ...RIGHTS.map((right) => rightBox(user, right)), menu);
+    });
+    refill(place, h('section', { class: 'setting-group' }, h('h2', {}, t('people.title')), ...rows,
+      h('button', { class: 'button', onclick: () => addUser(show) }, icon('plus'), t('people.add'))));
+  };
+  await show();
+}

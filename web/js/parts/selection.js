@@ -1,0 +1,135 @@
+// Several songs of a list at once: chosen with Ctrl, Shift, the key X, or "Select" of the menu.
+
+import { choosePlaylist, enqueue } from '../actions.js';
+import { h, refill } from '../dom.js';
+import { icon } from '../icons.js';
+import { playSongs } from '../player.js';
+import { t } from '../texts.js';
+
+/** @typedef {import('../types.js').Song} Song */
+
+export class Selection {
+  /** @type {Map<number, Song>} by their places */
+  #chosen = new Map();
+  #last = 0;
+  #bar = h('div', { class: 'selection', role: 'toolbar' });
+
+  /**
+   * @param {import('../list.js').LongList<Song>} list
+   * @param {(places: number[]) => unknown} [onRemove]
+   */
+  constructor(list, onRemove) {
+    this.list = list;
+    this.onRemove = onRemove;
+  }
+
+  get size() {
+    return this.#chosen.size;
+  }
+
+  /** @param {number} index */
+  has(index) {
+    return this.#chosen.has(index);
+  }
+
+  /**
+   * The songs that an action on one row means: all chosen ones if it is one of them.
+   * @param {number} index
+   * @returns {Song[]}
+   */
+  songsFor(index) {
+    const song = this.list.at(index);
+    return this.has(index) ? this.#songs() : song ? [song] : [];
+  }
+
+  #songs() {
+    return [...this.#chosen].sort(([a], [b]) => a - b).map(([, song]) => song);
+  }
+
+  /** Listens to a list that is in the document. */
+  start() {
+    const { list } = this;
+    const { signal } = list;
+    list.addEventListener('click', (event) => {
+      const index = list.indexOf(/** @type {Node} */ (event.target));
+      const isControl = /** @type {Element} */ (event.target).closest('.row-menu, star-rating');
+      const isAsked = event.ctrlKey || event.metaKey || event.shiftKey || this.size > 0;
+      if (index >= 0 && isAsked && !isControl) {
+        event.preventDefault();
+        event.stopPropagation();
+        event.shiftKey ? this.#reach(index) : this.toggle(index);
+      }
+    }, { signal, capture: true });
+    list.addEventListener('keydown', (event) => {
+      const index = list.indexOf(/** @type {Node} */ (event.target));
+      if (event.key === 'x' && index >= 0 && !event.ctrlKey && !event.metaKey) {
+        event.preventDefault();
+        this.toggle(index);
+      } else if (event.key === 'Escape' && this.size > 0) {
+        this.clear();
+      }
+    }, { signal });
+    signal.addEventListener('abort', () => this.clear());
+  }
+
+  /** @param {number} index */
+  toggle(index) {
+    const song = this.list.at(index);
+    if (!this.#chosen.delete(index) && song) {
+      this.#chosen.set(index, song);
+    }
+    this.#last = index;
+    this.#draw();
+  }
+
+  /** @param {number} index to where the choice reaches from the last one */
+  #reach(index) {
+    const [from, to] = [Math.min(index, this.#last), Math.max(index, this.#last)];
+    for (let at = from; at <= to; ++at) {
+      const song = this.list.at(at);
+      if (song) {
+        this.#chosen.set(at, song);
+      }
+    }
+    this.#draw();
+  }
+
+  clear() {
+    if (this.size > 0) {
+      this.#chosen.clear();
+      this.#draw();
+    }
+  }
+
+  #draw() {
+    this.list.eachShown((element, index) => {
+      element.classList.toggle('is-chosen', this.has(index));
+    });
+    if (this.size === 0) {
+      this.#bar.remove();
+      return;
+    }
+    const songs = async () => this.#songs();
+    const tool = (/** @type {import('../icons.js').IconName} */ picture,
+      /** @type {string} */ label, /** @type {() => unknown} */ run, ends = true) =>
+      h('button', { class: 'icon-button', 'aria-label': label, title: label, onclick: () => {
+        run();
+        if (ends) {
+          this.clear();
+        }
+      } }, icon(picture));
+    const playlist = tool('playlists', t('do.playlist'), () => choosePlaylist(this.#bar, songs), false);
+    const chosen = this.#songs();
+    refill(this.#bar, h('span', { role: 'status' }, t('do.selected', { count: this.size })),
+      tool('play', t('do.play'), () => playSongs(chosen)),
+      tool('next', t('do.next'), () => enqueue(async () => chosen, true)),
+      tool('queue', t('do.queue'), () => enqueue(async () => chosen, false)),
+      playlist,
+      this.onRemove && tool('trash', t('do.remove'), () => this.onRemove?.([...this.#chosen.keys()])),
+      tool('close', t('do.close'), () => {}));
+    this.#bar.setAttribute('aria-label', t('do.selected', { count: this.size }));
+    if (!this.#bar.isConnected) {
+      document.body.append(this.#bar);
+    }
+  }
+}
