@@ -27,24 +27,24 @@ constexpr SortColumn kArtistSorts[] = {{"name", "artist_sort", true}, {"star", k
 constexpr SortColumn kGenreSorts[] = {{"name", "genre_sort", true}, {"star", kStar}};
 constexpr SortColumn kComposerSorts[] = {{"name", "composer_sort", true}, {"star", kStar}};
 
-Handle OpenAlbums(const ListRequest &request, const std::string &condition,
-                  const std::string &order, int offset, int limit) {
-    return Handle(AudioInfoDBOpenWithAlbumList(request.library.c_str(), request.uid,
-                                               condition.c_str(), order.c_str(), offset, limit));
+Tonvale::MediaHandle OpenAlbums(const ListRequest &request, const std::string &condition,
+                                const std::string &order, int offset, int limit) {
+    return Tonvale::MediaHandle(AudioInfoDBOpenWithAlbumList(
+        request.library.c_str(), request.uid, condition.c_str(), order.c_str(), offset, limit));
 }
 
-Handle OpenArtists(const ListRequest &request, const std::string &condition,
-                   const std::string &order, int offset, int limit) {
-    return Handle(AudioInfoDBOpenWithArtistList(request.library.c_str(), request.uid,
-                                                condition.c_str(), order.c_str(), offset, limit));
+Tonvale::MediaHandle OpenArtists(const ListRequest &request, const std::string &condition,
+                                 const std::string &order, int offset, int limit) {
+    return Tonvale::MediaHandle(AudioInfoDBOpenWithArtistList(
+        request.library.c_str(), request.uid, condition.c_str(), order.c_str(), offset, limit));
 }
 
 template <const char *Column>
-Handle OpenValues(const ListRequest &request, const std::string &condition,
-                  const std::string &order, int offset, int limit) {
-    return Handle(AudioInfoDBOpenWithContainerList(request.library.c_str(), request.uid, Column,
-                                                   condition.c_str(), order.c_str(), offset,
-                                                   limit));
+Tonvale::MediaHandle OpenValues(const ListRequest &request, const std::string &condition,
+                                const std::string &order, int offset, int limit) {
+    return Tonvale::MediaHandle(
+        AudioInfoDBOpenWithContainerList(request.library.c_str(), request.uid, Column,
+                                         condition.c_str(), order.c_str(), offset, limit));
 }
 
 // The condition of a page.
@@ -118,7 +118,7 @@ const Group kComposers{
     OpenValues<kComposer>,
     [](const std::string &name) { return varn::Sql("composer ILIKE '%%@VARN:LVAR%%'", name); }};
 
-GroupPage::GroupPage(const Group &group, Handle rows, int offset, int64_t total)
+GroupPage::GroupPage(const Group &group, Tonvale::MediaHandle rows, int offset, int64_t total)
     : Page(group.list, offset, total), group_(group), rows_(std::move(rows)) {}
 
 Json::Value GroupPage::Next() {
@@ -147,17 +147,17 @@ std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &req
     const std::string condition = GroupCondition(group, request, name);
     const std::string order = Order(group, request);
     const auto open = [&](int offset, int limit) {
-        Handle rows = group.open(request, condition, order, offset, limit);
+        Tonvale::MediaHandle rows = group.open(request, condition, order, offset, limit);
         if (!rows) {
             NoAnswer();
         }
         return rows;
     };
-    Handle rows = open(request.offset, request.limit);
+    Tonvale::MediaHandle rows = open(request.offset, request.limit);
     // Every row tells how many there are; a page behind the last one has none that could.
     const bool isBehind = rows->rowCount == 0 && request.offset > 0;
-    const Handle first = isBehind ? open(0, 1) : nullptr;
-    const Handle &told = isBehind ? first : rows;
+    const Tonvale::MediaHandle first = isBehind ? open(0, 1) : nullptr;
+    const Tonvale::MediaHandle &told = isBehind ? first : rows;
     const int64_t total = VARNPageTotalRowCount(told.get());
     return std::make_unique<GroupPage>(group, std::move(rows), request.offset, total);
 }

@@ -18,8 +18,8 @@ struct Group {
     const char *ties;                   // orders groups of one name as it is sorted
     const char *nameless;               // SQL that is true for the group without a name
     bool isAlbum;
-    Handle (*open)(const ListRequest &request, const std::string &condition,
-                   const std::string &order, int offset, int limit);
+    Tonvale::MediaHandle (*open)(const ListRequest &request, const std::string &condition,
+                                 const std::string &order, int offset, int limit);
     // The condition for a part of the name.
     std::optional<std::string> (*named)(const std::string &name);
 };
@@ -33,7 +33,7 @@ extern const Group kComposers;
 // tracks without the tag has no name and no stars: the tracks have nothing in common to rate.
 class GroupPage : public Page {
   public:
-    GroupPage(const Group &group, Handle rows, int offset, int64_t total);
+    GroupPage(const Group &group, Tonvale::MediaHandle rows, int offset, int64_t total);
 
     Json::Value Next() override;
 
@@ -41,7 +41,7 @@ class GroupPage : public Page {
     Json::Value ObjectOf(int row) const;
 
     const Group &group_;
-    Handle rows_;
+    Tonvale::MediaHandle rows_;
     int row_ = 0;
 };
 

@@ -80,11 +80,11 @@ std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &co
     // Two statements: a total within the page's own would read the whole library for every page.
     const int64_t total = AudioInfoDBGetCount(library, request.uid, VARN_TABLE_MUSIC, "*",
                                               condition.c_str(), nullptr, 0);
-    Handle rows(total < 0
-                    ? nullptr
-                    : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC,
-                                      TrackColumns(writer).c_str(), condition.c_str(), nullptr,
-                                      order.c_str(), request.offset, request.limit, 0));
+    Tonvale::MediaHandle rows(total < 0 ? nullptr
+                                        : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC,
+                                                          TrackColumns(writer).c_str(),
+                                                          condition.c_str(), nullptr, order.c_str(),
+                                                          request.offset, request.limit, 0));
     if (!rows) {
         NoAnswer();
     }
@@ -116,10 +116,10 @@ std::string WholeKind(bool isVirtual, uid_t uid) {
     return ChosenKind(isVirtual ? "virtual" : "actual", uid);
 }
 
-Handle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
-                const std::string &condition) {
-    Handle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, columns.c_str(),
-                                condition.c_str(), nullptr, nullptr, 0, -1, 0));
+Tonvale::MediaHandle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
+                              const std::string &condition) {
+    Tonvale::MediaHandle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, columns.c_str(),
+                                              condition.c_str(), nullptr, nullptr, 0, -1, 0));
     if (!rows) {
         NoAnswer();
     }
@@ -142,7 +142,7 @@ struct Record {
     std::string path;
 };
 
-Record RecordOf(const Handle &rows, int row, bool isVirtual) {
+Record RecordOf(const Tonvale::MediaHandle &rows, int row, bool isVirtual) {
     const std::string path = FieldOf(rows, row, "path");
     return {static_cast<uid_t>(NumberOf(rows, row, "userid")),
             isVirtual ? path + "_" + FieldOf(rows, row, "track") : path};
@@ -241,7 +241,7 @@ std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::st
     std::map<SongId, VARN_MEDIA_INFO> songs;
     const auto record = std::make_unique<VARN_MEDIA_INFO>();
     for (const auto &[kind, wanted] : rowsOfKinds) {
-        const Handle rows =
+        const Tonvale::MediaHandle rows =
             OpenRows(kind, uid, std::string(kSongColumns) + kStart, IdCondition(wanted));
         while (MediaInfoDBGet(rows.get(), record.get()) == 0) {
             songs.emplace(SongId{static_cast<int>(record->id), IsVirtualMusic(record.get())},
@@ -268,7 +268,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
     if (condition.empty()) {
         throw Failure(Reason::kNoSongsToRate);
     }
-    const Handle rows = OpenRows(request.library, request.uid, "id", condition);
+    const Tonvale::MediaHandle rows = OpenRows(request.library, request.uid, "id", condition);
     std::set<int> found;
     for (int row = 0; row < rows->rowCount; ++row) {
         found.insert(static_cast<int>(NumberOf(rows, row, "id")));
@@ -284,7 +284,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
 Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const WebapiLibrary &writer) {
     std::map<SongId, Json::Value> tracks;
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
-        Handle rows =
+        Tonvale::MediaHandle rows =
             OpenRows(WholeKind(isVirtual, uid), uid, TrackColumns(writer), IdCondition(wanted));
         std::vector<int> found;
         for (int row = 0; row < rows->rowCount; ++row) {
@@ -323,7 +323,7 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
     if (rows.empty()) {
         return;
     }
-    Handle found;
+    Tonvale::MediaHandle found;
     std::vector<std::string> ids;
     std::vector<Record> records;
     for (const bool isVirtual : {false, true}) {

@@ -14,7 +14,7 @@ Database::Database() : varn::Database(varn::Connection(AudioInfoDBConnect())) {}
 
 bool Database::TakeIndexLock() {
     const Rows rows = Query(kTakeLock);
-    return rows.Count() == 1 && *rows.Field(0, "taken") == 't';
+    return rows.Count() == 1 && *rows[0].Text("taken") == 't';
 }
 
 }  // namespace varnindex

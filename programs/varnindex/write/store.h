@@ -4,9 +4,7 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "varnindex/database.h"
@@ -57,19 +55,10 @@ class Store {
         SideRows sides;
     };
 
-    // A track's number in its sheet, and its row.
-    struct KnownTrack {
-        std::int64_t number;
-        int id;
-    };
-    // Changed files of the batch with the tracks that they have, by the file's row.
-    using KnownTracks = std::map<int, std::pair<Item *, std::vector<KnownTrack>>>;
-
-    KnownTracks TracksOf(bool isKept);
     void FlushIfFull();
     void RemoveRows(const std::vector<int> &rows);
     void MatchTracks();
-    void MoveKeptTracks();
+    void MoveKeptTracks(const Item &item, const std::string &ids);
     std::vector<int> NewIds(std::size_t count) const;
     Batch MakeBatch();
     void WriteSongs();
