@@ -1,4 +1,4 @@
-// Links in the users' homes: whoever may put links into a folder must not make other users' songs
+// Links in the users' homes: a user who puts links into a folder must not make other users' songs
 // his own by that.
 #pragma once
 
