@@ -103,8 +103,13 @@ struct Batch {
     Clock::time_point last = {};
 
     void AddPath(const std::string &path) {
-        paths.insert(path);
-        everything = everything || paths.size() > kMostPaths;
+        if (!everything) {
+            paths.insert(path);
+        }
+        if (paths.size() > kMostPaths) {
+            everything = true;
+            paths.clear();
+        }
         Touch();
     }
     void Touch() {
