@@ -137,8 +137,9 @@ TEST_F(SharedListsTest, AreWaitedFor) {
         std::ofstream(list) << at("1.mp3") << "\r\n" << at("new.mp3");
         EXPECT_EQ(flock(request, LOCK_UN), 0);
     });
-    EXPECT_TRUE(SettleOutbox(database, varnindex::Scope::WholeLibrary(),
-                             varnindex::LinkedFolders(Words())).empty());
+    EXPECT_TRUE(
+        SettleOutbox(database, varnindex::Scope::WholeLibrary(), varnindex::LinkedFolders(Words()))
+            .empty());
     writer.join();
     EXPECT_EQ(ReadFile(list), at("2.mp3") + "\r\n" + at("new.mp3"));
     struct stat named {};
