@@ -6,7 +6,7 @@ cmake_minimum_required(VERSION 3.25)
 set(uses_pin musiclib)
 set(uses_webapi_utils misc musiclib)
 set(uses_webapi_library webapi_utils)
-set(uses_playlist misc musiclib webapi_utils)
+set(uses_playlist misc musiclib)
 
 # Programs may use the parts that programs share, but for these.
 set(programs_confine varn)

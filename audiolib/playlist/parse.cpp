@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "musiclib/song_query.h"
 #include "playlist/source.h"
 #include "support/boundary.h"
 #include "support/log.h"
@@ -20,7 +21,6 @@
 #include "varn/descriptor.h"
 #include "varn/path.h"
 #include "varn/playlistsvc.h"
-#include "webapi_utils/song_query.h"
 
 namespace Tonvale::playlist {
 
@@ -93,7 +93,7 @@ bool Fetch(const ParseRequest &request, const std::string &condition, Waiting &w
     if (condition.empty()) {
         return true;
     }
-    const bool read = webapi_utils::VisitSongs(
+    const bool read = musiclib::VisitSongs(
         {request.uid, condition.c_str(), request.columns, request.actualOnly, request.hash},
         [&](const VARN_MEDIA_INFO &row) { waiting.Fill(support::NameInPlaylist(row), row); });
     if (!read) {

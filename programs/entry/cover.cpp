@@ -19,7 +19,7 @@ namespace tonvale_entry {
 
 namespace {
 
-using tonvale_service::Handle;
+using Tonvale::MediaHandle;
 using tonvale_service::Picture;
 
 // Of an album or a folder so many songs are looked at.
@@ -137,17 +137,17 @@ class Get : public MediaAction {
         return SongsOf(Open(Kind("all"), VARN_TABLE_MUSIC, kColumns, condition, order, kMostSongs));
     }
 
-    Handle Open(const std::string &kind, int table, const char *columns,
-                const std::string &condition, const char *order, int limit) const {
-        Handle rows(AudioInfoDBOpen(kind.c_str(), Asked().User().GetLoginUID(), table, columns,
-                                    condition.c_str(), nullptr, order, 0, limit, 0));
+    MediaHandle Open(const std::string &kind, int table, const char *columns,
+                     const std::string &condition, const char *order, int limit) const {
+        MediaHandle rows(AudioInfoDBOpen(kind.c_str(), Asked().User().GetLoginUID(), table, columns,
+                                         condition.c_str(), nullptr, order, 0, limit, 0));
         if (!rows) {
             throw Refusal{Code::kFailed};
         }
         return rows;
     }
 
-    static std::vector<Song> SongsOf(const Handle &rows) {
+    static std::vector<Song> SongsOf(const MediaHandle &rows) {
         std::vector<Song> songs;
         for (VARN_MEDIA_INFO song; MediaInfoDBGet(rows.get(), &song) == 0;) {
             songs.push_back({song.userid, song.path});

@@ -27,11 +27,11 @@ constexpr char kColumns[] =
 constexpr SortColumn kByName = {"name", "title", true};
 constexpr SortColumn kSortColumns[] = {{"path", "path"}, kByName, {"date", "date"}};
 
-Handle Open(const ListRequest &request, const std::string &condition, const std::string &order,
-            int offset, int limit) {
-    Handle rows(AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_DIRECTORY,
-                                kColumns, condition.c_str(), nullptr, order.c_str(), offset, limit,
-                                0));
+Tonvale::MediaHandle Open(const ListRequest &request, const std::string &condition,
+                          const std::string &order, int offset, int limit) {
+    Tonvale::MediaHandle rows(AudioInfoDBOpen(request.library.c_str(), request.uid,
+                                              VARN_TABLE_DIRECTORY, kColumns, condition.c_str(),
+                                              nullptr, order.c_str(), offset, limit, 0));
     if (!rows) {
         NoAnswer();
     }
@@ -48,7 +48,7 @@ int64_t Count(const ListRequest &request, int table, const std::string &conditio
 }
 
 std::string PathOf(const ListRequest &request, int row) {
-    const Handle rows = Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1);
+    const Tonvale::MediaHandle rows = Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1);
     if (rows->rowCount == 0) {
         throw Failure(Reason::kNoSuchFolder, std::to_string(row));
     }
@@ -89,7 +89,7 @@ std::string Roots(const WebapiLibrary &user) {
     return list.empty() ? "false" : "path IN (" + list + ")";
 }
 
-Json::Value ObjectOf(const Handle &rows, int row) {
+Json::Value ObjectOf(const Tonvale::MediaHandle &rows, int row) {
     Json::Value folder(Json::objectValue);
     folder["id"] = FolderId(rows, row);
     folder["name"] = FieldOf(rows, row, "title");
@@ -104,7 +104,7 @@ std::vector<std::string> FolderSortKeys() {
     return Names(kSortColumns);
 }
 
-std::string FolderId(const Handle &rows, int row) {
+std::string FolderId(const Tonvale::MediaHandle &rows, int row) {
     const bool isPersonal = FieldOf(rows, row, "is_personal") == "t";
     return std::string(isPersonal ? kPersonalPrefix : kPrefix) + FieldOf(rows, row, "id");
 }
@@ -125,7 +125,7 @@ int ParseFolderId(std::string_view id) {
     throw Failure(Reason::kNotAFolderId, std::string(id));
 }
 
-FolderPage::FolderPage(Handle rows, int offset, int64_t total)
+FolderPage::FolderPage(Tonvale::MediaHandle rows, int offset, int64_t total)
     : Page("folders", offset, total), rows_(std::move(rows)) {}
 
 Json::Value FolderPage::Next() {
@@ -164,7 +164,7 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
 
     Json::Value list(Json::arrayValue);
     if (request.offset < folders) {
-        const Handle rows =
+        const Tonvale::MediaHandle rows =
             Open(request, ofFolders, Expression(kByName) + ", path", request.offset, request.limit);
         for (int i = 0; i < rows->rowCount; ++i) {
             list.append(ObjectOf(rows, i));
@@ -173,10 +173,11 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
     // A limit of 0 means no limit, so that a page that is full already asks for no song another way.
     const int left = std::max(request.limit - static_cast<int>(list.size()), 0);
     const bool isFull = request.limit > 0 && left == 0;
-    Handle rows(AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC,
-                                TrackColumns(writer).c_str(), isFull ? "false" : ofSongs.c_str(),
-                                nullptr, writer.GetSortOrderString("path", "ASC").c_str(),
-                                std::max(request.offset - folders, 0), isFull ? 1 : left, 0));
+    Tonvale::MediaHandle rows(
+        AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC,
+                        TrackColumns(writer).c_str(), isFull ? "false" : ofSongs.c_str(), nullptr,
+                        writer.GetSortOrderString("path", "ASC").c_str(),
+                        std::max(request.offset - folders, 0), isFull ? 1 : left, 0));
     if (!rows) {
         NoAnswer();
     }

@@ -15,7 +15,7 @@ namespace tonvale_service {
 std::vector<std::string> FolderSortKeys();
 
 // The identifier of a folder in a row: dir_ROW, in a personal library dir_p_ROW, as pins tell it.
-std::string FolderId(const Handle &rows, int row);
+std::string FolderId(const Tonvale::MediaHandle &rows, int row);
 
 // The row in a folder's identifier. Throws a Failure for any other text.
 int ParseFolderId(std::string_view id);
@@ -23,15 +23,15 @@ int ParseFolderId(std::string_view id);
 // A page of folders, "folders", each with id, name, path and date.
 class FolderPage : public Page {
   public:
-    FolderPage(Handle rows, int offset, int64_t total);
+    FolderPage(Tonvale::MediaHandle rows, int offset, int64_t total);
 
     Json::Value Next() override;
 
     // For who reads the rows, with FolderId, path, title and date, in another way.
-    const Handle &Rows() const { return rows_; }
+    const Tonvale::MediaHandle &Rows() const { return rows_; }
 
   private:
-    Handle rows_;
+    Tonvale::MediaHandle rows_;
     int row_ = 0;
 };
 

@@ -30,24 +30,24 @@ constexpr SortColumn kArtistSorts[] = {{"name", "artist_sort", true}, {"star", k
 constexpr SortColumn kGenreSorts[] = {{"name", "genre_sort", true}, {"star", kStar}};
 constexpr SortColumn kComposerSorts[] = {{"name", "composer_sort", true}, {"star", kStar}};
 
-Handle OpenAlbums(const ListRequest &request, const std::string &condition,
-                  const std::string &order, int offset, int limit) {
-    return Handle(AudioInfoDBOpenWithAlbumList(request.library.c_str(), request.uid,
-                                               condition.c_str(), order.c_str(), offset, limit));
+Tonvale::MediaHandle OpenAlbums(const ListRequest &request, const std::string &condition,
+                                const std::string &order, int offset, int limit) {
+    return Tonvale::MediaHandle(AudioInfoDBOpenWithAlbumList(
+        request.library.c_str(), request.uid, condition.c_str(), order.c_str(), offset, limit));
 }
 
-Handle OpenArtists(const ListRequest &request, const std::string &condition,
-                   const std::string &order, int offset, int limit) {
-    return Handle(AudioInfoDBOpenWithArtistList(request.library.c_str(), request.uid,
-                                                condition.c_str(), order.c_str(), offset, limit));
+Tonvale::MediaHandle OpenArtists(const ListRequest &request, const std::string &condition,
+                                 const std::string &order, int offset, int limit) {
+    return Tonvale::MediaHandle(AudioInfoDBOpenWithArtistList(
+        request.library.c_str(), request.uid, condition.c_str(), order.c_str(), offset, limit));
 }
 
 template <const char *Column>
-Handle OpenValues(const ListRequest &request, const std::string &condition,
-                  const std::string &order, int offset, int limit) {
-    return Handle(AudioInfoDBOpenWithContainerList(request.library.c_str(), request.uid, Column,
-                                                   condition.c_str(), order.c_str(), offset,
-                                                   limit));
+Tonvale::MediaHandle OpenValues(const ListRequest &request, const std::string &condition,
+                                const std::string &order, int offset, int limit) {
+    return Tonvale::MediaHandle(
+        AudioInfoDBOpenWithContainerList(request.library.c_str(), request.uid, Column,
+                                         condition.c_str(), order.c_str(), offset, limit));
 }
 
 // The condition of a page.
@@ -84,7 +84,7 @@ std::string Order(const Group &group, const ListRequest &request) {
 // All groups, as they are kept.
 std::vector<std::string> Records(const Group &group, const ListRequest &request,
                                  const std::string &condition, const std::string &order) {
-    const Handle rows = group.open(request, condition, order, 0, -1);
+    const Tonvale::MediaHandle rows = group.open(request, condition, order, 0, -1);
     if (!rows) {
         NoAnswer();
     }

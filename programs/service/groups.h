@@ -20,8 +20,8 @@ struct Group {
     const char *ties;                   // orders groups of one name as it is sorted
     const char *nameless;               // SQL that is true for the group without a name
     bool isAlbum;
-    Handle (*open)(const ListRequest &request, const std::string &condition,
-                   const std::string &order, int offset, int limit);
+    Tonvale::MediaHandle (*open)(const ListRequest &request, const std::string &condition,
+                                 const std::string &order, int offset, int limit);
     // The condition for a part of the name.
     std::optional<std::string> (*named)(const std::string &name);
 };

@@ -196,7 +196,7 @@ std::string VersionColumns(uid_t uid) {
            std::to_string(static_cast<int>(uid)) + "), 0)) AS seen_stars";
 }
 
-Version VersionOf(const Handle &rows) {
+Version VersionOf(const Tonvale::MediaHandle &rows) {
     Version version;
     if (rows->rowCount > 0 && !FieldOf(rows, 0, "seen_songs").empty()) {
         version.songs = NumberOf(rows, 0, "seen_songs");

@@ -30,7 +30,7 @@ struct Version {
 
 // Columns that tell the version that a statement sees, and what they tell.
 std::string VersionColumns(uid_t uid);
-Version VersionOf(const Handle &rows);
+Version VersionOf(const Tonvale::MediaHandle &rows);
 
 // The version that a user sees now; nothing is known when the database does not answer.
 Version ReadVersion(uid_t uid);

@@ -88,11 +88,11 @@ const char *Direction(const ListRequest &request) {
     return request.descending ? "DESC" : "ASC";
 }
 
-std::string FieldOf(const Handle &rows, int row, const char *column) {
+std::string FieldOf(const Tonvale::MediaHandle &rows, int row, const char *column) {
     return varn::Row(rows->result, row).TextIfAny(column);
 }
 
-int64_t NumberOf(const Handle &rows, int row, const char *column) {
+int64_t NumberOf(const Tonvale::MediaHandle &rows, int row, const char *column) {
     return varn::LeadingNumber<int64_t>(FieldOf(rows, row, column));
 }
 

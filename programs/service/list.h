@@ -13,8 +13,6 @@
 
 namespace tonvale_service {
 
-using Handle = Tonvale::MediaHandle;
-
 // Which tracks: those with all of these. An empty text asks for tracks without that tag.
 struct Filters {
     std::optional<std::string> artist;  // or album artist, in any case
@@ -65,8 +63,8 @@ const SortColumn &ChosenColumn(const ListRequest &request, std::span<const SortC
 const char *Direction(const ListRequest &request);
 
 // A field of a row, "" for NULL.
-std::string FieldOf(const Handle &rows, int row, const char *column);
-int64_t NumberOf(const Handle &rows, int row, const char *column);
+std::string FieldOf(const Tonvale::MediaHandle &rows, int row, const char *column);
+int64_t NumberOf(const Tonvale::MediaHandle &rows, int row, const char *column);
 
 // Throws the Failure of a list that did not come, the reasons being logged.
 [[noreturn]] void NoAnswer();

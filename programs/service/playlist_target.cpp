@@ -50,13 +50,13 @@ int CountPlaylists(const Collection &collection) {
     return total >= 0 ? total : throw Failure(Reason::kPlaylistsNotListed);
 }
 
-PlaylistRecords ListPlaylists(const Collection &collection, int offset, int limit) {
+Tonvale::OwnedPlaylists ListPlaylists(const Collection &collection, int offset, int limit) {
     VARN_PLAYLIST *list = nullptr;
     const int listed =
         collection.isFolder
             ? VARNPersonalPlaylistListAll(collection.user.c_str(), &list)
             : VARNPlaylistListAll(collection.Library(), collection.uid, &list, offset, limit, 0);
-    PlaylistRecords records(list);
+    Tonvale::OwnedPlaylists records(list);
     if (listed != 0) {
         throw Failure(Reason::kPlaylistsNotListed);
     }
@@ -69,20 +69,20 @@ PlaylistRecords ListPlaylists(const Collection &collection, int offset, int limi
         link = &(*link)->next;
     }
     records.release();
-    PlaylistRecords page(std::exchange(*link, nullptr));
+    Tonvale::OwnedPlaylists page(std::exchange(*link, nullptr));
     records.reset(link == &list ? nullptr : list);
     VARN_PLAYLIST *last = page.get();
     for (int i = 1; i < limit && last != nullptr; ++i) {
         last = last->next;
     }
     if (limit > 0 && last != nullptr) {
-        const PlaylistRecords rest(std::exchange(last->next, nullptr));
+        const Tonvale::OwnedPlaylists rest(std::exchange(last->next, nullptr));
     }
     return page;
 }
 
 Playlist FindPlaylist(const Collection &collection, const std::string &name) {
-    const PlaylistRecords list = ListPlaylists(collection, 0, 0);
+    const Tonvale::OwnedPlaylists list = ListPlaylists(collection, 0, 0);
     const std::vector<Playlist> found = Matching(list.get(), name);
     if (found.size() == 1) {
         return found.front();
@@ -94,7 +94,7 @@ Playlist PlaylistOfKey(const Collection &collection, const std::string &key) {
     const Failure none(Reason::kNoSuchPlaylist, key);
     if (collection.isFolder) {
         // A key becomes a part of a path: it has to be one of those that the folder has.
-        const PlaylistRecords list = ListPlaylists(collection, 0, 0);
+        const Tonvale::OwnedPlaylists list = ListPlaylists(collection, 0, 0);
         for (const VARN_PLAYLIST *node = list.get(); node != nullptr; node = node->next) {
             if (key == node->title) {
                 return Named(*node);
@@ -109,8 +109,9 @@ Playlist PlaylistOfKey(const Collection &collection, const std::string &key) {
     }
     // Cue sheets stand among the playlists, too.
     const auto condition = varn::Sql("id = @VARN:INT AND path NOT ILIKE '%%.cue'", row);
-    const Handle rows(AudioInfoDBOpen(collection.Library(), collection.uid, VARN_TABLE_PLAYLIST,
-                                      "*", condition->c_str(), nullptr, nullptr, 0, 1, 0));
+    const Tonvale::MediaHandle rows(AudioInfoDBOpen(collection.Library(), collection.uid,
+                                                    VARN_TABLE_PLAYLIST, "*", condition->c_str(),
+                                                    nullptr, nullptr, 0, 1, 0));
     if (!rows) {
         NoAnswer();
     }

@@ -9,8 +9,6 @@
 
 namespace tonvale_service {
 
-using PlaylistRecords = Tonvale::OwnedPlaylists;
-
 // Whose playlists, and which of them.
 struct Collection {
     std::string user;
@@ -39,7 +37,7 @@ void Complete(Collection &collection);
 
 // How many playlists a collection has, and a page of them; limit 0 means all.
 int CountPlaylists(const Collection &collection);
-PlaylistRecords ListPlaylists(const Collection &collection, int offset, int limit);
+Tonvale::OwnedPlaylists ListPlaylists(const Collection &collection, int offset, int limit);
 
 // The playlist with an id or a title; also when there are several it is a Failure.
 Playlist FindPlaylist(const Collection &collection, const std::string &name);

@@ -57,7 +57,7 @@ Json::Value Part(const PlaylistSection &section, int64_t start, int64_t count) {
         }
         return list;
     }
-    const PlaylistRecords records =
+    const Tonvale::OwnedPlaylists records =
         ListPlaylists(section.collection, static_cast<int>(start), static_cast<int>(count));
     for (const VARN_PLAYLIST *node = records.get(); node != nullptr; node = node->next) {
         list.append(ObjectOf(AsAny(

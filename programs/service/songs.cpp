@@ -50,10 +50,10 @@ std::string Order(const ListRequest &request, const std::string &condition,
     return writer.GetSortOrderString(key, Direction(request));
 }
 
-Handle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
-                const std::string &condition, const char *order = nullptr) {
-    Handle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, columns.c_str(),
-                                condition.c_str(), nullptr, order, 0, -1, 0));
+Tonvale::MediaHandle OpenRows(const std::string &kind, uid_t uid, const std::string &columns,
+                              const std::string &condition, const char *order = nullptr) {
+    Tonvale::MediaHandle rows(AudioInfoDBOpen(kind.c_str(), uid, VARN_TABLE_MUSIC, columns.c_str(),
+                                              condition.c_str(), nullptr, order, 0, -1, 0));
     if (!rows) {
         NoAnswer();
     }
@@ -82,7 +82,8 @@ std::vector<int> RowsOf(const std::vector<std::string> &records) {
 
 std::vector<std::string> SongOrder(const ListRequest &request, const std::string &condition,
                                    const std::string &order) {
-    const Handle rows = OpenRows(request.library, request.uid, "id", condition, order.c_str());
+    const Tonvale::MediaHandle rows =
+        OpenRows(request.library, request.uid, "id", condition, order.c_str());
     std::vector<std::string> records;
     records.reserve(static_cast<std::size_t>(rows->rowCount));
     for (int row = 0; row < rows->rowCount; ++row) {
@@ -101,9 +102,9 @@ std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &p
     }
     const std::string condition = ids.empty() ? "false" : "id IN (" + list + ")";
     const std::string order = "array_position('{" + list + "}'::integer[], id)";
-    Handle rows = OpenRows(request.library, request.uid,
-                           TrackColumns(writer) + ", " + VersionColumns(request.uid), condition,
-                           order.c_str());
+    Tonvale::MediaHandle rows = OpenRows(request.library, request.uid,
+                                         TrackColumns(writer) + ", " + VersionColumns(request.uid),
+                                         condition, order.c_str());
     const Version seen = ids.empty() ? ReadVersion(request.uid) : VersionOf(rows);
     if (!seen.songs || seen.songs != part.version.songs ||
         rows->rowCount != static_cast<int>(ids.size())) {
@@ -149,10 +150,11 @@ std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &co
                                               condition.c_str(), nullptr, 0);
     const std::string columns =
         TrackColumns(writer) + (before.songs ? ", " + VersionColumns(request.uid) : "");
-    Handle rows(total < 0 ? nullptr
-                          : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC, columns.c_str(),
-                                            condition.c_str(), nullptr, order.c_str(),
-                                            request.offset, request.limit, 0));
+    Tonvale::MediaHandle rows(total < 0 ? nullptr
+                                        : AudioInfoDBOpen(library, request.uid, VARN_TABLE_MUSIC,
+                                                          columns.c_str(), condition.c_str(),
+                                                          nullptr, order.c_str(), request.offset,
+                                                          request.limit, 0));
     if (!rows) {
         NoAnswer();
     }
@@ -203,7 +205,7 @@ struct Record {
     std::string path;
 };
 
-Record RecordOf(const Handle &rows, int row, bool isVirtual) {
+Record RecordOf(const Tonvale::MediaHandle &rows, int row, bool isVirtual) {
     const std::string path = FieldOf(rows, row, "path");
     return {static_cast<uid_t>(NumberOf(rows, row, "userid")),
             isVirtual ? path + "_" + FieldOf(rows, row, "track") : path};
@@ -254,9 +256,9 @@ std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::ve
         rows.empty() ? "false" : IdCondition(std::set<int>(rows.begin(), rows.end()));
     const std::string order =
         rows.empty() ? "id" : "('" + places + "}'::jsonb ->> id::text)::integer";
-    Handle songs(AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC,
-                                 TrackColumns(writer).c_str(), condition.c_str(), nullptr,
-                                 order.c_str(), 0, 0, 0));
+    Tonvale::MediaHandle songs(AudioInfoDBOpen(request.library.c_str(), request.uid,
+                                               VARN_TABLE_MUSIC, TrackColumns(writer).c_str(),
+                                               condition.c_str(), nullptr, order.c_str(), 0, 0, 0));
     if (!songs) {
         NoAnswer();
     }
@@ -300,7 +302,7 @@ std::map<SongId, VARN_MEDIA_INFO> ReadSongs(uid_t uid, const std::vector<std::st
     std::map<SongId, VARN_MEDIA_INFO> songs;
     const auto record = std::make_unique<VARN_MEDIA_INFO>();
     for (const auto &[kind, wanted] : rowsOfKinds) {
-        const Handle rows =
+        const Tonvale::MediaHandle rows =
             OpenRows(kind, uid, std::string(kSongColumns) + kStart, IdCondition(wanted));
         while (MediaInfoDBGet(rows.get(), record.get()) == 0) {
             songs.emplace(SongId{static_cast<int>(record->id), IsVirtualMusic(record.get())},
@@ -327,7 +329,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
     if (condition.empty()) {
         throw Failure(Reason::kNoSongsToRate);
     }
-    const Handle rows = OpenRows(request.library, request.uid, "id", condition);
+    const Tonvale::MediaHandle rows = OpenRows(request.library, request.uid, "id", condition);
     std::set<int> found;
     for (int row = 0; row < rows->rowCount; ++row) {
         found.insert(static_cast<int>(NumberOf(rows, row, "id")));
@@ -343,7 +345,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
 Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const WebapiLibrary &writer) {
     std::map<SongId, Json::Value> tracks;
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
-        Handle rows =
+        Tonvale::MediaHandle rows =
             OpenRows(WholeKind(isVirtual, uid), uid, TrackColumns(writer), IdCondition(wanted));
         std::vector<int> found;
         for (int row = 0; row < rows->rowCount; ++row) {
@@ -382,7 +384,7 @@ void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars) {
     if (rows.empty()) {
         return;
     }
-    Handle found;
+    Tonvale::MediaHandle found;
     std::vector<std::string> ids;
     std::vector<Record> records;
     for (const bool isVirtual : {false, true}) {

@@ -107,7 +107,8 @@ void AppendTracks(const WebapiLibrary &writer, PVLIBSZHASH *ratings, PLAYLIST_RE
     }
 }
 
-SongPage::SongPage(Handle rows, const WebapiLibrary &writer, int offset, int64_t total)
+SongPage::SongPage(Tonvale::MediaHandle rows, const WebapiLibrary &writer, int offset,
+                   int64_t total)
     : Page("songs", offset, total), rows_(std::move(rows)), writer_(writer) {}
 
 Json::Value SongPage::Next() {

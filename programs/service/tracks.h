@@ -37,7 +37,8 @@ void AppendTracks(const Tonvale::webapi::WebapiLibrary &writer, PVLIBSZHASH *rat
 // A page of track objects, "songs", from rows of TrackColumns. A few songs are held at a time.
 class SongPage : public Page {
   public:
-    SongPage(Handle rows, const Tonvale::webapi::WebapiLibrary &writer, int offset, int64_t total);
+    SongPage(Tonvale::MediaHandle rows, const Tonvale::webapi::WebapiLibrary &writer, int offset,
+             int64_t total);
 
     Json::Value Next() override;
 
@@ -45,7 +46,7 @@ class SongPage : public Page {
     MEDIA_DB_HANDLE *Rows() const { return rows_.get(); }
 
   private:
-    Handle rows_;
+    Tonvale::MediaHandle rows_;
     Tonvale::webapi::WebapiLibrary writer_;
 };
 

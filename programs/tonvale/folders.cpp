@@ -28,7 +28,7 @@ struct FolderOptions : LibraryOptions {
 };
 
 void PrintTable(const FolderPage &page) {
-    const tonvale_service::Handle &rows = page.Rows();
+    const Tonvale::MediaHandle &rows = page.Rows();
     Table table({{"ID", false, false}, {"NAME", false, true}, {"PATH", false, true}});
     for (int row = 0; row < rows->rowCount; ++row) {
         table.AddRow(

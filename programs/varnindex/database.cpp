@@ -19,7 +19,7 @@ Database::Database() : varn::Database(varn::Connection(AudioInfoDBConnect())) {}
 
 bool Database::TakeIndexLock() {
     const Rows rows = Query(kTakeLock);
-    const bool isTaken = rows.Count() == 1 && *rows.Field(0, "taken") == 't';
+    const bool isTaken = rows.Count() == 1 && *rows[0].Text("taken") == 't';
     if (isTaken) {
         Query(kAwaitWriters);
     }

@@ -69,72 +69,52 @@ bool PrintSummary(const Counts &counts) {
     return std::cout.good();
 }
 
-// A spool that cannot be read stops no scan: a scan of everything does what it asks for.
-std::optional<varnindex::SpooledNotices> TakeNotices(Reporter &reporter) {
+// A scan of everything does what the library asked for while no indexer watched.
+Counts IndexAll(varnindex::Database &database, const Folders &folders,
+                const varnindex::ScanOptions &options, Reporter &reporter) {
     try {
-        return varnindex::TakeSpooledNotices();
+        if (!options.dryRun) {
+            varnindex::TakeSpooledNotices();
+        }
     } catch (const std::system_error &error) {
         reporter.Warn(std::string("the library's notices cannot be read: ") + error.what() +
                       "; remove it, nothing is lost by that");
-        return std::nullopt;
     }
+    return IndexLibrary(database, folders, options, reporter);
 }
 
-// Does what the library asked for while no indexer watched: a scan of everything covers the paths.
-Counts IndexAll(varnindex::Database &database, const Folders &folders,
-                const varnindex::ScanOptions &options, Reporter &reporter) {
-    if (options.dryRun) {
-        return IndexLibrary(database, folders, options, reporter);
-    }
-    auto notices = TakeNotices(reporter);
-    for (const std::string &text : notices ? notices->RemovedIds() : std::vector<std::string>()) {
-        if (const auto id = varnindex::ParseRowId(text)) {
-            varnindex::RemovePlaylist(database, *id);
-        }
-    }
-    const Counts counts = IndexLibrary(database, folders, options, reporter);
-    if (notices) {
-        notices->Done();
-    }
-    return counts;
-}
-
-// Takes out the paths that do not exist and of which the library has nothing: most likely slips.
-// What a link leads to counts.
-std::vector<std::string> TakeUnknown(varnindex::Database &database, const Folders &folders,
-                                     std::vector<std::string> &paths) {
-    varnindex::LinkedFolders library(folders);
-    const auto isKnown = [&](const std::string &path) {
-        std::error_code ignored;
-        if (std::filesystem::symlink_status(path, ignored).type() !=
-            std::filesystem::file_type::not_found) {
-            return true;
-        }
-        const auto elsewhere = library.LibraryPath(path);
-        return HasRows(database, path) || (elsewhere && HasRows(database, *elsewhere));
-    };
-    const auto unknown = std::stable_partition(paths.begin(), paths.end(), isKnown);
-    std::vector<std::string> taken(unknown, paths.end());
-    paths.erase(unknown, paths.end());
-    return taken;
+// A path that does not exist and of which the library has nothing is most likely a slip. What a link
+// leads to counts.
+bool IsUnknown(varnindex::Database &database, const varnindex::LinkedFolders &library,
+               const std::string &path) {
+    std::error_code ignored;
+    const bool isThere = std::filesystem::symlink_status(path, ignored).type() !=
+                         std::filesystem::file_type::not_found;
+    const auto elsewhere = library.LibraryPath(path);
+    return !isThere && !HasRows(database, path) && !(elsewhere && HasRows(database, *elsewhere));
 }
 
 int IndexGiven(varnindex::Database &database, const Folders &folders, const Options &options,
                Reporter &reporter) {
+    const varnindex::LinkedFolders library(folders);
     std::vector<std::string> paths = options.paths;
-    const std::vector<std::string> unknown = TakeUnknown(database, folders, paths);
-    bool isDone = true;
+    const auto unknown = std::stable_partition(
+        paths.begin(), paths.end(),
+        [&](const std::string &path) { return !IsUnknown(database, library, path); });
+    const std::vector<std::string> slips(unknown, paths.end());
+    paths.erase(unknown, paths.end());
+    bool isDone = slips.empty();
     if (!paths.empty()) {
         const Counts counts = IndexPaths(database, folders, paths, options.scan, reporter);
         reporter.Finish();
-        isDone = PrintSummary(counts) && !counts.heldBack;
+        isDone = PrintSummary(counts) && !counts.heldBack && isDone;
     }
-    for (const std::string &path : unknown) {
+    for (const std::string &path : slips) {
         Complain(varnindex::Printable(path) +
                  " does not exist, and the library has nothing of it; check how it is spelt, or "
                  "give the folder that it should be in");
     }
-    return isDone && unknown.empty() ? EXIT_SUCCESS : EXIT_FAILURE;
+    return isDone ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
 int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter) {
@@ -183,7 +163,6 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     };
     varnindex::WatchJobs jobs;
     jobs.folders = [] { return Folders::Configured().Roots(); };
-    jobs.wanted = varnindex::IsIndexedName;
     jobs.indexPaths = [&](const std::vector<std::string> &paths) {
         return withDatabase([&](varnindex::Database &database, const Folders &folders) {
             tell(IndexPaths(database, folders, paths, later, reporter));
@@ -200,41 +179,36 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     return Watch(jobs);
 }
 
-// The library knows files by the configured folders: a path that leads there by a link is taken for
-// where it leads. None for a path in none of them.
-std::optional<std::string> ConfiguredPath(const Folders &folders, const std::string &given) {
-    std::error_code error;
-    const auto real = std::filesystem::weakly_canonical(given, error).string();
-    for (const std::string &path : {given, error ? given : real}) {
-        const std::string absolute = varnindex::OrderedFolders({path}).front();
-        if (folders.Of(absolute) != nullptr) {
-            return absolute;
-        }
+// Why a given path cannot be indexed; "" when it can. The library knows files by the configured
+// folders: a path that leads there by a link is taken for where it leads.
+std::string Problem(const Folders &folders, std::string &path) {
+    namespace fs = std::filesystem;
+    std::error_code ignored;
+    if (!varnindex::IsUtf8(path)) {
+        return ": the name is not UTF-8";
     }
-    return std::nullopt;
+    const std::string given = varnindex::OrderedFolders({path}).front();
+    const std::string real = fs::weakly_canonical(path, ignored);
+    if (folders.Of(given) == nullptr && folders.Of(real) == nullptr) {
+        return " is in no indexed folder; register one with \"tonvale init --music DIR\"";
+    }
+    path = folders.Of(given) != nullptr ? given : real;
+    if (fs::exists(path, ignored) && !fs::is_regular_file(path, ignored) &&
+        !fs::is_directory(path, ignored)) {
+        return " is neither a file nor a folder";
+    }
+    const varnindex::LinkedFolders library(folders.Roots());
+    const auto part = varnindex::PassedOverPart(*library.RootOf(path), path);
+    return part.empty()
+               ? ""
+               : " is passed over, because of \"" + varnindex::Printable(part) + "\" in its path";
 }
 
 int Index(Options options) {
     const Folders folders = Folders::Configured();
-    std::error_code ignored;
     for (std::string &path : options.paths) {
-        const auto configured = ConfiguredPath(folders, path);
-        if (!configured) {
-            return Complain(varnindex::Printable(path) +
-                            " is in no indexed folder; register one "
-                            "with \"tonvale init --music DIR\"");
-        }
-        path = *configured;
-        const auto type = std::filesystem::status(path, ignored).type();
-        if (std::filesystem::exists(path, ignored) && type != std::filesystem::file_type::regular &&
-            type != std::filesystem::file_type::directory) {
-            return Complain(varnindex::Printable(path) + " is neither a file nor a folder");
-        }
-        const varnindex::LinkedFolders library(folders.Roots());
-        const auto part = varnindex::PassedOverPart(*library.RootOf(path), path);
-        if (!part.empty()) {
-            return Complain(varnindex::Printable(path) + " is passed over, because of \"" +
-                            varnindex::Printable(part) + "\" in its path");
+        if (const std::string problem = Problem(folders, path); !problem.empty()) {
+            return Complain(varnindex::Printable(path) + problem);
         }
     }
     if (folders.Empty() && options.paths.empty()) {
@@ -259,11 +233,6 @@ int Run(const Options &options) {
     if (options.inspected) {
         varnindex::SilenceTagLib();
         return varnindex::Inspect(*options.inspected);
-    }
-    for (const std::string &path : options.paths) {
-        if (!varnindex::IsUtf8(path)) {
-            return Complain(varnindex::Printable(path) + ": the name is not UTF-8");
-        }
     }
     if (const auto schema = varn::host::CheckSchema(); !schema) {
         return Complain(schema.Message());

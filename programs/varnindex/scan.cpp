@@ -4,12 +4,9 @@
 #include <thread>
 #include <utility>
 
-#include "varn/host.h"
 #include "varn/sql.h"
 #include "varnindex/compare/held_back.h"
 #include "varnindex/compare/merge.h"
-#include "varnindex/compare/second_look.h"
-#include "varnindex/compare/unreadable.h"
 #include "varnindex/match/copies.h"
 #include "varnindex/match/matching.h"
 #include "varnindex/observe/own_folders.h"
@@ -18,6 +15,8 @@
 #include "varnindex/read/readers.h"
 #include "varnindex/read/used_sheet.h"
 #include "varnindex/settle/outbox.h"
+#include "varnindex/temp_table.h"
+#include "varnindex/write/copy_rows.h"
 #include "varnindex/write/folder_rows.h"
 #include "varnindex/write/store.h"
 
@@ -27,12 +26,19 @@ namespace {
 // Above this many files to read the folders are walked a second time in place of remembering them.
 constexpr std::size_t kMostRemembered = 4096;
 
+constexpr const char kNotFoundAgain[] =
+    " AND NOT EXISTS (SELECT FROM found_unreadable f"
+    " WHERE (f.path, f.filesize, f.mdate) = (u.path, u.filesize, u.mdate))";
+constexpr const char kInsertDamaged[] =
+    "INSERT INTO unreadable_file (path, filesize, mdate) SELECT path, filesize, mdate"
+    " FROM found_unreadable f WHERE NOT EXISTS (SELECT FROM unreadable_file u"
+    " WHERE u.path = f.path)";
+
 // The part of the library that a scan looks at.
 struct Part {
     std::vector<std::string> roots;
     Scope scope;
-    Scope own;                         // what this root answers for at all
-    LinkedFolders *library = nullptr;  // where the roots are parts of it
+    Scope own;  // what this root answers for at all
 };
 
 // One scan. The folders are compared with the rows first: that tells which rows have lost their
@@ -47,10 +53,10 @@ class Scan {
           options_(options),
           reporter_(reporter),
           folderRows_(database, folders),
-          secondLook_(folders, folderRows_, options.isStopped),
-          lists_(database, folderRows_, secondLook_, reporter),
+          library_(folders),
+          lists_(database, folderRows_, reporter),
           heldBack_(folders, folderRows_, reporter, options.purge),
-          unreadable_(database),
+          unreadable_(database, "found_unreadable", "path text, filesize bigint, mdate timestamp"),
           matching_(database),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
 
@@ -59,11 +65,13 @@ class Scan {
   private:
     void SettleOutside();
     void Compare();
-    void CompareSong(Work work);
-    void CompareGone(const KnownRow &row, std::optional<std::size_t> emptied);
+    void CompareSong(Work work, bool isUnreadable);
+    void CompareGone(const KnownRow &row, bool isEmptied);
+    void CompareGap(const Event &gap);
     bool NeedsReading(const Work &work) const;
-    bool IsKnownUnreadable(const Work &work) const;
     void CountUnreadable(const Work &work);
+    void NoteDamaged(const Work &work);
+    void StoreDamaged();
     void ReadFiles();
     void ReadByWalking(Readers &readers);
     void Read(Readers &readers, Work work);
@@ -73,6 +81,7 @@ class Scan {
     bool RestampIfSame(const ReadWork &read, bool hasKeptTracks);
     UsedSheet SheetToKeep(const ReadWork &read, int id);
     void WriteSong(int id, ReadWork read, const UsedSheet &kept);
+    bool IsBack(const KnownRow &row);
     void SettleLists();
     void RemoveLeft();
 
@@ -82,10 +91,10 @@ class Scan {
     ScanOptions options_;
     Reporter &reporter_;
     FolderRows folderRows_;
-    SecondLook secondLook_;
+    LinkedFolders library_;
     Lists lists_;
     HeldBack heldBack_;
-    Unreadable unreadable_;
+    TempTable unreadable_;
     Matching matching_;
     Store store_;
     Counts counts_;
@@ -96,8 +105,6 @@ class Scan {
 
 Counts Scan::Run() {
     SettleOutside();  // what a killed scan has left
-    folderRows_.Load(part_.scope);
-    unreadable_.Load(part_.scope);
     Compare();
     if (toRead_ > 0) {
         ReadFiles();
@@ -113,8 +120,8 @@ Counts Scan::Run() {
     StopIfAsked(options_.isStopped);
     if (!options_.dryRun) {
         lists_.Store();
-        folderRows_.Store(options_.purge);
-        unreadable_.Store(part_.scope);
+        folderRows_.Store(part_.scope, options_.purge);
+        StoreDamaged();
     }
     // The planner picks its indexes by statistics, which the server would renew minutes later only.
     const std::size_t changes = counts_.added + counts_.changed + counts_.moved + counts_.removed;
@@ -131,44 +138,33 @@ Counts Scan::Run() {
 // That takes another account, which no thread that reads songs may have.
 void Scan::SettleOutside() {
     if (!options_.dryRun) {
-        reporter_.WarnOfAll(SettleOutbox(database_, part_.own, folders_.Roots()));
+        reporter_.WarnOfAll(SettleOutbox(database_, part_.own, library_));
     }
 }
 
 void Scan::Compare() {
     reporter_.StartPhase("Looking", 0);
-    Merge merge(database_, part_.scope, folders_, part_.roots, part_.library, options_.purge,
+    Merge merge(database_, part_.scope, folders_, part_.roots, library_, options_.purge,
                 options_.isStopped);
     while (auto event = merge.Next()) {
         StopIfAsked(options_.isStopped);
         switch (event->kind) {
             case Event::Kind::kSong:
-                CompareSong(std::move(event->work));
+                CompareSong(std::move(event->work), event->isUnreadable);
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
                 lists_.AddFound(event->work);
                 break;
             case Event::Kind::kGone:
-                CompareGone(event->work.known, std::nullopt);
-                break;
-            case Event::Kind::kEmptied:
-                CompareGone(event->work.known, heldBack_.EmptiedFolders());
+                CompareGone(event->work.known, event->isEmptied);
                 break;
             case Event::Kind::kKept:
                 heldBack_.AddUnseen(event->work.known);
                 folderRows_.NoteFile(event->work.known.path, event->work.known.userid);
                 break;
             case Event::Kind::kGap:
-                // A link that leads nowhere is worth a word when something came through it.
-                if (event->kept.Any() || event->isBlocked) {
-                    heldBack_.Hold(event->work.path, event->reason, event->kept);
-                }
-                break;
-            case Event::Kind::kGapEmptied:
-                if (event->kept.Any()) {
-                    heldBack_.AddEmptied(event->work.path, event->reason);
-                }
+                CompareGap(*event);
                 break;
             case Event::Kind::kRefused:
                 ++counts_.failed;
@@ -191,10 +187,6 @@ bool Scan::NeedsReading(const Work &work) const {
            work.known.sheetStamp != stamp;
 }
 
-bool Scan::IsKnownUnreadable(const Work &work) const {
-    return !options_.full && unreadable_.Has(work.path, work.size, work.modified);
-}
-
 // A known song keeps its row: the file may be half-way through being written.
 void Scan::CountUnreadable(const Work &work) {
     ++counts_.failed;
@@ -204,14 +196,29 @@ void Scan::CountUnreadable(const Work &work) {
     }
 }
 
-void Scan::CompareSong(Work work) {
+void Scan::NoteDamaged(const Work &work) {
+    unreadable_.Add(work.path, work.size, Timestamp(work.modified));
+}
+
+// The next scan need not read the damaged files again while they are the same.
+void Scan::StoreDamaged() {
+    const bool isAny = unreadable_.Flush();
+    database_.Execute(
+        Made(varn::Sql("DELETE FROM unreadable_file u WHERE (@VARN:NEVAR)@VARN:NEVAR",
+                       ScopeCondition(part_.scope, false), isAny ? kNotFoundAgain : "")));
+    if (isAny) {
+        database_.Execute(kInsertDamaged);
+    }
+}
+
+void Scan::CompareSong(Work work, bool isUnreadable) {
     if (!NeedsReading(work)) {
         folderRows_.NoteFile(work.path, work.userid);
         ++counts_.unchanged;
         return;
     }
-    if (IsKnownUnreadable(work)) {
-        unreadable_.Note(work.path, work.size, work.modified);
+    if (isUnreadable && !options_.full) {
+        NoteDamaged(work);
         ++unreadableAsBefore_;
         CountUnreadable(work);
         return;
@@ -223,7 +230,17 @@ void Scan::CompareSong(Work work) {
     }
 }
 
-void Scan::CompareGone(const KnownRow &row, std::optional<std::size_t> emptied) {
+void Scan::CompareGap(const Event &gap) {
+    // A link that leads nowhere is worth a word when something came through it.
+    if (!gap.isEmptied && (gap.kept.Any() || gap.isBlocked)) {
+        heldBack_.Hold(gap.work.path, gap.reason, gap.kept);
+    } else if (gap.isEmptied && gap.kept.Any()) {
+        heldBack_.AddEmptied(gap.work.path, gap.reason);
+    }
+}
+
+void Scan::CompareGone(const KnownRow &row, bool isEmptied) {
+    const auto emptied = isEmptied ? std::optional(heldBack_.EmptiedFolders()) : std::nullopt;
     if (row.isList) {
         lists_.AddGone(row, emptied);
     } else {
@@ -253,12 +270,12 @@ void Scan::ReadFiles() {
 
 // A row whose file was gone, and is there again, is left to the second look at the end.
 void Scan::ReadByWalking(Readers &readers) {
-    Merge merge(database_, part_.scope, folders_, part_.roots, part_.library, options_.purge,
+    Merge merge(database_, part_.scope, folders_, part_.roots, library_, options_.purge,
                 options_.isStopped);
     while (auto event = merge.Next()) {
         StopIfAsked(options_.isStopped);
         if (event->kind == Event::Kind::kSong && !matching_.HasLost(event->work.known.id) &&
-            NeedsReading(event->work) && !IsKnownUnreadable(event->work)) {
+            NeedsReading(event->work) && (!event->isUnreadable || options_.full)) {
             Read(readers, std::move(event->work));
         }
     }
@@ -289,7 +306,7 @@ void Scan::TakeUnread(const ReadWork &read) {
     const Work &work = read.work;
     reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
     if (read.result.isDamaged) {
-        unreadable_.Note(work.path, work.size, work.modified);
+        NoteDamaged(work);
     } else {
         matching_.AddOutOfReach(work);
     }
@@ -368,10 +385,24 @@ void Scan::WriteSong(int id, ReadWork read, const UsedSheet &kept) {
     }
 }
 
+// True for a row that stays because its file is there again: an editor puts a new one in place of
+// the old, a disk is mounted, and the folder was looked at in the moment between. A list of another
+// owner gets a new row.
+bool Scan::IsBack(const KnownRow &row) {
+    StopIfAsked(options_.isStopped);
+    const unsigned owner = folders_.OwnerOf(row.path);
+    const bool isBack =
+        owner != kNobody && (!row.isList || owner == row.userid) && library_.IsThere(row.path);
+    if (isBack) {
+        folderRows_.NoteFile(row.path, owner);
+    }
+    return isBack;
+}
+
 void Scan::SettleLists() {
     std::vector<KeptRows> emptied(heldBack_.EmptiedFolders());
     matching_.TakeEmptied(emptied);
-    lists_.Settle(emptied);
+    lists_.Settle(emptied, [this](const KnownRow &row) { return IsBack(row); });
     heldBack_.SettleEmptied(emptied);
     counts_.playlists = lists_.Playlists();
     counts_.sheets = lists_.Sheets();
@@ -380,9 +411,9 @@ void Scan::SettleLists() {
 // Before a row goes, its file may be there again, may be out of reach at another place, or may be
 // in the library since an earlier scan: a slow move is a copy first.
 void Scan::RemoveLeft() {
-    matching_.KeepIf([this](const KnownRow &row, bool isFree) {
+    matching_.ForEachLeft([this](const KnownRow &row, bool isFree) {
         const bool isOutOfReach = !options_.purge && matching_.IsOutOfReach(row);
-        const bool stays = isOutOfReach || (isFree && secondLook_.KeepIfBack(row));
+        const bool stays = isOutOfReach || (isFree && IsBack(row));
         if (isOutOfReach) {
             folderRows_.NoteFile(row.path, row.userid);
         }
@@ -396,18 +427,14 @@ void Scan::RemoveLeft() {
     if (!options_.dryRun) {
         GiveRowsToCopies(database_, options_.isStopped);
     }
-    matching_.ForEachLeft([this](const KnownRow &row) {
+    matching_.ForEachLeft([this](const KnownRow &row, bool /*isFree*/) {
         StopIfAsked(options_.isStopped);
         reporter_.Tell("removed", row.path);
         store_.Remove(row.id);
         ++counts_.removed;
+        return false;
     });
     store_.Flush();
-}
-
-// A library on a server elsewhere may have rows of other roots.
-bool IsOnlyRoot() {
-    return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate;
 }
 
 }  // namespace
@@ -418,35 +445,24 @@ Counts IndexLibrary(Database &database, const Folders &configured, const ScanOpt
     if (folders.HasHomes()) {
         folders.AddUnlisted(OwnersOfRows(database));
     }
-    if (IsOnlyRoot()) {
-        return Scan(database, folders,
-                    {folders.Roots(), Scope::WholeLibrary(), Scope::WholeLibrary()}, options,
-                    reporter)
-            .Run();
+    const Scope own = AnsweredFor(folders);
+    if (!options.dryRun) {
+        RememberFolders(folders, reporter);
     }
-    const OwnFolders own(folders);
-    Scan scan(database, folders, {folders.Roots(), own.Answered(), own.Answered()}, options,
-              reporter);
-    if (options.dryRun) {
-        return scan.Run();
+    const Counts counts =
+        Scan(database, folders, {folders.Roots(), own, own}, options, reporter).Run();
+    if (!options.dryRun) {
+        ForgetFolders(database, folders, reporter);
     }
-    own.Remember(reporter);
-    const Counts counts = scan.Run();
-    own.ForgetRemoved(database, options.purge, reporter);
     return counts;
 }
 
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter) {
-    Scope own = Scope::WholeLibrary();
-    if (!IsOnlyRoot()) {
-        const OwnFolders ownFolders(folders);
-        own = ownFolders.Answered();
-        if (!options.dryRun) {
-            ownFolders.Remember(reporter);
-        }
+    if (!options.dryRun) {
+        RememberFolders(folders, reporter);
     }
-    LinkedFolders library(folders, options.isStopped);
+    const LinkedFolders library(folders);
     std::vector<std::string> all = paths;
     for (const std::string &path : paths) {
         if (auto elsewhere = library.LibraryPath(OrderedFolders({path}).front())) {
@@ -455,7 +471,7 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
     }
     std::vector<std::string> roots = FoldersToWalk(folders, all);
     const Scope scope(roots);
-    return Scan(database, folders, {std::move(roots), scope, std::move(own), &library}, options,
+    return Scan(database, folders, {std::move(roots), scope, AnsweredFor(folders)}, options,
                 reporter)
         .Run();
 }

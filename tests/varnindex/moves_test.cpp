@@ -83,7 +83,7 @@ TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
     varnindex::Reporter reporter(warnings, false, varnindex::Reporter::Detail::kAll);
     varnindex::TempTable lost(database, "lost", "id integer");
     for (const int id : originals) {
-        lost.Add(std::to_string(id));
+        lost.Add(id);
     }
     lost.Flush();
     EXPECT_EQ(FindCopies(database, varnindex::Folders::Configured(), reporter), 2U);

@@ -6,7 +6,6 @@
 #include <fstream>
 #include <string>
 #include <system_error>
-#include <vector>
 
 #include "support/fixture.h"
 #include "varn/packageconf.h"
@@ -16,45 +15,27 @@
 namespace {
 
 namespace fs = std::filesystem;
-using Words = std::vector<std::string>;
 
 class SpooledNoticesTest : public tonvale_test::SystemTest {
   protected:
     static fs::path Spool() { return At(varn::path::kNotifySpool); }
 };
 
-TEST_F(SpooledNoticesTest, StayUntilTheyAreDone) {
-    const auto notify = [](const char *path, int code) {
-        ASSERT_EQ(VLIBVRNotify(path, nullptr, code), 0);
-    };
-    EXPECT_TRUE(varnindex::TakeSpooledNotices().Empty());
-    notify("/music/a", VLIB_NOTIFY_CREATED);
-    notify("12", VLIB_NOTIFY_DELETED);
-    {
-        // Cut short: nothing is confirmed. Nobody else gets them meanwhile.
-        const auto taken = varnindex::TakeSpooledNotices();
-        EXPECT_EQ(taken.Paths(), Words{"/music/a"});
-        EXPECT_EQ(taken.RemovedIds(), Words{"12"});
-        EXPECT_TRUE(varnindex::TakeSpooledNotices().Empty());
-    }
-    auto again = varnindex::TakeSpooledNotices();
-    EXPECT_EQ(again.Paths(), Words{"/music/a"});
-    notify("/music/b\n", VLIB_NOTIFY_CREATED);
-    again.Done();
-    auto last = varnindex::TakeSpooledNotices();
-    EXPECT_EQ(last.Paths(), Words{"/music/b\n"});
-    EXPECT_TRUE(last.RemovedIds().empty());
-    last.Done();
-    EXPECT_TRUE(varnindex::TakeSpooledNotices().Empty());
-    EXPECT_FALSE(fs::exists(Spool().string() + ".taken"));
+TEST_F(SpooledNoticesTest, AreTakenOnce) {
+    EXPECT_TRUE(varnindex::TakeSpooledNotices().empty());
+    EXPECT_EQ(VLIBVRNotify("/music/b\n", nullptr, VLIB_NOTIFY_CREATED), 0);
+    EXPECT_EQ(VLIBVRNotify("12", nullptr, VLIB_NOTIFY_DELETED), 0);
+    const auto taken = varnindex::TakeSpooledNotices();
+    ASSERT_EQ(taken.size(), 2U);
+    EXPECT_EQ(taken[0].pathOrId, "/music/b\n");
+    EXPECT_EQ(taken[1].pathOrId, "12");
+    EXPECT_TRUE(varnindex::TakeSpooledNotices().empty());
 }
 
 TEST_F(SpooledNoticesTest, ADamagedLineAsksForEverything) {
     for (const std::string text : {"64\t/music/cut", "garbage\n2\t/music/a\t\n", "*\n"}) {
         std::ofstream(Spool()) << text;
-        auto taken = varnindex::TakeSpooledNotices();
-        EXPECT_TRUE(taken.Everything()) << text;
-        taken.Done();
+        EXPECT_TRUE(varnindex::TakeSpooledNotices().front().everything) << text;
     }
     // A file that is not the spool is left alone.
     fs::remove(Spool());
@@ -63,7 +44,6 @@ TEST_F(SpooledNoticesTest, ADamagedLineAsksForEverything) {
     EXPECT_THROW(varnindex::TakeSpooledNotices(), std::system_error);
     EXPECT_EQ(ReadFile(scratch() / "victim"), "2\t/music/a\t\n");
     EXPECT_TRUE(fs::remove(Spool()));
-    fs::remove(Spool().string() + ".taken");
 }
 
 using NoticesIndexTest = tonvale_test::IndexTest;

@@ -104,18 +104,19 @@ TEST_F(SharedListsTest, BearSongsThatFollowEachOther) {
     const fs::path list = PutSharedList("alice", kAlice, at("1.mp3") + "\n" + at("2.mp3") + "\n");
     varnindex::Database database;
     const varnindex::Scope all = varnindex::Scope::WholeLibrary();
+    const varnindex::LinkedFolders nothing{Words()};
     NoteMove(at("1.mp3"), at("2.mp3"));
     NoteMove(at("2.mp3"), at("3.mp3"));
     NoteMove(at("3.mp3"), at("4.mp3"));
-    EXPECT_TRUE(SettleOutbox(database, varnindex::Scope({"/another root's"}), {}).empty());
+    EXPECT_TRUE(SettleOutbox(database, varnindex::Scope({"/another root's"}), nothing).empty());
     Query("CREATE RULE killed AS ON DELETE TO outbox DO INSTEAD NOTHING");
     Query("CREATE RULE killed AS ON DELETE TO due_list DO INSTEAD NOTHING");
-    EXPECT_TRUE(SettleOutbox(database, all, {}).empty());
+    EXPECT_TRUE(SettleOutbox(database, all, nothing).empty());
     Query("DROP RULE killed ON outbox");
     Query("DROP RULE killed ON due_list");
     const std::string text = at("2.mp3") + "\n" + at("3.mp3") + "\n";
     EXPECT_EQ(ReadFile(list), text);
-    EXPECT_TRUE(SettleOutbox(database, all, {}).empty());
+    EXPECT_TRUE(SettleOutbox(database, all, nothing).empty());
     EXPECT_EQ(ReadFile(list), text) << "moved once more";
     EXPECT_EQ(Value("SELECT (SELECT count(*) FROM outbox) + (SELECT count(*) FROM due_list)"), "0");
 }
@@ -136,7 +137,9 @@ TEST_F(SharedListsTest, AreWaitedFor) {
         std::ofstream(list) << at("1.mp3") << "\r\n" << at("new.mp3");
         EXPECT_EQ(flock(request, LOCK_UN), 0);
     });
-    EXPECT_TRUE(SettleOutbox(database, varnindex::Scope::WholeLibrary(), {}).empty());
+    EXPECT_TRUE(
+        SettleOutbox(database, varnindex::Scope::WholeLibrary(), varnindex::LinkedFolders(Words()))
+            .empty());
     writer.join();
     EXPECT_EQ(ReadFile(list), at("2.mp3") + "\r\n" + at("new.mp3"));
     struct stat named {};

@@ -229,12 +229,12 @@ constexpr Case kCases[] = {
      "index a/3.mp3 => !\n"},
     {"GivenPathsMeanWhatAScanOfEverythingMakesOfThem",
      "put ../disk/1.mp3 A\n put real/2.mp3 B\n put $Recycle.Bin/3.mp3 C\n put real/.4.mp3 D\n"
-     "ln ../disk link1\n ln ../disk link2\n ln real same\n index => added 2\n"
-     "index link2 => unchanged 1\n index link2/1.mp3 => unchanged 1\n index same => unchanged 1\n"
-     "index same/2.mp3 => unchanged 1\n rows => link1/1.mp3 real/2.mp3\n"
+     "ln ../disk link\n ln real same\n index => added 2\n"
+     "index link => unchanged 1\n index link/1.mp3 => unchanged 1\n index same => unchanged 1\n"
+     "index same/2.mp3 => unchanged 1\n rows => link/1.mp3 real/2.mp3\n"
      "index $Recycle.Bin/3.mp3 => !\n says is passed over\n index real/.4.mp3 => !\n"
      "says is passed over\n pass-over Notes/REAL\n index => added 1, moved 1, unchanged 1\n"
-     "rows => $Recycle.Bin/3.mp3 link1/1.mp3 same/2.mp3<real/2.mp3\n"},
+     "rows => $Recycle.Bin/3.mp3 link/1.mp3 same/2.mp3<real/2.mp3\n"},
 };
 
 class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterface<Case> {

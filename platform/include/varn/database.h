@@ -65,8 +65,6 @@ class VARN_EXPORT Rows {
     Iterator begin() const { return {result_.get(), 0}; }
     Iterator end() const { return {result_.get(), VARNDBNumRows(result_.get())}; }
     Row operator[](int row) const { return {result_.get(), row}; }
-    const char *Field(int row, const char *column) const { return (*this)[row].Text(column); }
-    std::int64_t Number(int row, const char *column) const { return (*this)[row].Number(column); }
 
   private:
     Result result_;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <optional>
 #include <string_view>
 
 namespace varn {
@@ -10,6 +11,15 @@ namespace varn {
 // True for decimal digits alone, one or more.
 inline bool IsNumber(std::string_view text) {
     return !text.empty() && text.find_first_not_of("0123456789") == text.npos;
+}
+
+// The value of decimal digits alone; none for anything else, and for what the type does not hold.
+template <typename Number>
+std::optional<Number> WholeNumber(std::string_view text) {
+    Number number{};
+    const bool isHeld =
+        std::from_chars(text.data(), text.data() + text.size(), number).ec == std::errc();
+    return isHeld && IsNumber(text) ? std::optional(number) : std::nullopt;
 }
 
 // Takes the number that a text begins with off its front, past blanks; 0, and the text stays, where

@@ -7,23 +7,24 @@
 namespace varnindex {
 namespace {
 
-// "songs stay in the library: 3"; "" for nothing.
-std::string StayText(KeptRows rows) {
-    const std::string stay = " stay in the library: ";
-    if (rows.songs > 0 && rows.lists > 0) {
-        return "songs, playlists and cue sheets" + stay + std::to_string(rows.songs) + " and " +
-               std::to_string(rows.lists);
-    }
-    return rows.songs > 0   ? "songs" + stay + std::to_string(rows.songs)
-           : rows.lists > 0 ? "playlists and cue sheets" + stay + std::to_string(rows.lists)
-                            : "";
+// "; its songs stay in the library: 3"; "" for nothing.
+std::string StayText(const KeptRows &rows, const std::string &whose) {
+    const auto text = [&](const char *what, std::size_t count) {
+        return count == 0 ? ""
+                          : "; " + whose + what + " stay in the library: " + std::to_string(count);
+    };
+    return text("songs", rows.songs) + text("playlists and cue sheets", rows.lists);
 }
 
 }  // namespace
 
-void HeldBack::Hold(const std::string &path, const std::string &reason, KeptRows rows) {
+void HeldBack::Warn(const std::string &text) {
     any_ = any_ || !purge_;
-    reporter_.Warn(Printable(path) + ": " + reason + (rows.Any() ? "; its " : "") + StayText(rows));
+    reporter_.Warn(text);
+}
+
+void HeldBack::Hold(const std::string &path, const std::string &reason, const KeptRows &rows) {
+    Warn(Printable(path) + ": " + reason + StayText(rows, "its "));
 }
 
 void HeldBack::AddEmptied(std::string path, std::string reason) {
@@ -41,7 +42,6 @@ void HeldBack::SettleEmptied(const std::vector<KeptRows> &left) {
     }
 }
 
-// Rows of a folder that cannot be looked at have a warning of their own.
 void HeldBack::AddUnseen(const KnownRow &row) {
     if (folders_.IsUnseen(row.userid)) {
         (row.userid == 0 ? unseenShared_ : unseenHomes_).Count(row);
@@ -49,20 +49,17 @@ void HeldBack::AddUnseen(const KnownRow &row) {
 }
 
 void HeldBack::WarnOfUnseen() {
-    const auto warn = [this](const std::string &reason, KeptRows rows) {
-        if (rows.Any()) {
-            any_ = true;
-            reporter_.Warn(reason + "; the " + StayText(rows));
-        }
-    };
-    warn("no shared folder is indexed", unseenShared_);
-    warn("the home music folder of some users is not there", unseenHomes_);
+    if (unseenShared_.Any()) {
+        Warn("no shared folder is indexed" + StayText(unseenShared_, "the "));
+    }
+    if (unseenHomes_.Any()) {
+        Warn("the home music folder of some users is not there" + StayText(unseenHomes_, "the "));
+    }
 }
 
 void HeldBack::AddTracks(const std::string &songPath) {
-    any_ = true;
-    reporter_.Warn(Printable(songPath) +
-                   ": its tracks stay in the library, because their cue sheet cannot be used");
+    Warn(Printable(songPath) +
+         ": its tracks stay in the library, because their cue sheet cannot be used");
 }
 
 }  // namespace varnindex

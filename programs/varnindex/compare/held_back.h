@@ -19,17 +19,17 @@ class HeldBack {
         : folders_(folders), folderRows_(folderRows), reporter_(reporter), purge_(purge) {}
 
     // Rows at `path`, or below it when it ends with "/", stay for the given reason.
-    void Hold(const std::string &path, const std::string &reason, KeptRows rows);
+    void Hold(const std::string &path, const std::string &reason, const KeptRows &rows);
 
-    // A folder that is there with nothing in it: whether it is worth a word is known when the moves
-    // are.
+    // A folder that is there with nothing in it. How many of its rows were not found elsewhere is
+    // told when the moves are known, of all of them in order; without any it is worth no word.
     void AddEmptied(std::string path, std::string reason);
-    // Of each of them, in order; and to be told how many rows were not found elsewhere.
     std::size_t EmptiedFolders() const { return emptied_.size(); }
     void SettleEmptied(const std::vector<KeptRows> &left);
 
     // A row that stays because its owner's folders cannot be seen, if they cannot; and, after all
-    // of them, what is said of these.
+    // of them, what is said of these. Rows of a folder that cannot be looked at have a warning of
+    // their own.
     void AddUnseen(const KnownRow &row);
     void WarnOfUnseen();
 
@@ -43,6 +43,8 @@ class HeldBack {
         std::string path;
         std::string reason;
     };
+
+    void Warn(const std::string &text);
 
     const Folders &folders_;
     FolderRows &folderRows_;

@@ -11,13 +11,13 @@ constexpr const char kDeclare[] =
     "DECLARE known_file NO SCROLL CURSOR WITH HOLD FOR SELECT *,"
     " (extract(epoch FROM mdate) * 1000000)::bigint AS modified FROM ("
     " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, fingerprint,"
-    " false AS is_list, 0 AS contents"
-    " FROM track WHERE NOT is_virtual AND (@VARN:NEVAR) UNION ALL"
-    " SELECT id, path, 0, mdate, 0, 0, false, NULL, true, COALESCE(contents, 0) FROM playlist LEFT "
-    "JOIN "
-    "list_contents USING (id) WHERE @VARN:NEVAR UNION ALL"
-    " SELECT id, path, 0, mdate, userid, 0, false, NULL, true, COALESCE(contents, 0)"
-    " FROM personal_playlist LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
+    " 'song' AS kind, 0 AS contents FROM track WHERE NOT is_virtual AND (@VARN:NEVAR)"
+    " UNION ALL SELECT 0, path, filesize, mdate, 0, 0, false, NULL, 'unreadable', 0"
+    " FROM unreadable_file WHERE @VARN:NEVAR"
+    " UNION ALL SELECT id, path, 0, mdate, userid, 0, false, NULL, 'list', COALESCE(contents, 0)"
+    " FROM (SELECT id, path, mdate, 0 AS userid FROM playlist UNION ALL"
+    " SELECT id, path, mdate, userid FROM personal_playlist) l"
+    " LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
     ") f ORDER BY path COLLATE \"C\", id";
 // From one owner of songs to the next one in the index, which has each of them many times.
 constexpr const char kOwners[] =
@@ -28,20 +28,21 @@ constexpr const char kOwners[] =
 
 constexpr int kBlock = 5000;
 
-KnownRow RowOf(const Rows &rows, int at) {
+KnownRow RowOf(const varn::Row &from) {
     KnownRow row;
-    row.id = static_cast<int>(rows.Number(at, "id"));
-    row.path = rows.Field(at, "path");
-    row.size = rows.Number(at, "filesize");
-    row.modified = rows.Number(at, "modified");
-    row.userid = static_cast<unsigned>(rows.Number(at, "userid"));
-    row.sheetStamp = rows.Number(at, "sheet_stamp");
-    if (*rows.Field(at, "fingerprint") != '\0') {
-        row.fingerprint = rows.Number(at, "fingerprint");
+    row.id = static_cast<int>(from.Number("id"));
+    row.path = from.Text("path");
+    row.size = from.Number("filesize");
+    row.modified = from.Number("modified");
+    row.userid = static_cast<unsigned>(from.Number("userid"));
+    row.sheetStamp = from.Number("sheet_stamp");
+    if (*from.Text("fingerprint") != '\0') {
+        row.fingerprint = from.Number("fingerprint");
     }
-    row.contents = rows.Number(at, "contents");
-    row.isSplit = *rows.Field(at, "has_virtual") == 't';
-    row.isList = *rows.Field(at, "is_list") == 't';
+    row.contents = from.Number("contents");
+    row.isSplit = *from.Text("has_virtual") == 't';
+    row.isList = *from.Text("kind") == 'l';
+    row.isUnreadable = *from.Text("kind") == 'u';
     return row;
 }
 
@@ -75,10 +76,9 @@ bool HasRows(Database &database, const std::string &path) {
 }
 
 std::vector<unsigned> OwnersOfRows(Database &database) {
-    const Rows rows = database.Query(kOwners);
     std::vector<unsigned> owners;
-    for (int row = 0; row < rows.Count(); ++row) {
-        owners.push_back(static_cast<unsigned>(rows.Number(row, "userid")));
+    for (const varn::Row row : database.Query(kOwners)) {
+        owners.push_back(static_cast<unsigned>(row.Number("userid")));
     }
     return owners;
 }
@@ -95,7 +95,7 @@ KnownRows::~KnownRows() {
 
 KnownRow *KnownRows::Front() {
     if (!front_ && Fetch()) {
-        front_.emplace(RowOf(*block_, next_++));
+        front_.emplace(RowOf((*block_)[next_++]));
     }
     return front_ ? &*front_ : nullptr;
 }

@@ -1,11 +1,11 @@
 #include "varnindex/compare/merge.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
+#include <filesystem>
 #include <set>
 #include <utility>
 
+#include "varn/path.h"
 #include "varn/sql.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/write/copy_rows.h"
@@ -23,11 +23,6 @@ bool IsGap(const Found &found) {
            found.kind == Found::Kind::kEmpty;
 }
 
-bool Exists(const std::string &path) {
-    struct stat info {};
-    return ::stat(path.c_str(), &info) == 0;
-}
-
 // True when the library has songs of a folder, and no music is anywhere in it. A few songs answer
 // for most folders, so that the folder is hardly ever walked.
 bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion isStopped) {
@@ -35,15 +30,17 @@ bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion
         database.Query(Made(varn::Sql("SELECT path FROM track WHERE NOT is_virtual AND"
                                       " path ^@ '@VARN:VAR' LIMIT 100",
                                       folder == "/" ? folder : folder + "/")));
-    for (int row = 0; row < rows.Count(); ++row) {
-        if (Exists(rows.Field(row, "path"))) {
+    for (const varn::Row row : rows) {
+        std::error_code error;
+        if (std::filesystem::exists(row.Text("path"), error)) {
             return false;
         }
     }
     if (rows.Count() == 0) {
         return false;
     }
-    Walk walk({folder}, IsMusicName, nullptr, isStopped);
+    LinkedFolders library({folder});
+    Walk walk({folder}, IsMusicName, library, isStopped);
     while (const auto found = walk.Next()) {
         if (found->kind == Found::Kind::kFile) {
             return false;
@@ -55,18 +52,15 @@ bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion
 }  // namespace
 
 Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
-             const std::vector<std::string> &roots, LinkedFolders *library, bool purge,
+             const std::vector<std::string> &roots, LinkedFolders &library, bool purge,
              StopQuestion isStopped)
     : database_(database),
       folders_(folders),
       roots_(roots),
       purge_(purge),
       isStopped_(isStopped),
-      homes_(folders),
       walk_(roots, IsIndexedName, library, isStopped),
-      known_(database, scope) {
-    walk_.Heed(homes_);
-}
+      known_(database, scope) {}
 
 // The configured folders that have a part in the walk and whose disk is away, by all that can be
 // seen: what else lies in a mount point, as a folder of lists, does not tell of their songs.
@@ -74,7 +68,7 @@ void Merge::FindEmptyDisks() {
     std::set<std::string> without;
     for (const OwnedFolder &folder : folders_.All()) {
         const bool isWalked = std::any_of(roots_.begin(), roots_.end(), [&](const auto &root) {
-            return IsBelow(root, folder.path) || IsBelow(folder.path, root);
+            return varn::PathBelow(root, folder.path) || varn::PathBelow(folder.path, root);
         });
         if (isWalked && HasLostItsMusic(database_, folder.path, isStopped_)) {
             without.insert(folder.path);
@@ -91,14 +85,29 @@ void Merge::Advance() {
         found_ = walk_.Next();
         walkEnded_ = !found_;
         kept_ = {};
+        isUnreadable_ = false;
         if (found_ && found_->kind == Found::Kind::kFile && OwnerOf(found_->path) == kNobody) {
             found_.reset();
         }
     }
 }
 
+// Takes the damaged files off the front that are not beyond what was found.
+void Merge::PopUnreadable() {
+    for (const KnownRow *front = known_.Front(); front != nullptr && front->isUnreadable;
+         front = known_.Front()) {
+        if (found_ && found_->path < front->path && !Covers(found_->path, front->path)) {
+            return;
+        }
+        isUnreadable_ = found_ && found_->path == front->path && found_->size == front->size &&
+                        StorableTime(found_->modified) == front->modified;
+        known_.Pop();
+    }
+}
+
 std::optional<Event> Merge::Next() {
     Advance();
+    PopUnreadable();
     const KnownRow *const front = known_.Front();
     if (!found_) {
         return front != nullptr ? std::optional(WithoutFile(Event::Kind::kGone)) : std::nullopt;
@@ -124,11 +133,11 @@ std::optional<Event> Merge::NextOfGap() {
     const bool isEmptied = found_->kind == Found::Kind::kEmpty;
     if (front != nullptr && Covers(found_->path, front->path)) {
         kept_.Count(*front);
-        return WithoutFile(purge_      ? Event::Kind::kGone
-                           : isEmptied ? Event::Kind::kEmptied
-                                       : Event::Kind::kKept);
+        return WithoutFile(purge_ || isEmptied ? Event::Kind::kGone : Event::Kind::kKept,
+                           !purge_ && isEmptied);
     }
-    Event event{isEmptied ? Event::Kind::kGapEmptied : Event::Kind::kGap};
+    Event event{Event::Kind::kGap};
+    event.isEmptied = isEmptied;
     event.work.path = std::move(found_->path);
     event.reason = std::move(found_->reason);
     event.isBlocked = found_->kind == Found::Kind::kBlocked;
@@ -137,14 +146,15 @@ std::optional<Event> Merge::NextOfGap() {
     return event;
 }
 
-Event Merge::WithoutFile(Event::Kind kind) {
+Event Merge::WithoutFile(Event::Kind kind, bool isEmptied) {
     Event event{kind};
+    event.isEmptied = isEmptied;
     event.work.known = std::move(*known_.Front());
     known_.Pop();
     const KnownRow &row = event.work.known;
     const bool isKept =
         folders_.IsUnseen(row.userid) || (row.userid != 0 && OwnerOf(row.path) == kNobody);
-    if (kind == Event::Kind::kGone && !purge_ && isKept) {
+    if (!isEmptied && !purge_ && isKept) {
         event.kind = Event::Kind::kKept;
     }
     return event;
@@ -154,6 +164,7 @@ Event Merge::OfFile(Found found) {
     const bool isList = !IsMusicName(found.path);
     Event event{isList ? Event::Kind::kList : Event::Kind::kSong};
     static_cast<FileFacts &>(event.work) = std::move(found);
+    event.isUnreadable = isUnreadable_;
     event.work.modified = StorableTime(event.work.modified);
     event.work.userid = OwnerOf(event.work.path);
     KnownRow *const front = known_.Front();

@@ -15,28 +15,28 @@ namespace varnindex {
 
 struct Event {
     enum class Kind {
-        kSong,        // `work`, with the row that the library has for it
-        kList,        // a playlist or cue sheet: the same
-        kGone,        // `work.known` has no file any more
-        kKept,        // `work.known` has to stay: its folder could not be looked at
-        kEmptied,     // the same, but its folder was there with nothing in it
-        kGap,         // what could not be looked at, after its rows
-        kGapEmptied,  // the same, of a folder that was there with nothing in it
-        kRefused,     // a file or folder that is never looked at
+        kSong,     // `work`, with the row that the library has for it
+        kList,     // a playlist or cue sheet: the same
+        kGone,     // `work.known` has no file any more
+        kKept,     // `work.known` has to stay: its folder could not be looked at
+        kGap,      // what could not be looked at, after its rows
+        kRefused,  // a file or folder that is never looked at
     };
     Kind kind;
-    Work work = {};           // of a gap and of what is refused: the path
-    std::string reason = {};  // the same, for a person
-    KeptRows kept = {};       // of a gap: how many rows stay
-    bool isBlocked = false;   // of a gap: it is there
+    Work work = {};             // of a gap and of what is refused: the path
+    std::string reason = {};    // the same, for a person
+    KeptRows kept = {};         // of a gap: how many rows stay
+    bool isBlocked = false;     // of a gap: it is there
+    bool isEmptied = false;     // of a gap and its gone rows: a folder was there with nothing in it
+    bool isUnreadable = false;  // of a song: the same file was found damaged before
 };
 
 class Merge {
   public:
-    // `roots` as OrderedFolders gives them; with `library` they are parts of it (walk.h). With
-    // `purge` rows without a file are gone whatever the reason.
+    // `roots` are what is walked of the library, as OrderedFolders gives them. With `purge` rows
+    // without a file are gone whatever the reason.
     Merge(Database &database, const Scope &scope, const Folders &folders,
-          const std::vector<std::string> &roots, LinkedFolders *library, bool purge,
+          const std::vector<std::string> &roots, LinkedFolders &library, bool purge,
           StopQuestion isStopped);
 
     // The next event; none at the end. Throws DatabaseError, and Stopped as the walk does.
@@ -45,8 +45,9 @@ class Merge {
   private:
     void FindEmptyDisks();
     void Advance();
+    void PopUnreadable();
     std::optional<Event> NextOfGap();
-    Event WithoutFile(Event::Kind kind);
+    Event WithoutFile(Event::Kind kind, bool isEmptied = false);
     Event OfFile(Found found);
     unsigned OwnerOf(const std::string &path);
 
@@ -55,14 +56,14 @@ class Merge {
     std::vector<std::string> roots_;
     bool purge_;
     StopQuestion isStopped_;
-    HomeLinks homes_;
     Walk walk_;
     KnownRows known_;
     std::optional<Found> found_;
     bool hasBegun_ = false;
     bool walkEnded_ = false;
-    KeptRows kept_;           // of the gap at hand
-    std::string lastFolder_;  // and its owner, because most files are in the same one
+    KeptRows kept_;              // of the gap at hand
+    bool isUnreadable_ = false;  // the file at hand is one that was found damaged
+    std::string lastFolder_;     // and its owner, because most files are in the same one
     unsigned lastOwner_ = 0;
 };
 

@@ -78,9 +78,9 @@ std::size_t FindCopies(Database &database, const Folders &folders, Reporter &rep
     database.Execute(Made(varn::Sql(kEqual, ScopeCondition(Scope(folders.Roots()), false))));
     database.Execute(kFind);
     if (reporter.ListsChanges()) {
-        const Rows rows = database.Query("SELECT path FROM copied ORDER BY path COLLATE \"C\"");
-        for (int row = 0; row < rows.Count(); ++row) {
-            reporter.Tell("moved to", rows.Field(row, "path"));
+        for (const varn::Row row :
+             database.Query("SELECT path FROM copied ORDER BY path COLLATE \"C\"")) {
+            reporter.Tell("moved to", row.Text("path"));
         }
     }
     return static_cast<std::size_t>(

@@ -2,7 +2,6 @@
 
 #include "varn/sql.h"
 #include "varnindex/hash.h"
-#include "varnindex/match/packed.h"
 #include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
@@ -25,9 +24,8 @@ constexpr const char *kKeys[] = {"regexp_replace(t.path, '^.*/', '')",
                                  "regexp_replace(t.path, '/[^/]*$', '')", "''"};
 
 constexpr const char kHeld[] =
-    "SELECT h.no, h.packed, coalesce(p.id, 0) AS row,"
-    " EXISTS (SELECT FROM pair o WHERE o.id = h.known) AS is_taken"
-    " FROM held h LEFT JOIN pair p USING (no) WHERE h.no > @VARN:INT ORDER BY h.no LIMIT 100";
+    "SELECT coalesce(p.id, 0) AS row, EXISTS (SELECT FROM pair o WHERE o.id = h.known) AS is_taken"
+    " FROM held h LEFT JOIN pair p USING (no) ORDER BY h.no";
 
 // What was paired, what has only been edited, and what may be anything.
 constexpr const char kForgetFound[] =
@@ -38,7 +36,11 @@ constexpr const char kLeft[] =
     "SELECT t.id, path, filesize, userid, loss <> 1 AND NOT EXISTS (SELECT FROM track o"
     " WHERE o.path = t.path AND o.id <> t.id AND NOT o.is_virtual"
     " AND NOT EXISTS (SELECT FROM lost l WHERE l.id = o.id)) AS is_free"
-    " FROM lost JOIN track t USING (id) WHERE t.id > @VARN:INT ORDER BY t.id LIMIT 5000";
+    " FROM lost JOIN track t USING (id) ORDER BY t.id";
+
+// Some 1.5 KB each. New files beyond that get rows of their own at once, which the lost rows take
+// over in the end as they do with older copies.
+constexpr std::size_t kMostHeld = 50'000;
 
 std::int64_t SizeOf(std::int64_t size, unsigned userid) {
     return Hasher().Add(size).Add(static_cast<std::int64_t>(userid)).Value();
@@ -59,15 +61,14 @@ Matching::Matching(Database &database)
       lostTable_(database, "lost", "id integer, loss integer, folder integer"),
       heldTable_(database, "held",
                  "no integer PRIMARY KEY, known integer, userid integer, filesize bigint,"
-                 " fingerprint bigint, path text, packed text") {}
+                 " fingerprint bigint, path text") {}
 
 void Matching::AddLost(const KnownRow &row, Loss loss, std::optional<std::size_t> folder) {
     if (!lost_.insert(row.id).second) {
         return;
     }
     lostSizes_.insert(SizeOf(row.size, row.userid));
-    lostTable_.Add(std::to_string(row.id) + '\t' + std::to_string(static_cast<int>(loss)) + '\t' +
-                   (folder ? std::to_string(*folder) : "\\N"));
+    lostTable_.Add(row.id, static_cast<int>(loss), folder);
 }
 
 void Matching::AddToRead(const Work &work) {
@@ -84,7 +85,7 @@ std::optional<Change> Matching::ChangeFor(ReadWork read) {
                                                *known.fingerprint == read.result.song->fingerprint);
     const bool isWanted = lostSizes_.contains(SizeOf(work.size, work.userid)) ||
                           (known.id != 0 && readSizes_.contains(SizeOf(known.size, known.userid)));
-    if (isSameAudio || !isWanted) {
+    if (isSameAudio || !isWanted || (known.id == 0 && held_.size() >= kMostHeld)) {
         const auto kind = known.id != 0 ? Change::Kind::kEdit : Change::Kind::kAdd;
         return Change{kind, known.id, std::move(read)};
     }
@@ -93,19 +94,13 @@ std::optional<Change> Matching::ChangeFor(ReadWork read) {
 }
 
 void Matching::Hold(ReadWork read) {
-    const std::size_t no = ++held_;
     const Work &work = read.work;
     if (work.known.id != 0) {
         AddLost(work.known, Loss::kAudio);
     }
-    if (work.sheets && work.sheets->HasUnusable()) {
-        unusable_.emplace(no, work.sheets);
-    }
-    const std::string row = std::to_string(no) + '\t' + std::to_string(work.known.id) + '\t' +
-                            std::to_string(work.userid) + '\t' + std::to_string(work.size) + '\t' +
-                            std::to_string(read.result.song->fingerprint) + '\t' +
-                            Escaped(work.path) + '\t' + Escaped(Pack(read));
-    heldTable_.Add(row);
+    heldTable_.Add(held_.size(), work.known.id, work.userid, work.size,
+                   read.result.song->fingerprint, work.path);
+    held_.push_back(std::move(read));
 }
 
 void Matching::Pair() {
@@ -120,41 +115,31 @@ void Matching::Pair() {
 }
 
 void Matching::Settle(const std::function<void(Change)> &take) {
-    if (!heldTable_.Flush()) {
+    if (held_.empty()) {
         if (lostTable_.Flush()) {
             database_.Execute("DELETE FROM lost WHERE loss = 2");
         }
         return;
     }
+    heldTable_.Flush();
     lostTable_.Make();  // there is none when all rows that files wait for were edited
     lostTable_.Flush();
     Pair();
-    for (int no = 0;;) {
-        const Rows rows = database_.Query(Made(varn::Sql(kHeld, no)));
-        for (int row = 0; row < rows.Count(); ++row) {
-            no = static_cast<int>(rows.Number(row, "no"));
-            Change change;
-            change.read = Unpack(rows.Field(row, "packed"));
-            change.id = static_cast<int>(rows.Number(row, "row"));
-            int &known = change.read.work.known.id;
-            if (change.id != 0) {
-                change.kind = Change::Kind::kMove;
-            } else if (known != 0 && *rows.Field(row, "is_taken") == 'f') {
-                change.kind = Change::Kind::kEdit;
-                change.id = known;
-            } else if (known != 0) {
-                ForgetStars(change.read);
-            }
-            if (const auto sheets = unusable_.find(static_cast<std::size_t>(no));
-                sheets != unusable_.end()) {
-                change.read.work.sheets = sheets->second;
-            }
-            take(std::move(change));
+    auto held = held_.begin();
+    for (const varn::Row row : database_.Query(kHeld)) {
+        Change change{Change::Kind::kAdd, static_cast<int>(row.Number("row")), std::move(*held++)};
+        const int known = change.read.work.known.id;
+        if (change.id != 0) {
+            change.kind = Change::Kind::kMove;
+        } else if (known != 0 && *row.Text("is_taken") == 'f') {
+            change.kind = Change::Kind::kEdit;
+            change.id = known;
+        } else if (known != 0) {
+            ForgetStars(change.read);
         }
-        if (rows.Count() == 0) {
-            break;
-        }
+        take(std::move(change));
     }
+    held_.clear();
     database_.Execute(kForgetFound);
 }
 
@@ -162,46 +147,32 @@ void Matching::TakeEmptied(std::vector<KeptRows> &left) {
     if (left.empty() || !lostTable_.Flush()) {
         return;
     }
-    const Rows rows = database_.Query(
-        "WITH taken AS (DELETE FROM lost WHERE folder IS NOT NULL RETURNING folder)"
-        " SELECT folder, count(*) FROM taken GROUP BY folder");
-    for (int row = 0; row < rows.Count(); ++row) {
-        left.at(static_cast<std::size_t>(rows.Number(row, "folder"))).songs =
-            static_cast<std::size_t>(rows.Number(row, "count"));
+    for (const varn::Row row : database_.Query(
+             "WITH taken AS (DELETE FROM lost WHERE folder IS NOT NULL RETURNING folder)"
+             " SELECT folder, count(*) FROM taken GROUP BY folder")) {
+        left.at(static_cast<std::size_t>(row.Number("folder"))).songs =
+            static_cast<std::size_t>(row.Number("count"));
     }
 }
 
-void Matching::KeepIf(const Question &stays) {
+void Matching::ForEachLeft(const std::function<bool(const KnownRow &row, bool isFree)> &stays) {
     if (!lostTable_.Flush()) {
         return;
     }
-    for (int id = 0;;) {
-        const Rows rows = database_.Query(Made(varn::Sql(kLeft, id)));
-        std::string kept;
-        for (int row = 0; row < rows.Count(); ++row) {
-            KnownRow lost;
-            lost.id = id = static_cast<int>(rows.Number(row, "id"));
-            lost.path = rows.Field(row, "path");
-            lost.size = rows.Number(row, "filesize");
-            lost.userid = static_cast<unsigned>(rows.Number(row, "userid"));
-            if (stays(lost, *rows.Field(row, "is_free") == 't')) {
-                kept += (kept.empty() ? "" : ",") + std::to_string(id);
-            }
-        }
-        if (!kept.empty()) {
-            database_.Execute("DELETE FROM lost WHERE id = ANY ('{" + kept + "}')");
-        }
-        if (rows.Count() == 0) {
-            return;
+    std::vector<int> kept;
+    for (const varn::Row row : database_.Query(kLeft)) {
+        KnownRow lost;
+        lost.id = static_cast<int>(row.Number("id"));
+        lost.path = row.Text("path");
+        lost.size = row.Number("filesize");
+        lost.userid = static_cast<unsigned>(row.Number("userid"));
+        if (stays(lost, *row.Text("is_free") == 't')) {
+            kept.push_back(lost.id);
         }
     }
-}
-
-void Matching::ForEachLeft(const std::function<void(const KnownRow &row)> &each) {
-    KeepIf([&](const KnownRow &row, bool /*isFree*/) {
-        each(row);
-        return false;
-    });
+    if (!kept.empty()) {
+        database_.Execute("DELETE FROM lost WHERE id = ANY ('{" + IdList(kept) + "}')");
+    }
 }
 
 bool Matching::HasLeft() {

@@ -5,8 +5,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
-#include <map>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -16,19 +14,29 @@
 
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
-#include "varnindex/match/change.h"
-#include "varnindex/read/sheets.h"
-#include "varnindex/stop.h"
+#include "varnindex/read/readers.h"
 #include "varnindex/temp_table.h"
 
 namespace varnindex {
+
+// What becomes of a file that was read.
+struct Change {
+    enum class Kind {
+        kAdd,   // a new row
+        kEdit,  // the row of its path
+        kMove,  // the row of another path
+    };
+    Kind kind = Kind::kAdd;
+    int id = 0;  // of the row; 0: a new one
+    ReadWork read = {};
+};
 
 // A row and a file belong together when they have the owner, size and audio in common. A row
 // prefers the file of its name, then one of its folder, then the first by path. A file at the path
 // of a row, but with other audio, is both: a row without audio and a file without a row; what both
 // of them are in the end is an edit when nothing else fits. So moves, renames and songs that change
-// places are one rule. Files wait in a temporary table while they are matched; a file that no row
-// can want, by its size and owner, never waits. In memory are two numbers for each row and file.
+// places are one rule. Files wait in memory while they are matched; a file that no row can want, by
+// its size and owner, never waits.
 class Matching {
   public:
     // The database outlives it.
@@ -68,13 +76,9 @@ class Matching {
     // Tells how many songs of each emptied folder were not found elsewhere, and forgets these.
     void TakeEmptied(std::vector<KeptRows> &left);
 
-    // Asks for each row that has still lost its file whether it stays. `isFree` is false when
-    // another song has its path.
-    using Question = std::function<bool(const KnownRow &row, bool isFree)>;
-    void KeepIf(const Question &stays);
-
-    // Calls `each` with the rows that are left: nothing has been found of them.
-    void ForEachLeft(const std::function<void(const KnownRow &row)> &each);
+    // Asks of each row that has still lost its file whether it stays. `isFree` is false when another
+    // song has its path.
+    void ForEachLeft(const std::function<bool(const KnownRow &row, bool isFree)> &stays);
 
     // The rows that are left are in the temporary table "lost", by their ids; none without it.
     bool HasLeft();
@@ -94,8 +98,7 @@ class Matching {
     std::unordered_set<std::int64_t> lostSizes_;  // hashes of size and owner, of rows
     std::unordered_set<std::int64_t> readSizes_;  // the same of files
     std::set<std::pair<std::int64_t, unsigned>> outOfReach_;
-    std::size_t held_ = 0;
-    std::map<std::size_t, std::shared_ptr<FolderSheets>> unusable_;  // sheets of files that wait
+    std::vector<ReadWork> held_;  // by their numbers
 };
 
 }  // namespace varnindex

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "varn/packageconf.h"
+#include "varn/path.h"
 
 namespace varnindex {
 namespace {
@@ -102,28 +103,16 @@ void ReadPassedOver() {
     PassedOver() = ConfiguredPassedOver();
 }
 
-std::string FolderOf(const std::string &path) {
-    return path.substr(0, std::max<std::size_t>(path.rfind('/'), 1));
-}
-
 std::string NameOf(const std::string &path) {
     return path.substr(path.rfind('/') + 1);
 }
 
-bool IsBelow(std::string_view folder, std::string_view path) {
-    return folder == "/" || (path.starts_with(folder) &&
-                             (path.size() == folder.size() || path[folder.size()] == '/'));
-}
-
 std::string_view PassedOverPart(std::string_view folder, std::string_view path) {
-    std::string_view rest = path.substr(folder.size());
-    while (!rest.empty()) {
-        rest.remove_prefix(rest.front() == '/' ? 1 : 0);
-        const std::string_view name = rest.substr(0, rest.find('/'));
+    std::string_view rest = varn::PathBelow(folder, path).value_or("");
+    for (auto name = varn::TakeComponent(rest); !name.empty(); name = varn::TakeComponent(rest)) {
         if (IsPassedOver(name)) {
             return name;
         }
-        rest.remove_prefix(name.size());
     }
     return {};
 }

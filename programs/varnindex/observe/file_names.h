@@ -28,12 +28,8 @@ void ReadPassedOver();
 // The folder of extended attributes.
 inline constexpr std::string_view kAttributeFolder = "@eaDir";
 
-// The folder that a path lies in, and its last part.
-std::string FolderOf(const std::string &path);
+// The last part of a path.
 std::string NameOf(const std::string &path);
-
-// True when `path` is `folder` or lies below it; neither has a slash at its end, but for "/".
-bool IsBelow(std::string_view folder, std::string_view path);
 
 // The first such name in the part of `path` that lies below `folder`; "" when there is none.
 std::string_view PassedOverPart(std::string_view folder, std::string_view path);

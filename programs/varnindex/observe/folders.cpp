@@ -8,8 +8,10 @@
 
 #include "tonvale/paths.h"
 #include "varn/account.h"
+#include "varn/handles.h"
 #include "varn/host.h"
 #include "varn/packageconf.h"
+#include "varn/path.h"
 #include "varn/systempath.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/observe/walk.h"
@@ -24,30 +26,10 @@ std::string Normal(const std::string &path) {
     return ordered.front();
 }
 
-// What to walk for one path.
-fs::path FolderToWalk(const OwnedFolder &configured, fs::path path) {
-    std::error_code error;
-    while (path != configured.path && !fs::is_directory(path, error)) {
-        path = path.parent_path();
-    }
-    return path;
-}
-
-bool HasAccount(unsigned userid) {
-    PVARN_USER user = nullptr;
-    const bool found = VARNUserGetByUID(userid, &user) == 0;
-    VARNUserFree(user);
-    return found;
-}
-
 // Whose a home music folder is that no listed account has.
 unsigned OwnerOfUnlisted(const std::string &name, const fs::path &music) {
-    PVARN_USER user = nullptr;
-    const bool found =
-        AudioFile::GetHomeMusicPath(name) == music && VARNUserGet(name.c_str(), &user) == 0;
-    const unsigned owner = found ? user->uid : kNobody;
-    VARNUserFree(user);
-    return owner;
+    const varn::User user = varn::UserByName(name.c_str());
+    return user && AudioFile::GetHomeMusicPath(name) == music ? user->uid : kNobody;
 }
 
 // A shared folder around all homes makes nobody's music everybody's: not that of an account which
@@ -58,7 +40,7 @@ void AddUnlistedHomes(const std::vector<std::string> &shared, std::vector<OwnedF
     const fs::path all = fs::canonical(SystemPath(varn::path::kHomes), error);
     const auto isAnyShared = [&](auto is) { return std::any_of(shared.begin(), shared.end(), is); };
     const bool isShared = !error && isAnyShared([&](const std::string &folder) {
-        return IsBelow(Normal(folder), all.native());
+        return varn::PathBelow(Normal(folder), all.native()).has_value();
     });
     std::set<std::string> listed;
     for (const OwnedFolder &home : homes) {
@@ -70,7 +52,7 @@ void AddUnlistedHomes(const std::vector<std::string> &shared, std::vector<OwnedF
     for (fs::directory_iterator at(all, error), end; !error && at != end; at.increment(error)) {
         const fs::path music = at->path() / "music";
         const bool isRegistered = isAnyShared([&](const std::string &folder) {
-            return IsBelow(at->path().native(), Normal(folder));
+            return varn::PathBelow(at->path().native(), Normal(folder)).has_value();
         });
         std::error_code missing;
         if (!listed.contains(music) && !isRegistered && fs::is_directory(music, missing)) {
@@ -134,7 +116,7 @@ void Folders::AddUnlisted(const std::vector<unsigned> &owners) {
         const bool isListed =
             std::any_of(folders_.begin(), folders_.end(),
                         [&](const auto &folder) { return folder.userid == owner; });
-        if (hasHomes_ && owner != 0 && !isListed && HasAccount(owner)) {
+        if (hasHomes_ && owner != 0 && !isListed && varn::UserByUid(owner)) {
             unseen_.push_back(owner);
         }
     }
@@ -149,19 +131,18 @@ std::vector<std::string> Folders::Roots() const {
 }
 
 const OwnedFolder *Folders::Of(const std::string &path) const {
-    const auto isPath = [](const OwnedFolder &folder, const std::string &text) {
+    const auto isBefore = [](const OwnedFolder &folder, const std::string &text) {
         return folder.path < text;
     };
-    std::string above = path;
-    while (!above.empty()) {
-        const auto found = std::lower_bound(folders_.begin(), folders_.end(), above, isPath);
+    for (std::string above = path;; above = varn::FolderOf(above)) {
+        const auto found = std::lower_bound(folders_.begin(), folders_.end(), above, isBefore);
         if (found != folders_.end() && found->path == above) {
             return &*found;
         }
-        const std::size_t slash = above.rfind('/');
-        above.resize(slash == 0 && above.size() > 1 ? 1 : slash == std::string::npos ? 0 : slash);
+        if (above == "/" || above == ".") {
+            return nullptr;
+        }
     }
-    return nullptr;
 }
 
 unsigned Folders::OwnerOf(const std::string &path) const {
@@ -189,9 +170,13 @@ std::vector<std::string> FoldersToWalk(const Folders &folders,
                                        const std::vector<std::string> &paths) {
     std::vector<std::string> result;
     for (const std::string &given : paths) {
-        const std::string path = Normal(given);
+        std::string path = Normal(given);
         if (const OwnedFolder *const configured = folders.Of(path)) {
-            result.push_back(FolderToWalk(*configured, path).string());
+            std::error_code error;
+            while (path != configured->path && !fs::is_directory(path, error)) {
+                path = varn::FolderOf(path);
+            }
+            result.push_back(path);
         }
     }
     return OrderedFolders(result);

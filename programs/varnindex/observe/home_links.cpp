@@ -4,9 +4,10 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <system_error>
 
-#include "varnindex/observe/file_names.h"
+#include "varn/account.h"
+#include "varn/descriptor.h"
+#include "varn/path.h"
 
 namespace varnindex {
 namespace {
@@ -14,8 +15,9 @@ namespace {
 namespace fs = std::filesystem;
 
 bool IsBelowAny(const std::vector<std::string> &places, const std::string &path) {
-    return std::any_of(places.begin(), places.end(),
-                       [&](const std::string &place) { return IsBelow(place, path); });
+    return std::any_of(places.begin(), places.end(), [&](const std::string &place) {
+        return varn::PathBelow(place, path).has_value();
+    });
 }
 
 }  // namespace
@@ -28,11 +30,10 @@ const HomeLinks::Home &HomeLinks::HomeOf(const OwnedFolder &folder) {
         return home;
     }
     const fs::path path = folder.path;
-    std::error_code error;
-    home.places.push_back((fs::canonical(path.parent_path(), error) / path.filename()).string());
-    const std::string real = fs::canonical(path, error).string();
+    home.places.push_back(fs::path(varn::RealPath(path.parent_path())) / path.filename());
+    const std::string real = varn::RealPath(path);
     struct stat info {};
-    if (error || ::stat(real.c_str(), &info) != 0) {
+    if (real.empty() || ::stat(real.c_str(), &info) != 0) {
         return home;  // nothing is there
     }
     home.isForeign = !IsBelowAny(home.places, real) && info.st_uid != folder.userid;
@@ -46,16 +47,9 @@ unsigned HomeLinks::RequiredOwner(const std::string &path, int descriptor) {
         return 0;
     }
     const Home &home = HomeOf(*folder);
-    if (home.isForeign) {
-        return kNobody;
-    }
-    std::error_code error;
-    const std::string real =
-        (descriptor < 0 ? fs::canonical(path, error)
-                        : fs::read_symlink("/proc/self/fd/" + std::to_string(descriptor), error))
-            .string();
-    if (error) {
-        return kNobody;  // it has changed since it was found
+    const std::string real = descriptor < 0 ? varn::RealPath(path) : varn::PathOfOpen(descriptor);
+    if (home.isForeign || real.empty()) {  // it has changed since it was found
+        return varn::kNoUser;
     }
     return IsBelowAny(home.places, real) ? 0 : folder->userid;
 }

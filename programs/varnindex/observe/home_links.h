@@ -1,4 +1,4 @@
-// Links in the users' homes: whoever may put links into a folder must not make other users' songs
+// Links in the users' homes: a user who puts links into a folder must not make other users' songs
 // his own by that.
 #pragma once
 
@@ -15,13 +15,11 @@ class HomeLinks {
     // `folders` outlives it.
     explicit HomeLinks(const Folders &folders) : folders_(folders) {}
 
-    static constexpr unsigned kNobody = ~0U;
-
     // The user to whom what is at `path` has to belong for being indexed, in a home and reached by
-    // a link that leads out of it: the home's owner, or kNobody where the home's folder is itself a
-    // link to what is not his. 0 anywhere else. With a descriptor of what was found there the
+    // a link that leads out of it: the home's owner, or varn::kNoUser where the home's folder is itself a
+    // link to what is not his. 0 anywhere else. With a descriptor of what was found there (or -1) the
     // answer is about that, whatever is put in its place meanwhile.
-    unsigned RequiredOwner(const std::string &path, int descriptor = -1);
+    unsigned RequiredOwner(const std::string &path, int descriptor);
 
     // The user in whose home a path is; 0 anywhere else.
     unsigned OwnerOfHome(const std::string &path) const { return folders_.OwnerOf(path); }

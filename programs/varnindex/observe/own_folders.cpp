@@ -1,17 +1,15 @@
 #include "varnindex/observe/own_folders.h"
 
 #include <fcntl.h>
-#include <unistd.h>
 
-#include <algorithm>
-#include <cerrno>
-#include <cstdio>
 #include <filesystem>
-#include <string_view>
+#include <sstream>
+#include <string>
 #include <system_error>
-#include <utility>
+#include <vector>
 
 #include "varn/host.h"
+#include "varn/path.h"
 #include "varn/replace_file.h"
 #include "varn/systempath.h"
 #include "varnindex/descriptor.h"
@@ -20,16 +18,10 @@
 namespace varnindex {
 namespace {
 
-constexpr const char kAllPlaces[] =
-    "SELECT FROM (SELECT path, userid FROM track UNION ALL SELECT path, 0 FROM directory"
-    " UNION ALL SELECT path, 0 FROM playlist"
-    " UNION ALL SELECT path, userid FROM personal_directory"
-    " UNION ALL SELECT path, userid FROM personal_playlist) t WHERE ";
-
 constexpr std::size_t kMostBytes = 16U << 20;
 
-std::string ListPath() {
-    return SystemPath(varn::path::kIndexedList);
+bool IsOnlyRoot() {
+    return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate;
 }
 
 std::string ReadText(const std::string &path) {
@@ -44,77 +36,62 @@ std::string ReadText(const std::string &path) {
     return std::move(*text);
 }
 
-std::vector<std::string> ReadList() {
-    const std::string text = ReadText(ListPath());
+std::vector<std::string> Remembered() {
+    std::istringstream text(ReadText(SystemPath(varn::path::kIndexedList)));
     std::vector<std::string> folders;
-    for (std::size_t start = 0; start < text.size();) {
-        const std::size_t end = std::min(text.find('\n', start), text.size());
-        if (text[start] == '/') {
-            folders.push_back(text.substr(start, end - start));
-        }
-        start = end + 1;
-    }
-    return OrderedFolders(folders);
-}
-
-std::vector<std::string> Both(std::vector<std::string> folders,
-                              const std::vector<std::string> &more) {
-    folders.insert(folders.end(), more.begin(), more.end());
-    return OrderedFolders(folders);
-}
-
-}  // namespace
-
-OwnFolders::OwnFolders(const Folders &folders)
-    : folders_(folders), registered_(folders.Roots()), remembered_(ReadList()) {}
-
-Scope OwnFolders::Answered() const {
-    return Scope(Both(registered_, remembered_));
-}
-
-void OwnFolders::Remember(Reporter &reporter) const {
-    std::vector<std::string> both = Both(registered_, remembered_);
-    if (both != remembered_) {
-        Write(both, reporter);
-    }
-}
-
-void OwnFolders::ForgetRemoved(Database &database, bool purge, Reporter &reporter) const {
-    std::vector<std::string> left = registered_;
-    for (const std::string &folder : remembered_) {
-        const bool isRegistered = folders_.Of(folder) != nullptr;
-        if (!isRegistered && !purge && IsHeldBack(database, folder)) {
-            left.push_back(folder);
+    for (std::string line; std::getline(text, line);) {
+        if (line.starts_with('/')) {
+            folders.push_back(line);
         }
     }
-    Write(OrderedFolders(left), reporter);
+    return folders;
 }
 
-bool OwnFolders::IsHeldBack(Database &database, const std::string &folder) const {
-    const std::string below = ScopeCondition(Scope({folder}), true);
-    return database
-               .Query(kAllPlaces + ("(" + below + ") AND ") + folders_.UnseenCondition() +
-                      " LIMIT 1")
-               .Count() > 0;
+std::vector<std::string> RegisteredAnd(const Folders &folders, std::vector<std::string> more) {
+    const std::vector<std::string> registered = folders.Roots();
+    more.insert(more.end(), registered.begin(), registered.end());
+    return OrderedFolders(more);
 }
 
 // A line cannot hold every path; where a folder has such a name, its rows go only while it is
 // registered.
-void OwnFolders::Write(const std::vector<std::string> &folders, Reporter &reporter) const {
+void Write(const std::vector<std::string> &folders, Reporter &reporter) {
+    const std::string path = SystemPath(varn::path::kIndexedList);
     std::string text;
     for (const std::string &folder : folders) {
         text += folder.find('\n') == folder.npos ? folder + "\n" : "";
     }
     try {
-        if (text != ReadText(ListPath())) {
-            const std::string path = ListPath();
-            std::filesystem::create_directories(std::filesystem::path(path).parent_path());
+        if (text != ReadText(path)) {
+            std::filesystem::create_directories(varn::FolderOf(path));
             if (!varn::ReplaceFile(path, text, 0644)) {
                 throw SystemError(path);
             }
         }
     } catch (const std::system_error &error) {
         reporter.Warn(std::string("the list of indexed folders cannot be kept: ") + error.what());
+    }
+}
+
+}  // namespace
+
+Scope AnsweredFor(const Folders &folders) {
+    return IsOnlyRoot() ? Scope::WholeLibrary() : Scope(RegisteredAnd(folders, Remembered()));
+}
+
+void RememberFolders(const Folders &folders, Reporter &reporter) {
+    if (!IsOnlyRoot()) {
+        Write(RegisteredAnd(folders, Remembered()), reporter);
+    }
+}
+
+void ForgetFolders(Database &database, const Folders &folders, Reporter &reporter) {
+    if (!IsOnlyRoot()) {
+        std::vector<std::string> left = Remembered();
+        std::erase_if(left, [&](const std::string &folder) {
+            return folders.Of(folder) != nullptr || !HasRows(database, folder);
+        });
+        Write(RegisteredAnd(folders, std::move(left)), reporter);
     }
 }
 

@@ -6,7 +6,7 @@
 
 namespace varnindex {
 
-// Behind the walk a link may be put in a file's place, in a home to what is not its owner's: what
+// After the walk a link may be put in a file's place, in a home to what is not its owner's: what
 // is opened has to be the same file, or the owner's.
 struct SeenFile {
     dev_t device = 0;

@@ -13,6 +13,7 @@
 #include <filesystem>
 #include <memory>
 
+#include "varn/path.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/names.h"
@@ -96,13 +97,9 @@ std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders)
     return result;
 }
 
-Walk::Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders *library,
+Walk::Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders &library,
            StopQuestion isStopped)
-    : folders_(std::move(folders)),
-      roots_(folders_),
-      wanted_(wanted),
-      library_(library),
-      isStopped_(isStopped) {
+    : folders_(std::move(folders)), wanted_(wanted), library_(library), isStopped_(isStopped) {
     std::reverse(folders_.begin(), folders_.end());
 }
 
@@ -134,93 +131,47 @@ std::optional<Found> Walk::EnterRoot(const std::string &path) {
         return Other(Found::Kind::kBlocked, path, "the name is not UTF-8");
     }
     const std::string folder = NameOfFolder(path);
-    const std::string *const root = library_ != nullptr ? library_->RootOf(folder) : nullptr;
+    const std::string *const root = library_.RootOf(folder);
     if (root != nullptr && !PassedOverPart(*root, folder).empty()) {
         return std::nullopt;
     }
-    return Enter(path, Reached::kAsRoot);
+    return Enter(path, library_.WayTo(folder));
 }
 
 // Of the folders on the way down those above were asked before; a walk of a part begins below them.
-bool Walk::IsWithoutMusic(const std::string &path, Reached reached) const {
-    const std::string folder = NameOfFolder(path);
+bool Walk::IsWithoutMusic(const std::string &folder) const {
     return withoutMusic_.contains(folder) ||
-           (reached == Reached::kAsRoot &&
+           (levels_.empty() &&
             std::any_of(withoutMusic_.begin(), withoutMusic_.end(),
-                        [&](const std::string &above) { return IsBelow(above, folder); }));
-}
-
-bool Walk::IsLinkedRoot(const std::string &path) {
-    return library_ != nullptr && library_->IsBehindLink(NameOfFolder(path));
+                        [&](const std::string &above) { return varn::PathBelow(above, folder); }));
 }
 
 // A folder that somebody has registered is where a disk is mounted, if anywhere. A stray file in
 // the mount point does not tell that its songs were thrown away.
-bool Walk::IsWholeRoot(const std::string &path) const {
-    const std::string folder = NameOfFolder(path);
-    const std::string *const root = library_ != nullptr ? library_->RootOf(folder) : nullptr;
-    return levels_.empty() && (library_ == nullptr || (root != nullptr && *root == folder));
-}
-
-// Whether the library has a folder at the link that leads to it.
-Walk::Behind Walk::LookBehindLink(const std::string &path, Reached reached, const struct stat &info,
-                                  bool isForeign) {
-    const std::string folder = NameOfFolder(path);
-    if (library_ != nullptr) {
-        if (isForeign && !library_->LibraryPath(folder)) {
-            return Behind::kRefused;
-        }
-        const bool goesOn =
-            !library_->LeavesOut(folder) && seen_.emplace(info.st_dev, info.st_ino).second;
-        return goesOn ? Behind::kGoesOn : Behind::kLeftOut;
-    }
-    if (!realRoots_) {
-        realRoots_.emplace(roots_);
-    }
-    std::error_code error;
-    const std::string real = reached == Reached::kThroughLink
-                                 ? std::filesystem::canonical(folder, error).string()
-                                 : std::string();
-    const bool isElsewhere = realRoots_->IsRoot(info.st_dev, info.st_ino) ||
-                             (!real.empty() && realRoots_->DirectPath(real));
-    if (isElsewhere || isForeign || !seen_.emplace(info.st_dev, info.st_ino).second) {
-        links_.leftOut.insert(folder);
-        return isElsewhere || !isForeign ? Behind::kLeftOut : Behind::kRefused;
-    }
-    if (!real.empty()) {
-        links_.taken.emplace(folder, real);
-    }
-    return Behind::kGoesOn;
+bool Walk::IsWholeRoot(const std::string &folder) const {
+    const std::string *const root = library_.RootOf(folder);
+    return levels_.empty() && root != nullptr && *root == folder;
 }
 
 // Goes down into a folder. A folder that cannot be read to its end is not entered at all: half of
 // its entries would look as if the others had been deleted.
-std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
+std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
+    if (!way.goesOn) {
+        return std::nullopt;
+    }
     const DirPtr dir = OpenFolder(path);
     struct stat info {};
     if (!dir || ::fstat(::dirfd(dir.get()), &info) != 0) {
         return Other(Found::Kind::kBlocked, path, ErrorText(errno));
     }
-    const bool isLinked =
-        reached == Reached::kThroughLink ||
-        (reached == Reached::kAsRoot ? IsLinkedRoot(path) : levels_.back().isLinked);
+    const std::string folder = NameOfFolder(path);
+    Level level{path, way};
     // Of each folder anew: a link may have come in its place, or on the way to it.
-    const unsigned requiredOwner =
-        homes_ != nullptr ? homes_->RequiredOwner(NameOfFolder(path), ::dirfd(dir.get())) : 0;
-    const bool isForeign = requiredOwner != 0 && requiredOwner != info.st_uid;
-    const Behind behind = isLinked    ? LookBehindLink(path, reached, info, isForeign)
-                          : isForeign ? Behind::kRefused
-                                      : Behind::kGoesOn;
-    if (behind == Behind::kRefused) {
+    level.requiredOwner = library_.RequiredOwner(folder, ::dirfd(dir.get()));
+    level.homeOwner = library_.OwnerOfHome(folder);
+    if (level.requiredOwner != 0 && level.requiredOwner != info.st_uid) {
         return Other(Found::Kind::kRefused, path, HomeLinks::kReason);
     }
-    if (behind == Behind::kLeftOut || IsOnTheWay(info.st_dev, info.st_ino)) {
-        return std::nullopt;
-    }
-    Level level{path, info.st_dev, info.st_ino, {}};
-    level.isLinked = isLinked;
-    level.requiredOwner = requiredOwner;
-    level.homeOwner = homes_ != nullptr ? homes_->OwnerOfHome(NameOfFolder(path)) : 0;
     bool hasNames = false;
     for (;;) {
         StopIfAsked(isStopped_);
@@ -239,48 +190,41 @@ std::optional<Found> Walk::Enter(const std::string &path, Reached reached) {
     if (errno != 0) {
         return Other(Found::Kind::kBlocked, path, ErrorText(errno));
     }
-    std::sort(level.entries.begin(), level.entries.end(),
-              [](const Entry &a, const Entry &b) { return a.key > b.key; });
     if (!hasNames) {
         return Other(Found::Kind::kEmpty, path, "the folder is empty");
     }
-    if (level.entries.empty() && IsWholeRoot(path)) {
+    if (level.entries.empty() && IsWholeRoot(folder)) {
         return Other(Found::Kind::kEmpty, path, "neither music nor a folder is in it");
     }
-    if (IsWithoutMusic(path, reached)) {
+    if (IsWithoutMusic(folder)) {
         return Other(Found::Kind::kEmpty, path, "none of its music is there");
     }
+    std::sort(level.entries.begin(), level.entries.end(),
+              [](const Entry &a, const Entry &b) { return a.found.path > b.found.path; });
     level.sheets = SheetsAmong(level.entries, path);
     levels_.push_back(std::move(level));
     return std::nullopt;
 }
 
+// The entries stand in reverse order.
 std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entries,
                                                 const std::string &folder) {
     std::vector<SheetFile> sheets;
-    for (const Entry &entry : entries) {
-        if (entry.kind && IsSheetName(entry.key) && IsUtf8(entry.key)) {
-            sheets.push_back({entry.key, entry.size, entry.modified, entry.reason, entry.seen});
-        }
-    }
-    if (sheets.empty()) {
-        return nullptr;
-    }
     std::vector<std::string> songs;
-    for (const Entry &entry : entries) {
-        if (entry.kind == Found::Kind::kFile && IsMusicName(entry.key) && IsUtf8(entry.key)) {
-            songs.push_back(entry.key);
+    for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
+        const Found &found = entry->found;
+        if (entry->isFolder || !IsUtf8(found.path)) {
+            continue;
+        }
+        if (IsSheetName(found.path)) {
+            sheets.push_back({found.path, found.size, found.modified, found.reason, found.seen});
+        } else if (found.kind == Found::Kind::kFile && IsMusicName(found.path)) {
+            songs.push_back(found.path);
         }
     }
-    std::reverse(sheets.begin(), sheets.end());  // the entries stand in reverse order
-    std::reverse(songs.begin(), songs.end());
-    return std::make_shared<FolderSheets>(folder, std::move(sheets), std::move(songs));
-}
-
-bool Walk::IsOnTheWay(dev_t device, ino_t inode) const {
-    return std::any_of(levels_.begin(), levels_.end(), [&](const Level &level) {
-        return level.device == device && level.inode == inode;
-    });
+    return sheets.empty()
+               ? nullptr
+               : std::make_shared<FolderSheets>(folder, std::move(sheets), std::move(songs));
 }
 
 // What an entry is, and in a home who has to own it; false with errno set. A link that took the
@@ -296,7 +240,7 @@ bool Walk::LookAt(int folder, const char *name, bool isLink, const Level &level,
     if (!target || ::fstat(target.Get(), &info) != 0) {
         return false;
     }
-    requiredOwner = homes_->RequiredOwner(level.path + name, target.Get());
+    requiredOwner = library_.RequiredOwner(level.path + name, target.Get());
     return true;
 }
 
@@ -306,7 +250,7 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
         type = TypeOf(folder, name);
     }
     if (type == DT_DIR) {
-        level.entries.push_back({std::string(name) + "/"});
+        level.entries.push_back({Other(Found::Kind::kFile, std::string(name) + "/", ""), true});
         return;
     }
     if (type != DT_LNK && type != DT_UNKNOWN && !(type == DT_REG && wanted)) {
@@ -322,44 +266,40 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
         const auto kind = LeadsNowhere(error) ? Found::Kind::kAbsent : Found::Kind::kBlocked;
         // It may have been a file or a folder. The two stand at different places of the order; one
         // of them is enough to be told.
-        level.entries.push_back({name, kind, ErrorText(error)});
-        level.entries.push_back({std::string(name) + "/", Found::Kind::kAbsent, ErrorText(error)});
+        level.entries.push_back({Other(kind, name, ErrorText(error))});
+        level.entries.push_back(
+            {Other(Found::Kind::kAbsent, std::string(name) + "/", ErrorText(error))});
     } else if (S_ISDIR(info.st_mode)) {
-        level.entries.push_back({std::string(name) + "/", std::nullopt, {}, type == DT_LNK});
+        level.entries.push_back(
+            {Other(Found::Kind::kFile, std::string(name) + "/", ""), true, type == DT_LNK});
     } else if (S_ISREG(info.st_mode) && wanted) {
-        if (owner != 0 && owner != info.st_uid) {
-            level.entries.push_back({name, Found::Kind::kRefused, HomeLinks::kReason});
-            return;
-        }
-        level.entries.push_back({name,
-                                 Found::Kind::kFile,
-                                 {},
-                                 type == DT_LNK,
-                                 info.st_size,
-                                 Microseconds(info.st_mtim),
-                                 {info.st_dev, info.st_ino, level.homeOwner}});
+        const bool isForeign = owner != 0 && owner != info.st_uid;
+        Found found = isForeign ? Other(Found::Kind::kRefused, name, HomeLinks::kReason)
+                                : Other(Found::Kind::kFile, name, "");
+        found.size = info.st_size;
+        found.modified = Microseconds(info.st_mtim);
+        found.seen = {info.st_dev, info.st_ino, level.homeOwner};
+        level.entries.push_back({std::move(found)});
     }
 }
 
 std::optional<Found> Walk::Take(Entry entry) {
-    const std::string path = levels_.back().path + entry.key;
-    if (!IsUtf8(entry.key)) {
-        return Other(Found::Kind::kRefused, path, "the name is not UTF-8");
-    }
-    if (path.size() >= PATH_MAX) {
-        return Other(Found::Kind::kRefused, path, "the path is too long");
-    }
-    if (!entry.kind) {
-        return Enter(path, entry.isLink ? Reached::kThroughLink : Reached::kDirectly);
-    }
     const Level &level = levels_.back();
-    Found found = Other(*entry.kind, path, std::move(entry.reason));
-    found.size = entry.size;
-    found.modified = entry.modified;
+    Found &found = entry.found;
+    const bool isUtf8 = IsUtf8(found.path);
+    found.path.insert(0, level.path);
+    if (!isUtf8) {
+        return Other(Found::Kind::kRefused, found.path, "the name is not UTF-8");
+    }
+    if (found.path.size() >= PATH_MAX) {
+        return Other(Found::Kind::kRefused, found.path, "the path is too long");
+    }
+    if (entry.isFolder) {
+        return Enter(found.path, library_.Step(level.way, NameOfFolder(found.path), entry.isLink));
+    }
     found.sheets = level.sheets;
     found.hasAttributes = level.hasAttributes;
-    found.seen = entry.seen;
-    return found;
+    return std::move(found);
 }
 
 }  // namespace varnindex

@@ -24,25 +24,24 @@ constexpr const char kNumbered[] =
     "SELECT FROM virtual_info_track i JOIN track v ON v.id = i.track"
     " WHERE i.file_track = @VARN:INT AND v.track = ANY ('{@VARN:NEVAR}') LIMIT 1";
 
-bool IsTrack(const Rows &rows, int row, const VirtualSong &track) {
+bool IsTrack(const varn::Row &row, const VirtualSong &track) {
     const Song &song = track.song;
     const auto is = [&](const char *column, const std::string &text) {
-        return text == rows.Field(row, column);
+        return text == row.Text(column);
     };
-    return rows.Number(row, "track") == song.track && is("title", song.title) &&
-           varn::LeadingNumber<float>(rows.Field(row, "duration")) == song.duration &&
+    return row.Number("track") == song.track && is("title", song.title) &&
+           varn::LeadingNumber<float>(row.Text("duration")) == song.duration &&
            is("agg_genre", JoinGenres(song.genres)) && is("comment", song.comment) &&
-           rows.Number(row, "year") == song.year && is("artist", song.artist) &&
+           row.Number("year") == song.year && is("artist", song.artist) &&
            is("composer", song.composer) && is("album", song.album) &&
-           is("album_artist", song.albumArtist) &&
-           rows.Number(row, "audio_offset") == track.offset &&
+           is("album_artist", song.albumArtist) && row.Number("audio_offset") == track.offset &&
            is("cue_sheet_path", track.sheetPath);
 }
 
 UsedSheet ReadUsedSheet(Database &database, int id) {
     const Rows rows = database.Query(Made(varn::Sql(kUsedSheet, id)));
     return rows.Count() == 0 ? UsedSheet()
-                             : UsedSheet{rows.Field(0, "sheet"), *rows.Field(0, "embedded") == 't'};
+                             : UsedSheet{rows[0].Text("sheet"), *rows[0].Text("embedded") == 't'};
 }
 
 bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers) {
@@ -82,7 +81,7 @@ bool HasTracks(Database &database, int id, const std::vector<VirtualSong> &track
         return false;
     }
     for (int row = 0; row < rows.Count(); ++row) {
-        if (!IsTrack(rows, row, tracks[static_cast<std::size_t>(row)])) {
+        if (!IsTrack(rows[row], tracks[static_cast<std::size_t>(row)])) {
             return false;
         }
     }

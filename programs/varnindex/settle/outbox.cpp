@@ -7,7 +7,6 @@
 #include <system_error>
 
 #include "varn/sql.h"
-#include "varnindex/observe/links.h"
 #include "varnindex/read/names.h"
 #include "varnindex/settle/shared_lists.h"
 #include "varnindex/settle/stars.h"
@@ -35,43 +34,40 @@ constexpr const char kNoteCopied[] =
     " SELECT o.id, CASE WHEN o.is_virtual THEN o.track ELSE -1 END, o.path, n.path"
     " FROM batch b JOIN track o ON o.id = b.old JOIN track n ON n.id = b.new";
 
-// Paths with what is known of them now; those without a song first, because two paths may lead to
-// one place. Of several rows that have a path for the moment, the one that has come there counts. A
-// song that leaves a path, or comes to one, decides about the records of all numbers there.
+// The paths of some lines with what is known of them now; those without a song first, because two
+// paths may lead to one place. Of several rows that have a path for the moment, the one that has
+// come there counts. A song that leaves a path, or comes to one, decides about the records of all
+// numbers there.
 constexpr const char kPlaces[] =
-    "SELECT place, number, is_move OR place IN (SELECT path FROM outbox WHERE moved_to IS NOT NULL"
-    " UNION ALL SELECT moved_to FROM outbox WHERE moved_to IS NOT NULL) AS is_move,"
-    " EXISTS (SELECT FROM track t WHERE t.path = place"
-    " AND NOT t.is_virtual) AS is_there, (SELECT string_agg(r.userid || '=' || r.star, E'\\n'"
-    " ORDER BY r.userid) FROM rating_track r WHERE r.star > 0 AND r.track = (SELECT t.id FROM "
-    "track t"
-    " WHERE t.path = place AND CASE WHEN t.is_virtual THEN t.track ELSE -1 END = number"
-    " ORDER BY t.id = song DESC, t.id DESC LIMIT 1)) AS stars FROM"
-    " (SELECT place, number, max(song) AS song, bool_or(is_move) AS is_move FROM"
+    "WITH due AS (SELECT * FROM outbox WHERE @VARN:NEVAR) SELECT place, number,"
+    " bool_or(bool_or(is_move)) OVER (PARTITION BY place) AS is_move,"
+    " EXISTS (SELECT FROM track t WHERE t.path = place AND NOT t.is_virtual) AS is_there,"
+    " (SELECT string_agg(r.userid || '=' || r.star, E'\\n' ORDER BY r.userid) FROM rating_track r"
+    " WHERE r.star > 0 AND r.track = (SELECT t.id FROM track t WHERE t.path = place"
+    " AND CASE WHEN t.is_virtual THEN t.track ELSE -1 END = number"
+    " ORDER BY t.id = max(song) DESC, t.id DESC LIMIT 1)) AS stars FROM"
     " (SELECT path AS place, number, 0 AS song, moved_to IS NOT NULL AS is_move FROM due UNION ALL"
     " SELECT moved_to, number, song, true FROM due WHERE moved_to IS NOT NULL) p"
-    " GROUP BY place, number) places ORDER BY is_there";
+    " GROUP BY place, number ORDER BY is_there";
 
 bool IsGone(const std::string &path) {
     struct stat info {};
     return ::lstat(path.c_str(), &info) != 0 && errno == ENOENT;
 }
 
-// Writes the records of some lines of the outbox, which are the rows of `due`.
-void SettleRecords(Database &database, const std::string &due, LinkedFolders &links,
+void SettleRecords(Database &database, const std::string &condition, const LinkedFolders &library,
                    std::vector<std::string> &problems) {
-    const Rows rows = database.Query("WITH due AS (" + due + ") " + kPlaces);
-    for (int row = 0; row < rows.Count(); ++row) {
-        const std::string path = rows.Field(row, "place");
-        const int number = static_cast<int>(rows.Number(row, "number"));
-        const bool isThere = *rows.Field(row, "is_there") == 't';
+    for (const varn::Row row : database.Query(Made(varn::Sql(kPlaces, condition)))) {
+        const std::string path = row.Text("place");
+        const int number = static_cast<int>(row.Number("number"));
+        const bool isThere = *row.Text("is_there") == 't';
         // The records of other songs are where a link has taken a folder's place.
-        if ((!isThere && links.IsBehindLink(path)) ||
-            (*rows.Field(row, "is_move") != 't' && !IsGone(path))) {
+        if ((!isThere && library.WayTo(path).links > 0) ||
+            (*row.Text("is_move") != 't' && !IsGone(path))) {
             continue;
         }
         const std::string record = number < 0 ? path : TrackRecordPath(path, number);
-        if (!StoreStars(record, ParseStars(rows.Field(row, "stars")))) {
+        if (!StoreStars(record, ParseStars(row.Text("stars")))) {
             problems.push_back(Printable(path) + ": its rating record cannot be kept: " +
                                std::generic_category().message(errno));
         }
@@ -97,28 +93,12 @@ void NoteCopied(Database &database) {
 }
 
 std::vector<std::string> SettleOutbox(Database &database, const Scope &scope,
-                                      const std::vector<std::string> &roots) {
+                                      const LinkedFolders &library) {
     std::vector<std::string> problems;
     const std::string own = "(" + ScopeCondition(scope, true) + ")";
-    std::set<std::string> lists;
-    LinkedFolders links(roots);
-    std::string done = "0";
-    for (;;) {
-        const std::string next = own + " AND id > " + done;
-        const Rows rows = database.Query(
-            "SELECT coalesce(max(id), 0) AS last FROM (SELECT id FROM outbox WHERE " + next +
-            " ORDER BY id LIMIT 1000) due");
-        if (rows.Number(0, "last") == 0) {
-            break;
-        }
-        if (done == "0") {
-            lists = SettleSharedLists(database, own, problems);
-        }
-        done = rows.Field(0, "last");
-        SettleRecords(database, "SELECT * FROM outbox WHERE " + next + " AND id <= " + done, links,
-                      problems);
-    }
-    if (done != "0") {
+    if (database.Query("SELECT FROM outbox WHERE " + own + " LIMIT 1").Count() > 0) {
+        const std::set<std::string> lists = SettleSharedLists(database, own, problems);
+        SettleRecords(database, own, library, problems);
         Transaction transaction(database);
         database.Execute("DELETE FROM outbox WHERE " + own);
         ForgetWritten(database, lists);

@@ -11,6 +11,7 @@
 
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
+#include "varnindex/observe/links.h"
 
 namespace varnindex {
 
@@ -31,10 +32,10 @@ void NoteCopied(Database &database);
 // Works the outbox off, below the scope alone: another root's files may not be there for this one.
 // Names moved songs by their new paths in the lists of shared songs, and makes rating records what
 // the library knows of the rows that are there, whatever came along with a file. A record without a
-// row goes with its song, but stays when a link to a folder leads there, below `roots`. Doing it
+// row goes with its song, but stays when a link to a folder of the library leads there. Doing it
 // twice does no harm. To be called outside of a transaction, and while no other thread depends on
 // the process's account. Returns what went wrong, for a person.
 std::vector<std::string> SettleOutbox(Database &database, const Scope &scope,
-                                      const std::vector<std::string> &roots);
+                                      const LinkedFolders &library);
 
 }  // namespace varnindex

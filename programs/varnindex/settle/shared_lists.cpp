@@ -6,11 +6,8 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <chrono>
-#include <climits>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string_view>
@@ -19,7 +16,10 @@
 #include <unordered_map>
 
 #include "tonvale/paths.h"
+#include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/handles.h"
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "varn/run_as.h"
 #include "varn/sql.h"
@@ -31,9 +31,7 @@ namespace varnindex {
 namespace {
 
 constexpr const char kLinks[] =
-    "SELECT DISTINCT user_id, path FROM playlist_sharing"
-    " WHERE playlist_id = 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__'";
-constexpr const char kName[] = "/__VARN_AUDIO_SHARED_SONGS__.m3u";
+    "SELECT DISTINCT user_id, path FROM playlist_sharing WHERE playlist_id = '@VARN:VAR'";
 constexpr const char kEntries[] =
     "SELECT path || track AS old, moved_to || track AS new FROM (SELECT *, CASE WHEN number < 0"
     " THEN '' ELSE '_' || number END AS track FROM outbox WHERE moved_to IS NOT NULL AND ";
@@ -45,6 +43,8 @@ constexpr const char kNoteWritten[] =
 constexpr int kMostTries = 100;
 constexpr std::chrono::milliseconds kPause(50);
 
+using Tonvale::webapi::playlist::kSharedSongsId;
+using Tonvale::webapi::playlist::kSharedSongsKey;
 using Entries = std::unordered_map<std::string, std::string>;  // old to new
 
 // None with errno set.
@@ -56,30 +56,6 @@ Descriptor OpenList(const std::string &list) {
         errno = EINVAL;
     }
     return file;
-}
-
-// None with errno set, which is EAGAIN while somebody else writes it. The library's writers empty a
-// list before they ask for its lock, and give up where they do not get it: the lock is not kept
-// while it is read, and a list without a line, which none of them leaves, is being written.
-std::optional<std::string> ReadList(const std::string &list) {
-    const varn::RunAs account(varn::Who::kPackage);
-    if (!account) {
-        errno = EPERM;
-        return std::nullopt;
-    }
-    const Descriptor file = OpenList(list);
-    struct stat info {};
-    if (!file || ::fstat(file.Get(), &info) != 0) {
-        return std::nullopt;
-    }
-    if (info.st_size == 0) {
-        errno = EAGAIN;
-        return std::nullopt;
-    }
-    if (::flock(file.Get(), LOCK_SH | LOCK_NB) != 0 || ::flock(file.Get(), LOCK_UN) != 0) {
-        return std::nullopt;
-    }
-    return ReadWhole(file, varn::kMostPlaylistBytes);
 }
 
 bool IsAt(const std::string &path, const Descriptor &file) {
@@ -110,29 +86,6 @@ bool WriteInPlace(const Descriptor &file, std::string_view text) {
     return false;
 }
 
-// Writes a list that holds `old` still, or nothing because a writer has given up. False with errno
-// set, which is EAGAIN where somebody else writes it or has written it.
-bool ReplaceList(const std::string &list, std::string_view old, std::string_view text) {
-    const varn::RunAs account(varn::Who::kPackage);
-    if (!account) {
-        errno = EPERM;
-        return false;
-    }
-    const Descriptor file = OpenList(list);
-    if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
-        return false;
-    }
-    const std::optional<std::string> now = ReadWhole(file, varn::kMostPlaylistBytes);
-    if (!now) {
-        return false;
-    }
-    if (!IsAt(list, file) || (!now->empty() && *now != old)) {
-        errno = EAGAIN;
-        return false;
-    }
-    return WriteInPlace(file, text);
-}
-
 // With its entries that move.
 std::string Renamed(const std::string &list, std::string_view text, const Entries &moves) {
     const std::string folder = varn::PlaylistFolder(list);
@@ -160,19 +113,37 @@ bool IsWritten(Database &database, const std::string &list, std::int64_t content
                .Count() > 0;
 }
 
+// False with errno set, which is EAGAIN while somebody else writes the list. The library's writers
+// empty a list before they ask for its lock, and give up where they do not get it: a list without a
+// line, which none of them leaves, is being written.
+bool TryMoveIn(Database &database, const std::string &list, const Entries &moves) {
+    const auto hashOf = [](std::string_view text) { return Hasher().Add(text).Value(); };
+    const varn::RunAs account(varn::Who::kPackage);
+    const Descriptor file = account ? OpenList(list) : Descriptor();
+    if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
+        return false;
+    }
+    const std::optional<std::string> text = ReadWhole(file, varn::kMostPlaylistBytes);
+    if (!text) {
+        return false;
+    }
+    if (text->empty() || !IsAt(list, file)) {
+        errno = EAGAIN;
+        return false;
+    }
+    const std::string renamed = Renamed(list, *text, moves);
+    if (renamed == *text || IsWritten(database, list, hashOf(*text))) {
+        return true;
+    }
+    database.Execute(Made(varn::Sql(kNoteWritten, list, std::to_string(hashOf(renamed)))));
+    return WriteInPlace(file, renamed);
+}
+
 // False with errno set. A list that is not there has nothing to follow.
 bool MoveIn(Database &database, const std::string &list, const Entries &moves) {
-    const auto hashOf = [](std::string_view text) { return Hasher().Add(text).Value(); };
     for (int tries = 0; tries < kMostTries; ++tries) {
-        if (const std::optional<std::string> text = ReadList(list)) {
-            const std::string renamed = Renamed(list, *text, moves);
-            if (renamed == *text || IsWritten(database, list, hashOf(*text))) {
-                return true;
-            }
-            database.Execute(Made(varn::Sql(kNoteWritten, list, std::to_string(hashOf(renamed)))));
-            if (ReplaceList(list, *text, renamed)) {
-                return true;
-            }
+        if (TryMoveIn(database, list, moves)) {
+            return true;
         }
         if (errno != EAGAIN) {
             return errno == ENOENT;
@@ -185,23 +156,20 @@ bool MoveIn(Database &database, const std::string &list, const Entries &moves) {
 
 // Where a user's list belongs; "" for what is no user.
 std::string ListOf(std::int64_t userid) {
-    PVARN_USER found = nullptr;
-    VARNUserGetByUID(static_cast<uid_t>(userid), &found);
-    const std::unique_ptr<VARN_USER, decltype(&VARNUserFree)> user(found, VARNUserFree);
-    std::array<char, PATH_MAX> folder;
+    const varn::User user = varn::UserByUid(static_cast<uid_t>(userid));
+    varn::PathBuffer folder;
     return user && VARNUserPreferenceDirGet(user->szName, folder.data(), folder.size()) == 0
-               ? std::string(folder.data()) + kName
+               ? std::string(folder.data()) + "/" + kSharedSongsKey + ".m3u"
                : "";
 }
 
 // Links with other paths are those of another root's users, or nobody's.
 std::set<std::string> OwnLists(Database &database) {
     std::set<std::string> lists;
-    const Rows links = database.Query(kLinks);
-    for (int row = 0; row < links.Count(); ++row) {
-        std::string list = ListOf(links.Number(row, "user_id"));
-        if (!list.empty() && list == links.Field(row, "path")) {
-            lists.insert(std::move(list));
+    for (const varn::Row link : database.Query(Made(varn::Sql(kLinks, kSharedSongsId)))) {
+        const std::string list = ListOf(link.Number("user_id"));
+        if (!list.empty() && list == link.Text("path")) {
+            lists.insert(list);
         }
     }
     return lists;
@@ -209,12 +177,11 @@ std::set<std::string> OwnLists(Database &database) {
 
 // No line can have a path with a line break.
 Entries EntriesThatMove(Database &database, const std::string &condition) {
-    const Rows rows = database.Query(kEntries + condition + ") due");
     Entries moves;
-    for (int row = 0; row < rows.Count(); ++row) {
-        const std::string_view to = rows.Field(row, "new");
+    for (const varn::Row row : database.Query(kEntries + condition + ") due")) {
+        const std::string_view to = row.Text("new");
         if (to.find_first_of("\r\n") == to.npos) {
-            moves.emplace(rows.Field(row, "old"), to);
+            moves.emplace(row.Text("old"), to);
         }
     }
     return moves;

@@ -3,14 +3,14 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <charconv>
-#include <climits>
+#include <map>
 #include <optional>
-#include <set>
 #include <string_view>
 #include <unordered_set>
 
+#include "varn/number.h"
+#include "varn/path.h"
+#include "varn/rating_record.h"
 #include "varn/share.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/read/ea_folder.h"
@@ -18,43 +18,23 @@
 namespace varnindex {
 namespace {
 
-constexpr const char kRecordName[] = "VARNAUDIO_SONG_RATING";
 constexpr std::size_t kMaxRecordBytes = 64U << 10;
-constexpr std::size_t kMostUsers = 1000;
 constexpr int kMostStars = 5;
-constexpr const char kTemporary[] = ".rating.tmp";
+constexpr int kLongestWait = 1000;  // milliseconds, for another writer
 
 std::string ReadRecord(const std::string &eaDir) {
     const Descriptor folder = OpenEaFolder(eaDir);
-    const Descriptor file = folder ? OpenEaFile(folder, kRecordName) : Descriptor();
-    std::string text(file ? kMaxRecordBytes : 0, '\0');
-    const ssize_t got = file ? ::read(file.Get(), text.data(), text.size()) : 0;
-    text.resize(static_cast<std::size_t>(std::max<ssize_t>(got, 0)));
-    return text;
+    const Descriptor file = folder ? OpenEaFile(folder, varn::kRatingRecord) : Descriptor();
+    return file ? ReadWhole(file, kMaxRecordBytes).value_or("") : "";
 }
 
 // None for a path that is too long to have one.
 std::optional<std::string> EaDirOf(const std::string &path) {
-    std::array<char, PATH_MAX> folder;
+    varn::PathBuffer folder;
     if (VARNEADirPath(path.c_str(), folder.data(), folder.size()) != 0) {
         return std::nullopt;
     }
     return folder.data();
-}
-
-// Where there is no such folder there is no record.
-bool RemoveRecord(const std::string &eaDir) {
-    const Descriptor folder = OpenEaFolder(eaDir);
-    if (!folder) {
-        return errno == ENOENT || errno == ENOTDIR || errno == ELOOP;
-    }
-    return ::unlinkat(folder.Get(), kRecordName, 0) == 0 || errno == ENOENT;
-}
-
-bool HasStars(const std::string &path, const std::vector<Star> &wanted) {
-    const std::vector<Star> stars = ReadStars(path);
-    const std::set<Star> known(stars.begin(), stars.end());
-    return known == std::set<Star>(wanted.begin(), wanted.end());
 }
 
 std::string_view Trimmed(std::string_view text) {
@@ -62,15 +42,6 @@ std::string_view Trimmed(std::string_view text) {
     const std::size_t first = text.find_first_not_of(kBlanks);
     return first == text.npos ? std::string_view()
                               : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
-// Digits alone; none for what is not in the range of the library's columns.
-std::optional<int> Number(std::string_view digits) {
-    int number = 0;
-    const auto [end, error] = std::from_chars(digits.data(), digits.data() + digits.size(), number);
-    const bool isNumber = !digits.empty() && digits.front() != '-' && error == std::errc() &&
-                          end == digits.data() + digits.size();
-    return isNumber ? std::optional(number) : std::nullopt;
 }
 
 // A line key=value or key="value".
@@ -83,8 +54,8 @@ std::optional<Star> ParseLine(std::string_view line) {
     if (value.starts_with('"')) {
         value = Trimmed(value.substr(1, value.find('"', 1) - 1));
     }
-    const auto user = Number(Trimmed(line.substr(0, equals)));
-    const auto stars = Number(value);
+    const auto user = varn::WholeNumber<int>(Trimmed(line.substr(0, equals)));
+    const auto stars = varn::WholeNumber<int>(value);
     if (!user || !stars || *stars < 1 || *stars > kMostStars) {
         return std::nullopt;
     }
@@ -100,7 +71,7 @@ std::string TrackRecordPath(const std::string &path, int track) {
 std::vector<Star> ParseStars(std::string_view text) {
     std::vector<Star> stars;
     std::unordered_set<int> users;
-    while (!text.empty() && users.size() < kMostUsers) {
+    while (!text.empty()) {
         const std::string_view line = text.substr(0, text.find('\n'));
         text.remove_prefix(std::min(text.size(), line.size() + 1));
         const auto star = ParseLine(line);
@@ -117,26 +88,25 @@ std::vector<Star> ReadStars(const std::string &path) {
 }
 
 bool StoreStars(const std::string &path, const std::vector<Star> &stars) {
-    const std::optional<std::string> eaDir = EaDirOf(path);
-    if (!eaDir) {
-        errno = ENAMETOOLONG;
-        return stars.empty();
+    const std::vector<Star> known = ReadStars(path);
+    std::map<int, int> changes;
+    for (const Star &star : known) {
+        changes[star.userid] = 0;
     }
-    if (stars.empty()) {
-        return RemoveRecord(*eaDir);
-    }
-    if (HasStars(path, stars)) {
-        return true;
-    }
-    std::string text;
     for (const Star &star : stars) {
-        text += std::to_string(star.userid) + "=\"" + std::to_string(star.stars) + "\"\n";
+        changes[star.userid] = star.stars;
     }
-    if (VARNEAMKDir(eaDir->c_str()) != 0) {
-        return errno == ENOENT;
+    for (const Star &star : known) {
+        if (changes[star.userid] == star.stars) {
+            changes.erase(star.userid);
+        }
     }
-    const Descriptor folder = OpenEaFolder(*eaDir);
-    return folder && WriteEaFile(folder, kRecordName, kTemporary, text);
+    return std::all_of(changes.begin(), changes.end(), [&](const auto &change) {
+        const auto kept = varn::KeepRating(path.c_str(), static_cast<uid_t>(change.first),
+                                           static_cast<unsigned>(change.second), kLongestWait);
+        return kept == varn::RatingKept::kYes ||
+               (kept == varn::RatingKept::kNoFolder && errno == ENOENT);
+    });
 }
 
 }  // namespace varnindex

@@ -3,8 +3,6 @@
 #pragma once
 
 #include <optional>
-#include <string>
-#include <utility>
 #include <vector>
 
 #include "varn/notify.h"
@@ -12,40 +10,10 @@
 
 namespace varnindex {
 
-// What a number of notices ask for.
-struct Requests {
-    bool everything = false;         // look at all folders again
-    std::vector<std::string> paths;  // look at these again; what was moved stands with both paths
-    std::vector<std::string> ids;    // playlist rows to remove, in decimal
-
-    void Add(const varn::notify::Notice &notice);
-    bool Empty() const { return !everything && paths.empty() && ids.empty(); }
-};
-
-// The notices of the spool. They stay on disk until Done(), so that the next run finds again what a
-// run that was cut short has not worked off; looking at a path twice does no harm.
-class SpooledNotices {
-  public:
-    SpooledNotices() = default;
-
-    bool Everything() const { return requests_.everything; }
-    const std::vector<std::string> &Paths() const { return requests_.paths; }
-    const std::vector<std::string> &RemovedIds() const { return requests_.ids; }
-    bool Empty() const { return requests_.Empty(); }
-
-    // Removes them for good. Throws std::system_error.
-    void Done();
-
-  private:
-    friend SpooledNotices TakeSpooledNotices();
-
-    Requests requests_;
-    Descriptor taken_;  // locked
-};
-
-// None while another process works them off. Throws std::system_error when the spool is there and
-// cannot be read or moved aside.
-SpooledNotices TakeSpooledNotices();
+// Takes the notices out of the spool; a damaged line asks for everything. A process that is killed
+// before it has done what they ask for loses nothing: the next one begins with a look at all
+// folders. Throws std::system_error when the spool is there and cannot be read or emptied.
+std::vector<varn::notify::Notice> TakeSpooledNotices();
 
 // The local socket at which notices arrive; its file goes with it.
 class NoticeSocket {

@@ -1,7 +1,5 @@
 #include "varnindex/watch/tree_watch.h"
 
-#include <dirent.h>
-#include <fcntl.h>
 #include <sys/inotify.h>
 #include <sys/stat.h>
 
@@ -10,41 +8,18 @@
 #include <climits>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 #include <utility>
 
+#include "varn/path.h"
 #include "varnindex/observe/file_names.h"
 
 namespace varnindex {
 namespace {
 
+namespace fs = std::filesystem;
+
 constexpr std::uint32_t kFolderMask = IN_CLOSE_WRITE | IN_CREATE | IN_DELETE | IN_MOVED_FROM |
                                       IN_MOVED_TO | IN_ATTRIB | IN_ONLYDIR | IN_EXCL_UNLINK;
-
-struct CloseDir {
-    void operator()(DIR *dir) const { ::closedir(dir); }
-};
-
-// The names of the folders in a folder, links to folders included.
-std::vector<std::string> Subfolders(const std::string &path) {
-    std::vector<std::string> names;
-    const std::unique_ptr<DIR, CloseDir> dir(::opendir(path.c_str()));
-    while (const dirent *const entry = dir ? ::readdir(dir.get()) : nullptr) {
-        struct stat info {};
-        const auto type = entry->d_type;
-        const bool isFolder =
-            type == DT_DIR ||
-            ((type == DT_LNK || type == DT_UNKNOWN) &&
-             ::fstatat(::dirfd(dir.get()), entry->d_name, &info, 0) == 0 && S_ISDIR(info.st_mode));
-        if (isFolder && !IsPassedOver(entry->d_name)) {
-            names.emplace_back(entry->d_name);
-        }
-    }
-    // The walk takes the first of several links.
-    std::sort(names.begin(), names.end(),
-              [](const std::string &a, const std::string &b) { return a + "/" < b + "/"; });
-    return names;
-}
 
 // True when a new name is a file that is whole already: a link, symbolic or hard. Anything else is
 // told again when its writer closes it.
@@ -55,106 +30,73 @@ bool IsNewLink(const std::string &path) {
 }
 
 bool IsFolder(const std::string &path) {
-    struct stat info {};
-    return ::stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    std::error_code error;
+    return fs::is_directory(path, error);
 }
 
 }  // namespace
 
-TreeWatch::TreeWatch(NameFilter wanted, bool (*isStopped)())
-    : wanted_(wanted), isStopped_(isStopped), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
+TreeWatch::TreeWatch(StopQuestion isStopped)
+    : isStopped_(isStopped), inotify_(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC)) {
     if (!inotify_) {
         throw SystemError("the system gives no means to watch (fs.inotify.max_user_instances)");
     }
 }
 
-TreeWatch::Identity TreeWatch::IdentityOf(const std::string &path) {
+// True when the folder at a path is the one that is watched.
+bool TreeWatch::IsWatched(const std::string &path) const {
+    const auto known = watches_.find(path);
     struct stat info {};
-    return ::stat(path.c_str(), &info) == 0 ? Identity{info.st_dev, info.st_ino} : Identity();
+    return known != watches_.end() && known->second.watch >= 0 &&
+           ::stat(path.c_str(), &info) == 0 && known->second.device == info.st_dev &&
+           known->second.inode == info.st_ino;
 }
 
 std::vector<std::string> TreeWatch::SetRoots(const std::vector<std::string> &roots) {
-    std::vector<std::string> gone;
-    for (const auto &[root, identity] : roots_) {
+    library_.emplace(roots);
+    for (const std::string &root : std::exchange(roots_, roots)) {
         if (std::find(roots.begin(), roots.end(), root) == roots.end()) {
-            gone.push_back(root);
+            RemoveTree(root);
         }
-    }
-    for (const std::string &root : gone) {
-        RemoveTree(root);
-        roots_.erase(root);
     }
     std::vector<std::string> changed;
     for (const std::string &root : roots) {
-        const Identity now = IdentityOf(root);
-        const auto known = roots_.find(root);
-        if (known != roots_.end() && known->second == now) {
-            continue;
-        }
-        RemoveTree(root);
-        roots_[root] = now;
-        AddTree(root);
-        if (now != Identity()) {
-            changed.push_back(root);
+        if (!IsWatched(root)) {
+            RemoveTree(root);
+            AddTree(root);
+            if (IsWatched(root) || unwatched_.contains(root)) {
+                changed.push_back(root);
+            }
         }
     }
     return changed;
 }
 
-bool TreeWatch::AddFile(const std::string &path) {
-    const std::string folder = std::filesystem::path(path).parent_path();
-    const int watch = ::inotify_add_watch(
-        inotify_.Get(), folder.c_str(),
-        IN_CLOSE_WRITE | IN_MODIFY | IN_MOVED_TO | IN_DELETE | IN_ONLYDIR | IN_MASK_ADD);
-    if (watch < 0) {
-        return false;
-    }
-    fileFolders_[watch] = folder;
-    files_.insert(path);
-    return true;
+void TreeWatch::AddTree(const std::string &path) {
+    AddTree(path, library_->WayTo(path));
 }
 
-void TreeWatch::AddTree(const std::string &path) {
-    std::vector<Identity> onTheWay;
-    // A folder that is reached through a link may hold one of the folders above it.
-    for (const auto &[root, identity] : roots_) {
-        for (std::size_t end = root.size(); IsBelow(root, path) && end < path.size();
-             end = std::min(path.find('/', end + 1), path.size())) {
-            onTheWay.push_back(IdentityOf(path.substr(0, end)));
+void TreeWatch::AddTree(const std::string &path, const Way &way) {
+    // Watched first and listed then, so that nothing made in between is missed.
+    if (!way.goesOn || path.size() >= PATH_MAX || (isStopped_ != nullptr && isStopped_()) ||
+        !AddFolder(path)) {
+        return;
+    }
+    std::error_code error;
+    for (fs::directory_iterator at(path, error), end; !error && at != end; at.increment(error)) {
+        std::error_code gone;
+        if (!IsPassedOver(at->path().filename().native()) && at->is_directory(gone)) {
+            const std::string &below = at->path().native();
+            AddTree(below, library_->Step(way, below, at->is_symlink(gone)));
         }
     }
-    AddTree(path, Reached::kDirectly, onTheWay);
 }
 
-void TreeWatch::AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay) {
-    if (isStopped_ != nullptr && isStopped_()) {
-        return;
-    }
-    const Identity identity = IdentityOf(path);
-    if (path.size() >= PATH_MAX || identity == Identity() ||
-        std::find(onTheWay.begin(), onTheWay.end(), identity) != onTheWay.end()) {
-        return;
-    }
-    // Watched first and listed then, so that nothing made in between is missed.
-    if (!AddFolder(path, reached, identity)) {
-        return;
-    }
-    onTheWay.push_back(identity);
-    for (const std::string &name : Subfolders(path)) {
-        const std::string below = path + "/" + name;
-        std::error_code gone;
-        const bool isLink = std::filesystem::is_symlink(below, gone);
-        AddTree(below, isLink ? Reached::kThroughLink : Reached::kDirectly, onTheWay);
-    }
-    onTheWay.pop_back();
-}
-
-// False when there is nothing to look for below the folder, either. A link to a folder that is
-// watched already adds nothing: folders that link to each other have no end of paths.
-bool TreeWatch::AddFolder(const std::string &path, Reached reached, const Identity &identity) {
-    // Added to what a file of this folder is watched for.
-    const int watch = ::inotify_add_watch(inotify_.Get(), path.c_str(), kFolderMask | IN_MASK_ADD);
-    if (watch < 0) {
+// False when there is nothing to look for below the folder, either.
+bool TreeWatch::AddFolder(const std::string &path) {
+    const int watch = ::inotify_add_watch(inotify_.Get(), path.c_str(), kFolderMask);
+    struct stat info {};
+    if (watch < 0 || ::stat(path.c_str(), &info) != 0) {
         // An unreadable folder tells by its attributes when it becomes readable; its parent sees
         // it.
         if (errno == ENOSPC || errno == ENOMEM) {
@@ -162,17 +104,15 @@ bool TreeWatch::AddFolder(const std::string &path, Reached reached, const Identi
         }
         return false;
     }
-    std::set<std::string> &paths = paths_[watch];
-    if (reached == Reached::kThroughLink && !paths.empty() && !paths.contains(path)) {
-        return false;
-    }
-    paths.insert(path);
-    watches_[path] = {watch, identity};
+    paths_[watch].insert(path);
+    watches_[path] = {watch, info.st_dev, info.st_ino};
     return true;
 }
 
 void TreeWatch::RemoveTree(const std::string &path) {
-    const auto isIn = [&](const std::string &folder) { return IsBelow(path, folder); };
+    const auto isIn = [&](const std::string &folder) {
+        return varn::PathBelow(path, folder).has_value();
+    };
     for (auto at = watches_.lower_bound(path);
          at != watches_.end() && at->first.starts_with(path);) {
         if (!isIn(at->first)) {
@@ -180,11 +120,10 @@ void TreeWatch::RemoveTree(const std::string &path) {
             continue;
         }
         const int watch = at->second.watch;
-        auto &paths = paths_[watch];
-        paths.erase(at->first);
-        if (paths.empty()) {
-            paths_.erase(watch);
-            if (!fileFolders_.contains(watch)) {
+        if (const auto paths = paths_.find(watch); paths != paths_.end()) {
+            paths->second.erase(at->first);
+            if (paths->second.empty()) {
+                paths_.erase(paths);
                 ::inotify_rm_watch(inotify_.Get(), watch);
             }
         }
@@ -200,21 +139,16 @@ void TreeWatch::Forget(int watch) {
         for (const std::string &path : ended.mapped()) {
             if (const auto at = watches_.find(path);
                 at != watches_.end() && at->second.watch == watch) {
-                at->second.identity = Identity();
-            }
-            if (const auto root = roots_.find(path); root != roots_.end()) {
-                root->second = Identity();
+                at->second.watch = -1;
             }
         }
     }
-    fileFolders_.erase(watch);
 }
 
 void TreeWatch::CheckMounts(std::set<std::string> &changed) {
     std::vector<std::string> others;
     for (const auto &[path, watched] : watches_) {
-        const bool isBelowOne = !others.empty() && IsBelow(others.back(), path);
-        if (!isBelowOne && !roots_.contains(path) && IdentityOf(path) != watched.identity) {
+        if ((others.empty() || !varn::PathBelow(others.back(), path)) && !IsWatched(path)) {
             others.push_back(path);
         }
     }
@@ -251,31 +185,16 @@ void TreeWatch::Read(std::set<std::string> &changed) {
     }
 }
 
-// Nobody knows what the lost events were about: new folders may be among them.
-void TreeWatch::RebuildAfterOverflow(std::set<std::string> &changed) {
-    for (auto &[root, identity] : roots_) {
-        RemoveTree(root);
-        identity = IdentityOf(root);
-    }
-    for (const auto &[root, identity] : roots_) {
-        AddTree(root);
-        changed.insert(root);
-    }
-    changed.insert(files_.begin(), files_.end());
-}
-
 void TreeWatch::Handle(const inotify_event &event, std::string_view name,
                        std::set<std::string> &changed) {
     if ((event.mask & IN_Q_OVERFLOW) != 0) {
-        RebuildAfterOverflow(changed);
-        return;
-    }
-    if (const auto folder = fileFolders_.find(event.wd);
-        folder != fileFolders_.end() && !name.empty()) {
-        const std::string path = folder->second + "/" + std::string(name);
-        if (files_.contains(path)) {
-            changed.insert(path);
+        // Nobody knows what the lost events were about: new folders may be among them.
+        for (const std::string &root : roots_) {
+            RemoveTree(root);
+            AddTree(root);
+            changed.insert(root);
         }
+        return;
     }
     if (const auto found = paths_.find(event.wd); found != paths_.end() && !name.empty()) {
         // Copied: handling a new folder changes the map.
@@ -307,7 +226,7 @@ void TreeWatch::HandleIn(const std::string &folder, std::string_view name, std::
             AddTree(path);
             changed.insert(path);
         }
-    } else if (wanted_(name) && ((mask & IN_CREATE) == 0 || IsNewLink(path))) {
+    } else if (IsIndexedName(name) && ((mask & IN_CREATE) == 0 || IsNewLink(path))) {
         changed.insert(path);
     }
 }

@@ -5,13 +5,15 @@
 
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "varnindex/descriptor.h"
-#include "varnindex/observe/walk.h"
+#include "varnindex/observe/links.h"
+#include "varnindex/stop.h"
 
 struct inotify_event;
 
@@ -19,10 +21,9 @@ namespace varnindex {
 
 class TreeWatch {
   public:
-    // `wanted` is asked for names of files, `isStopped` at every folder (null: never): nothing more
-    // is watched when it says so. Throws std::system_error when the system gives no inotify
-    // instance.
-    explicit TreeWatch(NameFilter wanted, bool (*isStopped)() = nullptr);
+    // `isStopped` is asked at every folder: nothing more is watched when it says so. Throws
+    // std::system_error when the system gives no inotify instance.
+    explicit TreeWatch(StopQuestion isStopped = nullptr);
 
     // To poll for reading.
     int Get() const { return inotify_.Get(); }
@@ -32,17 +33,13 @@ class TreeWatch {
     // mounted for example.
     std::vector<std::string> SetRoots(const std::vector<std::string> &roots);
 
-    // Adds one file or folder outside the trees whose every change counts, under its own path. The
-    // folder that holds it must exist; false when it cannot be watched.
-    bool AddFile(const std::string &path);
-
     // Watches the folders that are others than before, because a disk was mounted or unmounted
     // there, and adds their paths to what changed. The system tells nothing of these: to be called
     // when its table of mounts has changed.
     void CheckMounts(std::set<std::string> &changed);
 
-    // Reads the events that have arrived and adds the changed paths: a file, or a folder whose
-    // whole content may have changed.
+    // Reads the events that have arrived and adds the changed paths: a file of music or a list, or
+    // a folder whose whole content may have changed.
     void Read(std::set<std::string> &changed);
 
     // The outermost folders that could not be watched because the system allows no more watches.
@@ -52,39 +49,29 @@ class TreeWatch {
     void RetryUnwatched();
 
   private:
-    struct Identity {
+    struct Watched {
+        int watch = -1;  // -1: its folder has gone
         dev_t device = 0;
         ino_t inode = 0;
-        bool operator==(const Identity &) const = default;
     };
 
-    enum class Reached { kDirectly, kThroughLink };
-
-    static Identity IdentityOf(const std::string &path);
+    bool IsWatched(const std::string &path) const;
     void AddTree(const std::string &path);
-    void AddTree(const std::string &path, Reached reached, std::vector<Identity> &onTheWay);
-    bool AddFolder(const std::string &path, Reached reached, const Identity &identity);
+    void AddTree(const std::string &path, const Way &way);
+    bool AddFolder(const std::string &path);
     void RemoveTree(const std::string &path);
     void Forget(int watch);
-    void RebuildAfterOverflow(std::set<std::string> &changed);
     void Handle(const inotify_event &event, std::string_view name, std::set<std::string> &changed);
     void HandleIn(const std::string &folder, std::string_view name, std::uint32_t mask,
                   std::set<std::string> &changed);
 
-    NameFilter wanted_;
-    bool (*isStopped_)();
+    StopQuestion isStopped_;
     Descriptor inotify_;
-    std::map<std::string, Identity> roots_;
-    struct Watched {
-        int watch;
-        Identity identity;
-    };
-
+    std::vector<std::string> roots_;
+    std::optional<LinkedFolders> library_;  // of these roots
     // One folder has one watch, through however many links it is reached.
     std::map<int, std::set<std::string>> paths_;
     std::map<std::string, Watched> watches_;
-    std::set<std::string> files_;
-    std::map<int, std::string> fileFolders_;
     std::set<std::string> unwatched_;
 };
 

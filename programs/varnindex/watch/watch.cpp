@@ -2,11 +2,13 @@
 
 #include <fcntl.h>
 #include <poll.h>
-#include <signal.h>
+#include <sys/eventfd.h>
+#include <sys/inotify.h>
 
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <optional>
@@ -15,11 +17,12 @@
 #include <system_error>
 #include <utility>
 
+#include "varn/path.h"
 #include "varn/systempath.h"
+#include "varnindex/database.h"
 #include "varnindex/descriptor.h"
-#include "varnindex/observe/file_names.h"
 #include "varnindex/read/names.h"
-#include "varnindex/scan.h"
+#include "varnindex/stop.h"
 #include "varnindex/watch/notices.h"
 #include "varnindex/watch/tree_watch.h"
 #include "varnindex/write/remove.h"
@@ -44,6 +47,9 @@ constexpr auto kLongestPause = 60s;
 // So many paths are looked at more quickly by a scan of everything.
 constexpr std::size_t kMostPaths = 20'000;
 
+// A sender without end must not keep anything else from being done.
+constexpr int kMostNoticesAtOnce = 1000;
+
 void Say(const std::string &text) {
     std::cerr << "varnindex: " << text << std::endl;
 }
@@ -55,183 +61,99 @@ void SayOnce(std::string &last, const std::string &text) {
     }
 }
 
-// ---- the end -----------------------------------------------------------------------------------
+volatile std::sig_atomic_t stopRequested = 0;
+int stopEvent = -1;  // can be read once a stop is requested, which ends a wait
 
-constexpr std::array kStopSignals = {SIGTERM, SIGINT};
-
-volatile sig_atomic_t stopRequested = 0;
-std::array<struct sigaction, kStopSignals.size()> handlersBefore;
-
-void RequestStop(int signal) {
+void RequestStop(int /*signal*/) {
+    const int saved = errno;
     stopRequested = 1;
-    for (std::size_t i = 0; i < kStopSignals.size(); ++i) {
-        const struct sigaction &before = handlersBefore[i];
-        if (kStopSignals[i] == signal && (before.sa_flags & SA_SIGINFO) == 0 &&
-            before.sa_handler != SIG_DFL && before.sa_handler != SIG_IGN) {
-            before.sa_handler(signal);
-        }
+    ::eventfd_write(stopEvent, 1);
+    errno = saved;
+}
+
+void ListenForStop() {
+    stopEvent = ::eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
+    struct sigaction action = {};
+    action.sa_handler = RequestStop;
+    action.sa_flags = SA_RESTART;
+    for (const int signal : {SIGTERM, SIGINT}) {
+        sigaction(signal, &action, nullptr);
     }
 }
 
-// Catches the signals that end the watcher. They are held back except where Open() lets them in, so
-// that none is missed between a look at Requested() and a wait.
-class StopSignals {
-  public:
-    StopSignals() {
-        stopRequested = 0;
-        sigset_t ours;
-        sigemptyset(&ours);
-        for (const int signal : kStopSignals) {
-            sigaddset(&ours, signal);
-        }
-        pthread_sigmask(SIG_BLOCK, &ours, &before_);
-        open_ = before_;
-        struct sigaction action = {};
-        action.sa_handler = RequestStop;
-        for (std::size_t i = 0; i < kStopSignals.size(); ++i) {
-            sigdelset(&open_, kStopSignals[i]);
-            sigaction(kStopSignals[i], &action, &handlersBefore[i]);
+// Tells when the list of folders or the spool is written.
+Descriptor WatchFiles() {
+    Descriptor watch(::inotify_init1(IN_NONBLOCK | IN_CLOEXEC));
+    for (const std::string_view file : {varn::path::kIndexFolders, varn::path::kNotifySpool}) {
+        const std::string folder = varn::FolderOf(SystemPath(file));
+        if (::inotify_add_watch(watch.Get(), folder.c_str(), IN_CLOSE_WRITE | IN_MOVED_TO) < 0) {
+            Say("cannot watch " + folder + ": " + std::generic_category().message(errno) +
+                "; looking at it every " + std::to_string(kCheckEvery.count()) + " seconds");
         }
     }
-    // What Requested() has seen is let in while the handlers are ours. Then they go back: one that
-    // comes now ends the process as it would have before.
-    ~StopSignals() {
-        pthread_sigmask(SIG_SETMASK, &open_, nullptr);
-        for (std::size_t i = 0; i < kStopSignals.size(); ++i) {
-            sigaction(kStopSignals[i], &handlersBefore[i], nullptr);
-        }
-        pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-    }
-    StopSignals(const StopSignals &) = delete;
-    StopSignals &operator=(const StopSignals &) = delete;
-
-    // A signal that is held back counts, too.
-    static bool Requested() {
-        sigset_t pending;
-        return stopRequested != 0 ||
-               (sigpending(&pending) == 0 &&
-                std::any_of(kStopSignals.begin(), kStopSignals.end(),
-                            [&](int signal) { return sigismember(&pending, signal) == 1; }));
-    }
-
-    // The mask with which the signals come in.
-    const sigset_t &Open() const { return open_; }
-
-  private:
-    sigset_t before_;
-    sigset_t open_;
-};
-
-class SignalsLetIn {
-  public:
-    explicit SignalsLetIn(const StopSignals &signals) {
-        pthread_sigmask(SIG_SETMASK, &signals.Open(), &before_);
-    }
-    ~SignalsLetIn() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
-    SignalsLetIn(const SignalsLetIn &) = delete;
-    SignalsLetIn &operator=(const SignalsLetIn &) = delete;
-
-  private:
-    sigset_t before_;
-};
-
-// ---- what there is to do -----------------------------------------------------------------------
+    return watch;
+}
 
 // Changes that are gathered until it is quiet for a moment.
-class Batch {
-  public:
+struct Batch {
+    bool everything = false;
+    std::set<std::string> paths = {};
+    std::set<int> removedLists = {};
+    Clock::time_point first = {};
+    Clock::time_point last = {};
+
     void AddPath(const std::string &path) {
-        paths_.insert(path);
-        if (paths_.size() > kMostPaths) {
-            AddEverything();
+        if (!everything) {
+            paths.insert(path);
+        }
+        if (paths.size() > kMostPaths) {
+            everything = true;
+            paths.clear();
         }
         Touch();
     }
-    void AddEverything() {
-        everything_ = true;
-        paths_.clear();
-        Touch();
-    }
-    void AddId(int id) {
-        ids_.insert(id);
-        Touch();
-    }
-
-    bool Empty() const { return !everything_ && paths_.empty() && ids_.empty(); }
-    bool Everything() const { return everything_; }
-    const std::set<std::string> &Paths() const { return paths_; }
-    const std::set<int> &Ids() const { return ids_; }
-    Clock::time_point Due() const { return std::min(last_ + kQuiet, first_ + kLongestGathering); }
-
-  private:
     void Touch() {
-        last_ = Clock::now();
-        if (first_ == Clock::time_point()) {
-            first_ = last_;
-        }
+        last = Clock::now();
+        first = first == Clock::time_point() ? last : first;
     }
-
-    bool everything_ = false;
-    std::set<std::string> paths_;
-    std::set<int> ids_;
-    Clock::time_point first_;
-    Clock::time_point last_;
-};
-
-// Growing pauses before something is tried again.
-class Pauses {
-  public:
-    Clock::time_point Until() const { return until_; }
-    void Begin() {
-        until_ = Clock::now() + next_;
-        next_ = std::min<Clock::duration>(2 * next_, kLongestPause);
-    }
-    void End() { *this = Pauses(); }
-
-  private:
-    Clock::time_point until_;
-    Clock::duration next_ = kFirstPause;
+    bool Empty() const { return !everything && paths.empty() && removedLists.empty(); }
+    Clock::time_point Due() const { return std::min(last + kQuiet, first + kLongestGathering); }
 };
 
 class Watcher {
   public:
-    Watcher(const WatchJobs &jobs, NoticeSocket &socket, const StopSignals &signals)
+    Watcher(const WatchJobs &jobs, NoticeSocket &socket)
         : jobs_(jobs),
           socket_(socket),
-          signals_(signals),
-          tree_(jobs.wanted, StopSignals::Requested),
+          tree_(IsStopRequested),
+          files_(WatchFiles()),
           mounts_(::open("/proc/self/mountinfo", O_RDONLY | O_CLOEXEC)) {}
 
     void Run();
 
   private:
-    void Start();
     void Wait();
     void ReadEvents();
-    void ReadNotices();
     void Check();
     void CheckFolders();
     void CheckUnwatched();
     void TakeSpool();
-    void Add(const Requests &requests);
-    bool IsOurs(const std::string &path) const;
+    void Add(const varn::notify::Notice &notice);
     void Work();
-    void FinishSpooled();
-    JobResult Do(const Batch &batch);
-    bool Try(const Batch &batch);
-    Clock::time_point NextWork() const { return std::max(batch_.Due(), pauses_.Until()); }
+    bool Try();
+    JobResult Do();
+    Clock::time_point NextWork() const { return std::max(batch_.Due(), pausedUntil_); }
 
     const WatchJobs &jobs_;
     NoticeSocket &socket_;
-    const StopSignals &signals_;
     TreeWatch tree_;
+    Descriptor files_;
     Descriptor mounts_;  // polled for the changes of the system's table of mounts
+    bool mountsChanged_ = false;
     std::vector<std::string> roots_;
     Batch batch_;
-    std::optional<SpooledNotices> spooled_;  // part of the batch
-    Pauses pauses_;
-    bool mountsChanged_ = false;
-    bool databaseAway_ = false;
+    Clock::time_point pausedUntil_;
+    Clock::duration pause_ = kFirstPause;
     std::string hindrance_;     // what was said last of why the batch is not done
     std::string limitProblem_;  // the same of folders that are not watched
     std::string spoolProblem_;  // the same of the spool
@@ -240,97 +162,79 @@ class Watcher {
 };
 
 void Watcher::Run() {
-    Start();
-    while (!StopSignals::Requested()) {
-        Wait();
-        ReadEvents();
-        ReadNotices();
+    batch_.everything = true;
+    batch_.Touch();
+    while (!IsStopRequested()) {
         if (Clock::now() >= nextCheck_) {
             Check();
         }
-        if (!batch_.Empty() && Clock::now() >= NextWork() && !StopSignals::Requested()) {
+        if (!batch_.Empty() && Clock::now() >= NextWork()) {
             Work();
         }
+        Wait();
+        ReadEvents();
     }
-}
-
-void Watcher::Start() {
-    for (const std::string_view file : {varn::path::kIndexFolders, varn::path::kNotifySpool}) {
-        if (!tree_.AddFile(SystemPath(file))) {
-            Say("cannot watch " + SystemPath(file) + ": " + std::generic_category().message(errno) +
-                "; looking at it every " + std::to_string(kCheckEvery.count()) + " seconds");
-        }
-    }
-    batch_.AddEverything();
-    Check();
 }
 
 // Until something arrives, is due or ends the watcher.
 void Watcher::Wait() {
     const auto until = batch_.Empty() ? nextCheck_ : std::min(nextCheck_, NextWork());
-    const auto rest = std::max<Clock::duration>(until - Clock::now(), 0ns);
-    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(rest);
-    const timespec timeout = {seconds.count(), std::chrono::nanoseconds(rest - seconds).count()};
-    std::array<pollfd, 3> sources = {pollfd{tree_.Get(), POLLIN, 0},
-                                     pollfd{socket_.Get(), POLLIN, 0},
-                                     pollfd{mounts_.Get(), POLLPRI, 0}};
-    const int ready = ::ppoll(sources.data(), sources.size(), &timeout, &signals_.Open());
+    const auto rest = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
+    std::array<pollfd, 5> sources = {
+        pollfd{mounts_.Get(), POLLPRI, 0}, pollfd{tree_.Get(), POLLIN, 0},
+        pollfd{files_.Get(), POLLIN, 0}, pollfd{socket_.Get(), POLLIN, 0},
+        pollfd{stopEvent, POLLIN, 0}};
+    const int ready = ::poll(sources.data(), sources.size(),
+                             static_cast<int>(std::max(rest.count(), decltype(rest)::rep{0})));
     if (ready < 0 && errno != EINTR) {
         throw SystemError("cannot wait for changes");
     }
-    mountsChanged_ = mountsChanged_ || (ready > 0 && (sources[2].revents & POLLPRI) != 0);
+    mountsChanged_ = ready > 0 && (sources[0].revents & POLLPRI) != 0;
 }
 
 void Watcher::ReadEvents() {
     std::set<std::string> changed;
     tree_.Read(changed);
-    if (std::exchange(mountsChanged_, false)) {
+    if (mountsChanged_) {
         tree_.CheckMounts(changed);
-        nextCheck_ = Clock::now();  // a root may be another folder, too
     }
     for (const std::string &path : changed) {
-        if (path == SystemPath(varn::path::kIndexFolders) ||
-            path == SystemPath(varn::path::kNotifySpool)) {
-            nextCheck_ = Clock::now();
-        } else {
-            batch_.AddPath(path);
-        }
+        batch_.AddPath(path);
     }
-}
-
-void Watcher::ReadNotices() {
-    // Bounded, so that whoever sends without end keeps nothing else from being done.
-    constexpr int kMostAtOnce = 1000;
-    Requests requests;
-    for (int i = 0; i < kMostAtOnce; ++i) {
+    std::array<char, 4096> events;
+    bool filesChanged = false;
+    while (::read(files_.Get(), events.data(), events.size()) > 0) {
+        filesChanged = true;
+    }
+    if (filesChanged || mountsChanged_) {  // a root may be another folder, too
+        nextCheck_ = Clock::now();
+    }
+    for (int i = 0; i < kMostNoticesAtOnce; ++i) {
         const auto notice = socket_.Receive();
         if (!notice) {
-            break;
+            return;
         }
-        requests.Add(*notice);
-    }
-    Add(requests);
-}
-
-void Watcher::Add(const Requests &requests) {
-    if (requests.everything) {
-        batch_.AddEverything();
-    }
-    for (const std::string &path : requests.paths) {
-        if (IsOurs(path)) {
-            batch_.AddPath(path);
-        }
-    }
-    for (const std::string &text : requests.ids) {
-        if (const auto id = ParseRowId(text)) {
-            batch_.AddId(*id);
-        }
+        Add(*notice);
     }
 }
 
-bool Watcher::IsOurs(const std::string &path) const {
-    return std::any_of(roots_.begin(), roots_.end(),
-                       [&](const std::string &root) { return IsBelow(root, path); });
+void Watcher::Add(const varn::notify::Notice &notice) {
+    if (notice.everything) {
+        batch_.everything = true;
+        batch_.Touch();
+    } else if (notice.code == VLIB_NOTIFY_DELETED) {
+        if (const auto id = ParseRowId(notice.pathOrId)) {
+            batch_.removedLists.insert(*id);
+            batch_.Touch();
+        }
+    } else {
+        for (const std::string &path : {notice.pathOrId, notice.oldPath}) {
+            if (std::any_of(roots_.begin(), roots_.end(),
+                            [&](const std::string &root) { return varn::PathBelow(root, path); })) {
+                batch_.AddPath(path);
+            }
+        }
+    }
 }
 
 void Watcher::Check() {
@@ -347,14 +251,12 @@ void Watcher::CheckFolders() {
         // library: what is watched stays.
         return;
     }
-    const bool isFirst = roots_.empty();
-    const bool listChanged = !isFirst && folders != roots_;
-    roots_ = folders;
+    if (std::exchange(roots_, folders) != folders) {
+        batch_.everything = true;
+        batch_.Touch();
+    }
     for (const std::string &root : tree_.SetRoots(roots_)) {
         batch_.AddPath(root);
-    }
-    if (listChanged) {
-        batch_.AddEverything();
     }
 }
 
@@ -378,13 +280,8 @@ void Watcher::CheckUnwatched() {
 
 void Watcher::TakeSpool() {
     try {
-        SpooledNotices notices = TakeSpooledNotices();
-        if (!notices.Empty()) {
-            Add(Requests{notices.Everything(), notices.Paths(), notices.RemovedIds()});
-            spooled_ = std::move(notices);
-            if (batch_.Empty()) {
-                FinishSpooled();  // none of them was ours: nothing is to be done for them
-            }
+        for (const varn::notify::Notice &notice : TakeSpooledNotices()) {
+            Add(notice);
         }
         spoolProblem_.clear();
     } catch (const std::system_error &error) {
@@ -392,27 +289,24 @@ void Watcher::TakeSpool() {
     }
 }
 
-// The batch is put aside, so that it is whole again when it cannot be worked off.
+// What cannot be done now stays in the batch.
 void Watcher::Work() {
-    Batch batch = std::exchange(batch_, Batch());
-    if (!Try(batch)) {
-        batch_ = std::move(batch);
-        pauses_.Begin();
-        return;
-    }
-    hindrance_.clear();
-    pauses_.End();
-    if (!StopSignals::Requested()) {
-        FinishSpooled();
+    if (Try()) {
+        if (!hindrance_.empty()) {
+            Say("indexing goes on");
+        }
+        batch_ = Batch();
+        hindrance_.clear();
+        pause_ = kFirstPause;
+    } else {
+        pausedUntil_ = Clock::now() + pause_;
+        pause_ = std::min<Clock::duration>(2 * pause_, kLongestPause);
     }
 }
 
-bool Watcher::Try(const Batch &batch) {
+bool Watcher::Try() {
     try {
-        const JobResult result = Do(batch);
-        if (std::exchange(databaseAway_, false)) {
-            Say("the database is back");
-        }
+        const JobResult result = Do();
         if (result == JobResult::kIndexerBusy) {
             SayOnce(hindrance_,
                     "another indexer is at work on this library; this one goes on when it is done");
@@ -422,10 +316,9 @@ bool Watcher::Try(const Batch &batch) {
         return result == JobResult::kDone;
     } catch (const Stopped &) {
     } catch (const DatabaseError &error) {
-        if (!std::exchange(databaseAway_, true)) {
-            Say(std::string("the database refuses, and is tried again from time to time: ") +
-                error.what());
-        }
+        SayOnce(hindrance_,
+                std::string("the database refuses, and is tried again from time to time: ") +
+                    error.what());
     } catch (const std::system_error &error) {
         SayOnce(hindrance_,
                 std::string("cannot index, and tries again from time to time: ") + error.what());
@@ -433,49 +326,35 @@ bool Watcher::Try(const Batch &batch) {
     return false;
 }
 
-void Watcher::FinishSpooled() {
-    if (!spooled_) {
-        return;
-    }
-    try {
-        std::exchange(spooled_, std::nullopt)->Done();
-        nextCheck_ = Clock::now();  // for what was spooled meanwhile
-    } catch (const std::system_error &error) {
-        Say(std::string("cannot remove the spooled notices: ") + error.what());
-    }
-}
-
-JobResult Watcher::Do(const Batch &batch) {
-    const SignalsLetIn letIn(signals_);
-    if (!batch.Ids().empty()) {
+JobResult Watcher::Do() {
+    if (!batch_.removedLists.empty()) {
         Database database;
-        for (const int id : batch.Ids()) {
-            // Most of them the library has removed itself.
-            RemovePlaylist(database, id);
+        for (const int id : batch_.removedLists) {
+            RemovePlaylist(database, id);  // most of them the library has removed itself
         }
     }
-    if (batch.Everything()) {
+    if (batch_.everything) {
         return jobs_.indexAll();
     }
-    return batch.Paths().empty() ? JobResult::kDone
-                                 : jobs_.indexPaths({batch.Paths().begin(), batch.Paths().end()});
+    return batch_.paths.empty() ? JobResult::kDone
+                                : jobs_.indexPaths({batch_.paths.begin(), batch_.paths.end()});
 }
 
 }  // namespace
 
 bool IsStopRequested() {
-    return StopSignals::Requested();
+    return stopRequested != 0;
 }
 
 int Watch(const WatchJobs &jobs) {
     try {
-        const StopSignals signals;
+        ListenForStop();
         NoticeSocket socket;
         if (!socket.IsOurs()) {
             Say("another process watches this library already");
             return EXIT_FAILURE;
         }
-        Watcher(jobs, socket, signals).Run();
+        Watcher(jobs, socket).Run();
         return EXIT_SUCCESS;
     } catch (const std::system_error &error) {
         Say(std::string("cannot watch: ") + error.what());

@@ -5,8 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "varnindex/observe/walk.h"
-
 namespace varnindex {
 
 enum class JobResult {
@@ -17,8 +15,7 @@ enum class JobResult {
 
 // What the watcher has done by others. Each of these may throw DatabaseError or std::system_error:
 // the work is then tried again with growing pauses, and so is what is not done. Those that index
-// throw Stopped (stop.h) when IsStopRequested()
-// says so.
+// throw Stopped (stop.h) when IsStopRequested() says so.
 struct WatchJobs {
     // All folders that the library holds files of, the personal ones included: absolute paths as
     // OrderedFolders gives them. Asked for again whenever the configuration changes.
@@ -30,21 +27,16 @@ struct WatchJobs {
 
     // The same for all folders.
     std::function<JobResult()> indexAll;
-
-    // True for the names of files that the library has a use for.
-    NameFilter wanted = nullptr;
 };
 
 // True when a signal has come that ends the watcher.
 bool IsStopRequested();
 
-// Watches the folders and the library's notices until SIGTERM or SIGINT. Begins with a look at all
-// folders, for what changed before they were watched, and at the spooled notices; what cannot be
-// done is kept until it can. What is not done when a signal comes is left to the next start, which
-// begins in this way, too. A handler of these signals that is set when it is called is called, too.
-// Messages go to standard error.
-// Returns the exit status of the program: EXIT_FAILURE when another process watches already or the
-// system refuses to watch anything.
+// Watches the folders and the library's notices until SIGTERM or SIGINT, whose handlers stay its
+// own. Begins with a look at all folders, for what changed before they were watched; what cannot be
+// done is kept until it can. What is not done when a signal comes is left to the next start.
+// Messages go to standard error. Returns the exit status of the program: EXIT_FAILURE when another
+// process watches already or the system refuses to watch anything.
 int Watch(const WatchJobs &jobs);
 
 }  // namespace varnindex

@@ -41,12 +41,6 @@ enum class RowKind {
 void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind);
 void AppendSideRows(SideRows &rows, int id, const Song &song);
 
-// Appends a song's rows of rating_track.
-void AppendStarRows(std::string &rows, int id, const Song &song);
-
-// Appends a row of virtual_info_track, for a track of the file that has the row `file`.
-void AppendOffsetRow(std::string &rows, int id, int file, int offset, const std::string &sheetPath);
-
 // A modification time that the library can hold: within the years 1 to 9999.
 std::int64_t StorableTime(std::int64_t microseconds);
 
@@ -55,9 +49,5 @@ std::string Timestamp(std::int64_t microseconds);
 
 // Ids in decimal, with commas between them.
 std::string IdList(const std::vector<int> &ids);
-
-// One value of a COPY in text format.
-void AppendEscaped(std::string &out, std::string_view value);
-std::string Escaped(std::string_view value);
 
 }  // namespace varnindex

@@ -9,6 +9,7 @@
 #include <memory>
 #include <unordered_map>
 
+#include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "varn/sql.h"
 #include "varnindex/descriptor.h"
@@ -90,8 +91,8 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
     return text ? Hasher().Add(*text).Add(static_cast<std::int64_t>(text->size())).Value() : 0;
 }
 
-std::string NumberOrNull(std::int64_t number) {
-    return number != 0 ? std::to_string(number) : "\\N";
+std::optional<std::int64_t> KnownOnly(std::int64_t contents) {
+    return contents != 0 ? std::optional(contents) : std::nullopt;
 }
 
 // The path in the criteria of a pin; null where there is none.
@@ -110,32 +111,30 @@ Json::Value *PathOf(Json::Value &criteria, const std::string &text) {
 // The criteria are stored and compared as text in this form.
 void MovePins(Database &database) {
     std::unordered_map<std::string, std::string> moved;
-    const Rows lists = database.Query("SELECT old, new FROM moved_list");
-    for (int row = 0; row < lists.Count(); ++row) {
-        moved.emplace(lists.Field(row, "old"), lists.Field(row, "new"));
+    for (const varn::Row list : database.Query("SELECT old, new FROM moved_list")) {
+        moved.emplace(list.Text("old"), list.Text("new"));
     }
     Json::StreamWriterBuilder compact;
     compact["indentation"] = "";
-    const Rows pins = database.Query("SELECT id, criteria FROM pin WHERE type = 'playlist'");
-    for (int row = 0; row < pins.Count(); ++row) {
+    for (const varn::Row pin :
+         database.Query("SELECT id, criteria FROM pin WHERE type = 'playlist'")) {
         Json::Value criteria;
-        Json::Value *const path = PathOf(criteria, pins.Field(row, "criteria"));
+        Json::Value *const path = PathOf(criteria, pin.Text("criteria"));
         const auto move = path != nullptr ? moved.find(path->asString()) : moved.end();
         if (move != moved.end()) {
             *path = move->second;
             database.Execute(
                 Made(varn::Sql("UPDATE pin SET criteria = '@VARN:VAR' WHERE id = '@VARN:VAR'",
-                               Json::writeString(compact, criteria), pins.Field(row, "id"))));
+                               Json::writeString(compact, criteria), pin.Text("id"))));
         }
     }
 }
 
 }  // namespace
 
-Lists::Lists(Database &database, FolderRows &folders, SecondLook &secondLook, Reporter &reporter)
+Lists::Lists(Database &database, FolderRows &folders, Reporter &reporter)
     : database_(database),
       folders_(folders),
-      secondLook_(secondLook),
       reporter_(reporter),
       foundTable_(database, "found_list",
                   "is_new boolean, userid integer, path text, title text, album text,"
@@ -171,24 +170,21 @@ void Lists::AddFound(const Work &work) {
     }
     if (!isSame || work.known.contents == 0) {
         const std::string name = NameOf(work.path);
-        foundTable_.Add(
-            (isNew ? "t\t" : "f\t") + std::to_string(work.userid) + '\t' + Escaped(work.path) +
-            '\t' + Escaped(CleanName(name.substr(0, name.rfind('.')))) + '\t' +
-            Escaped(CleanName(NameOf(FolderOf(work.path)))) + '\t' + Timestamp(work.modified) +
-            '\t' + NumberOrNull(ContentsOf(work.path, work.seen)));
+        foundTable_.Add(isNew, work.userid, work.path, CleanName(name.substr(0, name.rfind('.'))),
+                        CleanName(NameOf(varn::FolderOf(work.path))), Timestamp(work.modified),
+                        KnownOnly(ContentsOf(work.path, work.seen)));
     }
 }
 
 void Lists::AddGone(const KnownRow &row, std::optional<std::size_t> folder) {
-    goneTable_.Add(std::to_string(row.id) + '\t' + std::to_string(row.userid) + '\t' +
-                   Escaped(row.path) + '\t' + Timestamp(row.modified) + '\t' +
-                   NumberOrNull(row.contents) + '\t' + (folder ? std::to_string(*folder) : "\\N"));
+    goneTable_.Add(row.id, row.userid, row.path, Timestamp(row.modified), KnownOnly(row.contents),
+                   folder);
 }
 
-void Lists::Settle(std::vector<KeptRows> &emptied) {
+void Lists::Settle(std::vector<KeptRows> &emptied, const Question &isBack) {
     const bool isAnyFound = foundTable_.Flush();
     if (goneTable_.Flush()) {
-        KeepThoseBack();
+        KeepThoseBack(isBack);
         database_.Execute(kMoved);
         if (isAnyFound) {
             FindMoved();
@@ -201,16 +197,15 @@ void Lists::Settle(std::vector<KeptRows> &emptied) {
 }
 
 // What lies in the mount point of a disk that is away was never gone.
-void Lists::KeepThoseBack() {
-    const Rows rows = database_.Query("SELECT id, path, userid FROM gone_list");
+void Lists::KeepThoseBack(const Question &isBack) {
     std::vector<int> back;
-    for (int row = 0; row < rows.Count(); ++row) {
+    for (const varn::Row row : database_.Query("SELECT id, path, userid FROM gone_list")) {
         KnownRow list;
-        list.id = static_cast<int>(rows.Number(row, "id"));
-        list.path = rows.Field(row, "path");
-        list.userid = static_cast<unsigned>(rows.Number(row, "userid"));
+        list.id = static_cast<int>(row.Number("id"));
+        list.path = row.Text("path");
+        list.userid = static_cast<unsigned>(row.Number("userid"));
         list.isList = true;
-        if (secondLook_.KeepIfBack(list)) {
+        if (isBack(list)) {
             ++CountsOf(list.path).unchanged;
             back.push_back(list.id);
         }
@@ -224,9 +219,8 @@ void Lists::FindMoved() {
     for (const char *key : kKeys) {
         database_.Execute(Made(varn::Sql(kFindMoved, key, key)));
     }
-    const Rows rows = database_.Query("SELECT new FROM moved_list ORDER BY new");
-    for (int row = 0; row < rows.Count(); ++row) {
-        const std::string path = rows.Field(row, "new");
+    for (const varn::Row row : database_.Query("SELECT new FROM moved_list ORDER BY new")) {
+        const std::string path = row.Text("new");
         reporter_.Tell("moved to", path);
         added_.erase(path);
         --CountsOf(path).added;
@@ -235,15 +229,14 @@ void Lists::FindMoved() {
 }
 
 void Lists::CountLeft(std::vector<KeptRows> &emptied) {
-    const Rows rows = database_.Query(
-        "SELECT path, coalesce(folder, -1) AS folder FROM gone_list g WHERE NOT EXISTS"
-        " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"");
-    for (int row = 0; row < rows.Count(); ++row) {
-        if (const auto folder = rows.Number(row, "folder"); folder >= 0) {
+    for (const varn::Row row : database_.Query(
+             "SELECT path, coalesce(folder, -1) AS folder FROM gone_list g WHERE NOT EXISTS"
+             " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"")) {
+        if (const auto folder = row.Number("folder"); folder >= 0) {
             ++emptied.at(static_cast<std::size_t>(folder)).lists;
         } else {
-            reporter_.Tell("removed", rows.Field(row, "path"));
-            ++CountsOf(rows.Field(row, "path")).removed;
+            reporter_.Tell("removed", row.Text("path"));
+            ++CountsOf(row.Text("path")).removed;
         }
     }
 }

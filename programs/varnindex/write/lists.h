@@ -2,13 +2,13 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <set>
 #include <string>
 #include <vector>
 
 #include "varnindex/compare/known.h"
-#include "varnindex/compare/second_look.h"
 #include "varnindex/database.h"
 #include "varnindex/read/readers.h"
 #include "varnindex/reporter.h"
@@ -33,7 +33,7 @@ struct ListCounts {
 class Lists {
   public:
     // All of these outlive it.
-    Lists(Database &database, FolderRows &folders, SecondLook &secondLook, Reporter &reporter);
+    Lists(Database &database, FolderRows &folders, Reporter &reporter);
 
     // A list, with its row if there is one. Throws DatabaseError, as all below.
     void AddFound(const Work &work);
@@ -41,9 +41,10 @@ class Lists {
     // A row without a file. With `folder`, the number of an emptied folder, it is not removed.
     void AddGone(const KnownRow &row, std::optional<std::size_t> folder);
 
-    // After all of these: finds out what has moved, and which files are there again. Tells how many
+    // After all of these: finds out what has moved. A row stays when `isBack` says so. Tells how many
     // lists of each emptied folder were not found elsewhere.
-    void Settle(std::vector<KeptRows> &emptied);
+    using Question = std::function<bool(const KnownRow &row)>;
+    void Settle(std::vector<KeptRows> &emptied, const Question &isBack);
 
     // Writes the rows, in one transaction.
     void Store();
@@ -52,14 +53,13 @@ class Lists {
     const ListCounts &Sheets() const { return sheets_; }
 
   private:
-    void KeepThoseBack();
+    void KeepThoseBack(const Question &isBack);
     void FindMoved();
     void CountLeft(std::vector<KeptRows> &emptied);
     ListCounts &CountsOf(const std::string &path);
 
     Database &database_;
     FolderRows &folders_;
-    SecondLook &secondLook_;
     Reporter &reporter_;
     TempTable foundTable_;
     TempTable goneTable_;

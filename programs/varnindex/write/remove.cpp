@@ -1,22 +1,17 @@
 #include "varnindex/write/remove.h"
 
-#include <algorithm>
-#include <charconv>
 #include <cstdlib>
 #include <iostream>
 
+#include "varn/number.h"
 #include "varn/sql.h"
 #include "varnindex/read/names.h"
 
 namespace varnindex {
 
 std::optional<int> ParseRowId(std::string_view text) {
-    const bool digits =
-        std::all_of(text.begin(), text.end(), [](char c) { return c >= '0' && c <= '9'; });
-    int id = 0;
-    const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), id);
-    const bool whole = error == std::errc() && end == text.data() + text.size();
-    return digits && whole && id > 0 ? std::optional(id) : std::nullopt;
+    const auto id = varn::WholeNumber<int>(text);
+    return id && *id > 0 ? id : std::nullopt;
 }
 
 // The ids of both tables come from one sequence, so that at most one of them has it.

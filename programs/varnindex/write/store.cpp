@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "varn/sql.h"
+#include "varnindex/copy_line.h"
 #include "varnindex/read/readers.h"
 #include "varnindex/settle/outbox.h"
 
@@ -138,30 +139,6 @@ void Store::RenewStatistics() {
     }
 }
 
-// The changed files of the batch whose tracks are new, or stay; and the tracks that they have.
-Store::KnownTracks Store::TracksOf(bool isKept) {
-    KnownTracks known;
-    for (Item &item : batch_.items) {
-        if (item.id != 0 && !item.keptSheet.empty() == isKept) {
-            known.emplace(item.id, std::pair(&item, std::vector<KnownTrack>()));
-        }
-    }
-    if (known.empty()) {
-        return known;
-    }
-    std::vector<int> files;
-    for (const auto &[file, item] : known) {
-        files.push_back(file);
-    }
-    const Rows rows = Connection().Query(Made(varn::Sql(kKnownTracks, IdList(files))));
-    for (int row = 0; row < rows.Count(); ++row) {
-        known.at(static_cast<int>(rows.Number(row, "file")))
-            .second.push_back(
-                {rows.Number(row, "number"), static_cast<int>(rows.Number(row, "id"))});
-    }
-    return known;
-}
-
 void Store::RemoveRows(const std::vector<int> &rows) {
     if (!rows.empty()) {
         const std::string ids = IdList(rows);
@@ -171,56 +148,62 @@ void Store::RemoveRows(const std::vector<int> &rows) {
 }
 
 // Gives the tracks of changed files the rows that they had before, by their number, and removes the
-// rows of those that are no more.
+// rows of those that are no more. Tracks that stay go where their song goes.
 void Store::MatchTracks() {
+    std::map<int, Item *> files;
+    std::string ids;
+    for (Item &item : batch_.items) {
+        if (item.id != 0) {
+            files.emplace(item.id, &item);
+            ids += (ids.empty() ? "" : ",") + std::to_string(item.id);
+        }
+    }
+    if (files.empty()) {
+        return;
+    }
     std::vector<int> surplus;
-    for (const auto &[file, itemAndTracks] : TracksOf(false)) {
-        const auto &[item, known] = itemAndTracks;
-        for (const auto &[number, id] : known) {
-            const auto match = std::find_if(
-                item->tracks.begin(), item->tracks.end(), [wanted = number](const Track &track) {
-                    return track.id == 0 && track.virtualSong.song.track == wanted;
-                });
-            if (match != item->tracks.end()) {
-                match->id = id;
-            } else {
-                surplus.push_back(id);
-            }
+    std::map<Item *, std::vector<int>> kept;
+    for (const varn::Row row : Connection().Query(Made(varn::Sql(kKnownTracks, ids)))) {
+        Item *const item = files.at(static_cast<int>(row.Number("file")));
+        const int id = static_cast<int>(row.Number("id"));
+        const auto match =
+            std::find_if(item->tracks.begin(), item->tracks.end(), [&](const Track &track) {
+                return track.id == 0 && track.virtualSong.song.track == row.Number("number");
+            });
+        if (!item->keptSheet.empty()) {
+            kept[item].push_back(id);
+        } else if (match != item->tracks.end()) {
+            match->id = id;
+        } else {
+            surplus.push_back(id);
         }
     }
     RemoveRows(surplus);
+    for (const auto &[item, tracks] : kept) {
+        MoveKeptTracks(*item, IdList(tracks));
+    }
 }
 
-// The tracks that stay go where their song goes.
-void Store::MoveKeptTracks() {
-    for (const auto &[file, itemAndTracks] : TracksOf(true)) {
-        const auto &[item, known] = itemAndTracks;
-        std::vector<int> tracks;
-        for (const KnownTrack &track : known) {
-            tracks.push_back(track.id);
-        }
-        const std::string ids = IdList(tracks);
-        NoteFollowing(Connection(), ids, item->song.path);
-        Connection().Execute(
-            Made(varn::Sql("UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT"
-                           " WHERE id = ANY ('{@VARN:NEVAR}')",
-                           item->song.path, static_cast<int>(item->song.userid), ids)));
-        Connection().Execute(
-            Made(varn::Sql("UPDATE virtual_info_track SET cue_sheet_path ="
-                           " '@VARN:VAR' WHERE track = ANY ('{@VARN:NEVAR}')",
-                           item->keptSheet, ids)));
-    }
+void Store::MoveKeptTracks(const Item &item, const std::string &ids) {
+    NoteFollowing(Connection(), ids, item.song.path);
+    Connection().Execute(
+        Made(varn::Sql("UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT"
+                       " WHERE id = ANY ('{@VARN:NEVAR}')",
+                       item.song.path, static_cast<int>(item.song.userid), ids)));
+    Connection().Execute(
+        Made(varn::Sql("UPDATE virtual_info_track SET cue_sheet_path = '@VARN:VAR'"
+                       " WHERE track = ANY ('{@VARN:NEVAR}')",
+                       item.keptSheet, ids)));
 }
 
 // Ids of new rows, fetched at once.
 std::vector<int> Store::NewIds(std::size_t count) {
     std::vector<int> ids;
     if (count > 0) {
-        const Rows rows = Connection().Query(Made(
-            varn::Sql("SELECT nextval('track_id_seq') AS id FROM generate_series(1, @VARN:INT)",
-                      static_cast<int>(count))));
-        for (int row = 0; row < rows.Count(); ++row) {
-            ids.push_back(static_cast<int>(rows.Number(row, "id")));
+        for (const varn::Row row : Connection().Query(Made(varn::Sql(
+                 "SELECT nextval('track_id_seq') AS id FROM generate_series(1, @VARN:INT)",
+                 static_cast<int>(count))))) {
+            ids.push_back(static_cast<int>(row.Number("id")));
         }
     }
     return ids;
@@ -242,7 +225,9 @@ Store::Batch Store::MakeBatch() {
         id = isNew ? *newId++ : id;
         AppendTrackRow(isNew ? batch.added : batch.changed, id, song, kind);
         if (isNew) {
-            AppendStarRows(batch.stars, id, song);
+            for (const Star &star : song.stars) {
+                AppendLine(batch.stars, id, star.userid, star.stars);
+            }
         }
         AppendSideRows(batch.sides, id, song);
         return id;
@@ -252,7 +237,7 @@ Store::Batch Store::MakeBatch() {
         const int file = append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
         for (const auto &[track, known] : item.tracks) {
             const int id = append(known, track.song, RowKind::kTrack);
-            AppendOffsetRow(batch.offsets, id, file, track.offset, track.sheetPath);
+            AppendLine(batch.offsets, id, file, track.offset, track.sheetPath);
         }
     }
     return batch;
@@ -260,31 +245,27 @@ Store::Batch Store::MakeBatch() {
 
 void Store::WriteSongs() {
     MatchTracks();
-    MoveKeptTracks();
     const Batch batch = MakeBatch();
-    if (!batch.added.empty()) {
-        Connection().CopyIn(CopyInto("track").c_str(), batch.added);
-    }
+    const auto copy = [&](const std::string &statement, const std::string &rows) {
+        if (!rows.empty()) {
+            Connection().CopyIn(statement.c_str(), rows);
+        }
+    };
+    copy(CopyInto("track"), batch.added);
     if (!batch.changed.empty()) {
         if (!std::exchange(hasStaging_, true)) {
             Connection().Execute(kCreateStaging);
         }
-        Connection().CopyIn(CopyInto("changed_track").c_str(), batch.changed);
+        copy(CopyInto("changed_track"), batch.changed);
         NoteChanged(Connection());
         Connection().Execute(kUpdateTracks);
         Connection().Execute(kDeleteSides);
     }
     for (std::size_t side = 0; side < batch.sides.size(); ++side) {
-        if (!batch.sides[side].empty()) {
-            Connection().CopyIn(kCopySide[side], batch.sides[side]);
-        }
+        copy(kCopySide[side], batch.sides[side]);
     }
-    if (!batch.offsets.empty()) {
-        Connection().CopyIn(kCopyOffsets, batch.offsets);
-    }
-    if (!batch.stars.empty()) {
-        Connection().CopyIn(kCopyStars, batch.stars);
-    }
+    copy(kCopyOffsets, batch.offsets);
+    copy(kCopyStars, batch.stars);
 }
 
 void Store::WriteStamps() {

@@ -5,10 +5,8 @@
 #include <cstddef>
 #include <cstdint>
 #include <future>
-#include <map>
 #include <optional>
 #include <string>
-#include <utility>
 #include <vector>
 
 #include "varnindex/database.h"
@@ -70,22 +68,13 @@ class Store {
         SideRows sides;
     };
 
-    // A track's number in its sheet, and its row.
-    struct KnownTrack {
-        std::int64_t number;
-        int id;
-    };
-    // Changed files of the batch with the tracks that they have, by the file's row.
-    using KnownTracks = std::map<int, std::pair<Item *, std::vector<KnownTrack>>>;
-
-    KnownTracks TracksOf(bool isKept);
     void FlushIfFull();
     Database &Connection() { return own_ ? *own_ : database_; }
     void HandOver();
     void WriteOut();
     void RemoveRows(const std::vector<int> &rows);
     void MatchTracks();
-    void MoveKeptTracks();
+    void MoveKeptTracks(const Item &item, const std::string &ids);
     std::vector<int> NewIds(std::size_t count);
     Batch MakeBatch();
     void WriteSongs();

@@ -1,4 +1,4 @@
-#include "webapi_utils/song_query.h"
+#include "musiclib/song_query.h"
 
 #include <array>
 #include <memory>
@@ -12,11 +12,13 @@
 #include "tonvale/playlists.h"
 #include "tonvale/settings.h"
 #include "varn/handles.h"
-#include "webapi_utils/source.h"
 
-namespace Tonvale::webapi_utils {
+namespace Tonvale::musiclib {
 
 namespace {
+
+// What log lines name, with the functions that are exported.
+constexpr char kUtilsSource[] = "audiolib/webapi_utils";
 
 std::string BrowseLibrary(uid_t uid) {
     const varn::User user = varn::UserByUid(uid);
@@ -32,7 +34,7 @@ std::string ActualOnly(std::string_view library) {
 }
 
 int ListSongs(const SongQuery &query, PLAYLIST_REC **listOut) {
-    support::SongList songs(kSource);
+    support::SongList songs(kUtilsSource);
     const bool read = VisitSongs(query, [&](const VARN_MEDIA_INFO &song) { songs.Append(song); });
     return read ? songs.Release(listOut) : -1;
 }
@@ -54,7 +56,7 @@ bool VisitSongs(const SongQuery &query, const std::function<void(const VARN_MEDI
     while (MediaInfoDBGet(rows.get(), song.get()) == 0) {
         if (query.hash != nullptr &&
             SetSongHashValueByDBHandler(query.hash, rows.get(), song.get()) != 0) {
-            LOG_ERROR(kSource, "Failed to keep the rating of song [%lu]",
+            LOG_ERROR(kUtilsSource, "Failed to keep the rating of song [%lu]",
                       static_cast<unsigned long>(song->id));
         }
         visit(*song);
@@ -62,26 +64,26 @@ bool VisitSongs(const SongQuery &query, const std::function<void(const VARN_MEDI
     return true;
 }
 
-}  // namespace Tonvale::webapi_utils
+}  // namespace Tonvale::musiclib
 
 std::string VARNAudioWebapiUtilsGetBrowseLibraryByUid(uid_t uid) noexcept {
-    using namespace Tonvale::webapi_utils;
-    return Tonvale::support::Guarded(kSource, std::string("shared"),
+    using namespace Tonvale::musiclib;
+    return Tonvale::support::Guarded(kUtilsSource, std::string("shared"),
                                      [&] { return BrowseLibrary(uid); });
 }
 
 int VARNAudioWebapiUtilsGetPlaylistByDBQuery(uid_t uid, PLAYLIST_REC **listOut,
                                              PVLIBSZHASH *fillExtra, const char *condition,
                                              const char *columns, int actualOnly) noexcept {
-    using namespace Tonvale::webapi_utils;
+    using namespace Tonvale::musiclib;
     if (listOut != nullptr) {
         *listOut = nullptr;
     }
     if (listOut == nullptr || !NonEmptyStr(condition)) {
-        LOG_ERROR(kSource, "Bad parameters.");
+        LOG_ERROR(kUtilsSource, "Bad parameters.");
         return -1;
     }
-    return Tonvale::support::Guarded(kSource, -1, [&] {
+    return Tonvale::support::Guarded(kUtilsSource, -1, [&] {
         return ListSongs({uid, condition, columns, actualOnly != 0, fillExtra}, listOut);
     });
 }

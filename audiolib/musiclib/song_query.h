@@ -9,7 +9,7 @@
 #include "varn/base.h"
 #include "varn/mediaindex.h"
 
-namespace Tonvale::webapi_utils {
+namespace Tonvale::musiclib {
 
 struct SongQuery {
     uid_t uid;
@@ -22,4 +22,4 @@ struct SongQuery {
 // Visits the records of all rows in turn. False, with a log line, when the query fails.
 bool VisitSongs(const SongQuery &query, const std::function<void(const VARN_MEDIA_INFO &)> &visit);
 
-}  // namespace Tonvale::webapi_utils
+}  // namespace Tonvale::musiclib
