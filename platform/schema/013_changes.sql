@@ -1,9 +1,9 @@
--- Change numbers: a transaction that changes songs, playlists or a user's ratings adds random tokens,
--- and the number of a kind is the exclusive or of the tokens that are seen. One that sees a number
--- sees exactly the changes that make it up, and a database from a backup goes on with numbers that
--- no other has had. Writers only insert, so that none waits for another. Now and then one puts the
--- rows of a kind together into one, which leaves the number as it is; it skips those of others that
--- are at it.
+-- Change numbers: a transaction that changes songs, playlists or a user's ratings adds random
+-- tokens, and the number of a kind is the exclusive or of the tokens that are seen. A reader that
+-- sees a number sees exactly the changes that make it up, and a database from a backup goes on with
+-- numbers that no other has had. Writers only insert, so that none waits for another. Now and then
+-- one puts the rows of a kind together into one, which leaves the number as it is; it skips rows
+-- that another writer is putting together.
 CREATE TABLE change (
     kind   text NOT NULL,       -- song, list or rating
     userid integer NOT NULL,    -- whose ratings; 0: everybody's
@@ -86,9 +86,9 @@ BEGIN
             -- A rating may pass from one user to another.
             CONTINUE WHEN place.is_mass AND event = 'INSERT';
             CONTINUE WHEN place.kind <> 'rating' AND event = 'UPDATE' AND rows = 'OLD';
-            EXECUTE format('CREATE TRIGGER note_%s_%s AFTER %s ON %I REFERENCING %s TABLE AS changed '
-                           'FOR EACH STATEMENT EXECUTE FUNCTION %s', lower(event), lower(rows), event,
-                           place.name, rows,
+            EXECUTE format('CREATE TRIGGER note_%s_%s AFTER %s ON %I REFERENCING %s TABLE AS '
+                           'changed FOR EACH STATEMENT EXECUTE FUNCTION %s',
+                           lower(event), lower(rows), event, place.name, rows,
                            CASE place.kind WHEN 'rating' THEN 'note_changed_ratings()'
                                            ELSE format('note_changed_rows(%L)', place.kind) END);
         END LOOP;

@@ -1,9 +1,9 @@
 // Lists that are computed once for each change of the library.
 //
 // The order of a list is kept in a file below the root, for all processes of the package, with the
-// version of the library that it was computed from. Pages and totals are cut from it. The file takes
-// its name when it is whole and is never changed; it is worthless once the library has changed. Where
-// no file can be written, each list is computed anew.
+// version of the library that it was computed from. Pages and totals are cut from it. The file
+// takes its name when it is whole and is never changed; it is worthless once the library has
+// changed. Where no file can be written, each list is computed anew.
 #pragma once
 
 #include <sys/types.h>
