@@ -49,7 +49,8 @@ constexpr const char kKnownTracks[] =
 
 constexpr const char *kRenewStatistics =
     "ANALYZE track, album_track, artist_track, composer_track, genre_track, replaygain_track,"
-    " virtual_info_track, directory, personal_directory, playlist, personal_playlist";
+    " virtual_info_track, directory, personal_directory, playlist, personal_playlist, song_text,"
+    " tag_text";
 
 std::string CopyInto(const char *table) {
     return std::string("COPY ") + table + " (" + kTrackColumns + ") FROM STDIN";

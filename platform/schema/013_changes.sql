@@ -1,0 +1,1 @@
+SELECT 13;  -- change numbers
