@@ -34,6 +34,7 @@ const auto &Apis() {
         &kPinApi,
         &kPlayerApi,
         &kPlaylistApi,
+        &kSearchApi,
         &kSettingApi,
         &kSharingApi,
         &kSharingPageApi,

@@ -131,6 +131,7 @@ extern const Api kMediaServerApi;
 extern const Api kPinApi;
 extern const Api kPlayerApi;
 extern const Api kPlaylistApi;
+extern const Api kSearchApi;
 extern const Api kSettingApi;
 extern const Api kSharingApi;
 extern const Api kSharingPageApi;

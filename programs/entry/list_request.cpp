@@ -41,4 +41,11 @@ Tonvale::webapi::WebapiLibrary TrackWriterOf(const Request &request) {
     return writer;
 }
 
+tonvale_service::Collection CollectionOf(const Request &request, bool isPersonal) {
+    tonvale_service::Collection collection{request.User().GetLoginUserName(), isPersonal,
+                                           request.User().GetLoginUID()};
+    Complete(collection);
+    return collection;
+}
+
 }  // namespace tonvale_entry

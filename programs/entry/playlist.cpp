@@ -16,13 +16,6 @@ using namespace tonvale_service;
 
 const std::vector<std::string> kFlags = {"false", "true"};
 
-Collection CollectionOf(const Request &request, bool isPersonal) {
-    Collection collection{request.User().GetLoginUserName(), isPersonal,
-                          request.User().GetLoginUID()};
-    Complete(collection);
-    return collection;
-}
-
 AnyPlaylist PlaylistOf(const Request &request) {
     return FindById(request.User().GetLoginUserName(), request.User().GetLoginUID(),
                     request.RequiredText("id"));

@@ -3,6 +3,7 @@
 
 #include "action.h"
 #include "list_request.h"
+#include "service/search.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_entry {

@@ -29,31 +29,6 @@ using Tonvale::webapi::WebapiLibrary;
 constexpr char kStart[] =
     ", (SELECT max(v.audio_offset) FROM virtual_info_track v WHERE v.track = id) AS audio_offset";
 
-// Where a keyword may be looked for.
-struct Field {
-    const char *name;
-    std::optional<std::string> (*condition)(const std::string &keyword);
-};
-#define CONTAINS(column) column " ILIKE '%%@VARN:LVAR%%'"
-constexpr Field kFields[] = {
-    {"all",
-     [](const std::string &keyword) {
-         return varn::Sql("(" CONTAINS("title") " OR " CONTAINS("artist") " OR " CONTAINS("album")
-                          " OR " CONTAINS("album_artist") " OR " CONTAINS("composer") " OR "
-                          CONTAINS("genre") ")",
-                          keyword, keyword, keyword, keyword, keyword, keyword);
-     }},
-    {"title", [](const std::string &keyword) { return varn::Sql(CONTAINS("title"), keyword); }},
-    {"artist", [](const std::string &keyword) { return varn::Sql(CONTAINS("artist"), keyword); }},
-    {"album", [](const std::string &keyword) { return varn::Sql(CONTAINS("album"), keyword); }},
-    {"album_artist",
-     [](const std::string &keyword) { return varn::Sql(CONTAINS("album_artist"), keyword); }},
-    {"composer",
-     [](const std::string &keyword) { return varn::Sql(CONTAINS("composer"), keyword); }},
-    {"genre", [](const std::string &keyword) { return varn::Sql(CONTAINS("genre"), keyword); }},
-};
-#undef CONTAINS
-
 bool IsOneOf(const std::vector<std::string> &names, const std::string &name) {
     return std::find(names.begin(), names.end(), name) != names.end();
 }
@@ -174,34 +149,32 @@ const std::vector<std::string> &SongSortKeys() {
     return keys;
 }
 
-const std::vector<std::string> &SearchFields() {
-    static const std::vector<std::string> names = [] {
-        std::vector<std::string> all;
-        for (const Field &field : kFields) {
-            all.emplace_back(field.name);
-        }
-        return all;
-    }();
-    return names;
-}
-
-std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibrary &writer) {
-    return Open(request, Condition(request.filters), writer);
-}
-
-std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
-                                      const std::string &field, const WebapiLibrary &writer) {
-    if (keyword.empty()) {
-        throw Failure(Reason::kEmptyKeyword);
-    }
+std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibrary &writer,
+                                    const std::string &found) {
     std::string condition = Condition(request.filters);
-    for (const Field &known : kFields) {
-        if (field == known.name) {
-            AddCondition(condition, known.condition(Needle(keyword)));
-            return Open(request, condition, writer);
-        }
+    if (!found.empty()) {
+        AddCondition(condition, found);
     }
-    throw Failure(Reason::kUnknownSearchField, field);
+    return Open(request, condition, writer);
+}
+
+std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
+                                       int64_t total, const WebapiLibrary &writer) {
+    std::string places;
+    for (std::size_t i = 0; i < rows.size(); ++i) {
+        places += (i == 0 ? "{\"" : ",\"") + std::to_string(rows[i]) + "\":" + std::to_string(i);
+    }
+    const std::string condition =
+        rows.empty() ? "false" : IdCondition(std::set<int>(rows.begin(), rows.end()));
+    const std::string order =
+        rows.empty() ? "id" : "('" + places + "}'::jsonb ->> id::text)::integer";
+    Handle songs(AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC,
+                                 TrackColumns(writer).c_str(), condition.c_str(), nullptr,
+                                 order.c_str(), 0, 0, 0));
+    if (!songs) {
+        NoAnswer();
+    }
+    return std::make_unique<SongPage>(std::move(songs), writer, request.offset, total);
 }
 
 std::optional<SongId> ParseSongId(std::string_view id) {

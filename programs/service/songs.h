@@ -1,7 +1,8 @@
-// Lists of songs, searches for them, and their ratings.
+// Lists of songs, and their ratings.
 #pragma once
 
 #include <compare>
+#include <cstdint>
 #include <map>
 #include <memory>
 #include <optional>
@@ -22,16 +23,15 @@ const std::vector<std::string> &SongSortKeys();
 // offset, and a limit.
 inline constexpr char kRandom[] = "random";
 
-// Where a text may be looked for; the first one means everywhere.
-const std::vector<std::string> &SearchFields();
-
-// A page of the songs that a request asks for, and of those with a text in a field, in any case.
-// Each throws a Failure.
+// A page of the songs that a request asks for; with `found`, of those for which this SQL is true.
+// Throws a Failure.
 std::unique_ptr<SongPage> ListSongs(const ListRequest &request,
-                                    const Tonvale::webapi::WebapiLibrary &writer);
-std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
-                                      const std::string &field,
-                                      const Tonvale::webapi::WebapiLibrary &writer);
+                                    const Tonvale::webapi::WebapiLibrary &writer,
+                                    const std::string &found = "");
+
+// The page of a list of `total` songs that has these rows, in their order. Throws a Failure.
+std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
+                                       int64_t total, const Tonvale::webapi::WebapiLibrary &writer);
 
 // The row of a song, and whether it is one track of a cue sheet.
 struct SongId {

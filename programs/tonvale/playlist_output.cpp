@@ -24,7 +24,7 @@ std::string RowOfSong(const std::string &id) {
 
 }  // namespace
 
-void PrintTable(tonvale_service::PlaylistPage &page) {
+void PrintTable(tonvale_service::Page &page) {
     Table table({{"ID", false, true},
                  {"TITLE", false, true},
                  {"TYPE", false, false},

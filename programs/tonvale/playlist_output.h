@@ -5,8 +5,8 @@
 
 namespace tonvale_cli {
 
-// Prints a table of playlists.
-void PrintTable(tonvale_service::PlaylistPage &page);
+// Prints a table of a page of playlists.
+void PrintTable(tonvale_service::Page &page);
 
 // The same of a playlist's entries, whose objects have their tags and audio properties.
 void PrintTable(tonvale_service::PlaylistTracks &page);

@@ -35,7 +35,7 @@ constexpr Wording kWordings[] = {
     {Reason::kUnknownLibrary, "there is no library '{}'; 'tonvale songs --help' names them"},
     {Reason::kUnknownSortKey, "this list is not sorted by '{}'; its --help names the keys"},
     {Reason::kUnknownSearchField, "nothing is looked for in '{}'; its --help names the fields"},
-    {Reason::kEmptyKeyword, "an empty text is in every song; name a part of what you look for"},
+    {Reason::kEmptyKeyword, "there is nothing to look for in this text; name a word or a part of one"},
     {Reason::kRandomPart,
      "sorting by random draws from a whole library: it takes no filter, no --offset, and a --limit "
      "of 1 or more"},

@@ -1,0 +1,45 @@
+// Searches as people expect them: words in any order, case, accents and ways of writing aside, the
+// best matches first (docs/browsing.md).
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "list.h"
+#include "page.h"
+#include "playlist_target.h"
+#include "tracks.h"
+
+namespace tonvale_service {
+
+// Where songs are looked at; the first one means everywhere.
+const std::vector<std::string> &SearchFields();
+
+// What songs that were found may be sorted by; the first one is how well they match.
+const std::vector<std::string> &SearchSortKeys();
+
+// A page of the songs that a request asks for and that have each word in the field. Throws a Failure,
+// as all below do.
+std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
+                                      const std::string &field,
+                                      const Tonvale::webapi::WebapiLibrary &writer);
+
+// The kinds of names that are searched: "albums", "artists" and "composers".
+const std::vector<std::string> &SearchedGroups();
+
+// A page of names, best matches first; of albums `album_artist` as well. The library, offset and
+// limit of the request count.
+std::unique_ptr<Page> SearchGroups(const std::string &kind, const ListRequest &request,
+                                   const std::string &keyword);
+
+// The same of playlists by their names, as ListPlaylists tells them.
+std::unique_ptr<Page> SearchPlaylists(const std::vector<Collection> &collections,
+                                      const std::string &keyword, int offset, int limit);
+
+// The first few of each kind, each list under its name, and in `total` how many there are.
+Json::Value SearchAll(const ListRequest &request, const std::string &keyword,
+                      const std::vector<Collection> &collections,
+                      const Tonvale::webapi::WebapiLibrary &writer);
+
+}  // namespace tonvale_service
