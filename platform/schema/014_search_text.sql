@@ -43,7 +43,7 @@ CREATE TABLE tag_text (
 CREATE TABLE song_text (
     track      integer PRIMARY KEY,
     userid     integer NOT NULL,
-    kind       "char" NOT NULL, -- f: a file, s: one that is split, v: a track of it, o: one without it
+    kind       "char" NOT NULL, -- f: a file, s: a split one, v: a track of it, o: one without it
     tags       bigint NOT NULL,
     form       text NOT NULL,
     title_sort text NOT NULL,
@@ -195,7 +195,8 @@ BEGIN
         EXECUTE format('CREATE TRIGGER %I AFTER INSERT ON %I REFERENCING NEW TABLE AS changed'
             ' FOR EACH STATEMENT EXECUTE FUNCTION side_text_changed()', side || '_text_added', side);
         EXECUTE format('CREATE TRIGGER %I AFTER UPDATE ON %I REFERENCING NEW TABLE AS changed'
-            ' FOR EACH STATEMENT EXECUTE FUNCTION side_text_changed()', side || '_text_changed', side);
+            ' FOR EACH STATEMENT EXECUTE FUNCTION side_text_changed()', side || '_text_changed',
+            side);
     END LOOP;
 END
 $$;
