@@ -43,7 +43,7 @@ CREATE TABLE tag_text (
 CREATE TABLE song_text (
     track      integer PRIMARY KEY,
     userid     integer NOT NULL,
-    kind       "char" NOT NULL, -- f: a file, s: one that is split, v: a track of it, o: one without it
+    kind       "char" NOT NULL, -- f: a file, s: a split one, v: a track of it, o: one without it
     tags       bigint NOT NULL,
     form       text NOT NULL,
     title_sort text NOT NULL,
@@ -100,13 +100,18 @@ BEGIN
                ' ' || search_form(album) || E'\n ' || search_form(album_artist) || E'\n ' ||
                search_form(artist) || E'\n ' || search_form(composer) AS form
           FROM (SELECT DISTINCT ON (tags) * FROM wanted ORDER BY tags) w),
+    worded AS MATERIALIZED (SELECT *, search_words(form) AS words FROM tagged),
+    genres AS MATERIALIZED (SELECT agg_genre, search_form(agg_genre) AS form
+                              FROM (SELECT DISTINCT agg_genre FROM wanted) g),
     stored AS (
-        INSERT INTO tag_text SELECT *, search_words(form) FROM tagged
-        ON CONFLICT (id) DO UPDATE SET id = excluded.id)
+        INSERT INTO tag_text SELECT * FROM worded ON CONFLICT (id) DO UPDATE SET id = excluded.id)
     INSERT INTO song_text AS s (track, userid, kind, tags, form, title_sort, words)
-    SELECT w.id, userid, kind, w.tags, f.form, title_sort, search_words(f.form)
-      FROM wanted w JOIN tagged t ON t.tags = w.tags, LATERAL (SELECT ' ' || search_form(title) ||
-           E'\n ' || search_form(agg_genre) || E'\n' || t.form AS form) f
+    SELECT w.id, userid, kind, w.tags, own || E'\n' || t.form, title_sort,
+           CASE WHEN own_words IS NOT NULL OR t.words IS NOT NULL
+                THEN COALESCE(own_words, own) || E'\n' || COALESCE(t.words, t.form) END
+      FROM wanted w JOIN worded t ON t.tags = w.tags JOIN genres g ON g.agg_genre = w.agg_genre,
+           LATERAL (SELECT ' ' || search_form(title) || E'\n ' || g.form AS own OFFSET 0) o,
+           LATERAL (SELECT search_words(own) AS own_words OFFSET 0) p
     ON CONFLICT (track) DO UPDATE SET userid = excluded.userid, kind = excluded.kind,
         tags = excluded.tags, form = excluded.form, title_sort = excluded.title_sort,
         words = excluded.words
@@ -190,7 +195,8 @@ BEGIN
         EXECUTE format('CREATE TRIGGER %I AFTER INSERT ON %I REFERENCING NEW TABLE AS changed'
             ' FOR EACH STATEMENT EXECUTE FUNCTION side_text_changed()', side || '_text_added', side);
         EXECUTE format('CREATE TRIGGER %I AFTER UPDATE ON %I REFERENCING NEW TABLE AS changed'
-            ' FOR EACH STATEMENT EXECUTE FUNCTION side_text_changed()', side || '_text_changed', side);
+            ' FOR EACH STATEMENT EXECUTE FUNCTION side_text_changed()', side || '_text_changed',
+            side);
     END LOOP;
 END
 $$;

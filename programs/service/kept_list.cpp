@@ -210,9 +210,9 @@ Version ReadVersion(uid_t uid) {
     const auto rows = connection ? varn::Execute(connection.get(), "SELECT " + VersionColumns(uid))
                                  : std::nullopt;
     Version version;
-    if (rows && rows->Field(0, "seen_songs")[0] != '\0') {
-        version.songs = rows->Number(0, "seen_songs");
-        version.stars = rows->Number(0, "seen_stars");
+    if (rows && (*rows)[0].Text("seen_songs")[0] != '\0') {
+        version.songs = (*rows)[0].Number("seen_songs");
+        version.stars = (*rows)[0].Number("seen_stars");
     }
     return version;
 }

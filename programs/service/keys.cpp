@@ -83,13 +83,13 @@ std::optional<Holder> FindKey(const std::string &key) {
     if (rows.Count() != 1) {
         return std::nullopt;
     }
-    const auto uid = static_cast<uid_t>(rows.Number(0, "user_id"));
+    const auto uid = static_cast<uid_t>(rows[0].Number("user_id"));
     const std::string name = AccountName(uid);
-    if (name.empty() || LoginStamp(name) != rows.Field(0, "login")) {
+    if (name.empty() || LoginStamp(name) != rows[0].Text("login")) {
         return std::nullopt;
     }
-    const int id = static_cast<int>(rows.Number(0, "id"));
-    if (rows.Number(0, "is_stale") != 0) {
+    const int id = static_cast<int>(rows[0].Number("id"));
+    if (rows[0].Number("is_stale") != 0) {
         NoteUse(id);
     }
     return Holder{uid, name, id};

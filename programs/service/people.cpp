@@ -82,8 +82,8 @@ int Count(const char *table, const char *column, uid_t uid) {
     return static_cast<int>(
         RunOnLogins(varn::Sql("SELECT count(*) AS rows FROM @VARN:NEVAR WHERE @VARN:NEVAR = "
                               "@VARN:INT",
-                              table, column, static_cast<int>(uid)))
-            .Number(0, "rows"));
+                              table, column, static_cast<int>(uid)))[0]
+            .Number("rows"));
 }
 
 }  // namespace

@@ -1,5 +1,5 @@
-// What is looked for, as SQL over the search tables: their forms know no case, accents and other ways
-// of writing, and a form has a blank at the start of each of its lines.
+// What is looked for, as SQL over the search tables: their forms know no case, accents and other
+// ways of writing, and a form has a blank at the start of each of its lines.
 #pragma once
 
 #include <string>
@@ -11,8 +11,8 @@ namespace tonvale_service {
 
 class SearchTerms {
   public:
-    // The form is the database's. Throws a Failure for a keyword that is empty, too long, not UTF-8,
-    // or nothing but blanks and marks.
+    // The form is the database's. Throws a Failure for a keyword that is empty, too long, not
+    // UTF-8, or nothing but blanks and marks.
     SearchTerms(varn::Database &database, const std::string &keyword);
 
     // True for a form with the word in it; and where it begins a word of `words`.
@@ -23,8 +23,8 @@ class SearchTerms {
     std::string HasAll(const std::string &form) const;
     std::string BeginsAll(const std::string &words) const;
 
-    // How well the first line of a form fits, which a line end follows: 1 the whole, 2 it begins so,
-    // 3 `begins` is true, 4 otherwise.
+    // How well the first line of a form fits, which a line end follows: 1 the whole, 2 it begins
+    // so, 3 `begins` is true, 4 otherwise.
     std::string Rank(const std::string &form, const std::string &begins) const;
 
     // The words that an index can find, which takes three characters: a few, the longest first.

@@ -124,7 +124,7 @@ SignIn TooMany() {
 // How long this attempt has to wait; empty where too many do.
 std::optional<std::chrono::milliseconds> CountAttempt(const std::string &who) {
     const varn::Rows rows = RunOnLogins(varn::Sql(kCountAttempt, who));
-    return rows.Count() == 1 ? std::optional(std::chrono::milliseconds(rows.Number(0, "wait")))
+    return rows.Count() == 1 ? std::optional(std::chrono::milliseconds(rows[0].Number("wait")))
                              : std::nullopt;
 }
 

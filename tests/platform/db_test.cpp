@@ -260,8 +260,8 @@ TEST_F(Database, ANumberTellsWhatIsSeen) {
             const varn::Rows row =
                 reader.Query("SELECT COALESCE(change_number(" + kind +
                              "), 0) AS number, md5(COALESCE(" + content + ", '')) AS content");
-            const std::string shown = row.Field(0, "content");
-            const auto known = seen.emplace(kind + row.Field(0, "number"), shown).first;
+            const std::string shown = row[0].Text("content");
+            const auto known = seen.emplace(kind + row[0].Text("number"), shown).first;
             ASSERT_EQ(known->second, shown) << step << " " << statements[chosen];
         }
     }

@@ -259,9 +259,9 @@ class RandomLibrary {
     }
 
     std::string Text() {
-        static const Texts parts = {"a",      "B",      "ab ",    "\u00C4", "a\u0308", " ",
-                                    "\u00DF", "ss",     "\uFF21", "(",      "%",       "'",
-                                    "\u4EAC", "v", "\u00D8", "_",      "\\",      "\u0130"};
+        static const Texts parts = {"a",      "B",  "ab ",    "\u00C4", "a\u0308", " ",
+                                    "\u00DF", "ss", "\uFF21", "(",      "%",       "'",
+                                    "\u4EAC", "v",  "\u00D8", "_",      "\\",      "\u0130"};
         std::string text;
         for (int count = Below(5); count >= 0; --count) {
             text += parts[static_cast<std::size_t>(Below(static_cast<int>(parts.size())))];

@@ -95,6 +95,17 @@ TEST_F(SongApi, IsOrderedFilteredAndSearched) {
         EXPECT_EQ(Ids("search", query), ids) << query;
     }
     EXPECT_EQ(Ask("Song", "search", {{"keyword", "rock"}, {"limit", "1"}})["total"].asInt(), 2);
+    const Json::Value all = Ask("Search", "all",
+                                {{"keyword",
+                                  "R\xC3\x96"
+                                  "ck"},
+                                 {"limit", "1"}});
+    EXPECT_EQ(all["total"]["songs"].asInt(), 2);
+    EXPECT_EQ(all["songs"].size(), 1U);
+    EXPECT_EQ(Each(all["composers"], "name"), Texts{"rock"});
+    EXPECT_EQ(Each(Ask("Search", "artists", {{"keyword", "a"}})["artists"], "name"),
+              (Texts{"a", "A"}));
+    EXPECT_EQ(CodeOf("Search", "albums", {{"keyword", "\xCC\x81"}}), 400);
     const Json::Value page = Ask("Song", "list", {{"offset", "3"}, {"limit", "2"}});
     EXPECT_EQ(page["total"].asInt(), 4);
     EXPECT_EQ(Each(page["songs"]), Texts{"music_4"});
