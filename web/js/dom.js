@@ -8,7 +8,8 @@
  */
 function setProps(element, props) {
   for (const [name, value] of Object.entries(props)) {
-    if (value === null || value === undefined || value === false) {
+    const isAttribute = name.includes('-') || !(name in element) || name === 'role';
+    if (value === null || value === undefined || (value === false && isAttribute)) {
       continue;
     }
     if (name === 'class') {
@@ -17,7 +18,7 @@ function setProps(element, props) {
       element.addEventListener(name.slice(2), /** @type {EventListener} */ (value));
     } else if (name === 'vars') {
       setVars(/** @type {HTMLElement} */ (element), /** @type {Record<string, string>} */ (value));
-    } else if (name.includes('-') || !(name in element) || name === 'role' || name === 'list') {
+    } else if (isAttribute) {
       element.setAttribute(name, value === true ? '' : String(value));
     } else {
       /** @type {Record<string, unknown>} */ (/** @type {unknown} */ (element))[name] = value;
