@@ -145,8 +145,3 @@ export function initialsOf(name) {
   const [first, second] = [words[0], words.length > 1 ? words[words.length - 1] : ''];
   return [first, second].map((word) => (word ? Array.from(word)[0].toUpperCase() : '')).join('');
 }
-
-/** Who asked for less movement gets none. */
-export function wantsCalm() {
-  return matchMedia('(prefers-reduced-motion: reduce)').matches;
-}
