@@ -18,6 +18,7 @@ import { t, wordsFor } from './texts.js';
 /** @typedef {() => Promise<Song[]>} Songs songs that are fetched when they are needed */
 
 const RANDOM = 200;
+const AT_ONCE = 1000;
 
 /**
  * Does something and says when it fails.
@@ -68,13 +69,24 @@ export function enqueue(songs, next) {
 }
 
 /**
+ * The server takes a thousand at once.
+ * @param {string} id of a playlist
+ * @param {string[]} songs
+ */
+async function addIds(id, songs) {
+  for (let at = 0; at < songs.length; at += AT_ONCE) {
+    await changePlaylist('add', { id, songs: songs.slice(at, at + AT_ONCE) });
+  }
+}
+
+/**
  * @param {Songs} songs
  * @param {string} id of a playlist
  * @param {string} name
  */
 export function addToPlaylist(songs, id, name) {
   return attempt(async () => {
-    await changePlaylist('add', { id, songs: (await songs()).slice(0, 1000).map((song) => song.id) });
+    await addIds(id, (await songs()).map((song) => song.id));
     toast(t('done.added', { name }));
   });
 }
@@ -90,13 +102,15 @@ export function newPlaylist(songs) {
       may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
     ],
     onSend: async (data) => {
-      const ids = songs ? (await songs()).slice(0, 1000).map((song) => song.id) : [];
-      await changePlaylist('create', {
+      const ids = songs ? (await songs()).map((song) => song.id) : [];
+      const { id } = await changePlaylist('create', {
         name: String(data.get('name')),
         library: data.has('shared') ? 'shared' : 'personal',
-        songs: ids.length > 0 ? ids : undefined,
       });
-      toast(t('done.added', { name: String(data.get('name')) }));
+      await addIds(id, ids);
+      if (ids.length > 0) {
+        toast(t('done.added', { name: String(data.get('name')) }));
+      }
     },
   });
 }

@@ -8,7 +8,8 @@
  */
 function setProps(element, props) {
   for (const [name, value] of Object.entries(props)) {
-    if (value === null || value === undefined || value === false) {
+    const isAttribute = name.includes('-') || !(name in element) || name === 'role';
+    if (value === null || value === undefined || (value === false && isAttribute)) {
       continue;
     }
     if (name === 'class') {
@@ -17,7 +18,7 @@ function setProps(element, props) {
       element.addEventListener(name.slice(2), /** @type {EventListener} */ (value));
     } else if (name === 'vars') {
       setVars(/** @type {HTMLElement} */ (element), /** @type {Record<string, string>} */ (value));
-    } else if (name.includes('-') || !(name in element) || name === 'role' || name === 'list') {
+    } else if (isAttribute) {
       element.setAttribute(name, value === true ? '' : String(value));
     } else {
       /** @type {Record<string, unknown>} */ (/** @type {unknown} */ (element))[name] = value;
@@ -143,9 +144,4 @@ export function initialsOf(name) {
   const words = name.match(/[\p{L}\p{N}][\p{L}\p{N}\p{M}'’]*/gu) ?? [];
   const [first, second] = [words[0], words.length > 1 ? words[words.length - 1] : ''];
   return [first, second].map((word) => (word ? Array.from(word)[0].toUpperCase() : '')).join('');
-}
-
-/** Who asked for less movement gets none. */
-export function wantsCalm() {
-  return matchMedia('(prefers-reduced-motion: reduce)').matches;
 }

@@ -11,8 +11,10 @@ import { PlayerBar } from './parts/player-bar.js';
 import { toast } from './parts/toast.js';
 import { learnPerson } from './person.js';
 import { player } from './player.js';
-import { showAgain, startRoutes } from './routes.js';
+import { fetchViews, showAgain, startRoutes } from './routes.js';
 import { startTexts, t } from './texts.js';
+
+const VIEWS_PAUSE = 3000;
 
 function applyTheme() {
   const theme = choice('theme');
@@ -65,6 +67,7 @@ async function start() {
   await learnPerson();
   isStarted = true;
   sideBar.learn();
+  setTimeout(fetchViews, VIEWS_PAUSE);
 }
 
 start();

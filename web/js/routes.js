@@ -24,6 +24,8 @@ const routes = {
   '/more': { load: () => import('./views/more.js'), nav: 'more' },
 };
 
+const RETRY_PAUSE = 2000;
+
 /** Tells `shown` (detail: the name of the place in the navigation). */
 export const routed = new EventTarget();
 
@@ -82,10 +84,16 @@ async function show({ top, focus }) {
   const { pathname, searchParams } = new URL(location.href);
   const [route, id] = find(pathname);
   routed.dispatchEvent(new CustomEvent('shown', { detail: route.nav }));
-  const { view } = await route.load();
+  const module = await route.load().catch(() => null);
   if (mine !== turn || outlet === null) {
     return;
   }
+  if (module === null) {
+    // The server is away: its data would be missing, too.
+    setTimeout(() => mine === turn && show({ top, focus }), RETRY_PAUSE);
+    return;
+  }
+  const { view } = module;
   const element = view({ path: pathname, id, query: searchParams });
   outlet.replaceChildren(element);
   scrollBackTo(top);
@@ -112,6 +120,13 @@ export function go(address, { replace = false, quiet = false } = {}) {
   history[replace ? 'replaceState' : 'pushState']({ key }, '', address);
   if (!quiet) {
     show({ top: 0, focus: true });
+  }
+}
+
+/** Fetches the code of all views, so that it is there when the server is away. */
+export function fetchViews() {
+  for (const { load } of Object.values(routes)) {
+    load().catch(() => {});
   }
 }
 

@@ -66,6 +66,10 @@ export async function sharePlaylist({ id, name }) {
     const from = h('input', { type: 'date', value: day(link?.date_available ?? '') });
     const until = h('input', { type: 'date', value: day(link?.date_expired ?? '') });
     const save = () => attempt(async () => {
+      until.required = from.value !== ''; // a first day alone is refused
+      if (!until.reportValidity()) {
+        return;
+      }
       const params = {
         playlist_id: id, date_expired: until.value || '0',
         date_available: until.value ? from.value || undefined : '0',

@@ -4,15 +4,18 @@ import { h } from '../dom.js';
 
 const STAYS = 4000;
 
-const shelf = h('div', { class: 'toasts', role: 'status', 'aria-live': 'polite' });
+const shelf = h('div', { class: 'toasts', role: 'status', 'aria-live': 'polite', popover: 'manual' });
 
 /** @param {string} text */
 export function toast(text) {
-  // Modal dialogs hide what is not in them.
-  const open = [...document.querySelectorAll('dialog[open]')].pop() ?? document.body;
-  if (shelf.parentElement !== open) {
-    open.append(shelf);
+  // In the top layer, and there above a dialog that has opened since.
+  const layer = /** @type {any} */ (shelf);
+  if (shelf.isConnected) {
+    layer.hidePopover();
+  } else {
+    document.body.append(shelf);
   }
+  layer.showPopover();
   const note = h('div', { class: 'toast' }, text);
   shelf.append(note);
   setTimeout(() => note.classList.add('is-leaving'), STAYS);

@@ -4,7 +4,6 @@ export const en = {
   'app.name': 'Tonvale',
   'app.skip': 'Skip to the music',
   'app.away': 'The server does not answer. Trying again …',
-  'app.back': 'The server is back.',
 
   'nav.main': 'Main',
   'nav.home': 'Home',
@@ -124,12 +123,9 @@ export const en = {
   'done.queued.one': '{count} song added to the queue',
   'done.added': 'Added to {name}',
   'done.pinned': 'Pinned to home',
-  'done.unpinned': 'Unpinned',
   'done.copied': 'Address copied',
   'done.deleted': '{name} was deleted',
   'done.saved': 'Saved',
-  'done.removed': '{count} songs removed',
-  'done.removed.one': '{count} song removed',
 
   'player.label': 'Player',
   'player.previous': 'Previous',
@@ -151,12 +147,10 @@ export const en = {
   'queue.empty': 'The queue is empty',
   'queue.empty.hint': 'Play an album, or add songs from their menu.',
   'queue.save': 'Save as playlist …',
-  'queue.now': 'Now playing',
 
   'list.empty': 'Nothing here',
   'list.failed': 'This could not be loaded.',
   'list.again': 'Try again',
-  'list.drag': 'Move {name}',
 
   'folders.empty': 'This folder is empty',
 
@@ -171,7 +165,6 @@ export const en = {
   'playlist.delete.hint': 'The playlist goes; its songs stay in the library.',
   'playlist.rename': 'Rename playlist',
   'playlist.choose': 'Add to a playlist',
-  'playlist.gone': 'This playlist is gone',
 
   'search.label': 'Search music',
   'search.hint': 'Artists, albums, songs …',

@@ -33,12 +33,20 @@ function showAll(href) {
  */
 async function showPins(view, place) {
   await view.fetch(pins, (found) => {
-    const cards = found.map((pin) => {
+    const move = (/** @type {number} */ from, /** @type {number} */ to) => attempt(() => {
+      const ids = found.map(({ id }) => id);
+      ids.splice(to, 0, ...ids.splice(from, 1));
+      return changePins('reorder', { ids });
+    });
+    const cards = found.map((pin, index) => {
       const one = pinCard(pin);
       one.addEventListener('contextmenu', (event) => {
         event.preventDefault();
         openMenu({ x: event.clientX, y: event.clientY }, pin.name, [
-          { text: t('do.unpin'), icon: 'close',
+          index > 0 && { text: t('do.up'), icon: 'up', run: () => move(index, index - 1) },
+          index < found.length - 1 &&
+            { text: t('do.down'), icon: 'lower', run: () => move(index, index + 1) },
+          { text: t('do.unpin'), icon: 'close', parted: true,
             run: () => attempt(() => changePins('unpin', { id: pin.id })) },
         ]);
       });
