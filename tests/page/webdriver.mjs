@@ -34,6 +34,7 @@ export class Browser {
   static async start() {
     const browser = new Browser();
     browser.driver = spawn('chromedriver', ['--port=0'], { stdio: ['ignore', 'pipe', 'ignore'] });
+    process.once('exit', () => browser.driver.kill());
     const port = await new Promise((resolve, reject) => {
       browser.driver.once('error', reject);
       browser.driver.stdout.on('data', (text) => {
