@@ -13,6 +13,10 @@ void Complain(const std::string &message);
 // The folder of this program, where the indexer is installed too.
 std::string ProgramDir();
 
+// The indexer beside this program, which is as trustworthy as this program is, whatever account owns
+// the root; or the one that an installation put into its place.
+std::string Indexer();
+
 // Good for a root that was prepared, and for no root at all.
 varn::host::Outcome CheckRoot();
 

@@ -32,13 +32,6 @@ struct IndexOptions {
     std::vector<std::string> paths;
 };
 
-// The indexer beside this program, which is as trustworthy as this program is, whoever the root
-// belongs to; or the one that an installation put into its place.
-std::string Indexer() {
-    const std::string beside = ProgramDir() + "/varnindex";
-    return access(beside.c_str(), X_OK) == 0 ? beside : std::string(varn::path::kIndexer);
-}
-
 // Becomes the indexer, so that its progress, its signals and its exit status are this command's.
 int BecomeIndexer(const IndexOptions &options) {
     std::vector<std::string> words = {Indexer()};
@@ -61,6 +54,11 @@ int BecomeIndexer(const IndexOptions &options) {
 }
 
 }  // namespace
+
+std::string Indexer() {
+    const std::string beside = ProgramDir() + "/varnindex";
+    return access(beside.c_str(), X_OK) == 0 ? beside : std::string(varn::path::kIndexer);
+}
 
 void AddIndex(const Verb &app) {
     const Verb verb = app.AddVerb("index", "Bring the library up to date with the folders");

@@ -215,6 +215,9 @@ Outcome WebServer::Start(const WebOptions &options) {
         }
         std::this_thread::sleep_for(kPollInterval);
     }
+    if (options.isWatched) {
+        children_->Keep({.arguments = {Indexer(), "--watch"}});
+    }
     return Outcome::Good();
 }
 
