@@ -141,8 +141,8 @@ const Method *FindMethod(const Api &api, std::string_view name) {
 }
 
 // Throws a Refusal for somebody who may not ask for it.
-void CheckLogin(Request &request, const Api &api, const Method *method) {
-    if (api.isPublic || (method != nullptr && !method->needsLogin)) {
+void CheckLogin(Request &request, const Api *api, const Method *method) {
+    if ((api != nullptr && api->isPublic) || (method != nullptr && !method->needsLogin)) {
         return;
     }
     request.SignIn();
@@ -318,13 +318,13 @@ std::unique_ptr<ActionHandler> FindAction(Request &request) {
     const auto refused = [&](const Refusal &refusal) {
         return std::make_unique<RefusedAction>(refusal, method != nullptr && method->isMedia);
     };
-    if (api == nullptr) {
-        return refused({Code::kNoSuchApi});
-    }
     try {
-        CheckLogin(request, *api, method);
+        CheckLogin(request, api, method);
     } catch (const Refusal &refusal) {
         return refused(refusal);
+    }
+    if (api == nullptr) {
+        return refused({Code::kNoSuchApi});
     }
     if (method == nullptr || request.Text("version") != std::to_string(kVersion)) {
         return std::make_unique<RefusedAction>(Refusal{Code::kNoSuchMethod});

@@ -26,7 +26,8 @@ using namespace tonvale_entry;
 // them. What the administrator says of other settings stays.
 constexpr char kStatementBound[] = "-c statement_timeout=15000";
 
-// As many as a request has at a time: most calls of the library take one for themselves.
+// As many as a request has at a time: most calls of the library take one for themselves. A process of
+// one request keeps none, because it may wait for a turn, or for its listener.
 constexpr int kConnections = 2;
 
 void BoundStatements() {
@@ -65,13 +66,13 @@ int main() {
     // A client that goes away is an output that takes no more, which ends the encoder as well.
     std::signal(SIGPIPE, SIG_IGN);
     BoundStatements();
-    VARNDBKeepConnections(kConnections);
     // Whatever needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         syslog(LOG_ERR, "Failed to switch to %s.", varn::kPackageAccount);
         return !isWorker && RefusedAction({Code::kFailed}).Process() ? 0 : 1;
     }
     if (isWorker) {
+        VARNDBKeepConnections(kConnections);
         return RunWorker([] { AnswerRequest(); });
     }
     return AnswerRequest() ? 0 : 1;

@@ -412,7 +412,7 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     client.Send(Request(search, Login("alice")));
     const HttpAnswer cancelled = client.Answer(20s);
     EXPECT_EQ(cancelled.Status(), 504);
-    EXPECT_TRUE(cancelled.body == "{\"error\":{\"code\":504},\"success\":false}\n");
+    EXPECT_TRUE(cancelled.body.starts_with("{\"error\":{\"code\":504,")) << cancelled.body;
     EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
     EXPECT_TRUE(Contains(Get(search).body, "\"success\":true"));
 }
@@ -432,12 +432,11 @@ TEST_F(Served, AnswersBesideClientsThatHoldOn) {
     for (int count = 0; count < 120; ++count) {
         const std::string login = Base64(count < 80 ? "alice:pass word" : "bob:pass word");
         const std::string spellings[] = {"Basic " + login, "bAsIc " + login,
-                                         "Basic" + std::string(250, ' ') + login,
-                                         "Basic " + login + "=="};
+                                         "Basic" + std::string(250, ' ') + login};
         readers.emplace_back(port_, count % 2 * 2 + 1)
             .Send(Request(Path("Stream", "stream&id=music_1"),
                           "X-Forwarded-For: 192.0.2." + std::to_string(count) +
-                              "\r\nAuthorization: " + spellings[count % 4] + "\r\n"));
+                              "\r\nAuthorization: " + spellings[count % 3] + "\r\n"));
         taken += readers.back().Status() == 200;
     }
     EXPECT_EQ(taken, 64 + 40);
@@ -500,7 +499,7 @@ TEST_F(Served, KeepsItsFilesFromThePackageAccount) {
         EXPECT_TRUE(isRoots(At(varn::path::kWebLogDir) / name)) << name;
     }
     EXPECT_EQ(fs::status(At(varn::path::kWebSocket)).permissions(), fs::perms(0660));
-    EXPECT_EQ(Get(Path("Info", "get")).Status(), 200) << "the gate connects";
+    EXPECT_EQ(Get(Path("Info", "get"), "").Status(), 401) << "nginx connects";
 }
 
 // Processes whose parent is `parent`, by the names of their programs.
