@@ -500,7 +500,7 @@ TEST_F(Served, KeepsItsFilesFromThePackageAccount) {
         EXPECT_TRUE(isRoots(At(varn::path::kWebLogDir) / name)) << name;
     }
     EXPECT_EQ(fs::status(At(varn::path::kWebSocket)).permissions(), fs::perms(0660));
-    EXPECT_EQ(Get(Path("Info", "get")).Status(), 200) << "the gate connects";
+    EXPECT_EQ(Get(Path("Info", "get")).Status(), 200) << "nginx connects";
 }
 
 // Processes whose parent is `parent`, by the names of their programs.
