@@ -17,7 +17,7 @@ bool BeginsWithoutCase(std::string_view line, std::string_view name) {
     return line.size() >= name.size() && strncasecmp(line.data(), name.data(), name.size()) == 0;
 }
 
-// The text between the quotes behind the first `key="` of the line.
+// The text between the quotes after the first `key="` of the line.
 std::optional<std::string_view> QuotedValue(std::string_view line, std::string_view key) {
     const std::string opening = std::string(key) + "=\"";
     const std::size_t at = line.find(opening);

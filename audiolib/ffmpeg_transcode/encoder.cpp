@@ -191,7 +191,7 @@ bool CopyToOutput(std::FILE *encoder, int64_t limit) {
             return sent == 0 || OutputFailed(0);
         }
         limit -= limit > 0 ? sent : 0;
-        // The first bytes went on at once. Behind them the encoder's packets are many and small:
+        // The first bytes went on at once. After them the encoder's packets are many and small:
         // a moment later a few of them go the way through all the other programs as one.
         if (canMove && sent < kLargePiece) {
             std::this_thread::sleep_for(kMoment);

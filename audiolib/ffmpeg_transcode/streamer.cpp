@@ -26,7 +26,7 @@ struct Range {
     int64_t Length() const { return last - first + 1; }
 };
 
-// (bit rate / 8) * (duration - seek). 0 where that cannot be told; below 0 for a seek behind the
+// (bit rate / 8) * (duration - seek). 0 where that cannot be told; below 0 for a seek after the
 // end, which is nothing to be told either.
 int64_t EstimatedBytes(const Job &job) {
     int64_t seconds = 0;

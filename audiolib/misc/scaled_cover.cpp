@@ -61,8 +61,8 @@ struct Source {
     bool isCopied;     // the converter gets a copy of what is open, whatever is at the path by now
 };
 
-// Where a copy is to stand: a name in a folder that is held open, because whoever may write there
-// could have root write elsewhere by a path.
+// Where a copy is to stand: a name in a folder that is held open, because an account that may write
+// there could have root write elsewhere by a path.
 struct Target {
     int folder;
     std::string name;
@@ -244,8 +244,8 @@ bool Place(int result, const Target &target, const timespec &source) {
     return false;
 }
 
-// Nothing for a link, which is not a picture, or a pipe, which would keep the converter waiting. The
-// path of a descriptor is a link to what the caller holds.
+// Nothing for a link, which is not a picture, or a pipe, which would keep the converter waiting.
+// The path of a descriptor is a link to what the caller holds.
 Fd OpenSource(const char *path) {
     const int follow = varn::PathOfDescriptor(path).empty() ? O_NOFOLLOW : 0;
     return Fd(open(path, O_RDONLY | follow | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));

@@ -33,8 +33,8 @@ Result Operation(PinManager &manager, Result failure, Body &&body,
     return result;
 }
 
-// The rows of a statement over the manager's connection. A failure is logged under `line` and is the
-// error of the database.
+// The rows of a statement over the manager's connection. A failure is logged under `line` and is
+// the error of the database.
 inline std::optional<varn::Rows> Run(PinManager &manager,
                                      const std::optional<std::string> &statement,
                                      int line = __builtin_LINE()) {

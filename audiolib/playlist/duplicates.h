@@ -14,7 +14,8 @@ Records PointersTo(const PLAYLIST_REC *list);
 
 // For each of `songs` in turn: removes and frees the first entry of `other` with the same path
 // that is no virtual song or one with the same track number. With `failOnDuplicate` the first such
-// entry ends it: false, and `other` is as it was. True otherwise. Throws before anything is removed.
+// entry ends it: false, and `other` is as it was. True otherwise. Throws before anything is
+// removed.
 bool RemoveDuplicates(const Records &songs, PLAYLIST_REC *&other, bool failOnDuplicate);
 
 }  // namespace Tonvale::playlist

@@ -76,7 +76,7 @@ enum class Duplicates { kKept, kLeftOut, kRefused };
 constexpr std::optional<int> kEnd = std::nullopt;
 
 struct Replacement {
-    std::optional<int> start;  // kEnd: behind the last entry
+    std::optional<int> start;  // kEnd: after the last entry
     int length;                // below 0: to the end
     const PLAYLIST_REC *songs;
     Duplicates duplicates;

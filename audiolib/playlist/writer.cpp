@@ -36,7 +36,7 @@ struct Layout {
     const char *extension;
     const char *header;
     const char *before;
-    bool numbered;  // the entry's number and "=" behind `before`
+    bool numbered;  // the entry's number and "=" after `before`
     const char *after;
     const char *trailer;
     bool tagged;  // tags of entries that the library does not know

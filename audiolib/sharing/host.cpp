@@ -73,7 +73,7 @@ std::string RelayDaemonName() {
 
 std::string ConfiguredHost() {
     char host[kPartSize + 1] = "";
-    VLIBCFileGetKeyValue(SystemPath(varn::path::kVarnInfo).c_str(), "external_host_ip", host,
+    VLIBCFileGetKeyValue(SystemPath(varn::path::kSystemInfo).c_str(), "external_host_ip", host,
                          sizeof(host));
     return host;
 }

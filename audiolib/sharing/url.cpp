@@ -26,7 +26,7 @@ bool IsHttps() {
 // The port that the administrator says the outside sees; "" for none.
 std::string ConfiguredPort(bool https) {
     char port[16] = "";
-    VLIBCFileGetKeyValue(SystemPath(varn::path::kVarnInfo).c_str(),
+    VLIBCFileGetKeyValue(SystemPath(varn::path::kSystemInfo).c_str(),
                          https ? "external_port_kos_https" : "external_port_kos_http", port,
                          sizeof(port));
     return port;

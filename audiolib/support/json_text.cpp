@@ -5,8 +5,8 @@
 
 namespace Tonvale::support {
 
-// The lenient reader and these writers set the form of files, rows and identifiers that are kept; the
-// classes that replace them accept and write another one.
+// The lenient reader and these writers set the form of files, rows and identifiers that are kept;
+// the classes that replace them accept and write another one.
 #pragma GCC diagnostic push
 #pragma GCC diagnostic ignored "-Wdeprecated-declarations"
 

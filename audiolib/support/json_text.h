@@ -1,4 +1,5 @@
-// JSON texts, and members of a document that somebody else wrote: reading one of a wrong type throws.
+// JSON texts, and members of a document that somebody else wrote: reading one of a wrong type
+// throws.
 #pragma once
 
 #include <json/value.h>

@@ -90,7 +90,7 @@ std::string VARNAudioWebapiUtilsGetFileName(const std::string &path, bool cutExt
         const std::size_t slash = path.rfind('/');
         const std::size_t start = slash == std::string::npos ? 0 : slash + 1;
         const std::size_t dot = path.rfind('.');
-        // A hidden file's dot counts as an extension's only behind a slash.
+        // A hidden file's dot counts as an extension's only after a slash.
         if (cutExtension && dot != std::string::npos && dot >= start && dot > 0) {
             return path.substr(start, dot - start);
         }

@@ -48,12 +48,13 @@ TONVALE_EXPORT int VARNAudioCheckScaleArt(const char *source, const char *scaled
 // has a meaning for the converter ("Cover [1].jpg") is copied first, and refused above 64 MiB. The
 // target's extension names its format; the copy takes its place when it is whole, is then every
 // user's to write (mode 0777) and belongs to user 1024 and group 100 where the process may give it
-// away. 0; or -1, with what had the target's name as it was. A converter that does not end is killed
-// after a minute, or two seconds after the time that the variable MAGICK_TIME_LIMIT gives it.
+// away. 0; or -1, with what had the target's name as it was. A converter that does not end is
+// killed after a minute, or two seconds after the time that the variable MAGICK_TIME_LIMIT gives
+// it.
 TONVALE_EXPORT int VARNAudioScaleImage(const char *source, const char *target) noexcept;
 
-// The same for a square of `side` pixels, 1 or more. The source may be named by a descriptor that the
-// caller holds (varn::DescriptorPath).
+// The same for a square of `side` pixels, 1 or more. The source may be named by a descriptor that
+// the caller holds (varn::DescriptorPath).
 TONVALE_EXPORT int VARNAudioScaleImageTo(const char *source, const char *target, int side) noexcept;
 
 // Removes the files that match a pattern of glob(7).

@@ -31,8 +31,8 @@ TONVALE_EXPORT bool FullPathGet(const char *sharePath, std::string &fullPath,
 TONVALE_EXPORT std::string GetSharePathByVolPath(const char *volPath) noexcept;
 
 // The absolute path of a playlist's entry: a relative one counts from `folder`, which is absolute
-// itself; "." and ".." are removed, links are not looked at. "" for an empty entry and for a path of
-// 4096 bytes or more, which no file of the library has.
+// itself; "." and ".." are removed, links are not looked at. "" for an empty entry and for a path
+// of 4096 bytes or more, which no file of the library has.
 TONVALE_EXPORT std::string GetAbsolutePath(const std::string &folder,
                                            const std::string &entry) noexcept;
 

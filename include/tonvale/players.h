@@ -154,9 +154,9 @@ TONVALE_EXPORT int VARNAudioGetEqualizer(char *out, int size) noexcept;
 // buffers, either of which may be null, cut to their sizes. -1, not logged, when there is none.
 TONVALE_EXPORT int VARNAudioCardGet(char *mixer, int mixerSize, char *dsp, int dspSize) noexcept;
 
-// The volume in the package configuration, 0-100. A value outside is set as the nearer end, and read
-// so too: the administrator's file may hold any number. Reading gives -1 when there is none or it
-// is no number; setting gives 0 or -1.
+// The volume in the package configuration, 0-100. A value outside is set as the nearer end, and
+// read so too: the administrator's file may hold any number. Reading gives -1 when there is none or
+// it is no number; setting gives 0 or -1.
 TONVALE_EXPORT int VARNAudioConfVolumeGet(void) noexcept;
 TONVALE_EXPORT int VARNAudioConfVolumeSet(int volume) noexcept;
 

@@ -10,9 +10,9 @@
 // number of the track (IsVirtualPath).
 //
 // The path of a playlist may be the path of a descriptor, "/proc/self/fd/N" (varn::DescriptorPath),
-// of a playlist that the caller holds open: then that very file is read and written, whatever stands
-// at its place meanwhile. Its format is that of the name that it has now; one that has been deleted
-// is refused.
+// of a playlist that the caller holds open: then that very file is read and written, whatever
+// stands at its place meanwhile. Its format is that of the name that it has now; one that has been
+// deleted is refused.
 //
 // "library" is a library kind of tonvale/library.h; user id 4294967295 means nobody and is refused.
 // Failures are reported by the result and logged with syslog(3) at error level. Nothing throws.
@@ -214,13 +214,13 @@ TONVALE_EXPORT int VARNPlaylistDBUpdate(const char *library, uid_t uid,
                                         const char *oldPath) noexcept;
 
 // Removes a playlist's row and tells the indexer, whether there was such a row or not. A shared row
-// that could not be removed is left to the indexer, which runs and is waited for. 0 when the row was
-// removed, here or by the indexer, otherwise -1.
+// that could not be removed is left to the indexer, which runs and is waited for. 0 when the row
+// was removed, here or by the indexer, otherwise -1.
 TONVALE_EXPORT int VARNPlaylistDBDelete(const char *library, const char *playlistId) noexcept;
 
 // Removes a playlist's file, as root, and its row with VARNPlaylistDBDelete, whether the file could
-// be removed or not. Leaves the process running as the package's account. 0 when the row was removed
-// and no file is left, otherwise -1.
+// be removed or not. Leaves the process running as the package's account. 0 when the row was
+// removed and no file is left, otherwise -1.
 TONVALE_EXPORT int VARNPlayListUnlink(const char *library, const char *path,
                                       const char *playlistId) noexcept;
 
@@ -299,9 +299,9 @@ namespace AudioFile {
 TONVALE_EXPORT int PlaylistFileSave(const char *path, const PlaylistInfo *queue) noexcept;
 
 // Reads at most `count` songs of a queue from `start` on, and its state; what the file has not is
-// zero. Records come as they stand in the file: in a damaged one a text may have no end. A file that
-// is missing is made, and empty. A negative start or count gives no songs. The caller deletes the
-// queue. Null when the file cannot be opened, locked or read.
+// zero. Records come as they stand in the file: in a damaged one a text may have no end. A file
+// that is missing is made, and empty. A negative start or count gives no songs. The caller deletes
+// the queue. Null when the file cannot be opened, locked or read.
 TONVALE_EXPORT PlaylistInfo *PlaylistFileLoad(const char *path, int start, int count) noexcept;
 
 // Replaces a queue file by random songs of a library kind, as the user sees it. True when the file

@@ -72,8 +72,8 @@ TONVALE_EXPORT int64_t GetSeekOffset(const char *path, int frames) noexcept;
 // The calls below write one CGI answer (RFC 3875, 6.2), header and body, to standard output: the
 // output of the encoder "/var/packages/Tonvale/target/bin/ffmpeg", which they start as root and
 // end. They return 0, or -1: the answer is then cut short or, when nothing could be started, not
-// begun. A reader that goes away is such a failure, also while the encoder is silent; SIGPIPE, where
-// it is not ignored, ends the process instead when it comes while something is written. The
+// begun. A reader that goes away is such a failure, also while the encoder is silent; SIGPIPE,
+// where it is not ignored, ends the process instead when it comes while something is written. The
 // effective user of the process changes while the encoder is started.
 //
 // For a song whose duration and bit rate are known the length is announced, as an estimate from

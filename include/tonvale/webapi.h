@@ -136,10 +136,10 @@ class TONVALE_EXPORT PlaylistResult {
 
 }  // namespace Tonvale::webapi::playlist
 
-// Makes a list of the songs behind an array of identifiers, in its order; a song that comes twice is
-// there twice. Only identifiers with a row id are taken. The number of songs, or -1 with *listOut
-// null (an identifier of another form, a song that the user's browse library does not have). The
-// caller frees the list with VARNPlaylistRecFree.
+// Makes a list of the songs behind an array of identifiers, in its order; a song that comes twice
+// is there twice. Only identifiers with a row id are taken. The number of songs, or -1 with
+// *listOut null (an identifier of another form, a song that the user's browse library does not
+// have). The caller frees the list with VARNPlaylistRecFree.
 TONVALE_EXPORT int VARNAudioWebapiUtilsGetMediaList(uid_t uid, const Json::Value &ids,
                                                     PLAYLIST_REC **listOut) noexcept;
 

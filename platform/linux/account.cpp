@@ -116,8 +116,8 @@ const GroupsFile::Contents *GroupsOfRoot() {
     return file.Get();
 }
 
-// The first record of one of the root's files that `wanted` accepts; null, with the error state set,
-// when there is none.
+// The first record of one of the root's files that `wanted` accepts; null, with the error state
+// set, when there is none.
 template <typename Contents, typename Wanted>
 auto FindRecord(const Contents *contents, const Wanted &wanted)
     -> decltype(contents->records.data()) {

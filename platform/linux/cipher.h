@@ -15,7 +15,7 @@ inline constexpr std::size_t kBlockBytes = 16;
 using CipherKey = std::array<unsigned char, kKeyBytes>;
 
 // Encrypts or decrypts, which is the same, under a counter that starts with `salt` (kBlockBytes at
-// most) and zeros behind it. Empty, with the error state set, on failure.
+// most) and zeros after it. Empty, with the error state set, on failure.
 std::optional<std::string> ApplyKeyStream(const CipherKey &key, std::string_view salt,
                                           std::string_view text);
 

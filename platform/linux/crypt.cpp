@@ -53,7 +53,7 @@ bool MakeKey(const std::string &file) {
         errno = EIO;
         return false;
     }
-    // The package's programs run as its account, whoever asks first.
+    // The package's programs run as its account, also where root asks first.
     const auto package =
         geteuid() == 0 ? varn::FindAccount(std::string(varn::kPackageAccount)) : std::nullopt;
     const auto owner = package ? varn::FileOwner{package->uid, package->gid} : varn::FileOwner{};
@@ -159,15 +159,14 @@ bool VLIBCCryptSzDecrypt(const char *cipher, char *out, int outSize) {
 namespace varn {
 
 std::string RandomText(std::size_t length) {
-    // With 32 of them each byte is as likely as any other.
-    constexpr std::string_view kLetters = "abcdefghijkmnpqrstuvwxyz23456789";
-    static_assert(256 % kLetters.size() == 0);
+    // Each letter is as likely as any other.
+    static_assert(kRandomLetters.size() == 1U << kRandomTextBits);
     std::string text(length, '\0');
     if (!FillRandom(text.data(), text.size())) {
         return "";
     }
     for (char &letter : text) {
-        letter = kLetters[static_cast<unsigned char>(letter) % kLetters.size()];
+        letter = kRandomLetters[static_cast<unsigned char>(letter) % kRandomLetters.size()];
     }
     return text;
 }

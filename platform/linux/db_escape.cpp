@@ -115,7 +115,7 @@ bool IsLike(std::string_view word) {
     return equals("LIKE") || equals("ILIKE");
 }
 
-// The end of the quoted piece that begins at `begin` (behind its closing quote, a doubled quote
+// The end of the quoted piece that begins at `begin` (after its closing quote, a doubled quote
 // being part of it), or npos when it is not closed.
 std::size_t QuotedEnd(std::string_view text, std::size_t begin) {
     const char quote = text[begin];

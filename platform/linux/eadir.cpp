@@ -45,7 +45,8 @@ int MakeForAll(int parent, const std::string &name) {
     return made;
 }
 
-// Opens a folder below `parent`, and makes it first where it is missing. Symbolic links are refused.
+// Opens a folder below `parent`, and makes it first where it is missing. Symbolic links are
+// refused.
 varn::UniqueFd OpenOrMake(int parent, const std::string &name) {
     constexpr int kFolderOnly = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     varn::UniqueFd folder(openat(parent, name.c_str(), kFolderOnly));

@@ -1,6 +1,5 @@
 // Accounts of a root: their lines, homes and groups.
 #include <pwd.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <array>
@@ -117,8 +116,8 @@ fs::path HomesFolder() {
     return fs::read_symlink(SystemPath(path::kHomes), error);
 }
 
-// A user id that nobody has or has had: its owner gets the files, stars and lists that are left with
-// it. The last one that was given stands in the package configuration.
+// A user id that nobody has or has had: its owner gets the files, stars and lists that are left
+// with it. The last one that was given stands in the package configuration.
 std::optional<uid_t> NewUserId(const Records &accounts) {
     std::array<char, 16> given{};
     VARNAudioConfGet(kLastUserId, given.data(), given.size());

@@ -308,7 +308,8 @@ Outcome LinkConverter(const std::string &programDir) {
         isOurs);
 }
 
-// The workers' socket, beside the web server's configuration, gets the folder's group: that of nginx.
+// The workers' socket, beside the web server's configuration, gets the folder's group: that of
+// nginx.
 Outcome GiveSocketToWebServer() {
     const std::string folder = fs::path(SystemPath(path::kWebSocket)).parent_path();
     const group *const nginx = geteuid() == 0 ? getgrnam("www-data") : nullptr;

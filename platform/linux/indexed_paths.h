@@ -14,9 +14,9 @@ namespace varn::playlist {
 // folder below them may be links: their files stand in the library by the links' paths.
 class IndexedPaths {
   public:
-    // `list` is the path of a playlist, or of a descriptor of one (DescriptorPath). It need not exist.
-    // May ask the library database, for a playlist that is reached through a link below an indexed
-    // folder.
+    // `list` is the path of a playlist, or of a descriptor of one (DescriptorPath). It need not
+    // exist. May ask the library database, for a playlist that is reached through a link below an
+    // indexed folder.
     explicit IndexedPaths(const std::string &list);
 
     // The folder of the playlist, as the indexer knows it and with all links followed.

@@ -20,8 +20,8 @@ struct ResultCloser {
 using PgConnection = std::unique_ptr<PGconn, ConnectionCloser>;
 using PgResult = std::unique_ptr<PGresult, ResultCloser>;
 
-// Everything that decides which session a connection gets: the arguments, the effective user and the
-// client library's variables. A connection with an equal text is the same for its user.
+// Everything that decides which session a connection gets: the arguments, the effective user and
+// the client library's variables. A connection with an equal text is the same for its user.
 std::string ConnectionKey(const char *socketDir, const char *user, const char *password,
                           const char *database);
 

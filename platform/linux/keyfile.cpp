@@ -60,12 +60,13 @@ std::string BehindLinks(std::string file) {
 struct Place {
     int folder;  // that the name counts from, as of openat(2)
     std::string name;
-    // Others may write to the folder: nobody may lead the edit elsewhere with a link, or hold it up.
+    // Others may write to the folder: nobody may lead the edit elsewhere with a link, or hold it
+    // up.
     bool isGuarded;
     std::chrono::milliseconds patience;
 };
 
-// When an edit gives up waiting for others. Whoever may only read a file can lock it, too.
+// When an edit gives up waiting for others. An account that may only read a file can lock it.
 class Deadline {
   public:
     explicit Deadline(const Place &place) : end_(Clock::now() + place.patience) {}

@@ -45,7 +45,7 @@ Halves Split(std::string_view line) {
     return {key, Trim(line.substr(equals + 1))};
 }
 
-// Reads what stands behind an opening quote.
+// Reads what stands after an opening quote.
 std::string Unquote(std::string_view text) {
     std::string value;
     value.reserve(text.size());

@@ -10,7 +10,7 @@
 
 namespace {
 
-// What stands behind every PVLIBSZLIST.
+// What stands after every PVLIBSZLIST.
 struct StringList : VLIBSZLIST {
     std::vector<std::string> entries;
     bool sorted = false;  // by VLIBCSzListSort, and nothing pushed since

@@ -109,7 +109,7 @@ bool Send(std::string_view line) {
     const std::string path = SystemPath(path::kNotifySocket);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
-    // Linux needs no NUL behind a path that fills its field, as below the longest root.
+    // Linux needs no NUL after a path that fills its field, as below the longest root.
     if (path.size() > sizeof address.sun_path) {
         return false;
     }

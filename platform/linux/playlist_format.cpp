@@ -36,7 +36,7 @@ int Count(std::string_view text) {
 
 // ---- m3u ----------------------------------------------------------------------------------------
 
-// "LENGTH,TITLE"; attributes, whose values may hold commas between quotes, can stand behind the
+// "LENGTH,TITLE"; attributes, whose values may hold commas between quotes, can stand after the
 // length.
 void ReadInfo(std::string_view value, Tags &tags) {
     tags.duration = Count(value);
@@ -126,7 +126,7 @@ constexpr std::array kKeyNames = {KeyName{"file", Key::kFile}, KeyName{"title", 
 
 using Columns = std::array<std::vector<Numbered>, kKeyNames.size()>;
 
-// The number of a key. One that is missing or too large comes behind all others.
+// The number of a key. One that is missing or too large comes after all others.
 std::uint64_t KeyNumber(std::string_view digits) {
     std::uint64_t number = UINT64_MAX;
     std::from_chars(digits.data(), digits.data() + digits.size(), number);

@@ -48,9 +48,9 @@ struct NoPlaylist : std::system_error {
     explicit NoPlaylist(int error) : std::system_error(error, std::generic_category()) {}
 };
 
-// Reads the entries of a playlist. Throws NoPlaylist: EFBIG beyond kMostLines or kMostEntries, EILSEQ for a text
-// with a NUL. All other bytes are a playlist, if perhaps an empty one; no entry is empty or has a
-// line break in it.
+// Reads the entries of a playlist. Throws NoPlaylist: EFBIG beyond kMostLines or kMostEntries,
+// EILSEQ for a text with a NUL. All other bytes are a playlist, if perhaps an empty one; no entry
+// is empty or has a line break in it.
 void ParseEntries(Format format, std::string_view bytes, const Sink &sink);
 
 }  // namespace varn::playlist

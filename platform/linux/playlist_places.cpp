@@ -102,7 +102,7 @@ std::string Normalized(std::string_view path) {
     return normal.empty() ? "/" : normal;
 }
 
-// Behind "file:", with or without a host (RFC 8089): the path, still percent-encoded, and without
+// After "file:", with or without a host (RFC 8089): the path, still percent-encoded, and without
 // the slash before a drive.
 std::string_view PathOfUrl(std::string_view rest) {
     if (rest.starts_with("//")) {
@@ -124,7 +124,7 @@ bool IsFileUrl(std::string_view text) {
     return path.starts_with('/') || HasDrive(path);
 }
 
-// Whoever looks for streams knows "http" and "https" alone.
+// The library's look-up of streams knows "http" and "https" alone.
 std::string WithLowerScheme(std::string_view url) {
     std::string lower(url);
     const auto end = lower.begin() + static_cast<std::ptrdiff_t>(lower.find(':'));

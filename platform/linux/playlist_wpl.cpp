@@ -196,7 +196,7 @@ bool IsOwn(std::string_view line) {
 }
 
 // An element as this system writes it. A quote in it belongs to the path, or begins the attributes
-// that another program has put behind the source.
+// that another program has put after the source.
 void OfferOwn(std::string_view line, const Sink &sink) {
     std::string_view attributes = line.substr(1 + kElement.size());
     const std::string_view source = TakeSource(attributes);

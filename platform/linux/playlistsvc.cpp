@@ -189,10 +189,10 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
         SetError(VLIB_ERR_BAD_PARAMETER);
         return -1;
     }
-    // Entries are looked for with the rights that the list is read with. In a home that is closed to
-    // this process they would look as if they were not there, and the next edit would drop them. A
-    // list that its holder has opened is read as root, whoever may read the file itself. Outside the
-    // music root's rights would tell the list's writer which files are there.
+    // Entries are looked for with the rights that the list is read with. In a home that is closed
+    // to this process they would look as if they were not there, and the next edit would drop them.
+    // A list that its holder has opened is read as root, whoever may read the file itself. Outside
+    // the music root's rights would tell the list's writer which files are there.
     const bool isForRoot = geteuid() == 0;
     Root root;
     if (!PathOfDescriptor(path).empty()) {

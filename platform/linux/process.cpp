@@ -144,7 +144,7 @@ int VLIBCExecv(const char *path, char *const argv[], int wait) {
     return varn::Guarded(-1, [&] {
         varn::SpawnOptions options = varn::OptionsFor(path, argv);
         if (wait == 0) {
-            // Whoever reads this process's output must not wait for the program as well.
+            // The reader of this process's output must not have to wait for the program.
             options.detached = true;
             options.stdoutFd = varn::kDevNull;
             options.stderrFd = varn::kDevNull;

@@ -53,8 +53,8 @@ class RecordsFile {
     }
 
   private:
-    // The kernel's clock for times of files is this coarse at most: a file that has just changed may
-    // change again without a later time.
+    // The kernel's clock for times of files is this coarse at most: a file that has just changed
+    // may change again without a later time.
     static constexpr long long kTick = 20'000'000;
 
     static long long Nanoseconds(const timespec &time) {

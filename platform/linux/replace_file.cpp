@@ -117,9 +117,9 @@ class TemporaryFile {
     }
 
     // A link takes no name that is in use. It gets another one first, the same for each writer of
-    // the file: what a process that was killed has left there goes with the next one. ENOENT: so did
-    // this file, with a writer at the same time; it cannot be linked a second time. Where that name
-    // cannot be had (a folder has it, or it is too long), a random one does.
+    // the file: what a process that was killed has left there goes with the next one. ENOENT: so
+    // did this file, with a writer at the same time; it cannot be linked a second time. Where that
+    // name cannot be had (a folder has it, or it is too long), a random one does.
     bool LinkOver(const std::string &name) {
         const std::string own = "." + name + ".tmp";
         for (int tries = 0; tries < kMostTries; ++tries) {

@@ -5,8 +5,8 @@
 
 namespace varn {
 
-// ReplaceFile for a name that counts from a folder as of openat(2). With `onlyNew` the file must not
-// be there yet: EEXIST.
+// ReplaceFile for a name that counts from a folder as of openat(2). With `onlyNew` the file must
+// not be there yet: EEXIST.
 bool ReplaceFileAt(int folder, const std::string &name, std::string_view text, mode_t mode,
                    const FileOwner *owner, bool onlyNew);
 

@@ -29,7 +29,7 @@ std::string_view VolumePath(std::string_view value) {
 }
 
 // True when a share's volume path stands at the front of `path`, byte by byte: callers cut the path
-// behind it, so that other ways to write the same folder ("//", "/./") do not count.
+// after it, so that other ways to write the same folder ("//", "/./") do not count.
 bool StandsInFront(std::string_view volumePath, std::string_view path) {
     return path.starts_with(volumePath) && varn::PathBelow(volumePath, path);
 }

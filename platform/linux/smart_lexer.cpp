@@ -37,7 +37,7 @@ bool IsControl(char c) {
     return static_cast<unsigned char>(c) < 0x20 || c == 0x7F;
 }
 
-// What a character behind a backslash stands for; NUL for one that means nothing there.
+// What a character after a backslash stands for; NUL for one that means nothing there.
 char Escaped(char c) {
     switch (c) {
         case '"':

@@ -205,7 +205,7 @@ void Parser::Block(SmartPlaylist &playlist) {
     Expect("}", "here 'and', 'or' or the closing } is expected");
 }
 
-// Goes on behind the playlist that a mistake was made in: behind the next "}", or before the next
+// Goes on after the playlist that a mistake was made in: after the next "}", or before the next
 // playlist where that is missing.
 void Parser::SkipBlock() {
     while (token_.kind != TokenKind::kEnd) {

@@ -11,7 +11,7 @@ namespace varn::smart {
 
 struct Field;
 
-// Reads the playlists of a text. After a mistake it goes on behind that playlist's "}".
+// Reads the playlists of a text. After a mistake it goes on after that playlist's "}".
 class Parser {
   public:
     explicit Parser(std::string_view text) : lexer_(text), token_(lexer_.Next()) {}

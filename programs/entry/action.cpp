@@ -7,7 +7,6 @@
 #include <array>
 #include <csignal>
 #include <cstdio>
-#include <cstdlib>
 #include <exception>
 
 #include "list_version.h"
@@ -23,7 +22,6 @@ namespace tonvale_entry {
 namespace {
 
 constexpr int kVersion = 1;
-constexpr char kJson[] = "Content-Type: application/json; charset=utf-8";
 
 const auto &Apis() {
     // One a line, in order.
@@ -75,9 +73,9 @@ std::string SentenceOf(const Refusal &refusal, Code code) {
         case Code::kTooMany:
             return "that was tried too often; wait before the next time";
         case Code::kFailed:
-            return "that failed, and the log of the server tells why";
+            return tonvale_service::kThatFailed;
         case Code::kBusy:
-            return "the server is busy; try again in a few seconds";
+            return tonvale_service::kServerIsBusy;
         case Code::kTookTooLong:
             return "that took too long; ask for less, or later";
     }
@@ -108,20 +106,18 @@ std::string_view RawValue(std::string_view query, std::string_view name) {
     return {};
 }
 
-// True when the client wants a refusal of data to have its HTTP status, too.
+// True when the client wants the code of a refusal as the HTTP status.
 bool WantsStatus() {
-    constexpr std::string_view kWanted = "status=http";
-    const std::string query = Variable("QUERY_STRING");
-    return RawValue(query, "status") == "http" ||
-           Variable("HTTP_ACCEPT").find(kWanted) != std::string::npos;
+    return RawValue(Variable("QUERY_STRING"), "status") == "http" ||
+           Variable("HTTP_ACCEPT").find("status=http") != std::string::npos;
 }
 
 // A refusal of data has the status 200, unless it is the system's and not the request's, or the
 // client wants to know.
 bool Refuse(ActionHandler &handler, const Refusal &refused, bool isMedia) {
     const Code code = CodeForClient(refused.code);
-    const std::string header =
-        std::string(StatusOf(code)) + (code == Code::kNotLoggedIn ? LoginChallenge() : "") + kJson;
+    const std::string header = std::string(StatusOf(code)) +
+                               (code == Code::kNotLoggedIn ? LoginChallenge() : "") + kJsonType;
     const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong ||
                            code == Code::kNotLoggedIn || code == Code::kTooMany || WantsStatus();
     return handler.PrintResponse(RefusalReply(handler, refused, code),
@@ -248,7 +244,7 @@ bool DataAction::Process() {
             GiveUpRights();
             SetSuccess(reply, true);
             const std::string &fields = request_.Fields();
-            return PrintResponse(reply, fields.empty() ? nullptr : (kJson + fields).c_str());
+            return PrintResponse(reply, fields.empty() ? nullptr : (kJsonType + fields).c_str());
         },
         [&](const Refusal &why) { return Refuse(*this, why, false); });
 }
@@ -344,7 +340,7 @@ std::unique_ptr<ActionHandler> FindAction(Request &request) {
         return refused(refusal);
     }
     if (method->changes && !IsWorker()) {
-        // The web server ends the handler of a client that leaves, but not a change half-way.
+        // Neither a client that leaves nor the end of the server (SIGTERM) breaks a change off.
         std::signal(SIGTERM, SIG_IGN);
     }
     if (!method->takesRoot) {

@@ -61,6 +61,9 @@ class MediaAction : public ActionHandler {
     const Request &request_;
 };
 
+// The type of an answer with data, without the end of its line.
+inline constexpr char kJsonType[] = "Content-Type: application/json; charset=utf-8";
+
 // Throws a refusal where the database kept something back: then an answer is not whole.
 void CheckDatabase();
 

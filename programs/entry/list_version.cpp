@@ -7,6 +7,7 @@
 #include <functional>
 #include <string_view>
 
+#include "action.h"
 #include "service/kept_list.h"
 #include "service/validators.h"
 #include "varn/systempath.h"
@@ -15,12 +16,11 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr char kType[] = "Content-Type: application/json; charset=utf-8\r\n";
-// Each use of a kept answer asks whether it still holds.
+// A client asks before each use of an answer that it keeps.
 constexpr char kCache[] = "Cache-Control: private, no-cache\r\n";
 
-// Files that decide what a list shows beside the library: preferences, names of shares, code page.
-// One that is replaced is another one.
+// The versions of the files that decide, with the library, what a list shows: preferences, names of
+// shares, code page, and this program.
 std::string Settings() {
     constexpr std::array kFiles = {varn::path::kUsersFile,    varn::path::kPackageConf,
                                    varn::path::kShares,       varn::path::kSystemInfo,
@@ -38,7 +38,7 @@ std::string Settings() {
     return all;
 }
 
-// "" where nothing can be told. Everything that makes an answer another one is in it.
+// From all that decides an answer; "" where that is not known.
 std::string EtagOf(const Request &request, const std::string &shows) {
     const std::string method = Variable("REQUEST_METHOD");
     if (shows.empty() || (method != "GET" && method != "HEAD")) {
@@ -56,7 +56,8 @@ std::string EtagOf(const Request &request, const std::string &shows) {
 
 std::string ListHeader(const Request &request, const std::string &shows) {
     const std::string etag = EtagOf(request, shows);
-    return etag.empty() ? kType : kType + ("ETag: " + etag) + "\r\n" + kCache;
+    const std::string type = std::string(kJsonType) + "\r\n";
+    return etag.empty() ? type : type + "ETag: " + etag + "\r\n" + kCache;
 }
 
 bool HasList(const Request &request, std::string &header) {

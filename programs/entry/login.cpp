@@ -4,11 +4,12 @@
 
 #include <cstdlib>
 #include <cstring>
-#include <optional>
+#include <utility>
 
 #include "refusal.h"
 #include "request.h"
 #include "service/failure.h"
+#include "turn.h"
 #include "varn/handles.h"
 #include "worker.h"
 
@@ -38,6 +39,11 @@ SignIn LetIn(const std::string &name) {
                    : SignIn{Standing::kRefused, Proof::kNone, {}};
 }
 
+// Throws a Refusal after too many wrong passwords.
+SignIn Counted(SignIn found) {
+    return found.standing != Standing::kTooMany ? std::move(found) : throw Refusal{Code::kTooMany};
+}
+
 // The cookie goes with each request of the page, and never with one of another site's. The server
 // ends the session before the browser does.
 std::string CookieField(const std::string &token, const char *seconds) {
@@ -58,7 +64,7 @@ Login Login::Take() {
 }
 
 SignIn Login::Decide() const {
-    const bool isOurs = std::getenv("SCGI") != nullptr;
+    const bool isOurs = IsOfServer();
     if (const std::string user = Variable("REMOTE_USER"); !isOurs && !user.empty()) {
         return LetIn(user);
     }
@@ -71,13 +77,15 @@ SignIn Login::Decide() const {
         if (known.standing == Standing::kSlow) {
             LeaveWorker();
         }
-        if (known.standing == Standing::kTooMany) {
-            throw Refusal{Code::kTooMany};
-        }
-        return known;
+        return Counted(known);
     } catch (const tonvale_service::Failure &failure) {
         throw RefusalOf(failure);
     }
+}
+
+SignIn Login::ByPassword(const std::string &name, const std::string &password) const {
+    GiveTurnBack();  // wrong passwords of before may make this wait
+    return Counted(tonvale_service::SignInByPassword(name, password, Address()));
 }
 
 const char *LoginChallenge() {

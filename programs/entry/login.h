@@ -1,8 +1,8 @@
 // Who a request is from. Everything that decides it stands here and in service/sign_in.h.
 //
-// What reaches a worker, and the processes that one starts (variable SCGI), proves who it is by a
-// session's cookie, Basic or a key (Bearer). Elsewhere the web server asks for logins: REMOTE_USER is
-// who it is, and without that a cookie or a key may tell.
+// In a worker, and in a process that one has started (variable SCGI), a session's cookie, Basic or
+// a key (Bearer) tells. Elsewhere the web server asks for logins: REMOTE_USER tells, and without it
+// a cookie or a key.
 #pragma once
 
 #include <string>
@@ -11,16 +11,20 @@
 
 namespace tonvale_entry {
 
-// Reads what a request proves its client with, and takes it out of the environment: programs that
-// this one starts, and a decoder that a damaged song has taken over, could read it there.
+// What a client proves with who it is. It is taken out of the environment: programs that this one
+// starts, and a decoder that a damaged song has taken over, could read it there.
 class Login {
   public:
     static Login Take();
 
     // The account: `who` where the standing is kKnown, and nobody otherwise. Throws a Refusal where
-    // that cannot be told, or not before wrong passwords are forgotten. A worker leaves a password's
-    // hash to a process of its own (LeaveWorker).
+    // that cannot be told, and after too many wrong passwords. A worker leaves a password's hash to
+    // a handler (LeaveWorker).
     tonvale_service::SignIn Decide() const;
+
+    // The same for a name and its password. It may take some seconds, without a turn
+    // (GiveTurnBack).
+    tonvale_service::SignIn ByPassword(const std::string &name, const std::string &password) const;
 
     const std::string &Address() const { return credentials_.address; }
     const std::string &Agent() const { return agent_; }
@@ -30,9 +34,9 @@ class Login {
     std::string agent_;
 };
 
-// The field of an answer with the status 401 that asks for a login, with its end; "" for a browser,
-// which would bring up a dialog of its own in place of the page's: it calls itself Mozilla/..., or
-// what sends the request says that it is a page (Sec-Fetch-Mode, X-Requested-With).
+// The field of an answer with the status 401 that asks for a login, with its end. "" for a browser,
+// which would bring up a dialog of its own in place of the page's: User-Agent is Mozilla/..., or
+// there is Sec-Fetch-Mode or X-Requested-With.
 const char *LoginChallenge();
 
 // The fields that give a client its session, and that take it back.

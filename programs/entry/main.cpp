@@ -22,8 +22,8 @@ namespace {
 
 using namespace tonvale_entry;
 
-// A statement of a request is cancelled after so many milliseconds, the wait for a locked table among
-// them. What the administrator says of other settings stays.
+// A statement of a request is cancelled after so many milliseconds, in which the wait for a locked
+// table counts. Other settings of the administrator stay.
 constexpr char kStatementBound[] = "-c statement_timeout=15000";
 
 // As many as a request has at a time: most calls of the library take one for themselves. A process of
@@ -60,13 +60,12 @@ bool AnswerRequest() {
 
 int main() {
     const bool isWorker = IsListening(STDIN_FILENO);
-    // The server keeps a log of its workers and of the processes that they start.
-    const bool isOfServer = isWorker || std::getenv("SCGI") != nullptr;
-    openlog("entry.cgi", isOfServer ? LOG_PERROR : 0, LOG_USER);
+    // The server keeps a log of its workers and handlers.
+    openlog("entry.cgi", isWorker || IsOfServer() ? LOG_PERROR : 0, LOG_USER);
     // A client that goes away is an output that takes no more, which ends the encoder as well.
     std::signal(SIGPIPE, SIG_IGN);
     BoundStatements();
-    // Whatever needs root's rights takes them for a moment, where the web server has them.
+    // What needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {
         syslog(LOG_ERR, "Failed to switch to %s.", varn::kPackageAccount);
         return !isWorker && RefusedAction({Code::kFailed}).Process() ? 0 : 1;

@@ -31,8 +31,8 @@ class Parameters {
 // The JSON text of a parameter. Empty for anything else, and for one that is nested too deep.
 std::optional<Json::Value> ParseJson(const std::string &text);
 
-// The values of one parameter: a JSON array of texts and whole numbers, or text separated by commas.
-// Empty for an array of anything else, and for more than `most` values.
+// The values of one parameter: a JSON array of texts and whole numbers, or text separated by
+// commas. Empty for an array of anything else, and for more than `most` values.
 std::optional<std::vector<std::string>> SplitValues(const std::string &text, std::size_t most);
 
 // A whole number in decimal. Empty for anything else, or outside low to high.

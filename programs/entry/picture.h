@@ -5,8 +5,8 @@
 
 namespace tonvale_entry {
 
-// Each sends a whole CGI answer: the picture; or its header alone, or 304 where the client's copy is
-// still good (RFC 9110). True when all of it went out.
+// Each sends a whole CGI answer: the picture; or its header alone, or 304 where the client's copy
+// is still good (RFC 9110). True when all of it went out.
 
 // A picture of the library, with validators.
 bool SendPicture(const tonvale_service::Picture &picture, bool headerOnly);

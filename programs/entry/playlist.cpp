@@ -14,8 +14,6 @@ namespace {
 
 using namespace tonvale_service;
 
-const std::vector<std::string> kFlags = {"false", "true"};
-
 AnyPlaylist PlaylistOf(const Request &request) {
     return FindById(request.User().GetLoginUserName(), request.User().GetLoginUID(),
                     request.RequiredText("id"));
@@ -97,7 +95,7 @@ void Delete(const Request & /*asked*/, const Collection &collection, const Playl
 }
 
 void Add(const Request &asked, const Collection &collection, const Playlist &playlist) {
-    const bool skips = asked.Choice("skip_duplicate", kFlags, "false") == "true";
+    const bool skips = asked.Flag("skip_duplicate");
     AppendSongs(collection, playlist, Songs(asked), skips);
 }
 

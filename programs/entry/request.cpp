@@ -1,5 +1,4 @@
 #include "request.h"
-#include "service/settings.h"
 
 #include <strings.h>
 #include <unistd.h>
@@ -10,6 +9,7 @@
 #include <string_view>
 
 #include "route.h"
+#include "service/settings.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_entry {
@@ -166,6 +166,10 @@ std::string Request::Choice(const std::string &name, const std::vector<std::stri
         throw Refusal{Code::kBadParameter, name};
     }
     return value;
+}
+
+bool Request::Flag(const std::string &name) const {
+    return Choice(name, {"false", "true"}, "false") == "true";
 }
 
 }  // namespace tonvale_entry

@@ -29,14 +29,15 @@ class Request {
     // Finds out who asks; until then nobody does. Throws a Refusal (Login::Decide).
     void SignIn();
 
-    // The account that logged in, "" when nobody did; and the rights of its entry in the users
-    // file (tonvale/settings.h), 0 for somebody who may not use the server.
+    // The account that logged in, "" when nobody did.
     const VARN::APIRequest &User() const { return user_; }
     bool IsLoggedIn() const { return proof_ != tonvale_service::Proof::kNone; }
     // How the account proved itself, and the id of the session or key.
     tonvale_service::Proof ProvedBy() const { return proof_; }
     int ProofId() const { return proofId_; }
     const Login &From() const { return login_; }
+    // Of its entry in the users file (tonvale/settings.h); 0 for somebody who may not use the
+    // server.
     unsigned Rights() const;
     // Throws a Refusal unless the account has the right.
     void Require(unsigned right) const;
@@ -71,6 +72,8 @@ class Request {
     // One of the known names.
     std::string Choice(const std::string &name, const std::vector<std::string> &known,
                        const std::string &otherwise) const;
+    // "true", or else "false", also when it was not given.
+    bool Flag(const std::string &name) const;
 
   private:
     Request(Login login, Parameters parameters, const std::string &method)

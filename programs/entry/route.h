@@ -5,9 +5,9 @@
 
 namespace tonvale_entry {
 
-// The query of the request in the environment (RFC 3875). Below "/as/sharing/" there are the public
-// pages of share links, ID and ID/SONG, where the query is that of the page; a path that is neither
-// is a link that does not exist. For any other path it is QUERY_STRING as it stands.
+// The query of the request in the environment (RFC 3875). For the public pages of share links,
+// "/as/sharing/ID" and "/as/sharing/ID/SONG", it is the query of that page; any other path below
+// "/as/sharing" is a link that does not exist. For all other paths it is QUERY_STRING as it stands.
 std::string RoutedQuery();
 
 }  // namespace tonvale_entry

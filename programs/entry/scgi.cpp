@@ -96,7 +96,7 @@ std::vector<std::string> SplitVariables(std::string_view text) {
     return variables;
 }
 
-// 0 as well for a body that is not to be read.
+// 0 for a body that is not to be read.
 std::size_t BodyLength(const std::vector<std::string> &variables) {
     for (const std::string &variable : variables) {
         if (variable.starts_with(kBodyLength) && variable[kBodyLength.size()] == '=') {

@@ -5,9 +5,9 @@
 
 namespace tonvale_entry {
 
-// True for an http or https URL of at most 2000 bytes, without a user name in it, whose host a search
-// of the local network could have found: an IPv4 address in figures, of a private network
-// (RFC 1918). Names are looked up once more by whoever connects, and may lead elsewhere then. With
+// True for an http or https URL of at most 2000 bytes, without a user name in it, whose host a
+// search of the local network could have found: an IPv4 address in figures, of a private network
+// (RFC 1918). Names are looked up again for the connection, and may lead elsewhere then. With
 // `media_server_any_address` = "yes" in the package configuration any host will do.
 bool IsServerUrl(const std::string &url);
 

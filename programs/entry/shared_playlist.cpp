@@ -77,7 +77,7 @@ varn::OwnedSongs ListSmart(const Tonvale::SharingData &link, int offset, int lim
     return varn::OwnedSongs(list);
 }
 
-// The count comes with the songs, and behind the last one there are none.
+// The count comes with the songs, and after the last one there are none.
 varn::OwnedSongs ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     varn::OwnedSongs list = ListSmart(link, offset, limit, total);
     if (!list && total >= 0 && offset > 0) {

@@ -112,7 +112,7 @@ class Page : public ActionHandler {
     }
 
   private:
-    // "song" is the reference behind the link's identifier in an address.
+    // "song" is the reference after the link's identifier in an address.
     LinkPage Opened() const {
         const std::string reference = request_.Text("song");
         LinkPage page;

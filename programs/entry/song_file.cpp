@@ -9,7 +9,6 @@
 #include <cerrno>
 #include <cstdio>
 #include <filesystem>
-#include <string_view>
 #include <system_error>
 
 #include "request.h"
@@ -34,7 +33,7 @@ bool IsMovedHere(const VARN_MEDIA_INFO &song, const struct stat &info) {
     return song.userid != 0 && info.st_uid != song.userid && (info.st_mode & S_IROTH) == 0;
 }
 
-// A part is wanted only of the very file that the client has another part of.
+// A client that has a part asks for another one of the same file only.
 Range RangeOf(const Validators &now, int64_t total) {
     const std::string condition = Variable("HTTP_IF_RANGE");
     const bool counts =
@@ -58,7 +57,7 @@ bool Copy(int file, off_t at, off_t end) {
     return true;
 }
 
-// False for a file that has become shorter, too.
+// False also for a file that has become shorter.
 bool SendBytes(int file, off_t at, off_t end) {
     while (at < end) {
         const ssize_t sent = sendfile(STDOUT_FILENO, file, &at, static_cast<std::size_t>(end - at));

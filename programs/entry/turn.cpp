@@ -1,19 +1,16 @@
 #include "turn.h"
 
-#include <arpa/inet.h>
-
 #include <algorithm>
 #include <chrono>
-#include <cstdlib>
 #include <functional>
 #include <string>
-#include <string_view>
 #include <thread>
 #include <utility>
 #include <vector>
 
 #include "parameters.h"
 #include "refusal.h"
+#include "service/network.h"
 #include "service/slot.h"
 #include "varn/packageconf.h"
 #include "worker.h"
@@ -74,21 +71,15 @@ Bounds BoundsOf(Work work) {
 
 std::vector<Slot> held;
 
-// What a visitor of public pages is counted by: the IPv4 address, or the first 64 bits of an IPv6
-// address, because one client has all addresses below them; an account of this machine has all of
+// What a visitor of public pages is counted by. An account of this machine has all addresses of
 // loopback. A few networks share a number, so that the files of turns stay few.
 std::string VisitorsNetwork() {
     constexpr std::size_t kNumbers = 256;
-    const char *const told = std::getenv("REMOTE_ADDR");
-    std::string_view network = told != nullptr ? told : "";
-    in6_addr address{};
-    if (network.starts_with("127.") || network.starts_with("::ffff:127.") || network == "::1") {
+    std::string network = tonvale_service::NetworkOf(Variable("REMOTE_ADDR"));
+    if (network.starts_with("127.") || network == "::") {
         network = "127";
-    } else if (inet_pton(AF_INET6, network.data(), &address) == 1 &&
-               !IN6_IS_ADDR_V4MAPPED(&address)) {
-        network = {reinterpret_cast<const char *>(&address), sizeof address / 2};
     }
-    return std::to_string(std::hash<std::string_view>{}(network) % kNumbers);
+    return std::to_string(std::hash<std::string>{}(network) % kNumbers);
 }
 
 // A number of turns, of which a request needs one.

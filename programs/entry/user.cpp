@@ -1,14 +1,11 @@
 // VARN.Tonvale.User: the own password and keys, and for administrators the users.
-#include "service/keys.h"
-
 #include <climits>
 
 #include "action.h"
 #include "login.h"
+#include "service/keys.h"
 #include "service/people.h"
 #include "service/settings.h"
-#include "service/sign_in.h"
-#include "turn.h"
 
 namespace tonvale_entry {
 
@@ -22,12 +19,7 @@ Json::Value ChangePassword(const Request &asked) {
     const std::string name = asked.User().GetLoginUserName();
     const std::string old = asked.RequiredText("old");
     const std::string wanted = asked.RequiredText("new");
-    GiveTurnBack();  // wrong passwords of before may make this wait
-    const auto known = tonvale_service::SignInByPassword(name, old, asked.From().Address());
-    if (known.standing == tonvale_service::Standing::kTooMany) {
-        throw Refusal{Code::kTooMany};
-    }
-    if (known.standing != tonvale_service::Standing::kKnown) {
+    if (asked.From().ByPassword(name, old).standing != tonvale_service::Standing::kKnown) {
         throw tonvale_service::Failure(tonvale_service::Reason::kWrongPassword);
     }
     tonvale_service::SetPassword(name, wanted);
@@ -73,12 +65,12 @@ Json::Value List(const Request &asked) {
 
 Json::Value Add(const Request &asked) {
     RequireAdministrator(asked);
-    const bool isAdmin = asked.Choice("administrator", {"true", "false"}, "false") == "true";
-    tonvale_service::AddUser(asked.RequiredText("name"), isAdmin, asked.RequiredText("password"));
+    tonvale_service::AddUser(asked.RequiredText("name"), asked.Flag("administrator"),
+                             asked.RequiredText("password"));
     return Json::Value(Json::objectValue);
 }
 
-// The rights and the password of somebody, or one of the two.
+// A user's rights, password, or both.
 Json::Value Change(const Request &asked) {
     RequireAdministrator(asked);
     const std::string name = asked.RequiredText("name");
@@ -103,8 +95,7 @@ Json::Value Remove(const Request &asked) {
     if (name == asked.User().GetLoginUserName()) {
         throw Refusal{Code::kNotPermitted};
     }
-    tonvale_service::RemoveUser(name,
-                                asked.Choice("delete_music", {"true", "false"}, "false") == "true");
+    tonvale_service::RemoveUser(name, asked.Flag("delete_music"));
     return Json::Value(Json::objectValue);
 }
 

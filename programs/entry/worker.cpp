@@ -33,12 +33,12 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// The web server has all of a request before it sends any.
+// The web server holds a whole request before it sends it.
 constexpr auto kPatience = 5s;
-// It takes an answer at once.
+// It takes an answer as fast as it comes.
 constexpr timeval kWriteTimeout = {30, 0};
 
-// What a request leaks ends with its worker.
+// What requests leak goes with their worker.
 constexpr int kMostRequests = 5000;
 constexpr std::size_t kMostMemory = std::size_t{256} << 20;
 
@@ -267,7 +267,7 @@ sigset_t HoldSignals() {
     return before;
 }
 
-// A change of ids takes the wish back, so that it is said before each pause.
+// A change of ids undoes this (prctl(2)), so that it is done before each wait.
 bool EndWithParent(pid_t parent) {
     return prctl(PR_SET_PDEATHSIG, SIGTERM) == 0 && getppid() == parent;
 }
@@ -329,6 +329,10 @@ void EndWithClient() {
 
 bool IsWorker() {
     return isWorker;
+}
+
+bool IsOfServer() {
+    return std::getenv("SCGI") != nullptr;
 }
 
 void LeaveWorker() {

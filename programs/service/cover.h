@@ -11,7 +11,8 @@
 
 namespace tonvale_service {
 
-// The sides of a cover besides those of cover_copies.h: as it is, and of the copy beside its song.
+// Sides of a cover, besides those of cover_copies.h: the picture as it is, and the copy that is
+// kept beside its song.
 inline constexpr int kOriginalSide = 0;
 inline constexpr int kUsualSide = 480;
 
@@ -34,11 +35,11 @@ struct Picture {
 Picture OpenPicture(const std::string &path);
 
 // The cover of a song of the library: of a user's personal one, or of everybody's (owner 0). The
-// copy of that side is made where it is missing. Where that fails, which the log tells, or too many are
-// being made, the picture itself is answered. Throws a Failure when there is none, what is there is
-// no picture that a browser shows, or the path leads out of the music of its owner. `beforeMaking` is
-// called before a copy is made, which may take a minute. Leaves the process as the package's
-// account.
+// copy of that side is made where it is missing. Where that fails, which the log tells, or too many
+// are being made, the result is the picture itself. Throws a Failure when there is none, what is
+// there is no picture that a browser shows, or the path leads out of the music of its owner.
+// `beforeMaking` is called before a copy is made, which may take a minute. Leaves the process as
+// the package's account.
 Picture OpenCoverOf(uid_t owner, const std::string &path, int side, void (*beforeMaking)());
 
 // The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the

@@ -1,12 +1,11 @@
 #include "cover_copies.h"
 
-#include <fcntl.h>
 #include <sys/stat.h>
-#include <syslog.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
+#include <cstdio>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -55,7 +54,8 @@ struct Copy {
     std::string path;
 };
 
-// Removes copies that were not used for the longest time until three quarters of the room are taken.
+// Removes copies that were not used for the longest time until three quarters of the room are
+// taken.
 void MakeRoom() {
     std::vector<Copy> copies;
     off_t taken = 0;

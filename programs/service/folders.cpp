@@ -17,7 +17,7 @@ namespace {
 using Tonvale::webapi::WebapiLibrary;
 
 constexpr int kFoldersAtATime = 256;
-// Ids come from one sequence: what is behind the prefix tells a folder in any library.
+// Ids come from one sequence: what is after the prefix tells a folder in any library.
 constexpr std::string_view kPrefix = "dir_";
 constexpr std::string_view kPersonalPrefix = "dir_p_";
 constexpr char kColumns[] =
@@ -170,7 +170,8 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
             list.append(ObjectOf(rows, i));
         }
     }
-    // A limit of 0 means no limit, so that a page that is full already asks for no song another way.
+    // A limit of 0 means no limit, so that a page that is full already asks for no song another
+    // way.
     const int left = std::max(request.limit - static_cast<int>(list.size()), 0);
     const bool isFull = request.limit > 0 && left == 0;
     Tonvale::MediaHandle rows(

@@ -173,7 +173,7 @@ std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &req
                                       const std::optional<std::string> &name) {
     const std::string condition = GroupCondition(group, request, name);
     const std::string order = Order(group, request);
-    // Who has rated nothing sees the same stars as the others who have not.
+    // All users without ratings see the same.
     const Version now = ReadVersion(request.uid);
     const ListKey key(group.list, request, condition, order, now.stars != 0);
     auto part = KeptPart(key, request.offset, request.limit);

@@ -11,7 +11,6 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <string_view>
 #include <utility>
 
 #include "page.h"
@@ -32,8 +31,8 @@ constexpr std::size_t kMostFiles = 300;
 
 constexpr time_t kYoungSeconds = 2;
 
-// What a file begins with. Behind it come the key, where each record begins and the last one ends,
-// and the records.
+// What a file begins with. The key follows, then where each record begins and the last one ends,
+// then the records.
 struct Header {
     std::array<char, 8> magic = {'T', 'V', 'L', 'I', 'S', 'T', '0', '1'};
     std::int64_t songs = 0;
@@ -54,7 +53,7 @@ std::string FileOf(const ListKey &key) {
     return Folder() + name.data();
 }
 
-// Reads that much from there; false when there is less.
+// Reads `size` bytes; false when there are fewer.
 bool ReadAt(const varn::UniqueFd &file, std::uint64_t offset, void *out, std::size_t size) {
     return pread(file.Get(), out, size, static_cast<off_t>(offset)) == static_cast<ssize_t>(size);
 }
@@ -128,11 +127,12 @@ void MakeRoom(std::int64_t songs, std::int64_t bytes) {
     });
     std::size_t count = lists.size() + 1;
     for (const Found &list : lists) {
-        if (bytes <= kMostBytes && count-- <= kMostFiles) {
+        if (bytes <= kMostBytes && count <= kMostFiles) {
             break;
         }
         unlink(list.path.c_str());
         bytes -= list.bytes;
+        --count;
     }
 }
 
@@ -163,7 +163,7 @@ std::string FileText(const ListKey &key, const Version &version,
            data;
 }
 
-// A list that cannot be kept is computed again, which no one has to be told.
+// A list that cannot be kept is computed again: that needs no log line.
 void Keep(const ListKey &key, const Version &version, const std::vector<std::string> &records) {
     const varn::RunAs package(varn::Who::kPackage);
     const std::string text = FileText(key, version, records);

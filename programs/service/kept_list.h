@@ -2,7 +2,7 @@
 //
 // The order of a list is kept in a file below the root, for all processes of the package, with the
 // version of the library that it was computed from. Pages and totals are cut from it. The file
-// takes its name when it is whole and is never changed; it is worthless once the library has
+// takes its name when it is whole, and is never changed. It is of no use once the library has
 // changed. Where no file can be written, each list is computed anew.
 #pragma once
 
@@ -18,8 +18,8 @@
 
 namespace tonvale_service {
 
-// What a user sees of the library: two equal ones show the same songs and folders, and the user's
-// same stars. Without `songs` nothing is known.
+// A state of the library: two equal ones have the same songs and folders, and the same stars of the
+// user. Without `songs` nothing is known.
 struct Version {
     std::optional<std::int64_t> songs = {};
     std::int64_t stars = 0;
@@ -28,15 +28,15 @@ struct Version {
     std::string Text() const;  // "" when nothing is known
 };
 
-// Columns that tell the version that a statement sees, and what they tell.
+// Columns that tell the version that a statement sees; and the version in such rows.
 std::string VersionColumns(uid_t uid);
 Version VersionOf(const Tonvale::MediaHandle &rows);
 
 // The version that a user sees now; nothing is known when the database does not answer.
 Version ReadVersion(uid_t uid);
 
-// Which list: everything that decides its order but the library. `isOfUser`: another user's is
-// another one, even of the shared library.
+// Which list: everything that decides its order but the library. `isOfUser`: each user has one of
+// their own, even of the shared library.
 struct ListKey {
     ListKey(const char *list, const ListRequest &request, const std::string &condition,
             const std::string &order, bool isOfUser);
@@ -53,7 +53,7 @@ struct ListPart {
     bool isYoung = false;  // it was computed a moment ago
 };
 
-// A part as it is kept, of whatever version; nothing when the list is not kept. Limit 0 means all.
+// A part as it is kept, of any version; nothing when the list is not kept. Limit 0 means all.
 std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit);
 
 // Computes a list and keeps it; the version is unknown when the library changed meanwhile.

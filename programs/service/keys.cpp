@@ -6,7 +6,6 @@
 
 #include "failure.h"
 #include "login_store.h"
-#include "settings.h"
 #include "text.h"
 #include "varn/crypt.h"
 #include "varn/handles.h"
@@ -83,16 +82,11 @@ std::optional<Holder> FindKey(const std::string &key) {
     if (rows.Count() != 1) {
         return std::nullopt;
     }
-    const auto uid = static_cast<uid_t>(rows[0].Number("user_id"));
-    const std::string name = AccountName(uid);
-    if (name.empty() || LoginStamp(name) != rows[0].Text("login")) {
-        return std::nullopt;
+    const auto holder = HolderOf(rows[0]);
+    if (holder && rows[0].Number("is_stale") != 0) {
+        NoteUse(holder->id);
     }
-    const int id = static_cast<int>(rows[0].Number("id"));
-    if (rows[0].Number("is_stale") != 0) {
-        NoteUse(id);
-    }
-    return Holder{uid, name, id};
+    return holder;
 }
 
 std::optional<Holder> FindKeyOf(const std::string &user,

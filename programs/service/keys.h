@@ -1,5 +1,5 @@
-// Keys: passwords of their own for programs, which may do what their user may, but change no
-// passwords, keys and users.
+// Keys: passwords of their own for programs. With one, a program may do what its user may, but
+// change no passwords, keys and users.
 #pragma once
 
 #include <json/value.h>
@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "sessions.h"
+#include "holder.h"
 
 namespace tonvale_service {
 

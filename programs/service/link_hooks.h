@@ -12,7 +12,7 @@ namespace tonvale_service {
 void LinksFollowRename(const std::string &playlistId, const std::string &path,
                        const std::string &oldPath);
 
-// A normal playlist is gone: so are its links, whoever's they are. It is named by its file, because
+// A normal playlist is gone: so are its links, of all users. It is named by its file, because
 // its identifier may have been another playlist's before.
 void LinksFollowDeletion(const std::string &path);
 

@@ -187,7 +187,7 @@ Json::Value Links::Shown(const Row &row) {
 }
 
 Json::Value Links::Page(int offset, int limit) {
-    // Orders and pages stand behind the condition, which comes last.
+    // Orders and pages stand after the condition, which comes last.
     const auto page = varn::Sql("true ORDER BY id LIMIT @VARN:INT OFFSET @VARN:INT", limit, offset);
     Json::Value data(Json::objectValue);
     Json::Value &sharings = data["sharings"] = Json::Value(Json::arrayValue);

@@ -18,7 +18,7 @@ using Tonvale::webapi::playlist::ListTrackCondition;
 constexpr std::size_t kLongestNeedle = 400;
 constexpr std::size_t kLongestFilter = 4096;
 
-// The library leaves a condition open behind a text that cannot be escaped.
+// The library leaves a condition open after a text that cannot be escaped.
 std::pair<bool, std::string> Given(const std::optional<std::string> &value) {
     if (value && value->size() > kLongestFilter) {
         throw Failure(Reason::kFiltersTooLong);

@@ -59,7 +59,7 @@ std::vector<std::string> Names(std::span<const SortColumn> columns);
 // The row of a request's key. Throws a Failure for a name that is in none.
 const SortColumn &ChosenColumn(const ListRequest &request, std::span<const SortColumn> columns);
 
-// The direction as it stands behind a column.
+// The direction as it stands after a column.
 const char *Direction(const ListRequest &request);
 
 // A field of a row, "" for NULL.

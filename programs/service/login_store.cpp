@@ -3,6 +3,7 @@
 #include <syslog.h>
 
 #include "failure.h"
+#include "settings.h"
 #include "varn/crypt.h"
 #include "varn/logins.h"
 #include "varn/run_as.h"
@@ -12,7 +13,8 @@ namespace tonvale_service {
 
 namespace {
 
-constexpr std::size_t kTokenLength = 52;  // of 5 bits each
+constexpr std::size_t kTokenLength = 52;
+static_assert(kTokenLength * varn::kRandomTextBits >= 256);
 
 }  // namespace
 
@@ -35,13 +37,25 @@ std::string LoginHashOf(std::string_view purpose, std::string_view text) {
     return *hash;
 }
 
-std::string LoginStamp(const std::string &user) {
+std::string PasswordHashOf(const std::string &user) {
     const varn::RunAs package(varn::Who::kPackage);
     const auto hash = varn::LoginHash(user);
     if (!hash) {
         throw Failure(Reason::kLoginsNotRead, SystemPath(varn::path::kLogins));
     }
-    return LoginHashOf("stamp", user + ":" + *hash);
+    return *hash;
+}
+
+std::string LoginStamp(const std::string &user) {
+    return LoginHashOf("stamp", user + ":" + PasswordHashOf(user));
+}
+
+std::optional<Holder> HolderOf(const varn::Row &row) {
+    const auto uid = static_cast<uid_t>(row.Number("user_id"));
+    const std::string name = AccountName(uid);
+    return name.empty() || LoginStamp(name) != row.Text("login")
+               ? std::nullopt
+               : std::optional(Holder{uid, name, static_cast<int>(row.Number("id"))});
 }
 
 std::string NewToken() {
@@ -54,7 +68,7 @@ std::string NewToken() {
 
 bool IsToken(std::string_view text) {
     return text.size() == kTokenLength &&
-           text.find_first_not_of("abcdefghijkmnpqrstuvwxyz23456789") == std::string_view::npos;
+           text.find_first_not_of(varn::kRandomLetters) == std::string_view::npos;
 }
 
 }  // namespace tonvale_service

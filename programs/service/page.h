@@ -24,8 +24,8 @@ class Page {
     // A few more of the list's objects, as an array; none at the end.
     virtual Json::Value Next() = 0;
 
-    // What the page shows of the library (Version::Text); "" when that is not known. An equal one shows
-    // the same for an equal request and equal settings.
+    // The version of the library that the page shows (Version::Text); "" when that is not known.
+    // With an equal one, an equal request and equal settings give the same page.
     const std::string &Shows() const { return shows_; }
     void SetShows(std::string version) { shows_ = std::move(version); }
 

@@ -24,7 +24,6 @@ namespace {
 constexpr char kAdmin[] = "admin";
 constexpr std::size_t kLongestName = 32;
 constexpr std::size_t kShortestPassword = 8;
-constexpr std::size_t kLongestPassword = 256;
 constexpr std::size_t kMadeLength = 20;
 
 // Names stand in files with colons and commas, in paths and in logins.
@@ -69,15 +68,6 @@ varn::User Person(const std::string &name) {
     return account;
 }
 
-bool HasLogin(const std::string &name) {
-    const varn::RunAs package(varn::Who::kPackage);
-    const auto hash = varn::LoginHash(name);
-    if (!hash) {
-        throw Failure(Reason::kLoginsNotRead, SystemPath(varn::path::kLogins));
-    }
-    return !hash->empty();
-}
-
 int Count(const char *table, const char *column, uid_t uid) {
     return static_cast<int>(
         RunOnLogins(varn::Sql("SELECT count(*) AS rows FROM @VARN:NEVAR WHERE @VARN:NEVAR = "
@@ -95,7 +85,7 @@ void AddUser(const std::string &name, bool isAdmin, const std::string &password)
     if (before && !IsPerson(before)) {
         throw Failure(Reason::kNotAUserName, name);
     }
-    if (HasLogin(name)) {
+    if (!PasswordHashOf(name).empty()) {
         throw Failure(Reason::kUserExists, name);
     }
     if (!SystemRoot().empty()) {

@@ -5,11 +5,10 @@
 
 namespace tonvale_service {
 
-// Below a root of its own (SystemRoot) accounts are made and removed with their users; elsewhere they
-// are the system's, and stay.
-
-// Each throws a Failure where it cannot do all. What was begun and killed is completed when it is
-// called again.
+// Below a root of its own (SystemRoot) accounts are made and removed with their users; elsewhere
+// they are the system's, and stay.
+//
+// Each call throws a Failure where it cannot do all. One that was killed is completed by the next.
 
 // Makes a user: the account, its home with "music" in it, every right but the server's own output
 // (an administrator has all), and last the login. A Failure for a name that is no user's or has a
@@ -19,7 +18,7 @@ void AddUser(const std::string &name, bool isAdmin, const std::string &password)
 // A password of 8 to 256 bytes without control characters. All sessions and keys of the user end.
 void SetPassword(const std::string &name, const std::string &password);
 
-// A random password for somebody who is told it.
+// A random password.
 std::string MadePassword();
 
 // What goes with a user, and what stays.
@@ -33,8 +32,8 @@ struct Belongings {
 };
 Belongings BelongingsOf(const std::string &name);
 
-// Takes a user away, with the rows of Belongings, the login, rights, preferences and own lists; with
-// `withMusic` also the home. Shared playlists stay.
+// Takes a user away, with the rows of Belongings, the login, rights, preferences and own lists;
+// with `withMusic` also the home. Shared playlists stay.
 void RemoveUser(const std::string &name, bool withMusic);
 
 }  // namespace tonvale_service

@@ -75,8 +75,8 @@ void RemoveEntries(varn::OwnedSongs &songs, const std::set<int> &positions) {
     songs.reset(list);
 }
 
-// Makes an empty playlist, which goes again unless it is kept: what a failure leaves would refuse the
-// next try. Only a file of its own making goes.
+// Makes an empty playlist, which goes again unless it is kept: what a failure leaves would refuse
+// the next try. Only a file of its own making goes.
 class NewList {
   public:
     NewList(const PlaylistFolder &folder, const std::string &name)
@@ -292,7 +292,8 @@ std::string AsideName(const Playlist &playlist) {
     return ".deleted-" + playlist.id + "-" + std::to_string(random()) + std::to_string(random());
 }
 
-// Row and file go together: the file gets out of the way first, and comes back for a row that stays.
+// Row and file go together: the file gets out of the way first, and comes back for a row that
+// stays.
 void DeleteRowAndFile(const Collection &collection, const Playlist &playlist) {
     namespace fs = std::filesystem;
     const fs::path path = playlist.path;

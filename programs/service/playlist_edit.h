@@ -16,8 +16,8 @@ const std::vector<std::string> &WrittenFormats();
 // The names of a playlist's songs (NameInPlaylist). Throws a Failure.
 std::set<std::string> SongNames(const Collection &collection, Playlist playlist);
 
-// Each throws a Failure for what cannot be done. They may leave the process running as the package's
-// account.
+// Each throws a Failure for what cannot be done. They may leave the process running as the
+// package's account.
 
 // Makes a playlist and returns it.
 Playlist CreatePlaylist(const Collection &collection, const std::string &name,

@@ -57,8 +57,8 @@ varn::UniqueFd OpenPresent(const fs::path &folder) {
     return fd;
 }
 
-// Opens a folder, and makes it where it is missing: with the rights of the owner of the folder above
-// and no more. To give it to him afterwards could give him what was put in its place.
+// Opens a folder, and makes it where it is missing: with the rights of the owner of the folder
+// above and no more. To give it to him afterwards could give him what was put in its place.
 varn::UniqueFd OpenOrMake(int above, const fs::path &path, int flags) {
     const std::string name = path.filename();
     varn::UniqueFd folder(openat(above, name.c_str(), kFolderFlags | flags));

@@ -31,7 +31,8 @@ class PlaylistFolder {
     // It is a Failure when the folder has a playlist of a name already, in any format.
     void CheckIsFree(const std::string &name) const;
 
-    // Makes an empty file, which belongs to whom the folder does. A name that is taken is a Failure.
+    // Makes an empty file, which belongs to whom the folder does. A name that is taken is a
+    // Failure.
     varn::UniqueFd Make(const std::string &file) const;
 
     // Gives a file another name, which must be free. The reason tells what it was for.
@@ -53,10 +54,10 @@ class PlaylistFolder {
     std::filesystem::path path_;
 };
 
-// A playlist, held open. Links are refused, and in a user's own collection the files of other users;
-// for a file that is not there the Failure is that there is no such playlist. A file that is not
-// the user's own is shown only when the user may read it, and changed only when all may write it;
-// for root (Collection::isForRoot) that is not asked.
+// A playlist, held open. Links are refused, and in a user's own collection the files of other
+// users; for a file that is not there the Failure is that there is no such playlist. A file that is
+// not the user's own is shown only when the user may read it, and changed only when all may write
+// it; for root (Collection::isForRoot) that is not asked.
 class HeldPlaylist {
   public:
     enum class Use { kShow, kChange };

@@ -99,8 +99,8 @@ int Read(AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t offset, 
     return total;
 }
 
-// Every part of a page reads the playlist's file anew: the parts grow with what has been read, up to
-// a small share of the memory.
+// Every part of a page reads the playlist's file anew: the parts grow with what has been read, up
+// to a small share of the memory.
 int64_t TracksAtATime(int64_t read) {
     constexpr int64_t kShare = 32;
     const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);

@@ -13,14 +13,14 @@
 
 namespace tonvale_service {
 
-// Where songs are looked at; the first one means everywhere.
+// The fields of songs that a search looks at; the first one means all.
 const std::vector<std::string> &SearchFields();
 
 // What songs that were found may be sorted by; the first one is how well they match.
 const std::vector<std::string> &SearchSortKeys();
 
-// A page of the songs that a request asks for and that have each word in the field. Throws a
-// Failure, as all below do.
+// A page of the songs that a request asks for and that have each word in the field. This and what
+// follows throw a Failure.
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
                                       const std::string &field,
                                       const Tonvale::webapi::WebapiLibrary &writer);

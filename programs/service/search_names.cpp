@@ -26,38 +26,47 @@ class FoundPage : public Page {
     Json::Value found_;
 };
 
+// A line of a form of tag_text.
+template <int Number>
+std::string Line(const std::string &form) {
+    return LineOf(form, Number);
+}
+
+// An album without an album artist is looked for with the artists of its songs.
+std::string AlbumLines(const std::string &form) {
+    return LineOf(form, 1) + " || CASE album_artist WHEN '' THEN " + LineOf(form, 3) + " ELSE " +
+           LineOf(form, 2) + " END";
+}
+
+// The rows of tag_text with a column as `name`, another ("" for none) as `more`, and `looked`, in
+// which the words are looked for. `begun` has the same lines as words.
+std::string NamesFrom(const std::string &name, const std::string &more,
+                      std::string (*lines)(const std::string &form)) {
+    const bool hasMore = !more.empty();
+    return "SELECT id, " + name + " AS name, " + name + "_sort AS name_sort, " +
+           (hasMore ? more : "''") + " AS more, " + (hasMore ? more + "_sort" : "''") +
+           " AS more_sort, form, " + lines("form") + " AS looked, " +
+           lines("COALESCE(words, form)") + " AS begun FROM tag_text";
+}
+
 // A kind of names.
 struct NameKind {
     const char *list;
-    const char *from;  // with name, name_sort, more, more_sort; what is looked at, and words of it
+    std::string from;  // NamesFrom
     const char *key;   // what is one name
 };
-#define LINE(form, line) "split_part(" form ", E'\\n', " line ") || E'\\n'"
-#define WORDS "COALESCE(words, form)"
-#define NAMES(name, sort, more, moreSort, looked, begun)                              \
-    "SELECT id, " name " AS name, " sort " AS name_sort, " more " AS more, " moreSort \
-    " AS more_sort, form, " looked " AS looked, " begun " AS begun FROM tag_text"
-constexpr NameKind kNames[] = {
-    // An album without an album artist is looked for with the artists of its songs.
-    {"albums",
-     NAMES("album", "album_sort", "album_artist", "album_artist_sort",
-           LINE("form", "1") " || CASE album_artist WHEN '' THEN " LINE("form", "3") " ELSE " LINE(
-               "form", "2") " END",
-           LINE(WORDS, "1") " || CASE album_artist WHEN '' THEN " LINE(WORDS, "3") " ELSE " LINE(
-               WORDS, "2") " END"),
-     "name, more, name_sort, more_sort"},
-    {"artists",
-     NAMES("artist", "artist_sort", "''", "''", LINE("form", "3"),
-           LINE(WORDS, "3")) " UNION ALL " NAMES("album_artist", "album_artist_sort", "''", "''",
-                                                 LINE("form", "2"),
-                                                 LINE(WORDS, "2")) " WHERE album_artist <> artist",
-     "upper(name), name_sort"},
-    {"composers",
-     NAMES("composer", "composer_sort", "''", "''", LINE("form", "4"), LINE(WORDS, "4")),
-     "name, name_sort"}};
-#undef LINE
-#undef WORDS
-#undef NAMES
+
+const auto &NameKinds() {
+    static const std::array kinds = {
+        NameKind{"albums", NamesFrom("album", "album_artist", AlbumLines),
+                 "name, more, name_sort, more_sort"},
+        NameKind{"artists",
+                 NamesFrom("artist", "", Line<3>) + " UNION ALL " +
+                     NamesFrom("album_artist", "", Line<2>) + " WHERE album_artist <> artist",
+                 "upper(name), name_sort"},
+        NameKind{"composers", NamesFrom("composer", "", Line<4>), "name, name_sort"}};
+    return kinds;
+}
 
 // Names in their order, of songs that the request lets through.
 std::string Statement(const NameKind &names, const SearchTerms &terms, const ListRequest &request) {
@@ -121,7 +130,7 @@ Json::Value Everything(Page &page) {
 const std::vector<std::string> &SearchedGroups() {
     static const std::vector<std::string> kinds = [] {
         std::vector<std::string> all;
-        for (const NameKind &names : kNames) {
+        for (const NameKind &names : NameKinds()) {
             all.emplace_back(names.list);
         }
         return all;
@@ -131,10 +140,9 @@ const std::vector<std::string> &SearchedGroups() {
 
 std::unique_ptr<Page> SearchGroups(const std::string &kind, const ListRequest &request,
                                    const std::string &keyword) {
-    const auto *const names =
-        std::find_if(std::begin(kNames), std::end(kNames),
-                     [&](const NameKind &known) { return kind == known.list; });
-    if (names == std::end(kNames)) {
+    const auto names = std::find_if(NameKinds().begin(), NameKinds().end(),
+                                    [&](const NameKind &known) { return kind == known.list; });
+    if (names == NameKinds().end()) {
         throw Failure(Reason::kUnknownSearchField, kind);
     }
     std::unique_ptr<Page> page;
@@ -144,7 +152,7 @@ std::unique_ptr<Page> SearchGroups(const std::string &kind, const ListRequest &r
                          request.limit, [&](const varn::Row &row) {
                              Json::Value object(Json::objectValue);
                              object["name"] = row.Text("name");
-                             if (kind == kNames[0].list) {
+                             if (kind == NameKinds().front().list) {
                                  object["album_artist"] = row.Text("more");
                              }
                              return object;

@@ -1,5 +1,5 @@
-// What is looked for, as SQL over the search tables: their forms know no case, accents and other
-// ways of writing, and a form has a blank at the start of each of its lines.
+// What is looked for, as SQL over the search tables. Their forms have no case, accents and other
+// ways of writing, and a blank at the start of each line.
 #pragma once
 
 #include <string>
@@ -23,8 +23,8 @@ class SearchTerms {
     std::string HasAll(const std::string &form) const;
     std::string BeginsAll(const std::string &words) const;
 
-    // How well the first line of a form fits, which a line end follows: 1 the whole, 2 it begins
-    // so, 3 `begins` is true, 4 otherwise.
+    // How well the first line of a form fits: 1 it is the text, 2 it begins with it, 3 `begins` is
+    // true, 4 otherwise. The line has an end.
     std::string Rank(const std::string &form, const std::string &begins) const;
 
     // The words that an index can find, which takes three characters: a few, the longest first.

@@ -1,8 +1,9 @@
 #include "sessions.h"
 
+#include <algorithm>
+
 #include "failure.h"
 #include "login_store.h"
-#include "settings.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -52,16 +53,12 @@ std::optional<Holder> FindSession(const std::string &token) {
     if (rows.Count() != 1) {
         return std::nullopt;
     }
-    const auto uid = static_cast<uid_t>(rows[0].Number("user_id"));
-    const std::string name = AccountName(uid);
-    if (name.empty() || LoginStamp(name) != rows[0].Text("login")) {
-        return std::nullopt;
+    const auto holder = HolderOf(rows[0]);
+    if (holder && rows[0].Number("is_stale") != 0) {
+        RunOnLogins(
+            varn::Sql("UPDATE session SET last_used = now() WHERE id = @VARN:INT", holder->id));
     }
-    const int id = static_cast<int>(rows[0].Number("id"));
-    if (rows[0].Number("is_stale") != 0) {
-        RunOnLogins(varn::Sql("UPDATE session SET last_used = now() WHERE id = @VARN:INT", id));
-    }
-    return Holder{uid, name, id};
+    return holder;
 }
 
 std::vector<Session> SessionsOf(uid_t uid, const std::string &user) {

@@ -7,14 +7,9 @@
 #include <string>
 #include <vector>
 
-namespace tonvale_service {
+#include "holder.h"
 
-// The account that a session or a key stands for, and its row.
-struct Holder {
-    uid_t uid;
-    std::string name;
-    int id;
-};
+namespace tonvale_service {
 
 struct Session {
     int id;
@@ -26,8 +21,8 @@ struct Session {
 
 // Each of these throws a Failure when the database or the logins cannot be read.
 
-// Makes a session for somebody whose password was right; the result is what the cookie holds. A user
-// has 100 at most: the ones that were not used for longest end.
+// Makes a session for somebody whose password was right; the result is what the cookie holds. A
+// user has 100 at most: the ones that were not used for longest end.
 std::string NewSession(uid_t uid, const std::string &user, const std::string &agent,
                        const std::string &address);
 

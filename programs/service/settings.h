@@ -37,8 +37,8 @@ std::string AccountName(uid_t uid);
 // A user's preference folder, "" for a name that can have none.
 std::string PreferenceFolder(const std::string &name);
 
-// The following read or write the users file, write it as the package's account, and throw a Failure
-// when they cannot. Writers wait for each other for up to three seconds.
+// The following read or write the users file, write it as the package's account, and throw a
+// Failure when they cannot. Writers wait for each other for up to three seconds.
 
 // The users file.
 Json::Value ReadUsers();
@@ -50,7 +50,7 @@ Json::Value UserList();
 // user's links as well.
 void SetPermission(const std::string &user, unsigned mask);
 
-// Records rights for somebody who has no entry yet, and takes an entry away.
+// Records rights for a user without an entry; takes an entry away.
 void SetFirstPermission(uid_t uid, unsigned mask);
 void RemoveEntry(uid_t uid);
 

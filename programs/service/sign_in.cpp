@@ -1,25 +1,23 @@
 #include "sign_in.h"
 
-#include <arpa/inet.h>
 #include <strings.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
-#include <cstring>
 #include <optional>
 #include <string_view>
 #include <thread>
 
-#include "failure.h"
 #include "keys.h"
 #include "login_store.h"
+#include "network.h"
+#include "sessions.h"
 #include "slot.h"
 #include "varn/crypt.h"
 #include "varn/handles.h"
 #include "varn/logins.h"
-#include "varn/run_as.h"
 #include "varn/sql.h"
-#include "varn/systempath.h"
 
 namespace tonvale_service {
 
@@ -27,11 +25,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-constexpr std::size_t kLongestPassword = 256;
-
-// An attempt is counted before its password is looked at: many at once would all be the first. Each
-// one that has to wait does so after the ones before it; nothing gets into too long a line. After
-// a quarter of an hour without attempts all is forgotten.
+// An attempt is counted before its password is looked at: otherwise many at once would all be the
+// first. Those that have to wait do so one after the other. There is no row where the line is too
+// long. After a quarter of an hour without attempts all is forgotten.
 constexpr char kCountAttempt[] =
     "INSERT INTO failed_login AS known (who, failures) VALUES ('@VARN:VAR', 1) "
     "ON CONFLICT (who) DO UPDATE SET last = now(), failures = "
@@ -46,21 +42,10 @@ constexpr char kForgetAttempts[] =
     "DELETE FROM failed_login WHERE last < now() - interval '15 minutes' OR who IN ("
     "SELECT who FROM failed_login ORDER BY last DESC OFFSET 10000)";
 
-// Those who wait are not more than so many, and those who compute not more than the machine can do.
+// How many attempts wait at once, and how many hashes are computed.
 constexpr unsigned kWaiting = 64;
 constexpr unsigned kComputing = 4;
 constexpr std::chrono::seconds kPatience{10};
-
-// IPv6 clients have all addresses below their first 64 bits.
-std::string NetworkOf(const std::string &address) {
-    in6_addr six{};
-    if (inet_pton(AF_INET6, address.c_str(), &six) != 1 || IN6_IS_ADDR_V4MAPPED(&six)) {
-        return address.substr(address.rfind(':') + 1);
-    }
-    std::memset(six.s6_addr + 8, 0, 8);
-    std::array<char, INET6_ADDRSTRLEN> text{};
-    return inet_ntop(AF_INET6, &six, text.data(), text.size());
-}
 
 SignIn Refused() {
     return {Standing::kRefused, Proof::kNone, {}};
@@ -83,12 +68,7 @@ std::optional<Login> LoginOf(const std::string &user, const std::string &passwor
         user.find_first_of(kNone) != user.npos || password.find('\0') != password.npos) {
         return std::nullopt;
     }
-    const varn::RunAs package(varn::Who::kPackage);
-    const auto hash = varn::LoginHash(user);
-    if (!hash) {
-        throw Failure(Reason::kLoginsNotRead, SystemPath(varn::path::kLogins));
-    }
-    return Login{user, password, *hash};
+    return Login{user, password, PasswordHashOf(user)};
 }
 
 std::string ProofOf(const Login &login) {

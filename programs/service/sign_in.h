@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "sessions.h"
+#include "holder.h"
 
 namespace tonvale_service {
 
@@ -19,7 +19,7 @@ enum class Proof { kNone, kSession, kKey, kPassword };
 
 enum class Standing {
     kNobody,   // there is nothing that would prove anything
-    kKnown,    // `who` is
+    kKnown,    // it is `who`
     kRefused,  // what was sent proves nothing
     kSlow,     // a password hash has to be computed first: SignInSlowly tells
     kTooMany,  // wrong passwords from there; not looked at
@@ -28,7 +28,7 @@ enum class Standing {
 struct SignIn {
     Standing standing = Standing::kNobody;
     Proof proof = Proof::kNone;
-    Holder who{};  // `id` is the session's or the key's, 0 for a password
+    Holder who{};
 };
 
 // Each of these throws a Failure when the database or the logins cannot be read.
@@ -39,7 +39,7 @@ SignIn SignInNow(const Credentials &credentials);
 
 // The same, and computes the hash of a password that is not known to be right. It may take some
 // seconds: from the fifth wrong password for a name from a network on, each next one waits longer.
-// Other networks do not, and so nobody is shut out.
+// Other networks do not wait, so that nobody is shut out.
 SignIn SignInSlowly(const Credentials &credentials);
 
 // A name and its password, in the same way.

@@ -21,8 +21,8 @@ using std::chrono::steady_clock;
 
 constexpr std::chrono::milliseconds kPause{5};
 
-// Lets the alarm end a wait, once at the given time and then again and again: the first one may come
-// a moment before the wait.
+// Lets the alarm end a wait, once at the given time and then again and again: the first one may
+// come a moment before the wait.
 class Alarm {
   public:
     explicit Alarm(std::chrono::microseconds after) {

@@ -60,6 +60,29 @@ Tonvale::MediaHandle OpenRows(const std::string &kind, uid_t uid, const std::str
     return rows;
 }
 
+std::string IdCondition(const std::set<int> &ids) {
+    std::string list;
+    for (const int id : ids) {
+        list += (list.empty() ? "" : ", ") + std::to_string(id);
+    }
+    return "id IN (" + list + ")";
+}
+
+// The songs with these ids that the request's library has, in this order.
+Tonvale::MediaHandle OpenInOrder(const ListRequest &request, const std::vector<int> &ids,
+                                 const std::string &columns) {
+    if (ids.empty()) {
+        return OpenRows(request.library, request.uid, columns, "false");
+    }
+    std::string places;
+    for (std::size_t i = 0; i < ids.size(); ++i) {
+        places += (i == 0 ? "{\"" : ",\"") + std::to_string(ids[i]) + "\":" + std::to_string(i);
+    }
+    const std::string order = "('" + places + "}'::jsonb ->> id::text)::integer";
+    return OpenRows(request.library, request.uid, columns,
+                    IdCondition(std::set<int>(ids.begin(), ids.end())), order.c_str());
+}
+
 // A page of more songs is read by the list's own statement.
 constexpr int kMostByIds = 1000;
 
@@ -68,11 +91,11 @@ bool IsByTitle(const ListRequest &request) {
 }
 
 // A song's row as it stands in a kept list.
-std::string RecordOf(int row) {
+std::string KeptRecord(int row) {
     return {reinterpret_cast<const char *>(&row), sizeof row};
 }
 
-std::vector<int> RowsOf(const std::vector<std::string> &records) {
+std::vector<int> RowsIn(const std::vector<std::string> &records) {
     std::vector<int> rows;
     for (const std::string &record : records) {
         std::memcpy(&rows.emplace_back(), record.data(), std::min(record.size(), sizeof(int)));
@@ -87,7 +110,7 @@ std::vector<std::string> SongOrder(const ListRequest &request, const std::string
     std::vector<std::string> records;
     records.reserve(static_cast<std::size_t>(rows->rowCount));
     for (int row = 0; row < rows->rowCount; ++row) {
-        records.push_back(RecordOf(static_cast<int>(NumberOf(rows, row, "id"))));
+        records.push_back(KeptRecord(static_cast<int>(NumberOf(rows, row, "id"))));
     }
     return records;
 }
@@ -95,16 +118,9 @@ std::vector<std::string> SongOrder(const ListRequest &request, const std::string
 // The songs of a part of a list, in its order; null when the library shows others by now.
 std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &part,
                                    const WebapiLibrary &writer) {
-    const std::vector<int> ids = RowsOf(part.records);
-    std::string list;
-    for (const int id : ids) {
-        list += (list.empty() ? "" : ",") + std::to_string(id);
-    }
-    const std::string condition = ids.empty() ? "false" : "id IN (" + list + ")";
-    const std::string order = "array_position('{" + list + "}'::integer[], id)";
-    Tonvale::MediaHandle rows = OpenRows(request.library, request.uid,
-                                         TrackColumns(writer) + ", " + VersionColumns(request.uid),
-                                         condition, order.c_str());
+    const std::vector<int> ids = RowsIn(part.records);
+    Tonvale::MediaHandle rows =
+        OpenInOrder(request, ids, TrackColumns(writer) + ", " + VersionColumns(request.uid));
     const Version seen = ids.empty() ? ReadVersion(request.uid) : VersionOf(rows);
     if (!seen.songs || seen.songs != part.version.songs ||
         rows->rowCount != static_cast<int>(ids.size())) {
@@ -162,14 +178,6 @@ std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &co
     auto page = std::make_unique<SongPage>(std::move(rows), writer, request.offset, total);
     page->SetShows(shows);
     return page;
-}
-
-std::string IdCondition(const std::set<int> &ids) {
-    std::string list;
-    for (const int id : ids) {
-        list += (list.empty() ? "" : ", ") + std::to_string(id);
-    }
-    return "id IN (" + list + ")";
 }
 
 // The rows of songs by their identifiers; true are tracks of cue sheets.
@@ -248,21 +256,8 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibr
 
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
                                        int64_t total, const WebapiLibrary &writer) {
-    std::string places;
-    for (std::size_t i = 0; i < rows.size(); ++i) {
-        places += (i == 0 ? "{\"" : ",\"") + std::to_string(rows[i]) + "\":" + std::to_string(i);
-    }
-    const std::string condition =
-        rows.empty() ? "false" : IdCondition(std::set<int>(rows.begin(), rows.end()));
-    const std::string order =
-        rows.empty() ? "id" : "('" + places + "}'::jsonb ->> id::text)::integer";
-    Tonvale::MediaHandle songs(AudioInfoDBOpen(request.library.c_str(), request.uid,
-                                               VARN_TABLE_MUSIC, TrackColumns(writer).c_str(),
-                                               condition.c_str(), nullptr, order.c_str(), 0, 0, 0));
-    if (!songs) {
-        NoAnswer();
-    }
-    return std::make_unique<SongPage>(std::move(songs), writer, request.offset, total);
+    return std::make_unique<SongPage>(OpenInOrder(request, rows, TrackColumns(writer)), writer,
+                                      request.offset, total);
 }
 
 std::optional<SongId> ParseSongId(std::string_view id) {

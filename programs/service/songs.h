@@ -19,8 +19,8 @@ namespace tonvale_service {
 // What songs may be sorted by; the first one is by title.
 const std::vector<std::string> &SongSortKeys();
 
-// So many songs of the whole library by title come from an index, sooner than their order. A page
-// that ends behind them has the order computed and kept.
+// The first songs of the whole library by title come from an index, which is faster than computing
+// the order. A page that ends after so many has the order computed and kept.
 inline constexpr int kFirstSongs = 500;
 
 // In place of a key: a sample of the whole library, drawn anew each time. It takes no filter and no
@@ -47,8 +47,8 @@ struct SongId {
 // Empty for any text but the four forms of a song's identifier that have a row id.
 std::optional<SongId> ParseSongId(std::string_view id);
 
-// The identifiers that a name on a command line may stand for: the number that lists show is the row
-// id of a file or of a track. Any other text stands for itself.
+// The identifiers that a name on a command line may stand for: the number that lists show is the
+// row id of a file or of a track. Any other text stands for itself.
 std::vector<std::string> SongIds(const std::string &name);
 
 // Where songs are looked for: among all that a user may see, or in the library that the user
@@ -77,9 +77,9 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted);
 std::set<int> RowsOf(uid_t uid, const std::vector<std::string> &ids);
 
 // Rates songs for a user, 0 to 5 stars. The record beside a song is written where the way to it
-// leads to the music of its owner; where it is not, the log tells. Whoever keeps records locked is
-// waited for 2 seconds altogether. Throws a Failure when the database cannot be written, with no
-// song rated, and when songs left the library meanwhile. May leave the process as the package's
+// leads to the music of its owner; where it is not, the log tells. Records that others keep locked
+// are waited for, 2 seconds altogether. Throws a Failure when the database cannot be written, with
+// no song rated, and when songs left the library meanwhile. May leave the process as the package's
 // account.
 void RateSongs(uid_t uid, const std::set<int> &rows, unsigned stars);
 

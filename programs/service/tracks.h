@@ -28,9 +28,9 @@ void Apply(const std::vector<std::string> &additions, Tonvale::webapi::WebapiLib
 // The columns for a writer's track objects.
 std::string TrackColumns(const Tonvale::webapi::WebapiLibrary &writer);
 
-// Appends the track objects of a playlist's entries, as GetTrackJson does, but with addresses of other
-// schemes than http and https as the playlist has them: the library takes them for files. `path` of
-// such an entry is changed.
+// Appends the track objects of a playlist's entries, as GetTrackJson does, but with addresses of
+// other schemes than http and https as the playlist has them: the library takes them for files.
+// `path` of such an entry is changed.
 void AppendTracks(const Tonvale::webapi::WebapiLibrary &writer, PVLIBSZHASH *ratings,
                   PLAYLIST_REC *first, Json::Value &tracks);
 

@@ -14,7 +14,7 @@ struct Validators {
 };
 Validators ValidatorsOf(const struct stat &info);
 
-// The fields as lines of an answer's header; none for an empty value.
+// The fields as lines of an answer's header, without those of empty values.
 std::string Lines(const Validators &validators);
 
 // True when a request with these fields If-None-Match and If-Modified-Since ("" for one that is

@@ -3,9 +3,9 @@
 
 namespace tonvale_service {
 
-// Computes, as far as they are not kept, the lists that a client begins with, for each user: albums,
-// artists, genres, composers, and songs by title. What fails is logged. For a process of its own:
-// with a large library it takes many seconds.
+// Computes the lists that a client begins with, for each user: albums, artists, genres, composers,
+// and songs by title; those that are kept already are not. What fails is logged. With a large
+// library it takes many seconds: call it in a process of its own.
 void WarmLists();
 
 }  // namespace tonvale_service

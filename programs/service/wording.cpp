@@ -36,8 +36,7 @@ constexpr Wording kWordings[] = {
     {Reason::kEmptyKeyword, "the keyword is empty; name a part of what you look for"},
     {Reason::kRandomPart,
      "sorting by random draws from a whole library: it takes no filter, no offset, and a limit of "
-     "1 "
-     "or more"},
+     "1 or more"},
     {Reason::kFiltersTooLong, "the filters are too long"},
     {Reason::kNameBesideFilters, "a part of an artist's name takes no filter beside it"},
     {Reason::kNameTooLong, "a text to look for has 400 bytes at most"},
@@ -87,15 +86,14 @@ constexpr Wording kWordings[] = {
      "the playlist has the entry {}, which can be read and not written; remove it first"},
     {Reason::kNotAUserName,
      "'{}' names no user: a name has 32 letters, digits and _ . - at most, and begins with a "
-     "letter, "
-     "a digit or _"},
+     "letter, a digit or _"},
     {Reason::kNotAPassword, "a password has 8 to 256 bytes and no control characters"},
     {Reason::kNotAPurpose, "what a key is for is told in 200 bytes of UTF-8 at most"},
 
     {Reason::kNoPersonalLibrary,
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "
      "actual, actual_shared, virtual, virtual_shared"},
-    {Reason::kMayNotShare, "the user '{}' may not share; see 'tonvale permission'"},
+    {Reason::kMayNotShare, "the user '{}' may not share; see 'tonvale user rights'"},
     {Reason::kPlaylistOfAnother,
      "the playlist {} belongs to another account; mode 0644 shows it to all, 0666 lets all change "
      "it"},

@@ -7,6 +7,11 @@
 
 namespace tonvale_service {
 
+// What is said of a failure without words of its own, and when there is no room for a request: by
+// the web API, and by the web server in its place.
+inline constexpr char kThatFailed[] = "that failed, and the log of the server tells why";
+inline constexpr char kServerIsBusy[] = "the server is busy; try again in a few seconds";
+
 // What went wrong, without a full stop. Of a path the last name alone is told: it is for users who
 // need not know this machine's folders.
 std::string WhatFailed(const Failure &failure);

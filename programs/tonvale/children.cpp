@@ -52,8 +52,8 @@ std::vector<char *> Pointers(const std::vector<std::string> &texts) {
     return pointers;
 }
 
-// Becomes the program, in a group of its own, which a terminal's Ctrl-C does not reach. It ends with
-// its parent.
+// Becomes the program, in a group of its own, which a terminal's Ctrl-C does not reach. It ends
+// with its parent.
 [[noreturn]] void Become(const Kept &program, int log, pid_t parent) {
     setpgid(0, 0);
     const sigset_t signals = HeldSignals();

@@ -22,7 +22,7 @@ class Children {
   public:
     // Standard output and error of all go to the log.
     explicit Children(int log);
-    // Ends them and what they leave behind, and waits for that.
+    // Ends them and what has outlived them, and waits for that.
     ~Children();
     Children(const Children &) = delete;
     Children &operator=(const Children &) = delete;
@@ -30,9 +30,9 @@ class Children {
     // Takes a program on and starts its processes.
     void Keep(Kept program);
 
-    // Starts another process for each that has ended, after pauses that grow while a program ends at
-    // once; one that was stopped is ended. Says on standard error what has gone wrong. To be called
-    // once a second, and whenever a child has ended.
+    // Starts another process for each that has ended, after pauses that grow while a program ends
+    // at once; one that was stopped is ended. Says on standard error what has gone wrong. To be
+    // called once a second, and whenever a child has ended.
     void Look();
 
     // True while nothing that was taken on has ended.

@@ -266,8 +266,8 @@ int FetchCover(const CoverOptions &options) {
     return WriteOutput(options.output, tonvale_service::FetchCover(options.url)) ? kDone : kFailed;
 }
 
-// The path of the song with an id. Empty, with a message, when the library cannot be asked. Throws a
-// Failure when there is no such song.
+// The path of the song with an id. Empty, with a message, when the library cannot be asked. Throws
+// a Failure when there is no such song.
 std::string PathOfSong(const std::string &user, const std::vector<std::string> &ids,
                        const std::string &name) {
     for (const auto prepare : {CheckRoot, EnsureDatabase}) {

@@ -15,8 +15,8 @@ void AddAddress(const Verb &verb, std::string &address);
 // last; all addresses are those of this machine's name.
 void UseAddress(const std::string &address);
 
-// Says on the standard error when a link leads to an address that only this machine reaches, and how
-// to change that.
+// Says on the standard error when a link leads to an address that only this machine reaches, and
+// how to change that.
 void WarnOfAddress(const std::string &link);
 
 }  // namespace tonvale_cli

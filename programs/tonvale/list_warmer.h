@@ -27,7 +27,8 @@ class ListWarmer {
     void Start();
 
     pid_t child_ = -1;
-    varn::UniqueFd end_;  // of a pipe, which the child holds open: others may collect its status
+    // Of a pipe, which the child holds open: Children may collect its status first.
+    varn::UniqueFd end_;
     std::optional<std::int64_t> seen_;
     std::optional<std::int64_t> done_;
     std::chrono::steady_clock::time_point next_{};

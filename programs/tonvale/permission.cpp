@@ -1,4 +1,4 @@
-// What users may do: the verb permission.
+// What users may do: the verb `user rights`, and `permission`, which is its earlier form.
 #include <json/json.h>
 
 #include <algorithm>

@@ -3,7 +3,6 @@
 
 #include <json/json.h>
 
-#include <cstdio>
 #include <memory>
 
 #include "command.h"

@@ -22,8 +22,8 @@ using varn::host::Outcome;
 
 constexpr std::string_view kLock = "/var/run/Tonvale-web/serve.lock";
 
-// One server a root. Of a record lock the kernel names the holder, and no child inherits it: a
-// database or a handler that outlives a killed server keeps no other one out.
+// One server a root. The kernel names the holder of a record lock, and no child inherits it: a
+// database or a request that outlives a killed server does not keep the next one out.
 class ServeLock {
   public:
     Outcome Take() {
@@ -79,8 +79,7 @@ class ServedDatabase {
         return varn::host::CheckSchema();
     }
 
-    // Starts it again where it has ended, once a second at most. What keeps it from that is told
-    // once.
+    // Starts it again where it has ended, once a second at most. A failure is told once.
     void Keep() {
         const auto now = std::chrono::steady_clock::now();
         if (now < nextTry_ || !varn::host::HasCluster() || varn::host::IsClusterRunning()) {

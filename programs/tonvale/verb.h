@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-// The option parser is a library of templates that takes seven seconds to compile. Only verb.cpp and
-// main.cpp include it.
+// The option parser is a library of templates that takes seven seconds to compile. Only verb.cpp
+// and main.cpp include it.
 namespace CLI {
 class App;
 class Option;

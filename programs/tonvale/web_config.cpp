@@ -13,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "service/wording.h"
 #include "varn/descriptor.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
@@ -25,19 +26,19 @@ using varn::host::Outcome;
 
 constexpr char kProxies[] = "trusted_proxies";
 
-// A header has ten seconds in all, a body may pause for as long. Connections that bring neither are
-// cheap, and there is room for many. Requests under way are bounded by address, of IPv6 by network;
-// loopback is one address, and no header that a client writes changes that bound. A second bound
-// goes by the name in the login, before anybody checks it: one name takes half of an address. Few
-// requests of an address may have a body, because a body can come by the byte.
+// A header has ten seconds in all, and a body may pause for as long. Connections that bring neither
+// are cheap, and there is room for many. Requests under way are bounded by address, of IPv6 by
+// network; loopback is one address. No header that a client writes changes that bound. A second
+// bound goes by the name in the login, which is not checked yet: one name takes half of an address.
+// Few requests of an address may have a body, because a body can come by the byte.
 //
 // Answers that are not sound are taken at once, the first 512 KB into memory and 8 MB more into a
 // file. Few pages of lists are longer, and those hold a worker only while their account has its
-// turn. So what nobody reads fills 512 MB for a login and 1 GB for an address at most.
+// turn. So answers that are not read fill 512 MB for a login and 1 GB for an address at most.
 //
-// The names of shares are in paths and queries. Neither is logged, and nor are nginx's messages of
-// single requests, which hold both.
-// clang-format off: it would set the text, too
+// The names of shares are in paths and queries. Neither is logged. nginx's messages of single
+// requests hold both and are not logged either.
+// clang-format off: it would lay out the text
 constexpr std::string_view kText = R"conf(# @SCHEME@ @ADDRESS@ @PORT@
 # Written by 'tonvale serve' each time it starts.
 @USER@daemon off;
@@ -150,14 +151,14 @@ http {
         location = /500 {
             internal;
             default_type "application/json; charset=utf-8";
-            return 500 '{"error":{"code":500,"message":"that failed, and the log of the server tells why"},"success":false}\n';
+            return 500 '{"error":{"code":500,"message":"@FAILED@"},"success":false}\n';
         }
         location = /503 {
             internal;
             default_type "application/json; charset=utf-8";
             add_header X-Content-Type-Options nosniff always;
             add_header Retry-After 5 always;
-            return 503 '{"error":{"code":503,"message":"the server is busy; try again in a few seconds"},"success":false}\n';
+            return 503 '{"error":{"code":503,"message":"@BUSY@"},"success":false}\n';
         }
     }
 }
@@ -288,6 +289,8 @@ Outcome WriteWebConfig(const WebOptions &options) {
         {"SOCKET", SystemPath(varn::path::kWebSocket)},
         {"PAGE", SystemPath(varn::path::kWebPage)},
         {"POLICY", kPagePolicy},
+        {"FAILED", tonvale_service::kThatFailed},
+        {"BUSY", tonvale_service::kServerIsBusy},
     };
     if (Outcome done = AddProxies(values); !done) {
         return done;

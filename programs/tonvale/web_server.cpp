@@ -150,7 +150,7 @@ Outcome WebServer::OpenLog() {
     return Outcome::Good();
 }
 
-// Nobody but nginx connects, whose account shares the folder's group with the socket.
+// Only nginx connects: its account is in the socket's group, which is the folder's.
 Outcome WebServer::Listen() {
     const std::string path = SystemPath(varn::path::kWebSocket);
     sockaddr_un address{};

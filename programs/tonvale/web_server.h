@@ -1,5 +1,5 @@
-// The web server as children of this process: nginx, which others connect to, and the workers of the
-// web API, to which it hands requests over a socket. The indexer can run beside them.
+// The web server as children of this process: nginx, which others connect to, and the workers of
+// the web API, to which it hands requests over a socket. The indexer can run beside them.
 #pragma once
 
 #include <optional>

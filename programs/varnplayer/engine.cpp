@@ -30,7 +30,7 @@ constexpr std::chrono::seconds kPatience{30};     // for coming up
 constexpr std::chrono::seconds kLastPatience{5};  // for ending
 constexpr std::chrono::milliseconds kPause{50};
 
-// A text of the settings: quotes and backslashes are written behind a backslash.
+// A text of the settings: quotes and backslashes are written after a backslash.
 std::string Quoted(const std::string &text) {
     std::string quoted = "\"";
     for (const char c : text) {

@@ -19,7 +19,7 @@ namespace varnplayer {
 namespace {
 
 constexpr char kLock[] = "/var/run/Tonvale/player.lock";
-// Whoever can open it can keep every player from starting.
+// An account that can open it can keep every player from starting.
 constexpr mode_t kLockMode = 0600;
 constexpr int kBacklog = 16;
 

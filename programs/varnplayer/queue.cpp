@@ -47,8 +47,8 @@ int64_t StartOf(const VARN_MEDIA_INFO &song) {
     return std::max<int64_t>(start, 0);
 }
 
-// Of a virtual song, the part of its file that it is. What is read of the record is ended first: in a
-// damaged file a text may go on to the next field.
+// Of a virtual song, the part of its file that it is. What is read of the record is ended first: in
+// a damaged file a text may go on to the next field.
 QueuedSong ToQueued(VARN_MEDIA_INFO &song) {
     song.path[sizeof song.path - 1] = '\0';
     song.comment[sizeof song.comment - 1] = '\0';

@@ -19,7 +19,7 @@ int Listen() {
         sigaddset(&signals, number);
     }
     sigprocmask(SIG_BLOCK, &signals, nullptr);
-    // Whoever ignored it and started this program would have its children vanish unnoticed.
+    // A parent may have ignored it: then the ends of children would go unnoticed.
     signal(SIGCHLD, SIG_DFL);
     return signalfd(-1, &signals, SFD_CLOEXEC | SFD_NONBLOCK);
 }

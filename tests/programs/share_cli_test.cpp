@@ -38,7 +38,7 @@ TEST_F(ShareVerbs, PrintTheAddressOfALink) {
     WriteFile(varn::path::kWebConf, "# https ::1 444\n");
     EXPECT_EQ(Alice({"share", "update", "playlist_shared_normal/12"}),
               "https://[::1]:444/as/sharing/" + id);
-    WriteFile(varn::path::kVarnInfo, "external_host_ip=\"nas.example.org\"\n");
+    WriteFile(varn::path::kSystemInfo, "external_host_ip=\"nas.example.org\"\n");
     const std::string table = Alice({"share", "list"});
     EXPECT_TRUE(Contains(table, id + "  A \"list\"")) << table;
     EXPECT_TRUE(Contains(table, "https://nas.example.org:444/as/sharing/" + id)) << table;

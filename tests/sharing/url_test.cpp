@@ -76,7 +76,7 @@ class SharingUrl : public SharingTest {
         Set("SERVER_PORT", request.serverPort);
         Set("HTTPS", request.https);
         Set("REQUEST_URI", request.uri);
-        File(varn::path::kVarnInfo, request.info);
+        File(varn::path::kSystemInfo, request.info);
         File("/usr/varn/etc/webapi/VARN.Core.Farlink.json", request.relay);
         File("/usr/varn/etc/webapi/VARN.Core.Farlink.Permission.json", request.permission);
         Tool(varn::path::kDynamicDns, request.ddns);

@@ -360,7 +360,7 @@ TEST_F(PublicPage, FollowsTheTimeZone) {
 TEST_F(PublicPage, TakesTheSchemeOfAServerInFront) {
     ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "127.0.0.2"), 0);
     Serve();
-    WriteFile(varn::path::kVarnInfo, "external_port_kos_https=\"443\"\n");
+    WriteFile(varn::path::kSystemInfo, "external_port_kos_https=\"443\"\n");
     const std::string path = Path("Sharing", "get&id=") + kLink;
     const std::string front = "X-Forwarded-For: 203.0.113.7\r\nX-Forwarded-Proto: https\r\n";
     const std::string end = "/as/sharing/" + std::string(kLink) + "\"";

@@ -26,7 +26,7 @@ VARN_EXPORT int VLIBCBase64SzEncodeOneLine(const char *in, char *out, size_t out
 // base64 without "=". max(2n, 16) bytes hold the result for a text of n bytes. It keeps a file's
 // reader from the text; it does not show whether somebody changed the ciphertext.
 // The key is "/var/lib/Tonvale/crypt.key", readable by the package's account only and made when it
-// is first asked for. Whoever loses it loses the texts.
+// is first asked for. Without it the texts are lost.
 // True, or false with `out` as "" and the error state set (null argument, no room, no key).
 VARN_EXPORT bool VLIBCCryptSzEncrypt(const char *plain, char *out, int outSize);
 
@@ -39,8 +39,11 @@ VARN_EXPORT bool VLIBCCryptSzDecrypt(const char *cipher, char *out, int outSize)
 
 namespace varn {
 
-// Random lower-case letters and digits that are not mistaken for each other, 5 bits each. "" with
-// the error state set when there is no randomness.
+// Lower-case letters and digits that are not mistaken for each other.
+inline constexpr std::string_view kRandomLetters = "abcdefghijkmnpqrstuvwxyz23456789";
+inline constexpr std::size_t kRandomTextBits = 5;  // of each letter
+
+// A text of random letters. "" with the error state set when there is no randomness.
 VARN_EXPORT std::string RandomText(std::size_t length);
 
 // HMAC-SHA-256 (RFC 2104) of a text under the platform's key, in hexadecimal. `purpose` keeps the

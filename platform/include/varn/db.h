@@ -24,12 +24,12 @@ VARN_EXPORT DBConnect_tag *VARNDBConnect(const char *socketDir, const char *user
                                          const char *password, const char *database);
 VARN_EXPORT void VARNDBClose(DBConnect_tag *conn);
 
-// From now on VARNDBClose puts up to `most` connections (3 at the most) away, and VARNDBConnect takes
-// one of the same arguments, effective user and variables again that is still good; 0, as a process
-// begins, closes them all. For programs: a library leaves the choice to its caller. A connection
-// that is lost or in a transaction is closed. One with statements other than queries and changes of
-// rows, and without advisory locks, has its session discarded first. A forked child neither uses nor
-// ends those of its parent.
+// From now on VARNDBClose puts up to `most` connections (3 at the most) away, and VARNDBConnect
+// takes one of the same arguments, effective user and variables again that is still good; 0, as a
+// process begins, closes them all. For programs: a library leaves the choice to its caller. A
+// connection that is lost or in a transaction is closed. One with statements other than queries and
+// changes of rows, and without advisory locks, has its session discarded first. A forked child
+// neither uses nor ends those of its parent.
 VARN_EXPORT void VARNDBKeepConnections(int most);
 
 // Runs one statement, or several separated by ";" (the result is then the last one's). Returns the
@@ -60,7 +60,7 @@ VARN_EXPORT int VARNDBFetchRow(VARNDB_RESULT *result, int *row);
 // column or row.
 VARN_EXPORT const char *VARNDBFetchField(const VARNDB_RESULT *result, int row, const char *column);
 
-// The same by the column's position, counted from 0; null behind the last column.
+// The same by the column's position, counted from 0; null after the last column.
 VARN_EXPORT const char *VARNDBFetchFieldAt(const VARNDB_RESULT *result, int row, int column);
 
 VARN_EXPORT void VARNDBFreeResult(VARNDB_RESULT *result);

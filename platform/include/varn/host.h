@@ -45,8 +45,8 @@ VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 VARN_EXPORT Outcome PrepareLogin(std::string *made);
 
 // Makes an account of the root, or completes what is missing of one: its lines in the files of
-// accounts and groups ("users", and "administrators" with `isAdmin`), its home, and "music" in it. A user
-// id is given once.
+// accounts and groups ("users", and "administrators" with `isAdmin`), its home, and "music" in it.
+// A user id is given once.
 VARN_EXPORT Outcome AddAccount(const std::string &name, bool isAdmin);
 
 // Takes an account of the root away: from its groups first, then its own line. With `withMusic` the
@@ -57,8 +57,8 @@ VARN_EXPORT Outcome RemoveAccount(const std::string &name, bool withMusic);
 // /var/run may not outlive a start of the machine.
 VARN_EXPORT Outcome PrepareWebFolders();
 
-// Good when the files hold a certificate (or a chain that begins with it) and the key that belongs to
-// it, both in PEM and without a password.
+// Good when the files hold a certificate (or a chain that begins with it) and the key that belongs
+// to it, both in PEM and without a password.
 VARN_EXPORT Outcome CheckCertificate(const std::string &certificate, const std::string &key);
 
 // Registers folders of music as shares, named after their last component (a number is appended to a

@@ -32,7 +32,7 @@ VARN_EXPORT int VLIBCFileRemoveKey(const char *file, const char *key);
 // The same for a file in a folder that others may write to. `folder` is a descriptor of it (O_PATH
 // will do) and stays the caller's, `name` a name in it without a slash. Only a regular file is
 // edited, never what a symbolic link leads to, and set-id bits do not go over to the new file.
-// Whoever else holds the file's lock is waited for so many milliseconds at most (ETIMEDOUT), not at
+// Another holder of the file's lock is waited for so many milliseconds at most (ETIMEDOUT), not at
 // all with 0. Removing the last line removes the file, so that no writer sees it empty. 0 or -1.
 VARN_EXPORT int VLIBCFileSetKeyValueAt(int folder, const char *name, const char *key,
                                        const char *value, int milliseconds);

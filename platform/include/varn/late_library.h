@@ -1,4 +1,5 @@
-// A shared library that is loaded when it is first needed, instead of at the start of every process.
+// A shared library that is loaded when it is first needed, instead of at the start of every
+// process.
 //
 // For a library with a long tail of others behind it which most processes never call: finding and
 // relocating them all costs a process milliseconds before its first instruction.
@@ -38,7 +39,8 @@ class LateLibrary {
         void *address_;
     };
 
-    // `name` is the one that programs are linked to, with the version of the interface ("libz.so.1").
+    // `name` is the one that programs are linked to, with the version of the interface
+    // ("libz.so.1").
     explicit LateLibrary(const char *name) noexcept : handle_(dlopen(name, RTLD_NOW | RTLD_LOCAL)) {
         if (handle_ == nullptr) {
             KeepProblem();

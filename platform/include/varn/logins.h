@@ -10,8 +10,8 @@
 
 namespace varn {
 
-// The password hash of a login; "" for a name without one. Empty, with the error state set, when the
-// logins cannot be read; a missing file is one without logins.
+// The password hash of a login; "" for a name without one. Empty, with the error state set, when
+// the logins cannot be read; a missing file is one without logins.
 VARN_EXPORT std::optional<std::string> LoginHash(const std::string &name);
 
 // True when a password belongs to a hash. Takes as long for a name without a login ("") as for the

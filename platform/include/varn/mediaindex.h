@@ -10,7 +10,7 @@
 #include "varn/export.h"
 
 // One song. The layout is part of the interface: the player's queue files hold such records as they
-// stand in memory, with zeros behind the end of every text.
+// stand in memory, with zeros after the end of every text.
 typedef struct _VARN_MEDIA_INFO_ {
     uint32_t id;      // row id in the library; 0: the song is not in it
     char path[4096];  // volume path, or the URL of a stream
@@ -63,7 +63,7 @@ enum VARN_TABLE_TYPE {
     VARN_TABLE_DIRECTORY = 4,  // folders
 };
 
-// A query's rows and the connection they came over. Whoever allocates a handle owns it; the
+// A query's rows and the connection they came over. Its allocator owns a handle; the
 // connection and the result are closed with it.
 struct MEDIA_DB_HANDLE {
     DBConnect_tag *conn;
@@ -126,7 +126,7 @@ VARN_EXPORT int GetSongHashValue(PVLIBSZHASH *hash, const PLAYLIST_REC *entry, s
                                  _REPLAYGAIN_METADATA_ **gain);
 
 // Splits the name of a virtual song, PATH_NUMBER: the number of the track in its cue sheet, greater
-// than 0 and without leading zeros, behind the last "_" of a path whose file name has an extension
+// than 0 and without leading zeros, after the last "_" of a path whose file name has an extension
 // before it. "/m/a.flac_3" is one, "/m/track_01" and "/m/song_7" are files. True with the file's
 // path and the number written; false with both outputs unchanged (no such name, or a path that does
 // not fit). Either output may be null, `size` 0 then.

@@ -29,14 +29,14 @@ extern "C" {
 // backslashes as slashes; the Unicode normal forms of each component; and for paths of Windows,
 // with a drive or a server's name, the longest tail that is there below an indexed folder. An entry
 // for which none of them is there stays as it is. Lists within lists are entries like others. In an
-// m3u a line that begins with "#", after blanks or not, is an entry only when a file of that name is
-// there. Where the list is read as root for another account, root's rights find files in the indexed
-// folders and in the music of the list's user alone; what is elsewhere by its real path is there if
-// the package's account sees it.
+// m3u a line that begins with "#", after blanks or not, is an entry only when a file of that name
+// is there. Where the list is read as root for another account, root's rights find files in the
+// indexed folders and in the music of the list's user alone; what is elsewhere by its real path is
+// there if the package's account sees it.
 //
 // The number of entries, or -1 with both outputs null and the error state set: a file that is
-// missing, not a regular one or not to be read, one of more than varn::kMostPlaylistBytes or 200,000
-// entries (errno is EFBIG), one with a NUL in its text (EILSEQ), an unknown extension.
+// missing, not a regular one or not to be read, one of more than varn::kMostPlaylistBytes or
+// 200,000 entries (errno is EFBIG), one with a NUL in its text (EILSEQ), an unknown extension.
 VARN_EXPORT int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
                                                 PLAYLIST_REC **remote);
 
@@ -60,12 +60,12 @@ class VarnAudioUtils {
 
 namespace varn {
 
-// What a playlist file may hold: 200,000 songs by paths of some 80 bytes. Many requests read lists at
-// the same time, and each takes several times their size.
+// What a playlist file may hold: 200,000 songs by paths of some 80 bytes. Many requests read lists
+// at the same time, and each takes several times their size.
 inline constexpr std::size_t kMostPlaylistBytes = std::size_t{16} << 20;
 
-// The absolute folder that the relative entries of a playlist count from, for whoever reads or
-// writes them: the one that the file is in with all links followed, under the path by which an
+// The absolute folder that the relative entries of a playlist count from, for their readers and
+// writers: the one that the file is in with all links followed, under the path by which an
 // indexed folder was configured where it is in one. A playlist that is not there counts from its
 // folder, and from that folder as it is written when that is not there either. Throws
 // std::bad_alloc alone.

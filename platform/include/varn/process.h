@@ -44,9 +44,10 @@ VARN_EXPORT int VLIBCExecvWithin(const char *path, char *const argv[], int secon
 VARN_EXPORT FILE *VLIBCPopenv(const char *path, const char *mode, char *const argv[]);
 
 // Closes the stream, then waits for the program. A program whose output was not read to its end is
-// killed (SIGKILL): it may be asleep, and would not notice that its reader has left. Returns the wait
-// status as waitpid(2) gives it, 0 exactly when the program exited with 0; -1 for a stream that
-// VLIBCPopenv did not return. Read to the end, until the stream says so, where the status counts.
+// killed (SIGKILL): it may be asleep, and would not notice that its reader has left. Returns the
+// wait status as waitpid(2) gives it, 0 exactly when the program exited with 0; -1 for a stream
+// that VLIBCPopenv did not return. Read to the end, until the stream says so, where the status
+// counts.
 VARN_EXPORT int VLIBCPclose(FILE *stream);
 
 // Quotes a text so that a shell (POSIX, 2.2.2) reads it as one word. 0, or -1 (a null argument, or,

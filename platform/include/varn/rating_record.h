@@ -12,9 +12,9 @@ inline constexpr char kRatingRecord[] = "VARNAUDIO_SONG_RATING";
 
 enum class RatingKept { kYes, kNoFolderPath, kNoFolder, kNotWritten };
 
-// Keeps a user's stars for a song, which need not exist; 0 removes the line, and the record with the
-// last one. Writes with the rights of the process, through the folder's descriptor, so that a link
-// leads it nowhere else. Waits `milliseconds` for another writer. errno tells why it failed.
+// Keeps a user's stars for a song, which need not exist; 0 removes the line, and the record with
+// the last one. Writes with the rights of the process, through the folder's descriptor, so that a
+// link leads it nowhere else. Waits `milliseconds` for another writer. errno tells why it failed.
 VARN_EXPORT RatingKept KeepRating(const char *song, uid_t uid, unsigned stars,
                                   int milliseconds) noexcept;
 

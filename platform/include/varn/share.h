@@ -41,7 +41,8 @@ VARN_EXPORT int VARNEADirPath(const char *path, char *out, size_t size);
 VARN_EXPORT int VARNEAMKDir(const char *eaDir);
 
 // The same, and a descriptor of the folder (close-on-exec, perhaps with O_PATH) that the caller
-// closes: what is done through it happens in that folder, whatever somebody puts at its path. Or -1.
+// closes: what is done through it happens in that folder, whatever somebody puts at its path. Or
+// -1.
 VARN_EXPORT int VARNEAOpenDir(const char *eaDir);
 
 }  // extern "C"

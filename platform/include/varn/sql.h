@@ -59,7 +59,7 @@ void TooManyPlaceholders();
 void TooFewPlaceholders();
 void WrongTypeForPlaceholder();
 
-// Null for a text that holds a NUL: what stands behind it would be cut off unnoticed.
+// Null for a text that holds a NUL: what stands after it would be cut off unnoticed.
 inline const char *Raw(const std::string &text) {
     return text.find('\0') == std::string::npos ? text.c_str() : nullptr;
 }

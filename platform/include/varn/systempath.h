@@ -40,7 +40,7 @@ inline constexpr std::string_view kGroup = "/etc/group";
 
 // Platform configuration.
 inline constexpr std::string_view kVersion = "/etc.defaults/VERSION";
-inline constexpr std::string_view kSystemInfo = "/etc/varninfo.conf";
+inline constexpr std::string_view kSystemInfo = "/etc/varninfo.conf";  // code page, outside address
 inline constexpr std::string_view kShares = "/usr/varn/etc/share.conf";
 inline constexpr std::string_view kIndexFolders = "/usr/varn/etc/index_folder.conf";
 inline constexpr std::string_view kServiceAnswers = "/usr/varn/etc/webapi";
@@ -49,8 +49,7 @@ inline constexpr std::string_view kPreferences = "/usr/varn/etc/preference";
 inline constexpr std::string_view kAppPrivileges = "/usr/varn/etc/app_privilege";
 inline constexpr std::string_view kHomes = "/var/services/homes";
 inline constexpr std::string_view kMimeTypes = "/usr/varn/etc.defaults/mimetypes.txt";
-inline constexpr std::string_view kConvert = "/usr/bin/convert";     // makes covers smaller
-inline constexpr std::string_view kVarnInfo = "/etc/varninfo.conf";  // the outside address
+inline constexpr std::string_view kConvert = "/usr/bin/convert";  // makes covers smaller
 inline constexpr std::string_view kDynamicDns = "/usr/varn/sbin/varnddnsinfo";
 inline constexpr std::string_view kRelayDaemon = "/usr/varn/sbin/varnrelayd";
 inline constexpr std::string_view kIndexer = "/usr/varn/bin/varnindex";
@@ -71,16 +70,16 @@ inline constexpr std::string_view kMultiBluetooth = "/var/packages/Tonvale/etc/m
 inline constexpr std::string_view kSmartPlaylists = "/etc/mt-daapd.playlist";
 inline constexpr std::string_view kCryptKey = "/var/lib/Tonvale/crypt.key";
 
-// The web server: its handler, its logins (htpasswd(5)), the first login in clear text, and
-// where encoders and converters of pictures take their turn and small covers are kept.
+// The web API: its program, the logins (htpasswd(5)), the first login in clear text, where
+// requests, encoders and converters of pictures take their turn, and where small covers are kept.
 inline constexpr std::string_view kWebApi = "/var/packages/Tonvale/target/www/webapi/entry.cgi";
 inline constexpr std::string_view kLogins = "/var/packages/Tonvale/etc/logins";
 inline constexpr std::string_view kInitialLogin = "/etc/initial-login";
 inline constexpr std::string_view kEncoderSlots = "/var/run/Tonvale/encoders";
 inline constexpr std::string_view kCoverCopies = "/var/cache/Tonvale/covers";
 
-// What it reads and writes itself, in folders of the account that starts it. With root's rights it
-// runs what its configuration says, so none of them lies in one of the package account's.
+// What the web server reads and writes, in folders of the account that starts it. As root it does
+// what its configuration says, so none of them lies in a folder of the package's account.
 inline constexpr std::string_view kWebConf = "/var/run/Tonvale-web/nginx.conf";
 inline constexpr std::string_view kWebPid = "/var/run/Tonvale-web/nginx.pid";
 inline constexpr std::string_view kWebSocket = "/var/run/Tonvale-web/web.sock";
@@ -89,8 +88,8 @@ inline constexpr std::string_view kWebTemporary = "/var/spool/Tonvale-web";
 inline constexpr std::string_view kWebLogDir = "/var/log/Tonvale-web";
 inline constexpr std::string_view kWebLog = "/var/log/Tonvale-web/serve.log";
 
-// The player and the sound cards. Cards have a digit behind the names of their devices (none for
-// card 0), and their number behind the name of their folder.
+// The player and the sound cards. Cards have a digit after the names of their devices (none for
+// card 0), and their number after the name of their folder.
 inline constexpr std::string_view kSystemEqualizer =
     "/var/packages/Tonvale/target/etc/equalizer.system";
 inline constexpr std::string_view kUserEqualizer = "/var/packages/Tonvale/etc/equalizer.user";

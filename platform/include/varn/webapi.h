@@ -11,7 +11,7 @@
 
 namespace VARN {
 
-// Who asks. A plain value: the handler that checked the login makes it.
+// Who asks. A plain value, made by the program that checked the login.
 class APIRequest {
   public:
     APIRequest(unsigned uid, std::string userName, std::string preferenceDir)
@@ -62,7 +62,7 @@ class VARN_EXPORT WebMan {
     explicit WebMan(bool readable);
 
     // Writes header lines (RFC 3875, 6.2), separated by line feeds with or without a carriage
-    // return, each ended by CR LF, and the empty line behind them. Null or "" stands for a JSON
+    // return, each ended by CR LF, and the empty line after them. Null or "" stands for a JSON
     // answer in UTF-8. Called once, before the body.
     void WriteHeader(const char *header);
 

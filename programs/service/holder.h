@@ -1,0 +1,16 @@
+// Whom a session, a key or a password stands for.
+#pragma once
+
+#include <sys/types.h>
+
+#include <string>
+
+namespace tonvale_service {
+
+struct Holder {
+    uid_t uid;
+    std::string name;
+    int id;  // of the session or the key; 0 for a password
+};
+
+}  // namespace tonvale_service
