@@ -121,6 +121,19 @@ Outcome SetLogin(const std::string &name, const std::string &password) {
     return lock ? SetPassword(name, password) : lock.Problem();
 }
 
+Outcome AddLogin(const std::string &name, const std::string &password, bool &isThere) {
+    const host::RootLock lock;
+    if (!lock) {
+        return lock.Problem();
+    }
+    const auto hash = LoginHash(name);
+    isThere = hash && !hash->empty();
+    if (!hash) {
+        return Failed("read", SystemPath(path::kLogins));
+    }
+    return isThere ? Outcome::Good() : SetPassword(name, password);
+}
+
 Outcome RemoveLogin(const std::string &name) {
     const host::RootLock lock;
     return lock ? ReplaceLine(name, "") : lock.Problem();

@@ -6,6 +6,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <string_view>
 
@@ -80,6 +81,17 @@ std::optional<Extent> FindVariables(Incoming &incoming) {
     return std::nullopt;
 }
 
+// What a request may tell of itself. Any other variable could be meant for the loader or the database
+// library of the program that a worker starts as root.
+bool IsOfRequest(std::string_view name) {
+    constexpr std::array<std::string_view, 12> kNames = {
+        "CONTENT_LENGTH", "CONTENT_TYPE", "HTTPS",       "PATH_INFO",
+        "QUERY_STRING",   "REMOTE_ADDR",  "REMOTE_USER", "REQUEST_METHOD",
+        "REQUEST_URI",    "SCGI",         "SCRIPT_NAME", "SERVER_PORT"};
+    return name.starts_with("HTTP_") ||
+           std::find(kNames.begin(), kNames.end(), name) != kNames.end();
+}
+
 // Names and values, each with a zero byte at its end. Empty for anything else.
 std::vector<std::string> SplitVariables(std::string_view text) {
     std::vector<std::string> variables;
@@ -89,8 +101,10 @@ std::vector<std::string> SplitVariables(std::string_view text) {
         if (value == text.npos || name == 0 || text.substr(0, name).find('=') != text.npos) {
             return {};
         }
-        variables.emplace_back(text.substr(0, name));
-        variables.back().append("=").append(text.substr(name + 1, value - name - 1));
+        if (IsOfRequest(text.substr(0, name))) {
+            variables.emplace_back(text.substr(0, name));
+            variables.back().append("=").append(text.substr(name + 1, value - name - 1));
+        }
         text.remove_prefix(value + 1);
     }
     return variables;

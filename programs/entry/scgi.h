@@ -11,7 +11,7 @@
 namespace tonvale_entry {
 
 struct ScgiRequest {
-    std::vector<std::string> variables;  // "NAME=value"
+    std::vector<std::string> variables;  // "NAME=value", of the names that a request has
     varn::UniqueFd body;                 // a file of the process's own, at its beginning
 };
 

@@ -69,6 +69,9 @@ Json::Value Set(const Request &asked) {
         !tonvale_service::IsAdministrator(asked.User().GetLoginUserName())) {
         throw Refusal{Code::kNotPermitted};
     }
+    if (setsRights && asked.ProvedBy() == tonvale_service::Proof::kKey) {
+        throw Refusal{Code::kNotPermitted};  // as of VARN.Tonvale.User
+    }
     const unsigned mask = setsRights ? asked.RightsIn("permissions") : 0;
     const std::string user = setsRights ? asked.RequiredText("user") : "";
     const auto key = setsKey ? asked.Number("custom_key", 0, 1, tonvale_service::kCustomKeys) : 0;

@@ -95,7 +95,11 @@ void AddUser(const std::string &name, bool isAdmin, const std::string &password)
     const varn::User account = Person(name);
     SetFirstPermission(account->uid, isAdmin ? RIGHT_ALL : RIGHT_ALL & ~RIGHT_USB);
     const varn::RunAs package(varn::Who::kPackage);
-    Check(varn::SetLogin(name, password));
+    bool isThere = false;
+    Check(varn::AddLogin(name, password, isThere));
+    if (isThere) {
+        throw Failure(Reason::kUserExists, name);  // another administrator was faster
+    }
 }
 
 void SetPassword(const std::string &name, const std::string &password) {

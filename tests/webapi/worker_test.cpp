@@ -265,8 +265,9 @@ TEST_F(Worker, OutlivesWhatIsNoRequest) {
 
 // Answers with the environment, and leaves behind what the request tells.
 void LeaveBehind() {
-    const std::string what = std::getenv("WHAT");
-    std::printf("%s %s", what.c_str(), std::getenv("SECRET") != nullptr ? "secret" : "");
+    const std::string what = std::getenv("HTTP_WHAT");
+    std::printf("%s %s%s", what.c_str(), std::getenv("HTTP_SECRET") != nullptr ? "secret" : "",
+                std::getenv("LD_SECRET") != nullptr ? " of the loader" : "");
     if (what == "umask") {
         umask(0);
     } else if (what == "folder") {
@@ -297,8 +298,9 @@ TEST_F(Worker, EndsWhereSomethingIsLeft) {
     Workers workers(scratch() / "web.sock");
     for (const std::string &what : Words("umask folder file child signal mask memory end crash")) {
         const pid_t worker = workers.StartWith(LeaveBehind);
-        EXPECT_EQ(workers.Ask({{"WHAT", "none"}, {"SECRET", "x"}}), "none secret");
-        const int asked = workers.Send(Workers::Packed({{"WHAT", what}}));
+        EXPECT_EQ(workers.Ask({{"HTTP_WHAT", "none"}, {"HTTP_SECRET", "x"}, {"LD_SECRET", "x"}}),
+                  "none secret");
+        const int asked = workers.Send(Workers::Packed({{"HTTP_WHAT", what}}));
         if (what == "end") {
             std::this_thread::sleep_for(100ms);
             kill(worker, SIGTERM);  // after the request that it has

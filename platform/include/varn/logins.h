@@ -21,6 +21,10 @@ VARN_EXPORT bool IsPasswordOf(const std::string &hash, const std::string &passwo
 // Sets the password of a new login or of one that is there. Writers wait for each other.
 VARN_EXPORT host::Outcome SetLogin(const std::string &name, const std::string &password);
 
+// Makes a new login. `isThere` tells that the name has one, which stays as it is.
+VARN_EXPORT host::Outcome AddLogin(const std::string &name, const std::string &password,
+                                   bool &isThere);
+
 // Takes a login away; one that is not there is a success.
 VARN_EXPORT host::Outcome RemoveLogin(const std::string &name);
 
