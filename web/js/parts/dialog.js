@@ -70,6 +70,8 @@ export function openForm({ title, send, danger = false, fields, onSend }) {
         dialog.close();
       } catch (error) {
         trouble.textContent = wordsFor(error);
+        const wrong = form.elements.namedItem(/** @type {any} */ (error).parameter ?? '');
+        /** @type {HTMLElement | null} */ (wrong)?.focus();
       }
       button.disabled = false;
     },

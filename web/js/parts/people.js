@@ -15,7 +15,8 @@ import { toast } from './toast.js';
  *   is_administrator: boolean}} User
  */
 
-const RIGHTS = /** @type {const} */ (['playlist', 'editsong', 'sharing', 'usb', 'upnp']);
+const RIGHTS = /** @type {const} */ (['streaming', 'playlist', 'editsong', 'sharing',
+  'usb', 'upnp']);
 
 function passwordInput() {
   return h('input', { name: 'password', type: 'password', required: true,
