@@ -14,6 +14,14 @@ function day(seconds) {
   return when.toLocaleString(undefined, { dateStyle: 'medium', timeStyle: 'short' });
 }
 
+/**
+ * Without what all browsers say.
+ * @param {string} agent
+ */
+function browserOf(agent) {
+  return agent.replace(/^Mozilla\/5\.0 |\w+\/\S+ \(KHTML[^)]*\) /g, '');
+}
+
 /** @param {() => unknown} onDone */
 function changePassword(onDone) {
   const old = h('input', { name: 'old', type: 'password', required: true,
@@ -79,7 +87,7 @@ export function showAccount(place, signal) {
         end('others')) }, t('settings.session.others'))),
     h('h3', {}, t('settings.sessions')),
     h('ul', { class: 'row-list' }, ...sessions.map((/** @type {any} */ one) => row(
-      one.is_own ? t('settings.session.this') : one.agent,
+      one.is_own ? t('settings.session.this') : browserOf(one.agent),
       joined([one.address, t('settings.session.seen', { when: day(one.last_used) })]),
       one.is_own ? undefined : () => end(one.id)))),
     keys.length > 0 && h('h3', {}, t('settings.keys')),
