@@ -85,10 +85,7 @@ export function songOf(found) {
  */
 export function albumOf(found) {
   return {
-    name: found.name,
-    albumArtist: found.album_artist ?? '',
-    year: found.year ?? 0,
-    star: found.star ?? 0,
+    name: found.name, albumArtist: found.album_artist ?? '', year: found.year, star: found.star,
   };
 }
 
@@ -190,7 +187,7 @@ export function folder(id) {
 
 /**
  * Without a size, which `sized` adds.
- * @param {{id?: string, album?: Pick<Album, 'name' | 'albumArtist'>}} of
+ * @param {{id?: string, album?: Album}} of
  */
 export function coverAddress({ id, album }) {
   if (album && album.name.length + album.albumArtist.length < LONGEST_COVER_NAME) {
