@@ -7,6 +7,7 @@ build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag
                 postgresql-15 ffmpeg imagemagick nginx)
 test_packages=(libgtest-dev curl lighttpd lighttpd-mod-openssl openssl shairport-sync mpd minidlna
                locales)
+browser_packages=(chromium chromium-driver nodejs node-typescript)
 
 as_root() {
     if ((EUID == 0)); then

@@ -19,8 +19,8 @@ struct LinkPage {
 // Songs of one page.
 inline constexpr int kSongsOfPage = 100;
 
-// A whole CGI answer, header and all. It needs no script, loads nothing from anywhere else, and
-// addresses everything relative to itself, whatever the request says of the host.
+// A whole CGI answer, header and all. It needs no script, and loads nothing from another host,
+// whatever the request says of this one.
 std::string PageAnswer(const LinkPage &page);
 
 // The answer to everything that is no link that works, and where that cannot be told now.

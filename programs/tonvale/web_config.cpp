@@ -36,6 +36,8 @@ constexpr char kProxies[] = "trusted_proxies";
 // file. Few pages of lists are longer, and those hold a worker only while their account has its
 // turn. So answers that are not read fill 512 MB for a login and 1 GB for an address at most.
 //
+// The page's files are in css/ and js/, or have a dot; any other path is one of its addresses.
+//
 // The names of shares are in paths and queries. Neither is logged. nginx's messages of single
 // requests hold both and are not logged either.
 // clang-format off: it would lay out the text
@@ -143,9 +145,7 @@ http {
             add_header Referrer-Policy no-referrer;
             add_header Cache-Control no-cache;
             add_header Content-Security-Policy "@POLICY@";
-            location ~ \.(html|css|m?js|json|map|webmanifest|svg|png|jpe?g|webp|ico|woff2|cgi)$ {
-                try_files $uri =404;
-            }
+            location ~ ^/(css/|js/|[^/]*\.) { try_files $uri =404; }
         }
         location = /431 { internal; return 431; }
         location = /500 {

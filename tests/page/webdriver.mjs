@@ -61,7 +61,7 @@ export class Browser {
       method, body: method === 'POST' ? JSON.stringify(body ?? {}) : undefined,
     });
     const { value } = await answer.json();
-    if (value?.error) {
+    if (!answer.ok) {
       throw new Error(`${path}: ${value.message.split('\n')[0]}`);
     }
     return value;

@@ -164,7 +164,7 @@ export function openSongMenu(beside, song, more = []) {
     ...more,
     Boolean(song.album) && {
       text: t('do.album'), icon: 'albums', parted: true,
-      run: () => go(albumPath({ ...album, year: 0, star: 0 })),
+      run: () => go(albumPath(album)),
     },
     Boolean(song.artist) && {
       text: t('do.artist'), icon: 'artists', run: () => go(groupPath('artist', song.artist)),

@@ -11,10 +11,13 @@ export class Refusal extends Error {
   /**
    * @param {string} method
    * @param {number} code of the API; 0: no answer
+   * @param {{message?: string, parameter?: string}} [said] by the server, for people
    */
-  constructor(method, code) {
+  constructor(method, code, said = {}) {
     super(`${method}: ${code}`);
     this.code = code;
+    this.said = said.message ?? '';
+    this.parameter = said.parameter ?? '';
   }
 }
 
@@ -152,7 +155,7 @@ export async function call(api, method, params = {}, { signal, changes = false }
     }
     const code = answer.body?.error?.code ?? answer.status;
     if ((code !== 503 && code !== 504) || changes || tries >= BUSY_TRIES) {
-      throw new Refusal(method, code);
+      throw new Refusal(method, code, answer.body?.error);
     }
     await sleep(500 * (tries + 1), signal);
   }

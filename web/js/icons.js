@@ -1,5 +1,7 @@
 // The page's own icons, drawn as lines on a grid of 24 by 24.
 
+import { h } from './dom.js';
+
 const SVG = 'http://www.w3.org/2000/svg';
 
 const paths = {
@@ -68,6 +70,18 @@ export function icon(name) {
   path.setAttribute('d', paths[name]);
   svg.append(path);
   return svg;
+}
+
+/**
+ * A button that shows an icon alone.
+ * @param {IconName} name
+ * @param {string} label
+ * @param {() => unknown} onclick
+ * @param {{look?: string} & Record<string, unknown>} more properties, and a class
+ */
+export function iconButton(name, label, onclick, { look = '', ...more } = {}) {
+  return h('button', { class: `icon-button ${look}`, type: 'button', 'aria-label': label,
+    title: label, onclick, ...more }, icon(name));
 }
 
 /**

@@ -16,6 +16,7 @@ import { choice } from './choices.js';
 
 const ADDITIONAL = 'song_tag,song_audio,song_rating';
 const LONGEST_COVER_NAME = 1500;
+const COVER_SIZES = [96, 192, 384, 768];
 
 /** Tells `rated` (detail: ids and stars), `playlists`, `playlist` (detail: id) and `pins`. */
 export const changed = new EventTarget();
@@ -84,14 +85,12 @@ export function songOf(found) {
  */
 export function albumOf(found) {
   return {
-    name: found.name,
-    albumArtist: found.album_artist ?? '',
-    year: found.year ?? 0,
-    star: found.star ?? 0,
+    name: found.name, albumArtist: found.album_artist ?? '', year: found.year, star: found.star,
   };
 }
 
-function library() {
+/** Which music the views show. */
+export function library() {
   return choice('library') || undefined;
 }
 
@@ -186,13 +185,27 @@ export function folder(id) {
   };
 }
 
-/** @param {{id?: string, album?: Pick<Album, 'name' | 'albumArtist'>}} of */
+/**
+ * Without a size, which `sized` adds.
+ * @param {{id?: string, album?: Album}} of
+ */
 export function coverAddress({ id, album }) {
   if (album && album.name.length + album.albumArtist.length < LONGEST_COVER_NAME) {
     const { name, albumArtist } = album;
-    return addressOf('Cover', 'get', { album: name, album_artist: albumArtist, size: 'scaled' });
+    return addressOf('Cover', 'get', { album: name, album_artist: albumArtist });
   }
-  return id ? addressOf('Cover', 'get', { id, size: 'scaled' }) : '';
+  return id ? addressOf('Cover', 'get', { id }) : '';
+}
+
+/**
+ * The address of a copy that is sharp where it is shown. There are few sizes, so that copies serve
+ * several places.
+ * @param {string} address
+ * @param {number} side in pixels of the style sheet
+ */
+export function sized(address, side) {
+  const wanted = side * devicePixelRatio;
+  return `${address}&size=${COVER_SIZES.find((size) => size >= wanted) ?? COVER_SIZES.at(-1)}`;
 }
 
 /**

@@ -16,15 +16,6 @@ import { startTexts, t } from './texts.js';
 
 const VIEWS_PAUSE = 3000;
 
-function applyTheme() {
-  const theme = choice('theme');
-  if (theme === 'system') {
-    delete document.documentElement.dataset.theme;
-  } else {
-    document.documentElement.dataset.theme = theme;
-  }
-}
-
 async function start() {
   await startTexts();
   const sideBar = new SideBar();
@@ -54,7 +45,7 @@ async function start() {
     const song = /** @type {CustomEvent} */ (event).detail;
     toast(t('player.missing', { name: song.title }));
   });
-  choices.addEventListener('theme', applyTheme);
+  choices.addEventListener('theme', () => applyTheme(choice('theme')));
   choices.addEventListener('library', showAgain);
   choices.addEventListener('language', () => location.reload());
   startKeys();

@@ -1,6 +1,6 @@
 // The keys of a keyboard or headset, and the lock screen of a phone.
 
-import { coverAddress } from './library.js';
+import { coverAddress, sized } from './library.js';
 import { duration, isPlaying, next, pause, play, player, previous, seek, time } from './player.js';
 import { current } from './queue.js';
 
@@ -11,7 +11,7 @@ function showSong() {
       title: song.title,
       artist: song.artist,
       album: song.album,
-      artwork: song.isStream ? [] : [{ src: coverAddress({ id: song.id }), sizes: '480x480' }],
+      artwork: song.isStream ? [] : [{ src: sized(coverAddress({ id: song.id }), 384) }],
     })
     : null;
 }

@@ -1,18 +1,17 @@
 // Searches everything at once. The one place that knows which methods of the API do it.
 
-import { albums, groups, playlists, songs } from './library.js';
+import { call } from './api.js';
+import { albumOf, groups, library, songs } from './library.js';
 
-/** @typedef {import('./types.js').Album} Album */
 /** @typedef {import('./types.js').Group} Group */
-/** @typedef {import('./types.js').Playlist} Playlist */
 
 /**
  * @typedef {object} Found
- * @property {Album[]} albums
+ * @property {import('./types.js').Album[]} albums
  * @property {Group[]} artists
  * @property {Group[]} genres
  * @property {Group[]} composers
- * @property {Playlist[]} playlists
+ * @property {import('./types.js').Playlist[]} playlists
  * @property {number} songs how many there are
  * @property {import('./types.js').Source<import('./types.js').Song>} source of the songs
  */
@@ -26,19 +25,13 @@ const FEW = 12;
  */
 export async function search(text, signal) {
   const keyword = shortened(text);
-  const source = songs({ keyword });
-  const few = async (/** @type {import('./types.js').Source<any>} */ from) =>
-    (await from.fetch(0, FEW, signal)).items.filter(({ name }) => name !== '');
-  const [first, ...lists] = await Promise.all([
-    source.fetch(0, 1, signal), few(albums({ keyword })), few(groups('artist', { keyword })),
-    few(groups('genre', { keyword })), few(groups('composer', { keyword })), playlists(signal),
+  const asked = { keyword, limit: FEW, library: library() };
+  const [found, genres] = await Promise.all([
+    call('Search', 'all', asked, { signal }), groups('genre', { keyword }).fetch(0, FEW, signal),
   ]);
-  const lower = text.toLowerCase();
   return {
-    albums: lists[0], artists: lists[1], genres: lists[2], composers: lists[3],
-    playlists: lists[4].filter(({ name }) => name.toLowerCase().includes(lower)),
-    songs: first.total,
-    source,
+    ...found, albums: found.albums.map(albumOf), genres: genres.items,
+    songs: found.total.songs, source: songs({ keyword }),
   };
 }
 

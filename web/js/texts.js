@@ -64,12 +64,19 @@ export function joined(names) {
   return names.filter(Boolean).join(' · ');
 }
 
+/** The server tells more of these refusals than their code does. */
+const SAID = [400, 403, 409];
+
 /**
  * What went wrong, in words.
  * @param {unknown} error
  */
 export function wordsFor(error) {
-  const code = /** @type {{code?: number}} */ (error)?.code;
+  const { code = -1, said = '', parameter = '' } =
+    /** @type {Partial<import('./api.js').Refusal>} */ (error ?? {});
+  if (said && !parameter && SAID.includes(code)) {
+    return `${said[0].toUpperCase()}${said.slice(1)}.`;
+  }
   const name = /** @type {TextName} */ (`error.${code}`);
   return name in table ? t(name) : t('error.other');
 }

@@ -28,9 +28,9 @@
 
 /** @typedef {{track?: number, trackPeak?: number, album?: number, albumPeak?: number}} Gain */
 
-/** @typedef {{name: string, albumArtist: string, year: number, star: number}} Album */
+/** @typedef {{name: string, albumArtist: string, year?: number, star?: number}} Album */
 
-/** @typedef {{name: string, star: number}} Group an artist, a genre or a composer */
+/** @typedef {{name: string, star?: number}} Group an artist, a genre or a composer */
 
 /** @typedef {{id: string, name: string, path: string}} Folder */
 

@@ -1,7 +1,7 @@
-// The password, sessions and keys of the account, as far as the server has them.
+// The password, sessions and keys of the account.
 
 import { attempt, copyText } from '../actions.js';
-import { call, change, Refusal } from '../api.js';
+import { call, change } from '../api.js';
 import { h, refill } from '../dom.js';
 import { logIn, person } from '../person.js';
 import { joined, t } from '../texts.js';
@@ -14,28 +14,35 @@ function day(seconds) {
   return when.toLocaleString(undefined, { dateStyle: 'medium', timeStyle: 'short' });
 }
 
-function changePassword() {
-  const old = h('input', { type: 'password', required: true, autocomplete: 'current-password' });
-  const wanted = h('input', { type: 'password', required: true, autocomplete: 'new-password' });
+/**
+ * Without what all browsers say.
+ * @param {string} agent
+ */
+function browserOf(agent) {
+  return agent.replace(/^Mozilla\/5\.0 |\w+\/\S+ \(KHTML[^)]*\) /g, '');
+}
+
+/** @param {() => unknown} onDone */
+function changePassword(onDone) {
+  const old = h('input', { name: 'old', type: 'password', required: true,
+    autocomplete: 'current-password' });
+  const wanted = h('input', { name: 'new', type: 'password', required: true,
+    autocomplete: 'new-password' });
   openForm({
     title: t('settings.password').replace(/[\s…]+$/, ''),
     send: t('do.save'),
     fields: [field(t('settings.password.old'), old), field(t('settings.password.new'), wanted)],
     onSend: async () => {
-      try {
-        await change('User', 'change_password', { old: old.value, new: wanted.value });
-      } catch (error) {
-        const isRefused = error instanceof Refusal && [400, 403].includes(error.code);
-        throw isRefused ? { code: 'password' } : error;
-      }
+      await change('User', 'change_password', { old: old.value, new: wanted.value });
       // The change ended this session, too.
       await logIn(person()?.user.name ?? '', wanted.value);
+      onDone();
       toast(t('done.saved'));
     },
   });
 }
 
-/** @param {() => void} onDone */
+/** @param {() => unknown} onDone */
 function newKey(onDone) {
   const purpose = h('input', { required: true, maxLength: 80, autocomplete: 'off' });
   openForm({
@@ -64,31 +71,29 @@ function row(name, below, end) {
 }
 
 /**
- * Shows nothing where the server has no accounts of its own.
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */
-export async function showAccount(place, signal) {
-  const show = async () => {
-    try {
-      const [{ sessions }, { keys }] = await Promise.all([
-        call('Auth', 'sessions', {}, { signal }), call('User', 'keys', {}, { signal }),
-      ]);
-      refill(place, h('div', { class: 'tools' },
-        h('button', { class: 'button', onclick: changePassword }, t('settings.password')),
-        h('button', { class: 'button', onclick: () => newKey(show) }, t('settings.key.new'))),
-      h('h3', {}, t('settings.sessions')),
-      h('ul', { class: 'row-list' }, ...sessions.map((/** @type {any} */ one) => row(
-        one.is_own ? t('settings.session.this') : one.agent,
-        joined([one.address, t('settings.session.seen', { when: day(one.last_used) })]),
-        one.is_own ? undefined : () => change('Auth', 'end', { id: one.id }).then(show)))),
-      keys.length > 0 && h('h3', {}, t('settings.keys')),
-      h('ul', { class: 'row-list' }, ...keys.map((/** @type {any} */ one) => row(
-        one.for, t('settings.session.seen', { when: one.last_used ? day(one.last_used) : '–' }),
-        () => change('User', 'remove_key', { id: one.id }).then(show)))));
-    } catch {
-      place.replaceChildren();
-    }
-  };
-  await show();
+export function showAccount(place, signal) {
+  const show = () => attempt(async () => {
+    const [{ sessions }, { keys }] = await Promise.all([
+      call('Auth', 'sessions', {}, { signal }), call('User', 'keys', {}, { signal }),
+    ]);
+    const end = (/** @type {string} */ id) => change('Auth', 'end', { id }).then(show);
+    refill(place, h('div', { class: 'tools' },
+      h('button', { class: 'button', onclick: () => changePassword(show) }, t('settings.password')),
+      h('button', { class: 'button', onclick: () => newKey(show) }, t('settings.key.new')),
+      sessions.length > 1 && h('button', { class: 'button', onclick: () => attempt(() =>
+        end('others')) }, t('settings.session.others'))),
+    h('h3', {}, t('settings.sessions')),
+    h('ul', { class: 'row-list' }, ...sessions.map((/** @type {any} */ one) => row(
+      one.is_own ? t('settings.session.this') : browserOf(one.agent),
+      joined([one.address, t('settings.session.seen', { when: day(one.last_used) })]),
+      one.is_own ? undefined : () => end(one.id)))),
+    keys.length > 0 && h('h3', {}, t('settings.keys')),
+    h('ul', { class: 'row-list' }, ...keys.map((/** @type {any} */ one) => row(
+      one.for, t('settings.session.seen', { when: one.last_used ? day(one.last_used) : '–' }),
+      () => change('User', 'remove_key', { id: one.id }).then(show)))));
+  });
+  return show();
 }

@@ -2,7 +2,7 @@
 
 import { choicesForSongs, playAll } from '../actions.js';
 import { h, setVars } from '../dom.js';
-import { icon } from '../icons.js';
+import { icon, iconButton } from '../icons.js';
 import { t } from '../texts.js';
 import { CoverArt, tintBy } from './cover-art.js';
 import { openMenu } from './menu.js';
@@ -20,10 +20,9 @@ import { openMenu } from './menu.js';
  * @param {string} [how.tint] a colour, when no picture gives one
  */
 export function banner({ kind, name, art, below, songs, more, tint }) {
-  const menu = h('button', {
-    class: 'icon-button is-round', 'aria-haspopup': 'menu', 'aria-label': t('do.more', { name }),
-    onclick: () => openMenu(menu, name, [...choicesForSongs(menu, songs), ...more()]),
-  }, icon('more'));
+  const menu = iconButton('more', t('do.more', { name }),
+    () => openMenu(menu, name, [...choicesForSongs(menu, songs), ...more()]),
+    { look: 'is-round', 'aria-haspopup': 'menu' });
   const length = Array.from(name).length;
   const size = length > 60 ? ' is-endless' : length > 22 ? ' is-long' : '';
   const head = h('header', { class: 'banner' },

@@ -37,7 +37,7 @@ export function albumName(album) {
  */
 export function albumCard(album, withYear = false) {
   const name = albumName(album);
-  const year = album.year > 0 ? String(album.year) : '';
+  const year = album.year ? String(album.year) : '';
   return card({
     href: albumPath(album),
     art: cover(coverAddress({ album }), name),

@@ -2,7 +2,7 @@
 
 import { choice, choices, choose } from '../choices.js';
 import { h, Part, setVars } from '../dom.js';
-import { icon, setIcon } from '../icons.js';
+import { iconButton, setIcon } from '../icons.js';
 import {
   duration, isPlaying, isWaiting, next, player, previous, seek, setVolume, time, toggle,
 } from '../player.js';
@@ -16,15 +16,11 @@ export function toggleRepeat() {
 
 export class TransportButtons extends Part {
   start() {
-    const button = (/** @type {import('../icons.js').IconName} */ name,
-      /** @type {string} */ label, /** @type {() => void} */ onclick, look = '') =>
-      h('button', { class: `icon-button ${look}`, 'aria-label': label, title: label, onclick },
-        icon(name));
-    const shuffle = button('shuffle', t('player.shuffle'), toggleShuffle, 'is-mode');
+    const shuffle = iconButton('shuffle', t('player.shuffle'), toggleShuffle, { look: 'is-mode' });
     const repeat = h('button', { class: 'icon-button is-mode', onclick: toggleRepeat });
     const play = h('button', { class: 'icon-button is-play', onclick: toggle });
-    this.replaceChildren(shuffle, button('previous', t('player.previous'), previous),
-      play, button('next', t('player.next'), next), repeat);
+    this.replaceChildren(shuffle, iconButton('previous', t('player.previous'), previous),
+      play, iconButton('next', t('player.next'), next), repeat);
 
     const drawModes = () => {
       shuffle.setAttribute('aria-pressed', String(choice('shuffle')));

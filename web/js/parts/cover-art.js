@@ -1,9 +1,20 @@
 // A cover: a drawing of its name until the picture is there, or in place of one.
 
 import { h, hueOf, initialsOf, Part, setVars } from '../dom.js';
+import { sized } from '../library.js';
 
 const RETRIES = 2;
 const RETRY_PAUSE = 2500;
+
+/** Tells covers when they come near what is in sight, and how large they are then. */
+const sight = new IntersectionObserver((entries) => {
+  for (const { target, isIntersecting, boundingClientRect } of entries) {
+    if (isIntersecting && target instanceof CoverArt) {
+      sight.unobserve(target);
+      target.load(boundingClientRect.width);
+    }
+  }
+}, { rootMargin: '200px' });
 
 export class CoverArt extends Part {
   #address = '';
@@ -33,16 +44,20 @@ export class CoverArt extends Part {
     letters.textContent = initialsOf(this.#name);
     this.replaceChildren(letters);
     if (this.#address) {
-      this.#load();
+      sight.observe(this);
+    } else {
+      sight.unobserve(this);
     }
   }
 
   end() {
+    sight.unobserve(this);
     // A picture that is out of sight gives its connection to those in sight.
     this.querySelector('img')?.removeAttribute('src');
   }
 
-  #load() {
+  /** @param {number} side */
+  load(side) {
     const picture = h('img', {
       alt: '', decoding: 'async', draggable: false, fetchpriority: 'low',
       onload: () => {
@@ -51,12 +66,12 @@ export class CoverArt extends Part {
       },
       onerror: () => {
         picture.remove();
-        if (++this.#tries <= RETRIES && this.isConnected && this.#tries > 0) {
-          setTimeout(() => this.isConnected && this.#load(), RETRY_PAUSE * this.#tries);
+        if (++this.#tries <= RETRIES) {
+          setTimeout(() => this.isConnected && this.load(side), RETRY_PAUSE * this.#tries);
         }
       },
     });
-    picture.src = this.#address;
+    picture.src = sized(this.#address, side);
     this.querySelector('img')?.remove();
     this.append(picture);
   }

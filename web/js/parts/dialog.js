@@ -1,7 +1,7 @@
 // Dialogs on the browser's own <dialog>: they keep the focus and close with Escape.
 
 import { h } from '../dom.js';
-import { icon } from '../icons.js';
+import { iconButton } from '../icons.js';
 import { t, wordsFor } from '../texts.js';
 
 /** @typedef {import('../dom.js').Child} Child */
@@ -12,10 +12,7 @@ import { t, wordsFor } from '../texts.js';
  * @param {...Child} content
  */
 export function openDialog(title, ...content) {
-  const close = h('button', {
-    class: 'icon-button', type: 'button', 'aria-label': t('do.close'),
-    onclick: () => dialog.close(),
-  }, icon('close'));
+  const close = iconButton('close', t('do.close'), () => dialog.close());
   const heading = h('h2', { id: `dialog-${Math.random().toString(36).slice(2)}` }, title);
   const dialog = h('dialog', { class: 'dialog', 'aria-labelledby': heading.id },
     h('header', {}, heading, close), ...content);
@@ -70,6 +67,8 @@ export function openForm({ title, send, danger = false, fields, onSend }) {
         dialog.close();
       } catch (error) {
         trouble.textContent = wordsFor(error);
+        const wrong = form.elements.namedItem(/** @type {any} */ (error).parameter ?? '');
+        /** @type {HTMLElement | null} */ (wrong)?.focus();
       }
       button.disabled = false;
     },

@@ -2,7 +2,7 @@
 
 import { attempt, mayChange, newPlaylist } from '../actions.js';
 import { h, Part, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { icon, iconButton } from '../icons.js';
 import { changed, playlists } from '../library.js';
 import { playlistPath, routed } from '../routes.js';
 import { t } from '../texts.js';
@@ -37,8 +37,7 @@ export class SideBar extends Part {
 
   start() {
     const head = h('div', { class: 'side-head' }, h('h2', {}, t('nav.playlists')),
-      h('button', { class: 'icon-button', 'aria-label': t('playlists.new'),
-        onclick: () => newPlaylist() }, icon('plus')));
+      iconButton('plus', t('playlists.new'), () => newPlaylist()));
     const list = h('ul', {}, ...VIEWS.map((name) => h('li', {}, navLink(name))));
     refill(this,
       h('a', { class: 'brand', href: '/', 'aria-label': t('app.name') }, icon('brand'),

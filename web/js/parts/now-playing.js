@@ -1,15 +1,14 @@
 // What plays, large: the cover, the controls and what comes next.
 
-import { openSongMenu } from '../actions.js';
 import { h, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { iconButton } from '../icons.js';
 import { player } from '../player.js';
 import { current, position, queue, queued } from '../queue.js';
 import { go } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
 import { CoverArt, tintBy } from './cover-art.js';
-import { showCoverOf, songNames } from './player-bar.js';
+import { showCoverOf, songMenu, songNames } from './player-bar.js';
 import { StarRating } from './star-rating.js';
 
 /** @type {HTMLDialogElement | null} */
@@ -23,26 +22,14 @@ export function openNowPlaying() {
   const names = h('div', { class: 'now-names' });
   const after = h('p', { class: 'now-after soft', dir: 'auto' });
   const rating = new StarRating();
-  const close = () => dialog.close();
-  const menu = h('button', {
-    class: 'icon-button', 'aria-haspopup': 'menu', 'aria-label': t('do.more', { name: '' }),
-    onclick: () => {
-      const song = current();
-      if (song) {
-        openSongMenu(menu, song);
-      }
-    },
-  }, icon('more'));
-  const list = h('button', {
-    class: 'icon-button', 'aria-label': t('nav.queue'), title: t('nav.queue'),
-    onclick: () => {
-      close();
-      go('/queue');
-    },
-  }, icon('queue'));
+  const close = /** @returns {void} */ () => dialog.close();
+  const list = iconButton('queue', t('nav.queue'), () => {
+    close();
+    go('/queue');
+  });
   const dialog = h('dialog', { class: 'now', 'aria-label': t('player.open') },
-    h('header', {}, h('button', { class: 'icon-button', 'aria-label': t('do.close'), onclick: close },
-      icon('down')), h('span', { class: 'soft' }, t('player.open')), menu),
+    h('header', {}, iconButton('down', t('do.close'), close),
+      h('span', { class: 'soft' }, t('player.open')), songMenu()),
     h('div', { class: 'now-picture' }, art),
     h('div', { class: 'now-panel' },
       h('div', { class: 'now-line' }, names, rating), new SeekBar(), new TransportButtons(),

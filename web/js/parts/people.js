@@ -3,7 +3,7 @@
 import { attempt } from '../actions.js';
 import { call, change } from '../api.js';
 import { h, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { icon, iconButton } from '../icons.js';
 import { person } from '../person.js';
 import { t } from '../texts.js';
 import { confirmDelete, field, openForm, switchField } from './dialog.js';
@@ -15,7 +15,8 @@ import { toast } from './toast.js';
  *   is_administrator: boolean}} User
  */
 
-const RIGHTS = /** @type {const} */ (['playlist', 'editsong', 'sharing', 'usb', 'upnp']);
+const RIGHTS = /** @type {const} */ (['streaming', 'playlist', 'editsong', 'sharing',
+  'usb', 'upnp']);
 
 function passwordInput() {
   return h('input', { name: 'password', type: 'password', required: true,
@@ -91,20 +92,17 @@ export async function showPeople(place, signal) {
     }
     const rows = users.map((user) => {
       const name = user.name || t('people.gone', { uid: user.uid });
-      const menu = h('button', {
-        class: 'icon-button', 'aria-haspopup': 'menu', 'aria-label': t('do.more', { name }),
-        onclick: () => openMenu(menu, name, [
-          { text: t('settings.password'), icon: 'edit', run: () => setPassword(user) },
-          user.name !== 'admin' && user.uid !== person()?.user.uid && {
-            text: t('do.delete'), icon: 'trash',
-            run: () => confirmDelete(t('playlist.delete', { name }), t('people.delete.hint'),
-              async () => {
-                await change('User', 'remove', { name: user.name });
-                await show();
-              }),
-          },
-        ]),
-      }, icon('more'));
+      const menu = iconButton('more', t('do.more', { name }), () => openMenu(menu, name, [
+        { text: t('settings.password'), icon: 'edit', run: () => setPassword(user) },
+        user.name !== 'admin' && user.uid !== person()?.user.uid && {
+          text: t('do.delete'), icon: 'trash',
+          run: () => confirmDelete(t('playlist.delete', { name }), t('people.delete.hint'),
+            async () => {
+              await change('User', 'remove', { name: user.name });
+              await show();
+            }),
+        },
+      ]), { 'aria-haspopup': 'menu' });
       return h('fieldset', { class: 'rights' }, h('legend', {},
         h('span', { dir: 'auto' }, name), ' ',
         user.is_administrator && h('small', { class: 'soft' }, t('people.administrator'))),

@@ -26,7 +26,7 @@ export function pinCard({ type, name, criteria }) {
   const { album = '', album_artist: albumArtist = '', folder = '', playlist = '' } = criteria;
   switch (type) {
     case 'album': {
-      const found = { name: album, albumArtist, year: 0, star: 0 };
+      const found = { name: album, albumArtist };
       return card({
         href: albumPath(found), art: cover(coverAddress({ album: found }), name), name,
         below: t('kind.album'), play: () => albumSongs(album, albumArtist),

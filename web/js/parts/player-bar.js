@@ -2,7 +2,7 @@
 
 import { openSongMenu, titleOf } from '../actions.js';
 import { h, Part, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { iconButton } from '../icons.js';
 import { coverAddress } from '../library.js';
 import { player } from '../player.js';
 import { current, queue } from '../queue.js';
@@ -21,7 +21,7 @@ export function songNames(song) {
   if (!song) {
     return [h('span', { class: 'now-title soft' }, t('player.nothing'))];
   }
-  const album = { name: song.album, albumArtist: song.albumArtist, year: 0, star: 0 };
+  const album = { name: song.album, albumArtist: song.albumArtist };
   const title = titleOf(song);
   return [
     song.album
@@ -43,28 +43,29 @@ export function showCoverOf(art, song) {
     song ? song.album || titleOf(song) : '');
 }
 
+/** A button for the menu of the song that plays. */
+export function songMenu() {
+  const menu = iconButton('more', t('do.more', { name: t('player.open') }), () => {
+    const song = current();
+    if (song) {
+      openSongMenu(menu, song);
+    }
+  }, { 'aria-haspopup': 'menu' });
+  return menu;
+}
+
 export class PlayerBar extends Part {
   start() {
     const art = new CoverArt();
     const names = h('div', { class: 'now-names' });
     const rating = new StarRating();
-    const menu = h('button', {
-      class: 'icon-button', 'aria-haspopup': 'menu',
-      onclick: () => {
-        const song = current();
-        if (song) {
-          openSongMenu(menu, song);
-        }
-      },
-    }, icon('more'));
+    const menu = songMenu();
     const large = h('button', {
       class: 'now-cover', 'aria-label': t('player.open'), title: t('player.open'),
       onclick: openNowPlaying,
     }, art);
-    const list = h('button', {
-      class: 'icon-button', 'aria-label': t('nav.queue'), title: t('nav.queue'),
-      onclick: () => (location.pathname === '/queue' ? history.back() : go('/queue')),
-    }, icon('queue'));
+    const list = iconButton('queue', t('nav.queue'),
+      () => (location.pathname === '/queue' ? history.back() : go('/queue')));
     this.setAttribute('role', 'region');
     this.setAttribute('aria-label', t('player.label'));
     tintBy(this, art);
@@ -84,7 +85,6 @@ export class PlayerBar extends Part {
       showCoverOf(art, song);
       refill(names, songNames(song));
       rating.show(song);
-      menu.setAttribute('aria-label', t('do.more', { name: song ? titleOf(song) : '' }));
       this.classList.toggle('is-empty', song === undefined);
     };
     this.listen(queue, 'current', draw);

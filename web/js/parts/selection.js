@@ -2,7 +2,7 @@
 
 import { choosePlaylist, enqueue } from '../actions.js';
 import { h, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { iconButton } from '../icons.js';
 import { playSongs } from '../player.js';
 import { t } from '../texts.js';
 
@@ -112,12 +112,12 @@ export class Selection {
     const songs = async () => this.#songs();
     const tool = (/** @type {import('../icons.js').IconName} */ picture,
       /** @type {string} */ label, /** @type {() => unknown} */ run, ends = true) =>
-      h('button', { class: 'icon-button', 'aria-label': label, title: label, onclick: () => {
+      iconButton(picture, label, () => {
         run();
         if (ends) {
           this.clear();
         }
-      } }, icon(picture));
+      });
     const playlist = tool('playlists', t('do.playlist'), () => choosePlaylist(this.#bar, songs), false);
     const chosen = this.#songs();
     refill(this.#bar, h('span', { role: 'status' }, t('do.selected', { count: this.size })),

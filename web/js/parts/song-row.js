@@ -81,7 +81,7 @@ export class SongRow extends Part {
       : h('span', {}, song.isStream ? song.path : t('unknown.artist'));
     const album = h('a', {
       class: 'row-album', tabindex: '-1', dir: 'auto',
-      href: albumPath({ name: song.album, albumArtist: song.albumArtist, year: 0, star: 0 }),
+      href: albumPath({ name: song.album, albumArtist: song.albumArtist }),
     }, song.album);
     const rating = stars(song);
     rating.tabIndex = -1;

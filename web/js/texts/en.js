@@ -243,6 +243,7 @@ export const en = {
   'settings.session.this': 'This browser',
   'settings.session.seen': 'Last seen {when}',
   'settings.session.end': 'End',
+  'settings.session.others': 'End all other sessions',
   'settings.keys': 'Keys for other programs',
   'settings.key.new': 'New key …',
   'settings.key.name': 'What is it for?',
@@ -289,6 +290,5 @@ export const en = {
   'error.504': 'That took too long.',
   'error.4': 'That is pinned already.',
   'error.429': 'Too many tries. Wait a moment.',
-  'error.password': 'The server did not take that. Check the password.',
   'error.other': 'That did not work.',
 };

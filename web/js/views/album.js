@@ -54,7 +54,7 @@ function facts(songs, albumArtist) {
 export function view({ query }) {
   const name = query.get('name') ?? '';
   const albumArtist = query.get('by') ?? '';
-  const album = { name, albumArtist, year: 0, star: 0 };
+  const album = { name, albumArtist };
   return page('album', albumName(album), (view) => {
     const get = (/** @type {AbortSignal} */ signal) => albumSongs(name, albumArtist, signal);
     view.append(h('div', { class: 'banner is-pending' }));

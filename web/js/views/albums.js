@@ -1,8 +1,7 @@
 // All albums as a grid of covers.
 
 import { choice, choose } from '../choices.js';
-import { h } from '../dom.js';
-import { icon } from '../icons.js';
+import { iconButton } from '../icons.js';
 import { albums } from '../library.js';
 import { LongList } from '../list.js';
 import { albumCard, emptyNote } from '../parts/cards.js';
@@ -25,11 +24,9 @@ export function view({ query }) {
     const descending = query.has('turned') !== natural;
     const address = (/** @type {string} */ by, /** @type {boolean} */ turned) =>
       `/albums?sort=${by}${turned ? '&turned' : ''}`;
-    const turn = h('button', {
-      class: 'icon-button', 'aria-label': t('sort.turn'), title: t('sort.turn'),
-      'aria-pressed': String(query.has('turned')),
-      onclick: () => go(address(sort, !query.has('turned')), { replace: true }),
-    }, icon(descending ? 'descending' : 'ascending'));
+    const turn = iconButton(descending ? 'descending' : 'ascending', t('sort.turn'),
+      () => go(address(sort, !query.has('turned')), { replace: true }),
+      { 'aria-pressed': String(query.has('turned')) });
     const pick = picker(t('sort.by'), SORTS.map((name) => [name, t(`sort.${name}`)]), sort,
       (by) => {
         choose('albumSort', by);

@@ -2,7 +2,7 @@
 
 import { pin, playAll } from '../actions.js';
 import { h } from '../dom.js';
-import { icon } from '../icons.js';
+import { icon, iconButton } from '../icons.js';
 import { folder } from '../library.js';
 import { LongList } from '../list.js';
 import { emptyNote } from '../parts/cards.js';
@@ -45,8 +45,7 @@ export function view({ id }) {
       return items.flatMap(({ song }) => (song ? [song] : []));
     };
     const tools = id ? [
-      h('button', { class: 'icon-button', 'aria-label': t('do.pin'), title: t('do.pin'),
-        onclick: () => pin('folder', name, { folder: id }) }, icon('pin')),
+      iconButton('pin', t('do.pin'), () => pin('folder', name, { folder: id })),
       h('button', { class: 'button', onclick: () => playAll(onlySongs) }, icon('play'), t('do.play')),
     ] : [];
     const { head } = pageHead(name, ...tools);

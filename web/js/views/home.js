@@ -68,7 +68,7 @@ function showRandom(view, place) {
     const found = new Map();
     for (const { album, albumArtist } of songs) {
       if (album && found.size < SHELF) {
-        found.set(`${album}\n${albumArtist}`, { name: album, albumArtist, year: 0, star: 0 });
+        found.set(`${album}\n${albumArtist}`, { name: album, albumArtist });
       }
     }
     refill(place, found.size > 0 &&
@@ -98,7 +98,7 @@ export function view() {
     });
     const loved = albums({ sort_by: 'star', sort_direction: 'DESC' });
     view.fetch((signal) => loved.fetch(0, SHELF, signal), ({ items }) => {
-      const found = items.filter(({ star }) => star > 0);
+      const found = items.filter(({ star = 0 }) => star > 0);
       refill(rated, found.length > 0 && shelf(t('home.rated'),
         found.map((album) => albumCard(album)), showAll('/albums?sort=star')));
     });
