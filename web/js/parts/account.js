@@ -44,7 +44,7 @@ function changePassword(onDone) {
 
 /** @param {() => unknown} onDone */
 function newKey(onDone) {
-  const purpose = h('input', { required: true, maxLength: 80, autocomplete: 'off' });
+  const purpose = h('input', { name: 'for', required: true, maxLength: 80, autocomplete: 'off' });
   openForm({
     title: t('settings.keys'),
     send: t('do.create'),

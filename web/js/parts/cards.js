@@ -1,7 +1,7 @@
 // Cards: albums, playlists and groups in grids and shelves.
 
 import { playAll } from '../actions.js';
-import { h, hueOf, initialsOf, setVars } from '../dom.js';
+import { h, hueOf, initialsOf } from '../dom.js';
 import { icon } from '../icons.js';
 import { albumSongs, allOf, coverAddress, songs } from '../library.js';
 import { albumPath, groupPath } from '../routes.js';
@@ -24,6 +24,17 @@ export function card({ href, art, name, below = '', play, kind = '' }) {
     onclick: () => playAll(play),
   }, icon('play'));
   return h('div', { class: `card ${kind}` }, link, button);
+}
+
+/**
+ * What stands for something without a cover.
+ * @param {string} name gives its colour
+ * @param {Node | string} content
+ * @param {string} [look] a class
+ */
+export function monogram(name, content, look = '') {
+  const vars = { '--hue': `${hueOf(name)}` };
+  return h('span', { class: `monogram ${look}`, 'aria-hidden': 'true', vars }, content);
 }
 
 /** @param {Album} album */
@@ -61,11 +72,9 @@ export function groupName(kind, name) {
  */
 export function groupCard(kind, group) {
   const name = groupName(kind, group.name);
-  const art = h('span', { class: 'monogram', 'aria-hidden': 'true' },
-    kind === 'genre' ? icon('genres') : initialsOf(name) || icon('artists'));
-  setVars(art, { '--hue': `${hueOf(name)}` });
+  const art = kind === 'genre' ? icon('genres') : initialsOf(name) || icon('artists');
   return card({
-    href: groupPath(kind, group.name), art, name, kind: `is-${kind}`,
+    href: groupPath(kind, group.name), art: monogram(name, art), name, kind: `is-${kind}`,
     play: () => allOf(songs({ [kind]: group.name, sort_by: 'album' })),
   });
 }

@@ -106,7 +106,7 @@ export async function showPeople(place, signal) {
       return h('fieldset', { class: 'rights' }, h('legend', {},
         h('span', { dir: 'auto' }, name), ' ',
         user.is_administrator && h('small', { class: 'soft' }, t('people.administrator'))),
-      ...RIGHTS.map((right) => rightBox(user, right)), menu);
+      menu, ...RIGHTS.map((right) => rightBox(user, right)));
     });
     refill(place, h('section', { class: 'setting-group' }, h('h2', {}, t('people.title')), ...rows,
       h('button', { class: 'button', onclick: () => addUser(show) }, icon('plus'), t('people.add'))));

@@ -1,25 +1,14 @@
 // What somebody pinned to the start page.
 
 import { shuffleEverything } from '../actions.js';
-import { h, hueOf, setVars } from '../dom.js';
 import { icon } from '../icons.js';
 import { albumSongs, allOf, coverAddress, playlistSongs, songs } from '../library.js';
 import { albumPath, folderPath, groupPath, playlistPath } from '../routes.js';
 import { t } from '../texts.js';
-import { card } from './cards.js';
+import { card, monogram } from './cards.js';
 import { cover } from './cover-art.js';
 
 /** @typedef {import('../types.js').Pin} Pin */
-
-/**
- * @param {import('../icons.js').IconName} name
- * @param {string} hue
- */
-function drawing(name, hue) {
-  const art = h('span', { class: 'monogram', 'aria-hidden': 'true' }, icon(name));
-  setVars(art, { '--hue': `${hueOf(hue)}` });
-  return art;
-}
 
 /** @param {Pin} pin */
 export function pinCard({ type, name, criteria }) {
@@ -36,23 +25,23 @@ export function pinCard({ type, name, criteria }) {
     case 'genre':
     case 'composer':
       return card({
-        href: groupPath(type, criteria[type] ?? ''), art: drawing(`${type}s`, name), name,
+        href: groupPath(type, criteria[type] ?? ''), art: monogram(name, icon(`${type}s`)), name,
         below: t(`kind.${type}`), kind: type === 'artist' ? 'is-artist' : '',
         play: () => allOf(songs({ [type]: criteria[type] ?? '', sort_by: 'album' })),
       });
     case 'folder':
       return card({
-        href: folderPath(folder), art: drawing('folders', name), name, below: t('kind.folder'),
+        href: folderPath(folder), art: monogram(name, icon('folders')), name, below: t('kind.folder'),
       });
     case 'playlist':
       return card({
-        href: playlistPath(playlist), art: drawing('playlists', name), name,
+        href: playlistPath(playlist), art: monogram(name, icon('playlists')), name,
         below: t('kind.playlist'), play: () => allOf(playlistSongs(playlist)),
       });
     case 'recently_added':
-      return card({ href: '/albums?sort=date', art: drawing('albums', name), name });
+      return card({ href: '/albums?sort=date', art: monogram(name, icon('albums')), name });
     default: {
-      const made = card({ href: '/songs', art: drawing('shuffle', name), name });
+      const made = card({ href: '/songs', art: monogram(name, icon('shuffle')), name });
       made.querySelector('a')?.addEventListener('click', (event) => {
         event.preventDefault();
         shuffleEverything();

@@ -1,10 +1,10 @@
 // An artist, a genre or a composer: the albums, then all songs.
 
 import { pin } from '../actions.js';
-import { h, hueOf, initialsOf, refill, setVars } from '../dom.js';
+import { h, hueOf, initialsOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import { albums, allOf, songs } from '../library.js';
-import { albumCard, emptyNote, groupName, shelf } from '../parts/cards.js';
+import { albumCard, emptyNote, groupName, monogram, shelf } from '../parts/cards.js';
 import { banner } from '../parts/banner.js';
 import { page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
@@ -23,9 +23,8 @@ export function view({ path, query }) {
     const source = songs({ [kind]: name, sort_by: 'album' });
     const counts = [h('span'), h('span')];
     const shelves = h('div');
-    const art = h('span', { class: `monogram is-large is-${kind}`, 'aria-hidden': 'true' },
-      kind === 'artist' ? initialsOf(shown) : icon(`${kind}s`));
-    setVars(art, { '--hue': `${hueOf(shown)}` });
+    const art = monogram(shown, kind === 'artist' ? initialsOf(shown) : icon(`${kind}s`),
+      `is-${kind}`);
     const list = songList(source, {
       label: t('nav.songs'),
       withAlbum: true,

@@ -1,7 +1,7 @@
 // A playlist: its songs, which can be moved and removed when it is one's own.
 
 import { attempt, mayChange, pin } from '../actions.js';
-import { h, hueOf, refill, setVars } from '../dom.js';
+import { h, hueOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import {
   allOf, changed, changePlaylist, coverAddress, moveInPlaylist, playlist, playlistSongs,
@@ -29,8 +29,8 @@ import { kindOf } from './playlists.js';
 function mosaic(found, songs) {
   const albums = new Map(songs.filter(({ isStream, album }) => !isStream && album)
     .map((song) => [song.album, song]));
-  const art = h('span', { class: 'mosaic', 'aria-hidden': 'true' });
-  setVars(art, { '--hue': `${hueOf(found.name)}` });
+  const vars = { '--hue': `${hueOf(found.name)}` };
+  const art = h('span', { class: 'mosaic', 'aria-hidden': 'true', vars });
   const four = [...albums.values()].slice(0, albums.size >= 4 ? 4 : 1);
   art.classList.toggle('is-one', four.length === 1);
   refill(art, ...four.map((song) => cover(coverAddress({ id: song.id }), song.album)),

@@ -1,10 +1,10 @@
 // All playlists.
 
 import { attempt, newPlaylist } from '../actions.js';
-import { h, hueOf, refill, setVars } from '../dom.js';
+import { h, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import { allOf, changed, playlists, playlistSongs } from '../library.js';
-import { card, emptyNote } from '../parts/cards.js';
+import { card, emptyNote, monogram } from '../parts/cards.js';
 import { page, pageHead } from '../parts/page-view.js';
 import { playlistPath } from '../routes.js';
 import { t } from '../texts.js';
@@ -17,9 +17,7 @@ export function kindOf({ type, library }) {
 
 /** @param {import('../types.js').Playlist} playlist */
 export function playlistCard(playlist) {
-  const art = h('span', { class: 'monogram', 'aria-hidden': 'true' },
-    icon(playlist.type === 'smart' ? 'smart' : 'playlists'));
-  setVars(art, { '--hue': `${hueOf(playlist.name)}` });
+  const art = monogram(playlist.name, icon(playlist.type === 'smart' ? 'smart' : 'playlists'));
   return card({
     href: playlistPath(playlist.id), art, name: playlist.name, below: kindOf(playlist),
     play: () => allOf(playlistSongs(playlist.id)),
