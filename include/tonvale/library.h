@@ -98,7 +98,7 @@ TONVALE_EXPORT int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int t
 // its rated tracks, 0 without one (a number that may have a fraction: read it in base 10); and
 // "result_count", the number of groups without the page. Null on failure.
 //
-// The condition is put behind others with AND: set brackets round one that has an OR.
+// The condition is put after others with AND: set brackets round one that has an OR.
 
 // Artists, with "artist" and "artist_sort". A track with an album artist counts for that artist,
 // another for its own; one name (without regard to case) and sort name is one row. A condition that
@@ -207,7 +207,7 @@ TONVALE_EXPORT bool VARNMusicIsPersonalLibrary(const VARN_MEDIA_INFO *record) no
 
 // Turns an order by a name into one by its sort name: a text that begins, blanks and case aside,
 // with title, album_artist, album, artist, composer or genre comes back without the blanks round it
-// and with "_sort" behind that word ("Title desc" as "title_sort desc", but "albums" as
+// and with "_sort" after that word ("Title desc" as "title_sort desc", but "albums" as
 // "album_sorts"); any other as it is. 0, or -1 (null, a text that does not fit) with `out` as "".
 TONVALE_EXPORT int VARNGetIgnoredOrderString(const char *orderText, char *out,
                                              size_t outSize) noexcept;
@@ -226,7 +226,7 @@ enum VARN_JOIN_TABLE {
     VARN_JOIN_TABLES,  // how many there are
 };
 
-// Builds what stands behind FROM for a library kind, a user and a table type: for tracks the view
+// Builds what stands after FROM for a library kind, a user and a table type: for tracks the view
 // "(SELECT ...) music", for playlists and folders the table or the union of the shared and the
 // personal one. `whereOut` becomes the view's own filter for tracks, and "" for the others.
 // `joinFlags` has VARN_JOIN_TABLES entries. genreJoin not 0 gives a row for each genre of a track,

@@ -1,8 +1,8 @@
 // Media utilities: covers, downloads, text for the older pages, running programs, and what kind of
 // volume a file is on.
 //
-// Calls that look at covers work as root and leave the process as the package's account "Tonvale",
-// whoever it ran as before; the folder that it is in stays. Failures are logged with syslog(3) and
+// Calls that look at covers work as root and leave the process as the package's account "Tonvale";
+// the folder that it is in stays. Failures are logged with syslog(3) and
 // reported by the result. Nothing throws.
 #pragma once
 
@@ -134,13 +134,13 @@ class TONVALE_EXPORT DataDownload {
     int Download(std::string &out) noexcept;
 
     // Fetches into the file `path`, which is made or overwritten, and removed after a failure; or
-    // into memory for a null path. Behind a link, and in anything but a regular file, what had been
+    // into memory for a null path. Through a link, and in anything but a regular file, what was
     // written stays after a failure.
     int CurlExec(const char *path) noexcept;
 
     // What the last success told; empty or -1 before, and after a failure. The length is the one
     // that the server announced, -1 when it did not; the type is in lower case, with its
-    // parameters; the file name is the effective URL's text behind its last "/" and before its
+    // parameters; the file name is the effective URL's text after its last "/" and before its
     // first "?".
     double ContentLength() const noexcept { return contentLength_; }
     const char *ContentType() const noexcept { return contentType_.data(); }

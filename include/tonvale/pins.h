@@ -82,7 +82,7 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     // How many pins the user has, or -1. There is no limit.
     int GetPinTotalByUser() noexcept;
 
-    // Pins a view behind the others. The same type and criteria can be pinned once.
+    // Pins a view after the others. The same type and criteria can be pinned once.
     //   criteria  an object with members of PinData; null is the same as an empty object, which
     //             selects everything, and is error 1 for a folder or playlist, which have to be
     //             named. They are ignored, and may be anything, for recently_added and random_100

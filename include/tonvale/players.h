@@ -162,7 +162,7 @@ TONVALE_EXPORT int VARNAudioConfVolumeSet(int volume) noexcept;
 
 // The volume of the highest card's mixer, 0-100, the mean of both sides; 0 for a mixer without
 // channels, -1 when there is no card or it cannot be read. Runs as root while it reads and as the
-// package's account afterwards, whoever it was before: for single-threaded processes.
+// package's account afterwards: for single-threaded processes.
 TONVALE_EXPORT int VARNAudioKernelVolumeGet(void) noexcept;
 
 // Sets the volume, 0-100 (values outside become the nearer end), of every card's mixer, both sides

@@ -3,7 +3,7 @@
 //
 // A playlist is a file (m3u, m3u8, pls or wpl) in a shared folder, in a user's music or in a user's
 // own playlist folder. Reading one gives a singly linked list of PLAYLIST_REC (varn/mediaindex.h)
-// in the file's order. A list belongs to whoever receives its head and is freed whole with
+// in the file's order. A list belongs to the receiver of its head and is freed whole with
 // VARNPlaylistRecFree.
 //
 // A virtual song, one track of a cue sheet, is named in playlists by its file's path, "_" and the
@@ -122,7 +122,7 @@ TONVALE_EXPORT int VARNWriteMusicPlaylistWithMediaList(const VARN_MEDIA_INFO *co
 // lock. 0, or -1 (unknown playlist, one that cannot be read, a bad position, writing failed).
 
 // Puts `songs` in the place of `length` entries from `start` on; length below 0 means to the end.
-// A start at the end appends; one behind it is refused.
+// A start at the end appends; one after it is refused.
 TONVALE_EXPORT int VARNPlaylistUpdateSongs(const char *library, uid_t uid, const char *playlistId,
                                            int start, int length,
                                            const PLAYLIST_REC *songs) noexcept;
@@ -290,8 +290,8 @@ class TONVALE_EXPORT PlaylistInfo {
     std::vector<std::unique_ptr<VARN_MEDIA_INFO>> songs_;
 };
 
-// A queue file is the state's 24 bytes and the records as they stand in memory. Whoever reads or
-// writes one holds its lock (flock(2)) and does not wait for it.
+// A queue file is the state's 24 bytes and the records as they stand in memory. Reading or
+// writing one takes its lock (flock(2)) and does not wait for it.
 namespace AudioFile {
 
 // Writes a queue. 0, or -1 (null argument, the file cannot be opened, is locked or cannot be

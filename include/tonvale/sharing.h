@@ -2,8 +2,8 @@
 //
 // A link is a row of the table "playlist_sharing". Its status follows from its dates, which are
 // days of the local time zone, "YYYY-MM-DD": it works from the first moment of avail_date to the
-// last of exp_date. Whoever renames or deletes a playlist, switches personal libraries or takes the
-// sharing permission from a user calls the Handle... operations afterwards.
+// last of exp_date. A program that renames or deletes a playlist, switches personal libraries or
+// takes the sharing permission from a user calls the Handle... operations afterwards.
 //
 // Failures are logged with syslog(3) at error level and answered with false or ""; nothing throws.
 // The database is connected when it is first needed and stays connected for the life of the object.
@@ -11,8 +11,7 @@
 //
 // Calls switch the effective user of the process, and back before they return: they are for
 // single-threaded processes. Only those that write the list of single shared songs
-// (GetPredefinedSharingRecord, ShareSingleSong) leave the process running as the package's account,
-// whoever it was before.
+// (GetPredefinedSharingRecord, ShareSingleSong) leave the process running as the package's account.
 #pragma once
 
 #include <json/value.h>

@@ -16,7 +16,7 @@
 enum { TONVALE_MPEG_TAIL = 10 };
 
 // A file that is read byte by byte through a buffer. Zero it, then set `stream` and `fileSize`; the
-// rest is the reader's own. Whoever opened the stream closes it.
+// rest is the reader's own. Its opener closes the stream.
 typedef struct _MPEG_READER_ {
     FILE *stream;      // opened with mode "rb"; its position is not kept
     int64_t fileSize;  // bytes
@@ -45,7 +45,7 @@ typedef struct _MPEG_FRAME_HEADER_ {
 } MPEG_FRAME_HEADER;
 
 // The byte at an offset of the file. A byte outside the buffered range refills the buffer from that
-// byte on. What cannot be read (an offset behind the end, below 0, an error) reads as 17, like an
+// byte on. What cannot be read (an offset after the end, below 0, an error) reads as 17, like an
 // ordinary byte.
 TONVALE_EXPORT int GetByte(MPEG_READER *reader, int64_t offset) noexcept;
 
@@ -53,7 +53,7 @@ TONVALE_EXPORT int GetByte(MPEG_READER *reader, int64_t offset) noexcept;
 // like one, whether or not they are one. 1 with *header filled; or 0 when those bytes are no usable
 // header (*header is then partly filled; the next place to look is *position + 1), and, with a log
 // line, when the file has no more (*position is then at the first of the file's last 10 bytes, or
-// unchanged behind it) and for a null argument.
+// unchanged after it) and for a null argument.
 //
 // Frames of MPEG-2.5, of a reserved layer, version or rate, and of free format are not usable;
 // a free-format frame with padding counts as one as long as its padding, with an infinite duration.

@@ -31,7 +31,7 @@
 
 // ---- identifiers -------------------------------------------------------------------------------
 
-// The row id in a song's identifier, as text: the digits behind the last "_" of a text that begins
+// The row id in a song's identifier, as text: the digits after the last "_" of a text that begins
 // with "music_". The four forms with a row id are not told apart, and a path that happens to end in
 // "_" and digits reads as one too. 0, or -1 when there are no such digits.
 TONVALE_EXPORT int VARNAudioWebapiUtilsParseSongId(const std::string &id,
@@ -87,7 +87,7 @@ TONVALE_EXPORT int VARNAudioWebapiUtilsGetPlaylistNamePath(const std::string &id
                                                            bool byRecordNumber, std::string &name,
                                                            std::string &path) noexcept;
 
-// The volume path behind the song reference of a shared link: a share-relative path in base64 with
+// The volume path of the song reference of a shared link: a share-relative path in base64 with
 // "-" and "_" in place of "+" and "/" (RFC 4648, section 5). It is an encoding, no protection: what
 // comes out is checked before it is opened. `userName` is whose home "/home/" means. "" on failure.
 TONVALE_EXPORT std::string VARNAudioGetFullPathFromEncSong(const std::string &encoded,
@@ -136,7 +136,7 @@ class TONVALE_EXPORT PlaylistResult {
 
 }  // namespace Tonvale::webapi::playlist
 
-// Makes a list of the songs behind an array of identifiers, in its order; a song that comes twice
+// Makes a list of the songs with an array of identifiers, in its order; a song that comes twice
 // is there twice. Only identifiers with a row id are taken. The number of songs, or -1 with
 // *listOut null (an identifier of another form, a song that the user's browse library does not
 // have). The caller frees the list with VARNPlaylistRecFree.
@@ -228,12 +228,12 @@ TONVALE_EXPORT std::string VARNAudioWebapiUtilsGetStringFromFloat(float number) 
 TONVALE_EXPORT int VARNAudioWebapiUtilsGetSharePathByVolPath(const char *volPath, char *out,
                                                              size_t size) noexcept;
 
-// The text behind the last "/", and with `cutExtension` before its last "."; a name without "/"
+// The text after the last "/", and with `cutExtension` before its last "."; a name without "/"
 // whose only "." is its first character stays whole.
 TONVALE_EXPORT std::string VARNAudioWebapiUtilsGetFileName(const std::string &path,
                                                            bool cutExtension) noexcept;
 
-// The text behind the last "." of a path, be it in a folder's name; "" without one.
+// The text after the last "." of a path, be it in a folder's name; "" without one.
 TONVALE_EXPORT std::string VARNAudioWebapiUtilsGetFileExt(const std::string &path) noexcept;
 
 // ---- conditions of song lists ------------------------------------------------------------------
@@ -262,7 +262,7 @@ class TONVALE_EXPORT ListTrackCondition {
   public:
     // The condition for one column, which goes into the text as it is; "" for an empty one.
     // "artist" asks for the artist and the album artist, without regard to case, any other column
-    // for exactly the value. A value that cannot be escaped leaves the condition open behind the
+    // for exactly the value. A value that cannot be escaped leaves the condition open after the
     // first quote, which makes the statement fail.
     static std::string GetSingleCondition(const std::string &column,
                                           const std::string &value) noexcept;
@@ -287,8 +287,8 @@ class TONVALE_EXPORT ListTrackCondition {
 // the user's id as key and the stars as value.
 
 // Rates songs for a user, 0 to 5 stars. Identifiers of anything but songs with a row id are passed
-// over. Whether the user may browse the songs is not asked. Whoever holds locks of the songs' files
-// is waited for 2 seconds altogether. Ends with the process running as the
+// over. Whether the user may browse the songs is not asked. Holders of locks of the songs' files
+// are waited for 2 seconds altogether. Ends with the process running as the
 // package's account when a song was rated.
 // 1, also when none of the identifiers is a song's or a file could not be written, which is
 // logged; 0 for no identifiers, user id 4294967295, more stars (none of these is logged), or a
@@ -300,8 +300,8 @@ TONVALE_EXPORT int VARNAudioWebapiSetSongRating(unsigned uid,
 // Writes the table's rows over the connection of `database`, which may have no transaction open,
 // and sets `paths` to the path or virtual name of each song that was rated. An id that the library
 // does not have is passed over. A rating of 0 is kept as a row too. All rows are written or none;
-// what was refused, as of two first ratings at once, is tried once more. Whoever keeps the table
-// locked, as the indexer does while it gives moved songs their ids back, is waited for 10 seconds.
+// what was refused, as of two first ratings at once, is tried once more. A locked table,
+// as the indexer leaves it while it gives moved songs their ids back, is waited for 10 seconds.
 // 1, or 0 (an id that is not made of digits, a statement that failed, a lock that stayed) with
 // `paths` and the table unchanged.
 TONVALE_EXPORT int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
@@ -311,8 +311,8 @@ TONVALE_EXPORT int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &num
 
 // Writes one user's rating into a song's file; 0 removes it, and the file with its last line. Runs
 // as root, and leaves the process running as the package's account, unless the arguments are
-// refused (null, user id 4294967295, more than 5 stars). Whoever holds the file's lock is waited
-// for 2 seconds. 1, or 0.
+// refused (null, user id 4294967295, more than 5 stars). A locked file is waited for,
+// 2 seconds. 1, or 0.
 TONVALE_EXPORT int VARNSetSongRatingToEA(const char *path, unsigned uid, unsigned star) noexcept;
 
 // ---- playlist pages ----------------------------------------------------------------------------

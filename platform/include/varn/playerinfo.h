@@ -3,7 +3,7 @@
 
 #include <cstdint>
 
-// Six words whose meaning is the daemon's; whoever stores it copies it whole.
+// Six words whose meaning is the daemon's; it is stored whole.
 struct __tag_PlayerInfo__ {  // NOLINT(bugprone-reserved-identifier): the daemon's name for it
     int32_t word[6];
 };
