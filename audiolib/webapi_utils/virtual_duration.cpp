@@ -33,8 +33,9 @@ int Correct(VARN_MEDIA_INFO &record) {
     }
     const std::string_view whole = (*rows)[0].Text("duration");
     double seconds = 0;  // stays without a number, as NULL has none
-    if (std::from_chars(whole.data(), whole.data() + whole.size(), seconds).ec != std::errc()) {
-        return 1;
+    std::from_chars(whole.data(), whole.data() + whole.size(), seconds);
+    if (seconds == 0) {
+        return 1;  // a write would be a change of the library, each time that a list shows the track
     }
     record.duration = static_cast<float>(static_cast<double>(record.duration) + seconds);
     std::array<char, 64> text = {};

@@ -251,7 +251,7 @@ bool DataAction::Process() {
 
 bool ListAction::Process() {
     std::unique_ptr<tonvale_service::Page> page;
-    Json::Value first;
+    std::string text = "{\"data\":";
     Refusal refusal{Code::kFailed};
     std::string header;
     if (HasList(request_, header)) {
@@ -259,12 +259,17 @@ bool ListAction::Process() {
         WebMan(false).WriteHeader(header.c_str());
         return std::fflush(stdout) == 0;
     }
-    // What fails does so before anything is written, or else breaks the answer off.
+    // All is read before anything is written, and the length is told: where a worker ends half-way, the
+    // web server breaks the answer off, and no client keeps a part of it as the whole.
     const bool isThere = Try(
         [&] {
             page = open_(request_);
-            first = page->Next();
+            WritePage(*page, tonvale_service::Letters::kAscii, [&](const std::string &part) {
+                text += part;
+                return true;
+            });
             CheckDatabase();
+            GiveUpRights();
             return true;
         },
         [&](const Refusal &why) {
@@ -274,22 +279,12 @@ bool ListAction::Process() {
     if (!isThere) {
         return Refuse(*this, refusal, false);
     }
-    EndIfRoot();  // other data is written after root's rights are gone for good
-    WebMan(false).WriteHeader(ListHeader(request_, page->Shows()).c_str());
-    try {
-        if (std::fputs("{\"data\":", stdout) < 0 ||
-            !WritePage(*page, std::move(first), tonvale_service::Letters::kAscii, stdout)) {
-            return false;
-        }
-        if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {
-            syslog(LOG_ERR, "A list is broken off: the database failed");
-            return false;
-        }
-        return std::fputs(",\"success\":true}\n", stdout) >= 0 && std::fflush(stdout) == 0;
-    } catch (const std::exception &error) {
-        syslog(LOG_ERR, "A list is broken off: %s", error.what());
-        return false;
-    }
+    text += ",\"success\":true}\n";
+    header = ListHeader(request_, page->Shows()) +
+             "Content-Length: " + std::to_string(text.size()) + "\r\n";
+    WebMan(false).WriteHeader(header.c_str());
+    return std::fwrite(text.data(), 1, text.size(), stdout) == text.size() &&
+           std::fflush(stdout) == 0;
 }
 
 bool MediaAction::Process() {

@@ -30,16 +30,15 @@ std::string JsonWriter::Text(const Json::Value &value) const {
     return letters_ == Letters::kUtf8 ? ValidUtf8(text.str()) : text.str();
 }
 
-bool WritePage(Page &page, Json::Value first, Letters letters, std::FILE *out) {
+bool WritePage(Page &page, Letters letters,
+               const std::function<bool(const std::string &text)> &write) {
     const JsonWriter writer(letters);
-    const auto write = [&](const std::string &text) {
-        return std::fwrite(text.data(), 1, text.size(), out) == text.size();
-    };
+    Json::Value part = page.Next();
     std::string head = writer.Text(page.Head());
     head.pop_back();
     bool good = write(head + ",\"" + page.ListName() + "\":[");
     const char *separator = "";
-    for (Json::Value part = std::move(first); good && !part.empty(); part = page.Next()) {
+    for (; good && !part.empty(); part = page.Next()) {
         for (const Json::Value &object : part) {
             good = good && write(separator + writer.Text(object));
             separator = ",";

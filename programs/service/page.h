@@ -5,7 +5,7 @@
 #include <json/writer.h>
 
 #include <cstdint>
-#include <cstdio>
+#include <functional>
 #include <memory>
 #include <string>
 #include <utility>
@@ -56,8 +56,9 @@ class JsonWriter {
     std::unique_ptr<Json::StreamWriter> writer_;
 };
 
-// Writes the object, the first of its parts given. False when `out` does not take all of it. What
-// Next throws comes out of here, with the object broken off.
-bool WritePage(Page &page, Json::Value first, Letters letters, std::FILE *out);
+// Gives the object's text to `write` as it is read; false when that gives false. What Next throws comes
+// out of here: the first time with nothing written yet, then with the object broken off.
+bool WritePage(Page &page, Letters letters,
+               const std::function<bool(const std::string &text)> &write);
 
 }  // namespace tonvale_service

@@ -20,7 +20,8 @@ void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, con
 
 // That the output takes everything is looked at where the program ends.
 void PrintJson(tonvale_service::Page &page) {
-    WritePage(page, page.Next(), Letters::kUtf8, stdout);
+    WritePage(page, Letters::kUtf8,
+              [](const std::string &text) { return std::fputs(text.c_str(), stdout) >= 0; });
     std::fputs("\n", stdout);
 }
 
