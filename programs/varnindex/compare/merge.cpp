@@ -6,7 +6,6 @@
 #include <utility>
 
 #include "varn/path.h"
-#include "varn/sql.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/write/copy_rows.h"
 
@@ -26,10 +25,8 @@ bool IsGap(const Found &found) {
 // True when the library has songs of a folder, and no music is anywhere in it. A few songs answer
 // for most folders, so that the folder is hardly ever walked.
 bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion isStopped) {
-    const Rows rows =
-        database.Query(Made(varn::Sql("SELECT path FROM track WHERE NOT is_virtual AND"
-                                      " path ^@ '@VARN:VAR' LIMIT 100",
-                                      folder == "/" ? folder : folder + "/")));
+    const Rows rows = database.Query("SELECT path FROM track WHERE NOT is_virtual AND (" +
+                                     ScopeCondition(Scope({folder}), false) + ") LIMIT 100");
     for (const varn::Row row : rows) {
         std::error_code error;
         if (std::filesystem::exists(row.Text("path"), error)) {

@@ -142,7 +142,8 @@ bool WriteCover(const Descriptor &folder, const std::string &name, const TagLib:
     constexpr unsigned kMostKept = 1U << 20;
     const bool isKept = kept != nullptr && data.size() <= kMostKept;
     if (isKept && kept->data != data) {
-        *kept = {{data.data(), data.size()}, Descriptor()};  // not a part of the whole tag
+        kept->data = {data.data(), data.size()};  // not a part of the whole tag
+        kept->file = Descriptor();
     }
     return WriteEaFile(folder, name, kTemporary, {data.data(), data.size()},
                        isKept ? &kept->file : nullptr);

@@ -17,8 +17,9 @@ struct Picture {
 };
 
 // The cover that a thread has written last. The songs of an album often have the same one: they then
-// share a file on the disk.
+// share a file on the disk, each owner's songs their own.
 struct KeptCover {
+    unsigned owner = 0;
     TagLib::ByteVector data;
     Descriptor file;
 };

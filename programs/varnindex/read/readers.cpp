@@ -139,6 +139,9 @@ Readers::Slot *Readers::NextSlot(std::unique_lock<std::mutex> &lock) {
 void Readers::Read(ReadWork &read, KeptCover &cover) const {
     try {
         const Work &work = read.work;
+        if (cover.owner != work.userid) {
+            cover = {work.userid, {}, Descriptor()};
+        }
         const bool isFirst = pictures_ == Pictures::kStore && !work.hasAttributes;
         read.result = ReadSong(work.path, work.size, work.modified,
                                isFirst ? Pictures::kStoreFirst : pictures_, work.seen, &cover);

@@ -3,6 +3,7 @@
 #include "varn/number.h"
 #include "varn/sql.h"
 #include "varnindex/read/names.h"
+#include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
 namespace {
@@ -45,11 +46,8 @@ UsedSheet ReadUsedSheet(Database &database, int id) {
 }
 
 bool HasAnyTrack(Database &database, int id, const std::vector<int> &numbers) {
-    std::string list;
-    for (const int number : numbers) {
-        list += (list.empty() ? "" : ",") + std::to_string(number);
-    }
-    return !numbers.empty() && database.Query(Made(varn::Sql(kNumbered, id, list))).Count() > 0;
+    return !numbers.empty() &&
+           database.Query(Made(varn::Sql(kNumbered, id, IdList(numbers)))).Count() > 0;
 }
 
 }  // namespace
