@@ -1,0 +1,211 @@
+// The web API's lists that are computed once a change.
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <random>
+#include <sstream>
+
+#include "service/groups.h"
+#include "service/songs.h"
+#include "tonvale/paths.h"
+#include "varn/host.h"
+#include "varn/sql.h"
+#include "webapi/api.h"
+
+namespace tonvale_test {
+
+namespace {
+
+// Lists that are kept, against the same ones computed anew.
+class KeptLists : public ApiTest {
+  protected:
+    using Page = tonvale_service::Page;
+
+    void SetUp() override {
+        ApiTest::SetUp();
+        VARNDBKeepConnections(2);
+    }
+    void TearDown() override {
+        VARNDBKeepConnections(0);
+        ApiTest::TearDown();
+    }
+    unsigned Random(unsigned below) { return static_cast<unsigned>(random_() % below); }
+    static std::string TextOf(Page &page) {
+        std::string text = std::to_string(page.Total());
+        for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
+            for (const Json::Value &object : part) {
+                text += "\n" + Json::FastWriter().write(object);
+            }
+        }
+        return text;
+    }
+    static std::vector<std::filesystem::path> Files() {
+        std::vector<std::filesystem::path> files;
+        std::error_code none;
+        for (std::filesystem::directory_iterator file(At(varn::path::kKeptLists), none), end;
+             file != end; ++file) {
+            files.push_back(file->path());
+        }
+        return files;
+    }
+    // Lists that are computed again and again by a library that is being scanned are not kept.
+    static void MakeOld() {
+        for (const auto &file : Files()) {
+            std::filesystem::last_write_time(
+                file, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(30));
+        }
+    }
+    void ChangeSomething() {
+        const std::string id = std::to_string(Random(30) + 1);
+        const std::string word(1, static_cast<char>('a' + Random(4)));
+        const unsigned owners[] = {0, 0, kAlice, kBob};
+        TrackRow row{.id = static_cast<int>(Random(30) + 31)};
+        row.userid = owners[Random(4)];
+        row.path = "/m/" + std::to_string(row.id);
+        row.title = row.album = row.artist = word;
+        row.album_artist = Random(2) == 0 ? "" : word;
+        row.genres = {word, "z"};
+        const std::string changes[] = {
+            "DELETE FROM track WHERE id = " + std::to_string(row.id) + ";" + InsertSql(row),
+            "DELETE FROM track WHERE id = " + id,
+            "UPDATE track SET title_sort = '" + word + "', year = 7 WHERE id = " + id,
+            "UPDATE album_track SET album = '" + word + "' WHERE track = " + id,
+            "UPDATE genre_track SET genre = '" + word + "y' WHERE genre = 'z'",
+            "INSERT INTO rating_track VALUES (1030, " + id +
+                ", 3) ON CONFLICT (track, userid) DO UPDATE SET star = rating_track.star % 5 + 1"};
+        Query(changes[Random(std::size(changes))]);
+    }
+    tonvale_service::ListRequest AnyRequest() {
+        const char *const kinds[] = {"all", "shared", "personal", "actual", "actual_shared"};
+        tonvale_service::ListRequest request;
+        request.library = kinds[Random(std::size(kinds))];
+        request.uid = Random(2) == 0 ? kAlice : kBob;
+        request.descending = Random(2) == 0;
+        if (Random(3) == 0) {
+            request.filters.genre = "z";
+        }
+        request.offset = static_cast<int>(Random(12));
+        request.limit = static_cast<int>(Random(12) + 1);
+        return request;
+    }
+    // A part of all songs as the library lists them, and the songs that are kept.
+    void CompareSongs(tonvale_service::ListRequest request) {
+        const auto &keys = tonvale_service::SongSortKeys();
+        request.sortBy = keys[Random(static_cast<unsigned>(keys.size()))];
+        Tonvale::webapi::WebapiLibrary writer(request.uid, "", "");
+        writer.addSongTag = writer.addSongRating = true;
+        const std::string shown = TextOf(*ListSongs(request, writer));
+        const auto [offset, limit] = std::pair(request.offset, request.limit);
+        request.limit = 0;
+        request.offset = 0;
+        std::istringstream all(TextOf(*ListSongs(request, writer)));
+        std::string expected;
+        std::getline(all, expected);
+        int at = 0;
+        for (std::string line; std::getline(all, line);) {
+            if (!line.empty()) {
+                expected += at >= offset && at < offset + limit ? "\n" + line + "\n" : "";
+                ++at;
+            }
+        }
+        EXPECT_EQ(shown, expected) << request.library << " " << request.sortBy;
+    }
+    void CompareGroups(tonvale_service::ListRequest request) {
+        using namespace tonvale_service;
+        const Group *const groups[] = {&kAlbums, &kArtists, &kGenres, &kComposers};
+        const Group &group = *groups[Random(4)];
+        request.sortBy = group.sorts[Random(static_cast<unsigned>(group.sorts.size()))].name;
+        const std::string shown = TextOf(*ListGroups(group, request, std::nullopt));
+        std::filesystem::rename(At(varn::path::kKeptLists), scratch() / "aside");
+        EXPECT_EQ(shown, TextOf(*ListGroups(group, request, std::nullopt)))
+            << group.list << " " << request.library << " " << request.sortBy;
+        std::filesystem::remove_all(At(varn::path::kKeptLists));
+        std::filesystem::rename(scratch() / "aside", At(varn::path::kKeptLists));
+    }
+
+    std::mt19937 random_{18};
+};
+
+TEST_F(KeptLists, ShowTheLibraryAsItIs) {
+    std::string rows;
+    for (int id = 1; id <= 30; ++id) {
+        TrackRow row{.id = id, .path = "/m/" + std::to_string(id)};
+        row.title = std::string(1, static_cast<char>('a' + Random(4)));
+        row.album = Random(2) == 0 ? "A" : "B";
+        row.genres = {"z"};
+        rows += InsertSql(row);
+    }
+    Query(rows);
+    for (int step = 0; step < 20; ++step) {
+        ChangeSomething();
+        MakeOld();
+        for (int n = 0; n < 5; ++n) {
+            CompareSongs(AnyRequest());
+            CompareGroups(AnyRequest());
+        }
+    }
+    EXPECT_GT(Files().size(), 3U) << "what is not kept proves nothing";
+
+    // What cannot be used or written is computed.
+    const auto damage = [](const std::string &what, const std::filesystem::path &file) {
+        const std::string text = ReadFile(file);
+        std::ofstream out(file, std::ios::trunc);
+        out << (what == "empty"   ? ""
+                : what == "short" ? text.substr(0, text.size() / 2)
+                                  : std::string(text.size(), 'x'));
+    };
+    for (const char *what : {"empty", "short", "other", "no folder"}) {
+        for (const auto &file : Files()) {
+            damage(what, file);
+        }
+        if (what == std::string("no folder")) {
+            std::filesystem::remove_all(At(varn::path::kKeptLists));
+            WriteFile(varn::path::kKeptLists, "a file");
+        }
+        const auto page = ListGroups(tonvale_service::kGenres, AnyRequest(), std::nullopt);
+        EXPECT_FALSE(page->Shows().empty()) << what;
+        CompareSongs(AnyRequest());
+    }
+    std::filesystem::remove(At(varn::path::kKeptLists));
+}
+
+TEST_F(KeptLists, AreSentOnceAChange) {
+    Query(InsertSql({.id = 1, .path = "/m/1", .title = "one"}));
+    const std::string query = QueryOf("Song", "list", {});
+    const auto tag = [&](const std::string &user, const std::string &known = "",
+                         const std::string &more = "") {
+        MakeOld();
+        const std::string text = RunCgi({{"REQUEST_METHOD", "GET"},
+                                         {"QUERY_STRING", query + more},
+                                         {"REMOTE_USER", user},
+                                         {"HTTP_IF_NONE_MATCH", known}});
+        if (text.starts_with("Status: 304")) {
+            EXPECT_TRUE(text.ends_with("\r\n\r\n")) << text;
+            return std::string("unchanged");
+        }
+        const std::size_t at = text.find("ETag: ");
+        EXPECT_NE(at, std::string::npos) << text;
+        EXPECT_TRUE(Contains(text, "\r\nCache-Control: private, no-cache\r\n"));
+        return text.substr(at + 6, text.find('\r', at) - at - 6);
+    };
+    const std::string first = tag("alice");
+    EXPECT_EQ(tag("alice", "W/" + first), "unchanged");
+    EXPECT_NE(tag("bob", first), "unchanged");
+    EXPECT_NE(tag("alice", first, "&limit=7"), "unchanged");
+    Query("INSERT INTO rating_track VALUES (1031, 1, 3)");
+    EXPECT_EQ(tag("alice", first), "unchanged") << "the stars of somebody else";
+    for (const char *change : {"INSERT INTO rating_track VALUES (1030, 1, 3)",
+                               "UPDATE track SET year = 8", "TRUNCATE rating_track"}) {
+        const std::string before = tag("alice");
+        Query(change);
+        EXPECT_NE(tag("alice", before), "unchanged") << change;
+    }
+    const std::string last = tag("alice");
+    WriteFile(varn::path::kSystemInfo, "codepage=\"12\"\n");
+    EXPECT_NE(tag("alice", last), "unchanged") << "another order";
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
