@@ -68,9 +68,10 @@ constexpr const char kInherit[] =
     "UPDATE track t SET id = b.old FROM batch b WHERE t.id = b.new;"
     "UPDATE virtual_info_track t SET file_track = b.old FROM batch b WHERE t.file_track = b.new";
 
-constexpr std::array kSideTables = {"album_track",       "artist_track",     "composer_track",
-                                    "genre_track",       "replaygain_track", "rating_track",
-                                    "virtual_info_track"};
+// The search's row comes first: the triggers of the others make a second one of the new id.
+constexpr std::array kSideTables = {"song_text",      "album_track",       "artist_track",
+                                    "composer_track", "genre_track",       "replaygain_track",
+                                    "rating_track",   "virtual_info_track"};
 
 }  // namespace
 
