@@ -226,8 +226,9 @@ class Watch {
     bool isThere_ = false;
 };
 
-// True when this process can take another request: nothing of the last one is left.
-bool IsAsBefore(const ProcessState &before) {
+// True when this process can take another request: nothing of the last one is left. `atStart` is the
+// memory that the process had before the first one.
+bool IsAsBefore(const ProcessState &before, std::size_t atStart) {
     EndIfRoot();
     before.RestoreIds();
     VLIBCErrSetEx(VLIB_ERR_NONE, "", 0);
@@ -236,7 +237,8 @@ bool IsAsBefore(const ProcessState &before) {
         syslog(LOG_ERR, "A request has changed %s: this worker ends", changed);
         return false;
     }
-    if (MemoryInUse() > kMostMemory) {
+    const std::size_t memory = MemoryInUse();
+    if (memory > atStart && memory - atStart > kMostMemory) {
         syslog(LOG_WARNING, "This worker ends: it has taken too much memory");
         return false;
     }
@@ -294,6 +296,7 @@ int RunWorker(void (*answer)()) {
     const Own own{std::filesystem::read_symlink("/proc/self/exe"), Variables()};
     CloseStandardStreams();
     const ProcessState before;
+    const std::size_t memory = MemoryInUse();
     bool mayGoOn = true;
     for (int requests = 0;
          mayGoOn && requests < kMostRequests && !IsAskedToEnd(signals) && EndWithParent(parent);) {
@@ -302,7 +305,7 @@ int RunWorker(void (*answer)()) {
             watch.Start();
             TakeRequest(std::move(connection), own, answer);
             watch.Stop();
-            mayGoOn = IsAsBefore(before);
+            mayGoOn = IsAsBefore(before, memory);
         }
     }
     return EXIT_SUCCESS;
