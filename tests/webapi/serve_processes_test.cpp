@@ -253,6 +253,19 @@ TEST_F(Served, StartsAgainWhatEnds) {
     EXPECT_EQ(Get(Path("Info", "get")).Status(), 200);
 }
 
+// With --watch the indexer runs beside it.
+TEST_F(Served, FollowsChangesOfTheMusic) {
+    const fs::path music = scratch() / "music";
+    fs::create_directory(music);
+    WriteFile(varn::path::kIndexFolders, music.string() + "\n");
+    server_ = std::make_unique<Command>(
+        std::vector<std::string>{"serve", "--watch", "--port", std::to_string(port_)});
+    ASSERT_TRUE(server_->WaitForOutput("Serving at"));
+    MakeSound(music / "new.wav", 44100);
+    EXPECT_TRUE(
+        Eventually([&] { return Contains(Get(Path("Song", "list")).body, "\"title\":\"new\""); }));
+}
+
 // Without a system log a failure's reason is on standard error and in the server's log.
 TEST_F(Served, TellsWhyARequestFailed) {
     Serve();
