@@ -27,9 +27,9 @@ VARN_EXPORT void VARNDBClose(DBConnect_tag *conn);
 // From now on VARNDBClose puts up to `most` connections (3 at the most) away, and VARNDBConnect
 // takes one of the same arguments, effective user and variables again that is still good; 0, as a
 // process begins, closes them all. For programs: a library leaves the choice to its caller. A
-// connection that is lost or in a transaction is closed. One with statements other than queries and
-// changes of rows, and without advisory locks, has its session discarded first. A forked child
-// neither uses nor ends those of its parent.
+// connection that is lost or in a transaction is closed. One that ran anything but queries and
+// changes of rows has its session discarded first, with its settings, temporary tables and advisory
+// locks. A forked child neither uses nor ends those of its parent.
 VARN_EXPORT void VARNDBKeepConnections(int most);
 
 // Runs one statement, or several separated by ";" (the result is then the last one's). Returns the
