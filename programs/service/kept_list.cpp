@@ -1,6 +1,7 @@
 #include "kept_list.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -9,6 +10,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <ctime>
 #include <filesystem>
 #include <utility>
@@ -25,11 +27,13 @@ namespace tonvale_service {
 namespace {
 
 // Of all lists together, and of one, in bytes.
-constexpr std::int64_t kMostBytes = 128LL << 20;
-constexpr std::int64_t kMostOfOne = kMostBytes / 4;
+constexpr std::int64_t kMostBytes = 256LL << 20;
+constexpr std::int64_t kMostOfOne = kMostBytes / 4 * 3;
 constexpr std::size_t kMostFiles = 300;
 
 constexpr time_t kYoungSeconds = 2;
+constexpr time_t kUselessSeconds = 60;
+constexpr std::size_t kWrittenAtOnce = 1U << 20;  // bytes
 
 // What a file begins with. The key follows, then where each record begins and the last one ends,
 // then the records.
@@ -53,17 +57,13 @@ std::string FileOf(const ListKey &key) {
     return Folder() + name.data();
 }
 
-// Reads `size` bytes; false when there are fewer.
-bool ReadAt(const varn::UniqueFd &file, std::uint64_t offset, void *out, std::size_t size) {
-    return pread(file.Get(), out, size, static_cast<off_t>(offset)) == static_cast<ssize_t>(size);
-}
-
 // A file of another account could show anything.
 varn::UniqueFd OpenOwn(const std::string &path, Header &header) {
     varn::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat info {};
     const bool isGood = file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode) &&
-                        info.st_uid == geteuid() && ReadAt(file, 0, &header, sizeof header) &&
+                        info.st_uid == geteuid() &&
+                        pread(file.Get(), &header, sizeof header, 0) == sizeof header &&
                         header.magic == Header().magic &&
                         static_cast<std::uint64_t>(info.st_size) ==
                             sizeof header + header.keySize + (header.count + 1) * sizeof(Place) +
@@ -71,31 +71,8 @@ varn::UniqueFd OpenOwn(const std::string &path, Header &header) {
     return isGood ? std::move(file) : varn::UniqueFd();
 }
 
-// The records from `first` to before `last`.
-std::optional<std::vector<std::string>> ReadRecords(const varn::UniqueFd &file,
-                                                    const Header &header, std::uint64_t first,
-                                                    std::uint64_t last) {
-    std::vector<Place> places(last - first + 1);
-    const std::uint64_t table = sizeof header + header.keySize;
-    const std::uint64_t data = table + (header.count + 1) * sizeof(Place);
-    if (!ReadAt(file, table + first * sizeof(Place), places.data(),
-                places.size() * sizeof(Place)) ||
-        !std::is_sorted(places.begin(), places.end()) || places.back() > header.recordBytes) {
-        return std::nullopt;
-    }
-    std::string bytes(places.back() - places.front(), '\0');
-    if (!ReadAt(file, data + places.front(), bytes.data(), bytes.size())) {
-        return std::nullopt;
-    }
-    std::vector<std::string> records;
-    records.reserve(last - first);
-    for (std::size_t i = 0; i + 1 < places.size(); ++i) {
-        records.push_back(bytes.substr(places[i] - places.front(), places[i + 1] - places[i]));
-    }
-    return records;
-}
-
-// Removes what another version has left, and the oldest lists until there is room for one more.
+// Removes what another version left a while ago, and the oldest lists until there is room for one
+// more.
 void MakeRoom(std::int64_t songs, std::int64_t bytes) {
     struct Found {
         timespec when;
@@ -113,9 +90,9 @@ void MakeRoom(std::int64_t songs, std::int64_t bytes) {
             continue;
         }
         Header header;
-        const bool isWhole = static_cast<bool>(OpenOwn(path, header));
         // One that is not whole is being written, or its writer was killed.
-        if (isWhole ? header.songs != songs : info.st_mtim.tv_sec + 60 < now) {
+        const bool isOfNow = OpenOwn(path, header) && header.songs == songs;
+        if (!isOfNow && info.st_mtim.tv_sec + kUselessSeconds < now) {
             unlink(path.c_str());
         } else {
             lists.push_back({info.st_mtim, info.st_size, path});
@@ -136,21 +113,22 @@ void MakeRoom(std::int64_t songs, std::int64_t bytes) {
     }
 }
 
-// What the file of a list holds, "" for one that is too long to be kept.
-std::string FileText(const ListKey &key, const Version &version,
-                     const std::vector<std::string> &records) {
+std::int64_t BytesOf(const ListKey &key, const std::vector<std::string> &records) {
+    std::size_t bytes = sizeof(Header) + key.text.size() + sizeof(Place);
+    for (const std::string &record : records) {
+        bytes += sizeof(Place) + record.size();
+    }
+    return static_cast<std::int64_t>(bytes);
+}
+
+bool WriteList(const varn::UniqueFd &file, const ListKey &key, const Version &version,
+               const std::vector<std::string> &records) {
     std::string places;
-    std::string data;
-    const auto add = [&] {
-        const auto place = static_cast<Place>(data.size());
-        places.append(reinterpret_cast<const char *>(&place), sizeof place);
-    };
+    Place place = 0;
+    const auto add = [&] { places.append(reinterpret_cast<const char *>(&place), sizeof place); };
     for (const std::string &record : records) {
         add();
-        data += record;
-        if (static_cast<std::int64_t>(places.size() + data.size()) > kMostOfOne) {
-            return "";
-        }
+        place += static_cast<Place>(record.size());
     }
     add();
     Header header;
@@ -158,25 +136,19 @@ std::string FileText(const ListKey &key, const Version &version,
     header.stars = version.stars;
     header.keySize = key.text.size();
     header.count = records.size();
-    header.recordBytes = data.size();
-    return std::string(reinterpret_cast<const char *>(&header), sizeof header) + key.text + places +
-           data;
-}
-
-// A list that cannot be kept is computed again: that needs no log line.
-void Keep(const ListKey &key, const Version &version, const std::vector<std::string> &records) {
-    const varn::RunAs package(varn::Who::kPackage);
-    const std::string text = FileText(key, version, records);
-    if (text.empty() || (mkdir(Folder().c_str(), 0700) != 0 && errno != EEXIST)) {
-        return;
+    header.recordBytes = place;
+    std::string text =
+        std::string(reinterpret_cast<const char *>(&header), sizeof header) + key.text + places;
+    for (const std::string &record : records) {
+        text += record;
+        if (text.size() >= kWrittenAtOnce) {
+            if (!varn::WriteAll(file.Get(), text)) {
+                return false;
+            }
+            text.clear();
+        }
     }
-    MakeRoom(*version.songs, static_cast<std::int64_t>(text.size()));
-    std::string temporary = FileOf(key) + "-XXXXXX";
-    const varn::UniqueFd file(mkostemp(temporary.data(), O_CLOEXEC));
-    if (file && (!varn::WriteAll(file.Get(), text) ||
-                 rename(temporary.c_str(), FileOf(key).c_str()) != 0)) {
-        unlink(temporary.c_str());
-    }
+    return varn::WriteAll(file.Get(), text);
 }
 
 std::uint64_t EndOf(int offset, int limit, std::uint64_t total) {
@@ -229,27 +201,107 @@ ListKey::ListKey(const char *list, const ListRequest &request, const std::string
     }
 }
 
-std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit) {
+ListKey::ListKey(const char *list, const std::string &order) : text(list), uid(0) {
+    text += '\0';
+    text += order;
+}
+
+void Unmap::operator()(const char *start) const {
+    munmap(const_cast<char *>(start), size);
+}
+
+std::optional<KeptList> KeptList::Of(const ListKey &key) {
     const varn::RunAs package(varn::Who::kPackage);
     Header header;
     const varn::UniqueFd file = OpenOwn(FileOf(key), header);
-    std::string keyText(file ? std::min<std::size_t>(header.keySize, key.text.size()) : 0, '\0');
-    if (!file || header.keySize != key.text.size() ||
-        !ReadAt(file, sizeof header, keyText.data(), keyText.size()) || keyText != key.text) {
-        return std::nullopt;
-    }
-    const std::uint64_t last = EndOf(offset, limit, header.count);
-    const std::uint64_t first = std::min<std::uint64_t>(static_cast<std::uint64_t>(offset), last);
-    const bool isPast = first >= header.count;
-    auto records = isPast ? std::vector<std::string>() : ReadRecords(file, header, first, last);
-    if (!records) {
-        return std::nullopt;
-    }
     struct stat info {};
-    const bool isYoung =
-        fstat(file.Get(), &info) == 0 && std::time(nullptr) - info.st_mtim.tv_sec < kYoungSeconds;
-    return ListPart{*std::move(records), static_cast<std::int64_t>(header.count),
-                    Version{header.songs, header.stars}, isYoung};
+    if (!file || header.keySize != key.text.size() || fstat(file.Get(), &info) != 0) {
+        return std::nullopt;
+    }
+    const auto size = static_cast<std::size_t>(info.st_size);
+    void *const start = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, file.Get(), 0);
+    if (start == MAP_FAILED) {
+        return std::nullopt;
+    }
+    KeptList list;
+    list.file_ = {static_cast<const char *>(start), Unmap{size}};
+    const char *const keyText = list.file_.get() + sizeof header;
+    if (std::string_view(keyText, key.text.size()) != key.text) {
+        return std::nullopt;
+    }
+    list.places_ = keyText + key.text.size();
+    list.records_ = {list.places_ + (header.count + 1) * sizeof(Place), header.recordBytes};
+    list.count_ = header.count;
+    list.version_ = Version{header.songs, header.stars};
+    list.age_ = std::time(nullptr) - info.st_mtim.tv_sec;
+    return list;
+}
+
+// Where a record begins; that of the last one's end is Count().
+std::size_t KeptList::BeginOf(std::size_t record) const {
+    Place place = 0;
+    std::memcpy(&place, places_ + record * sizeof place, sizeof place);
+    return std::min<std::size_t>(place, records_.size());
+}
+
+std::string_view KeptList::operator[](std::size_t record) const {
+    const std::size_t begin = BeginOf(record);
+    return records_.substr(begin, std::max(BeginOf(record + 1), begin) - begin);
+}
+
+std::size_t KeptList::Find(std::string_view bytes, std::size_t first) const {
+    while (first < count_) {
+        const std::string_view rest = records_.substr(BeginOf(first));
+        const void *const found = memmem(rest.data(), rest.size(), bytes.data(), bytes.size());
+        if (found == nullptr) {
+            return count_;
+        }
+        const auto begin =
+            static_cast<std::size_t>(static_cast<const char *>(found) - records_.data());
+        // The record that begins last before the bytes.
+        std::size_t last = count_;
+        while (last - first > 1) {
+            const std::size_t middle = first + (last - first) / 2;
+            (BeginOf(middle) <= begin ? first : last) = middle;
+        }
+        if (begin + bytes.size() <= BeginOf(last)) {
+            return first;
+        }
+        first = last;
+    }
+    return count_;
+}
+
+std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit) {
+    const auto list = KeptList::Of(key);
+    if (!list) {
+        return std::nullopt;
+    }
+    ListPart part;
+    part.total = static_cast<std::int64_t>(list->Count());
+    part.version = list->OfVersion();
+    part.isYoung = list->Age() < kYoungSeconds;
+    const std::uint64_t last = EndOf(offset, limit, list->Count());
+    for (auto record = static_cast<std::uint64_t>(offset); record < last; ++record) {
+        part.records.emplace_back((*list)[record]);
+    }
+    return part;
+}
+
+// A list that cannot be kept is computed again: that needs no log line.
+void Keep(const ListKey &key, const Version &version, const std::vector<std::string> &records) {
+    const varn::RunAs package(varn::Who::kPackage);
+    const std::int64_t bytes = BytesOf(key, records);
+    if (bytes > kMostOfOne || (mkdir(Folder().c_str(), 0700) != 0 && errno != EEXIST)) {
+        return;
+    }
+    MakeRoom(*version.songs, bytes);
+    std::string temporary = FileOf(key) + "-XXXXXX";
+    const varn::UniqueFd file(mkostemp(temporary.data(), O_CLOEXEC));
+    if (file && (!WriteList(file, key, version, records) ||
+                 rename(temporary.c_str(), FileOf(key).c_str()) != 0)) {
+        unlink(temporary.c_str());
+    }
 }
 
 ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &compute) {

@@ -10,8 +10,10 @@
 
 #include <cstdint>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "list.h"
@@ -40,9 +42,42 @@ Version ReadVersion(uid_t uid);
 struct ListKey {
     ListKey(const char *list, const ListRequest &request, const std::string &condition,
             const std::string &order, bool isOfUser);
+    // A list of the whole library, the same for all users.
+    ListKey(const char *list, const std::string &order);
 
     std::string text;
     uid_t uid;
+};
+
+struct Unmap {
+    std::size_t size = 0;
+    void operator()(const char *start) const;
+};
+
+// A list as it is kept, of any version. It stays as it is while this object lives.
+class KeptList {
+  public:
+    // Nothing when the list is not kept.
+    static std::optional<KeptList> Of(const ListKey &key);
+
+    std::size_t Count() const { return count_; }
+    // A record, by its place from 0 on; good as long as this object.
+    std::string_view operator[](std::size_t record) const;
+    // The first record from `first` on that has these bytes; Count() when there is none.
+    std::size_t Find(std::string_view bytes, std::size_t first) const;
+    const Version &OfVersion() const { return version_; }
+    std::int64_t Age() const { return age_; }  // in seconds
+
+  private:
+    KeptList() = default;
+    std::size_t BeginOf(std::size_t record) const;
+
+    std::unique_ptr<const char, Unmap> file_;
+    const char *places_ = nullptr;
+    std::string_view records_;
+    std::size_t count_ = 0;
+    Version version_;
+    std::int64_t age_ = 0;
 };
 
 // A part of a list: its records, and how long the whole list is.
@@ -59,5 +94,8 @@ std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit);
 // Computes a list and keeps it; the version is unknown when the library changed meanwhile.
 using Compute = std::function<std::vector<std::string>()>;
 ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &compute);
+
+// Keeps a list that was computed from this version, which is known.
+void Keep(const ListKey &key, const Version &version, const std::vector<std::string> &records);
 
 }  // namespace tonvale_service

@@ -1,8 +1,14 @@
 #include "search.h"
 
+#include <algorithm>
+#include <array>
+#include <optional>
+#include <unordered_set>
+
 #include "failure.h"
 #include "search_tables.h"
 #include "search_terms.h"
+#include "song_texts.h"
 #include "songs.h"
 
 namespace tonvale_service {
@@ -12,17 +18,15 @@ namespace {
 using Tonvale::webapi::WebapiLibrary;
 
 constexpr char kByMatch[] = "match";
+constexpr std::size_t kRanks = 4;
 
-// A field is a line of a song's form. Its texts are indexed with the song, or with its tags.
+// A field is a line of a song's form.
 struct Field {
     const char *name;
     int line;  // 0: all of them
-    bool isOfSong, isOfTags;
 };
-constexpr Field kFields[] = {{"all", 0, true, true},           {"title", 1, true, false},
-                             {"artist", 5, false, true},       {"album", 3, false, true},
-                             {"album_artist", 4, false, true}, {"composer", 6, false, true},
-                             {"genre", 2, true, false}};
+constexpr Field kFields[] = {{"all", 0},          {"title", 1},    {"artist", 5}, {"album", 3},
+                             {"album_artist", 4}, {"composer", 6}, {"genre", 2}};
 
 const Field &FieldOfName(const std::string &name) {
     for (const Field &field : kFields) {
@@ -33,77 +37,59 @@ const Field &FieldOfName(const std::string &name) {
     throw Failure(Reason::kUnknownSearchField, name);
 }
 
-// True for the songs that match.
-std::string Matches(const SearchTerms &terms, const Field &field) {
-    const std::string anywhere = terms.HasAll("s.form");
-    return field.line == 0 ? anywhere
-                           : anywhere + " AND " + terms.HasAll(LineOf("s.form", field.line));
-}
-
-std::string RankOf(const SearchTerms &terms, const Field &field) {
-    const std::string words = "COALESCE(s.words, s.form)";
-    return field.line == 0 ? terms.Rank("s.form", terms.BeginsAll(words))
-                           : terms.Rank(LineOf("s.form", field.line),
-                                        terms.BeginsAll(LineOf(words, field.line)));
-}
-
-// More songs than so many are not looked up one by one.
-constexpr int kMostCandidates = 3000;
-
-// The songs that have a word.
-std::string Having(const SearchTerms &terms, std::size_t word, const Field &field) {
-    std::string statement;
-    if (field.isOfSong) {
-        statement = "SELECT track FROM song_text WHERE " + terms.Has(word, "own_lines(form)");
+// The rows that a request's filters let through; nothing without filters.
+std::optional<std::unordered_set<int>> FilteredRows(varn::Database &database,
+                                                    const ListRequest &request) {
+    const std::string filtered = FilteredSongs(request);
+    if (filtered.empty()) {
+        return std::nullopt;
     }
-    if (field.isOfTags) {
-        statement += (statement.empty() ? "" : " UNION ALL ") +
-                     ("SELECT s.track FROM tag_text t JOIN song_text s ON s.tags = t.id WHERE " +
-                      terms.Has(word, "t.form"));
+    std::unordered_set<int> rows;
+    for (const varn::Row row :
+         database.Query("SELECT s.track FROM song_text s WHERE " + filtered)) {
+        rows.insert(static_cast<int>(row.Number("track")));
     }
-    return statement;
+    return rows;
 }
 
-// True for those few songs that have one of the words, where an index finds them; else for all.
-std::string Candidates(varn::Database &database, const SearchTerms &terms, const Field &field) {
-    for (const std::size_t word : terms.Indexed()) {
-        const varn::Rows rows = database.Query(Having(terms, word, field) + " LIMIT " +
-                                               std::to_string(kMostCandidates + 1));
-        if (rows.Count() <= kMostCandidates) {
-            std::string ids;
-            for (const varn::Row row : rows) {
-                ids += (ids.empty() ? "" : ",") + std::string(row.Text("track"));
-            }
-            return "s.track = ANY ('{" + ids + "}')";
+// The songs that match, best matches first.
+std::vector<int> FindSongs(const ListRequest &request, const std::string &keyword,
+                           const Field &field) {
+    std::optional<SearchTerms> terms;
+    std::optional<std::unordered_set<int>> filtered;
+    AskTables([&](varn::Database &database) {
+        terms.emplace(database, keyword);
+        filtered = FilteredRows(database, request);
+    });
+    const SeenSongs seen(request);
+    const SongTexts texts = SongTexts::Now();
+    std::array<std::vector<int>, kRanks> found;
+    for (std::size_t place = texts.Next(terms->Longest(), 0); place < texts.Count();
+         place = texts.Next(terms->Longest(), place + 1)) {
+        const SongText song = texts[place];
+        const auto looked = [&](std::string_view text) {
+            return field.line == 0 ? text : LineIn(text, field.line);
+        };
+        if (terms->IsIn(looked(song.form)) && seen.Lets(song.kind, song.owner) &&
+            (!filtered || filtered->count(song.track) > 0)) {
+            const int rank = terms->RankOf(looked(song.form), looked(song.words));
+            found[static_cast<std::size_t>(rank - 1)].push_back(song.track);
         }
     }
-    return "true";
+    std::vector<int> all = std::move(found.front());
+    for (std::size_t rank = 1; rank < kRanks; ++rank) {
+        all.insert(all.end(), found[rank].begin(), found[rank].end());
+    }
+    return all;
 }
 
-// The ids of a page, best matches first, and how many songs match.
-struct Found {
-    std::vector<int> ids;
-    int64_t total = 0;
-};
-
-Found FindSongs(varn::Database &database, const SearchTerms &terms, const Field &field,
-                const ListRequest &request) {
-    const std::string from = " FROM song_text s WHERE " + Candidates(database, terms, field) +
-                             " AND " + Matches(terms, field) + " AND " + SeenSongs(request);
-    Found found;
-    for (const varn::Row row :
-         database.Query("SELECT s.track" + from + " ORDER BY " + RankOf(terms, field) + ", " +
-                        Expression({"title", "s.title_sort", true}) + ", s.track" +
-                        Paged(request.offset, request.limit))) {
-        found.ids.push_back(static_cast<int>(row.Number("track")));
-    }
-    const auto count = static_cast<int64_t>(found.ids.size());
-    const bool isLast =
-        (count > 0 || request.offset == 0) && (request.limit == 0 || count < request.limit);
-    // Two scans cost less than one that keeps every song to count it.
-    found.total = isLast ? request.offset + count
-                         : database.Query("SELECT count(*) AS total" + from)[0].Number("total");
-    return found;
+// The same in the order of a list.
+std::vector<int> InOrderOf(const ListRequest &request, const std::vector<int> &found,
+                           const WebapiLibrary &writer) {
+    const std::unordered_set<int> wanted(found.begin(), found.end());
+    std::vector<int> rows = OrderOfSongs(request, writer);
+    std::erase_if(rows, [&](int row) { return wanted.count(row) == 0; });
+    return rows;
 }
 
 }  // namespace
@@ -130,20 +116,14 @@ const std::vector<std::string> &SearchSortKeys() {
 
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
                                       const std::string &name, const WebapiLibrary &writer) {
-    const Field &field = FieldOfName(name);
-    Found found;
-    std::string condition;
-    AskTables([&](varn::Database &database) {
-        const SearchTerms terms(database, keyword);
-        if (request.sortBy.empty() || request.sortBy == kByMatch) {
-            found = FindSongs(database, terms, field, request);
-        } else {
-            condition = "id IN (SELECT s.track FROM song_text s WHERE " +
-                        Candidates(database, terms, field) + " AND " + Matches(terms, field) + ")";
-        }
-    });
-    return condition.empty() ? SongsInOrder(request, found.ids, found.total, writer)
-                             : ListSongs(request, writer, condition);
+    std::vector<int> found = FindSongs(request, keyword, FieldOfName(name));
+    if (!request.sortBy.empty() && request.sortBy != kByMatch) {
+        found = InOrderOf(request, found, writer);
+    }
+    const auto total = static_cast<int64_t>(found.size());
+    const int64_t end = EndOfPage(request.offset, request.limit, total);
+    const int64_t begin = std::min<int64_t>(request.offset, end);
+    return SongsInOrder(request, {found.begin() + begin, found.begin() + end}, total, writer);
 }
 
 }  // namespace tonvale_service

@@ -11,30 +11,6 @@ namespace tonvale_service {
 
 namespace {
 
-// Which of the library's kinds of rows are seen, and whose: the rule of the track view, for the
-// columns of the search table.
-std::string SeenKinds(const ListRequest &request) {
-    const std::string &library = request.library;
-    const bool hidesTracks = !AudioFileGetUserShowVirtualLib(request.uid);
-    if (library.starts_with("virtual")) {
-        return "s.kind = 'v'";
-    }
-    return library.starts_with("actual") || hidesTracks ? "s.kind IN ('f', 's')"
-                                                        : "s.kind IN ('f', 'v')";
-}
-
-std::string SeenOwners(const ListRequest &request) {
-    const std::string &library = request.library;
-    const std::string user = std::to_string(request.uid);
-    if (library.ends_with("shared")) {
-        return "s.userid = 0";
-    }
-    if (library.ends_with("personal")) {
-        return library == "personal" && request.uid == 0 ? "s.userid <> 0" : "s.userid = " + user;
-    }
-    return "s.userid IN (0, " + user + ")";
-}
-
 // The songs that filters let through, from the track view.
 std::string Filtered(const ListRequest &request, const std::string &condition) {
     std::array<int, VARN_JOIN_TABLES> joins = {};
@@ -48,7 +24,40 @@ std::string Filtered(const ListRequest &request, const std::string &condition) {
     return std::string("s.track IN (SELECT id FROM ") + view.data() + " WHERE " + condition + ")";
 }
 
+std::string_view SeenKinds(const ListRequest &request) {
+    const std::string &library = request.library;
+    if (library.starts_with("virtual")) {
+        return "v";
+    }
+    const bool hidesTracks = !AudioFileGetUserShowVirtualLib(request.uid);
+    return library.starts_with("actual") || hidesTracks ? "fs" : "fv";
+}
+
 }  // namespace
+
+SeenSongs::SeenSongs(const ListRequest &request)
+    : kinds_(SeenKinds(request)),
+      shared_(!request.library.ends_with("personal")),
+      personal_(!request.library.ends_with("shared")),
+      others_(request.library == "personal" && request.uid == 0),
+      uid_(request.uid) {}
+
+bool SeenSongs::Lets(char kind, uid_t owner) const {
+    const bool isOwners = owner == 0 ? shared_ : (personal_ && owner == uid_) || others_;
+    return isOwners && kinds_.find(kind) != kinds_.npos;
+}
+
+std::string SeenSongs::Sql() const {
+    const std::string user = std::to_string(uid_);
+    std::string owners = "s.userid IN (0, " + user + ")";
+    if (!personal_) {
+        owners = "s.userid = 0";
+    } else if (!shared_) {
+        owners = others_ ? "s.userid <> 0" : "s.userid = " + user;
+    }
+    return "s.kind = ANY (string_to_array('" + std::string(kinds_) + "', NULL)::\"char\"[]) AND " +
+           owners;
+}
 
 void AskTables(const std::function<void(varn::Database &)> &ask) {
     try {
@@ -60,10 +69,9 @@ void AskTables(const std::function<void(varn::Database &)> &ask) {
     }
 }
 
-std::string SeenSongs(const ListRequest &request) {
+std::string FilteredSongs(const ListRequest &request) {
     const std::string filters = Condition(request.filters);
-    return SeenKinds(request) + " AND " + SeenOwners(request) +
-           (filters.empty() ? "" : " AND " + Filtered(request, filters));
+    return filters.empty() ? "" : Filtered(request, filters);
 }
 
 std::string Paged(int offset, int limit) {

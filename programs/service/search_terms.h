@@ -1,8 +1,9 @@
-// What is looked for, as SQL over the search tables. Their forms have no case, accents and other
-// ways of writing, and a blank at the start of each line.
+// What is looked for, in forms: texts without case, accents and other ways of writing, with a blank
+// at the start of each line. As SQL over tables, and for texts in memory.
 #pragma once
 
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "varn/database.h"
@@ -15,32 +16,33 @@ class SearchTerms {
     // UTF-8, or nothing but blanks and marks.
     SearchTerms(varn::Database &database, const std::string &keyword);
 
-    // True for a form with the word in it; and where it begins a word of `words`.
-    std::string Has(std::size_t word, const std::string &form) const;
-    std::string Begins(std::size_t word, const std::string &words) const;
-
     // True for a form with all the words.
     std::string HasAll(const std::string &form) const;
+    bool IsIn(std::string_view form) const;
+
+    // The longest word, which all these forms have.
+    const std::string &Longest() const;
+
+    // True where each word begins a word of `words`.
     std::string BeginsAll(const std::string &words) const;
 
     // How well the first line of a form fits: 1 it is the text, 2 it begins with it, 3 `begins` is
-    // true, 4 otherwise. The line has an end.
+    // true, 4 otherwise. The line of the SQL has an end.
     std::string Rank(const std::string &form, const std::string &begins) const;
-
-    // The words that an index can find, which takes three characters: a few, the longest first.
-    const std::vector<std::size_t> &Indexed() const { return indexed_; }
+    int RankOf(std::string_view form, std::string_view words) const;
 
   private:
     struct Word {
         std::string text;
-        std::string start;  // the same, as it stands among words
+        std::string start;  // the same, as it begins a word
     };
 
     std::vector<Word> words_;
-    std::vector<std::size_t> indexed_;
+    std::string whole_;  // all words as a line begins with them
 };
 
-// A line of a form, from 1 on, and its end.
+// A line of a form, from 1 on; as SQL with its end.
 std::string LineOf(const std::string &form, int line);
+std::string_view LineIn(std::string_view form, int line);
 
 }  // namespace tonvale_service

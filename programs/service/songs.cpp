@@ -254,6 +254,20 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibr
     return Open(request, condition, writer);
 }
 
+std::vector<int> OrderOfSongs(const ListRequest &request, const WebapiLibrary &writer) {
+    if (request.sortBy == kRandom) {
+        throw Failure(Reason::kRandomPart);
+    }
+    const std::string condition = Condition(request.filters);
+    const std::string order = Order(request, condition, writer);
+    const ListKey key("songs", request, condition, order, false);
+    auto part = KeptPart(key, 0, 0);
+    if (!part || part->version.songs != ReadVersion(request.uid).songs) {
+        part = ComputePart(key, 0, 0, [&] { return SongOrder(request, condition, order); });
+    }
+    return RowsIn(part->records);
+}
+
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
                                        int64_t total, const WebapiLibrary &writer) {
     return std::make_unique<SongPage>(OpenInOrder(request, rows, TrackColumns(writer)), writer,

@@ -33,6 +33,11 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request,
                                     const Tonvale::webapi::WebapiLibrary &writer,
                                     const std::string &found = "");
 
+// The rows of all songs that a request's library and filters let through, in its order. Throws a
+// Failure.
+std::vector<int> OrderOfSongs(const ListRequest &request,
+                              const Tonvale::webapi::WebapiLibrary &writer);
+
 // The page of a list of `total` songs that has these rows, in their order. Throws a Failure.
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
                                        int64_t total, const Tonvale::webapi::WebapiLibrary &writer);

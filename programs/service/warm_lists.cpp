@@ -8,6 +8,7 @@
 #include "groups.h"
 #include "kinds.h"
 #include "settings.h"
+#include "song_texts.h"
 #include "songs.h"
 #include "tonvale/webapi.h"
 
@@ -31,6 +32,7 @@ void WarmListsOf(uid_t uid, const std::string &name) {
 
 void WarmLists() {
     try {
+        SongTexts::Now();
         for (const Json::Value &user : UserList()) {
             if (const std::string name = user["name"].asString(); !name.empty()) {
                 WarmListsOf(user["uid"].asUInt(), name);
