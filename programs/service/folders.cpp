@@ -47,6 +47,20 @@ int64_t Count(const ListRequest &request, int table, const std::string &conditio
     return count;
 }
 
+// A part of a list that was read: where it begins, how many rows were asked for, how many came.
+struct Part {
+    int offset, limit, count;
+};
+
+// How long the list is. A part that ends before its limit tells it, without another statement.
+int64_t Total(const ListRequest &request, int table, const std::string &condition,
+              const Part &part) {
+    const bool isAtEnd = part.limit == 0 || part.count < part.limit;
+    const bool isPast = part.count == 0 && part.offset > 0;
+    return isAtEnd && !isPast ? int64_t{part.offset} + part.count
+                              : Count(request, table, condition);
+}
+
 std::string PathOf(const ListRequest &request, int row) {
     const Tonvale::MediaHandle rows = Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1);
     if (rows->rowCount == 0) {
@@ -158,30 +172,32 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
     const std::string inside = row != 0 ? Inside(PathOf(request, row)) : "";
     const std::string ofFolders = row != 0 ? inside : Roots(writer);
     const std::string ofSongs = row != 0 ? inside : "false";
-    const auto folders = static_cast<int>(
-        std::min<int64_t>(Count(request, VARN_TABLE_DIRECTORY, ofFolders), INT_MAX));
-    const int64_t songs = row != 0 ? Count(request, VARN_TABLE_MUSIC, ofSongs) : 0;
-
+    const Tonvale::MediaHandle found =
+        Open(request, ofFolders, Expression(kByName) + ", path", request.offset, request.limit);
     Json::Value list(Json::arrayValue);
-    if (request.offset < folders) {
-        const Tonvale::MediaHandle rows =
-            Open(request, ofFolders, Expression(kByName) + ", path", request.offset, request.limit);
-        for (int i = 0; i < rows->rowCount; ++i) {
-            list.append(ObjectOf(rows, i));
-        }
+    for (int i = 0; i < found->rowCount; ++i) {
+        list.append(ObjectOf(found, i));
     }
+    const auto folders =
+        static_cast<int>(std::min<int64_t>(Total(request, VARN_TABLE_DIRECTORY, ofFolders,
+                                                 {request.offset, request.limit, found->rowCount}),
+                                           INT_MAX));
+
     // A limit of 0 means no limit, so that a page that is full already asks for no song another
     // way.
     const int left = std::max(request.limit - static_cast<int>(list.size()), 0);
     const bool isFull = request.limit > 0 && left == 0;
-    Tonvale::MediaHandle rows(
-        AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC,
-                        TrackColumns(writer).c_str(), isFull ? "false" : ofSongs.c_str(), nullptr,
-                        writer.GetSortOrderString("path", "ASC").c_str(),
-                        std::max(request.offset - folders, 0), isFull ? 1 : left, 0));
+    const int offset = std::max(request.offset - folders, 0);
+    Tonvale::MediaHandle rows(AudioInfoDBOpen(
+        request.library.c_str(), request.uid, VARN_TABLE_MUSIC, TrackColumns(writer).c_str(),
+        isFull ? "false" : ofSongs.c_str(), nullptr,
+        writer.GetSortOrderString("path", "ASC").c_str(), offset, isFull ? 1 : left, 0));
     if (!rows) {
         NoAnswer();
     }
+    const int64_t songs =
+        isFull ? Count(request, VARN_TABLE_MUSIC, ofSongs)
+               : Total(request, VARN_TABLE_MUSIC, ofSongs, {offset, left, rows->rowCount});
     auto page =
         std::make_unique<SongPage>(std::move(rows), writer, request.offset, folders + songs);
     page->Head()["folders"] = std::move(list);
