@@ -1,4 +1,6 @@
-// question-bench PORT PLAIN_PORT NAME:PASSWORD SERVER_PID PLAIN_PID DATABASE_PID [MPD_SOCKET]: what
+// question-bench PORT NAME:PASSWORD: the time to the answers of the web API at PORT.
+//
+// question-bench PORT NAME:PASSWORD PLAIN_PORT SERVER_PID PLAIN_PID DATABASE_PID [MPD_SOCKET]: what
 // questions cost. First the web API at PORT, which `tonvale serve` answers, against the same program
 // as plain CGI at PLAIN_PORT: processor time of ours and of the database's. Then the time to an
 // answer against that of the music player daemon, which knows the same files.
@@ -190,7 +192,7 @@ Cost CostOf(WebApi &api, const std::string &question, int server, int database) 
 
 // What stands in the library, to ask for.
 struct Known {
-    std::string song, album, genre, common, rare, folder, path, playlist;
+    std::string song, album, genre, common, rare, top, folder, folderName, path, playlist;
 };
 
 Known Look(WebApi &api) {
@@ -203,7 +205,10 @@ Known Look(WebApi &api) {
     known.album = album["name"].asString();
     known.rare = known.album.substr(known.album.rfind(' ') + 1);
     known.genre = api.Data("Genre.list")["genres"][0]["name"].asString();
-    known.folder = api.Data("Folder.list&limit=1")["items"][0]["id"].asString();
+    known.top = api.Data("Folder.list&limit=1")["folders"][0]["id"].asString();
+    const Json::Value folder = api.Data("Folder.list&limit=1&id=" + known.top)["folders"][0];
+    known.folder = folder["id"].asString();
+    known.folderName = folder["name"].asString();
     const Json::Value lists = api.Data("Playlist.list&limit=1")["playlists"];
     known.playlist = lists.empty() ? "" : lists[0]["id"].asString();
     return known;
@@ -265,7 +270,9 @@ std::vector<Question> Questions(const WebApi &api, const Known &known) {
         {"search in titles, common word",
          "Song.search&field=title" + common,
          {"search", "title", known.common, "window", "0:100"}},
-        {"a folder", "Folder.list&id=" + known.folder, {"lsinfo", "Artist 00000"}},
+        {"search for all kinds, common word", "Search.all&limit=5" + common.substr(10), {}},
+        {"the top folder, first 100", "Folder.list&limit=100&id=" + known.top, {"lsinfo", ""}},
+        {"a folder in it", "Folder.list&id=" + known.folder, {"lsinfo", known.folderName}},
         {"one song", "Song.get&id=" + known.song, {}},
     };
 }
@@ -287,14 +294,16 @@ void PrintTimes(WebApi &api, const Known &known, Daemon *daemon) {
 
 int main(int argc, char **argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
-    if (words.size() < 6) {
-        Die("question-bench needs ports, a login and processes");
+    if (words.size() != 2 && words.size() < 6) {
+        Die("question-bench needs a port and a login, or also another port and processes");
     }
-    WebApi api(words[0], words[2]);
-    WebApi plain(words[1], words[2]);
-    const std::vector<int> pids = {std::stoi(words[3]), std::stoi(words[4]), std::stoi(words[5])};
+    WebApi api(words[0], words[1]);
     const Known known = Look(api);
-    PrintCosts(api, plain, known, pids);
+    if (words.size() > 2) {
+        WebApi plain(words[2], words[1]);
+        PrintCosts(api, plain, known,
+                   {std::stoi(words[3]), std::stoi(words[4]), std::stoi(words[5])});
+    }
     std::unique_ptr<Daemon> daemon;
     if (words.size() > 6) {
         daemon = std::make_unique<Daemon>(words[6].c_str());

@@ -79,8 +79,7 @@ std::string Below(const std::string &path) {
 }
 
 std::string Inside(const std::string &path) {
-    const auto condition =
-        varn::Sql("path LIKE '@VARN:LVAR/%%' AND path NOT LIKE '@VARN:LVAR/%%/%%'", path, path);
+    const auto condition = varn::Sql("folder_of(path) = '@VARN:VAR'", path);
     if (!condition) {
         NoAnswer();
     }
