@@ -216,8 +216,7 @@ Json::Value AnswerOf(const Method &method) {
         return answer;
     }
     Json::Value schema = Type("object");
-    schema["properties"]["data"] =
-        method.answer.empty() ? SchemaOf(Schema{}) : SchemaOf(method.answer);
+    schema["properties"]["data"] = SchemaOf(method.answer.empty() ? "Done" : method.answer);
     schema["properties"]["success"]["const"] = true;
     schema["required"].append("data");
     schema["required"].append("success");
@@ -288,6 +287,7 @@ Json::Value Components() {
     constexpr Field kError[] = {{"error", "Refusal"}, {"success", "flag", "false"}};
     Json::Value components(Json::objectValue);
     components["schemas"]["Refusal"] = SchemaOf(Schema{"Refusal", kRefusal});
+    components["schemas"]["Done"] = SchemaOf(Schema{.name = "Done", .fields = {}});
     components["schemas"]["Error"] = SchemaOf(Schema{"Error", kError});
     for (const Api *api : AllApis()) {
         for (const Schema &schema : api->schemas) {

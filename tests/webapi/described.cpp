@@ -7,6 +7,7 @@
 
 #include "entry/document.h"
 #include "entry/parameters.h"
+#include "programs/command.h"
 
 namespace tonvale_test {
 
@@ -224,12 +225,13 @@ void CheckDescribed(const std::string &query, const std::string &form, const std
         given.erase(other);
     }
     const std::string type = FieldOf(header, "Content-Type");
-    const auto json = tonvale_entry::ParseJson(answer.substr(end + 4));
-    const bool isRefused = json && json->isObject() && json->isMember("error");
-    const bool isData = json && json->isObject() && json->isMember("data");
+    const Json::Value json =
+        type.starts_with("application/json") ? StrictJson(answer.substr(end + 4)) : Json::Value();
+    const bool isRefused = json.isMember("error");
+    const bool isData = json.isMember("data");
     if (isRefused) {
         const std::string fault =
-            Fault(Description()["components"]["schemas"]["Error"], *json, "the answer");
+            Fault(Description()["components"]["schemas"]["Error"], json, "the answer");
         EXPECT_TRUE(fault.empty()) << method << ": " << fault << kPlace;
         return;
     }
@@ -239,7 +241,7 @@ void CheckDescribed(const std::string &query, const std::string &form, const std
         CheckParameters(method, operation, given);
         const Json::Value &schema =
             operation["responses"]["200"]["content"]["application/json"]["schema"];
-        const std::string fault = isData ? Fault(schema, *json, "the answer") : "";
+        const std::string fault = isData ? Fault(schema, json, "the answer") : "";
         EXPECT_TRUE(fault.empty()) << method << ": " << fault << kPlace;
         if (!isData && !type.empty()) {
             CheckMedia(method, operation, type);

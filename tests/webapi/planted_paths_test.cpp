@@ -127,7 +127,8 @@ class PlantedPaths : public ApiTest {
              Words(onLists ? "get add replace remove remove_missing create rename delete" : "")) {
             queries.push_back(QueryOf(
                 "Playlist", method,
-                {{"id", id}, {"songs", "http://new/"}, {"position", "0"}, {"name", "new"}}));
+                Taken("Playlist", method,
+                      {{"id", id}, {"songs", "http://new/"}, {"position", "0"}, {"name", "new"}})));
         }
         for (const std::string &rest :
              Words(onSongs ? "Song&method=rate&rating=4 Cover&method=get "
