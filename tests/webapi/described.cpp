@@ -214,7 +214,8 @@ Json::Value ParametersOf(const Json::Value &operation) {
 void CheckDescribed(const std::string &query, const std::string &form, const std::string &answer) {
     auto given = Given(query, form);
     const std::size_t end = answer.find("\r\n\r\n");
-    if (!given.contains("api") || end == answer.npos || end + 4 == answer.size()) {
+    if (!given.contains("api") || end == answer.npos || end + 4 == answer.size() ||
+        !FieldOf(answer.substr(0, end + 2), "Content-Encoding").empty()) {
         return;
     }
     const std::string header = answer.substr(0, end + 2);

@@ -208,7 +208,7 @@ TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
     const Given common = {{"id", "playlist_shared_normal/8"}, {"songs", "http://new/"}};
     fs::create_symlink("playlists", hers() / "more");
     EXPECT_EQ(CodeOf("Playlist", "add", own), 0) << "her own list is hers to change";
-    EXPECT_EQ(Ask("Playlist", "get", own)["total"].asInt(), 2);
+    EXPECT_EQ(Ask("Playlist", "get", {own[0]})["total"].asInt(), 2);
 
     // A list of somebody else's, by root's link and one of hers behind it.
     fs::create_directory(herPlace() / "lists");
@@ -221,17 +221,17 @@ TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
     }
     EXPECT_EQ(chown(list.c_str(), kBob, 0), 0);
     fs::permissions(list, fs::perms(0644));
-    EXPECT_EQ(Ask("Playlist", "get", common)["total"].asInt(), 1);
+    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 1);
     EXPECT_EQ(CodeOf("Playlist", "add", common), 403) << "bob's alone to change";
     EXPECT_EQ(chown(list.c_str(), kBob, 100), 0);
     fs::permissions(list, fs::perms(0640));
-    EXPECT_EQ(Ask("Playlist", "get", common)["total"].asInt(), 1) << "of a group that she is in";
+    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 1) << "of a group that she is in";
     EXPECT_EQ(CodeOf("Playlist", "add", common), 403);
     fs::permissions(list, fs::perms(0600));
     EXPECT_EQ(CodeOf("Playlist", "get", common), 403);
     fs::permissions(list, fs::perms(0666));
     EXPECT_EQ(CodeOf("Playlist", "add", common), 0);
-    EXPECT_EQ(Ask("Playlist", "get", common)["total"].asInt(), 2);
+    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 2);
 
     const std::string song = "music_p_4";
     EXPECT_EQ(CodeOf("Song", "rate", {{"id", song}, {"rating", "4"}}), 0);
