@@ -23,63 +23,30 @@ namespace {
 
 constexpr int kVersion = 1;
 
-const auto &Apis() {
-    // One a line, in order.
-    // clang-format off
-    static const std::array apis = {
-        &kAlbumApi,
-        &kArtistApi,
-        &kAuthApi,
-        &kComposerApi,
-        &kCoverApi,
-        &kFolderApi,
-        &kGenreApi,
-        &kInfoApi,
-        &kMediaServerApi,
-        &kPinApi,
-        &kPlayerApi,
-        &kPlaylistApi,
-        &kSearchApi,
-        &kSettingApi,
-        &kSharingApi,
-        &kSharingPageApi,
-        &kSongApi,
-        &kStreamApi,
-        &kUserApi,
-    };
-    // clang-format on
-    return apis;
-}
+constexpr Meaning kMeanings[] = {
+    {Code::kNoSuchApi, "there is no such API"},
+    {Code::kBadParameter, "a parameter is missing or bad"},
+    {Code::kNotLoggedIn, "that takes a login"},
+    {Code::kNotPermitted, "that is not permitted"},
+    {Code::kNoSuchItem, "there is no such item"},
+    {Code::kNoSuchMethod,
+     "there is no such method, or not in this version or for this HTTP method"},
+    {Code::kExistsAlready, "it exists already"},
+    {Code::kTooMany, "that was tried too often; wait before the next time"},
+    {Code::kFailed, tonvale_service::kThatFailed},
+    {Code::kBusy, tonvale_service::kServerIsBusy},
+    {Code::kTookTooLong, "that took too long; ask for less, or later"},
+};
 
 // A sentence for a refusal that has none of its own.
 std::string SentenceOf(const Refusal &refusal, Code code) {
-    switch (code) {
-        case Code::kNoSuchApi:
-            return "there is no such API";
-        case Code::kBadParameter:
-            return refusal.parameter.empty()
-                       ? "a parameter is missing or bad"
-                       : "the parameter '" + refusal.parameter + "' is missing or bad";
-        case Code::kNotLoggedIn:
-            return "that takes a login";
-        case Code::kNotPermitted:
-            return "that is not permitted";
-        case Code::kNoSuchItem:
-            return "there is no such item";
-        case Code::kNoSuchMethod:
-            return "there is no such method, or not in this version or for this HTTP method";
-        case Code::kExistsAlready:
-            return "it exists already";
-        case Code::kTooMany:
-            return "that was tried too often; wait before the next time";
-        case Code::kFailed:
-            return tonvale_service::kThatFailed;
-        case Code::kBusy:
-            return tonvale_service::kServerIsBusy;
-        case Code::kTookTooLong:
-            return "that took too long; ask for less, or later";
+    if (code == Code::kBadParameter && !refusal.parameter.empty()) {
+        return "the parameter '" + refusal.parameter + "' is missing or bad";
     }
-    return "";
+    const auto *const found =
+        std::find_if(std::begin(kMeanings), std::end(kMeanings),
+                     [&](const Meaning &meaning) { return meaning.code == code; });
+    return found != std::end(kMeanings) ? found->sentence : "";
 }
 
 Json::Value RefusalReply(ActionHandler &handler, const Refusal &refusal, Code code) {
@@ -125,9 +92,10 @@ bool Refuse(ActionHandler &handler, const Refusal &refused, bool isMedia) {
 }
 
 const Api *FindApi(std::string_view name) {
-    const auto found = std::find_if(Apis().begin(), Apis().end(),
+    const auto apis = AllApis();
+    const auto found = std::find_if(apis.begin(), apis.end(),
                                     [&](const Api *known) { return known->name == name; });
-    return found != Apis().end() ? *found : nullptr;
+    return found != apis.end() ? *found : nullptr;
 }
 
 const Method *FindMethod(const Api &api, std::string_view name) {
@@ -165,6 +133,39 @@ bool Try(const Work &work, const Refused &refused) {
 }
 
 }  // namespace
+
+std::span<const Api *const> AllApis() {
+    // One a line, in order.
+    // clang-format off
+    static constexpr std::array apis = {
+        &kAlbumApi,
+        &kArtistApi,
+        &kAuthApi,
+        &kComposerApi,
+        &kCoverApi,
+        &kDescriptionApi,
+        &kFolderApi,
+        &kGenreApi,
+        &kInfoApi,
+        &kMediaServerApi,
+        &kPinApi,
+        &kPlayerApi,
+        &kPlaylistApi,
+        &kSearchApi,
+        &kSettingApi,
+        &kSharingApi,
+        &kSharingPageApi,
+        &kSongApi,
+        &kStreamApi,
+        &kUserApi,
+    };
+    // clang-format on
+    return apis;
+}
+
+std::span<const Meaning> AllCodes() {
+    return kMeanings;
+}
 
 void CheckDatabase() {
     if (VARNDBTroubleGet() != VARNDB_NO_TROUBLE) {

@@ -7,6 +7,7 @@
 #include <type_traits>
 #include <utility>
 
+#include "description.h"
 #include "request.h"
 #include "service/page.h"
 #include "tonvale/action.h"
@@ -97,6 +98,10 @@ struct Method {
     bool takesRoot = true;       // for moments; the others give root's rights up before they begin
     bool needsLogin = true;      // but in a public API
     bool takesKey = true;        // of a program, which changes no passwords, keys and users
+    std::string_view summary = {};  // what it does
+    std::span<const Parameter> parameters = {};
+    // The schema of its data, {} without one; or the media types of its answer, parted by blanks.
+    std::string_view answer = {};
 };
 
 // In a table of methods, that one changes something.
@@ -120,7 +125,19 @@ struct Api {
     std::string_view name;
     std::span<const Method> methods;
     bool isPublic = false;  // answers without a login
+    std::string_view summary = {};
+    std::span<const Schema> schemas = {};  // of its answers, which others may use as well
 };
+
+// All of them, in order.
+std::span<const Api *const> AllApis();
+
+// A sentence for each code, in order; its HTTP status is that of StatusOf.
+struct Meaning {
+    Code code;
+    const char *sentence;
+};
+std::span<const Meaning> AllCodes();
 
 // The action of a request; a RefusedAction when there is none, or nobody may ask for it. Finds out
 // who asks where that matters (Request::SignIn).
@@ -134,6 +151,7 @@ extern const Api kArtistApi;
 extern const Api kAuthApi;
 extern const Api kComposerApi;
 extern const Api kCoverApi;
+extern const Api kDescriptionApi;
 extern const Api kFolderApi;
 extern const Api kGenreApi;
 extern const Api kInfoApi;

@@ -76,15 +76,57 @@ Json::Value End(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
+constexpr std::array kLoginParameters = {
+    Parameter{.name = "name", .what = "The user's name.", .isRequired = true},
+    Parameter{.name = "password", .what = "The password, in the form.", .isRequired = true}};
+constexpr std::array kEndParameters = {Parameter{.name = "id",
+                                                 .what = "The session, or all but the own one.",
+                                                 .kind = Kind::kNumber,
+                                                 .isRequired = true,
+                                                 .low = 1,
+                                                 .choices = "others"}};
+
 constexpr Method kMethods[] = {
-    {.name = "login", .make = Make<LogIn>, .changes = true, .lasts = true, .needsLogin = false},
-    {"logout", Make<LogOut>, kChanges},
-    {"sessions", Make<Sessions>},
-    {.name = "end", .make = Make<End>, .changes = true, .takesKey = false},
+    {.name = "login",
+     .make = Make<LogIn>,
+     .changes = true,
+     .lasts = true,
+     .needsLogin = false,
+     .summary = "Begin a session, whose cookie comes with the answer; by POST alone",
+     .parameters = kLoginParameters,
+     .answer = "LoggedIn"},
+    {.name = "logout",
+     .make = Make<LogOut>,
+     .changes = true,
+     .summary = "End the session and take its cookie away"},
+    {.name = "sessions",
+     .make = Make<Sessions>,
+     .summary = "The sessions of the user",
+     .answer = "Sessions"},
+    {.name = "end",
+     .make = Make<End>,
+     .changes = true,
+     .takesKey = false,
+     .summary = "End a session of the user, or all others",
+     .parameters = kEndParameters},
 };
+
+constexpr Field kLoggedIn[] = {{"name", "text"}, {"is_administrator", "flag"}};
+constexpr Field kSession[] = {{"id", "number"},
+                              {"made", "time"},
+                              {"last_used", "time", "seconds since 1970, exact to five minutes"},
+                              {"agent", "text", "the User-Agent of its login"},
+                              {"address", "text", "the address of its login"},
+                              {"is_own", "flag", "it is the session of the request"}};
+constexpr Field kSessions[] = {{"sessions", "[Session]"}};
+constexpr Schema kSchemas[] = {
+    {"LoggedIn", kLoggedIn}, {"Session", kSession}, {"Sessions", kSessions}};
 
 }  // namespace
 
-const Api kAuthApi{"VARN.Tonvale.Auth", kMethods};
+const Api kAuthApi{.name = "VARN.Tonvale.Auth",
+                   .methods = kMethods,
+                   .summary = "Logins that last: docs/people.md",
+                   .schemas = kSchemas};
 
 }  // namespace tonvale_entry

@@ -4,6 +4,7 @@
 #include <optional>
 
 #include "action.h"
+#include "list_request.h"
 #include "picture.h"
 #include "remote_url.h"
 #include "service/cover_copies.h"
@@ -32,6 +33,16 @@ struct Song {
 };
 constexpr char kColumns[] = "path, userid";
 
+constexpr Parameter kSize{.name = "size",
+                          .what =
+                              "The picture itself, a copy of 480 pixels, or the longest side "
+                              "of a copy in pixels.",
+                          .kind = Kind::kNumber,
+                          .low = tonvale_service::kLeastSide,
+                          .high = tonvale_service::kMostSide,
+                          .usual = "original",
+                          .choices = "original scaled"};
+
 class Get : public MediaAction {
   public:
     using MediaAction::MediaAction;
@@ -50,12 +61,11 @@ class Get : public MediaAction {
 
   private:
     int Side() const {
-        const std::string size = Asked().Text("size", "original");
+        const std::string size = Asked().Text("size", std::string(kSize.usual));
         return size == "original" ? tonvale_service::kOriginalSide
                : size == "scaled"
                    ? tonvale_service::kUsualSide
-                   : static_cast<int>(Asked().Number("size", 0, tonvale_service::kLeastSide,
-                                                     tonvale_service::kMostSide));
+                   : static_cast<int>(Asked().Number("size", 0, kSize.low, kSize.high));
     }
 
     bool SendRemote(const std::string &url) const {
@@ -159,10 +169,28 @@ class Get : public MediaAction {
     }
 };
 
-constexpr Method kMethods[] = {{.name = "get", .make = Make<Get>, .isMedia = true}};
+constexpr std::array kParameters = {
+    Parameter{.name = "id", .what = "Of a song or of a folder."},
+    Parameter{.name = "album", .what = "Of an album."},
+    Parameter{.name = "album_artist", .what = "Tells two albums of one name apart."},
+    Parameter{.name = "url",
+              .what = "Of a station or podcast: JPEG or PNG, at most 5 MiB. Needs the right "
+                      "streaming."},
+    kSize,
+    kLibrary};
+
+constexpr Method kMethods[] = {
+    {.name = "get",
+     .make = Make<Get>,
+     .isMedia = true,
+     .summary = "A picture: of one of id, album and url",
+     .parameters = kParameters,
+     .answer = "image/jpeg image/png image/gif image/webp image/bmp image/svg+xml"}};
 
 }  // namespace
 
-const Api kCoverApi{"VARN.Tonvale.Cover", kMethods};
+const Api kCoverApi{.name = "VARN.Tonvale.Cover",
+                    .methods = kMethods,
+                    .summary = "The pictures of songs, albums, folders and stations"};
 
 }  // namespace tonvale_entry

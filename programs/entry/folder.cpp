@@ -17,10 +17,33 @@ std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
                       TrackWriterOf(asked));
 }
 
-constexpr Method kMethods[] = {{.name = "list", .make = Make<List>, .takesRoot = false}};
+constexpr auto kParameters =
+    Join(Parameter{.name = "id", .what = "The folder; without it the indexed folders themselves."},
+         kPaging, kLibrary, kAdditional);
+
+constexpr Method kMethods[] = {
+    {.name = "list",
+     .make = Make<List>,
+     .takesRoot = false,
+     .summary = "What a folder holds: its folders by name, then its songs by path",
+     .parameters = kParameters,
+     .answer = "FolderPage"}};
+
+constexpr Field kFolder[] = {{"id", "text", "identifier: dir_ID, of the own music dir_p_ID"},
+                             {"name", "text"},
+                             {"path", "text", "from the share on"},
+                             {"date", "text", "of its last change"}};
+constexpr Field kFolderPage[] = {{"offset", "number"},
+                                 {"total", "number", "of folders and songs together"},
+                                 {"folders", "[Folder]"},
+                                 {"songs", "[Song]"}};
+constexpr Schema kSchemas[] = {{"Folder", kFolder}, {"FolderPage", kFolderPage}};
 
 }  // namespace
 
-const Api kFolderApi{"VARN.Tonvale.Folder", kMethods};
+const Api kFolderApi{.name = "VARN.Tonvale.Folder",
+                     .methods = kMethods,
+                     .summary = "The library by its folders",
+                     .schemas = kSchemas};
 
 }  // namespace tonvale_entry

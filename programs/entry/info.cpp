@@ -27,10 +27,24 @@ Json::Value Get(const Request &asked) {
     return data;
 }
 
-constexpr Method kMethods[] = {{.name = "get", .make = Make<Get>, .takesRoot = false}};
+constexpr Method kMethods[] = {{.name = "get",
+                                .make = Make<Get>,
+                                .takesRoot = false,
+                                .summary = "The user who asks, and the parts of the library",
+                                .answer = "Info"}};
+
+constexpr Field kUser[] = {{"uid", "number"}, {"name", "text"}, {"permissions", "[text]"}};
+constexpr Field kLibraries[] = {{"default", "text"},
+                                {"kinds", "[text]", "those that the user may browse"}};
+constexpr Field kInfo[] = {
+    {"version", "text", "of the server"}, {"user", "OwnUser"}, {"library", "Libraries"}};
+constexpr Schema kSchemas[] = {{"OwnUser", kUser}, {"Libraries", kLibraries}, {"Info", kInfo}};
 
 }  // namespace
 
-const Api kInfoApi{"VARN.Tonvale.Info", kMethods};
+const Api kInfoApi{.name = "VARN.Tonvale.Info",
+                   .methods = kMethods,
+                   .summary = "Who is logged in, and what there is for them",
+                   .schemas = kSchemas};
 
 }  // namespace tonvale_entry

@@ -1,21 +1,9 @@
 #include "list_request.h"
 
-#include <climits>
-
-#include "service/kinds.h"
-#include "service/tracks.h"
-
 namespace tonvale_entry {
 
-namespace {
-
-constexpr long long kUsualEntries = 100;
-
-}  // namespace
-
-PageWanted PageOf(const Request &request, int most) {
-    return {static_cast<int>(request.Number("offset", 0, 0, INT_MAX)),
-            static_cast<int>(request.Number("limit", kUsualEntries, 1, most))};
+PageWanted PageOf(const Request &request, const Parameter &limit) {
+    return {static_cast<int>(request.Number(kOffset)), static_cast<int>(request.Number(limit))};
 }
 
 tonvale_service::ListRequest ListRequestOf(const Request &request) {
@@ -28,7 +16,7 @@ tonvale_service::ListRequest ListRequestOf(const Request &request) {
     list.filters.genre = request.Given("genre");
     list.filters.composer = request.Given("composer");
     list.sortBy = request.Text("sort_by");
-    list.descending = request.Choice("sort_direction", {"ASC", "DESC"}, "ASC") == "DESC";
+    list.descending = request.Choice(kDirection) == "DESC";
     const PageWanted page = PageOf(request);
     list.offset = page.offset;
     list.limit = page.limit;

@@ -2,20 +2,72 @@
 #pragma once
 
 #include "request.h"
+#include "service/kinds.h"
 #include "service/list.h"
 #include "service/playlist_target.h"
+#include "service/tracks.h"
 #include "tonvale/webapi.h"
 
 namespace tonvale_entry {
 
-inline constexpr int kMostEntries = 5000;
+inline constexpr Parameter kOffset{.name = "offset",
+                                   .what = "How many entries of the list come before the page.",
+                                   .kind = Kind::kNumber,
+                                   .usual = "0"};
+inline constexpr Parameter kLimit{.name = "limit",
+                                  .what = "How many entries the page has at most.",
+                                  .kind = Kind::kNumber,
+                                  .low = 1,
+                                  .high = 5000,
+                                  .usual = "100"};
+
+// A part of a list is all the same whatever the list.
+constexpr Parameter LimitedTo(long long most, std::string_view usual = kLimit.usual) {
+    Parameter limit = kLimit;
+    limit.high = most;
+    limit.usual = usual;
+    return limit;
+}
+
+// What the library is listed by. A list of other things has a parameter of its own in its place.
+inline constexpr Parameter kLibrary{
+    .name = "library",
+    .what = "The part of the library, one that Info.get names; otherwise the user's default.",
+    .names = [] { return tonvale_service::AllKinds(); }};
+inline constexpr Parameter kDirection{.name = "sort_direction",
+                                      .what = "Upwards or downwards.",
+                                      .usual = "ASC",
+                                      .choices = "ASC DESC"};
+inline constexpr std::array kFilters = {
+    Parameter{.name = "artist",
+              .what = "Songs of this artist or album artist, in any case; empty: with neither."},
+    Parameter{.name = "album", .what = "Songs of this album; empty: without one."},
+    Parameter{.name = "album_artist", .what = "Songs of this album artist; empty: without one."},
+    Parameter{.name = "composer", .what = "Songs of this composer; empty: without one."},
+    Parameter{.name = "genre", .what = "Songs with this among their genres; empty: without one."}};
+inline constexpr Parameter kAdditional{.name = "additional",
+                                       .what = "What the songs tell beside the usual.",
+                                       .kind = Kind::kTexts,
+                                       .names = [] { return tonvale_service::AdditionNames(); }};
+
+constexpr Parameter SortedBy(std::vector<std::string> (*names)(), std::string_view usual) {
+    return {.name = "sort_by", .what = "The order.", .usual = usual, .names = names};
+}
+
+// One or several identifiers of songs.
+inline constexpr Parameter kSongIds{.name = "id",
+                                    .what = "Identifiers of songs, 1000 at most.",
+                                    .kind = Kind::kTexts,
+                                    .isRequired = true};
+
+inline constexpr std::array kPaging = {kOffset, kLimit};
 
 // offset and limit.
 struct PageWanted {
     int offset;
     int limit;
 };
-PageWanted PageOf(const Request &request, int most = kMostEntries);
+PageWanted PageOf(const Request &request, const Parameter &limit = kLimit);
 
 // library, the filters, sort_by, sort_direction, offset and limit. Throws a Refusal, or a Failure
 // for a library that the user may not browse.

@@ -3,11 +3,10 @@
 #include <sys/stat.h>
 
 #include <array>
-#include <cstdio>
-#include <functional>
 #include <string_view>
 
 #include "action.h"
+#include "route.h"
 #include "service/kept_list.h"
 #include "service/validators.h"
 #include "varn/systempath.h"
@@ -46,10 +45,8 @@ std::string EtagOf(const Request &request, const std::string &shows) {
     }
     const std::string all = shows + '\n' + std::to_string(request.User().GetLoginUID()) + '\n' +
                             request.User().GetLoginUserName() + '\n' + Settings() + '\n' +
-                            Variable("QUERY_STRING");
-    std::array<char, 64> etag = {};
-    std::snprintf(etag.data(), etag.size(), "\"%016zx\"", std::hash<std::string>()(all));
-    return etag.data();
+                            RoutedQuery();
+    return tonvale_service::EtagOf(all);
 }
 
 }  // namespace

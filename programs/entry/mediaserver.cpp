@@ -1,8 +1,8 @@
 // VARN.Tonvale.MediaServer: other media servers on the network.
 #include <chrono>
-#include <climits>
 
 #include "action.h"
+#include "list_request.h"
 #include "server_url.h"
 #include "service/media_server.h"
 
@@ -10,9 +10,17 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr int kMostObjects = 1000;
-constexpr int kUsualObjects = 100;
-constexpr int kMostWait = 10;  // seconds
+constexpr Parameter kObjects = LimitedTo(1000);
+constexpr Parameter kWait{.name = "wait",
+                          .what = "For so many seconds servers may answer.",
+                          .kind = Kind::kNumber,
+                          .low = 1,
+                          .high = 10,
+                          .usual = "3"};
+constexpr Parameter kWhat{.name = "what",
+                          .what = "What is in the object, or the object itself.",
+                          .usual = "children",
+                          .choices = "children metadata"};
 
 // A request is answered within this time, or refused. A server that sends more than this for a page
 // of 100 objects is none.
@@ -23,7 +31,7 @@ constexpr std::size_t kMostBytes = std::size_t{16} << 20;  // all of them are ke
 
 Json::Value List(const Request &asked) {
     mediaserver::SearchOptions search;
-    const auto wait = static_cast<int>(asked.Number("wait", 3, 1, kMostWait));
+    const auto wait = static_cast<int>(asked.Number(kWait));
     search.wait = std::chrono::seconds(wait);
     search.read = std::chrono::seconds(kMostSeconds - wait - kSpareSeconds);
     const std::string address = asked.Text("address");
@@ -43,9 +51,9 @@ Json::Value Browse(const Request &asked) {
     tonvale_service::BrowseQuestion question;
     question.url = asked.RequiredText("url");
     question.id = asked.Text("id", "0");
-    question.metadata = asked.Choice("what", {"children", "metadata"}, "children") == "metadata";
-    question.offset = static_cast<int>(asked.Number("offset", 0, 0, INT_MAX));
-    question.limit = static_cast<int>(asked.Number("limit", kUsualObjects, 1, kMostObjects));
+    question.metadata = asked.Choice(kWhat) == "metadata";
+    question.offset = static_cast<int>(asked.Number(kOffset));
+    question.limit = static_cast<int>(asked.Number(kObjects));
     question.pageSeconds = kMostSeconds;
     question.seconds = kMostSeconds;
     question.pageBytes = kMostPageBytes;
@@ -58,13 +66,50 @@ Json::Value Browse(const Request &asked) {
     return objects.Data();
 }
 
+constexpr std::array kListParameters = {
+    kWait, Parameter{.name = "address", .what = "The one machine to ask: HOST or HOST:PORT."}};
+constexpr std::array kBrowseParameters = {
+    Parameter{.name = "url", .what = "Of the server, as list tells it.", .isRequired = true},
+    Parameter{.name = "id", .what = "The object.", .usual = "0"}, kWhat, kOffset, kObjects};
+
 constexpr Method kMethods[] = {
-    {.name = "list", .make = Make<List>, .asksElsewhere = true, .takesRoot = false},
-    {.name = "browse", .make = Make<Browse>, .asksElsewhere = true, .takesRoot = false},
+    {.name = "list",
+     .make = Make<List>,
+     .asksElsewhere = true,
+     .takesRoot = false,
+     .summary = "The servers that a search finds",
+     .parameters = kListParameters,
+     .answer = "Servers"},
+    {.name = "browse",
+     .make = Make<Browse>,
+     .asksElsewhere = true,
+     .takesRoot = false,
+     .summary = "What is in an object of a server, or the object itself",
+     .parameters = kBrowseParameters,
+     .answer = "ServerObjects"},
 };
+
+constexpr Field kServer[] = {{"name", "text"},
+                             {"model", "text"},
+                             {"udn", "text"},
+                             {"url", "text", "to browse the server by"}};
+constexpr Field kServers[] = {{"servers", "[Server]"}};
+constexpr Field kObject[] = {{"kind", "=container item"}, {"resources", "[{any}]"}};
+constexpr Field kObjectPage[] = {{"offset", "number"},
+                                 {"containers", "[ServerObject]"},
+                                 {"items", "[ServerObject]"},
+                                 {"number_returned", "number", "of both together"}};
+constexpr Schema kSchemas[] = {
+    {"Server", kServer},
+    {"Servers", kServers},
+    {"ServerObject", kObject, "with what the server tells: id, title and others", true},
+    {"ServerObjects", kObjectPage}};
 
 }  // namespace
 
-const Api kMediaServerApi{"VARN.Tonvale.MediaServer", kMethods};
+const Api kMediaServerApi{.name = "VARN.Tonvale.MediaServer",
+                          .methods = kMethods,
+                          .summary = "Other media servers on the network: docs/mediaservers.md",
+                          .schemas = kSchemas};
 
 }  // namespace tonvale_entry

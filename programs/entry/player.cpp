@@ -2,9 +2,9 @@
 #include "service/player.h"
 
 #include <algorithm>
-#include <climits>
 
 #include "action.h"
+#include "list_request.h"
 #include "service/songs.h"
 #include "service/sound_card.h"
 #include "service/speaker.h"
@@ -17,13 +17,29 @@ namespace {
 
 using namespace tonvale_service;
 
-constexpr long long kMostEntries = 500;
-constexpr long long kUsualEntries = 100;
+constexpr Parameter kSome = LimitedTo(500);
+constexpr Parameter kListed{.name = "action",
+                            .what = "What is listed.",
+                            .usual = "renderers",
+                            .choices = "renderers servers"};
+constexpr Parameter kQueueDo{
+    .name = "action", .what = "What to do.", .usual = "list", .choices = "list add delete clear"};
+constexpr Parameter kVolumeDo{.name = "action",
+                              .what = "What to do; card and set_card are the sound card's.",
+                              .usual = "get",
+                              .choices = "get set set_group card set_card"};
+constexpr Parameter kVolume{.name = "value",
+                            .what = "Of the sound card.",
+                            .kind = Kind::kNumber,
+                            .isRequired = true,
+                            .high = 100};
+constexpr Parameter kGains{
+    .name = "action", .what = "What to do.", .usual = "get", .choices = "get send"};
 
 // The page that is asked for, of whatever `list` gives.
 Json::Value PageOf(const Request &asked, Json::Value (*list)(int, int)) {
-    return list(static_cast<int>(asked.Number("offset", 0, 0, INT_MAX)),
-                static_cast<int>(asked.Number("limit", kUsualEntries, 1, kMostEntries)));
+    const PageWanted page = tonvale_entry::PageOf(asked, kSome);
+    return list(page.offset, page.limit);
 }
 
 std::vector<std::string> ValuesIn(const Request &asked) {
@@ -53,7 +69,7 @@ void HidePath(Json::Value &song) {
 }
 
 Json::Value List(const Request &asked) {
-    const std::string what = asked.Choice("action", {"renderers", "servers"}, "renderers");
+    const std::string what = asked.Choice(kListed);
     return PageOf(asked, what == "servers" ? PlayerServers : PlayerRenderers);
 }
 
@@ -72,14 +88,12 @@ Json::Value Control(const Request &asked) {
 }
 
 Json::Value Volume(const Request &asked) {
-    const std::string action =
-        asked.Choice("action", {"get", "set", "set_group", "card", "set_card"}, "get");
+    const std::string action = asked.Choice(kVolumeDo);
     if (action == "set" || action == "set_group") {
         return Tell(asked, action == "set" ? "volume" : "group-volumes");
     }
     if (action == "set_card") {
-        asked.RequiredText("value");
-        return SetCardVolume(static_cast<int>(asked.Number("value", 0, 0, 100)));
+        return SetCardVolume(static_cast<int>(asked.Number(kVolume)));
     }
     if (action == "card") {
         return SoundCard();
@@ -106,7 +120,7 @@ std::vector<VARN_MEDIA_INFO> Songs(const Request &asked) {
 }
 
 Json::Value Queue(const Request &asked) {
-    const std::string action = asked.Choice("action", {"list", "add", "delete", "clear"}, "list");
+    const std::string action = asked.Choice(kQueueDo);
     if (action == "add") {
         return AddSongs(Songs(asked));
     }
@@ -123,7 +137,7 @@ Json::Value Queue(const Request &asked) {
 }
 
 Json::Value Equalizer(const Request &asked) {
-    if (asked.Choice("action", {"get", "send"}, "get") == "get") {
+    if (asked.Choice(kGains) == "get") {
         return SelectedEqualizer();
     }
     return SendEqualizer(ValuesIn(asked));
@@ -152,21 +166,139 @@ Json::Value ForPlayers(const Request &asked) {
     return Do(asked);
 }
 
+constexpr std::array kControlParameters = {
+    Parameter{.name = "action",
+              .what = "What to do.",
+              .isRequired = true,
+              .choices = "play select seek mode refresh refresh_done search_renderers "
+                         "search_servers airplay_refresh bluetooth_refresh log_level_refresh clear "
+                         "delete volume group_volumes"},
+    Parameter{.name = "value",
+              .what = "Of play and select the song's number in the queue, from 0; of seek seconds; "
+                      "of mode once, repeat, repeat-one or shuffle."}};
+constexpr std::array kEqualizerParameters = {
+    kGains, Parameter{.name = "value",
+                      .what = "Ten gains, -24 to 24 dB; otherwise those of the selected profile.",
+                      .kind = Kind::kTexts}};
+constexpr std::array kInfoParameters = {
+    Parameter{.name = "renderer", .what = "Its udn, or its number in the list."}};
+constexpr std::array kListParameters = {kListed, kOffset, kSome};
+constexpr std::array kPasswordParameters = {
+    Parameter{.name = "renderer",
+              .what = "ADDRESS, ADDRESS:PORT or [IPV6]:PORT of a speaker in a network of this "
+                      "machine.",
+              .isRequired = true},
+    Parameter{.name = "value", .what = "The password to try; in a form."}};
+constexpr std::array kQueueParameters = {
+    kQueueDo, kOffset, kSome,
+    Parameter{.name = "songs",
+              .what = "To add: identifiers of songs of the library, 1000 at most.",
+              .kind = Kind::kTexts},
+    Parameter{.name = "value", .what = "To delete: the song's number.", .kind = Kind::kNumber}};
+constexpr std::array kVolumeParameters = {
+    kVolumeDo, Parameter{.name = "value",
+                         .what = "0 to 100; of set_group one for each device.",
+                         .kind = Kind::kNumbers,
+                         .high = kVolume.high}};
+
 constexpr Method kMethods[] = {
-    {"control", Make<ForPlayers<Control>>, kChanges},
-    {"equalizer", Make<ForPlayers<Equalizer>>, kChanges},
-    {"info", Make<ForPlayers<Info>>},
-    {"list", Make<ForPlayers<List>>},
+    {.name = "control",
+     .make = Make<ForPlayers<Control>>,
+     .changes = true,
+     .summary = "Tell the player what to do",
+     .parameters = kControlParameters,
+     .answer = "PlayerTold"},
+    {.name = "equalizer",
+     .make = Make<ForPlayers<Equalizer>>,
+     .changes = true,
+     .summary = "The equalizer's selected profile; or send gains to the player",
+     .parameters = kEqualizerParameters,
+     .answer = "EqualizerProfile|PlayerTold"},
+    {.name = "info",
+     .make = Make<ForPlayers<Info>>,
+     .summary = "What plays",
+     .parameters = kInfoParameters,
+     .answer = "PlayerInfo"},
+    {.name = "list",
+     .make = Make<ForPlayers<List>>,
+     .summary = "The outputs, or the media servers, that the player knows",
+     .parameters = kListParameters,
+     .answer = "PlayerPage"},
     {.name = "password_test",
      .make = Make<ForPlayers<PasswordTest>>,
      .changes = true,
-     .asksElsewhere = true},
-    {"queue", Make<ForPlayers<Queue>>, kChanges},
-    {"volume", Make<ForPlayers<Volume>>, kChanges},
+     .asksElsewhere = true,
+     .summary = "Ask an AirPlay speaker whether it takes a password",
+     .parameters = kPasswordParameters,
+     .answer = "SpeakerStatus"},
+    {.name = "queue",
+     .make = Make<ForPlayers<Queue>>,
+     .changes = true,
+     .summary = "The queue, which songs are added to and taken off",
+     .parameters = kQueueParameters,
+     .answer = "PlayerQueue|PlayerTold"},
+    {.name = "volume",
+     .make = Make<ForPlayers<Volume>>,
+     .changes = true,
+     .summary = "The volume of the player, of speakers, of the sound card",
+     .parameters = kVolumeParameters,
+     .answer = "PlayerVolume|SoundCard|PlayerTold"},
 };
+
+// What the player tells is passed on.
+constexpr Field kTold[] = {{"added?", "number", "songs of this addition in the queue"},
+                           {"skipped?", "number", "songs that the player cannot reach"},
+                           {"waiting?", "number", "songs that are being added"},
+                           {"given_up?", "any"}};
+constexpr Field kSong[] = {{"index?", "number", "in the queue, from 0"},
+                           {"title?", "text"},
+                           {"artist?", "text"},
+                           {"album?", "text"},
+                           {"duration?", "number", "seconds"}};
+constexpr Field kInfo[] = {{"state?", "text"},
+                           {"index?", "number", "of the song in the queue, from 0"},
+                           {"position?", "number", "seconds"},
+                           {"total?", "number", "songs in the queue"},
+                           {"volume?", "number"},
+                           {"mode?", "number", "once, repeat, repeat-one, shuffle from 0 on"},
+                           {"song?", "PlayerSong|null"},
+                           {"adding?", "flag"},
+                           {"given_up?", "any"},
+                           {"refresh?", "flag"},
+                           {"renderer?", "Renderer"}};
+constexpr Field kRenderer[] = {{"udn?", "text"}, {"name?", "text"}, {"enabled?", "flag"}};
+constexpr Field kPage[] = {{"offset?", "number"},
+                           {"total?", "number"},
+                           {"renderers?", "[Renderer]"},
+                           {"servers?", "[Renderer]"}};
+constexpr Field kQueue[] = {{"offset?", "number"},
+                            {"total?", "number"},
+                            {"songs", "[PlayerSong]", "may be fewer than the limit"}};
+constexpr Field kProfile[] = {{"name", "text|null"}, {"values", "text|null"}};
+constexpr Field kStatus[] = {{"status", "=open locked right wrong busy unknown"}};
+constexpr Field kPlayerVolume[] = {{"volume", "number|null"}};
+constexpr Field kCard[] = {{"card", "number|null"},
+                           {"mixer", "text"},
+                           {"device", "text"},
+                           {"volume", "number|null", "as configured"},
+                           {"mixer_volume", "number|null"},
+                           {"hardware_mixer", "flag"},
+                           {"high_resolution", "flag"},
+                           {"usb", "flag"},
+                           {"bluetooth", "flag"}};
+constexpr Schema kSchemas[] = {{"PlayerTold", kTold, {}, true}, {"PlayerSong", kSong, {}, true},
+                               {"PlayerInfo", kInfo, {}, true}, {"Renderer", kRenderer, {}, true},
+                               {"PlayerPage", kPage, {}, true}, {"PlayerQueue", kQueue, {}, true},
+                               {"EqualizerProfile", kProfile},  {"SpeakerStatus", kStatus},
+                               {"PlayerVolume", kPlayerVolume}, {"SoundCard", kCard}};
 
 }  // namespace
 
-const Api kPlayerApi{"VARN.Tonvale.Player", kMethods};
+const Api kPlayerApi{.name = "VARN.Tonvale.Player",
+                     .methods = kMethods,
+                     .summary =
+                         "The player daemon and the sound card, for those with the right "
+                         "usb: docs/players.md",
+                     .schemas = kSchemas};
 
 }  // namespace tonvale_entry

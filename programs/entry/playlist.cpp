@@ -14,6 +14,22 @@ namespace {
 
 using namespace tonvale_service;
 
+constexpr Parameter kListed{.name = "library",
+                            .what = "Whose playlists.",
+                            .usual = "all",
+                            .choices = "all shared personal"};
+constexpr Parameter kWhere{.name = "library",
+                           .what = "Whose playlist it becomes.",
+                           .usual = "personal",
+                           .choices = "shared personal"};
+constexpr Parameter kFormat{.name = "format", .what = "Of its file.", .usual = "m3u", .names = [] {
+                                return WrittenFormats();
+                            }};
+constexpr Parameter kLength{.name = "length",
+                            .what = "So many entries; 0 only inserts.",
+                            .kind = Kind::kNumber,
+                            .usual = "1"};
+
 AnyPlaylist PlaylistOf(const Request &request) {
     return FindById(request.User().GetLoginUserName(), request.User().GetLoginUID(),
                     request.RequiredText("id"));
@@ -33,7 +49,7 @@ int Position(const Request &request, const char *name) {
 }
 
 std::unique_ptr<Page> List(const Request &asked) {
-    const std::string library = asked.Choice("library", {"all", "shared", "personal"}, "all");
+    const std::string library = asked.Choice(kListed);
     const PageWanted page = PageOf(asked);
     std::vector<Collection> collections;
     for (const bool isPersonal : {true, false}) {
@@ -61,10 +77,10 @@ varn::OwnedSongs Songs(const Request &asked) {
 }
 
 Json::Value Create(const Request &asked) {
-    const std::string library = asked.Choice("library", {"shared", "personal"}, "personal");
+    const std::string library = asked.Choice(kWhere);
     const Collection collection = CollectionOf(asked, library == "personal");
     RequireRight(asked, collection);
-    const std::string format = asked.Choice("format", WrittenFormats(), "m3u");
+    const std::string format = asked.Choice(kFormat);
     const varn::OwnedSongs songs = asked.Text("songs").empty() ? nullptr : Songs(asked);
     return Told(collection,
                 CreatePlaylist(collection, asked.RequiredText("name"), format, songs.get()));
@@ -117,7 +133,7 @@ void Remove(const Request &asked, const Collection &collection, const Playlist &
 
 void Replace(const Request &asked, const Collection &collection, const Playlist &playlist) {
     const int position = Position(asked, "position");
-    const int length = static_cast<int>(asked.Number("length", 1, 0, INT_MAX));
+    const int length = static_cast<int>(asked.Number(kLength));
     ReplaceSongs(collection, playlist, position, length, Songs(asked));
 }
 
@@ -125,18 +141,114 @@ void RemoveGone(const Request & /*asked*/, const Collection &collection, const P
     RemoveMissing(collection, playlist);
 }
 
-constexpr Method kMethods[] = {{"list", Make<List>},
-                               {"get", Make<Get>},
-                               {"create", Make<Create>, kChanges},
-                               {"rename", Make<Edit<Rename>>, kChanges},
-                               {"delete", Make<Edit<Delete>>, kChanges},
-                               {"add", Make<Edit<Add>>, kChanges},
-                               {"remove", Make<Edit<Remove>>, kChanges},
-                               {"replace", Make<Edit<Replace>>, kChanges},
-                               {"remove_missing", Make<Edit<RemoveGone>>, kChanges}};
+constexpr Parameter kId{.name = "id", .what = "The playlist.", .isRequired = true};
+constexpr Parameter kName{.name = "name",
+                          .what =
+                              "At most 240 bytes without slashes and control characters; "
+                              "begins with no dot and is not just a number.",
+                          .isRequired = true};
+constexpr Parameter kSongs{.name = "songs",
+                           .what =
+                               "Identifiers of songs, streams and radio stations, or http and "
+                               "https addresses; 1000 at most.",
+                           .kind = Kind::kTexts,
+                           .isRequired = true};
+constexpr Parameter kPosition{.name = "position",
+                              .what = "The place of an entry, from 0.",
+                              .kind = Kind::kNumber,
+                              .isRequired = true};
+constexpr auto kListParameters = Join(kListed, kPaging);
+constexpr auto kGetParameters = Join(kId, kPaging, kAdditional);
+constexpr std::array kCreateParameters = {
+    kWhere, kName, kFormat, Parameter{.name = "songs", .what = kSongs.what, .kind = Kind::kTexts}};
+constexpr std::array kRenameParameters = {kId, kName};
+constexpr std::array kIdParameters = {kId};
+constexpr std::array kAddParameters = {kId, kSongs,
+                                       Parameter{.name = "skip_duplicate",
+                                                 .what = "Leave out songs that are there.",
+                                                 .kind = Kind::kFlag,
+                                                 .usual = "false"}};
+constexpr std::array kRemoveParameters = {
+    kId,
+    Parameter{.name = "position",
+              .what = "The places of entries, from 0; with length the first of them.",
+              .kind = Kind::kNumbers,
+              .isRequired = true},
+    Parameter{.name = "length", .what = "So many entries in a row.", .kind = Kind::kNumber}};
+constexpr std::array kReplaceParameters = {kId, kPosition, kLength, kSongs};
+
+constexpr Method kMethods[] = {
+    {.name = "list",
+     .make = Make<List>,
+     .summary = "The user's own playlists, then the shared ones; smart ones after the others",
+     .parameters = kListParameters,
+     .answer = "PlaylistPage"},
+    {.name = "get",
+     .make = Make<Get>,
+     .summary = "A playlist and its songs, with entries that the library does not know",
+     .parameters = kGetParameters,
+     .answer = "PlaylistSongs"},
+    {.name = "create",
+     .make = Make<Create>,
+     .changes = true,
+     .summary = "Make a playlist",
+     .parameters = kCreateParameters,
+     .answer = "Playlist"},
+    {.name = "rename",
+     .make = Make<Edit<Rename>>,
+     .changes = true,
+     .summary = "Give a playlist another name; it is told as it is then",
+     .parameters = kRenameParameters,
+     .answer = "Playlist"},
+    {.name = "delete",
+     .make = Make<Edit<Delete>>,
+     .changes = true,
+     .summary = "Delete a playlist and its file",
+     .parameters = kIdParameters},
+    {.name = "add",
+     .make = Make<Edit<Add>>,
+     .changes = true,
+     .summary = "Add songs to the end of a playlist",
+     .parameters = kAddParameters},
+    {.name = "remove",
+     .make = Make<Edit<Remove>>,
+     .changes = true,
+     .summary = "Take entries off a playlist",
+     .parameters = kRemoveParameters},
+    {.name = "replace",
+     .make = Make<Edit<Replace>>,
+     .changes = true,
+     .summary = "Put songs in the place of entries",
+     .parameters = kReplaceParameters},
+    {.name = "remove_missing",
+     .make = Make<Edit<RemoveGone>>,
+     .changes = true,
+     .summary = "Take entries off that the library does not know, but no streams",
+     .parameters = kIdParameters},
+};
+
+constexpr Field kPlaylist[] = {
+    {"id", "text",
+     "playlist_shared_normal/12, playlist_personal_normal/KEY, playlist_shared_smart/NAME or "
+     "playlist_personal_smart/NAME; KEY is a number, or without a personal library the file's "
+     "name"},
+    {"name", "text"},
+    {"library", "=shared personal"},
+    {"type", "=normal smart"},
+    {"path?", "text", "of a normal one, from the share on"}};
+constexpr Field kPage[] = {{"offset", "number"}, {"total", "number"}, {"playlists", "[Playlist]"}};
+constexpr Field kSongPage[] = {
+    {"playlist", "Playlist"}, {"offset", "number"}, {"total", "number"}, {"songs", "[Song]"}};
+constexpr Schema kSchemas[] = {
+    {"Playlist", kPlaylist}, {"PlaylistPage", kPage}, {"PlaylistSongs", kSongPage}};
 
 }  // namespace
 
-const Api kPlaylistApi{"VARN.Tonvale.Playlist", kMethods};
+const Api kPlaylistApi{.name = "VARN.Tonvale.Playlist",
+                       .methods = kMethods,
+                       .summary =
+                           "Playlists: the user's own, and shared ones, which take the "
+                           "right playlist to change",
+                       .schemas = kSchemas};
 
 }  // namespace tonvale_entry

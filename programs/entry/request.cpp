@@ -135,6 +135,15 @@ long long Request::Number(const std::string &name, long long otherwise, long lon
     return *number;
 }
 
+long long Request::Number(const Parameter &wanted) const {
+    const std::string name(wanted.name);
+    if (wanted.isRequired) {
+        RequiredText(name);
+    }
+    return Number(name, wanted.usual.empty() ? 0 : *ParseNumber(wanted.usual, LLONG_MIN, LLONG_MAX),
+                  wanted.low, wanted.high);
+}
+
 std::vector<std::string> Request::Values(const std::string &name) const {
     auto values = SplitValues(RequiredText(name), kMostValues);
     if (!values || values->empty()) {
@@ -166,6 +175,10 @@ std::string Request::Choice(const std::string &name, const std::vector<std::stri
         throw Refusal{Code::kBadParameter, name};
     }
     return value;
+}
+
+std::string Request::Choice(const Parameter &wanted) const {
+    return Choice(std::string(wanted.name), ChoicesOf(wanted), std::string(wanted.usual));
 }
 
 bool Request::Flag(const std::string &name) const {

@@ -5,6 +5,7 @@
 #include <string>
 #include <vector>
 
+#include "description.h"
 #include "login.h"
 #include "parameters.h"
 #include "refusal.h"
@@ -62,6 +63,8 @@ class Request {
     std::optional<std::string> Given(const std::string &name) const;
     long long Number(const std::string &name, long long otherwise, long long low,
                      long long high) const;
+    // The same with the bounds and the default of a description.
+    long long Number(const Parameter &wanted) const;
     // At least one value, at most 1000.
     std::vector<std::string> Values(const std::string &name) const;
     // Any number of values, each of them one of the known names.
@@ -72,6 +75,7 @@ class Request {
     // One of the known names.
     std::string Choice(const std::string &name, const std::vector<std::string> &known,
                        const std::string &otherwise) const;
+    std::string Choice(const Parameter &wanted) const;
     // "true", or else "false", also when it was not given.
     bool Flag(const std::string &name) const;
 

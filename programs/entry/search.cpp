@@ -10,8 +10,7 @@ namespace {
 
 using namespace tonvale_service;
 
-constexpr int kMostOfAll = 50;
-constexpr int kUsualOfAll = 5;
+constexpr Parameter kFew = LimitedTo(50, "5");
 
 // The library of a request; a search has no filters.
 ListRequest LibraryOf(const Request &asked) {
@@ -39,19 +38,70 @@ std::unique_ptr<Page> Playlists(const Request &asked) {
 Json::Value All(const Request &asked) {
     ListRequest request = LibraryOf(asked);
     request.offset = 0;
-    request.limit = static_cast<int>(asked.Number("limit", kUsualOfAll, 1, kMostOfAll));
+    request.limit = static_cast<int>(asked.Number(kFew));
     return SearchAll(request, asked.RequiredText("keyword"), CollectionsOf(asked),
                      TrackWriterOf(asked));
 }
 
-constexpr Method kMethods[] = {{.name = "all", .make = Make<All>},
-                               {.name = "albums", .make = Make<Groups<0>>, .takesRoot = false},
-                               {.name = "artists", .make = Make<Groups<1>>, .takesRoot = false},
-                               {.name = "composers", .make = Make<Groups<2>>, .takesRoot = false},
-                               {.name = "playlists", .make = Make<Playlists>}};
+constexpr Parameter kKeyword{
+    .name = "keyword", .what = "Words, all of them; 400 bytes at most.", .isRequired = true};
+constexpr std::array kAllParameters = {kKeyword, kFew, kLibrary, kAdditional};
+constexpr auto kGroupParameters = Join(kKeyword, kPaging, kLibrary);
+constexpr auto kPlaylistParameters = Join(kKeyword, kPaging);
+
+constexpr Method kMethods[] = {
+    {.name = "all",
+     .make = Make<All>,
+     .summary = "The first few of each kind",
+     .parameters = kAllParameters,
+     .answer = "Found"},
+    {.name = "albums",
+     .make = Make<Groups<0>>,
+     .takesRoot = false,
+     .summary = "Albums by their names",
+     .parameters = kGroupParameters,
+     .answer = "FoundAlbums"},
+    {.name = "artists",
+     .make = Make<Groups<1>>,
+     .takesRoot = false,
+     .summary = "Artists by their names",
+     .parameters = kGroupParameters,
+     .answer = "FoundArtists"},
+    {.name = "composers",
+     .make = Make<Groups<2>>,
+     .takesRoot = false,
+     .summary = "Composers by their names",
+     .parameters = kGroupParameters,
+     .answer = "FoundComposers"},
+    {.name = "playlists",
+     .make = Make<Playlists>,
+     .summary = "Playlists by their names",
+     .parameters = kPlaylistParameters,
+     .answer = "PlaylistPage"},
+};
+
+constexpr Field kAlbum[] = {{"name", "text"}, {"album_artist", "text"}};
+constexpr Field kName[] = {{"name", "text"}};
+constexpr Field kFound[] = {
+    {"songs", "[Song]"},         {"albums", "[FoundAlbum]"},
+    {"artists", "[FoundName]"},  {"composers", "[FoundName]"},
+    {"playlists", "[Playlist]"}, {"total", "{number}", "how many there are of each"}};
+constexpr Field kAlbums[] = {{"offset", "number"}, {"total", "number"}, {"albums", "[FoundAlbum]"}};
+constexpr Field kArtists[] = {
+    {"offset", "number"}, {"total", "number"}, {"artists", "[FoundName]"}};
+constexpr Field kComposers[] = {
+    {"offset", "number"}, {"total", "number"}, {"composers", "[FoundName]"}};
+constexpr Schema kSchemas[] = {{"FoundAlbum", kAlbum},     {"FoundName", kName},
+                               {"Found", kFound},          {"FoundAlbums", kAlbums},
+                               {"FoundArtists", kArtists}, {"FoundComposers", kComposers}};
 
 }  // namespace
 
-const Api kSearchApi{"VARN.Tonvale.Search", kMethods};
+const Api kSearchApi{.name = "VARN.Tonvale.Search",
+                     .methods = kMethods,
+                     .summary =
+                         "Names of all kinds with the words of a text, best matches first: "
+                         "docs/browsing.md",
+                     .schemas = kSchemas};
 
 }  // namespace tonvale_entry

@@ -6,12 +6,18 @@
 #include <utility>
 
 #include "action.h"
+#include "tonvale/settings.h"
 
 namespace tonvale_entry {
 
 namespace {
 
 constexpr std::size_t kLongestText = 4096;
+constexpr Parameter kCustomKey{.name = "custom_key",
+                               .what = "The custom key to set; for administrators.",
+                               .kind = Kind::kNumber,
+                               .low = 1,
+                               .high = tonvale_service::kCustomKeys};
 
 // What the asking user may know.
 Json::Value Settings(const Request &request) {
@@ -74,7 +80,7 @@ Json::Value Set(const Request &asked) {
     }
     const unsigned mask = setsRights ? asked.RightsIn("permissions") : 0;
     const std::string user = setsRights ? asked.RequiredText("user") : "";
-    const auto key = setsKey ? asked.Number("custom_key", 0, 1, tonvale_service::kCustomKeys) : 0;
+    const auto key = setsKey ? asked.Number(kCustomKey) : 0;
     const std::string type = ShortText(asked, "type");
     const std::string value = ShortText(asked, "value");
     const std::string title = ShortText(asked, "title");
@@ -90,10 +96,54 @@ Json::Value Set(const Request &asked) {
     return Settings(asked);
 }
 
-constexpr Method kMethods[] = {{"get", Make<Settings>}, {"set", Make<Set>, kChanges}};
+constexpr std::array kSetParameters = {
+    Parameter{.name = "support_transcode_mp3",
+              .what = "Songs are transcoded to MP3.",
+              .kind = Kind::kFlag},
+    Parameter{.name = "prefer_using_html5",
+              .what = "The HTML5 player is preferred.",
+              .kind = Kind::kFlag},
+    Parameter{.name = "audio_show_virtual_library",
+              .what = "Tracks of cue sheets are shown.",
+              .kind = Kind::kFlag},
+    Parameter{.name = "browse_personal_library",
+              .what = "The part of the library that is shown.",
+              .choices = "all personal"},
+    Parameter{.name = "user", .what = "With permissions: whose they are."},
+    Parameter{.name = "permissions",
+              .what = "All rights that the user is to have; for administrators.",
+              .kind = Kind::kTexts,
+              .names = [] { return tonvale_service::RightNames(RIGHT_ALL); }},
+    kCustomKey,
+    Parameter{.name = "type", .what = "Of the custom key, at most 4096 bytes."},
+    Parameter{.name = "value", .what = "Of the custom key, at most 4096 bytes."},
+    Parameter{.name = "title", .what = "Of the custom key, at most 4096 bytes."}};
+
+constexpr Method kMethods[] = {
+    {.name = "get",
+     .make = Make<Settings>,
+     .summary = "The preferences of the user, and for administrators all rights and custom keys",
+     .answer = "Settings"},
+    {.name = "set",
+     .make = Make<Set>,
+     .changes = true,
+     .summary = "Set any of these, or nothing when one is refused; answers like get",
+     .parameters = kSetParameters,
+     .answer = "Settings"},
+};
+
+constexpr Field kKey[] = {
+    {"index", "number", "1 to 4"}, {"type", "text"}, {"value", "text"}, {"title", "text"}};
+constexpr Field kSettings[] = {{"preferences", "{flag|text}", "by the names that set takes"},
+                               {"users?", "[UserRights]", "for administrators"},
+                               {"custom_keys?", "[CustomKey]", "for administrators"}};
+constexpr Schema kSchemas[] = {{"CustomKey", kKey}, {"Settings", kSettings}};
 
 }  // namespace
 
-const Api kSettingApi{"VARN.Tonvale.Setting", kMethods};
+const Api kSettingApi{.name = "VARN.Tonvale.Setting",
+                      .methods = kMethods,
+                      .summary = "Preferences: docs/settings.md",
+                      .schemas = kSchemas};
 
 }  // namespace tonvale_entry

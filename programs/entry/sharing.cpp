@@ -64,18 +64,80 @@ Json::Value ChangeSong(const Request &asked) {
     return OneLink((LinksOf(asked).*Change)(asked.RequiredText("id")));
 }
 
+constexpr Parameter kId{.name = "id", .what = "The link."};
+constexpr Parameter kPlaylistId{.name = "playlist_id", .what = "In place of id: the playlist."};
+constexpr std::array kDays = {
+    Parameter{.name = "date_available", .what = "The first day, YYYY-MM-DD; 0: from the start."},
+    Parameter{.name = "date_expired", .what = "The last day, YYYY-MM-DD; 0: without an end."}};
+constexpr std::array kLinkParameters = {kId, kPlaylistId};
+constexpr auto kCreateParameters =
+    Join(Parameter{.name = "playlist_id", .what = "Of any kind.", .isRequired = true}, kDays);
+constexpr auto kUpdateParameters = Join(kLinkParameters, kDays);
+constexpr std::array kSongParameters = {
+    Parameter{.name = "id", .what = "The song.", .isRequired = true}};
+
 constexpr Method kMethods[] = {
-    {"get", Make<Get>},
-    {"list", Make<List>},
-    {"create", Make<Create>, kChanges},
-    {"update", Make<Update>, kChanges},
-    {"delete", Make<Delete>, kChanges},
-    {"share_song", Make<ChangeSong<&Links::ShareSong>>, kChanges},
-    {"unshare_song", Make<ChangeSong<&Links::UnshareSong>>, kChanges},
+    {.name = "get",
+     .make = Make<Get>,
+     .summary = "One link",
+     .parameters = kLinkParameters,
+     .answer = "OneSharing"},
+    {.name = "list",
+     .make = Make<List>,
+     .summary = "All links of the user",
+     .parameters = kPaging,
+     .answer = "SharingPage"},
+    {.name = "create",
+     .make = Make<Create>,
+     .changes = true,
+     .summary = "Make a link for a playlist; a last day alone begins today, a first day alone is "
+                "400",
+     .parameters = kCreateParameters,
+     .answer = "OneSharing"},
+    {.name = "update",
+     .make = Make<Update>,
+     .changes = true,
+     .summary = "Give a link other days",
+     .parameters = kUpdateParameters,
+     .answer = "OneSharing"},
+    {.name = "delete",
+     .make = Make<Delete>,
+     .changes = true,
+     .summary = "Take a link away; the playlist stays",
+     .parameters = kLinkParameters},
+    {.name = "share_song",
+     .make = Make<ChangeSong<&Links::ShareSong>>,
+     .changes = true,
+     .summary = "Put a song on the list of shared songs, which has a link of its own",
+     .parameters = kSongParameters,
+     .answer = "OneSharing"},
+    {.name = "unshare_song",
+     .make = Make<ChangeSong<&Links::UnshareSong>>,
+     .changes = true,
+     .summary = "Take a song off that list",
+     .parameters = kSongParameters,
+     .answer = "OneSharing"},
 };
+
+constexpr Field kSharing[] = {{"id", "text"},
+                              {"url", "text"},
+                              {"date_available", "text", "YYYY-MM-DD; 0: from the start"},
+                              {"date_expired", "text", "YYYY-MM-DD; 0: without an end"},
+                              {"status", "text", "valid, invalid before its first day, expired"},
+                              {"playlist_id", "text"},
+                              {"name", "text"},
+                              {"song_url?", "text", "of share_song: of that song alone"}};
+constexpr Field kOne[] = {{"sharing", "Sharing"}};
+constexpr Field kPage[] = {{"offset", "number"}, {"total", "number"}, {"sharings", "[Sharing]"}};
+constexpr Schema kSchemas[] = {{"Sharing", kSharing}, {"OneSharing", kOne}, {"SharingPage", kPage}};
 
 }  // namespace
 
-const Api kSharingApi{"VARN.Tonvale.Sharing", kMethods};
+const Api kSharingApi{.name = "VARN.Tonvale.Sharing",
+                      .methods = kMethods,
+                      .summary =
+                          "The share links of the user, who needs the right sharing: "
+                          "docs/sharing.md",
+                      .schemas = kSchemas};
 
 }  // namespace tonvale_entry

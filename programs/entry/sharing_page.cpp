@@ -19,10 +19,18 @@ constexpr char kLink[] = "sharing_id";
 constexpr char kId[] = "id";
 
 // As many digits as the addresses of pages have, and a page more can be counted from there.
-constexpr long long kLastOffset = 999'999'999;
+constexpr Parameter kFirst{.name = "offset",
+                           .what = "How many songs come before the page.",
+                           .kind = Kind::kNumber,
+                           .high = 999'999'999,
+                           .usual = "0"};
 
 // Anybody may ask, and a page is held whole, at 12 KB a song.
-constexpr int kMostSongs = 500;
+constexpr Parameter kSongs = LimitedTo(500);
+constexpr Parameter kSize{.name = "size",
+                          .what = "A small copy, or the picture itself.",
+                          .usual = "scaled",
+                          .choices = "original scaled"};
 
 // Does something with a song of the link's; what is not there is refused like a link.
 template <typename Work>
@@ -42,7 +50,7 @@ bool OrRefused(const Work &work) {
 }
 
 Json::Value Get(const Request &asked) {
-    const PageWanted wanted = PageOf(asked, kMostSongs);
+    const PageWanted wanted = PageOf(asked, kSongs);
     const SharedPlaylist playlist(asked.Text(kLink));
     const SharedPage page = playlist.Songs(wanted.offset, wanted.limit);
     Json::Value data(Json::objectValue);
@@ -80,7 +88,7 @@ class Cover : public MediaAction {
 
   protected:
     bool Send() override {
-        const bool isSmall = Asked().Choice("size", {"original", "scaled"}, "scaled") == "scaled";
+        const bool isSmall = Asked().Choice(kSize) == "scaled";
         const VARN_MEDIA_INFO song = SharedPlaylist(Asked().Text(kLink)).Song(Asked().Text(kId));
         const int side = isSmall ? tonvale_service::kUsualSide : tonvale_service::kOriginalSide;
         return OrRefused([&] {
@@ -117,7 +125,7 @@ class Page : public ActionHandler {
         const std::string reference = request_.Text("song");
         LinkPage page;
         page.linkId = request_.Text(kLink);
-        page.offset = static_cast<int>(request_.Number("offset", 0, 0, kLastOffset));
+        page.offset = static_cast<int>(request_.Number(kFirst));
         SharedPlaylist playlist(page.linkId);
         page.isOneSong = !reference.empty();
         if (page.isOneSong) {
@@ -134,15 +142,60 @@ class Page : public ActionHandler {
     const Request &request_;
 };
 
+constexpr Parameter kLinkId{.name = kLink, .what = "The link.", .isRequired = true};
+constexpr Parameter kSongId{.name = kId, .what = "A song of the link.", .isRequired = true};
+constexpr std::array kGetParameters = {kLinkId, kOffset, kSongs};
+constexpr auto kStreamParameters = Join(kLinkId, kSongId, kSoundParameters);
+constexpr std::array kCoverParameters = {kLinkId, kSongId, kSize};
+constexpr std::array kPageParameters = {
+    kLinkId, kFirst,
+    Parameter{.name = "song", .what = "One song alone: the reference in its address."}};
+
 constexpr Method kMethods[] = {
-    {"get", Make<Get>},
-    {.name = "stream", .make = Make<Stream>, .isMedia = true, .lasts = true},
-    {.name = "cover", .make = Make<Cover>, .isMedia = true},
-    {"page", Make<Page>},
+    {.name = "get",
+     .make = Make<Get>,
+     .summary = "The songs that a link publishes",
+     .parameters = kGetParameters,
+     .answer = "SharedPage"},
+    {.name = "stream",
+     .make = Make<Stream>,
+     .isMedia = true,
+     .lasts = true,
+     .summary = "The sound of one of these songs",
+     .parameters = kStreamParameters,
+     .answer = kSoundTypes},
+    {.name = "cover",
+     .make = Make<Cover>,
+     .isMedia = true,
+     .summary = "The picture of one of these songs",
+     .parameters = kCoverParameters,
+     .answer = "image/jpeg image/png image/gif image/webp image/bmp"},
+    {.name = "page",
+     .make = Make<Page>,
+     .summary = "The page of a link, /as/sharing/ID, in HTML",
+     .parameters = kPageParameters,
+     .answer = "text/html"},
 };
+
+constexpr Field kSong[] = {{"id", "text"},
+                           {"title", "text"},
+                           {"artist", "text"},
+                           {"album", "text"},
+                           {"duration", "number", "seconds"}};
+constexpr Field kShared[] = {{"name", "text"},
+                             {"offset", "number"},
+                             {"total", "number", "entries of the playlist, missing ones as well"},
+                             {"songs", "[SharedSong]"}};
+constexpr Schema kSchemas[] = {{"SharedSong", kSong}, {"SharedPage", kShared}};
 
 }  // namespace
 
-const Api kSharingPageApi{"VARN.Tonvale.Sharing.Page", kMethods, true};
+const Api kSharingPageApi{.name = "VARN.Tonvale.Sharing.Page",
+                          .methods = kMethods,
+                          .isPublic = true,
+                          .summary =
+                              "What a share link publishes, without a login. All else is "
+                              "404 after 0.3 seconds",
+                          .schemas = kSchemas};
 
 }  // namespace tonvale_entry

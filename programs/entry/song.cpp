@@ -12,14 +12,23 @@ namespace {
 
 using tonvale_service::Page;
 
+constexpr Parameter kField{
+    .name = "field", .what = "Where the words are looked for.", .usual = "all", .names = [] {
+        return tonvale_service::SearchFields();
+    }};
+constexpr Parameter kStars{.name = "rating",
+                           .what = "Stars; 0 takes them away.",
+                           .kind = Kind::kNumber,
+                           .isRequired = true,
+                           .high = 5};
+
 std::unique_ptr<Page> List(const Request &asked) {
     return ListSongs(ListRequestOf(asked), TrackWriterOf(asked));
 }
 
 std::unique_ptr<Page> Search(const Request &asked) {
-    const auto &fields = tonvale_service::SearchFields();
-    return SearchSongs(ListRequestOf(asked), asked.RequiredText("keyword"),
-                       asked.Choice("field", fields, fields.front()), TrackWriterOf(asked));
+    return SearchSongs(ListRequestOf(asked), asked.RequiredText("keyword"), asked.Choice(kField),
+                       TrackWriterOf(asked));
 }
 
 // The songs in the order of their identifiers; one that is not there, or is another user's, is left
@@ -36,23 +45,101 @@ Json::Value Get(const Request &asked) {
 
 Json::Value Rate(const Request &asked) {
     asked.Require(RIGHT_EDITSONG);
-    const auto stars = asked.Number("rating", -1, 0, 5);
-    if (stars < 0) {
-        throw Refusal{Code::kBadParameter};
-    }
+    const auto stars = asked.Number(kStars);
     const uid_t uid = asked.User().GetLoginUID();
     tonvale_service::RateSongs(uid, tonvale_service::RowsOf(uid, asked.Values("id")),
                                static_cast<unsigned>(stars));
     return Json::Value(Json::objectValue);
 }
 
-constexpr Method kMethods[] = {{.name = "list", .make = Make<List>, .takesRoot = false},
-                               {.name = "search", .make = Make<Search>, .takesRoot = false},
-                               {.name = "get", .make = Make<Get>, .takesRoot = false},
-                               {.name = "rate", .make = Make<Rate>, .changes = true}};
+std::vector<std::string> ListSortKeys() {
+    std::vector<std::string> keys = tonvale_service::SongSortKeys();
+    keys.emplace_back("random");
+    return keys;
+}
+
+constexpr auto kListParameters =
+    Join(kPaging, SortedBy(ListSortKeys, "title"), kDirection, kLibrary, kFilters, kAdditional);
+constexpr auto kSearchParameters = Join(
+    Parameter{
+        .name = "keyword", .what = "Words, all of them; 400 bytes at most.", .isRequired = true},
+    kField, kPaging, SortedBy([] { return tonvale_service::SearchSortKeys(); }, "match"),
+    kDirection, kLibrary, kFilters, kAdditional);
+constexpr std::array kGetParameters = {kSongIds, kAdditional};
+constexpr std::array kRateParameters = {kSongIds, kStars};
+
+constexpr Method kMethods[] = {
+    {.name = "list",
+     .make = Make<List>,
+     .takesRoot = false,
+     .summary = "A page of the songs that the filters choose; by random a sample without filters",
+     .parameters = kListParameters,
+     .answer = "SongPage"},
+    {.name = "search",
+     .make = Make<Search>,
+     .takesRoot = false,
+     .summary = "A page of the songs that have each word: docs/browsing.md",
+     .parameters = kSearchParameters,
+     .answer = "SongPage"},
+    {.name = "get",
+     .make = Make<Get>,
+     .takesRoot = false,
+     .summary = "Songs by their identifiers, in that order, without unknown ones",
+     .parameters = kGetParameters,
+     .answer = "Songs"},
+    {.name = "rate",
+     .make = Make<Rate>,
+     .changes = true,
+     .summary = "Give songs stars of the user, who needs the right editsong; all of them or none",
+     .parameters = kRateParameters},
+};
+
+constexpr Field kSong[] = {
+    {"id", "text",
+     "identifier: music_ID, of a personal library music_p_ID; of a track of a cue sheet "
+     "music_v_ID, music_p_v_ID; of a stream remote_TAGS URL"},
+    {"title", "text", "title, or the name of the file"},
+    {"path", "text", "path from the share on; the URL of a stream"},
+    {"type", "=file remote"},
+    {"additional?", "Additional"}};
+constexpr Field kAdded[] = {
+    {"song_tag?", "SongTag"}, {"song_audio?", "SongAudio"}, {"song_rating?", "SongRating"}};
+constexpr Field kTag[] = {{"album", "text"},
+                          {"artist", "text"},
+                          {"album_artist", "text"},
+                          {"composer", "text"},
+                          {"genre", "text"},
+                          {"comment", "text"},
+                          {"disc", "number", "0: none"},
+                          {"track", "number", "0: none"},
+                          {"year", "number", "0: none"},
+                          {"rg_track_gain?", "text", "replay gain of the song, dB"},
+                          {"rg_track_peak?", "text", "0 to 1"},
+                          {"rg_album_gain?", "text", "replay gain of the album, dB"},
+                          {"rg_album_peak?", "text", "0 to 1"}};
+constexpr Field kAudio[] = {{"duration", "number", "whole seconds"},
+                            {"frequency", "number", "Hz"},
+                            {"bitrate", "number", "bit/s"},
+                            {"channel", "number"},
+                            {"filesize", "number", "bytes"},
+                            {"container", "text"},
+                            {"codec", "text"}};
+constexpr Field kRating[] = {{"rating", "number", "the user's stars, 0 to 5"}};
+constexpr Field kSongs[] = {{"songs", "[Song]"}};
+constexpr Field kSongPage[] = {{"offset", "number"}, {"total", "number"}, {"songs", "[Song]"}};
+constexpr Schema kSchemas[] = {{"Song", kSong, "a file of music, or a track of a cue sheet"},
+                               {"Additional", kAdded, "what the parameter additional asks for"},
+                               {"SongTag", kTag},
+                               {"SongAudio", kAudio},
+                               {"SongRating", kRating},
+                               {"Songs", kSongs},
+                               {"SongPage", kSongPage}};
 
 }  // namespace
 
-const Api kSongApi{"VARN.Tonvale.Song", kMethods};
+const Api kSongApi{.name = "VARN.Tonvale.Song",
+                   .methods = kMethods,
+                   .summary = "The songs of the library",
+                   .schemas = kSchemas};
 
 }  // namespace tonvale_entry

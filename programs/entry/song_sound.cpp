@@ -21,9 +21,6 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr long long kLeastBitRate = 8000;
-constexpr long long kMostBitRate = 320000;
-
 struct MediaType {
     std::string_view extension;
     const char *type;
@@ -171,9 +168,8 @@ const char *MediaTypeOf(const char *path) {
 }
 
 Sound SongAction::AskedSound() const {
-    return {Asked().Choice("format", {"raw", "mp3", "wav"}, "raw"),
-            static_cast<int>(Asked().Number("position", 0, 0, kLongestSong)),
-            Asked().Number("bitrate", 0, kLeastBitRate, kMostBitRate)};
+    return {Asked().Choice(kFormat), static_cast<int>(Asked().Number(kPosition)),
+            Asked().Number(kBitRate)};
 }
 
 bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {

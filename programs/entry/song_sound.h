@@ -16,6 +16,23 @@ namespace tonvale_entry {
 
 inline constexpr long long kLongestSong = 30 * 24 * 3600;  // seconds
 
+inline constexpr Parameter kPosition{.name = "position",
+                                     .what = "The second to begin at.",
+                                     .kind = Kind::kNumber,
+                                     .high = kLongestSong,
+                                     .usual = "0"};
+inline constexpr Parameter kFormat{.name = "format",
+                                   .what = "The file as it is, or what it is made.",
+                                   .usual = "raw",
+                                   .choices = "raw mp3 wav"};
+inline constexpr Parameter kBitRate{.name = "bitrate",
+                                    .what = "Of MP3, bit/s; docs/webapi.md has those there are.",
+                                    .kind = Kind::kNumber,
+                                    .low = 8000,
+                                    .high = 320000};
+inline constexpr std::array kSoundParameters = {kFormat, kPosition, kBitRate};
+inline constexpr std::string_view kSoundTypes = "audio/* application/octet-stream";
+
 // The header field of sound that keeps a server in front from taking it at once into its files.
 inline constexpr char kAtListenersPace[] = "X-Accel-Buffering: no\r\n";
 

@@ -10,6 +10,9 @@ namespace tonvale_entry {
 
 namespace {
 
+constexpr Parameter kRemoteFormat{
+    .name = "format", .what = "What it is made.", .usual = "mp3", .choices = "mp3 flv"};
+
 class Stream : public SongAction {
   public:
     using SongAction::SongAction;
@@ -32,8 +35,8 @@ class Remote : public EncodedAction {
     bool Send() override {
         Asked().Require(RIGHT_STREAMING);
         const std::string url = Asked().RequiredText("url");
-        const std::string format = Asked().Choice("format", {"mp3", "flv"}, "mp3");
-        const long long position = Asked().Number("position", 0, 0, kLongestSong);
+        const std::string format = Asked().Choice(kRemoteFormat);
+        const long long position = Asked().Number(kPosition);
         if (!IsPermittedUrl(url)) {
             throw Refusal{Code::kBadParameter};
         }
@@ -43,17 +46,38 @@ class Remote : public EncodedAction {
     }
 };
 
+constexpr auto kStreamParameters =
+    Join(Parameter{.name = "id", .what = "The song.", .isRequired = true}, kSoundParameters);
+constexpr std::array kRemoteParameters = {
+    Parameter{.name = "url",
+              .what = "http or https, at most 2000 bytes, of a public host.",
+              .isRequired = true},
+    kRemoteFormat, kPosition};
+
 constexpr Method kMethods[] = {
-    {.name = "stream", .make = Make<Stream>, .isMedia = true, .lasts = true},
+    {.name = "stream",
+     .make = Make<Stream>,
+     .isMedia = true,
+     .lasts = true,
+     .summary = "The sound of a song",
+     .parameters = kStreamParameters,
+     .answer = kSoundTypes},
     {.name = "remote",
      .make = Make<Remote>,
      .asksElsewhere = true,
      .isMedia = true,
-     .takesRoot = false},
+     .takesRoot = false,
+     .summary = "The sound that the encoder finds at an address, without a length",
+     .parameters = kRemoteParameters,
+     .answer = "audio/mpeg video/x-flv"},
 };
 
 }  // namespace
 
-const Api kStreamApi{"VARN.Tonvale.Stream", kMethods};
+const Api kStreamApi{.name = "VARN.Tonvale.Stream",
+                     .methods = kMethods,
+                     .summary =
+                         "The sound of songs and of remote streams, for those with the "
+                         "right streaming"};
 
 }  // namespace tonvale_entry

@@ -1,15 +1,17 @@
 // VARN.Tonvale.User: the own password and keys, and for administrators the users.
-#include <climits>
-
 #include "action.h"
 #include "login.h"
 #include "service/keys.h"
 #include "service/people.h"
 #include "service/settings.h"
+#include "tonvale/settings.h"
 
 namespace tonvale_entry {
 
 namespace {
+
+constexpr Parameter kKeyId{
+    .name = "id", .what = "The key.", .kind = Kind::kNumber, .isRequired = true, .low = 1};
 
 uid_t OwnId(const Request &asked) {
     return asked.User().GetLoginUID();
@@ -41,7 +43,7 @@ Json::Value AddKey(const Request &asked) {
 }
 
 Json::Value RemoveKey(const Request &asked) {
-    tonvale_service::RemoveKey(OwnId(asked), static_cast<int>(asked.Number("id", 0, 1, INT_MAX)));
+    tonvale_service::RemoveKey(OwnId(asked), static_cast<int>(asked.Number(kKeyId)));
     return Json::Value(Json::objectValue);
 }
 
@@ -99,23 +101,99 @@ Json::Value Remove(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
+constexpr Parameter kName{.name = "name", .what = "The user.", .isRequired = true};
+constexpr std::array kPasswordParameters = {
+    Parameter{.name = "old", .what = "The password of now.", .isRequired = true},
+    Parameter{.name = "new", .what = "The password to be, 8 to 256 bytes.", .isRequired = true}};
+constexpr std::array kAddKeyParameters = {
+    Parameter{.name = "for", .what = "The program that it is for, at most 200 bytes."}};
+constexpr std::array kRemoveKeyParameters = {kKeyId};
+constexpr std::array kAddParameters = {
+    kName, Parameter{.name = "password", .what = "8 to 256 bytes.", .isRequired = true},
+    Parameter{.name = "administrator",
+              .what = "The user is an administrator.",
+              .kind = Kind::kFlag,
+              .usual = "false"}};
+constexpr std::array kChangeParameters = {
+    kName, Parameter{.name = "password", .what = "The password to be."},
+    Parameter{.name = "permissions",
+              .what = "All rights that the user is to have.",
+              .kind = Kind::kTexts,
+              .names = [] { return tonvale_service::RightNames(RIGHT_ALL); }}};
+constexpr std::array kRemoveParameters = {kName, Parameter{.name = "delete_music",
+                                                           .what = "The user's music is deleted.",
+                                                           .kind = Kind::kFlag,
+                                                           .usual = "false"}};
+
 constexpr Method kMethods[] = {
     {.name = "change_password",
      .make = Make<ChangePassword>,
      .changes = true,
      .lasts = true,
-     .takesKey = false},
-    {"keys", Make<Keys>},
-    {.name = "add_key", .make = Make<AddKey>, .changes = true, .takesKey = false},
-    {.name = "remove_key", .make = Make<RemoveKey>, .changes = true, .takesKey = false},
-    {"list", Make<List>},
-    {.name = "add", .make = Make<Add>, .changes = true, .lasts = true, .takesKey = false},
-    {.name = "change", .make = Make<Change>, .changes = true, .lasts = true, .takesKey = false},
-    {.name = "remove", .make = Make<Remove>, .changes = true, .lasts = true, .takesKey = false},
+     .takesKey = false,
+     .summary = "Change the own password; all sessions and keys of the user end",
+     .parameters = kPasswordParameters},
+    {.name = "keys", .make = Make<Keys>, .summary = "The keys of the user", .answer = "Keys"},
+    {.name = "add_key",
+     .make = Make<AddKey>,
+     .changes = true,
+     .takesKey = false,
+     .summary = "Make a key for a program; it is not told again",
+     .parameters = kAddKeyParameters,
+     .answer = "NewKey"},
+    {.name = "remove_key",
+     .make = Make<RemoveKey>,
+     .changes = true,
+     .takesKey = false,
+     .summary = "Take a key away",
+     .parameters = kRemoveKeyParameters},
+    {.name = "list",
+     .make = Make<List>,
+     .summary = "All users, for administrators",
+     .answer = "Users"},
+    {.name = "add",
+     .make = Make<Add>,
+     .changes = true,
+     .lasts = true,
+     .takesKey = false,
+     .summary = "Make a user, for administrators",
+     .parameters = kAddParameters},
+    {.name = "change",
+     .make = Make<Change>,
+     .changes = true,
+     .lasts = true,
+     .takesKey = false,
+     .summary = "Change a user's password, rights or both, for administrators",
+     .parameters = kChangeParameters},
+    {.name = "remove",
+     .make = Make<Remove>,
+     .changes = true,
+     .lasts = true,
+     .takesKey = false,
+     .summary = "Remove a user other than oneself and admin, for administrators",
+     .parameters = kRemoveParameters},
 };
+
+constexpr Field kKey[] = {{"id", "number"},
+                          {"for", "text"},
+                          {"made", "time"},
+                          {"last_used", "time", "seconds since 1970; 0: never"}};
+constexpr Field kKeys[] = {{"keys", "[Key]"}};
+constexpr Field kNewKey[] = {{"key", "text"}};
+constexpr Field kRights[] = {
+    {"uid", "number"}, {"name", "text", "empty: the account is gone"}, {"rights", "{flag}"}};
+constexpr Field kUser[] = {kRights[0], kRights[1], kRights[2], {"is_administrator", "flag"}};
+constexpr Field kUsers[] = {{"users", "[User]"}};
+constexpr Schema kSchemas[] = {{"Key", kKey},           {"Keys", kKeys}, {"NewKey", kNewKey},
+                               {"UserRights", kRights}, {"User", kUser}, {"Users", kUsers}};
 
 }  // namespace
 
-const Api kUserApi{"VARN.Tonvale.User", kMethods};
+const Api kUserApi{.name = "VARN.Tonvale.User",
+                   .methods = kMethods,
+                   .summary =
+                       "The own password and keys, and for administrators the users: "
+                       "docs/people.md",
+                   .schemas = kSchemas};
 
 }  // namespace tonvale_entry

@@ -3,6 +3,7 @@
 #include <array>
 #include <cstdio>
 #include <ctime>
+#include <functional>
 #include <string_view>
 #include <utility>
 
@@ -50,6 +51,12 @@ bool Lists(std::string_view list, std::string_view etag) {
 }
 
 }  // namespace
+
+std::string EtagOf(const std::string &text) {
+    std::array<char, 64> etag = {};
+    std::snprintf(etag.data(), etag.size(), "\"%016zx\"", std::hash<std::string>()(text));
+    return etag.data();
+}
 
 Validators ValidatorsOf(const struct stat &info) {
     std::array<char, 96> etag = {};

@@ -14,6 +14,9 @@ struct Validators {
 };
 Validators ValidatorsOf(const struct stat &info);
 
+// A tag for a text.
+std::string EtagOf(const std::string &text);
+
 // The fields as lines of an answer's header, without those of empty values.
 std::string Lines(const Validators &validators);
 

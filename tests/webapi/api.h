@@ -40,6 +40,13 @@ class Api {
         return query;
     }
 
+    // Those of the parameters that a method takes.
+    static Given Taken(const std::string &api, const std::string &method, Given parameters) {
+        const Json::Value known = ParametersOf(OperationAt("/VARN.Tonvale." + api + "/" + method));
+        std::erase_if(parameters, [&](const auto &one) { return !known.isMember(one.first); });
+        return parameters;
+    }
+
     // The whole answer of a method to a user, by a POST.
     static Json::Value Answer(const std::string &api, const std::string &method,
                               const Given &parameters = {}, const std::string &user = "alice",

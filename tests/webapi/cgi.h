@@ -11,6 +11,7 @@
 
 #include "platform/child.h"
 #include "support/spawn.h"
+#include "webapi/described.h"
 
 namespace tonvale_test {
 
@@ -36,7 +37,8 @@ inline std::vector<std::string> Environment(Variables variables) {
     return entries;
 }
 
-// What entry.cgi writes in an environment of the given variables and this process's root.
+// What entry.cgi writes in an environment of the given variables and this process's root, as it is
+// described.
 inline std::string RunCgi(const Variables &variables, const std::string &input = "") {
     const int in = memfd_create("in", MFD_CLOEXEC);
     const int out = memfd_create("out", MFD_CLOEXEC);
@@ -47,6 +49,8 @@ inline std::string RunCgi(const Variables &variables, const std::string &input =
     const std::string text = TextOf(out);
     close(in);
     close(out);
+    const auto query = variables.find("QUERY_STRING");
+    CheckDescribed(query != variables.end() ? query->second : "", input, text);
     return text;
 }
 

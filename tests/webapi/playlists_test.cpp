@@ -111,7 +111,8 @@ TEST_F(PlaylistApi, OfRenamesAtOnceOneHoldsAndTheOthersAreTold) {
         for (const std::string &method : methods) {
             const std::string newName = name + (children.empty() ? "b" : "c");
             children.push_back(StartInChild([&] {
-                const Given given = {{"id", id}, {"name", newName}, {"songs", "music_1"}};
+                const Given given = Taken("Playlist", method,
+                                          {{"id", id}, {"name", newName}, {"songs", "music_1"}});
                 const int code = CodeOf("Playlist", method, given, "bob");
                 EXPECT_TRUE(code == 0 || (code == 409 && method == "rename") ||
                             (code == 404 && (isDeleted || library == "personal")))

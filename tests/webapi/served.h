@@ -127,7 +127,9 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
                    unsigned host = 1) const {
         HttpClient client(port_, host);
         client.Send(Request(path, fields));
-        return client.Answer();
+        HttpAnswer answer = client.Answer();
+        CheckDescribed(path.substr(path.find('?') + 1), "", answer.header + answer.body);
+        return answer;
     }
     HttpAnswer Stream(const std::string &rest, const std::string &range = "") const {
         return Get(Path("Stream", "stream&id=music_1" + rest),

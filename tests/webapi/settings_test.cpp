@@ -18,7 +18,7 @@ TEST_F(SettingApi, KeepsEachUsersPreferences) {
     EXPECT_TRUE(Preferences()["prefer_using_html5"].asBool());
     const Json::Value answer = Ask("Setting", "set",
                                    {{"prefer_using_html5", "false"},
-                                    {"audio_show_virtual_library", "no"},
+                                    {"audio_show_virtual_library", "false"},
                                     {"browse_personal_library", "personal"}});
     EXPECT_EQ(answer["preferences"], Preferences());
     EXPECT_FALSE(answer["preferences"]["prefer_using_html5"].asBool());
