@@ -59,6 +59,8 @@ TEST_F(PlayerApi, CommandsReachThePlayer) {
     } kCases[] = {
         {"control", {{"action", "seek"}, {"value", "2147483647"}}, 9, "2147483647"},
         {"control", {{"action", "mode"}, {"value", "repeat-one"}}, 30, "2"},
+        {"control", {{"action", "previous"}}, 1004, ""},
+        {"control", {{"action", "enable"}, {"value", "uuid:1"}}, 1005, "uuid:1"},
         {"volume", {{"action", "set_group"}, {"value", "1,20,100"}}, 12, "1,20,100"},
         {"queue", {{"action", "delete"}, {"value", "0"}}, 27, "0"},
         {"equalizer",
@@ -148,7 +150,10 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
 TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
     ScriptedDaemon daemon{std::string(kDone)};
     OpenSocket();
-    EXPECT_FALSE(Ask("Player", "info").isMember("song"));
+    const Json::Value info = Ask("Player", "info");
+    EXPECT_FALSE(info.isMember("song"));
+    const std::string can = info["can"].toStyledString();
+    EXPECT_TRUE(Contains(can, "\"seek\"") && !Contains(can, "\"pause\"")) << can;
     EXPECT_FALSE(Ask("Player", "queue").isMember("songs"));
 }
 
