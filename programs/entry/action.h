@@ -134,6 +134,7 @@ extern const Api kArtistApi;
 extern const Api kAuthApi;
 extern const Api kComposerApi;
 extern const Api kCoverApi;
+extern const Api kDownloadApi;
 extern const Api kFolderApi;
 extern const Api kGenreApi;
 extern const Api kInfoApi;
