@@ -9,6 +9,7 @@
 
 #include "airplay_password/scripted_speaker.h"
 #include "ctrl/scripted_daemon.h"
+#include "dlna/scripted_media_server.h"
 #include "entry/speaker_address.h"
 #include "programs/command.h"
 #include "tonvale/playlists.h"
@@ -131,6 +132,43 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     queued.clear();
     EXPECT_EQ(add("music_1,music_p_3"), 404);
     EXPECT_TRUE(queued.empty());
+}
+
+TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
+    std::string queued;
+    ScriptedDaemon *self = nullptr;
+    ScriptedDaemon daemon([&](int client) {
+        const std::string file = Told(self->TakeMessages().back()).second;
+        const std::unique_ptr<PlaylistInfo> queue(AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
+        for (const auto &song : queue->songs()) {
+            queued += std::string(song->title) + " " + song->path + "\n";
+        }
+        ScriptedDaemon::Say(client, kDone);
+    });
+    self = &daemon;
+    OpenSocket();
+    WriteFile(varn::path::kPackageConf, "media_server_any_address=\"yes\"\n");
+    // The id is the address that the server tells.
+    const ScriptedHttp server([](const HttpRequest &request) {
+        return Reply(
+            Browsed("<item id=\"1\"><title>T</title><res protocolInfo=\"http-get:*:image/"
+                    "png:*\">http://127.0.0.1/x</res><res protocolInfo=\"http-get:*:audio/"
+                    "flac:*\">" +
+                    Asked(request, "ObjectID") + "</res></item>"));
+    });
+    const auto add = [&](const std::string &ids) {
+        return CodeOf("Player", "add_from_server", {{"url", server.Url()}, {"ids", ids}}, "alice",
+                      {{"no_proxy", "*"}});
+    };
+    EXPECT_EQ(add("http://127.0.0.1:99/a.flac,http://127.0.0.1/b"), 0);
+    EXPECT_EQ(queued, "T http://127.0.0.1:99/a.flac\nT http://127.0.0.1/b\n");
+    queued.clear();
+    for (const char *elsewhere : {"http://10.0.0.1/a.flac", "file:///etc/passwd", "1"}) {
+        EXPECT_EQ(add(elsewhere), 404) << elsewhere;
+    }
+    EXPECT_EQ(CodeOf("Player", "queue", {{"action", "add"}, {"songs", "radio_A http://10.0.0.1/"}}),
+              400);
+    EXPECT_EQ(queued, "");
 }
 
 TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
