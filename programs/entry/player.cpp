@@ -58,6 +58,30 @@ void HidePath(Json::Value &song) {
     }
 }
 
+// Gives the songs that the user browses their identifiers; a part of a file has none.
+void Identify(const Request &asked, const std::vector<Json::Value *> &songs) {
+    std::vector<std::string> paths;
+    for (const Json::Value *song : songs) {
+        if (song->isObject() && (*song)["path"].isString()) {
+            paths.push_back((*song)["path"].asString());
+        }
+    }
+    if (paths.empty()) {
+        return;
+    }
+    const auto found = ReadNamedSongs(asked.User().GetLoginUID(), paths);
+    for (Json::Value *song : songs) {
+        const auto known = song->isObject() && (*song)["path"].isString()
+                               ? found.find((*song)["path"].asString())
+                               : found.end();
+        if (known != found.end()) {
+            const VARN_MEDIA_INFO &record = known->second;
+            (*song)["id"] =
+                (record.userid != 0 ? "music_p_" : "music_") + std::to_string(record.id);
+        }
+    }
+}
+
 Json::Value List(const Request &asked) {
     const std::string what = asked.Choice("action", {"renderers", "servers"}, "renderers");
     return PageOf(asked, what == "servers" ? PlayerServers : PlayerRenderers);
@@ -66,6 +90,7 @@ Json::Value List(const Request &asked) {
 Json::Value Info(const Request &asked) {
     Json::Value info = PlayerInfo(asked.Text("renderer"));
     if (info.isMember("song")) {
+        Identify(asked, {&info["song"]});
         HidePath(info["song"]);
     }
     return info;
@@ -141,6 +166,11 @@ Json::Value Queue(const Request &asked) {
     }
     Json::Value page = PageOf(asked, PlayerQueue);
     if (page.isMember("songs")) {
+        std::vector<Json::Value *> songs;
+        for (Json::Value &song : page["songs"]) {
+            songs.push_back(&song);
+        }
+        Identify(asked, songs);
         for (Json::Value &song : page["songs"]) {
             HidePath(song);
         }

@@ -174,12 +174,17 @@ TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
 TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
     ScriptedDaemon daemon(
         "{\"success\": true, \"song\": {\"title\": \"\", \"path\": \"/home/bob/secret/a.mp3\"}, "
-        "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7], \"total\": 2}");
+        "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7, "
+        "{\"path\": \"/music/one.flac\"}], \"total\": 3}");
     OpenSocket();
+    Query(InsertSql({.id = 1, .path = "/music/one.flac"}) +
+          InsertSql({.id = 2, .userid = kBob, .path = "/home/bob/secret/a.mp3"}));
     const Json::Value info = Ask("Player", "info");
     EXPECT_EQ(info["song"]["title"], "a.mp3");
     const Json::Value queue = Ask("Player", "queue");
     EXPECT_EQ(queue["songs"][0]["title"], "t");
+    EXPECT_EQ(queue["songs"][2]["id"], "music_1");
+    EXPECT_FALSE(info["song"].isMember("id")) << "bob's";
     for (const Json::Value &data : {info["song"], queue["songs"][0]}) {
         EXPECT_FALSE(data.isMember("path")) << data;
     }
