@@ -11,6 +11,7 @@ import { PlayerBar } from './parts/player-bar.js';
 import { toast } from './parts/toast.js';
 import { learnPerson } from './person.js';
 import { player } from './player.js';
+import { learnPlayers } from './playing.js';
 import { fetchViews, showAgain, startRoutes } from './routes.js';
 import { startTexts, t } from './texts.js';
 
@@ -30,6 +31,7 @@ async function start() {
     const isSame = await learnPerson();
     if (isStarted) {
       sideBar.learn();
+      learnPlayers();
     }
     if (isStarted && !isSame) {
       showAgain();
@@ -58,7 +60,10 @@ async function start() {
   await learnPerson();
   isStarted = true;
   sideBar.learn();
-  setTimeout(fetchViews, VIEWS_PAUSE);
+  setTimeout(() => {
+    fetchViews();
+    learnPlayers();
+  }, VIEWS_PAUSE);
 }
 
 start();
