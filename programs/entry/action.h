@@ -152,6 +152,7 @@ extern const Api kAuthApi;
 extern const Api kComposerApi;
 extern const Api kCoverApi;
 extern const Api kDescriptionApi;
+extern const Api kDownloadApi;
 extern const Api kEventsApi;
 extern const Api kFolderApi;
 extern const Api kGenreApi;

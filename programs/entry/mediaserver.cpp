@@ -3,8 +3,12 @@
 
 #include "action.h"
 #include "list_request.h"
+#include "server_song.h"
 #include "server_url.h"
 #include "service/media_server.h"
+#include "song_sound.h"
+#include "tonvale/settings.h"
+#include "tonvale/streaming.h"
 
 namespace tonvale_entry {
 
@@ -66,11 +70,32 @@ Json::Value Browse(const Request &asked) {
     return objects.Data();
 }
 
+// The sound of a song, as MP3: browsers hear from this server alone.
+class Stream : public EncodedAction {
+  public:
+    using EncodedAction::EncodedAction;
+
+  protected:
+    bool Send() override {
+        Asked().Require(RIGHT_STREAMING);
+        const long long position = Asked().Number(kPosition);
+        const std::string id = Asked().RequiredText("id");
+        const VARN_MEDIA_INFO song =
+            FindServerSong(Asked().RequiredText("url"), id, std::chrono::seconds(kMostSeconds));
+        return SendEncoded("audio/mpeg",
+                           [&] { return VARNAudioTranscodeUrl(song.path, "mp3", position); });
+    }
+};
+
 constexpr std::array kListParameters = {
     kWait, Parameter{.name = "address", .what = "The one machine to ask: HOST or HOST:PORT."}};
 constexpr std::array kBrowseParameters = {
     Parameter{.name = "url", .what = "Of the server, as list tells it.", .isRequired = true},
     Parameter{.name = "id", .what = "The object.", .usual = "0"}, kWhat, kOffset, kObjects};
+
+constexpr std::array kStreamParameters = {
+    Parameter{.name = "url", .what = "Of the server, as list tells it.", .isRequired = true},
+    Parameter{.name = "id", .what = "Of the song.", .isRequired = true}, kPosition};
 
 constexpr Method kMethods[] = {
     {.name = "list",
@@ -87,6 +112,14 @@ constexpr Method kMethods[] = {
      .summary = "What is in an object of a server, or the object itself",
      .parameters = kBrowseParameters,
      .answer = "ServerObjects"},
+    {.name = "stream",
+     .make = Make<Stream>,
+     .asksElsewhere = true,
+     .isMedia = true,
+     .takesRoot = false,
+     .summary = "The sound of a song of a server, as MP3, for those with the right streaming",
+     .parameters = kStreamParameters,
+     .answer = "audio/mpeg"},
 };
 
 constexpr Field kServer[] = {{"name", "text"},

@@ -2,14 +2,18 @@
 #include "service/player.h"
 
 #include <algorithm>
+#include <chrono>
 
 #include "action.h"
 #include "list_request.h"
-#include "service/songs.h"
+#include "remote_url.h"
+#include "server_song.h"
+#include "service/playlist_songs.h"
 #include "service/sound_card.h"
 #include "service/speaker.h"
 #include "speaker_address.h"
 #include "tonvale/settings.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -35,6 +39,8 @@ constexpr Parameter kVolume{.name = "value",
                             .high = 100};
 constexpr Parameter kGains{
     .name = "action", .what = "What to do.", .usual = "get", .choices = "get send"};
+constexpr std::size_t kMostServerSongs = 100;
+constexpr std::chrono::seconds kServerPatience{20};
 
 // The page that is asked for, of whatever `list` gives.
 Json::Value PageOf(const Request &asked, Json::Value (*list)(int, int)) {
@@ -55,6 +61,30 @@ Json::Value Tell(const Request &asked, std::string_view name) {
     return TellPlayer(*command, ValuesIn(asked));
 }
 
+// Gives the songs that the user browses their identifiers; a part of a file has none.
+void Identify(const Request &asked, const std::vector<Json::Value *> &songs) {
+    std::vector<std::string> paths;
+    for (const Json::Value *song : songs) {
+        if (song->isObject() && (*song)["path"].isString()) {
+            paths.push_back((*song)["path"].asString());
+        }
+    }
+    if (paths.empty()) {
+        return;
+    }
+    const auto found = ReadNamedSongs(asked.User().GetLoginUID(), paths);
+    for (Json::Value *song : songs) {
+        const auto known = song->isObject() && (*song)["path"].isString()
+                               ? found.find((*song)["path"].asString())
+                               : found.end();
+        if (known != found.end()) {
+            const VARN_MEDIA_INFO &record = known->second;
+            (*song)["id"] =
+                (record.userid != 0 ? "music_p_" : "music_") + std::to_string(record.id);
+        }
+    }
+}
+
 Json::Value List(const Request &asked) {
     const std::string what = asked.Choice(kListed);
     return PageOf(asked, what == "servers" ? PlayerServers : PlayerRenderers);
@@ -63,6 +93,7 @@ Json::Value List(const Request &asked) {
 Json::Value Info(const Request &asked) {
     Json::Value info = PlayerInfo(asked.Text("renderer"));
     if (info.isMember("song")) {
+        Identify(asked, {&info["song"]});
         HidePath(info["song"]);
     }
     return info;
@@ -91,19 +122,39 @@ Json::Value Volume(const Request &asked) {
     return data;
 }
 
-// Songs of the library alone, each of which the user may hear: no path, no address.
+// Songs of the library, each of which the user may hear, and streams out in the world: no path.
 std::vector<VARN_MEDIA_INFO> Songs(const Request &asked) {
-    const std::vector<std::string> ids = asked.Values("songs");
-    const auto found = ReadSongs(asked.User().GetLoginUID(), ids);
+    const varn::OwnedSongs found = SongsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
     std::vector<VARN_MEDIA_INFO> songs;
-    for (const std::string &id : ids) {
-        const auto song = found.find(ParseSongId(id).value());
-        if (song == found.end()) {
-            throw Refusal{Code::kNoSuchItem};
+    for (const PLAYLIST_REC *entry = found.get(); entry != nullptr; entry = entry->next) {
+        if (IsHttpUrl(entry->info.path)) {
+            LeaveWorker();  // a name is looked up
+            if (!IsPermittedUrl(entry->info.path)) {
+                throw Refusal{Code::kBadParameter, "songs"};
+            }
         }
-        songs.push_back(song->second);
+        songs.push_back(entry->info);
     }
     return songs;
+}
+
+Json::Value AddFromServer(const Request &asked) {
+    const std::string url = asked.RequiredText("url");
+    const std::vector<std::string> ids = asked.Values("ids");
+    if (ids.size() > kMostServerSongs) {
+        throw Refusal{Code::kBadParameter, "ids"};
+    }
+    const auto end = std::chrono::steady_clock::now() + kServerPatience;
+    std::vector<VARN_MEDIA_INFO> songs;
+    for (const std::string &id : ids) {
+        const auto left =
+            std::chrono::ceil<std::chrono::seconds>(end - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            throw Refusal{Code::kTookTooLong};
+        }
+        songs.push_back(FindServerSong(url, id, left));
+    }
+    return AddSongs(songs);
 }
 
 Json::Value Queue(const Request &asked) {
@@ -116,6 +167,11 @@ Json::Value Queue(const Request &asked) {
     }
     Json::Value page = PageOf(asked, PlayerQueue);
     if (page.isMember("songs")) {
+        std::vector<Json::Value *> songs;
+        for (Json::Value &song : page["songs"]) {
+            songs.push_back(&song);
+        }
+        Identify(asked, songs);
         for (Json::Value &song : page["songs"]) {
             HidePath(song);
         }
@@ -159,7 +215,8 @@ constexpr std::array kControlParameters = {
               .isRequired = true,
               .choices = "play select seek mode refresh refresh_done search_renderers "
                          "search_servers airplay_refresh bluetooth_refresh log_level_refresh clear "
-                         "delete volume group_volumes"},
+                         "delete volume group_volumes pause resume stop next previous enable "
+                         "disable"},
     Parameter{.name = "value",
               .what = "Of play and select the song's number in the queue, from 0; of seek seconds; "
                       "of mode once, repeat, repeat-one or shuffle."}};
@@ -179,7 +236,7 @@ constexpr std::array kPasswordParameters = {
 constexpr std::array kQueueParameters = {
     kQueueDo, kOffset, kSome,
     Parameter{.name = "songs",
-              .what = "To add: identifiers of songs of the library, 1000 at most.",
+              .what = "To add: identifiers of songs of the library and of streams, 1000 at most.",
               .kind = Kind::kTexts},
     Parameter{.name = "value", .what = "To delete: the song's number.", .kind = Kind::kNumber}};
 constexpr std::array kVolumeParameters = {
@@ -188,7 +245,21 @@ constexpr std::array kVolumeParameters = {
                          .kind = Kind::kNumbers,
                          .high = kVolume.high}};
 
+constexpr std::array kFromServerParameters = {
+    Parameter{.name = "url", .what = "Of the media server.", .isRequired = true},
+    Parameter{.name = "ids",
+              .what = "Of songs of the server, 100 at most.",
+              .kind = Kind::kTexts,
+              .isRequired = true}};
+
 constexpr Method kMethods[] = {
+    {.name = "add_from_server",
+     .make = Make<ForPlayers<AddFromServer>>,
+     .changes = true,
+     .asksElsewhere = true,
+     .summary = "Add songs of another media server to the queue",
+     .parameters = kFromServerParameters,
+     .answer = "PlayerTold"},
     {.name = "control",
      .make = Make<ForPlayers<Control>>,
      .changes = true,

@@ -29,8 +29,8 @@ using varn::Range;
 using varn::RangeKind;
 
 // A user can move others' private files into his music, which are not his to hear.
-bool IsMovedHere(const VARN_MEDIA_INFO &song, const struct stat &info) {
-    return song.userid != 0 && info.st_uid != song.userid && (info.st_mode & S_IROTH) == 0;
+bool IsMovedHere(uid_t owner, const struct stat &info) {
+    return owner != 0 && info.st_uid != owner && (info.st_mode & S_IROTH) == 0;
 }
 
 // A client that has a part asks for another one of the same file only.
@@ -82,23 +82,26 @@ bool SendHeader(const char *status, const Validators &validators, const std::str
 }  // namespace
 
 SongFile OpenSongFile(const VARN_MEDIA_INFO &song) {
+    return OpenSongFile(song.userid, song.path);
+}
+
+SongFile OpenSongFile(uid_t owner, const std::string &path) {
     const varn::RunAs root(varn::Who::kRoot);
     std::error_code error;
-    const fs::path real = fs::canonical(song.path, error);
+    const fs::path real = fs::canonical(path, error);
     SongFile opened;
     opened.file.Reset(
         open(real.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
     opened.path = opened.file ? varn::PathOfOpen(opened.file.Get()) : "";
-    if (error || opened.path.empty() || opened.path.size() >= sizeof song.path ||
+    if (error || opened.path.empty() || opened.path.size() >= sizeof VARN_MEDIA_INFO::path ||
         fstat(opened.file.Get(), &opened.info) != 0 || !S_ISREG(opened.info.st_mode) ||
-        IsMovedHere(song, opened.info) ||
-        !tonvale_service::MayHoldMusic(song.userid, opened.path)) {
+        IsMovedHere(owner, opened.info) || !tonvale_service::MayHoldMusic(owner, opened.path)) {
         throw Refusal{Code::kNoSuchItem};
     }
     return opened;
 }
 
-bool SendFile(const SongFile &song, const char *type, bool headerOnly) {
+bool SendFile(const SongFile &song, const char *type, bool headerOnly, const std::string &fields) {
     const Validators now = tonvale_service::ValidatorsOf(song.info);
     if (tonvale_service::IsUnchanged(now, Variable("HTTP_IF_NONE_MATCH"),
                                      Variable("HTTP_IF_MODIFIED_SINCE"))) {
@@ -115,7 +118,7 @@ bool SendFile(const SongFile &song, const char *type, bool headerOnly) {
     const off_t first = isPart ? range.first : 0;
     const off_t end = isPart ? range.last + 1 : total;
     std::string more = std::string("Content-Type: ") + type +
-                       "\r\nContent-Length: " + std::to_string(end - first) + "\r\n";
+                       "\r\nContent-Length: " + std::to_string(end - first) + "\r\n" + fields;
     if (isPart) {
         more += "Content-Range: bytes " + std::to_string(first) + "-" + std::to_string(range.last) +
                 ofTotal;

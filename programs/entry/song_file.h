@@ -20,9 +20,12 @@ struct SongFile {
 // the file lies in an indexed folder, or for the song of a personal library in its user's music;
 // never in somebody else's. What is looked at is the file that is open, so that a later replacement
 // changes nothing. Throws a Refusal where that is not so, or there is no such file.
+SongFile OpenSongFile(uid_t owner, const std::string &path);
 SongFile OpenSongFile(const VARN_MEDIA_INFO &song);
 
-// Sends the file, or the part of it that a GET asks for (RFC 9110, 13 and 14).
-bool SendFile(const SongFile &song, const char *type, bool headerOnly);
+// Sends the file, or the part of it that a GET asks for (RFC 9110, 13 and 14). `fields` are more
+// lines of the header.
+bool SendFile(const SongFile &song, const char *type, bool headerOnly,
+              const std::string &fields = "");
 
 }  // namespace tonvale_entry

@@ -67,7 +67,8 @@ enum class Reason {
     kUnwritableEntry,  // (path or address) an entry that can be read but not written
     kNotAUserName,     // (text)
     kNotAPassword,
-    kNotAPurpose,  // of a key
+    kNotAPurpose,       // of a key
+    kDownloadTooLarge,  // (how many files it may have)
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)

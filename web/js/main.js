@@ -12,6 +12,7 @@ import { PlayerBar } from './parts/player-bar.js';
 import { toast } from './parts/toast.js';
 import { learnPerson } from './person.js';
 import { player } from './player.js';
+import { learnPlayers } from './playing.js';
 import { fetchViews, showAgain, startRoutes } from './routes.js';
 import { startTexts, t } from './texts.js';
 
@@ -32,6 +33,7 @@ async function start() {
     if (isStarted) {
       sideBar.learn();
       startEvents();
+      learnPlayers();
     }
     if (isStarted && !isSame) {
       showAgain();
@@ -63,6 +65,7 @@ async function start() {
   setTimeout(() => {
     fetchViews();
     startEvents();
+    learnPlayers();
   }, VIEWS_PAUSE);
 }
 

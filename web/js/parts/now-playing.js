@@ -2,8 +2,7 @@
 
 import { h, refill } from '../dom.js';
 import { iconButton } from '../icons.js';
-import { player } from '../player.js';
-import { current, position, queue, queued } from '../queue.js';
+import { player, playing } from '../playing.js';
 import { go } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
@@ -15,7 +14,7 @@ import { StarRating } from './star-rating.js';
 let open = null;
 
 export function openNowPlaying() {
-  if (open || !current()) {
+  if (open || !player().current()) {
     return;
   }
   const art = new CoverArt();
@@ -36,7 +35,7 @@ export function openNowPlaying() {
       h('div', { class: 'now-line' }, new VolumeBar(), list), after));
   tintBy(dialog, art);
   const draw = () => {
-    const song = current();
+    const song = player().current();
     if (!song) {
       close();
       return;
@@ -44,14 +43,13 @@ export function openNowPlaying() {
     showCoverOf(art, song);
     refill(names, songNames(song));
     rating.show(song);
-    const next = queued()[position() + 1]?.song;
+    const next = player().upcoming();
     after.textContent = next ? `${t('player.next')}: ${next.title}` : '';
   };
   const gone = new AbortController();
-  for (const name of ['current', 'order']) {
-    queue.addEventListener(name, draw, { signal: gone.signal });
+  for (const name of ['song', 'order']) {
+    playing.addEventListener(name, draw, { signal: gone.signal });
   }
-  player.addEventListener('song', draw, { signal: gone.signal });
   dialog.addEventListener('click', (event) => {
     if (/** @type {Element} */ (event.target).closest('a')) {
       close();
