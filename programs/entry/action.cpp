@@ -37,34 +37,6 @@ constexpr Meaning kMeanings[] = {
     {Code::kBusy, tonvale_service::kServerIsBusy},
     {Code::kTookTooLong, "that took too long; ask for less, or later"},
 };
-const auto &Apis() {
-    // One a line, in order.
-    // clang-format off
-    static const std::array apis = {
-        &kAlbumApi,
-        &kArtistApi,
-        &kAuthApi,
-        &kComposerApi,
-        &kCoverApi,
-        &kDownloadApi,
-        &kFolderApi,
-        &kGenreApi,
-        &kInfoApi,
-        &kMediaServerApi,
-        &kPinApi,
-        &kPlayerApi,
-        &kPlaylistApi,
-        &kSearchApi,
-        &kSettingApi,
-        &kSharingApi,
-        &kSharingPageApi,
-        &kSongApi,
-        &kStreamApi,
-        &kUserApi,
-    };
-    // clang-format on
-    return apis;
-}
 
 // A sentence for a refusal that has none of its own.
 std::string SentenceOf(const Refusal &refusal, Code code) {
@@ -172,6 +144,7 @@ std::span<const Api *const> AllApis() {
         &kComposerApi,
         &kCoverApi,
         &kDescriptionApi,
+        &kDownloadApi,
         &kEventsApi,
         &kFolderApi,
         &kGenreApi,
