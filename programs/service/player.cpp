@@ -263,6 +263,17 @@ Json::Value InfoOf(const std::string &renderer) {
 
 }  // namespace
 
+void HidePath(Json::Value &song) {
+    Json::Value path;
+    if (!song.isObject() || !song.removeMember("path", &path) || !path.isString()) {
+        return;
+    }
+    if (!song["title"].isString() || song["title"] == "") {
+        const std::string text = path.asString();
+        song["title"] = text.substr(text.rfind('/') + 1);
+    }
+}
+
 Json::Value PlayerInfo(const std::string &renderer) {
     Json::Value info = InfoOf(renderer);
     if (!info["can"].isArray()) {

@@ -1,7 +1,9 @@
 // Who somebody is, by what a client sends to prove it.
 #pragma once
 
+#include <span>
 #include <string>
+#include <vector>
 
 #include "holder.h"
 
@@ -45,5 +47,17 @@ SignIn SignInSlowly(const Credentials &credentials);
 // A name and its password, in the same way.
 SignIn SignInByPassword(const std::string &user, const std::string &password,
                         const std::string &address);
+
+// A login that lasts, and what it is bound to.
+struct Lasting {
+    Proof proof;
+    Holder who;
+    std::string stamp;  // LoginStamp
+};
+Lasting MakeLasting(Proof proof, const Holder &who);
+
+// Which of them still hold, in their order: the session or key is there, the user has the same
+// password, and may use the server. One statement for all.
+std::vector<bool> WhichLast(std::span<const Lasting *const> logins);
 
 }  // namespace tonvale_service

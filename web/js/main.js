@@ -3,6 +3,7 @@
 import { connection, needLogin } from './api.js';
 import { choice, choices, writeStored } from './choices.js';
 import { h } from './dom.js';
+import { startEvents } from './events.js';
 import { startKeys } from './keys.js';
 import { startMediaSession } from './media-session.js';
 import { openLogin } from './parts/login-form.js';
@@ -11,7 +12,6 @@ import { PlayerBar } from './parts/player-bar.js';
 import { toast } from './parts/toast.js';
 import { learnPerson } from './person.js';
 import { player } from './player.js';
-import { learnPlayers } from './playing.js';
 import { fetchViews, showAgain, startRoutes } from './routes.js';
 import { startTexts, t } from './texts.js';
 
@@ -31,7 +31,7 @@ async function start() {
     const isSame = await learnPerson();
     if (isStarted) {
       sideBar.learn();
-      learnPlayers();
+      startEvents();
     }
     if (isStarted && !isSame) {
       showAgain();
@@ -62,7 +62,7 @@ async function start() {
   sideBar.learn();
   setTimeout(() => {
     fetchViews();
-    learnPlayers();
+    startEvents();
   }, VIEWS_PAUSE);
 }
 
