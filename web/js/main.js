@@ -12,7 +12,6 @@ import { PlayerBar } from './parts/player-bar.js';
 import { toast } from './parts/toast.js';
 import { learnPerson } from './person.js';
 import { player } from './player.js';
-import { learnPlayers } from './playing.js';
 import { fetchViews, showAgain, startRoutes } from './routes.js';
 import { startTexts, t } from './texts.js';
 

@@ -1,7 +1,7 @@
 // What plays, as far as the page is concerned: this browser, or the server's own player.
 
-import { call } from './api.js';
 import { choice, choices, choose } from './choices.js';
+import { onEvent } from './events.js';
 import { here } from './here.js';
 import { pause } from './player.js';
 import { may } from './person.js';
@@ -60,20 +60,21 @@ export async function playOn(name) {
   }
 }
 
-/** Finds out whether there is a player, and goes on with it if it was chosen before. */
-export async function learnPlayers() {
-  hasServer = may('usb') && await call('Player', 'info').then(() => true, () => false);
-  if (hasServer && choice('place') === 'server') {
-    await playOn('server');
-  } else if (!hasServer && chosen !== here) {
+/** @param {boolean} has */
+function setServer(has) {
+  hasServer = has;
+  if (has && choice('place') === 'server') {
+    playOn('server');
+  } else if (!has && chosen !== here) {
     use(here);
   }
   playing.dispatchEvent(new Event('places'));
 }
 
 use(here);
-choices.addEventListener('rights', () => {
-  if (!may('usb') && chosen !== here) {
-    learnPlayers();
+onEvent('player', (state) => {
+  if (hasServer !== (state !== null)) {
+    setServer(state !== null && may('usb'));
   }
 });
+choices.addEventListener('rights', () => hasServer && !may('usb') && setServer(false));

@@ -2,6 +2,7 @@
 
 import { call, change, isAbort } from './api.js';
 import { afterPause } from './dom.js';
+import { onEvent } from './events.js';
 import { songsById } from './library.js';
 import { toast } from './parts/toast.js';
 import { t, wordsFor } from './texts.js';
@@ -21,7 +22,6 @@ import { t, wordsFor } from './texts.js';
  * @property {string[]} can
  */
 
-const POLL = 2000;
 const TICK = 500;
 const VOLUME_PAUSE = 150;
 const AT_ONCE = 1000;
@@ -106,13 +106,6 @@ async function refresh() {
       take(null);
     }
   }
-}
-
-/** Follows the player until the signal ends. */
-function follow() {
-  refresh();
-  const timer = setInterval(() => !document.hidden && refresh(), POLL);
-  signal.addEventListener('abort', () => clearInterval(timer));
 }
 
 /**
@@ -206,7 +199,11 @@ export const server = {
   events,
   start: (until) => {
     signal = until;
-    follow();
+    // What was told last may be some time ago; since then the song has gone on.
+    let isOld = true;
+    onEvent('player', (now) => isOld || take(now), until);
+    isOld = false;
+    refresh();
     const timer = setInterval(() => isPlaying() && tell('time'), TICK);
     until.addEventListener('abort', () => clearInterval(timer));
   },

@@ -7,7 +7,7 @@ import { go } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
 import { CoverArt, tintBy } from './cover-art.js';
-import { showCoverOf, songMenu, songNames } from './player-bar.js';
+import { placesButton, showCoverOf, songMenu, songNames } from './player-bar.js';
 import { StarRating } from './star-rating.js';
 
 /** @type {HTMLDialogElement | null} */
@@ -32,7 +32,7 @@ export function openNowPlaying() {
     h('div', { class: 'now-picture' }, art),
     h('div', { class: 'now-panel' },
       h('div', { class: 'now-line' }, names, rating), new SeekBar(), new TransportButtons(),
-      h('div', { class: 'now-line' }, new VolumeBar(), list), after));
+      h('div', { class: 'now-line' }, new VolumeBar(), placesButton(), list), after));
   tintBy(dialog, art);
   const draw = () => {
     const song = player().current();

@@ -53,6 +53,14 @@ export function songMenu() {
   return menu;
 }
 
+/** A button for the choice of where music plays; hidden where there is none. */
+export function placesButton() {
+  const button = iconButton('places', t('places.title'), async () =>
+    (await import('./places.js')).openPlaces(button),
+  { 'aria-haspopup': 'menu', hidden: !hasServerPlayer() });
+  return button;
+}
+
 export class PlayerBar extends Part {
   start() {
     const art = new CoverArt();
@@ -65,8 +73,7 @@ export class PlayerBar extends Part {
     }, art);
     const list = iconButton('queue', t('nav.queue'),
       () => (location.pathname === '/queue' ? history.back() : go('/queue')));
-    const places = iconButton('places', t('places.title'), async () =>
-      (await import('./places.js')).openPlaces(places), { 'aria-haspopup': 'menu' });
+    const places = placesButton();
     this.setAttribute('role', 'region');
     this.setAttribute('aria-label', t('player.label'));
     tintBy(this, art);
