@@ -176,8 +176,7 @@ std::vector<std::string> CommandNames() {
 }
 
 constexpr std::array kControlParameters = {
-    Parameter{
-        .name = "action", .what = "What to do.", .isRequired = true, .names = CommandNames},
+    Parameter{.name = "action", .what = "What to do.", .isRequired = true, .names = CommandNames},
     Parameter{.name = "value",
               .what = "Of play and select the song's number in the queue, from 0; of seek seconds; "
                       "of mode once, repeat, repeat-one or shuffle."}};
