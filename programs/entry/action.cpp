@@ -23,6 +23,38 @@ namespace {
 
 constexpr int kVersion = 1;
 
+const auto &Apis() {
+    // One a line, in order.
+    // clang-format off
+    static constexpr std::array apis = {
+        &kAlbumApi,
+        &kArtistApi,
+        &kAuthApi,
+        &kComposerApi,
+        &kCoverApi,
+        &kDescriptionApi,
+        &kDownloadApi,
+        &kEventsApi,
+        &kFolderApi,
+        &kGenreApi,
+        &kIndexApi,
+        &kInfoApi,
+        &kMediaServerApi,
+        &kPinApi,
+        &kPlayerApi,
+        &kPlaylistApi,
+        &kSearchApi,
+        &kSettingApi,
+        &kSharingApi,
+        &kSharingPageApi,
+        &kSongApi,
+        &kStreamApi,
+        &kUserApi,
+    };
+    // clang-format on
+    return apis;
+}
+
 constexpr Meaning kMeanings[] = {
     {Code::kNoSuchApi, "there is no such API"},
     {Code::kBadParameter, "a parameter is missing or bad"},
@@ -135,35 +167,7 @@ bool Try(const Work &work, const Refused &refused) {
 }  // namespace
 
 std::span<const Api *const> AllApis() {
-    // One a line, in order.
-    // clang-format off
-    static constexpr std::array apis = {
-        &kAlbumApi,
-        &kArtistApi,
-        &kAuthApi,
-        &kComposerApi,
-        &kCoverApi,
-        &kDescriptionApi,
-        &kDownloadApi,
-        &kEventsApi,
-        &kFolderApi,
-        &kGenreApi,
-        &kIndexApi,
-        &kInfoApi,
-        &kMediaServerApi,
-        &kPinApi,
-        &kPlayerApi,
-        &kPlaylistApi,
-        &kSearchApi,
-        &kSettingApi,
-        &kSharingApi,
-        &kSharingPageApi,
-        &kSongApi,
-        &kStreamApi,
-        &kUserApi,
-    };
-    // clang-format on
-    return apis;
+    return Apis();
 }
 
 std::span<const Meaning> AllCodes() {

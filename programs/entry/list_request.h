@@ -21,7 +21,7 @@ inline constexpr Parameter kLimit{.name = "limit",
                                   .high = 5000,
                                   .usual = "100"};
 
-// A part of a list is all the same whatever the list.
+// The limit of a list with another bound or default.
 constexpr Parameter LimitedTo(long long most, std::string_view usual = kLimit.usual) {
     Parameter limit = kLimit;
     limit.high = most;
@@ -29,7 +29,6 @@ constexpr Parameter LimitedTo(long long most, std::string_view usual = kLimit.us
     return limit;
 }
 
-// What the library is listed by. A list of other things has a parameter of its own in its place.
 inline constexpr Parameter kLibrary{
     .name = "library",
     .what = "The part of the library, one that Info.get names; otherwise the user's default.",
@@ -54,7 +53,6 @@ constexpr Parameter SortedBy(std::vector<std::string> (*names)(), std::string_vi
     return {.name = "sort_by", .what = "The order.", .usual = usual, .names = names};
 }
 
-// One or several identifiers of songs.
 inline constexpr Parameter kSongIds{.name = "id",
                                     .what = "Identifiers of songs, 1000 at most.",
                                     .kind = Kind::kTexts,

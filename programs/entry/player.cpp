@@ -209,14 +209,17 @@ Json::Value ForPlayers(const Request &asked) {
     return Do(asked);
 }
 
+std::vector<std::string> CommandNames() {
+    std::vector<std::string> names;
+    for (const PlayerCommand &command : PlayerCommands()) {
+        names.emplace_back(command.name);
+        std::replace(names.back().begin(), names.back().end(), '-', '_');
+    }
+    return names;
+}
+
 constexpr std::array kControlParameters = {
-    Parameter{.name = "action",
-              .what = "What to do.",
-              .isRequired = true,
-              .choices = "play select seek mode refresh refresh_done search_renderers "
-                         "search_servers airplay_refresh bluetooth_refresh log_level_refresh clear "
-                         "delete volume group_volumes pause resume stop next previous enable "
-                         "disable"},
+    Parameter{.name = "action", .what = "What to do.", .isRequired = true, .names = CommandNames},
     Parameter{.name = "value",
               .what = "Of play and select the song's number in the queue, from 0; of seek seconds; "
                       "of mode once, repeat, repeat-one or shuffle."}};

@@ -156,6 +156,7 @@ TEST_P(ServedDescription, HasPathsThatAreAskedLikeQueries) {
     };
     const HttpAnswer list = ask("Song/list?limit=7");
     EXPECT_EQ(list.body, Get(Path("Song", "list&limit=7")).body);
+    EXPECT_EQ(list.body, Get("/webapi/entry.cgi/VARN.Tonvale.Song/list?limit=7").body);
     EXPECT_TRUE(Contains(list.body, "\"title\":\"song\"")) << list.body;
     EXPECT_EQ(ask("Song/list", "").Status(), 401);
     const std::string rate = "Song/rate?id=music_1&rating=5";

@@ -226,7 +226,8 @@ TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
     EXPECT_EQ(CodeOf("Playlist", "add", common), 403) << "bob's alone to change";
     EXPECT_EQ(chown(list.c_str(), kBob, 100), 0);
     fs::permissions(list, fs::perms(0640));
-    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 1) << "of a group that she is in";
+    EXPECT_EQ(Ask("Playlist", "get", {common[0]})["total"].asInt(), 1)
+        << "of a group that she is in";
     EXPECT_EQ(CodeOf("Playlist", "add", common), 403);
     fs::permissions(list, fs::perms(0600));
     EXPECT_EQ(CodeOf("Playlist", "get", common), 403);

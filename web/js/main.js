@@ -32,7 +32,6 @@ async function start() {
     if (isStarted) {
       sideBar.learn();
       startEvents();
-      learnPlayers();
     }
     if (isStarted && !isSame) {
       showAgain();
@@ -64,7 +63,6 @@ async function start() {
   setTimeout(() => {
     fetchViews();
     startEvents();
-    learnPlayers();
   }, VIEWS_PAUSE);
 }
 
