@@ -4,6 +4,7 @@
 #include <climits>
 
 #include "action.h"
+#include "service/settings.h"
 
 namespace tonvale_entry {
 
@@ -20,8 +21,9 @@ RadioStation StationOf(const Request &asked) {
     return {0, asked.RequiredText("name"), asked.RequiredText("stream"), asked.Text("home_page")};
 }
 
-Json::Value List(const Request &) {
+Json::Value List(const Request &asked) {
     Json::Value data(Json::objectValue);
+    data["may_change"] = IsAdministrator(asked.User().GetLoginUserName());
     data["stations"] = Json::Value(Json::arrayValue);
     for (const RadioStation &station : RadioStations()) {
         Json::Value &entry = data["stations"].append(Json::Value(Json::objectValue));

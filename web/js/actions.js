@@ -5,6 +5,8 @@ import { changePins, changePlaylist, playlists, randomSongs } from './library.js
 import { addToQueue, queued } from './queue.js';
 import { playSongs } from './player.js';
 import { may } from './person.js';
+import { canBeFavourite, isFavourite } from './favourites.js';
+import { toggleHeart } from './parts/heart.js';
 import { field, openForm, switchField } from './parts/dialog.js';
 import { openMenu } from './parts/menu.js';
 import { h } from './dom.js';
@@ -161,6 +163,10 @@ export function openSongMenu(beside, song, more = []) {
   const album = { name: song.album, albumArtist: song.albumArtist };
   openMenu(beside, titleOf(song), [
     ...choicesForSongs(beside, async () => [song]),
+    canBeFavourite({ song }) && {
+      text: t(isFavourite({ song }) ? 'do.noFavourite' : 'do.favourite'), icon: 'favourites',
+      run: () => toggleHeart({ song }),
+    },
     ...more,
     Boolean(song.album) && {
       text: t('do.album'), icon: 'albums', parted: true,
