@@ -13,30 +13,36 @@ import { t } from './texts.js';
 const PAUSE = 2000; // milliseconds after a change
 const KEY = 'tonvale.queue.seen';
 
-let isNew = false; // songs or their order are not kept yet
 let isRestoring = false;
 let isAsking = false;
 let timer = 0;
 
-/** `changed` of the queue that this browser has read or written last. */
-function seen() {
+/**
+ * `changed` of the queue that this browser has read or written last, and whether songs or their
+ * order are to be written, also after a reload.
+ */
+function known() {
+  const uid = person()?.user.uid;
   const kept = /** @type {any} */ (readStored(KEY));
-  return kept?.uid === person()?.user.uid ? Number(kept?.changed) || 0 : 0;
+  return kept?.uid === uid ? { changed: Number(kept.changed) || 0, isNew: Boolean(kept.isNew) }
+    : { changed: 0, isNew: true };
 }
 
-/** @param {number} changed */
-function keepSeen(changed) {
-  writeStored(KEY, { uid: person()?.user.uid, changed });
-}
-
-/** The songs that the server can keep: streams are none of its library. */
-function kept() {
-  return queued().map(({ song }, index) => ({ song, index }))
-    .filter(({ song }) => !song.isStream && /^music_[pv_]*\d+$/.test(song.id));
+/** @param {{changed?: number, isNew?: boolean}} what */
+function note(what) {
+  writeStored(KEY, { uid: person()?.user.uid, ...known(), ...what });
 }
 
 /**
- * The songs with these identifiers, as far as they are there.
+ * True for a song that the server can keep: a stream is none of its library.
+ * @param {import('./types.js').Song | undefined} song
+ */
+function isOfLibrary(song) {
+  return song !== undefined && !song.isStream && /^music_[pv_]*\d+$/.test(song.id);
+}
+
+/**
+ * The songs with these identifiers, undefined for one that has gone meanwhile.
  * @param {string[]} ids
  */
 async function songsById(ids) {
@@ -48,27 +54,31 @@ async function songsById(ids) {
       found.set(one.id.replace(/^music_p_/, 'music_'), one);
     }
   }
-  return ids.flatMap((id) => found.get(id) ?? []);
+  return ids.map((id) => found.get(id));
 }
 
 /** @param {{overwrites?: boolean}} how */
 async function save({ overwrites = false } = {}) {
-  const songs = kept();
+  const songs = queued().map(({ song }, index) => ({ song, index }))
+    .filter(({ song }) => isOfLibrary(song));
   const at = songs.findIndex(({ index }) => index >= position());
   const isHere = at >= 0 && songs[at].index === position();
   const place = {
     current: Math.max(at, 0), position: isHere ? Math.round(time() * 1000) : 0, client: 'page',
-    seen: overwrites ? undefined : seen(),
+    seen: overwrites ? undefined : known().changed,
   };
-  const wasNew = isNew;
-  isNew = false;
+  const isWhole = known().isNew || overwrites;
+  if (!isWhole && !isOfLibrary(current())) {
+    return;
+  }
+  note({ isNew: false });
   try {
-    const { changed } = wasNew || overwrites
+    const { changed } = isWhole
       ? await change('Queue', 'set', { ...place, songs: songs.map(({ song }) => song.id).join() })
       : await change('Queue', 'move', { ...place, song: current()?.id });
-    keepSeen(changed);
+    note({ changed });
   } catch (error) {
-    isNew = true; // it is tried again with the next change
+    note({ isNew: true }); // it is tried again with the next change
     if (error instanceof Refusal && error.code === 409) {
       ask();
     }
@@ -98,27 +108,26 @@ async function ask() {
 
 async function restore() {
   const found = await call('Queue', 'get');
-  const songs = await songsById(found.songs);
+  const all = await songsById(found.songs);
+  const songs = all.flatMap((song) => song ?? []);
   isRestoring = true;
   if (isPlaying()) {
     pause();
   }
   if (songs.length > 0) {
-    const id = found.songs[found.current];
-    const at = songs.findIndex((song, index) => song.id === id && index >= found.current) + 1 ||
-      songs.findIndex((song) => song.id === id) + 1;
-    setQueue(songs, Math.max(at - 1, 0), false);
-    seek(at > 0 ? found.position / 1000 : 0);
+    setQueue(songs, all.slice(0, found.current).filter(Boolean).length, false);
+    seek(all[found.current] ? found.position / 1000 : 0);
   }
-  keepSeen(found.changed);
-  isNew = false;
+  note({ changed: found.changed, isNew: false });
   isRestoring = false;
 }
 
 /** @param {boolean} order whether songs or their order changed */
 function soon(order) {
   if (!isRestoring && !isAsking && person()) {
-    isNew ||= order;
+    if (order) {
+      note({ isNew: true });
+    }
     clearTimeout(timer);
     timer = setTimeout(save, PAUSE);
   }
@@ -131,5 +140,7 @@ export async function startSharedQueue() {
   player.addEventListener('state', () => !isPlaying() && current() && soon(false));
   if (queued().length === 0) {
     await restore().catch(() => {});
+  } else if (known().isNew) {
+    soon(true);
   }
 }
