@@ -105,17 +105,21 @@ using Ranks = std::map<AlbumName, std::pair<long long, long long>>;
 
 // The plays of a user's songs, by their groups: {how many, the last one}. Songs with an album artist
 // count for that artist, the others for their own.
+constexpr char kAlbumPlays[] =
+    "SELECT album AS name, album_artist AS artist, sum(plays) AS plays, "
+    "(extract(epoch FROM max(last)) * 1000000)::bigint AS last FROM song_play p "
+    "JOIN album_track a ON a.track = p.track WHERE p.userid = @VARN:INT GROUP BY 1, 2";
+constexpr char kArtistPlays[] =
+    "SELECT CASE WHEN has_album_artist THEN album_artist ELSE artist END AS name, '' AS artist, "
+    "sum(plays) AS plays, (extract(epoch FROM max(last)) * 1000000)::bigint AS last "
+    "FROM song_play p JOIN album_track a ON a.track = p.track "
+    "JOIN artist_track r ON r.track = p.track WHERE p.userid = @VARN:INT GROUP BY 1";
+
 Ranks PlaysOf(const Group &group, uid_t uid) {
-    const std::string name =
-        group.isAlbum ? "album" : "CASE WHEN has_album_artist THEN album_artist ELSE artist END";
-    const std::string artist = group.isAlbum ? "album_artist" : "''";
+    const int user = static_cast<int>(uid);
     Ranks ranks;
-    for (const varn::Row row : AskTables(varn::Sql(
-             "SELECT @VARN:NEVAR AS name, @VARN:NEVAR AS artist, sum(plays) AS plays, "
-             "(extract(epoch FROM max(last)) * 1000000)::bigint AS last FROM song_play p "
-             "JOIN album_track a ON a.track = p.track JOIN artist_track r ON r.track = p.track "
-             "WHERE p.userid = @VARN:INT GROUP BY 1, 2",
-             name, artist, static_cast<int>(uid)))) {
+    for (const varn::Row row :
+         AskTables(group.isAlbum ? varn::Sql(kAlbumPlays, user) : varn::Sql(kArtistPlays, user))) {
         auto &[plays, last] = ranks[KeyOf(group, row.Text("name"), row.Text("artist"))];
         plays += row.Number("plays");
         last = std::max<long long>(last, row.Number("last"));
