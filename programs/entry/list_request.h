@@ -72,7 +72,7 @@ PageWanted PageOf(const Request &request, const Parameter &limit = kLimit);
 tonvale_service::ListRequest ListRequestOf(const Request &request);
 
 // What writes the user's track objects, with what `additional` names in them.
-Tonvale::webapi::WebapiLibrary TrackWriterOf(const Request &request);
+tonvale_service::TrackWriter TrackWriterOf(const Request &request);
 
 // The shared playlists, or the user's own.
 tonvale_service::Collection CollectionOf(const Request &request, bool isPersonal);

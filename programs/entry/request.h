@@ -20,6 +20,9 @@ std::string Variable(const char *name);
 // The longest form, in bytes.
 inline constexpr long long kMostBody = 1 << 20;
 
+// Of a parameter, as a rule.
+inline constexpr std::size_t kMostValues = 1000;
+
 class Request {
   public:
     // Reads the CGI environment (RFC 3875) and the form on standard input. Throws a Refusal for a
@@ -67,8 +70,8 @@ class Request {
                      long long high) const;
     // The same with the bounds and the default of a description.
     long long Number(const Parameter &wanted) const;
-    // At least one value, at most 1000.
-    std::vector<std::string> Values(const std::string &name) const;
+    // At least one value, at most `most`.
+    std::vector<std::string> Values(const std::string &name, std::size_t most = kMostValues) const;
     // Any number of values, each of them one of the known names.
     std::vector<std::string> Names(const std::string &name,
                                    const std::vector<std::string> &known) const;

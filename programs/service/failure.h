@@ -67,8 +67,13 @@ enum class Reason {
     kUnwritableEntry,  // (path or address) an entry that can be read but not written
     kNotAUserName,     // (text)
     kNotAPassword,
-    kNotAPurpose,       // of a key
     kDownloadTooLarge,  // (how many files it may have)
+    kNotAPurpose,       // of a key
+    kTooManySongs,
+    kNotAClient,  // a client's name
+    kNotABookmark,
+    kNotAPlayQueue,
+    kNotAStationName,
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)
@@ -98,6 +103,10 @@ enum class Reason {
     kNoSuchSession,  // (id)
     kNoSuchKey,      // (id)
     kNoScanRuns,
+    kNoSuchAlbum,   // (name)
+    kNoSuchArtist,  // (name)
+    kNoSuchBookmark,
+    kNoSuchStation,  // (id)
 
     // kExists
     kPlaylistExists,  // (path)
@@ -106,6 +115,10 @@ enum class Reason {
     kUserExists,  // (name)
     kTooManyKeys,
     kScanRuns,  // of everything
+    kTooManyFavourites,
+    kTooManyBookmarks,
+    kTooManyStations,
+    kPlayQueueChanged,  // by another client
 
     // kBusy
     kSettingsLocked,   // (path)

@@ -54,6 +54,6 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 // row 0 those are the folders that are indexed, and the user's own folder of music. Throws a
 // Failure.
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
-                                     const Tonvale::webapi::WebapiLibrary &writer);
+                                     const TrackWriter &writer);
 
 }  // namespace tonvale_service

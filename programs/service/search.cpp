@@ -15,8 +15,6 @@ namespace tonvale_service {
 
 namespace {
 
-using Tonvale::webapi::WebapiLibrary;
-
 constexpr char kByMatch[] = "match";
 constexpr std::size_t kRanks = 4;
 
@@ -85,7 +83,7 @@ std::vector<int> FindSongs(const ListRequest &request, const std::string &keywor
 
 // The same in the order of a list.
 std::vector<int> InOrderOf(const ListRequest &request, const std::vector<int> &found,
-                           const WebapiLibrary &writer) {
+                           const TrackWriter &writer) {
     const std::unordered_set<int> wanted(found.begin(), found.end());
     std::vector<int> rows = OrderOfSongs(request, writer);
     std::erase_if(rows, [&](int row) { return wanted.count(row) == 0; });
@@ -115,7 +113,7 @@ const std::vector<std::string> &SearchSortKeys() {
 }
 
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
-                                      const std::string &name, const WebapiLibrary &writer) {
+                                      const std::string &name, const TrackWriter &writer) {
     std::vector<int> found = FindSongs(request, keyword, FieldOfName(name));
     if (!request.sortBy.empty() && request.sortBy != kByMatch) {
         found = InOrderOf(request, found, writer);

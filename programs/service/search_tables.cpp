@@ -1,10 +1,7 @@
 #include "search_tables.h"
 
-#include <syslog.h>
-
 #include <array>
 
-#include "failure.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_service {
@@ -57,16 +54,6 @@ std::string SeenSongs::Sql() const {
     }
     return "s.kind = ANY (string_to_array('" + std::string(kinds_) + "', NULL)::\"char\"[]) AND " +
            owners;
-}
-
-void AskTables(const std::function<void(varn::Database &)> &ask) {
-    try {
-        varn::Database database(varn::ConnectLibrary());
-        ask(database);
-    } catch (const varn::DatabaseError &error) {
-        syslog(LOG_ERR, "The search tables cannot be read: %s", error.what());
-        NoAnswer();
-    }
 }
 
 std::string FilteredSongs(const ListRequest &request) {

@@ -3,17 +3,13 @@
 
 #include <sys/types.h>
 
-#include <functional>
 #include <string>
 #include <string_view>
 
 #include "list.h"
-#include "varn/database.h"
+#include "tables.h"
 
 namespace tonvale_service {
-
-// Runs statements on a connection of their own. Throws a Failure where the database refuses one.
-void AskTables(const std::function<void(varn::Database &)> &ask);
 
 // Which songs a request's library and user let through: the rule of the track view, for the columns
 // of the search table.

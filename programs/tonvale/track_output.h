@@ -7,18 +7,18 @@
 #include <string>
 #include <vector>
 
-#include "tonvale/webapi.h"
+#include "service/tracks.h"
 
 namespace tonvale_cli {
 
-// What track objects are to hold beside the usual: song_tag, song_audio, song_rating.
+// What track objects are to hold beside the usual (AdditionNames).
 using Additions = std::vector<std::string>;
 
 // Adds --additional, a list separated by commas.
 Option AddAdditions(const Verb &verb, Additions &additions);
 
 // What writes a user's track objects.
-Tonvale::webapi::WebapiLibrary TrackWriter(uid_t uid, const std::string &user,
-                                           const Additions &additions);
+tonvale_service::TrackWriter TrackWriter(uid_t uid, const std::string &user,
+                                         const Additions &additions);
 
 }  // namespace tonvale_cli

@@ -89,8 +89,22 @@ TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
     EXPECT_EQ(FindCopies(database, varnindex::Folders::Configured(), reporter), 2U);
     Rate("path LIKE '%/b/1.mp3'", 2);
     Query("INSERT INTO rating_track SELECT 1031, id, 3 FROM track WHERE path LIKE '%/b/2.mp3'");
+    const std::string first = std::to_string(originals[0]);
+    const std::string copy = Value("SELECT id FROM track WHERE path LIKE '%/b/1.mp3'");
+    Query("INSERT INTO song_play VALUES (7, " + first + ", 2), (7, " + copy + ", 3), (8, " + first +
+          ", 1); INSERT INTO favourite_song VALUES (7, " + first +
+          "); INSERT INTO bookmark (userid, track, position, changed) VALUES (7, " + first +
+          ", 1, '2001-01-01'), (7, " + copy +
+          ", 2, '2002-01-01');"
+          " INSERT INTO play_queue VALUES (7, ARRAY[" +
+          copy + ", 0, " + first + "], 0, 0, 1, '')");
     GiveRowsToCopies(database, nullptr);
     EXPECT_EQ(ids("b"), originals);
+    EXPECT_EQ(Query("SELECT p.userid, p.track, plays, f.track, b.position, songs FROM song_play p"
+                    " LEFT JOIN favourite_song f USING (userid) LEFT JOIN bookmark b USING (userid)"
+                    " LEFT JOIN play_queue USING (userid) ORDER BY 1"),
+              (Rows{{"7", first, "5", first, "2", "{" + first + ",0," + first + "}"},
+                    {"8", first, "1", "", "", ""}}));
     EXPECT_EQ(
         Query("SELECT title, r.userid, star FROM (SELECT id, title FROM track) t"
               " FULL JOIN song_text s ON s.track = id LEFT JOIN rating_track r ON r.track = id"

@@ -5,6 +5,8 @@ import { changePins, changePlaylist, playlists, randomSongs } from './library.js
 import { player } from './playing.js';
 import { queued } from './queue.js';
 import { may } from './person.js';
+import { canBeFavourite, isFavourite } from './favourites.js';
+import { toggleHeart } from './parts/heart.js';
 import { field, openForm, switchField } from './parts/dialog.js';
 import { openMenu } from './parts/menu.js';
 import { h } from './dom.js';
@@ -163,6 +165,10 @@ export function openSongMenu(beside, song, more = []) {
   const album = { name: song.album, albumArtist: song.albumArtist };
   openMenu(beside, titleOf(song), [
     ...choicesForSongs(beside, async () => [song]),
+    canBeFavourite({ song }) && {
+      text: t(isFavourite({ song }) ? 'do.noFavourite' : 'do.favourite'), icon: 'favourites',
+      run: () => toggleHeart({ song }),
+    },
     ...more,
     Boolean(song.album) && {
       text: t('do.album'), icon: 'albums', parted: true,

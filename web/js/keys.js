@@ -4,6 +4,7 @@ import { h } from './dom.js';
 import { player } from './playing.js';
 import { openDialog } from './parts/dialog.js';
 import { openNowPlaying } from './parts/now-playing.js';
+import { toggleHeart } from './parts/heart.js';
 import { giveStars } from './parts/star-rating.js';
 import { SongRow } from './parts/song-row.js';
 import { go } from './routes.js';
@@ -31,6 +32,7 @@ const keys = {
   q: () => go('/queue'),
   n: openNowPlaying,
   m: () => focusedRow()?.openMenu(),
+  f: () => toggleHeart({ song: focusedRow()?.song ?? current() }),
   '?': openHelp,
 };
 for (let rating = 0; rating <= 5; ++rating) {
@@ -43,7 +45,7 @@ function openHelp() {
   const rows = [
     [[t('key.space')], 'keys.play'], [arrows, 'keys.seek'],
     [[t('key.shift'), ...arrows], 'keys.skip'], [[t('key.shift'), '↑', '↓'], 'keys.volume'],
-    [['0', '…', '5'], 'keys.stars'], [['/'], 'keys.search'], [['Q'], 'keys.queue'],
+    [['0', '…', '5'], 'keys.stars'], [['F'], 'keys.favourite'], [['/'], 'keys.search'], [['Q'], 'keys.queue'],
     [['N'], 'keys.now'], [['M'], 'keys.menu'], [['X'], 'keys.select'],
     [[t('key.alt'), '↑', '↓'], 'keys.move'],
     [['?'], 'keys.help'],

@@ -14,7 +14,8 @@ import { choice } from './choices.js';
 /** @template T @typedef {import('./types.js').Source<T>} Source */
 /** @typedef {'artist' | 'genre' | 'composer'} GroupKind */
 
-const ADDITIONAL = 'song_tag,song_audio,song_rating';
+/** What the page wants to know of songs. */
+export const ADDITIONAL = 'song_tag,song_audio,song_rating';
 const LONGEST_COVER_NAME = 1500;
 const COVER_SIZES = [96, 192, 384, 768];
 

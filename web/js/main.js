@@ -1,9 +1,11 @@
 // Starts the page: texts, shell, login, routes.
 
+import { attempt } from './actions.js';
 import { connection, needLogin } from './api.js';
 import { choice, choices, writeStored } from './choices.js';
 import { h } from './dom.js';
 import { startEvents } from './events.js';
+import { learnFavourites } from './favourites.js';
 import { startKeys } from './keys.js';
 import { startMediaSession } from './media-session.js';
 import { openLogin } from './parts/login-form.js';
@@ -12,7 +14,9 @@ import { PlayerBar } from './parts/player-bar.js';
 import { toast } from './parts/toast.js';
 import { learnPerson } from './person.js';
 import { player } from './player.js';
+import { startPlays } from './plays.js';
 import { fetchViews, showAgain, startRoutes } from './routes.js';
+import { startSharedQueue } from './shared-queue.js';
 import { startTexts, t } from './texts.js';
 
 const VIEWS_PAUSE = 3000;
@@ -32,6 +36,7 @@ async function start() {
     if (isStarted) {
       sideBar.learn();
       startEvents();
+      attempt(learnFavourites);
     }
     if (isStarted && !isSame) {
       showAgain();
@@ -60,6 +65,9 @@ async function start() {
   await learnPerson();
   isStarted = true;
   sideBar.learn();
+  attempt(learnFavourites);
+  startPlays();
+  startSharedQueue();
   setTimeout(() => {
     fetchViews();
     startEvents();

@@ -5,6 +5,7 @@ import { h, setVars } from '../dom.js';
 import { icon, iconButton } from '../icons.js';
 import { t } from '../texts.js';
 import { CoverArt, tintBy } from './cover-art.js';
+import { HeartButton } from './heart.js';
 import { openMenu } from './menu.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -18,8 +19,9 @@ import { openMenu } from './menu.js';
  * @param {() => Promise<Song[]>} how.songs
  * @param {() => (import('./menu.js').Choice | false)[]} how.more
  * @param {string} [how.tint] a colour, when no picture gives one
+ * @param {import('../favourites.js').Thing} [how.loved] what its heart is of
  */
-export function banner({ kind, name, art, below, songs, more, tint }) {
+export function banner({ kind, name, art, below, songs, more, tint, loved }) {
   const menu = iconButton('more', t('do.more', { name }),
     () => openMenu(menu, name, [...choicesForSongs(menu, songs), ...more()]),
     { look: 'is-round', 'aria-haspopup': 'menu' });
@@ -36,7 +38,7 @@ export function banner({ kind, name, art, below, songs, more, tint }) {
           icon('play'), t('do.play')),
         h('button', { class: 'button is-large', onclick: () => playAll(songs, { shuffle: true }) },
           icon('shuffle'), t('do.shuffle')),
-        menu)));
+        loved && new HeartButton().show(loved), menu)));
   if (art instanceof CoverArt) {
     tintBy(head, art);
   } else if (tint) {

@@ -9,6 +9,7 @@ import { albumPath, go, groupPath } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
 import { CoverArt, tintBy } from './cover-art.js';
+import { HeartButton } from './heart.js';
 import { openNowPlaying } from './now-playing.js';
 import { StarRating } from './star-rating.js';
 
@@ -66,6 +67,7 @@ export class PlayerBar extends Part {
     const art = new CoverArt();
     const names = h('div', { class: 'now-names' });
     const rating = new StarRating();
+    const heart = new HeartButton();
     const menu = songMenu();
     const large = h('button', {
       class: 'now-cover', 'aria-label': t('player.open'), title: t('player.open'),
@@ -78,7 +80,7 @@ export class PlayerBar extends Part {
     this.setAttribute('aria-label', t('player.label'));
     tintBy(this, art);
     refill(this,
-      h('div', { class: 'bar-song' }, large, names, rating),
+      h('div', { class: 'bar-song' }, large, names, rating, heart),
       h('div', { class: 'bar-middle' }, new TransportButtons(), new SeekBar()),
       h('div', { class: 'bar-side' }, menu, list, places, new VolumeBar()));
     // On a phone a touch of the bar opens the large view.
@@ -93,6 +95,7 @@ export class PlayerBar extends Part {
       showCoverOf(art, song);
       refill(names, songNames(song));
       rating.show(song);
+      heart.show({ song });
       this.classList.toggle('is-empty', song === undefined);
       menu.disabled = !song?.id;
     };

@@ -71,6 +71,7 @@ export function view({ query }) {
         art: cover(coverAddress({ album, id: songs[0].id }), albumName(album)),
         below: facts(songs, albumArtist),
         songs: async () => songs,
+        loved: name ? { album } : undefined,
         more: () => [{
           text: t('do.pin'), icon: 'pin', parted: true,
           run: () => pin('album', albumName(album), { album: name, album_artist: albumArtist }),

@@ -11,8 +11,8 @@ import { t } from '../texts.js';
 
 /** @typedef {import('../types.js').Album} Album */
 
-const SORTS = /** @type {const} */ (['name', 'artist', 'year', 'date', 'star']);
-const DOWN = ['year', 'date', 'star']; // newest and best first
+const SORTS = /** @type {const} */ (['name', 'artist', 'year', 'date', 'star', 'plays', 'played']);
+const DOWN = ['year', 'date', 'star', 'plays', 'played']; // newest and best first
 
 export const ALBUM_GRID = { width: 168, below: 74 };
 

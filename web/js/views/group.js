@@ -37,6 +37,7 @@ export function view({ path, query }) {
       kind: t(`kind.${kind}`), name: shown, art, below: counts,
       tint: `hsl(${hueOf(shown)} 45% 50%)`,
       songs: () => allOf(source),
+      loved: kind === 'artist' && name ? { artist: name } : undefined,
       more: () => [{
         text: t('do.pin'), icon: 'pin', parted: true,
         run: () => pin(kind, shown, { [kind]: name }),

@@ -2,6 +2,7 @@
 
 import { attempt, shuffleEverything } from '../actions.js';
 import { h, refill } from '../dom.js';
+import { favourites } from '../favourites.js';
 import { icon } from '../icons.js';
 import { albums, changed, changePins, pins, randomSongs } from '../library.js';
 import { albumCard, emptyNote, pendingCards, shelf } from '../parts/cards.js';
@@ -76,12 +77,30 @@ function showRandom(view, place) {
   });
 }
 
+/**
+ * The albums that come first by a key.
+ * @param {PageView} view
+ * @param {HTMLElement} place
+ * @param {string} key
+ * @param {string} title
+ * @param {string} all the address of the whole list
+ */
+function showBest(view, place, key, title, all) {
+  const source = albums({ sort_by: key, sort_direction: 'DESC' });
+  return view.fetch((signal) => source.fetch(0, SHELF, signal), ({ items }) => {
+    const found = items.filter(({ star = 0 }) => key !== 'star' || star > 0);
+    refill(place, found.length > 0 &&
+      shelf(title, found.map((album) => albumCard(album)), showAll(all)));
+  });
+}
+
 export function view() {
   return page('home', '', (view) => {
-    const [pinned, recent, rated, random] = [0, 1, 2, 3].map(() => h('div'));
+    const [pinned, recent, played, plays, loved, rated, random] =
+      [0, 1, 2, 3, 4, 5, 6].map(() => h('div'));
     const shuffle = h('button', { class: 'button', onclick: shuffleEverything },
       icon('shuffle'), t('home.shuffle'));
-    view.append(pageHead(greeting(), shuffle).head, pinned, recent, rated, random);
+    view.append(pageHead(greeting(), shuffle).head, pinned, recent, played, plays, loved, rated, random);
     refill(recent, shelf(t('home.recent'), pendingCards(8)));
     refill(random, shelf(t('home.random'), pendingCards(8)));
     showPins(view, pinned);
@@ -98,12 +117,13 @@ export function view() {
     });
     showNewest();
     view.listen(changed, 'library', showNewest);
-    const loved = albums({ sort_by: 'star', sort_direction: 'DESC' });
-    view.fetch((signal) => loved.fetch(0, SHELF, signal), ({ items }) => {
-      const found = items.filter(({ star = 0 }) => star > 0);
-      refill(rated, found.length > 0 && shelf(t('home.rated'),
-        found.map((album) => albumCard(album)), showAll('/albums?sort=star')));
-    });
+    showBest(view, rated, 'star', t('home.rated'), '/albums?sort=star');
+    showBest(view, played, 'played', t('home.played'), '/albums?sort=played');
+    showBest(view, plays, 'plays', t('home.plays'), '/albums?sort=plays');
+    const showLoved = () =>
+      showBest(view, loved, 'favourite', t('home.favourites'), '/favourites');
+    showLoved();
+    view.listen(favourites, 'kept', showLoved);
     showRandom(view, random);
   });
 }

@@ -10,7 +10,7 @@ import { songList } from '../parts/song-list.js';
 import { go } from '../routes.js';
 import { t } from '../texts.js';
 
-const SORTS = /** @type {const} */ (['title', 'artist', 'album', 'year', 'date', 'duration']);
+const SORTS = /** @type {const} */ (['title', 'artist', 'album', 'year', 'date', 'duration', 'plays', 'played']);
 
 /** @param {import('../types.js').Place} place */
 export function view({ query }) {
@@ -21,7 +21,7 @@ export function view({ query }) {
     const shuffle = h('button', { class: 'button', onclick: shuffleEverything },
       icon('shuffle'), t('do.shuffle'));
     const { head, count } = pageHead(t('nav.songs'), pick, shuffle);
-    const order = ['year', 'date', 'duration'].includes(sort) ? 'DESC' : 'ASC';
+    const order = ['year', 'date', 'duration', 'plays', 'played'].includes(sort) ? 'DESC' : 'ASC';
     view.append(head, songList(songs({ sort_by: sort, sort_direction: order }), {
       label: t('nav.songs'),
       withAlbum: true,

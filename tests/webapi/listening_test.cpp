@@ -1,0 +1,264 @@
+// What users play, like and go on with, through the web API.
+#include "service/bookmarks.h"
+#include "service/failure.h"
+#include "service/people.h"
+#include "service/plays.h"
+#include "webapi/api.h"
+
+namespace tonvale_test {
+
+namespace {
+
+class Listening : public ApiTest {
+  protected:
+    void SetUp() override {
+        ApiTest::SetUp();
+        std::string sql;
+        for (int id = 1; id <= 8; ++id) {
+            TrackRow song{.id = id,
+                          .userid = id == 6   ? kAlice
+                                    : id == 7 ? kBob
+                                              : 0U,
+                          .path = scratch() / (std::to_string(id == 8 ? 5 : id) + ".mp3"),
+                          .title = "t" + std::to_string(id)};
+            song.album = id <= 3 ? "It's" : "Other";
+            song.album_artist = id == 3 ? "B" : "";
+            song.artist = id == 2 ? "ABBA" : "Abba";
+            song.is_virtual = id == 5;
+            song.has_virtual = id == 8;
+            sql += InsertSql(song);
+        }
+        sql += "UPDATE artist_track SET artist_sort = 'abba'";
+        Query(sql);
+    }
+    static Texts Names(const std::string &api, const std::string &list, const char *key,
+                       const std::string &user = "alice") {
+        return Each(Ask(api, "list", {{"sort_by", key}, {"sort_direction", "DESC"}}, user)[list],
+                    list == "songs" ? "id" : "name");
+    }
+    static Texts Queue(const std::string &user = "alice") {
+        const Json::Value queue = Ask("Queue", "get", {}, user);
+        Texts texts = {queue["current"].asString() + "@" + queue["position"].asString()};
+        for (const Json::Value &id : queue["songs"]) {
+            texts.push_back(id.asString());
+        }
+        return texts;
+    }
+    static std::string Rows() {
+        return Value(
+            "SELECT (SELECT count(*) FROM song_play) || ' ' ||"
+            " (SELECT count(*) FROM favourite_song) || ' ' ||"
+            " (SELECT count(*) FROM favourite_album) || ' ' ||"
+            " (SELECT count(*) FROM favourite_artist) || ' ' ||"
+            " (SELECT count(*) FROM bookmark) || ' ' || (SELECT count(*) FROM play_queue)");
+    }
+};
+
+TEST_F(Listening, PlaysAreCountedForTheirUserAlone) {
+    Ask("Play", "note", {{"songs", "music_1,music_3,music_1,music_p_6,music_99,music_7"}});
+    Ask("Play", "note", {{"songs", "music_v_5,music_3"}, {"times", "1000,99999999999"}});
+    Ask("Play", "note", {{"songs", "music_7,music_2"}}, "bob");
+    EXPECT_EQ(Names("Song", "songs", "plays").size(), 4U);
+    EXPECT_EQ(Names("Song", "songs", "plays")[0], "music_3") << "played last of two";
+    EXPECT_EQ(Names("Song", "songs", "plays").back(), "music_v_5");
+    EXPECT_EQ(Names("Song", "songs", "plays", "bob"), (Texts{"music_2", "music_7"}));
+    const Json::Value page = Ask("Song", "list",
+                                 {{"sort_by", "played"},
+                                  {"limit", "2"},
+                                  {"offset", "1"},
+                                  {"library", "shared"},
+                                  {"additional", "song_plays"}});
+    EXPECT_EQ(page["total"].asInt(), 3);
+    EXPECT_EQ(Each(page["songs"]), (Texts{"music_1", "music_3"}));
+    EXPECT_EQ(page["songs"][0]["additional"]["song_plays"]["count"].asInt(), 2);
+    EXPECT_EQ(Value("SELECT count(*) FROM song_play WHERE last > now()"), "0");
+    // Two albums of one name, and an artist in two ways, who has no plays of an album artist's song.
+    const Json::Value albums =
+        Ask("Album", "list", {{"sort_by", "plays"}, {"sort_direction", "DESC"}})["albums"];
+    EXPECT_EQ(Each(albums, "name"), (Texts{"It's", "It's", "Other"}));
+    EXPECT_EQ(Each(albums, "album_artist"), (Texts{"B", "", ""}));
+    EXPECT_EQ(Names("Artist", "artists", "plays"), (Texts{"Abba", "B"}));
+    EXPECT_EQ(CodeOf("Genre", "list", {{"sort_by", "plays"}}), 400);
+    for (const auto &[given, code] : {std::pair<Given, int>({{"songs", "music_7"}}, 404),
+                                      {{{"songs", "music_1"}, {"times", "1,2"}}, 400},
+                                      {{{"songs", "music_1"}, {"times", "-1"}}, 400},
+                                      {{{"songs", "dir_1"}}, 400}}) {
+        EXPECT_EQ(CodeOf("Play", "note", given), code);
+    }
+}
+
+TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
+    const Given plain = {{"sort_by", "title"}, {"library", "shared"}};
+    const Json::Value before = Ask("Song", "list", plain);
+    for (const Given &given : {Given{{"songs", "music_2"}},
+                               {{"songs", "music_v_5,music_2"}},
+                               {{"album", "It's"}},
+                               {{"album", "It's"}},
+                               {{"artist", "abba"}},
+                               {{"artist", "ABBA"}}}) {
+        Ask("Favourite", "add", given);
+    }
+    EXPECT_EQ(Rows(), "0 2 1 1 0 0");
+    EXPECT_EQ(Names("Song", "songs", "favourite"), (Texts{"music_v_5", "music_2"}));
+    EXPECT_EQ(Names("Album", "albums", "favourite"), Texts{"It's"});
+    EXPECT_EQ(Names("Artist", "artists", "favourite"), Texts{"Abba"});
+    const auto told = [&](const std::string &user) {
+        std::string flags;
+        for (const auto &[api, list, additional] : {std::tuple("Song", "songs", "song_favourite"),
+                                                    {"Album", "albums", "favourite"},
+                                                    {"Artist", "artists", "favourite"}}) {
+            const Json::Value data =
+                Ask(api, "list", {{"additional", additional}, {"library", "shared"}}, user);
+            for (const Json::Value &object : data[list]) {
+                const Json::Value &flag = object.isMember("additional")
+                                              ? object["additional"]["song_favourite"]["favourite"]
+                                              : object["favourite"];
+                flags += flag.asBool() ? '1' : '0';
+            }
+            flags += ' ';
+        }
+        return flags;
+    };
+    EXPECT_EQ(told("alice"), "01001 100 10 ");
+    EXPECT_EQ(told("bob"), "00000 000 00 ");
+    EXPECT_EQ(Ask("Song", "list", plain), before) << "asked for without them";
+    EXPECT_EQ(Ask("Favourite", "list")["artists"][0]["name"].asString(), "abba");
+    for (const auto &[given, code] : {std::pair<Given, int>({{"songs", "music_1,music_7"}}, 404),
+                                      {{{"album", "It's"}, {"album_artist", "nobody"}}, 404},
+                                      {{{"artist", "A%"}}, 404},
+                                      {{{"album", ""}}, 404},
+                                      {{{"songs", "music_1"}, {"artist", "B"}}, 400},
+                                      {{}, 400}}) {
+        EXPECT_EQ(CodeOf("Favourite", "add", given), code);
+    }
+    Ask("Favourite", "remove", {{"artist", "ABBA"}}, "bob");
+    EXPECT_EQ(Rows(), "0 2 1 1 0 0");
+    for (const Given &given :
+         {Given{{"artist", "ABBA"}}, {{"album", "It's"}}, {{"songs", "music_2,music_1"}}}) {
+        Ask("Favourite", "remove", given);
+    }
+    EXPECT_EQ(Rows(), "0 1 0 0 0 0");
+}
+
+// A list that shows favourites changes with them, and with those of nobody else.
+TEST_F(Listening, KeptAnswersFollowFavouritesAlone) {
+    const auto tag = [](const std::string &query, const std::string &known = "") {
+        const std::string text =
+            RunCgi({{"REQUEST_METHOD", "GET"},
+                    {"QUERY_STRING", QueryOf(query, "list", {}) + "&additional=song_favourite"},
+                    {"REMOTE_USER", "alice"},
+                    {"HTTP_IF_NONE_MATCH", known}});
+        const std::size_t at = text.find("ETag: ");
+        return text.starts_with("Status: 304") ? "unchanged"
+               : at == text.npos               ? "none"
+                                               : text.substr(at + 6, text.find('\r', at) - at - 6);
+    };
+    const std::string first = tag("Song");
+    EXPECT_NE(first, "none");
+    Ask("Play", "note", {{"songs", "music_1"}});
+    Ask("Favourite", "add", {{"songs", "music_1"}}, "bob");
+    EXPECT_EQ(tag("Song", first), "unchanged");
+    Ask("Favourite", "add", {{"songs", "music_1"}});
+    EXPECT_NE(tag("Song", first), "unchanged");
+    const std::string second = tag("Song");
+    Ask("Favourite", "remove", {{"songs", "music_1"}});
+    EXPECT_NE(tag("Song", second), "unchanged");
+}
+
+TEST_F(Listening, AQueueIsSharedByAUsersClients) {
+    EXPECT_EQ(Queue(), Texts{"0@0"});
+    const auto changed = Ask("Queue", "set",
+                             {{"songs", "music_1,music_v_5,music_7,music_1,music_2"},
+                              {"current", "3"},
+                              {"position", "4200"},
+                              {"client", "desk"},
+                              {"seen", "0"}})["changed"]
+                             .asString();
+    EXPECT_EQ(Queue(), (Texts{"2@4200", "music_1", "music_v_5", "music_1", "music_2"}));
+    EXPECT_EQ(Queue("bob"), Texts{"0@0"});
+    // Another client has read that; two write, and the second one is told.
+    const Given move = {{"song", "music_2"}, {"current", "3"}, {"seen", changed}};
+    Ask("Queue", "move", move);
+    EXPECT_EQ(CodeOf("Queue", "move", move), 409);
+    EXPECT_EQ(CodeOf("Queue", "set", {{"songs", "music_3"}, {"seen", changed}}), 409);
+    EXPECT_EQ(CodeOf("Queue", "set", {{"songs", "music_3"}, {"seen", "0"}}), 409);
+    EXPECT_EQ(CodeOf("Queue", "move", {{"song", "music_4"}}), 409);
+    EXPECT_EQ(Queue()[0], "3@0");
+    Query("DELETE FROM track WHERE id = 2");
+    EXPECT_EQ(Queue()[0], "0@0") << "the current one is gone, and was the last";
+    Ask("Queue", "move", {{"song", "music_1"}, {"current", "2"}, {"position", "7"}});
+    EXPECT_EQ(Queue()[0], "2@7") << "the nearer one of two";
+    std::string most = "music_1";
+    for (int i = 1; i < 10000; ++i) {
+        most += ",music_1";
+    }
+    Ask("Queue", "set", {{"songs", most}, {"current", "9999"}});
+    EXPECT_EQ(Ask("Queue", "get")["current"].asInt(), 9999);
+    for (const Given &given : {Given{{"songs", most + ",music_1"}},
+                               {{"songs", "music_1"}, {"current", "1"}},
+                               {{"songs", "music_1"}, {"position", "-1"}},
+                               {{"songs", "http://x/y"}},
+                               {{"songs", "music_1"}, {"client", std::string(201, 'x')}}}) {
+        EXPECT_EQ(CodeOf("Queue", "set", given), 400);
+    }
+    EXPECT_EQ(Ask("Queue", "get")["songs"].size(), 10000U);
+    Ask("Queue", "set", {{"songs", ""}});
+    EXPECT_EQ(Queue(), Texts{"0@0"});
+}
+
+TEST_F(Listening, RowsGoWithTheirSongAndTheirUser) {
+    for (const unsigned uid : {kAlice, kBob}) {
+        const std::string user = uid == kAlice ? "alice" : "bob";
+        Ask("Play", "note", {{"songs", "music_1,music_2"}}, user);
+        Ask("Favourite", "add", {{"songs", "music_1,music_2"}}, user);
+        Ask("Favourite", "add", {{"album", "It's"}}, user);
+        Ask("Favourite", "add", {{"artist", "B"}}, user);
+        Ask("Queue", "set", {{"songs", "music_1,music_2"}, {"current", "1"}}, user);
+        tonvale_service::SetBookmark(uid, 1, 1, "");
+        tonvale_service::SetBookmark(uid, 2, 2, "two\nlines");
+        tonvale_service::SetBookmark(uid, 2, 3, "'");
+        tonvale_service::NotePlaying(uid, 2, user);
+        EXPECT_THROW(tonvale_service::SetBookmark(uid, uid == kAlice ? 7 : 6, 0, ""),
+                     tonvale_service::Failure);
+        EXPECT_THROW(tonvale_service::SetBookmark(uid, 1, 0, std::string(4001, 'x')),
+                     tonvale_service::Failure);
+    }
+    EXPECT_EQ(Rows(), "4 4 2 2 4 2");
+    Query("DELETE FROM track WHERE id = 1");
+    EXPECT_EQ(Rows(), "2 2 2 2 2 2");
+    const auto bookmarks = tonvale_service::BookmarksOf(kBob);
+    ASSERT_EQ(bookmarks.size(), 1U);
+    EXPECT_EQ(bookmarks[0].comment + std::to_string(bookmarks[0].position), "'3");
+    tonvale_service::RemoveUser("alice", false);
+    EXPECT_EQ(Rows(), "1 1 1 1 1 1");
+    EXPECT_EQ(Queue("bob"), (Texts{"0@0", "music_2"}));
+    EXPECT_EQ(tonvale_service::PlayingNow(kBob, 60).size(), 1U);
+    EXPECT_EQ(Value("SELECT count(*) FROM now_playing"), "1");
+}
+
+TEST_F(Listening, RadioStationsAreChangedByAdministrators) {
+    const Given jazz = {{"name", "Jazz \xE2\x99\xAB"}, {"stream", "https://r.example/a?b=c"}};
+    EXPECT_EQ(CodeOf("Radio", "add", jazz), 403);
+    const std::string id = Ask("Radio", "add", jazz, "admin")["id"].asString();
+    for (const Given &given :
+         {Given{{"name", "x"}, {"stream", "ftp://r/a"}},
+          {{"name", "x"}, {"stream", "http://a b"}},
+          {{"name", "x\ny"}, {"stream", "http://r"}},
+          {{"name", "x"}, {"stream", ""}},
+          {{"name", "x"}, {"stream", "http://r"}, {"home_page", "javascript:alert(1)"}},
+          {{"name", "x"}, {"stream", "http://" + std::string(2000, 'r')}}}) {
+        EXPECT_EQ(CodeOf("Radio", "add", given, "admin"), 400);
+    }
+    EXPECT_EQ(CodeOf("Radio", "remove", {{"id", id}}), 403);
+    EXPECT_EQ(CodeOf("Radio", "remove", {{"id", "77"}}, "admin"), 404);
+    Ask("Radio", "change",
+        {{"id", id}, {"name", "Z"}, {"stream", "http://r"}, {"home_page", "http://h"}}, "admin");
+    Ask("Radio", "add", {{"name", "A"}, {"stream", "http://r"}}, "admin");
+    EXPECT_EQ(Each(Ask("Radio", "list")["stations"], "name"), (Texts{"A", "Z"}));
+    Ask("Radio", "remove", {{"id", id}}, "admin");
+    EXPECT_EQ(Each(Ask("Radio", "list")["stations"], "home_page"), Texts{""});
+}
+
+}  // namespace
+
+}  // namespace tonvale_test

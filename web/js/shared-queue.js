@@ -1,0 +1,146 @@
+// The queue as the server keeps it, so that another device goes on with it.
+
+import { call, change, Refusal } from './api.js';
+import { readStored, writeStored } from './choices.js';
+import { h } from './dom.js';
+import { ADDITIONAL, songOf } from './library.js';
+import { openForm } from './parts/dialog.js';
+import { person } from './person.js';
+import { isPlaying, pause, player, seek, time } from './player.js';
+import { current, position, queue, queued, setQueue } from './queue.js';
+import { t } from './texts.js';
+
+const PAUSE = 2000; // milliseconds after a change
+const KEY = 'tonvale.queue.seen';
+
+let isRestoring = false;
+let isAsking = false;
+let timer = 0;
+
+/**
+ * `changed` of the queue that this browser has read or written last, and whether songs or their
+ * order are to be written, also after a reload.
+ */
+function known() {
+  const uid = person()?.user.uid;
+  const kept = /** @type {any} */ (readStored(KEY));
+  return kept?.uid === uid ? { changed: Number(kept.changed) || 0, isNew: Boolean(kept.isNew) }
+    : { changed: 0, isNew: true };
+}
+
+/** @param {{changed?: number, isNew?: boolean}} what */
+function note(what) {
+  writeStored(KEY, { uid: person()?.user.uid, ...known(), ...what });
+}
+
+/**
+ * True for a song that the server can keep: a stream is none of its library.
+ * @param {import('./types.js').Song | undefined} song
+ */
+function isOfLibrary(song) {
+  return song !== undefined && !song.isStream && /^music_[pv_]*\d+$/.test(song.id);
+}
+
+/**
+ * The songs with these identifiers, undefined for one that has gone meanwhile.
+ * @param {string[]} ids
+ */
+async function songsById(ids) {
+  /** @type {Map<string, import('./types.js').Song>} */
+  const found = new Map();
+  for (let at = 0; at < ids.length; at += 1000) {
+    const asked = { id: ids.slice(at, at + 1000), additional: ADDITIONAL };
+    for (const one of (await call('Song', 'get', asked)).songs.map(songOf)) {
+      found.set(one.id.replace(/^music_p_/, 'music_'), one);
+    }
+  }
+  return ids.map((id) => found.get(id));
+}
+
+/** @param {{overwrites?: boolean}} how */
+async function save({ overwrites = false } = {}) {
+  const songs = queued().map(({ song }, index) => ({ song, index }))
+    .filter(({ song }) => isOfLibrary(song));
+  const at = songs.findIndex(({ index }) => index >= position());
+  const isHere = at >= 0 && songs[at].index === position();
+  const place = {
+    current: Math.max(at, 0), position: isHere ? Math.round(time() * 1000) : 0, client: 'page',
+    seen: overwrites ? undefined : known().changed,
+  };
+  const isWhole = known().isNew || overwrites;
+  if (!isWhole && !isOfLibrary(current())) {
+    return;
+  }
+  note({ isNew: false });
+  try {
+    const { changed } = isWhole
+      ? await change('Queue', 'set', { ...place, songs: songs.map(({ song }) => song.id).join() })
+      : await change('Queue', 'move', { ...place, song: current()?.id });
+    note({ changed });
+  } catch (error) {
+    note({ isNew: true }); // it is tried again with the next change
+    if (error instanceof Refusal && error.code === 409) {
+      ask();
+    }
+  }
+}
+
+// Another device has kept a queue since: the person says which one it is to be.
+async function ask() {
+  if (isAsking) {
+    return;
+  }
+  isAsking = true;
+  const dialog = openForm({
+    title: t('queue.other'), send: t('queue.takeOther'),
+    fields: [h('p', {}, t('queue.other.hint')), h('button', {
+      class: 'button', type: 'button', onclick: async () => {
+        dialog.close();
+        await save({ overwrites: true });
+      },
+    }, t('queue.keepThis'))],
+    onSend: restore,
+  });
+  dialog.addEventListener('close', () => {
+    isAsking = false;
+  });
+}
+
+async function restore() {
+  const found = await call('Queue', 'get');
+  const all = await songsById(found.songs);
+  const songs = all.flatMap((song) => song ?? []);
+  isRestoring = true;
+  if (isPlaying()) {
+    pause();
+  }
+  if (songs.length > 0) {
+    setQueue(songs, all.slice(0, found.current).filter(Boolean).length, false);
+    seek(all[found.current] ? found.position / 1000 : 0);
+  }
+  note({ changed: found.changed, isNew: false });
+  isRestoring = false;
+}
+
+/** @param {boolean} order whether songs or their order changed */
+function soon(order) {
+  if (!isRestoring && !isAsking && person()) {
+    if (order) {
+      note({ isNew: true });
+    }
+    clearTimeout(timer);
+    timer = setTimeout(save, PAUSE);
+  }
+}
+
+/** To be called when it is known who is logged in. */
+export async function startSharedQueue() {
+  queue.addEventListener('order', () => soon(true));
+  queue.addEventListener('current', () => soon(false));
+  player.addEventListener('state', () => !isPlaying() && current() && soon(false));
+  if (queued().length === 0) {
+    await restore().catch(() => {});
+  } else if (known().isNew) {
+    soon(true);
+  }
+}
