@@ -68,6 +68,11 @@ enum class Reason {
     kNotAUserName,     // (text)
     kNotAPassword,
     kNotAPurpose,  // of a key
+    kTooManySongs,
+    kNotAClient,  // a client's name
+    kNotABookmark,
+    kNotAPlayQueue,
+    kNotAStationName,
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)
@@ -96,6 +101,10 @@ enum class Reason {
     kNoEqualizerSelected,
     kNoSuchSession,  // (id)
     kNoSuchKey,      // (id)
+    kNoSuchAlbum,    // (name)
+    kNoSuchArtist,   // (name)
+    kNoSuchBookmark,
+    kNoSuchStation,  // (id)
 
     // kExists
     kPlaylistExists,  // (path)
@@ -103,6 +112,10 @@ enum class Reason {
     kPinExists,
     kUserExists,  // (name)
     kTooManyKeys,
+    kTooManyFavourites,
+    kTooManyBookmarks,
+    kTooManyStations,
+    kPlayQueueChanged,  // by another client
 
     // kBusy
     kSettingsLocked,   // (path)

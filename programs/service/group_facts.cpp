@@ -7,6 +7,7 @@
 #include "kept_list.h"
 #include "search_tables.h"
 #include "varn/number.h"
+#include "varn/sql.h"
 
 namespace tonvale_service {
 
@@ -181,17 +182,26 @@ std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::st
     return albums;
 }
 
-std::map<std::pair<std::string, std::string>, Marks> AlbumMarks(uid_t uid) {
-    std::map<std::pair<std::string, std::string>, Marks> marks;
-    AskTables([&](varn::Database &database) {
-        for (const varn::Row row : database.Query(
-                 "SELECT album, album_artist, round(avg(star))::integer AS stars FROM rating_track "
-                 "JOIN album_track USING (track) WHERE star > 0 AND userid = " +
-                 std::to_string(static_cast<int>(uid)) + " GROUP BY album, album_artist")) {
-            marks[{row.Text("album"), row.Text("album_artist")}] = {
-                .stars = static_cast<int>(row.Number("stars"))};
-        }
-    });
+std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid) {
+    const int user = static_cast<int>(uid);
+    std::map<AlbumName, SongMarks> marks;
+    for (const varn::Row row : AskTables(varn::Sql(
+             "SELECT album, album_artist, coalesce(round(avg(star)), 0)::integer AS stars, "
+             "coalesce(sum(plays), 0) AS plays, "
+             "coalesce(extract(epoch FROM max(last)), 0)::bigint AS last FROM ("
+             "SELECT track, star, NULL AS plays, NULL::timestamptz AS last FROM rating_track "
+             "WHERE star > 0 AND userid = @VARN:INT UNION ALL "
+             "SELECT track, NULL, plays, last FROM song_play WHERE userid = @VARN:INT) m "
+             "JOIN album_track USING (track) GROUP BY album, album_artist",
+             user, user))) {
+        marks[{row.Text("album"), row.Text("album_artist")}] = {
+            .stars = static_cast<int>(row.Number("stars")),
+            .plays = static_cast<int>(row.Number("plays")),
+            .lastPlayed = row.Number("last")};
+    }
+    for (const auto &[album, since] : FavouriteAlbums(uid)) {
+        marks[album].favouriteSince = since;
+    }
     return marks;
 }
 

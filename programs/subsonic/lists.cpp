@@ -1,9 +1,13 @@
-// Lists of albums and songs: getAlbumList and getAlbumList2, getRandomSongs, getSongsByGenre.
+// Lists of albums and songs: getAlbumList, getRandomSongs, getSongsByGenre, getNowPlaying, getStarred,
+// the first and the last in both of their forms.
 #include <algorithm>
+#include <ctime>
 #include <random>
 
 #include "endpoint.h"
 #include "objects.h"
+#include "service/favourites.h"
+#include "service/plays.h"
 
 namespace tonvale_subsonic {
 
@@ -14,14 +18,14 @@ using namespace tonvale_service;
 constexpr int kUsual = 10;
 constexpr int kMost = 500;
 constexpr int kLastYear = 9999;
+constexpr int kStillPlaying = 600;  // seconds
 
 using Albums = std::vector<AlbumFacts>;
-using Marked = std::map<std::pair<std::string, std::string>, Marks>;
 
 // The albums with a mark of the user's, those with the highest first.
 template <typename Member>
-void SortByMark(const Request &asked, Albums &albums, Member Marks::*member) {
-    const Marked marks = AlbumMarks(asked.Uid());
+void SortByMark(const Request &asked, Albums &albums, Member SongMarks::*member) {
+    const auto marks = AlbumMarks(asked.Uid());
     std::vector<std::pair<Member, AlbumFacts>> marked;
     for (AlbumFacts &album : albums) {
         const auto mark = marks.find({album.name, album.albumArtist});
@@ -78,15 +82,15 @@ constexpr ListType kTypes[] = {
     {"byGenre", ByGenre},
     {"byYear", ByYear},
     {"frequent",
-     [](const Request &asked, Albums &albums) { SortByMark(asked, albums, &Marks::plays); }},
+     [](const Request &asked, Albums &albums) { SortByMark(asked, albums, &SongMarks::plays); }},
     {"highest",
-     [](const Request &asked, Albums &albums) { SortByMark(asked, albums, &Marks::stars); }},
+     [](const Request &asked, Albums &albums) { SortByMark(asked, albums, &SongMarks::stars); }},
     {"newest", [](const Request &, Albums &albums) { SortBy(albums, &AlbumFacts::added, true); }},
     {"random", Shuffle},
-    {"recent",
-     [](const Request &asked, Albums &albums) { SortByMark(asked, albums, &Marks::lastPlayed); }},
+    {"recent", [](const Request &asked,
+                  Albums &albums) { SortByMark(asked, albums, &SongMarks::lastPlayed); }},
     {"starred", [](const Request &asked, Albums &albums) {
-         SortByMark(asked, albums, &Marks::favouriteSince);
+         SortByMark(asked, albums, &SongMarks::favouriteSince);
      }}};
 
 Json::Value AlbumList(const Request &asked, AlbumForm form) {
@@ -152,10 +156,61 @@ Json::Value GetSongsByGenre(const Request &asked) {
     return members;
 }
 
+Json::Value GetNowPlaying(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    Json::Value &list = members["nowPlaying"]["entry"] = Json::Value(Json::arrayValue);
+    for (const Playing &playing : PlayingNow(asked.Uid(), kStillPlaying)) {
+        for (Json::Value &entry : ChildrenOf(asked, {playing.song})) {
+            entry["username"] = asked.User();
+            entry["minutesAgo"] =
+                Json::Int64{std::max<long long>(std::time(nullptr) - playing.since, 0) / 60};
+            entry["playerId"] = 0;
+            entry["playerName"] = playing.client;
+            list.append(std::move(entry));
+        }
+    }
+    return members;
+}
+
+Json::Value Starred(const Request &asked, AlbumForm form) {
+    const ListRequest request = LibraryOf(asked);
+    Albums albums = AllAlbums(request);
+    SortByMark(asked, albums, &SongMarks::favouriteSince);
+    std::vector<ArtistFacts> artists = AllArtists(request);
+    const auto favourites = FavouriteArtists(asked.Uid());
+    std::erase_if(artists, [&](const ArtistFacts &artist) {
+        return !favourites.contains(FoldedName(artist.name));
+    });
+    std::vector<int> songs;
+    for (const SongId &song : FavouriteSongs(asked.Uid())) {
+        songs.push_back(song.row);
+    }
+    Json::Value starred(Json::objectValue);
+    starred["artist"] = ArtistsOf(asked, artists);
+    starred["album"] = AlbumsOf(asked, albums, form);
+    starred["song"] = ChildrenOf(SongsOfRows(request, songs));
+    return starred;
+}
+
+Json::Value GetStarred(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    members["starred"] = Starred(asked, AlbumForm::kChild);
+    return members;
+}
+
+Json::Value GetStarred2(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    members["starred2"] = Starred(asked, AlbumForm::kAlbum);
+    return members;
+}
+
 constexpr Endpoint kEndpoints[] = {{.name = "getAlbumList", .answer = GetAlbumList},
                                    {.name = "getAlbumList2", .answer = GetAlbumList2},
+                                   {.name = "getNowPlaying", .answer = GetNowPlaying},
                                    {.name = "getRandomSongs", .answer = GetRandomSongs},
-                                   {.name = "getSongsByGenre", .answer = GetSongsByGenre}};
+                                   {.name = "getSongsByGenre", .answer = GetSongsByGenre},
+                                   {.name = "getStarred", .answer = GetStarred},
+                                   {.name = "getStarred2", .answer = GetStarred2}};
 
 }  // namespace
 

@@ -61,7 +61,7 @@ void SetGenres(Json::Value &object, const std::vector<std::string> &genres) {
     }
 }
 
-void SetMarks(Json::Value &object, const Marks &marks) {
+void SetMarks(Json::Value &object, const SongMarks &marks) {
     SetNumber(object, "userRating", marks.stars);
     SetNumber(object, "playCount", marks.plays);
     if (marks.plays > 0) {
@@ -221,7 +221,7 @@ std::string TimeText(long long secondsSince1970) {
 
 Json::Value ChildOf(const SongFacts &song) {
     Json::Value child(Json::objectValue);
-    const std::string id = SongText(song.id);
+    const std::string id = SongIdText(song.id);
     child["id"] = id;
     child["isDir"] = false;
     child["isVideo"] = false;
@@ -270,10 +270,15 @@ Json::Value AlbumsOf(const Request &asked, const std::vector<AlbumFacts> &albums
     return list;
 }
 
-Json::Value ArtistsOf(const Request &, const std::vector<ArtistFacts> &artists) {
+Json::Value ArtistsOf(const Request &asked, const std::vector<ArtistFacts> &artists) {
+    const auto favourites = FavouriteArtists(asked.Uid());
     Json::Value list(Json::arrayValue);
     for (const ArtistFacts &artist : artists) {
-        list.append(ArtistOf(artist));
+        Json::Value &object = list.append(ArtistOf(artist));
+        if (const auto since = favourites.find(FoldedName(artist.name));
+            since != favourites.end()) {
+            object["starred"] = TimeText(since->second.since);
+        }
     }
     return list;
 }
