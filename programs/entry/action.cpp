@@ -74,24 +74,11 @@ constexpr Meaning kMeanings[] = {
     {Code::kTookTooLong, "that took too long; ask for less, or later"},
 };
 
-// A sentence for a refusal that has none of its own.
-std::string SentenceOf(const Refusal &refusal, Code code) {
-    if (code == Code::kBadParameter && !refusal.parameter.empty()) {
-        return "the parameter '" + refusal.parameter + "' is missing or bad";
-    }
-    const auto *const found =
-        std::find_if(std::begin(kMeanings), std::end(kMeanings),
-                     [&](const Meaning &meaning) { return meaning.code == code; });
-    return found != std::end(kMeanings) ? found->sentence : "";
-}
-
 Json::Value RefusalReply(ActionHandler &handler, const Refusal &refusal, Code code) {
     Json::Value reply(Json::objectValue);
     handler.SetWebapiFormatError(reply, static_cast<int>(code));
-    const bool isAsRefused = code == refusal.code;
-    reply["error"]["message"] =
-        isAsRefused && !refusal.message.empty() ? refusal.message : SentenceOf(refusal, code);
-    if (isAsRefused && !refusal.parameter.empty()) {
+    reply["error"]["message"] = SentenceOf(refusal, code);
+    if (code == refusal.code && !refusal.parameter.empty()) {
         reply["error"]["parameter"] = refusal.parameter;
     }
     return reply;
@@ -194,6 +181,16 @@ Code CodeForClient(Code code) {
             break;
     }
     return code;
+}
+
+std::string SentenceOf(const Refusal &refusal, Code code) {
+    if (code == Code::kBadParameter && !refusal.parameter.empty()) {
+        return "the parameter '" + refusal.parameter + "' is missing or bad";
+    }
+    const auto *const found =
+        std::find_if(std::begin(kMeanings), std::end(kMeanings),
+                     [&](const Meaning &meaning) { return meaning.code == code; });
+    return found != std::end(kMeanings) ? found->sentence : "";
 }
 
 const char *StatusOf(Code code) {

@@ -241,7 +241,7 @@ std::optional<KeptList> KeptList::Of(const ListKey &key) {
     list.records_ = {list.places_ + (header.count + 1) * sizeof(Place), header.recordBytes};
     list.count_ = header.count;
     list.version_ = Version{header.songs, header.stars};
-    list.age_ = std::time(nullptr) - info.st_mtim.tv_sec;
+    list.computed_ = info.st_mtim.tv_sec;
     return list;
 }
 
@@ -288,7 +288,8 @@ std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit) {
     ListPart part;
     part.total = static_cast<std::int64_t>(list->Count());
     part.version = list->OfVersion();
-    part.isYoung = list->Age() < kYoungSeconds;
+    part.computed = list->Computed();
+    part.isYoung = std::time(nullptr) - part.computed < kYoungSeconds;
     const std::uint64_t last = EndOf(offset, limit, list->Count());
     for (auto record = static_cast<std::uint64_t>(offset); record < last; ++record) {
         part.records.emplace_back((*list)[record]);
@@ -317,6 +318,7 @@ ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &c
     std::vector<std::string> all = compute();
     ListPart part;
     part.total = static_cast<std::int64_t>(all.size());
+    part.computed = std::time(nullptr);
     // Changes only add up: what was the same before and after was the same between.
     if (before.songs && ReadVersion(key.uid) == before) {
         part.version = before;

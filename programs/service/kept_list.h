@@ -69,7 +69,7 @@ class KeptList {
     // The first record from `first` on that has these bytes; Count() when there is none.
     std::size_t Find(std::string_view bytes, std::size_t first) const;
     const Version &OfVersion() const { return version_; }
-    std::int64_t Age() const { return age_; }  // in seconds
+    std::int64_t Computed() const { return computed_; }  // when, in seconds since 1970
 
   private:
     KeptList() = default;
@@ -80,15 +80,16 @@ class KeptList {
     std::string_view records_;
     std::size_t count_ = 0;
     Version version_;
-    std::int64_t age_ = 0;
+    std::int64_t computed_ = 0;
 };
 
 // A part of a list: its records, and how long the whole list is.
 struct ListPart {
     std::vector<std::string> records = {};
     std::int64_t total = 0;
-    Version version = {};  // of the library that it was computed from
-    bool isYoung = false;  // it was computed a moment ago
+    Version version = {};       // of the library that it was computed from
+    std::int64_t computed = 0;  // when, seconds since 1970
+    bool isYoung = false;       // it was computed a moment ago
 };
 
 // A part as it is kept, of any version; nothing when the list is not kept. Limit 0 means all.

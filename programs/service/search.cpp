@@ -82,12 +82,19 @@ std::vector<int> FindSongs(const ListRequest &request, const std::string &keywor
 }
 
 // The same in the order of a list.
-std::vector<int> InOrderOf(const ListRequest &request, const std::vector<int> &found,
-                           const TrackWriter &writer) {
+std::vector<int> InOrderOf(ListRequest request, const std::vector<int> &found) {
+    request.offset = 0;
+    request.limit = 0;
     const std::unordered_set<int> wanted(found.begin(), found.end());
-    std::vector<int> rows = OrderOfSongs(request, writer);
+    std::vector<int> rows = SongRows(request);
     std::erase_if(rows, [&](int row) { return wanted.count(row) == 0; });
     return rows;
+}
+
+// The page of them that a request asks for.
+std::vector<int> PageOf(const ListRequest &request, const std::vector<int> &rows) {
+    const int64_t end = EndOfPage(request.offset, request.limit, static_cast<int64_t>(rows.size()));
+    return {rows.begin() + std::min<int64_t>(request.offset, end), rows.begin() + end};
 }
 
 }  // namespace
@@ -112,16 +119,18 @@ const std::vector<std::string> &SearchSortKeys() {
     return keys;
 }
 
+std::vector<int> RowsThatMatch(const ListRequest &request, const std::string &keyword) {
+    return PageOf(request, FindSongs(request, keyword, kFields[0]));
+}
+
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
                                       const std::string &name, const TrackWriter &writer) {
     std::vector<int> found = FindSongs(request, keyword, FieldOfName(name));
     if (!request.sortBy.empty() && request.sortBy != kByMatch) {
-        found = InOrderOf(request, found, writer);
+        found = InOrderOf(request, found);
     }
-    const auto total = static_cast<int64_t>(found.size());
-    const int64_t end = EndOfPage(request.offset, request.limit, total);
-    const int64_t begin = std::min<int64_t>(request.offset, end);
-    return SongsInOrder(request, {found.begin() + begin, found.begin() + end}, total, writer);
+    return SongsInOrder(request, PageOf(request, found), static_cast<int64_t>(found.size()),
+                        writer);
 }
 
 }  // namespace tonvale_service

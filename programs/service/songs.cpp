@@ -289,16 +289,15 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const TrackWrite
     return Open(request, condition, writer);
 }
 
-std::vector<int> OrderOfSongs(const ListRequest &request, const TrackWriter &writer) {
-    if (request.sortBy == kRandom) {
-        throw Failure(Reason::kRandomPart);
-    }
+std::vector<int> SongRows(const ListRequest &request) {
     const std::string condition = Condition(request.filters);
-    const std::string order = Order(request, condition, writer);
+    const std::string order =
+        Order(request, condition, Tonvale::webapi::WebapiLibrary(request.uid, "", ""));
     const ListKey key("songs", request, condition, order, false);
-    auto part = KeptPart(key, 0, 0);
-    if (!part || part->version.songs != ReadVersion(request.uid).songs) {
-        part = ComputePart(key, 0, 0, [&] { return SongOrder(request, condition, order); });
+    auto part = KeptPart(key, request.offset, request.limit);
+    if (!part || (part->version.songs != ReadVersion(request.uid).songs && !part->isYoung)) {
+        part = ComputePart(key, request.offset, request.limit,
+                           [&] { return SongOrder(request, condition, order); });
     }
     return RowsIn(part->records);
 }

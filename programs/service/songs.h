@@ -39,10 +39,8 @@ inline constexpr char kRandom[] = "random";
 std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const TrackWriter &writer,
                                     const std::string &found = "");
 
-// The rows of all songs that a request's library and filters let through, in its order. Throws a
-// Failure.
-std::vector<int> OrderOfSongs(const ListRequest &request,
-                              const Tonvale::webapi::WebapiLibrary &writer);
+// The rows of the page of songs that a request asks for. Throws a Failure.
+std::vector<int> SongRows(const ListRequest &request);
 
 // The page of a list of `total` songs that has these rows, in their order. Throws a Failure.
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
