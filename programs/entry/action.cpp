@@ -184,6 +184,9 @@ Code CodeForClient(Code code) {
 }
 
 std::string SentenceOf(const Refusal &refusal, Code code) {
+    if (code == refusal.code && !refusal.message.empty()) {
+        return refusal.message;
+    }
     if (code == Code::kBadParameter && !refusal.parameter.empty()) {
         return "the parameter '" + refusal.parameter + "' is missing or bad";
     }

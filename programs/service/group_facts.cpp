@@ -53,7 +53,7 @@ std::string AlbumStatement(const ListRequest &request) {
            "extract(epoch FROM max(t.date))::bigint AS added, " +
            std::string(kCover) + ", row_number() OVER (ORDER BY " +
            Expression({"", "min(g.album_artist_sort)", true}) + ", " + bySort +
-           ", album, album_artist) AS by_artist" + kFrom + SeenSongs(request) +
+           ", album, album_artist) AS by_artist" + kFrom + ShownSongs(request) +
            " GROUP BY g.album, g.album_artist ORDER BY " + bySort + ", album, album_artist";
 }
 
@@ -63,7 +63,7 @@ std::string ArtistStatement(const ListRequest &request) {
                           const std::string &condition) {
         return "SELECT max(" + column + ") AS name, min(" + column + "_sort) AS sort_name, " +
                isListed + " AS is_listed, count(DISTINCT (g.album, g.album_artist)) AS albums, " +
-               kCover + kFrom + SeenSongs(request) + " AND " + condition + " GROUP BY upper(" +
+               kCover + kFrom + ShownSongs(request) + " AND " + condition + " GROUP BY upper(" +
                column + ")";
     };
     return "SELECT max(name) AS name, min(sort_name) AS sort_name, max(is_listed) AS is_listed, "
@@ -80,7 +80,7 @@ std::string GenreStatement(const ListRequest &request) {
            "count(DISTINCT (g.album, g.album_artist)) AS albums FROM genre_track n "
            "JOIN song_text s ON s.track = n.track JOIN tag_text g ON g.id = s.tags "
            "WHERE n.genre <> '' AND " +
-           SeenSongs(request) + " GROUP BY n.genre ORDER BY " +
+           ShownSongs(request) + " GROUP BY n.genre ORDER BY " +
            Expression({"", "min(n.genre_sort)", true}) + ", n.genre";
 }
 
@@ -171,7 +171,7 @@ std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::st
         for (const varn::Row row : database.Query(
                  "SELECT DISTINCT g.album, g.album_artist FROM song_text s JOIN tag_text g ON "
                  "g.id = s.tags WHERE " +
-                 SeenSongs(request) + " AND " + IsOfArtist(name))) {
+                 ShownSongs(request) + " AND " + IsOfArtist(name))) {
             names.emplace(row.Text("album"), row.Text("album_artist"));
         }
     });

@@ -70,7 +70,6 @@ const auto &NameKinds() {
 
 // Names in their order, of songs that the request lets through.
 std::string Statement(const NameKind &names, const SearchTerms &terms, const ListRequest &request) {
-    const std::string filtered = FilteredSongs(request);
     const std::string sortName = Expression({"name", "min(name_sort)", true});
     const std::string sortMore = Expression({"more", "min(more_sort)", true});
     return "SELECT max(name) AS name, max(more) AS more, min(" +
@@ -79,9 +78,9 @@ std::string Statement(const NameKind &names, const SearchTerms &terms, const Lis
            " FROM (" +
            names.from + ") t WHERE name <> '' AND " + terms.HasAll("form") + " AND " +
            terms.HasAll("looked") +
-           " AND EXISTS (SELECT FROM song_text s WHERE s.tags = t.id AND " +
-           SeenSongs(request).Sql() + (filtered.empty() ? "" : " AND " + filtered) + ") GROUP BY " +
-           names.key + " ORDER BY rank, " + sortName + ", " + sortMore + ", name, more";
+           " AND EXISTS (SELECT FROM song_text s WHERE s.tags = t.id AND " + ShownSongs(request) +
+           ") GROUP BY " + names.key + " ORDER BY rank, " + sortName + ", " + sortMore +
+           ", name, more";
 }
 
 // A page of the rows of a statement that tells the total with each row.

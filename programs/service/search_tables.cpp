@@ -61,6 +61,11 @@ std::string FilteredSongs(const ListRequest &request) {
     return filters.empty() ? "" : Filtered(request, filters);
 }
 
+std::string ShownSongs(const ListRequest &request) {
+    const std::string filtered = FilteredSongs(request);
+    return SeenSongs(request).Sql() + (filtered.empty() ? "" : " AND " + filtered);
+}
+
 std::string Paged(int offset, int limit) {
     return " OFFSET " + std::to_string(offset) +
            (limit > 0 ? " LIMIT " + std::to_string(limit) : "");

@@ -31,6 +31,9 @@ class SeenSongs {
 // The condition for the songs `s` that a request's filters let through, "" without filters.
 std::string FilteredSongs(const ListRequest &request);
 
+// True for the songs `s` that a request's library, user and filters let through.
+std::string ShownSongs(const ListRequest &request);
+
 // The end of a statement; limit 0: all.
 std::string Paged(int offset, int limit);
 

@@ -102,7 +102,7 @@ std::string ByTitle() {
 
 std::vector<SongFacts> ChooseSongs(const ListRequest &request, const SongChoice &choice) {
     const std::string ordered = choice.order.empty() ? "" : " ORDER BY " + choice.order;
-    const std::string where = " WHERE " + SeenSongs(request) +
+    const std::string where = " WHERE " + ShownSongs(request) +
                               (choice.condition.empty() ? "" : " AND " + choice.condition);
     // A page is chosen before all of its songs' texts are read.
     const bool isPage = choice.limit > 0;
