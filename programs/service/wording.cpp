@@ -88,8 +88,8 @@ constexpr Wording kWordings[] = {
      "'{}' names no user: a name has 32 letters, digits and _ . - at most, and begins with a "
      "letter, a digit or _"},
     {Reason::kNotAPassword, "a password has 8 to 256 bytes and no control characters"},
-    {Reason::kNotAPurpose, "what a key is for is told in 200 bytes of UTF-8 at most"},
     {Reason::kDownloadTooLarge, "a download has {} songs at most"},
+    {Reason::kNotAPurpose, "what a key is for is told in 200 bytes of UTF-8 at most"},
     {Reason::kTooManySongs, "those are too many songs for one request"},
     {Reason::kNotAClient, "a client's name is a line of UTF-8 of 200 bytes at most"},
     {Reason::kNotABookmark,
