@@ -72,7 +72,7 @@ TEST_F(Listening, PlaysAreCountedForTheirUserAlone) {
     EXPECT_EQ(Each(page["songs"]), (Texts{"music_1", "music_3"}));
     EXPECT_EQ(page["songs"][0]["additional"]["song_plays"]["count"].asInt(), 2);
     EXPECT_EQ(Value("SELECT count(*) FROM song_play WHERE last > now()"), "0");
-    // Two albums of one name, and an artist in two ways, who has no plays of an album artist's song.
+    // Two albums of one name, and an artist in two ways, without an album artist's songs.
     const Json::Value albums =
         Ask("Album", "list", {{"sort_by", "plays"}, {"sort_direction", "DESC"}})["albums"];
     EXPECT_EQ(Each(albums, "name"), (Texts{"It's", "It's", "Other"}));
