@@ -103,8 +103,8 @@ AlbumName KeyOf(const Group &group, const std::string &name, const std::string &
 // What a user listens to, by plays or time.
 using Ranks = std::map<AlbumName, std::pair<long long, long long>>;
 
-// The plays of a user's songs, by their groups: {how many, the last one}. Songs with an album artist
-// count for that artist, the others for their own.
+// The plays of a user's songs, by their groups: {how many, the last one}. Songs with an album
+// artist count for that artist, the others for their own.
 constexpr char kAlbumPlays[] =
     "SELECT album AS name, album_artist AS artist, sum(plays) AS plays, "
     "(extract(epoch FROM max(last)) * 1000000)::bigint AS last FROM song_play p "

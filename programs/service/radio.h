@@ -20,9 +20,9 @@ struct RadioStation {
 // All stations, by their names. Throws a Failure.
 std::vector<RadioStation> RadioStations();
 
-// Keeps a station and gives its id; `id` is not looked at. Throws a Failure for a name that is empty
-// or not UTF-8, has control characters or more than kLongestStationName bytes, for an address that
-// is no IsStreamUrl (playlist_songs.h), and beyond kMostStations.
+// Keeps a station and gives its id; `id` is not looked at. Throws a Failure for a name that is
+// empty or not UTF-8, has control characters or more than kLongestStationName bytes, for an
+// address that is no IsStreamUrl (playlist_songs.h), and beyond kMostStations.
 int AddRadioStation(const RadioStation &station);
 
 // Changes all of the station with this id. Throws a Failure, also when there is none.

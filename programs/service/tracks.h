@@ -62,8 +62,8 @@ class SongPage : public Page {
 
     Json::Value Next() override;
 
-    // The version of the library that the rows show: with favourites in the objects theirs, too, and
-    // none with plays, which count up without a version.
+    // The version of the library that the rows show: with favourites in the objects theirs, too,
+    // and none with plays, which count up without a version.
     void SetVersion(const Version &version);
 
     // For who reads the rows in another way.

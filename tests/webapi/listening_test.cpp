@@ -72,7 +72,7 @@ TEST_F(Listening, PlaysAreCountedForTheirUserAlone) {
     EXPECT_EQ(Each(page["songs"]), (Texts{"music_1", "music_3"}));
     EXPECT_EQ(page["songs"][0]["additional"]["song_plays"]["count"].asInt(), 2);
     EXPECT_EQ(Value("SELECT count(*) FROM song_play WHERE last > now()"), "0");
-    // Two albums of one name, and an artist in two ways, who has no plays of an album artist's song.
+    // Two albums of one name, and an artist in two ways, without an album artist's songs.
     const Json::Value albums =
         Ask("Album", "list", {{"sort_by", "plays"}, {"sort_direction", "DESC"}})["albums"];
     EXPECT_EQ(Each(albums, "name"), (Texts{"It's", "It's", "Other"}));
@@ -122,6 +122,14 @@ TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
     EXPECT_EQ(told("alice"), "01001 100 10 ");
     EXPECT_EQ(told("bob"), "00000 000 00 ");
     EXPECT_EQ(Ask("Song", "list", plain), before) << "asked for without them";
+    const std::string id =
+        Ask("Playlist", "create", {{"name", "mixed"}, {"songs", "music_1,music_2"}})["id"]
+            .asString();
+    const Json::Value entries =
+        Ask("Playlist", "get", {{"id", id}, {"additional", "song_favourite"}})["songs"];
+    ASSERT_EQ(entries.size(), 2U);
+    EXPECT_FALSE(entries[0]["additional"]["song_favourite"]["favourite"].asBool());
+    EXPECT_TRUE(entries[1]["additional"]["song_favourite"]["favourite"].asBool());
     EXPECT_EQ(Ask("Favourite", "list")["artists"][0]["name"].asString(), "abba");
     for (const auto &[given, code] : {std::pair<Given, int>({{"songs", "music_1,music_7"}}, 404),
                                       {{{"album", "It's"}, {"album_artist", "nobody"}}, 404},

@@ -1,5 +1,5 @@
-// The person's favourites: songs, albums and artists. All of them are known here, so that each heart
-// shows what is so now, in whatever list.
+// The person's favourites: songs, albums and artists. All of them are known here, so that each
+// heart shows what is so now, in whatever list.
 
 import { call, change } from './api.js';
 
@@ -28,7 +28,8 @@ export function isFavourite(thing) {
 
 /** @param {Thing} thing whether it is something that can be kept */
 export function canBeFavourite({ song, album, artist }) {
-  return song ? !song.isStream && /^music_[pv_]*\d+$/.test(song.id) : Boolean(album?.name || artist);
+  return song ? !song.isStream && /^music_[pv_]*\d+$/.test(song.id)
+    : Boolean(album?.name || artist);
 }
 
 /** Fetches them for the person who is logged in. */

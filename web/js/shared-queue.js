@@ -1,5 +1,6 @@
 // The queue as the server keeps it, so that another device goes on with it.
 
+import { attempt } from './actions.js';
 import { call, change, Refusal } from './api.js';
 import { readStored, writeStored } from './choices.js';
 import { h } from './dom.js';
@@ -139,7 +140,7 @@ export async function startSharedQueue() {
   queue.addEventListener('current', () => soon(false));
   player.addEventListener('state', () => !isPlaying() && current() && soon(false));
   if (queued().length === 0) {
-    await restore().catch(() => {});
+    await attempt(restore);
   } else if (known().isNew) {
     soon(true);
   }

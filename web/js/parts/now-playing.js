@@ -7,6 +7,7 @@ import { go } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
 import { CoverArt, tintBy } from './cover-art.js';
+import { HeartButton } from './heart.js';
 import { placesButton, showCoverOf, songMenu, songNames } from './player-bar.js';
 import { StarRating } from './star-rating.js';
 
@@ -21,6 +22,7 @@ export function openNowPlaying() {
   const names = h('div', { class: 'now-names' });
   const after = h('p', { class: 'now-after soft', dir: 'auto' });
   const rating = new StarRating();
+  const heart = new HeartButton();
   const close = /** @returns {void} */ () => dialog.close();
   const list = iconButton('queue', t('nav.queue'), () => {
     close();
@@ -31,7 +33,7 @@ export function openNowPlaying() {
       h('span', { class: 'soft' }, t('player.open')), songMenu()),
     h('div', { class: 'now-picture' }, art),
     h('div', { class: 'now-panel' },
-      h('div', { class: 'now-line' }, names, rating), new SeekBar(), new TransportButtons(),
+      h('div', { class: 'now-line' }, names, rating, heart), new SeekBar(), new TransportButtons(),
       h('div', { class: 'now-line' }, new VolumeBar(), placesButton(), list), after));
   tintBy(dialog, art);
   const draw = () => {
@@ -43,6 +45,7 @@ export function openNowPlaying() {
     showCoverOf(art, song);
     refill(names, songNames(song));
     rating.show(song);
+    heart.show({ song });
     const next = player().upcoming();
     after.textContent = next ? `${t('player.next')}: ${next.title}` : '';
   };
