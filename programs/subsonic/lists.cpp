@@ -1,5 +1,5 @@
-// Lists of albums and songs: getAlbumList, getRandomSongs, getSongsByGenre, getNowPlaying, getStarred,
-// the first and the last in both of their forms.
+// Lists of albums and songs: getAlbumList, getRandomSongs, getSongsByGenre, getNowPlaying and
+// getStarred, the first and the last in both of their forms.
 #include <algorithm>
 #include <ctime>
 #include <random>
