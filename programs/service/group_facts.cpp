@@ -136,33 +136,54 @@ std::vector<Facts> Every(const ListPart &part, const Read &read) {
     return all;
 }
 
+AlbumFacts AlbumIn(Fields &fields) {
+    return {.name = fields.Text(),
+            .albumArtist = fields.Text(),
+            .artist = fields.Text(),
+            .sortName = fields.Text(),
+            .genres = GenresIn(fields.Text()),
+            .year = fields.Int(),
+            .songs = fields.Int(),
+            .seconds = fields.Number(),
+            .added = fields.Number(),
+            .cover = fields.Song(),
+            .placeByArtist = fields.Int()};
+}
+
+ArtistFacts ArtistIn(Fields &fields) {
+    return {.name = fields.Text(),
+            .sortName = fields.Text(),
+            .isListed = fields.Int() != 0,
+            .albums = fields.Int(),
+            .cover = fields.Song()};
+}
+
 }  // namespace
 
 std::vector<AlbumFacts> AllAlbums(const ListRequest &request) {
-    return Every<AlbumFacts>(Records(request, AlbumColumns(), AlbumStatement), [](Fields &fields) {
-        return AlbumFacts{.name = fields.Text(),
-                          .albumArtist = fields.Text(),
-                          .artist = fields.Text(),
-                          .sortName = fields.Text(),
-                          .genres = GenresIn(fields.Text()),
-                          .year = fields.Int(),
-                          .songs = fields.Int(),
-                          .seconds = fields.Number(),
-                          .added = fields.Number(),
-                          .cover = fields.Song(),
-                          .placeByArtist = fields.Int()};
-    });
+    return Every<AlbumFacts>(Records(request, AlbumColumns(), AlbumStatement), AlbumIn);
 }
 
 std::vector<ArtistFacts> AllArtists(const ListRequest &request) {
-    return Every<ArtistFacts>(Records(request, ArtistColumns(), ArtistStatement),
-                              [](Fields &fields) {
-                                  return ArtistFacts{.name = fields.Text(),
-                                                     .sortName = fields.Text(),
-                                                     .isListed = fields.Int() != 0,
-                                                     .albums = fields.Int(),
-                                                     .cover = fields.Song()};
-                              });
+    return Every<ArtistFacts>(Records(request, ArtistColumns(), ArtistStatement), ArtistIn);
+}
+
+std::vector<AlbumFacts> SomeAlbums(const ListRequest &request, const IsWanted &isWanted) {
+    ListPart part = Records(request, AlbumColumns(), AlbumStatement);
+    std::erase_if(part.records, [&](const std::string &record) {
+        Fields fields(record);
+        const char *const name = fields.Text();
+        return !isWanted(name, fields.Text());
+    });
+    return Every<AlbumFacts>(part, AlbumIn);
+}
+
+std::vector<ArtistFacts> SomeArtists(const ListRequest &request,
+                                     const std::function<bool(const char *name)> &isWanted) {
+    ListPart part = Records(request, ArtistColumns(), ArtistStatement);
+    std::erase_if(part.records,
+                  [&](const std::string &record) { return !isWanted(record.c_str()); });
+    return Every<ArtistFacts>(part, ArtistIn);
 }
 
 std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name) {
@@ -175,11 +196,9 @@ std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::st
             names.emplace(row.Text("album"), row.Text("album_artist"));
         }
     });
-    std::vector<AlbumFacts> albums = AllAlbums(request);
-    std::erase_if(albums, [&](const AlbumFacts &album) {
-        return !names.contains({album.name, album.albumArtist});
+    return SomeAlbums(request, [&](const char *album, const char *albumArtist) {
+        return names.contains({album, albumArtist});
     });
-    return albums;
 }
 
 std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid) {

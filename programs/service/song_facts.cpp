@@ -106,9 +106,10 @@ std::vector<SongFacts> ChooseSongs(const ListRequest &request, const SongChoice 
                               (choice.condition.empty() ? "" : " AND " + choice.condition);
     // A page is chosen before all of its songs' texts are read.
     const bool isPage = choice.limit > 0;
-    const std::string chosen =
-        "(SELECT s.track, s.tags FROM song_text s JOIN track t ON t.id = s.track" + where +
-        ordered + Paged(choice.offset, choice.limit) + ")";
+    const bool needsTrack = (where + ordered).find("t.") != std::string::npos;
+    const std::string chosen = "(SELECT s.track, s.tags FROM song_text s" +
+                               std::string(needsTrack ? " JOIN track t ON t.id = s.track" : "") +
+                               where + ordered + Paged(choice.offset, choice.limit) + ")";
     const std::string statement = kColumns + (isPage ? chosen : "song_text") +
                                   Made(varn::Sql(kJoins, static_cast<int>(request.uid))) +
                                   (isPage ? "" : where) + ordered;

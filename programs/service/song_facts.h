@@ -37,8 +37,8 @@ struct SongFacts {
     SongMarks marks;  // of the user
 };
 
-// Which songs, in SQL over track `t` and song_text `s`, and without a limit over tag_text `g` and the
-// user's rating_track `r`; values have to be made safe before (varn::Sql).
+// Which songs, in SQL over track `t` and song_text `s`, and without a limit over tag_text `g` and
+// the user's rating_track `r`. Values have to be made safe before (varn::Sql).
 struct SongChoice {
     std::string condition = {};  // "": all
     std::string order = {};

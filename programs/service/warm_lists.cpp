@@ -5,6 +5,7 @@
 #include <exception>
 
 #include "failure.h"
+#include "group_facts.h"
 #include "groups.h"
 #include "kinds.h"
 #include "settings.h"
@@ -26,6 +27,8 @@ void WarmListsOf(uid_t uid, const std::string &name) {
     for (const Group *const group : {&kAlbums, &kArtists, &kGenres, &kComposers}) {
         ListGroups(*group, request, std::nullopt);
     }
+    AllAlbums(request);
+    AllArtists(request);
 }
 
 }  // namespace

@@ -14,7 +14,6 @@ inline constexpr int kMissing = 10;
 inline constexpr int kClientTooOld = 20;
 inline constexpr int kServerTooOld = 30;
 inline constexpr int kWrongLogin = 40;
-inline constexpr int kNoTokenLogin = 41;
 inline constexpr int kUnknownLogin = 42;
 inline constexpr int kTwoLogins = 43;
 inline constexpr int kWrongKey = 44;

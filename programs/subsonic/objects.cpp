@@ -174,12 +174,6 @@ Json::Value ArtistOf(const ArtistFacts &artist) {
     return object;
 }
 
-template <typename Facts, typename Is>
-Facts Found(std::vector<Facts> all, const Is &is, const Fault &otherwise) {
-    const auto found = std::find_if(all.begin(), all.end(), is);
-    return found != all.end() ? std::move(*found) : throw otherwise;
-}
-
 // Whatever folder of music a list shows, an identifier stands for the user's whole library.
 ListRequest WholeLibrary(const Request &asked) {
     ListRequest request;
@@ -284,17 +278,16 @@ Json::Value ArtistsOf(const Request &asked, const std::vector<ArtistFacts> &arti
 }
 
 AlbumFacts FindAlbum(const Request &asked, const std::string &id) {
-    return Found(
-        AllAlbums(WholeLibrary(asked)),
-        [&](const AlbumFacts &album) { return AlbumId(album.name, album.albumArtist) == id; },
-        NoSuch("album", id));
+    auto found = SomeAlbums(WholeLibrary(asked), [&](const char *name, const char *albumArtist) {
+        return AlbumId(name, albumArtist) == id;
+    });
+    return !found.empty() ? std::move(found.front()) : throw NoSuch("album", id);
 }
 
 ArtistFacts FindArtist(const Request &asked, const std::string &id) {
-    return Found(
-        AllArtists(WholeLibrary(asked)),
-        [&](const ArtistFacts &artist) { return ArtistId(artist.name) == id; },
-        NoSuch("artist", id));
+    auto found =
+        SomeArtists(WholeLibrary(asked), [&](const char *name) { return ArtistId(name) == id; });
+    return !found.empty() ? std::move(found.front()) : throw NoSuch("artist", id);
 }
 
 std::vector<AlbumFacts> AlbumsBy(const Request &asked, const ArtistFacts &artist) {

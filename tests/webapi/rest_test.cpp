@@ -62,8 +62,8 @@ Playing :Child username:s minutesAgo:i playerId:i playerName:s
 NowPlaying entry:[Playing]
 )";
 
-// What is asked, and the shape of the member that the answer has beside the usual ones. "@album" and
-// its kin stand for identifiers of the library below.
+// What is asked, and the shape of the member that the answer has beside the usual ones. "@album"
+// and "@artist" stand for identifiers of the library below.
 struct Asked {
     const char *query;
     const char *member;
