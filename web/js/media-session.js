@@ -1,11 +1,10 @@
 // The keys of a keyboard or headset, and the lock screen of a phone.
 
 import { coverAddress, sized } from './library.js';
-import { duration, isPlaying, next, pause, play, player, previous, seek, time } from './player.js';
-import { current } from './queue.js';
+import { player, playing } from './playing.js';
 
 function showSong() {
-  const song = current();
+  const song = player().current();
   navigator.mediaSession.metadata = song
     ? new MediaMetadata({
       title: song.title,
@@ -17,10 +16,10 @@ function showSong() {
 }
 
 function showTime() {
-  const length = duration();
+  const length = player().duration();
   if (length > 0) {
     navigator.mediaSession.setPositionState({
-      duration: length, position: Math.min(time(), length), playbackRate: 1,
+      duration: length, position: Math.min(player().time(), length), playbackRate: 1,
     });
   }
 }
@@ -30,16 +29,17 @@ export function startMediaSession() {
     return;
   }
   const session = navigator.mediaSession;
-  session.setActionHandler('play', play);
-  session.setActionHandler('pause', pause);
-  session.setActionHandler('nexttrack', next);
-  session.setActionHandler('previoustrack', previous);
-  session.setActionHandler('seekto', ({ seekTime }) => seek(seekTime ?? 0));
-  session.setActionHandler('seekbackward', ({ seekOffset }) => seek(time() - (seekOffset ?? 10)));
-  session.setActionHandler('seekforward', ({ seekOffset }) => seek(time() + (seekOffset ?? 10)));
-  player.addEventListener('song', showSong);
-  player.addEventListener('state', () => {
-    session.playbackState = isPlaying() ? 'playing' : 'paused';
+  const seekBy = (/** @type {number} */ seconds) => player().seek(player().time() + seconds);
+  session.setActionHandler('play', () => player().isPlaying() || player().toggle());
+  session.setActionHandler('pause', () => player().isPlaying() && player().toggle());
+  session.setActionHandler('nexttrack', () => player().next());
+  session.setActionHandler('previoustrack', () => player().previous());
+  session.setActionHandler('seekto', ({ seekTime }) => player().seek(seekTime ?? 0));
+  session.setActionHandler('seekbackward', ({ seekOffset }) => seekBy(-(seekOffset ?? 10)));
+  session.setActionHandler('seekforward', ({ seekOffset }) => seekBy(seekOffset ?? 10));
+  playing.addEventListener('song', showSong);
+  playing.addEventListener('state', () => {
+    session.playbackState = player().isPlaying() ? 'playing' : 'paused';
     showTime();
   });
   showSong();

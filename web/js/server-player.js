@@ -37,6 +37,8 @@ let toldAt = 0;
 /** @type {Song | undefined} */
 let song;
 let loudness = 50; // before it was muted
+/** @type {number | null} that is still to be sent */
+let volumeAsked = null;
 let signal = new AbortController().signal;
 
 /** @param {PlayerEvent[]} names */
@@ -71,10 +73,10 @@ async function songsOf(found) {
 /** @param {State | null} now */
 async function take(now) {
   const before = state;
-  state = now;
+  state = now && { ...now, volume: volumeAsked ?? now.volume };
   toldAt = performance.now();
   tell('state', 'time');
-  if (before?.volume !== now?.volume) {
+  if (before?.volume !== state?.volume) {
     tell('volume');
   }
   if (before?.mode !== now?.mode) {
@@ -147,13 +149,17 @@ function time() {
   return Math.min((state?.position ?? 0) + since, end);
 }
 
-const sendVolume = afterPause(VOLUME_PAUSE, () =>
-  tellServer('volume', { action: 'set', value: state?.volume ?? 0 }));
+const sendVolume = afterPause(VOLUME_PAUSE, () => {
+  const value = volumeAsked ?? 0;
+  volumeAsked = null;
+  return tellServer('volume', { action: 'set', value });
+});
 
 /** @param {number} volume 0 to 100 */
 function setVolume(volume) {
   if (state) {
-    state.volume = Math.round(Math.max(0, Math.min(100, volume)));
+    volumeAsked = Math.round(Math.max(0, Math.min(100, volume)));
+    state.volume = volumeAsked;
     tell('volume');
     sendVolume();
   }

@@ -65,8 +65,8 @@ const ofPlayer = player && {
     await until('the choice of players', () => browser.run(() =>
       document.querySelector('player-bar [aria-label="Play on"]').checkVisibility()));
     await playOn('places.server');
-    assert.equal(await browser.run(() => document.querySelectorAll(
-      'transport-buttons button:enabled[aria-label=Next], seek-bar input:enabled').length), 0);
+    await until('no dead button', () => browser.run(() => document.querySelectorAll(
+      'transport-buttons button:enabled[aria-label=Next], seek-bar input:enabled').length === 0));
     await browser.click('.banner .is-main');
     await comesTo('play');
     assert.equal(await sound(), null);
