@@ -66,6 +66,7 @@ enum class Reason {
     kObjectIdTooLong,
     kUnwritableEntry,  // (path or address) an entry that can be read but not written
     kNotAUserName,     // (text)
+    kSystemAccount,    // (name)
     kNotAPassword,
     kNotAPurpose,  // of a key
 
