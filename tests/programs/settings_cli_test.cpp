@@ -91,7 +91,7 @@ TEST_F(SettingsVerbs, AdministratorsSystemAccountsAndTheFirstLogin) {
     }
     ExpectDone({"user", "rights", "alice", "--admin"});
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 63U);
-    ExpectDone({"user", "rights", "alice", "usb", "--no-admin"});
+    ExpectDone({"user", "rights", "alice", "none", "--no-admin"});
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 2U);
     EXPECT_TRUE(Contains(Tonvale({"user", "rights", "admin", "--no-admin"}).err, "stays"));
     WriteFile(varn::path::kInitialLogin, "admin:first\n");
