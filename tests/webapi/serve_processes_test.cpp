@@ -230,7 +230,12 @@ TEST_F(Served, StartsAgainWhatEnds) {
     EXPECT_TRUE(Eventually([] { return !ReadFile(scratch() / "seen").empty(); }));
     EXPECT_EQ(ReadFile(scratch() / "seen"), R"(/a\\b" \c\d|)");
     // What a killed server leaves behind ends by itself.
-    const std::vector<pid_t> left = workers();
+    std::vector<pid_t> left = workers();
+    for (const char *program : {"tonvale-events", "varnindex"}) {
+        const auto found = ChildrenOf(server_->Id(), program);
+        left.insert(left.end(), found.begin(), found.end());
+    }
+    EXPECT_GE(left.size(), usual + 2);
     const Finished killed = server_->Signal(SIGKILL);
     server_.reset();
     EXPECT_TRUE(Contains(killed.err, "entry.cgi was ended by a signal: Killed")) << killed.err;
