@@ -221,6 +221,11 @@ Outcome AddAccount(const std::string &name, bool isAdmin) {
     return ShareHomes();
 }
 
+Outcome SetAdministrator(const std::string &name, bool isAdmin) {
+    const RootLock lock;
+    return lock ? ChangeGroups(name, true, isAdmin) : lock.Problem();
+}
+
 Outcome RemoveAccount(const std::string &name, bool withMusic) {
     const RootLock lock;
     if (!lock) {

@@ -146,7 +146,7 @@ std::string Bounded(std::string_view problem) {
 State ReadState() {
     return Guarded(State(), [] {
         State state = Read();
-        state.isRunning = IsLocked();
+        state.isRunning = state.started != 0 && state.ended == 0 && IsLocked();
         if (!state.isRunning) {
             state.isWhole = false;
             state.phase.clear();

@@ -136,9 +136,12 @@ void CheckLogin(Request &request, const Api *api, const Method *method) {
     if (!request.IsLoggedIn()) {
         throw Refusal{Code::kNotLoggedIn};
     }
-    const bool isKey = request.ProvedBy() == tonvale_service::Proof::kKey;
-    if (request.Rights() == 0 || (isKey && method != nullptr && !method->takesKey)) {
+    if (request.Rights() == 0) {
         throw Refusal{Code::kNotPermitted};
+    }
+    const bool isKey = request.ProvedBy() == tonvale_service::Proof::kKey;
+    if (isKey && method != nullptr && !method->takesKey) {
+        throw Refusal{Code::kNotPermitted, "", "a key may not do that; log in with the password"};
     }
 }
 

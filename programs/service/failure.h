@@ -66,6 +66,7 @@ enum class Reason {
     kObjectIdTooLong,
     kUnwritableEntry,  // (path or address) an entry that can be read but not written
     kNotAUserName,     // (text)
+    kSystemAccount,    // (name)
     kNotAPassword,
     kDownloadTooLarge,  // (how many files it may have)
     kNotAPurpose,       // of a key

@@ -1,7 +1,10 @@
 #include "people.h"
 
+#include <pwd.h>
+
 #include <algorithm>
 #include <filesystem>
+#include <fstream>
 
 #include "failure.h"
 #include "keys.h"
@@ -60,6 +63,14 @@ void Check(const varn::host::Outcome &done) {
     }
 }
 
+// Of the machine, also below a root: files of theirs would be the user's.
+bool IsSystemAccount(const std::string &name) {
+    constexpr uid_t kFirstPerson = 1000;
+    constexpr uid_t kNobody = 65534;
+    const passwd *const account = getpwnam(name.c_str());
+    return account != nullptr && (account->pw_uid < kFirstPerson || account->pw_uid == kNobody);
+}
+
 // The accounts of the system's own programs are no users.
 bool IsPerson(const varn::User &account) {
     return account->uid != 0 && account->szName != std::string(varn::kPackageAccount);
@@ -71,6 +82,17 @@ varn::User Person(const std::string &name) {
         throw Failure(Reason::kNoSuchUser, name);
     }
     return account;
+}
+
+// What init has told to begin with.
+void ForgetFirstLogin(const std::string &name) {
+    const varn::RunAs root(varn::Who::kRoot);
+    const std::string path = SystemPath(varn::path::kInitialLogin);
+    std::string first;
+    if (std::getline(std::ifstream(path), first, ':') && first == name) {
+        std::error_code error;
+        std::filesystem::remove(path, error);
+    }
 }
 
 int Count(const char *table, const char *column, uid_t uid) {
@@ -87,8 +109,9 @@ void AddUser(const std::string &name, bool isAdmin, const std::string &password)
     CheckName(name);
     CheckPassword(password);
     const varn::User before = varn::UserByName(name.c_str());
-    if (before && !IsPerson(before)) {
-        throw Failure(Reason::kNotAUserName, name);
+    if ((before && !IsPerson(before)) ||
+        (!before && !SystemRoot().empty() && IsSystemAccount(name))) {
+        throw Failure(Reason::kSystemAccount, name);
     }
     if (!PasswordHashOf(name).empty()) {
         throw Failure(Reason::kUserExists, name);
@@ -114,9 +137,28 @@ void SetPassword(const std::string &name, const std::string &password) {
         const varn::RunAs package(varn::Who::kPackage);
         Check(varn::SetLogin(name, password));
     }
+    ForgetFirstLogin(name);
     // They are void already: without a database nothing is lost.
     EndSessions(account->uid, 0);
     RemoveKeys(account->uid);
+}
+
+void SetAdministrator(const std::string &name, bool isAdmin) {
+    const varn::User account = Person(name);
+    if (name == kAdmin && !isAdmin) {
+        throw Failure(Reason::kUserStays, name);
+    }
+    if (SystemRoot().empty()) {
+        throw Failure(Reason::kAccountNotChanged,
+                      "accounts are the system's: change its group 'administrators'");
+    }
+    {
+        const varn::RunAs root(varn::Who::kRoot);
+        Check(varn::host::SetAdministrator(name, isAdmin));
+    }
+    if ((AudioUsers::GetUserPermission(name) & RIGHT_SHARING) == 0) {
+        LinksFollowLostRight(account->uid);
+    }
 }
 
 std::string MadePassword() {

@@ -11,12 +11,17 @@ namespace tonvale_service {
 // Each call throws a Failure where it cannot do all. One that was killed is completed by the next.
 
 // Makes a user: the account, its home with "music" in it, every right but the server's own output
-// (an administrator has all), and last the login. A Failure for a name that is no user's or has a
-// login already, and for a password that is no password.
+// (an administrator has all), and last the login. A Failure for a name that is no user's, is a
+// system account's or has a login already, and for a password that is no password.
 void AddUser(const std::string &name, bool isAdmin, const std::string &password);
 
 // A password of 8 to 256 bytes without control characters. All sessions and keys of the user end.
+// The first login, which init keeps in clear text, goes with its password.
 void SetPassword(const std::string &name, const std::string &password);
+
+// Makes a user an administrator, or no longer one; the rights that are recorded count then. "admin"
+// stays one. For roots of their own: a Failure elsewhere.
+void SetAdministrator(const std::string &name, bool isAdmin);
 
 // A random password.
 std::string MadePassword();

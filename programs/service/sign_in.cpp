@@ -176,19 +176,22 @@ std::optional<Login> BasicLogin(const std::string &encoded) {
                                  : LoginOf(decoded.substr(0, colon), decoded.substr(colon + 1));
 }
 
-// The value of our cookie (RFC 6265, 4.2); empty without one.
-std::optional<std::string> SessionIn(std::string_view cookies) {
+// The values of our cookie (RFC 6265, 4.2). One of an earlier server at this address may be beside
+// it.
+std::vector<std::string> SessionsIn(std::string_view cookies) {
     constexpr std::string_view kName = kSessionCookie;
-    while (!cookies.empty()) {
+    constexpr std::size_t kMost = 4;
+    std::vector<std::string> sessions;
+    while (!cookies.empty() && sessions.size() < kMost) {
         std::string_view one = cookies.substr(0, cookies.find(';'));
         cookies.remove_prefix(std::min(one.size() + 1, cookies.size()));
         one.remove_prefix(std::min(one.find_first_not_of(' '), one.size()));
         if (one.starts_with(kName) && one.substr(kName.size()).starts_with('=')) {
             one.remove_prefix(kName.size() + 1);
-            return std::string(one.substr(0, one.find_last_not_of(' ') + 1));
+            sessions.emplace_back(one.substr(0, one.find_last_not_of(' ') + 1));
         }
     }
-    return std::nullopt;
+    return sessions;
 }
 
 SignIn Find(const Credentials &credentials, bool hasTime) {
@@ -206,10 +209,14 @@ SignIn Find(const Credentials &credentials, bool hasTime) {
         return hasTime ? Verified(*login, credentials.address)
                        : SignIn{Standing::kSlow, Proof::kNone, {}};
     }
-    if (const auto session = SessionIn(credentials.cookie)) {
-        return Known(Proof::kSession, FindSession(*session));
+    SignIn found;
+    for (const std::string &session : SessionsIn(credentials.cookie)) {
+        found = Known(Proof::kSession, FindSession(session));
+        if (found.standing == Standing::kKnown) {
+            break;
+        }
     }
-    return {};
+    return found;
 }
 
 // Of those with this proof, as PostgreSQL writes an array.

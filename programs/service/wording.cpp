@@ -87,6 +87,7 @@ constexpr Wording kWordings[] = {
     {Reason::kNotAUserName,
      "'{}' names no user: a name has 32 letters, digits and _ . - at most, and begins with a "
      "letter, a digit or _"},
+    {Reason::kSystemAccount, "'{}' is an account of the system's own; choose another name"},
     {Reason::kNotAPassword, "a password has 8 to 256 bytes and no control characters"},
     {Reason::kDownloadTooLarge, "a download has {} songs at most"},
     {Reason::kNotAPurpose, "what a key is for is told in 200 bytes of UTF-8 at most"},

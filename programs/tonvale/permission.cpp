@@ -9,6 +9,7 @@
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
+#include "service/people.h"
 #include "service/settings.h"
 #include "tonvale/settings.h"
 #include "user.h"
@@ -26,6 +27,8 @@ struct PermissionOptions {
     std::string user;
     std::vector<std::string> rights;
     bool json = false;
+    bool makesAdmin = false;
+    bool unmakesAdmin = false;
 };
 
 int ShowPermission(const PermissionOptions &options) {
@@ -61,6 +64,17 @@ int SetPermission(const PermissionOptions &options) {
     return kDone;
 }
 
+int ChangePermission(const PermissionOptions &options) {
+    if (options.makesAdmin || options.unmakesAdmin) {
+        if (!IsPrepared()) {
+            return kFailed;
+        }
+        StartForLinks();
+        tonvale_service::SetAdministrator(options.user, options.makesAdmin);
+    }
+    return options.rights.empty() ? kDone : SetPermission(options);
+}
+
 // What a user's rights are set by.
 std::vector<std::string> RightWords() {
     std::vector<std::string> names = {kAll, kNone};
@@ -82,15 +96,19 @@ Verb AddVerb(const Verb &parent, const char *name, const char *description,
 
 void AddRights(const Verb &user) {
     const auto options = std::make_shared<PermissionOptions>();
-    const Verb rights =
-        AddVerb(user, "rights", "Show what a user may do, or record it", options,
-                [](const PermissionOptions &asked) {
-                    return asked.rights.empty() ? ShowPermission(asked) : SetPermission(asked);
-                });
+    const Verb rights = AddVerb(
+        user, "rights", "Show what a user may do, or record it", options,
+        [](const PermissionOptions &asked) {
+            const bool changes = asked.makesAdmin || asked.unmakesAdmin || !asked.rights.empty();
+            return changes ? ChangePermission(asked) : ShowPermission(asked);
+        });
     rights.AddText("USER", options->user, "The user's name").Required();
     rights.AddText("RIGHT", options->rights, "The rights, all others being taken away")
         .OneOf(RightWords());
     rights.AddFlag("--json", options->json, "Print JSON instead of a table");
+    rights.AddFlag("--no-admin", options->unmakesAdmin, "Make the user no administrator any more");
+    rights.AddFlag("--admin", options->makesAdmin, "Make the user an administrator")
+        .Excludes("--no-admin");
 }
 
 void AddPermission(const Verb &app) {

@@ -158,8 +158,11 @@ int Serve(WebOptions options, const std::vector<std::string> &tls) {
     if (const Outcome done = server.Start(options); !done) {
         return Failed(done);
     }
-    std::printf("Serving at %s/\nThe first login, NAME:PASSWORD, is in %s\n",
-                options.address.Url().c_str(), SystemPath(varn::path::kInitialLogin).c_str());
+    std::printf("Serving at %s/\n", options.address.Url().c_str());
+    if (const std::string first = SystemPath(varn::path::kInitialLogin);
+        access(first.c_str(), F_OK) == 0) {
+        std::printf("The first login, NAME:PASSWORD, is in %s\n", first.c_str());
+    }
     std::fflush(stdout);
     ListWarmer lists;
     do {

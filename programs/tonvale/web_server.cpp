@@ -2,6 +2,7 @@
 
 #include <fcntl.h>
 #include <netdb.h>
+#include <sys/sendfile.h>
 #include <sys/socket.h>
 #include <sys/stat.h>
 #include <sys/un.h>
@@ -28,6 +29,7 @@ using varn::host::Outcome;
 constexpr char kNginx[] = "/usr/sbin/nginx";
 constexpr auto kPatience = 20s;
 constexpr auto kPollInterval = 20ms;
+constexpr off_t kMostLog = 16 << 20;
 
 // What the workers find in their environment besides the request: where the system is, where an
 // external database is, and when a day begins.
@@ -133,6 +135,22 @@ Kept Workers(int socket) {
             .environment = Environment()};
 }
 
+// Its writers have it open, so it is copied and emptied. A few lines may be lost between.
+void BoundLog(const std::string &path) {
+    const varn::UniqueFd log(open(path.c_str(), O_RDWR | O_CLOEXEC | O_NOFOLLOW));
+    struct stat info {};
+    if (!log || fstat(log.Get(), &info) != 0 || info.st_size < kMostLog) {
+        return;
+    }
+    const std::string older = path + ".1";
+    unlink(older.c_str());
+    const varn::UniqueFd copy(
+        open(older.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0640));
+    while (copy && sendfile(copy.Get(), log.Get(), nullptr, kMostLog) > 0) {
+    }
+    static_cast<void>(ftruncate(log.Get(), 0));
+}
+
 }  // namespace
 
 WebServer::~WebServer() {
@@ -180,6 +198,8 @@ void WebServer::CopyLog() {
         copied_ += got;
         varn::WriteAll(STDERR_FILENO, {block, static_cast<std::size_t>(got)});
     }
+    BoundLog(SystemPath(varn::path::kWebLog));
+    BoundLog(SystemPath(varn::path::kWebLogDir) + "/access.log");
 }
 
 Outcome WebServer::Start(const WebOptions &options) {

@@ -312,6 +312,7 @@ void AddOptions(CLI::App &app, Options &options) {
 
 int main(int argc, char **argv) {
     openlog("varnindex", LOG_PERROR | LOG_PID, LOG_USER);
+    varnindex::NoteParent();
     Options options;
     CLI::App app(kAbout, "varnindex");
     AddOptions(app, options);

@@ -85,6 +85,22 @@ TEST_F(SettingsVerbs, AUserIsMadeWholeAfterAKill) {
     }
 }
 
+TEST_F(SettingsVerbs, AdministratorsSystemAccountsAndTheFirstLogin) {
+    for (const char *name : {"root", "www-data", varn::kPackageAccount}) {
+        EXPECT_TRUE(Contains(Tonvale({"user", "add", name}).err, "the system's own")) << name;
+    }
+    ExpectDone({"user", "rights", "alice", "--admin"});
+    EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 63U);
+    ExpectDone({"user", "rights", "alice", "none", "--no-admin"});
+    EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 2U);
+    EXPECT_TRUE(Contains(Tonvale({"user", "rights", "admin", "--no-admin"}).err, "stays"));
+    WriteFile(varn::path::kInitialLogin, "admin:first\n");
+    ExpectDone({"user", "passwd", "alice"});
+    EXPECT_TRUE(std::filesystem::exists(At(varn::path::kInitialLogin)));
+    ExpectDone({"user", "passwd", "admin"});
+    EXPECT_FALSE(std::filesystem::exists(At(varn::path::kInitialLogin)));
+}
+
 // The test is the other writer, who has read already and writes before it lets go.
 TEST_F(SettingsVerbs, NoWriterLosesWhatAnotherOneChanged) {
     const std::string file = At(varn::path::kUsersFile);

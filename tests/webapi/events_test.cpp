@@ -105,7 +105,13 @@ TEST_F(Events, ScansAreStartedShownAndStopped) {
     EXPECT_TRUE(other.Gets("data: {\"is_running\":false}\n"));
 
     const varn::Connection locker = varn::ConnectLibrary(varn::Server::kLocal);
+    const auto isIdle = [&] {  // also when the changes of before have been gathered
+        const Json::Value before = State();
+        std::this_thread::sleep_for(1200ms);
+        return before == State() && before["is_running"] == false;
+    };
     const auto hold = [&] {
+        EXPECT_TRUE(Eventually(isIdle));
         ASSERT_EQ(VARNDBExecute(locker.get(), "BEGIN; LOCK TABLE track", nullptr), 0);
         EXPECT_EQ(Index("start"), 0);
         EXPECT_TRUE(Eventually([&] { return State()["is_whole"].asBool(); }));

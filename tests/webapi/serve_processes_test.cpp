@@ -230,7 +230,12 @@ TEST_F(Served, StartsAgainWhatEnds) {
     EXPECT_TRUE(Eventually([] { return !ReadFile(scratch() / "seen").empty(); }));
     EXPECT_EQ(ReadFile(scratch() / "seen"), R"(/a\\b" \c\d|)");
     // What a killed server leaves behind ends by itself.
-    const std::vector<pid_t> left = workers();
+    std::vector<pid_t> left = workers();
+    for (const char *program : {"tonvale-events", "varnindex"}) {
+        const auto found = ChildrenOf(server_->Id(), program);
+        left.insert(left.end(), found.begin(), found.end());
+    }
+    EXPECT_GE(left.size(), usual + 2);
     const Finished killed = server_->Signal(SIGKILL);
     server_.reset();
     EXPECT_TRUE(Contains(killed.err, "entry.cgi was ended by a signal: Killed")) << killed.err;
@@ -240,9 +245,13 @@ TEST_F(Served, StartsAgainWhatEnds) {
     EXPECT_EQ(Get(Path("Info", "get")).Status(), 200);
 }
 
-// Without a system log a failure's reason is on standard error and in the server's log.
+// Without a system log a failure's reason is on standard error and in the server's log, which is
+// bounded.
 TEST_F(Served, TellsWhyARequestFailed) {
     Serve();
+    fs::resize_file(At(varn::path::kWebLog), 17 << 20);
+    EXPECT_TRUE(Eventually([] { return fs::file_size(At(varn::path::kWebLog)) < 17 << 20; }));
+    EXPECT_EQ(fs::file_size(At(varn::path::kWebLog).string() + ".1"), 17U << 20);
     Query("ALTER TABLE track RENAME TO lost");
     EXPECT_TRUE(Contains(Get(Path("Song", "list")).body, "\"code\":500"));
     const std::string reason = "\"track\" does not exist";

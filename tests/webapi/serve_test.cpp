@@ -273,6 +273,7 @@ TEST_P(ServedSound, CutsWithoutLosingAnything) {
 }
 
 TEST_F(Served, EndsEncodersWithTheirClientAndWithItself) {
+    WriteFile(varn::path::kInitialLogin, "admin:first\n");
     AddLongSong();
     Serve();
     const std::string request =

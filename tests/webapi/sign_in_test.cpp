@@ -85,6 +85,7 @@ TEST_F(SignIn, TakesWhatProvesSomething) {
     const std::pair<Variables, std::string> cases[] = {
         {{}, "401"},
         {Cookie(session), "alice"},
+        {Cookie(session + "a; tonvale_session=" + session), "alice"},
         {Cookie(key), "401"},
         {Cookie(session + "a"), "401"},
         {Cookie("' OR '1'='1"), "401"},

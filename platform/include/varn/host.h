@@ -49,6 +49,9 @@ VARN_EXPORT Outcome PrepareLogin(std::string *made);
 // A user id is given once.
 VARN_EXPORT Outcome AddAccount(const std::string &name, bool isAdmin);
 
+// Puts an account of the root into the group "administrators", or takes it out.
+VARN_EXPORT Outcome SetAdministrator(const std::string &name, bool isAdmin);
+
 // Takes an account of the root away: from its groups first, then its own line. With `withMusic` the
 // home goes before them, with all that is in it. An account that is gone is a success.
 VARN_EXPORT Outcome RemoveAccount(const std::string &name, bool withMusic);

@@ -4,6 +4,7 @@
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
+#include <sys/prctl.h>
 
 #include <algorithm>
 #include <array>
@@ -63,6 +64,10 @@ void SayOnce(std::string &last, const std::string &text) {
 }
 
 volatile std::sig_atomic_t stopRequested = 0;
+
+// Whom this process ends with, and the signal that tells so; 0: it does not.
+int parentSignal = 0;
+pid_t parent = 0;
 int stopEvent = -1;  // can be read once a stop is requested, which ends a wait
 
 void RequestStop(int /*signal*/) {
@@ -179,6 +184,12 @@ void Watcher::Run() {
 
 // Until something arrives, is due or ends the watcher.
 void Watcher::Wait() {
+    if (parentSignal != 0) {
+        ::prctl(PR_SET_PDEATHSIG, parentSignal);
+    }
+    if (IsStopRequested()) {
+        return;
+    }
     const auto until = batch_.Empty() ? nextCheck_ : std::min(nextCheck_, NextWork());
     const auto rest = std::chrono::ceil<std::chrono::milliseconds>(until - Clock::now());
     std::array<pollfd, 5> sources = {
@@ -348,8 +359,13 @@ JobResult Watcher::Do() {
 
 }  // namespace
 
+void NoteParent() {
+    ::prctl(PR_GET_PDEATHSIG, &parentSignal);
+    parent = ::getppid();
+}
+
 bool IsStopRequested() {
-    return stopRequested != 0;
+    return stopRequested != 0 || (parentSignal != 0 && ::getppid() != parent);
 }
 
 int Watch(const WatchJobs &jobs) {

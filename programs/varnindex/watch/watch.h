@@ -29,7 +29,11 @@ struct WatchJobs {
     std::function<JobResult()> indexAll;
 };
 
-// True when a signal has come that ends the watcher.
+// To be called before anything changes the identity of the process, which undoes the wish of its
+// parent that it end with it (PR_SET_PDEATHSIG). The watcher keeps that wish.
+void NoteParent();
+
+// True when a signal has come that ends the watcher, or its parent has ended and wished so.
 bool IsStopRequested();
 
 // Watches the folders and the library's notices until SIGTERM or SIGINT, whose handlers stay its

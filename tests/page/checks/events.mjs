@@ -1,0 +1,41 @@
+// What the server tells without being asked: changes of the library, scans, the end of a session.
+
+import assert from 'node:assert/strict';
+import { ask, browser, openView } from '../steps.mjs';
+import { until } from '../webdriver.mjs';
+
+const scanNow = '.setting-group:has(progress) .tools .button';
+const requests = () => browser.run(() => performance.getEntriesByType('resource')
+  .filter(({ name }) => name.includes('api=VARN.Tonvale.Song')).length);
+
+export const checks = {
+  'a scan is seen in the settings, and found nothing': async () => {
+    await openView('/settings');
+    await browser.find(scanNow);
+    const { started } = await ask('Index', 'state');
+    await until('another second', async () => Date.now() / 1000 > started + 2);
+    await browser.click(scanNow);
+    await until('the scan', async () => (await ask('Index', 'state')).started > started);
+    const text = '.setting-group:has(progress) [role=status]';
+    await until('its end', async () => /nothing new/.test(await browser.text(text)));
+    assert.equal(await browser.run(() => document.querySelector('progress').hidden), true);
+  },
+  'a list is fetched anew when the library has changed, and stays where it was': async () => {
+    await openView('/songs');
+    await browser.find('.song-list song-row');
+    await browser.run(async () => {
+      const { onEvent } = await import('/js/events.js');
+      await new Promise((resolve) => onEvent('library', resolve));
+      window.dispatchEvent(new Event('wheel')); // nothing scrolls back to where a reload was
+      document.querySelector('#main').scrollTop = 50;
+      document.querySelector('song-row').dataset.kept = 'yes';
+    });
+    const before = await requests();
+    const made = { name: `events ${Date.now()}`, songs: 'music_1' };
+    const { id } = await ask('Playlist', 'create', made, true);
+    await until('a new request', async () => await requests() > before);
+    assert.deepEqual(await browser.run(() => [document.querySelector('#main').scrollTop,
+      document.querySelectorAll('[data-kept=yes]').length]), [50, 1]);
+    await ask('Playlist', 'delete', { id }, true);
+  },
+};
