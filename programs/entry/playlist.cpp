@@ -5,6 +5,7 @@
 #include "list_request.h"
 #include "service/playlist_edit.h"
 #include "service/playlists.h"
+#include "service/smart_playlists.h"
 #include "service/tracks.h"
 #include "tonvale/settings.h"
 
@@ -13,6 +14,8 @@ namespace tonvale_entry {
 namespace {
 
 using namespace tonvale_service;
+
+constexpr int kMostPreviewed = 500;
 
 AnyPlaylist PlaylistOf(const Request &request) {
     return FindById(request.User().GetLoginUserName(), request.User().GetLoginUID(),
@@ -125,6 +128,52 @@ void RemoveGone(const Request & /*asked*/, const Collection &collection, const P
     RemoveMissing(collection, playlist);
 }
 
+// A smart playlist that the user may change.
+AnyPlaylist SmartOf(const Request &asked) {
+    AnyPlaylist playlist = PlaylistOf(asked);
+    RequireRight(asked, playlist.collection);
+    if (!playlist.isSmart) {
+        throw Refusal{Code::kBadParameter, "id"};
+    }
+    return playlist;
+}
+
+Json::Value Rule(const Request &asked) {
+    const AnyPlaylist playlist = PlaylistOf(asked);
+    if (!playlist.isSmart) {
+        throw Refusal{Code::kBadParameter, "id"};
+    }
+    Json::Value data(Json::objectValue);
+    data["playlist"] = ObjectOf(playlist);
+    data["rule"] = RuleOf(playlist);
+    return data;
+}
+
+std::unique_ptr<Page> Preview(const Request &asked) {
+    const PageWanted page = PageOf(asked, kMostPreviewed);
+    Tonvale::webapi::playlist::PlaylistLibrary library(asked.User());
+    Apply(asked.Names("additional", AdditionNames()), library);
+    return ListByRule(asked.RequiredText("rule"), library, page.offset, page.limit);
+}
+
+Json::Value CreateByRule(const Request &asked) {
+    const std::string library = asked.Choice("library", {"shared", "personal"}, "personal");
+    const Collection collection = CollectionOf(asked, library == "personal");
+    RequireRight(asked, collection);
+    return ObjectOf(
+        CreateSmart(collection, asked.RequiredText("name"), asked.RequiredText("rule")));
+}
+
+Json::Value SetRule(const Request &asked) {
+    ChangeRule(SmartOf(asked), asked.RequiredText("rule"));
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value DeleteRule(const Request &asked) {
+    DeleteSmart(SmartOf(asked));
+    return Json::Value(Json::objectValue);
+}
+
 constexpr Method kMethods[] = {{"list", Make<List>},
                                {"get", Make<Get>},
                                {"create", Make<Create>, kChanges},
@@ -133,7 +182,12 @@ constexpr Method kMethods[] = {{"list", Make<List>},
                                {"add", Make<Edit<Add>>, kChanges},
                                {"remove", Make<Edit<Remove>>, kChanges},
                                {"replace", Make<Edit<Replace>>, kChanges},
-                               {"remove_missing", Make<Edit<RemoveGone>>, kChanges}};
+                               {"remove_missing", Make<Edit<RemoveGone>>, kChanges},
+                               {"rule", Make<Rule>},
+                               {"preview", Make<Preview>},
+                               {"create_smart", Make<CreateByRule>, kChanges},
+                               {"set_rule", Make<SetRule>, kChanges},
+                               {"delete_smart", Make<DeleteRule>, kChanges}};
 
 }  // namespace
 

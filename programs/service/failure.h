@@ -68,6 +68,7 @@ enum class Reason {
     kNotAUserName,     // (text)
     kNotAPassword,
     kNotAPurpose,  // of a key
+    kBadRule,      // (where and what)
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)

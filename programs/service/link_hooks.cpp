@@ -3,6 +3,8 @@
 #include <vector>
 
 #include "failure.h"
+#include "links.h"
+#include "playlist_target.h"
 #include "settings.h"
 #include "tonvale/settings.h"
 #include "tonvale/sharing.h"
@@ -60,6 +62,21 @@ void LinksFollowDeletion(const std::string &path) {
     Tonvale::SharingManager manager;
     manager.UpdatePlsId(id, path);
     Check(manager.HandlePlaylistDelete(id));
+}
+
+void LinksFollowSmartDeletion(const Collection &collection, const std::string &playlistId) {
+    if (!collection.personal) {
+        Tonvale::SharingManager manager;
+        Check(manager.HandlePlaylistDelete(playlistId));
+        return;
+    }
+    try {
+        Links(collection.uid, collection.user).Delete({"", playlistId});
+    } catch (const Failure &failure) {
+        if (failure.Why() != Reason::kNoSuchLink && failure.Why() != Reason::kMayNotShare) {
+            throw;
+        }
+    }
 }
 
 void LinksFollowLostRight(uid_t uid) {

@@ -89,6 +89,7 @@ constexpr Wording kWordings[] = {
      "letter, a digit or _"},
     {Reason::kNotAPassword, "a password has 8 to 256 bytes and no control characters"},
     {Reason::kNotAPurpose, "what a key is for is told in 200 bytes of UTF-8 at most"},
+    {Reason::kBadRule, "the rule has a mistake: {}"},
 
     {Reason::kNoPersonalLibrary,
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "

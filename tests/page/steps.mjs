@@ -11,6 +11,10 @@ if (!login) {
 }
 
 export const address = base;
+
+/** The folder of the server's music, where it is on this machine. */
+export const music = process.env.MUSIC;
+
 export const [userName, password] = login.split(/:(.*)/s);
 export const browser = await Browser.start();
 
@@ -106,24 +110,24 @@ export async function newFaults() {
 }
 
 /** Texts in sight that are neither data (dir=auto), figures, nor of the table. */
-export async function foreignTexts() {
+export async function foreignTexts(place = '.shell') {
   const known = Object.values(en).map((text) => {
     const parts = text.split(/\{\w+\}/).map((part) => part.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'));
     return new RegExp(`^${parts.join('.*')}$`, 's');
   });
-  const shown = await browser.run(() => {
+  const shown = await browser.run((selector) => {
     const texts = [];
-    const walk = document.createTreeWalker(document.querySelector('.shell'), NodeFilter.SHOW_TEXT);
+    const walk = document.createTreeWalker(document.querySelector(selector), NodeFilter.SHOW_TEXT);
     for (let node = walk.nextNode(); node; node = walk.nextNode()) {
       if (!node.parentElement.closest('[dir=auto], [aria-hidden=true]')) {
         texts.push(node.data.trim());
       }
     }
-    for (const one of document.querySelectorAll('.shell [aria-label]:not([role=list])')) {
+    for (const one of document.querySelectorAll(`${selector} [aria-label]:not([role=list])`)) {
       texts.push(one.getAttribute('aria-label'));
     }
     return texts;
-  });
+  }, place);
   return shown.filter((text) => /\p{L}/u.test(text) && !known.some((one) => one.test(text)));
 }
 

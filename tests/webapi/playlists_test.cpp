@@ -169,6 +169,48 @@ TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
     EXPECT_TRUE(Contains(table.out, "1-2 of 2 playlists")) << table.out << table.err;
 }
 
+// By hand and by the API in one file: what is not meant stays as it was written.
+TEST_F(PlaylistApi, SmartOnesAreTriedMadeChangedAndDeleted) {
+    const std::string others = "# mine\n\"bad\" { year }\n\"old\" { # all\n year >= 0 }";
+    WriteFile(varn::path::kSmartPlaylists, others);
+    const auto file = [] { return ReadFile(At(varn::path::kSmartPlaylists)); };
+    Query("UPDATE track SET year = id");
+    const Json::Value tried =
+        Ask("Playlist", "preview", {{"rule", "year <= 3 # at most"}, {"limit", "2"}});
+    EXPECT_EQ(tried["total"].asInt(), 3);
+    EXPECT_EQ(tried["songs"].size(), 2U);
+    const std::string name = R"(a "b\c)";
+    const auto create = [&](const std::string &rule, const std::string &user) {
+        return Given{
+            {"library", user == "bob" ? "shared" : "personal"}, {"name", name}, {"rule", rule}};
+    };
+    for (const char *rule : {"year", "year > 1 } \"x\" { year > 2", "year > 1 }", "}",
+                             "title is \"", "year > 1 order by"}) {
+        EXPECT_EQ(CodeOf("Playlist", "create_smart", create(rule, "bob"), "bob"), 400) << rule;
+        EXPECT_EQ(CodeOf("Playlist", "preview", {{"rule", rule}}), 400) << rule;
+    }
+    for (const std::string user : {"alice", "bob"}) {
+        const std::string id =
+            Ask("Playlist", "create_smart", create("year > 1 # x", user), user)["id"].asString();
+        EXPECT_EQ(CodeOf("Playlist", "create_smart", create("year > 1", user), user), 409);
+        EXPECT_EQ(Ask("Playlist", "rule", {{"id", id}}, user)["rule"], "year > 1 # x");
+        Ask("Playlist", "set_rule", {{"id", id}, {"rule", "year is 2"}}, user);
+        EXPECT_EQ(Songs(id, user), Texts{"music_2"});
+        const std::string other = user == "bob" ? "alice" : "bob";
+        for (const char *method : {"set_rule", "delete_smart"}) {
+            EXPECT_EQ(CodeOf("Playlist", method, {{"id", id}, {"rule", "year > 9"}}, other),
+                      user == "bob" ? 403 : 404)
+                << method;
+        }
+        Ask("Playlist", "delete_smart", {{"id", id}}, user);
+        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", id}}, user), 404);
+    }
+    EXPECT_EQ(file(), others + "\n");
+    Ask("Playlist", "set_rule", {{"id", "playlist_shared_smart/old"}, {"rule", "year is 1"}},
+        "bob");
+    EXPECT_EQ(file(), "# mine\n\"bad\" { year }\n\"old\" {\nyear is 1\n}\n");
+}
+
 TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
     const std::string shared =
         Ask("Playlist", "create", {{"library", "shared"}, {"name", "all"}}, "bob")["id"].asString();

@@ -5,6 +5,7 @@ import { h, Part } from '../dom.js';
 import { icon } from '../icons.js';
 import { coverAddress } from '../library.js';
 import { isPlaying, player, toggle } from '../player.js';
+import { isMissing } from '../playlists.js';
 import { current, queue } from '../queue.js';
 import { albumPath, groupPath } from '../routes.js';
 import { clock, t } from '../texts.js';
@@ -99,6 +100,7 @@ export class SongRow extends Part {
     this.classList.toggle('has-album', look.withAlbum ?? false);
     this.classList.toggle('is-chosen', look.isChosen ?? false);
     this.classList.toggle('is-short', look.isShort ?? false);
+    this.classList.toggle('is-missing', isMissing(song));
     this.classList.toggle('has-drag', look.withDrag ?? false);
   }
 
