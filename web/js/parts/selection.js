@@ -62,6 +62,7 @@ export class Selection {
   start() {
     const { list } = this;
     const { signal } = list;
+    this.#startPress(signal); // before the listener that its click must not reach
     list.addEventListener('click', (event) => {
       const index = list.indexOf(/** @type {Node} */ (event.target));
       const isControl = /** @type {Element} */ (event.target).closest('.row-menu, star-rating');
@@ -72,7 +73,6 @@ export class Selection {
         event.shiftKey ? this.#reach(index) : this.toggle(index);
       }
     }, { signal, capture: true });
-    this.#startPress(signal);
     list.addEventListener('keydown', (event) => {
       const index = list.indexOf(/** @type {Node} */ (event.target));
       if (event.key === 'x' && index >= 0 && !event.ctrlKey && !event.metaKey) {
