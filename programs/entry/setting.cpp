@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "action.h"
+#include "varn/host.h"
 
 namespace tonvale_entry {
 
@@ -20,6 +21,10 @@ Json::Value Settings(const Request &request) {
     if (tonvale_service::IsAdministrator(request.User().GetLoginUserName())) {
         data["users"] = tonvale_service::UserList();
         data["custom_keys"] = tonvale_service::CustomKeys();
+        Json::Value &folders = data["music_folders"] = Json::Value(Json::arrayValue);
+        for (const std::string &folder : varn::host::IndexedFolders()) {
+            folders.append(folder);
+        }
     }
     return data;
 }

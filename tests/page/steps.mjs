@@ -45,15 +45,15 @@ export function choose(text) {
 }
 
 /** The place in what sounds, and its length. */
-export const sound = () => browser.run(() => {
+export const sound = (of = browser) => of.run(() => {
   const playing = [...document.querySelectorAll('audio')].find((audio) => !audio.paused);
   return playing ? { time: playing.currentTime, length: playing.duration } : null;
 });
 
-export async function isPlaying() {
-  const before = await until('sound', sound);
+export async function isPlaying(of = browser) {
+  const before = await until('sound', () => sound(of));
   await until('the time to move', async () => {
-    const now = await sound();
+    const now = await sound(of);
     return now && now.time !== before.time;
   });
 }
@@ -75,21 +75,30 @@ export async function logIn() {
 /** The first view, on a desk in the light, with a login. */
 export async function freshPage() {
   await browser.devtools('Emulation.clearDeviceMetricsOverride');
-  await browser.devtools('Emulation.setEmulatedMedia',
-    { features: [{ name: 'prefers-color-scheme', value: 'light' }] });
+  await setTheme('light');
   await openView('/', 'dialog.login, .shelf .card-link');
   if (await browser.run(() => document.querySelector('dialog.login') !== null)) {
     await logIn();
   }
 }
 
-/** A phone of 390 by 844 pixels, in the dark. */
-export async function asPhone() {
-  await browser.devtools('Emulation.setDeviceMetricsOverride',
-    { width: 390, height: 844, deviceScaleFactor: 1, mobile: true });
-  await browser.devtools('Emulation.setEmulatedMedia',
-    { features: [{ name: 'prefers-color-scheme', value: 'dark' }] });
+/** @param {'light' | 'dark'} value */
+export function setTheme(value, of = browser) {
+  return of.devtools('Emulation.setEmulatedMedia',
+    { features: [{ name: 'prefers-color-scheme', value }] });
 }
+
+/** A phone of 390 by 844 pixels, in the dark. */
+export async function asPhone(of = browser) {
+  await of.devtools('Emulation.setDeviceMetricsOverride',
+    { width: 390, height: 844, deviceScaleFactor: 1, mobile: true });
+  await setTheme('dark', of);
+}
+
+/** True where something reaches beyond the screen's sides. */
+export const isTooWide = () => browser.run(() =>
+  document.documentElement.scrollWidth > innerWidth ||
+    (document.querySelector('main')?.scrollWidth ?? 0) > innerWidth);
 
 /** Addresses and forms of the requests since the last call. */
 export async function newRequests() {
@@ -132,10 +141,10 @@ export async function foreignTexts(place = '.shell') {
 }
 
 /** @param {string} what */
-export async function takePicture(what) {
+export async function takePicture(what, of = browser) {
   if (pictures) {
     mkdirSync(pictures, { recursive: true });
-    const picture = await browser.send('GET', '/screenshot').catch(() => '');
+    const picture = await of.send('GET', '/screenshot').catch(() => '');
     writeFileSync(`${pictures}/${what.replace(/[^a-z0-9]+/g, '-')}.png`, picture, 'base64');
   }
 }

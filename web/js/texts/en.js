@@ -334,6 +334,13 @@ export const en = {
   'right.upnp': 'Network players',
   'right.editsong': 'Give stars',
   'right.sharing': 'Share links',
+  'settings.server': 'This server',
+  'settings.folders': 'Music folders',
+  'settings.folders.hint': 'On the server, “tonvale init --music FOLDER” adds one.',
+  'settings.folders.empty': 'No folder is indexed.',
+  'settings.card': 'Sound card',
+  'settings.card.none': 'This server has no sound card.',
+  'settings.card.volume': 'Volume of the sound card',
   'settings.about': 'Tonvale {version}',
 
   'keys.title': 'Keys',
