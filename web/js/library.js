@@ -70,6 +70,7 @@ export function songOf(found) {
     container: audio.container ?? '',
     frequency: audio.frequency ?? 0,
     bitrate: audio.bitrate ?? 0,
+    channels: audio.channel ?? 0,
     size: audio.filesize ?? 0,
   };
   if (tag.rg_track_gain || tag.rg_album_gain) {

@@ -53,7 +53,7 @@ function dateFields(test, changed) {
  */
 function valueInput(test, changed, props) {
   const input = h('input', {
-    class: 'select', 'aria-label': t('rule.value'), value: test.value, autocomplete: 'off',
+    class: 'input', 'aria-label': t('rule.value'), value: test.value, autocomplete: 'off',
     ...props,
     oninput: () => {
       test.value = input.value;

@@ -79,7 +79,7 @@ export class SongRow extends Part {
     }, title);
     const artist = song.artist
       ? h('a', { href: groupPath('artist', song.artist), tabindex: '-1', dir: 'auto' }, song.artist)
-      : h('span', {}, song.isStream ? song.path : t('unknown.artist'));
+      : h('span', { dir: 'auto' }, song.isStream || isMissing(song) ? song.path : t('unknown.artist'));
     const album = h('a', {
       class: 'row-album', tabindex: '-1', dir: 'auto',
       href: albumPath({ name: song.album, albumArtist: song.albumArtist }),

@@ -103,6 +103,7 @@ export function view({ id }) {
         withAlbum: true,
         counted: (total) => {
           count.textContent = t('songs.count', { count: total });
+          view.querySelector('.banner')?.classList.toggle('is-empty', total === 0);
         },
         empty: () => emptyNote('playlists', t('playlist.empty'), own ? t('playlist.empty.hint') : ''),
         onMove: own ? (from, before) => attempt(async () => {
