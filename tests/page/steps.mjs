@@ -95,6 +95,16 @@ export async function asPhone(of = browser) {
   await setTheme('dark', of);
 }
 
+/** Runs something with a script that each new document starts with. */
+export async function withScript(source, run) {
+  const { identifier } = await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source });
+  try {
+    await run();
+  } finally {
+    await browser.devtools('Page.removeScriptToEvaluateOnNewDocument', { identifier });
+  }
+}
+
 /** True where something reaches beyond the screen's sides. */
 export const isTooWide = () => browser.run(() =>
   document.documentElement.scrollWidth > innerWidth ||

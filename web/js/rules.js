@@ -35,9 +35,9 @@ export function kindOf(field) {
 /** Each operator as the language writes it; one of its spellings is the first. */
 export const operators = {
   text: {
-    includes: ['includes'], excludes: ['not includes'], is: ['is', '='], isNot: ['!=', 'not is', 'not ='],
-    starts: ['startswith'], startsNot: ['not startswith'], ends: ['endswith'],
-    endsNot: ['not endswith'],
+    includes: ['includes'], excludes: ['not includes'], is: ['is', '='],
+    isNot: ['!=', 'not is', 'not ='], starts: ['startswith'], startsNot: ['not startswith'],
+    ends: ['endswith'], endsNot: ['not endswith'],
   },
   number: {
     is: ['is', '='], isNot: ['!='], greater: ['>', 'greater'], atLeast: ['>='], less: ['<', 'less'],
@@ -51,7 +51,8 @@ export const units = ['days', 'weeks', 'months', 'years', 'day', 'today', 'yeste
 
 const TOKEN = new RegExp([
   '\\s*(?:',
-  '("(?:[^"\\\\\\n]|\\\\["\\\\nrt])*")', '|(\\d{4}-\\d{2}-\\d{2}|\\d+(?:\\.\\d+)?)', '|([a-z_]\\w*)',
+  '("(?:[^"\\\\\\n]|\\\\["\\\\nrt])*")',
+  '|(\\d{4}-\\d{2}-\\d{2}|\\d+(?:\\.\\d+)?)', '|([a-z_]\\w*)',
   '|(&&|\\|\\||!=|<=|>=|==|[()!=<>])', ')',
 ].join(''), 'iy');
 
@@ -82,7 +83,8 @@ function tokensOf(text) {
  */
 function reader(tokens) {
   let at = 0;
-  const accept = (/** @type {string[]} */ ...any) => any.includes(tokens[at]) && Boolean(tokens[at++]);
+  const accept = (/** @type {string[]} */ ...any) =>
+    any.includes(tokens[at]) && Boolean(tokens[at++]);
   const take = () => tokens[at++] ?? '';
 
   /** @returns {Test} */
@@ -103,7 +105,8 @@ function reader(tokens) {
   /** @param {Kind} kind */
   function value(kind) {
     const token = take();
-    if (token.startsWith('"') !== (kind === 'text') || (kind === 'number' && !/^[\d.]+$/.test(token))) {
+    const isRight = kind === 'text' ? token.startsWith('"') : /^[\d.]+$/.test(token);
+    if (!isRight) {
       throw new Unknown();
     }
     const text = kind === 'text' ? token.slice(1, -1).replace(/\\(.)/g, (all, letter) =>

@@ -1,5 +1,5 @@
-// The public page of a link, where scripts run: one player for all of its songs. Without scripts each
-// song has the browser's own, from which this takes what it plays.
+// The public page of a link, where scripts run: one player for all of its songs. Without scripts
+// each song has the browser's own, from which this takes what it plays.
 
 import { h, refill, setVars } from './dom.js';
 import { icon, iconButton, setIcon } from './icons.js';
@@ -106,7 +106,8 @@ function take(row) {
 document.querySelectorAll('ol > li').forEach((row) => take(/** @type {HTMLElement} */ (row)));
 if (entries.length > 0) {
   document.body.classList.add('has-player');
-  document.body.append(h('footer', { class: 'player', 'aria-label': t('player.label'), role: 'region' },
+  const look = { class: 'player', 'aria-label': t('player.label'), role: 'region' };
+  document.body.append(h('footer', look,
     h('div', { class: 'names' }, title, about),
     h('div', { class: 'buttons' },
       iconButton('previous', t('player.previous'), () =>

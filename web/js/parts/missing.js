@@ -43,11 +43,14 @@ export async function openMissing({ id, name }) {
   const content = h('div', { class: 'missing', 'aria-live': 'polite' });
   const dialog = openDialog(t('missing.title', { name }), content);
   dialog.classList.add('is-wide');
-  const changeList = (/** @type {string} */ method, /** @type {import('../api.js').Params} */ params) =>
-    attempt(async () => {
-      await changePlaylist(method, { id, ...params });
-      await show();
-    });
+  /**
+   * @param {string} method
+   * @param {import('../api.js').Params} params
+   */
+  const changeList = (method, params) => attempt(async () => {
+    await changePlaylist(method, { id, ...params });
+    await show();
+  });
 
   const row = (/** @type {import('../playlists.js').Missing} */ { song, place }) => {
     const found = h('ul', { class: 'row-list' });

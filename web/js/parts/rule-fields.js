@@ -77,7 +77,8 @@ function testRow(test, changed, remove) {
       { operator: Object.keys(operators[kindOf(value)])[0], value: '', unit: '' });
     changed(true);
   });
-  const operator = picker(t('rule.operator'), named(`rule.${kind}`, known), test.operator, (value) => {
+  const words = named(`rule.${kind}`, known);
+  const operator = picker(t('rule.operator'), words, test.operator, (value) => {
     test.operator = value;
     changed(true);
   });

@@ -64,7 +64,8 @@ export class Selection {
     const { signal } = list;
     this.#startPress(signal); // before the listener that its click must not reach
     // Shift would mark the texts of the rows, too.
-    list.addEventListener('mousedown', (event) => event.shiftKey && event.preventDefault(), { signal });
+    list.addEventListener('mousedown',
+      (event) => event.shiftKey && event.preventDefault(), { signal });
     list.addEventListener('click', (event) => {
       const index = list.indexOf(/** @type {Node} */ (event.target));
       const isControl = /** @type {Element} */ (event.target).closest('.row-menu, star-rating');

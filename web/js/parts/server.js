@@ -25,8 +25,8 @@ function cardFields({ card, device, mixer, volume }) {
   }
   const send = afterPause(PAUSE, (/** @type {string} */ value) => attempt(() =>
     change('Player', 'volume', { action: 'set_card', value })));
-  const slider = h('input', { type: 'range', class: 'range', min: '0', max: '100', value: String(volume ?? 0),
-    oninput: () => send(slider.value) });
+  const slider = h('input', { type: 'range', class: 'range', min: '0', max: '100',
+    value: String(volume ?? 0), oninput: () => send(slider.value) });
   return [heading, h('label', { class: 'field is-switch' },
     h('span', { class: 'field-label' }, t('settings.card.volume'),
       h('small', { dir: 'auto' }, joined([device, mixer]))), slider)];
