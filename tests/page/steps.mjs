@@ -28,6 +28,16 @@ export function ask(api, method, params = {}, post = false) {
   }, { api: `VARN.Tonvale.${api}`, version: '1', method, ...params }, post);
 }
 
+/** Shares a list of the demo library: the path of its page, and what ends the link. */
+export async function shareList() {
+  const { playlists } = await ask('Playlist', 'list');
+  const { id } = playlists.find((one) => one.name === 'Evening');
+  const end = () => ask('Sharing', 'delete', { playlist_id: id }, true);
+  await end(); // what an earlier run has left
+  const { sharing } = await ask('Sharing', 'create', { playlist_id: id }, true);
+  return { path: `/as/sharing/${sharing.id}`, end };
+}
+
 /** Opens a view and waits for what it must show. */
 export async function openView(path, selector = 'main h1') {
   await browser.open(address + path);

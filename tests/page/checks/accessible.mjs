@@ -2,7 +2,7 @@
 
 import assert from 'node:assert/strict';
 import { existsSync, readFileSync } from 'node:fs';
-import { asPhone, browser, openView, setTheme } from '../steps.mjs';
+import { asPhone, browser, openView, setTheme, shareList } from '../steps.mjs';
 import { keys, sleep } from '../webdriver.mjs';
 
 const axe = process.env.AXE ?? '';
@@ -37,6 +37,11 @@ async function lookAround() {
   await browser.click('.playlists .page-head .button + .button');
   await browser.find('.rule-test');
   found.push(...await problems('the rules'));
+  const { path, end } = await shareList();
+  await openView(path, 'li button');
+  found.push(...await problems('the page of a link'));
+  await openView('/');
+  await end();
   return found;
 }
 

@@ -1,7 +1,7 @@
 // Share links, and their public page.
 
 import assert from 'node:assert/strict';
-import { address, ask, asPhone, browser, choose, isPlaying, openView, sound, takePicture }
+import { address, asPhone, browser, choose, isPlaying, openView, shareList, sound, takePicture }
   from '../steps.mjs';
 import { Browser, until } from '../webdriver.mjs';
 
@@ -22,13 +22,10 @@ export const checks = {
     await until('the end of the link', async () => (await fetch(address + path)).status === 404);
   },
   'a list is heard in another browser without a login and without its API': async () => {
-    const { playlists } = await ask('Playlist', 'list');
-    const { id } = playlists.find((one) => one.name === 'Evening');
-    await ask('Sharing', 'delete', { playlist_id: id }, true); // what an earlier run has left
-    const { sharing: { id: link } } = await ask('Sharing', 'create', { playlist_id: id }, true);
+    const { path, end } = await shareList();
     const visitor = await Browser.start();
     try {
-      await visitor.open(`${address}/as/sharing/${link}`);
+      await visitor.open(address + path);
       await visitor.click('li button');
       await isPlaying(visitor);
       const first = await visitor.text('.player strong');
@@ -48,7 +45,7 @@ export const checks = {
       assert.deepEqual((await visitor.log('browser')).filter(({ level }) => level === 'SEVERE'), []);
     } finally {
       await visitor.end();
-      await ask('Sharing', 'delete', { id: link }, true);
+      await end();
     }
   },
 };
