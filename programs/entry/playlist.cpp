@@ -73,28 +73,40 @@ Json::Value Create(const Request &asked) {
                 CreatePlaylist(collection, asked.RequiredText("name"), format, songs.get()));
 }
 
-// Changes a playlist that exists already.
+// A playlist of either kind that the user may change.
+AnyPlaylist Changeable(const Request &asked) {
+    AnyPlaylist playlist = PlaylistOf(asked);
+    RequireRight(asked, playlist.collection);
+    return playlist;
+}
+
+// Changes the entries of a playlist.
 template <auto Do>
 Json::Value Edit(const Request &asked) {
-    const AnyPlaylist playlist = PlaylistOf(asked);
-    RequireRight(asked, playlist.collection);
+    const AnyPlaylist playlist = Changeable(asked);
     if (playlist.isSmart) {
-        throw Refusal{Code::kBadParameter};  // its rules are what it is
+        throw Refusal{Code::kBadParameter};  // its rule chooses its songs
     }
-    if constexpr (std::is_void_v<decltype(Do(asked, playlist.collection, playlist.normal))>) {
-        Do(asked, playlist.collection, playlist.normal);
-        return Json::Value(Json::objectValue);
+    Do(asked, playlist.collection, playlist.normal);
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value Rename(const Request &asked) {
+    const AnyPlaylist playlist = Changeable(asked);
+    const std::string name = asked.RequiredText("name");
+    const Collection &collection = playlist.collection;
+    return playlist.isSmart ? ObjectOf(RenameSmart(playlist, name))
+                            : Told(collection, RenamePlaylist(collection, playlist.normal, name));
+}
+
+Json::Value Delete(const Request &asked) {
+    const AnyPlaylist playlist = Changeable(asked);
+    if (playlist.isSmart) {
+        DeleteSmart(playlist);
     } else {
-        return Do(asked, playlist.collection, playlist.normal);
+        DeletePlaylist(playlist.collection, playlist.normal);
     }
-}
-
-Json::Value Rename(const Request &asked, const Collection &collection, const Playlist &playlist) {
-    return Told(collection, RenamePlaylist(collection, playlist, asked.RequiredText("name")));
-}
-
-void Delete(const Request & /*asked*/, const Collection &collection, const Playlist &playlist) {
-    DeletePlaylist(collection, playlist);
+    return Json::Value(Json::objectValue);
 }
 
 void Add(const Request &asked, const Collection &collection, const Playlist &playlist) {
@@ -128,16 +140,6 @@ void RemoveGone(const Request & /*asked*/, const Collection &collection, const P
     RemoveMissing(collection, playlist);
 }
 
-// A smart playlist that the user may change.
-AnyPlaylist SmartOf(const Request &asked) {
-    AnyPlaylist playlist = PlaylistOf(asked);
-    RequireRight(asked, playlist.collection);
-    if (!playlist.isSmart) {
-        throw Refusal{Code::kBadParameter, "id"};
-    }
-    return playlist;
-}
-
 Json::Value Rule(const Request &asked) {
     const AnyPlaylist playlist = PlaylistOf(asked);
     if (!playlist.isSmart) {
@@ -165,20 +167,19 @@ Json::Value CreateByRule(const Request &asked) {
 }
 
 Json::Value SetRule(const Request &asked) {
-    ChangeRule(SmartOf(asked), asked.RequiredText("rule"));
-    return Json::Value(Json::objectValue);
-}
-
-Json::Value DeleteRule(const Request &asked) {
-    DeleteSmart(SmartOf(asked));
+    const AnyPlaylist playlist = Changeable(asked);
+    if (!playlist.isSmart) {
+        throw Refusal{Code::kBadParameter, "id"};
+    }
+    ChangeRule(playlist, asked.RequiredText("rule"));
     return Json::Value(Json::objectValue);
 }
 
 constexpr Method kMethods[] = {{"list", Make<List>},
                                {"get", Make<Get>},
                                {"create", Make<Create>, kChanges},
-                               {"rename", Make<Edit<Rename>>, kChanges},
-                               {"delete", Make<Edit<Delete>>, kChanges},
+                               {"rename", Make<Rename>, kChanges},
+                               {"delete", Make<Delete>, kChanges},
                                {"add", Make<Edit<Add>>, kChanges},
                                {"remove", Make<Edit<Remove>>, kChanges},
                                {"replace", Make<Edit<Replace>>, kChanges},
@@ -186,8 +187,7 @@ constexpr Method kMethods[] = {{"list", Make<List>},
                                {"rule", Make<Rule>},
                                {"preview", Make<Preview>},
                                {"create_smart", Make<CreateByRule>, kChanges},
-                               {"set_rule", Make<SetRule>, kChanges},
-                               {"delete_smart", Make<DeleteRule>, kChanges}};
+                               {"set_rule", Make<SetRule>, kChanges}};
 
 }  // namespace
 

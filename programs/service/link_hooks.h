@@ -18,8 +18,10 @@ void LinksFollowRename(const std::string &playlistId, const std::string &path,
 // its identifier may have been another playlist's before.
 void LinksFollowDeletion(const std::string &path);
 
-// A smart playlist is gone: so are its links, of a user's own the user's. Other users may have one of
-// the same identifier.
+// A smart playlist has another name, or is gone. Of a user's own these are the user's links: other
+// users may have a playlist of the same identifier.
+void LinksFollowSmartRename(const Collection &collection, const std::string &playlistId,
+                            const std::string &oldPlaylistId);
 void LinksFollowSmartDeletion(const Collection &collection, const std::string &playlistId);
 
 // Users lost the right to share.

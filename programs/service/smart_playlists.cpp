@@ -134,15 +134,23 @@ const varn::SmartPlaylist &Existing(const SmartFile &file, const std::string &na
     return found != nullptr ? *found : throw Failure(Reason::kNoSuchSmartPlaylist, name);
 }
 
+void CheckIsFree(const SmartFile &file, const std::string &name) {
+    if (file.Find(name) != nullptr) {
+        throw Failure(Reason::kPlaylistExists, name);
+    }
+}
+
+AnyPlaylist Named(const Collection &collection, const std::string &name) {
+    return {PlaylistResult(name, collection.personal).GetId(), collection, true, {}, name};
+}
+
 // One page is read whole: its limit bounds it.
 class RulePage : public Page {
   public:
     RulePage(int offset, int64_t total, Json::Value songs)
         : Page("songs", offset, total), songs_(std::move(songs)) {}
 
-    Json::Value Next() override {
-        return std::exchange(songs_, Json::Value(Json::arrayValue));
-    }
+    Json::Value Next() override { return std::exchange(songs_, Json::Value(Json::arrayValue)); }
 
   private:
     Json::Value songs_;
@@ -173,11 +181,10 @@ std::unique_ptr<Page> ListByRule(const std::string &rule, const PlaylistLibrary 
     }
     PLAYLIST_REC *first = nullptr;
     int count = 0;
-    const int listed =
-        total < 0 ? -1
-                  : VARNPlaylistSmartListSongs(library.uid, &first, ratings.Get(),
-                                               condition.c_str(), &count, offset, limit,
-                                               kind.c_str());
+    const int listed = total < 0 ? -1
+                                 : VARNPlaylistSmartListSongs(library.uid, &first, ratings.Get(),
+                                                              condition.c_str(), &count, offset,
+                                                              limit, kind.c_str());
     const varn::OwnedSongs songs(first);
     if (listed < 0) {
         throw Failure(Reason::kLibraryAway);
@@ -192,11 +199,9 @@ AnyPlaylist CreateSmart(const Collection &collection, const std::string &name,
     CheckName(name);
     ConditionOf(rule);
     SmartFile file(collection);
-    if (file.Find(name) != nullptr) {
-        throw Failure(Reason::kPlaylistExists, name);
-    }
+    CheckIsFree(file, name);
     file.Append(BlockOf(name, rule));
-    return {PlaylistResult(name, collection.personal).GetId(), collection, true, {}, name};
+    return Named(collection, name);
 }
 
 void ChangeRule(const AnyPlaylist &playlist, const std::string &rule) {
@@ -204,6 +209,17 @@ void ChangeRule(const AnyPlaylist &playlist, const std::string &rule) {
     SmartFile file(playlist.collection);
     const varn::SmartPlaylist &found = Existing(file, playlist.name);
     file.Replace(found.begin, found.end, BlockOf(playlist.name, rule));
+}
+
+AnyPlaylist RenameSmart(const AnyPlaylist &playlist, const std::string &name) {
+    CheckName(name);
+    SmartFile file(playlist.collection);
+    const varn::SmartPlaylist &found = Existing(file, playlist.name);
+    CheckIsFree(file, name);
+    file.Replace(found.begin, found.end, BlockOf(name, found.rule));
+    AnyPlaylist renamed = Named(playlist.collection, name);
+    LinksFollowSmartRename(playlist.collection, renamed.id, playlist.id);
+    return renamed;
 }
 
 void DeleteSmart(const AnyPlaylist &playlist) {

@@ -25,6 +25,9 @@ AnyPlaylist CreateSmart(const Collection &collection, const std::string &name,
                         const std::string &rule);
 void ChangeRule(const AnyPlaylist &playlist, const std::string &rule);
 
+// Gives a smart playlist another name, which must be free, and returns it; its share links go on.
+AnyPlaylist RenameSmart(const AnyPlaylist &playlist, const std::string &name);
+
 // Takes a smart playlist away, and its share links.
 void DeleteSmart(const AnyPlaylist &playlist);
 

@@ -189,6 +189,16 @@ TEST_F(PlaylistApi, SmartOnesAreTriedMadeChangedAndDeleted) {
         EXPECT_EQ(CodeOf("Playlist", "create_smart", create(rule, "bob"), "bob"), 400) << rule;
         EXPECT_EQ(CodeOf("Playlist", "preview", {{"rule", rule}}), 400) << rule;
     }
+    Give("alice", kAlice, RIGHT_SHARING);
+    Give("bob", kBob, RIGHT_PLAYLIST | RIGHT_SHARING);
+    const auto link = [](const char *method, const std::string &id, const std::string &user) {
+        return CodeOf("Sharing", method, {{"playlist_id", id}}, user);
+    };
+    // What alice does with hers is nothing to bob's of the same name.
+    Given his = create("year > 1", "bob");
+    his.front().second = "personal";
+    const std::string hisId = Ask("Playlist", "create_smart", his, "bob")["id"].asString();
+    EXPECT_EQ(link("create", hisId, "bob"), 0);
     for (const std::string user : {"alice", "bob"}) {
         const std::string id =
             Ask("Playlist", "create_smart", create("year > 1 # x", user), user)["id"].asString();
@@ -196,15 +206,21 @@ TEST_F(PlaylistApi, SmartOnesAreTriedMadeChangedAndDeleted) {
         EXPECT_EQ(Ask("Playlist", "rule", {{"id", id}}, user)["rule"], "year > 1 # x");
         Ask("Playlist", "set_rule", {{"id", id}, {"rule", "year is 2"}}, user);
         EXPECT_EQ(Songs(id, user), Texts{"music_2"});
-        const std::string other = user == "bob" ? "alice" : "bob";
-        for (const char *method : {"set_rule", "delete_smart"}) {
-            EXPECT_EQ(CodeOf("Playlist", method, {{"id", id}, {"rule", "year > 9"}}, other),
-                      user == "bob" ? 403 : 404)
-                << method;
+        for (const char *method : {"set_rule", "rename", "delete"}) {
+            const Given given = {{"id", id}, {"name", "x"}, {"rule", "year > 9"}};
+            EXPECT_EQ(user == "bob" ? CodeOf("Playlist", method, given) : 403, 403) << method;
         }
-        Ask("Playlist", "delete_smart", {{"id", id}}, user);
-        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", id}}, user), 404);
+        EXPECT_EQ(link("create", id, user), 0);
+        EXPECT_EQ(CodeOf("Playlist", "rename", {{"id", id}, {"name", name}}, user), 409);
+        const std::string renamed =
+            Ask("Playlist", "rename", {{"id", id}, {"name", "other"}}, user)["id"].asString();
+        EXPECT_EQ(link("get", renamed, user), 0);
+        EXPECT_EQ(Songs(renamed, user), Texts{"music_2"});
+        Ask("Playlist", "delete", {{"id", renamed}}, user);
+        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", renamed}}, user), 404);
     }
+    EXPECT_EQ(link("get", hisId, "bob"), 0);
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist_sharing"), "1");
     EXPECT_EQ(file(), others + "\n");
     Ask("Playlist", "set_rule", {{"id", "playlist_shared_smart/old"}, {"rule", "year is 1"}},
         "bob");

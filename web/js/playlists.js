@@ -9,7 +9,7 @@ import { ADDITIONAL, songOf, sourceOf, tell } from './library.js';
 /** @template T @typedef {import('./types.js').Source<T>} Source */
 
 /** These change which playlists there are; the others what is in one. */
-const OF_LISTS = ['create', 'create_smart', 'rename', 'delete', 'delete_smart'];
+const OF_LISTS = ['create', 'create_smart', 'rename', 'delete'];
 
 /**
  * @param {AbortSignal} [signal]

@@ -63,7 +63,7 @@ function choicesFor(found) {
       text: t('do.share'), icon: /** @type {const} */ ('share'),
       run: async () => (await import('../parts/share.js')).sharePlaylist(found),
     },
-    own && {
+    isOwn(found) && {
       text: t('do.rename'), icon: /** @type {const} */ ('edit'), parted: true,
       run: () => rename(found),
     },
@@ -72,14 +72,14 @@ function choicesFor(found) {
       run: async () => (await import('../parts/missing.js')).openMissing(found),
     },
     isSmart && isOwn(found) && {
-      text: t('do.rule'), icon: /** @type {const} */ ('edit'), parted: true,
+      text: t('do.rule'), icon: /** @type {const} */ ('smart'),
       run: async () => (await import('../parts/smart-editor.js')).editSmart(found),
     },
     isOwn(found) && {
       text: t('do.delete'), icon: /** @type {const} */ ('trash'),
       run: () => confirmDelete(t('playlist.delete', { name: found.name }), t('playlist.delete.hint'),
         async () => {
-          await changePlaylist(isSmart ? 'delete_smart' : 'delete', { id: found.id });
+          await changePlaylist('delete', { id: found.id });
           toast(t('done.deleted', { name: found.name }));
           go('/playlists', { replace: true });
         }),
