@@ -56,6 +56,17 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
                                         [](const auto &note) { return !note.isWarning; });
         Require(playlist.condition.empty() == broken, "a condition or a reason");
         CheckCondition(playlist.condition);
+        if (!broken) {
+            const std::string_view own = text.substr(playlist.begin, playlist.end - playlist.begin);
+            for (const std::string &part :
+                 {std::string(own), "\"a\" {\n" + playlist.rule + "\n}"}) {
+                const varn::SmartPlaylistFile again = varn::ParseSmartPlaylists(part);
+                Require(again.playlists.size() == 1 && again.notes.empty() &&
+                            again.playlists[0].condition == playlist.condition &&
+                            again.playlists[0].end == part.size(),
+                        "a playlist and its rule can be cut out, and mean the same elsewhere");
+            }
+        }
         std::for_each(playlist.notes.begin(), playlist.notes.end(), check);
     }
     std::for_each(file.notes.begin(), file.notes.end(), check);

@@ -9,6 +9,16 @@ test_packages=(libgtest-dev curl lighttpd lighttpd-mod-openssl openssl shairport
                locales unzip)
 browser_packages=(chromium chromium-driver nodejs node-typescript)
 
+# install_page_packages HERE: what the checks of the page take from npm. Without a network the check
+# that needs it says so.
+install_page_packages() {
+    local place=$1/build/page-packages
+    mkdir -p "$place"
+    cp "$1/tests/page/packages/package.json" "$place"
+    (cd "$place" && npm install --no-package-lock --no-audit --no-fund --ignore-scripts \
+        --loglevel=error) || echo "npm could not fetch what the checks of the page need" >&2
+}
+
 as_root() {
     if ((EUID == 0)); then
         "$@"

@@ -62,7 +62,7 @@ Token Bad(Token token, std::string_view why) {
 
 }  // namespace
 
-Lexer::Lexer(std::string_view text) : rest_(text) {
+Lexer::Lexer(std::string_view text) : rest_(text), size_(text.size()) {
     if (rest_.starts_with(kByteOrderMark)) {
         rest_.remove_prefix(kByteOrderMark.size());
     }
@@ -70,6 +70,14 @@ Lexer::Lexer(std::string_view text) : rest_(text) {
 
 Token Lexer::Next() {
     SkipBlanks();
+    const std::size_t begin = Offset();
+    Token token = Read();
+    token.begin = begin;
+    token.end = Offset();
+    return token;
+}
+
+Token Lexer::Read() {
     Token token{TokenKind::kEnd, "", line_, column_};
     if (rest_.empty()) {
         return token;

@@ -19,8 +19,10 @@ enum class TokenKind {
 struct Token {
     TokenKind kind;
     std::string text;
-    int line;    // from 1
-    int column;  // from 1, in characters
+    int line;               // from 1
+    int column;             // from 1, in characters
+    std::size_t begin = 0;  // in bytes
+    std::size_t end = 0;
 
     bool Is(std::string_view symbolOrWord) const {
         return (kind == TokenKind::kSymbol || kind == TokenKind::kWord) && text == symbolOrWord;
@@ -37,6 +39,8 @@ class Lexer {
     Token Next();
 
   private:
+    Token Read();
+    std::size_t Offset() const { return size_ - rest_.size(); }
     void SkipBlanks();
     void Advance(std::size_t bytes);
     Token Text(Token token);
@@ -48,6 +52,7 @@ class Lexer {
     char Peek(std::size_t ahead = 0) const { return ahead < rest_.size() ? rest_[ahead] : '\0'; }
 
     std::string_view rest_;
+    std::size_t size_;
     int line_ = 1;
     int column_ = 1;
 };

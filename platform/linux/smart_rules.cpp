@@ -150,6 +150,16 @@ bool IsDay(std::string_view text) {
     return day.year() > std::chrono::year(0) && day.ok();
 }
 
+// The inside of a block, with or without the brace that ends it.
+std::string_view Trimmed(std::string_view block) {
+    constexpr std::string_view kBlanks = " \t\r\n";
+    if (block.ends_with('}')) {
+        block.remove_suffix(1);
+    }
+    block.remove_prefix(std::min(block.find_first_not_of(kBlanks), block.size()));
+    return block.substr(0, block.find_last_not_of(kBlanks) + 1);
+}
+
 }  // namespace
 
 // ---- playlists ---------------------------------------------------------------------------------
@@ -179,7 +189,8 @@ void Parser::Playlist(SmartPlaylistFile &file) {
     if (file.playlists.size() >= kMostPlaylists) {
         Fail(name, "a file holds 1000 playlists at most");
     }
-    SmartPlaylist playlist{name.text, name.line, "", {}};
+    SmartPlaylist playlist{name.text, name.line, "", "", name.begin, 0, {}};
+    const std::size_t rule = token_.Is("{") ? token_.end : token_.begin;
     try {
         Block(playlist);
     } catch (const Mistake &mistake) {
@@ -187,6 +198,8 @@ void Parser::Playlist(SmartPlaylistFile &file) {
         playlist.notes.push_back(mistake.note);
         SkipBlock();
     }
+    playlist.end = taken_;
+    playlist.rule = Trimmed(text_.substr(rule, std::max(taken_, rule) - rule));
     const auto other = std::find_if(file.playlists.begin(), file.playlists.end(),
                                     [&](const SmartPlaylist &p) { return p.name == name.text; });
     if (other != file.playlists.end()) {
@@ -210,6 +223,7 @@ void Parser::Block(SmartPlaylist &playlist) {
 void Parser::SkipBlock() {
     while (token_.kind != TokenKind::kEnd) {
         const Lexer lexer = lexer_;
+        const std::size_t taken = taken_;
         const Token token = Take();
         if (token.Is("}")) {
             return;
@@ -217,6 +231,7 @@ void Parser::SkipBlock() {
         if (token.kind == TokenKind::kText && token_.Is("{")) {
             lexer_ = lexer;
             token_ = token;
+            taken_ = taken;
             return;
         }
     }
@@ -422,6 +437,7 @@ const Field &Parser::TakeField() {
 
 Token Parser::Take() {
     Token taken = std::move(token_);
+    taken_ = taken.end;
     token_ = lexer_.Next();
     return taken;
 }

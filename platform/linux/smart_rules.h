@@ -14,7 +14,7 @@ struct Field;
 // Reads the playlists of a text. After a mistake it goes on after that playlist's "}".
 class Parser {
   public:
-    explicit Parser(std::string_view text) : lexer_(text), token_(lexer_.Next()) {}
+    explicit Parser(std::string_view text) : text_(text), lexer_(text), token_(lexer_.Next()) {}
 
     SmartPlaylistFile File();
 
@@ -48,8 +48,10 @@ class Parser {
     void Expect(std::string_view symbol, const char *what);
     [[noreturn]] void Fail(const Token &at, const std::string &text) const;
 
+    std::string_view text_;
     Lexer lexer_;
-    Token token_;  // the next one
+    Token token_;            // the next one
+    std::size_t taken_ = 0;  // where the last one ends
     int tests_ = 0;
 };
 

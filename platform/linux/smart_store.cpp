@@ -50,18 +50,25 @@ SmartPlaylistFile ParseSmartPlaylists(std::string_view text) {
     return smart::Parser(text).File();
 }
 
-std::optional<SmartPlaylistFile> ReadSmartPlaylists(const std::string &file) {
-    return Guarded(std::optional<SmartPlaylistFile>(), [&]() -> std::optional<SmartPlaylistFile> {
+std::optional<std::string> ReadSmartText(const std::string &file) {
+    return Guarded(std::optional<std::string>(), [&]() -> std::optional<std::string> {
         const UniqueFd fd(open(file.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY));
         if (!fd && errno == ENOENT) {
-            return SmartPlaylistFile();
+            return "";
         }
         std::string text;
         if (!fd || !ReadToEnd(fd.Get(), kMostBytes, text)) {
             SetSystemError();
             return std::nullopt;
         }
-        return ParseSmartPlaylists(text);
+        return text;
+    });
+}
+
+std::optional<SmartPlaylistFile> ReadSmartPlaylists(const std::string &file) {
+    return Guarded(std::optional<SmartPlaylistFile>(), [&]() -> std::optional<SmartPlaylistFile> {
+        const auto text = ReadSmartText(file);
+        return text ? std::optional(ParseSmartPlaylists(*text)) : std::nullopt;
     });
 }
 

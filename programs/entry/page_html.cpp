@@ -10,8 +10,8 @@ namespace tonvale_entry {
 
 namespace {
 
-// The look of the page for people with a login, without its scripts. Another web server may not
-// have these files; then the page is plain.
+// The look of the page for people with a login, and a player of its own. Another web server may not
+// have these files; then the page is plain, and each song has the browser's player.
 constexpr char kHead[] =
     "<meta charset=\"utf-8\">\n"
     "<meta name=\"viewport\" content=\"width=device-width, initial-scale=1\">\n"
@@ -19,7 +19,8 @@ constexpr char kHead[] =
     "<link rel=\"icon\" href=\"/icon.svg\" type=\"image/svg+xml\">\n"
     "<link rel=\"stylesheet\" href=\"/css/base.css\">\n"
     "<link rel=\"stylesheet\" href=\"/css/dark.css\" media=\"(prefers-color-scheme: dark)\">\n"
-    "<link rel=\"stylesheet\" href=\"/css/share.css\">\n";
+    "<link rel=\"stylesheet\" href=\"/css/share.css\">\n"
+    "<script type=\"module\" src=\"/js/share.js\"></script>\n";
 
 // A link is as good as a password: nobody keeps the page, and no other site learns its address.
 std::string Answer(const std::string &status, const std::string &title, const std::string &body) {
@@ -29,7 +30,8 @@ std::string Answer(const std::string &status, const std::string &title, const st
     return status + "Content-Type: text/html; charset=utf-8\r\nContent-Length: " +
            std::to_string(text.size()) +
            "\r\nCache-Control: no-store\r\nContent-Security-Policy: default-src 'none'; style-src "
-           "'self'; img-src 'self'; media-src 'self'; base-uri 'none'; form-action 'none'; "
+           "'self'; script-src 'self'; img-src 'self'; media-src 'self'; base-uri 'none'; "
+           "form-action 'none'; "
            "frame-ancestors 'none'\r\nReferrer-Policy: no-referrer\r\nX-Content-Type-Options: "
            "nosniff\r\nX-Robots-Tag: noindex, nofollow\r\n\r\n" +
            text;
@@ -58,7 +60,8 @@ std::string Entry(const LinkPage &page, const SharedSong &song) {
     about += EscapedHtml(song.album);
     const std::string length = Minutes(song.duration);
     about += !about.empty() && !length.empty() ? " \xC2\xB7 " : "";
-    return "<li>" + EscapedHtml(song.title) + "<br><small>" + about + length +
+    return "<li><strong dir=\"auto\">" + EscapedHtml(song.title) +
+           "</strong> <small dir=\"auto\">" + about + length +
            "</small>\n<audio controls preload=\"none\" src=\"" + Address(page, "stream", song.id) +
            (song.playsEverywhere ? "" : "&amp;format=mp3") + "\"></audio></li>\n";
 }
@@ -83,8 +86,8 @@ std::string PageAnswer(const LinkPage &page) {
     if (!songs.empty()) {
         body += "<img alt=\"\" src=\"" + Address(page, "cover", songs.front().id) + "\">\n";
     }
-    body += "<h1>" + name + "</h1>\n</header>\n<ol start=\"" + std::to_string(page.offset + 1) +
-            "\">\n";
+    body += "<h1 dir=\"auto\">" + name + "</h1>\n</header>\n<ol start=\"" +
+            std::to_string(page.offset + 1) + "\">\n";
     for (const SharedSong &song : songs) {
         body += Entry(page, song);
     }

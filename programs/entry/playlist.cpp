@@ -5,6 +5,7 @@
 #include "list_request.h"
 #include "service/playlist_edit.h"
 #include "service/playlists.h"
+#include "service/smart_playlists.h"
 #include "service/tracks.h"
 #include "tonvale/settings.h"
 
@@ -29,6 +30,7 @@ constexpr Parameter kLength{.name = "length",
                             .what = "So many entries; 0 only inserts.",
                             .kind = Kind::kNumber,
                             .usual = "1"};
+constexpr Parameter kPreviewed = LimitedTo(500);
 
 AnyPlaylist PlaylistOf(const Request &request) {
     return FindById(request.User().GetLoginUserName(), request.User().GetLoginUID(),
@@ -88,28 +90,40 @@ Json::Value Create(const Request &asked) {
                 CreatePlaylist(collection, asked.RequiredText("name"), format, songs.get()));
 }
 
-// Changes a playlist that exists already.
+// A playlist of either kind that the user may change.
+AnyPlaylist Changeable(const Request &asked) {
+    AnyPlaylist playlist = PlaylistOf(asked);
+    RequireRight(asked, playlist.collection);
+    return playlist;
+}
+
+// Changes the entries of a playlist.
 template <auto Do>
 Json::Value Edit(const Request &asked) {
-    const AnyPlaylist playlist = PlaylistOf(asked);
-    RequireRight(asked, playlist.collection);
+    const AnyPlaylist playlist = Changeable(asked);
     if (playlist.isSmart) {
-        throw Refusal{Code::kBadParameter};  // its rules are what it is
+        throw Refusal{Code::kBadParameter};  // its rule chooses its songs
     }
-    if constexpr (std::is_void_v<decltype(Do(asked, playlist.collection, playlist.normal))>) {
-        Do(asked, playlist.collection, playlist.normal);
-        return Json::Value(Json::objectValue);
+    Do(asked, playlist.collection, playlist.normal);
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value Rename(const Request &asked) {
+    const AnyPlaylist playlist = Changeable(asked);
+    const std::string name = asked.RequiredText("name");
+    const Collection &collection = playlist.collection;
+    return playlist.isSmart ? ObjectOf(RenameSmart(playlist, name))
+                            : Told(collection, RenamePlaylist(collection, playlist.normal, name));
+}
+
+Json::Value Delete(const Request &asked) {
+    const AnyPlaylist playlist = Changeable(asked);
+    if (playlist.isSmart) {
+        DeleteSmart(playlist);
     } else {
-        return Do(asked, playlist.collection, playlist.normal);
+        DeletePlaylist(playlist.collection, playlist.normal);
     }
-}
-
-Json::Value Rename(const Request &asked, const Collection &collection, const Playlist &playlist) {
-    return Told(collection, RenamePlaylist(collection, playlist, asked.RequiredText("name")));
-}
-
-void Delete(const Request & /*asked*/, const Collection &collection, const Playlist &playlist) {
-    DeletePlaylist(collection, playlist);
+    return Json::Value(Json::objectValue);
 }
 
 void Add(const Request &asked, const Collection &collection, const Playlist &playlist) {
@@ -143,6 +157,41 @@ void RemoveGone(const Request & /*asked*/, const Collection &collection, const P
     RemoveMissing(collection, playlist);
 }
 
+Json::Value Rule(const Request &asked) {
+    const AnyPlaylist playlist = PlaylistOf(asked);
+    if (!playlist.isSmart) {
+        throw Refusal{Code::kBadParameter, "id"};
+    }
+    Json::Value data(Json::objectValue);
+    data["playlist"] = ObjectOf(playlist);
+    data["rule"] = RuleOf(playlist);
+    return data;
+}
+
+std::unique_ptr<Page> Preview(const Request &asked) {
+    const PageWanted page = PageOf(asked, kPreviewed);
+    Tonvale::webapi::playlist::PlaylistLibrary library(asked.User());
+    Apply(asked.Names("additional", AdditionNames()), library);
+    return ListByRule(asked.RequiredText("rule"), library, page.offset, page.limit);
+}
+
+Json::Value CreateByRule(const Request &asked) {
+    const std::string library = asked.Choice(kWhere);
+    const Collection collection = CollectionOf(asked, library == "personal");
+    RequireRight(asked, collection);
+    return ObjectOf(
+        CreateSmart(collection, asked.RequiredText("name"), asked.RequiredText("rule")));
+}
+
+Json::Value SetRule(const Request &asked) {
+    const AnyPlaylist playlist = Changeable(asked);
+    if (!playlist.isSmart) {
+        throw Refusal{Code::kBadParameter, "id"};
+    }
+    ChangeRule(playlist, asked.RequiredText("rule"));
+    return Json::Value(Json::objectValue);
+}
+
 constexpr Parameter kId{.name = "id", .what = "The playlist.", .isRequired = true};
 constexpr Parameter kName{.name = "name",
                           .what =
@@ -159,6 +208,11 @@ constexpr Parameter kPosition{.name = "position",
                               .what = "The place of an entry, from 0.",
                               .kind = Kind::kNumber,
                               .isRequired = true};
+constexpr Parameter kRule{.name = "rule",
+                          .what =
+                              "What the songs have in common, as an object: "
+                              "docs/smart-playlists.md.",
+                          .isRequired = true};
 constexpr auto kListParameters = Join(kListed, kPaging);
 constexpr auto kGetParameters = Join(kId, kPaging, kAdditional);
 constexpr std::array kCreateParameters = {
@@ -179,6 +233,10 @@ constexpr std::array kRemoveParameters = {
     Parameter{.name = "length", .what = "So many entries in a row.", .kind = Kind::kNumber}};
 constexpr std::array kReplaceParameters = {kId, kPosition, kLength, kSongs};
 
+constexpr auto kPreviewParameters = Join(kRule, std::array{kOffset, kPreviewed}, kAdditional);
+constexpr std::array kCreateSmartParameters = {kWhere, kName, kRule};
+constexpr std::array kSetRuleParameters = {kId, kRule};
+
 constexpr Method kMethods[] = {
     {.name = "list",
      .make = Make<List>,
@@ -197,13 +255,13 @@ constexpr Method kMethods[] = {
      .parameters = kCreateParameters,
      .answer = "Playlist"},
     {.name = "rename",
-     .make = Make<Edit<Rename>>,
+     .make = Make<Rename>,
      .changes = true,
      .summary = "Give a playlist another name; it is told as it is then",
      .parameters = kRenameParameters,
      .answer = "Playlist"},
     {.name = "delete",
-     .make = Make<Edit<Delete>>,
+     .make = Make<Delete>,
      .changes = true,
      .summary = "Delete a playlist and its file",
      .parameters = kIdParameters},
@@ -227,6 +285,27 @@ constexpr Method kMethods[] = {
      .changes = true,
      .summary = "Take entries off that the library does not know, but no streams",
      .parameters = kIdParameters},
+    {.name = "rule",
+     .make = Make<Rule>,
+     .summary = "The rule of a smart playlist",
+     .parameters = kIdParameters,
+     .answer = "PlaylistRule"},
+    {.name = "preview",
+     .make = Make<Preview>,
+     .summary = "The songs that a rule chooses",
+     .parameters = kPreviewParameters,
+     .answer = "SongPage"},
+    {.name = "create_smart",
+     .make = Make<CreateByRule>,
+     .changes = true,
+     .summary = "Make a smart playlist",
+     .parameters = kCreateSmartParameters,
+     .answer = "Playlist"},
+    {.name = "set_rule",
+     .make = Make<SetRule>,
+     .changes = true,
+     .summary = "Give a smart playlist another rule",
+     .parameters = kSetRuleParameters},
 };
 
 constexpr Field kPlaylist[] = {
@@ -241,8 +320,11 @@ constexpr Field kPlaylist[] = {
 constexpr Field kPage[] = {{"offset", "number"}, {"total", "number"}, {"playlists", "[Playlist]"}};
 constexpr Field kSongPage[] = {
     {"playlist", "Playlist"}, {"offset", "number"}, {"total", "number"}, {"songs", "[Song]"}};
-constexpr Schema kSchemas[] = {
-    {"Playlist", kPlaylist}, {"PlaylistPage", kPage}, {"PlaylistSongs", kSongPage}};
+constexpr Field kRuleFields[] = {{"playlist", "Playlist"}, {"rule", "{any}"}};
+constexpr Schema kSchemas[] = {{"PlaylistRule", kRuleFields},
+                               {"Playlist", kPlaylist},
+                               {"PlaylistPage", kPage},
+                               {"PlaylistSongs", kSongPage}};
 
 }  // namespace
 

@@ -7,6 +7,7 @@
 
 #include "action.h"
 #include "tonvale/settings.h"
+#include "varn/host.h"
 
 namespace tonvale_entry {
 
@@ -26,6 +27,10 @@ Json::Value Settings(const Request &request) {
     if (tonvale_service::IsAdministrator(request.User().GetLoginUserName())) {
         data["users"] = tonvale_service::UserList();
         data["custom_keys"] = tonvale_service::CustomKeys();
+        Json::Value &folders = data["music_folders"] = Json::Value(Json::arrayValue);
+        for (const std::string &folder : varn::host::IndexedFolders()) {
+            folders.append(folder);
+        }
     }
     return data;
 }

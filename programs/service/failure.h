@@ -75,6 +75,7 @@ enum class Reason {
     kNotABookmark,
     kNotAPlayQueue,
     kNotAStationName,
+    kBadRule,  // (where and what)
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)

@@ -1,8 +1,10 @@
 #include "link_hooks.h"
 
+#include <optional>
 #include <vector>
 
 #include "failure.h"
+#include "playlist_target.h"
 #include "settings.h"
 #include "tonvale/settings.h"
 #include "tonvale/sharing.h"
@@ -10,16 +12,29 @@
 #include "varn/database.h"
 #include "varn/packageconf.h"
 #include "varn/run_as.h"
+#include "varn/sql.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
 
 namespace {
 
+constexpr char kRenamed[] =
+    "UPDATE playlist_sharing SET playlist_id = '@VARN:VAR' WHERE playlist_id = '@VARN:VAR' "
+    "AND user_id = @VARN:INT";
+constexpr char kDeleted[] =
+    "DELETE FROM playlist_sharing WHERE playlist_id = '@VARN:VAR' AND user_id = @VARN:INT";
+
 void Check(bool followed) {
     if (!followed) {
         throw Failure(Reason::kLinksNotFollowed);
     }
+}
+
+void ChangeLinks(Tonvale::SharingManager &manager, const std::optional<std::string> &statement) {
+    DBConnect_tag *database = nullptr;
+    Check(statement && manager.GetDBConnection(database) &&
+          varn::Execute(database, *statement).has_value());
 }
 
 std::vector<uid_t> OwnersOfLinks(Tonvale::SharingManager &manager) {
@@ -60,6 +75,26 @@ void LinksFollowDeletion(const std::string &path) {
     Tonvale::SharingManager manager;
     manager.UpdatePlsId(id, path);
     Check(manager.HandlePlaylistDelete(id));
+}
+
+void LinksFollowSmartRename(const Collection &collection, const std::string &playlistId,
+                            const std::string &oldPlaylistId) {
+    Tonvale::SharingManager manager;
+    if (!collection.personal) {
+        Check(manager.HandleSmartPlaylistRename(playlistId, oldPlaylistId));
+        return;
+    }
+    ChangeLinks(manager,
+                varn::Sql(kRenamed, playlistId, oldPlaylistId, static_cast<int>(collection.uid)));
+}
+
+void LinksFollowSmartDeletion(const Collection &collection, const std::string &playlistId) {
+    Tonvale::SharingManager manager;
+    if (!collection.personal) {
+        Check(manager.HandlePlaylistDelete(playlistId));
+        return;
+    }
+    ChangeLinks(manager, varn::Sql(kDeleted, playlistId, static_cast<int>(collection.uid)));
 }
 
 void LinksFollowLostRight(uid_t uid) {

@@ -8,6 +8,8 @@
 
 namespace tonvale_service {
 
+struct Collection;
+
 // A normal playlist has another name, and so another identifier or file: its links go on.
 void LinksFollowRename(const std::string &playlistId, const std::string &path,
                        const std::string &oldPath);
@@ -15,6 +17,12 @@ void LinksFollowRename(const std::string &playlistId, const std::string &path,
 // A normal playlist is gone: so are its links, of all users. It is named by its file, because
 // its identifier may have been another playlist's before.
 void LinksFollowDeletion(const std::string &path);
+
+// A smart playlist has another name, or is gone. Of a user's own these are the user's links: other
+// users may have a playlist of the same identifier.
+void LinksFollowSmartRename(const Collection &collection, const std::string &playlistId,
+                            const std::string &oldPlaylistId);
+void LinksFollowSmartDeletion(const Collection &collection, const std::string &playlistId);
 
 // Users lost the right to share.
 void LinksFollowLostRight(uid_t uid);

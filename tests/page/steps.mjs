@@ -11,6 +11,10 @@ if (!login) {
 }
 
 export const address = base;
+
+/** The folder of the server's music, where it is on this machine. */
+export const music = process.env.MUSIC;
+
 export const [userName, password] = login.split(/:(.*)/s);
 export const browser = await Browser.start();
 
@@ -22,6 +26,16 @@ export function ask(api, method, params = {}, post = false) {
       : fetch(`/webapi/entry.cgi?${body}`));
     return (await answer.json()).data;
   }, { api: `VARN.Tonvale.${api}`, version: '1', method, ...params }, post);
+}
+
+/** Shares a list of the demo library: the path of its page, and what ends the link. */
+export async function shareList() {
+  const { playlists } = await ask('Playlist', 'list');
+  const { id } = playlists.find((one) => one.name === 'Evening');
+  const end = () => ask('Sharing', 'delete', { playlist_id: id }, true);
+  await end(); // what an earlier run has left
+  const { sharing } = await ask('Sharing', 'create', { playlist_id: id }, true);
+  return { path: `/as/sharing/${sharing.id}`, end };
 }
 
 /** Opens a view and waits for what it must show. */
@@ -41,15 +55,15 @@ export function choose(text) {
 }
 
 /** The place in what sounds, and its length. */
-export const sound = () => browser.run(() => {
+export const sound = (of = browser) => of.run(() => {
   const playing = [...document.querySelectorAll('audio')].find((audio) => !audio.paused);
   return playing ? { time: playing.currentTime, length: playing.duration } : null;
 });
 
-export async function isPlaying() {
-  const before = await until('sound', sound);
+export async function isPlaying(of = browser) {
+  const before = await until('sound', () => sound(of));
   await until('the time to move', async () => {
-    const now = await sound();
+    const now = await sound(of);
     return now && now.time !== before.time;
   });
 }
@@ -71,21 +85,40 @@ export async function logIn() {
 /** The first view, on a desk in the light, with a login. */
 export async function freshPage() {
   await browser.devtools('Emulation.clearDeviceMetricsOverride');
-  await browser.devtools('Emulation.setEmulatedMedia',
-    { features: [{ name: 'prefers-color-scheme', value: 'light' }] });
+  await setTheme('light');
   await openView('/', 'dialog.login, .shelf .card-link');
   if (await browser.run(() => document.querySelector('dialog.login') !== null)) {
     await logIn();
   }
 }
 
-/** A phone of 390 by 844 pixels, in the dark. */
-export async function asPhone() {
-  await browser.devtools('Emulation.setDeviceMetricsOverride',
-    { width: 390, height: 844, deviceScaleFactor: 1, mobile: true });
-  await browser.devtools('Emulation.setEmulatedMedia',
-    { features: [{ name: 'prefers-color-scheme', value: 'dark' }] });
+/** @param {'light' | 'dark'} value */
+export function setTheme(value, of = browser) {
+  return of.devtools('Emulation.setEmulatedMedia',
+    { features: [{ name: 'prefers-color-scheme', value }] });
 }
+
+/** A phone of 390 by 844 pixels, in the dark. */
+export async function asPhone(of = browser) {
+  await of.devtools('Emulation.setDeviceMetricsOverride',
+    { width: 390, height: 844, deviceScaleFactor: 1, mobile: true });
+  await setTheme('dark', of);
+}
+
+/** Runs something with a script that each new document starts with. */
+export async function withScript(source, run) {
+  const { identifier } = await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source });
+  try {
+    await run();
+  } finally {
+    await browser.devtools('Page.removeScriptToEvaluateOnNewDocument', { identifier });
+  }
+}
+
+/** True where something reaches beyond the screen's sides. */
+export const isTooWide = () => browser.run(() =>
+  document.documentElement.scrollWidth > innerWidth ||
+    (document.querySelector('main')?.scrollWidth ?? 0) > innerWidth);
 
 /** Addresses and forms of the requests since the last call. */
 export async function newRequests() {
@@ -106,32 +139,32 @@ export async function newFaults() {
 }
 
 /** Texts in sight that are neither data (dir=auto), figures, nor of the table. */
-export async function foreignTexts() {
+export async function foreignTexts(place = '.shell') {
   const known = Object.values(en).map((text) => {
     const parts = text.split(/\{\w+\}/).map((part) => part.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'));
     return new RegExp(`^${parts.join('.*')}$`, 's');
   });
-  const shown = await browser.run(() => {
+  const shown = await browser.run((selector) => {
     const texts = [];
-    const walk = document.createTreeWalker(document.querySelector('.shell'), NodeFilter.SHOW_TEXT);
+    const walk = document.createTreeWalker(document.querySelector(selector), NodeFilter.SHOW_TEXT);
     for (let node = walk.nextNode(); node; node = walk.nextNode()) {
       if (!node.parentElement.closest('[dir=auto], [aria-hidden=true]')) {
         texts.push(node.data.trim());
       }
     }
-    for (const one of document.querySelectorAll('.shell [aria-label]:not([role=list])')) {
+    for (const one of document.querySelectorAll(`${selector} [aria-label]:not([role=list])`)) {
       texts.push(one.getAttribute('aria-label'));
     }
     return texts;
-  });
+  }, place);
   return shown.filter((text) => /\p{L}/u.test(text) && !known.some((one) => one.test(text)));
 }
 
 /** @param {string} what */
-export async function takePicture(what) {
+export async function takePicture(what, of = browser) {
   if (pictures) {
     mkdirSync(pictures, { recursive: true });
-    const picture = await browser.send('GET', '/screenshot').catch(() => '');
+    const picture = await of.send('GET', '/screenshot').catch(() => '');
     writeFileSync(`${pictures}/${what.replace(/[^a-z0-9]+/g, '-')}.png`, picture, 'base64');
   }
 }

@@ -7,7 +7,8 @@ const PATIENCE = 10000;
 const BROWSER = process.env.CHROMIUM ?? '/usr/bin/chromium';
 
 export const keys = {
-  tab: '\uE004', enter: '\uE007', alt: '\uE00A', down: '\uE015', escape: '\uE00C',
+  tab: '\uE004', enter: '\uE007', shift: '\uE008', control: '\uE009', alt: '\uE00A',
+  down: '\uE015', escape: '\uE00C',
 };
 
 export const sleep = (pause) => new Promise((resolve) => setTimeout(resolve, pause));
@@ -92,11 +93,44 @@ export class Browser {
     });
   }
 
-  async click(selector) {
+  /** Clicks, with a key held or none. */
+  async click(selector, held = '') {
+    if (held) {
+      await this.key('keyDown', held);
+      await this.hold(selector, 0, 'mouse');
+      await this.key('keyUp', held);
+      return;
+    }
     await until(`a click on ${selector}`, async () => {
       await this.send('POST', `/element/${await this.find(selector)}/click`);
       return true;
     });
+  }
+
+  /** Presses on something for some milliseconds. */
+  async hold(selector, duration, pointerType = 'touch') {
+    const origin = { [ELEMENT]: await this.find(selector) };
+    await this.devtools('Emulation.setTouchEmulationEnabled', { enabled: pointerType === 'touch' });
+    await this.send('POST', '/actions', { actions: [{ type: 'pointer', id: pointerType,
+      parameters: { pointerType }, actions: [
+        { type: 'pointerMove', origin, x: 0, y: 0 }, { type: 'pointerDown', button: 0 },
+        { type: 'pause', duration }, { type: 'pointerUp', button: 0 },
+      ] }] });
+  }
+
+  key(type, value) {
+    return this.send('POST', '/actions',
+      { actions: [{ type: 'key', id: 'keys', actions: [{ type, value }] }] });
+  }
+
+  /** Chooses one of a select's values. */
+  async pick(selector, value) {
+    await this.find(selector);
+    await this.run((one, wanted) => {
+      const select = document.querySelector(one);
+      select.value = wanted;
+      select.dispatchEvent(new Event('change'));
+    }, selector, value);
   }
 
   async type(selector, text) {

@@ -170,6 +170,64 @@ TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
     EXPECT_TRUE(Contains(table.out, "1-2 of 2 playlists")) << table.out << table.err;
 }
 
+// By hand and by the API in one file: what is not meant stays as it was written.
+TEST_F(PlaylistApi, SmartOnesAreTriedMadeChangedAndDeleted) {
+    const std::string others = "# mine\n\"bad\" { year }\n\"old\" { # all\n year >= 0 }";
+    WriteFile(varn::path::kSmartPlaylists, others);
+    const auto file = [] { return ReadFile(At(varn::path::kSmartPlaylists)); };
+    Query("UPDATE track SET year = id");
+    const Json::Value tried =
+        Ask("Playlist", "preview", {{"rule", "year <= 3 # at most"}, {"limit", "2"}});
+    EXPECT_EQ(tried["total"].asInt(), 3);
+    EXPECT_EQ(tried["songs"].size(), 2U);
+    const std::string name = R"(a "b\c)";
+    const auto create = [&](const std::string &rule, const std::string &user) {
+        return Given{
+            {"library", user == "bob" ? "shared" : "personal"}, {"name", name}, {"rule", rule}};
+    };
+    for (const char *rule : {"year", "year > 1 } \"x\" { year > 2", "year > 1 }", "}",
+                             "title is \"", "year > 1 order by"}) {
+        EXPECT_EQ(CodeOf("Playlist", "create_smart", create(rule, "bob"), "bob"), 400) << rule;
+        EXPECT_EQ(CodeOf("Playlist", "preview", {{"rule", rule}}), 400) << rule;
+    }
+    Give("alice", kAlice, RIGHT_SHARING);
+    Give("bob", kBob, RIGHT_PLAYLIST | RIGHT_SHARING);
+    const auto link = [](const char *method, const std::string &id, const std::string &user) {
+        return CodeOf("Sharing", method, {{"playlist_id", id}}, user);
+    };
+    // What alice does with hers is nothing to bob's of the same name.
+    Given his = create("year > 1", "bob");
+    his.front().second = "personal";
+    const std::string hisId = Ask("Playlist", "create_smart", his, "bob")["id"].asString();
+    EXPECT_EQ(link("create", hisId, "bob"), 0);
+    for (const std::string user : {"alice", "bob"}) {
+        const std::string id =
+            Ask("Playlist", "create_smart", create("year > 1 # x", user), user)["id"].asString();
+        EXPECT_EQ(CodeOf("Playlist", "create_smart", create("year > 1", user), user), 409);
+        EXPECT_EQ(Ask("Playlist", "rule", {{"id", id}}, user)["rule"], "year > 1 # x");
+        Ask("Playlist", "set_rule", {{"id", id}, {"rule", "year is 2"}}, user);
+        EXPECT_EQ(Songs(id, user), Texts{"music_2"});
+        for (const char *method : {"set_rule", "rename", "delete"}) {
+            const Given given = {{"id", id}, {"name", "x"}, {"rule", "year > 9"}};
+            EXPECT_EQ(user == "bob" ? CodeOf("Playlist", method, given) : 403, 403) << method;
+        }
+        EXPECT_EQ(link("create", id, user), 0);
+        EXPECT_EQ(CodeOf("Playlist", "rename", {{"id", id}, {"name", name}}, user), 409);
+        const std::string renamed =
+            Ask("Playlist", "rename", {{"id", id}, {"name", "other"}}, user)["id"].asString();
+        EXPECT_EQ(link("get", renamed, user), 0);
+        EXPECT_EQ(Songs(renamed, user), Texts{"music_2"});
+        Ask("Playlist", "delete", {{"id", renamed}}, user);
+        EXPECT_EQ(CodeOf("Playlist", "get", {{"id", renamed}}, user), 404);
+    }
+    EXPECT_EQ(link("get", hisId, "bob"), 0);
+    EXPECT_EQ(Value("SELECT count(*) FROM playlist_sharing"), "1");
+    EXPECT_EQ(file(), others + "\n");
+    Ask("Playlist", "set_rule", {{"id", "playlist_shared_smart/old"}, {"rule", "year is 1"}},
+        "bob");
+    EXPECT_EQ(file(), "# mine\n\"bad\" { year }\n\"old\" {\nyear is 1\n}\n");
+}
+
 TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
     const std::string shared =
         Ask("Playlist", "create", {{"library", "shared"}, {"name", "all"}}, "bob")["id"].asString();

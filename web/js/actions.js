@@ -118,8 +118,13 @@ export function newPlaylist(songs) {
 }
 
 /** @param {import('./types.js').Playlist} playlist */
+export function isOwn(playlist) {
+  return playlist.library === 'personal' || may('playlist');
+}
+
+/** @param {import('./types.js').Playlist} playlist */
 export function mayChange(playlist) {
-  return playlist.type === 'normal' && (playlist.library === 'personal' || may('playlist'));
+  return playlist.type === 'normal' && isOwn(playlist);
 }
 
 /**

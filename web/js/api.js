@@ -171,6 +171,19 @@ export function change(api, method, params = {}) {
   return call(api, method, params, { changes: true });
 }
 
+/**
+ * Throws the refusal of what should answer with a picture or sound.
+ * @param {string} address
+ * @param {AbortSignal} signal
+ */
+export async function mustAnswer(address, signal) {
+  const answer = await fetch(address, { method: 'HEAD', signal }).catch(() => null);
+  signal.throwIfAborted();
+  if (answer?.status === 404) {
+    throw new Refusal('stream', 404);
+  }
+}
+
 /** @param {unknown} error */
 export function isAbort(error) {
   return error instanceof DOMException && error.name === 'AbortError';

@@ -2,19 +2,22 @@
 
 import { addressOf, call, change } from './api.js';
 import { choice } from './choices.js';
+import { isMissing } from './playlists.js';
+
+export {
+  changePlaylist, moveInPlaylist, playlist, playlists, playlistSongs,
+} from './playlists.js';
 
 /** @typedef {import('./types.js').Song} Song */
 /** @typedef {import('./types.js').Album} Album */
 /** @typedef {import('./types.js').Group} Group */
 /** @typedef {import('./types.js').Folder} Folder */
-/** @typedef {import('./types.js').Playlist} Playlist */
 /** @typedef {import('./types.js').Pin} Pin */
 /** @typedef {import('./types.js').Link} Link */
 /** @typedef {import('./api.js').Params} Params */
 /** @template T @typedef {import('./types.js').Source<T>} Source */
 /** @typedef {'artist' | 'genre' | 'composer'} GroupKind */
 
-/** What the page wants to know of songs. */
 export const ADDITIONAL = 'song_tag,song_audio,song_rating';
 const LONGEST_COVER_NAME = 1500;
 const COVER_SIZES = [96, 192, 384, 768];
@@ -29,7 +32,7 @@ export const changed = new EventTarget();
  * @param {string} name
  * @param {unknown} [detail]
  */
-function tell(name, detail) {
+export function tell(name, detail) {
   changed.dispatchEvent(new CustomEvent(name, { detail }));
 }
 
@@ -70,6 +73,7 @@ export function songOf(found) {
     container: audio.container ?? '',
     frequency: audio.frequency ?? 0,
     bitrate: audio.bitrate ?? 0,
+    channels: audio.channel ?? 0,
     size: audio.filesize ?? 0,
   };
   if (tag.rg_track_gain || tag.rg_album_gain) {
@@ -209,7 +213,7 @@ export function coverAddress({ id, album }) {
     const { name, albumArtist } = album;
     return addressOf('Cover', 'get', { album: name, album_artist: albumArtist });
   }
-  return id ? addressOf('Cover', 'get', { id }) : '';
+  return id && !isMissing({ id }) ? addressOf('Cover', 'get', { id }) : '';
 }
 
 /**
@@ -241,60 +245,6 @@ export async function rate(song, rating) {
     show(before);
     throw error;
   }
-}
-
-/**
- * @param {AbortSignal} [signal]
- * @returns {Promise<Playlist[]>}
- */
-export async function playlists(signal) {
-  return (await call('Playlist', 'list', { limit: 5000 }, { signal })).playlists;
-}
-
-/**
- * @param {string} id
- * @returns {Source<Song>}
- */
-export function playlistSongs(id) {
-  return sourceOf('Playlist', 'get', 'songs', songOf, { id, additional: ADDITIONAL });
-}
-
-/**
- * @param {string} id
- * @param {AbortSignal} [signal]
- * @returns {Promise<Playlist & {total: number}>}
- */
-export async function playlist(id, signal) {
-  const data = await call('Playlist', 'get', { id, limit: 1 }, { signal });
-  return { ...data.playlist, total: data.total };
-}
-
-/**
- * Changes a playlist and tells it.
- * @param {string} method
- * @param {Params} params
- */
-export async function changePlaylist(method, params) {
-  const data = await change('Playlist', method, params);
-  if (method === 'create' || method === 'rename' || method === 'delete') {
-    tell('playlists');
-  } else {
-    tell('playlist', params.id);
-  }
-  return data;
-}
-
-/**
- * Moves an entry. It is put in before it is taken out, so that a failure between loses nothing.
- * @param {string} id
- * @param {Song} song
- * @param {number} from
- * @param {number} to where it stands afterwards
- */
-export async function moveInPlaylist(id, song, from, to) {
-  const position = to > from ? to + 1 : to;
-  await change('Playlist', 'replace', { id, position, length: 0, songs: [song.id] });
-  await change('Playlist', 'remove', { id, position: from > to ? from + 1 : from });
 }
 
 /**

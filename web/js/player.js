@@ -1,6 +1,6 @@
 // Plays the queue: one audio element plays, another fetches the next song, for nearly no gap.
 
-import { call, Refusal, sleep } from './api.js';
+import { call, mustAnswer, Refusal, sleep } from './api.js';
 import { choice, choices, choose, readStored, writeStored } from './choices.js';
 import { applyGain } from './mixer.js';
 import {
@@ -228,6 +228,7 @@ async function recover(audio) {
   try {
     if (!song.isStream) {
       await call('Song', 'get', { id: song.id }, { signal });
+      await mustAnswer(audio.src, signal);
     }
     const isFormat = audio.error?.code !== MediaError.MEDIA_ERR_NETWORK && from === 0;
     if (!(isFormat && convertFromNowOn(song))) {
@@ -296,5 +297,4 @@ if (kept?.id !== undefined && kept.id === current()?.id) {
   resumeAt = Number(kept.time) || 0;
 }
 window.addEventListener('pagehide', () => writeStored(KEY, { id: current()?.id, time: time() }));
-// In the document, where the browser's own tools find them.
 document.body.append(front, back);

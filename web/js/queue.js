@@ -145,13 +145,14 @@ export function removeFromQueue(places) {
 }
 
 /**
- * @param {number} from
- * @param {number} to
+ * @param {number[]} from places that move together
+ * @param {number} before which entry, by its place now
  */
-export function moveInQueue(from, to) {
+export function moveInQueue(from, before) {
   const now = order[at];
-  const next = [...order];
-  next.splice(to, 0, ...next.splice(from, 1));
+  const moved = from.map((place) => order[place]);
+  const stay = (/** @type {Entry[]} */ some) => some.filter((entry) => !moved.includes(entry));
+  const next = [...stay(order.slice(0, before)), ...moved, ...stay(order.slice(before))];
   order = next;
   if (!choice('shuffle')) {
     entries = next;

@@ -21,7 +21,8 @@
  * @property {string} codec
  * @property {string} container
  * @property {number} frequency
- * @property {number} bitrate
+ * @property {number} bitrate bit/s
+ * @property {number} channels
  * @property {number} size
  * @property {Gain} [gain]
  * @property {ServerSong} [server] where it is, for a song of another media server

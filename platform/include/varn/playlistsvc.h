@@ -83,6 +83,9 @@ struct SmartPlaylist {
     std::string name;
     int line;               // of the name
     std::string condition;  // "" when the rule is broken
+    std::string rule;       // as it is written, without blanks at its ends
+    std::size_t begin;      // in the text: the quote before its name
+    std::size_t end;        // after its "}"
     std::vector<SmartPlaylistNote> notes;
 };
 
@@ -94,8 +97,9 @@ struct SmartPlaylistFile {
 // The playlists that a text holds. Throws std::bad_alloc alone.
 VARN_EXPORT SmartPlaylistFile ParseSmartPlaylists(std::string_view text);
 
-// The same of a file of at most 1 MiB. Empty with the error state set when it cannot be read; a
-// file that is missing has no playlists.
+// The text of a file of at most 1 MiB, and the playlists that it holds. Empty with the error state
+// set when it cannot be read; a file that is missing has no playlists.
+VARN_EXPORT std::optional<std::string> ReadSmartText(const std::string &file);
 VARN_EXPORT std::optional<SmartPlaylistFile> ReadSmartPlaylists(const std::string &file);
 
 }  // namespace varn

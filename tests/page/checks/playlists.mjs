@@ -1,10 +1,17 @@
 // Playlists: made, filled, put in order, deleted.
 
 import assert from 'node:assert/strict';
-import { ask, browser, foreignTexts, openView } from '../steps.mjs';
+import { appendFileSync } from 'node:fs';
+import { ask, browser, choose, foreignTexts, music, openView } from '../steps.mjs';
 import { keys, until } from '../webdriver.mjs';
 
 const list = 'Checked by a browser';
+const row = (place) => `song-row[aria-posinset="${place}"]`;
+
+async function chooseOfList(text) {
+  await browser.click('.banner [aria-haspopup=menu]');
+  await choose(text);
+}
 
 export const checks = {
   'a playlist is made, filled, put in order by mouse and keys, and deleted': async () => {
@@ -25,7 +32,6 @@ export const checks = {
     await openView('/songs', 'song-row');
     await openView(`/playlists/${encodeURIComponent(id)}`);
     const order = async () => (await ask('Playlist', 'get', { id })).songs.map((song) => song.id);
-    const row = (place) => `song-row[aria-posinset="${place}"]`;
     await browser.drag(row(1), row(3));
     await until('the new order', async () =>
       String(await order()) === String([ids[1], ids[2], ids[0]]));
@@ -39,10 +45,72 @@ export const checks = {
     await browser.drag(`${row(1)} .row-names`, `side-bar a[title="${list}"]`);
     await until('the song that was dropped', async () => (await order()).length === 4);
     assert.deepEqual(await foreignTexts(), []);
-    await browser.click('.banner [aria-haspopup=menu]');
-    await browser.click('.menu .menu-item:last-child');
+    await chooseOfList('do.delete');
     await browser.click('dialog .is-danger');
     await until('the list to go', async () =>
       !(await ask('Playlist', 'list')).playlists.some((one) => one.name === list));
   },
+  'several songs are chosen with Shift and a long press, and moved together': async () => {
+    const { songs } = await ask('Song', 'list', { limit: 4 });
+    const ids = songs.map(({ id }) => id);
+    const { id } = await ask('Playlist', 'create', { name: list, songs: ids.join() }, true);
+    await openView(`/playlists/${encodeURIComponent(id)}`, row(4));
+    await browser.click(`${row(1)} .row-names`, keys.control);
+    await browser.click(`${row(2)} .row-names`, keys.shift);
+    await browser.drag(row(2), row(4));
+    await until('the new order', async () => String((await ask('Playlist', 'get', { id })).songs
+      .map((song) => song.id)) === String([ids[2], ids[3], ids[0], ids[1]]));
+    await browser.hold(`${row(3)} .row-names`, 700);
+    await browser.click(`${row(4)} .row-names`);
+    await browser.click('.selection [aria-label="Remove"]');
+    await until('two songs', async () => (await ask('Playlist', 'get', { id })).total === 2);
+    await ask('Playlist', 'delete', { id }, true);
+  },
+  'an entry without a song is found, and replaced by the song of its name': async () => {
+    const { songs: [song] } = await ask('Song', 'search', { keyword: 'Signal', limit: 1 });
+    const { id } = await ask('Playlist', 'create',
+      { library: 'shared', name: list, songs: song.id }, true);
+    appendFileSync(`${music}/playlists/${list}.m3u`, 'gone/07 - Signal.mp3\n');
+    await openView(`/playlists/${encodeURIComponent(id)}`, row(2));
+    await chooseOfList('do.findMissing');
+    await browser.click('.missing li .button');
+    await browser.click('.missing .row-list .row-list .button');
+    await browser.find('.missing .empty');
+    assert.deepEqual((await ask('Playlist', 'get', { id })).songs.map((one) => one.id),
+      [song.id, song.id]);
+    await ask('Playlist', 'delete', { id }, true);
+  },
+  'a smart playlist is made while its songs are seen, changed, and kept if it cannot be shown':
+    async () => {
+      await openView('/playlists');
+      await browser.click('.playlists .page-head .button + .button');
+      await browser.type('dialog [name=name]', list);
+      await browser.pick('.rule-test select', 'year');
+      await browser.pick('.rule-test select + select', 'atLeast');
+      await browser.type('.rule-value input', '1');
+      await until('songs', () => browser.run(() => document.querySelector('.rule-songs li')));
+      const count = await browser.text('.rule-count');
+      assert.deepEqual(await foreignTexts('dialog'), []);
+      await browser.click('dialog .is-main');
+      await browser.find('.playlist song-row');
+      const id = await browser.run(() => decodeURIComponent(
+        location.pathname.slice('/playlists/'.length)));
+      assert.ok(count.startsWith(`${(await ask('Playlist', 'get', { id })).total} `), count);
+      await chooseOfList('do.rule');
+      await browser.click('.rule-group .tools .button:last-child');
+      await browser.type('.rule-group .rule-group .rule-value input', 'say "hi" \\');
+      await browser.click('dialog .is-main');
+      const rule = async () => (await ask('Playlist', 'rule', { id })).rule;
+      await until('the rule', async () =>
+        await rule() === 'year >= 1 and (genre includes "say \\"hi\\" \\\\")');
+      const byHand = 'year > 1 # by hand';
+      await ask('Playlist', 'set_rule', { id, rule: byHand }, true);
+      await chooseOfList('do.rule');
+      assert.equal(await until('the rule as text', () => browser.text('.rule-text')), byHand);
+      await browser.press(keys.escape);
+      await chooseOfList('do.delete');
+      await browser.click('dialog .is-danger');
+      await until('the list to go', async () =>
+        !(await ask('Playlist', 'list')).playlists.some((one) => one.id === id));
+    },
 };

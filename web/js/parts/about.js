@@ -8,13 +8,21 @@ import { cover } from './cover-art.js';
 import { openDialog } from './dialog.js';
 
 /** @param {import('../types.js').Song} song */
-function formatOf({ codec, container, frequency, bitrate, size }) {
+function formatOf({ codec, container, size }) {
   const kind = codec && container && codec !== container ? `${codec} (${container})` : codec;
   return joined([
     kind.toUpperCase(),
+    size >= 1e6 ? `${(size / 1e6).toLocaleString(undefined, { maximumFractionDigits: 1 })} MB`
+      : size > 0 ? `${Math.ceil(size / 1000)} kB` : '',
+  ]);
+}
+
+/** @param {import('../types.js').Song} song */
+function qualityOf({ bitrate, frequency, channels }) {
+  return joined([
+    bitrate > 0 ? `${Math.round(bitrate / 1000).toLocaleString()} kbit/s` : '',
     frequency > 0 ? `${(frequency / 1000).toLocaleString()} kHz` : '',
-    bitrate > 0 ? `${Math.round(bitrate / 1000)} kbit/s` : '',
-    size > 0 ? `${(size / 1e6).toLocaleString(undefined, { maximumFractionDigits: 1 })} MB` : '',
+    channels > 0 ? t('about.channels', { count: channels }) : '',
   ]);
 }
 
@@ -31,6 +39,7 @@ export function aboutSong(song) {
     ['about.genre', song.genre], ['about.year', song.year > 0 ? String(song.year) : ''],
     ['about.track', track], ['about.length', song.duration > 0 ? clock(song.duration) : ''],
     ['about.format', formatOf(song)],
+    ['about.quality', qualityOf(song)],
     ['about.gain', gain
       ? t('about.gain.value', { track: decibel(gain.track), album: decibel(gain.album) }) : ''],
     ['about.comment', song.comment], ['about.path', song.path],
@@ -38,5 +47,5 @@ export function aboutSong(song) {
   const list = h('dl', { class: 'facts' }, ...rows.filter(([, value]) => value).map(([name, value]) =>
     h('div', {}, h('dt', {}, t(name)), h('dd', { dir: 'auto' }, value))));
   const art = cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album || song.title);
-  openDialog(t('do.about'), h('div', { class: 'about' }, art, list));
+  openDialog(t('do.about'), h('div', { class: 'about' }, art, list)).classList.add('is-wide');
 }

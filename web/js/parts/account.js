@@ -15,11 +15,14 @@ function day(seconds) {
 }
 
 /**
- * Without what all browsers say.
+ * The browser and its system, of which each claims to be several; other programs as they say.
  * @param {string} agent
  */
 function browserOf(agent) {
-  return agent.replace(/^Mozilla\/5\.0 |\w+\/\S+ \(KHTML[^)]*\) /g, '');
+  const browser = [/Edg\w*\/\d+/, /OPR\/\d+/, /Firefox\/\d+/, /Chrome\/\d+/, /Version\/\d+.* Safari/]
+    .map((one) => one.exec(agent)?.[0]).find(Boolean);
+  const system = /Windows|Android|iPhone|iPad|Mac OS|Linux/.exec(agent)?.[0] ?? '';
+  return browser ? joined([browser.replace('/', ' ').replace(/.* Safari/, 'Safari'), system]) : agent;
 }
 
 /** @param {() => unknown} onDone */

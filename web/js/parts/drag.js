@@ -10,7 +10,7 @@ const EDGE = 60;
  * @property {HTMLElement} list whose rows are dragged
  * @property {(element: Element) => number} indexOf the place of what is dragged; -1: nothing is
  * @property {(index: number) => string} label
- * @property {(from: number, to: number) => void} [onMove]
+ * @property {(from: number, before: number) => void} [onMove] `before`: a row's place now
  * @property {(from: number, playlist: HTMLElement) => void} [onDrop]
  * @property {AbortSignal} signal
  */
@@ -98,9 +98,8 @@ function drop(how, from, place) {
   if (place && 'playlist' in place) {
     how.onDrop?.(from, place.playlist);
   } else if (place) {
-    const to = place.to > from ? place.to - 1 : place.to;
-    if (to !== from) {
-      how.onMove?.(from, to);
+    if (place.to !== from && place.to !== from + 1) {
+      how.onMove?.(from, place.to);
     }
   }
 }

@@ -1,4 +1,5 @@
-// Several songs of a list at once: chosen with Ctrl, Shift, the key X, or "Select" of the menu.
+// Several songs of a list at once: chosen with Ctrl, Shift, the key X, a long press of a finger, or
+// "Select" of the menu.
 
 import { choosePlaylist, enqueue } from '../actions.js';
 import { h, refill } from '../dom.js';
@@ -7,6 +8,9 @@ import { player } from '../playing.js';
 import { t } from '../texts.js';
 
 /** @typedef {import('../types.js').Song} Song */
+
+// A browser opens a row's menu after 500 milliseconds.
+const PRESS = 400;
 
 export class Selection {
   /** @type {Map<number, Song>} by their places */
@@ -42,6 +46,14 @@ export class Selection {
     return this.has(index) ? this.#songs() : song ? [song] : [];
   }
 
+  /**
+   * The places of those songs.
+   * @param {number} index
+   */
+  placesFor(index) {
+    return this.has(index) ? [...this.#chosen.keys()].sort((a, b) => a - b) : [index];
+  }
+
   #songs() {
     return [...this.#chosen].sort(([a], [b]) => a - b).map(([, song]) => song);
   }
@@ -50,6 +62,10 @@ export class Selection {
   start() {
     const { list } = this;
     const { signal } = list;
+    this.#startPress(signal); // before the listener that its click must not reach
+    // Shift would mark the texts of the rows, too.
+    list.addEventListener('mousedown',
+      (event) => event.shiftKey && event.preventDefault(), { signal });
     list.addEventListener('click', (event) => {
       const index = list.indexOf(/** @type {Node} */ (event.target));
       const isControl = /** @type {Element} */ (event.target).closest('.row-menu, star-rating');
@@ -70,6 +86,43 @@ export class Selection {
       }
     }, { signal });
     signal.addEventListener('abort', () => this.clear());
+  }
+
+  /**
+   * A finger that stays on a row chooses it; the menu that the browser would open stays away.
+   * @param {AbortSignal} signal
+   */
+  #startPress(signal) {
+    const { list } = this;
+    let timer = 0;
+    let isPressed = false;
+    list.addEventListener('pointerdown', (event) => {
+      const index = list.indexOf(/** @type {Node} */ (event.target));
+      isPressed = false;
+      if (event.pointerType === 'touch' && index >= 0) {
+        timer = setTimeout(() => {
+          isPressed = true;
+          this.toggle(index);
+        }, PRESS);
+      }
+    }, { signal });
+    list.addEventListener('pointermove', (event) => {
+      if (Math.hypot(event.movementX, event.movementY) > 4) {
+        clearTimeout(timer);
+      }
+    }, { signal });
+    for (const name of ['pointerup', 'pointercancel']) {
+      list.addEventListener(name, () => clearTimeout(timer), { signal });
+    }
+    for (const name of ['contextmenu', 'click']) {
+      list.addEventListener(name, (event) => {
+        if (isPressed) {
+          event.preventDefault();
+          event.stopImmediatePropagation();
+          isPressed = name === 'contextmenu';
+        }
+      }, { signal, capture: true });
+    }
   }
 
   /** @param {number} index */

@@ -23,7 +23,7 @@ const MOST = 1000;
  * @property {boolean} [isShort]
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
- * @property {(from: number, to: number) => void} [onMove]
+ * @property {(from: number[], before: number) => void} [onMove] `before`: an entry's place now
  * @property {(places: number[]) => unknown} [onRemove]
  * @property {(index: number) => void} [play]
  * @property {(index: number) => boolean} [isCurrent]
@@ -54,9 +54,9 @@ export function songList(source, look) {
   const selection = new Selection(list, look.onRemove);
   const moves = (/** @type {number} */ index) => look.onMove ? [
     index > 0 && { text: t('do.up'), icon: /** @type {const} */ ('up'), parted: true,
-      run: () => look.onMove?.(index, index - 1) },
+      run: () => look.onMove?.([index], index - 1) },
     index < list.total - 1 && { text: t('do.down'), icon: /** @type {const} */ ('lower'),
-      run: () => look.onMove?.(index, index + 1) },
+      run: () => look.onMove?.([index], index + 2) },
   ] : [];
   list.show(source, {
     label: look.label,
@@ -102,7 +102,11 @@ function enableRows(list, look, selection) {
       const songs = selection.songsFor(index);
       return songs.length > 1 ? t('songs.count', { count: songs.length }) : titleOf(songs[0]);
     },
-    onMove: look.onMove,
+    onMove: look.onMove && ((from, before) => {
+      const places = selection.placesFor(from);
+      selection.clear();
+      look.onMove?.(places, before);
+    }),
     onDrop: (from, { dataset }) => {
       const songs = selection.songsFor(from);
       if (dataset.drop) {
@@ -117,7 +121,7 @@ function enableRows(list, look, selection) {
     const to = from + (step ?? 0);
     if (event.altKey && step && look.onMove && from >= 0 && to >= 0 && to < list.total) {
       event.preventDefault();
-      look.onMove(from, to);
+      look.onMove([from], step > 0 ? to + 1 : to);
       list.focusItem(to);
     }
   }, { signal: list.signal });

@@ -5,6 +5,7 @@ import { h, Part } from '../dom.js';
 import { icon } from '../icons.js';
 import { coverAddress } from '../library.js';
 import { player, playing } from '../playing.js';
+import { isMissing } from '../playlists.js';
 import { albumPath, groupPath } from '../routes.js';
 import { clock, t } from '../texts.js';
 import { cover } from './cover-art.js';
@@ -77,7 +78,7 @@ export class SongRow extends Part {
     }, title);
     const artist = song.artist
       ? h('a', { href: groupPath('artist', song.artist), tabindex: '-1', dir: 'auto' }, song.artist)
-      : h('span', {}, song.isStream ? song.path : t('unknown.artist'));
+      : h('span', { dir: 'auto' }, song.isStream || isMissing(song) ? song.path : t('unknown.artist'));
     const album = h('a', {
       class: 'row-album', tabindex: '-1', dir: 'auto',
       href: albumPath({ name: song.album, albumArtist: song.albumArtist }),
@@ -98,6 +99,7 @@ export class SongRow extends Part {
     this.classList.toggle('has-album', look.withAlbum ?? false);
     this.classList.toggle('is-chosen', look.isChosen ?? false);
     this.classList.toggle('is-short', look.isShort ?? false);
+    this.classList.toggle('is-missing', isMissing(song));
     this.classList.toggle('has-drag', look.withDrag ?? false);
   }
 

@@ -1,6 +1,6 @@
 // A playlist: its songs, which can be moved and removed when it is one's own.
 
-import { attempt, choiceOfZip, mayChange, pin } from '../actions.js';
+import { attempt, choiceOfZip, isOwn, mayChange, pin } from '../actions.js';
 import { h, hueOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import {
@@ -53,6 +53,7 @@ function rename(found) {
 /** @param {Found} found */
 function choicesFor(found) {
   const own = mayChange(found);
+  const isSmart = found.type === 'smart';
   return [
     {
       text: t('do.pin'), icon: /** @type {const} */ ('pin'), parted: true,
@@ -63,15 +64,19 @@ function choicesFor(found) {
       text: t('do.share'), icon: /** @type {const} */ ('share'),
       run: async () => (await import('../parts/share.js')).sharePlaylist(found),
     },
-    own && {
+    isOwn(found) && {
       text: t('do.rename'), icon: /** @type {const} */ ('edit'), parted: true,
       run: () => rename(found),
     },
     own && {
-      text: t('do.removeMissing'), icon: /** @type {const} */ ('clean'),
-      run: () => attempt(() => changePlaylist('remove_missing', { id: found.id })),
+      text: t('do.findMissing'), icon: /** @type {const} */ ('clean'),
+      run: async () => (await import('../parts/missing.js')).openMissing(found),
     },
-    own && {
+    isSmart && isOwn(found) && {
+      text: t('do.rule'), icon: /** @type {const} */ ('smart'),
+      run: async () => (await import('../parts/smart-editor.js')).editSmart(found),
+    },
+    isOwn(found) && {
       text: t('do.delete'), icon: /** @type {const} */ ('trash'),
       run: () => confirmDelete(t('playlist.delete', { name: found.name }), t('playlist.delete.hint'),
         async () => {
@@ -99,11 +104,12 @@ export function view({ id }) {
         withAlbum: true,
         counted: (total) => {
           count.textContent = t('songs.count', { count: total });
+          view.querySelector('.banner')?.classList.toggle('is-empty', total === 0);
         },
         empty: () => emptyNote('playlists', t('playlist.empty'), own ? t('playlist.empty.hint') : ''),
-        onMove: own ? (from, to) => attempt(async () => {
-          const song = /** @type {Song} */ (list.at(from));
-          await moveInPlaylist(id, song, from, to);
+        onMove: own ? (from, before) => attempt(async () => {
+          const songs = from.map((place) => list.at(place)).filter((one) => one !== undefined);
+          await moveInPlaylist(id, /** @type {Song[]} */ (songs), from, before);
           list.reload();
         }) : undefined,
         onRemove: own ? (places) => attempt(() =>

@@ -28,7 +28,10 @@ export function view() {
   return page('playlists', t('nav.playlists'), (view) => {
     const make = h('button', { class: 'button', onclick: () => newPlaylist() }, icon('plus'),
       t('playlists.new'));
-    const { head, count } = pageHead(t('nav.playlists'), make);
+    const makeSmart = h('button', { class: 'button', onclick: async () =>
+      (await import('../parts/smart-editor.js')).editSmart() }, icon('smart'),
+    t('playlists.newSmart'));
+    const { head, count } = pageHead(t('nav.playlists'), make, makeSmart);
     const grid = h('ul', { class: 'card-grid' });
     view.append(head, grid);
     const show = async () => {

@@ -122,11 +122,18 @@ function indexing(view) {
   return place;
 }
 
+/** @param {PageView} view */
+function server(view) {
+  const place = h('div');
+  import('../parts/server.js').then(({ showServer }) => showServer(place, view.signal));
+  return place;
+}
+
 export function view() {
   return page('settings', t('nav.settings'), (view) => {
     const draw = () => {
       refill(view, pageHead(t('nav.settings')).head, look(), playing(), library(), account(view),
-        may('sharing') && shareLinks(view), people(view), indexing(view),
+        may('sharing') && shareLinks(view), people(view), indexing(view), server(view),
         h('p', { class: 'soft small' }, t('settings.about', { version: person()?.version ?? '' })));
     };
     if (person()) {

@@ -1,0 +1,113 @@
+// The editor of smart playlists: their rules, and the songs that meet them.
+
+import { attempt, titleOf } from '../actions.js';
+import { call, isAbort } from '../api.js';
+import { afterPause, h, refill } from '../dom.js';
+import { changePlaylist, coverAddress, songOf } from '../library.js';
+import { may } from '../person.js';
+import { go, playlistPath } from '../routes.js';
+import { parseRule, writeRule } from '../rules.js';
+import { joined, t, wordsFor } from '../texts.js';
+import { cover } from './cover-art.js';
+import { field, openDialog, openForm, switchField } from './dialog.js';
+import { newTest, ruleFields } from './rule-fields.js';
+
+/** @typedef {import('../types.js').Playlist} Playlist */
+
+const PAUSE = 300;
+const SHOWN = 6;
+
+/** @param {import('../types.js').Song} song */
+function previewRow(song) {
+  return h('li', {}, cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album),
+    h('span', { dir: 'auto' }, h('strong', {}, titleOf(song)),
+      h('small', { class: 'soft' }, joined([song.artist, song.album]))));
+}
+
+/** The songs of a rule, which `show` asks for anew, with the latest rule alone. */
+function preview() {
+  const count = h('p', { class: 'rule-count', role: 'status' });
+  const list = h('ul', { class: 'rule-songs' });
+  let last = new AbortController();
+  const show = async (/** @type {string} */ rule) => {
+    last.abort();
+    last = new AbortController();
+    const { signal } = last;
+    if (rule === '') {
+      count.textContent = t('rule.empty');
+      list.replaceChildren();
+      return;
+    }
+    try {
+      const { total, songs } = await call('Playlist', 'preview',
+        { rule, limit: SHOWN, additional: 'song_tag' }, { signal });
+      count.textContent = t('rule.count', { count: total });
+      refill(list, ...songs.map(songOf).map(previewRow));
+    } catch (error) {
+      if (!isAbort(error)) {
+        count.textContent = wordsFor(error);
+        list.replaceChildren();
+      }
+    }
+  };
+  return { box: h('section', { class: 'rule-preview' }, count, list), show };
+}
+
+/**
+ * A rule that the editor cannot show whole stays as it is.
+ * @param {Playlist} found
+ * @param {string} rule
+ */
+function showRule(found, rule) {
+  const { box, show } = preview();
+  show(rule);
+  openDialog(found.name, h('p', { class: 'soft' }, t('rule.unknown')),
+    h('pre', { class: 'rule-text', dir: 'auto', tabindex: '0' }, rule), box)
+    .classList.add('is-wide');
+}
+
+/** @param {Playlist} [found] the one to change; without it a new one */
+export function editSmart(found) {
+  return attempt(async () => {
+    const rule = found ? (await call('Playlist', 'rule', { id: found.id })).rule : '';
+    const group = found ? parseRule(rule)
+      : { join: /** @type {const} */ ('and'), parts: [newTest()] };
+    if (found && group === null) {
+      showRule(found, rule);
+    } else if (group !== null) {
+      openEditor(group, found);
+    }
+  });
+}
+
+/**
+ * @param {import('../rules.js').Group} group
+ * @param {Playlist} [found]
+ */
+function openEditor(group, found) {
+  const { box, show } = preview();
+  const showSoon = afterPause(PAUSE, () => show(writeRule(group)));
+  const name = h('input', { name: 'name', required: true, maxLength: 80, autocomplete: 'off' });
+  const dialog = openForm({
+    title: found ? found.name : t('playlists.newSmart'),
+    send: found ? t('do.save') : t('do.create'),
+    fields: [
+      !found && field(t('playlists.name'), name),
+      !found && may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
+      ruleFields(group, showSoon),
+      box,
+    ],
+    onSend: async (data) => {
+      const rule = writeRule(group);
+      if (found) {
+        await changePlaylist('set_rule', { id: found.id, rule });
+        return;
+      }
+      const library = data.has('shared') ? 'shared' : 'personal';
+      const { id } = await changePlaylist('create_smart', { name: name.value, library, rule });
+      go(playlistPath(id));
+    },
+  });
+  dialog.classList.add('is-wide');
+  show(writeRule(group));
+}
