@@ -3,8 +3,10 @@
 
 #include "action.h"
 #include "list_request.h"
+#include "service/lyrics.h"
 #include "service/search.h"
 #include "tonvale/settings.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -34,6 +36,15 @@ Json::Value Get(const Request &asked) {
     return data;
 }
 
+Json::Value Lyrics(const Request &asked) {
+    const VARN_MEDIA_INFO song =
+        tonvale_service::ReadSong(asked.User().GetLoginUID(), asked.RequiredText("id"));
+    LeaveWorker();  // a disk may dawdle
+    Json::Value data(Json::objectValue);
+    data["lyrics"] = LyricsObjects(tonvale_service::LyricsOf(song));
+    return data;
+}
+
 Json::Value Rate(const Request &asked) {
     asked.Require(RIGHT_EDITSONG);
     const auto stars = asked.Number("rating", -1, 0, 5);
@@ -49,6 +60,7 @@ Json::Value Rate(const Request &asked) {
 constexpr Method kMethods[] = {{.name = "list", .make = Make<List>, .takesRoot = false},
                                {.name = "search", .make = Make<Search>, .takesRoot = false},
                                {.name = "get", .make = Make<Get>, .takesRoot = false},
+                               {.name = "lyrics", .make = Make<Lyrics>},
                                {.name = "rate", .make = Make<Rate>, .changes = true}};
 
 }  // namespace

@@ -1,6 +1,5 @@
 #include "song_file.h"
 
-#include <fcntl.h>
 #include <sys/sendfile.h>
 #include <unistd.h>
 
@@ -8,30 +7,19 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
 
 #include "request.h"
-#include "service/music_places.h"
 #include "service/validators.h"
 #include "song_sound.h"
 #include "varn/http_range.h"
-#include "varn/run_as.h"
 
 namespace tonvale_entry {
-
-namespace fs = std::filesystem;
 
 namespace {
 
 using tonvale_service::Validators;
 using varn::Range;
 using varn::RangeKind;
-
-// A user can move others' private files into his music, which are not his to hear.
-bool IsMovedHere(const VARN_MEDIA_INFO &song, const struct stat &info) {
-    return song.userid != 0 && info.st_uid != song.userid && (info.st_mode & S_IROTH) == 0;
-}
 
 // A client that has a part asks for another one of the same file only.
 Range RangeOf(const Validators &now, int64_t total) {
@@ -80,23 +68,6 @@ bool SendHeader(const char *status, const Validators &validators, const std::str
 }
 
 }  // namespace
-
-SongFile OpenSongFile(const VARN_MEDIA_INFO &song) {
-    const varn::RunAs root(varn::Who::kRoot);
-    std::error_code error;
-    const fs::path real = fs::canonical(song.path, error);
-    SongFile opened;
-    opened.file.Reset(
-        open(real.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    opened.path = opened.file ? varn::PathOfOpen(opened.file.Get()) : "";
-    if (error || opened.path.empty() || opened.path.size() >= sizeof song.path ||
-        fstat(opened.file.Get(), &opened.info) != 0 || !S_ISREG(opened.info.st_mode) ||
-        IsMovedHere(song, opened.info) ||
-        !tonvale_service::MayHoldMusic(song.userid, opened.path)) {
-        throw Refusal{Code::kNoSuchItem};
-    }
-    return opened;
-}
 
 bool SendFile(const SongFile &song, const char *type, bool headerOnly) {
     const Validators now = tonvale_service::ValidatorsOf(song.info);
