@@ -11,7 +11,13 @@ set(uses_playlist misc musiclib)
 # Programs may use the parts that programs share, but for these.
 set(programs_confine varn)
 set(programs_mediaserver varn)
+set(programs_entry confine mediaserver service subsonic tonvale varn)
 set(programs_service mediaserver tonvale varn)
+set(programs_subsonic entry service tonvale varn)
+
+# Of these programs, others may use a few headers alone.
+set(headers_entry login parameters picture refusal request rights song_file song_sound turn worker)
+set(headers_subsonic subsonic)
 
 function(check folder)
   get_filename_component(own ${folder} NAME)
@@ -25,6 +31,11 @@ function(check folder)
       if(NOT used IN_LIST allowed)
         message(FATAL_ERROR "${file}: ${include}: only ${used}/ and the folders that "
           "cmake/CheckIncludes.cmake names may include it")
+      endif()
+      string(REGEX REPLACE ".*/([a-z_]+)\\.h\"$" "\\1" header "${include}")
+      if(DEFINED headers_${used} AND NOT used STREQUAL own AND NOT header IN_LIST headers_${used})
+        message(FATAL_ERROR "${file}: ${include}: cmake/CheckIncludes.cmake names the headers of "
+          "${used}/ that others may include")
       endif()
     endforeach()
   endforeach()

@@ -51,44 +51,11 @@ const auto &Apis() {
     return apis;
 }
 
-// A sentence for a refusal that has none of its own.
-std::string SentenceOf(const Refusal &refusal, Code code) {
-    switch (code) {
-        case Code::kNoSuchApi:
-            return "there is no such API";
-        case Code::kBadParameter:
-            return refusal.parameter.empty()
-                       ? "a parameter is missing or bad"
-                       : "the parameter '" + refusal.parameter + "' is missing or bad";
-        case Code::kNotLoggedIn:
-            return "that takes a login";
-        case Code::kNotPermitted:
-            return "that is not permitted";
-        case Code::kNoSuchItem:
-            return "there is no such item";
-        case Code::kNoSuchMethod:
-            return "there is no such method, or not in this version or for this HTTP method";
-        case Code::kExistsAlready:
-            return "it exists already";
-        case Code::kTooMany:
-            return "that was tried too often; wait before the next time";
-        case Code::kFailed:
-            return tonvale_service::kThatFailed;
-        case Code::kBusy:
-            return tonvale_service::kServerIsBusy;
-        case Code::kTookTooLong:
-            return "that took too long; ask for less, or later";
-    }
-    return "";
-}
-
 Json::Value RefusalReply(ActionHandler &handler, const Refusal &refusal, Code code) {
     Json::Value reply(Json::objectValue);
     handler.SetWebapiFormatError(reply, static_cast<int>(code));
-    const bool isAsRefused = code == refusal.code;
-    reply["error"]["message"] =
-        isAsRefused && !refusal.message.empty() ? refusal.message : SentenceOf(refusal, code);
-    if (isAsRefused && !refusal.parameter.empty()) {
+    reply["error"]["message"] = SentenceOf(refusal, code);
+    if (code == refusal.code && !refusal.parameter.empty()) {
         reply["error"]["parameter"] = refusal.parameter;
     }
     return reply;
@@ -182,6 +149,39 @@ Code CodeForClient(Code code) {
             break;
     }
     return code;
+}
+
+std::string SentenceOf(const Refusal &refusal, Code code) {
+    if (code == refusal.code && !refusal.message.empty()) {
+        return refusal.message;
+    }
+    switch (code) {
+        case Code::kNoSuchApi:
+            return "there is no such API";
+        case Code::kBadParameter:
+            return refusal.parameter.empty()
+                       ? "a parameter is missing or bad"
+                       : "the parameter '" + refusal.parameter + "' is missing or bad";
+        case Code::kNotLoggedIn:
+            return "that takes a login";
+        case Code::kNotPermitted:
+            return "that is not permitted";
+        case Code::kNoSuchItem:
+            return "there is no such item";
+        case Code::kNoSuchMethod:
+            return "there is no such method, or not in this version or for this HTTP method";
+        case Code::kExistsAlready:
+            return "it exists already";
+        case Code::kTooMany:
+            return "that was tried too often; wait before the next time";
+        case Code::kFailed:
+            return tonvale_service::kThatFailed;
+        case Code::kBusy:
+            return tonvale_service::kServerIsBusy;
+        case Code::kTookTooLong:
+            return "that took too long; ask for less, or later";
+    }
+    return "";
 }
 
 const char *StatusOf(Code code) {

@@ -64,12 +64,6 @@ class MediaAction : public ActionHandler {
 // The type of an answer with data, without the end of its line.
 inline constexpr char kJsonType[] = "Content-Type: application/json; charset=utf-8";
 
-// Throws a refusal where the database kept something back: then an answer is not whole.
-void CheckDatabase();
-
-// The code that the client gets for a refusal: the database's own trouble goes first.
-Code CodeForClient(Code code);
-
 // The status line of a refusal, and the fields that belong to it.
 const char *StatusOf(Code code);
 

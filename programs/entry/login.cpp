@@ -39,9 +39,20 @@ SignIn LetIn(const std::string &name) {
                    : SignIn{Standing::kRefused, Proof::kNone, {}};
 }
 
-// Throws a Refusal after too many wrong passwords.
-SignIn Counted(SignIn found) {
-    return found.standing != Standing::kTooMany ? std::move(found) : throw Refusal{Code::kTooMany};
+// Throws a Refusal after too many wrong passwords, and where it cannot be told. A worker leaves what
+// takes its time.
+template <typename Find>
+SignIn Counted(const Find &find) {
+    try {
+        SignIn found = find();
+        if (found.standing == Standing::kSlow) {
+            LeaveWorker();
+        }
+        return found.standing != Standing::kTooMany ? std::move(found)
+                                                    : throw Refusal{Code::kTooMany};
+    } catch (const tonvale_service::Failure &failure) {
+        throw RefusalOf(failure);
+    }
 }
 
 // The cookie goes with each request of the page, and never with one of another site's. The server
@@ -72,20 +83,22 @@ SignIn Login::Decide() const {
     if (!isOurs && strncasecmp(credentials.authorization.c_str(), "Basic ", 6) == 0) {
         credentials.authorization.clear();  // the web server's to look at
     }
-    try {
-        const SignIn known = IsWorker() ? SignInNow(credentials) : SignInSlowly(credentials);
-        if (known.standing == Standing::kSlow) {
-            LeaveWorker();
-        }
-        return Counted(known);
-    } catch (const tonvale_service::Failure &failure) {
-        throw RefusalOf(failure);
-    }
+    return Counted([&] { return IsWorker() ? SignInNow(credentials) : SignInSlowly(credentials); });
 }
 
 SignIn Login::ByPassword(const std::string &name, const std::string &password) const {
     GiveTurnBack();  // wrong passwords of before may make this wait
-    return Counted(tonvale_service::SignInByPassword(name, password, Address()));
+    return Counted([&] { return tonvale_service::SignInByPassword(name, password, Address()); });
+}
+
+SignIn Login::ByKey(const std::string &name, const tonvale_service::FindHolder &find) const {
+    return Counted(
+        [&] { return tonvale_service::SignInByKey(name, find, Address(), !IsWorker()); });
+}
+
+void ForgetQuery() {
+    Taken("QUERY_STRING");
+    Taken("REQUEST_URI");
 }
 
 const char *LoginChallenge() {

@@ -26,6 +26,13 @@ class Login {
     // (GiveTurnBack).
     tonvale_service::SignIn ByPassword(const std::string &name, const std::string &password) const;
 
+    // The same for a key, that of a user or, with the name "", of anybody.
+    tonvale_service::SignIn ByKey(const std::string &name,
+                                  const tonvale_service::FindHolder &find) const;
+
+    // True for a client that sends a header field to prove itself.
+    bool HasField() const { return !credentials_.authorization.empty(); }
+
     const std::string &Address() const { return credentials_.address; }
     const std::string &Agent() const { return agent_; }
 
@@ -33,6 +40,9 @@ class Login {
     tonvale_service::Credentials credentials_;
     std::string agent_;
 };
+
+// Takes the query out of the environment, where it holds a key.
+void ForgetQuery();
 
 // The field of an answer with the status 401 that asks for a login, with its end. "" for a browser,
 // which would bring up a dialog of its own in place of the page's: User-Agent is Mozilla/..., or

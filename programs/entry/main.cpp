@@ -13,6 +13,7 @@
 #include "action.h"
 #include "login.h"
 #include "route.h"
+#include "subsonic/subsonic.h"
 #include "varn/db.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -49,7 +50,8 @@ bool Answer(Login login) {
 bool AnswerRequest() {
     Login login = Login::Take();
     try {
-        return Answer(std::move(login));
+        return tonvale_subsonic::IsAsked() ? tonvale_subsonic::Answer(std::move(login))
+                                           : Answer(std::move(login));
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "Unexpected failure: %s", error.what());
         return RefusedAction({Code::kFailed}).Process();

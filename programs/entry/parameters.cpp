@@ -13,6 +13,7 @@ namespace tonvale_entry {
 namespace {
 
 constexpr std::size_t kMostParameters = 256;
+constexpr std::size_t kMostRepeated = 20'000;
 
 int HexDigit(char c) {
     if (c >= '0' && c <= '9') {
@@ -87,12 +88,13 @@ std::vector<std::string> FromCommas(std::string_view text) {
 
 }  // namespace
 
-std::optional<Parameters> Parameters::Parse(std::string_view query, std::string_view form) {
+std::optional<Parameters> Parameters::Parse(std::string_view query, std::string_view form,
+                                            Repeats repeats) {
     Parameters parameters;
     for (std::string_view rest : {query, form}) {
         while (!rest.empty()) {
             const std::size_t end = std::min(rest.find('&'), rest.size());
-            if (end > 0 && !parameters.Add(rest.substr(0, end))) {
+            if (end > 0 && !parameters.Add(rest.substr(0, end), repeats)) {
                 return std::nullopt;
             }
             rest.remove_prefix(std::min(end + 1, rest.size()));
@@ -101,18 +103,32 @@ std::optional<Parameters> Parameters::Parse(std::string_view query, std::string_
     return parameters;
 }
 
-bool Parameters::Add(std::string_view encoded) {
+bool Parameters::Add(std::string_view encoded, Repeats repeats) {
     const std::size_t equals = std::min(encoded.find('='), encoded.size());
     auto name = Decoded(encoded.substr(0, equals));
     auto value = Decoded(encoded.substr(std::min(equals + 1, encoded.size())));
-    return name && value && IsCleanText(*name) && IsCleanText(*value) &&
-           values_.size() < kMostParameters &&
-           values_.emplace(*std::move(name), *std::move(value)).second;
+    const bool isKept = repeats == Repeats::kKept;
+    if (!name || !value || !IsCleanText(*name) || !IsCleanText(*value) ||
+        values_.size() >= (isKept ? kMostRepeated : kMostParameters) ||
+        (!isKept && values_.contains(*name))) {
+        return false;
+    }
+    values_.emplace(*std::move(name), *std::move(value));
+    return true;
 }
 
 const std::string *Parameters::Find(const std::string &name) const {
-    const auto found = values_.find(name);
-    return found != values_.end() ? &found->second : nullptr;
+    const auto found = values_.lower_bound(name);
+    return found != values_.end() && found->first == name ? &found->second : nullptr;
+}
+
+std::vector<std::string> Parameters::FindAll(const std::string &name) const {
+    std::vector<std::string> values;
+    const auto [first, last] = values_.equal_range(name);
+    for (auto found = first; found != last; ++found) {
+        values.push_back(found->second);
+    }
+    return values;
 }
 
 std::optional<Json::Value> ParseJson(const std::string &text) {

@@ -11,21 +11,28 @@
 
 namespace tonvale_entry {
 
+// What becomes of a name that comes twice.
+enum class Repeats { kRefused, kKept };
+
 // Names and values in the form of application/x-www-form-urlencoded, decoded.
 class Parameters {
   public:
-    // Reads the query and the form together. Empty for what no client of ours writes: a name that
-    // comes twice, a bad escape, text that is not UTF-8 or has control characters other than tab
-    // and line ends, more than 256 parameters.
-    static std::optional<Parameters> Parse(std::string_view query, std::string_view form);
+    // Reads the query and the form together. Empty for what no client of ours writes: a bad escape,
+    // text that is not UTF-8 or has control characters other than tab and line ends, a name that
+    // comes twice or more than 256 parameters. Where repeats are kept, 20,000 parameters are read.
+    static std::optional<Parameters> Parse(std::string_view query, std::string_view form,
+                                           Repeats repeats = Repeats::kRefused);
 
-    // Null when it was not given.
+    // The first value. Null when it was not given.
     const std::string *Find(const std::string &name) const;
 
-  private:
-    bool Add(std::string_view encoded);
+    // All values, in their order.
+    std::vector<std::string> FindAll(const std::string &name) const;
 
-    std::map<std::string, std::string> values_;
+  private:
+    bool Add(std::string_view encoded, Repeats repeats);
+
+    std::multimap<std::string, std::string> values_;
 };
 
 // The JSON text of a parameter. Empty for anything else, and for one that is nested too deep.

@@ -32,4 +32,13 @@ struct Refusal {
 // What a failure of the service layer is to a client.
 Refusal RefusalOf(const tonvale_service::Failure &failure);
 
+// Throws a refusal where the database kept something back: then an answer is not whole.
+void CheckDatabase();
+
+// The code that the client gets for a refusal: the database's own trouble goes first.
+Code CodeForClient(Code code);
+
+// What a client is told of a refusal that it gets this code for.
+std::string SentenceOf(const Refusal &refusal, Code code);
+
 }  // namespace tonvale_entry

@@ -53,13 +53,13 @@ std::string Variable(const char *name) {
     return value != nullptr ? value : "";
 }
 
-Request Request::Read(Login login) {
+Request Request::Read(Login login, Repeats repeats) {
     const std::string method = Variable("REQUEST_METHOD");
     const bool isPost = method == "POST";
     if (!isPost && method != "GET" && method != "HEAD") {
         throw Refusal{Code::kNoSuchMethod};
     }
-    auto parameters = Parameters::Parse(RoutedQuery(), isPost ? ReadForm() : "");
+    auto parameters = Parameters::Parse(RoutedQuery(), isPost ? ReadForm() : "", repeats);
     if (!parameters) {
         throw Refusal{Code::kBadParameter};
     }
@@ -67,7 +67,10 @@ Request Request::Read(Login login) {
 }
 
 void Request::SignIn() {
-    const tonvale_service::SignIn known = login_.Decide();
+    SignIn(login_.Decide());
+}
+
+void Request::SignIn(const tonvale_service::SignIn &known) {
     if (known.standing == tonvale_service::Standing::kKnown) {
         user_ = VARN::APIRequest(known.who.uid, known.who.name,
                                  tonvale_service::PreferenceFolder(known.who.name));

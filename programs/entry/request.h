@@ -24,10 +24,12 @@ class Request {
     // Reads the CGI environment (RFC 3875) and the form on standard input. Throws a Refusal for a
     // method other than GET, HEAD and POST, a body that is no form or too large, and parameters
     // that cannot be read.
-    static Request Read(Login login);
+    static Request Read(Login login, Repeats repeats = Repeats::kRefused);
 
-    // Finds out who asks; until then nobody does. Throws a Refusal (Login::Decide).
+    // Finds out who asks; until then nobody does. Throws a Refusal (Login::Decide). Or takes what
+    // was found out.
     void SignIn();
+    void SignIn(const tonvale_service::SignIn &known);
 
     // The account that logged in, "" when nobody did.
     const VARN::APIRequest &User() const { return user_; }
@@ -60,6 +62,10 @@ class Request {
     std::string RequiredText(const std::string &name) const;
     // Empty when it was not given.
     std::optional<std::string> Given(const std::string &name) const;
+    // Each value that was given, where repeats are kept.
+    std::vector<std::string> All(const std::string &name) const {
+        return parameters_.FindAll(name);
+    }
     long long Number(const std::string &name, long long otherwise, long long low,
                      long long high) const;
     // At least one value, at most 1000.

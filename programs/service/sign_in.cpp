@@ -116,8 +116,13 @@ bool Wait(std::chrono::milliseconds wait) {
     return static_cast<bool>(slot);
 }
 
+// What the attempts for a name from a network are counted by.
+std::string Attempts(const std::string &user, const std::string &address) {
+    return LoginHashOf("attempt", user + "\n" + NetworkOf(address));
+}
+
 SignIn Verified(const Login &login, const std::string &address) {
-    const std::string who = LoginHashOf("attempt", login.user + "\n" + NetworkOf(address));
+    const std::string who = Attempts(login.user, address);
     std::optional<Slot> slot(std::in_place, "login-", kComputing, kPatience);
     if (!*slot) {
         return TooMany();
@@ -210,6 +215,23 @@ SignIn SignInNow(const Credentials &credentials) {
 
 SignIn SignInSlowly(const Credentials &credentials) {
     return Find(credentials, true);
+}
+
+SignIn SignInByKey(const std::string &user, const FindHolder &find, const std::string &address,
+                   bool hasTime) {
+    if (const auto holder = find()) {
+        return Known(Proof::kKey, holder);
+    }
+    if (!hasTime) {
+        return {Standing::kSlow, Proof::kNone, {}};
+    }
+    // Nobody guesses 256 bits: the pause spares the server those who try.
+    const auto wait = CountAttempt(Attempts(user, address));
+    if (!wait || (*wait > 0ms && !Wait(*wait))) {
+        return TooMany();
+    }
+    RunOnLogins(std::string(kForgetAttempts));
+    return Refused();
 }
 
 SignIn SignInByPassword(const std::string &user, const std::string &password,

@@ -1,6 +1,8 @@
 // Who somebody is, by what a client sends to prove it.
 #pragma once
 
+#include <functional>
+#include <optional>
 #include <string>
 
 #include "holder.h"
@@ -41,6 +43,12 @@ SignIn SignInNow(const Credentials &credentials);
 // seconds: from the fifth wrong password for a name from a network on, each next one waits longer.
 // Other networks do not wait, so that nobody is shut out.
 SignIn SignInSlowly(const Credentials &credentials);
+
+// By a key that `find` looks up, of the user of this name ("" where the key tells). A wrong one is
+// counted and waits as a wrong password does, where there is time; without, it is kSlow.
+using FindHolder = std::function<std::optional<Holder>()>;
+SignIn SignInByKey(const std::string &user, const FindHolder &find, const std::string &address,
+                   bool hasTime);
 
 // A name and its password, in the same way.
 SignIn SignInByPassword(const std::string &user, const std::string &password,

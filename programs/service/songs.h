@@ -19,6 +19,12 @@ namespace tonvale_service {
 // What songs may be sorted by; the first one is by title.
 const std::vector<std::string> &SongSortKeys();
 
+// The keys of lists that hold only what a user has played, or made a favourite: songs, albums and
+// artists. Such lists are read anew each time.
+inline constexpr char kByPlays[] = "plays";
+inline constexpr char kByLastPlay[] = "played";
+inline constexpr char kByFavourite[] = "favourite";
+
 // The first songs of the whole library by title come from an index, which is faster than computing
 // the order. A page that ends after so many has the order computed and kept.
 inline constexpr int kFirstSongs = 500;

@@ -118,7 +118,8 @@ http {
     gzip_comp_level 4;
     gzip_proxied any;
     gzip_vary on;
-    gzip_types application/json application/manifest+json image/svg+xml text/css text/javascript;
+    gzip_types application/json application/manifest+json application/xml image/svg+xml text/css
+               text/javascript;
     types {
         text/html html; text/css css; text/javascript js mjs; application/json json map;
         application/manifest+json webmanifest; image/svg+xml svg; image/png png;
@@ -136,6 +137,7 @@ http {
         location = /webapi/entry.cgi { scgi_pass "unix:@SOCKET@"; }
         location = /as/sharing { scgi_pass "unix:@SOCKET@"; }
         location /as/sharing/ { scgi_pass "unix:@SOCKET@"; }
+        location /rest/ { scgi_pass "unix:@SOCKET@"; }
         location /webapi/ { return 404; }
         location /as/ { return 404; }
         location / {

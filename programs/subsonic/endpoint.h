@@ -1,0 +1,30 @@
+// The endpoints of the API, one table a file.
+#pragma once
+
+#include <json/value.h>
+
+#include <span>
+#include <string_view>
+
+#include "request.h"
+
+namespace tonvale_subsonic {
+
+// One of the two functions is there. Each throws a Fault, a Refusal or a Failure.
+struct Endpoint {
+    std::string_view name;
+    // Gives the members of the answer: an object, such as {"license": {...}}; an empty one for an
+    // endpoint that answers with success alone. How values become XML: answer.h.
+    Json::Value (*answer)(const Request &asked) = nullptr;
+    // Writes a whole HTTP answer, and throws as long as nothing is written. True when all of it
+    // went out.
+    bool (*send)(const Request &asked) = nullptr;
+    bool changes = false;    // something: never for a HEAD
+    bool lasts = false;      // as long as its client wants: never in a worker
+    bool takesRoot = false;  // for moments; the others give root's rights up before they begin
+    bool needsLogin = true;
+};
+
+extern const std::span<const Endpoint> kSystemEndpoints;
+
+}  // namespace tonvale_subsonic

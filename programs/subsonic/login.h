@@ -1,0 +1,13 @@
+// Who a request is from. Keys alone count, in one of three ways: a name with a digest of the key, a
+// name with the key, or the key alone.
+#pragma once
+
+#include "entry/request.h"
+
+namespace tonvale_subsonic {
+
+// Signs the request in. Throws a Fault for one that nobody, or nobody who may use the server, has
+// sent, and in a worker what leaves a wrong key to a handler (entry/worker.h).
+void SignIn(tonvale_entry::Request &entry);
+
+}  // namespace tonvale_subsonic
