@@ -112,13 +112,8 @@ std::vector<Lyrics> OfTags(const SongFile &song) {
 // that its owner keeps from others.
 std::optional<Lyrics> OfFile(const VARN_MEDIA_INFO &song, const SongFile &sound,
                              const char *extension) try {
-    VARN_MEDIA_INFO beside = song;
-    const std::string path = fs::path(song.path).replace_extension(extension);
-    if (path.size() >= sizeof beside.path) {
-        return std::nullopt;
-    }
-    CopyCut(path, beside.path);
-    const SongFile file = OpenSongFile(beside);
+    const SongFile file =
+        OpenSongFile(song.userid, fs::path(song.path).replace_extension(extension));
     const auto size = static_cast<std::size_t>(file.info.st_size);
     if ((file.info.st_uid != sound.info.st_uid && (file.info.st_mode & S_IROTH) == 0) ||
         size > kMostLyricsBytes) {
