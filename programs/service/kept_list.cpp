@@ -246,10 +246,10 @@ std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit) {
         return std::nullopt;
     }
     struct stat info {};
-    const bool isYoung =
-        fstat(file.Get(), &info) == 0 && std::time(nullptr) - info.st_mtim.tv_sec < kYoungSeconds;
+    const std::int64_t computed = fstat(file.Get(), &info) == 0 ? info.st_mtim.tv_sec : 0;
     return ListPart{*std::move(records), static_cast<std::int64_t>(header.count),
-                    Version{header.songs, header.stars}, isYoung};
+                    Version{header.songs, header.stars}, computed,
+                    std::time(nullptr) - computed < kYoungSeconds};
 }
 
 ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &compute) {
@@ -257,6 +257,7 @@ ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &c
     std::vector<std::string> all = compute();
     ListPart part;
     part.total = static_cast<std::int64_t>(all.size());
+    part.computed = std::time(nullptr);
     // Changes only add up: what was the same before and after was the same between.
     if (before.songs && ReadVersion(key.uid) == before) {
         part.version = before;

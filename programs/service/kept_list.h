@@ -49,8 +49,9 @@ struct ListKey {
 struct ListPart {
     std::vector<std::string> records = {};
     std::int64_t total = 0;
-    Version version = {};  // of the library that it was computed from
-    bool isYoung = false;  // it was computed a moment ago
+    Version version = {};       // of the library that it was computed from
+    std::int64_t computed = 0;  // when, seconds since 1970
+    bool isYoung = false;       // it was computed a moment ago
 };
 
 // A part as it is kept, of any version; nothing when the list is not kept. Limit 0 means all.

@@ -1,0 +1,41 @@
+#include "ids.h"
+
+#include <array>
+#include <cstdint>
+#include <cstdio>
+
+namespace tonvale_subsonic {
+
+namespace {
+
+// FNV-1a with 64 bits: clients keep identifiers, so that this never changes.
+std::string HashOf(std::string_view text) {
+    std::uint64_t hash = 0xCBF29CE484222325U;
+    for (const char c : text) {
+        hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
+    }
+    std::array<char, 17> digits = {};
+    std::snprintf(digits.data(), digits.size(), "%016jx", static_cast<std::uintmax_t>(hash));
+    return digits.data();
+}
+
+}  // namespace
+
+std::string SongText(tonvale_service::SongId song) {
+    return (song.isVirtual ? "music_v_" : "music_") + std::to_string(song.row);
+}
+
+std::string AlbumId(std::string_view album, std::string_view albumArtist) {
+    // No tag holds a null byte.
+    return std::string(kAlbumPrefix) + HashOf(std::string(album) + '\0' + std::string(albumArtist));
+}
+
+std::string ArtistId(std::string_view name) {
+    std::string folded(name);
+    for (char &c : folded) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
+    }
+    return std::string(kArtistPrefix) + HashOf(folded);
+}
+
+}  // namespace tonvale_subsonic

@@ -1,0 +1,25 @@
+// Identifiers of this API. Songs, folders and playlists have those of the web API.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "service/songs.h"
+
+namespace tonvale_subsonic {
+
+// music_ROW, or music_v_ROW for a cue sheet's track. The way back: tonvale_service::ParseSongId.
+std::string SongText(tonvale_service::SongId song);
+
+// al-HASH and ar-HASH, of the names alone, so that they stay the same when files are moved or read
+// again. The case of ASCII letters does not count with an artist.
+inline constexpr std::string_view kAlbumPrefix = "al-";
+inline constexpr std::string_view kArtistPrefix = "ar-";
+std::string AlbumId(std::string_view album, std::string_view albumArtist);
+std::string ArtistId(std::string_view name);
+
+// The folders of music that a user may choose between: the shared one and the user's own.
+inline constexpr int kSharedFolder = 0;
+inline constexpr int kOwnFolder = 1;
+
+}  // namespace tonvale_subsonic

@@ -1,0 +1,268 @@
+#include "objects.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <ctime>
+#include <filesystem>
+
+#include "entry/song_sound.h"
+#include "service/kinds.h"
+#include "tonvale/paths.h"
+
+namespace tonvale_subsonic {
+
+namespace {
+
+using namespace tonvale_service;
+
+// Clients show no item without a name.
+constexpr char kNoAlbum[] = "[no album]";
+constexpr char kNoArtist[] = "[no artist]";
+
+const std::string &OrElse(const std::string &name, const std::string &otherwise) {
+    return name.empty() ? otherwise : name;
+}
+
+void SetText(Json::Value &object, const char *member, const std::string &text) {
+    if (!text.empty()) {
+        object[member] = text;
+    }
+}
+
+void SetNumber(Json::Value &object, const char *member, long long number) {
+    if (number > 0) {
+        object[member] = Json::Int64{number};
+    }
+}
+
+// An array of objects with a name, and with an id where there is one.
+Json::Value NamesOf(const std::vector<std::string> &names, std::string (*id)(std::string_view)) {
+    Json::Value list(Json::arrayValue);
+    for (const std::string &name : names) {
+        Json::Value object(Json::objectValue);
+        object["name"] = name;
+        if (id != nullptr) {
+            object["id"] = id(name);
+        }
+        list.append(std::move(object));
+    }
+    return list;
+}
+
+Json::Value ArtistsOf(const std::string &name) {
+    return NamesOf(name.empty() ? std::vector<std::string>() : std::vector{name}, ArtistId);
+}
+
+void SetGenres(Json::Value &object, const std::vector<std::string> &genres) {
+    object["genres"] = NamesOf(genres, nullptr);
+    if (!genres.empty()) {
+        object["genre"] = genres.front();
+    }
+}
+
+void SetTags(Json::Value &child, const SongFacts &song) {
+    const std::string &albumArtist = OrElse(song.albumArtist, song.artist);
+    child["title"] = song.title;
+    child["sortName"] = song.titleSort;
+    child["album"] = OrElse(song.album, kNoAlbum);
+    child["albumId"] = AlbumId(song.album, song.albumArtist);
+    child["artist"] = OrElse(song.artist, kNoArtist);
+    child["artistId"] = ArtistId(song.artist);
+    child["artists"] = ArtistsOf(song.artist);
+    child["displayArtist"] = song.artist;
+    child["albumArtists"] = ArtistsOf(albumArtist);
+    child["displayAlbumArtist"] = albumArtist;
+    child["displayComposer"] = song.composer;
+    child["contributors"] = Json::Value(Json::arrayValue);
+    if (!song.composer.empty()) {
+        Json::Value composer(Json::objectValue);
+        composer["role"] = "composer";
+        composer["artist"]["id"] = ArtistId(song.composer);
+        composer["artist"]["name"] = song.composer;
+        child["contributors"].append(std::move(composer));
+    }
+    child["comment"] = song.comment;
+    SetGenres(child, song.genres);
+    SetNumber(child, "year", song.year);
+    SetNumber(child, "track", song.track);
+    SetNumber(child, "discNumber", song.disc);
+}
+
+void SetSound(Json::Value &child, const SongFacts &song) {
+    child["contentType"] = tonvale_entry::MediaTypeOf(song.path.c_str());
+    const std::string extension = std::filesystem::path(song.path).extension().string();
+    SetText(child, "suffix", extension.substr(std::min<std::size_t>(1, extension.size())));
+    child["duration"] = song.seconds;
+    SetNumber(child, "size", song.bytes);
+    SetNumber(child, "bitRate", song.bitRate / 1000);
+    SetNumber(child, "samplingRate", song.frequency);
+    SetNumber(child, "channelCount", song.channels);
+    Json::Value &gain = child["replayGain"] = Json::Value(Json::objectValue);
+    const auto set = [&](const char *member, const std::optional<double> &value) {
+        if (value && std::isfinite(*value)) {
+            gain[member] = *value;
+        }
+    };
+    set("trackGain", song.trackGain);
+    set("trackPeak", song.trackPeak);
+    set("albumGain", song.albumGain);
+    set("albumPeak", song.albumPeak);
+}
+
+// What an album says of itself in both of its forms.
+void SetAlbum(Json::Value &object, const AlbumFacts &album) {
+    const std::string id = AlbumId(album.name, album.albumArtist);
+    const std::string &artist = OrElse(album.albumArtist, album.artist);
+    object["id"] = id;
+    object["coverArt"] = id;
+    if (!artist.empty()) {
+        object["artist"] = artist;
+        object["artistId"] = ArtistId(artist);
+    }
+    object["artists"] = ArtistsOf(artist);
+    object["displayArtist"] = artist;
+    object["duration"] = Json::Int64{album.seconds};
+    object["created"] = TimeText(album.added);
+    object["sortName"] = album.sortName;
+    SetGenres(object, album.genres);
+    SetNumber(object, "year", album.year);
+}
+
+template <typename Facts, typename Is>
+Facts Found(std::vector<Facts> all, const Is &is, const Fault &otherwise) {
+    const auto found = std::find_if(all.begin(), all.end(), is);
+    return found != all.end() ? std::move(*found) : throw otherwise;
+}
+
+// Whatever folder of music a list shows, an identifier stands for the user's whole library.
+ListRequest WholeLibrary(const Request &asked) {
+    ListRequest request;
+    request.uid = asked.Uid();
+    request.library = ChosenKind("all", request.uid);
+    return request;
+}
+
+}  // namespace
+
+ListRequest LibraryOf(const Request &asked) {
+    ListRequest request;
+    request.uid = asked.Uid();
+    const std::string folder = asked.Text("musicFolderId");
+    if (folder.empty()) {
+        request.library = DefaultKind(request.uid);
+        return request;
+    }
+    const std::vector<std::string> kinds = BrowsableKinds(request.uid);
+    for (const auto &[id, kind] : {std::pair(kSharedFolder, "shared"), {kOwnFolder, "personal"}}) {
+        if (folder == std::to_string(id) &&
+            std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) {
+            request.library = kind;
+            return request;
+        }
+    }
+    throw NoSuch("music folder", folder);
+}
+
+std::string TimeText(long long secondsSince1970) {
+    const std::time_t seconds = secondsSince1970;
+    std::tm parts{};
+    std::array<char, 32> text = {};
+    if (gmtime_r(&seconds, &parts) != nullptr) {
+        std::strftime(text.data(), text.size(), "%Y-%m-%dT%H:%M:%SZ", &parts);
+    }
+    return text.data();
+}
+
+Json::Value ChildOf(const SongFacts &song) {
+    Json::Value child(Json::objectValue);
+    const std::string id = SongText(song.id);
+    child["id"] = id;
+    child["isDir"] = false;
+    child["isVideo"] = false;
+    child["type"] = "music";
+    child["mediaType"] = "song";
+    SetTags(child, song);
+    SetSound(child, song);
+    child["parent"] = child["albumId"];
+    // The songs of an album share its cover, so that clients fetch it once.
+    child["coverArt"] = song.album.empty() ? Json::Value(id) : child["albumId"];
+    child["path"] = AudioFile::GetSharePathByVolPath(song.path.c_str());
+    child["created"] = TimeText(song.added);
+    SetNumber(child, "userRating", song.stars);
+    return child;
+}
+
+Json::Value ChildrenOf(const std::vector<SongFacts> &songs) {
+    Json::Value children(Json::arrayValue);
+    for (const SongFacts &song : songs) {
+        children.append(ChildOf(song));
+    }
+    return children;
+}
+
+Json::Value ChildrenOf(const Request &asked, const std::vector<SongId> &songs) {
+    return ChildrenOf(SongsOfIds(asked.Uid(), songs));
+}
+
+SongFacts FindSong(const Request &asked, const std::string &id) {
+    const auto song = ParseSongId(id);
+    std::vector<SongFacts> found =
+        song ? SongsOfIds(asked.Uid(), {*song}) : std::vector<SongFacts>();
+    return !found.empty() ? std::move(found.front()) : throw NoSuch("song", id);
+}
+
+Json::Value AlbumOf(const AlbumFacts &album) {
+    Json::Value object(Json::objectValue);
+    SetAlbum(object, album);
+    object["name"] = OrElse(album.name, kNoAlbum);
+    object["songCount"] = album.songs;
+    object["isCompilation"] = album.albumArtist.empty() && album.artist.empty();
+    return object;
+}
+
+Json::Value AlbumChildOf(const AlbumFacts &album) {
+    Json::Value object(Json::objectValue);
+    SetAlbum(object, album);
+    object["title"] = object["album"] = OrElse(album.name, kNoAlbum);
+    if (object.isMember("artistId")) {
+        object["parent"] = object["artistId"];
+    }
+    object["isDir"] = true;
+    object["isVideo"] = false;
+    object["mediaType"] = "album";
+    return object;
+}
+
+Json::Value ArtistOf(const ArtistFacts &artist) {
+    Json::Value object(Json::objectValue);
+    object["id"] = ArtistId(artist.name);
+    object["name"] = OrElse(artist.name, kNoArtist);
+    object["coverArt"] = object["id"];
+    object["albumCount"] = artist.albums;
+    object["sortName"] = artist.sortName;
+    object["roles"] = Json::Value(Json::arrayValue);
+    object["roles"].append(artist.isListed ? "albumartist" : "artist");
+    return object;
+}
+
+AlbumFacts FindAlbum(const Request &asked, const std::string &id) {
+    return Found(
+        AllAlbums(WholeLibrary(asked)),
+        [&](const AlbumFacts &album) { return AlbumId(album.name, album.albumArtist) == id; },
+        NoSuch("album", id));
+}
+
+ArtistFacts FindArtist(const Request &asked, const std::string &id) {
+    return Found(
+        AllArtists(WholeLibrary(asked)),
+        [&](const ArtistFacts &artist) { return ArtistId(artist.name) == id; },
+        NoSuch("artist", id));
+}
+
+std::vector<SongFacts> SongsOf(const Request &asked, const AlbumFacts &album) {
+    return ChooseSongs(WholeLibrary(asked),
+                       {.condition = IsOfAlbum(album.name, album.albumArtist), .order = kInAlbum});
+}
+
+}  // namespace tonvale_subsonic

@@ -1,0 +1,48 @@
+// The objects of songs, albums and artists, as the protocol names their members.
+#pragma once
+
+#include <json/value.h>
+
+#include <string>
+#include <vector>
+
+#include "ids.h"
+#include "request.h"
+#include "service/group_facts.h"
+#include "service/song_facts.h"
+
+namespace tonvale_subsonic {
+
+// The library that a request asks for: the music folder that musicFolderId names, and without one
+// what the user browses. Throws a Fault for a folder that is not there, or not for this user.
+tonvale_service::ListRequest LibraryOf(const Request &asked);
+
+// A moment as ISO 8601 has it, in UTC.
+std::string TimeText(long long secondsSince1970);
+
+// "Child": a song.
+Json::Value ChildOf(const tonvale_service::SongFacts &song);
+Json::Value ChildrenOf(const std::vector<tonvale_service::SongFacts> &songs);
+
+// The songs of a list, in their order (tonvale_service::SongsOfIds).
+Json::Value ChildrenOf(const Request &asked, const std::vector<tonvale_service::SongId> &songs);
+
+// The song with an identifier. Throws a Fault when there is none for the user.
+tonvale_service::SongFacts FindSong(const Request &asked, const std::string &id);
+
+// "AlbumID3", and the same album as a "Child" of its artist's directory.
+Json::Value AlbumOf(const tonvale_service::AlbumFacts &album);
+Json::Value AlbumChildOf(const tonvale_service::AlbumFacts &album);
+
+// "ArtistID3".
+Json::Value ArtistOf(const tonvale_service::ArtistFacts &artist);
+
+// The album and the artist with an identifier. They throw a Fault when there is none for the user.
+tonvale_service::AlbumFacts FindAlbum(const Request &asked, const std::string &id);
+tonvale_service::ArtistFacts FindArtist(const Request &asked, const std::string &id);
+
+// The songs of an album, in its order.
+std::vector<tonvale_service::SongFacts> SongsOf(const Request &asked,
+                                                const tonvale_service::AlbumFacts &album);
+
+}  // namespace tonvale_subsonic
