@@ -12,6 +12,7 @@
 #include <charconv>
 #include <climits>
 #include <ctime>
+#include <utility>
 #include <vector>
 
 #include "linux/error.h"
@@ -104,20 +105,28 @@ std::vector<std::string_view> Fields(std::string_view line) {
     return fields;
 }
 
-// False when nobody listens or the listener has too much to do already.
-bool Send(std::string_view line) {
+// Empty when nobody listens.
+UniqueFd Listener() {
     const std::string path = SystemPath(path::kNotifySocket);
     sockaddr_un address = {};
     address.sun_family = AF_UNIX;
     // Linux needs no NUL after a path that fills its field, as below the longest root.
     if (path.size() > sizeof address.sun_path) {
-        return false;
+        return UniqueFd();
     }
     path.copy(address.sun_path, path.size());
-    const UniqueFd sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
-    return sender && sendto(sender.Get(), line.data(), line.size(), MSG_NOSIGNAL | MSG_DONTWAIT,
-                            reinterpret_cast<const sockaddr *>(&address),
-                            sizeof address) == static_cast<ssize_t>(line.size());
+    UniqueFd sender(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
+    return sender && connect(sender.Get(), reinterpret_cast<const sockaddr *>(&address),
+                             sizeof address) == 0
+               ? std::move(sender)
+               : UniqueFd();
+}
+
+// False when nobody listens or the listener has too much to do already.
+bool Send(std::string_view line) {
+    const UniqueFd listener = Listener();
+    return listener && send(listener.Get(), line.data(), line.size(),
+                            MSG_NOSIGNAL | MSG_DONTWAIT) == static_cast<ssize_t>(line.size());
 }
 
 // The package's account owns the folder and could put a link to another file there: root must not
@@ -194,6 +203,17 @@ bool Spool(std::string_view line) {
 }
 
 }  // namespace
+
+bool IsListenedTo() {
+    return Guarded(false, [] { return static_cast<bool>(Listener()); });
+}
+
+// A listener that is busy looks at the spool when it is done.
+bool AskForEverything() {
+    return Guarded(false, [] {
+        return IsListenedTo() && (Send(kEverything) || Spool(std::string(kEverything) + "\n"));
+    });
+}
 
 std::optional<Notice> ParseLine(std::string_view line) {
     if (line.ends_with('\n')) {

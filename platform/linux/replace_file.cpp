@@ -60,9 +60,9 @@ class TemporaryFile {
     TemporaryFile &operator=(const TemporaryFile &) = delete;
 
     // The owner before the mode, because changing it takes set-id bits away.
-    bool Fill(std::string_view text, mode_t mode, const FileOwner *owner) {
+    bool Fill(std::string_view text, mode_t mode, const FileOwner *owner, bool isSynced) {
         return fd_ && WriteAll(fd_.Get(), text) && (owner == nullptr || GiveTo(*owner)) &&
-               fchmod(fd_.Get(), mode) == 0 && fsync(fd_.Get()) == 0;
+               fchmod(fd_.Get(), mode) == 0 && (!isSynced || fsync(fd_.Get()) == 0);
     }
 
     bool MoveTo(const std::string &name, bool onlyNew) {
@@ -147,7 +147,7 @@ class TemporaryFile {
 }  // namespace
 
 bool ReplaceFileAt(int base, const std::string &name, std::string_view text, mode_t mode,
-                   const FileOwner *owner, bool onlyNew) {
+                   const FileOwner *owner, bool onlyNew, bool isSynced) {
     const UniqueFd folder = OpenFolder(base, name);
     if (!folder) {
         return false;
@@ -155,8 +155,8 @@ bool ReplaceFileAt(int base, const std::string &name, std::string_view text, mod
     const std::string last = name.substr(name.rfind('/') + 1);
     for (int tries = 0; tries < kMostTries; ++tries) {
         TemporaryFile temporary(folder.Get());
-        if (temporary.Fill(text, mode, owner) && temporary.MoveTo(last, onlyNew)) {
-            return SyncFolder(folder.Get());
+        if (temporary.Fill(text, mode, owner, isSynced) && temporary.MoveTo(last, onlyNew)) {
+            return !isSynced || SyncFolder(folder.Get());
         }
         if (errno != ENOENT) {
             break;

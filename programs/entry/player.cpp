@@ -39,19 +39,6 @@ Json::Value Tell(const Request &asked, std::string_view name) {
     return TellPlayer(*command, ValuesIn(asked));
 }
 
-// A song as everybody may see it who may use the player: of somebody's own music, too, the title,
-// but not where it lies.
-void HidePath(Json::Value &song) {
-    Json::Value path;
-    if (!song.isObject() || !song.removeMember("path", &path) || !path.isString()) {
-        return;
-    }
-    if (!song["title"].isString() || song["title"] == "") {
-        const std::string text = path.asString();
-        song["title"] = text.substr(text.rfind('/') + 1);
-    }
-}
-
 Json::Value List(const Request &asked) {
     const std::string what = asked.Choice("action", {"renderers", "servers"}, "renderers");
     return PageOf(asked, what == "servers" ? PlayerServers : PlayerRenderers);

@@ -107,6 +107,12 @@ void Request::Require(unsigned right) const {
     }
 }
 
+void Request::RequireAdministrator() const {
+    if (!tonvale_service::IsAdministrator(user_.GetLoginUserName())) {
+        throw Refusal{Code::kNotPermitted};
+    }
+}
+
 std::string Request::Text(const std::string &name, const std::string &otherwise) const {
     const std::string *value = parameters_.Find(name);
     return value != nullptr ? *value : otherwise;

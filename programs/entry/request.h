@@ -43,6 +43,8 @@ class Request {
     unsigned Rights() const;
     // Throws a Refusal unless the account has the right.
     void Require(unsigned right) const;
+    // Throws a Refusal unless the account is an administrator's.
+    void RequireAdministrator() const;
 
     bool IsPost() const { return isPost_; }
 

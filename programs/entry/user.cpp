@@ -47,14 +47,8 @@ Json::Value RemoveKey(const Request &asked) {
 
 // ---- for administrators ------------------------------------------------------------------------
 
-void RequireAdministrator(const Request &asked) {
-    if (!tonvale_service::IsAdministrator(asked.User().GetLoginUserName())) {
-        throw Refusal{Code::kNotPermitted};
-    }
-}
-
 Json::Value List(const Request &asked) {
-    RequireAdministrator(asked);
+    asked.RequireAdministrator();
     Json::Value data(Json::objectValue);
     data["users"] = tonvale_service::UserList();
     for (Json::Value &user : data["users"]) {
@@ -64,7 +58,7 @@ Json::Value List(const Request &asked) {
 }
 
 Json::Value Add(const Request &asked) {
-    RequireAdministrator(asked);
+    asked.RequireAdministrator();
     tonvale_service::AddUser(asked.RequiredText("name"), asked.Flag("administrator"),
                              asked.RequiredText("password"));
     return Json::Value(Json::objectValue);
@@ -72,7 +66,7 @@ Json::Value Add(const Request &asked) {
 
 // A user's rights, password, or both.
 Json::Value Change(const Request &asked) {
-    RequireAdministrator(asked);
+    asked.RequireAdministrator();
     const std::string name = asked.RequiredText("name");
     const auto password = asked.Given("password");
     const bool setsRights = asked.Given("permissions").has_value();
@@ -90,7 +84,7 @@ Json::Value Change(const Request &asked) {
 }
 
 Json::Value Remove(const Request &asked) {
-    RequireAdministrator(asked);
+    asked.RequireAdministrator();
     const std::string name = asked.RequiredText("name");
     if (name == asked.User().GetLoginUserName()) {
         throw Refusal{Code::kNotPermitted};

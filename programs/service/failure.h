@@ -96,6 +96,7 @@ enum class Reason {
     kNoEqualizerSelected,
     kNoSuchSession,  // (id)
     kNoSuchKey,      // (id)
+    kNoScanRuns,
 
     // kExists
     kPlaylistExists,  // (path)
@@ -103,11 +104,14 @@ enum class Reason {
     kPinExists,
     kUserExists,  // (name)
     kTooManyKeys,
+    kScanRuns,  // of everything
 
     // kBusy
     kSettingsLocked,   // (path)
     kPlaylistLocked,   // (path) somebody else writes it
     kTooManyAttempts,  // wrong passwords
+    kIndexerAway,      // none that follows changes
+    kEventsAway,
 
     // kFailed
     kLibraryAway,

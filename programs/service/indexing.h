@@ -6,39 +6,19 @@
 
 #include <json/value.h>
 
-#include <string>
+#include "varn/scan_state.h"
 
 namespace tonvale_service {
 
-struct Indexing {
-    // True while an indexer follows changes, which StartIndexing needs.
+// What varn/scan_state.h tells, and:
+struct Indexing : varn::scan::State {
+    // An indexer follows changes, which StartIndexing needs.
     bool isWatched = false;
-
-    // The scan that runs. Small ones, of files that have just changed, count.
-    bool isRunning = false;
-    bool isWhole = false;  // it looks at everything
-    std::string phase;     // "looking" at what there is, then "indexing" what is new; "" for none
-    long long done = 0;    // files of this phase
-    long long total = 0;   // of this phase; 0 while that is not known, as it is not while looking
-
-    // The last scan, or the one that runs: seconds since 1970, 0 where there was none. `ended` is 0
-    // while it runs, and where its process was killed.
-    long long started = 0;
-    long long ended = 0;
-    // What the last scan that came to its end has changed. Zero while another one runs.
-    long long added = 0;
-    long long changed = 0;
-    long long moved = 0;
-    long long removed = 0;
-    long long failed = 0;  // files that cannot be read
-
-    // The last problem since a scan of everything began: a sentence that may name paths, which are
-    // for administrators alone; "" for none.
-    std::string problem;
 };
 
 // The state of this moment. What a process that has ended left behind is not believed. Never fails:
-// without any trace of a scan all is as above. Takes some 30 microseconds.
+// without any trace of a scan all is as for a library that was never scanned. Takes some
+// 30 microseconds. For the package's account and root; others see no trace.
 Indexing IndexingState();
 
 // The state as the web API tells it: `is_running`, and with `withDetails`, for administrators, all

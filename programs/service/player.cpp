@@ -224,6 +224,17 @@ std::vector<std::string> Words(const std::string &text) {
 
 }  // namespace
 
+void HidePath(Json::Value &song) {
+    Json::Value path;
+    if (!song.isObject() || !song.removeMember("path", &path) || !path.isString()) {
+        return;
+    }
+    if (!song["title"].isString() || song["title"] == "") {
+        const std::string text = path.asString();
+        song["title"] = text.substr(text.rfind('/') + 1);
+    }
+}
+
 Json::Value PlayerInfo(const std::string &renderer) {
     if (renderer.empty()) {
         return Ask(VARNAudioPlayerInfo);

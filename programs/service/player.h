@@ -24,6 +24,10 @@ Json::Value PlayerQueue(int offset, int limit);
 Json::Value PlayerRenderers(int offset, int limit);
 Json::Value PlayerServers(int offset, int limit);
 
+// Makes a song as everybody may see it who may use the player: of somebody's own music, too, the
+// title, but not where it lies.
+void HidePath(Json::Value &song);
+
 // What a command takes.
 enum class Takes {
     kNothing,

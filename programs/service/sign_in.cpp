@@ -5,15 +5,20 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <map>
 #include <optional>
+#include <set>
 #include <string_view>
 #include <thread>
+#include <utility>
 
 #include "keys.h"
 #include "login_store.h"
 #include "network.h"
 #include "sessions.h"
+#include "settings.h"
 #include "slot.h"
+#include "tonvale/settings.h"
 #include "varn/crypt.h"
 #include "varn/handles.h"
 #include "varn/logins.h"
@@ -207,6 +212,22 @@ SignIn Find(const Credentials &credentials, bool hasTime) {
     return {};
 }
 
+// Of those with this proof, as PostgreSQL writes an array.
+std::string IdsOf(std::span<const Lasting *const> logins, Proof proof) {
+    std::string ids = "{";
+    for (const Lasting *login : logins) {
+        if (login->proof == proof) {
+            ids += (ids.size() > 1 ? "," : "") + std::to_string(login->who.id);
+        }
+    }
+    return ids + "}";
+}
+
+constexpr char kLeft[] =
+    "SELECT 1 AS proof, id FROM session WHERE id = ANY('@VARN:VAR'::integer[]) "
+    "AND last_used > now() - interval '30 days' "
+    "UNION ALL SELECT 2, id FROM access_key WHERE id = ANY('@VARN:VAR'::integer[])";
+
 }  // namespace
 
 SignIn SignInNow(const Credentials &credentials) {
@@ -238,6 +259,32 @@ SignIn SignInByPassword(const std::string &user, const std::string &password,
                         const std::string &address) {
     const auto login = LoginOf(user, password);
     return login ? Verified(*login, address) : Refused();
+}
+
+Lasting MakeLasting(Proof proof, const Holder &who) {
+    return {proof, who, LoginStamp(who.name)};
+}
+
+std::vector<bool> WhichLast(std::span<const Lasting *const> logins) {
+    std::set<std::pair<Proof, int>> left = {{Proof::kPassword, 0}};
+    for (const varn::Row row : RunOnLogins(
+             varn::Sql(kLeft, IdsOf(logins, Proof::kSession), IdsOf(logins, Proof::kKey)))) {
+        left.emplace(row.Number("proof") == 1 ? Proof::kSession : Proof::kKey,
+                     static_cast<int>(row.Number("id")));
+    }
+    std::map<std::string, std::string> stamps;  // of users who may use the server
+    std::vector<bool> last;
+    for (const Lasting *login : logins) {
+        const std::string &name = login->who.name;
+        const auto [stamp, isNew] = stamps.try_emplace(name);
+        if (isNew && AccountName(login->who.uid) == name &&
+            AudioUsers::GetUserPermission(name) != 0) {
+            stamp->second = LoginStamp(name);
+        }
+        last.push_back(stamp->second == login->stamp &&
+                       left.contains({login->proof, login->who.id}));
+    }
+    return last;
 }
 
 }  // namespace tonvale_service

@@ -3,7 +3,9 @@
 
 #include <functional>
 #include <optional>
+#include <span>
 #include <string>
+#include <vector>
 
 #include "holder.h"
 
@@ -53,5 +55,17 @@ SignIn SignInByKey(const std::string &user, const FindHolder &find, const std::s
 // A name and its password, in the same way.
 SignIn SignInByPassword(const std::string &user, const std::string &password,
                         const std::string &address);
+
+// A login that lasts, and what it is bound to.
+struct Lasting {
+    Proof proof;
+    Holder who;
+    std::string stamp;  // LoginStamp
+};
+Lasting MakeLasting(Proof proof, const Holder &who);
+
+// Which of them still hold, in their order: the session or key is there, the user has the same
+// password, and may use the server. One statement for all.
+std::vector<bool> WhichLast(std::span<const Lasting *const> logins);
 
 }  // namespace tonvale_service

@@ -124,6 +124,7 @@ constexpr Wording kWordings[] = {
     {Reason::kNoEqualizerSelected, "no equalizer profile is selected, or it is off"},
     {Reason::kNoSuchSession, "there is no session {}"},
     {Reason::kNoSuchKey, "there is no key {}; 'tonvale user key list' shows them"},
+    {Reason::kNoScanRuns, "no scan runs"},
 
     {Reason::kPlaylistExists, "there is already a playlist {}"},
     {Reason::kLinkExists,
@@ -131,12 +132,17 @@ constexpr Wording kWordings[] = {
     {Reason::kPinExists, "that is pinned already"},
     {Reason::kUserExists, "there is a user {} already; 'tonvale user passwd' changes the password"},
     {Reason::kTooManyKeys, "a user has 100 keys at most; 'tonvale user key remove' takes one away"},
+    {Reason::kScanRuns, "a scan of everything runs already"},
 
     {Reason::kSettingsLocked,
      "the settings cannot be locked: see that {} can be opened, and try again when nobody else "
      "changes them"},
     {Reason::kPlaylistLocked, "{} cannot be locked: try again when nobody else changes playlists"},
     {Reason::kTooManyAttempts, "too many wrong passwords; try again later"},
+    {Reason::kIndexerAway,
+     "no indexer follows changes: it is being started again, or 'tonvale serve' was told "
+     "--no-watch; try again later"},
+    {Reason::kEventsAway, "events are not sent at the moment; try again later"},
 
     {Reason::kLibraryAway, "the library did not answer; the lines above tell why"},
     {Reason::kFileNotWritten,

@@ -184,8 +184,8 @@ void AddServe(const Verb &app) {
     verb.AddText("--tls", *tls, "Serve over TLS, with a certificate and its key in PEM files")
         .ValueName("CERTIFICATE KEY")
         .Pair();
-    verb.AddFlag("--watch", options->isWatched,
-                 "Follow every change of the music, as 'tonvale index --watch' does");
+    verb.AddFlag("--watch,!--no-watch", options->isWatched,
+                 "Follow every change of the music (the default), or do not");
     verb.Do([options, tls] { return Serve(*options, *tls); });
 }
 

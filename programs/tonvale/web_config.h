@@ -25,7 +25,7 @@ struct WebOptions {
     WebAddress address;
     std::string certificate;  // for TLS, as the key: absolute paths
     std::string key;
-    bool isWatched = false;  // the indexer runs beside it and follows every change
+    bool isWatched = true;  // the indexer runs beside it and follows every change
 };
 
 // Writes "/var/run/Tonvale-web/nginx.conf". Fails where `trusted_proxies` of audio.conf lists

@@ -215,6 +215,7 @@ Outcome WebServer::Start(const WebOptions &options) {
         }
         std::this_thread::sleep_for(kPollInterval);
     }
+    children_->Keep({.arguments = {ProgramDir() + "/tonvale-events"}});
     if (options.isWatched) {
         children_->Keep({.arguments = {Indexer(), "--watch"}});
     }

@@ -69,6 +69,35 @@ bool PrintSummary(const Counts &counts) {
     return std::cout.good();
 }
 
+// Tells others of a scan while it runs, how it ended, and what it has changed.
+template <typename Job>
+Counts Published(bool isWhole, const varnindex::ScanOptions &options, Reporter &reporter,
+                 const Job &job) {
+    if (options.dryRun) {
+        return job();
+    }
+    varn::scan::Publisher publisher(isWhole);
+    reporter.Publish(&publisher);
+    const auto tell = [&](const char *problem) {
+        reporter.Publish(nullptr);
+        if (problem != nullptr) {
+            publisher.Tell(problem);
+        }
+    };
+    try {
+        const Counts counts = job();
+        tell(nullptr);
+        publisher.SetChanges(counts.Changes());
+        return counts;
+    } catch (const varnindex::Stopped &) {
+        tell("the scan was stopped; the next scan of everything goes on from there");
+        throw;
+    } catch (const std::exception &error) {
+        tell(error.what());
+        throw;
+    }
+}
+
 // A scan of everything does what the library asked for while no indexer watched.
 Counts IndexAll(varnindex::Database &database, const Folders &folders,
                 const varnindex::ScanOptions &options, Reporter &reporter) {
@@ -105,7 +134,9 @@ int IndexGiven(varnindex::Database &database, const Folders &folders, const Opti
     paths.erase(unknown, paths.end());
     bool isDone = slips.empty();
     if (!paths.empty()) {
-        const Counts counts = IndexPaths(database, folders, paths, options.scan, reporter);
+        const Counts counts = Published(false, options.scan, reporter, [&] {
+            return IndexPaths(database, folders, paths, options.scan, reporter);
+        });
         reporter.Finish();
         isDone = PrintSummary(counts) && !counts.heldBack && isDone;
     }
@@ -128,7 +159,9 @@ int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter
     if (!options.paths.empty()) {
         return IndexGiven(database, folders, options, reporter);
     }
-    const Counts counts = IndexAll(database, folders, options.scan, reporter);
+    const Counts counts = Published(true, options.scan, reporter, [&] {
+        return IndexAll(database, folders, options.scan, reporter);
+    });
     reporter.Finish();
     return PrintSummary(counts) && !counts.heldBack ? EXIT_SUCCESS : EXIT_FAILURE;
 }
@@ -150,7 +183,7 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
         return varnindex::JobResult::kDone;
     };
     varnindex::ScanOptions first = given;
-    first.isStopped = varnindex::IsStopRequested;
+    first.isStopped = [] { return varnindex::IsStopRequested() || varn::scan::IsAskedToStop(); };
     // Later scans neither purge nor read everything: a disk that goes away would be purged.
     varnindex::ScanOptions later = first;
     later.full = false;
@@ -165,14 +198,17 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     jobs.folders = [] { return Folders::Configured().Roots(); };
     jobs.indexPaths = [&](const std::vector<std::string> &paths) {
         return withDatabase([&](varnindex::Database &database, const Folders &folders) {
-            tell(IndexPaths(database, folders, paths, later, reporter));
+            tell(Published(false, later, reporter,
+                           [&] { return IndexPaths(database, folders, paths, later, reporter); }));
         });
     };
     jobs.indexAll = [&] {
         return withDatabase([&](varnindex::Database &database, const Folders &folders) {
             const varnindex::ScanOptions options = isFirst ? first : later;
             first.purge = false;  // should it not come to its end: who knows when the next does
-            const Counts counts = IndexLibrary(database, folders, options, reporter);
+            const Counts counts = Published(true, options, reporter, [&] {
+                return IndexLibrary(database, folders, options, reporter);
+            });
             std::exchange(isFirst, false) ? void(PrintSummary(counts)) : tell(counts);
         });
     };
@@ -211,9 +247,12 @@ int Index(Options options) {
             return Complain(varnindex::Printable(path) + problem);
         }
     }
-    if (folders.Empty() && options.paths.empty()) {
+    if (folders.Empty() && options.paths.empty() && !options.watch) {
         return Complain(
             "no folder is indexed; register one with \"tonvale init --music DIR\", or name one");
+    }
+    if (!options.watch && !options.scan.dryRun) {
+        options.scan.isStopped = varn::scan::IsAskedToStop;
     }
     varnindex::SilenceTagLib();
     Reporter reporter(std::cerr, isatty(STDERR_FILENO) == 1,
@@ -221,6 +260,9 @@ int Index(Options options) {
     try {
         return options.watch ? WatchFolders(options.scan, reporter)
                              : IndexOnce(options, folders, reporter);
+    } catch (const varnindex::Stopped &) {
+        reporter.Finish();
+        return Complain("the scan was stopped; the next one goes on from there");
     } catch (const varnindex::DatabaseError &error) {
         reporter.Finish();
         return Complain(std::string("the database refused: ") + error.what() +

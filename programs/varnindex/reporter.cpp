@@ -37,6 +37,9 @@ void Reporter::WarnOfAll(const std::vector<std::string> &texts) {
 
 void Reporter::Warn(std::string_view text) {
     ++warnings_;
+    if (publisher_ != nullptr) {
+        publisher_->Tell(Printable(std::string(text)));
+    }
     if (detail_ == Detail::kAll || warnings_ <= kBriefWarnings) {
         ClearBar();
         out_ << "varnindex: " << text << '\n' << std::flush;
@@ -56,10 +59,17 @@ void Reporter::StartPhase(std::string_view name, std::size_t total) {
     done_ = 0;
     started_ = Clock::now();
     drawn_ = started_;
+    if (publisher_ != nullptr) {
+        publisher_->StartPhase(name == "Looking" ? "looking" : "indexing",
+                               static_cast<long long>(total));
+    }
 }
 
 void Reporter::Step() {
     ++done_;
+    if (publisher_ != nullptr) {
+        publisher_->Step();
+    }
     if (isTerminal_) {
         const auto now = Clock::now();
         if (now - drawn_ >= kRedraw) {

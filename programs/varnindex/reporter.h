@@ -8,6 +8,8 @@
 #include <string_view>
 #include <vector>
 
+#include "varn/scan_state.h"
+
 namespace varnindex {
 
 class Reporter {
@@ -23,6 +25,9 @@ class Reporter {
     Reporter(const Reporter &) = delete;
     Reporter &operator=(const Reporter &) = delete;
 
+    // From now on a scan is told to others, too; null: no more.
+    void Publish(varn::scan::Publisher *publisher) { publisher_ = publisher; }
+
     void Warn(std::string_view text);
     void WarnOfAll(const std::vector<std::string> &texts);
 
@@ -31,7 +36,7 @@ class Reporter {
     bool ListsChanges() const { return list_ != nullptr; }
     void Tell(std::string_view what, std::string_view path);
 
-    // Starts a phase of `total` files; 0 when that is not known.
+    // Starts a phase, "Looking" or "Indexing", of `total` files; 0 when that is not known.
     void StartPhase(std::string_view name, std::size_t total);
     // Counts one file. Draws now and then.
     void Step();
@@ -47,6 +52,7 @@ class Reporter {
 
     std::ostream &out_;
     std::ostream *list_ = nullptr;
+    varn::scan::Publisher *publisher_ = nullptr;
     bool isTerminal_;
     Detail detail_;
     std::size_t warnings_ = 0;

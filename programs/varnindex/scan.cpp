@@ -439,6 +439,15 @@ void Scan::RemoveLeft() {
 
 }  // namespace
 
+varn::scan::Changes Counts::Changes() const {
+    const auto sum = [this](std::size_t songs, std::size_t ListCounts::*lists) {
+        return static_cast<long long>(songs + playlists.*lists + sheets.*lists);
+    };
+    return {sum(added, &ListCounts::added), sum(changed, &ListCounts::changed),
+            sum(moved, &ListCounts::moved), sum(removed, &ListCounts::removed),
+            static_cast<long long>(failed)};
+}
+
 Counts IndexLibrary(Database &database, const Folders &configured, const ScanOptions &options,
                     Reporter &reporter) {
     Folders folders = configured;

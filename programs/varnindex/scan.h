@@ -31,6 +31,7 @@ struct Counts {
         return added + changed + moved + removed + failed > 0 || playlists.AnyChange() ||
                sheets.AnyChange();
     }
+    varn::scan::Changes Changes() const;
 };
 
 struct ScanOptions {

@@ -62,7 +62,7 @@ class Served : public DatabaseTest {
             return ServeCgi();
         }
         server_ = std::make_unique<Command>(
-            std::vector<std::string>{"serve", "--port", std::to_string(port_)});
+            std::vector<std::string>{"serve", "--no-watch", "--port", std::to_string(port_)});
         ASSERT_TRUE(server_->WaitForOutput("Serving at http://127.0.0.1:" + std::to_string(port_)))
             << server_->Signal(SIGTERM).err;
     }

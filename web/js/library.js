@@ -18,7 +18,10 @@ const ADDITIONAL = 'song_tag,song_audio,song_rating';
 const LONGEST_COVER_NAME = 1500;
 const COVER_SIZES = [96, 192, 384, 768];
 
-/** Tells `rated` (detail: ids and stars), `playlists`, `playlist` (detail: id) and `pins`. */
+/**
+ * Tells `rated` (detail: ids and stars), `playlists`, `playlist` (detail: id) and `pins`; and
+ * `library` when others have changed songs or playlists.
+ */
 export const changed = new EventTarget();
 
 /**

@@ -2,6 +2,7 @@
 
 import { h, Part, refill, setVars } from './dom.js';
 import { icon } from './icons.js';
+import { changed } from './library.js';
 import { placeFor } from './list-keys.js';
 import { Pages } from './pages.js';
 import { t } from './texts.js';
@@ -13,6 +14,14 @@ import { t } from './texts.js';
 
 const SPARE_ROWS = 5;
 const SCROLL_PAUSE = 70; // milliseconds; places that are scrolled past are not fetched
+
+/**
+ * @param {unknown} a
+ * @param {unknown} b
+ */
+function isSame(a, b) {
+  return a === b || JSON.stringify(a) === JSON.stringify(b);
+}
 
 /** @template T */
 export class LongList extends Part {
@@ -40,6 +49,7 @@ export class LongList extends Part {
       cancelAnimationFrame(this.#frame);
       this.#frame = requestAnimationFrame(() => this.#update());
     });
+    this.listen(changed, 'library', () => this.reload());
     this.listen(this, 'keydown', (event) => this.#onKey(event));
     this.listen(this, 'focusin', (event) => this.#onFocus(event));
     const watch = new ResizeObserver(() => this.#measure());
@@ -60,8 +70,9 @@ export class LongList extends Part {
   /**
    * @param {Source<T>} source
    * @param {Look<T>} look
+   * @param {Range} [range] what is fetched first
    */
-  show(source, look) {
+  show(source, look, range = [0, 1]) {
     this.#look = look;
     this.#sheet.setAttribute('aria-label', look.label);
     this.classList.toggle('is-grid', look.grid !== undefined);
@@ -70,14 +81,14 @@ export class LongList extends Part {
       () => this.#onFail());
     if (this.isConnected) {
       this.#measure();
-      this.#pages.want(...this.#range());
+      this.#pages.want(...range);
     }
   }
 
   /** Fetches everything anew, stays where it is, and shows what was there until then. */
   reload() {
     if (this.#pages && this.#look) {
-      this.show(this.#pages.source, this.#look);
+      this.show(this.#pages.source, this.#look, this.#range());
     }
   }
 
@@ -177,7 +188,7 @@ export class LongList extends Part {
   #place(index, after) {
     const item = this.at(index);
     const shown = this.#shown.get(index);
-    if (shown && shown.item === item) {
+    if (shown && (item === undefined || isSame(shown.item, item))) {
       return shown.element;
     }
     const look = /** @type {Look<T>} */ (this.#look);

@@ -3,6 +3,7 @@
 import { connection, needLogin } from './api.js';
 import { choice, choices, writeStored } from './choices.js';
 import { h } from './dom.js';
+import { startEvents } from './events.js';
 import { startKeys } from './keys.js';
 import { startMediaSession } from './media-session.js';
 import { openLogin } from './parts/login-form.js';
@@ -30,6 +31,7 @@ async function start() {
     const isSame = await learnPerson();
     if (isStarted) {
       sideBar.learn();
+      startEvents();
     }
     if (isStarted && !isSame) {
       showAgain();
@@ -58,7 +60,10 @@ async function start() {
   await learnPerson();
   isStarted = true;
   sideBar.learn();
-  setTimeout(fetchViews, VIEWS_PAUSE);
+  setTimeout(() => {
+    fetchViews();
+    startEvents();
+  }, VIEWS_PAUSE);
 }
 
 start();

@@ -53,7 +53,9 @@ export class Pages {
         this.#fetches.delete(page);
       }
     }
-    for (let page = first; page <= last && (page === 0 || page * size < this.#total); ++page) {
+    const isThere = (/** @type {number} */ page) =>
+      page === 0 || this.#total < 0 || page * size < this.#total;
+    for (let page = first; page <= last && isThere(page); ++page) {
       if (!this.#pages.has(page) && !this.#fetches.has(page)) {
         this.#fetch(page);
       }

@@ -46,6 +46,12 @@ struct Notice {
 // The longest line: every byte of two paths escaped, and the code.
 inline constexpr std::size_t kMaxLine = std::size_t{4} * 4096 + 16;
 
+// True while an indexer listens to notices, as far as this account may know.
+VARN_EXPORT bool IsListenedTo();
+
+// Asks the indexer that listens to look at everything: the notice "*". False when none does.
+VARN_EXPORT bool AskForEverything();
+
 // Reads one line, with or without its line feed. Nothing when it is no notice that VLIBVRNotify
 // would send.
 VARN_EXPORT std::optional<Notice> ParseLine(std::string_view line);

@@ -107,6 +107,10 @@ inline constexpr std::string_view kSpoolDir = "/var/spool/Tonvale";
 inline constexpr std::string_view kNotifySpool = "/var/spool/Tonvale/notify";
 inline constexpr std::string_view kNotifySocket = "/var/run/Tonvale/varnindex.sock";
 
+// What the indexer does (varn/scan_state.h), and where listeners to events are handed over.
+inline constexpr std::string_view kScanState = "/var/run/Tonvale/indexing";
+inline constexpr std::string_view kEventSocket = "/var/run/Tonvale/events.sock";
+
 // Lists as the programs have computed them (service/kept_list.h). Whatever is in it may go.
 inline constexpr std::string_view kKeptLists = "/var/run/Tonvale/lists";
 

@@ -18,6 +18,7 @@
 #include <utility>
 
 #include "varn/path.h"
+#include "varn/scan_state.h"
 #include "varn/systempath.h"
 #include "varnindex/database.h"
 #include "varnindex/descriptor.h"
@@ -220,7 +221,9 @@ void Watcher::ReadEvents() {
 
 void Watcher::Add(const varn::notify::Notice &notice) {
     if (notice.everything) {
+        // Somebody asks for it, and waits.
         batch_.everything = true;
+        pausedUntil_ = {};
         batch_.Touch();
     } else if (notice.code == VLIB_NOTIFY_DELETED) {
         if (const auto id = ParseRowId(notice.pathOrId)) {
@@ -312,9 +315,12 @@ bool Watcher::Try() {
                     "another indexer is at work on this library; this one goes on when it is done");
         } else if (result == JobResult::kNothingIndexed) {
             SayOnce(hindrance_, "no folder is indexed; what has changed is looked at when one is");
+            varn::scan::NoteProblem(hindrance_);
         }
         return result == JobResult::kDone;
     } catch (const Stopped &) {
+        // Somebody may not want it now: the next scan of everything does what is left.
+        return !IsStopRequested();
     } catch (const DatabaseError &error) {
         SayOnce(hindrance_,
                 std::string("the database refuses, and is tried again from time to time: ") +

@@ -2,7 +2,7 @@
 
 import { pin } from '../actions.js';
 import { h, refill } from '../dom.js';
-import { albums, albumSongs, coverAddress } from '../library.js';
+import { albums, albumSongs, changed, coverAddress } from '../library.js';
 import { albumCard, albumName, emptyNote, shelf } from '../parts/cards.js';
 import { banner } from '../parts/banner.js';
 import { cover } from '../parts/cover-art.js';
@@ -10,7 +10,7 @@ import { page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
 import { playSongs } from '../player.js';
 import { sourceOfItems } from '../pages.js';
-import { groupPath } from '../routes.js';
+import { groupPath, showAgain } from '../routes.js';
 import { length, t } from '../texts.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -58,6 +58,7 @@ export function view({ query }) {
   return page('album', albumName(album), (view) => {
     const get = (/** @type {AbortSignal} */ signal) => albumSongs(name, albumArtist, signal);
     view.append(h('div', { class: 'banner is-pending' }));
+    view.listen(changed, 'library', showAgain);
     view.fetch(get, (songs) => {
       if (songs.length === 0) {
         refill(view, emptyNote('albums', t('error.404')));

@@ -88,7 +88,7 @@ export function view() {
     view.listen(changed, 'pins', () => showPins(view, pinned));
 
     const newest = albums({ sort_by: 'date', sort_direction: 'DESC' });
-    view.fetch((signal) => newest.fetch(0, SHELF, signal), ({ items }) => {
+    const showNewest = () => view.fetch((signal) => newest.fetch(0, SHELF, signal), ({ items }) => {
       if (items.length === 0) {
         refill(view, emptyNote('albums', t('home.empty'), t('home.empty.hint')));
         return;
@@ -96,6 +96,8 @@ export function view() {
       refill(recent, shelf(t('home.recent'), items.map((album) => albumCard(album)),
         showAll('/albums?sort=date')));
     });
+    showNewest();
+    view.listen(changed, 'library', showNewest);
     const loved = albums({ sort_by: 'star', sort_direction: 'DESC' });
     view.fetch((signal) => loved.fetch(0, SHELF, signal), ({ items }) => {
       const found = items.filter(({ star = 0 }) => star > 0);

@@ -115,11 +115,18 @@ function people(view) {
   return place;
 }
 
+/** @param {PageView} view */
+function indexing(view) {
+  const place = h('div');
+  import('../parts/indexing.js').then(({ showIndexing }) => showIndexing(place, view.signal));
+  return place;
+}
+
 export function view() {
   return page('settings', t('nav.settings'), (view) => {
     const draw = () => {
       refill(view, pageHead(t('nav.settings')).head, look(), playing(), library(), account(view),
-        may('sharing') && shareLinks(view), people(view),
+        may('sharing') && shareLinks(view), people(view), indexing(view),
         h('p', { class: 'soft small' }, t('settings.about', { version: person()?.version ?? '' })));
     };
     if (person()) {

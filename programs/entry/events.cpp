@@ -1,0 +1,43 @@
+// VARN.Tonvale.Events: what happens, as server-sent events. One process tells all listeners
+// (service/event_socket.h): here they are only let in.
+#include <unistd.h>
+
+#include <string>
+
+#include "action.h"
+#include "service/event_socket.h"
+#include "worker.h"
+
+namespace tonvale_entry {
+
+namespace {
+
+class Listen : public MediaAction {
+  public:
+    using MediaAction::MediaAction;
+
+  protected:
+    bool Send() override {
+        if (!IsOfServer()) {
+            throw Refusal{Code::kNoSuchMethod, "", "events come from 'tonvale serve' alone"};
+        }
+        if (Asked().WantsHeaderOnly()) {
+            throw Refusal{Code::kNoSuchMethod};
+        }
+        const VARN::APIRequest &user = Asked().User();
+        tonvale_service::HandOver(Asked().ProvedBy(),
+                                  {user.GetLoginUID(), user.GetLoginUserName(), Asked().ProofId()},
+                                  STDOUT_FILENO);
+        return true;
+    }
+};
+
+constexpr Method kMethods[] = {
+    {.name = "listen", .make = Make<Listen>, .isMedia = true, .takesRoot = false},
+};
+
+}  // namespace
+
+const Api kEventsApi{"VARN.Tonvale.Events", kMethods};
+
+}  // namespace tonvale_entry

@@ -1,0 +1,32 @@
+// How a client's connection comes to the process that tells all listeners of events.
+//
+// A worker that knows who asks sends the connection over a local datagram socket, and is done with
+// it. Only the package's account and root can open the socket.
+#pragma once
+
+#include <optional>
+
+#include "sign_in.h"
+#include "varn/descriptor.h"
+
+namespace tonvale_service {
+
+// Hands a connection over, on which nothing was written; the caller closes its own descriptor. The
+// other process writes the whole answer, also a refusal. Waits a second at most. Throws a Failure:
+// kEventsAway where nobody takes it.
+void HandOver(Proof proof, const Holder &who, int connection);
+
+// The socket of the process that takes connections. Throws std::system_error.
+varn::UniqueFd OpenEventSocket();
+
+struct Handed {
+    Proof proof;
+    Holder who;
+    varn::UniqueFd connection;
+};
+
+// The next connection that was handed over; nothing when there is none. What is no connection is
+// passed over.
+std::optional<Handed> TakeHanded(int socket);
+
+}  // namespace tonvale_service

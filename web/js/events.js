@@ -1,0 +1,110 @@
+// What the server tells while the page is in sight: server-sent events, over one connection.
+
+import { addressOf, call } from './api.js';
+import { changed } from './library.js';
+
+/**
+ * `library`: the numbers of its songs and playlists; `scan`: what the indexer does; `player`: what
+ * the server's own player does, null without one.
+ * @typedef {'library' | 'scan' | 'player'} EventName
+ */
+
+const NAMES = /** @type {const} */ (['library', 'scan', 'player']);
+const PAUSES = [1000, 2000, 5000, 15000, 60000];
+const HIDDEN_FOR = 30000;
+
+const told = new EventTarget();
+/** @type {Map<EventName, any>} */
+const last = new Map();
+
+/** @type {EventSource | null} */
+let source = null;
+let isStarted = false;
+let tries = 0;
+let timer = 0;
+
+/**
+ * Calls with what was told last, if anything was, and then with each event of this name.
+ * @param {EventName} name
+ * @param {(data: any) => void} listen
+ * @param {AbortSignal} [signal]
+ */
+export function onEvent(name, listen, signal) {
+  told.addEventListener(name, (event) => listen(/** @type {CustomEvent} */ (event).detail),
+    { signal });
+  if (last.has(name)) {
+    listen(last.get(name));
+  }
+}
+
+/**
+ * @param {EventName} name
+ * @param {any} data
+ */
+function take(name, data) {
+  const before = last.get(name);
+  last.set(name, data);
+  told.dispatchEvent(new CustomEvent(name, { detail: data }));
+  if (name === 'library' && before) {
+    if (data.playlists !== before.playlists) {
+      changed.dispatchEvent(new CustomEvent('playlists'));
+    }
+    changed.dispatchEvent(new CustomEvent('library'));
+  }
+}
+
+function close() {
+  clearTimeout(timer);
+  source?.close();
+  source = null;
+}
+
+function openLater() {
+  close();
+  const pause = PAUSES[Math.min(tries++, PAUSES.length - 1)];
+  timer = setTimeout(open, pause * (0.5 + Math.random()));
+}
+
+/** @param {'login' | 'replaced' | 'server'} reason */
+async function onBye(reason) {
+  close();
+  if (reason === 'server') {
+    openLater();
+  } else if (reason === 'login') {
+    await call('Info', 'get'); // brings the login
+    open();
+  } // else another window of this browser listens, until this one is looked at again
+}
+
+function open() {
+  close();
+  if (!isStarted || document.hidden) {
+    return;
+  }
+  source = new EventSource(addressOf('Events', 'listen', {}));
+  for (const name of NAMES) {
+    source.addEventListener(name, ({ data }) => {
+      tries = 0;
+      take(name, JSON.parse(data));
+    });
+  }
+  source.addEventListener('bye', ({ data }) => onBye(JSON.parse(data).reason));
+  source.addEventListener('error', openLater);
+}
+
+/** Listens from now on; after a login at once. */
+export function startEvents() {
+  isStarted = true;
+  tries = 0;
+  open();
+}
+
+document.addEventListener('visibilitychange', () => {
+  clearTimeout(timer);
+  if (document.hidden) {
+    timer = setTimeout(close, HIDDEN_FOR);
+  } else if (!source) {
+    tries = 0;
+    open();
+  }
+});
