@@ -74,9 +74,9 @@ std::string Inside(const std::string &path) {
 }
 
 // The folders that a walk through the library begins with.
-std::string Roots(const WebapiLibrary &user) {
+std::string Roots(const std::string &user) {
     std::vector<std::string> paths = varn::host::IndexedFolders();
-    paths.push_back(AudioFile::GetHomeMusicPath(user.userName));
+    paths.push_back(AudioFile::GetHomeMusicPath(user));
     std::string list;
     for (const std::string &path : paths) {
         std::string normal = std::filesystem::path(path).lexically_normal().string();
@@ -156,7 +156,7 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
                                      const WebapiLibrary &writer) {
     const std::string inside = row != 0 ? Inside(PathOf(request, row)) : "";
-    const std::string ofFolders = row != 0 ? inside : Roots(writer);
+    const std::string ofFolders = row != 0 ? inside : Roots(writer.userName);
     const std::string ofSongs = row != 0 ? inside : "false";
     const auto folders = static_cast<int>(
         std::min<int64_t>(Count(request, VARN_TABLE_DIRECTORY, ofFolders), INT_MAX));
@@ -186,6 +186,31 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
         std::make_unique<SongPage>(std::move(rows), writer, request.offset, folders + songs);
     page->Head()["folders"] = std::move(list);
     return page;
+}
+
+FolderContents ContentsOf(const ListRequest &request, int row, const std::string &user) {
+    const std::string path = row != 0 ? PathOf(request, row) : "";
+    const std::string inside = row != 0 ? Inside(path) : "";
+    FolderContents contents;
+    contents.songs = row != 0 ? inside : "false";
+    const auto read = [&](const std::string &condition, const auto &take) {
+        const Tonvale::MediaHandle rows =
+            Open(request, condition, Expression(kByName) + ", path", 0, 0);
+        for (int i = 0; i < rows->rowCount; ++i) {
+            take(FolderFacts{FolderId(rows, i), FieldOf(rows, i, "title")});
+        }
+    };
+    read(row != 0 ? inside : Roots(user),
+         [&](FolderFacts folder) { contents.folders.push_back(std::move(folder)); });
+    if (row != 0) {
+        const auto is = [](const std::string &folder) {
+            return varn::Sql("path = '@VARN:VAR'", folder).value_or("false");
+        };
+        read(is(path), [&](FolderFacts folder) { contents.folder = std::move(folder); });
+        read(is(std::filesystem::path(path).parent_path().string()),
+             [&](const FolderFacts &above) { contents.parent = above.id; });
+    }
+    return contents;
 }
 
 }  // namespace tonvale_service

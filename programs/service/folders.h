@@ -4,6 +4,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "list.h"
 #include "page.h"
@@ -46,5 +47,20 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 // Failure.
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
                                      const Tonvale::webapi::WebapiLibrary &writer);
+
+// A folder, and what is in it, for front ends that write objects of their own.
+struct FolderFacts {
+    std::string id;
+    std::string name;
+};
+struct FolderContents {
+    FolderFacts folder;
+    std::string parent;  // the identifier of the folder that it is in, "" where that has none
+    std::vector<FolderFacts> folders;
+    std::string songs;  // SQL that is true for its songs by their `path`
+};
+
+// The same as ListInside, in whole; `user` is the name of the request's user. Throws a Failure.
+FolderContents ContentsOf(const ListRequest &request, int row, const std::string &user);
 
 }  // namespace tonvale_service

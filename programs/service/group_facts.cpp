@@ -1,6 +1,7 @@
 #include "group_facts.h"
 
 #include <cstring>
+#include <set>
 #include <utility>
 
 #include "kept_list.h"
@@ -68,7 +69,7 @@ std::string ArtistStatement(const ListRequest &request) {
            "sum(albums) AS albums, min(cover) AS cover FROM (" +
            role("g.album_artist", "1", "g.album_artist <> ''") + " UNION ALL " +
            role("g.artist", "1", "g.album_artist = ''") + " UNION ALL " +
-           role("g.artist", "0", "g.album_artist NOT IN ('', g.artist)") +
+           role("g.artist", "0", "upper(g.album_artist) NOT IN ('', upper(g.artist))") +
            ") a GROUP BY upper(name) ORDER BY " + Expression({"", "min(sort_name)", true}) +
            ", upper(name)";
 }
@@ -161,6 +162,37 @@ std::vector<ArtistFacts> AllArtists(const ListRequest &request) {
                                                      .albums = fields.Int(),
                                                      .cover = fields.Song()};
                               });
+}
+
+std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name) {
+    std::set<std::pair<std::string, std::string>> names;
+    AskTables([&](varn::Database &database) {
+        for (const varn::Row row : database.Query(
+                 "SELECT DISTINCT g.album, g.album_artist FROM song_text s JOIN tag_text g ON "
+                 "g.id = s.tags WHERE " +
+                 SeenSongs(request) + " AND " + IsOfArtist(name))) {
+            names.emplace(row.Text("album"), row.Text("album_artist"));
+        }
+    });
+    std::vector<AlbumFacts> albums = AllAlbums(request);
+    std::erase_if(albums, [&](const AlbumFacts &album) {
+        return !names.contains({album.name, album.albumArtist});
+    });
+    return albums;
+}
+
+std::map<std::pair<std::string, std::string>, Marks> AlbumMarks(uid_t uid) {
+    std::map<std::pair<std::string, std::string>, Marks> marks;
+    AskTables([&](varn::Database &database) {
+        for (const varn::Row row : database.Query(
+                 "SELECT album, album_artist, round(avg(star))::integer AS stars FROM rating_track "
+                 "JOIN album_track USING (track) WHERE star > 0 AND userid = " +
+                 std::to_string(static_cast<int>(uid)) + " GROUP BY album, album_artist")) {
+            marks[{row.Text("album"), row.Text("album_artist")}] = {
+                .stars = static_cast<int>(row.Number("stars"))};
+        }
+    });
+    return marks;
 }
 
 long long LibraryRead(const ListRequest &request) {

@@ -2,7 +2,9 @@
 // change of the library (kept_list.h), so that a page in any order is cut from memory.
 #pragma once
 
+#include <map>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "song_facts.h"
@@ -41,6 +43,11 @@ struct GenreFacts {
 // Failure.
 std::vector<AlbumFacts> AllAlbums(const ListRequest &request);
 std::vector<ArtistFacts> AllArtists(const ListRequest &request);
+// Albums with a song whose artist or album artist it is, in any case.
+std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name);
+// What the user has put on albums, by name and album artist; those without are left out.
+std::map<std::pair<std::string, std::string>, Marks> AlbumMarks(uid_t uid);
+
 // When the library was read last because something in it had changed, seconds since 1970.
 long long LibraryRead(const ListRequest &request);
 std::vector<GenreFacts> AllGenres(const ListRequest &request);

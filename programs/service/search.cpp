@@ -86,17 +86,29 @@ struct Found {
     int64_t total = 0;
 };
 
-Found FindSongs(varn::Database &database, const SearchTerms &terms, const Field &field,
-                const ListRequest &request) {
-    const std::string from = " FROM song_text s WHERE " + Candidates(database, terms, field) +
-                             " AND " + Matches(terms, field) + " AND " + SeenSongs(request);
-    Found found;
+// What stands after FROM for the songs that match.
+std::string FromMatching(varn::Database &database, const SearchTerms &terms, const Field &field,
+                         const ListRequest &request) {
+    return " FROM song_text s WHERE " + Candidates(database, terms, field) + " AND " +
+           Matches(terms, field) + " AND " + SeenSongs(request);
+}
+
+std::vector<int> MatchingIds(varn::Database &database, const SearchTerms &terms, const Field &field,
+                             const ListRequest &request, const std::string &from) {
+    std::vector<int> ids;
     for (const varn::Row row :
          database.Query("SELECT s.track" + from + " ORDER BY " + RankOf(terms, field) + ", " +
                         Expression({"title", "s.title_sort", true}) + ", s.track" +
                         Paged(request.offset, request.limit))) {
-        found.ids.push_back(static_cast<int>(row.Number("track")));
+        ids.push_back(static_cast<int>(row.Number("track")));
     }
+    return ids;
+}
+
+Found FindSongs(varn::Database &database, const SearchTerms &terms, const Field &field,
+                const ListRequest &request) {
+    const std::string from = FromMatching(database, terms, field, request);
+    Found found{MatchingIds(database, terms, field, request, from)};
     const auto count = static_cast<int64_t>(found.ids.size());
     const bool isLast =
         (count > 0 || request.offset == 0) && (request.limit == 0 || count < request.limit);
@@ -126,6 +138,17 @@ const std::vector<std::string> &SearchSortKeys() {
         return all;
     }();
     return keys;
+}
+
+std::vector<int> RowsThatMatch(const ListRequest &request, const std::string &keyword) {
+    const Field &field = kFields[0];
+    std::vector<int> rows;
+    AskTables([&](varn::Database &database) {
+        const SearchTerms terms(database, keyword);
+        rows = MatchingIds(database, terms, field, request,
+                           FromMatching(database, terms, field, request));
+    });
+    return rows;
 }
 
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,

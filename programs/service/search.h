@@ -25,6 +25,9 @@ std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::str
                                       const std::string &field,
                                       const Tonvale::webapi::WebapiLibrary &writer);
 
+// The rows of a page of the songs that have each word in one of their texts, best matches first.
+std::vector<int> RowsThatMatch(const ListRequest &request, const std::string &keyword);
+
 // The kinds of names that are searched: "albums", "artists" and "composers".
 const std::vector<std::string> &SearchedGroups();
 

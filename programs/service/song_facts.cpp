@@ -20,8 +20,9 @@ constexpr char kColumns[] =
     "g.album_artist, g.artist, g.composer, t.agg_genre, t.comment, t.year, t.disc, t.track, "
     "round(greatest(t.duration, 0))::integer AS seconds, t.bitrate, t.frequency, t.channel, "
     "t.filesize, extract(epoch FROM t.date)::bigint AS added, rg_track_gain, rg_track_peak, "
-    "rg_album_gain, rg_album_peak, coalesce(r.star, 0) AS star "
-    "FROM song_text s JOIN track t ON t.id = s.track JOIN tag_text g ON g.id = s.tags "
+    "rg_album_gain, rg_album_peak, coalesce(r.star, 0) AS star FROM ";
+constexpr char kJoins[] =
+    " s JOIN track t ON t.id = s.track JOIN tag_text g ON g.id = s.tags "
     "LEFT JOIN replaygain_track gain ON gain.track = s.track "
     "LEFT JOIN rating_track r ON r.track = s.track AND r.userid = ";
 
@@ -61,7 +62,7 @@ SongFacts FactsOf(const varn::Row &row) {
             .trackPeak = GainOf(row, "rg_track_peak"),
             .albumGain = GainOf(row, "rg_album_gain"),
             .albumPeak = GainOf(row, "rg_album_peak"),
-            .stars = number("star")};
+            .marks = {.stars = number("star")}};
 }
 
 std::string Made(const std::optional<std::string> &sql) {
@@ -87,12 +88,22 @@ Found FindRows(const ListRequest &request, const std::set<int> &rows) {
 
 }  // namespace
 
+std::string ByTitle() {
+    return Expression({"title", "t.title_sort", true}) + ", t.id";
+}
+
 std::vector<SongFacts> ChooseSongs(const ListRequest &request, const SongChoice &choice) {
-    const std::string statement = kColumns + std::to_string(static_cast<int>(request.uid)) +
-                                  " WHERE " + SeenSongs(request) +
-                                  (choice.condition.empty() ? "" : " AND " + choice.condition) +
-                                  (choice.order.empty() ? "" : " ORDER BY " + choice.order) +
-                                  Paged(choice.offset, choice.limit);
+    const std::string ordered = choice.order.empty() ? "" : " ORDER BY " + choice.order;
+    const std::string where = " WHERE " + SeenSongs(request) +
+                              (choice.condition.empty() ? "" : " AND " + choice.condition);
+    // A page is chosen before all of its songs' texts are read.
+    const bool isPage = choice.limit > 0;
+    const std::string chosen =
+        "(SELECT s.track, s.tags FROM song_text s JOIN track t ON t.id = s.track" + where +
+        ordered + Paged(choice.offset, choice.limit) + ")";
+    const std::string statement = kColumns + (isPage ? chosen : "song_text") + kJoins +
+                                  std::to_string(static_cast<int>(request.uid)) +
+                                  (isPage ? "" : where) + ordered;
     std::vector<SongFacts> songs;
     AskTables([&](varn::Database &database) {
         const varn::Rows rows = database.Query(statement);
@@ -148,6 +159,9 @@ std::string IsOfAlbum(const std::string &album, const std::string &albumArtist) 
 }
 
 std::string IsOfArtist(const std::string &name) {
+    if (name.empty()) {
+        return "g.album_artist = '' AND g.artist = ''";
+    }
     return Made(varn::Sql(
         "s.track IN (SELECT track FROM album_track WHERE album_artist_search = upper('@VARN:VAR') "
         "UNION ALL SELECT track FROM artist_track WHERE artist_search = upper('@VARN:VAR'))",

@@ -9,6 +9,14 @@
 
 namespace tonvale_service {
 
+// What a user has put on a song, or on the songs of an album together.
+struct Marks {
+    int stars = 0;                 // 1 to 5, of several songs the average; 0: none
+    int plays = 0;                 // 0: never played
+    long long lastPlayed = 0;      // seconds since 1970
+    long long favouriteSince = 0;  // seconds since 1970; 0: no favourite
+};
+
 struct SongFacts {
     SongId id;
     std::string path;
@@ -33,11 +41,11 @@ struct SongFacts {
     std::optional<double> trackPeak;
     std::optional<double> albumGain;
     std::optional<double> albumPeak;
-    int stars;  // of the user, 0 to 5
+    Marks marks;
 };
 
-// Which songs, in SQL over track `t`, tag_text `g` and song_text `s`; values have to be made safe
-// before (varn::Sql).
+// Which songs, in SQL over track `t` and song_text `s`, and without a limit over tag_text `g` and the
+// user's rating_track `r`; values have to be made safe before (varn::Sql).
 struct SongChoice {
     std::string condition = {};  // "": all
     std::string order = {};
@@ -48,6 +56,7 @@ struct SongChoice {
 // Orders of a choice.
 inline constexpr char kInAlbum[] = "t.disc, t.track, t.title_sort, t.id";
 inline constexpr char kByChance[] = "random()";
+std::string ByTitle();
 
 // The songs of a choice that the request's library has, in one statement. Of the request, library,
 // user and filters count. This and what follows throw a Failure.
@@ -62,7 +71,8 @@ std::vector<SongFacts> SongsOfIds(uid_t uid, const std::vector<SongId> &ids);
 
 // Conditions of a choice.
 std::string IsOfAlbum(const std::string &album, const std::string &albumArtist);
-std::string IsOfArtist(const std::string &name);  // or album artist, in any case
+// Or album artist, in any case; "" for the songs without either.
+std::string IsOfArtist(const std::string &name);
 std::string IsOfGenre(const std::string &genre);
 
 // A list of genres as it stands with a song.

@@ -254,6 +254,18 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibr
     return Open(request, condition, writer);
 }
 
+std::vector<int> SongRows(const ListRequest &request) {
+    const std::string condition = Condition(request.filters);
+    const std::string order = Order(request, condition, WebapiLibrary(request.uid, "", ""));
+    const ListKey key("songs", request, condition, order, false);
+    auto part = KeptPart(key, request.offset, request.limit);
+    if (!part || (part->version.songs != ReadVersion(request.uid).songs && !part->isYoung)) {
+        part = ComputePart(key, request.offset, request.limit,
+                           [&] { return SongOrder(request, condition, order); });
+    }
+    return RowsIn(part->records);
+}
+
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
                                        int64_t total, const WebapiLibrary &writer) {
     return std::make_unique<SongPage>(OpenInOrder(request, rows, TrackColumns(writer)), writer,

@@ -39,6 +39,9 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request,
                                     const Tonvale::webapi::WebapiLibrary &writer,
                                     const std::string &found = "");
 
+// The rows of the page of songs that a request asks for. Throws a Failure.
+std::vector<int> SongRows(const ListRequest &request);
+
 // The page of a list of `total` songs that has these rows, in their order. Throws a Failure.
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
                                        int64_t total, const Tonvale::webapi::WebapiLibrary &writer);

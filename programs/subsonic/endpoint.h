@@ -25,6 +25,10 @@ struct Endpoint {
     bool needsLogin = true;
 };
 
+extern const std::span<const Endpoint> kBrowsingEndpoints;
+extern const std::span<const Endpoint> kListEndpoints;
+extern const std::span<const Endpoint> kSearchEndpoints;
+extern const std::span<const Endpoint> kSimilarEndpoints;
 extern const std::span<const Endpoint> kSystemEndpoints;
 
 }  // namespace tonvale_subsonic

@@ -50,7 +50,7 @@ Json::Value NamesOf(const std::vector<std::string> &names, std::string (*id)(std
     return list;
 }
 
-Json::Value ArtistsOf(const std::string &name) {
+Json::Value ArtistNames(const std::string &name) {
     return NamesOf(name.empty() ? std::vector<std::string>() : std::vector{name}, ArtistId);
 }
 
@@ -58,6 +58,17 @@ void SetGenres(Json::Value &object, const std::vector<std::string> &genres) {
     object["genres"] = NamesOf(genres, nullptr);
     if (!genres.empty()) {
         object["genre"] = genres.front();
+    }
+}
+
+void SetMarks(Json::Value &object, const Marks &marks) {
+    SetNumber(object, "userRating", marks.stars);
+    SetNumber(object, "playCount", marks.plays);
+    if (marks.plays > 0) {
+        object["played"] = TimeText(marks.lastPlayed);
+    }
+    if (marks.favouriteSince > 0) {
+        object["starred"] = TimeText(marks.favouriteSince);
     }
 }
 
@@ -69,9 +80,9 @@ void SetTags(Json::Value &child, const SongFacts &song) {
     child["albumId"] = AlbumId(song.album, song.albumArtist);
     child["artist"] = OrElse(song.artist, kNoArtist);
     child["artistId"] = ArtistId(song.artist);
-    child["artists"] = ArtistsOf(song.artist);
+    child["artists"] = ArtistNames(song.artist);
     child["displayArtist"] = song.artist;
-    child["albumArtists"] = ArtistsOf(albumArtist);
+    child["albumArtists"] = ArtistNames(albumArtist);
     child["displayAlbumArtist"] = albumArtist;
     child["displayComposer"] = song.composer;
     child["contributors"] = Json::Value(Json::arrayValue);
@@ -120,13 +131,47 @@ void SetAlbum(Json::Value &object, const AlbumFacts &album) {
         object["artist"] = artist;
         object["artistId"] = ArtistId(artist);
     }
-    object["artists"] = ArtistsOf(artist);
+    object["artists"] = ArtistNames(artist);
     object["displayArtist"] = artist;
     object["duration"] = Json::Int64{album.seconds};
     object["created"] = TimeText(album.added);
     object["sortName"] = album.sortName;
     SetGenres(object, album.genres);
     SetNumber(object, "year", album.year);
+}
+
+Json::Value AlbumOf(const AlbumFacts &album) {
+    Json::Value object(Json::objectValue);
+    SetAlbum(object, album);
+    object["name"] = OrElse(album.name, kNoAlbum);
+    object["songCount"] = album.songs;
+    object["isCompilation"] = album.albumArtist.empty() && album.artist.empty();
+    return object;
+}
+
+Json::Value AlbumChildOf(const AlbumFacts &album) {
+    Json::Value object(Json::objectValue);
+    SetAlbum(object, album);
+    object["title"] = object["album"] = OrElse(album.name, kNoAlbum);
+    if (object.isMember("artistId")) {
+        object["parent"] = object["artistId"];
+    }
+    object["isDir"] = true;
+    object["isVideo"] = false;
+    object["mediaType"] = "album";
+    return object;
+}
+
+Json::Value ArtistOf(const ArtistFacts &artist) {
+    Json::Value object(Json::objectValue);
+    object["id"] = ArtistId(artist.name);
+    object["name"] = OrElse(artist.name, kNoArtist);
+    object["coverArt"] = object["id"];
+    object["albumCount"] = artist.albums;
+    object["sortName"] = artist.sortName;
+    object["roles"] = Json::Value(Json::arrayValue);
+    object["roles"].append(artist.isListed ? "albumartist" : "artist");
+    return object;
 }
 
 template <typename Facts, typename Is>
@@ -189,7 +234,7 @@ Json::Value ChildOf(const SongFacts &song) {
     child["coverArt"] = song.album.empty() ? Json::Value(id) : child["albumId"];
     child["path"] = AudioFile::GetSharePathByVolPath(song.path.c_str());
     child["created"] = TimeText(song.added);
-    SetNumber(child, "userRating", song.stars);
+    SetMarks(child, song.marks);
     return child;
 }
 
@@ -212,38 +257,25 @@ SongFacts FindSong(const Request &asked, const std::string &id) {
     return !found.empty() ? std::move(found.front()) : throw NoSuch("song", id);
 }
 
-Json::Value AlbumOf(const AlbumFacts &album) {
-    Json::Value object(Json::objectValue);
-    SetAlbum(object, album);
-    object["name"] = OrElse(album.name, kNoAlbum);
-    object["songCount"] = album.songs;
-    object["isCompilation"] = album.albumArtist.empty() && album.artist.empty();
-    return object;
-}
-
-Json::Value AlbumChildOf(const AlbumFacts &album) {
-    Json::Value object(Json::objectValue);
-    SetAlbum(object, album);
-    object["title"] = object["album"] = OrElse(album.name, kNoAlbum);
-    if (object.isMember("artistId")) {
-        object["parent"] = object["artistId"];
+Json::Value AlbumsOf(const Request &asked, const std::vector<AlbumFacts> &albums, AlbumForm form) {
+    const auto marks = AlbumMarks(asked.Uid());
+    Json::Value list(Json::arrayValue);
+    for (const AlbumFacts &album : albums) {
+        Json::Value object = form == AlbumForm::kAlbum ? AlbumOf(album) : AlbumChildOf(album);
+        if (const auto mark = marks.find({album.name, album.albumArtist}); mark != marks.end()) {
+            SetMarks(object, mark->second);
+        }
+        list.append(std::move(object));
     }
-    object["isDir"] = true;
-    object["isVideo"] = false;
-    object["mediaType"] = "album";
-    return object;
+    return list;
 }
 
-Json::Value ArtistOf(const ArtistFacts &artist) {
-    Json::Value object(Json::objectValue);
-    object["id"] = ArtistId(artist.name);
-    object["name"] = OrElse(artist.name, kNoArtist);
-    object["coverArt"] = object["id"];
-    object["albumCount"] = artist.albums;
-    object["sortName"] = artist.sortName;
-    object["roles"] = Json::Value(Json::arrayValue);
-    object["roles"].append(artist.isListed ? "albumartist" : "artist");
-    return object;
+Json::Value ArtistsOf(const Request &, const std::vector<ArtistFacts> &artists) {
+    Json::Value list(Json::arrayValue);
+    for (const ArtistFacts &artist : artists) {
+        list.append(ArtistOf(artist));
+    }
+    return list;
 }
 
 AlbumFacts FindAlbum(const Request &asked, const std::string &id) {
@@ -258,6 +290,10 @@ ArtistFacts FindArtist(const Request &asked, const std::string &id) {
         AllArtists(WholeLibrary(asked)),
         [&](const ArtistFacts &artist) { return ArtistId(artist.name) == id; },
         NoSuch("artist", id));
+}
+
+std::vector<AlbumFacts> AlbumsBy(const Request &asked, const ArtistFacts &artist) {
+    return AlbumsOfArtist(WholeLibrary(asked), artist.name);
 }
 
 std::vector<SongFacts> SongsOf(const Request &asked, const AlbumFacts &album) {

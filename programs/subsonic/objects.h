@@ -30,18 +30,21 @@ Json::Value ChildrenOf(const Request &asked, const std::vector<tonvale_service::
 // The song with an identifier. Throws a Fault when there is none for the user.
 tonvale_service::SongFacts FindSong(const Request &asked, const std::string &id);
 
-// "AlbumID3", and the same album as a "Child" of its artist's directory.
-Json::Value AlbumOf(const tonvale_service::AlbumFacts &album);
-Json::Value AlbumChildOf(const tonvale_service::AlbumFacts &album);
-
-// "ArtistID3".
-Json::Value ArtistOf(const tonvale_service::ArtistFacts &artist);
+// Albums, each as "AlbumID3", or as the "Child" that clients take for a folder; and artists, as
+// "ArtistID3". What the user has put on them is read in one statement.
+enum class AlbumForm { kAlbum, kChild };
+Json::Value AlbumsOf(const Request &asked, const std::vector<tonvale_service::AlbumFacts> &albums,
+                     AlbumForm form = AlbumForm::kAlbum);
+Json::Value ArtistsOf(const Request &asked,
+                      const std::vector<tonvale_service::ArtistFacts> &artists);
 
 // The album and the artist with an identifier. They throw a Fault when there is none for the user.
 tonvale_service::AlbumFacts FindAlbum(const Request &asked, const std::string &id);
 tonvale_service::ArtistFacts FindArtist(const Request &asked, const std::string &id);
 
-// The songs of an album, in its order.
+// The albums of an artist, and the songs of an album, in their order.
+std::vector<tonvale_service::AlbumFacts> AlbumsBy(const Request &asked,
+                                                  const tonvale_service::ArtistFacts &artist);
 std::vector<tonvale_service::SongFacts> SongsOf(const Request &asked,
                                                 const tonvale_service::AlbumFacts &album);
 

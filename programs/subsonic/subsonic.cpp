@@ -31,6 +31,10 @@ std::string Path() {
 // One a line, in order.
 // clang-format off
 const std::array kTables = {
+    &kBrowsingEndpoints,
+    &kListEndpoints,
+    &kSearchEndpoints,
+    &kSimilarEndpoints,
     &kSystemEndpoints,
 };
 // clang-format on

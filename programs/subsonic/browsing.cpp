@@ -1,0 +1,214 @@
+// The library by tags and by folders: getMusicFolders, getIndexes, getMusicDirectory, getGenres,
+// getArtists, getArtist, getAlbum, getSong.
+#include <algorithm>
+#include <climits>
+#include <map>
+
+#include "endpoint.h"
+#include "objects.h"
+#include "service/folders.h"
+#include "service/kinds.h"
+#include "service/text.h"
+
+namespace tonvale_subsonic {
+
+namespace {
+
+using namespace tonvale_service;
+
+// Those that sort names are without (docs/browsing.md).
+constexpr char kArticles[] = "The A An";
+
+Json::Value GetMusicFolders(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    Json::Value &list = members["musicFolders"]["musicFolder"] = Json::Value(Json::arrayValue);
+    const std::vector<std::string> kinds = BrowsableKinds(asked.Uid());
+    const auto add = [&](const char *kind, int id, const char *name) {
+        if (std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) {
+            Json::Value folder(Json::objectValue);
+            folder["id"] = id;
+            folder["name"] = name;
+            list.append(std::move(folder));
+        }
+    };
+    add("shared", kSharedFolder, "Shared music");
+    add("personal", kOwnFolder, "My music");
+    return members;
+}
+
+// Under which letter a name stands.
+std::string LetterOf(std::string_view name) {
+    const std::size_t length = name.empty() ? 0 : CharacterLength(name);
+    const char first = name.empty() ? '\0' : name.front();
+    if (length > 1) {
+        return std::string(name.substr(0, length));
+    }
+    const char letter = static_cast<char>(first & ~0x20);
+    return letter >= 'A' && letter <= 'Z' ? std::string(1, letter) : "#";
+}
+
+// Entries by the letters that they stand under, in the order in which these come first.
+class Index {
+  public:
+    void Add(const std::string &letter, Json::Value entry) {
+        const auto [place, isNew] = places_.try_emplace(letter, list_.size());
+        Json::Value &group = list_[place->second];
+        if (isNew) {
+            group["name"] = letter;
+        }
+        group["artist"].append(std::move(entry));
+    }
+    Json::Value Take() { return std::move(list_); }
+
+  private:
+    std::map<std::string, Json::ArrayIndex> places_;
+    Json::Value list_{Json::arrayValue};
+};
+
+Json::Value GetArtists(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    Json::Value &artists = members["artists"];
+    artists["ignoredArticles"] = kArticles;
+    std::vector<ArtistFacts> all = AllArtists(LibraryOf(asked));
+    std::erase_if(all, [](const ArtistFacts &artist) { return !artist.isListed; });
+    Index index;
+    for (Json::Value &artist : ArtistsOf(asked, all)) {
+        const std::string letter = LetterOf(artist["sortName"].asString());
+        index.Add(letter, std::move(artist));
+    }
+    artists["index"] = index.Take();
+    return members;
+}
+
+void AppendSongs(const ListRequest &request, const FolderContents &inside, Json::Value &child) {
+    for (Json::Value &song :
+         ChildrenOf(ChooseSongs(request, {.condition = inside.songs, .order = "t.path, t.id"}))) {
+        song["parent"] = inside.folder.id;
+        child.append(std::move(song));
+    }
+}
+
+Json::Value GetIndexes(const Request &asked) {
+    const ListRequest request = LibraryOf(asked);
+    const long long since = asked.Number("ifModifiedSince", -1, 0, LLONG_MAX);
+    Json::Value members(Json::objectValue);
+    Json::Value &indexes = members["indexes"];
+    const long long read = LibraryRead(request) * 1000;
+    indexes["lastModified"] = Json::Int64{read};
+    indexes["ignoredArticles"] = kArticles;
+    indexes["index"] = Json::Value(Json::arrayValue);
+    Json::Value &child = indexes["child"] = Json::Value(Json::arrayValue);
+    if (read <= since) {
+        return members;
+    }
+    Index index;
+    for (const FolderFacts &root : ContentsOf(request, 0, asked.User()).folders) {
+        const FolderContents inside = ContentsOf(request, ParseFolderId(root.id), asked.User());
+        for (const FolderFacts &folder : inside.folders) {
+            Json::Value entry(Json::objectValue);
+            entry["id"] = folder.id;
+            entry["name"] = folder.name;
+            index.Add(LetterOf(folder.name), std::move(entry));
+        }
+        AppendSongs(request, inside, child);
+    }
+    indexes["index"] = index.Take();
+    return members;
+}
+
+Json::Value FolderDirectory(const Request &asked, const std::string &id) {
+    const ListRequest request = LibraryOf(asked);
+    const FolderContents inside = ContentsOf(request, ParseFolderId(id), asked.User());
+    Json::Value directory(Json::objectValue);
+    directory["id"] = inside.folder.id;
+    directory["name"] = inside.folder.name;
+    if (!inside.parent.empty()) {
+        directory["parent"] = inside.parent;
+    }
+    Json::Value &child = directory["child"] = Json::Value(Json::arrayValue);
+    for (const FolderFacts &folder : inside.folders) {
+        Json::Value entry(Json::objectValue);
+        entry["id"] = folder.id;
+        entry["title"] = folder.name;
+        entry["isDir"] = true;
+        entry["parent"] = inside.folder.id;
+        child.append(std::move(entry));
+    }
+    AppendSongs(request, inside, child);
+    return directory;
+}
+
+Json::Value AlbumDirectory(const Request &asked, const std::string &id) {
+    const AlbumFacts album = FindAlbum(asked, id);
+    Json::Value directory = AlbumsOf(asked, {album}, AlbumForm::kChild)[0];
+    directory["name"] = directory["title"];
+    directory["child"] = ChildrenOf(SongsOf(asked, album));
+    return directory;
+}
+
+Json::Value ArtistDirectory(const Request &asked, const std::string &id) {
+    const ArtistFacts artist = FindArtist(asked, id);
+    Json::Value directory = ArtistsOf(asked, {artist})[0];
+    directory["child"] = AlbumsOf(asked, AlbumsBy(asked, artist), AlbumForm::kChild);
+    return directory;
+}
+
+// Old clients take albums and artists for folders, wherever they have found them.
+Json::Value GetMusicDirectory(const Request &asked) {
+    const std::string id = asked.Required("id");
+    Json::Value members(Json::objectValue);
+    members["directory"] = id.starts_with(kAlbumPrefix)    ? AlbumDirectory(asked, id)
+                           : id.starts_with(kArtistPrefix) ? ArtistDirectory(asked, id)
+                                                           : FolderDirectory(asked, id);
+    return members;
+}
+
+Json::Value GetGenres(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    Json::Value &list = members["genres"]["genre"] = Json::Value(Json::arrayValue);
+    for (const GenreFacts &genre : AllGenres(LibraryOf(asked))) {
+        Json::Value object(Json::objectValue);
+        object["value"] = genre.name;
+        object["songCount"] = genre.songs;
+        object["albumCount"] = genre.albums;
+        list.append(std::move(object));
+    }
+    return members;
+}
+
+Json::Value GetArtist(const Request &asked) {
+    const ArtistFacts artist = FindArtist(asked, asked.Required("id"));
+    Json::Value members(Json::objectValue);
+    members["artist"] = ArtistsOf(asked, {artist})[0];
+    members["artist"]["album"] = AlbumsOf(asked, AlbumsBy(asked, artist));
+    return members;
+}
+
+Json::Value GetAlbum(const Request &asked) {
+    const AlbumFacts album = FindAlbum(asked, asked.Required("id"));
+    Json::Value members(Json::objectValue);
+    members["album"] = AlbumsOf(asked, {album})[0];
+    members["album"]["song"] = ChildrenOf(SongsOf(asked, album));
+    return members;
+}
+
+Json::Value GetSong(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    members["song"] = ChildOf(FindSong(asked, asked.Required("id")));
+    return members;
+}
+
+constexpr Endpoint kEndpoints[] = {{.name = "getAlbum", .answer = GetAlbum},
+                                   {.name = "getArtist", .answer = GetArtist},
+                                   {.name = "getArtists", .answer = GetArtists},
+                                   {.name = "getGenres", .answer = GetGenres},
+                                   {.name = "getIndexes", .answer = GetIndexes},
+                                   {.name = "getMusicDirectory", .answer = GetMusicDirectory},
+                                   {.name = "getMusicFolders", .answer = GetMusicFolders},
+                                   {.name = "getSong", .answer = GetSong}};
+
+}  // namespace
+
+const std::span<const Endpoint> kBrowsingEndpoints = kEndpoints;
+
+}  // namespace tonvale_subsonic

@@ -1,0 +1,148 @@
+// What belongs to a song, an album or an artist: getArtistInfo, getAlbumInfo, getTopSongs,
+// getSimilarSongs, in both of their forms. All that is told is known from the library.
+#include <algorithm>
+#include <map>
+#include <set>
+
+#include "endpoint.h"
+#include "objects.h"
+
+namespace tonvale_subsonic {
+
+namespace {
+
+using namespace tonvale_service;
+
+constexpr int kUsualSongs = 50;
+constexpr int kUsualArtists = 20;
+constexpr int kMost = 500;
+
+// What an identifier of any kind stands for.
+struct Seed {
+    std::string artist;
+    std::set<std::string> genres = {};
+    int row = 0;  // of a song
+};
+
+Seed SeedOf(const Request &asked, const std::string &id) {
+    if (id.starts_with(kArtistPrefix)) {
+        const ArtistFacts artist = FindArtist(asked, id);
+        Seed seed{artist.name};
+        for (const AlbumFacts &album : AlbumsBy(asked, artist)) {
+            seed.genres.insert(album.genres.begin(), album.genres.end());
+        }
+        return seed;
+    }
+    if (id.starts_with(kAlbumPrefix)) {
+        const AlbumFacts album = FindAlbum(asked, id);
+        return {album.albumArtist.empty() ? album.artist : album.albumArtist,
+                {album.genres.begin(), album.genres.end()}};
+    }
+    const SongFacts song = FindSong(asked, id);
+    return {song.artist, {song.genres.begin(), song.genres.end()}, song.id.row};
+}
+
+// Artists with albums of the same genres, those with the most first.
+std::vector<ArtistFacts> SimilarArtists(const Request &asked, const Seed &seed, int most) {
+    const ListRequest request = LibraryOf(asked);
+    std::map<std::string, int> shared;
+    for (const AlbumFacts &album : AllAlbums(request)) {
+        for (const std::string &genre : album.genres) {
+            shared[ArtistId(album.albumArtist.empty() ? album.artist : album.albumArtist)] +=
+                seed.genres.contains(genre) ? 1 : 0;
+        }
+    }
+    shared.erase(ArtistId(seed.artist));
+    std::vector<std::pair<int, ArtistFacts>> found;
+    for (ArtistFacts &artist : AllArtists(request)) {
+        const auto number = shared.find(ArtistId(artist.name));
+        if (number != shared.end() && number->second > 0) {
+            found.emplace_back(number->second, std::move(artist));
+        }
+    }
+    std::stable_sort(found.begin(), found.end(),
+                     [](const auto &a, const auto &b) { return a.first > b.first; });
+    std::vector<ArtistFacts> similar;
+    for (auto &[number, artist] : found) {
+        if (static_cast<int>(similar.size()) < most) {
+            similar.push_back(std::move(artist));
+        }
+    }
+    return similar;
+}
+
+Json::Value ArtistInfo(const Request &asked) {
+    const Seed seed = SeedOf(asked, asked.Required("id"));
+    Json::Value info(Json::objectValue);
+    info["biography"] = "";
+    info["similarArtist"] =
+        ArtistsOf(asked, SimilarArtists(asked, seed, asked.Count("count", kUsualArtists, kMost)));
+    return info;
+}
+
+Json::Value AlbumInfo(const Request &asked) {
+    SeedOf(asked, asked.Required("id"));
+    Json::Value info(Json::objectValue);
+    info["notes"] = "";
+    return info;
+}
+
+Json::Value SimilarSongs(const Request &asked) {
+    const Seed seed = SeedOf(asked, asked.Required("id"));
+    const int count = asked.Count("count", kUsualSongs, kMost);
+    std::string same = seed.artist.empty() ? "false" : IsOfArtist(seed.artist);
+    for (const std::string &genre : seed.genres) {
+        same += " OR " + IsOfGenre(genre);
+    }
+    const SongChoice choice{
+        .condition = "(" + same + ") AND s.track <> " + std::to_string(seed.row),
+        .order = kByChance,
+        .limit = count};
+    return count > 0 ? ChildrenOf(ChooseSongs(LibraryOf(asked), choice))
+                     : Json::Value(Json::arrayValue);
+}
+
+Json::Value TopSongs(const Request &asked) {
+    const std::string artist = asked.Required("artist");
+    std::vector<SongFacts> songs =
+        ChooseSongs(LibraryOf(asked), {.condition = IsOfArtist(artist), .order = ByTitle()});
+    std::stable_sort(songs.begin(), songs.end(), [](const SongFacts &a, const SongFacts &b) {
+        return std::pair(a.marks.plays, a.marks.stars) > std::pair(b.marks.plays, b.marks.stars);
+    });
+    const auto count = static_cast<std::size_t>(asked.Count("count", kUsualSongs, kMost));
+    songs.erase(songs.begin() + static_cast<std::ptrdiff_t>(std::min(count, songs.size())),
+                songs.end());
+    return ChildrenOf(songs);
+}
+
+// An answer with one member, for which the protocol has a name for each endpoint.
+template <Json::Value (*Make)(const Request &), const char *Member, const char *List>
+Json::Value Answer(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    (List[0] == '\0' ? members[Member] : members[Member][List]) = Make(asked);
+    return members;
+}
+
+constexpr char kNone[] = "";
+constexpr char kSong[] = "song";
+constexpr char kArtistInfo[] = "artistInfo";
+constexpr char kArtistInfo2[] = "artistInfo2";
+constexpr char kAlbumInfo[] = "albumInfo";
+constexpr char kSimilar[] = "similarSongs";
+constexpr char kSimilar2[] = "similarSongs2";
+constexpr char kTop[] = "topSongs";
+
+constexpr Endpoint kEndpoints[] = {
+    {.name = "getAlbumInfo", .answer = Answer<AlbumInfo, kAlbumInfo, kNone>},
+    {.name = "getAlbumInfo2", .answer = Answer<AlbumInfo, kAlbumInfo, kNone>},
+    {.name = "getArtistInfo", .answer = Answer<ArtistInfo, kArtistInfo, kNone>},
+    {.name = "getArtistInfo2", .answer = Answer<ArtistInfo, kArtistInfo2, kNone>},
+    {.name = "getSimilarSongs", .answer = Answer<SimilarSongs, kSimilar, kSong>},
+    {.name = "getSimilarSongs2", .answer = Answer<SimilarSongs, kSimilar2, kSong>},
+    {.name = "getTopSongs", .answer = Answer<TopSongs, kTop, kSong>}};
+
+}  // namespace
+
+const std::span<const Endpoint> kSimilarEndpoints = kEndpoints;
+
+}  // namespace tonvale_subsonic
