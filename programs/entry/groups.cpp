@@ -10,7 +10,9 @@ namespace {
 
 template <const tonvale_service::Group &Listed>
 std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
-    return ListGroups(Listed, ListRequestOf(asked), asked.Given("keyword"));
+    tonvale_service::ListRequest request = ListRequestOf(asked);
+    request.tellsFavourites = !asked.Names("additional", {"favourite"}).empty();
+    return ListGroups(Listed, request, asked.Given("keyword"));
 }
 
 constexpr Method kAlbumMethods[] = {

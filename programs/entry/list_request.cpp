@@ -3,7 +3,6 @@
 #include <climits>
 
 #include "service/kinds.h"
-#include "service/tracks.h"
 
 namespace tonvale_entry {
 
@@ -35,10 +34,11 @@ tonvale_service::ListRequest ListRequestOf(const Request &request) {
     return list;
 }
 
-Tonvale::webapi::WebapiLibrary TrackWriterOf(const Request &request) {
+tonvale_service::TrackWriter TrackWriterOf(const Request &request) {
     Tonvale::webapi::WebapiLibrary writer(request.User());
-    tonvale_service::Apply(request.Names("additional", tonvale_service::AdditionNames()), writer);
-    return writer;
+    const auto marks = tonvale_service::Apply(
+        request.Names("additional", tonvale_service::AdditionNames()), writer);
+    return {writer, marks};
 }
 
 tonvale_service::Collection CollectionOf(const Request &request, bool isPersonal) {

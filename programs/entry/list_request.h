@@ -4,7 +4,7 @@
 #include "request.h"
 #include "service/list.h"
 #include "service/playlist_target.h"
-#include "tonvale/webapi.h"
+#include "service/tracks.h"
 
 namespace tonvale_entry {
 
@@ -22,7 +22,7 @@ PageWanted PageOf(const Request &request, int most = kMostEntries);
 tonvale_service::ListRequest ListRequestOf(const Request &request);
 
 // What writes the user's track objects, with what `additional` names in them.
-Tonvale::webapi::WebapiLibrary TrackWriterOf(const Request &request);
+tonvale_service::TrackWriter TrackWriterOf(const Request &request);
 
 // The shared playlists, or the user's own.
 tonvale_service::Collection CollectionOf(const Request &request, bool isPersonal);

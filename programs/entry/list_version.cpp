@@ -66,9 +66,15 @@ bool HasList(const Request &request, std::string &header) {
         return false;
     }
     const uid_t uid = request.User().GetLoginUID();
-    const std::string etag = EtagOf(request, tonvale_service::ReadVersion(uid).Text());
-    header = "Status: 304 Not Modified\r\nETag: " + etag + "\r\n" + kCache;
-    return !etag.empty() && tonvale_service::IsUnchanged({etag, ""}, known, "");
+    const std::string library = tonvale_service::ReadVersion(uid).Text();
+    const auto isUnchanged = [&](const std::string &shows) {
+        const std::string etag = EtagOf(request, shows);
+        header = "Status: 304 Not Modified\r\nETag: " + etag + "\r\n" + kCache;
+        return !etag.empty() && tonvale_service::IsUnchanged({etag, ""}, known, "");
+    };
+    // Whether the list shows favourites, the client's own tag tells.
+    return isUnchanged(library) ||
+           (!library.empty() && isUnchanged(library + tonvale_service::FavouritesVersion(uid)));
 }
 
 }  // namespace tonvale_entry

@@ -47,8 +47,10 @@ std::unique_ptr<Page> List(const Request &asked) {
 std::unique_ptr<Page> Get(const Request &asked) {
     const PageWanted page = PageOf(asked);
     Tonvale::webapi::playlist::PlaylistLibrary library(asked.User());
-    Apply(asked.Names("additional", AdditionNames()), library);
-    return ListTracks(PlaylistOf(asked), library, page.offset, page.limit);
+    const MarksWanted marks = Apply(asked.Names("additional", AdditionNames()), library);
+    auto tracks = ListTracks(PlaylistOf(asked), library, page.offset, page.limit);
+    tracks->marks = marks;
+    return tracks;
 }
 
 // A normal playlist as it is after a change.

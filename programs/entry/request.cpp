@@ -16,7 +16,6 @@ namespace tonvale_entry {
 
 namespace {
 
-constexpr std::size_t kMostValues = 1000;
 constexpr std::string_view kForm = "application/x-www-form-urlencoded";
 
 // A media type without its parameters, in any case.
@@ -144,8 +143,8 @@ long long Request::Number(const std::string &name, long long otherwise, long lon
     return *number;
 }
 
-std::vector<std::string> Request::Values(const std::string &name) const {
-    auto values = SplitValues(RequiredText(name), kMostValues);
+std::vector<std::string> Request::Values(const std::string &name, std::size_t most) const {
+    auto values = SplitValues(RequiredText(name), most);
     if (!values || values->empty()) {
         throw Refusal{Code::kBadParameter, name};
     }

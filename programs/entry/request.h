@@ -19,6 +19,9 @@ std::string Variable(const char *name);
 // The longest form, in bytes.
 inline constexpr long long kMostBody = 1 << 20;
 
+// Of a parameter, as a rule.
+inline constexpr std::size_t kMostValues = 1000;
+
 class Request {
   public:
     // Reads the CGI environment (RFC 3875) and the form on standard input. Throws a Refusal for a
@@ -43,7 +46,7 @@ class Request {
     unsigned Rights() const;
     // Throws a Refusal unless the account has the right.
     void Require(unsigned right) const;
-    // Throws a Refusal unless the account is an administrator's.
+    // Throws a Refusal for everybody but administrators.
     void RequireAdministrator() const;
 
     bool IsPost() const { return isPost_; }
@@ -70,8 +73,8 @@ class Request {
     }
     long long Number(const std::string &name, long long otherwise, long long low,
                      long long high) const;
-    // At least one value, at most 1000.
-    std::vector<std::string> Values(const std::string &name) const;
+    // At least one value, at most `most`.
+    std::vector<std::string> Values(const std::string &name, std::size_t most = kMostValues) const;
     // Any number of values, each of them one of the known names.
     std::vector<std::string> Names(const std::string &name,
                                    const std::vector<std::string> &known) const;

@@ -68,6 +68,11 @@ enum class Reason {
     kNotAUserName,     // (text)
     kNotAPassword,
     kNotAPurpose,  // of a key
+    kTooManySongs,
+    kNotAClient,  // a client's name
+    kNotABookmark,
+    kNotAPlayQueue,
+    kNotAStationName,
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)
@@ -97,6 +102,10 @@ enum class Reason {
     kNoSuchSession,  // (id)
     kNoSuchKey,      // (id)
     kNoScanRuns,
+    kNoSuchAlbum,    // (name)
+    kNoSuchArtist,   // (name)
+    kNoSuchBookmark,
+    kNoSuchStation,  // (id)
 
     // kExists
     kPlaylistExists,  // (path)
@@ -105,6 +114,10 @@ enum class Reason {
     kUserExists,  // (name)
     kTooManyKeys,
     kScanRuns,  // of everything
+    kTooManyFavourites,
+    kTooManyBookmarks,
+    kTooManyStations,
+    kPlayQueueChanged,  // by another client
 
     // kBusy
     kSettingsLocked,   // (path)

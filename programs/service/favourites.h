@@ -16,6 +16,8 @@
 #include <string>
 #include <vector>
 
+#include "songs.h"
+
 namespace tonvale_service {
 
 // An album as lists tell it: its name, and the album artist or "".
@@ -25,25 +27,32 @@ struct AlbumName {
     auto operator<=>(const AlbumName &) const = default;
 };
 
-// A user has so many favourite albums, and as many artists; the bound of songs is the library.
-inline constexpr int kMostFavouriteGroups = 10'000;
+// Of songs, of albums and of artists, of one user.
+inline constexpr int kMostFavourites = 10'000;
 
 // Each of these makes favourites, or takes them off. One that is a favourite already keeps its
 // time, and taking off one that is none is no failure. Making throws a Failure, with nothing
 // changed, for songs, an album or an artist that are not there for the user, for names that are
-// not UTF-8 or empty, and beyond the bounds; any of them when the database cannot be written.
+// not UTF-8 or empty, and beyond kMostFavourites; any of them when the database cannot be written.
 void SetFavouriteSongs(uid_t uid, const std::vector<int> &rows, bool isFavourite);
 void SetFavouriteAlbum(uid_t uid, const AlbumName &album, bool isFavourite);
 // Of an artist any case will do.
 void SetFavouriteArtist(uid_t uid, const std::string &artist, bool isFavourite);
 
+// All favourite songs of a user that are there, the latest first. Throws a Failure.
+std::vector<SongId> FavouriteSongs(uid_t uid);
+
 // All favourites of a user with the time of each, in seconds since 1970, also those that the
 // library does not have now. Each is one statement. Throws a Failure.
 std::map<AlbumName, long long> FavouriteAlbums(uid_t uid);
 // By FoldedName: lists write the name of an artist who comes in several ways in one of them.
-std::map<std::string, long long> FavouriteArtists(uid_t uid);
+struct FavouriteArtist {
+    std::string name;  // as it was given
+    long long since;
+};
+std::map<std::string, FavouriteArtist> FavouriteArtists(uid_t uid);
 
 // A name in which the case of ASCII letters does not count.
-std::string FoldedName(const std::string &name);
+std::string FoldedName(std::string name);
 
 }  // namespace tonvale_service

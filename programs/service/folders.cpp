@@ -154,7 +154,7 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 }
 
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
-                                     const WebapiLibrary &writer) {
+                                     const TrackWriter &writer) {
     const std::string inside = row != 0 ? Inside(PathOf(request, row)) : "";
     const std::string ofFolders = row != 0 ? inside : Roots(writer.userName);
     const std::string ofSongs = row != 0 ? inside : "false";

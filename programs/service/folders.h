@@ -46,7 +46,7 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 // row 0 those are the folders that are indexed, and the user's own folder of music. Throws a
 // Failure.
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
-                                     const Tonvale::webapi::WebapiLibrary &writer);
+                                     const TrackWriter &writer);
 
 // A folder, and what is in it, for front ends that write objects of their own.
 struct FolderFacts {

@@ -1,9 +1,12 @@
 #include "groups.h"
 
+#include <algorithm>
 #include <cstring>
 #include <utility>
 
 #include "failure.h"
+#include "songs.h"
+#include "tables.h"
 #include "varn/number.h"
 #include "varn/sql.h"
 
@@ -81,6 +84,101 @@ std::string Order(const Group &group, const ListRequest &request) {
            (chosen.name == name.name ? "" : ", " + Expression(name)) + ", " + group.ties;
 }
 
+// The places of fields in a record.
+enum RecordField { kNameField, kStarField, kAlbumArtistField };
+
+std::string FieldIn(const std::string &record, int number) {
+    std::size_t begin = 0;
+    for (; number > 0; --number) {
+        begin = record.find('\0', begin) + 1;
+    }
+    return record.c_str() + begin;
+}
+
+// Names as keys: artists come in any case.
+AlbumName KeyOf(const Group &group, const std::string &name, const std::string &albumArtist) {
+    return group.isAlbum ? AlbumName{name, albumArtist} : AlbumName{FoldedName(name), ""};
+}
+
+// What a user listens to, by plays or time.
+using Ranks = std::map<AlbumName, std::pair<long long, long long>>;
+
+// The plays of a user's songs, by their groups: {how many, the last one}. Songs with an album artist
+// count for that artist, the others for their own.
+Ranks PlaysOf(const Group &group, uid_t uid) {
+    const std::string name =
+        group.isAlbum ? "album" : "CASE WHEN has_album_artist THEN album_artist ELSE artist END";
+    const std::string artist = group.isAlbum ? "album_artist" : "''";
+    Ranks ranks;
+    for (const varn::Row row : AskTables(varn::Sql(
+             "SELECT @VARN:NEVAR AS name, @VARN:NEVAR AS artist, sum(plays) AS plays, "
+             "(extract(epoch FROM max(last)) * 1000000)::bigint AS last FROM song_play p "
+             "JOIN album_track a ON a.track = p.track JOIN artist_track r ON r.track = p.track "
+             "WHERE p.userid = @VARN:INT GROUP BY 1, 2",
+             name, artist, static_cast<int>(uid)))) {
+        auto &[plays, last] = ranks[KeyOf(group, row.Text("name"), row.Text("artist"))];
+        plays += row.Number("plays");
+        last = std::max<long long>(last, row.Number("last"));
+    }
+    return ranks;
+}
+
+std::map<AlbumName, long long> FavouritesOf(const Group &group, uid_t uid) {
+    if (group.isAlbum) {
+        return FavouriteAlbums(uid);
+    }
+    std::map<AlbumName, long long> favourites;
+    for (const auto &[artist, favourite] : FavouriteArtists(uid)) {
+        favourites[{artist, ""}] = favourite.since;
+    }
+    return favourites;
+}
+
+// Nothing where the list is sorted otherwise.
+std::optional<Ranks> RanksOf(const Group &group, const ListRequest &request) {
+    const bool isKnown = group.isAlbum || &group == &kArtists;
+    if (isKnown && request.sortBy == kByFavourite) {
+        Ranks ranks;
+        for (const auto &[key, since] : FavouritesOf(group, request.uid)) {
+            ranks[key] = {since, 0};
+        }
+        return ranks;
+    }
+    if (!isKnown || (request.sortBy != kByPlays && request.sortBy != kByLastPlay)) {
+        return std::nullopt;
+    }
+    Ranks ranks = PlaysOf(group, request.uid);
+    if (request.sortBy == kByLastPlay) {
+        for (auto &[key, rank] : ranks) {
+            std::swap(rank.first, rank.second);
+        }
+    }
+    return ranks;
+}
+
+// The groups of a whole list that have a rank, by it; equal ones stay in their order.
+ListPart Ranked(const Group &group, const ListRequest &request, const ListPart &all,
+                const Ranks &ranks) {
+    std::vector<std::pair<std::pair<long long, long long>, const std::string *>> found;
+    for (const std::string &record : all.records) {
+        const std::string name = FieldIn(record, kNameField);
+        const auto rank = ranks.find(KeyOf(group, name, FieldIn(record, kAlbumArtistField)));
+        if (!name.empty() && rank != ranks.end()) {
+            found.emplace_back(rank->second, &record);
+        }
+    }
+    std::stable_sort(found.begin(), found.end(), [&](const auto &one, const auto &other) {
+        return request.descending ? one.first > other.first : one.first < other.first;
+    });
+    ListPart part;
+    part.total = static_cast<std::int64_t>(found.size());
+    const std::int64_t end = EndOfPage(request.offset, request.limit, part.total);
+    for (std::int64_t i = request.offset; i < end; ++i) {
+        part.records.push_back(*found[static_cast<std::size_t>(i)].second);
+    }
+    return part;
+}
+
 // All groups, as they are kept.
 std::vector<std::string> Records(const Group &group, const ListRequest &request,
                                  const std::string &condition, const std::string &order) {
@@ -98,6 +196,22 @@ std::vector<std::string> Records(const Group &group, const ListRequest &request,
         }
     }
     return records;
+}
+
+// A part of a list, as it is kept or computed now.
+ListPart PartOf(const Group &group, const ListRequest &request,
+                const std::optional<std::string> &name) {
+    const std::string condition = GroupCondition(group, request, name);
+    const std::string order = Order(group, request);
+    // All users without ratings see the same.
+    const Version now = ReadVersion(request.uid);
+    const ListKey key(group.list, request, condition, order, now.stars != 0);
+    auto part = KeptPart(key, request.offset, request.limit);
+    if (!part || part->version != now) {
+        part = ComputePart(key, request.offset, request.limit,
+                           [&] { return Records(group, request, condition, order); });
+    }
+    return *std::move(part);
 }
 
 }  // namespace
@@ -140,9 +254,15 @@ const Group kComposers{
     OpenValues<kComposer>,
     [](const std::string &name) { return varn::Sql("composer ILIKE '%%@VARN:LVAR%%'", name); }};
 
-GroupPage::GroupPage(const Group &group, ListPart part, int offset)
-    : Page(group.list, offset, part.total), group_(group), records_(std::move(part.records)) {
-    SetShows(part.version.Text());
+GroupPage::GroupPage(const Group &group, ListPart part, const ListRequest &request)
+    : Page(group.list, request.offset, part.total), group_(group) {
+    std::string shows = part.version.Text();
+    if (request.tellsFavourites) {
+        shows += shows.empty() ? "" : FavouritesVersion(request.uid);
+        favourites_ = FavouritesOf(group, request.uid);
+    }
+    records_ = std::move(part.records);
+    SetShows(shows);
 }
 
 Json::Value GroupPage::Next() {
@@ -159,29 +279,32 @@ Json::Value GroupPage::ObjectOf(const std::string &record) const {
     Json::Value json(Json::objectValue);
     const std::string name = next();
     const std::string star = next();
+    const std::string albumArtist = next();
     json["name"] = name;
     json["star"] = name.empty() ? 0.0 : varn::LeadingNumber<double>(star);
     if (group_.isAlbum) {
-        json["album_artist"] = next();
+        json["album_artist"] = albumArtist;
         json["year"] = Json::Int64{varn::LeadingNumber<int64_t>(next())};
         json["date"] = next();
+    }
+    if (favourites_) {
+        json["favourite"] = favourites_->contains(KeyOf(group_, name, albumArtist));
     }
     return json;
 }
 
 std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &request,
                                       const std::optional<std::string> &name) {
-    const std::string condition = GroupCondition(group, request, name);
-    const std::string order = Order(group, request);
-    // All users without ratings see the same.
-    const Version now = ReadVersion(request.uid);
-    const ListKey key(group.list, request, condition, order, now.stars != 0);
-    auto part = KeptPart(key, request.offset, request.limit);
-    if (!part || part->version != now) {
-        part = ComputePart(key, request.offset, request.limit,
-                           [&] { return Records(group, request, condition, order); });
+    if (const auto ranks = RanksOf(group, request)) {
+        ListRequest all = request;
+        all.sortBy.clear();
+        all.descending = false;
+        all.offset = 0;
+        all.limit = 0;
+        return std::make_unique<GroupPage>(
+            group, Ranked(group, request, PartOf(group, all, name), *ranks), request);
     }
-    return std::make_unique<GroupPage>(group, *std::move(part), request.offset);
+    return std::make_unique<GroupPage>(group, PartOf(group, request, name), request);
 }
 
 }  // namespace tonvale_service

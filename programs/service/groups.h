@@ -1,11 +1,13 @@
 // What tracks have in common: albums, artists, genres and composers.
 #pragma once
 
+#include <map>
 #include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
+#include "favourites.h"
 #include "kept_list.h"
 #include "list.h"
 #include "page.h"
@@ -31,11 +33,12 @@ extern const Group kArtists;
 extern const Group kGenres;
 extern const Group kComposers;
 
-// A page of groups: name and star, of albums album_artist, year and date as well. The group of the
+// A page of groups: name and star, of albums album_artist, year and date as well, and where the
+// request wants it `favourite`, of albums and artists. The group of the
 // tracks without the tag has no name and no stars: the tracks have nothing in common to rate.
 class GroupPage : public Page {
   public:
-    GroupPage(const Group &group, ListPart part, int offset);
+    GroupPage(const Group &group, ListPart part, const ListRequest &request);
 
     Json::Value Next() override;
 
@@ -43,12 +46,15 @@ class GroupPage : public Page {
     Json::Value ObjectOf(const std::string &record) const;
 
     const Group &group_;
+    std::optional<std::map<AlbumName, long long>> favourites_;
     std::vector<std::string> records_;  // the fields of a group, each ended by a null byte
     std::size_t next_ = 0;
 };
 
 // A page of the groups of the tracks that a request asks for, with `name` of those with this text
-// in their names, in any case. Throws a Failure.
+// in their names, in any case. Albums and artists may also be sorted by kByPlays, kByLastPlay and
+// kByFavourite (songs.h): these are the groups with a name that the user has played songs of, or
+// made favourites. Throws a Failure.
 std::unique_ptr<GroupPage> ListGroups(const Group &group, const ListRequest &request,
                                       const std::optional<std::string> &name);
 

@@ -14,10 +14,12 @@
 #include <utility>
 
 #include "page.h"
+#include "tables.h"
 #include "tonvale/settings.h"
 #include "varn/database.h"
 #include "varn/descriptor.h"
 #include "varn/run_as.h"
+#include "varn/sql.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -215,6 +217,12 @@ Version ReadVersion(uid_t uid) {
         version.stars = (*rows)[0].Number("seen_stars");
     }
     return version;
+}
+
+std::string FavouritesVersion(uid_t uid) {
+    const varn::Rows rows = AskTables(
+        varn::Sql("SELECT change_number('favourite', @VARN:INT) AS seen", static_cast<int>(uid)));
+    return std::string("/") + rows[0].Text("seen");
 }
 
 ListKey::ListKey(const char *list, const ListRequest &request, const std::string &condition,

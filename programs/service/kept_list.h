@@ -35,6 +35,9 @@ Version VersionOf(const Tonvale::MediaHandle &rows);
 // The version that a user sees now; nothing is known when the database does not answer.
 Version ReadVersion(uid_t uid);
 
+// The version of a user's favourites, as it stands after Version::Text where they are shown.
+std::string FavouritesVersion(uid_t uid);
+
 // Which list: everything that decides its order but the library. `isOfUser`: each user has one of
 // their own, even of the shared library.
 struct ListKey {

@@ -1,6 +1,5 @@
 #include "keys.h"
 
-#include <algorithm>
 #include <array>
 #include <utility>
 
@@ -50,8 +49,7 @@ void NoteUse(int id) {
 }  // namespace
 
 std::string NewKey(uid_t uid, const std::string &user, const std::string &purpose) {
-    if (purpose.size() > kLongestPurpose || !IsUtf8(purpose) ||
-        std::any_of(purpose.begin(), purpose.end(), [](unsigned char c) { return c < ' '; })) {
+    if (!IsLine(purpose, kLongestPurpose)) {
         throw Failure(Reason::kNotAPurpose);
     }
     const std::string key = NewToken();

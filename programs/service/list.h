@@ -30,7 +30,8 @@ struct ListRequest {
     std::string sortBy;  // "": the first of the list's keys
     bool descending = false;
     int offset = 0;
-    int limit = 0;  // 0: all
+    int limit = 0;                 // 0: all
+    bool tellsFavourites = false;  // of groups: which are the user's
 };
 
 // The condition of all filters together, "" for none. Throws a Failure when one of them is too long

@@ -26,6 +26,11 @@ constexpr std::size_t kLongestName = 32;
 constexpr std::size_t kShortestPassword = 8;
 constexpr std::size_t kMadeLength = 20;
 
+// With the rows of users, in their column userid.
+constexpr const char *kTablesOfUsers[] = {"rating_track",    "song_play",        "favourite_song",
+                                          "favourite_album", "favourite_artist", "bookmark",
+                                          "play_queue",      "now_playing"};
+
 // Names stand in files with colons and commas, in paths and in logins.
 void CheckName(const std::string &name) {
     constexpr std::string_view kLetters =
@@ -127,7 +132,8 @@ Belongings BelongingsOf(const std::string &name) {
     const uid_t uid = account->uid;
     return {Count("session", "user_id", uid),          Count("access_key", "user_id", uid),
             Count("playlist_sharing", "user_id", uid), Count("pin", "user_id", uid),
-            Count("rating_track", "userid", uid),      account->szHomeDir};
+            Count("rating_track", "userid", uid),      Count("song_play", "userid", uid),
+            Count("favourite_song", "userid", uid),    account->szHomeDir};
 }
 
 void RemoveUser(const std::string &name, bool withMusic) {
@@ -143,10 +149,11 @@ void RemoveUser(const std::string &name, bool withMusic) {
     EndSessions(uid, 0);
     RemoveKeys(uid);
     LinksFollowLostRight(uid);
-    RunOnLogins(
-        varn::Sql("DELETE FROM pin WHERE user_id = @VARN:INT; "
-                  "DELETE FROM rating_track WHERE userid = @VARN:INT",
-                  static_cast<int>(uid), static_cast<int>(uid)));
+    for (const char *const table : kTablesOfUsers) {
+        RunOnLogins(varn::Sql("DELETE FROM @VARN:NEVAR WHERE userid = @VARN:INT", table,
+                              static_cast<int>(uid)));
+    }
+    RunOnLogins(varn::Sql("DELETE FROM pin WHERE user_id = @VARN:INT", static_cast<int>(uid)));
     RemoveEntry(uid);
     if (const std::string folder = PreferenceFolder(name); !folder.empty()) {
         const varn::RunAs package(varn::Who::kPackage);

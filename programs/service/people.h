@@ -28,6 +28,8 @@ struct Belongings {
     int links;
     int pins;
     int stars;
+    int plays;         // songs that were played
+    int favourites;    // songs
     std::string home;  // "" without one
 };
 Belongings BelongingsOf(const std::string &name);

@@ -30,26 +30,26 @@ struct PlayQueue {
 // it is current, from its start. Throws a Failure.
 std::optional<PlayQueue> PlayQueueOf(uid_t uid);
 
-// What is to be kept.
-struct NewPlayQueue {
-    std::vector<int> rows = {};  // SongId::row, in order
-    int current = 0;
-    long long position = 0;
+// Where a queue is, and who says so.
+struct PlayPlace {
+    int current = 0;         // an index
+    long long position = 0;  // milliseconds
     std::string changedBy = {};
-    // `changed` of the queue that this one takes the place of, 0 for none: when the user's queue is
-    // another one meanwhile, nothing is kept. Without it any queue is overwritten.
+    // PlayQueue::changed of the queue that the caller has read or written last, 0 for none. When
+    // the user's queue is another one by now, nothing is kept. Without it any queue is overwritten.
     std::optional<long long> seen = {};
 };
 
-// Keeps a queue, in one statement, and gives its `changed`. A queue of no songs is kept like any
-// other. Throws a Failure, with the queue of before kept: for a queue that was changed meanwhile,
-// more than kMostQueued songs, a song that is not there for the user, an index that no song has, a
-// negative position, a client's name that is not UTF-8 or longer than kLongestChanger bytes, and
-// when the database cannot be written.
-long long SetPlayQueue(uid_t uid, const NewPlayQueue &queue);
+// Keeps the songs with these rows (SongId::row) as the user's queue, and gives its `changed`. No
+// songs are a queue, too. Throws a Failure, with the queue of before kept: for one that was changed
+// meanwhile (Reason::kPlayQueueChanged), more than kMostQueued songs, an index that no song has, a
+// negative position, a client's name that is not UTF-8, has control characters or more than
+// kLongestChanger bytes, and when the database cannot be written.
+long long SetPlayQueue(uid_t uid, const std::vector<int> &rows, const PlayPlace &place);
 
-// Keeps the same songs with another current one and position, in the way of SetPlayQueue; `rows`
-// is not looked at.
-long long SetPlayPlace(uid_t uid, const NewPlayQueue &queue);
+// Keeps the same songs, with this one as the current one: of several the one nearest to the index,
+// which need not be exact, because songs may have gone. Fails as SetPlayQueue does; a queue without
+// the song is one that was changed.
+long long SetPlayPlace(uid_t uid, int row, const PlayPlace &place);
 
 }  // namespace tonvale_service

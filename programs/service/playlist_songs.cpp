@@ -129,11 +129,10 @@ void FillStream(const std::string &id, VARN_MEDIA_INFO &record) {
     } else if (id.starts_with("radio_")) {
         VARNAudioWebapiUtilsParseRadioId(id, title, url);
     }
-    if (!IsHttpUrl(url) || url.size() > kLongestUrl || url.find_first_of(" <>") != url.npos ||
-        !IsPlain(url + title + artist + album)) {
+    if (!IsStreamUrl(url) || !IsPlain(title + artist + album)) {
         throw Failure(Reason::kNotASongId, id);
     }
-    for (const std::string &text : {url, title, artist, album}) {
+    for (const std::string &text : {title, artist, album}) {
         CheckUtf8(text);
     }
     SetMediaPathTitle(url.c_str(), &record);
@@ -186,6 +185,11 @@ std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
 
 bool IsHttpUrl(const std::string &text) {
     return text.starts_with("http://") || text.starts_with("https://");
+}
+
+bool IsStreamUrl(const std::string &text) {
+    return IsHttpUrl(text) && text.size() <= kLongestUrl &&
+           text.find_first_of(" <>") == text.npos && IsPlain(text) && IsUtf8(text);
 }
 
 varn::OwnedSongs FindSongs(uid_t uid, const std::vector<std::string> &names) {

@@ -26,6 +26,10 @@ std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
 
 bool IsHttpUrl(const std::string &text);
 
+// True for an http or https address of at most 2000 bytes that may stand in a playlist: UTF-8
+// without blanks, quotes, angle brackets and control characters.
+bool IsStreamUrl(const std::string &text);
+
 // The records of songs that are named by their ids, paths, virtual names or URLs, in this order; of
 // a file that the library does not know, just the path. Throws a Failure when one of them is none
 // of these.

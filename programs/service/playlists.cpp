@@ -219,6 +219,7 @@ Json::Value PlaylistTracks::Next() {
              static_cast<int>(std::min(end_ - place_, TracksAtATime(place_ - Offset()))), tracks);
         place_ += tracks.size();
     }
+    AddMarks(library_.uid, marks, tracks);
     return tracks;
 }
 

@@ -7,6 +7,7 @@
 
 #include "page.h"
 #include "playlist_target.h"
+#include "tracks.h"
 #include "tonvale/webapi.h"
 
 namespace tonvale_service {
@@ -70,6 +71,8 @@ class PlaylistTracks : public Page {
                    int64_t end, int64_t total, Json::Value first);
 
     Json::Value Next() override;
+
+    MarksWanted marks = {};
 
   private:
     AnyPlaylist playlist_;

@@ -22,27 +22,27 @@ struct Play {
     long long when = 0;  // seconds since 1970; 0, and a time to come: now
 };
 
-// Notes plays in one statement, and gives how many: a song that is not there for the user is left
-// out, and one that comes twice counts twice. Throws a Failure, with nothing noted, for more than
-// kMostPlaysAtOnce plays, and when the database cannot be written.
+// Notes plays in one statement, and gives of how many songs: one that is not there for the user is
+// left out, and one that comes several times counts as often. Throws a Failure, with nothing noted,
+// for more than kMostPlaysAtOnce plays, and when the database cannot be written.
 int NotePlays(uid_t uid, const std::vector<Play> &plays);
 
-// What is playing now, of all users and their clients.
+// What one of a user's clients plays.
 struct Playing {
-    uid_t uid;
     std::string client;
     SongId song;
     long long since;  // seconds since 1970
 };
 
-// Notes that a user's client has begun to play a song, in place of the one before. A Failure for a
-// song that is not there for the user, and for a client's name that is not UTF-8 or longer than
-// kLongestClient bytes.
-inline constexpr std::size_t kLongestClient = 200;
+inline constexpr std::size_t kLongestClient = 200;  // bytes
+
+// Notes that a client has begun to play a song, in place of the one before. Throws a Failure for a
+// song that is not there for the user, and for a client's name that is not UTF-8 or has control
+// characters or more than kLongestClient bytes.
 void NotePlaying(uid_t uid, int row, const std::string &client);
 
-// What began to play within the last `seconds`, as far as `uid` may see the songs, the latest
-// first. Throws a Failure.
+// What the user's clients began to play within the last `seconds`, the latest first. What others
+// play is their own business. Throws a Failure.
 std::vector<Playing> PlayingNow(uid_t uid, int seconds);
 
 }  // namespace tonvale_service

@@ -8,8 +8,7 @@
 namespace tonvale_service {
 
 inline constexpr int kMostStations = 1000;
-inline constexpr std::size_t kLongestStationName = 200;      // bytes
-inline constexpr std::size_t kLongestStationAddress = 2000;  // bytes
+inline constexpr std::size_t kLongestStationName = 200;  // bytes
 
 struct RadioStation {
     int id = 0;
@@ -21,9 +20,9 @@ struct RadioStation {
 // All stations, by their names. Throws a Failure.
 std::vector<RadioStation> RadioStations();
 
-// Keeps a station and gives its id; `id` is not looked at. Throws a Failure for an empty name, for
-// texts that are not UTF-8, have control characters or are too long, for addresses that are not
-// http or https or hold blanks, and beyond kMostStations.
+// Keeps a station and gives its id; `id` is not looked at. Throws a Failure for a name that is empty
+// or not UTF-8, has control characters or more than kLongestStationName bytes, for an address that
+// is no IsStreamUrl (playlist_songs.h), and beyond kMostStations.
 int AddRadioStation(const RadioStation &station);
 
 // Changes all of the station with this id. Throws a Failure, also when there is none.

@@ -9,8 +9,6 @@ namespace tonvale_service {
 
 namespace {
 
-using Tonvale::webapi::WebapiLibrary;
-
 constexpr char kByMatch[] = "match";
 
 // A field is a line of a song's form. Its texts are indexed with the song, or with its tags.
@@ -152,7 +150,7 @@ std::vector<int> RowsThatMatch(const ListRequest &request, const std::string &ke
 }
 
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
-                                      const std::string &name, const WebapiLibrary &writer) {
+                                      const std::string &name, const TrackWriter &writer) {
     const Field &field = FieldOfName(name);
     Found found;
     std::string condition;

@@ -22,8 +22,7 @@ const std::vector<std::string> &SearchSortKeys();
 // A page of the songs that a request asks for and that have each word in the field. This and what
 // follows throw a Failure.
 std::unique_ptr<SongPage> SearchSongs(const ListRequest &request, const std::string &keyword,
-                                      const std::string &field,
-                                      const Tonvale::webapi::WebapiLibrary &writer);
+                                      const std::string &field, const TrackWriter &writer);
 
 // The rows of a page of the songs that have each word in one of their texts, best matches first.
 std::vector<int> RowsThatMatch(const ListRequest &request, const std::string &keyword);
@@ -42,7 +41,6 @@ std::unique_ptr<Page> SearchPlaylists(const std::vector<Collection> &collections
 
 // The first few of each kind, each list under its name, and in `total` how many there are.
 Json::Value SearchAll(const ListRequest &request, const std::string &keyword,
-                      const std::vector<Collection> &collections,
-                      const Tonvale::webapi::WebapiLibrary &writer);
+                      const std::vector<Collection> &collections, const TrackWriter &writer);
 
 }  // namespace tonvale_service

@@ -184,8 +184,7 @@ std::unique_ptr<Page> SearchPlaylists(const std::vector<Collection> &collections
 }
 
 Json::Value SearchAll(const ListRequest &request, const std::string &keyword,
-                      const std::vector<Collection> &collections,
-                      const Tonvale::webapi::WebapiLibrary &writer) {
+                      const std::vector<Collection> &collections, const TrackWriter &writer) {
     Json::Value data(Json::objectValue);
     const auto add = [&](std::unique_ptr<Page> page) {
         data["total"][page->ListName()] = Json::Int64{page->Total()};

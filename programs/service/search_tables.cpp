@@ -1,10 +1,7 @@
 #include "search_tables.h"
 
-#include <syslog.h>
-
 #include <array>
 
-#include "failure.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_service {
@@ -49,16 +46,6 @@ std::string Filtered(const ListRequest &request, const std::string &condition) {
 }
 
 }  // namespace
-
-void AskTables(const std::function<void(varn::Database &)> &ask) {
-    try {
-        varn::Database database(varn::ConnectLibrary());
-        ask(database);
-    } catch (const varn::DatabaseError &error) {
-        syslog(LOG_ERR, "The search tables cannot be read: %s", error.what());
-        NoAnswer();
-    }
-}
 
 std::string SeenSongs(const ListRequest &request) {
     const std::string filters = Condition(request.filters);

@@ -25,8 +25,6 @@ namespace tonvale_service {
 
 namespace {
 
-using Tonvale::webapi::WebapiLibrary;
-
 // Where a track starts in its file, without another statement.
 constexpr char kStart[] =
     ", (SELECT max(v.audio_offset) FROM virtual_info_track v WHERE v.track = id) AS audio_offset";
@@ -36,7 +34,7 @@ bool IsOneOf(const std::vector<std::string> &names, const std::string &name) {
 }
 
 std::string Order(const ListRequest &request, const std::string &condition,
-                  const WebapiLibrary &writer) {
+                  const TrackWriter &writer) {
     if (request.sortBy == kRandom) {
         if (!condition.empty() || request.offset > 0 || request.limit == 0) {
             throw Failure(Reason::kRandomPart);
@@ -117,7 +115,7 @@ std::vector<std::string> SongOrder(const ListRequest &request, const std::string
 
 // The songs of a part of a list, in its order; null when the library shows others by now.
 std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &part,
-                                   const WebapiLibrary &writer) {
+                                   const TrackWriter &writer) {
     const std::vector<int> ids = RowsIn(part.records);
     Tonvale::MediaHandle rows =
         OpenInOrder(request, ids, TrackColumns(writer) + ", " + VersionColumns(request.uid));
@@ -127,13 +125,13 @@ std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &p
         return nullptr;
     }
     auto page = std::make_unique<SongPage>(std::move(rows), writer, request.offset, part.total);
-    page->SetShows(seen.Text());
+    page->SetVersion(seen);
     return page;
 }
 
 // A page by the order that is kept, which stars have no part in. Null when it cannot be had so.
 std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string &condition,
-                                   const std::string &order, const WebapiLibrary &writer) {
+                                   const std::string &order, const TrackWriter &writer) {
     if (request.sortBy == kRandom || request.limit <= 0 || request.limit > kMostByIds) {
         return nullptr;
     }
@@ -152,8 +150,45 @@ std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string
                     writer);
 }
 
+// A list of what a user has played or likes: its key, the table, and the order.
+struct ListenedKey {
+    const char *name;
+    const char *table;
+    std::vector<const char *> columns;
+};
+
+const ListenedKey *ListenedKeyOf(const std::string &name) {
+    static const ListenedKey keys[] = {{kByPlays, "song_play", {"plays", "last"}},
+                                       {kByLastPlay, "song_play", {"last"}},
+                                       {kByFavourite, "favourite_song", {"made"}}};
+    const auto *const found = std::find_if(
+        std::begin(keys), std::end(keys), [&](const ListenedKey &key) { return name == key.name; });
+    return found != std::end(keys) ? found : nullptr;
+}
+
+// Read anew each time: the list is short beside the library, and each play changes it.
+std::unique_ptr<SongPage> OpenListened(const ListRequest &request, const ListenedKey &key,
+                                       std::string condition, const TrackWriter &writer) {
+    const std::string ofUser = std::string(" FROM ") + key.table + " l WHERE l.userid = " +
+                               std::to_string(static_cast<int>(request.uid));
+    AddCondition(condition, "id IN (SELECT l.track" + ofUser + ")");
+    std::string order;
+    for (const char *const column : key.columns) {
+        order += std::string("(SELECT l.") + column + ofUser + " AND l.track = id) " +
+                 Direction(request) + ", ";
+    }
+    const std::vector<int> rows = RowsIn(SongOrder(request, condition, order + "id"));
+    const auto total = static_cast<int64_t>(rows.size());
+    const auto first = std::min<int64_t>(request.offset, total);
+    const auto last = std::clamp(EndOfPage(request.offset, request.limit, total), first, total);
+    return SongsInOrder(request, {rows.begin() + first, rows.begin() + last}, total, writer);
+}
+
 std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &condition,
-                               const WebapiLibrary &writer) {
+                               const TrackWriter &writer) {
+    if (const ListenedKey *const key = ListenedKeyOf(request.sortBy)) {
+        return OpenListened(request, *key, condition, writer);
+    }
     const std::string order = Order(request, condition, writer);
     if (auto page = OpenKept(request, condition, order, writer)) {
         return page;
@@ -174,9 +209,9 @@ std::unique_ptr<SongPage> Open(const ListRequest &request, const std::string &co
     if (!rows) {
         NoAnswer();
     }
-    const std::string shows = VersionOf(rows) == before ? before.Text() : "";
+    const Version seen = VersionOf(rows);
     auto page = std::make_unique<SongPage>(std::move(rows), writer, request.offset, total);
-    page->SetShows(shows);
+    page->SetVersion(seen == before ? before : Version());
     return page;
 }
 
@@ -245,7 +280,7 @@ const std::vector<std::string> &SongSortKeys() {
     return keys;
 }
 
-std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const WebapiLibrary &writer,
+std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const TrackWriter &writer,
                                     const std::string &found) {
     std::string condition = Condition(request.filters);
     if (!found.empty()) {
@@ -267,9 +302,17 @@ std::vector<int> SongRows(const ListRequest &request) {
 }
 
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
-                                       int64_t total, const WebapiLibrary &writer) {
+                                       int64_t total, const TrackWriter &writer) {
     return std::make_unique<SongPage>(OpenInOrder(request, rows, TrackColumns(writer)), writer,
                                       request.offset, total);
+}
+
+SongId SongIn(const varn::Row &row) {
+    return {static_cast<int>(row.Number("id")), row.Number("is_virtual") != 0};
+}
+
+std::string SongIdText(const SongId &song) {
+    return (song.isVirtual ? "music_v_" : "music_") + std::to_string(song.row);
 }
 
 std::optional<SongId> ParseSongId(std::string_view id) {
@@ -349,7 +392,7 @@ std::set<int> RowsOf(const ListRequest &request, const std::set<int> &wanted) {
     return found;
 }
 
-Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const WebapiLibrary &writer) {
+Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const TrackWriter &writer) {
     std::map<SongId, Json::Value> tracks;
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
         Tonvale::MediaHandle rows =

@@ -13,6 +13,7 @@
 
 #include "list.h"
 #include "tracks.h"
+#include "varn/database.h"
 
 namespace tonvale_service {
 
@@ -35,8 +36,7 @@ inline constexpr char kRandom[] = "random";
 
 // A page of the songs that a request asks for; with `found`, of those for which this SQL is true.
 // Throws a Failure.
-std::unique_ptr<SongPage> ListSongs(const ListRequest &request,
-                                    const Tonvale::webapi::WebapiLibrary &writer,
+std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const TrackWriter &writer,
                                     const std::string &found = "");
 
 // The rows of the page of songs that a request asks for. Throws a Failure.
@@ -44,7 +44,7 @@ std::vector<int> SongRows(const ListRequest &request);
 
 // The page of a list of `total` songs that has these rows, in their order. Throws a Failure.
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
-                                       int64_t total, const Tonvale::webapi::WebapiLibrary &writer);
+                                       int64_t total, const TrackWriter &writer);
 
 // The row of a song, and whether it is one track of a cue sheet.
 struct SongId {
@@ -52,6 +52,12 @@ struct SongId {
     bool isVirtual;
     auto operator<=>(const SongId &) const = default;
 };
+
+// The song in a row of a statement that has id and is_virtual, 0 or 1.
+SongId SongIn(const varn::Row &row);
+
+// Its identifier, which is the same for shared and own songs.
+std::string SongIdText(const SongId &song);
 
 // Empty for any text but the four forms of a song's identifier that have a row id.
 std::optional<SongId> ParseSongId(std::string_view id);
@@ -75,8 +81,7 @@ VARN_MEDIA_INFO ReadSong(uid_t uid, const std::string &id, Among among = Among::
 
 // The track objects of the songs with these identifiers, in their order. One that is not there, or
 // is another user's, is left out. Throws a Failure for a text that is no song's identifier.
-Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids,
-                      const Tonvale::webapi::WebapiLibrary &writer);
+Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const TrackWriter &writer);
 
 // The rows of a kind that a condition lets through; with `wanted`, those of them. Throws a Failure
 // for an empty condition without wanted rows, and for a wanted row that is not there.

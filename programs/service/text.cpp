@@ -72,4 +72,10 @@ bool IsUtf8(std::string_view text) {
     return true;
 }
 
+bool IsLine(std::string_view text, std::size_t most) {
+    return text.size() <= most && IsUtf8(text) &&
+           std::none_of(text.begin(), text.end(),
+                        [](unsigned char c) { return c < ' ' || c == 0x7F; });
+}
+
 }  // namespace tonvale_service

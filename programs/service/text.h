@@ -16,6 +16,9 @@ std::string ValidUtf8(std::string_view text);
 
 bool IsUtf8(std::string_view text);
 
+// True for UTF-8 of at most `most` bytes without control characters: a name, in a line of its own.
+bool IsLine(std::string_view text, std::size_t most);
+
 // A text as it stands in XML and HTML, within an attribute or not.
 std::string EscapedXml(std::string_view text);
 

@@ -6,6 +6,8 @@
 #include <new>
 
 #include "playlist_songs.h"
+#include "song_marks.h"
+#include "songs.h"
 
 namespace tonvale_service {
 
@@ -23,6 +25,8 @@ struct Addition {
 constexpr Addition kAdditions[] = {{"song_tag", &WebapiLibrary::addSongTag},
                                    {"song_audio", &WebapiLibrary::addSongAudio},
                                    {"song_rating", &WebapiLibrary::addSongRating}};
+constexpr char kFavourite[] = "song_favourite";
+constexpr char kPlays[] = "song_plays";
 
 // Reads the next songs of a query; none at the end.
 varn::OwnedSongs ReadSome(MEDIA_DB_HANDLE *rows, HashRating &ratings) {
@@ -63,15 +67,45 @@ const std::vector<std::string> &AdditionNames() {
         for (const Addition &addition : kAdditions) {
             all.emplace_back(addition.name);
         }
+        all.emplace_back(kFavourite);
+        all.emplace_back(kPlays);
         return all;
     }();
     return names;
 }
 
-void Apply(const std::vector<std::string> &additions, WebapiLibrary &writer) {
+MarksWanted Apply(const std::vector<std::string> &additions, WebapiLibrary &writer) {
+    MarksWanted marks;
     for (const std::string &name : additions) {
         for (const Addition &addition : kAdditions) {
             writer.*addition.wanted |= name == addition.name;
+        }
+        marks.favourite |= name == kFavourite;
+        marks.plays |= name == kPlays;
+    }
+    return marks;
+}
+
+void AddMarks(uid_t uid, const MarksWanted &wanted, Json::Value &tracks) {
+    if (!wanted.favourite && !wanted.plays) {
+        return;
+    }
+    std::vector<int> rows;
+    for (const Json::Value &track : tracks) {
+        const auto song = ParseSongId(track["id"].asString());
+        rows.push_back(song ? song->row : 0);
+    }
+    std::map<int, SongMarks> known = MarksOf(uid, rows);
+    for (Json::ArrayIndex i = 0; i < tracks.size(); ++i) {
+        const SongMarks &marks = known[rows[i]];
+        Json::Value &additional = tracks[i]["additional"];
+        if (wanted.favourite) {
+            additional[kFavourite]["favourite"] = marks.favouriteSince != 0;
+            additional[kFavourite]["since"] = Json::Int64{marks.favouriteSince};
+        }
+        if (wanted.plays) {
+            additional[kPlays]["count"] = marks.plays;
+            additional[kPlays]["last"] = Json::Int64{marks.lastPlayed};
         }
     }
 }
@@ -107,15 +141,23 @@ void AppendTracks(const WebapiLibrary &writer, PVLIBSZHASH *ratings, PLAYLIST_RE
     }
 }
 
-SongPage::SongPage(Tonvale::MediaHandle rows, const WebapiLibrary &writer, int offset,
-                   int64_t total)
-    : Page("songs", offset, total), rows_(std::move(rows)), writer_(writer) {}
+SongPage::SongPage(Tonvale::MediaHandle rows, const TrackWriter &writer, int offset, int64_t total)
+    : Page("songs", offset, total),
+      rows_(std::move(rows)),
+      writer_(writer),
+      favourites_(writer.marks.favourite ? FavouritesVersion(writer.uid) : "") {}
+
+void SongPage::SetVersion(const Version &version) {
+    const std::string text = version.Text();
+    SetShows(text.empty() || writer_.marks.plays ? "" : text + favourites_);
+}
 
 Json::Value SongPage::Next() {
     Json::Value tracks(Json::arrayValue);
     HashRating ratings;
     const varn::OwnedSongs songs = ReadSome(rows_.get(), ratings);
     writer_.GetTrackJson(ratings.Get(), songs.get(), tracks);
+    AddMarks(writer_.uid, writer_.marks, tracks);
     return tracks;
 }
 

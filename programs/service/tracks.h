@@ -7,11 +7,27 @@
 #include <string>
 #include <vector>
 
+#include "kept_list.h"
 #include "list.h"
 #include "page.h"
 #include "tonvale/webapi.h"
 
 namespace tonvale_service {
+
+// What track objects tell of what their user has put on the songs (song_marks.h).
+struct MarksWanted {
+    bool favourite = false;
+    bool plays = false;
+};
+
+// What writes the track objects of a user's answers.
+struct TrackWriter : Tonvale::webapi::WebapiLibrary {
+    TrackWriter(const WebapiLibrary &writer) : WebapiLibrary(writer) {}  // NOLINT: on purpose
+    TrackWriter(const WebapiLibrary &writer, MarksWanted wanted)
+        : WebapiLibrary(writer), marks(wanted) {}
+
+    MarksWanted marks = {};
+};
 
 // What rows of songs are to hold for track objects with all that may be added to them but what
 // costs a join, see TrackColumns.
@@ -19,11 +35,16 @@ inline constexpr char kSongColumns[] =
     "id, userid, path, title, artist, album, album_artist, composer, genre, year, track, disc, "
     "duration, bitrate, frequency, channel, filesize, container, codec, comment, is_virtual";
 
-// What track objects may hold beside the usual: song_tag, song_audio, song_rating.
+// What track objects may hold beside the usual: song_tag, song_audio, song_rating, song_favourite,
+// song_plays.
 const std::vector<std::string> &AdditionNames();
 
-// Switches a writer's additions on.
-void Apply(const std::vector<std::string> &additions, Tonvale::webapi::WebapiLibrary &writer);
+// Switches a writer's additions on; gives those that it does not write itself.
+MarksWanted Apply(const std::vector<std::string> &additions,
+                  Tonvale::webapi::WebapiLibrary &writer);
+
+// Adds what a user has put on their songs to track objects, in one statement. Throws a Failure.
+void AddMarks(uid_t uid, const MarksWanted &wanted, Json::Value &tracks);
 
 // The columns for a writer's track objects.
 std::string TrackColumns(const Tonvale::webapi::WebapiLibrary &writer);
@@ -37,17 +58,21 @@ void AppendTracks(const Tonvale::webapi::WebapiLibrary &writer, PVLIBSZHASH *rat
 // A page of track objects, "songs", from rows of TrackColumns. A few songs are held at a time.
 class SongPage : public Page {
   public:
-    SongPage(Tonvale::MediaHandle rows, const Tonvale::webapi::WebapiLibrary &writer, int offset,
-             int64_t total);
+    SongPage(Tonvale::MediaHandle rows, const TrackWriter &writer, int offset, int64_t total);
 
     Json::Value Next() override;
+
+    // The version of the library that the rows show: with favourites in the objects theirs, too, and
+    // none with plays, which count up without a version.
+    void SetVersion(const Version &version);
 
     // For who reads the rows in another way.
     MEDIA_DB_HANDLE *Rows() const { return rows_.get(); }
 
   private:
     Tonvale::MediaHandle rows_;
-    Tonvale::webapi::WebapiLibrary writer_;
+    TrackWriter writer_;
+    std::string favourites_;  // their version
 };
 
 }  // namespace tonvale_service

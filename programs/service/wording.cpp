@@ -89,6 +89,14 @@ constexpr Wording kWordings[] = {
      "letter, a digit or _"},
     {Reason::kNotAPassword, "a password has 8 to 256 bytes and no control characters"},
     {Reason::kNotAPurpose, "what a key is for is told in 200 bytes of UTF-8 at most"},
+    {Reason::kTooManySongs, "those are too many songs for one request"},
+    {Reason::kNotAClient, "a client's name is a line of UTF-8 of 200 bytes at most"},
+    {Reason::kNotABookmark,
+     "a bookmark has a position from 0 on, and a comment of 4,000 bytes of UTF-8 at most"},
+    {Reason::kNotAPlayQueue,
+     "a queue has 10,000 songs at most, one of them as the current one, a position from 0 on, and "
+     "a client's name of 200 bytes at most"},
+    {Reason::kNotAStationName, "a radio station's name is a line of UTF-8 of 1 to 200 bytes"},
 
     {Reason::kNoPersonalLibrary,
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "
@@ -125,6 +133,10 @@ constexpr Wording kWordings[] = {
     {Reason::kNoSuchSession, "there is no session {}"},
     {Reason::kNoSuchKey, "there is no key {}; 'tonvale user key list' shows them"},
     {Reason::kNoScanRuns, "no scan runs"},
+    {Reason::kNoSuchAlbum, "there is no album '{}' of this artist"},
+    {Reason::kNoSuchArtist, "there is no artist '{}'"},
+    {Reason::kNoSuchBookmark, "there is no bookmark in that song"},
+    {Reason::kNoSuchStation, "there is no radio station {}"},
 
     {Reason::kPlaylistExists, "there is already a playlist {}"},
     {Reason::kLinkExists,
@@ -133,6 +145,11 @@ constexpr Wording kWordings[] = {
     {Reason::kUserExists, "there is a user {} already; 'tonvale user passwd' changes the password"},
     {Reason::kTooManyKeys, "a user has 100 keys at most; 'tonvale user key remove' takes one away"},
     {Reason::kScanRuns, "a scan of everything runs already"},
+    {Reason::kTooManyFavourites,
+     "a user has 10,000 favourite songs, albums and artists each at most"},
+    {Reason::kTooManyBookmarks, "a user has 1,000 bookmarks at most"},
+    {Reason::kTooManyStations, "there are 1,000 radio stations at most"},
+    {Reason::kPlayQueueChanged, "the queue was changed by another client meanwhile; read it again"},
 
     {Reason::kSettingsLocked,
      "the settings cannot be locked: see that {} can be opened, and try again when nobody else "

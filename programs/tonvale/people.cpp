@@ -140,8 +140,10 @@ void TellBelongings(const UserOptions &options) {
     const auto has = tonvale_service::BelongingsOf(options.user);
     std::printf(
         "%s goes, with the login, the rights, %d sessions, %d keys, %d share links, %d pins, "
-        "%d stars and the lists without a folder.\n",
-        options.user.c_str(), has.sessions, has.keys, has.links, has.pins, has.stars);
+        "%d stars, the plays of %d songs, %d favourite songs, bookmarks, the queue and the lists "
+        "without a folder.\n",
+        options.user.c_str(), has.sessions, has.keys, has.links, has.pins, has.stars, has.plays,
+        has.favourites);
     struct stat info {};
     if (!has.home.empty() && stat(has.home.c_str(), &info) == 0) {
         std::printf("%s%s\n", Printable(has.home).c_str(),

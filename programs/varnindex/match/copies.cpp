@@ -63,10 +63,12 @@ constexpr const char kInherit[] =
     " AND n.track = b.new AND n.userid = r.userid;"
     "UPDATE rating_track r SET track = b.new FROM batch b WHERE r.track = b.old;"
     "UPDATE track t SET date = o.date FROM batch b JOIN track o ON o.id = b.old WHERE t.id = b.new;"
+    "SELECT pass_listening_on(array_agg(old), array_agg(new)) FROM batch;"
     "DELETE FROM track WHERE id IN (SELECT old FROM batch UNION ALL SELECT i.track"
     " FROM virtual_info_track i JOIN batch b ON b.old = i.file_track);"
     "UPDATE track t SET id = b.old FROM batch b WHERE t.id = b.new;"
-    "UPDATE virtual_info_track t SET file_track = b.old FROM batch b WHERE t.file_track = b.new";
+    "UPDATE virtual_info_track t SET file_track = b.old FROM batch b WHERE t.file_track = b.new;"
+    "SELECT pass_listening_on(array_agg(new), array_agg(old)) FROM batch";
 
 // The search's row comes first: the triggers of the others make a second one of the new id.
 constexpr std::array kSideTables = {"song_text",      "album_track",       "artist_track",
