@@ -291,7 +291,8 @@ std::unique_ptr<SongPage> ListSongs(const ListRequest &request, const TrackWrite
 
 std::vector<int> SongRows(const ListRequest &request) {
     const std::string condition = Condition(request.filters);
-    const std::string order = Order(request, condition, WebapiLibrary(request.uid, "", ""));
+    const std::string order =
+        Order(request, condition, Tonvale::webapi::WebapiLibrary(request.uid, "", ""));
     const ListKey key("songs", request, condition, order, false);
     auto part = KeptPart(key, request.offset, request.limit);
     if (!part || (part->version.songs != ReadVersion(request.uid).songs && !part->isYoung)) {

@@ -1,0 +1,61 @@
+// The API below /rest/ over HTTP, and what its answers look like.
+#pragma once
+
+#include <map>
+
+#include "service/keys.h"
+#include "service/settings.h"
+#include "tonvale/settings.h"
+#include "webapi/api.h"
+#include "webapi/served.h"
+
+namespace tonvale_test {
+
+// The form of answers, from the protocol's documentation. A line is a shape: its name, and then its
+// members as NAME:TYPE, or NAME:TYPE? for one that may be absent. Types: s text, i whole number,
+// n number, b true or false, t moment, another shape, [TYPE] an array. A shape "A : B" has the
+// members of B as well. "value" is the text of its element in XML.
+class Shapes {
+  public:
+    explicit Shapes(const std::string &text);
+
+    // What is wrong with a JSON value, "" for nothing.
+    std::string Wrong(const Json::Value &value, const std::string &type) const;
+
+    // The same value out of XML, which is as strict as our own answers are.
+    Json::Value FromXml(const std::string &xml, const std::string &type) const;
+
+  private:
+    struct Member {
+        std::string type;
+        bool isOptional;
+    };
+    struct Node {
+        std::string name, text;
+        std::vector<std::pair<std::string, std::string>> attributes = {};
+        std::vector<Node> children = {};
+    };
+
+    static Node Parse(const std::string &xml, std::size_t &place);
+    static std::string Unescaped(const std::string &text);
+    Json::Value ValueOf(const Node &node, const std::string &type) const;
+    static Json::Value Scalar(const std::string &text, const std::string &type);
+
+    std::map<std::string, std::map<std::string, Member>> shapes_;
+};
+
+class Rest : public Served, protected Api {
+  protected:
+    void SetUp() override;
+
+    // "u=alice&p=KEY&v=1.16.1&c=test".
+    std::string By(const std::string &user = "alice") const;
+    // The answer to "ENDPOINT?PARAMETERS", as the user with JSON.
+    Json::Value AskRest(const std::string &query, const std::string &user = "alice") const;
+    // Its code, -1 where it succeeded.
+    int FaultOf(const std::string &query, const std::string &user = "alice") const;
+
+    std::map<std::string, std::string> keys_;  // of users
+};
+
+}  // namespace tonvale_test

@@ -1,0 +1,325 @@
+// The API below /rest/ in both of its formats.
+#include "webapi/rest.h"
+
+#include <regex>
+#include <set>
+
+#include "subsonic/ids.h"
+#include "varn/sql.h"
+
+namespace tonvale_test {
+
+namespace {
+
+using tonvale_subsonic::AlbumId;
+using tonvale_subsonic::ArtistId;
+
+constexpr char kShapes[] = R"(
+Response status:s version:s type:s serverVersion:s openSubsonic:b
+License valid:b
+Extension name:s versions:[i]
+Folder id:i name:s
+Folders musicFolder:[Folder]
+Named name:s
+Reference id:s name:s
+Role role:s subRole:s? artist:Reference
+Gain trackGain:n? albumGain:n? trackPeak:n? albumPeak:n? baseGain:n? fallbackGain:n?
+Child id:s parent:s? isDir:b title:s album:s? artist:s? track:i? year:i? genre:s? coverArt:s?
+  size:i? contentType:s? suffix:s? duration:i? bitRate:i? samplingRate:i? channelCount:i? path:s?
+  isVideo:b? userRating:i? playCount:i? discNumber:i? created:t? starred:t? albumId:s? artistId:s?
+  type:s? mediaType:s? played:t? comment:s? sortName:s? genres:[Named] artists:[Reference]
+  displayArtist:s? albumArtists:[Reference] displayAlbumArtist:s? contributors:[Role]
+  displayComposer:s? replayGain:Gain?
+AlbumChild id:s parent:s? isDir:b title:s album:s artist:s? artistId:s? coverArt:s? duration:i
+  created:t year:i? genre:s? genres:[Named] artists:[Reference] displayArtist:s sortName:s
+  isVideo:b mediaType:s userRating:i? playCount:i? played:t? starred:t?
+Entry id:s parent:s isDir:b title:s
+Album id:s name:s artist:s? artistId:s? coverArt:s songCount:i duration:i playCount:i? created:t
+  starred:t? year:i? genre:s? played:t? userRating:i? genres:[Named] artists:[Reference]
+  displayArtist:s sortName:s isCompilation:b
+WholeAlbum :Album song:[Child]
+Artist id:s name:s coverArt:s albumCount:i starred:t? sortName:s roles:[s] userRating:i?
+WholeArtist :Artist album:[Album]
+Letter name:s artist:[Artist]
+Artists ignoredArticles:s index:[Letter]
+FolderLetter name:s artist:[Reference]
+Indexes ignoredArticles:s lastModified:i index:[FolderLetter] child:[Child]
+Directory id:s parent:s? name:s child:[Entry]
+SongDirectory id:s parent:s? name:s child:[Child]
+AlbumDirectory :AlbumChild name:s child:[Child]
+ArtistDirectory :Artist child:[AlbumChild]
+Genre value:s songCount:i albumCount:i
+Genres genre:[Genre]
+ArtistInfo biography:s similarArtist:[Artist]
+AlbumInfo notes:s
+Songs song:[Child]
+Albums album:[Album]
+AlbumChildren album:[AlbumChild]
+Found artist:[Artist] album:[Album] song:[Child]
+Found2 artist:[Artist] album:[AlbumChild] song:[Child]
+User username:s
+)";
+
+// What is asked, and the shape of the member that the answer has beside the usual ones. "@album" and
+// its kin stand for identifiers of the library below.
+struct Asked {
+    const char *query;
+    const char *member;
+    const char *type;
+};
+constexpr Asked kAnswers[] = {
+    {"ping", "", ""},
+    {"ping.view", "", ""},
+    {"getLicense", "license", "License"},
+    {"getOpenSubsonicExtensions", "openSubsonicExtensions", "[Extension]"},
+    {"tokenInfo", "tokenInfo", "User"},
+    {"getMusicFolders", "musicFolders", "Folders"},
+    {"getIndexes", "indexes", "Indexes"},
+    {"getIndexes?musicFolderId=0&ifModifiedSince=1", "indexes", "Indexes"},
+    {"getMusicDirectory?id=dir_3", "directory", "Directory"},
+    {"getMusicDirectory?id=dir_2", "directory", "SongDirectory"},
+    {"getMusicDirectory?id=@album", "directory", "AlbumDirectory"},
+    {"getMusicDirectory?id=@artist", "directory", "ArtistDirectory"},
+    {"getGenres", "genres", "Genres"},
+    {"getArtists", "artists", "Artists"},
+    {"getArtists?musicFolderId=1", "artists", "Artists"},
+    {"getArtist?id=@artist", "artist", "WholeArtist"},
+    {"getAlbum?id=@album", "album", "WholeAlbum"},
+    {"getSong?id=music_1", "song", "Child"},
+    {"getArtistInfo?id=@artist", "artistInfo", "ArtistInfo"},
+    {"getArtistInfo2?id=@artist&count=1", "artistInfo2", "ArtistInfo"},
+    {"getAlbumInfo?id=@album", "albumInfo", "AlbumInfo"},
+    {"getAlbumInfo2?id=@album", "albumInfo", "AlbumInfo"},
+    {"getTopSongs?artist=A", "topSongs", "Songs"},
+    {"getSimilarSongs?id=music_1", "similarSongs", "Songs"},
+    {"getSimilarSongs2?id=@artist", "similarSongs2", "Songs"},
+    {"getAlbumList?type=newest", "albumList", "AlbumChildren"},
+    {"getAlbumList2?type=alphabeticalByName", "albumList2", "Albums"},
+    {"getRandomSongs?genre=Pop&fromYear=1990&toYear=2000", "randomSongs", "Songs"},
+    {"getSongsByGenre?genre=Pop", "songsByGenre", "Songs"},
+    {"search2?query=unfriendly", "searchResult2", "Found2"},
+    {"search3?query=%22%22", "searchResult3", "Found"},
+};
+
+// A title that XML has to write in another way, and a character that it does not have.
+const std::string kUnfriendly = "<a href='x'>&\"unfriendly\"]]>\t\n\xF0\x9F\x8E\xB5";
+
+class RestApi : public Rest {
+  protected:
+    void SetUp() override {
+        Rest::SetUp();
+        const std::string music = scratch().string();
+        const auto folder = [](int id, const std::string &path, const std::string &title) {
+            return *varn::Sql(
+                "INSERT INTO directory (id, path, title) "
+                "VALUES (@VARN:INT, '@VARN:VAR', '@VARN:VAR');",
+                id, path, title);
+        };
+        std::string sql = folder(1, music, "music") + folder(2, music + "/d", "d & <e>") +
+                          folder(3, music + "/e", "e") + folder(4, music + "/e/f", "f");
+        const TrackRow songs[] = {
+            {1,
+             0,
+             music + "/d/1.flac",
+             kUnfriendly,
+             "X & \"Y\"",
+             "A",
+             "A",
+             "C",
+             {"Pop", "Rock"},
+             1999,
+             1},
+            {2, 0, music + "/d/2.mp3", "two", "X & \"Y\"", "A feat. B", "A", "", {"Pop"}, 1999, 2},
+            {3, 0, music + "/3.mp3", "three", "Z", "B", "", "", {"Rock"}, 1980, 1},
+            {4, 0, music + "/4.mp3", "four", "Z", "C", "", "", {}, 1980, 2},
+            {5, 0, music + "/5.mp3", "five \x01", "", "", "", "", {}, 0, 0},
+            {6, kAlice, "/home/alice/music/6.mp3", "own", "Mine", "Alice", "", "", {"Pop"}, 2001}};
+        for (const TrackRow &song : songs) {
+            sql += InsertSql(song);
+        }
+        Query(sql +
+              "INSERT INTO rating_track VALUES (1030, 2, 4), (1031, 1, 5);"
+              "INSERT INTO replaygain_track VALUES (1, -6.5, 0.9, NULL, NULL);"
+              "UPDATE track SET date = date - id * interval '1 day', duration = 60.4, "
+              "bitrate = 320000, filesize = 3000000000");
+        Serve();
+    }
+
+    static std::string Filled(std::string query) {
+        const std::pair<std::string, std::string> names[] = {{"@album", AlbumId("X & \"Y\"", "A")},
+                                                             {"@artist", ArtistId("a")}};
+        for (const auto &[name, id] : names) {
+            if (const std::size_t place = query.find(name); place != query.npos) {
+                query.replace(place, name.size(), id);
+            }
+        }
+        return query;
+    }
+
+    // The titles or names of a list in an answer.
+    Texts Names(const std::string &query, const char *member, const char *list,
+                const char *name) const {
+        return Each(AskRest(Filled(query))[member][list], name);
+    }
+};
+
+TEST_F(RestApi, AnswersAreAsDocumentedInBothFormats) {
+    std::string text = kShapes;
+    for (const Asked &asked : kAnswers) {
+        const std::string member =
+            *asked.member == '\0' ? "" : " " + std::string(asked.member) + ":" + asked.type;
+        const Shapes shapes(text + "Answer :Response" + member);
+        const std::string query = Filled(asked.query);
+        const std::string mark = query.find('?') == query.npos ? "?" : "&";
+        if (std::string(asked.query).starts_with("getRandom") ||
+            std::string(asked.query).starts_with("getSimilar")) {
+            EXPECT_EQ(shapes.Wrong(AskRest(query), "Answer"), "") << query;
+            continue;  // another one each time
+        }
+        const HttpAnswer xml = Get("/rest/" + query + mark + By(), "");
+        EXPECT_TRUE(xml.Has("Content-Type: application/xml; charset=utf-8")) << xml.header;
+        Json::Value json = AskRest(query);
+        EXPECT_EQ(shapes.Wrong(json, "Answer"), "") << query;
+        const std::string same = StrictJson(json.toStyledString()).toStyledString();
+        const std::string without = std::regex_replace(same, std::regex(R"(\\u0001)"), "");
+        EXPECT_EQ(shapes.FromXml(xml.body, "Answer").toStyledString(), without) << query;
+        EXPECT_EQ(same.find("null"), same.npos) << same;
+    }
+}
+
+TEST_F(RestApi, TellWhatTheLibraryKnows) {
+    const Json::Value song = AskRest("getSong?id=music_1")["song"];
+    EXPECT_EQ(song["title"], kUnfriendly);
+    EXPECT_EQ(song["size"].asInt64(), 3000000000);
+    EXPECT_EQ(song["bitRate"], 320);
+    EXPECT_EQ(song["duration"], 60);
+    EXPECT_EQ(song["suffix"], "flac");
+    EXPECT_EQ(song["replayGain"]["trackGain"].asDouble(), -6.5);
+    EXPECT_EQ(Each(song["genres"], "name"), (Texts{"Pop", "Rock"}));
+    EXPECT_FALSE(song.isMember("userRating")) << "the stars are bob's";
+
+    const Json::Value album = AskRest(Filled("getAlbum?id=@album"))["album"];
+    EXPECT_EQ(Each(album["song"]), (Texts{"music_1", "music_2"}));
+    EXPECT_EQ(album["userRating"], 4);
+    EXPECT_EQ(album["artistId"], ArtistId("A"));
+    EXPECT_EQ(album["songCount"], 2);
+
+    // A guest on the album of another one is found, and not listed.
+    const std::string guest = ArtistId("A FEAT. B");
+    EXPECT_EQ(Each(AskRest("getArtist?id=" + guest)["artist"]["album"], "name"),
+              (Texts{"X & \"Y\""}));
+    Texts letters;
+    const Json::Value artists = AskRest("getArtists")["artists"];
+    for (const Json::Value &letter : artists["index"]) {
+        letters.push_back(letter["name"].asString());
+        for (const Json::Value &artist : letter["artist"]) {
+            letters.back() += "," + artist["name"].asString();
+        }
+    }
+    EXPECT_EQ(letters, (Texts{"#,[no artist]", "A,A,Alice", "B,B", "C,C"}));
+    EXPECT_EQ(Names("getIndexes?musicFolderId=0", "indexes", "child", "id"),
+              (Texts{"music_3", "music_4", "music_5"}));
+    const auto read = AskRest("getIndexes")["indexes"]["lastModified"].asInt64();
+    EXPECT_TRUE(
+        AskRest("getIndexes?ifModifiedSince=" + std::to_string(read))["indexes"]["index"].empty());
+    EXPECT_EQ(Names("getMusicFolders", "musicFolders", "musicFolder", "id"), (Texts{"0", "1"}));
+    // Its songs have one album, so that it comes once.
+    EXPECT_EQ(Names("getGenres", "genres", "genre", "albumCount"), (Texts{"2", "2"}));
+}
+
+TEST_F(RestApi, ListsHaveTheirOrderAndTheirPages) {
+    const std::pair<const char *, Texts> lists[] = {
+        {"type=alphabeticalByName", {"[no album]", "Mine", "X & \"Y\"", "Z"}},
+        {"type=alphabeticalByName&size=2&offset=1", {"Mine", "X & \"Y\""}},
+        {"type=alphabeticalByName&size=0", {}},
+        {"type=alphabeticalByName&offset=9", {}},
+        {"type=alphabeticalByName&musicFolderId=1", {"Mine"}},
+        {"type=newest&size=9999", {"X & \"Y\"", "Z", "[no album]", "Mine"}},
+        {"type=byYear&fromYear=1980&toYear=1999", {"Z", "X & \"Y\""}},
+        {"type=byYear&fromYear=1999&toYear=1980", {"X & \"Y\"", "Z"}},
+        {"type=byGenre&genre=Rock", {"X & \"Y\"", "Z"}},
+        {"type=byGenre&genre=rock%27", {}},
+        {"type=highest", {"X & \"Y\""}},
+    };
+    for (const auto &[query, names] : lists) {
+        EXPECT_EQ(Names("getAlbumList2?" + std::string(query), "albumList2", "album", "name"),
+                  names)
+            << query;
+    }
+    EXPECT_EQ(AskRest("getAlbumList?type=random")["albumList"]["album"].size(), 4);
+    EXPECT_EQ(Names("getSongsByGenre?genre=Pop&count=1&offset=1", "songsByGenre", "song", "id"),
+              (Texts{"music_6"}));
+    EXPECT_EQ(Names("getTopSongs?artist=a&count=1", "topSongs", "song", "id"), (Texts{"music_2"}));
+    EXPECT_EQ(
+        Names("getRandomSongs?toYear=1980&fromYear=1970&size=500", "randomSongs", "song", "album"),
+        (Texts{"Z", "Z"}));
+    EXPECT_EQ(Names("search3?query=unfr*", "searchResult3", "song", "id"), (Texts{"music_1"}));
+    EXPECT_EQ(Names("search3?query=feat", "searchResult3", "artist", "name"), (Texts{"A feat. B"}));
+    EXPECT_EQ(Names("search3?query=x+y&songCount=0", "searchResult3", "album", "name"),
+              (Texts{"X & \"Y\""}));
+    // Everything, page for page.
+    std::multiset<std::string> ids;
+    for (int offset = 0; offset < 8; offset += 2) {
+        for (const std::string &id :
+             Names("search3?query=&songCount=2&songOffset=" + std::to_string(offset),
+                   "searchResult3", "song", "id")) {
+            ids.insert(id);
+        }
+    }
+    EXPECT_EQ(ids, (std::multiset<std::string>{"music_1", "music_2", "music_3", "music_4",
+                                               "music_5", "music_6"}));
+    // Another user sees nothing of what is alice's.
+    for (const char *query : {"search3?query=own", "getTopSongs?artist=Alice"}) {
+        EXPECT_EQ(AskRest(query, "bob").toStyledString().find("music_6"), std::string::npos);
+    }
+}
+
+TEST_F(RestApi, BadParametersAreRefused) {
+    const std::pair<const char *, int> cases[] = {
+        {"nothing", 70},
+        {"", 70},
+        {"getAlbum", 10},
+        {"getAlbum?id=", 10},
+        {"getAlbum?id=music_1", 70},
+        {"getAlbum?id=al-0", 70},
+        {"getAlbum?id=@album&id=@album", 0},
+        {"getArtist", 10},
+        {"getArtist?id=@album", 70},
+        {"getSong", 10},
+        {"getSong?id=1", 70},
+        {"getSong?id=music_99", 70},
+        {"getSong?id=music_1%27", 70},
+        {"getMusicDirectory", 10},
+        {"getMusicDirectory?id=dir_99", 70},
+        {"getMusicDirectory?id=..", 70},
+        {"getIndexes?musicFolderId=2", 70},
+        {"getIndexes?ifModifiedSince=today", 0},
+        {"getAlbumList", 10},
+        {"getAlbumList?type=best", 0},
+        {"getAlbumList?type=byYear&fromYear=1990", 10},
+        {"getAlbumList?type=byYear&fromYear=x&toYear=1", 0},
+        {"getAlbumList2?type=byGenre", 10},
+        {"getAlbumList2?type=newest&size=-1", 0},
+        {"getAlbumList2?type=newest&size=1e3", 0},
+        {"getAlbumList2?type=newest&offset=99999999999", 0},
+        {"getRandomSongs?size=x", 0},
+        {"getSongsByGenre", 10},
+        {"getTopSongs", 10},
+        {"getSimilarSongs", 10},
+        {"getSimilarSongs2?id=ar-", 70},
+        {"getArtistInfo?id=music_6", -1},
+        {"getAlbumInfo", 10},
+        {"search3", 10},
+        {"search2?query=a&query=b", 0},
+    };
+    for (const auto &[query, code] : cases) {
+        const Json::Value answer = AskRest(Filled(query));
+        EXPECT_EQ(answer.isMember("error") ? answer["error"]["code"].asInt() : -1, code) << query;
+    }
+    EXPECT_EQ(FaultOf("getSong?id=music_6", "bob"), 70);
+    EXPECT_EQ(FaultOf("getArtistInfo?id=music_6", "bob"), 70);
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
