@@ -6,7 +6,7 @@ build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag
                 libicu-dev libcurl4-openssl-dev libxml2-dev libssl-dev libmpdclient-dev libmimalloc-dev
                 postgresql-15 ffmpeg imagemagick nginx)
 test_packages=(libgtest-dev curl lighttpd lighttpd-mod-openssl openssl shairport-sync mpd minidlna
-               locales)
+               locales unzip)
 browser_packages=(chromium chromium-driver nodejs node-typescript)
 
 as_root() {

@@ -34,6 +34,16 @@ enum VARN_AUDIO_COMMAND : int {
     VARN_AUDIO_PLAYER_INFO_BY_UDN = 44,
     VARN_AUDIO_PLAYER_INFO_BY_INDEX = 45,
     VARN_AUDIO_REFRESH_LOG_LEVEL = 46,
+
+    // For VARNAudioCtrlSend. A daemon may lack any of them: `can` of its state tells
+    // (docs/players.md).
+    VARN_AUDIO_PAUSE = 1000,
+    VARN_AUDIO_RESUME = 1001,
+    VARN_AUDIO_STOP = 1002,
+    VARN_AUDIO_NEXT = 1003,
+    VARN_AUDIO_PREVIOUS = 1004,
+    VARN_AUDIO_ENABLE_RENDERER = 1005,
+    VARN_AUDIO_DISABLE_RENDERER = 1006,
 };
 
 enum { VARN_AUDIO_BANDS = 10 };

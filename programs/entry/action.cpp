@@ -32,6 +32,7 @@ const auto &Apis() {
         &kAuthApi,
         &kComposerApi,
         &kCoverApi,
+        &kDownloadApi,
         &kEventsApi,
         &kFavouriteApi,
         &kFolderApi,

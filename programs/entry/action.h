@@ -128,6 +128,7 @@ extern const Api kArtistApi;
 extern const Api kAuthApi;
 extern const Api kComposerApi;
 extern const Api kCoverApi;
+extern const Api kDownloadApi;
 extern const Api kEventsApi;
 extern const Api kFavouriteApi;
 extern const Api kFolderApi;

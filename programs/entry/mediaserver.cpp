@@ -3,8 +3,12 @@
 #include <climits>
 
 #include "action.h"
+#include "server_song.h"
 #include "server_url.h"
 #include "service/media_server.h"
+#include "song_sound.h"
+#include "tonvale/settings.h"
+#include "tonvale/streaming.h"
 
 namespace tonvale_entry {
 
@@ -58,9 +62,31 @@ Json::Value Browse(const Request &asked) {
     return objects.Data();
 }
 
+// The sound of a song, as MP3: browsers hear from this server alone.
+class Stream : public EncodedAction {
+  public:
+    using EncodedAction::EncodedAction;
+
+  protected:
+    bool Send() override {
+        Asked().Require(RIGHT_STREAMING);
+        const long long position = Asked().Number("position", 0, 0, kLongestSong);
+        const std::string id = Asked().RequiredText("id");
+        const VARN_MEDIA_INFO song =
+            FindServerSong(Asked().RequiredText("url"), id, std::chrono::seconds(kMostSeconds));
+        return SendEncoded("audio/mpeg",
+                           [&] { return VARNAudioTranscodeUrl(song.path, "mp3", position); });
+    }
+};
+
 constexpr Method kMethods[] = {
     {.name = "list", .make = Make<List>, .asksElsewhere = true, .takesRoot = false},
     {.name = "browse", .make = Make<Browse>, .asksElsewhere = true, .takesRoot = false},
+    {.name = "stream",
+     .make = Make<Stream>,
+     .asksElsewhere = true,
+     .isMedia = true,
+     .takesRoot = false},
 };
 
 }  // namespace

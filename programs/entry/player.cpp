@@ -2,14 +2,18 @@
 #include "service/player.h"
 
 #include <algorithm>
+#include <chrono>
 #include <climits>
 
 #include "action.h"
-#include "service/songs.h"
+#include "remote_url.h"
+#include "server_song.h"
+#include "service/playlist_songs.h"
 #include "service/sound_card.h"
 #include "service/speaker.h"
 #include "speaker_address.h"
 #include "tonvale/settings.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -19,6 +23,8 @@ using namespace tonvale_service;
 
 constexpr long long kMostEntries = 500;
 constexpr long long kUsualEntries = 100;
+constexpr std::size_t kMostServerSongs = 100;
+constexpr std::chrono::seconds kServerPatience{20};
 
 // The page that is asked for, of whatever `list` gives.
 Json::Value PageOf(const Request &asked, Json::Value (*list)(int, int)) {
@@ -39,6 +45,30 @@ Json::Value Tell(const Request &asked, std::string_view name) {
     return TellPlayer(*command, ValuesIn(asked));
 }
 
+// Gives the songs that the user browses their identifiers; a part of a file has none.
+void Identify(const Request &asked, const std::vector<Json::Value *> &songs) {
+    std::vector<std::string> paths;
+    for (const Json::Value *song : songs) {
+        if (song->isObject() && (*song)["path"].isString()) {
+            paths.push_back((*song)["path"].asString());
+        }
+    }
+    if (paths.empty()) {
+        return;
+    }
+    const auto found = ReadNamedSongs(asked.User().GetLoginUID(), paths);
+    for (Json::Value *song : songs) {
+        const auto known = song->isObject() && (*song)["path"].isString()
+                               ? found.find((*song)["path"].asString())
+                               : found.end();
+        if (known != found.end()) {
+            const VARN_MEDIA_INFO &record = known->second;
+            (*song)["id"] =
+                (record.userid != 0 ? "music_p_" : "music_") + std::to_string(record.id);
+        }
+    }
+}
+
 Json::Value List(const Request &asked) {
     const std::string what = asked.Choice("action", {"renderers", "servers"}, "renderers");
     return PageOf(asked, what == "servers" ? PlayerServers : PlayerRenderers);
@@ -47,6 +77,7 @@ Json::Value List(const Request &asked) {
 Json::Value Info(const Request &asked) {
     Json::Value info = PlayerInfo(asked.Text("renderer"));
     if (info.isMember("song")) {
+        Identify(asked, {&info["song"]});
         HidePath(info["song"]);
     }
     return info;
@@ -77,19 +108,39 @@ Json::Value Volume(const Request &asked) {
     return data;
 }
 
-// Songs of the library alone, each of which the user may hear: no path, no address.
+// Songs of the library, each of which the user may hear, and streams out in the world: no path.
 std::vector<VARN_MEDIA_INFO> Songs(const Request &asked) {
-    const std::vector<std::string> ids = asked.Values("songs");
-    const auto found = ReadSongs(asked.User().GetLoginUID(), ids);
+    const varn::OwnedSongs found = SongsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
     std::vector<VARN_MEDIA_INFO> songs;
-    for (const std::string &id : ids) {
-        const auto song = found.find(ParseSongId(id).value());
-        if (song == found.end()) {
-            throw Refusal{Code::kNoSuchItem};
+    for (const PLAYLIST_REC *entry = found.get(); entry != nullptr; entry = entry->next) {
+        if (IsHttpUrl(entry->info.path)) {
+            LeaveWorker();  // a name is looked up
+            if (!IsPermittedUrl(entry->info.path)) {
+                throw Refusal{Code::kBadParameter, "songs"};
+            }
         }
-        songs.push_back(song->second);
+        songs.push_back(entry->info);
     }
     return songs;
+}
+
+Json::Value AddFromServer(const Request &asked) {
+    const std::string url = asked.RequiredText("url");
+    const std::vector<std::string> ids = asked.Values("ids");
+    if (ids.size() > kMostServerSongs) {
+        throw Refusal{Code::kBadParameter, "ids"};
+    }
+    const auto end = std::chrono::steady_clock::now() + kServerPatience;
+    std::vector<VARN_MEDIA_INFO> songs;
+    for (const std::string &id : ids) {
+        const auto left =
+            std::chrono::ceil<std::chrono::seconds>(end - std::chrono::steady_clock::now());
+        if (left.count() <= 0) {
+            throw Refusal{Code::kTookTooLong};
+        }
+        songs.push_back(FindServerSong(url, id, left));
+    }
+    return AddSongs(songs);
 }
 
 Json::Value Queue(const Request &asked) {
@@ -102,6 +153,11 @@ Json::Value Queue(const Request &asked) {
     }
     Json::Value page = PageOf(asked, PlayerQueue);
     if (page.isMember("songs")) {
+        std::vector<Json::Value *> songs;
+        for (Json::Value &song : page["songs"]) {
+            songs.push_back(&song);
+        }
+        Identify(asked, songs);
         for (Json::Value &song : page["songs"]) {
             HidePath(song);
         }
@@ -140,6 +196,10 @@ Json::Value ForPlayers(const Request &asked) {
 }
 
 constexpr Method kMethods[] = {
+    {.name = "add_from_server",
+     .make = Make<ForPlayers<AddFromServer>>,
+     .changes = true,
+     .asksElsewhere = true},
     {"control", Make<ForPlayers<Control>>, kChanges},
     {"equalizer", Make<ForPlayers<Equalizer>>, kChanges},
     {"info", Make<ForPlayers<Info>>},

@@ -69,7 +69,7 @@ bool SendHeader(const char *status, const Validators &validators, const std::str
 
 }  // namespace
 
-bool SendFile(const SongFile &song, const char *type, bool headerOnly) {
+bool SendFile(const SongFile &song, const char *type, bool headerOnly, const std::string &fields) {
     const Validators now = tonvale_service::ValidatorsOf(song.info);
     if (tonvale_service::IsUnchanged(now, Variable("HTTP_IF_NONE_MATCH"),
                                      Variable("HTTP_IF_MODIFIED_SINCE"))) {
@@ -86,7 +86,7 @@ bool SendFile(const SongFile &song, const char *type, bool headerOnly) {
     const off_t first = isPart ? range.first : 0;
     const off_t end = isPart ? range.last + 1 : total;
     std::string more = std::string("Content-Type: ") + type +
-                       "\r\nContent-Length: " + std::to_string(end - first) + "\r\n";
+                       "\r\nContent-Length: " + std::to_string(end - first) + "\r\n" + fields;
     if (isPart) {
         more += "Content-Range: bytes " + std::to_string(first) + "-" + std::to_string(range.last) +
                 ofTotal;

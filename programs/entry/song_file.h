@@ -8,7 +8,9 @@ namespace tonvale_entry {
 using tonvale_service::OpenSongFile;
 using tonvale_service::SongFile;
 
-// Sends the file, or the part of it that a GET asks for (RFC 9110, 13 and 14).
-bool SendFile(const SongFile &song, const char *type, bool headerOnly);
+// Sends the file, or the part of it that a GET asks for (RFC 9110, 13 and 14). `fields` are more
+// lines of the header.
+bool SendFile(const SongFile &song, const char *type, bool headerOnly,
+              const std::string &fields = "");
 
 }  // namespace tonvale_entry

@@ -203,12 +203,6 @@ void Listeners::RemoveGone() {
     listeners_.remove_if([](const Listener &listener) { return listener.IsGone(); });
 }
 
-void Listeners::SayBye() {
-    for (Listener &listener : listeners_) {
-        listener.SayBye("server");
-    }
-}
-
 bool Listeners::IsAny(For whom) const {
     return std::any_of(listeners_.begin(), listeners_.end(),
                        [whom](const Listener &listener) { return listener.Gets(whom); });

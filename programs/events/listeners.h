@@ -67,7 +67,6 @@ class Listeners {
     void EndOver();
     void KeepAlive();
     void RemoveGone();
-    void SayBye();
 
     bool IsEmpty() const { return listeners_.empty(); }
     bool IsAny(For whom) const;

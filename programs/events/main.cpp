@@ -3,6 +3,7 @@
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <syslog.h>
+#include <unistd.h>
 
 #include <csignal>
 #include <cstdlib>
@@ -15,6 +16,7 @@
 #include "news.h"
 #include "varn/db.h"
 #include "varn/drop_rights.h"
+#include "varn/systempath.h"
 
 namespace {
 
@@ -62,7 +64,7 @@ void Run(int socket, int signals) {
         if (poll(polled.data(), polled.size(), listeners.IsEmpty() ? -1 : TimeUntil(nextLook)) >
             0) {
             if (polled[0].revents != 0) {
-                return listeners.SayBye();
+                return;
             }
             listeners.Answer(polled.data() + others);
             if (polled[2].revents != 0) {
@@ -100,6 +102,7 @@ int main() {
     try {
         const varn::UniqueFd socket = tonvale_service::OpenEventSocket();
         Run(socket.Get(), signals.Get());
+        unlink(SystemPath(varn::path::kEventSocket).c_str());
         return EXIT_SUCCESS;
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "Cannot tell of events: %s", error.what());

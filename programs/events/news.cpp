@@ -45,6 +45,9 @@ std::string ScanEvent(const tonvale_service::Indexing &state, bool withDetails) 
 }  // namespace
 
 void News::Greet(Listener &listener) {
+    if (nextCheck_ == Clock::time_point{}) {
+        nextCheck_ = Clock::now() + kCheckEvery;  // the login was looked at a moment ago
+    }
     listener.Send(library_);
     listener.Send(listener.Gets(For::kAdministrators) ? scan_ : scanInShort_);
     if (listener.Gets(For::kPlayers)) {
@@ -107,6 +110,7 @@ void News::ReadPlayer() {
 
 void News::Forget() {
     player_.Run(false);
+    nextCheck_ = {};
     library_.clear();
     scan_.clear();
     scanInShort_.clear();

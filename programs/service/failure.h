@@ -73,6 +73,7 @@ enum class Reason {
     kNotABookmark,
     kNotAPlayQueue,
     kNotAStationName,
+    kDownloadTooLarge,  // (how many files it may have)
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)
@@ -102,8 +103,8 @@ enum class Reason {
     kNoSuchSession,  // (id)
     kNoSuchKey,      // (id)
     kNoScanRuns,
-    kNoSuchAlbum,    // (name)
-    kNoSuchArtist,   // (name)
+    kNoSuchAlbum,   // (name)
+    kNoSuchArtist,  // (name)
     kNoSuchBookmark,
     kNoSuchStation,  // (id)
 

@@ -136,6 +136,11 @@ Json::Value FolderPage::Next() {
     return folders;
 }
 
+FolderBelow FindFolder(const ListRequest &request, int row) {
+    const std::string path = PathOf(request, row);
+    return {path, Below(path)};
+}
+
 std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
                                         const std::optional<std::string> &name) {
     std::string condition;
@@ -143,7 +148,7 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
         AddCondition(condition, varn::Sql("title ILIKE '%%@VARN:LVAR%%'", Needle(*name)));
     }
     if (below != 0) {
-        AddCondition(condition, Below(PathOf(request, below)));
+        AddCondition(condition, FindFolder(request, below).condition);
     }
     // No two folders have one path.
     const std::string order =

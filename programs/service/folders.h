@@ -36,6 +36,15 @@ class FolderPage : public Page {
     int row_ = 0;
 };
 
+// A folder, and the condition for what lies in it and below it.
+struct FolderBelow {
+    std::string path;
+    std::string condition;
+};
+
+// The folder of a row, which the request's library must have. Throws a Failure.
+FolderBelow FindFolder(const ListRequest &request, int row);
+
 // A page of all folders, with `below` of those that lie below the folder of that row, with `name`
 // of those with this text in their names, in any case. A request's filters have no meaning. Throws
 // a Failure.

@@ -38,23 +38,34 @@ constexpr PlayerCommand kCommands[] = {
      "Have the Bluetooth speakers that play together read again"},
     {"clear", VARN_AUDIO_DELETE_ALL, Takes::kNothing, "Empty the queue"},
     {"delete", VARN_AUDIO_DELETE, Takes::kNumber, "Take song N off the queue"},
+    {"disable", VARN_AUDIO_DISABLE_RENDERER, Takes::kRenderer, "Play no more on a renderer"},
+    {"enable", VARN_AUDIO_ENABLE_RENDERER, Takes::kRenderer, "Play on a renderer, too"},
     {"group-volumes", VARN_AUDIO_SET_MULTIPLE_VOLUMES, Takes::kVolumes,
      "Set the volume of each speaker that plays together"},
     {"log-level-refresh", VARN_AUDIO_REFRESH_LOG_LEVEL, Takes::kNothing,
      "Have the player read again how much it is to log"},
     {"mode", VARN_AUDIO_SET_MODE, Takes::kMode, "Set the way of playing"},
+    {"next", VARN_AUDIO_NEXT, Takes::kNothing, "Play the song that comes next"},
+    {"pause", VARN_AUDIO_PAUSE, Takes::kNothing, "Pause"},
     {"play", VARN_AUDIO_JUMP, Takes::kNumber, "Play song N of the queue, from 0"},
+    {"previous", VARN_AUDIO_PREVIOUS, Takes::kNothing, "Play the song that came before"},
     {"refresh", VARN_AUDIO_SET_REFRESH, Takes::kNothing,
      "Set the mark that tells clients to ask anew"},
     {"refresh-done", VARN_AUDIO_RESET_REFRESH, Takes::kNothing, "Take that mark away"},
+    {"resume", VARN_AUDIO_RESUME, Takes::kNothing, "Play on, or begin with the current song"},
     {"search-renderers", VARN_AUDIO_SEARCH_RENDERER, Takes::kNothing,
      "Have renderers searched for"},
     {"search-servers", VARN_AUDIO_SEARCH_SERVER, Takes::kNothing,
      "Have media servers searched for"},
     {"seek", VARN_AUDIO_SEEK, Takes::kNumber, "Go to second N of the song"},
     {"select", VARN_AUDIO_SET_INDEX, Takes::kNumber, "Make song N the current one"},
+    {"stop", VARN_AUDIO_STOP, Takes::kNothing, "Stop"},
     {"volume", VARN_AUDIO_SET_VOLUME, Takes::kVolume, "Set the volume, 0-100"},
 };
+
+// What players can do that do not tell it.
+constexpr const char *kAlways[] = {"add",  "clear", "delete", "mode",
+                                   "play", "seek",  "select", "volume"};
 
 // A call that has the daemon's answer put into a buffer.
 using Question = std::function<int(char *, int)>;
@@ -113,14 +124,16 @@ Json::Value Ask(const Question &question, const std::string &renderer = "") {
     return answer;
 }
 
-Json::Value Send(VARN_AUDIO_COMMAND command, const std::string &payload) {
+Json::Value Send(VARN_AUDIO_COMMAND command, const std::string &payload,
+                 const std::string &renderer = "") {
     VARN_AUDIO_CTRL_MSG message = {};
     message.command = command;
     if (payload.size() >= sizeof message.payload) {
         throw Failure(Reason::kTooLongForPlayer);
     }
     payload.copy(message.payload, payload.size());
-    return Ask([&](char *out, int size) { return VARNAudioCtrlSend(&message, out, size); });
+    return Ask([&](char *out, int size) { return VARNAudioCtrlSend(&message, out, size); },
+               renderer);
 }
 
 int WholeNumber(const std::string &text, int most) {
@@ -152,6 +165,13 @@ std::string ModeNumber(const std::string &mode) {
     return std::to_string(found - modes.begin());
 }
 
+const std::string &Renderer(const std::string &name) {
+    if (name.empty() || name.size() > kLongestRenderer) {
+        throw Failure(Reason::kNoSuchRenderer, name);
+    }
+    return name;
+}
+
 std::string PayloadOf(Takes takes, const std::vector<std::string> &values) {
     const std::size_t most = takes == Takes::kNothing   ? 0
                              : takes == Takes::kVolumes ? kMostVolumes
@@ -161,6 +181,9 @@ std::string PayloadOf(Takes takes, const std::vector<std::string> &values) {
     }
     if (takes == Takes::kMode) {
         return ModeNumber(values[0]);
+    }
+    if (takes == Takes::kRenderer) {
+        return Renderer(values[0]);
     }
     std::string payload;
     for (const std::string &value : values) {
@@ -222,6 +245,22 @@ std::vector<std::string> Words(const std::string &text) {
     return words;
 }
 
+Json::Value InfoOf(const std::string &renderer) {
+    if (renderer.empty()) {
+        return Ask(VARNAudioPlayerInfo);
+    }
+    Renderer(renderer);
+    if (varn::IsNumber(renderer)) {
+        const int index = RendererNumber(renderer);
+        return Ask(
+            [&](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); },
+            renderer);
+    }
+    return Ask(
+        [&](char *out, int size) { return VARNAudioPlayerInfoByUDN(renderer.c_str(), out, size); },
+        renderer);
+}
+
 }  // namespace
 
 void HidePath(Json::Value &song) {
@@ -236,21 +275,14 @@ void HidePath(Json::Value &song) {
 }
 
 Json::Value PlayerInfo(const std::string &renderer) {
-    if (renderer.empty()) {
-        return Ask(VARNAudioPlayerInfo);
+    Json::Value info = InfoOf(renderer);
+    if (!info["can"].isArray()) {
+        info["can"] = Json::Value(Json::arrayValue);
+        for (const char *name : kAlways) {
+            info["can"].append(name);
+        }
     }
-    if (renderer.size() > kLongestRenderer) {
-        throw Failure(Reason::kNoSuchRenderer, renderer);
-    }
-    if (varn::IsNumber(renderer)) {
-        const int index = RendererNumber(renderer);
-        return Ask(
-            [&](char *out, int size) { return VARNAudioPlayerInfoByIndex(index, out, size); },
-            renderer);
-    }
-    return Ask(
-        [&](char *out, int size) { return VARNAudioPlayerInfoByUDN(renderer.c_str(), out, size); },
-        renderer);
+    return info;
 }
 
 Json::Value PlayerQueue(int offset, int limit) {
@@ -284,7 +316,8 @@ const std::vector<std::string> &PlayerModes() {
 }
 
 Json::Value TellPlayer(const PlayerCommand &command, const std::vector<std::string> &values) {
-    return Send(command.command, PayloadOf(command.takes, values));
+    const std::string payload = PayloadOf(command.takes, values);
+    return Send(command.command, payload, command.takes == Takes::kRenderer ? payload : "");
 }
 
 Json::Value AddQueueFile(const std::string &path) {

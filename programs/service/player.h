@@ -19,6 +19,8 @@ namespace tonvale_service {
 
 // Questions. A renderer is named by its udn or, all digits, by its place in the list; "" is none in
 // particular. Pages may have fewer entries than `limit`.
+// Of the player's state `can` has the names of the commands that it can do now; for a player that
+// does not tell, those that every player knows.
 Json::Value PlayerInfo(const std::string &renderer);
 Json::Value PlayerQueue(int offset, int limit);
 Json::Value PlayerRenderers(int offset, int limit);
@@ -34,7 +36,8 @@ enum class Takes {
     kNumber,   // a whole number from 0 on
     kVolume,   // 0-100
     kVolumes,  // one for each device of a group, 64 at most
-    kMode      // one of PlayerModes
+    kMode,     // one of PlayerModes
+    kRenderer  // a renderer's udn
 };
 
 struct PlayerCommand {

@@ -97,6 +97,7 @@ constexpr Wording kWordings[] = {
      "a queue has 10,000 songs at most, one of them as the current one, a position from 0 on, and "
      "a client's name of 200 bytes at most"},
     {Reason::kNotAStationName, "a radio station's name is a line of UTF-8 of 1 to 200 bytes"},
+    {Reason::kDownloadTooLarge, "a download has {} songs at most"},
 
     {Reason::kNoPersonalLibrary,
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "

@@ -49,6 +49,11 @@ void PrintInfo(const Json::Value &answer) {
     for (const char *key : {"state", "index", "position", "total", "volume", "mode", "adding"}) {
         std::printf("%s: %s\n", key, Printable(Text(answer, key)).c_str());
     }
+    std::string can;
+    for (const Json::Value &name : answer["can"]) {
+        can += name.isString() ? " " + name.asString() : "";
+    }
+    std::printf("can:%s\n", Printable(can).c_str());
     for (const auto &[key, member] : {std::pair("song", "path"), {"renderer", "name"}}) {
         if (answer[key].isObject()) {
             std::printf("%s: %s\n", key, Printable(Text(answer[key], member)).c_str());
@@ -107,7 +112,9 @@ void AddCommands(const Verb &verb, const Options &options) {
     for (const PlayerCommand &command : PlayerCommands()) {
         const Verb added = verb.AddVerb(std::string(command.name), command.description);
         if (command.takes != Takes::kNothing) {
-            const std::string name = command.takes == Takes::kMode ? "mode" : "number";
+            const std::string name = command.takes == Takes::kMode       ? "mode"
+                                     : command.takes == Takes::kRenderer ? "renderer"
+                                                                         : "number";
             const Option values =
                 added.AddText(name, options->values, command.description).Required();
             if (command.takes != Takes::kVolumes) {

@@ -2,6 +2,8 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "text.h"
@@ -13,6 +15,8 @@ namespace {
 constexpr unsigned kLargestPage = 500;
 constexpr std::size_t kLongestPage = 512 << 10;  // bytes of JSON
 constexpr std::array kStateNames = {"unknown", "stop", "play", "pause"};
+
+constexpr std::string_view kOutput = "output:";  // in a udn, before the output's number
 
 struct ModeFlags {
     bool random, repeat, single;
@@ -42,7 +46,7 @@ Json::Value SongObject(const mpd_song *song) {
 
 Json::Value OutputObject(const mpd_output *output) {
     Json::Value object(Json::objectValue);
-    object["udn"] = "output:" + std::to_string(mpd_output_get_id(output));
+    object["udn"] = std::string(kOutput) + std::to_string(mpd_output_get_id(output));
     object["name"] = Utf8(mpd_output_get_name(output));
     object["enabled"] = mpd_output_get_enabled(output);
     return object;
@@ -86,15 +90,14 @@ void SetMode(const Mpd &mpd, Mode mode) {
         mpd_command_list_end(mpd.Get()) && mpd_response_finish(mpd.Get()));
 }
 
-Json::Value InfoAnswer(const Mpd &mpd) {
-    const MpdStatus status = mpd.Status();
+Json::Value InfoAnswer(const Mpd &mpd, const mpd_status *status) {
     Json::Value info(Json::objectValue);
-    info["state"] = StateName(mpd_status_get_state(status.get()));
-    info["volume"] = mpd_status_get_volume(status.get());
-    info["mode"] = static_cast<int>(ModeOf(status.get()));
-    info["index"] = mpd_status_get_song_pos(status.get());
-    info["position"] = mpd_status_get_elapsed_ms(status.get()) / 1000;
-    info["total"] = mpd_status_get_queue_length(status.get());
+    info["state"] = StateName(mpd_status_get_state(status));
+    info["volume"] = mpd_status_get_volume(status);
+    info["mode"] = static_cast<int>(ModeOf(status));
+    info["index"] = mpd_status_get_song_pos(status);
+    info["position"] = mpd_status_get_elapsed_ms(status) / 1000;
+    info["total"] = mpd_status_get_queue_length(status);
     const MpdSong song(mpd_run_current_song(mpd.Get()));
     mpd.Require(song != nullptr || mpd_connection_get_error(mpd.Get()) == MPD_ERROR_SUCCESS);
     info["song"] = song ? SongObject(song.get()) : Json::Value();
@@ -145,6 +148,10 @@ Json::Value OutputAnswer(const Mpd &mpd, const std::string &udn) {
         }
     }
     return {};
+}
+
+unsigned OutputNumber(const Json::Value &output) {
+    return static_cast<unsigned>(std::stoul(output["udn"].asString().substr(kOutput.size())));
 }
 
 }  // namespace varnplayer

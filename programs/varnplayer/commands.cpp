@@ -101,8 +101,12 @@ Json::Value ListPlaylist(Player &, const Mpd &mpd, Payload payload) {
     return QueueAnswer(mpd, NotNegative(page[0]), NotNegative(page[1]));
 }
 
+Json::Value WhatCanBeDone(const mpd_status *status);
+
 Json::Value Info(Player &player, const Mpd &mpd, Payload) {
-    Json::Value info = InfoAnswer(mpd);
+    const MpdStatus status = mpd.Status();
+    Json::Value info = InfoAnswer(mpd, status.get());
+    info["can"] = WhatCanBeDone(status.get());
     info["refresh"] = player.refresh;
     info["adding"] = !player.adder.IsDone();
     info["given_up"] = player.adder.GivenUp();
@@ -124,6 +128,41 @@ Json::Value InfoByUdn(Player &player, const Mpd &mpd, Payload payload) {
 
 Json::Value InfoByIndex(Player &player, const Mpd &mpd, Payload payload) {
     return InfoOf(player, mpd, OutputAnswer(mpd, Number(payload)));
+}
+
+Json::Value Pause(Player &, const Mpd &mpd, Payload) {
+    mpd.Require(mpd_run_pause(mpd.Get(), true));
+    return Nothing();
+}
+
+Json::Value Resume(Player &, const Mpd &mpd, Payload) {
+    mpd.Require(mpd_run_play(mpd.Get()));
+    return Nothing();
+}
+
+Json::Value Stop(Player &, const Mpd &mpd, Payload) {
+    mpd.Require(mpd_run_stop(mpd.Get()));
+    return Nothing();
+}
+
+Json::Value Next(Player &, const Mpd &mpd, Payload) {
+    mpd.Require(mpd_run_next(mpd.Get()));
+    return Nothing();
+}
+
+Json::Value Previous(Player &, const Mpd &mpd, Payload) {
+    mpd.Require(mpd_run_previous(mpd.Get()));
+    return Nothing();
+}
+
+template <auto Run>
+Json::Value Switch(Player &, const Mpd &mpd, Payload udn) {
+    const Json::Value output = OutputAnswer(mpd, udn);
+    if (output.isNull()) {
+        throw Refused(Refused::kBad, "there is no such renderer");
+    }
+    mpd.Require(Run(mpd.Get(), OutputNumber(output)));
+    return Nothing();
 }
 
 Json::Value Delete(Player &, const Mpd &mpd, Payload payload) {
@@ -181,33 +220,85 @@ Json::Value AddFromFile(Player &player, const Mpd &mpd, Payload payload) {
     return player.adder.State();
 }
 
+bool HasSongs(const mpd_status *status) {
+    return mpd_status_get_queue_length(status) > 0;
+}
+
+bool Plays(const mpd_status *status) {
+    return mpd_status_get_state(status) == MPD_STATE_PLAY;
+}
+
+bool IsPausedOrPlays(const mpd_status *status) {
+    return Plays(status) || mpd_status_get_state(status) == MPD_STATE_PAUSE;
+}
+
+bool MayGoOn(const mpd_status *status) {
+    return HasSongs(status) && !Plays(status);
+}
+
+bool HasNext(const mpd_status *status) {
+    return IsPausedOrPlays(status) && mpd_status_get_next_song_pos(status) >= 0;
+}
+
+// A station has no length.
+bool HasLength(const mpd_status *status) {
+    return IsPausedOrPlays(status) && mpd_status_get_total_time(status) > 0;
+}
+
+bool HasVolume(const mpd_status *status) {
+    return mpd_status_get_volume(status) >= 0;
+}
+
+bool Always(const mpd_status *) {
+    return true;
+}
+
 struct Entry {
     VARN_AUDIO_COMMAND command;
     Work work;
+    const char *name = nullptr;                        // in `can` of PlayerInfo
+    bool (*isPossible)(const mpd_status *) = nullptr;  // now
 };
 
 // Groups of devices and the equalizer are not among what the music player daemon does.
 constexpr Entry kCommands[] = {
-    {VARN_AUDIO_JUMP, Jump},
-    {VARN_AUDIO_SEEK, Seek},
-    {VARN_AUDIO_SET_VOLUME, SetVolume},
+    {VARN_AUDIO_JUMP, Jump, "play", HasSongs},
+    {VARN_AUDIO_SEEK, Seek, "seek", HasLength},
+    {VARN_AUDIO_SET_VOLUME, SetVolume, "volume", HasVolume},
     {VARN_AUDIO_SEARCH_SERVER, AlreadyDone},
     {VARN_AUDIO_SEARCH_RENDERER, AlreadyDone},
     {VARN_AUDIO_LIST_SERVER, ListServer},
     {VARN_AUDIO_LIST_RENDERER, ListRenderer},
     {VARN_AUDIO_PLAYER_INFO, Info},
-    {VARN_AUDIO_DELETE, Delete},
-    {VARN_AUDIO_DELETE_ALL, DeleteAll},
-    {VARN_AUDIO_SET_INDEX, SetIndex},
-    {VARN_AUDIO_SET_MODE, ChangeMode},
+    {VARN_AUDIO_DELETE, Delete, "delete", HasSongs},
+    {VARN_AUDIO_DELETE_ALL, DeleteAll, "clear", Always},
+    {VARN_AUDIO_SET_INDEX, SetIndex, "select", HasSongs},
+    {VARN_AUDIO_SET_MODE, ChangeMode, "mode", Always},
     {VARN_AUDIO_LIST_PLAYLIST, ListPlaylist},
     {VARN_AUDIO_RESET_REFRESH, ResetRefresh},
     {VARN_AUDIO_SET_REFRESH, SetRefresh},
     {VARN_AUDIO_OUTPUT_PLAYLIST, OutputPlaylist},
-    {VARN_AUDIO_ADD_FROM_FILE, AddFromFile},
+    {VARN_AUDIO_ADD_FROM_FILE, AddFromFile, "add", Always},
     {VARN_AUDIO_PLAYER_INFO_BY_UDN, InfoByUdn},
     {VARN_AUDIO_PLAYER_INFO_BY_INDEX, InfoByIndex},
+    {VARN_AUDIO_PAUSE, Pause, "pause", Plays},
+    {VARN_AUDIO_RESUME, Resume, "resume", MayGoOn},
+    {VARN_AUDIO_STOP, Stop, "stop", IsPausedOrPlays},
+    {VARN_AUDIO_NEXT, Next, "next", HasNext},
+    {VARN_AUDIO_PREVIOUS, Previous, "previous", IsPausedOrPlays},
+    {VARN_AUDIO_ENABLE_RENDERER, Switch<mpd_run_enable_output>, "enable", Always},
+    {VARN_AUDIO_DISABLE_RENDERER, Switch<mpd_run_disable_output>, "disable", Always},
 };
+
+Json::Value WhatCanBeDone(const mpd_status *status) {
+    Json::Value names(Json::arrayValue);
+    for (const Entry &entry : kCommands) {
+        if (entry.name != nullptr && entry.isPossible(status)) {
+            names.append(entry.name);
+        }
+    }
+    return names;
+}
 
 Json::Value Do(Player &player, int32_t command, Payload payload) {
     const auto *entry = std::find_if(std::begin(kCommands), std::end(kCommands),

@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cstring>
 #include <memory>
 
 #include "queue_writer.h"
+#include "text.h"
 #include "tonvale/playlists.h"
 #include "varn/mediaindex.h"
 
@@ -22,6 +24,7 @@ constexpr int kPage = 256;
 // As many as the music player daemon takes (engine.cpp).
 constexpr std::size_t kMostSongs = 65536;
 constexpr std::size_t kLongestUri = 4080;  // a line has 4096 bytes, with the command and quotes
+constexpr std::size_t kLongestTag = 1000;
 constexpr std::chrono::milliseconds kStep{100};
 constexpr int kMostFailures = 5;  // in a row
 constexpr std::chrono::milliseconds kPause{500};
@@ -47,6 +50,15 @@ int64_t StartOf(const VARN_MEDIA_INFO &song) {
     return std::max<int64_t>(start, 0);
 }
 
+// As much of a record's text as fits into a line of the daemon's protocol.
+template <std::size_t size>
+std::string TagText(const char (&text)[size]) {
+    std::string whole = Utf8({text, strnlen(text, size)});
+    std::replace_if(
+        whole.begin(), whole.end(), [](unsigned char c) { return c < ' '; }, ' ');
+    return whole.size() <= kLongestTag ? whole : "";
+}
+
 // Of a virtual song, the part of its file that it is. What is read of the record is ended first: in
 // a damaged file a text may go on to the next field.
 QueuedSong ToQueued(VARN_MEDIA_INFO &song) {
@@ -67,10 +79,26 @@ QueuedSong ToQueued(VARN_MEDIA_INFO &song) {
         queued.end = song.duration > 0 ? queued.start + song.duration : -1;
     }
     queued.uri = IsRemote(path) ? path : "file://" + path;
+    if (IsRemote(path)) {
+        queued.title = TagText(song.title);
+        queued.artist = TagText(song.artist);
+        queued.album = TagText(song.album);
+    }
     if (!FitsIntoALine(queued.uri)) {
         queued.uri.clear();
     }
     return queued;
+}
+
+// Whether the daemon takes a tag does not matter.
+void AddTags(const Mpd &mpd, unsigned id, const QueuedSong &song) {
+    for (const auto &[type, text] : {std::pair(MPD_TAG_TITLE, &song.title),
+                                     {MPD_TAG_ARTIST, &song.artist},
+                                     {MPD_TAG_ALBUM, &song.album}}) {
+        if (!text->empty()) {
+            mpd.Accepted(mpd_run_add_tag_id(mpd.Get(), id, type, text->c_str()));
+        }
+    }
 }
 
 // False, with nothing added, when the daemon refuses the song or its part.
@@ -79,10 +107,14 @@ bool Add(const Mpd &mpd, const QueuedSong &song) {
         return false;
     }
     const int id = mpd_run_add_id(mpd.Get(), song.uri.c_str());
-    if (!mpd.Accepted(id != -1) || !song.isPart) {
-        return id != -1;
+    if (!mpd.Accepted(id != -1)) {
+        return false;
     }
     const auto added = static_cast<unsigned>(id);
+    AddTags(mpd, added, song);
+    if (!song.isPart) {
+        return true;
+    }
     if (mpd.Accepted(mpd_run_range_id(mpd.Get(), added, song.start, song.end))) {
         return true;
     }

@@ -17,6 +17,8 @@ struct QueuedSong {
     bool isPart = false;  // of its file
     float start = 0;      // seconds
     float end = -1;       // below 0: the end of the file
+    // Of a stream, which may have no tags of its own: what its record tells, "" for nothing.
+    std::string title = {}, artist = {}, album = {};
 };
 
 // Adds the songs of queue files to the queue, some at a time: the music player daemon looks into

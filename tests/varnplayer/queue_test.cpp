@@ -307,17 +307,23 @@ TEST_F(QueueTest, NoSongWaitsForTheLibrary) {
     fs::remove(At(varn::path::kDatabaseSocket));
 }
 
-TEST_F(QueueTest, ARefusedPartIsTakenOffAgain) {
+TEST_F(QueueTest, ARefusedPartIsTakenOffAgainAndARefusedTagIsNot) {
     const auto mpd = UseScript([](const std::string &line) {
-        return line.starts_with("rangeid ") && line.find("90.") != line.npos
+        return line.starts_with("addtagid ") ? std::string("ACK [4@0] {addtagid} No\n")
+               : line.starts_with("rangeid ") && line.find("90.") != line.npos
                    ? std::string("ACK [2@0] {rangeid} Bad range\n")
                    : ScriptedMpd::Usual(line);
     });
     PlaylistInfo queue;
     queue.addSong(Part("/music/album.flac", 1, 0, 0));
     queue.addSong(Part("/music/album.flac", 9, 90, 10));
+    VARN_MEDIA_INFO stream = {};
+    std::string("http://192.0.2.1/x").copy(stream.path, sizeof stream.path - 1);
+    std::string("A\n\"T\"").copy(stream.title, sizeof stream.title - 1);
+    queue.addSong(stream);
     const Json::Value answer = Add(queue);
-    EXPECT_EQ(answer["added"], 1) << answer;
+    EXPECT_EQ(answer["added"], 2) << answer;
+    EXPECT_EQ(Count(*mpd, "addtagid \"7\" \"Title\" \"A \\\"T\\\"\""), 1);
     EXPECT_EQ(answer["skipped"], 1) << answer;
     EXPECT_EQ(Count(*mpd, "rangeid \"7\" \"0.000:\""), 1) << "the whole file was queued";
     EXPECT_EQ(Count(*mpd, "deleteid \"7\""), 1);

@@ -38,6 +38,7 @@ TEST_F(VerbTest, RefusalsAreShown) {
         {"equalizer send 1 2", "takes ten gains"},
         {"equalizer send 0 0 0 0 0 0 0 0 0 -3.5", "does not know the command 40"},
         {"info output:7", "no renderer 'output:7'"},
+        {"enable output:7", "no renderer 'output:7'"},
         {"info 7", "no renderer '7'"},
     };
     for (const auto &[words, message] : kCases) {
@@ -55,7 +56,9 @@ TEST_F(VerbTest, EveryCommandHasAWord) {
          {"add " + SaveQueue(queue), std::string("volume 20"), std::string("mode repeat"),
           std::string("play 0"), std::string("select 1"), std::string("refresh"),
           std::string("search-servers"), std::string("search-renderers"), "save " + written,
-          std::string("seek 0")}) {
+          std::string("seek 0"), std::string("pause"), std::string("resume"), std::string("next"),
+          std::string("previous"), std::string("stop"), std::string("disable output:0"),
+          std::string("enable output:0"), std::string("resume")}) {
         // The music player daemon refuses some while it opens its output; an addition counts once.
         const bool adds = line.starts_with("add");
         Finished finished;

@@ -130,7 +130,8 @@ class PlantedPaths : public ApiTest {
                 {{"id", id}, {"songs", "http://new/"}, {"position", "0"}, {"name", "new"}}));
         }
         for (const std::string &rest :
-             Words(onSongs ? "Song&method=rate&rating=4 Cover&method=get "
+             Words(onSongs ? "Song&method=rate&rating=4 Cover&method=get Download&method=song "
+                             "Download&method=zip&songs=music_p_4 "
                              "Cover&method=get&size=scaled Stream&method=stream"
                            : "")) {
             queries.push_back("version=1&id=music_p_4&api=VARN.Tonvale." + rest);

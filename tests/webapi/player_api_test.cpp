@@ -9,6 +9,7 @@
 
 #include "airplay_password/scripted_speaker.h"
 #include "ctrl/scripted_daemon.h"
+#include "dlna/scripted_media_server.h"
 #include "entry/speaker_address.h"
 #include "programs/command.h"
 #include "tonvale/playlists.h"
@@ -59,6 +60,8 @@ TEST_F(PlayerApi, CommandsReachThePlayer) {
     } kCases[] = {
         {"control", {{"action", "seek"}, {"value", "2147483647"}}, 9, "2147483647"},
         {"control", {{"action", "mode"}, {"value", "repeat-one"}}, 30, "2"},
+        {"control", {{"action", "previous"}}, 1004, ""},
+        {"control", {{"action", "enable"}, {"value", "uuid:1"}}, 1005, "uuid:1"},
         {"volume", {{"action", "set_group"}, {"value", "1,20,100"}}, 12, "1,20,100"},
         {"queue", {{"action", "delete"}, {"value", "0"}}, 27, "0"},
         {"equalizer",
@@ -131,15 +134,57 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
     EXPECT_TRUE(queued.empty());
 }
 
+TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
+    std::string queued;
+    ScriptedDaemon *self = nullptr;
+    ScriptedDaemon daemon([&](int client) {
+        const std::string file = Told(self->TakeMessages().back()).second;
+        const std::unique_ptr<PlaylistInfo> queue(AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
+        for (const auto &song : queue->songs()) {
+            queued += std::string(song->title) + " " + song->path + "\n";
+        }
+        ScriptedDaemon::Say(client, kDone);
+    });
+    self = &daemon;
+    OpenSocket();
+    WriteFile(varn::path::kPackageConf, "media_server_any_address=\"yes\"\n");
+    // The id is the address that the server tells.
+    const ScriptedHttp server([](const HttpRequest &request) {
+        return Reply(
+            Browsed("<item id=\"1\"><title>T</title><res protocolInfo=\"http-get:*:image/"
+                    "png:*\">http://127.0.0.1/x</res><res protocolInfo=\"http-get:*:audio/"
+                    "flac:*\">" +
+                    Asked(request, "ObjectID") + "</res></item>"));
+    });
+    const auto add = [&](const std::string &ids) {
+        return CodeOf("Player", "add_from_server", {{"url", server.Url()}, {"ids", ids}}, "alice",
+                      {{"no_proxy", "*"}});
+    };
+    EXPECT_EQ(add("http://127.0.0.1:99/a.flac,http://127.0.0.1/b"), 0);
+    EXPECT_EQ(queued, "T http://127.0.0.1:99/a.flac\nT http://127.0.0.1/b\n");
+    queued.clear();
+    for (const char *elsewhere : {"http://10.0.0.1/a.flac", "file:///etc/passwd", "1"}) {
+        EXPECT_EQ(add(elsewhere), 404) << elsewhere;
+    }
+    EXPECT_EQ(CodeOf("Player", "queue", {{"action", "add"}, {"songs", "radio_A http://10.0.0.1/"}}),
+              400);
+    EXPECT_EQ(queued, "");
+}
+
 TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
     ScriptedDaemon daemon(
         "{\"success\": true, \"song\": {\"title\": \"\", \"path\": \"/home/bob/secret/a.mp3\"}, "
-        "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7], \"total\": 2}");
+        "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7, "
+        "{\"path\": \"/music/one.flac\"}], \"total\": 3}");
     OpenSocket();
+    Query(InsertSql({.id = 1, .path = "/music/one.flac"}) +
+          InsertSql({.id = 2, .userid = kBob, .path = "/home/bob/secret/a.mp3"}));
     const Json::Value info = Ask("Player", "info");
     EXPECT_EQ(info["song"]["title"], "a.mp3");
     const Json::Value queue = Ask("Player", "queue");
     EXPECT_EQ(queue["songs"][0]["title"], "t");
+    EXPECT_EQ(queue["songs"][2]["id"], "music_1");
+    EXPECT_FALSE(info["song"].isMember("id")) << "bob's";
     for (const Json::Value &data : {info["song"], queue["songs"][0]}) {
         EXPECT_FALSE(data.isMember("path")) << data;
     }
@@ -148,7 +193,10 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
 TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
     ScriptedDaemon daemon{std::string(kDone)};
     OpenSocket();
-    EXPECT_FALSE(Ask("Player", "info").isMember("song"));
+    const Json::Value info = Ask("Player", "info");
+    EXPECT_FALSE(info.isMember("song"));
+    const std::string can = info["can"].toStyledString();
+    EXPECT_TRUE(Contains(can, "\"seek\"") && !Contains(can, "\"pause\"")) << can;
     EXPECT_FALSE(Ask("Player", "queue").isMember("songs"));
 }
 

@@ -195,19 +195,6 @@ TEST_F(Served, KeepsItsFilesFromThePackageAccount) {
     EXPECT_EQ(Get(Path("Info", "get"), "").Status(), 401) << "nginx connects";
 }
 
-// Processes whose parent is `parent`, by the names of their programs.
-std::vector<pid_t> ChildrenOf(pid_t parent, const std::string &name) {
-    std::vector<pid_t> children;
-    for (const fs::directory_entry &entry : fs::directory_iterator("/proc")) {
-        const pid_t pid = std::atoi(entry.path().filename().c_str());
-        if (pid > 0 && StatusOf(pid, "PPid") == std::to_string(parent) &&
-            StatusOf(pid, "Name") == name) {
-            children.push_back(pid);
-        }
-    }
-    return children;
-}
-
 bool IsGone(pid_t pid) {
     return kill(pid, 0) != 0 || StatusOf(pid, "State").starts_with("Z");
 }
@@ -251,19 +238,6 @@ TEST_F(Served, StartsAgainWhatEnds) {
     EXPECT_TRUE(Eventually([] { return !EncoderRuns(); }));
     Serve();
     EXPECT_EQ(Get(Path("Info", "get")).Status(), 200);
-}
-
-// With --watch the indexer runs beside it.
-TEST_F(Served, FollowsChangesOfTheMusic) {
-    const fs::path music = scratch() / "music";
-    fs::create_directory(music);
-    WriteFile(varn::path::kIndexFolders, music.string() + "\n");
-    server_ = std::make_unique<Command>(
-        std::vector<std::string>{"serve", "--watch", "--port", std::to_string(port_)});
-    ASSERT_TRUE(server_->WaitForOutput("Serving at"));
-    MakeSound(music / "new.wav", 44100);
-    EXPECT_TRUE(
-        Eventually([&] { return Contains(Get(Path("Song", "list")).body, "\"title\":\"new\""); }));
 }
 
 // Without a system log a failure's reason is on standard error and in the server's log.

@@ -31,6 +31,20 @@ inline std::string Base64(const std::string &text) {
 // How requests reach entry.cgi: by 'tonvale serve', or from another web server, as CGI.
 enum class Way { kServe, kCgi };
 
+// Processes whose parent is `parent`, by the names of their programs.
+inline std::vector<pid_t> ChildrenOf(pid_t parent, const std::string &name) {
+    std::vector<pid_t> children;
+    for (const std::filesystem::directory_entry &entry :
+         std::filesystem::directory_iterator("/proc")) {
+        const pid_t pid = std::atoi(entry.path().filename().c_str());
+        if (pid > 0 && StatusOf(pid, "PPid") == std::to_string(parent) &&
+            StatusOf(pid, "Name") == name) {
+            children.push_back(pid);
+        }
+    }
+    return children;
+}
+
 class Served : public DatabaseTest {
   protected:
     void SetUp() override {

@@ -2,8 +2,8 @@
 
 import { isAbort } from './api.js';
 import { changePins, changePlaylist, playlists, randomSongs } from './library.js';
-import { addToQueue, queued } from './queue.js';
-import { playSongs } from './player.js';
+import { player } from './playing.js';
+import { queued } from './queue.js';
 import { may } from './person.js';
 import { field, openForm, switchField } from './parts/dialog.js';
 import { openMenu } from './parts/menu.js';
@@ -50,12 +50,12 @@ export function playAll(songs, { shuffle = false, first = 0 } = {}) {
   return attempt(async () => {
     const found = await songs();
     const start = shuffle ? Math.floor(Math.random() * found.length) : first;
-    playSongs(found, { first: start, shuffle });
+    player().playSongs(found, { first: start, shuffle });
   });
 }
 
 export function shuffleEverything() {
-  return attempt(async () => playSongs(await randomSongs(RANDOM), { shuffle: false }));
+  return attempt(async () => player().playSongs(await randomSongs(RANDOM), { shuffle: false }));
 }
 
 /**
@@ -64,7 +64,7 @@ export function shuffleEverything() {
  */
 export function enqueue(songs, next) {
   return attempt(async () => {
-    toast(t('done.queued', { count: addToQueue(await songs(), next) }));
+    toast(t('done.queued', { count: await player().addSongs(await songs(), next) }));
   });
 }
 
@@ -146,7 +146,9 @@ export async function choosePlaylist(beside, songs) {
  */
 export function choicesForSongs(beside, songs) {
   return [
-    { text: t('do.next'), icon: 'next', run: () => enqueue(songs, true) },
+    ...(player().can('insert') ? [{
+      text: t('do.next'), icon: /** @type {const} */ ('next'), run: () => enqueue(songs, true),
+    }] : []),
     { text: t('do.queue'), icon: 'queue', run: () => enqueue(songs, false) },
     { text: t('do.playlist'), icon: 'playlists', run: () => choosePlaylist(beside, songs) },
   ];
@@ -173,8 +175,8 @@ export function openSongMenu(beside, song, more = []) {
       text: t('do.share'), icon: 'share', parted: true,
       run: async () => (await import('./parts/share.js')).shareSong(song),
     },
-    !song.isStream && {
-      text: t('do.download'), icon: 'download', run: () => download(song),
+    may('streaming') && !song.isStream && {
+      text: t('do.download'), icon: 'download', run: () => download('song', { id: song.id }),
     },
     {
       text: t('do.about'), icon: 'about',
@@ -183,10 +185,23 @@ export function openSongMenu(beside, song, more = []) {
   ]);
 }
 
-/** @param {Song} song */
-function download(song) {
-  const href = addressOf('Stream', 'stream', { id: song.id, format: 'raw' });
-  h('a', { href, download: song.path.slice(song.path.lastIndexOf('/') + 1) || song.title }).click();
+/**
+ * @param {'song' | 'zip'} method
+ * @param {import('./api.js').Params} what
+ */
+function download(method, what) {
+  h('a', { href: addressOf('Download', method, what), download: '' }).click();
+}
+
+/**
+ * The choice of an archive of many songs.
+ * @param {import('./api.js').Params} what parameters of Download.zip
+ * @returns {Choice | false}
+ */
+export function choiceOfZip(what) {
+  return may('streaming') && {
+    text: t('do.downloadAll'), icon: 'download', run: () => download('zip', what),
+  };
 }
 
 /**

@@ -8,6 +8,7 @@ const defaults = {
   language: 'en',
   name: '', // who logged in here before
   library: '',
+  place: /** @type {'here' | 'server'} */ ('here'), // that plays
   gain: /** @type {'off' | 'track' | 'album'} */ ('off'),
   bitrate: 256000,
   alwaysConvert: false,

@@ -65,12 +65,10 @@ function openLater() {
   timer = setTimeout(open, pause * (0.5 + Math.random()));
 }
 
-/** @param {'login' | 'replaced' | 'server'} reason */
+/** @param {'login' | 'replaced'} reason */
 async function onBye(reason) {
   close();
-  if (reason === 'server') {
-    openLater();
-  } else if (reason === 'login') {
+  if (reason === 'login') {
     await call('Info', 'get'); // brings the login
     open();
   } // else another window of this browser listens, until this one is looked at again

@@ -17,10 +17,13 @@ const paths = {
   smart: 'M4 6h16M4 11h9M4 16h6M17 11l1.4 3.1 3.1 1.4-3.1 1.4L17 20l-1.4-3.1-3.1-1.4 3.1-1.4z',
   search: 'M10.5 4a6.5 6.5 0 1 0 0 13 6.5 6.5 0 0 0 0-13zM15.5 15.5 20.5 20.5',
   queue: 'M4 6h16M4 11h16M4 16h9M4 20.5h9M17 15v6M14 18h6',
+  servers: 'M4 4.5h16v6H4zM4 13.5h16v6H4zM7.5 7.5h.01M7.5 16.5h.01',
+  places: 'M3.5 15.5V5h17v10.5M2 19h9M15 11.5h6v9h-6zM18 17.5h.01',
   settings: 'M4 7h9M17 7h3M15 4.5v5M4 17h3M11 17h9M9 14.5v5',
   more: 'M5.5 12h.01M12 12h.01M18.5 12h.01',
   play: 'M8 5v14l11-7z',
   pause: 'M8.5 5.5v13M15.5 5.5v13',
+  stop: 'M7 7h10v10H7z',
   next: 'M6 6v12l9-6zM18 6v12',
   previous: 'M18 6v12l-9-6zM6 6v12',
   shuffle: 'M3.5 7h3c5 0 6 10 11 10H20M3.5 17h3c1.8 0 3-1.3 4-3M13.5 9.5C14.5 8 15.6 7 17.5 7H20M17.5 4.5 20 7l-2.5 2.5M17.5 14.5 20 17l-2.5 2.5',
@@ -53,7 +56,7 @@ const paths = {
 
 /** @typedef {keyof typeof paths} IconName */
 
-const filled = new Set(['play', 'star', 'next', 'previous']);
+const filled = new Set(['play', 'stop', 'star', 'next', 'previous']);
 const dots = new Set(['more', 'grip', 'pause']);
 
 /**

@@ -1,13 +1,11 @@
 // Keys that work everywhere but in fields.
 
-import { choice } from './choices.js';
 import { h } from './dom.js';
-import { next, previous, seek, setVolume, time, toggle } from './player.js';
+import { player } from './playing.js';
 import { openDialog } from './parts/dialog.js';
 import { openNowPlaying } from './parts/now-playing.js';
 import { giveStars } from './parts/star-rating.js';
 import { SongRow } from './parts/song-row.js';
-import { current } from './queue.js';
 import { go } from './routes.js';
 import { t } from './texts.js';
 
@@ -22,13 +20,13 @@ function focusedRow() {
 
 /** @type {Record<string, () => void>} */
 const keys = {
-  ' ': toggle,
-  ArrowLeft: () => seek(time() - SECONDS),
-  ArrowRight: () => seek(time() + SECONDS),
-  'Shift+ArrowLeft': previous,
-  'Shift+ArrowRight': next,
-  'Shift+ArrowUp': () => setVolume(choice('volume') + LOUDER),
-  'Shift+ArrowDown': () => setVolume(choice('volume') - LOUDER),
+  ' ': () => player().toggle(),
+  ArrowLeft: () => player().seek(player().time() - SECONDS),
+  ArrowRight: () => player().seek(player().time() + SECONDS),
+  'Shift+ArrowLeft': () => player().previous(),
+  'Shift+ArrowRight': () => player().next(),
+  'Shift+ArrowUp': () => player().setVolume(player().volume() + LOUDER),
+  'Shift+ArrowDown': () => player().setVolume(player().volume() - LOUDER),
   '/': () => go('/search'),
   q: () => go('/queue'),
   n: openNowPlaying,
@@ -36,7 +34,7 @@ const keys = {
   '?': openHelp,
 };
 for (let rating = 0; rating <= 5; ++rating) {
-  keys[`${rating}`] = () => giveStars(focusedRow()?.song ?? current(), rating);
+  keys[`${rating}`] = () => giveStars(focusedRow()?.song ?? player().current(), rating);
 }
 
 function openHelp() {

@@ -83,6 +83,17 @@ export function songOf(found) {
 }
 
 /**
+ * @param {string[]} ids of songs that the person may see; the others are left out
+ * @param {AbortSignal} [signal]
+ * @returns {Promise<Song[]>}
+ */
+export async function songsById(ids, signal) {
+  const found = await call('Song', 'get', { id: ids, additional: ADDITIONAL }, { signal })
+    .catch((error) => (error.code === 404 ? { songs: [] } : Promise.reject(error)));
+  return found.songs.map(songOf);
+}
+
+/**
  * @param {any} found
  * @returns {Album}
  */

@@ -20,6 +20,7 @@ const routes = {
   '/playlists/': { load: () => import('./views/playlist.js'), nav: 'playlists' },
   '/search': { load: () => import('./views/search.js'), nav: 'search' },
   '/queue': { load: () => import('./views/queue.js'), nav: 'queue' },
+  '/servers': { load: () => import('./views/servers.js'), nav: 'servers' },
   '/settings': { load: () => import('./views/settings.js'), nav: 'settings' },
   '/more': { load: () => import('./views/more.js'), nav: 'more' },
 };

@@ -53,6 +53,9 @@ export function convertFromNowOn(song) {
 
 /** @param {Song} song */
 export function soundAddress(song) {
+  if (song.server) {
+    return addressOf('MediaServer', 'stream', { ...song.server });
+  }
   if (song.isStream) {
     const url = song.path || song.id.replace(/^\S+ /, '');
     return addressOf('Stream', 'remote', { url, format: 'mp3' });

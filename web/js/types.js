@@ -24,6 +24,54 @@
  * @property {number} bitrate
  * @property {number} size
  * @property {Gain} [gain]
+ * @property {ServerSong} [server] where it is, for a song of another media server
+ */
+
+/** @typedef {{url: string, id: string}} ServerSong a song of another media server */
+
+/** @typedef {'state' | 'time' | 'song' | 'order' | 'volume' | 'modes'} PlayerEvent */
+
+/**
+ * @typedef {'toggle' | 'stop' | 'next' | 'previous' | 'seek' | 'volume' | 'modes' | 'remove' |
+ *           'clear' | 'move' | 'insert' | 'enable' | 'disable'} PlayerAct
+ */
+
+/**
+ * What plays songs: this browser (here.js), or the server (server-player.js).
+ * @typedef {object} Player
+ * @property {'here' | 'server'} name
+ * @property {EventTarget} events tells each PlayerEvent; `order` is that of the queue
+ * @property {(until: AbortSignal) => void} [start] when it is chosen
+ * @property {(what: PlayerAct) => boolean} can now; `insert`: add songs after the current one
+ * @property {() => Song | undefined} current
+ * @property {() => Song | undefined} upcoming
+ * @property {() => boolean} isPlaying
+ * @property {() => boolean} isWaiting
+ * @property {() => number} time seconds
+ * @property {() => number} duration
+ * @property {() => unknown} toggle
+ * @property {() => unknown} stop
+ * @property {() => unknown} next
+ * @property {() => unknown} previous
+ * @property {(seconds: number) => unknown} seek
+ * @property {() => number} volume 0 to 1
+ * @property {() => boolean} isMuted
+ * @property {(volume: number) => unknown} setVolume
+ * @property {() => unknown} toggleMuted
+ * @property {() => boolean} isShuffled
+ * @property {() => unknown} toggleShuffle
+ * @property {() => 'off' | 'all' | 'one'} repeat
+ * @property {() => unknown} toggleRepeat
+ * @property {(songs: Song[], how?: {first?: number, shuffle?: boolean}) => unknown} playSongs
+ * @property {(songs: Song[], next: boolean) => Promise<number>} addSongs how many were added
+ * @property {() => Source<Song>} source the queue
+ * @property {() => number} count of its songs
+ * @property {() => number} seconds of them all, 0: unknown
+ * @property {() => number} position of the current one
+ * @property {(place: number) => unknown} playAt
+ * @property {(from: number, to: number) => unknown} [move]
+ * @property {(places: number[]) => unknown} remove
+ * @property {() => unknown} clear
  */
 
 /** @typedef {{track?: number, trackPeak?: number, album?: number, albumPeak?: number}} Gain */

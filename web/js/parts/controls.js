@@ -1,43 +1,44 @@
 // The controls of the player, which the bar and the large view share.
 
-import { choice, choices, choose } from '../choices.js';
 import { h, Part, setVars } from '../dom.js';
 import { iconButton, setIcon } from '../icons.js';
-import {
-  duration, isPlaying, isWaiting, next, player, previous, seek, setVolume, time, toggle,
-} from '../player.js';
-import { queue, toggleShuffle } from '../queue.js';
+import { player, playing } from '../playing.js';
 import { clock, t } from '../texts.js';
-
-export function toggleRepeat() {
-  const after = /** @type {const} */ ({ off: 'all', all: 'one', one: 'off' });
-  choose('repeat', after[choice('repeat')]);
-}
 
 export class TransportButtons extends Part {
   start() {
-    const shuffle = iconButton('shuffle', t('player.shuffle'), toggleShuffle, { look: 'is-mode' });
-    const repeat = h('button', { class: 'icon-button is-mode', onclick: toggleRepeat });
-    const play = h('button', { class: 'icon-button is-play', onclick: toggle });
-    this.replaceChildren(shuffle, iconButton('previous', t('player.previous'), previous),
-      play, iconButton('next', t('player.next'), next), repeat);
+    const shuffle = iconButton('shuffle', t('player.shuffle'),
+      () => player().toggleShuffle(), { look: 'is-mode' });
+    const repeat = h('button', { class: 'icon-button is-mode',
+      onclick: () => player().toggleRepeat() });
+    const play = h('button', { class: 'icon-button is-play', onclick: () => player().toggle() });
+    const previous = iconButton('previous', t('player.previous'), () => player().previous());
+    const next = iconButton('next', t('player.next'), () => player().next());
+    const stop = iconButton('stop', t('player.stop'), () => player().stop());
+    this.replaceChildren(shuffle, previous, play, stop, next, repeat);
 
     const drawModes = () => {
-      shuffle.setAttribute('aria-pressed', String(choice('shuffle')));
-      const mode = choice('repeat');
+      shuffle.setAttribute('aria-pressed', String(player().isShuffled()));
+      const mode = player().repeat();
       setIcon(repeat, mode === 'one' ? 'repeatOne' : 'repeat');
       repeat.setAttribute('aria-label', t(`player.repeat.${mode}`));
       repeat.title = t(`player.repeat.${mode}`);
       repeat.classList.toggle('is-on', mode !== 'off');
     };
     const drawPlay = () => {
+      const { isPlaying, isWaiting, can, name } = player();
       setIcon(play, isPlaying() ? 'pause' : 'play');
       play.setAttribute('aria-label', t(isPlaying() ? 'do.pause' : 'do.play'));
       play.classList.toggle('is-waiting', isWaiting());
+      play.disabled = !can('toggle');
+      next.disabled = !can('next');
+      previous.disabled = !can('previous');
+      shuffle.disabled = repeat.disabled = !can('modes');
+      stop.hidden = name === 'here';
+      stop.disabled = !can('stop');
     };
-    this.listen(choices, 'shuffle', drawModes);
-    this.listen(choices, 'repeat', drawModes);
-    this.listen(player, 'state', drawPlay);
+    this.listen(playing, 'modes', drawModes);
+    this.listen(playing, 'state', drawPlay);
     drawModes();
     drawPlay();
   }
@@ -57,14 +58,15 @@ export class SeekBar extends Part {
       },
       onchange: () => {
         this.#dragged = false;
-        seek(Number(range.value));
+        player().seek(Number(range.value));
       },
     });
     this.replaceChildren(now, range, end);
 
     const draw = () => {
-      const length = duration();
-      const at = this.#dragged ? Number(range.value) : time();
+      const length = player().duration();
+      const at = this.#dragged ? Number(range.value) : player().time();
+      range.disabled = !player().can('seek');
       range.max = String(Math.max(1, Math.round(length)));
       if (!this.#dragged) {
         range.value = String(Math.round(at));
@@ -77,9 +79,8 @@ export class SeekBar extends Part {
         range.setAttribute('aria-valuetext', t('player.seek.value', { time: text, length: whole }));
       }
     };
-    this.listen(player, 'time', draw);
-    this.listen(player, 'song', draw);
-    this.listen(queue, 'current', draw);
+    this.listen(playing, 'time', draw);
+    this.listen(playing, 'song', draw);
     draw();
   }
 }
@@ -87,24 +88,25 @@ export class SeekBar extends Part {
 export class VolumeBar extends Part {
   start() {
     const mute = h('button', { class: 'icon-button',
-      onclick: () => choose('muted', !choice('muted')) });
+      onclick: () => player().toggleMuted() });
     const range = h('input', {
       type: 'range', class: 'range', min: '0', max: '100', step: '2',
-      'aria-label': t('player.volume'), oninput: () => setVolume(Number(range.value) / 100),
+      'aria-label': t('player.volume'), oninput: () => player().setVolume(Number(range.value) / 100),
     });
     this.replaceChildren(mute, range);
     const draw = () => {
-      const value = choice('muted') ? 0 : Math.round(choice('volume') * 100);
+      const value = Math.round(player().volume() * 100);
+      range.disabled = mute.disabled = !player().can('volume');
       range.value = String(value);
       range.setAttribute('aria-valuetext', `${value} %`);
       setVars(range, { '--done': `${value}%` });
       setIcon(mute, value === 0 ? 'muted' : 'volume');
-      const label = t(choice('muted') ? 'player.unmute' : 'player.mute');
+      const label = t(player().isMuted() ? 'player.unmute' : 'player.mute');
       mute.setAttribute('aria-label', label);
       mute.title = label;
     };
-    this.listen(choices, 'volume', draw);
-    this.listen(choices, 'muted', draw);
+    this.listen(playing, 'volume', draw);
+    this.listen(playing, 'state', draw);
     draw();
   }
 }

@@ -9,6 +9,7 @@ import { icon } from '../icons.js';
  * @property {import('../icons.js').IconName} [icon]
  * @property {() => void} [run]
  * @property {boolean} [checked]
+ * @property {'radio' | 'check'} [kind] of what is checked or not
  * @property {boolean} [parted] a line above it
  */
 
@@ -67,10 +68,11 @@ export function openMenu(beside, label, choices) {
     h('div', { class: 'menu-title', role: 'presentation' }, label));
   for (const given of choices) {
     if (given) {
-      const { text, run, checked, parted } = given;
+      const { text, run, checked, kind = 'radio', parted } = given;
       menu.append(h('button', {
         class: parted ? 'menu-item is-parted' : 'menu-item',
-        role: checked === undefined ? 'menuitem' : 'menuitemradio',
+        role: checked === undefined ? 'menuitem' : kind === 'radio' ? 'menuitemradio'
+          : 'menuitemcheckbox',
         'aria-checked': checked === undefined ? null : String(checked),
         tabindex: '-1',
         onclick: () => {

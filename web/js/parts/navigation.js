@@ -11,6 +11,7 @@ import { t } from '../texts.js';
 
 const VIEWS = /** @type {const} */ ([
   'home', 'search', 'albums', 'artists', 'songs', 'genres', 'composers', 'folders', 'playlists',
+  'servers',
 ]);
 const TABS = /** @type {const} */ (['home', 'albums', 'search', 'playlists', 'more']);
 

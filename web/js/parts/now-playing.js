@@ -2,20 +2,19 @@
 
 import { h, refill } from '../dom.js';
 import { iconButton } from '../icons.js';
-import { player } from '../player.js';
-import { current, position, queue, queued } from '../queue.js';
+import { player, playing } from '../playing.js';
 import { go } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
 import { CoverArt, tintBy } from './cover-art.js';
-import { showCoverOf, songMenu, songNames } from './player-bar.js';
+import { placesButton, showCoverOf, songMenu, songNames } from './player-bar.js';
 import { StarRating } from './star-rating.js';
 
 /** @type {HTMLDialogElement | null} */
 let open = null;
 
 export function openNowPlaying() {
-  if (open || !current()) {
+  if (open || !player().current()) {
     return;
   }
   const art = new CoverArt();
@@ -33,10 +32,10 @@ export function openNowPlaying() {
     h('div', { class: 'now-picture' }, art),
     h('div', { class: 'now-panel' },
       h('div', { class: 'now-line' }, names, rating), new SeekBar(), new TransportButtons(),
-      h('div', { class: 'now-line' }, new VolumeBar(), list), after));
+      h('div', { class: 'now-line' }, new VolumeBar(), placesButton(), list), after));
   tintBy(dialog, art);
   const draw = () => {
-    const song = current();
+    const song = player().current();
     if (!song) {
       close();
       return;
@@ -44,14 +43,13 @@ export function openNowPlaying() {
     showCoverOf(art, song);
     refill(names, songNames(song));
     rating.show(song);
-    const next = queued()[position() + 1]?.song;
+    const next = player().upcoming();
     after.textContent = next ? `${t('player.next')}: ${next.title}` : '';
   };
   const gone = new AbortController();
-  for (const name of ['current', 'order']) {
-    queue.addEventListener(name, draw, { signal: gone.signal });
+  for (const name of ['song', 'order']) {
+    playing.addEventListener(name, draw, { signal: gone.signal });
   }
-  player.addEventListener('song', draw, { signal: gone.signal });
   dialog.addEventListener('click', (event) => {
     if (/** @type {Element} */ (event.target).closest('a')) {
       close();

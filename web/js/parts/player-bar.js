@@ -4,8 +4,7 @@ import { openSongMenu, titleOf } from '../actions.js';
 import { h, Part, refill } from '../dom.js';
 import { iconButton } from '../icons.js';
 import { coverAddress } from '../library.js';
-import { player } from '../player.js';
-import { current, queue } from '../queue.js';
+import { hasServerPlayer, player, playing } from '../playing.js';
 import { albumPath, go, groupPath } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
@@ -46,12 +45,20 @@ export function showCoverOf(art, song) {
 /** A button for the menu of the song that plays. */
 export function songMenu() {
   const menu = iconButton('more', t('do.more', { name: t('player.open') }), () => {
-    const song = current();
-    if (song) {
+    const song = player().current();
+    if (song?.id) {
       openSongMenu(menu, song);
     }
   }, { 'aria-haspopup': 'menu' });
   return menu;
+}
+
+/** A button for the choice of where music plays; hidden where there is none. */
+export function placesButton() {
+  const button = iconButton('places', t('places.title'), async () =>
+    (await import('./places.js')).openPlaces(button),
+  { 'aria-haspopup': 'menu', hidden: !hasServerPlayer() });
+  return button;
 }
 
 export class PlayerBar extends Part {
@@ -66,30 +73,37 @@ export class PlayerBar extends Part {
     }, art);
     const list = iconButton('queue', t('nav.queue'),
       () => (location.pathname === '/queue' ? history.back() : go('/queue')));
+    const places = placesButton();
     this.setAttribute('role', 'region');
     this.setAttribute('aria-label', t('player.label'));
     tintBy(this, art);
     refill(this,
       h('div', { class: 'bar-song' }, large, names, rating),
       h('div', { class: 'bar-middle' }, new TransportButtons(), new SeekBar()),
-      h('div', { class: 'bar-side' }, menu, list, new VolumeBar()));
+      h('div', { class: 'bar-side' }, menu, list, places, new VolumeBar()));
     // On a phone a touch of the bar opens the large view.
     names.addEventListener('click', (event) => {
-      if (matchMedia('(max-width: 720px)').matches && current()) {
+      if (matchMedia('(max-width: 720px)').matches && player().current()) {
         event.preventDefault();
         openNowPlaying();
       }
     });
     const draw = () => {
-      const song = current();
+      const song = player().current();
       showCoverOf(art, song);
       refill(names, songNames(song));
       rating.show(song);
       this.classList.toggle('is-empty', song === undefined);
+      menu.disabled = !song?.id;
     };
-    this.listen(queue, 'current', draw);
-    this.listen(player, 'song', draw);
+    const drawPlaces = () => {
+      places.hidden = !hasServerPlayer();
+      places.setAttribute('aria-pressed', String(player().name === 'server'));
+    };
+    this.listen(playing, 'song', draw);
+    this.listen(playing, 'places', drawPlaces);
     draw();
+    drawPlaces();
   }
 }
 

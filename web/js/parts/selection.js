@@ -3,7 +3,7 @@
 import { choosePlaylist, enqueue } from '../actions.js';
 import { h, refill } from '../dom.js';
 import { iconButton } from '../icons.js';
-import { playSongs } from '../player.js';
+import { player } from '../playing.js';
 import { t } from '../texts.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -121,8 +121,9 @@ export class Selection {
     const playlist = tool('playlists', t('do.playlist'), () => choosePlaylist(this.#bar, songs), false);
     const chosen = this.#songs();
     refill(this.#bar, h('span', { role: 'status' }, t('do.selected', { count: this.size })),
-      tool('play', t('do.play'), () => playSongs(chosen)),
-      tool('next', t('do.next'), () => enqueue(async () => chosen, true)),
+      tool('play', t('do.play'), () => player().playSongs(chosen)),
+      player().can('insert') &&
+        tool('next', t('do.next'), () => enqueue(async () => chosen, true)),
       tool('queue', t('do.queue'), () => enqueue(async () => chosen, false)),
       playlist,
       this.onRemove && tool('trash', t('do.remove'), () => this.onRemove?.([...this.#chosen.keys()])),

@@ -2,7 +2,7 @@
 
 import { addToPlaylist, attempt, titleOf } from '../actions.js';
 import { LongList } from '../list.js';
-import { playSongs } from '../player.js';
+import { player } from '../playing.js';
 import { t } from '../texts.js';
 import { enableDrag } from './drag.js';
 import { Selection } from './selection.js';
@@ -39,7 +39,7 @@ function playFrom(source, index, total) {
   return attempt(async () => {
     const from = total > MOST ? index : 0;
     const { items } = await source.fetch(from, MOST);
-    playSongs(items, { first: index - from });
+    player().playSongs(items, { first: index - from });
   });
 }
 

@@ -4,8 +4,7 @@ import { openSongMenu, titleOf } from '../actions.js';
 import { h, Part } from '../dom.js';
 import { icon } from '../icons.js';
 import { coverAddress } from '../library.js';
-import { isPlaying, player, toggle } from '../player.js';
-import { current, queue } from '../queue.js';
+import { player, playing } from '../playing.js';
 import { albumPath, groupPath } from '../routes.js';
 import { clock, t } from '../texts.js';
 import { cover } from './cover-art.js';
@@ -46,9 +45,9 @@ export class SongRow extends Part {
       this.className = 'song-row';
       this.#draw();
     }
-    this.listen(queue, 'current', () => this.#mark());
-    this.listen(queue, 'order', () => this.#mark());
-    this.listen(player, 'state', () => this.#mark());
+    for (const name of ['song', 'order', 'state']) {
+      this.listen(playing, name, () => this.#mark());
+    }
     this.listen(this, 'contextmenu', (event) => {
       event.preventDefault();
       this.openMenu(event.clientX > 0 ? { x: event.clientX, y: event.clientY } : undefined);
@@ -66,7 +65,7 @@ export class SongRow extends Part {
   #draw() {
     const { song, look } = this;
     const title = titleOf(song);
-    const press = () => (this.#isCurrent() ? toggle() : look.play());
+    const press = () => (this.#isCurrent() ? player().toggle() : look.play());
     const lead = h('button', { class: 'row-lead', tabindex: '-1', 'aria-hidden': 'true', onclick: press },
       look.number === undefined
         ? cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album || title)
@@ -103,13 +102,13 @@ export class SongRow extends Part {
   }
 
   #isCurrent() {
-    return this.look.isCurrent?.() ?? current()?.id === this.song.id;
+    return this.look.isCurrent?.() ?? player().current()?.id === this.song.id;
   }
 
   #mark() {
     const isCurrent = this.#isCurrent();
     this.classList.toggle('is-current', isCurrent);
-    this.classList.toggle('is-playing', isCurrent && isPlaying());
+    this.classList.toggle('is-playing', isCurrent && player().isPlaying());
     this.querySelector('.row-title')?.toggleAttribute('aria-current', isCurrent);
   }
 }

@@ -16,6 +16,7 @@ export const en = {
   'nav.playlists': 'Playlists',
   'nav.search': 'Search',
   'nav.queue': 'Queue',
+  'nav.servers': 'Other servers',
   'nav.settings': 'Settings',
   'nav.more': 'More',
 
@@ -104,6 +105,7 @@ export const en = {
   'do.removeMissing': 'Remove missing songs',
   'do.share': 'Share …',
   'do.download': 'Download',
+  'do.downloadAll': 'Download all',
   'do.album': 'Go to album',
   'do.artist': 'Go to artist',
   'do.about': 'About this song',
@@ -130,6 +132,7 @@ export const en = {
   'player.label': 'Player',
   'player.previous': 'Previous',
   'player.next': 'Next',
+  'player.stop': 'Stop',
   'player.seek': 'Position in the song',
   'player.seek.value': '{time} of {length}',
   'player.volume': 'Volume',
@@ -143,6 +146,16 @@ export const en = {
   'player.nothing': 'Nothing is playing',
   'player.missing': '{name} cannot be played.',
   'player.stars': 'Your stars',
+
+  'places.title': 'Play on',
+  'places.here': 'This browser',
+  'places.server': 'The server',
+
+  'servers.searching': 'Looking for servers …',
+  'servers.none': 'No server found',
+  'servers.none.hint': 'If you know the address of one, ask it alone.',
+  'servers.address': 'Address',
+  'servers.search': 'Search',
 
   'queue.empty': 'The queue is empty',
   'queue.empty.hint': 'Play an album, or add songs from their menu.',

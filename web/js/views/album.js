@@ -1,14 +1,14 @@
 // An album: its cover, its songs by discs, and more of its artist.
 
-import { pin } from '../actions.js';
+import { choiceOfZip, pin } from '../actions.js';
 import { h, refill } from '../dom.js';
-import { albums, albumSongs, changed, coverAddress } from '../library.js';
+import { albums, albumSongs, changed, coverAddress, library } from '../library.js';
 import { albumCard, albumName, emptyNote, shelf } from '../parts/cards.js';
 import { banner } from '../parts/banner.js';
 import { cover } from '../parts/cover-art.js';
 import { page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
-import { playSongs } from '../player.js';
+import { player } from '../playing.js';
 import { sourceOfItems } from '../pages.js';
 import { groupPath, showAgain } from '../routes.js';
 import { length, t } from '../texts.js';
@@ -74,7 +74,7 @@ export function view({ query }) {
         more: () => [{
           text: t('do.pin'), icon: 'pin', parted: true,
           run: () => pin('album', albumName(album), { album: name, album_artist: albumArtist }),
-        }],
+        }, choiceOfZip({ album: name, album_artist: albumArtist || undefined, library: library() })],
       }), ...discLists(songs), more);
       showMore(more, view);
     });
@@ -91,7 +91,7 @@ export function view({ query }) {
         label: albumName(album),
         isShort: songs.every(({ artist }) => artist === songs[0].artist),
         number: (song) => (song.track > 0 ? String(song.track) : '–'),
-        play: (index) => playSongs(songs, { first: first + index }),
+        play: (index) => player().playSongs(songs, { first: first + index }),
       });
       return discs.size > 1 && disc > 0
         ? [h('h2', { class: 'disc' }, t('album.disc', { disc })), list] : [list];

@@ -1,11 +1,12 @@
 // Folders of music as they lie on the server.
 
-import { pin, playAll } from '../actions.js';
+import { choiceOfZip, choicesForSongs, pin, playAll } from '../actions.js';
 import { h } from '../dom.js';
 import { icon, iconButton } from '../icons.js';
-import { folder } from '../library.js';
+import { folder, library } from '../library.js';
 import { LongList } from '../list.js';
 import { emptyNote } from '../parts/cards.js';
+import { openMenu } from '../parts/menu.js';
 import { page, pageHead } from '../parts/page-view.js';
 import { SongRow } from '../parts/song-row.js';
 import { folderPath } from '../routes.js';
@@ -44,8 +45,13 @@ export function view({ id }) {
       const { items } = await source.fetch(0, 5000);
       return items.flatMap(({ song }) => (song ? [song] : []));
     };
+    const menu = iconButton('more', t('do.more', { name }), () => openMenu(menu, name, [
+      ...choicesForSongs(menu, onlySongs),
+      choiceOfZip({ id, library: library() }),
+      { text: t('do.pin'), icon: 'pin', parted: true, run: () => pin('folder', name, { folder: id }) },
+    ]), { 'aria-haspopup': 'menu' });
     const tools = id ? [
-      iconButton('pin', t('do.pin'), () => pin('folder', name, { folder: id })),
+      menu,
       h('button', { class: 'button', onclick: () => playAll(onlySongs) }, icon('play'), t('do.play')),
     ] : [];
     const { head } = pageHead(name, ...tools);

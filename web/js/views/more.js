@@ -8,7 +8,7 @@ import { t } from '../texts.js';
 export function view() {
   return page('more', t('nav.more'), (view) => {
     const links = /** @type {const} */ (
-      ['artists', 'songs', 'genres', 'composers', 'folders', 'queue', 'settings']).map(navLink);
+      ['artists', 'songs', 'genres', 'composers', 'folders', 'servers', 'queue', 'settings']).map(navLink);
     view.append(pageHead(t('nav.more')).head, h('ul', { class: 'more-links' },
       ...links.map((link) => h('li', {}, link))));
   });

@@ -1,6 +1,6 @@
 // A playlist: its songs, which can be moved and removed when it is one's own.
 
-import { attempt, mayChange, pin } from '../actions.js';
+import { attempt, choiceOfZip, mayChange, pin } from '../actions.js';
 import { h, hueOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import {
@@ -58,6 +58,7 @@ function choicesFor(found) {
       text: t('do.pin'), icon: /** @type {const} */ ('pin'), parted: true,
       run: () => pin('playlist', found.name, { playlist: found.id }),
     },
+    choiceOfZip({ id: found.id }),
     may('sharing') && {
       text: t('do.share'), icon: /** @type {const} */ ('share'),
       run: async () => (await import('../parts/share.js')).sharePlaylist(found),

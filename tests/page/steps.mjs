@@ -1,0 +1,137 @@
+// Steps that checks share, in the one browser and the one session of a run.
+
+import { mkdirSync, writeFileSync } from 'node:fs';
+import { en } from '../../web/js/texts/en.js';
+import { Browser, until } from './webdriver.mjs';
+
+const [base, login, pictures] = process.argv.slice(2);
+if (!login) {
+  console.error('Usage: node check.mjs ADDRESS NAME:PASSWORD [FOR-SCREENSHOTS [THEME...]]');
+  process.exit(2);
+}
+
+export const address = base;
+export const [userName, password] = login.split(/:(.*)/s);
+export const browser = await Browser.start();
+
+/** What the API answers to the page's own session. */
+export function ask(api, method, params = {}, post = false) {
+  return browser.run(async (form, isPost) => {
+    const body = new URLSearchParams(form);
+    const answer = await (isPost ? fetch('/webapi/entry.cgi', { method: 'POST', body })
+      : fetch(`/webapi/entry.cgi?${body}`));
+    return (await answer.json()).data;
+  }, { api: `VARN.Tonvale.${api}`, version: '1', method, ...params }, post);
+}
+
+/** Opens a view and waits for what it must show. */
+export async function openView(path, selector = 'main h1') {
+  await browser.open(address + path);
+  return browser.find(selector);
+}
+
+/** Chooses what a menu that is open calls by a name of the table of texts. */
+export function choose(text) {
+  return until(text, () => browser.run((words) => {
+    const found = [...document.querySelectorAll('.menu-item')]
+      .find((one) => one.textContent === words);
+    found?.click();
+    return Boolean(found);
+  }, en[text]));
+}
+
+/** The place in what sounds, and its length. */
+export const sound = () => browser.run(() => {
+  const playing = [...document.querySelectorAll('audio')].find((audio) => !audio.paused);
+  return playing ? { time: playing.currentTime, length: playing.duration } : null;
+});
+
+export async function isPlaying() {
+  const before = await until('sound', sound);
+  await until('the time to move', async () => {
+    const now = await sound();
+    return now && now.time !== before.time;
+  });
+}
+
+/** Plays what the open view has. */
+export async function play() {
+  await browser.click('.banner .is-main');
+  await isPlaying();
+}
+
+export async function logIn() {
+  await browser.type('dialog.login [name=name]', userName);
+  await browser.type('dialog.login [name=password]', password);
+  await browser.click('dialog.login .is-main');
+  await until('the login to close', async () => !await browser.run(() =>
+    document.querySelector('dialog.login') !== null));
+}
+
+/** The first view, on a desk in the light, with a login. */
+export async function freshPage() {
+  await browser.devtools('Emulation.clearDeviceMetricsOverride');
+  await browser.devtools('Emulation.setEmulatedMedia',
+    { features: [{ name: 'prefers-color-scheme', value: 'light' }] });
+  await openView('/', 'dialog.login, .shelf .card-link');
+  if (await browser.run(() => document.querySelector('dialog.login') !== null)) {
+    await logIn();
+  }
+}
+
+/** A phone of 390 by 844 pixels, in the dark. */
+export async function asPhone() {
+  await browser.devtools('Emulation.setDeviceMetricsOverride',
+    { width: 390, height: 844, deviceScaleFactor: 1, mobile: true });
+  await browser.devtools('Emulation.setEmulatedMedia',
+    { features: [{ name: 'prefers-color-scheme', value: 'dark' }] });
+}
+
+/** Addresses and forms of the requests since the last call. */
+export async function newRequests() {
+  const requests = [];
+  for (const { message } of await browser.log('performance')) {
+    const { method, params } = JSON.parse(message).message;
+    if (method === 'Network.requestWillBeSent') {
+      requests.push(params.request.url + (params.request.postData ?? ''));
+    }
+  }
+  return requests;
+}
+
+/** Faults of the console since the last call; a refused login is none. */
+export async function newFaults() {
+  return (await browser.log('browser')).filter(({ level, message }) =>
+    level === 'SEVERE' && !/status of 401/.test(message)).map(({ message }) => message);
+}
+
+/** Texts in sight that are neither data (dir=auto), figures, nor of the table. */
+export async function foreignTexts() {
+  const known = Object.values(en).map((text) => {
+    const parts = text.split(/\{\w+\}/).map((part) => part.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'));
+    return new RegExp(`^${parts.join('.*')}$`, 's');
+  });
+  const shown = await browser.run(() => {
+    const texts = [];
+    const walk = document.createTreeWalker(document.querySelector('.shell'), NodeFilter.SHOW_TEXT);
+    for (let node = walk.nextNode(); node; node = walk.nextNode()) {
+      if (!node.parentElement.closest('[dir=auto], [aria-hidden=true]')) {
+        texts.push(node.data.trim());
+      }
+    }
+    for (const one of document.querySelectorAll('.shell [aria-label]:not([role=list])')) {
+      texts.push(one.getAttribute('aria-label'));
+    }
+    return texts;
+  });
+  return shown.filter((text) => /\p{L}/u.test(text) && !known.some((one) => one.test(text)));
+}
+
+/** @param {string} what */
+export async function takePicture(what) {
+  if (pictures) {
+    mkdirSync(pictures, { recursive: true });
+    const picture = await browser.send('GET', '/screenshot').catch(() => '');
+    writeFileSync(`${pictures}/${what.replace(/[^a-z0-9]+/g, '-')}.png`, picture, 'base64');
+  }
+}

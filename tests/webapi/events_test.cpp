@@ -1,0 +1,262 @@
+// Scans that are started, shown and stopped, and listeners to events.
+#include <sys/socket.h>
+
+#include <array>
+#include <deque>
+
+#include "service/event_socket.h"
+#include "service/failure.h"
+#include "service/keys.h"
+#include "varn/logins.h"
+#include "varn/scan_state.h"
+#include "webapi/served.h"
+
+namespace tonvale_test {
+
+namespace {
+
+using namespace std::chrono_literals;
+using tonvale_service::Proof;
+namespace fs = std::filesystem;
+
+class Events : public Served {
+  protected:
+    void SetUp() override {
+        Served::SetUp();
+        std::string groups = ReadFile(At(varn::path::kGroup));
+        groups.replace(groups.find(":101:admin"), 10, ":101:admin,alice");
+        WriteFile(varn::path::kGroup, groups);
+    }
+
+    // Also with the indexer.
+    void ServeWatching() {
+        server_ = std::make_unique<Command>(
+            std::vector<std::string>{"serve", "--port", std::to_string(port_)});
+        ASSERT_TRUE(server_->WaitForOutput("Serving at"));
+    }
+    HttpAnswer Post(const std::string &form, const std::string &fields = Login("alice")) const {
+        HttpClient client(port_);
+        client.Send(
+            "POST /webapi/entry.cgi HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n"
+            "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
+            std::to_string(form.size()) + "\r\n" + fields + "\r\n" + form);
+        return client.Answer();
+    }
+    int Index(const std::string &method, const std::string &fields = Login("alice")) const {
+        const std::string form = "api=VARN.Tonvale.Index&version=1&method=" + method;
+        return StrictJson(Post(form, fields).body)["error"]["code"].asInt();
+    }
+    Json::Value State() const { return StrictJson(Get(Path("Index", "state")).body)["data"]; }
+    // The field of a session's cookie.
+    std::string Session(const std::string &user) const {
+        const std::string header =
+            Post(
+                "api=VARN.Tonvale.Auth&version=1&method=login&name=" + user + "&password=pass+word",
+                "")
+                .header;
+        const std::size_t begin = header.find("tonvale_session=");
+        return "Cookie: " + header.substr(begin, header.find(';', begin) - begin) + "\r\n";
+    }
+};
+
+// What comes to a listener.
+class Heard {
+  public:
+    Heard(int port, const std::string &request) : client_(port) { client_.Send(request); }
+
+    bool Gets(const std::string &part) {
+        return Eventually([&] {
+            client_.Read(text_.size() + 1, text_, 20ms);
+            return Contains(text_, part);
+        });
+    }
+    // Until the server closes the connection.
+    std::string Rest() {
+        EXPECT_TRUE(client_.Read(std::string::npos, text_)) << text_;
+        return text_;
+    }
+    void Forget() { text_.clear(); }
+    const std::string &Text() const { return text_; }
+
+  private:
+    HttpClient client_;
+    std::string text_;
+};
+
+// The indexer is held in the middle of a scan by a locked table.
+TEST_F(Events, ScansAreStartedShownAndStopped) {
+    const fs::path music = scratch() / "music";
+    fs::create_directory(music);
+    MakeSound(music / "1.wav", 8000);
+    WriteFile(varn::path::kIndexFolders, music.string() + "\n");
+    Serve();
+    EXPECT_FALSE(State()["is_watched"].asBool());
+    EXPECT_EQ(Index("start"), 503) << "nobody would do it";
+    EXPECT_EQ(Index("stop"), 404);
+    for (const char *method : {"state", "start", "stop"}) {
+        EXPECT_EQ(Index(method, Login("bob")), 403);
+    }
+    Stop();
+    ServeWatching();
+    Heard administrator(port_, Request(Path("Events", "listen"), Login("alice")));
+    Heard other(port_, Request(Path("Events", "listen"), Login("bob")));
+    ASSERT_TRUE(Eventually([] { return Value("SELECT count(*) FROM track") == "1"; }));
+    EXPECT_TRUE(Eventually([&] { return State()["changes"]["added"] == 1; }));
+    EXPECT_TRUE(other.Gets("data: {\"is_running\":false}\n"));
+
+    const varn::Connection locker = varn::ConnectLibrary(varn::Server::kLocal);
+    const auto hold = [&] {
+        ASSERT_EQ(VARNDBExecute(locker.get(), "BEGIN; LOCK TABLE track", nullptr), 0);
+        EXPECT_EQ(Index("start"), 0);
+        EXPECT_TRUE(Eventually([&] { return State()["is_whole"].asBool(); }));
+    };
+    hold();
+    EXPECT_TRUE(administrator.Gets("\"is_whole\":true"));
+    EXPECT_TRUE(other.Gets("data: {\"is_running\":true}\n"));
+    EXPECT_EQ(Index("start"), 409);
+    for (int number = 2; number < 50; ++number) {
+        fs::copy_file(music / "1.wav", music / (std::to_string(number) + ".wav"));
+    }
+    EXPECT_EQ(Index("stop"), 0);
+    EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
+    EXPECT_TRUE(Eventually([&] { return Contains(State()["problem"].asString(), "was stopped"); }));
+    EXPECT_EQ(Index("start"), 0);
+    EXPECT_TRUE(Eventually([] { return Value("SELECT count(*) FROM track") == "49"; }));
+    EXPECT_TRUE(Eventually([&] { return State()["problem"] == ""; }));
+
+    // What a killed indexer has written last is not believed, and another one goes on.
+    hold();
+    const std::vector<pid_t> indexers = ChildrenOf(server_->Id(), "varnindex");
+    ASSERT_EQ(indexers.size(), 1U);
+    kill(indexers.front(), SIGKILL);
+    EXPECT_TRUE(Eventually([&] { return !State()["is_running"].asBool(); }));
+    EXPECT_EQ(State()["ended"], 0);
+    EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
+    EXPECT_TRUE(Eventually([&] { return State()["is_watched"] == true && State()["ended"] != 0; }));
+    EXPECT_EQ(Tonvale({"index", (music / "1.wav").string()}).status, 0);
+    EXPECT_TRUE(Eventually([&] { return State()["is_running"] == false; }));
+}
+
+// Each listener's login ends alone, in whatever way, and the others go on.
+TEST_F(Events, ListenersAreToldUntilTheirLoginEnds) {
+    Serve();
+    const std::string key = tonvale_service::NewKey(kBob, "bob", "x");
+    const std::array fields = {Session("alice"), Session("bob"), Session("bob"),
+                               "Authorization: Bearer " + key + "\r\n", Login("bob")};
+    std::deque<Heard> streams;
+    for (const std::string &one : fields) {
+        EXPECT_TRUE(streams.emplace_back(port_, Request(Path("Events", "listen"), one))
+                        .Gets("event: library\ndata: {\"playlists\":"));
+        EXPECT_TRUE(Contains(streams.back().Text(), "\r\nContent-Type: text/event-stream\r\n"));
+    }
+    EXPECT_FALSE(Contains(streams[1].Text(), "phase"));
+    Post("api=VARN.Tonvale.Auth&version=1&method=logout", fields[1]);
+    EXPECT_TRUE(Contains(streams[1].Rest(), "event: bye\ndata: {\"reason\":\"login\"}\n"));
+    tonvale_service::RemoveKeys(kBob);
+    EXPECT_TRUE(Contains(streams[3].Rest(), "event: bye"));
+    for (Heard &stream : streams) {
+        stream.Forget();
+    }
+    Query(InsertSql({.id = 1, .path = "/nowhere", .title = "song"}));
+    for (const int left : {0, 2, 4}) {
+        EXPECT_TRUE(streams[left].Gets("event: library")) << left;
+        EXPECT_FALSE(Contains(streams[left].Text(), "bye"));
+    }
+    ASSERT_TRUE(varn::SetLogin("bob", "another one"));
+    EXPECT_TRUE(Contains(streams[2].Rest(), "event: bye"));
+    EXPECT_TRUE(Contains(streams[4].Rest(), "event: bye"));
+    EXPECT_EQ(Get(Path("Events", "listen"), "").Status(), 401);
+    EXPECT_EQ(Get(Path("Events", "listen"), Login("bob")).Status(), 401);
+    Stop();
+    EXPECT_FALSE(Contains(streams[0].Rest(), "bye"));
+    ServeCgi();
+    EXPECT_TRUE(Contains(Get(Path("Events", "listen")).body, "tonvale serve"));
+}
+
+// A listener keeps no worker, and a session's ninth takes the place of its first.
+TEST_F(Events, ListenersTakeNoWorker) {
+    Serve();
+    const auto workers = [this] { return ChildrenOf(server_->Id(), "entry.cgi"); };
+    const std::vector<pid_t> before = workers();
+    const std::string session = Session("alice");
+    std::deque<Heard> streams;
+    for (int count = 0; count < 9; ++count) {
+        EXPECT_TRUE(streams.emplace_back(port_, Request(Path("Events", "listen"), session))
+                        .Gets("event: scan"));
+    }
+    EXPECT_TRUE(Contains(streams[0].Rest(), "{\"reason\":\"replaced\"}"));
+    EXPECT_EQ(Get(Path("Events", "listen"), Session("alice")).Status(), 429) << "another session";
+    EXPECT_TRUE(Contains(Get(Path("Info", "get"), session).body, "\"success\":true"));
+    EXPECT_EQ(workers(), before);
+}
+
+// Connections that come without a web server, to the process that tells all.
+class Teller : public DatabaseTest {
+  protected:
+    void SetUp() override {
+        DatabaseTest::SetUp();
+        ASSERT_TRUE(varn::SetLogin("alice", "pass word"));
+        events_ = std::make_unique<Command>(std::vector<std::string>{}, "", "tonvale-events");
+        EXPECT_TRUE(Eventually([] { return fs::exists(At(varn::path::kEventSocket)); }));
+    }
+    void TearDown() override {
+        listeners_.clear();
+        events_->Signal(SIGTERM);
+        events_.reset();
+        DatabaseTest::TearDown();
+    }
+    int Listen(uid_t uid, const std::string &name, int session = 0) {
+        int ends[2] = {-1, -1};
+        socketpair(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0, ends);
+        const varn::UniqueFd given(ends[0]);
+        listeners_.emplace_back(ends[1]);
+        tonvale_service::HandOver(session == 0 ? Proof::kPassword : Proof::kSession,
+                                  {uid, name, session}, given.Get());
+        return ends[1];
+    }
+    static std::string Read(int listener, std::chrono::milliseconds patience = 10s) {
+        pollfd waiting = {listener, POLLIN, 0};
+        char block[65536];
+        const ssize_t got = poll(&waiting, 1, static_cast<int>(patience.count())) > 0
+                                ? recv(listener, block, sizeof block, 0)
+                                : -1;
+        return got < 0 ? "nothing" : std::string(block, static_cast<std::size_t>(got));
+    }
+
+    std::unique_ptr<Command> events_;
+    std::deque<varn::UniqueFd> listeners_;
+};
+
+// All are let in before the first check, which would find out that these users do not exist.
+TEST_F(Teller, BoundsAllListeners) {
+    for (int count = 0; count < 200; ++count) {
+        Listen(2000 + count / 8, "user" + std::to_string(count / 8));
+    }
+    EXPECT_TRUE(Contains(Read(Listen(kAlice, "alice")), "Status: 503 "));
+    EXPECT_TRUE(Contains(Read(Listen(2000, "user0", 5)), "Status: 429 "));
+    EXPECT_TRUE(Contains(Read(listeners_.front().Get()), "Status: 200 "));
+}
+
+// One who reads nothing is dropped, and nobody else waits for that.
+TEST_F(Teller, DropsTheOneWhoDoesNotRead) {
+    const int slow = Listen(kAlice, "alice");
+    const int quick = Listen(kAlice, "alice");
+    std::string groups = ReadFile(At(varn::path::kGroup));
+    groups.replace(groups.find(":101:admin"), 10, ":101:admin,alice");
+    WriteFile(varn::path::kGroup, groups);
+    bool isDropped = false;
+    for (int round = 0; round < 40 && !isDropped; ++round) {
+        varn::scan::Publisher scan(true);
+        scan.Tell(std::string(1900, '\1'));
+        scan.StartPhase("looking", round);
+        EXPECT_TRUE(Contains(Read(quick, 5s), "event: ") || round < 5);
+        pollfd end = {slow, POLLRDHUP, 0};
+        isDropped = poll(&end, 1, 0) > 0;
+    }
+    EXPECT_TRUE(isDropped);
+    EXPECT_TRUE(Contains(Read(quick, 5s), "event: "));
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
