@@ -149,14 +149,15 @@ std::string PlainText(const tonvale_service::Lyrics &lyrics) {
     return text;
 }
 
-// The song with a title, and an artist where it is given. An answer without a text tells that there
-// are no lyrics.
+// The song with a title, and an artist where it is given. An empty text tells that there are no
+// lyrics.
 Json::Value GetLyrics(const Request &asked) {
     constexpr int kMostSongs = 5;
     const std::string artist = asked.Text("artist");
     const std::string title = asked.Text("title");
     Json::Value members(Json::objectValue);
-    Json::Value &told = members["lyrics"] = Json::Value(Json::objectValue);
+    Json::Value &told = members["lyrics"];
+    told["value"] = "";
     if (title.empty()) {
         return members;
     }

@@ -39,7 +39,6 @@ Json::Value GetPlaylist(const Request &asked) {
     return WithSongs(asked, FindPlaylist(asked, asked.Required("id")));
 }
 
-// One that cannot be read is there with its name alone.
 Json::Value Listed(const Request &asked, const std::string &id) {
     const AnyPlaylist playlist = FindPlaylist(asked, id);
     return PlaylistObject(asked, playlist, EntriesOf(asked, playlist));
