@@ -7,6 +7,7 @@
 #include "kept_list.h"
 #include "search_tables.h"
 #include "varn/number.h"
+#include "varn/sql.h"
 
 namespace tonvale_service {
 
@@ -135,33 +136,54 @@ std::vector<Facts> Every(const ListPart &part, const Read &read) {
     return all;
 }
 
+AlbumFacts AlbumIn(Fields &fields) {
+    return {.name = fields.Text(),
+            .albumArtist = fields.Text(),
+            .artist = fields.Text(),
+            .sortName = fields.Text(),
+            .genres = GenresIn(fields.Text()),
+            .year = fields.Int(),
+            .songs = fields.Int(),
+            .seconds = fields.Number(),
+            .added = fields.Number(),
+            .cover = fields.Song(),
+            .placeByArtist = fields.Int()};
+}
+
+ArtistFacts ArtistIn(Fields &fields) {
+    return {.name = fields.Text(),
+            .sortName = fields.Text(),
+            .isListed = fields.Int() != 0,
+            .albums = fields.Int(),
+            .cover = fields.Song()};
+}
+
 }  // namespace
 
 std::vector<AlbumFacts> AllAlbums(const ListRequest &request) {
-    return Every<AlbumFacts>(Records(request, AlbumColumns(), AlbumStatement), [](Fields &fields) {
-        return AlbumFacts{.name = fields.Text(),
-                          .albumArtist = fields.Text(),
-                          .artist = fields.Text(),
-                          .sortName = fields.Text(),
-                          .genres = GenresIn(fields.Text()),
-                          .year = fields.Int(),
-                          .songs = fields.Int(),
-                          .seconds = fields.Number(),
-                          .added = fields.Number(),
-                          .cover = fields.Song(),
-                          .placeByArtist = fields.Int()};
-    });
+    return Every<AlbumFacts>(Records(request, AlbumColumns(), AlbumStatement), AlbumIn);
 }
 
 std::vector<ArtistFacts> AllArtists(const ListRequest &request) {
-    return Every<ArtistFacts>(Records(request, ArtistColumns(), ArtistStatement),
-                              [](Fields &fields) {
-                                  return ArtistFacts{.name = fields.Text(),
-                                                     .sortName = fields.Text(),
-                                                     .isListed = fields.Int() != 0,
-                                                     .albums = fields.Int(),
-                                                     .cover = fields.Song()};
-                              });
+    return Every<ArtistFacts>(Records(request, ArtistColumns(), ArtistStatement), ArtistIn);
+}
+
+std::vector<AlbumFacts> SomeAlbums(const ListRequest &request, const IsWanted &isWanted) {
+    ListPart part = Records(request, AlbumColumns(), AlbumStatement);
+    std::erase_if(part.records, [&](const std::string &record) {
+        Fields fields(record);
+        const char *const name = fields.Text();
+        return !isWanted(name, fields.Text());
+    });
+    return Every<AlbumFacts>(part, AlbumIn);
+}
+
+std::vector<ArtistFacts> SomeArtists(const ListRequest &request,
+                                     const std::function<bool(const char *name)> &isWanted) {
+    ListPart part = Records(request, ArtistColumns(), ArtistStatement);
+    std::erase_if(part.records,
+                  [&](const std::string &record) { return !isWanted(record.c_str()); });
+    return Every<ArtistFacts>(part, ArtistIn);
 }
 
 std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name) {
@@ -174,24 +196,31 @@ std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::st
             names.emplace(row.Text("album"), row.Text("album_artist"));
         }
     });
-    std::vector<AlbumFacts> albums = AllAlbums(request);
-    std::erase_if(albums, [&](const AlbumFacts &album) {
-        return !names.contains({album.name, album.albumArtist});
+    return SomeAlbums(request, [&](const char *album, const char *albumArtist) {
+        return names.contains({album, albumArtist});
     });
-    return albums;
 }
 
-std::map<std::pair<std::string, std::string>, Marks> AlbumMarks(uid_t uid) {
-    std::map<std::pair<std::string, std::string>, Marks> marks;
-    AskTables([&](varn::Database &database) {
-        for (const varn::Row row : database.Query(
-                 "SELECT album, album_artist, round(avg(star))::integer AS stars FROM rating_track "
-                 "JOIN album_track USING (track) WHERE star > 0 AND userid = " +
-                 std::to_string(static_cast<int>(uid)) + " GROUP BY album, album_artist")) {
-            marks[{row.Text("album"), row.Text("album_artist")}] = {
-                .stars = static_cast<int>(row.Number("stars"))};
-        }
-    });
+std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid) {
+    const int user = static_cast<int>(uid);
+    std::map<AlbumName, SongMarks> marks;
+    for (const varn::Row row : AskTables(varn::Sql(
+             "SELECT album, album_artist, coalesce(round(avg(star)), 0)::integer AS stars, "
+             "coalesce(sum(plays), 0) AS plays, "
+             "coalesce(extract(epoch FROM max(last)), 0)::bigint AS last FROM ("
+             "SELECT track, star, NULL AS plays, NULL::timestamptz AS last FROM rating_track "
+             "WHERE star > 0 AND userid = @VARN:INT UNION ALL "
+             "SELECT track, NULL, plays, last FROM song_play WHERE userid = @VARN:INT) m "
+             "JOIN album_track USING (track) GROUP BY album, album_artist",
+             user, user))) {
+        marks[{row.Text("album"), row.Text("album_artist")}] = {
+            .stars = static_cast<int>(row.Number("stars")),
+            .plays = static_cast<int>(row.Number("plays")),
+            .lastPlayed = row.Number("last")};
+    }
+    for (const auto &[album, since] : FavouriteAlbums(uid)) {
+        marks[album].favouriteSince = since;
+    }
     return marks;
 }
 

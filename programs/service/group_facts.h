@@ -2,11 +2,12 @@
 // change of the library (kept_list.h), so that a page in any order is cut from memory.
 #pragma once
 
+#include <functional>
 #include <map>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "favourites.h"
 #include "song_facts.h"
 
 namespace tonvale_service {
@@ -43,10 +44,16 @@ struct GenreFacts {
 // Failure.
 std::vector<AlbumFacts> AllAlbums(const ListRequest &request);
 std::vector<ArtistFacts> AllArtists(const ListRequest &request);
+// Those whose names are wanted: of few, that costs a fraction.
+using IsWanted = std::function<bool(const char *name, const char *albumArtist)>;
+std::vector<AlbumFacts> SomeAlbums(const ListRequest &request, const IsWanted &isWanted);
+std::vector<ArtistFacts> SomeArtists(const ListRequest &request,
+                                     const std::function<bool(const char *name)> &isWanted);
 // Albums with a song whose artist or album artist it is, in any case.
 std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name);
-// What the user has put on albums, by name and album artist; those without are left out.
-std::map<std::pair<std::string, std::string>, Marks> AlbumMarks(uid_t uid);
+// What the user has put on albums: the average of the stars, all plays and the last one of their
+// songs. Those without are left out.
+std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid);
 
 // When the library was read last because something in it had changed, seconds since 1970.
 long long LibraryRead(const ListRequest &request);

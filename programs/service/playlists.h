@@ -7,8 +7,8 @@
 
 #include "page.h"
 #include "playlist_target.h"
-#include "tracks.h"
 #include "tonvale/webapi.h"
+#include "tracks.h"
 
 namespace tonvale_service {
 

@@ -20,11 +20,16 @@ constexpr char kColumns[] =
     "g.album_artist, g.artist, g.composer, t.agg_genre, t.comment, t.year, t.disc, t.track, "
     "round(greatest(t.duration, 0))::integer AS seconds, t.bitrate, t.frequency, t.channel, "
     "t.filesize, extract(epoch FROM t.date)::bigint AS added, rg_track_gain, rg_track_peak, "
-    "rg_album_gain, rg_album_peak, coalesce(r.star, 0) AS star FROM ";
+    "rg_album_gain, rg_album_peak, coalesce(r.star, 0) AS star, coalesce(plays, 0) AS plays, "
+    "coalesce(extract(epoch FROM last), 0)::bigint AS last, "
+    "coalesce(extract(epoch FROM made), 0)::bigint AS made FROM ";
 constexpr char kJoins[] =
     " s JOIN track t ON t.id = s.track JOIN tag_text g ON g.id = s.tags "
     "LEFT JOIN replaygain_track gain ON gain.track = s.track "
-    "LEFT JOIN rating_track r ON r.track = s.track AND r.userid = ";
+    "LEFT JOIN (VALUES (@VARN:INT)) u (who) ON true "
+    "LEFT JOIN rating_track r ON r.track = s.track AND r.userid = who "
+    "LEFT JOIN song_play p ON p.track = s.track AND p.userid = who "
+    "LEFT JOIN favourite_song f ON f.track = s.track AND f.userid = who";
 
 // A virtual track's comment may hold where the track begins, which is none of a user's words.
 std::string CommentOf(const varn::Row &row) {
@@ -62,7 +67,10 @@ SongFacts FactsOf(const varn::Row &row) {
             .trackPeak = GainOf(row, "rg_track_peak"),
             .albumGain = GainOf(row, "rg_album_gain"),
             .albumPeak = GainOf(row, "rg_album_peak"),
-            .marks = {.stars = number("star")}};
+            .marks = {.stars = number("star"),
+                      .plays = number("plays"),
+                      .lastPlayed = row.Number("last"),
+                      .favouriteSince = row.Number("made")}};
 }
 
 std::string Made(const std::optional<std::string> &sql) {
@@ -98,11 +106,12 @@ std::vector<SongFacts> ChooseSongs(const ListRequest &request, const SongChoice 
                               (choice.condition.empty() ? "" : " AND " + choice.condition);
     // A page is chosen before all of its songs' texts are read.
     const bool isPage = choice.limit > 0;
-    const std::string chosen =
-        "(SELECT s.track, s.tags FROM song_text s JOIN track t ON t.id = s.track" + where +
-        ordered + Paged(choice.offset, choice.limit) + ")";
-    const std::string statement = kColumns + (isPage ? chosen : "song_text") + kJoins +
-                                  std::to_string(static_cast<int>(request.uid)) +
+    const bool needsTrack = (where + ordered).find("t.") != std::string::npos;
+    const std::string chosen = "(SELECT s.track, s.tags FROM song_text s" +
+                               std::string(needsTrack ? " JOIN track t ON t.id = s.track" : "") +
+                               where + ordered + Paged(choice.offset, choice.limit) + ")";
+    const std::string statement = kColumns + (isPage ? chosen : "song_text") +
+                                  Made(varn::Sql(kJoins, static_cast<int>(request.uid))) +
                                   (isPage ? "" : where) + ordered;
     std::vector<SongFacts> songs;
     AskTables([&](varn::Database &database) {

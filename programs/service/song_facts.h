@@ -5,17 +5,10 @@
 #include <string>
 #include <vector>
 
+#include "song_marks.h"
 #include "songs.h"
 
 namespace tonvale_service {
-
-// What a user has put on a song, or on the songs of an album together.
-struct Marks {
-    int stars = 0;                 // 1 to 5, of several songs the average; 0: none
-    int plays = 0;                 // 0: never played
-    long long lastPlayed = 0;      // seconds since 1970
-    long long favouriteSince = 0;  // seconds since 1970; 0: no favourite
-};
 
 struct SongFacts {
     SongId id;
@@ -41,7 +34,7 @@ struct SongFacts {
     std::optional<double> trackPeak;
     std::optional<double> albumGain;
     std::optional<double> albumPeak;
-    Marks marks;
+    SongMarks marks;  // of the user
 };
 
 // Which songs, in SQL over track `t` and song_text `s`, and without a limit over tag_text `g` and the

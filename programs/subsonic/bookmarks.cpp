@@ -31,7 +31,7 @@ Json::Value GetBookmarks(const Request &asked) {
     Json::Value members(Json::objectValue);
     Json::Value &list = members["bookmarks"]["bookmark"] = Json::Value(Json::arrayValue);
     for (const Bookmark &bookmark : bookmarks) {
-        const auto child = children.find(SongText(bookmark.song));
+        const auto child = children.find(tonvale_service::SongIdText(bookmark.song));
         if (child == children.end()) {
             continue;
         }
@@ -78,7 +78,7 @@ Json::Value QueueObject(const Request &asked, const char *name, bool byIndex) {
         if (byIndex) {
             told["currentIndex"] = queue->current;
         } else {
-            told["current"] = SongText(current);
+            told["current"] = tonvale_service::SongIdText(current);
         }
     }
     told["entry"] = ChildrenOf(asked, queue->songs);

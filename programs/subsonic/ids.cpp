@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <cstdio>
 
+#include "service/favourites.h"
+
 namespace tonvale_subsonic {
 
 namespace {
@@ -21,21 +23,13 @@ std::string HashOf(std::string_view text) {
 
 }  // namespace
 
-std::string SongText(tonvale_service::SongId song) {
-    return (song.isVirtual ? "music_v_" : "music_") + std::to_string(song.row);
-}
-
 std::string AlbumId(std::string_view album, std::string_view albumArtist) {
     // No tag holds a null byte.
     return std::string(kAlbumPrefix) + HashOf(std::string(album) + '\0' + std::string(albumArtist));
 }
 
 std::string ArtistId(std::string_view name) {
-    std::string folded(name);
-    for (char &c : folded) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c | 0x20) : c;
-    }
-    return std::string(kArtistPrefix) + HashOf(folded);
+    return std::string(kArtistPrefix) + HashOf(tonvale_service::FoldedName(std::string(name)));
 }
 
 }  // namespace tonvale_subsonic

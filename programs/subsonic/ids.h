@@ -1,15 +1,11 @@
-// Identifiers of this API. Songs, folders and playlists have those of the web API.
+// Identifiers of this API. Songs (SongIdText of service/songs.h), folders and playlists have those of
+// the web API.
 #pragma once
 
 #include <string>
 #include <string_view>
 
-#include "service/songs.h"
-
 namespace tonvale_subsonic {
-
-// music_ROW, or music_v_ROW for a cue sheet's track. The way back: tonvale_service::ParseSongId.
-std::string SongText(tonvale_service::SongId song);
 
 // al-HASH and ar-HASH, of the names alone, so that they stay the same when files are moved or read
 // again. The case of ASCII letters does not count with an artist.

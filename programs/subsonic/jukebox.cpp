@@ -68,10 +68,11 @@ Json::Value Get(const Request &asked) {
     list["entry"] = Json::Value(Json::arrayValue);
     for (const std::string &path : paths) {
         const auto song = known.find(path);
-        const auto child = song == known.end()
-                               ? children.end()
-                               : children.find(SongText({static_cast<int>(song->second.id),
-                                                         IsVirtualMusic(&song->second)}));
+        const auto child =
+            song == known.end()
+                ? children.end()
+                : children.find(tonvale_service::SongIdText(
+                      {static_cast<int>(song->second.id), IsVirtualMusic(&song->second)}));
         Json::Value unknown(Json::objectValue);
         unknown["id"] = "";
         unknown["isDir"] = false;

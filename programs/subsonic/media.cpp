@@ -69,7 +69,7 @@ bool Download(const Request &asked) {
 std::vector<std::string> TextsOf(const std::vector<tonvale_service::SongId> &songs) {
     std::vector<std::string> ids;
     for (const tonvale_service::SongId song : songs) {
-        ids.push_back(SongText(song));
+        ids.push_back(tonvale_service::SongIdText(song));
     }
     return ids;
 }
@@ -84,7 +84,8 @@ std::vector<tonvale_service::CoverSong> CoverSongs(const Request &asked, const s
         return tonvale_service::CoverSongsOf(uid, TextsOf(songs));
     }
     if (id.starts_with(kArtistPrefix)) {
-        return tonvale_service::CoverSongsOf(uid, {SongText(FindArtist(asked, id).cover)});
+        return tonvale_service::CoverSongsOf(
+            uid, {tonvale_service::SongIdText(FindArtist(asked, id).cover)});
     }
     if (id.starts_with("dir_")) {
         return tonvale_service::CoverSongsOfFolder(tonvale_service::ChosenKind("all", uid), uid,

@@ -61,7 +61,7 @@ void SetGenres(Json::Value &object, const std::vector<std::string> &genres) {
     }
 }
 
-void SetMarks(Json::Value &object, const Marks &marks) {
+void SetMarks(Json::Value &object, const SongMarks &marks) {
     SetNumber(object, "userRating", marks.stars);
     SetNumber(object, "playCount", marks.plays);
     if (marks.plays > 0) {
@@ -174,12 +174,6 @@ Json::Value ArtistOf(const ArtistFacts &artist) {
     return object;
 }
 
-template <typename Facts, typename Is>
-Facts Found(std::vector<Facts> all, const Is &is, const Fault &otherwise) {
-    const auto found = std::find_if(all.begin(), all.end(), is);
-    return found != all.end() ? std::move(*found) : throw otherwise;
-}
-
 // Whatever folder of music a list shows, an identifier stands for the user's whole library.
 ListRequest WholeLibrary(const Request &asked) {
     ListRequest request;
@@ -221,7 +215,7 @@ std::string TimeText(long long secondsSince1970) {
 
 Json::Value ChildOf(const SongFacts &song) {
     Json::Value child(Json::objectValue);
-    const std::string id = SongText(song.id);
+    const std::string id = SongIdText(song.id);
     child["id"] = id;
     child["isDir"] = false;
     child["isVideo"] = false;
@@ -270,26 +264,30 @@ Json::Value AlbumsOf(const Request &asked, const std::vector<AlbumFacts> &albums
     return list;
 }
 
-Json::Value ArtistsOf(const Request &, const std::vector<ArtistFacts> &artists) {
+Json::Value ArtistsOf(const Request &asked, const std::vector<ArtistFacts> &artists) {
+    const auto favourites = FavouriteArtists(asked.Uid());
     Json::Value list(Json::arrayValue);
     for (const ArtistFacts &artist : artists) {
-        list.append(ArtistOf(artist));
+        Json::Value &object = list.append(ArtistOf(artist));
+        if (const auto since = favourites.find(FoldedName(artist.name));
+            since != favourites.end()) {
+            object["starred"] = TimeText(since->second.since);
+        }
     }
     return list;
 }
 
 AlbumFacts FindAlbum(const Request &asked, const std::string &id) {
-    return Found(
-        AllAlbums(WholeLibrary(asked)),
-        [&](const AlbumFacts &album) { return AlbumId(album.name, album.albumArtist) == id; },
-        NoSuch("album", id));
+    auto found = SomeAlbums(WholeLibrary(asked), [&](const char *name, const char *albumArtist) {
+        return AlbumId(name, albumArtist) == id;
+    });
+    return !found.empty() ? std::move(found.front()) : throw NoSuch("album", id);
 }
 
 ArtistFacts FindArtist(const Request &asked, const std::string &id) {
-    return Found(
-        AllArtists(WholeLibrary(asked)),
-        [&](const ArtistFacts &artist) { return ArtistId(artist.name) == id; },
-        NoSuch("artist", id));
+    auto found =
+        SomeArtists(WholeLibrary(asked), [&](const char *name) { return ArtistId(name) == id; });
+    return !found.empty() ? std::move(found.front()) : throw NoSuch("artist", id);
 }
 
 std::vector<AlbumFacts> AlbumsBy(const Request &asked, const ArtistFacts &artist) {

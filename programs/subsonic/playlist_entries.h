@@ -10,6 +10,7 @@
 #include "ids.h"
 #include "request.h"
 #include "service/playlists.h"
+#include "service/songs.h"
 
 namespace tonvale_subsonic {
 

@@ -108,7 +108,7 @@ std::vector<int> PositionsOf(const Request &asked, const AnyPlaylist &playlist) 
     const auto children = ChildrenById(asked, SongsOf(entries));
     std::vector<int> seen;
     for (const PlaylistEntry &entry : entries) {
-        if (children.contains(SongText(entry.song))) {
+        if (children.contains(tonvale_service::SongIdText(entry.song))) {
             seen.push_back(entry.position);
         }
     }

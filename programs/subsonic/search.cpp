@@ -47,54 +47,52 @@ std::vector<Facts> Cut(std::vector<Facts> all, const ListRequest &page) {
             std::make_move_iterator(all.begin() + static_cast<std::ptrdiff_t>(last))};
 }
 
-// The groups whose names a search has found, in its order.
-template <typename Facts, typename IdOfName, typename IdOfFacts>
-std::vector<Facts> Named(Page &found, std::vector<Facts> all, const IdOfName &idOfName,
-                         const IdOfFacts &idOfFacts) {
+// The names that a search has found, as identifiers with their places.
+template <typename IdOf>
+std::unordered_map<std::string, std::size_t> PlacesOf(Page &found, const IdOf &idOf) {
     std::unordered_map<std::string, std::size_t> places;
     for (Json::Value part = found.Next(); !part.empty(); part = found.Next()) {
         for (const Json::Value &name : part) {
-            places.emplace(idOfName(name), places.size());
+            places.emplace(idOf(name), places.size());
         }
     }
-    std::vector<const Facts *> ordered(places.size());
-    for (const Facts &facts : all) {
-        if (const auto place = places.find(idOfFacts(facts)); place != places.end()) {
-            ordered[place->second] = &facts;
-        }
-    }
-    std::vector<Facts> groups;
-    for (const Facts *facts : ordered) {
-        if (facts != nullptr) {
-            groups.push_back(*facts);
-        }
-    }
-    return groups;
+    return places;
+}
+
+template <typename Facts, typename PlaceOf>
+std::vector<Facts> Ordered(std::vector<Facts> found, const PlaceOf &placeOf) {
+    std::sort(found.begin(), found.end(),
+              [&](const Facts &a, const Facts &b) { return placeOf(a) < placeOf(b); });
+    return found;
 }
 
 std::vector<ArtistFacts> Artists(const std::string &query, const ListRequest &page) {
-    std::vector<ArtistFacts> all = AllArtists(page);
     if (query.empty()) {
+        std::vector<ArtistFacts> all = AllArtists(page);
         std::erase_if(all, [](const ArtistFacts &artist) { return !artist.isListed; });
         return Cut(std::move(all), page);
     }
-    return Named(
-        *SearchGroups("artists", page, query), std::move(all),
-        [](const Json::Value &name) { return ArtistId(name["name"].asString()); },
-        [](const ArtistFacts &artist) { return ArtistId(artist.name); });
+    const auto places =
+        PlacesOf(*SearchGroups("artists", page, query),
+                 [](const Json::Value &name) { return ArtistId(name["name"].asString()); });
+    return Ordered(
+        SomeArtists(page, [&](const char *name) { return places.contains(ArtistId(name)); }),
+        [&](const ArtistFacts &artist) { return places.at(ArtistId(artist.name)); });
 }
 
 std::vector<AlbumFacts> Albums(const std::string &query, const ListRequest &page) {
-    std::vector<AlbumFacts> all = AllAlbums(page);
     if (query.empty()) {
-        return Cut(std::move(all), page);
+        return Cut(AllAlbums(page), page);
     }
-    return Named(
-        *SearchGroups("albums", page, query), std::move(all),
-        [](const Json::Value &name) {
-            return AlbumId(name["name"].asString(), name["album_artist"].asString());
-        },
-        [](const AlbumFacts &album) { return AlbumId(album.name, album.albumArtist); });
+    const auto places = PlacesOf(*SearchGroups("albums", page, query), [](const Json::Value &name) {
+        return AlbumId(name["name"].asString(), name["album_artist"].asString());
+    });
+    return Ordered(
+        SomeAlbums(page,
+                   [&](const char *name, const char *albumArtist) {
+                       return places.contains(AlbumId(name, albumArtist));
+                   }),
+        [&](const AlbumFacts &album) { return places.at(AlbumId(album.name, album.albumArtist)); });
 }
 
 Json::Value Search(const Request &asked, AlbumForm form) {

@@ -92,7 +92,7 @@ std::vector<std::string> SongsIn(const Request &asked, const std::vector<std::st
     for (const std::string &id : ids) {
         if (id.starts_with(kAlbumPrefix)) {
             for (const SongFacts &song : SongsOf(asked, FindAlbum(asked, id))) {
-                songs.push_back(SongText(song.id));
+                songs.push_back(tonvale_service::SongIdText(song.id));
             }
         } else {
             RowOf(id);

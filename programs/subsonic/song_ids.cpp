@@ -41,7 +41,8 @@ std::vector<VARN_MEDIA_INFO> SongsTitled(const Request &asked, const std::string
     std::vector<VARN_MEDIA_INFO> songs;
     for (const auto &song : tonvale_service::ChooseSongs(
              all, {.condition = condition, .order = "t.id", .limit = most})) {
-        songs.push_back(tonvale_service::ReadSong(asked.Uid(), SongText(song.id)));
+        songs.push_back(
+            tonvale_service::ReadSong(asked.Uid(), tonvale_service::SongIdText(song.id)));
     }
     return songs;
 }

@@ -35,7 +35,8 @@ const CALLS = {
     getAvatar: [{ username }, 70], setRating: [{ id, rating: 4 }],
     scrobble: [{ id, submission: true, time: Date.now() }], reportPlayback: [{ mediaId: id }, 70],
     getShares: [], createShare: [{ id: [id, id] }],
-    updateShare: [{ id: share.id, expires: Date.now() + 86400000 }], deleteShare: [{ id: share.id }],
+    updateShare: [{ id: share.id, expires: Date.now() + 86400000 }],
+    deleteShare: [{ id: share.id }],
     getPodcasts: [], getNewestPodcasts: [], refreshPodcasts: [undefined, 70],
     createPodcastChannel: [{ url: 'http://127.0.0.1/' }, 70], deletePodcastChannel: [{ id }, 70],
     deletePodcastEpisode: [{ id }, 70], downloadPodcastEpisode: [{ id }, 70],
@@ -43,7 +44,7 @@ const CALLS = {
     createInternetRadioStation: [{ name: 'one', streamUrl: 'http://radio.example/' }],
     getInternetRadioStations: [],
     updateInternetRadioStation: [
-        async () => ({ id: (await stations())[0].id, name: 'two', streamUrl: 'http://r.example/' })],
+        async () => ({ id: (await stations())[0].id, name: '2', streamUrl: 'http://r.example/' })],
     deleteInternetRadioStation: [async () => ({ id: (await stations())[0].id })],
     getChatMessages: [], addChatMessage: [{ message: 'x' }, 70], getUser: [{ username }],
     getUsers: [], createUser: [{ username: 'x', password: 'x', email: 'x' }, 50],

@@ -75,6 +75,8 @@ Station id:s name:s streamUrl:s homePageUrl:s?
 Stations internetRadioStation:[Station]
 Scan scanning:b count:i lastScan:t?
 Lyrics artist:s? title:s? value:s
+Playing :Child username:s minutesAgo:i playerId:i playerName:s
+NowPlaying entry:[Playing]
 )";
 
 // What is asked, and the shape of the member that the answer has beside the usual ones. "@album" and
@@ -112,6 +114,9 @@ constexpr Asked kAnswers[] = {
     {"getSimilarSongs2?id=@artist", "similarSongs2", "Songs"},
     {"getAlbumList?type=newest", "albumList", "AlbumChildren"},
     {"getAlbumList2?type=alphabeticalByName", "albumList2", "Albums"},
+    {"getNowPlaying", "nowPlaying", "NowPlaying"},
+    {"getStarred", "starred", "Found2"},
+    {"getStarred2?musicFolderId=0", "starred2", "Found"},
     {"getRandomSongs?genre=Pop&fromYear=1990&toYear=2000", "randomSongs", "Songs"},
     {"getSongsByGenre?genre=Pop", "songsByGenre", "Songs"},
     {"search2?query=unfriendly", "searchResult2", "Found2"},
@@ -170,6 +175,12 @@ class RestApi : public Rest {
         }
         Query(sql +
               "INSERT INTO rating_track VALUES (1030, 2, 4), (1031, 1, 5);"
+              "INSERT INTO song_play VALUES (1030, 1, 2, '2026-01-02'), "
+              "(1030, 3, 5, '2026-01-01'), (1031, 4, 9, now());"
+              "INSERT INTO favourite_song VALUES (1030, 3), (1030, 1), (1031, 2);"
+              "INSERT INTO favourite_album VALUES (1030, 'Z', ''), (1030, 'gone', 'x');"
+              "INSERT INTO favourite_artist VALUES (1030, 'a'), (1031, 'B');"
+              "INSERT INTO now_playing VALUES (1030, 'car', 2), (1031, 'pad', 1);"
               "INSERT INTO replaygain_track VALUES (1, -6.5, 0.9, NULL, NULL);"
               "UPDATE track SET date = date - id * interval '1 day', duration = 60.4, "
               "bitrate = 320000, filesize = 3000000000");
@@ -236,6 +247,7 @@ TEST_F(RestApi, TellWhatTheLibraryKnows) {
     EXPECT_EQ(album["userRating"], 4);
     EXPECT_EQ(album["artistId"], ArtistId("A"));
     EXPECT_EQ(album["songCount"], 2);
+    EXPECT_EQ(album["playCount"], 2);
 
     // A guest on the album of another one is found, and not listed.
     const std::string guest = ArtistId("A FEAT. B");
@@ -273,6 +285,9 @@ TEST_F(RestApi, ListsHaveTheirOrderAndTheirPages) {
         {"type=byGenre&genre=Rock", {"X & \"Y\"", "Z"}},
         {"type=byGenre&genre=rock%27", {}},
         {"type=highest", {"X & \"Y\""}},
+        {"type=frequent", {"Z", "X & \"Y\""}},
+        {"type=recent", {"X & \"Y\"", "Z"}},
+        {"type=starred", {"Z"}},
     };
     for (const auto &[query, names] : lists) {
         EXPECT_EQ(Names("getAlbumList2?" + std::string(query), "albumList2", "album", "name"),
@@ -282,7 +297,10 @@ TEST_F(RestApi, ListsHaveTheirOrderAndTheirPages) {
     EXPECT_EQ(AskRest("getAlbumList?type=random")["albumList"]["album"].size(), 4);
     EXPECT_EQ(Names("getSongsByGenre?genre=Pop&count=1&offset=1", "songsByGenre", "song", "id"),
               (Texts{"music_6"}));
-    EXPECT_EQ(Names("getTopSongs?artist=a&count=1", "topSongs", "song", "id"), (Texts{"music_2"}));
+    EXPECT_EQ(Names("getTopSongs?artist=a&count=1", "topSongs", "song", "id"), (Texts{"music_1"}));
+    EXPECT_EQ(Names("getStarred", "starred", "artist", "name"), (Texts{"A"}));
+    EXPECT_EQ(Names("getStarred2", "starred2", "song", "id"), (Texts{"music_1", "music_3"}));
+    EXPECT_EQ(Names("getNowPlaying", "nowPlaying", "entry", "id"), (Texts{"music_2"}));
     EXPECT_EQ(
         Names("getRandomSongs?toYear=1980&fromYear=1970&size=500", "randomSongs", "song", "album"),
         (Texts{"Z", "Z"}));
