@@ -116,7 +116,7 @@ class Archive : public MediaAction {
                     {file.name, static_cast<uint64_t>(song.info.st_size), song.info.st_mtime});
                 opened_.push_back(song.info);
                 found.push_back(std::move(file));
-            } catch (const Refusal &) {
+            } catch (const tonvale_service::Failure &) {
                 syslog(LOG_NOTICE, "a download goes without %s", file.path.c_str());
             }
         }
@@ -134,7 +134,7 @@ class Archive : public MediaAction {
             if (song.info.st_size == before.st_size && song.info.st_mtime == before.st_mtime) {
                 return std::move(song.file);
             }
-        } catch (const Refusal &) {
+        } catch (const tonvale_service::Failure &) {
             // told below
         }
         syslog(LOG_NOTICE, "a download is broken off: %s has changed", file.path.c_str());

@@ -47,7 +47,7 @@ class Request {
     unsigned Rights() const;
     // Throws a Refusal unless the account has the right.
     void Require(unsigned right) const;
-    // Throws a Refusal unless the account is an administrator's.
+    // Throws a Refusal for everybody but administrators.
     void RequireAdministrator() const;
 
     bool IsPost() const { return isPost_; }

@@ -3,8 +3,10 @@
 
 #include "action.h"
 #include "list_request.h"
+#include "service/lyrics.h"
 #include "service/search.h"
 #include "tonvale/settings.h"
+#include "worker.h"
 
 namespace tonvale_entry {
 
@@ -43,6 +45,15 @@ Json::Value Get(const Request &asked) {
     return data;
 }
 
+Json::Value Lyrics(const Request &asked) {
+    const VARN_MEDIA_INFO song =
+        tonvale_service::ReadSong(asked.User().GetLoginUID(), asked.RequiredText("id"));
+    LeaveWorker();  // a disk may dawdle
+    Json::Value data(Json::objectValue);
+    data["lyrics"] = LyricsObjects(tonvale_service::LyricsOf(song));
+    return data;
+}
+
 Json::Value Rate(const Request &asked) {
     asked.Require(RIGHT_EDITSONG);
     const auto stars = asked.Number(kStars);
@@ -66,6 +77,8 @@ constexpr auto kSearchParameters = Join(
     kField, kPaging, SortedBy([] { return tonvale_service::SearchSortKeys(); }, "match"),
     kDirection, kLibrary, kFilters, kAdditional);
 constexpr std::array kGetParameters = {kSongIds, kAdditional};
+constexpr std::array kLyricsParameters = {
+    Parameter{.name = "id", .what = "The song.", .isRequired = true}};
 constexpr std::array kRateParameters = {kSongIds, kStars};
 
 constexpr Method kMethods[] = {
@@ -87,6 +100,11 @@ constexpr Method kMethods[] = {
      .summary = "Songs by their identifiers, in that order, without unknown ones",
      .parameters = kGetParameters,
      .answer = "Songs"},
+    {.name = "lyrics",
+     .make = Make<Lyrics>,
+     .summary = "The words of a song, from its tags and from .lrc and .txt beside it",
+     .parameters = kLyricsParameters,
+     .answer = "SongLyrics"},
     {.name = "rate",
      .make = Make<Rate>,
      .changes = true,

@@ -1,6 +1,5 @@
 #include "song_file.h"
 
-#include <fcntl.h>
 #include <sys/sendfile.h>
 #include <unistd.h>
 
@@ -8,30 +7,19 @@
 #include <array>
 #include <cerrno>
 #include <cstdio>
-#include <filesystem>
-#include <system_error>
 
 #include "request.h"
-#include "service/music_places.h"
 #include "service/validators.h"
 #include "song_sound.h"
 #include "varn/http_range.h"
-#include "varn/run_as.h"
 
 namespace tonvale_entry {
-
-namespace fs = std::filesystem;
 
 namespace {
 
 using tonvale_service::Validators;
 using varn::Range;
 using varn::RangeKind;
-
-// A user can move others' private files into his music, which are not his to hear.
-bool IsMovedHere(uid_t owner, const struct stat &info) {
-    return owner != 0 && info.st_uid != owner && (info.st_mode & S_IROTH) == 0;
-}
 
 // A client that has a part asks for another one of the same file only.
 Range RangeOf(const Validators &now, int64_t total) {
@@ -80,26 +68,6 @@ bool SendHeader(const char *status, const Validators &validators, const std::str
 }
 
 }  // namespace
-
-SongFile OpenSongFile(const VARN_MEDIA_INFO &song) {
-    return OpenSongFile(song.userid, song.path);
-}
-
-SongFile OpenSongFile(uid_t owner, const std::string &path) {
-    const varn::RunAs root(varn::Who::kRoot);
-    std::error_code error;
-    const fs::path real = fs::canonical(path, error);
-    SongFile opened;
-    opened.file.Reset(
-        open(real.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC));
-    opened.path = opened.file ? varn::PathOfOpen(opened.file.Get()) : "";
-    if (error || opened.path.empty() || opened.path.size() >= sizeof VARN_MEDIA_INFO::path ||
-        fstat(opened.file.Get(), &opened.info) != 0 || !S_ISREG(opened.info.st_mode) ||
-        IsMovedHere(owner, opened.info) || !tonvale_service::MayHoldMusic(owner, opened.path)) {
-        throw Refusal{Code::kNoSuchItem};
-    }
-    return opened;
-}
 
 bool SendFile(const SongFile &song, const char *type, bool headerOnly, const std::string &fields) {
     const Validators now = tonvale_service::ValidatorsOf(song.info);

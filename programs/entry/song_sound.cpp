@@ -157,6 +157,16 @@ class Filled {
 
 }  // namespace
 
+bool CanCut(const VARN_MEDIA_INFO &song) {
+    return CutFormatOf(song) != nullptr;
+}
+
+long long Mp3BitRateWithin(const VARN_MEDIA_INFO &song, long long most) {
+    const std::vector<long long> &known = Mp3BitRates(song.frequency);
+    const auto above = std::upper_bound(known.begin(), known.end(), most);
+    return above != known.begin() ? *std::prev(above) : known.front();
+}
+
 const char *MediaTypeOf(const char *path) {
     const std::string extension = VARNAudioWebapiUtilsGetFileExt(path);
     for (const MediaType &known : kMediaTypes) {

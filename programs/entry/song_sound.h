@@ -93,6 +93,13 @@ class SongAction : public EncodedAction {
     bool SendCut(VARN_MEDIA_INFO &song, int position);
 };
 
+// True for a song of which a part can be sent as it is in its file.
+bool CanCut(const VARN_MEDIA_INFO &song);
+
+// The largest bit rate that a song's MP3 can have up to `most` bit/s; the least one where that is
+// larger.
+long long Mp3BitRateWithin(const VARN_MEDIA_INFO &song, long long most);
+
 // The media type of a song's file, by its extension; kUnknownMedia for one that browsers do not
 // know.
 inline constexpr char kUnknownMedia[] = "application/octet-stream";

@@ -80,7 +80,7 @@ const char *TypeOf(Form::Kind kind) {
         case Form::Kind::kXml:
             break;
     }
-    return "application/xml; charset=utf-8";
+    return "text/xml; charset=utf-8";
 }
 
 std::string Text(const Form &form, const char *status, Json::Value members) {

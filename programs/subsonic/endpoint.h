@@ -25,10 +25,19 @@ struct Endpoint {
     bool needsLogin = true;
 };
 
+extern const std::span<const Endpoint> kAbsentEndpoints;
+extern const std::span<const Endpoint> kAnnotationEndpoints;
+extern const std::span<const Endpoint> kBookmarkEndpoints;
 extern const std::span<const Endpoint> kBrowsingEndpoints;
+extern const std::span<const Endpoint> kJukeboxEndpoints;
 extern const std::span<const Endpoint> kListEndpoints;
+extern const std::span<const Endpoint> kMediaEndpoints;
+extern const std::span<const Endpoint> kPlaylistEndpoints;
+extern const std::span<const Endpoint> kRadioEndpoints;
 extern const std::span<const Endpoint> kSearchEndpoints;
+extern const std::span<const Endpoint> kShareEndpoints;
 extern const std::span<const Endpoint> kSimilarEndpoints;
 extern const std::span<const Endpoint> kSystemEndpoints;
+extern const std::span<const Endpoint> kUserEndpoints;
 
 }  // namespace tonvale_subsonic

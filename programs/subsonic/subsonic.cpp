@@ -31,11 +31,20 @@ std::string Path() {
 // One a line, in order.
 // clang-format off
 const std::array kTables = {
+    &kAbsentEndpoints,
+    &kAnnotationEndpoints,
+    &kBookmarkEndpoints,
     &kBrowsingEndpoints,
+    &kJukeboxEndpoints,
     &kListEndpoints,
+    &kMediaEndpoints,
+    &kPlaylistEndpoints,
+    &kRadioEndpoints,
     &kSearchEndpoints,
+    &kShareEndpoints,
     &kSimilarEndpoints,
     &kSystemEndpoints,
+    &kUserEndpoints,
 };
 // clang-format on
 

@@ -23,7 +23,7 @@ inline void UseHandlerSanitizer() {
 using Variables = std::map<std::string, std::string>;
 
 // The variables as an environment, with this process's root.
-inline std::vector<std::string> Environment(Variables variables) {
+inline std::vector<std::string> CgiEnvironment(Variables variables) {
     UseHandlerSanitizer();
     for (const char *name : {"TONVALE_ROOT", "PGHOST", "ASAN_OPTIONS", "UBSAN_OPTIONS"}) {
         if (const char *value = std::getenv(name); value != nullptr) {
@@ -44,7 +44,7 @@ inline std::string RunCgi(const Variables &variables, const std::string &input =
     const int out = memfd_create("out", MFD_CLOEXEC);
     EXPECT_EQ(pwrite(in, input.data(), input.size(), 0), static_cast<ssize_t>(input.size()));
     const pid_t child = Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"},
-                              Environment(variables), {{in, 0}, {out, 1}});
+                              CgiEnvironment(variables), {{in, 0}, {out, 1}});
     EXPECT_TRUE(EndedWell(child));
     const std::string text = TextOf(out);
     close(in);

@@ -133,7 +133,7 @@ class PlantedPaths : public ApiTest {
         for (const std::string &rest :
              Words(onSongs ? "Song&method=rate&rating=4 Cover&method=get Download&method=song "
                              "Download&method=zip&songs=music_p_4 "
-                             "Cover&method=get&size=scaled Stream&method=stream"
+                             "Cover&method=get&size=scaled Stream&method=stream Song&method=lyrics"
                            : "")) {
             queries.push_back("version=1&id=music_p_4&api=VARN.Tonvale." + rest);
         }
@@ -161,8 +161,9 @@ TEST_F(PlantedPaths, LeadNoOperationToWhatBelongsToOthers) {
           Plant{"more", "playlists", Kind::kLink, "more/x.m3u"},
           Plant{"more", "", Kind::kLink, list, "more/a.mp3"}, Plant{"playlists", "playlists"},
           Plant{"", ""}, Plant{"a.mp3", "a.mp3"}, Plant{"cover.jpg", "cover.jpg"},
-          Plant{"@eaDir", "@eaDir"}, Plant{attributes, attributes},
-          Plant{attributes + "/APIC.jpg", "cover.jpg"},
+          Plant{"a.txt", "a.mp3"}, Plant{"a.txt", "a.mp3", Kind::kSecondName},
+          Plant{"a.lrc", "a.mp3", Kind::kMoved}, Plant{"@eaDir", "@eaDir"},
+          Plant{attributes, attributes}, Plant{attributes + "/APIC.jpg", "cover.jpg"},
           Plant{attributes + "/VARNAUDIO_SONG_RATING", "cover.jpg"}}) {
         for (const fs::path &victim : {bobs(), roots()}) {
             plant.In(victim);

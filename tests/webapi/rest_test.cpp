@@ -4,6 +4,7 @@
 #include <regex>
 #include <set>
 
+#include "service/settings.h"
 #include "subsonic/ids.h"
 #include "varn/sql.h"
 
@@ -29,7 +30,7 @@ Child id:s parent:s? isDir:b title:s album:s? artist:s? track:i? year:i? genre:s
   isVideo:b? userRating:i? playCount:i? discNumber:i? created:t? starred:t? albumId:s? artistId:s?
   type:s? mediaType:s? played:t? comment:s? sortName:s? genres:[Named] artists:[Reference]
   displayArtist:s? albumArtists:[Reference] displayAlbumArtist:s? contributors:[Role]
-  displayComposer:s? replayGain:Gain?
+  displayComposer:s? replayGain:Gain? bookmarkPosition:i?
 AlbumChild id:s parent:s? isDir:b title:s album:s artist:s? artistId:s? coverArt:s? duration:i
   created:t year:i? genre:s? genres:[Named] artists:[Reference] displayArtist:s sortName:s
   isVideo:b mediaType:s userRating:i? playCount:i? played:t? starred:t?
@@ -58,6 +59,22 @@ AlbumChildren album:[AlbumChild]
 Found artist:[Artist] album:[Album] song:[Child]
 Found2 artist:[Artist] album:[AlbumChild] song:[Child]
 User username:s
+Account :User scrobblingEnabled:b adminRole:b settingsRole:b downloadRole:b uploadRole:b
+  playlistRole:b coverArtRole:b commentRole:b podcastRole:b streamRole:b jukeboxRole:b shareRole:b
+  videoConversionRole:b
+Playlist id:s name:s owner:s public:b songCount:i duration:i created:t changed:t coverArt:s
+WholePlaylist :Playlist entry:[Child]
+Playlists playlist:[Playlist]
+Bookmark position:i username:s comment:s created:t changed:t entry:Child
+Bookmarks bookmark:[Bookmark]
+Queue position:i username:s changed:t changedBy:s entry:[Child] current:s
+QueueByIndex position:i username:s changed:t changedBy:s entry:[Child] currentIndex:i
+Share id:s url:s description:s username:s created:t expires:t? visitCount:i entry:[Child]
+Shares share:[Share]
+Station id:s name:s streamUrl:s homePageUrl:s?
+Stations internetRadioStation:[Station]
+Scan scanning:b count:i lastScan:t?
+Lyrics artist:s? title:s? value:s
 Playing :Child username:s minutesAgo:i playerId:i playerName:s
 NowPlaying entry:[Playing]
 )";
@@ -104,6 +121,20 @@ constexpr Asked kAnswers[] = {
     {"getSongsByGenre?genre=Pop", "songsByGenre", "Songs"},
     {"search2?query=unfriendly", "searchResult2", "Found2"},
     {"search3?query=%22%22", "searchResult3", "Found"},
+    {"getUser?username=alice", "user", "Account"},
+    {"getPlaylists", "playlists", "Playlists"},
+    {"getPlaylist?id=playlist_shared_smart%2FAll", "playlist", "WholePlaylist"},
+    {"star?id=music_1&albumId=@album&artistId=@artist", "", ""},
+    {"scrobble?id=music_1", "", ""},
+    {"createBookmark?id=music_1&position=5&comment=%26", "", ""},
+    {"getBookmarks", "bookmarks", "Bookmarks"},
+    {"savePlayQueue?id=music_1&id=music_2", "", ""},
+    {"getPlayQueue", "playQueue", "Queue"},
+    {"getPlayQueueByIndex", "playQueueByIndex", "QueueByIndex"},
+    {"getShares", "shares", "Shares"},
+    {"getInternetRadioStations", "internetRadioStations", "Stations"},
+    {"getScanStatus", "scanStatus", "Scan"},
+    {"getLyrics?title=nothing", "lyrics", "Lyrics"},
 };
 
 // A title that XML has to write in another way, and a character that it does not have.
@@ -153,6 +184,8 @@ class RestApi : public Rest {
               "INSERT INTO replaygain_track VALUES (1, -6.5, 0.9, NULL, NULL);"
               "UPDATE track SET date = date - id * interval '1 day', duration = 60.4, "
               "bitrate = 320000, filesize = 3000000000");
+        WriteFile(varn::path::kSmartPlaylists, "\"All\" { title includes \"t\" }\n");
+        tonvale_service::SetPermission("alice", RIGHT_SHARING);
         Serve();
     }
 
@@ -188,7 +221,7 @@ TEST_F(RestApi, AnswersAreAsDocumentedInBothFormats) {
             continue;  // another one each time
         }
         const HttpAnswer xml = Get("/rest/" + query + mark + By(), "");
-        EXPECT_TRUE(xml.Has("Content-Type: application/xml; charset=utf-8")) << xml.header;
+        EXPECT_TRUE(xml.Has("Content-Type: text/xml; charset=utf-8")) << xml.header;
         Json::Value json = AskRest(query);
         EXPECT_EQ(shapes.Wrong(json, "Answer"), "") << query;
         const std::string same = StrictJson(json.toStyledString()).toStyledString();

@@ -38,7 +38,7 @@ class Workers {
     }
 
     pid_t Start() {
-        workers_.insert(Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"}, Environment({}),
+        workers_.insert(Spawn(TONVALE_PROGRAM_DIR "/entry.cgi", {"entry.cgi"}, CgiEnvironment({}),
                               {{listening_, 0}}));
         return *workers_.rbegin();
     }

@@ -1,0 +1,65 @@
+// Internet radio stations, which administrators change.
+#include <climits>
+
+#include "endpoint.h"
+#include "service/radio.h"
+
+namespace tonvale_subsonic {
+
+namespace {
+
+using tonvale_service::RadioStation;
+
+RadioStation StationOf(const Request &asked, int id) {
+    return {id, asked.Required("name"), asked.Required("streamUrl"), asked.Text("homepageUrl")};
+}
+
+int IdOf(const Request &asked) {
+    return static_cast<int>(asked.RequiredNumber("id", 1, INT_MAX));
+}
+
+Json::Value List(const Request &) {
+    Json::Value members(Json::objectValue);
+    Json::Value &list = members["internetRadioStations"]["internetRadioStation"] =
+        Json::Value(Json::arrayValue);
+    for (const RadioStation &station : tonvale_service::RadioStations()) {
+        Json::Value &told = list.append(Json::objectValue);
+        told["id"] = std::to_string(station.id);
+        told["name"] = station.name;
+        told["streamUrl"] = station.stream;
+        if (!station.homePage.empty()) {
+            told["homePageUrl"] = station.homePage;
+        }
+    }
+    return members;
+}
+
+Json::Value Create(const Request &asked) {
+    asked.Entry().RequireAdministrator();
+    tonvale_service::AddRadioStation(StationOf(asked, 0));
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value Update(const Request &asked) {
+    asked.Entry().RequireAdministrator();
+    tonvale_service::ChangeRadioStation(StationOf(asked, IdOf(asked)));
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value Delete(const Request &asked) {
+    asked.Entry().RequireAdministrator();
+    tonvale_service::RemoveRadioStation(IdOf(asked));
+    return Json::Value(Json::objectValue);
+}
+
+constexpr Endpoint kEndpoints[] = {
+    {.name = "createInternetRadioStation", .answer = Create, .changes = true},
+    {.name = "deleteInternetRadioStation", .answer = Delete, .changes = true},
+    {.name = "getInternetRadioStations", .answer = List},
+    {.name = "updateInternetRadioStation", .answer = Update, .changes = true}};
+
+}  // namespace
+
+const std::span<const Endpoint> kRadioEndpoints = kEndpoints;
+
+}  // namespace tonvale_subsonic

@@ -1,0 +1,168 @@
+// Share links: getShares, createShare, updateShare, deleteShare. A link publishes a playlist.
+#include <climits>
+#include <ctime>
+
+#include "endpoint.h"
+#include "objects.h"
+#include "playlist_entries.h"
+#include "service/links.h"
+#include "service/playlist_edit.h"
+#include "song_ids.h"
+
+namespace tonvale_subsonic {
+
+namespace {
+
+using namespace tonvale_service;
+
+constexpr long long kMostMilliseconds = 253'402'300'799'000;  // the year 9999
+
+Links LinksOf(const Request &asked) {
+    return {asked.Uid(), asked.User()};
+}
+
+// The day of a moment, where the server is: a link works until the end of a day.
+Days Until(long long milliseconds) {
+    const time_t moment = milliseconds / 1000;
+    std::tm parts = {};
+    char day[16] = "";
+    if (milliseconds == 0) {
+        return CheckedDays("", "");
+    }
+    if (moment < std::time(nullptr) || localtime_r(&moment, &parts) == nullptr ||
+        std::strftime(day, sizeof day, "%Y-%m-%d", &parts) == 0) {
+        throw Fault{kGeneric, "the parameter 'expires' takes a moment to come"};
+    }
+    return CheckedDays("", day);
+}
+
+// The start of a day, or of the one after it, as a moment.
+std::string MomentOf(const std::string &day, int daysLater) {
+    std::tm parts = {};
+    parts.tm_isdst = -1;
+    if (strptime(day.c_str(), "%Y-%m-%d", &parts) == nullptr) {
+        return TimeText(0);
+    }
+    parts.tm_mday += daysLater;
+    return TimeText(std::mktime(&parts));
+}
+
+// The songs of a link whose playlist is gone are none.
+Json::Value EntriesIn(const Request &asked, const std::string &playlistId) {
+    try {
+        return ChildrenOf(asked, SongsOf(EntriesOf(asked, FindPlaylist(asked, playlistId))));
+    } catch (const Failure &failure) {
+        if (failure.Class() != FailureClass::kNotFound &&
+            failure.Class() != FailureClass::kBadValue) {
+            throw;
+        }
+        return Json::Value(Json::arrayValue);
+    }
+}
+
+// When a link was made is not kept: its first day stands for that.
+Json::Value ShareObject(const Request &asked, const Json::Value &link) {
+    Json::Value share(Json::objectValue);
+    share["id"] = link["id"];
+    share["url"] = link["url"];
+    share["description"] = link["name"];
+    share["username"] = asked.User();
+    share["created"] = MomentOf(link["date_available"].asString(), 0);
+    share["visitCount"] = 0;
+    if (link["date_expired"].asString() != "0") {
+        share["expires"] = MomentOf(link["date_expired"].asString(), 1);
+    }
+    share["entry"] = EntriesIn(asked, link["playlist_id"].asString());
+    return share;
+}
+
+Json::Value GetShares(const Request &asked) {
+    Json::Value members(Json::objectValue);
+    Json::Value &list = members["shares"]["share"] = Json::Value(Json::arrayValue);
+    const Json::Value page = LinksOf(asked).Page(0, INT_MAX);
+    for (const Json::Value &link : page["sharings"]) {
+        list.append(ShareObject(asked, link));
+    }
+    return members;
+}
+
+// The songs of all identifiers: of songs, albums and playlists.
+std::vector<std::string> SongsIn(const Request &asked, const std::vector<std::string> &ids) {
+    std::vector<std::string> songs;
+    for (const std::string &id : ids) {
+        if (id.starts_with(kAlbumPrefix)) {
+            for (const SongFacts &song : SongsOf(asked, FindAlbum(asked, id))) {
+                songs.push_back(tonvale_service::SongIdText(song.id));
+            }
+        } else {
+            RowOf(id);
+            songs.push_back(id);
+        }
+    }
+    return songs;
+}
+
+std::string NowText() {
+    const time_t now = std::time(nullptr);
+    std::tm parts = {};
+    char text[32] = "";
+    localtime_r(&now, &parts);
+    std::strftime(text, sizeof text, "Shared %Y-%m-%d %H.%M.%S", &parts);
+    return text;
+}
+
+// A playlist alone is published itself. Songs become a playlist of the user's own first.
+Json::Value CreateShare(const Request &asked) {
+    Links links = LinksOf(asked);
+    const std::vector<std::string> ids = asked.RequiredAll("id");
+    const Days days = Until(asked.Number("expires", 0, 0, kMostMilliseconds));
+    const bool isPlaylist = ids.size() == 1 && IsPlaylistId(ids.front());
+    const std::string description = asked.Text("description");
+    const AnyPlaylist playlist =
+        isPlaylist ? FindPlaylist(asked, ids.front())
+                   : MakePlaylist(asked, description.empty() ? NowText() : description,
+                                  SongsIn(asked, ids));
+    Json::Value link;
+    try {
+        link = links.Create(playlist.id, days);
+    } catch (const Failure &) {
+        if (!isPlaylist) {
+            DeletePlaylist(playlist.collection, playlist.normal);
+        }
+        throw;
+    }
+    Json::Value members(Json::objectValue);
+    members["shares"]["share"].append(ShareObject(asked, link));
+    return members;
+}
+
+Json::Value UpdateShare(const Request &asked) {
+    Links links = LinksOf(asked);
+    const LinkName name = {asked.Required("id"), ""};
+    const Json::Value link = links.Get(name);
+    const std::string description = asked.Text("description", link["name"].asString());
+    if (description != link["name"].asString()) {
+        throw Fault{kGeneric, "a share has the name of its playlist"};
+    }
+    if (const auto expires = asked.GivenNumber("expires", 0, kMostMilliseconds)) {
+        links.Update(name, Until(*expires));
+    }
+    return Json::Value(Json::objectValue);
+}
+
+Json::Value DeleteShare(const Request &asked) {
+    LinksOf(asked).Delete({asked.Required("id"), ""});
+    return Json::Value(Json::objectValue);
+}
+
+constexpr Endpoint kEndpoints[] = {
+    {.name = "createShare", .answer = CreateShare, .changes = true, .takesRoot = true},
+    {.name = "deleteShare", .answer = DeleteShare, .changes = true, .takesRoot = true},
+    {.name = "getShares", .answer = GetShares, .takesRoot = true},
+    {.name = "updateShare", .answer = UpdateShare, .changes = true, .takesRoot = true}};
+
+}  // namespace
+
+const std::span<const Endpoint> kShareEndpoints = kEndpoints;
+
+}  // namespace tonvale_subsonic

@@ -1,0 +1,97 @@
+// Users, and scans of their music: getUser, getUsers, getScanStatus, startScan.
+#include "endpoint.h"
+#include "objects.h"
+#include "service/indexing.h"
+#include "service/settings.h"
+#include "tonvale/settings.h"
+
+namespace tonvale_subsonic {
+
+namespace {
+
+using tonvale_service::IsAdministrator;
+
+// Keys change nothing of an account, so that no role has to do with that.
+Json::Value UserObject(const std::string &name, unsigned rights) {
+    const struct {
+        const char *role;
+        bool has;
+    } roles[] = {{"adminRole", IsAdministrator(name)},
+                 {"commentRole", (rights & RIGHT_EDITSONG) != 0},
+                 {"coverArtRole", false},
+                 {"downloadRole", (rights & RIGHT_STREAMING) != 0},
+                 {"jukeboxRole", (rights & RIGHT_USB) != 0},
+                 {"playlistRole", true},
+                 {"podcastRole", false},
+                 {"settingsRole", false},
+                 {"shareRole", (rights & RIGHT_SHARING) != 0},
+                 {"streamRole", (rights & RIGHT_STREAMING) != 0},
+                 {"uploadRole", false},
+                 {"videoConversionRole", false}};
+    Json::Value user(Json::objectValue);
+    user["username"] = name;
+    user["scrobblingEnabled"] = true;
+    for (const auto &[role, has] : roles) {
+        user[role] = has;
+    }
+    return user;
+}
+
+Json::Value GetUser(const Request &asked) {
+    const std::string name = asked.Required("username");
+    if (name != asked.User()) {
+        asked.Entry().RequireAdministrator();
+        tonvale_service::UidOf(name);
+    }
+    Json::Value members(Json::objectValue);
+    members["user"] = UserObject(name, AudioUsers::GetUserPermission(name));
+    return members;
+}
+
+Json::Value GetUsers(const Request &asked) {
+    asked.Entry().RequireAdministrator();
+    Json::Value members(Json::objectValue);
+    Json::Value &list = members["users"]["user"] = Json::Value(Json::arrayValue);
+    for (const Json::Value &user : tonvale_service::UserList()) {
+        const std::string name = user["name"].asString();
+        if (!name.empty()) {
+            list.append(UserObject(name, AudioUsers::GetUserPermission(name)));
+        }
+    }
+    return members;
+}
+
+Json::Value GetScanStatus(const Request &) {
+    const tonvale_service::Indexing state = tonvale_service::IndexingState();
+    Json::Value members(Json::objectValue);
+    Json::Value &status = members["scanStatus"];
+    status["scanning"] = state.isRunning;
+    status["count"] = Json::Int64(state.isRunning ? state.done : 0);
+    if (state.ended > 0) {
+        status["lastScan"] = TimeText(state.ended);
+    }
+    return members;
+}
+
+Json::Value StartScan(const Request &asked) {
+    asked.Entry().RequireAdministrator();
+    try {
+        tonvale_service::StartIndexing();
+    } catch (const tonvale_service::Failure &failure) {
+        if (failure.Why() != tonvale_service::Reason::kScanRuns) {
+            throw;
+        }
+    }
+    return GetScanStatus(asked);
+}
+
+constexpr Endpoint kEndpoints[] = {{.name = "getScanStatus", .answer = GetScanStatus},
+                                   {.name = "getUser", .answer = GetUser, .takesRoot = true},
+                                   {.name = "getUsers", .answer = GetUsers, .takesRoot = true},
+                                   {.name = "startScan", .answer = StartScan, .changes = true}};
+
+}  // namespace
+
+const std::span<const Endpoint> kUserEndpoints = kEndpoints;
+
+}  // namespace tonvale_subsonic

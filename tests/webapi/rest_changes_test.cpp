@@ -1,0 +1,359 @@
+// What clients change, play and look at below /rest/, beside the library's lists.
+#include <fstream>
+#include <thread>
+
+#include "ctrl/scripted_daemon.h"
+#include "misc/pictures.h"
+#include "service/plays.h"
+#include "service/settings.h"
+#include "service/song_marks.h"
+#include "subsonic/ids.h"
+#include "webapi/rest.h"
+
+namespace tonvale_test {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+class RestChanges : public Rest {
+  protected:
+    void SetUp() override {
+        Rest::SetUp();
+        tonvale_service::SetPermission("alice", RIGHT_ALL);
+        fs::permissions(scratch(), fs::perms(0755));
+        AddSong();
+        std::string songs;
+        for (const auto &[id, userid] : {std::pair(2, 0U), {3, 0U}, {4, kAlice}, {5, kBob}}) {
+            const fs::path path = scratch() / (std::to_string(id) + ".mp3");
+            std::ofstream(path) << "sound";
+            TrackRow row = {.id = id, .userid = userid, .path = path, .title = "t"};
+            row.album = "A";
+            row.artist = row.album_artist = "B";
+            songs += InsertSql(row);
+        }
+        Query(songs);
+        Serve();
+    }
+
+    Texts Entries(const std::string &playlist) const {
+        const Json::Value answer = AskRest("getPlaylist?id=" + Encoded(playlist));
+        EXPECT_EQ(answer["playlist"]["songCount"].asUInt(), answer["playlist"]["entry"].size());
+        return Each(answer["playlist"]["entry"]);
+    }
+    std::string Make(const std::string &parameters) const {
+        return AskRest("createPlaylist?" + parameters)["playlist"]["id"].asString();
+    }
+    HttpAnswer Fetch(const std::string &query, const std::string &fields = "") const {
+        return Get("/rest/" + query + "&" + By(), fields);
+    }
+};
+
+TEST_F(RestChanges, PlaylistsAreTheUsersToChange) {
+    const std::string id = Make("name=M%26M&songId=music_1&songId=music_2&songId=music_1");
+    const std::string named = "?playlistId=" + Encoded(id);
+    EXPECT_EQ(Entries(id), (Texts{"music_1", "music_2", "music_1"}));
+    EXPECT_EQ(FaultOf("createPlaylist?name=M%26M"), 0);
+    // Streams and lost songs are entries that clients do not see, and do not count.
+    const fs::path file = Value("SELECT path FROM personal_playlist");
+    std::ofstream(file, std::ios::app) << "http://radio.example/\n/gone.mp3\n";
+    EXPECT_EQ(FaultOf("updatePlaylist" + named + "&songIdToAdd=music_3&songIdToAdd=music_4"), -1);
+    EXPECT_EQ(Entries(id), (Texts{"music_1", "music_2", "music_1", "music_3", "music_4"}));
+    EXPECT_EQ(FaultOf("updatePlaylist" + named +
+                      "&songIndexToRemove=3&songIndexToRemove=0&name=N&comment=x&public=false"),
+              -1);
+    EXPECT_EQ(Entries(id), (Texts{"music_2", "music_1", "music_4"}));
+    EXPECT_NE(ReadFile(Value("SELECT path FROM personal_playlist")).find("radio.example"),
+              std::string::npos);
+    const Json::Value list = AskRest("getPlaylists")["playlists"]["playlist"];
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_EQ(list[0]["name"], "N");
+    EXPECT_EQ(list[0]["owner"], "alice");
+    EXPECT_EQ(list[0]["songCount"], 3);
+    EXPECT_EQ(list[0]["duration"], 10);
+    EXPECT_EQ(list[0]["public"], false);
+    // What is refused changes nothing.
+    const std::pair<std::string, int> refused[] = {
+        {"updatePlaylist" + named + "&songIndexToRemove=3", 0},
+        {"updatePlaylist" + named + "&songIndexToRemove=x", 0},
+        {"updatePlaylist" + named + "&songIdToAdd=music_2&songIdToAdd=music_5", 70},
+        {"updatePlaylist" + named + "&songIdToAdd=http://radio.example/", 70},
+        {"updatePlaylist" + named + "&public=true", 0},
+        {"updatePlaylist" + named + "&name=a%2Fb", 0},
+        {"updatePlaylist", 10},
+        {"updatePlaylist?playlistId=x", 70},
+        {"createPlaylist", 10},
+        {"createPlaylist" + named + "&songId=music_99", 70},
+        {"getPlaylist?id=playlist_personal_normal%2F99", 70},
+        {"getPlaylists?username=bob", 50},
+        {"deletePlaylist", 10}};
+    for (const auto &[query, code] : refused) {
+        EXPECT_EQ(FaultOf(query), code) << query;
+    }
+    for (const std::string query :
+         {"getPlaylist?id=", "deletePlaylist?id=", "createPlaylist?songId=music_1&playlistId=",
+          "updatePlaylist?name=x&playlistId="}) {
+        EXPECT_EQ(FaultOf(query + Encoded(id), "bob"), 70) << query;
+    }
+    EXPECT_EQ(Entries(id), (Texts{"music_2", "music_1", "music_4"}));
+    EXPECT_EQ(FaultOf("createPlaylist" + named + "&songId=music_3"), -1);
+    EXPECT_EQ(Entries(id), Texts{"music_3"});
+    EXPECT_EQ(FaultOf("deletePlaylist?id=" + Encoded(id)), -1);
+    EXPECT_EQ(FaultOf("getPlaylist?id=" + Encoded(id)), 70);
+}
+
+TEST_F(RestChanges, SmartPlaylistsAreReadAlone) {
+    WriteFile(varn::path::kSmartPlaylists, "\"All\" { title is \"t\" }\n");
+    const Json::Value list = AskRest("getPlaylists")["playlists"]["playlist"];
+    ASSERT_EQ(list.size(), 1U) << list;
+    const std::string id = list[0]["id"].asString();
+    EXPECT_EQ(list[0]["public"], true);
+    EXPECT_FALSE(Entries(id).empty());
+    for (const std::string query : {"deletePlaylist?id=", "createPlaylist?playlistId=",
+                                    "updatePlaylist?name=x&playlistId="}) {
+        EXPECT_EQ(FaultOf(query + Encoded(id)), 50) << query;
+    }
+}
+
+TEST_F(RestChanges, OfChangesAtOnceNoneIsLost) {
+    const std::string id = Make("name=many");
+    std::vector<std::thread> clients;
+    for (int client = 0; client < 4; ++client) {
+        clients.emplace_back([&] {
+            for (int turn = 0; turn < 3; ++turn) {
+                EXPECT_EQ(FaultOf("updatePlaylist?songIdToAdd=music_1&playlistId=" + Encoded(id)),
+                          -1);
+            }
+        });
+    }
+    for (std::thread &client : clients) {
+        client.join();
+    }
+    EXPECT_EQ(Entries(id).size(), 12U);
+}
+
+TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
+    const std::string album = tonvale_subsonic::AlbumId("A", "B");
+    const std::string artist = tonvale_subsonic::ArtistId("b");
+    EXPECT_EQ(FaultOf("star?id=music_1&id=music_2&albumId=" + album + "&artistId=" + artist), -1);
+    EXPECT_EQ(FaultOf("star?id=" + album), -1);
+    EXPECT_EQ(FaultOf("unstar?id=music_2"), -1);
+    EXPECT_EQ(FaultOf("setRating?id=" + album + "&rating=4"), -1);
+    EXPECT_EQ(FaultOf("setRating?id=music_1&rating=5"), -1);
+    EXPECT_EQ(FaultOf("scrobble?id=music_1&id=music_1&id=music_2&time=1000000000000"
+                      "&time=1100000000000&time=1200000000000"),
+              -1);
+    EXPECT_EQ(FaultOf("scrobble?id=music_3&submission=false"), -1);
+    const auto marks = tonvale_service::MarksOf(kAlice, {1, 2, 3});
+    EXPECT_GT(marks.at(1).favouriteSince, 0);
+    EXPECT_EQ(marks.at(2).favouriteSince, 0);
+    EXPECT_EQ(marks.at(1).stars, 5);
+    EXPECT_EQ(marks.at(2).stars, 4);
+    EXPECT_EQ(marks.at(1).plays, 2);
+    EXPECT_EQ(marks.at(1).lastPlayed, 1100000000);
+    EXPECT_EQ(marks.at(3).plays, 0);
+    const auto playing = tonvale_service::PlayingNow(kAlice, 60);
+    ASSERT_EQ(playing.size(), 1U);
+    EXPECT_EQ(playing[0].client, "test");
+    const std::pair<const char *, int> refused[] = {{"star", 10},
+                                                    {"star?id=music_1&id=music_5", 70},
+                                                    {"star?id=dir_1", 70},
+                                                    {"star?albumId=music_1", 70},
+                                                    {"unstar?artistId=ar-0", 70},
+                                                    {"setRating?id=music_1", 10},
+                                                    {"setRating?rating=1", 10},
+                                                    {"setRating?id=music_1&rating=6", 0},
+                                                    {"setRating?id=music_5&rating=1", 70},
+                                                    {"scrobble", 10},
+                                                    {"scrobble?id=x", 70},
+                                                    {"scrobble?id=music_1&id=music_2&time=1", 0},
+                                                    {"scrobble?id=music_1&time=now", 0},
+                                                    {"scrobble?id=music_1&submission=maybe", 0}};
+    for (const auto &[query, code] : refused) {
+        EXPECT_EQ(FaultOf(query), code) << query;
+    }
+    EXPECT_EQ(FaultOf("setRating?id=music_1&rating=1", "bob"), 50);
+}
+
+TEST_F(RestChanges, QueuesAndBookmarksGoWithTheUser) {
+    EXPECT_FALSE(AskRest("getPlayQueue").isMember("playQueue"));
+    EXPECT_EQ(FaultOf("savePlayQueue?id=music_1&id=music_2&current=music_2&position=1500"), -1);
+    Json::Value queue = AskRest("getPlayQueueByIndex")["playQueueByIndex"];
+    EXPECT_EQ(queue["currentIndex"], 1);
+    EXPECT_EQ(queue["position"], 1500);
+    EXPECT_EQ(queue["changedBy"], "test");
+    EXPECT_EQ(FaultOf("savePlayQueueByIndex?id=music_1&id=music_1&currentIndex=1"), -1);
+    queue = AskRest("getPlayQueue")["playQueue"];
+    EXPECT_EQ(queue["current"], "music_1");
+    EXPECT_EQ(Each(queue["entry"]), (Texts{"music_1", "music_1"}));
+    EXPECT_EQ(FaultOf("createBookmark?id=music_1&position=100&comment=%3Chere%3E"), -1);
+    EXPECT_EQ(FaultOf("createBookmark?id=music_1&position=200"), -1);
+    const Json::Value bookmarks = AskRest("getBookmarks")["bookmarks"]["bookmark"];
+    ASSERT_EQ(bookmarks.size(), 1U);
+    EXPECT_EQ(bookmarks[0]["position"], 200);
+    EXPECT_EQ(bookmarks[0]["entry"]["id"], "music_1");
+    const std::pair<const char *, int> refused[] = {
+        {"savePlayQueue?id=music_1&current=music_2", 0},
+        {"savePlayQueue?id=5", 70},
+        {"savePlayQueue?id=music_1&position=-1", 0},
+        {"savePlayQueueByIndex?id=music_1", 10},
+        {"savePlayQueueByIndex?id=music_1&currentIndex=1", 10},
+        {"savePlayQueueByIndex?id=music_1&currentIndex=-1", 10},
+        {"savePlayQueueByIndex?currentIndex=0", 10},
+        {"createBookmark?id=music_1", 10},
+        {"createBookmark?position=1", 10},
+        {"createBookmark?id=music_5&position=1", 70},
+        {"createBookmark?id=music_1&position=x", 0},
+        {"deleteBookmark", 10},
+        {"deleteBookmark?id=music_2", 70}};
+    for (const auto &[query, code] : refused) {
+        EXPECT_EQ(FaultOf(query), code) << query;
+    }
+    EXPECT_EQ(FaultOf("deleteBookmark?id=music_1", "bob"), 70);
+    EXPECT_FALSE(AskRest("getPlayQueue", "bob").isMember("playQueue"));
+    EXPECT_EQ(AskRest("getPlayQueue")["playQueue"]["entry"].size(), 2U);
+    EXPECT_EQ(FaultOf("deleteBookmark?id=music_1"), -1);
+    EXPECT_EQ(FaultOf("savePlayQueue?id=music_5"), -1) << "a song that is lost, or another user's";
+    EXPECT_TRUE(AskRest("getPlayQueue")["playQueue"]["entry"].empty());
+}
+
+TEST_F(RestChanges, SharesPublishPlaylists) {
+    const std::string made = "createShare?id=music_1&id=music_2&description=For+you";
+    const Json::Value share = AskRest(made + "&expires=4102444800000")["shares"]["share"][0];
+    EXPECT_EQ(share["description"], "For you");
+    EXPECT_EQ(share["entry"].size(), 2U);
+    EXPECT_TRUE(share["expires"].asString().starts_with("2100-01-0")) << share;
+    const std::string id = share["id"].asString();
+    EXPECT_EQ(Get("/as/sharing/" + id, "").Status(), 200);
+    EXPECT_EQ(FaultOf(made), 0) << "a playlist of that name is there";
+    EXPECT_EQ(FaultOf("updateShare?id=" + id + "&expires=0"), -1);
+    const Json::Value list = AskRest("getShares")["shares"]["share"];
+    ASSERT_EQ(list.size(), 1U);
+    EXPECT_FALSE(list[0].isMember("expires"));
+    const std::pair<std::string, int> refused[] = {{"createShare", 10},
+                                                   {"createShare?id=music_5", 70},
+                                                   {"createShare?id=music_1&expires=1000", 0},
+                                                   {"createShare?id=music_1&expires=x", 0},
+                                                   {"updateShare?id=00000000", 70},
+                                                   {"updateShare?description=x&id=" + id, 0},
+                                                   {"deleteShare?id=" + id + "'", 70}};
+    for (const auto &[query, code] : refused) {
+        EXPECT_EQ(FaultOf(query), code) << query;
+    }
+    EXPECT_EQ(FaultOf("getShares", "bob"), 50);
+    tonvale_service::SetPermission("bob", RIGHT_SHARING);
+    EXPECT_EQ(FaultOf("deleteShare?id=" + id, "bob"), 70);
+    EXPECT_EQ(FaultOf("updateShare?expires=0&id=" + id, "bob"), 70);
+    EXPECT_TRUE(AskRest("getShares", "bob")["shares"]["share"].empty());
+    EXPECT_EQ(FaultOf("deleteShare?id=" + id), -1);
+    EXPECT_EQ(AskRest("getPlaylists")["playlists"]["playlist"].size(), 1U);
+}
+
+TEST_F(RestChanges, SongsSoundAsAsked) {
+    Query("UPDATE track SET bitrate = 900000 WHERE id = 1");
+    const std::string file = ReadFile(scratch() / "O'B 100% #1 \xC3\xA9.flac");
+    EXPECT_EQ(Fetch("stream?id=music_1").body, file);
+    EXPECT_EQ(Fetch("stream?id=music_1&format=raw&maxBitRate=64").body, file);
+    EXPECT_EQ(Fetch("stream?id=music_1&maxBitRate=1000").body, file);
+    EXPECT_EQ(Fetch("download.view?id=music_1").body, file);
+    const HttpAnswer part = Fetch("stream?id=music_1", "Range: bytes=10-19\r\n");
+    EXPECT_EQ(part.Status(), 206);
+    EXPECT_EQ(part.body, file.substr(10, 10));
+    const struct {
+        const char *query;
+        const char *type;
+        double seconds;
+        int bitRate;  // bytes a second
+    } cases[] = {{"&maxBitRate=65", "audio/mpeg", 10, 8000},
+                 {"&format=mp3", "audio/mpeg", 10, 16000},
+                 {"&format=opus&maxBitRate=1&timeOffset=4", "audio/mpeg", 6, 4000},
+                 {"&format=wav&timeOffset=8&estimateContentLength=true", "audio/x-wav", 2, 176400}};
+    for (const auto &[query, type, seconds, bitRate] : cases) {
+        const HttpAnswer answer = Fetch("stream?id=music_1" + std::string(query));
+        EXPECT_TRUE(answer.Has("Content-Type: " + std::string(type))) << query << answer.header;
+        EXPECT_TRUE(answer.Has("Content-Length: " + std::to_string(answer.body.size()))) << query;
+        EXPECT_NEAR(static_cast<double>(answer.body.size()), seconds * bitRate, bitRate) << query;
+    }
+    Draw("300x300", scratch() / "cover.jpg");
+    EXPECT_GT(Fetch("getCoverArt?id=music_1").body.size(), 1000U);
+    const std::string album = tonvale_subsonic::AlbumId("A", "B");
+    for (const std::string &id : {std::string("music_2"), album}) {
+        const HttpAnswer small = Fetch("getCoverArt?size=1&id=" + id);
+        EXPECT_TRUE(small.Has("Content-Type: image/jpeg")) << small.header;
+        EXPECT_LT(small.body.size(), Fetch("getCoverArt?size=99999&id=" + id).body.size());
+    }
+    std::ofstream(scratch() / "O'B 100% #1 \xC3\xA9.lrc") << "[00:01]one\n[00:02]two";
+    const Json::Value lyrics =
+        AskRest("getLyricsBySongId?id=music_1")["lyricsList"]["structuredLyrics"];
+    ASSERT_EQ(lyrics.size(), 1U);
+    EXPECT_TRUE(lyrics[0]["synced"].asBool());
+    EXPECT_EQ(lyrics[0]["line"][1]["start"], 2000);
+    EXPECT_EQ(AskRest("getLyrics?title=SONG")["lyrics"]["value"], "one\ntwo");
+    EXPECT_EQ(AskRest("getLyrics?title=song&artist=none")["lyrics"]["value"], "");
+    const std::pair<const char *, int> refused[] = {{"stream", 10},
+                                                    {"stream?id=music_5", 70},
+                                                    {"stream?id=music_1&maxBitRate=-1", 0},
+                                                    {"stream?id=music_1&timeOffset=x", 0},
+                                                    {"stream?id=music_1&id=music_2", 0},
+                                                    {"download?id=al-1", 70},
+                                                    {"getCoverArt?id=music_5", 70},
+                                                    {"getCoverArt?id=ar-1", 70},
+                                                    {"getCoverArt?id=music_1&size=big", 0},
+                                                    {"getLyricsBySongId?id=music_5", 70},
+                                                    {"hls.m3u8?id=music_1", 70},
+                                                    {"getAvatar?username=alice", 70}};
+    for (const auto &[query, code] : refused) {
+        EXPECT_EQ(FaultOf(query), code) << query;
+    }
+}
+
+TEST_F(RestChanges, TheServerIsForThoseWhoMay) {
+    const std::pair<const char *, int> cases[] = {
+        {"getUser?username=bob", -1},
+        {"getUser?username=alice", 50},
+        {"getUser", 10},
+        {"getUsers", 50},
+        {"startScan", 50},
+        {"getScanStatus", -1},
+        {"createUser?username=x&password=x", 50},
+        {"changePassword?username=bob&password=x", 50},
+        {"getInternetRadioStations", -1},
+        {"createInternetRadioStation?name=x&streamUrl=http://r.example/", 50},
+        {"deleteInternetRadioStation?id=1", 50},
+        {"jukeboxControl?action=status", 50},
+        {"jukeboxControl?action=clear", 50},
+        {"getPodcasts", -1},
+        {"getVideos", -1},
+        {"getChatMessages", -1},
+        {"createPodcastChannel?url=x", 70}};
+    for (const auto &[query, code] : cases) {
+        EXPECT_EQ(FaultOf(query, "bob"), code) << query;
+    }
+    EXPECT_EQ(AskRest("getUser?username=alice")["user"]["jukeboxRole"], true);
+    EXPECT_EQ(FaultOf("jukeboxControl?action=status"), 0) << "no player answers";
+    ScriptedDaemon daemon(R"({"success": true, "state": "play", "index": 1, "volume": 50,
+        "position": 7, "songs": []})");
+    struct stat folder {};
+    ASSERT_EQ(stat(At("/var/run/Tonvale").c_str(), &folder), 0);
+    ASSERT_EQ(chown(At(varn::path::kPlayerSocket).c_str(), folder.st_uid, folder.st_gid), 0);
+    const Json::Value status = AskRest("jukeboxControl?action=skip&index=1")["jukeboxStatus"];
+    EXPECT_EQ(status["gain"], 0.5);
+    EXPECT_EQ(status["currentIndex"], 1);
+    EXPECT_TRUE(status["playing"].asBool());
+    EXPECT_EQ(AskRest("jukeboxControl?action=get")["jukeboxPlaylist"]["position"], 7);
+    EXPECT_EQ(FaultOf("jukeboxControl?action=add&id=music_1"), -1);
+    const std::pair<const char *, int> refused[] = {{"jukeboxControl", 10},
+                                                    {"jukeboxControl?action=dance", 0},
+                                                    {"jukeboxControl?action=skip", 10},
+                                                    {"jukeboxControl?action=add", 10},
+                                                    {"jukeboxControl?action=add&id=music_5", 70},
+                                                    {"jukeboxControl?action=setGain&gain=2", 0},
+                                                    {"jukeboxControl?action=setGain&gain=nan", 0}};
+    for (const auto &[query, code] : refused) {
+        EXPECT_EQ(FaultOf(query), code) << query;
+    }
+}
+
+}  // namespace
+
+}  // namespace tonvale_test
