@@ -188,9 +188,6 @@ TEST_F(TagsTest, LengthsThatAreTheFilesOwn) {
     expect("zero.wav", sized(zero, zero), 1);
     expect("more.wav", sized(std::string(4, '\1'), std::string(4, '\1')), 1);
     expect("half.wav", wav.substr(0, data + 8 + (wav.size() - data) / 2), 0.5);
-    const std::string aiff = ReadFile(Samples() / "tone.aiff");
-    expect("half.aiff", aiff.substr(0, aiff.find("SSND") + 16 + 96'000), 0.5);
-
     std::string flac = ReadFile(Samples() / "tone.flac");
     expect("piped.flac", flac.replace(22, 4, zero), 1);  // the number of samples
 
@@ -250,8 +247,7 @@ TEST_F(TagsTest, TagsThatAreNotTheFormatsOwn) {
         const char *genre;
         int pictures;
     };
-    for (const Case &c : {Case{"two.mp3", text(first.render()) + front + mp3, "First", "Remix", 1},
-                          {"old.mp3", text(first.render()) + mp3 + old, "First", "Jazz", 0},
+    for (const Case &c : {Case{"old.mp3", text(first.render()) + mp3 + old, "First", "Jazz", 0},
                           {"both.tta", front + tta + text(ape.render()), "Behind", "Remix", 1}}) {
         SCOPED_TRACE(c.name);
         const ReadResult read = Read(Write(c.name, c.bytes));

@@ -17,11 +17,9 @@
 #include <taglib/vorbisfile.h>
 #include <taglib/wavfile.h>
 #include <taglib/wavpackfile.h>
-#include <taglib/xingheader.h>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <limits>
 #include <optional>
 #include <stdexcept>
@@ -32,7 +30,6 @@
 #include "varnindex/read/frames.h"
 #include "varnindex/read/matroska.h"
 #include "varnindex/read/probe.h"
-#include "varnindex/read/riff.h"
 
 namespace varnindex {
 namespace {
@@ -48,15 +45,6 @@ template <typename File>
 std::unique_ptr<File> OpenWithFrames(BoundedStream &stream) {
     return std::make_unique<File>(&stream, Factory::instance(), true,
                                   TagLib::AudioProperties::Average);
-}
-
-Audio AudioOf(const TagLib::AudioProperties *properties) {
-    if (properties == nullptr) {
-        return {};
-    }
-    return {std::max(properties->lengthInMilliseconds(), 0),
-            std::int64_t{1000} * std::max(properties->bitrate(), 0),
-            std::max(properties->sampleRate(), 0), std::max(properties->channels(), 0)};
 }
 
 // TagLib merges the kinds of tags that a file has, and then does not tell what stands in which.
@@ -98,12 +86,10 @@ void SetLength(Audio &audio, std::int64_t milliseconds, std::int64_t bytes) {
     audio.bitRate = milliseconds > 0 ? std::min(bytes, kMostBytes) * 8000 / milliseconds : 0;
 }
 
-// Of plain samples, where TagLib does not know how many bytes they take.
-void SetLengthOfSamples(Audio &audio, std::optional<std::int64_t> bytes, int bitsPerSample) {
-    const std::int64_t rate = std::int64_t{bitsPerSample} * audio.channels * audio.sampleRate;
-    if (bytes && rate > 0) {
-        SetLength(audio, Milliseconds(static_cast<std::uint64_t>(*bytes) * 8, rate), *bytes);
-    }
+// A tag that TagLib's class for the format passes over.
+void AddId3(OpenedFile &opened, long position) {
+    opened.moreTags.push_back(
+        std::make_unique<TagLib::ID3v2::Tag>(opened.file.get(), position, Factory::instance()));
 }
 
 // Fills in what TagLib leaves open.
@@ -136,61 +122,14 @@ ByteRange SoundOf(TagLib::MPEG::File &mpeg, long begin, BoundedStream &stream) {
     return range;
 }
 
-// What a table in the first frame (Xing, VBRI) tells; none without one, and where the file was cut
-// off, or another file was appended.
-std::optional<Audio> AudioOfTable(BoundedStream &stream, const Frame &first, ByteRange sound,
-                                  bool &hasTable) {
-    const auto length = static_cast<unsigned long>(first.length);
-    const TagLib::MPEG::XingHeader table(stream.BlockAt(sound.begin, length));
-    hasTable = table.isValid();
-    const long told = static_cast<long>(table.totalSize());
-    if (!hasTable || std::abs(told - sound.Length()) > 4096 + sound.Length() / 128) {
-        return std::nullopt;
-    }
-    const double seconds =
-        static_cast<double>(first.samples) * table.totalFrames() / first.sampleRate;
-    return Audio{std::llround(seconds * 1000),
-                 std::llround(static_cast<double>(told) / seconds / 125) * 1000, first.sampleRate,
-                 first.channels};
-}
-
-Audio AudioOfFrames(BoundedStream &stream, const Frame &first, ByteRange sound) {
-    bool hasTable = false;
-    if (const auto told = AudioOfTable(stream, first, sound, hasTable)) {
-        return *told;
-    }
-    Audio audio{0, first.bitRate, first.sampleRate, first.channels};
-    if (!hasTable && HasOneBitRate(stream, sound)) {
-        const long bytes = EndOfLastFrame(stream, sound) - sound.begin;
-        audio.milliseconds = (bytes * 8000 + first.bitRate / 2) / first.bitRate;
-        return audio;
-    }
-    sound.begin += hasTable ? first.length : 0;
-    const Audio counted = CountFrames(stream, sound);
-    if (counted.milliseconds > 0) {
-        audio.milliseconds = counted.milliseconds;
-        audio.bitRate = counted.bitRate;
-    }
-    return audio;
-}
-
 OpenedFile OpenMpeg(BoundedStream &stream) {
-    static constexpr std::array kCodecs = {"mp1", "mp2", "mp3"};
     auto file = std::make_unique<TagLib::MPEG::File>(&stream, Factory::instance(), false);
     TagLib::MPEG::File &mpeg = *file;
     OpenedFile opened = Told(std::move(file), "mp3", stream);
     stream.AllowSearch();
-    long begin = EndOfFrontId3(stream);
-    if (!AreFramesAt(stream, begin)) {
-        begin = std::max(mpeg.firstFrameOffset(), 0L);
-    }
-    opened.sound = SoundOf(mpeg, begin, stream);
+    opened.sound = SoundOf(mpeg, std::max(mpeg.firstFrameOffset(), 0L), stream);
     opened.isMerged = mpeg.hasID3v1Tag() || mpeg.hasAPETag();
-    AddFrontId3(mpeg, stream, 1, opened.moreTags);
-    if (const auto first = FrameAt(stream, begin)) {
-        opened.codec = kCodecs[static_cast<std::size_t>(first->layer) - 1];
-        opened.audio = AudioOfFrames(stream, *first, opened.sound);
-    }
+    opened.audio = ReadFrames(mpeg, stream, opened.sound, opened.codec);
     return opened;
 }
 
@@ -200,7 +139,6 @@ OpenedFile OpenAdts(BoundedStream &stream) {
     const ByteRange sound = SoundOf(*file, EndOfFrontId3(stream), stream);
     OpenedFile opened = Told(std::move(file), "", stream);
     opened.sound = sound;
-    AddFrontId3(*opened.file, stream, 1, opened.moreTags);
     AddProbed(opened, stream, "aac");
     return opened;
 }
@@ -338,31 +276,20 @@ OpenedFile OpenWav(BoundedStream &stream) {
                                            Tagged{0x0003, "pcm"},       Tagged{0x0006, "pcm_alaw"},
                                            Tagged{0x0007, "pcm_mulaw"}, Tagged{0x0011, "adpcm_ima"},
                                            Tagged{0x0055, "mp3"},       Tagged{0xFFFE, "pcm"}};
-    const auto bytes = MendSizes(stream, ChunkedKind::kWav);
     auto file = Open<TagLib::RIFF::WAV::File>(stream);
     const auto *audio = file->audioProperties();
     const int format = audio != nullptr ? audio->format() : 0;
     const auto *const known =
         std::find_if(kCodecs.begin(), kCodecs.end(),
                      [&](const Tagged &tagged) { return tagged.format == format; });
-    OpenedFile opened = Told(std::move(file), known != kCodecs.end() ? known->codec : "", stream);
-    if (opened.codec == "pcm") {
-        SetLengthOfSamples(opened.audio, bytes, audio->bitsPerSample());
-    }
-    return opened;
+    return Told(std::move(file), known != kCodecs.end() ? known->codec : "", stream);
 }
 
 // TagLib reads no texts in chunks of their own, which older programs write.
 OpenedFile OpenAiff(BoundedStream &stream) {
-    const auto bytes = MendSizes(stream, ChunkedKind::kAiff);
     auto file = Open<TagLib::RIFF::AIFF::File>(stream);
     const bool isTagged = file->hasID3v2Tag();
-    const auto *const audio = file->audioProperties();
-    const bool isPlain =
-        audio != nullptr && (!audio->isAiffC() || audio->compressionType() == "NONE");
-    const int bits = isPlain ? audio->bitsPerSample() : 0;
     OpenedFile opened = Told(std::move(file), "pcm", stream);
-    SetLengthOfSamples(opened.audio, bytes, bits);
     if (opened.audio.sampleRate > 0 && !isTagged) {
         AddProbed(opened, stream, "aiff");
     }
@@ -379,18 +306,23 @@ OpenedFile OpenAsf(BoundedStream &stream) {
     return Told(std::move(file), kCodecs[codec < kCodecs.size() ? codec : 0], stream);
 }
 
-// Formats with APE tags, in front of which programs put ID3v2 tags all the same.
+// Formats with APE tags, in front of which programs put an ID3v2 tag all the same.
 template <typename File>
 OpenedFile OpenApeTagged(BoundedStream &stream) {
     OpenedFile opened = Told(Open<File>(stream), "", stream);
-    AddFrontId3(*opened.file, stream, 0, opened.moreTags);
+    if (EndOfFrontId3(stream) > 0) {
+        AddId3(opened, 0);
+    }
     return opened;
 }
 
 OpenedFile OpenTrueAudio(BoundedStream &stream) {
+    constexpr long kFooter = 32;  // of an APE tag, which ffmpeg writes
     OpenedFile opened = Told(OpenWithFrames<TagLib::TrueAudio::File>(stream), "tta", stream);
-    AddFrontId3(*opened.file, stream, 1, opened.moreTags);
-    AddEndApe(*opened.file, stream, opened.moreTags);
+    const long footer = stream.length() - kFooter;
+    if (footer > 0 && stream.BlockAt(footer, 8) == "APETAGEX") {
+        opened.moreTags.push_back(std::make_unique<TagLib::APE::Tag>(opened.file.get(), footer));
+    }
     return opened;
 }
 
@@ -403,8 +335,7 @@ OpenedFile OpenDsd(BoundedStream &stream) {
         opened.sound = dsd->sound;
         SetLength(opened.audio, dsd->audio.milliseconds, dsd->sound.Length());
         if (dsd->tag > 0 && stream.BlockAt(dsd->tag, 3) == "ID3") {
-            opened.moreTags.push_back(std::make_unique<TagLib::ID3v2::Tag>(
-                opened.file.get(), dsd->tag, Factory::instance()));
+            AddId3(opened, dsd->tag);
         }
     }
     return opened;
@@ -425,9 +356,9 @@ constexpr std::array kContainers = {
     Container{"flac", OpenFlac, "fLaC", 0, "flac"},
     Container{"ogg", OpenOgg, "OggS", 0, "ogg"},
     Container{"mp4", OpenMp4, "ftyp", 4},
-    Container{"wav", OpenWav, "WAVE", 8},
-    Container{"aiff", OpenAiff, "AIFF", 8},
-    Container{"aiff", OpenAiff, "AIFC", 8},
+    Container{"wav", OpenWav, "WAVE", 8, "wav"},
+    Container{"aiff", OpenAiff, "AIFF", 8, "aiff"},
+    Container{"aiff", OpenAiff, "AIFC", 8, "aiff"},
     Container{"asf", OpenAsf, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"},
     Container{"ape", OpenApeTagged<TagLib::APE::File>, "MAC ", 0, nullptr, "ape"},
     Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MPCK", 0, nullptr, "musepack"},
@@ -477,9 +408,8 @@ OpenedFile OpenAudio(std::string_view name, BoundedStream &stream) {
     stream.seek(0, TagLib::IOStream::Beginning);
     stream.AllowSearch();
     OpenedFile opened = container->open(stream);
-    // What was written to a pipe.
-    if (opened.audio.milliseconds == 0 && opened.audio.sampleRate > 0 &&
-        container->probed != nullptr) {
+    // What was written to a pipe, or cut off.
+    if (opened.audio.milliseconds == 0 && container->probed != nullptr) {
         AddProbed(opened, stream, container->probed);
     }
     opened.container = container->name;

@@ -119,20 +119,7 @@ unsigned long BoundedStream::ReadAt(long position, char *out, unsigned long want
         }
         done += static_cast<unsigned long>(std::max<ssize_t>(got, 0));
     }
-    for (const Shown &shown : shown_) {
-        for (unsigned i = 0; i < shown.bytes.size(); ++i) {
-            const long at = shown.position + static_cast<long>(i) - position;
-            if (at >= 0 && at < static_cast<long>(done)) {
-                out[at] = shown.bytes[i];
-            }
-        }
-    }
     return done;
-}
-
-void BoundedStream::ShowInstead(long position, const TagLib::ByteVector &bytes) {
-    shown_.push_back({position, bytes});
-    windows_ = {};
 }
 
 void BoundedStream::seek(long offset, Position from) {

@@ -10,7 +10,6 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "varnindex/descriptor.h"
 #include "varnindex/observe/seen_file.h"
@@ -50,9 +49,6 @@ class BoundedStream : public TagLib::IOStream {
     // The open file, as long as this object lives.
     int File() const { return descriptor_.Get(); }
 
-    // Shows these bytes in place of those of the file. Before what is there is read.
-    void ShowInstead(long position, const TagLib::ByteVector &bytes);
-
     // From here on the file seems to have this length, which is none longer than its own.
     void SetLength(long length) { length_ = length; }
 
@@ -76,10 +72,6 @@ class BoundedStream : public TagLib::IOStream {
         std::size_t size = 0;
         std::unique_ptr<char[]> bytes = {};
     };
-    struct Shown {
-        long position;
-        TagLib::ByteVector bytes;
-    };
 
     Descriptor descriptor_;
     std::string path_;
@@ -87,7 +79,6 @@ class BoundedStream : public TagLib::IOStream {
     long length_;
     long position_ = 0;
     std::array<Window, 4> windows_;
-    std::vector<Shown> shown_;
     unsigned long searched_ = 0;  // bytes of small blocks
     unsigned long loaded_ = 0;    // bytes of the others
     bool cutShort_ = false;
