@@ -22,13 +22,11 @@
 #include <array>
 #include <limits>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/dsd.h"
 #include "varnindex/read/frames.h"
-#include "varnindex/read/matroska.h"
 #include "varnindex/read/probe.h"
 
 namespace varnindex {
@@ -165,78 +163,35 @@ OpenedFile OpenOgg(BoundedStream &stream) {
 
 // ---- MP4 and Matroska --------------------------------------------------------------------------
 
-struct Atoms {
-    bool areTooMany = false;    // that hold others: TagLib reads atoms within atoms recursively
-    bool areFragments = false;  // the movie describes the first samples only
-    bool haveKeys = false;      // tags of a kind that TagLib does not read
-    long end = 0;               // of what TagLib needs: in front of the fragments
-};
-
-struct Atom {
-    TagLib::ByteVector name;
-    long size = 0;
-    long inner = 0;  // from its begin to the atoms in it; 0: it holds none
-};
-
-// None where no atom fits between the two offsets.
-std::optional<Atom> AtomAt(BoundedStream &stream, long at, long end) {
-    static const std::array<TagLib::ByteVector, 9> kHolders = {
-        "moov", "udta", "mdia", "ilst", "stbl", "minf", "moof", "traf", "trak"};
-    stream.seek(at, TagLib::IOStream::Beginning);
-    const TagLib::ByteVector head = stream.readBlock(16);
-    if (head.size() < 8) {
-        return std::nullopt;
-    }
-    const bool isWide = head.toUInt(0U) == 1 && head.size() == 16;
-    const long long size = isWide ? head.toLongLong(8U) : head.toUInt(0U);
-    if (size < 8 || size > end - at) {
-        return std::nullopt;
-    }
-    Atom atom{head.mid(4, 4), static_cast<long>(size)};
-    const bool holds = std::find(kHolders.begin(), kHolders.end(), atom.name) != kHolders.end();
-    // QuickTime leaves out the version of "meta".
-    atom.inner = atom.name == "meta"   ? (head.mid(12) == "hdlr" ? 8 : 12)
-                 : atom.name == "stsd" ? 16
-                 : holds               ? 8
-                                       : 0;
-    return atom;
-}
-
-Atoms LookAtAtoms(BoundedStream &stream) {
-    constexpr int kMostHolders = 1000;
-    Atoms atoms;
-    atoms.end = stream.length();
-    int holders = 0;
-    for (long at = 0; holders <= kMostHolders;) {
-        const auto atom = AtomAt(stream, at, stream.length());
-        if (!atom) {
+// Where the first fragment begins; the end of a file that is in one piece.
+long FirstFragment(BoundedStream &stream) {
+    constexpr int kMostAtoms = 1000;  // in front of it
+    long at = 0;
+    for (int i = 0; i < kMostAtoms; ++i) {
+        const TagLib::ByteVector head = stream.BlockAt(at, 16);
+        if (head.mid(4, 4) == "moof") {
+            return at;
+        }
+        const bool isWide = head.size() == 16 && head.toUInt(0U) == 1;
+        const long long size = isWide ? head.toLongLong(8U) : head.isEmpty() ? 0 : head.toUInt(0U);
+        if (size < 8 || size > stream.length() - at) {
             break;
         }
-        atoms.areFragments = atoms.areFragments || atom->name == "mvex";
-        atoms.haveKeys = atoms.haveKeys || atom->name == "keys";
-        if (atoms.areFragments && atom->name == "moof") {
-            atoms.end = at;
-            break;
-        }
-        holders += atom->inner > 0 ? 1 : 0;
-        at += atom->inner > 0 ? atom->inner : atom->size;
+        at += static_cast<long>(size);
     }
-    atoms.areTooMany = holders > kMostHolders;
-    return atoms;
+    return stream.length();
 }
 
-// TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such. It
-// takes one with more fragments than it may look at for damaged.
+// TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such. Of
+// fragments it would read the first samples alone, and it passes over tags by keys. It reads atoms
+// within atoms recursively: what it may read here is much for a file, and little for its stack.
 OpenedFile OpenMp4(BoundedStream &stream) {
     using TagLib::MP4::Properties;
-    const Atoms atoms = LookAtAtoms(stream);
-    if (atoms.areTooMany) {
-        throw std::runtime_error("its atoms are nested too deep");
-    }
-    stream.seek(0, TagLib::IOStream::Beginning);
-    stream.AllowSearch();
+    constexpr unsigned long kMostInAtoms = 128UL << 10;
     const long length = stream.length();
-    stream.SetLength(atoms.end);
+    const long end = FirstFragment(stream);
+    stream.AllowSearch(kMostInAtoms);
+    stream.SetLength(end);
     auto file = Open<TagLib::MP4::File>(stream);
     stream.SetLength(length);
     const auto *const properties = file->audioProperties();
@@ -247,14 +202,29 @@ OpenedFile OpenMp4(BoundedStream &stream) {
                              : codec == Properties::ALAC ? "alac"
                                                          : "",
                              stream);
-    if (atoms.areFragments) {
+    if (end < length) {
         opened.audio.milliseconds = 0;
     }
-    const bool lacksTags = atoms.haveKeys && !isTagged;
-    if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments || lacksTags)) {
+    if (opened.file->isValid() && (opened.codec.empty() || end < length || !isTagged)) {
         AddProbed(opened, stream, "mov");
     }
     return opened;
+}
+
+// By its first cluster such a file is known again, whatever its tags are. All else is for ffprobe,
+// which does not tell this.
+long FirstCluster(BoundedStream &stream) {
+    constexpr std::string_view kMark = "\x1F\x43\xB6\x75";
+    constexpr long kBlock = 4096;
+    constexpr long kMostBefore = 64L << 20;
+    const long end = std::min(stream.length(), kMostBefore);
+    for (long at = 0; at < end; at += kBlock - static_cast<long>(kMark.size())) {
+        const std::string_view block = stream.At(at, kBlock);
+        if (const std::size_t found = block.find(kMark); found != block.npos) {
+            return at + static_cast<long>(found);
+        }
+    }
+    return 0;
 }
 
 OpenedFile OpenMatroska(BoundedStream &stream) {
@@ -326,17 +296,14 @@ OpenedFile OpenTrueAudio(BoundedStream &stream) {
     return opened;
 }
 
-template <std::optional<DsdFile> (*read)(BoundedStream &stream)>
+template <DsdFile (*read)(BoundedStream &stream)>
 OpenedFile OpenDsd(BoundedStream &stream) {
-    OpenedFile opened = Told(std::make_unique<UnknownFile>(stream), "dsd", stream);
-    if (const auto dsd = read(stream)) {
-        opened.codec = dsd->isCompressed ? "dst" : "dsd";
-        opened.audio = dsd->audio;
-        opened.sound = dsd->sound;
-        SetLength(opened.audio, dsd->audio.milliseconds, dsd->sound.Length());
-        if (dsd->tag > 0 && stream.BlockAt(dsd->tag, 3) == "ID3") {
-            AddId3(opened, dsd->tag);
-        }
+    const DsdFile dsd = read(stream);
+    OpenedFile opened{std::make_unique<UnknownFile>(stream), dsd.isCompressed ? "dst" : "dsd",
+                      dsd.sound.Length() > 0 ? dsd.audio : Audio(), dsd.sound};
+    SetLength(opened.audio, dsd.audio.milliseconds, dsd.sound.Length());
+    if (dsd.tag > 0 && stream.BlockAt(dsd.tag, 3) == "ID3") {
+        AddId3(opened, dsd.tag);
     }
     return opened;
 }

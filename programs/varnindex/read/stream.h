@@ -52,8 +52,8 @@ class BoundedStream : public TagLib::IOStream {
     // From here on the file seems to have this length, which is none longer than its own.
     void SetLength(long length) { length_ = length; }
 
-    // From here on TagLib may search as far as in a stream that was just opened.
-    void AllowSearch() { searched_ = 0; }
+    // From here on TagLib may read so many bytes in small blocks, as it does to search.
+    void AllowSearch(unsigned long most = kMostSearched) { searchLeft_ = most; }
 
     // True when it has ended early.
     bool WasCutShort() const { return cutShort_; }
@@ -62,6 +62,9 @@ class BoundedStream : public TagLib::IOStream {
     bool HasFailed() const { return failed_; }
 
   private:
+    static constexpr unsigned long kMostSearched = 4UL << 20;
+    static constexpr unsigned long kMostLoaded = 256UL << 20;
+
     bool IsWithinBounds(unsigned long wanted);
     unsigned long ReadAt(long position, char *out, unsigned long wanted);
 
@@ -79,8 +82,8 @@ class BoundedStream : public TagLib::IOStream {
     long length_;
     long position_ = 0;
     std::array<Window, 4> windows_;
-    unsigned long searched_ = 0;  // bytes of small blocks
-    unsigned long loaded_ = 0;    // bytes of the others
+    unsigned long searchLeft_ = kMostSearched;  // bytes of small blocks
+    unsigned long loadLeft_ = kMostLoaded;      // bytes of the others
     bool cutShort_ = false;
     bool failed_ = false;
     std::unique_lock<std::mutex> turn_;
