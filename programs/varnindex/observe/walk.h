@@ -83,7 +83,6 @@ class Walk {
     bool LookAt(int folder, const char *name, bool isLink, const Level &level, struct stat &info,
                 unsigned &requiredOwner) const;
     bool IsWithoutMusic(const std::string &folder) const;
-    bool IsWholeRoot(const std::string &folder) const;
     static std::shared_ptr<FolderSheets> SheetsAmong(const std::vector<Entry> &entries,
                                                      const std::string &folder);
     void AddEntry(int folder, const char *name, unsigned char type, Level &level) const;
