@@ -235,9 +235,9 @@ void Scan::CompareSong(Work work, bool isUnreadable) {
 
 void Scan::CompareGap(const Event &gap) {
     // A link that leads nowhere is worth a word when something came through it.
-    if (!gap.isEmptied && (gap.kept.Any() || gap.isBlocked)) {
+    if (!gap.isEmptied && (gap.kept > 0 || gap.isBlocked)) {
         heldBack_.Hold(gap.work.path, gap.reason, gap.kept);
-    } else if (gap.isEmptied && gap.kept.Any()) {
+    } else if (gap.isEmptied && gap.kept > 0) {
         heldBack_.AddEmptied(gap.work.path, gap.reason);
     }
 }
@@ -409,7 +409,7 @@ bool Scan::IsBack(const KnownRow &row) {
 }
 
 void Scan::SettleLists() {
-    std::vector<KeptRows> emptied(heldBack_.EmptiedFolders());
+    std::vector<std::size_t> emptied(heldBack_.EmptiedFolders());
     matching_.TakeEmptied(emptied);
     lists_.Settle(emptied, [this](const KnownRow &row) { return IsBack(row); });
     heldBack_.SettleEmptied(emptied);

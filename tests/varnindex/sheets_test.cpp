@@ -180,16 +180,6 @@ TEST_F(SheetsTest, ASheetBesideASplitFileThatIsAboutOthersKeepsItsTracks) {
     EXPECT_EQ(Query("SELECT id, date FROM track ORDER BY id"), ids);
 }
 
-TEST_F(SheetsTest, ASheetWithoutSongsIsNamedOnce) {
-    Put("here/1.mp3");
-    Write("lone/album.cue", Sheet("album.wav"));
-    Write("lone/bad.cue", "no sheet");
-    const Ended first = Index();
-    EXPECT_NE(first.err.find("lone/album.cue: no use for its file \"album.wav\""), first.err.npos);
-    EXPECT_NE(first.err.find("lone/bad.cue: not used"), first.err.npos) << first.err;
-    EXPECT_EQ(Index().err, "");
-}
-
 // The time of a folder grows with its songs and sheets, not with their product.
 TEST_F(SheetsTest, AFolderOfManySheetsAndFilesIsNoTrap) {
     std::string sheet;

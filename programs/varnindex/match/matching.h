@@ -74,7 +74,7 @@ class Matching {
     void Settle(const std::function<void(Change)> &take);
 
     // Tells how many songs of each emptied folder were not found elsewhere, and forgets these.
-    void TakeEmptied(std::vector<KeptRows> &left);
+    void TakeEmptied(std::vector<std::size_t> &left);
 
     // Asks of each row that has still lost its file whether it stays. `isFree` is false when another
     // song has its path.

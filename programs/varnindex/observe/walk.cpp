@@ -163,7 +163,7 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
     level.requiredOwner = library_.RequiredOwner(folder, ::dirfd(dir.get()));
     level.homeOwner = library_.OwnerOfHome(folder);
     if (level.requiredOwner != 0 && level.requiredOwner != info.st_uid) {
-        return Other(Found::Kind::kRefused, path, HomeLinks::kReason);
+        return Other(Found::Kind::kRefused, path, LinkedFolders::kReason);
     }
     bool hasNames = false;
     for (;;) {
@@ -264,7 +264,7 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
             {Other(Found::Kind::kFile, std::string(name) + "/", ""), true, type == DT_LNK});
     } else if (S_ISREG(info.st_mode) && wanted) {
         const bool isForeign = owner != 0 && owner != info.st_uid;
-        Found found = isForeign ? Other(Found::Kind::kRefused, name, HomeLinks::kReason)
+        Found found = isForeign ? Other(Found::Kind::kRefused, name, LinkedFolders::kReason)
                                 : Other(Found::Kind::kFile, name, "");
         found.size = info.st_size;
         found.modified = Microseconds(info.st_mtim);

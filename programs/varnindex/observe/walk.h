@@ -74,7 +74,7 @@ class Walk {
         std::vector<Entry> entries = {};  // the next one at the back
         std::shared_ptr<FolderSheets> sheets = {};
         bool hasAttributes = false;
-        unsigned requiredOwner = 0;  // of all that is in it (home_links.h)
+        unsigned requiredOwner = 0;  // of all that is in it (links.h)
         unsigned homeOwner = 0;      // the same
     };
 

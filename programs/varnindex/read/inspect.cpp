@@ -1,7 +1,6 @@
 #include "varnindex/read/inspect.h"
 
 #include <sys/stat.h>
-#include <taglib/tpropertymap.h>
 
 #include <climits>
 #include <cstdlib>
@@ -17,10 +16,7 @@
 #include "varnindex/observe/folders.h"
 #include "varnindex/observe/walk.h"
 #include "varnindex/read/names.h"
-#include "varnindex/read/open_audio.h"
-#include "varnindex/read/pictures.h"
 #include "varnindex/read/sheets.h"
-#include "varnindex/read/stream.h"
 #include "varnindex/read/tags.h"
 
 namespace varnindex {
@@ -104,29 +100,7 @@ void PrintNames(const Song &song) {
     PrintSome("track", song.track);
     PrintSome("disc", song.disc);
     PrintSome("comment", song.comment);
-}
-
-void PrintPictures(const OpenedFile &opened) {
-    const auto pictures = ListPictures(opened);
-    Print("pictures", std::to_string(pictures.size()));
-    for (const Picture &picture : pictures) {
-        const std::string kind = PictureExtension(picture.data);
-        Print("picture", (kind.empty() ? "unknown format" : kind) + ", " +
-                             std::to_string(picture.data.size()) + " bytes" +
-                             (picture.isFrontCover ? ", front cover" : ""));
-    }
-}
-
-// What stands in the file's tags, before anything is made of it.
-void PrintTags(const TagLib::PropertyMap &tags) {
-    for (const auto &[key, values] : tags) {
-        for (const TagLib::String &value : values) {
-            Print("tag " + Printable(key.to8Bit(true)), value.to8Bit(true));
-        }
-    }
-    for (const TagLib::String &name : tags.unsupportedData()) {
-        Print("other tag", name.to8Bit(true));
-    }
+    Print("pictures", std::to_string(song.pictures));
 }
 
 // The cue sheets beside a file.
@@ -196,17 +170,6 @@ int Inspect(const std::string &givenPath) {
     PrintAudio(*read.song);
     PrintNames(*read.song);
     PrintSheet(*read.song, read.embeddedCue);
-    std::string problem;
-    const auto stream = OpenStream(path, {}, problem);
-    if (!stream) {
-        return Skipped(problem);
-    }
-    const OpenedFile opened = OpenAudio(path, *stream);
-    PrintPictures(opened);
-    PrintTags(opened.file->properties());
-    for (const auto &tag : opened.moreTags) {
-        PrintTags(PropertiesOf(*tag));
-    }
     return std::cout.flush().good() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

@@ -95,14 +95,6 @@ std::vector<std::string> FolderSheets::TakeProblems() {
     return std::exchange(problems_, {});
 }
 
-std::vector<std::string> FolderSheets::TakeProblemsWithoutSongs() {
-    if (!songs_.empty()) {
-        return {};
-    }
-    ReadOnce();
-    return TakeProblems();
-}
-
 void FolderSheets::ReadAll() {
     const std::lock_guard lock(guard_);
     const AudioNames names(songs_);

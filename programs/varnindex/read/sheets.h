@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "varnindex/observe/seen_file.h"
+#include "varnindex/observe/file_facts.h"
 #include "varnindex/read/audio_names.h"
 #include "varnindex/read/cue.h"
 #include "varnindex/read/split.h"
@@ -45,9 +45,6 @@ class FolderSheets {
 
     // What is wrong with the sheets, for a person; each is handed out once.
     std::vector<std::string> TakeProblems();
-
-    // The same where no song will ask for the sheets; nothing where one will.
-    std::vector<std::string> TakeProblemsWithoutSongs();
 
   private:
     struct Part {

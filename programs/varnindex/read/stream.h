@@ -12,7 +12,7 @@
 #include <utility>
 
 #include "varnindex/descriptor.h"
-#include "varnindex/observe/seen_file.h"
+#include "varnindex/observe/file_facts.h"
 
 namespace varnindex {
 

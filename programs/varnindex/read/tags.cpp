@@ -1,6 +1,7 @@
 #include "varnindex/read/tags.h"
 
 #include <taglib/asffile.h>
+#include <taglib/flacfile.h>
 #include <taglib/mp4file.h>
 #include <taglib/tag.h>
 #include <taglib/tdebuglistener.h>
@@ -14,9 +15,9 @@
 #include <map>
 #include <string_view>
 
+#include "varnindex/hash.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/cue.h"
-#include "varnindex/read/fingerprint.h"
 #include "varnindex/read/names.h"
 #include "varnindex/read/open_audio.h"
 #include "varnindex/read/pictures.h"
@@ -187,6 +188,33 @@ void ReadAudio(const Audio &audio, Song &song) {
 std::string EmbeddedCue(const Tags &tags) {
     std::string text = First(tags, "CUESHEET");
     return text.size() <= kMaxCueBytes ? text : std::string();
+}
+
+// What a file is known by when it was moved or renamed: a hash of the length of the sound and of
+// some blocks of it.
+std::int64_t Fingerprint(const OpenedFile &opened, BoundedStream &stream) {
+    constexpr long kBlock = 4096;
+    Hasher hash;
+    // The encoder of FLAC has stored a checksum of all samples.
+    if (auto *const flac = dynamic_cast<TagLib::FLAC::File *>(opened.file.get());
+        flac != nullptr && flac->audioProperties() != nullptr) {
+        const TagLib::ByteVector md5 = flac->audioProperties()->signature();
+        const bool isSet = std::any_of(md5.begin(), md5.end(), [](char c) { return c != 0; });
+        if (isSet) {
+            return hash.Add(std::string_view(md5.data(), md5.size())).Value();
+        }
+    }
+    const ByteRange sound = opened.sound;
+    hash.Add(sound.Length());
+    const auto add = [&](long begin) {
+        const long wanted = std::clamp(sound.end - begin, 0L, kBlock);
+        hash.Add(stream.At(begin, static_cast<unsigned long>(wanted)));
+    };
+    for (const long begin : sound.Thirds()) {
+        add(begin);
+    }
+    add(std::max(sound.end - kBlock, sound.begin));
+    return hash.Value();
 }
 
 // Not damaged for good: the disk fails, or a program is writing the file.
