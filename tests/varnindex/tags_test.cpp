@@ -223,7 +223,7 @@ TEST_F(TagsTest, TagsThatAreNotTheFormatsOwn) {
     };
     TagLib::ID3v2::Tag id3;
     id3.setTitle("In front");
-    id3.setGenre("RX");
+    id3.setGenre("Rock");
     auto date = std::make_unique<TagLib::ID3v2::TextIdentificationFrame>("TDRL");
     date->setText("1999-05-01");
     id3.addFrame(date.release());  // the tag owns it
@@ -248,7 +248,7 @@ TEST_F(TagsTest, TagsThatAreNotTheFormatsOwn) {
         int pictures;
     };
     for (const Case &c : {Case{"old.mp3", text(first.render()) + mp3 + old, "First", "Jazz", 0},
-                          {"both.tta", front + tta + text(ape.render()), "Behind", "Remix", 1}}) {
+                          {"both.tta", front + tta + text(ape.render()), "Behind", "Rock", 1}}) {
         SCOPED_TRACE(c.name);
         const ReadResult read = Read(Write(c.name, c.bytes));
         ASSERT_TRUE(read.song) << read.problem;

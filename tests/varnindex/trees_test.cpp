@@ -147,7 +147,7 @@ constexpr Case kCases[] = {
     {"ARegisteredFolderThatCannotBeSeenKeepsItsSongs",
      "put a/1.mp3 A\n put ../other/2.mp3 B\n register . ../other\n index => added 2\n"
      "mv . ../away\n index => !unchanged 1\n says music/: No such file or directory; its songs "
-     "stay\n"
+     "and lists stay\n"
      "dir .\n index => !unchanged 1\n says music/: the folder is empty; its songs and lists stay\n"
      "write README.txt mount\n index => !unchanged 1\n says its songs and lists stay in the "
      "library\n"
@@ -166,7 +166,7 @@ constexpr Case kCases[] = {
      "index => unchanged 1; playlists: unchanged 2\n"
      "mv lists/a.m3u ../a.m3u\n mv ../disk ../away\n index => !unchanged 1\n"
      "says lists/: the folder is empty; its songs and lists stay in the library: 1\n"
-     "says c.pls: No such file or directory; its playlists and cue sheets stay\n"
+     "says c.pls: No such file or directory; its songs and lists stay\n"
      "index => !unchanged 1\n mv ../away ../disk\n mv ../a.m3u lists/a.m3u\n"
      "index => unchanged 1; playlists: unchanged 2\n rm lists/a.m3u\n"
      "index --purge --dry-run => unchanged 1; playlists: removed 1, unchanged 1\n"

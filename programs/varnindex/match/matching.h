@@ -1,5 +1,6 @@
-// Which row a file belongs to: rows that have lost their file or its audio, and files without a
-// row.
+// Which row a file belongs to: in come rows that have lost their file or its audio, and files that
+// were read. Out comes a change for each file, which is a new row, an edit or a move, and the rows
+// that are left without a file.
 #pragma once
 
 #include <cstddef>

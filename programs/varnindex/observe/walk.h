@@ -1,4 +1,5 @@
-// The walk over the indexed folders.
+// The walk over the indexed folders: in come their paths, out come files with their facts, and what
+// could not be looked at, in the byte order of their paths. Nothing of a file is read here.
 #pragma once
 
 #include <sys/stat.h>

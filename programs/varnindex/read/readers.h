@@ -1,5 +1,5 @@
-// Reads audio files on all cores, and hands the songs out in the order in which they were asked
-// for.
+// Reads audio files on all cores: in come files with what the library knows of them, out come songs
+// with their tracks, or the reason why there is none, in the order in which they were asked for.
 #pragma once
 
 #include <condition_variable>

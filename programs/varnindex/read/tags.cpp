@@ -128,15 +128,6 @@ ReplayGain ReadGain(const Tags &tags) {
             Decimal(First(tags, kGainKeys[2])), Decimal(First(tags, kGainKeys[3]))};
 }
 
-// ID3v2 has two genres without a number, which TagLib leaves as they are.
-std::vector<std::string> Genres(const Tags &tags) {
-    std::vector<std::string> genres = Values(tags, "GENRE");
-    for (std::string &genre : genres) {
-        genre = genre == "RX" ? "Remix" : genre == "CR" ? "Cover" : genre;
-    }
-    return genres;
-}
-
 void ReadTags(const Tags &tags, Song &song) {
     song.title = Name(tags, "TITLE");
     song.album = Name(tags, "ALBUM");
@@ -146,7 +137,7 @@ void ReadTags(const Tags &tags, Song &song) {
         song.albumArtist = song.albumArtist.empty() ? Name(tags, key) : song.albumArtist;
     }
     song.composer = Name(tags, "COMPOSER");
-    song.genres = CleanGenres(Genres(tags));
+    song.genres = CleanGenres(Values(tags, "GENRE"));
     song.comment = CleanComment(First(tags, "COMMENT"));
     for (const char *key : {"DATE", "RELEASEDATE", "ORIGINALDATE"}) {
         song.year = song.year == 0 ? LeadingNumber(First(tags, key).substr(0, 4)) : song.year;
