@@ -1,5 +1,5 @@
-// What the library knows already: in comes a part of it, out go its rows of files in the byte order of
-// their paths.
+// What the library knows already: in comes a part of it, out go its rows of files in the byte order
+// of their paths.
 #pragma once
 
 #include <cstddef>
