@@ -82,8 +82,8 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
     return IndexLibrary(database, folders, options, reporter);
 }
 
-// A path that does not exist and of which the library has nothing is most likely a slip. What a link
-// leads to counts.
+// A path that does not exist and of which the library has nothing is most likely a slip. What a
+// link leads to counts.
 bool IsUnknown(varnindex::Database &database, const varnindex::LinkedFolders &library,
                const std::string &path) {
     std::error_code ignored;

@@ -1,6 +1,6 @@
-// Puts what lies in the folders beside what the library knows: in come the finds of the walk and the
-// rows of a part of the library, both in the byte order of their paths. Out come events: a file with
-// its row or without one, a row without its file, and what could not be looked at.
+// Puts what lies in the folders beside what the library knows: in come the finds of the walk and
+// the rows of a part of the library, both in the byte order of their paths. Out come events: a file
+// with its row or without one, a row without its file, and what could not be looked at.
 #pragma once
 
 #include <cstddef>

@@ -45,11 +45,11 @@ class LinkedFolders {
     // True when a walk of all folders comes to a file of that path now, music or a list.
     bool IsThere(const std::string &path);
 
-    // The user to whom what is at `path` has to belong for being indexed, in a home and reached by a
-    // link that leads out of it: the home's owner, or varn::kNoUser where the home's folder is itself
-    // a link to what is not his. 0 anywhere else. A user who puts links into a folder must not make
-    // other users' songs his own by that. With a descriptor of what was found there (or -1) the
-    // answer is about that, whatever is put in its place meanwhile.
+    // The user to whom what is at `path` has to belong for being indexed, in a home and reached by
+    // a link that leads out of it: the home's owner, or varn::kNoUser where the home's folder is
+    // itself a link to what is not his. 0 anywhere else. A user who puts links into a folder must
+    // not make other users' songs his own by that. With a descriptor of what was found there (or
+    // -1) the answer is about that, whatever is put in its place meanwhile.
     unsigned RequiredOwner(const std::string &path, int descriptor);
 
     // The user in whose home a path is; 0 anywhere else.

@@ -1,7 +1,7 @@
 // Files of one-bit audio (DSD), which TagLib does not read: in comes a file, out go the form of its
-// sound and the places of its sound and tag. They are DSF (Sony's DSF file format, version 1.01) and
-// DSDIFF (Philips' DSDIFF 1.5). ffprobe does not read the tags of DSDIFF, because they stand after
-// the sound.
+// sound and the places of its sound and tag. They are DSF (Sony's DSF file format, version 1.01)
+// and DSDIFF (Philips' DSDIFF 1.5). ffprobe does not read the tags of DSDIFF, because they stand
+// after the sound.
 #pragma once
 
 #include "varnindex/read/audio.h"

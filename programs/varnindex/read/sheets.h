@@ -39,8 +39,8 @@ class FolderSheets {
     // The tracks that a sheet makes of a song; none when no sheet splits it.
     SplitSongs Split(const Song &song);
 
-    // True when a sheet cannot be used, or not for all files that it names: what it has split before
-    // may still be so.
+    // True when a sheet cannot be used, or not for all files that it names: what it has split
+    // before may still be so.
     bool HasProblem();
 
     // What is wrong with the sheets, for a person; each is handed out once.

@@ -1,6 +1,6 @@
-// Writes what a scan finds: in come songs with the ids of their rows, and ids of rows that go. Out go
-// rows in batches: each is one short transaction, so that readers of the library never wait long and
-// an interrupted scan keeps what it has done.
+// Writes what a scan finds: in come songs with the ids of their rows, and ids of rows that go. Out
+// go rows in batches: each is one short transaction, so that readers of the library never wait long
+// and an interrupted scan keeps what it has done.
 #pragma once
 
 #include <cstddef>
