@@ -215,8 +215,8 @@ Known Look(WebApi &api) {
 }
 
 void PrintCosts(WebApi &api, WebApi &plain, const Known &known, const std::vector<int> &pids) {
-    std::printf("%-12s %8s %8s   %8s %8s   %6s\n", "processor ms", "ours", "database", "CGI: ours",
-                "database", "times");
+    std::printf("%-12s %8s %9s   %10s %14s   %6s\n", "processor ms", "ours", "database",
+                "CGI: ours", "database", "times");
     const std::string questions[] = {
         "Info.get",
         "Song.get&id=" + known.song,
@@ -231,7 +231,7 @@ void PrintCosts(WebApi &api, WebApi &plain, const Known &known, const std::vecto
         }
         const Cost now = CostOf(api, question, pids[0], pids[2]);
         const Cost cgi = CostOf(plain, question, pids[1], pids[2]);
-        std::printf("%-12s %8.2f %8.2f   %8.2f %8.2f   %6.1f\n",
+        std::printf("%-12s %8.2f %9.2f   %10.2f %14.2f   %6.1f\n",
                     question.substr(0, question.find('&')).c_str(), now.ours, now.database,
                     cgi.ours, cgi.database,
                     (cgi.ours + cgi.database) / std::max(now.ours + now.database, 0.01));

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <filesystem>
 #include <iostream>
 #include <optional>
@@ -112,8 +111,8 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
     return IndexLibrary(database, folders, options, reporter);
 }
 
-// A path that does not exist and of which the library has nothing is most likely a slip. What a link
-// leads to counts.
+// A path that does not exist and of which the library has nothing is most likely a slip. What a
+// link leads to counts.
 bool IsUnknown(varnindex::Database &database, const varnindex::LinkedFolders &library,
                const std::string &path) {
     std::error_code ignored;
@@ -123,44 +122,26 @@ bool IsUnknown(varnindex::Database &database, const varnindex::LinkedFolders &li
     return !isThere && !HasRows(database, path) && !(elsewhere && HasRows(database, *elsewhere));
 }
 
-int IndexGiven(varnindex::Database &database, const Folders &folders, const Options &options,
-               Reporter &reporter) {
-    const varnindex::LinkedFolders library(folders);
-    std::vector<std::string> paths = options.paths;
-    const auto unknown = std::stable_partition(
-        paths.begin(), paths.end(),
-        [&](const std::string &path) { return !IsUnknown(database, library, path); });
-    const std::vector<std::string> slips(unknown, paths.end());
-    paths.erase(unknown, paths.end());
-    bool isDone = slips.empty();
-    if (!paths.empty()) {
-        const Counts counts = Published(false, options.scan, reporter, [&] {
-            return IndexPaths(database, folders, paths, options.scan, reporter);
-        });
-        reporter.Finish();
-        isDone = PrintSummary(counts) && !counts.heldBack && isDone;
-    }
-    for (const std::string &path : slips) {
-        Complain(varnindex::Printable(path) +
-                 " does not exist, and the library has nothing of it; check how it is spelt, or "
-                 "give the folder that it should be in");
-    }
-    return isDone ? EXIT_SUCCESS : EXIT_FAILURE;
-}
-
 int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter) {
     varnindex::Database database;
     if (!database.TakeIndexLock()) {
         return Complain("another indexer is at work on this library; try again when it is done");
     }
+    const varnindex::LinkedFolders library(folders);
+    for (const std::string &path : options.paths) {
+        if (IsUnknown(database, library, path)) {
+            return Complain(varnindex::Printable(path) +
+                            " does not exist, and the library has nothing of it; check how it is "
+                            "spelt, or give the folder that it should be in");
+        }
+    }
     if (options.scan.dryRun && options.verbose) {
         reporter.ListChanges(std::cout);
     }
-    if (!options.paths.empty()) {
-        return IndexGiven(database, folders, options, reporter);
-    }
-    const Counts counts = Published(true, options.scan, reporter, [&] {
-        return IndexAll(database, folders, options.scan, reporter);
+    const bool isWhole = options.paths.empty();
+    const Counts counts = Published(isWhole, options.scan, reporter, [&] {
+        return isWhole ? IndexAll(database, folders, options.scan, reporter)
+                       : IndexPaths(database, folders, options.paths, options.scan, reporter);
     });
     reporter.Finish();
     return PrintSummary(counts) && !counts.heldBack ? EXIT_SUCCESS : EXIT_FAILURE;

@@ -13,7 +13,6 @@
 #include "varnindex/observe/walk.h"
 #include "varnindex/read/names.h"
 #include "varnindex/read/readers.h"
-#include "varnindex/read/used_sheet.h"
 #include "varnindex/settle/outbox.h"
 #include "varnindex/temp_table.h"
 #include "varnindex/write/copy_rows.h"
@@ -33,6 +32,10 @@ constexpr const char kInsertDamaged[] =
     "INSERT INTO unreadable_file (path, filesize, mdate) SELECT path, filesize, mdate"
     " FROM found_unreadable f WHERE NOT EXISTS (SELECT FROM unreadable_file u"
     " WHERE u.path = f.path)";
+
+constexpr const char kTracks[] =
+    "SELECT FROM virtual_info_track i JOIN track v ON v.id = i.track"
+    " WHERE i.file_track = @VARN:INT@VARN:NEVAR LIMIT 1";
 
 // The part of the library that a scan looks at.
 struct Part {
@@ -79,8 +82,8 @@ class Scan {
     void TakeUnread(const ReadWork &read);
     void Write(Change change);
     bool RestampIfSame(const ReadWork &read, bool hasKeptTracks);
-    UsedSheet SheetToKeep(const ReadWork &read, int id);
-    void WriteSong(int id, ReadWork read, const UsedSheet &kept);
+    bool KeepsTracks(const ReadWork &read, int id);
+    void WriteSong(int id, ReadWork read, bool keepsTracks);
     bool IsBack(const KnownRow &row);
     void SettleLists();
     void RemoveLeft();
@@ -232,9 +235,9 @@ void Scan::CompareSong(Work work, bool isUnreadable) {
 
 void Scan::CompareGap(const Event &gap) {
     // A link that leads nowhere is worth a word when something came through it.
-    if (!gap.isEmptied && (gap.kept.Any() || gap.isBlocked)) {
+    if (!gap.isEmptied && (gap.kept > 0 || gap.isBlocked)) {
         heldBack_.Hold(gap.work.path, gap.reason, gap.kept);
-    } else if (gap.isEmptied && gap.kept.Any()) {
+    } else if (gap.isEmptied && gap.kept > 0) {
         heldBack_.AddEmptied(gap.work.path, gap.reason);
     }
 }
@@ -320,16 +323,14 @@ void Scan::Write(Change change) {
         reporter_.Warn(Printable(path) + ": " + read.result.warning);
     }
     folderRows_.NoteFile(path, read.work.userid);
-    const bool mayHaveTracks = change.kind == Change::Kind::kMove ||
-                               (change.kind == Change::Kind::kEdit && read.work.known.isSplit);
-    const UsedSheet kept = mayHaveTracks ? SheetToKeep(read, change.id) : UsedSheet();
+    const bool keepsTracks = change.id != 0 && KeepsTracks(read, change.id);
     switch (change.kind) {
         case Change::Kind::kAdd:
             reporter_.Tell("added", path);
             ++counts_.added;
             break;
         case Change::Kind::kEdit:
-            if (RestampIfSame(read, !kept.path.empty())) {
+            if (RestampIfSame(read, keepsTracks)) {
                 ++counts_.unchanged;
                 return;
             }
@@ -341,47 +342,55 @@ void Scan::Write(Change change) {
             ++counts_.moved;
             break;
     }
-    WriteSong(change.id, std::move(change.read), kept);
+    WriteSong(change.id, std::move(change.read), keepsTracks);
 }
 
-// Returns true when only the cue sheets of the folder are others, and not what they make of this
-// song. Then its row gets their stamp and nothing else.
-bool Scan::RestampIfSame(const ReadWork &read, bool hasKeptTracks) {
+// Returns true when only the cue sheets of the folder are others, and split neither this song nor
+// have split it. Then its row gets their stamp and nothing else.
+bool Scan::RestampIfSame(const ReadWork &read, bool keepsTracks) {
     const Work &work = read.work;
     const KnownRow &known = work.known;
     if (options_.full || known.size != work.size || known.modified != work.modified ||
         known.userid != work.userid) {
         return false;
     }
-    if (hasKeptTracks) {
+    if (keepsTracks) {
         return true;  // with its old stamp, so that it is looked at again
     }
-    const bool hasTracks =
-        known.isSplit ? HasTracks(database_, known.id, read.tracks) : read.tracks.empty();
+    if (known.isSplit || !read.tracks.empty()) {
+        return false;
+    }
+    store_.Restamp(known.id, read.result.song->sheetStamp);
+    return true;
+}
+
+// The tracks of a song stay while no sheet splits it and one cannot be used just now: whether that
+// is out of reach or was broken by an edit, its tracks have ratings. So they do while their file is
+// copied over itself and is too short for them.
+bool Scan::KeepsTracks(const ReadWork &read, int id) {
+    const auto &sheets = read.work.sheets;
+    const bool isWithoutSheet =
+        read.tracks.empty() && (read.isOwnSheetUnusable || (sheets && sheets->HasProblem()));
+    if (options_.purge || (!isWithoutSheet && read.behindEnd.empty())) {
+        return false;
+    }
+    const std::string numbers =
+        isWithoutSheet ? "" : " AND v.track IN (" + IdList(read.behindEnd) + ")";
+    const bool hasTracks = database_.Query(Made(varn::Sql(kTracks, id, numbers))).Count() > 0;
     if (hasTracks) {
-        store_.Restamp(known.id, read.result.song->sheetStamp);
+        heldBack_.AddTracks(read.work.path);
     }
     return hasTracks;
 }
 
-// The sheet whose tracks a row keeps; without a path when there is none.
-UsedSheet Scan::SheetToKeep(const ReadWork &read, int id) {
-    UsedSheet used = options_.purge ? UsedSheet() : UnusableSheet(database_, read, id);
-    if (!used.path.empty()) {
-        heldBack_.AddTracks(read.work.path);
-    }
-    return used;
-}
-
 // With kept tracks the stamp is none that a folder has, so that the song is looked at again.
-void Scan::WriteSong(int id, ReadWork read, const UsedSheet &kept) {
+void Scan::WriteSong(int id, ReadWork read, bool keepsTracks) {
     Song &song = *read.result.song;
-    if (kept.path.empty()) {
-        store_.Write(id, std::move(song), std::move(read.tracks));
-    } else {
-        const std::string sheet = kept.Beside(song.path);
+    if (keepsTracks) {
         song.sheetStamp = ~song.sheetStamp;
-        store_.WriteWithItsTracks(id, std::move(song), sheet);
+        store_.WriteWithItsTracks(id, std::move(song));
+    } else {
+        store_.Write(id, std::move(song), std::move(read.tracks));
     }
 }
 
@@ -400,7 +409,7 @@ bool Scan::IsBack(const KnownRow &row) {
 }
 
 void Scan::SettleLists() {
-    std::vector<KeptRows> emptied(heldBack_.EmptiedFolders());
+    std::vector<std::size_t> emptied(heldBack_.EmptiedFolders());
     matching_.TakeEmptied(emptied);
     lists_.Settle(emptied, [this](const KnownRow &row) { return IsBack(row); });
     heldBack_.SettleEmptied(emptied);

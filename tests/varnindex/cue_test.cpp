@@ -163,9 +163,9 @@ TEST(Cue, RefusesWithAReason) {
         {kOneFile + "TRACK one AUDIO\n", "line 2: TRACK without a number up to 999"},
         {kOneFile + "INDEX 01 00:00:00\n", "line 2: INDEX without a TRACK line before it"},
         {second, "track 2 has no INDEX 01"},
-        {second + "INDEX 01 00:00:00\n", "track 2 begins together with track 1"},
+        {second + "INDEX 01 00:00:00\n", "track 2 does not begin after track 1"},
         {second + "INDEX 01 01:00:00\nTRACK 03 AUDIO\nINDEX 01 00:59:74\n",
-         "track 3 begins before track 2"},
+         "track 3 does not begin after track 2"},
         {second + "INDEX 01 01:00:00\nINDEX 01 02:00:00\n", "track 2 has two INDEX 01"},
     };
     for (const auto &[sheet, problem] : cases) {

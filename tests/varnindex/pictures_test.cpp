@@ -312,8 +312,6 @@ TEST_F(InspectTest, ShowsWhatIsReadAndWritesNothing) {
          {"path: " + path.string(), std::string("container: flac"), std::string("duration: 1 s"),
           std::string("title sorted as: Tóne"), std::string("artist: O'Brien"),
           std::string("genre: Jazz"), std::string("year: 2003"), std::string("pictures: 1"),
-          "picture: png, " + std::to_string(Image("red.png").size()) + " bytes, front cover",
-          std::string("tag GENRE: Rock; Jazz"),
           std::string("cue track: 1, at 0 s, First, O'Brien")}) {
         EXPECT_NE(text.find("\n" + line + "\n"), text.npos) << line << "\nin" << text;
     }

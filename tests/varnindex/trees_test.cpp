@@ -129,7 +129,8 @@ constexpr Case kCases[] = {
      "index => unchanged 5; cue sheets: unchanged 1\n"},
     {"AnEmptyInnerFolderKeepsItsSongsUnlessTheyAreElsewhere",
      "put disk/album/1.mp3 A\n put here/2.mp3 B\n index => added 2\n mv disk/album ../away\n"
-     "index => !unchanged 1\n says disk/: the folder is empty; its songs stay in the library: 1\n"
+     "index => !unchanged 1\n says disk/: the folder is empty; its songs and lists stay in the "
+     "library: 1\n"
      "index disk/album/1.mp3 => !\n index disk/album => !\n"
      "rows => disk/album/1.mp3 here/2.mp3\n"
      "mv ../away/1.mp3 here/1.mp3\n index => moved 1, unchanged 1\n"
@@ -146,9 +147,10 @@ constexpr Case kCases[] = {
     {"ARegisteredFolderThatCannotBeSeenKeepsItsSongs",
      "put a/1.mp3 A\n put ../other/2.mp3 B\n register . ../other\n index => added 2\n"
      "mv . ../away\n index => !unchanged 1\n says music/: No such file or directory; its songs "
-     "stay\n"
-     "dir .\n index => !unchanged 1\n says music/: the folder is empty; its songs stay\n"
-     "write README.txt mount\n index => !unchanged 1\n says its songs stay in the library\n"
+     "and lists stay\n"
+     "dir .\n index => !unchanged 1\n says music/: the folder is empty; its songs and lists stay\n"
+     "write README.txt mount\n index => !unchanged 1\n says its songs and lists stay in the "
+     "library\n"
      "rm .\n mv ../away .\n index => unchanged 2\n dir ../fresh\n"
      "register . ../other ../fresh\n index => unchanged 2\n"
      "register ../other\n index => removed 1, unchanged 1\n rows => ../other/2.mp3\n"},
@@ -163,8 +165,8 @@ constexpr Case kCases[] = {
      "ln ../disk/c.pls here/c.pls\n index => added 1; playlists: added 2\n"
      "index => unchanged 1; playlists: unchanged 2\n"
      "mv lists/a.m3u ../a.m3u\n mv ../disk ../away\n index => !unchanged 1\n"
-     "says lists/: the folder is empty; its playlists and cue sheets stay in the library: 1\n"
-     "says c.pls: No such file or directory; its playlists and cue sheets stay\n"
+     "says lists/: the folder is empty; its songs and lists stay in the library: 1\n"
+     "says c.pls: No such file or directory; its songs and lists stay\n"
      "index => !unchanged 1\n mv ../away ../disk\n mv ../a.m3u lists/a.m3u\n"
      "index => unchanged 1; playlists: unchanged 2\n rm lists/a.m3u\n"
      "index --purge --dry-run => unchanged 1; playlists: removed 1, unchanged 1\n"
@@ -225,8 +227,8 @@ constexpr Case kCases[] = {
      "put a/1.mp3 A\n ln . ../link\n index ../link/a => added 1\n index => unchanged 1\n"
      "index .. => !\n says is in no indexed folder\n index ./\xFF => !\n says is not UTF-8\n"
      "index --no-such-option => ?\n put a/2.mp3 B\n index a/2.mp3 => added 1, unchanged 1\n"
-     "rm a/2.mp3\n index a/3.mp3 a/2.mp3 => !removed 1, unchanged 1\n says a/3.mp3 does not exist\n"
-     "index a/3.mp3 => !\n"},
+     "rm a/2.mp3\n index a/3.mp3 a/2.mp3 => !\n says a/3.mp3 does not exist\n"
+     "index a/2.mp3 => removed 1, unchanged 1\n"},
     {"GivenPathsMeanWhatAScanOfEverythingMakesOfThem",
      "put ../disk/1.mp3 A\n put real/2.mp3 B\n put $Recycle.Bin/3.mp3 C\n put real/.4.mp3 D\n"
      "ln ../disk link\n ln real same\n index => added 2\n"

@@ -7,13 +7,10 @@
 namespace varnindex {
 namespace {
 
-// "; its songs stay in the library: 3"; "" for nothing.
-std::string StayText(const KeptRows &rows, const std::string &whose) {
-    const auto text = [&](const char *what, std::size_t count) {
-        return count == 0 ? ""
-                          : "; " + whose + what + " stay in the library: " + std::to_string(count);
-    };
-    return text("songs", rows.songs) + text("playlists and cue sheets", rows.lists);
+std::string StayText(std::size_t rows, const std::string &whose) {
+    return rows == 0
+               ? ""
+               : "; " + whose + " songs and lists stay in the library: " + std::to_string(rows);
 }
 
 }  // namespace
@@ -23,18 +20,18 @@ void HeldBack::Warn(const std::string &text) {
     reporter_.Warn(text);
 }
 
-void HeldBack::Hold(const std::string &path, const std::string &reason, const KeptRows &rows) {
-    Warn(Printable(path) + ": " + reason + StayText(rows, "its "));
+void HeldBack::Hold(const std::string &path, const std::string &reason, std::size_t rows) {
+    Warn(Printable(path) + ": " + reason + StayText(rows, "its"));
 }
 
 void HeldBack::AddEmptied(std::string path, std::string reason) {
     emptied_.push_back({std::move(path), std::move(reason)});
 }
 
-void HeldBack::SettleEmptied(const std::vector<KeptRows> &left) {
+void HeldBack::SettleEmptied(const std::vector<std::size_t> &left) {
     for (std::size_t i = 0; i < left.size(); ++i) {
         const auto &[path, reason] = emptied_[i];
-        if (left[i].Any()) {
+        if (left[i] > 0) {
             folderRows_.NoteFile(path, folders_.OwnerOf(path));
             folderRows_.Keep(path);
             Hold(path, reason, left[i]);
@@ -44,16 +41,16 @@ void HeldBack::SettleEmptied(const std::vector<KeptRows> &left) {
 
 void HeldBack::AddUnseen(const KnownRow &row) {
     if (folders_.IsUnseen(row.userid)) {
-        (row.userid == 0 ? unseenShared_ : unseenHomes_).Count(row);
+        ++(row.userid == 0 ? unseenShared_ : unseenHomes_);
     }
 }
 
 void HeldBack::WarnOfUnseen() {
-    if (unseenShared_.Any()) {
-        Warn("no shared folder is indexed" + StayText(unseenShared_, "the "));
+    if (unseenShared_ > 0) {
+        Warn("no shared folder is indexed" + StayText(unseenShared_, "the"));
     }
-    if (unseenHomes_.Any()) {
-        Warn("the home music folder of some users is not there" + StayText(unseenHomes_, "the "));
+    if (unseenHomes_ > 0) {
+        Warn("the home music folder of some users is not there" + StayText(unseenHomes_, "the"));
     }
 }
 

@@ -19,13 +19,13 @@ class HeldBack {
         : folders_(folders), folderRows_(folderRows), reporter_(reporter), purge_(purge) {}
 
     // Rows at `path`, or below it when it ends with "/", stay for the given reason.
-    void Hold(const std::string &path, const std::string &reason, const KeptRows &rows);
+    void Hold(const std::string &path, const std::string &reason, std::size_t rows);
 
     // A folder that is there with nothing in it. How many of its rows were not found elsewhere is
     // told when the moves are known, of all of them in order; without any it is worth no word.
     void AddEmptied(std::string path, std::string reason);
     std::size_t EmptiedFolders() const { return emptied_.size(); }
-    void SettleEmptied(const std::vector<KeptRows> &left);
+    void SettleEmptied(const std::vector<std::size_t> &left);
 
     // A row that stays because its owner's folders cannot be seen, if they cannot; and, after all
     // of them, what is said of these. Rows of a folder that cannot be looked at have a warning of
@@ -51,8 +51,8 @@ class HeldBack {
     Reporter &reporter_;
     bool purge_;
     std::vector<Emptied> emptied_;
-    KeptRows unseenShared_;
-    KeptRows unseenHomes_;
+    std::size_t unseenShared_ = 0;
+    std::size_t unseenHomes_ = 0;
     bool any_ = false;
 };
 

@@ -1,4 +1,5 @@
-// What the library knows already.
+// What the library knows already: in comes a part of it, out go its rows of files in the byte order
+// of their paths.
 #pragma once
 
 #include <cstddef>
@@ -24,15 +25,6 @@ struct KnownRow {
     bool isSplit = false;       // a cue sheet has made tracks of it
     bool isList = false;        // no song, but a playlist or cue sheet: the size is not known
     bool isUnreadable = false;  // no row, but a file that an earlier scan found damaged
-};
-
-// How many rows stay because their files cannot be looked at.
-struct KeptRows {
-    std::size_t songs = 0;
-    std::size_t lists = 0;  // playlists and cue sheets
-
-    bool Any() const { return songs > 0 || lists > 0; }
-    void Count(const KnownRow &row) { ++(row.isList ? lists : songs); }
 };
 
 // Which rows a scan answers for: all, or those below some folders.

@@ -81,7 +81,7 @@ void Merge::Advance() {
     while (!found_ && !walkEnded_) {
         found_ = walk_.Next();
         walkEnded_ = !found_;
-        kept_ = {};
+        kept_ = 0;
         isUnreadable_ = false;
         if (found_ && found_->kind == Found::Kind::kFile && OwnerOf(found_->path) == kNobody) {
             found_.reset();
@@ -129,7 +129,7 @@ std::optional<Event> Merge::NextOfGap() {
     const KnownRow *const front = known_.Front();
     const bool isEmptied = found_->kind == Found::Kind::kEmpty;
     if (front != nullptr && Covers(found_->path, front->path)) {
-        kept_.Count(*front);
+        ++kept_;
         return WithoutFile(purge_ || isEmptied ? Event::Kind::kGone : Event::Kind::kKept,
                            !purge_ && isEmptied);
     }
@@ -138,7 +138,7 @@ std::optional<Event> Merge::NextOfGap() {
     event.work.path = std::move(found_->path);
     event.reason = std::move(found_->reason);
     event.isBlocked = found_->kind == Found::Kind::kBlocked;
-    event.kept = purge_ ? KeptRows() : kept_;
+    event.kept = purge_ ? 0 : kept_;
     found_.reset();
     return event;
 }

@@ -1,7 +1,9 @@
-// Puts what lies in the folders beside what the library knows, one pass over both in the byte order
-// of their paths.
+// Puts what lies in the folders beside what the library knows: in come the finds of the walk and
+// the rows of a part of the library, both in the byte order of their paths. Out come events: a file
+// with its row or without one, a row without its file, and what could not be looked at.
 #pragma once
 
+#include <cstddef>
 #include <optional>
 #include <string>
 #include <vector>
@@ -25,7 +27,7 @@ struct Event {
     Kind kind;
     Work work = {};             // of a gap and of what is refused: the path
     std::string reason = {};    // the same, for a person
-    KeptRows kept = {};         // of a gap: how many rows stay
+    std::size_t kept = 0;       // of a gap: how many rows stay
     bool isBlocked = false;     // of a gap: it is there
     bool isEmptied = false;     // of a gap and its gone rows: a folder was there with nothing in it
     bool isUnreadable = false;  // of a song: the same file was found damaged before
@@ -61,7 +63,7 @@ class Merge {
     std::optional<Found> found_;
     bool hasBegun_ = false;
     bool walkEnded_ = false;
-    KeptRows kept_;              // of the gap at hand
+    std::size_t kept_ = 0;       // of the gap at hand
     bool isUnreadable_ = false;  // the file at hand is one that was found damaged
     std::string lastFolder_;     // and its owner, because most files are in the same one
     unsigned lastOwner_ = 0;

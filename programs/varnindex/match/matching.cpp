@@ -143,14 +143,14 @@ void Matching::Settle(const std::function<void(Change)> &take) {
     database_.Execute(kForgetFound);
 }
 
-void Matching::TakeEmptied(std::vector<KeptRows> &left) {
+void Matching::TakeEmptied(std::vector<std::size_t> &left) {
     if (left.empty() || !lostTable_.Flush()) {
         return;
     }
     for (const varn::Row row : database_.Query(
              "WITH taken AS (DELETE FROM lost WHERE folder IS NOT NULL RETURNING folder)"
              " SELECT folder, count(*) FROM taken GROUP BY folder")) {
-        left.at(static_cast<std::size_t>(row.Number("folder"))).songs =
+        left.at(static_cast<std::size_t>(row.Number("folder"))) =
             static_cast<std::size_t>(row.Number("count"));
     }
 }

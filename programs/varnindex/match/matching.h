@@ -1,5 +1,6 @@
-// Which row a file belongs to: rows that have lost their file or its audio, and files without a
-// row.
+// Which row a file belongs to: in come rows that have lost their file or its audio, and files that
+// were read. Out comes a change for each file, which is a new row, an edit or a move, and the rows
+// that are left without a file.
 #pragma once
 
 #include <cstddef>
@@ -74,7 +75,7 @@ class Matching {
     void Settle(const std::function<void(Change)> &take);
 
     // Tells how many songs of each emptied folder were not found elsewhere, and forgets these.
-    void TakeEmptied(std::vector<KeptRows> &left);
+    void TakeEmptied(std::vector<std::size_t> &left);
 
     // Asks of each row that has still lost its file whether it stays. `isFree` is false when another
     // song has its path.

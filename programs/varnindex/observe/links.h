@@ -8,7 +8,6 @@
 #include <vector>
 
 #include "varnindex/observe/folders.h"
-#include "varnindex/observe/home_links.h"
 
 namespace varnindex {
 
@@ -26,7 +25,7 @@ class LinkedFolders {
 
     // The same of all folders, with what links in homes may lead to; `folders` outlives it.
     explicit LinkedFolders(const Folders &folders) : LinkedFolders(folders.Roots()) {
-        homes_.emplace(folders);
+        folders_ = &folders;
     }
 
     // The root that a path lies in; null outside.
@@ -46,21 +45,35 @@ class LinkedFolders {
     // True when a walk of all folders comes to a file of that path now, music or a list.
     bool IsThere(const std::string &path);
 
-    // As HomeLinks answers; 0 where no homes are known.
-    unsigned RequiredOwner(const std::string &path, int descriptor) {
-        return homes_ ? homes_->RequiredOwner(path, descriptor) : 0;
-    }
+    // The user to whom what is at `path` has to belong for being indexed, in a home and reached by
+    // a link that leads out of it: the home's owner, or varn::kNoUser where the home's folder is
+    // itself a link to what is not his. 0 anywhere else. A user who puts links into a folder must
+    // not make other users' songs his own by that. With a descriptor of what was found there (or
+    // -1) the answer is about that, whatever is put in its place meanwhile.
+    unsigned RequiredOwner(const std::string &path, int descriptor);
+
+    // The user in whose home a path is; 0 anywhere else.
     unsigned OwnerOfHome(const std::string &path) const {
-        return homes_ ? homes_->OwnerOfHome(path) : 0;
+        return folders_ != nullptr ? folders_->OwnerOf(path) : 0;
     }
 
+    static constexpr const char *kReason =
+        "a link leads there, out of the home, and it does not belong to the home's owner";
+
   private:
+    struct Home {
+        std::vector<std::string> places;  // where its own files are, without links
+        bool isForeign = false;
+    };
+
+    const Home &HomeOf(const OwnedFolder &folder);
     Way WayTo(const std::string &path, std::string *end) const;
     std::optional<std::string> PathInRoot(const std::string &real) const;
 
     std::vector<std::string> roots_;
     std::map<std::string, std::string> realRoots_;  // roots by their real paths
-    std::optional<HomeLinks> homes_;
+    const Folders *folders_ = nullptr;
+    std::map<std::string, Home> homes_;  // by the configured path
 };
 
 }  // namespace varnindex

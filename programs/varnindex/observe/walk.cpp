@@ -146,13 +146,6 @@ bool Walk::IsWithoutMusic(const std::string &folder) const {
                         [&](const std::string &above) { return varn::PathBelow(above, folder); }));
 }
 
-// A folder that somebody has registered is where a disk is mounted, if anywhere. A stray file in
-// the mount point does not tell that its songs were thrown away.
-bool Walk::IsWholeRoot(const std::string &folder) const {
-    const std::string *const root = library_.RootOf(folder);
-    return levels_.empty() && root != nullptr && *root == folder;
-}
-
 // Goes down into a folder. A folder that cannot be read to its end is not entered at all: half of
 // its entries would look as if the others had been deleted.
 std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
@@ -170,7 +163,7 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
     level.requiredOwner = library_.RequiredOwner(folder, ::dirfd(dir.get()));
     level.homeOwner = library_.OwnerOfHome(folder);
     if (level.requiredOwner != 0 && level.requiredOwner != info.st_uid) {
-        return Other(Found::Kind::kRefused, path, HomeLinks::kReason);
+        return Other(Found::Kind::kRefused, path, LinkedFolders::kReason);
     }
     bool hasNames = false;
     for (;;) {
@@ -192,9 +185,6 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
     }
     if (!hasNames) {
         return Other(Found::Kind::kEmpty, path, "the folder is empty");
-    }
-    if (level.entries.empty() && IsWholeRoot(folder)) {
-        return Other(Found::Kind::kEmpty, path, "neither music nor a folder is in it");
     }
     if (IsWithoutMusic(folder)) {
         return Other(Found::Kind::kEmpty, path, "none of its music is there");
@@ -274,7 +264,7 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
             {Other(Found::Kind::kFile, std::string(name) + "/", ""), true, type == DT_LNK});
     } else if (S_ISREG(info.st_mode) && wanted) {
         const bool isForeign = owner != 0 && owner != info.st_uid;
-        Found found = isForeign ? Other(Found::Kind::kRefused, name, HomeLinks::kReason)
+        Found found = isForeign ? Other(Found::Kind::kRefused, name, LinkedFolders::kReason)
                                 : Other(Found::Kind::kFile, name, "");
         found.size = info.st_size;
         found.modified = Microseconds(info.st_mtim);

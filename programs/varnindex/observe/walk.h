@@ -1,4 +1,5 @@
-// The walk over the indexed folders.
+// The walk over the indexed folders: in come their paths, out come files with their facts, and what
+// could not be looked at, in the byte order of their paths. Nothing of a file is read here.
 #pragma once
 
 #include <sys/stat.h>
@@ -74,7 +75,7 @@ class Walk {
         std::vector<Entry> entries = {};  // the next one at the back
         std::shared_ptr<FolderSheets> sheets = {};
         bool hasAttributes = false;
-        unsigned requiredOwner = 0;  // of all that is in it (home_links.h)
+        unsigned requiredOwner = 0;  // of all that is in it (links.h)
         unsigned homeOwner = 0;      // the same
     };
 
@@ -83,7 +84,6 @@ class Walk {
     bool LookAt(int folder, const char *name, bool isLink, const Level &level, struct stat &info,
                 unsigned &requiredOwner) const;
     bool IsWithoutMusic(const std::string &folder) const;
-    bool IsWholeRoot(const std::string &folder) const;
     static std::shared_ptr<FolderSheets> SheetsAmong(const std::vector<Entry> &entries,
                                                      const std::string &folder);
     void AddEntry(int folder, const char *name, unsigned char type, Level &level) const;

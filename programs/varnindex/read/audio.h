@@ -1,6 +1,8 @@
 // What is told of the sound in a file.
 #pragma once
 
+#include <taglib/audioproperties.h>
+
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -14,6 +16,16 @@ struct Audio {
     int sampleRate = 0;
     int channels = 0;
 };
+
+// What TagLib tells; zeros without properties.
+inline Audio AudioOf(const TagLib::AudioProperties *properties) {
+    if (properties == nullptr) {
+        return {};
+    }
+    return {std::max(properties->lengthInMilliseconds(), 0),
+            std::int64_t{1000} * std::max(properties->bitrate(), 0),
+            std::max(properties->sampleRate(), 0), std::max(properties->channels(), 0)};
+}
 
 // How long so many samples last, or units of another kind; 0 where it is not told how many make a
 // second. A count may be anything that a damaged file says: what is absurd is cut.

@@ -4,8 +4,8 @@
 #include <unicode/unistr.h>
 
 #include <algorithm>
+#include <array>
 #include <string_view>
-#include <utility>
 
 #include "varn/text.h"
 
@@ -50,55 +50,32 @@ std::string_view WithoutExtension(std::string_view name) {
 }
 
 // The keys of a name: as it is, without regard to case and form, and so without extension.
-std::string Exact(std::string_view name) {
-    return '=' + std::string(name);
-}
-
-std::string Whole(std::string_view name) {
-    return '~' + Folded(name);
-}
-
-std::string Stem(std::string_view name) {
-    return '.' + Folded(WithoutExtension(name));
+std::array<std::string, 3> KeysOf(std::string_view name) {
+    return {'=' + std::string(name), '~' + Folded(name), '.' + Folded(WithoutExtension(name))};
 }
 
 }  // namespace
 
 AudioNames::AudioNames(const std::vector<std::string> &names) {
     for (const std::string &name : names) {
-        for (const std::string &key : {Exact(name), Whole(name), Stem(name)}) {
-            const auto [match, isNew] = matches_.try_emplace(key, Match{name, true});
-            match->second.isOnly = isNew;
+        for (const std::string &key : KeysOf(name)) {
+            if (const auto [known, isNew] = names_.try_emplace(key, name); !isNew) {
+                known->second.clear();
+            }
         }
     }
-}
-
-// The only file with one of two keys, or with both: empty where several match, none where no file
-// does.
-std::optional<std::string> AudioNames::OnlyOf(const std::string &a, const std::string &b) const {
-    const auto inA = matches_.find(a);
-    const auto inB = matches_.find(b);
-    if (inA == matches_.end() && inB == matches_.end()) {
-        return std::nullopt;
-    }
-    const Match &first = inA != matches_.end() ? inA->second : inB->second;
-    const Match &second = inB != matches_.end() ? inB->second : first;
-    const bool isOnly = first.isOnly && second.isOnly && first.name == second.name;
-    return isOnly ? first.name : std::string();
 }
 
 std::optional<std::string> AudioNames::Find(const std::string &entryName,
                                             const std::string &sheetName) const {
     const std::string_view base = WithoutFolders(entryName);
+    const auto [exact, whole, stem] = KeysOf(base);
+    // The sheet may be "album.cue", or "album.flac.cue", and a dot be within a title.
     const std::string_view sheet = WithoutExtension(sheetName);
-    // A backslash may be part of a name; the sheet may be "album.cue", or "album.flac.cue".
-    for (const auto &[a, b] : {std::pair(Exact(entryName), Exact(entryName)),
-                               {Exact(base), Exact(base)},
-                               {Whole(base), Whole(base)},
-                               {Stem(base), '.' + Folded(base)},
-                               {'.' + Folded(sheet), Whole(sheet)}}) {
-        if (const auto name = OnlyOf(a, b)) {
-            return name->empty() ? std::nullopt : name;
+    for (const std::string &key : {'=' + entryName, exact, whole, stem, '.' + whole.substr(1),
+                                   '~' + Folded(sheet), '.' + Folded(sheet)}) {
+        if (const auto found = names_.find(key); found != names_.end()) {
+            return found->second.empty() ? std::nullopt : std::optional(found->second);
         }
     }
     return std::nullopt;

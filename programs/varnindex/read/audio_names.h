@@ -1,4 +1,4 @@
-// The audio files of a folder, as cue sheets name them.
+// The audio files of a folder: in comes how a cue sheet names one, out goes its name.
 #pragma once
 
 #include <optional>
@@ -22,15 +22,9 @@ class AudioNames {
                                     const std::string &sheetName) const;
 
   private:
-    struct Match {
-        std::string name;  // of the first file that has the key
-        bool isOnly;
-    };
-
-    std::optional<std::string> OnlyOf(const std::string &a, const std::string &b) const;
-
-    // By forms of names, each with a mark in front that tells which form it is.
-    std::unordered_map<std::string, Match> matches_;
+    // By forms of names, each with a mark in front that tells which form it is; "" for a form that
+    // several names have.
+    std::unordered_map<std::string, std::string> names_;
 };
 
 }  // namespace varnindex

@@ -1,10 +1,9 @@
 #include "varnindex/read/cue.h"
 
 #include <algorithm>
-#include <array>
-#include <charconv>
 #include <utility>
 
+#include "varn/number.h"
 #include "varn/text.h"
 #include "varnindex/read/names.h"
 
@@ -65,29 +64,24 @@ std::string_view FileName(std::string_view rest) {
     return rest;
 }
 
-// A number of digits only, up to `most`.
 std::optional<int> Number(std::string_view digits, int most) {
-    int value = 0;
-    const char *const end = digits.data() + digits.size();
-    const auto [stop, error] = std::from_chars(digits.data(), end, value);
-    const bool whole = error == std::errc() && stop == end;
-    return whole && value >= 0 && value <= most ? std::optional(value) : std::nullopt;
+    const auto value = varn::WholeNumber<int>(digits);
+    return value && *value <= most ? value : std::nullopt;
 }
 
 // "mm:ss:ff" in frames.
 std::optional<int> Time(std::string_view text) {
-    const std::size_t first = std::min(text.find(':'), text.size());
-    const std::size_t second = std::min(text.find(':', first + 1), text.size());
-    if (second == text.size()) {
+    const std::size_t first = text.find(':');
+    const std::size_t second = first == text.npos ? first : text.find(':', first + 1);
+    if (second == text.npos) {
         return std::nullopt;
     }
     const auto minutes = Number(text.substr(0, first), kMaxMinutes);
     const auto seconds = Number(text.substr(first + 1, second - first - 1), 59);
     const auto frames = Number(text.substr(second + 1), kCueFramesPerSecond - 1);
-    if (!minutes || !seconds || !frames) {
-        return std::nullopt;
-    }
-    return (*minutes * 60 + *seconds) * kCueFramesPerSecond + *frames;
+    return minutes && seconds && frames
+               ? std::optional((*minutes * 60 + *seconds) * kCueFramesPerSecond + *frames)
+               : std::nullopt;
 }
 
 // The first group of four digits: "1998", "1998-05-01", "01.05.1998".
@@ -115,17 +109,7 @@ class Parser {
     CueResult Parse(std::string_view text);
 
   private:
-    using Handler = void (Parser::*)(std::string_view rest);
-    struct Command {
-        std::string_view name;
-        Handler handler;
-    };
-    static const std::array<Command, 8> kCommands;
-
     void ReadLine(std::string_view line);
-    void ReadTitle(std::string_view rest);
-    void ReadPerformer(std::string_view rest);
-    void ReadComposer(std::string_view rest);
     void ReadRemark(std::string_view rest);
     void ReadFile(std::string_view rest);
     void ReadTrack(std::string_view rest);
@@ -155,40 +139,17 @@ class Parser {
     std::size_t placedIn_ = 0;
 };
 
-const std::array<Parser::Command, 8> Parser::kCommands = {{
-    {"TITLE", &Parser::ReadTitle},
-    {"PERFORMER", &Parser::ReadPerformer},
-    {"SONGWRITER", &Parser::ReadComposer},
-    {"COMPOSER", &Parser::ReadComposer},
-    {"REM", &Parser::ReadRemark},
-    {"FILE", &Parser::ReadFile},
-    {"TRACK", &Parser::ReadTrack},
-    {"INDEX", &Parser::ReadIndex},
-}};
-
 void Parser::Refuse(std::string reason) {
     if (problem_.empty()) {
         problem_ = std::move(reason);
     }
 }
 
-void Parser::ReadTitle(std::string_view rest) {
-    Keep(inTrack_ ? track_.title : sheet_.title, CleanName(Unquoted(rest)));
-}
-
-void Parser::ReadPerformer(std::string_view rest) {
-    Keep(inTrack_ ? track_.performer : sheet_.performer, CleanName(Unquoted(rest)));
-}
-
-void Parser::ReadComposer(std::string_view rest) {
-    Keep(inTrack_ ? track_.composer : composer_, CleanName(Unquoted(rest)));
-}
-
 void Parser::ReadRemark(std::string_view rest) {
     const std::string key = Upper(TakeWord(rest));
     const std::string_view value = Unquoted(rest);
     if (key == "COMPOSER") {
-        ReadComposer(rest);
+        Keep(inTrack_ ? track_.composer : composer_, CleanName(value));
     } else if (inTrack_) {
         return;  // what is said of one track does not hold for the sheet
     } else if (key == "GENRE") {
@@ -256,10 +217,8 @@ void Parser::Place(int start) {
         return Refuse(TrackName() + " has two INDEX 01");
     }
     if (start <= previousStart_) {
-        return Refuse(
-            TrackName() +
-            (start < previousStart_ ? " begins before track " : " begins together with track ") +
-            std::to_string(previousNumber_));
+        return Refuse(TrackName() + " does not begin after track " +
+                      std::to_string(previousNumber_));
     }
     track_.start = start;
     hasStart_ = true;
@@ -282,10 +241,20 @@ void Parser::EndTrack() {
 void Parser::ReadLine(std::string_view line) {
     std::string_view rest = Trim(line);
     const std::string word = Upper(TakeWord(rest));
-    const auto command = std::find_if(kCommands.begin(), kCommands.end(),
-                                      [&](const Command &known) { return known.name == word; });
-    if (command != kCommands.end()) {
-        (this->*command->handler)(rest);
+    if (word == "TITLE") {
+        Keep(inTrack_ ? track_.title : sheet_.title, CleanName(Unquoted(rest)));
+    } else if (word == "PERFORMER") {
+        Keep(inTrack_ ? track_.performer : sheet_.performer, CleanName(Unquoted(rest)));
+    } else if (word == "SONGWRITER" || word == "COMPOSER") {
+        Keep(inTrack_ ? track_.composer : composer_, CleanName(Unquoted(rest)));
+    } else if (word == "REM") {
+        ReadRemark(rest);
+    } else if (word == "FILE") {
+        ReadFile(rest);
+    } else if (word == "TRACK") {
+        ReadTrack(rest);
+    } else if (word == "INDEX") {
+        ReadIndex(rest);
     }
 }
 

@@ -1,4 +1,4 @@
-// Cue sheets: which part of an audio file is which track.
+// Cue sheets: in comes the text of one, out goes which part of which audio file is which track.
 #pragma once
 
 #include <cstddef>

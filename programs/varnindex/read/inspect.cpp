@@ -1,27 +1,22 @@
 #include "varnindex/read/inspect.h"
 
 #include <sys/stat.h>
-#include <taglib/tpropertymap.h>
 
-#include <algorithm>
 #include <climits>
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
 #include <iomanip>
 #include <iostream>
-#include <optional>
+#include <memory>
 #include <sstream>
 #include <system_error>
 
 #include "varnindex/observe/file_names.h"
 #include "varnindex/observe/folders.h"
-#include "varnindex/observe/links.h"
+#include "varnindex/observe/walk.h"
 #include "varnindex/read/names.h"
-#include "varnindex/read/open_audio.h"
-#include "varnindex/read/pictures.h"
 #include "varnindex/read/sheets.h"
-#include "varnindex/read/stream.h"
 #include "varnindex/read/tags.h"
 
 namespace varnindex {
@@ -38,15 +33,11 @@ template <typename Value>
 void PrintSome(const char *key, const Value &value, const char *unit = "") {
     if (value != Value()) {
         std::ostringstream text;
-        text << value << unit;
-        Print(key, text.str());
-    }
-}
-
-void PrintGain(const char *key, const std::optional<float> &gain, const char *unit) {
-    if (gain) {
-        std::ostringstream text;
-        text << *gain << unit;
+        if constexpr (requires { value.value(); }) {
+            text << *value << unit;
+        } else {
+            text << value << unit;
+        }
         Print(key, text.str());
     }
 }
@@ -85,10 +76,10 @@ void PrintAudio(const Song &song) {
     PrintSome("bit rate", song.bitRate, " bit/s");
     PrintSome("sample rate", song.sampleRate, " Hz");
     PrintSome("channels", song.channels);
-    PrintGain("track gain", song.gain.trackGain, " dB");
-    PrintGain("track peak", song.gain.trackPeak, "");
-    PrintGain("album gain", song.gain.albumGain, " dB");
-    PrintGain("album peak", song.gain.albumPeak, "");
+    PrintSome("track gain", song.gain.trackGain, " dB");
+    PrintSome("track peak", song.gain.trackPeak);
+    PrintSome("album gain", song.gain.albumGain, " dB");
+    PrintSome("album peak", song.gain.albumPeak);
 }
 
 void PrintNames(const Song &song) {
@@ -109,61 +100,28 @@ void PrintNames(const Song &song) {
     PrintSome("track", song.track);
     PrintSome("disc", song.disc);
     PrintSome("comment", song.comment);
+    Print("pictures", std::to_string(song.pictures));
 }
 
-void PrintPictures(const OpenedFile &opened) {
-    const auto pictures = ListPictures(opened);
-    Print("pictures", std::to_string(pictures.size()));
-    for (const Picture &picture : pictures) {
-        const std::string kind = PictureExtension(picture.data);
-        Print("picture", (kind.empty() ? "unknown format" : kind) + ", " +
-                             std::to_string(picture.data.size()) + " bytes" +
-                             (picture.isFrontCover ? ", front cover" : ""));
-    }
-}
-
-// What stands in the file's tags, before anything is made of it.
-void PrintTags(const TagLib::PropertyMap &tags) {
-    for (const auto &[key, values] : tags) {
-        for (const TagLib::String &value : values) {
-            Print("tag " + Printable(key.to8Bit(true)), value.to8Bit(true));
+// The cue sheets beside a file.
+std::shared_ptr<FolderSheets> SheetsBeside(const std::string &path) {
+    LinkedFolders library(std::vector<std::string>{});
+    Walk walk({path.substr(0, path.rfind('/'))}, IsIndexedName, library);
+    while (auto found = walk.Next()) {
+        if (found->path == path) {
+            return std::move(found->sheets);
         }
     }
-    for (const TagLib::String &name : tags.unsupportedData()) {
-        Print("other tag", name.to8Bit(true));
-    }
-}
-
-// The cue sheets and the audio files in a file's folder, as the walk would find them.
-FolderSheets SheetsBeside(const std::string &path) {
-    const std::string folder = path.substr(0, path.rfind('/') + 1);
-    std::vector<SheetFile> sheets;
-    std::vector<std::string> songs;
-    std::error_code error;  // a folder that cannot be listed has no sheets
-    for (fs::directory_iterator at(folder, error), end; !error && at != end; at.increment(error)) {
-        const std::string name = at->path().filename();
-        std::error_code gone;
-        if (IsPassedOver(name) || !IsUtf8(name) || !at->is_regular_file(gone)) {
-            continue;
-        }
-        if (IsSheetName(name)) {
-            const auto size = at->file_size(gone);
-            sheets.push_back({name, gone ? 0 : static_cast<std::int64_t>(size), 0});
-        } else if (IsMusicName(name)) {
-            songs.push_back(name);
-        }
-    }
-    std::sort(sheets.begin(), sheets.end(),
-              [](const SheetFile &a, const SheetFile &b) { return a.name < b.name; });
-    std::sort(songs.begin(), songs.end());
-    return FolderSheets(folder, std::move(sheets), std::move(songs));
+    return nullptr;
 }
 
 void PrintSheet(const Song &song, const std::string &embedded) {
-    FolderSheets beside = SheetsBeside(song.path);
-    auto tracks = beside.Split(song).songs;
-    for (const std::string &problem : beside.TakeProblems()) {
-        Print("cue sheet problem", problem);
+    std::vector<VirtualSong> tracks;
+    if (const auto beside = SheetsBeside(song.path)) {
+        tracks = beside->Split(song).songs;
+        for (const std::string &problem : beside->TakeProblems()) {
+            Print("cue sheet problem", problem);
+        }
     }
     if (!embedded.empty()) {
         std::string problem;
@@ -212,17 +170,6 @@ int Inspect(const std::string &givenPath) {
     PrintAudio(*read.song);
     PrintNames(*read.song);
     PrintSheet(*read.song, read.embeddedCue);
-    std::string problem;
-    const auto stream = OpenStream(path, {}, problem);
-    if (!stream) {
-        return Skipped(problem);
-    }
-    const OpenedFile opened = OpenAudio(path, *stream);
-    PrintPictures(opened);
-    PrintTags(opened.file->properties());
-    for (const auto &tag : opened.moreTags) {
-        PrintTags(PropertiesOf(*tag));
-    }
     return std::cout.flush().good() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 

@@ -31,12 +31,6 @@ class UnknownFile : public TagLib::File {
 // Where the ID3v2 tags at the front end; 0 when there are none.
 long EndOfFrontId3(BoundedStream &stream);
 
-// The ID3v2 tags at the front but for the first `known` ones. The file reads from the stream.
-void AddFrontId3(TagLib::File &file, BoundedStream &stream, std::size_t known, Tags &tags);
-
-// The APE tag at the end, which may stand before an ID3v1 tag.
-void AddEndApe(TagLib::File &file, BoundedStream &stream, Tags &tags);
-
 // The texts of a tag under TagLib's common names: all of them for a kind that other formats borrow,
 // otherwise those that every kind has.
 TagLib::PropertyMap PropertiesOf(const TagLib::Tag &tag);

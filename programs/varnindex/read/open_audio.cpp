@@ -17,22 +17,17 @@
 #include <taglib/vorbisfile.h>
 #include <taglib/wavfile.h>
 #include <taglib/wavpackfile.h>
-#include <taglib/xingheader.h>
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <limits>
 #include <optional>
-#include <stdexcept>
 #include <utility>
 
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/dsd.h"
 #include "varnindex/read/frames.h"
-#include "varnindex/read/matroska.h"
 #include "varnindex/read/probe.h"
-#include "varnindex/read/riff.h"
 
 namespace varnindex {
 namespace {
@@ -48,15 +43,6 @@ template <typename File>
 std::unique_ptr<File> OpenWithFrames(BoundedStream &stream) {
     return std::make_unique<File>(&stream, Factory::instance(), true,
                                   TagLib::AudioProperties::Average);
-}
-
-Audio AudioOf(const TagLib::AudioProperties *properties) {
-    if (properties == nullptr) {
-        return {};
-    }
-    return {std::max(properties->lengthInMilliseconds(), 0),
-            std::int64_t{1000} * std::max(properties->bitrate(), 0),
-            std::max(properties->sampleRate(), 0), std::max(properties->channels(), 0)};
 }
 
 // TagLib merges the kinds of tags that a file has, and then does not tell what stands in which.
@@ -98,12 +84,10 @@ void SetLength(Audio &audio, std::int64_t milliseconds, std::int64_t bytes) {
     audio.bitRate = milliseconds > 0 ? std::min(bytes, kMostBytes) * 8000 / milliseconds : 0;
 }
 
-// Of plain samples, where TagLib does not know how many bytes they take.
-void SetLengthOfSamples(Audio &audio, std::optional<std::int64_t> bytes, int bitsPerSample) {
-    const std::int64_t rate = std::int64_t{bitsPerSample} * audio.channels * audio.sampleRate;
-    if (bytes && rate > 0) {
-        SetLength(audio, Milliseconds(static_cast<std::uint64_t>(*bytes) * 8, rate), *bytes);
-    }
+// A tag that TagLib's class for the format passes over.
+void AddId3(OpenedFile &opened, long position) {
+    opened.moreTags.push_back(
+        std::make_unique<TagLib::ID3v2::Tag>(opened.file.get(), position, Factory::instance()));
 }
 
 // Fills in what TagLib leaves open.
@@ -136,61 +120,14 @@ ByteRange SoundOf(TagLib::MPEG::File &mpeg, long begin, BoundedStream &stream) {
     return range;
 }
 
-// What a table in the first frame (Xing, VBRI) tells; none without one, and where the file was cut
-// off, or another file was appended.
-std::optional<Audio> AudioOfTable(BoundedStream &stream, const Frame &first, ByteRange sound,
-                                  bool &hasTable) {
-    const auto length = static_cast<unsigned long>(first.length);
-    const TagLib::MPEG::XingHeader table(stream.BlockAt(sound.begin, length));
-    hasTable = table.isValid();
-    const long told = static_cast<long>(table.totalSize());
-    if (!hasTable || std::abs(told - sound.Length()) > 4096 + sound.Length() / 128) {
-        return std::nullopt;
-    }
-    const double seconds =
-        static_cast<double>(first.samples) * table.totalFrames() / first.sampleRate;
-    return Audio{std::llround(seconds * 1000),
-                 std::llround(static_cast<double>(told) / seconds / 125) * 1000, first.sampleRate,
-                 first.channels};
-}
-
-Audio AudioOfFrames(BoundedStream &stream, const Frame &first, ByteRange sound) {
-    bool hasTable = false;
-    if (const auto told = AudioOfTable(stream, first, sound, hasTable)) {
-        return *told;
-    }
-    Audio audio{0, first.bitRate, first.sampleRate, first.channels};
-    if (!hasTable && HasOneBitRate(stream, sound)) {
-        const long bytes = EndOfLastFrame(stream, sound) - sound.begin;
-        audio.milliseconds = (bytes * 8000 + first.bitRate / 2) / first.bitRate;
-        return audio;
-    }
-    sound.begin += hasTable ? first.length : 0;
-    const Audio counted = CountFrames(stream, sound);
-    if (counted.milliseconds > 0) {
-        audio.milliseconds = counted.milliseconds;
-        audio.bitRate = counted.bitRate;
-    }
-    return audio;
-}
-
 OpenedFile OpenMpeg(BoundedStream &stream) {
-    static constexpr std::array kCodecs = {"mp1", "mp2", "mp3"};
     auto file = std::make_unique<TagLib::MPEG::File>(&stream, Factory::instance(), false);
     TagLib::MPEG::File &mpeg = *file;
     OpenedFile opened = Told(std::move(file), "mp3", stream);
     stream.AllowSearch();
-    long begin = EndOfFrontId3(stream);
-    if (!AreFramesAt(stream, begin)) {
-        begin = std::max(mpeg.firstFrameOffset(), 0L);
-    }
-    opened.sound = SoundOf(mpeg, begin, stream);
+    opened.sound = SoundOf(mpeg, std::max(mpeg.firstFrameOffset(), 0L), stream);
     opened.isMerged = mpeg.hasID3v1Tag() || mpeg.hasAPETag();
-    AddFrontId3(mpeg, stream, 1, opened.moreTags);
-    if (const auto first = FrameAt(stream, begin)) {
-        opened.codec = kCodecs[static_cast<std::size_t>(first->layer) - 1];
-        opened.audio = AudioOfFrames(stream, *first, opened.sound);
-    }
+    opened.audio = ReadFrames(mpeg, stream, opened.sound, opened.codec);
     return opened;
 }
 
@@ -200,7 +137,6 @@ OpenedFile OpenAdts(BoundedStream &stream) {
     const ByteRange sound = SoundOf(*file, EndOfFrontId3(stream), stream);
     OpenedFile opened = Told(std::move(file), "", stream);
     opened.sound = sound;
-    AddFrontId3(*opened.file, stream, 1, opened.moreTags);
     AddProbed(opened, stream, "aac");
     return opened;
 }
@@ -227,78 +163,35 @@ OpenedFile OpenOgg(BoundedStream &stream) {
 
 // ---- MP4 and Matroska --------------------------------------------------------------------------
 
-struct Atoms {
-    bool areTooMany = false;    // that hold others: TagLib reads atoms within atoms recursively
-    bool areFragments = false;  // the movie describes the first samples only
-    bool haveKeys = false;      // tags of a kind that TagLib does not read
-    long end = 0;               // of what TagLib needs: in front of the fragments
-};
-
-struct Atom {
-    TagLib::ByteVector name;
-    long size = 0;
-    long inner = 0;  // from its begin to the atoms in it; 0: it holds none
-};
-
-// None where no atom fits between the two offsets.
-std::optional<Atom> AtomAt(BoundedStream &stream, long at, long end) {
-    static const std::array<TagLib::ByteVector, 9> kHolders = {
-        "moov", "udta", "mdia", "ilst", "stbl", "minf", "moof", "traf", "trak"};
-    stream.seek(at, TagLib::IOStream::Beginning);
-    const TagLib::ByteVector head = stream.readBlock(16);
-    if (head.size() < 8) {
-        return std::nullopt;
-    }
-    const bool isWide = head.toUInt(0U) == 1 && head.size() == 16;
-    const long long size = isWide ? head.toLongLong(8U) : head.toUInt(0U);
-    if (size < 8 || size > end - at) {
-        return std::nullopt;
-    }
-    Atom atom{head.mid(4, 4), static_cast<long>(size)};
-    const bool holds = std::find(kHolders.begin(), kHolders.end(), atom.name) != kHolders.end();
-    // QuickTime leaves out the version of "meta".
-    atom.inner = atom.name == "meta"   ? (head.mid(12) == "hdlr" ? 8 : 12)
-                 : atom.name == "stsd" ? 16
-                 : holds               ? 8
-                                       : 0;
-    return atom;
-}
-
-Atoms LookAtAtoms(BoundedStream &stream) {
-    constexpr int kMostHolders = 1000;
-    Atoms atoms;
-    atoms.end = stream.length();
-    int holders = 0;
-    for (long at = 0; holders <= kMostHolders;) {
-        const auto atom = AtomAt(stream, at, stream.length());
-        if (!atom) {
+// Where the first fragment begins; the end of a file that is in one piece.
+long FirstFragment(BoundedStream &stream) {
+    constexpr int kMostAtoms = 1000;  // in front of it
+    long at = 0;
+    for (int i = 0; i < kMostAtoms; ++i) {
+        const TagLib::ByteVector head = stream.BlockAt(at, 16);
+        if (head.mid(4, 4) == "moof") {
+            return at;
+        }
+        const bool isWide = head.size() == 16 && head.toUInt(0U) == 1;
+        const long long size = isWide ? head.toLongLong(8U) : head.isEmpty() ? 0 : head.toUInt(0U);
+        if (size < 8 || size > stream.length() - at) {
             break;
         }
-        atoms.areFragments = atoms.areFragments || atom->name == "mvex";
-        atoms.haveKeys = atoms.haveKeys || atom->name == "keys";
-        if (atoms.areFragments && atom->name == "moof") {
-            atoms.end = at;
-            break;
-        }
-        holders += atom->inner > 0 ? 1 : 0;
-        at += atom->inner > 0 ? atom->inner : atom->size;
+        at += static_cast<long>(size);
     }
-    atoms.areTooMany = holders > kMostHolders;
-    return atoms;
+    return stream.length();
 }
 
-// TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such. It
-// takes one with more fragments than it may look at for damaged.
+// TagLib tells all of AAC and ALAC in files that are in one piece, and most files are such. Of
+// fragments it would read the first samples alone, and it passes over tags by keys. It reads atoms
+// within atoms recursively: what it may read here is much for a file, and little for its stack.
 OpenedFile OpenMp4(BoundedStream &stream) {
     using TagLib::MP4::Properties;
-    const Atoms atoms = LookAtAtoms(stream);
-    if (atoms.areTooMany) {
-        throw std::runtime_error("its atoms are nested too deep");
-    }
-    stream.seek(0, TagLib::IOStream::Beginning);
-    stream.AllowSearch();
+    constexpr unsigned long kMostInAtoms = 128UL << 10;
     const long length = stream.length();
-    stream.SetLength(atoms.end);
+    const long end = FirstFragment(stream);
+    stream.AllowSearch(kMostInAtoms);
+    stream.SetLength(end);
     auto file = Open<TagLib::MP4::File>(stream);
     stream.SetLength(length);
     const auto *const properties = file->audioProperties();
@@ -309,14 +202,29 @@ OpenedFile OpenMp4(BoundedStream &stream) {
                              : codec == Properties::ALAC ? "alac"
                                                          : "",
                              stream);
-    if (atoms.areFragments) {
+    if (end < length) {
         opened.audio.milliseconds = 0;
     }
-    const bool lacksTags = atoms.haveKeys && !isTagged;
-    if (opened.file->isValid() && (opened.codec.empty() || atoms.areFragments || lacksTags)) {
+    if (opened.file->isValid() && (opened.codec.empty() || end < length || !isTagged)) {
         AddProbed(opened, stream, "mov");
     }
     return opened;
+}
+
+// By its first cluster such a file is known again, whatever its tags are. All else is for ffprobe,
+// which does not tell this.
+long FirstCluster(BoundedStream &stream) {
+    constexpr std::string_view kMark = "\x1F\x43\xB6\x75";
+    constexpr long kBlock = 4096;
+    constexpr long kMostBefore = 64L << 20;
+    const long end = std::min(stream.length(), kMostBefore);
+    for (long at = 0; at < end; at += kBlock - static_cast<long>(kMark.size())) {
+        const std::string_view block = stream.At(at, kBlock);
+        if (const std::size_t found = block.find(kMark); found != block.npos) {
+            return at + static_cast<long>(found);
+        }
+    }
+    return 0;
 }
 
 OpenedFile OpenMatroska(BoundedStream &stream) {
@@ -338,31 +246,20 @@ OpenedFile OpenWav(BoundedStream &stream) {
                                            Tagged{0x0003, "pcm"},       Tagged{0x0006, "pcm_alaw"},
                                            Tagged{0x0007, "pcm_mulaw"}, Tagged{0x0011, "adpcm_ima"},
                                            Tagged{0x0055, "mp3"},       Tagged{0xFFFE, "pcm"}};
-    const auto bytes = MendSizes(stream, ChunkedKind::kWav);
     auto file = Open<TagLib::RIFF::WAV::File>(stream);
     const auto *audio = file->audioProperties();
     const int format = audio != nullptr ? audio->format() : 0;
     const auto *const known =
         std::find_if(kCodecs.begin(), kCodecs.end(),
                      [&](const Tagged &tagged) { return tagged.format == format; });
-    OpenedFile opened = Told(std::move(file), known != kCodecs.end() ? known->codec : "", stream);
-    if (opened.codec == "pcm") {
-        SetLengthOfSamples(opened.audio, bytes, audio->bitsPerSample());
-    }
-    return opened;
+    return Told(std::move(file), known != kCodecs.end() ? known->codec : "", stream);
 }
 
 // TagLib reads no texts in chunks of their own, which older programs write.
 OpenedFile OpenAiff(BoundedStream &stream) {
-    const auto bytes = MendSizes(stream, ChunkedKind::kAiff);
     auto file = Open<TagLib::RIFF::AIFF::File>(stream);
     const bool isTagged = file->hasID3v2Tag();
-    const auto *const audio = file->audioProperties();
-    const bool isPlain =
-        audio != nullptr && (!audio->isAiffC() || audio->compressionType() == "NONE");
-    const int bits = isPlain ? audio->bitsPerSample() : 0;
     OpenedFile opened = Told(std::move(file), "pcm", stream);
-    SetLengthOfSamples(opened.audio, bytes, bits);
     if (opened.audio.sampleRate > 0 && !isTagged) {
         AddProbed(opened, stream, "aiff");
     }
@@ -379,33 +276,34 @@ OpenedFile OpenAsf(BoundedStream &stream) {
     return Told(std::move(file), kCodecs[codec < kCodecs.size() ? codec : 0], stream);
 }
 
-// Formats with APE tags, in front of which programs put ID3v2 tags all the same.
+// Formats with APE tags, in front of which programs put an ID3v2 tag all the same.
 template <typename File>
 OpenedFile OpenApeTagged(BoundedStream &stream) {
     OpenedFile opened = Told(Open<File>(stream), "", stream);
-    AddFrontId3(*opened.file, stream, 0, opened.moreTags);
+    if (EndOfFrontId3(stream) > 0) {
+        AddId3(opened, 0);
+    }
     return opened;
 }
 
 OpenedFile OpenTrueAudio(BoundedStream &stream) {
+    constexpr long kFooter = 32;  // of an APE tag, which ffmpeg writes
     OpenedFile opened = Told(OpenWithFrames<TagLib::TrueAudio::File>(stream), "tta", stream);
-    AddFrontId3(*opened.file, stream, 1, opened.moreTags);
-    AddEndApe(*opened.file, stream, opened.moreTags);
+    const long footer = stream.length() - kFooter;
+    if (footer > 0 && stream.BlockAt(footer, 8) == "APETAGEX") {
+        opened.moreTags.push_back(std::make_unique<TagLib::APE::Tag>(opened.file.get(), footer));
+    }
     return opened;
 }
 
-template <std::optional<DsdFile> (*read)(BoundedStream &stream)>
+template <DsdFile (*read)(BoundedStream &stream)>
 OpenedFile OpenDsd(BoundedStream &stream) {
-    OpenedFile opened = Told(std::make_unique<UnknownFile>(stream), "dsd", stream);
-    if (const auto dsd = read(stream)) {
-        opened.codec = dsd->isCompressed ? "dst" : "dsd";
-        opened.audio = dsd->audio;
-        opened.sound = dsd->sound;
-        SetLength(opened.audio, dsd->audio.milliseconds, dsd->sound.Length());
-        if (dsd->tag > 0 && stream.BlockAt(dsd->tag, 3) == "ID3") {
-            opened.moreTags.push_back(std::make_unique<TagLib::ID3v2::Tag>(
-                opened.file.get(), dsd->tag, Factory::instance()));
-        }
+    const DsdFile dsd = read(stream);
+    OpenedFile opened{std::make_unique<UnknownFile>(stream), dsd.isCompressed ? "dst" : "dsd",
+                      dsd.sound.Length() > 0 ? dsd.audio : Audio(), dsd.sound};
+    SetLength(opened.audio, dsd.audio.milliseconds, dsd.sound.Length());
+    if (dsd.tag > 0 && stream.BlockAt(dsd.tag, 3) == "ID3") {
+        AddId3(opened, dsd.tag);
     }
     return opened;
 }
@@ -425,9 +323,9 @@ constexpr std::array kContainers = {
     Container{"flac", OpenFlac, "fLaC", 0, "flac"},
     Container{"ogg", OpenOgg, "OggS", 0, "ogg"},
     Container{"mp4", OpenMp4, "ftyp", 4},
-    Container{"wav", OpenWav, "WAVE", 8},
-    Container{"aiff", OpenAiff, "AIFF", 8},
-    Container{"aiff", OpenAiff, "AIFC", 8},
+    Container{"wav", OpenWav, "WAVE", 8, "wav"},
+    Container{"aiff", OpenAiff, "AIFF", 8, "aiff"},
+    Container{"aiff", OpenAiff, "AIFC", 8, "aiff"},
     Container{"asf", OpenAsf, "\x30\x26\xB2\x75\x8E\x66\xCF\x11"},
     Container{"ape", OpenApeTagged<TagLib::APE::File>, "MAC ", 0, nullptr, "ape"},
     Container{"mpc", OpenApeTagged<TagLib::MPC::File>, "MPCK", 0, nullptr, "musepack"},
@@ -477,9 +375,8 @@ OpenedFile OpenAudio(std::string_view name, BoundedStream &stream) {
     stream.seek(0, TagLib::IOStream::Beginning);
     stream.AllowSearch();
     OpenedFile opened = container->open(stream);
-    // What was written to a pipe.
-    if (opened.audio.milliseconds == 0 && opened.audio.sampleRate > 0 &&
-        container->probed != nullptr) {
+    // What was written to a pipe, or cut off.
+    if (opened.audio.milliseconds == 0 && container->probed != nullptr) {
         AddProbed(opened, stream, container->probed);
     }
     opened.container = container->name;

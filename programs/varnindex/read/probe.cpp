@@ -140,13 +140,6 @@ void AddCover(const BoundedStream &stream, const char *format, const Json::Value
     tags.addPicture(picture.release());  // the tags own it
 }
 
-// Matroska may have an artist for the album only.
-void FillArtist(XiphComment &tags) {
-    if (!tags.contains("ARTIST") && tags.contains("ALBUMARTIST")) {
-        tags.addField("ARTIST", tags.fieldListMap()["ALBUMARTIST"].front());
-    }
-}
-
 }  // namespace
 
 Probed Probe(const BoundedStream &stream, const char *format, Cover cover) {
@@ -171,7 +164,6 @@ Probed Probe(const BoundedStream &stream, const char *format, Cover cover) {
     }
     AddTags(told["format"]["tags"], *probed.tags);
     AddTags((*sound)["tags"], *probed.tags);
-    FillArtist(*probed.tags);
     if (cover == Cover::kTake) {
         AddCover(stream, format, streams, *probed.tags);
     }

@@ -11,8 +11,8 @@
 namespace varnindex {
 namespace {
 
-// A song holds some hundred bytes, but a cue sheet with a hundred tracks and long texts millions.
-constexpr std::size_t kMostDoneBytes = 8U << 20;
+// Songs and tracks that wait to be taken. A cue sheet may have a thousand tracks with long texts.
+constexpr std::size_t kMostDone = 1000;
 
 // By a sheet beside the song, or else the one in its tags.
 void AddTracks(ReadWork &read) {
@@ -51,27 +51,6 @@ void AddStars(ReadWork &read) {
 
 }  // namespace
 
-std::size_t TextBytes(const Song &song) {
-    std::size_t bytes = song.path.size() + song.comment.size();
-    for (const std::string *text : {&song.title, &song.titleSort, &song.album, &song.albumSort,
-                                    &song.artist, &song.artistSort, &song.albumArtist,
-                                    &song.albumArtistSort, &song.composer, &song.composerSort}) {
-        bytes += text->size();
-    }
-    for (const std::string &genre : song.genres) {
-        bytes += 2 * genre.size();
-    }
-    return bytes + song.stars.size() * sizeof(Star);
-}
-
-std::size_t TextBytes(const Song &song, const std::vector<VirtualSong> &tracks) {
-    std::size_t bytes = TextBytes(song);
-    for (const VirtualSong &track : tracks) {
-        bytes += TextBytes(track.song) + track.sheetPath.size();
-    }
-    return bytes;
-}
-
 Readers::Readers(unsigned threads, Pictures pictures) : pictures_(pictures) {
     for (unsigned i = 0; i < std::max(threads, 1U); ++i) {
         threads_.emplace_back([this] { Run(); });
@@ -99,8 +78,8 @@ ReadWork Readers::Take() {
     std::unique_lock lock(guard_);
     slotDone_.wait(lock, [this] { return slots_.front().done; });
     ReadWork read = std::move(slots_.front().read);
-    const bool wasFull = doneBytes_ >= kMostDoneBytes;
-    doneBytes_ -= slots_.front().bytes;
+    const bool wasFull = done_ >= kMostDone;
+    done_ -= 1 + read.tracks.size();
     slots_.pop_front();
     --begun_;
     lock.unlock();
@@ -117,9 +96,7 @@ void Readers::Run() {
         lock.unlock();
         Read(slot->read, cover);
         lock.lock();
-        slot->bytes =
-            slot->read.result.song ? TextBytes(*slot->read.result.song, slot->read.tracks) : 0;
-        doneBytes_ += slot->bytes;
+        done_ += 1 + slot->read.tracks.size();
         slot->done = true;
         if (slot == &slots_.front()) {
             slotDone_.notify_one();
@@ -131,7 +108,7 @@ void Readers::Run() {
 // is short: nothing else frees any.
 Readers::Slot *Readers::NextSlot(std::unique_lock<std::mutex> &lock) {
     workCame_.wait(lock, [this] {
-        return ended_ || (begun_ < slots_.size() && (doneBytes_ < kMostDoneBytes || begun_ == 0));
+        return ended_ || (begun_ < slots_.size() && (done_ < kMostDone || begun_ == 0));
     });
     return ended_ ? nullptr : &slots_[begun_++];
 }

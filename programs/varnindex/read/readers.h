@@ -1,5 +1,5 @@
-// Reads audio files on all cores, and hands the songs out in the order in which they were asked
-// for.
+// Reads audio files on all cores: in come files with what the library knows of them, out come songs
+// with their tracks, or the reason why there is none, in the order in which they were asked for.
 #pragma once
 
 #include <condition_variable>
@@ -56,7 +56,6 @@ class Readers {
     struct Slot {
         ReadWork read;
         bool done = false;
-        std::size_t bytes = 0;
     };
 
     void Run();
@@ -67,15 +66,11 @@ class Readers {
     std::mutex guard_;  // of all that follows; a slot that is being read is its thread's alone
     std::condition_variable workCame_;
     std::condition_variable slotDone_;
-    std::deque<Slot> slots_;     // a deque, whose elements stay where they are
-    std::size_t begun_ = 0;      // slots at the front that a thread has taken
-    std::size_t doneBytes_ = 0;  // of the slots that wait to be taken
+    std::deque<Slot> slots_;  // a deque, whose elements stay where they are
+    std::size_t begun_ = 0;   // slots at the front that a thread has taken
+    std::size_t done_ = 0;    // songs and tracks of the slots that wait to be taken
     bool ended_ = false;
     std::vector<std::jthread> threads_;  // last: they end before what they use
 };
-
-// Bytes of text in a song.
-std::size_t TextBytes(const Song &song);
-std::size_t TextBytes(const Song &song, const std::vector<VirtualSong> &tracks);
 
 }  // namespace varnindex

@@ -11,10 +11,7 @@
 namespace varnindex {
 namespace {
 
-// More in one folder is no music.
-constexpr std::size_t kMostSheets = 1000;
-constexpr std::size_t kMostFiles = 10'000;
-constexpr std::size_t kMostBytes = 16U << 20;
+constexpr std::size_t kMostBytes = 16U << 20;  // more in one folder is no music
 
 std::string_view BaseName(std::string_view name) {
     return name.substr(0, name.rfind('.'));
@@ -32,9 +29,10 @@ bool Splits(const CueFile &file) {
 }
 
 // Takes what it reads from `bytesLeft`.
-CueResult ReadSheet(const std::string &path, const SeenFile &seen, std::size_t &bytesLeft) {
-    CueResult result;
-    const auto stream = OpenStream(path, seen, result.problem);
+CueResult ReadSheet(const std::string &folder, const SheetFile &file, std::size_t &bytesLeft) {
+    CueResult result{std::nullopt, file.problem};
+    const auto stream =
+        file.problem.empty() ? OpenStream(folder + file.name, file.seen, result.problem) : nullptr;
     if (!stream) {
         return result;
     }
@@ -71,9 +69,7 @@ FolderSheets::FolderSheets(std::string folder, std::vector<SheetFile> sheets,
     : folder_(std::move(folder)),
       sheets_(std::move(sheets)),
       songs_(std::move(songs)),
-      stamp_(StampOf(sheets_, songs_)),
-      bytesLeft_(kMostBytes),
-      filesLeft_(kMostFiles) {}
+      stamp_(StampOf(sheets_, songs_)) {}
 
 void FolderSheets::ReadOnce() {
     std::call_once(read_, [this] { ReadAll(); });
@@ -89,14 +85,9 @@ SplitSongs FolderSheets::Split(const Song &song) {
     return SplitSong(song, *part.sheet, part.file, folder_ + part.name);
 }
 
-bool FolderSheets::IsUnusable(const std::string &sheetName) {
+bool FolderSheets::HasProblem() {
     ReadOnce();
-    return unusable_.contains(sheetName);
-}
-
-bool FolderSheets::HasUnusable() {
-    ReadOnce();
-    return !unusable_.empty();
+    return hasProblem_;
 }
 
 std::vector<std::string> FolderSheets::TakeProblems() {
@@ -104,79 +95,44 @@ std::vector<std::string> FolderSheets::TakeProblems() {
     return std::exchange(problems_, {});
 }
 
-std::vector<std::string> FolderSheets::TakeProblemsWithoutSongs() {
-    if (!songs_.empty()) {
-        return {};
-    }
-    ReadOnce();
-    return TakeProblems();
-}
-
 void FolderSheets::ReadAll() {
     const std::lock_guard lock(guard_);
     const AudioNames names(songs_);
-    for (std::size_t i = 0; i < sheets_.size(); ++i) {
-        if (i < kMostSheets) {
-            ReadOne(sheets_[i], names);
-        } else {
-            unusable_.insert(sheets_[i].name);
+    std::size_t bytesLeft = kMostBytes;
+    for (const SheetFile &file : sheets_) {
+        CueResult result = ReadSheet(folder_, file, bytesLeft);
+        const std::string problem =
+            result.sheet
+                ? Use(std::make_shared<const CueSheet>(std::move(*result.sheet)), file.name, names)
+                : "not used, " + result.problem;
+        if (!problem.empty()) {
+            problems_.push_back(Printable(folder_ + file.name) + ": " + problem);
         }
     }
-    if (sheets_.size() > kMostSheets) {
-        problems_.push_back(Printable(folder_) + ": only the first " + std::to_string(kMostSheets) +
-                            " of its " + std::to_string(sheets_.size()) + " cue sheets are used");
-    }
+    hasProblem_ = !problems_.empty();
 }
 
-void FolderSheets::Refuse(const SheetFile &file, const std::string &problem) {
-    unusable_.insert(file.name);
-    problems_.push_back(Printable(folder_ + file.name) + ": " + problem);
-}
-
-void FolderSheets::ReadOne(const SheetFile &file, const AudioNames &names) {
-    if (!file.problem.empty()) {
-        return Refuse(file, "not used, " + file.problem);
-    }
-    CueResult result = ReadSheet(folder_ + file.name, file.seen, bytesLeft_);
-    if (!result.sheet) {
-        return Refuse(file, "not used, " + result.problem);
-    }
-    if (result.sheet->files.size() > filesLeft_) {
-        return Refuse(file, "not used, the cue sheets of its folder have too many FILE lines");
-    }
-    filesLeft_ -= result.sheet->files.size();
-    UseFiles(std::make_shared<const CueSheet>(std::move(*result.sheet)), file, names);
-}
-
-void FolderSheets::UseFiles(const std::shared_ptr<const CueSheet> &sheet, const SheetFile &file,
-                            const AudioNames &names) {
-    std::vector<std::string> missing;
+// Several sheets for one song: the one that is named after it, else the first by name. Returns what
+// is wrong, for a person.
+std::string FolderSheets::Use(const std::shared_ptr<const CueSheet> &sheet,
+                              const std::string &sheetName, const AudioNames &names) {
+    std::size_t missing = 0;
+    std::string problem;
     for (std::size_t i = 0; i < sheet->files.size(); ++i) {
-        if (!Splits(sheet->files[i])) {
-            continue;
+        const CueFile &file = sheet->files[i];
+        const auto song = Splits(file) ? names.Find(file.name, sheetName) : std::nullopt;
+        if (song) {
+            const auto [known, isFirst] = uses_.try_emplace(*song, Part{sheet, i, sheetName});
+            if (!isFirst && IsNamedAfter(sheetName, *song) &&
+                !IsNamedAfter(known->second.name, *song)) {
+                known->second = {sheet, i, sheetName};
+            }
+        } else if (Splits(file) && missing++ == 0) {
+            problem =
+                "no use for its file \"" + Printable(file.name) + "\", which is not beside it";
         }
-        if (const auto song = names.Find(sheet->files[i].name, file.name)) {
-            Use({sheet, i, file.name}, *song);
-        } else {
-            missing.push_back(sheet->files[i].name);
-        }
     }
-    if (!missing.empty()) {
-        const std::size_t more = missing.size() - 1;
-        Refuse(file,
-               "no use for its file \"" + Printable(missing.front()) + "\"" +
-                   (more > 0 ? " and " + std::to_string(more) + " more, which are not beside it"
-                             : ", which is not beside it"));
-    }
-}
-
-// Several sheets for one song: the one that is named after it, else the first by name.
-void FolderSheets::Use(const Part &part, const std::string &song) {
-    const auto [known, isFirst] = uses_.try_emplace(song, part);
-    if (!isFirst && known->second.name != part.name && IsNamedAfter(part.name, song) &&
-        !IsNamedAfter(known->second.name, song)) {
-        known->second = part;
-    }
+    return missing > 1 ? problem + ", nor are " + std::to_string(missing - 1) + " others" : problem;
 }
 
 SplitSongs SplitByEmbedded(const Song &song, const std::string &text, std::string &problem) {

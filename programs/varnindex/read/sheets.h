@@ -1,4 +1,5 @@
-// The cue sheets of one folder, and which audio files they split.
+// The cue sheets of one folder: in come their names and those of the audio files, out go the tracks
+// that they make of each song.
 #pragma once
 
 #include <cstddef>
@@ -6,11 +7,10 @@
 #include <map>
 #include <memory>
 #include <mutex>
-#include <set>
 #include <string>
 #include <vector>
 
-#include "varnindex/observe/seen_file.h"
+#include "varnindex/observe/file_facts.h"
 #include "varnindex/read/audio_names.h"
 #include "varnindex/read/cue.h"
 #include "varnindex/read/split.h"
@@ -26,8 +26,8 @@ struct SheetFile {
     SeenFile seen = {};
 };
 
-// Reads the sheets on the first question about their contents: the first thousand of a folder,
-// within bounds for their bytes and FILE lines. Any thread may call all but the constructor.
+// Reads the sheets on the first question about their contents, 16 MiB of them. Any thread may call
+// all but the constructor.
 class FolderSheets {
   public:
     // `folder` with "/" at its end, `songs` the names of its audio files, both lists in order.
@@ -39,16 +39,12 @@ class FolderSheets {
     // The tracks that a sheet makes of a song; none when no sheet splits it.
     SplitSongs Split(const Song &song);
 
-    // True for the name of a sheet that cannot be used, or not for all files that it names: what it
-    // has split before may still be so.
-    bool IsUnusable(const std::string &sheetName);
-    bool HasUnusable();
+    // True when a sheet cannot be used, or not for all files that it names: what it has split
+    // before may still be so.
+    bool HasProblem();
 
     // What is wrong with the sheets, for a person; each is handed out once.
     std::vector<std::string> TakeProblems();
-
-    // The same where no song will ask for the sheets; nothing where one will.
-    std::vector<std::string> TakeProblemsWithoutSongs();
 
   private:
     struct Part {
@@ -59,11 +55,8 @@ class FolderSheets {
 
     void ReadOnce();
     void ReadAll();
-    void ReadOne(const SheetFile &file, const AudioNames &names);
-    void UseFiles(const std::shared_ptr<const CueSheet> &sheet, const SheetFile &file,
-                  const AudioNames &names);
-    void Use(const Part &part, const std::string &song);
-    void Refuse(const SheetFile &file, const std::string &problem);
+    std::string Use(const std::shared_ptr<const CueSheet> &sheet, const std::string &sheetName,
+                    const AudioNames &names);
 
     std::string folder_;
     std::vector<SheetFile> sheets_;
@@ -71,9 +64,7 @@ class FolderSheets {
     std::int64_t stamp_;
     std::once_flag read_;
     std::map<std::string, Part> uses_;  // by a song's name; written by ReadAll only
-    std::set<std::string> unusable_;    // names of sheets; the same
-    std::size_t bytesLeft_;             // that ReadAll may read; the same
-    std::size_t filesLeft_;             // FILE lines; the same
+    bool hasProblem_ = false;           // the same
     std::mutex guard_;
     std::vector<std::string> problems_;
 };

@@ -14,12 +14,10 @@ namespace {
 
 constexpr unsigned long kLargestBlock = 17UL << 20;  // a picture of 16 MiB and its tag
 constexpr unsigned long kLargeBlock = 1UL << 20;     // one at a time from here on
-constexpr unsigned long kMostLoaded = 256UL << 20;
 
 // TagLib looks for the first audio frame in blocks of this size, to the end of the file.
 constexpr unsigned long kSmallBlock = 4096;
 constexpr unsigned long kWindow = 4 * kSmallBlock;
-constexpr unsigned long kMostSearched = 4UL << 20;
 
 // Chapters may hold chapters, which TagLib reads recursively.
 constexpr std::size_t kMostChapters = 1000;
@@ -39,16 +37,15 @@ bool HasTooManyChapters(const TagLib::ByteVector &block) {
 }  // namespace
 
 bool BoundedStream::IsWithinBounds(unsigned long wanted) {
-    unsigned long &sum = wanted <= kSmallBlock ? searched_ : loaded_;
-    const unsigned long most = wanted <= kSmallBlock ? kMostSearched : kMostLoaded;
+    unsigned long &left = wanted <= kSmallBlock ? searchLeft_ : loadLeft_;
     if (wanted > kLargestBlock) {
         return false;
     }
-    if (sum + wanted > most) {
-        sum = most;  // nor anything smaller: a search would find what it has not looked for
+    if (wanted > left) {
+        left = 0;  // nor anything smaller: a search would find what it has not looked for
         return false;
     }
-    sum += wanted;
+    left -= wanted;
     return true;
 }
 
@@ -119,20 +116,7 @@ unsigned long BoundedStream::ReadAt(long position, char *out, unsigned long want
         }
         done += static_cast<unsigned long>(std::max<ssize_t>(got, 0));
     }
-    for (const Shown &shown : shown_) {
-        for (unsigned i = 0; i < shown.bytes.size(); ++i) {
-            const long at = shown.position + static_cast<long>(i) - position;
-            if (at >= 0 && at < static_cast<long>(done)) {
-                out[at] = shown.bytes[i];
-            }
-        }
-    }
     return done;
-}
-
-void BoundedStream::ShowInstead(long position, const TagLib::ByteVector &bytes) {
-    shown_.push_back({position, bytes});
-    windows_ = {};
 }
 
 void BoundedStream::seek(long offset, Position from) {

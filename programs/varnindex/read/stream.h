@@ -10,10 +10,9 @@
 #include <string>
 #include <string_view>
 #include <utility>
-#include <vector>
 
 #include "varnindex/descriptor.h"
-#include "varnindex/observe/seen_file.h"
+#include "varnindex/observe/file_facts.h"
 
 namespace varnindex {
 
@@ -50,14 +49,11 @@ class BoundedStream : public TagLib::IOStream {
     // The open file, as long as this object lives.
     int File() const { return descriptor_.Get(); }
 
-    // Shows these bytes in place of those of the file. Before what is there is read.
-    void ShowInstead(long position, const TagLib::ByteVector &bytes);
-
     // From here on the file seems to have this length, which is none longer than its own.
     void SetLength(long length) { length_ = length; }
 
-    // From here on TagLib may search as far as in a stream that was just opened.
-    void AllowSearch() { searched_ = 0; }
+    // From here on TagLib may read so many bytes in small blocks, as it does to search.
+    void AllowSearch(unsigned long most = kMostSearched) { searchLeft_ = most; }
 
     // True when it has ended early.
     bool WasCutShort() const { return cutShort_; }
@@ -66,6 +62,9 @@ class BoundedStream : public TagLib::IOStream {
     bool HasFailed() const { return failed_; }
 
   private:
+    static constexpr unsigned long kMostSearched = 4UL << 20;
+    static constexpr unsigned long kMostLoaded = 256UL << 20;
+
     bool IsWithinBounds(unsigned long wanted);
     unsigned long ReadAt(long position, char *out, unsigned long wanted);
 
@@ -76,10 +75,6 @@ class BoundedStream : public TagLib::IOStream {
         std::size_t size = 0;
         std::unique_ptr<char[]> bytes = {};
     };
-    struct Shown {
-        long position;
-        TagLib::ByteVector bytes;
-    };
 
     Descriptor descriptor_;
     std::string path_;
@@ -87,9 +82,8 @@ class BoundedStream : public TagLib::IOStream {
     long length_;
     long position_ = 0;
     std::array<Window, 4> windows_;
-    std::vector<Shown> shown_;
-    unsigned long searched_ = 0;  // bytes of small blocks
-    unsigned long loaded_ = 0;    // bytes of the others
+    unsigned long searchLeft_ = kMostSearched;  // bytes of small blocks
+    unsigned long loadLeft_ = kMostLoaded;      // bytes of the others
     bool cutShort_ = false;
     bool failed_ = false;
     std::unique_lock<std::mutex> turn_;

@@ -1,6 +1,7 @@
 #include "varnindex/read/tags.h"
 
 #include <taglib/asffile.h>
+#include <taglib/flacfile.h>
 #include <taglib/mp4file.h>
 #include <taglib/tag.h>
 #include <taglib/tdebuglistener.h>
@@ -14,9 +15,9 @@
 #include <map>
 #include <string_view>
 
+#include "varnindex/hash.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/cue.h"
-#include "varnindex/read/fingerprint.h"
 #include "varnindex/read/names.h"
 #include "varnindex/read/open_audio.h"
 #include "varnindex/read/pictures.h"
@@ -127,15 +128,6 @@ ReplayGain ReadGain(const Tags &tags) {
             Decimal(First(tags, kGainKeys[2])), Decimal(First(tags, kGainKeys[3]))};
 }
 
-// ID3v2 has two genres without a number, which TagLib leaves as they are.
-std::vector<std::string> Genres(const Tags &tags) {
-    std::vector<std::string> genres = Values(tags, "GENRE");
-    for (std::string &genre : genres) {
-        genre = genre == "RX" ? "Remix" : genre == "CR" ? "Cover" : genre;
-    }
-    return genres;
-}
-
 void ReadTags(const Tags &tags, Song &song) {
     song.title = Name(tags, "TITLE");
     song.album = Name(tags, "ALBUM");
@@ -145,7 +137,7 @@ void ReadTags(const Tags &tags, Song &song) {
         song.albumArtist = song.albumArtist.empty() ? Name(tags, key) : song.albumArtist;
     }
     song.composer = Name(tags, "COMPOSER");
-    song.genres = CleanGenres(Genres(tags));
+    song.genres = CleanGenres(Values(tags, "GENRE"));
     song.comment = CleanComment(First(tags, "COMMENT"));
     for (const char *key : {"DATE", "RELEASEDATE", "ORIGINALDATE"}) {
         song.year = song.year == 0 ? LeadingNumber(First(tags, key).substr(0, 4)) : song.year;
@@ -187,6 +179,33 @@ void ReadAudio(const Audio &audio, Song &song) {
 std::string EmbeddedCue(const Tags &tags) {
     std::string text = First(tags, "CUESHEET");
     return text.size() <= kMaxCueBytes ? text : std::string();
+}
+
+// What a file is known by when it was moved or renamed: a hash of the length of the sound and of
+// some blocks of it.
+std::int64_t Fingerprint(const OpenedFile &opened, BoundedStream &stream) {
+    constexpr long kBlock = 4096;
+    Hasher hash;
+    // The encoder of FLAC has stored a checksum of all samples.
+    if (auto *const flac = dynamic_cast<TagLib::FLAC::File *>(opened.file.get());
+        flac != nullptr && flac->audioProperties() != nullptr) {
+        const TagLib::ByteVector md5 = flac->audioProperties()->signature();
+        const bool isSet = std::any_of(md5.begin(), md5.end(), [](char c) { return c != 0; });
+        if (isSet) {
+            return hash.Add(std::string_view(md5.data(), md5.size())).Value();
+        }
+    }
+    const ByteRange sound = opened.sound;
+    hash.Add(sound.Length());
+    const auto add = [&](long begin) {
+        const long wanted = std::clamp(sound.end - begin, 0L, kBlock);
+        hash.Add(stream.At(begin, static_cast<unsigned long>(wanted)));
+    };
+    for (const long begin : sound.Thirds()) {
+        add(begin);
+    }
+    add(std::max(sound.end - kBlock, sound.begin));
+    return hash.Value();
 }
 
 // Not damaged for good: the disk fails, or a program is writing the file.

@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "varnindex/observe/seen_file.h"
+#include "varnindex/observe/file_facts.h"
 #include "varnindex/song.h"
 
 namespace varnindex {

@@ -1,4 +1,6 @@
-// What is to be done outside of the database for songs that have moved or gone.
+// What is to be done outside of the database for songs that have moved or gone: in come lines that
+// tell of them, written with their rows; out go rating records and lists of shared songs that are
+// right again.
 //
 // Rating records lie beside the songs, on disks that may be slow or asleep, and lists of shared
 // songs are files, which take no part in a transaction. So the table "outbox" is written together

@@ -37,29 +37,21 @@ std::optional<std::string> EaDirOf(const std::string &path) {
     return folder.data();
 }
 
-std::string_view Trimmed(std::string_view text) {
-    constexpr std::string_view kBlanks = " \t\r";
-    const std::size_t first = text.find_first_not_of(kBlanks);
-    return first == text.npos ? std::string_view()
-                              : text.substr(first, text.find_last_not_of(kBlanks) - first + 1);
-}
-
 // A line key=value or key="value".
 std::optional<Star> ParseLine(std::string_view line) {
-    const std::size_t equals = line.find('=');
-    if (equals == line.npos) {
-        return std::nullopt;
-    }
-    std::string_view value = Trimmed(line.substr(equals + 1));
-    if (value.starts_with('"')) {
-        value = Trimmed(value.substr(1, value.find('"', 1) - 1));
-    }
-    const auto user = varn::WholeNumber<int>(Trimmed(line.substr(0, equals)));
-    const auto stars = varn::WholeNumber<int>(value);
-    if (!user || !stars || *stars < 1 || *stars > kMostStars) {
-        return std::nullopt;
-    }
-    return Star{*user, *stars};
+    constexpr std::string_view kBetween = " \t=\"";
+    constexpr std::string_view kAfter = " \t\r\"";
+    Star star;
+    const std::size_t size = line.size();
+    star.userid = varn::TakeNumber<int>(line);
+    const bool isUser = line.size() < size && star.userid >= 0;
+    const std::size_t begin = std::min(line.find_first_not_of(kBetween), line.size());
+    const bool isPair = isUser && line.substr(0, begin).find('=') != line.npos;
+    line.remove_prefix(begin);
+    star.stars = varn::TakeNumber<int>(line);
+    const bool isWhole = line.find_first_not_of(kAfter) == line.npos;
+    return isPair && isWhole && star.stars >= 1 && star.stars <= kMostStars ? std::optional(star)
+                                                                            : std::nullopt;
 }
 
 }  // namespace

@@ -1,4 +1,6 @@
-// Keeps the library in step with the folders for as long as the process runs.
+// Keeps the library in step with the folders for as long as the process runs: in come changes that
+// the system and the library tell, gathered until it is quiet for a moment. Out go scans of the
+// paths that have changed, or of everything.
 #pragma once
 
 #include <functional>

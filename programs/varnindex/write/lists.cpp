@@ -163,11 +163,6 @@ void Lists::AddFound(const Work &work) {
         reporter_.Tell("changed", work.path);
         ++counts.changed;
     }
-    if (work.sheets && !isSame) {
-        for (const std::string &problem : work.sheets->TakeProblemsWithoutSongs()) {
-            reporter_.Warn(problem);
-        }
-    }
     if (!isSame || work.known.contents == 0) {
         const std::string name = NameOf(work.path);
         foundTable_.Add(isNew, work.userid, work.path, CleanName(name.substr(0, name.rfind('.'))),
@@ -181,7 +176,7 @@ void Lists::AddGone(const KnownRow &row, std::optional<std::size_t> folder) {
                    folder);
 }
 
-void Lists::Settle(std::vector<KeptRows> &emptied, const Question &isBack) {
+void Lists::Settle(std::vector<std::size_t> &emptied, const Question &isBack) {
     const bool isAnyFound = foundTable_.Flush();
     if (goneTable_.Flush()) {
         KeepThoseBack(isBack);
@@ -228,12 +223,12 @@ void Lists::FindMoved() {
     }
 }
 
-void Lists::CountLeft(std::vector<KeptRows> &emptied) {
+void Lists::CountLeft(std::vector<std::size_t> &emptied) {
     for (const varn::Row row : database_.Query(
              "SELECT path, coalesce(folder, -1) AS folder FROM gone_list g WHERE NOT EXISTS"
              " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"")) {
         if (const auto folder = row.Number("folder"); folder >= 0) {
-            ++emptied.at(static_cast<std::size_t>(folder)).lists;
+            ++emptied.at(static_cast<std::size_t>(folder));
         } else {
             reporter_.Tell("removed", row.Text("path"));
             ++CountsOf(row.Text("path")).removed;

@@ -44,7 +44,7 @@ class Lists {
     // After all of these: finds out what has moved. A row stays when `isBack` says so. Tells how many
     // lists of each emptied folder were not found elsewhere.
     using Question = std::function<bool(const KnownRow &row)>;
-    void Settle(std::vector<KeptRows> &emptied, const Question &isBack);
+    void Settle(std::vector<std::size_t> &emptied, const Question &isBack);
 
     // Writes the rows, in one transaction.
     void Store();
@@ -55,7 +55,7 @@ class Lists {
   private:
     void KeepThoseBack(const Question &isBack);
     void FindMoved();
-    void CountLeft(std::vector<KeptRows> &emptied);
+    void CountLeft(std::vector<std::size_t> &emptied);
     ListCounts &CountsOf(const std::string &path);
 
     Database &database_;

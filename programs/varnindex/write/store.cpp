@@ -5,16 +5,15 @@
 #include <string>
 #include <utility>
 
+#include "varn/path.h"
 #include "varn/sql.h"
 #include "varnindex/copy_line.h"
-#include "varnindex/read/readers.h"
 #include "varnindex/settle/outbox.h"
 
 namespace varnindex {
 namespace {
 
 constexpr std::size_t kBatchRows = 1000;
-constexpr std::size_t kBatchBytes = 4U << 20;
 
 // The changed rows of a batch pass through this table, which each commit empties.
 const std::string kCreateStaging =
@@ -48,6 +47,14 @@ constexpr const char kKnownTracks[] =
     "SELECT i.file_track AS file, v.track AS number, v.id FROM virtual_info_track i"
     " JOIN track v ON v.id = i.track WHERE i.file_track = ANY ('{@VARN:NEVAR}') ORDER BY v.id";
 
+// Their sheet is in the song still, or beside it.
+constexpr const char kMoveSheets[] =
+    "UPDATE virtual_info_track i SET cue_sheet_path = CASE WHEN cue_sheet_path = t.path"
+    " THEN '@VARN:VAR' ELSE '@VARN:VAR/' || regexp_replace(cue_sheet_path, '^.*/', '') END"
+    " FROM track t WHERE t.id = i.track AND t.id = ANY ('{@VARN:NEVAR}')";
+constexpr const char kMoveTracks[] =
+    "UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT WHERE id = ANY ('{@VARN:NEVAR}')";
+
 constexpr const char *kRenewStatistics =
     "ANALYZE track, album_track, artist_track, composer_track, genre_track, replaygain_track,"
     " virtual_info_track, directory, personal_directory, playlist, personal_playlist, song_text,"
@@ -60,7 +67,6 @@ std::string CopyInto(const char *table) {
 }  // namespace
 
 void Store::Write(int id, Song song, std::vector<VirtualSong> tracks) {
-    next_.bytes += TextBytes(song, tracks);
     Item &item = next_.items.emplace_back();
     item.id = id;
     item.song = std::move(song);
@@ -68,29 +74,28 @@ void Store::Write(int id, Song song, std::vector<VirtualSong> tracks) {
         track.song.userid = item.song.userid;
         item.tracks.push_back({std::move(track), 0});
     }
-    FlushIfFull();
+    AddRows(1 + tracks.size());
 }
 
-void Store::WriteWithItsTracks(int id, Song song, const std::string &sheetPath) {
-    next_.bytes += TextBytes(song) + sheetPath.size();
-    next_.items.push_back({id, std::move(song), {}, sheetPath});
-    FlushIfFull();
+void Store::WriteWithItsTracks(int id, Song song) {
+    next_.items.push_back({id, std::move(song), {}, true});
+    AddRows(1);
 }
 
 void Store::Remove(int id) {
     next_.removed.push_back(id);
-    FlushIfFull();
+    AddRows(1);
 }
 
 void Store::Restamp(int id, std::int64_t sheetStamp) {
     next_.stamps += (next_.stamps.empty() ? "(" : ",(") + std::to_string(id) + ",'" +
                     std::to_string(sheetStamp) + "'::bigint)";
-    FlushIfFull();
+    AddRows(1);
 }
 
-void Store::FlushIfFull() {
-    if (next_.items.size() + next_.removed.size() >= kBatchRows ||
-        next_.bytes + next_.stamps.size() >= kBatchBytes) {
+void Store::AddRows(std::size_t count) {
+    next_.rows += count;
+    if (next_.rows >= kBatchRows) {
         HandOver();
     }
 }
@@ -107,8 +112,7 @@ void Store::HandOver() {
         written_.get();
     }
     batch_ = std::exchange(next_, {});
-    const bool isEmpty = batch_.items.empty() && batch_.removed.empty() && batch_.stamps.empty();
-    if (isEmpty || writes_ == Writes::kNone) {
+    if (batch_.rows == 0 || writes_ == Writes::kNone) {
         return;
     }
     if (own_) {
@@ -170,7 +174,7 @@ void Store::MatchTracks() {
             std::find_if(item->tracks.begin(), item->tracks.end(), [&](const Track &track) {
                 return track.id == 0 && track.virtualSong.song.track == row.Number("number");
             });
-        if (!item->keptSheet.empty()) {
+        if (item->keepsTracks) {
             kept[item].push_back(id);
         } else if (match != item->tracks.end()) {
             match->id = id;
@@ -185,15 +189,11 @@ void Store::MatchTracks() {
 }
 
 void Store::MoveKeptTracks(const Item &item, const std::string &ids) {
-    NoteFollowing(Connection(), ids, item.song.path);
+    const std::string &path = item.song.path;
+    NoteFollowing(Connection(), ids, path);
+    Connection().Execute(Made(varn::Sql(kMoveSheets, path, varn::FolderOf(path), ids)));
     Connection().Execute(
-        Made(varn::Sql("UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT"
-                       " WHERE id = ANY ('{@VARN:NEVAR}')",
-                       item.song.path, static_cast<int>(item.song.userid), ids)));
-    Connection().Execute(
-        Made(varn::Sql("UPDATE virtual_info_track SET cue_sheet_path = '@VARN:VAR'"
-                       " WHERE track = ANY ('{@VARN:NEVAR}')",
-                       item.keptSheet, ids)));
+        Made(varn::Sql(kMoveTracks, path, static_cast<int>(item.song.userid), ids)));
 }
 
 // Ids of new rows, fetched at once.
@@ -233,7 +233,7 @@ Store::Batch Store::MakeBatch() {
         return id;
     };
     for (const Item &item : batch_.items) {
-        const bool isWhole = item.tracks.empty() && item.keptSheet.empty();
+        const bool isWhole = item.tracks.empty() && !item.keepsTracks;
         const int file = append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
         for (const auto &[track, known] : item.tracks) {
             const int id = append(known, track.song, RowKind::kTrack);

@@ -1,5 +1,6 @@
-// Writes what a scan finds, in batches: each is one short transaction, so that readers of the
-// library never wait long and an interrupted scan keeps what it has done.
+// Writes what a scan finds: in come songs with the ids of their rows, and ids of rows that go. Out
+// go rows in batches: each is one short transaction, so that readers of the library never wait long
+// and an interrupted scan keeps what it has done.
 #pragma once
 
 #include <cstddef>
@@ -34,9 +35,9 @@ class Store {
     // owner are. `tracks` are what a cue sheet makes of the song; those that it made before keep
     // their rows by their number.
     void Write(int id, Song song, std::vector<VirtualSong> tracks);
-    // The same, with the tracks that the song has: they get its path and owner, and `sheetPath` as
-    // that of their sheet.
-    void WriteWithItsTracks(int id, Song song, const std::string &sheetPath);
+    // The same, with the tracks that the song has: they get its path and owner, and that of their
+    // sheet where it is now, in the song or beside it.
+    void WriteWithItsTracks(int id, Song song);
     void Remove(int id);                            // the song, its tracks, ratings and the like
     void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
     void Flush();                                   // writes what is left
@@ -51,13 +52,13 @@ class Store {
         int id = 0;  // 0: a new row
         Song song;
         std::vector<Track> tracks;
-        std::string keptSheet = {};  // not "": of the tracks that stay
+        bool keepsTracks = false;
     };
     struct Changes {
         std::vector<Item> items;
         std::vector<int> removed;
         std::string stamps;  // rows of a VALUES list
-        std::size_t bytes = 0;
+        std::size_t rows = 0;
     };
     // What a batch gives to the tables, as COPY reads it.
     struct Batch {
@@ -68,7 +69,7 @@ class Store {
         SideRows sides;
     };
 
-    void FlushIfFull();
+    void AddRows(std::size_t count);
     Database &Connection() { return own_ ? *own_ : database_; }
     void HandOver();
     void WriteOut();
