@@ -1,6 +1,8 @@
 #include "varnindex/read/cue.h"
 
 #include <algorithm>
+#include <functional>
+#include <set>
 #include <utility>
 
 #include "varn/number.h"
@@ -123,8 +125,9 @@ class Parser {
     std::string TrackName() const { return "track " + std::to_string(track_.number); }
 
     CueSheet sheet_;
-    std::string composer_;  // of all tracks that name none
-    std::string problem_;   // empty while the sheet is good
+    std::set<std::string, std::less<>> names_;  // of its files
+    std::string composer_;                      // of all tracks that name none
+    std::string problem_;                       // empty while the sheet is good
     int line_ = 0;
     int tracks_ = 0;
 
@@ -170,8 +173,7 @@ void Parser::ReadFile(std::string_view rest) {
     if (!files.empty() && files.back().name == name) {
         return;  // some programs repeat the line for every track
     }
-    const auto isNamed = [&](const CueFile &file) { return file.name == name; };
-    if (std::any_of(files.begin(), files.end(), isNamed)) {
+    if (!names_.emplace(name).second) {
         return Refuse(LineName() + "a FILE that was left comes again");
     }
     files.push_back({std::string(name), {}});
