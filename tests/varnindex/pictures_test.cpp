@@ -329,12 +329,12 @@ TEST_F(InspectTest, TellsWhyAFileIsSkipped) {
     std::ofstream(scratch() / "list.m3u") << "a.mp3\n";
     ASSERT_EQ(mkfifo((scratch() / "fifo.mp3").c_str(), 0600), 0);
     for (const auto &[name, reason] : {std::pair("absent.mp3", "No such file"),
-                                       {"folder.mp3", "a folder"},
+                                       {"folder.mp3", "not a regular file"},
                                        {"fifo.mp3", "not a regular file"},
                                        {"lost+found/a.mp3", "lost+found"},
                                        {"song.txt", "not the name of an audio file"},
                                        {"bad\xFF.mp3", "not UTF-8"},
-                                       {"list.m3u", "a playlist"},
+                                       {"list.m3u", "not the name of an audio file"},
                                        {"two\nlines.flac", "no sound is found"}}) {
         const std::string text = Inspect(scratch() / name, 1);
         const std::string last = text.substr(text.rfind('\n', text.size() - 2) + 1);

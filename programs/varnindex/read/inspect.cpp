@@ -2,27 +2,22 @@
 
 #include <sys/stat.h>
 
-#include <climits>
+#include <cerrno>
 #include <cstdlib>
-#include <ctime>
-#include <filesystem>
-#include <iomanip>
 #include <iostream>
-#include <memory>
 #include <sstream>
 #include <system_error>
 
+#include "varn/path.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/observe/folders.h"
 #include "varnindex/observe/walk.h"
 #include "varnindex/read/names.h"
-#include "varnindex/read/sheets.h"
-#include "varnindex/read/tags.h"
+#include "varnindex/read/readers.h"
+#include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
 namespace {
-
-namespace fs = std::filesystem;
 
 void Print(const std::string &key, const std::string &value) {
     std::cout << key << ": " << Printable(value) << '\n';
@@ -42,31 +37,33 @@ void PrintSome(const char *key, const Value &value, const char *unit = "") {
     }
 }
 
-// As the walk would decide, and why; "" for a file that it takes.
-std::string ReasonToSkip(const std::string &path, struct stat &info) {
-    const std::string name = fs::path(path).filename();
+// Why no scan comes to a file.
+std::string WhyNotFound(const std::string &path) {
+    struct stat info {};
     if (::stat(path.c_str(), &info) != 0) {
         return std::generic_category().message(errno);
     }
-    if (!S_ISREG(info.st_mode)) {
-        return S_ISDIR(info.st_mode) ? "a folder" : "not a regular file";
-    }
-    if (!IsUtf8(path)) {
-        return "the name is not UTF-8";
-    }
-    if (path.size() >= PATH_MAX) {
-        return "the path is too long";
-    }
-    const LinkedFolders library(Folders::Configured().Roots());
+    return !S_ISREG(info.st_mode) ? "not a regular file" : "not the name of an audio file";
+}
+
+// What a scan finds at a path; of anything but music, why it is skipped.
+Found Find(const std::string &path) {
+    Found none;
+    none.kind = Found::Kind::kRefused;
+    LinkedFolders library(Folders::Configured().Roots());
     const std::string *const root = library.RootOf(path);
     if (const auto part = PassedOverPart(root != nullptr ? *root : "/", path); !part.empty()) {
-        return "hidden, or in a folder that is passed over: " + std::string(part);
+        none.reason = "passed over, because of \"" + std::string(part) + "\" in its path";
+        return none;
     }
-    if (!IsMusicName(name)) {
-        return IsListName(name) ? "a playlist or cue sheet, not an audio file"
-                                : "not the name of an audio file";
+    Walk walk({varn::FolderOf(path)}, IsIndexedName, library);
+    for (auto found = walk.Next(); found && found->path <= path; found = walk.Next()) {
+        if (found->path == path && (found->kind != Found::Kind::kFile || IsMusicName(path))) {
+            return std::move(*found);
+        }
     }
-    return "";
+    none.reason = WhyNotFound(path);
+    return none;
 }
 
 void PrintAudio(const Song &song) {
@@ -103,37 +100,11 @@ void PrintNames(const Song &song) {
     Print("pictures", std::to_string(song.pictures));
 }
 
-// The cue sheets beside a file.
-std::shared_ptr<FolderSheets> SheetsBeside(const std::string &path) {
-    LinkedFolders library(std::vector<std::string>{});
-    Walk walk({path.substr(0, path.rfind('/'))}, IsIndexedName, library);
-    while (auto found = walk.Next()) {
-        if (found->path == path) {
-            return std::move(found->sheets);
-        }
+void PrintTracks(const Song &song, const std::vector<VirtualSong> &tracks) {
+    if (!tracks.empty()) {
+        const std::string &sheet = tracks.front().sheetPath;
+        Print("cue sheet", sheet == song.path ? "in the file's tags" : sheet);
     }
-    return nullptr;
-}
-
-void PrintSheet(const Song &song, const std::string &embedded) {
-    std::vector<VirtualSong> tracks;
-    if (const auto beside = SheetsBeside(song.path)) {
-        tracks = beside->Split(song).songs;
-        for (const std::string &problem : beside->TakeProblems()) {
-            Print("cue sheet problem", problem);
-        }
-    }
-    if (!embedded.empty()) {
-        std::string problem;
-        auto own = SplitByEmbedded(song, embedded, problem).songs;
-        PrintSome("cue sheet problem", problem);
-        tracks = tracks.empty() ? std::move(own) : std::move(tracks);
-    }
-    if (tracks.empty()) {
-        return;
-    }
-    const std::string &sheet = tracks.front().sheetPath;
-    Print("cue sheet", sheet == song.path ? "in the file's tags" : sheet);
     for (const VirtualSong &track : tracks) {
         Print("cue track", std::to_string(track.song.track) + ", at " +
                                std::to_string(track.offset) + " s, " + track.song.title +
@@ -149,27 +120,27 @@ int Skipped(const std::string &reason) {
 }  // namespace
 
 int Inspect(const std::string &givenPath) {
-    std::error_code error;
-    const std::string path = fs::absolute(givenPath, error).lexically_normal();
-    struct stat info {};
+    const std::string path = OrderedFolders({givenPath}).front();
     Print("path", path);
-    const std::string reason = ReasonToSkip(path, info);
-    if (!reason.empty()) {
-        return Skipped(reason);
+    const Found found = Find(path);
+    if (found.kind != Found::Kind::kFile) {
+        return Skipped(found.reason);
     }
-    Print("size", std::to_string(info.st_size) + " bytes");
-    std::tm modified = {};
-    ::gmtime_r(&info.st_mtim.tv_sec, &modified);
-    std::cout << "modified: " << std::put_time(&modified, "%Y-%m-%d %H:%M:%S UTC") << '\n';
-    SilenceTagLib();
-    const ReadResult read = ReadSong(path, info.st_size, 0, Pictures::kCount);
-    if (!read.song) {
-        return Skipped(read.problem);
+    Print("size", std::to_string(found.size) + " bytes");
+    Print("modified", Timestamp(StorableTime(found.modified)) + " UTC");
+    Readers readers(1, Pictures::kCount);
+    readers.Add({found});
+    const ReadWork read = readers.Take();
+    if (!read.result.song) {
+        return Skipped(read.result.problem);
     }
-    PrintSome("warning", read.warning);
-    PrintAudio(*read.song);
-    PrintNames(*read.song);
-    PrintSheet(*read.song, read.embeddedCue);
+    PrintSome("warning", read.result.warning);
+    for (const std::string &warning : read.warnings) {
+        Print("warning", warning);
+    }
+    PrintAudio(*read.result.song);
+    PrintNames(*read.result.song);
+    PrintTracks(*read.result.song, read.tracks);
     return std::cout.flush().good() ? EXIT_SUCCESS : EXIT_FAILURE;
 }
 
