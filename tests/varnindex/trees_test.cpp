@@ -137,13 +137,15 @@ constexpr Case kCases[] = {
      "rows => here/1.mp3<disk/album/1.mp3 here/2.mp3\n"
      "rm here/1.mp3\n rm here/2.mp3\n index => !\n index --purge --dry-run => removed 2\n"
      "rows => here/1.mp3<disk/album/1.mp3 here/2.mp3\n index --purge => removed 2\n rows =>\n"},
-    {"AMountPointWithoutItsDiskKeepsItsSongs",
+    {"AMountPointWithoutItsDiskKeepsItsSongsAndLists",
      "put a/1.mp3 A\n write playlists/old.m3u 1\n index => added 1; playlists: added 1\n"
-     "mv . ../away\n write playlists/new.m3u 2\n index => !\n says none of its music is there\n"
+     "mv . ../away\n write playlists/new.m3u 2\n index => !\n says none of its files is there\n"
      "index playlists => !\n mv . ../mount\n mv ../away .\n"
      "index => unchanged 1; playlists: unchanged 1\n rows => a/1.mp3\n lists => playlists/old.m3u\n"
      "mv . ../away\n mv ../mount .\n"
-     "index --purge => removed 1; playlists: added 1, removed 1\n"},
+     "index --purge => removed 1; playlists: added 1, removed 1\n"
+     "mv . ../mount\n write stray/README.txt x\n index => !\n says none of its files is there\n"
+     "lists => playlists/new.m3u\n"},
     {"ARegisteredFolderThatCannotBeSeenKeepsItsSongs",
      "put a/1.mp3 A\n put ../other/2.mp3 B\n register . ../other\n index => added 2\n"
      "mv . ../away\n index => !unchanged 1\n says music/: No such file or directory; its songs "

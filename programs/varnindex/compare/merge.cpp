@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "varn/path.h"
+#include "varn/sql.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/write/copy_rows.h"
 
@@ -22,14 +23,22 @@ bool IsGap(const Found &found) {
            found.kind == Found::Kind::kEmpty;
 }
 
-// True when the library has songs of a folder, and no music is anywhere in it. A few songs answer
-// for most folders, so that the folder is hardly ever walked.
-bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion isStopped) {
-    const Rows rows = database.Query("SELECT path FROM track WHERE NOT is_virtual AND (" +
-                                     ScopeCondition(Scope({folder}), false) + ") LIMIT 100");
+// The first files that the library has of a folder: songs, and after them lists.
+constexpr const char kSome[] =
+    "(SELECT path, true AS is_song FROM track WHERE NOT is_virtual AND (@VARN:NEVAR) LIMIT 100)"
+    " UNION ALL (SELECT path, false FROM (SELECT path FROM playlist UNION ALL"
+    " SELECT path FROM personal_playlist) l WHERE @VARN:NEVAR LIMIT 100) ORDER BY is_song DESC";
+
+// True when the library has songs of a folder and no music is anywhere in it, or has lists alone
+// and nothing is. A few rows answer for most folders, so that the folder is hardly ever walked.
+bool HasLostItsFiles(Database &database, const std::string &folder, StopQuestion isStopped) {
+    const std::string scope = ScopeCondition(Scope({folder}), false);
+    const Rows rows = database.Query(Made(varn::Sql(kSome, scope, scope)));
+    const bool hasSongs = rows.Count() > 0 && *rows[0].Text("is_song") == 't';
     for (const varn::Row row : rows) {
         std::error_code error;
-        if (std::filesystem::exists(row.Text("path"), error)) {
+        if ((*row.Text("is_song") == 't') == hasSongs &&
+            std::filesystem::exists(row.Text("path"), error)) {
             return false;
         }
     }
@@ -37,7 +46,7 @@ bool HasLostItsMusic(Database &database, const std::string &folder, StopQuestion
         return false;
     }
     LinkedFolders library({folder});
-    Walk walk({folder}, IsMusicName, library, isStopped);
+    Walk walk({folder}, hasSongs ? IsMusicName : IsIndexedName, library, isStopped);
     while (const auto found = walk.Next()) {
         if (found->kind == Found::Kind::kFile) {
             return false;
@@ -67,7 +76,7 @@ void Merge::FindEmptyDisks() {
         const bool isWalked = std::any_of(roots_.begin(), roots_.end(), [&](const auto &root) {
             return varn::PathBelow(root, folder.path) || varn::PathBelow(folder.path, root);
         });
-        if (isWalked && HasLostItsMusic(database_, folder.path, isStopped_)) {
+        if (isWalked && HasLostItsFiles(database_, folder.path, isStopped_)) {
             without.insert(folder.path);
         }
     }

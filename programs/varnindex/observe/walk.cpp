@@ -187,7 +187,7 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
         return Other(Found::Kind::kEmpty, path, "the folder is empty");
     }
     if (IsWithoutMusic(folder)) {
-        return Other(Found::Kind::kEmpty, path, "none of its music is there");
+        return Other(Found::Kind::kEmpty, path, "none of its files is there");
     }
     std::sort(level.entries.begin(), level.entries.end(),
               [](const Entry &a, const Entry &b) { return a.found.path > b.found.path; });
