@@ -14,7 +14,6 @@
 #include "varnindex/read/names.h"
 #include "varnindex/read/readers.h"
 #include "varnindex/settle/outbox.h"
-#include "varnindex/temp_table.h"
 #include "varnindex/write/copy_rows.h"
 #include "varnindex/write/folder_rows.h"
 #include "varnindex/write/store.h"
@@ -24,14 +23,6 @@ namespace {
 
 // Above this many files to read the folders are walked a second time in place of remembering them.
 constexpr std::size_t kMostRemembered = 4096;
-
-constexpr const char kNotFoundAgain[] =
-    " AND NOT EXISTS (SELECT FROM found_unreadable f"
-    " WHERE (f.path, f.filesize, f.mdate) = (u.path, u.filesize, u.mdate))";
-constexpr const char kInsertDamaged[] =
-    "INSERT INTO unreadable_file (path, filesize, mdate) SELECT path, filesize, mdate"
-    " FROM found_unreadable f WHERE NOT EXISTS (SELECT FROM unreadable_file u"
-    " WHERE u.path = f.path)";
 
 constexpr const char kTracks[] =
     "SELECT FROM virtual_info_track i JOIN track v ON v.id = i.track"
@@ -59,7 +50,6 @@ class Scan {
           library_(folders),
           lists_(database, folderRows_, reporter),
           heldBack_(folders, folderRows_, reporter, options.purge),
-          unreadable_(database, "found_unreadable", "path text, filesize bigint, mdate timestamp"),
           matching_(database),
           store_(database, options.dryRun ? Store::Writes::kNone : Store::Writes::kAll) {}
 
@@ -68,13 +58,10 @@ class Scan {
   private:
     void SettleOutside();
     void Compare();
-    void CompareSong(Work work, bool isUnreadable);
+    void CompareSong(Work work);
     void CompareGone(const KnownRow &row, bool isEmptied);
     void CompareGap(const Event &gap);
     bool NeedsReading(const Work &work) const;
-    void CountUnreadable(const Work &work);
-    void NoteDamaged(const Work &work);
-    void StoreDamaged();
     void ReadFiles();
     void ReadByWalking(Readers &readers);
     void Read(Readers &readers, Work work);
@@ -97,12 +84,10 @@ class Scan {
     LinkedFolders library_;
     Lists lists_;
     HeldBack heldBack_;
-    TempTable unreadable_;
     Matching matching_;
     Store store_;
     Counts counts_;
     std::size_t toRead_ = 0;
-    std::size_t unreadableAsBefore_ = 0;
     std::vector<Work> remembered_;
 };
 
@@ -124,7 +109,6 @@ Counts Scan::Run() {
     if (!options_.dryRun) {
         lists_.Store();
         folderRows_.Store(part_.scope, options_.purge);
-        StoreDamaged();
     }
     // The planner picks its indexes by statistics, which the server would renew minutes later only.
     const std::size_t changes = counts_.added + counts_.changed + counts_.moved + counts_.removed;
@@ -153,7 +137,7 @@ void Scan::Compare() {
         StopIfAsked(options_.isStopped);
         switch (event->kind) {
             case Event::Kind::kSong:
-                CompareSong(std::move(event->work), event->isUnreadable);
+                CompareSong(std::move(event->work));
                 reporter_.Step();
                 break;
             case Event::Kind::kList:
@@ -176,11 +160,6 @@ void Scan::Compare() {
         }
     }
     heldBack_.WarnOfUnseen();
-    if (unreadableAsBefore_ > 0) {
-        reporter_.Warn(std::to_string(unreadableAsBefore_) +
-                       (unreadableAsBefore_ == 1 ? " file" : " files") +
-                       " could not be read, as before; --full reads them again");
-    }
 }
 
 bool Scan::NeedsReading(const Work &work) const {
@@ -190,40 +169,10 @@ bool Scan::NeedsReading(const Work &work) const {
            work.known.sheetStamp != stamp;
 }
 
-// A known song keeps its row: the file may be half-way through being written.
-void Scan::CountUnreadable(const Work &work) {
-    ++counts_.failed;
-    if (work.known.id != 0) {
-        folderRows_.NoteFile(work.path, work.known.userid);
-        matching_.AddLost(work.known, Matching::Loss::kUnknown);
-    }
-}
-
-void Scan::NoteDamaged(const Work &work) {
-    unreadable_.Add(work.path, work.size, Timestamp(work.modified));
-}
-
-// The next scan need not read the damaged files again while they are the same.
-void Scan::StoreDamaged() {
-    const bool isAny = unreadable_.Flush();
-    database_.Execute(
-        Made(varn::Sql("DELETE FROM unreadable_file u WHERE (@VARN:NEVAR)@VARN:NEVAR",
-                       ScopeCondition(part_.scope, false), isAny ? kNotFoundAgain : "")));
-    if (isAny) {
-        database_.Execute(kInsertDamaged);
-    }
-}
-
-void Scan::CompareSong(Work work, bool isUnreadable) {
+void Scan::CompareSong(Work work) {
     if (!NeedsReading(work)) {
         folderRows_.NoteFile(work.path, work.userid);
         ++counts_.unchanged;
-        return;
-    }
-    if (isUnreadable && !options_.full) {
-        NoteDamaged(work);
-        ++unreadableAsBefore_;
-        CountUnreadable(work);
         return;
     }
     matching_.AddToRead(work);
@@ -278,7 +227,7 @@ void Scan::ReadByWalking(Readers &readers) {
     while (auto event = merge.Next()) {
         StopIfAsked(options_.isStopped);
         if (event->kind == Event::Kind::kSong && !matching_.HasLost(event->work.known.id) &&
-            NeedsReading(event->work) && (!event->isUnreadable || options_.full)) {
+            NeedsReading(event->work)) {
             Read(readers, std::move(event->work));
         }
     }
@@ -305,15 +254,16 @@ void Scan::Take(Readers &readers) {
     }
 }
 
+// A known song keeps its row: the file may be half-way through being written.
 void Scan::TakeUnread(const ReadWork &read) {
     const Work &work = read.work;
     reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
-    if (read.result.isDamaged) {
-        NoteDamaged(work);
-    } else {
-        matching_.AddOutOfReach(work);
+    ++counts_.failed;
+    matching_.AddUnread(work);
+    if (work.known.id != 0) {
+        folderRows_.NoteFile(work.path, work.known.userid);
+        matching_.AddLost(work.known, Matching::Loss::kUnknown);
     }
-    CountUnreadable(work);
 }
 
 void Scan::Write(Change change) {
@@ -417,13 +367,13 @@ void Scan::SettleLists() {
     counts_.sheets = lists_.Sheets();
 }
 
-// Before a row goes, its file may be there again, may be out of reach at another place, or may be
-// in the library since an earlier scan: a slow move is a copy first.
+// Before a row goes, its file may be there again, may be one that cannot be read, or may be in the
+// library since an earlier scan: a slow move is a copy first.
 void Scan::RemoveLeft() {
     matching_.ForEachLeft([this](const KnownRow &row, bool isFree) {
-        const bool isOutOfReach = !options_.purge && matching_.IsOutOfReach(row);
-        const bool stays = isOutOfReach || (isFree && IsBack(row));
-        if (isOutOfReach) {
+        const bool mayBeUnread = !options_.purge && matching_.MayBeUnread(row);
+        const bool stays = mayBeUnread || (isFree && IsBack(row));
+        if (mayBeUnread) {
             folderRows_.NoteFile(row.path, row.userid);
         }
         counts_.unchanged += stays ? 1 : 0;

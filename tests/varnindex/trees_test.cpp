@@ -219,12 +219,6 @@ constexpr Case kCases[] = {
      "index => moved 2, removed 1, unchanged 4; cue sheets: removed 1, unchanged 1\n"
      "rows => b/1.mp3<a/1.mp3*4*2 b/2.mp3*4*1 b/album.mp3<a/album.mp3"
      " b/album.mp3#1<a/album.mp3#1 b/album.mp3#2<a/album.mp3#2*4 keeps/3.mp3\n rebuild\n"},
-    {"DamagedFilesAreForgottenWhereTheyWere",
-     "put a/1.mp3 A\n put b/2.mp3 B\n write a/bad.mp3 x\n write b/bad.mp3 y\n"
-     "index => added 2, failed 2\n index => unchanged 2, failed 2\n says 2 files could not be "
-     "read\n"
-     "rm a/bad.mp3\n rm b/bad.mp3\n index a => unchanged 1\n write a/bad.mp3 z\n"
-     "index => unchanged 2, failed 1\n says bad.mp3: its contents are no audio\n"},
     {"GivenPathsAreThoseOfTheIndexedFolders",
      "put a/1.mp3 A\n ln . ../link\n index ../link/a => added 1\n index => unchanged 1\n"
      "index .. => !\n says is in no indexed folder\n index ./\xFF => !\n says is not UTF-8\n"

@@ -1,4 +1,4 @@
-// Files that cannot be read are read once, and those that are others by then not at all.
+// Files that cannot be read, or are others than those that were seen.
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -13,30 +13,10 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Ended;
 using tonvale_test::Samples;
 
 class UnreadableTest : public tonvale_test::ScanTest {
   protected:
-    static bool Says(const Ended &run, const std::string &text) {
-        return run.err.find(text) != run.err.npos;
-    }
-
-    static std::string Summary(int added, int changed, int unchanged, int failed) {
-        return "added " + std::to_string(added) + ", changed " + std::to_string(changed) +
-               ", moved 0, removed 0, unchanged " + std::to_string(unchanged) + ", failed " +
-               std::to_string(failed);
-    }
-
-    static std::string Remembered() { return Value("SELECT count(*) FROM unreadable_file"); }
-
-    // Puts the song in the file's place so that neither its size nor its time tells.
-    static void MendUnnoticed(const fs::path &path, const std::string &song) {
-        const auto time = fs::last_write_time(path);
-        std::ofstream(path, std::ios::binary) << song;
-        fs::last_write_time(path, time);
-    }
-
     // A scan in whose middle something happens: behind the look at the folder "a" of `music`, and
     // before any file is read.
     static void ScanWith(const fs::path &music, void (*happens)()) {
@@ -59,55 +39,6 @@ class UnreadableTest : public tonvale_test::ScanTest {
         EXPECT_TRUE(ScanInProcess(options));
     }
 };
-
-TEST_F(UnreadableTest, TheyAreReadAgainWhenTheyChangeOrAreAskedFor) {
-    const std::string song = ReadFile(Put("good.mp3"));
-    const std::string junk(song.size(), '-');
-    const fs::path one = Music() / "1\t\\'.mp3";
-    const fs::path two = Music() / "2.mp3";
-    std::ofstream(one) << junk;
-    std::ofstream(two) << junk;
-    const Ended first = Index();
-    Expect(first, 0, Summary(1, 0, 0, 2));
-    EXPECT_TRUE(Says(first, "2.mp3: its contents are no audio")) << first.err;
-    EXPECT_EQ(Remembered(), "2");
-
-    MendUnnoticed(one, song);
-    const Ended again = Index();
-    Expect(again, 0, Summary(0, 0, 1, 2));
-    EXPECT_TRUE(Says(again, "2 files could not be read, as before; --full")) << again.err;
-    EXPECT_FALSE(Says(again, "damaged")) << again.err;
-    Expect(Index({"--full", "--dry-run"}), 0, Summary(1, 1, 0, 1));
-    EXPECT_EQ(Remembered(), "2");
-    Expect(Index({"--full"}), 0, Summary(1, 1, 0, 1));
-    EXPECT_EQ(Remembered(), "1");
-
-    // A song of the library that is damaged keeps its row and its folder.
-    std::ofstream(Music() / "good.mp3") << "half";
-    std::ofstream(two) << "changed";
-    const Ended changed = Index();
-    Expect(changed, 0, Summary(0, 0, 1, 2));
-    EXPECT_TRUE(Says(changed, "2.mp3: its contents are no")) << changed.err;
-    Expect(Index(), 0, Summary(0, 0, 1, 2));
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), "2");
-    std::ofstream(two, std::ios::binary) << song;
-    std::ofstream(Music() / "good.mp3", std::ios::binary) << song;
-    Expect(Index(), 0, Summary(1, 1, 1, 0));
-    EXPECT_EQ(Remembered(), "0");
-}
-
-// A file that nobody may open is not damaged, and its time does not tell when somebody may.
-TEST_F(UnreadableTest, AFileThatCannotBeOpenedIsTriedEachTime) {
-    if (IsRoot()) {
-        GTEST_SKIP() << "root may open every file";
-    }
-    const fs::path path = Put("1.mp3");
-    chmod(path.c_str(), 0);
-    Expect(Index(), 0, Summary(0, 0, 0, 1));
-    EXPECT_EQ(Remembered(), "0");
-    chmod(path.c_str(), 0600);
-    Expect(Index(), 0, Summary(1, 0, 0, 0));
-}
 
 // Renamed, to a new name or over another song, and out of reach just then.
 TEST_F(UnreadableTest, ASongThatCannotBeReadAtItsNewPathKeepsItsRow) {

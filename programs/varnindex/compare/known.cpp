@@ -11,10 +11,8 @@ constexpr const char kDeclare[] =
     "DECLARE known_file NO SCROLL CURSOR WITH HOLD FOR SELECT *,"
     " (extract(epoch FROM mdate) * 1000000)::bigint AS modified FROM ("
     " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, fingerprint,"
-    " 'song' AS kind, 0 AS contents FROM track WHERE NOT is_virtual AND (@VARN:NEVAR)"
-    " UNION ALL SELECT 0, path, filesize, mdate, 0, 0, false, NULL, 'unreadable', 0"
-    " FROM unreadable_file WHERE @VARN:NEVAR"
-    " UNION ALL SELECT id, path, 0, mdate, userid, 0, false, NULL, 'list', COALESCE(contents, 0)"
+    " false AS is_list, 0 AS contents FROM track WHERE NOT is_virtual AND (@VARN:NEVAR)"
+    " UNION ALL SELECT id, path, 0, mdate, userid, 0, false, NULL, true, COALESCE(contents, 0)"
     " FROM (SELECT id, path, mdate, 0 AS userid FROM playlist UNION ALL"
     " SELECT id, path, mdate, userid FROM personal_playlist) l"
     " LEFT JOIN list_contents USING (id) WHERE @VARN:NEVAR"
@@ -41,8 +39,7 @@ KnownRow RowOf(const varn::Row &from) {
     }
     row.contents = from.Number("contents");
     row.isSplit = *from.Text("has_virtual") == 't';
-    row.isList = *from.Text("kind") == 'l';
-    row.isUnreadable = *from.Text("kind") == 'u';
+    row.isList = *from.Text("is_list") == 't';
     return row;
 }
 
@@ -69,8 +66,7 @@ bool HasRows(Database &database, const std::string &path) {
                    "SELECT FROM (SELECT path FROM track UNION ALL SELECT path FROM directory"
                    " UNION ALL SELECT path FROM personal_directory"
                    " UNION ALL SELECT path FROM playlist"
-                   " UNION ALL SELECT path FROM personal_playlist"
-                   " UNION ALL SELECT path FROM unreadable_file) t WHERE " +
+                   " UNION ALL SELECT path FROM personal_playlist) t WHERE " +
                    ScopeCondition(Scope({path}), true) + " LIMIT 1")
                .Count() > 0;
 }
@@ -104,7 +100,7 @@ KnownRow *KnownRows::Front() {
 bool KnownRows::Fetch() {
     if (!block_) {
         const std::string condition = ScopeCondition(scope_, false);
-        database_.Execute(Made(varn::Sql(kDeclare, condition, condition, condition)));
+        database_.Execute(Made(varn::Sql(kDeclare, condition, condition)));
     } else if (next_ < block_->Count() || block_->Count() < kBlock) {
         return next_ < block_->Count();
     }

@@ -24,7 +24,6 @@ struct KnownRow {
     std::int64_t contents = 0;  // of a list: a hash of what was in it; 0: not known
     bool isSplit = false;       // a cue sheet has made tracks of it
     bool isList = false;        // no song, but a playlist or cue sheet: the size is not known
-    bool isUnreadable = false;  // no row, but a file that an earlier scan found damaged
 };
 
 // Which rows a scan answers for: all, or those below some folders.
@@ -47,8 +46,7 @@ bool HasRows(Database &database, const std::string &path);
 // The users whose songs, folders or lists the library has; 0 among them for everybody's.
 std::vector<unsigned> OwnersOfRows(Database &database);
 
-// The songs and lists that are real files, and the damaged files before the songs of their paths, in
-// the byte order of their paths, read block by block.
+// The songs and lists that are real files, in the byte order of their paths, read block by block.
 // Rows written after the first Front do not appear. One such object at a time on a connection.
 class KnownRows {
   public:

@@ -91,29 +91,14 @@ void Merge::Advance() {
         found_ = walk_.Next();
         walkEnded_ = !found_;
         kept_ = 0;
-        isUnreadable_ = false;
         if (found_ && found_->kind == Found::Kind::kFile && OwnerOf(found_->path) == kNobody) {
             found_.reset();
         }
     }
 }
 
-// Takes the damaged files off the front that are not beyond what was found.
-void Merge::PopUnreadable() {
-    for (const KnownRow *front = known_.Front(); front != nullptr && front->isUnreadable;
-         front = known_.Front()) {
-        if (found_ && found_->path < front->path && !Covers(found_->path, front->path)) {
-            return;
-        }
-        isUnreadable_ = found_ && found_->path == front->path && found_->size == front->size &&
-                        StorableTime(found_->modified) == front->modified;
-        known_.Pop();
-    }
-}
-
 std::optional<Event> Merge::Next() {
     Advance();
-    PopUnreadable();
     const KnownRow *const front = known_.Front();
     if (!found_) {
         return front != nullptr ? std::optional(WithoutFile(Event::Kind::kGone)) : std::nullopt;
@@ -170,7 +155,6 @@ Event Merge::OfFile(Found found) {
     const bool isList = !IsMusicName(found.path);
     Event event{isList ? Event::Kind::kList : Event::Kind::kSong};
     static_cast<FileFacts &>(event.work) = std::move(found);
-    event.isUnreadable = isUnreadable_;
     event.work.modified = StorableTime(event.work.modified);
     event.work.userid = OwnerOf(event.work.path);
     KnownRow *const front = known_.Front();

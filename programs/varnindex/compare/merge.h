@@ -25,12 +25,11 @@ struct Event {
         kRefused,  // a file or folder that is never looked at
     };
     Kind kind;
-    Work work = {};             // of a gap and of what is refused: the path
-    std::string reason = {};    // the same, for a person
-    std::size_t kept = 0;       // of a gap: how many rows stay
-    bool isBlocked = false;     // of a gap: it is there
-    bool isEmptied = false;     // of a gap and its gone rows: a folder was there with nothing in it
-    bool isUnreadable = false;  // of a song: the same file was found damaged before
+    Work work = {};           // of a gap and of what is refused: the path
+    std::string reason = {};  // the same, for a person
+    std::size_t kept = 0;     // of a gap: how many rows stay
+    bool isBlocked = false;   // of a gap: it is there
+    bool isEmptied = false;   // of a gap and its gone rows: a folder was there with nothing in it
 };
 
 class Merge {
@@ -47,7 +46,6 @@ class Merge {
   private:
     void FindEmptyDisks();
     void Advance();
-    void PopUnreadable();
     std::optional<Event> NextOfGap();
     Event WithoutFile(Event::Kind kind, bool isEmptied = false);
     Event OfFile(Found found);
@@ -63,9 +61,8 @@ class Merge {
     std::optional<Found> found_;
     bool hasBegun_ = false;
     bool walkEnded_ = false;
-    std::size_t kept_ = 0;       // of the gap at hand
-    bool isUnreadable_ = false;  // the file at hand is one that was found damaged
-    std::string lastFolder_;     // and its owner, because most files are in the same one
+    std::size_t kept_ = 0;    // of the gap at hand
+    std::string lastFolder_;  // and its owner, because most files are in the same one
     unsigned lastOwner_ = 0;
 };
 

@@ -66,8 +66,8 @@ class Matching {
     // What becomes of a file; nothing when that is known later.
     std::optional<Change> ChangeFor(ReadWork read);
 
-    // A file that was out of reach: a lost row of its owner and size may be what it is.
-    void AddOutOfReach(const Work &work) { outOfReach_.emplace(work.size, work.userid); }
+    // A file that cannot be read: a lost row of its owner and size may be what it is.
+    void AddUnread(const Work &work) { unread_.emplace(work.size, work.userid); }
 
     // ---- after that, in this order
 
@@ -84,9 +84,7 @@ class Matching {
     // The rows that are left are in the temporary table "lost", by their ids; none without it.
     bool HasLeft();
 
-    bool IsOutOfReach(const KnownRow &row) const {
-        return outOfReach_.contains({row.size, row.userid});
-    }
+    bool MayBeUnread(const KnownRow &row) const { return unread_.contains({row.size, row.userid}); }
 
   private:
     void Hold(ReadWork read);
@@ -98,7 +96,7 @@ class Matching {
     std::unordered_set<int> lost_;
     std::unordered_set<std::int64_t> lostSizes_;  // hashes of size and owner, of rows
     std::unordered_set<std::int64_t> readSizes_;  // the same of files
-    std::set<std::pair<std::int64_t, unsigned>> outOfReach_;
+    std::set<std::pair<std::int64_t, unsigned>> unread_;
     std::vector<ReadWork> held_;  // by their numbers
 };
 

@@ -233,8 +233,7 @@ void ReadOpened(BoundedStream &stream, Pictures pictures, KeptCover *kept, Song 
     song.fingerprint = Fingerprint(opened, stream);
     // TagLib answers no question about tags of a file that it takes for invalid.
     if (opened.audio.sampleRate <= 0 || opened.audio.channels <= 0 || !opened.file->isValid()) {
-        result.isDamaged = !stream.HasFailed();
-        result.problem = result.isDamaged ? WhyNoSound(opened) : kNotWhole;
+        result.problem = stream.HasFailed() ? kNotWhole : WhyNoSound(opened);
         return;
     }
     const Tags tags = AllTags(opened);

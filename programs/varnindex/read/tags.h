@@ -17,9 +17,8 @@ void SilenceTagLib();
 
 struct ReadResult {
     std::optional<Song> song;
-    std::string problem;     // for a person: why there is no song
-    bool isDamaged = false;  // the problem is what the file holds, and not that it cannot be got at
-    std::string warning;     // for a person, where the song is there but not all of it
+    std::string problem;      // for a person: why there is no song
+    std::string warning;      // for a person, where the song is there but not all of it
     std::string embeddedCue;  // the cue sheet in the tags; "" when there is none
 };
 

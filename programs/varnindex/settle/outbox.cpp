@@ -3,7 +3,6 @@
 #include <sys/stat.h>
 
 #include <cerrno>
-#include <set>
 #include <system_error>
 
 #include "varn/sql.h"
@@ -97,12 +96,9 @@ std::vector<std::string> SettleOutbox(Database &database, const Scope &scope,
     std::vector<std::string> problems;
     const std::string own = "(" + ScopeCondition(scope, true) + ")";
     if (database.Query("SELECT FROM outbox WHERE " + own + " LIMIT 1").Count() > 0) {
-        const std::set<std::string> lists = SettleSharedLists(database, own, problems);
+        SettleSharedLists(database, own, problems);
         SettleRecords(database, own, library, problems);
-        Transaction transaction(database);
         database.Execute("DELETE FROM outbox WHERE " + own);
-        ForgetWritten(database, lists);
-        transaction.Commit();
     }
     return problems;
 }

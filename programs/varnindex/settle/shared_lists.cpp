@@ -24,7 +24,6 @@
 #include "varn/run_as.h"
 #include "varn/sql.h"
 #include "varnindex/descriptor.h"
-#include "varnindex/hash.h"
 #include "varnindex/read/names.h"
 
 namespace varnindex {
@@ -35,10 +34,6 @@ constexpr const char kLinks[] =
 constexpr const char kEntries[] =
     "SELECT path || track AS old, moved_to || track AS new FROM (SELECT *, CASE WHEN number < 0"
     " THEN '' ELSE '_' || number END AS track FROM outbox WHERE moved_to IS NOT NULL AND ";
-constexpr const char kNoteWritten[] =
-    "INSERT INTO due_list (path, contents) VALUES ('@VARN:VAR', @VARN:NEVAR)"
-    " ON CONFLICT (path) DO UPDATE SET contents = excluded.contents";
-
 // A list that somebody else writes is tried for five seconds.
 constexpr int kMostTries = 100;
 constexpr std::chrono::milliseconds kPause(50);
@@ -104,20 +99,10 @@ std::string Renamed(const std::string &list, std::string_view text, const Entrie
     return renamed;
 }
 
-// True when a scan that was killed has come as far as this content.
-bool IsWritten(Database &database, const std::string &list, std::int64_t contents) {
-    return database
-               .Query(Made(varn::Sql("SELECT FROM due_list WHERE path = '@VARN:VAR'"
-                                     " AND contents = @VARN:NEVAR",
-                                     list, std::to_string(contents))))
-               .Count() > 0;
-}
-
 // False with errno set, which is EAGAIN while somebody else writes the list. The library's writers
 // empty a list before they ask for its lock, and give up where they do not get it: a list without a
 // line, which none of them leaves, is being written.
-bool TryMoveIn(Database &database, const std::string &list, const Entries &moves) {
-    const auto hashOf = [](std::string_view text) { return Hasher().Add(text).Value(); };
+bool TryMoveIn(const std::string &list, const Entries &moves) {
     const varn::RunAs account(varn::Who::kPackage);
     const Descriptor file = account ? OpenList(list) : Descriptor();
     if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
@@ -132,17 +117,13 @@ bool TryMoveIn(Database &database, const std::string &list, const Entries &moves
         return false;
     }
     const std::string renamed = Renamed(list, *text, moves);
-    if (renamed == *text || IsWritten(database, list, hashOf(*text))) {
-        return true;
-    }
-    database.Execute(Made(varn::Sql(kNoteWritten, list, std::to_string(hashOf(renamed)))));
-    return WriteInPlace(file, renamed);
+    return renamed == *text || WriteInPlace(file, renamed);
 }
 
 // False with errno set. A list that is not there has nothing to follow.
-bool MoveIn(Database &database, const std::string &list, const Entries &moves) {
+bool MoveIn(const std::string &list, const Entries &moves) {
     for (int tries = 0; tries < kMostTries; ++tries) {
-        if (TryMoveIn(database, list, moves)) {
+        if (TryMoveIn(list, moves)) {
             return true;
         }
         if (errno != EAGAIN) {
@@ -189,22 +170,15 @@ Entries EntriesThatMove(Database &database, const std::string &condition) {
 
 }  // namespace
 
-std::set<std::string> SettleSharedLists(Database &database, const std::string &condition,
-                                        std::vector<std::string> &problems) {
+void SettleSharedLists(Database &database, const std::string &condition,
+                       std::vector<std::string> &problems) {
     const std::set<std::string> lists = OwnLists(database);
     const Entries moves = lists.empty() ? Entries() : EntriesThatMove(database, condition);
     for (const std::string &list : lists) {
-        if (!MoveIn(database, list, moves)) {
+        if (!MoveIn(list, moves)) {
             problems.push_back(Printable(list) + ": songs that have moved are lost from it: " +
                                std::generic_category().message(errno));
         }
-    }
-    return lists;
-}
-
-void ForgetWritten(Database &database, const std::set<std::string> &lists) {
-    for (const std::string &list : lists) {
-        database.Execute(Made(varn::Sql("DELETE FROM due_list WHERE path = '@VARN:VAR'", list)));
     }
 }
 
