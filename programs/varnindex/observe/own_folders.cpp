@@ -1,9 +1,8 @@
 #include "varnindex/observe/own_folders.h"
 
-#include <fcntl.h>
-
+#include <cerrno>
 #include <filesystem>
-#include <sstream>
+#include <fstream>
 #include <string>
 #include <system_error>
 #include <vector>
@@ -18,31 +17,21 @@
 namespace varnindex {
 namespace {
 
-constexpr std::size_t kMostBytes = 16U << 20;
-
 bool IsOnlyRoot() {
     return varn::host::ChosenDatabase() == varn::host::DatabaseKind::kPrivate;
 }
 
-std::string ReadText(const std::string &path) {
-    const Descriptor fd(::open(path.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    if (!fd && errno == ENOENT) {
-        return {};
-    }
-    auto text = fd ? ReadWhole(fd, kMostBytes) : std::nullopt;
-    if (!text) {
-        throw SystemError(path);
-    }
-    return std::move(*text);
-}
-
 std::vector<std::string> Remembered() {
-    std::istringstream text(ReadText(SystemPath(varn::path::kIndexedList)));
+    const std::string path = SystemPath(varn::path::kIndexedList);
+    std::ifstream file(path);
     std::vector<std::string> folders;
-    for (std::string line; std::getline(text, line);) {
+    for (std::string line; std::getline(file, line);) {
         if (line.starts_with('/')) {
             folders.push_back(line);
         }
+    }
+    if (file.bad() || (!file.is_open() && errno != ENOENT)) {
+        throw SystemError(path);
     }
     return folders;
 }
@@ -56,20 +45,19 @@ std::vector<std::string> RegisteredAnd(const Folders &folders, std::vector<std::
 // A line cannot hold every path; where a folder has such a name, its rows go only while it is
 // registered.
 void Write(const std::vector<std::string> &folders, Reporter &reporter) {
+    if (folders == Remembered()) {
+        return;
+    }
     const std::string path = SystemPath(varn::path::kIndexedList);
     std::string text;
     for (const std::string &folder : folders) {
         text += folder.find('\n') == folder.npos ? folder + "\n" : "";
     }
-    try {
-        if (text != ReadText(path)) {
-            std::filesystem::create_directories(varn::FolderOf(path));
-            if (!varn::ReplaceFile(path, text, 0644)) {
-                throw SystemError(path);
-            }
-        }
-    } catch (const std::system_error &error) {
-        reporter.Warn(std::string("the list of indexed folders cannot be kept: ") + error.what());
+    std::error_code error;
+    std::filesystem::create_directories(varn::FolderOf(path), error);
+    if (!varn::ReplaceFile(path, text, 0644)) {
+        reporter.Warn("the list of indexed folders cannot be kept: " + path + ": " +
+                      std::generic_category().message(errno));
     }
 }
 
