@@ -70,12 +70,4 @@ TEST(Names, GenresAreSplitAndUnique) {
     EXPECT_LE(JoinGenres(CleanGenres({many})).size(), 255U);
 }
 
-TEST(Names, Utf16WithBrokenPairsIsStillText) {
-    EXPECT_EQ(Utf8FromUtf16(L"a\u00e9\u591c"), "aé夜");
-    const std::wstring pair = {0xD83C, 0xDFB5};
-    EXPECT_EQ(Utf8FromUtf16(pair), "\U0001F3B5");
-    const std::wstring broken = {0xD83C, L'x', 0xDFB5, 0xD83C};
-    EXPECT_EQ(Utf8FromUtf16(broken), "\uFFFDx\uFFFD\uFFFD");
-}
-
 }  // namespace

@@ -1,7 +1,6 @@
 #include "varnindex/read/names.h"
 
 #include <strings.h>
-#include <unicode/utf16.h>
 #include <unicode/utf8.h>
 
 #include <algorithm>
@@ -78,18 +77,6 @@ bool IsUtf8(std::string_view text) {
         text.remove_prefix(next.length);
     }
     return true;
-}
-
-std::string Utf8FromUtf16(std::wstring_view units) {
-    std::string utf8;
-    for (std::size_t i = 0; i < units.size(); ++i) {
-        auto character = static_cast<UChar32>(units[i] & 0xFFFF);
-        if (U16_IS_LEAD(character) && i + 1 < units.size() && U16_IS_TRAIL(units[i + 1])) {
-            character = U16_GET_SUPPLEMENTARY(character, units[++i]);
-        }
-        Append(utf8, U_IS_SURROGATE(character) ? kReplacement : character);
-    }
-    return utf8;
 }
 
 std::string CleanName(std::string_view raw) {

@@ -29,16 +29,12 @@ namespace {
 // The tags of a file under TagLib's common names.
 using Tags = std::map<std::string, TagLib::StringList, std::less<>>;
 
-std::string Utf8(const TagLib::String &text) {
-    return Utf8FromUtf16(text.toWString());
-}
-
 std::vector<std::string> Values(const Tags &tags, std::string_view key) {
     std::vector<std::string> values;
     const auto found = tags.find(key);
     if (found != tags.end()) {
         for (const TagLib::String &value : found->second) {
-            values.push_back(Utf8(value));
+            values.push_back(value.to8Bit(true));
         }
     }
     return values;
