@@ -8,7 +8,6 @@
 #include "varn/path.h"
 #include "varn/sql.h"
 #include "varnindex/observe/file_names.h"
-#include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
 namespace {
@@ -155,7 +154,6 @@ Event Merge::OfFile(Found found) {
     const bool isList = !IsMusicName(found.path);
     Event event{isList ? Event::Kind::kList : Event::Kind::kSong};
     static_cast<FileFacts &>(event.work) = std::move(found);
-    event.work.modified = StorableTime(event.work.modified);
     event.work.userid = OwnerOf(event.work.path);
     KnownRow *const front = known_.Front();
     // A list that changes its owner changes its table, too.

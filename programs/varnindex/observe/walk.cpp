@@ -26,8 +26,12 @@ struct CloseDir {
 };
 using DirPtr = std::unique_ptr<DIR, CloseDir>;
 
+// Within the years 1 to 9999, as the library can hold it.
 std::int64_t Microseconds(const timespec &time) {
-    return static_cast<std::int64_t>(time.tv_sec) * 1'000'000 + time.tv_nsec / 1000;
+    constexpr std::int64_t kYear1 = -62'135'596'800;
+    constexpr std::int64_t kYear10000 = 253'402'300'800;
+    return std::clamp<std::int64_t>(time.tv_sec, kYear1, kYear10000 - 1) * 1'000'000 +
+           time.tv_nsec / 1000;
 }
 
 DirPtr OpenFolder(const std::string &path) {

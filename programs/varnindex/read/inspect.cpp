@@ -127,7 +127,7 @@ int Inspect(const std::string &givenPath) {
         return Skipped(found.reason);
     }
     Print("size", std::to_string(found.size) + " bytes");
-    Print("modified", Timestamp(StorableTime(found.modified)) + " UTC");
+    Print("modified", Timestamp(found.modified) + " UTC");
     Readers readers(1, Pictures::kCount);
     readers.Add({found});
     const ReadWork read = readers.Take();

@@ -1,6 +1,5 @@
 #include "varnindex/write/copy_rows.h"
 
-#include <algorithm>
 #include <array>
 #include <cstdio>
 #include <ctime>
@@ -13,14 +12,7 @@ namespace varnindex {
 namespace {
 
 constexpr std::int64_t kSecond = 1'000'000;
-constexpr std::int64_t kYear1 = -62'135'596'800 * kSecond;
-constexpr std::int64_t kYear10000 = 253'402'300'800 * kSecond;
-
 }  // namespace
-
-std::int64_t StorableTime(std::int64_t microseconds) {
-    return std::clamp(microseconds, kYear1, kYear10000 - 1);
-}
 
 std::string Timestamp(std::int64_t microseconds) {
     const std::int64_t fraction = (microseconds % kSecond + kSecond) % kSecond;

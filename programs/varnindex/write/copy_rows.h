@@ -41,10 +41,7 @@ enum class RowKind {
 void AppendTrackRow(std::string &rows, int id, const Song &song, RowKind kind);
 void AppendSideRows(SideRows &rows, int id, const Song &song);
 
-// A modification time that the library can hold: within the years 1 to 9999.
-std::int64_t StorableTime(std::int64_t microseconds);
-
-// The same as the database writes it.
+// A modification time as the database writes it.
 std::string Timestamp(std::int64_t microseconds);
 
 // Ids in decimal, with commas between them.
