@@ -79,16 +79,6 @@ std::vector<unsigned> OwnersOfRows(Database &database) {
     return owners;
 }
 
-// A connection that is lost has no cursor any more.
-KnownRows::~KnownRows() {
-    try {
-        if (block_) {
-            database_.Execute("CLOSE known_file");
-        }
-    } catch (const std::exception &) {
-    }
-}
-
 KnownRow *KnownRows::Front() {
     if (!front_ && Fetch()) {
         front_.emplace(RowOf((*block_)[next_++]));
@@ -106,6 +96,9 @@ bool KnownRows::Fetch() {
     }
     block_.emplace(database_.Query("FETCH " + std::to_string(kBlock) + " FROM known_file"));
     next_ = 0;
+    if (block_->Count() < kBlock) {
+        database_.Execute("CLOSE known_file");
+    }
     return block_->Count() > 0;
 }
 

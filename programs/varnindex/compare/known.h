@@ -51,9 +51,6 @@ std::vector<unsigned> OwnersOfRows(Database &database);
 class KnownRows {
   public:
     KnownRows(Database &database, Scope scope) : database_(database), scope_(std::move(scope)) {}
-    ~KnownRows();
-    KnownRows(const KnownRows &) = delete;
-    KnownRows &operator=(const KnownRows &) = delete;
 
     // The row at the front, null at the end. Throws DatabaseError.
     KnownRow *Front();
