@@ -113,13 +113,12 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
 
 // A path that does not exist and of which the library has nothing is most likely a slip. What a
 // link leads to counts.
-bool IsUnknown(varnindex::Database &database, const varnindex::LinkedFolders &library,
-               const std::string &path) {
+bool IsUnknown(varnindex::Database &database, const std::string &path) {
     std::error_code ignored;
     const bool isThere = std::filesystem::symlink_status(path, ignored).type() !=
                          std::filesystem::file_type::not_found;
-    const auto elsewhere = library.LibraryPath(path);
-    return !isThere && !HasRows(database, path) && !(elsewhere && HasRows(database, *elsewhere));
+    return !isThere && !HasRows(database, path) &&
+           !HasRows(database, std::filesystem::weakly_canonical(path, ignored));
 }
 
 int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter) {
@@ -127,9 +126,8 @@ int IndexOnce(const Options &options, const Folders &folders, Reporter &reporter
     if (!database.TakeIndexLock()) {
         return Complain("another indexer is at work on this library; try again when it is done");
     }
-    const varnindex::LinkedFolders library(folders);
     for (const std::string &path : options.paths) {
-        if (IsUnknown(database, library, path)) {
+        if (IsUnknown(database, path)) {
             return Complain(varnindex::Printable(path) +
                             " does not exist, and the library has nothing of it; check how it is "
                             "spelt, or give the folder that it should be in");

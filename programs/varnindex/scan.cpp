@@ -430,12 +430,11 @@ Counts IndexPaths(Database &database, const Folders &folders, const std::vector<
     if (!options.dryRun) {
         RememberFolders(folders, reporter);
     }
-    const LinkedFolders library(folders);
     std::vector<std::string> all = paths;
     for (const std::string &path : paths) {
-        if (auto elsewhere = library.LibraryPath(OrderedFolders({path}).front())) {
-            all.push_back(std::move(*elsewhere));
-        }
+        std::error_code error;
+        const std::string real = std::filesystem::weakly_canonical(path, error);
+        all.push_back(error ? path : real);
     }
     std::vector<std::string> roots = FoldersToWalk(folders, all);
     const Scope scope(roots);

@@ -34,7 +34,7 @@ bool IsLinkToFolder(const std::string &path) {
 LinkedFolders::LinkedFolders(const std::vector<std::string> &roots) : roots_(roots) {
     for (const std::string &root : roots) {
         if (const std::string real = varn::RealPath(root); !real.empty()) {
-            realRoots_.emplace(real, root);
+            realRoots_.push_back(real);
         }
     }
 }
@@ -46,16 +46,11 @@ const std::string *LinkedFolders::RootOf(const std::string &path) const {
     return root != roots_.end() ? &*root : nullptr;
 }
 
-// The path that a walk reaches without links; none where it does not.
-std::optional<std::string> LinkedFolders::PathInRoot(const std::string &real) const {
-    for (const auto &[realRoot, root] : realRoots_) {
-        const auto rest = varn::PathBelow(realRoot, real);
-        if (rest && PassedOverPart(realRoot, real).empty()) {
-            return rest->empty() ? fs::path(root)
-                                 : fs::path(root) / fs::path(*rest).relative_path();
-        }
-    }
-    return std::nullopt;
+// True where a walk comes without links.
+bool LinkedFolders::IsWalked(const std::string &real) const {
+    return std::any_of(realRoots_.begin(), realRoots_.end(), [&](const std::string &root) {
+        return varn::PathBelow(root, real) && PassedOverPart(root, real).empty();
+    });
 }
 
 Way LinkedFolders::Step(const Way &above, const std::string &folder, bool isLink) const {
@@ -68,11 +63,11 @@ Way LinkedFolders::Step(const Way &above, const std::string &folder, bool isLink
     } else if (way.links > 0) {
         way.real += "/" + NameOf(folder);
     }
-    way.goesOn = way.goesOn && (way.links == 0 || !PathInRoot(way.real));
+    way.goesOn = way.goesOn && (way.links == 0 || !IsWalked(way.real));
     return way;
 }
 
-Way LinkedFolders::WayTo(const std::string &path, std::string *end) const {
+Way LinkedFolders::WayTo(const std::string &path) const {
     Way way;
     const std::string *const root = RootOf(path);
     std::size_t length = root == nullptr ? path.size() : *root == "/" ? 0 : root->size();
@@ -81,16 +76,7 @@ Way LinkedFolders::WayTo(const std::string &path, std::string *end) const {
         const std::string part = path.substr(0, length);
         way = Step(way, part, IsLinkToFolder(part));
     }
-    if (end != nullptr) {
-        *end = path.substr(0, length);
-    }
     return way;
-}
-
-std::optional<std::string> LinkedFolders::LibraryPath(const std::string &path) const {
-    std::string end;
-    const Way way = WayTo(path, &end);
-    return way.goesOn ? std::nullopt : PathInRoot(way.real + path.substr(end.size()));
 }
 
 // The way to the home is the administrator's; its last part, the folder for music, the user's.

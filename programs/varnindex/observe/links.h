@@ -36,11 +36,7 @@ class LinkedFolders {
     Way Step(const Way &above, const std::string &folder, bool isLink) const;
 
     // The way from a root to a path in it; ends at the first folder where it does not go on.
-    Way WayTo(const std::string &path) const { return WayTo(path, nullptr); }
-
-    // Where the library has what a path leads to through a link that is not followed; none for any
-    // other path.
-    std::optional<std::string> LibraryPath(const std::string &path) const;
+    Way WayTo(const std::string &path) const;
 
     // True when a walk of all folders comes to a file of that path now, music or a list.
     bool IsThere(const std::string &path);
@@ -67,11 +63,10 @@ class LinkedFolders {
     };
 
     const Home &HomeOf(const OwnedFolder &folder);
-    Way WayTo(const std::string &path, std::string *end) const;
-    std::optional<std::string> PathInRoot(const std::string &real) const;
+    bool IsWalked(const std::string &real) const;
 
     std::vector<std::string> roots_;
-    std::map<std::string, std::string> realRoots_;  // roots by their real paths
+    std::vector<std::string> realRoots_;
     const Folders *folders_ = nullptr;
     std::map<std::string, Home> homes_;  // by the configured path
 };
