@@ -1,6 +1,6 @@
 #include "varnindex/scan.h"
 
-#include <optional>
+#include <filesystem>
 #include <thread>
 #include <utility>
 
@@ -59,7 +59,7 @@ class Scan {
     void SettleOutside();
     void Compare();
     void CompareSong(Work work);
-    void CompareGone(const KnownRow &row, bool isEmptied);
+    void CompareGone(const KnownRow &row);
     void CompareGap(const Event &gap);
     bool NeedsReading(const Work &work) const;
     void ReadFiles();
@@ -105,6 +105,7 @@ Counts Scan::Run() {
     SettleLists();
     StopIfAsked(options_.isStopped);
     RemoveLeft();
+    heldBack_.HoldEmptied();
     StopIfAsked(options_.isStopped);
     if (!options_.dryRun) {
         lists_.Store();
@@ -144,7 +145,7 @@ void Scan::Compare() {
                 lists_.AddFound(event->work);
                 break;
             case Event::Kind::kGone:
-                CompareGone(event->work.known, event->isEmptied);
+                CompareGone(event->work.known);
                 break;
             case Event::Kind::kKept:
                 heldBack_.AddUnseen(event->work.known);
@@ -191,12 +192,11 @@ void Scan::CompareGap(const Event &gap) {
     }
 }
 
-void Scan::CompareGone(const KnownRow &row, bool isEmptied) {
-    const auto emptied = isEmptied ? std::optional(heldBack_.EmptiedFolders()) : std::nullopt;
+void Scan::CompareGone(const KnownRow &row) {
     if (row.isList) {
-        lists_.AddGone(row, emptied);
+        lists_.AddGone(row);
     } else {
-        matching_.AddLost(row, Matching::Loss::kFile, emptied);
+        matching_.AddLost(row, Matching::Loss::kFile);
     }
 }
 
@@ -359,10 +359,8 @@ bool Scan::IsBack(const KnownRow &row) {
 }
 
 void Scan::SettleLists() {
-    std::vector<std::size_t> emptied(heldBack_.EmptiedFolders());
-    matching_.TakeEmptied(emptied);
-    lists_.Settle(emptied, [this](const KnownRow &row) { return IsBack(row); });
-    heldBack_.SettleEmptied(emptied);
+    lists_.Settle([this](const KnownRow &row) { return IsBack(row); },
+                  [this](const KnownRow &row) { return heldBack_.IsOfEmptied(row.path); });
     counts_.playlists = lists_.Playlists();
     counts_.sheets = lists_.Sheets();
 }
@@ -371,6 +369,9 @@ void Scan::SettleLists() {
 // library since an earlier scan: a slow move is a copy first.
 void Scan::RemoveLeft() {
     matching_.ForEachLeft([this](const KnownRow &row, bool isFree) {
+        if (heldBack_.IsOfEmptied(row.path)) {
+            return true;
+        }
         const bool mayBeUnread = !options_.purge && matching_.MayBeUnread(row);
         const bool stays = mayBeUnread || (isFree && IsBack(row));
         if (mayBeUnread) {

@@ -1,5 +1,7 @@
 #include "varnindex/compare/held_back.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "varnindex/read/names.h"
@@ -28,13 +30,23 @@ void HeldBack::AddEmptied(std::string path, std::string reason) {
     emptied_.push_back({std::move(path), std::move(reason)});
 }
 
-void HeldBack::SettleEmptied(const std::vector<std::size_t> &left) {
-    for (std::size_t i = 0; i < left.size(); ++i) {
-        const auto &[path, reason] = emptied_[i];
-        if (left[i] > 0) {
+bool HeldBack::IsOfEmptied(const std::string &path) {
+    const auto next = std::upper_bound(
+        emptied_.begin(), emptied_.end(), path,
+        [](const auto &text, const Emptied &folder) { return text < folder.path; });
+    const bool isIn = next != emptied_.begin() && path.starts_with(std::prev(next)->path);
+    if (isIn) {
+        ++std::prev(next)->rows;
+    }
+    return isIn;
+}
+
+void HeldBack::HoldEmptied() {
+    for (const auto &[path, reason, rows] : emptied_) {
+        if (rows > 0) {
             folderRows_.NoteFile(path, folders_.OwnerOf(path));
             folderRows_.Keep(path);
-            Hold(path, reason, left[i]);
+            Hold(path, reason, rows);
         }
     }
 }

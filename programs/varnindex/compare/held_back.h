@@ -21,11 +21,12 @@ class HeldBack {
     // Rows at `path`, or below it when it ends with "/", stay for the given reason.
     void Hold(const std::string &path, const std::string &reason, std::size_t rows);
 
-    // A folder that is there with nothing in it. How many of its rows were not found elsewhere is
-    // told when the moves are known, of all of them in order; without any it is worth no word.
+    // A folder that is there with nothing in it, in the order of their paths. Its rows stay unless
+    // they are found elsewhere: of those that are not, IsOfEmptied counts each. Then HoldEmptied
+    // tells of the folders that have such rows.
     void AddEmptied(std::string path, std::string reason);
-    std::size_t EmptiedFolders() const { return emptied_.size(); }
-    void SettleEmptied(const std::vector<std::size_t> &left);
+    bool IsOfEmptied(const std::string &path);
+    void HoldEmptied();
 
     // A row that stays because its owner's folders cannot be seen, if they cannot; and, after all
     // of them, what is said of these. Rows of a folder that cannot be looked at have a warning of
@@ -42,6 +43,7 @@ class HeldBack {
     struct Emptied {
         std::string path;
         std::string reason;
+        std::size_t rows = 0;
     };
 
     void Warn(const std::string &text);

@@ -138,7 +138,6 @@ std::optional<Event> Merge::NextOfGap() {
 
 Event Merge::WithoutFile(Event::Kind kind, bool isEmptied) {
     Event event{kind};
-    event.isEmptied = isEmptied;
     event.work.known = std::move(*known_.Front());
     known_.Pop();
     const KnownRow &row = event.work.known;

@@ -29,7 +29,7 @@ struct Event {
     std::string reason = {};  // the same, for a person
     std::size_t kept = 0;     // of a gap: how many rows stay
     bool isBlocked = false;   // of a gap: it is there
-    bool isEmptied = false;   // of a gap and its gone rows: a folder was there with nothing in it
+    bool isEmptied = false;   // of a gap: a folder is there with nothing in it
 };
 
 class Merge {

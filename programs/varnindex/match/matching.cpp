@@ -58,17 +58,17 @@ void ForgetStars(ReadWork &read) {
 
 Matching::Matching(Database &database)
     : database_(database),
-      lostTable_(database, "lost", "id integer, loss integer, folder integer"),
+      lostTable_(database, "lost", "id integer, loss integer"),
       heldTable_(database, "held",
                  "no integer PRIMARY KEY, known integer, userid integer, filesize bigint,"
                  " fingerprint bigint, path text") {}
 
-void Matching::AddLost(const KnownRow &row, Loss loss, std::optional<std::size_t> folder) {
+void Matching::AddLost(const KnownRow &row, Loss loss) {
     if (!lost_.insert(row.id).second) {
         return;
     }
     lostSizes_.insert(SizeOf(row.size, row.userid));
-    lostTable_.Add(row.id, static_cast<int>(loss), folder);
+    lostTable_.Add(row.id, static_cast<int>(loss));
 }
 
 void Matching::AddToRead(const Work &work) {
@@ -141,18 +141,6 @@ void Matching::Settle(const std::function<void(Change)> &take) {
     }
     held_.clear();
     database_.Execute(kForgetFound);
-}
-
-void Matching::TakeEmptied(std::vector<std::size_t> &left) {
-    if (left.empty() || !lostTable_.Flush()) {
-        return;
-    }
-    for (const varn::Row row : database_.Query(
-             "WITH taken AS (DELETE FROM lost WHERE folder IS NOT NULL RETURNING folder)"
-             " SELECT folder, count(*) FROM taken GROUP BY folder")) {
-        left.at(static_cast<std::size_t>(row.Number("folder"))) =
-            static_cast<std::size_t>(row.Number("count"));
-    }
 }
 
 void Matching::ForEachLeft(const std::function<bool(const KnownRow &row, bool isFree)> &stays) {

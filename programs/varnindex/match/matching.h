@@ -51,9 +51,8 @@ class Matching {
 
     // ---- while the folders are compared with the rows; throws DatabaseError, as all below
 
-    // A row that has lost its file. Rows with `folder`, the number of an emptied folder, are never
-    // removed: their disk may be missing.
-    void AddLost(const KnownRow &row, Loss loss, std::optional<std::size_t> folder = {});
+    // A row that has lost its file.
+    void AddLost(const KnownRow &row, Loss loss);
 
     // A new or changed file, which is going to be read.
     void AddToRead(const Work &work);
@@ -73,9 +72,6 @@ class Matching {
 
     // Pairs rows and files, and calls `take` with each file that has waited.
     void Settle(const std::function<void(Change)> &take);
-
-    // Tells how many songs of each emptied folder were not found elsewhere, and forgets these.
-    void TakeEmptied(std::vector<std::size_t> &left);
 
     // Asks of each row that has still lost its file whether it stays. `isFree` is false when another
     // song has its path.

@@ -1,13 +1,11 @@
 #include "varnindex/write/lists.h"
 
 #include <fcntl.h>
-#include <json/reader.h>
 #include <json/writer.h>
 #include <sys/stat.h>
 
 #include <cstdint>
-#include <memory>
-#include <unordered_map>
+#include <string_view>
 
 #include "varn/path.h"
 #include "varn/playlistsvc.h"
@@ -46,8 +44,7 @@ constexpr const char kMove[] =
     " RETURNING m.old, m.new) UPDATE playlist_sharing s SET path = moved.new FROM moved"
     " WHERE s.path = moved.old";
 constexpr const char kRemove[] =
-    "DELETE FROM @VARN:NEVAR t USING gone_list g WHERE t.id = g.id AND t.path = g.path"
-    " AND g.folder IS NULL";
+    "DELETE FROM @VARN:NEVAR t USING gone_list g WHERE t.id = g.id AND t.path = g.path";
 constexpr const char kUpdate[] =
     "UPDATE @VARN:NEVAR t SET title = f.title, album = f.album, mdate = f.mdate@VARN:NEVAR"
     " FROM found_list f WHERE f.path = t.path AND @VARN:NEVAR"
@@ -95,38 +92,25 @@ std::optional<std::int64_t> KnownOnly(std::int64_t contents) {
     return contents != 0 ? std::optional(contents) : std::nullopt;
 }
 
-// The path in the criteria of a pin; null where there is none.
-Json::Value *PathOf(Json::Value &criteria, const std::string &text) {
-    const std::unique_ptr<Json::CharReader> reader(Json::CharReaderBuilder().newCharReader());
-    try {
-        if (reader->parse(text.data(), text.data() + text.size(), &criteria, nullptr) &&
-            criteria.isObject() && criteria["path"].isString()) {
-            return &criteria["path"];
-        }
-    } catch (const Json::Exception &) {  // nested too deep
-    }
-    return nullptr;
-}
-
 // The criteria are stored and compared as text in this form.
-void MovePins(Database &database) {
-    std::unordered_map<std::string, std::string> moved;
-    for (const varn::Row list : database.Query("SELECT old, new FROM moved_list")) {
-        moved.emplace(list.Text("old"), list.Text("new"));
-    }
+std::string CriterionOf(std::string_view path) {
     Json::StreamWriterBuilder compact;
     compact["indentation"] = "";
-    for (const varn::Row pin :
-         database.Query("SELECT id, criteria FROM pin WHERE type = 'playlist'")) {
-        Json::Value criteria;
-        Json::Value *const path = PathOf(criteria, pin.Text("criteria"));
-        const auto move = path != nullptr ? moved.find(path->asString()) : moved.end();
-        if (move != moved.end()) {
-            *path = move->second;
-            database.Execute(
-                Made(varn::Sql("UPDATE pin SET criteria = '@VARN:VAR' WHERE id = '@VARN:VAR'",
-                               Json::writeString(compact, criteria), pin.Text("id"))));
-        }
+    return "\"path\":" + Json::writeString(compact, std::string(path));
+}
+
+void MovePins(Database &database) {
+    std::string moved;
+    for (const varn::Row list : database.Query("SELECT old, new FROM moved_list")) {
+        moved += (moved.empty() ? "" : ",") +
+                 Made(varn::Sql("('@VARN:VAR','@VARN:VAR')", CriterionOf(list.Text("old")),
+                                CriterionOf(list.Text("new"))));
+    }
+    if (!moved.empty()) {
+        database.Execute("UPDATE pin SET criteria = replace(criteria, m.old, m.new) FROM (VALUES " +
+                         moved +
+                         ") m (old, new) WHERE type = 'playlist'"
+                         " AND position(m.old IN criteria) > 0");
     }
 }
 
@@ -140,8 +124,7 @@ Lists::Lists(Database &database, FolderRows &folders, Reporter &reporter)
                   "is_new boolean, userid integer, path text, title text, album text,"
                   " mdate timestamp, contents bigint"),
       goneTable_(database, "gone_list",
-                 "id integer, userid integer, path text, mdate timestamp, contents bigint,"
-                 " folder integer") {}
+                 "id integer, userid integer, path text, mdate timestamp, contents bigint") {}
 
 ListCounts &Lists::CountsOf(const std::string &path) {
     return IsSheetName(path) ? sheets_ : playlists_;
@@ -171,12 +154,11 @@ void Lists::AddFound(const Work &work) {
     }
 }
 
-void Lists::AddGone(const KnownRow &row, std::optional<std::size_t> folder) {
-    goneTable_.Add(row.id, row.userid, row.path, Timestamp(row.modified), KnownOnly(row.contents),
-                   folder);
+void Lists::AddGone(const KnownRow &row) {
+    goneTable_.Add(row.id, row.userid, row.path, Timestamp(row.modified), KnownOnly(row.contents));
 }
 
-void Lists::Settle(std::vector<std::size_t> &emptied, const Question &isBack) {
+void Lists::Settle(const Question &isBack, const Question &stays) {
     const bool isAnyFound = foundTable_.Flush();
     if (goneTable_.Flush()) {
         KeepThoseBack(isBack);
@@ -184,10 +166,16 @@ void Lists::Settle(std::vector<std::size_t> &emptied, const Question &isBack) {
         if (isAnyFound) {
             FindMoved();
         }
-        CountLeft(emptied);
+        CountLeft(stays);
     }
     for (const std::string &path : added_) {
         reporter_.Tell("added", path);
+    }
+}
+
+void Lists::Keep(const std::vector<int> &ids) {
+    if (!ids.empty()) {
+        database_.Execute("DELETE FROM gone_list WHERE id = ANY ('{" + IdList(ids) + "}')");
     }
 }
 
@@ -205,9 +193,7 @@ void Lists::KeepThoseBack(const Question &isBack) {
             back.push_back(list.id);
         }
     }
-    if (!back.empty()) {
-        database_.Execute("DELETE FROM gone_list WHERE id = ANY ('{" + IdList(back) + "}')");
-    }
+    Keep(back);
 }
 
 void Lists::FindMoved() {
@@ -223,17 +209,21 @@ void Lists::FindMoved() {
     }
 }
 
-void Lists::CountLeft(std::vector<std::size_t> &emptied) {
+void Lists::CountLeft(const Question &stays) {
+    std::vector<int> kept;
     for (const varn::Row row : database_.Query(
-             "SELECT path, coalesce(folder, -1) AS folder FROM gone_list g WHERE NOT EXISTS"
+             "SELECT id, path FROM gone_list g WHERE NOT EXISTS"
              " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"")) {
-        if (const auto folder = row.Number("folder"); folder >= 0) {
-            ++emptied.at(static_cast<std::size_t>(folder));
+        KnownRow list;
+        list.path = row.Text("path");
+        if (stays(list)) {
+            kept.push_back(static_cast<int>(row.Number("id")));
         } else {
-            reporter_.Tell("removed", row.Text("path"));
-            ++CountsOf(row.Text("path")).removed;
+            reporter_.Tell("removed", list.path);
+            ++CountsOf(list.path).removed;
         }
     }
+    Keep(kept);
 }
 
 void Lists::Store() {

@@ -38,13 +38,13 @@ class Lists {
     // A list, with its row if there is one. Throws DatabaseError, as all below.
     void AddFound(const Work &work);
 
-    // A row without a file. With `folder`, the number of an emptied folder, it is not removed.
-    void AddGone(const KnownRow &row, std::optional<std::size_t> folder);
+    // A row without a file.
+    void AddGone(const KnownRow &row);
 
-    // After all of these: finds out what has moved. A row stays when `isBack` says so. Tells how many
-    // lists of each emptied folder were not found elsewhere.
+    // After all of these: finds out what has moved. A row stays when `isBack` says so, and one that
+    // was not found elsewhere when `stays` does.
     using Question = std::function<bool(const KnownRow &row)>;
-    void Settle(std::vector<std::size_t> &emptied, const Question &isBack);
+    void Settle(const Question &isBack, const Question &stays);
 
     // Writes the rows, in one transaction.
     void Store();
@@ -55,7 +55,8 @@ class Lists {
   private:
     void KeepThoseBack(const Question &isBack);
     void FindMoved();
-    void CountLeft(std::vector<std::size_t> &emptied);
+    void CountLeft(const Question &stays);
+    void Keep(const std::vector<int> &ids);
     ListCounts &CountsOf(const std::string &path);
 
     Database &database_;
