@@ -8,7 +8,6 @@
 #include <system_error>
 
 #include "support/fixture.h"
-#include "varn/packageconf.h"
 #include "varn/systempath.h"
 #include "varnindex/index_fixture.h"
 
@@ -20,17 +19,6 @@ class SpooledNoticesTest : public tonvale_test::SystemTest {
   protected:
     static fs::path Spool() { return At(varn::path::kNotifySpool); }
 };
-
-TEST_F(SpooledNoticesTest, AreTakenOnce) {
-    EXPECT_TRUE(varnindex::TakeSpooledNotices().empty());
-    EXPECT_EQ(VLIBVRNotify("/music/b\n", nullptr, VLIB_NOTIFY_CREATED), 0);
-    EXPECT_EQ(VLIBVRNotify("12", nullptr, VLIB_NOTIFY_DELETED), 0);
-    const auto taken = varnindex::TakeSpooledNotices();
-    ASSERT_EQ(taken.size(), 2U);
-    EXPECT_EQ(taken[0].pathOrId, "/music/b\n");
-    EXPECT_EQ(taken[1].pathOrId, "12");
-    EXPECT_TRUE(varnindex::TakeSpooledNotices().empty());
-}
 
 TEST_F(SpooledNoticesTest, ADamagedLineAsksForEverything) {
     for (const std::string text : {"64\t/music/cut", "garbage\n2\t/music/a\t\n", "*\n"}) {

@@ -9,7 +9,6 @@
 #include <string>
 #include <thread>
 
-#include "varnindex/observe/folders.h"
 #include "varnindex/scan_fixture.h"
 
 namespace {
@@ -245,24 +244,6 @@ TEST_F(ScanTest, TheLibraryIsReadWhileAScanRuns) {
     EXPECT_EQ(status, 0);
     EXPECT_GT(pages, 5);
     EXPECT_EQ(Value("SELECT count(*) FROM track"), "4000");
-}
-
-TEST(Folders, OwnersAndWhatToWalk) {
-    const fs::path base = fs::temp_directory_path();  // the nearest folder that exists
-    const std::string top = base.string();
-    const varnindex::Folders folders({top, top + "/none/shared//x/"}, {{top + "/none/home", 7}},
-                                     {8});
-    EXPECT_EQ(folders.Roots(), std::vector<std::string>{top});
-    EXPECT_EQ(folders.OwnerOf(top + "/none/home"), 7U);
-    EXPECT_EQ(folders.OwnerOf(top + "/none/home/a/b"), 7U);
-    EXPECT_EQ(folders.OwnerOf(top + "/none/homes"), 0U);
-    EXPECT_EQ(folders.Of("/"), nullptr);
-    EXPECT_TRUE(folders.IsUnseen(8));
-    EXPECT_FALSE(folders.IsUnseen(0));
-    using Paths = std::vector<std::string>;
-    EXPECT_EQ(FoldersToWalk(folders, {top + "/none/a/b.mp3"}), Paths{top});
-    EXPECT_EQ(FoldersToWalk(folders, {top + "/none/home/b.mp3"}), Paths{top + "/none/home"});
-    EXPECT_EQ(FoldersToWalk(folders, {"/nowhere/at/all", top}), Paths{top});
 }
 
 }  // namespace

@@ -84,20 +84,6 @@ TEST_F(WalkTest, LinksAreFollowedButNotInCircles) {
     EXPECT_EQ(Finds({"m"}, Kind::kBlocked), Names{});
 }
 
-TEST_F(WalkTest, FoldersThatLinkToEachOtherAreWalkedFewTimes) {
-    constexpr int kFolders = 12;
-    Make({"m/0/1.mp3"});
-    for (int i = 0; i < kFolders; ++i) {
-        fs::create_directories(scratch() / "m" / std::to_string(i));
-        for (int j = 0; j < kFolders; ++j) {
-            fs::create_directory_symlink(
-                "../" + std::to_string(j),
-                scratch() / "m" / std::to_string(i) / ("to" + std::to_string(j)));
-        }
-    }
-    EXPECT_LE(Finds({"m"}, Kind::kFile).size(), 2U);
-}
-
 // A walk of a part comes to the same folders as a walk of everything.
 TEST_F(WalkTest, LinksLeadOutOfTheLibraryOnly) {
     Make({"m/own/1.mp3", "m/own/.hidden/2.mp3", "n/3.mp3", "disk/4.mp3", "disk/sub/5.mp3",
