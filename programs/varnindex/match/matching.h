@@ -73,8 +73,8 @@ class Matching {
     // Pairs rows and files, and calls `take` with each file that has waited.
     void Settle(const std::function<void(Change)> &take);
 
-    // Asks of each row that has still lost its file whether it stays. `isFree` is false when another
-    // song has its path.
+    // Asks of each row that has still lost its file whether it stays. `isFree` is false when
+    // another song has its path.
     void ForEachLeft(const std::function<bool(const KnownRow &row, bool isFree)> &stays);
 
     // The rows that are left are in the temporary table "lost", by their ids; none without it.

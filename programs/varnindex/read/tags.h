@@ -30,9 +30,9 @@ enum class Pictures {
 
 // Reads tags and audio properties of a file with a music name (file_names.h). A damaged tag gives
 // the song with what can be read. A file without tags gets its name as title and its folder's name
-// as album. `size` and `modified` are what the walk saw, and go into the song unchanged: a file that
-// changes afterwards is read again. A file that cannot be read to its end, or that may not be the
-// one that was `seen`, gives no song. Several threads may read different files.
+// as album. `size` and `modified` are what the walk saw, and go into the song unchanged: a file
+// that changes afterwards is read again. A file that cannot be read to its end, or that may not be
+// the one that was `seen`, gives no song. Several threads may read different files.
 ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
                     Pictures pictures = Pictures::kCount, const SeenFile &seen = {},
                     KeptCover *kept = nullptr);

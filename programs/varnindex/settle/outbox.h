@@ -34,8 +34,8 @@ void NoteCopied(Database &database);
 // Works the outbox off, below the scope alone: another root's files may not be there for this one.
 // Names moved songs by their new paths in the lists of shared songs, and makes rating records what
 // the library knows of the rows that are there, whatever came along with a file. A record without a
-// row goes with its song, but stays when a link to a folder of the library leads there. A scan that is
-// killed in the middle is made up for by the next one; an entry of a list is then moved on twice
+// row goes with its song, but stays when a link to a folder of the library leads there. A scan that
+// is killed in the middle is made up for by the next one; an entry of a list is then moved on twice
 // where songs of one scan have taken each other's paths. To be called outside of a transaction, and
 // while no other thread depends on the process's account. Returns what went wrong, for a person.
 std::vector<std::string> SettleOutbox(Database &database, const Scope &scope,
