@@ -1,6 +1,7 @@
-// question-bench PORT NAME:PASSWORD: the time to the answers of the web API at PORT.
+// question-bench PORT NAME:PASSWORD KEY: the time to the answers of the web API at PORT, and of the
+// OpenSubsonic API with the key.
 //
-// question-bench PORT NAME:PASSWORD PLAIN_PORT SERVER_PID PLAIN_PID DATABASE_PID [MPD_SOCKET]: what
+// question-bench PORT NAME:PASSWORD KEY PLAIN_PORT SERVER_PID PLAIN_PID DATABASE_PID [MPD_SOCKET]: what
 // questions cost. First the web API at PORT, which `tonvale serve` answers, against the same program
 // as plain CGI at PLAIN_PORT: processor time of ours and of the database's. Then the time to an
 // answer against that of the music player daemon, which knows the same files.
@@ -10,6 +11,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
@@ -19,6 +21,8 @@
 #include <set>
 #include <sstream>
 #include <string>
+#include <thread>
+#include <utility>
 #include <vector>
 
 #include "timing.h"
@@ -38,7 +42,8 @@ constexpr int kCounted = 50;
 class WebApi {
   public:
     WebApi(const std::string &port, const std::string &login)
-        : base_("http://127.0.0.1:" + port + "/webapi/entry.cgi?version=1&api=VARN.Tonvale."),
+        : host_("http://127.0.0.1:" + port),
+          base_(host_ + "/webapi/entry.cgi?version=1&api=VARN.Tonvale."),
           curl_(curl_easy_init(), curl_easy_cleanup) {
         curl_easy_setopt(curl_.get(), CURLOPT_USERPWD, login.c_str());
         curl_easy_setopt(curl_.get(), CURLOPT_NOPROXY, "*");
@@ -60,15 +65,38 @@ class WebApi {
     const std::string &Ask(std::string question) {
         const std::string asked = question;
         question.replace(question.find('.'), 1, "&method=");
-        answer_.clear();
-        curl_easy_setopt(curl_.get(), CURLOPT_URL, (base_ + question).c_str());
-        long status = 0;
-        if (curl_easy_perform(curl_.get()) != CURLE_OK ||
-            curl_easy_getinfo(curl_.get(), CURLINFO_RESPONSE_CODE, &status) != CURLE_OK ||
-            status != 200 || answer_.starts_with("{\"error\"")) {
+        const long status = Get(base_ + question);
+        if (status != 200 || answer_.starts_with("{\"error\"")) {
             Die(asked + " has no answer: " + answer_.substr(0, 300));
         }
         return answer_;
+    }
+
+    // A path with its query, below the server's own address.
+    const std::string &AskPath(const std::string &path) {
+        if (Get(host_ + path) != 200 || answer_.find("\"status\":\"ok\"") == answer_.npos) {
+            Die(path + " has no answer: " + answer_.substr(0, 300));
+        }
+        return answer_;
+    }
+
+    // The tag of an answer; with the tag of the last one the server may say that it is as it was.
+    std::string Tag(std::string question, const std::string &known) {
+        const std::unique_ptr<curl_slist, decltype(&curl_slist_free_all)> fields(
+            known.empty() ? nullptr
+                          : curl_slist_append(nullptr, ("If-None-Match: " + known).c_str()),
+            curl_slist_free_all);
+        curl_easy_setopt(curl_.get(), CURLOPT_HTTPHEADER, fields.get());
+        question.replace(question.find('.'), 1, "&method=");
+        const long status = Get(base_ + question);
+        if (status != (known.empty() ? 200 : 304)) {
+            Die(question + " has the status " + std::to_string(status));
+        }
+        curl_header *field = nullptr;
+        curl_easy_header(curl_.get(), "ETag", 0, CURLH_HEADER, -1, &field);
+        const std::string tag = field != nullptr ? field->value : "";
+        curl_easy_setopt(curl_.get(), CURLOPT_HTTPHEADER, nullptr);
+        return tag;
     }
 
     Json::Value Data(const std::string &question) {
@@ -78,6 +106,19 @@ class WebApi {
     }
 
   private:
+    // The status of an answer.
+    long Get(const std::string &url) {
+        answer_.clear();
+        curl_easy_setopt(curl_.get(), CURLOPT_URL, url.c_str());
+        long status = 0;
+        if (curl_easy_perform(curl_.get()) != CURLE_OK ||
+            curl_easy_getinfo(curl_.get(), CURLINFO_RESPONSE_CODE, &status) != CURLE_OK) {
+            Die(url + " has no answer");
+        }
+        return status;
+    }
+
+    std::string host_;
     std::string base_;
     std::unique_ptr<CURL, decltype(&curl_easy_cleanup)> curl_;
     std::string answer_;
@@ -290,24 +331,88 @@ void PrintTimes(WebApi &api, const Known &known, Daemon *daemon) {
     }
 }
 
+// What phones ask: the first time, and then.
+void PrintPhones(WebApi &api, const Known &known, const std::string &key) {
+    std::printf("\n%-36s %8s %8s\n", "milliseconds to the answer", "first", "then");
+    const std::string tail = "f=json&v=1.16.1&c=bench&apiKey=" + key;
+    Json::Value reply;
+    std::istringstream(api.AskPath("/rest/getAlbumList2?type=newest&size=1&" + tail)) >> reply;
+    const std::string album = reply["subsonic-response"]["albumList2"]["album"][0]["id"].asString();
+    const std::pair<const char *, std::string> questions[] = {
+        {"getArtists", "getArtists?"},
+        {"getAlbumList2, 500 by name", "getAlbumList2?type=alphabeticalByName&size=500&"},
+        {"getAlbumList2, 500 newest", "getAlbumList2?type=newest&size=500&"},
+        {"getAlbum", "getAlbum?id=" + album + "&"},
+        {"search3, common word", "search3?query=" + api.Encoded(known.common) + "&"},
+        {"search3, rare word", "search3?query=" + api.Encoded(known.rare) + "&"},
+        {"search3, 500 of all at 50,000",
+         "search3?query=&songCount=500&songOffset=50000&albumCount=0&artistCount=0&"},
+    };
+    for (const auto &[name, question] : questions) {
+        const Clock::time_point start = Clock::now();
+        api.AskPath("/rest/" + question + tail);
+        const double first = SecondsSince(start) * 1000;
+        std::printf("%-36s %8.1f %8.1f\n", name, first,
+                    Median([&] { api.AskPath("/rest/" + question + tail); }));
+    }
+}
+
+// Covers as the page asks for them, so many at a time.
+constexpr int kAtOnce = 6;
+constexpr int kCovers = 50;
+
+void PrintCovers(WebApi &api, const std::string &port, const std::string &login) {
+    std::vector<std::string> questions;
+    for (const Json::Value &album :
+         api.Data("Album.list&limit=" + std::to_string(kCovers))["albums"]) {
+        questions.push_back("Cover.get&size=192&album=" + api.Encoded(album["name"].asString()) +
+                            "&album_artist=" + api.Encoded(album["album_artist"].asString()));
+    }
+    std::vector<std::string> tags(questions.size());
+    const auto round = [&] {
+        std::atomic<std::size_t> next = 0;
+        std::vector<std::thread> askers;
+        const Clock::time_point start = Clock::now();
+        for (int i = 0; i < kAtOnce; ++i) {
+            askers.emplace_back([&] {
+                WebApi own(port, login);
+                for (std::size_t at = next++; at < questions.size(); at = next++) {
+                    tags[at] = own.Tag(questions[at], tags[at]);
+                }
+            });
+        }
+        for (std::thread &asker : askers) {
+            asker.join();
+        }
+        return SecondsSince(start);
+    };
+    std::printf("\n%-36s %8s\n", "50 covers, six at a time", "seconds");
+    std::printf("%-36s %8.2f\n", "copies that are not there", round());
+    tags.assign(questions.size(), "");
+    std::printf("%-36s %8.2f\n", "copies that are there", round());
+    std::printf("%-36s %8.2f\n", "as they were (304)", round());
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
     const std::vector<std::string> words(argv + 1, argv + argc);
-    if (words.size() != 2 && words.size() < 6) {
-        Die("question-bench needs a port and a login, or also another port and processes");
+    if (words.size() != 3 && words.size() < 7) {
+        Die("question-bench needs a port, a login and a key, or also another port and processes");
     }
     WebApi api(words[0], words[1]);
     const Known known = Look(api);
-    if (words.size() > 2) {
-        WebApi plain(words[2], words[1]);
+    if (words.size() > 3) {
+        WebApi plain(words[3], words[1]);
         PrintCosts(api, plain, known,
-                   {std::stoi(words[3]), std::stoi(words[4]), std::stoi(words[5])});
+                   {std::stoi(words[4]), std::stoi(words[5]), std::stoi(words[6])});
     }
     std::unique_ptr<Daemon> daemon;
-    if (words.size() > 6) {
-        daemon = std::make_unique<Daemon>(words[6].c_str());
+    if (words.size() > 7) {
+        daemon = std::make_unique<Daemon>(words[7].c_str());
     }
     PrintTimes(api, known, daemon.get());
+    PrintPhones(api, known, words[2]);
+    PrintCovers(api, words[0], words[1]);
     return 0;
 }
