@@ -68,8 +68,8 @@ class BoundedStream : public TagLib::IOStream {
     bool IsWithinBounds(unsigned long wanted);
     unsigned long ReadAt(long position, char *out, unsigned long wanted);
 
-    // A piece of the file. The last ones that were used stay: programs look at the begin and the
-    // end in turn.
+    // A piece of the file. The last ones that were used stay: programs look at the begin and the end
+    // in turn.
     struct Window {
         long start = 0;
         std::size_t size = 0;

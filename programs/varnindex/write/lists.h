@@ -41,8 +41,8 @@ class Lists {
     // A row without a file. With `folder`, the number of an emptied folder, it is not removed.
     void AddGone(const KnownRow &row, std::optional<std::size_t> folder);
 
-    // After all of these: finds out what has moved. A row stays when `isBack` says so. Tells how
-    // many lists of each emptied folder were not found elsewhere.
+    // After all of these: finds out what has moved. A row stays when `isBack` says so. Tells how many
+    // lists of each emptied folder were not found elsewhere.
     using Question = std::function<bool(const KnownRow &row)>;
     void Settle(std::vector<std::size_t> &emptied, const Question &isBack);
 
