@@ -13,7 +13,7 @@
 #include <string>
 #include <vector>
 
-#include "timing.h"
+#include "compare.h"
 #include "tonvale/media.h"
 #include "varn/process.h"
 #include "varn/share.h"
@@ -22,9 +22,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_bench::Clock;
-using tonvale_bench::Die;
-using tonvale_bench::SecondsSince;
+using namespace tonvale_bench;
 
 bool Convert(const std::string &source, const std::string &target) {
     std::array<std::string, 7> words = {"convert",  "-size", "480x480>", "-thumbnail",
@@ -61,6 +59,9 @@ struct Album {
         }
         return path.data();
     }
+    double SecondsToScale() const {
+        return SecondsOf([this] { benchmark::DoNotOptimize(Scaled()); });
+    }
     fs::path folder;
     fs::path song;
     std::string cover;
@@ -70,20 +71,12 @@ struct Album {
 void CachedCopy(benchmark::State &state) {
     const Album album;
     const std::string scaled = album.Scaled();
-    double baseline = 0;
-    double measured = 0;
-    for (auto _ : state) {
+    const auto look = [&] {
         struct stat info = {};
-        Clock::time_point start = Clock::now();
         benchmark::DoNotOptimize(stat(album.cover.c_str(), &info) + stat(scaled.c_str(), &info));
-        baseline += SecondsSince(start);
-        start = Clock::now();
-        benchmark::DoNotOptimize(album.Scaled());
-        const double seconds = SecondsSince(start);
-        measured += seconds;
-        state.SetIterationTime(seconds);
-    }
-    state.counters["ratio"] = measured / baseline;
+    };
+    Compare(
+        state, [&] { return SecondsOf(look); }, [&] { return album.SecondsToScale(); });
 }
 BENCHMARK(CachedCopy)->UseManualTime()->Iterations(2000)->Unit(benchmark::kMicrosecond);
 
@@ -102,25 +95,19 @@ BENCHMARK(FindCover)->Iterations(2000)->Unit(benchmark::kMicrosecond);
 void NewCopy(benchmark::State &state) {
     const Album album;
     const std::string scaled = album.Scaled();
-    double baseline = 0;
-    double measured = 0;
-    for (auto _ : state) {
-        Clock::time_point start = Clock::now();
+    const auto convert = [&] {
         if (!Convert(album.cover, scaled)) {
             Die("the converter failed");
         }
-        baseline += SecondsSince(start);
-        ResetCredentialsByName("root");
-        fs::remove(scaled);
-        start = Clock::now();
-        benchmark::DoNotOptimize(album.Scaled());
-        const double seconds = SecondsSince(start);
-        measured += seconds;
-        state.SetIterationTime(seconds);
-    }
-    state.counters["ratio"] = measured / baseline;
-    state.counters["more_ms"] =
-        benchmark::Counter((measured - baseline) * 1000, benchmark::Counter::kAvgIterations);
+    };
+    const double more = Compare(
+        state, [&] { return SecondsOf(convert); },
+        [&] {
+            ResetCredentialsByName("root");
+            fs::remove(scaled);
+            return album.SecondsToScale();
+        });
+    state.counters["more_ms"] = MoreMs(more);
 }
 BENCHMARK(NewCopy)->UseManualTime()->Iterations(100)->Unit(benchmark::kMillisecond);
 

@@ -77,7 +77,8 @@ struct Album {
     bool isNewTag = false;  // of an MP3 file: ID3v2.4
 };
 
-// Of a hundred albums 68 are MP3 of a constant bit rate, 20 have a table, 2 none; 6 are FLAC, 4 M4A.
+// Of a hundred albums 68 are MP3 of a constant bit rate, 20 have a table, 2 none; 6 are FLAC, 4
+// M4A.
 bench::Sound SoundOf(std::size_t percent) {
     return percent < 68   ? bench::Sound::kConstant
            : percent < 88 ? bench::Sound::kTable

@@ -9,6 +9,7 @@
 #include <string>
 
 #include "baseline.h"
+#include "compare.h"
 #include "tonvale/library.h"
 #include "varn/systempath.h"
 
@@ -66,16 +67,9 @@ double Frame(const Case &c) {
 void Page(benchmark::State &state) {
     const Case &c = kCases[static_cast<std::size_t>(state.range(0))];
     const std::string statement = Statement(c);
-    double baseline = 0;
-    double measured = 0;
-    for (auto _ : state) {
-        baseline += RunStatement(statement);
-        const double seconds = Frame(c);
-        measured += seconds;
-        state.SetIterationTime(seconds);
-    }
     state.SetLabel(c.name);
-    state.counters["ratio"] = measured / baseline;
+    tonvale_bench::Compare(
+        state, [&] { return RunStatement(statement); }, [&] { return Frame(c); });
 }
 
 BENCHMARK(Page)

@@ -16,6 +16,7 @@
 #include <string_view>
 
 #include "baseline.h"
+#include "compare.h"
 #include "tonvale/library.h"
 #include "tonvale/playlists.h"
 #include "varn/playlistsvc.h"
@@ -24,10 +25,7 @@
 
 namespace {
 
-using tonvale_bench::Clock;
-using tonvale_bench::Die;
-using tonvale_bench::RunStatement;
-using tonvale_bench::SecondsSince;
+using namespace tonvale_bench;
 
 constexpr uid_t kUser = 1024;  // the first account of a new system
 constexpr int kLibrary = 100000;
@@ -103,28 +101,12 @@ Songs ReadList(const std::string &path) {
     return songs;
 }
 
-// Measures `work` and `baseline` in turn.
-template <typename Work, typename Baseline>
-void Compare(benchmark::State &state, const Work &work, const Baseline &baseline) {
-    double base = 0;
-    double measured = 0;
-    for (auto _ : state) {
-        base += baseline();
-        const Clock::time_point start = Clock::now();
-        work();
-        const double seconds = SecondsSince(start);
-        measured += seconds;
-        state.SetIterationTime(seconds);
-    }
-    state.counters["ratio"] = measured / base;
-}
-
 void Parse(benchmark::State &state) {
     const std::string path = MakeList(static_cast<int>(state.range(0)));
     const auto statements = Statements(path);
     Compare(
-        state, [&] { const Songs songs = ReadList(path); },
-        [&] { return RunStatements(statements); });
+        state, [&] { return RunStatements(statements); },
+        [&] { return SecondsOf([&] { const Songs songs = ReadList(path); }); });
 }
 
 // The same lines with a write call each and nothing else.
@@ -155,9 +137,9 @@ void Write(benchmark::State &state) {
     std::filesystem::permissions(path + ".base", std::filesystem::perms::all);
     VARNWriteMusicPlaylist(songs.get(), path.c_str());
     const std::string text = ReadText(path);
+    const auto write = [&] { VARNWriteMusicPlaylist(songs.get(), path.c_str()); };
     Compare(
-        state, [&] { VARNWriteMusicPlaylist(songs.get(), path.c_str()); },
-        [&] { return WriteLines(text, path + ".base"); });
+        state, [&] { return WriteLines(text, path + ".base"); }, [&] { return SecondsOf(write); });
     ResetCredentialsByName("root", true);
 }
 
@@ -169,9 +151,10 @@ void Membership(benchmark::State &state) {
     if (VARNPlaylistCheckSong(kUser, path.c_str(), last.c_str()) != 0) {
         Die("the song is not found");
     }
+    const auto look = [&] { VARNPlaylistCheckSong(kUser, path.c_str(), last.c_str()); };
+    const std::array statements = {Statement("id = 4711")};
     Compare(
-        state, [&] { VARNPlaylistCheckSong(kUser, path.c_str(), last.c_str()); },
-        [&] { return RunStatements(std::array{Statement("id = 4711")}); });
+        state, [&] { return RunStatements(statements); }, [&] { return SecondsOf(look); });
 }
 
 BENCHMARK(Parse)->RangeMultiplier(10)->Range(10, 10000)->UseManualTime()->Iterations(20)->Unit(

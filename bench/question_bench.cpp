@@ -1,10 +1,10 @@
 // question-bench PORT NAME:PASSWORD KEY: the time to the answers of the web API at PORT, and of the
 // OpenSubsonic API with the key.
 //
-// question-bench PORT NAME:PASSWORD KEY PLAIN_PORT SERVER_PID PLAIN_PID DATABASE_PID [MPD_SOCKET]: what
-// questions cost. First the web API at PORT, which `tonvale serve` answers, against the same program
-// as plain CGI at PLAIN_PORT: processor time of ours and of the database's. Then the time to an
-// answer against that of the music player daemon, which knows the same files.
+// question-bench PORT NAME:PASSWORD KEY PLAIN_PORT SERVER_PID PLAIN_PID DATABASE_PID [MPD_SOCKET]:
+// what questions cost. First the web API at PORT, which `tonvale serve` answers, against the same
+// program as plain CGI at PLAIN_PORT: processor time of ours and of the database's. Then the time
+// to an answer against that of the music player daemon, which knows the same files.
 #include <curl/curl.h>
 #include <json/json.h>
 #include <mpd/client.h>

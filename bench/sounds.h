@@ -1,4 +1,5 @@
-// Audio files of real lengths whose sound is silence and, where no indexer reads, a hole on the disk.
+// Audio files of real lengths whose sound is silence and, where no indexer reads, a hole on the
+// disk.
 #pragma once
 
 #include <cstddef>

@@ -5,14 +5,15 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <cstdlib>
 #include <filesystem>
 #include <string>
 
+#include "compare.h"
+
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using tonvale_bench::Clock;
 
 // Seconds from starting a program to its end.
 double Run(const std::string &program) {
@@ -24,24 +25,16 @@ double Run(const std::string &program) {
         waitpid(child, &status, 0) != child || status != 0) {
         std::abort();
     }
-    return std::chrono::duration<double>(Clock::now() - start).count();
+    return tonvale_bench::SecondsSince(start);
 }
 
 void Startup(benchmark::State &state) {
     const auto here = std::filesystem::canonical("/proc/self/exe").parent_path();
     const std::string empty = here / "startup-empty";
     const std::string linked = here / "startup-linked";
-    double baseline = 0;
-    double measured = 0;
-    for (auto _ : state) {
-        baseline += Run(empty);
-        const double seconds = Run(linked);
-        measured += seconds;
-        state.SetIterationTime(seconds);
-    }
-    state.counters["ratio"] = measured / baseline;
-    state.counters["more_ms"] =
-        benchmark::Counter((measured - baseline) * 1000, benchmark::Counter::kAvgIterations);
+    const double more = tonvale_bench::Compare(
+        state, [&] { return Run(empty); }, [&] { return Run(linked); });
+    state.counters["more_ms"] = tonvale_bench::MoreMs(more);
 }
 
 BENCHMARK(Startup)->UseManualTime()->Iterations(300)->Unit(benchmark::kMillisecond);

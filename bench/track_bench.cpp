@@ -9,6 +9,7 @@
 #include <string>
 
 #include "baseline.h"
+#include "compare.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 #include "varn/systempath.h"
@@ -125,16 +126,9 @@ double Objects(const Case &c) {
 void Tracks(benchmark::State &state) {
     const Case &c = kCases[state.range(0)];
     const std::string statement = Statement(c);
-    double baseline = 0;
-    double measured = 0;
-    for (auto _ : state) {
-        baseline += Baseline(statement);
-        const double seconds = Objects(c);
-        measured += seconds;
-        state.SetIterationTime(seconds);
-    }
     state.SetLabel(c.name);
-    state.counters["ratio"] = measured / baseline;
+    tonvale_bench::Compare(
+        state, [&] { return Baseline(statement); }, [&] { return Objects(c); });
 }
 
 BENCHMARK(Tracks)

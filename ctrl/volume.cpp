@@ -54,24 +54,23 @@ std::optional<CardVolume> OpenCardVolume() {
     return CardVolume{*std::move(mixer), channel};
 }
 
-int KernelVolume() {
+// What `read` gives with root's rights: 0 without a channel, -1 where the mixer cannot be read.
+int ReadAsRoot(int (*read)(const CardVolume &card)) {
     const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kCtrl);
-    if (!root) {
-        return -1;
-    }
-    const std::optional<CardVolume> card = OpenCardVolume();
+    const std::optional<CardVolume> card = root ? OpenCardVolume() : std::nullopt;
     if (!card || card->channel == Mixer::kUnreadable) {
         return -1;
     }
-    if (card->channel == Mixer::kNone) {
-        return 0;
-    }
-    int left = 0;
-    int right = 0;
-    if (!card->mixer.Read(card->channel, left, right)) {
-        return -1;
-    }
-    return static_cast<int>(std::min((left + right) / 2L, kLoudest));
+    return card->channel == Mixer::kNone ? 0 : read(*card);
+}
+
+int KernelVolume() {
+    return ReadAsRoot([](const CardVolume &card) {
+        int left = 0;
+        int right = 0;
+        const bool isRead = card.mixer.Read(card.channel, left, right);
+        return isRead ? static_cast<int>(std::min((left + right) / 2L, kLoudest)) : -1;
+    });
 }
 
 int SetKernelVolume(int volume) {
@@ -88,15 +87,7 @@ int SetKernelVolume(int volume) {
 }
 
 int CheckHardwareMixer() {
-    const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kCtrl);
-    if (!root) {
-        return -1;
-    }
-    const std::optional<CardVolume> card = OpenCardVolume();
-    if (!card || card->channel == Mixer::kUnreadable) {
-        return -1;
-    }
-    return card->channel == Mixer::kNone ? 0 : 1;
+    return ReadAsRoot([](const CardVolume &) { return 1; });
 }
 
 // Digits that are missing or followed by other text are the kernel's business: it writes the file.

@@ -35,7 +35,7 @@ int Correct(VARN_MEDIA_INFO &record) {
     double seconds = 0;  // stays without a number, as NULL has none
     std::from_chars(whole.data(), whole.data() + whole.size(), seconds);
     if (seconds == 0) {
-        return 1;  // a write would be a change of the library, each time that a list shows the track
+        return 1;  // or each list that shows the track would change the library
     }
     record.duration = static_cast<float>(static_cast<double>(record.duration) + seconds);
     std::array<char, 64> text = {};

@@ -290,6 +290,14 @@ Outcome FindOwnPrograms(std::string &folder) {
     return folder.empty() ? NoPrograms(LeadingNumber<int>(*version)) : Outcome::Good();
 }
 
+// What it takes to start or stop the cluster: nobody else changes the root meanwhile, and the
+// programs of its version are there.
+struct Control {
+    RootLock lock;
+    std::string programs;  // their folder
+    Outcome done = lock ? FindOwnPrograms(programs) : lock.Problem();
+};
+
 // ---- creation ----------------------------------------------------------------------------------
 
 std::string Quoted(std::string_view text, char quote) {
@@ -438,26 +446,22 @@ Outcome StartCluster(bool *started) {
         return Outcome::Problem("there is no database in " + DataDir() + ": run 'tonvale init" +
                                 RootOption() + "' first");
     }
-    const RootLock lock;
-    if (!lock) {
-        return lock.Problem();
-    }
-    std::string programs;
-    if (Outcome done = FindOwnPrograms(programs); !done) {
-        return done;
+    const Control control;
+    if (!control.done) {
+        return control.done;
     }
     bool up = false;
     if (Outcome done = WaitForServer(up); !done || up) {
         return done;
     }
-    EndOrphans(programs);
+    EndOrphans(control.programs);
     if (Outcome done = DisownStaleFiles(ReadPostmaster()); !done) {
         return done;
     }
     const std::string log = SystemPath(path::kClusterLog);
     struct stat before {};
     const off_t logged = stat(log.c_str(), &before) == 0 ? before.st_size : 0;
-    Captured run = RunProgram(programs, "pg_ctl",
+    Captured run = RunProgram(control.programs, "pg_ctl",
                               {"start", "-w", "-t", kPatienceSeconds, "-s", "-D", DataDir(), "-l",
                                log, "-o", kQuickRecovery});
     if (run.status != 0) {
@@ -474,19 +478,12 @@ Outcome StopCluster() {
     if (!HasCluster()) {
         return Outcome::Good();
     }
-    const RootLock lock;
-    if (!lock) {
-        return lock.Problem();
-    }
-    std::string programs;
-    if (Outcome done = FindOwnPrograms(programs); !done) {
-        return done;
-    }
-    if (!IsAlive(ReadPostmaster())) {
-        return Outcome::Good();
+    const Control control;
+    if (!control.done || !IsAlive(ReadPostmaster())) {
+        return control.done;
     }
     const Captured run =
-        RunProgram(programs, "pg_ctl",
+        RunProgram(control.programs, "pg_ctl",
                    {"stop", "-w", "-m", "fast", "-t", kPatienceSeconds, "-s", "-D", DataDir()});
     return run.status == 0 ? Outcome::Good() : ProgramFailed("stop the database of", run);
 }

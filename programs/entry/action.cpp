@@ -274,8 +274,8 @@ bool ListAction::Process() {
         WebMan(false).WriteHeader(header.c_str());
         return std::fflush(stdout) == 0;
     }
-    // All is read before anything is written, and the length is told: where a worker ends half-way, the
-    // web server breaks the answer off, and no client keeps a part of it as the whole.
+    // All is read before anything is written, and the length is told: where a worker ends half-way,
+    // the web server breaks the answer off, and no client keeps a part of it as the whole.
     const bool isThere = Try(
         [&] {
             page = open_(request_);

@@ -39,8 +39,8 @@ SignIn LetIn(const std::string &name) {
                    : SignIn{Standing::kRefused, Proof::kNone, {}};
 }
 
-// Throws a Refusal after too many wrong passwords, and where it cannot be told. A worker leaves what
-// takes its time.
+// Throws a Refusal after too many wrong passwords, and where it cannot be told. A worker leaves
+// what takes its time.
 template <typename Find>
 SignIn Counted(const Find &find) {
     try {

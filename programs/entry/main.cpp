@@ -27,8 +27,8 @@ using namespace tonvale_entry;
 // table counts. Other settings of the administrator stay.
 constexpr char kStatementBound[] = "-c statement_timeout=15000";
 
-// As many as a request has at a time: most calls of the library take one for themselves. A process of
-// one request keeps none, because it may wait for a turn, or for its listener.
+// As many as a request has at a time: most calls of the library take one for themselves. A process
+// of one request keeps none, because it may wait for a turn, or for its listener.
 constexpr int kConnections = 2;
 
 void BoundStatements() {

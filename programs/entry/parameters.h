@@ -11,7 +11,7 @@
 
 namespace tonvale_entry {
 
-// What becomes of a name that comes twice.
+// What happens to a name that comes twice.
 enum class Repeats { kRefused, kKept };
 
 // Names and values in the form of application/x-www-form-urlencoded, decoded.

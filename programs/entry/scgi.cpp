@@ -81,8 +81,8 @@ std::optional<Extent> FindVariables(Incoming &incoming) {
     return std::nullopt;
 }
 
-// What a request may tell of itself. Any other variable could be meant for the loader or the database
-// library of the program that a worker starts as root.
+// What a request may tell of itself. Any other variable could be meant for the loader or the
+// database library of the program that a worker starts as root.
 bool IsOfRequest(std::string_view name) {
     constexpr std::array<std::string_view, 12> kNames = {
         "CONTENT_LENGTH", "CONTENT_TYPE", "HTTPS",       "PATH_INFO",

@@ -226,8 +226,8 @@ class Watch {
     bool isThere_ = false;
 };
 
-// True when this process can take another request: nothing of the last one is left. `atStart` is the
-// memory that the process had before the first one.
+// True when this process can take another request: nothing of the last one is left. `atStart` is
+// the memory that the process had before the first one.
 bool IsAsBefore(const ProcessState &before, std::size_t atStart) {
     EndIfRoot();
     before.RestoreIds();

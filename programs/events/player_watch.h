@@ -1,5 +1,5 @@
-// Asks the player what it does, in a process of its own: one that does not answer keeps nobody
-// waiting.
+// Asks the player what it does, in a process of its own, so that no listener waits for a player
+// that does not answer.
 #pragma once
 
 #include <sys/types.h>
@@ -23,7 +23,8 @@ class PlayerWatch {
 
     // To poll for reading; -1 while it does not run.
     int Pipe() const { return pipe_.Get(); }
-    // The newest state that came, one line of JSON: "null" without a player. Nothing when none came.
+    // The newest state that came, one line of JSON: "null" without a player. Nothing when none
+    // came.
     std::optional<std::string> Read();
 
   private:

@@ -11,7 +11,7 @@
 
 namespace tonvale_service {
 
-// Of an album or a folder so many songs are looked at.
+// How many songs of an album or a folder are looked at.
 inline constexpr int kMostCoverSongs = 10;
 
 struct CoverSong {

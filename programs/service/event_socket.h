@@ -11,9 +11,9 @@
 
 namespace tonvale_service {
 
-// Hands a connection over, on which nothing was written; the caller closes its own descriptor. The
-// other process writes the whole answer, also a refusal. Waits a second at most. Throws a Failure:
-// kEventsAway where nobody takes it.
+// Hands over a connection on which nothing was written yet. The caller closes its own descriptor,
+// and the other process writes the whole answer, also a refusal. Waits at most a second. Throws a
+// Failure: kEventsAway if no process takes it.
 void HandOver(Proof proof, const Holder &who, int connection);
 
 // The socket of the process that takes connections. Throws std::system_error.
@@ -25,8 +25,8 @@ struct Handed {
     varn::UniqueFd connection;
 };
 
-// The next connection that was handed over; nothing when there is none. What is no connection is
-// passed over.
+// The next connection that was handed over; nothing when there is none. Other messages are passed
+// over.
 std::optional<Handed> TakeHanded(int socket);
 
 }  // namespace tonvale_service

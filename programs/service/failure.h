@@ -18,7 +18,7 @@ enum class FailureClass {
 };
 
 // Each stands in its class (ClassOf), with the object that it carries in parentheses. Add a new one
-// at the end of its class. wording.h words each reason; the web API answers with its class, too.
+// at the end of its class. wording.h words each reason; the web API also answers with its class.
 enum class Reason {
     // kBadValue
     kNotUtf8,

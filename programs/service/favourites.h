@@ -30,13 +30,13 @@ struct AlbumName {
 // Of songs, of albums and of artists, of one user.
 inline constexpr int kMostFavourites = 10'000;
 
-// Each of these makes favourites, or takes them off. One that is a favourite already keeps its
-// time, and taking off one that is none is no failure. Making throws a Failure, with nothing
-// changed, for songs, an album or an artist that are not there for the user, for names that are
-// not UTF-8 or empty, and beyond kMostFavourites; any of them when the database cannot be written.
+// Each of these adds favourites, or removes them. One that is a favourite already keeps its time,
+// and removing one that is none is no failure. Adding throws a Failure, with nothing changed, for
+// songs, an album or an artist that are not there for the user, for names that are not UTF-8 or
+// empty, and beyond kMostFavourites. All throw one when the database cannot be written.
 void SetFavouriteSongs(uid_t uid, const std::vector<int> &rows, bool isFavourite);
 void SetFavouriteAlbum(uid_t uid, const AlbumName &album, bool isFavourite);
-// Of an artist any case will do.
+// The case of the name does not count.
 void SetFavouriteArtist(uid_t uid, const std::string &artist, bool isFavourite);
 
 // All favourite songs of a user that are there, the latest first. Throws a Failure.
@@ -45,7 +45,7 @@ std::vector<SongId> FavouriteSongs(uid_t uid);
 // All favourites of a user with the time of each, in seconds since 1970, also those that the
 // library does not have now. Each is one statement. Throws a Failure.
 std::map<AlbumName, long long> FavouriteAlbums(uid_t uid);
-// By FoldedName: lists write the name of an artist who comes in several ways in one of them.
+// By FoldedName, because a list shows one of the ways in which an artist's name is written.
 struct FavouriteArtist {
     std::string name;  // as it was given
     long long since;

@@ -40,11 +40,11 @@ struct GenreFacts {
     int albums;
 };
 
-// Of a request, library and user count. Each list is in the order of the sort names. They throw a
-// Failure.
+// Of a request only library and user count. Each list is in the order of the sort names. They throw
+// a Failure.
 std::vector<AlbumFacts> AllAlbums(const ListRequest &request);
 std::vector<ArtistFacts> AllArtists(const ListRequest &request);
-// Those whose names are wanted: of few, that costs a fraction.
+// Those with the names that are wanted. For a few names this costs a fraction.
 using IsWanted = std::function<bool(const char *name, const char *albumArtist)>;
 std::vector<AlbumFacts> SomeAlbums(const ListRequest &request, const IsWanted &isWanted);
 std::vector<ArtistFacts> SomeArtists(const ListRequest &request,

@@ -33,9 +33,9 @@ extern const Group kArtists;
 extern const Group kGenres;
 extern const Group kComposers;
 
-// A page of groups: name and star, of albums album_artist, year and date as well, and where the
-// request wants it `favourite`, of albums and artists. The group of the
-// tracks without the tag has no name and no stars: the tracks have nothing in common to rate.
+// A page of groups: name and star; of albums also album_artist, year and date; of albums and
+// artists `favourite`, if the request wants it. The group of the tracks without the tag has no name
+// and no stars: these tracks have nothing in common to rate.
 class GroupPage : public Page {
   public:
     GroupPage(const Group &group, ListPart part, const ListRequest &request);

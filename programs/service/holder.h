@@ -1,4 +1,4 @@
-// Whom a session, a key or a password stands for.
+// The user for whom a session, a key or a password stands.
 #pragma once
 
 #include <sys/types.h>

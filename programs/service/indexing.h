@@ -1,4 +1,5 @@
-// Scans: how far the one that runs is, how the last one ended, and how they are started and stopped.
+// Scans: how far the one that runs is, how the last one ended, and how they are started and
+// stopped.
 //
 // The indexer that follows changes ("varnindex --watch", which 'tonvale serve' runs) and those of
 // the command line publish what they do. Nothing here asks the database.
@@ -16,8 +17,8 @@ struct Indexing : varn::scan::State {
     bool isWatched = false;
 };
 
-// The state of this moment. What a process that has ended left behind is not believed. Never fails:
-// without any trace of a scan all is as for a library that was never scanned. Takes some
+// The state of this moment. What a process that has ended left there does not count. Never fails:
+// without any trace of a scan the state is that of a library that was never scanned. Takes some
 // 30 microseconds. For the package's account and root; others see no trace.
 Indexing IndexingState();
 
@@ -25,14 +26,14 @@ Indexing IndexingState();
 // of the rest under the names of docs/webapi.md.
 Json::Value IndexingInfo(const Indexing &state, bool withDetails);
 
-// Has everything scanned. It begins within a second, or when the small scan that runs has ended.
-// Throws a Failure: kScanRuns where a scan of everything runs already, and kIndexerAway where no
-// indexer follows changes. Only the package's account and root may ask.
+// Starts a scan of everything. It begins within a second, or when the small scan that runs has
+// ended. Throws a Failure: kScanRuns where a scan of everything runs already, and kIndexerAway
+// where no indexer follows changes. Only the package's account and root may ask.
 void StartIndexing();
 
-// Has the running scan end: it does within a second or two, at the next file. What it has written
-// stays, and the next scan of everything goes on from there. Throws a Failure: kNoScanRuns where
-// none does. Only the package's account and root may ask.
+// Stops the running scan: it ends within a second or two, at the next file. What it has written
+// stays, and the next scan of everything continues from there. Throws a Failure: kNoScanRuns if
+// none runs. Only the package's account and root may ask.
 void StopIndexing();
 
 }  // namespace tonvale_service

@@ -1,4 +1,4 @@
-// Where the files of the library may lie, whatever stands on the way to them.
+// Where the files of the library may lie.
 #pragma once
 
 #include <sys/types.h>

@@ -56,8 +56,8 @@ class JsonWriter {
     std::unique_ptr<Json::StreamWriter> writer_;
 };
 
-// Gives the object's text to `write` as it is read; false when that gives false. What Next throws comes
-// out of here: the first time with nothing written yet, then with the object broken off.
+// Gives the object's text to `write` as it is read; false when that gives false. What Next throws
+// comes out of here: the first time with nothing written yet, then with the object broken off.
 bool WritePage(Page &page, Letters letters,
                const std::function<bool(const std::string &text)> &write);
 

@@ -40,8 +40,8 @@ struct PlayPlace {
     std::optional<long long> seen = {};
 };
 
-// Keeps the songs with these rows (SongId::row) as the user's queue, and gives its `changed`. No
-// songs are a queue, too. Throws a Failure, with the queue of before kept: for one that was changed
+// Keeps the songs with these rows (SongId::row) as the user's queue, and gives its `changed`. A
+// queue may be empty. Throws a Failure, with the queue of before kept: for one that was changed
 // meanwhile (Reason::kPlayQueueChanged), more than kMostQueued songs, an index that no song has, a
 // negative position, a client's name that is not UTF-8, has control characters or more than
 // kLongestChanger bytes, and when the database cannot be written.

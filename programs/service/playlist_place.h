@@ -1,4 +1,4 @@
-// The files of playlists, whatever stands on the way to them.
+// The files of playlists, opened without leaving the folders of playlists and music.
 #pragma once
 
 #include <sys/types.h>

@@ -1,4 +1,4 @@
-// Who somebody is, by what a client sends to prove it.
+// Who a client is, by the password, key or cookie that it sends.
 #pragma once
 
 #include <functional>

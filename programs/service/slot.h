@@ -9,7 +9,7 @@
 namespace tonvale_service {
 
 // One of a number of turns, for as long as the object lives, or the process: a turn is a lock on a
-// file, which the kernel gives back whatever becomes of its holder.
+// file, which the kernel gives back even if its holder is killed.
 class Slot {
   public:
     // `kind` begins the names of the files. Who has patience waits in a line for a turn, for so

@@ -1,4 +1,4 @@
-// The files of songs, whatever stands on the way to them.
+// The files of songs, opened with root's rights and without leaving the folders of music.
 #pragma once
 
 #include <sys/stat.h>
@@ -17,11 +17,10 @@ struct SongFile {
 };
 
 // Opens the file of a song of a user's personal library, or of everybody's (owner 0), with root's
-// rights. A song may be a link, but not one that leads out of the
-// music of its owner: the file lies in an indexed folder, or for the song of a personal library in
-// its user's music; never in somebody else's. What is looked at is the file that is open, so that a
-// later replacement changes nothing. Throws a Failure where that is not so, or there is no such
-// file.
+// rights. The file lies in an indexed folder, or for the song of a personal library in its user's
+// music, never in that of another user. A song may be a link within these. The open file is what is
+// checked, so that a later replacement changes nothing. Throws a Failure for a file that is not
+// there or lies elsewhere.
 SongFile OpenSongFile(uid_t owner, const std::string &path);
 SongFile OpenSongFile(const VARN_MEDIA_INFO &song);
 

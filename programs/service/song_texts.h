@@ -1,6 +1,6 @@
-// The texts of all songs that searches look at. They are read from the database once for each state
-// of the library and kept beside the lists (kept_list.h), because a look at each of them in memory
-// is ten times as fast as the database's.
+// The texts of all songs, for searches. They are read from the database once for each state of the
+// library and kept beside the lists (kept_list.h): a search in memory is ten times as fast as one
+// in the database.
 #pragma once
 
 #include <sys/types.h>

@@ -14,7 +14,7 @@
 
 namespace tonvale_service {
 
-// What track objects tell of what their user has put on the songs (song_marks.h).
+// Which marks of the user (song_marks.h) track objects tell.
 struct MarksWanted {
     bool favourite = false;
     bool plays = false;

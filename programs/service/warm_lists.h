@@ -1,4 +1,4 @@
-// Lists that are computed before somebody asks for them.
+// Lists that are computed before a client asks for them.
 #pragma once
 
 namespace tonvale_service {

@@ -222,7 +222,7 @@ constexpr Wording kWordings[] = {
      "be browsed"},
     {Reason::kServerRefuses, "the server refuses to show that: {}"},
     {Reason::kServerAnswerMalformed,
-     "the server's answer cannot be used: it is no well-formed document, or the page before again"},
+     "the server's answer cannot be used: it is not well-formed, or repeats the page before"},
     {Reason::kServerTooSlow, "the server takes too long"},
     {Reason::kServerSendsTooMuch, "the server sends too much; ask for fewer objects"},
     {Reason::kTooManyServerObjects,

@@ -7,7 +7,7 @@
 #include <tuple>
 
 #include "command.h"
-#include "database.h"
+#include "complain.h"
 #include "display.h"
 #include "page_output.h"
 #include "service/failure.h"

@@ -16,7 +16,7 @@
 #include <thread>
 #include <utility>
 
-#include "database.h"
+#include "complain.h"
 
 namespace tonvale_cli {
 

@@ -29,6 +29,7 @@ void AddPlaylist(const Verb &app);
 void AddPlaylists(const Verb &app);
 void AddPreference(const Verb &app);
 void AddRate(const Verb &app);
+void AddRights(const Verb &user);  // a verb of the verb user
 void AddSearch(const Verb &app);
 void AddServe(const Verb &app);
 void AddShare(const Verb &app);

@@ -270,11 +270,8 @@ int FetchCover(const CoverOptions &options) {
 // a Failure when there is no such song.
 std::string PathOfSong(const std::string &user, const std::vector<std::string> &ids,
                        const std::string &name) {
-    for (const auto prepare : {CheckRoot, EnsureDatabase}) {
-        if (const auto done = prepare(); !done) {
-            Complain(done.Message());
-            return "";
-        }
+    if (!Succeeded(EnsureDatabase())) {
+        return "";
     }
     const auto songs =
         AsCaller([&] { return tonvale_service::ReadSongs(tonvale_service::UidOf(user), ids); });

@@ -3,7 +3,6 @@
 #include <unistd.h>
 
 #include <cstdio>
-#include <filesystem>
 
 #include "varn/systempath.h"
 
@@ -11,15 +10,6 @@ namespace tonvale_cli {
 
 using varn::host::Outcome;
 using varn::host::RootOption;
-
-void Complain(const std::string &message) {
-    std::fprintf(stderr, "tonvale: %s\n", message.c_str());
-}
-
-std::string ProgramDir() {
-    std::error_code error;
-    return std::filesystem::read_symlink("/proc/self/exe", error).parent_path();
-}
 
 Outcome CheckRoot() {
     if (SystemRoot().empty() || access(SystemPath(varn::path::kPasswd).c_str(), F_OK) == 0) {
@@ -40,6 +30,10 @@ Outcome StartDatabase() {
                      RootOption().c_str());
     }
     return done;
+}
+
+void StartForLinks() {
+    Succeeded(StartDatabase());
 }
 
 Outcome EnsureDatabase() {

@@ -1,21 +1,9 @@
-// The root's database, for the verbs that need it.
+// The root and its database, for the verbs that need them.
 #pragma once
 
-#include <string>
-
-#include "varn/host.h"
+#include "complain.h"
 
 namespace tonvale_cli {
-
-// Prints a failure's message on the standard error.
-void Complain(const std::string &message);
-
-// The folder of this program, where the indexer is installed too.
-std::string ProgramDir();
-
-// The indexer beside this program, which is as trustworthy as this program is, whatever account owns
-// the root; or the one that an installation put into its place.
-std::string Indexer();
 
 // Good for a root that was prepared, and for no root at all.
 varn::host::Outcome CheckRoot();
@@ -24,7 +12,11 @@ varn::host::Outcome CheckRoot();
 // standard error: it is left running.
 varn::host::Outcome StartDatabase();
 
-// Does that, and checks the schema.
+// Starts the database, because the share links of users who may not share any more are taken away.
+// Goes on with a message where it does not start: rights are recorded all the same.
+void StartForLinks();
+
+// Checks the root, starts its database and checks the schema.
 varn::host::Outcome EnsureDatabase();
 
 }  // namespace tonvale_cli

@@ -6,6 +6,7 @@
 
 #include "command.h"
 #include "database.h"
+#include "installed.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {
@@ -55,11 +56,6 @@ int BecomeIndexer(const IndexOptions &options) {
 
 }  // namespace
 
-std::string Indexer() {
-    const std::string beside = ProgramDir() + "/varnindex";
-    return access(beside.c_str(), X_OK) == 0 ? beside : std::string(varn::path::kIndexer);
-}
-
 void AddIndex(const Verb &app) {
     const Verb verb = app.AddVerb("index", "Bring the library up to date with the folders");
     const auto options = std::make_shared<IndexOptions>();
@@ -70,8 +66,7 @@ void AddIndex(const Verb &app) {
     verb.AddText("PATH", options->paths, "Folders to index; without one, all that are registered")
         .ValueName("");
     verb.Do([options] {
-        if (auto done = EnsureDatabase(); !done) {
-            Complain(done.Message());
+        if (!Succeeded(EnsureDatabase())) {
             return kFailed;
         }
         return BecomeIndexer(*options);

@@ -5,6 +5,7 @@
 
 #include "command.h"
 #include "database.h"
+#include "installed.h"
 #include "service/settings.h"
 #include "varn/systempath.h"
 
@@ -96,12 +97,10 @@ void AddInit(const Verb &app) {
         .OneOf({kPrivate, kExternal})
         .ValueName("");
     verb.Do([options] {
-        if (Outcome done = Init(*options); !done) {
-            Complain(done.Message());
+        if (!Succeeded(Init(*options))) {
             return kFailed;
         }
-        if (Outcome done = PrepareLogin(); !done) {
-            Complain(done.Message());
+        if (!Succeeded(PrepareLogin())) {
             return kFailed;
         }
         const std::size_t folders = varn::host::IndexedFolders().size();

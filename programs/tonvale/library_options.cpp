@@ -44,8 +44,7 @@ void AddPage(const Verb &verb, LibraryOptions &options, const std::vector<std::s
 }
 
 bool OpenLibrary(LibraryOptions &options, int &status) {
-    if (auto done = CheckRoot(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(CheckRoot())) {
         status = kFailed;
         return false;
     }
@@ -53,8 +52,7 @@ bool OpenLibrary(LibraryOptions &options, int &status) {
     // The count looks at the kind that this gives; the page must show the same.
     options.library = tonvale_service::ChosenKind(options.library, options.uid);
     options.descending = options.sortDirection == "desc";
-    if (auto done = EnsureDatabase(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(EnsureDatabase())) {
         status = kFailed;
         return false;
     }

@@ -6,7 +6,7 @@
 #include <cstdlib>
 #include <string_view>
 
-#include "database.h"
+#include "complain.h"
 #include "web_config.h"
 
 namespace tonvale_cli {

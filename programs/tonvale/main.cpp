@@ -12,7 +12,7 @@
 #include <string>
 
 #include "command.h"
-#include "database.h"
+#include "complain.h"
 #include "display.h"
 #include "service/failure.h"
 #include "varn/db.h"

@@ -6,7 +6,7 @@
 
 #include "browse.h"
 #include "command.h"
-#include "database.h"
+#include "complain.h"
 #include "display.h"
 #include "page_output.h"
 #include "service/media_server.h"

@@ -16,8 +16,7 @@ constexpr char kOn[] = "on";
 constexpr char kOff[] = "off";
 
 int Show() {
-    if (auto done = CheckRoot(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(CheckRoot())) {
         return kFailed;
     }
     std::printf("%s\n", IsPersonalLibraryEnabled() ? kOn : kOff);
@@ -25,8 +24,7 @@ int Show() {
 }
 
 int Switch(const std::string &wanted) {
-    if (auto done = EnsureDatabase(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(EnsureDatabase())) {
         return kFailed;
     }
     tonvale_service::SwitchPersonalLibraries(wanted == kOn);

@@ -91,13 +91,11 @@ using Act = void (*)(Options options, Pins &pins);
 
 int Run(Options options, Act act) {
     const varn::RunAs before(varn::Who::kCaller);
-    if (auto done = CheckRoot(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(CheckRoot())) {
         return kFailed;
     }
     const uid_t uid = tonvale_service::UidOf(options.user);
-    if (auto done = EnsureDatabase(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(EnsureDatabase())) {
         return kFailed;
     }
     Pins pins(uid, options.user);

@@ -14,15 +14,13 @@ void AddCollection(const Verb &verb, CollectionOptions &options, const std::stri
 }
 
 int Prepare(CollectionOptions &options) {
-    if (auto done = CheckRoot(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(CheckRoot())) {
         return kFailed;
     }
     options.collection.uid = tonvale_service::UidOf(options.collection.user);
     options.collection.isForRoot = getuid() == 0 && options.collection.user == kUsualUser;
     Complete(options.collection);
-    if (auto done = EnsureDatabase(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(EnsureDatabase())) {
         return kFailed;
     }
     return kDone;

@@ -10,7 +10,6 @@
 #include "display.h"
 #include "page_output.h"
 #include "service/settings.h"
-#include "user.h"
 
 namespace tonvale_cli {
 
@@ -28,8 +27,7 @@ struct PreferenceOptions {
 
 // Empty, with a message, when the root is not prepared.
 std::optional<uid_t> PreparedUser(const std::string &name) {
-    if (auto done = CheckRoot(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(CheckRoot())) {
         return std::nullopt;
     }
     return tonvale_service::UidOf(name);

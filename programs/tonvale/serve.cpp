@@ -63,8 +63,7 @@ class ServedDatabase {
         if (!started_) {
             return;
         }
-        if (const Outcome done = varn::host::StopCluster(); !done) {
-            Complain(done.Message());
+        if (!Succeeded(varn::host::StopCluster())) {
         }
     }
     ServedDatabase(const ServedDatabase &) = delete;

@@ -3,7 +3,6 @@
 #include <memory>
 
 #include "command.h"
-#include "database.h"
 #include "link_address.h"
 #include "page_output.h"
 #include "playlist_options.h"

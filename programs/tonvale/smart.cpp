@@ -16,7 +16,6 @@
 #include "page_output.h"
 #include "service/failure.h"
 #include "service/settings.h"
-#include "user.h"
 #include "varn/playlistsvc.h"
 #include "varn/systempath.h"
 
@@ -47,8 +46,7 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
         return std::nullopt;
     }
     status = kFailed;
-    if (auto done = CheckRoot(); !done) {
-        Complain(done.Message());
+    if (!Succeeded(CheckRoot())) {
         return std::nullopt;
     }
     if (options.user.empty()) {

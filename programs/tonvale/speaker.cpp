@@ -5,7 +5,7 @@
 #include <memory>
 
 #include "command.h"
-#include "database.h"
+#include "complain.h"
 
 namespace tonvale_cli {
 

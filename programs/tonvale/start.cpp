@@ -1,5 +1,5 @@
 #include "command.h"
-#include "database.h"
+#include "complain.h"
 
 namespace tonvale_cli {
 
@@ -7,8 +7,7 @@ void AddStart(const Verb &app) {
     const Verb verb = app.AddVerb("start", "Start the root's own database");
     verb.Do([] {
         bool started = false;
-        if (auto done = varn::host::StartCluster(&started); !done) {
-            Complain(done.Message());
+        if (!Succeeded(varn::host::StartCluster(&started))) {
             return kFailed;
         }
         std::puts(started ? "The database was started." : "The database is running already.");

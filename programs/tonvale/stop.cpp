@@ -1,5 +1,5 @@
 #include "command.h"
-#include "database.h"
+#include "complain.h"
 
 namespace tonvale_cli {
 
@@ -10,8 +10,7 @@ void AddStop(const Verb &app) {
             Complain("there is no database of its own to stop; name its root with --root DIR");
             return kFailed;
         }
-        if (auto done = varn::host::StopCluster(); !done) {
-            Complain(done.Message());
+        if (!Succeeded(varn::host::StopCluster())) {
             return kFailed;
         }
         std::puts("The database is stopped.");

@@ -135,7 +135,9 @@ http {
         listen @LISTEN@;
 @TLS@        if ($told_host ~ [^][0-9A-Za-z._:-]) { return 400; }
         location = /webapi/entry.cgi { scgi_pass "unix:@SOCKET@"; }
-        location ~ ^/webapi/(entry\.cgi/)?(openapi\.json|VARN\.[\w.]+/\w+)$ { scgi_pass "unix:@SOCKET@"; }
+        location ~ ^/webapi/(entry\.cgi/)?(openapi\.json|VARN\.[\w.]+/\w+)$ {
+            scgi_pass "unix:@SOCKET@";
+        }
         location = /as/sharing { scgi_pass "unix:@SOCKET@"; }
         location /as/sharing/ { scgi_pass "unix:@SOCKET@"; }
         location /rest/ { scgi_pass "unix:@SOCKET@"; }

@@ -15,7 +15,7 @@
 #include <memory>
 #include <thread>
 
-#include "database.h"
+#include "installed.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {

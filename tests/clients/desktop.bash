@@ -3,11 +3,7 @@
 # use PACKAGE CONFIGURATION ADDRESS ENDPOINT: installs a client, configures it with what comes on
 # standard input, has it play the address, and waits until it was answered by an endpoint.
 use() {
-    local package
-    for package in "$1" xvfb xauth dbus; do
-        dpkg -s "$package" >/dev/null 2>&1 ||
-            apt-get install -y --no-install-recommends "$package" >>"$scratch/log" 2>&1 || exit 1
-    done
+    install_packages "$1" xvfb xauth dbus >>"$scratch/log" 2>&1 || exit 1
     export HOME=$scratch/$1 QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR=$scratch/$1
     unset XDG_CONFIG_HOME XDG_DATA_HOME
     mkdir -m 700 "$HOME"

@@ -53,7 +53,8 @@ TEST_F(SoundTest, EqualizerProfiles) {
     const std::string on = "audio_enable_equalizer=\"yes\"\naudio_default_equalizer=\"Rock2\"\n";
     const std::string missing = "missing";
     const std::string folder = "folder";
-    // The configuration, the system's profiles and the user's; what is returned, written and logged.
+    // The configuration, the system's profiles and the user's; what is returned, written and
+    // logged.
     using Case = std::array<std::string, 4>;
     for (const auto &[conf, system, user, result] :
          {Case{"audio_default_equalizer=Rock2\n", "Rock2:1\n", "", "0 before"},

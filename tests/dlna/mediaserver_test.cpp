@@ -34,31 +34,34 @@ Json::Value Printed(std::vector<std::string> words) {
     return Parsed(run.out);
 }
 
+// What the servers that answer say of themselves.
+std::map<std::string, HttpReply> Pages() {
+    return {
+        {"/a.xml", Reply(Description(Device("Bob's \x1B & <\xC3\xA4>", "uuid:a", "")))},
+        {"/dir/b.xml", Reply(Description(Device("Béta &amp; &quot;Co&quot;", "uuid:b",
+                                                Service("ContentDirectory:3", "ctl?x=1"))))},
+        {"/c.xml", Reply(Description(Device("no list", "uuid:c",
+                                            "<deviceList>" +
+                                                Device("alpha", "uuid:d",
+                                                       Service("ContentDirectory:1", "/c/../ctl")) +
+                                                "</deviceList>"),
+                                     "<URLBase>http://127.0.0.1:1/base/</URLBase>"))},
+        {"/again.xml", Reply(Description(Device("Béta twice", "uuid:b",
+                                                Service("ContentDirectory:1", "/else"))))},
+        {"/file.xml",
+         Reply(Description(Device("file", "uuid:e", Service("ContentDirectory:1", "file:///x"))))},
+        {"/broken.xml", Reply("<root><device>")},
+        {"/big.xml", Reply(std::string((1u << 20) + 1, ' '))},
+        {"/reset.xml", CutReply(Reply(""), 1000, Ending::kReset)},
+        {"/moved.xml", Reply("", "302 Found", "Location: /dir/b.xml\r\n")}};
+}
+
 using MediaServerTest = SystemTest;
 
 TEST_F(MediaServerTest, ListsWhatAnswers) {
-    const ScriptedHttp web([](const HttpRequest &request) {
-        const std::map<std::string, HttpReply> kPages = {
-            {"/a.xml", Reply(Description(Device("Bob's \x1B & <\xC3\xA4>", "uuid:a", "")))},
-            {"/dir/b.xml", Reply(Description(Device("Béta &amp; &quot;Co&quot;", "uuid:b",
-                                                    Service("ContentDirectory:3", "ctl?x=1"))))},
-            {"/c.xml",
-             Reply(Description(
-                 Device("no list", "uuid:c",
-                        "<deviceList>" +
-                            Device("alpha", "uuid:d", Service("ContentDirectory:1", "/c/../ctl")) +
-                            "</deviceList>"),
-                 "<URLBase>http://127.0.0.1:1/base/</URLBase>"))},
-            {"/again.xml", Reply(Description(Device("Béta twice", "uuid:b",
-                                                    Service("ContentDirectory:1", "/else"))))},
-            {"/file.xml", Reply(Description(Device("file", "uuid:e",
-                                                   Service("ContentDirectory:1", "file:///x"))))},
-            {"/broken.xml", Reply("<root><device>")},
-            {"/big.xml", Reply(std::string((1u << 20) + 1, ' '))},
-            {"/reset.xml", CutReply(Reply(""), 1000, Ending::kReset)},
-            {"/moved.xml", Reply("", "302 Found", "Location: /dir/b.xml\r\n")}};
-        const auto page = kPages.find(request.target);
-        return page != kPages.end() ? page->second : Reply("", "404 Not Found");
+    const ScriptedHttp web([pages = Pages()](const HttpRequest &request) {
+        const auto page = pages.find(request.target);
+        return page != pages.end() ? page->second : Reply("", "404 Not Found");
     });
     std::vector<std::string> answers = {
         Found(web.Url("/dir/b.xml")),
@@ -125,7 +128,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         {{"browse", page.Url(), "--depth", "33"}, 2, "32"},
         {{"browse", "http://" + gone.address() + "/"}, 1, "connect"},
         {{"browse", page.Url()}, 1, "no ContentDirectory"},
-        {{"browse", broken.Url()}, 1, "no well-formed document"},
+        {{"browse", broken.Url()}, 1, "it is not well-formed"},
         {{"browse", fault.Url(), "64$1"},
          1,
          "refuses to show that: 701 No \xEF\xBF\xBD such object\n"}};
@@ -199,7 +202,7 @@ TEST_F(MediaServerTest, EndsWithAServerThatDoesNot) {
     });
     const Finished pages = Verb({"browse", server.Url(), "--json"});
     EXPECT_EQ(pages.status, 1);
-    EXPECT_TRUE(Contains(pages.err, "the page before again")) << pages.err;
+    EXPECT_TRUE(Contains(pages.err, "repeats the page before")) << pages.err;
     EXPECT_EQ(Parsed(pages.out)["items"].size(), 2u);
     const Finished one = Verb({"browse", server.Url(), "0", "--metadata"});
     EXPECT_EQ(one.out, "(untitled)/  [0]\n1 object\n");

@@ -102,14 +102,10 @@ TEST_F(Pins, BelongToOneUser) {
     EXPECT_EQ(CodeOf(alice().Unpin(mine)), 5);
 }
 
-// Folders and playlists are found again after the library was indexed anew.
-TEST_F(Pins, FollowTheLibraryByPath) {
-    const std::string share = scratch() / "share";
-    WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
-    const std::string folder = share + "/It's 100%";
-    const std::string list = share + "/a_b.m3u";
-    const std::string own = share + "/It's mine.m3u";
-    const auto index = [&](const std::string &n, const std::string &owner) {
+class PinsByPath : public Pins {
+  protected:
+    // The rows of a new scan: their ids end in `n`, and the personal ones are `owner`'s.
+    void Index(const std::string &n, const std::string &owner) {
         Query(*varn::Sql(
             "DELETE FROM directory; DELETE FROM playlist; DELETE FROM personal_directory; "
             "DELETE FROM personal_playlist;"
@@ -120,8 +116,18 @@ TEST_F(Pins, FollowTheLibraryByPath) {
             "INSERT INTO personal_playlist(userid, id, path, title) VALUES (@VARN:VAR, "
             "6@VARN:VAR, '@VARN:VAR', '')",
             n, folder, n, list, owner, n, share, owner, n, own));
-    };
-    index("12", "1030");
+    }
+
+    const std::string share = scratch() / "share";
+    const std::string folder = share + "/It's 100%";
+    const std::string list = share + "/a_b.m3u";
+    const std::string own = share + "/It's mine.m3u";
+};
+
+// Folders and playlists are found again after the library was indexed anew.
+TEST_F(PinsByPath, FollowTheLibrary) {
+    WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
+    Index("12", "1030");
     const struct {
         const char *type, *id;
         Json::Value stored, shown;
@@ -154,7 +160,7 @@ TEST_F(Pins, FollowTheLibraryByPath) {
         EXPECT_EQ(Pin(type, Object({{type, id}})), "");
         EXPECT_EQ(alice().GetErrorCode(), 4) << id;
     }
-    index("34", "1030");
+    Index("34", "1030");
     std::vector<PinData> pins;
     {
         const tonvale_test::SocketElsewhere down;  // the one connection that is open has to do
@@ -167,7 +173,7 @@ TEST_F(Pins, FollowTheLibraryByPath) {
 
     // What is gone keeps its pin, in the form in which it is stored; another user's does not stand
     // in for it.
-    index("56", "1031");
+    Index("56", "1031");
     Query("DELETE FROM directory; DELETE FROM playlist");
     pins = List(alice());
     ASSERT_EQ(pins.size(), std::size(cases));

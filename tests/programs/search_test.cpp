@@ -95,6 +95,27 @@ int RankOf(const TrackRow &song, const std::string &keyword) {
 
 class SearchTest : public DatabaseTest {
   protected:
+    // A statement that adds songs whose names are written in many ways.
+    static std::string DifficultSongs() {
+        std::string sql;
+        for (const TrackRow &row : {
+                 TrackRow{.id = 1, .title = "D\u00E4mmerung", .album = "Wei\u00DF & Blau"},
+                 {.id = 2, .title = "Am Abend", .artist = "Wei\u00DF"},
+                 {.id = 3, .title = "100%_ \\o/ 'quoted'", .composer = "Antonio Dvo\u0159a\u0301k"},
+                 {.id = 4,
+                 .title = "\u6771\u4EAC\u306E\u591C",
+                 .genres = {"J-Pop", "\u30ED\u30C3\u30AF"}},
+                 {.id = 5, .title = "Love", .album = "Ones"},
+                 {.id = 6, .title = "Love Me Do", .artist = "\uFF21\uFF22\uFF23"},
+                 {.id = 7, .title = "All You Need (Love)"},
+                 {.id = 8, .title = "Glove", .artist = "\u0141\u00F3d\u017A \U0001F3B5"},
+                 {.id = 9, .title = "\u05E9\u05C1\u05B8\u05DC\u05D5\u05B9\u05DD"},
+                 {.id = 10, .userid = kBob, .title = "Love of Bob"},
+             }) {
+            sql += InsertSql(row);
+        }
+        return sql;
+    }
     static ListRequest RequestOf(uid_t uid) {
         ListRequest request;
         request.library = "all";
@@ -123,24 +144,7 @@ class SearchTest : public DatabaseTest {
 };
 
 TEST_F(SearchTest, FindsWhatPeopleMeanBestFirst) {
-    std::string sql;
-    for (const TrackRow &row : {
-             TrackRow{.id = 1, .title = "D\u00E4mmerung", .album = "Wei\u00DF & Blau"},
-             {.id = 2, .title = "Am Abend", .artist = "Wei\u00DF"},
-             {.id = 3, .title = "100%_ \\o/ 'quoted'", .composer = "Antonio Dvo\u0159a\u0301k"},
-             {.id = 4,
-             .title = "\u6771\u4EAC\u306E\u591C",
-             .genres = {"J-Pop", "\u30ED\u30C3\u30AF"}},
-             {.id = 5, .title = "Love", .album = "Ones"},
-             {.id = 6, .title = "Love Me Do", .artist = "\uFF21\uFF22\uFF23"},
-             {.id = 7, .title = "All You Need (Love)"},
-             {.id = 8, .title = "Glove", .artist = "\u0141\u00F3d\u017A \U0001F3B5"},
-             {.id = 9, .title = "\u05E9\u05C1\u05B8\u05DC\u05D5\u05B9\u05DD"},
-             {.id = 10, .userid = kBob, .title = "Love of Bob"},
-         }) {
-        sql += InsertSql(row);
-    }
-    Query(sql);
+    Query(DifficultSongs());
     using Ids = std::vector<int>;
     for (const auto &[keyword, field, ids] :
          {std::tuple<std::string, const char *, Ids>("dammerung", "all", {1}),

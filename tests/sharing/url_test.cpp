@@ -156,8 +156,8 @@ TEST_F(SharingUrl, NamesOfToolsGoInAsTheyArePrinted) {
     });
 }
 
-// Through the relay's own name: its port, and the portal at its root. Another server's name under the
-// relay, and names that only look like one, do not count.
+// Through the relay's own name: its port, and the portal at its root. Another server's name under
+// the relay, and names that only look like one, do not count.
 TEST_F(SharingUrl, ComesThroughTheRelay) {
     for (const auto &[host, address] :
          {std::pair("nas.relay.example:9", "https://nas.relay.example"),

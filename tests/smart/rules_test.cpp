@@ -62,7 +62,6 @@ TEST(SmartRules, MistakesAreToldWithLineAndColumn) {
           Case{"\"a\" { artist includes \"\" }", "1:23 every song has this empty text"},
           Case{"\"a\" { year > 12a }", "1:14 a number has nothing but digits"},
           Case{"\"a\" { year > -1 }", "1:14 this character has no meaning here"},
-          Case{"\"a\" { year > 12345678901234567 }", "1:14 this number is too long"},
           Case{"\"a\" { year > 1; drop table track }", "1:15 this character has no meaning"},
           Case{"\"a\" { added > 2024-01-01 }", "1:13 after 'added' comes before, after or is"},
           Case{"\"a\" { added after 2023-02-29 }", "1:19 a day is written 2024-01-31,"},

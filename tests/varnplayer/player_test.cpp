@@ -16,7 +16,24 @@ using tonvale_test::LocalAddress;
 using tonvale_test::PlayerTest;
 using tonvale_test::SendToPlayer;
 
-TEST_F(PlayerTest, PlaysAQueue) {
+class QueueTest : public PlayerTest {
+  protected:
+    // True once the player is in a state, and tells of one command that it can be done.
+    static bool ComesTo(const char *state, const std::string &can, const std::string &cannot) {
+        return Comes([&](const Json::Value &info) {
+            const std::string names = info["can"].toStyledString();
+            return info["state"] == state && names.find(can) != names.npos &&
+                   names.find(cannot) == names.npos;
+        });
+    }
+    static Json::Value IsFirstEnabled() {
+        return AskPlayer([](char *out, int size) {
+            return VARNAudioListRenderer(0, 1, out, size);
+        })["renderers"][0]["enabled"];
+    }
+};
+
+TEST_F(QueueTest, Plays) {
     PlaylistInfo queue;
     for (const char *name : {"first.wav", "Ænima \"q' #%41.wav", "last.wav"}) {
         AddSong(queue, MakeSong(name, 30));
@@ -39,33 +56,21 @@ TEST_F(PlayerTest, PlaysAQueue) {
     EXPECT_TRUE(Comes([](const Json::Value &info) {
         return info["state"] == "play" && info["index"] == 1;
     })) << Info();
-    const auto comesTo = [](const char *state, const std::string &can, const std::string &cannot) {
-        return Comes([&](const Json::Value &info) {
-            const std::string names = info["can"].toStyledString();
-            return info["state"] == state && names.find(can) != names.npos &&
-                   names.find(cannot) == names.npos;
-        });
-    };
-    EXPECT_TRUE(comesTo("play", "\"next\"", "\"resume\"")) << Info();
+    EXPECT_TRUE(ComesTo("play", "\"next\"", "\"resume\"")) << Info();
     SendToPlayer(VARN_AUDIO_PAUSE);
-    EXPECT_TRUE(comesTo("pause", "\"resume\"", "\"pause\"")) << Info();
+    EXPECT_TRUE(ComesTo("pause", "\"resume\"", "\"pause\"")) << Info();
     SendToPlayer(VARN_AUDIO_NEXT);
     SendToPlayer(VARN_AUDIO_RESUME);
-    EXPECT_TRUE(comesTo("play", "\"previous\"", "\"next\"")) << Info();
+    EXPECT_TRUE(ComesTo("play", "\"previous\"", "\"next\"")) << Info();
     SendToPlayer(VARN_AUDIO_PREVIOUS);
     EXPECT_TRUE(Comes([](const Json::Value &info) { return info["index"] == 1; })) << Info();
     SendToPlayer(VARN_AUDIO_DISABLE_RENDERER, "output:0");
-    const auto first = [] {
-        return AskPlayer([](char *out, int size) {
-            return VARNAudioListRenderer(0, 1, out, size);
-        })["renderers"][0]["enabled"];
-    };
-    EXPECT_EQ(first(), false);
+    EXPECT_EQ(IsFirstEnabled(), false);
     EXPECT_EQ(SendToPlayer(VARN_AUDIO_ENABLE_RENDERER, "output:99")["reason"], "bad");
     SendToPlayer(VARN_AUDIO_ENABLE_RENDERER, "output:0");
-    EXPECT_EQ(first(), true);
+    EXPECT_EQ(IsFirstEnabled(), true);
     SendToPlayer(VARN_AUDIO_STOP);
-    EXPECT_TRUE(comesTo("stop", "\"resume\"", "\"seek\"")) << Info();
+    EXPECT_TRUE(ComesTo("stop", "\"resume\"", "\"seek\"")) << Info();
     VARNAudioJump(1);
     // The music player daemon refuses things while it opens a song or an output: it is asked again.
     for (const int value : {150, 2, -7}) {

@@ -43,7 +43,8 @@ class HttpClient {
         return send(fd_, text.data(), text.size(), MSG_NOSIGNAL) > 0;
     }
 
-    // Reads until so many bytes are there or the connection ends; false after some time without any.
+    // Reads until so many bytes are there or the connection ends; false after some time without
+    // any.
     bool Read(std::size_t atLeast, std::string &text,
               std::chrono::milliseconds patience = std::chrono::seconds(10)) {
         while (text.size() < atLeast) {

@@ -1,5 +1,5 @@
-// The table of paths that an account may plant (docs/security.md), gone through with every operation
-// that has rights: what belongs to others is neither told nor changed.
+// The table of paths that an account may plant (docs/security.md), gone through with every
+// operation that has rights: what belongs to others is neither told nor changed.
 #include <unistd.h>
 
 #include <filesystem>

@@ -110,8 +110,8 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     EXPECT_TRUE(Contains(Get(search).body, "\"success\":true"));
 }
 
-// Clients hold what they get: headers and bodies come by the byte, and nobody reads the sound. A login
-// that is written in many ways is one, and so are the addresses of one network.
+// Clients hold what they get: headers and bodies come by the byte, and nobody reads the sound. A
+// login that is written in many ways is one, and so are the addresses of one network.
 TEST_F(Served, AnswersBesideClientsThatHoldOn) {
     fs::resize_file(AddSong(), 64 << 20);
     ASSERT_EQ(VARNAudioConfSet("trusted_proxies", "::1 10.0.0.0/8 127.0.0.2/32"), 0);

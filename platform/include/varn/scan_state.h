@@ -1,8 +1,8 @@
-// What the indexer tells of its scans to others, and how these have one end.
+// What the indexer tells others of its scans, and how they stop one.
 //
 // The process that scans holds a lock on "/var/run/Tonvale/indexing.lock" and writes what it does
 // to "/var/run/Tonvale/indexing", a JSON object that is replaced whole. The kernel takes the lock
-// from a process that has ended, so that what it wrote last is not believed. The file
+// from a process that has ended, so that what it wrote last does not count. The file
 // "indexing.stop" beside it asks the scan to end.
 #pragma once
 
@@ -49,16 +49,16 @@ VARN_EXPORT State ReadState();
 // Asks the scan that runs to end. False with errno set.
 VARN_EXPORT bool AskToStop();
 
-// True when the scan of this process was asked to end. Looks some times a second, however often it
-// is called.
+// True when the scan of this process was asked to end. May be called often: it looks only a few
+// times a second.
 VARN_EXPORT bool IsAskedToStop();
 
 // Keeps a problem without a scan. Does nothing while one runs.
 VARN_EXPORT void NoteProblem(std::string_view problem);
 
-// Tells of one scan of this process, from its making to its end. What cannot be written is not
-// told: no scan fails for that. For the thread whose identity may change (varn/run_as.h), before
-// others depend on it.
+// Tells of one scan of this process, for as long as the object lives. What cannot be written is
+// not told: no scan fails for that. For the thread whose identity may change (varn/run_as.h),
+// before others depend on it.
 class VARN_EXPORT Publisher {
   public:
     explicit Publisher(bool isWhole);

@@ -12,7 +12,6 @@
 #include "service/people.h"
 #include "service/settings.h"
 #include "tonvale/settings.h"
-#include "user.h"
 
 namespace tonvale_cli {
 
@@ -32,7 +31,7 @@ struct PermissionOptions {
 };
 
 int ShowPermission(const PermissionOptions &options) {
-    if (!IsPrepared()) {
+    if (!Succeeded(CheckRoot())) {
         return kFailed;
     }
     tonvale_service::ReadUsers();          // one that cannot be read would show as no rights
@@ -52,7 +51,7 @@ int ShowPermission(const PermissionOptions &options) {
 }
 
 int SetPermission(const PermissionOptions &options) {
-    if (!IsPrepared()) {
+    if (!Succeeded(CheckRoot())) {
         return kFailed;
     }
     tonvale_service::UidOf(options.user);  // there must be such a user
@@ -66,7 +65,7 @@ int SetPermission(const PermissionOptions &options) {
 
 int ChangePermission(const PermissionOptions &options) {
     if (options.makesAdmin || options.unmakesAdmin) {
-        if (!IsPrepared()) {
+        if (!Succeeded(CheckRoot())) {
             return kFailed;
         }
         StartForLinks();
