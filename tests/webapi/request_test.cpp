@@ -104,7 +104,8 @@ bob:Playlist.get 404 id=HERS
 Playlist.add 400 id=HERS
 Playlist.remove 400 id=HERS id=HERS&position=x&length=1
 Playlist.rename 400 id=HERS&name=a/b
-bob:Playlist.delete 400 id=SMART
+bob:Playlist.remove_missing 400 id=SMART
+Playlist.delete 403 id=SMART
 Setting.set 400 x colour=red title=Four&GOOD
   GOOD&browse_personal_library=yes
 Setting.set 403 GOOD&user=alice&permissions=usb GOOD&custom_key=1
