@@ -84,12 +84,13 @@ class Get : public MediaAction {
 };
 
 constexpr std::array kParameters = {
-    Parameter{.name = "id", .what = "Of a song or of a folder."},
-    Parameter{.name = "album", .what = "Of an album."},
+    Parameter{.name = "id", .what = "The song or the folder."},
+    Parameter{.name = "album", .what = "The name of the album."},
     Parameter{.name = "album_artist", .what = "Tells two albums of one name apart."},
     Parameter{.name = "url",
-              .what = "Of a station or podcast: JPEG or PNG, at most 5 MiB. Needs the right "
-                      "streaming."},
+              .what =
+                  "The address of a station's or podcast's picture: JPEG or PNG, at most 5 MiB, "
+                  "for those with the right streaming."},
     kSize,
     kLibrary};
 

@@ -21,6 +21,9 @@ enum class Kind {
     kNumbers
 };
 
+// The highest number that every reader of JSON keeps as it is.
+inline constexpr long long kMostExact = (1LL << 53) - 1;
+
 struct Parameter {
     std::string_view name;
     std::string_view what;  // a sentence

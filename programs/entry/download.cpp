@@ -144,13 +144,38 @@ class Archive : public MediaAction {
     std::vector<struct stat> opened_;  // of each file, when the length was told
 };
 
+constexpr std::array kSongParameters = {
+    Parameter{.name = "id", .what = "The song.", .isRequired = true}};
+constexpr auto kZipParameters =
+    Join(Parameter{.name = "id",
+                   .what = "A folder, with all below it, or a playlist; without id and songs the "
+                           "filters choose, one at least."},
+         Parameter{.name = "songs",
+                   .what = "In place of id: identifiers of songs, 1000 at most.",
+                   .kind = Kind::kTexts},
+         kLibrary, kFilters);
+
 constexpr Method kMethods[] = {
-    {.name = "song", .make = Make<Song>, .isMedia = true, .lasts = true},
-    {.name = "zip", .make = Make<Archive>, .isMedia = true, .lasts = true},
+    {.name = "song",
+     .make = Make<Song>,
+     .isMedia = true,
+     .lasts = true,
+     .summary = "The file of a song, of a track of a cue sheet the whole file",
+     .parameters = kSongParameters,
+     .answer = kSoundTypes},
+    {.name = "zip",
+     .make = Make<Archive>,
+     .isMedia = true,
+     .lasts = true,
+     .summary = "The files of 10,000 songs at most, as an archive",
+     .parameters = kZipParameters,
+     .answer = "application/zip"},
 };
 
 }  // namespace
 
-const Api kDownloadApi{"VARN.Tonvale.Download", kMethods};
+const Api kDownloadApi{.name = "VARN.Tonvale.Download",
+                       .methods = kMethods,
+                       .summary = "Songs to keep, for those with the right streaming"};
 
 }  // namespace tonvale_entry

@@ -33,11 +33,18 @@ class Listen : public MediaAction {
 };
 
 constexpr Method kMethods[] = {
-    {.name = "listen", .make = Make<Listen>, .isMedia = true, .takesRoot = false},
+    {.name = "listen",
+     .make = Make<Listen>,
+     .isMedia = true,
+     .takesRoot = false,
+     .summary = "The events library, scan, player and bye, until the client leaves",
+     .answer = "text/event-stream"},
 };
 
 }  // namespace
 
-const Api kEventsApi{"VARN.Tonvale.Events", kMethods};
+const Api kEventsApi{.name = "VARN.Tonvale.Events",
+                     .methods = kMethods,
+                     .summary = "What happens, as server-sent events: docs/webapi.md"};
 
 }  // namespace tonvale_entry

@@ -54,14 +54,47 @@ Json::Value Set(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
+constexpr std::array kOneParameters = {
+    Parameter{.name = "songs", .what = "Identifiers of songs, 1000 at most.", .kind = Kind::kTexts},
+    Parameter{.name = "album", .what = "The name of an album."},
+    Parameter{.name = "album_artist", .what = "With album: its album artist, if it has one."},
+    Parameter{.name = "artist", .what = "The name of an artist, in any case."}};
+
 constexpr Method kMethods[] = {
-    {.name = "list", .make = Make<List>, .takesRoot = false},
-    {.name = "add", .make = Make<Set<true>>, .changes = true, .takesRoot = false},
-    {.name = "remove", .make = Make<Set<false>>, .changes = true, .takesRoot = false},
+    {.name = "list",
+     .make = Make<List>,
+     .takesRoot = false,
+     .summary = "All favourites of the user",
+     .answer = "Favourites"},
+    {.name = "add",
+     .make = Make<Set<true>>,
+     .changes = true,
+     .takesRoot = false,
+     .summary =
+         "Make favourites of songs (all or none), of an album or of an artist: one of the three",
+     .parameters = kOneParameters},
+    {.name = "remove",
+     .make = Make<Set<false>>,
+     .changes = true,
+     .takesRoot = false,
+     .summary = "Take songs, an album or an artist, one of the three, off the favourites",
+     .parameters = kOneParameters},
 };
+
+constexpr Field kAlbum[] = {{"name", "text"}, {"album_artist", "text"}, {"since", "time"}};
+constexpr Field kArtist[] = {{"name", "text"}, {"since", "time"}};
+constexpr Field kAll[] = {{"songs", "[text]", "identifiers, the latest first"},
+                          {"albums", "[FavouriteAlbum]", "by name"},
+                          {"artists", "[FavouriteArtist]", "by name"}};
+constexpr Schema kSchemas[] = {
+    {"FavouriteAlbum", kAlbum}, {"FavouriteArtist", kArtist}, {"Favourites", kAll}};
 
 }  // namespace
 
-const Api kFavouriteApi{"VARN.Tonvale.Favourite", kMethods};
+const Api kFavouriteApi{
+    .name = "VARN.Tonvale.Favourite",
+    .methods = kMethods,
+    .summary = "The user's favourites, 10,000 songs, albums and artists each at most",
+    .schemas = kSchemas};
 
 }  // namespace tonvale_entry

@@ -8,43 +8,75 @@ namespace tonvale_entry {
 
 namespace {
 
+// Users listen to these, and have favourites among them.
+template <const tonvale_service::Group &Listed>
+constexpr bool kIsListened =
+    &Listed == &tonvale_service::kAlbums || &Listed == &tonvale_service::kArtists;
+
 template <const tonvale_service::Group &Listed>
 std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
     tonvale_service::ListRequest request = ListRequestOf(asked);
-    request.tellsFavourites = !asked.Names("additional", {"favourite"}).empty();
+    request.tellsFavourites =
+        kIsListened<Listed> && !asked.Names("additional", {"favourite"}).empty();
     return ListGroups(Listed, request, asked.Given("keyword"));
 }
 
 template <const tonvale_service::Group &Listed>
-constexpr auto kParameters = Join(
-    Parameter{.name = "keyword",
-              .what = "A part of the name, in any case, at most 400 bytes. Of artists it is "
-                      "not taken with filters."},
-    kPaging, SortedBy([] { return Names(Listed.sorts); }, "name"), kDirection, kLibrary, kFilters);
+std::vector<std::string> SortKeys() {
+    return kIsListened<Listed> ? WithListenedKeys(Names(Listed.sorts)) : Names(Listed.sorts);
+}
+
+constexpr Parameter kFavourite{.name = "additional",
+                               .what = "Whether each is one of the user's favourites.",
+                               .kind = Kind::kTexts,
+                               .choices = "favourite"};
 
 template <const tonvale_service::Group &Listed>
-constexpr Method MethodOf(std::string_view answer) {
+constexpr auto kListParameters =
+    Join(Parameter{.name = "keyword",
+                   .what = "A part of the name, in any case, at most 400 bytes; Artist.list takes "
+                           "it without filters only."},
+         kPaging, SortedBy(SortKeys<Listed>, "name", kIsListened<Listed> ? kListenedOrder : kOrder),
+         kDirection, kLibrary, kFilters);
+
+template <const tonvale_service::Group &Listed>
+constexpr auto kParameters = [] {
+    if constexpr (kIsListened<Listed>) {
+        return Join(kListParameters<Listed>, kFavourite);
+    } else {
+        return kListParameters<Listed>;
+    }
+}();
+
+template <const tonvale_service::Group &Listed>
+constexpr Method MethodOf(std::string_view summary, std::string_view answer) {
     return {.name = "list",
             .make = Make<List<Listed>>,
             .takesRoot = false,
-            .summary = "A page of those of the songs that the filters choose",
+            .summary = summary,
             .parameters = kParameters<Listed>,
             .answer = answer};
 }
 
-constexpr Method kAlbumMethods[] = {MethodOf<tonvale_service::kAlbums>("AlbumPage")};
-constexpr Method kArtistMethods[] = {MethodOf<tonvale_service::kArtists>("ArtistPage")};
-constexpr Method kComposerMethods[] = {MethodOf<tonvale_service::kComposers>("ComposerPage")};
-constexpr Method kGenreMethods[] = {MethodOf<tonvale_service::kGenres>("GenrePage")};
+constexpr Method kAlbumMethods[] = {MethodOf<tonvale_service::kAlbums>(
+    "A page of the albums of the songs that the filters choose", "AlbumPage")};
+constexpr Method kArtistMethods[] = {MethodOf<tonvale_service::kArtists>(
+    "A page of the artists and album artists of the songs that the filters choose", "ArtistPage")};
+constexpr Method kComposerMethods[] = {MethodOf<tonvale_service::kComposers>(
+    "A page of the composers of the songs that the filters choose", "ComposerPage")};
+constexpr Method kGenreMethods[] = {MethodOf<tonvale_service::kGenres>(
+    "A page of the genres of the songs that the filters choose", "GenrePage")};
 
 constexpr Field kName{"name", "text", "empty for the songs without one"};
 constexpr Field kStar{"star", "real", "the average of the user's stars over the rated songs"};
+constexpr Field kIsFavourite{"favourite?", "flag", "where additional asks for it"};
 constexpr Field kAlbum[] = {kName,
                             kStar,
                             {"album_artist", "text"},
                             {"year", "number", "0 unless all songs agree"},
-                            {"date", "text", "when its first song came"}};
-constexpr Field kGroup[] = {kName, kStar};
+                            {"date", "text", "when its first song came"},
+                            kIsFavourite};
+constexpr Field kGroup[] = {kName, kStar, kIsFavourite};
 constexpr Field kAlbumPage[] = {{"offset", "number"}, {"total", "number"}, {"albums", "[Album]"}};
 constexpr Field kArtistPage[] = {{"offset", "number"}, {"total", "number"}, {"artists", "[Group]"}};
 constexpr Field kComposerPage[] = {

@@ -1,6 +1,14 @@
 #include "list_request.h"
 
+#include "service/songs.h"
+
 namespace tonvale_entry {
+
+std::vector<std::string> WithListenedKeys(std::vector<std::string> keys) {
+    using namespace tonvale_service;
+    keys.insert(keys.end(), {kByPlays, kByLastPlay, kByFavourite});
+    return keys;
+}
 
 PageWanted PageOf(const Request &request, const Parameter &limit) {
     return {static_cast<int>(request.Number(kOffset)), static_cast<int>(request.Number(limit))};

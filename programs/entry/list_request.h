@@ -45,13 +45,21 @@ inline constexpr std::array kFilters = {
     Parameter{.name = "composer", .what = "Songs of this composer; empty: without one."},
     Parameter{.name = "genre", .what = "Songs with this among their genres; empty: without one."}};
 inline constexpr Parameter kAdditional{.name = "additional",
-                                       .what = "What the songs tell beside the usual.",
+                                       .what = "What each song has in its member additional.",
                                        .kind = Kind::kTexts,
                                        .names = [] { return tonvale_service::AdditionNames(); }};
 
-constexpr Parameter SortedBy(std::vector<std::string> (*names)(), std::string_view usual) {
-    return {.name = "sort_by", .what = "The order.", .usual = usual, .names = names};
+inline constexpr std::string_view kOrder = "The order.";
+inline constexpr std::string_view kListenedOrder =
+    "The order; by plays, played (when last) and favourite (since when) only what the user has "
+    "played, or made a favourite.";
+constexpr Parameter SortedBy(std::vector<std::string> (*names)(), std::string_view usual,
+                             std::string_view what = kOrder) {
+    return {.name = "sort_by", .what = what, .usual = usual, .names = names};
 }
+
+// These keys, and those of what users listen to.
+std::vector<std::string> WithListenedKeys(std::vector<std::string> keys);
 
 inline constexpr Parameter kSongIds{.name = "id",
                                     .what = "Identifiers of songs, 1000 at most.",

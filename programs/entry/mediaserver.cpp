@@ -16,7 +16,7 @@ namespace {
 
 constexpr Parameter kObjects = LimitedTo(1000);
 constexpr Parameter kWait{.name = "wait",
-                          .what = "For so many seconds servers may answer.",
+                          .what = "How many seconds servers have to answer.",
                           .kind = Kind::kNumber,
                           .low = 1,
                           .high = 10,
@@ -91,11 +91,15 @@ constexpr std::array kListParameters = {
     kWait, Parameter{.name = "address", .what = "The one machine to ask: HOST or HOST:PORT."}};
 constexpr std::array kBrowseParameters = {
     Parameter{.name = "url", .what = "Of the server, as list tells it.", .isRequired = true},
-    Parameter{.name = "id", .what = "The object.", .usual = "0"}, kWhat, kOffset, kObjects};
+    Parameter{.name = "id",
+              .what = "The object: its id, as browse tells it; 0 is the root.",
+              .usual = "0"},
+    kWhat, kOffset, kObjects};
 
 constexpr std::array kStreamParameters = {
     Parameter{.name = "url", .what = "Of the server, as list tells it.", .isRequired = true},
-    Parameter{.name = "id", .what = "Of the song.", .isRequired = true}, kPosition};
+    Parameter{.name = "id", .what = "The song: its id, as browse tells it.", .isRequired = true},
+    kPosition};
 
 constexpr Method kMethods[] = {
     {.name = "list",

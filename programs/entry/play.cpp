@@ -1,6 +1,4 @@
 // VARN.Tonvale.Play: what the user who asks has played.
-#include <climits>
-
 #include "action.h"
 #include "service/failure.h"
 #include "service/plays.h"
@@ -10,6 +8,11 @@ namespace tonvale_entry {
 namespace {
 
 using namespace tonvale_service;
+
+constexpr Parameter kTimes{.name = "times",
+                           .what = "When each was played, seconds since 1970; otherwise now.",
+                           .kind = Kind::kNumbers,
+                           .high = kMostExact};
 
 // A song that has left the library meanwhile is left out, unless it is the only one.
 Json::Value Note(const Request &asked) {
@@ -22,7 +25,7 @@ Json::Value Note(const Request &asked) {
     std::vector<Play> plays;
     for (std::size_t i = 0; i < ids.size(); ++i) {
         const auto song = ParseSongId(ids[i]);
-        const auto when = hasTimes ? ParseNumber(times[i], 0, LLONG_MAX) : 0;
+        const auto when = hasTimes ? ParseNumber(times[i], 0, kMostExact) : 0;
         if (!song || !when) {
             throw Refusal{Code::kBadParameter, song ? "times" : "songs"};
         }
@@ -34,11 +37,24 @@ Json::Value Note(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
+constexpr std::array kNoteParameters = {
+    Parameter{.name = "songs",
+              .what = "Identifiers of songs, one for each play, 1000 at most.",
+              .kind = Kind::kTexts,
+              .isRequired = true},
+    kTimes};
+
 constexpr Method kMethods[] = {
-    {.name = "note", .make = Make<Note>, .changes = true, .takesRoot = false}};
+    {.name = "note",
+     .make = Make<Note>,
+     .changes = true,
+     .takesRoot = false,
+     .summary = "Note that the user has played songs; those that are not there are left out",
+     .parameters = kNoteParameters}};
 
 }  // namespace
 
-const Api kPlayApi{"VARN.Tonvale.Play", kMethods};
+const Api kPlayApi{
+    .name = "VARN.Tonvale.Play", .methods = kMethods, .summary = "What the user has played"};
 
 }  // namespace tonvale_entry

@@ -221,8 +221,10 @@ std::vector<std::string> CommandNames() {
 constexpr std::array kControlParameters = {
     Parameter{.name = "action", .what = "What to do.", .isRequired = true, .names = CommandNames},
     Parameter{.name = "value",
-              .what = "Of play and select the song's number in the queue, from 0; of seek seconds; "
-                      "of mode once, repeat, repeat-one or shuffle."}};
+              .what = "Of play, select and delete the song's number in the queue, from 0; of seek "
+                      "seconds; of mode once, repeat, repeat-one or shuffle; of volume 0 to 100, "
+                      "of group_volumes one for each of 64 devices at most; of enable and disable "
+                      "the udn of a renderer."}};
 constexpr std::array kEqualizerParameters = {
     kGains, Parameter{.name = "value",
                       .what = "Ten gains, -24 to 24 dB; otherwise those of the selected profile.",
@@ -249,9 +251,10 @@ constexpr std::array kVolumeParameters = {
                          .high = kVolume.high}};
 
 constexpr std::array kFromServerParameters = {
-    Parameter{.name = "url", .what = "Of the media server.", .isRequired = true},
+    Parameter{
+        .name = "url", .what = "Of the server, as MediaServer.list tells it.", .isRequired = true},
     Parameter{.name = "ids",
-              .what = "Of songs of the server, 100 at most.",
+              .what = "The songs: their ids, as MediaServer.browse tells them, 100 at most.",
               .kind = Kind::kTexts,
               .isRequired = true}};
 
@@ -277,7 +280,7 @@ constexpr Method kMethods[] = {
      .answer = "EqualizerProfile|PlayerTold"},
     {.name = "info",
      .make = Make<ForPlayers<Info>>,
-     .summary = "What plays",
+     .summary = "What plays, where, and what the player can do now",
      .parameters = kInfoParameters,
      .answer = "PlayerInfo"},
     {.name = "list",
@@ -310,22 +313,24 @@ constexpr Method kMethods[] = {
 constexpr Field kTold[] = {{"added?", "number", "songs of this addition in the queue"},
                            {"skipped?", "number", "songs that the player cannot reach"},
                            {"waiting?", "number", "songs that are being added"},
-                           {"given_up?", "any"}};
+                           {"given_up?", "any", "songs that are not tried any more"}};
 constexpr Field kSong[] = {{"index?", "number", "in the queue, from 0"},
                            {"title?", "text"},
                            {"artist?", "text"},
                            {"album?", "text"},
-                           {"duration?", "number", "seconds"}};
-constexpr Field kInfo[] = {{"state?", "text"},
+                           {"duration?", "number", "seconds"},
+                           {"id?", "text", "identifier, where the user browses the song"}};
+constexpr Field kInfo[] = {{"can", "[text]", "the actions that it can do now: docs/players.md"},
+                           {"state?", "text", "play, pause or stop, as a rule"},
                            {"index?", "number", "of the song in the queue, from 0"},
                            {"position?", "number", "seconds"},
                            {"total?", "number", "songs in the queue"},
-                           {"volume?", "number"},
+                           {"volume?", "number", "0 to 100; negative: not known"},
                            {"mode?", "number", "once, repeat, repeat-one, shuffle from 0 on"},
                            {"song?", "PlayerSong|null"},
-                           {"adding?", "flag"},
-                           {"given_up?", "any"},
-                           {"refresh?", "flag"},
+                           {"adding?", "flag", "songs are still being added"},
+                           {"given_up?", "any", "songs that could not be added"},
+                           {"refresh?", "flag", "clients should ask for everything anew"},
                            {"renderer?", "Renderer"}};
 constexpr Field kRenderer[] = {{"udn?", "text"}, {"name?", "text"}, {"enabled?", "flag"}};
 constexpr Field kPage[] = {{"offset?", "number"},

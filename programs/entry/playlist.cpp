@@ -23,11 +23,12 @@ constexpr Parameter kWhere{.name = "library",
                            .what = "Whose playlist it becomes.",
                            .usual = "personal",
                            .choices = "shared personal"};
-constexpr Parameter kFormat{.name = "format", .what = "Of its file.", .usual = "m3u", .names = [] {
-                                return WrittenFormats();
-                            }};
+constexpr Parameter kFormat{
+    .name = "format", .what = "The format of its file.", .usual = "m3u", .names = [] {
+        return WrittenFormats();
+    }};
 constexpr Parameter kLength{.name = "length",
-                            .what = "So many entries; 0 only inserts.",
+                            .what = "How many entries are replaced; 0 only inserts.",
                             .kind = Kind::kNumber,
                             .usual = "1"};
 constexpr Parameter kPreviewed = LimitedTo(500);
@@ -171,8 +172,8 @@ Json::Value Rule(const Request &asked) {
 std::unique_ptr<Page> Preview(const Request &asked) {
     const PageWanted page = PageOf(asked, kPreviewed);
     Tonvale::webapi::playlist::PlaylistLibrary library(asked.User());
-    Apply(asked.Names("additional", AdditionNames()), library);
-    return ListByRule(asked.RequiredText("rule"), library, page.offset, page.limit);
+    const MarksWanted marks = Apply(asked.Names("additional", AdditionNames()), library);
+    return ListByRule(asked.RequiredText("rule"), library, marks, page.offset, page.limit);
 }
 
 Json::Value CreateByRule(const Request &asked) {
@@ -209,9 +210,7 @@ constexpr Parameter kPosition{.name = "position",
                               .kind = Kind::kNumber,
                               .isRequired = true};
 constexpr Parameter kRule{.name = "rule",
-                          .what =
-                              "What the songs have in common, as an object: "
-                              "docs/smart-playlists.md.",
+                          .what = "The rule: what docs/smart-playlists.md writes between braces.",
                           .isRequired = true};
 constexpr auto kListParameters = Join(kListed, kPaging);
 constexpr auto kGetParameters = Join(kId, kPaging, kAdditional);
@@ -230,7 +229,7 @@ constexpr std::array kRemoveParameters = {
               .what = "The places of entries, from 0; with length the first of them.",
               .kind = Kind::kNumbers,
               .isRequired = true},
-    Parameter{.name = "length", .what = "So many entries in a row.", .kind = Kind::kNumber}};
+    Parameter{.name = "length", .what = "How many entries in a row.", .kind = Kind::kNumber}};
 constexpr std::array kReplaceParameters = {kId, kPosition, kLength, kSongs};
 
 constexpr auto kPreviewParameters = Join(kRule, std::array{kOffset, kPreviewed}, kAdditional);
@@ -257,7 +256,7 @@ constexpr Method kMethods[] = {
     {.name = "rename",
      .make = Make<Rename>,
      .changes = true,
-     .summary = "Give a playlist another name; it is told as it is then",
+     .summary = "Give a playlist another name; the answer is the renamed playlist",
      .parameters = kRenameParameters,
      .answer = "Playlist"},
     {.name = "delete",
@@ -283,16 +282,16 @@ constexpr Method kMethods[] = {
     {.name = "remove_missing",
      .make = Make<Edit<RemoveGone>>,
      .changes = true,
-     .summary = "Take entries off that the library does not know, but no streams",
+     .summary = "Take off the entries that the library does not know, but no streams",
      .parameters = kIdParameters},
     {.name = "rule",
      .make = Make<Rule>,
-     .summary = "The rule of a smart playlist",
+     .summary = "The rule of a smart playlist, as it is written",
      .parameters = kIdParameters,
      .answer = "PlaylistRule"},
     {.name = "preview",
      .make = Make<Preview>,
-     .summary = "The songs that a rule chooses",
+     .summary = "A page of the songs that a rule chooses in the user's default library",
      .parameters = kPreviewParameters,
      .answer = "SongPage"},
     {.name = "create_smart",
@@ -320,7 +319,8 @@ constexpr Field kPlaylist[] = {
 constexpr Field kPage[] = {{"offset", "number"}, {"total", "number"}, {"playlists", "[Playlist]"}};
 constexpr Field kSongPage[] = {
     {"playlist", "Playlist"}, {"offset", "number"}, {"total", "number"}, {"songs", "[Song]"}};
-constexpr Field kRuleFields[] = {{"playlist", "Playlist"}, {"rule", "{any}"}};
+constexpr Field kRuleFields[] = {{"playlist", "Playlist"},
+                                 {"rule", "text", "what stands between its braces"}};
 constexpr Schema kSchemas[] = {{"PlaylistRule", kRuleFields},
                                {"Playlist", kPlaylist},
                                {"PlaylistPage", kPage},

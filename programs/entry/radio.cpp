@@ -1,8 +1,6 @@
 // VARN.Tonvale.Radio: internet radio stations, which administrators change.
 #include "service/radio.h"
 
-#include <climits>
-
 #include "action.h"
 #include "service/settings.h"
 
@@ -12,9 +10,11 @@ namespace {
 
 using namespace tonvale_service;
 
+constexpr Parameter kId{
+    .name = "id", .what = "The station.", .kind = Kind::kNumber, .isRequired = true, .low = 1};
+
 int IdOf(const Request &asked) {
-    asked.RequiredText("id");
-    return static_cast<int>(asked.Number("id", 0, 1, INT_MAX));
+    return static_cast<int>(asked.Number(kId));
 }
 
 RadioStation StationOf(const Request &asked) {
@@ -56,15 +56,58 @@ Json::Value Remove(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
+constexpr std::array kStationParameters = {
+    Parameter{.name = "name", .what = "At most 200 bytes.", .isRequired = true},
+    Parameter{.name = "stream",
+              .what = "An http or https address of at most 2000 bytes.",
+              .isRequired = true},
+    Parameter{.name = "home_page",
+              .what = "An http or https address of at most 2000 bytes; otherwise none."}};
+constexpr auto kChangeParameters = Join(kId, kStationParameters);
+constexpr std::array kRemoveParameters = {kId};
+
 constexpr Method kMethods[] = {
-    {.name = "list", .make = Make<List>, .takesRoot = false},
-    {.name = "add", .make = Make<Add>, .changes = true, .takesRoot = false},
-    {.name = "change", .make = Make<Change>, .changes = true, .takesRoot = false},
-    {.name = "remove", .make = Make<Remove>, .changes = true, .takesRoot = false},
+    {.name = "list",
+     .make = Make<List>,
+     .takesRoot = false,
+     .summary = "All stations, by name",
+     .answer = "RadioStations"},
+    {.name = "add",
+     .make = Make<Add>,
+     .changes = true,
+     .takesRoot = false,
+     .summary = "Add a station, of which there may be 1000; for administrators",
+     .parameters = kStationParameters,
+     .answer = "NewRadioStation"},
+    {.name = "change",
+     .make = Make<Change>,
+     .changes = true,
+     .takesRoot = false,
+     .summary = "Change all of a station, for administrators",
+     .parameters = kChangeParameters},
+    {.name = "remove",
+     .make = Make<Remove>,
+     .changes = true,
+     .takesRoot = false,
+     .summary = "Take a station away, for administrators",
+     .parameters = kRemoveParameters},
 };
+
+constexpr Field kStation[] = {{"id", "number"},
+                              {"name", "text"},
+                              {"stream", "text", "its address, for Stream.remote"},
+                              {"home_page", "text", "an address; empty: none"}};
+constexpr Field kStations[] = {{"may_change", "flag", "the user is an administrator"},
+                               {"stations", "[RadioStation]"}};
+constexpr Field kAdded[] = {{"id", "number"}};
+constexpr Schema kSchemas[] = {
+    {"RadioStation", kStation}, {"RadioStations", kStations}, {"NewRadioStation", kAdded}};
 
 }  // namespace
 
-const Api kRadioApi{"VARN.Tonvale.Radio", kMethods};
+const Api kRadioApi{.name = "VARN.Tonvale.Radio",
+                    .methods = kMethods,
+                    .summary = "Internet radio stations, the same for all users",
+                    .schemas = kSchemas};
 
 }  // namespace tonvale_entry

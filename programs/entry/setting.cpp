@@ -127,7 +127,8 @@ constexpr std::array kSetParameters = {
 constexpr Method kMethods[] = {
     {.name = "get",
      .make = Make<Settings>,
-     .summary = "The preferences of the user, and for administrators all rights and custom keys",
+     .summary = "The preferences of the user; for administrators all rights, custom keys and "
+                "indexed folders as well",
      .answer = "Settings"},
     {.name = "set",
      .make = Make<Set>,
@@ -141,7 +142,8 @@ constexpr Field kKey[] = {
     {"index", "number", "1 to 4"}, {"type", "text"}, {"value", "text"}, {"title", "text"}};
 constexpr Field kSettings[] = {{"preferences", "{flag|text}", "by the names that set takes"},
                                {"users?", "[UserRights]", "for administrators"},
-                               {"custom_keys?", "[CustomKey]", "for administrators"}};
+                               {"custom_keys?", "[CustomKey]", "for administrators"},
+                               {"music_folders?", "[text]", "the paths, for administrators"}};
 constexpr Schema kSchemas[] = {{"CustomKey", kKey}, {"Settings", kSettings}};
 
 }  // namespace

@@ -71,7 +71,8 @@ constexpr std::array kDays = {
     Parameter{.name = "date_expired", .what = "The last day, YYYY-MM-DD; 0: without an end."}};
 constexpr std::array kLinkParameters = {kId, kPlaylistId};
 constexpr auto kCreateParameters =
-    Join(Parameter{.name = "playlist_id", .what = "Of any kind.", .isRequired = true}, kDays);
+    Join(Parameter{.name = "playlist_id", .what = "The playlist, of any kind.", .isRequired = true},
+         kDays);
 constexpr auto kUpdateParameters = Join(kLinkParameters, kDays);
 constexpr std::array kSongParameters = {
     Parameter{.name = "id", .what = "The song.", .isRequired = true}};
@@ -79,7 +80,7 @@ constexpr std::array kSongParameters = {
 constexpr Method kMethods[] = {
     {.name = "get",
      .make = Make<Get>,
-     .summary = "One link",
+     .summary = "A link of the user",
      .parameters = kLinkParameters,
      .answer = "OneSharing"},
     {.name = "list",

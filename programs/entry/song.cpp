@@ -64,13 +64,13 @@ Json::Value Rate(const Request &asked) {
 }
 
 std::vector<std::string> ListSortKeys() {
-    std::vector<std::string> keys = tonvale_service::SongSortKeys();
-    keys.emplace_back("random");
+    std::vector<std::string> keys = WithListenedKeys(tonvale_service::SongSortKeys());
+    keys.emplace_back(tonvale_service::kRandom);
     return keys;
 }
 
-constexpr auto kListParameters =
-    Join(kPaging, SortedBy(ListSortKeys, "title"), kDirection, kLibrary, kFilters, kAdditional);
+constexpr auto kListParameters = Join(kPaging, SortedBy(ListSortKeys, "title", kListenedOrder),
+                                      kDirection, kLibrary, kFilters, kAdditional);
 constexpr auto kSearchParameters = Join(
     Parameter{
         .name = "keyword", .what = "Words, all of them; 400 bytes at most.", .isRequired = true},
@@ -102,7 +102,8 @@ constexpr Method kMethods[] = {
      .answer = "Songs"},
     {.name = "lyrics",
      .make = Make<Lyrics>,
-     .summary = "The words of a song, from its tags and from .lrc and .txt beside it",
+     .summary =
+         "The lyrics of a song: of a .lrc file beside it, of its tags, of a .txt file beside it",
      .parameters = kLyricsParameters,
      .answer = "SongLyrics"},
     {.name = "rate",
@@ -120,8 +121,11 @@ constexpr Field kSong[] = {
     {"path", "text", "path from the share on; the URL of a stream"},
     {"type", "=file remote"},
     {"additional?", "Additional"}};
-constexpr Field kAdded[] = {
-    {"song_tag?", "SongTag"}, {"song_audio?", "SongAudio"}, {"song_rating?", "SongRating"}};
+constexpr Field kAdded[] = {{"song_tag?", "SongTag"},
+                            {"song_audio?", "SongAudio"},
+                            {"song_rating?", "SongRating"},
+                            {"song_favourite?", "SongFavourite"},
+                            {"song_plays?", "SongPlays"}};
 constexpr Field kTag[] = {{"album", "text"},
                           {"artist", "text"},
                           {"album_artist", "text"},
@@ -143,6 +147,16 @@ constexpr Field kAudio[] = {{"duration", "number", "whole seconds"},
                             {"container", "text"},
                             {"codec", "text"}};
 constexpr Field kRating[] = {{"rating", "number", "the user's stars, 0 to 5"}};
+constexpr Field kFavourite[] = {{"favourite", "flag", "it is one of the user's"},
+                                {"since", "number", "seconds since 1970; 0: it is none"}};
+constexpr Field kPlays[] = {{"count", "number", "how often the user has played it"},
+                            {"last", "number", "seconds since 1970; 0: never"}};
+constexpr Field kLine[] = {{"text", "text"},
+                           {"start?", "number", "of timed ones: milliseconds of the song"}};
+constexpr Field kOneLyrics[] = {{"language", "text", "ISO 639; und: not known"},
+                                {"timed", "flag", "each line has a start, and they are in order"},
+                                {"lines", "[LyricsLine]"}};
+constexpr Field kAllLyrics[] = {{"lyrics", "[Lyrics]"}};
 constexpr Field kSongs[] = {{"songs", "[Song]"}};
 constexpr Field kSongPage[] = {{"offset", "number"}, {"total", "number"}, {"songs", "[Song]"}};
 constexpr Schema kSchemas[] = {{"Song", kSong, "a file of music, or a track of a cue sheet"},
@@ -150,6 +164,11 @@ constexpr Schema kSchemas[] = {{"Song", kSong, "a file of music, or a track of a
                                {"SongTag", kTag},
                                {"SongAudio", kAudio},
                                {"SongRating", kRating},
+                               {"SongFavourite", kFavourite},
+                               {"SongPlays", kPlays},
+                               {"LyricsLine", kLine},
+                               {"Lyrics", kOneLyrics},
+                               {"SongLyrics", kAllLyrics},
                                {"Songs", kSongs},
                                {"SongPage", kSongPage}};
 

@@ -11,7 +11,7 @@ namespace tonvale_entry {
 namespace {
 
 constexpr Parameter kRemoteFormat{
-    .name = "format", .what = "What it is made.", .usual = "mp3", .choices = "mp3 flv"};
+    .name = "format", .what = "The format of the sound.", .usual = "mp3", .choices = "mp3 flv"};
 
 class Stream : public SongAction {
   public:

@@ -171,7 +171,7 @@ std::string RuleOf(const AnyPlaylist &playlist) {
 }
 
 std::unique_ptr<Page> ListByRule(const std::string &rule, const PlaylistLibrary &library,
-                                 int offset, int limit) {
+                                 const MarksWanted &marks, int offset, int limit) {
     const std::string condition = ConditionOf(rule);
     const std::string kind = VARNAudioWebapiUtilsGetBrowseLibraryByUid(library.uid);
     const int total = library.GetTotalFromSmartPlaylist(condition, kind);
@@ -191,6 +191,7 @@ std::unique_ptr<Page> ListByRule(const std::string &rule, const PlaylistLibrary 
     }
     Json::Value tracks(Json::arrayValue);
     AppendTracks(library, ratings.Get(), songs.get(), tracks);
+    AddMarks(static_cast<uid_t>(library.uid), marks, tracks);
     return std::make_unique<RulePage>(offset, total, std::move(tracks));
 }
 

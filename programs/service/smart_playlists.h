@@ -18,7 +18,7 @@ std::string RuleOf(const AnyPlaylist &playlist);
 // A page of the songs that meet a rule, "songs", in the library that the user browses.
 std::unique_ptr<Page> ListByRule(const std::string &rule,
                                  const Tonvale::webapi::playlist::PlaylistLibrary &library,
-                                 int offset, int limit);
+                                 const MarksWanted &marks, int offset, int limit);
 
 // Makes a smart playlist; its name is one that a playlist can have (CheckName), and free.
 AnyPlaylist CreateSmart(const Collection &collection, const std::string &name,

@@ -129,7 +129,7 @@ std::string FaultIn(const Json::Value &known, const std::string &name, const std
         return Fault(schema, Typed(schema, text), name);
     }
     Json::Value values(Json::arrayValue);
-    const auto texts = tonvale_entry::SplitValues(text, 1000);
+    const auto texts = tonvale_entry::SplitValues(text, 10'000);
     for (const std::string &value : texts.value()) {
         values.append(Typed(schema["items"], value));
     }

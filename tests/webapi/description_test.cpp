@@ -78,11 +78,10 @@ class DescribedBounds : public SharedLibraryTest, protected Api {
     }
     // Something for each other parameter that a method needs to come to this one.
     Given Beside(const std::string &method, const std::string &parameter) const {
-        const std::map<std::string, Given> kSpecial = {{"Song/rate", {{"id", Name(rock_)}}},
-                                                       {"Playlist/remove", {{"position", "0"}}},
-                                                       {"Player/queue", {{"action", "delete"}}},
-                                                       {"Player/volume", {{"action", "set"}}},
-                                                       {"Cover/get", {{"album", "x"}}}};
+        const std::map<std::string, Given> kSpecial = {
+            {"Song/rate", {{"id", Name(rock_)}}},    {"Playlist/remove", {{"position", "0"}}},
+            {"Play/note", {{"songs", Name(rock_)}}}, {"Player/queue", {{"action", "delete"}}},
+            {"Player/volume", {{"action", "set"}}},  {"Cover/get", {{"album", "x"}}}};
         const auto special = kSpecial.find(method);
         Given given = special != kSpecial.end() ? special->second : Given();
         const Json::Value known = ParametersOf(OperationAt("/VARN.Tonvale." + method));
