@@ -2,6 +2,7 @@
 // heart shows what is so now, in whatever list.
 
 import { call, change } from './api.js';
+import { shareWithWindows } from './windows.js';
 
 /** @typedef {{id: string, isStream?: boolean}} Song */
 /** @typedef {{song?: Song, album?: {name: string, albumArtist: string}, artist?: string}} Thing */
@@ -32,6 +33,10 @@ export function canBeFavourite({ song, album, artist }) {
     : Boolean(album?.name || artist);
 }
 
+const tellOthers = shareWithWindows('favourites', () => {
+  learnFavourites().then(() => favourites.dispatchEvent(new Event('kept')), () => {});
+});
+
 /** Fetches them for the person who is logged in. */
 export async function learnFavourites() {
   const { songs, albums, artists } = await call('Favourite', 'list');
@@ -59,6 +64,7 @@ export async function toggleFavourite(thing) {
       songs: song && [song.id], artist, album: album?.name, album_artist: album?.albumArtist,
     });
     favourites.dispatchEvent(new Event('kept'));
+    tellOthers(null);
   } catch (error) {
     show(!wanted);
     throw error;

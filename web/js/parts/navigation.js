@@ -9,11 +9,11 @@ import { t } from '../texts.js';
 
 /** @typedef {import('../icons.js').IconName} IconName */
 
-const VIEWS = /** @type {const} */ ([
+export const VIEWS = /** @type {const} */ ([
   'home', 'search', 'albums', 'artists', 'songs', 'genres', 'composers', 'folders', 'playlists',
   'favourites', 'radio', 'servers',
 ]);
-const TABS = /** @type {const} */ (['home', 'albums', 'search', 'playlists', 'more']);
+export const TABS = /** @type {const} */ (['home', 'albums', 'search', 'playlists', 'more']);
 
 /** @param {typeof VIEWS[number] | typeof TABS[number] | 'settings' | 'queue'} name */
 export function navLink(name) {

@@ -160,6 +160,9 @@ export const en = {
   'player.missing': '{name} cannot be played.',
   'player.stars': 'Your stars',
 
+  'lyrics.title': 'Lyrics',
+  'lyrics.none': 'There are no lyrics for this song.',
+
   'places.title': 'Play on',
   'places.here': 'This browser',
   'places.server': 'The server',
