@@ -40,7 +40,7 @@ export const en = {
   'home.plays': 'Most played',
   'home.played': 'Recently played',
   'home.favourites': 'Your favourites',
-  'home.random': 'From all over your library',
+  'home.random': 'Rediscover',
   'home.more': 'Show all',
   'home.again': 'Pick others',
   'home.shuffle': 'Shuffle everything',

@@ -136,7 +136,7 @@ function showServers(view) {
           href: pathOf(one.url, '0', one.name), dir: 'auto',
         }, icon('servers'), h('span', {}, one.name), icon('forth'))))));
   };
-  const form = h('form', { class: 'tools', onsubmit: (/** @type {Event} */ event) => {
+  const form = h('form', { class: 'tools is-form', onsubmit: (/** @type {Event} */ event) => {
     event.preventDefault();
     search(address.value.trim());
   } }, field(t('servers.address'), address),
