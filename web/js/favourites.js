@@ -2,6 +2,7 @@
 // heart shows what is so now, in whatever list.
 
 import { call, change } from './api.js';
+import { isOfLibrary } from './library.js';
 import { shareWithWindows } from './windows.js';
 
 /** @typedef {{id: string, isStream?: boolean}} Song */
@@ -29,8 +30,7 @@ export function isFavourite(thing) {
 
 /** @param {Thing} thing whether it is something that can be kept */
 export function canBeFavourite({ song, album, artist }) {
-  return song ? !song.isStream && /^music_[pv_]*\d+$/.test(song.id)
-    : Boolean(album?.name || artist);
+  return song ? isOfLibrary(song) : Boolean(album?.name || artist);
 }
 
 const tellOthers = shareWithWindows('favourites', () => {

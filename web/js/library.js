@@ -97,6 +97,14 @@ export function songOf(found) {
 }
 
 /**
+ * True for a song that the server can keep: neither a stream nor an entry whose song is missing.
+ * @param {{id: string, isStream?: boolean} | undefined} song
+ */
+export function isOfLibrary(song) {
+  return song !== undefined && !song.isStream && /^music_[pv_]*\d+$/.test(song.id);
+}
+
+/**
  * @param {string[]} ids of songs that the person may see; the others are left out
  * @param {AbortSignal} [signal]
  * @returns {Promise<Song[]>}

@@ -4,7 +4,7 @@ import { attempt } from './actions.js';
 import { call, change, Refusal } from './api.js';
 import { readStored, writeStored } from './choices.js';
 import { h } from './dom.js';
-import { songsById } from './library.js';
+import { isOfLibrary, songsById } from './library.js';
 import { openForm } from './parts/dialog.js';
 import { person } from './person.js';
 import { isPlaying, pause, player, seek, time } from './player.js';
@@ -35,14 +35,6 @@ function known() {
 function note(what) {
   kept = { uid: person()?.user.uid, ...known(), ...what };
   writeStored(KEY, kept);
-}
-
-/**
- * True for a song that the server can keep: a stream is none of its library.
- * @param {import('./types.js').Song | undefined} song
- */
-function isOfLibrary(song) {
-  return song !== undefined && !song.isStream && /^music_[pv_]*\d+$/.test(song.id);
 }
 
 /**

@@ -2,6 +2,7 @@
 
 import { call, isAbort } from '../api.js';
 import { h, Part, refill } from '../dom.js';
+import { isOfLibrary } from '../library.js';
 import { player, playing } from '../playing.js';
 import { t, wordsFor } from '../texts.js';
 
@@ -34,7 +35,8 @@ export class LyricsView extends Part {
   }
 
   async #learn() {
-    const id = player().current()?.id ?? '';
+    const song = player().current();
+    const id = song?.id ?? '';
     if (id === this.#id) {
       return;
     }
@@ -43,7 +45,7 @@ export class LyricsView extends Part {
     let problem = t('lyrics.none');
     /** @type {Line[]} */
     let lines = [];
-    if (/^music_/.test(id)) {
+    if (isOfLibrary(song)) {
       try {
         const { lyrics } = await call('Song', 'lyrics', { id }, { signal: this.signal });
         lines = lyrics[0]?.lines ?? []; // those with times come first
