@@ -98,7 +98,7 @@ export function newPlaylist(songs) {
     title: t('playlists.new'),
     send: t('do.create'),
     fields: [
-      field(t('playlists.name'), name),
+      field(t('field.name'), name),
       may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
     ],
     onSend: async (data) => {

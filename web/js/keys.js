@@ -45,8 +45,8 @@ function openHelp() {
   const rows = [
     [[t('key.space')], 'keys.play'], [arrows, 'keys.seek'],
     [[t('key.shift'), ...arrows], 'keys.skip'], [[t('key.shift'), '↑', '↓'], 'keys.volume'],
-    [['0', '…', '5'], 'keys.stars'], [['F'], 'keys.favourite'], [['/'], 'keys.search'],
-    [['Q'], 'keys.queue'], [['N'], 'keys.now'], [['M'], 'keys.menu'], [['X'], 'keys.select'],
+    [['0', '…', '5'], 'keys.stars'], [['F'], 'keys.favourite'], [['/'], 'nav.search'],
+    [['Q'], 'nav.queue'], [['N'], 'player.open'], [['M'], 'keys.menu'], [['X'], 'keys.select'],
     [[t('key.alt'), '↑', '↓'], 'keys.move'], [['?'], 'keys.help'],
   ];
   openDialog(t('keys.title'), h('dl', { class: 'key-list' }, ...rows.map(([names, text]) =>

@@ -69,7 +69,7 @@ function openLogin(onDone) {
     h('form', { method: 'post', onsubmit: send },
       h('h1', {}, title),
       isAgain ? h('p', { class: 'soft' }, t('login.again.hint')) : null,
-      field(t('login.name'), name), field(t('login.password'), password), trouble, button));
+      field(t('field.name'), name), field(t('login.password'), password), trouble, button));
   dialog.addEventListener('cancel', (event) => event.preventDefault());
   dialog.addEventListener('close', () => {
     dialog.remove();

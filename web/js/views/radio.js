@@ -33,7 +33,7 @@ function edit(station, onDone) {
     title: t(station ? 'radio.change' : 'radio.add'),
     send: t('do.save'),
     fields: [
-      field(t('radio.name'), input('name', station?.name ?? '', { required: true, maxLength: 60 })),
+      field(t('field.name'), input('name', station?.name ?? '', { required: true, maxLength: 60 })),
       field(t('radio.stream'), input('stream', station?.stream ?? '',
         { required: true, ...address })),
       field(t('radio.homePage'), input('home_page', station?.home_page ?? '', address)),

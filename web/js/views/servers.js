@@ -144,7 +144,7 @@ function showServers(view) {
     event.preventDefault();
     search(address.value.trim());
   } }, field(t('servers.address'), address),
-  h('button', { class: 'button' }, icon('search'), t('servers.search')));
+  h('button', { class: 'button' }, icon('search'), t('nav.search')));
   refill(view, pageHead(t('nav.servers')).head, form, found);
   search('');
 }
