@@ -74,6 +74,10 @@ export async function play() {
   await isPlaying();
 }
 
+/** @param {'off' | 'all' | 'one'} how songs, which are short here, are repeated */
+export const repeat = (how) => browser.run(async (value) =>
+  (await import('/js/choices.js')).choose('repeat', value), how);
+
 export async function logIn() {
   await browser.type('dialog.login [name=name]', userName);
   await browser.type('dialog.login [name=password]', password);

@@ -1,9 +1,8 @@
 // What can be done with songs, from any view: play, queue, playlists, stars, sharing.
 
-import { isAbort } from './api.js';
-import { changePins, changePlaylist, playlists, randomSongs } from './library.js';
+import { addressOf, isAbort } from './api.js';
+import { allOf, changePins, changePlaylist, playlists, randomSongs } from './library.js';
 import { player } from './playing.js';
-import { queued } from './queue.js';
 import { may } from './person.js';
 import { canBeFavourite, isFavourite } from './favourites.js';
 import { toggleHeart } from './parts/heart.js';
@@ -12,7 +11,6 @@ import { openMenu } from './parts/menu.js';
 import { h } from './dom.js';
 import { toast } from './parts/toast.js';
 import { albumPath, go, groupPath } from './routes.js';
-import { addressOf } from './api.js';
 import { t, wordsFor } from './texts.js';
 
 /** @typedef {import('./types.js').Song} Song */
@@ -100,7 +98,7 @@ export function newPlaylist(songs) {
     title: t('playlists.new'),
     send: t('do.create'),
     fields: [
-      field(t('playlists.name'), name),
+      field(t('field.name'), name),
       may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
     ],
     onSend: async (data) => {
@@ -229,7 +227,7 @@ export function pin(type, name, criteria) {
 
 /** Makes a playlist of the queue. */
 export function saveQueue() {
-  newPlaylist(async () => queued().map(({ song }) => song));
+  newPlaylist(() => allOf(player().source()));
 }
 
 /** @param {string} text */

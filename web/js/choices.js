@@ -79,6 +79,6 @@ export function choice(name) {
  */
 export function choose(name, value) {
   chosen[name] = value;
-  writeStored(KEY, chosen);
+  writeStored(KEY, { .../** @type {any} */ (readStored(KEY)), [name]: value });
   choices.dispatchEvent(new Event(name));
 }

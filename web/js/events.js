@@ -1,7 +1,9 @@
-// What the server tells while the page is in sight: server-sent events, over one connection.
+// What the server tells while the page is in sight: server-sent events, over one connection of the
+// browser. The window that began to listen last tells the others.
 
 import { addressOf, call } from './api.js';
 import { changed } from './library.js';
+import { shareWithWindows } from './windows.js';
 
 /**
  * `library`: the numbers of its songs and playlists; `scan`: what the indexer does; `player`: what
@@ -45,7 +47,7 @@ function take(name, data) {
   const before = last.get(name);
   last.set(name, data);
   told.dispatchEvent(new CustomEvent(name, { detail: data }));
-  if (name === 'library' && before) {
+  if (name === 'library' && before && JSON.stringify(data) !== JSON.stringify(before)) {
     if (data.playlists !== before.playlists) {
       changed.dispatchEvent(new CustomEvent('playlists'));
     }
@@ -53,10 +55,29 @@ function take(name, data) {
   }
 }
 
+/** What another window heard, that it listens now, or that it no longer does. */
+const tellOthers = shareWithWindows('events', ({ name, data, listens }) => {
+  if (name) {
+    take(name, data);
+  } else if (listens) {
+    close();
+  } else if (isStarted && !document.hidden) {
+    tries = 0;
+    openLater();
+  }
+});
+
 function close() {
   clearTimeout(timer);
   source?.close();
   source = null;
+}
+
+function leave() {
+  if (source) {
+    close();
+    tellOthers({ listens: false });
+  }
 }
 
 function openLater() {
@@ -71,7 +92,7 @@ async function onBye(reason) {
   if (reason === 'login') {
     await call('Info', 'get'); // brings the login
     open();
-  } // else another window of this browser listens, until this one is looked at again
+  }
 }
 
 function open() {
@@ -80,10 +101,13 @@ function open() {
     return;
   }
   source = new EventSource(addressOf('Events', 'listen', {}));
+  tellOthers({ listens: true });
   for (const name of NAMES) {
     source.addEventListener(name, ({ data }) => {
       tries = 0;
-      take(name, JSON.parse(data));
+      const heard = JSON.parse(data);
+      take(name, heard);
+      tellOthers({ name, data: heard });
     });
   }
   source.addEventListener('bye', ({ data }) => onBye(JSON.parse(data).reason));
@@ -100,9 +124,10 @@ export function startEvents() {
 document.addEventListener('visibilitychange', () => {
   clearTimeout(timer);
   if (document.hidden) {
-    timer = setTimeout(close, HIDDEN_FOR);
+    timer = setTimeout(leave, HIDDEN_FOR);
   } else if (!source) {
     tries = 0;
     open();
   }
 });
+window.addEventListener('pagehide', leave);

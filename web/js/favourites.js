@@ -2,6 +2,8 @@
 // heart shows what is so now, in whatever list.
 
 import { call, change } from './api.js';
+import { isOfLibrary } from './library.js';
+import { shareWithWindows } from './windows.js';
 
 /** @typedef {{id: string, isStream?: boolean}} Song */
 /** @typedef {{song?: Song, album?: {name: string, albumArtist: string}, artist?: string}} Thing */
@@ -28,9 +30,12 @@ export function isFavourite(thing) {
 
 /** @param {Thing} thing whether it is something that can be kept */
 export function canBeFavourite({ song, album, artist }) {
-  return song ? !song.isStream && /^music_[pv_]*\d+$/.test(song.id)
-    : Boolean(album?.name || artist);
+  return song ? isOfLibrary(song) : Boolean(album?.name || artist);
 }
+
+const tellOthers = shareWithWindows('favourites', () => {
+  learnFavourites().then(() => favourites.dispatchEvent(new Event('kept')), () => {});
+});
 
 /** Fetches them for the person who is logged in. */
 export async function learnFavourites() {
@@ -59,6 +64,7 @@ export async function toggleFavourite(thing) {
       songs: song && [song.id], artist, album: album?.name, album_artist: album?.albumArtist,
     });
     favourites.dispatchEvent(new Event('kept'));
+    tellOthers(null);
   } catch (error) {
     show(!wanted);
     throw error;

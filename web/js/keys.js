@@ -32,7 +32,7 @@ const keys = {
   q: () => go('/queue'),
   n: openNowPlaying,
   m: () => focusedRow()?.openMenu(),
-  f: () => toggleHeart({ song: focusedRow()?.song ?? current() }),
+  f: () => toggleHeart({ song: focusedRow()?.song ?? player().current() }),
   '?': openHelp,
 };
 for (let rating = 0; rating <= 5; ++rating) {
@@ -45,10 +45,9 @@ function openHelp() {
   const rows = [
     [[t('key.space')], 'keys.play'], [arrows, 'keys.seek'],
     [[t('key.shift'), ...arrows], 'keys.skip'], [[t('key.shift'), '↑', '↓'], 'keys.volume'],
-    [['0', '…', '5'], 'keys.stars'], [['F'], 'keys.favourite'], [['/'], 'keys.search'], [['Q'], 'keys.queue'],
-    [['N'], 'keys.now'], [['M'], 'keys.menu'], [['X'], 'keys.select'],
-    [[t('key.alt'), '↑', '↓'], 'keys.move'],
-    [['?'], 'keys.help'],
+    [['0', '…', '5'], 'keys.stars'], [['F'], 'keys.favourite'], [['/'], 'nav.search'],
+    [['Q'], 'nav.queue'], [['N'], 'player.open'], [['M'], 'keys.menu'], [['X'], 'keys.select'],
+    [[t('key.alt'), '↑', '↓'], 'keys.move'], [['?'], 'keys.help'],
   ];
   openDialog(t('keys.title'), h('dl', { class: 'key-list' }, ...rows.map(([names, text]) =>
     h('div', {}, h('dt', {}, ...names.map((name) => h('kbd', {}, name))), h('dd', {}, t(text))))));

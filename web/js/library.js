@@ -3,6 +3,7 @@
 import { addressOf, call, change } from './api.js';
 import { choice } from './choices.js';
 import { isMissing } from './playlists.js';
+import { shareWithWindows } from './windows.js';
 
 export {
   changePlaylist, moveInPlaylist, playlist, playlists, playlistSongs,
@@ -28,16 +29,24 @@ const COVER_SIZES = [96, 192, 384, 768];
  */
 export const changed = new EventTarget();
 
+/** Stars given in this page; pages that were fetched before do not know them. */
+const stars = new Map();
+
+const tellOthers = shareWithWindows('changed', ({ name, detail }) => {
+  if (name === 'rated') {
+    stars.set(detail.id, detail.rating);
+  }
+  changed.dispatchEvent(new CustomEvent(name, { detail }));
+});
+
 /**
  * @param {string} name
  * @param {unknown} [detail]
  */
 export function tell(name, detail) {
   changed.dispatchEvent(new CustomEvent(name, { detail }));
+  tellOthers({ name, detail });
 }
-
-/** Stars given in this page; pages that were fetched before do not know them. */
-const stars = new Map();
 
 /** @param {string | undefined} text */
 function figure(text) {
@@ -85,6 +94,14 @@ export function songOf(found) {
     };
   }
   return song;
+}
+
+/**
+ * True for a song that the server can keep: neither a stream nor an entry whose song is missing.
+ * @param {{id: string, isStream?: boolean} | undefined} song
+ */
+export function isOfLibrary(song) {
+  return song !== undefined && !song.isStream && /^music_[pv_]*\d+$/.test(song.id);
 }
 
 /**

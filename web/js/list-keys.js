@@ -1,13 +1,19 @@
 // Where a key leads to in a list or a grid.
 
 /**
- * @param {string} key
- * @param {{at: number, total: number, columns: number, page: number, isRtl: boolean}} where
- *   page: how many items a page down leads on
- * @returns {number} -1: the key does not move
+ * @param {KeyboardEvent} event
+ * @param {HTMLElement} list
+ * @param {{at: number, total: number, columns: number, rowHeight: number}} where
+ * @returns {number} -1: the key does not move, or is for something inside an item
  */
-export function placeFor(key, { at, total, columns, page, isRtl }) {
-  const right = isRtl ? -1 : 1;
+export function placeFor(event, list, { at, total, columns, rowHeight }) {
+  const { key, target, altKey, ctrlKey, metaKey, shiftKey, defaultPrevented } = event;
+  const isOfItem = target !== list && !(/** @type {Element} */ (target).hasAttribute('data-focus'));
+  if (isOfItem || altKey || ctrlKey || metaKey || shiftKey || defaultPrevented) {
+    return -1;
+  }
+  const right = getComputedStyle(list).direction === 'rtl' ? -1 : 1;
+  const page = Math.max(1, Math.floor(innerHeight / rowHeight) - 2) * columns;
   /** @type {Record<string, number>} */
   const steps = {
     ArrowDown: columns, ArrowUp: -columns, PageDown: page, PageUp: -page, Home: -total, End: total,

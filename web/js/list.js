@@ -15,13 +15,8 @@ import { t } from './texts.js';
 const SPARE_ROWS = 5;
 const SCROLL_PAUSE = 70; // milliseconds; places that are scrolled past are not fetched
 
-/**
- * @param {unknown} a
- * @param {unknown} b
- */
-function isSame(a, b) {
-  return a === b || JSON.stringify(a) === JSON.stringify(b);
-}
+const isSame = (/** @type {unknown} */ a, /** @type {unknown} */ b) =>
+  a === b || JSON.stringify(a) === JSON.stringify(b);
 
 /** @template T */
 export class LongList extends Part {
@@ -274,17 +269,8 @@ export class LongList extends Part {
 
   /** @param {KeyboardEvent} event */
   #onKey(event) {
-    if (event.altKey || event.ctrlKey || event.metaKey || event.shiftKey || event.defaultPrevented) {
-      return;
-    }
-    const target = /** @type {HTMLElement} */ (event.target);
-    if (target !== this && !target.hasAttribute('data-focus')) {
-      return;
-    }
-    const page = Math.max(1, Math.floor(innerHeight / this.#rowHeight) - 2) * this.#columns;
-    const isRtl = getComputedStyle(this).direction === 'rtl';
-    const place = placeFor(event.key,
-      { at: this.#focused, total: this.total, columns: this.#columns, page, isRtl });
+    const place = placeFor(event, this, { at: this.#focused, total: this.total,
+      columns: this.#columns, rowHeight: this.#rowHeight });
     if (place >= 0) {
       event.preventDefault();
       this.focusItem(place);

@@ -8,7 +8,7 @@ import { startEvents } from './events.js';
 import { learnFavourites } from './favourites.js';
 import { startKeys } from './keys.js';
 import { startMediaSession } from './media-session.js';
-import { openLogin } from './parts/login-form.js';
+import { startLogin } from './parts/login-form.js';
 import { SideBar, TabBar } from './parts/navigation.js';
 import { PlayerBar } from './parts/player-bar.js';
 import { toast } from './parts/toast.js';
@@ -31,7 +31,7 @@ async function start() {
     h('div', { class: 'shell' }, sideBar, main, new PlayerBar(), new TabBar()), away);
 
   let isStarted = false;
-  connection.addEventListener('login', () => openLogin(async () => {
+  startLogin(async () => {
     const isSame = await learnPerson();
     if (isStarted) {
       sideBar.learn();
@@ -41,7 +41,7 @@ async function start() {
     if (isStarted && !isSame) {
       showAgain();
     }
-  }));
+  });
   connection.addEventListener('away', () => {
     away.textContent = t('app.away');
   });

@@ -107,6 +107,11 @@ async function show({ top, focus }) {
   }
 }
 
+/** A name for an entry of the history. */
+function newKey() {
+  return String(Date.now() + Math.random());
+}
+
 function remember() {
   scrolled.set(key, outlet?.scrollTop ?? 0);
 }
@@ -118,7 +123,7 @@ function remember() {
 export function go(address, { replace = false, quiet = false } = {}) {
   remember();
   if (!replace) {
-    key = String(Date.now() + Math.random());
+    key = newKey();
   }
   history[replace ? 'replaceState' : 'pushState']({ key }, '', address);
   if (!quiet) {
@@ -152,12 +157,12 @@ function onClick(event) {
 /** @param {HTMLElement} into the element that scrolls */
 export function startRoutes(into) {
   outlet = into;
-  key = history.state?.key ?? 'first';
+  key = history.state?.key ?? newKey();
   history.scrollRestoration = 'manual';
   history.replaceState({ key }, '');
   window.addEventListener('popstate', (event) => {
     remember();
-    key = event.state?.key ?? 'first';
+    key = event.state?.key ?? newKey();
     show({ top: scrolled.get(key) ?? 0, focus: true });
   });
   document.addEventListener('click', onClick);

@@ -3,7 +3,7 @@
 import { call, change, isAbort } from './api.js';
 import { afterPause } from './dom.js';
 import { onEvent } from './events.js';
-import { songsById } from './library.js';
+import { songOf, songsById } from './library.js';
 import { toast } from './parts/toast.js';
 import { t, wordsFor } from './texts.js';
 
@@ -53,13 +53,12 @@ function tell(...names) {
  * @param {Map<string, Song>} known
  * @returns {Song}
  */
-function songOf(found, known) {
-  const { id = '', title = '', artist = '', album = '', duration = 0 } = found;
-  return known.get(id) ?? {
-    id: '', title, path: '', isStream: true, artist, album, albumArtist: '', composer: '',
-    genre: '', comment: '', disc: 0, track: 0, year: 0, duration, rating: 0, codec: '',
-    container: '', frequency: 0, bitrate: 0, size: 0,
-  };
+function queuedSong(found, known) {
+  const { title, artist, album, duration } = found;
+  return known.get(found.id) ?? songOf({
+    id: '', title, type: 'remote',
+    additional: { song_tag: { artist, album }, song_audio: { duration } },
+  });
 }
 
 /** @param {any[]} found */
@@ -67,7 +66,7 @@ async function songsOf(found) {
   const ids = found.flatMap(({ id }) => (id ? [id] : []));
   const songs = ids.length > 0 ? await songsById(ids, signal) : [];
   const known = new Map(songs.map((one) => [one.id, one]));
-  return found.map((one) => songOf(one, known));
+  return found.map((one) => queuedSong(one, known));
 }
 
 /** @param {State | null} now */
@@ -89,7 +88,7 @@ async function take(now) {
     tell('order');
   }
   if (isNew) {
-    song = now?.song ? songOf(now.song, new Map()) : undefined;
+    song = now?.song ? queuedSong(now.song, new Map()) : undefined;
     tell('song');
     // An event does not tell each listener which songs are in his library.
     const whole = now?.song && (now.song.id ? now : await call('Player', 'info', {}, { signal }));

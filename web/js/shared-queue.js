@@ -4,7 +4,7 @@ import { attempt } from './actions.js';
 import { call, change, Refusal } from './api.js';
 import { readStored, writeStored } from './choices.js';
 import { h } from './dom.js';
-import { ADDITIONAL, songOf } from './library.js';
+import { isOfLibrary, songsById } from './library.js';
 import { openForm } from './parts/dialog.js';
 import { person } from './person.js';
 import { isPlaying, pause, player, seek, time } from './player.js';
@@ -12,8 +12,11 @@ import { current, position, queue, queued, setQueue } from './queue.js';
 import { t } from './texts.js';
 
 const PAUSE = 2000; // milliseconds after a change
+const AT_ONCE = 1000;
 const KEY = 'tonvale.queue.seen';
 
+/** @type {any} what this window knows; another one of this browser may know more */
+let kept = readStored(KEY);
 let isRestoring = false;
 let isAsking = false;
 let timer = 0;
@@ -24,34 +27,25 @@ let timer = 0;
  */
 function known() {
   const uid = person()?.user.uid;
-  const kept = /** @type {any} */ (readStored(KEY));
   return kept?.uid === uid ? { changed: Number(kept.changed) || 0, isNew: Boolean(kept.isNew) }
     : { changed: 0, isNew: true };
 }
 
 /** @param {{changed?: number, isNew?: boolean}} what */
 function note(what) {
-  writeStored(KEY, { uid: person()?.user.uid, ...known(), ...what });
-}
-
-/**
- * True for a song that the server can keep: a stream is none of its library.
- * @param {import('./types.js').Song | undefined} song
- */
-function isOfLibrary(song) {
-  return song !== undefined && !song.isStream && /^music_[pv_]*\d+$/.test(song.id);
+  kept = { uid: person()?.user.uid, ...known(), ...what };
+  writeStored(KEY, kept);
 }
 
 /**
  * The songs with these identifiers, undefined for one that has gone meanwhile.
  * @param {string[]} ids
  */
-async function songsById(ids) {
+async function songsOf(ids) {
   /** @type {Map<string, import('./types.js').Song>} */
   const found = new Map();
-  for (let at = 0; at < ids.length; at += 1000) {
-    const asked = { id: ids.slice(at, at + 1000), additional: ADDITIONAL };
-    for (const one of (await call('Song', 'get', asked)).songs.map(songOf)) {
+  for (let at = 0; at < ids.length; at += AT_ONCE) {
+    for (const one of await songsById(ids.slice(at, at + AT_ONCE))) {
       found.set(one.id.replace(/^music_p_/, 'music_'), one);
     }
   }
@@ -109,7 +103,7 @@ async function ask() {
 
 async function restore() {
   const found = await call('Queue', 'get');
-  const all = await songsById(found.songs);
+  const all = await songsOf(found.songs);
   const songs = all.flatMap((song) => song ?? []);
   isRestoring = true;
   if (isPlaying()) {

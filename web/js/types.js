@@ -70,7 +70,7 @@
  * @property {() => number} seconds of them all, 0: unknown
  * @property {() => number} position of the current one
  * @property {(place: number) => unknown} playAt
- * @property {(from: number, to: number) => unknown} [move]
+ * @property {(places: number[], before: number) => unknown} [move] together
  * @property {(places: number[]) => unknown} remove
  * @property {() => unknown} clear
  */

@@ -6,8 +6,8 @@ import { asPhone, browser, openView, setTheme, shareList } from '../steps.mjs';
 import { keys, sleep } from '../webdriver.mjs';
 
 const axe = process.env.AXE ?? '';
-const views = ['/', '/albums', '/artists', '/songs', '/folders', '/playlists', '/search?q=a', '/queue',
-  '/settings'];
+const views = ['/', '/albums', '/artists', '/songs', '/folders', '/playlists', '/favourites',
+  '/radio', '/servers', '/search?q=a', '/queue', '/settings'];
 
 /** What is serious or worse, with where it is. */
 async function problems(where) {
@@ -29,8 +29,12 @@ async function lookAround() {
   await browser.click('.card-link');
   await browser.click('.banner .is-main');
   found.push(...await problems('an album'));
+  await browser.press('n');
+  await browser.click('dialog.now [aria-label=Lyrics]');
+  found.push(...await problems('the large player'));
+  await browser.press(keys.escape);
   await browser.press('?');
-  await browser.find('dialog');
+  await browser.find('.key-list');
   found.push(...await problems('the keys'));
   await browser.press(keys.escape);
   await openView('/playlists');

@@ -8,6 +8,12 @@ const scanNow = '.setting-group:has(progress) .tools .button';
 const requests = () => browser.run(() => performance.getEntriesByType('resource')
   .filter(({ name }) => name.includes('api=VARN.Tonvale.Song')).length);
 
+/** Inside the page: waits until it has heard of the library. */
+const hears = async () => {
+  const { onEvent } = await import('/js/events.js');
+  await new Promise((resolve) => onEvent('library', resolve));
+};
+
 export const checks = {
   'a scan is seen in the settings, and found nothing': async () => {
     await openView('/settings');
@@ -20,12 +26,31 @@ export const checks = {
     await until('its end', async () => /nothing new/.test(await browser.text(text)));
     assert.equal(await browser.run(() => document.querySelector('progress').hidden), true);
   },
+  'two windows know what one of them hears, and the one that is left goes on': async () => {
+    await openView('/playlists');
+    const first = await browser.send('GET', '/window');
+    const { handle } = await browser.send('POST', '/window/new', { type: 'window' });
+    await browser.send('POST', '/window', { handle });
+    await openView('/playlists');
+    await browser.run(hears);
+    const name = `windows ${Date.now()}`;
+    const { id } = await ask('Playlist', 'create', { name }, true);
+    for (const one of [handle, first]) {
+      await browser.send('POST', '/window', { handle: one });
+      await browser.find(`side-bar a[title="${name}"]`);
+    }
+    await browser.send('POST', '/window', { handle });
+    await browser.send('DELETE', '/window');
+    await browser.send('POST', '/window', { handle: first });
+    await ask('Playlist', 'delete', { id }, true);
+    await until('the list to go from the window that is left', () => browser.run((title) =>
+      !document.querySelector(`side-bar a[title="${title}"]`), name));
+  },
   'a list is fetched anew when the library has changed, and stays where it was': async () => {
     await openView('/songs');
     await browser.find('.song-list song-row');
-    await browser.run(async () => {
-      const { onEvent } = await import('/js/events.js');
-      await new Promise((resolve) => onEvent('library', resolve));
+    await browser.run(hears);
+    await browser.run(() => {
       window.dispatchEvent(new Event('wheel')); // nothing scrolls back to where a reload was
       document.querySelector('#main').scrollTop = 50;
       document.querySelector('song-row').dataset.kept = 'yes';

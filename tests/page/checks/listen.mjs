@@ -1,7 +1,10 @@
 // Playing, seeking, stars; by mouse and by the keyboard alone.
 
 import assert from 'node:assert/strict';
-import { ask, browser, foreignTexts, isPlaying, openView, play, sound } from '../steps.mjs';
+import { writeFileSync } from 'node:fs';
+import {
+  ask, browser, foreignTexts, isPlaying, music, openView, play, repeat, sound,
+} from '../steps.mjs';
 import { keys, until } from '../webdriver.mjs';
 
 export const checks = {
@@ -23,6 +26,21 @@ export const checks = {
       await browser.press(`${stars}`);
       await until(`${stars} stars`, async () => await rating() === stars);
     }
+  },
+  'lyrics follow the song, and lead to a place of it': async () => {
+    const { songs: [song] } = await ask('Song', 'list', { album: 'Nordlicht', sort_by: 'path' });
+    writeFileSync(song.path.replace('/music', music).replace(/mp3$/, 'lrc'),
+      '[00:00.10]Über <i>den</i> Sund\n[00:02.00]מרחוק\n');
+    await openView('/albums/view?name=Nordlicht&by=Ada%20Lindqvist');
+    await play();
+    await repeat('one');
+    await browser.press('n');
+    await browser.click('dialog.now [aria-label=Lyrics]');
+    const now = () => browser.text('lyrics-view [aria-current]');
+    await until('the first line', async () => await now() === 'Über <i>den</i> Sund');
+    await browser.click('lyrics-view :last-child');
+    await until('the last line', async () => await now() === 'מרחוק');
+    await repeat('off');
   },
   'the keyboard alone reaches an album and plays it': async () => {
     await openView('/albums', '.card-link');

@@ -1,9 +1,11 @@
 // Logging in, and a session that ends.
 
 import assert from 'node:assert/strict';
-import { browser, foreignTexts, isPlaying, logIn, openView, password, play, userName }
+import { ask, browser, foreignTexts, isPlaying, logIn, openView, password, play, userName }
   from '../steps.mjs';
 import { until } from '../webdriver.mjs';
+
+const LIST = 'Made at the end of a session';
 
 export const checks = {
   'a wrong password is refused, the right one lets in': async () => {
@@ -17,14 +19,19 @@ export const checks = {
     await browser.find('.shelf .card-link');
     assert.deepEqual(await foreignTexts(), []);
   },
-  'a session that ends brings the login, and the music goes on': async () => {
+  'a session that ends brings the login; a form and the music go on': async () => {
     await browser.click('.shelf .card-link');
     await play();
+    await browser.click('.side-head button');
+    await browser.type('dialog [name=name]', LIST);
     await browser.send('DELETE', '/cookie');
-    await browser.click('side-bar [data-nav=artists]');
+    await browser.click('dialog .is-main');
     await browser.find('dialog.login');
     await isPlaying();
     await logIn();
-    await browser.find('.groups .card-link');
+    await browser.click(`side-bar a[title="${LIST}"]`);
+    const { playlists } = await ask('Playlist', 'list');
+    const { id } = playlists.find(({ name }) => name === LIST);
+    await ask('Playlist', 'delete', { id }, true);
   },
 };

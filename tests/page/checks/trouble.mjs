@@ -2,8 +2,8 @@
 
 import assert from 'node:assert/strict';
 import { renameSync } from 'node:fs';
-import { asPhone, ask, browser, freshPage, isPlaying, isTooWide, music, openView, takePicture,
-  withScript } from '../steps.mjs';
+import { asPhone, ask, browser, freshPage, isPlaying, isTooWide, music, openView, play,
+  repeat, takePicture, withScript } from '../steps.mjs';
 import { sleep, until } from '../webdriver.mjs';
 
 const LONG = `<b>مرحبا</b> שלום 🎵 ${'ä endless name & '.repeat(250)}`.slice(0, 4000);
@@ -30,10 +30,10 @@ const WATCH = `
 // The song that is gone, and covers of albums that are called otherwise.
 export const expected = /method=stream.* 40[04] |method=get&(album|id)=.* 40[04] |ERR_/;
 
-async function setNetwork(latency, bytes) {
+async function setNetwork(latency, bytes, offline = false) {
   await browser.devtools('Network.enable');
   await browser.devtools('Network.emulateNetworkConditions',
-    { offline: false, latency, downloadThroughput: bytes, uploadThroughput: bytes });
+    { offline, latency, downloadThroughput: bytes, uploadThroughput: bytes });
 }
 
 export const checks = {
@@ -52,6 +52,22 @@ export const checks = {
     } finally {
       renameSync(`${file}.gone`, file);
     }
+  },
+  'the server is away, and then all goes on': async () => {
+    await openView('/', '.shelf .card-link');
+    await browser.click('.shelf .card-link');
+    await play();
+    await repeat('all');
+    await sleep(3500); // the code of all views is there
+    await setNetwork(0, -1, true);
+    await browser.click('side-bar [data-nav=artists]');
+    await until('a word of it', () => browser.text('.away'));
+    await sleep(8000);
+    await setNetwork(0, -1);
+    await browser.find('.groups .card-link');
+    assert.equal(await browser.text('.away'), '');
+    await until('the music', async () => await isPlaying() ?? true, 30000);
+    await repeat('off');
   },
   'names of 4,000 characters, from right to left, break no view': () => withScript(answering(`
     const names = ['title', 'artist', 'album', 'album_artist', 'composer', 'name', 'path'];

@@ -1,21 +1,39 @@
 // The login: over the page, which goes on below it.
 
-import { goOn, Refusal } from '../api.js';
+import { connection, goOn, Refusal } from '../api.js';
 import { choice, choose } from '../choices.js';
 import { h } from '../dom.js';
 import { icon } from '../icons.js';
 import { logIn, person } from '../person.js';
 import { t, wordsFor } from '../texts.js';
+import { shareWithWindows } from '../windows.js';
 import { field } from './dialog.js';
 
 /** @type {HTMLDialogElement | null} */
 let open = null;
 
 /**
- * Opens the login, if it is not open yet, and calls when somebody has logged in.
+ * Opens the login when the server wants one, and calls when somebody has logged in, also in another
+ * window.
  * @param {() => Promise<void>} onDone
  */
-export function openLogin(onDone) {
+export function startLogin(onDone) {
+  const finish = () => {
+    const dialog = open;
+    open = null;
+    dialog?.close();
+    goOn();
+    return onDone();
+  };
+  const tellOthers = shareWithWindows('login', finish);
+  connection.addEventListener('login', () => openLogin(() => {
+    tellOthers(null);
+    return finish();
+  }));
+}
+
+/** @param {() => Promise<void>} onDone */
+function openLogin(onDone) {
   if (open) {
     return;
   }
@@ -36,9 +54,6 @@ export function openLogin(onDone) {
     try {
       await logIn(name.value, password.value);
       choose('name', name.value);
-      open = null;
-      dialog.close();
-      goOn();
       await onDone();
     } catch (error) {
       const isWrong = error instanceof Refusal && [400, 401, 403].includes(error.code);
@@ -54,7 +69,7 @@ export function openLogin(onDone) {
     h('form', { method: 'post', onsubmit: send },
       h('h1', {}, title),
       isAgain ? h('p', { class: 'soft' }, t('login.again.hint')) : null,
-      field(t('login.name'), name), field(t('login.password'), password), trouble, button));
+      field(t('field.name'), name), field(t('login.password'), password), trouble, button));
   dialog.addEventListener('cancel', (event) => event.preventDefault());
   dialog.addEventListener('close', () => {
     dialog.remove();

@@ -9,11 +9,14 @@ import { t } from '../texts.js';
 
 /** @typedef {import('../icons.js').IconName} IconName */
 
-const VIEWS = /** @type {const} */ ([
-  'home', 'search', 'albums', 'artists', 'songs', 'genres', 'composers', 'folders', 'playlists',
-  'favourites', 'radio', 'servers',
+/** Groups of views; playlists have a part of their own. */
+const GROUPS = /** @type {const} */ ([
+  ['home', 'search', 'favourites'],
+  ['albums', 'artists', 'songs', 'genres', 'composers', 'folders'],
+  ['radio', 'servers'],
 ]);
-const TABS = /** @type {const} */ (['home', 'albums', 'search', 'playlists', 'more']);
+export const VIEWS = GROUPS.flat();
+export const TABS = /** @type {const} */ (['home', 'albums', 'search', 'playlists', 'more']);
 
 /** @param {typeof VIEWS[number] | typeof TABS[number] | 'settings' | 'queue'} name */
 export function navLink(name) {
@@ -22,50 +25,68 @@ export function navLink(name) {
     h('span', {}, t(`nav.${name}`)));
 }
 
-/** @param {HTMLElement} within */
-function markPlace(within, /** @type {string} */ name) {
+/**
+ * @param {Element} link
+ * @param {boolean} isHere
+ */
+function mark(link, isHere) {
+  if (isHere) {
+    link.setAttribute('aria-current', 'page');
+  } else {
+    link.removeAttribute('aria-current');
+  }
+}
+
+/**
+ * @param {HTMLElement} within
+ * @param {string} name
+ */
+function markPlace(within, name) {
   for (const link of within.querySelectorAll('[data-nav]')) {
-    if (link.getAttribute('data-nav') === name) {
-      link.setAttribute('aria-current', 'page');
-    } else {
-      link.removeAttribute('aria-current');
-    }
+    mark(link, link.getAttribute('data-nav') === name);
   }
 }
 
 export class SideBar extends Part {
   #playlists = h('ul', { class: 'side-playlists' });
+  #shown = '';
 
   start() {
-    const head = h('div', { class: 'side-head' }, h('h2', {}, t('nav.playlists')),
+    const head = h('div', { class: 'side-head' }, navLink('playlists'),
       iconButton('plus', t('playlists.new'), () => newPlaylist()));
-    const list = h('ul', {}, ...VIEWS.map((name) => h('li', {}, navLink(name))));
+    const lists = GROUPS.map((names) =>
+      h('ul', {}, ...names.map((name) => h('li', {}, navLink(name)))));
     refill(this,
       h('a', { class: 'brand', href: '/', 'aria-label': t('app.name') }, icon('brand'),
         h('span', {}, t('app.name'))),
-      h('div', { class: 'side-scroll' }, list, head, this.#playlists), navLink('settings'));
+      h('div', { class: 'side-scroll' }, ...lists, head, this.#playlists), navLink('settings'));
     this.setAttribute('role', 'navigation');
     this.setAttribute('aria-label', t('nav.main'));
-    this.listen(routed, 'shown', ({ detail }) => this.#mark(detail));
+    this.listen(routed, 'shown', ({ detail }) => {
+      markPlace(this, detail);
+      this.#markPlaylist();
+    });
     this.listen(changed, 'playlists', () => this.learn());
   }
 
-  /** @param {string} name */
-  #mark(name) {
-    markPlace(this, name);
+  #markPlaylist() {
     for (const link of this.#playlists.querySelectorAll('a')) {
-      const isHere = link.pathname === location.pathname;
-      link.toggleAttribute('aria-current', isHere);
+      mark(link, link.pathname === location.pathname);
     }
   }
 
-  /** Fetches the playlists. */
+  /** Fetches the playlists. The same ones stay in place: a song may be on its way to one. */
   async learn() {
-    const all = await attempt(() => playlists(this.signal));
-    refill(this.#playlists, (all ?? []).map((one) => h('li', {}, h('a', {
-      class: 'nav-link is-small', href: playlistPath(one.id), dir: 'auto', title: one.name,
-      'data-drop': mayChange(one) ? one.id : null, 'data-name': one.name,
-    }, icon(one.type === 'smart' ? 'smart' : 'playlists'), h('span', {}, one.name)))));
+    const found = (await attempt(() => playlists(this.signal))) ?? [];
+    const all = found.map((one) => ({ ...one, takes: mayChange(one) }));
+    if (JSON.stringify(all) !== this.#shown) {
+      this.#shown = JSON.stringify(all);
+      refill(this.#playlists, all.map(({ id, name, type, takes }) => h('li', {}, h('a', {
+        class: 'nav-link is-small', href: playlistPath(id), dir: 'auto', title: name,
+        'data-drop': takes ? id : null, 'data-name': name,
+      }, icon(type === 'smart' ? 'smart' : 'playlists'), h('span', {}, name)))));
+      this.#markPlaylist();
+    }
   }
 }
 

@@ -28,13 +28,22 @@ export function openNowPlaying() {
     close();
     go('/queue');
   });
+  const lyrics = iconButton('lyrics', t('lyrics.title'), async () => {
+    const { LyricsView } = await import('./lyrics.js');
+    const isOn = dialog.classList.toggle('with-lyrics');
+    lyrics.setAttribute('aria-pressed', String(isOn));
+    picture.querySelector('lyrics-view')?.remove();
+    isOn && picture.append(new LyricsView());
+  }, { 'aria-pressed': 'false' });
+  const picture = h('div', { class: 'now-picture' }, art);
   const dialog = h('dialog', { class: 'now', 'aria-label': t('player.open') },
     h('header', {}, iconButton('down', t('do.close'), close),
       h('span', { class: 'soft' }, t('player.open')), songMenu()),
-    h('div', { class: 'now-picture' }, art),
+    picture,
     h('div', { class: 'now-panel' },
       h('div', { class: 'now-line' }, names, rating, heart), new SeekBar(), new TransportButtons(),
-      h('div', { class: 'now-line' }, new VolumeBar(), placesButton(), list), after));
+      h('div', { class: 'now-line' }, new VolumeBar(), placesButton(), lyrics, list),
+      after));
   tintBy(dialog, art);
   const draw = () => {
     const song = player().current();

@@ -29,7 +29,7 @@ function addUser(onDone) {
     title: t('people.add'),
     send: t('do.create'),
     fields: [
-      field(t('login.name'), h('input', { name: 'name', required: true, autocomplete: 'off' })),
+      field(t('field.name'), h('input', { name: 'name', required: true, autocomplete: 'off' })),
       field(t('login.password'), passwordInput()),
       switchField(t('people.administrator'), { name: 'administrator' }),
     ],

@@ -41,7 +41,7 @@ function preview() {
     try {
       const { total, songs } = await call('Playlist', 'preview',
         { rule, limit: SHOWN, additional: 'song_tag' }, { signal });
-      count.textContent = t('rule.count', { count: total });
+      count.textContent = t('songs.count', { count: total });
       refill(list, ...songs.map(songOf).map(previewRow));
     } catch (error) {
       if (!isAbort(error)) {
@@ -92,7 +92,7 @@ function openEditor(group, found) {
     title: found ? found.name : t('playlists.newSmart'),
     send: found ? t('do.save') : t('do.create'),
     fields: [
-      !found && field(t('playlists.name'), name),
+      !found && field(t('field.name'), name),
       !found && may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
       ruleFields(group, showSoon),
       box,

@@ -23,7 +23,7 @@ const MOST = 1000;
  * @property {boolean} [isShort]
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
- * @property {(from: number[], before: number) => void} [onMove] `before`: an entry's place now
+ * @property {(places: number[], before: number) => unknown} [onMove] `before`: an entry's place now
  * @property {(places: number[]) => unknown} [onRemove]
  * @property {(index: number) => void} [play]
  * @property {(index: number) => boolean} [isCurrent]

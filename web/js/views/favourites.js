@@ -27,7 +27,7 @@ export function view() {
         label: t('nav.songs'),
         withAlbum: true,
         counted: (total) => {
-          count.textContent = t('songs.count', { count: total });
+          count.textContent = total > 0 ? t('songs.count', { count: total }) : '';
         },
         empty: () => emptyNote('favourites', t('favourites.empty'), t('favourites.empty.hint')),
       }));

@@ -95,12 +95,13 @@ function showBest(view, place, key, title, all) {
 }
 
 export function view() {
-  return page('home', '', (view) => {
+  return page('home', '', async (view) => {
     const [pinned, recent, played, plays, loved, rated, random] =
       [0, 1, 2, 3, 4, 5, 6].map(() => h('div'));
     const shuffle = h('button', { class: 'button', onclick: shuffleEverything },
       icon('shuffle'), t('home.shuffle'));
-    view.append(pageHead(greeting(), shuffle).head, pinned, recent, played, plays, loved, rated, random);
+    view.append(pageHead(greeting(), shuffle).head, pinned, recent, played, plays, loved, rated,
+      random);
     refill(recent, shelf(t('home.recent'), pendingCards(8)));
     refill(random, shelf(t('home.random'), pendingCards(8)));
     showPins(view, pinned);
@@ -115,8 +116,8 @@ export function view() {
       refill(recent, shelf(t('home.recent'), items.map((album) => albumCard(album)),
         showAll('/albums?sort=date')));
     });
-    showNewest();
     view.listen(changed, 'library', showNewest);
+    await showNewest(); // the others do not delay it
     showBest(view, rated, 'star', t('home.rated'), '/albums?sort=star');
     showBest(view, played, 'played', t('home.played'), '/albums?sort=played');
     showBest(view, plays, 'plays', t('home.plays'), '/albums?sort=plays');

@@ -42,7 +42,7 @@ function mosaic(found, songs) {
 function rename(found) {
   const name = h('input', { name: 'name', required: true, maxLength: 80, value: found.name });
   openForm({
-    title: t('playlist.rename'), send: t('do.save'), fields: [field(t('playlists.name'), name)],
+    title: t('playlist.rename'), send: t('do.save'), fields: [field(t('field.name'), name)],
     onSend: async () => {
       const renamed = await changePlaylist('rename', { id: found.id, name: name.value });
       go(playlistPath(renamed.id), { replace: true });

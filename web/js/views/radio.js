@@ -9,14 +9,15 @@ import { emptyNote } from '../parts/cards.js';
 import { confirmDelete, field, openForm } from '../parts/dialog.js';
 import { openMenu } from '../parts/menu.js';
 import { page, pageHead } from '../parts/page-view.js';
-import { playSongs } from '../player.js';
+import { player } from '../playing.js';
 import { t } from '../texts.js';
 
 /** @typedef {{id: number, name: string, stream: string, home_page: string}} Station */
 
 /** @param {Station} station */
 function play({ name, stream }) {
-  playSongs([songOf({ id: `radio_${name} ${stream}`, title: name, path: stream, type: 'remote' })],
+  const id = `radio_${name} ${stream}`;
+  player().playSongs([songOf({ id, title: name, path: stream, type: 'remote' })],
     { shuffle: false });
 }
 
@@ -32,7 +33,7 @@ function edit(station, onDone) {
     title: t(station ? 'radio.change' : 'radio.add'),
     send: t('do.save'),
     fields: [
-      field(t('radio.name'), input('name', station?.name ?? '', { required: true, maxLength: 60 })),
+      field(t('field.name'), input('name', station?.name ?? '', { required: true, maxLength: 60 })),
       field(t('radio.stream'), input('stream', station?.stream ?? '',
         { required: true, ...address })),
       field(t('radio.homePage'), input('home_page', station?.home_page ?? '', address)),

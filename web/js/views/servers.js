@@ -4,6 +4,7 @@ import { enqueue, playAll } from '../actions.js';
 import { call } from '../api.js';
 import { h, refill } from '../dom.js';
 import { icon, iconButton } from '../icons.js';
+import { songOf } from '../library.js';
 import { LongList } from '../list.js';
 import { emptyNote } from '../parts/cards.js';
 import { field } from '../parts/dialog.js';
@@ -37,15 +38,18 @@ function secondsOf(text = '') {
  * @param {string} url of its server
  * @returns {Song | undefined} nothing for what has no sound
  */
-function songOf(item, url) {
+function soundOf(item, url) {
   const sound = item.resources.find((/** @type {any} */ one) =>
     /:audio\//.test(one.protocolInfo ?? '') && /^https?:/.test(one.res ?? ''));
   return sound && {
-    id: sound.res, title: item.title ?? '', path: new URL(url).host, isStream: true,
-    artist: item.artist ?? item.creator ?? '', album: item.album ?? '', albumArtist: '',
-    composer: '', genre: item.genre ?? '', comment: '', disc: 0, track: 0, year: 0,
-    duration: Math.round(secondsOf(sound.duration)), rating: 0, codec: '', container: '',
-    frequency: 0, bitrate: 0, size: 0, server: { url, id: item.id },
+    ...songOf({
+      id: sound.res, title: item.title, path: new URL(url).host, type: 'remote',
+      additional: {
+        song_tag: { artist: item.artist ?? item.creator, album: item.album, genre: item.genre },
+        song_audio: { duration: Math.round(secondsOf(sound.duration)) },
+      },
+    }),
+    server: { url, id: item.id },
   };
 }
 
@@ -64,7 +68,7 @@ function sourceOf(url, id) {
       /** @type {Item[]} */
       const items = [
         ...data.containers.map((/** @type {any} */ folder) => ({ folder })),
-        ...data.items.map((/** @type {any} */ item) => ({ song: songOf(item, url), folder: item })),
+        ...data.items.map((/** @type {any} */ item) => ({ song: soundOf(item, url), folder: item })),
       ];
       const end = offset + items.length;
       total = items.length < limit ? end : Math.max(total, end + 1);
@@ -136,11 +140,11 @@ function showServers(view) {
           href: pathOf(one.url, '0', one.name), dir: 'auto',
         }, icon('servers'), h('span', {}, one.name), icon('forth'))))));
   };
-  const form = h('form', { class: 'tools', onsubmit: (/** @type {Event} */ event) => {
+  const form = h('form', { class: 'tools is-form', onsubmit: (/** @type {Event} */ event) => {
     event.preventDefault();
     search(address.value.trim());
   } }, field(t('servers.address'), address),
-  h('button', { class: 'button' }, icon('search'), t('servers.search')));
+  h('button', { class: 'button' }, icon('search'), t('nav.search')));
   refill(view, pageHead(t('nav.servers')).head, form, found);
   search('');
 }
