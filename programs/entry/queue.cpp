@@ -25,9 +25,9 @@ constexpr Parameter kSeen{.name = "seen",
                           .kind = Kind::kNumber,
                           .high = kMostExact};
 
-int RowOf(const std::string &id) {
+int RowOf(const std::string &id, const char *parameter) {
     const auto song = ParseSongId(id);
-    return song ? song->row : throw Refusal{Code::kBadParameter, "songs"};
+    return song ? song->row : throw Refusal{Code::kBadParameter, parameter};
 }
 
 PlayPlace PlaceOf(const Request &asked) {
@@ -64,15 +64,15 @@ Json::Value Set(const Request &asked) {
     std::vector<int> rows;
     if (const auto songs = asked.Given("songs"); songs && !songs->empty()) {
         for (const std::string &id : asked.Values("songs", kMostQueued)) {
-            rows.push_back(RowOf(id));
+            rows.push_back(RowOf(id, "songs"));
         }
     }
     return Changed(SetPlayQueue(asked.User().GetLoginUID(), rows, PlaceOf(asked)));
 }
 
 Json::Value Move(const Request &asked) {
-    return Changed(SetPlayPlace(asked.User().GetLoginUID(), RowOf(asked.RequiredText("song")),
-                                PlaceOf(asked)));
+    return Changed(SetPlayPlace(asked.User().GetLoginUID(),
+                                RowOf(asked.RequiredText("song"), "song"), PlaceOf(asked)));
 }
 
 constexpr std::array kPlaceParameters = {

@@ -42,7 +42,7 @@ struct Message {
         header.msg_iov = &part;
         header.msg_iovlen = 1;
         header.msg_control = control;
-        header.msg_controllen = sizeof control;
+        header.msg_controllen = CMSG_LEN(sizeof(int));  // in CMSG_SPACE there is room for two
     }
     Message(const Message &) = delete;
     Message &operator=(const Message &) = delete;
@@ -53,18 +53,14 @@ struct Message {
     msghdr header{};
 };
 
-// Every descriptor that came is adopted, so that none stays open.
+// More than one never comes: the kernel closes what there is no room for.
 varn::UniqueFd DescriptorIn(msghdr &header) {
-    varn::UniqueFd found;
-    for (cmsghdr *part = CMSG_FIRSTHDR(&header); part != nullptr;
-         part = CMSG_NXTHDR(&header, part)) {
-        if (part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_RIGHTS) {
-            int fd = -1;
-            std::memcpy(&fd, CMSG_DATA(part), sizeof fd);
-            found.Reset(fd);
-        }
+    const cmsghdr *const part = CMSG_FIRSTHDR(&header);
+    int fd = -1;
+    if (part != nullptr && part->cmsg_level == SOL_SOCKET && part->cmsg_type == SCM_RIGHTS) {
+        std::memcpy(&fd, CMSG_DATA(part), sizeof fd);
     }
-    return found;
+    return varn::UniqueFd(fd);
 }
 
 bool IsSocket(int fd) {

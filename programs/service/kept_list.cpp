@@ -13,6 +13,7 @@
 #include <cstring>
 #include <ctime>
 #include <filesystem>
+#include <limits>
 #include <utility>
 
 #include "page.h"
@@ -63,13 +64,15 @@ std::string FileOf(const ListKey &key) {
 varn::UniqueFd OpenOwn(const std::string &path, Header &header) {
     varn::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat info {};
+    const auto size = [&] { return static_cast<std::uint64_t>(info.st_size); };
+    // No part is larger than the file, or the sum may pass the largest number.
     const bool isGood = file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode) &&
                         info.st_uid == geteuid() &&
                         pread(file.Get(), &header, sizeof header, 0) == sizeof header &&
                         header.magic == Header().magic &&
-                        static_cast<std::uint64_t>(info.st_size) ==
-                            sizeof header + header.keySize + (header.count + 1) * sizeof(Place) +
-                                header.recordBytes;
+                        std::max({header.keySize, header.count, header.recordBytes}) < size() &&
+                        size() == sizeof header + header.keySize +
+                                      (header.count + 1) * sizeof(Place) + header.recordBytes;
     return isGood ? std::move(file) : varn::UniqueFd();
 }
 
@@ -280,6 +283,11 @@ std::size_t KeptList::Find(std::string_view bytes, std::size_t first) const {
     return count_;
 }
 
+std::int64_t KeptList::Age() const {
+    const std::int64_t age = std::time(nullptr) - computed_;
+    return age >= 0 ? age : std::numeric_limits<std::int64_t>::max();
+}
+
 std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit) {
     const auto list = KeptList::Of(key);
     if (!list) {
@@ -289,7 +297,7 @@ std::optional<ListPart> KeptPart(const ListKey &key, int offset, int limit) {
     part.total = static_cast<std::int64_t>(list->Count());
     part.version = list->OfVersion();
     part.computed = list->Computed();
-    part.isYoung = std::time(nullptr) - part.computed < kYoungSeconds;
+    part.isYoung = list->Age() < kYoungSeconds;
     const std::uint64_t last = EndOf(offset, limit, list->Count());
     for (auto record = static_cast<std::uint64_t>(offset); record < last; ++record) {
         part.records.emplace_back((*list)[record]);

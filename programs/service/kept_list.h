@@ -70,6 +70,7 @@ class KeptList {
     std::size_t Find(std::string_view bytes, std::size_t first) const;
     const Version &OfVersion() const { return version_; }
     std::int64_t Computed() const { return computed_; }  // when, in seconds since 1970
+    std::int64_t Age() const;  // in seconds; what the future has computed is as old as can be
 
   private:
     KeptList() = default;

@@ -70,7 +70,9 @@ class SmartFile {
         : collection_(collection),
           lock_(collection, Lock::Kind::kWrite),
           path_(SmartPlaylistFile(collection)) {
-        const varn::RunAs root(varn::Who::kRoot);
+        // What a link of the package's to one of root's files shows, all could read when it is
+        // written.
+        const varn::RunAs package(varn::Who::kPackage);
         auto text = varn::ReadSmartText(path_);
         if (!text) {
             throw Failure(Reason::kSmartPlaylistsNotRead, path_);

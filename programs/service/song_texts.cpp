@@ -2,7 +2,6 @@
 
 #include <cstdint>
 #include <cstring>
-#include <ctime>
 
 #include "list.h"
 #include "search_tables.h"
@@ -61,8 +60,7 @@ std::vector<std::string> Read(const std::string &order, Version &version) {
 }
 
 bool IsGoodEnough(const KeptList &kept) {
-    const std::int64_t age = std::time(nullptr) - kept.Computed();
-    return age < static_cast<std::int64_t>(kept.Count() / kReadInATenth) ||
+    return kept.Age() < static_cast<std::int64_t>(kept.Count() / kReadInATenth) ||
            kept.OfVersion().songs == ReadVersion(0).songs;
 }
 

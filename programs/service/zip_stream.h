@@ -19,7 +19,7 @@ class ZipNames {
   public:
     // A path with slashes as a name: relative, in UTF-8, without "." and "..", and without the
     // characters and names that some systems refuse. A name that was given before, in any case of
-    // its letters, gets a number.
+    // its letters from A to Z, gets a number.
     std::string Add(std::string_view path);
 
   private:

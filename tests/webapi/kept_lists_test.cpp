@@ -49,11 +49,13 @@ class KeptLists : public ApiTest {
         }
         return files;
     }
-    // Lists that are computed again and again by a library that is being scanned are not kept.
-    static void MakeOld() {
+    // Lists that are computed again and again by a library that is being scanned are not kept. A
+    // clock that was put back makes them old, too.
+    void MakeOld() {
         for (const auto &file : Files()) {
-            std::filesystem::last_write_time(
-                file, std::filesystem::file_time_type::clock::now() - std::chrono::seconds(30));
+            std::filesystem::last_write_time(file,
+                                             std::filesystem::file_time_type::clock::now() +
+                                                 std::chrono::seconds(Random(2) == 0 ? 30 : -30));
         }
     }
     void ChangeSomething() {

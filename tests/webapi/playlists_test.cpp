@@ -226,6 +226,15 @@ TEST_F(PlaylistApi, SmartOnesAreTriedMadeChangedAndDeleted) {
     Ask("Playlist", "set_rule", {{"id", "playlist_shared_smart/old"}, {"rule", "year is 1"}},
         "bob");
     EXPECT_EQ(file(), "# mine\n\"bad\" { year }\n\"old\" {\nyear is 1\n}\n");
+
+    // All may read what is written: what only root may read does not get there.
+    const std::string path = At(varn::path::kSmartPlaylists);
+    std::filesystem::rename(path, path + ".roots");
+    EXPECT_EQ(chmod((path + ".roots").c_str(), 0600), 0);
+    std::filesystem::create_symlink(path + ".roots", path);
+    EXPECT_EQ(CodeOf("Playlist", "create_smart", create("year > 1", "bob"), "bob"),
+              IsRoot() ? 500 : 0);
+    EXPECT_EQ(std::filesystem::is_symlink(path), IsRoot());
 }
 
 TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
