@@ -65,9 +65,10 @@ std::optional<std::string_view> TakeBrackets(std::string_view &line) {
 
 // A line without the times of its words, as in "<00:12.34>".
 std::string WithoutWordTimes(std::string_view line) {
+    constexpr std::size_t kLongestTime = 16;
     std::string text;
     while (!line.empty()) {
-        const std::size_t end = line.find('>');
+        const std::size_t end = line.substr(0, kLongestTime).find('>');
         if (line.front() == '<' && end != line.npos && TimeOf(line.substr(1, end - 1))) {
             line.remove_prefix(end + 1);
             continue;
@@ -94,9 +95,11 @@ class Reader {
             line = rest;
         }
         const std::string text = times.empty() ? std::string(line) : WithoutWordTimes(line);
-        times.empty() ? Add(plain_, {{}, text}) : void();
+        if (times.empty()) {
+            Add(plain_, {}, text);
+        }
         for (const int64_t time : times) {
-            Add(timed_, {time, text});
+            Add(timed_, time, text);
         }
     }
 
@@ -135,10 +138,11 @@ class Reader {
     }
 
     // A line with many times is many lines.
-    void Add(std::vector<LyricsLine> &lines, LyricsLine line) {
-        bytes_ += line.text.size();
+    void Add(std::vector<LyricsLine> &lines, std::optional<int64_t> start,
+             const std::string &text) {
+        bytes_ += text.size();
         if (lines.size() < kMostLyricsLines && bytes_ <= 4 * kMostLyricsBytes) {
-            lines.push_back(std::move(line));
+            lines.push_back({start, text});
         }
     }
 

@@ -35,6 +35,9 @@ void AddArtist(const Request &asked, const std::string &id, Marked &marked) {
 // Clients that know folders give the identifiers of albums and artists as "id", too.
 Marked MarkedBy(const Request &asked) {
     Marked marked;
+    for (const char *name : {"id", "albumId", "artistId"}) {
+        CheckFewGroups(asked.All(name));
+    }
     for (const std::string &id : asked.All("id")) {
         if (id.starts_with(kAlbumPrefix)) {
             AddAlbum(asked, id, marked);
@@ -109,7 +112,10 @@ Json::Value Scrobble(const Request &asked) {
     for (std::size_t i = 0; i < rows.size(); ++i) {
         plays.push_back({rows[i], times.empty() ? 0 : SecondsOf(times[i])});
     }
-    NotePlays(asked.Uid(), plays);
+    // Of many, which a client has kept for later, some may be gone by now.
+    if (NotePlays(asked.Uid(), plays) == 0) {
+        throw NoSuch("song", asked.All("id").front());
+    }
     return Json::Value(Json::objectValue);
 }
 

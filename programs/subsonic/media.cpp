@@ -164,12 +164,19 @@ Json::Value GetLyrics(const Request &asked) {
     }
     const auto songs = SongsTitled(asked, artist, title, kMostSongs);
     for (const VARN_MEDIA_INFO &song : songs) {
-        const auto all = LyricsOf(song);
-        if (!all.empty()) {
-            told["artist"] = song.artist;
-            told["title"] = song.title;
-            told["value"] = PlainText(all.front());
-            break;
+        try {
+            const auto all = LyricsOf(song);
+            if (!all.empty()) {
+                told["artist"] = song.artist;
+                told["title"] = song.title;
+                told["value"] = PlainText(all.front());
+                break;
+            }
+        } catch (const tonvale_service::Failure &failure) {
+            // The next one may have them.
+            if (failure.Why() != tonvale_service::Reason::kOutsideMusic) {
+                throw;
+            }
         }
     }
     return members;

@@ -290,6 +290,16 @@ ArtistFacts FindArtist(const Request &asked, const std::string &id) {
     return !found.empty() ? std::move(found.front()) : throw NoSuch("artist", id);
 }
 
+void CheckFewGroups(const std::vector<std::string> &ids) {
+    constexpr std::ptrdiff_t kMost = 200;
+    const auto groups = std::count_if(ids.begin(), ids.end(), [](const std::string &id) {
+        return id.starts_with(kAlbumPrefix) || id.starts_with(kArtistPrefix);
+    });
+    if (groups > kMost) {
+        throw Fault{kGeneric, "those are too many albums and artists for one request"};
+    }
+}
+
 std::vector<AlbumFacts> AlbumsBy(const Request &asked, const ArtistFacts &artist) {
     return AlbumsOfArtist(WholeLibrary(asked), artist.name);
 }

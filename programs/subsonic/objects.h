@@ -42,6 +42,10 @@ Json::Value ArtistsOf(const Request &asked,
 tonvale_service::AlbumFacts FindAlbum(const Request &asked, const std::string &id);
 tonvale_service::ArtistFacts FindArtist(const Request &asked, const std::string &id);
 
+// Throws a Fault for identifiers of more than 200 albums and artists: each is looked for in the
+// whole library.
+void CheckFewGroups(const std::vector<std::string> &ids);
+
 // The albums of an artist, and the songs of an album, in their order.
 std::vector<tonvale_service::AlbumFacts> AlbumsBy(const Request &asked,
                                                   const tonvale_service::ArtistFacts &artist);

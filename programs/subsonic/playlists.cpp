@@ -92,8 +92,9 @@ Json::Value CreatePlaylist(const Request &asked) {
         return WithSongs(asked, MakePlaylist(asked, asked.Required("name"), songs));
     }
     AnyPlaylist playlist = ForChange(asked, id);
-    ReplaceSongs(playlist.collection, playlist.normal, 0, -1, SongsNamed(asked, songs));
-    Rename(asked, playlist);
+    varn::OwnedSongs list = SongsNamed(asked, songs);
+    Rename(asked, playlist);  // a name that is taken leaves the songs as they are
+    ReplaceSongs(playlist.collection, playlist.normal, 0, -1, std::move(list));
     return WithSongs(asked, playlist);
 }
 

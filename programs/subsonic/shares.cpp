@@ -88,6 +88,7 @@ Json::Value GetShares(const Request &asked) {
 
 // The songs of all identifiers: of songs, albums and playlists.
 std::vector<std::string> SongsIn(const Request &asked, const std::vector<std::string> &ids) {
+    CheckFewGroups(ids);
     std::vector<std::string> songs;
     for (const std::string &id : ids) {
         if (id.starts_with(kAlbumPrefix)) {

@@ -119,7 +119,7 @@ http {
     gzip_proxied any;
     gzip_vary on;
     gzip_types application/json application/manifest+json application/xml image/svg+xml text/css
-               text/javascript;
+               text/javascript text/xml;
     types {
         text/html html; text/css css; text/javascript js mjs; application/json json map;
         application/manifest+json webmanifest; image/svg+xml svg; image/png png;

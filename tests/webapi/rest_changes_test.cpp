@@ -80,6 +80,7 @@ TEST_F(RestChanges, PlaylistsAreTheUsersToChange) {
         {"updatePlaylist" + named + "&songIdToAdd=http://radio.example/", 70},
         {"updatePlaylist" + named + "&public=true", 0},
         {"updatePlaylist" + named + "&name=a%2Fb", 0},
+        {"createPlaylist" + named + "&name=a%2Fb&songId=music_3", 0},
         {"updatePlaylist", 10},
         {"updatePlaylist?playlistId=x", 70},
         {"createPlaylist", 10},
@@ -166,12 +167,18 @@ TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
                                                     {"setRating?id=music_5&rating=1", 70},
                                                     {"scrobble", 10},
                                                     {"scrobble?id=x", 70},
+                                                    {"scrobble?id=music_5", 70},
                                                     {"scrobble?id=music_1&id=music_2&time=1", 0},
                                                     {"scrobble?id=music_1&time=now", 0},
                                                     {"scrobble?id=music_1&submission=maybe", 0}};
     for (const auto &[query, code] : refused) {
         EXPECT_EQ(FaultOf(query), code) << query;
     }
+    std::string many = "star?id=" + album;
+    for (int i = 0; i < 200; ++i) {
+        many += "&id=" + album;
+    }
+    EXPECT_EQ(FaultOf(many), 0);
     EXPECT_EQ(FaultOf("setRating?id=music_1&rating=1", "bob"), 50);
 }
 

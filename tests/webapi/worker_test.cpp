@@ -112,11 +112,13 @@ Genre.list x
 Info.get x
 MediaServer.browse url=ftp://x/
 MediaServer.list wait=0
+MediaServer.stream url=ftp://x/&id=1
 Pin.pin type=artist&name=n@&criteria={%22artist%22:%22a@%22}
 Pin.list x
 Pin.rename items=[{%22id%22:1,%22name%22:%22m%22}]
 Pin.reorder ids=1
 Pin.unpin id=99
+Player.add_from_server url=ftp://x/&ids=1
 Player.control action=stop
 Player.equalizer action=get
 Player.info x
@@ -134,6 +136,10 @@ Playlist.remove id=playlist_personal_normal/7@&position=0&length=1
 Playlist.remove_missing id=playlist_personal_normal/7@
 Playlist.rename id=playlist_personal_normal/7@&name=other@
 Playlist.delete id=playlist_personal_normal/7@
+Playlist.create_smart name=rule@&rule=x
+Playlist.preview rule=x
+Playlist.rule id=playlist_personal_smart/none
+Playlist.set_rule id=playlist_personal_smart/none&rule=x
 Playlist.get id=playlist_shared_normal/12&additional=song_tag
 Setting.get x
 Setting.set browse_personal_library=all
