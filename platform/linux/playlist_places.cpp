@@ -183,8 +183,22 @@ std::string_view WithoutVolume(std::string_view path) {
 
 Files::Files(std::optional<std::vector<std::string>> music) : music_(std::move(music)) {}
 
-bool Files::IsInMusic(const std::string &path) const {
-    const std::string real = RealPath(path);
+// Where a file really is. Most files of a list are in few folders.
+std::string Files::RealPlace(const std::string &path) {
+    std::error_code none;
+    const std::size_t slash = path.rfind('/');
+    if (slash == path.npos || std::filesystem::is_symlink(path, none)) {
+        return RealPath(path);
+    }
+    const auto [folder, isNew] = realFolders_.try_emplace(path.substr(0, slash));
+    if (isNew) {
+        folder->second = RealPath(path.substr(0, std::max<std::size_t>(slash, 1)));
+    }
+    return folder->second.empty() ? "" : folder->second + path.substr(slash);
+}
+
+bool Files::IsInMusic(const std::string &path) {
+    const std::string real = RealPlace(path);
     return std::any_of(music_->begin(), music_->end(),
                        [&](const std::string &folder) { return LiesBelow(folder, real); });
 }

@@ -24,9 +24,11 @@ class Files {
     bool AskAsPackage();
 
   private:
-    bool IsInMusic(const std::string &path) const;
+    std::string RealPlace(const std::string &path);
+    bool IsInMusic(const std::string &path);
 
     std::optional<std::vector<std::string>> music_;
+    std::unordered_map<std::string, std::string> realFolders_;  // as written -> as it is
     std::unordered_set<std::string> withheld_;
     std::unordered_set<std::string> seen_;  // by the package's account
 };

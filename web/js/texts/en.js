@@ -383,7 +383,7 @@ export const en = {
   'indexing.seen.one': '1 file looked at',
   'indexing.of': '{done} of {total} files read',
   'indexing.last': 'Last looked {when}',
-  'indexing.never': 'Nobody has looked at the music yet.',
+  'indexing.never': 'The music was never indexed.',
   'indexing.broken': 'The last look was broken off.',
   'indexing.nothing': 'nothing new',
   'indexing.added': '{count} added',
