@@ -16,7 +16,7 @@ using tonvale_test::LocalAddress;
 using tonvale_test::PlayerTest;
 using tonvale_test::SendToPlayer;
 
-class QueueTest : public PlayerTest {
+class PlayingTest : public PlayerTest {
   protected:
     // True once the player is in a state, and tells of one command that it can be done.
     static bool ComesTo(const char *state, const std::string &can, const std::string &cannot) {
@@ -33,7 +33,7 @@ class QueueTest : public PlayerTest {
     }
 };
 
-TEST_F(QueueTest, Plays) {
+TEST_F(PlayingTest, GoesThroughTheQueue) {
     PlaylistInfo queue;
     for (const char *name : {"first.wav", "Ænima \"q' #%41.wav", "last.wav"}) {
         AddSong(queue, MakeSong(name, 30));
