@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <climits>
+#include <filesystem>
+#include <system_error>
 #include <utility>
 
 #include "linux/normal_form.h"
