@@ -10,8 +10,11 @@ namespace {
 
 // Users listen to these, and have favourites among them.
 template <const tonvale_service::Group &Listed>
-constexpr bool kIsListened =
-    &Listed == &tonvale_service::kAlbums || &Listed == &tonvale_service::kArtists;
+constexpr bool kIsListened = false;
+template <>
+constexpr bool kIsListened<tonvale_service::kAlbums> = true;
+template <>
+constexpr bool kIsListened<tonvale_service::kArtists> = true;
 
 template <const tonvale_service::Group &Listed>
 std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
