@@ -5,7 +5,7 @@ import { ask, browser, openView, password } from '../steps.mjs';
 import { keys, until } from '../webdriver.mjs';
 
 export const checks = {
-  'somebody is added and removed, a key is made, the password changed': async () => {
+  'somebody is added and removed, keys are made, the password changed': async () => {
     const send = async (values, trouble) => {
       for (const [field, value] of Object.entries(values)) {
         await browser.type(`dialog [name=${field}]`, value);
@@ -29,6 +29,9 @@ export const checks = {
     await send({ for: 'a phone' });
     assert.equal((await ask('User', 'keys')).keys.length, 1);
     await browser.press(keys.escape);
+    await browser.click('.custom-keys li:nth-child(2) .button');
+    await send({ title: 'sky', type: 'a' });
+    assert.equal((await ask('Setting', 'get')).custom_keys[1].title, 'sky');
     await browser.click('.setting-group .tools .button');
     assert.match(await send({ old: 'wrong', new: password }, true), /wrong/);
     await send({ old: password });

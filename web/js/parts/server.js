@@ -1,10 +1,14 @@
-// What administrators see of the server: its folders of music and its sound card.
+// What administrators see of the server: its folders of music, its sound card and custom keys.
 
 import { attempt } from '../actions.js';
 import { call, change } from '../api.js';
 import { afterPause, h, refill } from '../dom.js';
 import { may } from '../person.js';
 import { joined, t } from '../texts.js';
+import { field, openForm } from './dialog.js';
+import { toast } from './toast.js';
+
+/** @typedef {{index: number, type: string, value: string, title: string}} CustomKey */
 
 const PAUSE = 200;
 
@@ -33,17 +37,55 @@ function cardFields({ card, device, mixer, volume }) {
 }
 
 /**
+ * @param {CustomKey} key
+ * @param {() => unknown} onDone
+ */
+function editKey({ index, ...texts }, onDone) {
+  const title = h('input', { name: 'title', value: texts.title, autocomplete: 'off' });
+  const type = h('input', { name: 'type', value: texts.type, autocomplete: 'off' });
+  const value = h('input', { name: 'value', value: texts.value, autocomplete: 'off' });
+  openForm({
+    title: t('settings.custom.key', { number: index }),
+    send: t('do.save'),
+    fields: [field(t('settings.custom.title'), title), field(t('settings.custom.type'), type),
+      field(t('settings.custom.value'), value)],
+    onSend: async () => {
+      await change('Setting', 'set',
+        { custom_key: index, title: title.value, type: type.value, value: value.value });
+      toast(t('done.saved'));
+      onDone();
+    },
+  });
+}
+
+/**
+ * @param {CustomKey[]} keys
+ * @param {() => unknown} onDone
+ */
+function customKeys(keys, onDone) {
+  return [h('h3', {}, t('settings.custom')),
+    h('ul', { class: 'row-list custom-keys' }, ...keys.map((key) => h('li', {},
+      h('div', {}, h('strong', { dir: 'auto' },
+        key.title || t('settings.custom.key', { number: key.index })),
+      h('small', { dir: 'auto' }, joined([key.type, key.value]))),
+      h('button', { class: 'button', onclick: () => editKey(key, onDone) },
+        t('settings.custom.change'))))),
+    h('p', { class: 'soft small' }, t('settings.custom.hint'))];
+}
+
+/**
  * Shows nothing to somebody who may see neither.
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */
 export function showServer(place, signal) {
   return attempt(async () => {
-    const [{ music_folders: folders }, card] = await Promise.all([
+    const [{ music_folders: folders, custom_keys: keys }, card] = await Promise.all([
       call('Setting', 'get', {}, { signal }),
       may('usb') ? call('Player', 'volume', { action: 'card' }, { signal }).catch(() => null) : null,
     ]);
-    const content = [...(folders ? folderList(folders) : []), ...(card ? cardFields(card) : [])];
+    const content = [...(folders ? folderList(folders) : []), ...(card ? cardFields(card) : []),
+      ...(keys ? customKeys(keys, () => showServer(place, signal)) : [])];
     if (content.length > 0) {
       refill(place, h('section', { class: 'setting-group' },
         h('h2', {}, t('settings.server')), ...content));

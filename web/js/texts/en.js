@@ -399,6 +399,13 @@ export const en = {
   'settings.card': 'Sound card',
   'settings.card.none': 'This server has no sound card.',
   'settings.card.volume': 'Volume of the sound card',
+  'settings.custom': 'Custom keys',
+  'settings.custom.key': 'Key {number}',
+  'settings.custom.title': 'Name',
+  'settings.custom.type': 'Type',
+  'settings.custom.value': 'Value',
+  'settings.custom.change': 'Change …',
+  'settings.custom.hint': 'Four entries that programs may read and that change nothing here.',
   'settings.about': 'Tonvale {version}',
 
   'keys.title': 'Keys',
