@@ -12,10 +12,11 @@ import { joined, length, t } from '../texts.js';
 
 export function view() {
   return page('queue', t('nav.queue'), (view) => {
-    const { name, move, remove, clear, source, count, seconds } = player();
+    const { name, can, move, remove, clear, source, count, seconds } = player();
     const save = name === 'here' &&
       h('button', { class: 'button', onclick: saveQueue }, icon('plus'), t('queue.save'));
-    const empty = h('button', { class: 'button', onclick: clear }, icon('trash'), t('do.clear'));
+    const empty = can('clear') &&
+      h('button', { class: 'button', onclick: clear }, icon('trash'), t('do.clear'));
     const head = pageHead(t('nav.queue'), save, empty);
     const list = songList(source(), {
       label: t('nav.queue'),
@@ -23,7 +24,7 @@ export function view() {
       play: (index) => player().playAt(index),
       isCurrent: (index) => index === player().position(),
       onMove: move,
-      onRemove: remove,
+      onRemove: can('remove') ? remove : undefined,
       empty: () => emptyNote('queue', t('queue.empty'), t('queue.empty.hint')),
     });
     const draw = () => {
