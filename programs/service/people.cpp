@@ -9,6 +9,7 @@
 #include "failure.h"
 #include "keys.h"
 #include "link_hooks.h"
+#include "locks.h"
 #include "login_store.h"
 #include "sessions.h"
 #include "settings.h"
@@ -35,7 +36,7 @@ constexpr const char *kTablesOfUsers[] = {"rating_track",    "song_play",       
                                           "play_queue",      "now_playing"};
 
 // Names stand in files with colons and commas, in paths and in logins.
-void CheckName(const std::string &name) {
+void CheckUserName(const std::string &name) {
     constexpr std::string_view kLetters =
         "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789_";
     const bool isName = !name.empty() && name.size() <= kLongestName &&
@@ -84,6 +85,8 @@ varn::User Person(const std::string &name) {
     return account;
 }
 
+constexpr char kGroupIsSystems[] = "accounts are the system's: change its group 'administrators'";
+
 // What init has told to begin with.
 void ForgetFirstLogin(const std::string &name) {
     const varn::RunAs root(varn::Who::kRoot);
@@ -106,19 +109,24 @@ int Count(const char *table, const char *column, uid_t uid) {
 }  // namespace
 
 void AddUser(const std::string &name, bool isAdmin, const std::string &password) {
-    CheckName(name);
+    CheckUserName(name);
     CheckPassword(password);
     const varn::User before = varn::UserByName(name.c_str());
     if ((before && !IsPerson(before)) ||
         (!before && !SystemRoot().empty() && IsSystemAccount(name))) {
         throw Failure(Reason::kSystemAccount, name);
     }
+    // Of two who add one name at once the second finds the login of the first, and changes nothing.
+    const Lock adding(SystemPath(varn::path::kUsersFile) + ".add.lock", Lock::Kind::kWrite,
+                      Reason::kSettingsLocked);
     if (!PasswordHashOf(name).empty()) {
         throw Failure(Reason::kUserExists, name);
     }
     if (!SystemRoot().empty()) {
         const varn::RunAs root(varn::Who::kRoot);
         Check(varn::host::AddAccount(name, isAdmin));
+    } else if (isAdmin && !IsAdministrator(name)) {
+        throw Failure(Reason::kAccountNotChanged, kGroupIsSystems);
     }
     const varn::User account = Person(name);
     SetFirstPermission(account->uid, isAdmin ? RIGHT_ALL : RIGHT_ALL & ~RIGHT_USB);
@@ -149,8 +157,7 @@ void SetAdministrator(const std::string &name, bool isAdmin) {
         throw Failure(Reason::kUserStays, name);
     }
     if (SystemRoot().empty()) {
-        throw Failure(Reason::kAccountNotChanged,
-                      "accounts are the system's: change its group 'administrators'");
+        throw Failure(Reason::kAccountNotChanged, kGroupIsSystems);
     }
     {
         const varn::RunAs root(varn::Who::kRoot);

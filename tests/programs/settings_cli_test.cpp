@@ -85,6 +85,17 @@ TEST_F(SettingsVerbs, AUserIsMadeWholeAfterAKill) {
     }
 }
 
+TEST_F(SettingsVerbs, OfTwoWhoAddANameTheSlowerOneChangesNothing) {
+    for (int round = 0; round < 4; ++round) {
+        const std::string name = "twin" + std::to_string(round);
+        Command admin({"user", "add", name, "--admin"});
+        Command plain({"user", "add", name});
+        const bool isAdmin = admin.Wait().status == 0;
+        EXPECT_NE(plain.Wait().status == 0, isAdmin) << name;
+        EXPECT_EQ(AudioUsers::GetUserPermission(name), isAdmin ? 63U : 62U) << name;
+    }
+}
+
 TEST_F(SettingsVerbs, AdministratorsSystemAccountsAndTheFirstLogin) {
     for (const char *name : {"root", "www-data", varn::kPackageAccount}) {
         EXPECT_TRUE(Contains(Tonvale({"user", "add", name}).err, "the system's own")) << name;
