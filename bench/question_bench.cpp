@@ -363,8 +363,8 @@ constexpr int kCovers = 50;
 
 void PrintCovers(WebApi &api, const std::string &port, const std::string &login) {
     std::vector<std::string> questions;
-    for (const Json::Value &album :
-         api.Data("Album.list&limit=" + std::to_string(kCovers))["albums"]) {
+    const Json::Value data = api.Data("Album.list&limit=" + std::to_string(kCovers));
+    for (const Json::Value &album : data["albums"]) {
         questions.push_back("Cover.get&size=192&album=" + api.Encoded(album["name"].asString()) +
                             "&album_artist=" + api.Encoded(album["album_artist"].asString()));
     }
