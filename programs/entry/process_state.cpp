@@ -35,7 +35,8 @@ ProcessState::Ids ProcessState::CurrentIds() {
     getresuid(&ids.realUser, &ids.effectiveUser, &ids.savedUser);
     getresgid(&ids.realGroup, &ids.effectiveGroup, &ids.savedGroup);
     ids.groups.resize(static_cast<std::size_t>(std::max(0, getgroups(0, nullptr))));
-    getgroups(static_cast<int>(ids.groups.size()), ids.groups.data());
+    const int count = getgroups(static_cast<int>(ids.groups.size()), ids.groups.data());
+    ids.groups.resize(static_cast<std::size_t>(std::max(0, count)));
     return ids;
 }
 

@@ -3,6 +3,7 @@
 #include <fcntl.h>
 #include <poll.h>
 #include <sys/prctl.h>
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -52,7 +53,7 @@ void ListWarmer::Start() {
     child_ = fork();
     if (child_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
-        static_cast<void>(nice(kNice));
+        setpriority(PRIO_PROCESS, 0, kNice);
         tonvale_service::WarmLists();
         _exit(0);
     }

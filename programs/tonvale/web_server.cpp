@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -148,7 +149,9 @@ void BoundLog(const std::string &path) {
         open(older.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC | O_NOFOLLOW, 0640));
     while (copy && sendfile(copy.Get(), log.Get(), nullptr, kMostLog) > 0) {
     }
-    static_cast<void>(ftruncate(log.Get(), 0));
+    if (ftruncate(log.Get(), 0) != 0) {
+        std::perror(path.c_str());
+    }
 }
 
 }  // namespace
