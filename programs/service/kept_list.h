@@ -2,8 +2,9 @@
 //
 // The order of a list is kept in a file below the root, for all processes of the package, with the
 // version of the library that it was computed from. Pages and totals are cut from it. The file
-// takes its name when it is whole, and is never changed. It is of no use once the library has
-// changed. Where no file can be written, each list is computed anew.
+// takes its name when it is whole, and is never changed. Once the library has changed, an order is
+// of no use; texts may serve for some seconds more (song_texts.h). Where no file can be written,
+// each list is computed anew.
 #pragma once
 
 #include <sys/types.h>
@@ -52,6 +53,7 @@ struct ListKey {
     uid_t uid;
 };
 
+// Ends the mapping of a file of so many bytes.
 struct Unmap {
     std::size_t size = 0;
     void operator()(const char *start) const;
