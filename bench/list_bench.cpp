@@ -7,8 +7,8 @@
 #include <functional>
 #include <vector>
 
-#include "service/groups.h"
-#include "service/songs.h"
+#include "service/lists/groups.h"
+#include "service/songs/songs.h"
 #include "tonvale/webapi.h"
 #include "varn/systempath.h"
 

@@ -12,7 +12,7 @@
 #include "list_version.h"
 #include "login.h"
 #include "rights.h"
-#include "service/wording.h"
+#include "service/base/wording.h"
 #include "turn.h"
 #include "varn/db.h"
 #include "worker.h"

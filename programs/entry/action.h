@@ -9,7 +9,7 @@
 
 #include "description.h"
 #include "request.h"
-#include "service/page.h"
+#include "service/base/page.h"
 #include "tonvale/action.h"
 
 namespace tonvale_entry {

@@ -3,8 +3,8 @@
 
 #include "action.h"
 #include "login.h"
-#include "service/sessions.h"
-#include "service/settings.h"
+#include "service/people/sessions.h"
+#include "service/people/settings.h"
 
 namespace tonvale_entry {
 

@@ -6,8 +6,8 @@
 #include "action.h"
 #include "document.h"
 #include "route.h"
-#include "service/page.h"
-#include "service/validators.h"
+#include "service/base/page.h"
+#include "service/base/validators.h"
 
 namespace tonvale_entry {
 

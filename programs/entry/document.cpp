@@ -2,7 +2,7 @@
 
 #include "action.h"
 #include "parameters.h"
-#include "service/sign_in.h"
+#include "service/people/sign_in.h"
 
 namespace tonvale_entry {
 

@@ -1,11 +1,11 @@
 // VARN.Tonvale.Events: what happens, as server-sent events. One process tells all listeners
-// (service/event_socket.h): here they are only let in.
+// (service/live/event_socket.h): here they are only let in.
 #include <unistd.h>
 
 #include <string>
 
 #include "action.h"
-#include "service/event_socket.h"
+#include "service/live/event_socket.h"
 #include "worker.h"
 
 namespace tonvale_entry {

@@ -1,5 +1,5 @@
 // VARN.Tonvale.Favourite: the favourite songs, albums and artists of the user who asks.
-#include "service/favourites.h"
+#include "service/listening/favourites.h"
 
 #include "action.h"
 

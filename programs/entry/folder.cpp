@@ -1,7 +1,7 @@
 // VARN.Tonvale.Folder: the library by its folders.
 #include "action.h"
 #include "list_request.h"
-#include "service/folders.h"
+#include "service/lists/folders.h"
 
 namespace tonvale_entry {
 

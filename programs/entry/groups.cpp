@@ -1,5 +1,5 @@
 // VARN.Tonvale.Album, Artist, Genre and Composer: what songs have in common.
-#include "service/groups.h"
+#include "service/lists/groups.h"
 
 #include "action.h"
 #include "list_request.h"

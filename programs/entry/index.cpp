@@ -1,6 +1,6 @@
 // VARN.Tonvale.Index: what the indexer does, for administrators.
 #include "action.h"
-#include "service/indexing.h"
+#include "service/live/indexing.h"
 
 namespace tonvale_entry {
 

@@ -1,7 +1,7 @@
 // VARN.Tonvale.Info: who is logged in, and what there is for them.
 #include "action.h"
-#include "service/kinds.h"
-#include "service/settings.h"
+#include "service/lists/kinds.h"
+#include "service/people/settings.h"
 
 namespace tonvale_entry {
 

@@ -1,6 +1,6 @@
 #include "list_request.h"
 
-#include "service/songs.h"
+#include "service/songs/songs.h"
 
 namespace tonvale_entry {
 

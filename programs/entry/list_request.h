@@ -2,10 +2,10 @@
 #pragma once
 
 #include "request.h"
-#include "service/kinds.h"
-#include "service/list.h"
-#include "service/playlist_target.h"
-#include "service/tracks.h"
+#include "service/lists/kinds.h"
+#include "service/lists/list.h"
+#include "service/lists/tracks.h"
+#include "service/playlists/playlist_target.h"
 #include "tonvale/webapi.h"
 
 namespace tonvale_entry {

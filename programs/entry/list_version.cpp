@@ -7,8 +7,8 @@
 
 #include "action.h"
 #include "route.h"
-#include "service/kept_list.h"
-#include "service/validators.h"
+#include "service/base/validators.h"
+#include "service/lists/kept_list.h"
 #include "varn/systempath.h"
 
 namespace tonvale_entry {

@@ -8,7 +8,7 @@
 
 #include "refusal.h"
 #include "request.h"
-#include "service/failure.h"
+#include "service/base/failure.h"
 #include "turn.h"
 #include "varn/handles.h"
 #include "worker.h"

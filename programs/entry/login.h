@@ -1,4 +1,4 @@
-// Who a request is from. Everything that decides it stands here and in service/sign_in.h.
+// Who a request is from. Everything that decides it stands here and in service/people/sign_in.h.
 //
 // In a worker, and in a process that one has started (variable SCGI), a session's cookie, Basic or
 // a key (Bearer) tells. Elsewhere the web server asks for logins: REMOTE_USER tells, and without it
@@ -7,7 +7,7 @@
 
 #include <string>
 
-#include "service/sign_in.h"
+#include "service/people/sign_in.h"
 
 namespace tonvale_entry {
 

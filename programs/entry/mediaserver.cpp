@@ -5,7 +5,7 @@
 #include "list_request.h"
 #include "server_song.h"
 #include "server_url.h"
-#include "service/media_server.h"
+#include "service/devices/media_server.h"
 #include "song_sound.h"
 #include "tonvale/settings.h"
 #include "tonvale/streaming.h"

@@ -4,7 +4,7 @@
 #include <cstdio>
 
 #include "action.h"
-#include "service/text.h"
+#include "service/base/text.h"
 
 namespace tonvale_entry {
 

@@ -6,7 +6,7 @@
 #include <charconv>
 #include <memory>
 
-#include "service/text.h"
+#include "service/base/text.h"
 
 namespace tonvale_entry {
 

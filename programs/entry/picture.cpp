@@ -7,7 +7,7 @@
 #include "default_cover.h"
 #include "request.h"
 #include "rights.h"
-#include "service/validators.h"
+#include "service/base/validators.h"
 
 namespace tonvale_entry {
 

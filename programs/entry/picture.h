@@ -1,7 +1,7 @@
 // Pictures as answers, most of which clients may keep.
 #pragma once
 
-#include "service/cover.h"
+#include "service/covers/cover.h"
 
 namespace tonvale_entry {
 

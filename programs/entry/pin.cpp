@@ -2,7 +2,7 @@
 #include "action.h"
 #include "list_request.h"
 #include "parameters.h"
-#include "service/pins.h"
+#include "service/listening/pins.h"
 
 namespace tonvale_entry {
 

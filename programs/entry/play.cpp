@@ -1,7 +1,7 @@
 // VARN.Tonvale.Play: what the user who asks has played.
 #include "action.h"
-#include "service/failure.h"
-#include "service/plays.h"
+#include "service/base/failure.h"
+#include "service/listening/plays.h"
 
 namespace tonvale_entry {
 

@@ -1,5 +1,5 @@
 // VARN.Tonvale.Player: the player daemon, the machine's sound card, and speakers' passwords.
-#include "service/player.h"
+#include "service/devices/player.h"
 
 #include <algorithm>
 #include <chrono>
@@ -8,9 +8,9 @@
 #include "list_request.h"
 #include "remote_url.h"
 #include "server_song.h"
-#include "service/playlist_songs.h"
-#include "service/sound_card.h"
-#include "service/speaker.h"
+#include "service/devices/sound_card.h"
+#include "service/devices/speaker.h"
+#include "service/playlists/playlist_songs.h"
 #include "speaker_address.h"
 #include "tonvale/settings.h"
 #include "worker.h"

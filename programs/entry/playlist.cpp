@@ -3,10 +3,10 @@
 
 #include "action.h"
 #include "list_request.h"
-#include "service/playlist_edit.h"
-#include "service/playlists.h"
-#include "service/smart_playlists.h"
-#include "service/tracks.h"
+#include "service/lists/tracks.h"
+#include "service/playlists/playlist_edit.h"
+#include "service/playlists/playlists.h"
+#include "service/playlists/smart_playlists.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_entry {

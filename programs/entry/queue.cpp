@@ -1,6 +1,6 @@
 // VARN.Tonvale.Queue: the queue that the clients of a user share.
 #include "action.h"
-#include "service/play_queue.h"
+#include "service/listening/play_queue.h"
 
 namespace tonvale_entry {
 

@@ -1,8 +1,8 @@
 // VARN.Tonvale.Radio: internet radio stations, which administrators change.
-#include "service/radio.h"
+#include "service/listening/radio.h"
 
 #include "action.h"
-#include "service/settings.h"
+#include "service/people/settings.h"
 
 namespace tonvale_entry {
 

@@ -9,7 +9,7 @@
 #include <string_view>
 
 #include "route.h"
-#include "service/settings.h"
+#include "service/people/settings.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_entry {

@@ -1,5 +1,5 @@
 // VARN.Tonvale.Search: names of all kinds with the words of a text.
-#include "service/search.h"
+#include "service/search/search.h"
 
 #include "action.h"
 #include "list_request.h"

@@ -3,8 +3,8 @@
 #include "refusal.h"
 #include "remote_url.h"
 #include "server_url.h"
-#include "service/media_server.h"
-#include "service/text.h"
+#include "service/base/text.h"
+#include "service/devices/media_server.h"
 
 namespace tonvale_entry {
 

@@ -1,5 +1,5 @@
 // VARN.Tonvale.Setting: preferences, and for administrators everybody's rights and the custom keys.
-#include "service/settings.h"
+#include "service/people/settings.h"
 
 #include <algorithm>
 #include <initializer_list>

@@ -10,11 +10,11 @@
 #include <thread>
 
 #include "refusal.h"
-#include "service/failure.h"
-#include "service/named_playlist.h"
-#include "service/playlist_place.h"
-#include "service/playlist_songs.h"
-#include "service/songs.h"
+#include "service/base/failure.h"
+#include "service/playlists/named_playlist.h"
+#include "service/playlists/playlist_place.h"
+#include "service/playlists/playlist_songs.h"
+#include "service/songs/songs.h"
 #include "tonvale/playlists.h"
 #include "tonvale/webapi.h"
 #include "turn.h"

@@ -1,7 +1,7 @@
 // VARN.Tonvale.Sharing: the share links of the user who asks.
 #include "action.h"
 #include "list_request.h"
-#include "service/links.h"
+#include "service/sharing/links.h"
 
 namespace tonvale_entry {
 

@@ -6,7 +6,7 @@
 #include "page_html.h"
 #include "picture.h"
 #include "rights.h"
-#include "service/failure.h"
+#include "service/base/failure.h"
 #include "shared_playlist.h"
 #include "song_sound.h"
 #include "worker.h"

@@ -1,10 +1,10 @@
 // VARN.Tonvale.Song: the songs of the library.
-#include "service/songs.h"
+#include "service/songs/songs.h"
 
 #include "action.h"
 #include "list_request.h"
-#include "service/lyrics.h"
-#include "service/search.h"
+#include "service/search/search.h"
+#include "service/songs/lyrics.h"
 #include "tonvale/settings.h"
 #include "worker.h"
 

@@ -9,7 +9,7 @@
 #include <cstdio>
 
 #include "request.h"
-#include "service/validators.h"
+#include "service/base/validators.h"
 #include "song_sound.h"
 #include "varn/http_range.h"
 

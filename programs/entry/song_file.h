@@ -1,7 +1,7 @@
 // The files that the sound of songs is read from, as answers.
 #pragma once
 
-#include "service/song_file.h"
+#include "service/songs/song_file.h"
 
 namespace tonvale_entry {
 

@@ -2,7 +2,7 @@
 #include "tonvale/streaming.h"
 
 #include "remote_url.h"
-#include "service/songs.h"
+#include "service/songs/songs.h"
 #include "song_sound.h"
 #include "tonvale/settings.h"
 

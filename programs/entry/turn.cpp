@@ -10,8 +10,8 @@
 
 #include "parameters.h"
 #include "refusal.h"
-#include "service/network.h"
-#include "service/slot.h"
+#include "service/base/slot.h"
+#include "service/people/network.h"
 #include "varn/packageconf.h"
 #include "worker.h"
 

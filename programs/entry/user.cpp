@@ -1,9 +1,9 @@
 // VARN.Tonvale.User: the own password and keys, and for administrators the users.
 #include "action.h"
 #include "login.h"
-#include "service/keys.h"
-#include "service/people.h"
-#include "service/settings.h"
+#include "service/people/keys.h"
+#include "service/people/people.h"
+#include "service/people/settings.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_entry {

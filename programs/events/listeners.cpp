@@ -7,9 +7,9 @@
 #include <cerrno>
 #include <utility>
 
-#include "service/failure.h"
-#include "service/settings.h"
-#include "service/wording.h"
+#include "service/base/failure.h"
+#include "service/base/wording.h"
+#include "service/people/settings.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_events {

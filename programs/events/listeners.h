@@ -9,8 +9,8 @@
 #include <string_view>
 #include <vector>
 
-#include "service/event_socket.h"
-#include "service/sign_in.h"
+#include "service/live/event_socket.h"
+#include "service/people/sign_in.h"
 #include "varn/descriptor.h"
 
 namespace tonvale_events {

@@ -1,5 +1,5 @@
 // tonvale-events: tells what happens to all who listen (server-sent events). 'tonvale serve' runs
-// one. Workers hand it the connections (service/event_socket.h).
+// one. Workers hand it the connections (service/live/event_socket.h).
 #include <poll.h>
 #include <sys/signalfd.h>
 #include <syslog.h>

@@ -4,8 +4,8 @@
 
 #include <utility>
 
-#include "service/failure.h"
-#include "service/indexing.h"
+#include "service/base/failure.h"
+#include "service/live/indexing.h"
 #include "varn/database.h"
 
 namespace tonvale_events {

@@ -14,8 +14,8 @@
 #include <cstdlib>
 #include <thread>
 
-#include "service/failure.h"
-#include "service/player.h"
+#include "service/base/failure.h"
+#include "service/devices/player.h"
 
 namespace tonvale_events {
 

@@ -5,8 +5,8 @@
 #include "endpoint.h"
 #include "entry/parameters.h"
 #include "objects.h"
-#include "service/favourites.h"
-#include "service/plays.h"
+#include "service/listening/favourites.h"
+#include "service/listening/plays.h"
 #include "song_ids.h"
 #include "tonvale/settings.h"
 

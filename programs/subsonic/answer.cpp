@@ -4,8 +4,8 @@
 #include <cctype>
 #include <cstdio>
 
-#include "service/page.h"
-#include "service/text.h"
+#include "service/base/page.h"
+#include "service/base/text.h"
 
 namespace tonvale_subsonic {
 

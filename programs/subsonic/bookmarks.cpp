@@ -5,8 +5,8 @@
 
 #include "endpoint.h"
 #include "objects.h"
-#include "service/bookmarks.h"
-#include "service/play_queue.h"
+#include "service/listening/bookmarks.h"
+#include "service/listening/play_queue.h"
 #include "song_ids.h"
 
 namespace tonvale_subsonic {

@@ -6,9 +6,9 @@
 
 #include "endpoint.h"
 #include "objects.h"
-#include "service/folders.h"
-#include "service/kinds.h"
-#include "service/text.h"
+#include "service/base/text.h"
+#include "service/lists/folders.h"
+#include "service/lists/kinds.h"
 
 namespace tonvale_subsonic {
 

@@ -4,7 +4,7 @@
 #include <string>
 
 #include "entry/refusal.h"
-#include "service/failure.h"
+#include "service/base/failure.h"
 
 namespace tonvale_subsonic {
 

@@ -4,7 +4,7 @@
 #include <cstdint>
 #include <cstdio>
 
-#include "service/favourites.h"
+#include "service/listening/favourites.h"
 
 namespace tonvale_subsonic {
 

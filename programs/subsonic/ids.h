@@ -1,5 +1,5 @@
-// Identifiers of this API. Songs (SongIdText of service/songs.h), folders and playlists have those
-// of the web API.
+// Identifiers of this API. Songs (SongIdText of service/songs/songs.h), folders and playlists have
+// those of the web API.
 #pragma once
 
 #include <string>

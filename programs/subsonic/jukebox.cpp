@@ -5,8 +5,8 @@
 
 #include "endpoint.h"
 #include "objects.h"
-#include "service/player.h"
-#include "service/playlist_songs.h"
+#include "service/devices/player.h"
+#include "service/playlists/playlist_songs.h"
 #include "song_ids.h"
 #include "tonvale/settings.h"
 

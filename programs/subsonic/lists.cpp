@@ -6,8 +6,8 @@
 
 #include "endpoint.h"
 #include "objects.h"
-#include "service/favourites.h"
-#include "service/plays.h"
+#include "service/listening/favourites.h"
+#include "service/listening/plays.h"
 
 namespace tonvale_subsonic {
 

@@ -7,7 +7,7 @@
 
 #include "entry/login.h"
 #include "request.h"
-#include "service/keys.h"
+#include "service/people/keys.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_subsonic {

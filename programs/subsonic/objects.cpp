@@ -7,7 +7,7 @@
 #include <filesystem>
 
 #include "entry/song_sound.h"
-#include "service/kinds.h"
+#include "service/lists/kinds.h"
 #include "tonvale/paths.h"
 
 namespace tonvale_subsonic {

@@ -8,8 +8,8 @@
 
 #include "ids.h"
 #include "request.h"
-#include "service/group_facts.h"
-#include "service/song_facts.h"
+#include "service/lists/group_facts.h"
+#include "service/songs/song_facts.h"
 
 namespace tonvale_subsonic {
 

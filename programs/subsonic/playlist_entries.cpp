@@ -3,9 +3,9 @@
 #include <sys/stat.h>
 
 #include "objects.h"
-#include "service/playlist_edit.h"
-#include "service/playlist_place.h"
-#include "service/tracks.h"
+#include "service/lists/tracks.h"
+#include "service/playlists/playlist_edit.h"
+#include "service/playlists/playlist_place.h"
 #include "song_ids.h"
 #include "tonvale/settings.h"
 #include "varn/run_as.h"

@@ -9,8 +9,8 @@
 
 #include "ids.h"
 #include "request.h"
-#include "service/playlists.h"
-#include "service/songs.h"
+#include "service/playlists/playlists.h"
+#include "service/songs/songs.h"
 
 namespace tonvale_subsonic {
 

@@ -4,7 +4,7 @@
 #include "endpoint.h"
 #include "objects.h"
 #include "playlist_entries.h"
-#include "service/playlist_edit.h"
+#include "service/playlists/playlist_edit.h"
 #include "song_ids.h"
 #include "tonvale/settings.h"
 

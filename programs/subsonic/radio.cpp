@@ -2,7 +2,7 @@
 #include <climits>
 
 #include "endpoint.h"
-#include "service/radio.h"
+#include "service/listening/radio.h"
 
 namespace tonvale_subsonic {
 

@@ -1,5 +1,5 @@
 // Searches: search2, search3.
-#include "service/search.h"
+#include "service/search/search.h"
 
 #include <algorithm>
 #include <unordered_map>

@@ -5,8 +5,8 @@
 #include "endpoint.h"
 #include "objects.h"
 #include "playlist_entries.h"
-#include "service/links.h"
-#include "service/playlist_edit.h"
+#include "service/playlists/playlist_edit.h"
+#include "service/sharing/links.h"
 #include "song_ids.h"
 
 namespace tonvale_subsonic {

@@ -1,6 +1,6 @@
 #include "song_ids.h"
 
-#include "service/kinds.h"
+#include "service/lists/kinds.h"
 #include "varn/sql.h"
 
 namespace tonvale_subsonic {

@@ -1,8 +1,8 @@
 // Users, and scans of their music: getUser, getUsers, getScanStatus, startScan.
 #include "endpoint.h"
 #include "objects.h"
-#include "service/indexing.h"
-#include "service/settings.h"
+#include "service/live/indexing.h"
+#include "service/people/settings.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_subsonic {

@@ -10,7 +10,7 @@
 #include "complain.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/failure.h"
+#include "service/base/failure.h"
 #include "wording.h"
 
 namespace tonvale_cli {

@@ -1,7 +1,7 @@
 // The tree of another media server's objects on the standard output.
 #pragma once
 
-#include "service/media_server.h"
+#include "service/devices/media_server.h"
 
 namespace tonvale_cli {
 

@@ -5,7 +5,7 @@
 #include <string_view>
 #include <vector>
 
-#include "service/text.h"
+#include "service/base/text.h"
 
 namespace tonvale_cli {
 

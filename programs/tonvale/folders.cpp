@@ -1,5 +1,5 @@
 // The folders that hold music.
-#include "service/folders.h"
+#include "service/lists/folders.h"
 
 #include <json/json.h>
 

@@ -1,5 +1,5 @@
 // The verbs that list what tracks have in common: albums, artists, genres and composers.
-#include "service/groups.h"
+#include "service/lists/groups.h"
 
 #include <json/json.h>
 

@@ -6,7 +6,7 @@
 #include "command.h"
 #include "database.h"
 #include "installed.h"
-#include "service/settings.h"
+#include "service/people/settings.h"
 #include "varn/systempath.h"
 
 namespace tonvale_cli {

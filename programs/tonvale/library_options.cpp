@@ -2,8 +2,8 @@
 
 #include "command.h"
 #include "database.h"
-#include "service/kinds.h"
-#include "service/settings.h"
+#include "service/lists/kinds.h"
+#include "service/people/settings.h"
 
 namespace tonvale_cli {
 

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "service/list.h"
+#include "service/lists/list.h"
 
 namespace tonvale_cli {
 

@@ -9,8 +9,8 @@
 
 #include <csignal>
 
-#include "service/kept_list.h"
-#include "service/warm_lists.h"
+#include "service/lists/kept_list.h"
+#include "service/lists/warm_lists.h"
 
 namespace tonvale_cli {
 

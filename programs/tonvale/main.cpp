@@ -14,7 +14,7 @@
 #include "command.h"
 #include "complain.h"
 #include "display.h"
-#include "service/failure.h"
+#include "service/base/failure.h"
 #include "varn/db.h"
 #include "wording.h"
 

@@ -9,7 +9,7 @@
 #include "complain.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/media_server.h"
+#include "service/devices/media_server.h"
 
 namespace tonvale_cli {
 

@@ -6,7 +6,7 @@
 #include <cstdint>
 
 #include "display.h"
-#include "service/page.h"
+#include "service/base/page.h"
 
 namespace tonvale_cli {
 

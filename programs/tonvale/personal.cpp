@@ -4,7 +4,7 @@
 
 #include "command.h"
 #include "database.h"
-#include "service/link_hooks.h"
+#include "service/sharing/link_hooks.h"
 #include "varn/account.h"
 #include "varn/host.h"
 

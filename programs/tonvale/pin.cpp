@@ -6,8 +6,8 @@
 #include "command.h"
 #include "database.h"
 #include "page_output.h"
-#include "service/pins.h"
-#include "service/settings.h"
+#include "service/listening/pins.h"
+#include "service/people/settings.h"
 #include "varn/run_as.h"
 
 namespace tonvale_cli {

@@ -1,4 +1,4 @@
-#include "service/player.h"
+#include "service/devices/player.h"
 
 #include <functional>
 #include <memory>

@@ -4,7 +4,7 @@
 
 #include "command.h"
 #include "database.h"
-#include "service/settings.h"
+#include "service/people/settings.h"
 
 namespace tonvale_cli {
 

@@ -5,7 +5,7 @@
 
 #include <string>
 
-#include "service/playlist_target.h"
+#include "service/playlists/playlist_target.h"
 
 namespace tonvale_cli {
 

@@ -3,7 +3,7 @@
 #include <json/json.h>
 
 #include "page_output.h"
-#include "service/songs.h"
+#include "service/songs/songs.h"
 #include "song_output.h"
 #include "varn/number.h"
 

@@ -1,7 +1,7 @@
 // Playlists and their entries on the standard output.
 #pragma once
 
-#include "service/playlists.h"
+#include "service/playlists/playlists.h"
 
 namespace tonvale_cli {
 

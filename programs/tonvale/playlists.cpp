@@ -1,4 +1,4 @@
-#include "service/playlists.h"
+#include "service/playlists/playlists.h"
 
 #include <json/json.h>
 

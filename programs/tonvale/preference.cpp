@@ -9,7 +9,7 @@
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/settings.h"
+#include "service/people/settings.h"
 
 namespace tonvale_cli {
 

@@ -8,7 +8,7 @@
 #include "command.h"
 #include "library_options.h"
 #include "page_output.h"
-#include "service/songs.h"
+#include "service/songs/songs.h"
 #include "varn/run_as.h"
 
 namespace tonvale_cli {

@@ -9,8 +9,8 @@
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/people.h"
-#include "service/settings.h"
+#include "service/people/people.h"
+#include "service/people/settings.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_cli {

@@ -1,5 +1,5 @@
 // The verb that searches: songs, what they have in common, playlists, or all of these.
-#include "service/search.h"
+#include "service/search/search.h"
 
 #include <json/json.h>
 

@@ -6,10 +6,10 @@
 #include "link_address.h"
 #include "page_output.h"
 #include "playlist_options.h"
-#include "service/failure.h"
-#include "service/links.h"
-#include "service/playlists.h"
-#include "service/songs.h"
+#include "service/base/failure.h"
+#include "service/playlists/playlists.h"
+#include "service/sharing/links.h"
+#include "service/songs/songs.h"
 #include "varn/run_as.h"
 
 namespace tonvale_cli {

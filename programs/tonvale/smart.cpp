@@ -14,8 +14,8 @@
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/failure.h"
-#include "service/settings.h"
+#include "service/base/failure.h"
+#include "service/people/settings.h"
 #include "varn/playlistsvc.h"
 #include "varn/systempath.h"
 

@@ -1,5 +1,5 @@
 // The verb that lists tracks.
-#include "service/songs.h"
+#include "service/songs/songs.h"
 
 #include <memory>
 

@@ -3,7 +3,7 @@
 #include "command.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/sound_card.h"
+#include "service/devices/sound_card.h"
 
 namespace tonvale_cli {
 

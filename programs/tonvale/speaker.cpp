@@ -1,4 +1,4 @@
-#include "service/speaker.h"
+#include "service/devices/speaker.h"
 
 #include <array>
 #include <iostream>

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "service/tracks.h"
+#include "service/lists/tracks.h"
 
 namespace tonvale_cli {
 

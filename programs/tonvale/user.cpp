@@ -12,10 +12,10 @@
 #include "database.h"
 #include "display.h"
 #include "page_output.h"
-#include "service/keys.h"
-#include "service/link_hooks.h"
-#include "service/people.h"
-#include "service/settings.h"
+#include "service/people/keys.h"
+#include "service/people/people.h"
+#include "service/people/settings.h"
+#include "service/sharing/link_hooks.h"
 #include "tonvale/settings.h"
 
 namespace tonvale_cli {

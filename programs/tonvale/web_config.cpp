@@ -13,7 +13,7 @@
 #include <utility>
 #include <vector>
 
-#include "service/wording.h"
+#include "service/base/wording.h"
 #include "varn/descriptor.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"

@@ -3,7 +3,7 @@
 #include <pwd.h>
 
 #include "display.h"
-#include "service/wording.h"
+#include "service/base/wording.h"
 #include "varn/handles.h"
 #include "varn/systempath.h"
 

@@ -3,7 +3,7 @@
 
 #include <string>
 
-#include "service/failure.h"
+#include "service/base/failure.h"
 
 namespace tonvale_cli {
 

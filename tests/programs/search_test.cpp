@@ -1,5 +1,5 @@
 // Searches, against a plain second implementation of their rule and in tables of cases.
-#include "service/search.h"
+#include "service/search/search.h"
 
 #include <unicode/locid.h>
 #include <unicode/normalizer2.h>
@@ -9,7 +9,7 @@
 #include <map>
 #include <random>
 
-#include "service/failure.h"
+#include "service/base/failure.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
 #include "varn/sql.h"

@@ -11,7 +11,7 @@
 
 #include "platform/child.h"
 #include "programs/command.h"
-#include "service/settings.h"
+#include "service/people/settings.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
 #include "varn/packageconf.h"

@@ -1,4 +1,4 @@
-#include "service/validators.h"
+#include "service/base/validators.h"
 
 #include <gtest/gtest.h>
 

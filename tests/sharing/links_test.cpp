@@ -1,9 +1,9 @@
 // Share links as the command line and the web API answer them.
-#include "service/links.h"
+#include "service/sharing/links.h"
 
 #include <array>
 
-#include "service/failure.h"
+#include "service/base/failure.h"
 #include "sharing/shared_library.h"
 #include "support/clock.h"
 

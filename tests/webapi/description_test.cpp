@@ -2,7 +2,7 @@
 #include <set>
 
 #include "entry/action.h"
-#include "service/settings.h"
+#include "service/people/settings.h"
 #include "sharing/shared_library.h"
 #include "webapi/api.h"
 #include "webapi/served.h"

@@ -5,7 +5,7 @@
 #include <fstream>
 
 #include "programs/command.h"
-#include "service/zip_stream.h"
+#include "service/downloads/zip_stream.h"
 #include "webapi/api.h"
 
 namespace tonvale_test {

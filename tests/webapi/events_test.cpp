@@ -4,9 +4,9 @@
 #include <array>
 #include <deque>
 
-#include "service/event_socket.h"
-#include "service/failure.h"
-#include "service/keys.h"
+#include "service/base/failure.h"
+#include "service/live/event_socket.h"
+#include "service/people/keys.h"
 #include "varn/logins.h"
 #include "varn/scan_state.h"
 #include "webapi/served.h"

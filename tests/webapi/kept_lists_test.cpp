@@ -6,8 +6,8 @@
 #include <random>
 #include <sstream>
 
-#include "service/groups.h"
-#include "service/songs.h"
+#include "service/lists/groups.h"
+#include "service/songs/songs.h"
 #include "tonvale/paths.h"
 #include "varn/host.h"
 #include "varn/sql.h"

@@ -1,8 +1,8 @@
 // What users play, like and go on with, through the web API.
-#include "service/bookmarks.h"
-#include "service/failure.h"
-#include "service/people.h"
-#include "service/plays.h"
+#include "service/base/failure.h"
+#include "service/listening/bookmarks.h"
+#include "service/listening/plays.h"
+#include "service/people/people.h"
 #include "webapi/api.h"
 
 namespace tonvale_test {

@@ -3,7 +3,7 @@
 
 #include <fstream>
 
-#include "service/lyrics_text.h"
+#include "service/songs/lyrics_text.h"
 #include "varnindex/samples.h"
 #include "webapi/api.h"
 

@@ -3,8 +3,8 @@
 
 #include <map>
 
-#include "service/keys.h"
-#include "service/settings.h"
+#include "service/people/keys.h"
+#include "service/people/settings.h"
 #include "tonvale/settings.h"
 #include "webapi/api.h"
 #include "webapi/served.h"

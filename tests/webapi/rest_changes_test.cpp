@@ -4,9 +4,9 @@
 
 #include "ctrl/scripted_daemon.h"
 #include "misc/pictures.h"
-#include "service/plays.h"
-#include "service/settings.h"
-#include "service/song_marks.h"
+#include "service/listening/plays.h"
+#include "service/people/settings.h"
+#include "service/songs/song_marks.h"
 #include "subsonic/ids.h"
 #include "webapi/rest.h"
 

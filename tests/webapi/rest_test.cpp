@@ -4,7 +4,7 @@
 #include <regex>
 #include <set>
 
-#include "service/settings.h"
+#include "service/people/settings.h"
 #include "subsonic/ids.h"
 #include "varn/sql.h"
 

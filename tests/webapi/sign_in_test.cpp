@@ -1,8 +1,8 @@
 // Sessions, keys and passwords, as what reaches a worker proves them.
-#include "service/sign_in.h"
-#include "service/keys.h"
-#include "service/people.h"
-#include "service/settings.h"
+#include "service/people/sign_in.h"
+#include "service/people/keys.h"
+#include "service/people/people.h"
+#include "service/people/settings.h"
 #include "varn/crypt.h"
 #include "varn/logins.h"
 #include "webapi/api.h"

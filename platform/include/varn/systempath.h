@@ -111,7 +111,7 @@ inline constexpr std::string_view kNotifySocket = "/var/run/Tonvale/varnindex.so
 inline constexpr std::string_view kScanState = "/var/run/Tonvale/indexing";
 inline constexpr std::string_view kEventSocket = "/var/run/Tonvale/events.sock";
 
-// Lists as the programs have computed them (service/kept_list.h). Whatever is in it may go.
+// Lists as the programs have computed them (service/lists/kept_list.h). Whatever is in it may go.
 inline constexpr std::string_view kKeptLists = "/var/run/Tonvale/lists";
 
 // The library database.

@@ -13,7 +13,7 @@
 #include <climits>
 #include <string_view>
 
-#include "service/picture_format.h"
+#include "service/covers/picture_format.h"
 #include "varn/share.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/read/ea_folder.h"

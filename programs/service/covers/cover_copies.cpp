@@ -1,0 +1,98 @@
+#include "service/covers/cover_copies.h"
+
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <system_error>
+#include <vector>
+
+#include "service/base/slot.h"
+#include "tonvale/media.h"
+#include "varn/descriptor.h"
+#include "varn/systempath.h"
+
+namespace tonvale_service {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr off_t kMostBytes = off_t{256} << 20;
+
+std::string Folder() {
+    return SystemPath(varn::path::kCoverCopies);
+}
+
+// One version of one picture, in one size.
+std::string NameOf(const struct stat &info, int side) {
+    std::array<char, 128> name{};
+    std::snprintf(name.data(), name.size(), "%lx-%lx-%lx.%lx-%lx-%d.jpg",
+                  static_cast<unsigned long>(info.st_ino), static_cast<unsigned long>(info.st_dev),
+                  static_cast<unsigned long>(info.st_mtim.tv_sec),
+                  static_cast<unsigned long>(info.st_mtim.tv_nsec),
+                  static_cast<unsigned long>(info.st_size), side);
+    return name.data();
+}
+
+// Notes in the time of access, whatever the disk's own habit is, that a copy is used.
+Picture OpenUsed(const std::string &path) {
+    Picture copy = OpenPicture(path);
+    if (copy.file) {
+        const timespec times[] = {{0, UTIME_NOW}, {0, UTIME_OMIT}};
+        futimens(fileno(copy.file.get()), times);
+    }
+    return copy;
+}
+
+struct Copy {
+    timespec used;
+    off_t bytes;
+    std::string path;
+};
+
+// Removes copies that were not used for the longest time until three quarters of the room are
+// taken.
+void MakeRoom() {
+    std::vector<Copy> copies;
+    off_t taken = 0;
+    std::error_code error;
+    for (const auto &entry : fs::directory_iterator(Folder(), error)) {
+        struct stat info {};
+        if (lstat(entry.path().c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
+            copies.push_back({info.st_atim, info.st_size, entry.path()});
+            taken += info.st_size;
+        }
+    }
+    if (taken <= kMostBytes) {
+        return;
+    }
+    std::sort(copies.begin(), copies.end(), [](const Copy &a, const Copy &b) {
+        return std::pair(a.used.tv_sec, a.used.tv_nsec) < std::pair(b.used.tv_sec, b.used.tv_nsec);
+    });
+    for (auto copy = copies.begin(); copy != copies.end() && taken > kMostBytes / 4 * 3; ++copy) {
+        taken -= unlink(copy->path.c_str()) == 0 ? copy->bytes : 0;
+    }
+}
+
+}  // namespace
+
+Picture OpenCopy(const Picture &picture, int side, void (*beforeMaking)()) {
+    const std::string path = Folder() + "/" + NameOf(picture.info, side);
+    if (Picture ready = OpenUsed(path); ready.file) {
+        return ready;
+    }
+    beforeMaking();
+    const Slot slot = ScalingSlot();
+    const std::string open = varn::DescriptorPath(fileno(picture.file.get()));
+    if (!slot || VARNAudioScaleImageTo(open.c_str(), path.c_str(), side) != 0) {
+        return {};
+    }
+    MakeRoom();
+    return OpenUsed(path);
+}
+
+}  // namespace tonvale_service

@@ -1,0 +1,25 @@
+#include "service/lists/tables.h"
+
+#include <syslog.h>
+
+#include "service/lists/list.h"
+
+namespace tonvale_service {
+
+void AskTables(const std::function<void(varn::Database &)> &ask) {
+    try {
+        varn::Database database(varn::ConnectLibrary());
+        ask(database);
+    } catch (const varn::DatabaseError &error) {
+        syslog(LOG_ERR, "The library's tables cannot be asked: %s", error.what());
+        NoAnswer();
+    }
+}
+
+varn::Rows AskTables(const std::optional<std::string> &sql) {
+    std::optional<varn::Rows> rows;
+    AskTables([&](varn::Database &database) { rows = database.Query(varn::Made(sql)); });
+    return *std::move(rows);
+}
+
+}  // namespace tonvale_service
