@@ -14,6 +14,11 @@ import { t } from './texts.js';
 const PAUSE = 2000; // milliseconds after a change
 const AT_ONCE = 1000;
 const KEY = 'tonvale.queue.seen';
+const CLIENT = 'tonvale.client';
+
+// What this browser calls itself when it keeps a queue.
+const client = String(readStored(CLIENT) ?? `page ${Math.random().toString(36).slice(2, 10)}`);
+writeStored(CLIENT, client);
 
 /** @type {any} what this window knows; another one of this browser may know more */
 let kept = readStored(KEY);
@@ -59,7 +64,7 @@ async function save({ overwrites = false } = {}) {
   const at = songs.findIndex(({ index }) => index >= position());
   const isHere = at >= 0 && songs[at].index === position();
   const place = {
-    current: Math.max(at, 0), position: isHere ? Math.round(time() * 1000) : 0, client: 'page',
+    current: Math.max(at, 0), position: isHere ? Math.round(time() * 1000) : 0, client,
     seen: overwrites ? undefined : known().changed,
   };
   const isWhole = known().isNew || overwrites;
@@ -75,13 +80,24 @@ async function save({ overwrites = false } = {}) {
   } catch (error) {
     note({ isNew: true }); // it is tried again with the next change
     if (error instanceof Refusal && error.code === 409) {
-      ask();
+      await attempt(settle);
     }
   }
 }
 
+// The queue of the server is another one than this window has seen last.
+async function settle() {
+  const { client: other, changed } = await call('Queue', 'get');
+  if (other === client) { // the answer of this browser's own change was lost, as in a reload
+    note({ changed });
+    soon(false);
+  } else {
+    ask();
+  }
+}
+
 // Another device has kept a queue since: the person says which one it is to be.
-async function ask() {
+function ask() {
   if (isAsking) {
     return;
   }
