@@ -148,7 +148,13 @@ function soon(order) {
 export async function startSharedQueue() {
   queue.addEventListener('order', () => soon(true));
   queue.addEventListener('current', () => soon(false));
-  player.addEventListener('state', () => !isPlaying() && current() && soon(false));
+  let played = isPlaying();
+  player.addEventListener('state', () => {
+    if (played && !isPlaying() && current()) {
+      soon(false);
+    }
+    played = isPlaying();
+  });
   if (queued().length === 0) {
     await attempt(restore);
   } else if (known().isNew) {
