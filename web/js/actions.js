@@ -137,7 +137,7 @@ export async function choosePlaylist(beside, songs) {
   openMenu({ x: point.x, y: point.y }, t('playlist.choose'), [
     { text: t('do.newPlaylist'), icon: 'plus', run: () => newPlaylist(songs) },
     ...own.map(({ id, name }, index) => ({
-      text: name, icon: /** @type {const} */ ('playlists'), parted: index === 0,
+      text: name, isName: true, icon: /** @type {const} */ ('playlists'), parted: index === 0,
       run: () => addToPlaylist(songs, id, name),
     })),
   ]);

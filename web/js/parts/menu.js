@@ -11,6 +11,7 @@ import { icon } from '../icons.js';
  * @property {boolean} [checked]
  * @property {'radio' | 'check'} [kind] of what is checked or not
  * @property {boolean} [parted] a line above it
+ * @property {boolean} [isName] the text is what somebody called something
  */
 
 /** @type {HTMLElement | null} */
@@ -65,16 +66,17 @@ export function openMenu(beside, label, choices) {
   closeMenu();
   const before = /** @type {HTMLElement | null} */ (document.activeElement);
   const menu = h('div', { class: 'menu', role: 'menu', 'aria-label': label, popover: 'auto' },
-    h('div', { class: 'menu-title', role: 'presentation' }, label));
+    h('div', { class: 'menu-title', role: 'presentation', dir: 'auto' }, label));
   for (const given of choices) {
     if (given) {
-      const { text, run, checked, kind = 'radio', parted } = given;
+      const { text, run, checked, kind = 'radio', parted, isName } = given;
       menu.append(h('button', {
         class: parted ? 'menu-item is-parted' : 'menu-item',
         role: checked === undefined ? 'menuitem' : kind === 'radio' ? 'menuitemradio'
           : 'menuitemcheckbox',
         'aria-checked': checked === undefined ? null : String(checked),
         tabindex: '-1',
+        dir: isName ? 'auto' : null,
         onclick: () => {
           closeMenu();
           before?.focus({ preventScroll: true });

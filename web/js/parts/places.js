@@ -36,8 +36,9 @@ export function openPlaces(beside) {
       { text: t('places.here'), checked: !isServer, run: () => playOn('here') },
       { text: t('places.server'), checked: isServer, run: () => playOn('server') },
       ...outputs.map((output, index) => ({
-        text: output.name, checked: Boolean(output.enabled), kind: /** @type {const} */ ('check'),
-        parted: index === 0, run: () => attempt(() => turn(output)),
+        text: output.name, isName: true, checked: Boolean(output.enabled),
+        kind: /** @type {const} */ ('check'), parted: index === 0,
+        run: () => attempt(() => turn(output)),
       })),
     ]);
   });
