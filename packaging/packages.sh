@@ -7,7 +7,7 @@ build_packages=(g++ cmake ninja-build pkg-config libpq-dev libjsoncpp-dev libtag
                 postgresql-15 ffmpeg imagemagick nginx)
 test_packages=(libgtest-dev curl lighttpd lighttpd-mod-openssl openssl shairport-sync mpd minidlna
                locales unzip)
-browser_packages=(chromium chromium-driver nodejs node-typescript)
+browser_packages=(chromium chromium-driver)
 
 # install_page_packages HERE: what the checks of the page take from npm. Without a network the check
 # that needs it says so.
@@ -88,6 +88,18 @@ disable_services() {
 
 is_installed() {
     [[ $(dpkg-query -W -f '${db:Status-Status}' "$1" 2>/dev/null) == installed ]]
+}
+
+# add_type_checker: adds Debian's tsc to test_packages where there is none, from wherever. It depends
+# on nodejs:any, which a package of node that Debian did not make need not be.
+add_type_checker() {
+    if command -v tsc >/dev/null; then
+        return
+    elif is_installed nodejs && [[ $(dpkg-query -W -f '${Multi-Arch}' nodejs) != allowed ]]; then
+        echo "The page's types are not checked: 'npm install --global typescript' gives tsc." >&2
+    else
+        test_packages+=(node-typescript)
+    fi
 }
 
 # install_packages NAME...
