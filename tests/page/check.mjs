@@ -5,6 +5,7 @@
 //
 // Each file of checks/ is a theme. Its `checks` run in their order, in a browser that is logged in,
 // on a desk and in the light. `expected` are faults of the console that the theme itself causes.
+// SLOWER=4 in the environment slows the page's processor down by that.
 
 import assert from 'node:assert/strict';
 import { readdirSync } from 'node:fs';
@@ -15,9 +16,10 @@ const themes = process.argv.slice(5);
 let failed = 0;
 
 async function tryOut(what, check) {
+  const start = Date.now();
   try {
     await check();
-    console.log(`ok      ${what}`);
+    console.log(`ok      ${what} (${((Date.now() - start) / 1000).toFixed(1)} s)`);
   } catch (error) {
     ++failed;
     console.log(`FAILED  ${what}\n        ${error.message}`);
@@ -31,7 +33,7 @@ for (const file of readdirSync(here).sort()) {
     continue;
   }
   const { checks, expected } = await import(new URL(file, here));
-  await freshPage();
+  await tryOut(`${theme}: begins at the first view`, freshPage);
   for (const [what, check] of Object.entries(checks)) {
     await tryOut(what, check);
   }

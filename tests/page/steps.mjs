@@ -22,8 +22,8 @@ export const browser = await Browser.start();
 export function ask(api, method, params = {}, post = false) {
   return browser.run(async (form, isPost) => {
     const body = new URLSearchParams(form);
-    const answer = await (isPost ? fetch('/webapi/entry.cgi', { method: 'POST', body })
-      : fetch(`/webapi/entry.cgi?${body}`));
+    const answer = await (isPost ? window.plainFetch('/webapi/entry.cgi', { method: 'POST', body })
+      : window.plainFetch(`/webapi/entry.cgi?${body}`));
     return (await answer.json()).data;
   }, { api: `VARN.Tonvale.${api}`, version: '1', method, ...params }, post);
 }
@@ -38,10 +38,44 @@ export async function shareList() {
   return { path: `/as/sharing/${sharing.id}`, end };
 }
 
-/** Opens a view and waits for what it must show. */
+// What each document gives the checks: how often it asked, how often without an answer yet, and a
+// way to ask that is not counted.
+await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source: `
+  window.asked = 0;
+  window.underWay = 0;
+  window.plainFetch = window.fetch;
+  window.fetch = async (...asked) => {
+    ++window.asked;
+    ++window.underWay;
+    const end = () => setTimeout(() => --window.underWay);
+    try {
+      const answer = await window.plainFetch(...asked);
+      answer.clone().arrayBuffer().then(end, end);
+      return answer;
+    } catch (error) {
+      end();
+      throw error;
+    }
+  };` });
+
+/** Waits until the page has what it has asked for, and nothing appears or moves any more. */
+export const settled = (of = browser) => until('the page to be still', () => of.run(async () => {
+  const isStill = () => !window.underWay && !document.querySelector('.pending') &&
+    document.getAnimations().every((one) => one.playState !== 'running' ||
+      one.effect.getComputedTiming().endTime === Infinity);
+  const twoFrames = () => new Promise((resolve) =>
+    requestAnimationFrame(() => requestAnimationFrame(resolve)));
+  await twoFrames();
+  const wasStill = isStill();
+  await twoFrames();
+  return wasStill && isStill();
+}));
+
+/** Opens a view and waits for what it must show, and for all that comes with it. */
 export async function openView(path, selector = 'main h1') {
   await browser.open(address + path);
-  return browser.find(selector);
+  await browser.find(selector);
+  await settled();
 }
 
 /** Chooses what a menu that is open calls by a name of the table of texts. */
@@ -52,6 +86,18 @@ export function choose(text) {
     found?.click();
     return Boolean(found);
   }, en[text]));
+}
+
+/** Drags within a page that does not move by itself. */
+export async function drag(from, to) {
+  await settled();
+  await browser.drag(from, to);
+}
+
+/** Chooses of the menu of the playlist that is shown. */
+export async function chooseOfList(text) {
+  await browser.click('.banner [aria-haspopup=menu]');
+  await choose(text);
 }
 
 /** The place in what sounds, and its length. */
@@ -74,7 +120,32 @@ export async function play() {
   await isPlaying();
 }
 
-/** @param {'off' | 'all' | 'one'} how songs, which are short here, are repeated */
+/** Plays the album of the longest song: it goes on while a slow machine looks at other things. */
+export async function playLong() {
+  const { songs: [song] } = await ask('Song', 'list',
+    { sort_by: 'duration', sort_direction: 'DESC', limit: 1, additional: 'song_tag' });
+  const { album: name, album_artist: by } = song.additional.song_tag;
+  await openView(`/albums/view?${new URLSearchParams({ name, by })}`, 'song-row');
+  await play();
+}
+
+/** Waits until the server has the queue that plays. */
+export const queueKept = () => until('the queue to be kept', () => browser.run(() =>
+  JSON.parse(localStorage['tonvale.queue.seen'] ?? '{}').isNew === false));
+
+/** Clicks on the middle of something that seeks: the part of the song that is sought. */
+export async function seekBy(selector, of = browser) {
+  await of.run(() => {
+    window.sought = 0;
+    document.addEventListener('seeking', ({ target }) => {
+      window.sought = target.currentTime / target.duration;
+    }, { capture: true, once: true });
+  });
+  await of.click(selector);
+  return until('the song to be sought in', () => of.run(() => window.sought));
+}
+
+/** @param {'off' | 'all' | 'one'} how songs are repeated */
 export const repeat = (how) => browser.run(async (value) =>
   (await import('/js/choices.js')).choose('repeat', value), how);
 
@@ -86,15 +157,23 @@ export async function logIn() {
     document.querySelector('dialog.login') !== null));
 }
 
-/** The first view, on a desk in the light, with a login. */
+/** The first view, on a desk in the light, with a login. It is silent, and what plays goes on. */
 export async function freshPage() {
   await browser.devtools('Emulation.clearDeviceMetricsOverride');
+  await browser.devtools('Emulation.setTouchEmulationEnabled', { enabled: false });
+  await slowDown(Number(process.env.SLOWER ?? 1));
   await setTheme('light');
   await openView('/', 'dialog.login, .shelf .card-link');
   if (await browser.run(() => document.querySelector('dialog.login') !== null)) {
     await logIn();
   }
+  await repeat('all');
+  await browser.find('.shelf .card-link');
+  await settled();
 }
+
+/** @param {number} rate how many times slower than the machine the page's processor is */
+export const slowDown = (rate) => browser.devtools('Emulation.setCPUThrottlingRate', { rate });
 
 /** @param {'light' | 'dark'} value */
 export function setTheme(value, of = browser) {
@@ -142,22 +221,25 @@ export async function newFaults() {
     level === 'SEVERE' && !/status of 401/.test(message)).map(({ message }) => message);
 }
 
-/** Texts in sight that are neither data (dir=auto), figures, nor of the table. */
+/** Texts in sight that are neither data (dir=auto), figures, languages, nor of the table. */
 export async function foreignTexts(place = '.shell') {
-  const known = Object.values(en).map((text) => {
-    const parts = text.split(/\{\w+\}/).map((part) => part.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'));
-    return new RegExp(`^${parts.join('.*')}$`, 's');
+  const known = [...Object.values(en), 'English'].map((text) => {
+    const parts = text.replace(/ …$/, '').split(/\{\w+\}/)
+      .map((part) => part.replace(/[.*+?^${}()|[\]\\]/g, '\\$&'));
+    return new RegExp(`^${parts.join('.*')}( …)?$`, 's');
   });
   const shown = await browser.run((selector) => {
     const texts = [];
     const walk = document.createTreeWalker(document.querySelector(selector), NodeFilter.SHOW_TEXT);
     for (let node = walk.nextNode(); node; node = walk.nextNode()) {
-      if (!node.parentElement.closest('[dir=auto], [aria-hidden=true]')) {
+      if (!node.parentElement.closest('[dir=auto], [aria-hidden=true], script, noscript, kbd')) {
         texts.push(node.data.trim());
       }
     }
-    for (const one of document.querySelectorAll(`${selector} [aria-label]:not([role=list])`)) {
-      texts.push(one.getAttribute('aria-label'));
+    for (const name of ['aria-label', 'placeholder']) {
+      for (const one of document.querySelectorAll(`${selector} [${name}]:not([role=list])`)) {
+        texts.push(one.getAttribute(name));
+      }
     }
     return texts;
   }, place);

@@ -3,7 +3,7 @@
 import { spawn } from 'node:child_process';
 
 const ELEMENT = 'element-6066-11e4-a52e-4f735466cecf';
-const PATIENCE = 10000;
+const PATIENCE = 90000; // for a busy machine; what is in order takes a fraction of it
 const BROWSER = process.env.CHROMIUM ?? '/usr/bin/chromium';
 
 export const keys = {
@@ -50,6 +50,7 @@ export class Browser {
       '--disable-background-networking', '--disable-component-update', '--disable-sync',
       '--mute-audio', '--autoplay-policy=no-user-gesture-required', '--window-size=1440,900'];
     const { sessionId } = await browser.send('POST', '/session', { capabilities: { alwaysMatch: {
+      timeouts: { script: PATIENCE, pageLoad: PATIENCE },
       'goog:chromeOptions': { binary: BROWSER, args },
       'goog:loggingPrefs': { browser: 'ALL', performance: 'ALL' },
     } } });
@@ -93,7 +94,7 @@ export class Browser {
     });
   }
 
-  /** Clicks, with a key held or none. */
+  /** Clicks on what is enabled and not covered, with a key held or none. */
   async click(selector, held = '') {
     if (held) {
       await this.key('keyDown', held);
@@ -102,7 +103,11 @@ export class Browser {
       return;
     }
     await until(`a click on ${selector}`, async () => {
-      await this.send('POST', `/element/${await this.find(selector)}/click`);
+      const element = await this.find(selector);
+      if (!await this.send('GET', `/element/${element}/enabled`)) {
+        return false;
+      }
+      await this.send('POST', `/element/${element}/click`);
       return true;
     });
   }

@@ -1,17 +1,16 @@
-// What axe-core finds on the main views, on a desk and a phone, in the light and the dark.
+// What holds in all views and dialogs, on a desk and a phone, in the light and the dark: axe-core
+// finds nothing serious, and each text is of the table.
 
 import assert from 'node:assert/strict';
 import { existsSync, readFileSync } from 'node:fs';
-import { asPhone, browser, openView, setTheme, shareList } from '../steps.mjs';
-import { keys, sleep } from '../webdriver.mjs';
+import { visitDialogs, visitViews } from '../everywhere.mjs';
+import { asPhone, browser, foreignTexts, isTooWide, openView, setTheme, settled, shareList,
+  takePicture } from '../steps.mjs';
 
 const axe = process.env.AXE ?? '';
-const views = ['/', '/albums', '/artists', '/songs', '/folders', '/playlists', '/favourites',
-  '/radio', '/servers', '/search?q=a', '/queue', '/settings'];
 
 /** What is serious or worse, with where it is. */
 async function problems(where) {
-  await sleep(500); // until what appears has appeared
   await browser.devtools('Runtime.evaluate', { expression: readFileSync(axe, 'utf8') });
   const { violations } = await browser.run(() => window.axe.run(document,
     { resultTypes: ['violations'] }));
@@ -19,51 +18,42 @@ async function problems(where) {
     .map(({ id, nodes }) => `${where}: ${id} at ${nodes.slice(0, 3).map((one) => one.target)}`);
 }
 
-async function lookAround() {
+/** @param {string} on the desk or the phone */
+async function lookAround(on) {
   const found = [];
-  for (const path of views) {
-    await openView(path);
-    found.push(...await problems(path));
-  }
-  await openView('/albums', '.card-link');
-  await browser.click('.card-link');
-  await browser.click('.banner .is-main');
-  found.push(...await problems('an album'));
-  await browser.press('n');
-  await browser.click('dialog.now [aria-label=Lyrics]');
-  found.push(...await problems('the large player'));
-  await browser.press(keys.escape);
-  await browser.press('?');
-  await browser.find('.key-list');
-  found.push(...await problems('the keys'));
-  await browser.press(keys.escape);
-  await openView('/playlists');
-  await browser.click('.playlists .page-head .button + .button');
-  await browser.find('.rule-test');
-  found.push(...await problems('the rules'));
+  const look = async (where) => {
+    for (const theme of on === 'desk' ? ['dark', 'light'] : ['light', 'dark']) {
+      await setTheme(theme);
+      await settled();
+      found.push(...(existsSync(axe) ? await problems(`${where} in the ${theme}`) : []));
+    }
+    await takePicture(`${on} ${where}`);
+  };
+  const lookAtPage = async (where) => {
+    await look(where);
+    found.push(...(await foreignTexts('body')).map((text) => `${where}: ${text}`));
+    if (await isTooWide()) {
+      found.push(`${where} is too wide`);
+    }
+  };
+  await visitViews(lookAtPage);
+  await visitDialogs(lookAtPage);
   const { path, end } = await shareList();
   await openView(path, 'li button');
-  found.push(...await problems('the page of a link'));
+  await look('the page of a link');
   await openView('/');
   await end();
-  return found;
+  assert.deepEqual(found, []);
 }
 
-export const checks = existsSync(axe) ? {
-  'nothing serious on a desk, in the light and the dark': async () => {
-    const light = await lookAround();
-    await setTheme('dark');
-    assert.deepEqual([...light, ...await lookAround()], []);
-  },
-  'nothing serious on a phone, in the light and the dark': async () => {
+export const checks = {
+  'all views and dialogs on a desk': () => lookAround('desk'),
+  'all views and dialogs on a phone': async () => {
     await asPhone();
-    const dark = await lookAround();
-    await setTheme('light');
-    assert.deepEqual([...dark, ...await lookAround()], []);
+    await lookAround('phone');
   },
-} : {
-  'axe-core looks at the page': async () => {
+  ...!existsSync(axe) && { 'axe-core looks at the page': async () => {
     console.log('        not checked: axe-core is not installed; ./test all fetches it with npm');
     assert.ok(!process.env.NEEDS_AXE, 'npm could not fetch axe-core: is there a network?');
-  },
+  } },
 };

@@ -1,7 +1,7 @@
 // Favourites, what was played, the queue that the server keeps, and radio stations.
 
 import assert from 'node:assert/strict';
-import { ask, browser, choose, isPlaying, openView, play } from '../steps.mjs';
+import { ask, browser, choose, openView, play, repeat, settled } from '../steps.mjs';
 import { until } from '../webdriver.mjs';
 
 const inShelf = (text) => until(text, () => browser.run((name) =>
@@ -14,6 +14,7 @@ export const checks = {
     await openView('/albums', '.card-link');
     await browser.click('.card-link');
     await browser.click('.banner heart-button button');
+    await browser.find('song-row [data-focus]');
     await browser.run(() => document.querySelector('song-row [data-focus]').focus());
     await browser.press('f');
     const { albums } = await until('both to be kept', async () => {
@@ -35,6 +36,7 @@ export const checks = {
     await openView('/albums', '.card-link');
     await browser.click('.card-link');
     const before = new Map(await counts());
+    await repeat('off');
     await play();
     const [id, count] = await until('the play', async () =>
       (await counts()).find((one) => one[1] > before.get(one[0])));
@@ -51,11 +53,13 @@ export const checks = {
     await openView('/queue', 'song-row');
     assert.equal(await queueHere(), count);
     const [first] = (await ask('Song', 'list', { limit: 1 })).songs;
-    await ask('Queue', 'set', { songs: first.id, client: 'phone' }, true);
     await openView('/albums', '.card-link');
     await browser.click('.card-link');
-    await browser.click('.banner .is-main');
-    await isPlaying();
+    await browser.find('.banner .is-main');
+    await settled();
+    assert.equal(await browser.run(() => document.querySelector('dialog')), null);
+    await ask('Queue', 'set', { songs: first.id, client: 'phone' }, true);
+    await play();
     await browser.find('dialog form');
     assert.deepEqual((await ask('Queue', 'get')).songs, [first.id.replace('_p_', '_')]);
     await browser.click('dialog footer .is-main');

@@ -2,16 +2,12 @@
 
 import assert from 'node:assert/strict';
 import { appendFileSync } from 'node:fs';
-import { ask, browser, choose, foreignTexts, music, openView } from '../steps.mjs';
+import { ask, browser, chooseOfList, drag, foreignTexts, music, openView, settled }
+  from '../steps.mjs';
 import { keys, until } from '../webdriver.mjs';
 
 const list = 'Checked by a browser';
 const row = (place) => `song-row[aria-posinset="${place}"]`;
-
-async function chooseOfList(text) {
-  await browser.click('.banner [aria-haspopup=menu]');
-  await choose(text);
-}
 
 export const checks = {
   'a playlist is made, filled, put in order by mouse and keys, and deleted': async () => {
@@ -32,17 +28,18 @@ export const checks = {
     await openView('/songs', 'song-row');
     await openView(`/playlists/${encodeURIComponent(id)}`);
     const order = async () => (await ask('Playlist', 'get', { id })).songs.map((song) => song.id);
-    await browser.drag(row(1), row(3));
+    await drag(row(1), row(3));
     await until('the new order', async () =>
       String(await order()) === String([ids[1], ids[2], ids[0]]));
-    await until('the list', () => browser.run((selector) => {
-      document.querySelector(selector)?.focus();
-      return document.activeElement.matches(selector);
-    }, `${row(1)} [data-focus]`));
+    await until('the list', () => browser.run((selector, title) => {
+      const name = document.querySelector(selector);
+      name?.focus();
+      return name && name === document.activeElement && name.textContent === title;
+    }, `${row(1)} [data-focus]`, songs[1].title));
     await browser.press(keys.down, keys.alt);
     await until('the order by keys', async () =>
       String(await order()) === String([ids[2], ids[1], ids[0]]));
-    await browser.drag(`${row(1)} .row-names`, `side-bar a[title="${list}"]`);
+    await drag(`${row(1)} .row-names`, `side-bar a[title="${list}"]`);
     await until('the song that was dropped', async () => (await order()).length === 4);
     assert.deepEqual(await foreignTexts(), []);
     await chooseOfList('do.delete');
@@ -57,10 +54,11 @@ export const checks = {
     await openView(`/playlists/${encodeURIComponent(id)}`, row(4));
     await browser.click(`${row(1)} .row-names`, keys.control);
     await browser.click(`${row(2)} .row-names`, keys.shift);
-    await browser.drag(row(2), row(4));
+    await drag(row(2), row(4));
     await until('the new order', async () => String((await ask('Playlist', 'get', { id })).songs
       .map((song) => song.id)) === String([ids[2], ids[3], ids[0], ids[1]]));
-    await browser.hold(`${row(3)} .row-names`, 700);
+    await settled();
+    await browser.hold(`${row(3)} .row-names`, 1500);
     await browser.click(`${row(4)} .row-names`);
     await browser.click('.selection [aria-label="Remove"]');
     await until('two songs', async () => (await ask('Playlist', 'get', { id })).total === 2);
@@ -88,8 +86,8 @@ export const checks = {
       await browser.pick('.rule-test select', 'year');
       await browser.pick('.rule-test select + select', 'atLeast');
       await browser.type('.rule-value input', '1');
-      await until('songs', () => browser.run(() => document.querySelector('.rule-songs li')));
-      const count = await browser.text('.rule-count');
+      await browser.find('.rule-songs li');
+      const count = await until('their number', () => browser.text('.rule-count'));
       assert.deepEqual(await foreignTexts('dialog'), []);
       await browser.click('dialog .is-main');
       await browser.find('.playlist song-row');

@@ -20,11 +20,12 @@ export const checks = {
     await browser.click('.rights ~ .button');
     assert.match(await send({ name: 'dora', password: 'short' }, true), /8 to 256/);
     await send({ password: 'long enough' });
-    await until('dora', async () => (await names()).includes('dora'));
-    await browser.click('.setting-group:has(.rights) .rights:has(legend):last-of-type .icon-button');
+    const dora = '.rights [aria-label="More for dora"]';
+    await browser.click(dora);
     await browser.click('.menu .menu-item:last-child');
     await browser.click('dialog .is-danger');
-    await until('dora to go', async () => !(await names()).includes('dora'));
+    await until('dora to go', async () => !(await names()).includes('dora') &&
+      !await browser.run((one) => document.querySelector(one), dora));
     await browser.click('.setting-group .tools .button:nth-child(2)');
     await send({ for: 'a phone' });
     assert.equal((await ask('User', 'keys')).keys.length, 1);
