@@ -66,14 +66,15 @@ export class LongList extends Part {
    * @param {Source<T>} source
    * @param {Look<T>} look
    * @param {Range} [range] what is fetched first
+   * @param {number} [total] as far as it is known
    */
-  show(source, look, range = [0, 1]) {
+  show(source, look, range = [0, 1], total = -1) {
     this.#look = look;
     this.#sheet.setAttribute('aria-label', look.label);
     this.classList.toggle('is-grid', look.grid !== undefined);
     this.#pages?.stop();
     this.#pages = new Pages(source, (total, isNew) => this.#onPage(total, isNew),
-      () => this.#onFail());
+      () => this.#onFail(), total);
     if (this.isConnected) {
       this.#measure();
       this.#pages.want(...range);
@@ -83,7 +84,7 @@ export class LongList extends Part {
   /** Fetches everything anew, stays where it is, and shows what was there until then. */
   reload() {
     if (this.#pages && this.#look) {
-      this.show(this.#pages.source, this.#look, this.#range());
+      this.show(this.#pages.source, this.#look, this.#range(), this.#pages.total);
     }
   }
 
@@ -96,7 +97,7 @@ export class LongList extends Part {
    * @returns {T | undefined}
    */
   at(index) {
-    return this.#pages?.at(index);
+    return this.#pages?.at(index) ?? this.#shown.get(index)?.item;
   }
 
   /**
@@ -233,9 +234,11 @@ export class LongList extends Part {
     if (total > 0 || !look.empty) {
       this.#update();
     }
+    this.dispatchEvent(new Event('fetched'));
   }
 
   #onFail() {
+    this.dispatchEvent(new Event('fetched'));
     if ((this.#pages?.total ?? -1) >= 0) {
       return;
     }

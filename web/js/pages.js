@@ -18,11 +18,13 @@ export class Pages {
    * @param {Source<T>} source
    * @param {(total: number, isNew: boolean) => void} onPage isNew: the total was another one
    * @param {(error: unknown) => void} onFail
+   * @param {number} total as far as it is known
    */
-  constructor(source, onPage, onFail) {
+  constructor(source, onPage, onFail, total) {
     this.source = source;
     this.onPage = onPage;
     this.onFail = onFail;
+    this.#total = total;
   }
 
   /** -1: not known yet. */

@@ -23,7 +23,8 @@ const MOST = 1000;
  * @property {boolean} [isShort]
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
- * @property {(places: number[], before: number) => unknown} [onMove] `before`: an entry's place now
+ * @property {(places: number[], before: number) => unknown} [onMove] `before`: an entry's place now.
+ *   False: not now
  * @property {(places: number[]) => unknown} [onRemove]
  * @property {(index: number) => void} [play]
  * @property {(index: number) => boolean} [isCurrent]
@@ -121,8 +122,9 @@ function enableRows(list, look, selection) {
     const to = from + (step ?? 0);
     if (event.altKey && step && look.onMove && from >= 0 && to >= 0 && to < list.total) {
       event.preventDefault();
-      look.onMove([from], step > 0 ? to + 1 : to);
-      list.focusItem(to);
+      if (look.onMove([from], step > 0 ? to + 1 : to) !== false) {
+        list.focusItem(to);
+      }
     }
   }, { signal: list.signal });
 }

@@ -93,6 +93,7 @@ export function view({ id }) {
   return page('playlist', t('kind.playlist'), (view) => {
     view.append(h('div', { class: 'banner is-pending' }));
     const source = playlistSongs(id);
+    let isMoving = false;
     const get = async (/** @type {AbortSignal} */ signal) =>
       Promise.all([playlist(id, signal), source.fetch(0, 40, signal)]);
     view.fetch(get, ([found, { items }]) => {
@@ -107,11 +108,19 @@ export function view({ id }) {
           view.querySelector('.banner')?.classList.toggle('is-empty', total === 0);
         },
         empty: () => emptyNote('playlists', t('playlist.empty'), own ? t('playlist.empty.hint') : ''),
-        onMove: own ? (from, before) => attempt(async () => {
-          const songs = from.map((place) => list.at(place)).filter((one) => one !== undefined);
-          await moveInPlaylist(id, /** @type {Song[]} */ (songs), from, before);
-          list.reload();
-        }) : undefined,
+        onMove: own ? (from, before) => {
+          const songs = from.flatMap((place) => list.at(place) ?? []);
+          if (isMoving || songs.length < from.length) {
+            return false;
+          }
+          isMoving = true; // until the list has its new order: places of the old one are wrong
+          return attempt(() => moveInPlaylist(id, songs, from, before).finally(() => {
+            list.reload();
+            list.addEventListener('fetched', () => {
+              isMoving = false;
+            }, { once: true });
+          }));
+        } : undefined,
         onRemove: own ? (places) => attempt(() =>
           changePlaylist('remove', { id, position: places.map(String) })) : undefined,
       });
