@@ -22,8 +22,9 @@ export const browser = await Browser.start();
 export function ask(api, method, params = {}, post = false) {
   return browser.run(async (form, isPost) => {
     const body = new URLSearchParams(form);
-    const answer = await (isPost ? window.plainFetch('/webapi/entry.cgi', { method: 'POST', body })
-      : window.plainFetch(`/webapi/entry.cgi?${body}`));
+    const plainFetch = window.plainFetch ?? fetch;
+    const answer = await (isPost ? plainFetch('/webapi/entry.cgi', { method: 'POST', body })
+      : plainFetch(`/webapi/entry.cgi?${body}`));
     return (await answer.json()).data;
   }, { api: `VARN.Tonvale.${api}`, version: '1', method, ...params }, post);
 }

@@ -36,9 +36,14 @@ export const checks = {
       name?.focus();
       return name && name === document.activeElement && name.textContent === title;
     }, `${row(1)} [data-focus]`, songs[1].title));
+    await settled();
     await browser.press(keys.down, keys.alt);
     await until('the order by keys', async () =>
       String(await order()) === String([ids[2], ids[1], ids[0]]));
+    await settled();
+    await browser.press(keys.up + keys.down + keys.up + keys.down, keys.alt);
+    await settled();
+    assert.equal(String((await order()).sort()), String([...ids].sort()), 'keys in a hurry');
     await drag(`${row(1)} .row-names`, `side-bar a[title="${list}"]`);
     await until('the song that was dropped', async () => (await order()).length === 4);
     assert.deepEqual(await foreignTexts(), []);
