@@ -121,10 +121,16 @@ export async function play() {
   await isPlaying();
 }
 
-/** Plays the album of the longest song: it goes on while a slow machine looks at other things. */
+/** The two longest songs, by their paths: they go on while a slow machine looks at other things. */
+export async function longSongs() {
+  const { songs } = await ask('Song', 'list',
+    { sort_by: 'duration', sort_direction: 'DESC', limit: 2, additional: 'song_tag' });
+  return songs.sort((a, b) => a.path < b.path ? -1 : 1);
+}
+
+/** Plays their album. */
 export async function playLong() {
-  const { songs: [song] } = await ask('Song', 'list',
-    { sort_by: 'duration', sort_direction: 'DESC', limit: 1, additional: 'song_tag' });
+  const [song] = await longSongs();
   const { album: name, album_artist: by } = song.additional.song_tag;
   await openView(`/albums/view?${new URLSearchParams({ name, by })}`, 'song-row');
   await play();
@@ -205,9 +211,9 @@ export const isTooWide = () => browser.run(() =>
     (document.querySelector('main')?.scrollWidth ?? 0) > innerWidth);
 
 /** Addresses and forms of the requests since the last call. */
-export async function newRequests() {
+export async function newRequests(of = browser) {
   const requests = [];
-  for (const { message } of await browser.log('performance')) {
+  for (const { message } of await of.log('performance')) {
     const { method, params } = JSON.parse(message).message;
     if (method === 'Network.requestWillBeSent') {
       requests.push(params.request.url + (params.request.postData ?? ''));
@@ -216,10 +222,10 @@ export async function newRequests() {
   return requests;
 }
 
-/** Faults of the console since the last call; a refused login is none. */
-export async function newFaults() {
-  return (await browser.log('browser')).filter(({ level, message }) =>
-    level === 'SEVERE' && !/status of 401/.test(message)).map(({ message }) => message);
+/** Faults of the console since the last call; a refused login and a busy server are none. */
+export async function newFaults(of = browser) {
+  return (await of.log('browser')).filter(({ level, message }) =>
+    level === 'SEVERE' && !/status of (401|503|504)/.test(message)).map(({ message }) => message);
 }
 
 /** Texts in sight that are neither data (dir=auto), figures, languages, nor of the table. */

@@ -38,8 +38,10 @@ export class Browser {
     process.once('exit', () => browser.driver.kill());
     const port = await new Promise((resolve, reject) => {
       browser.driver.once('error', reject);
+      let said = '';
       browser.driver.stdout.on('data', (text) => {
-        const found = /successfully on port (\d+)/.exec(String(text));
+        said += text;
+        const found = /successfully on port (\d+)\./.exec(said);
         if (found) {
           resolve(found[1]);
         }

@@ -1,8 +1,8 @@
 // Share links, and their public page.
 
 import assert from 'node:assert/strict';
-import { address, asPhone, ask, browser, choose, chooseOfList, isPlaying, openView, seekBy,
-  takePicture } from '../steps.mjs';
+import { address, asPhone, ask, browser, choose, chooseOfList, isPlaying, longSongs,
+  newFaults, newRequests, openView, seekBy, takePicture } from '../steps.mjs';
 import { Browser, until } from '../webdriver.mjs';
 
 const addressShown = async () => new URL(await until('the address', () => browser.run(() =>
@@ -24,9 +24,8 @@ export const checks = {
     await until('the end of the link', async () => (await fetch(address + path)).status === 404);
   },
   'a list is shared, and heard in another browser without a login or scripts': async () => {
-    const [{ id: long }] = (await ask('Song', 'search', { keyword: 'Small Hours' })).songs;
-    const [{ id: short }] = (await ask('Song', 'search', { keyword: 'Signal' })).songs;
-    const made = { name: 'Shared', songs: `${long},${short}` };
+    const songs = (await longSongs()).reverse(); // a page of a link can seek in MP3
+    const made = { name: 'Shared', songs: songs.map(({ id }) => id).join() };
     const { id } = await ask('Playlist', 'create', made, true);
     await openView(`/playlists/${encodeURIComponent(id)}`, 'song-row');
     await chooseOfList('do.share');
@@ -51,12 +50,10 @@ export const checks = {
       await takePicture('the page of a link', visitor);
       await asPhone(visitor);
       await takePicture('the page of a link on a phone', visitor);
-      const asked = (await visitor.log('performance')).map(({ message }) => JSON.parse(message).message)
-        .filter(({ method }) => method === 'Network.requestWillBeSent')
-        .map(({ params }) => params.request.url).filter((one) => !one.startsWith('data:'));
+      const asked = (await newRequests(visitor)).filter((one) => !one.startsWith('data:'));
       assert.deepEqual(asked.filter((one) => !one.startsWith(address) ||
         (one.includes('/webapi/') && !/Sharing\.Page&.*sharing_id=/.test(one))), []);
-      assert.deepEqual((await visitor.log('browser')).filter(({ level }) => level === 'SEVERE'), []);
+      assert.deepEqual(await newFaults(visitor), []);
     } finally {
       await visitor.end();
     }

@@ -5,8 +5,8 @@ import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
 import { readdirSync, renameSync } from 'node:fs';
 import { visitDialogs, visitViews } from '../everywhere.mjs';
-import { address, asPhone, ask, browser, freshPage, isPlaying, isTooWide, music, openView, play,
-  playLong, seekBy, settled, slowDown, takePicture, withScript } from '../steps.mjs';
+import { address, asPhone, ask, browser, freshPage, isPlaying, isTooWide, longSongs, music, openView,
+  play, playLong, seekBy, settled, slowDown, takePicture, withScript } from '../steps.mjs';
 import { until } from '../webdriver.mjs';
 
 const LONG = `<b>مرحبا</b> שלום 🎵 ${'ä endless name & '.repeat(250)}`.slice(0, 4000);
@@ -57,7 +57,6 @@ async function withoutFile(song, run) {
 }
 
 const titleNow = () => browser.text('player-bar .now-title');
-const songsOf = async (album) => (await ask('Song', 'list', { album, sort_by: 'path' })).songs;
 
 /** Scrolls through the open list frame by frame; counts frames, and places without a row. */
 const scrollSmoothly = async () => {
@@ -79,7 +78,7 @@ const scrollSmoothly = async () => {
 
 export const checks = {
   'a song that is deleted while it plays, or before its turn, is passed over': async () => {
-    const [first, second] = await songsOf('A Long Night');
+    const [first, second] = await longSongs();
     await playLong();
     assert.equal(await titleNow(), first.title);
     await withoutFile(first, async () => {
@@ -87,7 +86,7 @@ export const checks = {
       await until('the song after it', async () => await titleNow() === second.title);
       await isPlaying();
     });
-    const album = await songsOf('Night Radio');
+    const { songs: album } = await ask('Song', 'list', { album: 'Night Radio', sort_by: 'path' });
     await withoutFile(album[1], async () => {
       await openView('/albums/view?name=Night%20Radio&by=Various%20Artists', 'song-row');
       await play();
