@@ -145,11 +145,13 @@ export async function seekBy(selector, of = browser) {
   await of.run(() => {
     window.sought = 0;
     document.addEventListener('seeking', ({ target }) => {
-      window.sought = target.currentTime / target.duration;
-    }, { capture: true, once: true });
+      window.sought ||= target.currentTime / target.duration; // 0 where a song begins
+    }, true);
   });
-  await of.click(selector);
-  return until('the song to be sought in', () => of.run(() => window.sought));
+  return until('the song to be sought in', async () => {
+    await of.click(selector);
+    return of.run(() => window.sought);
+  });
 }
 
 /** @param {'off' | 'all' | 'one'} how songs are repeated */
