@@ -9,7 +9,7 @@
 
 import assert from 'node:assert/strict';
 import { readdirSync } from 'node:fs';
-import { address, browser, freshPage, newFaults, newRequests, takePicture } from './steps.mjs';
+import { address, endings, freshPage, newFaults, newRequests, takePicture } from './steps.mjs';
 
 const here = new URL('checks/', import.meta.url);
 const themes = process.argv.slice(5);
@@ -44,5 +44,7 @@ for (const file of readdirSync(here).sort()) {
     assert.deepEqual((await newFaults()).filter((one) => !expected?.test(one)), []);
   });
 }
-await browser.end();
+for (const end of endings) {
+  await end();
+}
 process.exit(failed > 0 ? 1 : 0);

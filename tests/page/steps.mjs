@@ -18,6 +18,9 @@ export const music = process.env.MUSIC;
 export const [userName, password] = login.split(/:(.*)/s);
 export const browser = await Browser.start();
 
+/** What the end of the run waits for. */
+export const endings = [() => browser.end()];
+
 /** What the API answers to the page's own session. */
 export function ask(api, method, params = {}, post = false) {
   return browser.run(async (form, isPost) => {

@@ -3,10 +3,10 @@
 
 import assert from 'node:assert/strict';
 import { spawn } from 'node:child_process';
-import { readdirSync, renameSync } from 'node:fs';
+import { existsSync, readdirSync, renameSync } from 'node:fs';
 import { visitDialogs, visitViews } from '../everywhere.mjs';
-import { address, asPhone, ask, browser, freshPage, isPlaying, isTooWide, longSongs, music, openView,
-  play, playLong, seekBy, settled, slowDown, takePicture, withScript } from '../steps.mjs';
+import { address, asPhone, ask, browser, endings, freshPage, isPlaying, isTooWide, longSongs, music,
+  openView, play, playLong, seekBy, settled, slowDown, takePicture, withScript } from '../steps.mjs';
 import { until } from '../webdriver.mjs';
 
 const LONG = `<b>مرحبا</b> שלום 🎵 ${'ä endless name & '.repeat(250)}`.slice(0, 4000);
@@ -104,16 +104,18 @@ export const checks = {
         const there = performance.getEntriesByType('resource').map((one) => one.name);
         return all.every((file) => there.some((one) => one.endsWith(`/views/${file}`)));
       }, views));
-      process.kill(process.env.SERVER);
-      await until('no server', () => fetch(address).then(() => false, () => true));
+      const { PROGRAMS, SERVER } = process.env;
+      process.kill(SERVER);
+      await until('no server', () => !existsSync(`/proc/${SERVER}`));
       await browser.click('side-bar [data-nav=artists]');
       await until('a word of it', () => browser.text('.away'));
       const tries = () => browser.run(() => window.asked);
       const before = await tries();
       await until('three more tries', async () => await tries() > before + 2);
-      const server = spawn(`${process.env.PROGRAMS}/tonvale`,
-        ['serve', '--port', new URL(address).port], { stdio: 'ignore' });
-      process.once('exit', () => server.kill());
+      const server = spawn(`${PROGRAMS}/tonvale`, ['serve', '--port', new URL(address).port],
+        { stdio: 'ignore' });
+      const ended = new Promise((resolve) => server.once('exit', resolve));
+      endings.push(() => server.kill() && ended);
       await browser.find('.groups .card-link');
       await until('no word of it', async () => await browser.text('.away') === '');
       await isPlaying();
