@@ -115,6 +115,7 @@ export const checks = {
       const server = spawn(`${PROGRAMS}/tonvale`, ['serve', '--port', new URL(address).port],
         { stdio: 'ignore' });
       const ended = new Promise((resolve) => server.once('exit', resolve));
+      process.once('exit', () => server.kill()); // also of a run that breaks off
       endings.push(() => server.kill() && ended);
       await browser.find('.groups .card-link');
       await until('no word of it', async () => await browser.text('.away') === '');
