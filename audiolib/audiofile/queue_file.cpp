@@ -40,11 +40,12 @@ constexpr mode_t kMode = 0644;
 constexpr off_t kHeaderSize = sizeof(__tag_PlayerInfo__);
 constexpr off_t kRecordSize = sizeof(VARN_MEDIA_INFO);
 
-// Nothing but a regular file, and no waiting for the other end of a FIFO.
+// A file, or a device that takes its place. Nobody waits for the other end of a FIFO.
 Fd Open(const char *path, int flags) {
     Fd file(open(path, flags | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode));
     struct stat info {};
-    if (file && (fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))) {
+    if (file &&
+        (fstat(file.Get(), &info) != 0 || (!S_ISREG(info.st_mode) && !S_ISCHR(info.st_mode)))) {
         file = Fd();
     }
     if (!file) {

@@ -27,11 +27,12 @@ bool EscapePatterns(std::string &condition) {
 
 // Runs the statement and reads the number of its first row.
 int64_t ReadCount(MEDIA_DB_HANDLE &handle, const char *statement) {
-    if (VARNDBExecute(handle.conn, statement, &handle.result) == -1) {
+    if (VARNDBExecute(handle.conn, statement, &handle.result) == -1 ||
+        VARNDBNumRows(handle.result) == 0) {
         support::LogFailedStatement(kSource, handle.conn, statement);
         return -1;
     }
-    return VARNDBNumRows(handle.result) > 0 ? VARNPageTotalRowCount(&handle) : -1;
+    return VARNPageTotalRowCount(&handle);
 }
 
 int64_t Count(const Source &source, const char *expression, std::string condition,

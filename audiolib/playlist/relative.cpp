@@ -20,7 +20,7 @@ std::string WithoutFirstStep(std::string_view path) {
         return std::string(path);
     }
     const std::size_t above = path.substr(0, at).rfind('/');
-    std::string result(path.substr(0, above == path.npos ? 0 : above));
+    std::string result(path.substr(0, above == path.npos ? at : above));
     return result.append(path.substr(at + kStepUp.size()));
 }
 

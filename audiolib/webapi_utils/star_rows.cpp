@@ -1,5 +1,6 @@
 // Ratings in the library database.
 #include <algorithm>
+#include <iterator>
 #include <optional>
 #include <string>
 
@@ -114,7 +115,8 @@ Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, con
     if (!transaction.Commit()) {
         return Saved::kNo;
     }
-    paths = std::move(found.names);
+    paths.insert(paths.end(), std::make_move_iterator(found.names.begin()),
+                 std::make_move_iterator(found.names.end()));
     return Saved::kYes;
 }
 

@@ -78,8 +78,8 @@ TONVALE_EXPORT int64_t VARNPageTotalRowCount(const MEDIA_DB_HANDLE *handle) noex
 // result is the first group's count.
 // escapeCondition 1 doubles the backslashes in the condition's LIKE patterns first; it is not for
 // patterns that @VARN:LVAR made safe already.
-// Returns the count, or -1; without a log line for a personal kind that the user may not browse,
-// and for a grouping without any group.
+// Returns the count, or -1, also for a grouping without any group. A personal kind that the user
+// may not browse is not logged.
 TONVALE_EXPORT int64_t AudioInfoDBGetCount(const char *library, uid_t uid, int tableType,
                                            const char *countExpression, const char *condition,
                                            const char *groupBy, int escapeCondition) noexcept;

@@ -84,8 +84,9 @@ TONVALE_EXPORT int VARNPlaylistRemoveDuplicateSongs(const PLAYLIST_REC *list, PL
                                                     int failOnDuplicate, int flags) noexcept;
 
 // Takes the first "/.." of a path away together with the component before it; more of them stay.
-// "/a/b/../c" becomes "/a/c". At most 4095 bytes of the path are read, the result is cut to
-// outSize. 0, or -1 (null argument, size below 1).
+// "/a/b/../c" becomes "/a/c"; a component without a slash before it stays, "a/../c" becomes "a/c".
+// At most 4095 bytes of the path are read, the result is cut to outSize. 0, or -1 (null argument,
+// size below 1).
 TONVALE_EXPORT int VARNPathRelativeToABS(const char *path, char *out, int outSize) noexcept;
 
 // The number of entries, 0 for null; and the list the other way round, in place.

@@ -298,7 +298,7 @@ TONVALE_EXPORT int VARNAudioWebapiSetSongRating(unsigned uid,
                                                 unsigned star) noexcept;
 
 // Writes the table's rows over the connection of `database`, which may have no transaction open,
-// and sets `paths` to the path or virtual name of each song that was rated. An id that the library
+// and adds to `paths` the path or virtual name of each song that was rated. An id that the library
 // does not have is passed over. A rating of 0 is kept as a row too. All rows are written or none;
 // what was refused, as of two first ratings at once, is tried once more. A locked table,
 // as the indexer leaves it while it gives moved songs their ids back, is waited for 10 seconds.

@@ -157,6 +157,17 @@ TEST_F(PlaylistParse, Membership) {
     EXPECT_TRUE(!IsRoot() || Logged("audiolib/playlist:[0-9]+ ERROR: ~IF_RUN_AS\\(1030, 100\\)"));
 }
 
+TEST_F(PlaylistParse, OneStepUp) {
+    std::array<char, 16> out{};
+    for (const auto &[path, expected] : {std::pair("/a/b/../../c", "/a/../c"),
+                                         {"/../c", "/c"},
+                                         {"a/../c", "a/c"},
+                                         {"a.mp3", "a.mp3"}}) {
+        EXPECT_EQ(VARNPathRelativeToABS(path, out.data(), out.size()), 0);
+        EXPECT_STREQ(out.data(), expected);
+    }
+}
+
 TEST_F(PlaylistParse, FirstSong) {
     const int file = AddSong({.path = In("cue.flac"), .has_virtual = true});
     AddSong({.path = In("cue.flac"), .track = 3, .is_virtual = true});

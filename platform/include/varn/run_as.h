@@ -34,10 +34,10 @@ enum class Afterwards {
 };
 
 // Switches the effective user, group and supplementary groups. The identity of before is kept as
-// numbers. A switch that fails, either way, is logged at critical level for the authorisation
-// facility as IF_RUN_AS, with `source` and the line. errno stays after the scope. Without root
-// among its user ids a process has one identity, and nothing is switched. Not for processes in
-// which another thread depends on the account.
+// numbers. A switch that fails, either way, is logged at critical level as IF_RUN_AS, with `source`
+// and the line. errno stays after the scope. Without root among its user ids a process has one
+// identity, and nothing is switched. Not for processes in which another thread depends on the
+// account.
 class VARN_EXPORT RunAs {
   public:
     explicit RunAs(Who who, Afterwards afterwards = Afterwards::kBack,
