@@ -30,6 +30,7 @@ const auto &Apis() {
         &kAlbumApi,
         &kArtistApi,
         &kAuthApi,
+        &kBookmarkApi,
         &kComposerApi,
         &kCoverApi,
         &kDescriptionApi,

@@ -143,6 +143,7 @@ RefusedAction RefuseUnread(std::string_view query, const Refusal &refusal);
 extern const Api kAlbumApi;
 extern const Api kArtistApi;
 extern const Api kAuthApi;
+extern const Api kBookmarkApi;
 extern const Api kComposerApi;
 extern const Api kCoverApi;
 extern const Api kDescriptionApi;

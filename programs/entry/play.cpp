@@ -1,6 +1,5 @@
 // VARN.Tonvale.Play: what the user who asks has played.
 #include "action.h"
-#include "service/base/failure.h"
 #include "service/listening/plays.h"
 
 namespace tonvale_entry {
@@ -14,7 +13,6 @@ constexpr Parameter kTimes{.name = "times",
                            .kind = Kind::kNumbers,
                            .high = kMostExact};
 
-// A song that has left the library meanwhile is left out, unless it is the only one.
 Json::Value Note(const Request &asked) {
     const std::vector<std::string> ids = asked.Values("songs");
     const bool hasTimes = asked.Given("times").has_value();
@@ -31,9 +29,7 @@ Json::Value Note(const Request &asked) {
         }
         plays.push_back({song->row, *when});
     }
-    if (NotePlays(asked.User().GetLoginUID(), plays) == 0) {
-        throw Refusal{Code::kNoSuchItem};
-    }
+    NotePlays(asked.User().GetLoginUID(), plays);
     return Json::Value(Json::objectValue);
 }
 

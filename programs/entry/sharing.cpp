@@ -127,6 +127,7 @@ constexpr Field kSharing[] = {{"id", "text"},
                               {"status", "text", "valid, invalid before its first day, expired"},
                               {"playlist_id", "text"},
                               {"name", "text"},
+                              {"made", "time"},
                               {"song_url?", "text", "of share_song: of that song alone"}};
 constexpr Field kOne[] = {{"sharing", "Sharing"}};
 constexpr Field kPage[] = {{"offset", "number"}, {"total", "number"}, {"sharings", "[Sharing]"}};

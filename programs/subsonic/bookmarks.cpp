@@ -21,15 +21,14 @@ long long PositionOf(const Request &asked) {
     return asked.Number("position", 0, 0, LLONG_MAX / 2);
 }
 
-Json::Value GetBookmarks(const Request &asked) {
+Json::Value Bookmarks(const Request &asked) {
     const std::vector<Bookmark> bookmarks = tonvale_service::BookmarksOf(asked.Uid());
     std::vector<SongId> songs;
     for (const Bookmark &bookmark : bookmarks) {
         songs.push_back(bookmark.song);
     }
     std::map<std::string, Json::Value> children = ChildrenById(asked, songs);
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["bookmarks"]["bookmark"] = Json::Value(Json::arrayValue);
+    Json::Value list(Json::arrayValue);
     for (const Bookmark &bookmark : bookmarks) {
         const auto child = children.find(tonvale_service::SongIdText(bookmark.song));
         if (child == children.end()) {
@@ -44,7 +43,7 @@ Json::Value GetBookmarks(const Request &asked) {
         told["changed"] = TimeText(bookmark.changed);
         told["entry"] = std::move(child->second);
     }
-    return members;
+    return list;
 }
 
 Json::Value CreateBookmark(const Request &asked) {
@@ -124,7 +123,7 @@ Json::Value SavePlayQueueByIndex(const Request &asked) {
 constexpr Endpoint kEndpoints[] = {
     {.name = "createBookmark", .answer = CreateBookmark, .changes = true},
     {.name = "deleteBookmark", .answer = DeleteBookmark, .changes = true},
-    {.name = "getBookmarks", .answer = GetBookmarks},
+    {.name = "getBookmarks", .answer = Named<"bookmarks", Named<"bookmark", Bookmarks>>},
     {.name = "getPlayQueue", .answer = GetPlayQueue},
     {.name = "getPlayQueueByIndex", .answer = GetPlayQueueByIndex},
     {.name = "savePlayQueue", .answer = SavePlayQueue, .changes = true},

@@ -19,9 +19,8 @@ using namespace tonvale_service;
 // Those that sort names are without (docs/browsing.md).
 constexpr char kArticles[] = "The A An";
 
-Json::Value GetMusicFolders(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["musicFolders"]["musicFolder"] = Json::Value(Json::arrayValue);
+Json::Value MusicFolders(const Request &asked) {
+    Json::Value list(Json::arrayValue);
     const std::vector<std::string> kinds = BrowsableKinds(asked.Uid());
     const auto add = [&](const char *kind, int id, const char *name) {
         if (std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) {
@@ -33,7 +32,7 @@ Json::Value GetMusicFolders(const Request &asked) {
     };
     add("shared", kSharedFolder, "Shared music");
     add("personal", kOwnFolder, "My music");
-    return members;
+    return list;
 }
 
 // Under which letter a name stands.
@@ -65,9 +64,8 @@ class Index {
     Json::Value list_{Json::arrayValue};
 };
 
-Json::Value GetArtists(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    Json::Value &artists = members["artists"];
+Json::Value Artists(const Request &asked) {
+    Json::Value artists(Json::objectValue);
     artists["ignoredArticles"] = kArticles;
     std::vector<ArtistFacts> all = AllArtists(LibraryOf(asked));
     std::erase_if(all, [](const ArtistFacts &artist) { return !artist.isListed; });
@@ -77,7 +75,7 @@ Json::Value GetArtists(const Request &asked) {
         index.Add(letter, std::move(artist));
     }
     artists["index"] = index.Take();
-    return members;
+    return artists;
 }
 
 void AppendSongs(const ListRequest &request, const FolderContents &inside, Json::Value &child) {
@@ -88,18 +86,17 @@ void AppendSongs(const ListRequest &request, const FolderContents &inside, Json:
     }
 }
 
-Json::Value GetIndexes(const Request &asked) {
+Json::Value Indexes(const Request &asked) {
     const ListRequest request = LibraryOf(asked);
     const long long since = asked.Number("ifModifiedSince", -1, 0, LLONG_MAX);
-    Json::Value members(Json::objectValue);
-    Json::Value &indexes = members["indexes"];
+    Json::Value indexes(Json::objectValue);
     const long long read = LibraryRead(request) * 1000;
     indexes["lastModified"] = Json::Int64{read};
     indexes["ignoredArticles"] = kArticles;
     indexes["index"] = Json::Value(Json::arrayValue);
     Json::Value &child = indexes["child"] = Json::Value(Json::arrayValue);
     if (read <= since) {
-        return members;
+        return indexes;
     }
     Index index;
     for (const FolderFacts &root : ContentsOf(request, 0, asked.User()).folders) {
@@ -113,7 +110,7 @@ Json::Value GetIndexes(const Request &asked) {
         AppendSongs(request, inside, child);
     }
     indexes["index"] = index.Take();
-    return members;
+    return indexes;
 }
 
 Json::Value FolderDirectory(const Request &asked, const std::string &id) {
@@ -154,18 +151,15 @@ Json::Value ArtistDirectory(const Request &asked, const std::string &id) {
 }
 
 // Old clients take albums and artists for folders, wherever they have found them.
-Json::Value GetMusicDirectory(const Request &asked) {
+Json::Value Directory(const Request &asked) {
     const std::string id = asked.Required("id");
-    Json::Value members(Json::objectValue);
-    members["directory"] = id.starts_with(kAlbumPrefix)    ? AlbumDirectory(asked, id)
-                           : id.starts_with(kArtistPrefix) ? ArtistDirectory(asked, id)
-                                                           : FolderDirectory(asked, id);
-    return members;
+    return id.starts_with(kAlbumPrefix)    ? AlbumDirectory(asked, id)
+           : id.starts_with(kArtistPrefix) ? ArtistDirectory(asked, id)
+                                           : FolderDirectory(asked, id);
 }
 
-Json::Value GetGenres(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["genres"]["genre"] = Json::Value(Json::arrayValue);
+Json::Value Genres(const Request &asked) {
+    Json::Value list(Json::arrayValue);
     for (const GenreFacts &genre : AllGenres(LibraryOf(asked))) {
         Json::Value object(Json::objectValue);
         object["value"] = genre.name;
@@ -173,39 +167,37 @@ Json::Value GetGenres(const Request &asked) {
         object["albumCount"] = genre.albums;
         list.append(std::move(object));
     }
-    return members;
+    return list;
 }
 
-Json::Value GetArtist(const Request &asked) {
-    const ArtistFacts artist = FindArtist(asked, asked.Required("id"));
-    Json::Value members(Json::objectValue);
-    members["artist"] = ArtistsOf(asked, {artist})[0];
-    members["artist"]["album"] = AlbumsOf(asked, AlbumsBy(asked, artist));
-    return members;
+Json::Value Artist(const Request &asked) {
+    const ArtistFacts facts = FindArtist(asked, asked.Required("id"));
+    Json::Value artist = ArtistsOf(asked, {facts})[0];
+    artist["album"] = AlbumsOf(asked, AlbumsBy(asked, facts));
+    return artist;
 }
 
-Json::Value GetAlbum(const Request &asked) {
-    const AlbumFacts album = FindAlbum(asked, asked.Required("id"));
-    Json::Value members(Json::objectValue);
-    members["album"] = AlbumsOf(asked, {album})[0];
-    members["album"]["song"] = ChildrenOf(SongsOf(asked, album));
-    return members;
+Json::Value Album(const Request &asked) {
+    const AlbumFacts facts = FindAlbum(asked, asked.Required("id"));
+    Json::Value album = AlbumsOf(asked, {facts})[0];
+    album["song"] = ChildrenOf(SongsOf(asked, facts));
+    return album;
 }
 
-Json::Value GetSong(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    members["song"] = ChildOf(FindSong(asked, asked.Required("id")));
-    return members;
+Json::Value Song(const Request &asked) {
+    return ChildOf(FindSong(asked, asked.Required("id")));
 }
 
-constexpr Endpoint kEndpoints[] = {{.name = "getAlbum", .answer = GetAlbum},
-                                   {.name = "getArtist", .answer = GetArtist},
-                                   {.name = "getArtists", .answer = GetArtists},
-                                   {.name = "getGenres", .answer = GetGenres},
-                                   {.name = "getIndexes", .answer = GetIndexes},
-                                   {.name = "getMusicDirectory", .answer = GetMusicDirectory},
-                                   {.name = "getMusicFolders", .answer = GetMusicFolders},
-                                   {.name = "getSong", .answer = GetSong}};
+constexpr Endpoint kEndpoints[] = {
+    {.name = "getAlbum", .answer = Named<"album", Album>},
+    {.name = "getArtist", .answer = Named<"artist", Artist>},
+    {.name = "getArtists", .answer = Named<"artists", Artists>},
+    {.name = "getGenres", .answer = Named<"genres", Named<"genre", Genres>>},
+    {.name = "getIndexes", .answer = Named<"indexes", Indexes>},
+    {.name = "getMusicDirectory", .answer = Named<"directory", Directory>},
+    {.name = "getMusicFolders",
+     .answer = Named<"musicFolders", Named<"musicFolder", MusicFolders>>},
+    {.name = "getSong", .answer = Named<"song", Song>}};
 
 }  // namespace
 

@@ -3,6 +3,7 @@
 
 #include <json/value.h>
 
+#include <algorithm>
 #include <span>
 #include <string_view>
 
@@ -24,6 +25,21 @@ struct Endpoint {
     bool takesRoot = false;  // for moments; the others give root's rights up before they begin
     bool needsLogin = true;
 };
+
+// The name of a member, as an argument of a template.
+template <std::size_t Size>
+struct MemberName {
+    consteval MemberName(const char (&name)[Size]) { std::copy_n(name, Size, text); }
+    char text[Size] = {};
+};
+
+// An answer, or a part of one, that is an object with one member. Make gives the member's value.
+template <MemberName Name, Json::Value (*Make)(const Request &)>
+Json::Value Named(const Request &asked) {
+    Json::Value object(Json::objectValue);
+    object[Name.text] = Make(asked);
+    return object;
+}
 
 extern const std::span<const Endpoint> kAbsentEndpoints;
 extern const std::span<const Endpoint> kAnnotationEndpoints;

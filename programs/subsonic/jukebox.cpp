@@ -54,7 +54,8 @@ std::vector<std::string> QueuedPaths() {
     }
 }
 
-// Of a song that the user does not see, its place alone: others have put it there.
+// Of a song that the user does not see, its place alone: others have put it there. It is the same
+// for a part of a file: the player does not tell which track it is.
 Json::Value Get(const Request &asked) {
     const std::vector<std::string> paths = QueuedPaths();
     const auto known = ReadNamedSongs(asked.Uid(), paths);
@@ -76,7 +77,7 @@ Json::Value Get(const Request &asked) {
         Json::Value unknown(Json::objectValue);
         unknown["id"] = "";
         unknown["isDir"] = false;
-        unknown["title"] = "[a song of another user]";
+        unknown["title"] = "[a cue sheet's track, or a song of another user]";
         list["entry"].append(child != children.end() ? child->second : unknown);
     }
     return members;
@@ -165,8 +166,8 @@ Json::Value Control(const Request &asked) {
     }
     for (const auto &[known, act] : kActions) {
         if (name == known) {
-            if (name != "status" && asked.Entry().WantsHeaderOnly()) {
-                throw Fault{kGeneric, "a HEAD changes nothing"};
+            if (name != "status") {
+                asked.RefuseHead();
             }
             act(asked);
             Json::Value members(Json::objectValue);

@@ -94,7 +94,8 @@ constexpr ListType kTypes[] = {{"alphabeticalByArtist", By<&AlbumFacts::placeByA
                                {"recent", ByMark<&SongMarks::lastPlayed>},
                                {"starred", ByMark<&SongMarks::favouriteSince>}};
 
-Json::Value AlbumList(const Request &asked, AlbumForm form) {
+template <AlbumForm Form>
+Json::Value AlbumList(const Request &asked) {
     const std::string name = asked.Required("type");
     const auto type = std::find_if(std::begin(kTypes), std::end(kTypes),
                                    [&](const ListType &known) { return known.name == name; });
@@ -107,22 +108,10 @@ Json::Value AlbumList(const Request &asked, AlbumForm form) {
     albums.erase(albums.begin(),
                  albums.begin() + static_cast<std::ptrdiff_t>(std::min(offset, albums.size())));
     albums.resize(std::min(size, albums.size()));
-    return AlbumsOf(asked, albums, form);
+    return AlbumsOf(asked, albums, Form);
 }
 
-Json::Value GetAlbumList(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    members["albumList"]["album"] = AlbumList(asked, AlbumForm::kChild);
-    return members;
-}
-
-Json::Value GetAlbumList2(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    members["albumList2"]["album"] = AlbumList(asked, AlbumForm::kAlbum);
-    return members;
-}
-
-Json::Value GetRandomSongs(const Request &asked) {
+Json::Value RandomSongs(const Request &asked) {
     const auto from = asked.GivenNumber("fromYear", 0, kLastYear);
     const auto to = asked.GivenNumber("toYear", 0, kLastYear);
     std::string condition;
@@ -133,32 +122,20 @@ Json::Value GetRandomSongs(const Request &asked) {
     if (const std::string genre = asked.Text("genre"); !genre.empty()) {
         condition += (condition.empty() ? "" : " AND ") + IsOfGenre(genre);
     }
-    const int size = asked.Count("size", kUsual, kMost);
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["randomSongs"]["song"] = Json::Value(Json::arrayValue);
-    if (size > 0) {
-        list = ChildrenOf(ChooseSongs(LibraryOf(asked),
-                                      {.condition = condition, .order = kByChance, .limit = size}));
-    }
-    return members;
+    return SomeSongs(
+        asked,
+        {.condition = condition, .order = kByChance, .limit = asked.Count("size", kUsual, kMost)});
 }
 
-Json::Value GetSongsByGenre(const Request &asked) {
-    const SongChoice choice{.condition = IsOfGenre(asked.Required("genre")),
-                            .order = ByTitle(),
-                            .offset = asked.Offset("offset"),
-                            .limit = asked.Count("count", kUsual, kMost)};
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["songsByGenre"]["song"] = Json::Value(Json::arrayValue);
-    if (choice.limit > 0) {
-        list = ChildrenOf(ChooseSongs(LibraryOf(asked), choice));
-    }
-    return members;
+Json::Value SongsByGenre(const Request &asked) {
+    return SomeSongs(asked, {.condition = IsOfGenre(asked.Required("genre")),
+                             .order = ByTitle(),
+                             .offset = asked.Offset("offset"),
+                             .limit = asked.Count("count", kUsual, kMost)});
 }
 
-Json::Value GetNowPlaying(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["nowPlaying"]["entry"] = Json::Value(Json::arrayValue);
+Json::Value NowPlaying(const Request &asked) {
+    Json::Value list(Json::arrayValue);
     for (const Playing &playing : PlayingNow(asked.Uid(), kStillPlaying)) {
         for (Json::Value &entry : ChildrenOf(asked, {playing.song})) {
             entry["username"] = asked.User();
@@ -169,10 +146,11 @@ Json::Value GetNowPlaying(const Request &asked) {
             list.append(std::move(entry));
         }
     }
-    return members;
+    return list;
 }
 
-Json::Value Starred(const Request &asked, AlbumForm form) {
+template <AlbumForm Form>
+Json::Value Starred(const Request &asked) {
     const ListRequest request = LibraryOf(asked);
     const Albums albums = ByMark<&SongMarks::favouriteSince>(asked);
     const auto favourites = FavouriteArtists(asked.Uid());
@@ -184,30 +162,21 @@ Json::Value Starred(const Request &asked, AlbumForm form) {
     }
     Json::Value starred(Json::objectValue);
     starred["artist"] = ArtistsOf(asked, artists);
-    starred["album"] = AlbumsOf(asked, albums, form);
+    starred["album"] = AlbumsOf(asked, albums, Form);
     starred["song"] = ChildrenOf(SongsOfRows(request, songs));
     return starred;
 }
 
-Json::Value GetStarred(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    members["starred"] = Starred(asked, AlbumForm::kChild);
-    return members;
-}
-
-Json::Value GetStarred2(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    members["starred2"] = Starred(asked, AlbumForm::kAlbum);
-    return members;
-}
-
-constexpr Endpoint kEndpoints[] = {{.name = "getAlbumList", .answer = GetAlbumList},
-                                   {.name = "getAlbumList2", .answer = GetAlbumList2},
-                                   {.name = "getNowPlaying", .answer = GetNowPlaying},
-                                   {.name = "getRandomSongs", .answer = GetRandomSongs},
-                                   {.name = "getSongsByGenre", .answer = GetSongsByGenre},
-                                   {.name = "getStarred", .answer = GetStarred},
-                                   {.name = "getStarred2", .answer = GetStarred2}};
+constexpr Endpoint kEndpoints[] = {
+    {.name = "getAlbumList",
+     .answer = Named<"albumList", Named<"album", AlbumList<AlbumForm::kChild>>>},
+    {.name = "getAlbumList2",
+     .answer = Named<"albumList2", Named<"album", AlbumList<AlbumForm::kAlbum>>>},
+    {.name = "getNowPlaying", .answer = Named<"nowPlaying", Named<"entry", NowPlaying>>},
+    {.name = "getRandomSongs", .answer = Named<"randomSongs", Named<"song", RandomSongs>>},
+    {.name = "getSongsByGenre", .answer = Named<"songsByGenre", Named<"song", SongsByGenre>>},
+    {.name = "getStarred", .answer = Named<"starred", Starred<AlbumForm::kChild>>},
+    {.name = "getStarred2", .answer = Named<"starred2", Starred<AlbumForm::kAlbum>>}};
 
 }  // namespace
 

@@ -6,7 +6,7 @@
 #include "entry/song_sound.h"
 #include "entry/worker.h"
 #include "objects.h"
-#include "playlist_entries.h"
+#include "playlist_objects.h"
 #include "service/covers/cover_copies.h"
 #include "service/covers/cover_songs.h"
 #include "service/lists/kinds.h"
@@ -92,8 +92,7 @@ std::vector<tonvale_service::CoverSong> CoverSongs(const Request &asked, const s
                                                    id);
     }
     if (tonvale_service::IsPlaylistId(id)) {
-        const auto entries =
-            EntriesOf(asked, FindPlaylist(asked, id), tonvale_service::kMostCoverSongs);
+        const auto entries = EntriesOf(FindPlaylist(asked, id), tonvale_service::kMostCoverSongs);
         return tonvale_service::CoverSongsOf(uid, TextsOf(SongsOf(entries)));
     }
     return tonvale_service::CoverSongsOf(uid, {id});
@@ -119,10 +118,9 @@ std::vector<tonvale_service::Lyrics> LyricsOf(const VARN_MEDIA_INFO &song) {
     return tonvale_service::LyricsOf(song);
 }
 
-Json::Value GetLyricsBySongId(const Request &asked) {
+Json::Value StructuredLyrics(const Request &asked) {
     const VARN_MEDIA_INFO song = tonvale_service::ReadSong(asked.Uid(), asked.Required("id"));
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["lyricsList"]["structuredLyrics"] = Json::Value(Json::arrayValue);
+    Json::Value list(Json::arrayValue);
     for (const tonvale_service::Lyrics &lyrics : LyricsOf(song)) {
         Json::Value &told = list.append(Json::objectValue);
         told["displayArtist"] = song.artist;
@@ -139,7 +137,7 @@ Json::Value GetLyricsBySongId(const Request &asked) {
             }
         }
     }
-    return members;
+    return list;
 }
 
 std::string PlainText(const tonvale_service::Lyrics &lyrics) {
@@ -156,11 +154,10 @@ Json::Value GetLyrics(const Request &asked) {
     constexpr int kMostSongs = 5;
     const std::string artist = asked.Text("artist");
     const std::string title = asked.Text("title");
-    Json::Value members(Json::objectValue);
-    Json::Value &told = members["lyrics"];
+    Json::Value told(Json::objectValue);
     told["value"] = "";
     if (title.empty()) {
-        return members;
+        return told;
     }
     const auto songs = SongsTitled(asked, artist, title, kMostSongs);
     for (const VARN_MEDIA_INFO &song : songs) {
@@ -179,14 +176,16 @@ Json::Value GetLyrics(const Request &asked) {
             }
         }
     }
-    return members;
+    return told;
 }
 
 constexpr Endpoint kEndpoints[] = {
     {.name = "download", .send = Download, .lasts = true, .takesRoot = true},
     {.name = "getCoverArt", .send = GetCoverArt, .takesRoot = true},
-    {.name = "getLyrics", .answer = GetLyrics, .takesRoot = true},
-    {.name = "getLyricsBySongId", .answer = GetLyricsBySongId, .takesRoot = true},
+    {.name = "getLyrics", .answer = Named<"lyrics", GetLyrics>, .takesRoot = true},
+    {.name = "getLyricsBySongId",
+     .answer = Named<"lyricsList", Named<"structuredLyrics", StructuredLyrics>>,
+     .takesRoot = true},
     {.name = "stream", .send = Stream, .lasts = true, .takesRoot = true}};
 
 }  // namespace

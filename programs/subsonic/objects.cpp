@@ -240,6 +240,11 @@ Json::Value ChildrenOf(const std::vector<SongFacts> &songs) {
     return children;
 }
 
+Json::Value SomeSongs(const Request &asked, const SongChoice &choice) {
+    return choice.limit > 0 ? ChildrenOf(ChooseSongs(LibraryOf(asked), choice))
+                            : Json::Value(Json::arrayValue);
+}
+
 Json::Value ChildrenOf(const Request &asked, const std::vector<SongId> &songs) {
     return ChildrenOf(SongsOfIds(asked.Uid(), songs));
 }

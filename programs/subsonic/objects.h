@@ -24,6 +24,9 @@ std::string TimeText(long long secondsSince1970);
 Json::Value ChildOf(const tonvale_service::SongFacts &song);
 Json::Value ChildrenOf(const std::vector<tonvale_service::SongFacts> &songs);
 
+// Those of a choice, of the library that the request asks for. With the limit 0 there are none.
+Json::Value SomeSongs(const Request &asked, const tonvale_service::SongChoice &choice);
+
 // The songs of a list, in their order (tonvale_service::SongsOfIds).
 Json::Value ChildrenOf(const Request &asked, const std::vector<tonvale_service::SongId> &songs);
 

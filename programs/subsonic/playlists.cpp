@@ -1,9 +1,9 @@
 // Playlists: getPlaylists, getPlaylist, createPlaylist, updatePlaylist, deletePlaylist.
-#include <climits>
+#include <iterator>
 
 #include "endpoint.h"
 #include "objects.h"
-#include "playlist_entries.h"
+#include "playlist_objects.h"
 #include "service/playlists/playlist_edit.h"
 #include "song_ids.h"
 #include "tonvale/settings.h"
@@ -27,24 +27,18 @@ AnyPlaylist ForChange(const Request &asked, const std::string &id) {
 }
 
 Json::Value WithSongs(const Request &asked, const AnyPlaylist &playlist) {
-    const std::vector<PlaylistEntry> entries = EntriesOf(asked, playlist);
-    Json::Value members(Json::objectValue);
-    Json::Value &told = members["playlist"] = PlaylistObject(asked, playlist, entries);
+    const std::vector<PlaylistEntry> entries = EntriesOf(playlist);
+    Json::Value told = PlaylistObject(asked, playlist, SumOf(playlist, entries));
     told["entry"] = ChildrenOf(asked, SongsOf(entries));
     told["songCount"] = told["entry"].size();
-    return members;
+    return told;
 }
 
-Json::Value GetPlaylist(const Request &asked) {
+Json::Value Get(const Request &asked) {
     return WithSongs(asked, FindPlaylist(asked, asked.Required("id")));
 }
 
-Json::Value Listed(const Request &asked, const std::string &id) {
-    const AnyPlaylist playlist = FindPlaylist(asked, id);
-    return PlaylistObject(asked, playlist, EntriesOf(asked, playlist));
-}
-
-Json::Value GetPlaylists(const Request &asked) {
+Json::Value List(const Request &asked) {
     if (asked.Text("username", asked.User()) != asked.User()) {
         throw Fault{kNotPermitted, "the playlists of other users are theirs alone"};
     }
@@ -53,30 +47,21 @@ Json::Value GetPlaylists(const Request &asked) {
         collections.push_back({asked.User(), isPersonal, asked.Uid()});
         Complete(collections.back());
     }
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["playlists"]["playlist"] = Json::Value(Json::arrayValue);
+    std::vector<AnyPlaylist> playlists;
     const auto page = ListPlaylists(collections, 0, 0);
-    for (Json::Value part = page->Next(); !part.empty(); part = page->Next()) {
-        for (const Json::Value &playlist : part) {
-            try {
-                list.append(Listed(asked, playlist["id"].asString()));
-            } catch (const Failure &failure) {
-                // One that cannot be read takes the others nothing away.
-                if (failure.Class() == FailureClass::kBusy) {
-                    throw;
-                }
-            }
+    for (auto part = page->Some(); !part.empty(); part = page->Some()) {
+        playlists.insert(playlists.end(), std::make_move_iterator(part.begin()),
+                         std::make_move_iterator(part.end()));
+    }
+    const auto sums = SumsOf(playlists);
+    Json::Value list(Json::arrayValue);
+    for (std::size_t i = 0; i < playlists.size(); ++i) {
+        // One that cannot be read takes the others nothing away.
+        if (sums[i]) {
+            list.append(PlaylistObject(asked, playlists[i], *sums[i]));
         }
     }
-    return members;
-}
-
-void Rename(const Request &asked, AnyPlaylist &playlist) {
-    const std::string name = asked.Text("name");
-    if (!name.empty() && name != playlist.name) {
-        playlist =
-            AsAny(playlist.collection, RenamePlaylist(playlist.collection, playlist.normal, name));
-    }
+    return list;
 }
 
 varn::OwnedSongs SongsNamed(const Request &asked, const std::vector<std::string> &ids) {
@@ -84,18 +69,21 @@ varn::OwnedSongs SongsNamed(const Request &asked, const std::vector<std::string>
     return SongsOfIds(asked.Uid(), ids);
 }
 
+AnyPlaylist Edit(const AnyPlaylist &playlist, PlaylistEdit edit) {
+    return AsAny(playlist.collection,
+                 EditPlaylist(playlist.collection, playlist.normal, std::move(edit)));
+}
+
 // With an identifier, the songs of that playlist become these.
-Json::Value CreatePlaylist(const Request &asked) {
+Json::Value Create(const Request &asked) {
     const std::string id = asked.Text("playlistId");
     const std::vector<std::string> songs = asked.All("songId");
     if (id.empty()) {
         return WithSongs(asked, MakePlaylist(asked, asked.Required("name"), songs));
     }
-    AnyPlaylist playlist = ForChange(asked, id);
-    varn::OwnedSongs list = SongsNamed(asked, songs);
-    Rename(asked, playlist);  // a name that is taken leaves the songs as they are
-    ReplaceSongs(playlist.collection, playlist.normal, 0, -1, std::move(list));
-    return WithSongs(asked, playlist);
+    return WithSongs(asked, Edit(ForChange(asked, id), {.removesAll = true,
+                                                        .added = SongsNamed(asked, songs),
+                                                        .name = asked.Text("name")}));
 }
 
 // The positions of the songs that a client sees at some places.
@@ -105,7 +93,7 @@ std::vector<int> PositionsOf(const Request &asked, const AnyPlaylist &playlist) 
     if (places.empty()) {
         return positions;
     }
-    const std::vector<PlaylistEntry> entries = EntriesOf(asked, playlist);
+    const std::vector<PlaylistEntry> entries = EntriesOf(playlist);
     const auto children = ChildrenById(asked, SongsOf(entries));
     std::vector<int> seen;
     for (const PlaylistEntry &entry : entries) {
@@ -124,20 +112,14 @@ std::vector<int> PositionsOf(const Request &asked, const AnyPlaylist &playlist) 
     return positions;
 }
 
-Json::Value UpdatePlaylist(const Request &asked) {
-    AnyPlaylist playlist = ForChange(asked, asked.Required("playlistId"));
+Json::Value Update(const Request &asked) {
+    const AnyPlaylist playlist = ForChange(asked, asked.Required("playlistId"));
     if (asked.Flag("public", !playlist.collection.personal) == playlist.collection.personal) {
         throw Fault{kGeneric, "a playlist stays shared or its user's own; a share publishes it"};
     }
-    const std::vector<int> positions = PositionsOf(asked, playlist);
-    varn::OwnedSongs songs = SongsNamed(asked, asked.All("songIdToAdd"));
-    Rename(asked, playlist);
-    if (!positions.empty()) {
-        RemovePositions(playlist.collection, playlist.normal, positions);
-    }
-    if (songs) {
-        AppendSongs(playlist.collection, playlist.normal, std::move(songs), false);
-    }
+    Edit(playlist, {.removed = PositionsOf(asked, playlist),
+                    .added = SongsNamed(asked, asked.All("songIdToAdd")),
+                    .name = asked.Text("name")});
     return Json::Value(Json::objectValue);
 }
 
@@ -148,11 +130,16 @@ Json::Value Delete(const Request &asked) {
 }
 
 constexpr Endpoint kEndpoints[] = {
-    {.name = "createPlaylist", .answer = CreatePlaylist, .changes = true, .takesRoot = true},
+    {.name = "createPlaylist",
+     .answer = Named<"playlist", Create>,
+     .changes = true,
+     .takesRoot = true},
     {.name = "deletePlaylist", .answer = Delete, .changes = true, .takesRoot = true},
-    {.name = "getPlaylist", .answer = GetPlaylist, .takesRoot = true},
-    {.name = "getPlaylists", .answer = GetPlaylists, .takesRoot = true},
-    {.name = "updatePlaylist", .answer = UpdatePlaylist, .changes = true, .takesRoot = true}};
+    {.name = "getPlaylist", .answer = Named<"playlist", Get>, .takesRoot = true},
+    {.name = "getPlaylists",
+     .answer = Named<"playlists", Named<"playlist", List>>,
+     .takesRoot = true},
+    {.name = "updatePlaylist", .answer = Update, .changes = true, .takesRoot = true}};
 
 }  // namespace
 

@@ -19,9 +19,7 @@ int IdOf(const Request &asked) {
 }
 
 Json::Value List(const Request &) {
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["internetRadioStations"]["internetRadioStation"] =
-        Json::Value(Json::arrayValue);
+    Json::Value list(Json::arrayValue);
     for (const RadioStation &station : tonvale_service::RadioStations()) {
         Json::Value &told = list.append(Json::objectValue);
         told["id"] = std::to_string(station.id);
@@ -31,7 +29,7 @@ Json::Value List(const Request &) {
             told["homePageUrl"] = station.homePage;
         }
     }
-    return members;
+    return list;
 }
 
 Json::Value Create(const Request &asked) {
@@ -55,7 +53,8 @@ Json::Value Delete(const Request &asked) {
 constexpr Endpoint kEndpoints[] = {
     {.name = "createInternetRadioStation", .answer = Create, .changes = true},
     {.name = "deleteInternetRadioStation", .answer = Delete, .changes = true},
-    {.name = "getInternetRadioStations", .answer = List},
+    {.name = "getInternetRadioStations",
+     .answer = Named<"internetRadioStations", Named<"internetRadioStation", List>>},
     {.name = "updateInternetRadioStation", .answer = Update, .changes = true}};
 
 }  // namespace

@@ -3,25 +3,15 @@
 #include <algorithm>
 #include <climits>
 
-#include "entry/parameters.h"
-
 namespace tonvale_subsonic {
 
 namespace {
-
-Fault Bad(const std::string &name) {
-    return {kGeneric, "the parameter '" + name + "' has a bad value"};
-}
 
 Fault Missing(const std::string &name) {
     return {kMissing, "the required parameter '" + name + "' is missing"};
 }
 
 }  // namespace
-
-void Request::Require(unsigned right) const {
-    entry_.Require(right);
-}
 
 std::optional<std::string> Request::Given(const std::string &name) const {
     std::vector<std::string> values = All(name);
@@ -47,12 +37,7 @@ std::vector<std::string> Request::RequiredAll(const std::string &name) const {
 
 std::optional<long long> Request::GivenNumber(const std::string &name, long long low,
                                               long long high) const {
-    const std::string text = Text(name);
-    if (text.empty()) {
-        return std::nullopt;
-    }
-    const auto number = tonvale_entry::ParseNumber(text, low, high);
-    return number ? number : throw Bad(name);
+    return Text(name).empty() ? std::nullopt : std::optional(entry_.Number(name, 0, low, high));
 }
 
 long long Request::RequiredNumber(const std::string &name, long long low, long long high) const {
@@ -74,9 +59,13 @@ bool Request::Flag(const std::string &name, bool otherwise) const {
 
 std::string Request::Choice(const std::string &name, const std::vector<std::string> &known,
                             const std::string &otherwise) const {
-    const std::string given = Text(name);
-    const std::string value = given.empty() ? otherwise : given;
-    return std::find(known.begin(), known.end(), value) != known.end() ? value : throw Bad(name);
+    return Text(name).empty() ? otherwise : entry_.Choice(name, known, otherwise);
+}
+
+void Request::RefuseHead() const {
+    if (entry_.WantsHeaderOnly()) {
+        throw Fault{kGeneric, "a HEAD changes nothing"};
+    }
 }
 
 }  // namespace tonvale_subsonic

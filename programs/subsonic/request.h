@@ -21,8 +21,10 @@ class Request {
 
     uid_t Uid() const { return entry_.User().GetLoginUID(); }
     std::string User() const { return entry_.User().GetLoginUserName(); }
-    // Throws a Fault unless the user has the right (tonvale/settings.h).
-    void Require(unsigned right) const;
+    // Throws a Refusal unless the user has the right (tonvale/settings.h).
+    void Require(unsigned right) const { entry_.Require(right); }
+    // Throws a Fault for a HEAD, before something is changed.
+    void RefuseHead() const;
 
     // The parameters. Those that take one value throw a Fault for more. A number or a choice that
     // is given as "" is not given.
@@ -33,7 +35,7 @@ class Request {
     // Any number of values, in their order; for the second at least one.
     std::vector<std::string> All(const std::string &name) const { return entry_.All(name); }
     std::vector<std::string> RequiredAll(const std::string &name) const;
-    // Throw a Fault for anything but a whole number within the bounds.
+    // Throw a Refusal for anything but a whole number within the bounds, or a known name.
     std::optional<long long> GivenNumber(const std::string &name, long long low,
                                          long long high) const;
     long long Number(const std::string &name, long long otherwise, long long low,

@@ -95,7 +95,8 @@ std::vector<AlbumFacts> Albums(const std::string &query, const ListRequest &page
         [&](const AlbumFacts &album) { return places.at(AlbumId(album.name, album.albumArtist)); });
 }
 
-Json::Value Search(const Request &asked, AlbumForm form) {
+template <AlbumForm Form>
+Json::Value Search(const Request &asked) {
     const std::string query = QueryOf(asked);
     const ListRequest artists = PageOf(asked, "artist");
     const ListRequest albums = PageOf(asked, "album");
@@ -108,7 +109,7 @@ Json::Value Search(const Request &asked, AlbumForm form) {
         result["artist"] = ArtistsOf(asked, Artists(query, artists));
     }
     if (albums.limit > 0) {
-        result["album"] = AlbumsOf(asked, Albums(query, albums), form);
+        result["album"] = AlbumsOf(asked, Albums(query, albums), Form);
     }
     if (songs.limit > 0) {
         result["song"] = ChildrenOf(
@@ -117,20 +118,9 @@ Json::Value Search(const Request &asked, AlbumForm form) {
     return result;
 }
 
-Json::Value Search2(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    members["searchResult2"] = Search(asked, AlbumForm::kChild);
-    return members;
-}
-
-Json::Value Search3(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    members["searchResult3"] = Search(asked, AlbumForm::kAlbum);
-    return members;
-}
-
-constexpr Endpoint kEndpoints[] = {{.name = "search2", .answer = Search2},
-                                   {.name = "search3", .answer = Search3}};
+constexpr Endpoint kEndpoints[] = {
+    {.name = "search2", .answer = Named<"searchResult2", Search<AlbumForm::kChild>>},
+    {.name = "search3", .answer = Named<"searchResult3", Search<AlbumForm::kAlbum>>}};
 
 }  // namespace
 

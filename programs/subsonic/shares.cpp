@@ -4,7 +4,7 @@
 
 #include "endpoint.h"
 #include "objects.h"
-#include "playlist_entries.h"
+#include "playlist_objects.h"
 #include "service/playlists/playlist_edit.h"
 #include "service/sharing/links.h"
 #include "song_ids.h"
@@ -36,54 +36,70 @@ Days Until(long long milliseconds) {
     return CheckedDays("", day);
 }
 
-// The start of a day, or of the one after it, as a moment.
-std::string MomentOf(const std::string &day, int daysLater) {
+// The end of a day, as a moment.
+std::string EndOf(const std::string &day) {
     std::tm parts = {};
     parts.tm_isdst = -1;
     if (strptime(day.c_str(), "%Y-%m-%d", &parts) == nullptr) {
         return TimeText(0);
     }
-    parts.tm_mday += daysLater;
+    parts.tm_mday += 1;
     return TimeText(std::mktime(&parts));
 }
 
 // The songs of a link whose playlist is gone are none.
-Json::Value EntriesIn(const Request &asked, const std::string &playlistId) {
+std::vector<SongId> SongsOfLink(const Request &asked, const Json::Value &link) {
     try {
-        return ChildrenOf(asked, SongsOf(EntriesOf(asked, FindPlaylist(asked, playlistId))));
+        return SongsOf(EntriesOf(FindPlaylist(asked, link["playlist_id"].asString())));
     } catch (const Failure &failure) {
         if (failure.Class() != FailureClass::kNotFound &&
             failure.Class() != FailureClass::kBadValue) {
             throw;
         }
-        return Json::Value(Json::arrayValue);
+        return {};
     }
 }
 
-// When a link was made is not kept: its first day stands for that.
 Json::Value ShareObject(const Request &asked, const Json::Value &link) {
     Json::Value share(Json::objectValue);
     share["id"] = link["id"];
     share["url"] = link["url"];
     share["description"] = link["name"];
     share["username"] = asked.User();
-    share["created"] = MomentOf(link["date_available"].asString(), 0);
+    share["created"] = TimeText(link["made"].asInt64());
     share["visitCount"] = 0;
     if (link["date_expired"].asString() != "0") {
-        share["expires"] = MomentOf(link["date_expired"].asString(), 1);
+        share["expires"] = EndOf(link["date_expired"].asString());
     }
-    share["entry"] = EntriesIn(asked, link["playlist_id"].asString());
+    share["entry"] = Json::Value(Json::arrayValue);
     return share;
 }
 
-Json::Value GetShares(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["shares"]["share"] = Json::Value(Json::arrayValue);
-    const Json::Value page = LinksOf(asked).Page(0, INT_MAX);
-    for (const Json::Value &link : page["sharings"]) {
-        list.append(ShareObject(asked, link));
+// Links with their songs, which are all read at once.
+Json::Value Shares(const Request &asked, const std::vector<Json::Value> &links) {
+    std::vector<std::vector<SongId>> songs;
+    std::vector<SongId> all;
+    for (const Json::Value &link : links) {
+        songs.push_back(SongsOfLink(asked, link));
+        all.insert(all.end(), songs.back().begin(), songs.back().end());
     }
-    return members;
+    const auto children = ChildrenById(asked, all);
+    Json::Value list(Json::arrayValue);
+    for (std::size_t i = 0; i < links.size(); ++i) {
+        Json::Value &share = list.append(ShareObject(asked, links[i]));
+        for (const SongId song : songs[i]) {
+            if (const auto child = children.find(tonvale_service::SongIdText(song));
+                child != children.end()) {
+                share["entry"].append(child->second);
+            }
+        }
+    }
+    return list;
+}
+
+Json::Value List(const Request &asked) {
+    const Json::Value page = LinksOf(asked).Page(0, INT_MAX);
+    return Shares(asked, {page["sharings"].begin(), page["sharings"].end()});
 }
 
 // The songs of all identifiers: of songs, albums and playlists.
@@ -113,7 +129,7 @@ std::string NowText() {
 }
 
 // A playlist alone is published itself. Songs become a playlist of the user's own first.
-Json::Value CreateShare(const Request &asked) {
+Json::Value Create(const Request &asked) {
     Links links = LinksOf(asked);
     const std::vector<std::string> ids = asked.RequiredAll("id");
     const Days days = Until(asked.Number("expires", 0, 0, kMostMilliseconds));
@@ -132,12 +148,10 @@ Json::Value CreateShare(const Request &asked) {
         }
         throw;
     }
-    Json::Value members(Json::objectValue);
-    members["shares"]["share"].append(ShareObject(asked, link));
-    return members;
+    return Shares(asked, {link});
 }
 
-Json::Value UpdateShare(const Request &asked) {
+Json::Value Update(const Request &asked) {
     Links links = LinksOf(asked);
     const LinkName name = {asked.Required("id"), ""};
     const Json::Value link = links.Get(name);
@@ -151,16 +165,19 @@ Json::Value UpdateShare(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
-Json::Value DeleteShare(const Request &asked) {
+Json::Value Delete(const Request &asked) {
     LinksOf(asked).Delete({asked.Required("id"), ""});
     return Json::Value(Json::objectValue);
 }
 
 constexpr Endpoint kEndpoints[] = {
-    {.name = "createShare", .answer = CreateShare, .changes = true, .takesRoot = true},
-    {.name = "deleteShare", .answer = DeleteShare, .changes = true, .takesRoot = true},
-    {.name = "getShares", .answer = GetShares, .takesRoot = true},
-    {.name = "updateShare", .answer = UpdateShare, .changes = true, .takesRoot = true}};
+    {.name = "createShare",
+     .answer = Named<"shares", Named<"share", Create>>,
+     .changes = true,
+     .takesRoot = true},
+    {.name = "deleteShare", .answer = Delete, .changes = true, .takesRoot = true},
+    {.name = "getShares", .answer = Named<"shares", Named<"share", List>>, .takesRoot = true},
+    {.name = "updateShare", .answer = Update, .changes = true, .takesRoot = true}};
 
 }  // namespace
 

@@ -94,12 +94,10 @@ Json::Value SimilarSongs(const Request &asked) {
     for (const std::string &genre : seed.genres) {
         same += " OR " + IsOfGenre(genre);
     }
-    const SongChoice choice{
-        .condition = "(" + same + ") AND s.track <> " + std::to_string(seed.row),
-        .order = kByChance,
-        .limit = count};
-    return count > 0 ? ChildrenOf(ChooseSongs(LibraryOf(asked), choice))
-                     : Json::Value(Json::arrayValue);
+    return SomeSongs(asked,
+                     {.condition = "(" + same + ") AND s.track <> " + std::to_string(seed.row),
+                      .order = kByChance,
+                      .limit = count});
 }
 
 Json::Value TopSongs(const Request &asked) {
@@ -115,31 +113,14 @@ Json::Value TopSongs(const Request &asked) {
     return ChildrenOf(songs);
 }
 
-// An answer with one member, for which the protocol has a name for each endpoint.
-template <Json::Value (*Make)(const Request &), const char *Member, const char *List>
-Json::Value Answer(const Request &asked) {
-    Json::Value members(Json::objectValue);
-    (List[0] == '\0' ? members[Member] : members[Member][List]) = Make(asked);
-    return members;
-}
-
-constexpr char kNone[] = "";
-constexpr char kSong[] = "song";
-constexpr char kArtistInfo[] = "artistInfo";
-constexpr char kArtistInfo2[] = "artistInfo2";
-constexpr char kAlbumInfo[] = "albumInfo";
-constexpr char kSimilar[] = "similarSongs";
-constexpr char kSimilar2[] = "similarSongs2";
-constexpr char kTop[] = "topSongs";
-
 constexpr Endpoint kEndpoints[] = {
-    {.name = "getAlbumInfo", .answer = Answer<AlbumInfo, kAlbumInfo, kNone>},
-    {.name = "getAlbumInfo2", .answer = Answer<AlbumInfo, kAlbumInfo, kNone>},
-    {.name = "getArtistInfo", .answer = Answer<ArtistInfo, kArtistInfo, kNone>},
-    {.name = "getArtistInfo2", .answer = Answer<ArtistInfo, kArtistInfo2, kNone>},
-    {.name = "getSimilarSongs", .answer = Answer<SimilarSongs, kSimilar, kSong>},
-    {.name = "getSimilarSongs2", .answer = Answer<SimilarSongs, kSimilar2, kSong>},
-    {.name = "getTopSongs", .answer = Answer<TopSongs, kTop, kSong>}};
+    {.name = "getAlbumInfo", .answer = Named<"albumInfo", AlbumInfo>},
+    {.name = "getAlbumInfo2", .answer = Named<"albumInfo", AlbumInfo>},
+    {.name = "getArtistInfo", .answer = Named<"artistInfo", ArtistInfo>},
+    {.name = "getArtistInfo2", .answer = Named<"artistInfo2", ArtistInfo>},
+    {.name = "getSimilarSongs", .answer = Named<"similarSongs", Named<"song", SimilarSongs>>},
+    {.name = "getSimilarSongs2", .answer = Named<"similarSongs2", Named<"song", SimilarSongs>>},
+    {.name = "getTopSongs", .answer = Named<"topSongs", Named<"song", TopSongs>>}};
 
 }  // namespace
 

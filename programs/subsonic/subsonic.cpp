@@ -90,8 +90,8 @@ const Endpoint &Prepare(tonvale_entry::Request &entry) {
         CheckVersion(asked.Required("v"));
         asked.Required("c");
     }
-    if (endpoint.changes && entry.WantsHeaderOnly()) {
-        throw Fault{kGeneric, "a HEAD changes nothing"};
+    if (endpoint.changes) {
+        Request(entry).RefuseHead();
     }
     if (endpoint.lasts) {
         tonvale_entry::LeaveWorker();

@@ -43,34 +43,30 @@ Json::Value GetUser(const Request &asked) {
         asked.Entry().RequireAdministrator();
         tonvale_service::UidOf(name);
     }
-    Json::Value members(Json::objectValue);
-    members["user"] = UserObject(name, AudioUsers::GetUserPermission(name));
-    return members;
+    return UserObject(name, AudioUsers::GetUserPermission(name));
 }
 
 Json::Value GetUsers(const Request &asked) {
     asked.Entry().RequireAdministrator();
-    Json::Value members(Json::objectValue);
-    Json::Value &list = members["users"]["user"] = Json::Value(Json::arrayValue);
+    Json::Value list(Json::arrayValue);
     for (const Json::Value &user : tonvale_service::UserList()) {
         const std::string name = user["name"].asString();
         if (!name.empty()) {
             list.append(UserObject(name, AudioUsers::GetUserPermission(name)));
         }
     }
-    return members;
+    return list;
 }
 
 Json::Value GetScanStatus(const Request &) {
     const tonvale_service::Indexing state = tonvale_service::IndexingState();
-    Json::Value members(Json::objectValue);
-    Json::Value &status = members["scanStatus"];
+    Json::Value status(Json::objectValue);
     status["scanning"] = state.isRunning;
     status["count"] = Json::Int64(state.isRunning ? state.done : 0);
     if (state.ended > 0) {
         status["lastScan"] = TimeText(state.ended);
     }
-    return members;
+    return status;
 }
 
 Json::Value StartScan(const Request &asked) {
@@ -85,10 +81,11 @@ Json::Value StartScan(const Request &asked) {
     return GetScanStatus(asked);
 }
 
-constexpr Endpoint kEndpoints[] = {{.name = "getScanStatus", .answer = GetScanStatus},
-                                   {.name = "getUser", .answer = GetUser, .takesRoot = true},
-                                   {.name = "getUsers", .answer = GetUsers, .takesRoot = true},
-                                   {.name = "startScan", .answer = StartScan, .changes = true}};
+constexpr Endpoint kEndpoints[] = {
+    {.name = "getScanStatus", .answer = Named<"scanStatus", GetScanStatus>},
+    {.name = "getUser", .answer = Named<"user", GetUser>, .takesRoot = true},
+    {.name = "getUsers", .answer = Named<"users", Named<"user", GetUsers>>, .takesRoot = true},
+    {.name = "startScan", .answer = Named<"scanStatus", StartScan>, .changes = true}};
 
 }  // namespace
 

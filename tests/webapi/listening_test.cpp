@@ -1,6 +1,5 @@
 // What users play, like and go on with, through the web API.
 #include "service/base/failure.h"
-#include "service/listening/bookmarks.h"
 #include "service/listening/plays.h"
 #include "service/people/people.h"
 #include "webapi/api.h"
@@ -222,21 +221,25 @@ TEST_F(Listening, RowsGoWithTheirSongAndTheirUser) {
         Ask("Favourite", "add", {{"album", "It's"}}, user);
         Ask("Favourite", "add", {{"artist", "B"}}, user);
         Ask("Queue", "set", {{"songs", "music_1,music_2"}, {"current", "1"}}, user);
-        tonvale_service::SetBookmark(uid, 1, 1, "");
-        tonvale_service::SetBookmark(uid, 2, 2, "two\nlines");
-        tonvale_service::SetBookmark(uid, 2, 3, "'");
+        const auto mark = [](const char *song, const char *place, const std::string &comment) {
+            return Given{{"song", song}, {"position", place}, {"comment", comment}};
+        };
+        Ask("Bookmark", "set", mark("music_1", "1", ""), user);
+        Ask("Bookmark", "set", mark("music_2", "2", "two\nlines"), user);
+        Ask("Bookmark", "set", mark("music_2", "3", "'"), user);
         tonvale_service::NotePlaying(uid, 2, user);
-        EXPECT_THROW(tonvale_service::SetBookmark(uid, uid == kAlice ? 7 : 6, 0, ""),
-                     tonvale_service::Failure);
-        EXPECT_THROW(tonvale_service::SetBookmark(uid, 1, 0, std::string(4001, 'x')),
-                     tonvale_service::Failure);
+        const char *const another = uid == kAlice ? "music_7" : "music_6";
+        EXPECT_EQ(CodeOf("Bookmark", "set", mark(another, "0", ""), user), 404);
+        EXPECT_EQ(CodeOf("Bookmark", "remove", {{"song", another}}, user), 404);
+        EXPECT_EQ(CodeOf("Bookmark", "set", mark("music_1", "0", std::string(4001, 'x')), user),
+                  400);
     }
     EXPECT_EQ(Rows(), "4 4 2 2 4 2");
     Query("DELETE FROM track WHERE id = 1");
     EXPECT_EQ(Rows(), "2 2 2 2 2 2");
-    const auto bookmarks = tonvale_service::BookmarksOf(kBob);
+    const Json::Value bookmarks = Ask("Bookmark", "list", {}, "bob")["bookmarks"];
     ASSERT_EQ(bookmarks.size(), 1U);
-    EXPECT_EQ(bookmarks[0].comment + std::to_string(bookmarks[0].position), "'3");
+    EXPECT_EQ(bookmarks[0]["comment"].asString() + bookmarks[0]["position"].asString(), "'3");
     tonvale_service::RemoveUser("alice", false);
     EXPECT_EQ(Rows(), "1 1 1 1 1 1");
     EXPECT_EQ(Queue("bob"), (Texts{"0@0", "music_2"}));

@@ -104,6 +104,9 @@ Variables GetOf(const std::string &query, const std::string &user = "alice") {
 constexpr char kQuestions[] = R"(
 Album.list limit=5
 Artist.list x
+Bookmark.list x
+Bookmark.remove song=music_99
+Bookmark.set song=music_1&position=5
 Composer.list x
 Cover.get id=music_1
 Cover.get url=ftp://x/
@@ -222,7 +225,7 @@ TEST_F(Worker, AnswersAsFreshProcesses) {
                 return std::regex_replace(
                     ask(GetOf(std::regex_replace(query, std::regex("@"), run), user)),
                     std::regex("(playlist_personal_normal/|playlist "
-                               "'|\"changed\":|new|hers|\"id\":\"|sharing/"
+                               "'|\"changed\":|\"made\":|new|hers|\"id\":\"|sharing/"
                                "|\"n|\"a|nonce[-=]\"?|ETag: \")"
                                "([0-9]+|[A-Za-z0-9]{8}|[0-9a-f]{16}|[0-9a-f]{32})\\b"),
                     "$1#");
@@ -235,11 +238,11 @@ TEST_F(Worker, AnswersAsFreshProcesses) {
     }
     using namespace tonvale_entry;
     for (const tonvale_entry::Api *api :
-         {&kAlbumApi,  &kArtistApi,  &kComposerApi, &kCoverApi,       &kFavouriteApi,
-          &kFolderApi, &kGenreApi,   &kInfoApi,     &kMediaServerApi, &kPinApi,
-          &kPlayApi,   &kPlayerApi,  &kPlaylistApi, &kQueueApi,       &kRadioApi,
-          &kSearchApi, &kSettingApi, &kSharingApi,  &kSharingPageApi, &kSongApi,
-          &kStreamApi}) {
+         {&kAlbumApi,     &kArtistApi, &kBookmarkApi, &kComposerApi, &kCoverApi,
+          &kFavouriteApi, &kFolderApi, &kGenreApi,    &kInfoApi,     &kMediaServerApi,
+          &kPinApi,       &kPlayApi,   &kPlayerApi,   &kPlaylistApi, &kQueueApi,
+          &kRadioApi,     &kSearchApi, &kSettingApi,  &kSharingApi,  &kSharingPageApi,
+          &kSongApi,      &kStreamApi}) {
         for (const auto &method : api->methods) {
             const std::string name =
                 std::string(api->name.substr(13)) + "." + std::string(method.name);

@@ -7,7 +7,7 @@
 
 namespace tonvale_service {
 
-int NotePlays(uid_t uid, const std::vector<Play> &plays) {
+void NotePlays(uid_t uid, const std::vector<Play> &plays) {
     if (plays.size() > kMostPlaysAtOnce) {
         throw Failure(Reason::kTooManySongs);
     }
@@ -18,19 +18,22 @@ int NotePlays(uid_t uid, const std::vector<Play> &plays) {
         times.push_back(play.when);
     }
     const int user = static_cast<int>(uid);
-    return AskTables(varn::Sql("INSERT INTO song_play (userid, track, plays, last) "
-                               "SELECT @VARN:INT, t.id, count(*), max(CASE WHEN played_at > 0 "
-                               "AND played_at < extract(epoch FROM now()) "
-                               "THEN to_timestamp(played_at) ELSE now() END) "
-                               "FROM unnest('@VARN:NEVAR'::integer[], '@VARN:NEVAR'::bigint[]) "
-                               "given (song, played_at) "
-                               "JOIN track t ON t.id = song AND t.userid IN (0, @VARN:INT) "
-                               "GROUP BY t.id ORDER BY t.id "
-                               "ON CONFLICT (track, userid) DO UPDATE SET "
-                               "plays = song_play.plays + EXCLUDED.plays, "
-                               "last = greatest(song_play.last, EXCLUDED.last)",
-                               user, ArrayText(rows), ArrayText(times), user))
-        .Count();
+    const varn::Rows noted =
+        AskTables(varn::Sql("INSERT INTO song_play (userid, track, plays, last) "
+                            "SELECT @VARN:INT, t.id, count(*), max(CASE WHEN played_at > 0 "
+                            "AND played_at < extract(epoch FROM now()) "
+                            "THEN to_timestamp(played_at) ELSE now() END) "
+                            "FROM unnest('@VARN:NEVAR'::integer[], '@VARN:NEVAR'::bigint[]) "
+                            "given (song, played_at) "
+                            "JOIN track t ON t.id = song AND t.userid IN (0, @VARN:INT) "
+                            "GROUP BY t.id ORDER BY t.id "
+                            "ON CONFLICT (track, userid) DO UPDATE SET "
+                            "plays = song_play.plays + EXCLUDED.plays, "
+                            "last = greatest(song_play.last, EXCLUDED.last)",
+                            user, ArrayText(rows), ArrayText(times), user));
+    if (noted.Count() == 0) {
+        throw Failure(Reason::kNoSuchSong, rows.empty() ? "" : std::to_string(rows.front()));
+    }
 }
 
 void NotePlaying(uid_t uid, int row, const std::string &client) {

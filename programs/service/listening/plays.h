@@ -22,10 +22,11 @@ struct Play {
     long long when = 0;  // seconds since 1970; 0, and a time to come: now
 };
 
-// Notes plays in one statement, and gives of how many songs: one that is not there for the user is
-// left out, and one that comes several times counts as often. Throws a Failure, with nothing noted,
-// for more than kMostPlaysAtOnce plays, and when the database cannot be written.
-int NotePlays(uid_t uid, const std::vector<Play> &plays);
+// Notes plays in one statement. A song that comes several times counts as often; one that is not
+// there for the user is left out: of many, which a client has kept for later, some may be gone.
+// Throws a Failure, with nothing noted, when none is there, for more than kMostPlaysAtOnce plays,
+// and when the database cannot be written.
+void NotePlays(uid_t uid, const std::vector<Play> &plays);
 
 // What one of a user's clients plays.
 struct Playing {

@@ -147,30 +147,55 @@ varn::OwnedSongs Read(uid_t uid, const HeldPlaylist &list, const std::string &pa
     return count >= 0 ? std::move(songs) : throw Failure(Reason::kPlaylistNotRead, path);
 }
 
-// Holds a playlist open and has it written anew, by its descriptor. What a failure in the middle
+int CountEntries(uid_t uid, const HeldPlaylist &list, const std::string &path) {
+    int count = -1;
+    const varn::OwnedSongs none(
+        VARNPlaylistParseByPath(uid, list.Path().c_str(), nullptr, &count, 0, -1, "*", 0));
+    return count >= 0 ? count : throw Failure(Reason::kPlaylistNotRead, path);
+}
+
+// Has a playlist written anew that is held open, by its descriptor. What a failure in the middle
 // leaves of it is replaced by what was there before.
 template <typename Write>
-void Rewrite(const Collection &collection, const Playlist &playlist, const Write &write) {
-    CheckFormat(playlist.path);
-    const HeldPlaylist list(collection, playlist.path, HeldPlaylist::Use::kChange);
+void Rewrite(const HeldPlaylist &list, const Write &write) {
     KeptCopy before(list);
-    if (write(list) != 0) {
+    try {
+        write(list.Path().c_str());
+    } catch (const Failure &) {
         before.PutBack();
-        throw Failure(Reason::kPlaylistNotWritten, playlist.path);
+        throw;
     }
 }
 
-// Changes the entries of a playlist, which are read once.
+// Changes the entries of a playlist, which are read once. What `afterwards` throws takes the change
+// back.
+template <typename Edit, typename Afterwards>
+void Change(const Collection &collection, const Playlist &playlist, const Edit &edit,
+            const Afterwards &afterwards) {
+    CheckFormat(playlist.path);
+    const HeldPlaylist list(collection, playlist.path, HeldPlaylist::Use::kChange);
+    varn::OwnedSongs songs = Read(collection.uid, list, playlist.path);
+    edit(songs);
+    CheckEntries(songs.get());
+    Rewrite(list, [&](const char *path) {
+        Report(VARNWriteMusicPlaylist(songs.get(), path), Reason::kPlaylistNotWritten,
+               playlist.path);
+        afterwards();
+    });
+}
+
 template <typename Edit>
 void Change(const Collection &collection, const Playlist &asked, const Edit &edit) {
     const LockedList locked(collection, asked);
-    const Playlist &playlist = locked.Get();
-    Rewrite(collection, playlist, [&](const HeldPlaylist &list) {
-        varn::OwnedSongs songs = Read(collection.uid, list, playlist.path);
-        edit(songs);
-        CheckEntries(songs.get());
-        return VARNWriteMusicPlaylist(songs.get(), list.Path().c_str());
-    });
+    Change(collection, locked.Get(), edit, [] {});
+}
+
+void Remove(const std::vector<int> &positions, varn::OwnedSongs &list) {
+    const std::set<int> removed(positions.begin(), positions.end());
+    if (!removed.empty() && *removed.rbegin() >= VARNPlaylistRecCount(list.get())) {
+        throw Failure(Reason::kNoSuchPosition, std::to_string(*removed.rbegin()));
+    }
+    RemoveEntries(list, removed);
 }
 
 }  // namespace
@@ -250,29 +275,21 @@ void AppendSongs(const Collection &collection, const Playlist &playlist, varn::O
 
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions) {
-    Change(collection, playlist, [&](varn::OwnedSongs &list) {
-        const int count = VARNPlaylistRecCount(list.get());
-        const std::set<int> removed(positions.begin(), positions.end());
-        if (!removed.empty() && *removed.rbegin() >= count) {
-            throw Failure(Reason::kNoSuchPosition, std::to_string(*removed.rbegin()));
-        }
-        RemoveEntries(list, removed);
-    });
+    Change(collection, playlist, [&](varn::OwnedSongs &list) { Remove(positions, list); });
 }
 
 void RemoveMissing(const Collection &collection, const Playlist &playlist) {
     const LockedList locked(collection, playlist);
-    Rewrite(collection, locked.Get(), [&](const HeldPlaylist &list) {
-        int count = -1;
-        const varn::OwnedSongs none(VARNPlaylistParseByPath(collection.uid, list.Path().c_str(),
-                                                            nullptr, &count, 0, -1, "*", 0));
-        if (count < 0) {
-            throw Failure(Reason::kPlaylistNotRead, playlist.path);
-        }
-        // The call takes an empty list for one that cannot be read.
-        return count == 0 ? 0
-                          : VARNPersonalPlaylistRemoveMissing(collection.uid, list.Path().c_str());
-    });
+    const std::string &file = locked.Get().path;
+    CheckFormat(file);
+    const HeldPlaylist list(collection, file, HeldPlaylist::Use::kChange);
+    // The call takes an empty list for one that cannot be read.
+    if (CountEntries(collection.uid, list, file) > 0) {
+        Rewrite(list, [&](const char *path) {
+            Report(VARNPersonalPlaylistRemoveMissing(collection.uid, path),
+                   Reason::kPlaylistNotWritten, file);
+        });
+    }
 }
 
 namespace {
@@ -321,13 +338,7 @@ void DeleteRowAndFile(const Collection &collection, const Playlist &playlist) {
     }
 }
 
-}  // namespace
-
-Playlist RenamePlaylist(const Collection &collection, const Playlist &asked,
-                        const std::string &name) {
-    CheckName(name);
-    const LockedList list(collection, asked);
-    const Playlist &playlist = list.Get();
+Playlist Renamed(const Collection &collection, const Playlist &playlist, const std::string &name) {
     namespace fs = std::filesystem;
     const fs::path from = playlist.path;
     const fs::path to = from.parent_path() / (name + from.extension().string());
@@ -343,8 +354,55 @@ Playlist RenamePlaylist(const Collection &collection, const Playlist &asked,
         }
         Report(updated, Reason::kPlaylistNotStored, to);
     }
-    LinksFollowRename(AsAny(collection, renamed).id, to.string(), from.string());
     return renamed;
+}
+
+void LinksFollow(const Collection &collection, const Playlist &renamed, const Playlist &before) {
+    if (renamed.path != before.path) {
+        LinksFollowRename(AsAny(collection, renamed).id, renamed.path, before.path);
+    }
+}
+
+}  // namespace
+
+Playlist RenamePlaylist(const Collection &collection, const Playlist &asked,
+                        const std::string &name) {
+    CheckName(name);
+    const LockedList list(collection, asked);
+    Playlist playlist = Renamed(collection, list.Get(), name);
+    LinksFollow(collection, playlist, list.Get());
+    return playlist;
+}
+
+Playlist EditPlaylist(const Collection &collection, const Playlist &asked, PlaylistEdit edit) {
+    const LockedList list(collection, asked);
+    const Playlist &before = list.Get();
+    Playlist playlist = before;
+    const bool renames = !edit.name.empty() && edit.name != before.title;
+    if (renames) {
+        CheckName(edit.name);
+        const std::filesystem::path path = before.path;
+        PlaylistFolder(collection, path.parent_path()).CheckIsFree(edit.name);
+    }
+    const auto rename = [&] {
+        if (renames) {
+            playlist = Renamed(collection, before, edit.name);
+        }
+    };
+    const auto change = [&](varn::OwnedSongs &songs) {
+        if (edit.removesAll) {
+            songs.reset();
+        }
+        Remove(edit.removed, songs);
+        Splice(songs, VARNPlaylistRecCount(songs.get()), 0, std::move(edit.added));
+    };
+    if (edit.removed.empty() && !edit.removesAll && !edit.added) {
+        rename();
+    } else {
+        Change(collection, before, change, rename);
+    }
+    LinksFollow(collection, playlist, before);
+    return playlist;
 }
 
 void DeletePlaylist(const Collection &collection, const Playlist &asked) {

@@ -28,6 +28,14 @@ void AppendSongs(const Collection &collection, const Playlist &playlist, varn::O
                  bool skipDuplicates);
 void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions);
+// Several changes in one: all of them, or none. Returns the playlist as it is called then.
+struct PlaylistEdit {
+    std::vector<int> removed = {};  // positions
+    bool removesAll = false;
+    varn::OwnedSongs added = {};  // at the end
+    std::string name = {};        // "": as it is
+};
+Playlist EditPlaylist(const Collection &collection, const Playlist &playlist, PlaylistEdit edit);
 void RemoveMissing(const Collection &collection, const Playlist &playlist);
 // Returns the playlist as it is called then.
 Playlist RenamePlaylist(const Collection &collection, const Playlist &playlist,

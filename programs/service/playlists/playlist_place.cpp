@@ -284,6 +284,12 @@ HeldPlaylist::HeldPlaylist(const Collection &collection, const std::string &path
       path_(path),
       file_(OpenList(collection, folder_, path, use)) {}
 
+struct stat HeldPlaylist::Status() const {
+    struct stat info {};
+    return fstat(file_.Get(), &info) == 0 ? info
+                                          : throw Failure(Reason::kPlaylistNotRead, path_, errno);
+}
+
 std::string HeldPlaylist::Contents() const {
     std::string text;
     if (flock(file_.Get(), LOCK_EX | LOCK_NB) != 0) {

@@ -1,6 +1,7 @@
 // The files of playlists, opened without leaving the folders of playlists and music.
 #pragma once
 
+#include <sys/stat.h>
 #include <sys/types.h>
 
 #include <filesystem>
@@ -66,6 +67,9 @@ class HeldPlaylist {
 
     // For the library's calls, while this object lives.
     std::string Path() const { return varn::DescriptorPath(file_.Get()); }
+
+    // When it was changed, and its size.
+    struct stat Status() const;
 
     // What the file holds now. A Failure while somebody else writes it.
     std::string Contents() const;

@@ -48,20 +48,20 @@ AnyPlaylist SmartOne(const Collection &collection, const std::string &name) {
 }
 
 // A part of a section.
-Json::Value Part(const PlaylistSection &section, int64_t start, int64_t count) {
-    Json::Value list(Json::arrayValue);
+std::vector<AnyPlaylist> Part(const PlaylistSection &section, int64_t start, int64_t count) {
+    std::vector<AnyPlaylist> list;
     if (section.isSmart) {
         for (int64_t i = start; i < start + count; ++i) {
-            list.append(
-                ObjectOf(SmartOne(section.collection, section.names[static_cast<std::size_t>(i)])));
+            list.push_back(
+                SmartOne(section.collection, section.names[static_cast<std::size_t>(i)]));
         }
         return list;
     }
     const Tonvale::OwnedPlaylists records =
         ListPlaylists(section.collection, static_cast<int>(start), static_cast<int>(count));
     for (const VARN_PLAYLIST *node = records.get(); node != nullptr; node = node->next) {
-        list.append(ObjectOf(AsAny(
-            section.collection, {std::to_string(node->id), node->title, node->path, node->album})));
+        list.push_back(AsAny(section.collection,
+                             {std::to_string(node->id), node->title, node->path, node->album}));
     }
     return list;
 }
@@ -99,16 +99,15 @@ int Read(AnyPlaylist &playlist, const PlaylistLibrary &library, int64_t offset, 
     return total;
 }
 
-// Every part of a page reads the playlist's file anew: the parts grow with what has been read, up
-// to a small share of the memory.
+}  // namespace
+
+// Every part of a page reads the playlist's file anew: the parts grow with what has been read.
 int64_t TracksAtATime(int64_t read) {
     constexpr int64_t kShare = 32;
     const int64_t memory = int64_t{sysconf(_SC_PHYS_PAGES)} * sysconf(_SC_PAGESIZE);
     const int64_t most = memory / kShare / static_cast<int64_t>(sizeof(PLAYLIST_REC));
     return std::clamp<int64_t>(std::min(read, most), kTracksAtATime, kMostTracksAtATime);
 }
-
-}  // namespace
 
 std::string SmartPlaylistFile(const Collection &collection) {
     if (!collection.personal) {
@@ -164,7 +163,7 @@ PlaylistPage::PlaylistPage(std::vector<PlaylistSection> sections, int offset, in
                            int64_t total)
     : Page("playlists", offset, total), sections_(std::move(sections)), place_(offset), end_(end) {}
 
-Json::Value PlaylistPage::Next() {
+std::vector<AnyPlaylist> PlaylistPage::Some() {
     int64_t start = place_;
     for (const PlaylistSection &section : sections_) {
         if (start >= section.count) {
@@ -177,13 +176,21 @@ Json::Value PlaylistPage::Next() {
             break;
         }
         place_ += count;
-        Json::Value part = Part(section, start, count);
+        std::vector<AnyPlaylist> part = Part(section, start, count);
         if (!part.empty()) {
             return part;
         }
         start = 0;  // they are gone since they were counted
     }
-    return Json::Value(Json::arrayValue);
+    return {};
+}
+
+Json::Value PlaylistPage::Next() {
+    Json::Value list(Json::arrayValue);
+    for (const AnyPlaylist &playlist : Some()) {
+        list.append(ObjectOf(playlist));
+    }
+    return list;
 }
 
 std::unique_ptr<PlaylistPage> ListPlaylists(const std::vector<Collection> &collections, int offset,

@@ -52,6 +52,8 @@ class PlaylistPage : public Page {
     PlaylistPage(std::vector<PlaylistSection> sections, int offset, int64_t end, int64_t total);
 
     Json::Value Next() override;
+    // The same as playlists.
+    std::vector<AnyPlaylist> Some();
 
   private:
     std::vector<PlaylistSection> sections_;
@@ -62,6 +64,9 @@ class PlaylistPage : public Page {
 // limit 0: all. Throws a Failure.
 std::unique_ptr<PlaylistPage> ListPlaylists(const std::vector<Collection> &collections, int offset,
                                             int limit);
+
+// How many tracks of a playlist are read at once after so many, a small share of the memory.
+int64_t TracksAtATime(int64_t read);
 
 // A page of a playlist's tracks, "songs", a few of which are held at a time. With limit 0 all.
 class PlaylistTracks : public Page {

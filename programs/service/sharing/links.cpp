@@ -35,7 +35,7 @@ constexpr std::string_view kPersonalNormal = "playlist_personal_normal/";
 
 // A link, and the rows that the library has for its file now.
 constexpr char kLinks[] =
-    "SELECT id, playlist_id, path, "
+    "SELECT id, playlist_id, path, extract(epoch FROM made)::bigint AS made, "
     "(SELECT min(p.id) FROM playlist p WHERE p.path = s.path) AS shared_row, "
     "(SELECT min(p.id) FROM personal_playlist p WHERE p.path = s.path AND p.userid = s.user_id) AS "
     "personal_row, COALESCE((SELECT min(p.title) FROM playlist p WHERE p.path = s.path), "
@@ -99,7 +99,7 @@ std::vector<Links::Row> Links::Rows(const std::string &statement) {
     std::vector<Row> links;
     for (const varn::Rows rows = Read(statement); const varn::Row row : rows) {
         const char *const id = row.Text("playlist_id");
-        Row link = {row.Text("id"), id, id, row.Text("path"), ""};
+        Row link = {row.Text("id"), id, id, row.Text("path"), "", row.Number("made")};
         link.name = NameOf(link.playlistId, link.path, row.Text("title"));
         for (const auto &[kind, column] :
              {std::pair(kSharedNormal, "shared_row"), std::pair(kPersonalNormal, "personal_row")}) {
@@ -183,6 +183,7 @@ Json::Value Links::Shown(const Row &row) {
     manager_.ConvertSharingInfoObj(record, shown);
     shown["playlist_id"] = row.playlistId;
     shown["name"] = row.name;
+    shown["made"] = Json::Int64{row.made};
     return shown;
 }
 

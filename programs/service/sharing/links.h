@@ -21,7 +21,8 @@ struct LinkName {
 };
 
 // Objects that are answered are those of the library (SharingManager::ConvertSharingInfoObj) with
-// two members more: "playlist_id", by what the playlist is called at the moment, and "name".
+// three members more: "playlist_id", by what the playlist is called at the moment, "name", and
+// "made", in seconds since 1970.
 // Each call throws a Failure; one user's links are not there for another. Calls leave the process
 // as the package's account, where it may switch.
 class Links {
@@ -49,6 +50,7 @@ class Links {
         std::string playlistId;        // the same playlist's now
         std::string path;
         std::string name;
+        long long made;  // seconds since 1970
     };
     varn::Rows Read(const std::string &statement);
     int Total();
