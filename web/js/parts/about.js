@@ -12,16 +12,16 @@ function formatOf({ codec, container, size }) {
   const kind = codec && container && codec !== container ? `${codec} (${container})` : codec;
   return joined([
     kind.toUpperCase(),
-    size >= 1e6 ? `${(size / 1e6).toLocaleString(undefined, { maximumFractionDigits: 1 })} MB`
-      : size > 0 ? `${Math.ceil(size / 1000)} kB` : '',
+    size >= 1e6 ? t('unit.megabytes', { value: Math.round(size / 1e5) / 10 })
+      : size > 0 ? t('unit.kilobytes', { value: Math.ceil(size / 1000) }) : '',
   ]);
 }
 
 /** @param {import('../types.js').Song} song */
 function qualityOf({ bitrate, frequency, channels }) {
   return joined([
-    bitrate > 0 ? `${Math.round(bitrate / 1000).toLocaleString()} kbit/s` : '',
-    frequency > 0 ? `${(frequency / 1000).toLocaleString()} kHz` : '',
+    bitrate > 0 ? t('unit.kilobits', { value: Math.round(bitrate / 1000) }) : '',
+    frequency > 0 ? t('unit.kilohertz', { value: frequency / 1000 }) : '',
     channels > 0 ? t('about.channels', { count: channels }) : '',
   ]);
 }

@@ -98,7 +98,7 @@ export class VolumeBar extends Part {
       const value = Math.round(player().volume() * 100);
       range.disabled = mute.disabled = !player().can('volume');
       range.value = String(value);
-      range.setAttribute('aria-valuetext', `${value} %`);
+      range.setAttribute('aria-valuetext', t('unit.percent', { value }));
       setVars(range, { '--done': `${value}%` });
       setIcon(mute, value === 0 ? 'muted' : 'volume');
       const label = t(player().isMuted() ? 'player.unmute' : 'player.mute');
