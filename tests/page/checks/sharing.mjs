@@ -1,7 +1,7 @@
 // Share links, and their public page.
 
 import assert from 'node:assert/strict';
-import { address, asPhone, browser, choose, isPlaying, openView, shareList, sound, takePicture }
+import { address, ask, asPhone, browser, choose, isPlaying, openView, shareList, sound, takePicture }
   from '../steps.mjs';
 import { Browser, until } from '../webdriver.mjs';
 
@@ -9,6 +9,12 @@ async function shareSong() {
   await openView('/songs', 'song-row');
   await browser.click('song-row .row-menu');
   await choose('do.share');
+  await until('the dialog', () => browser.run(() => document.querySelector('dialog .two input')));
+  await browser.run((day) => {
+    const [, until] = document.querySelectorAll('dialog .two input');
+    until.value = day;
+    document.querySelector('dialog .is-main').click();
+  }, '2099-12-31');
   return new URL(await until('the address', () => browser.run(() =>
     document.querySelector('dialog .copy input')?.value))).pathname;
 }
@@ -17,6 +23,7 @@ export const checks = {
   'a song is shared, and no more': async () => {
     const path = await shareSong();
     assert.equal((await fetch(address + path)).status, 200);
+    assert.equal((await ask('Sharing', 'list')).sharings[0].date_expired, '2099-12-31');
     await shareSong();
     await browser.click('dialog footer .button');
     await until('the end of the link', async () => (await fetch(address + path)).status === 404);
