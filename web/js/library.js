@@ -206,7 +206,8 @@ export async function albumSongs(album, albumArtist, signal) {
 /**
  * What a folder holds; the folders come first.
  * @param {string} id empty: the indexed folders
- * @param {(trail: {id: string, name: string}[]) => void} [onTrail] the way to it, itself last
+ * @param {(trail: {id: string, name: string}[], hasSongs: boolean) => void} [onTrail] the way to
+ *   it, itself last
  * @returns {Source<{folder?: Folder, song?: Song}>}
  */
 export function folder(id, onTrail) {
@@ -217,7 +218,7 @@ export function folder(id, onTrail) {
       const data = await call('Folder', 'list', { ...asked, offset, limit }, { signal });
       const folders = (data.folders ?? []).map((/** @type {Folder} */ found) => ({ folder: found }));
       const found = (data.songs ?? []).map((/** @type {any} */ song) => ({ song: songOf(song) }));
-      onTrail?.(data.trail);
+      onTrail?.(data.trail, found.length > 0 || data.total > offset + folders.length);
       return { total: data.total, items: [...folders, ...found] };
     },
   };

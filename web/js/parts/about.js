@@ -6,6 +6,7 @@ import { coverAddress } from '../library.js';
 import { clock, joined, t } from '../texts.js';
 import { cover } from './cover-art.js';
 import { openDialog } from './dialog.js';
+import { coverButton } from './large-cover.js';
 
 /** @param {import('../types.js').Song} song */
 function formatOf({ codec, container, size }) {
@@ -47,5 +48,5 @@ export function aboutSong(song) {
   const list = h('dl', { class: 'facts' }, ...rows.filter(([, value]) => value).map(([name, value]) =>
     h('div', {}, h('dt', {}, t(name)), h('dd', { dir: 'auto' }, value))));
   const art = cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album || song.title);
-  openDialog(t('do.about'), h('div', { class: 'about' }, art, list)).classList.add('is-wide');
+  openDialog(t('do.about'), h('div', { class: 'about' }, coverButton(art), list)).classList.add('is-wide');
 }

@@ -29,7 +29,10 @@ export function view({ id }) {
   return page('folder', id ? '' : title, (view) => {
     const trail = h('nav', { class: 'trail', 'aria-label': title, hidden: !id },
       h('a', { href: '/folders' }, title));
-    const source = folder(id, (steps) => {
+    const play = h('button', { class: 'button', hidden: true, onclick: () => playAll(onlySongs) },
+      icon('play'), t('do.play'));
+    const source = folder(id, (steps, hasSongs) => {
+      play.hidden = !hasSongs;
       if (steps.length > 0) {
         name = steps[steps.length - 1].name;
         setTitle(name);
@@ -44,15 +47,11 @@ export function view({ id }) {
       return items.flatMap(({ song }) => (song ? [song] : []));
     };
     const menu = iconButton('more', t('do.more', { name }), () => openMenu(menu, name, [
-      ...choicesForSongs(menu, onlySongs),
+      ...(play.hidden ? [] : choicesForSongs(menu, onlySongs)),
       choiceOfZip({ id, library: library() }),
       { text: t('do.pin'), icon: 'pin', parted: true, run: () => pin('folder', name, { folder: id }) },
     ]), { 'aria-haspopup': 'menu' });
-    const tools = id ? [
-      menu,
-      h('button', { class: 'button', onclick: () => playAll(onlySongs) }, icon('play'), t('do.play')),
-    ] : [];
-    const { head, heading } = pageHead(id ? '\u00a0' : title, ...tools);
+    const { head, heading } = pageHead(id ? '\u00a0' : title, ...(id ? [menu, play] : []));
     /** @type {LongList<{folder?: Folder, song?: Song}>} */
     const list = new LongList();
     list.classList.add('song-list');

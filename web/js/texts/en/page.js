@@ -40,6 +40,7 @@ export const page = {
   'keys.volume': 'Louder or quieter',
   'keys.stars': 'Give stars to the song in focus, or the one that plays',
   'keys.favourite': 'Make it a favourite, or take that back',
+  'keys.movePin': 'Move the pin in focus',
   'keys.move': 'Move the song in focus up or down',
   'keys.select': 'Select the song in focus',
   'keys.menu': 'Menu of the song in focus',
