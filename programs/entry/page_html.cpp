@@ -90,7 +90,9 @@ std::string Paragraph(const char *text) {
 }
 
 std::string Refused(Code code, const char *name, const char *title, const char *hint) {
-    return Answer(StatusOf(code), name, std::string("<h1>") + title + "</h1>\n" + Paragraph(hint));
+    return Answer(StatusOf(code), name,
+                  std::string("<main class=\"note\">\n<h1>") + title + "</h1>\n" + Paragraph(hint) +
+                      "</main>\n");
 }
 
 std::string Turn(int offset, const char *label) {

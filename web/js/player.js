@@ -91,7 +91,7 @@ function open() {
   } else if (songIn(back) === song && !back.error) {
     [front, back] = [back, front];
     unload(back);
-    front.currentTime = 0;
+    front.currentTime &&= 0; // a seek to where it is would be heard as a gap
   } else {
     load(front, song);
   }

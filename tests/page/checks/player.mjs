@@ -118,6 +118,14 @@ const ofServers = PROGRAMS && {
     await browser.click('.folder-row button');
     await isPlaying();
     assert.equal(await browser.text('player-bar .now-title'), 'From afar <b>');
+    await browser.run(() => {
+      const range = document.querySelector('player-bar seek-bar input');
+      range.value = '1';
+      range.dispatchEvent(new Event('change'));
+    });
+    await until('the sound from there on', async () =>
+      (await newRequests()).some((one) => /MediaServer.*position=1/.test(one)));
+    await isPlaying();
     if (player) {
       await until('the choice of players', () => browser.run(() =>
         document.querySelector('player-bar [aria-label="Play on"]').checkVisibility()));

@@ -100,16 +100,18 @@ function shareLinks(view) {
     const found = await attempt(() => links(view.signal)) ?? [];
     refill(list, found.length === 0 && h('li', { class: 'soft' }, t('settings.links.empty')),
       ...found.map((link) => h('li', {},
-        h('div', {}, h('a', { class: 'strong', dir: 'auto', href: link.url, target: '_blank' }, link.name),
+        h('div', {},
+          h('a', { class: 'strong', dir: 'auto', href: link.url, target: '_blank' }, link.name),
           h('small', { class: `status is-${link.status}` }, statusOf(link))),
-        h('button', { class: 'button', onclick: async () =>
-          (await sharePlaylist({ id: link.playlist_id, name: link.name }))
-            ?.addEventListener('close', show) }, t('share.days')),
-        h('button', { class: 'button', onclick: () => copyText(link.url) }, t('do.copy')),
-        h('button', { class: 'button', onclick: () => attempt(async () => {
-          await change('Sharing', 'delete', { id: link.id });
-          await show();
-        }) }, t('share.end')))));
+        h('span', { class: 'tools' },
+          h('button', { class: 'button', onclick: () => copyText(link.url) }, t('do.copy')),
+          h('button', { class: 'button', onclick: async () =>
+            (await sharePlaylist({ id: link.playlist_id, name: link.name }))
+              ?.addEventListener('close', show) }, t('share.days')),
+          h('button', { class: 'button', onclick: () => attempt(async () => {
+            await change('Sharing', 'delete', { id: link.id });
+            await show();
+          }) }, t('share.end'))))));
   };
   show();
   return group(t('settings.links'), list);

@@ -95,7 +95,7 @@ export const settings = {
   'indexing.unwatched': 'No indexer follows changes at the moment.',
   'settings.server': 'This server',
   'settings.folders': 'Music folders',
-  'settings.folders.hint': 'On the server, “tonvale init --music FOLDER” adds one.',
+  'settings.folders.hint': 'On the server, “tonvale init --music FOLDER” adds one. To take one out, delete its line of /usr/varn/etc/index_folder.conf below the root, and look for changes.',
   'settings.folders.empty': 'No folder is indexed.',
   'settings.card': 'Sound card',
   'settings.card.none': 'This server has no sound card.',
