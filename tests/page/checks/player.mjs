@@ -6,7 +6,7 @@ import { appendFileSync, existsSync, mkdtempSync, readdirSync, readFileSync, rmS
 import { createServer } from 'node:http';
 import { tmpdir } from 'node:os';
 import {
-  ask, browser, choose, foreignTexts, isPlaying, newRequests, openView, sound,
+  ask, browser, choose, foreignTexts, isPlaying, newRequests, openView, repeat, sound,
 } from '../steps.mjs';
 import { sleep, until } from '../webdriver.mjs';
 
@@ -115,6 +115,7 @@ const ofServers = PROGRAMS && {
     const url = `http://127.0.0.1:${other.address().port}/ctl`;
     await openView(`/servers?${new URLSearchParams({ url, id: '0', name: 'Other' })}`,
       '.folder-row button');
+    await repeat('one');
     await browser.click('.folder-row button');
     await isPlaying();
     assert.equal(await browser.text('player-bar .now-title'), 'From afar <b>');
@@ -126,6 +127,7 @@ const ofServers = PROGRAMS && {
     await until('the sound from there on', async () =>
       (await newRequests()).some((one) => /MediaServer.*position=1/.test(one)));
     await isPlaying();
+    await repeat('off');
     if (player) {
       await until('the choice of players', () => browser.run(() =>
         document.querySelector('player-bar [aria-label="Play on"]').checkVisibility()));
