@@ -216,7 +216,7 @@ export function folder(id, onTrail) {
     pageSize: 100,
     fetch: async (offset, limit, signal) => {
       const data = await call('Folder', 'list', { ...asked, offset, limit }, { signal });
-      const folders = (data.folders ?? []).map((/** @type {Folder} */ found) => ({ folder: found }));
+      const folders = (data.folders ?? []).map((/** @type {Folder} */ one) => ({ folder: one }));
       const found = (data.songs ?? []).map((/** @type {any} */ song) => ({ song: songOf(song) }));
       onTrail?.(data.trail, found.length > 0 || data.total > offset + folders.length);
       return { total: data.total, items: [...folders, ...found] };

@@ -49,7 +49,8 @@ export function view({ id }) {
     const menu = iconButton('more', t('do.more', { name }), () => openMenu(menu, name, [
       ...(play.hidden ? [] : choicesForSongs(menu, onlySongs)),
       choiceOfZip({ id, library: library() }),
-      { text: t('do.pin'), icon: 'pin', parted: true, run: () => pin('folder', name, { folder: id }) },
+      { text: t('do.pin'), icon: 'pin', parted: true,
+        run: () => pin('folder', name, { folder: id }) },
     ]), { 'aria-haspopup': 'menu' });
     const { head, heading } = pageHead(id ? '\u00a0' : title, ...(id ? [menu, play] : []));
     /** @type {LongList<{folder?: Folder, song?: Song}>} */
