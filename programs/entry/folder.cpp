@@ -35,9 +35,12 @@ constexpr Field kFolder[] = {{"id", "text", "identifier: dir_ID, of the own musi
                              {"date", "text", "of its last change"}};
 constexpr Field kFolderPage[] = {{"offset", "number"},
                                  {"total", "number", "of folders and songs together"},
+                                 {"trail", "[FolderStep]", "the folders around it, and it last"},
                                  {"folders", "[Folder]"},
                                  {"songs", "[Song]"}};
-constexpr Schema kSchemas[] = {{"Folder", kFolder}, {"FolderPage", kFolderPage}};
+constexpr Field kStep[] = {{"id", "text"}, {"name", "text"}};
+constexpr Schema kSchemas[] = {
+    {"Folder", kFolder}, {"FolderStep", kStep}, {"FolderPage", kFolderPage}};
 
 }  // namespace
 

@@ -10,6 +10,25 @@ namespace tonvale_entry {
 
 namespace {
 
+// Every text of the page but those of its player, which has the table of the page for people with a
+// login. A language is one more of these.
+struct Texts {
+    const char *language;
+    const char *empty, *back, *more;
+    const char *gone, *goneTitle, *goneHint;
+    const char *busy, *busyTitle, *busyHint;
+};
+constexpr Texts kTexts = {.language = "en",
+                          .empty = "There are no songs here.",
+                          .back = "Back",
+                          .more = "More",
+                          .gone = "No such link",
+                          .goneTitle = "This link does not work",
+                          .goneHint = "Ask for another one where you got it.",
+                          .busy = "Not now",
+                          .busyTitle = "This link cannot be opened now",
+                          .busyHint = "Try again in a moment."};
+
 // The look of the page for people with a login, and a player of its own. Another web server may not
 // have these files; then the page is plain, and each song has the browser's player.
 constexpr char kHead[] =
@@ -24,9 +43,9 @@ constexpr char kHead[] =
 
 // A link is as good as a password: nobody keeps the page, and no other site learns its address.
 std::string Answer(const std::string &status, const std::string &title, const std::string &body) {
-    const std::string text = std::string("<!DOCTYPE html>\n<html lang=\"en\">\n<head>\n") + kHead +
-                             "<title>" + title + "</title>\n</head>\n<body>\n" + body +
-                             "</body>\n</html>\n";
+    const std::string text = std::string("<!DOCTYPE html>\n<html lang=\"") + kTexts.language +
+                             "\">\n<head>\n" + kHead + "<title>" + title +
+                             "</title>\n</head>\n<body>\n" + body + "</body>\n</html>\n";
     return status + "Content-Type: text/html; charset=utf-8\r\nContent-Length: " +
            std::to_string(text.size()) +
            "\r\nCache-Control: no-store\r\nContent-Security-Policy: default-src 'none'; style-src "
@@ -66,6 +85,16 @@ std::string Entry(const LinkPage &page, const SharedSong &song) {
            (song.playsEverywhere ? "" : "&amp;format=mp3") + "\"></audio></li>\n";
 }
 
+std::string Paragraph(const char *text) {
+    return std::string("<p>") + text + "</p>\n";
+}
+
+std::string Refused(Code code, const char *name, const char *title, const char *hint) {
+    return Answer(StatusOf(code), name,
+                  std::string("<main class=\"note\">\n<h1>") + title + "</h1>\n" + Paragraph(hint) +
+                      "</main>\n");
+}
+
 std::string Turn(int offset, const char *label) {
     return "<a rel=\"nofollow\" href=\"?offset=" + std::to_string(offset) + "\">" + label +
            "</a>\n";
@@ -91,24 +120,23 @@ std::string PageAnswer(const LinkPage &page) {
     for (const SharedSong &song : songs) {
         body += Entry(page, song);
     }
-    body += songs.empty() ? "</ol>\n<p>There are no songs here.</p>\n" : "</ol>\n";
+    body += "</ol>\n";
+    if (songs.empty()) {
+        body += Paragraph(kTexts.empty);
+    }
     if (page.offset > 0) {
-        body += Turn(std::max(0, page.offset - kSongsOfPage), "Back");
+        body += Turn(std::max(0, page.offset - kSongsOfPage), kTexts.back);
     }
     if (page.songs.total - page.offset > kSongsOfPage) {
-        body += Turn(page.offset + kSongsOfPage, "More");
+        body += Turn(page.offset + kSongsOfPage, kTexts.more);
     }
     return Answer("Status: 200 OK\r\n", name, body);
 }
 
 std::string RefusedPageAnswer(Code code) {
-    if (code != Code::kNoSuchItem) {
-        return Answer(StatusOf(code), "Not now",
-                      "<h1>This link cannot be opened now</h1>\n<p>Try again in a moment.</p>\n");
-    }
-    return Answer(StatusOf(code), "No such link",
-                  "<h1>This link does not work</h1>\n<p>Ask whoever gave it to you for another "
-                  "one.</p>\n");
+    return code == Code::kNoSuchItem
+               ? Refused(code, kTexts.gone, kTexts.goneTitle, kTexts.goneHint)
+               : Refused(code, kTexts.busy, kTexts.busyTitle, kTexts.busyHint);
 }
 
 }  // namespace tonvale_entry

@@ -59,9 +59,9 @@ Json::Value Delete(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
-template <Json::Value (Links::*Change)(const std::string &songId)>
-Json::Value ChangeSong(const Request &asked) {
-    return OneLink((LinksOf(asked).*Change)(asked.RequiredText("id")));
+template <Json::Value (Links::*Do)(const std::string &songId)>
+Json::Value OfSong(const Request &asked) {
+    return OneLink((LinksOf(asked).*Do)(asked.RequiredText("id")));
 }
 
 constexpr Parameter kId{.name = "id", .what = "The link."};
@@ -106,29 +106,35 @@ constexpr Method kMethods[] = {
      .changes = true,
      .summary = "Take a link away; the playlist stays",
      .parameters = kLinkParameters},
+    {.name = "get_song",
+     .make = Make<OfSong<&Links::GetSong>>,
+     .summary = "The link of the list of shared songs, when a song is on it",
+     .parameters = kSongParameters,
+     .answer = "OneSharing"},
     {.name = "share_song",
-     .make = Make<ChangeSong<&Links::ShareSong>>,
+     .make = Make<OfSong<&Links::ShareSong>>,
      .changes = true,
      .summary = "Put a song on the list of shared songs, which has a link of its own",
      .parameters = kSongParameters,
      .answer = "OneSharing"},
     {.name = "unshare_song",
-     .make = Make<ChangeSong<&Links::UnshareSong>>,
+     .make = Make<OfSong<&Links::UnshareSong>>,
      .changes = true,
      .summary = "Take a song off that list",
      .parameters = kSongParameters,
      .answer = "OneSharing"},
 };
 
-constexpr Field kSharing[] = {{"id", "text"},
-                              {"url", "text"},
-                              {"date_available", "text", "YYYY-MM-DD; 0: from the start"},
-                              {"date_expired", "text", "YYYY-MM-DD; 0: without an end"},
-                              {"status", "text", "valid, invalid before its first day, expired"},
-                              {"playlist_id", "text"},
-                              {"name", "text"},
-                              {"made", "time"},
-                              {"song_url?", "text", "of share_song: of that song alone"}};
+constexpr Field kSharing[] = {
+    {"id", "text"},
+    {"url", "text"},
+    {"date_available", "text", "YYYY-MM-DD; 0: from the start"},
+    {"date_expired", "text", "YYYY-MM-DD; 0: without an end"},
+    {"status", "text", "valid, invalid before its first day, expired"},
+    {"playlist_id", "text"},
+    {"name", "text"},
+    {"made", "time"},
+    {"song_url?", "text", "of get_song and share_song: of that song alone"}};
 constexpr Field kOne[] = {{"sharing", "Sharing"}};
 constexpr Field kPage[] = {{"offset", "number"}, {"total", "number"}, {"sharings", "[Sharing]"}};
 constexpr Schema kSchemas[] = {{"Sharing", kSharing}, {"OneSharing", kOne}, {"SharingPage", kPage}};

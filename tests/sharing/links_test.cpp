@@ -202,6 +202,8 @@ TEST_F(ShareLinks, ShareSingleSongs) {
     // A list that was lost is made again.
     std::filesystem::remove(Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice"));
     EXPECT_EQ(links.ShareSong(Name(rock_))["id"], shared["id"]);
+    EXPECT_EQ(links.GetSong(Name(rock_))["id"], shared["id"]);
+    EXPECT_EQ(Refused([&] { links.GetSong(TrackName(track1_)); }), Reason::kNoSuchLink);
     EXPECT_FALSE(links.UnshareSong(Name(rock_)).isMember("song_url"));
     unsetenv("HTTP_HOST");
 }

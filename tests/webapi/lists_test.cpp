@@ -284,6 +284,8 @@ TEST_F(FolderApi, ShowsFoldersAndThenSongs) {
         EXPECT_EQ(shown, Texts(first, first + std::min<long>(2, entries.end() - first)));
         EXPECT_EQ(page["total"].asInt(), 4);
     }
+    EXPECT_EQ(Each(Ask("Folder", "list", {{"id", "dir_4"}})["trail"]),
+              (Texts{"dir_1", "dir_2", "dir_4"}));
     EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_7"}}), 404) << "bob's";
     EXPECT_EQ(Each(Ask("Folder", "list", {{"id", "dir_7"}}, "bob")["folders"]), Texts());
     for (const char *user : {"alice", "bob"}) {

@@ -11,6 +11,7 @@ const defaults = {
   place: /** @type {'here' | 'server'} */ ('here'), // that plays
   gain: /** @type {'off' | 'track' | 'album'} */ ('off'),
   bitrate: 256000,
+  lossless: false,
   alwaysConvert: false,
   volume: 1,
   muted: false,

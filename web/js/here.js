@@ -29,7 +29,7 @@ const after = /** @type {const} */ ({ off: 'all', all: 'one', one: 'off' });
 export const here = {
   name: 'here',
   events,
-  can: (what) => what !== 'stop',
+  can: (what) => (what === 'seek' ? audio.canSeek() : what !== 'stop'),
   current,
   upcoming: () => queued()[position() + 1]?.song,
   isPlaying: audio.isPlaying,

@@ -47,7 +47,8 @@ function openHelp() {
     [[t('key.shift'), ...arrows], 'keys.skip'], [[t('key.shift'), '↑', '↓'], 'keys.volume'],
     [['0', '…', '5'], 'keys.stars'], [['F'], 'keys.favourite'], [['/'], 'nav.search'],
     [['Q'], 'nav.queue'], [['N'], 'player.open'], [['M'], 'keys.menu'], [['X'], 'keys.select'],
-    [[t('key.alt'), '↑', '↓'], 'keys.move'], [['?'], 'keys.help'],
+    [[t('key.alt'), '↑', '↓'], 'keys.move'], [[t('key.alt'), ...arrows], 'keys.movePin'],
+    [['?'], 'keys.help'],
   ];
   openDialog(t('keys.title'), h('dl', { class: 'key-list' }, ...rows.map(([names, text]) =>
     h('div', {}, h('dt', {}, ...names.map((name) => h('kbd', {}, name))), h('dd', {}, t(text))))));

@@ -206,16 +206,19 @@ export async function albumSongs(album, albumArtist, signal) {
 /**
  * What a folder holds; the folders come first.
  * @param {string} id empty: the indexed folders
+ * @param {(trail: {id: string, name: string}[], hasSongs: boolean) => void} [onTrail] the way to
+ *   it, itself last
  * @returns {Source<{folder?: Folder, song?: Song}>}
  */
-export function folder(id) {
+export function folder(id, onTrail) {
   const asked = { library: library(), additional: ADDITIONAL, id: id || undefined };
   return {
     pageSize: 100,
     fetch: async (offset, limit, signal) => {
       const data = await call('Folder', 'list', { ...asked, offset, limit }, { signal });
-      const folders = (data.folders ?? []).map((/** @type {Folder} */ found) => ({ folder: found }));
+      const folders = (data.folders ?? []).map((/** @type {Folder} */ one) => ({ folder: one }));
       const found = (data.songs ?? []).map((/** @type {any} */ song) => ({ song: songOf(song) }));
+      onTrail?.(data.trail, found.length > 0 || data.total > offset + folders.length);
       return { total: data.total, items: [...folders, ...found] };
     },
   };

@@ -1,12 +1,12 @@
 // Plays the queue: one audio element plays, another fetches the next song, for nearly no gap.
 
 import { call, mustAnswer, Refusal, sleep } from './api.js';
-import { choice, choices, choose, readStored, writeStored } from './choices.js';
-import { applyGain } from './mixer.js';
+import { choices, choose, readStored, writeStored } from './choices.js';
+import { decks, load, placeIn, setGains, songIn, unload } from './decks.js';
 import {
   current, nextPosition, position, previousPosition, queue, queued, setPosition, setQueue,
 } from './queue.js';
-import { convertFromNowOn, soundAddress } from './sound.js';
+import { convertFromNowOn } from './sound.js';
 
 /** @typedef {import('./types.js').Song} Song */
 
@@ -19,10 +19,7 @@ const KEY = 'tonvale.time';
 /** Tells `state`, `time`, `song`, and `missing` (detail: a song that cannot be played). */
 export const player = new EventTarget();
 
-let front = new Audio();
-let back = new Audio();
-/** @type {Map<HTMLAudioElement, Song | undefined>} what each has loaded */
-const loaded = new Map([[front, undefined], [back, undefined]]);
+let [front, back] = decks;
 let wanted = false; // playing, as far as the person is concerned
 let resumeAt = 0; // where the song goes on when it is loaded
 let failures = 0;
@@ -48,36 +45,30 @@ export function duration() {
 }
 
 export function time() {
-  return loaded.get(front) === undefined || resumeAt > 0 ? resumeAt : front.currentTime;
+  return songIn(front) === undefined || resumeAt > 0 ? resumeAt : placeIn(front);
 }
 
-function applyVolume() {
-  for (const audio of loaded.keys()) {
-    audio.volume = choice('volume');
-    audio.muted = choice('muted');
+/** Radio has no length, and no place to go to. */
+export function canSeek() {
+  return duration() > 0;
+}
+
+/** @param {number} to seconds of the song that the front element has loaded */
+function jump(to) {
+  const song = songIn(front);
+  if (!song?.isStream) {
+    front.currentTime = to;
+  } else if (placeIn(front) !== to) {
+    load(front, song, to);
+    if (wanted) {
+      start();
+    }
   }
-}
-
-/**
- * @param {HTMLAudioElement} audio
- * @param {Song} song
- */
-function load(audio, song) {
-  loaded.set(audio, song);
-  audio.preload = 'auto';
-  audio.src = soundAddress(song);
-}
-
-/** @param {HTMLAudioElement} audio */
-function unload(audio) {
-  loaded.set(audio, undefined);
-  audio.removeAttribute('src');
-  audio.load();
 }
 
 async function start() {
   const audio = front;
-  applyGain(loaded, wanted);
+  setGains(wanted);
   try {
     await audio.play();
   } catch (error) {
@@ -97,7 +88,7 @@ function open() {
   if (!song) {
     unload(front);
     wanted = false;
-  } else if (loaded.get(back) === song && !back.error) {
+  } else if (songIn(back) === song && !back.error) {
     [front, back] = [back, front];
     unload(back);
     front.currentTime &&= 0; // a seek to where it is would be heard as a gap
@@ -117,9 +108,8 @@ export function play() {
     return;
   }
   wanted = true;
-  if (loaded.get(front) !== song || front.error) {
-    load(front, song);
-    front.currentTime = resumeAt;
+  if (songIn(front) !== song || front.error) {
+    load(front, song, resumeAt);
   }
   start();
   tell('state');
@@ -138,12 +128,14 @@ export function toggle() {
 
 /** @param {number} seconds */
 export function seek(seconds) {
-  const end = duration();
-  const to = Math.max(0, end > 0 ? Math.min(seconds, end - 0.5) : seconds);
-  if (loaded.get(front) === undefined || front.readyState === 0) {
+  if (!canSeek()) {
+    return;
+  }
+  const to = Math.max(0, Math.min(seconds, duration() - 0.5));
+  if (songIn(front) === undefined || front.readyState === 0) {
     resumeAt = to;
   }
-  front.currentTime = to;
+  jump(to);
   tell('time');
 }
 
@@ -154,10 +146,10 @@ export function playAt(place) {
   wanted = place >= 0;
   if (place < 0) {
     front.pause();
-    front.currentTime = 0;
+    jump(0);
     tell('state');
-  } else if (place === position() && loaded.get(front) === current()) {
-    front.currentTime = 0;
+  } else if (place === position() && songIn(front) === current()) {
+    jump(0);
     play();
   } else {
     setPosition(place);
@@ -173,7 +165,7 @@ export function next() {
 
 export function previous() {
   const place = previousPosition();
-  if (front.currentTime > RESTART || place < 0) {
+  if (placeIn(front) > RESTART || place < 0) {
     seek(0);
   } else {
     playAt(place);
@@ -197,15 +189,15 @@ export function playSongs(songs, { first = 0, shuffle } = {}) {
 function fetchAhead() {
   const place = nextPosition();
   const song = place >= 0 && place !== position() ? queued()[place]?.song : undefined;
-  if (loaded.get(back) !== song) {
+  if (songIn(back) !== song) {
     (song ? load : unload)(back, /** @type {Song} */ (song));
-    applyGain(loaded, wanted);
+    setGains(wanted);
   }
 }
 
 function onTime() {
   failures = 0;
-  const left = duration() - front.currentTime;
+  const left = duration() - placeIn(front);
   if (wanted && left < AHEAD && front.currentTime > 0.5) {
     fetchAhead();
   }
@@ -217,11 +209,11 @@ function onTime() {
  * @param {HTMLAudioElement} audio
  */
 async function recover(audio) {
-  const song = loaded.get(audio);
+  const song = songIn(audio);
   if (!song || !wanted) {
     return;
   }
-  const from = audio.currentTime || resumeAt;
+  const from = placeIn(audio) || resumeAt;
   recovery?.abort();
   recovery = new AbortController();
   const { signal } = recovery;
@@ -237,9 +229,8 @@ async function recover(audio) {
       }
       await sleep(PAUSES[Math.min(failures, PAUSES.length) - 1] * 1000, signal);
     }
-    load(audio, song);
     resumeAt = from;
-    audio.currentTime = from;
+    load(audio, song, from);
     start();
   } catch (error) {
     if (error instanceof Refusal) {
@@ -259,10 +250,10 @@ function watch(audio) {
   on(['timeupdate', 'seeked'], onTime);
   on(['playing', 'waiting', 'canplay', 'stalled'], () => tell('state'));
   on(['loadedmetadata'], () => {
-    if (resumeAt > 0) {
+    if (resumeAt > 0 && !songIn(audio)?.isStream) {
       audio.currentTime = resumeAt;
-      resumeAt = 0;
     }
+    resumeAt = 0;
   });
   on(['ended'], () => playAt(nextPosition()));
   on(['error'], () => recover(audio));
@@ -286,10 +277,7 @@ export function setVolume(value) {
 
 watch(front);
 watch(back);
-applyVolume();
-choices.addEventListener('volume', applyVolume);
-choices.addEventListener('muted', applyVolume);
-choices.addEventListener('gain', () => applyGain(loaded, wanted));
+choices.addEventListener('gain', () => setGains(wanted));
 queue.addEventListener('current', open);
 // A reload goes on where the song was.
 const kept = /** @type {any} */ (readStored(KEY));
@@ -297,4 +285,3 @@ if (kept?.id !== undefined && kept.id === current()?.id) {
   resumeAt = Number(kept.time) || 0;
 }
 window.addEventListener('pagehide', () => writeStored(KEY, { id: current()?.id, time: time() }));
-document.body.append(front, back);

@@ -1,5 +1,7 @@
 // The addresses of the page: which view shows which, and the way back.
 
+import { joined, t } from './texts.js';
+
 /** @typedef {import('./types.js').Place} Place */
 /** @typedef {{load: () => Promise<{view: (place: Place) => HTMLElement}>, nav: string}} Route */
 
@@ -55,7 +57,7 @@ function find(path) {
 
 /** @param {string} [name] */
 export function setTitle(name) {
-  document.title = name ? `${name} · Tonvale` : 'Tonvale';
+  document.title = joined([name ?? '', t('app.name')]);
 }
 
 /** @param {number} top */

@@ -1,4 +1,5 @@
-// Which address gives the sound of a song: the file itself where the browser plays it, else MP3.
+// Which address gives the sound of a song: the file itself where the browser plays it, else MP3 or
+// WAV.
 
 import { addressOf } from './api.js';
 import { choice } from './choices.js';
@@ -16,6 +17,8 @@ const TYPES = {
   m4a: 'audio/mp4; codecs="mp4a.40.2"',
   aac: 'audio/aac',
 };
+
+const LOSSLESS = /^(alac|als|ape|dsd|dst|flac|mlp|pcm$|shorten|tak|truehd|tta|wavpack|wv)/i;
 
 /** Formats that the browser promised to play and did not. */
 const broken = new Set();
@@ -51,17 +54,24 @@ export function convertFromNowOn(song) {
   return playsItself(song) && Boolean(broken.add(formatOf(song)));
 }
 
-/** @param {Song} song */
-export function soundAddress(song) {
+/**
+ * @param {Song} song
+ * @param {number} [from] the second where a stream is to begin
+ */
+export function soundAddress(song, from) {
+  const position = from || undefined;
   if (song.server) {
-    return addressOf('MediaServer', 'stream', { ...song.server });
+    return addressOf('MediaServer', 'stream', { ...song.server, position });
   }
   if (song.isStream) {
     const url = song.path || song.id.replace(/^\S+ /, '');
-    return addressOf('Stream', 'remote', { url, format: 'mp3' });
+    return addressOf('Stream', 'remote', { url, format: 'mp3', position });
   }
   if (playsItself(song)) {
     return addressOf('Stream', 'stream', { id: song.id, format: 'raw' });
+  }
+  if (choice('lossless') && !choice('alwaysConvert') && LOSSLESS.test(song.codec)) {
+    return addressOf('Stream', 'stream', { id: song.id, format: 'wav' });
   }
   const high = song.frequency === 0 || song.frequency >= 28000;
   const bitrate = high ? choice('bitrate') : undefined;

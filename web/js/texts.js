@@ -1,4 +1,5 @@
-// Every text that the page shows, out of one table for each language.
+// Every text that the page shows, out of one table for each language. index.html alone has texts of
+// its own: what stands there where scripts do not run.
 
 import { choice } from './choices.js';
 import { en } from './texts/en.js';
@@ -64,7 +65,7 @@ export function joined(names) {
   return names.filter(Boolean).join(' · ');
 }
 
-/** The server tells more of these refusals than their code does. */
+/** The server tells more of these refusals, in English, than their code does. */
 const SAID = [400, 403, 409];
 
 /**
@@ -74,7 +75,7 @@ const SAID = [400, 403, 409];
 export function wordsFor(error) {
   const { code = -1, said = '', parameter = '' } =
     /** @type {Partial<import('./api.js').Refusal>} */ (error ?? {});
-  if (said && !parameter && SAID.includes(code)) {
+  if (said && language === 'en' && !parameter && SAID.includes(code)) {
     return `${said[0].toUpperCase()}${said.slice(1)}.`;
   }
   const name = /** @type {TextName} */ (`error.${code}`);

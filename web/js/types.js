@@ -102,6 +102,7 @@
  * @property {'valid' | 'invalid' | 'expired'} status
  * @property {string} playlist_id
  * @property {string} name
+ * @property {string} [song_url] of one of its songs alone
  */
 
 /**

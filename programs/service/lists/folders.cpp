@@ -102,6 +102,27 @@ std::string Roots(const std::string &user) {
     return list.empty() ? "false" : "path IN (" + list + ")";
 }
 
+// The folder of a path after those that it lies in, as far as the library has them.
+std::string WayTo(const std::string &path) {
+    std::string list;
+    for (std::filesystem::path step = path; step.has_relative_path(); step = step.parent_path()) {
+        const auto literal = varn::Sql("'@VARN:VAR'", step.string());
+        list += literal ? (list.empty() ? "" : ", ") + *literal : "";
+    }
+    return list.empty() ? "false" : "path IN (" + list + ")";
+}
+
+Json::Value TrailTo(const ListRequest &request, const std::string &path) {
+    const Tonvale::MediaHandle rows = Open(request, WayTo(path), "length(path)", 0, 0);
+    Json::Value trail(Json::arrayValue);
+    for (int i = 0; i < rows->rowCount; ++i) {
+        Json::Value &step = trail.append(Json::Value(Json::objectValue));
+        step["id"] = FolderId(rows, i);
+        step["name"] = FieldOf(rows, i, "title");
+    }
+    return trail;
+}
+
 Json::Value ObjectOf(const Tonvale::MediaHandle &rows, int row) {
     Json::Value folder(Json::objectValue);
     folder["id"] = FolderId(rows, row);
@@ -173,7 +194,8 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
                                      const TrackWriter &writer) {
-    const std::string inside = row != 0 ? Inside(PathOf(request, row)) : "";
+    const std::string path = row != 0 ? PathOf(request, row) : "";
+    const std::string inside = row != 0 ? Inside(path) : "";
     const std::string ofFolders = row != 0 ? inside : Roots(writer.userName);
     const std::string ofSongs = row != 0 ? inside : "false";
     const Tonvale::MediaHandle found =
@@ -205,6 +227,7 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
     auto page =
         std::make_unique<SongPage>(std::move(rows), writer, request.offset, folders + songs);
     page->Head()["folders"] = std::move(list);
+    page->Head()["trail"] = row != 0 ? TrailTo(request, path) : Json::Value(Json::arrayValue);
     return page;
 }
 

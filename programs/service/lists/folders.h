@@ -51,9 +51,9 @@ FolderBelow FindFolder(const ListRequest &request, int row);
 std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
                                         const std::optional<std::string> &name);
 
-// A page of what is in the folder of a row: its folders, "folders", then its songs, "songs". For
-// row 0 those are the folders that are indexed, and the user's own folder of music. Throws a
-// Failure.
+// A page of what is in the folder of a row: its folders, "folders", then its songs, "songs".
+// "trail" is the way to it: the folders that it lies in, and itself last. For row 0 there are the
+// folders that are indexed, and the user's own folder of music, and no way. Throws a Failure.
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
                                      const TrackWriter &writer);
 

@@ -363,11 +363,30 @@ Json::Value Links::ChangeSong(bool add, const std::string &songId) {
     const std::string song =
         NameInPlaylist(ReadSong(uid_, songId, add ? Among::kBrowsed : Among::kAll));
     ChangeSharedSongs(add, songId, song);
+    return ShownWith(song);
+}
+
+Json::Value Links::ShownWith(const std::string &song) {
     Json::Value shown = Get({"", kSharedSongsId});
     // A song outside the shares has no address of its own.
     const std::string url = manager_.GetUrl(shown["id"].asString(), song);
     shown["song_url"] = url.ends_with('/') ? shown["url"].asString() : url;
     return shown;
+}
+
+Json::Value Links::GetSong(const std::string &songId) {
+    const std::string song = NameInPlaylist(ReadSong(uid_, songId, Among::kAll));
+    const Row row = Find({"", kSharedSongsId});
+    const Collection own = {.user = user_, .personal = true, .uid = uid_, .isForRoot = true};
+    SharingData record;
+    record.user_id = uid_;
+    record.playlist_id = row.playlistId;
+    const HeldPlaylist list(own, row.path);
+    record.path = list.Path();
+    if (!manager_.CheckSongAllowSharing(record, song)) {
+        throw Failure(Reason::kNoSuchLink, songId);
+    }
+    return ShownWith(song);
 }
 
 Json::Value Links::ShareSong(const std::string &songId) {

@@ -40,6 +40,8 @@ class Links {
 
     // Puts a song on the list of single shared songs, or takes it off: the list's link, and with
     // "song_url" where the song alone is found.
+    // GetSong is a Failure for a song that is not on it.
+    Json::Value GetSong(const std::string &songId);
     Json::Value ShareSong(const std::string &songId);
     Json::Value UnshareSong(const std::string &songId);
 
@@ -71,6 +73,7 @@ class Links {
     void PrepareSongsList(bool hasLink);
     void PrepareSharedSongs();
     void ChangeSharedSongs(bool add, const std::string &songId, const std::string &song);
+    Json::Value ShownWith(const std::string &song);
     Json::Value ChangeSong(bool add, const std::string &songId);
     std::string NewId();
 

@@ -6,8 +6,8 @@ import { appendFileSync, existsSync, mkdtempSync, readdirSync, readFileSync, rmS
 import { createServer } from 'node:http';
 import { tmpdir } from 'node:os';
 import {
-  ask, browser, choose, foreignTexts, isPlaying, music, newRequests, openView, playLong, settled,
-  sound,
+  ask, browser, choose, foreignTexts, isPlaying, music, newRequests, openView, playLong, repeat,
+  settled, sound,
 } from '../steps.mjs';
 import { sleep, until } from '../webdriver.mjs';
 
@@ -113,9 +113,19 @@ const ofServers = PROGRAMS && {
     const url = `http://127.0.0.1:${other.address().port}/ctl`;
     await openView(`/servers?${new URLSearchParams({ url, id: '0', name: 'Other' })}`,
       '.folder-row button');
+    await repeat('one');
     await browser.click('.folder-row button');
     await isPlaying();
     assert.equal(await browser.text('player-bar .now-title'), 'From afar <b>');
+    await browser.run(() => {
+      const range = document.querySelector('player-bar seek-bar input');
+      range.value = '1';
+      range.dispatchEvent(new Event('change'));
+    });
+    await until('the sound from there on', async () =>
+      (await newRequests()).some((one) => /MediaServer.*position=1/.test(one)));
+    await isPlaying();
+    await repeat('off');
     if (player) {
       await playOn('places.server');
       await browser.click('.folder-row button');

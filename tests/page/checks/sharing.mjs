@@ -8,18 +8,26 @@ import { Browser, until } from '../webdriver.mjs';
 const addressShown = async () => new URL(await until('the address', () => browser.run(() =>
   document.querySelector('dialog .copy input')?.value))).pathname;
 
-async function shareSong() {
+async function openShareOfSong() {
   await openView('/songs', 'song-row');
   await browser.click('song-row .row-menu');
   await choose('do.share');
-  return addressShown();
+  await browser.find('dialog .two input');
 }
 
 export const checks = {
   'a song is shared, and no more': async () => {
-    const path = await shareSong();
+    await openShareOfSong();
+    await browser.run((day) => {
+      const [, until] = document.querySelectorAll('dialog .two input');
+      until.value = day;
+    }, '2099-12-31');
+    await browser.click('dialog footer .is-main');
+    const path = await addressShown();
     assert.equal((await fetch(address + path)).status, 200);
-    await shareSong();
+    assert.equal((await ask('Sharing', 'list')).sharings[0].date_expired, '2099-12-31');
+    await openShareOfSong();
+    await addressShown();
     await browser.click('dialog footer .button');
     await until('the end of the link', async () => (await fetch(address + path)).status === 404);
   },

@@ -6,22 +6,23 @@ import { coverAddress } from '../library.js';
 import { clock, joined, t } from '../texts.js';
 import { cover } from './cover-art.js';
 import { openDialog } from './dialog.js';
+import { coverButton } from './large-cover.js';
 
 /** @param {import('../types.js').Song} song */
 function formatOf({ codec, container, size }) {
   const kind = codec && container && codec !== container ? `${codec} (${container})` : codec;
   return joined([
     kind.toUpperCase(),
-    size >= 1e6 ? `${(size / 1e6).toLocaleString(undefined, { maximumFractionDigits: 1 })} MB`
-      : size > 0 ? `${Math.ceil(size / 1000)} kB` : '',
+    size >= 1e6 ? t('unit.megabytes', { value: Math.round(size / 1e5) / 10 })
+      : size > 0 ? t('unit.kilobytes', { value: Math.ceil(size / 1000) }) : '',
   ]);
 }
 
 /** @param {import('../types.js').Song} song */
 function qualityOf({ bitrate, frequency, channels }) {
   return joined([
-    bitrate > 0 ? `${Math.round(bitrate / 1000).toLocaleString()} kbit/s` : '',
-    frequency > 0 ? `${(frequency / 1000).toLocaleString()} kHz` : '',
+    bitrate > 0 ? t('unit.kilobits', { value: Math.round(bitrate / 1000) }) : '',
+    frequency > 0 ? t('unit.kilohertz', { value: frequency / 1000 }) : '',
     channels > 0 ? t('about.channels', { count: channels }) : '',
   ]);
 }
@@ -47,5 +48,5 @@ export function aboutSong(song) {
   const list = h('dl', { class: 'facts' }, ...rows.filter(([, value]) => value).map(([name, value]) =>
     h('div', {}, h('dt', {}, t(name)), h('dd', { dir: 'auto' }, value))));
   const art = cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album || song.title);
-  openDialog(t('do.about'), h('div', { class: 'about' }, art, list)).classList.add('is-wide');
+  openDialog(t('do.about'), h('div', { class: 'about' }, coverButton(art), list)).classList.add('is-wide');
 }

@@ -6,6 +6,7 @@ import { icon, iconButton } from '../icons.js';
 import { t } from '../texts.js';
 import { CoverArt, tintBy } from './cover-art.js';
 import { HeartButton } from './heart.js';
+import { coverButton } from './large-cover.js';
 import { openMenu } from './menu.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -28,7 +29,7 @@ export function banner({ kind, name, art, below, songs, more, tint, loved }) {
   const length = Array.from(name).length;
   const size = length > 60 ? ' is-endless' : length > 22 ? ' is-long' : '';
   const head = h('header', { class: 'banner' },
-    h('div', { class: 'banner-art' }, art),
+    h('div', { class: 'banner-art' }, art instanceof CoverArt ? coverButton(art) : art),
     h('div', { class: 'banner-text' },
       h('p', { class: 'banner-kind' }, kind),
       h('h1', { class: `banner-name${size}`, tabindex: '-1', dir: 'auto', title: name }, name),

@@ -72,9 +72,9 @@ export function groupName(kind, name) {
  */
 export function groupCard(kind, group) {
   const name = groupName(kind, group.name);
-  const art = kind === 'genre' ? icon('genres') : initialsOf(name) || icon('artists');
+  const letters = kind === 'genre' ? '' : initialsOf(group.name);
   return card({
-    href: groupPath(kind, group.name), art: monogram(name, art), name, kind: `is-${kind}`,
+    href: groupPath(kind, group.name), art: monogram(name, letters || icon(`${kind}s`)), name, kind: `is-${kind}`,
     play: () => allOf(songs({ [kind]: group.name, sort_by: 'album' })),
   });
 }

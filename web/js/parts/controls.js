@@ -67,12 +67,13 @@ export class SeekBar extends Part {
       const length = player().duration();
       const at = this.#dragged ? Number(range.value) : player().time();
       range.disabled = !player().can('seek');
+      this.classList.toggle('is-endless', length === 0);
       range.max = String(Math.max(1, Math.round(length)));
       if (!this.#dragged) {
         range.value = String(Math.round(at));
       }
       setVars(range, { '--done': `${length > 0 ? Math.min(100, (at / length) * 100) : 0}%` });
-      const [text, whole] = [clock(at), clock(length)];
+      const [text, whole] = [clock(at), length > 0 ? clock(length) : ''];
       if (now.textContent !== text || end.textContent !== whole) {
         now.textContent = text;
         end.textContent = whole;
@@ -98,7 +99,7 @@ export class VolumeBar extends Part {
       const value = Math.round(player().volume() * 100);
       range.disabled = mute.disabled = !player().can('volume');
       range.value = String(value);
-      range.setAttribute('aria-valuetext', `${value} %`);
+      range.setAttribute('aria-valuetext', t('unit.percent', { value }));
       setVars(range, { '--done': `${value}%` });
       setIcon(mute, value === 0 ? 'muted' : 'volume');
       const label = t(player().isMuted() ? 'player.unmute' : 'player.mute');

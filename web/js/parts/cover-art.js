@@ -21,7 +21,16 @@ export class CoverArt extends Part {
   #name = '';
   #tries = 0;
 
+  get address() {
+    return this.#address;
+  }
+
+  get name() {
+    return this.#name;
+  }
+
   /**
+   * Tells `picture` when it is there, and `changed` when it goes.
    * @param {string} address empty: there is no picture
    * @param {string} name what the picture shows, for the drawing
    */
@@ -32,6 +41,7 @@ export class CoverArt extends Part {
     this.#address = address;
     this.#name = name;
     this.#tries = 0;
+    this.dispatchEvent(new Event('changed'));
     if (this.isConnected) {
       this.start();
     }

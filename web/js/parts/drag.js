@@ -1,4 +1,4 @@
-// Dragging of songs, by mouse or finger: within a list, and onto playlists.
+// Dragging of songs and pins, by mouse or finger: within a list, and onto playlists.
 
 import { h, setVars } from '../dom.js';
 
@@ -13,6 +13,8 @@ const EDGE = 60;
  * @property {(from: number, before: number) => void} [onMove] `before`: a row's place now
  * @property {(from: number, playlist: HTMLElement) => void} [onDrop]
  * @property {AbortSignal} signal
+ * @property {string} [item] a selector of what is dragged
+ * @property {boolean} [isAcross] they stand side by side
  */
 
 /**
@@ -23,7 +25,7 @@ export function enableDrag(how) {
   how.list.addEventListener('pointerdown', (event) => {
     const target = /** @type {Element} */ (event.target);
     const hasGrip = target.closest('[data-grip]') !== null;
-    const isControl = target.closest('.row-menu, star-rating, .card-play') !== null;
+    const isControl = target.closest('.row-menu, star-rating, .card-play, .card-menu') !== null;
     const from = how.indexOf(target);
     if (from >= 0 && event.button === 0 && !isControl && (hasGrip || event.pointerType === 'mouse')) {
       follow(how, event, from);
@@ -65,7 +67,7 @@ function follow(how, first, from) {
       setVars(chip, { transform: `translate(${event.clientX + 12}px, ${event.clientY + 8}px)` });
       place = findPlace(how, event, line);
       mark(place && 'playlist' in place ? place.playlist : null);
-      scrollAtEdge(scroller, event.clientY);
+      scrollAtEdge(how.isAcross ? how.list.querySelector('.shelf-row') : scroller, event, how);
     }
   };
   const { signal } = end;
@@ -116,19 +118,23 @@ function findPlace(how, event, line) {
     line.remove();
     return { playlist };
   }
-  const row = under?.closest('song-row');
+  const row = under?.closest(how.item ?? 'song-row');
   if (!row || !how.onMove || !how.list.contains(row)) {
     line.remove();
     return null;
   }
   const box = row.getBoundingClientRect();
-  const isBelow = event.clientY > box.top + box.height / 2;
+  const isRight = event.clientX > box.left + box.width / 2;
+  const isAfter = how.isAcross ? isRight !== (getComputedStyle(row).direction === 'rtl')
+    : event.clientY > box.top + box.height / 2;
   const index = how.indexOf(row);
   document.body.append(line);
-  setVars(line, {
-    left: `${box.left}px`, width: `${box.width}px`, top: `${isBelow ? box.bottom : box.top}px`,
-  });
-  return { to: isBelow ? index + 1 : index };
+  setVars(line, how.isAcross
+    ? { left: `${isRight ? box.right : box.left}px`, top: `${box.top}px`, width: '2px',
+      height: `${box.height}px` }
+    : { left: `${box.left}px`, top: `${isAfter ? box.bottom : box.top}px`,
+      width: `${box.width}px`, height: '2px' });
+  return { to: isAfter ? index + 1 : index };
 }
 
 /** @param {HTMLElement | null} target */
@@ -139,15 +145,15 @@ function mark(target) {
 
 /**
  * @param {Element | null} scroller
- * @param {number} y
+ * @param {PointerEvent} event
+ * @param {Dragging} how
  */
-function scrollAtEdge(scroller, y) {
-  const box = scroller?.getBoundingClientRect();
-  if (scroller && box) {
-    if (y < box.top + EDGE) {
-      scroller.scrollTop -= 14;
-    } else if (y > box.bottom - EDGE) {
-      scroller.scrollTop += 14;
-    }
+function scrollAtEdge(scroller, { clientX, clientY }, { isAcross }) {
+  if (scroller) {
+    const box = scroller.getBoundingClientRect();
+    const [at, first, last] =
+      isAcross ? [clientX, box.left, box.right] : [clientY, box.top, box.bottom];
+    const step = at < first + EDGE ? -14 : at > last - EDGE ? 14 : 0;
+    scroller.scrollBy(isAcross ? step : 0, isAcross ? 0 : step);
   }
 }

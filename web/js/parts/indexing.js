@@ -68,7 +68,8 @@ export function showIndexing(place, signal) {
       bar.value = Math.min(scan.done, scan.total);
     }
     problem.textContent = scan.problem || (scan.is_watched ? '' : t('indexing.unwatched'));
-    start.disabled = scan.is_running || !scan.is_watched;
-    stop.disabled = !scan.is_running;
+    start.disabled = !scan.is_watched;
+    start.hidden = scan.is_running;
+    stop.hidden = !scan.is_running;
   }, signal);
 }

@@ -8,6 +8,7 @@ import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
 import { CoverArt, tintBy } from './cover-art.js';
 import { HeartButton } from './heart.js';
+import { coverButton } from './large-cover.js';
 import { placesButton, showCoverOf, songMenu, songNames } from './player-bar.js';
 import { StarRating } from './star-rating.js';
 
@@ -35,7 +36,7 @@ export function openNowPlaying() {
     picture.querySelector('lyrics-view')?.remove();
     isOn && picture.append(new LyricsView());
   }, { 'aria-pressed': 'false' });
-  const picture = h('div', { class: 'now-picture' }, art);
+  const picture = h('div', { class: 'now-picture' }, coverButton(art));
   const dialog = h('dialog', { class: 'now', 'aria-label': t('player.open') },
     h('header', {}, iconButton('down', t('do.close'), close),
       h('span', { class: 'soft' }, t('player.open')), songMenu()),

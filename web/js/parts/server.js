@@ -2,7 +2,7 @@
 
 import { attempt } from '../actions.js';
 import { call, change } from '../api.js';
-import { afterPause, h, refill } from '../dom.js';
+import { afterPause, h, refill, setVars } from '../dom.js';
 import { may } from '../person.js';
 import { joined, t } from '../texts.js';
 import { field, openForm } from './dialog.js';
@@ -29,8 +29,13 @@ function cardFields({ card, device, mixer, volume }) {
   }
   const send = afterPause(PAUSE, (/** @type {string} */ value) => attempt(() =>
     change('Player', 'volume', { action: 'set_card', value })));
+  const draw = () => setVars(slider, { '--done': `${slider.value}%` });
   const slider = h('input', { type: 'range', class: 'range', min: '0', max: '100',
-    value: String(volume ?? 0), oninput: () => send(slider.value) });
+    value: String(volume ?? 0), oninput: () => {
+      draw();
+      send(slider.value);
+    } });
+  draw();
   return [heading, h('label', { class: 'field is-switch' },
     h('span', { class: 'field-label' }, t('settings.card.volume'),
       h('small', { dir: 'auto' }, joined([device, mixer]))), slider)];

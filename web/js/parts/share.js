@@ -9,6 +9,9 @@ import { toast } from './toast.js';
 
 /** @typedef {import('../types.js').Link} Link */
 
+/** The list of songs that somebody shares one by one; it has one link. */
+const SONGS = 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__';
+
 /** @param {string} url */
 function addressField(url) {
   const input = h('input', { readOnly: true, value: url, onfocus: () => input.select() });
@@ -22,28 +25,14 @@ export function statusOf(link) {
   return t(`share.${link.status}`, days);
 }
 
-/** @param {import('../types.js').Song} song */
-export async function shareSong(song) {
-  const data = await attempt(() => change('Sharing', 'share_song', { id: song.id }));
-  if (data) {
-    const end = h('button', {
-      class: 'button', type: 'button',
-      onclick: () => attempt(async () => {
-        await change('Sharing', 'unshare_song', { id: song.id });
-        dialog.close();
-        toast(t('share.ended'));
-      }),
-    }, t('share.end'));
-    const dialog = openDialog(t('share.title', { name: titleOf(song) }),
-      h('p', { class: 'soft' }, t('share.song')), addressField(data.sharing.song_url),
-      h('footer', {}, end));
-  }
-}
-
-/** @param {string} id of a playlist */
-async function linkOf(id) {
+/**
+ * @param {string} method
+ * @param {import('../api.js').Params} params
+ * @returns {Promise<Link | null>}
+ */
+async function find(method, params) {
   try {
-    return /** @type {Link} */ ((await call('Sharing', 'get', { playlist_id: id })).sharing);
+    return (await call('Sharing', method, params)).sharing;
   } catch (error) {
     if (error instanceof Refusal && error.code === 404) {
       return null;
@@ -52,44 +41,79 @@ async function linkOf(id) {
   }
 }
 
-/** @param {import('../types.js').Playlist} playlist */
-export async function sharePlaylist({ id, name }) {
-  const found = await attempt(() => linkOf(id));
-  if (found === undefined) {
-    return;
-  }
+/**
+ * @typedef {object} Shared
+ * @property {string} name
+ * @property {string} hint
+ * @property {Link | null} link
+ * @property {Link | null} [like] whose days a new link has
+ * @property {(days: Record<string, string | undefined>, link: Link | null) => Promise<Link>} save
+ * @property {() => Promise<unknown>} end
+ */
+
+/** @param {Shared} shared */
+function openShare({ name, hint, link: found, like = found, save, end }) {
   const body = h('div', { class: 'share' });
-  const dialog = openDialog(t('share.title', { name }),
-    h('p', { class: 'soft' }, t('share.hint')), body);
-  const draw = (/** @type {Link | null} */ link) => {
+  const dialog = openDialog(t('share.title', { name }), h('p', { class: 'soft' }, hint), body);
+  const draw = (/** @type {Link | null} */ link, /** @type {Link | null} */ days) => {
     const day = (/** @type {string} */ value) => (value && value !== '0' ? value : '');
-    const from = h('input', { type: 'date', value: day(link?.date_available ?? '') });
-    const until = h('input', { type: 'date', value: day(link?.date_expired ?? '') });
-    const save = () => attempt(async () => {
+    const from = h('input', { type: 'date', value: day(days?.date_available ?? '') });
+    const until = h('input', { type: 'date', value: day(days?.date_expired ?? '') });
+    const send = () => attempt(async () => {
       until.required = from.value !== ''; // a first day alone is refused
       if (!until.reportValidity()) {
         return;
       }
-      const params = {
-        playlist_id: id, date_expired: until.value || '0',
+      const now = await save({
+        date_expired: until.value || '0',
         date_available: until.value ? from.value || undefined : '0',
-      };
-      draw((await change('Sharing', link ? 'update' : 'create', params)).sharing);
+      }, link);
+      draw(now, now);
       toast(t('done.saved'));
     });
-    const end = () => attempt(async () => {
-      await change('Sharing', 'delete', { playlist_id: id });
+    const stop = () => attempt(async () => {
+      await end();
       dialog.close();
       toast(t('share.ended'));
     });
     refill(body,
       link && h('p', { class: `status is-${link.status}` }, statusOf(link)),
-      link && addressField(link.url),
+      link && addressField(link.song_url ?? link.url),
       h('div', { class: 'two' }, field(t('share.from'), from), field(t('share.until'), until)),
       h('footer', {},
-        link && h('button', { class: 'button', type: 'button', onclick: end }, t('share.end')),
-        h('button', { class: 'button is-main', type: 'button', onclick: save },
+        link && h('button', { class: 'button', type: 'button', onclick: stop }, t('share.end')),
+        h('button', { class: 'button is-main', type: 'button', onclick: send },
           t(link ? 'share.change' : 'share.make'))));
   };
-  draw(found);
+  draw(found, like);
+  return dialog;
+}
+
+/** @param {import('../types.js').Song} song */
+export function shareSong(song) {
+  const { id } = song;
+  return attempt(async () => {
+    const link = await find('get_song', { id });
+    openShare({
+      name: titleOf(song), hint: t('share.song'), link,
+      like: link ?? await find('get', { playlist_id: SONGS }),
+      save: async (days, shared) => {
+        const now = shared ?? (await change('Sharing', 'share_song', { id })).sharing;
+        await change('Sharing', 'update', { id: now.id, ...days });
+        return (await call('Sharing', 'get_song', { id })).sharing;
+      },
+      end: () => change('Sharing', 'unshare_song', { id }),
+    });
+  });
+}
+
+/** @param {{id: string, name: string}} playlist */
+export function sharePlaylist({ id, name }) {
+  return attempt(async () => openShare({
+    name, hint: t(id === SONGS ? 'share.songs' : 'share.hint'),
+    link: await find('get', { playlist_id: id }),
+    save: async (days, shared) =>
+      (await change('Sharing', shared ? 'update' : 'create', { playlist_id: id, ...days })).sharing,
+    end: () => change('Sharing', 'delete', { playlist_id: id }),
+  }));
 }

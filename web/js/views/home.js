@@ -1,18 +1,16 @@
 // The start page: pins, what is new, what is loved, and something from anywhere.
 
-import { attempt, shuffleEverything } from '../actions.js';
+import { shuffleEverything } from '../actions.js';
 import { h, refill } from '../dom.js';
 import { favourites } from '../favourites.js';
 import { icon } from '../icons.js';
-import { albums, changed, changePins, pins, randomSongs } from '../library.js';
+import { albums, changed, pins, randomSongs } from '../library.js';
 import { albumCard, emptyNote, pendingCards, shelf } from '../parts/cards.js';
-import { openMenu } from '../parts/menu.js';
 import { page, pageHead } from '../parts/page-view.js';
-import { pinCard } from '../parts/pin-card.js';
+import { showPinsIn } from '../parts/pins.js';
 import { t } from '../texts.js';
 
 /** @typedef {import('../types.js').Album} Album */
-/** @typedef {import('../types.js').Pin} Pin */
 /** @typedef {import('../parts/page-view.js').PageView} PageView */
 
 const SHELF = 18;
@@ -32,29 +30,8 @@ function showAll(href) {
  * @param {PageView} view
  * @param {HTMLElement} place
  */
-async function showPins(view, place) {
-  await view.fetch(pins, (found) => {
-    const move = (/** @type {number} */ from, /** @type {number} */ to) => attempt(() => {
-      const ids = found.map(({ id }) => id);
-      ids.splice(to, 0, ...ids.splice(from, 1));
-      return changePins('reorder', { ids });
-    });
-    const cards = found.map((pin, index) => {
-      const one = pinCard(pin);
-      one.addEventListener('contextmenu', (event) => {
-        event.preventDefault();
-        openMenu({ x: event.clientX, y: event.clientY }, pin.name, [
-          index > 0 && { text: t('do.up'), icon: 'up', run: () => move(index, index - 1) },
-          index < found.length - 1 &&
-            { text: t('do.down'), icon: 'lower', run: () => move(index, index + 1) },
-          { text: t('do.unpin'), icon: 'close', parted: true,
-            run: () => attempt(() => changePins('unpin', { id: pin.id })) },
-        ]);
-      });
-      return one;
-    });
-    refill(place, cards.length > 0 && shelf(t('home.pins'), cards));
-  });
+function showPins(view, place) {
+  return view.fetch(pins, (found) => showPinsIn(place, found, view.signal));
 }
 
 /**

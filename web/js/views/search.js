@@ -32,9 +32,12 @@ function results(found) {
   ];
 }
 
-/** @param {string} text */
+/**
+ * What was searched on the way to a longer text is not kept.
+ * @param {string} text
+ */
 function remember(text) {
-  const others = choice('searches').filter((one) => one !== text);
+  const others = choice('searches').filter((one) => !text.startsWith(one));
   choose('searches', [text, ...others].slice(0, MOST_KEPT));
 }
 

@@ -8,7 +8,7 @@ import { icon } from '../icons.js';
 import { links } from '../library.js';
 import { field, switchField } from '../parts/dialog.js';
 import { page, pageHead, picker } from '../parts/page-view.js';
-import { statusOf } from '../parts/share.js';
+import { sharePlaylist, statusOf } from '../parts/share.js';
 import { logOut, may, person } from '../person.js';
 import { languages, t } from '../texts.js';
 
@@ -61,6 +61,10 @@ function playing() {
       rates.map((rate) => [String(rate), t('settings.bitrate.value', { rate: rate / 1000 })]),
       String(choice('bitrate')), (rate) => choose('bitrate', Number(rate))),
     t('settings.bitrate.hint')),
+    switchField(t('settings.lossless'), {
+      checked: choice('lossless'),
+      onchange: (/** @type {any} */ { target }) => choose('lossless', target.checked),
+    }, t('settings.lossless.hint')),
     switchField(t('settings.convert'), {
       checked: choice('alwaysConvert'),
       onchange: (/** @type {any} */ { target }) => choose('alwaysConvert', target.checked),
@@ -96,13 +100,18 @@ function shareLinks(view) {
     const found = await attempt(() => links(view.signal)) ?? [];
     refill(list, found.length === 0 && h('li', { class: 'soft' }, t('settings.links.empty')),
       ...found.map((link) => h('li', {},
-        h('div', {}, h('strong', { dir: 'auto' }, link.name),
+        h('div', {},
+          h('a', { class: 'strong', dir: 'auto', href: link.url, target: '_blank' }, link.name),
           h('small', { class: `status is-${link.status}` }, statusOf(link))),
-        h('button', { class: 'button', onclick: () => copyText(link.url) }, t('do.copy')),
-        h('button', { class: 'button', onclick: () => attempt(async () => {
-          await change('Sharing', 'delete', { id: link.id });
-          await show();
-        }) }, t('share.end')))));
+        h('span', { class: 'tools' },
+          h('button', { class: 'button', onclick: () => copyText(link.url) }, t('do.copy')),
+          h('button', { class: 'button', onclick: async () =>
+            (await sharePlaylist({ id: link.playlist_id, name: link.name }))
+              ?.addEventListener('close', show) }, t('share.days')),
+          h('button', { class: 'button', onclick: () => attempt(async () => {
+            await change('Sharing', 'delete', { id: link.id });
+            await show();
+          }) }, t('share.end'))))));
   };
   show();
   return group(t('settings.links'), list);
