@@ -178,7 +178,7 @@ std::vector<std::string> Records(const ListRequest &request, const Inside &insid
     return records;
 }
 
-// A page of what is kept; null when the library shows other songs by now.
+// A page of what is kept; null where its songs cannot be had so (SongsOfVersion).
 std::unique_ptr<SongPage> KeptPage(const ListRequest &request, const ListPart &part,
                                    const Version &now, const TrackWriter &writer) {
     Json::Value folders(Json::arrayValue);
@@ -305,14 +305,15 @@ std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
                            writer.GetSortOrderString("path", "ASC")};
     const ListKey key = inside.Key(request);
     const auto kept = KeptPart(key, request.offset, request.limit);
-    if (kept && place.version.songs && kept->version.songs == place.version.songs) {
+    const bool isOfNow = kept && place.version.songs && kept->version.songs == place.version.songs;
+    if (isOfNow) {
         if (auto page = KeptPage(request, *kept, place.version, writer)) {
             return page;
         }
     }
     auto page = ReadPage(request, inside, place.version, writer);
     // While the library is scanned, each batch of songs makes a list worthless.
-    if (page->Total() > kMostUnkept && !(kept && kept->isYoung)) {
+    if (page->Total() > kMostUnkept && !isOfNow && !(kept && kept->isYoung)) {
         ComputePart(key, 0, 1, [&] { return Records(request, inside); });
     }
     return page;

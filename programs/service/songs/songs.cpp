@@ -82,7 +82,7 @@ Tonvale::MediaHandle OpenInOrder(const ListRequest &request, const std::vector<i
 }
 
 // A page of more songs is read by the list's own statement.
-constexpr int kMostByIds = 1000;
+constexpr std::size_t kMostByIds = 1000;
 
 bool IsByTitle(const ListRequest &request) {
     return request.sortBy.empty() || request.sortBy == SongSortKeys().front();
@@ -125,7 +125,8 @@ std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &p
 // A page by the order that is kept, which stars have no part in. Null when it cannot be had so.
 std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string &condition,
                                    const std::string &order, const TrackWriter &writer) {
-    if (request.sortBy == kRandom || request.limit <= 0 || request.limit > kMostByIds) {
+    if (request.sortBy == kRandom || request.limit <= 0 ||
+        static_cast<std::size_t>(request.limit) > kMostByIds) {
         return nullptr;
     }
     const bool isIndexed = condition.empty() && IsByTitle(request) &&
@@ -304,6 +305,9 @@ std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::ve
 std::unique_ptr<SongPage> SongsOfVersion(const ListRequest &request, const std::vector<int> &rows,
                                          int64_t total, const Version &version,
                                          const TrackWriter &writer) {
+    if (rows.size() > kMostByIds) {
+        return nullptr;
+    }
     Tonvale::MediaHandle found =
         OpenInOrder(request, rows, TrackColumns(writer) + ", " + VersionColumns(request.uid));
     const Version seen = rows.empty() ? version : VersionOf(found);
