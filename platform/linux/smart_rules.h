@@ -36,6 +36,7 @@ class Parser {
     std::string Negatable(int depth);
     std::string Test();
     std::string TextTest(const Field &field);
+    std::string HasGenre(const std::string &test);
     std::string NumberTest(const Field &field);
     std::string DateTest(const Field &field);
     std::string Moment(const Field &field, bool &isDay);
@@ -52,7 +53,8 @@ class Parser {
     Lexer lexer_;
     Token token_;            // the next one
     std::size_t taken_ = 0;  // where the last one ends
-    int tests_ = 0;
+    int tests_ = 0;          // of the playlist at hand
+    int genreTests_ = 0;     // the same
 };
 
 }  // namespace varn::smart

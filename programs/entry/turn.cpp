@@ -35,10 +35,11 @@ struct Bounds {
 };
 
 // A request that gets no turn in a worker within this time is not one of many short ones.
-constexpr auto kPatienceOfWorker = 20ms;
+constexpr milliseconds kPatienceOfWorker{20};
 
 unsigned Processors() {
-    return std::max(1U, std::thread::hardware_concurrency());
+    static const unsigned count = std::max(1U, std::thread::hardware_concurrency());
+    return count;
 }
 
 // As configured, or two for each processor and at least four: an encoder is many times faster than
@@ -110,11 +111,15 @@ void TakeTurnOfWorker(const std::string &network, const std::string &account) {
     if (network != account) {
         needed.insert(needed.begin(), {kind + network, std::min(2U, ofAccount)});
     }
-    try {
-        held = Taken(needed, kPatienceOfWorker);
-    } catch (const Refusal &) {
-        LeaveWorker();
+    // A worker that finds a free turn does not stand in line after one that looks now and then.
+    for (const milliseconds patience : {0ms, kPatienceOfWorker}) {
+        try {
+            held = Taken(needed, patience);
+            return;
+        } catch (const Refusal &) {  // of no turn: the other way is a process of its own
+        }
     }
+    LeaveWorker();
 }
 
 }  // namespace

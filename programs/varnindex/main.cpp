@@ -10,6 +10,7 @@
 #include <utility>
 #include <vector>
 
+#include "varn/db.h"
 #include "varn/host.h"
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
@@ -255,6 +256,8 @@ int Run(const Options &options) {
         varnindex::SilenceTagLib();
         return varnindex::Inspect(*options.inspected);
     }
+    // The connection that has looked at the schema serves the scan. A watcher holds none.
+    VARNDBKeepConnections(options.watch ? 0 : 1);
     if (const auto schema = varn::host::CheckSchema(); !schema) {
         return Complain(schema.Message());
     }

@@ -106,7 +106,6 @@ TEST_F(SmartStore, RulesSelect) {
           Case{R"(artist is "' OR '1'='1")", ""},
           Case{R"(artist is "genre")", "3"},
           Case{R"(genre is "rock")", "1 5"},
-          Case{R"(genre is "rock" and genre is "pop")", "1"},
           Case{R"(not genre is "pop")", "3 4 5"},
           Case{R"(genre != "rock")", "2 3 4"},
           Case{R"(genre is "")", "3"},
@@ -136,6 +135,12 @@ TEST_F(SmartStore, RulesSelect) {
         EXPECT_EQ(Selected(rule), ids) << rule;
         EXPECT_TRUE(Log().empty()) << rule;
     }
+    // The server would plan all orders of so many joins.
+    std::string genres = R"(genre is "rock")";
+    for (int i = 0; i < 12; ++i) {
+        genres += R"( and genre is "pop" and genre != "jazz")";
+    }
+    EXPECT_EQ(Selected(genres), "1");
 }
 
 TEST_F(SmartStore, FieldsAreAllThoseOfTheView) {

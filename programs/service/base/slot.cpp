@@ -19,7 +19,9 @@ namespace {
 
 using std::chrono::steady_clock;
 
-constexpr std::chrono::milliseconds kPause{5};
+// Who has little patience looks more often.
+constexpr std::chrono::microseconds kPause{5'000};
+constexpr int kLooks = 20;
 
 // Lets the alarm end a wait, once at the given time and then again and again: the first one may
 // come a moment before the wait.
@@ -97,9 +99,10 @@ Slot::Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds pa
     if (!line || !LockUntil(line.Get(), end)) {
         return;
     }
+    const auto pause = std::min(kPause, std::chrono::microseconds(patience) / kLooks);
     for (Take(prefix, turns); !file_ && !isUnknown_ && steady_clock::now() < end;
          Take(prefix, turns)) {
-        std::this_thread::sleep_for(kPause);
+        std::this_thread::sleep_for(pause);
     }
 }
 

@@ -3,11 +3,16 @@
 #include <algorithm>
 #include <charconv>
 #include <climits>
+#include <cstring>
 #include <filesystem>
+#include <utility>
 
 #include "service/base/failure.h"
+#include "service/lists/kept_list.h"
+#include "service/songs/songs.h"
 #include "tonvale/paths.h"
 #include "varn/host.h"
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -28,10 +33,12 @@ constexpr SortColumn kByName = {"name", "title", true};
 constexpr SortColumn kSortColumns[] = {{"path", "path"}, kByName, {"date", "date"}};
 
 Tonvale::MediaHandle Open(const ListRequest &request, const std::string &condition,
-                          const std::string &order, int offset, int limit) {
-    Tonvale::MediaHandle rows(AudioInfoDBOpen(request.library.c_str(), request.uid,
-                                              VARN_TABLE_DIRECTORY, kColumns, condition.c_str(),
-                                              nullptr, order.c_str(), offset, limit, 0));
+                          const std::string &order, int offset, int limit,
+                          const std::string &more = "") {
+    const std::string columns = kColumns + (more.empty() ? "" : ", " + more);
+    Tonvale::MediaHandle rows(
+        AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_DIRECTORY, columns.c_str(),
+                        condition.c_str(), nullptr, order.c_str(), offset, limit, 0));
     if (!rows) {
         NoAnswer();
     }
@@ -61,12 +68,19 @@ int64_t Total(const ListRequest &request, int table, const std::string &conditio
                               : Count(request, table, condition);
 }
 
-std::string PathOf(const ListRequest &request, int row) {
-    const Tonvale::MediaHandle rows = Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1);
+// Where a folder is, and the version of the library that has it there.
+struct Place {
+    std::string path;
+    Version version;
+};
+
+Place PlaceOf(const ListRequest &request, int row) {
+    const Tonvale::MediaHandle rows =
+        Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1, VersionColumns(request.uid));
     if (rows->rowCount == 0) {
         throw Failure(Reason::kNoSuchFolder, std::to_string(row));
     }
-    return FieldOf(rows, 0, "path");
+    return {FieldOf(rows, 0, "path"), VersionOf(rows)};
 }
 
 // A path out of the database always is a text that can stand in a statement.
@@ -78,7 +92,7 @@ std::string Below(const std::string &path) {
     return *condition;
 }
 
-std::string Inside(const std::string &path) {
+std::string InFolder(const std::string &path) {
     const auto condition = varn::Sql("folder_of(path) = '@VARN:VAR'", path);
     if (!condition) {
         NoAnswer();
@@ -123,13 +137,143 @@ Json::Value TrailTo(const ListRequest &request, const std::string &path) {
     return trail;
 }
 
-Json::Value ObjectOf(const Tonvale::MediaHandle &rows, int row) {
+// A folder as it stands in a kept list: its fields, each ended by a null byte.
+std::string RecordOf(const Tonvale::MediaHandle &rows, int row) {
+    std::string record;
+    for (const std::string &field : {FolderId(rows, row), FieldOf(rows, row, "title"),
+                                     FieldOf(rows, row, "path"), FieldOf(rows, row, "date")}) {
+        record += field;
+        record += '\0';
+    }
+    return record;
+}
+
+Json::Value ObjectIn(const std::string &record) {
+    const char *field = record.c_str();
+    const auto next = [&] { return std::exchange(field, field + std::strlen(field) + 1); };
     Json::Value folder(Json::objectValue);
-    folder["id"] = FolderId(rows, row);
-    folder["name"] = FieldOf(rows, row, "title");
-    folder["path"] = AudioFile::GetSharePathByVolPath(FieldOf(rows, row, "path").c_str());
-    folder["date"] = FieldOf(rows, row, "date");
+    folder["id"] = next();
+    folder["name"] = next();
+    folder["path"] = AudioFile::GetSharePathByVolPath(next());
+    folder["date"] = next();
     return folder;
+}
+
+Json::Value ObjectOf(const Tonvale::MediaHandle &rows, int row) {
+    return ObjectIn(RecordOf(rows, row));
+}
+
+// What is in a folder is kept where it is more than this: less is read as quickly, and there is not
+// room for as many lists as there are folders.
+constexpr int64_t kMostUnkept = 200;
+
+// The contents of a folder: conditions for its folders and songs, and their orders.
+struct Inside {
+    std::string folders;
+    std::string songs;
+    std::string folderOrder;
+    std::string songOrder;
+
+    ListKey Key(const ListRequest &request) const {
+        return {"inside/1", request, folders, folderOrder + songOrder, false};
+    }
+};
+
+// All of it as it is kept: folders, and then the rows of songs as numbers, which no identifier of a
+// folder is.
+std::vector<std::string> Records(const ListRequest &request, const Inside &inside) {
+    std::vector<std::string> records;
+    const Tonvale::MediaHandle folders = Open(request, inside.folders, inside.folderOrder, 0, 0);
+    for (int row = 0; row < folders->rowCount; ++row) {
+        records.push_back(RecordOf(folders, row));
+    }
+    const Tonvale::MediaHandle songs(AudioInfoDBOpen(request.library.c_str(), request.uid,
+                                                     VARN_TABLE_MUSIC, "id", inside.songs.c_str(),
+                                                     nullptr, inside.songOrder.c_str(), 0, 0, 0));
+    if (!songs) {
+        NoAnswer();
+    }
+    for (int row = 0; row < songs->rowCount; ++row) {
+        records.push_back(FieldOf(songs, row, "id"));
+    }
+    return records;
+}
+
+// A page of what is kept; null where its songs cannot be had so (SongsOfVersion).
+std::unique_ptr<SongPage> KeptPage(const ListRequest &request, const ListPart &part,
+                                   const Version &now, const TrackWriter &writer) {
+    Json::Value folders(Json::arrayValue);
+    std::vector<int> songs;
+    for (const std::string &record : part.records) {
+        if (record.starts_with(kPrefix)) {
+            folders.append(ObjectIn(record));
+        } else {
+            songs.push_back(varn::LeadingNumber<int>(record));
+        }
+    }
+    auto page = SongsOfVersion(request, songs, part.total, now, writer);
+    if (page) {
+        page->Head()["folders"] = std::move(folders);
+    }
+    return page;
+}
+
+// A page that is read from the database.
+std::unique_ptr<SongPage> ReadPage(const ListRequest &request, const Inside &inside,
+                                   const Version &before, const TrackWriter &writer) {
+    const Tonvale::MediaHandle found =
+        Open(request, inside.folders, inside.folderOrder, request.offset, request.limit);
+    Json::Value list(Json::arrayValue);
+    for (int i = 0; i < found->rowCount; ++i) {
+        list.append(ObjectOf(found, i));
+    }
+    const auto folders =
+        static_cast<int>(std::min<int64_t>(Total(request, VARN_TABLE_DIRECTORY, inside.folders,
+                                                 {request.offset, request.limit, found->rowCount}),
+                                           INT_MAX));
+
+    // A limit of 0 means no limit, so that a page that is full already asks for no song another
+    // way.
+    const int left = std::max(request.limit - static_cast<int>(list.size()), 0);
+    const bool isFull = request.limit > 0 && left == 0;
+    const int offset = std::max(request.offset - folders, 0);
+    const std::string columns =
+        isFull ? "id" : TrackColumns(writer) + ", " + VersionColumns(request.uid);
+    Tonvale::MediaHandle rows(
+        AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC, columns.c_str(),
+                        isFull ? "false" : inside.songs.c_str(), nullptr, inside.songOrder.c_str(),
+                        offset, isFull ? 1 : left, 0));
+    if (!rows) {
+        NoAnswer();
+    }
+    const int64_t songs =
+        isFull ? Count(request, VARN_TABLE_MUSIC, inside.songs)
+               : Total(request, VARN_TABLE_MUSIC, inside.songs, {offset, left, rows->rowCount});
+    const Version seen = rows->rowCount > 0 ? VersionOf(rows) : ReadVersion(request.uid);
+    auto page =
+        std::make_unique<SongPage>(std::move(rows), writer, request.offset, folders + songs);
+    page->SetVersion(seen == before ? before : Version());
+    page->Head()["folders"] = std::move(list);
+    return page;
+}
+
+// A page of what is in a folder, or of the folders that a walk begins with.
+std::unique_ptr<SongPage> PageInside(const ListRequest &request, const Inside &inside,
+                                     const Version &now, const TrackWriter &writer) {
+    const ListKey key = inside.Key(request);
+    const auto kept = KeptPart(key, request.offset, request.limit);
+    const bool isOfNow = kept && now.songs && kept->version.songs == now.songs;
+    if (isOfNow) {
+        if (auto page = KeptPage(request, *kept, now, writer)) {
+            return page;
+        }
+    }
+    auto page = ReadPage(request, inside, now, writer);
+    // While the library is scanned, each batch of songs makes a list worthless.
+    if (page->Total() > kMostUnkept && !isOfNow && !(kept && kept->isYoung)) {
+        ComputePart(key, 0, 1, [&] { return Records(request, inside); });
+    }
+    return page;
 }
 
 }  // namespace
@@ -171,7 +315,7 @@ Json::Value FolderPage::Next() {
 }
 
 FolderBelow FindFolder(const ListRequest &request, int row) {
-    const std::string path = PathOf(request, row);
+    const std::string path = PlaceOf(request, row).path;
     return {path, Below(path)};
 }
 
@@ -194,46 +338,19 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
                                      const TrackWriter &writer) {
-    const std::string path = row != 0 ? PathOf(request, row) : "";
-    const std::string inside = row != 0 ? Inside(path) : "";
-    const std::string ofFolders = row != 0 ? inside : Roots(writer.userName);
-    const std::string ofSongs = row != 0 ? inside : "false";
-    const Tonvale::MediaHandle found =
-        Open(request, ofFolders, Expression(kByName) + ", path", request.offset, request.limit);
-    Json::Value list(Json::arrayValue);
-    for (int i = 0; i < found->rowCount; ++i) {
-        list.append(ObjectOf(found, i));
-    }
-    const auto folders =
-        static_cast<int>(std::min<int64_t>(Total(request, VARN_TABLE_DIRECTORY, ofFolders,
-                                                 {request.offset, request.limit, found->rowCount}),
-                                           INT_MAX));
-
-    // A limit of 0 means no limit, so that a page that is full already asks for no song another
-    // way.
-    const int left = std::max(request.limit - static_cast<int>(list.size()), 0);
-    const bool isFull = request.limit > 0 && left == 0;
-    const int offset = std::max(request.offset - folders, 0);
-    Tonvale::MediaHandle rows(AudioInfoDBOpen(
-        request.library.c_str(), request.uid, VARN_TABLE_MUSIC, TrackColumns(writer).c_str(),
-        isFull ? "false" : ofSongs.c_str(), nullptr,
-        writer.GetSortOrderString("path", "ASC").c_str(), offset, isFull ? 1 : left, 0));
-    if (!rows) {
-        NoAnswer();
-    }
-    const int64_t songs =
-        isFull ? Count(request, VARN_TABLE_MUSIC, ofSongs)
-               : Total(request, VARN_TABLE_MUSIC, ofSongs, {offset, left, rows->rowCount});
-    auto page =
-        std::make_unique<SongPage>(std::move(rows), writer, request.offset, folders + songs);
-    page->Head()["folders"] = std::move(list);
-    page->Head()["trail"] = row != 0 ? TrailTo(request, path) : Json::Value(Json::arrayValue);
+    const Place place = row != 0 ? PlaceOf(request, row) : Place{"", ReadVersion(request.uid)};
+    const std::string here = row != 0 ? InFolder(place.path) : "";
+    const Inside inside = {row != 0 ? here : Roots(writer.userName), row != 0 ? here : "false",
+                           Expression(kByName) + ", path",
+                           writer.GetSortOrderString("path", "ASC")};
+    auto page = PageInside(request, inside, place.version, writer);
+    page->Head()["trail"] = row != 0 ? TrailTo(request, place.path) : Json::Value(Json::arrayValue);
     return page;
 }
 
 FolderContents ContentsOf(const ListRequest &request, int row, const std::string &user) {
-    const std::string path = row != 0 ? PathOf(request, row) : "";
-    const std::string inside = row != 0 ? Inside(path) : "";
+    const std::string path = row != 0 ? PlaceOf(request, row).path : "";
+    const std::string inside = row != 0 ? InFolder(path) : "";
     FolderContents contents;
     contents.songs = row != 0 ? inside : "false";
     const auto read = [&](const std::string &condition, const auto &take) {

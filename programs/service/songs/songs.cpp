@@ -70,7 +70,7 @@ std::string IdCondition(const std::set<int> &ids) {
 Tonvale::MediaHandle OpenInOrder(const ListRequest &request, const std::vector<int> &ids,
                                  const std::string &columns) {
     if (ids.empty()) {
-        return OpenRows(request.library, request.uid, columns, "false");
+        return OpenRows(request.library, request.uid, "id", "false");  // no join to plan
     }
     std::string places;
     for (std::size_t i = 0; i < ids.size(); ++i) {
@@ -82,7 +82,7 @@ Tonvale::MediaHandle OpenInOrder(const ListRequest &request, const std::vector<i
 }
 
 // A page of more songs is read by the list's own statement.
-constexpr int kMostByIds = 1000;
+constexpr std::size_t kMostByIds = 1000;
 
 bool IsByTitle(const ListRequest &request) {
     return request.sortBy.empty() || request.sortBy == SongSortKeys().front();
@@ -116,23 +116,17 @@ std::vector<std::string> SongOrder(const ListRequest &request, const std::string
 // The songs of a part of a list, in its order; null when the library shows others by now.
 std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &part,
                                    const TrackWriter &writer) {
-    const std::vector<int> ids = RowsIn(part.records);
-    Tonvale::MediaHandle rows =
-        OpenInOrder(request, ids, TrackColumns(writer) + ", " + VersionColumns(request.uid));
-    const Version seen = ids.empty() ? ReadVersion(request.uid) : VersionOf(rows);
-    if (!seen.songs || seen.songs != part.version.songs ||
-        rows->rowCount != static_cast<int>(ids.size())) {
-        return nullptr;
-    }
-    auto page = std::make_unique<SongPage>(std::move(rows), writer, request.offset, part.total);
-    page->SetVersion(seen);
-    return page;
+    const Version version = part.records.empty() ? ReadVersion(request.uid) : part.version;
+    return version.songs == part.version.songs
+               ? SongsOfVersion(request, RowsIn(part.records), part.total, version, writer)
+               : nullptr;
 }
 
 // A page by the order that is kept, which stars have no part in. Null when it cannot be had so.
 std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string &condition,
                                    const std::string &order, const TrackWriter &writer) {
-    if (request.sortBy == kRandom || request.limit <= 0 || request.limit > kMostByIds) {
+    if (request.sortBy == kRandom || request.limit <= 0 ||
+        static_cast<std::size_t>(request.limit) > kMostByIds) {
         return nullptr;
     }
     const bool isIndexed = condition.empty() && IsByTitle(request) &&
@@ -306,6 +300,24 @@ std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::ve
                                        int64_t total, const TrackWriter &writer) {
     return std::make_unique<SongPage>(OpenInOrder(request, rows, TrackColumns(writer)), writer,
                                       request.offset, total);
+}
+
+std::unique_ptr<SongPage> SongsOfVersion(const ListRequest &request, const std::vector<int> &rows,
+                                         int64_t total, const Version &version,
+                                         const TrackWriter &writer) {
+    if (rows.size() > kMostByIds) {
+        return nullptr;
+    }
+    Tonvale::MediaHandle found =
+        OpenInOrder(request, rows, TrackColumns(writer) + ", " + VersionColumns(request.uid));
+    const Version seen = rows.empty() ? version : VersionOf(found);
+    if (!seen.songs || seen.songs != version.songs ||
+        found->rowCount != static_cast<int>(rows.size())) {
+        return nullptr;
+    }
+    auto page = std::make_unique<SongPage>(std::move(found), writer, request.offset, total);
+    page->SetVersion(seen);
+    return page;
 }
 
 SongId SongIn(const varn::Row &row) {

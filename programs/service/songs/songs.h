@@ -46,6 +46,12 @@ std::vector<int> SongRows(const ListRequest &request);
 std::unique_ptr<SongPage> SongsInOrder(const ListRequest &request, const std::vector<int> &rows,
                                        int64_t total, const TrackWriter &writer);
 
+// The same of a list that the library has in this version; null when it shows others by now, and
+// for more than a thousand rows.
+std::unique_ptr<SongPage> SongsOfVersion(const ListRequest &request, const std::vector<int> &rows,
+                                         int64_t total, const Version &version,
+                                         const TrackWriter &writer);
+
 // The row of a song, and whether it is one track of a cue sheet.
 struct SongId {
     int row;

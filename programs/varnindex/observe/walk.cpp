@@ -77,6 +77,12 @@ Found Other(Found::Kind kind, std::string path, std::string reason) {
 
 }  // namespace
 
+std::string Walk::Entry::Reason() const {
+    return kind == Found::Kind::kRefused ? LinkedFolders::kReason
+           : error != 0                  ? ErrorText(error)
+                                         : "";
+}
+
 std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders) {
     std::vector<std::string> ordered;
     for (const std::string &folder : folders) {
@@ -120,9 +126,9 @@ std::optional<Found> Walk::Next() {
         } else if (levels_.back().entries.empty()) {
             levels_.pop_back();
         } else {
-            Entry entry = std::move(levels_.back().entries.back());
+            const Entry entry = std::move(levels_.back().entries.back());
             levels_.back().entries.pop_back();
-            found = Take(std::move(entry));
+            found = Take(entry);
         }
         if (found) {
             return found;
@@ -193,8 +199,9 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
     if (IsWithoutMusic(folder)) {
         return Other(Found::Kind::kEmpty, path, "none of its files is there");
     }
+    level.entries.shrink_to_fit();
     std::sort(level.entries.begin(), level.entries.end(),
-              [](const Entry &a, const Entry &b) { return a.found.path > b.found.path; });
+              [](const Entry &a, const Entry &b) { return a.name > b.name; });
     level.sheets = SheetsAmong(level.entries, path);
     levels_.push_back(std::move(level));
     return std::nullopt;
@@ -206,14 +213,14 @@ std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entrie
     std::vector<SheetFile> sheets;
     std::vector<std::string> songs;
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-        const Found &found = entry->found;
-        if (entry->isFolder || !IsUtf8(found.path)) {
+        if (entry->isFolder || !IsUtf8(entry->name)) {
             continue;
         }
-        if (IsSheetName(found.path)) {
-            sheets.push_back({found.path, found.size, found.modified, found.reason, found.seen});
-        } else if (found.kind == Found::Kind::kFile && IsMusicName(found.path)) {
-            songs.push_back(found.path);
+        if (IsSheetName(entry->name)) {
+            sheets.push_back(
+                {entry->name, entry->size, entry->modified, entry->Reason(), entry->seen});
+        } else if (entry->kind == Found::Kind::kFile && IsMusicName(entry->name)) {
+            songs.push_back(entry->name);
         }
     }
     return sheets.empty()
@@ -243,8 +250,20 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
     if (type == DT_UNKNOWN) {
         type = TypeOf(folder, name);
     }
+    const auto add = [&](std::string as, Found::Kind kind, int error) {
+        Entry &entry = level.entries.emplace_back();
+        entry.name = std::move(as);
+        entry.kind = kind;
+        entry.error = error;
+        return &entry;
+    };
+    const auto addFolder = [&] {
+        Entry *const entry = add(std::string(name) + "/", Found::Kind::kFile, 0);
+        entry->isFolder = true;
+        entry->isLink = type == DT_LNK;
+    };
     if (type == DT_DIR) {
-        level.entries.push_back({Other(Found::Kind::kFile, std::string(name) + "/", ""), true});
+        addFolder();
         return;
     }
     if (type != DT_LNK && type != DT_UNKNOWN && !(type == DT_REG && wanted)) {
@@ -257,43 +276,41 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
         if (type == DT_REG && error == ENOENT) {
             return;  // deleted since the folder was read
         }
-        const auto kind = LeadsNowhere(error) ? Found::Kind::kAbsent : Found::Kind::kBlocked;
         // It may have been a file or a folder. The two stand at different places of the order; one
         // of them is enough to be told.
-        level.entries.push_back({Other(kind, name, ErrorText(error))});
-        level.entries.push_back(
-            {Other(Found::Kind::kAbsent, std::string(name) + "/", ErrorText(error))});
+        add(name, LeadsNowhere(error) ? Found::Kind::kAbsent : Found::Kind::kBlocked, error);
+        add(std::string(name) + "/", Found::Kind::kAbsent, error);
     } else if (S_ISDIR(info.st_mode)) {
-        level.entries.push_back(
-            {Other(Found::Kind::kFile, std::string(name) + "/", ""), true, type == DT_LNK});
+        addFolder();
     } else if (S_ISREG(info.st_mode) && wanted) {
         const bool isForeign = owner != 0 && owner != info.st_uid;
-        Found found = isForeign ? Other(Found::Kind::kRefused, name, LinkedFolders::kReason)
-                                : Other(Found::Kind::kFile, name, "");
-        found.size = info.st_size;
-        found.modified = Microseconds(info.st_mtim);
-        found.seen = {info.st_dev, info.st_ino, level.homeOwner};
-        level.entries.push_back({std::move(found)});
+        Entry *const entry = add(name, isForeign ? Found::Kind::kRefused : Found::Kind::kFile, 0);
+        entry->size = info.st_size;
+        entry->modified = Microseconds(info.st_mtim);
+        entry->seen = {info.st_dev, info.st_ino, level.homeOwner};
     }
 }
 
-std::optional<Found> Walk::Take(Entry entry) {
+std::optional<Found> Walk::Take(const Entry &entry) {
     const Level &level = levels_.back();
-    Found &found = entry.found;
-    const bool isUtf8 = IsUtf8(found.path);
-    found.path.insert(0, level.path);
+    const bool isUtf8 = IsUtf8(entry.name);
+    std::string path = level.path + entry.name;
     if (!isUtf8) {
-        return Other(Found::Kind::kRefused, found.path, "the name is not UTF-8");
+        return Other(Found::Kind::kRefused, std::move(path), "the name is not UTF-8");
     }
-    if (found.path.size() >= PATH_MAX) {
-        return Other(Found::Kind::kRefused, found.path, "the path is too long");
+    if (path.size() >= PATH_MAX) {
+        return Other(Found::Kind::kRefused, std::move(path), "the path is too long");
     }
     if (entry.isFolder) {
-        return Enter(found.path, library_.Step(level.way, NameOfFolder(found.path), entry.isLink));
+        return Enter(path, library_.Step(level.way, NameOfFolder(path), entry.isLink));
     }
+    Found found = Other(entry.kind, std::move(path), entry.Reason());
+    found.size = entry.size;
+    found.modified = entry.modified;
+    found.seen = entry.seen;
     found.sheets = level.sheets;
     found.hasAttributes = level.hasAttributes;
-    return std::move(found);
+    return found;
 }
 
 }  // namespace varnindex

@@ -64,10 +64,18 @@ class Walk {
     std::optional<Found> Next();
 
   private:
+    // A folder may have a hundred thousand of them.
     struct Entry {
-        Found found;            // its path is the name alone, of a folder with "/" after it
+        std::string name;  // of a folder with "/" after it
+        Found::Kind kind = Found::Kind::kFile;
         bool isFolder = false;  // to go down into
         bool isLink = false;    // the same: a link leads to it
+        int error = 0;          // why it could not be looked at
+        std::int64_t size = 0;
+        std::int64_t modified = 0;
+        SeenFile seen = {};
+
+        std::string Reason() const;
     };
     struct Level {
         std::string path;  // with "/" at its end
@@ -87,7 +95,7 @@ class Walk {
     static std::shared_ptr<FolderSheets> SheetsAmong(const std::vector<Entry> &entries,
                                                      const std::string &folder);
     void AddEntry(int folder, const char *name, unsigned char type, Level &level) const;
-    std::optional<Found> Take(Entry entry);
+    std::optional<Found> Take(const Entry &entry);
 
     std::vector<std::string> folders_;  // the next one at the back
     NameFilter wanted_;
