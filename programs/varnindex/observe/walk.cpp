@@ -14,9 +14,9 @@
 #include <memory>
 
 #include "varn/path.h"
+#include "varn/text.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/observe/file_names.h"
-#include "varnindex/read/names.h"
 
 namespace varnindex {
 namespace {
@@ -131,7 +131,7 @@ std::optional<Found> Walk::Next() {
 }
 
 std::optional<Found> Walk::EnterRoot(const std::string &path) {
-    if (!IsUtf8(path)) {
+    if (!varn::IsUtf8(path)) {
         return Other(Found::Kind::kBlocked, path, "the name is not UTF-8");
     }
     const std::string folder = NameOfFolder(path);
@@ -203,15 +203,15 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
 // The entries stand in reverse order.
 std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entries,
                                                 const std::string &folder) {
-    std::vector<SheetFile> sheets;
+    std::vector<Found> sheets;
     std::vector<std::string> songs;
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
         const Found &found = entry->found;
-        if (entry->isFolder || !IsUtf8(found.path)) {
+        if (entry->isFolder || !varn::IsUtf8(found.path)) {
             continue;
         }
         if (IsSheetName(found.path)) {
-            sheets.push_back({found.path, found.size, found.modified, found.reason, found.seen});
+            sheets.push_back(found);
         } else if (found.kind == Found::Kind::kFile && IsMusicName(found.path)) {
             songs.push_back(found.path);
         }
@@ -280,7 +280,7 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
 std::optional<Found> Walk::Take(Entry entry) {
     const Level &level = levels_.back();
     Found &found = entry.found;
-    const bool isUtf8 = IsUtf8(found.path);
+    const bool isUtf8 = varn::IsUtf8(found.path);
     found.path.insert(0, level.path);
     if (!isUtf8) {
         return Other(Found::Kind::kRefused, found.path, "the name is not UTF-8");
