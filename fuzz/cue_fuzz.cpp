@@ -17,7 +17,7 @@ namespace {
 using namespace varnindex;
 
 void CheckFile(const CueFile &file) {
-    Require(!file.name.empty() && IsUtf8(file.name), "a file has a name");
+    Require(!file.name.empty() && varn::IsUtf8(file.name), "a file has a name");
     Require(!file.tracks.empty(), "a file has tracks");
     int previous = -1;
     for (const CueTrack &track : file.tracks) {
@@ -59,7 +59,7 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
     constexpr std::size_t kMostFiles = 8;  // every one takes a look at several names
     const std::string_view bytes(reinterpret_cast<const char *>(data), size);
     const std::string text = varn::ToUtf8(bytes);
-    Require(IsUtf8(text) && text.find('\r') == std::string::npos, "a text is clean UTF-8");
+    Require(varn::IsUtf8(text) && text.find('\r') == std::string::npos, "a text is clean UTF-8");
     const CueResult result = ParseCue(bytes);
     Require(result.sheet.has_value() == result.problem.empty(), "a refusal has a reason");
     if (!result.sheet) {

@@ -15,6 +15,7 @@
 #include "support/log.h"
 #include "tonvale/media.h"
 #include "varn/base.h"
+#include "varn/eadir.h"
 #include "varn/handles.h"
 #include "varn/path.h"
 #include "varn/run_as.h"
@@ -48,18 +49,6 @@ int Answer(const char *folder, const char *name, char *buffer, int size) {
     return 0;
 }
 
-// Opens FOLDER/@eaDir/NAME. Every user may write where the last two stand, and a link there would
-// show root what is somebody else's.
-Fd OpenEaDir(const std::string &eaDir) {
-    constexpr int kFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
-    const std::size_t name = eaDir.rfind('/') + 1;
-    const std::size_t middle = eaDir.rfind('/', name - 2) + 1;
-    const Fd folder(open(eaDir.substr(0, middle).c_str(), kFolder));
-    const Fd parent(openat(folder.Get(), eaDir.substr(middle, name - 1 - middle).c_str(),
-                           kFolder | O_NOFOLLOW));
-    return Fd(openat(parent.Get(), eaDir.c_str() + name, kFolder | O_NOFOLLOW));
-}
-
 int EmbeddedCover(const char *song, char *buffer, int size) {
     PathBuffer eaDir = {};
     if (VARNEADirPath(song, eaDir.data(), eaDir.size()) != 0) {
@@ -71,8 +60,9 @@ int EmbeddedCover(const char *song, char *buffer, int size) {
     if (!HasCurrentFolder()) {
         return -1;
     }
-    // A song without pictures has no such folder.
-    const Visit visit(OpenEaDir(eaDir.data()));
+    // A song without pictures has no such folder. Every user may write where it stands, and a link
+    // there would show root what is somebody else's.
+    const Visit visit(varn::OpenEADir(eaDir.data()));
     if (!visit) {
         return -1;
     }

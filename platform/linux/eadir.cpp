@@ -10,6 +10,7 @@
 #include "linux/files.h"
 #include "linux/memory.h"
 #include "varn/base.h"
+#include "varn/eadir.h"
 #include "varn/path.h"
 #include "varn/share.h"
 
@@ -45,19 +46,21 @@ int MakeForAll(int parent, const std::string &name) {
     return made;
 }
 
-// Opens a folder below `parent`, and makes it first where it is missing. Symbolic links are
-// refused.
-varn::UniqueFd OpenOrMake(int parent, const std::string &name) {
+enum class Missing { kStays, kIsMade };
+
+// Opens a folder below `parent`. Symbolic links are refused.
+varn::UniqueFd OpenBelow(int parent, const std::string &name, Missing missing) {
     constexpr int kFolderOnly = O_PATH | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC;
     varn::UniqueFd folder(openat(parent, name.c_str(), kFolderOnly));
-    if (!folder && errno == ENOENT && (MakeForAll(parent, name) == 0 || errno == EEXIST)) {
+    if (!folder && missing == Missing::kIsMade && errno == ENOENT &&
+        (MakeForAll(parent, name) == 0 || errno == EEXIST)) {
         folder.Reset(openat(parent, name.c_str(), kFolderOnly));
     }
     return folder;
 }
 
-// Opens FOLDER/@eaDir/NAME, of which FOLDER exists, and makes the rest. Empty with errno set.
-varn::UniqueFd OpenOrMakeAll(const std::string &eaDir) {
+// Opens FOLDER/@eaDir/NAME, of which FOLDER exists. Empty with errno set.
+varn::UniqueFd Open(const std::string &eaDir, Missing missing) {
     const SplitPath last = SplitLast(eaDir);
     const SplitPath middle = SplitLast(last.folder);
     if (!IsFileName(last.name) || !IsFileName(middle.name) || middle.folder.empty()) {
@@ -68,8 +71,8 @@ varn::UniqueFd OpenOrMakeAll(const std::string &eaDir) {
     if (!folder) {
         return varn::UniqueFd();
     }
-    const varn::UniqueFd parent = OpenOrMake(folder.Get(), middle.name);
-    return parent ? OpenOrMake(parent.Get(), last.name) : varn::UniqueFd();
+    const varn::UniqueFd parent = OpenBelow(folder.Get(), middle.name, missing);
+    return parent ? OpenBelow(parent.Get(), last.name, missing) : varn::UniqueFd();
 }
 
 }  // namespace
@@ -104,7 +107,7 @@ int VARNEAOpenDir(const char *eaDir) {
         return -1;
     }
     return varn::Guarded(-1, [&] {
-        varn::UniqueFd folder = OpenOrMakeAll(eaDir);
+        varn::UniqueFd folder = Open(eaDir, Missing::kIsMade);
         if (!folder) {
             varn::SetSystemError();
         }
@@ -114,4 +117,8 @@ int VARNEAOpenDir(const char *eaDir) {
 
 int VARNEAMKDir(const char *eaDir) {
     return varn::UniqueFd(VARNEAOpenDir(eaDir)) ? 0 : -1;
+}
+
+varn::UniqueFd varn::OpenEADir(const std::string &eaDir) {
+    return Open(eaDir, Missing::kStays);
 }

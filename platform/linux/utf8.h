@@ -5,10 +5,9 @@
 #include <cstring>
 #include <string_view>
 
-namespace varn {
+#include "varn/text.h"
 
-// True for well-formed UTF-8: no overlong forms, no surrogates, nothing above U+10FFFF.
-bool IsUtf8(std::string_view text);
+namespace varn {
 
 // The length of the longest prefix of at most `limit` bytes that does not end inside a character.
 // In text that is not UTF-8 a run of stray continuation bytes counts as one character of up to

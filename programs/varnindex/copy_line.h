@@ -12,22 +12,10 @@ namespace varnindex {
 
 inline void AppendValue(std::string &out, std::string_view text) {
     for (const char c : text) {
-        switch (c) {
-            case '\\':
-                out += "\\\\";
-                break;
-            case '\t':
-                out += "\\t";
-                break;
-            case '\n':
-                out += "\\n";
-                break;
-            case '\r':
-                out += "\\r";
-                break;
-            default:
-                out += c;
+        if (c == '\\' || c == '\t' || c == '\n' || c == '\r') {
+            out += '\\';
         }
+        out += c;
     }
 }
 

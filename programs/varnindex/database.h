@@ -18,10 +18,6 @@ class Database : public varn::Database {
     // Keeps other indexers away from this library until the connection ends; false when one is at
     // work.
     bool TakeIndexLock();
-
-    // For a second connection of the indexer that has the lock. The next indexer waits until what
-    // this one still writes, maybe after its process was killed, is in the library.
-    void HoldWriteLock();
 };
 
 }  // namespace varnindex

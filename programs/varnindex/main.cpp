@@ -12,6 +12,7 @@
 
 #include "varn/db.h"
 #include "varn/host.h"
+#include "varn/text.h"
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
 #include "varnindex/observe/file_names.h"
@@ -53,16 +54,17 @@ int Complain(const std::string &message) {
     return EXIT_FAILURE;
 }
 
+std::ostream &operator<<(std::ostream &out, const varnindex::RowCounts &rows) {
+    return out << "added " << rows.added << ", changed " << rows.changed << ", moved " << rows.moved
+               << ", removed " << rows.removed << ", unchanged " << rows.unchanged;
+}
+
 bool PrintSummary(const Counts &counts) {
-    std::cout << "added " << counts.added << ", changed " << counts.changed << ", moved "
-              << counts.moved << ", removed " << counts.removed << ", unchanged "
-              << counts.unchanged << ", failed " << counts.failed;
+    std::cout << static_cast<const varnindex::RowCounts &>(counts) << ", failed " << counts.failed;
     for (const auto &[name, lists] :
          {std::pair("playlists", counts.playlists), std::pair("cue sheets", counts.sheets)}) {
         if (lists.Any()) {
-            std::cout << "; " << name << ": added " << lists.added << ", changed " << lists.changed
-                      << ", moved " << lists.moved << ", removed " << lists.removed
-                      << ", unchanged " << lists.unchanged;
+            std::cout << "; " << name << ": " << lists;
         }
     }
     std::cout << std::endl;
@@ -200,7 +202,7 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
 std::string Problem(const Folders &folders, std::string &path) {
     namespace fs = std::filesystem;
     std::error_code ignored;
-    if (!varnindex::IsUtf8(path)) {
+    if (!varn::IsUtf8(path)) {
         return ": the name is not UTF-8";
     }
     const std::string given = varnindex::OrderedFolders({path}).front();

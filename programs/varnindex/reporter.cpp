@@ -29,12 +29,6 @@ Reporter::~Reporter() {
     Finish();
 }
 
-void Reporter::WarnOfAll(const std::vector<std::string> &texts) {
-    for (const std::string &text : texts) {
-        Warn(text);
-    }
-}
-
 void Reporter::Warn(std::string_view text) {
     ++warnings_;
     if (publisher_ != nullptr) {

@@ -6,7 +6,6 @@
 #include <ostream>
 #include <string>
 #include <string_view>
-#include <vector>
 
 #include "varn/scan_state.h"
 
@@ -29,7 +28,6 @@ class Reporter {
     void Publish(varn::scan::Publisher *publisher) { publisher_ = publisher; }
 
     void Warn(std::string_view text);
-    void WarnOfAll(const std::vector<std::string> &texts);
 
     // From now on each change is a line "what path" in `list`, which outlives the reporter.
     void ListChanges(std::ostream &list) { list_ = &list; }

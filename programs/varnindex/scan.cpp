@@ -126,7 +126,7 @@ Counts Scan::Run() {
 // That takes another account, which no thread that reads songs may have.
 void Scan::SettleOutside() {
     if (!options_.dryRun) {
-        reporter_.WarnOfAll(SettleOutbox(database_, part_.own, library_));
+        SettleOutbox(database_, part_.own, library_, reporter_);
     }
 }
 
@@ -202,9 +202,6 @@ void Scan::CompareGone(const KnownRow &row) {
 
 void Scan::ReadFiles() {
     reporter_.StartPhase("Indexing", toRead_);
-    if (toRead_ > kMostRemembered) {
-        store_.WriteBeside();
-    }
     const auto pictures = options_.dryRun ? Pictures::kCount : Pictures::kStore;
     Readers readers(std::thread::hardware_concurrency(), pictures);
     std::vector<Work> remembered = std::exchange(remembered_, {});
@@ -400,12 +397,11 @@ void Scan::RemoveLeft() {
 }  // namespace
 
 varn::scan::Changes Counts::Changes() const {
-    const auto sum = [this](std::size_t songs, std::size_t ListCounts::*lists) {
-        return static_cast<long long>(songs + playlists.*lists + sheets.*lists);
+    const auto sum = [this](std::size_t RowCounts::*count) {
+        return static_cast<long long>(this->*count + playlists.*count + sheets.*count);
     };
-    return {sum(added, &ListCounts::added), sum(changed, &ListCounts::changed),
-            sum(moved, &ListCounts::moved), sum(removed, &ListCounts::removed),
-            static_cast<long long>(failed)};
+    return {sum(&RowCounts::added), sum(&RowCounts::changed), sum(&RowCounts::moved),
+            sum(&RowCounts::removed), static_cast<long long>(failed)};
 }
 
 Counts IndexLibrary(Database &database, const Folders &configured, const ScanOptions &options,

@@ -14,22 +14,17 @@
 
 namespace varnindex {
 
-struct Counts {
-    std::size_t added = 0;
-    std::size_t changed = 0;
-    std::size_t moved = 0;
-    std::size_t removed = 0;
-    std::size_t unchanged = 0;
+// Of songs, and of lists.
+struct Counts : RowCounts {
     std::size_t failed = 0;  // damaged files, and names that the library cannot hold
-    ListCounts playlists;
-    ListCounts sheets;  // cue sheets
+    RowCounts playlists;
+    RowCounts sheets;  // cue sheets
     // True when a folder could not be looked at, and its songs were kept as they are.
     bool heldBack = false;
 
     // True when the scan has changed the library, or found what it should tell of.
     bool TellsSomething() const {
-        return added + changed + moved + removed + failed > 0 || playlists.AnyChange() ||
-               sheets.AnyChange();
+        return failed > 0 || AnyChange() || playlists.AnyChange() || sheets.AnyChange();
     }
     varn::scan::Changes Changes() const;
 };

@@ -225,7 +225,7 @@ TEST(Charset, TextIsUtf8WhateverComes) {
     std::string all;
     for (int byte = 255; byte >= 0; --byte) {
         all += static_cast<char>(byte);
-        EXPECT_TRUE(IsUtf8(ToUtf8(all))) << byte;
+        EXPECT_TRUE(varn::IsUtf8(ToUtf8(all))) << byte;
     }
 }
 

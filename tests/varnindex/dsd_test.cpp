@@ -73,7 +73,7 @@ class DsdTest : public tonvale_test::SystemTest {
   protected:
     static ReadResult Read(const std::string &name, const std::string &bytes) {
         std::ofstream(scratch() / name, std::ios::binary) << bytes;
-        return varnindex::ReadSong((scratch() / name).string(), 12, 34);
+        return varnindex::ReadSong({(scratch() / name).string()});
     }
 };
 

@@ -77,26 +77,6 @@ TEST_F(IndexTest, AChangedSongKeepsItsRow) {
     EXPECT_EQ(SideRows(), "9");
 }
 
-TEST_F(IndexTest, ManyBatchesOfAddedAndRemoved) {
-    constexpr int kFiles = 6500;  // more than one block of known rows, and many batches
-    const fs::path first = Put("d0/0.mp3", "plain.mp3");
-    for (int i = 1; i < kFiles; ++i) {
-        const fs::path folder = Music() / ("d" + std::to_string(i % 7));
-        fs::create_directories(folder);
-        fs::create_hard_link(first, folder / (std::to_string(i) + ".mp3"));
-    }
-    Expect(Index(), 0, "added 6500, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Value("SELECT count(DISTINCT path) FROM track"), "6500");
-    Query("INSERT INTO rating_track SELECT id, id, 3 FROM track");  // nobody takes one for another
-    for (int i = 1; i < kFiles; i += 2) {
-        fs::remove(Music() / ("d" + std::to_string(i % 7)) / (std::to_string(i) + ".mp3"));
-    }
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 3250, unchanged 3250, failed 0");
-    EXPECT_EQ(SideRows(), std::to_string(3250 * 4));
-    EXPECT_EQ(Value("SELECT count(*) FROM rating_track JOIN track ON id = rating_track.track"),
-              "3250");
-}
-
 TEST_F(IndexTest, HostileTextAndNames) {
     const Words titles = {
         "O'Brien", "back\\slash \\N \\.", "100 %s _%d", "tab\tand\r\nlines",

@@ -14,7 +14,6 @@
 #include "varn/notify.h"
 #include "varn/packageconf.h"
 #include "varn/systempath.h"
-#include "varnindex/database.h"
 #include "varnindex/samples.h"
 #include "varnindex/write/remove.h"
 
@@ -132,22 +131,6 @@ TEST_F(LibraryWatchTest, ALongScanStopsAtOnceAndIsMadeUpFor) {
     EXPECT_FALSE(fs::exists(At(varn::path::kNotifySocket)));
     Start();
     EXPECT_TRUE(Eventually([&] { return songs() == kSongs; })) << ReadFile(LogFile());
-}
-
-TEST_F(LibraryWatchTest, WhatAnotherIndexerStandsInTheWayOfIsDoneBehindIt) {
-    Start();
-    ASSERT_TRUE(Becomes("first.mp3=The Tóne"));
-    EXPECT_TRUE(Stop());
-    Query("UPDATE track SET title = 'Wrong'");
-    {
-        varnindex::Database other;
-        ASSERT_TRUE(other.TakeIndexLock());
-        Start("--full");
-        EXPECT_TRUE(Eventually([] {
-            return ReadFile(LogFile()).find("another indexer is at work") != std::string::npos;
-        }));
-    }
-    EXPECT_TRUE(Becomes("first.mp3=The Tóne"));
 }
 
 // A configuration that is lost, or written anew in more than one step.

@@ -1,17 +1,13 @@
 // Songs that were moved, copied and renamed keep their rows.
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <chrono>
 #include <filesystem>
 #include <fstream>
-#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "varnindex/match/copies.h"
-#include "varnindex/match/matching.h"
 #include "varnindex/scan_fixture.h"
 #include "varnindex/temp_table.h"
 
@@ -19,47 +15,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using tonvale_test::Ended;
-using tonvale_test::Samples;
 using MovesTest = tonvale_test::ScanTest;
-
-// Of thousands of files with the same audio each is looked at once.
-TEST_F(MovesTest, ThousandsOfEqualFilesAreNoTrap) {
-    constexpr int kMany = 20'000;
-    Query(
-        "INSERT INTO track (path, filesize, fingerprint) SELECT '/m/' || n || '.mp3', 7, 9"
-        " FROM generate_series(1, " +
-        std::to_string(kMany) + ") n");
-    varnindex::Database database;
-    varnindex::Matching matching(database);
-    for (const auto &row : Query("SELECT id, path FROM track ORDER BY id")) {
-        varnindex::KnownRow known;
-        known.id = std::stoi(row[0]);
-        known.path = row[1];
-        known.size = 7;
-        matching.AddLost(known, varnindex::Matching::Loss::kFile);
-    }
-    const auto start = std::chrono::steady_clock::now();
-    for (int i = 1; i <= kMany; ++i) {
-        varnindex::ReadWork read;
-        read.work.size = 7;
-        read.work.path = (i % 2 == 0 ? "/a/copy " : "/b/") + std::to_string(i) + ".mp3";
-        varnindex::Song &song = read.result.song.emplace();
-        song.path = read.work.path;
-        song.size = 7;
-        song.fingerprint = 9;
-        ASSERT_FALSE(matching.ChangeFor(std::move(read)));
-    }
-    std::set<int> ids;
-    matching.Settle([&](const varnindex::Change &change) {
-        const std::string &path = change.read.work.path;
-        const std::string own = "/b/" + std::to_string(change.id) + ".mp3";
-        EXPECT_TRUE(path.starts_with("/a/") || path == own) << change.id << " is " << path;
-        ids.insert(change.id);
-    });
-    EXPECT_EQ(ids.size(), static_cast<std::size_t>(kMany));
-    EXPECT_FALSE(matching.HasLeft());
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(10));
-}
 
 // Somebody rates the copies while the scan is at work that has found their originals gone.
 TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
@@ -114,7 +70,7 @@ TEST_F(MovesTest, AStarThatACopyGetsAtTheLastMomentIsKept) {
 
 // More than wait in memory for what becomes of their rows.
 TEST_F(MovesTest, ThousandsOfSongsRenamedOverEachOtherKeepTheirRows) {
-    constexpr int kMany = 4200;
+    constexpr int kMany = 5200;  // nor are the known rows one block
     const auto path = [](int i) { return Music() / (std::to_string(i) + ".mp3"); };
     for (int i = 1; i <= kMany; ++i) {
         PutTagged(path(i).filename(), std::to_string(10'000 + i));
@@ -129,71 +85,10 @@ TEST_F(MovesTest, ThousandsOfSongsRenamedOverEachOtherKeepTheirRows) {
     }
     fs::rename(path(kMany + 1), path(1));
     const Ended run = Index();
-    Expect(run, 0, "added 0, changed 0, moved 4200, removed 0, unchanged 0, failed 0");
+    Expect(run, 0, "added 0, changed 0, moved 5200, removed 0, unchanged 0, failed 0");
     EXPECT_EQ(run.err.find("0.cue"), run.err.rfind("0.cue")) << "told twice: " << run.err;
     EXPECT_EQ(Query("SELECT id, title FROM track ORDER BY id"), ids);
     EXPECT_EQ(Value("SELECT path LIKE '%/2.mp3' FROM track WHERE title = '10001'"), "t");
-}
-
-// Stopped wherever between its batches: which tracks belong to which of two songs at one path is
-// in the library.
-TEST_F(MovesTest, SplitFilesThatChangePlacesSurviveAStop) {
-    constexpr int kPairs = 10;
-    const std::string comment(4000, 'x');  // a batch holds some songs alone
-    const auto path = [](const char *folder, int i, const char *extension) {
-        return std::string(folder) + "/" + std::to_string(i) + extension;
-    };
-    for (int i = 0; i < kPairs; ++i) {
-        for (const char *folder : {"a", "b"}) {
-            std::string sheet = "REM COMMENT \"" + comment + "\"\nFILE \"" +
-                                path("", i, ".wav").substr(1) + "\" WAVE\n";
-            for (int track = 10; track < 74; ++track) {
-                sheet += "TRACK " + std::to_string(track) + " AUDIO\nTITLE \"" + folder +
-                         std::to_string(i) + "\"\nINDEX 01 00:00:" + std::to_string(track) + "\n";
-            }
-            Write(path(folder, i, ".cue"), sheet);
-            Put(path(folder, i, ".wav"), "tone.wav");
-            std::ofstream(Music() / path(folder, i, ".wav"), std::ios::app)
-                << std::string(static_cast<std::size_t>(1000 + i), *folder);
-        }
-    }
-    Index();
-    Rate("is_virtual", 5);
-    Query(
-        "UPDATE rating_track SET star = 3 FROM track WHERE id = rating_track.track"
-        " AND path LIKE '%/b/%'");
-    const Rows tracks = Query("SELECT id, title, track FROM track ORDER BY id");
-    ForEveryTable("CREATE TABLE saved_%1$s AS SELECT %2$s FROM %1$s");
-    fs::rename(Music() / "a", Music() / "c");
-    fs::rename(Music() / "b", Music() / "a");
-    fs::rename(Music() / "c", Music() / "b");
-    static int questions;
-    int betweenBatches = 0;
-    questions = 0;
-    varnindex::ScanOptions options;
-    options.isStopped = [] { return --questions == 0; };
-    ASSERT_TRUE(ScanInProcess(options));
-    const int asked = -questions;
-    for (int stopAt = asked - 15; stopAt < asked; stopAt += 3) {
-        WaitForItsServerProcess();
-        ForEveryTable("DELETE FROM %1$s");
-        ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");
-        questions = stopAt;
-        ScanInProcess(options);
-        const std::string moved = Value(
-            "SELECT count(*) FROM track f JOIN virtual_info_track ON file_track = f.id"
-            " JOIN track v ON v.id = virtual_info_track.track AND v.track = 10"
-            " WHERE (f.path LIKE '%/b/%') = (v.title LIKE 'a%')");
-        betweenBatches += moved != "0" && moved != "20" ? 1 : 0;
-        WaitForItsServerProcess();
-        ASSERT_EQ(Index().status, 0) << stopAt;
-        ASSERT_EQ(Query("SELECT id, title, track FROM track ORDER BY id"), tracks) << stopAt;
-        ASSERT_EQ(Value("SELECT count(*) FROM rating_track JOIN track ON id = rating_track.track"
-                        " WHERE (star = 5) = (title LIKE 'a%')"),
-                  Value("SELECT count(*) FROM track WHERE is_virtual"))
-            << stopAt;
-    }
-    EXPECT_GT(betweenBatches, 0);
 }
 
 }  // namespace

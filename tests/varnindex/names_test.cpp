@@ -6,6 +6,8 @@
 #include <utility>
 #include <vector>
 
+#include "varn/text.h"
+
 namespace {
 
 using namespace std::string_literals;
@@ -27,8 +29,8 @@ TEST(Names, ForeignBytesBecomeOneCleanLine) {
     };
     for (const auto &[raw, clean] : cases) {
         EXPECT_EQ(CleanName(raw), clean);
-        EXPECT_TRUE(IsUtf8(CleanName(raw)));
-        EXPECT_EQ(IsUtf8(raw), clean.find("\uFFFD") == clean.npos);
+        EXPECT_TRUE(varn::IsUtf8(CleanName(raw)));
+        EXPECT_EQ(varn::IsUtf8(raw), clean.find("\uFFFD") == clean.npos);
     }
 }
 

@@ -12,7 +12,6 @@
 #include <thread>
 
 #include "varnindex/scan_fixture.h"
-#include "varnindex/settle/outbox.h"
 
 namespace {
 
@@ -30,11 +29,6 @@ class SharedListsTest : public tonvale_test::ScanTest {
         fs::permissions(list, fs::perms::all);
         Share(uid, list.string());
         return list;
-    }
-
-    static void NoteMove(const std::string &from, const std::string &to) {
-        Query("INSERT INTO outbox (song, number, path, moved_to) VALUES (0, -1, '" + from + "', '" +
-              to + "')");
     }
 
     static void Share(unsigned uid, std::string path) {
@@ -98,22 +92,6 @@ TEST_F(SharedListsTest, FollowTheirSongs) {
     EXPECT_EQ(ReadFile(Music() / "other.m3u"), "a/1.mp3\n");
 }
 
-TEST_F(SharedListsTest, BearSongsThatFollowEachOther) {
-    const auto at = [](const char *name) { return (Music() / name).string(); };
-    const fs::path list = PutSharedList("alice", kAlice, at("1.mp3") + "\n" + at("2.mp3") + "\n");
-    varnindex::Database database;
-    const varnindex::Scope all = varnindex::Scope::WholeLibrary();
-    const varnindex::LinkedFolders nothing{Words()};
-    NoteMove(at("1.mp3"), at("2.mp3"));
-    NoteMove(at("2.mp3"), at("3.mp3"));
-    NoteMove(at("3.mp3"), at("4.mp3"));
-    EXPECT_TRUE(SettleOutbox(database, varnindex::Scope({"/another root's"}), nothing).empty());
-    EXPECT_TRUE(SettleOutbox(database, all, nothing).empty());
-    EXPECT_EQ(ReadFile(list), at("2.mp3") + "\n" + at("3.mp3") + "\n");
-    EXPECT_TRUE(SettleOutbox(database, all, nothing).empty());
-    EXPECT_EQ(ReadFile(list), at("2.mp3") + "\n" + at("3.mp3") + "\n") << "moved once more";
-}
-
 // A web request writes it in place, with the lock of the file that it has opened.
 TEST_F(SharedListsTest, AreWaitedFor) {
     const auto at = [](const char *name) { return (Music() / name).string(); };
@@ -121,8 +99,8 @@ TEST_F(SharedListsTest, AreWaitedFor) {
         PutSharedList("alice", kAlice, at("1.mp3") + "\n" + at("longer than that.mp3"));
     const int request = open(list.c_str(), O_RDWR | O_CLOEXEC);
     ASSERT_EQ(flock(request, LOCK_EX), 0);
-    varnindex::Database database;
-    NoteMove(at("1.mp3"), at("2.mp3"));
+    Query("INSERT INTO outbox (song, number, path, moved_to) VALUES (0, -1, '" + at("1.mp3") +
+          "', '" + at("2.mp3") + "')");
     std::thread writer([&] {
         std::this_thread::sleep_for(std::chrono::milliseconds(200));
         fs::resize_file(list, 0);
@@ -130,9 +108,7 @@ TEST_F(SharedListsTest, AreWaitedFor) {
         std::ofstream(list) << at("1.mp3") << "\r\n" << at("new.mp3");
         EXPECT_EQ(flock(request, LOCK_UN), 0);
     });
-    EXPECT_TRUE(
-        SettleOutbox(database, varnindex::Scope::WholeLibrary(), varnindex::LinkedFolders(Words()))
-            .empty());
+    EXPECT_EQ(Index().err, "");
     writer.join();
     EXPECT_EQ(ReadFile(list), at("2.mp3") + "\r\n" + at("new.mp3"));
     struct stat named {};

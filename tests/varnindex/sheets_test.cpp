@@ -1,7 +1,6 @@
 // What a scan makes of cue sheets.
 #include <gtest/gtest.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
@@ -178,29 +177,6 @@ TEST_F(SheetsTest, ASheetBesideASplitFileThatIsAboutOthersKeepsItsTracks) {
     EmbedSheet(embedded, "FILE x WAVE\nTRACK 01 AUDIO\nTITLE broken\n");
     Expect(Index(), 1, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
     EXPECT_EQ(Query("SELECT id, date FROM track ORDER BY id"), ids);
-}
-
-// The time of a folder grows with its songs and sheets, not with their product.
-TEST_F(SheetsTest, AFolderOfManySheetsAndFilesIsNoTrap) {
-    std::string sheet;
-    for (int i = 0; i < 450; ++i) {
-        sheet += "FILE \"Missing " + std::to_string(i) +
-                 ".wav\" WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\nTRACK 02 AUDIO\n"
-                 "INDEX 01 00:00:01\n";
-    }
-    const fs::path song = Put("0.mp3");
-    for (int i = 1; i < 3000; ++i) {
-        fs::create_hard_link(song, Music() / ("Song " + std::to_string(i) + ".mp3"));
-    }
-    for (int i = 0; i < 1005; ++i) {
-        Write(std::to_string(i) + ".cue", i < 60 ? sheet : "");
-    }
-    const auto start = std::chrono::steady_clock::now();
-    const Ended run = Index({"-v"});
-    EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(60));
-    Expect(run, 0, "added 3000, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_NE(run.err.find("0.cue: no use for its file \"Missing 0.wav\""), run.err.npos);
-    EXPECT_NE(run.err.find("nor are 449 others"), run.err.npos) << run.err.substr(0, 2000);
 }
 
 TEST_F(SheetsTest, OfSeveralSheetsTheNearestNameIsUsed) {

@@ -75,7 +75,7 @@ class TagsTest : public tonvale_test::SystemTest {
   protected:
     static void SetUpTestSuite() { SilenceTagLib(); }
 
-    static ReadResult Read(const fs::path &path) { return ReadSong(path.string(), 12, 34); }
+    static ReadResult Read(const fs::path &path) { return ReadSong({path.string(), 12, 34}); }
 
     // A copy of a sample below the scratch folder, to be changed.
     static fs::path Copy(const std::string &sample, const std::string &name) {

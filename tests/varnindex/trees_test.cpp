@@ -159,9 +159,6 @@ constexpr Case kCases[] = {
     {"ALinkToAnAbsentDiskKeepsItsSongs",
      "put here.mp3 A\n put ../disk/sub/1.mp3 B\n ln ../disk/sub link\n index => added 2\n"
      "mv ../disk ../away\n index => !unchanged 1\n rows => here.mp3 link/1.mp3\n"},
-    {"GivenFoldersAreAllThatARunLooksAt",
-     "put a/1.mp3 A\n put b/2.mp3 B\n index => added 2\n rm a\n rm b/2.mp3\n put b/new.mp3 C\n"
-     "index b => added 1, removed 1\n rows => a/1.mp3 b/new.mp3\n"},
     {"ListsAreCountedAndKeptLikeSongs",
      "put here/1.mp3 A\n write lists/a.m3u 1\n write ../disk/c.pls 2\n"
      "ln ../disk/c.pls here/c.pls\n index => added 1; playlists: added 2\n"

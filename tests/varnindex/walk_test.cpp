@@ -73,17 +73,6 @@ TEST_F(WalkTest, FoldersOfAListAreTakenOnce) {
     EXPECT_EQ(OrderedFolders({"x"}), (Names{(fs::current_path() / "x").string()}));
 }
 
-TEST_F(WalkTest, LinksAreFollowedButNotInCircles) {
-    Make({"m/a/1.mp3", "other/2.mp3"});
-    fs::create_symlink("..", scratch() / "m/a/up");
-    fs::create_symlink(scratch() / "m", scratch() / "m/self");
-    fs::create_symlink("../other", scratch() / "m/out");
-    fs::create_symlink("a/1.mp3", scratch() / "m/one.mp3");
-    fs::create_symlink(scratch() / "m", scratch() / "other/back");
-    EXPECT_EQ(Finds({"m"}, Kind::kFile), (Names{"m/a/1.mp3", "m/one.mp3", "m/out/2.mp3"}));
-    EXPECT_EQ(Finds({"m"}, Kind::kBlocked), Names{});
-}
-
 // A walk of a part comes to the same folders as a walk of everything.
 TEST_F(WalkTest, LinksLeadOutOfTheLibraryOnly) {
     Make({"m/own/1.mp3", "m/own/.hidden/2.mp3", "n/3.mp3", "disk/4.mp3", "disk/sub/5.mp3",
@@ -195,13 +184,6 @@ TEST_F(WalkTest, AFolderWithoutPermissionIsBlockedAndTheRestIsWalked) {
     EXPECT_EQ(Finds({"m"}, Kind::kFile), (Names{"m/a/1.mp3", "m/c/3.mp3"}));
     EXPECT_TRUE(!switched || seteuid(0) == 0);
     fs::permissions(scratch() / "m/b", fs::perms::owner_all);
-}
-
-TEST_F(WalkTest, NamesThatTheLibraryCannotHoldAreRefused) {
-    Make({"m/bad\xFF.mp3", "m/bad\xFF/1.mp3", "m/good.mp3"});
-    EXPECT_EQ(Finds({"m"}, Kind::kRefused), (Names{"m/bad\xFF.mp3", "m/bad\xFF/"}));
-    EXPECT_EQ(Finds({"m"}, Kind::kFile), Names{"m/good.mp3"});
-    EXPECT_EQ(Finds({"m/bad\xFF"}, Kind::kBlocked), Names{"m/bad\xFF/"});
 }
 
 // Folders without a find are no reason to go on for minutes.

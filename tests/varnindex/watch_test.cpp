@@ -29,45 +29,6 @@ namespace fs = std::filesystem;
 using tonvale_test::Eventually;
 using Words = std::vector<std::string>;
 
-// ---- the trees alone ----------------------------------------------------------------------------
-
-class TreeWatchTest : public tonvale_test::SystemTest {};
-
-TEST_F(TreeWatchTest, FoldersThatLinkToEachOtherHaveAnEnd) {
-    constexpr int kFolders = 12;  // more paths without repetition than anybody can walk
-    const fs::path music = scratch() / "mesh";
-    const auto folder = [&](int number) { return music / std::to_string(number); };
-    for (int from = 0; from < kFolders; ++from) {
-        fs::create_directories(folder(from));
-        for (int to = 0; to < kFolders; ++to) {
-            fs::create_symlink(folder(to), folder(from) / ("l" + std::to_string(to)));
-        }
-    }
-    varnindex::TreeWatch watch;
-    watch.SetRoots({music.string()});
-    std::ofstream(folder(7) / "a.mp3") << "x";
-    std::set<std::string> changed;
-    watch.Read(changed);
-    EXPECT_TRUE(changed.contains((folder(7) / "a.mp3").string()));
-    EXPECT_LT(changed.size(), 10U);
-}
-
-TEST_F(TreeWatchTest, NothingMoreIsWatchedOnceItIsStopped) {
-    fs::create_directories(scratch() / "a/b/c");
-    static int asked;
-    asked = 0;
-    varnindex::TreeWatch watch([] { return ++asked > 2; });
-    watch.SetRoots({(scratch() / "a").string()});
-    for (const char *name : {"a/1.mp3", "a/b/2.mp3", "a/b/c/3.mp3"}) {
-        std::ofstream(scratch() / name) << "x";
-    }
-    std::set<std::string> changed;
-    watch.Read(changed);
-    EXPECT_EQ(changed, (std::set<std::string>{scratch() / "a/1.mp3", scratch() / "a/b/2.mp3"}));
-}
-
-// ---- the watcher alone -------------------------------------------------------------------------
-
 // A watcher in a process of its own, whose jobs write down what they are asked for.
 class WatchTest : public tonvale_test::SystemTest {
   protected:
@@ -200,20 +161,6 @@ TEST_F(WatchTest, EveryKindOfChangeIsSeen) {
     fs::remove(Music() / "link2");
     fs::remove_all(Music() / "inside");
     EXPECT_TRUE(Asks(Music() / "inside"));
-}
-
-TEST_F(WatchTest, BothEndsOfAMoveAreOneRequest) {
-    Write(Music() / "from" / "song.mp3");
-    fs::create_directories(Music() / "to");
-    Start();
-    fs::rename(Music() / "from" / "song.mp3", Music() / "to" / "song.mp3");
-    EXPECT_TRUE(Asks(Music() / "to" / "song.mp3"));
-    fs::rename(Music() / "from", Music() / "to" / "from");
-    EXPECT_TRUE(Asks(Music() / "to" / "from"));
-    const Words lines = Lines(Asked());
-    ASSERT_EQ(lines.size(), 2U) << ReadFile(Asked());
-    EXPECT_NE(lines[0].find((Music() / "from" / "song.mp3").string()), std::string::npos);
-    EXPECT_NE(lines[1].find((Music() / "from|").string()), std::string::npos);
 }
 
 // What a name can tell that the library has no use for is not worth a look, and neither is what the

@@ -1,4 +1,4 @@
-// Text files that say nothing about how they are encoded.
+// UTF-8, and text files that say nothing about how they are encoded.
 #pragma once
 
 #include <string>
@@ -7,6 +7,9 @@
 #include "varn/export.h"
 
 namespace varn {
+
+// True for well-formed UTF-8 (RFC 3629): no overlong forms, no surrogates, nothing above U+10FFFF.
+VARN_EXPORT bool IsUtf8(std::string_view text);
 
 // The text of a file (a cue sheet, a playlist) as UTF-8 with "\n" at the end of its lines, whether
 // these ended with CR LF, LF or CR. A byte order mark decides (UTF-8, UTF-16 LE or BE) and is not

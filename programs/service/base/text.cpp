@@ -61,17 +61,6 @@ std::string EscapedXml(std::string_view text) {
     return escaped;
 }
 
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const std::size_t length = CharacterLength(text);
-        if (length == 0) {
-            return false;
-        }
-        text.remove_prefix(length);
-    }
-    return true;
-}
-
 bool IsLine(std::string_view text, std::size_t most) {
     return text.size() <= most && IsUtf8(text) &&
            std::none_of(text.begin(), text.end(),

@@ -6,6 +6,8 @@
 #include <string>
 #include <string_view>
 
+#include "varn/text.h"
+
 namespace tonvale_service {
 
 // The length of the character at the start of a text that is not empty, 0 when there is none.
@@ -14,7 +16,7 @@ std::size_t CharacterLength(std::string_view text);
 // Valid UTF-8 in place of any bytes: U+FFFD stands for every byte that belongs to no character.
 std::string ValidUtf8(std::string_view text);
 
-bool IsUtf8(std::string_view text);
+using varn::IsUtf8;
 
 // True for UTF-8 of at most `most` bytes without control characters: a name, in a line of its own.
 bool IsLine(std::string_view text, std::size_t most);

@@ -5,7 +5,6 @@
 
 #include "varn/sql.h"
 #include "varnindex/compare/known.h"
-#include "varnindex/settle/outbox.h"
 
 namespace varnindex {
 namespace {
@@ -53,7 +52,10 @@ constexpr const char kStartBatch[] =
     " JOIN (SELECT b.old, i.track, v.track AS number, row_number() OVER"
     " (PARTITION BY b.old, v.track ORDER BY v.id) AS turn FROM batch b"
     " JOIN virtual_info_track i ON i.file_track = b.new JOIN track v ON v.id = i.track) n"
-    " USING (old, number, turn)";
+    " USING (old, number, turn);"
+    "INSERT INTO outbox (song, number, path, moved_to)"
+    " SELECT o.id, CASE WHEN o.is_virtual THEN o.track ELSE -1 END, o.path, n.path"
+    " FROM batch b JOIN track o ON o.id = b.old JOIN track n ON n.id = b.new";
 
 // What the copy has of stars besides the same ones it got since it was found, and counts more than
 // the stars of a row whose file is gone.
@@ -95,7 +97,6 @@ void GiveRowsToCopies(Database &database, StopQuestion isStopped) {
         StopIfAsked(isStopped);
         Transaction transaction(database);
         database.Execute(kStartBatch);
-        NoteCopied(database);
         database.Execute(kInherit);
         for (const char *table : kSideTables) {
             database.Execute(std::string("UPDATE ") + table +

@@ -14,9 +14,9 @@
 #include <memory>
 
 #include "varn/path.h"
+#include "varn/text.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/observe/file_names.h"
-#include "varnindex/read/names.h"
 
 namespace varnindex {
 namespace {
@@ -83,6 +83,14 @@ std::string Walk::Entry::Reason() const {
                                          : "";
 }
 
+Found Walk::Entry::At(std::string path) const {
+    Found found = Other(kind, std::move(path), Reason());
+    found.size = size;
+    found.modified = modified;
+    found.seen = seen;
+    return found;
+}
+
 std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders) {
     std::vector<std::string> ordered;
     for (const std::string &folder : folders) {
@@ -137,7 +145,7 @@ std::optional<Found> Walk::Next() {
 }
 
 std::optional<Found> Walk::EnterRoot(const std::string &path) {
-    if (!IsUtf8(path)) {
+    if (!varn::IsUtf8(path)) {
         return Other(Found::Kind::kBlocked, path, "the name is not UTF-8");
     }
     const std::string folder = NameOfFolder(path);
@@ -210,15 +218,14 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
 // The entries stand in reverse order.
 std::shared_ptr<FolderSheets> Walk::SheetsAmong(const std::vector<Entry> &entries,
                                                 const std::string &folder) {
-    std::vector<SheetFile> sheets;
+    std::vector<Found> sheets;
     std::vector<std::string> songs;
     for (auto entry = entries.rbegin(); entry != entries.rend(); ++entry) {
-        if (entry->isFolder || !IsUtf8(entry->name)) {
+        if (entry->isFolder || !varn::IsUtf8(entry->name)) {
             continue;
         }
         if (IsSheetName(entry->name)) {
-            sheets.push_back(
-                {entry->name, entry->size, entry->modified, entry->Reason(), entry->seen});
+            sheets.push_back(entry->At(entry->name));
         } else if (entry->kind == Found::Kind::kFile && IsMusicName(entry->name)) {
             songs.push_back(entry->name);
         }
@@ -293,7 +300,7 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
 
 std::optional<Found> Walk::Take(const Entry &entry) {
     const Level &level = levels_.back();
-    const bool isUtf8 = IsUtf8(entry.name);
+    const bool isUtf8 = varn::IsUtf8(entry.name);
     std::string path = level.path + entry.name;
     if (!isUtf8) {
         return Other(Found::Kind::kRefused, std::move(path), "the name is not UTF-8");
@@ -304,10 +311,7 @@ std::optional<Found> Walk::Take(const Entry &entry) {
     if (entry.isFolder) {
         return Enter(path, library_.Step(level.way, NameOfFolder(path), entry.isLink));
     }
-    Found found = Other(entry.kind, std::move(path), entry.Reason());
-    found.size = entry.size;
-    found.modified = entry.modified;
-    found.seen = entry.seen;
+    Found found = entry.At(std::move(path));
     found.sheets = level.sheets;
     found.hasAttributes = level.hasAttributes;
     return found;

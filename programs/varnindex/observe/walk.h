@@ -21,21 +21,6 @@
 
 namespace varnindex {
 
-// One find of the walk: of a file its facts but for the owner, of anything else the path; with "/"
-// at its end it stands for everything below that folder.
-struct Found : FileFacts {
-    enum class Kind {
-        kFile,     // a regular file of a wanted name
-        kBlocked,  // what is at `path` could not be looked at
-        kAbsent,   // a link leads nowhere
-        kEmpty,    // a folder has nothing in it; a disk may be missing there
-        kRefused,  // a name that the library cannot hold, or another owner's through a link
-    };
-
-    Kind kind = Kind::kFile;
-    std::string reason = {};  // for a person, of all kinds but kFile
-};
-
 // True for a file name, without its folder, that the caller wants to see.
 using NameFilter = bool (*)(std::string_view name);
 
@@ -76,6 +61,7 @@ class Walk {
         SeenFile seen = {};
 
         std::string Reason() const;
+        Found At(std::string path) const;
     };
     struct Level {
         std::string path;  // with "/" at its end

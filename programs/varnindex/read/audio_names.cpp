@@ -35,18 +35,10 @@ std::string_view WithoutFolders(std::string_view path) {
 
 // "01. Intro.flac" -> "01. Intro"; a dot within a title is not the begin of an extension.
 std::string_view WithoutExtension(std::string_view name) {
-    constexpr std::size_t kLongest = 5;
     const std::size_t dot = name.rfind('.');
-    if (dot == std::string_view::npos || dot == 0) {
-        return name;
-    }
-    const std::string_view extension = name.substr(dot + 1);
-    const bool usual =
-        !extension.empty() && extension.size() <= kLongest &&
-        std::all_of(extension.begin(), extension.end(), [](char c) {
-            return (c >= '0' && c <= '9') || ((c | 0x20) >= 'a' && (c | 0x20) <= 'z');
-        });
-    return usual ? name.substr(0, dot) : name;
+    const bool isExtension = dot != name.npos && dot > 0 && dot + 1 < name.size() &&
+                             name.size() - dot <= 6 && name.find(' ', dot) == name.npos;
+    return isExtension ? name.substr(0, dot) : name;
 }
 
 // The keys of a name: as it is, without regard to case and form, and so without extension.

@@ -13,13 +13,8 @@ int Plausible(unsigned number, unsigned most) {
     return number <= most ? static_cast<int>(number) : 0;
 }
 
-int Rate(unsigned rate) {
-    return Plausible(rate, 100'000'000);
-}
-
-int Channels(unsigned channels) {
-    return Plausible(channels, 256);
-}
+constexpr unsigned kMostRate = 100'000'000;
+constexpr unsigned kMostChannels = 256;
 
 // Where something of a told size ends, that is no longer than what it stands in.
 long EndOf(long begin, long long size, long end) {
@@ -37,8 +32,8 @@ DsdFile ReadDsf(BoundedStream &stream) {
         head.mid(80, 4) != "data") {
         return file;
     }
-    file.audio.channels = Channels(head.toUInt(52U, false));
-    file.audio.sampleRate = Rate(head.toUInt(56U, false));
+    file.audio.channels = Plausible(head.toUInt(52U, false), kMostChannels);
+    file.audio.sampleRate = Plausible(head.toUInt(56U, false), kMostRate);
     file.audio.milliseconds = Milliseconds(static_cast<std::uint64_t>(head.toLongLong(64U, false)),
                                            file.audio.sampleRate);
     const long tag = EndOf(0, head.toLongLong(20U, false), stream.length());
@@ -65,9 +60,9 @@ DsdFile ReadDsdiff(BoundedStream &stream) {
         if (name == "PROP") {
             next = begin + 4;
         } else if (name == "FS  ") {
-            audio.sampleRate = Rate(head.toUInt(12U));
+            audio.sampleRate = Plausible(head.toUInt(12U), kMostRate);
         } else if (name == "CHNL") {
-            audio.channels = Channels(head.toUShort(12U));
+            audio.channels = Plausible(head.toUShort(12U), kMostChannels);
         } else if (name == "DSD " || name == "DST ") {
             file.isCompressed = name == "DST ";
             file.sound = {begin, end};

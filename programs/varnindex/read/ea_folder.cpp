@@ -10,22 +10,6 @@
 
 namespace varnindex {
 
-Descriptor OpenEaFolder(const std::string &eaDir) {
-    constexpr int kFolder = O_PATH | O_DIRECTORY | O_CLOEXEC;
-    const std::size_t last = eaDir.rfind('/');
-    const std::size_t middle = eaDir.rfind('/', last - 1);
-    const Descriptor base(::open(eaDir.substr(0, middle + 1).c_str(), kFolder));
-    if (!base) {
-        return Descriptor();
-    }
-    const std::string parentName = eaDir.substr(middle + 1, last - middle - 1);
-    const Descriptor parent(::openat(base.Get(), parentName.c_str(), kFolder | O_NOFOLLOW));
-    if (!parent) {
-        return Descriptor();
-    }
-    return Descriptor(::openat(parent.Get(), eaDir.c_str() + last + 1, kFolder | O_NOFOLLOW));
-}
-
 Descriptor OpenEaFile(const Descriptor &folder, const std::string &name) {
     Descriptor file(::openat(folder.Get(), name.c_str(),
                              O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));

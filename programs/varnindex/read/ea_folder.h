@@ -9,9 +9,6 @@
 
 namespace varnindex {
 
-// `eaDir` as VARNEADirPath gives it. None, with errno set, when it cannot be opened.
-Descriptor OpenEaFolder(const std::string &eaDir);
-
 // A plain file, for reading. None, with errno set, for anything else.
 Descriptor OpenEaFile(const Descriptor &folder, const std::string &name);
 

@@ -68,17 +68,6 @@ std::string Clean(std::string_view raw, std::size_t maxCharacters, std::size_t m
 
 }  // namespace
 
-bool IsUtf8(std::string_view text) {
-    while (!text.empty()) {
-        const Decoded next = DecodeFirst(text);
-        if (next.character < 0) {
-            return false;
-        }
-        text.remove_prefix(next.length);
-    }
-    return true;
-}
-
 std::string CleanName(std::string_view raw) {
     return Clean(raw, kMaxCharacters, std::string::npos);
 }

@@ -13,9 +13,6 @@ namespace varnindex {
 inline constexpr std::size_t kMaxCharacters = 255;
 inline constexpr std::size_t kMaxCommentBytes = 4095;
 
-// True when every byte belongs to a well-formed UTF-8 sequence (no surrogates, no overlong forms).
-bool IsUtf8(std::string_view text);
-
 // Makes a name or a comment out of foreign bytes: bytes that are not UTF-8 become U+FFFD, control
 // characters (line breaks and NUL among them) blanks, both ends are trimmed, and what is too long
 // is cut after a whole character.

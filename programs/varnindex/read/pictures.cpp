@@ -1,6 +1,5 @@
 #include "varnindex/read/pictures.h"
 
-#include <sys/stat.h>
 #include <taglib/apetag.h>
 #include <taglib/asftag.h>
 #include <taglib/attachedpictureframe.h>
@@ -14,6 +13,7 @@
 #include <string_view>
 
 #include "service/covers/picture_format.h"
+#include "varn/eadir.h"
 #include "varn/share.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/read/ea_folder.h"
@@ -116,13 +116,7 @@ std::string CoverName(const std::string &extension) {
 
 bool HasContent(const Descriptor &folder, const std::string &name, const TagLib::ByteVector &data) {
     const Descriptor file = OpenEaFile(folder, name);
-    struct stat info {};
-    if (!file || ::fstat(file.Get(), &info) != 0 ||
-        info.st_size != static_cast<off_t>(data.size())) {
-        return false;
-    }
-    TagLib::ByteVector there(data.size(), 0);
-    return ::read(file.Get(), there.data(), there.size()) == info.st_size && there == data;
+    return file && ReadWhole(file, data.size()) == std::string_view(data.data(), data.size());
 }
 
 // Removes the covers of other formats than `kept`. False with errno set.
@@ -151,16 +145,11 @@ bool WriteCover(const Descriptor &folder, const std::string &name, const TagLib:
 
 // False with errno set.
 bool BringInStep(const std::string &eaDir, const Picture *cover, KeptCover *kept) {
-    Descriptor folder = OpenEaFolder(eaDir);
     if (cover == nullptr) {
+        const Descriptor folder = varn::OpenEADir(eaDir);
         return folder ? RemoveOthers(folder, "") : errno == ENOENT;
     }
-    if (!folder) {
-        if (errno != ENOENT || VARNEAMKDir(eaDir.c_str()) != 0) {
-            return false;
-        }
-        folder = OpenEaFolder(eaDir);
-    }
+    const Descriptor folder(VARNEAOpenDir(eaDir.c_str()));
     const std::string extension = PictureExtension(cover->data);
     const std::string name = CoverName(extension);
     const TagLib::ByteVector &data = cover->data;

@@ -119,16 +119,12 @@ void Readers::Read(ReadWork &read, KeptCover &cover) const {
         if (cover.owner != work.userid) {
             cover = {work.userid, {}, Descriptor()};
         }
-        const bool isFirst = pictures_ == Pictures::kStore && !work.hasAttributes;
-        read.result = ReadSong(work.path, work.size, work.modified,
-                               isFirst ? Pictures::kStoreFirst : pictures_, work.seen, &cover);
+        read.result = ReadSong(work, pictures_, &cover);
         if (!read.result.song) {
             return;
         }
-        Song &song = *read.result.song;
-        song.userid = work.userid;
         if (work.sheets) {
-            song.sheetStamp = work.sheets->Stamp();
+            read.result.song->sheetStamp = work.sheets->Stamp();
         }
         AddTracks(read);
         if (work.hasAttributes) {

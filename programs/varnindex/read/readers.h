@@ -51,7 +51,7 @@ class Readers {
     ReadWork Take();
 
   private:
-    static constexpr std::size_t kMostSlots = 256;
+    static constexpr std::size_t kMostSlots = 1024;
 
     struct Slot {
         ReadWork read;

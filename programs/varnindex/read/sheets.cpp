@@ -29,10 +29,10 @@ bool Splits(const CueFile &file) {
 }
 
 // Takes what it reads from `bytesLeft`.
-CueResult ReadSheet(const std::string &folder, const SheetFile &file, std::size_t &bytesLeft) {
-    CueResult result{std::nullopt, file.problem};
+CueResult ReadSheet(const std::string &folder, const Found &file, std::size_t &bytesLeft) {
+    CueResult result{std::nullopt, file.reason};
     const auto stream =
-        file.problem.empty() ? OpenStream(folder + file.name, file.seen, result.problem) : nullptr;
+        file.reason.empty() ? OpenStream(folder + file.path, file.seen, result.problem) : nullptr;
     if (!stream) {
         return result;
     }
@@ -48,12 +48,12 @@ CueResult ReadSheet(const std::string &folder, const SheetFile &file, std::size_
     return result;
 }
 
-std::int64_t StampOf(const std::vector<SheetFile> &sheets, const std::vector<std::string> &songs) {
+std::int64_t StampOf(const std::vector<Found> &sheets, const std::vector<std::string> &songs) {
     Hasher hash;
-    for (const SheetFile &sheet : sheets) {
-        hash.Add(sheet.name).Add(sheet.size).Add(sheet.modified);
-        if (!sheet.problem.empty()) {
-            hash.Add(sheet.problem);
+    for (const Found &sheet : sheets) {
+        hash.Add(sheet.path).Add(sheet.size).Add(sheet.modified);
+        if (!sheet.reason.empty()) {
+            hash.Add(sheet.reason);
         }
     }
     for (const std::string &song : songs) {
@@ -64,7 +64,7 @@ std::int64_t StampOf(const std::vector<SheetFile> &sheets, const std::vector<std
 
 }  // namespace
 
-FolderSheets::FolderSheets(std::string folder, std::vector<SheetFile> sheets,
+FolderSheets::FolderSheets(std::string folder, std::vector<Found> sheets,
                            std::vector<std::string> songs)
     : folder_(std::move(folder)),
       sheets_(std::move(sheets)),
@@ -99,14 +99,14 @@ void FolderSheets::ReadAll() {
     const std::lock_guard lock(guard_);
     const AudioNames names(songs_);
     std::size_t bytesLeft = kMostBytes;
-    for (const SheetFile &file : sheets_) {
+    for (const Found &file : sheets_) {
         CueResult result = ReadSheet(folder_, file, bytesLeft);
         const std::string problem =
             result.sheet
-                ? Use(std::make_shared<const CueSheet>(std::move(*result.sheet)), file.name, names)
+                ? Use(std::make_shared<const CueSheet>(std::move(*result.sheet)), file.path, names)
                 : "not used, " + result.problem;
         if (!problem.empty()) {
-            problems_.push_back(Printable(folder_ + file.name) + ": " + problem);
+            problems_.push_back(Printable(folder_ + file.path) + ": " + problem);
         }
     }
     hasProblem_ = !problems_.empty();

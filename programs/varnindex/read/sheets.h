@@ -18,20 +18,12 @@
 
 namespace varnindex {
 
-struct SheetFile {
-    std::string name;
-    std::int64_t size = 0;      // bytes
-    std::int64_t modified = 0;  // microseconds since 1970, UTC
-    std::string problem = {};   // why it cannot be looked at; then it has no size and time
-    SeenFile seen = {};
-};
-
 // Reads the sheets on the first question about their contents, 16 MiB of them. Any thread may call
 // all but the constructor.
 class FolderSheets {
   public:
     // `folder` with "/" at its end, `songs` the names of its audio files, both lists in order.
-    FolderSheets(std::string folder, std::vector<SheetFile> sheets, std::vector<std::string> songs);
+    FolderSheets(std::string folder, std::vector<Found> sheets, std::vector<std::string> songs);
 
     // A number that changes with the sheets and with the files that they may mean; never 0.
     std::int64_t Stamp() const { return stamp_; }
@@ -59,7 +51,7 @@ class FolderSheets {
                     const AudioNames &names);
 
     std::string folder_;
-    std::vector<SheetFile> sheets_;
+    std::vector<Found> sheets_;
     std::vector<std::string> songs_;
     std::int64_t stamp_;
     std::once_flag read_;

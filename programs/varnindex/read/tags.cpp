@@ -222,9 +222,14 @@ void Describe(const OpenedFile &opened, const Tags &tags, Song &song) {
     ReadSortNames(tags, song);
 }
 
-void ReadOpened(BoundedStream &stream, Pictures pictures, KeptCover *kept, Song song,
+void ReadOpened(BoundedStream &stream, const FileFacts &file, Pictures pictures, KeptCover *kept,
                 ReadResult &result) {
-    const OpenedFile opened = OpenAudio(song.path, stream);
+    const OpenedFile opened = OpenAudio(file.path, stream);
+    Song song;
+    song.path = file.path;
+    song.size = file.size;
+    song.modified = file.modified;
+    song.userid = file.userid;
     // First, because it also finds out whether the file can be read to its end.
     song.fingerprint = Fingerprint(opened, stream);
     // TagLib answers no question about tags of a file that it takes for invalid.
@@ -242,7 +247,7 @@ void ReadOpened(BoundedStream &stream, Pictures pictures, KeptCover *kept, Song 
     result.embeddedCue = EmbeddedCue(tags);
     const std::vector<Picture> found = ListPictures(opened);
     song.pictures = static_cast<int>(found.size());
-    if (pictures == Pictures::kStore || (pictures == Pictures::kStoreFirst && !found.empty())) {
+    if (pictures == Pictures::kStore && (file.hasAttributes || !found.empty())) {
         result.warning = StoreCover(found, song.path, kept);
     }
     if (stream.WasCutShort()) {
@@ -263,23 +268,18 @@ void SilenceTagLib() {
     TagLib::setDebugListener(&silence);
 }
 
-ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
-                    Pictures pictures, const SeenFile &seen, KeptCover *kept) {
+ReadResult ReadSong(const FileFacts &file, Pictures pictures, KeptCover *kept) {
     ReadResult result;
-    if (!IsMusicName(path)) {
+    if (!IsMusicName(file.path)) {
         result.problem = "not the name of an audio file";
         return result;
     }
-    const auto stream = OpenStream(path, seen, result.problem);
+    const auto stream = OpenStream(file.path, file.seen, result.problem);
     if (!stream) {
         return result;
     }
-    Song song;
-    song.path = path;
-    song.size = size;
-    song.modified = modified;
     try {
-        ReadOpened(*stream, pictures, kept, std::move(song), result);
+        ReadOpened(*stream, file, pictures, kept, result);
     } catch (const std::exception &error) {  // sizes in a damaged tag can ask for absurd memory
         result.song.reset();
         result.problem = std::string("cannot be read: ") + error.what();

@@ -23,18 +23,16 @@ struct ReadResult {
 };
 
 enum class Pictures {
-    kStore,       // in the extended-attribute folder of the file
-    kStoreFirst,  // the same where there is no such folder yet
+    kStore,  // in the extended-attribute folder of the file
     kCount,
 };
 
 // Reads tags and audio properties of a file with a music name (file_names.h). A damaged tag gives
 // the song with what can be read. A file without tags gets its name as title and its folder's name
-// as album. `size` and `modified` are what the walk saw, and go into the song unchanged: a file
-// that changes afterwards is read again. A file that cannot be read to its end, or that may not be
-// the one that was `seen`, gives no song. Several threads may read different files.
-ReadResult ReadSong(const std::string &path, std::int64_t size, std::int64_t modified,
-                    Pictures pictures = Pictures::kCount, const SeenFile &seen = {},
+// as album. The facts are what the walk saw, and go into the song unchanged: a file that changes
+// afterwards is read again. A file that cannot be read to its end, or that may not be the one that
+// was seen, gives no song. Several threads may read different files.
+ReadResult ReadSong(const FileFacts &file, Pictures pictures = Pictures::kCount,
                     KeptCover *kept = nullptr);
 
 }  // namespace varnindex

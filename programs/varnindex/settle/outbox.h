@@ -8,28 +8,12 @@
 // and the next scan does what a killed one has left. All calls throw DatabaseError.
 #pragma once
 
-#include <string>
-#include <vector>
-
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
 #include "varnindex/observe/links.h"
+#include "varnindex/reporter.h"
 
 namespace varnindex {
-
-// These are called in the transaction that changes the rows, before it does.
-
-// The rows of "changed_track" that have other paths there.
-void NoteChanged(Database &database);
-
-// Tracks that follow their file: `ids` in decimal, with commas between them.
-void NoteFollowing(Database &database, const std::string &ids, const std::string &path);
-
-// Rows that are going to be removed, with the tracks of these files.
-void NoteRemoved(Database &database, const std::string &ids);
-
-// The rows of "batch", whose copies get their ids (copies.cpp).
-void NoteCopied(Database &database);
 
 // Works the outbox off, below the scope alone: another root's files may not be there for this one.
 // Names moved songs by their new paths in the lists of shared songs, and makes rating records what
@@ -37,8 +21,8 @@ void NoteCopied(Database &database);
 // row goes with its song, but stays when a link to a folder of the library leads there. A scan that
 // is killed in the middle is made up for by the next one; an entry of a list is then moved on twice
 // where songs of one scan have taken each other's paths. To be called outside of a transaction, and
-// while no other thread depends on the process's account. Returns what went wrong, for a person.
-std::vector<std::string> SettleOutbox(Database &database, const Scope &scope,
-                                      const LinkedFolders &library);
+// while no other thread depends on the process's account. Warns of what went wrong.
+void SettleOutbox(Database &database, const Scope &scope, const LinkedFolders &library,
+                  Reporter &reporter);
 
 }  // namespace varnindex

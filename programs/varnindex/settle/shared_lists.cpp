@@ -170,14 +170,13 @@ Entries EntriesThatMove(Database &database, const std::string &condition) {
 
 }  // namespace
 
-void SettleSharedLists(Database &database, const std::string &condition,
-                       std::vector<std::string> &problems) {
+void SettleSharedLists(Database &database, const std::string &condition, Reporter &reporter) {
     const std::set<std::string> lists = OwnLists(database);
     const Entries moves = lists.empty() ? Entries() : EntriesThatMove(database, condition);
     for (const std::string &list : lists) {
         if (!MoveIn(list, moves)) {
-            problems.push_back(Printable(list) + ": songs that have moved are lost from it: " +
-                               std::generic_category().message(errno));
+            reporter.Warn(Printable(list) + ": songs that have moved are lost from it: " +
+                          std::generic_category().message(errno));
         }
     }
 }

@@ -8,6 +8,7 @@
 #include <string_view>
 #include <unordered_set>
 
+#include "varn/eadir.h"
 #include "varn/number.h"
 #include "varn/path.h"
 #include "varn/rating_record.h"
@@ -23,7 +24,7 @@ constexpr int kMostStars = 5;
 constexpr int kLongestWait = 1000;  // milliseconds, for another writer
 
 std::string ReadRecord(const std::string &eaDir) {
-    const Descriptor folder = OpenEaFolder(eaDir);
+    const Descriptor folder = varn::OpenEADir(eaDir);
     const Descriptor file = folder ? OpenEaFile(folder, varn::kRatingRecord) : Descriptor();
     return file ? ReadWhole(file, kMaxRecordBytes).value_or("") : "";
 }
@@ -81,21 +82,20 @@ std::vector<Star> ReadStars(const std::string &path) {
 
 bool StoreStars(const std::string &path, const std::vector<Star> &stars) {
     const std::vector<Star> known = ReadStars(path);
-    std::map<int, int> changes;
+    std::map<int, int> wanted;
     for (const Star &star : known) {
-        changes[star.userid] = 0;
+        wanted[star.userid] = 0;
     }
     for (const Star &star : stars) {
-        changes[star.userid] = star.stars;
+        wanted[star.userid] = star.stars;
     }
-    for (const Star &star : known) {
-        if (changes[star.userid] == star.stars) {
-            changes.erase(star.userid);
+    return std::all_of(wanted.begin(), wanted.end(), [&](const auto &user) {
+        const Star star{user.first, user.second};
+        if (std::find(known.begin(), known.end(), star) != known.end()) {
+            return true;
         }
-    }
-    return std::all_of(changes.begin(), changes.end(), [&](const auto &change) {
-        const auto kept = varn::KeepRating(path.c_str(), static_cast<uid_t>(change.first),
-                                           static_cast<unsigned>(change.second), kLongestWait);
+        const auto kept = varn::KeepRating(path.c_str(), static_cast<uid_t>(star.userid),
+                                           static_cast<unsigned>(star.stars), kLongestWait);
         return kept == varn::RatingKept::kYes ||
                (kept == varn::RatingKept::kNoFolder && errno == ENOENT);
     });

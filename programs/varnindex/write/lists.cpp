@@ -28,14 +28,18 @@ constexpr const char kFindMoved[] =
     "INSERT INTO moved_list SELECT g.id, g.path, f.path FROM"
     " (SELECT id, path, userid, contents, key, row_number() OVER"
     " (PARTITION BY userid, contents, key ORDER BY path COLLATE \"C\") AS number"
-    " FROM gone_list t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE contents IS NOT NULL"
+    " FROM gone_list t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE contents <> 0"
     " AND NOT EXISTS (SELECT FROM moved_list m WHERE m.id = t.id)) g"
     " JOIN (SELECT path, userid, contents, key, row_number() OVER"
     " (PARTITION BY userid, contents, key ORDER BY path COLLATE \"C\") AS number"
     " FROM found_list t, LATERAL (SELECT @VARN:NEVAR AS key) k WHERE is_new"
-    " AND contents IS NOT NULL AND NOT EXISTS (SELECT FROM moved_list m WHERE m.new = t.path)) f"
+    " AND contents <> 0 AND NOT EXISTS (SELECT FROM moved_list m WHERE m.new = t.path)) f"
     " USING (userid, contents, key, number)";
 constexpr const char *kKeys[] = {"regexp_replace(path, '^.*/', '')", "mdate::text"};
+
+constexpr const char kNotMoved[] =
+    "SELECT id, path, userid FROM gone_list g WHERE NOT EXISTS"
+    " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"";
 
 // A row that the library has changed since the scan began is its own.
 constexpr const char kMove[] =
@@ -58,11 +62,8 @@ constexpr const char kStoreContents[] =
     " AND NOT EXISTS (SELECT FROM personal_playlist t WHERE t.id = c.id);"
     "INSERT INTO list_contents SELECT t.id, f.contents FROM (SELECT id, path, 0 AS userid FROM"
     " playlist UNION ALL SELECT id, path, userid FROM personal_playlist) t"
-    " JOIN found_list f USING (path, userid) WHERE f.contents IS NOT NULL"
-    " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents;"
-    "DELETE FROM list_contents USING found_list f JOIN (SELECT id, path, 0 AS userid FROM playlist"
-    " UNION ALL SELECT id, path, userid FROM personal_playlist) t USING (path, userid)"
-    " WHERE f.contents IS NULL AND list_contents.id = t.id";
+    " JOIN found_list f USING (path, userid)"
+    " ON CONFLICT (id) DO UPDATE SET contents = excluded.contents";
 
 // The shared table has no owner.
 struct Table {
@@ -86,10 +87,6 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
     }
     const std::optional<std::string> text = ReadWhole(fd, varn::kMostPlaylistBytes);
     return text ? Hasher().Add(*text).Add(static_cast<std::int64_t>(text->size())).Value() : 0;
-}
-
-std::optional<std::int64_t> KnownOnly(std::int64_t contents) {
-    return contents != 0 ? std::optional(contents) : std::nullopt;
 }
 
 // The criteria are stored and compared as text in this form.
@@ -126,13 +123,13 @@ Lists::Lists(Database &database, FolderRows &folders, Reporter &reporter)
       goneTable_(database, "gone_list",
                  "id integer, userid integer, path text, mdate timestamp, contents bigint") {}
 
-ListCounts &Lists::CountsOf(const std::string &path) {
+RowCounts &Lists::CountsOf(const std::string &path) {
     return IsSheetName(path) ? sheets_ : playlists_;
 }
 
 void Lists::AddFound(const Work &work) {
     folders_.NoteFile(work.path, work.userid);
-    ListCounts &counts = CountsOf(work.path);
+    RowCounts &counts = CountsOf(work.path);
     const bool isNew = work.known.id == 0;
     const bool isSame = !isNew && work.known.modified == work.modified;
     if (isSame) {
@@ -150,50 +147,56 @@ void Lists::AddFound(const Work &work) {
         const std::string name = NameOf(work.path);
         foundTable_.Add(isNew, work.userid, work.path, CleanName(name.substr(0, name.rfind('.'))),
                         CleanName(NameOf(varn::FolderOf(work.path))), Timestamp(work.modified),
-                        KnownOnly(ContentsOf(work.path, work.seen)));
+                        ContentsOf(work.path, work.seen));
     }
 }
 
 void Lists::AddGone(const KnownRow &row) {
-    goneTable_.Add(row.id, row.userid, row.path, Timestamp(row.modified), KnownOnly(row.contents));
+    goneTable_.Add(row.id, row.userid, row.path, Timestamp(row.modified), row.contents);
 }
 
 void Lists::Settle(const Question &isBack, const Question &stays) {
     const bool isAnyFound = foundTable_.Flush();
     if (goneTable_.Flush()) {
-        KeepThoseBack(isBack);
+        KeepWhere("SELECT id, path, userid FROM gone_list", [&](const KnownRow &list) {
+            const bool isThere = isBack(list);
+            CountsOf(list.path).unchanged += isThere ? 1 : 0;
+            return isThere;
+        });
         database_.Execute(kMoved);
         if (isAnyFound) {
             FindMoved();
         }
-        CountLeft(stays);
+        KeepWhere(kNotMoved, [&](const KnownRow &list) {
+            if (stays(list)) {
+                return true;
+            }
+            reporter_.Tell("removed", list.path);
+            ++CountsOf(list.path).removed;
+            return false;
+        });
     }
     for (const std::string &path : added_) {
         reporter_.Tell("added", path);
     }
 }
 
-void Lists::Keep(const std::vector<int> &ids) {
-    if (!ids.empty()) {
-        database_.Execute("DELETE FROM gone_list WHERE id = ANY ('{" + IdList(ids) + "}')");
-    }
-}
-
-// What lies in the mount point of a disk that is away was never gone.
-void Lists::KeepThoseBack(const Question &isBack) {
-    std::vector<int> back;
-    for (const varn::Row row : database_.Query("SELECT id, path, userid FROM gone_list")) {
+// Takes the rows for which that is said out of those that are gone.
+void Lists::KeepWhere(const char *rows, const Question &stays) {
+    std::vector<int> kept;
+    for (const varn::Row row : database_.Query(rows)) {
         KnownRow list;
         list.id = static_cast<int>(row.Number("id"));
         list.path = row.Text("path");
         list.userid = static_cast<unsigned>(row.Number("userid"));
         list.isList = true;
-        if (isBack(list)) {
-            ++CountsOf(list.path).unchanged;
-            back.push_back(list.id);
+        if (stays(list)) {
+            kept.push_back(list.id);
         }
     }
-    Keep(back);
+    if (!kept.empty()) {
+        database_.Execute("DELETE FROM gone_list WHERE id = ANY ('{" + IdList(kept) + "}')");
+    }
 }
 
 void Lists::FindMoved() {
@@ -207,23 +210,6 @@ void Lists::FindMoved() {
         --CountsOf(path).added;
         ++CountsOf(path).moved;
     }
-}
-
-void Lists::CountLeft(const Question &stays) {
-    std::vector<int> kept;
-    for (const varn::Row row : database_.Query(
-             "SELECT id, path FROM gone_list g WHERE NOT EXISTS"
-             " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"")) {
-        KnownRow list;
-        list.path = row.Text("path");
-        if (stays(list)) {
-            kept.push_back(static_cast<int>(row.Number("id")));
-        } else {
-            reporter_.Tell("removed", list.path);
-            ++CountsOf(list.path).removed;
-        }
-    }
-    Keep(kept);
 }
 
 void Lists::Store() {

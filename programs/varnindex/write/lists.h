@@ -17,7 +17,8 @@
 
 namespace varnindex {
 
-struct ListCounts {
+// What a scan has made of files of a kind.
+struct RowCounts {
     std::size_t added = 0;
     std::size_t changed = 0;
     std::size_t moved = 0;
@@ -49,23 +50,21 @@ class Lists {
     // Writes the rows, in one transaction.
     void Store();
 
-    const ListCounts &Playlists() const { return playlists_; }
-    const ListCounts &Sheets() const { return sheets_; }
+    const RowCounts &Playlists() const { return playlists_; }
+    const RowCounts &Sheets() const { return sheets_; }
 
   private:
-    void KeepThoseBack(const Question &isBack);
     void FindMoved();
-    void CountLeft(const Question &stays);
-    void Keep(const std::vector<int> &ids);
-    ListCounts &CountsOf(const std::string &path);
+    void KeepWhere(const char *rows, const Question &stays);
+    RowCounts &CountsOf(const std::string &path);
 
     Database &database_;
     FolderRows &folders_;
     Reporter &reporter_;
     TempTable foundTable_;
     TempTable goneTable_;
-    ListCounts playlists_;
-    ListCounts sheets_;
+    RowCounts playlists_;
+    RowCounts sheets_;
     std::set<std::string> added_;  // while the changes are listed
 };
 

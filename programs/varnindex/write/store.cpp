@@ -5,10 +5,8 @@
 #include <string>
 #include <utility>
 
-#include "varn/path.h"
 #include "varn/sql.h"
 #include "varnindex/copy_line.h"
-#include "varnindex/settle/outbox.h"
 
 namespace varnindex {
 namespace {
@@ -37,23 +35,31 @@ constexpr const char *kDeleteSides =
     "DELETE FROM replaygain_track USING changed_track c WHERE replaygain_track.track = c.id;"
     "DELETE FROM virtual_info_track USING changed_track c WHERE virtual_info_track.track = c.id";
 
+// After kDeleteSides the tracks that a changed song keeps are the only ones it has. They go where it
+// goes, and their sheet is in the song still, or beside it.
+constexpr const char *kMoveTracks =
+    "INSERT INTO outbox (song, number, path, moved_to)"
+    " SELECT id, CASE WHEN is_virtual THEN t.track ELSE -1 END, t.path, c.path FROM track t"
+    " JOIN (SELECT id, path FROM changed_track UNION ALL SELECT i.track, c.path"
+    " FROM virtual_info_track i JOIN changed_track c ON c.id = i.file_track) c USING (id)"
+    " WHERE t.path <> c.path;"
+    "UPDATE virtual_info_track i SET cue_sheet_path = CASE WHEN cue_sheet_path = t.path THEN c.path"
+    " ELSE regexp_replace(c.path, '[^/]*$', '') || regexp_replace(cue_sheet_path, '^.*/', '') END"
+    " FROM track t, changed_track c WHERE t.id = i.track AND c.id = i.file_track;"
+    "UPDATE track t SET path = c.path, userid = c.userid FROM virtual_info_track i"
+    " JOIN changed_track c ON c.id = i.file_track WHERE t.id = i.track";
+
 constexpr const char *kCopyOffsets =
     "COPY virtual_info_track (track, file_track, audio_offset, cue_sheet_path) FROM STDIN";
 
 constexpr const char kDeleteSongs[] =
-    "DELETE FROM track WHERE id IN (SELECT unnest('{@VARN:NEVAR}'::integer[]) UNION ALL SELECT"
-    " track FROM virtual_info_track WHERE file_track = ANY ('{@VARN:NEVAR}'))";
+    "WITH gone AS (DELETE FROM track WHERE id IN (SELECT unnest('{@VARN:NEVAR}'::integer[])"
+    " UNION ALL SELECT track FROM virtual_info_track WHERE file_track = ANY ('{@VARN:NEVAR}'))"
+    " RETURNING id, is_virtual, track, path) INSERT INTO outbox (song, number, path)"
+    " SELECT id, CASE WHEN is_virtual THEN track ELSE -1 END, path FROM gone";
 constexpr const char kKnownTracks[] =
     "SELECT i.file_track AS file, v.track AS number, v.id FROM virtual_info_track i"
     " JOIN track v ON v.id = i.track WHERE i.file_track = ANY ('{@VARN:NEVAR}') ORDER BY v.id";
-
-// Their sheet is in the song still, or beside it.
-constexpr const char kMoveSheets[] =
-    "UPDATE virtual_info_track i SET cue_sheet_path = CASE WHEN cue_sheet_path = t.path"
-    " THEN '@VARN:VAR' ELSE '@VARN:VAR/' || regexp_replace(cue_sheet_path, '^.*/', '') END"
-    " FROM track t WHERE t.id = i.track AND t.id = ANY ('{@VARN:NEVAR}')";
-constexpr const char kMoveTracks[] =
-    "UPDATE track SET path = '@VARN:VAR', userid = @VARN:INT WHERE id = ANY ('{@VARN:NEVAR}')";
 
 constexpr const char *kRenewStatistics =
     "ANALYZE track, album_track, artist_track, composer_track, genre_track, replaygain_track,"
@@ -67,74 +73,48 @@ std::string CopyInto(const char *table) {
 }  // namespace
 
 void Store::Write(int id, Song song, std::vector<VirtualSong> tracks) {
-    Item &item = next_.items.emplace_back();
+    Item &item = changes_.items.emplace_back();
     item.id = id;
     item.song = std::move(song);
     for (VirtualSong &track : tracks) {
         track.song.userid = item.song.userid;
         item.tracks.push_back({std::move(track), 0});
     }
-    AddRows(1 + tracks.size());
+    CountRows(1 + tracks.size());
 }
 
 void Store::WriteWithItsTracks(int id, Song song) {
-    next_.items.push_back({id, std::move(song), {}, true});
-    AddRows(1);
+    changes_.items.push_back({id, std::move(song), {}, true});
+    CountRows(1);
 }
 
 void Store::Remove(int id) {
-    next_.removed.push_back(id);
-    AddRows(1);
+    changes_.removed.push_back(id);
+    CountRows(1);
 }
 
 void Store::Restamp(int id, std::int64_t sheetStamp) {
-    next_.stamps += (next_.stamps.empty() ? "(" : ",(") + std::to_string(id) + ",'" +
-                    std::to_string(sheetStamp) + "'::bigint)";
-    AddRows(1);
+    changes_.stamps += (changes_.stamps.empty() ? "(" : ",(") + std::to_string(id) + ",'" +
+                       std::to_string(sheetStamp) + "'::bigint)";
+    CountRows(1);
 }
 
-void Store::AddRows(std::size_t count) {
-    next_.rows += count;
-    if (next_.rows >= kBatchRows) {
-        HandOver();
+void Store::CountRows(std::size_t count) {
+    changes_.rows += count;
+    if (changes_.rows >= kBatchRows) {
+        Flush();
     }
 }
 
 void Store::Flush() {
-    HandOver();
-    if (written_.valid()) {
-        written_.get();
+    if (changes_.rows > 0 && writes_ == Writes::kAll) {
+        Transaction transaction(database_);
+        RemoveRows(changes_.removed);
+        WriteSongs();
+        WriteStamps();
+        transaction.Commit();
     }
-}
-
-void Store::HandOver() {
-    if (written_.valid()) {
-        written_.get();
-    }
-    batch_ = std::exchange(next_, {});
-    if (batch_.rows == 0 || writes_ == Writes::kNone) {
-        return;
-    }
-    if (own_) {
-        written_ = std::async(std::launch::async, [this] { WriteOut(); });
-    } else {
-        WriteOut();
-    }
-}
-
-void Store::WriteOut() {
-    Transaction transaction(Connection());
-    RemoveRows(batch_.removed);
-    WriteSongs();
-    WriteStamps();
-    transaction.Commit();
-}
-
-void Store::WriteBeside() {
-    if (!own_ && writes_ == Writes::kAll) {
-        own_.emplace();
-        own_->HoldWriteLock();
-    }
+    changes_ = {};
 }
 
 void Store::RenewStatistics() {
@@ -146,8 +126,7 @@ void Store::RenewStatistics() {
 void Store::RemoveRows(const std::vector<int> &rows) {
     if (!rows.empty()) {
         const std::string ids = IdList(rows);
-        NoteRemoved(Connection(), ids);
-        Connection().Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
+        database_.Execute(Made(varn::Sql(kDeleteSongs, ids, ids)));
     }
 }
 
@@ -156,7 +135,7 @@ void Store::RemoveRows(const std::vector<int> &rows) {
 void Store::MatchTracks() {
     std::map<int, Item *> files;
     std::string ids;
-    for (Item &item : batch_.items) {
+    for (Item &item : changes_.items) {
         if (item.id != 0) {
             files.emplace(item.id, &item);
             ids += (ids.empty() ? "" : ",") + std::to_string(item.id);
@@ -166,41 +145,27 @@ void Store::MatchTracks() {
         return;
     }
     std::vector<int> surplus;
-    std::map<Item *, std::vector<int>> kept;
-    for (const varn::Row row : Connection().Query(Made(varn::Sql(kKnownTracks, ids)))) {
+    for (const varn::Row row : database_.Query(Made(varn::Sql(kKnownTracks, ids)))) {
         Item *const item = files.at(static_cast<int>(row.Number("file")));
         const int id = static_cast<int>(row.Number("id"));
         const auto match =
             std::find_if(item->tracks.begin(), item->tracks.end(), [&](const Track &track) {
                 return track.id == 0 && track.virtualSong.song.track == row.Number("number");
             });
-        if (item->keepsTracks) {
-            kept[item].push_back(id);
-        } else if (match != item->tracks.end()) {
+        if (match != item->tracks.end()) {
             match->id = id;
-        } else {
+        } else if (!item->keepsTracks) {
             surplus.push_back(id);
         }
     }
     RemoveRows(surplus);
-    for (const auto &[item, tracks] : kept) {
-        MoveKeptTracks(*item, IdList(tracks));
-    }
-}
-
-void Store::MoveKeptTracks(const Item &item, const std::string &ids) {
-    const std::string &path = item.song.path;
-    NoteFollowing(Connection(), ids, path);
-    Connection().Execute(Made(varn::Sql(kMoveSheets, path, varn::FolderOf(path), ids)));
-    Connection().Execute(
-        Made(varn::Sql(kMoveTracks, path, static_cast<int>(item.song.userid), ids)));
 }
 
 // Ids of new rows, fetched at once.
 std::vector<int> Store::NewIds(std::size_t count) {
     std::vector<int> ids;
     if (count > 0) {
-        for (const varn::Row row : Connection().Query(Made(varn::Sql(
+        for (const varn::Row row : database_.Query(Made(varn::Sql(
                  "SELECT nextval('track_id_seq') AS id FROM generate_series(1, @VARN:INT)",
                  static_cast<int>(count))))) {
             ids.push_back(static_cast<int>(row.Number("id")));
@@ -211,7 +176,7 @@ std::vector<int> Store::NewIds(std::size_t count) {
 
 Store::Batch Store::MakeBatch() {
     std::size_t count = 0;
-    for (const Item &item : batch_.items) {
+    for (const Item &item : changes_.items) {
         count += item.id == 0 ? 1 : 0;
         for (const Track &track : item.tracks) {
             count += track.id == 0 ? 1 : 0;
@@ -232,7 +197,7 @@ Store::Batch Store::MakeBatch() {
         AppendSideRows(batch.sides, id, song);
         return id;
     };
-    for (const Item &item : batch_.items) {
+    for (const Item &item : changes_.items) {
         const bool isWhole = item.tracks.empty() && !item.keepsTracks;
         const int file = append(item.id, item.song, isWhole ? RowKind::kWhole : RowKind::kSplit);
         for (const auto &[track, known] : item.tracks) {
@@ -248,18 +213,18 @@ void Store::WriteSongs() {
     const Batch batch = MakeBatch();
     const auto copy = [&](const std::string &statement, const std::string &rows) {
         if (!rows.empty()) {
-            Connection().CopyIn(statement.c_str(), rows);
+            database_.CopyIn(statement.c_str(), rows);
         }
     };
     copy(CopyInto("track"), batch.added);
     if (!batch.changed.empty()) {
         if (!std::exchange(hasStaging_, true)) {
-            Connection().Execute(kCreateStaging);
+            database_.Execute(kCreateStaging);
         }
         copy(CopyInto("changed_track"), batch.changed);
-        NoteChanged(Connection());
-        Connection().Execute(kUpdateTracks);
-        Connection().Execute(kDeleteSides);
+        database_.Execute(kDeleteSides);
+        database_.Execute(kMoveTracks);
+        database_.Execute(kUpdateTracks);
     }
     for (std::size_t side = 0; side < batch.sides.size(); ++side) {
         copy(kCopySide[side], batch.sides[side]);
@@ -269,9 +234,9 @@ void Store::WriteSongs() {
 }
 
 void Store::WriteStamps() {
-    if (!batch_.stamps.empty()) {
-        Connection().Execute("UPDATE track SET sheet_stamp = s.stamp FROM (VALUES " +
-                             batch_.stamps + ") AS s(id, stamp) WHERE track.id = s.id");
+    if (!changes_.stamps.empty()) {
+        database_.Execute("UPDATE track SET sheet_stamp = s.stamp FROM (VALUES " + changes_.stamps +
+                          ") AS s(id, stamp) WHERE track.id = s.id");
     }
 }
 

@@ -5,8 +5,6 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <future>
-#include <optional>
 #include <string>
 #include <vector>
 
@@ -23,11 +21,6 @@ class Store {
 
     // With kNone everything below does nothing. The database outlives it.
     Store(Database &database, Writes writes) : database_(database), writes_(writes) {}
-
-    // From here on a thread writes each batch while the next one fills, over a connection of its
-    // own. Before the threads that read songs start: none of them may have another account. Throws
-    // DatabaseError.
-    void WriteBeside();
 
     // All of these may write the batch out, and throw DatabaseError.
 
@@ -69,25 +62,18 @@ class Store {
         SideRows sides;
     };
 
-    void AddRows(std::size_t count);
-    Database &Connection() { return own_ ? *own_ : database_; }
-    void HandOver();
-    void WriteOut();
+    void CountRows(std::size_t count);
     void RemoveRows(const std::vector<int> &rows);
     void MatchTracks();
-    void MoveKeptTracks(const Item &item, const std::string &ids);
     std::vector<int> NewIds(std::size_t count);
     Batch MakeBatch();
     void WriteSongs();
     void WriteStamps();
 
     Database &database_;
-    std::optional<Database> own_;  // of WriteBeside
     Writes writes_;
-    Changes next_;
-    Changes batch_;  // that is written; WriteOut's alone until it is done
+    Changes changes_;
     bool hasStaging_ = false;
-    std::future<void> written_;  // last: it ends before what it uses
 };
 
 }  // namespace varnindex
