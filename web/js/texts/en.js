@@ -373,7 +373,6 @@ export const en = {
   'right.streaming': 'Listen here',
   'right.playlist': 'Shared playlists',
   'right.upnp': 'Network players',
-  'right.editsong': 'Give stars',
   'right.sharing': 'Share links',
   'indexing.title': 'Index of the music',
   'indexing.start': 'Look for changes',
