@@ -9,10 +9,12 @@
 #include <cstdio>
 #include <exception>
 
+#include "bad_value.h"
 #include "list_version.h"
 #include "login.h"
 #include "rights.h"
 #include "service/base/wording.h"
+#include "tonvale/pins.h"
 #include "turn.h"
 #include "varn/db.h"
 #include "worker.h"
@@ -85,6 +87,24 @@ Json::Value RefusalReply(ActionHandler &handler, const Refusal &refusal, Code co
     return reply;
 }
 
+// What the own codes of pins are by their HTTP status.
+Code PlainCode(Code code) {
+    switch (static_cast<int>(code)) {
+        case Tonvale::PIN_ERROR_PARAMETER:
+        case Tonvale::PIN_ERROR_TYPE:
+        case Tonvale::PIN_ERROR_CRITERIA:
+            return Code::kBadParameter;
+        case Tonvale::PIN_ERROR_EXISTS:
+            return Code::kExistsAlready;
+        case Tonvale::PIN_ERROR_NOT_FOUND:
+        case Tonvale::PIN_ERROR_FOLDER:
+        case Tonvale::PIN_ERROR_PLAYLIST:
+            return Code::kNoSuchItem;
+        default:
+            return code;
+    }
+}
+
 // The first value of a parameter, as it stands in a query.
 std::string_view RawValue(std::string_view query, std::string_view name) {
     while (!query.empty()) {
@@ -107,7 +127,7 @@ bool WantsStatus() {
 // client wants to know.
 bool Refuse(ActionHandler &handler, const Refusal &refused, bool isMedia) {
     const Code code = CodeForClient(refused.code);
-    const std::string header = std::string(StatusOf(code)) +
+    const std::string header = std::string(StatusOf(PlainCode(code))) +
                                (code == Code::kNotLoggedIn ? LoginChallenge() : "") + kJsonType;
     const bool hasStatus = isMedia || code == Code::kBusy || code == Code::kTookTooLong ||
                            code == Code::kNotLoggedIn || code == Code::kTooMany || WantsStatus();
@@ -146,16 +166,18 @@ void CheckLogin(Request &request, const Api *api, const Method *method) {
     }
 }
 
-// Does the work; a refusal, and a failure of the service layer as the refusal that it is, goes to
-// `refused`.
+// Does the work of a request; a refusal, and a failure of the service layer as the refusal that it
+// is, goes to `refused`.
 template <typename Work, typename Refused>
-bool Try(const Work &work, const Refused &refused) {
+bool Try(const Request &asked, const Work &work, const Refused &refused) {
     try {
         return work();
     } catch (const Refusal &refusal) {
         return refused(refusal);
     } catch (const tonvale_service::Failure &failure) {
-        return refused(RefusalOf(failure));
+        Refusal refusal = RefusalOf(failure);
+        refusal.parameter = ParameterOf(failure, asked);
+        return refused(refusal);
     }
 }
 
@@ -254,6 +276,7 @@ Refusal RefusalOf(const tonvale_service::Failure &failure) {
 bool DataAction::Process() {
     Json::Value reply(Json::objectValue);
     return Try(
+        request_,
         [&] {
             reply["data"] = data_(request_);
             CheckDatabase();
@@ -278,6 +301,7 @@ bool ListAction::Process() {
     // All is read before anything is written, and the length is told: where a worker ends half-way,
     // the web server breaks the answer off, and no client keeps a part of it as the whole.
     const bool isThere = Try(
+        request_,
         [&] {
             page = open_(request_);
             WritePage(*page, tonvale_service::Letters::kAscii, [&](const std::string &part) {
@@ -305,8 +329,9 @@ bool ListAction::Process() {
 
 bool MediaAction::Process() {
     try {
-        return Try([&] { return Send(); },
-                   [&](const Refusal &why) { return Refuse(*this, why, true); });
+        return Try(
+            request_, [&] { return Send(); },
+            [&](const Refusal &why) { return Refuse(*this, why, true); });
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "A media answer failed: %s", error.what());
         // Standard output gets its buffer with the first byte.

@@ -18,7 +18,8 @@ Json::Value LogIn(const Request &asked) {
         throw Refusal{Code::kNoSuchMethod};
     }
     if (Variable("QUERY_STRING").find("password=") != std::string::npos) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "password",
+                      "the password stands in the form, not in the address"};
     }
     const std::string name = asked.RequiredText("name");
     const std::string password = asked.RequiredText("password");

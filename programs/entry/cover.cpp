@@ -55,7 +55,7 @@ class Get : public MediaAction {
             throw Refusal{Code::kNotPermitted};
         }
         if (!Asked().Text("id").empty() || !Asked().Text("album").empty() || !IsPermittedUrl(url)) {
-            throw Refusal{Code::kBadParameter};
+            throw Refusal{Code::kBadParameter, "url"};
         }
         TakeTurn(Asked(), Work::kElsewhere);
         return SendFetchedPicture(tonvale_service::FetchCover(url), Asked().WantsHeaderOnly());
@@ -66,7 +66,7 @@ class Get : public MediaAction {
         const std::string id = Asked().Text("id");
         const std::string artist = Asked().Text("album_artist");
         if (!id.empty() && !(Asked().Text("album") + artist).empty()) {
-            throw Refusal{Code::kBadParameter};
+            throw Refusal{Code::kBadParameter, "id", "name a song, a folder or an album"};
         }
         if (id.empty()) {
             return tonvale_service::CoverSongsOfAlbum(Kind(), uid, Asked().RequiredText("album"),

@@ -42,7 +42,7 @@ Json::Value Set(const Request &asked) {
     const auto album = asked.Given("album");
     const auto artist = asked.Given("artist");
     if (asked.Given("songs").has_value() + album.has_value() + artist.has_value() != 1) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "", "name one of songs, album and artist"};
     }
     if (album) {
         SetFavouriteAlbum(uid, {*album, asked.Text("album_artist")}, IsFavourite);

@@ -41,7 +41,7 @@ Json::Value List(const Request &asked) {
     const std::string address = asked.Text("address");
     if (!address.empty()) {
         if (!IsServerAddress(address)) {
-            throw Refusal{Code::kBadParameter};
+            throw Refusal{Code::kBadParameter, "address"};
         }
         search.address = tonvale_service::SearchAddress(address);
     }
@@ -63,7 +63,7 @@ Json::Value Browse(const Request &asked) {
     question.pageBytes = kMostPageBytes;
     question.bytes = kMostBytes;
     if (!IsServerUrl(question.url)) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "url"};
     }
     tonvale_service::ObjectCollector objects(question.offset);
     tonvale_service::BrowseServer(question, objects);

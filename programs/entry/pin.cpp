@@ -1,7 +1,9 @@
 // VARN.Tonvale.Pin: what the user who asks keeps on the start page.
 #include "action.h"
+#include "bad_value.h"
 #include "list_request.h"
 #include "parameters.h"
+#include "service/base/wording.h"
 #include "service/listening/pins.h"
 
 namespace tonvale_entry {
@@ -27,7 +29,7 @@ int Limit(const Request &asked) {
 // One JSON text; without one, criteria that select everything.
 Json::Value Criteria(const Request &asked) {
     const auto criteria = ParseJson(asked.Text("criteria", "{}"));
-    return criteria ? *criteria : throw Refusal{Code::kBadParameter};
+    return criteria ? *criteria : throw Refusal{Code::kBadParameter, "criteria"};
 }
 
 Json::Value List(const Request &asked, Pins &pins) {
@@ -62,7 +64,8 @@ Json::Value OnPins(const Request &asked) {
     try {
         return Do(asked, pins);
     } catch (const tonvale_service::PinFailure &failure) {
-        throw Refusal{static_cast<Code>(failure.ErrorCode())};
+        throw Refusal{static_cast<Code>(failure.ErrorCode()), ParameterOf(failure, asked),
+                      tonvale_service::WhatFailed(failure)};
     }
 }
 

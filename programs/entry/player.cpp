@@ -56,7 +56,7 @@ std::vector<std::string> ValuesIn(const Request &asked) {
 Json::Value Tell(const Request &asked, std::string_view name) {
     const PlayerCommand *command = FindPlayerCommand(name);
     if (command == nullptr) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "action"};
     }
     return TellPlayer(*command, ValuesIn(asked));
 }
@@ -190,7 +190,7 @@ Json::Value PasswordTest(const Request &asked) {
     constexpr const char *kNames[] = {"open", "locked", "right", "wrong", "busy", "unknown"};
     const auto speaker = ParseSpeakerAddress(asked.RequiredText("renderer"));
     if (!speaker) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "renderer"};
     }
     if (!IsPermittedSpeaker(*speaker)) {
         throw Refusal{Code::kNotPermitted};

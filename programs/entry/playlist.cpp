@@ -103,7 +103,7 @@ template <auto Do>
 Json::Value Edit(const Request &asked) {
     const AnyPlaylist playlist = Changeable(asked);
     if (playlist.isSmart) {
-        throw Refusal{Code::kBadParameter};  // its rule chooses its songs
+        throw Failure(Reason::kRulesChooseSongs, playlist.name);
     }
     Do(asked, playlist.collection, playlist.normal);
     return Json::Value(Json::objectValue);
@@ -141,7 +141,7 @@ void Remove(const Request &asked, const Collection &collection, const Playlist &
     for (const std::string &text : asked.Values("position")) {
         const auto position = ParseNumber(text, 0, INT_MAX);
         if (!position) {
-            throw Refusal{Code::kBadParameter};
+            throw Refusal{Code::kBadParameter, "position"};
         }
         positions.push_back(static_cast<int>(*position));
     }

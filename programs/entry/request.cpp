@@ -17,6 +17,9 @@ namespace tonvale_entry {
 namespace {
 
 constexpr std::string_view kForm = "application/x-www-form-urlencoded";
+constexpr char kNoForm[] =
+    "the body is no form (application/x-www-form-urlencoded) of its announced length and of at "
+    "most 1 MiB";
 
 // A media type without its parameters, in any case.
 bool IsForm(std::string_view type) {
@@ -32,13 +35,13 @@ std::string ReadForm() {
     const std::string announced = Variable("CONTENT_LENGTH");
     const auto length = announced.empty() ? 0 : ParseNumber(announced, 0, kMostBody);
     if (!length || (*length > 0 && !IsForm(Variable("CONTENT_TYPE")))) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "", kNoForm};
     }
     std::string body(static_cast<std::size_t>(*length), '\0');
     for (std::size_t place = 0; place < body.size();) {
         const ssize_t got = read(STDIN_FILENO, body.data() + place, body.size() - place);
         if (got == 0 || (got < 0 && errno != EINTR)) {
-            throw Refusal{Code::kBadParameter};
+            throw Refusal{Code::kBadParameter, "", kNoForm};
         }
         place += static_cast<std::size_t>(std::max<ssize_t>(got, 0));
     }
@@ -60,7 +63,9 @@ Request Request::Read(Login login, Repeats repeats) {
     }
     auto parameters = Parameters::Parse(RoutedQuery(), isPost ? ReadForm() : "", repeats);
     if (!parameters) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "",
+                      "a parameter comes twice, is not UTF-8, or has a control character or a bad "
+                      "escape"};
     }
     return Request(std::move(login), *std::move(parameters), method);
 }

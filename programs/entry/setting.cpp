@@ -60,7 +60,7 @@ bool IsAnyGiven(const Request &asked, std::initializer_list<const char *> names)
 std::string ShortText(const Request &asked, const std::string &name) {
     std::string text = asked.Text(name);
     if (text.size() > kLongestText) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, name};
     }
     return text;
 }
@@ -74,7 +74,8 @@ Json::Value Set(const Request &asked) {
     const bool isForOthers = (!setsRights && IsAnyGiven(asked, {"user"})) ||
                              (!setsKey && IsAnyGiven(asked, {"type", "value", "title"}));
     if (isForOthers || (preferences.empty() && !setsRights && !setsKey)) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "",
+                      "name a preference to set, a user with permissions, or a custom_key"};
     }
     if ((setsRights || setsKey) &&
         !tonvale_service::IsAdministrator(asked.User().GetLoginUserName())) {

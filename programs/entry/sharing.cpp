@@ -21,7 +21,7 @@ Links LinksOf(const Request &asked) {
 LinkName NameIn(const Request &asked) {
     LinkName name = {asked.Text("id"), asked.Text("playlist_id")};
     if (name.id.empty() == name.playlistId.empty()) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "", "name the link by one of id and playlist_id"};
     }
     return name;
 }

@@ -107,7 +107,7 @@ long long Mp3BitRate(int frequency, long long asked) {
         return *std::prev(std::upper_bound(known.begin(), known.end(), kUsual));
     }
     if (!std::binary_search(known.begin(), known.end(), asked)) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "bitrate"};
     }
     return asked;
 }
@@ -192,7 +192,7 @@ bool SongAction::SendSong(const VARN_MEDIA_INFO &asked, const Sound &sound) {
     const int seconds = WholeSeconds(song, sound.position);
     if (isTrack && seconds == 0) {
         // After its end there are the tracks that follow.
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "position"};
     }
     // The library knows only the whole second in which a track starts. It may start, and so end, up
     // to a second later.
@@ -221,7 +221,8 @@ bool SongAction::SendTranscoded(const VARN_MEDIA_INFO &song, const Sound &sound)
 bool SongAction::SendCut(VARN_MEDIA_INFO &song, int position) {
     const CutFormat *const format = CutFormatOf(song);
     if (format == nullptr) {
-        throw Refusal{Code::kBadParameter};
+        throw Refusal{Code::kBadParameter, "format",
+                      "a part of this song cannot be cut out; ask for mp3 or wav"};
     }
     // Without a bit rate no length is announced, and all is sent that there is. It takes a duration
     // to be sent at all.

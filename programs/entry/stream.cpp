@@ -38,7 +38,7 @@ class Remote : public EncodedAction {
         const std::string format = Asked().Choice(kRemoteFormat);
         const long long position = Asked().Number(kPosition);
         if (!IsPermittedUrl(url)) {
-            throw Refusal{Code::kBadParameter};
+            throw Refusal{Code::kBadParameter, "url"};
         }
         return SendEncoded(format == "mp3" ? "audio/mpeg" : "video/x-flv", [&] {
             return VARNAudioTranscodeUrl(url.c_str(), format.c_str(), position);

@@ -66,22 +66,26 @@ Json::Value Add(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
-// A user's rights, password, or both.
+// Any of a user's standing, password and rights.
 Json::Value Change(const Request &asked) {
     asked.RequireAdministrator();
     const std::string name = asked.RequiredText("name");
-    const auto password = asked.Given("password");
-    const bool setsRights = asked.Given("permissions").has_value();
-    if (!password && !setsRights) {
-        throw Refusal{Code::kBadParameter};
+    tonvale_service::UserChange change;
+    change.password = asked.Given("password");
+    if (asked.Given("permissions")) {
+        change.rights = asked.RightsIn("permissions");
     }
-    const unsigned mask = setsRights ? asked.RightsIn("permissions") : 0;
-    if (password) {
-        tonvale_service::SetPassword(name, *password);
+    if (asked.Given("administrator")) {
+        change.isAdmin = asked.Flag("administrator");
     }
-    if (setsRights) {
-        tonvale_service::SetPermission(name, mask);
+    if (!change.password && !change.rights && !change.isAdmin) {
+        throw Refusal{Code::kBadParameter, "",
+                      "name what to change: password, permissions or administrator"};
     }
+    if (change.isAdmin == false && name == asked.User().GetLoginUserName()) {
+        throw Refusal{Code::kNotPermitted, "", "another administrator has to do that"};
+    }
+    tonvale_service::ChangeUser(name, change);
     return Json::Value(Json::objectValue);
 }
 
@@ -89,7 +93,7 @@ Json::Value Remove(const Request &asked) {
     asked.RequireAdministrator();
     const std::string name = asked.RequiredText("name");
     if (name == asked.User().GetLoginUserName()) {
-        throw Refusal{Code::kNotPermitted};
+        throw Refusal{Code::kNotPermitted, "", "another administrator has to do that"};
     }
     tonvale_service::RemoveUser(name, asked.Flag("delete_music"));
     return Json::Value(Json::objectValue);
@@ -113,7 +117,10 @@ constexpr std::array kChangeParameters = {
     Parameter{.name = "permissions",
               .what = "All rights that the user is to have.",
               .kind = Kind::kTexts,
-              .names = [] { return tonvale_service::RightNames(RIGHT_ALL); }}};
+              .names = [] { return tonvale_service::RightNames(RIGHT_ALL); }},
+    Parameter{.name = "administrator",
+              .what = "The user is an administrator from now on, or no longer one.",
+              .kind = Kind::kFlag}};
 constexpr std::array kRemoveParameters = {kName, Parameter{.name = "delete_music",
                                                            .what = "The user's music is deleted.",
                                                            .kind = Kind::kFlag,
@@ -157,7 +164,8 @@ constexpr Method kMethods[] = {
      .changes = true,
      .lasts = true,
      .takesKey = false,
-     .summary = "Change a user's password, rights or both, for administrators",
+     .summary = "Change a user's password, rights or standing, for administrators, of whom none "
+                "unmakes themselves; admin stays one",
      .parameters = kChangeParameters},
     {.name = "remove",
      .make = Make<Remove>,

@@ -17,7 +17,7 @@ Json::Value UserObject(const std::string &name, unsigned rights) {
         const char *role;
         bool has;
     } roles[] = {{"adminRole", IsAdministrator(name)},
-                 {"commentRole", (rights & RIGHT_EDITSONG) != 0},
+                 {"commentRole", true},
                  {"coverArtRole", false},
                  {"downloadRole", (rights & RIGHT_STREAMING) != 0},
                  {"jukeboxRole", (rights & RIGHT_USB) != 0},

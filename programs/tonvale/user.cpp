@@ -89,7 +89,10 @@ int SyncUsers(const UserOptions & /*options*/) {
 std::string PasswordFor(const UserOptions &options) {
     std::string password;
     if (options.readsPassword) {
-        std::getline(std::cin, password);
+        constexpr std::size_t kEnough = 1024;  // of a line without end
+        for (int c; password.size() < kEnough && (c = std::cin.get()) != EOF && c != '\n';) {
+            password += static_cast<char>(c);
+        }
     } else {
         password = tonvale_service::MadePassword();
     }

@@ -38,6 +38,10 @@ constexpr char kProxies[] = "trusted_proxies";
 //
 // The page's files are in css/ and js/, or have a dot; any other path is one of its addresses.
 //
+// What nginx refuses by itself has the web API's form below /webapi/, and is a line of text
+// elsewhere. A request line that is too long has no path: the line itself tells which it is, and no
+// location with a name is reached from it but by way of another one.
+//
 // The names of shares are in paths and queries. Neither is logged. nginx's messages of single
 // requests hold both and are not logged either.
 // clang-format off: it would lay out the text
@@ -128,11 +132,29 @@ http {
     default_type application/octet-stream;
     add_header X-Content-Type-Options nosniff always;
 
-    error_page 414 494 =431 /431;
-    error_page 502 =500 /500;
-    error_page 503 504 =503 /503;
+    map $request $refused {
+        default @refused;
+        "~^[A-Z]+ (https?://[^/ ]*)?/+webapi/" @refused_call;
+    }
+    map $status $sentence {
+        default "that is refused";
+        400 "that is no request";
+        404 "there is no such address";
+        405 "that takes another HTTP method";
+        413 "the body is too large";
+        431 "the header is too large";
+        500 "@FAILED@";
+        503 "@BUSY@";
+    }
+    map $status $retry { default ""; 503 5; }
     server {
         listen @LISTEN@;
+        error_page 400 404 405 413 431 $refused;
+        error_page 414 =431 /431;  # and from there once more
+        recursive_error_pages on;
+        error_page 494 =431 $refused;
+        error_page 502 =500 $refused;
+        error_page 503 504 =503 $refused;
 @TLS@        if ($told_host ~ [^][0-9A-Za-z._:-]) { return 400; }
         location = /webapi/entry.cgi { scgi_pass "unix:@SOCKET@"; }
         location ~ ^/webapi/(entry\.cgi/)?(openapi\.json|VARN\.[\w.]+/\w+)$ {
@@ -153,17 +175,19 @@ http {
             location ~ ^/(css/|js/|[^/]*\.) { try_files $uri =404; }
         }
         location = /431 { internal; return 431; }
-        location = /500 {
-            internal;
-            default_type "application/json; charset=utf-8";
-            return 500 '{"error":{"code":500,"message":"@FAILED@"},"success":false}\n';
+        location @refused {
+            types { }
+            default_type "text/plain; charset=utf-8";
+            add_header X-Content-Type-Options nosniff always;
+            add_header Retry-After $retry always;
+            return 200 "$sentence\n";
         }
-        location = /503 {
-            internal;
+        location @refused_call {
+            types { }
             default_type "application/json; charset=utf-8";
             add_header X-Content-Type-Options nosniff always;
-            add_header Retry-After 5 always;
-            return 503 '{"error":{"code":503,"message":"@BUSY@"},"success":false}\n';
+            add_header Retry-After $retry always;
+            return 200 '{"error":{"code":$status,"message":"$sentence"},"success":false}\n';
         }
     }
 }

@@ -204,6 +204,14 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
     WriteFile(varn::path::kSmartPlaylists, "\"good\" { year > 1 limit 3 }\n\"bad\" { year }\n");
     ExpectSayings({
         {{"permission", "show", "nobody"}, 2, "alice, bob"},
+        {{"user", "passwd", "nobody"}, 2, "no user 'nobody'"},
+        {{"user", "passwd", "Tonvale"}, 2, "no user 'Tonvale'"},
+        {{"user", "passwd", "alice", "--password-stdin"}, 2, "8 to 256 bytes"},
+        {{"user", "add", "eve", "--password-stdin"}, 2, "8 to 256 bytes"},
+        {{"user", "remove", "nobody", "--yes"}, 2, "no user 'nobody'"},
+        {{"user", "key", "add", "nobody"}, 2, "no user 'nobody'"},
+        {{"user", "key", "add", "bob"}, 0, ""},
+        {{"user", "key", "remove", "alice", "1"}, 2, "no key 1"},
         {{"permission", "set", "alice", "everything"}, 2, "editsong"},
         {{"preference", "set", "alice", "colour", "yes"}, 2, "prefer_using_html5"},
         {{"preference", "set", "alice", "prefer_using_html5", "true"}, 2, "yes or no"},

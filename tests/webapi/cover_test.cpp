@@ -159,7 +159,6 @@ TEST_F(CoverApi, FollowsLinksToTheOwnersMusicOnly) {
     fs::create_directories(music);
     WriteFile(varn::path::kIndexFolders,
               music.string() + "\n" + (root() / "volume1").string() + "\n");
-    WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true}})");
     Query(InsertSql({.id = 1, .path = music / "album" / "a.mp3"}) +
           InsertSql({.id = 2, .userid = kAlice, .path = home / "album" / "a.mp3"}));
     const std::tuple<fs::path, bool, bool> links[] = {

@@ -234,6 +234,9 @@ void CheckDescribed(const std::string &query, const std::string &form, const std
         const std::string fault =
             Fault(Description()["components"]["schemas"]["Error"], json, "the answer");
         EXPECT_TRUE(fault.empty()) << method << ": " << fault << kPlace;
+        const std::string bad = json["error"]["parameter"].asString();
+        EXPECT_TRUE(bad.empty() || operation.isNull() || ParametersOf(operation).isMember(bad))
+            << method << " refuses the parameter " << bad << ", which it does not take";
         return;
     }
     const bool isGood = isData || header.find(" 200 ") != header.npos;

@@ -4,6 +4,7 @@
 #include <array>
 #include <deque>
 
+#include "ctrl/scripted_daemon.h"
 #include "service/base/failure.h"
 #include "service/live/event_socket.h"
 #include "service/people/keys.h"
@@ -34,23 +35,16 @@ class Events : public Served {
             std::vector<std::string>{"serve", "--port", std::to_string(port_)});
         ASSERT_TRUE(server_->WaitForOutput("Serving at"));
     }
-    HttpAnswer Post(const std::string &form, const std::string &fields = Login("alice")) const {
-        HttpClient client(port_);
-        client.Send(
-            "POST /webapi/entry.cgi HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n"
-            "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
-            std::to_string(form.size()) + "\r\n" + fields + "\r\n" + form);
-        return client.Answer();
-    }
     int Index(const std::string &method, const std::string &fields = Login("alice")) const {
         const std::string form = "api=VARN.Tonvale.Index&version=1&method=" + method;
-        return StrictJson(Post(form, fields).body)["error"]["code"].asInt();
+        return StrictJson(Post(kEntry, form, fields).body)["error"]["code"].asInt();
     }
     Json::Value State() const { return StrictJson(Get(Path("Index", "state")).body)["data"]; }
     // The field of a session's cookie.
     std::string Session(const std::string &user) const {
         const std::string header =
             Post(
+                kEntry,
                 "api=VARN.Tonvale.Auth&version=1&method=login&name=" + user + "&password=pass+word",
                 "")
                 .header;
@@ -156,7 +150,7 @@ TEST_F(Events, ListenersAreToldUntilTheirLoginEnds) {
         EXPECT_TRUE(Contains(streams.back().Text(), "\r\nContent-Type: text/event-stream\r\n"));
     }
     EXPECT_FALSE(Contains(streams[1].Text(), "phase"));
-    Post("api=VARN.Tonvale.Auth&version=1&method=logout", fields[1]);
+    Post(kEntry, "api=VARN.Tonvale.Auth&version=1&method=logout", fields[1]);
     EXPECT_TRUE(Contains(streams[1].Rest(), "event: bye\ndata: {\"reason\":\"login\"}\n"));
     tonvale_service::RemoveKeys(kBob);
     EXPECT_TRUE(Contains(streams[3].Rest(), "event: bye"));
@@ -177,6 +171,30 @@ TEST_F(Events, ListenersAreToldUntilTheirLoginEnds) {
     EXPECT_FALSE(Contains(streams[0].Rest(), "bye"));
     ServeCgi();
     EXPECT_TRUE(Contains(Get(Path("Events", "listen")).body, "tonvale serve"));
+}
+
+TEST_F(Events, ThePlayersStateReachesThoseWhoMayPlay) {
+    std::atomic<const char *> title = "one";
+    ScriptedDaemon daemon([&](int client) {
+        ScriptedDaemon::Say(client, std::string(R"({"song":{"path":"/m/x.flac","title":")") +
+                                        title.load() + R"("},"success":true})");
+    });
+    struct stat folder {};
+    EXPECT_EQ(stat(At("/var/run/Tonvale").c_str(), &folder), 0);
+    EXPECT_EQ(chown(At(varn::path::kPlayerSocket).c_str(), folder.st_uid, folder.st_gid), 0);
+    Serve();
+    Heard player(port_, Request(Path("Events", "listen"), Login("alice")));
+    Heard other(port_, Request(Path("Events", "listen"), Login("bob")));
+    for (const char *one : {"one", "two"}) {
+        title = one;
+        EXPECT_TRUE(player.Gets(std::string("\"song\":{\"title\":\"") + one + "\"}"))
+            << player.Text();
+    }
+    EXPECT_TRUE(Contains(player.Text(), "event: player\ndata: {\"can\":"));
+    Query(InsertSql({.id = 1, .path = "/nowhere"}));
+    other.Forget();
+    EXPECT_TRUE(other.Gets("event: library"));
+    EXPECT_FALSE(Contains(other.Text(), "event: player"));
 }
 
 // A listener keeps no worker, and a session's ninth takes the place of its first.

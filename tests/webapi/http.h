@@ -6,6 +6,7 @@
 #include <string>
 
 #include "support/sockets.h"
+#include "webapi/described.h"
 
 namespace tonvale_test {
 
@@ -19,7 +20,7 @@ struct HttpAnswer {
     }
 };
 
-// One connection for one request, whose answer ends with the connection.
+// One connection for one request, whose answer ends with the connection, and is as it is described.
 class HttpClient {
   public:
     // The client's address is 127.0.0.`host`.
@@ -36,6 +37,7 @@ class HttpClient {
     void Send(const std::string &text) {
         EXPECT_EQ(send(fd_, text.data(), text.size(), MSG_NOSIGNAL),
                   static_cast<ssize_t>(text.size()));
+        sent_ += text;
     }
 
     // False when nobody reads it any more.
@@ -73,6 +75,8 @@ class HttpClient {
         if (answer.Has("Transfer-Encoding: chunked")) {
             answer.body = Unchunked(answer.body);
         }
+        const std::size_t form = std::min(sent_.find("\r\n\r\n"), sent_.size() - 4) + 4;
+        CheckDescribed(Asked(), sent_.substr(form), answer.header + answer.body);
         return answer;
     }
 
@@ -84,6 +88,20 @@ class HttpClient {
     }
 
   private:
+    // The query of the request, with the method that its path names.
+    std::string Asked() const {
+        constexpr std::string_view kPrefix = "/webapi/VARN.";
+        const std::size_t path = sent_.find(' ') + 1;
+        const std::string target = sent_.substr(path, sent_.find(' ', path) - path);
+        const std::size_t mark = std::min(target.find('?'), target.size());
+        const std::string query = target.substr(std::min(mark + 1, target.size()));
+        const std::size_t slash = std::min(target.find('/', kPrefix.size()), mark);
+        return !target.starts_with(kPrefix)
+                   ? query
+                   : "api=" + target.substr(8, slash - 8) +
+                         "&method=" + target.substr(slash + 1, mark - slash - 1) + "&" + query;
+    }
+
     // RFC 9112, 7.1. What is cut short ends where it ends.
     static std::string Unchunked(const std::string &body) {
         std::string text;
@@ -100,6 +118,7 @@ class HttpClient {
     }
 
     int fd_;
+    std::string sent_;
 };
 
 }  // namespace tonvale_test

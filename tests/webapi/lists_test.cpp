@@ -132,8 +132,6 @@ TEST_F(SongApi, WritesLongListsWhole) {
 }
 
 TEST_F(SongApi, RatesWhatTheUserMayRate) {
-    Give("alice", kAlice, RIGHT_EDITSONG);
-    Give("bob", kBob, RIGHT_EDITSONG);
     EXPECT_EQ(Ask("Song", "rate", {{"id", "music_1,music_v_3,music_4"}, {"rating", "5"}}),
               Json::Value(Json::objectValue));
     Ask("Song", "rate", {{"id", "[\"music_1\"]"}, {"rating", "2"}}, "bob");
@@ -161,7 +159,6 @@ TEST_F(SongApi, RatesWhatTheUserMayRate) {
 }
 
 TEST_F(SongApi, ChangesNothingForAnotherSite) {
-    Give("alice", kAlice, RIGHT_EDITSONG);
     const std::string rate = QueryOf("Song", "rate", {{"id", "music_1"}, {"rating", "5"}});
     const std::pair<const char *, std::pair<const char *, const char *>> kFields[] = {
         {"HTTP_SEC_FETCH_SITE", {"same-origin", "cross-site same-site none"}},

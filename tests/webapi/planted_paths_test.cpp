@@ -23,7 +23,7 @@ class PlantedPaths : public ApiTest {
         }
         ApiTest::SetUp();
         WriteFile(varn::path::kIndexFolders, shared().string() + "\n" + open().string() + "\n");
-        WriteFile(varn::path::kUsersFile, R"({"1030": {"editsong": true, "playlist": true}})");
+        WriteFile(varn::path::kUsersFile, R"({"1030": {"playlist": true}})");
         for (const fs::path &music : {bobs(), shared(), roots()}) {
             FillMusic(music, music == bobs() ? kBob : 0);
         }

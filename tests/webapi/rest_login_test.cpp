@@ -113,16 +113,8 @@ TEST_F(RestLogin, WrongKeysHaveToWait) {
 }
 
 TEST_F(RestLogin, TakesFormsAndAnswersInScripts) {
-    const auto post = [&](const std::string &path, const std::string &form) {
-        HttpClient client(port_);
-        client.Send("POST /rest/" + path +
-                    " HTTP/1.1\r\nHost: localhost\r\nConnection: close\r\n"
-                    "Content-Type: application/x-www-form-urlencoded\r\nContent-Length: " +
-                    std::to_string(form.size()) + "\r\n\r\n" + form);
-        return client.Answer();
-    };
-    EXPECT_NE(post("ping", By()).body.find("status=\"ok\""), std::string::npos);
-    EXPECT_NE(post("ping?f=json", By()).body.find("\"status\":\"ok\""), std::string::npos);
+    EXPECT_NE(Post("/rest/ping", By()).body.find("status=\"ok\""), std::string::npos);
+    EXPECT_NE(Post("/rest/ping?f=json", By()).body.find("\"status\":\"ok\""), std::string::npos);
 
     HttpAnswer answer = Get("/rest/ping?f=jsonp&callback=a.b_1&" + By(), "");
     EXPECT_TRUE(answer.Has("Content-Type: text/javascript; charset=utf-8")) << answer.header;

@@ -141,9 +141,20 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
                    unsigned host = 1) const {
         HttpClient client(port_, host);
         client.Send(Request(path, fields));
-        HttpAnswer answer = client.Answer();
-        CheckDescribed(path.substr(path.find('?') + 1), "", answer.header + answer.body);
-        return answer;
+        return client.Answer();
+    }
+    static constexpr char kEntry[] = "/webapi/entry.cgi";
+    HttpAnswer Post(const std::string &path, const std::string &form,
+                    const std::string &fields = "") const {
+        HttpClient client(port_);
+        client.Send("POST" +
+                    Request(path, fields +
+                                      "Content-Type: application/x-www-form-urlencoded\r\n"
+                                      "Content-Length: " +
+                                      std::to_string(form.size()) + "\r\n")
+                        .substr(3) +
+                    form);
+        return client.Answer();
     }
     HttpAnswer Stream(const std::string &rest, const std::string &range = "") const {
         return Get(Path("Stream", "stream&id=music_1" + rest),

@@ -55,6 +55,25 @@ TEST_F(SettingApi, GivesAdministratorsTheOthersRights) {
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 2U);
 }
 
+TEST_F(SettingApi, AdministratorsMakeAndUnmakeEachOther) {
+    const auto make = [](const std::string &by, const std::string &name, const char *is,
+                         const Given &more = {}) {
+        Given given = {{"name", name}, {"administrator", is}};
+        given.insert(given.end(), more.begin(), more.end());
+        return CodeOf("User", "change", given, by);
+    };
+    EXPECT_EQ(make("alice", "alice", "true"), 403);
+    EXPECT_EQ(make("admin", "alice", "true", {{"password", "short"}}), 400);
+    EXPECT_EQ(make("alice", "alice", "true"), 403) << "nothing was changed";
+    EXPECT_EQ(make("admin", "alice", "true", {{"permissions", "sharing"}}), 0);
+    EXPECT_EQ(make("alice", "bob", "true"), 0);
+    EXPECT_EQ(make("bob", "bob", "false"), 403) << "by accident";
+    EXPECT_EQ(make("bob", "admin", "false"), 403) << "the last one stays";
+    EXPECT_EQ(make("bob", "alice", "false"), 0);
+    EXPECT_EQ(make("alice", "bob", "false"), 403);
+    EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 34U);
+}
+
 // A preference that the package does not offer keeps back what comes with it.
 TEST_F(SettingApi, ChangesNothingInFilesThatItCannotRead) {
     Give("alice", kAlice, RIGHT_ALL);

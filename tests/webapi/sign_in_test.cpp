@@ -125,6 +125,20 @@ TEST_F(SignIn, TakesWhatProvesSomething) {
           {"Auth.end", "id=1"}}) {
         EXPECT_EQ(CodeOf(method, form, Bearer(key)), 403) << method;
     }
+    EXPECT_EQ(CodeOf("User.remove_key", "id=1", Basic("bob:bob's password")), 404) << "alice's";
+    const std::string right = "name=alice&password=alice%27s+password";
+    for (const auto &[form, code] : {std::pair(std::string("name=alice"), 400),
+                                     {"password=x", 400},
+                                     {"name=&password=x", 400},
+                                     {right + "&name=alice", 400},
+                                     {right + "&password=x", 400},
+                                     {right + std::string(2 << 20, 'x'), 400},
+                                     {right + std::string(900'000, 'x'), 401},
+                                     {"password=x&name=" + std::string(900'000, 'x'), 401},
+                                     {"name=alice%00&password=alice%27s+password", 400},
+                                     {right + "&x=1", 0}}) {
+        EXPECT_EQ(CodeOf("Auth.login", form, {}), code) << form.substr(0, 50);
+    }
     // A dialog of the browser's own comes up for no page.
     EXPECT_NE(Send("Info.get", "").find("WWW-Authenticate: Basic"), std::string::npos);
     for (const char *field : {"HTTP_SEC_FETCH_MODE", "HTTP_X_REQUESTED_WITH", "HTTP_USER_AGENT"}) {

@@ -195,7 +195,7 @@ using Worker = SharedLibraryTest;
 // One worker for two users in turn, each question of both: its answers are those of processes that
 // have answered nobody before.
 TEST_F(Worker, AnswersAsFreshProcesses) {
-    WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true, "usb": true, "editsong": true,
+    WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true, "usb": true,
                                          "playlist": true}, "1031": {"streaming": true}})");
     std::filesystem::permissions(At(varn::path::kUsersFile), std::filesystem::perms(0666));
     Touch(In("it's 100%_a\\b.mp3"), "sound");

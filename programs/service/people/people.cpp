@@ -168,6 +168,22 @@ void SetAdministrator(const std::string &name, bool isAdmin) {
     }
 }
 
+void ChangeUser(const std::string &name, const UserChange &change) {
+    Person(name);
+    if (change.password) {
+        CheckPassword(*change.password);
+    }
+    if (change.isAdmin) {
+        SetAdministrator(name, *change.isAdmin);
+    }
+    if (change.password) {
+        SetPassword(name, *change.password);
+    }
+    if (change.rights) {
+        SetPermission(name, *change.rights);
+    }
+}
+
 std::string MadePassword() {
     std::string password = varn::RandomText(kMadeLength);
     if (password.empty()) {

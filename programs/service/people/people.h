@@ -1,6 +1,7 @@
 // The users: their accounts, logins and what belongs to them.
 #pragma once
 
+#include <optional>
 #include <string>
 
 namespace tonvale_service {
@@ -22,6 +23,14 @@ void SetPassword(const std::string &name, const std::string &password);
 // Makes a user an administrator, or no longer one; the rights that are recorded count then. "admin"
 // stays one. For roots of their own: a Failure elsewhere.
 void SetAdministrator(const std::string &name, bool isAdmin);
+
+// What is to change of a user; nothing does where a part of it is refused.
+struct UserChange {
+    std::optional<bool> isAdmin = {};
+    std::optional<std::string> password = {};
+    std::optional<unsigned> rights = {};  // SetPermission
+};
+void ChangeUser(const std::string &name, const UserChange &change);
 
 // A random password.
 std::string MadePassword();

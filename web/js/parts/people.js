@@ -15,8 +15,7 @@ import { toast } from './toast.js';
  *   is_administrator: boolean}} User
  */
 
-const RIGHTS = /** @type {const} */ (['streaming', 'playlist', 'editsong', 'sharing',
-  'usb', 'upnp']);
+const RIGHTS = /** @type {const} */ (['streaming', 'playlist', 'sharing', 'usb', 'upnp']);
 
 function passwordInput() {
   return h('input', { name: 'password', type: 'password', required: true,
@@ -55,25 +54,54 @@ function setPassword({ name }) {
 }
 
 /**
- * @param {User} user
- * @param {typeof RIGHTS[number]} right
+ * @param {string} text
+ * @param {{checked: boolean, disabled: boolean}} state
+ * @param {(isOn: boolean) => Promise<void>} send
  */
-function rightBox(user, right) {
+function changeBox(text, state, send) {
   const box = h('input', {
-    type: 'checkbox', checked: user.rights[right], disabled: user.is_administrator || !user.name,
+    type: 'checkbox', ...state,
     onchange: () => attempt(async () => {
-      const now = { ...user.rights, [right]: box.checked };
-      const permissions = Object.keys(now).filter((one) => now[one]).join(',');
       try {
-        await change('User', 'change', { name: user.name, permissions });
-        user.rights = now;
+        await send(box.checked);
       } catch (error) {
         box.checked = !box.checked;
         throw error;
       }
     }),
   });
-  return h('label', { class: 'check' }, box, h('span', {}, t(`right.${right}`)));
+  return h('label', { class: 'check' }, box, h('span', {}, text));
+}
+
+/**
+ * @param {User} user
+ * @param {typeof RIGHTS[number]} right
+ */
+function rightBox(user, right) {
+  const state = { checked: user.rights[right], disabled: user.is_administrator || !user.name };
+  return changeBox(t(`right.${right}`), state, async (isOn) => {
+    const now = { ...user.rights, [right]: isOn };
+    const permissions = Object.keys(now).filter((one) => now[one]).join(',');
+    await change('User', 'change', { name: user.name, permissions });
+    user.rights = now;
+  });
+}
+
+/** @param {User} user */
+function mayGo({ name, uid }) {
+  return name !== 'admin' && uid !== person()?.user.uid;
+}
+
+/**
+ * @param {User} user
+ * @param {() => Promise<void>} onDone
+ */
+function administratorBox(user, onDone) {
+  const state = { checked: user.is_administrator, disabled: !user.name || !mayGo(user) };
+  return changeBox(t('people.administrator'), state, async (isOn) => {
+    await change('User', 'change', { name: user.name, administrator: isOn });
+    await onDone();
+  });
 }
 
 /**
@@ -94,7 +122,7 @@ export async function showPeople(place, signal) {
       const name = user.name || t('people.gone', { uid: user.uid });
       const menu = iconButton('more', t('do.more', { name }), () => openMenu(menu, name, [
         { text: t('settings.password'), icon: 'edit', run: () => setPassword(user) },
-        user.name !== 'admin' && user.uid !== person()?.user.uid && {
+        mayGo(user) && {
           text: t('do.delete'), icon: 'trash',
           run: () => confirmDelete(t('playlist.delete', { name }), t('people.delete.hint'),
             async () => {
@@ -104,9 +132,8 @@ export async function showPeople(place, signal) {
         },
       ]), { 'aria-haspopup': 'menu' });
       return h('fieldset', { class: 'rights' }, h('legend', {},
-        h('span', { dir: 'auto' }, name), ' ',
-        user.is_administrator && h('small', { class: 'soft' }, t('people.administrator'))),
-      menu, ...RIGHTS.map((right) => rightBox(user, right)));
+        h('span', { dir: 'auto' }, name)),
+      menu, administratorBox(user, show), ...RIGHTS.map((right) => rightBox(user, right)));
     });
     refill(place, h('section', { class: 'setting-group' }, h('h2', {}, t('people.title')), ...rows,
       h('button', { class: 'button', onclick: () => addUser(show) }, icon('plus'), t('people.add'))));

@@ -74,7 +74,6 @@ export const settings = {
   'right.streaming': 'Listen here',
   'right.playlist': 'Shared playlists',
   'right.upnp': 'Network players',
-  'right.editsong': 'Give stars',
   'right.sharing': 'Share links',
   'indexing.title': 'Index of the music',
   'indexing.start': 'Look for changes',
