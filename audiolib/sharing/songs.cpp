@@ -103,13 +103,18 @@ bool FirstOfNormal(const SharingData &rec, std::string &songId) {
     return true;
 }
 
+bool LogNotCreated(const std::string &path) {
+    LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
+    return false;
+}
+
 // The user's preference folder, which belongs to the package's account. True when it is there.
 bool MakeFolderOf(const std::string &path) {
     const varn::RunAs package(varn::Who::kPackage);
     const std::string folder = path.substr(0, path.rfind('/'));
     if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
         LOG_ERROR(kSource, "Failed to make %s: %m", folder.c_str());
-        return false;
+        return LogNotCreated(path);
     }
     return true;
 }
@@ -122,11 +127,8 @@ bool IsMissing(const std::string &path) {
 
 // Makes the playlist, empty, and its folder.
 bool MakeSharedSongs(const std::string &path) {
-    if (!MakeFolderOf(path) || VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
-        LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
-        return false;
-    }
-    return true;
+    return MakeFolderOf(path) &&
+           (VARNWriteMusicPlaylist(nullptr, path.c_str()) == 0 || LogNotCreated(path));
 }
 
 // The song's row, by its path or virtual name; nothing when the text cannot be a path.
@@ -144,7 +146,7 @@ std::optional<std::string> SongCondition(const std::string &song) {
 std::string SharingManager::GetPredefinedSharingPlsPath(const std::string &user) noexcept {
     return Guarded(kSource, std::string(), [&] {
         char directory[kPathSize - 1] = "";
-        if (HasNul(user) ||
+        if (HasNul(user) || GetUserIdFromName(user.c_str()) == varn::kNoUser ||
             VARNUserPreferenceDirGet(user.c_str(), directory, sizeof(directory)) != 0) {
             LOG_ERROR(kSource, "cannot get preference dir, user name=%s", user.c_str());
             return std::string();

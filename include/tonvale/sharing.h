@@ -103,7 +103,7 @@ class TONVALE_EXPORT SharingManager {
 
     // ---- single songs ---------------------------------------------------------------------------
 
-    // The playlist file of a user's single shared songs, or "".
+    // The playlist file of a user's single shared songs; "" for an unknown user.
     std::string GetPredefinedSharingPlsPath(const std::string &user) noexcept;
 
     // The link of those songs, into a fresh `rec` (an id in it is looked up instead). It is made,

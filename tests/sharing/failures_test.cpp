@@ -112,12 +112,12 @@ TEST_F(SharedSongsFailures, WithoutThePermissionNothingIsMade) {
     SharingManager manager;
     Permit(false);
     EXPECT_FALSE(Get(manager));
-    SharingData nobody;
-    EXPECT_FALSE(manager.GetPredefinedSharingRecord("nobody-here", nobody));
     EXPECT_EQ(Rows(), "0");
     EXPECT_FALSE(std::filesystem::exists(At(kFolder)));
-    for (const char *user : {"", "..", "alice/../bob"}) {
+    for (const char *user : {"", "..", "alice/../bob", "nobody-here"}) {
+        SharingData nobody;
         EXPECT_FALSE(manager.GetPredefinedSharingRecord(user, nobody)) << user;
+        EXPECT_EQ(manager.GetPredefinedSharingPlsPath(user), "");
         EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ cannot get preference dir, user name="));
         ClearLog();
     }
@@ -128,6 +128,7 @@ TEST_F(SharedSongsFailures, FolderAndFileAreMadeWhenTheyAreMissing) {
     std::filesystem::remove_all(At(varn::path::kPreferences));
     EXPECT_FALSE(Get(manager));
     EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Failed to make .*/preference/alice: "));
+    EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Failed to create playlist " + At(kList).string()));
     EXPECT_EQ(Rows(), "0") << "no row for a list that cannot be";
 
     std::filesystem::create_directories(At(varn::path::kPreferences));
