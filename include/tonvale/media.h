@@ -133,9 +133,8 @@ class TONVALE_EXPORT DataDownload {
     // kTooLarge and kFailure: any answer but 200 is a failure.
     int Download(std::string &out) noexcept;
 
-    // Fetches into the file `path`, which is made or overwritten, and removed after a failure; or
-    // into memory for a null path. Through a link, and in anything but a regular file, what was
-    // written stays after a failure.
+    // Fetches into the file `path`, which is made or overwritten, or into memory for a null path.
+    // After a failure the file holds what came until then, such as a server's page about an error.
     int CurlExec(const char *path) noexcept;
 
     // What the last success told; empty or -1 before, and after a failure. The length is the one
@@ -179,9 +178,9 @@ class TONVALE_EXPORT ImageDownload {
     explicit ImageDownload(const char *url) noexcept;
 
     // Fetches into the file `path`, under the rules of DataDownload::CurlExec. True when that
-    // succeeded and the picture passes IsImageType and IsReasonableLength; otherwise the file is
-    // removed as there, and one that was there before a URL was refused for its beginning stays.
-    // `maxSize` is in bytes, 0 or less for no limit.
+    // succeeded and the picture passes IsImageType and IsReasonableLength; a regular file that
+    // holds anything else is removed, and one that was there before a URL was refused for its
+    // beginning stays. `maxSize` is in bytes, 0 or less for no limit.
     bool Download(const char *path, long maxSize) noexcept;
 
     // "jpg" or "png" after a success.
