@@ -91,10 +91,10 @@ TONVALE_EXPORT int VARNAudioGetMimetype(const char *extension, char *destination
 // Runs a program with all three standard descriptors at /dev/null and no others. `argv` begins with
 // the program's own name and ends with a null pointer; `path` is not searched for.
 // With `wait` not 0 the result is the exit status, 0 to 255 (255 too when the program could not be
-// run), or -1 when a signal ended it or it could not be waited for. Otherwise the result is 0 at
-// once, and the caller has to reap the child (waitpid(2), or a SIGCHLD action that makes it
-// unnecessary). -1 when no child could be made. While it runs the call clears SA_NOCLDWAIT of the
-// SIGCHLD action, and while it waits an ignored SIGCHLD has its default action.
+// run), or -1 when a signal ended it or it could not be waited for, as in a process that ignores
+// SIGCHLD. Otherwise the result is 0 at once, and the caller has to reap the child (waitpid(2), or
+// a SIGCHLD action that makes it unnecessary). -1 when no child could be made. While it runs the
+// call clears SA_NOCLDWAIT of the SIGCHLD action.
 TONVALE_EXPORT int VARNExec(const char *path, char *const argv[], int wait) noexcept;
 
 // 1 when the path lies on a removable volume: below "/volumeUSB" and a number, or on a mounted file
