@@ -83,9 +83,9 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     int GetPinTotalByUser() noexcept;
 
     // Pins a view after the others. The same type and criteria can be pinned once.
-    //   criteria  an object with members of PinData; null is the same as an empty object, which
-    //             selects everything, and is error 1 for a folder or playlist, which have to be
-    //             named. They are ignored, and may be anything, for recently_added and random_100
+    //   criteria  an object with members of PinData; an empty one or null selects everything, and
+    //             is error 1 for a folder or playlist, which have to be named. They are ignored,
+    //             and may be anything, for recently_added and random_100
     //   out       the new pin as the readers return it; unchanged after a failure
     bool Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
              PinData &out) noexcept;
