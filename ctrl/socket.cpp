@@ -148,13 +148,8 @@ int SocketAccept(int listener) noexcept {
         LOG_ERROR(kSocket, "Bad parameter");
         return -1;
     }
-    // Somebody else who accepts from it may be quicker between the look and the taking.
-    const int flags = fcntl(listener, F_GETFL);
-    if (flags >= 0 && (flags & O_NONBLOCK) == 0) {
-        fcntl(listener, F_SETFL, flags | O_NONBLOCK);
-    }
     pollfd entry = {listener, POLLIN, 0};
-    if (poll(&entry, 1, 0) <= 0 || (entry.revents & POLLIN) == 0) {
+    if (poll(&entry, 1, 0) <= 0) {
         return -1;
     }
     const int client = accept4(listener, nullptr, nullptr, SOCK_CLOEXEC);

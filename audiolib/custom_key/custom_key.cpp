@@ -50,8 +50,9 @@ int Load(Json::Value &json) {
     return 0;
 }
 
-// Loads the document for a key; false, with a log line, when that key cannot be had.
-bool LoadFor(int index, Json::Value &json) {
+// Loads the document for a key; false, with a log line, when that key cannot be had. Missing items
+// are none to read, and may be written.
+bool LoadFor(int index, bool isWritten, Json::Value &json) {
     if (index < 1 || index > kKeys) {
         LOG_ERROR(kSource, "Index out of range [%d]", index);
         return false;
@@ -60,7 +61,10 @@ bool LoadFor(int index, Json::Value &json) {
         LOG_ERROR(kSource, "Failed to get custom json.");
         return false;
     }
-    if (!json.isObject() || !json[kItems].isArray()) {
+    if (json.isNull() && isWritten) {
+        json = Json::Value(Json::objectValue);
+    }
+    if (!json.isObject() || !(json[kItems].isArray() || (json[kItems].isNull() && isWritten))) {
         LOG_ERROR(kSource, "Invalid json file");
         return false;
     }
@@ -77,7 +81,7 @@ int VARNAudioCustomGet(int index, std::string &type, std::string &value,
                        std::string &title) noexcept {
     return Guarded(kSource, -1, [&] {
         Json::Value json;
-        if (!LoadFor(index, json)) {
+        if (!LoadFor(index, false, json)) {
             return -1;
         }
         const Json::Value &items = json[kItems];
@@ -94,7 +98,7 @@ int VARNAudioCustomSet(int index, const std::string &type, const std::string &va
                        const std::string &title) noexcept {
     return Guarded(kSource, -1, [&] {
         Json::Value json;
-        if (!LoadFor(index, json)) {
+        if (!LoadFor(index, true, json)) {
             return -1;
         }
         Json::Value &item = json[kItems][static_cast<Json::ArrayIndex>(index - 1)];

@@ -106,7 +106,7 @@ int DataDownload::Perform(const char *path) {
         LOG_ERROR(kSource, "Failed to download data, ResponseCode=%ld", code);
         return kFailure;
     }
-    if (file && !file->Keep()) {
+    if (file && !file->Close()) {
         return kFailure;
     }
     CurlGetInfo();

@@ -68,10 +68,11 @@ bool ImageDownload::Download(const char *path, long maxSize) noexcept {
     extension_ = {};
     maxSize_ = maxSize;
     download_.SetMaxSize(static_cast<int>(std::clamp<long>(maxSize, 0, INT_MAX)));
-    if (!IsValidUrlPrefix(url_) || download_.CurlExec(path) != DataDownload::kSuccess) {
+    if (!IsValidUrlPrefix(url_)) {
         return false;
     }
-    if (IsImageType() && IsReasonableLength(download_.ContentLength())) {
+    if (download_.CurlExec(path) == DataDownload::kSuccess && IsImageType() &&
+        IsReasonableLength(download_.ContentLength())) {
         return true;
     }
     extension_ = {};

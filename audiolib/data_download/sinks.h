@@ -24,26 +24,21 @@ class TextSink : public Sink {
     std::string &text_;
 };
 
-// A file that is made or overwritten, and that goes with the sink unless it was kept.
+// A file that is made or overwritten.
 class FileSink : public Sink {
   public:
     explicit FileSink(const char *path) : path_(path) {}
-    ~FileSink() override;
-    FileSink(const FileSink &) = delete;
-    FileSink &operator=(const FileSink &) = delete;
-
     bool Restart() override;
     bool Write(std::string_view bytes) override;
     // Closes the file; false when that shows that it is not whole.
-    bool Keep();
+    bool Close();
 
   private:
     const char *path_;
     varn::File file_;
-    bool kept_ = true;  // there is nothing to remove before it was opened
 };
 
-// Removes a file, but no device or folder under its name.
+// Removes a file that can be written, but no device or folder under its name.
 void RemoveRegular(const char *path) noexcept;
 
 }  // namespace Tonvale::download

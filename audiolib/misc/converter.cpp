@@ -101,7 +101,7 @@ bool Convert(const char *source, int side, const std::string &folder, const std:
     const TimeLimit limit;
     const Variable configuration("MAGICK_CONFIGURE_PATH", folder);
     const Variable own(varn::kConverterFolder, folder);
-    const KeptExitStatus kept;
+    const KeptExitStatus kept(true);
     return WritePolicy(folder) && VLIBCExecvWithin(SystemPath(varn::path::kConvert).c_str(),
                                                    argv.data(), limit.Seconds() + kGrace) == 0;
 }

@@ -59,7 +59,7 @@ int VARNExec(const char *path, char *const argv[], int wait) noexcept {
     if (path == nullptr || argv == nullptr) {
         return -1;
     }
-    const Tonvale::misc::KeptExitStatus kept(wait != 0);
+    const Tonvale::misc::KeptExitStatus kept(false);
     const pid_t child = fork();
     if (child == 0) {
         RunChild(path, argv);

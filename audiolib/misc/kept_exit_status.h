@@ -5,17 +5,17 @@
 namespace Tonvale::misc {
 
 // Keeps the exit status of a child for whoever waits for it, for the length of a scope. With
-// SA_NOCLDWAIT the kernel would throw it away before it is asked for, and so it would for a process
-// that ignores SIGCHLD.
+// SA_NOCLDWAIT the kernel would throw it away before it is asked for; with `ofIgnored` that of a
+// process that ignores SIGCHLD is kept too.
 class KeptExitStatus {
   public:
-    explicit KeptExitStatus(bool isAskedFor = true) noexcept {
+    explicit KeptExitStatus(bool ofIgnored) noexcept {
         if (sigaction(SIGCHLD, nullptr, &before_) != 0) {
             return;
         }
         const bool hasFlag = (before_.sa_flags & SA_NOCLDWAIT) != 0;
         const bool isIgnored =
-            (before_.sa_flags & SA_SIGINFO) == 0 && before_.sa_handler == SIG_IGN && isAskedFor;
+            (before_.sa_flags & SA_SIGINFO) == 0 && before_.sa_handler == SIG_IGN && ofIgnored;
         changed_ = hasFlag || isIgnored;
         if (changed_) {
             struct sigaction kept = before_;

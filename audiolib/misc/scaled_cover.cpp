@@ -280,6 +280,17 @@ std::optional<Readable> Prepare(const Source &source, const std::string &folder)
     return isWhole ? std::optional(copy) : std::nullopt;
 }
 
+int LogNotConverted(const char *source, const std::string &target) {
+    LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source, target.c_str());
+    return -1;
+}
+
+// A converter that writes to the place itself would fail.
+int LogNotPlaced(const char *source, const std::string &target) {
+    LOG_ERROR(kSource, "Failed to place [%s] %m", target.c_str());
+    return LogNotConverted(source, target);
+}
+
 int Scale(const Source &source, int side, const Target &target) {
     const EndHeldBack heldBack;  // until the workshop is gone
     const Workshop workshop;
@@ -288,18 +299,14 @@ int Scale(const Source &source, int side, const Target &target) {
     const std::optional<Readable> readable = Prepare(source, workshop.Path());
     if (!readable || !Convert(readable->path.c_str(), side, workshop.Path(),
                               workshop.Path() + "/" + name + extension)) {
-        LOG_ERROR(kSource, "Failed to convert file [%s] to [%s]", source.path, target.path.c_str());
-        return -1;
+        return LogNotConverted(source.path, target.path);
     }
     const Fd result = OpenResult(workshop, name, extension);
-    if (result && Place(result.Get(), target, readable->time)) {
-        return 0;
+    if (!result) {
+        LOG_ERROR(kSource, "file not exists [%s]", target.path.c_str());
+        return -1;
     }
-    if (result) {
-        LOG_ERROR(kSource, "Failed to place [%s] %m", target.path.c_str());
-    }
-    LOG_ERROR(kSource, "file not exists [%s]", target.path.c_str());
-    return -1;
+    return Place(result.Get(), target, readable->time) ? 0 : LogNotPlaced(source.path, target.path);
 }
 
 // True for a path that the converter takes for a pattern or for a format's name and a file's, or
@@ -315,9 +322,7 @@ int ScaleByName(const char *source, int side, const char *target) {
     const Fd folder(
         open(name > 0 ? path.substr(0, name).c_str() : ".", O_PATH | O_DIRECTORY | O_CLOEXEC));
     if (!folder) {
-        LOG_ERROR(kSource, "Failed to place [%s] %m", target);
-        LOG_ERROR(kSource, "file not exists [%s]", target);
-        return -1;
+        return LogNotPlaced(source, path);
     }
     const Fd picture = OpenSource(source);
     return Scale({source, picture.Get(), HasMeaning(source)}, side,

@@ -78,10 +78,6 @@ int VARNAudioMultiPlayerSave(int type, const Json::Value &json) noexcept {
 }
 
 int VARNAudioMultiPlayerSet(int type, const Json::Value &deviceList) noexcept {
-    if (!deviceList.isArray()) {
-        LOG_ERROR(kSource, "Bad parameter");
-        return -1;
-    }
     return Guarded(kSource, -1, [&] { return Set(type, deviceList); });
 }
 

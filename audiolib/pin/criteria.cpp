@@ -16,6 +16,7 @@
 #include "varn/account.h"
 #include "varn/number.h"
 #include "varn/path.h"
+#include "varn/process.h"
 #include "varn/run_as.h"
 
 namespace Tonvale {
@@ -189,8 +190,9 @@ bool PinManager::ConvertPlaylistIdToPath(Json::Value &criteria) noexcept {
             return true;
         }
         varn::PathBuffer preferences = {};
-        if (VARNUserPreferenceDirGet(userName_.c_str(), preferences.data(), preferences.size()) !=
-            0) {
+        if (GetUserIdFromName(userName_.c_str()) == varn::kNoUser ||
+            VARNUserPreferenceDirGet(userName_.c_str(), preferences.data(), preferences.size()) !=
+                0) {
             return Fail(PIN_ERROR_PREFERENCE_DIR);
         }
         const bool personalLibrary = IsPersonalLibEnabled(userName_.c_str());

@@ -171,10 +171,7 @@ bool PinManager::StoredCriteria(const std::string &type, Json::Value criteria, s
         text = "{}";
         return true;
     }
-    if (criteria.isNull()) {
-        criteria = Json::Value(Json::objectValue);
-    }
-    if (!criteria.isObject()) {
+    if (!criteria.isObject() && !criteria.isNull()) {
         return Fail(PIN_ERROR_CRITERIA);
     }
     if (!CheckCriteria(criteria.getMemberNames()) ||

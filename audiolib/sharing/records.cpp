@@ -166,42 +166,38 @@ bool SharingManager::DeleteSharingRecord(SharingData &rec) noexcept {
     });
 }
 
-SharingManager::Lookup SharingManager::FindRecord(SharingData &rec) {
+bool SharingManager::FindRecord(SharingData &rec) {
     const bool byId = !rec.id.empty();
     if (!byId && !NamesPlaylist(rec)) {
-        return Lookup::kFailed;
+        return false;
     }
     if (!(byId && rec.user_id == varn::kNoUser) && !IsUserAllowSharing(rec.user_id)) {
-        return Lookup::kFailed;
+        return false;
     }
     const auto statement =
         byId ? varn::Sql(kById, rec.id)
              : varn::Sql(kByOwner, static_cast<int>(rec.user_id), rec.playlist_id);
     const auto rows = Run(statement);
-    if (!rows) {
-        return Lookup::kFailed;
-    }
-    if (rows->Count() == 0) {
-        return Lookup::kNone;
+    if (!rows || rows->Count() == 0) {
+        return false;
     }
     const varn::Row row = (*rows)[0];
     if (byId) {
         const auto owner = static_cast<uint32_t>(row.Number("user_id"));
         if (!IsUserAllowSharing(owner)) {
-            return Lookup::kFailed;
+            return false;
         }
         rec.user_id = owner;
         rec.playlist_id = row.Text("playlist_id");
     }
     ReadRow(row, rec);
     CheckAndUpdateRecord(rec.playlist_id, rec.path);
-    return Lookup::kFound;
+    return true;
 }
 
 bool SharingManager::GetSharingRecord(SharingData &rec, bool onlyValid) noexcept {
-    return Guarded(kSource, false, [&] {
-        return FindRecord(rec) == Lookup::kFound && (!onlyValid || rec.status == "valid");
-    });
+    return Guarded(kSource, false,
+                   [&] { return FindRecord(rec) && (!onlyValid || rec.status == "valid"); });
 }
 
 void SharingManager::ConvertSharingInfoObj(const SharingData &rec, Json::Value &out) noexcept {

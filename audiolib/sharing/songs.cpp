@@ -1,6 +1,4 @@
-#include <sys/stat.h>
-
-#include <cerrno>
+#include <memory>
 #include <optional>
 
 #include "sharing/sharing.h"
@@ -14,7 +12,6 @@
 #include "varn/path.h"
 #include "varn/playlistsvc.h"
 #include "varn/process.h"
-#include "varn/run_as.h"
 #include "varn/sql.h"
 
 namespace Tonvale {
@@ -27,7 +24,6 @@ using webapi::playlist::kSharedSongsId;
 using webapi::playlist::PlaylistLibrary;
 
 using varn::kPathSize;
-constexpr mode_t kFolderMode = 0755;
 
 // A text that the functions for plain texts would cut.
 bool HasNul(const std::string &text) {
@@ -103,32 +99,6 @@ bool FirstOfNormal(const SharingData &rec, std::string &songId) {
     return true;
 }
 
-// The user's preference folder, which belongs to the package's account. True when it is there.
-bool MakeFolderOf(const std::string &path) {
-    const varn::RunAs package(varn::Who::kPackage);
-    const std::string folder = path.substr(0, path.rfind('/'));
-    if (mkdir(folder.c_str(), kFolderMode) != 0 && errno != EEXIST) {
-        LOG_ERROR(kSource, "Failed to make %s: %m", folder.c_str());
-        return false;
-    }
-    return true;
-}
-
-// True only when there is surely no such file: what is there may hold songs.
-bool IsMissing(const std::string &path) {
-    struct stat status;
-    return lstat(path.c_str(), &status) != 0 && errno == ENOENT;
-}
-
-// Makes the playlist, empty, and its folder.
-bool MakeSharedSongs(const std::string &path) {
-    if (!MakeFolderOf(path) || VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
-        LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
-        return false;
-    }
-    return true;
-}
-
 // The song's row, by its path or virtual name; nothing when the text cannot be a path.
 std::optional<std::string> SongCondition(const std::string &song) {
     char file[kPathSize] = "";
@@ -144,7 +114,7 @@ std::optional<std::string> SongCondition(const std::string &song) {
 std::string SharingManager::GetPredefinedSharingPlsPath(const std::string &user) noexcept {
     return Guarded(kSource, std::string(), [&] {
         char directory[kPathSize - 1] = "";
-        if (HasNul(user) ||
+        if (HasNul(user) || GetUserIdFromName(user.c_str()) == varn::kNoUser ||
             VARNUserPreferenceDirGet(user.c_str(), directory, sizeof(directory)) != 0) {
             LOG_ERROR(kSource, "cannot get preference dir, user name=%s", user.c_str());
             return std::string();
@@ -164,20 +134,19 @@ bool SharingManager::GetPredefinedSharingRecord(const std::string &user,
         }
         rec.playlist_id = kSharedSongsId;
         rec.user_id = GetUserIdFromName(user.c_str());
-        // Only a link that is surely not there is made: with it comes an empty list of songs.
-        const Lookup found = FindRecord(rec);
-        if (found == Lookup::kFailed) {
-            return false;
-        }
-        if (found == Lookup::kFound) {
-            if (rec.path == path && IsMissing(path)) {
-                MakeSharedSongs(path);
-            }
+        if (GetSharingRecord(rec, false)) {
             return true;
         }
         rec.path = path;
         rec.user_name = user;
-        return MakeFolderOf(path) && AddSharingRecord(rec) && MakeSharedSongs(path);
+        if (!AddSharingRecord(rec)) {
+            return false;
+        }
+        if (VARNWriteMusicPlaylist(nullptr, path.c_str()) != 0) {
+            LOG_ERROR(kSource, "Failed to create playlist %s", path.c_str());
+            return false;
+        }
+        return true;
     });
 }
 

@@ -91,10 +91,10 @@ TONVALE_EXPORT int VARNAudioGetMimetype(const char *extension, char *destination
 // Runs a program with all three standard descriptors at /dev/null and no others. `argv` begins with
 // the program's own name and ends with a null pointer; `path` is not searched for.
 // With `wait` not 0 the result is the exit status, 0 to 255 (255 too when the program could not be
-// run), or -1 when a signal ended it or it could not be waited for. Otherwise the result is 0 at
-// once, and the caller has to reap the child (waitpid(2), or a SIGCHLD action that makes it
-// unnecessary). -1 when no child could be made. While it runs the call clears SA_NOCLDWAIT of the
-// SIGCHLD action, and while it waits an ignored SIGCHLD has its default action.
+// run), or -1 when a signal ended it or it could not be waited for, as in a process that ignores
+// SIGCHLD. Otherwise the result is 0 at once, and the caller has to reap the child (waitpid(2), or
+// a SIGCHLD action that makes it unnecessary). -1 when no child could be made. While it runs the
+// call clears SA_NOCLDWAIT of the SIGCHLD action.
 TONVALE_EXPORT int VARNExec(const char *path, char *const argv[], int wait) noexcept;
 
 // 1 when the path lies on a removable volume: below "/volumeUSB" and a number, or on a mounted file
@@ -133,9 +133,8 @@ class TONVALE_EXPORT DataDownload {
     // kTooLarge and kFailure: any answer but 200 is a failure.
     int Download(std::string &out) noexcept;
 
-    // Fetches into the file `path`, which is made or overwritten, and removed after a failure; or
-    // into memory for a null path. Through a link, and in anything but a regular file, what was
-    // written stays after a failure.
+    // Fetches into the file `path`, which is made or overwritten, or into memory for a null path.
+    // After a failure the file holds what came until then, such as a server's page about an error.
     int CurlExec(const char *path) noexcept;
 
     // What the last success told; empty or -1 before, and after a failure. The length is the one
@@ -179,9 +178,9 @@ class TONVALE_EXPORT ImageDownload {
     explicit ImageDownload(const char *url) noexcept;
 
     // Fetches into the file `path`, under the rules of DataDownload::CurlExec. True when that
-    // succeeded and the picture passes IsImageType and IsReasonableLength; otherwise the file is
-    // removed as there, and one that was there before a URL was refused for its beginning stays.
-    // `maxSize` is in bytes, 0 or less for no limit.
+    // succeeded and the picture passes IsImageType and IsReasonableLength; a regular file that
+    // holds anything else is removed, and one that was there before a URL was refused for its
+    // beginning stays. `maxSize` is in bytes, 0 or less for no limit.
     bool Download(const char *path, long maxSize) noexcept;
 
     // "jpg" or "png" after a success.

@@ -61,7 +61,7 @@ enum PIN_ERROR : int {
     PIN_ERROR_FOLDER = 6,          // no such folder
     PIN_ERROR_PLAYLIST = 7,        // no such playlist
     PIN_ERROR_DATABASE = 8,        // no connection, or a statement failed
-    PIN_ERROR_PREFERENCE_DIR = 9,  // the user has no preference folder
+    PIN_ERROR_PREFERENCE_DIR = 9,  // the user has no preference folder, as an unknown one
 };
 
 // The pins of one user. Every operation clears the error code first and sets it when it fails.
@@ -83,9 +83,9 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     int GetPinTotalByUser() noexcept;
 
     // Pins a view after the others. The same type and criteria can be pinned once.
-    //   criteria  an object with members of PinData; null is the same as an empty object, which
-    //             selects everything, and is error 1 for a folder or playlist, which have to be
-    //             named. They are ignored, and may be anything, for recently_added and random_100
+    //   criteria  an object with members of PinData; an empty one or null selects everything, and
+    //             is error 1 for a folder or playlist, which have to be named. They are ignored,
+    //             and may be anything, for recently_added and random_100
     //   out       the new pin as the readers return it; unchanged after a failure
     bool Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
              PinData &out) noexcept;

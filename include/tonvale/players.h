@@ -121,9 +121,9 @@ TONVALE_EXPORT int DomainSocketCreate(const char *path, int backlog) noexcept;
 // last one that was tried.
 TONVALE_EXPORT int DACPSocketCreate(int *port, int backlog) noexcept;
 
-// Takes a pending connection of a listening socket; never waits, and sets the listener to
-// O_NONBLOCK for that, because others may accept from it too. Returns its descriptor
-// (close-on-exec), or -1, which is not logged when nobody was waiting.
+// Takes a pending connection of a listening socket; never waits, unless another process accepts
+// from it too and the listener is not O_NONBLOCK. Returns its descriptor (close-on-exec), or -1,
+// which is not logged when nobody was waiting.
 TONVALE_EXPORT int SocketAccept(int listener) noexcept;
 
 // Maps a System V shared memory segment (shmget(2)) for reading and writing; with `create` not 0 it

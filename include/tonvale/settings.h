@@ -139,7 +139,7 @@ TONVALE_EXPORT int VARNAudioCustomLoadJson(Json::Value &json) noexcept;
 
 // Reads or replaces one key. A text that is missing or of another type reads as "". 0, or -1 with
 // the outputs unchanged (an index outside 1 to 4, a file that cannot be read or is no such
-// document). The first change writes the file.
+// document). The first change writes the file, and makes items where it has none.
 TONVALE_EXPORT int VARNAudioCustomGet(int index, std::string &type, std::string &value,
                                       std::string &title) noexcept;
 TONVALE_EXPORT int VARNAudioCustomSet(int index, const std::string &type, const std::string &value,
@@ -180,8 +180,9 @@ enum VARN_MULTI_PLAYER : int {
 TONVALE_EXPORT int VARNAudioMultiPlayerLoad(int type, Json::Value &json) noexcept;
 TONVALE_EXPORT int VARNAudioMultiPlayerSave(int type, const Json::Value &json) noexcept;
 
-// Makes an array of device ids the selection; entries that are no text are passed over. 0, or -1
-// (no array, another type, a file that cannot be read, is no object or cannot be written).
+// Makes an array of device ids the selection; entries that are no text are passed over, and a value
+// without entries selects none. 0, or -1 (another type, a file that cannot be read, is no object or
+// cannot be written).
 TONVALE_EXPORT int VARNAudioMultiPlayerSet(int type, const Json::Value &deviceList) noexcept;
 
 // Takes one device out of the selection. 0 or -1.

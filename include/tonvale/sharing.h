@@ -103,13 +103,13 @@ class TONVALE_EXPORT SharingManager {
 
     // ---- single songs ---------------------------------------------------------------------------
 
-    // The playlist file of a user's single shared songs, or "".
+    // The playlist file of a user's single shared songs; "" for an unknown user.
     std::string GetPredefinedSharingPlsPath(const std::string &user) noexcept;
 
-    // The link of those songs, into a fresh `rec` (an id in it is looked up instead). It is made,
-    // with an empty playlist and without dates, when there is none yet, and so are the user's
-    // preference folder and the playlist's file when they are missing. False, with nothing made,
-    // for a user without the sharing permission and while the database does not answer.
+    // The link of those songs, into a fresh `rec` (an id in it is looked up instead). Whenever
+    // GetSharingRecord does not find it, a row without dates is added and then an empty playlist
+    // written, in the user's preference folder, which has to be there: also for a user without the
+    // sharing permission, and in place of a list that is there. Ask IsUserAllowSharing before.
     bool GetPredefinedSharingRecord(const std::string &user, SharingData &rec) noexcept;
 
     // Adds a song to those songs, or removes it. A song that is there already stays once; one that
@@ -184,15 +184,12 @@ class TONVALE_EXPORT SharingManager {
     bool HandleDeleteUserPrivilege(unsigned int uid) noexcept;
 
   private:
-    enum class Lookup { kFound, kNone, kFailed };
-
     bool Connected();
     // Runs a statement over the connection; nothing, with a log line, when that failed.
     std::optional<varn::Rows> Run(const std::optional<std::string> &statement,
                                   int line = __builtin_LINE());
-    // Fills `rec` as GetSharingRecord does, and tells a link that is not there from one that could
-    // not be asked for or may not be shown.
-    Lookup FindRecord(SharingData &rec);
+    // GetSharingRecord of any status.
+    bool FindRecord(SharingData &rec);
 
     DBConnect_tag *conn_ = nullptr;
     Json::Value cache_;

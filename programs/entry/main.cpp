@@ -66,6 +66,7 @@ int main() {
     openlog("entry.cgi", isWorker || IsOfServer() ? LOG_PERROR : 0, LOG_USER);
     // A client that goes away is an output that takes no more, which ends the encoder as well.
     std::signal(SIGPIPE, SIG_IGN);
+    std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
     BoundStatements();
     // What needs root's rights takes them for a moment, where the web server has them.
     if (ResetCredentialsByName(varn::kPackageAccount, true) != 0) {

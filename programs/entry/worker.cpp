@@ -255,7 +255,6 @@ bool IsAskedToEnd(const sigset_t &signals) {
 
 // Holds the signals to end back; returns the mask of before.
 sigset_t HoldSignals() {
-    std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
     struct sigaction action {};
     action.sa_handler = [](int) { isToEnd = 1; };
     sigset_t held;

@@ -4,6 +4,7 @@
 
 #include <CLI/CLI.hpp>
 
+#include <csignal>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -122,6 +123,7 @@ int Run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     openlog("tonvale", LOG_PERROR, LOG_USER);
+    std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
     try {
         return Run(argc, argv);
     } catch (const tonvale_service::Failure &failure) {

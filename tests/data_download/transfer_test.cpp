@@ -74,7 +74,7 @@ TEST_F(TransferTest, LeavesNothingOfAnEarlierAttempt) {
         }
     }
     EXPECT_EQ(text, "short");
-    EXPECT_TRUE(file.Keep());
+    EXPECT_TRUE(file.Close());
     EXPECT_EQ(ReadFile(path), "short");
 }
 

@@ -284,7 +284,7 @@ TEST_F(ScaledCoverTest, ScalesIntoAnyFile) {
     }
     fs::current_path(before);
     EXPECT_EQ(Scale(source_, Music() / "missing" / "out.jpg"), -1);
-    EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ file not exists \\[.*/missing/out.jpg\\]$"));
+    EXPECT_TRUE(Logged("Failed to convert file \\[.*cover.jpg\\] to \\[.*/missing/out.jpg\\]$"));
     EXPECT_EQ(Scale(source_, Music() / "dir.d"), -1) << "a folder is no place for a picture";
     EXPECT_EQ(Entries(Music()), 4);
 }

@@ -82,7 +82,7 @@ TEST_F(PinCriteria, FailedConversionsChangeNothing) {
         EXPECT_EQ(CodeOf((alice().*convert)(converted)), error) << criteria;
         EXPECT_EQ(converted, criteria);
     }
-    for (const char *user : {"", "..", "alice/bob"}) {
+    for (const char *user : {"", "..", "alice/bob", "nobody-here"}) {
         PinManager nobody(kAlice, user);
         Json::Value other = Playlist("playlist_personal_normal/x");
         EXPECT_EQ(CodeOf(nobody, nobody.ConvertPlaylistIdToPath(other)), 9) << user;

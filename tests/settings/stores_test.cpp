@@ -57,23 +57,27 @@ TEST_F(Stores, CustomKeysStartEmptyAndAreWrittenWithTheFirstChange) {
 }
 
 TEST_F(Stores, CustomKeysOfDamagedFiles) {
-    const auto change = [&](const char *text) {
+    const auto change = [&](const char *text, bool hasNoItems = false) {
         SCOPED_TRACE(text);
         ClearLog();
         WriteFile(varn::path::kCustomKeys, text);
         Key key;
         const int result = key.Get(4);
         EXPECT_EQ(key.All(), result == 0 ? "||" : "T|V|N");
-        EXPECT_EQ(VARNAudioCustomSet(4, "a", "b", "c"), result);
-        EXPECT_EQ(ReadFile(At(varn::path::kCustomKeys)) == text, result != 0);
+        const int set = VARNAudioCustomSet(4, "a", "b", "c");
+        EXPECT_EQ(set == 0, result == 0 || hasNoItems);
+        EXPECT_EQ(ReadFile(At(varn::path::kCustomKeys)) == text, set != 0);
         return result;
     };
     for (const char *text : {"{", ""}) {
         EXPECT_EQ(change(text), -1);
         EXPECT_TRUE(Logged("audiolib/custom_key:[0-9]+ Failed to get custom json\\.$"));
     }
-    for (const char *text : {"{}", "[]", "7", "{\"items\": null}", "{\"items\": {\"3\": 1}}"}) {
-        EXPECT_EQ(change(text), -1);
+    for (const auto &[text, hasNoItems] :
+         {std::pair("{}", true), std::pair("null", true), std::pair("{\"items\": null}", true),
+          std::pair("[]", false), std::pair("7", false),
+          std::pair("{\"items\": {\"3\": 1}}", false)}) {
+        EXPECT_EQ(change(text, hasNoItems), -1);
         EXPECT_TRUE(Logged("audiolib/custom_key:[0-9]+ Invalid json file$"));
     }
     for (const char *text : {"{\"items\": []}", "{\"items\": [1, \"x\", [], null]}",
@@ -184,9 +188,12 @@ TEST_F(Stores, SelectionsThatCannotBeHad) {
         EXPECT_EQ(ReadFile(At(varn::path::kMultiAirplay)), text);
     }
     WriteFile(varn::path::kMultiAirplay, "{\"a\": true}");
-    EXPECT_EQ(VARNAudioMultiPlayerSet(MULTI_PLAYER_AIRPLAY, Json::Value("a")), -1);
     EXPECT_EQ(VARNAudioMultiPlayerUnsetOne(MULTI_PLAYER_AIRPLAY, nullptr), -1);
     EXPECT_EQ(ReadFile(At(varn::path::kMultiAirplay)), "{\"a\": true}");
+    for (const Json::Value &list : {Json::Value(), Json::Value("a")}) {
+        EXPECT_EQ(VARNAudioMultiPlayerSet(MULTI_PLAYER_AIRPLAY, list), 0);
+        EXPECT_EQ(ReadFile(At(varn::path::kMultiAirplay)), "{\"a\":false}\n");
+    }
 }
 
 }  // namespace

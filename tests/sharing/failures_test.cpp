@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <filesystem>
 #include <string>
@@ -72,8 +70,6 @@ TEST_F(SharingFailures, ADatabaseThatIsDownAndStatementsThatFail) {
 // The user's list of single songs, when something is in the way.
 class SharedSongsFailures : public SharingTest {
   protected:
-    static constexpr char kFolder[] = "/usr/varn/etc/preference/alice";
-
     static constexpr char kList[] =
         "/usr/varn/etc/preference/alice/__VARN_AUDIO_SHARED_SONGS__.m3u";
 
@@ -90,73 +86,47 @@ class SharedSongsFailures : public SharingTest {
     }
 };
 
-// The list must not be made anew, and so emptied, when its link could merely not be read.
-TEST_F(SharedSongsFailures, AListOnceMadeIsKept) {
+// Whatever keeps the link from being found, a row comes first and then an empty list.
+TEST_F(SharedSongsFailures, ALinkThatIsNotFoundIsAdded) {
     SharingManager manager;
-    ASSERT_TRUE(Get(manager));
-    WriteFile(kList, "/music/a.mp3\r\n");
+    EXPECT_FALSE(Get(manager)) << "the folder is not there";
+    EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Failed to create playlist " + At(kList).string()));
+    EXPECT_EQ(Rows(), "1");
+    Query("DELETE FROM playlist_sharing");
 
     Permit(false);
-    EXPECT_FALSE(Get(manager));
-    Permit(true);
-    Query("ALTER TABLE playlist_sharing RENAME avail_date TO elsewhere");
-    EXPECT_FALSE(Get(manager));
-    Query("ALTER TABLE playlist_sharing RENAME elsewhere TO avail_date");
-
+    WriteFile(kList, "/music/a.mp3\r\n");
     EXPECT_TRUE(Get(manager));
     EXPECT_EQ(Rows(), "1");
+    EXPECT_EQ(ReadFile(At(kList)).find("a.mp3"), std::string::npos);
+
+    // A link that is found leaves its list alone, and makes none.
+    Permit(true);
+    WriteFile(kList, "/music/a.mp3\r\n");
+    EXPECT_TRUE(Get(manager));
     EXPECT_EQ(ReadFile(At(kList)), "/music/a.mp3\r\n");
+    std::filesystem::remove(At(kList));
+    EXPECT_TRUE(Get(manager));
+    EXPECT_FALSE(std::filesystem::exists(At(kList)));
 }
 
-TEST_F(SharedSongsFailures, WithoutThePermissionNothingIsMade) {
+TEST_F(SharedSongsFailures, NothingIsMadeForNobody) {
     SharingManager manager;
-    Permit(false);
-    EXPECT_FALSE(Get(manager));
-    SharingData nobody;
-    EXPECT_FALSE(manager.GetPredefinedSharingRecord("nobody-here", nobody));
-    EXPECT_EQ(Rows(), "0");
-    EXPECT_FALSE(std::filesystem::exists(At(kFolder)));
-    for (const char *user : {"", "..", "alice/../bob"}) {
+    for (const char *user : {"", "..", "alice/../bob", "nobody-here"}) {
+        SharingData nobody;
         EXPECT_FALSE(manager.GetPredefinedSharingRecord(user, nobody)) << user;
+        EXPECT_EQ(manager.GetPredefinedSharingPlsPath(user), "");
         EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ cannot get preference dir, user name="));
         ClearLog();
     }
-}
-
-TEST_F(SharedSongsFailures, FolderAndFileAreMadeWhenTheyAreMissing) {
-    SharingManager manager;
-    std::filesystem::remove_all(At(varn::path::kPreferences));
-    EXPECT_FALSE(Get(manager));
-    EXPECT_TRUE(Logged("audiolib/sharing:[0-9]+ Failed to make .*/preference/alice: "));
-    EXPECT_EQ(Rows(), "0") << "no row for a list that cannot be";
-
-    std::filesystem::create_directories(At(varn::path::kPreferences));
-    std::filesystem::permissions(At(varn::path::kPreferences), std::filesystem::perms(0777));
-    ASSERT_TRUE(Get(manager));
-    struct stat folder {};
-    ASSERT_EQ(stat(At(kFolder).c_str(), &folder), 0);
-    EXPECT_EQ(folder.st_uid, GetUserIdFromName(varn::kPackageAccount));
-    EXPECT_EQ(folder.st_mode & 0777, 0755U);
-    const std::string empty = ReadFile(At(kList));
-
-    // The link is there and its list is not: as after a failure, or a restored database.
-    std::filesystem::remove_all(At(kFolder));
-    EXPECT_TRUE(Get(manager));
-    EXPECT_EQ(ReadFile(At(kList)), empty);
-    EXPECT_TRUE(std::filesystem::exists(At(kList)));
-    EXPECT_EQ(Rows(), "1");
-
-    // A link that leads to another file makes none there.
-    const std::string other = (scratch() / "other.m3u").string();
-    Query("UPDATE playlist_sharing SET path = '" + other + "'");
-    EXPECT_TRUE(Get(manager));
-    EXPECT_FALSE(std::filesystem::exists(other));
+    EXPECT_EQ(Rows(), "0");
 }
 
 // What stands behind a NUL must not be lost: it is another user's name, song or link.
 TEST_F(SharedSongsFailures, TextsWithANulAreRefused) {
     using namespace std::string_literals;
     SharingManager manager;
+    WriteFile(kList, "");
     ASSERT_TRUE(Get(manager));
     WriteFile(kList, "/music/a.mp3\r\n");
     SharingData rec;

@@ -69,7 +69,8 @@ Json::Value Pins::Page(int offset, int limit) {
 Json::Value Pins::Add(const std::string &type, const Json::Value &criteria,
                       const std::string &name) {
     PinData pin;
-    Check(manager_.Pin(type, criteria, name, pin));
+    const Json::Value everything(Json::objectValue);
+    Check(manager_.Pin(type, criteria.isNull() ? everything : criteria, name, pin));
     return Shown(pin);
 }
 

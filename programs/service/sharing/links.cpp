@@ -72,6 +72,15 @@ std::string NameOf(const std::string &playlistId, const std::string &path,
     return !title.empty() ? title : VARNAudioWebapiUtilsGetFileName(path, true);
 }
 
+bool HasSong(uid_t uid, const std::string &list, const std::string &song) {
+    return VARNPlaylistCheckSong(uid, list.c_str(), song.c_str()) == 0;
+}
+
+bool AppendSong(uid_t uid, const std::string &list, const std::string &songId) {
+    const varn::OwnedSongs songs = SongsOfIds(uid, {songId});
+    return VARNPersonalPlaylistAppendSongs(uid, list.c_str(), songs.get(), 1) == 0;
+}
+
 }  // namespace
 
 Links::Links(uid_t uid, std::string user) : uid_(uid), user_(std::move(user)) {
@@ -310,8 +319,8 @@ void Links::Delete(const LinkName &name) {
     }
 }
 
-// The library makes the list together with the link, in a folder that need not be there yet; and a
-// list that got lost is an empty one.
+// The library makes the list together with the link, in a folder that has to be there; and a list
+// that got lost is an empty one.
 void Links::PrepareSongsList(bool hasLink) {
     const std::filesystem::path path = manager_.GetPredefinedSharingPlsPath(user_);
     std::error_code error;
@@ -348,9 +357,10 @@ void Links::ChangeSharedSongs(bool add, const std::string &songId, const std::st
     const Collection own = {.user = user_, .personal = true, .uid = uid_, .isForRoot = true};
     const HeldPlaylist list(own, Find({"", kSharedSongsId}).path, HeldPlaylist::Use::kChange);
     KeptCopy before(list);
-    // ShareSingleSong does not tell when a removal fails.
+    // ShareSingleSong makes the list anew when its link cannot be read, and does not tell when a
+    // removal fails.
     const bool isChanged =
-        add ? manager_.ShareSingleSong(true, user_, songId, song)
+        add ? HasSong(uid_, list.Path(), song) || AppendSong(uid_, list.Path(), songId)
             : VARNPersonalPlaylistRemoveSongByPath(uid_, list.Path().c_str(), song.c_str()) == 0;
     if (!isChanged) {
         before.PutBack();
