@@ -103,8 +103,10 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t *data, size_t size) {
         return 0;
     }
     static const bool silenced = (SilenceTagLib(), true);
-    const ReadResult read = ReadSong(file.Holding(data, size), static_cast<std::int64_t>(size - 1),
-                                     0, Pictures::kStore);
+    FileFacts facts;
+    facts.path = file.Holding(data, size);
+    facts.size = static_cast<std::int64_t>(size - 1);
+    const ReadResult read = ReadSong(facts, Pictures::kStore);
     Require(silenced && read.song.has_value() == read.problem.empty(), "a refusal has a reason");
     Require(read.embeddedCue.size() <= kMaxCueBytes, "a sheet is bounded");
     if (read.song) {
