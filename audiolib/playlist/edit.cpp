@@ -6,13 +6,10 @@
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 
 #include "misc/usb_volume.h"
-#include "musiclib/track_view.h"
 #include "playlist/catalogue.h"
 #include "playlist/duplicates.h"
-#include "playlist/known_songs.h"
 #include "playlist/parse.h"
 #include "playlist/source.h"
 #include "playlist/writer.h"
@@ -140,35 +137,14 @@ int ReplaceInRow(const char *library, uid_t uid, const char *playlistId,
 
 // ---- removing -----------------------------------------------------------------------------------
 
-bool StaysWithoutLibrary(const VARN_MEDIA_INFO &song, const misc::UsbVolumes &usb) {
-    return song.id != 0 || support::IsRemotePath(song.path) || usb.Holds(song.path);
-}
-
-// The names of the songs that the look-up has not found but that the library has: the user browses
-// less than all of it. Empty, with a log line, on failure.
-std::optional<std::unordered_set<std::string>> SongsNotBrowsed(const support::SongList &songs,
-                                                               const misc::UsbVolumes &usb) {
-    const varn::StringList names(VLIBCSzListAlloc(0));
-    for (const PLAYLIST_REC *song = songs.Head(); song != nullptr; song = song->next) {
-        PVLIBSZLIST list = names.get();
-        if (!StaysWithoutLibrary(song->info, usb) && VLIBCSzListPush(&list, song->info.path) < 0) {
-            throw std::bad_alloc();
-        }
-    }
-    return KnownSongs(names.get());
-}
-
 // Keeps the known, remote and removable songs of a list that was read from `path`.
 int WriteWithoutMissing(const support::SongList &songs, const std::string &path) {
     const misc::UsbVolumes usb;
-    const auto notBrowsed = SongsNotBrowsed(songs, usb);
-    if (!notBrowsed) {
-        return -1;
-    }
     Records kept;
-    for (const PLAYLIST_REC *song = songs.Head(); song != nullptr; song = song->next) {
-        if (StaysWithoutLibrary(song->info, usb) || notBrowsed->contains(song->info.path)) {
-            kept.push_back(&song->info);
+    for (const PLAYLIST_REC *entry = songs.Head(); entry != nullptr; entry = entry->next) {
+        const VARN_MEDIA_INFO &song = entry->info;
+        if (song.id != 0 || support::IsRemotePath(song.path) || usb.Holds(song.path)) {
+            kept.push_back(&song);
         }
     }
     kept.push_back(nullptr);

@@ -154,8 +154,8 @@ TONVALE_EXPORT int VARNPlaylistRemoveSongs(const char *library, uid_t uid, const
 TONVALE_EXPORT int VARNPersonalPlaylistRemoveSongByPath(uid_t uid, const char *playlistPath,
                                                         const char *songPath) noexcept;
 
-// Removes the entries that the library does not know, but remote ones and those on USB volumes.
-// What the library has and this user does not browse stays: songs of others, tracks of split files
+// Removes the entries that the user's library does not know, but remote ones and those on USB
+// volumes. With them go songs that the user does not browse: those of others, tracks of split files
 // for a user who does not see them, the split files themselves.
 TONVALE_EXPORT int VARNPlaylistRemoveMissing(const char *library, uid_t uid,
                                              const char *playlistId) noexcept;
