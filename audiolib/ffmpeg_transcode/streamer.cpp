@@ -81,12 +81,6 @@ class Answer {
     bool HasWavHeader() const { return !job_.raw && job_.format == "wav"; }
     int64_t HeaderSize() const { return static_cast<int64_t>(header_.Bytes().size()); }
 
-    // Where the header ends, at the latest: that of a raw WAV file is not read on its way.
-    int64_t MostHeader() const {
-        const bool isRawWav = job_.raw && strcasecmp(job_.format.c_str(), "wav") == 0;
-        return isRawWav ? static_cast<int64_t>(WavHeader::kMostSize) : HeaderSize();
-    }
-
     // Starts the encoder and learns the length of what it is going to write.
     bool Start() {
         encoder_ = Launch(job_.arguments);
@@ -127,14 +121,14 @@ class Answer {
         std::printf("Content-Range: %s\r\n", range);
     }
 
-    // The whole seconds that the encoder may leave out. The header of a stream that starts later is
-    // dropped like the sound before the range, so the range must not begin inside of it.
+    // The whole seconds that the encoder may leave out. The header of a raw WAV file is not read on
+    // its way, so that a range of one must not begin inside of a later one.
     int64_t SecondsToSkip() const {
-        const int64_t bytesPerSecond = job_.bitRate / 8;
         const auto skip = static_cast<int64_t>(std::floor(
             static_cast<double>(range_->first) / (static_cast<double>(job_.bitRate) * 0.125)));
-        const bool inHeader = range_->first - skip * bytesPerSecond < MostHeader();
-        return inHeader ? skip - 1 : skip;
+        const int64_t first = range_->first - skip * (job_.bitRate / 8);
+        const bool isRawWav = job_.raw && strcasecmp(job_.format.c_str(), "wav") == 0;
+        return isRawWav && first < int64_t{WavHeader::kMostSize} ? skip - 1 : skip;
     }
 
     // Restarts the encoder where that leaves less than a second or two to be dropped.
@@ -148,12 +142,15 @@ class Answer {
         job_.seek += skip;
         range_->first -= skip * (job_.bitRate / 8);
         range_->last -= skip * (job_.bitRate / 8);
-        return Start();
+        if (!Start()) {
+            return false;
+        }
+        // It stands in the place of sound that this stream lacks.
+        header_.Silence();
+        return true;
     }
 
-    int64_t AnnouncedLength() const {
-        return total_ <= 0 ? -1 : range_ ? range_->Length() : total_;
-    }
+    int64_t AnnouncedLength() const { return range_ ? range_->Length() : total_ > 0 ? total_ : -1; }
 
     void WriteHeaders() const {
         std::fputs(ContentTypeLine(job_.format), stdout);

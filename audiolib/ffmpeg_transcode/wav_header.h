@@ -18,6 +18,9 @@ class WavHeader {
     // line, when the encoder ends before or writes a header that is no such thing.
     bool Read(std::FILE *encoder, int64_t dataLength);
 
+    // Makes it the sound of as many bytes that nobody hears.
+    void Silence() { bytes_ = {}; }
+
     std::span<const unsigned char> Bytes() const { return std::span(bytes_).first(size_); }
 
   private:

@@ -35,7 +35,7 @@ void Arrange(MEDIA_DB_HANDLE &rows, const VLIBSZLIST &ids, support::SongList &ou
     }
 }
 
-// The ids of a list of digits and commas; null, with a log line, when memory is short.
+// The ids of a list of digits, commas and blanks; null, with a log line, when memory is short.
 varn::StringList SplitIds(const char *idList) {
     PVLIBSZLIST list = VLIBCSzListAlloc(kIdListBytes);
     const bool isSplit = list != nullptr && VLIBCStrTok(idList, ",", &list) >= 0;
@@ -99,7 +99,7 @@ bool ListByIds(uid_t uid, std::string_view idList, support::SongList &out) {
 int VARNMusicListGetByID(uid_t uid, const char *idList, PLAYLIST_REC **listOut) noexcept {
     using namespace Tonvale::musiclib;
     const bool areIds = uid != varn::kNoUser && NonEmptyStr(idList) &&
-                        idList[std::strspn(idList, "0123456789,")] == '\0';
+                        idList[std::strspn(idList, "0123456789, ")] == '\0';
     return ListSongs(areIds, listOut, [&](Tonvale::support::SongList &songs) {
         return ListByIds(uid, idList, songs);
     });

@@ -1,18 +1,16 @@
 // Changing a playlist: read whole, put together anew, written whole.
 #include <sys/stat.h>
 
+#include <cerrno>
 #include <cstdint>
 #include <new>
 #include <optional>
 #include <string>
 #include <string_view>
-#include <unordered_set>
 
 #include "misc/usb_volume.h"
-#include "musiclib/track_view.h"
 #include "playlist/catalogue.h"
 #include "playlist/duplicates.h"
-#include "playlist/known_songs.h"
 #include "playlist/parse.h"
 #include "playlist/source.h"
 #include "playlist/writer.h"
@@ -49,24 +47,20 @@ std::string PathOf(const char *library, uid_t uid, const char *playlistId) {
     return path.data();
 }
 
-// Reads a playlist that is to be written again. Of an extension that the writer does not know
-// nothing would be left.
-bool ReadForWriting(uid_t uid, const std::string &path, support::SongList &songs) {
-    if (!IsWritable(path)) {
-        LOG_ERROR(kSource, "Only m3u, pls and wpl are written. [%s]", path.c_str());
-        return false;
-    }
-    return ReadWhole(uid, path.c_str(), songs);
-}
-
-bool ExistsForRoot(const std::string &path) {
+// 0 or the error number of stat(2).
+int LookAsRoot(const std::string &path) {
     const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kBackOrGoOn, kSource);
     if (!root) {
         LOG_ERROR(kSource, "Failed to run as root.");
-        return false;
+        return EPERM;
     }
     struct stat info {};
-    return stat(path.c_str(), &info) == 0;
+    return stat(path.c_str(), &info) == 0 ? 0 : errno;
+}
+
+// Adding songs makes a playlist that is gone anew; one that cannot be read must not be emptied.
+bool ReadIfThere(uid_t uid, const std::string &path, support::SongList &songs) {
+    return ReadWhole(uid, path.c_str(), songs) || LookAsRoot(path) == ENOENT;
 }
 
 // ---- replacing and appending --------------------------------------------------------------------
@@ -100,7 +94,7 @@ bool WithoutDuplicates(const Records &staying, const Replacement &change, varn::
 // 0, or -1 with a log line.
 int Replace(uid_t uid, const std::string &path, const Replacement &change) {
     support::SongList songs(kSource);
-    if (!ReadForWriting(uid, path, songs)) {
+    if (!ReadIfThere(uid, path, songs)) {
         LOG_ERROR(kSource, "Failed to update playlist.(%s)", path.c_str());
         return -1;
     }
@@ -140,35 +134,14 @@ int ReplaceInRow(const char *library, uid_t uid, const char *playlistId,
 
 // ---- removing -----------------------------------------------------------------------------------
 
-bool StaysWithoutLibrary(const VARN_MEDIA_INFO &song, const misc::UsbVolumes &usb) {
-    return song.id != 0 || support::IsRemotePath(song.path) || usb.Holds(song.path);
-}
-
-// The names of the songs that the look-up has not found but that the library has: the user browses
-// less than all of it. Empty, with a log line, on failure.
-std::optional<std::unordered_set<std::string>> SongsNotBrowsed(const support::SongList &songs,
-                                                               const misc::UsbVolumes &usb) {
-    const varn::StringList names(VLIBCSzListAlloc(0));
-    for (const PLAYLIST_REC *song = songs.Head(); song != nullptr; song = song->next) {
-        PVLIBSZLIST list = names.get();
-        if (!StaysWithoutLibrary(song->info, usb) && VLIBCSzListPush(&list, song->info.path) < 0) {
-            throw std::bad_alloc();
-        }
-    }
-    return KnownSongs(names.get());
-}
-
 // Keeps the known, remote and removable songs of a list that was read from `path`.
 int WriteWithoutMissing(const support::SongList &songs, const std::string &path) {
     const misc::UsbVolumes usb;
-    const auto notBrowsed = SongsNotBrowsed(songs, usb);
-    if (!notBrowsed) {
-        return -1;
-    }
     Records kept;
-    for (const PLAYLIST_REC *song = songs.Head(); song != nullptr; song = song->next) {
-        if (StaysWithoutLibrary(song->info, usb) || notBrowsed->contains(song->info.path)) {
-            kept.push_back(&song->info);
+    for (const PLAYLIST_REC *entry = songs.Head(); entry != nullptr; entry = entry->next) {
+        const VARN_MEDIA_INFO &song = entry->info;
+        if (song.id != 0 || support::IsRemotePath(song.path) || usb.Holds(song.path)) {
+            kept.push_back(&song);
         }
     }
     kept.push_back(nullptr);
@@ -180,12 +153,12 @@ int WriteWithoutMissing(const support::SongList &songs, const std::string &path)
 }
 
 int RemoveMissing(uid_t uid, const char *playlistId, const std::string &path) {
-    if (!ExistsForRoot(path)) {
+    if (LookAsRoot(path) != 0) {
         LOG_ERROR(kSource, "Playlist(%s, %s) does not exist.", playlistId, path.c_str());
         return -1;
     }
     support::SongList songs(kSource);
-    if (!ReadForWriting(uid, path, songs) || songs.Size() == 0) {
+    if (!ReadWhole(uid, path.c_str(), songs) || songs.Size() == 0) {
         LOG_ERROR(kSource, "Parse playlist (%s, %s) return NULL.", playlistId, path.c_str());
         return -1;
     }
@@ -237,14 +210,12 @@ int RemoveSongs(const char *library, uid_t uid, const char *playlistId, const ch
     if (path.empty()) {
         return -1;
     }
-    if (!ExistsForRoot(path)) {
+    if (LookAsRoot(path) != 0) {
         LOG_ERROR_OLD(kSource, "Playlist(%s, %s) does not exist.", playlistId, path.c_str());
         return -1;
     }
-    const varn::OwnedSongs songs(IsWritable(path)
-                                     ? VARNPlaylistParseByPath(uid, path.c_str(), nullptr, nullptr,
-                                                               0, 0, "id, path, title, album", 0)
-                                     : nullptr);
+    const varn::OwnedSongs songs(VARNPlaylistParseByPath(uid, path.c_str(), nullptr, nullptr, 0, 0,
+                                                         "id, path, title, album", 0));
     if (!songs) {
         LOG_ERROR_OLD(kSource, "pMusicRec is null.");
         return -1;
@@ -254,7 +225,7 @@ int RemoveSongs(const char *library, uid_t uid, const char *playlistId, const ch
 
 int RemoveByPath(uid_t uid, const std::string &path, std::string_view songPath) {
     support::SongList songs(kSource);
-    if (!ReadForWriting(uid, path, songs)) {
+    if (!ReadWhole(uid, path.c_str(), songs)) {
         LOG_ERROR(kSource, "Failed to update playlist.(%s)", path.c_str());
         return -1;
     }

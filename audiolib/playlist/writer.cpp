@@ -226,10 +226,6 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
 
 }  // namespace
 
-bool IsWritable(const std::string &path) {
-    return LayoutOf(NameOf(path)) != nullptr;
-}
-
 int WritePlaylist(const NextRecord &next, const std::string &path) {
     const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
     return WriteAsRoot(next, path);

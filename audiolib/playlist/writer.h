@@ -12,9 +12,6 @@ namespace Tonvale::playlist {
 // Hands out the records to write, one a call, and null at the end.
 using NextRecord = std::function<const VARN_MEDIA_INFO *()>;
 
-// True for a playlist that comes back when it is written: of any other extension nothing is.
-bool IsWritable(const std::string &path);
-
 // Writes a playlist as root and leaves the process running as the package's account. 0, or -1 with
 // a log line.
 int WritePlaylist(const NextRecord &next, const std::string &path);

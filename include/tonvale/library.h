@@ -167,9 +167,9 @@ TONVALE_EXPORT int AudioInfoDBGetOneByPath(const char *library, uid_t uid, int t
 
 // Lists the songs of some ids, decimal and separated by commas, as far as the user's browse library
 // (VARNAudioWebapiUtilsGetBrowseLibraryByUid) has them: in the order of the ids, one that comes
-// twice is listed twice. Anything but digits and commas is refused, and a list that takes more than
-// half of the machine's memory (11.7 KB a song). Rows are read 5000 ids at a time. The number of
-// songs, or -1 with *listOut null.
+// twice is listed twice. Blanks may stand round an id. Anything but digits, commas and blanks is
+// refused, and a list that takes more than half of the machine's memory (11.7 KB a song). Rows are
+// read 5000 ids at a time. The number of songs, or -1 with *listOut null.
 TONVALE_EXPORT int VARNMusicListGetByID(uid_t uid, const char *idList,
                                         PLAYLIST_REC **listOut) noexcept;
 

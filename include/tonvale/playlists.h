@@ -120,7 +120,9 @@ TONVALE_EXPORT int VARNWriteMusicPlaylistWithMediaList(const VARN_MEDIA_INFO *co
 // playlist row: "shared" or "personal", the user, the row's id in decimal. The personal calls name
 // a file instead, one of the user's own playlist folder. Positions count from 0.
 // `songs` stays the caller's and as it was. Of two edits at once one may be lost: reading takes no
-// lock. 0, or -1 (unknown playlist, one that cannot be read, a bad position, writing failed).
+// lock. A playlist of an extension that is not written, m3u8 too, is left empty. 0, or -1 (unknown
+// playlist, one that cannot be read, a bad position, writing failed). A file that is not there is
+// made where songs are added or replaced, and cannot be read otherwise.
 
 // Puts `songs` in the place of `length` entries from `start` on; length below 0 means to the end.
 // A start at the end appends; one after it is refused.
@@ -154,8 +156,8 @@ TONVALE_EXPORT int VARNPlaylistRemoveSongs(const char *library, uid_t uid, const
 TONVALE_EXPORT int VARNPersonalPlaylistRemoveSongByPath(uid_t uid, const char *playlistPath,
                                                         const char *songPath) noexcept;
 
-// Removes the entries that the library does not know, but remote ones and those on USB volumes.
-// What the library has and this user does not browse stays: songs of others, tracks of split files
+// Removes the entries that the user's library does not know, but remote ones and those on USB
+// volumes. With them go songs that the user does not browse: those of others, tracks of split files
 // for a user who does not see them, the split files themselves.
 TONVALE_EXPORT int VARNPlaylistRemoveMissing(const char *library, uid_t uid,
                                              const char *playlistId) noexcept;

@@ -74,6 +74,7 @@ constexpr Holders kHolders[] = {
     {Reason::kNotAPlayQueue, "current position client"},
     {Reason::kNotAStationName, "name"},
     {Reason::kBadRule, "rule"},
+    {Reason::kNothingToDownload, "id"},
 };
 
 constexpr bool HasEveryBadValue() {

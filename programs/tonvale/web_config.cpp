@@ -39,8 +39,8 @@ constexpr char kProxies[] = "trusted_proxies";
 // The page's files are in css/ and js/, or have a dot; any other path is one of its addresses.
 //
 // What nginx refuses by itself has the web API's form below /webapi/, and is a line of text
-// elsewhere. A request line that is too long has no path: the line itself tells which it is, and no
-// location with a name is reached from it but by way of another one.
+// elsewhere. A request line that is too long, or that is none, has no path: the line itself tells
+// which it is, and no location with a name is reached from it but by way of another one.
 //
 // The names of shares are in paths and queries. Neither is logged. nginx's messages of single
 // requests hold both and are not logged either.
@@ -149,13 +149,15 @@ http {
     map $status $retry { default ""; 503 5; }
     server {
         listen @LISTEN@;
-        error_page 400 404 405 413 431 $refused;
-        error_page 414 =431 /431;  # and from there once more
+        error_page 400 /400;  # and from there once more
+        error_page 414 =431 /431;
+        error_page 404 405 413 431 $refused;
+        error_page 421 =400 $refused;
         recursive_error_pages on;
         error_page 494 =431 $refused;
         error_page 502 =500 $refused;
         error_page 503 504 =503 $refused;
-@TLS@        if ($told_host ~ [^][0-9A-Za-z._:-]) { return 400; }
+@TLS@        if ($told_host ~ [^][0-9A-Za-z._:-]) { return 421; }
         location = /webapi/entry.cgi { scgi_pass "unix:@SOCKET@"; }
         location ~ ^/webapi/(entry\.cgi/)?(openapi\.json|VARN\.[\w.]+/\w+)$ {
             scgi_pass "unix:@SOCKET@";
@@ -174,6 +176,7 @@ http {
             add_header Content-Security-Policy "@POLICY@";
             location ~ ^/(css/|js/|[^/]*\.) { try_files $uri =404; }
         }
+        location = /400 { internal; error_page 400 $refused; return 400; }
         location = /431 { internal; return 431; }
         location @refused {
             types { }

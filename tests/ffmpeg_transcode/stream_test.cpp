@@ -198,7 +198,14 @@ TEST_F(WavRanges, AreSlicesOfTheWholeAnswer) {
                                          std::to_string(total - 1) + "/" + std::to_string(total)) !=
                         part.header.npos)
                 << part.header;
-            EXPECT_TRUE(part.body == whole.body.substr(first)) << formatSize << " " << first;
+            // A stream that starts later has no sound where its header stands.
+            const uint32_t silent = first < kRate || first % kRate >= 44 + extra
+                                        ? 0
+                                        : std::min(44 + extra - first % kRate, total - first);
+            EXPECT_TRUE(part.body == std::string(silent, '\0') + whole.body.substr(first + silent))
+                << formatSize << " " << first;
+            const std::string start = "-ss|" + std::to_string(first / kRate) + "|";
+            EXPECT_NE(Asked().rfind(start), std::string::npos) << first;
         }
         EXPECT_TRUE(Ask(song, "bytes=40-60").body == whole.body.substr(40, 21)) << formatSize;
     }

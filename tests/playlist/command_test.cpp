@@ -92,6 +92,31 @@ TEST_F(PlaylistCommand, SharedAndPersonalOnes) {
            {"--user", "alice", "--personal"});
 }
 
+// What somebody does not browse is not missing.
+TEST_F(PlaylistCommand, HiddenSongsAreNotMissing) {
+    AddSong({.path = In("shared.mp3")});
+    AddSong({.userid = kAlice, .path = In("hers.mp3")});
+    AddSong({.userid = kBob, .path = In("bobs.mp3")});
+    AddSong({.path = In("it's.flac"), .has_virtual = true});
+    AddSong({.path = In("it's.flac"), .track = 3, .is_virtual = true});
+    Touch(In("not indexed.mp3"));
+    const std::string kept =
+        "shared.mp3\r\nit's.flac\r\nhers.mp3\r\nbobs.mp3\r\nit's.flac_3\r\nhttp://r/\r\n"
+        "/volumeUSB1/usbshare/x\r\n";
+    AddRow(In("l.m3u"), "l", "m");
+    for (const char *settings :
+         {R"("audio_show_virtual_library": true)", R"("audio_show_virtual_library": false)",
+          R"("browse_personal_library": "personal")"}) {
+        SCOPED_TRACE(settings);
+        WriteFile(varn::path::kUsersFile, "{\"1030\": {" + std::string(settings) + "}}");
+        Touch(In("l.m3u"), kept + "it's.flac_4\ngone.mp3\nnot indexed.mp3\nrtsp://r/x\n");
+        std::filesystem::permissions(In("l.m3u"), std::filesystem::perms(0666));
+        const Finished finished = Run({"playlist", "missing", "l", "--user", "alice"});
+        EXPECT_EQ(finished.status, 0) << finished.err;
+        EXPECT_EQ(ReadFile(In("l.m3u")), "#EXTM3U\r\n" + kept);
+    }
+}
+
 TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
     const std::string file = In("caf\xE9.mp3");
     Touch(file);

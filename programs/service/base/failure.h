@@ -76,6 +76,7 @@ enum class Reason {
     kNotAPlayQueue,
     kNotAStationName,
     kBadRule,  // (where and what)
+    kNothingToDownload,
 
     // kNotPermitted
     kNoPersonalLibrary,  // (kind of library)

@@ -100,6 +100,7 @@ constexpr Wording kWordings[] = {
      "a client's name of 200 bytes at most"},
     {Reason::kNotAStationName, "a radio station's name is a line of UTF-8 of 1 to 200 bytes"},
     {Reason::kBadRule, "the rule has a mistake: {}"},
+    {Reason::kNothingToDownload, "name songs, a folder, a playlist or what they have in common"},
 
     {Reason::kNoPersonalLibrary,
      "the user has no personal library, and so none called '{}'; the libraries are all, shared, "

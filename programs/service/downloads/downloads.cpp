@@ -64,7 +64,7 @@ std::string Part(std::string text) {
 Download DownloadOf(const ListRequest &request) {
     const std::string condition = Condition(request.filters);
     if (condition.empty()) {
-        throw Failure(Reason::kValueMissing);
+        throw Failure(Reason::kNothingToDownload);
     }
     const Filters &filters = request.filters;
     Files files;

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <filesystem>
 #include <limits>
+#include <map>
 #include <optional>
 #include <random>
 #include <set>
@@ -24,6 +25,7 @@
 #include "service/playlists/playlists.h"
 #include "service/sharing/link_hooks.h"
 #include "tonvale/library.h"
+#include "tonvale/media.h"
 #include "tonvale/webapi.h"
 #include "varn/number.h"
 
@@ -125,6 +127,38 @@ void CheckEntries(const PLAYLIST_REC *songs) {
             throw Failure(Reason::kUnwritableEntry, path);
         }
     }
+}
+
+// The positions of songs that nobody browses: of all entries but remote ones and those on volumes
+// that somebody can unplug, those that the library does not have at all.
+std::set<int> MissingPositions(const PLAYLIST_REC *songs) {
+    std::map<int, std::string> unknown;
+    for (int position = 0; songs != nullptr; songs = songs->next, ++position) {
+        if (songs->info.id == 0 && !IsHttpUrl(songs->info.path)) {
+            unknown.emplace(position, songs->info.path);
+        }
+    }
+    std::vector<std::string> names;
+    for (const auto &[position, name] : unknown) {
+        names.push_back(name);
+    }
+    const std::set<std::string> known = NamesInLibrary(names);
+    std::map<std::string, bool> isOnUsb;  // by folder: the volumes are asked for each answer
+    std::set<int> missing;
+    for (const auto &[position, name] : unknown) {
+        if (known.contains(name)) {
+            continue;
+        }
+        const std::string folder = name.substr(0, name.rfind('/') + 1);
+        const auto [volume, isNew] = isOnUsb.try_emplace(folder, false);
+        if (isNew) {
+            volume->second = VARNAudioIsUSBVolume(folder.c_str()) == 1;
+        }
+        if (!volume->second) {
+            missing.insert(position);
+        }
+    }
+    return missing;
 }
 
 // The writer leaves nothing of a list in any other format.
@@ -279,17 +313,8 @@ void RemovePositions(const Collection &collection, const Playlist &playlist,
 }
 
 void RemoveMissing(const Collection &collection, const Playlist &playlist) {
-    const LockedList locked(collection, playlist);
-    const std::string &file = locked.Get().path;
-    CheckFormat(file);
-    const HeldPlaylist list(collection, file, HeldPlaylist::Use::kChange);
-    // The call takes an empty list for one that cannot be read.
-    if (CountEntries(collection.uid, list, file) > 0) {
-        Rewrite(list, [&](const char *path) {
-            Report(VARNPersonalPlaylistRemoveMissing(collection.uid, path),
-                   Reason::kPlaylistNotWritten, file);
-        });
-    }
+    Change(collection, playlist,
+           [](varn::OwnedSongs &list) { RemoveEntries(list, MissingPositions(list.get())); });
 }
 
 namespace {

@@ -9,6 +9,7 @@
 
 #include "service/base/failure.h"
 #include "service/base/text.h"
+#include "service/lists/tables.h"
 #include "service/songs/songs.h"
 #include "tonvale/webapi.h"
 #include "varn/number.h"
@@ -181,6 +182,20 @@ std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
         songs.emplace(NameInPlaylist(song->info), song->info);
     }
     return songs;
+}
+
+std::set<std::string> NamesInLibrary(const std::vector<std::string> &names) {
+    const std::string condition = Condition(names);
+    std::set<std::string> known;
+    if (condition.empty()) {
+        return known;
+    }
+    for (const varn::Row row :
+         AskTables("SELECT path, is_virtual, track FROM track WHERE " + condition)) {
+        const bool isTrack = *row.Text("is_virtual") == 't';
+        known.insert(row.Text("path") + (isTrack ? std::string("_") + row.Text("track") : ""));
+    }
+    return known;
 }
 
 bool IsHttpUrl(const std::string &text) {

@@ -4,6 +4,7 @@
 #include <sys/types.h>
 
 #include <map>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -23,6 +24,10 @@ std::string NameInPlaylist(const VARN_MEDIA_INFO &song);
 // one statement; none for a file that is browsed as its tracks. Throws a Failure.
 std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
                                                       const std::vector<std::string> &names);
+
+// Those of some paths and virtual names that are songs of the library: anybody's, tracks of split
+// files and the files. Throws a Failure.
+std::set<std::string> NamesInLibrary(const std::vector<std::string> &names);
 
 bool IsHttpUrl(const std::string &text);
 
