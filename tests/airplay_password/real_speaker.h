@@ -6,12 +6,11 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <thread>
 
+#include "support/eventually.h"
 #include "support/sockets.h"
 #include "support/spawn.h"
 
@@ -49,17 +48,13 @@ class RealSpeaker {
 
   private:
     void WaitUntilItListens(const std::filesystem::path &folder) const {
-        for (int tries = 0; pid_ > 0 && tries < 500; ++tries) {
+        const bool listens = Eventually([&] {
             const int fd = socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-            const bool listens = Connect(fd, LoopbackAddress(port_));
+            const bool connects = Connect(fd, LoopbackAddress(port_));
             close(fd);
-            if (listens) {
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        ADD_FAILURE() << "the receiver does not listen: "
-                      << std::ifstream(folder / "receiver.log").rdbuf();
+            return connects;
+        });
+        EXPECT_TRUE(listens) << std::ifstream(folder / "receiver.log").rdbuf();
     }
 
     const int port_ = UnusedPort();

@@ -148,13 +148,6 @@ TEST_F(AgentTest, TakesAnswersHoweverTheyCome) {
         {"without a length", {"HTTP/1.1 200 OK\r\n\r\n&quot;"}, CURLE_OK, "\""},
         {"ends early", CutReply(Reply("&lt;0123456789"), 8, Ending::kClose), CURLE_PARTIAL_FILE,
          "<01"},
-        {"chunk ends early", CutReply(ChunkedReply("0123456789", 5), 12, Ending::kClose),
-         CURLE_PARTIAL_FILE, "01234"},
-        {"bad chunk",
-         {"HTTP/1.1 200 OK\r\nTransfer-Encoding: chunked\r\n\r\nzz\r\n"},
-         CURLE_RECV_ERROR,
-         ""},
-        {"nothing", {""}, CURLE_GOT_NOTHING, ""},
         {"reset", CutReply(Reply(""), 1000, Ending::kReset), CURLE_RECV_ERROR, ""}};
     for (const auto &[name, reply, result, response] : kCases) {
         const auto [got, text] = Received(reply);

@@ -1,5 +1,3 @@
-#include <json/json.h>
-
 #include <chrono>
 #include <cstdlib>
 #include <tuple>
@@ -12,26 +10,15 @@ namespace tonvale_test {
 
 namespace {
 
-Json::Value Parsed(const std::string &text) {
-    Json::Value json;
-    Json::CharReaderBuilder strict;
-    Json::CharReaderBuilder::strictMode(&strict.settings_);
-    std::string error;
-    std::istringstream stream(text);
-    EXPECT_TRUE(Json::parseFromStream(strict, stream, &json, &error)) << error << text;
-    return json;
-}
-
 Finished Verb(std::vector<std::string> words) {
     words.insert(words.begin(), "mediaserver");
     return Tonvale(std::move(words));
 }
 
 Json::Value Printed(std::vector<std::string> words) {
+    words.insert(words.begin(), "mediaserver");
     words.emplace_back("--json");
-    const Finished run = Verb(std::move(words));
-    EXPECT_EQ(run.status, 0) << run.err;
-    return Parsed(run.out);
+    return JsonOf(words);
 }
 
 // What the servers that answer say of themselves.
@@ -101,7 +88,10 @@ TEST_F(MediaServerTest, ListsWhatAnswers) {
                                     "urn:schemas-upnp-org:service:ContentDirectory:1\r\n\r\n");
 }
 
+// Other machines' servers can be asked where no system of ours is installed.
 TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
+    const std::string root = getenv("TONVALE_ROOT");
+    unsetenv("TONVALE_ROOT");
     ScriptedSsdp gone({});
     gone.Stop();
     const ScriptedHttp page([](const HttpRequest &) { return Reply("<html/>"); });
@@ -137,16 +127,7 @@ TEST_F(MediaServerTest, RefusesWhatItCannotUse) {
         EXPECT_EQ(run.status, status) << message << "\n" << run.err;
         EXPECT_TRUE(Contains(run.err, message)) << message << "\n" << run.err;
     }
-}
-
-// Other machines' servers can be asked where no system of ours is installed.
-TEST_F(MediaServerTest, NeedsNoRoot) {
-    const std::string root = getenv("TONVALE_ROOT");
-    unsetenv("TONVALE_ROOT");
-    const Finished run = Verb({"browse", "ftp://x"});
     setenv("TONVALE_ROOT", root.c_str(), 1);
-    EXPECT_EQ(run.status, 2);
-    EXPECT_TRUE(Contains(run.err, "http:// or https://")) << run.err;
 }
 
 TEST_F(MediaServerTest, PagesAndDescends) {
@@ -203,7 +184,7 @@ TEST_F(MediaServerTest, EndsWithAServerThatDoesNot) {
     const Finished pages = Verb({"browse", server.Url(), "--json"});
     EXPECT_EQ(pages.status, 1);
     EXPECT_TRUE(Contains(pages.err, "repeats the page before")) << pages.err;
-    EXPECT_EQ(Parsed(pages.out)["items"].size(), 2u);
+    EXPECT_EQ(StrictJson(pages.out)["items"].size(), 2u);
     const Finished one = Verb({"browse", server.Url(), "0", "--metadata"});
     EXPECT_EQ(one.out, "(untitled)/  [0]\n1 object\n");
 }

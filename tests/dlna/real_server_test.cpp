@@ -1,9 +1,8 @@
-#include <json/json.h>
-
+#include <fstream>
 #include <set>
+#include <sstream>
 
 #include "dlna/media_server.h"
-#include "programs/command.h"
 #include "support/environment.h"
 #include "support/fixture.h"
 #include "varnindex/samples.h"
@@ -83,7 +82,7 @@ void DescribesATrack(const MediaServer &server, const std::string &id) {
     EXPECT_TRUE(track.getValueByKey("res").starts_with("http://127.0.0.1:"));
 }
 
-void AnswersAndRefuses(const MediaServer &server) {
+void AnswersTheOtherActions(const MediaServer &server) {
     const std::pair<DMAGENT_ACTION, const char *> kActions[] = {
         {DMAGENT_GET_SEARCH_CAPABILITIES, "<SearchCaps>"},
         {DMAGENT_GET_SORT_CAPABILITIES, "<SortCaps>"},
@@ -91,29 +90,8 @@ void AnswersAndRefuses(const MediaServer &server) {
     for (const auto &[action, answer] : kActions) {
         DMAGet get(action, server.ControlUrl());
         EXPECT_EQ(get.Perform(), 0);
-        EXPECT_TRUE(Contains(get.response(), answer)) << get.response();
+        EXPECT_NE(get.response().find(answer), std::string::npos) << get.response();
     }
-    DMABrowse browse(DMAGENT_BROWSE_CHILDREN, server.ControlUrl());
-    browse.objectId = "no such object";
-    EXPECT_EQ(browse.Perform(), 0);
-    DMAParser parser;
-    EXPECT_EQ(parser.Parse(&browse), 0);
-    EXPECT_TRUE(parser.items.nodes().empty() && parser.containers.nodes().empty());
-    EXPECT_TRUE(Contains(browse.response(), "<errorCode>701</errorCode>")) << browse.response();
-}
-
-void IsShownByTheCommandLine(const MediaServer &server, const std::string &all) {
-    const Finished browse =
-        Tonvale({"mediaserver", "browse", server.ControlUrl(), all, "--offset", "20", "--json"});
-    EXPECT_EQ(browse.status, 0) << browse.err;
-    Json::Value page;
-    std::istringstream(browse.out) >> page;
-    ASSERT_EQ(page["items"].size(), kTracks - 20u);
-    EXPECT_TRUE(page["items"][0]["resources"][0]["res"].asString().starts_with("http://"));
-    const Finished tree = Tonvale({"mediaserver", "browse", server.ControlUrl(), "--depth", "3"});
-    EXPECT_EQ(tree.status, 0) << tree.err;
-    EXPECT_TRUE(Contains(tree.out, "\nMusic/  [")) << tree.out.substr(0, 500);
-    EXPECT_TRUE(Contains(tree.out, "\n    " + Title(kTracks) + " - "));
 }
 
 // All of it in one test: a server takes its time to start.
@@ -124,8 +102,7 @@ TEST_F(RealServerTest, ShowsItsMusic) {
     std::string first;
     ShowsItsTracksInPages(server, all, first);
     DescribesATrack(server, first);
-    AnswersAndRefuses(server);
-    IsShownByTheCommandLine(server, all);
+    AnswersTheOtherActions(server);
 }
 
 }  // namespace

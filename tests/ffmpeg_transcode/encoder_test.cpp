@@ -2,6 +2,7 @@
 #include <tuple>
 
 #include "ffmpeg_transcode/sound.h"
+#include "support/sounds.h"
 
 namespace {
 
@@ -12,14 +13,10 @@ class RealEncoder : public tonvale_test::StreamTest {
   protected:
     // A file of noise with tags. The options settle its format.
     static std::string Make(const std::string &name, double seconds, const std::string &options) {
-        const std::string path = scratch() / name;
-        const std::string command =
-            "ffmpeg -v error -y -f lavfi -i 'anoisesrc=seed=5:amplitude=0.5:"
-            "sample_rate=44100:duration=" +
-            std::to_string(seconds) + "' -metadata title=x -metadata artist=y " + options + " \"" +
-            path + "\"";
-        EXPECT_EQ(std::system(command.c_str()), 0) << command;
-        return path;
+        return tonvale_test::MakeSound(
+            scratch() / name,
+            "anoisesrc=seed=5:amplitude=0.5:sample_rate=44100:duration=" + std::to_string(seconds),
+            "-metadata title=x -metadata artist=y " + options);
     }
 
     static Answered Transcode(const VARN_MEDIA_INFO &song, const char *format) {

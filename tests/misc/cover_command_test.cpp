@@ -1,7 +1,4 @@
-#include <json/json.h>
-
 #include <fstream>
-#include <sstream>
 #include <tuple>
 
 #include "misc/cover_fixture.h"
@@ -13,13 +10,7 @@ namespace {
 
 class CoverCommandTest : public CoverTest {
   protected:
-    static Json::Value Cover(const std::string &file) {
-        const Finished run = Tonvale({"cover", "--json", file});
-        EXPECT_EQ(run.status, 0) << run.err;
-        Json::Value root;
-        std::istringstream(run.out) >> root;
-        return root;
-    }
+    static Json::Value Cover(const std::string &file) { return JsonOf({"cover", "--json", file}); }
     static std::string Results(const Json::Value &root) {
         std::string all;
         for (const Json::Value &place : root["places"]) {

@@ -8,6 +8,7 @@
 
 #include "platform/child.h"
 #include "support/fixture.h"
+#include "support/spawn.h"
 #include "tonvale/media.h"
 
 namespace {
@@ -18,12 +19,8 @@ using tonvale_test::HoldsInChild;
 constexpr char kShell[] = "/bin/sh";
 
 int Exec(std::vector<std::string> words, int wait = 1) {
-    std::vector<char *> argv;
-    for (std::string &word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
-    return VARNExec(argv.front(), argv.data(), wait);
+    const tonvale_test::Arguments argv(std::move(words));
+    return VARNExec(argv.Get()[0], argv.Get(), wait);
 }
 
 int Shell(const std::string &script, int wait = 1) {

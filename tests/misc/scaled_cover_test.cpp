@@ -14,7 +14,6 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::BlackSquare;
 using tonvale_test::Draw;
 using tonvale_test::Identify;
 using tonvale_test::Output;
@@ -194,22 +193,6 @@ TEST_F(ScaledCoverTest, ScalesRealPictures) {
         EXPECT_EQ(Identify(EaDir(song) / kName), scaled) << name;
     }
     EXPECT_EQ(Complaints(), 0);
-}
-
-TEST_F(ScaledCoverTest, WritesWhereItIsAskedTo) {
-    // The converter has a meaning of its own for most of these.
-    Draw("600x600", source_);
-    for (const char *name :
-         {"x%d", "x%%d", "x%03d", "%%%", "x%[fname:a]", "100%", "x[1]", "x*", "jpg:x", "@x", "-x",
-          "back\\slash", "q'\"", "x{a,b}", "caf\xE9", "two\nlines"}) {
-        SCOPED_TRACE(name);
-        const fs::path song = Put(Music() / "songs" / name);
-        EXPECT_EQ(Scaled(song, source_), EaDir(song) / kName);
-        EXPECT_TRUE(fs::is_regular_file(EaDir(song) / kName));
-        EXPECT_EQ(Entries(EaDir(song)), 1);
-    }
-    EXPECT_EQ(Entries(Music() / "songs" / "@eaDir"), 16);
-    EXPECT_EQ(Identify(source_), "JPEG 600x600") << "nothing was written over it";
 }
 
 TEST_F(ScaledCoverTest, TakesTheFirstFrameOfAnAnimation) {

@@ -7,10 +7,7 @@
 namespace {
 
 using tonvale_test::Handle;
-using tonvale_test::kDecoys;
-using tonvale_test::kHostile;
 using tonvale_test::Texts;
-using tonvale_test::TrackRow;
 
 class LibraryBrowse : public tonvale_test::LibraryRows {
   protected:

@@ -1,15 +1,13 @@
 // Which server the library talks to, and as whom.
 #include <grp.h>
-#include <sys/socket.h>
-#include <sys/un.h>
 #include <unistd.h>
 
-#include <array>
 #include <cstdlib>
 
 #include "platform/child.h"
 #include "support/fixture.h"
 #include "support/socket_elsewhere.h"
+#include "support/sockets.h"
 #include "tonvale/library.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
@@ -54,9 +52,7 @@ TEST_F(LibraryConnect, ASocketNobodyListensOnFallsBackToo) {
     SocketElsewhere elsewhere;
     setenv("PGHOST", elsewhere.to.parent_path().c_str(), 1);
     const int deaf = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    sockaddr_un address = {AF_UNIX, {}};
-    elsewhere.from.string().copy(address.sun_path, sizeof(address.sun_path) - 1);
-    ASSERT_EQ(bind(deaf, reinterpret_cast<sockaddr *>(&address), sizeof(address)), 0);
+    ASSERT_TRUE(tonvale_test::Bind(deaf, tonvale_test::LocalAddress(elsewhere.from)));
     EXPECT_TRUE(Connects());
     EXPECT_TRUE(Logged(
         "audiolib/musiclib:[0-9]+ Failed to connect over the local socket \\(.*\\.s\\.PGSQL"));
@@ -93,23 +89,6 @@ TEST_F(LibraryConnect, EffectiveUserIsTheSameAfterwards) {
     EXPECT_TRUE(HoldsInChild([] {  // no rights at all: as whoever it is, whom the server refuses
         EXPECT_TRUE(setgroups(0, nullptr) == 0 && setresgid(65534, 65534, 65534) == 0 &&
                     setresuid(65534, 65534, 65534) == 0 && !Connects() && geteuid() == 65534);
-    }));
-}
-
-TEST_F(LibraryConnect, ComesBackWhereTheNameLeadsNoWay) {
-    std::string groups;
-    for (int id = 0; id < 65540; ++id) {  // more than the kernel takes
-        groups += "g:x:" + std::to_string(id) + ":alice\n";
-    }
-    WriteFile(varn::path::kGroup, groups);
-    fs::permissions(root(), fs::perms(0755));
-    EXPECT_TRUE(!IsRoot() || HoldsInChild([] {
-        ASSERT_EQ(setgroups(1, std::array<gid_t, 1>{7}.data()), 0);
-        std::array<gid_t, 2> kept{};
-        EXPECT_TRUE(VLIBSetEffective(kAlice, 100) == 0 && Connects() && geteuid() == kAlice &&
-                    getegid() == 100);
-        EXPECT_EQ(getgroups(2, kept.data()), 1);
-        EXPECT_EQ(kept[0], 7U) << "another account's groups";
     }));
 }
 

@@ -1,9 +1,8 @@
 // The indexes that the common statements rest on are really used.
 #include <array>
-#include <chrono>
 #include <regex>
-#include <thread>
 
+#include "support/eventually.h"
 #include "support/fixture.h"
 #include "tonvale/library.h"
 
@@ -21,17 +20,14 @@ class LibraryPlan : public tonvale_test::DatabaseTest {
     // Statistics, and a visibility map without which no index can answer alone. A page counts as
     // visible only when no transaction is left from before it, be it one of autovacuum.
     static void Settle() {
-        for (int tries = 0; tries < 100; ++tries) {
+        EXPECT_TRUE(tonvale_test::Eventually([] {
             Query(
                 "VACUUM ANALYZE track, album_track, artist_track, composer_track, genre_track, "
                 "virtual_info_track, rating_track");
-            if (Value("SELECT relallvisible >= relpages FROM pg_class WHERE relname = 'track'") ==
-                "t") {
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(50));
-        }
-        ADD_FAILURE() << "the visibility map is not complete";
+            return Value(
+                       "SELECT relallvisible >= relpages FROM pg_class WHERE relname = 'track'") ==
+                   "t";
+        })) << "the visibility map is not complete";
     }
 
     // The FROM part that the frame puts in front of a condition.

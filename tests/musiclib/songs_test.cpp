@@ -15,7 +15,6 @@ using tonvale_test::kDecoys;
 using tonvale_test::kHostile;
 using tonvale_test::List;
 using tonvale_test::Texts;
-using tonvale_test::TrackRow;
 
 class LibrarySongs : public tonvale_test::LibraryRows {
   protected:

@@ -25,8 +25,12 @@ class Database : public tonvale_test::DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();
-        conn_ = VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr,
-                              "mediaserver");
+        Reconnect();
+    }
+    void Reconnect(const char *database = "mediaserver") {
+        VARNDBClose(conn_);
+        conn_ =
+            VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr, database);
         ASSERT_NE(conn_, nullptr) << VARNDBErrorGet(nullptr);
     }
     void TearDown() override {
@@ -48,11 +52,8 @@ TEST_F(Database, ABackslashStaysInItsQuotes) {
     for (const char *options : {"", "-c standard_conforming_strings=off -c statement_timeout=7s"}) {
         ASSERT_EQ(Execute("ALTER DATABASE mediaserver SET standard_conforming_strings = off"), 0);
         setenv("PGOPTIONS", options, 1);
-        VARNDBClose(conn_);
-        conn_ = VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr,
-                              "mediaserver");
+        Reconnect();
         unsetenv("PGOPTIONS");
-        ASSERT_NE(conn_, nullptr) << VARNDBErrorGet(nullptr);
         const auto sql = varn::Sql("SELECT '@VARN:VAR' AS t", "\\' OR true --");
         ASSERT_EQ(Execute(sql->c_str()), 1) << VARNDBErrorGet(conn_);
         EXPECT_STREQ(VARNDBFetchField(result_, 0, "t"), "\\' OR true --");
@@ -151,12 +152,6 @@ class KeptConnections : public Database {
     void TearDown() override {
         VARNDBKeepConnections(0);
         Database::TearDown();
-    }
-    void Reconnect(const char *database = "mediaserver") {
-        VARNDBClose(conn_);
-        conn_ =
-            VARNDBConnect(At(varn::path::kDatabaseSocketDir).c_str(), "Tonvale", nullptr, database);
-        ASSERT_NE(conn_, nullptr) << VARNDBErrorGet(nullptr);
     }
     std::string One(const char *sql) {
         return Execute(sql) == 1 ? VARNDBFetchFieldAt(result_, 0, 0) : "failed";

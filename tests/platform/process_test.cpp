@@ -11,58 +11,31 @@
 #include <fstream>
 #include <functional>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "platform/child.h"
+#include "support/eventually.h"
 #include "support/fixture.h"
+#include "support/spawn.h"
 #include "varn/base.h"
 
 namespace {
 
 namespace fs = std::filesystem;
+using tonvale_test::Arguments;
+using tonvale_test::Eventually;
 using tonvale_test::HoldsInChild;
+using tonvale_test::TextOf;
 
 constexpr char kShell[] = "/bin/sh";
-
-// An argument vector of texts.
-class Arguments {
-  public:
-    Arguments(std::vector<std::string> texts) : texts_(std::move(texts)) {
-        for (std::string &text : texts_) {
-            pointers_.push_back(text.data());
-        }
-        pointers_.push_back(nullptr);
-    }
-    char *const *Get() const { return pointers_.data(); }
-
-  private:
-    std::vector<std::string> texts_;
-    std::vector<char *> pointers_;
-};
 
 FILE *Open(const char *path, const char *mode, const std::vector<std::string> &argv) {
     return VLIBCPopenv(path, mode, Arguments(argv).Get());
 }
 
-std::string ReadAll(FILE *stream) {
-    std::string text;
-    for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) {
-        text += static_cast<char>(c);
-    }
-    return text;
-}
-
 // What a shell prints; the test fails unless it ends well.
 std::string ShellOutput(const std::string &script) {
-    FILE *stream = Open(kShell, "r", {"sh", "-c", script});
-    if (stream == nullptr) {
-        ADD_FAILURE() << script;
-        return {};
-    }
-    std::string text = ReadAll(stream);
-    EXPECT_EQ(VLIBCPclose(stream), 0) << script;
-    return text;
+    return tonvale_test::Output({kShell, "-c", script});
 }
 
 class Process : public tonvale_test::SystemTest {
@@ -70,15 +43,11 @@ class Process : public tonvale_test::SystemTest {
     // It is gone, or dead and waits for its new parent to see that.
     static void ExpectDead(const std::string &line) {
         const std::string stat = "/proc/" + line.substr(0, line.find('\n')) + "/stat";
-        std::string state = ReadFile(stat);
-        for (int tries = 0; tries < 300; ++tries) {
-            if (state.empty() || state.find(") Z ") != state.npos) {
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(10));
-            state = ReadFile(stat);
-        }
-        ADD_FAILURE() << "still there: " << state;
+        EXPECT_TRUE(Eventually([&] {
+            const std::string state = ReadFile(stat);
+            return state.empty() || state.find(") Z ") != state.npos;
+        })) << "still there: "
+            << ReadFile(stat);
     }
 };
 
@@ -165,7 +134,7 @@ TEST_F(Process, PassesArgumentsThroughNoShell) {
     }
     FILE *stream = Open("/usr/bin/printf", "r", argv);
     ASSERT_NE(stream, nullptr);
-    EXPECT_EQ(ReadAll(stream), expected);
+    EXPECT_EQ(TextOf(stream), expected);
     EXPECT_EQ(VLIBCPclose(stream), 0);
 }
 
@@ -180,9 +149,7 @@ TEST_F(Process, DetachesAProgramThatNobodyWaitsFor) {
     ASSERT_EQ(VLIBCExecv(kShell, Arguments({"sh", "-c", script}).Get(), 0), 0);
     EXPECT_EQ(waitpid(-1, nullptr, WNOHANG), -1) << "somebody would have to reap it";
     std::ofstream(go).close();
-    for (int tries = 0; tries < 500 && !fs::exists(out); ++tries) {
-        std::this_thread::sleep_for(std::chrono::milliseconds(10));
-    }
+    EXPECT_TRUE(Eventually([&] { return fs::exists(out); }));
     // Readers of this process's output would wait for a program that holds it.
     const std::string seen = ReadFile(out);
     EXPECT_TRUE(seen.starts_with("/dev/null\n/dev/null\n")) << seen;
@@ -203,7 +170,7 @@ TEST_F(Process, EndsAProgramWhoseReaderLeaves) {
         }
         // One that was read to its end has something to finish.
         FILE *ending = Open(kShell, "r", {"sh", "-c", "exec >&-; sleep 0.2; exit 3"});
-        EXPECT_EQ(ReadAll(ending), "");
+        EXPECT_EQ(TextOf(ending), "");
         EXPECT_EQ(WEXITSTATUS(VLIBCPclose(ending)), 3);
     }));
 }

@@ -84,6 +84,11 @@ inline Finished Tonvale(std::vector<std::string> arguments) {
     return Command(std::move(arguments)).Wait();
 }
 
+inline void ExpectDone(const std::vector<std::string> &arguments) {
+    const Finished done = Tonvale(arguments);
+    EXPECT_EQ(done.status, 0) << done.err;
+}
+
 inline bool Contains(const std::string &text, const std::string &part) {
     return text.find(part) != std::string::npos;
 }

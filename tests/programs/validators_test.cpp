@@ -26,9 +26,6 @@ TEST(Validators, TellWhetherAPictureChanged) {
     for (const auto &[ifNoneMatch, unchanged] : kCases) {
         EXPECT_EQ(tonvale_service::IsUnchanged(now, ifNoneMatch, ""), unchanged) << ifNoneMatch;
     }
-    const std::string &date = now.lastModified;
-    EXPECT_TRUE(tonvale_service::IsUnchanged(now, "", date));
-    EXPECT_FALSE(tonvale_service::IsUnchanged(now, "\"a\"", date));
     EXPECT_FALSE(tonvale_service::IsUnchanged(now, "", "Sun, 06 Nov 1994 08:49:36 GMT"));
     EXPECT_FALSE(tonvale_service::IsUnchanged(now, "", ""));
     EXPECT_FALSE(tonvale_service::IsUnchanged({}, "", ""));

@@ -10,6 +10,17 @@
 
 namespace tonvale_test {
 
+// A link of alice's (1030) or bob's, as its owner asks for it.
+inline Tonvale::SharingData LinkOf(unsigned user, const std::string &playlist,
+                                   const std::string &path) {
+    Tonvale::SharingData link;
+    link.user_id = user;
+    link.user_name = user == 1030 ? "alice" : "bob";
+    link.playlist_id = playlist;
+    link.path = path;
+    return link;
+}
+
 class SharedLibraryTest : public PlaylistTest {
   protected:
     static constexpr char kSharedSmart[] = "playlist_shared_smart/Rock & Roll";
@@ -41,12 +52,7 @@ class SharedLibraryTest : public PlaylistTest {
     static std::string TrackName(int id) { return "music_v_" + std::to_string(id); }
 
     static Tonvale::SharingData Link(const std::string &playlist, const std::string &path) {
-        Tonvale::SharingData link;
-        link.user_id = kAlice;
-        link.user_name = "alice";
-        link.playlist_id = playlist;
-        link.path = path;
-        return link;
+        return LinkOf(kAlice, playlist, path);
     }
 
     int rock_ = 0;

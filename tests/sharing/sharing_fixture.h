@@ -6,9 +6,7 @@
 #include <json/writer.h>
 #include "support/clock.h"
 
-#include "support/fixture.h"
-#include "tonvale/sharing.h"
-#include "varn/systempath.h"
+#include "sharing/shared_library.h"
 
 namespace tonvale_test {
 
@@ -26,12 +24,7 @@ class SharingTest : public DatabaseTest {
 
     static Tonvale::SharingData Link(unsigned user, const std::string &playlist = kList,
                                      const std::string &path = kFile) {
-        Tonvale::SharingData rec;
-        rec.user_id = user;
-        rec.user_name = user == kAlice ? "alice" : "bob";
-        rec.playlist_id = playlist;
-        rec.path = path;
-        return rec;
+        return LinkOf(user, playlist, path);
     }
 };
 

@@ -3,54 +3,30 @@
 
 #include <string>
 
-#include "support/fixture.h"
-#include "tonvale/library.h"
+#include "musiclib/library_rows.h"
 #include "tonvale/playlists.h"
 #include "varn/playlistsvc.h"
 #include "varn/systempath.h"
 
 namespace {
 
-using tonvale_test::InsertSql;
 using tonvale_test::TrackRow;
 
-class SmartStore : public tonvale_test::DatabaseTest {
+class SmartStore : public tonvale_test::LibraryRows {
   protected:
+    static constexpr char kForged[] = "x'); DROP TABLE track; --";
+
     void SetUp() override {
-        DatabaseTest::SetUp();
-        for (const TrackRow &row : {TrackRow{.id = 1,
-                                   .path = "/v/a.mp3",
-                                   .title = "O'Brien",
-                                   .artist = "The \"Quotes\"",
-                                   .genres = {"Rock", "Pop"},
-                                   .year = 1965},
-                                    TrackRow{.id = 2,
-                                    .path = "/v/b.mp3",
-                                    .title = "100%_\\",
-                                    .artist = "Quotes",
-                                    .genres = {"Pop"},
-                                    .year = 1970},
-                                    TrackRow{.id = 3,
-                                    .path = "/v/c.mp3",
-                                    .title = "100 percent",
-                                    .artist = "genre",
-                                    .genres = {},
-                                    .year = 2001},
-                                    TrackRow{.id = 4,
-                                    .path = "/v/d.mp3",
-                                    .title = "\xC3\x89tude\r\n\t",
-                                    .album = "B",
-                                    .artist = "x'); DROP TABLE track; --",
-                                    .genres = {"Classical"}},
-                                    TrackRow{.id = 5,
-                                    .userid = kAlice,
-                                    .path = "/v/e.mp3",
-                                    .title = "own",
-                                    .artist = "quotes",
-                                    .genres = {"rock"},
-                                    .year = 1966}}) {
-            Query(InsertSql(row));
-        }
+        LibraryRows::SetUp();
+        Add({.title = "O'Brien", .artist = "The \"Quotes\"", .genres = {"Rock", "Pop"}}, 1965);
+        Add({.title = "100%_\\", .artist = "Quotes", .genres = {"Pop"}}, 1970);
+        Add({.title = "100 percent", .artist = "genre"}, 2001);
+        Add({.title = "\xC3\x89tude\r\n\t",
+             .album = "B",
+             .artist = kForged,
+             .genres = {"Classical"}},
+            0);
+        Add({.userid = kAlice, .title = "own", .artist = "quotes", .genres = {"rock"}}, 1966);
         Query("INSERT INTO rating_track (userid, track, star) VALUES (1030, 1, 5), (1031, 2, 5)");
         Query("UPDATE track SET date = now() - interval '3 days', mdate = '2024-02-29 23:59:59'");
         Query("UPDATE track SET date = now(), mdate = '2024-03-01' WHERE id = 1");
@@ -60,6 +36,11 @@ class SmartStore : public tonvale_test::DatabaseTest {
         ClearLog();
     }
 
+    void Add(TrackRow row, int year) {
+        row.path = "/v/" + std::to_string(last_ + 1) + ".mp3";
+        row.year = year;
+        LibraryRows::Add(row);
+    }
     static void Store(const std::string &rule) {
         WriteFile(varn::path::kSmartPlaylists, "\"p\" { " + rule + " }\n");
     }

@@ -8,14 +8,13 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <chrono>
 #include <fstream>
 #include <memory>
 #include <regex>
 #include <sstream>
-#include <thread>
 
 #include "support/environment.h"
+#include "support/eventually.h"
 #include "support/spawn.h"
 #include "varn/host.h"
 #include "varn/process.h"
@@ -98,29 +97,22 @@ std::vector<std::string> OpenDescriptors() {
     return open;
 }
 
+void RemoveAllBut(const fs::path &folder, const std::vector<std::string> &kept) {
+    for (const auto &entry : fs::directory_iterator(folder)) {
+        if (std::find(kept.begin(), kept.end(), entry.path().filename()) == kept.end()) {
+            fs::remove_all(entry.path());
+        }
+    }
+}
+
 // Everything but the cluster, which all tests of a process share.
 void EmptyRoot(const fs::path &root) {
-    for (const char *kept : {"var/lib/Tonvale", "var/run/Tonvale", "var/log/Tonvale"}) {
-        fs::create_directories(root / kept);
+    for (const char *kept : {"var/lib", "var/run", "var/log"}) {
+        fs::create_directories(root / kept / "Tonvale");
+        RemoveAllBut(root / kept, {"Tonvale"});
     }
-    const auto isKept = [](const fs::path &path) { return path.filename() == "Tonvale"; };
-    for (const auto &entry : fs::directory_iterator(root)) {
-        if (entry.path().filename() != "var") {
-            fs::remove_all(entry.path());
-        }
-    }
-    for (const auto &entry : fs::directory_iterator(root / "var")) {
-        const std::string name = entry.path().filename().string();
-        if (name != "lib" && name != "run" && name != "log") {
-            fs::remove_all(entry.path());
-            continue;
-        }
-        for (const auto &inner : fs::directory_iterator(entry.path())) {
-            if (!isKept(inner.path())) {
-                fs::remove_all(inner.path());
-            }
-        }
-    }
+    RemoveAllBut(root / "var", {"lib", "run", "log"});
+    RemoveAllBut(root, {"var"});
 }
 
 void GiveToOwnerOfFolder(const fs::path &file) {
@@ -272,18 +264,11 @@ void DatabaseTest::SetUp() {
 void DatabaseTest::TearDown() {
     {
         const varn::Connection admin = Connect(kAdmin, "postgres");
-        std::string left;
         // A backend goes a moment after its client.
-        for (int tries = 0; tries < 50; ++tries) {
-            const Rows rows = RunSql(
-                admin.get(), "SELECT COUNT(*) FROM pg_stat_activity WHERE datname = 'mediaserver'");
-            left = rows.empty() ? "an unknown number" : rows.front().front();
-            if (left == "0") {
-                break;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        EXPECT_EQ(left, "0") << "a connection was left open";
+        EXPECT_TRUE(Eventually([&] {
+            return RunSql(admin.get(), "SELECT FROM pg_stat_activity WHERE datname = 'mediaserver'")
+                .empty();
+        })) << "a connection was left open";
     }
     SystemTest::TearDown();
 }

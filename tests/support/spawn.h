@@ -1,15 +1,61 @@
-// Starting a program with arguments, variables and open files of its own.
+// Starting programs, and what they print.
 #pragma once
 
 #include <gtest/gtest.h>
 #include <spawn.h>
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
 #include <string>
 #include <utility>
 #include <vector>
 
+#include "varn/process.h"
+
 namespace tonvale_test {
+
+// Texts as an argument vector.
+class Arguments {
+  public:
+    Arguments(std::vector<std::string> texts) : texts_(std::move(texts)) {
+        for (std::string &text : texts_) {
+            pointers_.push_back(text.data());
+        }
+        pointers_.push_back(nullptr);
+    }
+    Arguments(const Arguments &) = delete;
+    Arguments &operator=(const Arguments &) = delete;
+
+    char *const *Get() const { return pointers_.data(); }
+
+  private:
+    std::vector<std::string> texts_;
+    std::vector<char *> pointers_;
+};
+
+// What a stream gives until its end.
+inline std::string TextOf(FILE *stream) {
+    std::string text;
+    for (int c = std::fgetc(stream); c != EOF; c = std::fgetc(stream)) {
+        text += static_cast<char>(c);
+    }
+    return text;
+}
+
+// Runs a program, the first of the words, and returns what it prints. The test fails unless it ends
+// well.
+inline std::string Output(const std::vector<std::string> &words) {
+    FILE *stream = VLIBCPopenv(words.front().c_str(), "r", Arguments(words).Get());
+    if (stream == nullptr) {
+        ADD_FAILURE() << words.front() << ": " << std::strerror(errno);
+        return "";
+    }
+    const std::string output = TextOf(stream);
+    EXPECT_EQ(VLIBCPclose(stream), 0) << words.back();
+    return output;
+}
 
 // What a file of this process holds.
 inline std::string TextOf(int fd) {
@@ -31,25 +77,17 @@ inline std::vector<std::string> OwnVariables() {
 
 // Starts a program, whose name is the first of the arguments. `files` are pairs of a descriptor of
 // this process and the number that it has in the program. Returns its process id.
-inline pid_t Spawn(const std::string &path, std::vector<std::string> arguments,
-                   std::vector<std::string> variables,
+inline pid_t Spawn(const std::string &path, const std::vector<std::string> &arguments,
+                   const std::vector<std::string> &variables,
                    const std::vector<std::pair<int, int>> &files) {
-    const auto pointers = [](std::vector<std::string> &texts) {
-        std::vector<char *> all;
-        for (std::string &text : texts) {
-            all.push_back(text.data());
-        }
-        all.push_back(nullptr);
-        return all;
-    };
     posix_spawn_file_actions_t actions;
     posix_spawn_file_actions_init(&actions);
     for (const auto &[own, number] : files) {
         posix_spawn_file_actions_adddup2(&actions, own, number);
     }
     pid_t pid = -1;
-    EXPECT_EQ(posix_spawn(&pid, path.c_str(), &actions, nullptr, pointers(arguments).data(),
-                          pointers(variables).data()),
+    EXPECT_EQ(posix_spawn(&pid, path.c_str(), &actions, nullptr, Arguments(arguments).Get(),
+                          Arguments(variables).Get()),
               0)
         << path;
     posix_spawn_file_actions_destroy(&actions);

@@ -16,6 +16,7 @@
 #include "programs/command.h"
 #include "support/fixture.h"
 #include "support/sockets.h"
+#include "support/sounds.h"
 #include "support/spawn.h"
 #include "tonvale/players.h"
 #include "tonvale/playlists.h"
@@ -27,21 +28,13 @@ namespace tonvale_test {
 
 namespace fs = std::filesystem;
 
-// A run of varnplayer on this process's root or another one.
+// A run of varnplayer.
 class PlayerProcess {
   public:
-    explicit PlayerProcess(std::vector<std::string> arguments, std::string log,
-                           const std::string &root = "")
-        : log_(std::move(log)) {
-        std::vector<std::string> variables = OwnVariables();
-        for (std::string &variable : variables) {
-            if (!root.empty() && variable.starts_with("TONVALE_ROOT=")) {
-                variable = "TONVALE_ROOT=" + root;
-            }
-        }
+    PlayerProcess(std::vector<std::string> arguments, std::string log) : log_(std::move(log)) {
         arguments.insert(arguments.begin(), "varnplayer");
         const int file = open(log_.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
-        pid_ = Spawn(TONVALE_PROGRAM_DIR "/varnplayer", arguments, variables, {{file, 2}});
+        pid_ = Spawn(TONVALE_PROGRAM_DIR "/varnplayer", arguments, OwnVariables(), {{file, 2}});
         close(file);
     }
     ~PlayerProcess() {
@@ -155,17 +148,8 @@ class PlayerTest : public SystemTest {
 
     // Silence of 8-bit mono at 8 kHz.
     static std::string MakeSong(const std::string &name, unsigned seconds) {
-        const unsigned size = 8000 * seconds;
-        const auto word = [](unsigned value, int bytes) {
-            return std::string(reinterpret_cast<const char *>(&value),
-                               static_cast<std::size_t>(bytes));
-        };
-        const std::string path = scratch() / name;
-        std::ofstream(path, std::ios::binary)
-            << "RIFF" << word(36 + size, 4) << "WAVEfmt " << word(16, 4) << word(1, 2) << word(1, 2)
-            << word(8000, 4) << word(8000, 4) << word(1, 2) << word(8, 2) << "data" << word(size, 4)
-            << std::string(size, '\x80');
-        return path;
+        return MakeSound(scratch() / name, "anullsrc=r=8000:cl=mono:d=" + std::to_string(seconds),
+                         "-c:a pcm_u8");
     }
 
     static void AddSong(PlaylistInfo &queue, const std::string &path) {

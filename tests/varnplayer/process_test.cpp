@@ -129,21 +129,6 @@ TEST_F(ProcessTest, TheLockIsNobodyElsesFile) {
     EXPECT_EQ(OwnerOf(At(varn::path::kPlayerSocket)), OwnerOf(lock));
 }
 
-TEST_F(ProcessTest, ARootMayHaveAnyName) {
-    const fs::path other = scratch() / "a \"root\" \\ #1";
-    fs::create_directories(other / "etc");
-    fs::create_directories(other / "var/run/Tonvale");
-    for (const char *file : {"etc/passwd", "etc/group"}) {
-        fs::copy_file(root() / file, other / file);
-    }
-    GiveToPackage(other / "var/run/Tonvale");
-    PlayerProcess process({"--output=null"}, scratch() / "other.log", other);
-    EXPECT_TRUE(Eventually([&] {
-        return Tonvale({"--root", other, "player", "info"}).status == 0;
-    })) << process.Log();
-    EXPECT_EQ(process.Signal(SIGTERM), 0) << process.Log();
-}
-
 }  // namespace
 
 }  // namespace tonvale_test
