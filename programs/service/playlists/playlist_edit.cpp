@@ -181,13 +181,6 @@ varn::OwnedSongs Read(uid_t uid, const HeldPlaylist &list, const std::string &pa
     return count >= 0 ? std::move(songs) : throw Failure(Reason::kPlaylistNotRead, path);
 }
 
-int CountEntries(uid_t uid, const HeldPlaylist &list, const std::string &path) {
-    int count = -1;
-    const varn::OwnedSongs none(
-        VARNPlaylistParseByPath(uid, list.Path().c_str(), nullptr, &count, 0, -1, "*", 0));
-    return count >= 0 ? count : throw Failure(Reason::kPlaylistNotRead, path);
-}
-
 // Has a playlist written anew that is held open, by its descriptor. What a failure in the middle
 // leaves of it is replaced by what was there before.
 template <typename Write>
