@@ -96,10 +96,11 @@ class HttpClient {
         const std::size_t mark = std::min(target.find('?'), target.size());
         const std::string query = target.substr(std::min(mark + 1, target.size()));
         const std::size_t slash = std::min(target.find('/', kPrefix.size()), mark);
+        const std::size_t method = std::min(slash + 1, mark);
         return !target.starts_with(kPrefix)
                    ? query
                    : "api=" + target.substr(8, slash - 8) +
-                         "&method=" + target.substr(slash + 1, mark - slash - 1) + "&" + query;
+                         "&method=" + target.substr(method, mark - method) + "&" + query;
     }
 
     // RFC 9112, 7.1. What is cut short ends where it ends.
