@@ -6,10 +6,16 @@ import { soundAddress } from './sound.js';
 
 /** @typedef {import('./types.js').Song} Song */
 
+const START = 0.03; // seconds from the call of play() to the first sound
+const NEAR = 2; // seconds before the end from which on a timer counts them
+
 /** @type {Map<HTMLAudioElement, Song | undefined>} */
 const songs = new Map([[new Audio(), undefined], [new Audio(), undefined]]);
 /** @type {WeakMap<HTMLAudioElement, number>} seconds of the song that its sound leaves out */
 const begins = new WeakMap();
+
+/** @type {number | undefined} */
+let turn;
 
 /** The two of them. */
 export const decks = [...songs.keys()];
@@ -46,6 +52,35 @@ export function unload(audio) {
   songs.set(audio, undefined);
   audio.removeAttribute('src');
   audio.load();
+}
+
+/**
+ * Starts the next element when this one ends, by the clock of its sound: `ended` comes late.
+ * @param {HTMLAudioElement} audio whose time is news
+ * @param {HTMLAudioElement} next
+ */
+export function startAfter(audio, next) {
+  const left = () => audio.duration - audio.currentTime - START;
+  clearTimeout(turn);
+  if (songs.get(next) && left() < NEAR) {
+    turn = setTimeout(() => {
+      if (!audio.paused && left() < START) { // else it was sought in, or waits for its sound
+        next.play().catch(() => {}); // `ended` tries again
+      }
+    }, left() * 1000);
+  }
+}
+
+/**
+ * This one goes on, or stops, before its end: the next waits for its turn.
+ * @param {HTMLAudioElement} next
+ */
+export function holdBack(next) {
+  clearTimeout(turn);
+  if (!next.paused) {
+    next.pause();
+    next.currentTime = 0;
+  }
 }
 
 /** @param {boolean} plays */
