@@ -99,6 +99,16 @@ class Cover : public MediaAction {
     }
 };
 
+bool HasCover(const VARN_MEDIA_INFO &song) {
+    try {
+        tonvale_service::OpenCoverOf(song.userid, song.path, tonvale_service::kOriginalSide,
+                                     LeaveWorker);
+        return true;
+    } catch (const tonvale_service::Failure &) {
+        return false;
+    }
+}
+
 // The page itself, which the web server asks for when somebody opens a link.
 class Page : public ActionHandler {
   public:
@@ -136,6 +146,8 @@ class Page : public ActionHandler {
             page.name = playlist.Name();
             page.songs = playlist.Songs(page.offset, kSongsOfPage);
         }
+        const std::vector<SharedSong> &songs = page.songs.songs;
+        page.hasCover = !songs.empty() && HasCover(playlist.Song(songs.front().id));
         return page;
     }
 
