@@ -99,11 +99,15 @@ class Cover : public MediaAction {
     }
 };
 
-bool HasCover(const VARN_MEDIA_INFO &song) {
+// False as well for a song that is listed and refused: the page has the others.
+bool HasCover(SharedPlaylist &playlist, const std::string &songId) {
     try {
+        const VARN_MEDIA_INFO song = playlist.Song(songId);
         tonvale_service::OpenCoverOf(song.userid, song.path, tonvale_service::kOriginalSide,
                                      LeaveWorker);
         return true;
+    } catch (const Refusal &) {
+        return false;
     } catch (const tonvale_service::Failure &) {
         return false;
     }
@@ -147,7 +151,7 @@ class Page : public ActionHandler {
             page.songs = playlist.Songs(page.offset, kSongsOfPage);
         }
         const std::vector<SharedSong> &songs = page.songs.songs;
-        page.hasCover = !songs.empty() && HasCover(playlist.Song(songs.front().id));
+        page.hasCover = !songs.empty() && HasCover(playlist, songs.front().id);
         return page;
     }
 
