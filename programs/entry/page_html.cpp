@@ -112,7 +112,7 @@ std::string PageAnswer(const LinkPage &page) {
     const std::string name = EscapedHtml(page.name);
     const std::vector<SharedSong> &songs = page.songs.songs;
     std::string body = "<header>\n";
-    if (!songs.empty()) {
+    if (page.hasCover) {
         body += "<img alt=\"\" src=\"" + Address(page, "cover", songs.front().id) + "\">\n";
     }
     body += "<h1 dir=\"auto\">" + name + "</h1>\n</header>\n<ol start=\"" +

@@ -13,6 +13,7 @@ struct LinkPage {
     std::string name;
     SharedPage songs;
     int offset = 0;
+    bool hasCover = false;   // of its first song
     bool isOneSong = false;  // the page of a single song, one folder deeper
 };
 

@@ -99,6 +99,20 @@ class Cover : public MediaAction {
     }
 };
 
+// False as well for a song that is listed and refused: the page has the others.
+bool HasCover(SharedPlaylist &playlist, const std::string &songId) {
+    try {
+        const VARN_MEDIA_INFO song = playlist.Song(songId);
+        tonvale_service::OpenCoverOf(song.userid, song.path, tonvale_service::kOriginalSide,
+                                     LeaveWorker);
+        return true;
+    } catch (const Refusal &) {
+        return false;
+    } catch (const tonvale_service::Failure &) {
+        return false;
+    }
+}
+
 // The page itself, which the web server asks for when somebody opens a link.
 class Page : public ActionHandler {
   public:
@@ -136,6 +150,8 @@ class Page : public ActionHandler {
             page.name = playlist.Name();
             page.songs = playlist.Songs(page.offset, kSongsOfPage);
         }
+        const std::vector<SharedSong> &songs = page.songs.songs;
+        page.hasCover = !songs.empty() && HasCover(playlist, songs.front().id);
         return page;
     }
 

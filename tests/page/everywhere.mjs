@@ -18,7 +18,7 @@ const PLACES = [
 const DIALOGS = [
   ['/songs', 'song-row .row-menu', '', '.menu-item'],
   ['/songs', 'song-row .row-menu', 'do.about', 'dialog dl'],
-  ['/songs', 'song-row .row-menu', 'do.share', 'dialog .copy input'],
+  ['/songs', 'song-row .row-menu', 'do.share', 'dialog [type=date]'],
   ['/songs', 'song-row .row-menu', 'do.playlist', '.menu-item'],
   ['/playlists', '.page-head .button', '', 'dialog [name=name]'],
   ['/playlists', '.page-head .button + .button', '', 'dialog .rule-test'],

@@ -8,7 +8,7 @@ const BROWSER = process.env.CHROMIUM ?? '/usr/bin/chromium';
 
 export const keys = {
   tab: '\uE004', enter: '\uE007', shift: '\uE008', control: '\uE009', alt: '\uE00A',
-  up: '\uE013', down: '\uE015', escape: '\uE00C',
+  left: '\uE012', up: '\uE013', right: '\uE014', down: '\uE015', escape: '\uE00C',
 };
 
 export const sleep = (pause) => new Promise((resolve) => setTimeout(resolve, pause));

@@ -1,7 +1,8 @@
 // The one way to the web API: requests, refusals, a session that ends and a server that is away.
 
 const ADDRESS = '/webapi/entry.cgi';
-const LONGEST_ADDRESS = 4000;
+/** What a web server takes in an address. */
+export const LONGEST_ADDRESS = 4000;
 const PAUSES = [1000, 2000, 4000, 8000];
 const BUSY_TRIES = 6;
 

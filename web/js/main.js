@@ -27,7 +27,10 @@ async function start() {
   const main = h('main', { id: 'main', class: 'scroller', tabindex: '-1' });
   const away = h('div', { class: 'away', role: 'status' });
   document.body.prepend(
-    h('a', { class: 'skip', href: '#main' }, t('app.skip')),
+    h('a', { class: 'skip', href: '#main', onclick: (/** @type {Event} */ event) => {
+      event.preventDefault(); // of another address
+      main.focus();
+    } }, t('app.skip')),
     h('div', { class: 'shell' }, sideBar, main, new PlayerBar(), new TabBar()), away);
 
   let isStarted = false;

@@ -2,7 +2,9 @@
 
 import { call, mustAnswer, Refusal, sleep } from './api.js';
 import { choices, choose, readStored, writeStored } from './choices.js';
-import { decks, load, placeIn, setGains, songIn, unload } from './decks.js';
+import {
+  decks, holdBack, load, placeIn, setGains, songIn, startAfter, unload,
+} from './decks.js';
 import {
   current, nextPosition, position, previousPosition, queue, queued, setPosition, setQueue,
 } from './queue.js';
@@ -56,6 +58,7 @@ export function canSeek() {
 /** @param {number} to seconds of the song that the front element has loaded */
 function jump(to) {
   const song = songIn(front);
+  holdBack(back);
   if (!song?.isStream) {
     front.currentTime = to;
   } else if (placeIn(front) !== to) {
@@ -91,8 +94,11 @@ function open() {
   } else if (songIn(back) === song && !back.error) {
     [front, back] = [back, front];
     unload(back);
-    front.currentTime &&= 0; // a seek to where it is would be heard as a gap
+    if (front.paused) { // else it has begun at the end of the one before
+      front.currentTime &&= 0; // a seek to where it is would be heard as a gap
+    }
   } else {
+    holdBack(back);
     load(front, song);
   }
   tell('song');
@@ -119,6 +125,7 @@ export function pause() {
   wanted = false;
   recovery?.abort();
   front.pause();
+  holdBack(back);
   tell('state');
 }
 
@@ -200,6 +207,7 @@ function onTime() {
   const left = duration() - placeIn(front);
   if (wanted && left < AHEAD && front.currentTime > 0.5) {
     fetchAhead();
+    startAfter(front, back);
   }
   tell('time');
 }

@@ -1,5 +1,6 @@
 // The addresses of the page: which view shows which, and the way back.
 
+import { LONGEST_ADDRESS } from './api.js';
 import { joined, t } from './texts.js';
 
 /** @typedef {import('./types.js').Place} Place */
@@ -86,7 +87,7 @@ function scrollBackTo(top) {
 /** @param {{top: number, focus: boolean}} how */
 async function show({ top, focus }) {
   const mine = ++turn;
-  const { pathname, searchParams } = new URL(location.href);
+  const { pathname, search, hash } = location;
   const [route, id] = find(pathname);
   routed.dispatchEvent(new CustomEvent('shown', { detail: route.nav }));
   const module = await route.load().catch(() => null);
@@ -99,7 +100,8 @@ async function show({ top, focus }) {
     return;
   }
   const { view } = module;
-  const element = view({ path: pathname, id, query: searchParams });
+  const query = new URLSearchParams(search || hash.slice(1));
+  const element = view({ path: pathname, id, query });
   outlet.replaceChildren(element);
   scrollBackTo(top);
   if (focus) {
@@ -152,7 +154,7 @@ function onClick(event) {
   if (link && plain && !event.altKey && !event.defaultPrevented && !link.hasAttribute('download')) {
     event.preventDefault();
     const address = /** @type {string} */ (link.getAttribute('href'));
-    go(address, { replace: address === location.pathname + location.search });
+    go(address, { replace: address === location.href.slice(location.origin.length) });
   }
 }
 
@@ -184,9 +186,19 @@ export function startRoutes(into) {
   show({ top: scrolled.get(key) ?? 0, focus: false });
 }
 
+/**
+ * A query that is too long for a reload goes into the part of an address that is not sent.
+ * @param {string} path
+ * @param {Record<string, string>} query
+ */
+export function addressWith(path, query) {
+  const text = new URLSearchParams(query).toString();
+  return `${path}${text.length < LONGEST_ADDRESS ? '?' : '#'}${text}`;
+}
+
 /** @param {import('./types.js').Album} album */
 export function albumPath({ name, albumArtist }) {
-  return `/albums/view?${new URLSearchParams({ name, by: albumArtist })}`;
+  return addressWith('/albums/view', { name, by: albumArtist });
 }
 
 /**
@@ -194,7 +206,7 @@ export function albumPath({ name, albumArtist }) {
  * @param {string} name
  */
 export function groupPath(kind, name) {
-  return `/${kind}s/view?${new URLSearchParams({ name })}`;
+  return addressWith(`/${kind}s/view`, { name });
 }
 
 /** @param {string} id */

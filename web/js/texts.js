@@ -73,9 +73,9 @@ const SAID = [400, 403, 409];
  * @param {unknown} error
  */
 export function wordsFor(error) {
-  const { code = -1, said = '', parameter = '' } =
+  const { code = -1, said = '' } =
     /** @type {Partial<import('./api.js').Refusal>} */ (error ?? {});
-  if (said && language === 'en' && !parameter && SAID.includes(code)) {
+  if (said && language === 'en' && SAID.includes(code)) {
     return `${said[0].toUpperCase()}${said.slice(1)}.`;
   }
   const name = /** @type {TextName} */ (`error.${code}`);

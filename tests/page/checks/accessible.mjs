@@ -40,6 +40,7 @@ async function lookAround(theme) {
   await setTheme(theme);
   await visitViews(async (where) => {
     await lookAtPage(where);
+    await settled(); // in its colours
     await takePicture(`${where} in the ${theme}`);
   });
   await visitDialogs(lookAtPage);

@@ -11,6 +11,7 @@ import { field } from '../parts/dialog.js';
 import { openMenu } from '../parts/menu.js';
 import { page, pageHead } from '../parts/page-view.js';
 import { player } from '../playing.js';
+import { addressWith } from '../routes.js';
 import { clock, t } from '../texts.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -25,7 +26,7 @@ const PAGE = 100;
  * @param {string} name
  */
 function pathOf(url, id, name) {
-  return `/servers?${new URLSearchParams({ url, id, name })}`;
+  return addressWith('/servers', { url, id, name });
 }
 
 /** @param {string} text as servers tell it: H:MM:SS.F */
