@@ -11,7 +11,8 @@ std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
     const std::string id = asked.Text("id");
     // The order is always the same: no key is known.
     if (!asked.Text("sort_by").empty()) {
-        throw Refusal{Code::kBadParameter, "sort_by"};
+        throw Refusal{Code::kBadParameter, "",
+                      "folders have an order of their own: leave sort_by out"};
     }
     return ListInside(ListRequestOf(asked), id.empty() ? 0 : tonvale_service::ParseFolderId(id),
                       TrackWriterOf(asked));

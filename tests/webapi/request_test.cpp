@@ -229,7 +229,8 @@ TEST_F(Contract, OthersPagesAndStrangersGetNowhere) {
     const Variables here = {{"HTTP_SEC_FETCH_SITE", "same-origin"}};
     // All others change something.
     const auto reading = Words(
-        "all albums artists browse composers get info keys list listen lyrics playlists preview "
+        "all albums artists browse composers get get_song info keys list listen lyrics playlists "
+        "preview "
         "remote rule search sessions song state stream zip");
     const std::string before = State();
     for (const tonvale_entry::Api *api : tonvale_entry::AllApis()) {
