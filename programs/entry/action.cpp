@@ -158,11 +158,11 @@ void CheckLogin(Request &request, const Api *api, const Method *method) {
         throw Refusal{Code::kNotLoggedIn};
     }
     if (request.Rights() == 0) {
-        throw Refusal{Code::kNotPermitted};
+        throw Refusal{Code::kNotPermitted, "", "this user may not use the server"};
     }
     const bool isKey = request.ProvedBy() == tonvale_service::Proof::kKey;
     if (isKey && method != nullptr && !method->takesKey) {
-        throw Refusal{Code::kNotPermitted, "", "a key may not do that; log in with the password"};
+        throw Refusal{Code::kNotPermitted, "", kNotByKey};
     }
 }
 
@@ -365,7 +365,7 @@ std::unique_ptr<ActionHandler> FindAction(Request &request) {
         return refused({Code::kNoSuchMethod});
     }
     if ((method->changes || method->asksElsewhere) && request.IsFromElsewhere()) {
-        return refused({Code::kNotPermitted});
+        return refused({Code::kNotPermitted, "", kOwnPagesAlone});
     }
     if (method->lasts || method->asksElsewhere) {
         LeaveWorker();

@@ -27,8 +27,8 @@ Json::Value LogIn(const Request &asked) {
     if (known.standing != tonvale_service::Standing::kKnown) {
         throw Refusal{Code::kNotLoggedIn};
     }
-    asked.AddField(SessionField(tonvale_service::NewSession(
-        known.who.uid, known.who.name, asked.From().Agent(), asked.From().Address())));
+    asked.AddField(SessionField(
+        tonvale_service::NewSession(known.who, asked.From().Agent(), asked.From().Address())));
     Json::Value data(Json::objectValue);
     data["name"] = known.who.name;
     data["is_administrator"] = tonvale_service::IsAdministrator(known.who.name);

@@ -52,7 +52,7 @@ class Get : public MediaAction {
     bool SendRemote(const std::string &url) const {
         Asked().Require(RIGHT_STREAMING);
         if (Asked().IsFromElsewhere()) {
-            throw Refusal{Code::kNotPermitted};
+            throw Refusal{Code::kNotPermitted, "", kOwnPagesAlone};
         }
         if (!Asked().Text("id").empty() || !Asked().Text("album").empty() || !IsPermittedUrl(url)) {
             throw Refusal{Code::kBadParameter, "url"};

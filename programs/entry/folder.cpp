@@ -10,7 +10,8 @@ namespace {
 std::unique_ptr<tonvale_service::Page> List(const Request &asked) {
     const std::string id = asked.Text("id");
     if (!asked.Text("sort_by").empty()) {
-        throw Refusal{Code::kBadParameter, "", "the order of a folder is always the same"};
+        throw Refusal{Code::kBadParameter, "",
+                      "folders have an order of their own: leave sort_by out"};
     }
     return ListInside(ListRequestOf(asked), id.empty() ? 0 : tonvale_service::ParseFolderId(id),
                       TrackWriterOf(asked));

@@ -29,6 +29,10 @@ struct Refusal {
     std::string message = {};    // a sentence; "" for that of the code
 };
 
+// Sentences for what several methods refuse.
+inline constexpr char kNotByKey[] = "a key may not do that; log in with the password";
+inline constexpr char kOwnPagesAlone[] = "that has to come from a page of this server";
+
 // What a failure of the service layer is to a client.
 Refusal RefusalOf(const tonvale_service::Failure &failure);
 

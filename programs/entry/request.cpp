@@ -107,13 +107,14 @@ bool Request::IsFromElsewhere() const {
 
 void Request::Require(unsigned right) const {
     if ((Rights() & right) != right) {
-        throw Refusal{Code::kNotPermitted};
+        const std::string name = tonvale_service::RightNames(right).front();
+        throw Refusal{Code::kNotPermitted, "", "that takes the right '" + name + "'"};
     }
 }
 
 void Request::RequireAdministrator() const {
     if (!tonvale_service::IsAdministrator(user_.GetLoginUserName())) {
-        throw Refusal{Code::kNotPermitted};
+        throw Refusal{Code::kNotPermitted, "", "that is for administrators"};
     }
 }
 

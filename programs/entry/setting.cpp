@@ -77,12 +77,11 @@ Json::Value Set(const Request &asked) {
         throw Refusal{Code::kBadParameter, "",
                       "name a preference to set, a user with permissions, or a custom_key"};
     }
-    if ((setsRights || setsKey) &&
-        !tonvale_service::IsAdministrator(asked.User().GetLoginUserName())) {
-        throw Refusal{Code::kNotPermitted};
+    if (setsRights || setsKey) {
+        asked.RequireAdministrator();
     }
     if (setsRights && asked.ProvedBy() == tonvale_service::Proof::kKey) {
-        throw Refusal{Code::kNotPermitted};  // as of VARN.Tonvale.User
+        throw Refusal{Code::kNotPermitted, "", kNotByKey};  // as of VARN.Tonvale.User
     }
     const unsigned mask = setsRights ? asked.RightsIn("permissions") : 0;
     const std::string user = setsRights ? asked.RequiredText("user") : "";

@@ -6,11 +6,11 @@ namespace tonvale_subsonic {
 namespace {
 
 Json::Value NotOffered(const Request &) {
-    throw Fault{kNotFound, "this server has no videos, podcasts, chat and avatars"};
+    throw Fault{kNotFound, "this server has no videos, podcasts and chat"};
 }
 
 bool SendNotOffered(const Request &) {
-    throw Fault{kNotFound, "this server has no playlists of parts, captions and avatars"};
+    throw Fault{kNotFound, "this server has no videos, segmented streams and avatars"};
 }
 
 Json::Value NoAccounts(const Request &) {

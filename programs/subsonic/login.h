@@ -6,8 +6,8 @@
 
 namespace tonvale_subsonic {
 
-// Signs the request in. Throws a Fault for one that nobody, or nobody who may use the server, has
-// sent, and in a worker what leaves a wrong key to a handler (entry/worker.h).
+// Signs the request in. Throws a Fault for a wrong or missing login, and for a user who may not use
+// the server. A worker leaves a wrong key to a handler (LeaveWorker of entry/worker.h).
 void SignIn(tonvale_entry::Request &entry);
 
 }  // namespace tonvale_subsonic

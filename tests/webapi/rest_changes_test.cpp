@@ -195,6 +195,7 @@ TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
         many += "&id=" + album;
     }
     EXPECT_EQ(FaultOf(many), 0);
+    EXPECT_EQ(FaultOf("setRating?id=music_1&rating=1", "bob"), -1) << "it takes no right";
 }
 
 TEST_F(RestChanges, QueuesAndBookmarksGoWithTheUser) {

@@ -132,7 +132,7 @@ constexpr Wording kWordings[] = {
     {Reason::kPlaylistOutside,
      "{} leads out of where these playlists may lie; put a file or a folder in place of the link"},
     {Reason::kSongsLeft,
-     "songs left the library meanwhile, and none was rated; 'tonvale songs' lists what is there"},
+     "songs are not in the library, and nothing was changed; 'tonvale songs' lists what is there"},
     {Reason::kNoEqualizerSelected, "no equalizer profile is selected, or it is off"},
     {Reason::kNoSuchSession, "there is no session {}"},
     {Reason::kNoSuchKey, "there is no key {}; 'tonvale user key list' shows them"},

@@ -26,8 +26,8 @@ struct Key {
 // Makes a key and gives it; it is not shown again. A user has 100 at most, and a purpose 200 bytes.
 std::string NewKey(uid_t uid, const std::string &user, const std::string &purpose);
 
-// Whose key it is; nobody for one that was taken away or was made before the user's password was
-// changed. Notes that it is used.
+// The user of a key, and notes that it is used. Empty for a key that was taken away, or was made
+// before the password was changed.
 std::optional<Holder> FindKey(const std::string &key);
 
 // The same for clients that send a digest of the key: the first key of the user that `isMeant`

@@ -47,7 +47,11 @@ std::string PasswordHashOf(const std::string &user) {
 }
 
 std::string LoginStamp(const std::string &user) {
-    return LoginHashOf("stamp", user + ":" + PasswordHashOf(user));
+    return LoginStamp(user, PasswordHashOf(user));
+}
+
+std::string LoginStamp(const std::string &user, const std::string &hash) {
+    return LoginHashOf("stamp", user + ":" + hash);
 }
 
 std::optional<Holder> HolderOf(const varn::Row &row) {

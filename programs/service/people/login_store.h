@@ -26,8 +26,11 @@ std::string PasswordHashOf(const std::string &user);
 // They end with another password, and with none. Throws a Failure.
 std::string LoginStamp(const std::string &user);
 
-// Whose row it is, of a session or a key, with id, user_id and login; nobody for one that was made
-// before the user's password was changed. Throws a Failure.
+// The same for a hash that was read before.
+std::string LoginStamp(const std::string &user, const std::string &hash);
+
+// The user of a session or key, by its row with id, user_id and login. Empty for one that was made
+// before the password was changed. Throws a Failure.
 std::optional<Holder> HolderOf(const varn::Row &row);
 
 // 256 random bits, as text. Throws a Failure.

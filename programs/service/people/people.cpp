@@ -106,41 +106,8 @@ int Count(const char *table, const char *column, uid_t uid) {
             .Number("rows"));
 }
 
-}  // namespace
-
-void AddUser(const std::string &name, bool isAdmin, const std::string &password) {
-    CheckUserName(name);
-    CheckPassword(password);
-    const varn::User before = varn::UserByName(name.c_str());
-    if ((before && !IsPerson(before)) ||
-        (!before && !SystemRoot().empty() && IsSystemAccount(name))) {
-        throw Failure(Reason::kSystemAccount, name);
-    }
-    // Of two who add one name at once the second finds the login of the first, and changes nothing.
-    const Lock adding(SystemPath(varn::path::kUsersFile) + ".add.lock", Lock::Kind::kWrite,
-                      Reason::kSettingsLocked);
-    if (!PasswordHashOf(name).empty()) {
-        throw Failure(Reason::kUserExists, name);
-    }
-    if (!SystemRoot().empty()) {
-        const varn::RunAs root(varn::Who::kRoot);
-        Check(varn::host::AddAccount(name, isAdmin));
-    } else if (isAdmin && !IsAdministrator(name)) {
-        throw Failure(Reason::kAccountNotChanged, kGroupIsSystems);
-    }
-    const varn::User account = Person(name);
-    SetFirstPermission(account->uid, isAdmin ? RIGHT_ALL : RIGHT_ALL & ~RIGHT_USB);
-    const varn::RunAs package(varn::Who::kPackage);
-    bool isThere = false;
-    Check(varn::AddLogin(name, password, isThere));
-    if (isThere) {
-        throw Failure(Reason::kUserExists, name);  // another administrator was faster
-    }
-}
-
-void SetPassword(const std::string &name, const std::string &password) {
-    CheckPassword(password);
-    const varn::User account = Person(name);
+void GiveLogin(const varn::User &account, const std::string &password) {
+    const std::string name = account->szName;
     {
         const varn::RunAs package(varn::Who::kPackage);
         Check(varn::SetLogin(name, password));
@@ -151,8 +118,8 @@ void SetPassword(const std::string &name, const std::string &password) {
     RemoveKeys(account->uid);
 }
 
-void SetAdministrator(const std::string &name, bool isAdmin) {
-    const varn::User account = Person(name);
+void ChangeStanding(const varn::User &account, bool isAdmin) {
+    const std::string name = account->szName;
     if (name == kAdmin && !isAdmin) {
         throw Failure(Reason::kUserStays, name);
     }
@@ -168,16 +135,63 @@ void SetAdministrator(const std::string &name, bool isAdmin) {
     }
 }
 
+// One change of users at a time. Two at once could leave a login without an account, or parts of
+// both changes.
+class PeopleLock : public Lock {
+  public:
+    PeopleLock()
+        : Lock(SystemPath(varn::path::kUsersFile) + ".people.lock", Kind::kWrite,
+               Reason::kSettingsLocked) {}
+};
+
+}  // namespace
+
+void AddUser(const std::string &name, bool isAdmin, const std::string &password) {
+    CheckUserName(name);
+    CheckPassword(password);
+    const varn::User before = varn::UserByName(name.c_str());
+    if ((before && !IsPerson(before)) ||
+        (!before && !SystemRoot().empty() && IsSystemAccount(name))) {
+        throw Failure(Reason::kSystemAccount, name);
+    }
+    const PeopleLock lock;
+    if (!PasswordHashOf(name).empty()) {
+        throw Failure(Reason::kUserExists, name);
+    }
+    if (!SystemRoot().empty()) {
+        const varn::RunAs root(varn::Who::kRoot);
+        Check(varn::host::AddAccount(name, isAdmin));
+    } else if (isAdmin && !IsAdministrator(name)) {
+        throw Failure(Reason::kAccountNotChanged, kGroupIsSystems);
+    }
+    SetFirstPermission(Person(name)->uid, RIGHT_ALL & ~RIGHT_USB);
+    const varn::RunAs package(varn::Who::kPackage);
+    bool isThere = false;
+    Check(varn::AddLogin(name, password, isThere));
+    if (isThere) {
+        throw Failure(Reason::kUserExists, name);  // another tool was faster
+    }
+}
+
+void SetPassword(const std::string &name, const std::string &password) {
+    ChangeUser(name, {.password = password});
+}
+
+void SetAdministrator(const std::string &name, bool isAdmin) {
+    ChangeUser(name, {.isAdmin = isAdmin});
+}
+
 void ChangeUser(const std::string &name, const UserChange &change) {
-    Person(name);
+    const PeopleLock lock;
+    const varn::User account = Person(name);
     if (change.password) {
         CheckPassword(*change.password);
     }
     if (change.isAdmin) {
-        SetAdministrator(name, *change.isAdmin);
+        ChangeStanding(account, *change.isAdmin);
     }
     if (change.password) {
-        SetPassword(name, *change.password);
+        GiveLogin(account, *change.password);
     }
     if (change.rights) {
         SetPermission(name, *change.rights);
@@ -202,6 +216,7 @@ Belongings BelongingsOf(const std::string &name) {
 }
 
 void RemoveUser(const std::string &name, bool withMusic) {
+    const PeopleLock lock;
     const varn::User account = Person(name);
     const uid_t uid = account->uid;
     if (name == kAdmin) {

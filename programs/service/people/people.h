@@ -10,9 +10,11 @@ namespace tonvale_service {
 // they are the system's, and stay.
 //
 // Each call throws a Failure where it cannot do all. One that was killed is completed by the next.
+// Of calls at the same time one waits for the other, for up to three seconds.
 
-// Makes a user: the account, its home with "music" in it, every right but the server's own output
-// (an administrator has all), and last the login. A Failure for a name that is no user's, is a
+// Makes a user: the account, its home with "music" in it, every right but the server's own output,
+// and last the login. An administrator has all rights; those that are recorded count when the user
+// is one no longer. A Failure for a name that is no user's, is a
 // system account's or has a login already, and for a password that is no password.
 void AddUser(const std::string &name, bool isAdmin, const std::string &password);
 

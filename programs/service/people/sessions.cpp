@@ -29,15 +29,14 @@ std::string Plain(std::string text) {
 
 }  // namespace
 
-std::string NewSession(uid_t uid, const std::string &user, const std::string &agent,
-                       const std::string &address) {
+std::string NewSession(const Holder &who, const std::string &agent, const std::string &address) {
     const std::string token = NewToken();
-    const int owner = static_cast<int>(uid);
+    const int owner = static_cast<int>(who.uid);
     RunOnLogins(varn::Sql(kTidy, owner));
-    RunOnLogins(varn::Sql(
-        "INSERT INTO session (token, user_id, login, agent, address) VALUES "
-        "('@VARN:VAR', @VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR')",
-        LoginHashOf(kPurpose, token), owner, LoginStamp(user), Plain(agent), Plain(address)));
+    RunOnLogins(
+        varn::Sql("INSERT INTO session (token, user_id, login, agent, address) VALUES "
+                  "('@VARN:VAR', @VARN:INT, '@VARN:VAR', '@VARN:VAR', '@VARN:VAR')",
+                  LoginHashOf(kPurpose, token), owner, who.stamp, Plain(agent), Plain(address)));
     return token;
 }
 

@@ -21,13 +21,13 @@ struct Session {
 
 // Each of these throws a Failure when the database or the logins cannot be read.
 
-// Makes a session for somebody whose password was right; the result is what the cookie holds. A
-// user has 100 at most: the ones that were not used for longest end.
-std::string NewSession(uid_t uid, const std::string &user, const std::string &agent,
-                       const std::string &address);
+// Makes a session for somebody whose password was right, and is over if it was changed since; the
+// result is what the cookie holds. A user has 100 at most: the ones that were not used for longest
+// end.
+std::string NewSession(const Holder &who, const std::string &agent, const std::string &address);
 
-// Whose session it is; nobody for one that was ended, was not used for 30 days, or was made before
-// the user's password was changed. Notes that it is used.
+// The user of a session, and notes that it is used. Empty for a session that was ended, was not
+// used for 30 days, or was made before the password was changed.
 std::optional<Holder> FindSession(const std::string &token);
 
 // The user's sessions, the last used first.

@@ -94,12 +94,17 @@ void KeepPreferences(const Json::Value &before, Json::Value &entry) {
     }
 }
 
+enum class Entry { kAny, kNewAlone };
+
 // A new entry is made of rights and of what the configuration offers; an administrator here changes
 // rights alone.
-void Record(uid_t uid, unsigned mask) {
+void Record(uid_t uid, unsigned mask, Entry which) {
     const SettingsLock lock;
     Json::Value users = ReadUsers();
     const Json::Value before = users[std::to_string(uid)];
+    if (which == Entry::kNewAlone && !before.isNull()) {
+        return;
+    }
     AudioUsers::SetUser(users, uid, mask);
     KeepPreferences(before, users[std::to_string(uid)]);
     Save(UsersFile(), users);
@@ -183,7 +188,7 @@ uid_t UidOf(const std::string &name) {
 
 void SetPermission(const std::string &user, unsigned mask) {
     const uid_t uid = UidOf(user);
-    Record(uid, mask);
+    Record(uid, mask, Entry::kAny);
     // Also where it was missing before: a call that could not reach the links may be repeated.
     if ((mask & RIGHT_SHARING) == 0) {
         LinksFollowLostRight(uid);
@@ -191,9 +196,7 @@ void SetPermission(const std::string &user, unsigned mask) {
 }
 
 void SetFirstPermission(uid_t uid, unsigned mask) {
-    if (!ReadUsers().isMember(std::to_string(uid))) {
-        Record(uid, mask);
-    }
+    Record(uid, mask, Entry::kNewAlone);
 }
 
 void RemoveEntry(uid_t uid) {

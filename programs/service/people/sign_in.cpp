@@ -83,7 +83,9 @@ std::string ProofOf(const Login &login) {
 // The account of a login; none for one that is gone from the system.
 SignIn Owner(const Login &login) {
     const varn::User account = varn::UserByName(login.user.c_str());
-    return account ? Known(Proof::kPassword, Holder{account->uid, account->szName, 0}) : Refused();
+    return account ? Known(Proof::kPassword, Holder{account->uid, account->szName, 0,
+                                                    LoginStamp(account->szName, login.hash)})
+                   : Refused();
 }
 
 bool IsVerified(const Login &login) {

@@ -188,7 +188,7 @@ void Rewrite(const HeldPlaylist &list, const Write &write) {
     KeptCopy before(list);
     try {
         write(list.Path().c_str());
-    } catch (const Failure &) {
+    } catch (...) {
         before.PutBack();
         throw;
     }
