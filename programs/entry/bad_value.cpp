@@ -53,7 +53,7 @@ constexpr Holders kHolders[] = {
     {Reason::kNotAGain, "value"},
     {Reason::kNotTenGains, "value"},
     {Reason::kUnknownPlayMode, "value"},
-    {Reason::kValueMissing, ""},
+    {Reason::kValueMissing, "value"},
     {Reason::kTooManyValues, "value"},
     {Reason::kTooLongForPlayer, "value"},
     {Reason::kNotAnAbsolutePath, "value"},
