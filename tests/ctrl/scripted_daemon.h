@@ -4,9 +4,11 @@
 #include <gtest/gtest.h>
 #include <poll.h>
 #include <sys/socket.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <atomic>
+#include <filesystem>
 #include <functional>
 #include <mutex>
 #include <string>
@@ -28,6 +30,11 @@ class ScriptedDaemon {
           listener_(DomainSocketCreate(SystemPath(varn::path::kPlayerSocket).c_str(), 5)),
           thread_([this] { Serve(); }) {
         EXPECT_GE(listener_, 0);
+        // Handlers run as the package, which the socket is not for by itself.
+        const std::filesystem::path socket = SystemPath(varn::path::kPlayerSocket);
+        struct stat folder {};
+        EXPECT_EQ(stat(socket.parent_path().c_str(), &folder), 0);
+        EXPECT_EQ(chown(socket.c_str(), folder.st_uid, folder.st_gid), 0);
     }
     // Answers everything with a text.
     explicit ScriptedDaemon(const std::string &answer)

@@ -30,11 +30,6 @@ class PlaylistParser : public tonvale_test::SystemTest {
 
     static std::filesystem::path music() { return scratch() / "music"; }
 
-    static void Touch(const std::filesystem::path &path, std::string_view text = "") {
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << text;
-    }
-
     // The entries of a playlist in the folder "lists", those below the folder of music without it.
     static Texts Entries(std::string_view text, const std::string &name = "list.m3u") {
         const std::filesystem::path path = music() / "lists" / name;

@@ -38,11 +38,6 @@ class PlaylistTest : public DatabaseTest {
     static std::filesystem::path music() { return scratch() / "music"; }
     static std::string In(const std::string &name) { return (music() / name).string(); }
 
-    static void Touch(const std::string &path, std::string_view text = "") {
-        std::filesystem::create_directories(std::filesystem::path(path).parent_path());
-        std::ofstream(path, std::ios::binary) << text;
-    }
-
     // A song of the library, and its file where it can be one. Returns its id.
     int AddSong(TrackRow row) {
         row.id = ++lastId_;

@@ -5,8 +5,6 @@
 #include <syslog.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <csignal>
 #include <cstring>
 #include <tuple>
 

@@ -27,17 +27,20 @@ struct Finished {
 // process's root unless the arguments name another one.
 class Command {
   public:
-    // Its standard output goes to the file `outFile` when there is one.
+    // Its standard output goes to the file `outFile` when there is one. `variables` come before this
+    // process's own.
     explicit Command(std::vector<std::string> arguments, const std::string &outFile = "",
-                     const std::string &name = "tonvale")
+                     const std::string &name = "tonvale", std::vector<std::string> variables = {})
         : out_(outFile.empty() ? memfd_create("out", MFD_CLOEXEC)
                                : open(outFile.c_str(), O_WRONLY | O_CLOEXEC)),
           err_(memfd_create("err", MFD_CLOEXEC)) {
         const int in = open("/dev/null", O_RDONLY | O_CLOEXEC);
         const std::string program = TONVALE_PROGRAM_DIR "/" + name;
         arguments.insert(arguments.begin(), program);
-        pid_ =
-            Spawn(program, std::move(arguments), OwnVariables(), {{in, 0}, {out_, 1}, {err_, 2}});
+        const std::vector<std::string> own = OwnVariables();
+        variables.insert(variables.end(), own.begin(), own.end());
+        pid_ = Spawn(program, std::move(arguments), std::move(variables),
+                     {{in, 0}, {out_, 1}, {err_, 2}});
         close(in);
     }
     ~Command() {
@@ -52,6 +55,9 @@ class Command {
     bool WaitForOutput(const std::string &part) {
         return Eventually([&] { return TextOf(out_).find(part) != std::string::npos; });
     }
+
+    // What it has complained of so far.
+    std::string Complaints() const { return TextOf(err_); }
 
     pid_t Id() const { return pid_; }
 

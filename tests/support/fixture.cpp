@@ -170,9 +170,17 @@ fs::path SystemTest::At(std::string_view fixedPath) {
 }
 
 void SystemTest::WriteFile(std::string_view fixedPath, std::string_view text) {
-    const fs::path path = At(fixedPath);
+    Touch(At(fixedPath), text);
+}
+
+void SystemTest::Touch(const fs::path &path, std::string_view text) {
     fs::create_directories(path.parent_path());
     std::ofstream(path, std::ios::binary) << text;
+}
+
+void SystemTest::MakeAdministrator(const std::string &user) {
+    std::string groups = ReadFile(At(varn::path::kGroup));
+    WriteFile(varn::path::kGroup, groups.insert(groups.find(":101:admin") + 10, "," + user));
 }
 
 std::string SystemTest::ReadFile(const fs::path &path) {

@@ -45,7 +45,10 @@ class SystemTest : public testing::Test {
     static std::filesystem::path At(std::string_view fixedPath);
     // Writes a file, making its folders. The path is a fixed system path.
     static void WriteFile(std::string_view fixedPath, std::string_view text);
+    // The same at a path of its own.
+    static void Touch(const std::filesystem::path &path, std::string_view text = "");
     static std::string ReadFile(const std::filesystem::path &path);
+    static void MakeAdministrator(const std::string &user);
     // A folder for the test's own files, outside the root, empty at the start of each test.
     static const std::filesystem::path &scratch();
 

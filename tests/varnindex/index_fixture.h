@@ -1,34 +1,24 @@
 // Tests of the indexer as it runs: a folder of music, the program, and the database behind it.
 #pragma once
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
 #include <taglib/id3v2tag.h>
-#include <unistd.h>
 
 #include <filesystem>
 #include <fstream>
 #include <string>
-#include <utility>
 #include <vector>
 
+#include "programs/command.h"
 #include "support/fixture.h"
 #include "varn/systempath.h"
 #include "varnindex/samples.h"
 
 namespace tonvale_test {
 
-struct Ended {
-    int status = -1;
-    std::string out;
-    std::string err;
-};
-
 class IndexTest : public DatabaseTest {
   public:
     using Words = std::vector<std::string>;
-    using Environment = std::vector<std::pair<std::string, std::string>>;
     using Path = std::filesystem::path;
 
   protected:
@@ -49,28 +39,13 @@ class IndexTest : public DatabaseTest {
         WriteFile(varn::path::kIndexFolders, text);
     }
 
-    // Starts the indexer; what it prints goes into Out() and Err().
-    static pid_t Start(const Words &arguments = {}, const Environment &environment = {}) {
-        const pid_t child = fork();
-        if (child == 0) {
-            Become(arguments, environment, Out(), Err());
-        }
-        return child;
+    // Runs the indexer to its end.
+    static Finished Index(const Words &arguments = {}, const Words &variables = {}) {
+        return Command(arguments, "", "varnindex", variables).Wait();
     }
-
-    // Runs it to its end.
-    static Ended Index(const Words &arguments = {}, const Environment &environment = {}) {
-        const pid_t child = Start(arguments, environment);
-        int status = 0;
-        EXPECT_EQ(waitpid(child, &status, 0), child);
-        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, ReadFile(Out()), ReadFile(Err())};
-    }
-
-    static Path Out() { return scratch() / "out.txt"; }
-    static Path Err() { return scratch() / "err.txt"; }
 
     // `summary` may leave out what the line tells of playlists.
-    static void Expect(const Ended &run, int status, const std::string &summary) {
+    static void Expect(const Finished &run, int status, const std::string &summary) {
         EXPECT_EQ(run.status, status) << run.err;
         const bool withLists = summary.find(';') != summary.npos;
         const std::size_t end = withLists ? run.out.npos : run.out.find(';');
@@ -93,11 +68,9 @@ class IndexTest : public DatabaseTest {
         tag.setTitle({title, TagLib::String::UTF8});
         tag.setGenre({genre, TagLib::String::UTF8});
         const TagLib::ByteVector bytes = tag.render();
-        const Path path = Music() / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary)
-            << std::string(bytes.data(), bytes.size()) << ReadFile(Samples() / "plain.mp3");
-        return path;
+        Touch(Music() / name,
+              std::string(bytes.data(), bytes.size()) + ReadFile(Samples() / "plain.mp3"));
+        return Music() / name;
     }
 
     // Every stored value that the indexer answers for, in a fixed order.
@@ -115,25 +88,6 @@ class IndexTest : public DatabaseTest {
             "SELECT (SELECT count(*) FROM album_track) + (SELECT count(*) FROM artist_track)"
             " + (SELECT count(*) FROM composer_track) + (SELECT count(*) FROM genre_track)"
             " + (SELECT count(*) FROM replaygain_track)");
-    }
-
-  private:
-    [[noreturn]] static void Become(const Words &arguments, const Environment &environment,
-                                    const Path &out, const Path &err) {
-        for (const auto &[name, value] : environment) {
-            setenv(name.c_str(), value.c_str(), 1);
-        }
-        dup2(open(out.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDOUT_FILENO);
-        dup2(open(err.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600), STDERR_FILENO);
-        Words words = {TONVALE_PROGRAM_DIR "/varnindex"};
-        words.insert(words.end(), arguments.begin(), arguments.end());
-        std::vector<char *> argv;
-        for (std::string &word : words) {
-            argv.push_back(word.data());
-        }
-        argv.push_back(nullptr);
-        execv(argv[0], argv.data());
-        _exit(127);
     }
 };
 

@@ -11,7 +11,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Ended;
+using tonvale_test::Finished;
 class ListsTest : public tonvale_test::ScanTest {};
 
 TEST_F(ListsTest, FoldersAndLists) {

@@ -14,7 +14,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Ended;
+using tonvale_test::Finished;
 using MovesTest = tonvale_test::ScanTest;
 
 // Somebody rates the copies while the scan is at work that has found their originals gone.
@@ -84,7 +84,7 @@ TEST_F(MovesTest, ThousandsOfSongsRenamedOverEachOtherKeepTheirRows) {
         fs::rename(path(i), path(i + 1));
     }
     fs::rename(path(kMany + 1), path(1));
-    const Ended run = Index();
+    const Finished run = Index();
     Expect(run, 0, "added 0, changed 0, moved 5200, removed 0, unchanged 0, failed 0");
     EXPECT_EQ(run.err.find("0.cue"), run.err.rfind("0.cue")) << "told twice: " << run.err;
     EXPECT_EQ(Query("SELECT id, title FROM track ORDER BY id"), ids);

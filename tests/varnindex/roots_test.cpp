@@ -12,7 +12,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Ended;
+using tonvale_test::Finished;
 using tonvale_test::Samples;
 
 // The fixture's root, whose cluster is the server of both, and another one beside it. The two have
@@ -52,9 +52,9 @@ class RootsTest : public tonvale_test::IndexTest {
         }
     }
 
-    static Ended IndexOther(const Words &arguments = {}) {
-        return Index(arguments, {{"TONVALE_ROOT", Other().string()},
-                                 {"PGHOST", At(varn::path::kDatabaseSocketDir).string()}});
+    static Finished IndexOther(const Words &arguments = {}) {
+        return Index(arguments, {"TONVALE_ROOT=" + Other().string(),
+                                 "PGHOST=" + At(varn::path::kDatabaseSocketDir).string()});
     }
 
     static std::string Summary(int added, int removed, int unchanged) {
@@ -137,7 +137,7 @@ TEST_F(RootsTest, AListThatCannotBeReadLosesNothing) {
     const fs::path list = At(varn::path::kIndexedList);
     fs::remove(list);
     fs::create_directory(list);
-    const Ended unreadable = Index();
+    const Finished unreadable = Index();
     EXPECT_EQ(unreadable.status, 1);
     EXPECT_NE(unreadable.err.find(list.string()), unreadable.err.npos) << unreadable.err;
     EXPECT_EQ(Value("SELECT count(*) FROM track"), "1");

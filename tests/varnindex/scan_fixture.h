@@ -37,9 +37,7 @@ class ScanTest : public IndexTest {
     }
 
     static void Write(const std::string &name, const std::string &text) {
-        const std::filesystem::path path = Music() / name;
-        std::filesystem::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << text;
+        Touch(Music() / name, text);
     }
 
     static std::string Sheet(const std::string &file, const std::string &first = "One") {

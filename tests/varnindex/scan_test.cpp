@@ -13,25 +13,17 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Ended;
+using tonvale_test::Command;
+using tonvale_test::Finished;
 using tonvale_test::Samples;
 using tonvale_test::ScanTest;
 
-TEST_F(ScanTest, HomesBelongToTheirUsers) {
+// It is there, but not among those that are listed.
+TEST_F(ScanTest, AnAccountThatIsNotListedKeepsItsSongs) {
     Put("shared.mp3");
     fs::copy_file(Samples() / "tone.flac", Home("alice") / "music/a.flac");
-    std::ofstream(Home("bob") / "music/mine.pls") << "[playlist]\n";
     EnableHomes(true);
-    Expect(Index(), 0, "added 2, changed 0, moved 0, removed 0, unchanged 0, failed 0");
-    EXPECT_EQ(Query("SELECT userid, title FROM track ORDER BY userid"),
-              (Rows{{"0", "The Tóne"}, {"1030", "The Tóne"}}));
-    EXPECT_EQ(Query("SELECT userid, path FROM personal_directory ORDER BY userid"),
-              (Rows{{"1030", (Home("alice") / "music").string()},
-                    {"1031", (Home("bob") / "music").string()}}));
-    EXPECT_EQ(Query("SELECT userid, title, album FROM personal_playlist"),
-              (Rows{{"1031", "mine", "music"}}));
-    EXPECT_EQ(Value("SELECT count(*) FROM playlist"), "0");
-    // An account that is there, but not among those that are listed, keeps its songs.
+    Index();
     const std::string accounts = ReadFile(At(varn::path::kPasswd));
     std::string changed = accounts;
     const std::size_t home = changed.find("/homes/alice");
@@ -137,15 +129,14 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     for (int i = 0; i < 25; ++i) {
         ForEveryTable("DELETE FROM %1$s");
         ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");
-        const pid_t child = Start();
+        Command indexer({}, "", "varnindex");
         std::this_thread::sleep_for(whole * i / 25);
-        kill(child, SIGKILL);
-        waitpid(child, nullptr, 0);
+        indexer.Signal(SIGKILL);
         WaitForItsServerProcess();
         EXPECT_EQ(Value("SELECT count(*) FROM track LEFT JOIN album_track a ON a.track = id"
                         " WHERE a.track IS NULL"),
                   "0");
-        const Ended next = Index();
+        const Finished next = Index();
         EXPECT_EQ(next.status, 0) << next.err;
         const Rows content = Content();
         ASSERT_EQ(content.size(), expected.size()) << "killed at " << i << "/25";
@@ -153,36 +144,6 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
             ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/25";
         }
     }
-}
-
-// Away when its folder is looked at, and there before its row goes.
-TEST_F(ScanTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
-    PutTagged("a/1.mp3", "Edited");
-    Write("a/list.m3u", "1.mp3\n");
-    for (int i = 0; i < 50; ++i) {
-        Put("b/" + std::to_string(i) + ".mp3");
-    }
-    Index();
-    const Rows before = Everything();
-    const std::string list = Value("SELECT id FROM playlist");
-    fs::rename(Music() / "a/1.mp3", scratch() / "1.mp3");
-    fs::rename(Music() / "a/list.m3u", scratch() / "list.m3u");
-    Put("a/2.mp3", "plain.mp3");
-    static int questions;
-    questions = 0;
-    varnindex::ScanOptions options;
-    options.isStopped = [] {
-        if (++questions == 40) {  // behind the folder "a"
-            fs::rename(scratch() / "1.mp3", Music() / "a/1.mp3");
-            fs::rename(scratch() / "list.m3u", Music() / "a/list.m3u");
-        }
-        return false;
-    };
-    EXPECT_TRUE(ScanInProcess(options));
-    EXPECT_EQ(Value("SELECT id FROM playlist"), list);
-    fs::remove(Music() / "a/2.mp3");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 51, failed 0");
-    EXPECT_EQ(Everything(), before);
 }
 
 }  // namespace

@@ -16,7 +16,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Ended;
+using tonvale_test::Finished;
 
 class SharedListsTest : public tonvale_test::ScanTest {
   protected:
@@ -80,7 +80,7 @@ TEST_F(SharedListsTest, FollowTheirSongs) {
     fs::remove(Music() / "a/original.mp3");
     EXPECT_EQ(Index({"--dry-run"}).status, 0);
     EXPECT_NE(ReadFile(list).find(relative("a/1.mp3")), std::string::npos);
-    const Ended run = Index();
+    const Finished run = Index();
     Expect(run, 0, "added 0, changed 0, moved 5, removed 0, unchanged 2, failed 0");
     EXPECT_EQ(run.err, "");
     const auto at = [](const char *name) { return (Music() / name).string(); };

@@ -2,7 +2,6 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
-#include <fstream>
 #include <string>
 
 #include "varnindex/scan_fixture.h"
@@ -10,7 +9,7 @@
 namespace {
 
 namespace fs = std::filesystem;
-using tonvale_test::Ended;
+using tonvale_test::Finished;
 using tonvale_test::Samples;
 class SheetsTest : public tonvale_test::ScanTest {};
 
@@ -43,14 +42,6 @@ TEST_F(SheetsTest, ASheetSplitsItsFile) {
     EXPECT_EQ(Query("SELECT title, has_virtual FROM track"), (Rows{{"The Tóne", "f"}}));
     EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
     EXPECT_EQ(SideRows(), "5");
-    // A file that goes takes its tracks along.
-    Write("moved/album.cue", Sheet("album.wav"));
-    Put("other.mp3");
-    Index();
-    fs::remove(Music() / "moved/album.flac");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 1, failed 0");
-    EXPECT_EQ(Value("SELECT count(*) FROM track"), "1");
-    EXPECT_EQ(Value("SELECT count(*) FROM virtual_info_track"), "0");
 }
 
 TEST_F(SheetsTest, SheetsThatSplitNothing) {
@@ -65,7 +56,7 @@ TEST_F(SheetsTest, SheetsThatSplitNothing) {
     Write("bad/1.cue",
           "FILE \"1.flac\" WAVE\n  TRACK 01 AUDIO\n    INDEX 01 00:00:50\n"
           "  TRACK 02 AUDIO\n    INDEX 01 00:00:20\n");
-    const Ended run = Index();
+    const Finished run = Index();
     Expect(run, 0, "added 3, changed 0, moved 0, removed 0, unchanged 0, failed 1");
     EXPECT_NE(run.err.find("m.cue: skipped, the name is not UTF-8"), run.err.npos) << run.err;
     EXPECT_NE(run.err.find("bad/1.cue: not used, "), run.err.npos) << run.err;
@@ -89,7 +80,7 @@ TEST_F(SheetsTest, TracksStayWhileTheirSheetCannotBeUsed) {
     Rate("is_virtual", 3);
     const auto tracks = [] { return Query("SELECT * FROM track WHERE is_virtual ORDER BY id"); };
     const Rows before = tracks();
-    const auto stays = [&](const Ended &run, const std::string &reason) {
+    const auto stays = [&](const Finished &run, const std::string &reason) {
         EXPECT_NE(run.err.find("album.cue: " + reason), run.err.npos) << run.err;
         EXPECT_NE(run.err.find("album.flac: its tracks stay"), run.err.npos) << run.err;
         EXPECT_EQ(tracks(), before);
@@ -97,14 +88,14 @@ TEST_F(SheetsTest, TracksStayWhileTheirSheetCannotBeUsed) {
     };
     fs::rename(scratch() / "disk", scratch() / "unplugged");
     for (int i = 0; i < 2; ++i) {
-        const Ended away = Index();
+        const Finished away = Index();
         Expect(away, 1, unchanged);
         stays(away, "not used, No such file");
     }
     fs::rename(scratch() / "unplugged", scratch() / "disk");
     Expect(Index(), 0, unchanged);
     Write("../disk/album.cue", "FILE album.flac WAVE\nTRACK 01 AUDIO\n  INDEX 01 rubbish\n");
-    const Ended broken = Index();
+    const Finished broken = Index();
     Expect(broken, 1, unchanged);
     stays(broken, "not used, ");
     Write("../disk/album.cue", Sheet("of another disc.flac"));
@@ -145,7 +136,7 @@ TEST_F(SheetsTest, TracksStayWhileTheirFileIsTooShort) {
     const Rows before = Query(tracks);
     ASSERT_EQ(before.size(), 2U);
     Write("album.mp3", audio.substr(0, audio.size() / 2));
-    const Ended half = Index();
+    const Finished half = Index();
     Expect(half, 1, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
     EXPECT_NE(half.err.find("album.mp3: it ends before track 2 of its"), half.err.npos) << half.err;
     EXPECT_EQ(Query(tracks), before);
@@ -160,23 +151,6 @@ TEST_F(SheetsTest, TracksStayWhileTheirFileIsTooShort) {
     Expect(Index({"--purge"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
     EXPECT_EQ(Ratings(), (Rows{{"album.mp3", "1", "3"}}));
     Expect(Index({"--full"}), 0, "added 0, changed 1, moved 0, removed 0, unchanged 0, failed 0");
-}
-
-TEST_F(SheetsTest, ASheetBesideASplitFileThatIsAboutOthersKeepsItsTracks) {
-    const fs::path embedded = Put("tagged/album.flac", "tone.flac");
-    EmbedSheet(embedded, Sheet("x", "Inside"));
-    Put("disc/album.ogg", "tone.ogg");
-    Write("disc/album.cue", Sheet("album.ogg"));
-    Index();
-    const Rows ids = Query("SELECT id, date FROM track ORDER BY id");
-    for (const char *name : {"disc/zzz.cue", "tagged/zzz.cue"}) {
-        Write(name, "FILE nowhere.wav WAVE\nTRACK 01 AUDIO\nINDEX 01 00:00:00\n");
-    }
-    Expect(Index(), 0, "added 0, changed 2, moved 0, removed 0, unchanged 0, failed 0");
-    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 0, unchanged 2, failed 0");
-    EmbedSheet(embedded, "FILE x WAVE\nTRACK 01 AUDIO\nTITLE broken\n");
-    Expect(Index(), 1, "added 0, changed 1, moved 0, removed 0, unchanged 1, failed 0");
-    EXPECT_EQ(Query("SELECT id, date FROM track ORDER BY id"), ids);
 }
 
 TEST_F(SheetsTest, OfSeveralSheetsTheNearestNameIsUsed) {

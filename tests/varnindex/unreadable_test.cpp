@@ -1,6 +1,5 @@
 // Files that cannot be read, or are others than those that were seen.
 #include <gtest/gtest.h>
-#include <sys/stat.h>
 #include <unistd.h>
 
 #include <filesystem>
@@ -70,6 +69,26 @@ TEST_F(UnreadableTest, ASongThatCannotBeReadAtItsNewPathKeepsItsRow) {
     ScanWith(Music(), [] { fs::rename(Music() / "a/2.mp3", scratch() / "2.mp3"); });
     Index({"--purge"});
     EXPECT_EQ(Value("SELECT count(*) FROM track"), "50");
+}
+
+// Away when its folder is looked at, and there before its row goes.
+TEST_F(UnreadableTest, AFileThatIsPutInPlaceOfAnotherKeepsItsRow) {
+    PutTagged("a/1.mp3", "Edited");
+    Write("a/list.m3u", "1.mp3\n");
+    ScanWith(Music(), [] {});
+    const Rows before = Everything();
+    const std::string list = Value("SELECT id FROM playlist");
+    fs::rename(Music() / "a/1.mp3", scratch() / "1.mp3");
+    fs::rename(Music() / "a/list.m3u", scratch() / "list.m3u");
+    Put("a/2.mp3", "plain.mp3");
+    ScanWith(Music(), [] {
+        fs::rename(scratch() / "1.mp3", Music() / "a/1.mp3");
+        fs::rename(scratch() / "list.m3u", Music() / "a/list.m3u");
+    });
+    EXPECT_EQ(Value("SELECT id FROM playlist"), list);
+    fs::remove(Music() / "a/2.mp3");
+    Expect(Index(), 0, "added 0, changed 0, moved 0, removed 1, unchanged 51, failed 0");
+    EXPECT_EQ(Everything(), before);
 }
 
 // Nothing of others gets into a home by a link that is put in a file's place behind the walk.

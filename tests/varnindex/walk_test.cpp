@@ -1,6 +1,5 @@
 #include "varnindex/observe/walk.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>

@@ -1,14 +1,10 @@
 #include "varnindex/watch/watch.h"
 
-#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sched.h>
 #include <sys/mount.h>
-#include <sys/stat.h>
-#include <sys/wait.h>
 
 #include <algorithm>
-#include <chrono>
 #include <csignal>
 #include <fstream>
 #include <set>
@@ -120,43 +116,40 @@ class WatchTest : public tonvale_test::SystemTest {
                      : testing::AssertionFailure() << path << " not in " << ReadFile(Asked());
     }
 
-    static void Write(const fs::path &path) {
-        fs::create_directories(path.parent_path());
-        std::ofstream(path) << "x";
+    // A file that is written is asked for.
+    static void Sees(const fs::path &path) {
+        Touch(path, "x");
+        EXPECT_TRUE(Asks(path));
     }
 
     pid_t watcher_ = 0;
 };
 
 TEST_F(WatchTest, EveryKindOfChangeIsSeen) {
-    Write(Music() / "old" / "kept.mp3");
-    Write(Music() / "old" / "gone.mp3");
-    Write(Music() / "old" / "moved.mp3");
+    Touch(Music() / "old" / "kept.mp3");
+    Touch(Music() / "old" / "gone.mp3");
+    Touch(Music() / "old" / "moved.mp3");
     fs::create_directories(scratch() / "outside" / "deep");
-    Write(scratch() / "outside" / "deep" / "in.flac");
+    Touch(scratch() / "outside" / "deep" / "in.flac");
     Start();
     const fs::path old = Music() / "old";
-    Write(old / "new.mp3");
-    EXPECT_TRUE(Asks(old / "new.mp3"));
-    Write(old / "kept.mp3");
-    EXPECT_TRUE(Asks(old / "kept.mp3"));
+    Sees(old / "new.mp3");
+    Sees(old / "kept.mp3");
     fs::remove(old / "gone.mp3");
     EXPECT_TRUE(Asks(old / "gone.mp3"));
     fs::create_hard_link(old / "kept.mp3", old / "linked.mp3");
     EXPECT_TRUE(Asks(old / "linked.mp3"));
     fs::rename(scratch() / "outside", Music() / "inside");
     EXPECT_TRUE(Asks(Music() / "inside"));
-    Write(Music() / "inside" / "deep" / "later.m3u");
-    EXPECT_TRUE(Asks(Music() / "inside" / "deep" / "later.m3u"));
+    Sees(Music() / "inside" / "deep" / "later.m3u");
     fs::create_directories(Music() / "a" / "b" / "c");
     EXPECT_TRUE(Asks(Music() / "a"));
-    Write(Music() / "a" / "b" / "c" / "deep.cue");
-    EXPECT_TRUE(Asks(Music() / "a" / "b" / "c" / "deep.cue"));
+    Sees(Music() / "a" / "b" / "c" / "deep.cue");
     fs::create_directory_symlink(scratch() / "linked", Music() / "link");
     fs::create_directories(scratch() / "linked");
     fs::rename(Music() / "link", Music() / "link2");
     EXPECT_TRUE(Asks(Music() / "link2"));
-    Write(scratch() / "linked" / "through.mp3");
+    Touch(scratch() / "linked" / "through.mp3");
     EXPECT_TRUE(Asks(Music() / "link2" / "through.mp3"));
     fs::remove(Music() / "link2");
     fs::remove_all(Music() / "inside");
@@ -167,12 +160,11 @@ TEST_F(WatchTest, EveryKindOfChangeIsSeen) {
 // indexer writes itself.
 TEST_F(WatchTest, WhatTheLibraryDoesNotHoldIsNotAskedFor) {
     Start();
-    Write(Music() / "@eaDir" / "song.mp3" / "APIC.jpg");
-    Write(Music() / ".hidden.mp3");
-    Write(Music() / "$Recycle.Bin" / "song.mp3");
-    Write(Music() / "notes.txt");
-    Write(Music() / "last.mp3");
-    EXPECT_TRUE(Asks(Music() / "last.mp3"));
+    Touch(Music() / "@eaDir" / "song.mp3" / "APIC.jpg");
+    Touch(Music() / ".hidden.mp3");
+    Touch(Music() / "$Recycle.Bin" / "song.mp3");
+    Touch(Music() / "notes.txt");
+    Sees(Music() / "last.mp3");
     EXPECT_EQ(Lines(Asked()), Words{(Music() / "last.mp3").string() + "|"});
 }
 
@@ -206,19 +198,19 @@ TEST_F(WatchTest, NoticesAreWorkedOffOnce) {
 TEST_F(WatchTest, WhatCannotBeDoneIsKept) {
     Start();
     std::ofstream(scratch() / "database away") << "";
-    Write(Music() / "a.mp3");
+    Touch(Music() / "a.mp3");
     EXPECT_TRUE(Eventually([&] { return Logged("gone for a while"); }));
     fs::remove(scratch() / "database away");
     EXPECT_TRUE(Asks(Music() / "a.mp3"));
     EXPECT_TRUE(Eventually([&] { return Logged("indexing goes on"); }));
     std::ofstream(scratch() / "list unreadable") << "";
-    Write(Music() / "c.mp3");
+    Touch(Music() / "c.mp3");
     EXPECT_TRUE(Eventually([&] { return Logged("the list of folders: Input/output error"); }));
     fs::remove(scratch() / "list unreadable");
     EXPECT_TRUE(Asks(Music() / "c.mp3"));
     fs::remove(Asked());
     std::ofstream(scratch() / "indexer busy") << "";
-    Write(Music() / "b.mp3");
+    Touch(Music() / "b.mp3");
     EXPECT_TRUE(Eventually([&] { return Lines(Asked()).size() >= 2; })) << "tried again";
     fs::remove(scratch() / "indexer busy");
     EXPECT_TRUE(Asks(Music() / "b.mp3"));
@@ -235,17 +227,15 @@ TEST_F(WatchTest, AChangedConfigurationIsFollowed) {
     Start();
     SetFolders({Music(), scratch() / "more"});
     EXPECT_TRUE(Asks("everything"));
-    Write(scratch() / "more" / "song.mp3");
-    EXPECT_TRUE(Asks(scratch() / "more" / "song.mp3"));
+    Sees(scratch() / "more" / "song.mp3");
     SetFolders({scratch() / "more"});
     EXPECT_TRUE(Eventually([] {
         const Words lines = Lines(Asked());
         return std::count(lines.begin(), lines.end(), "everything") == 2;
     }));
     fs::remove(Asked());
-    Write(Music() / "left.mp3");
-    Write(scratch() / "more" / "last.mp3");
-    EXPECT_TRUE(Asks(scratch() / "more" / "last.mp3"));
+    Touch(Music() / "left.mp3");
+    Sees(scratch() / "more" / "last.mp3");
     EXPECT_FALSE(WasAsked((Music() / "left.mp3").string()));
 }
 
@@ -277,7 +267,7 @@ TEST_F(WatchTest, FoldersBeyondTheLimitOfTheSystemAreNamed) {
         EXPECT_TRUE(tree.Unwatched().empty());
         std::set<std::string> changed;
         for (const std::string &folder : expected) {
-            Write(folder + "/song.mp3");
+            Touch(folder + "/song.mp3");
             changed.clear();
             tree.Read(changed);
             EXPECT_EQ(changed, std::set{folder + "/song.mp3"});
@@ -310,15 +300,13 @@ TEST_F(WatchTest, ADiskThatComesAndGoesInsideAWatchedFolderIsWatched) {
             fs::remove(Asked());
             EXPECT_EQ(mount("none", disk.c_str(), "tmpfs", 0, nullptr), 0);
             EXPECT_TRUE(Asks(disk));
-            Write(disk / "deep" / "1.mp3");
+            Touch(disk / "deep" / "1.mp3");
             EXPECT_TRUE(Asks(disk / "deep"));
-            Write(disk / "deep" / "2.mp3");
-            EXPECT_TRUE(Asks(disk / "deep" / "2.mp3"));
+            Sees(disk / "deep" / "2.mp3");
             fs::remove(Asked());
             EXPECT_EQ(umount(disk.c_str()), 0);
             EXPECT_TRUE(Asks(disk));
-            Write(disk / "below.mp3");
-            EXPECT_TRUE(Asks(disk / "below.mp3"));
+            Sees(disk / "below.mp3");
         }
         kill(watcher, SIGTERM);
         EXPECT_TRUE(tonvale_test::EndedWell(watcher));
@@ -345,7 +333,7 @@ TEST_F(WatchTest, LostEventsAreMadeUpFor) {
     tree.Read(changed);
     EXPECT_TRUE(changed.contains(Music()));
     changed.clear();
-    Write(Music() / "missed" / "song.mp3");
+    Touch(Music() / "missed" / "song.mp3");
     tree.Read(changed);
     EXPECT_EQ(changed, std::set{(Music() / "missed" / "song.mp3").string()});
 }

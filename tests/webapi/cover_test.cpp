@@ -4,18 +4,16 @@
 #include <sys/stat.h>
 
 #include <cstdio>
-#include <cstdlib>
-#include <fstream>
 #include <memory>
 #include <thread>
 #include <tuple>
 #include <vector>
 
+#include "misc/pictures.h"
 #include "programs/command.h"
 #include "support/fixture.h"
 #include "support/scripted_http.h"
 #include "varn/packageconf.h"
-#include "varn/process.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
 #include "webapi/cgi.h"
@@ -33,12 +31,7 @@ struct Answer {
     std::string header, body;
 
     bool Has(const std::string &line) const { return Contains("\r\n" + header, "\r\n" + line); }
-    std::string Field(const std::string &name) const {
-        const std::size_t at = header.find("\r\n" + name + ": ");
-        return at != header.npos ? header.substr(at + name.size() + 4,
-                                                 header.find("\r\n", at + 2) - at - name.size() - 4)
-                                 : "";
-    }
+    std::string Field(const std::string &name) const { return FieldOf(header, name); }
 };
 
 class CoverApi : public DatabaseTest {
@@ -46,10 +39,6 @@ class CoverApi : public DatabaseTest {
     void SetUp() override {
         DatabaseTest::SetUp();
         WriteFile(varn::path::kIndexFolders, scratch().string() + "\n");
-    }
-    static void Put(const fs::path &path, std::string_view text) {
-        fs::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << text;
     }
 
     // Alice's request for what `rest` names, with more variables of a web server.
@@ -92,7 +81,7 @@ TEST_F(CoverApi, AnswersPicturesByWhatIsInThem) {
         {"BM four", "bmp"},
         {std::string("RIFF\0\0\0\0WEBPVP8 ", 16), "webp"}};
     for (const auto &[bytes, type] : cases) {
-        Put(music / "cover.jpg", bytes);
+        Touch(music / "cover.jpg", bytes);
         const Answer answer = Get("&id=music_1");
         EXPECT_TRUE(answer.Has("Content-Type: image/" + std::string(type) + "\r\n"));
         EXPECT_TRUE(answer.Has("Content-Length: " + std::to_string(bytes.size()) + "\r\n"));
@@ -101,11 +90,11 @@ TEST_F(CoverApi, AnswersPicturesByWhatIsInThem) {
     }
     for (const char *bytes :
          {"", "<svg a='WEBP' xmlns='http://www.w3.org/2000/svg'/>", "<html>", "\xFF\xD8", "RIFF"}) {
-        Put(music / "cover.jpg", bytes);
+        Touch(music / "cover.jpg", bytes);
         EXPECT_TRUE(IsDefault(Get("&id=music_1"))) << bytes;
     }
     const std::string large = kPng + std::string(1'000'000, '\0');
-    Put(music / "@eaDir" / "a.mp3" / "APIC.png", large);
+    Touch(music / "@eaDir" / "a.mp3" / "APIC.png", large);
     EXPECT_TRUE(Body("&id=music_1") == large) << "the song's own picture is the first";
 }
 
@@ -114,7 +103,7 @@ TEST_F(CoverApi, SavesWhatDidNotChange) {
     const std::string lasting = "Cache-Control: private, max-age=300\r\n";
     AddSong(1, scratch() / "with" / "a.mp3");
     AddSong(2, scratch() / "without" / "a.mp3");
-    Put(cover, kJpeg);
+    Touch(cover, kJpeg);
     for (const char *id : {"&id=music_1", "&id=music_2"}) {
         const Answer first = Get(id);
         const std::string tag = first.Field("ETag");
@@ -127,7 +116,7 @@ TEST_F(CoverApi, SavesWhatDidNotChange) {
         const Answer head = Get(id, {{"REQUEST_METHOD", "HEAD"}});
         EXPECT_EQ(head.header + head.body, first.header);
         // A cover that is new takes the place of the old one, or of the drawing.
-        Put(scratch() / (id[10] == '1' ? "with/cover.jpg" : "without/folder.jpg"), kPng);
+        Touch(scratch() / (id[10] == '1' ? "with/cover.jpg" : "without/folder.jpg"), kPng);
         EXPECT_EQ(Get(id, {{"HTTP_IF_NONE_MATCH", tag}}).body, kPng);
     }
     const std::string date = Get("&id=music_1").Field("Last-Modified");
@@ -141,8 +130,8 @@ TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
     const fs::path home = scratch() / "bob";
     AddSong(1, home / "own.mp3", "bob's", kBob);
     AddSong(2, scratch() / "own" / "b.mp3", "alice's", kAlice);
-    Put(home / "cover.jpg", kJpeg);
-    Put(scratch() / "own" / "cover.jpg", kPng);
+    Touch(home / "cover.jpg", kJpeg);
+    Touch(scratch() / "own" / "cover.jpg", kPng);
     Query(*varn::Sql("INSERT INTO directory (id, path, title) VALUES (5, '@VARN:VAR', 'bob');",
                      home.string()));
     EXPECT_EQ(Body("&id=music_p_2"), kPng);
@@ -168,7 +157,7 @@ TEST_F(CoverApi, FollowsLinksToTheOwnersMusicOnly) {
         {root() / "volume1/homes/bob/music/real", false, false},
         {scratch() / "outside", false, false}};
     for (const auto &[target, forShared, forOwn] : links) {
-        Put(target / "cover.jpg", kJpeg);
+        Touch(target / "cover.jpg", kJpeg);
         for (const fs::path &folder : {music, home}) {
             fs::remove(folder / "album");
             fs::create_directory_symlink(target, folder / "album");
@@ -195,8 +184,8 @@ TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
     AddSong(1, music / "1" / "a.mp3", "It's \"one\"");
     AddSong(2, music / "2" / "b.mp3", "It's \"one\"");
     AddSong(3, scratch() / "100xy[x]" / "c.mp3", "other");
-    Put(music / "2" / "cover.jpg", kJpeg);
-    Put(scratch() / "100xy[x]" / "cover.jpg", kPng);
+    Touch(music / "2" / "cover.jpg", kJpeg);
+    Touch(scratch() / "100xy[x]" / "cover.jpg", kPng);
     Query(*varn::Sql("INSERT INTO directory (id, path, title) VALUES (5, '@VARN:VAR', 'd');",
                      music.string()));
     const std::string album = "&album=It%27s%20%22one%22";
@@ -213,9 +202,8 @@ TEST_F(CoverApi, ChoosesForAlbumsAndFolders) {
 TEST_F(CoverApi, MakesTheSmallCopy) {
     const fs::path cover = scratch() / "cover.jpg";
     AddSong(1, scratch() / "a.mp3");
-    Put(scratch() / "a.mp3", "");
-    ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x600", "xc:red", cover.c_str(), nullptr),
-              0);
+    Touch(scratch() / "a.mp3", "");
+    Draw("900x600", cover);
     const std::string scaled = "&id=music_1&size=scaled";
     const Answer small = Get(scaled);
     EXPECT_EQ(small.body, ReadFile(scratch() / "@eaDir" / "a.mp3" / "VARNAUDIO_ART_NBAUDIO.jpg"));
@@ -235,7 +223,7 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
         EXPECT_EQ(Body(scaled), ReadFile(cover));
         // A copy that is there takes no turn, whatever version made it.
         const fs::path earlier = scratch() / "@eaDir" / "a.mp3" / "ART_NBAUDIO.jpg";
-        Put(earlier, small.body);
+        Touch(earlier, small.body);
         EXPECT_EQ(Body(scaled), small.body);
         fs::remove(earlier);
         taken.pop_back();
@@ -250,15 +238,14 @@ TEST_F(CoverApi, KeepsCopiesOfAnySideWithinABound) {
     const fs::path cover = scratch() / "cover.jpg";
     const fs::path copies = At(varn::path::kCoverCopies);
     AddSong(1, scratch() / "a.mp3");
-    Put(scratch() / "a.mp3", "");
-    ASSERT_EQ(VLIBCExec("/usr/bin/convert", "-size", "900x600", "xc:red", cover.c_str(), nullptr),
-              0);
+    Touch(scratch() / "a.mp3", "");
+    Draw("900x600", cover);
     const Answer first = Get("&id=music_1&size=64");
     EXPECT_EQ(Get("&id=music_1&size=64").header, first.header) << "it was kept";
     EXPECT_NE(first.body, Body("&id=music_1&size=1024"));
     // An unused copy makes room for a new one; one that is in use stays.
     const fs::path unused = copies / "unused.jpg";
-    Put(unused, "");
+    Touch(unused, "");
     fs::resize_file(unused, std::uintmax_t{1} << 28);
     const timespec old[] = {{1, 0}, {1, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, unused.c_str(), old, 0), 0);

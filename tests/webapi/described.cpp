@@ -164,13 +164,6 @@ std::map<std::string, std::string> Given(const std::string &query, const std::st
     return given;
 }
 
-// A field of an answer's header.
-std::string FieldOf(const std::string &header, const std::string &name) {
-    const std::size_t found = ("\r\n" + header).find("\r\n" + name + ": ");
-    const std::size_t begin = found + name.size() + 2;
-    return found == header.npos ? "" : header.substr(begin, header.find("\r\n", begin) - begin);
-}
-
 void CheckMedia(const std::string &method, const Json::Value &operation, const std::string &type) {
     const Json::Value &content = operation["responses"]["200"]["content"];
     const std::string plain = type.substr(0, type.find(';'));
@@ -180,6 +173,12 @@ void CheckMedia(const std::string &method, const Json::Value &operation, const s
 }
 
 }  // namespace
+
+std::string FieldOf(const std::string &header, const std::string &name) {
+    const std::size_t found = ("\r\n" + header).find("\r\n" + name + ": ");
+    const std::size_t begin = found + name.size() + 2;
+    return found == header.npos ? "" : header.substr(begin, header.find("\r\n", begin) - begin);
+}
 
 const Json::Value &Description() {
     static const Json::Value description = tonvale_entry::DescribeApis("/webapi");

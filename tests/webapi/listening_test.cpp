@@ -1,5 +1,4 @@
 // What users play, like and go on with, through the web API.
-#include "service/base/failure.h"
 #include "service/listening/plays.h"
 #include "service/people/people.h"
 #include "webapi/api.h"
@@ -145,31 +144,6 @@ TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
         Ask("Favourite", "remove", given);
     }
     EXPECT_EQ(Rows(), "0 1 0 0 0 0");
-}
-
-// A list that shows favourites changes with them, and with those of nobody else.
-TEST_F(Listening, KeptAnswersFollowFavouritesAlone) {
-    const auto tag = [](const std::string &query, const std::string &known = "") {
-        const std::string text =
-            RunCgi({{"REQUEST_METHOD", "GET"},
-                    {"QUERY_STRING", QueryOf(query, "list", {}) + "&additional=song_favourite"},
-                    {"REMOTE_USER", "alice"},
-                    {"HTTP_IF_NONE_MATCH", known}});
-        const std::size_t at = text.find("ETag: ");
-        return text.starts_with("Status: 304") ? "unchanged"
-               : at == text.npos               ? "none"
-                                               : text.substr(at + 6, text.find('\r', at) - at - 6);
-    };
-    const std::string first = tag("Song");
-    EXPECT_NE(first, "none");
-    Ask("Play", "note", {{"songs", "music_1"}});
-    Ask("Favourite", "add", {{"songs", "music_1"}}, "bob");
-    EXPECT_EQ(tag("Song", first), "unchanged");
-    Ask("Favourite", "add", {{"songs", "music_1"}});
-    EXPECT_NE(tag("Song", first), "unchanged");
-    const std::string second = tag("Song");
-    Ask("Favourite", "remove", {{"songs", "music_1"}});
-    EXPECT_NE(tag("Song", second), "unchanged");
 }
 
 TEST_F(Listening, AQueueIsSharedByAUsersClients) {

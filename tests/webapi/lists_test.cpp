@@ -1,9 +1,6 @@
 // The web API's lists of the library, and its ratings.
 #include <algorithm>
-#include <chrono>
 #include <filesystem>
-#include <fstream>
-#include <sstream>
 
 #include "programs/command.h"
 #include "tonvale/paths.h"

@@ -1,7 +1,4 @@
 // The lyrics of songs, from their tags and from files beside them.
-#include <sys/stat.h>
-
-#include <fstream>
 
 #include "service/songs/lyrics_text.h"
 #include "varnindex/samples.h"
@@ -62,10 +59,6 @@ class LyricsApi : public ApiTest {
     static void AddSong(int id, const fs::path &path, unsigned user = 0) {
         Query(InsertSql(TrackRow{.id = id, .userid = user, .path = path}));
     }
-    static void Put(const fs::path &path, std::string_view text) {
-        fs::create_directories(path.parent_path());
-        std::ofstream(path, std::ios::binary) << text;
-    }
 
     static Texts Lyrics(const std::string &id, const std::string &user = "alice") {
         Texts all;
@@ -94,8 +87,8 @@ class LyricsApi : public ApiTest {
             return text;
         };
         const std::string sound = ReadFile(Samples() / "plain.mp3");
-        Put(song, std::string("ID3\3\0\0", 6) + size(bytes.size() + 10, 7) + name +
-                      size(bytes.size(), 8) + std::string(2, '\0') + bytes + sound);
+        Touch(song, std::string("ID3\3\0\0", 6) + size(bytes.size() + 10, 7) + name +
+                        size(bytes.size(), 8) + std::string(2, '\0') + bytes + sound);
     }
 };
 
@@ -124,29 +117,29 @@ TEST_F(LyricsApi, ReadsTagsOfEachFormat) {
         PutFrame(music() / "t.mp3", "SYLT", timed.substr(0, cut));
         EXPECT_TRUE(Lyrics("music_5").size() < 2) << cut;
     }
-    Put(music() / "t.mp3", "no song");
+    Touch(music() / "t.mp3", "no song");
     EXPECT_EQ(Lyrics("music_5"), Texts());
 }
 
 TEST_F(LyricsApi, ReadsFilesBesideTheSong) {
     Ffmpeg({"-i", Samples() / "plain.mp3", "-metadata", "lyrics=tagged", music() / "a.b.mp3"});
     AddSong(1, music() / "a.b.mp3");
-    Put(music() / "a.b.txt", "caf\xE9\r\nnoir");
+    Touch(music() / "a.b.txt", "caf\xE9\r\nnoir");
     const Texts all = {"und 1000:\xC3\xA9", "und tagged", "und café|noir"};
-    Put(music() / "a.b.lrc", {"\xFF\xFE[\0"
-                              "0\0:\0"
-                              "0\0"
-                              "1\0]\0\xE9\0",
-                              16});
+    Touch(music() / "a.b.lrc", {"\xFF\xFE[\0"
+                                "0\0:\0"
+                                "0\0"
+                                "1\0]\0\xE9\0",
+                                16});
     EXPECT_EQ(Lyrics("music_1"), all);
     // Not what leads out of the music, is large, or is kept from others.
     fs::remove(music() / "a.b.lrc");
-    Put(scratch() / "private", "secret");
+    Touch(scratch() / "private", "secret");
     fs::create_symlink(scratch() / "private", music() / "a.b.lrc");
-    Put(music() / "a.b.txt", std::string(tonvale_service::kMostLyricsBytes + 1, 'x'));
+    Touch(music() / "a.b.txt", std::string(tonvale_service::kMostLyricsBytes + 1, 'x'));
     EXPECT_EQ(Lyrics("music_1").size(), 1U);
     if (IsRoot()) {
-        Put(music() / "a.b.txt", "secret");
+        Touch(music() / "a.b.txt", "secret");
         ASSERT_EQ(chown((music() / "a.b.txt").c_str(), kBob, 0), 0);
         fs::permissions(music() / "a.b.txt", fs::perms(0640));
         EXPECT_EQ(Lyrics("music_1").size(), 1U);
@@ -155,8 +148,8 @@ TEST_F(LyricsApi, ReadsFilesBesideTheSong) {
 
 TEST_F(LyricsApi, AreTheUsersAlone) {
     const fs::path hers = root() / "volume1/homes/alice/music/a.mp3";
-    Put(hers, ReadFile(Samples() / "plain.mp3"));
-    Put(fs::path(hers).replace_extension(".txt"), "hers");
+    Touch(hers, ReadFile(Samples() / "plain.mp3"));
+    Touch(fs::path(hers).replace_extension(".txt"), "hers");
     if (IsRoot()) {
         ASSERT_EQ(chown(hers.c_str(), kAlice, 0), 0);
         ASSERT_EQ(chown(fs::path(hers).replace_extension(".txt").c_str(), kAlice, 0), 0);

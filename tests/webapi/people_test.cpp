@@ -87,9 +87,7 @@ TEST_F(People, WrongPasswordsHoldNobodyElseUp) {
 }
 
 TEST_F(People, RefusalsHaveTheirStatusOnDemand) {
-    std::string groups = ReadFile(At(varn::path::kGroup));
-    groups.replace(groups.find(":101:admin"), 10, ":101:admin,alice");
-    WriteFile(varn::path::kGroup, groups);
+    MakeAdministrator("alice");
     const auto ask = [&](const std::string &query, const std::string &login,
                          const std::string &more = "") {
         return Get("/webapi/VARN.Tonvale." + query, login + more);

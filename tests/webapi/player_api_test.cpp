@@ -1,8 +1,6 @@
 // The web API's player: who may use it, what reaches the player daemon, and which machines are
 // asked.
 #include <arpa/inet.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <cstring>
 #include <filesystem>
@@ -34,12 +32,22 @@ class PlayerApi : public ApiTest {
         Give("alice", kAlice, RIGHT_USB);
         Give("bob", kBob, RIGHT_ALL & ~RIGHT_USB);
     }
-    // Handlers run as the package, which the socket is not for by itself.
-    static void OpenSocket() {
-        struct stat folder {};
-        EXPECT_EQ(stat(At("/var/run/Tonvale").c_str(), &folder), 0);
-        EXPECT_EQ(chown(At(varn::path::kPlayerSocket).c_str(), folder.st_uid, folder.st_gid), 0);
-    }
+    // A daemon that takes any queue.
+    struct Queued {
+        std::string file, songs;
+        ScriptedDaemon daemon{[this](int client) {
+            file = Told(daemon.TakeMessages().back()).second;
+            const std::unique_ptr<PlaylistInfo> queue(
+                AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
+            for (const auto &song : queue->songs()) {
+                songs += song->title + std::string(" ") + song->path + " " +
+                         std::to_string(song->virtual_start) + "\n";
+            }
+            ScriptedDaemon::Say(client, kDone);
+        }};
+        // "TITLE PATH START" of each song that came since the last time.
+        std::string Take() { return std::exchange(songs, ""); }
+    };
     static std::pair<int, std::string> Told(const std::string &message) {
         int command = -1;
         std::memcpy(&command, message.data(), std::min(sizeof command, message.size()));
@@ -49,7 +57,6 @@ class PlayerApi : public ApiTest {
 
 TEST_F(PlayerApi, CommandsReachThePlayer) {
     ScriptedDaemon daemon(kDone);
-    OpenSocket();
     EXPECT_EQ(Ask("Player", "control", {{"action", "clear"}}), Json::Value(Json::objectValue));
     daemon.TakeMessages();
     const struct {
@@ -91,7 +98,6 @@ TEST_F(PlayerApi, RefusalsAndSilenceHaveTheirCodes) {
     };
     for (const auto &[answer, code] : kCases) {
         ScriptedDaemon daemon{answer};
-        OpenSocket();
         EXPECT_EQ(CodeOf("Player", "control", {{"action", "play"}, {"value", "9"}}), code)
             << answer;
     }
@@ -105,48 +111,23 @@ TEST_F(PlayerApi, SongsOfTheLibraryAreQueued) {
           InsertSql({.id = 5, .path = "/music/four.flac", .track = 1, .is_virtual = true}) +
           "INSERT INTO virtual_info_track (track, file_track, audio_offset, cue_sheet_path) "
           "VALUES (5, 4, 61, '/music/four.cue')");
-    ScriptedDaemon *self = nullptr;
-    std::string file;
-    Texts queued;
-    int start = 0;
-    ScriptedDaemon daemon([&](int client) {
-        file = Told(self->TakeMessages().back()).second;
-        const std::unique_ptr<PlaylistInfo> queue(AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
-        for (const auto &song : queue->songs()) {
-            queued.push_back(song->path);
-            start = song->virtual_start;
-        }
-        ScriptedDaemon::Say(client, kDone);
-    });
-    self = &daemon;
-    OpenSocket();
+    Queued queued;
     const auto add = [](const std::string &songs) {
         return CodeOf("Player", "queue", {{"action", "add"}, {"songs", songs}});
     };
     EXPECT_EQ(add("music_p_2,music_1,music_1"), 0);
-    EXPECT_EQ(queued, (Texts{"/home/alice/two.flac", "/music/one.flac", "/music/one.flac"}));
-    EXPECT_TRUE(file.starts_with(At(varn::path::kSpoolDir).string() + "/")) << file;
-    EXPECT_FALSE(fs::exists(file));
+    EXPECT_EQ(queued.Take(),
+              "two /home/alice/two.flac 0\none /music/one.flac 0\none /music/one.flac 0\n");
+    EXPECT_TRUE(queued.file.starts_with(At(varn::path::kSpoolDir).string() + "/")) << queued.file;
+    EXPECT_FALSE(fs::exists(queued.file));
     EXPECT_EQ(add("music_v_5"), 0);
-    EXPECT_EQ(start, 61);
-    queued.clear();
+    EXPECT_EQ(queued.Take(), " /music/four.flac 61\n");
     EXPECT_EQ(add("music_1,music_p_3"), 404);
-    EXPECT_TRUE(queued.empty());
+    EXPECT_EQ(queued.Take(), "");
 }
 
 TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
-    std::string queued;
-    ScriptedDaemon *self = nullptr;
-    ScriptedDaemon daemon([&](int client) {
-        const std::string file = Told(self->TakeMessages().back()).second;
-        const std::unique_ptr<PlaylistInfo> queue(AudioFile::PlaylistFileLoad(file.c_str(), 0, 10));
-        for (const auto &song : queue->songs()) {
-            queued += std::string(song->title) + " " + song->path + "\n";
-        }
-        ScriptedDaemon::Say(client, kDone);
-    });
-    self = &daemon;
-    OpenSocket();
+    Queued queued;
     WriteFile(varn::path::kPackageConf, "media_server_any_address=\"yes\"\n");
     // The id is the address that the server tells.
     const ScriptedHttp server([](const HttpRequest &request) {
@@ -161,14 +142,13 @@ TEST_F(PlayerApi, SongsOfOtherServersAreQueued) {
                       {{"no_proxy", "*"}});
     };
     EXPECT_EQ(add("http://127.0.0.1:99/a.flac,http://127.0.0.1/b"), 0);
-    EXPECT_EQ(queued, "T http://127.0.0.1:99/a.flac\nT http://127.0.0.1/b\n");
-    queued.clear();
+    EXPECT_EQ(queued.Take(), "T http://127.0.0.1:99/a.flac 0\nT http://127.0.0.1/b 0\n");
     for (const char *elsewhere : {"http://10.0.0.1/a.flac", "file:///etc/passwd", "1"}) {
         EXPECT_EQ(add(elsewhere), 404) << elsewhere;
     }
     EXPECT_EQ(CodeOf("Player", "queue", {{"action", "add"}, {"songs", "radio_A http://10.0.0.1/"}}),
               400);
-    EXPECT_EQ(queued, "");
+    EXPECT_EQ(queued.Take(), "");
 }
 
 TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
@@ -176,7 +156,6 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
         "{\"success\": true, \"song\": {\"title\": \"\", \"path\": \"/home/bob/secret/a.mp3\"}, "
         "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7, "
         "{\"path\": \"/music/one.flac\"}], \"total\": 3}");
-    OpenSocket();
     Query(InsertSql({.id = 1, .path = "/music/one.flac"}) +
           InsertSql({.id = 2, .userid = kBob, .path = "/home/bob/secret/a.mp3"}));
     const Json::Value info = Ask("Player", "info");
@@ -192,7 +171,6 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
 
 TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
     ScriptedDaemon daemon{std::string(kDone)};
-    OpenSocket();
     const Json::Value info = Ask("Player", "info");
     EXPECT_FALSE(info.isMember("song"));
     const std::string can = info["can"].toStyledString();

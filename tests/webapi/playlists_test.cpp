@@ -166,8 +166,6 @@ TEST_F(PlaylistApi, AreListedWithTheSmartOnes) {
     EXPECT_EQ(Songs(ids[4], "bob").size(), 4U);
     EXPECT_EQ(CodeOf("Playlist", "get", {{"id", ids[1]}}, "bob"), 404);
     EXPECT_EQ(CodeOf("Playlist", "get", {{"id", "playlist_shared_smart/bad"}}), 404);
-    const Finished table = Tonvale({"playlists", "--user", "alice", "--personal"});
-    EXPECT_TRUE(Contains(table.out, "1-2 of 2 playlists")) << table.out << table.err;
 }
 
 // By hand and by the API in one file: what is not meant stays as it was written.

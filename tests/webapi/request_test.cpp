@@ -1,5 +1,4 @@
 // entry.cgi through the CGI environment.
-#include <sys/stat.h>
 
 #include <fstream>
 #include <regex>
@@ -8,7 +7,6 @@
 #include "entry/action.h"
 #include "platform/child.h"
 #include "sharing/shared_library.h"
-#include "varn/packageconf.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 #include "webapi/api.h"

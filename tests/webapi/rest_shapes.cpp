@@ -1,3 +1,6 @@
+#include <libxml/parser.h>
+
+#include <memory>
 #include <regex>
 #include <sstream>
 
@@ -61,71 +64,39 @@ std::string Shapes::Wrong(const Json::Value &value, const std::string &type) con
     return wrong;
 }
 
+namespace {
+
+std::string TextIn(const void *node) {
+    const std::unique_ptr<xmlChar, decltype(xmlFree)> text(
+        xmlNodeGetContent(static_cast<const xmlNode *>(node)), xmlFree);
+    return text ? reinterpret_cast<const char *>(text.get()) : "";
+}
+
+std::string NameOf(const xmlChar *name) {
+    return reinterpret_cast<const char *>(name);
+}
+
+}  // namespace
+
 Json::Value Shapes::FromXml(const std::string &xml, const std::string &type) const {
-    const std::string head = "<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n";
-    EXPECT_TRUE(xml.starts_with(head)) << xml;
-    std::size_t place = head.size();
-    const Node root = Parse(xml, place);
-    EXPECT_EQ(xml.substr(place), "\n") << xml;
-    EXPECT_EQ(root.name, "subsonic-response");
-    return ValueOf(root, type);
-}
-
-Shapes::Node Shapes::Parse(const std::string &xml, std::size_t &place) {
-    static const std::regex start(R"rx(<([\w-]+)((?: \w+="[^"<>]*")*)(/?)>)rx");
-    static const std::regex attribute(R"rx( (\w+)="([^"]*)")rx");
-    std::smatch found;
-    const auto at = xml.begin() + static_cast<std::ptrdiff_t>(place);
-    if (!std::regex_search(at, xml.end(), found, start, std::regex_constants::match_continuous)) {
-        ADD_FAILURE() << "no element at " << place << " of " << xml;
-        throw std::runtime_error("no XML");
+    EXPECT_TRUE(xml.starts_with("<?xml version=\"1.0\" encoding=\"UTF-8\"?>\n")) << xml;
+    const std::unique_ptr<xmlDoc, decltype(&xmlFreeDoc)> document(
+        xmlReadMemory(xml.data(), static_cast<int>(xml.size()), nullptr, nullptr, 0), xmlFreeDoc);
+    const xmlNode *const root = document ? xmlDocGetRootElement(document.get()) : nullptr;
+    if (root == nullptr || NameOf(root->name) != "subsonic-response") {
+        ADD_FAILURE() << xml;
+        return {};
     }
-    Node node{found[1], ""};
-    const std::string attributes = found[2];
-    for (std::sregex_iterator one(attributes.begin(), attributes.end(), attribute), end; one != end;
-         ++one) {
-        node.attributes.emplace_back((*one)[1], Unescaped((*one)[2]));
-    }
-    place += static_cast<std::size_t>(found.length());
-    const std::string end = "</" + node.name + ">";
-    while (found[3].length() == 0 && xml.compare(place, end.size(), end) != 0) {
-        if (xml.at(place) == '<') {
-            node.children.push_back(Parse(xml, place));
-        } else {
-            const std::size_t next = std::min(xml.find('<', place), xml.size());
-            node.text += Unescaped(xml.substr(place, next - place));
-            place = next;
-        }
-    }
-    place += found[3].length() == 0 ? end.size() : 0;
-    return node;
-}
-
-std::string Shapes::Unescaped(const std::string &text) {
-    static const std::map<std::string, std::string> names = {
-        {"amp", "&"}, {"lt", "<"},  {"gt", ">"},   {"quot", "\""},
-        {"#39", "'"}, {"#9", "\t"}, {"#10", "\n"}, {"#13", "\r"}};
-    std::string plain;
-    for (std::size_t i = 0; i < text.size(); ++i) {
-        EXPECT_GE(static_cast<unsigned char>(text[i]), 0x20) << text;
-        if (text[i] == '&') {
-            const std::size_t end = std::min(text.find(';', i), text.size());
-            plain += names.at(text.substr(i + 1, end - i - 1));
-            i = end;
-        } else {
-            plain += text[i];
-        }
-    }
-    return plain;
+    return ValueOf(*root, type);
 }
 
 Json::Value Shapes::Scalar(const std::string &text, const std::string &type) {
     return type == "s" || type == "t" ? Json::Value(text) : StrictJson("[" + text + "]")[0];
 }
 
-Json::Value Shapes::ValueOf(const Node &node, const std::string &type) const {
+Json::Value Shapes::ValueOf(const xmlNode &node, const std::string &type) const {
     if (type.size() == 1) {
-        return Scalar(node.text, type);
+        return Scalar(TextIn(&node), type);
     }
     const auto &members = shapes_.at(type);
     Json::Value value(Json::objectValue);
@@ -134,21 +105,22 @@ Json::Value Shapes::ValueOf(const Node &node, const std::string &type) const {
             value[name] = Json::Value(Json::arrayValue);
         }
     }
-    for (const auto &[name, text] : node.attributes) {
-        if (name != "xmlns") {
-            value[name] = Scalar(text, members.at(name).type);
-        }
+    for (const xmlAttr *one = node.properties; one != nullptr; one = one->next) {
+        const std::string name = NameOf(one->name);
+        value[name] = Scalar(TextIn(one), members.at(name).type);
     }
-    for (const Node &child : node.children) {
-        const std::string &of = members.at(child.name).type;
+    for (const xmlNode *child = xmlFirstElementChild(const_cast<xmlNode *>(&node));
+         child != nullptr; child = xmlNextElementSibling(const_cast<xmlNode *>(child))) {
+        const std::string name = NameOf(child->name);
+        const std::string &of = members.at(name).type;
         if (of.starts_with('[')) {
-            value[child.name].append(ValueOf(child, of.substr(1, of.size() - 2)));
+            value[name].append(ValueOf(*child, of.substr(1, of.size() - 2)));
         } else {
-            value[child.name] = ValueOf(child, of);
+            value[name] = ValueOf(*child, of);
         }
     }
     if (members.contains("value")) {
-        value["value"] = Scalar(node.text, members.at("value").type);
+        value["value"] = Scalar(TextIn(&node), members.at("value").type);
     }
     return value;
 }

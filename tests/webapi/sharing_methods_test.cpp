@@ -101,7 +101,6 @@ TEST_F(WebMethods, PinViews) {
 
     EXPECT_EQ(CodeOf("Pin", "unpin", {{"id", first}}, "bob"), 5);
     EXPECT_EQ(CodeOf("Pin", "rename", {{"id", first}, {"name", "stolen"}}, "bob"), 5);
-    EXPECT_EQ(CodeOf("Pin", "reorder", {{"ids", first + "," + first + "," + second}}), 1);
     EXPECT_EQ(CodeOf("Pin", "pin", {{"type", "random_100"}, {"name", "n"}}), 4);
     EXPECT_EQ(Alice("Pin", "list")["pins"], pins) << "what is refused changes nothing";
     Alice("Pin", "unpin", {{"id", first}});
