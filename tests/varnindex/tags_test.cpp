@@ -28,6 +28,7 @@
 
 #include "support/fixture.h"
 #include "varn/process.h"
+#include "varn/systempath.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/read/prober.h"
 #include "varnindex/samples.h"
