@@ -14,8 +14,8 @@ namespace tonvale_service {
 
 // Makes a user: the account, its home with "music" in it, every right but the server's own output,
 // and last the login. An administrator has all rights; those that are recorded count when the user
-// is one no longer. A Failure for a name that is no user's, is a
-// system account's or has a login already, and for a password that is no password.
+// is one no longer. A Failure for a name that is no user's, is a system account's or has a login
+// already, and for a password that is no password.
 void AddUser(const std::string &name, bool isAdmin, const std::string &password);
 
 // A password of 8 to 256 bytes without control characters. All sessions and keys of the user end.
