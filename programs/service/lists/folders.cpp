@@ -221,16 +221,19 @@ std::unique_ptr<SongPage> KeptPage(const ListRequest &request, const ListPart &p
 // A page that is read from the database.
 std::unique_ptr<SongPage> ReadPage(const ListRequest &request, const Inside &inside,
                                    const Version &before, const TrackWriter &writer) {
-    const Tonvale::MediaHandle found =
-        Open(request, inside.folders, inside.folderOrder, request.offset, request.limit);
     Json::Value list(Json::arrayValue);
-    for (int i = 0; i < found->rowCount; ++i) {
-        list.append(ObjectOf(found, i));
+    {
+        // It ends before the songs are read: a request has two connections.
+        const Tonvale::MediaHandle found =
+            Open(request, inside.folders, inside.folderOrder, request.offset, request.limit);
+        for (int i = 0; i < found->rowCount; ++i) {
+            list.append(ObjectOf(found, i));
+        }
     }
-    const auto folders =
-        static_cast<int>(std::min<int64_t>(Total(request, VARN_TABLE_DIRECTORY, inside.folders,
-                                                 {request.offset, request.limit, found->rowCount}),
-                                           INT_MAX));
+    const auto folders = static_cast<int>(
+        std::min<int64_t>(Total(request, VARN_TABLE_DIRECTORY, inside.folders,
+                                {request.offset, request.limit, static_cast<int>(list.size())}),
+                          INT_MAX));
 
     // A limit of 0 means no limit, so that a page that is full already asks for no song another
     // way.
