@@ -61,7 +61,7 @@ enum PIN_ERROR : int {
     PIN_ERROR_FOLDER = 6,          // no such folder
     PIN_ERROR_PLAYLIST = 7,        // no such playlist
     PIN_ERROR_DATABASE = 8,        // no connection, or a statement failed
-    PIN_ERROR_PREFERENCE_DIR = 9,  // the user has no preference folder, as an unknown one
+    PIN_ERROR_PREFERENCE_DIR = 9,  // no preference folder, or no such user
 };
 
 // The pins of one user. Every operation clears the error code first and sets it when it fails.

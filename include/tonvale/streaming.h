@@ -80,8 +80,8 @@ TONVALE_EXPORT int64_t GetSeekOffset(const char *path, int frames) noexcept;
 // both that is never exceeded. It is not reached where the estimate is too long, unless the
 // environment has the encoder fill it up (varn::kEncoderFill of varn/systempath.h). A byte range of
 // the request (HTTPFileOutputer::SeekHttpRange of varn/webapi.h) is answered with 206: the encoder
-// is started again at the last whole second before the range. A range of transcoded WAV that begins
-// there within the header's length begins with silence as far as that.
+// is started again at the last whole second before the range. The header of that later
+// stream is not part of the sound: a range of WAV that begins in its place has silence there.
 //
 // A virtual song's start in its file is added to the seek; without audio_offset in the record it is
 // looked up in the library.
