@@ -1,7 +1,7 @@
 // What the server tells while the page is in sight: server-sent events, over one connection of the
 // browser. The window that began to listen last tells the others.
 
-import { addressOf, call } from './api.js';
+import { addressOf, call, connection } from './api.js';
 import { changed } from './library.js';
 import { shareWithWindows } from './windows.js';
 
@@ -69,6 +69,7 @@ const tellOthers = shareWithWindows('events', ({ name, data, listens }) => {
 
 function close() {
   clearTimeout(timer);
+  timer = 0;
   source?.close();
   source = null;
 }
@@ -126,6 +127,12 @@ document.addEventListener('visibilitychange', () => {
   if (document.hidden) {
     timer = setTimeout(leave, HIDDEN_FOR);
   } else if (!source) {
+    tries = 0;
+    open();
+  }
+});
+connection.addEventListener('back', () => {
+  if (!source && timer && !document.hidden) { // waits for its next try
     tries = 0;
     open();
   }
