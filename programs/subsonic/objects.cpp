@@ -108,8 +108,8 @@ void SetSound(Json::Value &child, const SongFacts &song) {
     child["duration"] = song.seconds;
     SetNumber(child, "size", song.bytes);
     SetNumber(child, "bitRate", song.bitRate / 1000);
-    SetNumber(child, "samplingRate", song.frequency);
-    SetNumber(child, "channelCount", song.channels);
+    child["samplingRate"] = song.frequency;
+    child["channelCount"] = song.channels;
     Json::Value &gain = child["replayGain"] = Json::Value(Json::objectValue);
     const auto set = [&](const char *member, const std::optional<double> &value) {
         if (value && std::isfinite(*value)) {
