@@ -198,16 +198,17 @@ void AnswerWriter::Value(std::string_view name, const Json::Value &value) {
 }
 
 void AnswerWriter::Members(const Json::Value &object) {
-    // In XML the attributes come before the text and the elements.
-    const auto order = [](const std::string &name, const Json::Value &value) {
+    // In XML the attributes come before the text, and that before the elements.
+    const auto turnOf = [](std::string_view name, const Json::Value &value) {
         return value.isObject() || value.isArray() ? 2 : name == kText ? 1 : 0;
     };
-    for (const int turn : {0, 1, 2}) {
+    for (int turn = 0; turn < (isXml_ ? 3 : 1); ++turn) {
         for (auto member = object.begin(); member != object.end(); ++member) {
             const char *end = nullptr;
-            const char *const name = member.memberName(&end);
-            if (order(name, *member) == turn) {
-                Value({name, end}, *member);
+            const char *const begin = member.memberName(&end);
+            const std::string_view name(begin, static_cast<std::size_t>(end - begin));
+            if (!isXml_ || turnOf(name, *member) == turn) {
+                Value(name, *member);
             }
         }
     }

@@ -25,7 +25,7 @@ struct Form {
 // Writes an answer as its parts come. In XML a scalar member is an attribute, an object an element,
 // each entry of a list an element of the list's name, and the member "value" the text of its
 // element. XML leaves out the characters that it cannot hold. Of an object the scalars come first,
-// "value" as the last one of them. Names must outlive their objects.
+// "value" as the last one. Names must outlive their objects.
 class AnswerWriter {
   public:
     explicit AnswerWriter(Form::Kind kind);
