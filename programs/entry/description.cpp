@@ -6,7 +6,7 @@
 #include "action.h"
 #include "document.h"
 #include "route.h"
-#include "service/base/page.h"
+#include "service/base/json_text.h"
 #include "service/base/validators.h"
 
 namespace tonvale_entry {
@@ -19,8 +19,8 @@ class Get : public MediaAction {
 
   protected:
     bool Send() override {
-        const std::string text = tonvale_service::JsonWriter(tonvale_service::Letters::kAscii)
-                                     .Text(DescribeApis(RoutedFolder()));
+        const std::string text = tonvale_service::JsonText(DescribeApis(RoutedFolder()),
+                                                           tonvale_service::Letters::kAscii);
         const tonvale_service::Validators now{tonvale_service::EtagOf(text), ""};
         const bool isKnown = IsUnchanged(now, Variable("HTTP_IF_NONE_MATCH"), "");
         const std::string header = Lines(now) + "Cache-Control: no-cache\r\n" +

@@ -3,7 +3,10 @@
 
 #include <json/value.h>
 
+#include <functional>
 #include <string>
+#include <string_view>
+#include <vector>
 
 #include "fault.h"
 #include "request.h"
@@ -19,10 +22,46 @@ struct Form {
     static Form Of(const Request &asked);
 };
 
-// The text of an answer with these members. In XML a scalar member is an attribute, an object an
-// element, each entry of an array an element of the array's name, and the member "value" the text
-// of its element. XML leaves out the characters that it cannot hold.
-std::string AnswerText(const Form &form, Json::Value members);
+// Writes an answer as its parts come. In XML a scalar member is an attribute, an object an element,
+// each entry of a list an element of the list's name, and the member "value" the text of its
+// element. XML leaves out the characters that it cannot hold. Of an object the scalars come first,
+// "value" as the last one. Names must outlive their objects.
+class AnswerWriter {
+  public:
+    explicit AnswerWriter(Form::Kind kind);
+
+    // A member of the object that was begun last, or an entry of the list, by the list's name.
+    void BeginObject(std::string_view name);
+    void EndObject();
+    void BeginList(std::string_view name);
+    void EndList();
+    void Scalar(std::string_view name, std::string_view text);
+    void Value(std::string_view name, const Json::Value &value);  // of any kind
+    // All members of an object, in the order that they have to have.
+    void Members(const Json::Value &object);
+
+    std::string Take() &&;
+
+  private:
+    struct Open {
+        std::string_view name = {};
+        bool isList = false;
+        bool isEmpty = true;  // in JSON
+        bool isTag = false;   // in XML: attributes may follow
+    };
+
+    void BeginMember(std::string_view name);
+    void AppendText(std::string_view text);
+    template <typename Append>
+    void AddScalar(std::string_view name, const Append &append);
+
+    bool isXml_;
+    std::string text_;
+    std::vector<Open> open_;
+};
+
+// The text of an answer with the members that are written.
+std::string AnswerText(const Form &form, const std::function<void(AnswerWriter &)> &write);
 std::string AnswerText(const Form &form, const Fault &fault);
 
 // Writes an answer with its header. True when all of it went out.

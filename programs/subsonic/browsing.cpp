@@ -47,35 +47,52 @@ std::string LetterOf(std::string_view name) {
 }
 
 // Entries by the letters that they stand under, in the order in which these come first.
+template <typename Entry>
 class Index {
   public:
-    void Add(const std::string &letter, Json::Value entry) {
-        const auto [place, isNew] = places_.try_emplace(letter, list_.size());
-        Json::Value &group = list_[place->second];
+    struct Group {
+        std::string letter;
+        std::vector<Entry> entries = {};
+    };
+
+    void Add(const std::string &letter, Entry entry) {
+        const auto [place, isNew] = places_.try_emplace(letter, groups_.size());
         if (isNew) {
-            group["name"] = letter;
+            groups_.push_back({letter});
         }
-        group["artist"].append(std::move(entry));
+        groups_[place->second].entries.push_back(std::move(entry));
     }
-    Json::Value Take() { return std::move(list_); }
+    const std::vector<Group> &Groups() const { return groups_; }
 
   private:
-    std::map<std::string, Json::ArrayIndex> places_;
-    Json::Value list_{Json::arrayValue};
+    std::map<std::string, std::size_t> places_;
+    std::vector<Group> groups_;
 };
 
-Json::Value Artists(const Request &asked) {
-    Json::Value artists(Json::objectValue);
-    artists["ignoredArticles"] = kArticles;
-    std::vector<ArtistFacts> all = AllArtists(LibraryOf(asked));
-    std::erase_if(all, [](const ArtistFacts &artist) { return !artist.isListed; });
-    Index index;
-    for (Json::Value &artist : ArtistsOf(asked, all)) {
-        const std::string letter = LetterOf(artist["sortName"].asString());
-        index.Add(letter, std::move(artist));
+void Artists(const Request &asked, AnswerWriter &answer) {
+    const std::vector<ArtistFacts> all = AllArtists(LibraryOf(asked));
+    Index<const ArtistFacts *> index;
+    for (const ArtistFacts &artist : all) {
+        if (artist.isListed) {
+            index.Add(LetterOf(artist.sortName), &artist);
+        }
     }
-    artists["index"] = index.Take();
-    return artists;
+    const ArtistWriter writer(asked);
+    answer.BeginObject("artists");
+    answer.Scalar("ignoredArticles", kArticles);
+    answer.BeginList("index");
+    for (const auto &group : index.Groups()) {
+        answer.BeginObject("index");
+        answer.Scalar("name", group.letter);
+        answer.BeginList("artist");
+        for (const ArtistFacts *artist : group.entries) {
+            writer.Write(*artist, answer);
+        }
+        answer.EndList();
+        answer.EndObject();
+    }
+    answer.EndList();
+    answer.EndObject();
 }
 
 void AppendSongs(const ListRequest &request, const FolderContents &inside, Json::Value &child) {
@@ -98,7 +115,7 @@ Json::Value Indexes(const Request &asked) {
     if (read <= since) {
         return indexes;
     }
-    Index index;
+    Index<Json::Value> index;
     for (const FolderFacts &root : ContentsOf(request, 0, asked.User()).folders) {
         const FolderContents inside = ContentsOf(request, ParseFolderId(root.id), asked.User());
         for (const FolderFacts &folder : inside.folders) {
@@ -109,7 +126,13 @@ Json::Value Indexes(const Request &asked) {
         }
         AppendSongs(request, inside, child);
     }
-    indexes["index"] = index.Take();
+    for (const auto &group : index.Groups()) {
+        Json::Value &told = indexes["index"].append(Json::objectValue);
+        told["name"] = group.letter;
+        for (const Json::Value &entry : group.entries) {
+            told["artist"].append(entry);
+        }
+    }
     return indexes;
 }
 
@@ -191,7 +214,7 @@ Json::Value Song(const Request &asked) {
 constexpr Endpoint kEndpoints[] = {
     {.name = "getAlbum", .answer = Named<"album", Album>},
     {.name = "getArtist", .answer = Named<"artist", Artist>},
-    {.name = "getArtists", .answer = Named<"artists", Artists>},
+    {.name = "getArtists", .write = Artists},
     {.name = "getGenres", .answer = Named<"genres", Named<"genre", Genres>>},
     {.name = "getIndexes", .answer = Named<"indexes", Indexes>},
     {.name = "getMusicDirectory", .answer = Named<"directory", Directory>},

@@ -7,16 +7,19 @@
 #include <span>
 #include <string_view>
 
+#include "answer.h"
 #include "request.h"
 
 namespace tonvale_subsonic {
 
-// One of the two functions is there. Each throws a Fault, a Refusal or a Failure.
+// One of the three functions is there. Each throws a Fault, a Refusal or a Failure.
 struct Endpoint {
     std::string_view name;
     // Gives the members of the answer: an object, such as {"license": {...}}; an empty one for an
     // endpoint that answers with success alone. How values become XML: answer.h.
     Json::Value (*answer)(const Request &asked) = nullptr;
+    // The same for a long answer, which is written without a value of all that it holds.
+    void (*write)(const Request &asked, AnswerWriter &answer) = nullptr;
     // Writes a whole HTTP answer, and throws as long as nothing is written. True when all of it
     // went out.
     bool (*send)(const Request &asked) = nullptr;

@@ -1,8 +1,6 @@
 #include "ids.h"
 
-#include <array>
 #include <cstdint>
-#include <cstdio>
 
 #include "service/listening/favourites.h"
 
@@ -16,9 +14,11 @@ std::string HashOf(std::string_view text) {
     for (const char c : text) {
         hash = (hash ^ static_cast<unsigned char>(c)) * 0x100000001B3U;
     }
-    std::array<char, 17> digits = {};
-    std::snprintf(digits.data(), digits.size(), "%016jx", static_cast<std::uintmax_t>(hash));
-    return digits.data();
+    std::string digits(16, '0');
+    for (auto digit = digits.rbegin(); digit != digits.rend(); ++digit, hash >>= 4) {
+        *digit = "0123456789abcdef"[hash & 0xFU];
+    }
+    return digits;
 }
 
 }  // namespace

@@ -40,45 +40,76 @@ void Tell(const char *name, const std::vector<std::string> &values = {}) {
     TellPlayer(*command, values);
 }
 
-// The paths of all songs of the queue, in order.
-std::vector<std::string> QueuedPaths() {
-    std::vector<std::string> paths;
-    for (;;) {
-        const Json::Value page = PlayerQueue(static_cast<int>(paths.size()), kPage);
-        if (!page["songs"].isArray() || page["songs"].empty()) {
-            return paths;
+// All songs of the queue, in order, as the player has them.
+std::vector<Json::Value> Queue() {
+    std::vector<Json::Value> queue;
+    int total = 0;
+    int number = 0;  // on a page
+    do {
+        const Json::Value page = PlayerQueue(static_cast<int>(queue.size()), kPage);
+        const Json::Value &songs = page["songs"];
+        total = NumberIn(page, "total");
+        number = songs.isArray() ? static_cast<int>(songs.size()) : 0;
+        for (int i = 0; i < number; ++i) {
+            queue.push_back(songs[i]);
         }
-        for (const Json::Value &song : page["songs"]) {
-            paths.push_back(song["path"].isString() ? song["path"].asString() : "");
-        }
-    }
+    } while (number > 0 && static_cast<int>(queue.size()) < total);
+    return queue;
 }
 
-// Of a song that the user does not see, its place alone: others have put it there. It is the same
-// for a part of a file: the player does not tell which track it is.
+std::string PathOf(const Json::Value &song) {
+    return song["path"].isString() ? song["path"].asString() : "";
+}
+
+// What the library knows of songs of the queue, "" for others: of a part of a file the track of a
+// cue sheet that begins there.
+std::vector<std::string> IdsOf(const Request &asked, const std::vector<Json::Value> &queue) {
+    std::vector<std::string> files;
+    std::vector<std::string> split;
+    for (const Json::Value &song : queue) {
+        (song["start"].isInt() ? split : files).push_back(PathOf(song));
+    }
+    const auto whole = ReadNamedSongs(asked.Uid(), files);
+    const auto tracks = TracksIn(split);
+    std::vector<std::string> ids;
+    for (const Json::Value &song : queue) {
+        std::string &id = ids.emplace_back();
+        if (song["start"].isInt()) {
+            const auto track = tracks.find({PathOf(song), song["start"].asInt()});
+            id = track != tracks.end() ? tonvale_service::SongIdText(track->second) : "";
+        } else if (const auto file = whole.find(PathOf(song)); file != whole.end()) {
+            id = tonvale_service::SongIdText(
+                {static_cast<int>(file->second.id), IsVirtualMusic(&file->second)});
+        }
+    }
+    return ids;
+}
+
+// Of a song that the user does not see, what the player tells to everybody: others have put it
+// there.
 Json::Value Get(const Request &asked) {
-    const std::vector<std::string> paths = QueuedPaths();
-    const auto known = ReadNamedSongs(asked.Uid(), paths);
+    std::vector<Json::Value> queue = Queue();
+    const std::vector<std::string> ids = IdsOf(asked, queue);
     std::vector<SongId> songs;
-    for (const auto &[path, song] : known) {
-        songs.push_back({static_cast<int>(song.id), IsVirtualMusic(&song)});
+    for (const std::string &id : ids) {
+        if (const auto song = ParseSongId(id)) {
+            songs.push_back(*song);
+        }
     }
     const auto children = ChildrenById(asked, songs);
     Json::Value members(Json::objectValue);
     Json::Value &list = members["jukeboxPlaylist"] = StatusObject();
     list["entry"] = Json::Value(Json::arrayValue);
-    for (const std::string &path : paths) {
-        const auto song = known.find(path);
-        const auto child =
-            song == known.end()
-                ? children.end()
-                : children.find(tonvale_service::SongIdText(
-                      {static_cast<int>(song->second.id), IsVirtualMusic(&song->second)}));
-        Json::Value unknown(Json::objectValue);
+    for (std::size_t i = 0; i < queue.size(); ++i) {
+        if (const auto child = children.find(ids[i]); child != children.end()) {
+            list["entry"].append(child->second);
+            continue;
+        }
+        HidePath(queue[i]);
+        Json::Value &unknown = list["entry"].append(Json::objectValue);
         unknown["id"] = "";
         unknown["isDir"] = false;
-        unknown["title"] = "[a cue sheet's track, or a song of another user]";
-        list["entry"].append(child != children.end() ? child->second : unknown);
+        unknown["title"] = queue[i]["title"].isString() ? queue[i]["title"] : "";
     }
     return members;
 }

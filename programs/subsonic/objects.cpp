@@ -5,6 +5,7 @@
 #include <cmath>
 #include <ctime>
 #include <filesystem>
+#include <type_traits>
 
 #include "entry/song_sound.h"
 #include "service/lists/kinds.h"
@@ -107,8 +108,8 @@ void SetSound(Json::Value &child, const SongFacts &song) {
     child["duration"] = song.seconds;
     SetNumber(child, "size", song.bytes);
     SetNumber(child, "bitRate", song.bitRate / 1000);
-    SetNumber(child, "samplingRate", song.frequency);
-    SetNumber(child, "channelCount", song.channels);
+    child["samplingRate"] = song.frequency;
+    child["channelCount"] = song.channels;
     Json::Value &gain = child["replayGain"] = Json::Value(Json::objectValue);
     const auto set = [&](const char *member, const std::optional<double> &value) {
         if (value && std::isfinite(*value)) {
@@ -162,16 +163,8 @@ Json::Value AlbumChildOf(const AlbumFacts &album) {
     return object;
 }
 
-Json::Value ArtistOf(const ArtistFacts &artist) {
-    Json::Value object(Json::objectValue);
-    object["id"] = ArtistId(artist.name);
-    object["name"] = OrElse(artist.name, kNoArtist);
-    object["coverArt"] = object["id"];
-    object["albumCount"] = artist.albums;
-    object["sortName"] = artist.sortName;
-    object["roles"] = Json::Value(Json::arrayValue);
-    object["roles"].append(artist.isListed ? "albumartist" : "artist");
-    return object;
+const char *RoleOf(const ArtistFacts &artist) {
+    return artist.isListed ? "albumartist" : "artist";
 }
 
 // Whatever folder of music a list shows, an identifier stands for the user's whole library.
@@ -269,15 +262,51 @@ Json::Value AlbumsOf(const Request &asked, const std::vector<AlbumFacts> &albums
     return list;
 }
 
+ArtistWriter::ArtistWriter(const Request &asked) : favourites_(FavouriteArtists(asked.Uid())) {}
+
+template <typename Set>
+void ArtistWriter::SetMembers(const ArtistFacts &artist, const Set &set) const {
+    const std::string id = ArtistId(artist.name);
+    set("id", id);
+    set("name", OrElse(artist.name, kNoArtist));
+    set("coverArt", id);
+    set("albumCount", artist.albums);
+    set("sortName", artist.sortName);
+    if (const auto since =
+            favourites_.empty() ? favourites_.end() : favourites_.find(FoldedName(artist.name));
+        since != favourites_.end()) {
+        set("starred", TimeText(since->second.since));
+    }
+}
+
+void ArtistWriter::Write(const ArtistFacts &artist, AnswerWriter &answer) const {
+    answer.BeginObject("artist");
+    SetMembers(artist, [&](const char *name, const auto &value) {
+        if constexpr (std::is_integral_v<std::decay_t<decltype(value)>>) {
+            answer.Value(name, value);
+        } else {
+            answer.Scalar(name, value);
+        }
+    });
+    answer.BeginList("roles");
+    answer.Scalar("roles", RoleOf(artist));
+    answer.EndList();
+    answer.EndObject();
+}
+
+Json::Value ArtistWriter::ObjectOf(const ArtistFacts &artist) const {
+    Json::Value object(Json::objectValue);
+    SetMembers(artist, [&](const char *name, const auto &value) { object[name] = value; });
+    object["roles"] = Json::Value(Json::arrayValue);
+    object["roles"].append(RoleOf(artist));
+    return object;
+}
+
 Json::Value ArtistsOf(const Request &asked, const std::vector<ArtistFacts> &artists) {
-    const auto favourites = FavouriteArtists(asked.Uid());
+    const ArtistWriter writer(asked);
     Json::Value list(Json::arrayValue);
     for (const ArtistFacts &artist : artists) {
-        Json::Value &object = list.append(ArtistOf(artist));
-        if (const auto since = favourites.find(FoldedName(artist.name));
-            since != favourites.end()) {
-            object["starred"] = TimeText(since->second.since);
-        }
+        list.append(writer.ObjectOf(artist));
     }
     return list;
 }

@@ -3,9 +3,11 @@
 
 #include <json/value.h>
 
+#include <map>
 #include <string>
 #include <vector>
 
+#include "answer.h"
 #include "ids.h"
 #include "request.h"
 #include "service/lists/group_facts.h"
@@ -40,6 +42,22 @@ Json::Value AlbumsOf(const Request &asked, const std::vector<tonvale_service::Al
                      AlbumForm form = AlbumForm::kAlbum);
 Json::Value ArtistsOf(const Request &asked,
                       const std::vector<tonvale_service::ArtistFacts> &artists);
+
+// The same one by one, for lists of all artists.
+class ArtistWriter {
+  public:
+    explicit ArtistWriter(const Request &asked);
+
+    Json::Value ObjectOf(const tonvale_service::ArtistFacts &artist) const;
+    // As an entry of the list "artist".
+    void Write(const tonvale_service::ArtistFacts &artist, AnswerWriter &answer) const;
+
+  private:
+    template <typename Set>
+    void SetMembers(const tonvale_service::ArtistFacts &artist, const Set &set) const;
+
+    std::map<std::string, tonvale_service::FavouriteArtist> favourites_;
+};
 
 // The album and the artist with an identifier. They throw a Fault when there is none for the user.
 tonvale_service::AlbumFacts FindAlbum(const Request &asked, const std::string &id);

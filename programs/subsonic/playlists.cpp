@@ -87,13 +87,9 @@ Json::Value Create(const Request &asked) {
 }
 
 // The positions of the songs that a client sees at some places.
-std::vector<int> PositionsOf(const Request &asked, const AnyPlaylist &playlist) {
-    std::vector<int> positions;
-    const std::vector<std::string> places = asked.All("songIndexToRemove");
-    if (places.empty()) {
-        return positions;
-    }
-    const std::vector<PlaylistEntry> entries = EntriesOf(playlist);
+std::vector<int> PositionsOf(const Request &asked, const PLAYLIST_REC *songs,
+                             const std::vector<std::string> &places) {
+    const std::vector<PlaylistEntry> entries = EntriesIn(songs);
     const auto children = ChildrenById(asked, SongsOf(entries));
     std::vector<int> seen;
     for (const PlaylistEntry &entry : entries) {
@@ -101,6 +97,7 @@ std::vector<int> PositionsOf(const Request &asked, const AnyPlaylist &playlist) 
             seen.push_back(entry.position);
         }
     }
+    std::vector<int> positions;
     for (const std::string &place : places) {
         const auto index =
             tonvale_entry::ParseNumber(place, 0, static_cast<long long>(seen.size()) - 1);
@@ -117,9 +114,14 @@ Json::Value Update(const Request &asked) {
     if (asked.Flag("public", !playlist.collection.personal) == playlist.collection.personal) {
         throw Fault{kGeneric, "a playlist stays shared or its user's own; a share publishes it"};
     }
-    Edit(playlist, {.removed = PositionsOf(asked, playlist),
-                    .added = SongsNamed(asked, asked.All("songIdToAdd")),
-                    .name = asked.Text("name")});
+    PlaylistEdit edit = {.added = SongsNamed(asked, asked.All("songIdToAdd")),
+                         .name = asked.Text("name")};
+    if (const auto places = asked.All("songIndexToRemove"); !places.empty()) {
+        edit.removed = [&asked, places](const PLAYLIST_REC *songs) {
+            return PositionsOf(asked, songs, places);
+        };
+    }
+    Edit(playlist, std::move(edit));
     return Json::Value(Json::objectValue);
 }
 

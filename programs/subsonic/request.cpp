@@ -1,6 +1,7 @@
 #include "request.h"
 
 #include <algorithm>
+#include <cctype>
 #include <climits>
 
 namespace tonvale_subsonic {
@@ -32,7 +33,9 @@ std::string Request::Required(const std::string &name) const {
 
 std::vector<std::string> Request::RequiredAll(const std::string &name) const {
     std::vector<std::string> values = All(name);
-    return !values.empty() ? values : throw Missing(name);
+    const bool isGiven =
+        !values.empty() && std::find(values.begin(), values.end(), "") == values.end();
+    return isGiven ? values : throw Missing(name);
 }
 
 std::optional<long long> Request::GivenNumber(const std::string &name, long long low,
@@ -54,7 +57,18 @@ int Request::Offset(const std::string &name) const {
 }
 
 bool Request::Flag(const std::string &name, bool otherwise) const {
-    return Choice(name, {"false", "true"}, otherwise ? "true" : "false") == "true";
+    std::string given = Text(name);
+    std::transform(given.begin(), given.end(), given.begin(),
+                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
+    if (given.empty()) {
+        return otherwise;
+    }
+    for (const bool is : {false, true}) {
+        if (given == (is ? "true" : "false") || given == (is ? "1" : "0")) {
+            return is;
+        }
+    }
+    throw Fault{kGeneric, "the parameter '" + name + "' takes true or false"};
 }
 
 std::string Request::Choice(const std::string &name, const std::vector<std::string> &known,

@@ -32,7 +32,7 @@ class Request {
     std::string Text(const std::string &name, const std::string &otherwise = "") const;
     // Neither missing nor "".
     std::string Required(const std::string &name) const;
-    // Any number of values, in their order; for the second at least one.
+    // Any number of values, in their order; for the second at least one, and none of them "".
     std::vector<std::string> All(const std::string &name) const { return entry_.All(name); }
     std::vector<std::string> RequiredAll(const std::string &name) const;
     // Throw a Refusal for anything but a whole number within the bounds, or a known name.
@@ -46,6 +46,7 @@ class Request {
     // How many are wanted: a larger number means `most`.
     int Count(const std::string &name, int otherwise, int most) const;
     int Offset(const std::string &name) const;
+    // "true" or "false" in any case, or 1 or 0.
     bool Flag(const std::string &name, bool otherwise) const;
     std::string Choice(const std::string &name, const std::vector<std::string> &known,
                        const std::string &otherwise) const;

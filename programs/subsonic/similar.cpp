@@ -74,7 +74,6 @@ std::vector<ArtistFacts> SimilarArtists(const Request &asked, const Seed &seed, 
 Json::Value ArtistInfo(const Request &asked) {
     const Seed seed = SeedOf(asked, asked.Required("id"));
     Json::Value info(Json::objectValue);
-    info["biography"] = "";
     info["similarArtist"] =
         ArtistsOf(asked, SimilarArtists(asked, seed, asked.Count("count", kUsualArtists, kMost)));
     return info;
@@ -82,9 +81,7 @@ Json::Value ArtistInfo(const Request &asked) {
 
 Json::Value AlbumInfo(const Request &asked) {
     SeedOf(asked, asked.Required("id"));
-    Json::Value info(Json::objectValue);
-    info["notes"] = "";
-    return info;
+    return Json::Value(Json::objectValue);
 }
 
 Json::Value SimilarSongs(const Request &asked) {

@@ -131,10 +131,16 @@ bool AnswerTo(tonvale_entry::Request &entry, Form &form) {
     if (endpoint.send != nullptr) {
         return endpoint.send(asked);
     }
-    Json::Value members = endpoint.answer(asked);
+    const std::string text = AnswerText(form, [&](AnswerWriter &answer) {
+        if (endpoint.write != nullptr) {
+            endpoint.write(asked, answer);
+        } else {
+            answer.Members(endpoint.answer(asked));
+        }
+    });
     tonvale_entry::CheckDatabase();
     tonvale_entry::GiveUpRights();
-    return Send(form, AnswerText(form, std::move(members)), entry.WantsHeaderOnly());
+    return Send(form, text, entry.WantsHeaderOnly());
 }
 
 }  // namespace

@@ -26,7 +26,7 @@ void PrintJson(tonvale_service::Page &page) {
 }
 
 void PrintJson(const Json::Value &json) {
-    std::fputs((tonvale_service::JsonWriter(Letters::kUtf8).Text(json) + "\n").c_str(), stdout);
+    std::fputs((tonvale_service::JsonText(json, Letters::kUtf8) + "\n").c_str(), stdout);
 }
 
 }  // namespace tonvale_cli

@@ -41,6 +41,9 @@ Json::Value SongObject(const mpd_song *song) {
     object["artist"] = tag(MPD_TAG_ARTIST);
     object["album"] = tag(MPD_TAG_ALBUM);
     object["duration"] = mpd_song_get_duration(song);
+    if (mpd_song_get_start(song) != 0 || mpd_song_get_end(song) != 0) {
+        object["start"] = mpd_song_get_start(song);
+    }
     return object;
 }
 

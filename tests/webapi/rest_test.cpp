@@ -26,7 +26,7 @@ Reference id:s name:s
 Role role:s subRole:s? artist:Reference
 Gain trackGain:n? albumGain:n? trackPeak:n? albumPeak:n? baseGain:n? fallbackGain:n?
 Child id:s parent:s? isDir:b title:s album:s? artist:s? track:i? year:i? genre:s? coverArt:s?
-  size:i? contentType:s? suffix:s? duration:i? bitRate:i? samplingRate:i? channelCount:i? path:s?
+  size:i? contentType:s? suffix:s? duration:i? bitRate:i? samplingRate:i channelCount:i path:s?
   isVideo:b? userRating:i? playCount:i? discNumber:i? created:t? starred:t? albumId:s? artistId:s?
   type:s? mediaType:s? played:t? comment:s? sortName:s? genres:[Named] artists:[Reference]
   displayArtist:s? albumArtists:[Reference] displayAlbumArtist:s? contributors:[Role]
@@ -51,8 +51,8 @@ AlbumDirectory :AlbumChild name:s child:[Child]
 ArtistDirectory :Artist child:[AlbumChild]
 Genre value:s songCount:i albumCount:i
 Genres genre:[Genre]
-ArtistInfo biography:s similarArtist:[Artist]
-AlbumInfo notes:s
+ArtistInfo similarArtist:[Artist]
+AlbumInfo notes:s?
 Songs song:[Child]
 Albums album:[Album]
 AlbumChildren album:[AlbumChild]
@@ -125,7 +125,7 @@ constexpr Asked kAnswers[] = {
     {"getPlaylists", "playlists", "Playlists"},
     {"getPlaylist?id=playlist_shared_smart%2FAll", "playlist", "WholePlaylist"},
     {"star?id=music_1&albumId=@album&artistId=@artist", "", ""},
-    {"scrobble?id=music_1", "", ""},
+    {"scrobble?id=music_1&submission=True", "", ""},
     {"createBookmark?id=music_1&position=5&comment=%26", "", ""},
     {"getBookmarks", "bookmarks", "Bookmarks"},
     {"savePlayQueue?id=music_1&id=music_2", "", ""},

@@ -2,13 +2,13 @@
 #pragma once
 
 #include <json/value.h>
-#include <json/writer.h>
 
 #include <cstdint>
 #include <functional>
-#include <memory>
 #include <string>
 #include <utility>
+
+#include "service/base/json_text.h"
 
 namespace tonvale_service {
 
@@ -42,19 +42,6 @@ class Page {
 
 // Where a page ends in a list of `total` entries; limit 0 means at the end of the list.
 int64_t EndOfPage(int offset, int limit, int64_t total);
-
-enum class Letters { kUtf8, kAscii };
-
-// Values on one line each. What is not UTF-8 becomes U+FFFD.
-class JsonWriter {
-  public:
-    explicit JsonWriter(Letters letters);
-    std::string Text(const Json::Value &value) const;
-
-  private:
-    Letters letters_;
-    std::unique_ptr<Json::StreamWriter> writer_;
-};
 
 // Gives the object's text to `write` as it is read; false when that gives false. What Next throws
 // comes out of here: the first time with nothing written yet, then with the object broken off.

@@ -411,10 +411,12 @@ Playlist EditPlaylist(const Collection &collection, const Playlist &asked, Playl
         if (edit.removesAll) {
             songs.reset();
         }
-        Remove(edit.removed, songs);
+        if (edit.removed) {
+            Remove(edit.removed(songs.get()), songs);
+        }
         Splice(songs, VARNPlaylistRecCount(songs.get()), 0, std::move(edit.added));
     };
-    if (edit.removed.empty() && !edit.removesAll && !edit.added) {
+    if (!edit.removed && !edit.removesAll && !edit.added) {
         rename();
     } else {
         Change(collection, before, change, rename);

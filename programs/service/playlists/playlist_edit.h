@@ -1,6 +1,7 @@
 // What can be done with a playlist.
 #pragma once
 
+#include <functional>
 #include <set>
 #include <string>
 #include <vector>
@@ -30,7 +31,8 @@ void RemovePositions(const Collection &collection, const Playlist &playlist,
                      const std::vector<int> &positions);
 // Several changes in one: all of them, or none. Returns the playlist as it is called then.
 struct PlaylistEdit {
-    std::vector<int> removed = {};  // positions
+    // The positions that go, chosen while nobody else changes the list.
+    std::function<std::vector<int>(const PLAYLIST_REC *songs)> removed = {};
     bool removesAll = false;
     varn::OwnedSongs added = {};  // at the end
     std::string name = {};        // "": as it is

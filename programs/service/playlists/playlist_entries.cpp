@@ -3,6 +3,7 @@
 #include <sys/stat.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <climits>
 #include <cmath>
 #include <ctime>
@@ -70,16 +71,6 @@ std::vector<PlaylistEntry> SmartEntries(const AnyPlaylist &playlist, int most) {
     return entries;
 }
 
-void Append(const PLAYLIST_REC *first, int position, std::vector<PlaylistEntry> &entries) {
-    for (const PLAYLIST_REC *entry = first; entry != nullptr; entry = entry->next, ++position) {
-        if (entry->info.id != 0) {
-            entries.push_back({{static_cast<int>(entry->info.id), IsVirtualMusic(&entry->info)},
-                               position,
-                               entry->info.duration});
-        }
-    }
-}
-
 // A long list is read in parts: its records may take more than the memory.
 std::vector<PlaylistEntry> NormalEntries(AnyPlaylist &playlist, int most) {
     std::vector<PlaylistEntry> entries;
@@ -95,7 +86,8 @@ std::vector<PlaylistEntry> NormalEntries(AnyPlaylist &playlist, int most) {
         if (total < 0) {
             throw Failure(Reason::kPlaylistNotRead, playlist.normal.path);
         }
-        Append(songs.get(), position, entries);
+        const std::vector<PlaylistEntry> part = EntriesIn(songs.get(), position);
+        entries.insert(entries.end(), part.begin(), part.end());
         position += limit;
     }
     return entries;
@@ -105,8 +97,9 @@ struct stat StatusOf(const AnyPlaylist &playlist) {
     struct stat info {};
     if (playlist.isSmart) {
         const varn::RunAs root(varn::Who::kRoot);
-        stat(SmartPlaylistFile(playlist.collection).c_str(), &info);
-        return info;
+        return stat(SmartPlaylistFile(playlist.collection).c_str(), &info) == 0
+                   ? info
+                   : throw Failure(Reason::kPlaylistNotRead, playlist.name, errno);
     }
     Playlist normal = playlist.normal;
     return HoldToRead(playlist.collection, normal).Status();
@@ -210,6 +203,18 @@ PlaylistSum SumOf(const AnyPlaylist &playlist, KeptSums &kept) {
 
 std::vector<PlaylistEntry> EntriesOf(AnyPlaylist playlist, int most) {
     return playlist.isSmart ? SmartEntries(playlist, most) : NormalEntries(playlist, most);
+}
+
+std::vector<PlaylistEntry> EntriesIn(const PLAYLIST_REC *first, int position) {
+    std::vector<PlaylistEntry> entries;
+    for (const PLAYLIST_REC *entry = first; entry != nullptr; entry = entry->next, ++position) {
+        if (entry->info.id != 0) {
+            entries.push_back({{static_cast<int>(entry->info.id), IsVirtualMusic(&entry->info)},
+                               position,
+                               entry->info.duration});
+        }
+    }
+    return entries;
 }
 
 PlaylistSum SumOf(const AnyPlaylist &playlist, const std::vector<PlaylistEntry> &entries) {

@@ -20,6 +20,9 @@ struct PlaylistEntry {
 // 0, among that many first ones. Throws a Failure.
 std::vector<PlaylistEntry> EntriesOf(AnyPlaylist playlist, int most = 0);
 
+// Those of a list's records, the first of which has this position.
+std::vector<PlaylistEntry> EntriesIn(const PLAYLIST_REC *first, int position = 0);
+
 // What these entries add up to, and when the playlist's file was changed, in seconds since 1970; of
 // a smart one that is the file of all rules.
 struct PlaylistSum {

@@ -6,8 +6,10 @@
 #include <map>
 #include <set>
 #include <string>
+#include <utility>
 #include <vector>
 
+#include "service/songs/songs.h"
 #include "tonvale/playlists.h"
 #include "varn/handles.h"
 
@@ -28,6 +30,10 @@ std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
 // Those of some paths and virtual names that are songs of the library: anybody's, tracks of split
 // files and the files. Throws a Failure.
 std::set<std::string> NamesInLibrary(const std::vector<std::string> &names);
+
+// The tracks of cue sheets in some files: anybody's, by the file's path and the second where each
+// begins. Throws a Failure.
+std::map<std::pair<std::string, int>, SongId> TracksIn(const std::vector<std::string> &files);
 
 bool IsHttpUrl(const std::string &text);
 
