@@ -1,6 +1,6 @@
 // All views and dialogs of the page, one after the other.
 
-import { browser, choose, evening, goTo, logIn, openView, playLong } from './steps.mjs';
+import { browser, choose, evening, goTo, logIn, openView, playLong, settled } from './steps.mjs';
 import { keys } from './webdriver.mjs';
 
 const VIEWS = ['/', '/albums', '/artists', '/genres', '/composers', '/songs', '/folders',
@@ -39,6 +39,7 @@ async function openDialog(view, button, choice, shown) {
     await choose(choice);
   }
   await browser.find(shown);
+  await settled();
 }
 
 /** @param {(where: string) => Promise<void>} look is called in each of them */
@@ -52,6 +53,7 @@ export async function visitViews(look) {
     await goTo(view, link);
     await browser.click(link);
     await browser.find(shown);
+    await settled();
     await look(`one of ${view}`);
   }
 }
@@ -71,10 +73,12 @@ export async function visitDialogs(look) {
   await browser.press('n');
   await browser.click('dialog.now [aria-label=Lyrics]');
   await browser.find('lyrics-view');
+  await settled();
   await look('the large player');
   await browser.press(keys.escape);
   await browser.press('?');
   await browser.find('.key-list');
+  await settled();
   await look('the keys');
   await browser.send('DELETE', '/cookie');
   await openView('/', 'dialog.login');

@@ -56,10 +56,8 @@ await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source: `
 
 /** Waits until the page has what it has asked for. What appears or moves is put at its end. */
 export const settled = (of = browser) => until('the page to be still', () => of.run(async () => {
-  const twoFrames = () => new Promise((resolve) =>
-    requestAnimationFrame(() => requestAnimationFrame(resolve)));
-  for (let still = 0; still < 2;) {
-    await twoFrames();
+  for (let still = 0; still < 3;) {
+    await new Promise(requestAnimationFrame);
     const moving = document.getAnimations().filter((one) => one.playState === 'running' &&
       one.effect.getComputedTiming().endTime !== Infinity);
     moving.forEach((one) => one.finish());

@@ -33,10 +33,8 @@ async function lookAround(theme) {
     }
     found.push(...faults.map((fault) => `${where}: ${fault}`));
   };
-  const lookAtPage = async (where) => {
-    await settled();
-    await look(where, [...await foreignTexts('body'), ...await isTooWide() ? ['too wide'] : []]);
-  };
+  const lookAtPage = async (where) =>
+    look(where, [...await foreignTexts('body'), ...await isTooWide() ? ['too wide'] : []]);
   await setTheme(theme);
   await visitViews(async (where) => {
     await lookAtPage(where);
