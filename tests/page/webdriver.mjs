@@ -125,6 +125,7 @@ export class Browser {
     ], { pointerType });
   }
 
+  /** What one device does: the keys, a mouse or a finger. */
   act(id, type, actions, parameters) {
     return this.send('POST', '/actions', { actions: [{ id, type, parameters, actions }] });
   }
