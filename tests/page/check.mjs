@@ -9,30 +9,32 @@
 
 import assert from 'node:assert/strict';
 import { readdirSync } from 'node:fs';
-import { address, endings, freshPage, newFaults, newRequests, takePicture } from './steps.mjs';
+import { address, cleanUp, endings, freshPage, newFaults, newRequests, seen, takePicture }
+  from './steps.mjs';
 
-const here = new URL('checks/', import.meta.url);
-const themes = process.argv.slice(5);
+const files = readdirSync(new URL('checks/', import.meta.url)).sort();
+const themes = process.argv.length > 5 ? process.argv.slice(5)
+  : files.map((file) => file.replace('.mjs', ''));
 let failed = 0;
 
 async function tryOut(what, check) {
   const start = Date.now();
+  const took = () => `${((Date.now() - start) / 1000).toFixed(1)} s`;
   try {
     await check();
-    console.log(`ok      ${what} (${((Date.now() - start) / 1000).toFixed(1)} s)`);
+    console.log(`ok      ${what} (${took()})`);
+    await takePicture(what);
   } catch (error) {
     ++failed;
-    console.log(`FAILED  ${what}\n        ${error.message}`);
+    await takePicture(what);
+    console.log([`FAILED  ${what} (${took()})`, error.stack.replace(/\n.* at (?!.*checks).*/g, ''),
+      ...await seen().catch(({ message }) => [message])].join('\n        '));
+    await cleanUp().catch(({ message }) => console.log(`        not cleaned up: ${message}`));
   }
-  await takePicture(what);
 }
 
-for (const file of readdirSync(here).sort()) {
-  const theme = file.replace('.mjs', '');
-  if (themes.length > 0 && !themes.includes(theme)) {
-    continue;
-  }
-  const { checks, expected } = await import(new URL(file, here));
+for (const theme of themes) {
+  const { checks, expected } = await import(`./checks/${theme}.mjs`);
   await tryOut(`${theme}: begins at the first view`, freshPage);
   for (const [what, check] of Object.entries(checks)) {
     await tryOut(what, check);

@@ -1,6 +1,6 @@
 // All views and dialogs of the page, one after the other.
 
-import { ask, browser, choose, logIn, openView, playLong } from './steps.mjs';
+import { browser, choose, evening, goTo, logIn, openView, playLong, settled } from './steps.mjs';
 import { keys } from './webdriver.mjs';
 
 const VIEWS = ['/', '/albums', '/artists', '/genres', '/composers', '/songs', '/folders',
@@ -33,24 +33,27 @@ const LIST_DIALOGS = [['do.share', 'dialog [type=date]'], ['do.rename', 'dialog 
   ['do.findMissing', '.missing .empty'], ['do.delete', 'dialog .is-danger']];
 
 async function openDialog(view, button, choice, shown) {
-  await openView(view, button);
+  await goTo(view, button);
   await browser.click(button);
   if (choice) {
     await choose(choice);
   }
   await browser.find(shown);
+  await settled();
 }
 
 /** @param {(where: string) => Promise<void>} look is called in each of them */
 export async function visitViews(look) {
+  await openView('/');
   for (const view of VIEWS) {
-    await openView(view);
+    await goTo(view);
     await look(view);
   }
   for (const [view, link, shown] of PLACES) {
-    await openView(view, link);
+    await goTo(view, link);
     await browser.click(link);
     await browser.find(shown);
+    await settled();
     await look(`one of ${view}`);
   }
 }
@@ -61,8 +64,7 @@ export async function visitDialogs(look) {
     await openDialog(view, button, choice, shown);
     await look(`${choice || shown} of ${view}`);
   }
-  const { id } = (await ask('Playlist', 'list')).playlists.find(({ name }) => name === 'Evening');
-  const list = `/playlists/${encodeURIComponent(id)}`;
+  const list = `/playlists/${encodeURIComponent(await evening())}`;
   for (const [choice, shown] of LIST_DIALOGS) {
     await openDialog(list, '.banner [aria-haspopup=menu]', choice, shown);
     await look(`${choice} of a list`);
@@ -71,10 +73,12 @@ export async function visitDialogs(look) {
   await browser.press('n');
   await browser.click('dialog.now [aria-label=Lyrics]');
   await browser.find('lyrics-view');
+  await settled();
   await look('the large player');
   await browser.press(keys.escape);
   await browser.press('?');
   await browser.find('.key-list');
+  await settled();
   await look('the keys');
   await browser.send('DELETE', '/cookie');
   await openView('/', 'dialog.login');

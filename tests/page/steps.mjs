@@ -18,29 +18,21 @@ export const music = process.env.MUSIC;
 export const [userName, password] = login.split(/:(.*)/s);
 export const browser = await Browser.start();
 
+const lists = async () => (await ask('Playlist', 'list')).playlists.map(({ id }) => id);
+let firstLists;
+
 /** What the end of the run waits for. */
 export const endings = [() => browser.end()];
 
 /** What the API answers to the page's own session. */
-export function ask(api, method, params = {}, post = false) {
-  return browser.run(async (form, isPost) => {
-    const body = new URLSearchParams(form);
-    const plainFetch = window.plainFetch ?? fetch;
-    const answer = await (isPost ? plainFetch('/webapi/entry.cgi', { method: 'POST', body })
-      : plainFetch(`/webapi/entry.cgi?${body}`));
-    return (await answer.json()).data;
-  }, { api: `VARN.Tonvale.${api}`, version: '1', method, ...params }, post);
-}
+export const ask = (api, method, params = {}) => browser.run(async (form) => {
+  const asked = { method: 'POST', body: new URLSearchParams(form) };
+  return (await (await (window.plainFetch ?? fetch)('/webapi/entry.cgi', asked)).json()).data;
+}, { api: `VARN.Tonvale.${api}`, version: '1', method, ...params });
 
-/** Shares a list of the demo library: the path of its page, and what ends the link. */
-export async function shareList() {
-  const { playlists } = await ask('Playlist', 'list');
-  const { id } = playlists.find((one) => one.name === 'Evening');
-  const end = () => ask('Sharing', 'delete', { playlist_id: id }, true);
-  await end(); // what an earlier run has left
-  const { sharing } = await ask('Sharing', 'create', { playlist_id: id }, true);
-  return { path: `/as/sharing/${sharing.id}`, end };
-}
+/** A playlist of the demo library. */
+export const evening = async () =>
+  (await ask('Playlist', 'list')).playlists.find(({ name }) => name === 'Evening').id;
 
 // What each document gives the checks: how often it asked, how often without an answer yet, and a
 // way to ask that is not counted.
@@ -62,17 +54,17 @@ await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source: `
     }
   };` });
 
-/** Waits until the page has what it has asked for, and nothing appears or moves any more. */
+/** Waits until the page has what it has asked for. What appears or moves is put at its end. */
 export const settled = (of = browser) => until('the page to be still', () => of.run(async () => {
-  const isStill = () => !window.underWay && !document.querySelector('.pending') &&
-    document.getAnimations().every((one) => one.playState !== 'running' ||
-      one.effect.getComputedTiming().endTime === Infinity);
-  const twoFrames = () => new Promise((resolve) =>
-    requestAnimationFrame(() => requestAnimationFrame(resolve)));
-  await twoFrames();
-  const wasStill = isStill();
-  await twoFrames();
-  return wasStill && isStill();
+  for (let still = 0; still < 3;) {
+    await new Promise(requestAnimationFrame);
+    const moving = document.getAnimations().filter((one) => one.playState === 'running' &&
+      one.effect.getComputedTiming().endTime !== Infinity);
+    moving.forEach((one) => one.finish());
+    const isBusy = window.underWay || document.querySelector('.pending') || moving.length > 0;
+    still = isBusy ? 0 : still + 1;
+  }
+  return true;
 }));
 
 /** Opens a view and waits for what it must show, and for all that comes with it. */
@@ -82,21 +74,29 @@ export async function openView(path, selector = 'main h1') {
   await settled();
 }
 
-/** Chooses what a menu that is open calls by a name of the table of texts. */
-export function choose(text) {
-  return until(text, () => browser.run((words) => {
-    const found = [...document.querySelectorAll('.menu-item')]
-      .find((one) => one.textContent === words);
-    found?.click();
-    return Boolean(found);
-  }, en[text]));
+/** The same within the document that is open, as a link does it. */
+export async function goTo(path, selector = 'main h1') {
+  await browser.run(async (to) => {
+    document.querySelectorAll('dialog').forEach((one) => one.close());
+    document.querySelectorAll('.menu').forEach((one) => one.hidePopover());
+    document.querySelector('main').firstElementChild.classList.add('of-before');
+    (await import('/js/routes.js')).go(to);
+  }, path);
+  await browser.find('main > :not(.of-before)');
+  await browser.find(selector);
+  await settled();
 }
 
+/** Chooses what a menu that is open calls by a name of the table of texts. */
+export const choose = (text) => until(text, () => browser.run((words) => {
+  const all = [...document.querySelectorAll('.menu-item')];
+  const found = all.find((one) => one.textContent === words);
+  found?.click();
+  return Boolean(found);
+}, en[text]));
+
 /** Drags within a page that does not move by itself. */
-export async function drag(from, to) {
-  await settled();
-  await browser.drag(from, to);
-}
+export const drag = (from, to) => settled().then(() => browser.drag(from, to));
 
 /** Chooses of the menu of the playlist that is shown. */
 export async function chooseOfList(text) {
@@ -104,18 +104,13 @@ export async function chooseOfList(text) {
   await choose(text);
 }
 
-/** The place in what sounds, and its length. */
-export const sound = (of = browser) => of.run(() => {
-  const playing = [...document.querySelectorAll('audio')].find((audio) => !audio.paused);
-  return playing ? { time: playing.currentTime, length: playing.duration } : null;
-});
+/** The place in what sounds; null: nothing does. */
+export const sound = (of = browser) => of.run(() =>
+  [...document.querySelectorAll('audio')].find((audio) => !audio.paused)?.currentTime ?? null);
 
-export async function isPlaying(of = browser) {
-  const before = await until('sound', () => sound(of));
-  await until('the time to move', async () => {
-    const now = await sound(of);
-    return now && now.time !== before.time;
-  });
+export function isPlaying(of = browser) {
+  const seen = new Set([null]);
+  return until('sound that goes on', async () => seen.add(await sound(of)).size > 2);
 }
 
 /** Plays what the open view has. */
@@ -139,10 +134,6 @@ export async function playLong() {
   await play();
 }
 
-/** Waits until the server has the queue that plays. */
-export const queueKept = () => until('the queue to be kept', () => browser.run(() =>
-  JSON.parse(localStorage['tonvale.queue.seen'] ?? '{}').isNew === false));
-
 /** Clicks on the middle of something that seeks: the part of the song that is sought. */
 export async function seekBy(selector, of = browser) {
   await of.run(() => {
@@ -165,8 +156,8 @@ export async function logIn() {
   await browser.type('dialog.login [name=name]', userName);
   await browser.type('dialog.login [name=password]', password);
   await browser.click('dialog.login .is-main');
-  await until('the login to close', async () => !await browser.run(() =>
-    document.querySelector('dialog.login') !== null));
+  await until('the login to close', () => browser.run(() =>
+    !document.querySelector('dialog.login')));
 }
 
 /** The first view, on a desk in the light, with a login. It is silent, and what plays goes on. */
@@ -182,6 +173,25 @@ export async function freshPage() {
   await repeat('all');
   await browser.find('.shelf .card-link');
   await settled();
+  firstLists ??= await lists();
+}
+
+/** What is to be seen, in short, and the faults of the console. */
+export async function seen() {
+  return [...await browser.run(() => [location.href,
+    ...[...document.querySelectorAll('main, dialog, .menu, .toast, .away:not(:empty)')].map((one) =>
+      `${one.localName}.${one.className}: ${one.innerText.replace(/\s+/g, ' ').slice(0, 300)}`),
+  ]), ...await newFaults()];
+}
+
+/** Ends what a check that broke off has left: keys that are held, dialogs, a queue, playlists. */
+export async function cleanUp() {
+  await browser.send('DELETE', '/actions');
+  await browser.run(() => localStorage.clear());
+  await freshPage();
+  const left = process.env.SERVER ? await lists() : []; // in another server somebody may make some
+  await Promise.all(left.filter((id) => !firstLists.includes(id))
+    .map((id) => ask('Playlist', 'delete', { id })));
 }
 
 /** @param {number} rate how many times slower than the machine the page's processor is */
@@ -202,11 +212,11 @@ export async function asPhone(of = browser) {
 
 /** Runs something with a script that each new document starts with. */
 export async function withScript(source, run) {
-  const { identifier } = await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source });
+  const script = await browser.devtools('Page.addScriptToEvaluateOnNewDocument', { source });
   try {
     await run();
   } finally {
-    await browser.devtools('Page.removeScriptToEvaluateOnNewDocument', { identifier });
+    await browser.devtools('Page.removeScriptToEvaluateOnNewDocument', script);
   }
 }
 
@@ -216,16 +226,10 @@ export const isTooWide = () => browser.run(() =>
     (document.querySelector('main')?.scrollWidth ?? 0) > innerWidth);
 
 /** Addresses and forms of the requests since the last call. */
-export async function newRequests(of = browser) {
-  const requests = [];
-  for (const { message } of await of.log('performance')) {
-    const { method, params } = JSON.parse(message).message;
-    if (method === 'Network.requestWillBeSent') {
-      requests.push(params.request.url + (params.request.postData ?? ''));
-    }
-  }
-  return requests;
-}
+export const newRequests = async (of = browser) => (await of.log('performance'))
+  .map(({ message }) => JSON.parse(message).message)
+  .filter(({ method }) => method === 'Network.requestWillBeSent')
+  .map(({ params: { request } }) => request.url + (request.postData ?? ''));
 
 /** Faults of the console since the last call; a refused login and a busy server are none. */
 export async function newFaults(of = browser) {
@@ -241,19 +245,12 @@ export async function foreignTexts(place = '.shell') {
     return new RegExp(`^${parts.join('.*')}( …)?$`, 's');
   });
   const shown = await browser.run((selector) => {
-    const texts = [];
-    const walk = document.createTreeWalker(document.querySelector(selector), NodeFilter.SHOW_TEXT);
-    for (let node = walk.nextNode(); node; node = walk.nextNode()) {
-      if (!node.parentElement.closest('[dir=auto], [aria-hidden=true], script, noscript, kbd')) {
-        texts.push(node.data.trim());
-      }
-    }
-    for (const name of ['aria-label', 'placeholder']) {
-      for (const one of document.querySelectorAll(`${selector} [${name}]:not([role=list])`)) {
-        texts.push(one.getAttribute(name));
-      }
-    }
-    return texts;
+    const others = '[dir=auto], [aria-hidden=true], script, noscript, kbd';
+    return [...document.querySelectorAll(`${selector}, ${selector} *`)].flatMap((one) => [
+      ...one.closest(others) ? [] : [...one.childNodes].map((node) =>
+        node.nodeType === Node.TEXT_NODE ? node.data.trim() : ''),
+      one.matches('[role=list]') ? '' : one.getAttribute('aria-label') ?? '',
+      one.getAttribute('placeholder') ?? '']);
   }, place);
   return shown.filter((text) => /\p{L}/u.test(text) && !known.some((one) => one.test(text)));
 }

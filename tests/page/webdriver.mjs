@@ -1,6 +1,7 @@
 // A browser over the WebDriver protocol: chromedriver by plain HTTP, no packages.
 
 import { spawn } from 'node:child_process';
+import { createInterface } from 'node:readline';
 
 const ELEMENT = 'element-6066-11e4-a52e-4f735466cecf';
 const PATIENCE = 90000; // for a busy machine; what is in order takes a fraction of it
@@ -36,15 +37,9 @@ export class Browser {
     const browser = new Browser();
     browser.driver = spawn('chromedriver', ['--port=0'], { stdio: ['ignore', 'pipe', 'ignore'] });
     process.once('exit', () => browser.driver.kill());
-    const port = await new Promise((resolve, reject) => {
-      browser.driver.once('error', reject);
-      let said = '';
-      browser.driver.stdout.on('data', (text) => {
-        said += text;
-        const found = /successfully on port (\d+)\./.exec(said);
-        if (found) {
-          resolve(found[1]);
-        }
+    const port = await new Promise((resolve) => {
+      createInterface({ input: browser.driver.stdout }).on('line', (line) => {
+        /successfully on port (\d+)\./.exec(line)?.slice(1).forEach(resolve);
       });
     });
     browser.base = `http://127.0.0.1:${port}`;
@@ -91,22 +86,28 @@ export class Browser {
 
   find(selector) {
     return until(selector, async () => {
-      const found = await this.send('POST', '/elements', { using: 'css selector', value: selector });
-      return found[0]?.[ELEMENT];
+      const sought = { using: 'css selector', value: selector };
+      return (await this.send('POST', '/elements', sought))[0]?.[ELEMENT];
     });
   }
 
-  /** Clicks on what is enabled and not covered, with a key held or none. */
+  /** Clicks on what is enabled, not covered and does not move, with a key held or none. */
   async click(selector, held = '') {
     if (held) {
-      await this.key('keyDown', held);
+      await this.act('keys', 'key', [{ type: 'keyDown', value: held }]);
       await this.hold(selector, 0, 'mouse');
-      await this.key('keyUp', held);
+      await this.act('keys', 'key', [{ type: 'keyUp', value: held }]);
       return;
     }
     await until(`a click on ${selector}`, async () => {
       const element = await this.find(selector);
-      if (!await this.send('GET', `/element/${element}/enabled`)) {
+      const isReady = await this.run(async (one) => {
+        const { x, y } = one.getBoundingClientRect();
+        await new Promise((resolve) => requestAnimationFrame(() => requestAnimationFrame(resolve)));
+        const now = one.getBoundingClientRect();
+        return now.x === x && now.y === y && !one.matches(':disabled');
+      }, { [ELEMENT]: element });
+      if (!isReady) {
         return false;
       }
       await this.send('POST', `/element/${element}/click`);
@@ -118,16 +119,15 @@ export class Browser {
   async hold(selector, duration, pointerType = 'touch') {
     const origin = { [ELEMENT]: await this.find(selector) };
     await this.devtools('Emulation.setTouchEmulationEnabled', { enabled: pointerType === 'touch' });
-    await this.send('POST', '/actions', { actions: [{ type: 'pointer', id: pointerType,
-      parameters: { pointerType }, actions: [
-        { type: 'pointerMove', origin, x: 0, y: 0 }, { type: 'pointerDown', button: 0 },
-        { type: 'pause', duration }, { type: 'pointerUp', button: 0 },
-      ] }] });
+    await this.act(pointerType, 'pointer', [
+      { type: 'pointerMove', origin, x: 0, y: 0 }, { type: 'pointerDown', button: 0 },
+      { type: 'pause', duration }, { type: 'pointerUp', button: 0 },
+    ], { pointerType });
   }
 
-  key(type, value) {
-    return this.send('POST', '/actions',
-      { actions: [{ type: 'key', id: 'keys', actions: [{ type, value }] }] });
+  /** What one device does: the keys, a mouse or a finger. */
+  act(id, type, actions, parameters) {
+    return this.send('POST', '/actions', { actions: [{ id, type, parameters, actions }] });
   }
 
   /** Chooses one of a select's values. */
@@ -148,25 +148,20 @@ export class Browser {
 
   /** Presses keys, one after the other, each with what is held. */
   press(letters, held = '') {
-    const actions = held ? [{ type: 'keyDown', value: held }] : [];
-    for (const value of letters) {
-      actions.push({ type: 'keyDown', value }, { type: 'keyUp', value });
-    }
-    if (held) {
-      actions.push({ type: 'keyUp', value: held });
-    }
-    return this.send('POST', '/actions', { actions: [{ type: 'key', id: 'keys', actions }] });
+    const around = (type) => held ? [{ type, value: held }] : [];
+    const strokes = [...letters].flatMap((value) =>
+      [{ type: 'keyDown', value }, { type: 'keyUp', value }]);
+    return this.act('keys', 'key', [...around('keyDown'), ...strokes, ...around('keyUp')]);
   }
 
   async drag(from, to) {
     const at = async (selector) => ({ [ELEMENT]: await this.find(selector) });
     const move = (origin, x, y) => ({ type: 'pointerMove', duration: 80, origin, x, y });
     const [start, end] = [await at(from), await at(to)];
-    return this.send('POST', '/actions', { actions: [{ type: 'pointer', id: 'mouse',
-      parameters: { pointerType: 'mouse' }, actions: [
-        move(start, 0, 0), { type: 'pointerDown', button: 0 }, move(start, 0, 12),
-        move(end, 0, 12), move(end, 0, 14), { type: 'pointerUp', button: 0 },
-      ] }] });
+    return this.act('mouse', 'pointer', [
+      move(start, 0, 0), { type: 'pointerDown', button: 0 }, move(start, 0, 12),
+      move(end, 0, 12), move(end, 0, 14), { type: 'pointerUp', button: 0 },
+    ], { pointerType: 'mouse' });
   }
 
   text(selector) {

@@ -23,14 +23,15 @@ export class Refusal extends Error {
 }
 
 /**
- * Tells `login` when the server wants one, `away` when it does not answer and `back` when it does
- * again.
+ * Tells `login` when the server wants one, `entered` when the page has logged in by itself, `away`
+ * when the server does not answer and `back` when it does again.
  */
 export const connection = new EventTarget();
 
 /** @type {Promise<void> | null} */
 let login = null;
 let endLogin = () => {};
+let logins = 0;
 let isAway = false;
 
 /** Waits for a login that the person gives meanwhile; other requests wait with it. */
@@ -47,6 +48,7 @@ export function needLogin() {
 /** Requests that waited for a login go on. */
 export function goOn() {
   login = null;
+  ++logins;
   endLogin();
 }
 
@@ -136,6 +138,7 @@ export async function call(api, method, params = {}, { signal, changes = false }
     if (login !== null && !(api === 'Auth' && changes)) {
       await login;
     }
+    const before = logins;
     const answer = await exchange(form, byPost, signal);
     signal?.throwIfAborted();
     if (answer === null) {
@@ -148,7 +151,9 @@ export async function call(api, method, params = {}, { signal, changes = false }
     }
     setAway(false);
     if (answer.status === 401 && !(api === 'Auth' && changes)) {
-      await needLogin();
+      if (before === logins) { // else somebody has logged in meanwhile
+        await needLogin();
+      }
       continue;
     }
     if (answer.body?.success) {

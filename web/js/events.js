@@ -132,8 +132,8 @@ document.addEventListener('visibilitychange', () => {
   }
 });
 connection.addEventListener('back', () => {
-  if (!source && timer && !document.hidden) { // waits for its next try
-    tries = 0;
+  tries = 0; // also where a try is under way
+  if (!source && timer && !document.hidden) {
     open();
   }
 });

@@ -4,14 +4,13 @@
 import assert from 'node:assert/strict';
 import { existsSync, readFileSync } from 'node:fs';
 import { visitDialogs, visitViews } from '../everywhere.mjs';
-import { asPhone, browser, foreignTexts, isTooWide, openView, setTheme, settled, shareList,
+import { asPhone, ask, browser, evening, foreignTexts, isTooWide, openView, setTheme, settled,
   takePicture } from '../steps.mjs';
 
 const axe = process.env.AXE ?? '';
 
 /** What is serious or worse: of all rules, or of some. */
 async function problems(rules) {
-  await settled();
   if (!await browser.run(() => Boolean(window.axe))) {
     await browser.devtools('Runtime.evaluate', { expression: readFileSync(axe, 'utf8') });
   }
@@ -28,15 +27,14 @@ async function lookAround(theme) {
     if (existsSync(axe)) {
       faults.push(...await problems());
       await setTheme(theme === 'light' ? 'dark' : 'light');
+      await settled();
       faults.push(...await problems(['color-contrast']));
       await setTheme(theme);
     }
     found.push(...faults.map((fault) => `${where}: ${fault}`));
   };
-  const lookAtPage = async (where) => {
-    await settled();
-    await look(where, [...await foreignTexts('body'), ...await isTooWide() ? ['too wide'] : []]);
-  };
+  const lookAtPage = async (where) =>
+    look(where, [...await foreignTexts('body'), ...await isTooWide() ? ['too wide'] : []]);
   await setTheme(theme);
   await visitViews(async (where) => {
     await lookAtPage(where);
@@ -44,11 +42,12 @@ async function lookAround(theme) {
     await takePicture(`${where} in the ${theme}`);
   });
   await visitDialogs(lookAtPage);
-  const { path, end } = await shareList();
-  await openView(path, 'li button');
+  const playlist_id = await evening();
+  const { sharing } = await ask('Sharing', 'create', { playlist_id });
+  await openView(`/as/sharing/${sharing.id}`, 'li button');
   await look('the page of a link');
   await openView('/');
-  await end();
+  await ask('Sharing', 'delete', { playlist_id });
   assert.deepEqual(found, []);
 }
 

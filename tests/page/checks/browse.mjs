@@ -1,7 +1,7 @@
 // Searching, addresses, and a phone.
 
 import assert from 'node:assert/strict';
-import { asPhone, ask, browser, foreignTexts, isTooWide, openView, play } from '../steps.mjs';
+import { asPhone, ask, browser, foreignTexts, openView, play } from '../steps.mjs';
 import { until } from '../webdriver.mjs';
 
 export const checks = {
@@ -37,14 +37,13 @@ export const checks = {
   },
   'a phone sees all of the page, and the dark': async () => {
     await asPhone();
-    for (const path of ['/', '/albums', '/artists', '/songs', '/queue', '/settings', '/more']) {
+    for (const path of ['/', '/songs', '/settings']) {
       await openView(path);
       const seen = await browser.run(() => ({
         tabs: document.querySelector('tab-bar').getBoundingClientRect().bottom <= innerHeight + 1,
         dark: /^rgb\((\d|[1-4]\d), /.test(getComputedStyle(document.body).backgroundColor),
       }));
       assert.deepEqual(seen, { tabs: true, dark: true }, path);
-      assert.ok(!await isTooWide(), path);
     }
     await openView('/albums', '.card-link');
     await browser.click('.card-link');

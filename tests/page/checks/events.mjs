@@ -36,21 +36,26 @@ export const checks = {
   },
   'two windows know what one of them hears, and the one that is left goes on': async () => {
     await openView('/playlists');
+    const name = `windows ${Date.now()}`;
     const first = await browser.send('GET', '/window');
     const { handle } = await browser.send('POST', '/window/new', { type: 'window' });
-    await browser.send('POST', '/window', { handle });
-    await openView('/playlists');
-    await browser.run(hears);
-    const name = `windows ${Date.now()}`;
-    const { id } = await ask('Playlist', 'create', { name }, true);
-    for (const one of [handle, first]) {
-      await browser.send('POST', '/window', { handle: one });
-      await browser.find(`side-bar a[title="${name}"]`);
+    const see = (one) => browser.send('POST', '/window', { handle: one });
+    try {
+      await see(handle);
+      await openView('/playlists');
+      await browser.run(hears);
+      await ask('Playlist', 'create', { name });
+      for (const one of [handle, first]) {
+        await see(one);
+        await browser.find(`side-bar a[title="${name}"]`);
+      }
+    } finally {
+      await see(handle);
+      await browser.send('DELETE', '/window');
+      await see(first);
     }
-    await browser.send('POST', '/window', { handle });
-    await browser.send('DELETE', '/window');
-    await browser.send('POST', '/window', { handle: first });
-    await ask('Playlist', 'delete', { id }, true);
+    const { playlists } = await ask('Playlist', 'list');
+    await ask('Playlist', 'delete', { id: playlists.find((one) => one.name === name).id });
     await until('the list to go from the window that is left', () => browser.run((title) =>
       !document.querySelector(`side-bar a[title="${title}"]`), name));
   },
@@ -65,10 +70,10 @@ export const checks = {
     });
     const before = await requests();
     const made = { name: `events ${Date.now()}`, songs: 'music_1' };
-    const { id } = await ask('Playlist', 'create', made, true);
+    const { id } = await ask('Playlist', 'create', made);
     await until('a new request', async () => await requests() > before);
     assert.deepEqual(await browser.run(() => [document.querySelector('#main').scrollTop,
       document.querySelectorAll('[data-kept=yes]').length]), [50, 1]);
-    await ask('Playlist', 'delete', { id }, true);
+    await ask('Playlist', 'delete', { id });
   },
 };

@@ -1,7 +1,7 @@
 // The password, sessions and keys of the account.
 
 import { attempt, copyText } from '../actions.js';
-import { call, change } from '../api.js';
+import { call, change, connection } from '../api.js';
 import { h, refill } from '../dom.js';
 import { logIn, person } from '../person.js';
 import { joined, t } from '../texts.js';
@@ -37,8 +37,9 @@ function changePassword(onDone) {
     fields: [field(t('settings.password.old'), old), field(t('settings.password.new'), wanted)],
     onSend: async () => {
       await change('User', 'change_password', { old: old.value, new: wanted.value });
-      // The change ended this session, too.
+      // The change ended this session, too; another request may have brought the login by now.
       await logIn(person()?.user.name ?? '', wanted.value);
+      connection.dispatchEvent(new Event('entered'));
       onDone();
       toast(t('done.saved'));
     },

@@ -26,10 +26,12 @@ export function startLogin(onDone) {
     return onDone();
   };
   const tellOthers = shareWithWindows('login', finish);
-  connection.addEventListener('login', () => openLogin(() => {
+  const finishAll = () => {
     tellOthers(null);
     return finish();
-  }));
+  };
+  connection.addEventListener('login', () => openLogin(finishAll));
+  connection.addEventListener('entered', finishAll);
 }
 
 /** @param {() => Promise<void>} onDone */
