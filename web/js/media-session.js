@@ -1,6 +1,6 @@
 // The keys of a keyboard or headset, and the lock screen of a phone.
 
-import { coverAddress, sized } from './library.js';
+import { coverAddress, sized } from './covers.js';
 import { player, playing } from './playing.js';
 
 function showSong() {
