@@ -8,6 +8,7 @@ import { albums, changed, pins, randomSongs } from '../library.js';
 import { albumCard, noMusic, pendingCards, shelf } from '../parts/cards.js';
 import { page, pageHead } from '../parts/page-view.js';
 import { showPinsIn } from '../parts/pins.js';
+import { showAgain } from '../routes.js';
 import { t } from '../texts.js';
 
 /** @typedef {import('../types.js').Album} Album */
@@ -85,9 +86,10 @@ export function view() {
     showPins();
     view.listen(changed, 'pins', showPins);
 
-    const showNewest = () => showBest(view, recent, 'date', () =>
-      refill(view, noMusic('albums')));
-    view.listen(changed, 'library', showNewest);
+    const showNewest = () =>
+      showBest(view, recent, 'date', () => refill(view, noMusic('albums')));
+    // The first music needs the shelves that were taken out.
+    view.listen(changed, 'library', () => (recent.isConnected ? showNewest() : showAgain()));
     await showNewest(); // the others do not delay it
     const showLoved = () => showBest(view, loved, 'favourite');
     showLoved();
