@@ -1,41 +1,25 @@
 // What can be done with songs, from any view: play, queue, playlists, stars, sharing.
 
-import { addressOf, isAbort } from './api.js';
+import { addressOf } from './api.js';
+import { portionsOf } from './arrays.js';
 import { allOf, changePins, changePlaylist, playlists, randomSongs } from './library.js';
 import { player } from './playing.js';
 import { may } from './person.js';
 import { canBeFavourite, isFavourite } from './favourites.js';
 import { toggleHeart } from './parts/heart.js';
-import { field, openForm, switchField } from './parts/dialog.js';
+import { openForm, switchField, textField } from './parts/dialog.js';
 import { openMenu } from './parts/menu.js';
 import { h } from './dom.js';
-import { toast } from './parts/toast.js';
+import { attempt, toast } from './parts/toast.js';
 import { albumPath, go, groupPath } from './routes.js';
-import { t, wordsFor } from './texts.js';
+import { t } from './texts.js';
 
 /** @typedef {import('./types.js').Song} Song */
 /** @typedef {import('./parts/menu.js').Choice} Choice */
 /** @typedef {() => Promise<Song[]>} Songs songs that are fetched when they are needed */
+/** @typedef {Element | {x: number, y: number}} Beside where a menu opens: an element, or a point */
 
 const RANDOM = 200;
-const AT_ONCE = 1000;
-
-/**
- * Does something and says when it fails.
- * @template T
- * @param {() => Promise<T>} run
- * @returns {Promise<T | undefined>}
- */
-export async function attempt(run) {
-  try {
-    return await run();
-  } catch (error) {
-    if (!isAbort(error)) {
-      toast(wordsFor(error));
-    }
-    return undefined;
-  }
-}
 
 /** @param {Song} song */
 export function titleOf(song) {
@@ -69,14 +53,15 @@ export function enqueue(songs, next) {
 }
 
 /**
- * The server takes a thousand at once.
  * @param {string} id of a playlist
- * @param {string[]} songs
+ * @param {string} name
+ * @param {Song[]} songs
  */
-async function addIds(id, songs) {
-  for (let at = 0; at < songs.length; at += AT_ONCE) {
-    await changePlaylist('add', { id, songs: songs.slice(at, at + AT_ONCE) });
+async function addSongs(id, name, songs) {
+  for (const some of portionsOf(songs)) {
+    await changePlaylist('add', { id, songs: some.map((song) => song.id) });
   }
+  toast(t('done.added', { name }));
 }
 
 /**
@@ -85,31 +70,43 @@ async function addIds(id, songs) {
  * @param {string} name
  */
 export function addToPlaylist(songs, id, name) {
-  return attempt(async () => {
-    await addIds(id, (await songs()).map((song) => song.id));
-    toast(t('done.added', { name }));
-  });
+  return attempt(async () => addSongs(id, name, await songs()));
+}
+
+/** The field of a playlist's name. */
+export function listNameField(value = '') {
+  return textField(t('field.name'), 'name', { maxLength: 80, value });
+}
+
+/** The fields of a new playlist. */
+export function newListFields() {
+  return [listNameField(),
+    may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' })];
+}
+
+/**
+ * Makes what those fields say.
+ * @param {Record<string, string>} data
+ * @param {string} [rule] of a smart one
+ * @returns {Promise<string>} its id
+ */
+export async function createList({ name, shared }, rule) {
+  const library = shared ? 'shared' : 'personal';
+  const method = rule === undefined ? 'create' : 'create_smart';
+  return (await changePlaylist(method, { name, library, rule })).id;
 }
 
 /** @param {Songs} [songs] what the new playlist holds */
 export function newPlaylist(songs) {
-  const name = h('input', { name: 'name', required: true, maxLength: 80, autocomplete: 'off' });
   openForm({
     title: t('playlists.new'),
     send: t('do.create'),
-    fields: [
-      field(t('field.name'), name),
-      may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
-    ],
+    fields: newListFields(),
     onSend: async (data) => {
-      const ids = songs ? (await songs()).map((song) => song.id) : [];
-      const { id } = await changePlaylist('create', {
-        name: String(data.get('name')),
-        library: data.has('shared') ? 'shared' : 'personal',
-      });
-      await addIds(id, ids);
-      if (ids.length > 0) {
-        toast(t('done.added', { name: String(data.get('name')) }));
+      const found = await songs?.() ?? [];
+      const id = await createList(data);
+      if (found.length > 0) {
+        await addSongs(id, data.name, found);
       }
     },
   });
@@ -127,40 +124,48 @@ export function mayChange(playlist) {
 
 /**
  * A menu of the playlists to add songs to.
- * @param {Element | {x: number, y: number}} beside
+ * @param {Beside} beside
  * @param {Songs} songs
  */
 export async function choosePlaylist(beside, songs) {
-  const point = beside instanceof Element ? beside.getBoundingClientRect() : beside;
-  const all = await attempt(() => playlists());
-  const own = (all ?? []).filter(mayChange);
-  openMenu({ x: point.x, y: point.y }, t('playlist.choose'), [
-    { text: t('do.newPlaylist'), icon: 'plus', run: () => newPlaylist(songs) },
-    ...own.map(({ id, name }, index) => ({
-      text: name, isName: true, icon: /** @type {const} */ ('playlists'), parted: index === 0,
-      run: () => addToPlaylist(songs, id, name),
-    })),
+  const { x, y } = beside instanceof Element ? beside.getBoundingClientRect() : beside;
+  const own = (await attempt(() => playlists()) ?? []).filter(mayChange);
+  /** @type {Choice[]} */
+  const choices = own.map(({ id, name }, index) => ({
+    text: name, isName: true, icon: 'playlists', parted: index === 0,
+    run: () => addToPlaylist(songs, id, name),
+  }));
+  openMenu({ x, y }, t('playlist.choose'), [
+    { text: t('do.newPlaylist'), icon: 'plus', run: () => newPlaylist(songs) }, ...choices,
   ]);
 }
 
 /**
- * The choices for several songs.
- * @param {Element | {x: number, y: number}} beside
  * @param {Songs} songs
- * @returns {Choice[]}
+ * @returns {(Choice | false)[]}
+ */
+export function choicesToQueue(songs) {
+  return [
+    player().can('insert') &&
+      { text: t('do.next'), icon: 'next', run: () => enqueue(songs, true) },
+    { text: t('do.queue'), icon: 'queue', run: () => enqueue(songs, false) },
+  ];
+}
+
+/**
+ * The choices for several songs.
+ * @param {Beside} beside
+ * @param {Songs} songs
+ * @returns {(Choice | false)[]}
  */
 export function choicesForSongs(beside, songs) {
-  return [
-    ...(player().can('insert') ? [{
-      text: t('do.next'), icon: /** @type {const} */ ('next'), run: () => enqueue(songs, true),
-    }] : []),
-    { text: t('do.queue'), icon: 'queue', run: () => enqueue(songs, false) },
+  return [...choicesToQueue(songs),
     { text: t('do.playlist'), icon: 'playlists', run: () => choosePlaylist(beside, songs) },
   ];
 }
 
 /**
- * @param {Element | {x: number, y: number}} beside
+ * @param {Beside} beside
  * @param {Song} song
  * @param {(Choice | false)[]} [more] of the view
  */
@@ -173,11 +178,9 @@ export function openSongMenu(beside, song, more = []) {
       run: () => toggleHeart({ song }),
     },
     ...more,
-    Boolean(song.album) && {
-      text: t('do.album'), icon: 'albums', parted: true,
-      run: () => go(albumPath(album)),
-    },
-    Boolean(song.artist) && {
+    song.album !== '' &&
+      { text: t('do.album'), icon: 'albums', parted: true, run: () => go(albumPath(album)) },
+    song.artist !== '' && {
       text: t('do.artist'), icon: 'artists', run: () => go(groupPath('artist', song.artist)),
     },
     may('sharing') && !song.isStream && {
@@ -214,15 +217,17 @@ export function choiceOfZip(what) {
 }
 
 /**
+ * The choice that pins something to the start page.
  * @param {string} type
  * @param {string} name
  * @param {Record<string, string>} criteria
+ * @returns {Choice}
  */
-export function pin(type, name, criteria) {
-  return attempt(async () => {
+export function choiceOfPin(type, name, criteria) {
+  return { text: t('do.pin'), icon: 'pin', parted: true, run: () => attempt(async () => {
     await changePins('pin', { type, name, criteria: JSON.stringify(criteria) });
     toast(t('done.pinned'));
-  });
+  }) };
 }
 
 /** Makes a playlist of the queue. */

@@ -1,11 +1,11 @@
 // The audio elements: one plays, another fetches the next song. What each has loaded, and how loud.
 
-import { choice, choices } from './choices.js';
 import { applyGain } from './mixer.js';
 import { soundAddress } from './sound.js';
 
-/** @typedef {import('./types.js').Song} Song */
+/** @typedef {import('./types.js').Song | import('./types.js').SharedSong} Song */
 
+const AHEAD = 20; // seconds before the end at which the next song is fetched
 const NEAR = 2; // seconds before the end from which on a timer counts them
 const NOW = 0.05; // what a timer may be early, in seconds
 const MOST_DELAY = 0.3;
@@ -13,8 +13,11 @@ const MOST_DELAY = 0.3;
 /** Seconds from the call of play() to the first sound, as they were the last time. */
 let delay = 0.07;
 
+/** The element that plays, and the one that fetches what is next. */
+export let [front, back] = [new Audio(), new Audio()];
+
 /** @type {Map<HTMLAudioElement, Song | undefined>} */
-const songs = new Map([[new Audio(), undefined], [new Audio(), undefined]]);
+const songs = new Map([[front, undefined], [back, undefined]]);
 /** @type {WeakMap<HTMLAudioElement, number>} seconds of the song that its sound leaves out */
 const begins = new WeakMap();
 
@@ -22,44 +25,62 @@ const begins = new WeakMap();
 let turn;
 
 /** The two of them. */
-export const decks = [...songs.keys()];
+export const decks = [front, back];
 
 /** @param {HTMLAudioElement} audio */
 export function songIn(audio) {
   return songs.get(audio);
 }
 
-/** @param {HTMLAudioElement} audio */
-export function placeIn(audio) {
-  return audio.currentTime + (begins.get(audio) ?? 0);
+/** The place in the song that plays. */
+export function placeNow() {
+  return front.currentTime + (begins.get(front) ?? 0);
 }
 
 /**
  * A stream cannot be sought in: it is asked for from there on, and one without a length as it is.
- * @param {HTMLAudioElement} audio
  * @param {Song} song
  * @param {number} [from] seconds
+ * @param {HTMLAudioElement} [audio]
  */
-export function load(audio, song, from = 0) {
+export function load(song, from = 0, audio = front) {
   const begin = song.isStream && song.duration > 0 ? Math.floor(from) : 0;
   songs.set(audio, song);
   begins.set(audio, begin);
   audio.preload = 'auto';
-  audio.src = soundAddress(song, begin);
+  audio.src = 'address' in song ? song.address : soundAddress(song, begin);
   if (!song.isStream) {
     audio.currentTime = from;
   }
 }
 
-/** @param {HTMLAudioElement} audio */
-export function unload(audio) {
+/** @param {HTMLAudioElement} [audio] */
+export function unload(audio = front) {
   songs.set(audio, undefined);
   audio.removeAttribute('src');
   audio.load();
 }
 
-/** @param {HTMLAudioElement} audio */
-function begin(audio) {
+/**
+ * Puts a song in front, where it may have been fetched ahead, or begun at the end of another.
+ * @param {Song} song
+ */
+export function bring(song) {
+  front.pause();
+  if (songIn(back) !== song || back.error) {
+    holdBack();
+    load(song);
+    return;
+  }
+  [front, back] = [back, front];
+  unload(back);
+  if (front.paused) { // else it has begun
+    front.currentTime &&= 0; // a seek to where it is would be heard as a gap
+  }
+}
+
+function begin() {
+  const audio = back;
   const called = performance.now();
   audio.ontimeupdate = () => {
     if (audio.currentTime > 0.1) {
@@ -72,32 +93,47 @@ function begin(audio) {
 }
 
 /**
- * Starts the next element when this one ends, by the clock of its sound: `ended` comes late.
- * @param {HTMLAudioElement} audio whose time is news
- * @param {HTMLAudioElement} next
+ * Near the end of the song that plays: fetches the next one and starts it when this one ends, by
+ * the clock of its sound, because `ended` comes late. To be called whenever its time is news.
+ * @param {number} left seconds
+ * @param {Song | undefined} next
  */
-export function startAfter(audio, next) {
-  const left = () => audio.duration - audio.currentTime - delay;
+export function follow(left, next) {
+  if (left >= AHEAD || front.currentTime <= 0.5) {
+    return;
+  }
+  if (songIn(back) !== next) {
+    next ? load(next, 0, back) : unload(back);
+  }
+  const untilTurn = () => front.duration - front.currentTime - delay;
   clearTimeout(turn);
-  if (songs.get(next) && next.paused && left() < NEAR) {
+  if (next && back.paused && untilTurn() < NEAR) {
     turn = setTimeout(() => {
-      if (!audio.paused && left() < NOW) { // else it was sought in, or waits for its sound
-        begin(next);
+      if (!front.paused && untilTurn() < NOW) { // else it was sought in, or waits for its sound
+        begin();
       }
-    }, left() * 1000);
+    }, untilTurn() * 1000);
+  }
+}
+
+/** The front one goes on, or stops, before its end: the next waits for its turn. */
+export function holdBack() {
+  clearTimeout(turn);
+  back.ontimeupdate = null;
+  if (!back.paused) {
+    back.pause();
+    back.currentTime = 0;
   }
 }
 
 /**
- * This one goes on, or stops, before its end: the next waits for its turn.
- * @param {HTMLAudioElement} next
+ * Listens to whichever of them plays.
+ * @param {string[]} names of events
+ * @param {() => void} handle
  */
-export function holdBack(next) {
-  clearTimeout(turn);
-  next.ontimeupdate = null;
-  if (!next.paused) {
-    next.pause();
-    next.currentTime = 0;
+export function onFront(names, handle) {
+  for (const audio of decks) {
+    names.forEach((name) => audio.addEventListener(name, () => audio === front && handle()));
   }
 }
 
@@ -106,14 +142,4 @@ export function setGains(plays) {
   applyGain(songs, plays);
 }
 
-function applyVolume() {
-  for (const audio of decks) {
-    audio.volume = choice('volume');
-    audio.muted = choice('muted');
-  }
-}
-
-applyVolume();
-choices.addEventListener('volume', applyVolume);
-choices.addEventListener('muted', applyVolume);
 document.body.append(...decks);

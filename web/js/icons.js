@@ -87,18 +87,39 @@ export function icon(name) {
  */
 export function iconButton(name, label, onclick, { look = '', ...more } = {}) {
   return h('button', { class: `icon-button ${look}`, type: 'button', 'aria-label': label,
-    title: label, onclick, ...more }, icon(name));
+    title: label, 'data-icon': name, onclick, ...more }, icon(name));
+}
+
+/**
+ * A button with a text, before which an icon may stand.
+ * @param {string} text
+ * @param {() => unknown} onclick
+ * @param {{icon?: IconName, look?: string} & Record<string, unknown>} more properties, and a class
+ */
+export function button(text, onclick, { icon: picture, look = '', ...more } = {}) {
+  return h('button', { class: `button ${look}`, type: 'button', onclick, ...more },
+    picture && icon(picture), text);
+}
+
+/**
+ * What a button that shows an icon alone does.
+ * @param {HTMLElement} one
+ * @param {string} label
+ */
+export function setLabel(one, label) {
+  one.setAttribute('aria-label', label);
+  one.title = label;
 }
 
 /**
  * Gives a button another icon.
- * @param {Element} button
+ * @param {Element} one
  * @param {IconName} name
  */
-export function setIcon(button, name) {
-  if (button.getAttribute('data-icon') !== name) {
-    button.setAttribute('data-icon', name);
-    button.querySelector('svg.icon')?.remove();
-    button.prepend(icon(name));
+export function setIcon(one, name) {
+  if (one.getAttribute('data-icon') !== name) {
+    one.setAttribute('data-icon', name);
+    one.querySelector('svg.icon')?.remove();
+    one.prepend(icon(name));
   }
 }

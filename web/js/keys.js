@@ -59,7 +59,8 @@ function onKey(event) {
   const target = /** @type {HTMLElement} */ (event.target);
   const isModal = document.querySelector('dialog[open]:not(.now)') !== null;
   const isField = target.closest('input:not([type=checkbox], [type=range]), textarea, select');
-  if (event.defaultPrevented || event.ctrlKey || event.metaKey || event.altKey || isModal || isField) {
+  const isOther = event.defaultPrevented || event.ctrlKey || event.metaKey || event.altKey;
+  if (isOther || isModal || isField) {
     return;
   }
   const isControl = target.closest('button, a, [role=slider], [type=range], [type=checkbox]');

@@ -1,8 +1,8 @@
 // What the library answers, in the page's own types, and what changes it.
 
-import { addressOf, call, change } from './api.js';
+import { call, change } from './api.js';
+import { portionsOf } from './arrays.js';
 import { choice } from './choices.js';
-import { isMissing } from './playlists.js';
 import { shareWithWindows } from './windows.js';
 
 export {
@@ -20,8 +20,6 @@ export {
 /** @typedef {'artist' | 'genre' | 'composer'} GroupKind */
 
 export const ADDITIONAL = 'song_tag,song_audio,song_rating';
-const LONGEST_COVER_NAME = 1500;
-const COVER_SIZES = [96, 192, 384, 768];
 
 /**
  * Tells `rated` (detail: ids and stars), `playlists`, `playlist` (detail: id) and `pins`; and
@@ -107,12 +105,16 @@ export function isOfLibrary(song) {
 /**
  * @param {string[]} ids of songs that the person may see; the others are left out
  * @param {AbortSignal} [signal]
- * @returns {Promise<Song[]>}
  */
 export async function songsById(ids, signal) {
-  const found = await call('Song', 'get', { id: ids, additional: ADDITIONAL }, { signal })
-    .catch((error) => (error.code === 404 ? { songs: [] } : Promise.reject(error)));
-  return found.songs.map(songOf);
+  /** @type {Song[]} */
+  const found = [];
+  for (const id of portionsOf(ids)) {
+    const { songs } = await call('Song', 'get', { id, additional: ADDITIONAL }, { signal })
+      .catch((error) => (error.code === 404 ? { songs: [] } : Promise.reject(error)));
+    found.push(...songs.map(songOf));
+  }
+  return found;
 }
 
 /**
@@ -178,9 +180,7 @@ export function groups(kind, params = {}) {
  * @param {AbortSignal} [signal]
  */
 export async function randomSongs(limit, signal) {
-  const asked = { library: library(), additional: ADDITIONAL, sort_by: 'random', limit };
-  const data = await call('Song', 'list', asked, { signal });
-  return /** @type {Song[]} */ (data.songs.map(songOf));
+  return (await songs({ sort_by: 'random' }).fetch(0, limit, signal)).items;
 }
 
 /**
@@ -204,6 +204,14 @@ export async function albumSongs(album, albumArtist, signal) {
 }
 
 /**
+ * @param {GroupKind} kind
+ * @param {string} name
+ */
+export function groupSongs(kind, name) {
+  return allOf(songs({ [kind]: name, sort_by: 'album' }));
+}
+
+/**
  * What a folder holds; the folders come first.
  * @param {string} id empty: the indexed folders
  * @param {(trail: {id: string, name: string}[], hasSongs: boolean) => void} [onTrail] the way to
@@ -222,29 +230,6 @@ export function folder(id, onTrail) {
       return { total: data.total, items: [...folders, ...found] };
     },
   };
-}
-
-/**
- * Without a size, which `sized` adds.
- * @param {{id?: string, album?: Album}} of
- */
-export function coverAddress({ id, album }) {
-  if (album && album.name.length + album.albumArtist.length < LONGEST_COVER_NAME) {
-    const { name, albumArtist } = album;
-    return addressOf('Cover', 'get', { album: name, album_artist: albumArtist });
-  }
-  return id && !isMissing({ id }) ? addressOf('Cover', 'get', { id }) : '';
-}
-
-/**
- * The address of a copy that is sharp where it is shown. There are few sizes, so that copies serve
- * several places.
- * @param {string} address
- * @param {number} side in pixels of the style sheet
- */
-export function sized(address, side) {
-  const wanted = side * devicePixelRatio;
-  return `${address}&size=${COVER_SIZES.find((size) => size >= wanted) ?? COVER_SIZES.at(-1)}`;
 }
 
 /**

@@ -1,7 +1,7 @@
 // Long lists and grids: what is visible exists in the document, and its pages are fetched.
 
 import { h, Part, refill, setVars } from './dom.js';
-import { icon } from './icons.js';
+import { button } from './icons.js';
 import { changed } from './library.js';
 import { placeFor } from './list-keys.js';
 import { Pages } from './pages.js';
@@ -242,8 +242,7 @@ export class LongList extends Part {
     if ((this.#pages?.total ?? -1) >= 0) {
       return;
     }
-    const again = h('button', { class: 'button', onclick: () => this.reload() },
-      icon('again'), t('list.again'));
+    const again = button(t('list.again'), () => this.reload(), { icon: 'again' });
     refill(this, h('div', { class: 'empty', role: 'alert' }, h('p', {}, t('list.failed')), again));
   }
 

@@ -1,6 +1,5 @@
 // Starts the page: texts, shell, login, routes.
 
-import { attempt } from './actions.js';
 import { connection, needLogin } from './api.js';
 import { choice, choices, writeStored } from './choices.js';
 import { h } from './dom.js';
@@ -11,7 +10,7 @@ import { startMediaSession } from './media-session.js';
 import { startLogin } from './parts/login-form.js';
 import { SideBar, TabBar } from './parts/navigation.js';
 import { PlayerBar } from './parts/player-bar.js';
-import { toast } from './parts/toast.js';
+import { attempt, toast } from './parts/toast.js';
 import { learnPerson } from './person.js';
 import { player } from './player.js';
 import { startPlays } from './plays.js';

@@ -1,27 +1,26 @@
 // The keys of a keyboard or headset, and the lock screen of a phone.
 
-import { coverAddress, sized } from './library.js';
+import { coverOfSong, sized } from './covers.js';
 import { player, playing } from './playing.js';
 
 function showSong() {
   const song = player().current();
+  const cover = coverOfSong(song);
   navigator.mediaSession.metadata = song
     ? new MediaMetadata({
       title: song.title,
       artist: song.artist,
       album: song.album,
-      artwork: song.isStream ? [] : [{ src: sized(coverAddress({ id: song.id }), 384) }],
+      artwork: cover ? [{ src: sized(cover, 384) }] : [],
     })
     : null;
 }
 
 function showTime() {
   const length = player().duration();
-  if (length > 0) {
-    navigator.mediaSession.setPositionState({
-      duration: length, position: Math.min(player().time(), length), playbackRate: 1,
-    });
-  }
+  navigator.mediaSession.setPositionState(length > 0
+    ? { duration: length, position: Math.min(player().time(), length), playbackRate: 1 }
+    : undefined);
 }
 
 export function startMediaSession() {
@@ -40,7 +39,7 @@ export function startMediaSession() {
   playing.addEventListener('song', showSong);
   playing.addEventListener('state', () => {
     session.playbackState = player().isPlaying() ? 'playing' : 'paused';
-    showTime();
   });
+  playing.addEventListener('time', showTime);
   showSong();
 }

@@ -3,7 +3,7 @@
 import { choice } from './choices.js';
 import { gainOf } from './sound.js';
 
-/** @typedef {import('./types.js').Song} Song */
+/** @typedef {import('./decks.js').Song} Song */
 
 /** @type {Map<HTMLAudioElement, GainNode>} */
 const gains = new Map();

@@ -110,5 +110,6 @@ export class Pages {
  * @returns {Source<T>}
  */
 export function sourceOfItems(items) {
-  return { pageSize: Math.max(1, items.length), fetch: async () => ({ total: items.length, items }) };
+  const all = { total: items.length, items };
+  return { pageSize: Math.max(1, items.length), fetch: async () => all };
 }

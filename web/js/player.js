@@ -1,9 +1,9 @@
 // Plays the queue: one audio element plays, another fetches the next song, for nearly no gap.
 
 import { call, mustAnswer, Refusal, sleep } from './api.js';
-import { choices, choose, readStored, writeStored } from './choices.js';
+import { choice, choices, choose, readStored, writeStored } from './choices.js';
 import {
-  decks, holdBack, load, placeIn, setGains, songIn, startAfter, unload,
+  back, bring, decks, follow, front, holdBack, load, onFront, placeNow, setGains, songIn, unload,
 } from './decks.js';
 import {
   current, nextPosition, position, previousPosition, queue, queued, setPosition, setQueue,
@@ -12,7 +12,6 @@ import { convertFromNowOn } from './sound.js';
 
 /** @typedef {import('./types.js').Song} Song */
 
-const AHEAD = 20; // seconds before the end at which the next song is fetched
 const RESTART = 4; // seconds; after them "previous" begins the song anew
 const PAUSES = [1, 2, 4, 8, 15];
 const TRIES = 12;
@@ -21,7 +20,6 @@ const KEY = 'tonvale.time';
 /** Tells `state`, `time`, `song`, and `missing` (detail: a song that cannot be played). */
 export const player = new EventTarget();
 
-let [front, back] = decks;
 let wanted = false; // playing, as far as the person is concerned
 let resumeAt = 0; // where the song goes on when it is loaded
 let failures = 0;
@@ -47,7 +45,7 @@ export function duration() {
 }
 
 export function time() {
-  return songIn(front) === undefined || resumeAt > 0 ? resumeAt : placeIn(front);
+  return songIn(front) === undefined || resumeAt > 0 ? resumeAt : placeNow();
 }
 
 /** Radio has no length, and no place to go to. */
@@ -58,11 +56,11 @@ export function canSeek() {
 /** @param {number} to seconds of the song that the front element has loaded */
 function jump(to) {
   const song = songIn(front);
-  holdBack(back);
+  holdBack();
   if (!song?.isStream) {
     front.currentTime = to;
-  } else if (placeIn(front) !== to) {
-    load(front, song, to);
+  } else if (placeNow() !== to) {
+    load(song, to);
     if (wanted) {
       start();
     }
@@ -70,10 +68,9 @@ function jump(to) {
 }
 
 async function start() {
-  const audio = front;
   setGains(wanted);
   try {
-    await audio.play();
+    await front.play();
   } catch (error) {
     // A browser that wants a click first refuses; failures of loading are seen by onError.
     if (error instanceof DOMException && error.name === 'NotAllowedError') {
@@ -87,19 +84,12 @@ async function start() {
 function open() {
   recovery?.abort();
   const song = current();
-  front.pause();
-  if (!song) {
-    unload(front);
-    wanted = false;
-  } else if (songIn(back) === song && !back.error) {
-    [front, back] = [back, front];
-    unload(back);
-    if (front.paused) { // else it has begun at the end of the one before
-      front.currentTime &&= 0; // a seek to where it is would be heard as a gap
-    }
+  if (song) {
+    bring(song);
   } else {
-    holdBack(back);
-    load(front, song);
+    front.pause();
+    unload();
+    wanted = false;
   }
   tell('song');
   tell('state');
@@ -115,7 +105,7 @@ export function play() {
   }
   wanted = true;
   if (songIn(front) !== song || front.error) {
-    load(front, song, resumeAt);
+    load(song, resumeAt);
   }
   start();
   tell('state');
@@ -125,7 +115,7 @@ export function pause() {
   wanted = false;
   recovery?.abort();
   front.pause();
-  holdBack(back);
+  holdBack();
   tell('state');
 }
 
@@ -172,7 +162,7 @@ export function next() {
 
 export function previous() {
   const place = previousPosition();
-  if (placeIn(front) > RESTART || place < 0) {
+  if (placeNow() > RESTART || place < 0) {
     seek(0);
   } else {
     playAt(place);
@@ -193,44 +183,32 @@ export function playSongs(songs, { first = 0, shuffle } = {}) {
   }
 }
 
-function fetchAhead() {
-  const place = nextPosition();
-  const song = place >= 0 && place !== position() ? queued()[place]?.song : undefined;
-  if (songIn(back) !== song) {
-    (song ? load : unload)(back, /** @type {Song} */ (song));
-    setGains(wanted);
-  }
-}
-
 function onTime() {
   failures = 0;
-  const left = duration() - placeIn(front);
-  if (wanted && left < AHEAD && front.currentTime > 0.5) {
-    fetchAhead();
-    startAfter(front, back);
+  if (wanted) {
+    const place = nextPosition();
+    const next = place === position() ? undefined : queued()[place]?.song;
+    follow(duration() - placeNow(), next);
   }
   tell('time');
 }
 
-/**
- * Sound failed: the song is gone, the browser does not play its format, or the server is away.
- * @param {HTMLAudioElement} audio
- */
-async function recover(audio) {
-  const song = songIn(audio);
+/** Sound failed: the song is gone, the browser does not play its format, or the server is away. */
+async function recover() {
+  const song = current();
   if (!song || !wanted) {
     return;
   }
-  const from = placeIn(audio) || resumeAt;
+  const from = placeNow() || resumeAt;
   recovery?.abort();
   recovery = new AbortController();
   const { signal } = recovery;
   try {
     if (!song.isStream) {
       await call('Song', 'get', { id: song.id }, { signal });
-      await mustAnswer(audio.src, signal);
+      await mustAnswer(front.src, signal);
     }
-    const isFormat = audio.error?.code !== MediaError.MEDIA_ERR_NETWORK && from === 0;
+    const isFormat = front.error?.code !== MediaError.MEDIA_ERR_NETWORK && from === 0;
     if (!(isFormat && convertFromNowOn(song))) {
       if (++failures > TRIES || (isFormat && failures > 2)) {
         throw new Refusal('stream', 500);
@@ -238,7 +216,7 @@ async function recover(audio) {
       await sleep(PAUSES[Math.min(failures, PAUSES.length) - 1] * 1000, signal);
     }
     resumeAt = from;
-    load(audio, song, from);
+    load(song, from);
     start();
   } catch (error) {
     if (error instanceof Refusal) {
@@ -251,40 +229,45 @@ async function recover(audio) {
   }
 }
 
-/** @param {HTMLAudioElement} audio */
-function watch(audio) {
-  const on = (/** @type {string[]} */ names, /** @type {() => void} */ handle) =>
-    names.forEach((name) => audio.addEventListener(name, () => audio === front && handle()));
-  on(['timeupdate', 'seeked'], onTime);
-  on(['playing', 'waiting', 'canplay', 'stalled'], () => tell('state'));
-  on(['loadedmetadata'], () => {
-    if (resumeAt > 0 && !songIn(audio)?.isStream) {
-      audio.currentTime = resumeAt;
-    }
-    resumeAt = 0;
-  });
-  on(['ended'], () => playAt(nextPosition()));
-  on(['error'], () => recover(audio));
-  // Headphones that are pulled out, or another program that takes the sound.
-  on(['pause'], () => {
-    if (wanted && !audio.ended && !audio.error && audio.readyState > 1 && !recovery) {
-      wanted = false;
-      tell('state');
-    }
-  });
-  audio.addEventListener('playing', () => {
-    recovery = null;
-  });
-}
-
 /** @param {number} value 0 to 1 */
 export function setVolume(value) {
   choose('muted', false);
   choose('volume', Math.max(0, Math.min(1, value)));
 }
 
-watch(front);
-watch(back);
+function applyVolume() {
+  for (const audio of decks) {
+    audio.volume = choice('volume');
+    audio.muted = choice('muted');
+  }
+}
+
+onFront(['timeupdate', 'seeked'], onTime);
+onFront(['playing', 'waiting', 'canplay', 'stalled'], () => tell('state'));
+onFront(['loadedmetadata'], () => {
+  if (resumeAt > 0 && !songIn(front)?.isStream) {
+    front.currentTime = resumeAt;
+  }
+  resumeAt = 0;
+});
+onFront(['ended'], () => playAt(nextPosition()));
+onFront(['error'], recover);
+// Headphones that are pulled out, or another program that takes the sound.
+onFront(['pause'], () => {
+  if (wanted && !front.ended && !front.error && front.readyState > 1 && !recovery) {
+    wanted = false;
+    tell('state');
+  }
+});
+for (const audio of decks) {
+  audio.addEventListener('loadstart', () => wanted && setGains(true));
+  audio.addEventListener('playing', () => {
+    recovery = null;
+  });
+}
+applyVolume();
+choices.addEventListener('volume', applyVolume);
+choices.addEventListener('muted', applyVolume);
 choices.addEventListener('gain', () => setGains(wanted));
 queue.addEventListener('current', open);
 // A reload goes on where the song was.

@@ -1,5 +1,6 @@
 // What plays, what comes next, and in which order. Kept in the browser over reloads.
 
+import { shuffled } from './arrays.js';
 import { choice, choose, readStored, writeStored } from './choices.js';
 
 /** @typedef {import('./types.js').Song} Song */
@@ -22,19 +23,6 @@ let lastKey = 0;
 /** @param {Song[]} songs */
 function entriesOf(songs) {
   return songs.map((song) => ({ key: ++lastKey, song }));
-}
-
-/**
- * @template T
- * @param {T[]} list
- */
-function shuffled(list) {
-  const result = [...list];
-  for (let left = result.length; left > 1; --left) {
-    const pick = Math.floor(Math.random() * left);
-    [result[left - 1], result[pick]] = [result[pick], result[left - 1]];
-  }
-  return result;
 }
 
 function keep() {

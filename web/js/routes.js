@@ -4,30 +4,17 @@ import { LONGEST_ADDRESS } from './api.js';
 import { joined, t } from './texts.js';
 
 /** @typedef {import('./types.js').Place} Place */
-/** @typedef {{load: () => Promise<{view: (place: Place) => HTMLElement}>, nav: string}} Route */
-
-/** @type {Record<string, Route>} the longest beginning of a path that fits counts */
+/**
+ * The file of the view of each path; the longest beginning of a path that fits counts.
+ * @type {Record<string, string>}
+ */
 const routes = {
-  '/': { load: () => import('./views/home.js'), nav: 'home' },
-  '/albums': { load: () => import('./views/albums.js'), nav: 'albums' },
-  '/albums/view': { load: () => import('./views/album.js'), nav: 'albums' },
-  '/artists': { load: () => import('./views/groups.js'), nav: 'artists' },
-  '/artists/view': { load: () => import('./views/group.js'), nav: 'artists' },
-  '/genres': { load: () => import('./views/groups.js'), nav: 'genres' },
-  '/genres/view': { load: () => import('./views/group.js'), nav: 'genres' },
-  '/composers': { load: () => import('./views/groups.js'), nav: 'composers' },
-  '/composers/view': { load: () => import('./views/group.js'), nav: 'composers' },
-  '/songs': { load: () => import('./views/songs.js'), nav: 'songs' },
-  '/folders': { load: () => import('./views/folder.js'), nav: 'folders' },
-  '/playlists': { load: () => import('./views/playlists.js'), nav: 'playlists' },
-  '/playlists/': { load: () => import('./views/playlist.js'), nav: 'playlists' },
-  '/favourites': { load: () => import('./views/favourites.js'), nav: 'favourites' },
-  '/radio': { load: () => import('./views/radio.js'), nav: 'radio' },
-  '/search': { load: () => import('./views/search.js'), nav: 'search' },
-  '/queue': { load: () => import('./views/queue.js'), nav: 'queue' },
-  '/servers': { load: () => import('./views/servers.js'), nav: 'servers' },
-  '/settings': { load: () => import('./views/settings.js'), nav: 'settings' },
-  '/more': { load: () => import('./views/more.js'), nav: 'more' },
+  '/': 'home', '/albums': 'albums', '/albums/view': 'album', '/songs': 'songs',
+  '/artists': 'groups', '/artists/view': 'group', '/genres': 'groups', '/genres/view': 'group',
+  '/composers': 'groups', '/composers/view': 'group', '/folders': 'folder',
+  '/playlists': 'playlists', '/playlists/': 'playlist', '/favourites': 'favourites',
+  '/radio': 'radio', '/servers': 'servers', '/search': 'search', '/queue': 'queue',
+  '/settings': 'settings', '/more': 'more',
 };
 
 const RETRY_PAUSE = 2000;
@@ -42,18 +29,20 @@ let key = '';
 /** @type {Map<string, number>} how far each entry of the history was scrolled */
 const scrolled = new Map();
 
-/**
- * @param {string} path
- * @returns {[Route, string]}
- */
+/** @param {string} path */
 function find(path) {
-  const exact = routes[path];
-  if (exact) {
-    return [exact, ''];
-  }
   const [, first, rest = ''] = /^\/([^/]*)\/?(.*)$/.exec(path) ?? [];
-  const route = routes[`/${first}/`] ?? routes[`/${first}`] ?? routes['/'];
-  return [route, decodeURIComponent(rest)];
+  const name = routes[path] ?? routes[`/${first}/`] ?? routes[`/${first}`] ?? 'home';
+  return { name, id: routes[path] ? '' : decodeURIComponent(rest),
+    nav: name === 'home' ? name : first };
+}
+
+/**
+ * @param {string} name of a view
+ * @returns {Promise<{view: (place: Place) => HTMLElement}>}
+ */
+function load(name) {
+  return import(`./views/${name}.js`);
 }
 
 /** @param {string} [name] */
@@ -88,9 +77,9 @@ function scrollBackTo(top) {
 async function show({ top, focus }) {
   const mine = ++turn;
   const { pathname, search, hash } = location;
-  const [route, id] = find(pathname);
-  routed.dispatchEvent(new CustomEvent('shown', { detail: route.nav }));
-  const module = await route.load().catch(() => null);
+  const { name, id, nav } = find(pathname);
+  routed.dispatchEvent(new CustomEvent('shown', { detail: nav }));
+  const module = await load(name).catch(() => null);
   if (mine !== turn || outlet === null) {
     return;
   }
@@ -99,10 +88,8 @@ async function show({ top, focus }) {
     setTimeout(() => mine === turn && show({ top, focus }), RETRY_PAUSE);
     return;
   }
-  const { view } = module;
   const query = new URLSearchParams(search || hash.slice(1));
-  const element = view({ path: pathname, id, query });
-  outlet.replaceChildren(element);
+  outlet.replaceChildren(module.view({ path: pathname, id, query }));
   scrollBackTo(top);
   if (focus) {
     /** @type {HTMLElement | null} */
@@ -137,9 +124,7 @@ export function go(address, { replace = false, quiet = false } = {}) {
 
 /** Fetches the code of all views, so that it is there when the server is away. */
 export function fetchViews() {
-  for (const { load } of Object.values(routes)) {
-    load().catch(() => {});
-  }
+  Object.values(routes).forEach((name) => load(name).catch(() => {}));
 }
 
 /** Shows the place anew, after what it depends on has changed. */

@@ -59,6 +59,16 @@ const TOKEN = new RegExp([
 class Unknown extends Error {}
 
 /**
+ * Throws Unknown where the editor cannot show what a rule has.
+ * @param {unknown} isShown
+ */
+function must(isShown) {
+  if (!isShown) {
+    throw new Unknown();
+  }
+}
+
+/**
  * @param {string} text
  * @returns {string[]} words in lower case, texts with their quotes
  */
@@ -68,10 +78,8 @@ function tokensOf(text) {
   TOKEN.lastIndex = 0;
   while (TOKEN.lastIndex < whole.length) {
     const found = TOKEN.exec(whole);
-    if (!found) {
-      throw new Unknown();
-    }
-    const [, quoted, figure, word, symbol] = found;
+    must(found);
+    const [, quoted, figure, word, symbol] = /** @type {RegExpExecArray} */ (found);
     tokens.push(quoted ?? figure ?? word?.toLowerCase() ?? (symbol === '==' ? '=' : symbol));
   }
   return tokens;
@@ -90,31 +98,22 @@ function reader(tokens) {
   /** @returns {Test} */
   function test(isNot = false) {
     const field = take();
-    if (!fields.includes(field)) {
-      throw new Unknown();
-    }
+    must(fields.includes(field));
     const kind = kindOf(field);
     const spelled = `${isNot ? 'not ' : ''}${take()}`;
-    const operator = Object.entries(operators[kind]).find(([, all]) => all.includes(spelled))?.[0];
-    if (!operator) {
-      throw new Unknown();
-    }
+    const [operator] =
+      Object.entries(operators[kind]).find(([, all]) => all.includes(spelled)) ?? [''];
+    must(operator);
     return { field, operator, ...(kind === 'date' ? date() : { value: value(kind) }) };
   }
 
   /** @param {Kind} kind */
   function value(kind) {
     const token = take();
-    const isRight = kind === 'text' ? token.startsWith('"') : /^[\d.]+$/.test(token);
-    if (!isRight) {
-      throw new Unknown();
-    }
+    must(kind === 'text' ? token.startsWith('"') : /^[\d.]+$/.test(token));
     const text = kind === 'text' ? token.slice(1, -1).replace(/\\(.)/g, (all, letter) =>
       letter === '"' || letter === '\\' ? letter : '\n') : token;
-    // A field for one line would lose it.
-    if (text.includes('\n')) {
-      throw new Unknown();
-    }
+    must(!text.includes('\n')); // a field for one line would lose it
     return text;
   }
 
@@ -127,9 +126,7 @@ function reader(tokens) {
       return { value: token, unit: 'day' };
     }
     const unit = take().replace(/s?$/, 's');
-    if (!/^\d+$/.test(token) || !units.includes(unit) || !accept('ago')) {
-      throw new Unknown();
-    }
+    must(/^\d+$/.test(token) && units.includes(unit) && accept('ago'));
     return { value: token, unit };
   }
 
@@ -140,9 +137,7 @@ function reader(tokens) {
     }
     if (accept('(')) {
       const inside = any();
-      if (!accept(')')) {
-        throw new Unknown();
-      }
+      must(accept(')'));
       return inside;
     }
     return test();
@@ -166,9 +161,7 @@ function reader(tokens) {
   /** @returns {Test | Group} */
   const any = () => joined('or', '||', all);
   const read = any();
-  if (at < tokens.length) {
-    throw new Unknown();
-  }
+  must(at === tokens.length);
   return read;
 }
 

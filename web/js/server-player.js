@@ -1,11 +1,12 @@
 // The server's own player. It is shared: songs are added behind what others have queued.
 
-import { call, change, isAbort } from './api.js';
+import { call, change } from './api.js';
+import { shuffled } from './arrays.js';
 import { afterPause } from './dom.js';
 import { onEvent } from './events.js';
 import { songOf, songsById } from './library.js';
-import { toast } from './parts/toast.js';
-import { t, wordsFor } from './texts.js';
+import { attempt, toast } from './parts/toast.js';
+import { t } from './texts.js';
 
 /** @typedef {import('./types.js').Song} Song */
 /** @typedef {import('./types.js').PlayerEvent} PlayerEvent */
@@ -63,8 +64,7 @@ function queuedSong(found, known) {
 
 /** @param {any[]} found */
 async function songsOf(found) {
-  const ids = found.flatMap(({ id }) => (id ? [id] : []));
-  const songs = ids.length > 0 ? await songsById(ids, signal) : [];
+  const songs = await songsById(found.flatMap(({ id }) => id || []), signal);
   const known = new Map(songs.map((one) => [one.id, one]));
   return found.map((one) => queuedSong(one, known));
 }
@@ -99,14 +99,9 @@ async function take(now) {
   }
 }
 
-async function refresh() {
-  try {
-    await take(await call('Player', 'info', {}, { signal }));
-  } catch (error) {
-    if (!isAbort(error)) {
-      take(null);
-    }
-  }
+function refresh() {
+  return attempt(async () => take(await call('Player', 'info', {}, { signal })),
+    () => take(null));
 }
 
 /**
@@ -115,14 +110,8 @@ async function refresh() {
  * @param {import('./api.js').Params} params
  */
 async function tellServer(method, params) {
-  try {
-    return await change('Player', method, params);
-  } catch (error) {
-    toast(wordsFor(error));
-    return null;
-  } finally {
-    refresh();
-  }
+  await attempt(() => change('Player', method, params));
+  refresh();
 }
 
 /**
@@ -263,16 +252,12 @@ export const server = {
   toggleShuffle: () => control('mode', server.isShuffled() ? 'once' : 'shuffle'),
   repeat: () => /** @type {const} */ (['off', 'all', 'one', 'off'])[state?.mode ?? 0] ?? 'off',
   toggleRepeat: () => control('mode', MODES[((state?.mode ?? 0) + 1) % 3]),
-  playSongs: async (songs, { first = 0, shuffle = false } = {}) => {
-    try {
-      const { total } = await call('Player', 'info');
-      const wanted = shuffle ? [...songs].sort(() => Math.random() - 0.5) : songs.slice(first);
-      toast(t('done.queued', { count: await addSongs(wanted) }));
-      await control('play', total);
-    } catch (error) {
-      toast(wordsFor(error));
-    }
-  },
+  playSongs: (songs, { first = 0, shuffle = false } = {}) => attempt(async () => {
+    const { total } = await call('Player', 'info');
+    const wanted = shuffle ? shuffled(songs) : songs.slice(first);
+    toast(t('done.queued', { count: await addSongs(wanted) }));
+    await control('play', total);
+  }),
   addSongs,
   source: () => ({
     pageSize: 200,

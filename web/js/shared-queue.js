@@ -1,18 +1,18 @@
 // The queue as the server keeps it, so that another device goes on with it.
 
-import { attempt } from './actions.js';
 import { call, change, Refusal } from './api.js';
 import { readStored, writeStored } from './choices.js';
 import { h } from './dom.js';
+import { button } from './icons.js';
 import { isOfLibrary, songsById } from './library.js';
 import { openForm } from './parts/dialog.js';
+import { attempt } from './parts/toast.js';
 import { person } from './person.js';
 import { isPlaying, pause, player, seek, time } from './player.js';
 import { current, position, queue, queued, setQueue } from './queue.js';
 import { t } from './texts.js';
 
 const PAUSE = 2000; // milliseconds after a change
-const AT_ONCE = 1000;
 const KEY = 'tonvale.queue.seen';
 const CLIENT = 'tonvale.client';
 
@@ -47,13 +47,8 @@ function note(what) {
  * @param {string[]} ids
  */
 async function songsOf(ids) {
-  /** @type {Map<string, import('./types.js').Song>} */
-  const found = new Map();
-  for (let at = 0; at < ids.length; at += AT_ONCE) {
-    for (const one of await songsById(ids.slice(at, at + AT_ONCE))) {
-      found.set(one.id.replace(/^music_p_/, 'music_'), one);
-    }
-  }
+  const found = new Map((await songsById(ids)).map((song) =>
+    [song.id.replace(/^music_p_/, 'music_'), song]));
   return ids.map((id) => found.get(id));
 }
 
@@ -104,12 +99,10 @@ function ask() {
   isAsking = true;
   const dialog = openForm({
     title: t('queue.other'), send: t('queue.takeOther'),
-    fields: [h('p', {}, t('queue.other.hint')), h('button', {
-      class: 'button', type: 'button', onclick: async () => {
-        dialog.close();
-        await save({ overwrites: true });
-      },
-    }, t('queue.keepThis'))],
+    fields: [h('p', {}, t('queue.other.hint')), button(t('queue.keepThis'), async () => {
+      dialog.close();
+      await save({ overwrites: true });
+    })],
     onSend: restore,
   });
   dialog.addEventListener('close', () => {

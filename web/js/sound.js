@@ -80,7 +80,7 @@ export function soundAddress(song, from) {
 
 /**
  * How much louder or quieter a song is played, so that none is above its peak.
- * @param {Song | undefined} song
+ * @param {import('./decks.js').Song | undefined} song
  */
 export function gainOf(song) {
   const mode = choice('gain');

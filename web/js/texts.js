@@ -41,6 +41,12 @@ export function t(name, values = {}) {
   });
 }
 
+/** @param {number} seconds since 1970 */
+export function dayAndTime(seconds) {
+  return new Date(seconds * 1000).toLocaleString(undefined,
+    { dateStyle: 'medium', timeStyle: 'short' });
+}
+
 /** @param {number} seconds */
 export function clock(seconds) {
   const whole = Math.max(0, Math.floor(seconds));
@@ -57,7 +63,8 @@ export function clock(seconds) {
 export function length(seconds) {
   const minutes = Math.max(1, Math.round(seconds / 60));
   const hours = Math.floor(minutes / 60);
-  return hours > 0 ? t('time.hours', { hours, minutes: minutes % 60 }) : t('time.minutes', { minutes });
+  return hours > 0 ? t('time.hours', { hours, minutes: minutes % 60 })
+    : t('time.minutes', { minutes });
 }
 
 /** @param {string[]} names without empty ones */

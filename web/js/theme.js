@@ -3,7 +3,8 @@
 
 /** @param {string} [theme] */
 function applyTheme(theme) {
-  const media = theme === 'dark' ? 'all' : theme === 'light' ? 'not all' : '(prefers-color-scheme: dark)';
+  const media = theme === 'dark' ? 'all'
+    : theme === 'light' ? 'not all' : '(prefers-color-scheme: dark)';
   /** @type {HTMLLinkElement} */ (document.getElementById('dark')).media = media;
 }
 

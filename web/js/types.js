@@ -28,6 +28,11 @@
  * @property {ServerSong} [server] where it is, for a song of another media server
  */
 
+/**
+ * A song of a public link: all that its page knows of it.
+ * @typedef {{address: string, isStream: false, duration: 0, gain?: undefined}} SharedSong
+ */
+
 /** @typedef {{url: string, id: string}} ServerSong a song of another media server */
 
 /** @typedef {'state' | 'time' | 'song' | 'order' | 'volume' | 'modes'} PlayerEvent */

@@ -2,9 +2,8 @@
 
 import { titleOf } from '../actions.js';
 import { h } from '../dom.js';
-import { coverAddress } from '../library.js';
 import { clock, joined, t } from '../texts.js';
-import { cover } from './cover-art.js';
+import { songCover } from './cover-art.js';
 import { openDialog } from './dialog.js';
 import { coverButton } from './large-cover.js';
 
@@ -45,8 +44,9 @@ export function aboutSong(song) {
       ? t('about.gain.value', { track: decibel(gain.track), album: decibel(gain.album) }) : ''],
     ['about.comment', song.comment], ['about.path', song.path],
   ];
-  const list = h('dl', { class: 'facts' }, ...rows.filter(([, value]) => value).map(([name, value]) =>
+  const known = rows.filter(([, value]) => value);
+  const list = h('dl', { class: 'facts' }, ...known.map(([name, value]) =>
     h('div', {}, h('dt', {}, t(name)), h('dd', { dir: 'auto' }, value))));
-  const art = cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album || song.title);
-  openDialog(t('do.about'), h('div', { class: 'about' }, coverButton(art), list)).classList.add('is-wide');
+  openDialog(t('do.about'), h('div', { class: 'about' }, coverButton(songCover(song)), list))
+    .classList.add('is-wide');
 }

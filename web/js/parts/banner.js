@@ -2,12 +2,12 @@
 
 import { choicesForSongs, playAll } from '../actions.js';
 import { h, setVars } from '../dom.js';
-import { icon, iconButton } from '../icons.js';
+import { button } from '../icons.js';
 import { t } from '../texts.js';
 import { CoverArt, tintBy } from './cover-art.js';
 import { HeartButton } from './heart.js';
 import { coverButton } from './large-cover.js';
-import { openMenu } from './menu.js';
+import { menuButton } from './menu.js';
 
 /** @typedef {import('../types.js').Song} Song */
 
@@ -16,16 +16,15 @@ import { openMenu } from './menu.js';
  * @param {string} how.kind
  * @param {string} how.name
  * @param {HTMLElement} how.art
- * @param {(Node | string)[]} how.below
+ * @param {import('../dom.js').Child[]} how.below
  * @param {() => Promise<Song[]>} how.songs
  * @param {() => (import('./menu.js').Choice | false)[]} how.more
  * @param {string} [how.tint] a colour, when no picture gives one
  * @param {import('../favourites.js').Thing} [how.loved] what its heart is of
  */
 export function banner({ kind, name, art, below, songs, more, tint, loved }) {
-  const menu = iconButton('more', t('do.more', { name }),
-    () => openMenu(menu, name, [...choicesForSongs(menu, songs), ...more()]),
-    { look: 'is-round', 'aria-haspopup': 'menu' });
+  const menu = menuButton(name, (beside) => [...choicesForSongs(beside, songs), ...more()],
+    { look: 'is-round' });
   const length = Array.from(name).length;
   const size = length > 60 ? ' is-endless' : length > 22 ? ' is-long' : '';
   const head = h('header', { class: 'banner' },
@@ -35,10 +34,9 @@ export function banner({ kind, name, art, below, songs, more, tint, loved }) {
       h('h1', { class: `banner-name${size}`, tabindex: '-1', dir: 'auto', title: name }, name),
       h('p', { class: 'banner-below', dir: 'auto' }, ...below),
       h('div', { class: 'banner-tools' },
-        h('button', { class: 'button is-main is-large', onclick: () => playAll(songs) },
-          icon('play'), t('do.play')),
-        h('button', { class: 'button is-large', onclick: () => playAll(songs, { shuffle: true }) },
-          icon('shuffle'), t('do.shuffle')),
+        button(t('do.play'), () => playAll(songs), { icon: 'play', look: 'is-main is-large' }),
+        button(t('do.shuffle'), () => playAll(songs, { shuffle: true }),
+          { icon: 'shuffle', look: 'is-large' }),
         loved && new HeartButton().show(loved), menu)));
   if (art instanceof CoverArt) {
     tintBy(head, art);

@@ -1,9 +1,10 @@
 // Cards: albums, playlists and groups in grids and shelves.
 
 import { playAll } from '../actions.js';
+import { coverAddress } from '../covers.js';
 import { h, hueOf, initialsOf } from '../dom.js';
 import { icon } from '../icons.js';
-import { albumSongs, allOf, coverAddress, songs } from '../library.js';
+import { albumSongs, groupSongs } from '../library.js';
 import { albumPath, groupPath } from '../routes.js';
 import { t } from '../texts.js';
 import { cover } from './cover-art.js';
@@ -74,19 +75,19 @@ export function groupCard(kind, group) {
   const name = groupName(kind, group.name);
   const letters = kind === 'genre' ? '' : initialsOf(group.name);
   return card({
-    href: groupPath(kind, group.name), art: monogram(name, letters || icon(`${kind}s`)), name, kind: `is-${kind}`,
-    play: () => allOf(songs({ [kind]: group.name, sort_by: 'album' })),
+    href: groupPath(kind, group.name), art: monogram(name, letters || icon(`${kind}s`)), name,
+    kind: `is-${kind}`, play: () => groupSongs(kind, group.name),
   });
 }
 
 /**
- * A row of cards under a heading, which scrolls sideways.
+ * A row of cards under a heading, which scrolls sideways; nothing without cards.
  * @param {string} title
  * @param {Node[]} cards
  * @param {...Node} beside the heading
  */
 export function shelf(title, cards, ...beside) {
-  return h('section', { class: 'shelf', 'aria-label': title },
+  return cards.length > 0 && h('section', { class: 'shelf', 'aria-label': title },
     h('div', { class: 'shelf-head' }, h('h2', {}, title), ...beside),
     h('ul', { class: 'shelf-row' }, ...cards.map((one) => h('li', {}, one))));
 }
@@ -95,6 +96,15 @@ export function shelf(title, cards, ...beside) {
 export function pendingCards(count) {
   return Array.from({ length: count }, () => h('div', { class: 'card pending-card' },
     h('span', { class: 'cover-art' }), h('span', { class: 'card-name' })));
+}
+
+/**
+ * What stands in place of a library without music.
+ * @param {import('../icons.js').IconName} picture
+ */
+export function noMusic(picture) {
+  return emptyNote(picture, t('home.empty'), t('home.empty.hint'),
+    h('a', { class: 'button', href: '/settings' }, icon('settings'), t('nav.settings')));
 }
 
 /**

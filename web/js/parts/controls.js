@@ -1,7 +1,7 @@
 // The controls of the player, which the bar and the large view share.
 
 import { h, Part, setVars } from '../dom.js';
-import { iconButton, setIcon } from '../icons.js';
+import { iconButton, setIcon, setLabel } from '../icons.js';
 import { player, playing } from '../playing.js';
 import { clock, t } from '../texts.js';
 
@@ -9,9 +9,8 @@ export class TransportButtons extends Part {
   start() {
     const shuffle = iconButton('shuffle', t('player.shuffle'),
       () => player().toggleShuffle(), { look: 'is-mode' });
-    const repeat = h('button', { class: 'icon-button is-mode',
-      onclick: () => player().toggleRepeat() });
-    const play = h('button', { class: 'icon-button is-play', onclick: () => player().toggle() });
+    const repeat = iconButton('repeat', '', () => player().toggleRepeat(), { look: 'is-mode' });
+    const play = iconButton('play', '', () => player().toggle(), { look: 'is-play' });
     const previous = iconButton('previous', t('player.previous'), () => player().previous());
     const next = iconButton('next', t('player.next'), () => player().next());
     const stop = iconButton('stop', t('player.stop'), () => player().stop());
@@ -21,14 +20,13 @@ export class TransportButtons extends Part {
       shuffle.setAttribute('aria-pressed', String(player().isShuffled()));
       const mode = player().repeat();
       setIcon(repeat, mode === 'one' ? 'repeatOne' : 'repeat');
-      repeat.setAttribute('aria-label', t(`player.repeat.${mode}`));
-      repeat.title = t(`player.repeat.${mode}`);
+      setLabel(repeat, t(`player.repeat.${mode}`));
       repeat.classList.toggle('is-on', mode !== 'off');
     };
     const drawPlay = () => {
       const { isPlaying, isWaiting, can, name } = player();
       setIcon(play, isPlaying() ? 'pause' : 'play');
-      play.setAttribute('aria-label', t(isPlaying() ? 'do.pause' : 'do.play'));
+      setLabel(play, t(isPlaying() ? 'do.pause' : 'do.play'));
       play.classList.toggle('is-waiting', isWaiting());
       play.disabled = !can('toggle');
       next.disabled = !can('next');
@@ -88,11 +86,11 @@ export class SeekBar extends Part {
 
 export class VolumeBar extends Part {
   start() {
-    const mute = h('button', { class: 'icon-button',
-      onclick: () => player().toggleMuted() });
+    const mute = iconButton('volume', '', () => player().toggleMuted());
     const range = h('input', {
       type: 'range', class: 'range', min: '0', max: '100', step: '2',
-      'aria-label': t('player.volume'), oninput: () => player().setVolume(Number(range.value) / 100),
+      'aria-label': t('player.volume'),
+      oninput: () => player().setVolume(Number(range.value) / 100),
     });
     this.replaceChildren(mute, range);
     const draw = () => {
@@ -102,9 +100,7 @@ export class VolumeBar extends Part {
       range.setAttribute('aria-valuetext', t('unit.percent', { value }));
       setVars(range, { '--done': `${value}%` });
       setIcon(mute, value === 0 ? 'muted' : 'volume');
-      const label = t(player().isMuted() ? 'player.unmute' : 'player.mute');
-      mute.setAttribute('aria-label', label);
-      mute.title = label;
+      setLabel(mute, t(player().isMuted() ? 'player.unmute' : 'player.mute'));
     };
     this.listen(playing, 'volume', draw);
     this.listen(playing, 'state', draw);

@@ -1,7 +1,7 @@
 // A cover: a drawing of its name until the picture is there, or in place of one.
 
+import { coverOfSong, sized } from '../covers.js';
 import { h, hueOf, initialsOf, Part, setVars } from '../dom.js';
-import { sized } from '../library.js';
 
 const RETRIES = 2;
 const RETRY_PAUSE = 2500;
@@ -92,12 +92,14 @@ customElements.define('cover-art', CoverArt);
 /**
  * @param {string} address
  * @param {string} name
- * @param {string} [look] a class
  */
-export function cover(address, name, look = '') {
-  const element = new CoverArt();
-  element.className = look;
-  return element.show(address, name);
+export function cover(address, name) {
+  return new CoverArt().show(address, name);
+}
+
+/** @param {import('../types.js').Song} song */
+export function songCover(song) {
+  return cover(coverOfSong(song), song.album || song.title);
 }
 
 /**

@@ -1,13 +1,23 @@
 // Dialogs on the browser's own <dialog>: they keep the focus and close with Escape.
 
 import { h } from '../dom.js';
-import { iconButton } from '../icons.js';
+import { button, iconButton } from '../icons.js';
 import { t, wordsFor } from '../texts.js';
 
 /** @typedef {import('../dom.js').Child} Child */
 
 /**
- * Opens a dialog of a title and content; it is gone when it closes.
+ * Shows a dialog, which is gone when it closes.
+ * @param {HTMLDialogElement} dialog
+ */
+export function showDialog(dialog) {
+  dialog.addEventListener('close', () => dialog.remove());
+  document.body.append(dialog);
+  dialog.showModal();
+}
+
+/**
+ * Opens a dialog of a title and content.
  * @param {string} title
  * @param {...Child} content
  */
@@ -16,14 +26,8 @@ export function openDialog(title, ...content) {
   const heading = h('h2', { id: `dialog-${Math.random().toString(36).slice(2)}` }, title);
   const dialog = h('dialog', { class: 'dialog', 'aria-labelledby': heading.id },
     h('header', {}, heading, close), ...content);
-  dialog.addEventListener('click', (event) => {
-    if (event.target === dialog) {
-      dialog.close();
-    }
-  });
-  dialog.addEventListener('close', () => dialog.remove());
-  document.body.append(dialog);
-  dialog.showModal();
+  dialog.addEventListener('click', ({ target }) => target === dialog && dialog.close());
+  showDialog(dialog);
   return dialog;
 }
 
@@ -31,11 +35,31 @@ export function openDialog(title, ...content) {
  * A labelled field of a form.
  * @param {string} label
  * @param {HTMLElement} input
- * @param {string} [hint]
+ * @param {Child} [hint]
+ * @param {string} [look] a class
  */
-export function field(label, input, hint) {
-  return h('label', { class: 'field' }, h('span', { class: 'field-label' }, label), input,
-    hint ? h('small', {}, hint) : null);
+export function field(label, input, hint, look = '') {
+  return h('label', { class: `field ${look}` },
+    h('span', { class: 'field-label' }, label, hint && h('small', {}, hint)), input);
+}
+
+/**
+ * A field of one line, which must be filled in if the properties say nothing else.
+ * @param {string} label
+ * @param {string} name
+ * @param {Record<string, unknown>} [props]
+ */
+export function textField(label, name, props = {}) {
+  return field(label, h('input', { name, required: true, autocomplete: 'off', ...props }));
+}
+
+/**
+ * @param {string} label
+ * @param {string} name
+ * @param {string} autocomplete
+ */
+export function passwordField(label, name, autocomplete = 'new-password') {
+  return textField(label, name, { type: 'password', autocomplete });
 }
 
 /**
@@ -44,51 +68,50 @@ export function field(label, input, hint) {
  * @param {string} [hint]
  */
 export function switchField(label, props, hint) {
-  return h('label', { class: 'field is-switch' },
-    h('span', { class: 'field-label' }, label, hint ? h('small', {}, hint) : null),
-    h('input', { type: 'checkbox', class: 'switch', role: 'switch', ...props }));
+  return field(label, h('input', { type: 'checkbox', class: 'switch', role: 'switch', ...props }),
+    hint, 'is-switch');
 }
 
 /**
  * A dialog with a form. It stays open, and says why, when sending fails.
- * @param {{title: string, send: string, danger?: boolean, fields: Child[],
- *   onSend: (data: FormData) => Promise<unknown>}} how
+ * @param {{title: string, send: string, look?: string, fields: Child[],
+ *   onSend: (data: Record<string, string>) => Promise<unknown>}} how `look`: of the button
  */
-export function openForm({ title, send, danger = false, fields, onSend }) {
+export function openForm({ title, send, look = 'is-main', fields, onSend }) {
   const trouble = h('p', { class: 'trouble', role: 'alert' });
-  const button = h('button', { class: danger ? 'button is-danger' : 'button is-main' }, send);
+  const sender = button(send, () => {}, { look, type: 'submit' });
   const form = h('form', {
     onsubmit: async (/** @type {Event} */ event) => {
       event.preventDefault();
-      button.disabled = true;
+      sender.disabled = true;
       trouble.textContent = '';
       try {
-        await onSend(new FormData(form));
+        await onSend(/** @type {Record<string, string>} */ (
+          Object.fromEntries(new FormData(form))));
         dialog.close();
       } catch (error) {
         trouble.textContent = wordsFor(error);
         const wrong = form.elements.namedItem(/** @type {any} */ (error).parameter ?? '');
         /** @type {HTMLElement | null} */ (wrong)?.focus();
       }
-      button.disabled = false;
+      sender.disabled = false;
     },
-  }, ...fields, trouble, h('footer', {},
-    h('button', { class: 'button', type: 'button', onclick: () => dialog.close() }, t('do.cancel')),
-    button));
+  }, ...fields, trouble, h('footer', {}, button(t('do.cancel'), () => dialog.close()), sender));
   const dialog = openDialog(title, form);
   /** @type {HTMLElement | null} */
   const first = form.querySelector('input:not([type=checkbox]), select');
-  (first ?? button).focus();
+  (first ?? sender).focus();
   return dialog;
 }
 
 /**
  * Asks before something is lost.
- * @param {string} title
+ * @param {string} name of what goes
  * @param {string} hint
  * @param {() => Promise<unknown>} onSend
  */
-export function confirmDelete(title, hint, onSend) {
+export function confirmDelete(name, hint, onSend) {
   const send = t('do.delete').replace(/[\s…]+$/, '');
-  openForm({ title, send, danger: true, fields: [h('p', {}, hint)], onSend });
+  openForm({ title: t('playlist.delete', { name }), send, look: 'is-danger',
+    fields: [h('p', {}, hint)], onSend });
 }

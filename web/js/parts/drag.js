@@ -24,10 +24,10 @@ const EDGE = 60;
 export function enableDrag(how) {
   how.list.addEventListener('pointerdown', (event) => {
     const target = /** @type {Element} */ (event.target);
-    const hasGrip = target.closest('[data-grip]') !== null;
-    const isControl = target.closest('.row-menu, star-rating, .card-play, .card-menu') !== null;
+    const mayDrag = event.pointerType === 'mouse' || target.closest('[data-grip]');
+    const isControl = target.closest('.row-menu, star-rating, .card-play, .card-menu');
     const from = how.indexOf(target);
-    if (from >= 0 && event.button === 0 && !isControl && (hasGrip || event.pointerType === 'mouse')) {
+    if (from >= 0 && event.button === 0 && mayDrag && !isControl) {
       follow(how, event, from);
     }
   }, { signal: how.signal });

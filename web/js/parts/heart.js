@@ -3,8 +3,8 @@
 import { Part } from '../dom.js';
 import { canBeFavourite, favourites, isFavourite, toggleFavourite } from '../favourites.js';
 import { iconButton } from '../icons.js';
-import { t, wordsFor } from '../texts.js';
-import { toast } from './toast.js';
+import { t } from '../texts.js';
+import { attempt, toast } from './toast.js';
 
 /** @typedef {import('../favourites.js').Thing} Thing */
 
@@ -39,11 +39,9 @@ customElements.define('heart-button', HeartButton);
 /** @param {Thing} thing */
 export async function toggleHeart(thing) {
   if (canBeFavourite(thing)) {
-    try {
+    await attempt(async () => {
       await toggleFavourite(thing);
       toast(t(isFavourite(thing) ? 'done.favourite' : 'done.noFavourite'));
-    } catch (error) {
-      toast(wordsFor(error));
-    }
+    });
   }
 }

@@ -1,11 +1,11 @@
 // What the indexer does, for administrators.
 
-import { attempt } from '../actions.js';
 import { change } from '../api.js';
 import { h, refill } from '../dom.js';
 import { onEvent } from '../events.js';
-import { icon } from '../icons.js';
-import { joined, t } from '../texts.js';
+import { button } from '../icons.js';
+import { dayAndTime, joined, t } from '../texts.js';
+import { attempt } from './toast.js';
 
 /**
  * @typedef {{is_running: boolean, is_watched: boolean, phase: string, done: number, total: number,
@@ -30,11 +30,9 @@ function lastOf({ started, ended, changes }) {
   if (!ended) {
     return t('indexing.broken');
   }
-  const when = new Date(ended * 1000).toLocaleString(undefined,
-    { dateStyle: 'medium', timeStyle: 'short' });
   const found = CHANGES.filter((name) => changes[name] > 0)
     .map((name) => t(`indexing.${name}`, { count: changes[name] }));
-  return joined([t('indexing.last', { when }),
+  return joined([t('indexing.last', { when: dayAndTime(ended) }),
     ...(found.length > 0 ? found : [t('indexing.nothing')])]);
 }
 
@@ -43,14 +41,13 @@ function lastOf({ started, ended, changes }) {
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */
-export function showIndexing(place, signal) {
+export function show(place, signal) {
   const state = h('p', { class: 'soft', role: 'status' });
   const bar = h('progress', { 'aria-label': t('indexing.title') });
   const problem = h('p', { class: 'soft', dir: 'auto' });
   const act = (/** @type {string} */ method) => attempt(() => change('Index', method));
-  const start = h('button', { class: 'button', onclick: () => act('start') },
-    icon('again'), t('indexing.start'));
-  const stop = h('button', { class: 'button', onclick: () => act('stop') }, t('indexing.stop'));
+  const start = button(t('indexing.start'), () => act('start'), { icon: 'again' });
+  const stop = button(t('indexing.stop'), () => act('stop'));
   onEvent('scan', (/** @type {Scan} */ scan) => {
     if (scan.phase === undefined) {
       refill(place);

@@ -3,6 +3,7 @@
 import { h } from '../dom.js';
 import { iconButton } from '../icons.js';
 import { t } from '../texts.js';
+import { showDialog } from './dialog.js';
 
 /**
  * @param {string} address of the cover, without a size
@@ -14,9 +15,7 @@ function openLarge(address, name) {
   picture.src = `${address}&size=original`;
   const dialog = h('dialog', { class: 'large-cover', 'aria-label': name, onclick: close },
     picture, iconButton('close', t('do.close'), close));
-  dialog.addEventListener('close', () => dialog.remove());
-  document.body.append(dialog);
-  dialog.showModal();
+  showDialog(dialog);
 }
 
 /**

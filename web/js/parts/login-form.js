@@ -3,11 +3,11 @@
 import { connection, goOn, Refusal } from '../api.js';
 import { choice, choose } from '../choices.js';
 import { h } from '../dom.js';
-import { icon } from '../icons.js';
+import { button, icon } from '../icons.js';
 import { logIn, person } from '../person.js';
 import { t, wordsFor } from '../texts.js';
 import { shareWithWindows } from '../windows.js';
-import { field } from './dialog.js';
+import { field, showDialog } from './dialog.js';
 
 /** @type {HTMLDialogElement | null} */
 let open = null;
@@ -48,10 +48,10 @@ function openLogin(onDone) {
   const password = h('input', {
     name: 'password', type: 'password', autocomplete: 'current-password', required: true,
   });
-  const button = h('button', { class: 'button is-main is-wide' }, t('login.do'));
+  const sender = button(t('login.do'), () => {}, { look: 'is-main is-wide', type: 'submit' });
   const send = async (/** @type {Event} */ event) => {
     event.preventDefault();
-    button.disabled = true;
+    sender.disabled = true;
     trouble.textContent = '';
     try {
       await logIn(name.value, password.value);
@@ -63,7 +63,7 @@ function openLogin(onDone) {
       password.select();
       password.focus();
     }
-    button.disabled = false;
+    sender.disabled = false;
   };
   const title = t(isAgain ? 'login.again' : 'login.title');
   const dialog = h('dialog', { class: 'login', 'aria-label': title },
@@ -71,10 +71,9 @@ function openLogin(onDone) {
     h('form', { method: 'post', onsubmit: send },
       h('h1', {}, title),
       isAgain ? h('p', { class: 'soft' }, t('login.again.hint')) : null,
-      field(t('field.name'), name), field(t('login.password'), password), trouble, button));
+      field(t('field.name'), name), field(t('login.password'), password), trouble, sender));
   dialog.addEventListener('cancel', (event) => event.preventDefault());
   dialog.addEventListener('close', () => {
-    dialog.remove();
     // A browser may close it in spite of `cancel`; without a login it opens again.
     if (open === dialog) {
       open = null;
@@ -82,7 +81,6 @@ function openLogin(onDone) {
     }
   });
   open = dialog;
-  document.body.append(dialog);
-  dialog.showModal();
+  showDialog(dialog);
   (name.value ? password : name).focus();
 }

@@ -1,10 +1,11 @@
 // The words of the song that plays. Lines with times follow the song, and a click on one seeks it.
 
-import { call, isAbort } from '../api.js';
+import { call } from '../api.js';
 import { h, Part, refill } from '../dom.js';
 import { isOfLibrary } from '../library.js';
 import { player, playing } from '../playing.js';
-import { t, wordsFor } from '../texts.js';
+import { t } from '../texts.js';
+import { attempt } from './toast.js';
 
 /** @typedef {{text: string, start?: number}} Line `start` in milliseconds */
 
@@ -46,12 +47,12 @@ export class LyricsView extends Part {
     /** @type {Line[]} */
     let lines = [];
     if (isOfLibrary(song)) {
-      try {
+      await attempt(async () => {
         const { lyrics } = await call('Song', 'lyrics', { id }, { signal: this.signal });
         lines = lyrics[0]?.lines ?? []; // those with times come first
-      } catch (error) {
-        problem = isAbort(error) ? '' : wordsFor(error);
-      }
+      }, (trouble) => {
+        problem = trouble;
+      });
     }
     if (id === this.#id) {
       this.#show(lines, lines.length > 0 ? '' : problem);

@@ -1,7 +1,8 @@
 // Menus: beside what opened them on a desk, a sheet from below on a phone.
 
 import { h, setVars } from '../dom.js';
-import { icon } from '../icons.js';
+import { icon, iconButton } from '../icons.js';
+import { t } from '../texts.js';
 
 /**
  * @typedef {object} Choice
@@ -9,7 +10,7 @@ import { icon } from '../icons.js';
  * @property {import('../icons.js').IconName} [icon]
  * @property {() => void} [run]
  * @property {boolean} [checked]
- * @property {'radio' | 'check'} [kind] of what is checked or not
+ * @property {'radio' | 'checkbox'} [role] of what is checked or not
  * @property {boolean} [parted] a line above it
  * @property {boolean} [isName] the text is what somebody called something
  */
@@ -17,7 +18,7 @@ import { icon } from '../icons.js';
 /** @type {HTMLElement | null} */
 let open = null;
 
-export function closeMenu() {
+function closeMenu() {
   open?.remove();
   open = null;
 }
@@ -34,15 +35,11 @@ function onKey(menu, event) {
   if (event.key in places) {
     event.preventDefault();
     items[(places[event.key] + items.length) % items.length].focus();
-  } else if (event.key === 'Tab') {
+  } else if (event.key === 'Tab' || event.key === 'Escape') {
     event.preventDefault();
     closeMenu();
   }
   event.stopPropagation();
-  if (event.key === 'Escape') {
-    event.preventDefault();
-    closeMenu();
-  }
 }
 
 /**
@@ -58,9 +55,22 @@ function putBeside(menu, { x, y, width, height }) {
 }
 
 /**
+ * A button for the menu of something.
+ * @param {string} name
+ * @param {(button: Element) => (Choice | false)[]} choices
+ * @param {{look?: string} & Record<string, unknown>} [more] properties, and a class
+ */
+export function menuButton(name, choices, more) {
+  /** @type {HTMLButtonElement} */
+  const button = iconButton('more', t('do.more', { name }),
+    () => openMenu(button, name, choices(button)), { 'aria-haspopup': 'menu', ...more });
+  return button;
+}
+
+/**
  * @param {Element | {x: number, y: number}} beside an element, or a point
  * @param {string} label
- * @param {(Choice | false | null | undefined)[]} choices
+ * @param {(Choice | false)[]} choices
  */
 export function openMenu(beside, label, choices) {
   closeMenu();
@@ -69,12 +79,12 @@ export function openMenu(beside, label, choices) {
     h('div', { class: 'menu-title', role: 'presentation', dir: 'auto' }, label));
   for (const given of choices) {
     if (given) {
-      const { text, run, checked, kind = 'radio', parted, isName } = given;
+      const { text, run, checked, role = 'radio', parted, isName } = given;
+      const isChecked = checked !== undefined;
       menu.append(h('button', {
         class: parted ? 'menu-item is-parted' : 'menu-item',
-        role: checked === undefined ? 'menuitem' : kind === 'radio' ? 'menuitemradio'
-          : 'menuitemcheckbox',
-        'aria-checked': checked === undefined ? null : String(checked),
+        role: isChecked ? `menuitem${role}` : 'menuitem',
+        'aria-checked': isChecked ? String(checked) : null,
         tabindex: '-1',
         dir: isName ? 'auto' : null,
         onclick: () => {

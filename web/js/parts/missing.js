@@ -1,24 +1,31 @@
 // The entries of a playlist that have no song: seen, replaced by a song that was found, removed.
 
-import { attempt, titleOf } from '../actions.js';
-import { call } from '../api.js';
+import { titleOf } from '../actions.js';
 import { h, refill } from '../dom.js';
-import { ADDITIONAL, changePlaylist, songOf } from '../library.js';
+import { button } from '../icons.js';
+import { changePlaylist, songs } from '../library.js';
 import { missingEntries } from '../playlists.js';
 import { joined, t } from '../texts.js';
 import { emptyNote } from './cards.js';
 import { openDialog } from './dialog.js';
+import { row } from './rows.js';
+import { attempt } from './toast.js';
 
 /** @typedef {import('../types.js').Song} Song */
 
 const MOST = 100;
+
+/** @param {string} path */
+function fileOf(path) {
+  return path.slice(path.lastIndexOf('/') + 1);
+}
 
 /**
  * What a file is probably called within.
  * @param {string} path
  */
 function nameIn(path) {
-  const file = path.slice(path.lastIndexOf('/') + 1).replace(/\.[^.]*$/, '');
+  const file = fileOf(path).replace(/\.[^.]*$/, '');
   return file.replace(/^\d+[\s._-]+/, '').replace(/[._]+/g, ' ').trim() || file;
 }
 
@@ -28,12 +35,10 @@ function nameIn(path) {
  * @returns {Promise<Song[]>}
  */
 async function alike(song) {
-  const file = (/** @type {string} */ path) => path.slice(path.lastIndexOf('/') + 1).toLowerCase();
-  const { songs } = await call('Song', 'search',
-    { keyword: nameIn(song.path || song.title), field: 'title', limit: 20, additional: ADDITIONAL });
-  const found = /** @type {Song[]} */ (songs.map(songOf));
-  return found.sort((a, b) =>
-    Number(file(b.path) === file(song.path)) - Number(file(a.path) === file(song.path))).slice(0, 5);
+  const asked = { keyword: nameIn(song.path || song.title), field: 'title', library: undefined };
+  const { items } = await songs(asked).fetch(0, 20);
+  const isSame = ({ path = '' }) => fileOf(path).toLowerCase() === fileOf(song.path).toLowerCase();
+  return items.sort((a, b) => Number(isSame(b)) - Number(isSame(a))).slice(0, 5);
 }
 
 /**
@@ -52,23 +57,17 @@ export async function openMissing({ id, name }) {
     await show();
   });
 
-  const row = (/** @type {import('../playlists.js').Missing} */ { song, place }) => {
+  const entry = (/** @type {import('../playlists.js').Missing} */ { song, place }) => {
     const found = h('ul', { class: 'row-list' });
     const look = () => attempt(async () => {
-      const songs = await alike(song);
-      refill(found, songs.length === 0 && h('li', { class: 'soft' }, t('missing.none')),
-        ...songs.map((one) => h('li', {},
-          h('div', { dir: 'auto' }, h('strong', {}, titleOf(one)),
-            h('small', { class: 'soft' }, joined([one.artist, one.album, one.path]))),
-          h('button', { class: 'button', onclick: () => changeList('replace',
-            { position: place, songs: [one.id] }) }, t('missing.use')))));
+      const others = await alike(song);
+      refill(found, others.length === 0 && h('li', { class: 'soft' }, t('missing.none')),
+        ...others.map((one) => row(titleOf(one), joined([one.artist, one.album, one.path]),
+          button(t('missing.use'), () =>
+            changeList('replace', { position: place, songs: [one.id] })))));
     });
-    return h('li', {},
-      h('div', { dir: 'auto' }, h('strong', {}, titleOf(song)),
-        h('small', { class: 'soft' }, song.path)),
-      h('button', { class: 'button', onclick: look }, t('missing.find')),
-      h('button', { class: 'button', onclick: () => changeList('remove',
-        { position: [String(place)] }) }, t('do.remove')), found);
+    return row(titleOf(song), song.path, button(t('missing.find'), look),
+      button(t('do.remove'), () => changeList('remove', { position: [String(place)] })), found);
   };
 
   const show = async () => {
@@ -78,9 +77,9 @@ export async function openMissing({ id, name }) {
       return;
     }
     refill(content, h('p', { class: 'soft' }, t('missing.count', { count: missing.length })),
-      h('ul', { class: 'row-list' }, ...missing.slice(0, MOST).map(row)),
-      h('footer', {}, h('button', { class: 'button is-danger',
-        onclick: () => changeList('remove_missing', {}) }, t('do.removeMissing'))));
+      h('ul', { class: 'row-list' }, ...missing.slice(0, MOST).map(entry)),
+      h('footer', {}, button(t('do.removeMissing'), () => changeList('remove_missing', {}),
+        { look: 'is-danger' })));
   };
   await attempt(show);
 }

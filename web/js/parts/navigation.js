@@ -1,11 +1,12 @@
 // The side bar of a desk and the tab bar of a phone.
 
-import { attempt, mayChange, newPlaylist } from '../actions.js';
+import { mayChange, newPlaylist } from '../actions.js';
 import { h, Part, refill } from '../dom.js';
 import { icon, iconButton } from '../icons.js';
 import { changed, playlists } from '../library.js';
 import { playlistPath, routed } from '../routes.js';
 import { t } from '../texts.js';
+import { attempt } from './toast.js';
 
 /** @typedef {import('../icons.js').IconName} IconName */
 
@@ -26,30 +27,23 @@ export function navLink(name) {
 }
 
 /**
- * @param {Element} link
- * @param {boolean} isHere
- */
-function mark(link, isHere) {
-  if (isHere) {
-    link.setAttribute('aria-current', 'page');
-  } else {
-    link.removeAttribute('aria-current');
-  }
-}
-
-/**
+ * Marks the links that lead to where somebody is.
  * @param {HTMLElement} within
- * @param {string} name
+ * @param {(link: HTMLAnchorElement) => boolean} isHere
  */
-function markPlace(within, name) {
-  for (const link of within.querySelectorAll('[data-nav]')) {
-    mark(link, link.getAttribute('data-nav') === name);
+function markLinks(within, isHere) {
+  for (const link of /** @type {NodeListOf<HTMLAnchorElement>} */ (
+    within.querySelectorAll('a.nav-link'))) {
+    const current = isHere(link);
+    link.toggleAttribute('aria-current', current);
+    current && link.setAttribute('aria-current', 'page');
   }
 }
 
 export class SideBar extends Part {
   #playlists = h('ul', { class: 'side-playlists' });
   #shown = '';
+  #nav = '';
 
   start() {
     const head = h('div', { class: 'side-head' }, navLink('playlists'),
@@ -63,16 +57,15 @@ export class SideBar extends Part {
     this.setAttribute('role', 'navigation');
     this.setAttribute('aria-label', t('nav.main'));
     this.listen(routed, 'shown', ({ detail }) => {
-      markPlace(this, detail);
-      this.#markPlaylist();
+      this.#nav = detail;
+      this.#mark();
     });
     this.listen(changed, 'playlists', () => this.learn());
   }
 
-  #markPlaylist() {
-    for (const link of this.#playlists.querySelectorAll('a')) {
-      mark(link, link.pathname === location.pathname);
-    }
+  #mark() {
+    markLinks(this, ({ dataset, pathname }) =>
+      dataset.nav ? dataset.nav === this.#nav : pathname === location.pathname);
   }
 
   /** Fetches the playlists. The same ones stay in place: a song may be on its way to one. */
@@ -85,7 +78,7 @@ export class SideBar extends Part {
         class: 'nav-link is-small', href: playlistPath(id), dir: 'auto', title: name,
         'data-drop': takes ? id : null, 'data-name': name,
       }, icon(type === 'smart' ? 'smart' : 'playlists'), h('span', {}, name)))));
-      this.#markPlaylist();
+      this.#mark();
     }
   }
 }
@@ -95,11 +88,10 @@ export class TabBar extends Part {
     refill(this, h('nav', { 'aria-label': t('nav.main') }, ...TABS.map(navLink)));
     this.listen(routed, 'shown', ({ detail }) => {
       const isTab = /** @type {readonly string[]} */ (TABS).includes(detail);
-      markPlace(this, isTab ? detail : 'more');
+      markLinks(this, ({ dataset }) => dataset.nav === (isTab ? detail : 'more'));
     });
   }
 }
 
 customElements.define('side-bar', SideBar);
 customElements.define('tab-bar', TabBar);
-

@@ -1,16 +1,15 @@
 // What plays, large: the cover, the controls and what comes next.
 
-import { h, refill } from '../dom.js';
+import { h } from '../dom.js';
 import { iconButton } from '../icons.js';
 import { player, playing } from '../playing.js';
 import { go } from '../routes.js';
 import { t } from '../texts.js';
 import { SeekBar, TransportButtons, VolumeBar } from './controls.js';
-import { CoverArt, tintBy } from './cover-art.js';
-import { HeartButton } from './heart.js';
+import { tintBy } from './cover-art.js';
+import { showDialog } from './dialog.js';
 import { coverButton } from './large-cover.js';
-import { placesButton, showCoverOf, songMenu, songNames } from './player-bar.js';
-import { StarRating } from './star-rating.js';
+import { placesButton, songMenu, songParts } from './player-bar.js';
 
 /** @type {HTMLDialogElement | null} */
 let open = null;
@@ -19,11 +18,8 @@ export function openNowPlaying() {
   if (open || !player().current()) {
     return;
   }
-  const art = new CoverArt();
-  const names = h('div', { class: 'now-names' });
+  const { art, names, rating, heart, draw: drawSong } = songParts();
   const after = h('p', { class: 'now-after soft', dir: 'auto' });
-  const rating = new StarRating();
-  const heart = new HeartButton();
   const close = /** @returns {void} */ () => dialog.close();
   const list = iconButton('queue', t('nav.queue'), () => {
     close();
@@ -52,10 +48,7 @@ export function openNowPlaying() {
       close();
       return;
     }
-    showCoverOf(art, song);
-    refill(names, songNames(song));
-    rating.show(song);
-    heart.show({ song });
+    drawSong(song);
     const next = player().upcoming();
     after.textContent = next ? `${t('player.next')}: ${next.title}` : '';
   };
@@ -70,11 +63,9 @@ export function openNowPlaying() {
   });
   dialog.addEventListener('close', () => {
     gone.abort();
-    dialog.remove();
     open = null;
   });
   open = dialog;
-  document.body.append(dialog);
   draw();
-  dialog.showModal();
+  showDialog(dialog);
 }

@@ -1,10 +1,12 @@
 // The frame of a view: its heading, its tools, and an end of its requests when it leaves.
 
+import { choice, choose } from '../choices.js';
 import { h, Part } from '../dom.js';
-import { setTitle } from '../routes.js';
+import { button, iconButton } from '../icons.js';
+import { go, setTitle, showAgain } from '../routes.js';
+import { t } from '../texts.js';
 import { emptyNote } from './cards.js';
-import { wordsFor } from '../texts.js';
-import { isAbort } from '../api.js';
+import { attempt } from './toast.js';
 
 export class PageView extends Part {
   /** @type {(view: PageView) => unknown} */
@@ -23,16 +25,13 @@ export class PageView extends Part {
    */
   async fetch(get, show) {
     const { signal } = this;
-    try {
+    await attempt(async () => {
       const found = await get(signal);
       if (!signal.aborted) {
         show(found);
       }
-    } catch (error) {
-      if (!isAbort(error) && !signal.aborted) {
-        this.replaceChildren(emptyNote('about', wordsFor(error)));
-      }
-    }
+    }, (trouble) => signal.aborted || this.replaceChildren(
+      emptyNote('about', trouble, '', button(t('list.again'), showAgain, { icon: 'again' }))));
   }
 }
 
@@ -52,6 +51,7 @@ export function page(name, title, build) {
 }
 
 /**
+ * The heading of a view, what is counted in it, and its tools.
  * @param {string} title
  * @param {...import('../dom.js').Child} tools
  */
@@ -60,6 +60,18 @@ export function pageHead(title, ...tools) {
   const heading = h('h1', { tabindex: '-1', dir: 'auto' }, title);
   return { count, heading, head: h('header', { class: 'page-head' },
     h('div', {}, heading, count), h('div', { class: 'tools' }, ...tools)) };
+}
+
+/**
+ * What shows how many there are.
+ * @param {HTMLElement} place
+ * @param {import('../texts.js').TextName} text
+ * @returns {(count: number) => void}
+ */
+export function counter(place, text) {
+  return (count) => {
+    place.textContent = t(text, { count });
+  };
 }
 
 /**
@@ -76,3 +88,31 @@ export function picker(label, options, value, onPick) {
   return select;
 }
 
+/** What begins with the newest, best or longest. */
+const DOWN = ['year', 'date', 'star', 'plays', 'played', 'duration'];
+
+/**
+ * What a list is sorted by, as its address says, and a field to choose another key.
+ * @template {'name' | 'title' | 'artist' | 'album' | 'year' | 'date' | 'duration' | 'star' |
+ *   'plays' | 'played'} K
+ * @param {import('../types.js').Place} place
+ * @param {readonly K[]} keys the first one is usual
+ * @param {'albumSort'} [kept] the choice that keeps the last one
+ */
+export function sorting({ path, query }, keys, kept) {
+  const key = query.get('sort') ?? (kept ? choice(kept) : keys[0]);
+  const isTurned = query.has('turned');
+  const show = (/** @type {string} */ by, /** @type {boolean} */ turned) =>
+    go(`${path}?sort=${by}${turned ? '&turned' : ''}`, { replace: true });
+  const order = DOWN.includes(key) === isTurned ? 'ASC' : 'DESC';
+  return {
+    asked: { sort_by: key, sort_direction: order },
+    pick: picker(t('sort.by'), keys.map((name) => [name, t(`sort.${name}`)]), key,
+      (by) => {
+        kept && choose(kept, by);
+        show(by, false);
+      }),
+    turn: iconButton(order === 'DESC' ? 'descending' : 'ascending', t('sort.turn'),
+      () => show(key, !isTurned), { 'aria-pressed': String(isTurned) }),
+  };
+}

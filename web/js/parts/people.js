@@ -1,14 +1,13 @@
 // The people of this server and their rights, for administrators.
 
-import { attempt } from '../actions.js';
 import { call, change } from '../api.js';
 import { h, refill } from '../dom.js';
-import { icon, iconButton } from '../icons.js';
+import { button } from '../icons.js';
 import { person } from '../person.js';
 import { t } from '../texts.js';
-import { confirmDelete, field, openForm, switchField } from './dialog.js';
-import { openMenu } from './menu.js';
-import { toast } from './toast.js';
+import { confirmDelete, openForm, passwordField, switchField, textField } from './dialog.js';
+import { menuButton } from './menu.js';
+import { attempt, toast } from './toast.js';
 
 /**
  * @typedef {{uid: number, name: string, rights: Record<string, boolean>,
@@ -17,26 +16,18 @@ import { toast } from './toast.js';
 
 const RIGHTS = /** @type {const} */ (['streaming', 'playlist', 'sharing', 'usb', 'upnp']);
 
-function passwordInput() {
-  return h('input', { name: 'password', type: 'password', required: true,
-    autocomplete: 'new-password' });
-}
-
 /** @param {() => unknown} onDone */
 function addUser(onDone) {
   openForm({
     title: t('people.add'),
     send: t('do.create'),
     fields: [
-      field(t('field.name'), h('input', { name: 'name', required: true, autocomplete: 'off' })),
-      field(t('login.password'), passwordInput()),
+      textField(t('field.name'), 'name'),
+      passwordField(t('login.password'), 'password'),
       switchField(t('people.administrator'), { name: 'administrator' }),
     ],
     onSend: async (data) => {
-      await change('User', 'add', {
-        name: String(data.get('name')), password: String(data.get('password')),
-        administrator: data.has('administrator'),
-      });
+      await change('User', 'add', { ...data, administrator: Boolean(data.administrator) });
       onDone();
     },
   });
@@ -45,9 +36,10 @@ function addUser(onDone) {
 /** @param {User} user */
 function setPassword({ name }) {
   openForm({
-    title: name, send: t('do.save'), fields: [field(t('settings.password.new'), passwordInput())],
-    onSend: async (data) => {
-      await change('User', 'change', { name, password: String(data.get('password')) });
+    title: name, send: t('do.save'),
+    fields: [passwordField(t('settings.password.new'), 'password')],
+    onSend: async ({ password }) => {
+      await change('User', 'change', { name, password });
       toast(t('done.saved'));
     },
   });
@@ -109,8 +101,8 @@ function administratorBox(user, onDone) {
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */
-export async function showPeople(place, signal) {
-  const show = async () => {
+export async function show(place, signal) {
+  const draw = async () => {
     /** @type {User[]} */
     let users = [];
     try {
@@ -120,23 +112,23 @@ export async function showPeople(place, signal) {
     }
     const rows = users.map((user) => {
       const name = user.name || t('people.gone', { uid: user.uid });
-      const menu = iconButton('more', t('do.more', { name }), () => openMenu(menu, name, [
+      const remove = async () => {
+        await change('User', 'remove', { name: user.name });
+        await draw();
+      };
+      const menu = menuButton(name, () => [
         { text: t('settings.password'), icon: 'edit', run: () => setPassword(user) },
         mayGo(user) && {
           text: t('do.delete'), icon: 'trash',
-          run: () => confirmDelete(t('playlist.delete', { name }), t('people.delete.hint'),
-            async () => {
-              await change('User', 'remove', { name: user.name });
-              await show();
-            }),
+          run: () => confirmDelete(name, t('people.delete.hint'), remove),
         },
-      ]), { 'aria-haspopup': 'menu' });
-      return h('fieldset', { class: 'rights' }, h('legend', {},
-        h('span', { dir: 'auto' }, name)),
-      menu, administratorBox(user, show), ...RIGHTS.map((right) => rightBox(user, right)));
+      ]);
+      return h('fieldset', { class: 'rights' },
+        h('legend', {}, h('span', { dir: 'auto' }, name)), menu, administratorBox(user, draw),
+        ...RIGHTS.map((right) => rightBox(user, right)));
     });
     refill(place, h('section', { class: 'setting-group' }, h('h2', {}, t('people.title')), ...rows,
-      h('button', { class: 'button', onclick: () => addUser(show) }, icon('plus'), t('people.add'))));
+      button(t('people.add'), () => addUser(draw), { icon: 'plus' })));
   };
-  await show();
+  await draw();
 }

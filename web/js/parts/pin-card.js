@@ -1,8 +1,9 @@
 // What somebody pinned to the start page.
 
 import { shuffleEverything } from '../actions.js';
+import { coverAddress } from '../covers.js';
 import { icon } from '../icons.js';
-import { albumSongs, allOf, coverAddress, playlistSongs, songs } from '../library.js';
+import { albumSongs, allOf, groupSongs, playlistSongs } from '../library.js';
 import { albumPath, folderPath, groupPath, playlistPath } from '../routes.js';
 import { t } from '../texts.js';
 import { card, monogram } from './cards.js';
@@ -13,6 +14,8 @@ import { cover } from './cover-art.js';
 /** @param {Pin} pin */
 export function pinCard({ type, name, criteria }) {
   const { album = '', album_artist: albumArtist = '', folder = '', playlist = '' } = criteria;
+  const drawing = (/** @type {import('../icons.js').IconName} */ picture) =>
+    monogram(name, icon(picture));
   switch (type) {
     case 'album': {
       const found = { name: album, albumArtist };
@@ -23,25 +26,26 @@ export function pinCard({ type, name, criteria }) {
     }
     case 'artist':
     case 'genre':
-    case 'composer':
+    case 'composer': {
+      const one = criteria[type] ?? '';
       return card({
-        href: groupPath(type, criteria[type] ?? ''), art: monogram(name, icon(`${type}s`)), name,
-        below: t(`kind.${type}`), kind: type === 'artist' ? 'is-artist' : '',
-        play: () => allOf(songs({ [type]: criteria[type] ?? '', sort_by: 'album' })),
+        href: groupPath(type, one), art: drawing(`${type}s`), name, below: t(`kind.${type}`),
+        kind: type === 'artist' ? 'is-artist' : '', play: () => groupSongs(type, one),
       });
+    }
     case 'folder':
       return card({
-        href: folderPath(folder), art: monogram(name, icon('folders')), name, below: t('kind.folder'),
+        href: folderPath(folder), art: drawing('folders'), name, below: t('kind.folder'),
       });
     case 'playlist':
       return card({
-        href: playlistPath(playlist), art: monogram(name, icon('playlists')), name,
-        below: t('kind.playlist'), play: () => allOf(playlistSongs(playlist)),
+        href: playlistPath(playlist), art: drawing('playlists'), name, below: t('kind.playlist'),
+        play: () => allOf(playlistSongs(playlist)),
       });
     case 'recently_added':
-      return card({ href: '/albums?sort=date', art: monogram(name, icon('albums')), name });
+      return card({ href: '/albums?sort=date', art: drawing('albums'), name });
     default: {
-      const made = card({ href: '/songs', art: monogram(name, icon('shuffle')), name });
+      const made = card({ href: '/songs', art: drawing('shuffle'), name });
       made.querySelector('a')?.addEventListener('click', (event) => {
         event.preventDefault();
         shuffleEverything();

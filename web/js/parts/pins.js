@@ -1,14 +1,13 @@
 // The pins of the start page, whose order is changed by dragging, keys and menus.
 
-import { attempt } from '../actions.js';
 import { h, refill } from '../dom.js';
-import { iconButton } from '../icons.js';
 import { changePins } from '../library.js';
 import { t } from '../texts.js';
 import { shelf } from './cards.js';
 import { enableDrag } from './drag.js';
-import { openMenu } from './menu.js';
+import { menuButton, openMenu } from './menu.js';
 import { pinCard } from './pin-card.js';
+import { attempt } from './toast.js';
 
 /** @typedef {import('../types.js').Pin} Pin */
 
@@ -34,21 +33,19 @@ function move(pins, from, to) {
 function cardOf(pins, index) {
   const pin = pins[index];
   const one = pinCard(pin);
-  const open = (/** @type {Element | {x: number, y: number}} */ beside) =>
-    openMenu(beside, pin.name, [
-      index > 0 && { text: t('do.earlier'), icon: 'up', run: () => move(pins, index, index - 1) },
-      index < pins.length - 1 &&
-        { text: t('do.later'), icon: 'lower', run: () => move(pins, index, index + 1) },
-      { text: t('do.unpin'), icon: 'close', parted: true,
-        run: () => attempt(() => changePins('unpin', { id: pin.id })) },
-    ]);
-  const menu = iconButton('more', t('do.more', { name: pin.name }), () => open(menu),
-    { look: 'card-menu', 'aria-haspopup': 'menu' });
+  /** @returns {(import('./menu.js').Choice | false)[]} */
+  const choices = () => [
+    index > 0 && { text: t('do.earlier'), icon: 'up', run: () => move(pins, index, index - 1) },
+    index < pins.length - 1 &&
+      { text: t('do.later'), icon: 'lower', run: () => move(pins, index, index + 1) },
+    { text: t('do.unpin'), icon: 'close', parted: true,
+      run: () => attempt(() => changePins('unpin', { id: pin.id })) },
+  ];
   one.classList.add('is-pin');
-  one.append(menu);
+  one.append(menuButton(pin.name, choices, { look: 'card-menu' }));
   one.addEventListener('contextmenu', (event) => {
     event.preventDefault();
-    open({ x: event.clientX, y: event.clientY });
+    openMenu({ x: event.clientX, y: event.clientY }, pin.name, choices());
   });
   return one;
 }
@@ -60,7 +57,7 @@ function cardOf(pins, index) {
  */
 export function showPinsIn(place, pins, signal) {
   const cards = pins.map((_, index) => cardOf(pins, index));
-  const row = h('div', {}, cards.length > 0 && shelf(t('home.pins'), cards));
+  const row = h('div', {}, shelf(t('home.pins'), cards));
   refill(place, row);
   enableDrag({
     list: row, signal, item: '.card', isAcross: true,

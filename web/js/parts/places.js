@@ -1,10 +1,10 @@
 // Where music plays: in this browser, or on the server and its outputs.
 
-import { attempt } from '../actions.js';
 import { call, change } from '../api.js';
 import { player, playOn } from '../playing.js';
 import { t } from '../texts.js';
 import { openMenu } from './menu.js';
+import { attempt } from './toast.js';
 
 const MOST_OUTPUTS = 50;
 
@@ -31,15 +31,15 @@ export function openPlaces(beside) {
     /** @type {Output[]} */
     const outputs = canTurn
       ? (await call('Player', 'list', { limit: MOST_OUTPUTS })).renderers : [];
+    /** @type {import('./menu.js').Choice[]} */
+    const choices = outputs.map((output, index) => ({
+      text: output.name, isName: true, checked: Boolean(output.enabled), role: 'checkbox',
+      parted: index === 0, run: () => attempt(() => turn(output)),
+    }));
     const isServer = player().name === 'server';
     openMenu(beside, t('places.title'), [
       { text: t('places.here'), checked: !isServer, run: () => playOn('here') },
-      { text: t('places.server'), checked: isServer, run: () => playOn('server') },
-      ...outputs.map((output, index) => ({
-        text: output.name, isName: true, checked: Boolean(output.enabled),
-        kind: /** @type {const} */ ('check'), parted: index === 0,
-        run: () => attempt(() => turn(output)),
-      })),
+      { text: t('places.server'), checked: isServer, run: () => playOn('server') }, ...choices,
     ]);
   });
 }

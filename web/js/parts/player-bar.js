@@ -1,9 +1,9 @@
 // The player at the foot of the page.
 
 import { openSongMenu, titleOf } from '../actions.js';
+import { coverOfSong } from '../covers.js';
 import { h, Part, refill } from '../dom.js';
 import { iconButton } from '../icons.js';
-import { coverAddress } from '../library.js';
 import { hasServerPlayer, player, playing } from '../playing.js';
 import { albumPath, go, groupPath } from '../routes.js';
 import { t } from '../texts.js';
@@ -17,7 +17,7 @@ import { StarRating } from './star-rating.js';
  * The song's title and artist as links.
  * @param {import('../types.js').Song | undefined} song
  */
-export function songNames(song) {
+function songNames(song) {
   if (!song) {
     return [h('span', { class: 'now-title soft' }, t('player.nothing'))];
   }
@@ -34,13 +34,19 @@ export function songNames(song) {
   ];
 }
 
-/**
- * @param {CoverArt} art
- * @param {import('../types.js').Song | undefined} song
- */
-export function showCoverOf(art, song) {
-  art.show(song && !song.isStream ? coverAddress({ id: song.id }) : '',
-    song ? song.album || titleOf(song) : '');
+/** What the bar and the large view show of the song that plays, and what draws it. */
+export function songParts() {
+  const art = new CoverArt();
+  const names = h('div', { class: 'now-names' });
+  const rating = new StarRating();
+  const heart = new HeartButton();
+  const draw = (/** @type {import('../types.js').Song | undefined} */ song) => {
+    art.show(coverOfSong(song), song ? song.album || titleOf(song) : '');
+    refill(names, songNames(song));
+    rating.show(song);
+    heart.show({ song });
+  };
+  return { art, names, rating, heart, draw };
 }
 
 /** A button for the menu of the song that plays. */
@@ -64,10 +70,7 @@ export function placesButton() {
 
 export class PlayerBar extends Part {
   start() {
-    const art = new CoverArt();
-    const names = h('div', { class: 'now-names' });
-    const rating = new StarRating();
-    const heart = new HeartButton();
+    const { art, names, rating, heart, draw: drawSong } = songParts();
     const menu = songMenu();
     const large = h('button', {
       class: 'now-cover', 'aria-label': t('player.open'), title: t('player.open'),
@@ -92,10 +95,7 @@ export class PlayerBar extends Part {
     });
     const draw = () => {
       const song = player().current();
-      showCoverOf(art, song);
-      refill(names, songNames(song));
-      rating.show(song);
-      heart.show({ song });
+      drawSong(song);
       this.classList.toggle('is-empty', song === undefined);
       menu.disabled = !song?.id;
     };

@@ -1,7 +1,7 @@
 // The fields of a smart playlist's rule: tests, and groups of them.
 
 import { h, refill } from '../dom.js';
-import { iconButton } from '../icons.js';
+import { button, iconButton } from '../icons.js';
 import { fields, kindOf, operators, units } from '../rules.js';
 import { t } from '../texts.js';
 import { picker } from './page-view.js';
@@ -134,11 +134,9 @@ export function ruleFields(group, onChange, remove, depth = 1) {
         remove && iconButton('close', t('rule.removeGroup'), remove)),
       h('ul', {}, ...rows),
       h('div', { class: 'tools' },
-        h('button', { class: 'button', type: 'button', onclick: () => add(newTest()) },
-          t('rule.add')),
-        depth < DEEPEST && h('button', { class: 'button', type: 'button',
-          onclick: () => add({ join: group.join === 'and' ? 'or' : 'and', parts: [newTest()] }) },
-        t('rule.addGroup'))));
+        button(t('rule.add'), () => add(newTest())),
+        depth < DEEPEST && button(t('rule.addGroup'), () =>
+          add({ join: group.join === 'and' ? 'or' : 'and', parts: [newTest()] }))));
   };
   draw();
   return box;

@@ -162,24 +162,22 @@ export class Selection {
       this.#bar.remove();
       return;
     }
-    const songs = async () => this.#songs();
     const tool = (/** @type {import('../icons.js').IconName} */ picture,
-      /** @type {string} */ label, /** @type {() => unknown} */ run, ends = true) =>
+      /** @type {string} */ label, /** @type {() => unknown} */ run) =>
       iconButton(picture, label, () => {
         run();
-        if (ends) {
-          this.clear();
-        }
+        this.clear();
       });
-    const playlist = tool('playlists', t('do.playlist'), () => choosePlaylist(this.#bar, songs), false);
     const chosen = this.#songs();
     refill(this.#bar, h('span', { role: 'status' }, t('do.selected', { count: this.size })),
       tool('play', t('do.play'), () => player().playSongs(chosen)),
       player().can('insert') &&
         tool('next', t('do.next'), () => enqueue(async () => chosen, true)),
       tool('queue', t('do.queue'), () => enqueue(async () => chosen, false)),
-      playlist,
-      this.onRemove && tool('trash', t('do.remove'), () => this.onRemove?.([...this.#chosen.keys()])),
+      iconButton('playlists', t('do.playlist'),
+        () => choosePlaylist(this.#bar, async () => this.#songs())),
+      this.onRemove &&
+        tool('trash', t('do.remove'), () => this.onRemove?.([...this.#chosen.keys()])),
       tool('close', t('do.close'), () => {}));
     this.#bar.setAttribute('aria-label', t('do.selected', { count: this.size }));
     if (!this.#bar.isConnected) {

@@ -1,12 +1,13 @@
 // What administrators see of the server: its folders of music, its sound card and custom keys.
 
-import { attempt } from '../actions.js';
 import { call, change } from '../api.js';
 import { afterPause, h, refill, setVars } from '../dom.js';
+import { button } from '../icons.js';
 import { may } from '../person.js';
 import { joined, t } from '../texts.js';
-import { field, openForm } from './dialog.js';
-import { toast } from './toast.js';
+import { field, openForm, textField } from './dialog.js';
+import { row } from './rows.js';
+import { attempt, toast } from './toast.js';
 
 /** @typedef {{index: number, type: string, value: string, title: string}} CustomKey */
 
@@ -36,9 +37,8 @@ function cardFields({ card, device, mixer, volume }) {
       send(slider.value);
     } });
   draw();
-  return [heading, h('label', { class: 'field is-switch' },
-    h('span', { class: 'field-label' }, t('settings.card.volume'),
-      h('small', { dir: 'auto' }, joined([device, mixer]))), slider)];
+  return [heading, field(t('settings.card.volume'), slider,
+    h('span', { dir: 'auto' }, joined([device, mixer])), 'is-switch')];
 }
 
 /**
@@ -46,17 +46,13 @@ function cardFields({ card, device, mixer, volume }) {
  * @param {() => unknown} onDone
  */
 function editKey({ index, ...texts }, onDone) {
-  const title = h('input', { name: 'title', value: texts.title, autocomplete: 'off' });
-  const type = h('input', { name: 'type', value: texts.type, autocomplete: 'off' });
-  const value = h('input', { name: 'value', value: texts.value, autocomplete: 'off' });
   openForm({
     title: t('settings.custom.key', { number: index }),
     send: t('do.save'),
-    fields: [field(t('settings.custom.title'), title), field(t('settings.custom.type'), type),
-      field(t('settings.custom.value'), value)],
-    onSend: async () => {
-      await change('Setting', 'set',
-        { custom_key: index, title: title.value, type: type.value, value: value.value });
+    fields: (/** @type {const} */ (['title', 'type', 'value'])).map((name) => textField(
+      t(`settings.custom.${name}`), name, { value: texts[name], required: false })),
+    onSend: async (data) => {
+      await change('Setting', 'set', { custom_key: index, ...data });
       toast(t('done.saved'));
       onDone();
     },
@@ -69,12 +65,9 @@ function editKey({ index, ...texts }, onDone) {
  */
 function customKeys(keys, onDone) {
   return [h('h3', {}, t('settings.custom')),
-    h('ul', { class: 'row-list custom-keys' }, ...keys.map((key) => h('li', {},
-      h('div', {}, h('strong', { dir: 'auto' },
-        key.title || t('settings.custom.key', { number: key.index })),
-      h('small', { dir: 'auto' }, joined([key.type, key.value]))),
-      h('button', { class: 'button', onclick: () => editKey(key, onDone) },
-        t('settings.custom.change'))))),
+    h('ul', { class: 'row-list custom-keys' }, ...keys.map((key) => row(
+      key.title || t('settings.custom.key', { number: key.index }), joined([key.type, key.value]),
+      button(t('settings.custom.change'), () => editKey(key, onDone))))),
     h('p', { class: 'soft small' }, t('settings.custom.hint'))];
 }
 
@@ -83,14 +76,14 @@ function customKeys(keys, onDone) {
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */
-export function showServer(place, signal) {
+export function show(place, signal) {
   return attempt(async () => {
     const [{ music_folders: folders, custom_keys: keys }, card] = await Promise.all([
       call('Setting', 'get', {}, { signal }),
-      may('usb') ? call('Player', 'volume', { action: 'card' }, { signal }).catch(() => null) : null,
+      may('usb') && call('Player', 'volume', { action: 'card' }, { signal }).catch(() => null),
     ]);
     const content = [...(folders ? folderList(folders) : []), ...(card ? cardFields(card) : []),
-      ...(keys ? customKeys(keys, () => showServer(place, signal)) : [])];
+      ...(keys ? customKeys(keys, () => show(place, signal)) : [])];
     if (content.length > 0) {
       refill(place, h('section', { class: 'setting-group' },
         h('h2', {}, t('settings.server')), ...content));

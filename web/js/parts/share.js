@@ -1,11 +1,12 @@
 // Links by which others hear a playlist or a song without a login.
 
-import { attempt, copyText, titleOf } from '../actions.js';
+import { copyText, titleOf } from '../actions.js';
 import { call, change, Refusal } from '../api.js';
 import { h, refill } from '../dom.js';
+import { button } from '../icons.js';
 import { t } from '../texts.js';
 import { field, openDialog } from './dialog.js';
-import { toast } from './toast.js';
+import { attempt, toast } from './toast.js';
 
 /** @typedef {import('../types.js').Link} Link */
 
@@ -16,7 +17,7 @@ const SONGS = 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__';
 function addressField(url) {
   const input = h('input', { readOnly: true, value: url, onfocus: () => input.select() });
   return h('div', { class: 'copy' }, field(t('share.address'), input),
-    h('button', { class: 'button', type: 'button', onclick: () => copyText(url) }, t('do.copy')));
+    button(t('do.copy'), () => copyText(url)));
 }
 
 /** @param {Link} link */
@@ -81,9 +82,8 @@ function openShare({ name, hint, link: found, like = found, save, end }) {
       link && addressField(link.song_url ?? link.url),
       h('div', { class: 'two' }, field(t('share.from'), from), field(t('share.until'), until)),
       h('footer', {},
-        link && h('button', { class: 'button', type: 'button', onclick: stop }, t('share.end')),
-        h('button', { class: 'button is-main', type: 'button', onclick: send },
-          t(link ? 'share.change' : 'share.make'))));
+        link && button(t('share.end'), stop),
+        button(t(link ? 'share.change' : 'share.make'), send, { look: 'is-main' })));
   };
   draw(found, like);
   return dialog;

@@ -1,16 +1,16 @@
 // The editor of smart playlists: their rules, and the songs that meet them.
 
-import { attempt, titleOf } from '../actions.js';
-import { call, isAbort } from '../api.js';
+import { createList, newListFields, titleOf } from '../actions.js';
+import { call } from '../api.js';
 import { afterPause, h, refill } from '../dom.js';
-import { changePlaylist, coverAddress, songOf } from '../library.js';
-import { may } from '../person.js';
+import { changePlaylist, songOf } from '../library.js';
 import { go, playlistPath } from '../routes.js';
 import { parseRule, writeRule } from '../rules.js';
-import { joined, t, wordsFor } from '../texts.js';
-import { cover } from './cover-art.js';
-import { field, openDialog, openForm, switchField } from './dialog.js';
+import { joined, t } from '../texts.js';
+import { songCover } from './cover-art.js';
+import { openDialog, openForm } from './dialog.js';
 import { newTest, ruleFields } from './rule-fields.js';
+import { attempt } from './toast.js';
 
 /** @typedef {import('../types.js').Playlist} Playlist */
 
@@ -19,7 +19,7 @@ const SHOWN = 6;
 
 /** @param {import('../types.js').Song} song */
 function previewRow(song) {
-  return h('li', {}, cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album),
+  return h('li', {}, songCover(song),
     h('span', { dir: 'auto' }, h('strong', {}, titleOf(song)),
       h('small', { class: 'soft' }, joined([song.artist, song.album]))));
 }
@@ -28,27 +28,25 @@ function previewRow(song) {
 function preview() {
   const count = h('p', { class: 'rule-count', role: 'status' });
   const list = h('ul', { class: 'rule-songs' });
+  const say = (/** @type {string} */ text) => {
+    count.textContent = text;
+    list.replaceChildren();
+  };
   let last = new AbortController();
   const show = async (/** @type {string} */ rule) => {
     last.abort();
     last = new AbortController();
     const { signal } = last;
     if (rule === '') {
-      count.textContent = t('rule.empty');
-      list.replaceChildren();
+      say(t('rule.empty'));
       return;
     }
-    try {
+    await attempt(async () => {
       const { total, songs } = await call('Playlist', 'preview',
         { rule, limit: SHOWN, additional: 'song_tag' }, { signal });
-      count.textContent = t('songs.count', { count: total });
+      say(t('songs.count', { count: total }));
       refill(list, ...songs.map(songOf).map(previewRow));
-    } catch (error) {
-      if (!isAbort(error)) {
-        count.textContent = wordsFor(error);
-        list.replaceChildren();
-      }
-    }
+    }, say);
   };
   return { box: h('section', { class: 'rule-preview' }, count, list), show };
 }
@@ -87,25 +85,17 @@ export function editSmart(found) {
 function openEditor(group, found) {
   const { box, show } = preview();
   const showSoon = afterPause(PAUSE, () => show(writeRule(group)));
-  const name = h('input', { name: 'name', required: true, maxLength: 80, autocomplete: 'off' });
   const dialog = openForm({
     title: found ? found.name : t('playlists.newSmart'),
     send: found ? t('do.save') : t('do.create'),
-    fields: [
-      !found && field(t('field.name'), name),
-      !found && may('playlist') && switchField(t('playlists.forAll'), { name: 'shared' }),
-      ruleFields(group, showSoon),
-      box,
-    ],
+    fields: [...(found ? [] : newListFields()), ruleFields(group, showSoon), box],
     onSend: async (data) => {
       const rule = writeRule(group);
       if (found) {
         await changePlaylist('set_rule', { id: found.id, rule });
-        return;
+      } else {
+        go(playlistPath(await createList(data, rule)));
       }
-      const library = data.has('shared') ? 'shared' : 'personal';
-      const { id } = await changePlaylist('create_smart', { name: name.value, library, rule });
-      go(playlistPath(id));
     },
   });
   dialog.classList.add('is-wide');

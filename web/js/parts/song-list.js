@@ -1,12 +1,13 @@
 // A long list of songs, as the views show it.
 
-import { addToPlaylist, attempt, titleOf } from '../actions.js';
+import { addToPlaylist, titleOf } from '../actions.js';
 import { LongList } from '../list.js';
 import { player } from '../playing.js';
 import { t } from '../texts.js';
 import { enableDrag } from './drag.js';
 import { Selection } from './selection.js';
 import { SongRow } from './song-row.js';
+import { attempt } from './toast.js';
 
 /** @typedef {import('../types.js').Song} Song */
 /** @template T @typedef {import('../types.js').Source<T>} Source */
@@ -23,8 +24,8 @@ const MOST = 1000;
  * @property {boolean} [isShort]
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
- * @property {(places: number[], before: number) => unknown} [onMove] `before`: an entry's place now.
- *   False: not now
+ * @property {(places: number[], before: number) => unknown} [onMove] `before`: an entry's place
+ *   now. False: not now
  * @property {(places: number[]) => unknown} [onRemove]
  * @property {(index: number) => void} [play]
  * @property {(index: number) => boolean} [isCurrent]

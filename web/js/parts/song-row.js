@@ -1,14 +1,13 @@
 // A song in a list: its place, cover, names, stars, length and menu.
 
 import { openSongMenu, titleOf } from '../actions.js';
-import { h, Part } from '../dom.js';
-import { icon } from '../icons.js';
-import { coverAddress } from '../library.js';
+import { h, Part, refill } from '../dom.js';
+import { icon, iconButton } from '../icons.js';
 import { player, playing } from '../playing.js';
 import { isMissing } from '../playlists.js';
 import { albumPath, groupPath } from '../routes.js';
 import { clock, t } from '../texts.js';
-import { cover } from './cover-art.js';
+import { songCover } from './cover-art.js';
 import { stars } from './star-rating.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -60,47 +59,47 @@ export class SongRow extends Part {
   /** @param {{x: number, y: number}} [point] */
   openMenu(point) {
     const beside = point ?? this.querySelector('.row-menu') ?? this;
-    openSongMenu(beside, this.song, this.look.more?.() ?? []);
+    openSongMenu(beside, this.song, this.look.more?.());
   }
 
   #draw() {
     const { song, look } = this;
     const title = titleOf(song);
     const press = () => (this.#isCurrent() ? player().toggle() : look.play());
-    const lead = h('button', { class: 'row-lead', tabindex: '-1', 'aria-hidden': 'true', onclick: press },
-      look.number === undefined
-        ? cover(song.isStream ? '' : coverAddress({ id: song.id }), song.album || title)
-        : h('span', { class: 'row-number' }, look.number),
-      icon('play'), bars());
+    const lead = h('button', {
+      class: 'row-lead', tabindex: '-1', 'aria-hidden': 'true', onclick: press,
+    }, look.number === undefined ? songCover(song)
+      : h('span', { class: 'row-number' }, look.number), icon('play'), bars());
     const name = h('button', {
       class: 'row-title', 'data-focus': '', dir: 'auto', title,
       'aria-label': t('do.play.what', { name: title }), onclick: press,
     }, title);
+    const about = song.isStream || isMissing(song) ? song.path : t('unknown.artist');
     const artist = song.artist
       ? h('a', { href: groupPath('artist', song.artist), tabindex: '-1', dir: 'auto' }, song.artist)
-      : h('span', { dir: 'auto' }, song.isStream || isMissing(song) ? song.path : t('unknown.artist'));
+      : h('span', { dir: 'auto' }, about);
     const album = h('a', {
       class: 'row-album', tabindex: '-1', dir: 'auto',
       href: albumPath({ name: song.album, albumArtist: song.albumArtist }),
     }, song.album);
     const rating = stars(song);
     rating.tabIndex = -1;
-    const menu = h('button', {
-      class: 'icon-button row-menu', tabindex: '-1', 'aria-haspopup': 'menu',
-      'aria-label': t('do.more', { name: title }), onclick: () => this.openMenu(),
-    }, icon('more'));
-    this.replaceChildren(lead, h('div', { class: 'row-names' }, name,
-      look.isShort ? '' : h('div', { class: 'row-artist' }, artist)));
-    this.append(look.withAlbum ? album : '', rating,
-      h('span', { class: 'row-length' }, song.duration > 0 ? clock(song.duration) : ''), menu);
-    if (look.withDrag) {
-      this.append(h('span', { class: 'row-grip', 'data-grip': '', 'aria-hidden': 'true' }, icon('grip')));
+    const menu = iconButton('more', t('do.more', { name: title }), () => this.openMenu(),
+      { look: 'row-menu', tabindex: '-1', 'aria-haspopup': 'menu' });
+    const grip = look.withDrag &&
+      h('span', { class: 'row-grip', 'data-grip': '', 'aria-hidden': 'true' }, icon('grip'));
+    refill(this, lead,
+      h('div', { class: 'row-names' }, name,
+        !look.isShort && h('div', { class: 'row-artist' }, artist)),
+      look.withAlbum && album, rating,
+      h('span', { class: 'row-length' }, song.duration > 0 && clock(song.duration)), menu, grip);
+    const looks = {
+      'has-album': look.withAlbum, 'is-chosen': look.isChosen, 'is-short': look.isShort,
+      'is-missing': isMissing(song), 'has-drag': look.withDrag,
+    };
+    for (const [name, isOn] of Object.entries(looks)) {
+      this.classList.toggle(name, isOn ?? false);
     }
-    this.classList.toggle('has-album', look.withAlbum ?? false);
-    this.classList.toggle('is-chosen', look.isChosen ?? false);
-    this.classList.toggle('is-short', look.isShort ?? false);
-    this.classList.toggle('is-missing', isMissing(song));
-    this.classList.toggle('has-drag', look.withDrag ?? false);
   }
 
   #isCurrent() {
@@ -111,7 +110,7 @@ export class SongRow extends Part {
     const isCurrent = this.#isCurrent();
     this.classList.toggle('is-current', isCurrent);
     this.classList.toggle('is-playing', isCurrent && player().isPlaying());
-    this.querySelector('.row-title')?.toggleAttribute('aria-current', isCurrent);
+    this.querySelector('.row-title')?.setAttribute('aria-current', String(isCurrent));
   }
 }
 

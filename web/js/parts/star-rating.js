@@ -3,8 +3,8 @@
 import { h, Part } from '../dom.js';
 import { icon } from '../icons.js';
 import { changed, rate } from '../library.js';
-import { t, wordsFor } from '../texts.js';
-import { toast } from './toast.js';
+import { t } from '../texts.js';
+import { attempt } from './toast.js';
 
 /** @typedef {import('../types.js').Song} Song */
 
@@ -69,8 +69,11 @@ export class StarRating extends Part {
 
   /** @param {KeyboardEvent} event */
   #onKey(event) {
-    const steps = { ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1, Home: -MOST, End: MOST };
-    const step = /** @type {Record<string, number>} */ (steps)[event.key];
+    /** @type {Record<string, number>} */
+    const steps = {
+      ArrowRight: 1, ArrowUp: 1, ArrowLeft: -1, ArrowDown: -1, Home: -MOST, End: MOST,
+    };
+    const step = steps[event.key];
     if (step !== undefined && this.#song) {
       event.preventDefault();
       event.stopPropagation();
@@ -87,11 +90,7 @@ customElements.define('star-rating', StarRating);
  */
 export async function giveStars(song, rating) {
   if (song && !song.isStream) {
-    try {
-      await rate(song, rating);
-    } catch (error) {
-      toast(wordsFor(error));
-    }
+    await attempt(() => rate(song, rating));
   }
 }
 

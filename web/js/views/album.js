@@ -1,8 +1,9 @@
 // An album: its cover, its songs by discs, and more of its artist.
 
-import { choiceOfZip, pin } from '../actions.js';
+import { choiceOfPin, choiceOfZip } from '../actions.js';
+import { coverAddress } from '../covers.js';
 import { h, refill } from '../dom.js';
-import { albums, albumSongs, changed, coverAddress, library } from '../library.js';
+import { albums, albumSongs, changed, library } from '../library.js';
 import { albumCard, albumName, emptyNote, shelf } from '../parts/cards.js';
 import { banner } from '../parts/banner.js';
 import { cover } from '../parts/cover-art.js';
@@ -38,16 +39,14 @@ function facts(songs, albumArtist) {
   const years = new Set(songs.map(({ year }) => year).filter(Boolean));
   const genres = [...new Set(songs.map(({ genre }) => genre).filter(Boolean))].slice(0, 2);
   const seconds = songs.reduce((sum, { duration }) => sum + duration, 0);
-  /** @type {Node[]} */
-  const parts = [
+  return [
     h('a', { class: 'strong', href: groupPath('artist', artist), dir: 'auto' },
       artist || t('unknown.artist')),
-    ...(years.size > 0 ? [h('span', {}, String(Math.max(...years)))] : []),
+    years.size > 0 && h('span', {}, String(Math.max(...years))),
     h('span', {}, t('songs.count', { count: songs.length })),
     h('span', {}, length(seconds)),
     ...genres.map((genre) => h('a', { href: groupPath('genre', genre), dir: 'auto' }, genre)),
   ];
-  return parts;
 }
 
 /** @param {import('../types.js').Place} place */
@@ -72,10 +71,10 @@ export function view({ query }) {
         below: facts(songs, albumArtist),
         songs: async () => songs,
         loved: name ? { album } : undefined,
-        more: () => [{
-          text: t('do.pin'), icon: 'pin', parted: true,
-          run: () => pin('album', albumName(album), { album: name, album_artist: albumArtist }),
-        }, choiceOfZip({ album: name, album_artist: albumArtist || undefined, library: library() })],
+        more: () => [
+          choiceOfPin('album', albumName(album), { album: name, album_artist: albumArtist }),
+          choiceOfZip({ album: name, album_artist: albumArtist || undefined, library: library() }),
+        ],
       }), ...discLists(songs), more);
       showMore(more, view);
     });
@@ -108,7 +107,7 @@ export function view({ query }) {
       const source = albums({ artist: albumArtist, sort_by: 'year', sort_direction: 'DESC' });
       view.fetch((signal) => source.fetch(0, MORE, signal), ({ items }) => {
         const others = items.filter((one) => one.name !== name);
-        refill(place, others.length > 0 && shelf(t('album.more', { artist: albumArtist }),
+        refill(place, shelf(t('album.more', { artist: albumArtist }),
           others.map((one) => albumCard(one, true))));
       });
     }

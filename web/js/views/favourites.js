@@ -18,11 +18,9 @@ export function view() {
     view.append(head, artists, records, list);
     const draw = () => {
       view.fetch((signal) => groups('artist', LATEST).fetch(0, MOST, signal), ({ items }) =>
-        refill(artists, items.length > 0 &&
-          shelf(t('nav.artists'), items.map((one) => groupCard('artist', one)))));
+        refill(artists, shelf(t('nav.artists'), items.map((one) => groupCard('artist', one)))));
       view.fetch((signal) => albums(LATEST).fetch(0, MOST, signal), ({ items }) =>
-        refill(records, items.length > 0 &&
-          shelf(t('nav.albums'), items.map((one) => albumCard(one)))));
+        refill(records, shelf(t('nav.albums'), items.map((one) => albumCard(one)))));
       refill(list, songList(songs(LATEST), {
         label: t('nav.songs'),
         withAlbum: true,

@@ -1,12 +1,12 @@
 // An artist, a genre or a composer: the albums, then all songs.
 
-import { pin } from '../actions.js';
+import { choiceOfPin } from '../actions.js';
 import { h, hueOf, initialsOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
-import { albums, allOf, songs } from '../library.js';
+import { albums, groupSongs, songs } from '../library.js';
 import { albumCard, emptyNote, groupName, monogram, shelf } from '../parts/cards.js';
 import { banner } from '../parts/banner.js';
-import { page } from '../parts/page-view.js';
+import { counter, page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
 import { t } from '../texts.js';
 
@@ -20,34 +20,28 @@ export function view({ path, query }) {
   const name = query.get('name') ?? '';
   const shown = groupName(kind, name);
   return page('group', shown, (view) => {
-    const source = songs({ [kind]: name, sort_by: 'album' });
     const counts = [h('span'), h('span')];
     const shelves = h('div');
     const art = monogram(shown, kind === 'artist' ? initialsOf(shown) : icon(`${kind}s`),
       `is-${kind}`);
-    const list = songList(source, {
+    const list = songList(songs({ [kind]: name, sort_by: 'album' }), {
       label: t('nav.songs'),
       withAlbum: true,
-      counted: (total) => {
-        counts[1].textContent = t('songs.count', { count: total });
-      },
+      counted: counter(counts[1], 'songs.count'),
       empty: () => emptyNote(`${kind}s`, t('error.404')),
     });
     view.append(banner({
       kind: t(`kind.${kind}`), name: shown, art, below: counts,
       tint: `hsl(${hueOf(shown)} 45% 50%)`,
-      songs: () => allOf(source),
+      songs: () => groupSongs(kind, name),
       loved: kind === 'artist' && name ? { artist: name } : undefined,
-      more: () => [{
-        text: t('do.pin'), icon: 'pin', parted: true,
-        run: () => pin(kind, shown, { [kind]: name }),
-      }],
+      more: () => [choiceOfPin(kind, shown, { [kind]: name })],
     }), shelves, h('h2', { class: 'disc' }, t('nav.songs')), list);
 
     const found = albums({ [kind]: name, sort_by: 'year', sort_direction: 'DESC' });
     view.fetch((signal) => found.fetch(0, MOST_ALBUMS, signal), ({ total, items }) => {
-      counts[0].textContent = t('albums.count', { count: total });
-      refill(shelves, items.length > 0 && shelf(t('nav.albums'),
+      counter(counts[0], 'albums.count')(total);
+      refill(shelves, shelf(t('nav.albums'),
         items.map((album) => albumCard(album, kind === 'artist'))));
     });
   });

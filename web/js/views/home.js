@@ -3,11 +3,12 @@
 import { shuffleEverything } from '../actions.js';
 import { h, refill } from '../dom.js';
 import { favourites } from '../favourites.js';
-import { icon } from '../icons.js';
+import { button, icon } from '../icons.js';
 import { albums, changed, pins, randomSongs } from '../library.js';
-import { albumCard, emptyNote, pendingCards, shelf } from '../parts/cards.js';
+import { albumCard, noMusic, pendingCards, shelf } from '../parts/cards.js';
 import { page, pageHead } from '../parts/page-view.js';
 import { showPinsIn } from '../parts/pins.js';
+import { showAgain } from '../routes.js';
 import { t } from '../texts.js';
 
 /** @typedef {import('../types.js').Album} Album */
@@ -30,14 +31,6 @@ function showAll(href) {
  * @param {PageView} view
  * @param {HTMLElement} place
  */
-function showPins(view, place) {
-  return view.fetch(pins, (found) => showPinsIn(place, found, view.signal));
-}
-
-/**
- * @param {PageView} view
- * @param {HTMLElement} place
- */
 function showRandom(view, place) {
   const again = h('button', { class: 'quiet-link', onclick: () => showRandom(view, place) },
     t('home.again'), icon('again'));
@@ -49,25 +42,33 @@ function showRandom(view, place) {
         found.set(`${album}\n${albumArtist}`, { name: album, albumArtist });
       }
     }
-    refill(place, found.size > 0 &&
+    refill(place,
       shelf(t('home.random'), [...found.values()].map((album) => albumCard(album)), again));
   });
 }
 
+/** Shelves of the albums that come first by a key: its title, and where all of them are. */
+const SHELVES = /** @type {const} */ ({
+  date: ['home.recent', '/albums?sort=date'],
+  played: ['home.played', '/albums?sort=played'],
+  plays: ['home.plays', '/albums?sort=plays'],
+  favourite: ['home.favourites', '/favourites'],
+  star: ['home.rated', '/albums?sort=star'],
+});
+
 /**
- * The albums that come first by a key.
  * @param {PageView} view
  * @param {HTMLElement} place
- * @param {string} key
- * @param {string} title
- * @param {string} all the address of the whole list
+ * @param {keyof typeof SHELVES} key
+ * @param {() => void} [onEmpty]
  */
-function showBest(view, place, key, title, all) {
+function showBest(view, place, key, onEmpty) {
+  const [title, all] = SHELVES[key];
   const source = albums({ sort_by: key, sort_direction: 'DESC' });
   return view.fetch((signal) => source.fetch(0, SHELF, signal), ({ items }) => {
     const found = items.filter(({ star = 0 }) => key !== 'star' || star > 0);
-    refill(place, found.length > 0 &&
-      shelf(title, found.map((album) => albumCard(album)), showAll(all)));
+    refill(place, shelf(t(title), found.map((album) => albumCard(album)), showAll(all)));
+    found.length === 0 && onEmpty?.();
   });
 }
 
@@ -75,33 +76,27 @@ export function view() {
   return page('home', '', async (view) => {
     const [pinned, recent, played, plays, loved, rated, random] =
       [0, 1, 2, 3, 4, 5, 6].map(() => h('div'));
-    const shuffle = h('button', { class: 'button', onclick: shuffleEverything },
-      icon('shuffle'), t('home.shuffle'));
+    const shuffle = button(t('home.shuffle'), shuffleEverything, { icon: 'shuffle' });
     view.append(pageHead(greeting(), shuffle).head, pinned, recent, played, plays, loved, rated,
       random);
     refill(recent, shelf(t('home.recent'), pendingCards(8)));
     refill(random, shelf(t('home.random'), pendingCards(8)));
-    showPins(view, pinned);
-    view.listen(changed, 'pins', () => showPins(view, pinned));
+    const showPins = () =>
+      view.fetch(pins, (found) => showPinsIn(pinned, found, view.signal));
+    showPins();
+    view.listen(changed, 'pins', showPins);
 
-    const newest = albums({ sort_by: 'date', sort_direction: 'DESC' });
-    const showNewest = () => view.fetch((signal) => newest.fetch(0, SHELF, signal), ({ items }) => {
-      if (items.length === 0) {
-        refill(view, emptyNote('albums', t('home.empty'), t('home.empty.hint')));
-        return;
-      }
-      refill(recent, shelf(t('home.recent'), items.map((album) => albumCard(album)),
-        showAll('/albums?sort=date')));
-    });
-    view.listen(changed, 'library', showNewest);
+    const showNewest = () =>
+      showBest(view, recent, 'date', () => refill(view, noMusic('albums')));
+    // The first music needs the shelves that were taken out.
+    view.listen(changed, 'library', () => (recent.isConnected ? showNewest() : showAgain()));
     await showNewest(); // the others do not delay it
-    showBest(view, rated, 'star', t('home.rated'), '/albums?sort=star');
-    showBest(view, played, 'played', t('home.played'), '/albums?sort=played');
-    showBest(view, plays, 'plays', t('home.plays'), '/albums?sort=plays');
-    const showLoved = () =>
-      showBest(view, loved, 'favourite', t('home.favourites'), '/favourites');
+    const showLoved = () => showBest(view, loved, 'favourite');
     showLoved();
     view.listen(favourites, 'kept', showLoved);
+    showBest(view, rated, 'star');
+    showBest(view, played, 'played');
+    showBest(view, plays, 'plays');
     showRandom(view, random);
   });
 }

@@ -1,19 +1,19 @@
 // A playlist: its songs, which can be moved and removed when it is one's own.
 
-import { attempt, choiceOfZip, isOwn, mayChange, pin } from '../actions.js';
+import { choiceOfPin, choiceOfZip, isOwn, listNameField, mayChange } from '../actions.js';
 import { h, hueOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import {
-  allOf, changed, changePlaylist, coverAddress, moveInPlaylist, playlist, playlistSongs,
+  allOf, changed, changePlaylist, moveInPlaylist, playlist, playlistSongs,
 } from '../library.js';
 import { may } from '../person.js';
 import { banner } from '../parts/banner.js';
 import { emptyNote } from '../parts/cards.js';
-import { cover } from '../parts/cover-art.js';
-import { confirmDelete, field, openForm } from '../parts/dialog.js';
-import { page } from '../parts/page-view.js';
+import { songCover } from '../parts/cover-art.js';
+import { confirmDelete, openForm } from '../parts/dialog.js';
+import { counter, page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
-import { toast } from '../parts/toast.js';
+import { attempt, toast } from '../parts/toast.js';
 import { go, playlistPath, setTitle } from '../routes.js';
 import { t } from '../texts.js';
 import { kindOf } from './playlists.js';
@@ -33,57 +33,55 @@ function mosaic(found, songs) {
   const art = h('span', { class: 'mosaic', 'aria-hidden': 'true', vars });
   const four = [...albums.values()].slice(0, albums.size >= 4 ? 4 : 1);
   art.classList.toggle('is-one', four.length === 1);
-  refill(art, ...four.map((song) => cover(coverAddress({ id: song.id }), song.album)),
+  refill(art, ...four.map(songCover),
     four.length === 0 && icon(found.type === 'smart' ? 'smart' : 'playlists'));
   return art;
 }
 
 /** @param {Found} found */
 function rename(found) {
-  const name = h('input', { name: 'name', required: true, maxLength: 80, value: found.name });
   openForm({
-    title: t('playlist.rename'), send: t('do.save'), fields: [field(t('field.name'), name)],
-    onSend: async () => {
-      const renamed = await changePlaylist('rename', { id: found.id, name: name.value });
+    title: t('playlist.rename'), send: t('do.save'), fields: [listNameField(found.name)],
+    onSend: async ({ name }) => {
+      const renamed = await changePlaylist('rename', { id: found.id, name });
       go(playlistPath(renamed.id), { replace: true });
     },
   });
 }
 
 /** @param {Found} found */
+async function remove({ id, name }) {
+  await changePlaylist('delete', { id });
+  toast(t('done.deleted', { name }));
+  go('/playlists', { replace: true });
+}
+
+/**
+ * @param {Found} found
+ * @returns {(import('../parts/menu.js').Choice | false)[]}
+ */
 function choicesFor(found) {
-  const own = mayChange(found);
-  const isSmart = found.type === 'smart';
+  const { id, name, type } = found;
   return [
-    {
-      text: t('do.pin'), icon: /** @type {const} */ ('pin'), parted: true,
-      run: () => pin('playlist', found.name, { playlist: found.id }),
-    },
-    choiceOfZip({ id: found.id }),
+    choiceOfPin('playlist', name, { playlist: id }),
+    choiceOfZip({ id }),
     may('sharing') && {
-      text: t('do.share'), icon: /** @type {const} */ ('share'),
+      text: t('do.share'), icon: 'share',
       run: async () => (await import('../parts/share.js')).sharePlaylist(found),
     },
-    isOwn(found) && {
-      text: t('do.rename'), icon: /** @type {const} */ ('edit'), parted: true,
-      run: () => rename(found),
-    },
-    own && {
-      text: t('do.findMissing'), icon: /** @type {const} */ ('clean'),
+    isOwn(found) &&
+      { text: t('do.rename'), icon: 'edit', parted: true, run: () => rename(found) },
+    mayChange(found) && {
+      text: t('do.findMissing'), icon: 'clean',
       run: async () => (await import('../parts/missing.js')).openMissing(found),
     },
-    isSmart && isOwn(found) && {
-      text: t('do.rule'), icon: /** @type {const} */ ('smart'),
+    type === 'smart' && isOwn(found) && {
+      text: t('do.rule'), icon: 'smart',
       run: async () => (await import('../parts/smart-editor.js')).editSmart(found),
     },
     isOwn(found) && {
-      text: t('do.delete'), icon: /** @type {const} */ ('trash'),
-      run: () => confirmDelete(t('playlist.delete', { name: found.name }), t('playlist.delete.hint'),
-        async () => {
-          await changePlaylist('delete', { id: found.id });
-          toast(t('done.deleted', { name: found.name }));
-          go('/playlists', { replace: true });
-        }),
+      text: t('do.delete'), icon: 'trash',
+      run: () => confirmDelete(name, t('playlist.delete.hint'), () => remove(found)),
     },
   ];
 }
@@ -104,10 +102,11 @@ export function view({ id }) {
         label: found.name,
         withAlbum: true,
         counted: (total) => {
-          count.textContent = t('songs.count', { count: total });
+          counter(count, 'songs.count')(total);
           view.querySelector('.banner')?.classList.toggle('is-empty', total === 0);
         },
-        empty: () => emptyNote('playlists', t('playlist.empty'), own ? t('playlist.empty.hint') : ''),
+        empty: () => emptyNote('playlists', t('playlist.empty'),
+          own ? t('playlist.empty.hint') : ''),
         onMove: own ? (from, before) => {
           const songs = from.flatMap((place) => list.at(place) ?? []);
           if (isMoving || songs.length < from.length) {

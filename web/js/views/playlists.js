@@ -1,11 +1,12 @@
 // All playlists.
 
-import { attempt, newPlaylist } from '../actions.js';
+import { newPlaylist } from '../actions.js';
 import { h, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { button, icon } from '../icons.js';
 import { allOf, changed, playlists, playlistSongs } from '../library.js';
 import { card, emptyNote, monogram } from '../parts/cards.js';
 import { page, pageHead } from '../parts/page-view.js';
+import { attempt } from '../parts/toast.js';
 import { playlistPath } from '../routes.js';
 import { t } from '../texts.js';
 
@@ -26,11 +27,9 @@ export function playlistCard(playlist) {
 
 export function view() {
   return page('playlists', t('nav.playlists'), (view) => {
-    const make = h('button', { class: 'button', onclick: () => newPlaylist() }, icon('plus'),
-      t('playlists.new'));
-    const makeSmart = h('button', { class: 'button', onclick: async () =>
-      (await import('../parts/smart-editor.js')).editSmart() }, icon('smart'),
-    t('playlists.newSmart'));
+    const make = button(t('playlists.new'), () => newPlaylist(), { icon: 'plus' });
+    const makeSmart = button(t('playlists.newSmart'), async () =>
+      (await import('../parts/smart-editor.js')).editSmart(), { icon: 'smart' });
     const { head, count } = pageHead(t('nav.playlists'), make, makeSmart);
     const grid = h('ul', { class: 'card-grid' });
     view.append(head, grid);

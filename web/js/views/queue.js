@@ -1,8 +1,8 @@
 // The queue of what plays, in its order.
 
 import { saveQueue } from '../actions.js';
-import { h, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { refill } from '../dom.js';
+import { button } from '../icons.js';
 import { emptyNote } from '../parts/cards.js';
 import { page, pageHead } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
@@ -13,11 +13,9 @@ import { joined, length, t } from '../texts.js';
 export function view() {
   return page('queue', t('nav.queue'), (view) => {
     const { name, can, move, remove, clear, source, count, seconds } = player();
-    const save = name === 'here' &&
-      h('button', { class: 'button', onclick: saveQueue }, icon('plus'), t('queue.save'));
-    const empty = can('clear') &&
-      h('button', { class: 'button', onclick: clear }, icon('trash'), t('do.clear'));
-    const head = pageHead(t('nav.queue'), save, empty);
+    const save = button(t('queue.save'), saveQueue, { icon: 'plus' });
+    const empty = button(t('do.clear'), clear, { icon: 'trash' });
+    const head = pageHead(t('nav.queue'), name === 'here' && save, can('clear') && empty);
     const list = songList(source(), {
       label: t('nav.queue'),
       withAlbum: true,
@@ -31,9 +29,7 @@ export function view() {
       const songs = count();
       head.count.textContent = songs === 0 ? ''
         : joined([t('songs.count', { count: songs }), seconds() > 0 ? length(seconds()) : '']);
-      for (const tool of [save, empty]) {
-        tool && tool.toggleAttribute('hidden', songs === 0);
-      }
+      save.hidden = empty.hidden = songs === 0;
     };
     refill(view, head.head, list);
     view.listen(playing, 'order', () => {

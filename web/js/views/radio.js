@@ -1,14 +1,15 @@
 // Internet radio stations. They come through this server, and administrators choose them.
 
-import { attempt } from '../actions.js';
 import { call, change } from '../api.js';
 import { h, refill } from '../dom.js';
-import { icon, iconButton } from '../icons.js';
+import { button, iconButton } from '../icons.js';
 import { songOf } from '../library.js';
 import { emptyNote } from '../parts/cards.js';
-import { confirmDelete, field, openForm } from '../parts/dialog.js';
-import { openMenu } from '../parts/menu.js';
+import { confirmDelete, openForm, textField } from '../parts/dialog.js';
+import { menuButton } from '../parts/menu.js';
 import { page, pageHead } from '../parts/page-view.js';
+import { row } from '../parts/rows.js';
+import { attempt } from '../parts/toast.js';
 import { player } from '../playing.js';
 import { t } from '../texts.js';
 
@@ -26,24 +27,18 @@ function play({ name, stream }) {
  * @param {() => Promise<unknown>} onDone
  */
 function edit(station, onDone) {
-  const input = (/** @type {string} */ name, /** @type {string} */ value, more = {}) =>
-    h('input', { name, value, autocomplete: 'off', ...more });
+  const { name = '', stream = '', home_page: homePage = '' } = station ?? {};
   const address = { type: 'url', maxLength: 2000, pattern: 'https?://.+' };
   openForm({
     title: t(station ? 'radio.change' : 'radio.add'),
     send: t('do.save'),
     fields: [
-      field(t('field.name'), input('name', station?.name ?? '', { required: true, maxLength: 60 })),
-      field(t('radio.stream'), input('stream', station?.stream ?? '',
-        { required: true, ...address })),
-      field(t('radio.homePage'), input('home_page', station?.home_page ?? '', address)),
+      textField(t('field.name'), 'name', { maxLength: 60, value: name }),
+      textField(t('radio.stream'), 'stream', { ...address, value: stream }),
+      textField(t('radio.homePage'), 'home_page', { ...address, value: homePage, required: false }),
     ],
     onSend: async (data) => {
-      const given = (/** @type {string} */ name) => String(data.get(name) ?? '');
-      await change('Radio', station ? 'change' : 'add', {
-        id: station?.id, name: given('name'), stream: given('stream'),
-        home_page: given('home_page'),
-      });
+      await change('Radio', station ? 'change' : 'add', { id: station?.id, ...data });
       await onDone();
     },
   });
@@ -51,8 +46,7 @@ function edit(station, onDone) {
 
 export function view() {
   return page('radio', t('nav.radio'), (view) => {
-    const add = h('button', { class: 'button', hidden: true, onclick: () => edit(null, show) },
-      icon('plus'), t('radio.add'));
+    const add = button(t('radio.add'), () => edit(null, show), { icon: 'plus', hidden: true });
     const list = h('ul', { class: 'row-list' });
     view.append(pageHead(t('nav.radio'), add).head, list);
 
@@ -60,23 +54,23 @@ export function view() {
      * @param {Station} station
      * @param {boolean} mayChange
      */
-    function row(station, mayChange) {
+    function stationRow(station, mayChange) {
       const { id, name, home_page: homePage } = station;
-      /** @type {HTMLButtonElement} */
-      const menu = iconButton('more', t('do.more', { name }), () => openMenu(menu, name, [
+      const remove = async () => {
+        await change('Radio', 'remove', { id });
+        await show();
+      };
+      const menu = menuButton(name, () => [
         { text: t('radio.change'), icon: 'edit', run: () => edit(station, show) },
-        { text: t('do.delete'), icon: 'trash', run: () => confirmDelete(
-          t('playlist.delete', { name }), t('radio.delete.hint'), async () => {
-            await change('Radio', 'remove', { id });
-            await show();
-          }) },
-      ]), { 'aria-haspopup': 'menu', hidden: !mayChange });
-      return h('li', {},
-        iconButton('play', t('do.play.what', { name }), () => play(station), { look: 'is-round' }),
-        h('div', {}, h('strong', { dir: 'auto' }, name), homePage &&
-          h('small', {}, h('a', { href: homePage, target: '_blank', rel: 'noopener noreferrer' },
-            t('radio.homePage')))),
-        menu);
+        { text: t('do.delete'), icon: 'trash',
+          run: () => confirmDelete(name, t('radio.delete.hint'), remove) },
+      ], { hidden: !mayChange });
+      const link = homePage && h('a',
+        { href: homePage, target: '_blank', rel: 'noopener noreferrer' }, t('radio.homePage'));
+      const made = row(name, link, menu);
+      made.prepend(iconButton('play', t('do.play.what', { name }), () => play(station),
+        { look: 'is-round' }));
+      return made;
     }
 
     async function show() {
@@ -85,8 +79,10 @@ export function view() {
         /** @type {Station[]} */
         const stations = data.stations;
         add.hidden = !data.may_change;
-        refill(list, ...stations.map((one) => row(one, data.may_change)), stations.length === 0 &&
-          h('li', {}, emptyNote('radio', t('radio.empty'), t('radio.empty.hint'))));
+        refill(list, ...stations.map((one) => stationRow(one, data.may_change)),
+          stations.length === 0 &&
+            h('li', {}, emptyNote('radio', t('radio.empty'),
+              t(data.may_change ? 'radio.empty.add' : 'radio.empty.hint'))));
       });
     }
     show();

@@ -1,15 +1,15 @@
 // Search: all kinds at once, while somebody types.
 
-import { isAbort } from '../api.js';
 import { choice, choose } from '../choices.js';
 import { afterPause, h, refill } from '../dom.js';
 import { icon } from '../icons.js';
 import { albumCard, emptyNote, groupCard, shelf } from '../parts/cards.js';
 import { page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
+import { attempt } from '../parts/toast.js';
 import { go } from '../routes.js';
 import { search } from '../search.js';
-import { t, wordsFor } from '../texts.js';
+import { t } from '../texts.js';
 import { playlistCard } from './playlists.js';
 
 const PAUSE = 220;
@@ -19,12 +19,11 @@ const MOST_KEPT = 8;
 function results(found) {
   const { albums, artists, genres, composers, playlists, songs, source } = found;
   return [
-    artists.length > 0 && shelf(t('nav.artists'), artists.map((one) => groupCard('artist', one))),
-    albums.length > 0 && shelf(t('nav.albums'), albums.map((one) => albumCard(one))),
-    playlists.length > 0 && shelf(t('nav.playlists'), playlists.map(playlistCard)),
-    genres.length > 0 && shelf(t('nav.genres'), genres.map((one) => groupCard('genre', one))),
-    composers.length > 0 &&
-      shelf(t('nav.composers'), composers.map((one) => groupCard('composer', one))),
+    shelf(t('nav.artists'), artists.map((one) => groupCard('artist', one))),
+    shelf(t('nav.albums'), albums.map((one) => albumCard(one))),
+    shelf(t('nav.playlists'), playlists.map(playlistCard)),
+    shelf(t('nav.genres'), genres.map((one) => groupCard('genre', one))),
+    shelf(t('nav.composers'), composers.map((one) => groupCard('composer', one))),
     ...(songs > 0 ? [
       h('h2', { class: 'disc' }, t('nav.songs'), ' ', h('small', { class: 'soft' }, songs)),
       songList(source, { label: t('nav.songs'), withAlbum: true }),
@@ -68,20 +67,15 @@ export function view({ query }) {
         return;
       }
       found.classList.add('is-busy');
-      try {
-        const answer = await search(text, signal);
-        const parts = results(answer).filter(Boolean);
+      await attempt(async () => {
+        const parts = results(await search(text, signal)).filter(Boolean);
         status.textContent = t('search.found', { text });
         refill(found, ...(parts.length > 0 ? parts
           : [emptyNote('search', t('search.none', { text }), t('search.none.hint'))]));
         if (parts.length > 0) {
           remember(text);
         }
-      } catch (error) {
-        if (!isAbort(error)) {
-          refill(found, emptyNote('search', wordsFor(error)));
-        }
-      }
+      }, (trouble) => refill(found, emptyNote('search', trouble)));
       if (!signal.aborted) {
         found.classList.remove('is-busy');
       }

@@ -1,16 +1,16 @@
 // Other media servers on the network: which there are, and what is in them.
 
-import { enqueue, playAll } from '../actions.js';
+import { choicesToQueue, playAll } from '../actions.js';
 import { call } from '../api.js';
 import { h, refill } from '../dom.js';
-import { icon, iconButton } from '../icons.js';
+import { button, icon } from '../icons.js';
 import { songOf } from '../library.js';
 import { LongList } from '../list.js';
 import { emptyNote } from '../parts/cards.js';
 import { field } from '../parts/dialog.js';
-import { openMenu } from '../parts/menu.js';
+import { menuButton } from '../parts/menu.js';
 import { page, pageHead } from '../parts/page-view.js';
-import { player } from '../playing.js';
+import { wayRow } from '../parts/rows.js';
 import { addressWith } from '../routes.js';
 import { clock, t } from '../texts.js';
 
@@ -69,7 +69,8 @@ function sourceOf(url, id) {
       /** @type {Item[]} */
       const items = [
         ...data.containers.map((/** @type {any} */ folder) => ({ folder })),
-        ...data.items.map((/** @type {any} */ item) => ({ song: soundOf(item, url), folder: item })),
+        ...data.items.map((/** @type {any} */ item) =>
+          ({ song: soundOf(item, url), folder: item })),
       ];
       const end = offset + items.length;
       total = items.length < limit ? end : Math.max(total, end + 1);
@@ -79,29 +80,17 @@ function sourceOf(url, id) {
 }
 
 /**
- * @param {Item} item
- * @param {string} url
+ * @param {Song} song
  * @param {(song: Song) => unknown} play
  */
-function rowOf({ folder, song }, url, play) {
-  if (song) {
-    const menu = iconButton('more', t('do.more', { name: song.title }), () =>
-      openMenu(menu, song.title, [
-        player().can('insert') && {
-          text: t('do.next'), icon: 'next', run: () => enqueue(async () => [song], true),
-        },
-        { text: t('do.queue'), icon: 'queue', run: () => enqueue(async () => [song], false) },
-      ]), { 'aria-haspopup': 'menu' });
-    return h('div', { class: 'folder-row' },
-      h('button', { 'data-focus': '', onclick: () => play(song),
-        'aria-label': t('do.play.what', { name: song.title }) },
-      icon('play'), h('span', { dir: 'auto' }, [song.title, song.artist].filter(Boolean).join(' – ')),
-      h('span', { class: 'soft' }, song.duration > 0 ? clock(song.duration) : '')), menu);
-  }
-  const { id = '', title = '' } = folder ?? {};
-  return h('div', { class: 'folder-row' }, h('a', {
-    href: pathOf(url, id, title), 'data-focus': '', dir: 'auto',
-  }, icon('folders'), h('span', {}, title), icon('forth')));
+function songRow(song, play) {
+  const name = [song.title, song.artist].filter(Boolean).join(' – ');
+  return h('div', { class: 'folder-row' },
+    h('button', { 'data-focus': '', onclick: () => play(song),
+      'aria-label': t('do.play.what', { name: song.title }) },
+    icon('play'), h('span', { dir: 'auto' }, name),
+    h('span', { class: 'soft' }, song.duration > 0 ? clock(song.duration) : '')),
+    menuButton(song.title, () => choicesToQueue(async () => [song])));
 }
 
 /**
@@ -116,13 +105,13 @@ function showInside(view, { url, id, name }) {
     const at = all.findIndex(({ server }) => server?.id === song.server?.id);
     return at < 0 ? [song] : all.slice(at);
   });
-  const { head } = pageHead(name,
-    h('button', { class: 'button', onclick: () => playAll(songs) }, icon('play'), t('do.play')));
+  const { head } = pageHead(name, button(t('do.play'), () => playAll(songs), { icon: 'play' }));
   /** @type {LongList<Item>} */
   const list = new LongList();
   list.classList.add('song-list');
   list.show(source, {
-    label: name, rowHeight: ROW, make: (item) => rowOf(item, url, play),
+    label: name, rowHeight: ROW, make: ({ folder: { id: inside = '', title = '' } = {}, song }) =>
+      song ? songRow(song, play) : wayRow('folders', pathOf(url, inside, title), title),
     empty: () => emptyNote('folders', t('folders.empty')),
   });
   refill(view, head, list);
@@ -137,15 +126,14 @@ function showServers(view) {
     view.fetch((signal) => call('MediaServer', 'list', { address: asked || undefined }, { signal }),
       ({ servers }) => refill(found, servers.length === 0
         ? emptyNote('servers', t('servers.none'), t('servers.none.hint'))
-        : servers.map((/** @type {any} */ one) => h('div', { class: 'folder-row' }, h('a', {
-          href: pathOf(one.url, '0', one.name), dir: 'auto',
-        }, icon('servers'), h('span', {}, one.name), icon('forth'))))));
+        : servers.map((/** @type {any} */ one) =>
+          wayRow('servers', pathOf(one.url, '0', one.name), one.name))));
   };
   const form = h('form', { class: 'tools is-form', onsubmit: (/** @type {Event} */ event) => {
     event.preventDefault();
     search(address.value.trim());
   } }, field(t('servers.address'), address),
-  h('button', { class: 'button' }, icon('search'), t('nav.search')));
+  button(t('nav.search'), () => {}, { icon: 'search', type: 'submit' }));
   refill(view, pageHead(t('nav.servers')).head, form, found);
   search('');
 }

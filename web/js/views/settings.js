@@ -1,18 +1,21 @@
 // What a person chooses for this browser, the account, and links.
 
-import { attempt, copyText } from '../actions.js';
+import { copyText } from '../actions.js';
 import { change } from '../api.js';
 import { choice, choices, choose } from '../choices.js';
 import { h, refill } from '../dom.js';
-import { icon } from '../icons.js';
+import { button } from '../icons.js';
 import { links } from '../library.js';
 import { field, switchField } from '../parts/dialog.js';
 import { page, pageHead, picker } from '../parts/page-view.js';
+import { row } from '../parts/rows.js';
 import { sharePlaylist, statusOf } from '../parts/share.js';
+import { attempt } from '../parts/toast.js';
 import { logOut, may, person } from '../person.js';
 import { languages, t } from '../texts.js';
 
 /** @typedef {import('../parts/page-view.js').PageView} PageView */
+/** @typedef {import('../texts.js').TextName} TextName */
 
 /**
  * @param {string} title
@@ -20,6 +23,28 @@ import { languages, t } from '../texts.js';
  */
 function group(title, ...content) {
   return h('section', { class: 'setting-group' }, h('h2', {}, title), ...content);
+}
+
+/**
+ * @param {string} label
+ * @param {[string, string][]} options value and text
+ * @param {string} value
+ * @param {(value: any) => void} onPick
+ * @param {string} [hint]
+ */
+function pickField(label, options, value, onPick, hint) {
+  return field(label, picker(label, options, value, onPick), hint, 'is-switch');
+}
+
+/**
+ * @param {'lossless' | 'alwaysConvert'} name of a choice
+ * @param {'lossless' | 'convert'} text
+ */
+function choiceSwitch(name, text) {
+  return switchField(t(`settings.${text}`), {
+    checked: choice(name),
+    onchange: (/** @type {any} */ { target }) => choose(name, target.checked),
+  }, t(`settings.${text}.hint`));
 }
 
 function look() {
@@ -31,118 +56,87 @@ function look() {
     h('div', { class: 'field is-switch', role: 'radiogroup', 'aria-label': t('settings.theme') },
       h('span', { class: 'field-label' }, t('settings.theme')),
       h('div', { class: 'segments' }, ...buttons)),
-    rowField(t('settings.language'), picker(t('settings.language'), Object.entries(languages),
-      choice('language'), (name) => choose('language', name))));
-}
-
-/**
- * @param {string} label
- * @param {HTMLElement} control
- * @param {string} [hint]
- */
-function rowField(label, control, hint) {
-  const row = field(label, control);
-  row.classList.add('is-switch');
-  if (hint) {
-    row.querySelector('.field-label')?.append(h('small', {}, hint));
-  }
-  return row;
+    pickField(t('settings.language'), Object.entries(languages), choice('language'),
+      (name) => choose('language', name)));
 }
 
 function playing() {
   const gains = /** @type {const} */ (['off', 'track', 'album']);
   const rates = [128000, 192000, 256000, 320000];
   return group(t('settings.playing'),
-    rowField(t('settings.gain'), picker(t('settings.gain'),
-      gains.map((name) => [name, t(`settings.gain.${name}`)]), choice('gain'),
-      (name) => choose('gain', /** @type {'off' | 'track' | 'album'} */ (name))),
-    t('settings.gain.hint')),
-    rowField(t('settings.bitrate'), picker(t('settings.bitrate'),
+    pickField(t('settings.gain'), gains.map((name) => [name, t(`settings.gain.${name}`)]),
+      choice('gain'), (name) => choose('gain', name), t('settings.gain.hint')),
+    pickField(t('settings.bitrate'),
       rates.map((rate) => [String(rate), t('settings.bitrate.value', { rate: rate / 1000 })]),
-      String(choice('bitrate')), (rate) => choose('bitrate', Number(rate))),
-    t('settings.bitrate.hint')),
-    switchField(t('settings.lossless'), {
-      checked: choice('lossless'),
-      onchange: (/** @type {any} */ { target }) => choose('lossless', target.checked),
-    }, t('settings.lossless.hint')),
-    switchField(t('settings.convert'), {
-      checked: choice('alwaysConvert'),
-      onchange: (/** @type {any} */ { target }) => choose('alwaysConvert', target.checked),
-    }, t('settings.convert.hint')));
+      String(choice('bitrate')), (rate) => choose('bitrate', Number(rate)),
+      t('settings.bitrate.hint')),
+    choiceSwitch('lossless', 'lossless'), choiceSwitch('alwaysConvert', 'convert'));
 }
 
 function library() {
   const { kinds, default: usual } = person()?.library ?? { kinds: [], default: '' };
-  const options = kinds.map((kind) => /** @type {[string, string]} */ (
-    [kind, t(/** @type {import('../texts.js').TextName} */ (`library.${kind}`))]));
-  return group(t('settings.library'), rowField(t('settings.library.shown'),
-    picker(t('settings.library.shown'), options, choice('library') || usual,
-      (kind) => choose('library', kind === usual ? '' : kind)), t('settings.library.hint')));
+  return group(t('settings.library'), pickField(t('settings.library.shown'),
+    kinds.map((kind) => [kind, t(/** @type {TextName} */ (`library.${kind}`))]),
+    choice('library') || usual, (kind) => choose('library', kind === usual ? '' : kind),
+    t('settings.library.hint')));
+}
+
+/**
+ * A group whose code and content come later; some groups stay empty for people without rights.
+ * @param {PageView} view
+ * @param {Promise<{show: (place: HTMLElement, signal: AbortSignal) => unknown}>} module
+ */
+function later(view, module) {
+  const place = h('div');
+  module.then(({ show }) => show(place, view.signal), () => {});
+  return place;
 }
 
 /** @param {PageView} view */
 function account(view) {
-  const more = h('div');
-  import('../parts/account.js').then(({ showAccount }) => showAccount(more, view.signal));
+  const leave = async () => {
+    await logOut();
+    location.assign('/');
+  };
   return group(t('settings.account'), h('div', { class: 'field is-switch' },
     h('span', { class: 'field-label' },
       t('settings.loggedIn', { name: person()?.user.name ?? '' })),
-    h('button', { class: 'button', onclick: () => attempt(async () => {
-      await logOut();
-      location.assign('/');
-    }) }, icon('logout'), t('settings.logout'))), more);
+    button(t('settings.logout'), () => attempt(leave), { icon: 'logout' })),
+  later(view, import('../parts/account.js')));
 }
 
 /** @param {PageView} view */
 function shareLinks(view) {
   const list = h('ul', { class: 'row-list' });
+  /** @param {import('../types.js').Link} link */
+  const linkRow = (link) => {
+    const { id, name, url, playlist_id: playlist } = link;
+    const setDays = async () =>
+      (await sharePlaylist({ id: playlist, name }))?.addEventListener('close', show);
+    const end = async () => {
+      await change('Sharing', 'delete', { id });
+      await show();
+    };
+    return row(h('a', { href: url, target: '_blank' }, name),
+      h('span', { class: `status is-${link.status}` }, statusOf(link)),
+      h('span', { class: 'tools' }, button(t('do.copy'), () => copyText(url)),
+        button(t('share.days'), setDays), button(t('share.end'), () => attempt(end))));
+  };
   const show = async () => {
     const found = await attempt(() => links(view.signal)) ?? [];
     refill(list, found.length === 0 && h('li', { class: 'soft' }, t('settings.links.empty')),
-      ...found.map((link) => h('li', {},
-        h('div', {},
-          h('a', { class: 'strong', dir: 'auto', href: link.url, target: '_blank' }, link.name),
-          h('small', { class: `status is-${link.status}` }, statusOf(link))),
-        h('span', { class: 'tools' },
-          h('button', { class: 'button', onclick: () => copyText(link.url) }, t('do.copy')),
-          h('button', { class: 'button', onclick: async () =>
-            (await sharePlaylist({ id: link.playlist_id, name: link.name }))
-              ?.addEventListener('close', show) }, t('share.days')),
-          h('button', { class: 'button', onclick: () => attempt(async () => {
-            await change('Sharing', 'delete', { id: link.id });
-            await show();
-          }) }, t('share.end'))))));
+      ...found.map(linkRow));
   };
   show();
   return group(t('settings.links'), list);
-}
-
-/** @param {PageView} view */
-function people(view) {
-  const place = h('div');
-  import('../parts/people.js').then(({ showPeople }) => showPeople(place, view.signal));
-  return place;
-}
-
-/** @param {PageView} view */
-function indexing(view) {
-  const place = h('div');
-  import('../parts/indexing.js').then(({ showIndexing }) => showIndexing(place, view.signal));
-  return place;
-}
-
-/** @param {PageView} view */
-function server(view) {
-  const place = h('div');
-  import('../parts/server.js').then(({ showServer }) => showServer(place, view.signal));
-  return place;
 }
 
 export function view() {
   return page('settings', t('nav.settings'), (view) => {
     const draw = () => {
       refill(view, pageHead(t('nav.settings')).head, look(), playing(), library(), account(view),
-        may('sharing') && shareLinks(view), people(view), indexing(view), server(view),
+        may('sharing') && shareLinks(view), later(view, import('../parts/people.js')),
+        later(view, import('../parts/indexing.js')), later(view, import('../parts/server.js')),
         h('p', { class: 'soft small' }, t('settings.about', { version: person()?.version ?? '' })));
     };
     if (person()) {

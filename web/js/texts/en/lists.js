@@ -16,7 +16,8 @@ export const lists = {
   'home.again': 'Pick others',
   'home.shuffle': 'Shuffle everything',
   'home.empty': 'No music yet',
-  'home.empty.hint': 'When music is in the library, it appears here.',
+  'home.empty.hint':
+    'The settings show which folders are indexed, and which library the views show.',
 
   'albums.count': '{count} albums',
   'albums.count.one': '{count} album',
@@ -52,6 +53,7 @@ export const lists = {
   'kind.smart.shared': 'Shared smart playlist',
 
   'list.empty': 'Nothing here',
+  'list.empty.hint': 'What the tags of the songs say appears here.',
   'list.failed': 'This could not be loaded.',
   'list.again': 'Try again',
 
@@ -93,7 +95,8 @@ export const lists = {
   'rule.remove': 'Remove this rule',
   'rule.removeGroup': 'Remove this group',
   'rule.empty': 'Fill in a rule to see its songs.',
-  'rule.unknown': 'This rule was written by hand, and has more than can be shown as fields. It stays as it is.',
+  'rule.unknown':
+    'This rule was written by hand, and has more than fields can show. It stays as it is.',
   'rule.title': 'Title',
   'rule.artist': 'Artist',
   'rule.album': 'Album',

@@ -51,7 +51,7 @@ export const page = {
 
   'error.0': 'The server does not answer.',
   'error.400': 'The server did not understand that.',
-  'error.403': 'You have no right to do that.',
+  'error.403': 'You have no right to do that. An administrator can give it to you.',
   'error.404': 'It is not there any more.',
   'error.409': 'There is one of that name already.',
   'error.500': 'The server failed. Its log has the reason.',

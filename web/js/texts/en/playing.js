@@ -91,7 +91,7 @@ export const playing = {
 
   'servers.searching': 'Looking for servers …',
   'servers.none': 'No server found',
-  'servers.none.hint': 'If you know the address of one, ask it alone.',
+  'servers.none.hint': 'If you know the address of one, type it above.',
   'servers.address': 'Address',
 
   'queue.empty': 'The queue is empty',
@@ -108,5 +108,6 @@ export const playing = {
   'radio.homePage': 'Home page',
   'radio.empty': 'No radio stations yet',
   'radio.empty.hint': 'Administrators add them for everyone.',
+  'radio.empty.add': 'Add one by the address of its stream. Everyone can then hear it here.',
   'radio.delete.hint': 'The station goes for everyone.',
 };

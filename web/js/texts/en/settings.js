@@ -13,8 +13,10 @@ export const settings = {
   'share.valid': 'Works now',
   'share.invalid': 'Works from {from} on',
   'share.expired': 'Ended on {until}',
-  'share.song': 'Everyone with the address can listen to this song, without a login. The days are those of all songs that you share one by one.',
-  'share.songs': 'These are the songs that you share one by one. Everyone with the address can listen to all of them, without a login.',
+  'share.song': 'Everyone with the address can listen to this song, without a login. ' +
+    'The days are those of all songs that you share one by one.',
+  'share.songs': 'These are the songs that you share one by one. ' +
+    'Everyone with the address can listen to all of them, without a login.',
   'share.days': 'Days …',
 
   'settings.look': 'Look',
@@ -33,7 +35,8 @@ export const settings = {
   'settings.bitrate.hint': 'For formats that this browser does not play.',
   'settings.bitrate.value': 'MP3, {rate} kbit/s',
   'settings.lossless': 'Keep lossless songs lossless',
-  'settings.lossless.hint': 'Send them as WAV where this browser does not play their format. That is several times as large.',
+  'settings.lossless.hint':
+    'Formats that this browser does not play come as WAV, which is several times as large.',
   'settings.convert': 'Save data',
   'settings.convert.hint': 'Send every song as MP3, for slow networks.',
   'settings.library': 'Library',
@@ -64,12 +67,14 @@ export const settings = {
   'settings.key.name': 'What is it for?',
   'settings.key.made': 'Copy it now; it is not shown again.',
   'settings.links': 'Share links',
-  'settings.links.empty': 'You share nothing at the moment.',
+  'settings.links.empty':
+    'You share nothing at the moment. The menu of a song or a playlist makes a link.',
   'people.title': 'People and their rights',
   'people.gone': 'Account {uid} (gone)',
   'people.add': 'Add someone',
   'people.administrator': 'Administrator',
-  'people.delete.hint': 'The account goes with its stars, plays, favourites, links and pins. Its music stays.',
+  'people.delete.hint':
+    'The account goes with its stars, plays, favourites, links and pins. Its music stays.',
   'right.usb': 'Server’s speakers',
   'right.streaming': 'Listen here',
   'right.playlist': 'Shared playlists',
@@ -94,7 +99,9 @@ export const settings = {
   'indexing.unwatched': 'No indexer follows changes at the moment.',
   'settings.server': 'This server',
   'settings.folders': 'Music folders',
-  'settings.folders.hint': 'On the server, “tonvale init --music FOLDER” adds one. To take one out, delete its line of /usr/varn/etc/index_folder.conf below the root, and look for changes.',
+  'settings.folders.hint': 'On the server, “tonvale init --music FOLDER” adds one. ' +
+    'To take one out, delete its line of /usr/varn/etc/index_folder.conf below the root, ' +
+    'and look for changes.',
   'settings.folders.empty': 'No folder is indexed.',
   'settings.card': 'Sound card',
   'settings.card.none': 'This server has no sound card.',
