@@ -86,7 +86,7 @@ class WebServer {
             << key << "\"\n"
             << "server.pid-file = \"" << (folder / "pid").string() << "\"\n"
             << "server.errorlog = \"" << (folder / "log").string() << "\"\n"
-            << "server.port = " << Port() << "\n"
+            << "server.port = " << port_ << "\n"
             << "mimetype.assign = (\".jpg\" => \"image/jpeg\", \"\" => \"text/plain\")\n";
         // It goes on in the background once it listens.
         EXPECT_EQ(
@@ -106,13 +106,7 @@ class WebServer {
     }
 
   private:
-    int Port() {
-        // One that was free a moment ago.
-        port_ = ScriptedHttp([](const HttpRequest &) { return Reply(""); }).port();
-        return port_;
-    }
-
-    int port_ = 0;
+    int port_ = UnusedPort();
     pid_t pid_ = 0;
 };
 

@@ -361,7 +361,7 @@ TEST_F(Streaming, WritesTheSameToEveryOutput) {
 TEST_F(Streaming, PassesTheFirstBytesOnAtOnce) {
     const VARN_MEDIA_INFO song = Song("/music/a.flac", 0);
     const fs::path out = scratch() / "out";
-    UseEncoder("printf first; for i in $(seq 100); do grep -q first '" + out.string() +
+    UseEncoder("printf first; for i in $(seq 1800); do grep -q first '" + out.string() +
                "' && { printf ' heard'; exit; }; sleep 0.05; done");
     EXPECT_EQ(Into(open(out.c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600),
                    [&] { return VARNAudioTranscodeSong(&song, "mp3", 0, 0); }),

@@ -294,7 +294,7 @@ TEST_F(SharedKeyFile, NobodyHoldsAnEditUpForLong) {
         lock.l_type = kind;
         ASSERT_EQ(fcntl(fd, F_OFD_SETLK, &lock), 0);
         EXPECT_TRUE(HoldsInChild([&] {
-            alarm(20);
+            alarm(90);
             patience_ = kind == F_RDLCK ? 2000 : 0;
             EXPECT_EQ(SetAt("a", "2"), -1);
             EXPECT_EQ(errno, ETIMEDOUT);

@@ -160,7 +160,7 @@ TEST_F(Process, EndsAProgramWhoseReaderLeaves) {
     // Even where this process ignores the signal that ends a writer, and where nothing is written.
     EXPECT_TRUE(HoldsInChild([] {
         std::signal(SIGPIPE, SIG_IGN);
-        alarm(30);
+        alarm(90);
         FILE *stream = Open("/usr/bin/yes", "r", {"yes"});
         FILE *silent = Open("/bin/sleep", "r", {"sleep", "1000"});
         ASSERT_TRUE(stream != nullptr && silent != nullptr);

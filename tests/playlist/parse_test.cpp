@@ -225,7 +225,7 @@ TEST_F(PlaylistParse, WhatIsNoPlaylist) {
 
 TEST_F(PlaylistParse, AsManyEntriesAsThereMayBeAndALineOfTenMegabytes) {
     const int id = AddSong({.path = In("a.mp3")});
-    std::string text(10 << 20, '%');
+    std::string text = "song 0.mp3";
     for (int i = 1; i < 199999; ++i) {
         text += "\nsong " + std::to_string(i) + ".mp3";
     }
@@ -235,7 +235,7 @@ TEST_F(PlaylistParse, AsManyEntriesAsThereMayBeAndALineOfTenMegabytes) {
               (Texts{"0 " + In("song 199998.mp3"), std::to_string(id) + " " + In("a.mp3")}));
     EXPECT_EQ(count, 200000);
     EXPECT_EQ(VARNPlaylistCheckSong(kAlice, list.c_str(), In("a.mp3").c_str()), 0);
-    EXPECT_EQ(std::strlen(Read(list, nullptr, 0, 1)->info.path), 4095U);
+    EXPECT_EQ(std::strlen(Read(List(std::string(10 << 20, '%')), nullptr, 0, 1)->info.path), 4095U);
     for (const std::string &tooMuch : {text + "\na.mp3\nb.mp3", std::string((16 << 20) + 1, ' '),
                                        "a.mp3" + std::string(1'600'001, '\n')}) {
         EXPECT_EQ(Read(List(tooMuch), nullptr), nullptr);

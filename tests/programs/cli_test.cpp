@@ -76,14 +76,6 @@ TEST_F(CommandLineTest, FiltersMatchHostileTextAndNothingElse) {
               Words("O'Brxy"));
 }
 
-TEST_F(CommandLineTest, PagesThroughTheLibrary) {
-    for (int id = 1; id <= 5; ++id) {
-        Store(Track(id, "t" + std::to_string(id)));
-    }
-    EXPECT_EQ(Titles(Words("--offset 3 --limit 0")), Words("t4 t5"));
-    ExpectSayings({{Words("songs --offset 1 --limit 02"), 0, "\n2-3 of 5 tracks\n"}});
-}
-
 TEST_F(CommandLineTest, TableStaysAlignedAndHarmless) {
     constexpr char kWild[] = "\x1B[2J\r\n\t\xE2\x80\xAE";
     // The third has a combining accent, the last would clear a screen and turn what follows.

@@ -51,7 +51,7 @@ class Command {
     Command(const Command &) = delete;
     Command &operator=(const Command &) = delete;
 
-    // Waits until the program's standard output has a text; false when it has not in 30 seconds.
+    // Waits until the program's standard output has a text; false when it never has.
     bool WaitForOutput(const std::string &part) {
         return Eventually([&] { return TextOf(out_).find(part) != std::string::npos; });
     }

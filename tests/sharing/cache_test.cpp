@@ -110,13 +110,4 @@ TEST_F(SharingCache, ReadingALinkRekeysIt) {
     EXPECT_FALSE(manager.CheckAndUpdateRecord(kList, ""));
 }
 
-// The other hooks are tested by the verbs of the command line.
-TEST_F(SharingCache, ARenamedSmartPlaylistKeepsItsLink) {
-    Add("bbbbbbbb", "playlist_personal_smart/it's", "/v/smart");
-    EXPECT_FALSE(SharingManager().HandleSmartPlaylistRename("x", ""));
-    EXPECT_TRUE(SharingManager().HandleSmartPlaylistRename("playlist_personal_smart/2",
-                                                           "playlist_personal_smart/it's"));
-    EXPECT_EQ(PlaylistOf("bbbbbbbb"), "playlist_personal_smart/2");
-}
-
 }  // namespace

@@ -56,6 +56,21 @@ std::vector<std::vector<std::string>> RunSql(DBConnect_tag *conn, const std::str
     return rows;
 }
 
+varn::Connection ownConnection;  // for a test's statements
+pid_t ownerOfConnection = 0;
+
+// Makes the connection when there is none that works. A child makes its own.
+DBConnect_tag *OwnConnection() {
+    if (ownerOfConnection != getpid()) {
+        static_cast<void>(ownConnection.release());  // the parent's, and open there
+        ownerOfConnection = getpid();
+    }
+    if (!ownConnection || VARNDBExecute(ownConnection.get(), "SELECT 1", nullptr) != 1) {
+        ownConnection = Connect(kRole, "mediaserver");
+    }
+    return ownConnection.get();
+}
+
 // The first database of this process becomes the template of all that follow.
 void MakeTemplate() {
     static bool made = false;
@@ -263,14 +278,17 @@ void DatabaseTest::SetUp() {
     }
     const varn::Connection admin = Connect(kAdmin, "postgres");
     RunSql(admin.get(), "DROP DATABASE IF EXISTS mediaserver WITH (FORCE)");
-    RunSql(admin.get(),
-           std::string("CREATE DATABASE mediaserver OWNER \"Tonvale\" TEMPLATE ") + kTemplate);
+    RunSql(
+        admin.get(),
+        std::string("CREATE DATABASE mediaserver OWNER \"Tonvale\" STRATEGY file_copy TEMPLATE ") +
+            kTemplate);
     CopySettings(admin.get());
     ClearLog();
 }
 
 void DatabaseTest::TearDown() {
     {
+        ownConnection.reset();
         const varn::Connection admin = Connect(kAdmin, "postgres");
         // A backend goes a moment after its client.
         EXPECT_TRUE(Eventually([&] {
@@ -282,8 +300,8 @@ void DatabaseTest::TearDown() {
 }
 
 DatabaseTest::Rows DatabaseTest::Query(const std::string &sql) {
-    const varn::Connection conn = Connect(kRole, "mediaserver");
-    return conn ? RunSql(conn.get(), sql) : Rows();
+    DBConnect_tag *const conn = OwnConnection();
+    return conn != nullptr ? RunSql(conn, sql) : Rows();
 }
 
 std::string DatabaseTest::Value(const std::string &sql) {

@@ -4,12 +4,10 @@
 #include <taglib/flacfile.h>
 #include <taglib/tpropertymap.h>
 
-#include <chrono>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
-#include <thread>
 #include <vector>
 
 #include "varn/packageconf.h"
@@ -68,14 +66,8 @@ class ScanTest : public IndexTest {
     // The server needs a moment to find out that its client was killed; until then it holds the
     // lock.
     static void WaitForItsServerProcess() {
-        for (int i = 0; i < 500; ++i) {
-            varnindex::Database probe;
-            if (probe.TakeIndexLock()) {
-                return;
-            }
-            std::this_thread::sleep_for(std::chrono::milliseconds(20));
-        }
-        ADD_FAILURE() << "the lock of a killed indexer stays";
+        EXPECT_TRUE(Eventually([] { return varnindex::Database().TakeIndexLock(); }))
+            << "the lock of a killed indexer stays";
     }
 
     static void EmbedSheet(const std::filesystem::path &path, const std::string &sheet) {

@@ -75,7 +75,7 @@ TEST_F(ScanTest, AHomeInsideASharedFolderStaysItsUsers) {
 // Whatever the moment, what a killed scan leaves is a whole library, and the next scan makes of it
 // what it would have been without the accident.
 TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
-    constexpr int kSongs = 2500;
+    constexpr int kSongs = 1200;
     const auto name = [](int i) {
         return "d" + std::to_string(i % 9) + "/" + std::to_string(i) + ".mp3";
     };
@@ -126,11 +126,11 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
     const Rows expected = Content();
     EXPECT_EQ(Value("SELECT count(*) FROM rating_track"),
               Value("SELECT count(*) FROM saved_rating_track"));
-    for (int i = 0; i < 25; ++i) {
+    for (int i = 0; i < 16; ++i) {
         ForEveryTable("DELETE FROM %1$s");
         ForEveryTable("INSERT INTO %1$s (%2$s) SELECT %2$s FROM saved_%1$s");
         Command indexer({}, "", "varnindex");
-        std::this_thread::sleep_for(whole * i / 25);
+        std::this_thread::sleep_for(whole * i / 16);
         indexer.Signal(SIGKILL);
         WaitForItsServerProcess();
         EXPECT_EQ(Value("SELECT count(*) FROM track LEFT JOIN album_track a ON a.track = id"
@@ -139,9 +139,9 @@ TEST_F(ScanTest, AKilledScanIsMadeUpForByTheNext) {
         const Finished next = Index();
         EXPECT_EQ(next.status, 0) << next.err;
         const Rows content = Content();
-        ASSERT_EQ(content.size(), expected.size()) << "killed at " << i << "/25";
+        ASSERT_EQ(content.size(), expected.size()) << "killed at " << i << "/16";
         for (std::size_t row = 0; row < content.size(); ++row) {
-            ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/25";
+            ASSERT_EQ(content[row], expected[row]) << "killed at " << i << "/16";
         }
     }
 }

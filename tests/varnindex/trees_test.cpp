@@ -1,6 +1,7 @@
 // Trees of files in, rows out: what a run of the indexer makes of each change.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 #include <map>
@@ -20,7 +21,7 @@ using tonvale_test::Samples;
 //   put PATH TITLE[/SOUND]   a song; its sound and size are those of SOUND, else of TITLE
 //   sample PATH NAME         a copy of a sample
 //   sheet PATH               a cue sheet of two tracks beside the file
-//   write PATH TEXT          a file of this text
+//   write PATH TEXT          a file of this text, whose lines end at "|"
 //   mv FROM TO, cp FROM TO, rm PATH, dir PATH, ln TARGET PATH
 //   star PATH[#TRACK] STARS [USER]
 //   homes on|off, account gone|back    alice's
@@ -199,6 +200,46 @@ constexpr Case kCases[] = {
      "index => removed 1, unchanged 2\n register kept\n index => removed 1, unchanged 1\n"
      "register .\n put kept/3.mp3 D\n index => added 2, unchanged 1\n"
      "rows => gone/1.mp3*5 kept/2.mp3*4 kept/3.mp3\n"},
+    {"SheetsThatSplitNothing",
+     "put split/01.mp3 A\n put split/02.mp3 B\n sample bad/1.flac tone.flac\n"
+     "write split/album.cue FILE \"album.wav\" WAVE|TRACK 01 AUDIO|INDEX 01 00:00:00|"
+     "TRACK 02 AUDIO|INDEX 01 00:00:50\n"
+     "write split/alb\xFFm.cue FILE \"01.mp3\" MP3|TRACK 01 AUDIO|INDEX 01 00:00:00\n"
+     "write split/tracks.cue FILE \"01.mp3\" MP3|TRACK 01 AUDIO|INDEX 01 00:00:00|"
+     "FILE \"02.mp3\" MP3|TRACK 02 AUDIO|INDEX 01 00:00:00\n"
+     "write bad/1.cue FILE \"1.flac\" WAVE|TRACK 01 AUDIO|INDEX 01 00:00:50|"
+     "TRACK 02 AUDIO|INDEX 01 00:00:20\n"
+     "index => added 3, failed 1; cue sheets: added 3\n says bad/1.cue: not used, \n"
+     "says m.cue: skipped, the name is not UTF-8\n"
+     "says album.cue: no use for its file \"album.wav\"\n"
+     "rows => bad/1.flac split/01.mp3 split/02.mp3\n put split/03.mp3 C\n"
+     "index => added 1, unchanged 3, failed 1; cue sheets: unchanged 3\n"
+     "index => unchanged 4, failed 1; cue sheets: unchanged 3\n"},
+    // Whatever has become of the sheet: the tracks stay until somebody says otherwise.
+    {"TracksStayWhileTheirSheetCannotBeUsed",
+     "sample disc/album.flac tone.flac\n put disc/other.mp3 O\n sheet disc/album.flac\n"
+     "mv disc/album.cue ../disk/album.cue\n ln ../disk/album.cue disc/album.cue\n"
+     "index => added 2; cue sheets: added 1\n star disc/album.flac#1 3\n"
+     "star disc/album.flac#2 3\n mv ../disk ../away\n"
+     "index => !unchanged 2\n says album.cue: not used, No such file\n"
+     "says album.flac: its tracks stay\n mv ../away ../disk\n"
+     "index => unchanged 2; cue sheets: unchanged 1\n"
+     "write ../disk/album.cue FILE \"album.flac\" WAVE|TRACK 01 AUDIO|INDEX 01 rubbish\n"
+     "index => !unchanged 2; cue sheets: changed 1\n says album.cue: not used, \n"
+     "says album.flac: its tracks stay\n"
+     "write ../disk/album.cue FILE \"none.flac\" WAVE|TRACK 01 AUDIO|INDEX 01 00:00:00|"
+     "TRACK 02 AUDIO|INDEX 01 00:00:50\n"
+     "put disc/album.mp3 P\n index => !added 1, unchanged 2; cue sheets: changed 1\n"
+     "says no use for its file\n says album.flac: its tracks stay\n rm disc/album.mp3\n"
+     "rm ../disk/album.cue\n mv disc moved\n"
+     "index => !moved 2, removed 1; cue sheets: removed 1\n"
+     "rows => moved/album.flac<disc/album.flac moved/album.flac#1<disc/album.flac#1*3"
+     " moved/album.flac#2<disc/album.flac#2*3 moved/other.mp3<disc/other.mp3\n"
+     "sheet ../disk/album.flac\n index => changed 1, unchanged 1; cue sheets: added 1\n"
+     "rows => moved/album.flac<disc/album.flac moved/album.flac#1<disc/album.flac#1*3"
+     " moved/album.flac#2<disc/album.flac#2*3 moved/other.mp3<disc/other.mp3\n"
+     "rm ../disk/album.cue\n index --purge => changed 1, unchanged 1; cue sheets: removed 1\n"
+     "rows => moved/album.flac<disc/album.flac moved/other.mp3<disc/other.mp3\n"},
     // Stars that came with the copy are none that somebody gave it.
     {"ACopyWithItsRecordOutlivesTheOriginal",
      "put a/1.mp3 A\n put a/2.mp3 B\n put a/album.mp3 C\n sheet a/album.mp3\n"
@@ -394,7 +435,12 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
         } else {
             std::string second;
             std::string user = "1030";
-            words >> first >> second >> user;
+            words >> first >> std::ws;
+            if (command == "write") {
+                std::getline(words, second);
+                std::replace(second.begin(), second.end(), '|', '\n');
+            }
+            words >> second >> user;
             if (command == "homes") {
                 EnableHomes(first == "on");
             } else if (command == "account") {

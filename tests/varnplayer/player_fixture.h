@@ -53,7 +53,7 @@ class PlayerProcess {
         return {std::istreambuf_iterator<char>(file), {}};
     }
 
-    // The wait status, once it ended; -1 when it has not in half a minute.
+    // The wait status, once it ended; -1 when it does not.
     int Wait() {
         int status = -1;
         if (Eventually([&] { return waitpid(pid_, &status, WNOHANG) == pid_; })) {

@@ -5,6 +5,7 @@
 #include <cstdlib>
 #include <string>
 
+#include "support/eventually.h"
 #include "support/sockets.h"
 #include "webapi/described.h"
 
@@ -48,7 +49,7 @@ class HttpClient {
     // Reads until so many bytes are there or the connection ends; false after some time without
     // any.
     bool Read(std::size_t atLeast, std::string &text,
-              std::chrono::milliseconds patience = std::chrono::seconds(10)) {
+              std::chrono::milliseconds patience = kPatience) {
         while (text.size() < atLeast) {
             pollfd waiting = {fd_, POLLIN, 0};
             if (poll(&waiting, 1, static_cast<int>(patience.count())) <= 0) {
@@ -64,7 +65,7 @@ class HttpClient {
         return true;
     }
 
-    HttpAnswer Answer(std::chrono::milliseconds patience = std::chrono::seconds(10)) {
+    HttpAnswer Answer(std::chrono::milliseconds patience = kPatience) {
         std::string text;
         EXPECT_TRUE(Read(std::string::npos, text, patience)) << "the server hangs";
         const std::size_t end = text.find("\r\n\r\n");
@@ -81,7 +82,7 @@ class HttpClient {
     }
 
     // The answer's status; 0 when none came in time.
-    int Status(std::chrono::milliseconds patience = std::chrono::seconds(10)) {
+    int Status(std::chrono::milliseconds patience = kPatience) {
         HttpAnswer answer;
         Read(13, answer.header, patience);
         return answer.Status();

@@ -151,10 +151,10 @@ TEST_F(KeptLists, ShowTheLibraryAsItIs) {
     Query(rows +
           "INSERT INTO directory (id, path, title) SELECT n, '/m' || CASE WHEN n > 1 THEN '/' || n "
           "ELSE '' END, md5(n::text) FROM generate_series(1, 211) n");
-    for (int step = 0; step < 20; ++step) {
+    for (int step = 0; step < 12; ++step) {
         ChangeSomething();
         MakeOld();
-        for (int n = 0; n < 5; ++n) {
+        for (int n = 0; n < 4; ++n) {
             CompareSongs(AnyRequest());
             CompareGroups(AnyRequest());
             CompareFolder(AnyRequest());

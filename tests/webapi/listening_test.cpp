@@ -77,12 +77,6 @@ TEST_F(Listening, PlaysAreCountedForTheirUserAlone) {
     EXPECT_EQ(Each(albums, "album_artist"), (Texts{"B", "", ""}));
     EXPECT_EQ(Names("Artist", "artists", "plays"), (Texts{"Abba", "B"}));
     EXPECT_EQ(CodeOf("Genre", "list", {{"sort_by", "plays"}}), 400);
-    for (const auto &[given, code] : {std::pair<Given, int>({{"songs", "music_7"}}, 404),
-                                      {{{"songs", "music_1"}, {"times", "1,2"}}, 400},
-                                      {{{"songs", "music_1"}, {"times", "-1"}}, 400},
-                                      {{{"songs", "dir_1"}}, 400}}) {
-        EXPECT_EQ(CodeOf("Play", "note", given), code);
-    }
 }
 
 TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
@@ -129,14 +123,6 @@ TEST_F(Listening, FavouritesOfSongsAlbumsAndArtists) {
     EXPECT_FALSE(entries[0]["additional"]["song_favourite"]["favourite"].asBool());
     EXPECT_TRUE(entries[1]["additional"]["song_favourite"]["favourite"].asBool());
     EXPECT_EQ(Ask("Favourite", "list")["artists"][0]["name"].asString(), "abba");
-    for (const auto &[given, code] : {std::pair<Given, int>({{"songs", "music_1,music_7"}}, 404),
-                                      {{{"album", "It's"}, {"album_artist", "nobody"}}, 404},
-                                      {{{"artist", "A%"}}, 404},
-                                      {{{"album", ""}}, 404},
-                                      {{{"songs", "music_1"}, {"artist", "B"}}, 400},
-                                      {{}, 400}}) {
-        EXPECT_EQ(CodeOf("Favourite", "add", given), code);
-    }
     Ask("Favourite", "remove", {{"artist", "ABBA"}}, "bob");
     EXPECT_EQ(Rows(), "0 2 1 1 0 0");
     for (const Given &given :
@@ -175,13 +161,7 @@ TEST_F(Listening, AQueueIsSharedByAUsersClients) {
     }
     Ask("Queue", "set", {{"songs", most}, {"current", "9999"}});
     EXPECT_EQ(Ask("Queue", "get")["current"].asInt(), 9999);
-    for (const Given &given : {Given{{"songs", most + ",music_1"}},
-                               {{"songs", "music_1"}, {"current", "1"}},
-                               {{"songs", "music_1"}, {"position", "-1"}},
-                               {{"songs", "http://x/y"}},
-                               {{"songs", "music_1"}, {"client", std::string(201, 'x')}}}) {
-        EXPECT_EQ(CodeOf("Queue", "set", given), 400);
-    }
+    EXPECT_EQ(CodeOf("Queue", "set", {{"songs", most + ",music_1"}}), 400);
     EXPECT_EQ(Ask("Queue", "get")["songs"].size(), 10000U);
     Ask("Queue", "set", {{"songs", ""}});
     EXPECT_EQ(Queue(), Texts{"0@0"});
@@ -202,11 +182,6 @@ TEST_F(Listening, RowsGoWithTheirSongAndTheirUser) {
         Ask("Bookmark", "set", mark("music_2", "2", "two\nlines"), user);
         Ask("Bookmark", "set", mark("music_2", "3", "'"), user);
         tonvale_service::NotePlaying(uid, 2, user);
-        const char *const another = uid == kAlice ? "music_7" : "music_6";
-        EXPECT_EQ(CodeOf("Bookmark", "set", mark(another, "0", ""), user), 404);
-        EXPECT_EQ(CodeOf("Bookmark", "remove", {{"song", another}}, user), 404);
-        EXPECT_EQ(CodeOf("Bookmark", "set", mark("music_1", "0", std::string(4001, 'x')), user),
-                  400);
     }
     EXPECT_EQ(Rows(), "4 4 2 2 4 2");
     Query("DELETE FROM track WHERE id = 1");
@@ -223,19 +198,7 @@ TEST_F(Listening, RowsGoWithTheirSongAndTheirUser) {
 
 TEST_F(Listening, RadioStationsAreChangedByAdministrators) {
     const Given jazz = {{"name", "Jazz \xE2\x99\xAB"}, {"stream", "https://r.example/a?b=c"}};
-    EXPECT_EQ(CodeOf("Radio", "add", jazz), 403);
     const std::string id = Ask("Radio", "add", jazz, "admin")["id"].asString();
-    for (const Given &given :
-         {Given{{"name", "x"}, {"stream", "ftp://r/a"}},
-          {{"name", "x"}, {"stream", "http://a b"}},
-          {{"name", "x\ny"}, {"stream", "http://r"}},
-          {{"name", "x"}, {"stream", ""}},
-          {{"name", "x"}, {"stream", "http://r"}, {"home_page", "javascript:alert(1)"}},
-          {{"name", "x"}, {"stream", "http://" + std::string(2000, 'r')}}}) {
-        EXPECT_EQ(CodeOf("Radio", "add", given, "admin"), 400);
-    }
-    EXPECT_EQ(CodeOf("Radio", "remove", {{"id", id}}), 403);
-    EXPECT_EQ(CodeOf("Radio", "remove", {{"id", "77"}}, "admin"), 404);
     Ask("Radio", "change",
         {{"id", id}, {"name", "Z"}, {"stream", "http://r"}, {"home_page", "http://h"}}, "admin");
     Ask("Radio", "add", {{"name", "A"}, {"stream", "http://r"}}, "admin");

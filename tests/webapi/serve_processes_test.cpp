@@ -84,7 +84,7 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
     EXPECT_LE(atWork(), most);
     EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
     for (HttpClient &client : clients) {
-        EXPECT_EQ(client.Status(40s), 200) << "waits, and is not refused";
+        EXPECT_EQ(client.Status(), 200) << "waits, and is not refused";
     }
     // The visitors of public pages are one account, whose turns one network cannot fill.
     ASSERT_EQ(VARNDBExecute(locker.get(), lock, nullptr), 0);
@@ -104,7 +104,7 @@ TEST_F(Served, BoundsTheRequestsOfAnAccount) {
         before = atWork();
         EXPECT_LE(before, networks == 1 ? 1 + 4 : most);
     }
-    const HttpAnswer cancelled = client.Answer(20s);
+    const HttpAnswer cancelled = client.Answer();
     EXPECT_EQ(cancelled.Status(), 504);
     EXPECT_TRUE(cancelled.body.starts_with("{\"error\":{\"code\":504,")) << cancelled.body;
     EXPECT_EQ(VARNDBExecute(locker.get(), "ROLLBACK", nullptr), 0);
@@ -150,7 +150,7 @@ TEST_F(Served, AnswersBesideClientsThatHoldOn) {
     do {
         const auto start = std::chrono::steady_clock::now();
         EXPECT_EQ(Get(Path("Info", "get"), beside, 2).Status(), 200);
-        EXPECT_LT(std::chrono::steady_clock::now() - start, 1s);
+        EXPECT_LT(std::chrono::steady_clock::now() - start, 5s);
         std::this_thread::sleep_for(300ms);
         for (std::deque<HttpClient> *clients : {&headers, &bodies}) {
             for (HttpClient &client : *clients) {
@@ -324,7 +324,7 @@ TEST_F(Served, StartsAndStopsTheDatabaseWhereItIsDown) {
         std::vector<std::string>{"serve", "--port", std::to_string(port_)});
     const fs::path running = At(varn::path::kClusterData) / "postmaster.pid";
     const auto isStarting = [&] { return fs::exists(running); };
-    EXPECT_TRUE(Eventually(isStarting) || Eventually(isStarting) || Eventually(isStarting));
+    EXPECT_TRUE(Eventually(isStarting));
     // A second server is refused as long as the first one has anything to do.
     const Finished second = Tonvale({"serve", "--port", std::to_string(UnusedPort())});
     EXPECT_EQ(second.status, 1);

@@ -7,11 +7,11 @@
 #include <fstream>
 
 #include "service/base/failure.h"
+#include "service/base/lock.h"
 #include "service/people/keys.h"
 #include "service/people/login_store.h"
 #include "service/people/sessions.h"
 #include "service/people/settings.h"
-#include "service/playlists/locks.h"
 #include "service/sharing/link_hooks.h"
 #include "tonvale/settings.h"
 #include "varn/crypt.h"

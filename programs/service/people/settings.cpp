@@ -8,7 +8,7 @@
 #include <utility>
 
 #include "service/base/failure.h"
-#include "service/playlists/locks.h"
+#include "service/base/lock.h"
 #include "service/sharing/link_hooks.h"
 #include "tonvale/settings.h"
 #include "varn/handles.h"
@@ -60,6 +60,15 @@ bool HasAccount(uid_t uid) {
     }
     return user != nullptr;
 }
+
+// Holds off the other writers of the users file and the custom keys. Take it before reading what is
+// to be changed.
+class SettingsLock : public Lock {
+  public:
+    SettingsLock()
+        : Lock(SystemPath(varn::path::kUsersFile) + ".lock", Kind::kWrite,
+               Reason::kSettingsLocked) {}
+};
 
 // The library's own save would show readers, who take no lock, half a file. Called under a
 // SettingsLock. The file belongs to the package.

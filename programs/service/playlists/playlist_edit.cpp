@@ -19,10 +19,10 @@
 
 #include "service/base/failure.h"
 #include "service/base/text.h"
-#include "service/playlists/locks.h"
 #include "service/playlists/playlist_place.h"
 #include "service/playlists/playlist_songs.h"
 #include "service/playlists/playlists.h"
+#include "service/playlists/playlists_lock.h"
 #include "service/sharing/link_hooks.h"
 #include "tonvale/library.h"
 #include "tonvale/media.h"

@@ -17,7 +17,7 @@
 #include <utility>
 #include <vector>
 
-#include "service/playlists/locks.h"
+#include "service/playlists/playlists_lock.h"
 #include "service/songs/music_places.h"
 #include "tonvale/paths.h"
 #include "varn/account.h"

@@ -11,8 +11,8 @@
 
 #include "service/base/failure.h"
 #include "service/lists/tracks.h"
-#include "service/playlists/locks.h"
 #include "service/playlists/playlist_place.h"
+#include "service/playlists/playlists_lock.h"
 #include "service/sharing/link_hooks.h"
 #include "varn/handles.h"
 #include "varn/playlistsvc.h"

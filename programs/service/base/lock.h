@@ -4,7 +4,6 @@
 #include <string>
 
 #include "service/base/failure.h"
-#include "service/playlists/playlist_target.h"
 #include "varn/descriptor.h"
 
 namespace tonvale_service {
@@ -22,20 +21,6 @@ class Lock {
 
   private:
     varn::UniqueFd file_;
-};
-
-// Holds off the other writers of the users file and the custom keys. Take it before reading what is
-// to be changed.
-class SettingsLock : public Lock {
-  public:
-    SettingsLock();
-};
-
-// The rows and files of a collection's playlists stay together for as long as the object lives: who
-// changes them takes this lock, and looks up row and path under it.
-class PlaylistsLock : public Lock {
-  public:
-    PlaylistsLock(const Collection &collection, Kind kind);
 };
 
 }  // namespace tonvale_service

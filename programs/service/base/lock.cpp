@@ -1,4 +1,4 @@
-#include "service/playlists/locks.h"
+#include "service/base/lock.h"
 
 #include <fcntl.h>
 #include <sys/file.h>
@@ -12,7 +12,6 @@
 #include <thread>
 
 #include "varn/run_as.h"
-#include "varn/systempath.h"
 
 namespace tonvale_service {
 
@@ -53,12 +52,6 @@ varn::UniqueFd OpenLock(const std::string &path) {
     return varn::UniqueFd(open(path.c_str(), kFlags));
 }
 
-std::string ListsLockFile(const Collection &collection) {
-    const std::filesystem::path users = SystemPath(varn::path::kUsersFile);
-    const std::string whose = collection.personal ? std::to_string(collection.uid) : "shared";
-    return users.parent_path() / ("playlists." + whose + ".lock");
-}
-
 }  // namespace
 
 Lock::Lock(const std::string &path, Kind kind, Reason reason) : file_(OpenLock(path)) {
@@ -67,11 +60,5 @@ Lock::Lock(const std::string &path, Kind kind, Reason reason) : file_(OpenLock(p
         throw Failure(reason, path);
     }
 }
-
-SettingsLock::SettingsLock()
-    : Lock(SystemPath(varn::path::kUsersFile) + ".lock", Kind::kWrite, Reason::kSettingsLocked) {}
-
-PlaylistsLock::PlaylistsLock(const Collection &collection, Kind kind)
-    : Lock(ListsLockFile(collection), kind, Reason::kPlaylistLocked) {}
 
 }  // namespace tonvale_service
