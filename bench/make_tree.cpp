@@ -13,10 +13,11 @@
 #include <unistd.h>
 
 #include <CLI/CLI.hpp>
-#include <algorithm>
 #include <array>
+#include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <memory>
 #include <random>
 #include <stdexcept>
 #include <string>
@@ -27,7 +28,7 @@ namespace {
 
 constexpr int kTracksPerAlbum = 10;
 constexpr int kAlbumsPerArtist = 4;
-constexpr unsigned kPictureBytes = 500'000;
+constexpr std::size_t kPictureBytes = 500'000;
 
 constexpr std::array kAdjectives = {"Silent", "Étoile", "Golden", "Überall", "Broken", "Northern",
                                     "夜の",   "Paper",  "Ночной", "Velvet",  "Hollow", "Señor"};
@@ -137,12 +138,29 @@ std::string Id3(const Album &album, const TagLib::PropertyMap &texts) {
     return {bytes.data(), bytes.size()};
 }
 
-// Begins as JPEG does, for the programs that look no further.
+// A JPEG of some 500 kB.
+const std::string &Noise() {
+    static const std::string noise = [] {
+        const std::unique_ptr<std::FILE, decltype(&pclose)> converter(
+            popen("convert -seed 1 -size 900x900 xc:gray +noise Random -quality 85 jpg:-", "r"),
+            pclose);
+        std::string picture(2 * kPictureBytes, '\0');
+        picture.resize(std::fread(picture.data(), 1, picture.size(), converter.get()));
+        if (picture.size() < kPictureBytes) {
+            throw std::runtime_error("convert makes no picture");
+        }
+        return picture;
+    }();
+    return noise;
+}
+
+// With the album's title as a comment, so that no two are the same.
 TagLib::ByteVector Picture(const Album &album) {
-    TagLib::ByteVector picture(kPictureBytes, '\0');
-    const std::string begin = "\xFF\xD8\xFF\xE0 " + album.title;
-    std::copy(begin.begin(), begin.end(), picture.begin());
-    return picture;
+    constexpr std::size_t kStart = 2;
+    const std::string size = {'\0', static_cast<char>(album.title.size() + 2)};
+    std::string picture = Noise();
+    picture.insert(kStart, "\xFF\xFE" + size + album.title);
+    return {picture.data(), static_cast<unsigned>(picture.size())};
 }
 
 std::string Flac(const bench::Song &song, const TagLib::PropertyMap &texts,

@@ -157,13 +157,13 @@ TEST_F(CoverApi, FollowsLinksToTheOwnersMusicOnly) {
         {root() / "volume1/homes/bob/music/real", false, false},
         {scratch() / "outside", false, false}};
     for (const auto &[target, forShared, forOwn] : links) {
-        Touch(target / "cover.jpg", kJpeg);
         for (const fs::path &folder : {music, home}) {
             fs::remove(folder / "album");
             fs::create_directory_symlink(target, folder / "album");
         }
         for (const std::string id : {"music_1", "music_2"}) {
             SCOPED_TRACE(target.string() + " " + id);
+            Touch(target / "cover.jpg", kJpeg);
             const bool isShown = id == "music_1" ? forShared : forOwn;
             for (const char *size : {"&size=original", "&size=scaled"}) {
                 const Answer answer = Get("&id=" + id + size);
@@ -230,8 +230,12 @@ TEST_F(CoverApi, MakesTheSmallCopy) {
         EXPECT_EQ(Body(scaled), small.body);
     }
     fs::remove_all(scratch() / "@eaDir");
-    fs::remove(At(varn::path::kConvert));
+    fs::rename(At(varn::path::kConvert), scratch() / "convert");
     EXPECT_EQ(Body(scaled), ReadFile(cover)) << "better than none";
+    fs::rename(scratch() / "convert", At(varn::path::kConvert));
+    EXPECT_EQ(Body(scaled), ReadFile(cover)) << "not tried again so soon";
+    Draw("600x900", cover);
+    EXPECT_NE(Body(scaled), ReadFile(cover)) << "another picture";
 }
 
 TEST_F(CoverApi, KeepsCopiesOfAnySideWithinABound) {

@@ -107,7 +107,8 @@ Slot::Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds pa
 }
 
 Slot ScalingSlot() {
-    return Slot("picture-", std::max(1U, std::thread::hardware_concurrency()));
+    constexpr std::chrono::seconds kPatience{1};
+    return Slot("picture-", std::max(1U, std::thread::hardware_concurrency()), kPatience);
 }
 
 }  // namespace tonvale_service

@@ -31,7 +31,7 @@ class Slot {
     bool isUnknown_ = false;
 };
 
-// For making a picture smaller: as many turns as there are processors.
+// For making a picture smaller: as many turns as processors. Waits a second for one.
 Slot ScalingSlot();
 
 }  // namespace tonvale_service

@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cerrno>
+#include <filesystem>
 #include <system_error>
 #include <utility>
 
@@ -69,13 +70,21 @@ std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const P
             return ready;
         }
     }
+    if (HasFailed(picture, kUsualSide)) {
+        return "";
+    }
     beforeMaking();
     const Slot slot = ScalingSlot();
+    if (!slot) {
+        return "";
+    }
     const std::string open = varn::DescriptorPath(fileno(picture.file.get()));
-    return slot && VARNAudioGetScaleCoverPath(song.HeldPath().c_str(), open.c_str(), scaled.data(),
-                                              static_cast<int>(scaled.size())) == 0
-               ? scaled.data()
-               : "";
+    if (VARNAudioGetScaleCoverPath(song.HeldPath().c_str(), open.c_str(), scaled.data(),
+                                   static_cast<int>(scaled.size())) != 0) {
+        NoteFailure(picture, kUsualSide);
+        return "";
+    }
+    return scaled.data();
 }
 
 // The picture from the tags of a song before one in its folder.
@@ -115,6 +124,19 @@ Picture OpenCoverOf(uid_t owner, const std::string &path, int side, void (*befor
                        ? OpenBeside(song, ScaledCopy(song, cover, picture, beforeMaking))
                        : OpenCopy(picture, side, beforeMaking);
     return copy.type.empty() ? std::move(picture) : std::move(copy);
+}
+
+bool HasNoPictures(const std::string &folder) {
+    PathBuffer path{};
+    const int size = static_cast<int>(path.size());
+    if (VARNAudioGetFolderCoverPath(folder.c_str(), path.data(), size) == 0 ||
+        VARNEADirPath((folder + "/x").c_str(), path.data(), path.size()) != 0) {
+        return false;
+    }
+    const varn::RunAs root(varn::Who::kRoot);
+    struct stat info {};
+    return lstat(std::filesystem::path(path.data()).parent_path().c_str(), &info) != 0 &&
+           errno == ENOENT;
 }
 
 Picture FetchCover(const std::string &url) {

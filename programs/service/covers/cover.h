@@ -42,6 +42,10 @@ Picture OpenPicture(const std::string &path);
 // the package's account.
 Picture OpenCoverOf(uid_t owner, const std::string &path, int side, void (*beforeMaking)());
 
+// True for a folder in which no song has a picture: neither the folder has one, nor is there a place
+// for those from tags.
+bool HasNoPictures(const std::string &folder);
+
 // The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the
 // address may lead is the caller's to check. Throws a Failure.
 Picture FetchCover(const std::string &url);

@@ -1,11 +1,13 @@
 #include "service/covers/cover_copies.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <ctime>
 #include <filesystem>
 #include <system_error>
 #include <vector>
@@ -13,6 +15,7 @@
 #include "service/base/slot.h"
 #include "tonvale/media.h"
 #include "varn/descriptor.h"
+#include "varn/run_as.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -23,19 +26,27 @@ namespace fs = std::filesystem;
 
 constexpr off_t kMostBytes = off_t{256} << 20;
 
+// A copy that could not be made is tried again after this time.
+constexpr time_t kTryAgainSeconds = 3600;
+
 std::string Folder() {
     return SystemPath(varn::path::kCoverCopies);
 }
 
 // One version of one picture, in one size.
-std::string NameOf(const struct stat &info, int side) {
+std::string FileOf(const struct stat &info, int side) {
     std::array<char, 128> name{};
     std::snprintf(name.data(), name.size(), "%lx-%lx-%lx.%lx-%lx-%d.jpg",
                   static_cast<unsigned long>(info.st_ino), static_cast<unsigned long>(info.st_dev),
                   static_cast<unsigned long>(info.st_mtim.tv_sec),
                   static_cast<unsigned long>(info.st_mtim.tv_nsec),
                   static_cast<unsigned long>(info.st_size), side);
-    return name.data();
+    return Folder() + "/" + name.data();
+}
+
+// An empty file that tells of a copy that could not be made.
+std::string MarkOf(const Picture &picture, int side) {
+    return FileOf(picture.info, -side);
 }
 
 // Notes in the time of access, whatever the disk's own habit is, that a copy is used.
@@ -80,15 +91,38 @@ void MakeRoom() {
 
 }  // namespace
 
+bool HasFailed(const Picture &picture, int side) {
+    const varn::RunAs package(varn::Who::kPackage);
+    struct stat mark {};
+    return stat(MarkOf(picture, side).c_str(), &mark) == 0 &&
+           std::time(nullptr) - mark.st_mtim.tv_sec < kTryAgainSeconds;
+}
+
+void NoteFailure(const Picture &picture, int side) {
+    const varn::RunAs package(varn::Who::kPackage);
+    const varn::UniqueFd mark(
+        open(MarkOf(picture, side).c_str(), O_WRONLY | O_CREAT | O_NOFOLLOW | O_CLOEXEC, 0600));
+    if (mark) {
+        futimens(mark.Get(), nullptr);
+    }
+}
+
 Picture OpenCopy(const Picture &picture, int side, void (*beforeMaking)()) {
-    const std::string path = Folder() + "/" + NameOf(picture.info, side);
+    const std::string path = FileOf(picture.info, side);
     if (Picture ready = OpenUsed(path); ready.file) {
         return ready;
+    }
+    if (HasFailed(picture, side)) {
+        return {};
     }
     beforeMaking();
     const Slot slot = ScalingSlot();
     const std::string open = varn::DescriptorPath(fileno(picture.file.get()));
-    if (!slot || VARNAudioScaleImageTo(open.c_str(), path.c_str(), side) != 0) {
+    if (!slot) {
+        return {};
+    }
+    if (VARNAudioScaleImageTo(open.c_str(), path.c_str(), side) != 0) {
+        NoteFailure(picture, side);
         return {};
     }
     MakeRoom();

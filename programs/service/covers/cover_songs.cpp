@@ -71,12 +71,20 @@ std::vector<CoverSong> CoverSongsOf(uid_t uid, std::vector<std::string> ids) {
 
 std::optional<Picture> FirstCover(const std::vector<CoverSong> &songs, int side,
                                   void (*beforeMaking)()) {
+    std::optional<std::string> bare;  // the last folder that has no pictures
     for (const auto &[owner, path] : songs) {
+        const std::string folder = path.substr(0, path.rfind('/'));
+        if (folder == bare) {
+            continue;
+        }
         try {
             return OpenCoverOf(owner, path, side, beforeMaking);
         } catch (const Failure &failure) {
             if (failure.Class() != FailureClass::kNotFound) {
                 throw;
+            }
+            if (failure.Why() == Reason::kNoCover && HasNoPictures(folder)) {
+                bare = folder;
             }
         }
     }

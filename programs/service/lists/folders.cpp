@@ -71,16 +71,20 @@ int64_t Total(const ListRequest &request, int table, const std::string &conditio
 // Where a folder is, and the version of the library that has it there.
 struct Place {
     std::string path;
+    bool hasSongs;  // whoever may see them
     Version version;
 };
 
 Place PlaceOf(const ListRequest &request, int row) {
     const Tonvale::MediaHandle rows =
-        Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1, VersionColumns(request.uid));
+        Open(request, *varn::Sql("id = @VARN:INT", row), "", 0, 1,
+             "EXISTS (SELECT FROM (SELECT folder_of(path) AS folder FROM track) t"
+             " WHERE folder = path) AS has_songs, " +
+                 VersionColumns(request.uid));
     if (rows->rowCount == 0) {
         throw Failure(Reason::kNoSuchFolder, std::to_string(row));
     }
-    return {FieldOf(rows, 0, "path"), VersionOf(rows)};
+    return {FieldOf(rows, 0, "path"), FieldOf(rows, 0, "has_songs") == "t", VersionOf(rows)};
 }
 
 // A path out of the database always is a text that can stand in a statement.
@@ -171,6 +175,7 @@ constexpr int64_t kMostUnkept = 200;
 struct Inside {
     std::string folders;
     std::string songs;
+    bool hasSongs;  // the join of songs takes longer than all the rest
     std::string folderOrder;
     std::string songOrder;
 
@@ -218,6 +223,33 @@ std::unique_ptr<SongPage> KeptPage(const ListRequest &request, const ListPart &p
     return page;
 }
 
+// A part of a folder's songs, and how many it has in all.
+struct SongsInside {
+    Tonvale::MediaHandle rows;  // null for none
+    int64_t total;
+};
+
+// `limit` is empty for none of them.
+SongsInside OpenSongs(const ListRequest &request, const Inside &inside, int offset,
+                      std::optional<int> limit, const TrackWriter &writer) {
+    if (!inside.hasSongs) {
+        return {nullptr, 0};
+    }
+    if (!limit) {
+        return {nullptr, Count(request, VARN_TABLE_MUSIC, inside.songs)};
+    }
+    const std::string columns = TrackColumns(writer) + ", " + VersionColumns(request.uid);
+    Tonvale::MediaHandle rows(AudioInfoDBOpen(
+        request.library.c_str(), request.uid, VARN_TABLE_MUSIC, columns.c_str(),
+        inside.songs.c_str(), nullptr, inside.songOrder.c_str(), offset, *limit, 0));
+    if (!rows) {
+        NoAnswer();
+    }
+    const int64_t total =
+        Total(request, VARN_TABLE_MUSIC, inside.songs, {offset, *limit, rows->rowCount});
+    return {std::move(rows), total};
+}
+
 // A page that is read from the database.
 std::unique_ptr<SongPage> ReadPage(const ListRequest &request, const Inside &inside,
                                    const Version &before, const TrackWriter &writer) {
@@ -230,29 +262,18 @@ std::unique_ptr<SongPage> ReadPage(const ListRequest &request, const Inside &ins
             list.append(ObjectOf(found, i));
         }
     }
-    const auto folders = static_cast<int>(
-        std::min<int64_t>(Total(request, VARN_TABLE_DIRECTORY, inside.folders,
-                                {request.offset, request.limit, static_cast<int>(list.size())}),
-                          INT_MAX));
-
-    // A limit of 0 means no limit, so that a page that is full already asks for no song another
-    // way.
-    const int left = std::max(request.limit - static_cast<int>(list.size()), 0);
-    const bool isFull = request.limit > 0 && left == 0;
-    const int offset = std::max(request.offset - folders, 0);
-    const std::string columns =
-        isFull ? "id" : TrackColumns(writer) + ", " + VersionColumns(request.uid);
-    Tonvale::MediaHandle rows(
-        AudioInfoDBOpen(request.library.c_str(), request.uid, VARN_TABLE_MUSIC, columns.c_str(),
-                        isFull ? "false" : inside.songs.c_str(), nullptr, inside.songOrder.c_str(),
-                        offset, isFull ? 1 : left, 0));
-    if (!rows) {
-        NoAnswer();
-    }
-    const int64_t songs =
-        isFull ? Count(request, VARN_TABLE_MUSIC, inside.songs)
-               : Total(request, VARN_TABLE_MUSIC, inside.songs, {offset, left, rows->rowCount});
-    const Version seen = rows->rowCount > 0 ? VersionOf(rows) : ReadVersion(request.uid);
+    const auto count = static_cast<int>(list.size());
+    const auto folders =
+        static_cast<int>(std::min<int64_t>(Total(request, VARN_TABLE_DIRECTORY, inside.folders,
+                                                 {request.offset, request.limit, count}),
+                                           INT_MAX));
+    // To the library a limit of 0 means none: a page that is full takes no songs.
+    const bool isFull = request.limit > 0 && count >= request.limit;
+    auto [rows, songs] = OpenSongs(
+        request, inside, std::max(request.offset - folders, 0),
+        isFull ? std::nullopt : std::optional(std::max(request.limit - count, 0)), writer);
+    const bool hasRows = rows && rows->rowCount > 0;
+    const Version seen = hasRows ? VersionOf(rows) : ReadVersion(request.uid);
     auto page =
         std::make_unique<SongPage>(std::move(rows), writer, request.offset, folders + songs);
     page->SetVersion(seen == before ? before : Version());
@@ -341,10 +362,11 @@ std::unique_ptr<FolderPage> ListFolders(const ListRequest &request, int below,
 
 std::unique_ptr<SongPage> ListInside(const ListRequest &request, int row,
                                      const TrackWriter &writer) {
-    const Place place = row != 0 ? PlaceOf(request, row) : Place{"", ReadVersion(request.uid)};
+    const Place place =
+        row != 0 ? PlaceOf(request, row) : Place{"", false, ReadVersion(request.uid)};
     const std::string here = row != 0 ? InFolder(place.path) : "";
     const Inside inside = {row != 0 ? here : Roots(writer.userName), row != 0 ? here : "false",
-                           Expression(kByName) + ", path",
+                           place.hasSongs, Expression(kByName) + ", path",
                            writer.GetSortOrderString("path", "ASC")};
     auto page = PageInside(request, inside, place.version, writer);
     page->Head()["trail"] = row != 0 ? TrailTo(request, place.path) : Json::Value(Json::arrayValue);

@@ -17,11 +17,13 @@ const std::vector<std::string> &AllKinds() {
 
 std::vector<std::string> BrowsableKinds(uid_t uid) {
     const bool showsVirtual = AudioFileGetUserShowVirtualLib(uid);
+    std::string meant;
+    const bool hasPersonal = NormalizeLibraryKind("personal", uid, meant) == 0;
+    const bool hasShared = hasPersonal || NormalizeLibraryKind("shared", uid, meant) == 0;
     std::vector<std::string> kinds;
     for (const std::string &kind : AllKinds()) {
-        std::string meant;
         if ((showsVirtual || !kind.starts_with("virtual")) &&
-            NormalizeLibraryKind(kind.c_str(), uid, meant) == 0 && meant == kind) {
+            (hasPersonal || (hasShared && kind.ends_with("shared")))) {
             kinds.push_back(kind);
         }
     }

@@ -55,7 +55,7 @@ std::string TrackColumns(const Tonvale::webapi::WebapiLibrary &writer);
 void AppendTracks(const Tonvale::webapi::WebapiLibrary &writer, PVLIBSZHASH *ratings,
                   PLAYLIST_REC *first, Json::Value &tracks);
 
-// A page of track objects, "songs", from rows of TrackColumns. A few songs are held at a time.
+// A page of track objects, "songs", from rows of TrackColumns or null. A few are held at a time.
 class SongPage : public Page {
   public:
     SongPage(Tonvale::MediaHandle rows, const TrackWriter &writer, int offset, int64_t total);

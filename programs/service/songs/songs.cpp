@@ -66,11 +66,11 @@ std::string IdCondition(const std::set<int> &ids) {
     return "id IN (" + list + ")";
 }
 
-// The songs with these ids that the request's library has, in this order.
+// The songs with these ids that the request's library has, in this order; null for no ids.
 Tonvale::MediaHandle OpenInOrder(const ListRequest &request, const std::vector<int> &ids,
                                  const std::string &columns) {
     if (ids.empty()) {
-        return OpenRows(request.library, request.uid, "id", "false");  // no join to plan
+        return nullptr;
     }
     std::string places;
     for (std::size_t i = 0; i < ids.size(); ++i) {
@@ -312,7 +312,7 @@ std::unique_ptr<SongPage> SongsOfVersion(const ListRequest &request, const std::
         OpenInOrder(request, rows, TrackColumns(writer) + ", " + VersionColumns(request.uid));
     const Version seen = rows.empty() ? version : VersionOf(found);
     if (!seen.songs || seen.songs != version.songs ||
-        found->rowCount != static_cast<int>(rows.size())) {
+        (found && found->rowCount != static_cast<int>(rows.size()))) {
         return nullptr;
     }
     auto page = std::make_unique<SongPage>(std::move(found), writer, request.offset, total);
