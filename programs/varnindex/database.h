@@ -13,11 +13,13 @@ using varn::Transaction;
 class Database : public varn::Database {
   public:
     // Connects as the package's role; throws DatabaseError.
-    Database();
+    Database() : varn::Database(varn::ConnectLibrary()) {}
 
     // Keeps other indexers away from this library until the connection ends; false when one is at
-    // work.
-    bool TakeIndexLock();
+    // work. The key is "varnindx", for every version of the indexer.
+    bool TakeIndexLock() {
+        return Query("SELECT WHERE pg_try_advisory_lock(8530224987757241464)").Count() > 0;
+    }
 };
 
 }  // namespace varnindex

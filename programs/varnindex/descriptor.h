@@ -1,6 +1,8 @@
 // Descriptors, and what errno says about them.
 #pragma once
 
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <sys/types.h>
 #include <unistd.h>
 
@@ -16,6 +18,18 @@
 namespace varnindex {
 
 using Descriptor = varn::UniqueFd;
+
+// Opens a regular file without waiting for anything; none with errno set, which is EINVAL for what
+// is no such file. `flags` are more than those that every file gets.
+inline Descriptor OpenPlain(const std::string &path, int flags, struct stat &info,
+                            int folder = AT_FDCWD) {
+    Descriptor file(::openat(folder, path.c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
+    if (file && (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))) {
+        file = Descriptor();
+        errno = EINVAL;
+    }
+    return file;
+}
 
 // What a file holds, from its beginning; none with errno set, which is EFBIG for more than `most`
 // bytes.

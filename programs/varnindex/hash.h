@@ -15,10 +15,10 @@ class Hasher {
     Hasher &Add(std::string_view bytes) {
         Mix(bytes.size());
         for (; bytes.size() >= sizeof(std::uint64_t); bytes.remove_prefix(sizeof(std::uint64_t))) {
-            Mix(LittleEndian(bytes.substr(0, sizeof(std::uint64_t))));
+            Mix(Word(bytes.substr(0, sizeof(std::uint64_t))));
         }
         if (!bytes.empty()) {
-            Mix(LittleEndian(bytes));
+            Mix(Word(bytes));
         }
         return *this;
     }
@@ -37,12 +37,9 @@ class Hasher {
     }
 
   private:
-    static std::uint64_t LittleEndian(std::string_view bytes) {
+    static std::uint64_t Word(std::string_view bytes) {
         std::uint64_t word = 0;
         std::memcpy(&word, bytes.data(), bytes.size());
-        if constexpr (std::endian::native == std::endian::big) {
-            word = __builtin_bswap64(word);
-        }
         return word;
     }
 

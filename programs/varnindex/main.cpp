@@ -1,14 +1,9 @@
 // varnindex: brings the library database in step with folders of music.
 #include <syslog.h>
-#include <unistd.h>
 
 #include <CLI/CLI.hpp>
 #include <filesystem>
 #include <iostream>
-#include <optional>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "varn/db.h"
 #include "varn/host.h"
@@ -253,6 +248,17 @@ int Index(Options options) {
     }
 }
 
+int RemovePlaylistRow(const std::string &id) {
+    const auto number = varnindex::ParseRowId(id);
+    if (!number) {
+        return Complain(varnindex::Printable(id) + " is no playlist's id: digits only");
+    }
+    varnindex::Database database;
+    return RemovePlaylist(database, *number)
+               ? EXIT_SUCCESS
+               : Complain("the library has no playlist with the id " + std::to_string(*number));
+}
+
 int Run(const Options &options) {
     if (options.inspected) {
         varnindex::SilenceTagLib();
@@ -263,7 +269,7 @@ int Run(const Options &options) {
     if (const auto schema = varn::host::CheckSchema(); !schema) {
         return Complain(schema.Message());
     }
-    return options.removedId ? varnindex::RemovePlaylistRow(*options.removedId) : Index(options);
+    return options.removedId ? RemovePlaylistRow(*options.removedId) : Index(options);
 }
 
 void AddOptions(CLI::App &app, Options &options) {

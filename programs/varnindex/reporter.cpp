@@ -15,9 +15,7 @@ constexpr auto kRedraw = std::chrono::milliseconds(100);
 // Minutes and seconds, "2:05".
 std::string Minutes(double seconds) {
     const auto whole = static_cast<long long>(seconds + 0.5);
-    std::ostringstream text;
-    text << whole / 60 << ':' << (whole % 60 < 10 ? "0" : "") << whole % 60;
-    return text.str();
+    return std::to_string(whole / 60) + (whole % 60 < 10 ? ":0" : ":") + std::to_string(whole % 60);
 }
 
 }  // namespace

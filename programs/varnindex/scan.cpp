@@ -1,8 +1,6 @@
 #include "varnindex/scan.h"
 
 #include <filesystem>
-#include <thread>
-#include <utility>
 
 #include "varn/sql.h"
 #include "varnindex/compare/held_back.h"
@@ -12,10 +10,8 @@
 #include "varnindex/observe/own_folders.h"
 #include "varnindex/observe/walk.h"
 #include "varnindex/read/names.h"
-#include "varnindex/read/readers.h"
 #include "varnindex/settle/outbox.h"
 #include "varnindex/write/copy_rows.h"
-#include "varnindex/write/folder_rows.h"
 #include "varnindex/write/store.h"
 
 namespace varnindex {
@@ -70,7 +66,6 @@ class Scan {
     void Write(Change change);
     bool RestampIfSame(const ReadWork &read, bool hasKeptTracks);
     bool KeepsTracks(const ReadWork &read, int id);
-    void WriteSong(int id, ReadWork read, bool keepsTracks);
     bool IsBack(const KnownRow &row);
     void SettleLists();
     void RemoveLeft();
@@ -177,8 +172,7 @@ void Scan::CompareSong(Work work) {
         return;
     }
     matching_.AddToRead(work);
-    ++toRead_;
-    if (toRead_ <= kMostRemembered) {
+    if (++toRead_ <= kMostRemembered) {
         remembered_.push_back(std::move(work));
     }
 }
@@ -204,13 +198,12 @@ void Scan::ReadFiles() {
     reporter_.StartPhase("Indexing", toRead_);
     const auto pictures = options_.dryRun ? Pictures::kCount : Pictures::kStore;
     Readers readers(std::thread::hardware_concurrency(), pictures);
-    std::vector<Work> remembered = std::exchange(remembered_, {});
     if (toRead_ > kMostRemembered) {
-        remembered.clear();
         ReadByWalking(readers);
-    }
-    for (Work &work : remembered) {
-        Read(readers, std::move(work));
+    } else {
+        for (Work &work : remembered_) {
+            Read(readers, std::move(work));
+        }
     }
     while (!readers.IsEmpty()) {
         Take(readers);
@@ -289,7 +282,13 @@ void Scan::Write(Change change) {
             ++counts_.moved;
             break;
     }
-    WriteSong(change.id, std::move(change.read), keepsTracks);
+    Song &song = *change.read.result.song;
+    if (keepsTracks) {
+        song.sheetStamp = ~song.sheetStamp;  // none that a folder has: it is looked at again
+        store_.Write(change.id, std::move(song), std::nullopt);
+    } else {
+        store_.Write(change.id, std::move(song), std::move(change.read.tracks));
+    }
 }
 
 // Returns true when only the cue sheets of the folder are others, and split neither this song nor
@@ -328,17 +327,6 @@ bool Scan::KeepsTracks(const ReadWork &read, int id) {
         heldBack_.AddTracks(read.work.path);
     }
     return hasTracks;
-}
-
-// With kept tracks the stamp is none that a folder has, so that the song is looked at again.
-void Scan::WriteSong(int id, ReadWork read, bool keepsTracks) {
-    Song &song = *read.result.song;
-    if (keepsTracks) {
-        song.sheetStamp = ~song.sheetStamp;
-        store_.WriteWithItsTracks(id, std::move(song));
-    } else {
-        store_.Write(id, std::move(song), std::move(read.tracks));
-    }
 }
 
 // True for a row that stays because its file is there again: an editor puts a new one in place of

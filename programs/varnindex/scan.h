@@ -1,10 +1,6 @@
 // Brings the library in step with the folders.
 #pragma once
 
-#include <cstddef>
-#include <string>
-#include <vector>
-
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
 #include "varnindex/observe/folders.h"

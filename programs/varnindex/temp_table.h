@@ -1,7 +1,6 @@
 // A temporary table that is filled by COPY.
 #pragma once
 
-#include <string>
 #include <utility>
 
 #include "varnindex/copy_line.h"
@@ -32,6 +31,8 @@ class TempTable {
             database_.Execute("CREATE TEMP TABLE " + name_ + " (" + columns_ + ")");
         }
     }
+
+    bool IsMade() const { return isMade_; }
 
     // Writes out what was added, and returns false when there is no table.
     bool Flush() {

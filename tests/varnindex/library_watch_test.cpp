@@ -146,14 +146,14 @@ TEST_F(LibraryWatchTest, APlaylistRowIsRemovedByItsId) {
     };
     for (const char *bad : {"", "-5", "+5", "5 ", " 5", "0", "5x", "0x5", "5 OR true", "6",
                             "4294967301", "99999999999999999999"}) {
-        EXPECT_EQ(varnindex::RemovePlaylistRow(bad), 1) << bad;
+        EXPECT_NE(Index({"-d", bad}).status, 0) << bad;
     }
     EXPECT_EQ(left(), "5,7,50");
-    EXPECT_TRUE(Logged("no playlist with the id 6"));
-    EXPECT_EQ(varnindex::RemovePlaylistRow("5"), 0);
-    EXPECT_EQ(varnindex::RemovePlaylistRow("007"), 0);
+    EXPECT_NE(Index({"-d", "6"}).err.find("no playlist with the id 6"), std::string::npos);
+    EXPECT_EQ(Index({"-d", "5"}).status, 0);
+    EXPECT_EQ(Index({"-d", "007"}).status, 0);
     EXPECT_EQ(left(), "50");
-    EXPECT_EQ(varnindex::RemovePlaylistRow("5"), 1);
+    EXPECT_EQ(Index({"-d", "5"}).status, 1);
 }
 
 }  // namespace

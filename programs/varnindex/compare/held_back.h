@@ -1,10 +1,6 @@
 // Rows that stay because what they are about cannot be looked at, and what is said of them.
 #pragma once
 
-#include <cstddef>
-#include <string>
-#include <vector>
-
 #include "varnindex/compare/known.h"
 #include "varnindex/observe/folders.h"
 #include "varnindex/reporter.h"

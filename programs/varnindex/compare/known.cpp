@@ -1,5 +1,8 @@
 #include "varnindex/compare/known.h"
 
+#include <string_view>
+
+#include "varn/number.h"
 #include "varn/sql.h"
 
 namespace varnindex {
@@ -9,7 +12,7 @@ namespace {
 // ^@ is "begins with": no character of a path means anything to it.
 constexpr const char kDeclare[] =
     "DECLARE known_file NO SCROLL CURSOR WITH HOLD FOR SELECT *,"
-    " (extract(epoch FROM mdate) * 1000000)::bigint AS modified FROM ("
+    " extract(epoch FROM mdate) AS seconds FROM ("
     " SELECT id, path, filesize, mdate, userid, sheet_stamp, has_virtual, fingerprint,"
     " false AS is_list, 0 AS contents FROM track WHERE NOT is_virtual AND (@VARN:NEVAR)"
     " UNION ALL SELECT id, path, 0, mdate, userid, 0, false, NULL, true, COALESCE(contents, 0)"
@@ -25,13 +28,21 @@ constexpr const char kOwners[] =
     " UNION SELECT userid FROM personal_directory UNION SELECT userid FROM personal_playlist";
 
 constexpr int kBlock = 5000;
+constexpr const char kFetch[] = "FETCH 5000 FROM known_file";
+
+// The server writes seconds with six digits after the dot.
+std::int64_t Microseconds(std::string_view seconds) {
+    std::string digits(seconds);
+    std::erase(digits, '.');
+    return varn::LeadingNumber<std::int64_t>(digits);
+}
 
 KnownRow RowOf(const varn::Row &from) {
     KnownRow row;
     row.id = static_cast<int>(from.Number("id"));
     row.path = from.Text("path");
     row.size = from.Number("filesize");
-    row.modified = from.Number("modified");
+    row.modified = Microseconds(from.Text("seconds"));
     row.userid = static_cast<unsigned>(from.Number("userid"));
     row.sheetStamp = from.Number("sheet_stamp");
     if (*from.Text("fingerprint") != '\0') {
@@ -79,6 +90,13 @@ std::vector<unsigned> OwnersOfRows(Database &database) {
     return owners;
 }
 
+void KnownRows::Ask() {
+    const std::string condition = ScopeCondition(scope_, false);
+    std::string sql = Made(varn::Sql(kDeclare, condition, condition)) + ";" + kFetch;
+    asked_ = std::async(std::launch::async,
+                        [this, sql = std::move(sql)] { return database_.Query(sql); });
+}
+
 KnownRow *KnownRows::Front() {
     if (!front_ && Fetch()) {
         front_.emplace(RowOf((*block_)[next_++]));
@@ -88,13 +106,13 @@ KnownRow *KnownRows::Front() {
 
 // False at the end: a block that is not full is the last one.
 bool KnownRows::Fetch() {
-    if (!block_) {
-        const std::string condition = ScopeCondition(scope_, false);
-        database_.Execute(Made(varn::Sql(kDeclare, condition, condition)));
+    if (asked_.valid()) {
+        block_.emplace(asked_.get());
     } else if (next_ < block_->Count() || block_->Count() < kBlock) {
         return next_ < block_->Count();
+    } else {
+        block_.emplace(database_.Query(kFetch));
     }
-    block_.emplace(database_.Query("FETCH " + std::to_string(kBlock) + " FROM known_file"));
     next_ = 0;
     if (block_->Count() < kBlock) {
         database_.Execute("CLOSE known_file");

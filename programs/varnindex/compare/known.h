@@ -2,8 +2,9 @@
 // of their paths.
 #pragma once
 
-#include <cstddef>
+#include <chrono>
 #include <cstdint>
+#include <future>
 #include <optional>
 #include <string>
 #include <utility>
@@ -47,10 +48,17 @@ bool HasRows(Database &database, const std::string &path);
 std::vector<unsigned> OwnersOfRows(Database &database);
 
 // The songs and lists that are real files, in the byte order of their paths, read block by block.
-// Rows written after the first Front do not appear. One such object at a time on a connection.
+// Rows written after Ask do not appear. One such object at a time on a connection.
 class KnownRows {
   public:
     KnownRows(Database &database, Scope scope) : database_(database), scope_(std::move(scope)) {}
+
+    // Asks for the first block in a thread of its own. Nothing else may use the connection before
+    // Front, which does not wait once HasAnswer.
+    void Ask();
+    bool HasAnswer() const {
+        return asked_.wait_for(std::chrono::seconds(0)) == std::future_status::ready;
+    }
 
     // The row at the front, null at the end. Throws DatabaseError.
     KnownRow *Front();
@@ -61,6 +69,7 @@ class KnownRows {
 
     Database &database_;
     Scope scope_;
+    std::future<Rows> asked_;
     std::optional<Rows> block_;
     int next_ = 0;  // row of the block after the front
     std::optional<KnownRow> front_;

@@ -2,8 +2,6 @@
 
 #include <algorithm>
 #include <filesystem>
-#include <set>
-#include <utility>
 
 #include "varn/path.h"
 #include "varn/sql.h"
@@ -11,6 +9,8 @@
 
 namespace varnindex {
 namespace {
+
+constexpr std::size_t kMostAhead = 4096;
 
 // True when a row's path is the one that the walk could not look at, or below it.
 bool Covers(const std::string &gap, const std::string &path) {
@@ -82,17 +82,41 @@ void Merge::FindEmptyDisks() {
     walk_.TakeForEmpty(std::move(without));
 }
 
-void Merge::Advance() {
-    if (!std::exchange(hasBegun_, true) && !purge_) {
+// The folders are walked while the server looks for the rows.
+void Merge::Begin() {
+    if (!purge_) {
         FindEmptyDisks();
     }
-    while (!found_ && !walkEnded_) {
-        found_ = walk_.Next();
-        walkEnded_ = !found_;
-        kept_ = 0;
-        if (found_ && found_->kind == Found::Kind::kFile && OwnerOf(found_->path) == kNobody) {
-            found_.reset();
+    known_.Ask();
+    while (ahead_.size() < kMostAhead && !known_.HasAnswer()) {
+        auto found = walk_.Next();
+        if (!found) {
+            return;
         }
+        ahead_.push_back(std::move(*found));
+    }
+}
+
+std::optional<Found> Merge::NextFound() {
+    if (ahead_.empty()) {
+        return walk_.Next();
+    }
+    Found found = std::move(ahead_.front());
+    ahead_.pop_front();
+    return found;
+}
+
+void Merge::Advance() {
+    if (!std::exchange(hasBegun_, true)) {
+        Begin();
+    }
+    while (!found_) {
+        found_ = NextFound();
+        kept_ = 0;
+        if (!found_ || found_->kind != Found::Kind::kFile || OwnerOf(found_->path) != kNobody) {
+            return;
+        }
+        found_.reset();
     }
 }
 

@@ -3,11 +3,6 @@
 // with its row or without one, a row without its file, and what could not be looked at.
 #pragma once
 
-#include <cstddef>
-#include <optional>
-#include <string>
-#include <vector>
-
 #include "varnindex/compare/known.h"
 #include "varnindex/observe/folders.h"
 #include "varnindex/observe/walk.h"
@@ -45,7 +40,9 @@ class Merge {
 
   private:
     void FindEmptyDisks();
+    void Begin();
     void Advance();
+    std::optional<Found> NextFound();
     std::optional<Event> NextOfGap();
     Event WithoutFile(Event::Kind kind, bool isEmptied = false);
     Event OfFile(Found found);
@@ -58,9 +55,9 @@ class Merge {
     StopQuestion isStopped_;
     Walk walk_;
     KnownRows known_;
+    std::deque<Found> ahead_;  // found while the server was looking for the rows
     std::optional<Found> found_;
     bool hasBegun_ = false;
-    bool walkEnded_ = false;
     std::size_t kept_ = 0;    // of the gap at hand
     std::string lastFolder_;  // and its owner, because most files are in the same one
     unsigned lastOwner_ = 0;

@@ -1,7 +1,6 @@
 #include "varnindex/match/copies.h"
 
 #include <array>
-#include <string>
 
 #include "varn/sql.h"
 #include "varnindex/compare/known.h"

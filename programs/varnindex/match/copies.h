@@ -1,8 +1,6 @@
 // Files that were copied, indexed, and deleted at their old place later.
 #pragma once
 
-#include <cstddef>
-
 #include "varnindex/database.h"
 #include "varnindex/observe/folders.h"
 #include "varnindex/reporter.h"

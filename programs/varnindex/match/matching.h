@@ -3,15 +3,9 @@
 // that are left without a file.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <functional>
-#include <optional>
 #include <set>
-#include <string>
 #include <unordered_set>
-#include <utility>
-#include <vector>
 
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"

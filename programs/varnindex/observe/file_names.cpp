@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <string>
 #include <vector>
 
 #include "varn/packageconf.h"
@@ -29,14 +28,6 @@ constexpr std::array kMusic = {
 constexpr std::array<std::string_view, 5> kLists = {"m3u", "m3u8", "pls", "wpl", "cue"};
 
 constexpr std::size_t kLongestExtension = 4;
-
-std::string Lower(std::string_view text) {
-    std::string lower(text);
-    for (char &c : lower) {
-        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
-    }
-    return lower;
-}
 
 // The extension of a name in lower case; "" for one that is none of ours by its length.
 std::string Extension(std::string_view name) {

@@ -6,6 +6,15 @@
 
 namespace varnindex {
 
+// A text with small letters for the capital ones of ASCII.
+inline std::string Lower(std::string_view text) {
+    std::string lower(text);
+    for (char &c : lower) {
+        c = c >= 'A' && c <= 'Z' ? static_cast<char>(c - 'A' + 'a') : c;
+    }
+    return lower;
+}
+
 // The container that files with the extension of a name have as a rule, in any case of letters; ""
 // when that is no music.
 std::string_view ContainerOfName(std::string_view name);

@@ -1,9 +1,7 @@
 #include "varnindex/observe/folders.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <filesystem>
-#include <set>
 #include <system_error>
 
 #include "tonvale/paths.h"

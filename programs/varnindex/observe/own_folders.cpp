@@ -1,11 +1,7 @@
 #include "varnindex/observe/own_folders.h"
 
-#include <cerrno>
 #include <filesystem>
 #include <fstream>
-#include <string>
-#include <system_error>
-#include <vector>
 
 #include "varn/host.h"
 #include "varn/path.h"

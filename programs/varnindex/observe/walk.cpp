@@ -1,17 +1,11 @@
 #include "varnindex/observe/walk.h"
 
 #include <dirent.h>
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <array>
-#include <cerrno>
 #include <climits>
 #include <cstring>
 #include <filesystem>
-#include <memory>
 
 #include "varn/path.h"
 #include "varn/text.h"
@@ -32,18 +26,6 @@ std::int64_t Microseconds(const timespec &time) {
     constexpr std::int64_t kYear10000 = 253'402'300'800;
     return std::clamp<std::int64_t>(time.tv_sec, kYear1, kYear10000 - 1) * 1'000'000 +
            time.tv_nsec / 1000;
-}
-
-DirPtr OpenFolder(const std::string &path) {
-    const int fd = ::open(path.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-    if (fd < 0) {
-        return nullptr;
-    }
-    DirPtr dir(::fdopendir(fd));
-    if (!dir) {
-        ::close(fd);
-    }
-    return dir;
 }
 
 // For file systems that do not tell with the name; DT_UNKNOWN where that fails.
@@ -77,14 +59,11 @@ Found Other(Found::Kind kind, std::string path, std::string reason) {
 
 }  // namespace
 
-std::string Walk::Entry::Reason() const {
-    return kind == Found::Kind::kRefused ? LinkedFolders::kReason
-           : error != 0                  ? ErrorText(error)
-                                         : "";
-}
-
 Found Walk::Entry::At(std::string path) const {
-    Found found = Other(kind, std::move(path), Reason());
+    Found found = Other(kind, std::move(path), error != 0 ? ErrorText(error) : "");
+    if (kind == Found::Kind::kRefused) {
+        found.reason = LinkedFolders::kReason;
+    }
     found.size = size;
     found.modified = modified;
     found.seen = seen;
@@ -170,7 +149,7 @@ std::optional<Found> Walk::Enter(const std::string &path, const Way &way) {
     if (!way.goesOn) {
         return std::nullopt;
     }
-    const DirPtr dir = OpenFolder(path);
+    const DirPtr dir(::opendir(path.c_str()));
     struct stat info {};
     if (!dir || ::fstat(::dirfd(dir.get()), &info) != 0) {
         return Other(Found::Kind::kBlocked, path, ErrorText(errno));

@@ -2,17 +2,8 @@
 // could not be looked at, in the byte order of their paths. Nothing of a file is read here.
 #pragma once
 
-#include <sys/stat.h>
-#include <sys/types.h>
-
-#include <cstdint>
-#include <memory>
-#include <optional>
 #include <set>
-#include <string>
-#include <string_view>
 #include <utility>
-#include <vector>
 
 #include "varnindex/observe/file_facts.h"
 #include "varnindex/observe/links.h"
@@ -60,7 +51,6 @@ class Walk {
         std::int64_t modified = 0;
         SeenFile seen = {};
 
-        std::string Reason() const;
         Found At(std::string path) const;
     };
     struct Level {

@@ -3,7 +3,6 @@
 #include <unicode/normalizer2.h>
 #include <unicode/unistr.h>
 
-#include <algorithm>
 #include <array>
 #include <string_view>
 

@@ -7,6 +7,7 @@
 
 #include "varn/number.h"
 #include "varn/text.h"
+#include "varnindex/observe/file_names.h"
 #include "varnindex/read/names.h"
 
 // A parser of our own, where libcue would be at hand: sheets are written by people and by many
@@ -32,14 +33,6 @@ std::string_view TakeWord(std::string_view &text) {
     const std::string_view word = text.substr(0, text.find_first_of(kBlanks));
     text = Trim(text.substr(word.size()));
     return word;
-}
-
-std::string Upper(std::string_view word) {
-    std::string upper(word);
-    std::transform(upper.begin(), upper.end(), upper.begin(), [](char c) {
-        return c >= 'a' && c <= 'z' ? static_cast<char>(c - 'a' + 'A') : c;
-    });
-    return upper;
 }
 
 // The text between the outermost quotes; quotes inside belong to it, one that is missing is not
@@ -149,17 +142,17 @@ void Parser::Refuse(std::string reason) {
 }
 
 void Parser::ReadRemark(std::string_view rest) {
-    const std::string key = Upper(TakeWord(rest));
+    const std::string key = Lower(TakeWord(rest));
     const std::string_view value = Unquoted(rest);
-    if (key == "COMPOSER") {
+    if (key == "composer") {
         Keep(inTrack_ ? track_.composer : composer_, CleanName(value));
     } else if (inTrack_) {
         return;  // what is said of one track does not hold for the sheet
-    } else if (key == "GENRE") {
+    } else if (key == "genre") {
         Keep(sheet_.genre, CleanName(value));
-    } else if (key == "COMMENT") {
+    } else if (key == "comment") {
         Keep(sheet_.comment, CleanComment(value));
-    } else if (key == "DATE" && sheet_.year == 0) {
+    } else if (key == "date" && sheet_.year == 0) {
         sheet_.year = Year(value);
     }
 }
@@ -189,11 +182,11 @@ void Parser::ReadTrack(std::string_view rest) {
     if (++tracks_ > kMaxTracks) {
         return Refuse("more than " + std::to_string(kMaxTracks) + " tracks");
     }
-    const std::string type = Upper(TakeWord(rest));
+    const std::string type = Lower(TakeWord(rest));
     track_ = CueTrack{};
     track_.number = *number;
     inTrack_ = true;
-    isAudio_ = type.empty() || type == "AUDIO";
+    isAudio_ = type.empty() || type == "audio";
     hasStart_ = false;
     if (sheet_.files.empty()) {
         Refuse(TrackName() + " has no FILE line before it");
@@ -242,20 +235,20 @@ void Parser::EndTrack() {
 
 void Parser::ReadLine(std::string_view line) {
     std::string_view rest = Trim(line);
-    const std::string word = Upper(TakeWord(rest));
-    if (word == "TITLE") {
+    const std::string word = Lower(TakeWord(rest));
+    if (word == "title") {
         Keep(inTrack_ ? track_.title : sheet_.title, CleanName(Unquoted(rest)));
-    } else if (word == "PERFORMER") {
+    } else if (word == "performer") {
         Keep(inTrack_ ? track_.performer : sheet_.performer, CleanName(Unquoted(rest)));
-    } else if (word == "SONGWRITER" || word == "COMPOSER") {
+    } else if (word == "songwriter" || word == "composer") {
         Keep(inTrack_ ? track_.composer : composer_, CleanName(Unquoted(rest)));
-    } else if (word == "REM") {
+    } else if (word == "rem") {
         ReadRemark(rest);
-    } else if (word == "FILE") {
+    } else if (word == "file") {
         ReadFile(rest);
-    } else if (word == "TRACK") {
+    } else if (word == "track") {
         ReadTrack(rest);
-    } else if (word == "INDEX") {
+    } else if (word == "index") {
         ReadIndex(rest);
     }
 }

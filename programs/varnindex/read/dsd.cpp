@@ -1,8 +1,5 @@
 #include "varnindex/read/dsd.h"
 
-#include <algorithm>
-#include <cstdint>
-
 namespace varnindex {
 namespace {
 

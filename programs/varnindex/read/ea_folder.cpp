@@ -1,24 +1,25 @@
 #include "varnindex/read/ea_folder.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <cerrno>
-#include <cstdio>
 #include <utility>
+
+#include "varn/path.h"
+#include "varn/share.h"
 
 namespace varnindex {
 
-Descriptor OpenEaFile(const Descriptor &folder, const std::string &name) {
-    Descriptor file(::openat(folder.Get(), name.c_str(),
-                             O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    struct stat info {};
-    if (file && ::fstat(file.Get(), &info) == 0 && !S_ISREG(info.st_mode)) {
-        file = Descriptor();
-        errno = EINVAL;
+std::optional<std::string> EaFolderOf(const std::string &path) {
+    varn::PathBuffer folder;
+    if (VARNEADirPath(path.c_str(), folder.data(), folder.size()) != 0) {
+        return std::nullopt;
     }
-    return file;
+    return folder.data();
+}
+
+std::optional<std::string> ReadEaFile(const Descriptor &folder, const std::string &name,
+                                      std::size_t most) {
+    struct stat info {};
+    const Descriptor file = OpenPlain(name, O_RDONLY | O_NOFOLLOW, info, folder.Get());
+    return file ? ReadWhole(file, most) : std::nullopt;
 }
 
 bool WriteEaFile(const Descriptor &folder, const std::string &name, const char *temporary,

@@ -2,15 +2,18 @@
 // no link in place of a folder or a file is followed, and nothing but plain files is read.
 #pragma once
 
-#include <string>
 #include <string_view>
 
 #include "varnindex/descriptor.h"
 
 namespace varnindex {
 
-// A plain file, for reading. None, with errno set, for anything else.
-Descriptor OpenEaFile(const Descriptor &folder, const std::string &name);
+// The folder of a song; none for a path that is too long to have one.
+std::optional<std::string> EaFolderOf(const std::string &path);
+
+// What is in a file of the folder; none with errno set, also for more than `most` bytes.
+std::optional<std::string> ReadEaFile(const Descriptor &folder, const std::string &name,
+                                      std::size_t most);
 
 // Writes a file that all may read beside the old one, as `temporary`, and puts it in its
 // place. One process works on a song at a time, so that a file of that name that is there was left

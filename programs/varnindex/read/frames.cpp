@@ -4,7 +4,6 @@
 #include <taglib/xingheader.h>
 
 #include <cmath>
-#include <cstdint>
 #include <cstdlib>
 
 #include "varnindex/read/more_tags.h"

@@ -5,8 +5,6 @@
 
 #include <taglib/mpegfile.h>
 
-#include <string>
-
 #include "varnindex/read/audio.h"
 #include "varnindex/read/stream.h"
 

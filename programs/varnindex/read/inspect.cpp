@@ -1,7 +1,5 @@
 #include "varnindex/read/inspect.h"
 
-#include <sys/stat.h>
-
 #include <cerrno>
 #include <cstdlib>
 #include <iostream>

@@ -6,7 +6,6 @@
 #include <taglib/tpropertymap.h>
 #include <taglib/xiphcomment.h>
 
-#include <memory>
 #include <vector>
 
 #include "varnindex/read/stream.h"

@@ -18,12 +18,6 @@
 #include <taglib/wavfile.h>
 #include <taglib/wavpackfile.h>
 
-#include <algorithm>
-#include <array>
-#include <limits>
-#include <optional>
-#include <utility>
-
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/dsd.h"
 #include "varnindex/read/frames.h"

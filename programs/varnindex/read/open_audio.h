@@ -3,11 +3,6 @@
 
 #include <taglib/tfile.h>
 
-#include <memory>
-#include <string>
-#include <string_view>
-#include <vector>
-
 #include "varnindex/read/audio.h"
 #include "varnindex/read/more_tags.h"
 #include "varnindex/read/stream.h"

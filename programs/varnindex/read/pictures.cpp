@@ -6,16 +6,10 @@
 #include <taglib/flacfile.h>
 #include <taglib/id3v2tag.h>
 #include <taglib/mp4tag.h>
-#include <taglib/xiphcomment.h>
-
-#include <array>
-#include <climits>
-#include <string_view>
 
 #include "service/covers/picture_format.h"
 #include "varn/eadir.h"
 #include "varn/share.h"
-#include "varnindex/descriptor.h"
 #include "varnindex/read/ea_folder.h"
 #include "varnindex/read/names.h"
 
@@ -115,8 +109,7 @@ std::string CoverName(const std::string &extension) {
 }
 
 bool HasContent(const Descriptor &folder, const std::string &name, const TagLib::ByteVector &data) {
-    const Descriptor file = OpenEaFile(folder, name);
-    return file && ReadWhole(file, data.size()) == std::string_view(data.data(), data.size());
+    return ReadEaFile(folder, name, data.size()) == std::string_view(data.data(), data.size());
 }
 
 // Removes the covers of other formats than `kept`. False with errno set.
@@ -180,13 +173,13 @@ std::string PictureExtension(const TagLib::ByteVector &data) {
 std::string StoreCover(const std::vector<Picture> &pictures, const std::string &path,
                        KeptCover *kept) {
     const Picture *const cover = Cover(pictures);
-    std::array<char, PATH_MAX> eaDir;
-    if (VARNEADirPath(path.c_str(), eaDir.data(), eaDir.size()) != 0) {
+    const std::optional<std::string> eaDir = EaFolderOf(path);
+    if (!eaDir) {
         return cover != nullptr ? "the cover is not extracted: the path is too long" : "";
     }
-    return BringInStep(eaDir.data(), cover, kept)
+    return BringInStep(*eaDir, cover, kept)
                ? ""
-               : "cannot bring the cover in " + Printable(eaDir.data()) +
+               : "cannot bring the cover in " + Printable(*eaDir) +
                      " in step: " + std::generic_category().message(errno);
 }
 

@@ -3,9 +3,6 @@
 
 #include <taglib/tbytevector.h>
 
-#include <string>
-#include <vector>
-
 #include "varnindex/descriptor.h"
 #include "varnindex/read/open_audio.h"
 

@@ -1,39 +1,60 @@
 #include "varnindex/read/probe.h"
 
 #include <json/json.h>
+#include <sys/wait.h>
 #include <taglib/flacpicture.h>
 
-#include <algorithm>
-#include <array>
 #include <cmath>
-#include <limits>
+#include <cstdio>
+#include <filesystem>
 #include <sstream>
-#include <string_view>
-#include <utility>
-#include <vector>
+#include <stdexcept>
 
 #include "varn/number.h"
-#include "varnindex/read/prober.h"
+#include "varn/process.h"
 
 namespace varnindex {
 namespace {
 
 using TagLib::Ogg::XiphComment;
-using Words = std::vector<std::string>;
+
+constexpr std::size_t kMostBytes = std::size_t{17} << 20;
+constexpr int kNotRun = 127;
+
+std::string ProberPath() {
+    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tonvale-prober";
+}
+
+// The platform's list of streams is for one thread at a time.
+std::mutex streamsGuard;
+
+int CloseAnswer(std::FILE *stream) {
+    const std::lock_guard lock(streamsGuard);
+    return VLIBCPclose(stream);
+}
+
+struct Close {
+    void operator()(std::FILE *stream) const { CloseAnswer(stream); }
+};
+
+std::unique_ptr<std::FILE, Close> OpenAnswer(char *const argv[]) {
+    const std::lock_guard lock(streamsGuard);
+    return std::unique_ptr<std::FILE, Close>(VLIBCPopenv(argv[0], "r", argv));
+}
 
 // Asks a program about the file, which may be nothing but what its format says: ffmpeg's own guess
 // takes a list of other files for music.
 std::string Ask(const BoundedStream &stream, const char *program, const char *format,
-                const Words &question) {
-    Words words = {std::string("/usr/bin/") + program,
-                   "-v",
-                   "quiet",
-                   "-protocol_whitelist",
-                   "file",
-                   "-f",
-                   format,
-                   "-i",
-                   "/proc/self/fd/0"};
+                const std::vector<std::string> &question) {
+    std::vector<std::string> words = {std::string("/usr/bin/") + program,
+                                      "-v",
+                                      "quiet",
+                                      "-protocol_whitelist",
+                                      "file",
+                                      "-f",
+                                      format,
+                                      "-i",
+                                      "/proc/self/fd/0"};
     words.insert(words.end(), question.begin(), question.end());
     return AskProber(stream.File(), std::move(words));
 }
@@ -141,6 +162,29 @@ void AddCover(const BoundedStream &stream, const char *format, const Json::Value
 }
 
 }  // namespace
+
+std::string AskProber(int file, std::vector<std::string> words) {
+    const std::string asked = words.front();
+    words.insert(words.begin(), {ProberPath(), "/proc/" + std::to_string(getpid()) + "/fd/" +
+                                                   std::to_string(file)});
+    std::vector<char *> argv;
+    for (std::string &word : words) {
+        argv.push_back(word.data());
+    }
+    argv.push_back(nullptr);
+    auto stream = OpenAnswer(argv.data());
+    std::string answer;
+    std::array<char, 65536> block;
+    for (std::size_t got = 1; stream && got > 0 && answer.size() < kMostBytes;) {
+        got = std::fread(block.data(), 1, block.size(), stream.get());
+        answer.append(block.data(), got);
+    }
+    const int status = stream ? CloseAnswer(stream.release()) : -1;
+    if (status == -1 || (WIFEXITED(status) && WEXITSTATUS(status) == kNotRun)) {
+        throw std::runtime_error(asked + " cannot be run; install Debian's package ffmpeg");
+    }
+    return status == 0 ? answer : std::string();
+}
 
 Probed Probe(const BoundedStream &stream, const char *format, Cover cover) {
     Probed probed{{}, "", std::make_unique<XiphComment>()};

@@ -4,8 +4,7 @@
 
 #include <taglib/xiphcomment.h>
 
-#include <memory>
-#include <string>
+#include <vector>
 
 #include "varnindex/read/audio.h"
 #include "varnindex/read/stream.h"
@@ -23,5 +22,11 @@ enum class Cover { kLeave, kTake };
 // `format` is ffmpeg's name for it. With `kTake` the tags have the cover. Throws std::exception
 // where ffprobe cannot be run.
 Probed Probe(const BoundedStream &stream, const char *format, Cover cover = Cover::kLeave);
+
+// What a program prints about an open file, which it finds at /proc/self/fd/0. It runs through
+// tonvale-prober, which bounds its rights, time and memory; the program is the first of the words.
+// "" where it failed, was ended, or printed more than a large picture takes. Throws
+// std::runtime_error where it cannot be run.
+std::string AskProber(int file, std::vector<std::string> words);
 
 }  // namespace varnindex

@@ -1,8 +1,6 @@
 #include "varnindex/read/readers.h"
 
-#include <algorithm>
 #include <exception>
-#include <utility>
 
 #include "varnindex/read/names.h"
 #include "varnindex/read/pictures.h"

@@ -3,14 +3,8 @@
 #pragma once
 
 #include <condition_variable>
-#include <cstddef>
-#include <cstdint>
 #include <deque>
-#include <memory>
-#include <mutex>
-#include <string>
 #include <thread>
-#include <vector>
 
 #include "varnindex/compare/known.h"
 #include "varnindex/observe/file_facts.h"

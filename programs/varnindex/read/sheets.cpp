@@ -1,9 +1,5 @@
 #include "varnindex/read/sheets.h"
 
-#include <optional>
-#include <string_view>
-#include <utility>
-
 #include "varnindex/hash.h"
 #include "varnindex/read/names.h"
 #include "varnindex/read/stream.h"

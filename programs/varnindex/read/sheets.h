@@ -2,13 +2,8 @@
 // that they make of each song.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
 #include <map>
-#include <memory>
 #include <mutex>
-#include <string>
-#include <vector>
 
 #include "varnindex/observe/file_facts.h"
 #include "varnindex/read/audio_names.h"

@@ -1,10 +1,6 @@
 // Turns a file with a cue sheet into the tracks of the sheet.
 #pragma once
 
-#include <cstddef>
-#include <string>
-#include <vector>
-
 #include "varnindex/read/cue.h"
 #include "varnindex/song.h"
 

@@ -1,13 +1,6 @@
 #include "varnindex/read/stream.h"
 
-#include <fcntl.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <cerrno>
-#include <string_view>
-#include <system_error>
 
 namespace varnindex {
 namespace {
@@ -129,14 +122,10 @@ void BoundedStream::seek(long offset, Position from) {
 
 std::unique_ptr<BoundedStream> OpenStream(const std::string &path, const SeenFile &seen,
                                           std::string &problem) {
-    Descriptor fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
     struct stat info {};
-    if (!fd || ::fstat(fd.Get(), &info) != 0) {
-        problem = std::generic_category().message(errno);
-        return nullptr;
-    }
-    if (!S_ISREG(info.st_mode)) {
-        problem = "not a regular file";
+    Descriptor fd = OpenPlain(path, O_RDONLY, info);
+    if (!fd) {
+        problem = errno == EINVAL ? "not a regular file" : std::generic_category().message(errno);
         return nullptr;
     }
     if (!seen.MayBe(info)) {

@@ -3,11 +3,7 @@
 
 #include <taglib/tiostream.h>
 
-#include <array>
-#include <cstddef>
-#include <memory>
 #include <mutex>
-#include <string>
 #include <string_view>
 #include <utility>
 

@@ -7,13 +7,9 @@
 #include <taglib/tdebuglistener.h>
 #include <taglib/tpropertymap.h>
 
-#include <algorithm>
-#include <array>
 #include <charconv>
 #include <cmath>
-#include <limits>
 #include <map>
-#include <string_view>
 
 #include "varnindex/hash.h"
 #include "varnindex/observe/file_names.h"

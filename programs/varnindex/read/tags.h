@@ -1,10 +1,6 @@
 // Reads one audio file.
 #pragma once
 
-#include <cstdint>
-#include <optional>
-#include <string>
-
 #include "varnindex/observe/file_facts.h"
 #include "varnindex/song.h"
 

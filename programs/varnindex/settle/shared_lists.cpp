@@ -1,17 +1,9 @@
 #include "varnindex/settle/shared_lists.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
-#include <sys/stat.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
-#include <chrono>
-#include <optional>
 #include <set>
-#include <string_view>
-#include <system_error>
 #include <thread>
 #include <unordered_map>
 
@@ -42,22 +34,10 @@ using Tonvale::webapi::playlist::kSharedSongsId;
 using Tonvale::webapi::playlist::kSharedSongsKey;
 using Entries = std::unordered_map<std::string, std::string>;  // old to new
 
-// None with errno set.
-Descriptor OpenList(const std::string &list) {
-    Descriptor file(::open(list.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));
-    struct stat info {};
-    if (file && (::fstat(file.Get(), &info) != 0 || !S_ISREG(info.st_mode))) {
-        file = Descriptor();
-        errno = EINVAL;
-    }
-    return file;
-}
-
-bool IsAt(const std::string &path, const Descriptor &file) {
-    struct stat opened {};
+bool IsAt(const std::string &path, const struct stat &opened) {
     struct stat named {};
-    return ::fstat(file.Get(), &opened) == 0 && ::lstat(path.c_str(), &named) == 0 &&
-           opened.st_dev == named.st_dev && opened.st_ino == named.st_ino;
+    return ::lstat(path.c_str(), &named) == 0 && opened.st_dev == named.st_dev &&
+           opened.st_ino == named.st_ino;
 }
 
 // Into the same file, whose lock is held: a writer that waits for it has opened this one. One that
@@ -104,7 +84,8 @@ std::string Renamed(const std::string &list, std::string_view text, const Entrie
 // line, which none of them leaves, is being written.
 bool TryMoveIn(const std::string &list, const Entries &moves) {
     const varn::RunAs account(varn::Who::kPackage);
-    const Descriptor file = account ? OpenList(list) : Descriptor();
+    struct stat info {};
+    const Descriptor file = account ? OpenPlain(list, O_RDWR | O_NOFOLLOW, info) : Descriptor();
     if (!file || ::flock(file.Get(), LOCK_EX | LOCK_NB) != 0) {
         return false;
     }
@@ -112,7 +93,7 @@ bool TryMoveIn(const std::string &list, const Entries &moves) {
     if (!text) {
         return false;
     }
-    if (text->empty() || !IsAt(list, file)) {
+    if (text->empty() || !IsAt(list, info)) {
         errno = EAGAIN;
         return false;
     }

@@ -1,8 +1,6 @@
 // The lists of the single songs that users share.
 #pragma once
 
-#include <string>
-
 #include "varnindex/database.h"
 #include "varnindex/reporter.h"
 

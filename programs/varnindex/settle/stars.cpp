@@ -1,18 +1,12 @@
 #include "varnindex/settle/stars.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <map>
-#include <optional>
-#include <string_view>
 #include <unordered_set>
 
 #include "varn/eadir.h"
 #include "varn/number.h"
-#include "varn/path.h"
 #include "varn/rating_record.h"
-#include "varn/share.h"
 #include "varnindex/descriptor.h"
 #include "varnindex/read/ea_folder.h"
 
@@ -22,21 +16,6 @@ namespace {
 constexpr std::size_t kMaxRecordBytes = 64U << 10;
 constexpr int kMostStars = 5;
 constexpr int kLongestWait = 1000;  // milliseconds, for another writer
-
-std::string ReadRecord(const std::string &eaDir) {
-    const Descriptor folder = varn::OpenEADir(eaDir);
-    const Descriptor file = folder ? OpenEaFile(folder, varn::kRatingRecord) : Descriptor();
-    return file ? ReadWhole(file, kMaxRecordBytes).value_or("") : "";
-}
-
-// None for a path that is too long to have one.
-std::optional<std::string> EaDirOf(const std::string &path) {
-    varn::PathBuffer folder;
-    if (VARNEADirPath(path.c_str(), folder.data(), folder.size()) != 0) {
-        return std::nullopt;
-    }
-    return folder.data();
-}
 
 // A line key=value or key="value".
 std::optional<Star> ParseLine(std::string_view line) {
@@ -76,8 +55,11 @@ std::vector<Star> ParseStars(std::string_view text) {
 }
 
 std::vector<Star> ReadStars(const std::string &path) {
-    const std::optional<std::string> eaDir = EaDirOf(path);
-    return eaDir ? ParseStars(ReadRecord(*eaDir)) : std::vector<Star>();
+    const std::optional<std::string> eaDir = EaFolderOf(path);
+    const Descriptor folder = eaDir ? varn::OpenEADir(*eaDir) : Descriptor();
+    const auto text =
+        folder ? ReadEaFile(folder, varn::kRatingRecord, kMaxRecordBytes) : std::nullopt;
+    return text ? ParseStars(*text) : std::vector<Star>();
 }
 
 bool StoreStars(const std::string &path, const std::vector<Star> &stars) {

@@ -1,9 +1,7 @@
 // The stars of a song as its record keeps them, which outlives the library.
 #pragma once
 
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "varnindex/song.h"
 

@@ -1,14 +1,10 @@
 #include "varnindex/watch/notices.h"
 
-#include <fcntl.h>
 #include <sys/file.h>
 #include <sys/socket.h>
-#include <sys/stat.h>
 #include <sys/un.h>
 
 #include <algorithm>
-#include <array>
-#include <string>
 #include <string_view>
 
 #include "varn/run_as.h"
@@ -56,9 +52,8 @@ std::vector<Notice> TakeSpooledNotices() {
     if (::lstat(path.c_str(), &info) != 0 ? errno == ENOENT : info.st_size == 0) {
         return {};
     }
-    const Descriptor spool(::open(path.c_str(), O_RDWR | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
-    const bool isOurs = spool && ::fstat(spool.Get(), &info) == 0 && S_ISREG(info.st_mode) &&
-                        info.st_nlink == 1 && ::flock(spool.Get(), LOCK_EX) == 0;
+    const Descriptor spool = OpenPlain(path, O_RDWR | O_NOFOLLOW, info);
+    const bool isOurs = spool && info.st_nlink == 1 && ::flock(spool.Get(), LOCK_EX) == 0;
     const auto text = isOurs ? ReadWhole(spool, kMostBytes) : std::nullopt;
     if (!text || ::ftruncate(spool.Get(), 0) != 0) {
         throw SystemError(path);

@@ -2,7 +2,6 @@
 // while nobody listened.
 #pragma once
 
-#include <optional>
 #include <vector>
 
 #include "varn/notify.h"

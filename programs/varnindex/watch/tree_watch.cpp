@@ -1,10 +1,8 @@
 #include "varnindex/watch/tree_watch.h"
 
 #include <sys/inotify.h>
-#include <sys/stat.h>
 
 #include <algorithm>
-#include <array>
 #include <climits>
 #include <cstring>
 #include <filesystem>

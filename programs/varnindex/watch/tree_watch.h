@@ -1,15 +1,8 @@
 // Watches whole trees of folders through inotify(7), and tells which paths changed.
 #pragma once
 
-#include <sys/types.h>
-
-#include <cstdint>
-#include <map>
-#include <optional>
 #include <set>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "varnindex/descriptor.h"
 #include "varnindex/observe/links.h"

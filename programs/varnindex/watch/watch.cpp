@@ -1,21 +1,15 @@
 #include "varnindex/watch/watch.h"
 
-#include <fcntl.h>
 #include <poll.h>
 #include <sys/eventfd.h>
 #include <sys/inotify.h>
 #include <sys/prctl.h>
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 #include <csignal>
 #include <cstdlib>
 #include <iostream>
-#include <optional>
-#include <set>
-#include <string_view>
-#include <system_error>
 #include <utility>
 
 #include "varn/path.h"

@@ -1,9 +1,7 @@
 #include "varnindex/write/copy_rows.h"
 
-#include <array>
 #include <cstdio>
 #include <ctime>
-#include <optional>
 
 #include "varnindex/copy_line.h"
 #include "varnindex/read/names.h"

@@ -1,9 +1,8 @@
 #include "varnindex/write/folder_rows.h"
 
-#include <utility>
-
 #include "varn/path.h"
 #include "varn/sql.h"
+#include "varnindex/hash.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/names.h"
 
@@ -11,10 +10,10 @@ namespace varnindex {
 namespace {
 
 constexpr const char kInsert[] =
-    "INSERT INTO directory (path, title) SELECT DISTINCT path, title FROM noted_folder n"
+    "INSERT INTO directory (path, title) SELECT path, title FROM noted_folder n"
     " WHERE userid = 0 AND NOT EXISTS (SELECT FROM directory d WHERE d.path = n.path)"
     " ORDER BY path;"
-    "INSERT INTO personal_directory (userid, path, title) SELECT DISTINCT userid, path, title"
+    "INSERT INTO personal_directory (userid, path, title) SELECT userid, path, title"
     " FROM noted_folder n WHERE userid <> 0 AND NOT EXISTS (SELECT FROM personal_directory d"
     " WHERE (d.userid, d.path) = (n.userid, n.path)) ORDER BY userid, path;";
 
@@ -30,6 +29,14 @@ constexpr const char kDeleteEmpty[] =
     " AND NOT EXISTS (SELECT FROM @VARN:NEVARplaylist l"
     " WHERE l.path ^@ (rtrim(d.path, '/') || '/'));";
 
+constexpr const char kRows[] =
+    "SELECT userid, path FROM (SELECT 0 AS userid, path FROM directory"
+    " UNION SELECT userid, path FROM personal_directory) d WHERE ";
+
+std::int64_t KeyOf(unsigned userid, std::string_view folder) {
+    return Hasher().Add(folder).Add(static_cast<std::int64_t>(userid)).Value();
+}
+
 // A user's rows stay in a home that is nobody's, where the account is gone.
 bool MayHaveRows(unsigned userid, const OwnedFolder &folder) {
     return folder.userid == userid || (folder.userid == kNobody && userid != 0);
@@ -37,18 +44,17 @@ bool MayHaveRows(unsigned userid, const OwnedFolder &folder) {
 
 }  // namespace
 
-// What the last folder and this one of the same owner have above them in common is noted already.
 void FolderRows::NoteFile(const std::string &path, unsigned userid) {
     std::string folder = varn::FolderOf(path);
     if ((folder == lastFolder_ && userid == lastOwner_) || userid == kNobody) {
         return;
     }
-    const std::string last = std::exchange(lastFolder_, folder) + "/";
-    const bool isSameOwner = std::exchange(lastOwner_, userid) == userid;
+    lastFolder_ = folder;
+    lastOwner_ = userid;
     for (;; folder = varn::FolderOf(folder)) {
         const OwnedFolder *const configured = folders_.Of(folder);
         if (configured == nullptr || !MayHaveRows(userid, *configured) ||
-            (isSameOwner && last.starts_with(folder + "/"))) {
+            !keys_.insert(KeyOf(userid, folder)).second) {  // then those above are noted already
             return;
         }
         noted_.Add(userid, folder, CleanName(NameOf(folder)));
@@ -58,24 +64,40 @@ void FolderRows::NoteFile(const std::string &path, unsigned userid) {
     }
 }
 
-// As a condition; "" where the scope has none above it.
+// As a condition.
 std::string FolderRows::FoldersAbove(const Scope &scope) const {
-    std::string condition;
+    std::string condition = "false";
     for (std::string folder : scope.folders.value_or(std::vector<std::string>())) {
         const OwnedFolder *const configured = folders_.Of(folder);
         while (configured != nullptr && folder != configured->path) {
             folder = varn::FolderOf(folder);
-            condition += condition.empty() ? "" : " OR ";
-            condition += Made(varn::Sql("path = '@VARN:VAR'", folder));
+            condition += Made(varn::Sql(" OR path = '@VARN:VAR'", folder));
         }
     }
     return condition;
 }
 
+// True when the rows that meet the condition are those of the noted folders.
+bool FolderRows::AreRowsOf(const std::string &condition) {
+    const Rows rows = database_.Query(kRows + condition);
+    for (const varn::Row row : rows) {
+        const auto owner = static_cast<unsigned>(row.Number("userid"));
+        if (!keys_.contains(KeyOf(owner, row.Text("path")))) {
+            return false;
+        }
+    }
+    return static_cast<std::size_t>(rows.Count()) == keys_.size();
+}
+
 void FolderRows::Store(const Scope &scope, bool purge) {
+    const std::string inside = ScopeCondition(scope, true);
+    const std::string above = FoldersAbove(scope);
+    if (!noted_.IsMade() && AreRowsOf(inside + " OR " + above)) {
+        return;  // as after most scans
+    }
     noted_.Make();
     noted_.Flush();
-    std::string shared = "(" + ScopeCondition(scope, true) + ")";
+    std::string shared = "(" + inside + ")";
     for (const std::string &kept : kept_) {
         shared += Made(varn::Sql(" AND NOT (d.path || '/') ^@ '@VARN:VAR'", kept));
     }
@@ -84,12 +106,9 @@ void FolderRows::Store(const Scope &scope, bool purge) {
         shared += folders_.IsUnseen(0) ? " AND false" : "";
         personal += " AND NOT " + folders_.UnseenCondition();
     }
-    std::string sql = kInsert + Made(varn::Sql(kDelete, shared, personal));
-    if (const std::string above = FoldersAbove(scope); !above.empty()) {
-        sql += Made(varn::Sql(kDeleteEmpty, "", above, "0", ""));
-        sql += Made(varn::Sql(kDeleteEmpty, "personal_", above, "d.userid", "personal_"));
-    }
-    database_.Execute(sql);
+    database_.Execute(kInsert + Made(varn::Sql(kDelete, shared, personal)) +
+                      Made(varn::Sql(kDeleteEmpty, "", above, "0", "")) +
+                      Made(varn::Sql(kDeleteEmpty, "personal_", above, "d.userid", "personal_")));
 }
 
 }  // namespace varnindex

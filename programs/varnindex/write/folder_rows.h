@@ -1,8 +1,7 @@
 // The rows of folders, shared and personal.
 #pragma once
 
-#include <string>
-#include <vector>
+#include <unordered_set>
 
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"
@@ -13,7 +12,8 @@ namespace varnindex {
 
 // A folder has a row when a song or list of the library is somewhere in it, as far up as the
 // configured folders of the same owner reach. kNobody's folders have none, and users whose rows
-// stay in folders that are nobody's by now keep theirs. Gathers the folders in a temporary table.
+// stay in folders that are nobody's by now keep theirs. Gathers the folders for a temporary table,
+// which is made when there are many of them or the rows are others.
 class FolderRows {
   public:
     // Both outlive it.
@@ -35,10 +35,12 @@ class FolderRows {
 
   private:
     std::string FoldersAbove(const Scope &scope) const;
+    bool AreRowsOf(const std::string &condition);
 
     Database &database_;
     const Folders &folders_;
     TempTable noted_;
+    std::unordered_set<std::int64_t> keys_;  // hashes of their owners and paths
     std::vector<std::string> kept_;
     std::string lastFolder_;
     unsigned lastOwner_ = 0;

@@ -1,11 +1,6 @@
 #include "varnindex/write/lists.h"
 
-#include <fcntl.h>
 #include <json/writer.h>
-#include <sys/stat.h>
-
-#include <cstdint>
-#include <string_view>
 
 #include "varn/path.h"
 #include "varn/playlistsvc.h"
@@ -14,7 +9,6 @@
 #include "varnindex/hash.h"
 #include "varnindex/observe/file_names.h"
 #include "varnindex/read/names.h"
-#include "varnindex/read/sheets.h"
 #include "varnindex/write/copy_rows.h"
 
 namespace varnindex {
@@ -80,9 +74,9 @@ constexpr Table kTables[] = {
 
 // A hash of what is in a list; 0 where that cannot be read, or may not be what was seen.
 std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
-    const Descriptor fd(::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC));
     struct stat info {};
-    if (!fd || ::fstat(fd.Get(), &info) != 0 || !S_ISREG(info.st_mode) || !seen.MayBe(info)) {
+    const Descriptor fd = OpenPlain(path, O_RDONLY, info);
+    if (!fd || !seen.MayBe(info)) {
         return 0;
     }
     const std::optional<std::string> text = ReadWhole(fd, varn::kMostPlaylistBytes);

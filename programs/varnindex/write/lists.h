@@ -1,12 +1,8 @@
 // The rows of playlists and cue sheets, shared and personal.
 #pragma once
 
-#include <cstddef>
 #include <functional>
-#include <optional>
 #include <set>
-#include <string>
-#include <vector>
 
 #include "varnindex/compare/known.h"
 #include "varnindex/database.h"

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <optional>
-#include <string>
 #include <string_view>
 
 #include "varnindex/database.h"
@@ -15,9 +14,5 @@ std::optional<int> ParseRowId(std::string_view text);
 // Removes the shared or personal playlist row of that id; false when there is none. Throws
 // DatabaseError.
 bool RemovePlaylist(Database &database, int id);
-
-// The same for "varnindex -d ID": complains on standard error and returns the exit status of the
-// program. Throws DatabaseError.
-int RemovePlaylistRow(const std::string &id);
 
 }  // namespace varnindex

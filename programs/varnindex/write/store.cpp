@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <map>
-#include <string>
 #include <utility>
 
 #include "varn/sql.h"
@@ -35,8 +34,8 @@ constexpr const char *kDeleteSides =
     "DELETE FROM replaygain_track USING changed_track c WHERE replaygain_track.track = c.id;"
     "DELETE FROM virtual_info_track USING changed_track c WHERE virtual_info_track.track = c.id";
 
-// After kDeleteSides the tracks that a changed song keeps are the only ones it has. They go where it
-// goes, and their sheet is in the song still, or beside it.
+// After kDeleteSides the tracks that a changed song keeps are the only ones it has. They go where
+// it goes, and their sheet is in the song still, or beside it.
 constexpr const char *kMoveTracks =
     "INSERT INTO outbox (song, number, path, moved_to)"
     " SELECT id, CASE WHEN is_virtual THEN t.track ELSE -1 END, t.path, c.path FROM track t"
@@ -72,20 +71,15 @@ std::string CopyInto(const char *table) {
 
 }  // namespace
 
-void Store::Write(int id, Song song, std::vector<VirtualSong> tracks) {
-    Item &item = changes_.items.emplace_back();
-    item.id = id;
-    item.song = std::move(song);
-    for (VirtualSong &track : tracks) {
-        track.song.userid = item.song.userid;
-        item.tracks.push_back({std::move(track), 0});
+void Store::Write(int id, Song song, std::optional<std::vector<VirtualSong>> tracks) {
+    Item &item = changes_.items.emplace_back(Item{id, std::move(song), {}, !tracks});
+    if (tracks) {
+        for (VirtualSong &track : *tracks) {
+            track.song.userid = item.song.userid;
+            item.tracks.push_back({std::move(track), 0});
+        }
     }
-    CountRows(1 + tracks.size());
-}
-
-void Store::WriteWithItsTracks(int id, Song song) {
-    changes_.items.push_back({id, std::move(song), {}, true});
-    CountRows(1);
+    CountRows(1 + item.tracks.size());
 }
 
 void Store::Remove(int id) {

@@ -3,11 +3,6 @@
 // and an interrupted scan keeps what it has done.
 #pragma once
 
-#include <cstddef>
-#include <cstdint>
-#include <string>
-#include <vector>
-
 #include "varnindex/database.h"
 #include "varnindex/read/split.h"
 #include "varnindex/song.h"
@@ -26,11 +21,9 @@ class Store {
 
     // A new row (id 0), or one that keeps its id and the date of its arrival, whatever its path and
     // owner are. `tracks` are what a cue sheet makes of the song; those that it made before keep
-    // their rows by their number.
-    void Write(int id, Song song, std::vector<VirtualSong> tracks);
-    // The same, with the tracks that the song has: they get its path and owner, and that of their
-    // sheet where it is now, in the song or beside it.
-    void WriteWithItsTracks(int id, Song song);
+    // their rows by their number. Without a list the song keeps the tracks that it has: they get
+    // its path and owner, and that of their sheet where it is now, in the song or beside it.
+    void Write(int id, Song song, std::optional<std::vector<VirtualSong>> tracks);
     void Remove(int id);                            // the song, its tracks, ratings and the like
     void Restamp(int id, std::int64_t sheetStamp);  // and nothing else of the row
     void Flush();                                   // writes what is left
