@@ -4,6 +4,7 @@
 #include <climits>
 #include <map>
 
+#include "answer.h"
 #include "endpoint.h"
 #include "objects.h"
 #include "service/base/text.h"
@@ -203,6 +204,12 @@ Json::Value Artist(const Request &asked) {
 Json::Value Album(const Request &asked) {
     const AlbumFacts facts = FindAlbum(asked, asked.Required("id"));
     Json::Value album = AlbumsOf(asked, {facts})[0];
+    if (Form::Of(asked).kind == Form::Kind::kXml && asked.MinorVersion() < 16) {
+        // Clients from before OpenSubsonic, such as Debian's clementine, stop reading at elements
+        // that are not songs.
+        album.removeMember("artists");
+        album.removeMember("genres");
+    }
     album["song"] = ChildrenOf(SongsOf(asked, facts));
     return album;
 }

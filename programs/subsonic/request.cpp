@@ -4,6 +4,8 @@
 #include <cctype>
 #include <climits>
 
+#include "entry/parameters.h"
+
 namespace tonvale_subsonic {
 
 namespace {
@@ -80,6 +82,26 @@ void Request::RefuseHead() const {
     if (entry_.WantsHeaderOnly()) {
         throw Fault{kGeneric, "a HEAD changes nothing"};
     }
+}
+
+// The protocol's version 1 goes up to 1.16: with a client of another one, one of the two is older.
+long long Request::MinorVersion() const {
+    const std::string version = Required("v");
+    constexpr long long kMost = 999;
+    const std::size_t dot = version.find('.');
+    const auto major = tonvale_entry::ParseNumber(version.substr(0, dot), 0, kMost);
+    const std::string rest = dot == version.npos ? "0" : version.substr(dot + 1);
+    const auto minor = tonvale_entry::ParseNumber(rest.substr(0, rest.find('.')), 0, kMost);
+    if (!major || !minor) {
+        throw Fault{kGeneric, "the parameter 'v' takes a version, such as 1.16.1"};
+    }
+    if (*major < 1) {
+        throw Fault{kClientTooOld, "the client speaks an older version of the protocol"};
+    }
+    if (*major > 1 || *minor > 16) {
+        throw Fault{kServerTooOld, "the server speaks version 1.16.1 of the protocol"};
+    }
+    return *minor;
 }
 
 }  // namespace tonvale_subsonic

@@ -25,6 +25,8 @@ class Request {
     void Require(unsigned right) const { entry_.Require(right); }
     // Throws a Fault for a HEAD, before something is changed.
     void RefuseHead() const;
+    // The 8 of the version 1.8.0 that the client speaks. Throws a Fault for one that is not served.
+    long long MinorVersion() const;
 
     // The parameters. Those that take one value throw a Fault for more. A number or a choice that
     // is given as "" is not given.

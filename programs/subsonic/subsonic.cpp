@@ -62,24 +62,6 @@ const Endpoint &FindEndpoint(std::string_view name) {
     throw Fault{kNotFound, "there is no such endpoint"};
 }
 
-// The protocol's version 1 goes up to 1.16: with a client of another one, one of the two is older.
-void CheckVersion(const std::string &version) {
-    constexpr long long kMost = 999;
-    const std::size_t dot = version.find('.');
-    const auto major = tonvale_entry::ParseNumber(version.substr(0, dot), 0, kMost);
-    const std::string rest = dot == version.npos ? "0" : version.substr(dot + 1);
-    const auto minor = tonvale_entry::ParseNumber(rest.substr(0, rest.find('.')), 0, kMost);
-    if (!major || !minor) {
-        throw Fault{kGeneric, "the parameter 'v' takes a version, such as 1.16.1"};
-    }
-    if (*major < 1) {
-        throw Fault{kClientTooOld, "the client speaks an older version of the protocol"};
-    }
-    if (*major > 1 || *minor > 16) {
-        throw Fault{kServerTooOld, "the server speaks version 1.16.1 of the protocol"};
-    }
-}
-
 // Signs in, and waits for the turn of a request that may be answered.
 const Endpoint &Prepare(tonvale_entry::Request &entry) {
     const std::string path = Path();
@@ -87,7 +69,7 @@ const Endpoint &Prepare(tonvale_entry::Request &entry) {
     if (endpoint.needsLogin) {
         const Request asked(entry);
         SignIn(entry);
-        CheckVersion(asked.Required("v"));
+        asked.MinorVersion();  // which is served
         asked.Required("c");
     }
     if (endpoint.changes) {

@@ -1,23 +1,54 @@
 # What the desktop clients have in common. Sourced by them.
 
 # use PACKAGE CONFIGURATION COMMAND...: installs a client, configures it with what comes on standard
-# input, and starts it. It ends with the script.
+# input, and starts it on a screen of its own, without a sound. It ends with the script.
 use() {
-    install_packages "$1" xvfb xauth dbus >>"$scratch/log" 2>&1 || exit 1
-    export HOME=$scratch/$1 QT_QPA_PLATFORM=xcb XDG_RUNTIME_DIR=$scratch/$1
-    unset XDG_CONFIG_HOME XDG_DATA_HOME
+    install_packages "$1" xvfb xdotool dbus sqlite3 >>"$scratch/log" 2>&1 || exit 1
+    export HOME=$scratch/$1 XDG_RUNTIME_DIR=$scratch/$1 TMPDIR=$scratch/$1 QT_QPA_PLATFORM=xcb
+    export ALSA_CONFIG_PATH=/dev/null ALSOFT_DRIVERS=null SDL_AUDIODRIVER=dummy
+    unset XDG_CONFIG_HOME XDG_DATA_HOME XDG_CACHE_HOME WAYLAND_DISPLAY
     mkdir -m 700 "$HOME"
     mkdir -p "$HOME/.config/$(dirname "$2")"
     cat >"$HOME/.config/$2"
-    timeout 300 xvfb-run -a dbus-run-session -- "${@:3}" >>"$scratch/log" 2>&1 &
+    client=
+    trap '[[ -z $client ]] || pkill -s "$client"; kill "$screen" 2>/dev/null || true; wait' EXIT
+    Xvfb -displayfd 3 -screen 0 1280x1024x24 -nolisten tcp 3>"$HOME/display" \
+        >>"$scratch/log" 2>&1 &
+    screen=$!
+    until_true 30 test -s "$HOME/display" || exit 1
+    DISPLAY=:$(<"$HOME/display")
+    export DISPLAY
+    # The session takes the bus along, and what the client and the bus start.
+    setsid dbus-run-session -- "${@:3}" >>"$scratch/log" 2>&1 &
     client=$!
-    trap 'kill "$client" 2>/dev/null || true; wait "$client" 2>/dev/null || true' EXIT
+}
+
+# asked_for ENDPOINT: whether the client was answered by it.
+asked_for() {
+    grep -qx "$1" "$record"
 }
 
 # asks_for ENDPOINT...: waits until the client was answered by each of them.
 asks_for() {
     local endpoint
     for endpoint in "$@"; do
-        until_true 100 grep -qx "$endpoint" "$record" || exit 1
+        if ! until_true 60 asked_for "$endpoint"; then
+            echo "$endpoint: never answered"
+            exit 1
+        fi
     done
+}
+
+# has_all_songs DATABASE: whether the client keeps as many songs as the server has.
+has_all_songs() {
+    (($(sqlite3 "$1" "SELECT count(*) FROM subsonic_songs" 2>/dev/null || echo 0) == \
+        $("$tonvale" songs --limit 1 --json | grep -oP '"total":\K\d+')))
+}
+
+# until_all_songs DATABASE: waits for that.
+until_all_songs() {
+    if ! until_true 60 has_all_songs "$1"; then
+        echo "it does not have all songs"
+        exit 1
+    fi
 }
