@@ -16,7 +16,7 @@
 #include "require.h"
 #include "varnindex/read/cue.h"
 #include "varnindex/read/names.h"
-#include "varnindex/read/probe.h"
+#include "varnindex/read/prober.h"
 #include "varnindex/read/sheets.h"
 #include "varnindex/read/tags.h"
 

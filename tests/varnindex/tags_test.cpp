@@ -30,7 +30,7 @@
 #include "varn/process.h"
 #include "varn/systempath.h"
 #include "varnindex/descriptor.h"
-#include "varnindex/read/probe.h"
+#include "varnindex/read/prober.h"
 #include "varnindex/samples.h"
 
 namespace {

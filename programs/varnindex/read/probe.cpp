@@ -1,46 +1,19 @@
 #include "varnindex/read/probe.h"
 
 #include <json/json.h>
-#include <sys/wait.h>
 #include <taglib/flacpicture.h>
 
 #include <cmath>
-#include <cstdio>
-#include <filesystem>
 #include <sstream>
 #include <stdexcept>
 
 #include "varn/number.h"
-#include "varn/process.h"
+#include "varnindex/read/prober.h"
 
 namespace varnindex {
 namespace {
 
 using TagLib::Ogg::XiphComment;
-
-constexpr std::size_t kMostBytes = std::size_t{17} << 20;
-constexpr int kNotRun = 127;
-
-std::string ProberPath() {
-    return std::filesystem::read_symlink("/proc/self/exe").parent_path() / "tonvale-prober";
-}
-
-// The platform's list of streams is for one thread at a time.
-std::mutex streamsGuard;
-
-int CloseAnswer(std::FILE *stream) {
-    const std::lock_guard lock(streamsGuard);
-    return VLIBCPclose(stream);
-}
-
-struct Close {
-    void operator()(std::FILE *stream) const { CloseAnswer(stream); }
-};
-
-std::unique_ptr<std::FILE, Close> OpenAnswer(char *const argv[]) {
-    const std::lock_guard lock(streamsGuard);
-    return std::unique_ptr<std::FILE, Close>(VLIBCPopenv(argv[0], "r", argv));
-}
 
 // Asks a program about the file, which may be nothing but what its format says: ffmpeg's own guess
 // takes a list of other files for music.
@@ -162,29 +135,6 @@ void AddCover(const BoundedStream &stream, const char *format, const Json::Value
 }
 
 }  // namespace
-
-std::string AskProber(int file, std::vector<std::string> words) {
-    const std::string asked = words.front();
-    words.insert(words.begin(), {ProberPath(), "/proc/" + std::to_string(getpid()) + "/fd/" +
-                                                   std::to_string(file)});
-    std::vector<char *> argv;
-    for (std::string &word : words) {
-        argv.push_back(word.data());
-    }
-    argv.push_back(nullptr);
-    auto stream = OpenAnswer(argv.data());
-    std::string answer;
-    std::array<char, 65536> block;
-    for (std::size_t got = 1; stream && got > 0 && answer.size() < kMostBytes;) {
-        got = std::fread(block.data(), 1, block.size(), stream.get());
-        answer.append(block.data(), got);
-    }
-    const int status = stream ? CloseAnswer(stream.release()) : -1;
-    if (status == -1 || (WIFEXITED(status) && WEXITSTATUS(status) == kNotRun)) {
-        throw std::runtime_error(asked + " cannot be run; install Debian's package ffmpeg");
-    }
-    return status == 0 ? answer : std::string();
-}
 
 Probed Probe(const BoundedStream &stream, const char *format, Cover cover) {
     Probed probed{{}, "", std::make_unique<XiphComment>()};
