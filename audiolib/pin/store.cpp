@@ -72,7 +72,7 @@ bool ReadNumber(PinManager &manager, const std::optional<std::string> &statement
     if (!rows) {
         return false;
     }
-    number = varn::LeadingNumber<int>((*rows)[0].Text(column));  // 0 for the largest of none
+    number = varn::LeadingNumber<int>((*rows)[0].TextIfAny(column));  // 0 for the largest of none
     return true;
 }
 

@@ -110,7 +110,7 @@ bool SharingManager::CheckAndUpdateRecord(const std::string &playlistId,
             return false;
         }
         const auto rows = Run(varn::Sql("SELECT id FROM playlist WHERE path = '@VARN:VAR'", path));
-        if (rows && rows->Count() > 0) {
+        if (rows && !rows->IsEmpty()) {
             UpdatePlsId(std::string(kSharedNormal) + "/" + (*rows)[0].Text("id"), path);
         }
         return rows.has_value();

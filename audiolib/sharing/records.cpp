@@ -114,7 +114,7 @@ bool SharingManager::CheckSharingIdExist(std::string id) noexcept {
             return true;
         }
         const auto rows = Run(varn::Sql(kIdInUse, id));
-        return !rows || rows->Count() == 0;
+        return !rows || rows->IsEmpty();
     });
 }
 
@@ -178,7 +178,7 @@ bool SharingManager::FindRecord(SharingData &rec) {
         byId ? varn::Sql(kById, rec.id)
              : varn::Sql(kByOwner, static_cast<int>(rec.user_id), rec.playlist_id);
     const auto rows = Run(statement);
-    if (!rows || rows->Count() == 0) {
+    if (!rows || rows->IsEmpty()) {
         return false;
     }
     const varn::Row row = (*rows)[0];

@@ -61,7 +61,13 @@ std::string Joined(const std::vector<std::string> &items) {
     return list.text;
 }
 
+// A row that lacks a column is passed over.
 void AddRow(const varn::Row &row, const Rating &rating, Found &found) {
+    const auto columns = {"star", "id", "path", "track", "is_virtual"};
+    if (!std::all_of(columns.begin(), columns.end(),
+                     [&row](const char *column) { return row.Has(column); })) {
+        return;
+    }
     const std::string id = row.Text("id");
     if (*row.Text("star") != '\0') {
         found.rated.Append(id);
@@ -72,14 +78,12 @@ void AddRow(const varn::Row &row, const Rating &rating, Found &found) {
     found.names.push_back(support::NameInPlaylist(row));
 }
 
-// Fewer rows are written than meant when some of them went after they were read.
-bool WriteRows(DBConnect_tag *conn, const Found &found, const Rating &rating) {
-    const auto writes = [conn](const std::optional<std::string> &statement, int meant) {
+// Fewer rows are written than meant when some of them went after they were read: refused the first
+// time.
+bool WriteRows(DBConnect_tag *conn, const Found &found, const Rating &rating, bool isFirst) {
+    const auto writes = [conn, isFirst](const std::optional<std::string> &statement, int meant) {
         const auto written = support::Execute(kSource, conn, statement);
-        if (written && written->Count() != meant) {
-            LOG_ERROR(kSource, "Rated %d songs instead of %d", written->Count(), meant);
-        }
-        return written && written->Count() == meant;
+        return written && (written->Count() == meant || !isFirst);
     };
     const auto &[rated, added, names] = found;
     return (rated.count == 0 ||
@@ -93,7 +97,7 @@ bool WriteRows(DBConnect_tag *conn, const Found &found, const Rating &rating) {
 enum class Saved { kYes, kNo, kRefused };
 
 Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, const Rating &rating,
-               std::vector<std::string> &paths) {
+               std::vector<std::string> &paths, bool isFirst) {
     varn::Transaction transaction([conn](const char *statement) {
         return support::Execute(kSource, conn, statement).has_value();
     });
@@ -109,7 +113,7 @@ Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, con
     for (const varn::Row row : *rows) {
         AddRow(row, rating, found);
     }
-    if (!WriteRows(conn, found, rating)) {
+    if (!WriteRows(conn, found, rating, isFirst)) {
         return Saved::kRefused;
     }
     if (!transaction.Commit()) {
@@ -124,9 +128,9 @@ Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, con
 // a song that is deleted meanwhile none where it read one. It reads again, once.
 bool SaveStars(const std::vector<std::string> &numbers, std::vector<std::string> &paths,
                DBConnect_tag *conn, const Rating &rating) {
-    Saved saved = SaveOnce(numbers, conn, rating, paths);
+    Saved saved = SaveOnce(numbers, conn, rating, paths, true);
     if (saved == Saved::kRefused) {
-        saved = SaveOnce(numbers, conn, rating, paths);
+        saved = SaveOnce(numbers, conn, rating, paths, false);
     }
     return saved == Saved::kYes;
 }

@@ -27,11 +27,11 @@ int Correct(VARN_MEDIA_INFO &record) {
     if (!rows) {
         return 0;
     }
-    if (rows->Count() == 0) {
+    if (rows->IsEmpty()) {
         LOG_ERROR(kSource, "Failed to fetch row");
         return 0;
     }
-    const std::string_view whole = (*rows)[0].Text("duration");
+    const std::string_view whole = (*rows)[0].TextIfAny("duration");
     double seconds = 0;  // stays without a number, as NULL has none
     std::from_chars(whole.data(), whole.data() + whole.size(), seconds);
     if (seconds == 0) {

@@ -21,6 +21,7 @@ namespace varn {
 
 namespace {
 
+constexpr char kRootAccount[] = "root";
 constexpr uid_t kRootUid = 0;
 constexpr gid_t kRootGid = 0;
 constexpr auto kSameUid = static_cast<uid_t>(-1);
@@ -175,11 +176,19 @@ bool RunAs::Become(Who who) const {
     if (who == Who::kCaller) {
         return true;
     }
-    const std::optional<Identity> to = who == Who::kRoot
-                                           ? Identity{kRootUid, kRootGid, before_.groups}
-                                           : IdentityOf(kPackageAccount);
-    if (!to || IsCurrent(*to) || SwitchTo(*to, true) == 0) {
-        return to.has_value();
+    const bool isRoot = who == Who::kRoot;
+    const std::optional<Identity> to =
+        isRoot ? Identity{kRootUid, kRootGid, before_.groups} : IdentityOf(kPackageAccount);
+    if (!to) {
+        return false;
+    }
+    const bool leavesAsAnother =
+        afterwards_ == Afterwards::kPackage || afterwards_ == Afterwards::kStay;
+    const bool isByName = leavesAsAnother || afterwards_ == Afterwards::kAccountBefore;
+    if ((!leavesAsAnother && IsCurrent(*to)) ||
+        (isByName && ResetCredentialsByName(isRoot ? kRootAccount : kPackageAccount) == 0) ||
+        IsCurrent(*to) || SwitchTo(*to, true) == 0) {
+        return true;
     }
     Log("IF_RUN_AS", *to);
     return false;

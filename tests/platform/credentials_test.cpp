@@ -148,7 +148,7 @@ TEST_F(RootCredentials, EndAScopeAsItsNameSays) {
                  {Afterwards::kAccountBefore, {1030, 555}, {1030, 555}, {7}},
                  {Afterwards::kAccountBefore, {4242, 555}, {4242, 555}, {7}},
                  {Afterwards::kPackage, {1030, 555}, {1040, 1041}, {1041}},
-                 {Afterwards::kStay, {1030, 555}, {0, 0}, {7}}};
+                 {Afterwards::kStay, {1030, 555}, {0, 0}, {0}}};
     for (const auto &[afterwards, caller, ids, groups] : cases) {
         EXPECT_TRUE(HoldsInChild([&, afterwards = afterwards, caller = caller] {
             ASSERT_EQ(setgroups(1, std::array<gid_t, 1>{7}.data()), 0);

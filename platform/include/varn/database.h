@@ -34,6 +34,9 @@ class VARN_EXPORT Row {
     std::int64_t Number(const char *column) const;
     // Text that is "" where there is no such column.
     const char *TextIfAny(const char *column) const;
+    bool Has(const char *column) const {
+        return VARNDBFetchField(result_, row_, column) != nullptr;
+    }
 
   private:
     const VARNDB_RESULT *result_;
@@ -62,6 +65,8 @@ class VARN_EXPORT Rows {
 
     // How many rows were read, or written by a statement without rows.
     int Count() const { return count_; }
+    // True when none was read.
+    bool IsEmpty() const { return begin() == end(); }
     Iterator begin() const { return {result_.get(), 0}; }
     Iterator end() const { return {result_.get(), VARNDBNumRows(result_.get())}; }
     Row operator[](int row) const { return {result_.get(), row}; }

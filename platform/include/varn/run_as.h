@@ -19,7 +19,7 @@ struct Identity {
 // Whom a scope runs as.
 enum class Who {
     kCaller,   // as before: for calls that may leave the process as another
-    kRoot,     // user and group id 0; the supplementary groups stay
+    kRoot,     // user and group id 0; the supplementary groups stay unless the switch is by name
     kPackage,  // the account "Tonvale", with its groups
 };
 
@@ -34,10 +34,11 @@ enum class Afterwards {
 };
 
 // Switches the effective user, group and supplementary groups. The identity of before is kept as
-// numbers. A switch that fails, either way, is logged at critical level as IF_RUN_AS, with `source`
-// and the line. errno stays after the scope. Without root among its user ids a process has one
-// identity, and nothing is switched. Not for processes in which another thread depends on the
-// account.
+// numbers. With an end of another account, or of the account of before, the switch is by name
+// (ResetCredentialsByName, varn/process.h), and by numbers when that fails. A switch that fails,
+// either way, is logged at critical level as IF_RUN_AS, with `source` and the line. errno stays
+// after the scope. Without root among its user ids a process has one identity, and nothing is
+// switched. Not for processes in which another thread depends on the account.
 class VARN_EXPORT RunAs {
   public:
     explicit RunAs(Who who, Afterwards afterwards = Afterwards::kBack,
