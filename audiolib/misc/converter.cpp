@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdlib>
 #include <fstream>
-#include <string_view>
 
 #include "misc/kept_exit_status.h"
 #include "misc/source.h"
@@ -78,22 +77,12 @@ bool WritePolicy(const std::string &folder) {
     return policy.good();
 }
 
-// The converter reads "%d" and its like in the name of what it writes as a frame's number.
-std::string PlainName(std::string_view target) {
-    std::string plain;
-    for (const char c : target) {
-        plain.append(c == '%' ? 2 : 1, c);
-    }
-    return plain;
-}
-
 }  // namespace
 
 bool Convert(const char *source, int side, const std::string &folder, const std::string &target) {
     const std::string pixels = std::to_string(side);
     const std::string box = pixels + "x" + pixels + ">";  // fits in, and is never enlarged
-    std::array<std::string, 7> words = {"convert", "-size",          box, "-thumbnail", box,
-                                        source,    PlainName(target)};
+    std::array<std::string, 7> words = {"convert", "-size", box, "-thumbnail", box, source, target};
     std::array<char *, words.size() + 1> argv = {};
     for (std::size_t i = 0; i < words.size(); ++i) {
         argv[i] = words[i].data();

@@ -17,7 +17,7 @@
 #include <initializer_list>
 #include <optional>
 #include <string>
-#include <string_view>
+#include <utility>
 
 #include "misc/converter.h"
 #include "misc/places.h"
@@ -31,6 +31,7 @@
 #include "varn/path.h"
 #include "varn/run_as.h"
 #include "varn/share.h"
+#include "varn/systempath.h"
 
 namespace Tonvale::misc {
 
@@ -140,23 +141,23 @@ class Workshop {
     Fd folder_;
 };
 
-// What stands behind the last dot of a target's name, with the dot: it names the format.
-std::string ExtensionOf(std::string_view target) {
-    target.remove_prefix(target.rfind('/') + 1);
-    const std::size_t dot = target.rfind('.');
-    return std::string(dot != target.npos ? target.substr(dot) : "");
+// A file that the converter wrote. Invalid for a link, or a second name of another file, which the
+// converter could not have read itself.
+Fd OpenWritten(int folder, const std::string &name) {
+    Fd file(openat(folder, name.c_str(), O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC));
+    struct stat info = {};
+    const bool isOwn =
+        file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode) && info.st_nlink == 1;
+    return isOwn ? std::move(file) : Fd();
 }
 
-// What the converter wrote as NAME + EXTENSION. It numbers the frames of an animation as
-// "NAME-0.jpg", "NAME-1.jpg" and so on: the first of them then. Invalid when there is neither, or a
-// link or a second name of another file, which the converter could not have read itself.
-Fd OpenResult(const Workshop &workshop, const std::string &name, const std::string &extension) {
-    constexpr int kFlags = O_RDONLY | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
-    for (const char *number : {"", "-0"}) {
-        Fd result(openat(workshop.Folder().Get(), (name + number + extension).c_str(), kFlags));
-        struct stat info = {};
-        if (result && fstat(result.Get(), &info) == 0 && S_ISREG(info.st_mode) &&
-            info.st_nlink == 1) {
+// What the converter wrote into the workshop. It numbers the frames of an animation as
+// "scaled-0.jpg", "scaled-1.jpg" and so on: the first of them then.
+Fd OpenResult(const Workshop &workshop, const std::string &target) {
+    const std::string extension = std::filesystem::path(target).extension();
+    for (const std::string number : {"", "-0"}) {
+        const std::string name = varn::kConverterResult + number + extension;
+        if (Fd result = OpenWritten(workshop.Folder().Get(), name)) {
             return result;
         }
     }
@@ -221,6 +222,20 @@ Fd OpenFresh(int folder, std::string &name) {
     return file;
 }
 
+// True for a copy that stands there already, and had another time before, if it was there: a
+// converter that knows nothing of the workshop writes to the place itself.
+bool IsPlaced(const Target &target, const std::optional<timespec> &before, const timespec &source) {
+    const Fd copy = OpenWritten(target.folder, target.name);
+    struct stat info = {};
+    if (!copy || fstat(copy.Get(), &info) != 0 ||
+        (before && !IsLater(info.st_mtim, *before) && !IsLater(*before, info.st_mtim))) {
+        return false;
+    }
+    KeepLater(copy.Get(), source);
+    GiveToEveryUser(copy.Get(), target.path.c_str());
+    return true;
+}
+
 // Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part
 // of it, and a link is replaced and not followed. False with errno set.
 bool Place(int result, const Target &target, const timespec &source) {
@@ -257,27 +272,21 @@ std::string Shown(const char *path) {
     return held.empty() ? path : held;
 }
 
-// What the converter is to read, and when it was modified.
-struct Readable {
-    std::string path;
-    timespec time;
-};
-
-// Nothing for what is no file, or more than a copy may take of the folder's disk.
-std::optional<Readable> Prepare(const Source &source, const std::string &folder) {
+// Copies the picture into the folder if the converter is to read it there, and tells when it was
+// modified. Nothing for what is no file, or more than a copy may take of the folder's disk.
+std::optional<timespec> Prepare(const Source &source, const std::string &folder) {
     struct stat info = {};
     if (folder.empty() || fstat(source.fd, &info) != 0 || !S_ISREG(info.st_mode)) {
         return std::nullopt;
     }
-    if (!source.isCopied) {
-        // With a folder in front no first character makes an option or a list of names of it.
-        const std::string path = source.path;
-        return Readable{path.starts_with('/') ? path : "./" + path, info.st_mtim};
+    if (source.isCopied) {
+        const std::string path = folder + "/" + varn::kConverterPicture;
+        const Fd file(open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
+        if (!file || !CopyAll(source.fd, file.Get())) {
+            return std::nullopt;
+        }
     }
-    Readable copy = {folder + "/picture", info.st_mtim};
-    const Fd file(open(copy.path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0600));
-    const bool isWhole = file && CopyAll(source.fd, file.Get());
-    return isWhole ? std::optional(copy) : std::nullopt;
+    return info.st_mtim;
 }
 
 int LogNotConverted(const char *source, const std::string &target) {
@@ -294,19 +303,19 @@ int LogNotPlaced(const char *source, const std::string &target) {
 int Scale(const Source &source, int side, const Target &target) {
     const EndHeldBack heldBack;  // until the workshop is gone
     const Workshop workshop;
-    const std::string name = "scaled";
-    const std::string extension = ExtensionOf(target.path);
-    const std::optional<Readable> readable = Prepare(source, workshop.Path());
-    if (!readable || !Convert(readable->path.c_str(), side, workshop.Path(),
-                              workshop.Path() + "/" + name + extension)) {
+    const std::optional<timespec> before = TimeAt(target.folder, target.name.c_str());
+    const std::optional<timespec> time = Prepare(source, workshop.Path());
+    if (!time || !Convert(source.path, side, workshop.Path(), target.path)) {
         return LogNotConverted(source.path, target.path);
     }
-    const Fd result = OpenResult(workshop, name, extension);
-    if (!result) {
+    if (const Fd result = OpenResult(workshop, target.path)) {
+        return Place(result.Get(), target, *time) ? 0 : LogNotPlaced(source.path, target.path);
+    }
+    if (!IsPlaced(target, before, *time)) {
         LOG_ERROR(kSource, "file not exists [%s]", target.path.c_str());
         return -1;
     }
-    return Place(result.Get(), target, readable->time) ? 0 : LogNotPlaced(source.path, target.path);
+    return 0;
 }
 
 // True for a path that the converter takes for a pattern or for a format's name and a file's, or

@@ -1,11 +1,13 @@
 // The converter of pictures of a plain Linux system: ImageMagick's, with few rights.
 //
 // The library runs it as root, on pictures that users put there. This program gives the rights up
-// and becomes it. The picture is the argument before the last one.
+// and becomes it. The picture is the argument before the last one, the result the last one. If the
+// library has made a folder for them, they are there.
 #include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
+#include <string>
 #include <system_error>
 
 #include "confine/become.h"
@@ -40,13 +42,38 @@ void GiveAway(const fs::path &folder) {
     give(folder);
 }
 
+// What the converter reads: the copy in the folder, if the library has made one.
+std::string PictureIn(const fs::path &folder, const std::string &source) {
+    const fs::path copy = folder / varn::kConverterPicture;
+    std::error_code error;
+    // With a folder in front no first character makes an option or a list of names of it.
+    return fs::exists(copy, error)   ? copy.string()
+           : source.starts_with('/') ? source
+                                     : "./" + source;
+}
+
+// What the converter writes. It reads "%d" and its like there as a frame's number.
+std::string ResultIn(const fs::path &folder, const std::string &target) {
+    std::string path = folder / varn::kConverterResult;
+    for (const char c : fs::path(target).extension().string()) {
+        path.append(c == '%' ? 2 : 1, c);
+    }
+    return path;
+}
+
 }  // namespace
 
 int main(int argc, char **argv) {
-    if (const char *folder = std::getenv(varn::kConverterFolder)) {
+    std::string picture = argc > 2 ? argv[argc - 2] : "";
+    std::string result;
+    if (const char *folder = std::getenv(varn::kConverterFolder); folder != nullptr && argc > 2) {
         GiveAway(folder);
+        picture = PictureIn(folder, picture);
+        result = ResultIn(folder, argv[argc - 1]);
+        argv[argc - 2] = picture.data();
+        argv[argc - 1] = result.data();
     }
-    const char *const picture = argc > 2 ? argv[argc - 2] : nullptr;
-    return confine::DropRightsToRun(kProgram, picture) ? confine::Become(kProgram, argv, kLimits)
-                                                       : confine::kNotRun;
+    const char *const read = argc > 2 ? picture.c_str() : nullptr;
+    return confine::DropRightsToRun(kProgram, read) ? confine::Become(kProgram, argv, kLimits)
+                                                    : confine::kNotRun;
 }

@@ -26,9 +26,12 @@ inline constexpr char kLibraryDatabase[] = "mediaserver";
 // announced. The encoder adds silence to a file that ends before it.
 inline constexpr char kEncoderFill[] = "TONVALE_ENCODER_FILL";
 
-// The variable that names the converter's own folder to it, for one picture: its settings, a copy
-// of the picture and the result stand there. Nobody else's file does.
+// The variable that names the converter's own folder to it, for one picture: its settings and, under
+// these names, a copy of the picture and the result, which has the extension of the target. Nobody
+// else's file stands there.
 inline constexpr char kConverterFolder[] = "TONVALE_CONVERTER_FOLDER";
+inline constexpr char kConverterPicture[] = "picture";
+inline constexpr char kConverterResult[] = "scaled";
 
 }  // namespace varn
 
