@@ -71,24 +71,15 @@ Found Walk::Entry::At(std::string path) const {
 }
 
 std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders) {
-    std::vector<std::string> ordered;
+    std::set<std::string> ordered;  // each with "/" at its end, as the walk orders them
     for (const std::string &folder : folders) {
-        std::string path = std::filesystem::absolute(folder).lexically_normal().string();
-        if (!path.ends_with('/')) {
-            path += '/';
-        }
-        ordered.push_back(std::move(path));
+        ordered.insert((std::filesystem::absolute(folder) / "").lexically_normal());
     }
-    std::sort(ordered.begin(), ordered.end());
     std::vector<std::string> result;
     for (const std::string &path : ordered) {
-        if (result.empty() || !path.starts_with(result.back())) {
-            result.push_back(path);
-        }
-    }
-    for (std::string &path : result) {
-        if (path.size() > 1) {
-            path.pop_back();
+        const std::string folder = NameOfFolder(path);
+        if (result.empty() || !varn::PathBelow(result.back(), folder)) {
+            result.push_back(folder);
         }
     }
     return result;
@@ -279,9 +270,8 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
 
 std::optional<Found> Walk::Take(const Entry &entry) {
     const Level &level = levels_.back();
-    const bool isUtf8 = varn::IsUtf8(entry.name);
     std::string path = level.path + entry.name;
-    if (!isUtf8) {
+    if (!varn::IsUtf8(entry.name)) {
         return Other(Found::Kind::kRefused, std::move(path), "the name is not UTF-8");
     }
     if (path.size() >= PATH_MAX) {

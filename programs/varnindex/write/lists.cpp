@@ -84,10 +84,8 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
 }
 
 // The criteria are stored and compared as text in this form.
-std::string CriterionOf(std::string_view path) {
-    Json::StreamWriterBuilder compact;
-    compact["indentation"] = "";
-    return "\"path\":" + Json::writeString(compact, std::string(path));
+std::string CriterionOf(const char *path) {
+    return "\"path\":" + Json::valueToQuotedString(path);
 }
 
 void MovePins(Database &database) {
