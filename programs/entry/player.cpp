@@ -124,7 +124,7 @@ Json::Value Volume(const Request &asked) {
 
 // Songs of the library, each of which the user may hear, and streams out in the world: no path.
 std::vector<VARN_MEDIA_INFO> Songs(const Request &asked) {
-    const varn::OwnedSongs found = SongsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
+    const varn::OwnedSongs found = RecordsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
     std::vector<VARN_MEDIA_INFO> songs;
     for (const PLAYLIST_REC *entry = found.get(); entry != nullptr; entry = entry->next) {
         if (IsHttpUrl(entry->info.path)) {

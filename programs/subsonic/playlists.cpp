@@ -66,7 +66,7 @@ Json::Value List(const Request &asked) {
 
 varn::OwnedSongs SongsNamed(const Request &asked, const std::vector<std::string> &ids) {
     RowsOf(ids);
-    return SongsOfIds(asked.Uid(), ids);
+    return RecordsOfIds(asked.Uid(), ids);
 }
 
 AnyPlaylist Edit(const AnyPlaylist &playlist, PlaylistEdit edit) {

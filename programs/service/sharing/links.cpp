@@ -77,7 +77,7 @@ bool HasSong(uid_t uid, const std::string &list, const std::string &song) {
 }
 
 bool AppendSong(uid_t uid, const std::string &list, const std::string &songId) {
-    const varn::OwnedSongs songs = SongsOfIds(uid, {songId});
+    const varn::OwnedSongs songs = RecordsOfIds(uid, {songId});
     return VARNPersonalPlaylistAppendSongs(uid, list.c_str(), songs.get(), 1) == 0;
 }
 

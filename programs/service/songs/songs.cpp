@@ -410,6 +410,7 @@ Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const Trac
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
         Tonvale::MediaHandle rows =
             OpenRows(WholeKind(isVirtual, uid), uid, TrackColumns(writer), IdCondition(wanted));
+        // The row ids, because the "id" of an object may have a path in place of one.
         std::vector<int> found;
         for (int row = 0; row < rows->rowCount; ++row) {
             found.push_back(static_cast<int>(NumberOf(rows, row, "id")));
