@@ -17,7 +17,7 @@ namespace {
 
 using namespace tonvale_service;
 
-// Those that sort names are without (docs/browsing.md).
+// The articles that sort names leave out (docs/browsing.md).
 constexpr char kArticles[] = "The A An";
 
 Json::Value MusicFolders(const Request &asked) {

@@ -23,9 +23,9 @@ struct Endpoint {
     // Writes a whole HTTP answer, and throws as long as nothing is written. True when all of it
     // went out.
     bool (*send)(const Request &asked) = nullptr;
-    bool changes = false;    // something: never for a HEAD
-    bool lasts = false;      // as long as its client wants: never in a worker
-    bool takesRoot = false;  // for moments; the others give root's rights up before they begin
+    bool changes = false;    // changes something: refused for HEAD
+    bool lasts = false;      // takes as long as its client wants: never in a worker
+    bool takesRoot = false;  // for moments; false: gives root's rights up before it begins
     bool needsLogin = true;
 };
 
