@@ -122,7 +122,8 @@ std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &p
                : nullptr;
 }
 
-// A page by the order that is kept, which stars have no part in. Null when it cannot be had so.
+// A page by the order that is kept, in which stars have no part. Null when that order cannot be
+// used.
 std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string &condition,
                                    const std::string &order, const TrackWriter &writer) {
     if (request.sortBy == kRandom || request.limit <= 0 ||
@@ -134,7 +135,7 @@ std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string
     const ListKey key("songs", request, condition, order, false);
     const auto kept = KeptPart(key, request.offset, request.limit);
     auto page = kept ? ReadPart(request, *kept, writer) : nullptr;
-    // While the library is scanned, each batch of songs makes an order worthless.
+    // While a scan runs, each batch of songs outdates the order.
     if (page || isIndexed || (kept && kept->isYoung)) {
         return page;
     }
