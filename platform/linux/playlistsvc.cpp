@@ -43,8 +43,8 @@ std::string NameOf(const std::string &path) {
     return open.empty() ? path : open;
 }
 
-// A link in a shared folder must not make root show another file: what it leads to has to be a
-// playlist by its name, too.
+// A link in a shared folder must not make root show another file: the name that it leads to also
+// has to be a playlist's.
 UniqueFd OpenAsRoot(const std::string &path, Root &root) {
     if (geteuid() == 0 || !MaySwitchUser() || !root.emplace(Who::kRoot)) {
         return UniqueFd();
