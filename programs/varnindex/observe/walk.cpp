@@ -28,7 +28,7 @@ std::int64_t Microseconds(const timespec &time) {
            time.tv_nsec / 1000;
 }
 
-// For file systems that do not tell with the name; DT_UNKNOWN where that fails.
+// For file systems that do not tell the type with the name; DT_UNKNOWN where that fails.
 unsigned char TypeOf(int folder, const char *name) {
     struct stat info {};
     const bool isKnown = ::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0;
@@ -126,7 +126,7 @@ std::optional<Found> Walk::EnterRoot(const std::string &path) {
     return Enter(path, library_.WayTo(folder));
 }
 
-// Of the folders on the way down those above were asked before; a walk of a part begins below them.
+// The folders above were asked on the way down; the walk of a part begins below them.
 bool Walk::IsWithoutMusic(const std::string &folder) const {
     return withoutMusic_.contains(folder) ||
            (levels_.empty() &&

@@ -35,7 +35,7 @@ constexpr const char kNotMoved[] =
     "SELECT id, path, userid FROM gone_list g WHERE NOT EXISTS"
     " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"";
 
-// A row that the library has changed since the scan began is its own.
+// A row that the library has changed since the scan began is left alone.
 constexpr const char kMove[] =
     "WITH moved AS (UPDATE @VARN:NEVAR t SET path = m.new FROM moved_list m WHERE t.id = m.id"
     " AND t.path = m.old AND NOT EXISTS (SELECT FROM @VARN:NEVAR o WHERE o.path = m.new)"
@@ -173,7 +173,7 @@ void Lists::Settle(const Question &isBack, const Question &stays) {
     }
 }
 
-// Takes the rows for which that is said out of those that are gone.
+// Takes the rows for which `stays` gives true out of those that are gone.
 void Lists::KeepWhere(const char *rows, const Question &stays) {
     std::vector<int> kept;
     for (const varn::Row row : database_.Query(rows)) {
