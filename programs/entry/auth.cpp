@@ -81,7 +81,7 @@ constexpr std::array kLoginParameters = {
     Parameter{.name = "name", .what = "The user's name.", .isRequired = true},
     Parameter{.name = "password", .what = "The password, in the form.", .isRequired = true}};
 constexpr std::array kEndParameters = {Parameter{.name = "id",
-                                                 .what = "The session, or all but the own one.",
+                                                 .what = "The session, or all but this one.",
                                                  .kind = Kind::kNumber,
                                                  .isRequired = true,
                                                  .low = 1,

@@ -108,7 +108,7 @@ bool Request::IsFromElsewhere() const {
 void Request::Require(unsigned right) const {
     if ((Rights() & right) != right) {
         const std::string name = tonvale_service::RightNames(right).front();
-        throw Refusal{Code::kNotPermitted, "", "that takes the right '" + name + "'"};
+        throw Refusal{Code::kNotPermitted, "", "that needs the right '" + name + "'"};
     }
 }
 
