@@ -191,7 +191,7 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     }
     // Entries are looked for with the rights that the list is read with. In a home that is closed
     // to this process they would look as if they were not there, and the next edit would drop them.
-    // A list that its holder has opened is read as root, whoever may read the file itself. Outside
+    // A list that its holder has opened is read as root, even if this process may read the file. Outside
     // the music root's rights would tell the list's writer which files are there.
     const bool isForRoot = geteuid() == 0;
     Root root;

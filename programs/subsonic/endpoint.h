@@ -15,7 +15,7 @@ namespace tonvale_subsonic {
 // One of the three functions is there. Each throws a Fault, a Refusal or a Failure.
 struct Endpoint {
     std::string_view name;
-    // Gives the members of the answer: an object, such as {"license": {...}}; an empty one for an
+    // Gives the members of the answer: an object like {"license": {...}}; an empty one for an
     // endpoint that answers with success alone. How values become XML: answer.h.
     Json::Value (*answer)(const Request &asked) = nullptr;
     // The same for a long answer, which is written without a value of all that it holds.

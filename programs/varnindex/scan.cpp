@@ -118,7 +118,8 @@ Counts Scan::Run() {
     return counts_;
 }
 
-// That takes another account, which threads that read songs must not get.
+// Brings rating records and lists of shared songs up to date. It takes another account, which
+// threads that read songs must not get.
 void Scan::SettleOutside() {
     if (!options_.dryRun) {
         SettleOutbox(database_, part_.own, library_, reporter_);
