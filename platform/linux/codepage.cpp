@@ -124,7 +124,7 @@ bool IsImpossible(UChar32 c) {
     return c == 0xFFFD || control || type == U_PRIVATE_USE_CHAR || type == U_UNASSIGNED;
 }
 
-// A character between words, such as a quote or a sign.
+// A character between words: a quote or a sign for example.
 double ScoreSign(UChar32 c, bool afterLetter) {
     if (IsAscii(c)) {
         return 0;

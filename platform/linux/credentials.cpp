@@ -52,7 +52,7 @@ bool BecomeEffectiveRoot() {
     return setresuid(kSameUid, kRootUid, kSameUid) == 0;
 }
 
-// Ends a process that cannot go back to the effective user that it was.
+// Ends a process that cannot take its former effective user back.
 [[noreturn]] void EndStranded(uid_t uid) {
     syslog(LOG_AUTH | LOG_CRIT, "cannot switch back to the user id %u: %m",
            static_cast<unsigned>(uid));

@@ -75,7 +75,7 @@ struct DBConnect_tag {
     int Fail(const PGresult *result = nullptr, const char *file = __builtin_FILE(),
              int line = __builtin_LINE()) {
         error = WithoutLineBreak(Pq().errorMessage(pg.get()));
-        if (error.empty()) {  // the server had nothing against it, but this is not the call for it
+        if (error.empty()) {  // the server accepted it, but this call is not for it
             error = "a statement that is empty, or that sends or fetches rows by COPY";
         }
         NoteTrouble(pg.get(), result);
@@ -169,8 +169,8 @@ PgConnection Connect(const char *socketDir, const char *user, const char *passwo
     return PgConnection(Pq().connectdbParams(keys.data(), values.data(), 0));
 }
 
-// Values are escaped for a server that takes a backslash as it stands. It tells with the connection
-// whether it does, so that one is asked only where a role or a database says otherwise.
+// Values are escaped for a server that takes a backslash literally. The connection tells whether it
+// does: only where a role or a database has changed that is it set.
 bool PinStrings(PGconn *conn) {
     const char *const setting = Pq().parameterStatus(conn, "standard_conforming_strings");
     if (setting != nullptr && std::string_view(setting) == "on") {

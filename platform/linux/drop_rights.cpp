@@ -22,8 +22,8 @@ static_assert(CAP_DAC_READ_SEARCH < 32, "it stands in the first of the kernel's 
 
 using Words = std::array<__user_cap_data_struct, _LINUX_CAPABILITY_U32S_3>;
 
-// Leaves of the capabilities at most one. Its programs inherit it: ambient, because files of
-// programs have none.
+// Keeps one of the capabilities at most. The programs that this process becomes inherit it:
+// ambient, because files of programs have none.
 bool KeepCapability(bool isNeeded) {
     __user_cap_header_struct header = {_LINUX_CAPABILITY_VERSION_3, 0};
     Words words = {};

@@ -36,7 +36,7 @@ bool IsFileName(const std::string &name) {
 }
 
 // Makes a folder with its mode at once: everybody may write where these folders stand, and could
-// send a mode that is set afterwards to another folder.
+// lead a later chmod to another folder.
 int MakeForAll(int parent, const std::string &name) {
     static std::mutex oneAtATime;  // the umask is the whole process's
     const std::lock_guard lock(oneAtATime);

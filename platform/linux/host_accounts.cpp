@@ -110,7 +110,7 @@ Outcome ChangeGroups(const std::string &name, bool isUser, bool isAdmin) {
     return groups.lines == before ? Outcome::Good() : Write(groups);
 }
 
-// Where the root's homes are: where the link leads, be it that nothing is there now.
+// Where the root's homes are: where the link leads, even if nothing is there now.
 fs::path HomesFolder() {
     std::error_code error;
     return fs::read_symlink(SystemPath(path::kHomes), error);

@@ -164,7 +164,7 @@ struct Postmaster {
     bool ready = false;  // as it says itself
 };
 
-// What the server's own file says, be it alive or not.
+// What the server's own file says, whether the server is alive or not.
 Postmaster ReadPostmaster() {
     constexpr int kStatusLine = 8;
     Postmaster server;
@@ -277,7 +277,8 @@ Outcome WaitForServer(bool &up) {
     }
 }
 
-// The folder of the programs that fit the cluster's own version, which is not the newest for ever.
+// The folder of the programs that fit the cluster's own version, which will not always be the
+// newest.
 Outcome FindOwnPrograms(std::string &folder) {
     if (access(DataDir().c_str(), R_OK | X_OK) != 0) {
         return Failed("open the database", DataDir());

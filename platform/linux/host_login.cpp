@@ -21,7 +21,8 @@ constexpr char kFirstName[] = "admin";
 constexpr std::size_t kPasswordLength = 20;
 constexpr std::size_t kSaltLength = 16;
 
-// What crypt(5) makes of a password under a setting, of which a hash is one. "" on failure.
+// The hash that crypt(5) makes of a password under a setting; a hash can be such a setting. "" on
+// failure.
 std::string Crypted(const std::string &password, const std::string &setting) {
     const auto scratch = std::make_unique<crypt_data>();
     const char *hash = crypt_rn(password.c_str(), setting.c_str(), scratch.get(), sizeof *scratch);

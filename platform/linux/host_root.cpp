@@ -111,7 +111,7 @@ std::optional<Owner> HostIds() {
     return std::nullopt;
 }
 
-// Writes a file unless there is one, be it an administrator's.
+// Writes a file unless there is one: that may be an administrator's.
 Outcome WriteMissing(const std::string &path, std::string_view text,
                      std::optional<Owner> owner = std::nullopt, mode_t mode = 0644) {
     struct stat info {};

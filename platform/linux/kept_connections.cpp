@@ -48,7 +48,7 @@ void CloseBeyond(Pool &pool, std::size_t most) {
     }
 }
 
-// A server says nothing to an idle connection but that it ends.
+// The server sends nothing to an idle connection but its end.
 bool IsAlive(const PGconn *connection) {
     pollfd socket = {Pq().socket(connection), POLLIN, 0};
     return Pq().status(connection) == CONNECTION_OK && poll(&socket, 1, 0) == 0;

@@ -39,8 +39,8 @@ bool ReadRegular(int fd, std::string &text) {
     return fstat(fd, &status) == 0 && IsRegular(status) && ReadToEnd(fd, kMostBytes, text);
 }
 
-// The file behind a symbolic link, which need not exist; the link itself is to stay. "" with errno
-// set when links lead in a circle.
+// The file that a symbolic link leads to, which need not exist; the link itself is to stay. "" with
+// errno set when links lead in a circle.
 std::string BehindLinks(std::string file) {
     constexpr int kMostLinks = 40;  // as the kernel has it
     for (int links = 0; links < kMostLinks; ++links) {

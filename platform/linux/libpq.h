@@ -33,8 +33,8 @@ struct Libpq : LateLibrary {
     decltype(&::PQputCopyEnd) putCopyEnd = Find("PQputCopyEnd");
 };
 
-// Loads the library the first time. Whether that worked is asked before a connection is made; who
-// has a connection or a result need not ask again.
+// Loads the library the first time. Ask whether that worked before a connection is made; with a
+// connection or a result there is no need to ask again.
 inline const Libpq &Pq() {
     static const Libpq library;
     return library;

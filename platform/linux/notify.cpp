@@ -143,7 +143,8 @@ bool IsOwnPlainFile(int fd) {
     return true;
 }
 
-// The spool belongs to the folder's owner, whoever writes the first line. Fails with errno set.
+// The spool belongs to the folder's owner, also if another account writes the first line. Fails with
+// errno set.
 UniqueFd OpenSpool() {
     constexpr int kFlags = O_RDWR | O_APPEND | O_NOFOLLOW | O_NONBLOCK | O_CLOEXEC;
     const UniqueFd folder(

@@ -43,8 +43,8 @@ std::string NameOf(const std::string &path) {
     return open.empty() ? path : open;
 }
 
-// A link in a shared folder must not make root show another file: what it leads to has to be a
-// playlist by its name, too.
+// A link in a shared folder must not make root show another file: the name that it leads to also
+// has to be a playlist's.
 UniqueFd OpenAsRoot(const std::string &path, Root &root) {
     if (geteuid() == 0 || !MaySwitchUser() || !root.emplace(Who::kRoot)) {
         return UniqueFd();
@@ -191,7 +191,7 @@ int Read(const std::string &path, PVLIBSZLIST *paths, PLAYLIST_REC **remote) {
     }
     // Entries are looked for with the rights that the list is read with. In a home that is closed
     // to this process they would look as if they were not there, and the next edit would drop them.
-    // A list that its holder has opened is read as root, whoever may read the file itself. Outside
+    // A list that its holder has opened is read as root, even if this process may read the file. Outside
     // the music root's rights would tell the list's writer which files are there.
     const bool isForRoot = geteuid() == 0;
     Root root;

@@ -24,7 +24,7 @@ namespace varn {
 
 namespace {
 
-// A stream of VLIBCPopenv and the process behind it. There are never more than a few.
+// A stream of VLIBCPopenv and its process. There are never more than a few.
 struct OpenStream {
     std::FILE *stream;
     pid_t pid;

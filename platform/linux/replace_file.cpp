@@ -16,8 +16,7 @@ namespace varn {
 
 namespace {
 
-// An account that may write to a folder without reading it holds it all the same, and cannot sync
-// it.
+// An account that may write to a folder without reading it can hold the folder, but not sync it.
 UniqueFd OpenFolder(int base, const std::string &name) {
     const std::size_t slash = name.rfind('/');
     const std::string folder = slash == name.npos ? "." : name.substr(0, slash + 1);
@@ -116,10 +115,10 @@ class TemporaryFile {
         return linkat(AT_FDCWD, open.c_str(), folder_, name.c_str(), AT_SYMLINK_FOLLOW) == 0;
     }
 
-    // A link takes no name that is in use. It gets another one first, the same for each writer of
-    // the file: what a process that was killed has left there goes with the next one. ENOENT: so
-    // did this file, with a writer at the same time; it cannot be linked a second time. Where that
-    // name cannot be had (a folder has it, or it is too long), a random one does.
+    // A link takes no name that is in use. So the file gets another name first, the same for each
+    // writer of the file: what a killed process has left there goes with the next one. ENOENT: a
+    // second writer has removed this file's name meanwhile; it cannot be linked a second time.
+    // Where that name cannot be had (a folder has it, or it is too long), a random one serves.
     bool LinkOver(const std::string &name) {
         const std::string own = "." + name + ".tmp";
         for (int tries = 0; tries < kMostTries; ++tries) {

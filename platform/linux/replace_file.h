@@ -6,7 +6,8 @@
 namespace varn {
 
 // ReplaceFile for a name that counts from a folder as of openat(2). With `onlyNew` the file must
-// not be there yet: EEXIST. Without `isSynced` a stop of the machine may leave any text.
+// not be there yet: EEXIST. Without `isSynced` the file may hold any text after a crash of the
+// machine.
 bool ReplaceFileAt(int folder, const std::string &name, std::string_view text, mode_t mode,
                    const FileOwner *owner, bool onlyNew, bool isSynced = true);
 

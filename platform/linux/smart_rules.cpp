@@ -238,7 +238,7 @@ void Parser::SkipBlock() {
     }
 }
 
-// An order and a limit belong to a list of songs, and the condition that a rule becomes is none.
+// Reads an order and a limit, which have no effect: a rule becomes a condition and no list.
 void Parser::Ending(SmartPlaylist &playlist) {
     const Token order = token_;
     if (Accept("order", "sort")) {

@@ -101,7 +101,7 @@ class Child {
             }
         }
         const int reason = errno;
-        // The parent ends at the closed pipe as well, should even this write fail.
+        // Should even this write fail, the closed pipe tells the parent.
         [[maybe_unused]] const ssize_t told = write(report, &reason, sizeof reason);
         _exit(kExecFailed);
     }

@@ -29,7 +29,7 @@ struct SpawnOptions {
 
     std::string workingDirectory;  // entered as the child's user; "": this process's own
 
-    int stdinFd = kDevNull;  // nobody's input is eaten by accident
+    int stdinFd = kDevNull;  // a child must not read this process's input by accident
     int stdoutFd = kInherit;
     int stderrFd = kInherit;
 

@@ -87,7 +87,7 @@ Json::Value RefusalReply(ActionHandler &handler, const Refusal &refusal, Code co
     return reply;
 }
 
-// What the own codes of pins are by their HTTP status.
+// The plain code that has the same HTTP status as a pin's own code.
 Code PlainCode(Code code) {
     switch (static_cast<int>(code)) {
         case Tonvale::PIN_ERROR_PARAMETER:
@@ -117,14 +117,14 @@ std::string_view RawValue(std::string_view query, std::string_view name) {
     return {};
 }
 
-// True when the client wants the code of a refusal as the HTTP status.
+// True when the client wants the HTTP status to tell of a refusal.
 bool WantsStatus() {
     return RawValue(Variable("QUERY_STRING"), "status") == "http" ||
            Variable("HTTP_ACCEPT").find("status=http") != std::string::npos;
 }
 
-// A refusal of data has the status 200, unless it is the system's and not the request's, or the
-// client wants to know.
+// A refusal of data has the status 200, unless the system failed or the client wants the HTTP
+// status to tell of it.
 bool Refuse(ActionHandler &handler, const Refusal &refused, bool isMedia) {
     const Code code = CodeForClient(refused.code);
     const std::string header = std::string(StatusOf(PlainCode(code))) +
@@ -148,7 +148,7 @@ const Method *FindMethod(const Api &api, std::string_view name) {
     return found != api.methods.end() ? &*found : nullptr;
 }
 
-// Throws a Refusal for somebody who may not ask for it.
+// Throws a Refusal when the user may not call the method.
 void CheckLogin(Request &request, const Api *api, const Method *method) {
     if ((api != nullptr && api->isPublic) || (method != nullptr && !method->needsLogin)) {
         return;
@@ -166,8 +166,8 @@ void CheckLogin(Request &request, const Api *api, const Method *method) {
     }
 }
 
-// Does the work of a request; a refusal, and a failure of the service layer as the refusal that it
-// is, goes to `refused`.
+// Does the work of a request. Gives a refusal to `refused`, and a failure of the service layer as
+// the refusal that it means.
 template <typename Work, typename Refused>
 bool Try(const Request &asked, const Work &work, const Refused &refused) {
     try {
@@ -298,8 +298,8 @@ bool ListAction::Process() {
         WebMan(false).WriteHeader(header.c_str());
         return std::fflush(stdout) == 0;
     }
-    // All is read before anything is written, and the length is told: where a worker ends half-way,
-    // the web server breaks the answer off, and no client keeps a part of it as the whole.
+    // Reads everything before it writes, and tells the length: if a worker dies in the middle, the
+    // web server breaks the answer off, and no client takes a part for the whole.
     const bool isThere = Try(
         request_,
         [&] {
@@ -334,7 +334,7 @@ bool MediaAction::Process() {
             [&](const Refusal &why) { return Refuse(*this, why, true); });
     } catch (const std::exception &error) {
         syslog(LOG_ERR, "A media answer failed: %s", error.what());
-        // Standard output gets its buffer with the first byte.
+        // Standard output has no buffer before the first byte.
         return __fbufsize(stdout) == 0 && Refuse(*this, {Code::kFailed}, true);
     }
 }
@@ -376,7 +376,7 @@ std::unique_ptr<ActionHandler> FindAction(Request &request) {
         return refused(refusal);
     }
     if (method->changes && !IsWorker()) {
-        // Neither a client that leaves nor the end of the server (SIGTERM) breaks a change off.
+        // The change is finished even if the client leaves or the server ends (SIGTERM).
         std::signal(SIGTERM, SIG_IGN);
     }
     if (!method->takesRoot) {

@@ -81,24 +81,25 @@ class RefusedAction : public ActionHandler {
     bool isMedia_;
 };
 
-// A method of an API, of version 1 as long as there is only one.
+// A method of an API. So far all have version 1.
 struct Method {
     std::string_view name;
     std::unique_ptr<ActionHandler> (*make)(const Request &request);
-    bool changes = false;        // something: never for a HEAD, nor for a page of another site
-    bool asksElsewhere = false;  // has this machine ask others: not for a page of another site
+    bool changes = false;        // refused for HEAD, and for pages of other sites
+    bool asksElsewhere = false;  // makes this machine ask others: refused for pages of other sites
     bool isMedia = false;        // answers with an HTTP answer of its own
-    bool lasts = false;          // as long as its client wants: never in a worker
-    bool takesRoot = true;       // for moments; the others give root's rights up before they begin
-    bool needsLogin = true;      // but in a public API
-    bool takesKey = true;        // of a program, which changes no passwords, keys and users
+    bool lasts = false;          // takes as long as its client wants: never in a worker
+    bool takesRoot = true;       // for moments; false: gives root's rights up before it begins
+    bool needsLogin = true;      // except in a public API
+    bool takesKey = true;        // false: it changes passwords, keys or users, which no key may
     std::string_view summary = {};  // what it does
     std::span<const Parameter> parameters = {};
-    // The schema of its data, {} without one; or the media types of its answer, parted by blanks.
+    // The schema of its data, {} without one; or the media types of its answer, separated by
+    // blanks.
     std::string_view answer = {};
 };
 
-// In a table of methods, that one changes something.
+// For a table of methods: the method changes something.
 inline constexpr bool kChanges = true;
 
 template <typename Made>
@@ -120,7 +121,7 @@ struct Api {
     std::span<const Method> methods;
     bool isPublic = false;  // answers without a login
     std::string_view summary = {};
-    std::span<const Schema> schemas = {};  // of its answers, which others may use as well
+    std::span<const Schema> schemas = {};  // of its answers; other APIs may use them
 };
 
 // All of them, in order.
@@ -133,8 +134,8 @@ struct Meaning {
 };
 std::span<const Meaning> AllCodes();
 
-// The action of a request; a RefusedAction when there is none, or nobody may ask for it. Finds out
-// who asks where that matters (Request::SignIn).
+// The action of a request; a RefusedAction when there is none, or the user may not call it. Signs
+// the user in where the method needs that (Request::SignIn).
 std::unique_ptr<ActionHandler> FindAction(Request &request);
 
 // The answer to a request that cannot be read, with this query.

@@ -13,7 +13,7 @@ namespace {
 using tonvale_service::Proof;
 
 Json::Value LogIn(const Request &asked) {
-    // The password stands in the form: logs have addresses.
+    // The password comes in the form, because logs keep addresses.
     if (!asked.IsPost()) {
         throw Refusal{Code::kNoSuchMethod};
     }
@@ -35,7 +35,7 @@ Json::Value LogIn(const Request &asked) {
     return data;
 }
 
-// 0 for a request that is in none.
+// The session that the request came in; 0 without one.
 int OwnSession(const Request &asked) {
     return asked.ProvedBy() == Proof::kSession ? asked.ProofId() : 0;
 }
@@ -81,7 +81,7 @@ constexpr std::array kLoginParameters = {
     Parameter{.name = "name", .what = "The user's name.", .isRequired = true},
     Parameter{.name = "password", .what = "The password, in the form.", .isRequired = true}};
 constexpr std::array kEndParameters = {Parameter{.name = "id",
-                                                 .what = "The session, or all but the own one.",
+                                                 .what = "The session, or all but this one.",
                                                  .kind = Kind::kNumber,
                                                  .isRequired = true,
                                                  .low = 1,

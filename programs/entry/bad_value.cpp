@@ -13,10 +13,10 @@ namespace {
 using tonvale_service::FailureClass;
 using tonvale_service::Reason;
 
-// The parameters that may hold what a reason of kBadValue is about, in the order of the reasons.
+// The parameters that may hold the bad value of a reason of kBadValue, in the order of the reasons.
 struct Holders {
     Reason reason;
-    std::string_view names;  // parted by blanks; "{}" for the one that the object names
+    std::string_view names;  // separated by blanks; "{}": the one that the object names
 };
 constexpr Holders kHolders[] = {
     {Reason::kNotUtf8, ""},

@@ -8,9 +8,8 @@
 
 namespace tonvale_entry {
 
-// Of a value that nothing can be done with: the parameter of its kind that is given, of several the
-// one that has the value; where none is given, the one that is missing. "" for other failures, and
-// where it cannot be told.
+// For a bad value: the parameter of its kind that was given, of several the one with the value; if
+// none was given, the one that is missing. "" for other failures, and if it cannot be told.
 std::string ParameterOf(const tonvale_service::Failure &failure, const Request &asked);
 
 }  // namespace tonvale_entry

@@ -16,7 +16,7 @@ inline constexpr std::string_view kDefaultCover =
     "<circle cx=\"240\" cy=\"240\" r=\"62\" fill=\"#7fa6c9\"/>"
     "<circle cx=\"240\" cy=\"240\" r=\"10\" fill=\"#e4e7eb\"/></svg>\n";
 
-// Its entity tag, to be counted up with every change of the drawing.
+// Its entity tag. Count it up with every change of the drawing.
 inline constexpr char kDefaultCoverTag[] = "\"default-1\"";
 
 }  // namespace tonvale_entry

@@ -59,6 +59,6 @@ std::vector<std::string> ChoicesOf(const Parameter &parameter) {
 const Api kDescriptionApi{.name = "VARN.Tonvale.Description",
                           .methods = kMethods,
                           .isPublic = true,
-                          .summary = "What there is to ask for, at /openapi.json"};
+                          .summary = "The description of all APIs, at /openapi.json"};
 
 }  // namespace tonvale_entry

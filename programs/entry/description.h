@@ -17,7 +17,7 @@ enum class Kind {
     kText,
     kNumber,
     kFlag,   // "true" or "false"
-    kTexts,  // several: a JSON array, or parted by commas
+    kTexts,  // several: a JSON array, or separated by commas
     kNumbers
 };
 
@@ -32,7 +32,7 @@ struct Parameter {
     long long low = 0;  // of a number
     long long high = INT_MAX;
     std::string_view usual = {};    // when it is not given
-    std::string_view choices = {};  // names, parted by blanks; of a number those beside numbers
+    std::string_view choices = {};  // names, separated by blanks; of a number those beside numbers
     std::vector<std::string> (*names)() = nullptr;  // the choices, where another part knows them
 };
 

@@ -130,7 +130,7 @@ Json::Value InForm(std::span<const Parameter> parameters) {
 
 Json::Value SchemaOf(std::string_view type);
 
-// Of "T|T", where there is one outside of brackets.
+// "T|T" as a choice of types; null without a bar outside of brackets.
 Json::Value Either(std::string_view type) {
     Json::Value either;
     int depth = 0;
@@ -231,7 +231,7 @@ std::string ShortName(const Api &api) {
     return Text(api.name.substr(kPrefix.size()));
 }
 
-// The ways of proving who one is, each of which is enough.
+// The ways to sign in, each of which is enough.
 Json::Value Proofs(bool takesKey) {
     Json::Value proofs(Json::arrayValue);
     for (const char *name : {"session", "basic", "key"}) {

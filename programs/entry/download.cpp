@@ -44,7 +44,7 @@ std::string Attachment(const std::string &name) {
            encoded + "\r\n";
 }
 
-// A song's file, whole, also for a track of a cue sheet.
+// The whole file of a song, also for a track of a cue sheet.
 class Song : public MediaAction {
   public:
     using MediaAction::MediaAction;
@@ -127,7 +127,7 @@ class Archive : public MediaAction {
         return entries;
     }
 
-    // Empty for a file that is another one by now: the archive's length has been told.
+    // Empty if another file has taken its place: the archive's length has been told.
     static varn::UniqueFd OpenAgain(const DownloadFile &file, const struct stat &before) {
         try {
             SongFile song = OpenSongFile(file.owner, file.path);
@@ -160,7 +160,7 @@ constexpr Method kMethods[] = {
      .make = Make<Song>,
      .isMedia = true,
      .lasts = true,
-     .summary = "The file of a song, of a track of a cue sheet the whole file",
+     .summary = "The file of a song; for a track of a cue sheet the whole file",
      .parameters = kSongParameters,
      .answer = kSoundTypes},
     {.name = "zip",

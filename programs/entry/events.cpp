@@ -1,5 +1,5 @@
-// VARN.Tonvale.Events: what happens, as server-sent events. One process tells all listeners
-// (service/live/event_socket.h): here they are only let in.
+// VARN.Tonvale.Events: what happens, as server-sent events. This lets listeners in; one process
+// tells them all (service/live/event_socket.h).
 #include <unistd.h>
 
 #include <string>

@@ -8,7 +8,7 @@ namespace tonvale_entry {
 
 namespace {
 
-// Users listen to these, and have favourites among them.
+// The groups that users play songs of and make favourites.
 template <const tonvale_service::Group &Listed>
 constexpr bool kIsListened = false;
 template <>

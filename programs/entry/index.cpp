@@ -28,13 +28,14 @@ constexpr Method kMethods[] = {
      .make = Make<Do<tonvale_service::StartIndexing>>,
      .changes = true,
      .takesRoot = false,
-     .summary = "Have everything scanned; 409 while such a scan runs, 503 where no indexer follows "
-                "changes"},
+     .summary =
+         "Start a scan of everything; 409 while such a scan runs, 503 where no indexer follows "
+         "changes"},
     {.name = "stop",
      .make = Make<Do<tonvale_service::StopIndexing>>,
      .changes = true,
      .takesRoot = false,
-     .summary = "Have the scan that runs end within seconds; 404 when none runs"},
+     .summary = "Stop the scan that runs, within seconds; 404 when none runs"},
 };
 
 constexpr Field kChanges[] = {{"added", "number"},

@@ -58,7 +58,7 @@ constexpr Parameter SortedBy(std::vector<std::string> (*names)(), std::string_vi
     return {.name = "sort_by", .what = what, .usual = usual, .names = names};
 }
 
-// These keys, and those of what users listen to.
+// These keys, and those of plays and favourites.
 std::vector<std::string> WithListenedKeys(std::vector<std::string> keys);
 
 inline constexpr Parameter kSongIds{.name = "id",

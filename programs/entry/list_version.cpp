@@ -37,7 +37,7 @@ std::string Settings() {
     return all;
 }
 
-// From all that decides an answer; "" where that is not known.
+// A hash of everything that decides the answer; "" if that is not known.
 std::string EtagOf(const Request &request, const std::string &shows) {
     const std::string method = Variable("REQUEST_METHOD");
     if (shows.empty() || (method != "GET" && method != "HEAD")) {
@@ -69,7 +69,7 @@ bool HasList(const Request &request, std::string &header) {
         header = "Status: 304 Not Modified\r\nETag: " + etag + "\r\n" + kCache;
         return !etag.empty() && tonvale_service::IsUnchanged({etag, ""}, known, "");
     };
-    // Whether the list shows favourites, the client's own tag tells.
+    // The client's own tag tells whether the list shows favourites.
     return isUnchanged(library) ||
            (!library.empty() && isUnchanged(library + tonvale_service::FavouritesVersion(uid)));
 }

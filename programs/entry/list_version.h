@@ -7,11 +7,11 @@
 
 namespace tonvale_entry {
 
-// The header of the answer to a request for a list that shows this version of the library ("" for
-// one that is not known): with it as entity tag, where the answer may be asked for again.
+// The header of a list's answer. `shows` is the version of the library that the list shows, "" if
+// it is not known. Where the client may ask again, the header has an entity tag of it.
 std::string ListHeader(const Request &request, const std::string &shows);
 
-// True when the client has what the request would be answered with. Its header is then in `header`.
+// True when the client has the answer to this request already. `header` is then that of a 304.
 bool HasList(const Request &request, std::string &header);
 
 }  // namespace tonvale_entry

@@ -32,15 +32,15 @@ std::string Taken(const char *name) {
     return taken;
 }
 
-// Whom the web server has let in. An account that it knows and this system does not is nobody.
+// The user that the web server has let in. An account that only the web server knows is nobody.
 SignIn LetIn(const std::string &name) {
     const varn::User account = varn::UserByName(name.c_str());
     return account ? SignIn{Standing::kKnown, Proof::kPassword, {account->uid, account->szName, 0}}
                    : SignIn{Standing::kRefused, Proof::kNone, {}};
 }
 
-// Throws a Refusal after too many wrong passwords, and where it cannot be told. A worker leaves
-// what takes its time.
+// Throws a Refusal after too many wrong passwords, and when the login cannot be checked. A worker
+// leaves a slow check to a handler.
 template <typename Find>
 SignIn Counted(const Find &find) {
     try {
@@ -81,13 +81,13 @@ SignIn Login::Decide() const {
     }
     tonvale_service::Credentials credentials = credentials_;
     if (!isOurs && strncasecmp(credentials.authorization.c_str(), "Basic ", 6) == 0) {
-        credentials.authorization.clear();  // the web server's to look at
+        credentials.authorization.clear();  // the web server checks it
     }
     return Counted([&] { return IsWorker() ? SignInNow(credentials) : SignInSlowly(credentials); });
 }
 
 SignIn Login::ByPassword(const std::string &name, const std::string &password) const {
-    GiveTurnBack();  // wrong passwords of before may make this wait
+    GiveTurnBack();  // earlier wrong passwords may make this wait
     return Counted([&] { return tonvale_service::SignInByPassword(name, password, Address()); });
 }
 

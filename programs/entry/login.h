@@ -11,15 +11,15 @@
 
 namespace tonvale_entry {
 
-// What a client proves with who it is. It is taken out of the environment: programs that this one
-// starts, and a decoder that a damaged song has taken over, could read it there.
+// What a client signs in with. It is taken out of the environment: programs that this one starts,
+// and a decoder that a damaged song has taken over, could read it there.
 class Login {
   public:
     static Login Take();
 
-    // The account: `who` where the standing is kKnown, and nobody otherwise. Throws a Refusal where
-    // that cannot be told, and after too many wrong passwords. A worker leaves a password's hash to
-    // a handler (LeaveWorker).
+    // Who the client is: `who` where the standing is kKnown, and nobody otherwise. Throws a Refusal
+    // when that cannot be told, and after too many wrong passwords. A worker leaves a password's
+    // hash to a handler (LeaveWorker).
     tonvale_service::SignIn Decide() const;
 
     // The same for a name and its password. It may take some seconds, without a turn

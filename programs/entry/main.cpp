@@ -23,12 +23,12 @@ namespace {
 
 using namespace tonvale_entry;
 
-// A statement of a request is cancelled after so many milliseconds, in which the wait for a locked
-// table counts. Other settings of the administrator stay.
+// Cancels a statement after so many milliseconds, the wait for a locked table included. The
+// administrator's other settings stay.
 constexpr char kStatementBound[] = "-c statement_timeout=15000";
 
-// As many as a request has at a time: most calls of the library take one for themselves. A process
-// of one request keeps none, because it may wait for a turn, or for its listener.
+// A request has so many at a time: most calls of the library take one of their own. A process of
+// one request keeps none, because it may wait for a turn, or for its listener.
 constexpr int kConnections = 2;
 
 void BoundStatements() {
@@ -64,7 +64,7 @@ int main() {
     const bool isWorker = IsListening(STDIN_FILENO);
     // The server keeps a log of its workers and handlers.
     openlog("entry.cgi", isWorker || IsOfServer() ? LOG_PERROR : 0, LOG_USER);
-    // A client that goes away is an output that takes no more, which ends the encoder as well.
+    // When a client goes away, writing fails, which also ends the encoder.
     std::signal(SIGPIPE, SIG_IGN);
     std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
     BoundStatements();

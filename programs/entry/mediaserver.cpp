@@ -26,8 +26,8 @@ constexpr Parameter kWhat{.name = "what",
                           .usual = "children",
                           .choices = "children metadata"};
 
-// A request is answered within this time, or refused. A server that sends more than this for a page
-// of 100 objects is none.
+// A request is answered or refused within this time. A server that sends more than kMostPageBytes
+// for a page of 100 objects is refused.
 constexpr int kMostSeconds = 20;
 constexpr int kSpareSeconds = 3;  // a search may be late by so much
 constexpr std::size_t kMostPageBytes = std::size_t{4} << 20;

@@ -10,8 +10,8 @@ namespace tonvale_entry {
 
 namespace {
 
-// Every text of the page but those of its player, which has the table of the page for people with a
-// login. A language is one more of these.
+// The texts of the page in one language. Those of its player are in the table of the page for users
+// with a login.
 struct Texts {
     const char *language;
     const char *empty, *back, *more;

@@ -24,7 +24,7 @@ inline constexpr int kSongsOfPage = 100;
 // whatever the request says of this one.
 std::string PageAnswer(const LinkPage &page);
 
-// The answer to everything that is no link that works, and where that cannot be told now.
+// The answer for an address that is no working link, and when that cannot be told.
 std::string RefusedPageAnswer(Code code);
 
 // A text between tags or double quotes. Control characters become blanks.

@@ -66,7 +66,7 @@ std::optional<std::vector<std::string>> FromJson(const std::string &text) {
             return std::nullopt;
         }
         values.push_back(value.asString());
-        // An escape can hold what the text itself may not.
+        // Escapes can stand for characters that are not allowed.
         if (!IsCleanText(values.back())) {
             return std::nullopt;
         }

@@ -42,7 +42,7 @@ constexpr Parameter kGains{
 constexpr std::size_t kMostServerSongs = 100;
 constexpr std::chrono::seconds kServerPatience{20};
 
-// The page that is asked for, of whatever `list` gives.
+// The page of `list` that the request asks for.
 Json::Value PageOf(const Request &asked, Json::Value (*list)(int, int)) {
     const PageWanted page = tonvale_entry::PageOf(asked, kSome);
     return list(page.offset, page.limit);
@@ -122,9 +122,9 @@ Json::Value Volume(const Request &asked) {
     return data;
 }
 
-// Songs of the library, each of which the user may hear, and streams out in the world: no path.
+// Songs of the library that the user may hear, and streams from other machines; no paths.
 std::vector<VARN_MEDIA_INFO> Songs(const Request &asked) {
-    const varn::OwnedSongs found = SongsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
+    const varn::OwnedSongs found = RecordsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
     std::vector<VARN_MEDIA_INFO> songs;
     for (const PLAYLIST_REC *entry = found.get(); entry != nullptr; entry = entry->next) {
         if (IsHttpUrl(entry->info.path)) {
@@ -201,8 +201,8 @@ Json::Value PasswordTest(const Request &asked) {
     return data;
 }
 
-// The server's own outputs play the queue, whose songs have several owners: all of this is for
-// those who may play there.
+// For users with the right to the server's own outputs: these play the queue, whose songs have
+// several owners.
 template <DataAction::Data Do>
 Json::Value ForPlayers(const Request &asked) {
     asked.Require(RIGHT_USB);

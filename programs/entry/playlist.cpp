@@ -78,7 +78,7 @@ Json::Value Told(const Collection &collection, const Playlist &playlist) {
 }
 
 varn::OwnedSongs Songs(const Request &asked) {
-    return SongsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
+    return RecordsOfIds(asked.User().GetLoginUID(), asked.Values("songs"));
 }
 
 Json::Value Create(const Request &asked) {

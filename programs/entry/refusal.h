@@ -39,7 +39,7 @@ Refusal RefusalOf(const tonvale_service::Failure &failure);
 // Throws a refusal where the database kept something back: then an answer is not whole.
 void CheckDatabase();
 
-// The code that the client gets for a refusal: the database's own trouble goes first.
+// The code that the client gets for a refusal: trouble of the database takes precedence.
 Code CodeForClient(Code code);
 
 // What a client is told of a refusal that it gets this code for.

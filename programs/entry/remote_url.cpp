@@ -42,8 +42,8 @@ uint32_t Ipv4At(const uint8_t *bytes) {
            static_cast<uint32_t>(bytes[2]) << 8 | bytes[3];
 }
 
-// Of the global unicast addresses 2000::/3 those that carry no IPv4 address and are no
-// documentation; and mapped IPv4 addresses (::ffff:0:0/96) that are public themselves.
+// True for global unicast addresses (2000::/3) that carry no IPv4 address and are no documentation,
+// and for mapped IPv4 addresses (::ffff:0:0/96) that are public themselves.
 bool IsPublic6(const uint8_t *bytes) {
     constexpr std::array<uint8_t, 12> kMapped = {0, 0, 0, 0, 0, 0, 0, 0, 0, 0, 0xFF, 0xFF};
     if (std::equal(kMapped.begin(), kMapped.end(), bytes)) {
@@ -81,7 +81,7 @@ bool HasOnlyPublicAddresses(const std::string &host) {
     return true;
 }
 
-// What two readers of one URL may take for different hosts.
+// True for a character that can make two readers of a URL see different hosts.
 bool HasDoubtfulCharacter(std::string_view url) {
     return std::any_of(url.begin(), url.end(), [](unsigned char c) {
         return c <= 0x20 || c >= 0x7F || std::strchr("\\@\"<>^`{|}", c) != nullptr;

@@ -101,14 +101,14 @@ bool Request::IsFromElsewhere() const {
         return host.empty() || (strcasecmp(origin.c_str(), ("http://" + host).c_str()) != 0 &&
                                 strcasecmp(origin.c_str(), ("https://" + host).c_str()) != 0);
     }
-    // Neither comes with the GET of an image over plain HTTP. Every browser calls itself so.
+    // The GET of an image over plain HTTP has neither field. Every browser has this name.
     return Variable("HTTP_USER_AGENT").starts_with("Mozilla/");
 }
 
 void Request::Require(unsigned right) const {
     if ((Rights() & right) != right) {
         const std::string name = tonvale_service::RightNames(right).front();
-        throw Refusal{Code::kNotPermitted, "", "that takes the right '" + name + "'"};
+        throw Refusal{Code::kNotPermitted, "", "that needs the right '" + name + "'"};
     }
 }
 

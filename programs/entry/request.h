@@ -20,7 +20,7 @@ std::string Variable(const char *name);
 // The longest form, in bytes.
 inline constexpr long long kMostBody = 1 << 20;
 
-// Of a parameter, as a rule.
+// How many values a parameter may have, as a rule.
 inline constexpr std::size_t kMostValues = 1000;
 
 class Request {
@@ -30,8 +30,8 @@ class Request {
     // that cannot be read.
     static Request Read(Login login, Repeats repeats = Repeats::kRefused);
 
-    // Finds out who asks; until then nobody does. Throws a Refusal (Login::Decide). Or takes what
-    // was found out.
+    // Finds out who asks; until then nobody does. Throws a Refusal (Login::Decide). The second
+    // takes what is known already.
     void SignIn();
     void SignIn(const tonvale_service::SignIn &known);
 
@@ -59,8 +59,8 @@ class Request {
     // True when only the header of the answer is wanted.
     bool WantsHeaderOnly() const { return headerOnly_; }
 
-    // True when a browser sends it for a page of another site, which can make it do so with the
-    // login that it keeps; and when a browser does not tell for which.
+    // True when a browser sends the request for a page of another site, which can use the login
+    // that the browser keeps; and when the browser does not tell for which site.
     bool IsFromElsewhere() const;
 
     // The parameters below throw a Refusal where a value is not what is asked for.

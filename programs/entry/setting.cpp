@@ -70,7 +70,7 @@ Json::Value Set(const Request &asked) {
     const Preferences preferences = PreferencesIn(asked);
     const bool setsRights = asked.Given("permissions").has_value();
     const bool setsKey = asked.Given("custom_key").has_value();
-    // What belongs to rights or to a key is meant for others than who asks.
+    // Rights and keys are set for other users than the one who asks.
     const bool isForOthers = (!setsRights && IsAnyGiven(asked, {"user"})) ||
                              (!setsKey && IsAnyGiven(asked, {"type", "value", "title"}));
     if (isForOthers || (preferences.empty() && !setsRights && !setsKey)) {

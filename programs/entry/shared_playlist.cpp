@@ -28,7 +28,7 @@ namespace {
 using namespace std::chrono_literals;
 using std::chrono::steady_clock;
 
-// Longer than any refusal takes to be found out.
+// No check of a link takes longer.
 constexpr auto kRefusalTime = 300ms;
 const steady_clock::time_point kStart = steady_clock::now();
 
@@ -77,7 +77,7 @@ varn::OwnedSongs ListSmart(const Tonvale::SharingData &link, int offset, int lim
     return varn::OwnedSongs(list);
 }
 
-// The count comes with the songs, and after the last one there are none.
+// The total comes with songs alone: a page after the last one asks for it again.
 varn::OwnedSongs ReadSmart(const Tonvale::SharingData &link, int offset, int limit, int &total) {
     varn::OwnedSongs list = ListSmart(link, offset, limit, total);
     if (!list && total >= 0 && offset > 0) {
@@ -86,8 +86,8 @@ varn::OwnedSongs ReadSmart(const Tonvale::SharingData &link, int offset, int lim
     return list;
 }
 
-// True for what every browser plays as it is. A container that holds other sound, too, needs the
-// name of its codec.
+// True for what every browser plays as it is. A container that can hold other sound needs the name
+// of its codec.
 bool PlaysEverywhere(const std::string &path, const std::string &codec) {
     struct Format {
         const char *extension;
@@ -109,7 +109,7 @@ bool PlaysEverywhere(const std::string &path, const std::string &codec) {
 void RefuseLink() {
     LeaveWorker();
     GiveTurnBack();
-    // At the same distance from the start, or at a multiple of it on a machine that is busy.
+    // A fixed time after the start, or a multiple of it on a busy machine.
     const auto passed = steady_clock::now() - kStart;
     std::this_thread::sleep_until(kStart + (passed / kRefusalTime + 1) * kRefusalTime);
     throw Refusal{Code::kNoSuchItem};

@@ -20,7 +20,7 @@ struct SharedSong {
 };
 
 struct SharedPage {
-    int total = 0;  // entries of the playlist, those included that are not in the library any more
+    int total = 0;  // entries of the playlist, also those that have left the library
     std::vector<SharedSong> songs;
 };
 

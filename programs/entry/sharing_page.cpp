@@ -18,7 +18,7 @@ namespace {
 constexpr char kLink[] = "sharing_id";
 constexpr char kId[] = "id";
 
-// As many digits as the addresses of pages have, and a page more can be counted from there.
+// The addresses of pages allow so many digits, and a page can be added to the largest number.
 constexpr Parameter kFirst{.name = "offset",
                            .what = "How many songs come before the page.",
                            .kind = Kind::kNumber,
@@ -32,7 +32,7 @@ constexpr Parameter kSize{.name = "size",
                           .usual = "scaled",
                           .choices = "original scaled"};
 
-// Does something with a song of the link's; what is not there is refused like a link.
+// Does the work with a song of the link. A missing song is refused like a missing link.
 template <typename Work>
 bool OrRefused(const Work &work) {
     Refusal refusal{Code::kFailed};
@@ -99,7 +99,7 @@ class Cover : public MediaAction {
     }
 };
 
-// False as well for a song that is listed and refused: the page has the others.
+// Also false for a song of the list that may not be opened: the page shows the others.
 bool HasCover(SharedPlaylist &playlist, const std::string &songId) {
     try {
         const VARN_MEDIA_INFO song = playlist.Song(songId);

@@ -47,7 +47,7 @@ Json::Value Get(const Request &asked) {
 Json::Value Lyrics(const Request &asked) {
     const VARN_MEDIA_INFO song =
         tonvale_service::ReadSong(asked.User().GetLoginUID(), asked.RequiredText("id"));
-    LeaveWorker();  // a disk may dawdle
+    LeaveWorker();  // a disk may be slow
     Json::Value data(Json::objectValue);
     data["lyrics"] = LyricsObjects(tonvale_service::LyricsOf(song));
     return data;

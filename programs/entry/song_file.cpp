@@ -21,7 +21,7 @@ using tonvale_service::Validators;
 using varn::Range;
 using varn::RangeKind;
 
-// A client that has a part asks for another one of the same file only.
+// A client that has a part continues only with the same file.
 Range RangeOf(const Validators &now, int64_t total) {
     const std::string condition = Variable("HTTP_IF_RANGE");
     const bool counts =

@@ -77,7 +77,7 @@ const CutFormat *CutFormatOf(const VARN_MEDIA_INFO &song) {
 }
 
 // The bit rates of MP3 (ISO/IEC 11172-3 and 13818-3, 2.4.2.3); of MPEG-2.5 those of its encoders.
-// A rate between two is none: the encoder would take another one than is announced.
+// For any other rate the encoder would take another one than is announced.
 struct Mp3Rates {
     int leastFrequency;  // of the songs, Hz; the encoder takes the sampling rate that is nearest
     std::vector<long long> bitRates;
@@ -125,16 +125,15 @@ unsigned SampleBitRate(const VARN_MEDIA_INFO &song) {
     return isExact ? static_cast<unsigned>(exact) : 0;
 }
 
-// What a track of a cue sheet lacks until somebody asks: the last one has no end in the sheet. By
-// the path that the library knows it under.
+// A sheet does not tell where its last track ends: that takes a look at the file. Needs the path
+// that the library has.
 void CompleteDuration(VARN_MEDIA_INFO &track) {
     if (track.duration < 0) {
         VARNAudioWebapiCorrectVirtualMusicDuration(&track);
     }
 }
 
-// A song's seconds, the last one as a whole; 0 where they cannot be told, or there are none after a
-// position.
+// A song's seconds, rounded up; 0 when they are not known, or none are left after the position.
 int WholeSeconds(const VARN_MEDIA_INFO &song, int position) {
     const float seconds = std::ceil(song.duration);
     return seconds > static_cast<float>(position) && seconds < static_cast<float>(kLongestSong)
@@ -224,8 +223,8 @@ bool SongAction::SendCut(VARN_MEDIA_INFO &song, int position) {
         throw Refusal{Code::kBadParameter, "format",
                       "a part of this song cannot be cut out; ask for mp3 or wav"};
     }
-    // Without a bit rate no length is announced, and all is sent that there is. It takes a duration
-    // to be sent at all.
+    // Without a bit rate no length is announced, and everything that there is goes out. The encoder
+    // needs some duration to send anything.
     song.bitrate = song.duration > 0 ? SampleBitRate(song) : 0;
     const float announced = song.bitrate > 0 ? song.duration : 0;
     if (song.bitrate == 0 && !IsVirtualMusic(&song)) {

@@ -33,7 +33,8 @@ inline constexpr Parameter kBitRate{.name = "bitrate",
 inline constexpr std::array kSoundParameters = {kFormat, kPosition, kBitRate};
 inline constexpr std::string_view kSoundTypes = "audio/* application/octet-stream";
 
-// The header field of sound that keeps a server in front from taking it at once into its files.
+// A field of the header: a web server in front takes the sound at the listener's pace, and keeps no
+// copy in its files.
 inline constexpr char kAtListenersPace[] = "X-Accel-Buffering: no\r\n";
 
 // An answer that an encoder makes.

@@ -28,8 +28,8 @@ in6_addr Mapped(const in_addr &ipv4) {
     return address;
 }
 
-// Of an IPv4 address its mapped form; mapped addresses themselves are not among those that
-// anybody writes.
+// An IPv4 address becomes a mapped one. An address that is written as a mapped one is refused:
+// nobody writes these.
 std::optional<in6_addr> Parse(const std::string &text) {
     in_addr ipv4 = {};
     if (inet_pton(AF_INET, text.c_str(), &ipv4) == 1) {

@@ -24,7 +24,7 @@ using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 using tonvale_service::Slot;
 
-// Outside of workers.
+// For requests outside of workers.
 struct Bounds {
     const char *kind;
     unsigned present;    // at work and in line, of an account or a visitor's network
@@ -111,12 +111,12 @@ void TakeTurnOfWorker(const std::string &network, const std::string &account) {
     if (network != account) {
         needed.insert(needed.begin(), {kind + network, std::min(2U, ofAccount)});
     }
-    // A worker that finds a free turn does not stand in line after one that looks now and then.
+    // First without the line: a free turn is taken at once.
     for (const milliseconds patience : {0ms, kPatienceOfWorker}) {
         try {
             held = Taken(needed, patience);
             return;
-        } catch (const Refusal &) {  // of no turn: the other way is a process of its own
+        } catch (const Refusal &) {  // no turn was free
         }
     }
     LeaveWorker();

@@ -101,8 +101,8 @@ Json::Value Remove(const Request &asked) {
 
 constexpr Parameter kName{.name = "name", .what = "The user.", .isRequired = true};
 constexpr std::array kPasswordParameters = {
-    Parameter{.name = "old", .what = "The password of now.", .isRequired = true},
-    Parameter{.name = "new", .what = "The password to be, 8 to 256 bytes.", .isRequired = true}};
+    Parameter{.name = "old", .what = "The current password.", .isRequired = true},
+    Parameter{.name = "new", .what = "The new password, 8 to 256 bytes.", .isRequired = true}};
 constexpr std::array kAddKeyParameters = {
     Parameter{.name = "for", .what = "The program that it is for, at most 200 bytes."}};
 constexpr std::array kRemoveKeyParameters = {kKeyId};
@@ -113,7 +113,7 @@ constexpr std::array kAddParameters = {
               .kind = Kind::kFlag,
               .usual = "false"}};
 constexpr std::array kChangeParameters = {
-    kName, Parameter{.name = "password", .what = "The password to be."},
+    kName, Parameter{.name = "password", .what = "The new password."},
     Parameter{.name = "permissions",
               .what = "All rights that the user is to have.",
               .kind = Kind::kTexts,
@@ -132,14 +132,14 @@ constexpr Method kMethods[] = {
      .changes = true,
      .lasts = true,
      .takesKey = false,
-     .summary = "Change the own password; all sessions and keys of the user end",
+     .summary = "Change one's own password; all sessions and keys of the user end",
      .parameters = kPasswordParameters},
     {.name = "keys", .make = Make<Keys>, .summary = "The keys of the user", .answer = "Keys"},
     {.name = "add_key",
      .make = Make<AddKey>,
      .changes = true,
      .takesKey = false,
-     .summary = "Make a key for a program; it is not told again",
+     .summary = "Make a key for a program; it is not shown again",
      .parameters = kAddKeyParameters,
      .answer = "NewKey"},
     {.name = "remove_key",

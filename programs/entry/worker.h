@@ -9,7 +9,7 @@ bool IsListening(int fd);
 // Takes requests (SCGI) from the listening socket at standard input, one after the other, and has
 // each answered by `answer` as if this were a handler: variables in the environment, the body at
 // standard input, the connection at standard output. Ends at SIGTERM, with its parent, after a
-// number of requests, or when a request has left something. Returns the exit status.
+// number of requests, or when a request has left something behind. Returns the exit status.
 int RunWorker(void (*answer)());
 
 // Thrown where a worker leaves a request to a handler.

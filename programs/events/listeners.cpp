@@ -23,7 +23,7 @@ using tonvale_service::Lasting;
 constexpr std::size_t kMostOfUser = 8;
 constexpr std::size_t kMost = 200;
 
-// Someone who takes nothing gets no more than this.
+// A listener who takes nothing gets no more than this.
 constexpr std::size_t kMostWaiting = 64 << 10;
 constexpr auto kPatience = 20s;
 constexpr int kSendBuffer = 16 << 10;

@@ -32,7 +32,7 @@ class Listener {
     void LearnRights();
     bool Gets(For whom) const;
 
-    // Puts a text behind what is on its way, and sends what goes without waiting.
+    // Puts a text after what is on its way, and sends what goes without waiting.
     void Send(std::string_view text);
     // What the connection is polled for, and what is done about it.
     pollfd Polled() const;

@@ -17,7 +17,7 @@ using namespace std::chrono_literals;
 constexpr char kNumbers[] =
     "SELECT change_number('song', 0) AS songs, change_number('list', 0) AS lists";
 
-// A scan changes the library every moment. Each event makes all pages ask anew.
+// While a scan runs, the library changes every moment, and each event makes all pages ask anew.
 constexpr auto kBetweenChanges = 5s;
 constexpr auto kWithoutDatabase = 10s;
 constexpr auto kCheckEvery = 3s;

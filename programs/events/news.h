@@ -19,7 +19,7 @@ class News {
 
     // To be called once a second while somebody listens: finds out what is new, and tells it.
     void Look();
-    // Nobody listens: what is known by now will be old.
+    // To be called when nobody listens any more: what is known will be old.
     void Forget();
 
     // A pipe to poll for reading, or -1; and what to do when there is something.

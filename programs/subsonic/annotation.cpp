@@ -31,7 +31,7 @@ void AddArtist(const Request &asked, const std::string &id, Marked &marked) {
     marked.artists.push_back(FindArtist(asked, id).name);
 }
 
-// Clients that know folders give the identifiers of albums and artists as "id", too.
+// Clients that know folders also give the identifiers of albums and artists as "id".
 Marked MarkedBy(const Request &asked) {
     Marked marked;
     for (const char *name : {"id", "albumId", "artistId"}) {

@@ -138,7 +138,7 @@ void AnswerWriter::EndObject() {
     } else if (object.isTag) {
         text_ += "/>";
     } else {
-        ((text_ += "</") += object.name) += '>';
+        text_.append("</").append(object.name).append(">");
     }
 }
 
@@ -167,7 +167,7 @@ void AnswerWriter::AddScalar(std::string_view name, const Append &append) {
         append();
         EndObject();
     } else {
-        ((text_ += ' ') += name) += "=\"";
+        text_.append(" ").append(name).append("=\"");
         append();
         text_ += '"';
     }

@@ -22,10 +22,10 @@ struct Form {
     static Form Of(const Request &asked);
 };
 
-// Writes an answer as its parts come. In XML a scalar member is an attribute, an object an element,
-// each entry of a list an element of the list's name, and the member "value" the text of its
-// element. XML leaves out the characters that it cannot hold. Of an object the scalars come first,
-// "value" as the last one. Names must outlive their objects.
+// Writes an answer part by part. In XML a scalar member is an attribute, an object an element, each
+// entry of a list an element of the list's name, and the member "value" the text of its element.
+// XML leaves out the characters that it cannot hold. An object's scalars come first, with "value"
+// as their last. Names must outlive their objects.
 class AnswerWriter {
   public:
     explicit AnswerWriter(Form::Kind kind);
@@ -37,7 +37,7 @@ class AnswerWriter {
     void EndList();
     void Scalar(std::string_view name, std::string_view text);
     void Value(std::string_view name, const Json::Value &value);  // of any kind
-    // All members of an object, in the order that they have to have.
+    // All members of an object, in the order that XML needs.
     void Members(const Json::Value &object);
 
     std::string Take() &&;

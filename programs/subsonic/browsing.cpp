@@ -17,7 +17,7 @@ namespace {
 
 using namespace tonvale_service;
 
-// Those that sort names are without (docs/browsing.md).
+// The articles that sort names leave out (docs/browsing.md).
 constexpr char kArticles[] = "The A An";
 
 Json::Value MusicFolders(const Request &asked) {
@@ -205,7 +205,7 @@ Json::Value Album(const Request &asked) {
     const AlbumFacts facts = FindAlbum(asked, asked.Required("id"));
     Json::Value album = AlbumsOf(asked, {facts})[0];
     if (Form::Of(asked).kind == Form::Kind::kXml && asked.MinorVersion() < 16) {
-        // Clients from before OpenSubsonic, such as Debian's clementine, stop reading at elements
+        // Clients from before OpenSubsonic (Debian's clementine is one) stop reading at elements
         // that are not songs.
         album.removeMember("artists");
         album.removeMember("genres");

@@ -15,7 +15,7 @@ namespace tonvale_subsonic {
 // One of the three functions is there. Each throws a Fault, a Refusal or a Failure.
 struct Endpoint {
     std::string_view name;
-    // Gives the members of the answer: an object, such as {"license": {...}}; an empty one for an
+    // Gives the members of the answer: an object like {"license": {...}}; an empty one for an
     // endpoint that answers with success alone. How values become XML: answer.h.
     Json::Value (*answer)(const Request &asked) = nullptr;
     // The same for a long answer, which is written without a value of all that it holds.
@@ -23,9 +23,9 @@ struct Endpoint {
     // Writes a whole HTTP answer, and throws as long as nothing is written. True when all of it
     // went out.
     bool (*send)(const Request &asked) = nullptr;
-    bool changes = false;    // something: never for a HEAD
-    bool lasts = false;      // as long as its client wants: never in a worker
-    bool takesRoot = false;  // for moments; the others give root's rights up before they begin
+    bool changes = false;    // changes something: refused for HEAD
+    bool lasts = false;      // takes as long as its client wants: never in a worker
+    bool takesRoot = false;  // for moments; false: gives root's rights up before it begins
     bool needsLogin = true;
 };
 

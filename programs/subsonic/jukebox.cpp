@@ -61,8 +61,8 @@ std::string PathOf(const Json::Value &song) {
     return song["path"].isString() ? song["path"].asString() : "";
 }
 
-// What the library knows of songs of the queue, "" for others: of a part of a file the track of a
-// cue sheet that begins there.
+// The identifiers of the queue's songs; "" for songs that the library does not have. A part of a
+// file is the track of a cue sheet that begins there.
 std::vector<std::string> IdsOf(const Request &asked, const std::vector<Json::Value> &queue) {
     std::vector<std::string> files;
     std::vector<std::string> split;
@@ -85,8 +85,8 @@ std::vector<std::string> IdsOf(const Request &asked, const std::vector<Json::Val
     return ids;
 }
 
-// Of a song that the user does not see, what the player tells to everybody: others have put it
-// there.
+// A song that the user does not see has only what the player tells everybody: another user has
+// queued it.
 Json::Value Get(const Request &asked) {
     std::vector<Json::Value> queue = Queue();
     const std::vector<std::string> ids = IdsOf(asked, queue);

@@ -330,7 +330,7 @@ void CheckFewGroups(const std::vector<std::string> &ids) {
         return id.starts_with(kAlbumPrefix) || id.starts_with(kArtistPrefix);
     });
     if (groups > kMost) {
-        throw Fault{kGeneric, "those are too many albums and artists for one request"};
+        throw Fault{kGeneric, "too many albums and artists for one request"};
     }
 }
 

@@ -43,7 +43,7 @@ Json::Value AlbumsOf(const Request &asked, const std::vector<tonvale_service::Al
 Json::Value ArtistsOf(const Request &asked,
                       const std::vector<tonvale_service::ArtistFacts> &artists);
 
-// The same one by one, for lists of all artists.
+// Artists one by one, for lists of all.
 class ArtistWriter {
   public:
     explicit ArtistWriter(const Request &asked);

@@ -45,7 +45,7 @@ AnyPlaylist MakePlaylist(const Request &asked, const std::string &name,
     RowsOf(songs);
     Collection own{asked.User(), true, asked.Uid()};
     Complete(own);
-    const varn::OwnedSongs list = SongsOfIds(asked.Uid(), songs);
+    const varn::OwnedSongs list = RecordsOfIds(asked.Uid(), songs);
     return AsAny(own, CreatePlaylist(own, name, "m3u", list.get()));
 }
 

@@ -56,7 +56,7 @@ Json::Value List(const Request &asked) {
     const auto sums = SumsOf(playlists);
     Json::Value list(Json::arrayValue);
     for (std::size_t i = 0; i < playlists.size(); ++i) {
-        // One that cannot be read takes the others nothing away.
+        // The others are listed without a playlist that cannot be read.
         if (sums[i]) {
             list.append(PlaylistObject(asked, playlists[i], *sums[i]));
         }
@@ -66,7 +66,7 @@ Json::Value List(const Request &asked) {
 
 varn::OwnedSongs SongsNamed(const Request &asked, const std::vector<std::string> &ids) {
     RowsOf(ids);
-    return SongsOfIds(asked.Uid(), ids);
+    return RecordsOfIds(asked.Uid(), ids);
 }
 
 AnyPlaylist Edit(const AnyPlaylist &playlist, PlaylistEdit edit) {

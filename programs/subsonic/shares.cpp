@@ -47,7 +47,7 @@ std::string EndOf(const std::string &day) {
     return TimeText(std::mktime(&parts));
 }
 
-// The songs of a link whose playlist is gone are none.
+// The songs of a link; none when its playlist is gone.
 std::vector<SongId> SongsOfLink(const Request &asked, const Json::Value &link) {
     try {
         return SongsOf(EntriesOf(FindPlaylist(asked, link["playlist_id"].asString())));

@@ -1,5 +1,5 @@
 // What belongs to a song, an album or an artist: getArtistInfo, getAlbumInfo, getTopSongs,
-// getSimilarSongs, in both of their forms. All that is told is known from the library.
+// getSimilarSongs, in both of their forms. All of it comes from the library.
 #include <algorithm>
 #include <map>
 #include <set>

@@ -69,7 +69,7 @@ const Endpoint &Prepare(tonvale_entry::Request &entry) {
     if (endpoint.needsLogin) {
         const Request asked(entry);
         SignIn(entry);
-        asked.MinorVersion();  // which is served
+        asked.MinorVersion();  // throws for a version that is not served
         asked.Required("c");
     }
     if (endpoint.changes) {
@@ -80,7 +80,7 @@ const Endpoint &Prepare(tonvale_entry::Request &entry) {
     }
     TakeTurn(entry, tonvale_entry::Work::kShort);
     if (endpoint.changes && !tonvale_entry::IsWorker()) {
-        // Neither a client that leaves nor the end of the server (SIGTERM) breaks a change off.
+        // The change is finished even if the client leaves or the server ends (SIGTERM).
         std::signal(SIGTERM, SIG_IGN);
     }
     if (!endpoint.takesRoot) {

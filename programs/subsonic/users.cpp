@@ -11,7 +11,7 @@ namespace {
 
 using tonvale_service::IsAdministrator;
 
-// Keys change nothing of an account, so that no role has to do with that.
+// No role is about the account: a key changes nothing of it.
 Json::Value UserObject(const std::string &name, unsigned rights) {
     const struct {
         const char *role;

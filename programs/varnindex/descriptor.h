@@ -19,8 +19,8 @@ namespace varnindex {
 
 using Descriptor = varn::UniqueFd;
 
-// Opens a regular file without waiting for anything; none with errno set, which is EINVAL for what
-// is no such file. `flags` are more than those that every file gets.
+// Opens a regular file without waiting for anything. None with errno set; EINVAL for anything but a
+// regular file. `flags` are added to those that every file gets.
 inline Descriptor OpenPlain(const std::string &path, int flags, struct stat &info,
                             int folder = AT_FDCWD) {
     Descriptor file(::openat(folder, path.c_str(), flags | O_NONBLOCK | O_CLOEXEC | O_NOCTTY));

@@ -109,8 +109,8 @@ Counts IndexAll(varnindex::Database &database, const Folders &folders,
     return IndexLibrary(database, folders, options, reporter);
 }
 
-// A path that does not exist and of which the library has nothing is most likely a slip. What a
-// link leads to counts.
+// A path that does not exist and of which the library has nothing is most likely misspelt. Of a
+// link, where it leads also counts.
 bool IsUnknown(varnindex::Database &database, const std::string &path) {
     std::error_code ignored;
     const bool isThere = std::filesystem::symlink_status(path, ignored).type() !=
@@ -182,7 +182,7 @@ int WatchFolders(const varnindex::ScanOptions &given, Reporter &reporter) {
     jobs.indexAll = [&] {
         return withDatabase([&](varnindex::Database &database, const Folders &folders) {
             const varnindex::ScanOptions options = isFirst ? first : later;
-            first.purge = false;  // should it not come to its end: who knows when the next does
+            first.purge = false;  // if this one is cut short, the disks may be away at the next
             const Counts counts = Published(true, options, reporter, [&] {
                 return IndexLibrary(database, folders, options, reporter);
             });

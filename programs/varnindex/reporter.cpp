@@ -76,7 +76,7 @@ void Reporter::Draw(Clock::time_point now) {
     std::ostringstream line;
     line << phase_ << ' ';
     if (total_ > 0) {
-        // Files that came since they were counted make no bar longer than itself.
+        // Files that came since they were counted must not make the bar longer.
         const std::size_t done = std::min(done_, total_);
         const std::size_t filled = kBarWidth * done / total_;
         line << '[' << std::string(filled, '#') << std::string(kBarWidth - filled, ' ') << "] "

@@ -24,7 +24,7 @@ class Reporter {
     Reporter(const Reporter &) = delete;
     Reporter &operator=(const Reporter &) = delete;
 
-    // From now on a scan is told to others, too; null: no more.
+    // From now on others are told of the scan; null: no longer.
     void Publish(varn::scan::Publisher *publisher) { publisher_ = publisher; }
 
     void Warn(std::string_view text);

@@ -28,7 +28,7 @@ constexpr const char kTracks[] =
 struct Part {
     std::vector<std::string> roots;
     Scope scope;
-    Scope own;  // what this root answers for at all
+    Scope own;  // all that this root answers for
 };
 
 // One scan. The folders are compared with the rows first: that tells which rows have lost their
@@ -118,7 +118,8 @@ Counts Scan::Run() {
     return counts_;
 }
 
-// That takes another account, which no thread that reads songs may have.
+// Brings rating records and lists of shared songs up to date. It takes another account, which
+// threads that read songs must not get.
 void Scan::SettleOutside() {
     if (!options_.dryRun) {
         SettleOutbox(database_, part_.own, library_, reporter_);
@@ -178,7 +179,7 @@ void Scan::CompareSong(Work work) {
 }
 
 void Scan::CompareGap(const Event &gap) {
-    // A link that leads nowhere is worth a word when something came through it.
+    // A link that leads nowhere is worth a warning only if rows came through it.
     if (!gap.isEmptied && (gap.kept > 0 || gap.isBlocked)) {
         heldBack_.Hold(gap.work.path, gap.reason, gap.kept);
     } else if (gap.isEmptied && gap.kept > 0) {
@@ -210,7 +211,7 @@ void Scan::ReadFiles() {
     }
 }
 
-// A row whose file was gone, and is there again, is left to the second look at the end.
+// A row whose file was gone in the first walk, and is back, waits for the second look at the end.
 void Scan::ReadByWalking(Readers &readers) {
     Merge merge(database_, part_.scope, folders_, part_.roots, library_, options_.purge,
                 options_.isStopped);
@@ -244,7 +245,7 @@ void Scan::Take(Readers &readers) {
     }
 }
 
-// A known song keeps its row: the file may be half-way through being written.
+// A known song keeps its row: somebody may be writing the file at the moment.
 void Scan::TakeUnread(const ReadWork &read) {
     const Work &work = read.work;
     reporter_.Warn(Printable(work.path) + ": " + read.result.problem);
@@ -284,15 +285,15 @@ void Scan::Write(Change change) {
     }
     Song &song = *change.read.result.song;
     if (keepsTracks) {
-        song.sheetStamp = ~song.sheetStamp;  // none that a folder has: it is looked at again
+        song.sheetStamp = ~song.sheetStamp;  // no folder has this one: the song is looked at again
         store_.Write(change.id, std::move(song), std::nullopt);
     } else {
         store_.Write(change.id, std::move(song), std::move(change.read.tracks));
     }
 }
 
-// Returns true when only the cue sheets of the folder are others, and split neither this song nor
-// have split it. Then its row gets their stamp and nothing else.
+// True when only the cue sheets of the folder have changed, and they neither split this song nor
+// did before. Then its row gets their stamp and nothing else.
 bool Scan::RestampIfSame(const ReadWork &read, bool keepsTracks) {
     const Work &work = read.work;
     const KnownRow &known = work.known;
@@ -310,9 +311,9 @@ bool Scan::RestampIfSame(const ReadWork &read, bool keepsTracks) {
     return true;
 }
 
-// The tracks of a song stay while no sheet splits it and one cannot be used just now: whether that
-// is out of reach or was broken by an edit, its tracks have ratings. So they do while their file is
-// copied over itself and is too short for them.
+// A song keeps its tracks while its sheet cannot be used, be it out of reach or broken by an edit:
+// the tracks have ratings. It also keeps them while its file is being copied over itself and is too
+// short.
 bool Scan::KeepsTracks(const ReadWork &read, int id) {
     const auto &sheets = read.work.sheets;
     const bool isWithoutSheet =
@@ -350,8 +351,8 @@ void Scan::SettleLists() {
     counts_.sheets = lists_.Sheets();
 }
 
-// Before a row goes, its file may be there again, may be one that cannot be read, or may be in the
-// library since an earlier scan: a slow move is a copy first.
+// Before a row goes: its file may be back, may be one that cannot be read, or may be in the library
+// since an earlier scan, because a slow move is a copy first.
 void Scan::RemoveLeft() {
     matching_.ForEachLeft([this](const KnownRow &row, bool isFree) {
         if (heldBack_.IsOfEmptied(row.path)) {

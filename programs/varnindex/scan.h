@@ -18,7 +18,7 @@ struct Counts : RowCounts {
     // True when a folder could not be looked at, and its songs were kept as they are.
     bool heldBack = false;
 
-    // True when the scan has changed the library, or found what it should tell of.
+    // True when the scan has changed the library, or could not read a file.
     bool TellsSomething() const {
         return failed > 0 || AnyChange() || playlists.AnyChange() || sheets.AnyChange();
     }
@@ -27,7 +27,7 @@ struct Counts : RowCounts {
 
 struct ScanOptions {
     bool full = false;    // reads every file again
-    bool purge = false;   // removes what cannot be looked at, too
+    bool purge = false;   // also removes rows of what cannot be looked at
     bool dryRun = false;  // writes nothing
     // Asked at every file. The scan then throws Stopped.
     StopQuestion isStopped = nullptr;
@@ -42,7 +42,7 @@ Counts IndexLibrary(Database &database, const Folders &folders, const ScanOption
 
 // Indexes the given folders, for a file the folder that it is in, and for what is gone the nearest
 // folder above it that is still there. Paths in no configured folder are passed over. What a scan
-// of all folders passes over or takes at another path is treated so here, too. Songs that were
+// of all folders passes over, or takes at another path, is treated in the same way. Songs that were
 // moved between the paths keep their rows. Throws as above.
 Counts IndexPaths(Database &database, const Folders &folders, const std::vector<std::string> &paths,
                   const ScanOptions &options, Reporter &reporter);

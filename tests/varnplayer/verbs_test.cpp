@@ -29,7 +29,7 @@ TEST_F(VerbTest, RefusalsAreShown) {
     const std::pair<std::string, const char *> kCases[] = {
         {"add /nothere", "there is no queue file /nothere"},
         {"add nothere", "absolute path"},
-        {"add /" + std::string(9000, 'p'), "more than the player can be told"},
+        {"add /" + std::string(9000, 'p'), "too long for the player"},
         {"play 99", "Bad song index"},
         {"play 1x", "no whole number"},
         {"volume 5000", "from 0 to 100"},

@@ -34,7 +34,7 @@ let endLogin = () => {};
 let logins = 0;
 let isAway = false;
 
-/** Waits for a login that the person gives meanwhile; other requests wait with it. */
+/** Waits until the person has logged in; other requests wait with it. */
 export function needLogin() {
   if (login === null) {
     login = new Promise((resolve) => {

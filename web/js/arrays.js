@@ -1,4 +1,4 @@
-// What is done with lists of whatever kind.
+// Helpers for lists of any kind.
 
 const AT_ONCE = 1000; // that the server takes
 

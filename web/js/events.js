@@ -55,7 +55,7 @@ function take(name, data) {
   }
 }
 
-/** What another window heard, that it listens now, or that it no longer does. */
+/** Another window tells what it heard, that it listens now, or that it no longer does. */
 const tellOthers = shareWithWindows('events', ({ name, data, listens }) => {
   if (name) {
     take(name, data);

@@ -1,5 +1,5 @@
 // The person's favourites: songs, albums and artists. All of them are known here, so that each
-// heart shows what is so now, in whatever list.
+// heart in any list shows its present state.
 
 import { call, change } from './api.js';
 import { isOfLibrary } from './library.js';
@@ -8,7 +8,7 @@ import { shareWithWindows } from './windows.js';
 /** @typedef {{id: string, isStream?: boolean}} Song */
 /** @typedef {{song?: Song, album?: {name: string, albumArtist: string}, artist?: string}} Thing */
 
-/** Tells `changed`, and `kept` when the server has made the change, too. */
+/** Tells `changed`, and `kept` once the server has made the change. */
 export const favourites = new EventTarget();
 
 /** @type {Set<string>} */

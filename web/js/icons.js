@@ -102,7 +102,7 @@ export function button(text, onclick, { icon: picture, look = '', ...more } = {}
 }
 
 /**
- * What a button that shows an icon alone does.
+ * Sets the label of a button that shows an icon alone.
  * @param {HTMLElement} one
  * @param {string} label
  */

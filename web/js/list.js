@@ -1,4 +1,4 @@
-// Long lists and grids: what is visible exists in the document, and its pages are fetched.
+// Long lists and grids: the document has only what is visible, and only its pages are fetched.
 
 import { h, Part, refill, setVars } from './dom.js';
 import { button } from './icons.js';

@@ -84,7 +84,7 @@ async function show({ top, focus }) {
     return;
   }
   if (module === null) {
-    // The server is away: its data would be missing, too.
+    // The server is away: its data would also be missing.
     setTimeout(() => mine === turn && show({ top, focus }), RETRY_PAUSE);
     return;
   }

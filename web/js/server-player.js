@@ -1,4 +1,4 @@
-// The server's own player. It is shared: songs are added behind what others have queued.
+// The server's own player. It is shared: songs are added after those that others have queued.
 
 import { call, change } from './api.js';
 import { shuffled } from './arrays.js';

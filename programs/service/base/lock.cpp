@@ -22,7 +22,7 @@ using namespace std::chrono_literals;
 constexpr auto kLongestWait = 3s;
 constexpr auto kPause = 5ms;
 
-// Nobody else may open it, and hold everybody up.
+// Others may not open it: they could hold everybody up.
 constexpr mode_t kMode = 0600;
 
 bool Take(int fd, int kind) {
@@ -37,8 +37,8 @@ bool Take(int fd, int kind) {
     return true;
 }
 
-// One of root's making would be closed to a web server that has the package's rights alone: a new
-// file belongs to whom its folder does.
+// A new file belongs to the owner of its folder: a web server with the package's rights alone could
+// not open one of root's.
 varn::UniqueFd OpenLock(const std::string &path) {
     constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOFOLLOW;
     const varn::RunAs root(varn::Who::kRoot);

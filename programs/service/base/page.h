@@ -15,7 +15,7 @@ namespace tonvale_service {
 // The object has the members of Head, and the list.
 class Page {
   public:
-    // `list` is the name of the list in the object; `total` tells how long it is without the page.
+    // `list` is the name of the list in the object; `total` is the length of the whole list.
     Page(std::string list, int offset, int64_t total);
     virtual ~Page() = default;
     Page(const Page &) = delete;
@@ -43,8 +43,8 @@ class Page {
 // Where a page ends in a list of `total` entries; limit 0 means at the end of the list.
 int64_t EndOfPage(int offset, int limit, int64_t total);
 
-// Gives the object's text to `write` as it is read; false when that gives false. What Next throws
-// comes out of here: the first time with nothing written yet, then with the object broken off.
+// Gives the object's text to `write` as it is read; false when that gives false. Throws what Next
+// throws: at its first call nothing is written yet, later the object is broken off.
 bool WritePage(Page &page, Letters letters,
                const std::function<bool(const std::string &text)> &write);
 

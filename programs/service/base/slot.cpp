@@ -19,7 +19,7 @@ namespace {
 
 using std::chrono::steady_clock;
 
-// Who has little patience looks more often.
+// A wait looks for a turn so often: every kPause, or kLooks times where it is short.
 constexpr std::chrono::microseconds kPause{5'000};
 constexpr int kLooks = 20;
 

@@ -12,8 +12,8 @@ namespace tonvale_service {
 // file, which the kernel gives back even if its holder is killed.
 class Slot {
   public:
-    // `kind` begins the names of the files. Who has patience waits in a line for a turn, for so
-    // long at most. What went wrong is logged.
+    // `kind` begins the names of the files. Waits in a line for a turn, no longer than `patience`.
+    // What went wrong is logged.
     Slot(const std::string &kind, unsigned turns, std::chrono::milliseconds patience = {});
 
     // False when every turn is taken, or when that cannot be told.

@@ -8,7 +8,7 @@
 namespace tonvale_service {
 
 // What is said of a failure without words of its own, and when there is no room for a request: by
-// the web API, and by the web server in its place.
+// the web API, or by the web server in its place.
 inline constexpr char kThatFailed[] = "that failed, and the log of the server tells why";
 inline constexpr char kServerIsBusy[] = "the server is busy; try again in a few seconds";
 

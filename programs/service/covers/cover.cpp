@@ -30,7 +30,7 @@ constexpr std::size_t kHeadSize = 12;
 constexpr std::string_view kJpeg = "image/jpeg";
 constexpr std::string_view kPng = "image/png";
 
-// Takes a descriptor over. Empty of a type when it is no picture.
+// Takes a descriptor over. The type is empty when it is no picture.
 Picture Opened(int fd, const struct stat &info) {
     Picture picture{{}, info};
     picture.file.reset(fdopen(fd, "rb"));
@@ -56,8 +56,8 @@ Picture OpenBeside(const PlacedSong &song, const std::string &path) {
     return picture;
 }
 
-// The path of the small copy: one that is there already, or else made in turn of what is open as
-// `picture`. Empty when it cannot be made, or too many are being made.
+// The path of the small copy. Where there is none, makes it of the open `picture`, when there is a
+// turn for that. Empty when it cannot be made, or too many are being made.
 std::string ScaledCopy(const PlacedSong &song, const std::string &cover, const Picture &picture,
                        void (*beforeMaking)()) {
     PathBuffer scaled{};
@@ -112,7 +112,7 @@ Picture OpenPicture(const std::string &path) {
 Picture OpenCoverOf(uid_t owner, const std::string &path, int side, void (*beforeMaking)()) {
     const PlacedSong song(owner, path);
     const std::string cover = FindCover(song.Path().c_str());
-    // Looked at first: the converter reads much more than pictures, and does so as root.
+    // Checked first: the converter reads much more than pictures, and is started as root.
     Picture picture = OpenBeside(song, cover);
     if (picture.type.empty()) {
         throw Failure(Reason::kNotAPicture, cover);

@@ -42,8 +42,8 @@ Picture OpenPicture(const std::string &path);
 // the package's account.
 Picture OpenCoverOf(uid_t owner, const std::string &path, int side, void (*beforeMaking)());
 
-// True for a folder in which no song has a picture: neither the folder has one, nor is there a place
-// for those from tags.
+// True for a folder in which no song has a picture: it has neither a picture of its own nor an
+// extended-attribute folder for those from tags.
 bool HasNoPictures(const std::string &folder);
 
 // The JPEG or PNG at an address of http:// or https://, which must announce its length. Where the

@@ -33,7 +33,7 @@ std::string Folder() {
     return SystemPath(varn::path::kCoverCopies);
 }
 
-// One version of one picture, in one size.
+// The file of one version of one picture in one size.
 std::string FileOf(const struct stat &info, int side) {
     std::array<char, 128> name{};
     std::snprintf(name.data(), name.size(), "%lx-%lx-%lx.%lx-%lx-%d.jpg",
@@ -49,7 +49,7 @@ std::string MarkOf(const Picture &picture, int side) {
     return FileOf(picture.info, -side);
 }
 
-// Notes in the time of access, whatever the disk's own habit is, that a copy is used.
+// The time of access tells that a copy is used, whatever the disk's own habit is.
 Picture OpenUsed(const std::string &path) {
     Picture copy = OpenPicture(path);
     if (copy.file) {
@@ -65,8 +65,7 @@ struct Copy {
     std::string path;
 };
 
-// Removes copies that were not used for the longest time until three quarters of the room are
-// taken.
+// Removes the copies that were used least recently until a quarter of the room is free.
 void MakeRoom() {
     std::vector<Copy> copies;
     off_t taken = 0;

@@ -16,7 +16,7 @@ inline constexpr int kMostSide = 1024;
 Picture OpenCopy(const Picture &picture, int side, void (*beforeMaking)());
 
 // True where this copy could not be made within the last hour: each try costs a process of the
-// converter. A picture that has changed is another one.
+// converter. A picture that has changed counts as a new one.
 bool HasFailed(const Picture &picture, int side);
 void NoteFailure(const Picture &picture, int side);
 

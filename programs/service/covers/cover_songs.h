@@ -20,7 +20,7 @@ struct CoverSong {
 };
 
 // Each gives songs that the user may see, at least one, and throws a Failure where there is none.
-// `kind` is a part of the library (ChosenKind). Any album artist will do for "".
+// `kind` is a part of the library (ChosenKind). "" means any album artist.
 std::vector<CoverSong> CoverSongsOfAlbum(const std::string &kind, uid_t uid,
                                          const std::string &album, const std::string &albumArtist);
 std::vector<CoverSong> CoverSongsOfFolder(const std::string &kind, uid_t uid,

@@ -146,7 +146,7 @@ class Browser {
     std::size_t received_ = 0;
 };
 
-// What a server may call its values is not ours to choose: the names below win.
+// Servers choose the names of their values: ours below win.
 Json::Value DataOf(const ItemNode &node, const char *kind) {
     Json::Value data(Json::objectValue);
     for (std::size_t i = 0; i < node.values.size(); ++i) {

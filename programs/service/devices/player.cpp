@@ -63,7 +63,7 @@ constexpr PlayerCommand kCommands[] = {
     {"volume", VARN_AUDIO_SET_VOLUME, Takes::kVolume, "Set the volume, 0-100"},
 };
 
-// What players can do that do not tell it.
+// The commands that every player knows, for players that do not tell theirs.
 constexpr const char *kAlways[] = {"add",  "clear", "delete", "mode",
                                    "play", "seek",  "select", "volume"};
 
@@ -109,7 +109,7 @@ Json::Value Ask(const Question &question, const std::string &renderer = "") {
     if (!Parse(out.data(), out.data() + length, answer)) {
         throw Failure(Reason::kPlayerAnswerMalformed);
     }
-    const Json::Value &told = answer;  // through which no member is made by asking for it
+    const Json::Value &told = answer;  // const, so that asking adds no member
     const Json::Value &success = told["success"];
     const Json::Value &why = told["error"];
     if ((success.isBool() && !success.asBool()) || why.isString()) {
@@ -146,7 +146,7 @@ int WholeNumber(const std::string &text, int most) {
     return number;
 }
 
-// What is too large for a number is no renderer's.
+// A number that is too large is no renderer's.
 int RendererNumber(const std::string &digits) {
     int number = 0;
     const char *const end = digits.data() + digits.size();

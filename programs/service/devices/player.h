@@ -26,8 +26,8 @@ Json::Value PlayerQueue(int offset, int limit);
 Json::Value PlayerRenderers(int offset, int limit);
 Json::Value PlayerServers(int offset, int limit);
 
-// Makes a song as everybody may see it who may use the player: of somebody's own music, too, the
-// title, but not where it lies.
+// Takes away where a song lies. Its title stays, also that of another user's own song: all users of
+// the player may see it.
 void HidePath(Json::Value &song);
 
 // What a command takes.

@@ -30,7 +30,7 @@ struct PlayQueue {
 // it is current, from its start. Throws a Failure.
 std::optional<PlayQueue> PlayQueueOf(uid_t uid);
 
-// Where a queue is, and who says so.
+// A place in a queue, and the client that tells it.
 struct PlayPlace {
     int current = 0;         // an index
     long long position = 0;  // milliseconds

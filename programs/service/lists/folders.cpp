@@ -22,7 +22,7 @@ namespace {
 using Tonvale::webapi::WebapiLibrary;
 
 constexpr int kFoldersAtATime = 256;
-// Ids come from one sequence: what is after the prefix tells a folder in any library.
+// Row ids come from one sequence: the number tells a folder in any library.
 constexpr std::string_view kPrefix = "dir_";
 constexpr std::string_view kPersonalPrefix = "dir_p_";
 constexpr char kColumns[] =
@@ -71,7 +71,7 @@ int64_t Total(const ListRequest &request, int table, const std::string &conditio
 // Where a folder is, and the version of the library that has it there.
 struct Place {
     std::string path;
-    bool hasSongs;  // whoever may see them
+    bool hasSongs;  // any user's
     Version version;
 };
 
@@ -87,7 +87,7 @@ Place PlaceOf(const ListRequest &request, int row) {
     return {FieldOf(rows, 0, "path"), FieldOf(rows, 0, "has_songs") == "t", VersionOf(rows)};
 }
 
-// A path out of the database always is a text that can stand in a statement.
+// A path from the database can always stand in a statement.
 std::string Below(const std::string &path) {
     const auto condition = varn::Sql("path LIKE '@VARN:LVAR/%%'", path);
     if (!condition) {
@@ -167,15 +167,15 @@ Json::Value ObjectOf(const Tonvale::MediaHandle &rows, int row) {
     return ObjectIn(RecordOf(rows, row));
 }
 
-// What is in a folder is kept where it is more than this: less is read as quickly, and there is not
-// room for as many lists as there are folders.
+// The contents of a folder are kept if they are more than this: fewer are read as quickly, and
+// there is no room for a list of each folder.
 constexpr int64_t kMostUnkept = 200;
 
 // The contents of a folder: conditions for its folders and songs, and their orders.
 struct Inside {
     std::string folders;
     std::string songs;
-    bool hasSongs;  // the join of songs takes longer than all the rest
+    bool hasSongs;  // false spares the join of songs, which takes longer than all the rest
     std::string folderOrder;
     std::string songOrder;
 
@@ -184,8 +184,7 @@ struct Inside {
     }
 };
 
-// All of it as it is kept: folders, and then the rows of songs as numbers, which no identifier of a
-// folder is.
+// The records that are kept: folders, then the row ids of songs. No folder's record is a number.
 std::vector<std::string> Records(const ListRequest &request, const Inside &inside) {
     std::vector<std::string> records;
     const Tonvale::MediaHandle folders = Open(request, inside.folders, inside.folderOrder, 0, 0);
@@ -204,7 +203,7 @@ std::vector<std::string> Records(const ListRequest &request, const Inside &insid
     return records;
 }
 
-// A page of what is kept; null where its songs cannot be had so (SongsOfVersion).
+// A page of what is kept; null where SongsOfVersion cannot give its songs.
 std::unique_ptr<SongPage> KeptPage(const ListRequest &request, const ListPart &part,
                                    const Version &now, const TrackWriter &writer) {
     Json::Value folders(Json::arrayValue);
@@ -255,7 +254,7 @@ std::unique_ptr<SongPage> ReadPage(const ListRequest &request, const Inside &ins
                                    const Version &before, const TrackWriter &writer) {
     Json::Value list(Json::arrayValue);
     {
-        // It ends before the songs are read: a request has two connections.
+        // Closed before the songs are read: a request has two connections.
         const Tonvale::MediaHandle found =
             Open(request, inside.folders, inside.folderOrder, request.offset, request.limit);
         for (int i = 0; i < found->rowCount; ++i) {
@@ -293,7 +292,7 @@ std::unique_ptr<SongPage> PageInside(const ListRequest &request, const Inside &i
         }
     }
     auto page = ReadPage(request, inside, now, writer);
-    // While the library is scanned, each batch of songs makes a list worthless.
+    // While a scan runs, each batch of songs outdates the list.
     if (page->Total() > kMostUnkept && !isOfNow && !(kept && kept->isYoung)) {
         ComputePart(key, 0, 1, [&] { return Records(request, inside); });
     }

@@ -28,7 +28,7 @@ class FolderPage : public Page {
 
     Json::Value Next() override;
 
-    // For who reads the rows, with FolderId, path, title and date, in another way.
+    // For callers that read FolderId, path, title and date from the rows themselves.
     const Tonvale::MediaHandle &Rows() const { return rows_; }
 
   private:

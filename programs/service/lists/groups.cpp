@@ -84,7 +84,7 @@ std::string Order(const Group &group, const ListRequest &request) {
            (chosen.name == name.name ? "" : ", " + Expression(name)) + ", " + group.ties;
 }
 
-// The places of fields in a record.
+// Where the fields stand in a record.
 enum RecordField { kNameField, kStarField, kAlbumArtistField };
 
 std::string FieldIn(const std::string &record, int number) {

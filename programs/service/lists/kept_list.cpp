@@ -65,7 +65,7 @@ varn::UniqueFd OpenOwn(const std::string &path, Header &header) {
     varn::UniqueFd file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOFOLLOW | O_NONBLOCK));
     struct stat info {};
     const auto size = [&] { return static_cast<std::uint64_t>(info.st_size); };
-    // No part is larger than the file, or the sum may pass the largest number.
+    // No part is larger than the file: their sum could overflow.
     const bool isGood = file && fstat(file.Get(), &info) == 0 && S_ISREG(info.st_mode) &&
                         info.st_uid == geteuid() &&
                         pread(file.Get(), &header, sizeof header, 0) == sizeof header &&
@@ -327,7 +327,7 @@ ListPart ComputePart(const ListKey &key, int offset, int limit, const Compute &c
     ListPart part;
     part.total = static_cast<std::int64_t>(all.size());
     part.computed = std::time(nullptr);
-    // Changes only add up: what was the same before and after was the same between.
+    // Versions only grow: equal before and after means that nothing changed in between.
     if (before.songs && ReadVersion(key.uid) == before) {
         part.version = before;
         Keep(key, before, all);

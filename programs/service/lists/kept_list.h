@@ -72,7 +72,7 @@ class KeptList {
     std::size_t Find(std::string_view bytes, std::size_t first) const;
     const Version &OfVersion() const { return version_; }
     std::int64_t Computed() const { return computed_; }  // when, in seconds since 1970
-    std::int64_t Age() const;  // in seconds; what the future has computed is as old as can be
+    std::int64_t Age() const;  // in seconds; the largest number for a time that is still to come
 
   private:
     KeptList() = default;

@@ -31,7 +31,7 @@ struct ListRequest {
     bool descending = false;
     int offset = 0;
     int limit = 0;                 // 0: all
-    bool tellsFavourites = false;  // of groups: which are the user's
+    bool tellsFavourites = false;  // of groups: which are the user's favourites
 };
 
 // The condition of all filters together, "" for none. Throws a Failure when one of them is too long
@@ -67,7 +67,7 @@ const char *Direction(const ListRequest &request);
 std::string FieldOf(const Tonvale::MediaHandle &rows, int row, const char *column);
 int64_t NumberOf(const Tonvale::MediaHandle &rows, int row, const char *column);
 
-// Throws the Failure of a list that did not come, the reasons being logged.
+// Throws the Failure of a list that could not be read; the log has the reasons.
 [[noreturn]] void NoAnswer();
 
 }  // namespace tonvale_service

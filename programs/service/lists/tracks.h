@@ -29,8 +29,7 @@ struct TrackWriter : Tonvale::webapi::WebapiLibrary {
     MarksWanted marks = {};
 };
 
-// What rows of songs are to hold for track objects with all that may be added to them but what
-// costs a join, see TrackColumns.
+// The columns for track objects with all additions but those that cost a join (TrackColumns).
 inline constexpr char kSongColumns[] =
     "id, userid, path, title, artist, album, album_artist, composer, genre, year, track, disc, "
     "duration, bitrate, frequency, channel, filesize, container, codec, comment, is_virtual";
@@ -62,11 +61,11 @@ class SongPage : public Page {
 
     Json::Value Next() override;
 
-    // The version of the library that the rows show: with favourites in the objects theirs, too,
-    // and none with plays, which count up without a version.
+    // Tells which version of the library the rows show. With favourites in the objects, their
+    // version is added. With plays there is none: they count up without a version.
     void SetVersion(const Version &version);
 
-    // For who reads the rows in another way.
+    // For callers that read the rows themselves.
     MEDIA_DB_HANDLE *Rows() const { return rows_.get(); }
 
   private:

@@ -33,7 +33,7 @@ std::string LoginStamp(const std::string &user, const std::string &hash);
 // before the password was changed. Throws a Failure.
 std::optional<Holder> HolderOf(const varn::Row &row);
 
-// 256 random bits, as text. Throws a Failure.
+// 260 random bits, as text. Throws a Failure.
 std::string NewToken();
 
 // True for a text that NewToken could have made, or NewKey.

@@ -64,7 +64,7 @@ void Check(const varn::host::Outcome &done) {
     }
 }
 
-// Of the machine, also below a root: files of theirs would be the user's.
+// True for an account of the machine, also below a root: the new user would own its files.
 bool IsSystemAccount(const std::string &name) {
     constexpr uid_t kFirstPerson = 1000;
     constexpr uid_t kNobody = 65534;
@@ -87,7 +87,7 @@ varn::User Person(const std::string &name) {
 
 constexpr char kGroupIsSystems[] = "accounts are the system's: change its group 'administrators'";
 
-// What init has told to begin with.
+// Removes the file in which init has left the first login.
 void ForgetFirstLogin(const std::string &name) {
     const varn::RunAs root(varn::Who::kRoot);
     const std::string path = SystemPath(varn::path::kInitialLogin);

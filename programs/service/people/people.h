@@ -26,7 +26,7 @@ void SetPassword(const std::string &name, const std::string &password);
 // stays one. For roots of their own: a Failure elsewhere.
 void SetAdministrator(const std::string &name, bool isAdmin);
 
-// What is to change of a user; nothing does where a part of it is refused.
+// What to change of a user. If a part of it is refused, nothing changes.
 struct UserChange {
     std::optional<bool> isAdmin = {};
     std::optional<std::string> password = {};

@@ -21,9 +21,9 @@ struct Session {
 
 // Each of these throws a Failure when the database or the logins cannot be read.
 
-// Makes a session for somebody whose password was right, and is over if it was changed since; the
-// result is what the cookie holds. A user has 100 at most: the ones that were not used for longest
-// end.
+// Makes a session for somebody whose password was right; the session is void if the password was
+// changed since. Returns what the cookie holds. A user has 100 at most: the ones that were not used
+// for longest end.
 std::string NewSession(const Holder &who, const std::string &agent, const std::string &address);
 
 // The user of a session, and notes that it is used. Empty for a session that was ended, was not

@@ -46,8 +46,7 @@ Json::Value ReadUsers();
 // The users with an entry: uid, name ("" for one who is gone) and rights.
 Json::Value UserList();
 
-// Records what a user may do. All other rights are taken away, and with the right to share the
-// user's links.
+// Gives a user these rights and takes all others away; the user's links go with the right to share.
 void SetPermission(const std::string &user, unsigned mask);
 
 // Records rights for a user without an entry; takes an entry away.

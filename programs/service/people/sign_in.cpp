@@ -30,9 +30,9 @@ namespace {
 
 using namespace std::chrono_literals;
 
-// An attempt is counted before its password is looked at: otherwise many at once would all be the
-// first. Those that have to wait do so one after the other. There is no row where the line is too
-// long. After a quarter of an hour without attempts all is forgotten.
+// Counts an attempt before its password is checked: otherwise many at once would all be the first.
+// Those that have to wait do so one after the other. Gives no row when the line is too long. After
+// a quarter of an hour without attempts all are forgotten.
 constexpr char kCountAttempt[] =
     "INSERT INTO failed_login AS known (who, failures) VALUES ('@VARN:VAR', 1) "
     "ON CONFLICT (who) DO UPDATE SET last = now(), failures = "
@@ -255,7 +255,7 @@ SignIn SignInByKey(const std::string &user, const FindHolder &find, const std::s
     if (!hasTime) {
         return {Standing::kSlow, Proof::kNone, {}};
     }
-    // Nobody guesses 256 bits: the pause spares the server those who try.
+    // Nobody guesses 260 bits: the pause spares the server those who try.
     const auto wait = CountAttempt(Attempts(user, address));
     if (!wait || (*wait > 0ms && !Wait(*wait))) {
         return TooMany();

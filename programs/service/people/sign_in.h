@@ -38,8 +38,8 @@ struct SignIn {
 // Each of these throws a Failure when the database or the logins cannot be read.
 
 // By "Authorization: Bearer KEY", else "Authorization: Basic", else the session's cookie: the first
-// of them that is there decides. Of four cookies of that name the first that is valid does. Soon
-// done.
+// of them that is there decides. Of four cookies of that name the first valid one decides. Takes
+// little time.
 SignIn SignInNow(const Credentials &credentials);
 
 // The same, and computes the hash of a password that is not known to be right. It may take some

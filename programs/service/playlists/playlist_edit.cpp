@@ -129,8 +129,8 @@ void CheckEntries(const PLAYLIST_REC *songs) {
     }
 }
 
-// The positions of songs that nobody browses: of all entries but remote ones and those on volumes
-// that somebody can unplug, those that the library does not have at all.
+// The positions of missing songs: entries that the library does not have for anybody. Addresses are
+// never missing, nor is what lies on a volume that somebody can unplug.
 std::set<int> MissingPositions(const PLAYLIST_REC *songs) {
     std::map<int, std::string> unknown;
     for (int position = 0; songs != nullptr; songs = songs->next, ++position) {
@@ -161,7 +161,7 @@ std::set<int> MissingPositions(const PLAYLIST_REC *songs) {
     return missing;
 }
 
-// The writer leaves nothing of a list in any other format.
+// The library's writer would leave a list in any other format empty.
 void CheckFormat(const std::string &path) {
     const std::string extension = VARNAudioWebapiUtilsGetFileExt(path);
     const bool isWritten = std::any_of(

@@ -33,8 +33,8 @@ struct PlaylistSum {
 PlaylistSum SumOf(const AnyPlaylist &playlist, const std::vector<PlaylistEntry> &entries);
 
 // The sums of many playlists of one user. Those of files are kept until the file or the library
-// changes (kept_list.h). Nothing for a playlist that cannot be read. Throws a Failure when it is
-// for the moment alone that one cannot be read.
+// changes (kept_list.h). Nothing for a playlist that cannot be read. Throws a Failure when one
+// cannot be read only for the moment.
 std::vector<std::optional<PlaylistSum>> SumsOf(const std::vector<AnyPlaylist> &playlists);
 
 }  // namespace tonvale_service

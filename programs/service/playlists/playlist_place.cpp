@@ -47,8 +47,8 @@ bool MayHold(const Collection &collection, int folder) {
     return !collection.personal || MayHoldPlaylistsOf(collection.user, collection.uid, folder);
 }
 
-// A registered folder or a home that is missing is a disk that is away: what is made in its place
-// would hide behind it, and look as if it were all that is left of it.
+// If a registered folder or a home is missing, its disk is away. A folder made in its place would
+// look like all that is left, and vanish below the disk when that is back.
 varn::UniqueFd OpenPresent(const fs::path &folder) {
     varn::UniqueFd fd(open(folder.c_str(), kFolderFlags));
     if (!fd) {
@@ -57,8 +57,8 @@ varn::UniqueFd OpenPresent(const fs::path &folder) {
     return fd;
 }
 
-// Opens a folder, and makes it where it is missing: with the rights of the owner of the folder
-// above and no more. To give it to him afterwards could give him what was put in its place.
+// Opens a folder, and makes it where it is missing, as the owner of the folder above. A later chown
+// could hit what somebody has put in its place.
 varn::UniqueFd OpenOrMake(int above, const fs::path &path, int flags) {
     const std::string name = path.filename();
     varn::UniqueFd folder(openat(above, name.c_str(), kFolderFlags | flags));

@@ -238,7 +238,7 @@ varn::OwnedSongs FindSongs(uid_t uid, const std::vector<std::string> &names) {
     return songs;
 }
 
-varn::OwnedSongs SongsOfIds(uid_t uid, const std::vector<std::string> &ids) {
+varn::OwnedSongs RecordsOfIds(uid_t uid, const std::vector<std::string> &ids) {
     std::vector<std::string> known;
     std::copy_if(ids.begin(), ids.end(), std::back_inserter(known),
                  [](const std::string &id) { return ParseSongId(id).has_value(); });

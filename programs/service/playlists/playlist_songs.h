@@ -49,6 +49,6 @@ varn::OwnedSongs FindSongs(uid_t uid, const std::vector<std::string> &names);
 // The records of songs that are named by the identifiers of the web API, in this order: songs that
 // the user may browse, streams and radio stations, and plain http and https addresses. Throws a
 // Failure when one of them is none of these.
-varn::OwnedSongs SongsOfIds(uid_t uid, const std::vector<std::string> &ids);
+varn::OwnedSongs RecordsOfIds(uid_t uid, const std::vector<std::string> &ids);
 
 }  // namespace tonvale_service

@@ -107,7 +107,7 @@ Playlist PlaylistOfKey(const Collection &collection, const std::string &key) {
     if (error != std::errc() || end != key.data() + key.size() || row <= 0) {
         throw none;
     }
-    // Cue sheets stand among the playlists, too.
+    // Cue sheets are rows of the same table.
     const auto condition = varn::Sql("id = @VARN:INT AND path NOT ILIKE '%%.cue'", row);
     const Tonvale::MediaHandle rows(AudioInfoDBOpen(collection.Library(), collection.uid,
                                                     VARN_TABLE_PLAYLIST, "*", condition->c_str(),

@@ -42,7 +42,7 @@ Tonvale::OwnedPlaylists ListPlaylists(const Collection &collection, int offset, 
 // The playlist with an id or a title; also when there are several it is a Failure.
 Playlist FindPlaylist(const Collection &collection, const std::string &name);
 
-// The playlist behind the key of an identifier: a row id, or the name of a file.
+// The playlist of an identifier's key: a row id, or the name of a file.
 Playlist PlaylistOfKey(const Collection &collection, const std::string &key);
 
 // The key of a playlist in identifiers.

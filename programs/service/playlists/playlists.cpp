@@ -122,7 +122,7 @@ AnyPlaylist AsAny(const Collection &collection, const Playlist &playlist) {
 }
 
 bool IsPlaylistId(const std::string &text) {
-    // A title is no identifier that somebody got wrong, which the library would log.
+    // The form first: the library would log a title as a wrong identifier.
     if (!text.starts_with("playlist_") || text.find('/') == text.npos) {
         return false;
     }

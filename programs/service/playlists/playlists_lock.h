@@ -6,8 +6,8 @@
 
 namespace tonvale_service {
 
-// The rows and files of a collection's playlists stay together for as long as the object lives: who
-// changes them takes this lock, and looks up row and path under it.
+// Keeps the rows and files of a collection's playlists together for as long as the object lives.
+// Take it before a change, and look up row and path under it.
 class PlaylistsLock : public Lock {
   public:
     PlaylistsLock(const Collection &collection, Kind kind);

@@ -70,8 +70,8 @@ class SmartFile {
         : collection_(collection),
           lock_(collection, Lock::Kind::kWrite),
           path_(SmartPlaylistFile(collection)) {
-        // What a link of the package's to one of root's files shows, all could read when it is
-        // written.
+        // As the package: its folder may hold a link to a file of root's, whose text would be open
+        // to all once it is written.
         const varn::RunAs package(varn::Who::kPackage);
         auto text = varn::ReadSmartText(path_);
         if (!text) {

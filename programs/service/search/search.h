@@ -30,7 +30,7 @@ std::vector<int> RowsThatMatch(const ListRequest &request, const std::string &ke
 // The kinds of names that are searched: "albums", "artists" and "composers".
 const std::vector<std::string> &SearchedGroups();
 
-// A page of names, best matches first; of albums `album_artist` as well. The library, offset and
+// A page of names, best matches first; albums also have `album_artist`. The library, offset and
 // limit of the request count.
 std::unique_ptr<Page> SearchGroups(const std::string &kind, const ListRequest &request,
                                    const std::string &keyword);

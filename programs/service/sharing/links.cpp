@@ -77,7 +77,7 @@ bool HasSong(uid_t uid, const std::string &list, const std::string &song) {
 }
 
 bool AppendSong(uid_t uid, const std::string &list, const std::string &songId) {
-    const varn::OwnedSongs songs = SongsOfIds(uid, {songId});
+    const varn::OwnedSongs songs = RecordsOfIds(uid, {songId});
     return VARNPersonalPlaylistAppendSongs(uid, list.c_str(), songs.get(), 1) == 0;
 }
 
@@ -213,8 +213,8 @@ Json::Value Links::Get(const LinkName &name) {
     return Shown(Find(name));
 }
 
-// Unlike the library's own, which follow from the second and wait when two are made in one, these
-// cannot be guessed.
+// The library's own identifiers follow from the second, and two at once must wait. These cannot be
+// guessed.
 std::string Links::NewId() {
     constexpr std::string_view kAlphabet =
         "0123456789abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ";
@@ -369,7 +369,7 @@ void Links::ChangeSharedSongs(bool add, const std::string &songId, const std::st
 }
 
 Json::Value Links::ChangeSong(bool add, const std::string &songId) {
-    // A song that was shared goes again whatever its user browses by now.
+    // A song can be taken off whatever its user browses by now.
     const std::string song =
         NameInPlaylist(ReadSong(uid_, songId, add ? Among::kBrowsed : Among::kAll));
     ChangeSharedSongs(add, songId, song);

@@ -122,7 +122,8 @@ std::unique_ptr<SongPage> ReadPart(const ListRequest &request, const ListPart &p
                : nullptr;
 }
 
-// A page by the order that is kept, which stars have no part in. Null when it cannot be had so.
+// A page by the order that is kept, in which stars have no part. Null when that order cannot be
+// used.
 std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string &condition,
                                    const std::string &order, const TrackWriter &writer) {
     if (request.sortBy == kRandom || request.limit <= 0 ||
@@ -134,7 +135,7 @@ std::unique_ptr<SongPage> OpenKept(const ListRequest &request, const std::string
     const ListKey key("songs", request, condition, order, false);
     const auto kept = KeptPart(key, request.offset, request.limit);
     auto page = kept ? ReadPart(request, *kept, writer) : nullptr;
-    // While the library is scanned, each batch of songs makes an order worthless.
+    // While a scan runs, each batch of songs outdates the order.
     if (page || isIndexed || (kept && kept->isYoung)) {
         return page;
     }
@@ -410,6 +411,7 @@ Json::Value SongsById(uid_t uid, const std::vector<std::string> &ids, const Trac
     for (const auto &[isVirtual, wanted] : ByKind(ids)) {
         Tonvale::MediaHandle rows =
             OpenRows(WholeKind(isVirtual, uid), uid, TrackColumns(writer), IdCondition(wanted));
+        // The row ids, because the "id" of an object may have a path in place of one.
         std::vector<int> found;
         for (int row = 0; row < rows->rowCount; ++row) {
             found.push_back(static_cast<int>(NumberOf(rows, row, "id")));

@@ -1,4 +1,4 @@
-// Rows that stay because what they are about cannot be looked at, and what is said of them.
+// Rows that stay because their files cannot be looked at, and the warnings about them.
 #pragma once
 
 #include "varnindex/compare/known.h"
@@ -17,16 +17,15 @@ class HeldBack {
     // Rows at `path`, or below it when it ends with "/", stay for the given reason.
     void Hold(const std::string &path, const std::string &reason, std::size_t rows);
 
-    // A folder that is there with nothing in it, in the order of their paths. Its rows stay unless
-    // they are found elsewhere: of those that are not, IsOfEmptied counts each. Then HoldEmptied
-    // tells of the folders that have such rows.
+    // A folder that is there with nothing in it; in the order of their paths. Its rows stay unless
+    // they are found elsewhere: IsOfEmptied counts those that are not, and HoldEmptied then warns
+    // of each folder that has such rows.
     void AddEmptied(std::string path, std::string reason);
     bool IsOfEmptied(const std::string &path);
     void HoldEmptied();
 
-    // A row that stays because its owner's folders cannot be seen, if they cannot; and, after all
-    // of them, what is said of these. Rows of a folder that cannot be looked at have a warning of
-    // their own.
+    // A row that stays because its owner's folders cannot be seen, if that is so; and the warning
+    // after all of them. Rows of a folder that cannot be looked at have a warning of their own.
     void AddUnseen(const KnownRow &row);
     void WarnOfUnseen();
 

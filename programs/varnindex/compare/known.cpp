@@ -27,8 +27,8 @@ constexpr const char kOwners[] =
     " WHERE o.userid IS NOT NULL) SELECT userid FROM owner WHERE userid IS NOT NULL"
     " UNION SELECT userid FROM personal_directory UNION SELECT userid FROM personal_playlist";
 
-constexpr int kBlock = 5000;
 constexpr const char kFetch[] = "FETCH 5000 FROM known_file";
+constexpr int kBlock = 5000;  // of kFetch
 
 // The server writes seconds with six digits after the dot.
 std::int64_t Microseconds(std::string_view seconds) {

@@ -28,8 +28,9 @@ constexpr const char kSome[] =
     " UNION ALL (SELECT path, false FROM (SELECT path FROM playlist UNION ALL"
     " SELECT path FROM personal_playlist) l WHERE @VARN:NEVAR LIMIT 100) ORDER BY is_song DESC";
 
-// True when the library has songs of a folder and no music is anywhere in it, or has lists alone
-// and nothing is. A few rows answer for most folders, so that the folder is hardly ever walked.
+// True when the library has songs of a folder and there is no music anywhere in it; or has only
+// lists of it, and there is nothing. A few rows answer for most folders, so that the folder is
+// hardly ever walked.
 bool HasLostItsFiles(Database &database, const std::string &folder, StopQuestion isStopped) {
     const std::string scope = ScopeCondition(Scope({folder}), false);
     const Rows rows = database.Query(Made(varn::Sql(kSome, scope, scope)));
@@ -67,8 +68,8 @@ Merge::Merge(Database &database, const Scope &scope, const Folders &folders,
       walk_(roots, IsIndexedName, library, isStopped),
       known_(database, scope) {}
 
-// The configured folders that have a part in the walk and whose disk is away, by all that can be
-// seen: what else lies in a mount point, as a folder of lists, does not tell of their songs.
+// The walked folders whose disk seems to be away. Other files in a mount point, a folder of lists
+// for example, tell nothing about its songs.
 void Merge::FindEmptyDisks() {
     std::set<std::string> without;
     for (const OwnedFolder &folder : folders_.All()) {
@@ -179,7 +180,7 @@ Event Merge::OfFile(Found found) {
     static_cast<FileFacts &>(event.work) = std::move(found);
     event.work.userid = OwnerOf(event.work.path);
     KnownRow *const front = known_.Front();
-    // A list that changes its owner changes its table, too.
+    // A list of another owner is in another table.
     if (front != nullptr && front->path == event.work.path && front->isList == isList &&
         (!isList || front->userid == event.work.userid)) {
         event.work.known = std::move(*front);

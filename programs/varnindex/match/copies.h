@@ -10,7 +10,7 @@ namespace varnindex {
 
 // Finds, for the rows in the temporary table "lost", files of the same owner, size and audio that
 // came into the library later and lie in a configured folder, and takes these rows out of "lost". A
-// file with stars goes only to a row that has these stars too, so nobody's stars are lost. Rated
+// file with stars goes only to a row that also has these stars, so nobody's stars are lost. Rated
 // rows choose first, each a file of its name if there is one. Each file goes to one row. Of equal
 // files the first 200 count. Returns how many were found. Throws DatabaseError, as below.
 std::size_t FindCopies(Database &database, const Folders &folders, Reporter &reporter);

@@ -26,12 +26,12 @@ struct Change {
     ReadWork read = {};
 };
 
-// A row and a file belong together when they have the owner, size and audio in common. A row
-// prefers the file of its name, then one of its folder, then the first by path. A file at the path
-// of a row, but with other audio, is both: a row without audio and a file without a row; what both
-// of them are in the end is an edit when nothing else fits. So moves, renames and songs that change
-// places are one rule. Files wait in memory while they are matched; a file that no row can want, by
-// its size and owner, never waits.
+// A row and a file belong together when they have the same owner, size and audio. A row prefers the
+// file of its name, then one of its folder, then the first by path. A file at the path of a row,
+// but with other audio, counts twice: as a row without audio and as a file without a row. If
+// neither finds a partner, it is an edit. So moves, renames and songs that change places are one
+// rule. Files wait in memory while they are matched; a file that no row can want, by its size and
+// owner, never waits.
 class Matching {
   public:
     // The database outlives it.
@@ -40,7 +40,7 @@ class Matching {
     enum class Loss {
         kFile,     // nothing is at the row's path
         kAudio,    // another file is, which waits
-        kUnknown,  // a file is that cannot be read: the row stays unless its audio is elsewhere
+        kUnknown,  // a file that cannot be read: the row stays unless its audio is elsewhere
     };
 
     // ---- while the folders are compared with the rows; throws DatabaseError, as all below
@@ -59,7 +59,7 @@ class Matching {
     // What becomes of a file; nothing when that is known later.
     std::optional<Change> ChangeFor(ReadWork read);
 
-    // A file that cannot be read: a lost row of its owner and size may be what it is.
+    // A file that cannot be read: it may be a lost row of its owner and size.
     void AddUnread(const Work &work) { unread_.emplace(work.size, work.userid); }
 
     // ---- after that, in this order

@@ -12,8 +12,8 @@ namespace varnindex {
 
 class FolderSheets;
 
-// After the walk a link may be put in a file's place, in a home to what is not its owner's: what
-// is opened has to be the same file, or the owner's.
+// After the walk somebody may put a link in a file's place, in a home also to other users' files:
+// what is opened has to be the same file, or the owner's.
 struct SeenFile {
     dev_t device = 0;
     ino_t inode = 0;

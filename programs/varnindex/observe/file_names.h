@@ -6,7 +6,7 @@
 
 namespace varnindex {
 
-// A text with small letters for the capital ones of ASCII.
+// The text with small letters in place of the capital ones of ASCII.
 inline std::string Lower(std::string_view text) {
     std::string lower(text);
     for (char &c : lower) {
@@ -27,11 +27,11 @@ bool IsSheetName(std::string_view name);
 
 // True for names that are passed over wherever they are: those that begin with a dot, the folder of
 // extended attributes, and in any case of letters those that audio.conf lists under
-// "passed_over_names", parted by slashes. Where it has no such key these are "lost+found",
-// "$RECYCLE.BIN" and "System Volume Information". The list is read when it is asked for first.
+// "passed_over_names", separated by slashes. Where it has no such key these are "lost+found",
+// "$RECYCLE.BIN" and "System Volume Information". The first call reads the list.
 bool IsPassedOver(std::string_view name);
 
-// Reads that list again. Not while another thread asks.
+// Reads that list again. Not while another thread calls IsPassedOver.
 void ReadPassedOver();
 
 // The folder of extended attributes.

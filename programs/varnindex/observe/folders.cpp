@@ -24,15 +24,15 @@ std::string Normal(const std::string &path) {
     return ordered.front();
 }
 
-// Whose a home music folder is that no listed account has.
+// The owner of a home music folder that no listed account has.
 unsigned OwnerOfUnlisted(const std::string &name, const fs::path &music) {
     const varn::User user = varn::UserByName(name.c_str());
     return user && AudioFile::GetHomeMusicPath(name) == music ? user->uid : kNobody;
 }
 
-// A shared folder around all homes makes nobody's music everybody's: not that of an account which
-// is found by its name alone, nor what was left behind by one that is gone, as long as nothing in
-// that home is registered itself.
+// A shared folder around all homes does not make everything in them everybody's. The music of an
+// account that is found only by its name stays that account's; what an account has left behind is
+// nobody's. A home in which something is registered itself is left as it is.
 void AddUnlistedHomes(const std::vector<std::string> &shared, std::vector<OwnedFolder> &homes) {
     std::error_code error;
     const fs::path all = fs::canonical(SystemPath(varn::path::kHomes), error);
@@ -70,7 +70,7 @@ Folders::Folders(const std::vector<std::string> &shared, std::vector<OwnedFolder
     for (OwnedFolder &folder : folders_) {
         folder.path = Normal(folder.path);
     }
-    // A home that is registered as a shared folder, too, stays its user's: the homes come first.
+    // A home that is also registered as a shared folder stays its user's: the homes come first.
     std::stable_sort(folders_.begin(), folders_.end(),
                      [](const auto &a, const auto &b) { return a.path < b.path; });
     const auto same = [](const auto &a, const auto &b) { return a.path == b.path; };
@@ -82,7 +82,7 @@ Folders Folders::Configured() {
     std::vector<unsigned> unseen;
     bool unknown = false;
     if (!IsPersonalLibraryEnabled()) {
-        // Switched off is what somebody wrote; a configuration that is lost says nothing.
+        // "no" was written by somebody; without the key the configuration may be lost.
         char value[8];
         unknown = VARNAudioConfGet("enable_personal_library", value, sizeof value) < 0;
     } else {

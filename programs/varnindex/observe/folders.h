@@ -8,8 +8,8 @@
 
 namespace varnindex {
 
-// The owner of a home without an account: what is in it is nobody's, and least of all everybody's.
-// A number that the library's columns can hold.
+// The owner of a home without an account: its music is nobody's, and must not become everybody's. A
+// number that the library's columns can hold.
 inline constexpr unsigned kNobody = std::numeric_limits<std::int32_t>::max();
 
 struct OwnedFolder {
@@ -27,7 +27,7 @@ class Folders {
             std::vector<unsigned> unseen);
 
     // The shared folders and, where personal libraries are enabled, each account's home music
-    // folder; within a shared folder those of accounts that are not listed, too, and kNobody's.
+    // folder; within a shared folder also those of accounts that are not listed, and kNobody's.
     static Folders Configured();
 
     // The accounts of a directory service are found one by one, but need not be listed: of these

@@ -28,7 +28,7 @@ std::int64_t Microseconds(const timespec &time) {
            time.tv_nsec / 1000;
 }
 
-// For file systems that do not tell with the name; DT_UNKNOWN where that fails.
+// For file systems that do not tell the type with the name; DT_UNKNOWN where that fails.
 unsigned char TypeOf(int folder, const char *name) {
     struct stat info {};
     const bool isKnown = ::fstatat(folder, name, &info, AT_SYMLINK_NOFOLLOW) == 0;
@@ -71,24 +71,15 @@ Found Walk::Entry::At(std::string path) const {
 }
 
 std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders) {
-    std::vector<std::string> ordered;
+    std::set<std::string> ordered;  // each with "/" at its end, as the walk orders them
     for (const std::string &folder : folders) {
-        std::string path = std::filesystem::absolute(folder).lexically_normal().string();
-        if (!path.ends_with('/')) {
-            path += '/';
-        }
-        ordered.push_back(std::move(path));
+        ordered.insert((std::filesystem::absolute(folder) / "").lexically_normal());
     }
-    std::sort(ordered.begin(), ordered.end());
     std::vector<std::string> result;
     for (const std::string &path : ordered) {
-        if (result.empty() || !path.starts_with(result.back())) {
-            result.push_back(path);
-        }
-    }
-    for (std::string &path : result) {
-        if (path.size() > 1) {
-            path.pop_back();
+        const std::string folder = NameOfFolder(path);
+        if (result.empty() || !varn::PathBelow(result.back(), folder)) {
+            result.push_back(folder);
         }
     }
     return result;
@@ -135,7 +126,7 @@ std::optional<Found> Walk::EnterRoot(const std::string &path) {
     return Enter(path, library_.WayTo(folder));
 }
 
-// Of the folders on the way down those above were asked before; a walk of a part begins below them.
+// The folders above were asked on the way down; the walk of a part begins below them.
 bool Walk::IsWithoutMusic(const std::string &folder) const {
     return withoutMusic_.contains(folder) ||
            (levels_.empty() &&
@@ -279,9 +270,8 @@ void Walk::AddEntry(int folder, const char *name, unsigned char type, Level &lev
 
 std::optional<Found> Walk::Take(const Entry &entry) {
     const Level &level = levels_.back();
-    const bool isUtf8 = varn::IsUtf8(entry.name);
     std::string path = level.path + entry.name;
-    if (!isUtf8) {
+    if (!varn::IsUtf8(entry.name)) {
         return Other(Found::Kind::kRefused, std::move(path), "the name is not UTF-8");
     }
     if (path.size() >= PATH_MAX) {

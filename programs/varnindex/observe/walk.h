@@ -27,12 +27,12 @@ std::vector<std::string> OrderedFolders(const std::vector<std::string> &folders)
 // Only the entries of the folders on the way down are held in memory, and no descriptor stays open.
 class Walk {
   public:
-    // The folders are those of the library or parts of them, which are walked as a walk of all of
-    // it would: not at all where that does not go. The library outlives the walk.
+    // The folders are those of the library or parts of them. Parts are walked as in a walk of all:
+    // not at all where that does not go. The library outlives the walk.
     Walk(std::vector<std::string> folders, NameFilter wanted, LinkedFolders &library,
          StopQuestion isStopped = nullptr);
 
-    // Takes these folders for empty, with all that is in them, where they can be read. Before Next.
+    // Takes these folders, with all that is in them, for empty if they can be read. Before Next.
     void TakeForEmpty(std::set<std::string> folders) { withoutMusic_ = std::move(folders); }
 
     // The next find; none at the end. `isStopped` is asked at every entry of a folder, most of

@@ -30,7 +30,7 @@ std::vector<std::string> CleanGenres(const std::vector<std::string> &values);
 // The genres of a song as one name.
 std::string JoinGenres(const std::vector<std::string> &genres);
 
-// The number that a text such as "3/12" begins with; 0 when there is none or it is out of range.
+// The number that a text ("3/12") begins with; 0 when there is none or it is out of range.
 int LeadingNumber(std::string_view text);
 
 // A path for a person to read: control characters and bytes that are not UTF-8 as \xNN.

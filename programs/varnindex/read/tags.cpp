@@ -58,7 +58,7 @@ std::string SortTag(const Tags &tags, std::string_view key, const std::string &n
     return tagged.empty() ? SortName(name) : tagged;
 }
 
-// A decibel value such as "-6.20 dB" or a peak such as "0.98".
+// A decibel value ("-6.20 dB") or a peak ("0.98").
 std::optional<float> Decimal(const std::string &text) {
     const char *const end = text.data() + text.size();
     const char *start = std::find_if(text.data(), end, [](char c) { return c != ' ' && c != '+'; });

@@ -13,8 +13,8 @@
 namespace varnindex {
 namespace {
 
-// The paths of some lines with what is known of them now; those without a song first, because two
-// paths may lead to one place. Of several rows that have a path for the moment, the one that has
+// The paths of some lines, with what is known of them now. Paths without a song come first, because
+// two paths may lead to one place. If several rows have a path for the moment, the one that has
 // come there counts. A song that leaves a path, or comes to one, decides about the records of all
 // numbers there.
 constexpr const char kPlaces[] =
@@ -40,7 +40,7 @@ void SettleRecords(Database &database, const std::string &condition, const Linke
         const std::string path = row.Text("place");
         const int number = static_cast<int>(row.Number("number"));
         const bool isThere = *row.Text("is_there") == 't';
-        // The records of other songs are where a link has taken a folder's place.
+        // Where a link has taken a folder's place, the records are those of other songs.
         if ((!isThere && library.WayTo(path).links > 0) ||
             (*row.Text("is_move") != 't' && !IsGone(path))) {
             continue;

@@ -90,7 +90,7 @@ void TreeWatch::AddTree(const std::string &path, const Way &way) {
     }
 }
 
-// False when there is nothing to look for below the folder, either.
+// False when nothing below the folder is to be watched either.
 bool TreeWatch::AddFolder(const std::string &path) {
     const int watch = ::inotify_add_watch(inotify_.Get(), path.c_str(), kFolderMask);
     struct stat info {};

@@ -59,7 +59,7 @@ void SayOnce(std::string &last, const std::string &text) {
 
 volatile std::sig_atomic_t stopRequested = 0;
 
-// Whom this process ends with, and the signal that tells so; 0: it does not.
+// The parent with which this process ends, and the signal for that; 0: it does not.
 int parentSignal = 0;
 pid_t parent = 0;
 int stopEvent = -1;  // can be read once a stop is requested, which ends a wait
@@ -212,7 +212,7 @@ void Watcher::ReadEvents() {
     while (::read(files_.Get(), events.data(), events.size()) > 0) {
         filesChanged = true;
     }
-    if (filesChanged || mountsChanged_) {  // a root may be another folder, too
+    if (filesChanged || mountsChanged_) {  // a root may also be another folder now
         nextCheck_ = Clock::now();
     }
     for (int i = 0; i < kMostNoticesAtOnce; ++i) {
@@ -324,7 +324,7 @@ bool Watcher::Try() {
         }
         return result == JobResult::kDone;
     } catch (const Stopped &) {
-        // Somebody may not want it now: the next scan of everything does what is left.
+        // Somebody stopped it: the next scan of everything does what is left.
         return !IsStopRequested();
     } catch (const DatabaseError &error) {
         SayOnce(hindrance_,

@@ -17,7 +17,7 @@ constexpr const char kInsert[] =
     " FROM noted_folder n WHERE userid <> 0 AND NOT EXISTS (SELECT FROM personal_directory d"
     " WHERE (d.userid, d.path) = (n.userid, n.path)) ORDER BY userid, path;";
 
-// Of the scope, and above it the folders in which nothing is left.
+// Rows of the scope; kDeleteEmpty: those above it in which nothing is left.
 constexpr const char kDelete[] =
     "DELETE FROM directory d WHERE NOT EXISTS (SELECT FROM noted_folder n WHERE n.path = d.path"
     " AND n.userid = 0) AND @VARN:NEVAR;"

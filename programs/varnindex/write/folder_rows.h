@@ -12,8 +12,8 @@ namespace varnindex {
 
 // A folder has a row when a song or list of the library is somewhere in it, as far up as the
 // configured folders of the same owner reach. kNobody's folders have none, and users whose rows
-// stay in folders that are nobody's by now keep theirs. Gathers the folders for a temporary table,
-// which is made when there are many of them or the rows are others.
+// stay in folders that are nobody's by now keep theirs. Gathers the folders in memory; a temporary
+// table is made when there are many of them, or when rows have to change.
 class FolderRows {
   public:
     // Both outlive it.
@@ -40,7 +40,7 @@ class FolderRows {
     Database &database_;
     const Folders &folders_;
     TempTable noted_;
-    std::unordered_set<std::int64_t> keys_;  // hashes of their owners and paths
+    std::unordered_set<std::int64_t> keys_;  // hashes of the gathered folders' owners and paths
     std::vector<std::string> kept_;
     std::string lastFolder_;
     unsigned lastOwner_ = 0;

@@ -35,7 +35,7 @@ constexpr const char kNotMoved[] =
     "SELECT id, path, userid FROM gone_list g WHERE NOT EXISTS"
     " (SELECT FROM moved_list m WHERE m.id = g.id) ORDER BY path COLLATE \"C\"";
 
-// A row that the library has changed since the scan began is its own.
+// A row that the library has changed since the scan began is left alone.
 constexpr const char kMove[] =
     "WITH moved AS (UPDATE @VARN:NEVAR t SET path = m.new FROM moved_list m WHERE t.id = m.id"
     " AND t.path = m.old AND NOT EXISTS (SELECT FROM @VARN:NEVAR o WHERE o.path = m.new)"
@@ -84,10 +84,8 @@ std::int64_t ContentsOf(const std::string &path, const SeenFile &seen) {
 }
 
 // The criteria are stored and compared as text in this form.
-std::string CriterionOf(std::string_view path) {
-    Json::StreamWriterBuilder compact;
-    compact["indentation"] = "";
-    return "\"path\":" + Json::writeString(compact, std::string(path));
+std::string CriterionOf(const char *path) {
+    return "\"path\":" + Json::valueToQuotedString(path);
 }
 
 void MovePins(Database &database) {
@@ -175,7 +173,7 @@ void Lists::Settle(const Question &isBack, const Question &stays) {
     }
 }
 
-// Takes the rows for which that is said out of those that are gone.
+// Takes the rows for which `stays` gives true out of those that are gone.
 void Lists::KeepWhere(const char *rows, const Question &stays) {
     std::vector<int> kept;
     for (const varn::Row row : database_.Query(rows)) {

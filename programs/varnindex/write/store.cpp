@@ -34,8 +34,8 @@ constexpr const char *kDeleteSides =
     "DELETE FROM replaygain_track USING changed_track c WHERE replaygain_track.track = c.id;"
     "DELETE FROM virtual_info_track USING changed_track c WHERE virtual_info_track.track = c.id";
 
-// After kDeleteSides the tracks that a changed song keeps are the only ones it has. They go where
-// it goes, and their sheet is in the song still, or beside it.
+// After kDeleteSides a changed song has only the tracks that it keeps. They go where it goes; their
+// sheet is still in the song, or beside it.
 constexpr const char *kMoveTracks =
     "INSERT INTO outbox (song, number, path, moved_to)"
     " SELECT id, CASE WHEN is_virtual THEN t.track ELSE -1 END, t.path, c.path FROM track t"

@@ -33,7 +33,7 @@ function changePassword(onDone) {
       passwordField(t('settings.password.new'), 'new')],
     onSend: async (data) => {
       await change('User', 'change_password', { old: data.old, new: data.new });
-      // The change ended this session, too; another request may have brought the login by now.
+      // The change also ended this session; another request may have brought the login by now.
       await logIn(person()?.user.name ?? '', data.new);
       connection.dispatchEvent(new Event('entered'));
       onDone();

@@ -108,7 +108,7 @@ export function noMusic(picture) {
 }
 
 /**
- * What stands in place of nothing.
+ * A note where a list would be empty.
  * @param {import('../icons.js').IconName} picture
  * @param {string} title
  * @param {string} [hint]

@@ -37,7 +37,7 @@ function lastOf({ started, ended, changes }) {
 }
 
 /**
- * Shows nothing to others than administrators, whom the server tells no more than whether it scans.
+ * Shows nothing unless an administrator asks: the server tells others only whether a scan runs.
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */

@@ -21,7 +21,7 @@ function fileOf(path) {
 }
 
 /**
- * What a file is probably called within.
+ * The title that a file's name suggests.
  * @param {string} path
  */
 function nameIn(path) {

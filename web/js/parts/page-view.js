@@ -63,7 +63,7 @@ export function pageHead(title, ...tools) {
 }
 
 /**
- * What shows how many there are.
+ * A function that shows how many there are.
  * @param {HTMLElement} place
  * @param {import('../texts.js').TextName} text
  * @returns {(count: number) => void}
@@ -88,7 +88,7 @@ export function picker(label, options, value, onPick) {
   return select;
 }
 
-/** What begins with the newest, best or longest. */
+/** The keys whose lists begin with the newest, best or longest. */
 const DOWN = ['year', 'date', 'star', 'plays', 'played', 'duration'];
 
 /**

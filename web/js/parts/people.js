@@ -97,7 +97,7 @@ function administratorBox(user, onDone) {
 }
 
 /**
- * Shows nothing to others than administrators.
+ * Shows nothing unless an administrator asks.
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */

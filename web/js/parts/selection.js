@@ -63,7 +63,7 @@ export class Selection {
     const { list } = this;
     const { signal } = list;
     this.#startPress(signal); // before the listener that its click must not reach
-    // Shift would mark the texts of the rows, too.
+    // Shift would also mark the texts of the rows.
     list.addEventListener('mousedown',
       (event) => event.shiftKey && event.preventDefault(), { signal });
     list.addEventListener('click', (event) => {

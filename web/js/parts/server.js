@@ -72,7 +72,7 @@ function customKeys(keys, onDone) {
 }
 
 /**
- * Shows nothing to somebody who may see neither.
+ * Shows nothing to people without rights.
  * @param {HTMLElement} place
  * @param {AbortSignal} signal
  */

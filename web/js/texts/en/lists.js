@@ -53,7 +53,7 @@ export const lists = {
   'kind.smart.shared': 'Shared smart playlist',
 
   'list.empty': 'Nothing here',
-  'list.empty.hint': 'What the tags of the songs say appears here.',
+  'list.empty.hint': 'This list comes from the tags of the songs.',
   'list.failed': 'This could not be loaded.',
   'list.again': 'Try again',
 
@@ -70,7 +70,7 @@ export const lists = {
   'playlist.empty': 'This playlist is empty',
   'playlist.empty.hint': 'Drag songs onto its name, or use “Add to playlist” in their menu.',
   'playlist.delete': 'Delete {name}?',
-  'playlist.delete.hint': 'The playlist goes; its songs stay in the library.',
+  'playlist.delete.hint': 'The playlist is deleted; its songs stay in the library.',
   'playlist.rename': 'Rename playlist',
   'playlist.choose': 'Add to a playlist',
 
@@ -96,7 +96,7 @@ export const lists = {
   'rule.removeGroup': 'Remove this group',
   'rule.empty': 'Fill in a rule to see its songs.',
   'rule.unknown':
-    'This rule was written by hand, and has more than fields can show. It stays as it is.',
+    'This rule was written by hand, and the fields cannot show all of it. It stays as it is.',
   'rule.title': 'Title',
   'rule.artist': 'Artist',
   'rule.album': 'Album',

@@ -2,7 +2,7 @@
 
 export const playing = {
   'sort.by': 'Sort by',
-  'sort.turn': 'Turn the order round',
+  'sort.turn': 'Reverse the order',
   'sort.name': 'Name',
   'sort.artist': 'Artist',
   'sort.year': 'Year',
@@ -97,7 +97,8 @@ export const playing = {
   'queue.empty': 'The queue is empty',
   'queue.empty.hint': 'Play an album, or add songs from their menu.',
   'queue.other': 'Another device has changed the queue',
-  'queue.other.hint': 'The server keeps one queue for all your devices. Which one is it to be?',
+  'queue.other.hint':
+    'The server keeps one queue for all your devices. Which one do you want to keep?',
   'queue.takeOther': 'Take the other one',
   'queue.keepThis': 'Keep this one',
   'queue.save': 'Save as playlist …',
@@ -109,5 +110,5 @@ export const playing = {
   'radio.empty': 'No radio stations yet',
   'radio.empty.hint': 'Administrators add them for everyone.',
   'radio.empty.add': 'Add one by the address of its stream. Everyone can then hear it here.',
-  'radio.delete.hint': 'The station goes for everyone.',
+  'radio.delete.hint': 'The station is removed for everyone.',
 };
