@@ -241,11 +241,13 @@ export async function copyText(text) {
     await navigator.clipboard.writeText(text);
   } catch {
     // Without https there is no clipboard for scripts; a selected field can still be copied.
+    const before = /** @type {HTMLElement | null} */ (document.activeElement);
     const box = h('textarea', { value: text, readOnly: true, class: 'unseen' });
     (document.querySelector('dialog[open]') ?? document.body).append(box);
     box.select();
     document.execCommand('copy');
     box.remove();
+    before?.focus();
   }
   toast(t('done.copied'));
 }
