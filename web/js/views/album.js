@@ -11,7 +11,7 @@ import { page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
 import { player } from '../playing.js';
 import { sourceOfItems } from '../pages.js';
-import { groupPath, showAgain } from '../routes.js';
+import { groupPath } from '../routes.js';
 import { length, t } from '../texts.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -57,8 +57,13 @@ export function view({ query }) {
   return page('album', albumName(album), (view) => {
     const get = (/** @type {AbortSignal} */ signal) => albumSongs(name, albumArtist, signal);
     view.append(h('div', { class: 'banner is-pending' }));
-    view.listen(changed, 'library', showAgain);
-    view.fetch(get, (songs) => {
+    let shown = '';
+    const draw = () => view.fetch(get, (songs) => {
+      const now = JSON.stringify(songs);
+      if (now === shown) {
+        return;
+      }
+      shown = now;
       if (songs.length === 0) {
         refill(view, emptyNote('albums', t('error.404')));
         return;
@@ -78,6 +83,8 @@ export function view({ query }) {
       }), ...discLists(songs), more);
       showMore(more, view);
     });
+    view.listen(changed, 'library', draw);
+    draw();
   });
 
   /** @param {Song[]} songs */
