@@ -1,6 +1,6 @@
 // An album: its cover, its songs by discs, and more of its artist.
 
-import { choiceOfPin, choiceOfZip } from '../actions.js';
+import { choiceOfPin, choiceOfZip, playFetched } from '../actions.js';
 import { coverAddress } from '../covers.js';
 import { h, refill } from '../dom.js';
 import { albums, albumSongs, changed, library } from '../library.js';
@@ -9,7 +9,6 @@ import { banner } from '../parts/banner.js';
 import { cover } from '../parts/cover-art.js';
 import { page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
-import { player } from '../playing.js';
 import { sourceOfItems } from '../pages.js';
 import { groupPath } from '../routes.js';
 import { length, t } from '../texts.js';
@@ -98,7 +97,7 @@ export function view({ query }) {
         label: albumName(album),
         isShort: songs.every(({ artist }) => artist === songs[0].artist),
         number: (song) => (song.track > 0 ? String(song.track) : '–'),
-        play: (index) => player().playSongs(songs, { first: first + index }),
+        play: (index) => playFetched(async () => songs, () => ({ first: first + index })),
       });
       return discs.size > 1 && disc > 0
         ? [h('h2', { class: 'disc' }, t('album.disc', { disc })), list] : [list];
