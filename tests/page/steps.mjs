@@ -187,7 +187,7 @@ export async function seen() {
 /** Ends what a check that broke off has left: keys that are held, dialogs, a queue, playlists. */
 export async function cleanUp() {
   await browser.send('DELETE', '/actions');
-  await browser.run(() => localStorage.clear());
+  await browser.run(() => [localStorage, sessionStorage].forEach((one) => one.clear()));
   await freshPage();
   const left = process.env.SERVER ? await lists() : []; // in another server somebody may make some
   await Promise.all(left.filter((id) => !firstLists.includes(id))

@@ -26,20 +26,34 @@ export function titleOf(song) {
   return song.title || t('unknown.title');
 }
 
+let turn = 0;
+
+/**
+ * Plays songs when they are there, unless others have been asked for since.
+ * @param {Songs} songs
+ * @param {(found: Song[]) => {first?: number, shuffle?: boolean}} how
+ */
+export function playFetched(songs, how) {
+  const mine = ++turn;
+  return attempt(async () => {
+    const found = await songs();
+    if (mine === turn) {
+      player().playSongs(found, how(found));
+    }
+  });
+}
+
 /**
  * @param {Songs} songs
  * @param {{shuffle?: boolean, first?: number}} how
  */
 export function playAll(songs, { shuffle = false, first = 0 } = {}) {
-  return attempt(async () => {
-    const found = await songs();
-    const start = shuffle ? Math.floor(Math.random() * found.length) : first;
-    player().playSongs(found, { first: start, shuffle });
-  });
+  return playFetched(songs, ({ length }) =>
+    ({ first: shuffle ? Math.floor(Math.random() * length) : first, shuffle }));
 }
 
 export function shuffleEverything() {
-  return attempt(async () => player().playSongs(await randomSongs(RANDOM), { shuffle: false }));
+  return playAll(() => randomSongs(RANDOM));
 }
 
 /**
@@ -241,11 +255,13 @@ export async function copyText(text) {
     await navigator.clipboard.writeText(text);
   } catch {
     // Without https there is no clipboard for scripts; a selected field can still be copied.
+    const before = /** @type {HTMLElement | null} */ (document.activeElement);
     const box = h('textarea', { value: text, readOnly: true, class: 'unseen' });
     (document.querySelector('dialog[open]') ?? document.body).append(box);
     box.select();
     document.execCommand('copy');
     box.remove();
+    before?.focus();
   }
   toast(t('done.copied'));
 }

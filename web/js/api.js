@@ -57,6 +57,9 @@ function setAway(away) {
   if (away !== isAway) {
     isAway = away;
     connection.dispatchEvent(new Event(away ? 'away' : 'back'));
+    if (away) {
+      call('Info', 'get').catch(() => {}); // until it answers; what failed may not ask again
+    }
   }
 }
 
@@ -67,11 +70,15 @@ function setAway(away) {
  */
 export function sleep(pause, signal) {
   return new Promise((resolve, reject) => {
-    const timer = setTimeout(resolve, pause);
-    signal?.addEventListener('abort', () => {
+    const stop = () => {
       clearTimeout(timer);
-      reject(signal.reason);
-    });
+      reject(signal?.reason);
+    };
+    const timer = setTimeout(() => {
+      signal?.removeEventListener('abort', stop);
+      resolve();
+    }, pause);
+    signal?.addEventListener('abort', stop);
   });
 }
 

@@ -49,6 +49,32 @@ export function writeStored(key, value) {
   }
 }
 
+/**
+ * What this window has kept over a reload; a new one has what was kept last.
+ * @param {string} key
+ * @returns {unknown}
+ */
+export function readOfWindow(key) {
+  try {
+    return JSON.parse(sessionStorage.getItem(key) ?? '');
+  } catch {
+    return readStored(key);
+  }
+}
+
+/**
+ * @param {string} key
+ * @param {unknown} value
+ */
+export function writeOfWindow(key, value) {
+  writeStored(key, value);
+  try {
+    sessionStorage.setItem(key, JSON.stringify(value));
+  } catch {
+    // The other storage may have taken it.
+  }
+}
+
 /** @type {Choices} */
 const chosen = { ...defaults };
 const kept = readStored(KEY);

@@ -61,7 +61,7 @@ const tellOthers = shareWithWindows('events', ({ name, data, listens }) => {
     take(name, data);
   } else if (listens) {
     close();
-  } else if (isStarted && !document.hidden) {
+  } else if (isStarted && !source && !document.hidden) {
     tries = 0;
     openLater();
   }
@@ -98,7 +98,11 @@ async function onBye(reason) {
 
 function open() {
   close();
-  if (!isStarted || document.hidden) {
+  if (!isStarted) {
+    return;
+  }
+  if (document.hidden) {
+    tellOthers({ listens: false });
     return;
   }
   source = new EventSource(addressOf('Events', 'listen', {}));

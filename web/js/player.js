@@ -1,7 +1,7 @@
 // Plays the queue: one audio element plays, another fetches the next song, for nearly no gap.
 
 import { call, mustAnswer, Refusal, sleep } from './api.js';
-import { choice, choices, choose, readStored, writeStored } from './choices.js';
+import { choice, choices, choose, readOfWindow, writeOfWindow } from './choices.js';
 import {
   back, bring, decks, follow, front, holdBack, load, onFront, placeNow, setGains, songIn, unload,
 } from './decks.js';
@@ -88,6 +88,7 @@ function open() {
     bring(song);
   } else {
     front.pause();
+    holdBack();
     unload();
     wanted = false;
   }
@@ -271,8 +272,8 @@ choices.addEventListener('muted', applyVolume);
 choices.addEventListener('gain', () => setGains(wanted));
 queue.addEventListener('current', open);
 // A reload goes on where the song was.
-const kept = /** @type {any} */ (readStored(KEY));
+const kept = /** @type {any} */ (readOfWindow(KEY));
 if (kept?.id !== undefined && kept.id === current()?.id) {
   resumeAt = Number(kept.time) || 0;
 }
-window.addEventListener('pagehide', () => writeStored(KEY, { id: current()?.id, time: time() }));
+window.addEventListener('pagehide', () => writeOfWindow(KEY, { id: current()?.id, time: time() }));

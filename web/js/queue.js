@@ -1,7 +1,7 @@
 // What plays, what comes next, and in which order. Kept in the browser over reloads.
 
 import { shuffled } from './arrays.js';
-import { choice, choose, readStored, writeStored } from './choices.js';
+import { choice, choose, readOfWindow, writeOfWindow } from './choices.js';
 
 /** @typedef {import('./types.js').Song} Song */
 /** @typedef {{key: number, song: Song}} Entry */
@@ -32,7 +32,7 @@ function keep() {
   const places = choice('shuffle')
     ? part.map((entry) => entries.indexOf(entry))
     : undefined;
-  writeStored(KEY, { songs, places, at: at - from });
+  writeOfWindow(KEY, { songs, places, at: at - from });
 }
 
 /** @param {'order' | 'current'} name */
@@ -169,7 +169,7 @@ export function toggleShuffle() {
 }
 
 function restore() {
-  const kept = /** @type {any} */ (readStored(KEY));
+  const kept = /** @type {any} */ (readOfWindow(KEY));
   if (!Array.isArray(kept?.songs) || kept.songs.some((/** @type {any} */ song) => !song?.id)) {
     return;
   }

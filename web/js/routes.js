@@ -19,7 +19,7 @@ const routes = {
 
 const RETRY_PAUSE = 2000;
 
-/** Tells `shown` (detail: the name of the place in the navigation). */
+/** Tells `left`, and `shown` (detail: the name of the place in the navigation). */
 export const routed = new EventTarget();
 
 /** @type {HTMLElement | null} */
@@ -94,7 +94,7 @@ async function show({ top, focus }) {
   if (focus) {
     /** @type {HTMLElement | null} */
     const heading = outlet.querySelector('[data-first-focus], h1');
-    heading?.focus({ preventScroll: true });
+    (heading ?? outlet).focus({ preventScroll: true }); // some headings come with their data
   }
 }
 
@@ -118,6 +118,7 @@ export function go(address, { replace = false, quiet = false } = {}) {
   }
   history[replace ? 'replaceState' : 'pushState']({ key }, '', address);
   if (!quiet) {
+    routed.dispatchEvent(new Event('left'));
     show({ top: 0, focus: true });
   }
 }
@@ -152,6 +153,7 @@ export function startRoutes(into) {
   window.addEventListener('popstate', (event) => {
     remember();
     key = event.state?.key ?? newKey();
+    routed.dispatchEvent(new Event('left'));
     show({ top: scrolled.get(key) ?? 0, focus: true });
   });
   document.addEventListener('click', onClick);

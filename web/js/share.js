@@ -1,7 +1,7 @@
 // The public page of a link, where scripts run: one player for all of its songs. Without scripts
 // each song has the browser's own, from which this takes what it plays.
 
-import { bring, follow, front, holdBack, onFront } from './decks.js';
+import { bring, follow, front, holdBack, load, onFront } from './decks.js';
 import { h, refill, setVars } from './dom.js';
 import { icon, iconButton, setIcon, setLabel } from './icons.js';
 import { clock, t } from './texts.js';
@@ -12,10 +12,13 @@ import { clock, t } from './texts.js';
  */
 
 const MP3 = '&format=mp3';
+const PAUSE = 3000; // milliseconds before a song is tried again
 const RESTART = 4; // seconds; after them "previous" begins the song anew
 /** @type {Entry[]} */
 const entries = [];
 let at = -1;
+let isWanted = false; // playing, as far as the person is concerned
+let timer = 0;
 
 const title = h('strong', { dir: 'auto' }, t('player.nothing'));
 const about = h('small', { dir: 'auto' });
@@ -32,6 +35,7 @@ const previous = iconButton('previous', t('player.previous'), () =>
 const next = iconButton('next', t('player.next'), () => start(at + 1));
 
 function sound() {
+  isWanted = true;
   front.play().catch(() => {}); // what failed is seen by onError
 }
 
@@ -39,8 +43,9 @@ function toggle() {
   if (at < 0) {
     start(0);
   } else if (front.paused) {
-    sound();
+    front.error ? start(at) : sound();
   } else {
+    isWanted = false;
     front.pause();
     holdBack();
   }
@@ -100,16 +105,39 @@ function onTime() {
   drawTime();
 }
 
-/** A browser that cannot play the file gets MP3; what is gone is passed over. */
+/**
+ * A browser that cannot play the file gets MP3; what is gone is passed over. If the server is away,
+ * which a picture tells, the song is tried again where it was.
+ */
 function onError() {
   const entry = entries[at];
-  if (!entry.address.includes(MP3)) {
-    entry.address += MP3;
-    start(at);
-  } else {
-    entry.row.classList.add('is-missing');
-    start(at + 1);
-  }
+  const from = front.currentTime;
+  const again = () => {
+    if (entry === entries[at] && front.error && isWanted) {
+      load(entry, from);
+      sound();
+    }
+  };
+  const later = () => {
+    clearTimeout(timer);
+    timer = setTimeout(again, PAUSE);
+  };
+  const fail = () => {
+    if (entry !== entries[at]) {
+      return;
+    }
+    if (front.error?.code === MediaError.MEDIA_ERR_NETWORK) {
+      later();
+    } else if (!entry.address.includes(MP3)) {
+      entry.address += MP3;
+      start(at);
+    } else {
+      entry.row.classList.add('is-missing');
+      start(at + 1);
+    }
+  };
+  h('img', { onload: fail, onerror: later,
+    src: `/icon.svg?${Date.now()}` });
 }
 
 /** @param {HTMLElement} row */

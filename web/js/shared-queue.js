@@ -1,7 +1,7 @@
 // The queue as the server keeps it, so that another device goes on with it.
 
 import { call, change, Refusal } from './api.js';
-import { readStored, writeStored } from './choices.js';
+import { readOfWindow, readStored, writeOfWindow, writeStored } from './choices.js';
 import { h } from './dom.js';
 import { button } from './icons.js';
 import { isOfLibrary, songsById } from './library.js';
@@ -21,7 +21,7 @@ const client = String(readStored(CLIENT) ?? `page ${Math.random().toString(36).s
 writeStored(CLIENT, client);
 
 /** @type {any} what this window knows; another one of this browser may know more */
-let kept = readStored(KEY);
+let kept = readOfWindow(KEY);
 let isRestoring = false;
 let isAsking = false;
 let timer = 0;
@@ -39,7 +39,7 @@ function known() {
 /** @param {{changed?: number, isNew?: boolean}} what */
 function note(what) {
   kept = { uid: person()?.user.uid, ...known(), ...what };
-  writeStored(KEY, kept);
+  writeOfWindow(KEY, kept);
 }
 
 /**

@@ -49,7 +49,8 @@ export const checks = {
     const count = await queueHere();
     await until('the queue to be kept', async () =>
       (await ask('Queue', 'get')).songs.length === count);
-    await browser.run(() => localStorage.removeItem('tonvale.queue'));
+    await browser.run(() => [localStorage, sessionStorage].forEach((one) =>
+      one.removeItem('tonvale.queue')));
     await openView('/queue', 'song-row');
     assert.equal(await queueHere(), count);
     const [first] = (await ask('Song', 'list', { limit: 1 })).songs;

@@ -36,7 +36,7 @@ function changePassword(onDone) {
       // The change also ended this session; another request may have brought the login by now.
       await logIn(person()?.user.name ?? '', data.new);
       connection.dispatchEvent(new Event('entered'));
-      onDone();
+      await onDone();
       toast(t('done.saved'));
     },
   });
@@ -44,13 +44,14 @@ function changePassword(onDone) {
 
 /** @param {() => unknown} onDone */
 function newKey(onDone) {
-  openForm({
+  const form = openForm({
     title: t('settings.keys'),
     send: t('do.create'),
     fields: [textField(t('settings.key.name'), 'for', { maxLength: 80 })],
     onSend: async (data) => {
       const { key } = await change('User', 'add_key', { for: data.for });
-      onDone();
+      await onDone();
+      form.close();
       openDialog(data.for, h('p', { class: 'soft' }, t('settings.key.made')),
         h('input', { class: 'select', readOnly: true, value: key, 'aria-label': data.for }),
         h('footer', {}, button(t('do.copy'), () => copyText(key), { look: 'is-main' })));
@@ -68,14 +69,14 @@ function endButton(end) {
  * @param {AbortSignal} signal
  */
 export function show(place, signal) {
+  const tools = [button(t('settings.password'), () => changePassword(draw)),
+    button(t('settings.key.new'), () => newKey(draw))];
   const draw = () => attempt(async () => {
     const [{ sessions }, { keys }] = await Promise.all([
       call('Auth', 'sessions', {}, { signal }), call('User', 'keys', {}, { signal }),
     ]);
     const end = (/** @type {string} */ id) => change('Auth', 'end', { id }).then(draw);
-    refill(place, h('div', { class: 'tools' },
-      button(t('settings.password'), () => changePassword(draw)),
-      button(t('settings.key.new'), () => newKey(draw)),
+    refill(place, h('div', { class: 'tools' }, tools,
       sessions.length > 1 &&
         button(t('settings.session.others'), () => attempt(() => end('others')))),
     h('h3', {}, t('settings.sessions')),

@@ -2,16 +2,26 @@
 
 import { h } from '../dom.js';
 import { button, iconButton } from '../icons.js';
+import { routed } from '../routes.js';
 import { t, wordsFor } from '../texts.js';
+import { toast } from './toast.js';
 
 /** @typedef {import('../dom.js').Child} Child */
 
 /**
- * Shows a dialog, which is gone when it closes.
+ * Shows a dialog, which is gone when it closes. It closes when another view is shown below it.
  * @param {HTMLDialogElement} dialog
+ * @param {{stays?: boolean}} how `stays`: over whichever view
  */
-export function showDialog(dialog) {
-  dialog.addEventListener('close', () => dialog.remove());
+export function showDialog(dialog, { stays = false } = {}) {
+  const gone = new AbortController();
+  if (!stays) {
+    routed.addEventListener('left', () => dialog.close(), { signal: gone.signal });
+  }
+  dialog.addEventListener('close', () => {
+    gone.abort();
+    dialog.remove();
+  });
   document.body.append(dialog);
   dialog.showModal();
 }
@@ -90,6 +100,9 @@ export function openForm({ title, send, look = 'is-main', fields, onSend }) {
           Object.fromEntries(new FormData(form))));
         dialog.close();
       } catch (error) {
+        if (!dialog.open) {
+          toast(wordsFor(error)); // it was closed while it was sending
+        }
         trouble.textContent = wordsFor(error);
         const wrong = form.elements.namedItem(/** @type {any} */ (error).parameter ?? '');
         /** @type {HTMLElement | null} */ (wrong)?.focus();

@@ -81,6 +81,6 @@ function openLogin(onDone) {
     }
   });
   open = dialog;
-  showDialog(dialog);
+  showDialog(dialog, { stays: true });
   (name.value ? password : name).focus();
 }

@@ -26,8 +26,9 @@ function closeMenu() {
 /**
  * @param {HTMLElement} menu
  * @param {KeyboardEvent} event
+ * @param {() => void} leave
  */
-function onKey(menu, event) {
+function onKey(menu, event, leave) {
   const items = /** @type {HTMLElement[]} */ ([...menu.querySelectorAll('button')]);
   const at = items.indexOf(/** @type {HTMLElement} */ (document.activeElement));
   /** @type {Record<string, number>} */
@@ -37,7 +38,7 @@ function onKey(menu, event) {
     items[(places[event.key] + items.length) % items.length].focus();
   } else if (event.key === 'Tab' || event.key === 'Escape') {
     event.preventDefault();
-    closeMenu();
+    leave();
   }
   event.stopPropagation();
 }
@@ -75,6 +76,10 @@ export function menuButton(name, choices, more) {
 export function openMenu(beside, label, choices) {
   closeMenu();
   const before = /** @type {HTMLElement | null} */ (document.activeElement);
+  const leave = () => {
+    closeMenu();
+    before?.focus({ preventScroll: true });
+  };
   const menu = h('div', { class: 'menu', role: 'menu', 'aria-label': label, popover: 'auto' },
     h('div', { class: 'menu-title', role: 'presentation', dir: 'auto' }, label));
   for (const given of choices) {
@@ -88,14 +93,13 @@ export function openMenu(beside, label, choices) {
         tabindex: '-1',
         dir: isName ? 'auto' : null,
         onclick: () => {
-          closeMenu();
-          before?.focus({ preventScroll: true });
+          leave();
           run?.();
         },
       }, icon(checked ? 'check' : given.icon ?? 'more'), h('span', {}, text)));
     }
   }
-  menu.addEventListener('keydown', (event) => onKey(menu, event));
+  menu.addEventListener('keydown', (event) => onKey(menu, event, leave));
   menu.addEventListener('toggle', (event) => {
     if (/** @type {any} */ (event).newState === 'closed') {
       menu.remove();

@@ -21,10 +21,7 @@ export function openNowPlaying() {
   const { art, names, rating, heart, draw: drawSong } = songParts();
   const after = h('p', { class: 'now-after soft', dir: 'auto' });
   const close = /** @returns {void} */ () => dialog.close();
-  const list = iconButton('queue', t('nav.queue'), () => {
-    close();
-    go('/queue');
-  });
+  const list = iconButton('queue', t('nav.queue'), () => go('/queue'));
   const lyrics = iconButton('lyrics', t('lyrics.title'), async () => {
     const { LyricsView } = await import('./lyrics.js');
     const isOn = dialog.classList.toggle('with-lyrics');
@@ -56,11 +53,6 @@ export function openNowPlaying() {
   for (const name of ['song', 'order']) {
     playing.addEventListener(name, draw, { signal: gone.signal });
   }
-  dialog.addEventListener('click', (event) => {
-    if (/** @type {Element} */ (event.target).closest('a')) {
-      close();
-    }
-  });
   dialog.addEventListener('close', () => {
     gone.abort();
     open = null;

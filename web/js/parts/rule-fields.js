@@ -116,6 +116,7 @@ export function ruleFields(group, onChange, remove, depth = 1) {
         group.parts.splice(group.parts.indexOf(part), 1);
         draw();
         onChange();
+        box.querySelector('select')?.focus();
       };
       const changed = (/** @type {boolean} */ isOther) => {
         if (isOther) {

@@ -16,6 +16,7 @@ export class Selection {
   /** @type {Map<number, Song>} by their places */
   #chosen = new Map();
   #last = 0;
+  #total = 0; // of the list, when it was chosen
   #bar = h('div', { class: 'selection', role: 'toolbar' });
 
   /**
@@ -85,6 +86,14 @@ export class Selection {
         this.clear();
       }
     }, { signal });
+    // Rows may have moved meanwhile: places of before would be of other songs.
+    list.addEventListener('fetched', () => {
+      const isOther = (/** @type {[number, Song]} */ [index, { id }]) =>
+        (list.at(index)?.id ?? id) !== id;
+      if (list.total !== this.#total || [...this.#chosen].some(isOther)) {
+        this.clear();
+      }
+    }, { signal });
     signal.addEventListener('abort', () => this.clear());
   }
 
@@ -131,6 +140,7 @@ export class Selection {
     if (!this.#chosen.delete(index) && song) {
       this.#chosen.set(index, song);
     }
+    this.#total = this.list.total;
     this.#last = index;
     this.#draw();
   }
@@ -159,7 +169,11 @@ export class Selection {
       element.classList.toggle('is-chosen', this.has(index));
     });
     if (this.size === 0) {
+      const hadFocus = this.#bar.contains(document.activeElement);
       this.#bar.remove();
+      if (hadFocus && this.list.isConnected) {
+        this.list.focusItem(this.#last);
+      }
       return;
     }
     const tool = (/** @type {import('../icons.js').IconName} */ picture,

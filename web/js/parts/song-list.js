@@ -1,13 +1,11 @@
 // A long list of songs, as the views show it.
 
-import { addToPlaylist, titleOf } from '../actions.js';
+import { addToPlaylist, playFetched, titleOf } from '../actions.js';
 import { LongList } from '../list.js';
-import { player } from '../playing.js';
 import { t } from '../texts.js';
 import { enableDrag } from './drag.js';
 import { Selection } from './selection.js';
 import { SongRow } from './song-row.js';
-import { attempt } from './toast.js';
 
 /** @typedef {import('../types.js').Song} Song */
 /** @template T @typedef {import('../types.js').Source<T>} Source */
@@ -38,11 +36,9 @@ const MOST = 1000;
  * @param {number} total
  */
 function playFrom(source, index, total) {
-  return attempt(async () => {
-    const from = total > MOST ? index : 0;
-    const { items } = await source.fetch(from, MOST);
-    player().playSongs(items, { first: index - from });
-  });
+  const from = total > MOST ? index : 0;
+  return playFetched(async () => (await source.fetch(from, MOST)).items,
+    () => ({ first: index - from }));
 }
 
 /**

@@ -1,6 +1,6 @@
 // An album: its cover, its songs by discs, and more of its artist.
 
-import { choiceOfPin, choiceOfZip } from '../actions.js';
+import { choiceOfPin, choiceOfZip, playFetched } from '../actions.js';
 import { coverAddress } from '../covers.js';
 import { h, refill } from '../dom.js';
 import { albums, albumSongs, changed, library } from '../library.js';
@@ -9,9 +9,8 @@ import { banner } from '../parts/banner.js';
 import { cover } from '../parts/cover-art.js';
 import { page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
-import { player } from '../playing.js';
 import { sourceOfItems } from '../pages.js';
-import { groupPath, showAgain } from '../routes.js';
+import { groupPath } from '../routes.js';
 import { length, t } from '../texts.js';
 
 /** @typedef {import('../types.js').Song} Song */
@@ -57,8 +56,13 @@ export function view({ query }) {
   return page('album', albumName(album), (view) => {
     const get = (/** @type {AbortSignal} */ signal) => albumSongs(name, albumArtist, signal);
     view.append(h('div', { class: 'banner is-pending' }));
-    view.listen(changed, 'library', showAgain);
-    view.fetch(get, (songs) => {
+    let shown = '';
+    const draw = () => view.fetch(get, (songs) => {
+      const now = JSON.stringify(songs);
+      if (now === shown) {
+        return;
+      }
+      shown = now;
       if (songs.length === 0) {
         refill(view, emptyNote('albums', t('error.404')));
         return;
@@ -78,6 +82,8 @@ export function view({ query }) {
       }), ...discLists(songs), more);
       showMore(more, view);
     });
+    view.listen(changed, 'library', draw);
+    draw();
   });
 
   /** @param {Song[]} songs */
@@ -91,7 +97,7 @@ export function view({ query }) {
         label: albumName(album),
         isShort: songs.every(({ artist }) => artist === songs[0].artist),
         number: (song) => (song.track > 0 ? String(song.track) : '–'),
-        play: (index) => player().playSongs(songs, { first: first + index }),
+        play: (index) => playFetched(async () => songs, () => ({ first: first + index })),
       });
       return discs.size > 1 && disc > 0
         ? [h('h2', { class: 'disc' }, t('album.disc', { disc })), list] : [list];

@@ -133,7 +133,13 @@ function shareLinks(view) {
 
 export function view() {
   return page('settings', t('nav.settings'), (view) => {
+    let shown = '';
     const draw = () => {
+      const now = JSON.stringify(person());
+      if (now === shown) {
+        return; // the same one has logged in again
+      }
+      shown = now;
       refill(view, pageHead(t('nav.settings')).head, look(), playing(), library(), account(view),
         may('sharing') && shareLinks(view), later(view, import('../parts/people.js')),
         later(view, import('../parts/indexing.js')), later(view, import('../parts/server.js')),
