@@ -100,8 +100,8 @@ Json::Value ListedAlbums(const Request &asked) {
     if (type == std::end(kTypes)) {
         throw Fault{kGeneric, "there is no type of list '" + name + "'"};
     }
-    const auto size = static_cast<std::size_t>(asked.Count("size", kUsual, kMost));
-    const auto offset = static_cast<std::size_t>(asked.Offset("offset"));
+    const int size = asked.Count("size", kUsual, kMost);
+    const int offset = asked.Offset("offset");
     const AlbumList all(LibraryOf(asked));
     return AlbumsOf(asked, all.At(type->list(asked, all), offset, size), Form);
 }

@@ -1,8 +1,6 @@
 // Searches: search2, search3.
 #include "service/search/search.h"
 
-#include <algorithm>
-
 #include "endpoint.h"
 #include "objects.h"
 
@@ -52,18 +50,10 @@ std::vector<Facts> Found(const char *kind, const ListRequest &page, const std::s
     return all.At(PlacesBy(places, all));
 }
 
-template <typename Facts>
-std::vector<Facts> PageOf(const GroupList<Facts> &all,
-                          const typename GroupList<Facts>::Places &places,
-                          const ListRequest &page) {
-    return all.At(places, static_cast<std::size_t>(page.offset),
-                  static_cast<std::size_t>(page.limit));
-}
-
 std::vector<ArtistFacts> Artists(const std::string &query, const ListRequest &page) {
     if (query.empty()) {
         const ArtistList all(page);
-        return PageOf(all, Listed(all), page);
+        return all.At(Listed(all), page.offset, page.limit);
     }
     return Found<ArtistFacts>("artists", page, query, [](const Json::Value &name) {
         return ArtistHash(name["name"].asString());
@@ -73,7 +63,7 @@ std::vector<ArtistFacts> Artists(const std::string &query, const ListRequest &pa
 std::vector<AlbumFacts> Albums(const std::string &query, const ListRequest &page) {
     if (query.empty()) {
         const AlbumList all(page);
-        return PageOf(all, all.All(), page);
+        return all.At(all.All(), page.offset, page.limit);
     }
     return Found<AlbumFacts>("albums", page, query, [](const Json::Value &name) {
         return AlbumHash(name["name"].asString(), name["album_artist"].asString());

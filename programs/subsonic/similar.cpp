@@ -57,7 +57,7 @@ std::vector<ArtistFacts> SimilarArtists(const Request &asked, const Seed &seed, 
     }
     shared.erase(ArtistHash(seed.artist));
     const ArtistList artists(request);
-    return artists.At(PlacesBy(shared, artists), 0, static_cast<std::size_t>(most));
+    return artists.At(PlacesBy(shared, artists), 0, most);
 }
 
 Json::Value ArtistInfo(const Request &asked) {

@@ -217,11 +217,11 @@ typename GroupList<Facts>::Places GroupList<Facts>::Sorted(
 }
 
 template <typename Facts>
-std::vector<Facts> GroupList<Facts>::At(const Places &places, std::size_t first,
-                                        std::size_t most) const {
+std::vector<Facts> GroupList<Facts>::At(const Places &places, int first, int most) const {
     std::vector<Facts> groups;
-    for (std::size_t i = first; i < places.size() && groups.size() < most; ++i) {
-        groups.push_back((*this)[places[i]]);
+    const auto end = std::min<std::int64_t>(std::int64_t{first} + most, std::ssize(places));
+    for (std::int64_t i = first; i < end; ++i) {
+        groups.push_back((*this)[places[static_cast<std::size_t>(i)]]);
     }
     return groups;
 }

@@ -2,6 +2,7 @@
 // change of the library (kept_list.h), so that a page in any order is cut from memory.
 #pragma once
 
+#include <climits>
 #include <functional>
 #include <map>
 #include <optional>
@@ -70,8 +71,7 @@ class GroupList {
     // Those that have a number, by it; equal ones stay in their order.
     Places Sorted(const std::function<std::optional<long long>(std::size_t place)> &numberOf) const;
     // The groups at some of these places, from the first one on.
-    std::vector<Facts> At(const Places &places, std::size_t first = 0,
-                          std::size_t most = SIZE_MAX) const;
+    std::vector<Facts> At(const Places &places, int first = 0, int most = INT_MAX) const;
 
     // When it was computed, seconds since 1970.
     long long Computed() const { return kept_ ? kept_->Computed() : computed_.computed; }
