@@ -255,26 +255,21 @@ std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::st
 
 std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid, const std::vector<AlbumFacts> *albums) {
     const int user = static_cast<int>(uid);
-    std::string statement = varn::Made(
-        varn::Sql("SELECT album, album_artist, coalesce(round(avg(star)), 0)::integer AS stars, "
-                  "coalesce(sum(plays), 0) AS plays, "
-                  "coalesce(extract(epoch FROM max(last)), 0)::bigint AS last FROM ("
-                  "SELECT track, star, NULL AS plays, NULL::timestamptz AS last FROM rating_track "
-                  "WHERE star > 0 AND userid = @VARN:INT UNION ALL "
-                  "SELECT track, NULL, plays, last FROM song_play WHERE userid = @VARN:INT) m "
-                  "JOIN album_track USING (track)",
-                  user, user));
-    if (albums != nullptr) {
-        const char *before = " WHERE (album, album_artist) IN (VALUES ";
-        for (const AlbumFacts &album : *albums) {
-            statement += before + varn::Made(varn::Sql("('@VARN:VAR', '@VARN:VAR')", album.name,
-                                                       album.albumArtist));
-            before = ", ";
-        }
-        statement += albums->empty() ? " WHERE false" : ")";
-    }
+    // For several albums the planner does best with all marks.
+    const bool isOne = albums != nullptr && albums->size() == 1;
+    const std::string condition =
+        isOne ? IsOfAlbum(albums->front().name, albums->front().albumArtist) : "true";
     std::map<AlbumName, SongMarks> marks;
-    for (const varn::Row row : AskTables(statement + " GROUP BY album, album_artist")) {
+    for (const varn::Row row : AskTables(varn::Sql(
+             "SELECT album, album_artist, coalesce(round(avg(star)), 0)::integer AS stars, "
+             "coalesce(sum(plays), 0) AS plays, "
+             "coalesce(extract(epoch FROM max(last)), 0)::bigint AS last FROM ("
+             "SELECT track, star, NULL AS plays, NULL::timestamptz AS last FROM rating_track s "
+             "WHERE star > 0 AND userid = @VARN:INT AND @VARN:NEVAR UNION ALL "
+             "SELECT track, NULL, plays, last FROM song_play s "
+             "WHERE userid = @VARN:INT AND @VARN:NEVAR) m "
+             "JOIN album_track USING (track) GROUP BY album, album_artist",
+             user, condition, user, condition))) {
         marks[{row.Text("album"), row.Text("album_artist")}] = {
             .stars = static_cast<int>(row.Number("stars")),
             .plays = static_cast<int>(row.Number("plays")),
