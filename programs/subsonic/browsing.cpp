@@ -71,12 +71,10 @@ class Index {
 };
 
 void Artists(const Request &asked, AnswerWriter &answer) {
-    const std::vector<ArtistFacts> all = AllArtists(LibraryOf(asked));
-    Index<const ArtistFacts *> index;
-    for (const ArtistFacts &artist : all) {
-        if (artist.isListed) {
-            index.Add(LetterOf(artist.sortName), &artist);
-        }
+    const ArtistList all(LibraryOf(asked));
+    Index<std::size_t> index;
+    for (const std::size_t place : Listed(all)) {
+        index.Add(LetterOf(all.Text(place, ArtistFacts::kSortName)), place);
     }
     const ArtistWriter writer(asked);
     answer.BeginObject("artists");
@@ -86,8 +84,8 @@ void Artists(const Request &asked, AnswerWriter &answer) {
         answer.BeginObject("index");
         answer.Scalar("name", group.letter);
         answer.BeginList("artist");
-        for (const ArtistFacts *artist : group.entries) {
-            writer.Write(*artist, answer);
+        for (const std::size_t place : group.entries) {
+            writer.Write(all[place], answer);
         }
         answer.EndList();
         answer.EndObject();
@@ -108,7 +106,7 @@ Json::Value Indexes(const Request &asked) {
     const ListRequest request = LibraryOf(asked);
     const long long since = asked.Number("ifModifiedSince", -1, 0, LLONG_MAX);
     Json::Value indexes(Json::objectValue);
-    const long long read = LibraryRead(request) * 1000;
+    const long long read = ArtistList(request).Computed() * 1000;
     indexes["lastModified"] = Json::Int64{read};
     indexes["ignoredArticles"] = kArticles;
     indexes["index"] = Json::Value(Json::arrayValue);
@@ -184,7 +182,8 @@ Json::Value Directory(const Request &asked) {
 
 Json::Value Genres(const Request &asked) {
     Json::Value list(Json::arrayValue);
-    for (const GenreFacts &genre : AllGenres(LibraryOf(asked))) {
+    const GenreList all(LibraryOf(asked));
+    for (const GenreFacts &genre : all.At(all.All())) {
         Json::Value object(Json::objectValue);
         object["value"] = genre.name;
         object["songCount"] = genre.songs;

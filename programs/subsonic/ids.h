@@ -2,8 +2,12 @@
 // those of the web API.
 #pragma once
 
+#include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
+
+#include "service/lists/group_facts.h"
 
 namespace tonvale_subsonic {
 
@@ -13,6 +17,13 @@ inline constexpr std::string_view kAlbumPrefix = "al-";
 inline constexpr std::string_view kArtistPrefix = "ar-";
 std::string AlbumId(std::string_view album, std::string_view albumArtist);
 std::string ArtistId(std::string_view name);
+
+// The hash alone, to look for many names; and that of an identifier, which other texts have not.
+std::uint64_t AlbumHash(std::string_view album, std::string_view albumArtist);
+std::uint64_t ArtistHash(std::string_view name);
+std::uint64_t HashAt(const tonvale_service::AlbumList &albums, std::size_t place);
+std::uint64_t HashAt(const tonvale_service::ArtistList &artists, std::size_t place);
+std::optional<std::uint64_t> HashIn(std::string_view prefix, std::string_view id);
 
 // The folders of music that a user may choose between: the shared one and the user's own.
 inline constexpr int kSharedFolder = 0;

@@ -20,95 +20,90 @@ constexpr int kMost = 500;
 constexpr int kLastYear = 9999;
 constexpr int kStillPlaying = 600;  // seconds
 
-using Albums = std::vector<AlbumFacts>;
+using Places = AlbumList::Places;
+
+template <AlbumFacts::Column Column, int Direction = 1>
+Places By(const Request &, const AlbumList &all) {
+    return all.Sorted([&](std::size_t place) { return Direction * all.Number(place, Column); });
+}
 
 // The albums with a mark of the user's, those with the highest first.
 template <auto Member>
-Albums ByMark(const Request &asked) {
-    const auto marks = AlbumMarks(asked.Uid());
-    const auto markOf = [&](const std::string &name, const std::string &albumArtist) {
-        const auto mark = marks.find({name, albumArtist});
-        return mark != marks.end() ? (mark->second).*Member : 0;
-    };
-    Albums albums = SomeAlbums(LibraryOf(asked), [&](const char *name, const char *albumArtist) {
-        return markOf(name, albumArtist) > 0;
-    });
-    std::stable_sort(albums.begin(), albums.end(), [&](const AlbumFacts &a, const AlbumFacts &b) {
-        return markOf(a.name, a.albumArtist) > markOf(b.name, b.albumArtist);
-    });
-    return albums;
+Places ByMark(const Request &asked, const AlbumList &all) {
+    Numbers marks;
+    for (const auto &[album, mark] : AlbumMarks(asked.Uid())) {
+        if (mark.*Member > 0) {
+            marks[AlbumHash(album.name, album.artist)] = -(mark.*Member);
+        }
+    }
+    return PlacesBy(marks, all);
 }
 
-template <auto Member, bool IsDescending = false>
-Albums By(const Request &asked) {
-    Albums albums = AllAlbums(LibraryOf(asked));
-    std::stable_sort(albums.begin(), albums.end(), [](const AlbumFacts &a, const AlbumFacts &b) {
-        return IsDescending ? a.*Member > b.*Member : a.*Member < b.*Member;
-    });
-    return albums;
+Places ByFavourite(const Request &asked, const AlbumList &all) {
+    Numbers marks;
+    for (const auto &[album, since] : FavouriteAlbums(asked.Uid())) {
+        marks[AlbumHash(album.name, album.artist)] = -since;
+    }
+    return PlacesBy(marks, all);
 }
 
-Albums ByName(const Request &asked) {
-    return AllAlbums(LibraryOf(asked));
+Places ByName(const Request &, const AlbumList &all) {
+    return all.All();
 }
 
-Albums Shuffled(const Request &asked) {
-    Albums albums = AllAlbums(LibraryOf(asked));
-    std::shuffle(albums.begin(), albums.end(), std::mt19937_64(std::random_device()()));
-    return albums;
+Places Shuffled(const Request &, const AlbumList &all) {
+    Places places = all.All();
+    std::shuffle(places.begin(), places.end(), std::mt19937_64(std::random_device()()));
+    return places;
 }
 
 // From a year to another one, which may be the earlier.
-Albums ByYear(const Request &asked) {
+Places ByYear(const Request &asked, const AlbumList &all) {
     const auto from = asked.RequiredNumber("fromYear", 0, kLastYear);
     const auto to = asked.RequiredNumber("toYear", 0, kLastYear);
-    Albums albums = from > to ? By<&AlbumFacts::year, true>(asked) : By<&AlbumFacts::year>(asked);
-    std::erase_if(albums, [&](const AlbumFacts &album) {
-        return album.year == 0 || album.year < std::min(from, to) ||
-               album.year > std::max(from, to);
+    const auto [first, last] = std::minmax(from, to);
+    return all.Sorted([&](std::size_t place) -> std::optional<long long> {
+        const long long year = all.Number(place, AlbumFacts::kYear);
+        return year == 0 || year < first || year > last ? std::nullopt
+                                                        : std::optional(from > to ? -year : year);
     });
-    return albums;
 }
 
-Albums ByGenre(const Request &asked) {
+Places ByGenre(const Request &asked, const AlbumList &all) {
     const std::string genre = asked.Required("genre");
-    Albums albums = AllAlbums(LibraryOf(asked));
-    std::erase_if(albums, [&](const AlbumFacts &album) {
-        return std::find(album.genres.begin(), album.genres.end(), genre) == album.genres.end();
+    return all.Where([&](std::size_t place) {
+        const auto genres = GenresIn(all.Text(place, AlbumFacts::kGenres));
+        return std::find(genres.begin(), genres.end(), genre) != genres.end();
     });
-    return albums;
 }
 
 struct ListType {
     std::string_view name;
-    Albums (*list)(const Request &asked);
+    Places (*list)(const Request &asked, const AlbumList &all);
 };
-constexpr ListType kTypes[] = {{"alphabeticalByArtist", By<&AlbumFacts::placeByArtist>},
+constexpr ListType kTypes[] = {{"alphabeticalByArtist", By<AlbumFacts::kByArtist>},
                                {"alphabeticalByName", ByName},
                                {"byGenre", ByGenre},
                                {"byYear", ByYear},
                                {"frequent", ByMark<&SongMarks::plays>},
                                {"highest", ByMark<&SongMarks::stars>},
-                               {"newest", By<&AlbumFacts::added, true>},
+                               {"newest", By<AlbumFacts::kAdded, -1>},
                                {"random", Shuffled},
                                {"recent", ByMark<&SongMarks::lastPlayed>},
-                               {"starred", ByMark<&SongMarks::favouriteSince>}};
+                               {"starred", ByFavourite}};
 
 template <AlbumForm Form>
-Json::Value AlbumList(const Request &asked) {
+Json::Value ListedAlbums(const Request &asked) {
     const std::string name = asked.Required("type");
     const auto type = std::find_if(std::begin(kTypes), std::end(kTypes),
                                    [&](const ListType &known) { return known.name == name; });
     if (type == std::end(kTypes)) {
         throw Fault{kGeneric, "there is no type of list '" + name + "'"};
     }
-    const auto size = static_cast<std::size_t>(asked.Count("size", kUsual, kMost));
-    const auto offset = static_cast<std::size_t>(asked.Offset("offset"));
-    Albums albums = type->list(asked);
-    albums.erase(albums.begin(),
-                 albums.begin() + static_cast<std::ptrdiff_t>(std::min(offset, albums.size())));
-    albums.resize(std::min(size, albums.size()));
-    return AlbumsOf(asked, albums, Form);
+    const int size = asked.Count("size", kUsual, kMost);
+    const int offset = asked.Offset("offset");
+    const AlbumList all(LibraryOf(asked));
+    return AlbumsOf(asked, all.At(type->list(asked, all), offset, size), Form);
 }
 
 Json::Value RandomSongs(const Request &asked) {
@@ -152,26 +147,29 @@ Json::Value NowPlaying(const Request &asked) {
 template <AlbumForm Form>
 Json::Value Starred(const Request &asked) {
     const ListRequest request = LibraryOf(asked);
-    const Albums albums = ByMark<&SongMarks::favouriteSince>(asked);
+    const AlbumList albums(request);
+    const ArtistList artists(request);
     const auto favourites = FavouriteArtists(asked.Uid());
-    const std::vector<ArtistFacts> artists = SomeArtists(
-        request, [&](const char *name) { return favourites.contains(FoldedName(name)); });
+    const auto isFavourite = [&](std::size_t place) {
+        return favourites.contains(
+            FoldedName(std::string(artists.Text(place, ArtistFacts::kName))));
+    };
     std::vector<int> songs;
     for (const SongId &song : FavouriteSongs(asked.Uid())) {
         songs.push_back(song.row);
     }
     Json::Value starred(Json::objectValue);
-    starred["artist"] = ArtistsOf(asked, artists);
-    starred["album"] = AlbumsOf(asked, albums, Form);
+    starred["artist"] = ArtistsOf(asked, artists.At(artists.Where(isFavourite)));
+    starred["album"] = AlbumsOf(asked, albums.At(ByFavourite(asked, albums)), Form);
     starred["song"] = ChildrenOf(SongsOfRows(request, songs));
     return starred;
 }
 
 constexpr Endpoint kEndpoints[] = {
     {.name = "getAlbumList",
-     .answer = Named<"albumList", Named<"album", AlbumList<AlbumForm::kChild>>>},
+     .answer = Named<"albumList", Named<"album", ListedAlbums<AlbumForm::kChild>>>},
     {.name = "getAlbumList2",
-     .answer = Named<"albumList2", Named<"album", AlbumList<AlbumForm::kAlbum>>>},
+     .answer = Named<"albumList2", Named<"album", ListedAlbums<AlbumForm::kAlbum>>>},
     {.name = "getNowPlaying", .answer = Named<"nowPlaying", Named<"entry", NowPlaying>>},
     {.name = "getRandomSongs", .answer = Named<"randomSongs", Named<"song", RandomSongs>>},
     {.name = "getSongsByGenre", .answer = Named<"songsByGenre", Named<"song", SongsByGenre>>},

@@ -175,6 +175,19 @@ ListRequest WholeLibrary(const Request &asked) {
     return request;
 }
 
+template <typename Facts>
+Facts Find(const Request &asked, std::string_view prefix, const std::string &id, const char *kind) {
+    if (const auto hash = HashIn(prefix, id)) {
+        const GroupList<Facts> all(WholeLibrary(asked));
+        for (std::size_t place = 0; place < all.Count(); ++place) {
+            if (HashAt(all, place) == *hash) {
+                return all[place];
+            }
+        }
+    }
+    throw NoSuch(kind, id);
+}
+
 }  // namespace
 
 ListRequest LibraryOf(const Request &asked) {
@@ -250,7 +263,7 @@ SongFacts FindSong(const Request &asked, const std::string &id) {
 }
 
 Json::Value AlbumsOf(const Request &asked, const std::vector<AlbumFacts> &albums, AlbumForm form) {
-    const auto marks = AlbumMarks(asked.Uid());
+    const auto marks = AlbumMarks(asked.Uid(), &albums);
     Json::Value list(Json::arrayValue);
     for (const AlbumFacts &album : albums) {
         Json::Value object = form == AlbumForm::kAlbum ? AlbumOf(album) : AlbumChildOf(album);
@@ -312,16 +325,11 @@ Json::Value ArtistsOf(const Request &asked, const std::vector<ArtistFacts> &arti
 }
 
 AlbumFacts FindAlbum(const Request &asked, const std::string &id) {
-    auto found = SomeAlbums(WholeLibrary(asked), [&](const char *name, const char *albumArtist) {
-        return AlbumId(name, albumArtist) == id;
-    });
-    return !found.empty() ? std::move(found.front()) : throw NoSuch("album", id);
+    return Find<AlbumFacts>(asked, kAlbumPrefix, id, "album");
 }
 
 ArtistFacts FindArtist(const Request &asked, const std::string &id) {
-    auto found =
-        SomeArtists(WholeLibrary(asked), [&](const char *name) { return ArtistId(name) == id; });
-    return !found.empty() ? std::move(found.front()) : throw NoSuch("artist", id);
+    return Find<ArtistFacts>(asked, kArtistPrefix, id, "artist");
 }
 
 void CheckFewGroups(const std::vector<std::string> &ids) {

@@ -5,6 +5,7 @@
 
 #include <map>
 #include <string>
+#include <unordered_map>
 #include <vector>
 
 #include "answer.h"
@@ -58,6 +59,17 @@ class ArtistWriter {
 
     std::map<std::string, tonvale_service::FavouriteArtist> favourites_;
 };
+
+// Numbers by the hashes of albums or artists; and where those that have one stand, by it.
+using Numbers = std::unordered_map<std::uint64_t, long long>;
+template <typename Facts>
+typename tonvale_service::GroupList<Facts>::Places PlacesBy(
+    const Numbers &numbers, const tonvale_service::GroupList<Facts> &all) {
+    return all.Sorted([&](std::size_t place) {
+        const auto number = numbers.find(HashAt(all, place));
+        return number != numbers.end() ? std::optional(number->second) : std::nullopt;
+    });
+}
 
 // The album and the artist with an identifier. They throw a Fault when there is none for the user.
 tonvale_service::AlbumFacts FindAlbum(const Request &asked, const std::string &id);

@@ -1,9 +1,6 @@
 // Searches: search2, search3.
 #include "service/search/search.h"
 
-#include <algorithm>
-#include <unordered_map>
-
 #include "endpoint.h"
 #include "objects.h"
 
@@ -38,61 +35,39 @@ ListRequest PageOf(const Request &asked, const std::string &kind) {
     return request;
 }
 
-template <typename Facts>
-std::vector<Facts> Cut(std::vector<Facts> all, const ListRequest &page) {
-    const auto first = std::min<std::size_t>(static_cast<std::size_t>(page.offset), all.size());
-    const auto last =
-        std::min<std::size_t>(first + static_cast<std::size_t>(page.limit), all.size());
-    return {std::make_move_iterator(all.begin() + static_cast<std::ptrdiff_t>(first)),
-            std::make_move_iterator(all.begin() + static_cast<std::ptrdiff_t>(last))};
-}
-
-// The names that a search has found, as identifiers with their places.
-template <typename IdOf>
-std::unordered_map<std::string, std::size_t> PlacesOf(Page &found, const IdOf &idOf) {
-    std::unordered_map<std::string, std::size_t> places;
-    for (Json::Value part = found.Next(); !part.empty(); part = found.Next()) {
+// The groups with the names that a search has found, in its order.
+template <typename Facts, typename HashOf>
+std::vector<Facts> Found(const char *kind, const ListRequest &page, const std::string &query,
+                         const HashOf &hashOf) {
+    Numbers places;
+    const auto found = SearchGroups(kind, page, query);
+    for (Json::Value part = found->Next(); !part.empty(); part = found->Next()) {
         for (const Json::Value &name : part) {
-            places.emplace(idOf(name), places.size());
+            places.emplace(hashOf(name), places.size());
         }
     }
-    return places;
-}
-
-template <typename Facts, typename PlaceOf>
-std::vector<Facts> Ordered(std::vector<Facts> found, const PlaceOf &placeOf) {
-    std::sort(found.begin(), found.end(),
-              [&](const Facts &a, const Facts &b) { return placeOf(a) < placeOf(b); });
-    return found;
+    const GroupList<Facts> all(page);
+    return all.At(PlacesBy(places, all));
 }
 
 std::vector<ArtistFacts> Artists(const std::string &query, const ListRequest &page) {
     if (query.empty()) {
-        std::vector<ArtistFacts> all = AllArtists(page);
-        std::erase_if(all, [](const ArtistFacts &artist) { return !artist.isListed; });
-        return Cut(std::move(all), page);
+        const ArtistList all(page);
+        return all.At(Listed(all), page.offset, page.limit);
     }
-    const auto places =
-        PlacesOf(*SearchGroups("artists", page, query),
-                 [](const Json::Value &name) { return ArtistId(name["name"].asString()); });
-    return Ordered(
-        SomeArtists(page, [&](const char *name) { return places.contains(ArtistId(name)); }),
-        [&](const ArtistFacts &artist) { return places.at(ArtistId(artist.name)); });
+    return Found<ArtistFacts>("artists", page, query, [](const Json::Value &name) {
+        return ArtistHash(name["name"].asString());
+    });
 }
 
 std::vector<AlbumFacts> Albums(const std::string &query, const ListRequest &page) {
     if (query.empty()) {
-        return Cut(AllAlbums(page), page);
+        const AlbumList all(page);
+        return all.At(all.All(), page.offset, page.limit);
     }
-    const auto places = PlacesOf(*SearchGroups("albums", page, query), [](const Json::Value &name) {
-        return AlbumId(name["name"].asString(), name["album_artist"].asString());
+    return Found<AlbumFacts>("albums", page, query, [](const Json::Value &name) {
+        return AlbumHash(name["name"].asString(), name["album_artist"].asString());
     });
-    return Ordered(
-        SomeAlbums(page,
-                   [&](const char *name, const char *albumArtist) {
-                       return places.contains(AlbumId(name, albumArtist));
-                   }),
-        [&](const AlbumFacts &album) { return places.at(AlbumId(album.name, album.albumArtist)); });
 }
 
 template <AlbumForm Form>

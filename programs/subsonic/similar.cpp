@@ -1,7 +1,6 @@
 // What belongs to a song, an album or an artist: getArtistInfo, getAlbumInfo, getTopSongs,
 // getSimilarSongs, in both of their forms. All of it comes from the library.
 #include <algorithm>
-#include <map>
 #include <set>
 
 #include "endpoint.h"
@@ -45,30 +44,20 @@ Seed SeedOf(const Request &asked, const std::string &id) {
 // Artists with albums of the same genres, those with the most first.
 std::vector<ArtistFacts> SimilarArtists(const Request &asked, const Seed &seed, int most) {
     const ListRequest request = LibraryOf(asked);
-    std::map<std::string, int> shared;
-    for (const AlbumFacts &album : AllAlbums(request)) {
-        for (const std::string &genre : album.genres) {
-            shared[ArtistId(album.albumArtist.empty() ? album.artist : album.albumArtist)] +=
-                seed.genres.contains(genre) ? 1 : 0;
+    const AlbumList albums(request);
+    Numbers shared;  // how many, below 0
+    for (const std::size_t place : albums.All()) {
+        for (const std::string &genre : GenresIn(albums.Text(place, AlbumFacts::kGenres))) {
+            if (seed.genres.contains(genre)) {
+                const std::string_view artist = albums.Text(place, AlbumFacts::kAlbumArtist);
+                --shared[ArtistHash(!artist.empty() ? artist
+                                                    : albums.Text(place, AlbumFacts::kArtist))];
+            }
         }
     }
-    shared.erase(ArtistId(seed.artist));
-    std::vector<std::pair<int, ArtistFacts>> found;
-    for (ArtistFacts &artist : AllArtists(request)) {
-        const auto number = shared.find(ArtistId(artist.name));
-        if (number != shared.end() && number->second > 0) {
-            found.emplace_back(number->second, std::move(artist));
-        }
-    }
-    std::stable_sort(found.begin(), found.end(),
-                     [](const auto &a, const auto &b) { return a.first > b.first; });
-    std::vector<ArtistFacts> similar;
-    for (auto &[number, artist] : found) {
-        if (static_cast<int>(similar.size()) < most) {
-            similar.push_back(std::move(artist));
-        }
-    }
-    return similar;
+    shared.erase(ArtistHash(seed.artist));
+    const ArtistList artists(request);
+    return artists.At(PlacesBy(shared, artists), 0, most);
 }
 
 Json::Value ArtistInfo(const Request &asked) {

@@ -1,10 +1,8 @@
 #include "service/lists/group_facts.h"
 
-#include <cstring>
+#include <algorithm>
 #include <set>
-#include <utility>
 
-#include "service/lists/kept_list.h"
 #include "service/search/search_tables.h"
 #include "varn/number.h"
 #include "varn/sql.h"
@@ -18,30 +16,6 @@ constexpr char kFrom[] =
 
 // The lowest row of a group as a number, with its kind.
 constexpr char kCover[] = "min(2 * t.id::bigint + t.is_virtual::integer) AS cover";
-
-// What is kept of a group: these columns of its row, in this order.
-struct Kept {
-    const char *list;  // with a number that is raised when the columns change
-    std::vector<const char *> columns;
-};
-
-const Kept &AlbumColumns() {
-    static const Kept kept = {"album_facts/1",
-                              {"album", "album_artist", "artist", "sort_name", "genres", "year",
-                               "songs", "seconds", "added", "cover", "by_artist"}};
-    return kept;
-}
-
-const Kept &ArtistColumns() {
-    static const Kept kept = {"artist_facts/1",
-                              {"name", "sort_name", "is_listed", "albums", "cover"}};
-    return kept;
-}
-
-const Kept &GenreColumns() {
-    static const Kept kept = {"genre_facts/1", {"name", "songs", "albums"}};
-    return kept;
-}
 
 std::string AlbumStatement(const ListRequest &request) {
     const std::string bySort = Expression({"", "min(g.album_sort)", true});
@@ -84,135 +58,218 @@ std::string GenreStatement(const ListRequest &request) {
            Expression({"", "min(n.genre_sort)", true}) + ", n.genre";
 }
 
-// The records of all groups, each field ended by a null byte.
-ListPart Records(const ListRequest &request, const Kept &kept,
-                 std::string (*statement)(const ListRequest &)) {
-    const ListKey key(kept.list, request, "", "", false);
-    const Version now = ReadVersion(request.uid);
-    auto part = KeptPart(key, 0, 0);
-    if (!part || part->version.songs != now.songs) {
-        part = ComputePart(key, 0, 0, [&] {
-            std::vector<std::string> records;
-            AskTables([&](varn::Database &database) {
-                for (const varn::Row row : database.Query(statement(request))) {
-                    std::string &record = records.emplace_back();
-                    for (const char *column : kept.columns) {
-                        record += row.Text(column);
-                        record += '\0';
-                    }
-                }
-            });
-            return records;
-        });
-    }
-    return *std::move(part);
-}
-
-// The fields of a record, one after the other.
+// The fields of a record, each ended by a null byte, one after the other.
 class Fields {
   public:
-    explicit Fields(const std::string &record) : next_(record.c_str()) {}
+    explicit Fields(std::string_view record) : rest_(record) {}
 
-    const char *Text() { return std::exchange(next_, next_ + std::strlen(next_) + 1); }
+    std::string_view Text() {
+        const std::string_view field = rest_.substr(0, rest_.find('\0'));
+        rest_.remove_prefix(std::min(field.size() + 1, rest_.size()));
+        return field;
+    }
     long long Number() { return varn::LeadingNumber<long long>(Text()); }
     int Int() { return static_cast<int>(Number()); }
     SongId Song() {
         const long long number = Number();
         return {static_cast<int>(number / 2), number % 2 != 0};
     }
+    std::string String() { return std::string(Text()); }
 
   private:
-    const char *next_;
+    std::string_view rest_;
 };
 
-template <typename Facts, typename Read>
-std::vector<Facts> Every(const ListPart &part, const Read &read) {
-    std::vector<Facts> all;
-    all.reserve(part.records.size());
-    for (const std::string &record : part.records) {
-        Fields fields(record);
-        all.push_back(read(fields));
+// What is kept of a group: these columns of its row, in this order. The number in the list's name is
+// raised when they change.
+template <typename Facts>
+struct Kept;
+
+template <>
+struct Kept<AlbumFacts> {
+    static constexpr char kList[] = "album_facts/1";
+    static constexpr const char *kColumns[] = {"album",  "album_artist", "artist",   "sort_name",
+                                               "genres", "year",         "songs",    "seconds",
+                                               "added",  "cover",        "by_artist"};
+    static constexpr auto kStatement = AlbumStatement;
+    static AlbumFacts Read(Fields fields) {
+        return {.name = fields.String(),
+                .albumArtist = fields.String(),
+                .artist = fields.String(),
+                .sortName = fields.String(),
+                .genres = GenresIn(fields.Text()),
+                .year = fields.Int(),
+                .songs = fields.Int(),
+                .seconds = fields.Number(),
+                .added = fields.Number(),
+                .cover = fields.Song()};
     }
-    return all;
-}
+};
 
-AlbumFacts AlbumIn(Fields &fields) {
-    return {.name = fields.Text(),
-            .albumArtist = fields.Text(),
-            .artist = fields.Text(),
-            .sortName = fields.Text(),
-            .genres = GenresIn(fields.Text()),
-            .year = fields.Int(),
-            .songs = fields.Int(),
-            .seconds = fields.Number(),
-            .added = fields.Number(),
-            .cover = fields.Song(),
-            .placeByArtist = fields.Int()};
-}
+template <>
+struct Kept<ArtistFacts> {
+    static constexpr char kList[] = "artist_facts/1";
+    static constexpr const char *kColumns[] = {"name", "sort_name", "is_listed", "albums", "cover"};
+    static constexpr auto kStatement = ArtistStatement;
+    static ArtistFacts Read(Fields fields) {
+        return {.name = fields.String(),
+                .sortName = fields.String(),
+                .isListed = fields.Int() != 0,
+                .albums = fields.Int(),
+                .cover = fields.Song()};
+    }
+};
 
-ArtistFacts ArtistIn(Fields &fields) {
-    return {.name = fields.Text(),
-            .sortName = fields.Text(),
-            .isListed = fields.Int() != 0,
-            .albums = fields.Int(),
-            .cover = fields.Song()};
+template <>
+struct Kept<GenreFacts> {
+    static constexpr char kList[] = "genre_facts/1";
+    static constexpr const char *kColumns[] = {"name", "songs", "albums"};
+    static constexpr auto kStatement = GenreStatement;
+    static GenreFacts Read(Fields fields) {
+        return {.name = fields.String(), .songs = fields.Int(), .albums = fields.Int()};
+    }
+};
+
+template <typename Facts>
+std::vector<std::string> ReadRecords(const ListRequest &request) {
+    std::vector<std::string> records;
+    AskTables([&](varn::Database &database) {
+        for (const varn::Row row : database.Query(Kept<Facts>::kStatement(request))) {
+            std::string &record = records.emplace_back();
+            for (const char *column : Kept<Facts>::kColumns) {
+                record += row.Text(column);
+                record += '\0';
+            }
+        }
+    });
+    return records;
 }
 
 }  // namespace
 
-std::vector<AlbumFacts> AllAlbums(const ListRequest &request) {
-    return Every<AlbumFacts>(Records(request, AlbumColumns(), AlbumStatement), AlbumIn);
+template <typename Facts>
+GroupList<Facts>::GroupList(const ListRequest &request) {
+    const ListKey key(Kept<Facts>::kList, request, "", "", false);
+    const Version now = ReadVersion(request.uid);
+    kept_ = KeptList::Of(key);
+    if (!kept_ || kept_->OfVersion().songs != now.songs) {
+        kept_.reset();
+        computed_ = ComputePart(key, 0, 0, [&] { return ReadRecords<Facts>(request); });
+    }
 }
 
-std::vector<ArtistFacts> AllArtists(const ListRequest &request) {
-    return Every<ArtistFacts>(Records(request, ArtistColumns(), ArtistStatement), ArtistIn);
+template <typename Facts>
+std::string_view GroupList<Facts>::Record(std::size_t place) const {
+    return kept_ ? (*kept_)[place] : std::string_view(computed_.records[place]);
 }
 
-std::vector<AlbumFacts> SomeAlbums(const ListRequest &request, const IsWanted &isWanted) {
-    ListPart part = Records(request, AlbumColumns(), AlbumStatement);
-    std::erase_if(part.records, [&](const std::string &record) {
-        Fields fields(record);
-        const char *const name = fields.Text();
-        return !isWanted(name, fields.Text());
-    });
-    return Every<AlbumFacts>(part, AlbumIn);
+template <typename Facts>
+Facts GroupList<Facts>::operator[](std::size_t place) const {
+    return Kept<Facts>::Read(Fields(Record(place)));
 }
 
-std::vector<ArtistFacts> SomeArtists(const ListRequest &request,
-                                     const std::function<bool(const char *name)> &isWanted) {
-    ListPart part = Records(request, ArtistColumns(), ArtistStatement);
-    std::erase_if(part.records,
-                  [&](const std::string &record) { return !isWanted(record.c_str()); });
-    return Every<ArtistFacts>(part, ArtistIn);
+template <typename Facts>
+std::string_view GroupList<Facts>::Text(std::size_t place, typename Facts::Column column) const {
+    Fields fields(Record(place));
+    for (int skipped = 0; skipped < column; ++skipped) {
+        fields.Text();
+    }
+    return fields.Text();
+}
+
+template <typename Facts>
+long long GroupList<Facts>::Number(std::size_t place, typename Facts::Column column) const {
+    return varn::LeadingNumber<long long>(Text(place, column));
+}
+
+template <typename Facts>
+typename GroupList<Facts>::Places GroupList<Facts>::All() const {
+    return Where([](std::size_t) { return true; });
+}
+
+template <typename Facts>
+typename GroupList<Facts>::Places GroupList<Facts>::Where(
+    const std::function<bool(std::size_t place)> &isWanted) const {
+    Places places;
+    for (std::size_t place = 0; place < Count(); ++place) {
+        if (isWanted(place)) {
+            places.push_back(place);
+        }
+    }
+    return places;
+}
+
+template <typename Facts>
+typename GroupList<Facts>::Places GroupList<Facts>::Sorted(
+    const std::function<std::optional<long long>(std::size_t place)> &numberOf) const {
+    std::vector<std::pair<long long, std::size_t>> found;
+    for (std::size_t place = 0; place < Count(); ++place) {
+        if (const auto number = numberOf(place)) {
+            found.emplace_back(*number, place);
+        }
+    }
+    std::sort(found.begin(), found.end());
+    Places places;
+    for (const auto &[number, place] : found) {
+        places.push_back(place);
+    }
+    return places;
+}
+
+template <typename Facts>
+std::vector<Facts> GroupList<Facts>::At(const Places &places, int first, int most) const {
+    std::vector<Facts> groups;
+    const auto end = std::min<std::int64_t>(std::int64_t{first} + most, std::ssize(places));
+    for (std::int64_t i = first; i < end; ++i) {
+        groups.push_back((*this)[places[static_cast<std::size_t>(i)]]);
+    }
+    return groups;
+}
+
+template class GroupList<AlbumFacts>;
+template class GroupList<ArtistFacts>;
+template class GroupList<GenreFacts>;
+
+ArtistList::Places Listed(const ArtistList &artists) {
+    return artists.Where(
+        [&](std::size_t place) { return artists.Number(place, ArtistFacts::kIsListed) != 0; });
 }
 
 std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name) {
-    std::set<std::pair<std::string, std::string>> names;
+    std::map<std::string, std::set<std::string, std::less<>>, std::less<>> names;
     AskTables([&](varn::Database &database) {
         for (const varn::Row row : database.Query(
                  "SELECT DISTINCT g.album, g.album_artist FROM song_text s JOIN tag_text g ON "
                  "g.id = s.tags WHERE " +
                  ShownSongs(request) + " AND " + IsOfArtist(name))) {
-            names.emplace(row.Text("album"), row.Text("album_artist"));
+            names[row.Text("album")].insert(row.Text("album_artist"));
         }
     });
-    return SomeAlbums(request, [&](const char *album, const char *albumArtist) {
-        return names.contains({album, albumArtist});
-    });
+    const AlbumList albums(request);
+    return albums.At(albums.Where([&](std::size_t place) {
+        const auto found = names.find(albums.Text(place, AlbumFacts::kName));
+        return found != names.end() &&
+               found->second.contains(albums.Text(place, AlbumFacts::kAlbumArtist));
+    }));
 }
 
-std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid) {
+std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid, const std::vector<AlbumFacts> *albums) {
     const int user = static_cast<int>(uid);
+    // For several albums the planner does best with all marks.
+    const bool isOne = albums != nullptr && albums->size() == 1;
+    const std::string condition =
+        isOne ? IsOfAlbum(albums->front().name, albums->front().albumArtist) : "true";
     std::map<AlbumName, SongMarks> marks;
     for (const varn::Row row : AskTables(varn::Sql(
              "SELECT album, album_artist, coalesce(round(avg(star)), 0)::integer AS stars, "
              "coalesce(sum(plays), 0) AS plays, "
              "coalesce(extract(epoch FROM max(last)), 0)::bigint AS last FROM ("
-             "SELECT track, star, NULL AS plays, NULL::timestamptz AS last FROM rating_track "
-             "WHERE star > 0 AND userid = @VARN:INT UNION ALL "
-             "SELECT track, NULL, plays, last FROM song_play WHERE userid = @VARN:INT) m "
+             "SELECT track, star, NULL AS plays, NULL::timestamptz AS last FROM rating_track s "
+             "WHERE star > 0 AND userid = @VARN:INT AND @VARN:NEVAR UNION ALL "
+             "SELECT track, NULL, plays, last FROM song_play s "
+             "WHERE userid = @VARN:INT AND @VARN:NEVAR) m "
              "JOIN album_track USING (track) GROUP BY album, album_artist",
-             user, user))) {
+             user, condition, user, condition))) {
         marks[{row.Text("album"), row.Text("album_artist")}] = {
             .stars = static_cast<int>(row.Number("stars")),
             .plays = static_cast<int>(row.Number("plays")),
@@ -222,16 +279,6 @@ std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid) {
         marks[album].favouriteSince = since;
     }
     return marks;
-}
-
-long long LibraryRead(const ListRequest &request) {
-    return Records(request, ArtistColumns(), ArtistStatement).computed;
-}
-
-std::vector<GenreFacts> AllGenres(const ListRequest &request) {
-    return Every<GenreFacts>(Records(request, GenreColumns(), GenreStatement), [](Fields &fields) {
-        return GenreFacts{.name = fields.Text(), .songs = fields.Int(), .albums = fields.Int()};
-    });
 }
 
 }  // namespace tonvale_service

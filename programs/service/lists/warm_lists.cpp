@@ -27,8 +27,8 @@ void WarmListsOf(uid_t uid, const std::string &name) {
     for (const Group *const group : {&kAlbums, &kArtists, &kGenres, &kComposers}) {
         ListGroups(*group, request, std::nullopt);
     }
-    AllAlbums(request);
-    AllArtists(request);
+    AlbumList{request};
+    ArtistList{request};
 }
 
 }  // namespace

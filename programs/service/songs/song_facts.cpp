@@ -182,13 +182,13 @@ std::string IsOfGenre(const std::string &genre) {
         varn::Sql("s.track IN (SELECT track FROM genre_track WHERE genre = '@VARN:VAR')", genre));
 }
 
-std::vector<std::string> GenresIn(const std::string &joined) {
+std::vector<std::string> GenresIn(std::string_view joined) {
     constexpr std::string_view kBetween = ", ";
     std::vector<std::string> genres;
-    for (std::string_view rest = joined; !rest.empty();) {
-        const std::size_t end = std::min(rest.find(kBetween), rest.size());
-        genres.emplace_back(rest.substr(0, end));
-        rest.remove_prefix(std::min(end + kBetween.size(), rest.size()));
+    while (!joined.empty()) {
+        const std::size_t end = std::min(joined.find(kBetween), joined.size());
+        genres.emplace_back(joined.substr(0, end));
+        joined.remove_prefix(std::min(end + kBetween.size(), joined.size()));
     }
     return genres;
 }

@@ -3,6 +3,7 @@
 
 #include <optional>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "service/songs/song_marks.h"
@@ -69,6 +70,6 @@ std::string IsOfArtist(const std::string &name);
 std::string IsOfGenre(const std::string &genre);
 
 // A list of genres as it stands with a song.
-std::vector<std::string> GenresIn(const std::string &joined);
+std::vector<std::string> GenresIn(std::string_view joined);
 
 }  // namespace tonvale_service
