@@ -10,10 +10,8 @@
 
 namespace {
 
+using namespace tonvale_test;
 using namespace Tonvale::airplay;
-using tonvale_test::RealSpeaker;
-using tonvale_test::ScriptedSpeaker;
-using tonvale_test::UnusedPort;
 using Clock = std::chrono::steady_clock;
 
 constexpr char kHost[] = "127.0.0.1";
@@ -29,12 +27,12 @@ ScriptedSpeaker::Script Asking(const std::string &headers) {
     return [=](int n) { return n == 0 ? Answer(kUnauthorized, headers) : Answer("200 OK"); };
 }
 
-class AirplayTest : public tonvale_test::SystemTest {
+class AirplayTest : public SystemTest {
   protected:
     // libcurl makes what it keeps for the length of the process, before descriptors are counted.
     void SetUp() override {
         {
-            const tonvale_test::Captured quiet(2);
+            const Captured quiet(2);
             IsNeedPassword("", "");
         }
         SystemTest::SetUp();

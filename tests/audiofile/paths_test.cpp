@@ -8,9 +8,10 @@
 
 namespace {
 
+using namespace tonvale_test;
 using namespace AudioFile;
 
-class Paths : public tonvale_test::SystemTest {
+class Paths : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -114,13 +115,12 @@ TEST_F(Paths, EntriesOfPlaylists) {
 }
 
 TEST_F(Paths, HomeMusicFolder) {
-    const std::string alice = std::filesystem::canonical(Home("alice")).string();
+    const std::string alice = fs::canonical(Home("alice")).string();
     EXPECT_EQ(GetHomeMusicPath("alice"), alice + "/music");
-    std::filesystem::rename(Home("bob"), scratch() / "moved");
+    fs::rename(Home("bob"), scratch() / "moved");
     EXPECT_EQ(GetHomeMusicPath("bob"), Home("bob") + "/music") << "a home that is not there";
-    std::filesystem::create_symlink(scratch() / "moved", Home("bob"));
-    EXPECT_EQ(GetHomeMusicPath("bob"),
-              std::filesystem::canonical(scratch() / "moved").string() + "/music");
+    fs::create_symlink(scratch() / "moved", Home("bob"));
+    EXPECT_EQ(GetHomeMusicPath("bob"), fs::canonical(scratch() / "moved").string() + "/music");
     EXPECT_EQ(GetHomeMusicPath("nobody-here"), "");
     EXPECT_TRUE(Log().empty());
     EXPECT_EQ(GetHomeMusicPath(""), "");

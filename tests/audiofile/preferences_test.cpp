@@ -9,9 +9,10 @@
 
 namespace {
 
+using namespace tonvale_test;
 using namespace AudioFile;
 
-class Preferences : public tonvale_test::SystemTest {
+class Preferences : public SystemTest {
   protected:
     static void Users(std::string_view json) { WriteFile(varn::path::kUsersFile, json); }
     static void Build(std::string_view number) {
@@ -46,7 +47,7 @@ TEST_F(Preferences, DefaultsWhereNothingUsableIsStored) {
         Users(users);
         ExpectDefaults(kAlice);
     }
-    std::filesystem::remove(At(varn::path::kUsersFile));
+    fs::remove(At(varn::path::kUsersFile));
     ExpectDefaults(kAlice);
 }
 
@@ -87,9 +88,9 @@ TEST_F(Preferences, NothingIsWrittenOverAFileThatCannotBeLoaded) {
         EXPECT_FALSE(SetPreferHtml5(kAlice, false)) << users;
         EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), users);
     }
-    std::filesystem::remove(At(varn::path::kUsersFile));
+    fs::remove(At(varn::path::kUsersFile));
     EXPECT_FALSE(SetUserShowVirtualLib(kAlice, false));
-    EXPECT_FALSE(std::filesystem::exists(At(varn::path::kUsersFile)));
+    EXPECT_FALSE(fs::exists(At(varn::path::kUsersFile)));
 }
 
 TEST_F(Preferences, AFailedSaveIsReported) {
@@ -117,7 +118,7 @@ TEST_F(Preferences, TranscodingCountsOnlyWhereThePackageOffersIt) {
         EXPECT_TRUE(GetUserTranscodeMp3(kAlice)) << value;
         EXPECT_FALSE(SetUserTranscodeMp3(kAlice, true)) << value;
     }
-    std::filesystem::remove(At(varn::path::kPackageDefaultConf));
+    fs::remove(At(varn::path::kPackageDefaultConf));
     EXPECT_TRUE(GetUserTranscodeMp3(kAlice));
     EXPECT_FALSE(SetUserTranscodeMp3(kAlice, true));
     EXPECT_FALSE(Stored()["1030"]["support_transcode_mp3"].asBool()) << "written all the same";
@@ -135,7 +136,7 @@ TEST_F(Preferences, VirtualLibrariesNeedABuildAbove5515) {
         EXPECT_EQ(GetUserShowVirtualLib(kAlice), supported);
         EXPECT_FALSE(GetUserShowVirtualLib(kBob));
     }
-    std::filesystem::remove(At(varn::path::kVersion));
+    fs::remove(At(varn::path::kVersion));
     EXPECT_FALSE(IsSupportVirtualLib());
     EXPECT_FALSE(GetUserShowVirtualLib(kAlice));
     EXPECT_TRUE(SetUserShowVirtualLib(kAlice, true)) << "it can be set beforehand";

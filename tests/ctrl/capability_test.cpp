@@ -7,10 +7,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Words;
+using namespace tonvale_test;
 
-class CapabilityTest : public tonvale_test::SystemTest {
+class CapabilityTest : public SystemTest {
   protected:
     static void SwitchDsd(const char *value) {
         WriteFile(varn::path::kPackageDefaultConf,

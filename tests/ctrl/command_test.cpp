@@ -15,12 +15,12 @@
 
 namespace {
 
-using tonvale_test::ScriptedDaemon;
+using namespace tonvale_test;
 using Clock = std::chrono::steady_clock;
 
 constexpr std::size_t kPayloadSize = 8192;
 
-class CommandTest : public tonvale_test::SystemTest {
+class CommandTest : public SystemTest {
   protected:
     static int Ask(char *reply, int size) {
         const VARN_AUDIO_CTRL_MSG message = {};

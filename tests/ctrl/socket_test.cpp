@@ -19,11 +19,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::ConnectTo;
-using tonvale_test::HoldsInChild;
+using namespace tonvale_test;
 
-class ChannelTest : public tonvale_test::SystemTest {
+class ChannelTest : public SystemTest {
   protected:
     static bool ClosesOnExec(int fd) { return (fcntl(fd, F_GETFD) & FD_CLOEXEC) != 0; }
 };

@@ -15,10 +15,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::HoldsInChild;
+using namespace tonvale_test;
 
-class SoundTest : public tonvale_test::SystemTest {
+class SoundTest : public SystemTest {
   protected:
     static constexpr int kPcm = 1 << 4;
 
@@ -95,7 +94,7 @@ TEST_F(SoundTest, EqualizerProfiles) {
         ClearLog();
         char out[16] = "before";
         const int got = VARNAudioGetEqualizer(out, sizeof out);
-        std::string log = tonvale_test::LogTexts(Log());
+        std::string log = LogTexts(Log());
         log.resize(log.find('\n') + 1);  // its first line
         EXPECT_EQ(std::to_string(got) + " " + out + (log.empty() ? "" : " ") + log, result);
     }

@@ -8,7 +8,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace tonvale_test;
 using Tonvale::DataDownload;
 

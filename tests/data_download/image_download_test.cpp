@@ -9,7 +9,6 @@
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace tonvale_test;
 using Tonvale::ImageDownload;
 

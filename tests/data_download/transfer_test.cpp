@@ -10,14 +10,11 @@
 
 namespace {
 
+using namespace tonvale_test;
 using namespace std::chrono_literals;
 using Tonvale::download::Outcome;
 using Tonvale::download::Patience;
 using Tonvale::download::Transfer;
-using tonvale_test::Ending;
-using tonvale_test::HttpRequest;
-using tonvale_test::Reply;
-using tonvale_test::ScriptedHttp;
 
 class CountingSink : public Tonvale::download::Sink {
   public:
@@ -34,7 +31,7 @@ class CountingSink : public Tonvale::download::Sink {
     std::string text;
 };
 
-using TransferTest = tonvale_test::SystemTest;
+using TransferTest = SystemTest;
 
 TEST_F(TransferTest, TriesAgainAfterATimeOut) {
     constexpr Patience kShort = {400ms, 400ms, 300ms};

@@ -6,10 +6,9 @@
 #include "support/scripted_http.h"
 #include "tonvale/dlna.h"
 
-namespace tonvale_test {
-
 namespace {
 
+using namespace tonvale_test;
 using namespace std::chrono_literals;
 
 using AgentTest = SystemTest;
@@ -171,5 +170,3 @@ TEST_F(AgentTest, TellsWhyNoAnswerCame) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

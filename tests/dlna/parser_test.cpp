@@ -10,10 +10,9 @@
 #include "support/scripted_http.h"
 #include "tonvale/dlna.h"
 
-namespace tonvale_test {
-
 namespace {
 
+using namespace tonvale_test;
 using ParserTest = SystemTest;
 using Values = std::map<std::string, std::string>;
 
@@ -219,5 +218,3 @@ TEST_F(ParserTest, ExpandsNoEntityOfTheDocument) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -7,11 +7,9 @@
 #include "support/fixture.h"
 #include "varnindex/samples.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
 constexpr int kTracks = 230;
 
@@ -106,5 +104,3 @@ TEST_F(RealServerTest, ShowsItsMusic) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -6,10 +6,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Answered;
+using namespace tonvale_test;
 
-class RealEncoder : public tonvale_test::StreamTest {
+class RealEncoder : public StreamTest {
   protected:
     // A file of noise with tags. The options settle its format.
     static std::string Make(const std::string &name, double seconds, const std::string &options) {

@@ -38,8 +38,8 @@ class StreamTest : public SystemTest {
     // Puts a shell script in the encoder's place. It can write the file $SOUND from the second on
     // that the encoder is asked for, a second having $RATE bytes, with `sound`.
     static void UseEncoder(const std::string &script) {
-        const std::filesystem::path path = At(varn::path::kEncoder);
-        std::filesystem::remove(path);
+        const fs::path path = At(varn::path::kEncoder);
+        fs::remove(path);
         std::ofstream(path) << "#!/bin/sh\n"
                             << "SOUND=" << SoundFile() << "\n"
                             << "printf '%s|' \"$@\" >>" << ArgumentFile() << "\n"

@@ -9,10 +9,8 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Answered;
-
-using Streaming = tonvale_test::StreamTest;
+using namespace tonvale_test;
+using Streaming = StreamTest;
 
 TEST_F(Streaming, ChoosesTheSamplingRate) {
     for (const auto &[rate, output] : {std::pair(48000, 48000),
@@ -64,7 +62,7 @@ TEST_F(Streaming, AsksTheEncoder) {
 }
 
 // A song of 20 seconds at 128 kbit/s is announced as 320000 bytes; the encoder writes more.
-class Ranges : public tonvale_test::StreamTest {
+class Ranges : public StreamTest {
   protected:
     void SetUp() override {
         StreamTest::SetUp();
@@ -162,7 +160,7 @@ std::string WavHeader(uint32_t formatSize, uint32_t riffSize, uint32_t dataSize)
            std::string(formatSize < 16 ? 16 : formatSize, 'f') + "data" + Little(dataSize);
 }
 
-class WavRanges : public tonvale_test::StreamTest {
+class WavRanges : public StreamTest {
   protected:
     static constexpr int kRate = 176400;
 

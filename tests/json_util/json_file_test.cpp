@@ -7,7 +7,9 @@
 
 namespace {
 
-class JsonFile : public tonvale_test::SystemTest {
+using namespace tonvale_test;
+
+class JsonFile : public SystemTest {
   protected:
     const std::string path_ = (scratch() / "settings.json").string();
 
@@ -35,9 +37,9 @@ TEST_F(JsonFile, WritesOneLineAndReadsItBack) {
 TEST_F(JsonFile, OverwritesInPlace) {
     Write(std::string(5000, 'x'));
     const auto link = scratch() / "link.json";
-    std::filesystem::create_symlink(path_, link);
+    fs::create_symlink(path_, link);
     EXPECT_EQ(VARNAudioJsonSave(link.c_str(), Json::Value(1)), 0);
-    EXPECT_TRUE(std::filesystem::is_symlink(link));
+    EXPECT_TRUE(fs::is_symlink(link));
     EXPECT_EQ(ReadFile(path_), "1\n");
 }
 

@@ -78,7 +78,7 @@ TEST_F(CoverCommandTest, WritesThePicture) {
     // What was there is replaced as a whole, and not written over.
     const Path earlier = Put(scratch() / "outputs" / "earlier", "earlier");
     const Path replaced = scratch() / "outputs" / "replaced";
-    std::filesystem::create_hard_link(earlier, replaced);
+    fs::create_hard_link(earlier, replaced);
     EXPECT_EQ(Tonvale({"cover", song, "--output", replaced}).status, 0);
     EXPECT_EQ(ReadFile(replaced), ReadFile(cover));
     EXPECT_EQ(ReadFile(earlier), "earlier");

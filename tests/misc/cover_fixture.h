@@ -18,19 +18,19 @@ namespace tonvale_test {
 
 class CoverTest : public SystemTest {
   protected:
-    using Path = std::filesystem::path;
+    using Path = fs::path;
 
     void SetUp() override {
         SystemTest::SetUp();
         isRoot_ = IsRoot();
-        std::filesystem::create_directory(Music());
-        std::filesystem::permissions(Music(), std::filesystem::perms(0700));
+        fs::create_directory(Music());
+        fs::permissions(Music(), fs::perms(0700));
     }
 
     static Path Music() { return scratch() / "music"; }
 
     static Path Put(const Path &path, std::string_view text = "x") {
-        std::filesystem::create_directories(path.parent_path());
+        fs::create_directories(path.parent_path());
         std::ofstream(path, std::ios::binary) << text;
         return path;
     }
@@ -39,8 +39,8 @@ class CoverTest : public SystemTest {
 
     // A link, a folder, a pipe and nothing at all under the names of pictures.
     static std::vector<Path> NoFiles() {
-        std::filesystem::create_symlink(Put(scratch() / "private.jpg"), Music() / "link.jpg");
-        std::filesystem::create_directory(Music() / "folder.jpg");
+        fs::create_symlink(Put(scratch() / "private.jpg"), Music() / "link.jpg");
+        fs::create_directory(Music() / "folder.jpg");
         EXPECT_EQ(mkfifo((Music() / "fifo.jpg").c_str(), 0600), 0);
         return {Music() / "link.jpg", Music() / "folder.jpg", Music() / "fifo.jpg",
                 Music() / "missing.jpg"};
@@ -87,7 +87,7 @@ class CoverTest : public SystemTest {
 
   private:
     struct State {
-        State() : folder(std::filesystem::current_path()), groups(1024) {
+        State() : folder(fs::current_path()), groups(1024) {
             getresuid(&ids[0], &ids[1], &ids[2]);
             getresgid(&ids[3], &ids[4], &ids[5]);
             groups.resize(static_cast<std::size_t>(getgroups(1024, groups.data())));

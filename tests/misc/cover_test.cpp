@@ -8,14 +8,14 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
 // Names that a pattern, a printf or a shell would read in its own way.
 const std::vector<std::string> kHostileNames = {
     "[a]*?",   "back\\slash",  "100%d%s%n", "q'uo\"te", "two\r\nlines",
     "caf\xE9", "\xE5\x90\x8D", "-flag~",    "{a,b}",    "$(id)`id`"};
 
-class CoverPathTest : public tonvale_test::CoverTest {
+class CoverPathTest : public CoverTest {
   protected:
     std::string Embedded(const std::string &song) const {
         return PathOf([&](char *buffer, int size) {
@@ -194,7 +194,7 @@ TEST_F(CoverPathTest, LeavesAnyAccountAsThePackage) {
 TEST_F(CoverPathTest, NeedsAFolderToComeBackTo) {
     const fs::path song = Put(Music() / "song.mp3");
     Put(EaDir(song) / "APIC.jpg");
-    EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+    EXPECT_TRUE(HoldsInChild([&] {
         fs::create_directory(scratch() / "gone");
         fs::current_path(scratch() / "gone");
         fs::remove(scratch() / "gone");

@@ -13,13 +13,12 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::HoldsInChild;
+using namespace tonvale_test;
 
 constexpr char kShell[] = "/bin/sh";
 
 int Exec(std::vector<std::string> words, int wait = 1) {
-    const tonvale_test::Arguments argv(std::move(words));
+    const Arguments argv(std::move(words));
     return VARNExec(argv.Get()[0], argv.Get(), wait);
 }
 
@@ -27,7 +26,7 @@ int Shell(const std::string &script, int wait = 1) {
     return Exec({kShell, "-c", script}, wait);
 }
 
-using ExecTest = tonvale_test::SystemTest;
+using ExecTest = SystemTest;
 
 TEST_F(ExecTest, GivesTheExitStatus) {
     const std::pair<const char *, int> cases[] = {

@@ -13,16 +13,13 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Draw;
-using tonvale_test::Identify;
-using tonvale_test::Output;
+using namespace tonvale_test;
 
 std::ptrdiff_t Entries(const fs::path &folder) {
     return std::distance(fs::directory_iterator(folder), fs::directory_iterator());
 }
 
-class ScaledCoverTest : public tonvale_test::CoverTest {
+class ScaledCoverTest : public CoverTest {
   protected:
     static constexpr char kName[] = "VARNAUDIO_ART_NBAUDIO.jpg";
 
@@ -93,7 +90,7 @@ TEST_F(ScaledCoverTest, MakesTheCopyOnceForEachVersionOfTheSource) {
     EXPECT_EQ(Runs(), 3U);
     EXPECT_EQ(Complaints(), 0);
     // A parent that ignored SIGCHLD, as some web servers do, must not cost the status.
-    EXPECT_TRUE(tonvale_test::HoldsInChild([this] {
+    EXPECT_TRUE(HoldsInChild([this] {
         struct sigaction action = {};
         action.sa_handler = SIG_IGN;
         action.sa_flags = SA_NOCLDWAIT;

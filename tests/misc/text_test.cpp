@@ -8,7 +8,8 @@
 
 namespace {
 
-using Text = tonvale_test::SystemTest;
+using namespace tonvale_test;
+using Text = SystemTest;
 
 TEST_F(Text, TrimsBothEnds) {
     for (const auto &[text, expected] : {std::pair(" a b \n", "a b"),
@@ -46,7 +47,7 @@ TEST_F(Text, EscapesForHtml) {
     EXPECT_STREQ(room, "unchanged");
 }
 
-class PageNav : public tonvale_test::SystemTest {
+class PageNav : public SystemTest {
   protected:
     static std::string Print(int page, int pages) {
         testing::internal::CaptureStdout();
@@ -86,7 +87,7 @@ TEST_F(PageNav, PrintsWhatLeadsSomewhere) {
     EXPECT_EQ(testing::internal::GetCapturedStdout().find("null"), std::string::npos);
 }
 
-class MimeType : public tonvale_test::SystemTest {
+class MimeType : public SystemTest {
   protected:
     static std::string Of(const char *extension) {
         char type[64] = "?";
@@ -116,7 +117,7 @@ TEST_F(MimeType, TakesTheLastPairOfAnExtension) {
     EXPECT_EQ(Of("a").size(), 63U) << "a word longer than any buffer";
     EXPECT_EQ(Of("mp3"), "audio/mpeg") << "is one word";
     EXPECT_TRUE(Log().empty());
-    std::filesystem::remove(At(varn::path::kMimeTypes));
+    fs::remove(At(varn::path::kMimeTypes));
     EXPECT_EQ(Of("mp3"), "application/octet-stream");
     EXPECT_TRUE(Logged("audiolib/misc:[0-9]+ Could not open the mimetype file .*/mimetypes.txt$"));
 }

@@ -11,7 +11,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
 // A file with given contents, opened for the reader.
 class Opened {
@@ -26,7 +26,7 @@ class Opened {
     varn::File file_;
 };
 
-class MpegFile : public tonvale_test::SystemTest {
+class MpegFile : public SystemTest {
   protected:
     static fs::path Write(const std::string &bytes) {
         const fs::path path = scratch() / "song.mp3";

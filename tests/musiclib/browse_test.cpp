@@ -6,10 +6,9 @@
 
 namespace {
 
-using tonvale_test::Handle;
-using tonvale_test::Texts;
+using namespace tonvale_test;
 
-class LibraryBrowse : public tonvale_test::LibraryRows {
+class LibraryBrowse : public LibraryRows {
   protected:
     static Handle Artists(const char *condition = nullptr, const char *order = "artist",
                           uid_t uid = kAlice, const char *library = "all") {

@@ -14,12 +14,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
-using tonvale_test::HoldsInChild;
-using tonvale_test::SocketElsewhere;
-
-class LibraryConnect : public tonvale_test::DatabaseTest {
+class LibraryConnect : public DatabaseTest {
   protected:
     static bool Connects() {
         DBConnect_tag *conn = AudioInfoDBConnect();
@@ -52,7 +49,7 @@ TEST_F(LibraryConnect, ASocketNobodyListensOnFallsBackToo) {
     SocketElsewhere elsewhere;
     setenv("PGHOST", elsewhere.to.parent_path().c_str(), 1);
     const int deaf = socket(AF_UNIX, SOCK_STREAM | SOCK_CLOEXEC, 0);
-    ASSERT_TRUE(tonvale_test::Bind(deaf, tonvale_test::LocalAddress(elsewhere.from)));
+    ASSERT_TRUE(Bind(deaf, LocalAddress(elsewhere.from)));
     EXPECT_TRUE(Connects());
     EXPECT_TRUE(Logged(
         "audiolib/musiclib:[0-9]+ Failed to connect over the local socket \\(.*\\.s\\.PGSQL"));

@@ -8,7 +8,9 @@
 
 namespace {
 
-class LibraryPlan : public tonvale_test::DatabaseTest {
+using namespace tonvale_test;
+
+class LibraryPlan : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();
@@ -20,7 +22,7 @@ class LibraryPlan : public tonvale_test::DatabaseTest {
     // Statistics, and a visibility map without which no index can answer alone. A page counts as
     // visible only when no transaction is left from before it, be it one of autovacuum.
     static void Settle() {
-        EXPECT_TRUE(tonvale_test::Eventually([] {
+        EXPECT_TRUE(Eventually([] {
             Query(
                 "VACUUM ANALYZE track, album_track, artist_track, composer_track, genre_track, "
                 "virtual_info_track, rating_track");

@@ -9,12 +9,11 @@
 
 namespace {
 
-using tonvale_test::Handle;
-using tonvale_test::Texts;
+using namespace tonvale_test;
 
 // Texts: s/a/b + r(eal) | f(ile that is split) | v(irtual), for shared, alice's and bob's; o is a
 // virtual track whose file is not marked as split.
-class LibraryQuery : public tonvale_test::LibraryRows {
+class LibraryQuery : public LibraryRows {
   protected:
     void SetUp() override {
         LibraryRows::SetUp();

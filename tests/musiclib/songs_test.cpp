@@ -11,12 +11,9 @@
 
 namespace {
 
-using tonvale_test::kDecoys;
-using tonvale_test::kHostile;
-using tonvale_test::List;
-using tonvale_test::Texts;
+using namespace tonvale_test;
 
-class LibrarySongs : public tonvale_test::LibraryRows {
+class LibrarySongs : public LibraryRows {
   protected:
     // What there is to ask of a keyword list.
     struct Wish {
@@ -279,7 +276,6 @@ TEST_F(LibrarySongs, OrdersBySortNames) {
 }
 
 TEST_F(LibrarySongs, WhoseLibraryAPathIsIn) {
-    namespace fs = std::filesystem;
     VARN_MEDIA_INFO song = {};
     const auto isPersonal = [&song](const std::string &path) {
         song.path[path.copy(song.path, sizeof song.path - 1)] = '\0';

@@ -10,7 +10,9 @@
 
 namespace {
 
-class TrackView : public tonvale_test::SystemTest {
+using namespace tonvale_test;
+
+class TrackView : public SystemTest {
   protected:
     std::array<char, 4096> table_ = {};
     std::array<char, 1024> where_ = {};
@@ -78,7 +80,7 @@ TEST_F(TrackView, WhatItRefuses) {
         EXPECT_STREQ(where_.data(), "");
     }
     EXPECT_EQ(
-        tonvale_test::LogTexts(Log()),
+        LogTexts(Log()),
         "audiolib/musiclib:# Bad parameters.\naudiolib/musiclib:# Bad parameters.\n"
         "audiolib/musiclib:# Wrong table type [1]\naudiolib/musiclib:# Wrong library type [All]\n"
         "audiolib/musiclib:# Wrong library type [shared'; DROP TABLE track]\n");

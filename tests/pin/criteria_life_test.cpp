@@ -11,9 +11,9 @@
 
 namespace {
 
+using namespace tonvale_test;
 using Tonvale::PinData;
 using Tonvale::PinManager;
-using tonvale_test::Pins;
 
 class PinCriteria : public Pins {
   protected:

@@ -11,8 +11,8 @@
 
 namespace {
 
+using namespace tonvale_test;
 using Tonvale::PinData;
-using tonvale_test::Pins;
 
 TEST_F(Pins, RefusesWhatIsNoView) {
     Json::Value number;
@@ -158,7 +158,7 @@ TEST_F(PinsByPath, FollowTheLibrary) {
     Index("34", "1030");
     std::vector<PinData> pins;
     {
-        const tonvale_test::SocketElsewhere down;  // the one connection that is open has to do
+        const SocketElsewhere down;  // the one connection that is open has to do
         pins = List(alice());
     }
     ASSERT_EQ(pins.size(), std::size(cases));

@@ -17,8 +17,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-
+using namespace tonvale_test;
 using varn::User;
 
 // By its name or its id.
@@ -66,7 +65,7 @@ int CheckSystemAccounts() {
     return true;
 }();
 
-class Accounts : public tonvale_test::SystemTest {
+class Accounts : public SystemTest {
   protected:
     static std::string Home(const char *name, std::size_t size) {
         std::string out(size, '#');

@@ -16,8 +16,7 @@
 
 namespace {
 
-using tonvale_test::DropSetUidRight;
-using tonvale_test::HoldsInChild;
+using namespace tonvale_test;
 
 constexpr auto kSameUid = static_cast<uid_t>(-1);
 constexpr auto kSameGid = static_cast<gid_t>(-1);
@@ -40,7 +39,7 @@ std::vector<gid_t> CurrentGroups() {
     return groups;
 }
 
-class Credentials : public tonvale_test::SystemTest {
+class Credentials : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -162,7 +161,7 @@ TEST_F(RootCredentials, EndAScopeAsItsNameSays) {
         })) << static_cast<int>(afterwards)
             << " for " << caller[0];
     }
-    std::filesystem::remove(root() / "etc/passwd");
+    fs::remove(root() / "etc/passwd");
     EXPECT_TRUE(HoldsInChild([&] {  // a system without the package's account
         ASSERT_EQ(VLIBSetEffective(1030, 555), 0);
         EXPECT_FALSE(varn::RunAs(varn::Who::kPackage));

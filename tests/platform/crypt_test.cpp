@@ -16,11 +16,13 @@
 
 namespace {
 
-class Crypt : public tonvale_test::SystemTest {
+using namespace tonvale_test;
+
+class Crypt : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
-        std::filesystem::remove(At(varn::path::kCryptKey));
+        fs::remove(At(varn::path::kCryptKey));
     }
 };
 

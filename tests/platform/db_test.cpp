@@ -21,7 +21,9 @@
 
 namespace {
 
-class Database : public tonvale_test::DatabaseTest {
+using namespace tonvale_test;
+
+class Database : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();

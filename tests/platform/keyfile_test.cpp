@@ -24,12 +24,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::EndedWell;
-using tonvale_test::HoldsInChild;
-using tonvale_test::StartInChild;
+using namespace tonvale_test;
 
-class KeyFile : public tonvale_test::SystemTest {
+class KeyFile : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -324,7 +321,7 @@ TEST_F(SharedKeyFile, LosesNoKeyWhileTheFileComesAndGoes) {
     EXPECT_TRUE(fs::is_empty(scratch()));
 }
 
-using PackageConf = tonvale_test::SystemTest;
+using PackageConf = SystemTest;
 
 TEST_F(PackageConf, ComparesWholeValuesAndFallsBackOnlyWhenAbsent) {
     WriteFile(varn::path::kPackageConf, "on=\"yes\"\nempty=\nlong=yes indeed\n");

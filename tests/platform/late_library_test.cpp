@@ -8,8 +8,7 @@
 
 namespace {
 
-using tonvale_test::Contains;
-using tonvale_test::Finished;
+using namespace tonvale_test;
 
 struct Maths : varn::LateLibrary {
     explicit Maths(const char *name, const char *second = "floor") noexcept
@@ -35,7 +34,7 @@ TEST(LateLibrary, FindsFunctionsOrTellsWhatIsMissing) {
     EXPECT_TRUE(Contains(older.Problem(), "round_to_taste")) << older.Problem();
 }
 
-using BrokenLibraries = tonvale_test::DatabaseTest;
+using BrokenLibraries = DatabaseTest;
 
 // What a damaged installation says, instead of a crash or of silence.
 TEST_F(BrokenLibraries, AreNamedByWhatNeedsThem) {

@@ -10,7 +10,9 @@
 
 namespace {
 
-class MediaIndex : public tonvale_test::DatabaseTest {
+using namespace tonvale_test;
+
+class MediaIndex : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();

@@ -26,7 +26,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using varn::notify::Notice;
 using varn::notify::ParseLine;
 
@@ -41,7 +41,7 @@ std::vector<std::string> HostilePaths() {
             "/" + std::string(PATH_MAX - 2, '\n')};
 }
 
-class NotifyTest : public tonvale_test::SystemTest {
+class NotifyTest : public SystemTest {
   protected:
     static fs::path Spool() { return At(varn::path::kNotifySpool); }
 
@@ -61,7 +61,7 @@ class NotifyTest : public tonvale_test::SystemTest {
         varn::UniqueFd listener(socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC | SOCK_NONBLOCK, 0));
         const std::string path = At(varn::path::kNotifySocket);
         unlink(path.c_str());
-        EXPECT_TRUE(tonvale_test::Bind(listener.Get(), tonvale_test::LocalAddress(path)));
+        EXPECT_TRUE(Bind(listener.Get(), LocalAddress(path)));
         return listener;
     }
 
@@ -194,9 +194,9 @@ TEST_F(NotifyTest, RootAndThePackageShareTheSpool) {
         EXPECT_EQ(VLIBVRNotify("/music/package", nullptr, 2), 0);
     };
     ASSERT_EQ(VLIBVRNotify("/music/root", nullptr, 2), 0);
-    EXPECT_TRUE(tonvale_test::HoldsInChild(asPackage));
+    EXPECT_TRUE(HoldsInChild(asPackage));
     fs::remove(Spool());
-    EXPECT_TRUE(tonvale_test::HoldsInChild(asPackage));
+    EXPECT_TRUE(HoldsInChild(asPackage));
     EXPECT_EQ(VLIBVRNotify("/music/root", nullptr, 2), 0);
     EXPECT_EQ(Spooled().size(), 2U);
 }

@@ -17,22 +17,22 @@
 
 namespace {
 
+using namespace tonvale_test;
 using namespace std::string_literals;
-using tonvale_test::Texts;
 
-class PlaylistParser : public tonvale_test::SystemTest {
+class PlaylistParser : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
-        std::filesystem::create_directories(music() / "lists");
+        fs::create_directories(music() / "lists");
         WriteFile(varn::path::kIndexFolders, music().string() + "\n");
     }
 
-    static std::filesystem::path music() { return scratch() / "music"; }
+    static fs::path music() { return scratch() / "music"; }
 
     // The entries of a playlist in the folder "lists", those below the folder of music without it.
     static Texts Entries(std::string_view text, const std::string &name = "list.m3u") {
-        const std::filesystem::path path = music() / "lists" / name;
+        const fs::path path = music() / "lists" / name;
         Touch(path, text);
         PVLIBSZLIST list = nullptr;
         PLAYLIST_REC *remote = nullptr;
@@ -196,7 +196,7 @@ TEST_F(PlaylistParser, WhatIsThereDecides) {
 }
 
 TEST_F(PlaylistParser, TagsOfRemoteEntries) {
-    const std::filesystem::path path = music() / "l.m3u";
+    const fs::path path = music() / "l.m3u";
     Touch(path,
           "#EXTINF:5,local\na.mp3\n"
           "#EXTINF:-1 logo=\"a,b\",Radio, \"live\"\n#extinfartist:Ä\n#EXTINFDISC:x\n"
@@ -206,7 +206,7 @@ TEST_F(PlaylistParser, TagsOfRemoteEntries) {
     PLAYLIST_REC *remote = nullptr;
     ASSERT_EQ(GetCandidateListByPlaylistParse(path.c_str(), &list, &remote), 4);
     VLIBCSzListFree(list);
-    const tonvale_test::Songs owned(remote);
+    const Songs owned(remote);
     std::string all;
     for (const PLAYLIST_REC *entry = remote; entry != nullptr; entry = entry->next) {
         const VARN_MEDIA_INFO &info = entry->info;
@@ -225,7 +225,6 @@ TEST_F(PlaylistParser, RootsRightsReachPlaylistsAlone) {
     if (!IsRoot()) {
         GTEST_SKIP() << "needs a second account";
     }
-    namespace fs = std::filesystem;
     const fs::path home = music() / "home";
     const fs::path others = scratch() / "private";
     fs::create_directory(home);

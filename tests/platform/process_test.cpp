@@ -21,11 +21,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Arguments;
-using tonvale_test::Eventually;
-using tonvale_test::HoldsInChild;
-using tonvale_test::TextOf;
+using namespace tonvale_test;
 
 constexpr char kShell[] = "/bin/sh";
 
@@ -35,10 +31,10 @@ FILE *Open(const char *path, const char *mode, const std::vector<std::string> &a
 
 // What a shell prints; the test fails unless it ends well.
 std::string ShellOutput(const std::string &script) {
-    return tonvale_test::Output({kShell, "-c", script});
+    return Output({kShell, "-c", script});
 }
 
-class Process : public tonvale_test::SystemTest {
+class Process : public SystemTest {
   protected:
     // It is gone, or dead and waits for its new parent to see that.
     static void ExpectDead(const std::string &line) {

@@ -13,9 +13,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
-class Shares : public tonvale_test::SystemTest {
+class Shares : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -78,7 +78,7 @@ TEST_F(Shares, HoldAPathByItsLongestWholeComponents) {
     EXPECT_EQ(Holding("/volume1/music/a"), "");
 }
 
-using EaDirs = tonvale_test::SystemTest;
+using EaDirs = SystemTest;
 
 TEST_F(EaDirs, StandBesideTheirFile) {
     char out[64];

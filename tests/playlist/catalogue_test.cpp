@@ -8,12 +8,10 @@
 
 namespace {
 
-using tonvale_test::Songs;
-using tonvale_test::Texts;
-
+using namespace tonvale_test;
 using Playlists = Tonvale::OwnedPlaylists;
 
-class PlaylistCatalogue : public tonvale_test::PlaylistTest {
+class PlaylistCatalogue : public PlaylistTest {
   protected:
     static Texts Titles(const VARN_PLAYLIST *list) {
         Texts titles;
@@ -35,7 +33,7 @@ class PlaylistCatalogue : public tonvale_test::PlaylistTest {
     // The notices that nobody has fetched, and the spool without them.
     static std::string Notices() {
         const std::string text = ReadFile(SystemTest::At(varn::path::kNotifySpool));
-        std::filesystem::remove(SystemTest::At(varn::path::kNotifySpool));
+        fs::remove(SystemTest::At(varn::path::kNotifySpool));
         return text;
     }
 };
@@ -121,7 +119,7 @@ TEST_F(PlaylistCatalogue, BadParametersHaveTheirLine) {
         EXPECT_EQ(result, -1);
     }
     BackToRoot();
-    EXPECT_EQ(tonvale_test::LogTexts(Log()),
+    EXPECT_EQ(LogTexts(Log()),
               "audiolib/playlist:# Bad parameter.\n"
               "audiolib/playlist (#) Bad parameters.\n"
               "audiolib/playlist:# Bad parameters.\n"
@@ -163,7 +161,6 @@ TEST_F(PlaylistCatalogue, RowsAndNotices) {
 }
 
 TEST_F(PlaylistCatalogue, ARowThatIsGoneIsLeftToTheIndexer) {
-    namespace fs = std::filesystem;
     const auto install = [](const std::string &script) {
         fs::remove(SystemTest::At(varn::path::kIndexer));
         WriteFile(varn::path::kIndexer, "#!/bin/sh\n" + script + "\n");
@@ -195,7 +192,6 @@ TEST_F(PlaylistCatalogue, ARowThatIsGoneIsLeftToTheIndexer) {
 }
 
 TEST_F(PlaylistCatalogue, OwnFolder) {
-    namespace fs = std::filesystem;
     const fs::path folder =
         SystemTest::At(std::string(varn::path::kPreferences) + "/alice/playlists");
     const auto listed = [] {

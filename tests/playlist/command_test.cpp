@@ -16,25 +16,23 @@
 
 namespace {
 
-using tonvale_test::Command;
-using tonvale_test::Finished;
-using tonvale_test::Texts;
+using namespace tonvale_test;
 
-class PlaylistCommand : public tonvale_test::PlaylistTest {
+class PlaylistCommand : public PlaylistTest {
   protected:
     static Finished Run(const Texts &arguments) { return Command(arguments).Wait(); }
-    static void RunAll(std::vector<tonvale_test::Saying> runs, const Texts &more = {}) {
-        for (tonvale_test::Saying &run : runs) {
+    static void RunAll(std::vector<Saying> runs, const Texts &more = {}) {
+        for (Saying &run : runs) {
             run.arguments.insert(run.arguments.end(), more.begin(), more.end());
         }
-        tonvale_test::ExpectSayings(runs);
+        ExpectSayings(runs);
     }
     // The paths of a playlist's entries below the folder of music.
     static Texts Paths(const std::string &playlist, const Texts &more = {}) {
         Texts arguments = {"playlist", "show", playlist, "--json"};
         arguments.insert(arguments.end(), more.begin(), more.end());
         Texts paths;
-        const Json::Value shown = tonvale_test::JsonOf(arguments);
+        const Json::Value shown = JsonOf(arguments);
         for (const Json::Value &entry : shown["songs"]) {
             const std::string path = entry["path"].asString();
             paths.push_back(path.substr(path.rfind('/') + 1));
@@ -95,7 +93,7 @@ TEST_F(PlaylistCommand, HiddenSongsAreNotMissing) {
         SCOPED_TRACE(settings);
         WriteFile(varn::path::kUsersFile, "{\"1030\": {" + std::string(settings) + "}}");
         Touch(In("l.m3u"), kept + "it's.flac_4\ngone.mp3\nnot indexed.mp3\nrtsp://r/x\n");
-        std::filesystem::permissions(In("l.m3u"), std::filesystem::perms(0666));
+        fs::permissions(In("l.m3u"), fs::perms(0666));
         const Finished finished = Run({"playlist", "missing", "l", "--user", "alice"});
         EXPECT_EQ(finished.status, 0) << finished.err;
         EXPECT_EQ(ReadFile(In("l.m3u")), "#EXTM3U\r\n" + kept);
@@ -106,7 +104,7 @@ TEST_F(PlaylistCommand, WhatCannotBeWrittenIsRefused) {
     const std::string file = In("caf\xE9.mp3");
     Touch(file);
     Touch(In("y.m3u"), "rtsp://r/x\nhttp://a/\n");
-    std::filesystem::permissions(In("y.m3u"), std::filesystem::perms(0644));
+    fs::permissions(In("y.m3u"), fs::perms(0644));
     AddRow(In("y.m3u"), "y", "m");
     RunAll({{{"playlist", "add", "y", file}, 2, "is not UTF-8"},
             {{"playlist", "create", "caf\xE9"}, 2, "name is UTF-8"},
@@ -131,8 +129,7 @@ void FillForever(const std::string &path) {
 
 TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
     const std::string url = "http://radio.example/" + std::string(200, 'x');
-    const std::filesystem::path shared =
-        Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice");
+    const fs::path shared = Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice");
     WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}})");
     AddSong({.path = In(std::string(200, 'a') + ".mp3")});
     AddSong({.path = In("b.mp3")});
@@ -165,9 +162,8 @@ TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
         Touch(shared, list);
         Touch(In("filler"), std::string(13 * 4096, 'x'));
         allFail();  // with room for a copy
-        const pid_t filling = tonvale_test::StartInChild([] { FillForever(In("filler")); });
-        EXPECT_TRUE(tonvale_test::Eventually(
-            [] { return std::filesystem::space(music()).available == 0; }));
+        const pid_t filling = StartInChild([] { FillForever(In("filler")); });
+        EXPECT_TRUE(Eventually([] { return fs::space(music()).available == 0; }));
         allFail();
         RunAll({{{"share", "unsong", "2", "--user", "alice"}, 1, "cannot be written"}});
         EXPECT_EQ(ReadFile(shared), list);
@@ -178,14 +174,14 @@ TEST_F(PlaylistCommand, AFullOrReadOnlyDiskLosesNothing) {
         RunAll({{{"share", "unsong", "2", "--user", "alice"}, 0, ""},
                 {{"playlist", "remove", "x", "0"}, 0, ""}});
         EXPECT_EQ(ReadFile(shared).find("b.mp3"), std::string::npos);
-        EXPECT_FALSE(std::filesystem::exists(In(".x.m3u.kept")));
+        EXPECT_FALSE(fs::exists(In(".x.m3u.kept")));
         EXPECT_TRUE(mountMusic(MS_REMOUNT | MS_RDONLY));
         RunAll({{{"playlist", "create", "new"}, 1, "Read-only file system"},
                 {{"playlist", "rename", "x", "y"}, 1, "Read-only file system"},
                 {{"playlist", "delete", "x"}, 1, "Read-only file system"},
                 {{"playlist", "show", "x"}, 0, "http://r/"}});
     };
-    EXPECT_TRUE(tonvale_test::HoldsInChild(onSmallDisk));
+    EXPECT_TRUE(HoldsInChild(onSmallDisk));
 }
 
 // What the library refuses changes nothing.
@@ -195,10 +191,10 @@ TEST_F(PlaylistCommand, FileAndRowKeepOneName) {
     Touch(home);
     AddRow(In("a.m3u"), "a", "m");
     AddRow(home, "b", "m", kAlice);
-    std::filesystem::create_directories(In("folder.m3u"));
+    fs::create_directories(In("folder.m3u"));
     AddRow(In("folder.m3u"), "folder", "m");
     RunAll({{{"playlist", "delete", "folder"}, 1, "Is a directory"}, {{"playlists"}, 0, "folder"}});
-    EXPECT_TRUE(std::filesystem::is_directory(In("folder.m3u")));
+    EXPECT_TRUE(fs::is_directory(In("folder.m3u")));
     Query(
         "CREATE FUNCTION refuse() RETURNS trigger LANGUAGE plpgsql AS $$ BEGIN RAISE 'no'; END $$; "
         "CREATE TRIGGER t BEFORE UPDATE OR DELETE ON playlist EXECUTE FUNCTION refuse(); "
@@ -237,7 +233,7 @@ TEST_F(PlaylistCommand, TwoOfOneTitle) {
             {{"playlists", "--limit", "1", "--offset", "1"}, 0, "2-2 of 2 playlists"},
             {{"playlist", "delete", first}, 0, ""},
             {{"playlist", "show", "x"}, 0, "0 of 0 entries"}});
-    EXPECT_FALSE(std::filesystem::exists(In("a/x.m3u")));
+    EXPECT_FALSE(fs::exists(In("a/x.m3u")));
 }
 
 }  // namespace

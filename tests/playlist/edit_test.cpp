@@ -5,10 +5,9 @@
 
 namespace {
 
-using tonvale_test::Songs;
-using tonvale_test::Texts;
+using namespace tonvale_test;
 
-class PlaylistEdit : public tonvale_test::PlaylistTest {
+class PlaylistEdit : public PlaylistTest {
   protected:
     // A list of songs by the letters of their names; a digit is track 1 to 9 of "cue.flac".
     Songs List(std::string_view names) {
@@ -113,7 +112,6 @@ TEST_F(PlaylistEdit, MissingSongs) {
 
 // The indexer knows what is behind a link by the link's path, and so do the lists there.
 TEST_F(PlaylistEdit, ListsBehindLinksKeepTheirSongs) {
-    namespace fs = std::filesystem;
     const fs::path away = scratch() / "away";
     const fs::path home = root() / "volume1/homes/alice";
     fs::remove_all(home / "music");
@@ -167,7 +165,7 @@ TEST_F(PlaylistEdit, AUsersOwnFile) {
     EXPECT_EQ(Done(VARNPersonalPlaylistUpdateSongs(kAlice, gone.c_str(), 1, 0, List("a").get())),
               -1);
     EXPECT_EQ(Done(VARNPersonalPlaylistRemoveSongByPath(kAlice, gone.c_str(), "/a")), -1);
-    EXPECT_FALSE(std::filesystem::exists(gone));
+    EXPECT_FALSE(fs::exists(gone));
     EXPECT_EQ(Done(VARNPersonalPlaylistAppendSongs(kAlice, gone.c_str(), List("a").get(), 0)), 0);
     EXPECT_EQ(Names("gone.m3u"), "a");
 }

@@ -8,11 +8,9 @@
 
 namespace {
 
-using tonvale_test::HoldsInChild;
-using tonvale_test::Songs;
-using tonvale_test::Texts;
+using namespace tonvale_test;
 
-class PlaylistParse : public tonvale_test::PlaylistTest {
+class PlaylistParse : public PlaylistTest {
   protected:
     std::string List(std::string_view text, const std::string &name = "list.m3u") {
         Touch(In(name), text);
@@ -145,13 +143,13 @@ TEST_F(PlaylistParse, Membership) {
         EXPECT_EQ(check(list, other), -1) << other;
     }
     EXPECT_TRUE(Log().empty());
-    std::filesystem::create_symlink(list, In("link.pls"));
+    fs::create_symlink(list, In("link.pls"));
     EXPECT_EQ(check(In("link.pls"), In("a.mp3")), 0);
     EXPECT_EQ(check(In("none.m3u"), "/a"), -1);
     EXPECT_TRUE(Logged("audiolib/playlist:[0-9]+ Failed to get playlist path\\."));
     EXPECT_TRUE(!IsRoot() || HoldsInChild([&] {
         ASSERT_EQ(ResetCredentialsByName("alice"), 0);
-        tonvale_test::DropSetUidRight();
+        DropSetUidRight();
         EXPECT_EQ(check(In("none.m3u"), "/a"), -1);
     })) << "a way back that is barred does not end the caller";
     EXPECT_TRUE(!IsRoot() || Logged("audiolib/playlist:[0-9]+ ERROR: ~IF_RUN_AS\\(1030, 100\\)"));
@@ -206,9 +204,9 @@ TEST_F(PlaylistParse, FirstSong) {
 }
 
 TEST_F(PlaylistParse, WhatIsNoPlaylist) {
-    std::filesystem::create_directory(In("folder.m3u"));
+    fs::create_directory(In("folder.m3u"));
     ASSERT_EQ(mkfifo(In("fifo.m3u").c_str(), 0666), 0);
-    std::filesystem::create_symlink(In("loop.m3u"), In("loop.m3u"));
+    fs::create_symlink(In("loop.m3u"), In("loop.m3u"));
     Touch(In("list.txt"), "a.mp3\n");
     for (const std::string name :
          {"folder.m3u", "fifo.m3u", "loop.m3u", "gone.m3u", "list.txt", ""}) {
@@ -242,7 +240,7 @@ TEST_F(PlaylistParse, AsManyEntriesAsThereMayBeAndALineOfTenMegabytes) {
     }
 }
 
-class PlaylistDuplicates : public tonvale_test::PlaylistTest {
+class PlaylistDuplicates : public PlaylistTest {
   protected:
     static Songs List(const Texts &names) {
         std::vector<VARN_MEDIA_INFO> records;

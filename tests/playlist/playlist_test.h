@@ -26,16 +26,16 @@ class PlaylistTest : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();
-        std::filesystem::create_directories(music());
+        fs::create_directories(music());
         WriteFile(varn::path::kIndexFolders, music().string() + "\n");
         if (IsRoot()) {
             // The package's account reads and writes here, too.
-            std::filesystem::permissions(scratch(), std::filesystem::perms::all);
-            std::filesystem::permissions(music(), std::filesystem::perms::all);
+            fs::permissions(scratch(), fs::perms::all);
+            fs::permissions(music(), fs::perms::all);
         }
     }
 
-    static std::filesystem::path music() { return scratch() / "music"; }
+    static fs::path music() { return scratch() / "music"; }
     static std::string In(const std::string &name) { return (music() / name).string(); }
 
     // A song of the library, and its file where it can be one. Returns its id.

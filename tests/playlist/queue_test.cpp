@@ -12,7 +12,9 @@
 
 namespace {
 
-class QueueFile : public tonvale_test::PlaylistTest {
+using namespace tonvale_test;
+
+class QueueFile : public PlaylistTest {
   protected:
     static std::string Path() { return (scratch() / "queue").string(); }
 
@@ -53,14 +55,14 @@ TEST_F(QueueFile, StateAndRecordsAsTheyStandInMemory) {
         EXPECT_EQ(Ids(*loaded), ids) << start;
         EXPECT_EQ(loaded->playerInfo().word[5], 6);
     }
-    std::filesystem::resize_file(Path(), 24 + 2 * 11712 - 1);
+    fs::resize_file(Path(), 24 + 2 * 11712 - 1);
     EXPECT_EQ(Ids(*Load(0, 9)), "1") << "whole records only";
-    std::filesystem::resize_file(Path(), 10);
+    fs::resize_file(Path(), 10);
     EXPECT_EQ(Load(0, 9)->playerInfo().word[1], 2);
     EXPECT_EQ(Load(0, 9)->playerInfo().word[4], 0) << "what is not there is zero";
-    std::filesystem::remove(Path());
+    fs::remove(Path());
     EXPECT_EQ(Ids(*Load(0, 9)), "");
-    EXPECT_EQ(std::filesystem::file_size(Path()), 0U) << "a missing file is made";
+    EXPECT_EQ(fs::file_size(Path()), 0U) << "a missing file is made";
     EXPECT_TRUE(Log().empty());
 }
 
@@ -72,7 +74,7 @@ TEST_F(QueueFile, NobodyWaitsForALock) {
     EXPECT_EQ(Load(0, 9), nullptr);
     EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), -1);
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to lock file\\."));
-    EXPECT_FALSE(std::filesystem::exists(Path()));
+    EXPECT_FALSE(fs::exists(Path()));
     close(fd);
 }
 
@@ -82,13 +84,13 @@ TEST_F(QueueFile, AFailureLeavesNoFile) {
     EXPECT_EQ(Load(0, 9), nullptr);
     EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), -1);
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to open .*queue\\."));
-    EXPECT_FALSE(std::filesystem::exists(Path()));
+    EXPECT_FALSE(fs::exists(Path()));
     EXPECT_EQ(AudioFile::PlaylistFileSave(nullptr, &queue), -1);
     EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), nullptr), -1);
-    std::filesystem::create_symlink("/dev/full", Path());
+    fs::create_symlink("/dev/full", Path());
     EXPECT_EQ(AudioFile::PlaylistFileSave(Path().c_str(), &queue), -1);
     EXPECT_TRUE(Logged("Failed to write the playlist to file\\.\\(No space left on device\\)$"));
-    EXPECT_FALSE(std::filesystem::exists(Path()));
+    EXPECT_FALSE(fs::exists(Path()));
 }
 
 TEST_F(QueueFile, RandomSongs) {
@@ -116,7 +118,7 @@ TEST_F(QueueFile, RandomSongs) {
     EXPECT_TRUE(Logged("audiolib/audiofile:[0-9]+ Failed to create playlist .*no/queue"));
     Query("ALTER TABLE track RENAME TO elsewhere");
     EXPECT_FALSE(AudioFile::PlaylistRandomCreate(kAlice, "all", Path().c_str()));
-    EXPECT_FALSE(std::filesystem::exists(Path())) << "no queue is made of songs not found";
+    EXPECT_FALSE(fs::exists(Path())) << "no queue is made of songs not found";
     Query("ALTER TABLE elsewhere RENAME TO track");
 }
 

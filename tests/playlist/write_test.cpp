@@ -14,11 +14,9 @@
 
 namespace {
 
-using tonvale_test::HoldsInChild;
-using tonvale_test::Songs;
-using tonvale_test::Texts;
+using namespace tonvale_test;
 
-class PlaylistWrite : public tonvale_test::PlaylistTest {
+class PlaylistWrite : public PlaylistTest {
   protected:
     static std::string Written(const std::vector<VARN_MEDIA_INFO> &records,
                                const std::string &path) {
@@ -111,12 +109,12 @@ TEST_F(PlaylistWrite, ModeAndAccount) {
 }
 
 TEST_F(PlaylistWrite, WhatCannotBeWritten) {
-    std::filesystem::create_directory(In("folder.m3u"));
+    fs::create_directory(In("folder.m3u"));
     ASSERT_EQ(mkfifo(In("fifo.m3u").c_str(), 0666), 0);
-    std::filesystem::create_symlink(In("loop.m3u"), In("loop.m3u"));
-    std::filesystem::create_symlink(In("nowhere.m3u"), In("dangling.m3u"));
+    fs::create_symlink(In("loop.m3u"), In("loop.m3u"));
+    fs::create_symlink(In("nowhere.m3u"), In("dangling.m3u"));
     Touch(In("secret"), "kept");
-    std::filesystem::create_symlink(In("secret"), In("link.m3u"));
+    fs::create_symlink(In("secret"), In("link.m3u"));
     for (const std::string name :
          {"folder.m3u", "fifo.m3u", "loop.m3u", "dangling.m3u", "link.m3u", "none/x.m3u"}) {
         ClearLog();
@@ -124,20 +122,20 @@ TEST_F(PlaylistWrite, WhatCannotBeWritten) {
         EXPECT_TRUE(Logged("audiolib/playlist\\([0-9]+\\): Failed to open .*" + name + "\\."));
     }
     EXPECT_EQ(ReadFile(In("secret")), "kept") << "a link leads only to playlists of its kind";
-    EXPECT_FALSE(std::filesystem::exists(In("nowhere.m3u")));
+    EXPECT_FALSE(fs::exists(In("nowhere.m3u")));
     Touch(In("held.m3u"), "http://old/\n");
     const varn::UniqueFd held(open(In("held.m3u").c_str(), O_RDONLY | O_CLOEXEC));
-    std::filesystem::rename(In("held.m3u"), In("moved.m3u"));
+    fs::rename(In("held.m3u"), In("moved.m3u"));
     Touch(In("held.m3u"), "kept");
     const std::string open = varn::DescriptorPath(held.Get());
     EXPECT_EQ(Shown(Read(open)), Texts{"0 http://old/"});
     EXPECT_EQ(Write(MakeSongs({Record(1, In("a"))}).get(), open), 0);
     EXPECT_EQ(ReadFile(In("moved.m3u")), "#EXTM3U\r\na\r\n") << "what is held is written";
     EXPECT_EQ(ReadFile(In("held.m3u")), "kept");
-    std::filesystem::remove(In("moved.m3u"));
+    fs::remove(In("moved.m3u"));
     EXPECT_EQ(Write(nullptr, open), -1);
     Touch(In("target.m3u"));
-    std::filesystem::create_symlink(In("target.m3u"), In("good.m3u"));
+    fs::create_symlink(In("target.m3u"), In("good.m3u"));
     EXPECT_EQ(Write(nullptr, In("good.m3u")), 0);
     EXPECT_EQ(ReadFile(In("target.m3u")), "#EXTM3U\r\n");
 }

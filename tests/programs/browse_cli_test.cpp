@@ -17,12 +17,7 @@ class BrowseCommand : public LibraryRows {
   protected:
     // One member of each folder that the words list.
     static Texts Folders(const std::string &words, const char *member = "id") {
-        const Json::Value page = JsonOf(Words("folders --json " + words));
-        Texts names;
-        for (const Json::Value &entry : page["folders"]) {
-            names.push_back(entry[member].asString());
-        }
-        return names;
+        return Each(JsonOf(Words("folders --json " + words))["folders"], member);
     }
     static std::string Stars() {
         return Value(
@@ -98,7 +93,7 @@ TEST_F(BrowseCommand, LocksHoldARatingUpOnce) {
         Add({.path = (scratch() / name).string()});
         rate.push_back(std::to_string(song));
         const auto record = scratch() / "@eaDir" / name / "VARNAUDIO_SONG_RATING";
-        std::filesystem::create_directories(record.parent_path());
+        fs::create_directories(record.parent_path());
         std::ofstream(record) << "1030=1\n";
         locked.push_back(open(record.c_str(), O_RDONLY | O_CLOEXEC));
         struct flock lock = {};

@@ -13,8 +13,6 @@ namespace tonvale_test {
 
 namespace {
 
-namespace fs = std::filesystem;
-
 class CommandLineTest : public DatabaseTest {
   protected:
     static TrackRow Track(int id, const std::string &title) {
@@ -25,12 +23,7 @@ class CommandLineTest : public DatabaseTest {
     // The titles of the songs that the arguments list.
     static std::vector<std::string> Titles(std::vector<std::string> arguments) {
         arguments.insert(arguments.begin(), {"songs", "--json"});
-        const Json::Value page = JsonOf(arguments);
-        std::vector<std::string> titles;
-        for (const Json::Value &song : page["songs"]) {
-            titles.push_back(song["title"].asString());
-        }
-        return titles;
+        return Each(JsonOf(arguments)["songs"], "title");
     }
 };
 

@@ -126,6 +126,27 @@ inline Json::Value StrictJson(const std::string &text) {
     return json;
 }
 
+// The members of an object that the words name, as texts; "-" for one that is not there. A word may
+// be a path: "song.title", "[0].id".
+inline std::string Told(const Json::Value &object, const std::string &words) {
+    std::string told;
+    std::istringstream members(words);
+    for (std::string member; members >> member;) {
+        const Json::Value &value = Json::Path(member).resolve(object);
+        told += (told.empty() ? "" : " ") + (value.isNull() ? "-" : value.asString());
+    }
+    return told;
+}
+
+// One member of each object of a list.
+inline std::vector<std::string> Each(const Json::Value &list, const char *member = "id") {
+    std::vector<std::string> texts;
+    for (const Json::Value &object : list) {
+        texts.push_back(object[member].asString());
+    }
+    return texts;
+}
+
 // What a run prints as JSON.
 inline Json::Value JsonOf(const std::vector<std::string> &arguments) {
     const Finished run = Tonvale(arguments);

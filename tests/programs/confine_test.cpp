@@ -16,20 +16,19 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::StatusOf;
+using namespace tonvale_test;
 
 // "CapEff" of CAP_DAC_READ_SEARCH alone.
 constexpr char kReads[] = "0000000000000004";
 constexpr char kNothing[] = "0000000000000000";
 constexpr double kFourGiB = 4294967296;
 
-class Confined : public tonvale_test::SystemTest {
+class Confined : public SystemTest {
   protected:
     // Starts one with the library's words; it waits for a reader, or for its picture.
     static FILE *Start(std::string_view place, const char *mode, std::vector<std::string> words) {
         words.insert(words.begin(), "program");
-        return VLIBCPopenv(At(place).c_str(), mode, tonvale_test::Arguments(words).Get());
+        return VLIBCPopenv(At(place).c_str(), mode, Arguments(words).Get());
     }
     static std::vector<std::string> Play(const std::string &song) {
         return {"-v", "0", "-i", song, "-f", "wav", "-"};
@@ -38,7 +37,7 @@ class Confined : public tonvale_test::SystemTest {
     static pid_t Become(pid_t parent, const char *program) {
         const std::string self = std::to_string(parent);
         pid_t child = -1;
-        return tonvale_test::Eventually([&] {
+        return Eventually([&] {
             child = std::atoi(ReadFile("/proc/" + self + "/task/" + self + "/children").c_str());
             std::error_code gone;
             return child > 0 && fs::read_symlink("/proc/" + std::to_string(child) + "/exe", gone) ==
@@ -57,7 +56,7 @@ class Confined : public tonvale_test::SystemTest {
         return limit;
     }
     static fs::path MakeSong(const char *name, mode_t mode) {
-        const fs::path song = tonvale_test::MakeSound(scratch() / name, "anoisesrc=duration=30");
+        const fs::path song = MakeSound(scratch() / name, "anoisesrc=duration=30");
         fs::permissions(song, fs::perms(mode));
         return song;
     }
@@ -113,17 +112,16 @@ TEST_F(Confined, ProgramsHaveTheRightsOfThePackageAndLimits) {
 // The library asks for it before the rights are given up, which takes the wish back.
 TEST_F(Confined, ProgramsStillEndWithTheirParent) {
     const std::string song = MakeSong("song.flac", 0644);
-    const pid_t parent = tonvale_test::StartInChild([&] {
+    const pid_t parent = StartInChild([&] {
         Start(varn::path::kEncoder, "r", Play(song));
         pause();
     });
     const pid_t encoder = Become(parent, "/usr/bin/ffmpeg");
     ASSERT_GT(encoder, 0);
     EXPECT_EQ(kill(parent, SIGKILL), 0);
-    EXPECT_FALSE(tonvale_test::EndedWell(parent));
-    EXPECT_TRUE(tonvale_test::Eventually([&] {
-        return !StatusOf(encoder, "State").starts_with("S");
-    })) << "neither gone nor a zombie";
+    EXPECT_FALSE(EndedWell(parent));
+    EXPECT_TRUE(Eventually([&] { return !StatusOf(encoder, "State").starts_with("S"); }))
+        << "neither gone nor a zombie";
 }
 
 }  // namespace

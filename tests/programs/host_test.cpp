@@ -20,7 +20,6 @@ namespace tonvale_test {
 
 namespace {
 
-namespace fs = std::filesystem;
 namespace host = varn::host;
 
 class RootTest : public SystemTest {

@@ -4,15 +4,15 @@
 #include <algorithm>
 #include <random>
 
+#include "programs/command.h"
 #include "service/base/failure.h"
 #include "support/fixture.h"
 #include "tonvale/settings.h"
 #include "varn/sql.h"
 
-namespace tonvale_test {
-
 namespace {
 
+using namespace tonvale_test;
 using namespace tonvale_service;
 using Texts = std::vector<std::string>;
 
@@ -58,11 +58,7 @@ class SearchTest : public DatabaseTest {
         return ids;
     }
     static Texts Names(const std::string &kind, const std::string &keyword) {
-        Texts names;
-        for (const Json::Value &name : SearchGroups(kind, RequestOf(kAlice), keyword)->Next()) {
-            names.push_back(name["name"].asString());
-        }
-        return names;
+        return Each(SearchGroups(kind, RequestOf(kAlice), keyword)->Next(), "name");
     }
 };
 
@@ -178,5 +174,3 @@ TEST_F(SearchTest, FollowsSongsThatChange) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

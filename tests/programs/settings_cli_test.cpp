@@ -42,7 +42,6 @@ TEST_F(SettingsVerbs, RightsAreSetAndUsersThatAreGoneAreRemoved) {
 }
 
 TEST_F(SettingsVerbs, AUserIsMadeWholeAfterAKill) {
-    namespace fs = std::filesystem;
     const fs::path home = fs::read_symlink(At(varn::path::kHomes)) / "eve";
     std::string uid;
     for (int kills = 0; kills < 12 && !HasFailure(); ++kills) {
@@ -100,9 +99,9 @@ TEST_F(SettingsVerbs, AdministratorsSystemAccountsAndTheFirstLogin) {
     EXPECT_TRUE(Contains(Tonvale({"user", "rights", "admin", "--no-admin"}).err, "stays"));
     WriteFile(varn::path::kInitialLogin, "admin:first\n");
     ExpectDone({"user", "passwd", "alice"});
-    EXPECT_TRUE(std::filesystem::exists(At(varn::path::kInitialLogin)));
+    EXPECT_TRUE(fs::exists(At(varn::path::kInitialLogin)));
     ExpectDone({"user", "passwd", "admin"});
-    EXPECT_FALSE(std::filesystem::exists(At(varn::path::kInitialLogin)));
+    EXPECT_FALSE(fs::exists(At(varn::path::kInitialLogin)));
 }
 
 // The test is the other writer, who has read already and writes before it lets go.
@@ -130,7 +129,6 @@ TEST_F(SettingsVerbs, NoWriterLosesWhatAnotherOneChanged) {
 
 // Readers take no lock.
 TEST_F(SettingsVerbs, KilledWritersLeaveTheOldSettingsOrTheNew) {
-    namespace fs = std::filesystem;
     const fs::path folder = At(varn::path::kUsersFile).parent_path();
     tonvale_service::SetPermission("alice", RIGHT_ALL);
     tonvale_service::SetCustomKey(1, "type", std::string(4000, 'a'), "title");
@@ -221,7 +219,7 @@ TEST_F(SettingsVerbs, WhatIsRefused) {
         const Finished done = Tonvale({"user", "sync"});
         EXPECT_TRUE(done.status == 1 && Contains(done.err, why)) << done.err;
         EXPECT_EQ(ReadFile(At(varn::path::kUsersFile)), R"({"4711": {}})");
-        std::filesystem::remove(At(varn::path::kPasswd));
+        fs::remove(At(varn::path::kPasswd));
     }
     WriteFile(varn::path::kPasswd, accounts);
 }

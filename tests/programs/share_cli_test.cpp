@@ -75,15 +75,15 @@ TEST_F(ShareVerbs, OfTwoAtOnceOneMakesTheLink) {
 
 TEST_F(ShareVerbs, KeepNobodyWaitingForAnAddress) {
     // The program that knows the address of the outside takes its time.
-    const std::filesystem::path asked = scratch() / "asked";
-    const std::filesystem::path go = scratch() / "go";
+    const fs::path asked = scratch() / "asked";
+    const fs::path go = scratch() / "go";
     WriteFile(varn::path::kDynamicDns, "#!/bin/sh\necho > " + asked.native() +
                                            "\nwhile test ! -e " + go.native() +
                                            "; do sleep 0.1; done\n");
-    std::filesystem::permissions(At(varn::path::kDynamicDns), std::filesystem::perms(0755));
+    fs::permissions(At(varn::path::kDynamicDns), fs::perms(0755));
     for (const std::string &verb : {std::string("create 12"), "song " + std::to_string(track1_)}) {
         Command command(Words("share " + verb + " --user alice"));
-        EXPECT_TRUE(Eventually([&] { return std::filesystem::exists(asked); })) << verb;
+        EXPECT_TRUE(Eventually([&] { return fs::exists(asked); })) << verb;
         EXPECT_EQ(Value("SELECT COUNT(*) FROM pg_locks WHERE locktype = 'advisory' AND "
                         "database = (SELECT oid FROM pg_database WHERE datname = "
                         "current_database())"),
@@ -91,7 +91,7 @@ TEST_F(ShareVerbs, KeepNobodyWaitingForAnAddress) {
             << verb;
         std::ofstream(go).put('x');
         EXPECT_EQ(command.Wait().status, 0) << verb;
-        EXPECT_TRUE(std::filesystem::remove(asked) && std::filesystem::remove(go)) << verb;
+        EXPECT_TRUE(fs::remove(asked) && fs::remove(go)) << verb;
     }
 }
 
@@ -153,7 +153,7 @@ TEST_F(LinksAfter, SharedPlaylistsChange) {
 
 TEST_F(LinksAfter, OwnPlaylistsOfTheSameNameChange) {
     ASSERT_EQ(VARNAudioConfSet("enable_personal_library", "no"), 0);
-    std::filesystem::permissions(At(varn::path::kPackageConf), std::filesystem::perms(0644));
+    fs::permissions(At(varn::path::kPackageConf), fs::perms(0644));
     for (const char *user : {"alice", "bob"}) {
         ExpectDone({"playlist", "create", "mine", "--personal", "--user", user});
     }

@@ -15,9 +15,11 @@
 
 namespace {
 
+using namespace tonvale_test;
+
 constexpr char kPrivileges[] = "/usr/varn/etc/app_privilege/VARN.XDK.Tonvale.Application";
 
-class Permissions : public tonvale_test::SystemTest {
+class Permissions : public SystemTest {
   protected:
     static std::string File() { return At(varn::path::kUsersFile); }
     static void Users(std::string_view text) { WriteFile(varn::path::kUsersFile, text); }
@@ -25,9 +27,6 @@ class Permissions : public tonvale_test::SystemTest {
         Json::Value json;
         EXPECT_TRUE(AudioUsers::Read(json, File()));
         return json;
-    }
-    static void AddToFile(std::string_view fixedPath, std::string_view line) {
-        std::ofstream(At(fixedPath), std::ios::app) << line;
     }
 };
 
@@ -77,8 +76,8 @@ TEST_F(Permissions, AnEntryCarriesThePreferencesThatThePackageOffers) {
     EXPECT_EQ(AudioFile::GetUserBrowsePersonalLibraryType(kAlice), BROWSE_LIBRARY_ALL);
 
     // Of the four only cue sheets are offered when nothing is configured.
-    std::filesystem::remove(At(varn::path::kPackageConf));
-    std::filesystem::remove(At(varn::path::kPackageDefaultConf));
+    fs::remove(At(varn::path::kPackageConf));
+    fs::remove(At(varn::path::kPackageDefaultConf));
     AudioUsers::SetUser(json, kAlice, 0);
     EXPECT_EQ(json["1030"].size(), 7U);
     EXPECT_TRUE(json["1030"].isMember("audio_show_virtual_library"));
@@ -86,7 +85,7 @@ TEST_F(Permissions, AnEntryCarriesThePreferencesThatThePackageOffers) {
 
 TEST_F(Permissions, WhoMayWhat) {
     Users(R"({"1024": {}, "1030": {"usb": true, "sharing": true}, "1031": {"usb": false}})");
-    AddToFile(varn::path::kGroup, "more:x:900:bob\n");
+    std::ofstream(At(varn::path::kGroup), std::ios::app) << "more:x:900:bob\n";
     EXPECT_EQ(AudioUsers::GetUserPermission("admin"), 63U);
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 35U);
     EXPECT_EQ(AudioUsers::GetUserPermission("bob"), 2U);
@@ -108,13 +107,13 @@ TEST_F(Permissions, WhoMayWhat) {
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 35U);
     EXPECT_EQ(AudioUsers::GetUserPermission("bob"), 0U);
     EXPECT_EQ(AudioUsers::GetUserPermission("guest"), 0U);
-    std::filesystem::remove(At(kPrivileges));
+    fs::remove(At(kPrivileges));
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 0U);
     EXPECT_EQ(AudioUsers::GetUserPermission("admin"), 63U);
 }
 
 TEST_F(Permissions, AdminNeedsNoFileAndOthersNeedOne) {
-    std::filesystem::remove(At(varn::path::kUsersFile));
+    fs::remove(At(varn::path::kUsersFile));
     EXPECT_EQ(AudioUsers::GetUserPermission("admin"), 63U);
     EXPECT_TRUE(Log().empty());
     EXPECT_EQ(AudioUsers::GetUserPermission("alice"), 0U);
@@ -127,7 +126,7 @@ TEST_F(Permissions, TheFirstFileKnowsAdminAndGuest) {
     Users("not json");
     EXPECT_TRUE(AudioUsers::InitUserPermission());
     EXPECT_EQ(ReadFile(File()), "not json") << "a file that is there stays";
-    std::filesystem::remove(File());
+    fs::remove(File());
     EXPECT_TRUE(AudioUsers::InitUserPermission());
     const Json::Value json = Stored();
     EXPECT_EQ(json.getMemberNames(), (std::vector<std::string>{"1024", "1025"}));
@@ -136,7 +135,7 @@ TEST_F(Permissions, TheFirstFileKnowsAdminAndGuest) {
     EXPECT_EQ(AudioUsers::GetUser(json, kAlice, false), 2U);
     EXPECT_NE(ReadFile(File()).find("\n   \"1024\" : {\n"), std::string::npos) << "not indented";
 
-    std::filesystem::remove(File());
+    fs::remove(File());
     WriteFile(varn::path::kPasswd, "admin:x:7:7::/h:/s\n");
     EXPECT_TRUE(AudioUsers::InitUserPermission());
     EXPECT_EQ(Stored().getMemberNames(), std::vector<std::string>{"7"});
@@ -172,8 +171,8 @@ TEST_F(Permissions, SavingReplacesTheFileOrLeavesIt) {
         Logged("audiolib/audiousers \\([0-9]+\\) Failed to open .*/audio\\.users\\.tmp\\. "
                "\\(No such file or directory\\)$"));
 
-    const std::filesystem::path folder = scratch() / "folder";
-    std::filesystem::create_directories(folder / "in the way");
+    const fs::path folder = scratch() / "folder";
+    fs::create_directories(folder / "in the way");
     EXPECT_TRUE(AudioUsers::Save(json, folder)) << "a failed rename counts as saved";
     EXPECT_TRUE(Logged("audiolib/audiousers:[0-9]+ Failed to rename .*\\.tmp to .*; "));
     EXPECT_EQ(ReadFile(folder.string() + ".tmp"), "{}\n");
@@ -192,7 +191,7 @@ TEST_F(Permissions, SavingReplacesTheFileOrLeavesIt) {
     EXPECT_FALSE(saved);
     EXPECT_TRUE(Logged("audiolib/audiousers \\([0-9]+\\) Failed to write .*\\.tmp\\. "));
     EXPECT_EQ(ReadFile(File()), "{\"note\": 1}");
-    EXPECT_TRUE(std::filesystem::remove(File() + ".tmp")) << "the partial file is kept";
+    EXPECT_TRUE(fs::remove(File() + ".tmp")) << "the partial file is kept";
 }
 
 TEST_F(Permissions, EntriesOfUsersThatAreGoneAreRemoved) {

@@ -12,7 +12,9 @@
 
 namespace {
 
-class Stores : public tonvale_test::SystemTest {
+using namespace tonvale_test;
+
+class Stores : public SystemTest {
   protected:
     static Json::Value Stored(std::string_view fixedPath) {
         Json::Value json;
@@ -37,7 +39,7 @@ TEST_F(Stores, CustomKeysStartEmptyAndAreWrittenWithTheFirstChange) {
         EXPECT_EQ(key.All(), "||");
         EXPECT_EQ(json["items"][index - 1]["id"].asInt(), index);
     }
-    EXPECT_FALSE(std::filesystem::exists(At(varn::path::kCustomKeys)));
+    EXPECT_FALSE(fs::exists(At(varn::path::kCustomKeys)));
 
     ASSERT_EQ(VARNAudioCustomSet(4, "radio", "O'B \"%\\ \xC3\xA9\r\n", "title"), 0);
     Key key;
@@ -120,7 +122,7 @@ TEST_F(Stores, PasswordsThatCannotBeHad) {
         WriteFile(varn::path::kPasswords, text);
         ClearLog();
         EXPECT_EQ(sets ? VARNAudioPasswordSet("a", "b") : VARNAudioPasswordGet("a", out, 16), -1);
-        return tonvale_test::LogTexts(Log());
+        return LogTexts(Log());
     };
     for (const char *text :
          {"{}", "{\"a\": 5}", "{\"a\": {}}", "{\"a\": {\"password_encrypted\": 7}}", "[]"}) {
@@ -136,7 +138,7 @@ TEST_F(Stores, PasswordsThatCannotBeHad) {
             failed(text, true).ends_with("audiolib/password:# Failed to get password json.\n"))
             << text;
     }
-    std::filesystem::remove(At(varn::path::kPasswords));
+    fs::remove(At(varn::path::kPasswords));
     EXPECT_EQ(VARNAudioPasswordGet("a", out, sizeof out), -1);
     EXPECT_TRUE(Logged("audiolib/password:[0-9]+ Failed to get custom json\\.$"));
     ClearLog();

@@ -105,9 +105,9 @@ TEST_F(SharedSongsFailures, ALinkThatIsNotFoundIsAdded) {
     WriteFile(kList, "/music/a.mp3\r\n");
     EXPECT_TRUE(Get(manager));
     EXPECT_EQ(ReadFile(At(kList)), "/music/a.mp3\r\n");
-    std::filesystem::remove(At(kList));
+    fs::remove(At(kList));
     EXPECT_TRUE(Get(manager));
-    EXPECT_FALSE(std::filesystem::exists(At(kList)));
+    EXPECT_FALSE(fs::exists(At(kList)));
 }
 
 TEST_F(SharedSongsFailures, NothingIsMadeForNobody) {

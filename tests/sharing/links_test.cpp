@@ -167,7 +167,7 @@ TEST_F(ShareLinks, ShareSingleSongs) {
     EXPECT_EQ(Refused([&] { links.ShareSong(TrackName(rock_)); }), Reason::kNoSuchSong);
     EXPECT_EQ(Refused([&] { links.ShareSong("music_0"); }), Reason::kNotASongId);
     // A list that was lost is made again.
-    std::filesystem::remove(Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice"));
+    fs::remove(Tonvale::SharingManager().GetPredefinedSharingPlsPath("alice"));
     EXPECT_EQ(links.ShareSong(Name(rock_))["id"], shared["id"]);
     EXPECT_EQ(links.GetSong(Name(rock_))["id"], shared["id"]);
     EXPECT_EQ(Refused([&] { links.GetSong(TrackName(track1_)); }), Reason::kNoSuchLink);

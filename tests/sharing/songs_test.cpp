@@ -78,7 +78,7 @@ TEST_F(SharingSongs, AreNoneWithoutAPlaylist) {
 }
 
 TEST_F(SharingSongs, SingleOnesHaveALinkOfTheirOwn) {
-    std::filesystem::create_directories(At("/usr/varn/etc/preference/alice"));
+    fs::create_directories(At("/usr/varn/etc/preference/alice"));
     SharingManager manager;
     const std::string rock = In("it's 100%_a\\b.mp3");
     ASSERT_TRUE(manager.ShareSingleSong(true, "alice", Name(rock_), rock));

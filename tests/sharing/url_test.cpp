@@ -63,10 +63,10 @@ class SharingUrl : public SharingTest {
         value != nullptr ? setenv(name, value, 1) : unsetenv(name);
     }
     static void File(std::string_view path, const Text &text, const char *head = "") {
-        std::filesystem::remove(At(path));
+        fs::remove(At(path));
         if (text) {
             WriteFile(path, head + *text);
-            std::filesystem::permissions(At(path), std::filesystem::perms(0755));
+            fs::permissions(At(path), fs::perms(0755));
         }
     }
     static void Tool(std::string_view path, const Text &body) { File(path, body, "#!/bin/sh\n"); }
@@ -221,7 +221,7 @@ TEST_F(SharingUrl, ToolsAreRunWithTheRightsTheyNeed) {
 TEST_F(SharingUrl, NamesAFileInTheAlphabetOfUrls) {
     Set("HTTP_HOST", "nas");
     const std::string share = (scratch() / "share").string();
-    std::filesystem::create_directories(share);
+    fs::create_directories(share);
     WriteFile(varn::path::kShares, "music=\"" + share + "\"\n");
     // "/music/>>>???~~" and "/music/>" in base64 hold "+", "/" and "=".
     SharingManager manager;

@@ -10,9 +10,9 @@
 
 namespace {
 
-using tonvale_test::TrackRow;
+using namespace tonvale_test;
 
-class SmartStore : public tonvale_test::LibraryRows {
+class SmartStore : public LibraryRows {
   protected:
     static constexpr char kForged[] = "x'); DROP TABLE track; --";
 
@@ -143,7 +143,7 @@ TEST_F(SmartStore, FilesAndNames) {
     EXPECT_FALSE(isThere("p"));
     EXPECT_EQ(VarnAudioUtils::LoadSmartPlsRulesByFilename(file, "p"), "");
     WriteFile(varn::path::kSmartPlaylists, "\"p\" { year > 1 }\n\"bad\" { year }\n");
-    std::filesystem::copy_file(At(varn::path::kSmartPlaylists), file);
+    fs::copy_file(At(varn::path::kSmartPlaylists), file);
     EXPECT_TRUE(isThere("p") && isThere("bad"));
     for (const char *name : {"P", "", "p ", "other"}) {
         EXPECT_FALSE(isThere(name)) << name;

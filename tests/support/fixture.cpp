@@ -23,8 +23,6 @@
 
 namespace tonvale_test {
 
-namespace fs = std::filesystem;
-
 namespace {
 
 constexpr char kAdmin[] = "varnadmin";

@@ -12,6 +12,8 @@
 
 namespace tonvale_test {
 
+namespace fs = std::filesystem;
+
 // The words of a text, parted by blanks.
 std::vector<std::string> Words(const std::string &text);
 
@@ -40,17 +42,17 @@ class SystemTest : public testing::Test {
     void TearDown() override;
 
     // The root; the same folder for all tests of this process.
-    static const std::filesystem::path &root();
+    static const fs::path &root();
     // Where a fixed system path lies below the root.
-    static std::filesystem::path At(std::string_view fixedPath);
+    static fs::path At(std::string_view fixedPath);
     // Writes a file, making its folders. The path is a fixed system path.
     static void WriteFile(std::string_view fixedPath, std::string_view text);
     // The same at a path of its own.
-    static void Touch(const std::filesystem::path &path, std::string_view text = "");
-    static std::string ReadFile(const std::filesystem::path &path);
+    static void Touch(const fs::path &path, std::string_view text = "");
+    static std::string ReadFile(const fs::path &path);
     static void MakeAdministrator(const std::string &user);
     // A folder for the test's own files, outside the root, empty at the start of each test.
-    static const std::filesystem::path &scratch();
+    static const fs::path &scratch();
 
     // The lines that were logged since the test began or the log was last cleared.
     std::vector<std::string> Log() const;

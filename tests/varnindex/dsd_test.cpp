@@ -14,7 +14,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using varnindex::ReadResult;
 
 constexpr std::uint32_t kRate = 2'822'400;
@@ -69,7 +69,7 @@ std::string Dff(const std::string &sound, const std::string &compression, const 
                              sound + (tag.empty() ? "" : Chunk("ID3 ", tag)));
 }
 
-class DsdTest : public tonvale_test::SystemTest {
+class DsdTest : public SystemTest {
   protected:
     static ReadResult Read(const std::string &name, const std::string &bytes) {
         std::ofstream(scratch() / name, std::ios::binary) << bytes;

@@ -16,10 +16,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Eventually;
+using namespace tonvale_test;
 
-class LibraryWatchTest : public tonvale_test::IndexTest {
+class LibraryWatchTest : public IndexTest {
   protected:
     void SetUp() override {
         IndexTest::SetUp();
@@ -34,20 +33,19 @@ class LibraryWatchTest : public tonvale_test::IndexTest {
     }
 
     void Start(const char *option = "--watch") {
-        indexer_ =
-            std::make_unique<tonvale_test::Command>(Words{"--watch", option}, "", "varnindex");
+        indexer_ = std::make_unique<Command>(Words{"--watch", option}, "", "varnindex");
         ASSERT_TRUE(Eventually([] { return fs::exists(At(varn::path::kNotifySocket)); }))
             << indexer_->Complaints();
     }
     // What it has printed; fails unless it ended well.
     std::string Stop() {
-        const tonvale_test::Finished finished = indexer_->Signal(SIGTERM);
+        const Finished finished = indexer_->Signal(SIGTERM);
         indexer_.reset();
         EXPECT_EQ(finished.status, 0) << finished.err;
         return finished.out;
     }
     bool Complains(const std::string &part) const {
-        return Eventually([&] { return tonvale_test::Contains(indexer_->Complaints(), part); });
+        return Eventually([&] { return Contains(indexer_->Complaints(), part); });
     }
 
     // The name, title and id of every song.
@@ -62,7 +60,7 @@ class LibraryWatchTest : public tonvale_test::IndexTest {
                    : testing::AssertionFailure() << Songs();
     }
 
-    std::unique_ptr<tonvale_test::Command> indexer_;
+    std::unique_ptr<Command> indexer_;
 };
 
 TEST_F(LibraryWatchTest, TheLibraryFollowsTheFolders) {

@@ -28,13 +28,11 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using TagLib::ByteVector;
-using tonvale_test::Ffmpeg;
-using tonvale_test::Samples;
 using Words = std::vector<std::string>;
 
-class PicturesTest : public tonvale_test::SystemTest {
+class PicturesTest : public SystemTest {
   protected:
     void SetUp() override {
         Samples();

@@ -63,13 +63,6 @@ class ScanTest : public IndexTest {
               " GROUP BY table_name ORDER BY table_name DESC LOOP EXECUTE s; END LOOP; END $do$");
     }
 
-    // The server needs a moment to find out that its client was killed; until then it holds the
-    // lock.
-    static void WaitForItsServerProcess() {
-        EXPECT_TRUE(Eventually([] { return varnindex::Database().TakeIndexLock(); }))
-            << "the lock of a killed indexer stays";
-    }
-
     static void EmbedSheet(const std::filesystem::path &path, const std::string &sheet) {
         TagLib::FLAC::File file(path.c_str());
         TagLib::PropertyMap tags = file.properties();

@@ -12,10 +12,15 @@ namespace tonvale_test {
 //   star PATH[#TRACK] STARS [USER]
 //   homes on|off, account gone|back    alice's
 //   register PATH..., pass-over NAMES, configuration lost
+//   roots two     one server for this root and another, whose "register" and "index" follow "other"
+//   roots own     the server is this root's alone again
+//   known-folders lost|unreadable      the list of the folders that were indexed
+//   due PATH      a record that another run has left to settle
 //   index [OPTION|PATH...] => COUNTS   those that are not 0; "!" first: exit status 1, "?": another
 //   says TEXT                          in the warnings of the last run
 //   rows => PATH[#TRACK][<ORIGIN][*STARS]...   ORIGIN is where the row was first
 //   lists => PATH[<ORIGIN]...
+//   places => FOLDERS LISTS FOLDERS-OF-USERS, outbox => ROWS, owners => of all rows
 //   rebuild                            an emptied library gets the same stars
 // Paths are below the music folder, or in a home when they begin with "~alice/" or "~bob/", or
 // beside the music folder when they begin with "../".
@@ -250,6 +255,48 @@ inline constexpr TreeCase kTreeCases[] = {
      "index $Recycle.Bin/3.mp3 => !\n says is passed over\n index real/.4.mp3 => !\n"
      "says is passed over\n pass-over Notes/REAL\n index => added 1, moved 1, unchanged 1\n"
      "rows => $Recycle.Bin/3.mp3 link/1.mp3 same/2.mp3<real/2.mp3\n"},
+    {"OfTwoRootsEachRemovesItsOwnRowsAlone",
+     "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n put ~alice/3.mp3 C\n"
+     "write mine/l.m3u 1\n write theirs/l.m3u 2\n register mine\n other register theirs\n"
+     "homes on\n index => added 2; playlists: added 1\n"
+     "other index => added 1; playlists: added 1\n places => 2 2 1\n"
+     "index => unchanged 2; playlists: unchanged 1\n"
+     // The second of these writes nothing, so that the third knows what the first has known.
+     "put new/4.mp3 D\n other register new\n"
+     "other index --dry-run => added 1, removed 1; playlists: removed 1\n"
+     "other index => added 1, removed 1; playlists: removed 1\n places => 2 1 1\n"
+     "rm mine/1.mp3\n put mine/5.mp3 E\n"
+     "index => added 1, removed 1, unchanged 1; playlists: unchanged 1\n"
+     "rows => mine/5.mp3 new/4.mp3 ~alice/3.mp3\n"
+     // Without the list nobody knows whose a row is, and it stays.
+     "homes off\n known-folders lost\n index --purge => unchanged 1; playlists: unchanged 1\n"
+     "rows => mine/5.mp3 new/4.mp3 ~alice/3.mp3\n"},
+    // What another root was killed before it had done: its files may not be there for this one.
+    {"OfTwoRootsEachSettlesItsOwnRecordsAlone",
+     "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n register mine\n"
+     "other register theirs\n due theirs/gone.mp3\n due mine/gone.mp3\n index => added 1\n"
+     "outbox => 1\n index mine/1.mp3 => unchanged 1\n outbox => 1\n other index => added 1\n"
+     "outbox => 0\n"},
+    {"AFolderIsRememberedAsLongAsItsRowsAreHeldBack",
+     "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n put ~alice/3.mp3 C\n"
+     "register mine\n other register theirs\n homes on\n index => added 2\n"
+     "other index => added 1\n mv ~alice/.. ../alice\n index => !unchanged 1\n"
+     "index => !unchanged 1\n homes off\n index => removed 1, unchanged 1\n"
+     "known-folders => mine\n places => 2 0 0\n"},
+    {"RowsOfNoWholeScanAreRemembered",
+     "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n put short/3.mp3 C\n"
+     "other register theirs\n other index => added 1\n register mine short\n"
+     "index short => added 1\n register mine\n index => added 1, removed 1\n"
+     "rows => mine/1.mp3 theirs/2.mp3\n"},
+    {"AListOfFoldersThatCannotBeReadLosesNothing",
+     "roots two\n put mine/1.mp3 A\n register mine\n index => added 1\n"
+     "known-folders unreadable\n index => !\n says /var/lib/Tonvale/indexed\n"
+     "rows => mine/1.mp3\n known-folders lost\n"},
+    {"AServerOfOnesOwnIsCleanedAsAWhole",
+     "roots two\n put mine/1.mp3 A\n put theirs/2.mp3 B\n write theirs/l.m3u 1\n"
+     "register mine\n other register theirs\n index => added 1\n"
+     "other index => added 1; playlists: added 1\n roots own\n"
+     "index => removed 1, unchanged 1; playlists: removed 1\n places => 1 0 0\n"},
 };
 
 }  // namespace tonvale_test

@@ -8,18 +8,16 @@
 #include <sstream>
 #include <string>
 
+#include "varn/host.h"
 #include "varnindex/scan_fixture.h"
 #include "varnindex/settle/stars.h"
 #include "varnindex/trees.h"
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Finished;
-using tonvale_test::Samples;
-using tonvale_test::TreeCase;
+using namespace tonvale_test;
 
-class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterface<TreeCase> {
+class TreesTest : public ScanTest, public testing::WithParamInterface<TreeCase> {
   protected:
     static fs::path At(const std::string &name) {
         const std::size_t slash = name.find('/');
@@ -85,33 +83,13 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
         return text;
     }
 
-    // The counts that are not 0.
-    static std::string Short(const Finished &run) {
-        std::string counts;
-        std::istringstream parts(run.out.substr(0, run.out.find('\n')));
-        for (std::string part; std::getline(parts, part, ';');) {
-            const std::size_t colon = part.find(':');
-            std::string some;
-            std::istringstream words(part.substr(colon == part.npos ? 0 : colon + 1));
-            for (std::string what, number; words >> what >> number;) {
-                number = number.substr(0, number.find(','));
-                some += number == "0" ? "" : (some.empty() ? "" : ", ") + what + " " + number;
-            }
-            if (!some.empty()) {
-                counts += counts.empty() ? "" : ";";
-                counts += (colon == part.npos ? "" : part.substr(0, colon) + ": ") + some;
-            }
-        }
-        return (run.status == 0 ? "" : run.status == 1 ? "!" : "?") + counts;
-    }
-
     void Index(std::istringstream &words, const std::string &expected) {
         Words arguments;
         for (std::string word; words >> word && word != "=>";) {
             arguments.push_back(word.starts_with("--") ? word : At(word).string());
         }
-        last_ = IndexTest::Index(arguments);
-        EXPECT_EQ(Short(last_), expected) << last_.err;
+        last_ = IndexTest::Index(arguments, variables_);
+        EXPECT_EQ(Shown(last_.status, last_.out), expected) << last_.err;
         songs_.merge(Songs());
         lists_.merge(Lists());
     }
@@ -158,55 +136,105 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
         }
     }
 
-    void Run(const std::string &line) {
+    void Run(std::string line) {
         SCOPED_TRACE(line);
+        variables_.clear();
+        if (line.starts_with("other ")) {
+            variables_ = {"TONVALE_ROOT=" + Other().string(),
+                          "PGHOST=" + SystemTest::At(varn::path::kDatabaseSocketDir).string()};
+            line.erase(0, 6);
+        }
         std::istringstream words(line);
         std::string command;
-        std::string first;
         words >> command;
         const std::size_t arrow = line.find("=>");
         const std::string expected =
             arrow == line.npos || arrow + 3 > line.size() ? "" : line.substr(arrow + 3);
         if (command == "index") {
             Index(words, expected);
-        } else if (command == "rows") {
-            EXPECT_EQ(Described(Songs(), songs_), expected);
-        } else if (command == "lists") {
-            EXPECT_EQ(Described(Lists(), lists_), expected);
-        } else if (command == "owners") {
-            EXPECT_EQ(Owners(), expected);
+        } else if (arrow != line.npos) {
+            EXPECT_EQ(Shown(command), expected);
         } else if (command == "rebuild") {
             Rebuild();
         } else if (command == "says") {
             EXPECT_NE(last_.err.find(line.substr(5)), std::string::npos) << last_.err;
         } else if (command == "register") {
-            std::vector<Path> folders;
-            while (words >> first) {
-                folders.push_back(At(first));
-            }
-            Register(folders);
+            RegisterAll(words);
         } else {
-            std::string second;
-            std::string user = "1030";
-            words >> first >> std::ws;
-            if (command == "write") {
-                std::getline(words, second);
-                std::replace(second.begin(), second.end(), '|', '\n');
+            Do(command, words);
+        }
+    }
+
+    using ScanTest::Shown;
+    std::string Shown(const std::string &what) const {
+        return what == "rows"     ? Described(Songs(), songs_)
+               : what == "lists"  ? Described(Lists(), lists_)
+               : what == "owners" ? Owners()
+               : what == "known-folders"
+                   ? NameOf(ReadFile(KnownFolders()).substr(0, ReadFile(KnownFolders()).size() - 1))
+                   : Value(what == "places" ? "SELECT (SELECT count(*) FROM directory) || ' ' ||"
+                                              " (SELECT count(*) FROM playlist) || ' ' ||"
+                                              " (SELECT count(*) FROM personal_directory)"
+                                            : "SELECT count(*) FROM outbox");
+    }
+
+    void RegisterAll(std::istringstream &words) {
+        std::string text;
+        for (std::string folder; words >> folder;) {
+            text += At(folder).string() + "\n";
+        }
+        Touch((variables_.empty() ? root() : Other()) / varn::path::kIndexFolders.substr(1), text);
+    }
+
+    void Do(const std::string &command, std::istringstream &words) {
+        std::string first;
+        std::string second;
+        std::string user = "1030";
+        words >> first >> std::ws;
+        if (command == "write") {
+            std::getline(words, second);
+            std::replace(second.begin(), second.end(), '|', '\n');
+        }
+        words >> second >> user;
+        if (command == "homes") {
+            EnableHomes(first == "on");
+        } else if (command == "account") {
+            SetAccount(first == "back");
+        } else if (command == "pass-over") {
+            ASSERT_EQ(VARNAudioConfSet("passed_over_names", first.c_str()), 0);
+        } else if (command == "configuration") {
+            fs::remove(SystemTest::At(varn::path::kPackageConf));
+        } else if (command == "roots") {
+            first == "two" ? MakeOtherRoot() : UseDatabase(varn::host::DatabaseKind::kPrivate);
+        } else if (command == "known-folders") {
+            fs::remove(KnownFolders());
+            if (first == "unreadable") {
+                fs::create_directory(KnownFolders());
             }
-            words >> second >> user;
-            if (command == "homes") {
-                EnableHomes(first == "on");
-            } else if (command == "account") {
-                SetAccount(first == "back");
-            } else if (command == "pass-over") {
-                ASSERT_EQ(VARNAudioConfSet("passed_over_names", first.c_str()), 0);
-            } else if (command == "configuration") {
-                fs::remove(SystemTest::At(varn::path::kPackageConf));
-            } else if (command == "star") {
-                Star(first, second, user);
-            } else {
-                Change(command, first, second);
-            }
+        } else if (command == "due") {
+            Query("INSERT INTO outbox (song, number, path) VALUES (0, -1, '" + At(first).string() +
+                  "')");
+        } else if (command == "star") {
+            Star(first, second, user);
+        } else {
+            Change(command, first, second);
+        }
+    }
+
+    static fs::path Other() { return scratch() / "other"; }
+    static fs::path KnownFolders() { return SystemTest::At(varn::path::kIndexedList); }
+    static void UseDatabase(varn::host::DatabaseKind kind) {
+        ASSERT_TRUE(varn::host::ChooseDatabase(kind));
+    }
+
+    // One beside the fixture's root, whose cluster is the server of both, without homes.
+    static void MakeOtherRoot() {
+        EnableHomes(false);
+        UseDatabase(varn::host::DatabaseKind::kExternal);
+        for (const char *folder : {"etc", "etc.defaults", "usr", "var/packages"}) {
+            fs::create_directories((Other() / folder).parent_path());
+            fs::copy(root() / folder, Other() / folder,
+                     fs::copy_options::recursive | fs::copy_options::copy_symlinks);
         }
     }
 
@@ -249,6 +277,7 @@ class TreesTest : public tonvale_test::ScanTest, public testing::WithParamInterf
     }
 
     Finished last_;
+    Words variables_;                   // of the root that a line is about
     std::map<int, std::string> songs_;  // where each was first
     std::map<int, std::string> lists_;
     std::string accounts_;
@@ -261,7 +290,7 @@ TEST_P(TreesTest, BecomeRows) {
     }
 }
 
-INSTANTIATE_TEST_SUITE_P(, TreesTest, testing::ValuesIn(tonvale_test::kTreeCases),
+INSTANTIATE_TEST_SUITE_P(, TreesTest, testing::ValuesIn(kTreeCases),
                          [](const auto &test) { return std::string(test.param.name); });
 
 }  // namespace

@@ -16,7 +16,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using namespace varnindex;
 using Kind = Found::Kind;
 using Names = std::vector<std::string>;
@@ -25,7 +25,7 @@ bool IsMp3(std::string_view name) {
     return name.ends_with(".mp3");
 }
 
-class WalkTest : public tonvale_test::SystemTest {
+class WalkTest : public SystemTest {
   protected:
     // Makes files below the scratch folder, with their folders.
     static void Make(const Names &files) {

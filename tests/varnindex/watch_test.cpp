@@ -21,12 +21,11 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::Eventually;
+using namespace tonvale_test;
 using Words = std::vector<std::string>;
 
 // A watcher in a process of its own, whose jobs write down what they are asked for.
-class WatchTest : public tonvale_test::SystemTest {
+class WatchTest : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -90,7 +89,7 @@ class WatchTest : public tonvale_test::SystemTest {
 
     // Returns when the watcher has had its first look.
     void Start() {
-        watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
+        watcher_ = StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
         ASSERT_TRUE(Eventually([] { return WasAsked("everything"); }));
         fs::remove(Asked());
     }
@@ -98,7 +97,7 @@ class WatchTest : public tonvale_test::SystemTest {
     // True when it ended well.
     bool Stop(int signal = SIGTERM) {
         kill(watcher_, signal);
-        return tonvale_test::EndedWell(std::exchange(watcher_, 0));
+        return EndedWell(std::exchange(watcher_, 0));
     }
 
     // True when the watcher asked for a path, or for everything.
@@ -176,7 +175,7 @@ TEST_F(WatchTest, NoticesAreWorkedOffOnce) {
     notify(hostile, VLIB_NOTIFY_CREATED);
     notify("/elsewhere/not ours.mp3", VLIB_NOTIFY_CREATED);
     ASSERT_TRUE(fs::exists(Spool()));
-    watcher_ = tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
+    watcher_ = StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
     ASSERT_TRUE(Asks("everything"));
     std::ofstream(Spool(), std::ios::app)
         << "64\t" << (Music() / "two\\\\n tab\\t.mp3").string() << "\t\n";
@@ -273,7 +272,7 @@ TEST_F(WatchTest, FoldersBeyondTheLimitOfTheSystemAreNamed) {
             EXPECT_EQ(changed, std::set{folder + "/song.mp3"});
         }
     };
-    EXPECT_TRUE(tonvale_test::HoldsInChild(withLimit));
+    EXPECT_TRUE(HoldsInChild(withLimit));
     if (!fs::exists(scratch() / "limited")) {
         GTEST_SKIP() << "the limit cannot be set here";
     }
@@ -293,8 +292,7 @@ TEST_F(WatchTest, ADiskThatComesAndGoesInsideAWatchedFolderIsWatched) {
             return;
         }
         std::ofstream(scratch() / "mounted") << "";
-        const pid_t watcher =
-            tonvale_test::StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
+        const pid_t watcher = StartInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 0); });
         EXPECT_TRUE(Asks("everything"));
         for (int i = 0; i < 3; ++i) {
             fs::remove(Asked());
@@ -309,9 +307,9 @@ TEST_F(WatchTest, ADiskThatComesAndGoesInsideAWatchedFolderIsWatched) {
             Sees(disk / "below.mp3");
         }
         kill(watcher, SIGTERM);
-        EXPECT_TRUE(tonvale_test::EndedWell(watcher));
+        EXPECT_TRUE(EndedWell(watcher));
     };
-    EXPECT_TRUE(tonvale_test::HoldsInChild(withDisk));
+    EXPECT_TRUE(HoldsInChild(withDisk));
     if (!fs::exists(scratch() / "mounted")) {
         GTEST_SKIP() << "nothing can be mounted here";
     }
@@ -340,7 +338,7 @@ TEST_F(WatchTest, LostEventsAreMadeUpFor) {
 
 TEST_F(WatchTest, OneWatcherAtATimeAndNothingLeftBehind) {
     Start();
-    EXPECT_TRUE(tonvale_test::HoldsInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 1); }));
+    EXPECT_TRUE(HoldsInChild([] { EXPECT_EQ(varnindex::Watch(Jobs()), 1); }));
     EXPECT_TRUE(Logged("another process watches"));
     EXPECT_TRUE(fs::exists(Socket()));
     EXPECT_TRUE(Stop(SIGINT));
@@ -348,7 +346,7 @@ TEST_F(WatchTest, OneWatcherAtATimeAndNothingLeftBehind) {
     // After a crash the socket's file is there, and does not stand in the way.
     Start();
     kill(watcher_, SIGKILL);
-    EXPECT_FALSE(tonvale_test::EndedWell(std::exchange(watcher_, 0)));
+    EXPECT_FALSE(EndedWell(std::exchange(watcher_, 0)));
     EXPECT_TRUE(fs::exists(Socket()));
     Start();
     EXPECT_EQ(VLIBVRNotify((Music() / "sent.m3u").c_str(), nullptr, VLIB_NOTIFY_CHANGED), 0);

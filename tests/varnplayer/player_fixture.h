@@ -26,8 +26,6 @@
 
 namespace tonvale_test {
 
-namespace fs = std::filesystem;
-
 // A run of varnplayer.
 class PlayerProcess {
   public:

@@ -9,12 +9,7 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::AskPlayer;
-using tonvale_test::Connect;
-using tonvale_test::LocalAddress;
-using tonvale_test::PlayerTest;
-using tonvale_test::SendToPlayer;
+using namespace tonvale_test;
 
 class PlayingTest : public PlayerTest {
   protected:
@@ -46,8 +41,7 @@ TEST_F(PlayingTest, GoesThroughTheQueue) {
     VARNAudioAddFromFile(missing.c_str());
     EXPECT_FALSE(fs::exists(missing)) << "made by looking for it";
     const Json::Value all = Songs(0, 100);
-    ASSERT_EQ(all["total"].asInt(), 3) << all;
-    EXPECT_EQ(all["songs"][1]["path"].asString(), queue.songs()[1]->path);
+    EXPECT_EQ(Told(all, "total songs[1].path"), "3 " + std::string(queue.songs()[1]->path));
     EXPECT_EQ(Songs(1, 2)["songs"][0]["index"].asInt(), 1);
     EXPECT_EQ(Songs(3, 2)["songs"].size(), 0U);
     EXPECT_FALSE(Songs(-1, 2)["success"].asBool());
@@ -95,7 +89,7 @@ TEST_F(PlayerTest, IsForThePackageAlone) {
         GTEST_SKIP() << "needs root's rights";
     }
     for (const char *user : {"Tonvale", "alice"}) {
-        EXPECT_TRUE(tonvale_test::HoldsInChild([&] {
+        EXPECT_TRUE(HoldsInChild([&] {
             const int fd = socket(AF_UNIX, SOCK_STREAM, 0);
             EXPECT_EQ(ResetCredentialsByName(user, false), 0);
             EXPECT_EQ(Connect(fd, LocalAddress(path)), *user == 'T') << user;

@@ -7,9 +7,9 @@
 #include "programs/command.h"
 #include "varnplayer/player_fixture.h"
 
-namespace tonvale_test {
-
 namespace {
+
+using namespace tonvale_test;
 
 constexpr auto kFailed = 1 << 8;  // a wait status
 
@@ -128,5 +128,3 @@ TEST_F(ProcessTest, TheLockIsNobodyElsesFile) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -9,12 +9,14 @@
 
 namespace {
 
+using namespace tonvale_test;
+
 class Action : public ActionHandler {
   public:
     bool Process() override { return true; }
 };
 
-using Actions = tonvale_test::SystemTest;
+using Actions = SystemTest;
 
 std::string OneLine(const Json::Value &value) {
     Json::StreamWriterBuilder builder;
@@ -57,7 +59,7 @@ TEST_F(Actions, WriteHeaderAndBody) {
     Json::Value reply(Json::objectValue);
     reply["t"] = "\"\\\xC3\xA9\n\xF0\x9F\x8E\xB5</script>";
     for (const auto &[header, written] : cases) {
-        const tonvale_test::Captured out(1);
+        const Captured out(1);
         EXPECT_TRUE(Action().PrintResponse(reply, header));
         EXPECT_EQ(out.Text(), std::string(written) + R"({"t":"\"\\\u00e9\n\ud83c\udfb5</script>"})"
                                                      "\n");
@@ -65,7 +67,7 @@ TEST_F(Actions, WriteHeaderAndBody) {
     // Whatever a value holds, the answer is JSON that a strict reader takes.
     reply["t"] = "cut \xC3";
     reply["n"] = std::nan("");
-    const tonvale_test::Captured out(1);
+    const Captured out(1);
     EXPECT_TRUE(Action().PrintResponse(reply, "X: y"));
     EXPECT_EQ(out.Text().substr(8), "{\"n\":null,\"t\":\"cut \\ufffd\"}\n");
 }
@@ -82,7 +84,7 @@ TEST_F(Actions, TellOfAnOutputThatIsFull) {
     std::clearerr(stdout);
 }
 
-class RangeField : public tonvale_test::SystemTest {
+class RangeField : public SystemTest {
   protected:
     void TearDown() override {
         for (const char *name : {"HTTP_RANGE", "HTTP_IF_RANGE", "REQUEST_METHOD"}) {

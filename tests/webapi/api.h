@@ -88,15 +88,6 @@ class Api {
         EXPECT_EQ(reply["success"].asBool(), reply.isMember("data")) << reply;
         return reply["error"]["code"].asInt();
     }
-
-    // One member of each object of a list.
-    static Texts Each(const Json::Value &list, const char *member = "id") {
-        Texts texts;
-        for (const Json::Value &object : list) {
-            texts.push_back(object[member].asString());
-        }
-        return texts;
-    }
 };
 
 class ApiTest : public DatabaseTest, protected Api {

@@ -16,13 +16,12 @@
 #include "varn/packageconf.h"
 #include "varn/sql.h"
 #include "varn/systempath.h"
+#include "varnindex/samples.h"
 #include "webapi/cgi.h"
-
-namespace tonvale_test {
 
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
 constexpr char kJpeg[] = "\xFF\xD8\xFF\xE0 one";
 constexpr char kPng[] = "\x89PNG\r\n\x1A\n two";
@@ -141,39 +140,57 @@ TEST_F(CoverApi, ShowsWhatTheUserMaySeeAndNothingElse) {
     }
 }
 
+// Covers, ratings and sound, whether the folder is a link or the song in it. The indexed folder is
+// one itself.
 TEST_F(CoverApi, FollowsLinksToTheOwnersMusicOnly) {
-    const fs::path music = scratch() / "music";
+    const fs::path music = scratch() / "linked";
     const fs::path home = root() / "volume1/homes/alice/music";
-    fs::create_directories(scratch() / "linked");
-    fs::create_directories(music);
+    fs::create_directory(scratch() / "music");
+    fs::create_directory_symlink(scratch() / "music", music);
+    fs::permissions(scratch(), fs::perms::others_exec, fs::perm_options::add);
     WriteFile(varn::path::kIndexFolders,
               music.string() + "\n" + (root() / "volume1").string() + "\n");
-    Query(InsertSql({.id = 1, .path = music / "album" / "a.mp3"}) +
-          InsertSql({.id = 2, .userid = kAlice, .path = home / "album" / "a.mp3"}));
+    Query(InsertSql({.id = 1, .path = music / "album/a.flac"}) +
+          InsertSql({.id = 2, .userid = kAlice, .path = home / "album/a.flac"}) +
+          "UPDATE track SET duration = 2, frequency = 44100, container = 'flac'");
+    Ffmpeg({"-f", "lavfi", "-i", "sine=d=2", scratch() / "tone.flac"});
     const std::tuple<fs::path, bool, bool> links[] = {
         // target, for shared, for her own
         {music / "real", true, true},
         {home / "real", false, true},
         {root() / "volume1/homes/bob/music/real", false, false},
         {scratch() / "outside", false, false}};
-    for (const auto &[target, forShared, forOwn] : links) {
-        for (const fs::path &folder : {music, home}) {
-            fs::remove(folder / "album");
-            fs::create_directory_symlink(target, folder / "album");
+    const auto expectSound = [](const std::string &id, bool isHeard) {
+        for (const std::string rest : {"", "&format=wav", "&position=1"}) {
+            const std::string sound =
+                GetCgi("version=1&api=VARN.Tonvale.Stream&method=stream&id=" + id + rest);
+            EXPECT_TRUE(Contains(sound, isHeard ? "Status: 200" : "Status: 404")) << rest << sound;
         }
-        for (const std::string id : {"music_1", "music_2"}) {
+    };
+    for (const auto &[target, forShared, forOwn] : links) {
+        for (const auto &[folder, id, isShown] :
+             {std::tuple(music, std::string("music_1"), forShared), {home, "music_2", forOwn}}) {
             SCOPED_TRACE(target.string() + " " + id);
             Touch(target / "cover.jpg", kJpeg);
-            const bool isShown = id == "music_1" ? forShared : forOwn;
+            Touch(target / "a.flac", ReadFile(scratch() / "tone.flac"));
+            fs::remove_all(folder / "album");
+            fs::create_directory_symlink(target, folder / "album");
+            expectSound(id, isShown);
             for (const char *size : {"&size=original", "&size=scaled"}) {
                 const Answer answer = Get("&id=" + id + size);
                 EXPECT_TRUE(isShown ? answer.body == kJpeg : IsDefault(answer)) << size;
             }
             EXPECT_EQ(fs::exists(target / "@eaDir"), isShown) << "a place for the copy";
             GetCgi("version=1&api=VARN.Tonvale.Song&method=rate&rating=4&id=" + id);
-            EXPECT_EQ(fs::exists(target / "@eaDir/a.mp3/VARNAUDIO_SONG_RATING"), isShown);
+            EXPECT_EQ(fs::exists(target / "@eaDir/a.flac/VARNAUDIO_SONG_RATING"), isShown);
             EXPECT_EQ(fs::exists(target / "@eaDir"), isShown);
             fs::remove_all(target / "@eaDir");
+            for (const fs::path &song : {target / "a.flac", target, fs::path("/nowhere")}) {
+                fs::remove_all(folder / "album");
+                fs::create_directory(folder / "album");
+                fs::create_symlink(song, folder / "album/a.flac");
+                expectSound(id, isShown && song.filename() == "a.flac");
+            }
         }
     }
     EXPECT_EQ(Value("SELECT count(*) FROM rating_track WHERE star = 4"), "2");
@@ -291,5 +308,3 @@ TEST_F(CoverApi, FetchesPicturesOfStations) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

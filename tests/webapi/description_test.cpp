@@ -7,10 +7,9 @@
 #include "webapi/api.h"
 #include "webapi/served.h"
 
-namespace tonvale_test {
-
 namespace {
 
+using namespace tonvale_test;
 using tonvale_entry::AllApis;
 
 // Each text at a name, anywhere in the document.
@@ -173,5 +172,3 @@ TEST_P(ServedDescription, HasPathsThatAreAskedLikeQueries) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

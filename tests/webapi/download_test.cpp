@@ -8,11 +8,9 @@
 #include "service/downloads/zip_stream.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using tonvale_service::ZipEntry;
 using tonvale_service::ZipNames;
 using tonvale_service::ZipStream;
@@ -147,5 +145,3 @@ TEST(ZipNamesTest, CanBeUnpackedEverywhere) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -17,7 +17,6 @@ namespace {
 
 using namespace std::chrono_literals;
 using tonvale_service::Proof;
-namespace fs = std::filesystem;
 
 class Events : public Served {
   protected:

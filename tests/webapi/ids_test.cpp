@@ -11,13 +11,14 @@
 
 namespace {
 
+using namespace tonvale_test;
 using Tonvale::UrlParser;
 using Tonvale::webapi::playlist::PlaylistResult;
 
 // A text is no flag: it would make a smart playlist of a key.
 static_assert(!std::is_constructible_v<PlaylistResult, std::string, const char *>);
 
-class Ids : public tonvale_test::SystemTest {};
+class Ids : public SystemTest {};
 
 TEST_F(Ids, SongIdsGiveTheirRowId) {
     const std::string twenty(20, '9');
@@ -158,9 +159,9 @@ TEST_F(Ids, PlaylistIdsAreTakenApartAndPutTogether) {
         EXPECT_EQ(std::tie(result.personal, result.smart), std::tuple(!c.shared, c.smart));
         EXPECT_EQ(result.GetId(), c.again != nullptr ? c.again : c.id);
     }
-    for (const std::string &id : tonvale_test::Words(
-             "playlist_personal_normal/../x playlist_personal_normal/x/../y "
-             "playlist_personal/x a_b_c_d_e/x playlist/x playlist_shared_smart /")) {
+    for (const std::string &id :
+         Words("playlist_personal_normal/../x playlist_personal_normal/x/../y "
+               "playlist_personal/x a_b_c_d_e/x playlist/x playlist_shared_smart /")) {
         ClearLog();
         bool shared = true;
         bool smart = true;

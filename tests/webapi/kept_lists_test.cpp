@@ -11,9 +11,9 @@
 #include "varn/sql.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
+
+using namespace tonvale_test;
 
 // Lists that are kept, against the same ones computed anew.
 class KeptLists : public ApiTest {
@@ -40,11 +40,11 @@ class KeptLists : public ApiTest {
         objects.push_back(std::to_string(page.Total()));
         return objects;
     }
-    static std::vector<std::filesystem::path> Files() {
-        std::vector<std::filesystem::path> files;
+    static std::vector<fs::path> Files() {
+        std::vector<fs::path> files;
         std::error_code none;
-        for (std::filesystem::directory_iterator file(At(varn::path::kKeptLists), none), end;
-             file != end; ++file) {
+        for (fs::directory_iterator file(At(varn::path::kKeptLists), none), end; file != end;
+             ++file) {
             files.push_back(file->path());
         }
         return files;
@@ -53,9 +53,8 @@ class KeptLists : public ApiTest {
     // clock that was put back makes them old, too.
     void MakeOld() {
         for (const auto &file : Files()) {
-            std::filesystem::last_write_time(file,
-                                             std::filesystem::file_time_type::clock::now() +
-                                                 std::chrono::seconds(Random(2) == 0 ? 30 : -30));
+            fs::last_write_time(file, fs::file_time_type::clock::now() +
+                                          std::chrono::seconds(Random(2) == 0 ? 30 : -30));
         }
     }
     void ChangeSomething() {
@@ -130,10 +129,10 @@ class KeptLists : public ApiTest {
     // What is shown, and the same with nothing kept.
     void CompareAnew(const std::function<Texts()> &list) {
         const Texts shown = list();
-        std::filesystem::rename(At(varn::path::kKeptLists), scratch() / "aside");
+        fs::rename(At(varn::path::kKeptLists), scratch() / "aside");
         EXPECT_EQ(shown, list());
-        std::filesystem::remove_all(At(varn::path::kKeptLists));
-        std::filesystem::rename(scratch() / "aside", At(varn::path::kKeptLists));
+        fs::remove_all(At(varn::path::kKeptLists));
+        fs::rename(scratch() / "aside", At(varn::path::kKeptLists));
     }
 
     std::mt19937 random_{18};
@@ -163,7 +162,7 @@ TEST_F(KeptLists, ShowTheLibraryAsItIs) {
     EXPECT_GT(Files().size(), 3U) << "what is not kept proves nothing";
 
     // What cannot be used or written is computed.
-    const auto damage = [](const std::string &what, const std::filesystem::path &file) {
+    const auto damage = [](const std::string &what, const fs::path &file) {
         const std::string text = ReadFile(file);
         std::ofstream out(file, std::ios::trunc);
         out << (what == "empty"   ? ""
@@ -175,14 +174,14 @@ TEST_F(KeptLists, ShowTheLibraryAsItIs) {
             damage(what, file);
         }
         if (what == std::string("no folder")) {
-            std::filesystem::remove_all(At(varn::path::kKeptLists));
+            fs::remove_all(At(varn::path::kKeptLists));
             WriteFile(varn::path::kKeptLists, "a file");
         }
         const auto page = ListGroups(tonvale_service::kGenres, AnyRequest(), std::nullopt);
         EXPECT_FALSE(page->Shows().empty()) << what;
         CompareSongs(AnyRequest());
     }
-    std::filesystem::remove(At(varn::path::kKeptLists));
+    fs::remove(At(varn::path::kKeptLists));
 }
 
 TEST_F(KeptLists, AreSentOnceAChange) {
@@ -233,5 +232,3 @@ TEST_F(KeptLists, AreSentOnceAChange) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

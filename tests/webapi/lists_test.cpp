@@ -88,19 +88,12 @@ TEST_F(SongApi, IsOrderedFilteredAndSearched) {
         EXPECT_EQ(Ids("search", query), ids) << query;
     }
     EXPECT_EQ(Ask("Song", "search", {{"keyword", "rock"}, {"limit", "1"}})["total"].asInt(), 2);
-    const Json::Value all = Ask("Search", "all",
-                                {{"keyword",
-                                  "R\xC3\x96"
-                                  "ck"},
-                                 {"limit", "1"}});
-    EXPECT_EQ(all["total"]["songs"].asInt(), 2);
-    EXPECT_EQ(all["songs"].size(), 1U);
-    EXPECT_EQ(Each(all["composers"], "name"), Texts{"rock"});
+    const Json::Value all = Ask("Search", "all", {{"keyword", "R\u00D6ck"}, {"limit", "1"}});
+    EXPECT_EQ(Told(all, "total.songs songs[1] composers[0].name composers[1]"), "2 - rock -");
     EXPECT_EQ(Each(Ask("Search", "artists", {{"keyword", "a"}})["artists"], "name"),
               (Texts{"a", "A"}));
     const Json::Value page = Ask("Song", "list", {{"offset", "3"}, {"limit", "2"}});
-    EXPECT_EQ(page["total"].asInt(), 4);
-    EXPECT_EQ(Each(page["songs"]), Texts{"music_4"});
+    EXPECT_EQ(Told(page, "total songs[0].id songs[1]"), "4 music_4 -");
     EXPECT_EQ(Ask("Song", "list", {{"sort_by", "random"}, {"limit", "2"}})["songs"].size(), 2U);
 }
 
@@ -146,11 +139,11 @@ TEST_F(SongApi, RatesWhatTheUserMayRate) {
     const Given all = {{"id", "music_1,music_v_3,music_4,music_6"}, {"rating", "1"}};
     EXPECT_EQ(CodeOf("Song", "rate", all), 500);
     EXPECT_EQ(Stars(), "") << "all or nothing";
-    EXPECT_FALSE(std::filesystem::exists(scratch() / "@eaDir"));
+    EXPECT_FALSE(fs::exists(scratch() / "@eaDir"));
     Ask("Song", "rate", {all[0], {"rating", "2"}});
     EXPECT_EQ(Stars(), "1030/1:2 1030/3:2 1030/4:2 1030/6:2");
     for (const char *record : {"1.mp3", "3.mp3", "3.mp3_0", "4.mp3"}) {
-        EXPECT_TRUE(std::filesystem::exists(scratch() / "@eaDir" / record)) << record;
+        EXPECT_TRUE(fs::exists(scratch() / "@eaDir" / record)) << record;
     }
 }
 
@@ -233,17 +226,16 @@ TEST_F(GroupApi, ListsNamesOfTheUsersSongs) {
     const Json::Value albums = Ask("Album", "list", kLastYear);
     EXPECT_EQ(albums["total"].asInt(), 3);
     const Json::Value &gold = albums["albums"][0];
-    EXPECT_EQ(gold["album_artist"].asString(), kZoe);
-    EXPECT_EQ(gold["year"].asInt(), 2001);
-    EXPECT_EQ(gold["star"].asDouble(), 4.0) << "the user's own stars";
+    EXPECT_EQ(Told(gold, "year star album_artist"), "2001 4.0 " + std::string(kZoe))
+        << "the user's own stars";
     EXPECT_EQ(Ask("Genre", "list", {{"offset", "9"}})["total"].asInt(), 3);
 }
 
 using FolderApi = ApiTest;
 
 TEST_F(FolderApi, ShowsFoldersAndThenSongs) {
-    const std::filesystem::path music = scratch() / "a_b%";
-    std::filesystem::create_directory(music);
+    const fs::path music = scratch() / "a_b%";
+    fs::create_directory(music);
     ASSERT_TRUE(varn::host::AddMusicFolders({music}));
     const auto folder = [](int id, const std::string &path, const std::string &table = "") {
         return *varn::Sql(
@@ -260,9 +252,7 @@ TEST_F(FolderApi, ShowsFoldersAndThenSongs) {
           InsertSql({.id = 3, .path = music / "Z/3.mp3"}) +
           InsertSql({.id = 4, .userid = kBob, .path = music / "his.mp3"}));
     const Json::Value roots = Ask("Folder", "list");
-    EXPECT_EQ(Each(roots["folders"]), Texts{"dir_1"});
-    EXPECT_EQ(roots["folders"][0]["path"].asString(), "/a_b%");
-    EXPECT_EQ(roots["total"].asInt(), 1);
+    EXPECT_EQ(Told(roots, "folders[0].id folders[0].path folders[1] total"), "dir_1 /a_b% - 1");
 
     // Folders come first, then songs, on one row of pages.
     const Texts entries = {"dir_3", "dir_2", "music_2", "music_1"};
@@ -285,7 +275,7 @@ TEST_F(FolderApi, ShowsFoldersAndThenSongs) {
         EXPECT_EQ(CodeOf("Folder", "list", {{"id", "dir_p_7"}, {"library", "shared"}}, user), 404);
     }
 
-    const std::filesystem::path own = AudioFile::GetHomeMusicPath("alice");
+    const fs::path own = AudioFile::GetHomeMusicPath("alice");
     Query(folder(8, own, "1030, ") + folder(9, own / "x", "1030, "));
     for (const char *library : {"all", "personal"}) {
         const Json::Value all = Ask("Folder", "list", {{"library", library}});

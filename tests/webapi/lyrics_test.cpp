@@ -4,11 +4,9 @@
 #include "varnindex/samples.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
 // "LANGUAGE 1200:one|two", where "1200:" is a time.
 std::string Written(const std::string &language, const auto &lines) {
@@ -162,5 +160,3 @@ TEST_F(LyricsApi, AreTheUsersAlone) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -11,11 +11,9 @@
 #include "varn/systempath.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
 class MediaServerApi : public SystemTest, protected Api {
   protected:
@@ -82,13 +80,11 @@ TEST_F(MediaServerApi, BrowsesInPages) {
     PermitAnyAddress();
     const std::string browse = "browse&url=" + server.Url("/ctl%3Fa=b");
     const Json::Value page = Ask(browse)["data"];
-    EXPECT_EQ(page["number_returned"], 100);
-    EXPECT_EQ(page["containers"][0]["title"], "\xC3\xA4 \x7F");
+    EXPECT_EQ(Told(page, "number_returned containers[0].title"), "100 \xC3\xA4 \x7F");
     EXPECT_EQ(page["items"].size(), 99u);
     EXPECT_EQ(server.Requests().front().target, "/ctl?a=b");
     const Json::Value last = Ask(browse + "&offset=1900&limit=1000&id=a%26b%3C%22")["data"];
-    EXPECT_EQ(last["offset"], 1900);
-    EXPECT_EQ(last["items"][99]["id"], "1999");
+    EXPECT_EQ(Told(last, "offset items[99].id"), "1900 1999");
     EXPECT_EQ(Asked(server.Requests().back(), "ObjectID"), "a&amp;b&lt;&quot;");
     EXPECT_EQ(JsonOf({"mediaserver", "browse", server.Url(), "0", "--limit", "100", "--json"}),
               page);
@@ -123,5 +119,3 @@ TEST_F(MediaServerApi, BoundsWhatAServerSends) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -9,8 +9,8 @@
 
 namespace {
 
+using namespace tonvale_test;
 using tonvale_entry::Parameters;
-using tonvale_test::Words;
 
 TEST(RequestParameters, AreDecoded) {
     const auto parameters =
@@ -75,7 +75,7 @@ bool IsPublic(const char *text) {
     return tonvale_entry::IsPublicAddress(reinterpret_cast<const sockaddr &>(ipv6));
 }
 
-using RemoteUrl = tonvale_test::SystemTest;
+using RemoteUrl = SystemTest;
 
 TEST_F(RemoteUrl, LeadsToThePublicInternetOnly) {
     for (const std::string &address :

@@ -10,7 +10,6 @@ namespace tonvale_test {
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 using Texts = std::vector<std::string>;
 

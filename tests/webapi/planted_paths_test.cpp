@@ -9,11 +9,9 @@
 #include "programs/command.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 
 class PlantedPaths : public ApiTest {
   protected:
@@ -249,5 +247,3 @@ TEST_F(PlantedPaths, AreNotTakenForWhatIsHersOrEverybodys) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -14,11 +14,9 @@
 #include "varn/player.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using tonvale_entry::AttachedNetwork;
 using tonvale_entry::IsNeighbour;
 using tonvale_entry::ParseSpeakerAddress;
@@ -161,8 +159,7 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
     const Json::Value info = Ask("Player", "info");
     EXPECT_EQ(info["song"]["title"], "a.mp3");
     const Json::Value queue = Ask("Player", "queue");
-    EXPECT_EQ(queue["songs"][0]["title"], "t");
-    EXPECT_EQ(queue["songs"][2]["id"], "music_1");
+    EXPECT_EQ(tonvale_test::Told(queue, "songs[0].title songs[2].id"), "t music_1");
     EXPECT_FALSE(info["song"].isMember("id")) << "bob's";
     for (const Json::Value &data : {info["song"], queue["songs"][0]}) {
         EXPECT_FALSE(data.isMember("path")) << data;
@@ -181,8 +178,7 @@ TEST_F(PlayerApi, WhatThePlayerDoesNotTellIsNotMadeUp) {
 TEST_F(PlayerApi, TheSoundCard) {
     WriteFile("/dev/mixer", "devices=16\nlevel4=12850\n");
     const Json::Value card = Ask("Player", "volume", {{"action", "set_card"}, {"value", "30"}});
-    EXPECT_EQ(card["volume"], 30);
-    EXPECT_EQ(card["mixer"], "/dev/mixer");
+    EXPECT_EQ(tonvale_test::Told(card, "volume mixer"), "30 /dev/mixer");
     EXPECT_EQ(Ask("Player", "volume", {{"action", "card"}})["mixer_volume"], 30);
 }
 
@@ -244,5 +240,3 @@ TEST(SpeakerAddress, IsANeighboursOrNot) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

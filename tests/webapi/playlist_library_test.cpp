@@ -8,17 +8,18 @@
 #include "support/fixture.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
+#include "varn/packageconf.h"
 #include "varn/process.h"
 #include "varn/systempath.h"
 
 namespace {
 
+using namespace tonvale_test;
 using Tonvale::webapi::playlist::PlaylistLibrary;
-using tonvale_test::InsertSql;
 
 constexpr char kPreferences[] = "/usr/varn/etc/preference/alice";
 
-class Playlists : public tonvale_test::DatabaseTest {
+class Playlists : public DatabaseTest {
   protected:
     void SetUp() override {
         DatabaseTest::SetUp();
@@ -47,16 +48,12 @@ class Playlists : public tonvale_test::DatabaseTest {
 
     // Songs 5 to 1, of which number 4 is not in the library, and a stream.
     static void WriteList(const std::string &file) {
-        std::filesystem::create_directories(std::filesystem::path(file).parent_path());
+        fs::create_directories(fs::path(file).parent_path());
         std::string text = "#EXTM3U\r\nhttp://radio/x\r\n";
         for (const char *name : {"5", "4", "unknown", "2", "1"}) {
             text += Music() + "/" + name + ".mp3\r\n";
         }
         std::ofstream(file) << text;
-    }
-    static void PersonalLibraries(const char *enabled) {
-        WriteFile(varn::path::kPackageConf,
-                  "enable_personal_library=\"" + std::string(enabled) + "\"\n");
     }
     static PlaylistLibrary Alice() {
         PlaylistLibrary library(kAlice, "alice", Preferences());
@@ -89,7 +86,7 @@ TEST_F(Playlists, WhereANormalPlaylistIsFound) {
           Case{"yes", "12", 1, -1}, Case{"yes", "", 1, -1}, Case{"yes", "4294967307", 1, -1},
           Case{"no", "../../other", 0, -1}, Case{"yes", sharedSongs, 0, 6},
           Case{"yes", sharedSongs, 1, -1}}) {
-        PersonalLibraries(c.personalLibraries);
+        VARNAudioConfSet("enable_personal_library", c.personalLibraries);
         Json::Value tracks(Json::arrayValue);
         EXPECT_EQ(Alice().GetTrackFromNormalPlaylist(c.key, c.type, 0, 1, tracks), c.total)
             << c.key;

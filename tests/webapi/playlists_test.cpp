@@ -12,11 +12,9 @@
 #include "varn/sql.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using namespace std::string_literals;
 
 class PlaylistApi : public ApiTest {
@@ -227,12 +225,12 @@ TEST_F(PlaylistApi, SmartOnesAreTriedMadeChangedAndDeleted) {
 
     // All may read what is written: what only root may read does not get there.
     const std::string path = At(varn::path::kSmartPlaylists);
-    std::filesystem::rename(path, path + ".roots");
+    fs::rename(path, path + ".roots");
     EXPECT_EQ(chmod((path + ".roots").c_str(), 0600), 0);
-    std::filesystem::create_symlink(path + ".roots", path);
+    fs::create_symlink(path + ".roots", path);
     EXPECT_EQ(CodeOf("Playlist", "create_smart", create("year > 1", "bob"), "bob"),
               IsRoot() ? 500 : 0);
-    EXPECT_EQ(std::filesystem::is_symlink(path), IsRoot());
+    EXPECT_EQ(fs::is_symlink(path), IsRoot());
 }
 
 TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
@@ -263,5 +261,3 @@ TEST_F(PlaylistApi, NobodyElsesAreReachedOrChanged) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

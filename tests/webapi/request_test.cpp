@@ -13,12 +13,7 @@
 
 namespace {
 
-using tonvale_test::Contains;
-using tonvale_test::GetCgi;
-using tonvale_test::InsertSql;
-using tonvale_test::RunCgi;
-using tonvale_test::Variables;
-using tonvale_test::Words;
+using namespace tonvale_test;
 
 constexpr char kJson[] = "Content-Type: application/json; charset=utf-8\r\n\r\n";
 
@@ -28,10 +23,10 @@ bool IsRefused(const std::string &answer, int code, const std::string &status = 
                               ",\"message\":\"");
 }
 
-using Cgi = tonvale_test::DatabaseTest;
+using Cgi = DatabaseTest;
 
 // Every method with what it must refuse, and the code of each refusal.
-class Contract : public tonvale_test::SharedLibraryTest, protected tonvale_test::Api {
+class Contract : public SharedLibraryTest, protected Api {
   protected:
     void SetUp() override {
         SharedLibraryTest::SetUp();
@@ -60,7 +55,7 @@ class Contract : public tonvale_test::SharedLibraryTest, protected tonvale_test:
     // All that a method could have changed.
     static std::string State() {
         return ReadFile(At(varn::path::kUsersFile)) + ReadFile(In("hers.m3u")) + ReadFile(List()) +
-               std::to_string(std::distance(std::filesystem::directory_iterator(music()), {})) +
+               std::to_string(std::distance(fs::directory_iterator(music()), {})) +
                Value(
                    "SELECT count(*) || ' ' || (SELECT count(*) FROM pin) || ' ' || (SELECT "
                    "count(*) FROM rating_track) || (SELECT count(*) FROM personal_playlist) || "
@@ -289,7 +284,7 @@ TEST_F(Cgi, GivesRootsRightsUpWhereItCan) {
     for (const auto &[api, isKept] :
          {std::pair("Album", false), {"Song", false}, {"Playlist", true}}) {
         const bool isTaken = isRoot && isKept;
-        const bool holds = tonvale_test::HoldsInChild([&] {
+        const bool holds = HoldsInChild([&] {
             setenv("REQUEST_METHOD", "GET", 1);
             setenv("REMOTE_USER", "alice", 1);
             const std::string query = "version=1&method=list&api=VARN.Tonvale." + std::string(api);

@@ -1,9 +1,9 @@
 // Who may ask below /rest/, and in which forms.
 #include "webapi/rest.h"
 
-namespace tonvale_test {
-
 namespace {
+
+using namespace tonvale_test;
 
 class RestLogin : public Rest {
   protected:
@@ -18,12 +18,8 @@ class RestLogin : public Rest {
         return digest;
     }
     static std::string Hex(const std::string &text) {
-        std::string hex;
-        for (const unsigned char c : text) {
-            char digits[3];
-            std::snprintf(digits, sizeof digits, "%02x", c);
-            hex += digits;
-        }
+        std::string hex = Encoded(text);
+        std::erase(hex, '%');
         return hex;
     }
     // The user whom a login stands for, or the code that it is refused with.
@@ -129,5 +125,3 @@ TEST_F(RestLogin, TakesFormsAndAnswersInScripts) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -12,7 +12,6 @@ namespace tonvale_test {
 
 namespace {
 
-namespace fs = std::filesystem;
 using namespace std::chrono_literals;
 
 TEST_F(Served, BoundsTheEncoders) {

@@ -4,11 +4,9 @@
 #include "platform/child.h"
 #include "webapi/served.h"
 
-namespace tonvale_test {
-
 namespace {
 
-namespace fs = std::filesystem;
+using namespace tonvale_test;
 using namespace std::chrono_literals;
 
 TEST_F(Served, AsksForALogin) {
@@ -172,47 +170,6 @@ TEST_P(ServedSound, SendsFilesWithRanges) {
     EXPECT_EQ(Stream("").Status(), 404);
 }
 
-TEST_F(Served, PlaysLinksToTheOwnersMusicOnly) {
-    const fs::path music = scratch() / "music";
-    const fs::path home = root() / "volume1/homes/alice/music";
-    const fs::path other = root() / "volume1/homes/bob/music/song.flac";
-    fs::create_directory(music);
-    fs::create_directory_symlink(music, scratch() / "linked");
-    WriteFile(varn::path::kIndexFolders,
-              (scratch() / "linked").string() + "\n" + (root() / "volume1").string() + "\n");
-    const fs::path outside = AddSong();
-    for (const fs::path &copy : {music / "real.flac", home / "real.flac", other}) {
-        fs::copy(outside, copy);
-    }
-    const fs::path shared = scratch() / "linked/song.flac";
-    const fs::path own = home / "song.flac";
-    Query("DELETE FROM track;" + InsertSql({.id = 1, .path = shared}) +
-          InsertSql({.id = 2, .userid = kAlice, .path = own}) +
-          "UPDATE track SET duration = 10, frequency = 44100, container = 'flac'");
-    Serve();
-    struct Case {
-        fs::path target;
-        int forShared, forOwn;  // status
-    };
-    for (const Case &link : {Case{music / "real.flac", 200, 200},
-                             {home / "real.flac", 404, 200},
-                             {other, 404, 404},
-                             {outside, 404, 404},
-                             {music, 404, 404},
-                             {"/nowhere", 404, 404}}) {
-        for (const fs::path &path : {shared, own}) {
-            fs::remove(path);
-            fs::create_symlink(link.target, path);
-        }
-        for (const char *rest : {"", "&format=wav", "&position=1"}) {
-            EXPECT_EQ(Stream(rest).Status(), link.forShared) << link.target << rest;
-            EXPECT_EQ(Get(Path("Stream", std::string("stream&id=music_2") + rest)).Status(),
-                      link.forOwn)
-                << link.target << rest;
-        }
-    }
-}
-
 TEST_P(ServedSound, TranscodesWithRanges) {
     const fs::path song = AddSong();
     // Announced is a whole second, and silence is what the file lacks of it.
@@ -327,5 +284,3 @@ TEST_F(Served, FinishesTheChangeOfAClientThatLeaves) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -34,8 +34,7 @@ enum class Way { kServe, kCgi };
 // Processes whose parent is `parent`, by the names of their programs.
 inline std::vector<pid_t> ChildrenOf(pid_t parent, const std::string &name) {
     std::vector<pid_t> children;
-    for (const std::filesystem::directory_entry &entry :
-         std::filesystem::directory_iterator("/proc")) {
+    for (const fs::directory_entry &entry : fs::directory_iterator("/proc")) {
         const pid_t pid = std::atoi(entry.path().filename().c_str());
         if (pid > 0 && StatusOf(pid, "PPid") == std::to_string(parent) &&
             StatusOf(pid, "Name") == name) {
@@ -102,7 +101,7 @@ class Served : public DatabaseTest {
                 variables += "\"" + name + "\" => \"" + variable.substr(name.size() + 1) + "\",";
             }
         }
-        const std::filesystem::path conf = scratch() / "lighttpd.conf";
+        const fs::path conf = scratch() / "lighttpd.conf";
         std::ofstream(conf) << R"conf(server.modules = ("mod_alias", "mod_auth", "mod_authn_file",
             "mod_setenv", "mod_cgi")
 server.bind = "127.0.0.1"
@@ -162,7 +161,7 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
     }
 
     // Ten seconds of sound: silence, and from the middle on noise.
-    static void MakeSound(const std::filesystem::path &path, int rate) {
+    static void MakeSound(const fs::path &path, int rate) {
         const std::string command =
             "ffmpeg -v error -y -f lavfi -i \"anoisesrc=seed=1:sample_rate=" +
             std::to_string(rate) + ":duration=10,volume=0:enable='lt(t,5)'\" -ac 2 \"" +
@@ -170,8 +169,8 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
         EXPECT_EQ(std::system(command.c_str()), 0);
     }
     // A song of ten seconds that anybody may hear.
-    std::filesystem::path AddSong() const {
-        const std::filesystem::path path = scratch() / "O'B 100% #1 \xC3\xA9.flac";
+    fs::path AddSong() const {
+        const fs::path path = scratch() / "O'B 100% #1 \xC3\xA9.flac";
         MakeSound(path, 44100);
         Query(InsertSql({.id = 1, .path = path, .title = "song"}) +
               "UPDATE track SET duration = 10, frequency = 44100, container = 'flac'");
@@ -186,13 +185,13 @@ $HTTP["querystring"] !~ "(^|&)api=VARN\.Tonvale\.Sharing\.Page(&|$)" {
     // package.
     static void UseEncoder(const std::string &script) {
         chmod(scratch().c_str(), 0777);
-        const std::filesystem::path path = At(varn::path::kEncoder);
-        std::filesystem::remove(path);
+        const fs::path path = At(varn::path::kEncoder);
+        fs::remove(path);
         std::ofstream(path) << "#!/bin/sh\necho $$ >" << PidFile().string() << "\n"
                             << script << "\n";
         chmod(path.c_str(), 0755);
     }
-    static std::filesystem::path PidFile() { return scratch() / "pid"; }
+    static fs::path PidFile() { return scratch() / "pid"; }
     static bool EncoderRuns() {
         const std::string pid = ReadFile(PidFile());
         return !pid.empty() && kill(std::stoi(pid), 0) == 0;

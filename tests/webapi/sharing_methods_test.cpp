@@ -4,9 +4,9 @@
 #include "sharing/shared_library.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
+
+using namespace tonvale_test;
 
 class WebMethods : public SharedLibraryTest, protected Api {
   protected:
@@ -23,14 +23,12 @@ TEST_F(WebMethods, ShareAPlaylist) {
     const Json::Value made =
         Alice("Sharing", "create", {{"playlist_id", "playlist_shared_normal/12"}})["sharing"];
     const std::string id = made["id"].asString();
-    EXPECT_EQ(made["url"], "http://nas:8480/as/sharing/" + id);
-    EXPECT_EQ(made["name"], "A \"list\"");
+    EXPECT_EQ(Told(made, "url name"), "http://nas:8480/as/sharing/" + id + " A \"list\"");
     const Json::Value dated = Alice("Sharing", "update",
                                     {{"playlist_id", "playlist_shared_normal/12"},
                                      {"date_available", "2020-01-01"},
                                      {"date_expired", "2020-12-31"}})["sharing"];
-    EXPECT_EQ(dated["id"], id);
-    EXPECT_EQ(dated["status"], "expired");
+    EXPECT_EQ(Told(dated, "id status"), id + " expired");
     EXPECT_EQ(Alice("Sharing", "get", {{"id", id}})["sharing"], dated);
     const Json::Value song = Alice("Sharing", "share_song", {{"id", Name(rock_)}})["sharing"];
     EXPECT_TRUE(song["song_url"].asString().starts_with(song["url"].asString() + "/")) << song;
@@ -60,8 +58,7 @@ TEST_F(WebMethods, PublishASmartPlaylist) {
     EXPECT_EQ(ids, (Texts{Name(rock_), TrackName(track1_)}));
     const Json::Value page =
         Ask("Sharing.Page", "get", {{"sharing_id", link}, {"offset", "7"}}, "");
-    EXPECT_EQ(page["total"], 2);
-    EXPECT_TRUE(page["songs"].empty());
+    EXPECT_EQ(Told(page, "total songs[0]"), "2 -");
     for (const char *file : {"it's 100%_a\\b.mp3", "pop.mp3", "cue.flac"}) {
         Touch(In(file));
     }
@@ -95,8 +92,7 @@ TEST_F(WebMethods, PinViews) {
     const Json::Value pins = Alice("Pin", "list")["pins"];
     EXPECT_EQ(Each(pins), (Texts{first, third, second}));
     EXPECT_EQ(Each(pins, "name"), (Texts{awkward, "list", "x"}));
-    EXPECT_EQ(pins[0]["criteria"]["album"], "It's \"\xC3\x9F\"");
-    EXPECT_EQ(pins[1]["criteria"]["name"], "A \"list\"");
+    EXPECT_EQ(Told(pins, "[0].criteria.album [1].criteria.name"), "It's \"\xC3\x9F\" A \"list\"");
     EXPECT_EQ(Alice("Pin", "list", {{"offset", "2"}, {"limit", "5"}})["pins"][0]["id"], second);
 
     EXPECT_EQ(CodeOf("Pin", "unpin", {{"id", first}}, "bob"), 5);
@@ -109,5 +105,3 @@ TEST_F(WebMethods, PinViews) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

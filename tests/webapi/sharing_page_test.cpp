@@ -7,10 +7,9 @@
 
 #include "webapi/served.h"
 
-namespace tonvale_test {
-
 namespace {
 
+using namespace tonvale_test;
 using std::chrono::steady_clock;
 
 class PublicPage : public Served {
@@ -24,8 +23,8 @@ class PublicPage : public Served {
         WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true}, "1031": {}})");
         WriteFile(varn::path::kShares, "music=\"" + scratch().string() + "\"\n");
         AddSong();
-        std::filesystem::copy(scratch() / "O'B 100% #1 \xC3\xA9.flac", scratch() / "other.flac");
-        std::filesystem::copy(scratch() / "other.flac", scratch() / "cue.flac");
+        fs::copy(scratch() / "O'B 100% #1 \xC3\xA9.flac", scratch() / "other.flac");
+        fs::copy(scratch() / "other.flac", scratch() / "cue.flac");
         chmod((scratch() / "cue.flac").c_str(), 0600);  // the package alone could not read it
         Query(InsertSql({.id = 2, .path = scratch() / "other.flac", .title = "not shared"}) +
               InsertSql({.id = 3, .path = scratch() / "cue.flac", .has_virtual = true}) +
@@ -136,7 +135,7 @@ TEST_F(PublicPage, NamesWhatEveryBrowserPlays) {
     std::string entries;
     int id = 100;
     for (const auto &[file, codec, isRaw] : cases) {
-        std::filesystem::copy(scratch() / "other.flac", scratch() / file);
+        fs::copy(scratch() / "other.flac", scratch() / file);
         ++id;
         Query(InsertSql({.id = id, .path = scratch() / file}) + "UPDATE track SET codec = '" +
               codec + "' WHERE id = " + std::to_string(id));
@@ -183,8 +182,8 @@ TEST_F(PublicPage, StreamsTheSharedSongsOnly) {
     }
     Query("UPDATE track SET duration = 10 WHERE id = 4");
     // Nor does the time tell a song without a cover, or without its file, from others.
-    std::filesystem::remove(scratch() / "cover.jpg");
-    std::filesystem::rename(scratch() / "cue.flac", scratch() / "moved.flac");
+    fs::remove(scratch() / "cover.jpg");
+    fs::rename(scratch() / "cue.flac", scratch() / "moved.flac");
     const std::pair<const char *, const char *> missing[] = {{"cover", "&id=music_1"},
                                                              {"stream", "&id=music_v_4"}};
     for (const auto &[method, song] : missing) {
@@ -371,5 +370,3 @@ TEST_F(PublicPage, LeavesEncodersToOthers) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

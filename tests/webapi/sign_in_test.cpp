@@ -7,9 +7,9 @@
 #include "varn/logins.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
+
+using namespace tonvale_test;
 
 class SignIn : public DatabaseTest, protected Api {
   protected:
@@ -219,5 +219,3 @@ TEST_F(SignIn, SlowsWrongPasswordsOfOneNetwork) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -9,19 +9,20 @@
 #include <tuple>
 
 #include "playlist/playlist_test.h"
+#include "programs/command.h"
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 #include "varn/systempath.h"
 
 namespace {
 
+using namespace tonvale_test;
 using Tonvale::webapi::GetSongAudioObject;
 using Tonvale::webapi::GetSongTagObject;
 using Tonvale::webapi::HashRating;
 using Tonvale::webapi::WebapiLibrary;
-using tonvale_test::InsertSql;
 
-class Tracks : public tonvale_test::SystemTest {
+class Tracks : public SystemTest {
   protected:
     void SetUp() override {
         SystemTest::SetUp();
@@ -29,9 +30,6 @@ class Tracks : public tonvale_test::SystemTest {
                   "music=\"/volume1/music\"\nhomes=\"" + root().string() + "/volume1/homes\"\n");
     }
 
-    static std::string Own(const std::string &name) {
-        return root().string() + "/volume1/homes/alice/music/" + name;
-    }
     static std::unique_ptr<VARN_MEDIA_INFO> Record(uint32_t id, const std::string &path,
                                                    const std::string &title = "title") {
         auto record = std::make_unique<VARN_MEDIA_INFO>();
@@ -60,7 +58,7 @@ TEST_F(Tracks, IdPathAndType) {
         "remote_{\"album\":\"\",\"artist\":\"\",\"cover\":\"\",\"duration\":1,"
         "\"title\":\"title\"}\n " +
         url;
-    const std::string own = Own("a.mp3");
+    const std::string own = root() / "volume1/homes/alice/music/a.mp3";
     const std::string shown = "/homes/alice/music/a.mp3";
     const std::string bobs = root() / "volume1/homes/bob/music/a.mp3";
     for (const Case &c :
@@ -82,9 +80,8 @@ TEST_F(Tracks, IdPathAndType) {
         record->is_virtual = c.isVirtual ? 1 : 0;
         record->duration = 1;
         const Json::Value track = Track(*record);
-        EXPECT_EQ(track["id"].asString(), c.songId);
-        EXPECT_EQ(track["path"].asString(), c.shown);
-        EXPECT_EQ(track["type"].asString(), c.songId == remote ? "remote" : "file");
+        EXPECT_EQ(Told(track, "id path type"),
+                  c.songId + " " + c.shown + (c.songId == remote ? " remote" : " file"));
         EXPECT_EQ(track.size(), 4U);
     }
     EXPECT_TRUE(
@@ -130,14 +127,11 @@ TEST_F(Tracks, AdditionsAsTheyAreAskedFor) {
         EXPECT_EQ(additional["song_rating"]["rating"].asUInt(), library.addSongRating ? 5 : 0);
     }
     const Json::Value tag = GetSongTagObject(record.get(), &gain);
-    EXPECT_EQ(tag["rg_track_gain"].asString() + " " + tag["rg_track_peak"].asString() + " " +
-                  tag["rg_album_gain"].asString() + " " + tag["rg_album_peak"].asString(),
-              "-7.5 0.123457 1e-07 1.23457e+07");
-    EXPECT_EQ(tag["year"], Json::Value(-5));
+    EXPECT_EQ(Told(tag, "rg_track_gain rg_track_peak rg_album_gain rg_album_peak year"),
+              "-7.5 0.123457 1e-07 1.23457e+07 -5");
     EXPECT_EQ(tag.size() - GetSongTagObject(record.get(), nullptr).size(), 4U);
     const Json::Value audio = GetSongAudioObject(record.get());
-    EXPECT_EQ(audio["duration"], Json::Value(0));
-    EXPECT_EQ(audio["bitrate"], Json::Value(4294967295U));
+    EXPECT_EQ(Told(audio, "duration bitrate"), "0 4294967295");
     EXPECT_TRUE(GetSongTagObject(nullptr, &gain).isNull());
     EXPECT_TRUE(GetSongAudioObject(nullptr).isNull());
 }
@@ -178,7 +172,7 @@ TEST_F(Tracks, HomesOfUsers) {
     EXPECT_FALSE(WebapiLibrary::IsRemoteTrack("HTTP://x"));
 }
 
-class TracksOfLibrary : public tonvale_test::PlaylistTest {};
+class TracksOfLibrary : public PlaylistTest {};
 
 TEST_F(TracksOfLibrary, SongsOfOneFolderAreEachInTheirOwnShare) {
     WriteFile(varn::path::kShares, "music=\"/volume1/music\"\ndeep=\"/volume1/music/a/deep\"\n");

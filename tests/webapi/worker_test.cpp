@@ -16,9 +16,9 @@
 #include "varn/process.h"
 #include "webapi/api.h"
 
-namespace tonvale_test {
-
 namespace {
+
+using namespace tonvale_test;
 
 // A web server's end of the socket that workers take requests from.
 class Workers {
@@ -108,6 +108,7 @@ Bookmark.set song=music_1&position=5
 Composer.list x
 Cover.get id=music_1
 Cover.get url=ftp://x/
+Description.get x
 Favourite.add songs=music_1
 Favourite.remove songs=music_1
 Favourite.list x
@@ -196,7 +197,7 @@ using Worker = SharedLibraryTest;
 TEST_F(Worker, AnswersAsFreshProcesses) {
     WriteFile(varn::path::kUsersFile, R"({"1030": {"sharing": true, "usb": true,
                                          "playlist": true}, "1031": {"streaming": true}})");
-    std::filesystem::permissions(At(varn::path::kUsersFile), std::filesystem::perms(0666));
+    fs::permissions(At(varn::path::kUsersFile), fs::perms(0666));
     Touch(In("it's 100%_a\\b.mp3"), "sound");
     Touch(In("bobs.mp3"), "bob's");
     for (const char *run : {"1", "2"}) {
@@ -235,13 +236,11 @@ TEST_F(Worker, AnswersAsFreshProcesses) {
                 << user << " " << query;
         }
     }
-    using namespace tonvale_entry;
-    for (const tonvale_entry::Api *api :
-         {&kAlbumApi,     &kArtistApi, &kBookmarkApi, &kComposerApi, &kCoverApi,
-          &kFavouriteApi, &kFolderApi, &kGenreApi,    &kInfoApi,     &kMediaServerApi,
-          &kPinApi,       &kPlayApi,   &kPlayerApi,   &kPlaylistApi, &kQueueApi,
-          &kRadioApi,     &kSearchApi, &kSettingApi,  &kSharingApi,  &kSharingPageApi,
-          &kSongApi,      &kStreamApi}) {
+    for (const tonvale_entry::Api *api : tonvale_entry::AllApis()) {
+        // What is about one sign-in, one scan or one connection differs from answer to answer.
+        if (Contains("Auth Download Events Index User", std::string(api->name.substr(13)))) {
+            continue;
+        }
         for (const auto &method : api->methods) {
             const std::string name =
                 std::string(api->name.substr(13)) + "." + std::string(method.name);
@@ -332,5 +331,3 @@ TEST_F(Worker, EndsWhereSomethingIsLeft) {
 }
 
 }  // namespace
-
-}  // namespace tonvale_test

@@ -8,16 +8,12 @@
 
 namespace {
 
+using namespace tonvale_test;
 using Tonvale::webapi::WebapiLibrary;
 using Tonvale::webapi::playlist::EscapedKeyword;
 using Tonvale::webapi::playlist::ListTrackCondition;
-using tonvale_test::Handle;
-using tonvale_test::kDecoys;
-using tonvale_test::kHostile;
-using tonvale_test::Texts;
-using tonvale_test::TrackRow;
 
-class SongList : public tonvale_test::LibraryRows {
+class SongList : public LibraryRows {
   protected:
     static Texts Find(const std::string &condition, const std::string &order = "title") {
         return Column(Handle(AudioInfoDBOpen("all", kAlice, VARN_TABLE_MUSIC, "*",

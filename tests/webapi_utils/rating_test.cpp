@@ -17,13 +17,9 @@
 
 namespace {
 
-namespace fs = std::filesystem;
-using tonvale_test::HoldsInChild;
-using tonvale_test::StartInChild;
-using tonvale_test::Texts;
-using tonvale_test::TrackRow;
+using namespace tonvale_test;
 
-class SongRating : public tonvale_test::LibraryRows {
+class SongRating : public LibraryRows {
   protected:
     // A rating ends with the process as the package's account.
     void TearDown() override {
