@@ -60,7 +60,7 @@ constexpr char kRefusals[] = R"(
   savePlayQueue?id=music_1&position=-1 createShare?id=music_1&expires=1000
   stream?id=music_1&maxBitRate=-1 stream?id=music_1&timeOffset=x stream?id=music_1&id=music_2
   getCoverArt?id=music_1&size=big jukeboxControl?action=dance
-  jukeboxControl?action=setGain&gain=2 jukeboxControl?action=setGain&gain=nan
+  jukeboxControl?action=setGain&gain=2 jukeboxControl?action=setGain&gain=nan ping?x=%FF
 10 getAlbum getAlbum?id= getArtist getSong getMusicDirectory getAlbumList
   getAlbumList?type=byYear&fromYear=1990 getAlbumList2?type=byGenre getSongsByGenre getTopSongs
   getSimilarSongs getAlbumInfo search3 updatePlaylist createPlaylist deletePlaylist star
