@@ -78,7 +78,7 @@ constexpr char kRefusals[] = R"(
   updateShare?id=00000000 stream?id=music_5 download?id=al-1 getCoverArt?id=music_5
   getCoverArt?id=ar-1 getLyricsBySongId?id=music_5 hls.m3u8?id=music_1
   getAvatar?username=alice jukeboxControl?action=add&id=music_5
--1 getArtistInfo?id=music_4
+-1 getArtistInfo?id=music_4 getPlaylists?username=
 )";
 
 TEST_F(RestChanges, BadRequestsAreRefused) {
@@ -215,7 +215,7 @@ TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
     EXPECT_EQ(playing[0].client, "test");
     std::string many = "star?id=" + album;
     for (int i = 0; i < 200; ++i) {
-        many += "&id=" + album;
+        many += "&albumId=" + album;
     }
     EXPECT_EQ(FaultOf(many), 0);
     EXPECT_EQ(FaultOf("setRating?id=music_1&rating=1", "bob"), -1) << "it takes no right";
