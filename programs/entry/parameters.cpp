@@ -95,10 +95,13 @@ std::optional<Parameters> Parameters::Parse(std::string_view query, std::string_
         while (!rest.empty()) {
             const std::size_t end = std::min(rest.find('&'), rest.size());
             if (end > 0 && !parameters.Add(rest.substr(0, end), repeats)) {
-                return std::nullopt;
+                parameters.isWhole_ = false;
             }
             rest.remove_prefix(std::min(end + 1, rest.size()));
         }
+    }
+    if (!parameters.isWhole_ && repeats == Repeats::kRefused) {
+        return std::nullopt;
     }
     return parameters;
 }

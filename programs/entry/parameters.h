@@ -19,9 +19,13 @@ class Parameters {
   public:
     // Reads the query and the form together. Empty for what no client of ours writes: a bad escape,
     // text that is not UTF-8 or has control characters other than tab and line ends, a name that
-    // comes twice or more than 256 parameters. Where repeats are kept, 20,000 parameters are read.
+    // comes twice or more than 256 parameters. Where repeats are kept, 20,000 parameters are read,
+    // and what is bad is left out.
     static std::optional<Parameters> Parse(std::string_view query, std::string_view form,
                                            Repeats repeats = Repeats::kRefused);
+
+    // False where something was left out.
+    bool IsWhole() const { return isWhole_; }
 
     // The first value. Null when it was not given.
     const std::string *Find(const std::string &name) const;
@@ -33,6 +37,7 @@ class Parameters {
     bool Add(std::string_view encoded, Repeats repeats);
 
     std::multimap<std::string, std::string> values_;
+    bool isWhole_ = true;
 };
 
 // The JSON text of a parameter. Empty for anything else, and for one that is nested too deep.

@@ -21,6 +21,9 @@ constexpr char kNoForm[] =
     "the body is no form (application/x-www-form-urlencoded) of its announced length and of at "
     "most 1 MiB";
 
+constexpr char kUnreadable[] =
+    "a parameter comes twice, is not UTF-8, or has a control character or a bad escape";
+
 // A media type without its parameters, in any case.
 bool IsForm(std::string_view type) {
     type = type.substr(0, std::min(type.find(';'), type.size()));
@@ -62,12 +65,14 @@ Request Request::Read(Login login, Repeats repeats) {
         throw Refusal{Code::kNoSuchMethod};
     }
     auto parameters = Parameters::Parse(RoutedQuery(), isPost ? ReadForm() : "", repeats);
-    if (!parameters) {
-        throw Refusal{Code::kBadParameter, "",
-                      "a parameter comes twice, is not UTF-8, or has a control character or a bad "
-                      "escape"};
+    return parameters ? Request(std::move(login), *std::move(parameters), method)
+                      : throw Refusal{Code::kBadParameter, "", kUnreadable};
+}
+
+void Request::CheckWhole() const {
+    if (!parameters_.IsWhole()) {
+        throw Refusal{Code::kBadParameter, "", kUnreadable};
     }
-    return Request(std::move(login), *std::move(parameters), method);
 }
 
 void Request::SignIn() {

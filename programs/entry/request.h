@@ -27,8 +27,9 @@ class Request {
   public:
     // Reads the CGI environment (RFC 3875) and the form on standard input. Throws a Refusal for a
     // method other than GET, HEAD and POST, a body that is no form or too large, and parameters
-    // that cannot be read.
+    // that cannot be read; where repeats are kept, CheckWhole() throws for these.
     static Request Read(Login login, Repeats repeats = Repeats::kRefused);
+    void CheckWhole() const;
 
     // Finds out who asks; until then nobody does. Throws a Refusal (Login::Decide). The second
     // takes what is known already.

@@ -34,9 +34,12 @@ void AddArtist(const Request &asked, const std::string &id, Marked &marked) {
 // Clients that know folders also give the identifiers of albums and artists as "id".
 Marked MarkedBy(const Request &asked) {
     Marked marked;
+    std::vector<std::string> ids;
     for (const char *name : {"id", "albumId", "artistId"}) {
-        CheckFewGroups(asked.All(name));
+        const std::vector<std::string> given = asked.All(name);
+        ids.insert(ids.end(), given.begin(), given.end());
     }
+    CheckFewGroups(ids);
     for (const std::string &id : asked.All("id")) {
         if (id.starts_with(kAlbumPrefix)) {
             AddAlbum(asked, id, marked);

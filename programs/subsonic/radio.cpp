@@ -2,6 +2,7 @@
 #include <climits>
 
 #include "endpoint.h"
+#include "entry/parameters.h"
 #include "service/listening/radio.h"
 
 namespace tonvale_subsonic {
@@ -15,7 +16,9 @@ RadioStation StationOf(const Request &asked, int id) {
 }
 
 int IdOf(const Request &asked) {
-    return static_cast<int>(asked.RequiredNumber("id", 1, INT_MAX));
+    const std::string id = asked.Required("id");
+    const auto row = tonvale_entry::ParseNumber(id, 1, INT_MAX);
+    return row ? static_cast<int>(*row) : throw NoSuch("radio station", id);
 }
 
 Json::Value List(const Request &) {

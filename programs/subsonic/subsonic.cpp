@@ -109,6 +109,7 @@ bool Try(const Work &work, const Refused &refused) {
 bool AnswerTo(tonvale_entry::Request &entry, Form &form) {
     const Request asked(entry);
     form = Form::Of(asked);
+    entry.CheckWhole();
     const Endpoint &endpoint = Prepare(entry);
     if (endpoint.send != nullptr) {
         return endpoint.send(asked);

@@ -58,7 +58,7 @@ constexpr char kRefusals[] = R"(
   savePlayQueue?id=music_1&position=-1 createShare?id=music_1&expires=1000
   stream?id=music_1&maxBitRate=-1 stream?id=music_1&timeOffset=x stream?id=music_1&id=music_2
   getCoverArt?id=music_1&size=big jukeboxControl?action=dance
-  jukeboxControl?action=setGain&gain=2 jukeboxControl?action=setGain&gain=nan
+  jukeboxControl?action=setGain&gain=2 jukeboxControl?action=setGain&gain=nan ping?x=%FF
 10 getAlbum getAlbum?id= getArtist getSong getMusicDirectory getAlbumList
   getAlbumList?type=byYear&fromYear=1990 getAlbumList2?type=byGenre getSongsByGenre getTopSongs
   getSimilarSongs getAlbumInfo search3 updatePlaylist createPlaylist deletePlaylist star
@@ -76,7 +76,7 @@ constexpr char kRefusals[] = R"(
   updateShare?id=00000000 stream?id=music_5 download?id=al-1 getCoverArt?id=music_5
   getCoverArt?id=ar-1 getLyricsBySongId?id=music_5 hls.m3u8?id=music_1
   getAvatar?username=alice jukeboxControl?action=add&id=music_5
--1 getArtistInfo?id=music_4
+-1 getArtistInfo?id=music_4 getPlaylists?username=
 )";
 
 TEST_F(RestChanges, BadRequestsAreRefused) {
@@ -208,7 +208,7 @@ TEST_F(RestChanges, SongsAreMarkedAndPlayed) {
     EXPECT_EQ(playing[0].client, "test");
     std::string many = "star?id=" + album;
     for (int i = 0; i < 200; ++i) {
-        many += "&id=" + album;
+        many += "&albumId=" + album;
     }
     EXPECT_EQ(FaultOf(many), 0);
     EXPECT_EQ(FaultOf("setRating?id=music_1&rating=1", "bob"), -1) << "it takes no right";

@@ -14,10 +14,11 @@ void Check(const RadioStation &station) {
     if (station.name.empty() || !IsLine(station.name, kLongestStationName)) {
         throw Failure(Reason::kNotAStationName);
     }
-    for (const std::string &address : {station.stream, station.homePage}) {
-        if (!IsStreamUrl(address) && !(address.empty() && &address != &station.stream)) {
-            throw Failure(Reason::kNotAnHttpAddress, address);
-        }
+    if (!IsStreamUrl(station.stream)) {
+        throw Failure(Reason::kNotAnHttpAddress, station.stream);
+    }
+    if (!station.homePage.empty() && !IsStreamUrl(station.homePage)) {
+        throw Failure(Reason::kNotAnHttpAddress, station.homePage);
     }
 }
 
