@@ -26,8 +26,8 @@ namespace fs = std::filesystem;
 
 constexpr off_t kMostBytes = off_t{256} << 20;
 
-// A copy that could not be made is tried again after this time.
-constexpr time_t kTryAgainSeconds = 3600;
+// A copy that could not be made is tried again after this time: the disk may have been full.
+constexpr time_t kTryAgainSeconds = 600;
 
 std::string Folder() {
     return SystemPath(varn::path::kCoverCopies);
@@ -65,15 +65,24 @@ struct Copy {
     std::string path;
 };
 
-// Removes copies that were not used for the longest time until three quarters of the room are
-// taken.
+bool IsOldMark(const struct stat &info) {
+    return info.st_size == 0 && std::time(nullptr) - info.st_mtim.tv_sec >= kTryAgainSeconds;
+}
+
+// Removes old marks, and copies that were not used for the longest time until three quarters of the
+// room are taken.
 void MakeRoom() {
     std::vector<Copy> copies;
     off_t taken = 0;
     std::error_code error;
     for (const auto &entry : fs::directory_iterator(Folder(), error)) {
         struct stat info {};
-        if (lstat(entry.path().c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
+        if (lstat(entry.path().c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+            continue;
+        }
+        if (IsOldMark(info)) {
+            unlink(entry.path().c_str());
+        } else {
             copies.push_back({info.st_atim, info.st_size, entry.path()});
             taken += info.st_size;
         }
@@ -105,6 +114,7 @@ void NoteFailure(const Picture &picture, int side) {
     if (mark) {
         futimens(mark.Get(), nullptr);
     }
+    MakeRoom();
 }
 
 Picture OpenCopy(const Picture &picture, int side, void (*beforeMaking)()) {
