@@ -65,8 +65,10 @@ struct Copy {
     std::string path;
 };
 
-bool IsOldMark(const struct stat &info) {
-    return info.st_size == 0 && std::time(nullptr) - info.st_mtim.tv_sec >= kTryAgainSeconds;
+// Not true for a time to come: the clock was set back.
+bool IsYoung(const struct stat &info) {
+    const time_t age = std::time(nullptr) - info.st_mtim.tv_sec;
+    return age >= 0 && age < kTryAgainSeconds;
 }
 
 // Removes old marks, and copies that were not used for the longest time until three quarters of the
@@ -80,7 +82,7 @@ void MakeRoom() {
         if (lstat(entry.path().c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
             continue;
         }
-        if (IsOldMark(info)) {
+        if (info.st_size == 0 && !IsYoung(info)) {  // an old mark
             unlink(entry.path().c_str());
         } else {
             copies.push_back({info.st_atim, info.st_size, entry.path()});
@@ -103,8 +105,7 @@ void MakeRoom() {
 bool HasFailed(const Picture &picture, int side) {
     const varn::RunAs package(varn::Who::kPackage);
     struct stat mark {};
-    return stat(MarkOf(picture, side).c_str(), &mark) == 0 &&
-           std::time(nullptr) - mark.st_mtim.tv_sec < kTryAgainSeconds;
+    return stat(MarkOf(picture, side).c_str(), &mark) == 0 && IsYoung(mark);
 }
 
 void NoteFailure(const Picture &picture, int side) {
