@@ -6,6 +6,7 @@
 #include <string_view>
 #include <utility>
 
+#include "varn/host.h"
 #include "varn/run_as.h"
 #include "varn/systempath.h"
 
@@ -56,8 +57,10 @@ Connection ConnectLibrary(Server server) {
 Connection ConnectLibrary() {
     // The server lets accounts of the machine in by the ids of the process that connects.
     const RunAs account(Who::kPackage);
-    Connection connection = HasLocalServer() ? ConnectLibrary(Server::kLocal) : nullptr;
-    return connection ? std::move(connection) : ConnectLibrary(Server::kDefault);
+    // No other server stands in for a root's own: it may have the library of another system.
+    const bool isOwn = host::HasCluster();
+    Connection connection = isOwn || HasLocalServer() ? ConnectLibrary(Server::kLocal) : nullptr;
+    return connection || isOwn ? std::move(connection) : ConnectLibrary(Server::kDefault);
 }
 
 std::optional<Rows> Execute(DBConnect_tag *connection, const std::string &sql) {

@@ -16,6 +16,7 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
+#include <thread>
 #include <utility>
 
 #include "process_state.h"
@@ -37,6 +38,9 @@ using namespace std::chrono_literals;
 constexpr auto kPatience = 5s;
 // It takes an answer as fast as it comes.
 constexpr timeval kWriteTimeout = {30, 0};
+
+// Between two tries to take a request.
+constexpr auto kPause = 1s;
 
 // What requests leak goes with their worker.
 constexpr int kMostRequests = 5000;
@@ -171,13 +175,18 @@ void TakeRequest(varn::UniqueFd connection, const Own &own, void (*answer)()) {
     }
 }
 
-// The next connection; empty when there is none, or a signal has come.
+// The next connection; empty when there is none, or a signal has come. One for which there is no
+// descriptor stays in line: it is taken later.
 varn::UniqueFd NextConnection(int listening, int waiting, const sigset_t &signals) {
     epoll_event event{};
     if (epoll_pwait(waiting, &event, 1, -1, &signals) <= 0) {
         return {};
     }
     varn::UniqueFd connection(accept4(listening, nullptr, nullptr, SOCK_CLOEXEC));
+    if (!connection && (errno == EMFILE || errno == ENFILE || errno == ENOMEM)) {
+        syslog(LOG_ERR, "Failed to take a request: %m");
+        std::this_thread::sleep_for(kPause);
+    }
     if (connection && setsockopt(connection.Get(), SOL_SOCKET, SO_SNDTIMEO, &kWriteTimeout,
                                  sizeof kWriteTimeout) != 0) {
         return {};

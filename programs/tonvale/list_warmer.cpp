@@ -1,13 +1,14 @@
 #include "list_warmer.h"
 
 #include <fcntl.h>
-#include <poll.h>
 #include <sys/prctl.h>
 #include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <chrono>
 #include <csignal>
+#include <thread>
 
 #include "service/lists/kept_list.h"
 #include "service/lists/warm_lists.h"
@@ -22,6 +23,23 @@ constexpr auto kPause = 1s;
 constexpr auto kPauseWithoutDatabase = 30s;
 constexpr int kNice = 10;
 
+using Songs = std::optional<std::int64_t>;
+
+// The version of the library once it is another than `done` and has stopped changing; none when the
+// parent has ended.
+Songs AwaitChange(const Songs &done, pid_t parent) {
+    Songs seen = done;
+    while (getppid() == parent) {
+        const Songs songs = tonvale_service::ReadVersion(0).songs;
+        if (songs && songs != done && songs == seen) {
+            return songs;
+        }
+        seen = songs;
+        std::this_thread::sleep_for(songs ? kPause : kPauseWithoutDatabase);
+    }
+    return std::nullopt;
+}
+
 }  // namespace
 
 ListWarmer::~ListWarmer() {
@@ -31,12 +49,17 @@ ListWarmer::~ListWarmer() {
     }
 }
 
+// The child tells the version before it computes the lists: one that crashes does not try again.
 bool ListWarmer::IsAtWork() {
-    pollfd end = {end_.Get(), 0, 0};
-    if (end_ && poll(&end, 1, 0) == 0) {
-        return true;
-    }
+    std::int64_t songs = 0;
     if (end_) {
+        const ssize_t got = read(end_.Get(), &songs, sizeof songs);
+        if (got == sizeof songs) {
+            done_ = songs;
+        }
+        if (got != 0) {
+            return true;
+        }
         waitpid(child_, nullptr, WNOHANG);
         end_.Reset();
     }
@@ -45,35 +68,30 @@ bool ListWarmer::IsAtWork() {
 
 void ListWarmer::Start() {
     int ends[2];
-    if (pipe2(ends, O_CLOEXEC) != 0) {
+    if (pipe2(ends, O_CLOEXEC | O_NONBLOCK) != 0) {
         return;
     }
     end_.Reset(ends[0]);
     const varn::UniqueFd held(ends[1]);
+    const pid_t parent = getpid();
     child_ = fork();
-    if (child_ == 0) {
+    if (child_ < 0) {
+        end_.Reset();
+    } else if (child_ == 0) {
         prctl(PR_SET_PDEATHSIG, SIGKILL);
         setpriority(PRIO_PROCESS, 0, kNice);
-        tonvale_service::WarmLists();
+        const Songs songs = AwaitChange(done_, parent);
+        if (songs && write(held.Get(), &*songs, sizeof *songs) == sizeof *songs) {
+            tonvale_service::WarmLists();
+        }
         _exit(0);
     }
 }
 
 void ListWarmer::Look() {
-    const auto now = std::chrono::steady_clock::now();
-    if (now < next_ || IsAtWork()) {
-        return;
-    }
-    const auto songs = tonvale_service::ReadVersion(0).songs;
-    next_ = now + (songs ? kPause : kPauseWithoutDatabase);
-    if (!songs || songs == done_) {
-        return;
-    }
-    if (songs == seen_) {
+    if (!IsAtWork()) {
         Start();
-        done_ = songs;
     }
-    seen_ = songs;
 }
 
 }  // namespace tonvale_cli

@@ -3,7 +3,6 @@
 
 #include <sys/types.h>
 
-#include <chrono>
 #include <cstdint>
 #include <optional>
 
@@ -18,8 +17,9 @@ class ListWarmer {
     ListWarmer(const ListWarmer &) = delete;
     ListWarmer &operator=(const ListWarmer &) = delete;
 
-    // To be called every second or so. Once the library has stopped changing, starts a child that
-    // computes the lists, one at a time.
+    // To be called every second or so. Keeps one child, which waits until the library has changed
+    // and stopped changing, and computes the lists. Does not ask the database itself, which may be
+    // slow to answer.
     void Look();
 
   private:
@@ -29,9 +29,7 @@ class ListWarmer {
     pid_t child_ = -1;
     // Of a pipe, which the child holds open: Children may collect its status first.
     varn::UniqueFd end_;
-    std::optional<std::int64_t> seen_;
-    std::optional<std::int64_t> done_;
-    std::chrono::steady_clock::time_point next_{};
+    std::optional<std::int64_t> done_;  // the version of the library that the lists are of
 };
 
 }  // namespace tonvale_cli

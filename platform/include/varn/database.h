@@ -87,7 +87,8 @@ VARN_EXPORT bool HasLocalServer();
 // reason in VARNDBErrorGet(null), when that fails.
 VARN_EXPORT Connection ConnectLibrary(Server server);
 // The same to the local server if there is one, and to the default one otherwise or when that
-// fails. The process runs as the package's account while it connects, as far as it may.
+// fails; never to that one where the root has a server of its own. The process runs as the
+// package's account while it connects, as far as it may.
 VARN_EXPORT Connection ConnectLibrary();
 
 // Runs one statement, or several separated by ";" (VARNDBExecute); nothing when it failed.

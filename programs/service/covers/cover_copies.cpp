@@ -26,8 +26,8 @@ namespace fs = std::filesystem;
 
 constexpr off_t kMostBytes = off_t{256} << 20;
 
-// A copy that could not be made is tried again after this time.
-constexpr time_t kTryAgainSeconds = 3600;
+// A copy that could not be made is tried again after this time: the disk may have been full.
+constexpr time_t kTryAgainSeconds = 600;
 
 std::string Folder() {
     return SystemPath(varn::path::kCoverCopies);
@@ -65,14 +65,26 @@ struct Copy {
     std::string path;
 };
 
-// Removes the copies that were used least recently until a quarter of the room is free.
+// Not true for a time to come: the clock was set back.
+bool IsYoung(const struct stat &info) {
+    const time_t age = std::time(nullptr) - info.st_mtim.tv_sec;
+    return age >= 0 && age < kTryAgainSeconds;
+}
+
+// Removes old marks, and the copies that were used least recently until a quarter of the room is
+// free.
 void MakeRoom() {
     std::vector<Copy> copies;
     off_t taken = 0;
     std::error_code error;
     for (const auto &entry : fs::directory_iterator(Folder(), error)) {
         struct stat info {};
-        if (lstat(entry.path().c_str(), &info) == 0 && S_ISREG(info.st_mode)) {
+        if (lstat(entry.path().c_str(), &info) != 0 || !S_ISREG(info.st_mode)) {
+            continue;
+        }
+        if (info.st_size == 0 && !IsYoung(info)) {  // an old mark
+            unlink(entry.path().c_str());
+        } else {
             copies.push_back({info.st_atim, info.st_size, entry.path()});
             taken += info.st_size;
         }
@@ -93,8 +105,7 @@ void MakeRoom() {
 bool HasFailed(const Picture &picture, int side) {
     const varn::RunAs package(varn::Who::kPackage);
     struct stat mark {};
-    return stat(MarkOf(picture, side).c_str(), &mark) == 0 &&
-           std::time(nullptr) - mark.st_mtim.tv_sec < kTryAgainSeconds;
+    return stat(MarkOf(picture, side).c_str(), &mark) == 0 && IsYoung(mark);
 }
 
 void NoteFailure(const Picture &picture, int side) {
@@ -104,6 +115,7 @@ void NoteFailure(const Picture &picture, int side) {
     if (mark) {
         futimens(mark.Get(), nullptr);
     }
+    MakeRoom();
 }
 
 Picture OpenCopy(const Picture &picture, int side, void (*beforeMaking)()) {

@@ -15,8 +15,8 @@ inline constexpr int kMostSide = 1024;
 // the log tells, or too many are being made. `beforeMaking` is called before one is made.
 Picture OpenCopy(const Picture &picture, int side, void (*beforeMaking)());
 
-// True where this copy could not be made within the last hour: each try costs a process of the
-// converter. A picture that has changed counts as a new one.
+// True where this copy could not be made within the last ten minutes: each try costs a process of
+// the converter. A picture that has changed counts as a new one.
 bool HasFailed(const Picture &picture, int side);
 void NoteFailure(const Picture &picture, int side);
 
