@@ -57,7 +57,7 @@ constexpr off_t kMostCopied = off_t{64} << 20;
 
 // A picture that is to be made smaller, and what is told of it.
 struct Source {
-    const char *path;  // as the converter, or else the log, calls it
+    const char *path;  // for the log, and the converter's argument
     int fd;            // open for reading; -1: it cannot be read
     bool isCopied;     // the converter gets a copy of what is open, whatever is at the path by now
 };
@@ -222,8 +222,8 @@ Fd OpenFresh(int folder, std::string &name) {
     return file;
 }
 
-// True for a copy that stands there already, and had another time before, if it was there: a
-// converter that knows nothing of the workshop writes to the place itself.
+// True if the converter does not know the workshop and wrote the copy to its place itself: the file
+// there is new, or has another time than before.
 bool IsPlaced(const Target &target, const std::optional<timespec> &before, const timespec &source) {
     const Fd copy = OpenWritten(target.folder, target.name);
     struct stat info = {};

@@ -182,6 +182,8 @@ bool RunAs::Become(Who who) const {
     if (!to) {
         return false;
     }
+    // A call that ends as another account switches in full, also to an identity that it has now:
+    // by name, or by numbers where the accounts have no such name.
     const bool leavesAsAnother =
         afterwards_ == Afterwards::kPackage || afterwards_ == Afterwards::kStay;
     const bool isByName = leavesAsAnother || afterwards_ == Afterwards::kAccountBefore;

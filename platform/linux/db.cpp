@@ -170,7 +170,7 @@ PgConnection Connect(const char *socketDir, const char *user, const char *passwo
 }
 
 // Values are escaped for a server that takes a backslash literally. The connection tells whether it
-// does: only where a role or a database has changed that is it set.
+// does. If a role or a database has changed the setting, this sets it back.
 bool PinStrings(PGconn *conn) {
     const char *const setting = Pq().parameterStatus(conn, "standard_conforming_strings");
     if (setting != nullptr && std::string_view(setting) == "on") {
