@@ -78,12 +78,15 @@ void AddRow(const varn::Row &row, const Rating &rating, Found &found) {
     found.names.push_back(support::NameInPlaylist(row));
 }
 
-// Fewer rows are written than meant when some of them went after they were read: refused the first
-// time.
+// False for a refused statement, which the last attempt logs. On the first one also when fewer rows
+// are written than meant, because some have been deleted since they were read.
 bool WriteRows(DBConnect_tag *conn, const Found &found, const Rating &rating, bool isFirst) {
     const auto writes = [conn, isFirst](const std::optional<std::string> &statement, int meant) {
-        const auto written = support::Execute(kSource, conn, statement);
-        return written && (written->Count() == meant || !isFirst);
+        if (!isFirst) {
+            return support::Execute(kSource, conn, statement).has_value();
+        }
+        const auto written = statement ? varn::Execute(conn, *statement) : std::nullopt;
+        return written && written->Count() == meant;
     };
     const auto &[rated, added, names] = found;
     return (rated.count == 0 ||
@@ -96,17 +99,14 @@ bool WriteRows(DBConnect_tag *conn, const Found &found, const Rating &rating, bo
 
 enum class Saved { kYes, kNo, kRefused };
 
-Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, const Rating &rating,
+Saved SaveOnce(const std::string &select, DBConnect_tag *conn, const Rating &rating,
                std::vector<std::string> &paths, bool isFirst) {
-    varn::Transaction transaction([conn](const char *statement) {
-        return support::Execute(kSource, conn, statement).has_value();
-    });
-    if (!transaction || !support::Execute(kSource, conn, kLock)) {
-        return Saved::kNo;
-    }
-    const auto rows =
-        support::Execute(kSource, conn, varn::Sql(kSelect, rating.uid, Joined(numbers)));
+    varn::Transaction transaction(
+        [conn](const char *statement) { return varn::Execute(conn, statement).has_value(); });
+    const bool isLocked = transaction && varn::Execute(conn, kLock);
+    const auto rows = isLocked ? varn::Execute(conn, select) : std::nullopt;
     if (!rows) {
+        support::LogFailedStatement(kSource, conn, select.c_str());
         return Saved::kNo;
     }
     Found found;
@@ -117,6 +117,7 @@ Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, con
         return Saved::kRefused;
     }
     if (!transaction.Commit()) {
+        support::LogFailedStatement(kSource, conn, "COMMIT");
         return Saved::kNo;
     }
     paths.insert(paths.end(), std::make_move_iterator(found.names.begin()),
@@ -124,13 +125,13 @@ Saved SaveOnce(const std::vector<std::string> &numbers, DBConnect_tag *conn, con
     return Saved::kYes;
 }
 
-// Of two first ratings of a song at once the later one finds a row where it read none, and that of
-// a song that is deleted meanwhile none where it read one. It reads again, once.
-bool SaveStars(const std::vector<std::string> &numbers, std::vector<std::string> &paths,
-               DBConnect_tag *conn, const Rating &rating) {
-    Saved saved = SaveOnce(numbers, conn, rating, paths, true);
+// Others may write between the reading and the writing: an insert then meets a row that was not
+// there, or an update misses one that was. In both cases the rows are read again, once.
+bool SaveStars(const std::string &select, std::vector<std::string> &paths, DBConnect_tag *conn,
+               const Rating &rating) {
+    Saved saved = SaveOnce(select, conn, rating, paths, true);
     if (saved == Saved::kRefused) {
-        saved = SaveOnce(numbers, conn, rating, paths, false);
+        saved = SaveOnce(select, conn, rating, paths, false);
     }
     return saved == Saved::kYes;
 }
@@ -140,14 +141,17 @@ bool SaveStars(const std::vector<std::string> &numbers, std::vector<std::string>
 int VARNAudioWebapiSaveDBStar(const std::vector<std::string> &numbers,
                               std::vector<std::string> &paths, MEDIA_DB_HANDLE *database,
                               unsigned uid, unsigned star) noexcept {
-    const bool areNumbers =
-        !numbers.empty() && std::all_of(numbers.begin(), numbers.end(), varn::IsNumber);
-    if (!areNumbers || database == nullptr) {
+    if (database == nullptr) {
         LOG_ERROR(kSource, "Bad parameter.");
         return 0;
     }
     return support::Guarded(kSource, 0, [&] {
         const Rating rating = {static_cast<int>(uid), static_cast<int>(star)};
-        return SaveStars(numbers, paths, database->conn, rating) ? 1 : 0;
+        const std::string select = varn::Made(varn::Sql(kSelect, rating.uid, Joined(numbers)));
+        if (!std::all_of(numbers.begin(), numbers.end(), varn::IsNumber)) {
+            LOG_ERROR(kSource, "Failed to exec [%s] (an id has more than digits)", select.c_str());
+            return 0;
+        }
+        return SaveStars(select, paths, database->conn, rating) ? 1 : 0;
     });
 }

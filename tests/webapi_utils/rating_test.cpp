@@ -2,6 +2,7 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <csignal>
@@ -45,6 +46,9 @@ class SongRating : public LibraryRows {
         VLIBCFileGetKeyValue(Record(name).c_str(), std::to_string(uid).c_str(), star.data(),
                              star.size());
         return star.data();
+    }
+    static bool IsFailedStatement(const std::string &line) {
+        return line.find("Failed to exec [") != line.npos;
     }
     // The rows of the table: "track user star", in order.
     static Texts Table() {
@@ -135,12 +139,19 @@ TEST_F(SongRating, RowsAreWrittenAtOnce) {
     EXPECT_EQ(Value("SELECT COUNT(*) FROM rating_track WHERE star = 4"), "1000");
 
     // A rating that the table refuses changes neither it nor the paths.
-    EXPECT_EQ(VARNAudioWebapiSaveDBStar({"1"}, paths, &database, kAlice, 6), 0);
-    EXPECT_TRUE(
-        Logged("audiolib/webapi_utils:[0-9]+ Failed to exec \\[UPDATE rating_track SET "
-               "star = 6 WHERE userid = 1030 AND track IN \\( 1 \\)\\] \\(ERROR"));
-    for (const Texts &bad : {Texts{}, Texts{"1", "x"}, Texts{"1) OR (1=1"}}) {
-        EXPECT_EQ(VARNAudioWebapiSaveDBStar(bad, paths, &database, kAlice, 3), 0);
+    for (const auto &[bad, star, statement] :
+         {std::tuple(Texts{"1"}, 6,
+                     "UPDATE rating_track SET star = 6 WHERE userid = 1030 AND "
+                     "track IN \\( 1 \\)\\] \\(ERROR"),
+          {Texts{}, 3, "SELECT id, path, star, .* WHERE id IN \\(  \\)\\] \\(ERROR"},
+          {Texts{"1", "x"}, 3, "SELECT .* IN \\( 1, x \\)\\] \\(an id has more than digits\\)$"},
+          {Texts{"1) OR (1=1"}, 3, "SELECT .* \\(an id has more than digits\\)$"}}) {
+        ClearLog();
+        EXPECT_EQ(VARNAudioWebapiSaveDBStar(bad, paths, &database, kAlice, star), 0);
+        const Texts lines = Log();
+        EXPECT_EQ(std::count_if(lines.begin(), lines.end(), IsFailedStatement), 1) << "once";
+        EXPECT_TRUE(
+            Logged(std::string("audiolib/webapi_utils:[0-9]+ Failed to exec \\[") + statement));
     }
     EXPECT_EQ(paths.size(), 1000U);
     EXPECT_EQ(Value("SELECT COUNT(*) FROM rating_track WHERE star = 4"), "1000");
@@ -189,7 +200,7 @@ TEST_F(SongRating, ADatabaseThatCannotBeWrittenLeavesTheFilesAlone) {
     Query("ALTER TABLE rating_track RENAME TO away");
     EXPECT_EQ(VARNAudioWebapiSetSongRating(kAlice, {"music_1"}, 3), 0);
     EXPECT_TRUE(Logged(
-        "audiolib/webapi_utils:[0-9]+ Failed to exec \\[SET LOCAL.*LOCK TABLE rating_track"));
+        "audiolib/webapi_utils:[0-9]+ Failed to exec \\[SELECT id, path, star.*\\] \\(ERROR"));
     EXPECT_TRUE(Logged("audiolib/webapi_utils:[0-9]+ Failed to save star of tracks$"));
     EXPECT_FALSE(fs::exists(scratch() / "@eaDir"));
 }
