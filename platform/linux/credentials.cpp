@@ -172,7 +172,7 @@ RunAs::~RunAs() {
     errno = saved;
 }
 
-bool RunAs::Become(Who who) const {
+bool RunAs::Become(Who who) {
     if (who == Who::kCaller) {
         return true;
     }
@@ -184,12 +184,15 @@ bool RunAs::Become(Who who) const {
     }
     // A call that ends as another account switches in full, also to an identity that it has now:
     // by name, or by numbers where the accounts have no such name.
+    const bool givesAccountBack = afterwards_ == Afterwards::kAccountBefore;
     const bool leavesAsAnother =
         afterwards_ == Afterwards::kPackage || afterwards_ == Afterwards::kStay;
-    const bool isByName = leavesAsAnother || afterwards_ == Afterwards::kAccountBefore;
-    if ((!leavesAsAnother && IsCurrent(*to)) ||
-        (isByName && ResetCredentialsByName(isRoot ? kRootAccount : kPackageAccount) == 0) ||
-        IsCurrent(*to) || SwitchTo(*to, true) == 0) {
+    if (givesAccountBack ? before_.uid == to->uid : !leavesAsAnother && IsCurrent(*to)) {
+        return true;
+    }
+    isByName_ = (givesAccountBack || leavesAsAnother) &&
+                ResetCredentialsByName(isRoot ? kRootAccount : kPackageAccount) == 0;
+    if (isByName_ || IsCurrent(*to) || SwitchTo(*to, true) == 0) {
         return true;
     }
     Log("IF_RUN_AS", *to);
@@ -209,9 +212,8 @@ bool RunAs::Leave() const {
         ResetCredentialsByName(kPackageAccount) == 0) {
         return true;
     }
-    if (isSwitched_ && afterwards_ == Afterwards::kAccountBefore) {
-        const auto account = IsBack() ? std::nullopt : FindAccount(before_.uid);
-        if (account) {
+    if (isByName_ && afterwards_ == Afterwards::kAccountBefore) {
+        if (const auto account = FindAccount(before_.uid)) {
             ResetCredentialsByName(account->name.c_str());
         }
         if (IsBack()) {
@@ -222,8 +224,8 @@ bool RunAs::Leave() const {
 }
 
 void RunAs::Log(const char *tag, const Identity &to) const {
-    syslog(LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, tag, static_cast<int>(to.uid),
-           static_cast<int>(to.gid));
+    syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, tag,
+           static_cast<int>(to.uid), static_cast<int>(to.gid));
 }
 
 }  // namespace varn

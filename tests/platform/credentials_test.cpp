@@ -146,6 +146,7 @@ TEST_F(RootCredentials, EndAScopeAsItsNameSays) {
                  {Afterwards::kAccountBefore, {1030, 100}, {1030, 100}, {100, 2001, 2003}},
                  {Afterwards::kAccountBefore, {1030, 555}, {1030, 555}, {7}},
                  {Afterwards::kAccountBefore, {4242, 555}, {4242, 555}, {7}},
+                 {Afterwards::kAccountBefore, {0, 555}, {0, 555}, {7}},  // not switched at all
                  {Afterwards::kPackage, {1030, 555}, {1040, 1041}, {1041}},
                  {Afterwards::kStay, {1030, 555}, {0, 0}, {0}}};
     for (const auto &[afterwards, caller, ids, groups] : cases) {
@@ -154,7 +155,8 @@ TEST_F(RootCredentials, EndAScopeAsItsNameSays) {
             ASSERT_EQ(VLIBSetEffective(caller[0], caller[1]), 0);
             {
                 const varn::RunAs root(varn::Who::kRoot, afterwards);
-                EXPECT_TRUE(root && geteuid() == 0 && getegid() == 0);
+                EXPECT_TRUE(root && geteuid() == 0);
+                EXPECT_EQ(getegid(), caller[0] == 0 ? caller[1] : 0);
             }
             EXPECT_EQ((std::array<unsigned, 2>{geteuid(), getegid()}), ids);
             EXPECT_EQ(CurrentGroups(), groups);

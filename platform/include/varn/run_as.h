@@ -28,7 +28,8 @@ enum class Who {
 enum class Afterwards {
     kBack,           // the identity of before; a process that cannot take it back ends
     kBackOrGoOn,     // the identity of before; a process that cannot take it back stays as it is
-    kAccountBefore,  // the account of the user of before, with its groups; without one kBack
+    kAccountBefore,  // the account of the user of before, with its groups; without one kBack. A
+                     // process that has the user id already stays as it is, throughout
     kPackage,        // the package's account; without one kBack
     kStay,           // as the scope has run
 };
@@ -36,7 +37,7 @@ enum class Afterwards {
 // Switches the effective user, group and supplementary groups. The identity of before is kept as
 // numbers. With an end of another account, or of the account of before, the switch is by name
 // (ResetCredentialsByName, varn/process.h), and by numbers when that fails. A switch that fails,
-// either way, is logged at critical level as IF_RUN_AS, with `source` and the line. errno stays
+// either way, is logged as IF_RUN_AS (LOG_AUTH, critical), with `source` and the line. errno stays
 // after the scope. Without root among its user ids a process has one identity, and nothing is
 // switched. Not for processes in which another thread depends on the account.
 class VARN_EXPORT RunAs {
@@ -52,7 +53,7 @@ class VARN_EXPORT RunAs {
     explicit operator bool() const noexcept { return isSwitched_; }
 
   private:
-    bool Become(Who who) const;
+    bool Become(Who who);
     bool IsBack() const noexcept;
     bool Leave() const;
     void Log(const char *tag, const Identity &to) const;
@@ -61,6 +62,7 @@ class VARN_EXPORT RunAs {
     Afterwards afterwards_;
     const char *source_;
     int line_;
+    bool isByName_ = false;  // the scope has switched by ResetCredentialsByName
     bool isSwitched_;
 };
 
