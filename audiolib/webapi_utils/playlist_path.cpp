@@ -50,18 +50,16 @@ bool FromCatalogue(const std::string &key, unsigned uid, bool shared, Playlist &
 bool FromFolder(const std::string &key, const std::string &userDir, Playlist &found) {
     const std::string file =
         (userDir + "/" + kFolder + "/" + key + ".m3u").substr(0, varn::kPathSize - 1);
-    {
-        const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kPackage, kSource);
-        struct stat status;
-        if (stat(file.c_str(), &status) == 0) {
-            found = {key, file};
-            return true;
-        }
-    }
-    LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
-    // Given behaviour, which callers have to see to.
     const varn::RunAs root(varn::Who::kRoot, varn::Afterwards::kStay, kSource);
-    return false;
+    struct stat status;
+    if (stat(file.c_str(), &status) != 0) {
+        // The process stays root: given behaviour, which callers have to see to.
+        LOG_ERROR(kSource, "Failed to get playlist. name=%s", file.c_str());
+        return false;
+    }
+    const varn::RunAs package(varn::Who::kPackage, varn::Afterwards::kStay, kSource);
+    found = {key, file};
+    return true;
 }
 
 bool FromSmartFile(const std::string &key, const std::string &userDir, bool shared,
