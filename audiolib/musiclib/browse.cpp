@@ -48,7 +48,8 @@ int64_t CountList(const varn::Text &statement) {
     if (!handle) {
         return -1;
     }
-    if (handle->rowCount == 0) {
+    int row = 0;
+    if (VARNDBFetchRow(handle->result, &row) == -1) {
         LOG_ERROR(kSource, "Fetch row error......");
         return -1;
     }

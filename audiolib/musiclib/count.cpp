@@ -27,8 +27,9 @@ bool EscapePatterns(std::string &condition) {
 
 // Runs the statement and reads the number of its first row.
 int64_t ReadCount(MEDIA_DB_HANDLE &handle, const char *statement) {
+    int row = 0;
     if (VARNDBExecute(handle.conn, statement, &handle.result) == -1 ||
-        VARNDBNumRows(handle.result) == 0) {
+        VARNDBFetchRow(handle.result, &row) == -1) {
         support::LogFailedStatement(kSource, handle.conn, statement);
         return -1;
     }
