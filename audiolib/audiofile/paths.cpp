@@ -51,7 +51,7 @@ std::string FirstToken(const std::string &path) {
     return VLIBCSzListGet(list, 0);
 }
 
-// The volume path behind a share name, or behind "/home/"; "" with a log line when there is none.
+// The folder that "/SHARE" or "/home/" stands for; "" with a log line when there is none.
 std::string ShareVolumePath(const std::string &sharePath, const std::string &shareName,
                             const std::string &userName) {
     if (sharePath.compare(0, std::strlen(kHomePrefix), kHomePrefix) != 0) {

@@ -1,5 +1,6 @@
 #include "misc/song_rating.h"
 
+#include "misc/source.h"
 #include "support/log.h"
 #include "tonvale/webapi.h"
 #include "varn/account.h"
@@ -10,7 +11,6 @@ namespace Tonvale::misc {
 
 namespace {
 
-constexpr char kSource[] = "audiolib/misc";
 constexpr unsigned kMostStars = 5;
 constexpr int kPatience = 2000;  // milliseconds
 

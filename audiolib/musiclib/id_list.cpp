@@ -65,7 +65,7 @@ bool ListBatch(uid_t uid, const std::string &library, const std::string &idList,
     return true;
 }
 
-// The length of the text's first ids, without the comma behind them.
+// The length of the text's first ids, without the comma after them.
 std::size_t BatchLength(std::string_view idList) {
     std::size_t end = idList.find(',');
     for (int ids = 1; ids < kBatch && end != idList.npos; ++ids) {

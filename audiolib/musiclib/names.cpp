@@ -12,6 +12,7 @@
 #include "support/log.h"
 #include "tonvale/library.h"
 #include "varn/account.h"
+#include "varn/base.h"
 #include "varn/path.h"
 #include "varn/systempath.h"
 
@@ -23,17 +24,12 @@ namespace {
 constexpr std::array<std::string_view, 6> kNames = {"title",  "album_artist", "album",
                                                     "artist", "composer",     "genre"};
 
-constexpr char kBlanks[] = " \t\r\n\v\f";
-
 std::string SortNameOrder(const std::string &order) {
-    const std::size_t begin = order.find_first_not_of(kBlanks);
-    if (begin == order.npos) {
-        return order;
-    }
-    const std::string trimmed = order.substr(begin, order.find_last_not_of(kBlanks) + 1 - begin);
+    std::string copy = order;
+    const char *const trimmed = VLIBCStrTrimSpace(copy.data());
     for (const std::string_view name : kNames) {
-        if (strncasecmp(trimmed.c_str(), name.data(), name.size()) == 0) {
-            return std::string(name) + "_sort" + trimmed.substr(name.size());
+        if (strncasecmp(trimmed, name.data(), name.size()) == 0) {
+            return std::string(name) + "_sort" + (trimmed + name.size());
         }
     }
     return order;

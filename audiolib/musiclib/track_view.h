@@ -1,4 +1,4 @@
-// What stands behind FROM in a query on the library.
+// What stands after FROM in a query on the library.
 #pragma once
 
 #include <sys/types.h>

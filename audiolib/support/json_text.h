@@ -1,5 +1,4 @@
-// JSON texts, and members of a document that somebody else wrote: reading one of a wrong type
-// throws.
+// JSON texts, and members of a document from outside: reading one of a wrong type throws.
 #pragma once
 
 #include <json/value.h>

@@ -12,7 +12,7 @@ inline bool HasVirtualName(const VARN_MEDIA_INFO &song) {
     return IsVirtualMusic(&song) && song.virtual_track > 0;
 }
 
-// The path, of a virtual song with "_" and its track number behind it.
+// The path; of a virtual song with "_" and its track number at its end.
 inline std::string NameInPlaylist(const VARN_MEDIA_INFO &song) {
     std::string name = song.path;
     if (HasVirtualName(song)) {

@@ -5,12 +5,11 @@
 #include "tonvale/webapi.h"
 #include "varn/base.h"
 #include "varn/db.h"
+#include "webapi_library/source.h"
 
 namespace Tonvale::webapi::playlist {
 
 namespace {
-
-constexpr char kSource[] = "audiolib/webapi_library";
 
 constexpr char kArtist[] = "artist";
 
@@ -26,7 +25,7 @@ std::string ArtistCondition(const std::string &value, const char *escaped) {
     return condition;
 }
 
-// A value that cannot be escaped leaves the text open behind the first quote, which no server takes
+// A value that cannot be escaped leaves the text open after the first quote, which no server takes
 // for a condition.
 std::string SingleCondition(const std::string &column, const std::string &value) {
     if (column.empty()) {
@@ -52,7 +51,8 @@ EscapedKeyword::~EscapedKeyword() {
 
 std::string ListTrackCondition::GetSingleCondition(const std::string &column,
                                                    const std::string &value) noexcept {
-    return support::Guarded(kSource, std::string(), [&] { return SingleCondition(column, value); });
+    return support::Guarded(kLibrarySource, std::string(),
+                            [&] { return SingleCondition(column, value); });
 }
 
 std::string ListTrackCondition::GetConditionString() const noexcept {
@@ -64,7 +64,7 @@ std::string ListTrackCondition::GetConditionString() const noexcept {
                    {kArtist, artist},
                    {"composer", composer},
                    {"genre", genre}};
-    return support::Guarded(kSource, std::string(), [&] {
+    return support::Guarded(kLibrarySource, std::string(), [&] {
         std::string condition;
         for (const auto &[column, filter] : filters) {
             if (filter.first) {

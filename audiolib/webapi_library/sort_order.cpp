@@ -9,6 +9,7 @@
 #include "tonvale/library.h"
 #include "tonvale/webapi.h"
 #include "varn/base.h"
+#include "webapi_library/source.h"
 
 namespace Tonvale::webapi {
 
@@ -16,11 +17,8 @@ namespace {
 
 using support::Guarded;
 
-constexpr char kSource[] = "audiolib/webapi_library";
-
 constexpr char kDefaultOrder[] = " album, disc, track, path ";
 constexpr char kCollation[] = "COLLATE \"en_US_varnel\"";
-constexpr char kBlanks[] = " \t\r\n\v\f";
 constexpr std::size_t kColumnBytes = 127;
 
 // Columns whose order depends on the language.
@@ -36,11 +34,9 @@ constexpr int kSystemCodePage = 1;
 using OrderBuffer = std::array<char, 1024>;
 
 // The first column of an order, without blanks round it.
-std::string FirstColumn(std::string_view order) {
-    order = order.substr(0, order.find(','));
-    order.remove_prefix(std::min(order.find_first_not_of(kBlanks), order.size()));
-    order = order.substr(0, order.find_last_not_of(kBlanks) + 1);
-    return std::string(order.substr(0, kColumnBytes));
+std::string FirstColumn(const std::string &order) {
+    std::string column = order.substr(0, order.find(','));
+    return std::string(VLIBCStrTrimSpace(column.data())).substr(0, kColumnBytes);
 }
 
 std::string CollationSort(const std::string &order) {
@@ -79,12 +75,12 @@ bool WebapiLibrary::IsCollationSortNeeded() noexcept {
 }
 
 std::string WebapiLibrary::GetCollationSort(const std::string &orderText) noexcept {
-    return Guarded(kSource, std::string(), [&] { return CollationSort(orderText); });
+    return Guarded(kLibrarySource, std::string(), [&] { return CollationSort(orderText); });
 }
 
 std::string WebapiLibrary::GetSortOrderString(const std::string &sortBy,
                                               const std::string &direction) const noexcept {
-    return Guarded(kSource, std::string(), [&] { return SortOrder(sortBy, direction); });
+    return Guarded(kLibrarySource, std::string(), [&] { return SortOrder(sortBy, direction); });
 }
 
 }  // namespace Tonvale::webapi

@@ -45,8 +45,8 @@ class Listener {
         return *hasPersonalLibrary_;
     }
 
-    // The share-relative path of a file. Songs come by albums: what is in the folder of the one
-    // before is in the same share, which is then not looked up anew. No song is a share itself.
+    // The share-relative path of a file. Most songs lie in the folder of the one before, and so in
+    // the same share, which is then not looked up again. No song is a share itself.
     std::string SharePath(const char *volPath) {
         const std::string_view path = volPath;
         const std::string_view folder = path.substr(0, path.rfind('/') + 1);

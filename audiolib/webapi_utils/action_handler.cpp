@@ -1,12 +1,11 @@
 #include "support/boundary.h"
 #include "tonvale/action.h"
-#include "varn/base.h"
+#include "webapi_utils/source.h"
 
 namespace {
 
-constexpr char kSource[] = "audiolib/webapi_utils";
-
 using Tonvale::support::Guarded;
+using Tonvale::webapi_utils::kSource;
 
 // A value that members can be set in: one of another kind gives way to an empty object.
 Json::Value &AsObject(Json::Value &value) {

@@ -19,8 +19,6 @@ namespace Tonvale::webapi_utils {
 
 namespace {
 
-// Paths in the library are shorter than this.
-
 // A list of names for a statement. The server finds a few of them one by one in the index; many it
 // compares with every row, unless they are a table of values, which it hashes.
 struct Names {

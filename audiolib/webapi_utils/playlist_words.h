@@ -1,4 +1,4 @@
-// The words of a playlist's identifier, and the files behind it.
+// The words of a playlist's identifier, and where its file is.
 #pragma once
 
 namespace Tonvale::webapi::playlist_words {

@@ -49,8 +49,8 @@ Tonvale::MediaHandle OpenDatabase() {
     return database->conn != nullptr ? std::move(database) : nullptr;
 }
 
-// What fails is logged there; the table has the rating. Anybody who may read the files can keep
-// them locked: when the time is over, the others are written without waiting.
+// A failure is logged there and changes no result: the table has the rating. Every account that may
+// read a file can keep it locked, so that the waiting is limited for all files together.
 void WriteFiles(const std::vector<std::string> &paths, unsigned uid, unsigned star) {
     const auto end = Clock::now() + kPatience;
     for (const std::string &path : paths) {

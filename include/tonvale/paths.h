@@ -1,8 +1,8 @@
 // Share-relative paths and volume paths.
 //
 // The web API names files by share-relative paths, "/" + share name + the rest, or "/home/" + the
-// rest for the user's own home folder; the database, playlists and the encoder use volume paths
-// such as /volume1/music/a.mp3. Failures are logged with syslog(3); nothing throws.
+// rest for the user's own home folder; the database, playlists and the encoder use volume paths,
+// e.g. /volume1/music/a.mp3. Failures are logged with syslog(3); nothing throws.
 #pragma once
 
 #include <string>
