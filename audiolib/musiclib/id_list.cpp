@@ -1,7 +1,6 @@
 // Songs by their ids.
 #include <algorithm>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <unordered_map>
@@ -54,9 +53,12 @@ bool ListBatch(uid_t uid, const std::string &library, const std::string &idList,
     if (!ids || !support::SongsFitMemory(kSource, std::int64_t{out.Size()} + ids->nItem)) {
         return false;
     }
+    // Any other text could make the condition another one.
+    const bool areIds = idList.find_first_not_of("0123456789, ") == idList.npos;
     const std::string condition = "id in (" + idList + ")";
-    const MediaHandle handle(AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
-                                             condition.c_str(), nullptr, nullptr, 0, -1, 0));
+    const MediaHandle handle(areIds ? AudioInfoDBOpen(library.c_str(), uid, VARN_TABLE_MUSIC, "*",
+                                                      condition.c_str(), nullptr, nullptr, 0, -1, 0)
+                                    : nullptr);
     if (!handle) {
         LOG_ERROR(kSource, "Failed to open media database (%s).", library.c_str());
         return false;
@@ -98,9 +100,8 @@ bool ListByIds(uid_t uid, std::string_view idList, support::SongList &out) {
 
 int VARNMusicListGetByID(uid_t uid, const char *idList, PLAYLIST_REC **listOut) noexcept {
     using namespace Tonvale::musiclib;
-    const bool areIds = uid != varn::kNoUser && NonEmptyStr(idList) &&
-                        idList[std::strspn(idList, "0123456789, ")] == '\0';
-    return ListSongs(areIds, listOut, [&](Tonvale::support::SongList &songs) {
+    const bool isGood = uid != varn::kNoUser && NonEmptyStr(idList);
+    return ListSongs(isGood, listOut, [&](Tonvale::support::SongList &songs) {
         return ListByIds(uid, idList, songs);
     });
 }
