@@ -27,8 +27,9 @@ extern "C" {
 TONVALE_EXPORT int VARNAudioGetEmbeddedCoverPath(const char *song, char *buffer, int size) noexcept;
 
 // The picture in a folder, or in a song's folder: the first of cover.jpg, folder.jpg and
-// albumart.jpg in any case. 0; or -1 when there is none, when a file named like the song with
-// ".no_image" in place of its extension says so, or when the path cannot be taken apart.
+// albumart.jpg in any case, with any character for the dot. 0; or -1 when there is none, when a file
+// named like the song with ".no_image" in place of its extension says so, or when the path cannot be
+// taken apart.
 TONVALE_EXPORT int VARNAudioGetFolderCoverPath(const char *path, char *buffer, int size) noexcept;
 
 // The copy of a song's cover `source` that fits in 480 by 480 pixels, "VARNAUDIO_ART_NBAUDIO.jpg"
