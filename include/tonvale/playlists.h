@@ -14,7 +14,7 @@
 // stands at its place meanwhile. Its format is that of the name that it has now; one that has been
 // deleted is refused.
 //
-// "library" is a library kind of tonvale/library.h; user id 4294967295 means nobody and is refused.
+// "library" is a library kind of tonvale/library.h; user id 4294967295 is no user and is refused.
 // Failures are reported by the result and logged with syslog(3) at error level. Nothing throws.
 // Some calls switch the effective user of the process for their length, as their comments tell:
 // they are for single-threaded processes.
@@ -109,7 +109,7 @@ TONVALE_EXPORT int VARNAudioWebapiUtilsGetPlaylistByDBQuery(uid_t uid, PLAYLIST_
 // to mode 0777, all as root; afterwards the process runs as the package's account. An entry whose
 // path cannot be written (neither absolute nor remote) is left out.
 // A null list makes an empty playlist; the array ends with a null pointer. Nothing is freed.
-// 0, or -1: null path or array, the file cannot be opened or written, somebody else holds the
+// 0, or -1: null path or array, the file cannot be opened or written, another process holds the
 // lock. The file is then empty or cut short.
 TONVALE_EXPORT int VARNWriteMusicPlaylist(const PLAYLIST_REC *list,
                                           const char *playlistPath) noexcept;
