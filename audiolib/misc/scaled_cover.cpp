@@ -113,8 +113,8 @@ class EndHeldBack {
 };
 
 // A folder of this account alone, removed with its contents at the end of the scope. The converter
-// writes there: every user may write where the result is to stand, and could have root write through
-// a link.
+// writes there: every user may write where the result is to stand, and could have root write
+// through a link.
 class Workshop {
   public:
     Workshop()
@@ -236,8 +236,8 @@ bool IsPlaced(const Target &target, const std::optional<timespec> &before, const
     return true;
 }
 
-// Puts a copy of a file in the target's place all at once: no reader sees a part of it, and a link is
-// replaced and not followed. False with errno set.
+// Puts a copy of a file in the target's place all at once: no reader sees a part of it, and a link
+// is replaced and not followed. False with errno set.
 bool Place(int result, const Target &target, const timespec &source) {
     Target fresh = {target.folder, "", target.path};
     const Fd file = OpenFresh(target.folder, fresh.name);

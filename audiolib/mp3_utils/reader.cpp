@@ -8,8 +8,8 @@ namespace Tonvale::mp3 {
 
 namespace {
 
-// Fills the buffer as far as the file goes. -1 without a stream, and for an offset that there cannot
-// be.
+// Fills the buffer as far as the file goes. -1 without a stream, and for an offset that there
+// cannot be.
 ssize_t FillFrom(MPEG_READER &reader, int64_t offset) {
     if (reader.stream == nullptr) {
         return -1;

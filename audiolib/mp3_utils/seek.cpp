@@ -50,8 +50,8 @@ int64_t SizeOf(std::FILE *file, const char *path) {
     return size;
 }
 
-// Where the frames begin: after an ID3v2 tag (ID3v2.4 structure, 3.1), whose size bytes are combined
-// as they are, without masking their top bits.
+// Where the frames begin: after an ID3v2 tag (ID3v2.4 structure, 3.1), whose size bytes are
+// combined as they are, without masking their top bits.
 int64_t StartOfFrames(MPEG_READER &reader) {
     constexpr char kMark[] = {'I', 'D', '3'};
     for (int place = 0; place < static_cast<int>(sizeof kMark); ++place) {

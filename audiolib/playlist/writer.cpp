@@ -62,8 +62,8 @@ const Layout *LayoutOf(std::string_view path) {
     return found == kLayouts.end() ? nullptr : found;
 }
 
-// A link in a shared folder must not make root empty another file: the name that it leads to must be
-// a playlist's of the same format. Empty, with errno set, otherwise.
+// A link in a shared folder must not make root empty another file: the name that it leads to must
+// be a playlist's of the same format. Empty, with errno set, otherwise.
 std::optional<std::string> FileToOpen(const std::string &path) {
     struct stat info {};
     if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
