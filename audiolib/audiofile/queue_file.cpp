@@ -40,7 +40,7 @@ constexpr mode_t kMode = 0644;
 constexpr off_t kHeaderSize = sizeof(__tag_PlayerInfo__);
 constexpr off_t kRecordSize = sizeof(VARN_MEDIA_INFO);
 
-// A file, or a device that takes its place. Nobody waits for the other end of a FIFO.
+// Opens a file, or a device in its place. Does not wait for the other end of a FIFO.
 Fd Open(const char *path, int flags) {
     Fd file(open(path, flags | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, kMode));
     struct stat info {};

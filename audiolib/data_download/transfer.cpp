@@ -62,7 +62,7 @@ Outcome Transfer::Run(const std::string &url, int maxSize, Sink &sink) {
     Curl().easy_setopt(handle_.get(), CURLOPT_FOLLOWLOCATION, 1L);
     Curl().easy_setopt(handle_.get(), CURLOPT_MAXREDIRS, kMostRedirects);
     Curl().easy_setopt(handle_.get(), CURLOPT_REDIR_PROTOCOLS_STR, "http,https");
-    // Servers in a home have certificates that nobody has signed.
+    // Servers in a home have certificates that no authority has signed.
     Curl().easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYPEER, 0L);
     Curl().easy_setopt(handle_.get(), CURLOPT_SSL_VERIFYHOST, 0L);
     Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT_MS,

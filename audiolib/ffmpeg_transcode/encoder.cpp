@@ -25,7 +25,7 @@ constexpr std::size_t kDiscardBlock = 262144;
 constexpr std::size_t kMostMoved = 1 << 20;
 constexpr int kPipeSize = 1 << 18;
 constexpr ssize_t kLargePiece = 64 * 1024;
-// Short enough for a fast encoder not to fill the pipe meanwhile and wait.
+// Too short for a fast encoder to fill the pipe and wait.
 constexpr std::chrono::microseconds kMoment{300};
 
 // The argument vector in the form of exec(3). Empty, logged, when memory is short.
@@ -76,7 +76,7 @@ bool Put(const void *block, std::size_t size) {
 }
 
 // Waits until the encoder has written something or has ended. False, with errno as a write would
-// leave it, when the reader of standard output has left: a silent encoder would go on for nobody.
+// leave it, when the reader of standard output has left: a silent encoder would run on otherwise.
 bool WaitFor(int encoder) {
     pollfd ends[] = {{encoder, POLLIN, 0}, {OutputFd(), 0, 0}};
     int ready;

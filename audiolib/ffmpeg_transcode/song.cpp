@@ -41,7 +41,7 @@ const Format *FindFormat(std::string_view name) {
     return found != formats.end() ? &*found : nullptr;
 }
 
-// The sum, wrapped round where it is too large: nobody hears a song from there.
+// The sum, wrapped round where it is too large: no song is that long.
 int64_t Sum(int64_t left, int64_t right) {
     return static_cast<int64_t>(static_cast<uint64_t>(left) + static_cast<uint64_t>(right));
 }

@@ -26,8 +26,8 @@ struct Range {
     int64_t Length() const { return last - first + 1; }
 };
 
-// (bit rate / 8) * (duration - seek). 0 where that cannot be told; below 0 for a seek after the
-// end, which is nothing to be told either.
+// (bit rate / 8) * (duration - seek). 0 where that is not known. Below 0 for a seek after the end;
+// no length is told then either.
 int64_t EstimatedBytes(const Job &job) {
     int64_t seconds = 0;
     int64_t bytes = 0;
@@ -145,7 +145,7 @@ class Answer {
         if (!Start()) {
             return false;
         }
-        // It stands in the place of sound that this stream lacks.
+        // The header stands in place of sound that this stream does not have.
         header_.Silence();
         return true;
     }

@@ -18,7 +18,7 @@ class WavHeader {
     // line, when the encoder ends before or writes a header that is no such thing.
     bool Read(std::FILE *encoder, int64_t dataLength);
 
-    // Makes it the sound of as many bytes that nobody hears.
+    // Makes it as many bytes of silence.
     void Silence() { bytes_ = {}; }
 
     std::span<const unsigned char> Bytes() const { return std::span(bytes_).first(size_); }

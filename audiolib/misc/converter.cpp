@@ -17,7 +17,7 @@ namespace {
 
 constexpr int kUsualSeconds = 60;
 constexpr int kMostSeconds = 3600;
-constexpr int kGrace = 2;  // what a converter that ends by itself may be late
+constexpr int kGrace = 2;  // seconds more for a converter to end by itself
 
 // A variable in which the converter looks for something, for the length of a scope, unless an
 // administrator has set it.

@@ -33,11 +33,12 @@ using varn::PathBuffer;
 
 constexpr char kEmbedded[] = "*APIC*";
 
-// The pattern itself takes any case: the folder may be on a file system that does not.
+// The patterns themselves take any case: the folder may be on a file system that does not. Any
+// character may stand for the dot.
 constexpr std::array kFolderCovers = {
-    "[cC][oO][vV][eE][rR].[jJ][pP][gG]",
-    "[fF][oO][lL][dD][eE][rR].[jJ][pP][gG]",
-    "[aA][lL][bB][uU][mM][aA][rR][tT].[jJ][pP][gG]",
+    "[cC][oO][vV][eE][rR]?[jJ][pP][gG]",
+    "[fF][oO][lL][dD][eE][rR]?[jJ][pP][gG]",
+    "[aA][lL][bB][uU][mM][aA][rR][tT]?[jJ][pP][gG]",
 };
 
 bool IsBadCall(const char *path, const char *buffer, int size) {
@@ -60,8 +61,8 @@ int EmbeddedCover(const char *song, char *buffer, int size) {
     if (!HasCurrentFolder()) {
         return -1;
     }
-    // A song without pictures has no such folder. Every user may write where it stands, and a link
-    // there would show root what is somebody else's.
+    // A song without pictures has no such folder. Every user may write where it stands: root must
+    // follow no link there to another user's files.
     const Visit visit(varn::OpenEADir(eaDir.data()));
     if (!visit) {
         return -1;

@@ -11,7 +11,7 @@
 
 namespace {
 
-constexpr int kNotRun = -1;  // 255 for whoever waits
+constexpr int kNotRun = -1;  // read as 255 from the exit status
 
 // For a kernel without close_range(2).
 void CloseEach() {
@@ -24,14 +24,13 @@ void CloseEach() {
     }
 }
 
-// Between fork and exec nothing but what a signal handler may do, too.
+// Does only what a signal handler may do: it runs between fork and exec.
 [[noreturn]] void RunChild(const char *path, char *const argv[]) {
-    // What this process has open, such as a client's connection, is not the program's business.
+    // The program must not hold a client's connection open.
     if (close_range(0, ~0U, 0) != 0) {
         CloseEach();
     }
-    // A change ignores the signal that asks it to end, a worker holds it back, and a server may
-    // ignore SIGPIPE.
+    // This process may ignore or block the signals that have to end the program.
     sigset_t none;
     sigemptyset(&none);
     sigprocmask(SIG_SETMASK, &none, nullptr);

@@ -4,9 +4,8 @@
 
 namespace Tonvale::misc {
 
-// Keeps the exit status of a child for whoever waits for it, for the length of a scope. With
-// SA_NOCLDWAIT the kernel would throw it away before it is asked for; with `ofIgnored` that of a
-// process that ignores SIGCHLD is kept too.
+// Keeps the exit status of children until it is asked for, for the length of a scope: with
+// SA_NOCLDWAIT the kernel drops it. With `ofIgnored` also in a process that ignores SIGCHLD.
 class KeptExitStatus {
   public:
     explicit KeptExitStatus(bool ofIgnored) noexcept {

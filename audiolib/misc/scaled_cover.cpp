@@ -92,8 +92,8 @@ void Remove(const Target &target) {
 
 // ---- making a copy ------------------------------------------------------------------------------
 
-// Holds the wishes to end back that a web server or a terminal sends: a client that no longer waits
-// costs neither the copy nor leaves a folder behind. The converter itself gets them all.
+// Blocks the signals by which a web server or a terminal ends this process until the copy is in its
+// place and the workshop is gone. The converter itself gets them all.
 class EndHeldBack {
   public:
     EndHeldBack() {
@@ -112,9 +112,9 @@ class EndHeldBack {
     sigset_t before_;
 };
 
-// A folder that nobody else may look into, gone at the end of the scope with all that is in it. The
-// converter writes there: where the result is to stand every user may write, and would have root
-// write through a link.
+// A folder of this account alone, removed with its contents at the end of the scope. The converter
+// writes there: every user may write where the result is to stand, and could have root write
+// through a link.
 class Workshop {
   public:
     Workshop()
@@ -187,8 +187,8 @@ bool CopyAll(int from, int to) {
     return copied == 0 && at <= kMostCopied;
 }
 
-// Gives a copy of a source from the future a later time than that: it would be made anew for
-// everybody who asks.
+// Gives a copy of a source from the future a later time than that: it would be made anew for each
+// request.
 void KeepLater(int copy, const timespec &source) {
     constexpr long kSecond = 1'000'000'000;
     struct stat info = {};
@@ -203,7 +203,7 @@ void KeepLater(int copy, const timespec &source) {
     }
 }
 
-// Makes a file under a name that is nobody's yet, which it tells. Empty with errno set.
+// Makes a file under a new name, which it tells. Empty with errno set.
 Fd OpenFresh(int folder, std::string &name) {
     constexpr int kMostTries = 100;
     constexpr int kFlags = O_RDWR | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC;
@@ -236,8 +236,8 @@ bool IsPlaced(const Target &target, const std::optional<timespec> &before, const
     return true;
 }
 
-// Puts a copy of a file under a name all at once, in place of whatever had it: nobody sees a part
-// of it, and a link is replaced and not followed. False with errno set.
+// Puts a copy of a file in the target's place all at once: no reader sees a part of it, and a link
+// is replaced and not followed. False with errno set.
 bool Place(int result, const Target &target, const timespec &source) {
     Target fresh = {target.folder, "", target.path};
     const Fd file = OpenFresh(target.folder, fresh.name);

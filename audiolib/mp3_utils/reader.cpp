@@ -8,8 +8,12 @@ namespace Tonvale::mp3 {
 
 namespace {
 
-// Fills the buffer as far as the file goes. -1 for an offset that there cannot be.
+// Fills the buffer as far as the file goes. -1 without a stream, and for an offset that there
+// cannot be.
 ssize_t FillFrom(MPEG_READER &reader, int64_t offset) {
+    if (reader.stream == nullptr) {
+        return -1;
+    }
     const int fd = fileno(reader.stream);
     if (fd >= 0) {
         // One call for two, and nothing of the stream's own between them.
@@ -37,6 +41,5 @@ int RefillAt(MPEG_READER &reader, int64_t offset) noexcept {
 }  // namespace Tonvale::mp3
 
 int GetByte(MPEG_READER *reader, int64_t offset) noexcept {
-    return reader != nullptr && reader->stream != nullptr ? Tonvale::mp3::ByteAt(*reader, offset)
-                                                          : Tonvale::mp3::kUnreadable;
+    return reader != nullptr ? Tonvale::mp3::ByteAt(*reader, offset) : Tonvale::mp3::kUnreadable;
 }

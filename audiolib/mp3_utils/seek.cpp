@@ -19,7 +19,7 @@ using varn::File;
 
 constexpr int kTagHeaderSize = 10;
 constexpr int kTagSizePlace = 6;
-// Where scanning starts behind a tag whose size cannot be read.
+// Where scanning starts after a tag whose size cannot be read.
 constexpr int64_t kStartOfUnreadableTag = Tonvale::mp3::kUnreadable + kTagHeaderSize;
 
 File OpenToRead(const char *path) {
@@ -50,7 +50,7 @@ int64_t SizeOf(std::FILE *file, const char *path) {
     return size;
 }
 
-// Where the frames begin: behind an ID3v2 tag (ID3v2.4 structure, 3.1), whose size bytes are
+// Where the frames begin: after an ID3v2 tag (ID3v2.4 structure, 3.1), whose size bytes are
 // combined as they are, without masking their top bits.
 int64_t StartOfFrames(MPEG_READER &reader) {
     constexpr char kMark[] = {'I', 'D', '3'};
@@ -70,12 +70,12 @@ int64_t StartOfFrames(MPEG_READER &reader) {
     return size + kTagHeaderSize;
 }
 
-// Where the walk goes on behind a frame. Zero bytes there are stuffing; the first byte behind the
+// Where the walk goes on after a frame. Zero bytes there are stuffing; the first byte after the
 // frame is not looked at.
 int64_t EndOfFrame(MPEG_READER &reader, const MPEG_FRAME_HEADER &header) {
     int64_t end = header.position + header.frameLength;
     if (end < reader.fileSize) {
-        ByteAt(reader, end);  // a buffer from here on serves the next header, too
+        ByteAt(reader, end);  // fills the buffer for the next header
         for (int64_t next = end + 1; next < reader.fileSize && ByteAt(reader, next) == 0; ++next) {
             ++end;
         }

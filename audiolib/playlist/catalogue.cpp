@@ -29,7 +29,7 @@ namespace {
 constexpr char kCount[] = "COUNT(*) AS result_count";
 constexpr char kOrder[] = "lower(title) asc, lower(album) asc";
 
-// Cue sheets stand among the playlists, too.
+// The indexer records cue sheets as playlists.
 constexpr char kNoSheets[] = "path NOT ILIKE '%.cue'";
 constexpr char kFolderOnly[] = "album ilike '%s' AND path NOT ILIKE '%%.cue'";
 constexpr char kFolderName[] = "playlists";
@@ -48,11 +48,15 @@ struct Query {
     uid_t uid;
     const char *columns;
     std::string condition;
+    const char *order = nullptr;
+    int offset = 0;
+    int limit = 0;
 };
 
 MediaHandle Open(const Query &query) {
     return MediaHandle(AudioInfoDBOpen(query.library, query.uid, VARN_TABLE_PLAYLIST, query.columns,
-                                       query.condition.c_str(), nullptr, nullptr, 0, 0, 0));
+                                       query.condition.c_str(), nullptr, query.order, query.offset,
+                                       query.limit, 0));
 }
 
 using Record = std::unique_ptr<VARN_MEDIA_INFO>;
@@ -91,12 +95,9 @@ void AppendRows(MEDIA_DB_HANDLE *rows, OwnedPlaylists &list) {
     }
 }
 
-int ListAll(const Query &query, int offset, int limit, VARN_PLAYLIST **listOut) {
+int ListAll(const Query &query, VARN_PLAYLIST **listOut) {
     OwnedPlaylists list(std::exchange(*listOut, nullptr));
-    const MediaHandle rows(AudioInfoDBOpen(query.library, query.uid, VARN_TABLE_PLAYLIST, "*",
-                                           query.condition.c_str(), nullptr, kOrder, offset, limit,
-                                           0));
-    if (rows) {
+    if (const MediaHandle rows = Open(query)) {
         AppendRows(rows.get(), list);
     }
     *listOut = PlaylistReverse(list.release());
@@ -216,8 +217,9 @@ int VARNPlaylistListAll(const char *library, uid_t uid, VARN_PLAYLIST **listOut,
         return -1;
     }
     return Guarded(kSource, -1, [&] {
-        return ListAll({library, uid, "*", ListCondition(playlistsFolderOnly != 0)}, offset, limit,
-                       listOut);
+        return ListAll(
+            {library, uid, "*", ListCondition(playlistsFolderOnly != 0), kOrder, offset, limit},
+            listOut);
     });
 }
 

@@ -91,6 +91,18 @@ bool WithoutDuplicates(const Records &staying, const Replacement &change, varn::
     return accepted;
 }
 
+// Puts songs before a place of the sequence. False, with a log line, when memory is short.
+bool Insert(Records &records, Records::const_iterator at, const PLAYLIST_REC *songs) {
+    try {
+        const Records inserted = PointersTo(songs);
+        records.insert(at, inserted.begin(), inserted.end());
+        return true;
+    } catch (const std::bad_alloc &) {
+        LOG_ERROR(kSource, "Failed to calloc()");
+        return false;
+    }
+}
+
 // 0, or -1 with a log line.
 int Replace(uid_t uid, const std::string &path, const Replacement &change) {
     support::SongList songs(kSource);
@@ -115,10 +127,9 @@ int Replace(uid_t uid, const std::string &path, const Replacement &change) {
             return -1;
         }
     }
-    const Records inserted =
-        PointersTo(change.duplicates == Duplicates::kKept ? change.songs : added.get());
-    records.insert(at, inserted.begin(), inserted.end());
-    return WriteRecords(std::move(records), path);
+    const PLAYLIST_REC *const songsToAdd =
+        change.duplicates == Duplicates::kKept ? change.songs : added.get();
+    return Insert(records, at, songsToAdd) ? WriteRecords(std::move(records), path) : -1;
 }
 
 int ReplaceInRow(const char *library, uid_t uid, const char *playlistId,

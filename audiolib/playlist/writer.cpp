@@ -62,8 +62,8 @@ const Layout *LayoutOf(std::string_view path) {
     return found == kLayouts.end() ? nullptr : found;
 }
 
-// A link that somebody put into a shared folder must not make root empty another file: what it
-// leads to has to be a playlist of the same kind by its name. Empty, with errno set, otherwise.
+// A link in a shared folder must not make root empty another file: the name that it leads to must
+// be a playlist's of the same format. Empty, with errno set, otherwise.
 std::optional<std::string> FileToOpen(const std::string &path) {
     struct stat info {};
     if (lstat(path.c_str(), &info) != 0 || !S_ISLNK(info.st_mode)) {
@@ -86,9 +86,9 @@ std::string NameOf(const std::string &path) {
     return open.empty() ? path : open;
 }
 
-// Made or emptied. Nothing but a regular file is written to, and a FIFO is not waited for. Another
-// writer, which is going to give up, may empty the file once more: what comes then is appended, so
-// that whole lines are left and no hole. What is held open has to be of a known layout.
+// Makes or empties the file. Only a regular file is accepted, and a FIFO is not waited for. Another
+// writer may empty the file before it finds the lock taken: with O_APPEND the rest follows without
+// a hole. A file that is held open must be of a known layout.
 support::Fd Open(const std::string &path, const Layout *layout) {
     constexpr int kFlags = O_WRONLY | O_TRUNC | O_APPEND | O_NONBLOCK | O_NOCTTY | O_CLOEXEC;
     const bool isHeld = !varn::PathOfDescriptor(path).empty();
@@ -104,7 +104,7 @@ support::Fd Open(const std::string &path, const Layout *layout) {
     return fd;
 }
 
-// As much of a line as may be written. A part of a character would make it one that is not UTF-8.
+// As much of a line as may be written. A part of a character would leave a line that is not UTF-8.
 std::size_t LengthToWrite(std::string_view line) {
     constexpr std::size_t kMostFollowing = 3;
     std::size_t length = std::min(line.size(), kLongestLine);
@@ -202,14 +202,14 @@ int WriteAsRoot(const NextRecord &next, const std::string &path) {
         return -1;
     }
     int result = 0;
-    // Emptied once more: somebody else may have written a whole list before the lock was ours.
+    // Emptied again: another writer may have written a whole list before this one got the lock.
     if (ftruncate(file.Get(), 0) != 0 ||
         (layout != nullptr && !WriteAll(next, path, *layout, file.Get()))) {
         LOG_ERROR_OLD(kSource, "Failed to write %s. %m", path.c_str());
         result = -1;
     }
     // Every user's programs may write it, whatever the umask made of the mode at first. By the
-    // descriptor: somebody else may have put a link at the path meanwhile.
+    // descriptor: another process may have put a link at the path.
     if (fchmod(file.Get(), kMode) != 0) {
         LOG_ERROR(kSource, "Failed to chmod [%s] %m", path.c_str());
     }

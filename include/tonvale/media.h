@@ -27,8 +27,9 @@ extern "C" {
 TONVALE_EXPORT int VARNAudioGetEmbeddedCoverPath(const char *song, char *buffer, int size) noexcept;
 
 // The picture in a folder, or in a song's folder: the first of cover.jpg, folder.jpg and
-// albumart.jpg in any case. 0; or -1 when there is none, when a file named like the song with
-// ".no_image" in place of its extension says so, or when the path cannot be taken apart.
+// albumart.jpg in any case, with any character for the dot. 0; or -1 when there is none, when a
+// file named like the song with ".no_image" in place of its extension says so, or when the path
+// cannot be taken apart.
 TONVALE_EXPORT int VARNAudioGetFolderCoverPath(const char *path, char *buffer, int size) noexcept;
 
 // The copy of a song's cover `source` that fits in 480 by 480 pixels, "VARNAUDIO_ART_NBAUDIO.jpg"
@@ -90,7 +91,7 @@ TONVALE_EXPORT int VARNAudioGetMimetype(const char *extension, char *destination
 
 // Runs a program with all three standard descriptors at /dev/null and no others. `argv` begins with
 // the program's own name and ends with a null pointer; `path` is not searched for.
-// With `wait` not 0 the result is the exit status, 0 to 255 (255 too when the program could not be
+// With `wait` not 0 the result is the exit status, 0 to 255 (255 also when the program could not be
 // run), or -1 when a signal ended it or it could not be waited for, as in a process that ignores
 // SIGCHLD. Otherwise the result is 0 at once, and the caller has to reap the child (waitpid(2), or
 // a SIGCHLD action that makes it unnecessary). -1 when no child could be made. While it runs the

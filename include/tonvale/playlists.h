@@ -9,12 +9,12 @@
 // A virtual song, one track of a cue sheet, is named in playlists by its file's path, "_" and the
 // number of the track (IsVirtualPath).
 //
-// The path of a playlist may be the path of a descriptor, "/proc/self/fd/N" (varn::DescriptorPath),
-// of a playlist that the caller holds open: then that very file is read and written, whatever
-// stands at its place meanwhile. Its format is that of the name that it has now; one that has been
-// deleted is refused.
+// The path of a playlist may be the path of a descriptor, "/proc/self/fd/N"
+// (varn::DescriptorPath), of a playlist that the caller holds open: then that very file is read
+// and written, even if another one has taken its place. Its format is that of the name that it has
+// now; one that has been deleted is refused.
 //
-// "library" is a library kind of tonvale/library.h; user id 4294967295 means nobody and is refused.
+// "library" is a library kind of tonvale/library.h; user id 4294967295 is no user and is refused.
 // Failures are reported by the result and logged with syslog(3) at error level. Nothing throws.
 // Some calls switch the effective user of the process for their length, as their comments tell:
 // they are for single-threaded processes.
@@ -105,11 +105,11 @@ TONVALE_EXPORT int VARNAudioWebapiUtilsGetPlaylistByDBQuery(uid_t uid, PLAYLIST_
 // ---- writing and editing -----------------------------------------------------------------------
 
 // Writes a whole playlist, in the format of its extension (m3u, pls, wpl, in any case; anything
-// else, m3u8 too, leaves an empty file). The file is made or emptied, locked with flock(2) and set
-// to mode 0777, all as root; afterwards the process runs as the package's account. An entry whose
-// path cannot be written (neither absolute nor remote) is left out.
+// else, m3u8 included, leaves an empty file). The file is made or emptied, locked with flock(2)
+// and set to mode 0777, all as root; afterwards the process runs as the package's account. An
+// entry whose path cannot be written (neither absolute nor remote) is left out.
 // A null list makes an empty playlist; the array ends with a null pointer. Nothing is freed.
-// 0, or -1: null path or array, the file cannot be opened or written, somebody else holds the
+// 0, or -1: null path or array, the file cannot be opened or written, another process holds the
 // lock. The file is then empty or cut short.
 TONVALE_EXPORT int VARNWriteMusicPlaylist(const PLAYLIST_REC *list,
                                           const char *playlistPath) noexcept;
@@ -120,9 +120,9 @@ TONVALE_EXPORT int VARNWriteMusicPlaylistWithMediaList(const VARN_MEDIA_INFO *co
 // playlist row: "shared" or "personal", the user, the row's id in decimal. The personal calls name
 // a file instead, one of the user's own playlist folder. Positions count from 0.
 // `songs` stays the caller's and as it was. Of two edits at once one may be lost: reading takes no
-// lock. A playlist of an extension that is not written, m3u8 too, is left empty. 0, or -1 (unknown
-// playlist, one that cannot be read, a bad position, writing failed). A file that is not there is
-// made where songs are added or replaced, and cannot be read otherwise.
+// lock. A playlist of an extension that is not written, m3u8 included, is left empty. 0, or -1
+// (unknown playlist, one that cannot be read, a bad position, writing failed). A file that is not
+// there is made where songs are added or replaced, and cannot be read otherwise.
 
 // Puts `songs` in the place of `length` entries from `start` on; length below 0 means to the end.
 // A start at the end appends; one after it is refused.
@@ -156,8 +156,8 @@ TONVALE_EXPORT int VARNPlaylistRemoveSongs(const char *library, uid_t uid, const
 TONVALE_EXPORT int VARNPersonalPlaylistRemoveSongByPath(uid_t uid, const char *playlistPath,
                                                         const char *songPath) noexcept;
 
-// Removes the entries that the user's library does not know, but remote ones and those on USB
-// volumes. With them go songs that the user does not browse: those of others, tracks of split files
+// Removes the entries that the user's library does not know. Remote ones and those on USB volumes
+// stay. Songs that the user does not browse are unknown: those of others, tracks of split files
 // for a user who does not see them, the split files themselves.
 TONVALE_EXPORT int VARNPlaylistRemoveMissing(const char *library, uid_t uid,
                                              const char *playlistId) noexcept;

@@ -77,7 +77,8 @@ TEST_F(CoverPathTest, FindsTheFolderPicture) {
           {{"AlbumArt.jpg", "FOLDER.jpG"}, "FOLDER.jpG"},
           {{"ALBUMART.JPG"}, "ALBUMART.JPG"},
           {{"cover.jpg", "Cover.jpg", "COVER.JPG"}, "COVER.JPG"},
-          {{"cover.jpg.bak", "my cover.jpg", "coverXjpg", "cover.jpeg", "cover.png"}, nullptr}}) {
+          {{"coverXjpg", "folder.jpg"}, "coverXjpg"},
+          {{"cover.jpg.bak", "my cover.jpg", "coverjpg", "cover.jpeg", "cover.png"}, nullptr}}) {
         fs::remove_all(folder);
         for (const std::string &file : each.files) {
             Put(folder / file);
