@@ -222,8 +222,8 @@ bool RunAs::Leave() const {
 }
 
 void RunAs::Log(const char *tag, const Identity &to) const {
-    syslog(LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, tag, static_cast<int>(to.uid),
-           static_cast<int>(to.gid));
+    syslog(LOG_AUTH | LOG_CRIT, "%s:%d ERROR: %s(%d, %d)", source_, line_, tag,
+           static_cast<int>(to.uid), static_cast<int>(to.gid));
 }
 
 }  // namespace varn
