@@ -22,7 +22,7 @@ void LogLine(int savedErrno, const char *format, ...) noexcept
 #define LOG_ERROR_OLD(source, format, ...) \
     TONVALE_LOG_LINE("%s (%d) " format, source, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
-// "%s(%d)message": the oldest lines put what follows right behind the parenthesis.
+// "%s(%d)message": the oldest lines put what follows right after the parenthesis.
 #define LOG_ERROR_OLDEST(source, format, ...) \
     TONVALE_LOG_LINE("%s(%d)" format, source, __LINE__ __VA_OPT__(, ) __VA_ARGS__)
 
