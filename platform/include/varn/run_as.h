@@ -34,11 +34,12 @@ enum class Afterwards {
 };
 
 // Switches the effective user, group and supplementary groups. The identity of before is kept as
-// numbers. With an end of another account, or of the account of before, the switch is by name
-// (ResetCredentialsByName, varn/process.h), and by numbers when that fails. A switch that fails,
-// either way, is logged at critical level as IF_RUN_AS, with `source` and the line. errno stays
-// after the scope. Without root among its user ids a process has one identity, and nothing is
-// switched. Not for processes in which another thread depends on the account.
+// numbers. When the scope ends as another account or as the account of before, the switch is by
+// name (ResetCredentialsByName, varn/process.h), and by numbers when that fails. A switch that
+// fails, either way, is logged at critical level for the authorisation facility as IF_RUN_AS, with
+// `source` and the line. errno stays after the scope. Without root among its user ids a process has
+// one identity, and nothing is switched. Not for processes in which another thread depends on the
+// account.
 class VARN_EXPORT RunAs {
   public:
     explicit RunAs(Who who, Afterwards afterwards = Afterwards::kBack,
