@@ -129,7 +129,7 @@ void Decode(benchmark::State &state) {
 // A look-up that fails, through so many resources; what one costs against one of a thousand.
 void LookUp(benchmark::State &state) {
     constexpr int64_t kSmall = 1000;
-    static constexpr ItemValues::Entry kValues[] = {
+    static const std::vector<ItemValues::Entry> kValues = {
         {"protocolInfo", ""}, {"res", "http://192.0.2.1/"}, {"size", "1"}};
     const auto nodeOf = [](int64_t children) {
         auto node = std::make_unique<ItemNode>();

@@ -58,8 +58,10 @@ Search SearchFile(const std::string &path, std::string_view wanted, char *out, i
 }
 
 int GetEqualizer(char *out, int size) {
+    std::array<char, kLineSize> enabled;
     std::array<char, kSelectedSize> selected;
-    if (!VARNAudioConfCheck(kEnabledKey, "yes", 0) ||
+    if (VARNAudioConfGet(kEnabledKey, enabled.data(), enabled.size()) < 1 ||
+        enabled.data() != std::string_view("yes") ||
         VARNAudioConfGet(kSelectedKey, selected.data(), selected.size()) < 1) {
         return kAbsent;
     }

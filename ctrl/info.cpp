@@ -108,7 +108,7 @@ int VARNAudioPlayerInfo(char *out, int size) noexcept {
 }
 
 int VARNAudioPlayerInfoByUDN(const char *udn, char *out, int size) noexcept {
-    // Without the name there is nothing to answer to either: one check, one line.
+    // A null name is refused like a null buffer, with one line in the log.
     const Answer answer = {udn != nullptr ? out : nullptr, size};
     return Guarded(kInfo, -1, [&] {
         return IsGood(answer) ? Send(VARN_AUDIO_PLAYER_INFO_BY_UDN, udn, answer) : -1;

@@ -62,7 +62,7 @@ int CheckHighResolution() {
     std::string names = "-h";
     std::string pattern = "Format";
     std::string description = folder + "/stream0";
-    // The program would tell of a missing file on the standard error of whoever asks.
+    // grep would write about a missing file to the caller's standard error.
     if (std::error_code error; !std::filesystem::is_regular_file(description, error) ||
                                eaccess(description.c_str(), R_OK) != 0) {
         return -1;

@@ -27,7 +27,7 @@ std::string_view Find(const ItemNode &node, std::string_view key) {
 
 using Tonvale::support::Guarded;
 
-ItemValues::ItemValues(std::span<const Entry> entries) : size_(entries.size()) {
+ItemValues::ItemValues(const std::vector<Entry> &entries) : size_(entries.size()) {
     std::size_t bytes = 0;
     for (const auto &[key, value] : entries) {
         bytes += key.size() + value.size();

@@ -10,7 +10,7 @@ namespace Tonvale::dlna {
 
 namespace {
 
-// Loaded with the first document: hardly a process ever reads one.
+// Loaded with the first document: few processes read one.
 struct Libxml : varn::LateLibrary {
     Libxml() noexcept : LateLibrary("libxml2.so.2") {}
 

@@ -20,7 +20,7 @@ std::size_t OnHeader(char *line, std::size_t size, std::size_t count, void *chal
     });
 }
 
-// An answer's body is nobody's; libcurl would write it to the standard output.
+// Without this libcurl would write an answer's body to the standard output.
 std::size_t Discard(char *, std::size_t size, std::size_t count, void *) noexcept {
     return size * count;
 }
@@ -76,7 +76,7 @@ int RtspClient::Perform() {
     }
     Curl().easy_setopt(handle_.get(), CURLOPT_CONNECTTIMEOUT, kTimeoutSeconds);
     Curl().easy_setopt(handle_.get(), CURLOPT_TIMEOUT, kTimeoutSeconds);
-    // Else a name server that is silent is waited for beyond that: the resolver's thread is joined.
+    // Otherwise libcurl joins the resolver's thread, and a silent name server takes longer.
     Curl().easy_setopt(handle_.get(), CURLOPT_QUICK_EXIT, 1L);
     // A speaker stands in this network, whatever proxy the environment names for others.
     Curl().easy_setopt(handle_.get(), CURLOPT_PROXY, "");

@@ -22,12 +22,17 @@ constexpr char kBrowsePersonalLibrary[] = "browse_personal_library";
 
 constexpr long kLastBuildWithoutVirtualLibrary = 5515;
 
+// A user's name in the file: the id as a signed number.
+std::string EntryName(uid_t uid) {
+    return std::to_string(static_cast<int>(uid));
+}
+
 // The user's value for a key, or null. `users` is whatever the file held.
 const Json::Value *Find(const Json::Value &users, uid_t uid, const char *key) {
     if (!users.isObject()) {
         return nullptr;
     }
-    const Json::Value &user = users[std::to_string(uid)];
+    const Json::Value &user = users[EntryName(uid)];
     return user.isObject() && user.isMember(key) ? &user[key] : nullptr;
 }
 
@@ -48,7 +53,7 @@ bool Set(uid_t uid, const char *key, const Json::Value &value) {
     if (!Load(users) || !users.isObject()) {
         return false;
     }
-    Json::Value &user = users[std::to_string(uid)];
+    Json::Value &user = users[EntryName(uid)];
     if (!user.isObject()) {
         user = Json::Value(Json::objectValue);
     }

@@ -62,7 +62,7 @@ bool ReadFile(Json::Value &json, const std::string &path) {
     return false;
 }
 
-// A write that failed leaves what it wrote in the temporary file, for a look at what went wrong.
+// A write that failed leaves what it wrote in the temporary file, which shows what went wrong.
 bool WriteFile(const std::string &path, const std::string &text) {
     const Fd fd(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, kMode));
     if (!fd) {

@@ -21,7 +21,7 @@ int Save(const char *path, const Json::Value &json) {
         LOG_ERROR(kSource, "Failed to fopen [%s], [%m]", path);
         return -1;
     }
-    // Without a buffer a full disk shows here already; the close may still tell of one far away.
+    // Without a buffer the write reports a full disk. The close may still report a remote one.
     std::setvbuf(file.get(), nullptr, _IONBF, 0);
     if (std::fwrite(text.data(), 1, text.size(), file.get()) != text.size() ||
         std::fclose(file.release()) != 0) {

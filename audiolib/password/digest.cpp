@@ -8,7 +8,7 @@ namespace Tonvale::password {
 
 namespace {
 
-// Loaded with the first password: few processes have to do with one.
+// Loaded with the first password: few processes need one.
 struct Libcrypto : varn::LateLibrary {
     Libcrypto() noexcept : LateLibrary("libcrypto.so.3") {}
 

@@ -34,8 +34,8 @@ class PathIndex {
     // Names a path that is going to be looked for.
     void Want(const Place &place, const std::string &path);
 
-    // The row of a path, the first when there are several; kFailed, with a log line when that was
-    // found out, when the library does not answer or the path cannot be asked for.
+    // The row of a path, the first when there are several. kFailed when the path cannot be asked
+    // for or the library does not answer, which is logged once for a place.
     Found Find(const Place &place, const std::string &path, Row &row);
 
   private:

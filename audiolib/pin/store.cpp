@@ -193,7 +193,7 @@ bool PinManager::Insert(const std::string &type, const std::string &name,
         return false;
     }
     if (last == INT_MAX) {
-        LOG_ERROR(kSource, "No place behind the pin with sort key %d", last);
+        LOG_ERROR(kSource, "No place after the pin with sort key %d", last);
         return Fail(PIN_ERROR_DATABASE);
     }
     return pin::Run(*this, varn::Sql(kInsert, user, type, name, criteria, last + 1)).has_value();

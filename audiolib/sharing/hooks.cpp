@@ -3,6 +3,7 @@
 #include "support/log.h"
 #include "tonvale/sharing.h"
 #include "varn/account.h"
+#include "varn/database.h"
 #include "varn/sql.h"
 
 namespace Tonvale {

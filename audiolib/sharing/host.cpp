@@ -47,7 +47,7 @@ Printed Run(std::string_view fixedPath, const char *operand, bool needsStatus) {
     if (stream == nullptr) {
         return printed;
     }
-    // What poll(2) does not tell of must not stand in a buffer.
+    // poll(2) does not see what stands in a buffer.
     std::setvbuf(stream, nullptr, _IONBF, 0);
     char line[kLineSize];
     if (std::fgets(line, sizeof(line), stream) != nullptr) {

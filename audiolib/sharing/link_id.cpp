@@ -32,8 +32,8 @@ std::string NewId() {
 std::string Tonvale::SharingManager::GetSharingHashString() noexcept {
     return support::Guarded(sharing::kSource, std::string(), [&] {
         std::string id = NewId();
-        for (int repeats = 0; repeats < kRepeats && !CheckSharingIdExist(id); ++repeats) {
-            // Whatever made the same identifier in the same second shall be over by then.
+        for (int repeats = 0; !CheckSharingIdExist(id) && repeats < kRepeats; ++repeats) {
+            // Identifiers follow from the second: a later one gives another.
             sleep(kSecondsBetweenAttempts);
             id = NewId();
         }

@@ -9,8 +9,8 @@
 namespace Tonvale::support {
 
 // Runs `body` and returns its result, or `failure` when it throws (memory, or the JSON library on a
-// value of the wrong type), which is logged under the module's source path and
-// the line of the call.
+// value of the wrong type), which is logged under the module's source path and the line of the
+// call.
 template <typename Result, typename Body>
 Result Guarded(const char *source, Result failure, Body &&body,
                int line = __builtin_LINE()) noexcept {

@@ -18,7 +18,6 @@
 #include <cstddef>
 #include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -135,9 +134,9 @@ class TONVALE_EXPORT ItemValues {
     using Entry = std::pair<std::string_view, std::string_view>;  // key and value
 
     ItemValues() noexcept = default;
-    // Copies the entries, of which no two have the same key and each is less than the next. Their
-    // texts are shorter than 4 GiB together.
-    explicit ItemValues(std::span<const Entry> entries);
+    // Copies the entries. They are in the order of their keys, which all differ, and their texts
+    // are shorter than 4 GiB together.
+    explicit ItemValues(const std::vector<Entry> &entries);
 
     std::size_t size() const noexcept { return size_; }
     // The entry of an index below size().

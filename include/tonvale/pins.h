@@ -89,10 +89,11 @@ class TONVALE_EXPORT PinManager : public DBConnetWrapper {
     //   out       the new pin as the readers return it; unchanged after a failure
     bool Pin(const std::string &type, const Json::Value &criteria, const std::string &name,
              PinData &out) noexcept;
-    // Takes the pin with this id away; the others keep their sort keys. False when the user has no
-    // such pin (error 5); when it could not be done, or the id is not UTF-8 (error 8).
+    // Removes the pin with this id; the others keep their sort keys. False when the user has no
+    // such pin (error 5), when the statement fails, or when the id is not UTF-8 (error 8).
     bool Unpin(const std::string &id) noexcept;
-    // Gives the pin with this id a name. False as Unpin; also for one that is not UTF-8 (error 8).
+    // Gives the pin with this id a name. False as Unpin, and for a name that is not UTF-8 (error
+    // 8).
     bool Rename(const std::string &id, const std::string &name) noexcept;
 
     // Read one pin: by its id, or by its type and the stored text of its criteria. A folder or

@@ -121,16 +121,16 @@ TONVALE_EXPORT int DomainSocketCreate(const char *path, int backlog) noexcept;
 // last one that was tried.
 TONVALE_EXPORT int DACPSocketCreate(int *port, int backlog) noexcept;
 
-// Takes a pending connection of a listening socket; never waits, unless another process accepts
-// from it too and the listener is not O_NONBLOCK. Returns its descriptor (close-on-exec), or -1,
-// which is not logged when nobody was waiting.
+// Takes a pending connection of a listening socket. Never waits, unless another process also
+// accepts from it and the listener is not O_NONBLOCK. Returns its descriptor (close-on-exec), or
+// -1, which is not logged when no client was waiting.
 TONVALE_EXPORT int SocketAccept(int listener) noexcept;
 
-// Maps a System V shared memory segment (shmget(2)) for reading and writing; with `create` not 0 it
-// is made, readable and writable for everybody, when it is not there. The size in bytes must not be
-// larger than that of a segment that is. Null on failure; else released with VARNAudioShmDetach,
-// 0 or -1. The segment stays until VARNAudioShmRemove (the size as above; 0 or -1) and until nobody
-// has it mapped any more.
+// Maps a System V shared memory segment (shmget(2)) for reading and writing; with `create` not 0 a
+// missing one is made, readable and writable for every user. The size in bytes must not be larger
+// than that of an existing segment. Null on failure; else released with VARNAudioShmDetach, 0 or
+// -1. The segment stays until VARNAudioShmRemove (the size as above; 0 or -1) and until no process
+// has it mapped.
 TONVALE_EXPORT void *VARNAudioShmAttach(int key, int size, int create) noexcept;
 TONVALE_EXPORT int VARNAudioShmDetach(const void *address) noexcept;
 TONVALE_EXPORT int VARNAudioShmRemove(int key, int size) noexcept;
@@ -142,10 +142,10 @@ TONVALE_EXPORT int VARNAudioShmRemove(int key, int size) noexcept;
 TONVALE_EXPORT int VARNAudioIsSupportUSB(void) noexcept;
 TONVALE_EXPORT int VARNAudioIsSupportBlueTooth(void) noexcept;
 
-// 1 when a kind of renderer can play a file, by its name alone, else 0. Type 0 plays everything, be
-// the path null; every other one plays web addresses ("http..."), and files with an extension from
-// its list, in upper or lower case. "dsf" and "dff" also need "support_dsd_decode" in the package's
-// defaults.
+// 1 when a kind of renderer can play a file, by its name alone, else 0. Type 0 plays everything,
+// even a null path. Every other one plays web addresses ("http..."), and files with an extension
+// from its list, in upper or lower case. "dsf" and "dff" also need "support_dsd_decode" in the
+// package's defaults.
 TONVALE_EXPORT int VARNAudioIsSupportFormat(int rendererType, const char *path) noexcept;
 
 // ---- equalizer, volume and sound card ----------------------------------------------------------
@@ -180,8 +180,8 @@ TONVALE_EXPORT int VARNAudioKernelVolumeGet(void) noexcept;
 TONVALE_EXPORT int VARNAudioKernelVolumeSet(int volume) noexcept;
 
 // Store the kernel's volume, from "/proc/asound/varn_audio_volume", in the configuration, and give
-// that of the configuration to the mixers. 0, or -1 when the one cannot be read or the other not be
-// written.
+// that of the configuration to the mixers. 0, or -1 when the source cannot be read or the target
+// cannot be written.
 TONVALE_EXPORT int VARNAudioVolumeSyncConf(void) noexcept;
 TONVALE_EXPORT int VARNAudioVolumeSyncKernel(void) noexcept;
 
@@ -199,7 +199,7 @@ TONVALE_EXPORT int VARNAudioCheckHardwareSupportHighRes(void) noexcept;
 
 // What a speaker answers to an RTSP request (RFC 2326). Each question may take up to 5 seconds, or
 // 10 for TestPassword, which may ask twice. The host and port go into the request's address as they
-// are: names from outside have to be looked at first. Different threads may ask at once.
+// are: check names from outside before. Different threads may ask at once.
 namespace Tonvale::airplay {
 
 enum AIRPLAY_STATUS : int {

@@ -29,7 +29,8 @@ enum _tag_BROWSE_LIBRARY_TYPE : int {
     BROWSE_LIBRARY_PERSONAL = 1,
 };
 
-// Per-user preferences, kept in the package's users file under the user id in decimal.
+// Per-user preferences, kept in the package's users file under the user id in decimal, as a signed
+// number: that of 4294967294 is "-2".
 //
 // A getter answers the default when there is no such entry or it has the wrong type. A setter loads
 // the file, changes one entry and saves the whole; it returns true when the file was saved, and

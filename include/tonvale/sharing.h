@@ -22,7 +22,11 @@
 #include <string>
 
 #include "tonvale/export.h"
-#include "varn/database.h"
+#include "varn/db.h"
+
+namespace varn {
+class Rows;
+}
 
 namespace Tonvale {
 
@@ -60,8 +64,8 @@ class TONVALE_EXPORT SharingManager {
     SharingManager(const SharingManager &) = delete;
     SharingManager &operator=(const SharingManager &) = delete;
 
-    // The object's connection to the library database, which stays its own. False, with `out` as it
-    // was, when there is none.
+    // The object's connection to the library database, which the object closes. False, with `out`
+    // as it was, when there is none.
     bool GetDBConnection(DBConnect_tag *&out) noexcept;
 
     // True when the user exists and has the sharing permission.
@@ -106,10 +110,10 @@ class TONVALE_EXPORT SharingManager {
     // The playlist file of a user's single shared songs; "" for an unknown user.
     std::string GetPredefinedSharingPlsPath(const std::string &user) noexcept;
 
-    // The link of those songs, into a fresh `rec` (an id in it is looked up instead). Whenever
-    // GetSharingRecord does not find it, a row without dates is added and then an empty playlist
-    // written, in the user's preference folder, which has to be there: also for a user without the
-    // sharing permission, and in place of a list that is there. Ask IsUserAllowSharing before.
+    // The link of those songs, into a fresh `rec` (an id in it is looked up instead). When
+    // GetSharingRecord does not find it, adds a row without dates and then writes an empty playlist
+    // into the user's preference folder, which must exist. That replaces a list that is there, and
+    // happens also for a user without the sharing permission: ask IsUserAllowSharing before.
     bool GetPredefinedSharingRecord(const std::string &user, SharingData &rec) noexcept;
 
     // Adds a song to those songs, or removes it. A song that is there already stays once; one that
@@ -157,8 +161,8 @@ class TONVALE_EXPORT SharingManager {
     // Moves the link of the file `path` to the identifier of a shared normal playlist, whose row id
     // changes when the library is indexed anew; in what was read and, for the links of all users to
     // that file, in the table. False when there is no such link, or when playlistId does not
-    // contain "playlist_shared_normal": whether it names a playlist, of that kind and in that file,
-    // is the caller's to know, of GetSharingRecordFromCache too.
+    // contain "playlist_shared_normal". Neither this call nor GetSharingRecordFromCache checks that
+    // playlistId names a playlist of that kind in that file.
     bool CheckAndUpdateCacheRecord(const std::string &playlistId, const std::string &path) noexcept;
 
     // The same in the table alone: looks the playlist's present row id up by its path. True when

@@ -70,7 +70,7 @@ TEST_F(Preferences, EachUserKeepsTheirOwn) {
     const Json::Value users = Stored();
     EXPECT_TRUE(users["1030"]["usb"].asBool()) << "a permission was lost";
     EXPECT_EQ(users["1030"]["browse_personal_library"].asString(), "personal");
-    EXPECT_FALSE(users["4294967294"]["prefer_using_html5"].asBool());
+    EXPECT_FALSE(users["-2"]["prefer_using_html5"].asBool());
 }
 
 TEST_F(Preferences, BrowseTypesOutsideTheTwoAreStoredEmpty) {

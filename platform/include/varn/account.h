@@ -45,12 +45,12 @@ VARN_EXPORT int GetUserHomePath(const char *userName, char *out, size_t size);
 // slash; a path that does not fit).
 VARN_EXPORT int VARNUserPreferenceDirGet(const char *userName, char *out, size_t size);
 
-// Whether a user may use an application: 1 when he may, 0 when he may not, -1 for a null or empty
-// argument or an application's name with a slash. `ip` is the address that he comes from, "0.0.0.0"
-// for any; privileges here are the same for all addresses.
+// Whether a user may use an application: 1 or 0; -1 for a null or empty argument or an
+// application's name with a slash. `ip` is the user's address, "0.0.0.0" for any; privileges here
+// are the same for all addresses.
 // They stand in the key-value file of the application's name in "/usr/varn/etc/app_privilege": the
 // user's name as key, or "*" for users without a line, and "allow" or anything else as value.
-// Without a file nobody may.
+// Without a file no user may.
 VARN_EXPORT int VLIBAppPrivUserHas(const char *userName, const char *application, const char *ip);
 
 // Whether a user is in the group "administrators": 1 or 0; -1 for an unknown user, a null or empty
@@ -71,8 +71,8 @@ VARN_EXPORT bool IsPersonalLibEnabled(const char *userName);
 VARN_EXPORT bool IsUnderPersonalLibPath(const char *home, const char *path);
 
 // The same for the home of any account below the folder of all homes, the target of the link
-// "/var/services/homes", and for one that is found by the name of its folder there, but not listed.
-// Where the accounts cannot be read, all that is in that folder is personal.
+// "/var/services/homes". An account that is not listed, but found by the name of its folder there,
+// is one of them. Where the accounts cannot be read, all that is in that folder is personal.
 VARN_EXPORT bool IsPersonalLibraryPath(const char *path);
 
 }  // extern "C"

@@ -19,7 +19,7 @@ enum VLIB_ERROR {
     VLIB_ERR_OUT_OF_MEMORY = 0x0200,
     VLIB_ERR_TOO_LONG = 0x0300,    // the caller's buffer is too small
     VLIB_ERR_NOT_FOUND = 0x0700,   // no such key, user, share or row
-    VLIB_ERR_SYSTEM = 0x0900,      // a system call failed, errno tells which way
+    VLIB_ERR_SYSTEM = 0x0900,      // a system call failed, errno tells why
     VLIB_ERR_PERMISSION = 0x0A00,  // the process may not do that
     VLIB_ERR_DATABASE = 0x0B00,    // the database refused; VARNDBErrorGet tells why
 };

@@ -23,8 +23,8 @@ VARN_EXPORT int VLIBCBase64SzEncodeOneLine(const char *in, char *out, size_t out
 
 // Encrypts a text with the platform's key into text of at most outSize - 1 characters: AES-256 in
 // counter mode under as much random salt as there is room for (16 bytes at most, 3 at least), in
-// base64 without "=". max(2n, 16) bytes hold the result for a text of n bytes. It keeps a file's
-// reader from the text; it does not show whether somebody changed the ciphertext.
+// base64 without "=". max(2n, 16) bytes hold the result for a text of n bytes. It hides the text
+// from a file's reader; it does not show whether the ciphertext was changed.
 // The key is "/var/lib/Tonvale/crypt.key", readable by the package's account only and made when it
 // is first asked for. Without it the texts are lost.
 // True, or false with `out` as "" and the error state set (null argument, no room, no key).

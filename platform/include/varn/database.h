@@ -86,8 +86,8 @@ VARN_EXPORT bool HasLocalServer();
 // Connects to the library database as the package's role. Null, with the error state set and the
 // reason in VARNDBErrorGet(null), when that fails.
 VARN_EXPORT Connection ConnectLibrary(Server server);
-// The same to the local server if there is one, and to the default one otherwise or when that
-// fails; never to that one where the root has a server of its own. The process runs as the
+// The same to the local server if there is one, and to the default server otherwise or when that
+// fails. A root with a server of its own never gets the default one. The process runs as the
 // package's account while it connects, as far as it may.
 VARN_EXPORT Connection ConnectLibrary();
 

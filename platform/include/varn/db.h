@@ -15,21 +15,21 @@ typedef struct VARNDB_RESULT_tag VARNDB_RESULT;  // the rows of a statement, ind
 extern "C" {
 
 // Connects. `socketDir` is the folder of the server's local socket, an absolute path without
-// commas; the client library's variables (PGHOST, PGSERVICE and their kin) do not lead past it.
-// Null leaves host and port to them and the client library's own defaults. `password` may be null.
-// Waiting for a server ends after 10 seconds unless PGCONNECT_TIMEOUT says otherwise.
+// commas; the client library's variables (PGHOST, PGSERVICE and others) do not change it. With null
+// they and the client library's own defaults choose host and port. `password` may be null. Waiting
+// for a server ends after 10 seconds unless PGCONNECT_TIMEOUT says otherwise.
 // Returns the connection, closed with VARNDBClose; or null, with the reason in
 // VARNDBErrorGet(null).
 VARN_EXPORT DBConnect_tag *VARNDBConnect(const char *socketDir, const char *user,
                                          const char *password, const char *database);
 VARN_EXPORT void VARNDBClose(DBConnect_tag *conn);
 
-// From now on VARNDBClose puts up to `most` connections (3 at the most) away, and VARNDBConnect
-// takes one of the same arguments, effective user and variables again that is still good; 0, as a
-// process begins, closes them all. For programs: a library leaves the choice to its caller. A
-// connection that is lost or in a transaction is closed. One that ran anything but queries and
-// changes of rows has its session discarded first, with its settings, temporary tables and advisory
-// locks. A forked child neither uses nor ends those of its parent.
+// From now on VARNDBClose keeps up to `most` connections open (3 at most). VARNDBConnect hands one
+// of them out again when it is still good and the arguments, the effective user and the variables
+// are the same. 0 closes them all; so a process begins. For programs: a library leaves the choice
+// to its caller. A connection that is lost or in a transaction is closed. One that ran anything but
+// queries and changes of rows has its session discarded first, with its settings, temporary tables
+// and advisory locks. A forked child neither uses nor ends those of its parent.
 VARN_EXPORT void VARNDBKeepConnections(int most);
 
 // Runs one statement, or several separated by ";" (the result is then the last one's). Returns the
@@ -71,12 +71,12 @@ VARN_EXPORT const char *VARNDBErrorGet(const DBConnect_tag *conn);
 
 enum VARNDB_TROUBLE {
     VARNDB_NO_TROUBLE,
-    VARNDB_UNREACHABLE,  // no connection was to be had, or one was lost
+    VARNDB_UNREACHABLE,  // no connection could be made, or one was lost
     VARNDB_CANCELLED     // a statement took longer than it may (statement_timeout, lock_timeout)
 };
 
-// What kept the server, and not the statement, from answering, the last time that it happened to
-// this process; what succeeds or fails otherwise since then changes nothing.
+// The last failure of this process that was the server's, and not the statement's. What succeeds or
+// fails otherwise afterwards does not change it.
 VARN_EXPORT VARNDB_TROUBLE VARNDBTroubleGet(void);
 
 // Forgets it, between two requests of one process.
@@ -87,8 +87,8 @@ VARN_EXPORT void VARNDBTroubleClear(void);
 //   @VARN:INT    int          in decimal
 //   @VARN:NEVAR  const char*  the text as it is: the caller has made it safe
 //   @VARN:LVAR   const char*  as VAR, for a LIKE pattern: a backslash before \ % and _
-// "%%" becomes "%", a single "%" stays. Backslashes are not touched but by LVAR, as string literals
-// take them literally (standard_conforming_strings). `mode` is 1.
+// "%%" becomes "%", a single "%" stays. Only LVAR touches backslashes: string literals take
+// them literally (standard_conforming_strings). `mode` is 1.
 // Returns newly allocated text, released with VLIBCStrPut; null when an argument is null, a text is
 // not valid UTF-8 (the server would refuse the statement), or memory is short.
 // C++ callers use varn::Sql (varn/sql.h), which checks the arguments against the template.

@@ -42,8 +42,8 @@ class UniqueFd {
     int fd_ = -1;
 };
 
-// A path of what this process holds open: its opener gets that very file or folder, whatever
-// has been put in its place meanwhile. Good in this process only, and while `fd` is open.
+// A path of what this process holds open. It leads to that very file or folder, even when another
+// one has taken its place. Good in this process only, and while `fd` is open.
 inline std::string DescriptorPath(int fd) {
     return "/proc/self/fd/" + std::to_string(fd);
 }

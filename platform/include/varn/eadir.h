@@ -1,4 +1,4 @@
-// The extended-attribute folder of a song (varn/share.h), where it is there already.
+// The extended-attribute folder of a song (varn/share.h), when it is there already.
 #pragma once
 
 #include <string>

@@ -30,34 +30,34 @@ class [[nodiscard]] Outcome {
 };
 
 // Creates what is missing below SystemRoot() and keeps what is there: the folders of the fixed
-// system paths, the accounts (root, Tonvale, admin, guest; the package account "Tonvale" takes the
-// ids of the host's account "Tonvale" or else, for root, of "postgres", and for anybody else those
-// of the process), the version file, the list of MIME types, the homes link, the package
-// configuration, the share "homes", and links to the host's picture converter, to the indexer and
-// to the encoder; the last two are looked for in `programDir`. Without a root (a real installation)
-// it fails.
+// system paths, the accounts (root, Tonvale, admin, guest), the version file, the list of MIME
+// types, the homes link, the package configuration, the share "homes", and links to the host's
+// picture converter, to the indexer and to the encoder; the last two are looked for in
+// `programDir`. The package's account "Tonvale" takes the ids of the host's account "Tonvale".
+// Without that one it takes those of "postgres" when root calls, and otherwise those of the
+// process. Fails without a root (a real installation).
 VARN_EXPORT Outcome PrepareRoot(const std::string &programDir);
 
 // Makes the first login of the web server where there are no logins yet: the account "admin" with a
 // random password, which is kept in clear text in "/etc/initial-login" (NAME:PASSWORD, for its
-// owner alone), and as a hash (crypt(5), SHA-512) where the web server looks. *made, which may be
-// null, becomes that text when it was made now, and "" otherwise.
+// owner alone), and as a hash (crypt(5), SHA-512) where the web server looks. *made (may be null)
+// becomes that text when this call made it, and "" otherwise.
 VARN_EXPORT Outcome PrepareLogin(std::string *made);
 
-// Makes an account of the root, or completes what is missing of one: its lines in the files of
-// accounts and groups ("users", and "administrators" with `isAdmin`), its home, and "music" in it.
-// A user id is given once.
+// Makes an account of the root, or adds what it lacks: its lines in the files of accounts and
+// groups ("users", and "administrators" with `isAdmin`), its home, and "music" in it. No user id is
+// given twice.
 VARN_EXPORT Outcome AddAccount(const std::string &name, bool isAdmin);
 
 // Puts an account of the root into the group "administrators", or takes it out.
 VARN_EXPORT Outcome SetAdministrator(const std::string &name, bool isAdmin);
 
-// Takes an account of the root away: from its groups first, then its own line. With `withMusic` the
-// home goes before them, with all that is in it. An account that is gone is a success.
+// Removes an account of the root: with `withMusic` its home and all that is in it, then its places
+// in groups, then its own line. An account that is not there is a success.
 VARN_EXPORT Outcome RemoveAccount(const std::string &name, bool withMusic);
 
-// Makes the folders of the web server and of the encoders' turns where they are gone: what is below
-// /var/run may not outlive a start of the machine.
+// Makes the missing folders of the web server and of the encoders' turns: what is below /var/run
+// may be lost when the machine restarts.
 VARN_EXPORT Outcome PrepareWebFolders();
 
 // Good when the files hold a certificate (or a chain that begins with it) and the key that belongs
@@ -65,8 +65,8 @@ VARN_EXPORT Outcome PrepareWebFolders();
 VARN_EXPORT Outcome CheckCertificate(const std::string &certificate, const std::string &key);
 
 // Registers folders of music as shares, named after their last component (a number is appended to a
-// name that is taken), and adds them to the indexed folders. Folders that are there already stay.
-// Every folder must be readable; on failure nothing is registered.
+// name that is taken), and adds them to the indexed folders. Folders that are registered already
+// stay. Every folder must be readable; on failure nothing is registered.
 VARN_EXPORT Outcome AddMusicFolders(const std::vector<std::string> &folders);
 
 // The indexed folders, absolute, in the order of the file "/usr/varn/etc/index_folder.conf".
@@ -90,7 +90,7 @@ VARN_EXPORT std::string RootOption();
 // that the database client's variables (PGHOST and its kin) name.
 enum class DatabaseKind { kPrivate, kExternal };
 
-// The root's choice, kept in the package configuration; private as long as nothing was chosen.
+// The root's choice, kept in the package configuration; private until one is chosen.
 VARN_EXPORT DatabaseKind ChosenDatabase();
 VARN_EXPORT Outcome ChooseDatabase(DatabaseKind kind);
 
@@ -107,11 +107,11 @@ VARN_EXPORT Outcome CreateCluster(Durability durability);
 // True when the root has a cluster of its own.
 VARN_EXPORT bool HasCluster();
 
-// True when its server runs, be it that it does not answer yet.
+// True when its server runs, even when it does not answer yet.
 VARN_EXPORT bool IsClusterRunning();
 
 // Starts the root's own cluster when it is not running (*started, which may be null, tells), and
-// waits until it answers. Sessions that outlived their server are ended before.
+// waits until it answers. First ends sessions that outlived their server.
 VARN_EXPORT Outcome StartCluster(bool *started);
 
 // Stops it (sessions are ended); a cluster that is not running is a success.
@@ -121,8 +121,8 @@ VARN_EXPORT Outcome StopCluster();
 // this version is left alone, and one of a later version is refused.
 VARN_EXPORT Outcome MigrateSchema();
 
-// Good when the library database answers and has exactly this version's schema. Neither of the two
-// goes to another server in place of a root's own cluster, be it missing.
+// Good when the library database answers and has exactly this version's schema. Neither call asks
+// another server in place of a root's own cluster, even when that is missing.
 VARN_EXPORT Outcome CheckSchema();
 
 }  // namespace varn::host

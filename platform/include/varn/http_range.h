@@ -20,7 +20,8 @@ struct Range {
     int64_t last;
 };
 
-// What a field value (RFC 9110, 14.1) asks for of `total` bytes. Of 0 bytes or less it is ignored.
+// What a field value (RFC 9110, 14.1) asks for of `total` bytes. With a `total` of 0 or less it is
+// ignored.
 VARN_EXPORT Range ReadRange(std::string_view field, int64_t total);
 
 }  // namespace varn

@@ -20,9 +20,9 @@ VARN_EXPORT int VLIBCFileGetKeyValue(const char *file, const char *key, char *ou
 // Sets one key, keeping every other line; a file that is missing is created (mode 0644). The file
 // is replaced whole by rename(2), with the mode and owner it had, so that a reader never sees half
 // of it and a failure leaves it as it was; writers at the same time wait for each other, for 30
-// seconds at most. A file
-// that the process may not write, that is no regular file or is larger than 16 MiB is refused. A
-// key may not be empty, begin with # or contain "=", a line break or blanks at its ends. 0 or -1.
+// seconds at most. A file that the process may not write, that is no regular file or is larger than
+// 16 MiB is refused. A key may not be empty, begin with # or contain "=", a line break or blanks at
+// its ends. 0 or -1.
 VARN_EXPORT int VLIBCFileSetKeyValue(const char *file, const char *key, const char *value);
 
 // Removes every line of one key, in the same way. Removing the last line leaves a file of 0 bytes.

@@ -1,7 +1,7 @@
 // A shared library that is loaded when it is first needed, instead of at the start of every
 // process.
 //
-// For a library with a long tail of others behind it which most processes never call: finding and
+// For a library that brings many others along and that most processes never call: finding and
 // relocating them all costs a process milliseconds before its first instruction.
 #pragma once
 
@@ -15,8 +15,8 @@ namespace varn {
 //
 //     decltype(&::deflate) deflate = Find("deflate");
 //
-// and is best a static object of a function: the library then comes with the first call, for good.
-// It needs no destructor, so that objects that end after it may still call what it has found.
+// and is best a static object of a function: the first call then loads the library, for good. It
+// has no destructor, so objects that end after it may still call what it found.
 class LateLibrary {
   public:
     // False when the library, or one of the functions that were looked for, is not there; nothing

@@ -26,7 +26,7 @@ typedef struct _VARN_MEDIA_INFO_ {
     int year;  // 0 when unknown, like disc and track
     int disc;
     int track;
-    float duration;        // seconds; a virtual song may hold minus its start
+    float duration;        // seconds; a virtual song may hold its start, negated
     unsigned int bitrate;  // bits per second
     int frequency;         // samples per second
     int channel;           // number of channels
@@ -63,8 +63,8 @@ enum VARN_TABLE_TYPE {
     VARN_TABLE_DIRECTORY = 4,  // folders
 };
 
-// A query's rows and the connection they came over. Its allocator owns a handle; the
-// connection and the result are closed with it.
+// A query's rows and their connection. The code that allocates a handle owns it and closes
+// connection and result with it.
 struct MEDIA_DB_HANDLE {
     DBConnect_tag *conn;
     VARNDB_RESULT *result;
@@ -76,16 +76,16 @@ struct MEDIA_DB_HANDLE {
 extern "C" {
 
 // Reads the row at the cursor into *out and advances the cursor. *out is zeroed first; a column
-// that the result does not have, and a NULL, leave their field zero. Numbers are read as base 10,
-// texts are cut at a UTF-8 character's boundary where they do not fit. Playlist rows fill id, path,
-// title and album, folder rows id and path. A comment that is a descriptor of a virtual song is
-// passed over: the flag tells them. 0, or -1 at the end of the rows (*out is then unchanged).
+// that the result does not have, and a NULL, leave their field zero. Numbers are read as base 10.
+// Texts that do not fit are cut at the boundary of a UTF-8 character. Playlist rows fill id, path,
+// title and album, folder rows id and path. A comment that is a virtual song's descriptor is left
+// out: the flag marks these songs. 0, or -1 at the end of the rows (*out is then unchanged).
 VARN_EXPORT int MediaInfoDBGet(MEDIA_DB_HANDLE *handle, VARN_MEDIA_INFO *out);
 
-// Opens the rows of a table of shared things, as the package's account: "track" for
-// VARN_TABLE_MUSIC, "playlist" or "directory". Columns, condition and order are SQL; an empty or
-// null one means all columns, every row, no order. limit 0 means no limit. Null on failure, error
-// state set; closed with MediaInfoDBClose, which accepts null.
+// Opens the rows of a shared table as the package's account: "track" for VARN_TABLE_MUSIC,
+// "playlist" or "directory". Columns, condition and order are SQL; empty or null, they mean all
+// columns, every row, no order. limit 0 means no limit. Null on failure, error state set; closed
+// with MediaInfoDBClose, which accepts null.
 VARN_EXPORT MEDIA_DB_HANDLE *MediaInfoDBOpen(int tableType, const char *columns,
                                              const char *condition, const char *order, int offset,
                                              int limit);
@@ -93,14 +93,14 @@ VARN_EXPORT void MediaInfoDBClose(MEDIA_DB_HANDLE *handle);
 
 // Rows of the shared playlists: adds one (the record's path, title and album; its id is not looked
 // at), changes the one with the record's id, removes the one with an id in decimal. The only table
-// type is VARN_TABLE_PLAYLIST: songs and folders are the indexer's. 0, or -1 with the error state
-// set; VLIB_ERR_NOT_FOUND when there is no such row.
+// type is VARN_TABLE_PLAYLIST: the indexer alone changes songs and folders. 0, or -1 with the error
+// state set; VLIB_ERR_NOT_FOUND when there is no such row.
 VARN_EXPORT int MediaInfoDBSave(int tableType, const VARN_MEDIA_INFO *record);
 VARN_EXPORT int MediaInfoDBUpdate(int tableType, const VARN_MEDIA_INFO *record);
 VARN_EXPORT int MediaInfoDBDelete(int tableType, const char *idText);
 
 // The same for a user's own playlists. A record with id 0 is added, any other changes the user's
-// row with that id. An id is one user's, so that removing needs no user.
+// row with that id. An id belongs to one user, so removing needs none.
 VARN_EXPORT int PersonalLibraryInfoDBSaveByID(uint32_t uid, int tableType,
                                               const VARN_MEDIA_INFO *record);
 VARN_EXPORT int PersonalLibraryInfoDBDelete(int tableType, const char *idText);
@@ -110,8 +110,8 @@ VARN_EXPORT int PersonalLibraryInfoDBDelete(int tableType, const char *idText);
 VARN_EXPORT void VARNPlaylistRecFree(PLAYLIST_REC *list);
 
 // Keeps the star rating and the replay gain of the row that MediaInfoDBGet has just read into
-// `record`, under the record's id in decimal. A column that the row does not have reads as not
-// known. 0, or -1 (null argument or hash, no row read yet).
+// `record`, under the record's id in decimal. A column that the row does not have counts as
+// unknown. 0, or -1 (null argument or hash, no row read yet).
 VARN_EXPORT int SetSongHashValueByDBHandler(PVLIBSZHASH *hash, const MEDIA_DB_HANDLE *handle,
                                             const VARN_MEDIA_INFO *record);
 
@@ -129,19 +129,19 @@ VARN_EXPORT int GetSongHashValue(PVLIBSZHASH *hash, const PLAYLIST_REC *entry, s
 // than 0 and without leading zeros, after the last "_" of a path whose file name has an extension
 // before it. "/m/a.flac_3" is one, "/m/track_01" and "/m/song_7" are files. True with the file's
 // path and the number written; false with both outputs unchanged (no such name, or a path that does
-// not fit). Either output may be null, `size` 0 then.
+// not fit). Either output may be null; `size` is then 0.
 VARN_EXPORT bool IsVirtualPath(const char *text, char *pathOut, size_t size, int *trackOut);
 
-// Fills the path and a title taken from it, its last component, of a song that the library does not
-// hold. Both are cut at a UTF-8 character's boundary where they do not fit; null arguments change
-// nothing.
+// Fills the path of a song that the library does not have, and its title with the path's last
+// component. Texts that do not fit are cut at the boundary of a UTF-8 character; null arguments
+// change nothing.
 VARN_EXPORT void SetMediaPathTitle(const char *path, VARN_MEDIA_INFO *record);
 
 }  // extern "C"
 
-// True for one track of a cue sheet. A record is one by its flag or by the descriptor in its
-// comment; a comment alone by the descriptor "virtual_track:SECONDS", where the track starts in its
-// file. False for null.
+// True for one track of a cue sheet. A record tells by its flag or by the descriptor in its
+// comment, a comment by that descriptor: "virtual_track:SECONDS", the track's start in its file.
+// False for null.
 VARN_EXPORT bool IsVirtualMusic(const char *comment);
 VARN_EXPORT bool IsVirtualMusic(const VARN_MEDIA_INFO *record);
 

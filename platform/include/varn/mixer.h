@@ -1,4 +1,4 @@
-// Mixer devices of the Open Sound System, the one place where sound hardware is spoken to.
+// Mixer devices of the Open Sound System, the only code that talks to sound hardware.
 //
 // The requests are those of <sys/soundcard.h>: a mixer has up to 25 channels, and a level holds the
 // left side in its low byte and the right side in the next one, each 0-100.

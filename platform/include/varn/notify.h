@@ -2,10 +2,10 @@
 //
 // A notice goes to the indexer that watches, at the local datagram socket
 // "/var/run/Tonvale/varnindex.sock". When none listens, or it cannot keep up, the notice is
-// appended to the file "/var/spool/Tonvale/notify", which the next indexer works off. In both it
-// is one line: the code, the path and the old path, tabs between them; a backslash, tab or line
-// feed within a path stands as \\, \t or \n. A spool that has grown to 4 MiB is replaced by the
-// one line "*": look at everything.
+// appended to the file "/var/spool/Tonvale/notify", which the next indexer reads. In both it is one
+// line: the code, the path and the old path, tabs between them; a backslash, tab or line feed
+// within a path stands as \\, \t or \n. A spool that has grown to 4 MiB is replaced by the one line
+// "*": look at everything.
 #pragma once
 
 #include <cstddef>
@@ -27,9 +27,9 @@ enum VLIB_NOTIFY {
 
 // Sends a notice, or spools it. `pathOrId` is an absolute path of less than PATH_MAX bytes, or the
 // id that VLIB_NOTIFY_DELETED takes; `oldPath` is such a path for VLIB_NOTIFY_MOVED and null or ""
-// for every other code. Never waits for a reader, and for another writer of the spool 0.2 seconds
-// at most. The package's account and root may call it, no other account of a real installation.
-// 0 when the notice is on its way, or -1 with the error state set.
+// for every other code. Never waits for a reader, and at most 0.2 seconds for another writer of the
+// spool. The package's account and root may call it, no other account of a real installation. 0
+// when the notice is on its way, or -1 with the error state set.
 VARN_EXPORT int VLIBVRNotify(const char *pathOrId, const char *oldPath, int code);
 
 }  // extern "C"

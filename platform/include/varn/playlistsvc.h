@@ -13,11 +13,11 @@
 
 extern "C" {
 
-// Reads the entries of a playlist (m3u, m3u8, pls or wpl by its extension, in any case) as it is
-// written by whatever program, in any encoding that varn::ToUtf8 (varn/text.h) knows. Without a
-// mark only those lines that are not UTF-8 are in a code page; in an m3u8, and in a wpl that this
-// system wrote, U+FFFD stands for what is not UTF-8. A playlist that this process may not read is
-// read as root where the process may become root.
+// Reads the entries of a playlist (m3u, m3u8, pls or wpl by its extension, in any case) from any
+// program, in any encoding that varn::ToUtf8 (varn/text.h) knows. Without a byte order mark only
+// the lines that are not UTF-8 are read in a code page; in an m3u8, and in a wpl that this system
+// wrote, U+FFFD stands for what is not UTF-8. When this process may not read a playlist but may
+// become root, it reads it as root.
 //   candidates  out: the entries in the file's order (of a pls in the order of their numbers), each
 //               an absolute path or the URL of a remote one; released with VLIBCSzListFree
 //   remote      out: the remote entries, of whatever scheme, in ascending order, with their
@@ -30,9 +30,9 @@ extern "C" {
 // with a drive or a server's name, the longest tail that is there below an indexed folder. An entry
 // for which none of them is there stays as it is. Lists within lists are entries like others. In an
 // m3u a line that begins with "#", after blanks or not, is an entry only when a file of that name
-// is there. Where the list is read as root for another account, root's rights find files in the
-// indexed folders and in the music of the list's user alone; what is elsewhere by its real path is
-// there if the package's account sees it.
+// is there. When the list is read as root for another account, root's rights find files only in the
+// indexed folders and in the music of the list's user. Elsewhere, by its real path, a file is there
+// if the package's account sees it.
 //
 // The number of entries, or -1 with both outputs null and the error state set: a file that is
 // missing, not a regular one or not to be read, one of more than varn::kMostPlaylistBytes or
@@ -40,7 +40,7 @@ extern "C" {
 VARN_EXPORT int GetCandidateListByPlaylistParse(const char *path, PVLIBSZLIST *candidates,
                                                 PLAYLIST_REC **remote);
 
-// True when a file holds a smart playlist of that name, be its rule broken.
+// True when a file holds a smart playlist of that name, even when its rule is broken.
 VARN_EXPORT bool IsiTunesPlaylistExistByFilename(const char *file, const char *name);
 
 }  // extern "C"
@@ -51,8 +51,8 @@ VARN_EXPORT bool IsiTunesPlaylistExistByFilename(const char *file, const char *n
 // are escaped, and fields come from a closed table.
 class VarnAudioUtils {
   public:
-    // The condition of a playlist, of the shared file or of any; "" with the error state set when
-    // the file cannot be read, there is no such playlist or its rule is broken.
+    // The condition of a playlist in the shared file, or in any file; "" with the error state set
+    // when the file cannot be read, there is no such playlist or its rule is broken.
     VARN_EXPORT static std::string LoadSmartPlsRules(const std::string &name);
     VARN_EXPORT static std::string LoadSmartPlsRulesByFilename(const std::string &file,
                                                                const std::string &name);
@@ -60,22 +60,21 @@ class VarnAudioUtils {
 
 namespace varn {
 
-// What a playlist file may hold: 200,000 songs by paths of some 80 bytes. Many requests read lists
-// at the same time, and each takes several times their size.
+// The most bytes of a playlist file: 200,000 songs with paths of some 80 bytes. Many requests read
+// lists at the same time, and each needs several times the size of its list.
 inline constexpr std::size_t kMostPlaylistBytes = std::size_t{16} << 20;
 
 // The absolute folder that the relative entries of a playlist count from, for their readers and
-// writers: the one that the file is in with all links followed, under the path by which an
-// indexed folder was configured where it is in one. A playlist that is not there counts from its
-// folder, and from that folder as it is written when that is not there either. Throws
-// std::bad_alloc alone.
+// writers: the file's own with all links followed. In an indexed folder its path begins as that
+// folder is configured. When the playlist does not exist, the links of its folder are followed, and
+// when that does not exist either it is the folder as written. Throws std::bad_alloc alone.
 VARN_EXPORT std::string PlaylistFolder(const std::string &playlist);
 
-// Something about a file of smart playlists that its writer should know.
+// What the writer of a file of smart playlists should know.
 struct SmartPlaylistNote {
     int line;        // from 1
     int column;      // from 1, in characters
-    bool isWarning;  // the rule counts all the same
+    bool isWarning;  // the rule still counts
     std::string text;
 };
 
@@ -90,7 +89,7 @@ struct SmartPlaylist {
 };
 
 struct SmartPlaylistFile {
-    std::vector<SmartPlaylist> playlists;  // in the file's order; of two of one name the first
+    std::vector<SmartPlaylist> playlists;  // in the file's order; of equal names the first
     std::vector<SmartPlaylistNote> notes;  // on what stands between them
 };
 

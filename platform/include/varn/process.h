@@ -2,9 +2,9 @@
 //
 // Children are started from argument vectors, never through a shell. They get the default action of
 // every signal, an empty signal mask, and no descriptor but the standard three, of which standard
-// input is /dev/null unless it is the other end of a stream. They run with the
-// effective user of the moment as their real, effective and saved user where the process may set
-// that. Every call here that waits reaps the child.
+// input is /dev/null unless it is the other end of a stream. They run with the effective user of
+// the moment as their real, effective and saved user where the process may set that. Every call
+// here that waits reaps the child.
 #pragma once
 
 #include <sys/types.h>
@@ -22,10 +22,9 @@ extern "C" {
 // why).
 VARN_EXPORT int VLIBCExec(const char *path, const char *arg1, ...) __attribute__((sentinel));
 
-// Runs a program with the argument vector `argv` (argv[0] included, ended by a null pointer).
-// With `wait` non-zero the result is that of VLIBCExec; otherwise 0 once the program runs, in
-// a session of its own, with all three descriptors at /dev/null and nobody having to reap it; or
-// -1.
+// Runs a program with the argument vector `argv` (argv[0] included, ended by a null pointer). With
+// `wait` non-zero the result is that of VLIBCExec; otherwise 0 once the program runs, in a session
+// of its own, with all three descriptors at /dev/null and nothing to reap; or -1.
 VARN_EXPORT int VLIBCExecv(const char *path, char *const argv[], int wait);
 
 // VLIBCExecv without `wait`, with the three descriptors of this process.
@@ -46,13 +45,12 @@ VARN_EXPORT FILE *VLIBCPopenv(const char *path, const char *mode, char *const ar
 // Closes the stream, then waits for the program. A program whose output was not read to its end is
 // killed (SIGKILL): it may be asleep, and would not notice that its reader has left. Returns the
 // wait status as waitpid(2) gives it, 0 exactly when the program exited with 0; -1 for a stream
-// that VLIBCPopenv did not return. Read to the end, until the stream says so, where the status
-// counts.
+// that VLIBCPopenv did not return. When the status counts, read until the stream reports its end.
 VARN_EXPORT int VLIBCPclose(FILE *stream);
 
 // Quotes a text so that a shell (POSIX, 2.2.2) reads it as one word. 0, or -1 (a null argument, or,
 // with `out` as "", a text that does not fit with its quotes). It is for texts that are shown, or
-// handed to a shell by others: nothing here starts one.
+// that others hand to a shell: nothing here starts one.
 VARN_EXPORT int VLIBCEncShParam(const char *in, char *out, size_t outSize);
 
 // Switches to the named account: its user id, group id and supplementary groups. With `effective`

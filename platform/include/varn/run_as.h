@@ -28,18 +28,18 @@ enum class Who {
 enum class Afterwards {
     kBack,           // the identity of before; a process that cannot take it back ends
     kBackOrGoOn,     // the identity of before; a process that cannot take it back stays as it is
-    kAccountBefore,  // the account of the user of before, with its groups; without one kBack. A
-                     // process that has the user id already stays as it is, throughout
+    kAccountBefore,  // the account of the user of before, with its groups; without one kBack
     kPackage,        // the package's account; without one kBack
     kStay,           // as the scope has run
 };
 
 // Switches the effective user, group and supplementary groups. The identity of before is kept as
-// numbers. With an end of another account, or of the account of before, the switch is by name
-// (ResetCredentialsByName, varn/process.h), and by numbers when that fails. A switch that fails,
-// either way, is logged as IF_RUN_AS (LOG_AUTH, critical), with `source` and the line. errno stays
-// after the scope. Without root among its user ids a process has one identity, and nothing is
-// switched. Not for processes in which another thread depends on the account.
+// numbers. When the scope ends as another account or as the account of before, the switch is by
+// name (ResetCredentialsByName, varn/process.h), and by numbers when that fails. A switch that
+// fails, either way, is logged at critical level for the authorisation facility as IF_RUN_AS, with
+// `source` and the line. errno stays after the scope. Without root among its user ids a process has
+// one identity, and nothing is switched. Not for processes in which another thread depends on the
+// account.
 class VARN_EXPORT RunAs {
   public:
     explicit RunAs(Who who, Afterwards afterwards = Afterwards::kBack,
@@ -53,7 +53,7 @@ class VARN_EXPORT RunAs {
     explicit operator bool() const noexcept { return isSwitched_; }
 
   private:
-    bool Become(Who who);
+    bool Become(Who who) const;
     bool IsBack() const noexcept;
     bool Leave() const;
     void Log(const char *tag, const Identity &to) const;
@@ -62,7 +62,6 @@ class VARN_EXPORT RunAs {
     Afterwards afterwards_;
     const char *source_;
     int line_;
-    bool isByName_ = false;  // the scope has switched by ResetCredentialsByName
     bool isSwitched_;
 };
 

@@ -25,14 +25,14 @@ struct Changes {
 };
 
 struct State {
-    bool isRunning = false;  // small scans, of files that have just changed, count
-    bool isWhole = false;    // that one looks at everything
+    bool isRunning = false;  // also for a small scan, of files that have just changed
+    bool isWhole = false;    // the running scan looks at everything
     std::string phase;       // "looking" at what there is, then "indexing" what is new; "" for none
     long long done = 0;      // files of this phase
     long long total = 0;     // of this phase; 0 while that is not known, as it is not while looking
 
     // The last scan, or the one that runs: seconds since 1970, 0 for none. `ended` is 0 while it
-    // runs, and where its process was killed.
+    // runs, and when its process was killed.
     long long started = 0;
     long long ended = 0;
     Changes changes;  // of the last scan that came to its end
@@ -42,8 +42,8 @@ struct State {
     std::string problem;
 };
 
-// The state of this moment, for the package's account and root. Without a trace of a scan, for
-// other accounts, and for a damaged file it is that of a system that has scanned nothing.
+// The state of this moment, for the package's account and root. For other accounts, without a file
+// and with a damaged one, it is that of a system that has never scanned.
 VARN_EXPORT State ReadState();
 
 // Asks the scan that runs to end. False with errno set.
@@ -56,9 +56,9 @@ VARN_EXPORT bool IsAskedToStop();
 // Keeps a problem without a scan. Does nothing while one runs.
 VARN_EXPORT void NoteProblem(std::string_view problem);
 
-// Tells of one scan of this process, for as long as the object lives. What cannot be written is
-// not told: no scan fails for that. For the thread whose identity may change (varn/run_as.h),
-// before others depend on it.
+// Tells of one scan of this process, for as long as the object lives. No scan fails because its
+// state cannot be written. Make it in a thread whose identity may change (varn/run_as.h), before
+// other threads depend on that identity.
 class VARN_EXPORT Publisher {
   public:
     explicit Publisher(bool isWhole);

@@ -21,8 +21,8 @@ VARN_EXPORT int VARNShareGet(const char *name, PVARN_SHARE *out);
 VARN_EXPORT void VARNShareFree(PVARN_SHARE share);
 
 // Finds the share that holds `path`: the share with the longest volume path that is `path` itself
-// or a folder above it, compared by whole components. Writes the share's name and volume path,
-// which stands at the front of `path` byte by byte: a path that writes the folder in another way
+// or a folder above it, compared by whole components. Writes the share's name and volume path.
+// `path` begins with that volume path byte by byte: a path that writes the folder in another way
 // ("//", "/./"), or has a ".." component, is in no share.
 // 0, or -1 with both outputs as "" (no such share, or one of them does not fit).
 VARN_EXPORT int VARNShareNamePathGet(const char *path, char *name, size_t nameSize, char *sharePath,
@@ -33,11 +33,10 @@ VARN_EXPORT int VARNShareNamePathGet(const char *path, char *name, size_t nameSi
 // fit).
 VARN_EXPORT int VARNEADirPath(const char *path, char *out, size_t size);
 
-// Makes that folder, and the "@eaDir" above it where it is missing, mode 0777 without regard to the
-// umask, which is 0 for that moment in all of the process's threads, so that every user's programs
-// can keep attributes there. Folders that exist keep their
-// mode; a symbolic link in place of one is refused. 0 when it is there afterwards, or -1 with the
-// error state set.
+// Makes that folder, and the "@eaDir" above it when it is missing, with mode 0777: every user's
+// programs keep attributes there. The umask is 0 for that moment, in all of the process's threads.
+// Folders that exist keep their mode; a symbolic link in place of one is refused. 0 when it is
+// there afterwards, or -1 with the error state set.
 VARN_EXPORT int VARNEAMKDir(const char *eaDir);
 
 // The same, and a descriptor of the folder (close-on-exec, perhaps with O_PATH) that the caller

@@ -26,9 +26,9 @@ inline constexpr char kLibraryDatabase[] = "mediaserver";
 // announced. The encoder adds silence to a file that ends before it.
 inline constexpr char kEncoderFill[] = "TONVALE_ENCODER_FILL";
 
-// The variable that names the converter's own folder to it, for one picture: its settings and, under
-// these names, a copy of the picture and the result, which has the extension of the target. Nobody
-// else's file stands there.
+// The environment variable that names the converter's own folder for one picture to it. The folder
+// holds its settings and, under these names, a copy of the picture and the result (which has the
+// target's extension), and nothing else.
 inline constexpr char kConverterFolder[] = "TONVALE_CONVERTER_FOLDER";
 inline constexpr char kConverterPicture[] = "picture";
 inline constexpr char kConverterResult[] = "scaled";
@@ -114,7 +114,7 @@ inline constexpr std::string_view kNotifySocket = "/var/run/Tonvale/varnindex.so
 inline constexpr std::string_view kScanState = "/var/run/Tonvale/indexing";
 inline constexpr std::string_view kEventSocket = "/var/run/Tonvale/events.sock";
 
-// Lists as the programs have computed them (service/lists/kept_list.h). Whatever is in it may go.
+// Lists as the programs have computed them (service/lists/kept_list.h). All of it may be removed.
 inline constexpr std::string_view kKeptLists = "/var/run/Tonvale/lists";
 
 // The library database.

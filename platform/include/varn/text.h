@@ -1,4 +1,4 @@
-// UTF-8, and text files that say nothing about how they are encoded.
+// UTF-8, and text files that do not tell their encoding.
 #pragma once
 
 #include <string>
@@ -13,10 +13,10 @@ VARN_EXPORT bool IsUtf8(std::string_view text);
 
 // The text of a file (a cue sheet, a playlist) as UTF-8 with "\n" at the end of its lines, whether
 // these ended with CR LF, LF or CR. A byte order mark decides (UTF-8, UTF-16 LE or BE) and is not
-// part of the text; without one, bytes that are UTF-8 are taken as such, and two first characters
-// with NULs between them as UTF-16; everything else is read in the Windows code page that makes the
-// most plausible text of it. Always gives valid UTF-8: what cannot be read becomes U+FFFD. Throws
-// std::bad_alloc alone.
+// part of the text; without one, bytes that are UTF-8 are taken as such, and a text whose first two
+// characters have NULs between them as UTF-16. Everything else is read in the Windows code page
+// that gives the most plausible text. Always gives valid UTF-8: what cannot be read becomes U+FFFD.
+// Throws std::bad_alloc alone.
 VARN_EXPORT std::string ToUtf8(std::string_view bytes);
 
 }  // namespace varn
