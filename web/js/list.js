@@ -18,7 +18,10 @@ const SCROLL_PAUSE = 70; // milliseconds; places that are scrolled past are not 
 const isSame = (/** @type {unknown} */ a, /** @type {unknown} */ b) =>
   a === b || JSON.stringify(a) === JSON.stringify(b);
 
-/** @template T */
+/**
+ * Tells `connected`, and `fetched` when all pages in sight are there or cannot be had.
+ * @template T
+ */
 export class LongList extends Part {
   /** @type {Pages<T> | null} */
   #pages = null;
@@ -234,11 +237,17 @@ export class LongList extends Part {
     if (total > 0 || !look.empty) {
       this.#update();
     }
-    this.dispatchEvent(new Event('fetched'));
+    this.#tellFetched();
+  }
+
+  #tellFetched() {
+    if (!this.#pages?.isFetching) {
+      this.dispatchEvent(new Event('fetched'));
+    }
   }
 
   #onFail() {
-    this.dispatchEvent(new Event('fetched'));
+    this.#tellFetched();
     if ((this.#pages?.total ?? -1) >= 0) {
       return;
     }
