@@ -5,6 +5,8 @@ import { soundAddress } from './sound.js';
 
 /** @typedef {import('./types.js').Song | import('./types.js').SharedSong} Song */
 
+/** Seconds after which "previous" begins the song anew. */
+export const RESTART = 4;
 const AHEAD = 20; // seconds before the end at which the next song is fetched
 const NEAR = 2; // seconds before the end from which on a timer counts them
 const NOW = 0.05; // what a timer may be early, in seconds
@@ -24,7 +26,7 @@ const begins = new WeakMap();
 /** @type {number | undefined} */
 let turn;
 
-/** The two of them. */
+/** Both. */
 export const decks = [front, back];
 
 /** @param {HTMLAudioElement} audio */
@@ -127,7 +129,7 @@ export function holdBack() {
 }
 
 /**
- * Listens to whichever of them plays.
+ * Listens to the one that plays.
  * @param {string[]} names of events
  * @param {() => void} handle
  */

@@ -46,7 +46,7 @@ export function h(tag, props = {}, ...children) {
  * @param {Element} element
  * @param {...(Child | Child[])} children
  */
-export function fill(element, ...children) {
+function fill(element, ...children) {
   for (const child of children.flat()) {
     if (child !== null && child !== undefined && child !== false) {
       element.append(typeof child === 'number' ? String(child) : child);

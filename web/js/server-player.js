@@ -1,7 +1,8 @@
 // The server's own player. It is shared: songs are added after those that others have queued.
 
 import { call, change } from './api.js';
-import { shuffled } from './arrays.js';
+import { AT_ONCE, shuffled } from './arrays.js';
+import { RESTART } from './decks.js';
 import { afterPause } from './dom.js';
 import { onEvent } from './events.js';
 import { songOf, songsById } from './library.js';
@@ -25,9 +26,7 @@ import { t } from './texts.js';
 
 const TICK = 500;
 const VOLUME_PAUSE = 150;
-const AT_ONCE = 1000;
 const AT_ONCE_ELSEWHERE = 100;
-const RESTART = 4; // seconds; after them "previous" begins the song anew
 const MODES = /** @type {const} */ (['once', 'repeat', 'repeat-one', 'shuffle']);
 
 const events = new EventTarget();
@@ -205,7 +204,6 @@ export const server = {
     toggle: isPlaying() ? knows('pause') || knows('stop') : knows('resume') || knows('play'),
     modes: knows('mode'),
     remove: knows('delete'),
-    move: false,
     insert: false,
   })[/** @type {string} */ (what)] ?? knows(what),
   current: () => song,

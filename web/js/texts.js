@@ -41,6 +41,14 @@ export function t(name, values = {}) {
   });
 }
 
+/**
+ * A text without the dots that promise a dialog.
+ * @param {TextName} name
+ */
+export function withoutDots(name) {
+  return t(name).replace(/[\s…]+$/, '');
+}
+
 /** @param {number} seconds since 1970 */
 export function dayAndTime(seconds) {
   return new Date(seconds * 1000).toLocaleString(undefined,

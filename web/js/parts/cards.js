@@ -55,7 +55,7 @@ export function albumCard(album, withYear = false) {
     art: cover(coverAddress({ album }), name),
     name,
     below: withYear ? year : album.albumArtist || t('unknown.artist'),
-    play: () => albumSongs(album.name, album.albumArtist),
+    play: () => albumSongs(album),
   });
 }
 

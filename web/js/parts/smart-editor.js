@@ -3,7 +3,8 @@
 import { createList, newListFields, titleOf } from '../actions.js';
 import { call } from '../api.js';
 import { afterPause, h, refill } from '../dom.js';
-import { changePlaylist, songOf } from '../library.js';
+import { songOf } from '../library.js';
+import { changePlaylist } from '../playlists.js';
 import { go, playlistPath } from '../routes.js';
 import { parseRule, writeRule } from '../rules.js';
 import { joined, t } from '../texts.js';
