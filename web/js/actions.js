@@ -100,7 +100,7 @@ export function newListFields() {
 }
 
 /**
- * Makes what those fields say.
+ * Makes the playlist that those fields describe.
  * @param {Record<string, string>} data
  * @param {string} [rule] of a smart one
  * @returns {Promise<string>} its id

@@ -40,7 +40,8 @@ export function placeNow() {
 }
 
 /**
- * A stream cannot be sought in: it is asked for from there on, and one without a length as it is.
+ * Loads a song, to be played from a second on. No browser can seek in a stream: the server sends it
+ * from there on, and one without a length as it is.
  * @param {Song} song
  * @param {number} [from] seconds
  * @param {HTMLAudioElement} [audio]
@@ -64,7 +65,7 @@ export function unload(audio = front) {
 }
 
 /**
- * Puts a song in front, where it may have been fetched ahead, or begun at the end of another.
+ * Puts a song in front. It may have been fetched ahead, or have begun at the end of the last one.
  * @param {Song} song
  */
 export function bring(song) {
@@ -118,7 +119,7 @@ export function follow(left, next) {
   }
 }
 
-/** The front one goes on, or stops, before its end: the next waits for its turn. */
+/** Stops the next song if it has begun: the one in front goes on, or stops before its end. */
 export function holdBack() {
   clearTimeout(turn);
   back.ontimeupdate = null;

@@ -109,6 +109,11 @@ export class Part extends HTMLElement {
   }
 }
 
+/** True on a screen as narrow as the style sheets take for a phone's. */
+export function isPhone() {
+  return matchMedia('(max-width: 720px)').matches;
+}
+
 /**
  * Calls once after calls have paused.
  * @template {unknown[]} A

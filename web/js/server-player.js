@@ -89,7 +89,7 @@ async function take(now) {
   if (isNew) {
     song = now?.song ? queuedSong(now.song, new Map()) : undefined;
     tell('song');
-    // An event does not tell each listener which songs are in his library.
+    // An event is the same for all listeners: it does not tell what is in the library of each.
     const whole = now?.song && (now.song.id ? now : await call('Player', 'info', {}, { signal }));
     if (whole?.song?.id && keyOf(whole) === keyOf(state)) {
       [song] = await songsOf([whole.song]);
@@ -192,7 +192,7 @@ export const server = {
   events,
   start: (until) => {
     signal = until;
-    // What was told last may be some time ago; since then the song has gone on.
+    // The last event may be old: the song has gone on since.
     let isOld = true;
     onEvent('player', (now) => isOld || take(now), until);
     isOld = false;

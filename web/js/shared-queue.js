@@ -91,7 +91,7 @@ async function settle() {
   }
 }
 
-// Another device has kept a queue since: the person says which one it is to be.
+// Another device has kept a queue since: the person chooses one.
 function ask() {
   if (isAsking) {
     return;

@@ -1,4 +1,4 @@
-// Every text that the page shows, out of one table for each language. index.html alone has texts of
+// Every text that the page shows, from one table for each language. index.html alone has texts of
 // its own: what stands there where scripts do not run.
 
 import { choice } from './choices.js';

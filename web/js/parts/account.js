@@ -14,7 +14,7 @@ const BROWSERS = [/Edg\w*\/\d+/, /OPR\/\d+/, /Firefox\/\d+/, /Chrome\/\d+/,
   /Version\/\d+.* Safari/];
 
 /**
- * The browser and its system, of which each claims to be several; other programs as they say.
+ * The browser and its system, though a browser names several. Other programs name themselves.
  * @param {string} agent
  */
 function browserOf(agent) {

@@ -25,7 +25,7 @@ function previewRow(song) {
       h('small', { class: 'soft' }, joined([song.artist, song.album]))));
 }
 
-/** The songs of a rule, which `show` asks for anew, with the latest rule alone. */
+/** The songs of a rule. `show` asks for those of another rule, and ends what was asked before. */
 function preview() {
   const count = h('p', { class: 'rule-count', role: 'status' });
   const list = h('ul', { class: 'rule-songs' });

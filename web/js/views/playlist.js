@@ -12,14 +12,13 @@ import { songCover } from '../parts/cover-art.js';
 import { confirmDelete, openForm } from '../parts/dialog.js';
 import { counter, page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
-import { attempt, toast } from '../parts/toast.js';
+import { toast } from '../parts/toast.js';
 import { go, playlistPath, setTitle } from '../routes.js';
 import { t } from '../texts.js';
 import { kindOf } from './playlists.js';
 
 /** @typedef {import('../types.js').Playlist & {total: number}} Found */
 /** @typedef {import('../types.js').Song} Song */
-/** @typedef {import('../list.js').LongList<Song>} List */
 
 /**
  * The covers of the first four albums.
@@ -50,7 +49,7 @@ function rename(found) {
 }
 
 /** @param {Found} found */
-async function deleteList({ id, name }) {
+async function remove({ id, name }) {
   await changePlaylist('delete', { id });
   toast(t('done.deleted', { name }));
   go('/playlists', { replace: true });
@@ -81,60 +80,9 @@ function choicesFor(found) {
     },
     isOwn(found) && {
       text: t('do.delete'), icon: 'trash',
-      run: () => confirmDelete(name, t('playlist.delete.hint'), () => deleteList(found)),
+      run: () => confirmDelete(name, t('playlist.delete.hint'), () => remove(found)),
     },
   ];
-}
-
-/**
- * Where a song is that was at a place before: the nearest place that has it, if any has.
- * @param {List} list
- * @param {Song | undefined} song
- * @param {number} before
- */
-function placeNow(list, song, before) {
-  return Array.from({ length: song ? list.total : 0 }, (_, place) => place)
-    .filter((place) => list.at(place)?.id === song?.id)
-    .sort((a, b) => Math.abs(a - before) - Math.abs(b - before)).slice(0, 1);
-}
-
-/**
- * What changes the entries of a playlist by their places. A change begins when the list shows what
- * the last one did: until then, the places that it shows are those of other songs.
- * @param {string} id
- * @param {() => List} list
- */
-function changesByPlace(id, list) {
-  /** @type {Promise<void> | null} */
-  let underWay = null;
-  const make = (/** @type {() => Promise<unknown>} */ change) => {
-    underWay = attempt(change).then(() => new Promise((resolve) => {
-      list().addEventListener('fetched', resolve, { once: true });
-      list().reload();
-    })).then(() => {
-      underWay = null;
-    });
-    return underWay;
-  };
-  return {
-    isUnderWay: () => underWay !== null,
-    move: (/** @type {number[]} */ from, /** @type {number} */ before) => {
-      const songs = from.flatMap((place) => list().at(place) ?? []);
-      return !underWay && songs.length === from.length &&
-        make(() => moveInPlaylist(id, songs, from, before));
-    },
-    remove: async (/** @type {number[]} */ places) => {
-      const songs = places.map((place) => list().at(place));
-      let now = places;
-      while (underWay) {
-        await underWay;
-        now = places.flatMap((place, index) => placeNow(list(), songs[index], place));
-      }
-      if (now.length > 0) {
-        await make(() => changePlaylist('remove', { id, position: now.map(String) }));
-      }
-    },
-  };
 }
 
 /** @param {import('../types.js').Place} place */
@@ -148,8 +96,6 @@ export function view({ id }) {
       setTitle(found.name);
       const own = mayChange(found);
       const count = h('span');
-      const { isUnderWay, move, remove } = changesByPlace(id, () => list);
-      /** @type {List} */
       const list = songList(source, {
         label: found.name,
         withAlbum: true,
@@ -159,16 +105,17 @@ export function view({ id }) {
         },
         empty: () => emptyNote('playlists', t('playlist.empty'),
           own ? t('playlist.empty.hint') : ''),
-        onMove: own ? move : undefined,
-        onRemove: own ? remove : undefined,
+        ...own && {
+          onMove: (from, before, songs) => moveInPlaylist(id, songs, from, before),
+          onRemove: (places) => changePlaylist('remove', { id, position: places.map(String) }),
+        },
       });
       refill(view, banner({
         kind: kindOf(found), name: found.name, art: mosaic(found, items), below: [count],
         songs: () => allOf(source), more: () => choicesFor(found),
         tint: `hsl(${hueOf(found.name)} 45% 50%)`,
       }), list);
-      view.listen(changed, 'playlist', ({ detail }) =>
-        detail === id && !isUnderWay() && list.reload());
+      view.listen(changed, 'playlist', ({ detail }) => detail === id && list.reload());
     });
   });
 }
