@@ -58,7 +58,7 @@ std::vector<char *> Pointers(const std::vector<std::string> &texts) {
     setpgid(0, 0);
     const sigset_t signals = HeldSignals();
     sigprocmask(SIG_UNBLOCK, &signals, nullptr);
-    // Without root's rights a program gets as many files as are allowed, where it asks for more.
+    // A program without root's rights cannot raise its own limit beyond this.
     rlimit files{};
     if (getrlimit(RLIMIT_NOFILE, &files) == 0) {
         files.rlim_cur = files.rlim_max;
@@ -86,13 +86,13 @@ std::string HowItEnded(int status) {
 }  // namespace
 
 Children::Children(int log) : log_(log) {
-    // What outlives a child becomes one of this process.
+    // What outlives a child becomes a child of this process.
     prctl(PR_SET_CHILD_SUBREAPER, 1);
 }
 
 Children::~Children() {
-    // The first program, which the others work for, goes first. A change that is under way goes to
-    // its end.
+    // The first program goes first: the others work for it. A change that is under way is
+    // finished.
     for (const Program &program : programs_) {
         std::vector<pid_t> groups;
         for (const Process &process : program.running) {
@@ -170,7 +170,7 @@ void Children::StartMissing(Program &program) {
             Complain("cannot start a process: " + std::string(std::strerror(errno)));
             return;
         }
-        setpgid(pid, pid);  // done by parent and child, so that it is done first
+        setpgid(pid, pid);  // by parent and child: neither goes on before it is done
         program.running.push_back({pid, Clock::now()});
         groups_.push_back(pid);
     }
@@ -189,7 +189,7 @@ bool Children::EndGroups(const std::vector<pid_t> &groups, int signal) {
     for (const pid_t group : groups) {
         kill(-group, signal);
     }
-    // Of this process's other children, which one with the id 1 has, nothing is known.
+    // With the id 1 this process has children that it did not start: only the groups count.
     const auto isGone = [](pid_t group) { return kill(-group, 0) != 0 && errno == ESRCH; };
     for (const auto end = Clock::now() + kPatience; Clock::now() < end;) {
         while (waitpid(-1, nullptr, WNOHANG) > 0) {

@@ -27,15 +27,15 @@ class Children {
     Children(const Children &) = delete;
     Children &operator=(const Children &) = delete;
 
-    // Takes a program on and starts its processes.
+    // Starts a program's processes, and keeps them running.
     void Keep(Kept program);
 
     // Starts another process for each that has ended, after pauses that grow while a program ends
-    // at once; one that was stopped is ended. Says on standard error what has gone wrong. To be
+    // at once. Ends one that was stopped. Says on standard error what has gone wrong. To be
     // called once a second, and whenever a child has ended.
     void Look();
 
-    // True while nothing that was taken on has ended.
+    // True while no program ends at once.
     bool AreWhole() const;
 
     // Holds back the signals that end this process or tell of a child. They are waited for, and a
@@ -65,12 +65,13 @@ class Children {
     static void NoteEnd(Program &program, const Process &process, int status);
     void StartMissing(Program &program);
     pid_t Start(const Kept &program) const;
-    // Signals the groups, and waits until nobody is left. False when somebody stays.
+    // Signals the groups, and waits until they are empty. False if one is not.
     bool EndGroups(const std::vector<pid_t> &groups, int signal);
 
     int log_;
     std::vector<Program> programs_;
-    // Of all children, which may outlive them: encoders and requests with a process of their own.
+    // Those of all children. Encoders, and requests with a process of their own, may outlive a
+    // child.
     std::vector<pid_t> groups_;
 };
 

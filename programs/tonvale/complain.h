@@ -7,10 +7,10 @@
 
 namespace tonvale_cli {
 
-// Prints a failure's message.
+// Prints a message, with the program's name in front.
 void Complain(const std::string &message);
 
-// True for what went well; false, with its message, otherwise.
+// False, with its message, for a failure.
 bool Succeeded(const varn::host::Outcome &done);
 
 }  // namespace tonvale_cli

@@ -79,7 +79,7 @@ std::string WhyNotEmbedded(const std::string &file) {
            ": there is no picture in the tags, or it is not indexed";
 }
 
-// Why there is no picture beside it.
+// Why a song has no picture beside it.
 std::string WhyNotInFolder(const std::string &file, bool isFolder) {
     if (!isFolder && file.find('.') == file.npos) {
         return "not looked for: its path has no extension to put .no_image in place of";
@@ -97,7 +97,7 @@ std::string WhyNotInFolder(const std::string &file, bool isFolder) {
     return "no cover.jpg, folder.jpg or albumart.jpg in " + folder;
 }
 
-// True for a file that the library can open, whoever runs this.
+// True for a file that the library can open, even if the caller cannot.
 bool IsThere(const std::string &path) {
     return tonvale_service::OpenPicture(path).file != nullptr;
 }
@@ -186,9 +186,9 @@ void Print(const Report &report) {
     for (const Place &place : report.places) {
         table.AddRow({place.name, place.picture.empty() ? "-" : place.picture, place.result});
     }
-    std::printf("%s\n%s\n", table.Text(TerminalWidth()).c_str(),
-                report.chosen.empty() ? "There is no cover."
-                                      : ("Cover: " + Printable(report.chosen)).c_str());
+    table.Print();
+    std::printf("\n%s\n", report.chosen.empty() ? "There is no cover."
+                                                : ("Cover: " + Printable(report.chosen)).c_str());
 }
 
 // The whole path of a file that is there, as the file system reads it: "link/../x" is beside what
@@ -318,9 +318,9 @@ void AddCover(const Verb &app) {
     const Verb verb = app.AddVerb("cover", "Show which picture is a song's cover, and why");
     const auto options = std::make_shared<CoverOptions>();
     verb.AddText("FILE", options->file,
-                 "A song, by its path or as 'tonvale songs' shows its id, or a folder")
+                 "A song, by its path or its id ('tonvale songs' shows it), or a folder")
         .ValueName("");
-    verb.AddText("--user", options->user, "Whose song an id is").ValueName("NAME");
+    verb.AddText("--user", options->user, "Whose library an id is looked up in").ValueName("NAME");
     verb.AddText("--url", options->url, "Fetch the picture of a station or podcast instead")
         .ValueName("URL");
     verb.AddText("--output", options->output, "Write the picture into this file").ValueName("FILE");

@@ -5,6 +5,7 @@
 
 #include <algorithm>
 #include <clocale>
+#include <cstdio>
 #include <cwchar>
 
 namespace tonvale_cli {
@@ -67,6 +68,13 @@ std::string Cut(std::string_view text, int width) {
         shown += character.bytes;
     }
     return shown + kEllipsis;
+}
+
+// The width of the terminal that the standard output is, or 0 when it is none.
+int TerminalWidth() {
+    winsize size{};
+    const bool isTerminal = ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0;
+    return isTerminal ? size.ws_col : 0;
 }
 
 }  // namespace
@@ -136,12 +144,8 @@ std::string Table::Text(int width) const {
     return text;
 }
 
-int TerminalWidth() {
-    winsize size{};
-    if (!isatty(STDOUT_FILENO) || ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) != 0) {
-        return 0;
-    }
-    return size.ws_col;
+void Table::Print() const {
+    std::fputs(Text(TerminalWidth()).c_str(), stdout);
 }
 
 }  // namespace tonvale_cli

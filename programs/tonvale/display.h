@@ -28,17 +28,16 @@ class Table {
     // The cells of a row, made printable.
     void AddRow(std::vector<std::string> cells);
 
-    // The table with its heads, cut to `width` columns; 0 cuts nothing.
-    std::string Text(int width) const;
+    // Prints the table with its heads, cut to the width of a terminal.
+    void Print() const;
 
   private:
+    // 0 cuts nothing.
+    std::string Text(int width) const;
     std::vector<int> Widths(int width) const;
 
     std::vector<Column> columns_;
     std::vector<std::vector<std::string>> rows_;
 };
-
-// The width of the terminal that the standard output is, or 0 when it is none.
-int TerminalWidth();
 
 }  // namespace tonvale_cli

@@ -29,7 +29,7 @@ struct FolderOptions : LibraryOptions {
 
 void PrintTable(const FolderPage &page) {
     const Tonvale::MediaHandle &rows = page.Rows();
-    Table table({{"ID", false, false}, {"NAME", false, true}, {"PATH", false, true}});
+    Table table({{"ID"}, {"NAME", false, true}, {"PATH", false, true}});
     for (int row = 0; row < rows->rowCount; ++row) {
         table.AddRow(
             {FolderId(rows, row), FieldOf(rows, row, "title"), FieldOf(rows, row, "path")});
@@ -71,9 +71,8 @@ int Print(const FolderOptions &options, AnyPage &page) {
 }
 
 int Folders(FolderOptions &options) {
-    int status = kDone;
-    if (!OpenLibrary(options, status)) {
-        return status;
+    if (!OpenLibrary(options)) {
+        return kFailed;
     }
     if (!options.inside) {
         return Print(options, *ListFolders(options, options.below, options.name));

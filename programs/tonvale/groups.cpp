@@ -78,9 +78,8 @@ void PrintTable(const GroupVerb &verb, GroupPage &page) {
 }
 
 int List(const GroupVerb &verb, GroupOptions &options) {
-    int status = kDone;
-    if (!OpenLibrary(options, status)) {
-        return status;
+    if (!OpenLibrary(options)) {
+        return kFailed;
     }
     const auto page = ListGroups(verb.group, options, options.name);
     if (options.json) {

@@ -13,7 +13,7 @@ namespace tonvale_cli {
 
 namespace {
 
-// What is handed on to the indexer as it is.
+// A flag that the indexer also has.
 struct IndexerFlag {
     const char *names;
     const char *name;
@@ -22,9 +22,9 @@ struct IndexerFlag {
 constexpr std::array kIndexerFlags = {
     IndexerFlag{"--full", "--full", "Read every file again, changed or not"},
     IndexerFlag{"--purge", "--purge",
-                "Remove the songs of folders that are empty, missing or unreadable, too"},
+                "Also remove the songs of folders that are empty, missing or unreadable"},
     IndexerFlag{"--dry-run", "--dry-run", "Count the changes, and write nothing"},
-    IndexerFlag{"--watch", "--watch", "Go on with every change until stopped"},
+    IndexerFlag{"--watch", "--watch", "Follow every change until stopped"},
     IndexerFlag{"-v,--verbose", "--verbose", "Show every warning, not only the first 20"},
 };
 

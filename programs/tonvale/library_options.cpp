@@ -1,6 +1,5 @@
 #include "library_options.h"
 
-#include "command.h"
 #include "database.h"
 #include "service/lists/kinds.h"
 #include "service/people/settings.h"
@@ -38,25 +37,19 @@ void AddPage(const Verb &verb, LibraryOptions &options, const std::vector<std::s
     verb.AddText("--sort-direction", options.sortDirection, "Up or down")
         .OneOf({"asc", "desc"})
         .ValueName("");
-    verb.AddNumber("--offset", options.offset, 0, "How many " + noun + " to pass over");
-    verb.AddNumber("--limit", options.limit, 0, "How many " + noun + " to list; 0: all");
+    verb.AddPaging(options.offset, options.limit, noun);
     verb.AddFlag("--json", options.json, "Print JSON instead of a table");
 }
 
-bool OpenLibrary(LibraryOptions &options, int &status) {
+bool OpenLibrary(LibraryOptions &options) {
     if (!Succeeded(CheckRoot())) {
-        status = kFailed;
         return false;
     }
     options.uid = tonvale_service::UidOf(options.user);
     // The count looks at the kind that this gives; the page must show the same.
     options.library = tonvale_service::ChosenKind(options.library, options.uid);
     options.descending = options.sortDirection == "desc";
-    if (!Succeeded(EnsureDatabase())) {
-        status = kFailed;
-        return false;
-    }
-    return true;
+    return Succeeded(EnsureDatabase());
 }
 
 }  // namespace tonvale_cli

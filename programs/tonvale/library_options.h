@@ -30,8 +30,8 @@ void AddFilters(const Verb &verb, tonvale_service::Filters &filters);
 void AddPage(const Verb &verb, LibraryOptions &options, const std::vector<std::string> &keys,
              const std::string &noun);
 
-// Completes the request once the root is prepared, and starts the database. False, with a message
-// and the exit status set. Throws a Failure for a library that the user may not browse.
-bool OpenLibrary(LibraryOptions &options, int &status);
+// Completes the request and makes the database ready. False, with a message, when the root or the
+// database is not. Throws a Failure for a library that the user may not browse.
+bool OpenLibrary(LibraryOptions &options);
 
 }  // namespace tonvale_cli

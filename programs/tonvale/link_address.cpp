@@ -16,7 +16,7 @@ namespace {
 constexpr std::string_view kHttps = "https://";
 constexpr std::string_view kHttp = "http://";
 
-// CLI11 takes a message for a refusal.
+// What is wrong with an address; "" for nothing.
 std::string CheckAddress(const std::string &text) {
     std::string_view host = text;
     for (const std::string_view scheme : {kHttps, kHttp}) {
@@ -47,7 +47,7 @@ std::string ServedAddress() {
 
 void AddAddress(const Verb &verb, std::string &address) {
     verb.AddText("--address", address,
-                 "How others reach this server, unless its settings say so: HOST:PORT, or "
+                 "How others reach this server, if its settings name no address: HOST:PORT, or "
                  "https://HOST:PORT")
         .ValueName("ADDRESS")
         .Check(CheckAddress);

@@ -1,4 +1,4 @@
-// Computes lists anew after the library has changed, before somebody asks for them.
+// Computes lists anew after the library has changed, before they are asked for.
 #pragma once
 
 #include <sys/types.h>

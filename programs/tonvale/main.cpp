@@ -26,8 +26,8 @@ using namespace tonvale_cli;
 // As many as a verb has at a time: most calls of the library take one for themselves.
 constexpr int kConnections = 2;
 
-// Must come before anything asks for a system path. The root is named by its true path whatever the
-// caller called it, because it goes into the accounts, links and settings below it.
+// Must come before anything asks for a system path. The true path of the root is set, because it
+// goes into the accounts, links and settings below it.
 bool SetRoot(const std::string &root) {
     std::error_code error;
     const std::filesystem::path full =
@@ -93,7 +93,7 @@ int Run(int argc, char **argv) {
             app.exit(error);
             return FlushOutput(kDone);
         }
-        // An error over what is missing says nothing of what came in its place.
+        // An error about a missing argument does not name the unknown one that came instead.
         const auto unknown = app.remaining(true);
         const bool isMissing = dynamic_cast<const CLI::RequiredError *>(&error) != nullptr;
         Complain(Printable(error.what()) +
@@ -104,7 +104,7 @@ int Run(int argc, char **argv) {
         return kUsage;
     }
     if (!action) {
-        Complain("name what to do ('tonvale --help' lists it)");
+        Complain("name what to do; 'tonvale --help' lists the verbs");
         return kUsage;
     }
     const char *fromEnvironment = secure_getenv("TONVALE_ROOT");
@@ -123,7 +123,8 @@ int Run(int argc, char **argv) {
 
 int main(int argc, char **argv) {
     openlog("tonvale", LOG_PERROR, LOG_USER);
-    std::signal(SIGCHLD, SIG_DFL);  // children are waited for, whatever the parent ignores
+    std::signal(SIGCHLD,
+                SIG_DFL);  // children are waited for, even if the parent ignored the signal
     try {
         return Run(argc, argv);
     } catch (const tonvale_service::Failure &failure) {

@@ -33,21 +33,17 @@ struct ListOptions {
 };
 
 void PrintServers(const std::vector<Server> &servers) {
-    Table table({{"NAME", false, true}, {"MODEL", false, true}, {"URL TO BROWSE", false, false}});
+    Table table({{"NAME", false, true}, {"MODEL", false, true}, {"URL TO BROWSE"}});
     for (const Server &server : servers) {
         table.AddRow({server.name, server.model, server.controlUrl});
     }
     if (!servers.empty()) {
-        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+        table.Print();
     }
     std::printf("%zu media %s\n", servers.size(), servers.size() == 1 ? "server" : "servers");
 }
 
 int List(const ListOptions &options) {
-    if (options.wait > kLongestWait) {
-        Complain("--wait takes " + std::to_string(kLongestWait) + " seconds at most");
-        return kUsage;
-    }
     SearchOptions search;
     search.wait = std::chrono::seconds(options.wait);
     if (options.address) {
@@ -69,9 +65,10 @@ void AddList(const Verb &parent) {
     const Verb verb = parent.AddVerb("list", "Search the network for media servers");
     const auto options = std::make_shared<ListOptions>();
     verb.AddText("--address", options->address,
-                 "Ask this machine alone, where the network passes no multicast")
+                 "Ask this machine alone, for networks without multicast")
         .ValueName("HOST[:PORT]");
-    verb.AddNumber("--wait", options->wait, 1, "How many seconds to wait for answers");
+    verb.AddNumber("--wait", options->wait, 1, "How many seconds to wait for answers",
+                   kLongestWait);
     verb.AddFlag("--json", options->json, "Print JSON instead of a table");
     verb.Do([options] { return List(*options); });
 }
@@ -82,17 +79,10 @@ void AddBrowse(const Verb &parent) {
     verb.AddText("URL", options->url, "The server, as 'list' shows it").Required();
     verb.AddText("ID", options->id, "The object to begin at");
     verb.AddFlag("--metadata", options->metadata, "The object itself, not what is in it");
-    verb.AddNumber("--depth", options->depth, 1, "How many levels of containers to open");
-    verb.AddNumber("--offset", options->offset, 0, "How many objects to pass over");
-    verb.AddNumber("--limit", options->limit, 0, "How many objects to show; 0: all");
+    verb.AddNumber("--depth", options->depth, 1, "How many levels of containers to open", kDeepest);
+    verb.AddPaging(options->offset, options->limit, "objects");
     verb.AddFlag("--json", options->json, "Print JSON instead of a tree");
-    verb.Do([options] {
-        if (options->depth > kDeepest) {
-            Complain("--depth goes down to " + std::to_string(kDeepest));
-            return kUsage;
-        }
-        return Browse(*options, options->json);
-    });
+    verb.Do([options] { return Browse(*options, options->json); });
 }
 
 }  // namespace

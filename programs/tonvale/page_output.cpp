@@ -13,7 +13,7 @@ void PrintPage(const Table &table, int offset, int64_t shown, int64_t total, con
         std::printf("0 of %" PRId64 " %s\n", total, name);
         return;
     }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    table.Print();
     std::printf("%" PRId64 "-%" PRId64 " of %" PRId64 " %s\n", int64_t{offset} + 1, offset + shown,
                 total, name);
 }

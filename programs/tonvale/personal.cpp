@@ -40,7 +40,7 @@ void AddPersonal(const Verb &app) {
                                   "Show or switch whether users have libraries of their own");
     const auto wanted = std::make_shared<std::string>();
     verb.AddText("SWITCH", *wanted,
-                 "on, or off; links of personal playlists and single songs end with either")
+                 "on or off; either ends the links of personal playlists and single songs")
         .OneOf({kOn, kOff})
         .ValueName("");
     verb.Do([wanted] { return wanted->empty() ? Show() : Switch(*wanted); });

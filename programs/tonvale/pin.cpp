@@ -108,7 +108,8 @@ void AddCriterion(const std::string &text, PinOptions &options) {
     const std::size_t equals = text.find('=');
     if (equals == std::string::npos || equals == 0 ||
         !options.criteria.emplace(text.substr(0, equals), text.substr(equals + 1)).second) {
-        throw BadValue("'" + text + "' is no criterion; write each as KEY=VALUE, a key once");
+        throw BadValue("'" + text +
+                       "' is no criterion: write each as KEY=VALUE, and each key once");
     }
 }
 
@@ -118,11 +119,6 @@ Verb AddVerb(const Verb &group, const char *name, const char *description,
     verb.AddText("--user", options->user, "Whose pins").ValueName("NAME");
     verb.Do([=] { return Run(*options, act); });
     return verb;
-}
-
-void AddPageOptions(const Verb &verb, PinOptions &options) {
-    verb.AddNumber("--offset", options.offset, 0, "How many pins to pass over");
-    verb.AddNumber("--limit", options.limit, 0, "How many pins; 0: all");
 }
 
 void AddAdd(const Verb &group) {
@@ -147,26 +143,26 @@ void AddPin(const Verb &app) {
     const Verb group = app.AddGroup("pin", "Keep views of the library on the start page");
     const auto listed = std::make_shared<PinOptions>();
     const Verb list = AddVerb(group, "list", "List the pins in their order", listed, List);
-    AddPageOptions(list, *listed);
+    list.AddPaging(listed->offset, listed->limit, "pins");
     list.AddFlag("--json", listed->json, "Print JSON instead of a table");
 
     AddAdd(group);
 
     const auto removed = std::make_shared<PinOptions>();
-    AddVerb(group, "remove", "Take a pin away", removed, Remove)
+    AddVerb(group, "remove", "Remove a pin", removed, Remove)
         .AddText("ID", removed->id, "The pin's id")
         .Required();
 
     const auto renamed = std::make_shared<PinOptions>();
-    const Verb rename = AddVerb(group, "rename", "Call a pin something else", renamed, Rename);
+    const Verb rename = AddVerb(group, "rename", "Rename a pin", renamed, Rename);
     rename.AddText("ID", renamed->id, "The pin's id").Required();
     rename.AddText("NAME", renamed->name, "The new name").Required();
 
     const auto ordered = std::make_shared<PinOptions>();
     const Verb reorder = AddVerb(
-        group, "reorder", "Put the pins, or those of a page, into another order", ordered, Reorder);
+        group, "reorder", "Change the order of the pins, or of a page of them", ordered, Reorder);
     reorder.AddText("ID", ordered->ids, "The ids of all of them, in the new order").Required();
-    AddPageOptions(reorder, *ordered);
+    reorder.AddPaging(ordered->offset, ordered->limit, "pins");
 }
 
 }  // namespace tonvale_cli

@@ -42,7 +42,7 @@ void PrintRows(const Json::Value &answer, const char *list, const std::vector<co
         }
         table.AddRow(cells);
     }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    table.Print();
 }
 
 void PrintInfo(const Json::Value &answer) {
@@ -68,7 +68,7 @@ int Show(const PlayerOptions &options, const Json::Value &answer,
 }
 
 void AddInfo(const Verb &verb, const Options &options) {
-    const Verb info = verb.AddVerb("info", "What is playing");
+    const Verb info = verb.AddVerb("info", "Show what is playing");
     info.AddText("renderer", options->renderer, "A renderer, by its udn or number");
     info.AddFlag("--json", options->json, "Print JSON");
     info.Do([options] { return Show(*options, PlayerInfo(options->renderer), PrintInfo); });
@@ -84,20 +84,24 @@ void AddPages(const Verb &verb, const Options &options) {
     };
     const Entry kEntries[] = {
         {"queue",
-         "The queue, a page at a time",
+         "List the queue, a page at a time",
          PlayerQueue,
          "songs",
          {"index", "title", "artist", "path"}},
         {"renderers",
-         "What can be played on",
+         "List what the player can play on",
          PlayerRenderers,
          "renderers",
          {"udn", "name", "enabled"}},
-        {"servers", "Media servers that were found", PlayerServers, "servers", {"udn", "name"}},
+        {"servers",
+         "List the media servers that were found",
+         PlayerServers,
+         "servers",
+         {"udn", "name"}},
     };
     for (const Entry &entry : kEntries) {
         const Verb page = verb.AddVerb(entry.name, entry.description);
-        page.AddNumber("--offset", options->offset, 0, "How many to pass over");
+        page.AddNumber("--offset", options->offset, 0, "How many to skip");
         page.AddNumber("--limit", options->limit, 0, "How many to list");
         page.AddFlag("--json", options->json, "Print JSON");
         page.Do([options, entry] {
@@ -128,7 +132,7 @@ void AddCommands(const Verb &verb, const Options &options) {
     }
 }
 
-// Says what became of the songs, so that one who adds a thousand does not take them for lost.
+// Tells what became of the songs: most of a thousand may still be waiting.
 int Add(const PlayerOptions &options) {
     const Json::Value answer = AddQueueFile(options.path);
     const auto number = [&](const char *key) {
@@ -175,8 +179,9 @@ void PrintEqualizer(const Json::Value &selected) {
 }
 
 void AddEqualizer(const Verb &verb, const Options &options) {
-    const Verb equalizer = verb.AddGroup("equalizer", "The selected equalizer profile");
-    const Verb show = equalizer.AddVerb("show", "Its name and values");
+    const Verb equalizer =
+        verb.AddGroup("equalizer", "Show the selected equalizer profile, or send it");
+    const Verb show = equalizer.AddVerb("show", "Show its name and values");
     show.AddFlag("--json", options->json, "Print JSON");
     show.Do([options] { return Show(*options, SelectedEqualizer(), PrintEqualizer); });
     const Verb send = equalizer.AddVerb("send", "Send it, or other gains, to the player");

@@ -59,8 +59,8 @@ varn::OwnedSongs Songs(Options options) {
 
 int Create(PlaylistOptions &options) {
     const varn::RunAs before(varn::Who::kCaller);
-    if (const int status = Prepare(options); status != kDone) {
-        return status;
+    if (!Prepare(options)) {
+        return kFailed;
     }
     CreatePlaylist(options.collection, options.name, options.format, Songs(options).get());
     return kDone;
@@ -100,7 +100,7 @@ int Check(Options options, const AnyPlaylist &playlist) {
 
 using Act = int (*)(Options options, const AnyPlaylist &playlist);
 
-// A playlist by its identifier, its row's id or its title.
+// A playlist by its identifier, row id or title.
 AnyPlaylist Find(Options options) {
     const Collection &from = options.collection;
     if (!IsPlaylistId(options.name)) {
@@ -113,8 +113,8 @@ AnyPlaylist Find(Options options) {
 
 int OnPlaylist(PlaylistOptions &options, Act act) {
     const varn::RunAs before(varn::Who::kCaller);
-    if (const int status = Prepare(options); status != kDone) {
-        return status;
+    if (!Prepare(options)) {
+        return kFailed;
     }
     const AnyPlaylist playlist = Find(options);
     if (playlist.isSmart && act != Show) {
@@ -148,14 +148,13 @@ struct PlaylistVerb {
 constexpr PlaylistVerb kVerbs[] = {
     {"show", "List the entries of a playlist", Show, kPage},
     {"add", "Add songs at the end", Add, kSomeSongs | kDuplicates},
-    {"replace", "Put songs in the place of others", Replace, kSomeSongs | kRange},
+    {"replace", "Replace entries by songs", Replace, kSomeSongs | kRange},
     {"remove", "Remove the entries at some positions",
      Do<RemovePositions, &PlaylistOptions::positions>, kPositions},
     {"missing", "Remove the entries that the library does not know", Do<RemoveMissing>, kNothing},
-    {"rename", "Give a playlist another name", Do<RenamePlaylist, &PlaylistOptions::newName>,
-     kNewName},
-    {"delete", "Delete a playlist, file and all", Do<DeletePlaylist>, kNothing},
-    {"check", "Tell whether songs are in a playlist; exits with 1 for one that is not", Check,
+    {"rename", "Rename a playlist", Do<RenamePlaylist, &PlaylistOptions::newName>, kNewName},
+    {"delete", "Delete a playlist and its file", Do<DeletePlaylist>, kNothing},
+    {"check", "Tell whether songs are in a playlist; exits with 1 if one is not", Check,
      kSomeSongs},
 };
 
@@ -182,8 +181,7 @@ void AddTaken(const Verb &verb, unsigned takes, PlaylistOptions &options) {
         verb.AddText("NAME", options.newName, "The new name").Required();
     }
     if ((takes & kPage) != 0) {
-        verb.AddNumber("--offset", options.offset, 0, "How many entries to pass over");
-        verb.AddNumber("--limit", options.limit, 0, "How many entries to list; 0: all");
+        verb.AddPaging(options.offset, options.limit, "entries");
         verb.AddFlag("--json", options.json, "Print JSON instead of a table");
         AddAdditions(verb, options.additions).Needs("--json");
     }
@@ -198,7 +196,7 @@ void AddCreate(const Verb &group) {
     const auto options = std::make_shared<PlaylistOptions>();
     verb.AddText("NAME", options->name, "Its name").Required();
     verb.AddText("SONG", options->songs, kSongs);
-    verb.AddText("--format", options->format, "How it is written")
+    verb.AddText("--format", options->format, "The format of its file")
         .OneOf(WrittenFormats())
         .ValueName("");
     AddCollection(verb, *options, "One of the user's own playlists instead of a shared one");

@@ -19,8 +19,8 @@ struct CollectionOptions {
 // --user and --personal.
 void AddCollection(const Verb &verb, CollectionOptions &options, const std::string &personal);
 
-// Finds out whose collection is meant and makes the database ready. 0, or the exit status, with a
-// message.
-int Prepare(CollectionOptions &options);
+// Completes the collection and makes the database ready. False, with a message, when the root or
+// the database is not. Throws a Failure for a user who does not exist.
+bool Prepare(CollectionOptions &options);
 
 }  // namespace tonvale_cli

@@ -25,10 +25,7 @@ std::string RowOfSong(const std::string &id) {
 }  // namespace
 
 void PrintTable(tonvale_service::Page &page) {
-    Table table({{"ID", false, true},
-                 {"TITLE", false, true},
-                 {"TYPE", false, false},
-                 {"PATH", false, true}});
+    Table table({{"ID", false, true}, {"TITLE", false, true}, {"TYPE"}, {"PATH", false, true}});
     int64_t shown = 0;
     for (Json::Value part = page.Next(); !part.empty(); part = page.Next()) {
         for (const Json::Value &list : part) {

@@ -20,8 +20,8 @@ struct PlaylistsOptions : CollectionOptions {
 };
 
 int Playlists(PlaylistsOptions &options) {
-    if (const int status = Prepare(options); status != kDone) {
-        return status;
+    if (!Prepare(options)) {
+        return kFailed;
     }
     const auto page =
         tonvale_service::ListPlaylists(std::vector<tonvale_service::Collection>{options.collection},
@@ -40,8 +40,7 @@ void AddPlaylists(const Verb &app) {
     const Verb verb = app.AddVerb("playlists", "List the playlists, a page at a time");
     const auto options = std::make_shared<PlaylistsOptions>();
     AddCollection(verb, *options, "The user's own playlists instead of the shared ones");
-    verb.AddNumber("--offset", options->offset, 0, "How many playlists to pass over");
-    verb.AddNumber("--limit", options->limit, 0, "How many playlists to list; 0: all");
+    verb.AddPaging(options->offset, options->limit, "playlists");
     verb.AddFlag("--json", options->json, "Print JSON instead of a table");
     verb.Do([options] { return Playlists(*options); });
 }

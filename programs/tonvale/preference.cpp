@@ -43,14 +43,14 @@ int Show(const PreferenceOptions &options) {
         PrintJson(preferences);
         return kDone;
     }
-    Table table({{"PREFERENCE", false, false}, {"", false, false}, {"MEANING", false, true}});
+    Table table({{"PREFERENCE"}, {""}, {"MEANING", false, true}});
     for (const Preference &known : AllPreferences()) {
         const Json::Value &value = preferences[known.name];
         const std::string text =
             value.isBool() ? known.values[value.asBool() ? 0 : 1] : value.asString();
         table.AddRow({known.name, text, known.meaning});
     }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    table.Print();
     return kDone;
 }
 

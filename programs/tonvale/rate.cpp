@@ -37,9 +37,8 @@ void Print(const RateOptions &options, const std::set<int> &ids) {
 
 int Rate(RateOptions &options) {
     const varn::RunAs before(varn::Who::kCaller);
-    int status = kDone;
-    if (!OpenLibrary(options, status)) {
-        return status;
+    if (!OpenLibrary(options)) {
+        return kFailed;
     }
     const std::set<int> rows = tonvale_service::RowsOf(options, options.ids);
     tonvale_service::RateSongs(options.uid, rows, static_cast<unsigned>(options.stars));
@@ -52,7 +51,7 @@ int Rate(RateOptions &options) {
 void AddRate(const Verb &app) {
     const Verb verb = app.AddVerb("rate", "Give songs 0 to 5 stars, by id or by filters");
     const auto options = std::make_shared<RateOptions>();
-    verb.AddNumber("stars", options->stars, 0, "How many stars, 0 to 5; 0 takes the rating away", 5)
+    verb.AddNumber("stars", options->stars, 0, "How many stars, 0 to 5; 0 removes the rating", 5)
         .Required();
     verb.AddParsedList(
             "id", [options](const std::string &text) { options->ids.insert(ParseNumber(text, 1)); },

@@ -42,11 +42,11 @@ int ShowPermission(const PermissionOptions &options) {
         PrintJson(rights);
         return kDone;
     }
-    Table table({{"RIGHT", false, false}, {"", false, false}, {"MEANING", false, true}});
+    Table table({{"RIGHT"}, {""}, {"MEANING", false, true}});
     for (const Right &right : tonvale_service::AllRights()) {
         table.AddRow({right.name, rights[right.name].asBool() ? "yes" : "no", right.meaning});
     }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    table.Print();
     return kDone;
 }
 
@@ -102,10 +102,10 @@ void AddRights(const Verb &user) {
             return changes ? ChangePermission(asked) : ShowPermission(asked);
         });
     rights.AddText("USER", options->user, "The user's name").Required();
-    rights.AddText("RIGHT", options->rights, "The rights, all others being taken away")
+    rights.AddText("RIGHT", options->rights, "The rights that the user has from now on")
         .OneOf(RightWords());
     rights.AddFlag("--json", options->json, "Print JSON instead of a table");
-    rights.AddFlag("--no-admin", options->unmakesAdmin, "Make the user no administrator any more");
+    rights.AddFlag("--no-admin", options->unmakesAdmin, "Make the user an ordinary user");
     rights.AddFlag("--admin", options->makesAdmin, "Make the user an administrator")
         .Excludes("--no-admin");
 }
@@ -120,7 +120,7 @@ void AddPermission(const Verb &app) {
     const Verb set =
         AddVerb(permission, "set", "Record what a user may do", options, SetPermission);
     set.AddText("USER", options->user, "The user's name").Required();
-    set.AddText("RIGHT", options->rights, "The rights, all others being taken away")
+    set.AddText("RIGHT", options->rights, "The rights that the user has from now on")
         .OneOf(RightWords())
         .Required();
 }

@@ -94,9 +94,8 @@ void PrintKind(const SearchOptions &options, const std::string &kind) {
 }
 
 int Search(SearchOptions &options) {
-    int status = kDone;
-    if (!OpenLibrary(options, status)) {
-        return status;
+    if (!OpenLibrary(options)) {
+        return kFailed;
     }
     if (options.kind != kAll) {
         PrintKind(options, options.kind);
@@ -114,7 +113,7 @@ int Search(SearchOptions &options) {
 }  // namespace
 
 void AddSearch(const Verb &app) {
-    const Verb verb = app.AddVerb("search", "List what has the words of a text in its tags");
+    const Verb verb = app.AddVerb("search", "Search the library for words");
     const auto options = std::make_shared<SearchOptions>();
     verb.AddText("keyword", options->keyword, "Words, in any order, case and way of writing")
         .Required()
@@ -122,7 +121,7 @@ void AddSearch(const Verb &app) {
         .Check([](const std::string &text) { return text.empty() ? "it is empty" : ""; });
     std::vector<std::string> kinds = Kinds();
     kinds.emplace_back(kAll);
-    verb.AddText("--kind", options->kind, "What to list; all: a page of each")
+    verb.AddText("--kind", options->kind, "What to list; all: a page of each kind")
         .OneOf(kinds)
         .ValueName("");
     verb.AddText("--in", options->in, "The tag of songs to look at")

@@ -60,10 +60,8 @@ class ServedDatabase {
   public:
     ServedDatabase() = default;
     ~ServedDatabase() {
-        if (!started_) {
-            return;
-        }
-        if (!Succeeded(varn::host::StopCluster())) {
+        if (started_) {
+            Succeeded(varn::host::StopCluster());
         }
     }
     ServedDatabase(const ServedDatabase &) = delete;

@@ -86,7 +86,7 @@ std::string PlaylistId(Options options) {
                : AsAny(options.collection, FindPlaylist(options.collection, options.name)).id;
 }
 
-// Does something with the song of the first identifier that there is one for.
+// Calls with the first identifier of the name that is a song's.
 Json::Value WithSong(Options options, Links &links,
                      Json::Value (Links::*change)(const std::string &)) {
     using namespace tonvale_service;
@@ -139,8 +139,8 @@ using Act = int (*)(Options options, Links &links);
 
 int Run(ShareOptions &options, Act act) {
     const varn::RunAs before(varn::Who::kCaller);
-    if (const int status = Prepare(options); status != kDone) {
-        return status;
+    if (!Prepare(options)) {
+        return kFailed;
     }
     UseAddress(options.address);
     Links links(options.collection.uid, options.collection.user);
@@ -164,11 +164,11 @@ constexpr char kSong[] = "The song's id, as 'tonvale songs' shows it, or its ide
 constexpr LinkVerb kVerbs[] = {
     {"create", "Share a playlist, and print the link's address", Create, "PLAYLIST",
      "Its id, title or identifier", true},
-    {"update", "Change the days on which a link works; without any it always does", Update, "LINK",
-     kLink, true},
-    {"delete", "Take a link away; the playlist stays", Delete, "LINK", kLink, false},
+    {"update", "Change the days on which a link works; without days it always works", Update,
+     "LINK", kLink, true},
+    {"delete", "Delete a link; the playlist stays", Delete, "LINK", kLink, false},
     {"song", "Share a single song, and print its address", ShareSong, "SONG", kSong, false},
-    {"unsong", "Share a single song no longer", UnshareSong, "SONG", kSong, false},
+    {"unsong", "Stop sharing a single song", UnshareSong, "SONG", kSong, false},
 };
 
 Verb AddVerb(const Verb &group, const char *name, const char *description,
@@ -191,8 +191,7 @@ void AddShare(const Verb &app) {
                                   List(options, links);
                                   return kDone;
                               });
-    list.AddNumber("--offset", listed->offset, 0, "How many links to pass over");
-    list.AddNumber("--limit", listed->limit, 1, "How many links to list");
+    list.AddPaging(listed->offset, listed->limit, "links", 1);
     for (const LinkVerb &known : kVerbs) {
         const auto options = std::make_shared<ShareOptions>();
         const Verb verb = AddVerb(group, known.name, known.description, options, known.act);

@@ -7,8 +7,8 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
-#include <optional>
 #include <tuple>
+#include <utility>
 
 #include "command.h"
 #include "database.h"
@@ -33,21 +33,16 @@ struct SmartOptions {
     bool json = false;
 };
 
-// The file of the playlists that are asked for. Empty, with a message and the exit status set.
-std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
+// A file of smart playlists: its path, and what it holds.
+struct SmartFile {
+    std::string path;
+    varn::SmartPlaylistFile read;
+};
+
+// The file that is asked for, or that of the shared or a user's playlists, which may be missing.
+std::string PathOf(const SmartOptions &options) {
     if (!options.file.empty()) {
-        // The store may be missing, a file that was named may not.
-        if (access(options.file.c_str(), F_OK) == 0) {
-            return options.file;
-        }
-        Complain("cannot read " + Printable(options.file) + ": " + std::strerror(errno) +
-                 "; name a file of smart playlists");
-        status = kUsage;
-        return std::nullopt;
-    }
-    status = kFailed;
-    if (!Succeeded(CheckRoot())) {
-        return std::nullopt;
+        return options.file;
     }
     if (options.user.empty()) {
         return SystemPath(varn::path::kSmartPlaylists);
@@ -56,19 +51,23 @@ std::optional<std::string> StoreFile(const SmartOptions &options, int &status) {
     return tonvale_service::PreferenceFolder(options.user) + "/playlists/smart.playlist";
 }
 
-// What it holds. Empty, with a message and the exit status set.
-std::optional<varn::SmartPlaylistFile> Read(const SmartOptions &options, std::string &file,
-                                            int &status) {
-    const auto store = StoreFile(options, status);
-    if (!store) {
-        return std::nullopt;
+using Act = int (*)(const SmartOptions &options, const SmartFile &file);
+
+int Run(const SmartOptions &options, Act act) {
+    if (options.file.empty() && !Succeeded(CheckRoot())) {
+        return kFailed;
     }
-    file = *store;
-    auto read = varn::ReadSmartPlaylists(file);
+    if (!options.file.empty() && access(options.file.c_str(), F_OK) != 0) {
+        Complain("cannot read " + Printable(options.file) + ": " + std::strerror(errno) +
+                 "; name a file of smart playlists");
+        return kUsage;
+    }
+    const std::string path = PathOf(options);
+    auto read = varn::ReadSmartPlaylists(path);
     if (!read) {
-        throw Failure(Reason::kSmartPlaylistsNotRead, file);
+        throw Failure(Reason::kSmartPlaylistsNotRead, path);
     }
-    return read;
+    return act(options, {path, std::move(*read)});
 }
 
 void Tell(const std::string &file, const varn::SmartPlaylistNote &note) {
@@ -76,25 +75,10 @@ void Tell(const std::string &file, const varn::SmartPlaylistNote &note) {
                  note.isWarning ? "warning: " : "", note.text.c_str());
 }
 
-bool IsBroken(const std::vector<varn::SmartPlaylistNote> &notes) {
-    for (const varn::SmartPlaylistNote &note : notes) {
-        if (!note.isWarning) {
-            return true;
-        }
-    }
-    return false;
-}
-
-int List(const SmartOptions &options) {
-    std::string file;
-    int status = kDone;
-    const auto read = Read(options, file, status);
-    if (!read) {
-        return status;
-    }
-    Table table({{"NAME", false, true}, {"LINE", true, false}, {"RULE", false, false}});
+int List(const SmartOptions &options, const SmartFile &file) {
+    Table table({{"NAME", false, true}, {"LINE", true, false}, {"RULE"}});
     Json::Value list(Json::arrayValue);
-    for (const varn::SmartPlaylist &playlist : read->playlists) {
+    for (const varn::SmartPlaylist &playlist : file.read.playlists) {
         const bool good = !playlist.condition.empty();
         table.AddRow({playlist.name, std::to_string(playlist.line), good ? "good" : "broken"});
         Json::Value entry(Json::objectValue);
@@ -106,24 +90,18 @@ int List(const SmartOptions &options) {
     if (options.json) {
         PrintJson(list);
     } else {
-        std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+        table.Print();
     }
     return kDone;
 }
 
-int Show(const SmartOptions &options) {
-    std::string file;
-    int status = kDone;
-    const auto read = Read(options, file, status);
-    if (!read) {
-        return status;
-    }
-    for (const varn::SmartPlaylist &playlist : read->playlists) {
+int Show(const SmartOptions &options, const SmartFile &file) {
+    for (const varn::SmartPlaylist &playlist : file.read.playlists) {
         if (playlist.name != options.name) {
             continue;
         }
         for (const varn::SmartPlaylistNote &note : playlist.notes) {
-            Tell(file, note);
+            Tell(file.path, note);
         }
         if (playlist.condition.empty()) {
             return kFailed;
@@ -134,26 +112,21 @@ int Show(const SmartOptions &options) {
     throw Failure(Reason::kNoSuchSmartPlaylist, options.name);
 }
 
-int Check(const SmartOptions &options) {
-    std::string file;
-    int status = kDone;
-    const auto read = Read(options, file, status);
-    if (!read) {
-        return status;
-    }
-    std::vector<varn::SmartPlaylistNote> notes = read->notes;
-    for (const varn::SmartPlaylist &playlist : read->playlists) {
+int Check(const SmartOptions & /*options*/, const SmartFile &file) {
+    std::vector<varn::SmartPlaylistNote> notes = file.read.notes;
+    for (const varn::SmartPlaylist &playlist : file.read.playlists) {
         notes.insert(notes.end(), playlist.notes.begin(), playlist.notes.end());
     }
     std::sort(notes.begin(), notes.end(), [](const auto &one, const auto &other) {
         return std::tie(one.line, one.column) < std::tie(other.line, other.column);
     });
     for (const varn::SmartPlaylistNote &note : notes) {
-        Tell(file, note);
+        Tell(file.path, note);
     }
-    const bool broken = IsBroken(notes);
+    const bool broken =
+        std::any_of(notes.begin(), notes.end(), [](const auto &note) { return !note.isWarning; });
     if (!broken) {
-        const std::size_t count = read->playlists.size();
+        const std::size_t count = file.read.playlists.size();
         std::printf("%zu %s, all good\n", count, count == 1 ? "playlist" : "playlists");
     }
     return broken ? kFailed : kDone;
@@ -164,12 +137,11 @@ int Check(const SmartOptions &options) {
 void AddSmart(const Verb &app) {
     const Verb smart = app.AddGroup("smart", "Look at smart playlists and their rules");
     const auto options = std::make_shared<SmartOptions>();
-    const auto add = [&](const char *name, const char *description,
-                         int (*run)(const SmartOptions &)) {
+    const auto add = [&](const char *name, const char *description, Act act) {
         const Verb verb = smart.AddVerb(name, description);
         verb.AddText("--user", options->user, "This user's own playlists, not the shared ones")
             .ValueName("NAME");
-        verb.Do([=] { return run(*options); });
+        verb.Do([=] { return Run(*options, act); });
         return verb;
     };
     add("list", "List the playlists", List)
@@ -178,7 +150,7 @@ void AddSmart(const Verb &app) {
         .AddText("NAME", options->name, "The playlist's name")
         .Required();
     add("check", "Tell the line and column of what is wrong", Check)
-        .AddText("FILE", options->file, "A file of playlists, in place of the system's");
+        .AddText("FILE", options->file, "A file of playlists instead of the system's");
 }
 
 }  // namespace tonvale_cli

@@ -21,9 +21,8 @@ struct SongsOptions : LibraryOptions {
 };
 
 int Songs(SongsOptions &options) {
-    int status = kDone;
-    if (!OpenLibrary(options, status)) {
-        return status;
+    if (!OpenLibrary(options)) {
+        return kFailed;
     }
     const std::unique_ptr<SongPage> page =
         ListSongs(options, TrackWriter(options.uid, options.user, options.additions));

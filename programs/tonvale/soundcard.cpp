@@ -39,7 +39,7 @@ int Show(const CardOptions &options) {
 void AddSoundCard(const Verb &app) {
     const Verb verb = app.AddGroup("soundcard", "Show the sound card and set its volume");
     const auto options = std::make_shared<CardOptions>();
-    const Verb show = verb.AddVerb("show", "What it is, can do, and is set to");
+    const Verb show = verb.AddVerb("show", "Show the card, what it can do and its settings");
     show.AddFlag("--json", options->json, "Print JSON");
     show.Do([options] { return Show(*options); });
     const Verb volume =

@@ -34,8 +34,8 @@ int Ask(const SpeakerOptions &options) {
     }
     const SpeakerStatus status = AskSpeaker(options.host, options.port, password);
     if (status == SpeakerStatus::kUnknown) {
-        Complain("the speaker does not tell; is " + options.host + " one, and is its port " +
-                 options.port + "?");
+        Complain(options.host + " does not answer as a speaker; check the address, and the port " +
+                 options.port);
         return kFailed;
     }
     std::puts(kMeanings.at(static_cast<std::size_t>(status)));

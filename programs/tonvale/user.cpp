@@ -56,13 +56,13 @@ int ListUsers(const UserOptions &options) {
         PrintJson(users);
         return kDone;
     }
-    Table table({{"UID", true, false}, {"NAME", false, false}, {"RIGHTS", false, true}});
+    Table table({{"UID", true, false}, {"NAME"}, {"RIGHTS", false, true}});
     for (const Json::Value &user : users) {
         const std::string name = user["name"].asString();
         table.AddRow(
             {user["uid"].asString(), name.empty() ? "(gone)" : name, NamesOf(user["rights"])});
     }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    table.Print();
     return kDone;
 }
 
@@ -85,7 +85,7 @@ int SyncUsers(const UserOptions & /*options*/) {
 
 // ---- add, passwd, remove -----------------------------------------------------------------------
 
-// The first line of the standard input. A random password otherwise, which is told when it is set.
+// The first line of the standard input, or a random password, which is told when it is set.
 std::string PasswordFor(const UserOptions &options) {
     std::string password;
     if (options.readsPassword) {
@@ -122,7 +122,7 @@ int ChangePassword(const UserOptions &options) {
     if (!Succeeded(EnsureDatabase())) {
         return kFailed;
     }
-    tonvale_service::UidOf(options.user);  // before somebody types a password
+    tonvale_service::UidOf(options.user);  // before a password is typed
     const std::string password = PasswordFor(options);
     tonvale_service::SetPassword(options.user, password);
     std::printf("%s has another password; sessions and keys are ended.\n", options.user.c_str());
@@ -153,7 +153,7 @@ bool IsAgreed(const UserOptions &options) {
         return true;
     }
     if (isatty(STDIN_FILENO) == 0) {
-        Complain("nothing is removed; add --yes");
+        Complain("nothing is removed: there is no terminal to ask at; add --yes");
         return false;
     }
     std::printf("Type yes to go on: ");
@@ -210,14 +210,11 @@ int ListKeys(const UserOptions &options) {
         PrintJson(tonvale_service::KeyList(keys));
         return kDone;
     }
-    Table table({{"ID", true, false},
-                 {"MADE", false, false},
-                 {"USED", false, false},
-                 {"FOR", false, true}});
+    Table table({{"ID", true, false}, {"MADE"}, {"USED"}, {"FOR", false, true}});
     for (const tonvale_service::Key &key : keys) {
         table.AddRow({std::to_string(key.id), DayOf(key.made), DayOf(key.lastUsed), key.purpose});
     }
-    std::fputs(table.Text(TerminalWidth()).c_str(), stdout);
+    table.Print();
     return kDone;
 }
 
@@ -252,7 +249,7 @@ void AddKeyVerbs(const Verb &user, const Options &options) {
         .AddText("--for", options->purpose, "What the key is for");
     AddVerbFor(key, "list", "List the keys", options, ListKeys)
         .AddFlag("--json", options->json, "Print JSON instead of a table");
-    AddVerbFor(key, "remove", "Take a key away", options, RemoveKey)
+    AddVerbFor(key, "remove", "Remove a key", options, RemoveKey)
         .AddNumber("ID", options->key, 1, "The key's id")
         .Required();
 }
@@ -265,15 +262,15 @@ void AddUserVerb(const Verb &app) {
     AddVerb(user, "list", "List the users with an entry, and what they may do", options, ListUsers)
         .AddFlag("--json", options->json, "Print JSON instead of a table");
     AddVerb(user, "sync", "Remove the entries of users that no longer exist", options, SyncUsers);
-    constexpr char kStdin[] = "Read the password from the standard input, and make none";
+    constexpr char kStdin[] = "Read the password from the standard input instead of making one";
     const Verb add = AddVerbFor(user, "add", "Make a user with a login", options, AddUser);
     add.AddFlag("--admin", options->isAdmin, "Make an administrator");
     add.AddFlag("--password-stdin", options->readsPassword, kStdin);
     AddVerbFor(user, "passwd", "Give a user another password", options, ChangePassword)
         .AddFlag("--password-stdin", options->readsPassword, kStdin);
-    const Verb remove =
-        AddVerbFor(user, "remove", "Remove a user and what belongs to one", options, RemoveUser);
-    remove.AddFlag("--delete-music", options->withMusic, "Remove the home and the music in it");
+    const Verb remove = AddVerbFor(user, "remove", "Remove a user and what belongs to the user",
+                                   options, RemoveUser);
+    remove.AddFlag("--delete-music", options->withMusic, "Remove the home with its music");
     remove.AddFlag("--yes", options->yes, "Do not ask");
     AddRights(user);
     AddKeyVerbs(user, options);

@@ -129,6 +129,12 @@ Option Verb::AddFlag(const std::string &name, bool &value, const std::string &de
     return Option(*parser_->add_flag(name, value, description));
 }
 
+void Verb::AddPaging(int &offset, int &limit, const std::string &noun, int leastLimit) const {
+    AddNumber("--offset", offset, 0, "How many " + noun + " to skip");
+    AddNumber("--limit", limit, leastLimit,
+              "How many " + noun + " at most" + (leastLimit == 0 ? "; 0: all" : ""));
+}
+
 Option Verb::AddParsed(const std::string &name, Parse parse, const std::string &description) const {
     return Option(AddParsedTo(*parser_, name, std::move(parse), description));
 }

@@ -18,7 +18,7 @@ class Option;
 
 namespace tonvale_cli {
 
-// What to do once the whole command line is read; the result is the exit status.
+// What to do after the whole command line was read; the result is the exit status.
 using Action = std::function<int()>;
 
 // A value that an option does not take. The program's error names the option and this reason.
@@ -81,6 +81,8 @@ class Verb {
     Option AddNumber(const std::string &name, int &value, int least, const std::string &description,
                      int most = std::numeric_limits<int>::max()) const;
     Option AddFlag(const std::string &name, bool &value, const std::string &description) const;
+    // --offset and --limit, of a list of what `noun` calls. A limit of 0, if allowed, means all.
+    void AddPaging(int &offset, int &limit, const std::string &noun, int leastLimit = 0) const;
 
     // Hands the value, or each of several, to `parse`, which may throw BadValue.
     using Parse = std::function<void(const std::string &)>;

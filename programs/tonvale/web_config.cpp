@@ -282,7 +282,7 @@ Outcome AddTls(const WebOptions &options, Values &values) {
     return Outcome::Good();
 }
 
-// Nothing that is at the path already is written to, nor what it leads to.
+// What is at the path already is removed: neither it nor what it links to is written.
 Outcome WriteAnew(std::string_view fixedPath, std::string_view text) {
     const std::string path = SystemPath(fixedPath);
     if (unlink(path.c_str()) == 0 || errno == ENOENT) {

@@ -194,7 +194,7 @@ Outcome WebServer::Listen() {
 void WebServer::CopyLog() {
     struct stat info {};
     if (fstat(log_.Get(), &info) == 0 && info.st_size < copied_) {
-        copied_ = 0;  // somebody emptied it
+        copied_ = 0;  // it was emptied
     }
     char block[4096];
     for (ssize_t got; (got = pread(log_.Get(), block, sizeof block, copied_)) > 0;) {

@@ -2,7 +2,8 @@
 
 import { addressOf } from './api.js';
 import { portionsOf } from './arrays.js';
-import { allOf, changePins, changePlaylist, playlists, randomSongs } from './library.js';
+import { allOf, changePins, randomSongs } from './library.js';
+import { changePlaylist, playlists } from './playlists.js';
 import { player } from './playing.js';
 import { may } from './person.js';
 import { canBeFavourite, isFavourite } from './favourites.js';
@@ -99,7 +100,7 @@ export function newListFields() {
 }
 
 /**
- * Makes what those fields say.
+ * Makes the playlist that those fields describe.
  * @param {Record<string, string>} data
  * @param {string} [rule] of a smart one
  * @returns {Promise<string>} its id

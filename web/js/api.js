@@ -24,7 +24,7 @@ export class Refusal extends Error {
 
 /**
  * Tells `login` when the server wants one, `entered` when the page has logged in by itself, `away`
- * when the server does not answer and `back` when it does again.
+ * when the server does not answer, and `back` when it does again or somebody has logged in.
  */
 export const connection = new EventTarget();
 
@@ -45,11 +45,12 @@ export function needLogin() {
   return login;
 }
 
-/** Requests that waited for a login go on. */
+/** Lets the requests go on that waited for a login. */
 export function goOn() {
   login = null;
   ++logins;
   endLogin();
+  connection.dispatchEvent(new Event('back'));
 }
 
 /** @param {boolean} away */
@@ -108,7 +109,7 @@ export function addressOf(api, method, params) {
 }
 
 /**
- * One exchange. Null: the server is away or does not know what it answers.
+ * One exchange. Null: the server is away, or it is not the API that answers.
  * @param {URLSearchParams} form
  * @param {boolean} byPost
  * @param {AbortSignal} [signal]
@@ -158,7 +159,7 @@ export async function call(api, method, params = {}, { signal, changes = false }
     }
     setAway(false);
     if (answer.status === 401 && !(api === 'Auth' && changes)) {
-      if (before === logins) { // else somebody has logged in meanwhile
+      if (before === logins) { // else there was a login since it was asked
         await needLogin();
       }
       continue;

@@ -1,6 +1,6 @@
 // Helpers for lists of any kind.
 
-const AT_ONCE = 1000; // that the server takes
+export const AT_ONCE = 1000; // that the server takes
 
 /**
  * A list in the parts that the server takes at once.

@@ -1,7 +1,7 @@
 // Where the pictures of albums and songs are.
 
 import { addressOf } from './api.js';
-import { isMissing } from './playlists.js';
+import { isMissing } from './ids.js';
 
 /** @typedef {import('./types.js').Album} Album */
 /** @typedef {import('./types.js').Song} Song */

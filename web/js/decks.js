@@ -5,6 +5,8 @@ import { soundAddress } from './sound.js';
 
 /** @typedef {import('./types.js').Song | import('./types.js').SharedSong} Song */
 
+/** Seconds after which "previous" begins the song anew. */
+export const RESTART = 4;
 const AHEAD = 20; // seconds before the end at which the next song is fetched
 const NEAR = 2; // seconds before the end from which on a timer counts them
 const NOW = 0.05; // what a timer may be early, in seconds
@@ -24,7 +26,7 @@ const begins = new WeakMap();
 /** @type {number | undefined} */
 let turn;
 
-/** The two of them. */
+/** Both. */
 export const decks = [front, back];
 
 /** @param {HTMLAudioElement} audio */
@@ -38,7 +40,8 @@ export function placeNow() {
 }
 
 /**
- * A stream cannot be sought in: it is asked for from there on, and one without a length as it is.
+ * Loads a song, to be played from a second on. No browser can seek in a stream: the server sends it
+ * from there on, and one without a length as it is.
  * @param {Song} song
  * @param {number} [from] seconds
  * @param {HTMLAudioElement} [audio]
@@ -62,7 +65,7 @@ export function unload(audio = front) {
 }
 
 /**
- * Puts a song in front, where it may have been fetched ahead, or begun at the end of another.
+ * Puts a song in front. It may have been fetched ahead, or have begun at the end of the last one.
  * @param {Song} song
  */
 export function bring(song) {
@@ -116,7 +119,7 @@ export function follow(left, next) {
   }
 }
 
-/** The front one goes on, or stops, before its end: the next waits for its turn. */
+/** Stops the next song if it has begun: the one in front goes on, or stops before its end. */
 export function holdBack() {
   clearTimeout(turn);
   back.ontimeupdate = null;
@@ -127,7 +130,7 @@ export function holdBack() {
 }
 
 /**
- * Listens to whichever of them plays.
+ * Listens to the one that plays.
  * @param {string[]} names of events
  * @param {() => void} handle
  */

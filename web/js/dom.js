@@ -46,7 +46,7 @@ export function h(tag, props = {}, ...children) {
  * @param {Element} element
  * @param {...(Child | Child[])} children
  */
-export function fill(element, ...children) {
+function fill(element, ...children) {
   for (const child of children.flat()) {
     if (child !== null && child !== undefined && child !== false) {
       element.append(typeof child === 'number' ? String(child) : child);
@@ -107,6 +107,11 @@ export class Part extends HTMLElement {
   listen(target, name, handle) {
     target.addEventListener(name, handle, { signal: this.#stop.signal });
   }
+}
+
+/** True on a screen as narrow as the style sheets take for a phone's. */
+export function isPhone() {
+  return matchMedia('(max-width: 720px)').matches;
 }
 
 /**

@@ -2,7 +2,7 @@
 // heart in any list shows its present state.
 
 import { call, change } from './api.js';
-import { isOfLibrary } from './library.js';
+import { isOfLibrary, sharedId } from './ids.js';
 import { shareWithWindows } from './windows.js';
 
 /** @typedef {{id: string, isStream?: boolean}} Song */
@@ -14,8 +14,8 @@ export const favourites = new EventTarget();
 /** @type {Set<string>} */
 let known = new Set();
 
-/** @param {string} id of a song; own and shared ones have one numbering */
-const songKey = (id) => `song ${id.replace(/^music_p_/, 'music_')}`;
+/** @param {string} id of a song */
+const songKey = (id) => `song ${sharedId(id)}`;
 
 /** @param {Thing} thing */
 function keyOf({ song, album, artist }) {

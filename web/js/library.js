@@ -5,10 +5,6 @@ import { portionsOf } from './arrays.js';
 import { choice } from './choices.js';
 import { shareWithWindows } from './windows.js';
 
-export {
-  changePlaylist, moveInPlaylist, playlist, playlists, playlistSongs,
-} from './playlists.js';
-
 /** @typedef {import('./types.js').Song} Song */
 /** @typedef {import('./types.js').Album} Album */
 /** @typedef {import('./types.js').Group} Group */
@@ -92,14 +88,6 @@ export function songOf(found) {
     };
   }
   return song;
-}
-
-/**
- * True for a song that the server can keep: neither a stream nor an entry whose song is missing.
- * @param {{id: string, isStream?: boolean} | undefined} song
- */
-export function isOfLibrary(song) {
-  return song !== undefined && !song.isStream && /^music_[pv_]*\d+$/.test(song.id);
 }
 
 /**
@@ -194,11 +182,10 @@ export async function allOf(source, signal) {
 
 /**
  * The songs of an album in their order.
- * @param {string} album
- * @param {string} albumArtist
+ * @param {Album} album
  * @param {AbortSignal} [signal]
  */
-export async function albumSongs(album, albumArtist, signal) {
+export async function albumSongs({ name: album, albumArtist }, signal) {
   const found = await allOf(songs({ album, album_artist: albumArtist, sort_by: 'path' }), signal);
   return found.sort((a, b) => a.disc - b.disc || a.track - b.track);
 }

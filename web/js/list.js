@@ -1,11 +1,11 @@
 // Long lists and grids: the document has only what is visible, and only its pages are fetched.
 
 import { h, Part, refill, setVars } from './dom.js';
-import { button } from './icons.js';
 import { changed } from './library.js';
 import { placeFor } from './list-keys.js';
 import { Pages } from './pages.js';
-import { t } from './texts.js';
+import { failureNote } from './parts/cards.js';
+import { wordsFor } from './texts.js';
 
 /** @template T @typedef {import('./types.js').Source<T>} Source */
 /** @template T @typedef {import('./types.js').Look<T>} Look */
@@ -13,12 +13,16 @@ import { t } from './texts.js';
 /** @typedef {[number, number]} Range the first index, and the one after the last */
 
 const SPARE_ROWS = 5;
+const FIRST_ROWS = 4; // that are drawn empty until the first page is there
 const SCROLL_PAUSE = 70; // milliseconds; places that are scrolled past are not fetched
 
 const isSame = (/** @type {unknown} */ a, /** @type {unknown} */ b) =>
   a === b || JSON.stringify(a) === JSON.stringify(b);
 
-/** @template T */
+/**
+ * Tells `connected`, and `fetched` when all pages in sight are there or cannot be had.
+ * @template T
+ */
 export class LongList extends Part {
   /** @type {Pages<T> | null} */
   #pages = null;
@@ -52,6 +56,10 @@ export class LongList extends Part {
     watch.observe(this.#scroller);
     this.signal.addEventListener('abort', () => watch.disconnect());
     this.#measure();
+    if (this.#pages && this.#pages.total < 0) {
+      this.#sheet.replaceChildren(...Array.from({ length: FIRST_ROWS * this.#columns },
+        () => h('div', { class: 'pending is-first', role: 'listitem' })));
+    }
     this.dispatchEvent(new Event('connected'));
     this.#pages?.want(0, 1);
   }
@@ -74,7 +82,7 @@ export class LongList extends Part {
     this.classList.toggle('is-grid', look.grid !== undefined);
     this.#pages?.stop();
     this.#pages = new Pages(source, (total, isNew) => this.#onPage(total, isNew),
-      () => this.#onFail(), total);
+      (error) => this.#onFail(error), total);
     if (this.isConnected) {
       this.#measure();
       this.#pages.want(...range);
@@ -220,6 +228,7 @@ export class LongList extends Part {
   #onPage(total, isNew) {
     const look = /** @type {Look<T>} */ (this.#look);
     if (isNew) {
+      this.#sheet.querySelectorAll('.is-first').forEach((one) => one.remove());
       this.#focused = Math.min(this.#focused, Math.max(0, total - 1));
       look.counted?.(total);
       if (total === 0 && look.empty) {
@@ -234,16 +243,22 @@ export class LongList extends Part {
     if (total > 0 || !look.empty) {
       this.#update();
     }
-    this.dispatchEvent(new Event('fetched'));
+    this.#tellFetched();
   }
 
-  #onFail() {
-    this.dispatchEvent(new Event('fetched'));
+  #tellFetched() {
+    if (!this.#pages?.isFetching) {
+      this.dispatchEvent(new Event('fetched'));
+    }
+  }
+
+  /** @param {unknown} error */
+  #onFail(error) {
+    this.#tellFetched();
     if ((this.#pages?.total ?? -1) >= 0) {
       return;
     }
-    const again = button(t('list.again'), () => this.reload(), { icon: 'again' });
-    refill(this, h('div', { class: 'empty', role: 'alert' }, h('p', {}, t('list.failed')), again));
+    refill(this, failureNote(wordsFor(error), () => this.reload()));
   }
 
   /** @param {FocusEvent} event */

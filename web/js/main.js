@@ -20,35 +20,41 @@ import { startTexts, t } from './texts.js';
 
 const VIEWS_PAUSE = 3000;
 
+/** Says at the top that the server is away, as long as it is. */
+function awayNote() {
+  const note = h('div', { class: 'away', role: 'status' });
+  connection.addEventListener('away', () => {
+    note.textContent = t('app.away');
+  });
+  connection.addEventListener('back', () => {
+    note.textContent = '';
+  });
+  return note;
+}
+
 async function start() {
   await startTexts();
   const sideBar = new SideBar();
   const main = h('main', { id: 'main', class: 'scroller', tabindex: '-1' });
-  const away = h('div', { class: 'away', role: 'status' });
   document.body.prepend(
     h('a', { class: 'skip', href: '#main', onclick: (/** @type {Event} */ event) => {
       event.preventDefault(); // of another address
       main.focus();
     } }, t('app.skip')),
-    h('div', { class: 'shell' }, sideBar, main, new PlayerBar(), new TabBar()), away);
+    h('div', { class: 'shell' }, sideBar, main, new PlayerBar(), new TabBar()), awayNote());
 
   let isStarted = false;
+  const learn = () => {
+    startEvents();
+    sideBar.learn();
+    attempt(learnFavourites);
+  };
   startLogin(async () => {
     const isSame = await learnPerson();
     if (isStarted) {
-      sideBar.learn();
-      startEvents();
-      attempt(learnFavourites);
+      learn();
+      isSame || showAgain();
     }
-    if (isStarted && !isSame) {
-      showAgain();
-    }
-  });
-  connection.addEventListener('away', () => {
-    away.textContent = t('app.away');
-  });
-  connection.addEventListener('back', () => {
-    away.textContent = '';
   });
   player.addEventListener('missing', (event) => {
     const song = /** @type {CustomEvent} */ (event).detail;
@@ -59,21 +65,18 @@ async function start() {
   choices.addEventListener('language', () => location.reload());
   startKeys();
   startMediaSession();
-  // A browser that nobody has logged in from yet need not ask. Without storage it must.
+  // Where no login was kept, the first request would only be refused. Without storage it is sent:
+  // there may be a session all the same.
   if (choice('name') === '' && writeStored('tonvale.tried', true)) {
     needLogin();
   }
   startRoutes(main);
   await learnPerson();
   isStarted = true;
-  sideBar.learn();
-  attempt(learnFavourites);
+  learn();
   startPlays();
   startSharedQueue();
-  setTimeout(() => {
-    fetchViews();
-    startEvents();
-  }, VIEWS_PAUSE);
+  setTimeout(fetchViews, VIEWS_PAUSE);
 }
 
 start();

@@ -32,6 +32,10 @@ export class Pages {
     return this.#total;
   }
 
+  get isFetching() {
+    return this.#fetches.size > 0;
+  }
+
   /**
    * @param {number} index
    * @returns {T | undefined}
@@ -77,18 +81,16 @@ export class Pages {
       const size = this.source.pageSize;
       const { total, items } = await this.source.fetch(page * size, size, fetching.signal);
       fetching.signal.throwIfAborted();
+      this.#fetches.delete(page);
       this.#pages.set(page, items);
       this.#dropFar(page);
       const isNew = total !== this.#total;
       this.#total = total;
       this.onPage(total, isNew);
     } catch (error) {
-      if (!isAbort(error)) {
-        this.onFail(error);
-      }
-    } finally {
-      if (this.#fetches.get(page) === fetching) {
+      if (!isAbort(error)) { // a fetch that was ended is forgotten already
         this.#fetches.delete(page);
+        this.onFail(error);
       }
     }
   }

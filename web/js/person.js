@@ -1,7 +1,7 @@
 // Who is logged in, and what this person may do.
 
 import { call, change } from './api.js';
-import { choice, choices, choose } from './choices.js';
+import { choice, choose } from './choices.js';
 
 /**
  * @typedef {object} Person
@@ -9,6 +9,9 @@ import { choice, choices, choose } from './choices.js';
  * @property {{kinds: string[], default: string}} library
  * @property {string} version
  */
+
+/** Tells `learned` when the server has said who is logged in, and what this person may do. */
+export const rights = new EventTarget();
 
 /** @type {Person | null} */
 let known = null;
@@ -30,7 +33,7 @@ export async function learnPerson(signal) {
   if (choice('library') && !learned.library.kinds.includes(choice('library'))) {
     choose('library', '');
   }
-  choices.dispatchEvent(new Event('rights'));
+  rights.dispatchEvent(new Event('learned'));
   return isSame;
 }
 

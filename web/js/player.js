@@ -3,7 +3,7 @@
 import { call, mustAnswer, Refusal, sleep } from './api.js';
 import { choice, choices, choose, readOfWindow, writeOfWindow } from './choices.js';
 import {
-  back, bring, decks, follow, front, holdBack, load, onFront, placeNow, setGains, songIn, unload,
+  bring, decks, follow, front, holdBack, load, onFront, placeNow, RESTART, setGains, songIn, unload,
 } from './decks.js';
 import {
   current, nextPosition, position, previousPosition, queue, queued, setPosition, setQueue,
@@ -12,7 +12,6 @@ import { convertFromNowOn } from './sound.js';
 
 /** @typedef {import('./types.js').Song} Song */
 
-const RESTART = 4; // seconds; after them "previous" begins the song anew
 const PAUSES = [1, 2, 4, 8, 15];
 const TRIES = 12;
 const KEY = 'tonvale.time';

@@ -1,10 +1,10 @@
 // What plays, as far as the page is concerned: this browser, or the server's own player.
 
-import { choice, choices, choose } from './choices.js';
+import { choice, choose } from './choices.js';
 import { onEvent } from './events.js';
 import { here } from './here.js';
 import { pause } from './player.js';
-import { may } from './person.js';
+import { may, rights } from './person.js';
 
 /** @typedef {import('./types.js').Player} Player */
 
@@ -19,6 +19,7 @@ export const playing = new EventTarget();
 
 /** @type {Player} */
 let chosen = here;
+let answers = false; // the server's player
 let hasServer = false;
 let ends = new AbortController();
 
@@ -60,8 +61,11 @@ export async function playOn(name) {
   }
 }
 
-/** @param {boolean} has */
-function setServer(has) {
+function learnServer() {
+  const has = answers && may('usb');
+  if (has === hasServer) {
+    return;
+  }
   hasServer = has;
   if (has && choice('place') === 'server') {
     playOn('server');
@@ -73,8 +77,7 @@ function setServer(has) {
 
 use(here);
 onEvent('player', (state) => {
-  if (hasServer !== (state !== null)) {
-    setServer(state !== null && may('usb'));
-  }
+  answers = state !== null;
+  learnServer();
 });
-choices.addEventListener('rights', () => hasServer && !may('usb') && setServer(false));
+rights.addEventListener('learned', learnServer);

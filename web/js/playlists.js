@@ -1,7 +1,8 @@
 // Playlists: lists of them, their songs, and what changes them.
 
 import { call, change } from './api.js';
-import { ADDITIONAL, songOf, sourceOf, tell } from './library.js';
+import { isMissing } from './ids.js';
+import { ADDITIONAL, allOf, songOf, sourceOf, tell } from './library.js';
 
 /** @typedef {import('./types.js').Playlist} Playlist */
 /** @typedef {import('./types.js').Song} Song */
@@ -68,14 +69,6 @@ export async function moveInPlaylist(id, songs, from, before) {
 }
 
 /**
- * An entry whose song the library does not know keeps its path.
- * @param {{id: string}} song
- */
-export function isMissing({ id }) {
-  return /^music_(p_)?(v_)?\//.test(id);
-}
-
-/**
  * @typedef {object} Missing
  * @property {Song} song
  * @property {number} place in the playlist
@@ -88,6 +81,6 @@ export function isMissing({ id }) {
  * @returns {Promise<Missing[]>}
  */
 export async function missingEntries(id, signal) {
-  const { items } = await playlistSongs(id).fetch(0, 5000, signal);
-  return items.map((song, place) => ({ song, place })).filter(({ song }) => isMissing(song));
+  const songs = await allOf(playlistSongs(id), signal);
+  return songs.map((song, place) => ({ song, place })).filter(({ song }) => isMissing(song));
 }

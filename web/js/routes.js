@@ -5,7 +5,7 @@ import { joined, t } from './texts.js';
 
 /** @typedef {import('./types.js').Place} Place */
 /**
- * The file of the view of each path; the longest beginning of a path that fits counts.
+ * The file of the view of each path; the longest one that an address begins with counts.
  * @type {Record<string, string>}
  */
 const routes = {

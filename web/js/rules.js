@@ -49,6 +49,11 @@ export const operators = {
 /** What a date is compared with. */
 export const units = ['days', 'weeks', 'months', 'years', 'day', 'today', 'yesterday'];
 
+/** @param {string | undefined} unit True for a unit without a value. */
+export function isRelativeDay(unit) {
+  return unit === 'today' || unit === 'yesterday';
+}
+
 const TOKEN = new RegExp([
   '\\s*(?:',
   '("(?:[^"\\\\\\n]|\\\\["\\\\nrt])*")',
@@ -86,61 +91,51 @@ function tokensOf(text) {
 }
 
 /**
- * Reads what the editor can show; anything else of the language throws Unknown.
- * @param {string[]} tokens
+ * The value of a test on a text or a number.
+ * @param {string} token
+ * @param {Kind} kind
  */
-function reader(tokens) {
-  let at = 0;
-  const accept = (/** @type {string[]} */ ...any) =>
-    any.includes(tokens[at]) && Boolean(tokens[at++]);
-  const take = () => tokens[at++] ?? '';
+function valueOf(token, kind) {
+  if (kind === 'number') {
+    must(/^[\d.]+$/.test(token));
+    return token;
+  }
+  must(token.startsWith('"'));
+  const text = token.slice(1, -1).replace(/\\(.)/g, (all, letter) =>
+    letter === '"' || letter === '\\' ? letter : '\n');
+  must(!text.includes('\n')); // a field for one line would lose it
+  return text;
+}
 
-  /** @returns {Test} */
-  function test(isNot = false) {
-    const field = take();
-    must(fields.includes(field));
-    const kind = kindOf(field);
-    const spelled = `${isNot ? 'not ' : ''}${take()}`;
-    const [operator] =
-      Object.entries(operators[kind]).find(([, all]) => all.includes(spelled)) ?? [''];
-    must(operator);
-    return { field, operator, ...(kind === 'date' ? date() : { value: value(kind) }) };
+/** Reads what the editor can show; anything else of the language throws Unknown. */
+class Reader {
+  #tokens;
+  #at = 0;
+
+  /** @param {string[]} tokens */
+  constructor(tokens) {
+    this.#tokens = tokens;
   }
 
-  /** @param {Kind} kind */
-  function value(kind) {
-    const token = take();
-    must(kind === 'text' ? token.startsWith('"') : /^[\d.]+$/.test(token));
-    const text = kind === 'text' ? token.slice(1, -1).replace(/\\(.)/g, (all, letter) =>
-      letter === '"' || letter === '\\' ? letter : '\n') : token;
-    must(!text.includes('\n')); // a field for one line would lose it
-    return text;
+  /** The whole rule. */
+  read() {
+    const read = this.#any();
+    must(this.#at === this.#tokens.length);
+    return read;
   }
 
-  function date() {
-    const token = take();
-    if (token === 'today' || token === 'yesterday') {
-      return { value: '', unit: token };
-    }
-    if (/-/.test(token)) {
-      return { value: token, unit: 'day' };
-    }
-    const unit = take().replace(/s?$/, 's');
-    must(/^\d+$/.test(token) && units.includes(unit) && accept('ago'));
-    return { value: token, unit };
+  /** @param {string[]} any */
+  #accept(...any) {
+    return any.includes(this.#tokens[this.#at]) && Boolean(this.#take());
+  }
+
+  #take() {
+    return this.#tokens[this.#at++] ?? '';
   }
 
   /** @returns {Test | Group} */
-  function one() {
-    if (accept('not', '!')) {
-      return test(true);
-    }
-    if (accept('(')) {
-      const inside = any();
-      must(accept(')'));
-      return inside;
-    }
-    return test();
+  #any() {
+    return this.#joined('or', '||', () => this.#joined('and', '&&', () => this.#one()));
   }
 
   /**
@@ -148,21 +143,52 @@ function reader(tokens) {
    * @param {string} symbol
    * @param {() => Test | Group} part
    */
-  function joined(join, symbol, part) {
+  #joined(join, symbol, part) {
     const parts = [part()];
-    while (accept(join, symbol)) {
+    while (this.#accept(join, symbol)) {
       parts.push(part());
     }
     return parts.length === 1 ? parts[0] : { join, parts };
   }
 
-  /** @returns {Test | Group} */
-  const all = () => joined('and', '&&', one);
-  /** @returns {Test | Group} */
-  const any = () => joined('or', '||', all);
-  const read = any();
-  must(at === tokens.length);
-  return read;
+  #one() {
+    const isNot = this.#accept('not', '!');
+    if (isNot || !this.#accept('(')) {
+      return this.#test(isNot);
+    }
+    const inside = this.#any();
+    must(this.#accept(')'));
+    return inside;
+  }
+
+  /**
+   * @param {boolean} isNot
+   * @returns {Test}
+   */
+  #test(isNot) {
+    const field = this.#take();
+    must(fields.includes(field));
+    const kind = kindOf(field);
+    const spelled = `${isNot ? 'not ' : ''}${this.#take()}`;
+    const [operator] =
+      Object.entries(operators[kind]).find(([, all]) => all.includes(spelled)) ?? [''];
+    must(operator);
+    return { field, operator,
+      ...(kind === 'date' ? this.#date() : { value: valueOf(this.#take(), kind) }) };
+  }
+
+  #date() {
+    const token = this.#take();
+    if (isRelativeDay(token)) {
+      return { value: '', unit: token };
+    }
+    if (token.includes('-')) {
+      return { value: token, unit: 'day' };
+    }
+    const unit = this.#take().replace(/s?$/, 's');
+    must(/^\d+$/.test(token) && units.includes(unit) && this.#accept('ago'));
+    return { value: token, unit };
+  }
 }
 
 /**
@@ -171,7 +197,7 @@ function reader(tokens) {
  */
 export function parseRule(text) {
   try {
-    const read = reader(tokensOf(text));
+    const read = new Reader(tokensOf(text)).read();
     return 'parts' in read ? read : { join: 'and', parts: [read] };
   } catch (error) {
     if (error instanceof Unknown) {
@@ -183,7 +209,7 @@ export function parseRule(text) {
 
 /** @param {Test} test */
 function isWhole({ field, operator, value, unit = '' }) {
-  return value !== '' || unit === 'today' || unit === 'yesterday' ||
+  return value !== '' || isRelativeDay(unit) ||
     (kindOf(field) === 'text' && (operator === 'is' || operator === 'isNot'));
 }
 
@@ -195,7 +221,7 @@ function writeTest({ field, operator, value, unit = '' }) {
   const [not, plain] = word.startsWith('not ') ? ['not ', word.slice(4)] : ['', word];
   const text = kind === 'text' ? `"${value.replace(/["\\]/g, '\\$&').replace(/\t/g, '\\t')}"`
     : kind === 'number' || unit === 'day' ? value
-      : unit === 'today' || unit === 'yesterday' ? unit : `${value} ${unit} ago`;
+      : isRelativeDay(unit) ? unit : `${value} ${unit} ago`;
   return `${not}${field} ${plain} ${text}`;
 }
 

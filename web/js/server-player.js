@@ -1,7 +1,8 @@
 // The server's own player. It is shared: songs are added after those that others have queued.
 
 import { call, change } from './api.js';
-import { shuffled } from './arrays.js';
+import { AT_ONCE, shuffled } from './arrays.js';
+import { RESTART } from './decks.js';
 import { afterPause } from './dom.js';
 import { onEvent } from './events.js';
 import { songOf, songsById } from './library.js';
@@ -25,9 +26,7 @@ import { t } from './texts.js';
 
 const TICK = 500;
 const VOLUME_PAUSE = 150;
-const AT_ONCE = 1000;
 const AT_ONCE_ELSEWHERE = 100;
-const RESTART = 4; // seconds; after them "previous" begins the song anew
 const MODES = /** @type {const} */ (['once', 'repeat', 'repeat-one', 'shuffle']);
 
 const events = new EventTarget();
@@ -90,7 +89,7 @@ async function take(now) {
   if (isNew) {
     song = now?.song ? queuedSong(now.song, new Map()) : undefined;
     tell('song');
-    // An event does not tell each listener which songs are in his library.
+    // An event is the same for all listeners: it does not tell what is in the library of each.
     const whole = now?.song && (now.song.id ? now : await call('Player', 'info', {}, { signal }));
     if (whole?.song?.id && keyOf(whole) === keyOf(state)) {
       [song] = await songsOf([whole.song]);
@@ -193,7 +192,7 @@ export const server = {
   events,
   start: (until) => {
     signal = until;
-    // What was told last may be some time ago; since then the song has gone on.
+    // The last event may be old: the song has gone on since.
     let isOld = true;
     onEvent('player', (now) => isOld || take(now), until);
     isOld = false;
@@ -205,7 +204,6 @@ export const server = {
     toggle: isPlaying() ? knows('pause') || knows('stop') : knows('resume') || knows('play'),
     modes: knows('mode'),
     remove: knows('delete'),
-    move: false,
     insert: false,
   })[/** @type {string} */ (what)] ?? knows(what),
   current: () => song,

@@ -1,7 +1,7 @@
 // The public page of a link, where scripts run: one player for all of its songs. Without scripts
 // each song has the browser's own, from which this takes what it plays.
 
-import { bring, follow, front, holdBack, load, onFront } from './decks.js';
+import { bring, follow, front, holdBack, load, onFront, RESTART } from './decks.js';
 import { h, refill, setVars } from './dom.js';
 import { icon, iconButton, setIcon, setLabel } from './icons.js';
 import { clock, t } from './texts.js';
@@ -13,7 +13,6 @@ import { clock, t } from './texts.js';
 
 const MP3 = '&format=mp3';
 const PAUSE = 3000; // milliseconds before a song is tried again
-const RESTART = 4; // seconds; after them "previous" begins the song anew
 /** @type {Entry[]} */
 const entries = [];
 let at = -1;

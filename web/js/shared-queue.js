@@ -4,7 +4,8 @@ import { call, change, Refusal } from './api.js';
 import { readOfWindow, readStored, writeOfWindow, writeStored } from './choices.js';
 import { h } from './dom.js';
 import { button } from './icons.js';
-import { isOfLibrary, songsById } from './library.js';
+import { isOfLibrary, sharedId } from './ids.js';
+import { songsById } from './library.js';
 import { openForm } from './parts/dialog.js';
 import { attempt } from './parts/toast.js';
 import { person } from './person.js';
@@ -43,12 +44,11 @@ function note(what) {
 }
 
 /**
- * The songs with these identifiers, undefined for one that has gone meanwhile.
+ * The songs with these identifiers, undefined for one that is gone.
  * @param {string[]} ids
  */
 async function songsOf(ids) {
-  const found = new Map((await songsById(ids)).map((song) =>
-    [song.id.replace(/^music_p_/, 'music_'), song]));
+  const found = new Map((await songsById(ids)).map((song) => [sharedId(song.id), song]));
   return ids.map((id) => found.get(id));
 }
 
@@ -91,7 +91,7 @@ async function settle() {
   }
 }
 
-// Another device has kept a queue since: the person says which one it is to be.
+// Another device has kept a queue since: the person chooses one.
 function ask() {
   if (isAsking) {
     return;

@@ -3,6 +3,7 @@
 
 import { addressOf } from './api.js';
 import { choice } from './choices.js';
+import { isTrack } from './ids.js';
 
 /** @typedef {import('./types.js').Song} Song */
 
@@ -34,11 +35,11 @@ function formatOf({ path, codec }) {
  * Tracks of cue sheets are cut out of a file, and come converted: cut files cannot be sought in.
  * @param {Song} song
  */
-export function playsItself(song) {
+function playsItself(song) {
   const type = TYPES[formatOf(song)];
   return (
     !choice('alwaysConvert') &&
-    !/^music_(p_)?v_/.test(song.id) &&
+    !isTrack(song) &&
     type !== undefined &&
     !broken.has(formatOf(song)) &&
     probe.canPlayType(type) !== ''

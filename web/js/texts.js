@@ -1,4 +1,4 @@
-// Every text that the page shows, out of one table for each language. index.html alone has texts of
+// Every text that the page shows, from one table for each language. index.html alone has texts of
 // its own: what stands there where scripts do not run.
 
 import { choice } from './choices.js';
@@ -39,6 +39,14 @@ export function t(name, values = {}) {
     const given = values[value] ?? '';
     return typeof given === 'number' ? given.toLocaleString(language) : given;
   });
+}
+
+/**
+ * A text without the dots that promise a dialog.
+ * @param {TextName} name
+ */
+export function withoutDots(name) {
+  return t(name).replace(/[\s…]+$/, '');
 }
 
 /** @param {number} seconds since 1970 */

@@ -39,7 +39,7 @@
 
 /**
  * @typedef {'toggle' | 'stop' | 'next' | 'previous' | 'seek' | 'volume' | 'modes' | 'remove' |
- *           'clear' | 'move' | 'insert' | 'enable' | 'disable'} PlayerAct
+ *           'clear' | 'insert'} PlayerAct
  */
 
 /**

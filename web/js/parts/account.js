@@ -5,7 +5,7 @@ import { call, change, connection } from '../api.js';
 import { h, refill } from '../dom.js';
 import { button } from '../icons.js';
 import { logIn, person } from '../person.js';
-import { dayAndTime, joined, t } from '../texts.js';
+import { dayAndTime, joined, t, withoutDots } from '../texts.js';
 import { openDialog, openForm, passwordField, textField } from './dialog.js';
 import { row } from './rows.js';
 import { attempt, toast } from './toast.js';
@@ -14,7 +14,7 @@ const BROWSERS = [/Edg\w*\/\d+/, /OPR\/\d+/, /Firefox\/\d+/, /Chrome\/\d+/,
   /Version\/\d+.* Safari/];
 
 /**
- * The browser and its system, of which each claims to be several; other programs as they say.
+ * The browser and its system, though a browser names several. Other programs name themselves.
  * @param {string} agent
  */
 function browserOf(agent) {
@@ -27,7 +27,7 @@ function browserOf(agent) {
 /** @param {() => unknown} onDone */
 function changePassword(onDone) {
   openForm({
-    title: t('settings.password').replace(/[\s…]+$/, ''),
+    title: withoutDots('settings.password'),
     send: t('do.save'),
     fields: [passwordField(t('settings.password.old'), 'old', 'current-password'),
       passwordField(t('settings.password.new'), 'new')],

@@ -32,7 +32,8 @@ export function banner({ kind, name, art, below, songs, more, tint, loved }) {
     h('div', { class: 'banner-text' },
       h('p', { class: 'banner-kind' }, kind),
       h('h1', { class: `banner-name${size}`, tabindex: '-1', dir: 'auto', title: name }, name),
-      h('p', { class: 'banner-below', dir: 'auto' }, ...below),
+      // Names may have another direction than the dots between them.
+      h('p', { class: 'banner-below' }, ...below.map((one) => one && h('span', {}, one))),
       h('div', { class: 'banner-tools' },
         button(t('do.play'), () => playAll(songs), { icon: 'play', look: 'is-main is-large' }),
         button(t('do.shuffle'), () => playAll(songs, { shuffle: true }),

@@ -3,7 +3,7 @@
 import { playAll } from '../actions.js';
 import { coverAddress } from '../covers.js';
 import { h, hueOf, initialsOf } from '../dom.js';
-import { icon } from '../icons.js';
+import { button, icon } from '../icons.js';
 import { albumSongs, groupSongs } from '../library.js';
 import { albumPath, groupPath } from '../routes.js';
 import { t } from '../texts.js';
@@ -20,11 +20,11 @@ export function card({ href, art, name, below = '', play, kind = '' }) {
   const link = h('a', { class: 'card-link', href, 'data-focus': '' }, art,
     h('span', { class: 'card-name', dir: 'auto', title: name }, name),
     h('span', { class: 'card-below', dir: 'auto' }, below));
-  const button = play && h('button', {
+  const starter = play && h('button', {
     class: 'card-play', tabindex: '-1', 'aria-label': t('do.play.what', { name }),
     onclick: () => playAll(play),
   }, icon('play'));
-  return h('div', { class: `card ${kind}` }, link, button);
+  return h('div', { class: `card ${kind}` }, link, starter);
 }
 
 /**
@@ -55,7 +55,7 @@ export function albumCard(album, withYear = false) {
     art: cover(coverAddress({ album }), name),
     name,
     below: withYear ? year : album.albumArtist || t('unknown.artist'),
-    play: () => albumSongs(album.name, album.albumArtist),
+    play: () => albumSongs(album),
   });
 }
 
@@ -105,6 +105,17 @@ export function pendingCards(count) {
 export function noMusic(picture) {
   return emptyNote(picture, t('home.empty'), t('home.empty.hint'),
     h('a', { class: 'button', href: '/settings' }, icon('settings'), t('nav.settings')));
+}
+
+/**
+ * What stands in place of what could not be fetched.
+ * @param {string} trouble
+ * @param {() => unknown} again
+ */
+export function failureNote(trouble, again) {
+  const note = emptyNote('about', trouble, '', button(t('list.again'), again, { icon: 'again' }));
+  note.setAttribute('role', 'alert');
+  return note;
 }
 
 /**

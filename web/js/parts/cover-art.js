@@ -1,5 +1,6 @@
 // A cover: a drawing of its name until the picture is there, or in place of one.
 
+import { connection } from '../api.js';
 import { coverOfSong, sized } from '../covers.js';
 import { h, hueOf, initialsOf, Part, setVars } from '../dom.js';
 
@@ -68,6 +69,8 @@ export class CoverArt extends Part {
 
   /** @param {number} side */
   load(side) {
+    const address = this.#address;
+    const again = () => address === this.#address && this.isConnected && this.load(side);
     const picture = h('img', {
       alt: '', decoding: 'async', draggable: false, fetchpriority: 'low',
       onload: () => {
@@ -77,11 +80,13 @@ export class CoverArt extends Part {
       onerror: () => {
         picture.remove();
         if (++this.#tries <= RETRIES) {
-          setTimeout(() => this.isConnected && this.load(side), RETRY_PAUSE * this.#tries);
+          setTimeout(again, RETRY_PAUSE * this.#tries);
+        } else {
+          connection.addEventListener('back', again, { once: true, signal: this.signal });
         }
       },
     });
-    picture.src = sized(this.#address, side);
+    picture.src = sized(address, side);
     this.querySelector('img')?.remove();
     this.append(picture);
   }

@@ -3,7 +3,7 @@
 import { h } from '../dom.js';
 import { button, iconButton } from '../icons.js';
 import { routed } from '../routes.js';
-import { t, wordsFor } from '../texts.js';
+import { t, withoutDots, wordsFor } from '../texts.js';
 import { toast } from './toast.js';
 
 /** @typedef {import('../dom.js').Child} Child */
@@ -11,7 +11,7 @@ import { toast } from './toast.js';
 /**
  * Shows a dialog, which is gone when it closes. It closes when another view is shown below it.
  * @param {HTMLDialogElement} dialog
- * @param {{stays?: boolean}} how `stays`: over whichever view
+ * @param {{stays?: boolean}} how `stays`: above other views
  */
 export function showDialog(dialog, { stays = false } = {}) {
   const gone = new AbortController();
@@ -124,7 +124,6 @@ export function openForm({ title, send, look = 'is-main', fields, onSend }) {
  * @param {() => Promise<unknown>} onSend
  */
 export function confirmDelete(name, hint, onSend) {
-  const send = t('do.delete').replace(/[\s…]+$/, '');
-  openForm({ title: t('playlist.delete', { name }), send, look: 'is-danger',
-    fields: [h('p', {}, hint)], onSend });
+  openForm({ title: t('playlist.delete', { name }), send: withoutDots('do.delete'),
+    look: 'is-danger', fields: [h('p', {}, hint)], onSend });
 }

@@ -2,7 +2,7 @@
 
 import { call } from '../api.js';
 import { h, Part, refill } from '../dom.js';
-import { isOfLibrary } from '../library.js';
+import { isOfLibrary } from '../ids.js';
 import { player, playing } from '../playing.js';
 import { t } from '../texts.js';
 import { attempt } from './toast.js';

@@ -1,6 +1,6 @@
 // Menus: beside what opened them on a desk, a sheet from below on a phone.
 
-import { h, setVars } from '../dom.js';
+import { h, isPhone, setVars } from '../dom.js';
 import { icon, iconButton } from '../icons.js';
 import { t } from '../texts.js';
 
@@ -111,7 +111,7 @@ export function openMenu(beside, label, choices) {
   ([...document.querySelectorAll('dialog[open]')].pop() ?? document.body).append(menu);
   open = menu;
   /** @type {any} */ (menu).showPopover();
-  if (matchMedia('(min-width: 721px)').matches) {
+  if (!isPhone()) {
     const point = beside instanceof Element
       ? beside.getBoundingClientRect() : { ...beside, width: 0, height: 0 };
     putBeside(menu, point);

@@ -3,8 +3,8 @@
 import { titleOf } from '../actions.js';
 import { h, refill } from '../dom.js';
 import { button } from '../icons.js';
-import { changePlaylist, songs } from '../library.js';
-import { missingEntries } from '../playlists.js';
+import { songs } from '../library.js';
+import { changePlaylist, missingEntries } from '../playlists.js';
 import { joined, t } from '../texts.js';
 import { emptyNote } from './cards.js';
 import { openDialog } from './dialog.js';
@@ -52,10 +52,14 @@ export async function openMissing({ id, name }) {
    * @param {string} method
    * @param {import('../api.js').Params} params
    */
-  const changeList = (method, params) => attempt(async () => {
-    await changePlaylist(method, { id, ...params });
-    await show();
-  });
+  const changeList = async (method, params) => {
+    content.inert = true; // a second change would go by the places of before this one
+    await attempt(async () => {
+      await changePlaylist(method, { id, ...params });
+      await show();
+    });
+    content.inert = false;
+  };
 
   const entry = (/** @type {import('../playlists.js').Missing} */ { song, place }) => {
     const found = h('ul', { class: 'row-list' });

@@ -3,7 +3,8 @@
 import { mayChange, newPlaylist } from '../actions.js';
 import { h, Part, refill } from '../dom.js';
 import { icon, iconButton } from '../icons.js';
-import { changed, playlists } from '../library.js';
+import { changed } from '../library.js';
+import { playlists } from '../playlists.js';
 import { playlistPath, routed } from '../routes.js';
 import { t } from '../texts.js';
 import { attempt } from './toast.js';

@@ -2,10 +2,10 @@
 
 import { choice, choose } from '../choices.js';
 import { h, Part } from '../dom.js';
-import { button, iconButton } from '../icons.js';
+import { iconButton } from '../icons.js';
 import { go, setTitle, showAgain } from '../routes.js';
 import { t } from '../texts.js';
-import { emptyNote } from './cards.js';
+import { failureNote } from './cards.js';
 import { attempt } from './toast.js';
 
 export class PageView extends Part {
@@ -30,8 +30,7 @@ export class PageView extends Part {
       if (!signal.aborted) {
         show(found);
       }
-    }, (trouble) => signal.aborted || this.replaceChildren(
-      emptyNote('about', trouble, '', button(t('list.again'), showAgain, { icon: 'again' }))));
+    }, (trouble) => signal.aborted || this.replaceChildren(failureNote(trouble, showAgain)));
   }
 }
 

@@ -3,7 +3,8 @@
 import { shuffleEverything } from '../actions.js';
 import { coverAddress } from '../covers.js';
 import { icon } from '../icons.js';
-import { albumSongs, allOf, groupSongs, playlistSongs } from '../library.js';
+import { albumSongs, allOf, groupSongs } from '../library.js';
+import { playlistSongs } from '../playlists.js';
 import { albumPath, folderPath, groupPath, playlistPath } from '../routes.js';
 import { t } from '../texts.js';
 import { card, monogram } from './cards.js';
@@ -21,7 +22,7 @@ export function pinCard({ type, name, criteria }) {
       const found = { name: album, albumArtist };
       return card({
         href: albumPath(found), art: cover(coverAddress({ album: found }), name), name,
-        below: t('kind.album'), play: () => albumSongs(album, albumArtist),
+        below: t('kind.album'), play: () => albumSongs(found),
       });
     }
     case 'artist':

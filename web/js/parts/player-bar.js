@@ -2,7 +2,7 @@
 
 import { openSongMenu, titleOf } from '../actions.js';
 import { coverOfSong } from '../covers.js';
-import { h, Part, refill } from '../dom.js';
+import { h, isPhone, Part, refill } from '../dom.js';
 import { iconButton } from '../icons.js';
 import { hasServerPlayer, player, playing } from '../playing.js';
 import { albumPath, go, groupPath } from '../routes.js';
@@ -88,7 +88,7 @@ export class PlayerBar extends Part {
       h('div', { class: 'bar-side' }, menu, list, places, new VolumeBar()));
     // On a phone a touch of the bar opens the large view.
     names.addEventListener('click', (event) => {
-      if (matchMedia('(max-width: 720px)').matches && player().current()) {
+      if (isPhone() && player().current()) {
         event.preventDefault();
         openNowPlaying();
       }

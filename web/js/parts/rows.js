@@ -1,4 +1,4 @@
-// Rows of lists of which all is in the document: settings, links, stations, folders.
+// Rows of short lists, which are whole in the document: settings, links, stations, folders.
 
 import { h } from '../dom.js';
 import { icon } from '../icons.js';

@@ -2,7 +2,7 @@
 
 import { h, refill } from '../dom.js';
 import { button, iconButton } from '../icons.js';
-import { fields, kindOf, operators, units } from '../rules.js';
+import { fields, isRelativeDay, kindOf, operators, units } from '../rules.js';
 import { t } from '../texts.js';
 import { picker } from './page-view.js';
 
@@ -41,7 +41,7 @@ function dateFields(test, changed) {
     changed(true);
   });
   const isDay = test.unit === 'day';
-  const input = test.unit !== 'today' && test.unit !== 'yesterday' && valueInput(test, changed,
+  const input = !isRelativeDay(test.unit) && valueInput(test, changed,
     isDay ? { type: 'date' } : { type: 'number', min: 0, max: 999, step: 1 });
   return isDay ? [unit, input] : [input, unit];
 }

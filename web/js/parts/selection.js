@@ -1,7 +1,7 @@
 // Several songs of a list at once: chosen with Ctrl, Shift, the key X, a long press of a finger, or
 // "Select" of the menu.
 
-import { choosePlaylist, enqueue } from '../actions.js';
+import { choicesToQueue, choosePlaylist } from '../actions.js';
 import { h, refill } from '../dom.js';
 import { iconButton } from '../icons.js';
 import { player } from '../playing.js';
@@ -86,7 +86,7 @@ export class Selection {
         this.clear();
       }
     }, { signal });
-    // Rows may have moved meanwhile: places of before would be of other songs.
+    // Rows may have moved: the old places would be those of other songs.
     list.addEventListener('fetched', () => {
       const isOther = (/** @type {[number, Song]} */ [index, { id }]) =>
         (list.at(index)?.id ?? id) !== id;
@@ -98,7 +98,7 @@ export class Selection {
   }
 
   /**
-   * A finger that stays on a row chooses it; the menu that the browser would open stays away.
+   * A finger that stays on a row chooses it, and the browser's menu does not open.
    * @param {AbortSignal} signal
    */
   #startPress(signal) {
@@ -185,9 +185,8 @@ export class Selection {
     const chosen = this.#songs();
     refill(this.#bar, h('span', { role: 'status' }, t('do.selected', { count: this.size })),
       tool('play', t('do.play'), () => player().playSongs(chosen)),
-      player().can('insert') &&
-        tool('next', t('do.next'), () => enqueue(async () => chosen, true)),
-      tool('queue', t('do.queue'), () => enqueue(async () => chosen, false)),
+      ...choicesToQueue(async () => chosen).map((one) =>
+        one && tool(one.icon ?? 'more', one.text, () => one.run?.())),
       iconButton('playlists', t('do.playlist'),
         () => choosePlaylist(this.#bar, async () => this.#songs())),
       this.onRemove &&

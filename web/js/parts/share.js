@@ -10,7 +10,7 @@ import { attempt, toast } from './toast.js';
 
 /** @typedef {import('../types.js').Link} Link */
 
-/** The list of songs that somebody shares one by one; it has one link. */
+/** The playlist of the songs that a user shares one by one; it has one link. */
 const SONGS = 'playlist_personal_normal/__VARN_AUDIO_SHARED_SONGS__';
 
 /** @param {string} url */

@@ -3,7 +3,8 @@
 import { createList, newListFields, titleOf } from '../actions.js';
 import { call } from '../api.js';
 import { afterPause, h, refill } from '../dom.js';
-import { changePlaylist, songOf } from '../library.js';
+import { songOf } from '../library.js';
+import { changePlaylist } from '../playlists.js';
 import { go, playlistPath } from '../routes.js';
 import { parseRule, writeRule } from '../rules.js';
 import { joined, t } from '../texts.js';
@@ -24,7 +25,7 @@ function previewRow(song) {
       h('small', { class: 'soft' }, joined([song.artist, song.album]))));
 }
 
-/** The songs of a rule, which `show` asks for anew, with the latest rule alone. */
+/** The songs of a rule. `show` asks for those of another rule, and ends what was asked before. */
 function preview() {
   const count = h('p', { class: 'rule-count', role: 'status' });
   const list = h('ul', { class: 'rule-songs' });

@@ -6,6 +6,7 @@ import { t } from '../texts.js';
 import { enableDrag } from './drag.js';
 import { Selection } from './selection.js';
 import { SongRow } from './song-row.js';
+import { attempt } from './toast.js';
 
 /** @typedef {import('../types.js').Song} Song */
 /** @template T @typedef {import('../types.js').Source<T>} Source */
@@ -22,8 +23,8 @@ const MOST = 1000;
  * @property {boolean} [isShort]
  * @property {() => Node} [empty]
  * @property {(total: number) => void} [counted]
- * @property {(places: number[], before: number) => unknown} [onMove] `before`: an entry's place
- *   now. False: not now
+ * @property {(places: number[], before: number, songs: Song[]) => unknown} [onMove] `before`: an
+ *   entry's place now
  * @property {(places: number[]) => unknown} [onRemove]
  * @property {(index: number) => void} [play]
  * @property {(index: number) => boolean} [isCurrent]
@@ -42,6 +43,56 @@ function playFrom(source, index, total) {
 }
 
 /**
+ * Where a song is that was at a place before: the nearest place that has it, if any has.
+ * @param {LongList<Song>} list
+ * @param {Song | undefined} song
+ * @param {number} before
+ */
+function placeNow(list, song, before) {
+  return Array.from({ length: song?.id ? list.total : 0 }, (_, place) => place)
+    .filter((place) => list.at(place)?.id === song?.id)
+    .sort((a, b) => Math.abs(a - before) - Math.abs(b - before)).slice(0, 1);
+}
+
+/**
+ * Moves and removes songs by their places. A change begins when the list shows what the last one
+ * did: until then, the places that it shows are those of other songs. A removal waits for that, and
+ * looks for its songs again; a move does nothing, and says so by false.
+ * @param {LongList<Song>} list
+ * @param {SongListLook} look
+ */
+function inTurn(list, { onMove, onRemove }) {
+  /** @type {Promise<void> | null} */
+  let underWay = null;
+  const make = (/** @type {() => unknown} */ change) => {
+    underWay = attempt(async () => change()).then(() => new Promise((resolve) => {
+      list.addEventListener('fetched', resolve, { once: true });
+      list.reload();
+    })).then(() => {
+      underWay = null;
+    });
+    return underWay;
+  };
+  return {
+    move: onMove && ((/** @type {number[]} */ from, /** @type {number} */ before) => {
+      const songs = from.flatMap((place) => list.at(place) ?? []);
+      return !underWay && songs.length === from.length && make(() => onMove(from, before, songs));
+    }),
+    remove: onRemove && (async (/** @type {number[]} */ places) => {
+      const songs = places.map((place) => list.at(place));
+      let now = places;
+      while (underWay) {
+        await underWay;
+        now = places.flatMap((place, index) => placeNow(list, songs[index], place));
+      }
+      if (now.length > 0) {
+        await make(() => onRemove(now));
+      }
+    }),
+  };
+}
+
+/**
  * @param {Source<Song>} source
  * @param {SongListLook} look
  */
@@ -49,12 +100,13 @@ export function songList(source, look) {
   /** @type {LongList<Song>} */
   const list = new LongList();
   list.classList.add('song-list');
-  const selection = new Selection(list, look.onRemove);
-  const moves = (/** @type {number} */ index) => look.onMove ? [
+  const { move, remove } = inTurn(list, look);
+  const selection = new Selection(list, remove);
+  const moves = (/** @type {number} */ index) => move ? [
     index > 0 && { text: t('do.up'), icon: /** @type {const} */ ('up'), parted: true,
-      run: () => look.onMove?.([index], index - 1) },
+      run: () => move([index], index - 1) },
     index < list.total - 1 && { text: t('do.down'), icon: /** @type {const} */ ('lower'),
-      run: () => look.onMove?.([index], index + 2) },
+      run: () => move([index], index + 2) },
   ] : [];
   list.show(source, {
     label: look.label,
@@ -65,22 +117,21 @@ export function songList(source, look) {
       number: look.number?.(song, index),
       withAlbum: look.withAlbum,
       isShort: look.isShort,
-      withDrag: look.onMove !== undefined,
+      withDrag: move !== undefined,
       isChosen: selection.has(index),
       play: () => look.play ? look.play(index) : playFrom(source, index, list.total),
       more: () => [
         { text: t('do.select'), icon: 'check', run: () => selection.toggle(index) },
         ...moves(index),
-        look.onRemove !== undefined && {
-          text: t('do.remove'), icon: 'close', parted: true, run: () => look.onRemove?.([index]),
-        },
+        remove !== undefined &&
+          { text: t('do.remove'), icon: 'close', parted: true, run: () => remove([index]) },
       ],
       isCurrent: look.isCurrent && (() => look.isCurrent?.(index) ?? false),
     }),
   });
   list.addEventListener('connected', () => {
     selection.start();
-    enableRows(list, look, selection);
+    enableRows(list, selection, move);
   });
   return list;
 }
@@ -88,10 +139,10 @@ export function songList(source, look) {
 /**
  * Drag and drop, and Alt with an arrow for the keyboard.
  * @param {LongList<Song>} list
- * @param {SongListLook} look
  * @param {Selection} selection
+ * @param {((from: number[], before: number) => unknown) | undefined} move
  */
-function enableRows(list, look, selection) {
+function enableRows(list, selection, move) {
   enableDrag({
     list,
     signal: list.signal,
@@ -100,10 +151,10 @@ function enableRows(list, look, selection) {
       const songs = selection.songsFor(index);
       return songs.length > 1 ? t('songs.count', { count: songs.length }) : titleOf(songs[0]);
     },
-    onMove: look.onMove && ((from, before) => {
+    onMove: move && ((from, before) => {
       const places = selection.placesFor(from);
       selection.clear();
-      look.onMove?.(places, before);
+      move(places, before);
     }),
     onDrop: (from, { dataset }) => {
       const songs = selection.songsFor(from);
@@ -117,9 +168,9 @@ function enableRows(list, look, selection) {
     const step = { ArrowUp: -1, ArrowDown: 1 }[event.key];
     const from = list.indexOf(/** @type {Node} */ (event.target));
     const to = from + (step ?? 0);
-    if (event.altKey && step && look.onMove && from >= 0 && to >= 0 && to < list.total) {
+    if (event.altKey && step && move && from >= 0 && to >= 0 && to < list.total) {
       event.preventDefault();
-      if (look.onMove([from], step > 0 ? to + 1 : to) !== false) {
+      if (move([from], step > 0 ? to + 1 : to) !== false) {
         list.focusItem(to);
       }
     }

@@ -3,8 +3,8 @@
 import { openSongMenu, titleOf } from '../actions.js';
 import { h, Part, refill } from '../dom.js';
 import { icon, iconButton } from '../icons.js';
+import { isMissing } from '../ids.js';
 import { player, playing } from '../playing.js';
-import { isMissing } from '../playlists.js';
 import { albumPath, groupPath } from '../routes.js';
 import { clock, t } from '../texts.js';
 import { songCover } from './cover-art.js';
@@ -117,6 +117,6 @@ export class SongRow extends Part {
 customElements.define('song-row', SongRow);
 
 /** Moving bars beside the song that plays. */
-export function bars() {
+function bars() {
   return h('span', { class: 'bars', 'aria-hidden': 'true' }, h('i'), h('i'), h('i'));
 }

@@ -13,6 +13,7 @@ import { sourceOfItems } from '../pages.js';
 import { groupPath } from '../routes.js';
 import { length, t } from '../texts.js';
 
+/** @typedef {import('../types.js').Album} Album */
 /** @typedef {import('../types.js').Song} Song */
 
 const MORE = 12;
@@ -48,16 +49,71 @@ function facts(songs, albumArtist) {
   ];
 }
 
+/**
+ * @param {Album} album
+ * @param {Song[]} songs
+ */
+function head(album, songs) {
+  const { name, albumArtist } = album;
+  return banner({
+    kind: t('kind.album'),
+    name: albumName(album),
+    art: cover(coverAddress({ album, id: songs[0].id }), albumName(album)),
+    below: facts(songs, albumArtist),
+    songs: async () => songs,
+    loved: name ? { album } : undefined,
+    more: () => [
+      choiceOfPin('album', albumName(album), { album: name, album_artist: albumArtist }),
+      choiceOfZip({ album: name, album_artist: albumArtist || undefined, library: library() }),
+    ],
+  });
+}
+
+/**
+ * A list for each disc. Any song of them begins the whole album there.
+ * @param {Album} album
+ * @param {Song[]} songs
+ */
+function discLists(album, songs) {
+  const discs = byDisc(songs);
+  let before = 0;
+  return [...discs].flatMap(([disc, those]) => {
+    const first = before;
+    before += those.length;
+    const list = songList(sourceOfItems(those), {
+      label: albumName(album),
+      isShort: songs.every(({ artist }) => artist === songs[0].artist),
+      number: (song) => (song.track > 0 ? String(song.track) : '–'),
+      play: (index) => playFetched(async () => songs, () => ({ first: first + index })),
+    });
+    return discs.size > 1 && disc > 0
+      ? [h('h2', { class: 'disc' }, t('album.disc', { disc })), list] : [list];
+  });
+}
+
+/**
+ * Other albums of the same artist.
+ * @param {import('../parts/page-view.js').PageView} view
+ * @param {Album} album
+ */
+function others(view, { name, albumArtist: artist }) {
+  const place = h('div');
+  if (artist) {
+    const source = albums({ artist, sort_by: 'year', sort_direction: 'DESC' });
+    view.fetch((signal) => source.fetch(0, MORE, signal), ({ items }) =>
+      refill(place, shelf(t('album.more', { artist }),
+        items.filter((one) => one.name !== name).map((one) => albumCard(one, true)))));
+  }
+  return place;
+}
+
 /** @param {import('../types.js').Place} place */
 export function view({ query }) {
-  const name = query.get('name') ?? '';
-  const albumArtist = query.get('by') ?? '';
-  const album = { name, albumArtist };
+  const album = { name: query.get('name') ?? '', albumArtist: query.get('by') ?? '' };
   return page('album', albumName(album), (view) => {
-    const get = (/** @type {AbortSignal} */ signal) => albumSongs(name, albumArtist, signal);
     view.append(h('div', { class: 'banner is-pending' }));
     let shown = '';
-    const draw = () => view.fetch(get, (songs) => {
+    const draw = () => view.fetch((signal) => albumSongs(album, signal), (songs) => {
       const now = JSON.stringify(songs);
       if (now === shown) {
         return;
@@ -65,57 +121,11 @@ export function view({ query }) {
       shown = now;
       if (songs.length === 0) {
         refill(view, emptyNote('albums', t('error.404')));
-        return;
+      } else {
+        refill(view, head(album, songs), ...discLists(album, songs), others(view, album));
       }
-      const more = h('div');
-      refill(view, banner({
-        kind: t('kind.album'),
-        name: albumName(album),
-        art: cover(coverAddress({ album, id: songs[0].id }), albumName(album)),
-        below: facts(songs, albumArtist),
-        songs: async () => songs,
-        loved: name ? { album } : undefined,
-        more: () => [
-          choiceOfPin('album', albumName(album), { album: name, album_artist: albumArtist }),
-          choiceOfZip({ album: name, album_artist: albumArtist || undefined, library: library() }),
-        ],
-      }), ...discLists(songs), more);
-      showMore(more, view);
     });
     view.listen(changed, 'library', draw);
     draw();
   });
-
-  /** @param {Song[]} songs */
-  function discLists(songs) {
-    const discs = byDisc(songs);
-    let before = 0;
-    return [...discs].flatMap(([disc, those]) => {
-      const first = before;
-      before += those.length;
-      const list = songList(sourceOfItems(those), {
-        label: albumName(album),
-        isShort: songs.every(({ artist }) => artist === songs[0].artist),
-        number: (song) => (song.track > 0 ? String(song.track) : '–'),
-        play: (index) => playFetched(async () => songs, () => ({ first: first + index })),
-      });
-      return discs.size > 1 && disc > 0
-        ? [h('h2', { class: 'disc' }, t('album.disc', { disc })), list] : [list];
-    });
-  }
-
-  /**
-   * @param {HTMLElement} place
-   * @param {import('../parts/page-view.js').PageView} view
-   */
-  function showMore(place, view) {
-    if (albumArtist) {
-      const source = albums({ artist: albumArtist, sort_by: 'year', sort_direction: 'DESC' });
-      view.fetch((signal) => source.fetch(0, MORE, signal), ({ items }) => {
-        const others = items.filter((one) => one.name !== name);
-        refill(place, shelf(t('album.more', { artist: albumArtist }),
-          others.map((one) => albumCard(one, true))));
-      });
-    }
-  }
 }

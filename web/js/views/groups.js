@@ -1,6 +1,6 @@
 // All artists, genres or composers.
 
-import { h } from '../dom.js';
+import { h, isPhone } from '../dom.js';
 import { groups } from '../library.js';
 import { LongList } from '../list.js';
 import { emptyNote, groupCard } from '../parts/cards.js';
@@ -18,11 +18,10 @@ export function view(place) {
     const { head, count } = pageHead(t(`nav.${plural}`), pick, turn);
     /** @type {LongList<import('../types.js').Group>} */
     const list = new LongList();
-    const isDesk = innerWidth > 720;
     list.show(groups(kind, asked), {
       label: t(`nav.${plural}`),
-      grid: kind === 'artist' ? { width: isDesk ? 150 : 96, below: 58 }
-        : { width: isDesk ? 200 : 150, below: 20, ratio: 0.52 },
+      grid: kind === 'artist' ? { width: isPhone() ? 96 : 150, below: 58 }
+        : { width: isPhone() ? 150 : 200, below: 20, ratio: 0.52 },
       make: (group) => groupCard(kind, group),
       counted: counter(count, `${plural}.count`),
       empty: () => emptyNote(plural, t('list.empty'), t('list.empty.hint')),

@@ -3,17 +3,16 @@
 import { choiceOfPin, choiceOfZip, isOwn, listNameField, mayChange } from '../actions.js';
 import { h, hueOf, refill } from '../dom.js';
 import { icon } from '../icons.js';
-import {
-  allOf, changed, changePlaylist, moveInPlaylist, playlist, playlistSongs,
-} from '../library.js';
+import { allOf, changed } from '../library.js';
 import { may } from '../person.js';
+import { changePlaylist, moveInPlaylist, playlist, playlistSongs } from '../playlists.js';
 import { banner } from '../parts/banner.js';
 import { emptyNote } from '../parts/cards.js';
 import { songCover } from '../parts/cover-art.js';
 import { confirmDelete, openForm } from '../parts/dialog.js';
 import { counter, page } from '../parts/page-view.js';
 import { songList } from '../parts/song-list.js';
-import { attempt, toast } from '../parts/toast.js';
+import { toast } from '../parts/toast.js';
 import { go, playlistPath, setTitle } from '../routes.js';
 import { t } from '../texts.js';
 import { kindOf } from './playlists.js';
@@ -91,8 +90,7 @@ export function view({ id }) {
   return page('playlist', t('kind.playlist'), (view) => {
     view.append(h('div', { class: 'banner is-pending' }));
     const source = playlistSongs(id);
-    let isMoving = false;
-    const get = async (/** @type {AbortSignal} */ signal) =>
+    const get = (/** @type {AbortSignal} */ signal) =>
       Promise.all([playlist(id, signal), source.fetch(0, 40, signal)]);
     view.fetch(get, ([found, { items }]) => {
       setTitle(found.name);
@@ -107,21 +105,10 @@ export function view({ id }) {
         },
         empty: () => emptyNote('playlists', t('playlist.empty'),
           own ? t('playlist.empty.hint') : ''),
-        onMove: own ? (from, before) => {
-          const songs = from.flatMap((place) => list.at(place) ?? []);
-          if (isMoving || songs.length < from.length) {
-            return false;
-          }
-          isMoving = true; // until the list has its new order: places of the old one are wrong
-          return attempt(() => moveInPlaylist(id, songs, from, before).finally(() => {
-            list.reload();
-            list.addEventListener('fetched', () => {
-              isMoving = false;
-            }, { once: true });
-          }));
-        } : undefined,
-        onRemove: own ? (places) => attempt(() =>
-          changePlaylist('remove', { id, position: places.map(String) })) : undefined,
+        ...own && {
+          onMove: (from, before, songs) => moveInPlaylist(id, songs, from, before),
+          onRemove: (places) => changePlaylist('remove', { id, position: places.map(String) }),
+        },
       });
       refill(view, banner({
         kind: kindOf(found), name: found.name, art: mosaic(found, items), below: [count],

@@ -3,10 +3,10 @@
 import { newPlaylist } from '../actions.js';
 import { h, refill } from '../dom.js';
 import { button, icon } from '../icons.js';
-import { allOf, changed, playlists, playlistSongs } from '../library.js';
+import { allOf, changed } from '../library.js';
+import { playlists, playlistSongs } from '../playlists.js';
 import { card, emptyNote, monogram } from '../parts/cards.js';
-import { page, pageHead } from '../parts/page-view.js';
-import { attempt } from '../parts/toast.js';
+import { counter, page, pageHead } from '../parts/page-view.js';
 import { playlistPath } from '../routes.js';
 import { t } from '../texts.js';
 
@@ -32,18 +32,14 @@ export function view() {
       (await import('../parts/smart-editor.js')).editSmart(), { icon: 'smart' });
     const { head, count } = pageHead(t('nav.playlists'), make, makeSmart);
     const grid = h('ul', { class: 'card-grid' });
-    view.append(head, grid);
-    const show = async () => {
-      const found = await attempt(() => playlists(view.signal));
-      if (found) {
-        count.textContent = t('playlists.count', { count: found.length });
-        refill(grid, found.map((one) => h('li', { class: 'card-cell' }, playlistCard(one))));
-        view.querySelector('.empty')?.remove();
-        if (found.length === 0) {
-          view.append(emptyNote('playlists', t('playlists.empty'), t('playlists.empty.hint')));
-        }
-      }
-    };
+    const empty = h('div');
+    view.append(head, grid, empty);
+    const show = () => view.fetch(playlists, (found) => {
+      counter(count, 'playlists.count')(found.length);
+      refill(grid, found.map((one) => h('li', { class: 'card-cell' }, playlistCard(one))));
+      refill(empty, found.length === 0 &&
+        emptyNote('playlists', t('playlists.empty'), t('playlists.empty.hint')));
+    });
     view.listen(changed, 'playlists', show);
     show();
   });

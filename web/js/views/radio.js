@@ -9,7 +9,6 @@ import { confirmDelete, openForm, textField } from '../parts/dialog.js';
 import { menuButton } from '../parts/menu.js';
 import { page, pageHead } from '../parts/page-view.js';
 import { row } from '../parts/rows.js';
-import { attempt } from '../parts/toast.js';
 import { player } from '../playing.js';
 import { t } from '../texts.js';
 
@@ -73,9 +72,8 @@ export function view() {
       return made;
     }
 
-    async function show() {
-      await attempt(async () => {
-        const data = await call('Radio', 'list', {}, { signal: view.signal });
+    function show() {
+      return view.fetch((signal) => call('Radio', 'list', {}, { signal }), (data) => {
         /** @type {Station[]} */
         const stations = data.stations;
         add.hidden = !data.may_change;

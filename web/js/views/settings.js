@@ -2,7 +2,7 @@
 
 import { copyText } from '../actions.js';
 import { change } from '../api.js';
-import { choice, choices, choose } from '../choices.js';
+import { choice, choose } from '../choices.js';
 import { h, refill } from '../dom.js';
 import { button } from '../icons.js';
 import { links } from '../library.js';
@@ -11,7 +11,7 @@ import { page, pageHead, picker } from '../parts/page-view.js';
 import { row } from '../parts/rows.js';
 import { sharePlaylist, statusOf } from '../parts/share.js';
 import { attempt } from '../parts/toast.js';
-import { logOut, may, person } from '../person.js';
+import { logOut, may, person, rights } from '../person.js';
 import { languages, t } from '../texts.js';
 
 /** @typedef {import('../parts/page-view.js').PageView} PageView */
@@ -148,6 +148,6 @@ export function view() {
     if (person()) {
       draw();
     }
-    view.listen(choices, 'rights', draw);
+    view.listen(rights, 'learned', draw);
   });
 }

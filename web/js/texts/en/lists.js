@@ -54,11 +54,11 @@ export const lists = {
 
   'list.empty': 'Nothing here',
   'list.empty.hint': 'This list comes from the tags of the songs.',
-  'list.failed': 'This could not be loaded.',
   'list.again': 'Try again',
 
   'favourites.empty': 'No favourite songs yet',
-  'favourites.empty.hint': 'Press F, or use the heart of a song, an album or an artist.',
+  'favourites.empty.hint':
+    'The heart of an album or an artist adds it, and “Favourite” in the menu of a song.',
 
   'folders.empty': 'This folder is empty',
 
