@@ -60,7 +60,7 @@ Found2 artist:[Artist] album:[AlbumChild] song:[Child]
 User username:s
 Account :User scrobblingEnabled:b adminRole:b settingsRole:b downloadRole:b uploadRole:b
   playlistRole:b coverArtRole:b commentRole:b podcastRole:b streamRole:b jukeboxRole:b shareRole:b
-  videoConversionRole:b
+  videoConversionRole:b folder:[i]
 Playlist id:s name:s owner:s public:b songCount:i duration:i created:t changed:t coverArt:s
 WholePlaylist :Playlist entry:[Child]
 Playlists playlist:[Playlist]
