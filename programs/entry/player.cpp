@@ -61,27 +61,11 @@ Json::Value Tell(const Request &asked, std::string_view name) {
     return TellPlayer(*command, ValuesIn(asked));
 }
 
-// Gives the songs that the user browses their identifiers; a part of a file has none.
-void Identify(const Request &asked, const std::vector<Json::Value *> &songs) {
-    std::vector<std::string> paths;
-    for (const Json::Value *song : songs) {
-        if (song->isObject() && (*song)["path"].isString()) {
-            paths.push_back((*song)["path"].asString());
-        }
-    }
-    if (paths.empty()) {
-        return;
-    }
-    const auto found = ReadNamedSongs(asked.User().GetLoginUID(), paths);
-    for (Json::Value *song : songs) {
-        const auto known = song->isObject() && (*song)["path"].isString()
-                               ? found.find((*song)["path"].asString())
-                               : found.end();
-        if (known != found.end()) {
-            const VARN_MEDIA_INFO &record = known->second;
-            (*song)["id"] =
-                (record.userid != 0 ? "music_p_" : "music_") + std::to_string(record.id);
-        }
+// Makes songs of the player ones that the user may see.
+void Show(const Request &asked, Json::Value &songs) {
+    Identify(asked.User().GetLoginUID(), songs);
+    for (Json::Value &song : songs) {
+        HidePath(song);
     }
 }
 
@@ -93,8 +77,10 @@ Json::Value List(const Request &asked) {
 Json::Value Info(const Request &asked) {
     Json::Value info = PlayerInfo(asked.Text("renderer"));
     if (info.isMember("song")) {
-        Identify(asked, {&info["song"]});
-        HidePath(info["song"]);
+        Json::Value songs(Json::arrayValue);
+        songs.append(info["song"]);
+        Show(asked, songs);
+        info["song"] = songs[0];
     }
     return info;
 }
@@ -167,14 +153,7 @@ Json::Value Queue(const Request &asked) {
     }
     Json::Value page = PageOf(asked, PlayerQueue);
     if (page.isMember("songs")) {
-        std::vector<Json::Value *> songs;
-        for (Json::Value &song : page["songs"]) {
-            songs.push_back(&song);
-        }
-        Identify(asked, songs);
-        for (Json::Value &song : page["songs"]) {
-            HidePath(song);
-        }
+        Show(asked, page["songs"]);
     }
     return page;
 }
@@ -319,7 +298,7 @@ constexpr Field kSong[] = {{"index?", "number", "in the queue, from 0"},
                            {"artist?", "text"},
                            {"album?", "text"},
                            {"duration?", "number", "seconds"},
-                           {"id?", "text", "identifier, where the user browses the song"}};
+                           {"id?", "text", "identifier, where the user has the song"}};
 constexpr Field kInfo[] = {{"can", "[text]", "the actions that it can do now: docs/players.md"},
                            {"state?", "text", "play, pause or stop, as a rule"},
                            {"index?", "number", "of the song in the queue, from 0"},

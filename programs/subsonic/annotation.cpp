@@ -92,8 +92,12 @@ Json::Value SetRating(const Request &asked) {
     return Json::Value(Json::objectValue);
 }
 
+// 0 for "", which is no time given.
 long long SecondsOf(const std::string &milliseconds) {
     constexpr long long kMost = 1LL << 52;
+    if (milliseconds.empty()) {
+        return 0;
+    }
     const auto time = tonvale_entry::ParseNumber(milliseconds, 0, kMost);
     return time ? *time / 1000
                 : throw Fault{kGeneric, "the parameter 'time' takes milliseconds since 1970"};

@@ -9,7 +9,6 @@
 #include "objects.h"
 #include "service/base/text.h"
 #include "service/lists/folders.h"
-#include "service/lists/kinds.h"
 
 namespace tonvale_subsonic {
 
@@ -22,17 +21,11 @@ constexpr char kArticles[] = "The A An";
 
 Json::Value MusicFolders(const Request &asked) {
     Json::Value list(Json::arrayValue);
-    const std::vector<std::string> kinds = BrowsableKinds(asked.Uid());
-    const auto add = [&](const char *kind, int id, const char *name) {
-        if (std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) {
-            Json::Value folder(Json::objectValue);
-            folder["id"] = id;
-            folder["name"] = name;
-            list.append(std::move(folder));
-        }
-    };
-    add("shared", kSharedFolder, "Shared music");
-    add("personal", kOwnFolder, "My music");
+    for (const MusicFolder &known : MusicFoldersOf(asked.Uid())) {
+        Json::Value &folder = list.append(Json::objectValue);
+        folder["id"] = known.id;
+        folder["name"] = known.name;
+    }
     return list;
 }
 

@@ -25,8 +25,4 @@ std::uint64_t HashAt(const tonvale_service::AlbumList &albums, std::size_t place
 std::uint64_t HashAt(const tonvale_service::ArtistList &artists, std::size_t place);
 std::optional<std::uint64_t> HashIn(std::string_view prefix, std::string_view id);
 
-// The folders of music that a user may choose between: the shared one and the user's own.
-inline constexpr int kSharedFolder = 0;
-inline constexpr int kOwnFolder = 1;
-
 }  // namespace tonvale_subsonic

@@ -6,7 +6,6 @@
 #include "endpoint.h"
 #include "objects.h"
 #include "service/devices/player.h"
-#include "service/playlists/playlist_songs.h"
 #include "song_ids.h"
 #include "tonvale/settings.h"
 
@@ -40,14 +39,15 @@ void Tell(const char *name, const std::vector<std::string> &values = {}) {
     TellPlayer(*command, values);
 }
 
-// All songs of the queue, in order, as the player has them.
-std::vector<Json::Value> Queue() {
+// All songs of the queue, in order, as the player has them, with their identifiers.
+std::vector<Json::Value> Queue(const Request &asked) {
     std::vector<Json::Value> queue;
     int total = 0;
     int number = 0;  // on a page
     do {
-        const Json::Value page = PlayerQueue(static_cast<int>(queue.size()), kPage);
-        const Json::Value &songs = page["songs"];
+        Json::Value page = PlayerQueue(static_cast<int>(queue.size()), kPage);
+        Json::Value &songs = page["songs"];
+        Identify(asked.Uid(), songs);
         total = NumberIn(page, "total");
         number = songs.isArray() ? static_cast<int>(songs.size()) : 0;
         for (int i = 0; i < number; ++i) {
@@ -57,59 +57,36 @@ std::vector<Json::Value> Queue() {
     return queue;
 }
 
-std::string PathOf(const Json::Value &song) {
-    return song["path"].isString() ? song["path"].asString() : "";
-}
-
-// The identifiers of the queue's songs; "" for songs that the library does not have. A part of a
-// file is the track of a cue sheet that begins there.
-std::vector<std::string> IdsOf(const Request &asked, const std::vector<Json::Value> &queue) {
-    std::vector<std::string> files;
-    std::vector<std::string> split;
-    for (const Json::Value &song : queue) {
-        (song["start"].isInt() ? split : files).push_back(PathOf(song));
-    }
-    const auto whole = ReadNamedSongs(asked.Uid(), files);
-    const auto tracks = TracksIn(split);
-    std::vector<std::string> ids;
-    for (const Json::Value &song : queue) {
-        std::string &id = ids.emplace_back();
-        if (song["start"].isInt()) {
-            const auto track = tracks.find({PathOf(song), song["start"].asInt()});
-            id = track != tracks.end() ? tonvale_service::SongIdText(track->second) : "";
-        } else if (const auto file = whole.find(PathOf(song)); file != whole.end()) {
-            id = tonvale_service::SongIdText(
-                {static_cast<int>(file->second.id), IsVirtualMusic(&file->second)});
-        }
-    }
-    return ids;
+std::optional<SongId> IdOf(const Json::Value &song) {
+    return ParseSongId(song["id"].isString() ? song["id"].asString() : "");
 }
 
 // A song that the user does not see has only what the player tells everybody: another user has
 // queued it.
 Json::Value Get(const Request &asked) {
-    std::vector<Json::Value> queue = Queue();
-    const std::vector<std::string> ids = IdsOf(asked, queue);
+    std::vector<Json::Value> queue = Queue(asked);
     std::vector<SongId> songs;
-    for (const std::string &id : ids) {
-        if (const auto song = ParseSongId(id)) {
-            songs.push_back(*song);
+    for (const Json::Value &song : queue) {
+        if (const auto id = IdOf(song)) {
+            songs.push_back(*id);
         }
     }
     const auto children = ChildrenById(asked, songs);
     Json::Value members(Json::objectValue);
     Json::Value &list = members["jukeboxPlaylist"] = StatusObject();
     list["entry"] = Json::Value(Json::arrayValue);
-    for (std::size_t i = 0; i < queue.size(); ++i) {
-        if (const auto child = children.find(ids[i]); child != children.end()) {
+    for (Json::Value &song : queue) {
+        const auto id = IdOf(song);
+        const auto child = id ? children.find(SongIdText(*id)) : children.end();
+        if (child != children.end()) {
             list["entry"].append(child->second);
             continue;
         }
-        HidePath(queue[i]);
+        HidePath(song);
         Json::Value &unknown = list["entry"].append(Json::objectValue);
         unknown["id"] = "";
         unknown["isDir"] = false;
-        unknown["title"] = queue[i]["title"].isString() ? queue[i]["title"] : "";
+        unknown["title"] = song["title"].isString() ? song["title"] : "";
     }
     return members;
 }

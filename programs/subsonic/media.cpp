@@ -9,11 +9,11 @@
 #include "playlist_objects.h"
 #include "service/covers/cover_copies.h"
 #include "service/covers/cover_songs.h"
-#include "service/lists/kinds.h"
+#include "service/lists/tables.h"
 #include "service/songs/lyrics.h"
-#include "song_ids.h"
 #include "tonvale/settings.h"
 #include "tonvale/webapi.h"
+#include "varn/sql.h"
 
 namespace tonvale_subsonic {
 
@@ -88,8 +88,7 @@ std::vector<tonvale_service::CoverSong> CoverSongs(const Request &asked, const s
             uid, {tonvale_service::SongIdText(FindArtist(asked, id).cover)});
     }
     if (id.starts_with("dir_")) {
-        return tonvale_service::CoverSongsOfFolder(tonvale_service::ChosenKind("all", uid), uid,
-                                                   id);
+        return tonvale_service::CoverSongsOfFolder(WholeLibrary(asked).library, uid, id);
     }
     if (tonvale_service::IsPlaylistId(id)) {
         const auto entries = EntriesOf(FindPlaylist(asked, id), tonvale_service::kMostCoverSongs);
@@ -138,6 +137,21 @@ Json::Value StructuredLyrics(const Request &asked) {
         }
     }
     return list;
+}
+
+// The first songs with a title, in any case, and with an artist where one is given.
+std::vector<VARN_MEDIA_INFO> SongsTitled(const Request &asked, const std::string &artist,
+                                         const std::string &title, int most) {
+    const std::string condition =
+        tonvale_service::Made(varn::Sql("lower(t.title) = lower('@VARN:VAR')", title)) +
+        (artist.empty() ? "" : " AND " + tonvale_service::IsOfArtist(artist));
+    std::vector<VARN_MEDIA_INFO> songs;
+    for (const auto &song : tonvale_service::ChooseSongs(
+             WholeLibrary(asked), {.condition = condition, .order = "t.id", .limit = most})) {
+        songs.push_back(
+            tonvale_service::ReadSong(asked.Uid(), tonvale_service::SongIdText(song.id)));
+    }
+    return songs;
 }
 
 std::string PlainText(const tonvale_service::Lyrics &lyrics) {

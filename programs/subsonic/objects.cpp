@@ -167,14 +167,6 @@ const char *RoleOf(const ArtistFacts &artist) {
     return artist.isListed ? "albumartist" : "artist";
 }
 
-// Whatever folder of music a list shows, an identifier stands for the user's whole library.
-ListRequest WholeLibrary(const Request &asked) {
-    ListRequest request;
-    request.uid = asked.Uid();
-    request.library = ChosenKind("all", request.uid);
-    return request;
-}
-
 template <typename Facts>
 Facts Find(const Request &asked, std::string_view prefix, const std::string &id, const char *kind) {
     if (const auto hash = HashIn(prefix, id)) {
@@ -190,6 +182,18 @@ Facts Find(const Request &asked, std::string_view prefix, const std::string &id,
 
 }  // namespace
 
+std::vector<MusicFolder> MusicFoldersOf(uid_t uid) {
+    const std::vector<std::string> kinds = BrowsableKinds(uid);
+    std::vector<MusicFolder> folders;
+    for (const MusicFolder &folder :
+         {MusicFolder{0, "shared", "Shared music"}, {1, "personal", "My music"}}) {
+        if (std::find(kinds.begin(), kinds.end(), folder.kind) != kinds.end()) {
+            folders.push_back(folder);
+        }
+    }
+    return folders;
+}
+
 ListRequest LibraryOf(const Request &asked) {
     ListRequest request;
     request.uid = asked.Uid();
@@ -198,15 +202,20 @@ ListRequest LibraryOf(const Request &asked) {
         request.library = DefaultKind(request.uid);
         return request;
     }
-    const std::vector<std::string> kinds = BrowsableKinds(request.uid);
-    for (const auto &[id, kind] : {std::pair(kSharedFolder, "shared"), {kOwnFolder, "personal"}}) {
-        if (folder == std::to_string(id) &&
-            std::find(kinds.begin(), kinds.end(), kind) != kinds.end()) {
-            request.library = kind;
+    for (const MusicFolder &known : MusicFoldersOf(request.uid)) {
+        if (folder == std::to_string(known.id)) {
+            request.library = known.kind;
             return request;
         }
     }
     throw NoSuch("music folder", folder);
+}
+
+ListRequest WholeLibrary(const Request &asked) {
+    ListRequest request;
+    request.uid = asked.Uid();
+    request.library = ChosenKind("all", request.uid);
+    return request;
 }
 
 std::string TimeText(long long secondsSince1970) {

@@ -16,9 +16,21 @@
 
 namespace tonvale_subsonic {
 
+// A folder of music that a user may choose: everybody's, and the user's own.
+struct MusicFolder {
+    int id;
+    const char *kind;  // of library
+    const char *name;
+};
+std::vector<MusicFolder> MusicFoldersOf(uid_t uid);
+
 // The library that a request asks for: the music folder that musicFolderId names, and without one
 // what the user browses. Throws a Fault for a folder that is not there, or not for this user.
 tonvale_service::ListRequest LibraryOf(const Request &asked);
+
+// All that the user may see. Whatever folder of music a list shows, an identifier stands for the
+// whole library.
+tonvale_service::ListRequest WholeLibrary(const Request &asked);
 
 // A moment as ISO 8601 has it, in UTC.
 std::string TimeText(long long secondsSince1970);

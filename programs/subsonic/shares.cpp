@@ -1,4 +1,5 @@
 // Share links: getShares, createShare, updateShare, deleteShare. A link publishes a playlist.
+#include <algorithm>
 #include <climits>
 #include <ctime>
 
@@ -8,6 +9,7 @@
 #include "service/playlists/playlist_edit.h"
 #include "service/sharing/links.h"
 #include "song_ids.h"
+#include "varn/number.h"
 
 namespace tonvale_subsonic {
 
@@ -102,7 +104,7 @@ Json::Value List(const Request &asked) {
     return Shares(asked, {page["sharings"].begin(), page["sharings"].end()});
 }
 
-// The songs of all identifiers: of songs, albums and playlists.
+// The songs of all identifiers, which are those of songs and albums.
 std::vector<std::string> SongsIn(const Request &asked, const std::vector<std::string> &ids) {
     CheckFewGroups(ids);
     std::vector<std::string> songs;
@@ -128,17 +130,43 @@ std::string NowText() {
     return text;
 }
 
-// A playlist alone is published itself. Songs become a playlist of the user's own first.
+// A description as the name of a playlist, which is that of a file.
+std::string NameOf(const std::string &description) {
+    if (description.empty()) {
+        return NowText();
+    }
+    std::string name = description;
+    std::replace_if(
+        name.begin(), name.end(),
+        [](unsigned char c) { return c == '/' || c < ' ' || c == '\x7F'; }, '-');
+    return name.front() == '.' || varn::IsNumber(name) ? "Shared " + name : name;
+}
+
+// A playlist of the user's own. If the name is taken, it gets a number.
+AnyPlaylist MakeNamed(const Request &asked, const std::string &name,
+                      const std::vector<std::string> &songs) {
+    constexpr int kMostTries = 100;
+    for (int number = 1;; ++number) {
+        try {
+            const std::string suffix = number > 1 ? " (" + std::to_string(number) + ")" : "";
+            return MakePlaylist(asked, name + suffix, songs);
+        } catch (const Failure &failure) {
+            if (failure.Why() != Reason::kPlaylistExists || number == kMostTries) {
+                throw;
+            }
+        }
+    }
+}
+
+// A playlist alone is published itself. Songs become a playlist first.
 Json::Value Create(const Request &asked) {
     Links links = LinksOf(asked);
     const std::vector<std::string> ids = asked.RequiredAll("id");
     const Days days = Until(asked.Number("expires", 0, 0, kMostMilliseconds));
     const bool isPlaylist = ids.size() == 1 && IsPlaylistId(ids.front());
-    const std::string description = asked.Text("description");
     const AnyPlaylist playlist =
         isPlaylist ? FindPlaylist(asked, ids.front())
-                   : MakePlaylist(asked, description.empty() ? NowText() : description,
-                                  SongsIn(asked, ids));
+                   : MakeNamed(asked, NameOf(asked.Text("description")), SongsIn(asked, ids));
     Json::Value link;
     try {
         link = links.Create(playlist.id, days);

@@ -19,8 +19,4 @@ std::vector<int> RowsOf(const std::vector<std::string> &ids);
 std::map<std::string, Json::Value> ChildrenById(const Request &asked,
                                                 const std::vector<tonvale_service::SongId> &songs);
 
-// The first songs with a title, in any case, and with an artist where one is given.
-std::vector<VARN_MEDIA_INFO> SongsTitled(const Request &asked, const std::string &artist,
-                                         const std::string &title, int most);
-
 }  // namespace tonvale_subsonic

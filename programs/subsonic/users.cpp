@@ -12,7 +12,8 @@ namespace {
 using tonvale_service::IsAdministrator;
 
 // No role is about the account: a key changes nothing of it.
-Json::Value UserObject(const std::string &name, unsigned rights) {
+Json::Value UserObject(const std::string &name) {
+    const unsigned rights = AudioUsers::GetUserPermission(name);
     const struct {
         const char *role;
         bool has;
@@ -34,6 +35,10 @@ Json::Value UserObject(const std::string &name, unsigned rights) {
     for (const auto &[role, has] : roles) {
         user[role] = has;
     }
+    Json::Value &folders = user["folder"] = Json::Value(Json::arrayValue);
+    for (const MusicFolder &folder : MusicFoldersOf(tonvale_service::UidOf(name))) {
+        folders.append(folder.id);
+    }
     return user;
 }
 
@@ -41,9 +46,8 @@ Json::Value GetUser(const Request &asked) {
     const std::string name = asked.Required("username");
     if (name != asked.User()) {
         asked.Entry().RequireAdministrator();
-        tonvale_service::UidOf(name);
     }
-    return UserObject(name, AudioUsers::GetUserPermission(name));
+    return UserObject(name);
 }
 
 Json::Value GetUsers(const Request &asked) {
@@ -52,7 +56,7 @@ Json::Value GetUsers(const Request &asked) {
     for (const Json::Value &user : tonvale_service::UserList()) {
         const std::string name = user["name"].asString();
         if (!name.empty()) {
-            list.append(UserObject(name, AudioUsers::GetUserPermission(name)));
+            list.append(UserObject(name));
         }
     }
     return list;

@@ -153,13 +153,21 @@ TEST_F(PlayerApi, NobodyIsToldWhereSongsLie) {
     ScriptedDaemon daemon(
         "{\"success\": true, \"song\": {\"title\": \"\", \"path\": \"/home/bob/secret/a.mp3\"}, "
         "\"songs\": [{\"title\": \"t\", \"path\": \"/home/bob/secret/b.mp3\"}, 7, "
-        "{\"path\": \"/music/one.flac\"}], \"total\": 3}");
-    Query(InsertSql({.id = 1, .path = "/music/one.flac"}) +
-          InsertSql({.id = 2, .userid = kBob, .path = "/home/bob/secret/a.mp3"}));
+        "{\"path\": \"/music/one.flac\"}, {\"path\": \"/a.flac\", \"start\": 61}, "
+        "{\"path\": \"/a.flac\", \"start\": 62}], \"total\": 5}");
+    Query(
+        InsertSql({.id = 1, .path = "/music/one.flac"}) +
+        InsertSql({.id = 2, .userid = kBob, .path = "/home/bob/secret/a.mp3"}) +
+        InsertSql({.id = 3, .userid = kAlice, .path = "/a.flac", .has_virtual = true}) +
+        InsertSql({.id = 4, .userid = kAlice, .path = "/a.flac", .track = 2, .is_virtual = true}) +
+        "INSERT INTO virtual_info_track (track, file_track, audio_offset, cue_sheet_path) "
+        "VALUES (4, 3, 61, '/a.cue')");
     const Json::Value info = Ask("Player", "info");
     EXPECT_EQ(info["song"]["title"], "a.mp3");
     const Json::Value queue = Ask("Player", "queue");
-    EXPECT_EQ(tonvale_test::Told(queue, "songs[0].title songs[2].id"), "t music_1");
+    EXPECT_EQ(tonvale_test::Told(queue, "songs[0].title songs[2].id songs[3].id"),
+              "t music_1 music_p_v_4");
+    EXPECT_FALSE(queue["songs"][4].isMember("id")) << "no track begins there";
     EXPECT_FALSE(info["song"].isMember("id")) << "bob's";
     for (const Json::Value &data : {info["song"], queue["songs"][0]}) {
         EXPECT_FALSE(data.isMember("path")) << data;

@@ -60,7 +60,7 @@ Found2 artist:[Artist] album:[AlbumChild] song:[Child]
 User username:s
 Account :User scrobblingEnabled:b adminRole:b settingsRole:b downloadRole:b uploadRole:b
   playlistRole:b coverArtRole:b commentRole:b podcastRole:b streamRole:b jukeboxRole:b shareRole:b
-  videoConversionRole:b
+  videoConversionRole:b folder:[i]
 Playlist id:s name:s owner:s public:b songCount:i duration:i created:t changed:t coverArt:s
 WholePlaylist :Playlist entry:[Child]
 Playlists playlist:[Playlist]
@@ -242,6 +242,10 @@ TEST_F(RestApi, TellWhatTheLibraryKnows) {
     const Json::Value album = AskRest(Filled("getAlbum?id=@album"))["album"];
     EXPECT_EQ(Each(album["song"]), (Texts{"music_1", "music_2"}));
     EXPECT_EQ(Told(album, "userRating songCount playCount artistId"), "4 2 2 " + ArtistId("A"));
+    const Json::Value list = AskRest("getAlbumList2?type=alphabeticalByName")["albumList2"];
+    EXPECT_EQ(Told(list["album"], "[1].playCount [2].userRating [2].playCount [3].playCount"),
+              "- 4 2 5");
+    EXPECT_TRUE(list["album"][3].isMember("starred") && !list["album"][2].isMember("starred"));
 
     // A guest on the album of another one is found, and not listed.
     const std::string guest = ArtistId("A FEAT. B");

@@ -2,6 +2,7 @@
 
 #include "service/base/failure.h"
 #include "service/lists/folders.h"
+#include "service/lists/tables.h"
 #include "service/songs/songs.h"
 #include "tonvale/library.h"
 #include "varn/sql.h"
@@ -13,11 +14,9 @@ namespace {
 std::vector<CoverSong> SongsBy(const std::string &kind, uid_t uid, int table,
                                const std::optional<std::string> &condition, const char *order,
                                int limit) {
-    if (!condition) {
-        throw Failure(Reason::kNotUtf8);
-    }
-    const Tonvale::MediaHandle rows(AudioInfoDBOpen(
-        kind.c_str(), uid, table, "path, userid", condition->c_str(), nullptr, order, 0, limit, 0));
+    const Tonvale::MediaHandle rows(AudioInfoDBOpen(kind.c_str(), uid, table, "path, userid",
+                                                    Made(condition).c_str(), nullptr, order, 0,
+                                                    limit, 0));
     if (!rows) {
         NoAnswer();
     }

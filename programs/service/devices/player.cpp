@@ -11,13 +11,18 @@
 #include <climits>
 #include <cstdlib>
 #include <functional>
+#include <map>
 #include <memory>
+#include <utility>
 
 #include "service/base/failure.h"
+#include "service/lists/tables.h"
+#include "service/songs/songs.h"
 #include "tonvale/playlists.h"
 #include "varn/number.h"
 #include "varn/packageconf.h"
 #include "varn/player.h"
+#include "varn/sql.h"
 #include "varn/systempath.h"
 
 namespace tonvale_service {
@@ -261,7 +266,45 @@ Json::Value InfoOf(const std::string &renderer) {
         renderer);
 }
 
+constexpr int kWholeFile = -1;
+
+// Where a song of a queue lies: its path, and the second where it begins as a part of its file.
+std::pair<std::string, int> PlaceOf(const Json::Value &song) {
+    if (!song.isObject() || !song["path"].isString()) {
+        return {"", kWholeFile};
+    }
+    return {song["path"].asString(), song["start"].isInt() ? song["start"].asInt() : kWholeFile};
+}
+
 }  // namespace
+
+void Identify(uid_t uid, Json::Value &songs) {
+    std::string paths;
+    for (const Json::Value &song : songs) {
+        const std::string path = PlaceOf(song).first;
+        if (const auto quoted = varn::Sql("'@VARN:VAR'", path); quoted && !path.empty()) {
+            paths += (paths.empty() ? "" : ",") + *quoted;
+        }
+    }
+    if (paths.empty()) {
+        return;
+    }
+    std::map<std::pair<std::string, int>, std::string> ids;
+    for (const varn::Row row :
+         AskTables(varn::Sql("SELECT id, is_virtual::integer AS is_virtual, userid, path, "
+                             "coalesce(audio_offset, @VARN:INT) AS start FROM track "
+                             "LEFT JOIN virtual_info_track v ON v.track = id "
+                             "WHERE userid IN (0, @VARN:INT) AND path IN (@VARN:NEVAR)",
+                             kWholeFile, static_cast<int>(uid), paths))) {
+        ids[{row.Text("path"), static_cast<int>(row.Number("start"))}] =
+            SongIdText(SongIn(row), row.Number("userid") != 0);
+    }
+    for (Json::Value &song : songs) {
+        if (const auto found = ids.find(PlaceOf(song)); found != ids.end()) {
+            song["id"] = found->second;
+        }
+    }
+}
 
 void HidePath(Json::Value &song) {
     Json::Value path;

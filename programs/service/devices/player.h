@@ -2,6 +2,7 @@
 #pragma once
 
 #include <json/value.h>
+#include <sys/types.h>
 
 #include <span>
 #include <string>
@@ -25,6 +26,10 @@ Json::Value PlayerInfo(const std::string &renderer);
 Json::Value PlayerQueue(int offset, int limit);
 Json::Value PlayerRenderers(int offset, int limit);
 Json::Value PlayerServers(int offset, int limit);
+
+// Gives the songs of a queue that the user has their identifiers, as "id". A part of a file is the
+// track of a cue sheet that begins there. Throws a Failure.
+void Identify(uid_t uid, Json::Value &songs);
 
 // Takes away where a song lies. Its title stays, also that of another user's own song: all users of
 // the player may see it.

@@ -4,7 +4,6 @@
 #include <set>
 
 #include "service/base/failure.h"
-#include "service/base/text.h"
 #include "service/lists/tables.h"
 #include "varn/sql.h"
 
@@ -19,12 +18,6 @@ void CheckMade(const varn::Rows &rows, Reason notSeen, const std::string &name) 
     }
     if (rows[0].Number("kept") == 0) {
         throw Failure(Reason::kTooManyFavourites);
-    }
-}
-
-void CheckName(const std::string &name) {
-    if (!IsUtf8(name)) {
-        throw Failure(Reason::kNotUtf8);
     }
 }
 
@@ -58,7 +51,6 @@ void SetFavouriteSongs(uid_t uid, const std::vector<int> &rows, bool isFavourite
 }
 
 void SetFavouriteAlbum(uid_t uid, const AlbumName &album, bool isFavourite) {
-    CheckName(album.name + album.artist);
     const int user = static_cast<int>(uid);
     if (!isFavourite) {
         AskTables(
@@ -86,7 +78,6 @@ void SetFavouriteAlbum(uid_t uid, const AlbumName &album, bool isFavourite) {
 }
 
 void SetFavouriteArtist(uid_t uid, const std::string &artist, bool isFavourite) {
-    CheckName(artist);
     const int user = static_cast<int>(uid);
     if (!isFavourite) {
         AskTables(

@@ -92,8 +92,8 @@ ArtistList::Places Listed(const ArtistList &artists);
 // Albums with a song whose artist or album artist it is, in any case. This and what follows throw a
 // Failure.
 std::vector<AlbumFacts> AlbumsOfArtist(const ListRequest &request, const std::string &name);
-// What the user has put on albums, on these at least: the average of the stars, all plays and the
-// last one of their songs. Those without are left out.
+// What the user has put on these albums, or on all: the average of the stars, all plays and the
+// last one of their songs, and the favourites. Albums without are left out. It is one statement.
 std::map<AlbumName, SongMarks> AlbumMarks(uid_t uid,
                                           const std::vector<AlbumFacts> *albums = nullptr);
 

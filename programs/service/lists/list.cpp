@@ -1,6 +1,7 @@
 #include "service/lists/list.h"
 
 #include "service/base/failure.h"
+#include "service/lists/tables.h"
 #include "tonvale/webapi.h"
 #include "varn/database.h"
 #include "varn/number.h"
@@ -53,10 +54,7 @@ const std::string &Needle(const std::string &text) {
 }
 
 void AddCondition(std::string &condition, const std::optional<std::string> &part) {
-    if (!part) {
-        throw Failure(Reason::kNotUtf8);
-    }
-    condition += (condition.empty() ? "" : " AND ") + *part;
+    condition += (condition.empty() ? "" : " AND ") + Made(part);
 }
 
 std::vector<std::string> Names(std::span<const SortColumn> columns) {

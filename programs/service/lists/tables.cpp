@@ -2,6 +2,7 @@
 
 #include <syslog.h>
 
+#include "service/base/failure.h"
 #include "service/lists/list.h"
 
 namespace tonvale_service {
@@ -17,9 +18,14 @@ void AskTables(const std::function<void(varn::Database &)> &ask) {
 }
 
 varn::Rows AskTables(const std::optional<std::string> &sql) {
+    const std::string statement = Made(sql);
     std::optional<varn::Rows> rows;
-    AskTables([&](varn::Database &database) { rows = database.Query(varn::Made(sql)); });
+    AskTables([&](varn::Database &database) { rows = database.Query(statement); });
     return *std::move(rows);
+}
+
+std::string Made(const std::optional<std::string> &sql) {
+    return sql ? *sql : throw Failure(Reason::kNotUtf8);
 }
 
 }  // namespace tonvale_service

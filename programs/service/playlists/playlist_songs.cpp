@@ -198,27 +198,6 @@ std::set<std::string> NamesInLibrary(const std::vector<std::string> &names) {
     return known;
 }
 
-std::map<std::pair<std::string, int>, SongId> TracksIn(const std::vector<std::string> &files) {
-    std::string list;
-    for (const std::string &file : std::set<std::string>(files.begin(), files.end())) {
-        if (const auto quoted = varn::Sql("'@VARN:VAR'", file)) {
-            list += (list.empty() ? "" : ",") + *quoted;
-        }
-    }
-    std::map<std::pair<std::string, int>, SongId> tracks;
-    if (list.empty()) {
-        return tracks;
-    }
-    for (const varn::Row row :
-         AskTables("SELECT id, is_virtual::integer AS is_virtual, path, audio_offset FROM track "
-                   "JOIN virtual_info_track v ON v.track = id WHERE path IN (" +
-                   list + ")")) {
-        tracks.emplace(std::pair(row.Text("path"), static_cast<int>(row.Number("audio_offset"))),
-                       SongIn(row));
-    }
-    return tracks;
-}
-
 bool IsHttpUrl(const std::string &text) {
     return text.starts_with("http://") || text.starts_with("https://");
 }

@@ -31,10 +31,6 @@ std::map<std::string, VARN_MEDIA_INFO> ReadNamedSongs(uid_t uid,
 // files and the files. Throws a Failure.
 std::set<std::string> NamesInLibrary(const std::vector<std::string> &names);
 
-// The tracks of cue sheets in some files: anybody's, by the file's path and the second where each
-// begins. Throws a Failure.
-std::map<std::pair<std::string, int>, SongId> TracksIn(const std::vector<std::string> &files);
-
 bool IsHttpUrl(const std::string &text);
 
 // True for an http or https address of at most 2000 bytes that may stand in a playlist: UTF-8

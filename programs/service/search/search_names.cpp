@@ -107,7 +107,7 @@ std::string NamesTable(const Json::Value &playlists) {
     std::string rows;
     for (Json::ArrayIndex i = 0; i < playlists.size(); ++i) {
         rows += (i == 0 ? "(" : ",(") + std::to_string(i) +
-                varn::Made(varn::Sql(", '@VARN:VAR')", playlists[i]["name"].asString()));
+                Made(varn::Sql(", '@VARN:VAR')", playlists[i]["name"].asString()));
     }
     return "(SELECT number, name, form, COALESCE(search_words(form), form) AS words FROM (VALUES " +
            rows +

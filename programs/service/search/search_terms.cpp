@@ -6,6 +6,7 @@
 
 #include "service/base/failure.h"
 #include "service/lists/list.h"
+#include "service/lists/tables.h"
 #include "varn/sql.h"
 
 namespace tonvale_service {
@@ -28,15 +29,12 @@ std::string Together(std::size_t count, const Each &each) {
 }  // namespace
 
 SearchTerms::SearchTerms(varn::Database &database, const std::string &keyword) {
-    const auto statement = varn::Sql(
-        "SELECT word, COALESCE(search_words(word), word) AS start FROM"
-        " unnest(string_to_array(search_form('@VARN:VAR'), ' ')) WITH ORDINALITY"
-        " AS w (word, number) WHERE word <> '' ORDER BY number",
-        Needle(keyword));
-    if (!statement) {
-        throw Failure(Reason::kNotUtf8);
-    }
-    for (const varn::Row row : database.Query(*statement)) {
+    const std::string statement =
+        Made(varn::Sql("SELECT word, COALESCE(search_words(word), word) AS start FROM"
+                       " unnest(string_to_array(search_form('@VARN:VAR'), ' ')) WITH ORDINALITY"
+                       " AS w (word, number) WHERE word <> '' ORDER BY number",
+                       Needle(keyword)));
+    for (const varn::Row row : database.Query(statement)) {
         words_.push_back({row.Text("word"), " " + std::string(row.Text("start"))});
         whole_ += " " + words_.back().text;
     }
@@ -47,7 +45,7 @@ SearchTerms::SearchTerms(varn::Database &database, const std::string &keyword) {
 
 std::string SearchTerms::HasAll(const std::string &form) const {
     return Together(words_.size(), [&](std::size_t word) {
-        return form + varn::Made(varn::Sql(" LIKE '%%@VARN:LVAR%%'", words_[word].text));
+        return form + Made(varn::Sql(" LIKE '%%@VARN:LVAR%%'", words_[word].text));
     });
 }
 
@@ -66,13 +64,12 @@ const std::string &SearchTerms::Longest() const {
 
 std::string SearchTerms::BeginsAll(const std::string &words) const {
     return Together(words_.size(), [&](std::size_t word) {
-        return words + varn::Made(varn::Sql(" LIKE '%%@VARN:LVAR%%'", words_[word].start));
+        return words + Made(varn::Sql(" LIKE '%%@VARN:LVAR%%'", words_[word].start));
     });
 }
 
 std::string SearchTerms::Rank(const std::string &form, const std::string &begins) const {
-    const std::string start =
-        varn::Made(varn::Sql("starts_with(@VARN:NEVAR, '@VARN:VAR", form, whole_));
+    const std::string start = Made(varn::Sql("starts_with(@VARN:NEVAR, '@VARN:VAR", form, whole_));
     return "CASE WHEN " + start + "\n') THEN 1 WHEN " + start + "') THEN 2 WHEN " + begins +
            " THEN 3 ELSE 4 END";
 }

@@ -13,6 +13,7 @@
 
 #include "service/base/failure.h"
 #include "service/lists/list.h"
+#include "service/lists/tables.h"
 #include "service/playlists/playlist_place.h"
 #include "service/playlists/playlist_songs.h"
 #include "service/songs/songs.h"
@@ -43,14 +44,6 @@ constexpr char kLinks[] =
     "s.user_id)) AS title FROM playlist_sharing s WHERE user_id = @VARN:INT AND @VARN:NEVAR";
 
 constexpr char kCount[] = "SELECT COUNT(*) FROM playlist_sharing WHERE user_id = @VARN:INT";
-
-// A condition or a statement whose texts came from outside.
-std::string Good(const std::optional<std::string> &sql) {
-    if (!sql) {
-        throw Failure(Reason::kNotUtf8);
-    }
-    return *sql;
-}
 
 bool IsSmart(const std::string &playlistId) {
     return playlistId.find("_smart/") != std::string::npos;
@@ -101,7 +94,7 @@ varn::Rows Links::Read(const std::string &statement) {
 
 int Links::Total() {
     return static_cast<int>(
-        Read(Good(varn::Sql(kCount, static_cast<int>(uid_))))[0].Number("count"));
+        Read(Made(varn::Sql(kCount, static_cast<int>(uid_))))[0].Number("count"));
 }
 
 std::vector<Links::Row> Links::Rows(const std::string &statement) {
@@ -122,11 +115,11 @@ std::vector<Links::Row> Links::Rows(const std::string &statement) {
 }
 
 std::vector<Links::Row> Links::RowsWith(const std::string &condition) {
-    return Rows(Good(varn::Sql(kLinks, static_cast<int>(uid_), condition)));
+    return Rows(Made(varn::Sql(kLinks, static_cast<int>(uid_), condition)));
 }
 
 std::vector<Links::Row> Links::OfPlaylist(const NamedPlaylist &playlist) {
-    return RowsWith(Good(playlist.isSmart ? varn::Sql("playlist_id = '@VARN:VAR'", playlist.id)
+    return RowsWith(Made(playlist.isSmart ? varn::Sql("playlist_id = '@VARN:VAR'", playlist.id)
                                           : varn::Sql("path = '@VARN:VAR' AND playlist_id NOT LIKE "
                                                       "'%%\\_smart/%%'",
                                                       playlist.path)));
@@ -135,9 +128,9 @@ std::vector<Links::Row> Links::OfPlaylist(const NamedPlaylist &playlist) {
 Links::Row Links::Find(const LinkName &name) {
     std::vector<Row> rows;
     if (!name.id.empty()) {
-        rows = RowsWith(Good(varn::Sql("id = '@VARN:VAR'", name.id)));
+        rows = RowsWith(Made(varn::Sql("id = '@VARN:VAR'", name.id)));
     } else if (name.playlistId == kSharedSongsId) {
-        rows = RowsWith(Good(varn::Sql("playlist_id = '@VARN:VAR'", kSharedSongsId)));
+        rows = RowsWith(Made(varn::Sql("playlist_id = '@VARN:VAR'", kSharedSongsId)));
     } else {
         try {
             rows = OfPlaylist(FindNamedPlaylist(uid_, user_, name.playlistId));
@@ -146,7 +139,7 @@ Links::Row Links::Find(const LinkName &name) {
                 throw;
             }
             // The playlist is gone, and its link may still be taken away.
-            rows = RowsWith(Good(varn::Sql("playlist_id = '@VARN:VAR'", name.playlistId)));
+            rows = RowsWith(Made(varn::Sql("playlist_id = '@VARN:VAR'", name.playlistId)));
         }
     }
     if (rows.empty()) {
@@ -162,7 +155,7 @@ void Links::MoveOthersAway(const std::string &playlistId, const std::string &pat
     const std::string_view kind =
         playlistId.starts_with(kSharedNormal) ? kSharedNormal : kPersonalNormal;
     const auto others = RowsWith(
-        Good(varn::Sql("playlist_id = '@VARN:VAR' AND path <> '@VARN:VAR'", playlistId, path)));
+        Made(varn::Sql("playlist_id = '@VARN:VAR' AND path <> '@VARN:VAR'", playlistId, path)));
     for (const Row &other : others) {
         // Rows are numbered from 1. A file that comes back gets its number when it is asked for.
         manager_.UpdatePlsId(
@@ -201,7 +194,7 @@ Json::Value Links::Page(int offset, int limit) {
     const auto page = varn::Sql("true ORDER BY id LIMIT @VARN:INT OFFSET @VARN:INT", limit, offset);
     Json::Value data(Json::objectValue);
     Json::Value &sharings = data["sharings"] = Json::Value(Json::arrayValue);
-    for (const Row &row : RowsWith(Good(page))) {
+    for (const Row &row : RowsWith(Made(page))) {
         sharings.append(Shown(row));
     }
     data["offset"] = offset;
@@ -242,13 +235,13 @@ class Links::Turn {
   public:
     explicit Turn(Links &links) : links_(links) {
         links_.Read("SET lock_timeout = '10s'");
-        links_.Read(Good(varn::Sql("SELECT pg_advisory_lock(@VARN:INT, @VARN:INT)", kLinksOfUser,
+        links_.Read(Made(varn::Sql("SELECT pg_advisory_lock(@VARN:INT, @VARN:INT)", kLinksOfUser,
                                    static_cast<int>(links_.uid_))));
     }
     // Where it cannot be given back the connection is gone, and the lock with it.
     ~Turn() {
         try {
-            links_.Read(Good(varn::Sql("SELECT pg_advisory_unlock(@VARN:INT, @VARN:INT)",
+            links_.Read(Made(varn::Sql("SELECT pg_advisory_unlock(@VARN:INT, @VARN:INT)",
                                        kLinksOfUser, static_cast<int>(links_.uid_))));
         } catch (const std::exception &) {
             syslog(LOG_ERR, "The links are not given free");
@@ -337,7 +330,7 @@ void Links::PrepareSongsList(bool hasLink) {
 
 // The link of the single songs; made, like its list, when there is none.
 void Links::PrepareSharedSongs() {
-    const auto rows = RowsWith(Good(varn::Sql("playlist_id = '@VARN:VAR'", kSharedSongsId)));
+    const auto rows = RowsWith(Made(varn::Sql("playlist_id = '@VARN:VAR'", kSharedSongsId)));
     PrepareSongsList(!rows.empty());
     if (rows.empty()) {
         SharingData record;

@@ -73,10 +73,6 @@ SongFacts FactsOf(const varn::Row &row) {
                       .favouriteSince = row.Number("made")}};
 }
 
-std::string Made(const std::optional<std::string> &sql) {
-    return sql ? *sql : throw Failure(Reason::kNotUtf8);
-}
-
 using Found = std::unordered_map<int, SongFacts>;
 
 Found FindRows(const ListRequest &request, const std::set<int> &rows) {

@@ -325,8 +325,9 @@ SongId SongIn(const varn::Row &row) {
     return {static_cast<int>(row.Number("id")), row.Number("is_virtual") != 0};
 }
 
-std::string SongIdText(const SongId &song) {
-    return (song.isVirtual ? "music_v_" : "music_") + std::to_string(song.row);
+std::string SongIdText(const SongId &song, bool isOwn) {
+    return std::string(isOwn ? "music_p_" : "music_") + (song.isVirtual ? "v_" : "") +
+           std::to_string(song.row);
 }
 
 std::optional<SongId> ParseSongId(std::string_view id) {
