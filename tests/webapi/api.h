@@ -39,8 +39,8 @@ class Api {
         return encoded;
     }
 
-    // The query of a request. `asked` is "API/METHOD" or "API/METHOD?QUERY". The values of `given` need
-    // not be encoded.
+    // The query of a request. `asked` is "API/METHOD" or "API/METHOD?QUERY". The values of `given`
+    // need not be encoded.
     static std::string QueryOf(const std::string &asked, const Given &given = {}) {
         const std::size_t slash = asked.find('/');
         const std::size_t mark = std::min(asked.find('?'), asked.size());

@@ -22,8 +22,8 @@ std::string BodyOf(const std::string &message);
 // A field of an answer's header; "" where it has none.
 std::string FieldOf(const std::string &header, const std::string &name);
 
-// Adds a failure where a request or its answer differs from the description. `query` or `form` is ""
-// where the request has none. Requests without an API and answers without a body are passed over.
+// Adds a failure where a request or its answer differs from the description. `query` or `form` is
+// "" where the request has none. Passes over requests without an API and answers without a body.
 void CheckDescribed(const std::string &query, const std::string &form, const std::string &answer);
 
 }  // namespace tonvale_test

@@ -15,8 +15,8 @@ namespace tonvale_test {
 
 // Shapes of answers, from the protocol's documentation. A shape is its name and its members:
 // NAME:TYPE, or NAME:TYPE? for one that may be absent. Types: s text, i whole number, n number,
-// b true or false, t moment, another shape, [TYPE] an array. A shape "A :B" has the members of B and
-// its own. "value" is the text of its element in XML.
+// b true or false, t moment, another shape, [TYPE] an array. A shape "A :B" has the members of B
+// and its own. "value" is the text of its element in XML.
 class Shapes {
   public:
     explicit Shapes(const std::string &text);
